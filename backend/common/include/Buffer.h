@@ -1,0 +1,80 @@
+/// @file
+/// The byte buffer that records and streams hand to each other.
+#pragma once
+
+#include <cstddef>
+
+/// A growable sequence of bytes, owned by whoever holds it.
+///
+/// Short contents live inside the object; longer ones on the heap, where room grows geometrically. A buffer
+/// can also wrap bytes that belong to someone else: reading them through a constant reference copies
+/// nothing, and the first modifying operation (append(), setLength(), the non-constant conversion) takes a
+/// copy of its own.
+///
+/// Errors: std::bad_alloc when room cannot be had, std::length_error beyond 4,294,967,295 bytes in all; the buffer
+/// is then as it was before the call.
+/// Thread-safety: one buffer is used by one thread at a time.
+class QZCBuffer
+{
+public:
+    /// @param aLength   bytes to start with, all zero
+    /// @param aCapacity room to set aside, so that appending up to it allocates no more; a hint that later
+    ///                  appends may exceed or fall short of
+    QZCBuffer(unsigned int aLength, unsigned int aCapacity);
+
+    /// Wraps bytes without copying them; they must stay valid as long as they are wrapped.
+    /// @param apBytes bytes to wrap, not owned; may be null when aLength is 0
+    /// @param aLength their number
+    QZCBuffer(unsigned char const* apBytes, unsigned int aLength);
+
+    virtual ~QZCBuffer();
+
+    QZCBuffer(QZCBuffer const&) = delete;
+    QZCBuffer& operator=(QZCBuffer const&) = delete;
+
+    /// @return the byte at aPosition
+    /// @throws std::out_of_range naming both figures, when aPosition is not below getLength()
+    virtual unsigned char byte(unsigned int aPosition) const;
+
+    /// @return the first of getLength() bytes, valid until the buffer is modified or destroyed
+    virtual operator unsigned char const*() const;
+
+    /// @return number of bytes held
+    virtual unsigned int getLength() const { return mLength; }
+
+    /// @return the first of getLength() bytes for writing, valid until the next modification; a buffer that
+    ///         wraps takes its own copy first
+    virtual operator unsigned char*();
+
+    /// Cuts the content, or extends it with zero bytes.
+    virtual void setLength(unsigned int aLength);
+
+    /// Adds bytes at the end.
+    /// @param apBytes bytes to copy, also from this very buffer; may be null when aLength is 0
+    /// @param aLength their number
+    void append(void const* apBytes, unsigned int aLength);
+
+protected:
+    unsigned int mLength;
+
+private:
+    friend class QZCEncodableOutStream;
+
+    static constexpr unsigned int sgInsideCapacity = 39;
+
+    /// @return where the next byte goes, with room for at least aLength of them
+    unsigned char* _room(std::size_t aLength)
+    {
+        return aLength <= mCapacity - mLength ? mBytes + mLength : _grow(aLength);
+    }
+
+    unsigned char* _grow(std::size_t aLength);
+    void _moveTo(unsigned int aCapacity);
+    void _own();
+    void _release();
+
+    unsigned int mCapacity; ///< equal to mLength while wrapping, so that any growth takes the slow way
+    unsigned char* mBytes;
+    bool mIsForeign; ///< the bytes are wrapped: never written to, never freed
+    unsigned char mInside[sgInsideCapacity];
+};

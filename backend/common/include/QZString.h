@@ -1,0 +1,126 @@
+/// @file
+/// The text value of the system.
+#pragma once
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "backend/common/include/Assertion.h"
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/Exceptions.h"
+
+#define QZ_LOG_FILE "backend/common/include/QZString"
+
+/// A text with value semantics: every copy owns a standard string of its own on the heap.
+///
+/// Errors: QZCNoMemoryEx "Out of Memory", code 2, from every operation that makes a text; the object is then
+/// as it was before.
+/// Assertions: a position past the end given to substr().
+/// Thread-safety: one object is used by one thread at a time.
+class QZCString
+{
+public:
+    /// @param apText terminated text to copy; must not be null
+    QZCString(char const* apText) : mString(_make(apText)) {}
+
+    QZCString(QZCString const& acrCopy)
+    {
+        QZ_ASSERT(acrCopy.mString != 0);
+        mString = _make(*acrCopy.mString);
+    }
+
+    ~QZCString() {}
+
+    QZCString& operator=(QZCString const& acrCopy)
+    {
+        if (this != &acrCopy)
+        {
+            mString = _make(*acrCopy.mString);
+        }
+        return *this;
+    }
+
+    /// @return the text, terminated, valid until the object is changed or destroyed
+    /// @{
+    char const* get() { return static_cast<QZCString const&>(*this).get(); }
+
+    char const* get() const
+    {
+        QZ_ASSERT(mString != 0);
+        return mString->c_str();
+    }
+    /// @}
+
+    /// @return number of characters
+    unsigned int size() const
+    {
+        QZ_ASSERT(mString != 0);
+        return static_cast<unsigned int>(mString->size());
+    }
+
+    /// @param aPosition position of a character, from 0
+    /// @return the character, to read or to write
+    /// @throws QZCInvalidEx "Invalid Value", code 6, when aPosition is not below size()
+    char& at(unsigned int aPosition)
+    {
+        QZ_ASSERT(mString != 0);
+        try
+        {
+            return mString->at(aPosition);
+        }
+        catch (std::out_of_range const&)
+        {
+            throw QZCInvalidEx("Invalid Value", 6);
+        }
+    }
+
+    /// @param apText    terminated text to look for
+    /// @param aPosition where to begin
+    /// @return position of the first occurrence at or after aPosition, or 4294967295 when there is none
+    unsigned int find(char const* apText, unsigned int aPosition) const
+    {
+        QZ_ASSERT(mString != 0);
+        return static_cast<unsigned int>(mString->find(apText, aPosition));
+    }
+
+    /// Copies a part of the text.
+    /// @param arPart    set to the part; may be this very object
+    /// @param aPosition its first character; asserts that this is at most size()
+    /// @param aLength   its length; what goes past the end is left out
+    /// @throws QZCInvalidEx "Invalid Value", code 6, should the standard string refuse the position
+    void substr(QZCString& arPart, unsigned int aPosition, unsigned int aLength) const
+    {
+        QZ_ASSERT(mString != 0);
+        QZ_ASSERT(aPosition <= mString->size());
+        try
+        {
+            arPart.mString = _make(*mString, aPosition, aLength);
+        }
+        catch (std::out_of_range const&)
+        {
+            throw QZCInvalidEx("Invalid Value", 6);
+        }
+    }
+
+private:
+    /// Makes a string of what one of its constructors takes.
+    template <typename... Arguments>
+    static QZCPointer<std::string> _make(Arguments const&... acrArguments)
+    {
+        try
+        {
+            return QZCPointer<std::string>(new (std::nothrow) std::string(acrArguments...),
+                                           QZPST_Individual, QZPAT_New);
+        }
+        catch (std::bad_alloc const&)
+        {
+            // No memory for the characters is the same to the caller as none for the string object.
+            throw QZCNoMemoryEx("Out of Memory", 2);
+        }
+    }
+
+    QZCPointer<std::string> mString;
+};
+
+#undef QZ_LOG_FILE

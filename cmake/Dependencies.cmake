@@ -1,0 +1,23 @@
+find_package(PkgConfig REQUIRED)
+
+# The SNIA common library and its headers. The library calls it, whoever uses the library links it.
+pkg_check_modules(HBAAPI REQUIRED IMPORTED_TARGET HBAAPI)
+
+if(QZ_BUILD_TOOLS)
+  find_package(CLI11 REQUIRED)
+  find_package(fmt REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+  find_package(tomlplusplus REQUIRED)
+  pkg_check_modules(SMARTCOLS REQUIRED IMPORTED_TARGET smartcols)
+endif()
+
+if(QZ_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  find_package(Threads REQUIRED)
+  pkg_check_modules(CBOR REQUIRED IMPORTED_TARGET libcbor)
+endif()
+
+if(QZ_BUILD_BENCHMARKS)
+  find_package(benchmark REQUIRED)
+  find_package(Threads REQUIRED)
+endif()

@@ -1,0 +1,24 @@
+# qz_options: what every target of this project is compiled with. It is linked privately, so nothing of
+# it reaches whoever uses the libraries.
+add_library(qz_options INTERFACE)
+target_compile_features(qz_options INTERFACE cxx_std_17)
+target_compile_options(qz_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+  $<$<BOOL:${QZ_WERROR}>:-Werror>)
+
+if(QZ_SANITIZE)
+  target_compile_options(qz_options INTERFACE
+    -fsanitize=${QZ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(qz_options INTERFACE -fsanitize=${QZ_SANITIZE})
+endif()
+
+if(QZ_COVERAGE)
+  target_compile_options(qz_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(qz_options INTERFACE --coverage)
+endif()
+
+# Everything runs from the build tree as it is laid out here.
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)

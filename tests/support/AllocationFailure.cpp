@@ -1,0 +1,76 @@
+#include "tests/support/AllocationFailure.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace
+{
+thread_local bool gActive = false;
+thread_local unsigned int gSeen = 0;
+thread_local unsigned int gFirst = 0;
+thread_local unsigned int gLast = 0;
+std::atomic<long> gLiveBlocks{0};
+
+void* allocate(std::size_t aSize) noexcept
+{
+    if (gActive)
+    {
+        ++gSeen;
+        if (gSeen >= gFirst && gSeen <= gLast)
+        {
+            return nullptr;
+        }
+    }
+    void* const block = std::malloc(aSize != 0 ? aSize : 1);
+    if (block != nullptr)
+    {
+        ++gLiveBlocks;
+    }
+    return block;
+}
+
+void* allocateOrThrow(std::size_t aSize)
+{
+    void* const block = allocate(aSize);
+    if (block == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void release(void* aBlock) noexcept
+{
+    if (aBlock != nullptr)
+    {
+        --gLiveBlocks;
+    }
+    std::free(aBlock);
+}
+}  // namespace
+
+void* operator new(std::size_t aSize) { return allocateOrThrow(aSize); }
+void* operator new[](std::size_t aSize) { return allocateOrThrow(aSize); }
+void* operator new(std::size_t aSize, std::nothrow_t const&) noexcept { return allocate(aSize); }
+void* operator new[](std::size_t aSize, std::nothrow_t const&) noexcept { return allocate(aSize); }
+void operator delete(void* aBlock) noexcept { release(aBlock); }
+void operator delete[](void* aBlock) noexcept { release(aBlock); }
+void operator delete(void* aBlock, std::size_t) noexcept { release(aBlock); }
+void operator delete[](void* aBlock, std::size_t) noexcept { release(aBlock); }
+void operator delete(void* aBlock, std::nothrow_t const&) noexcept { release(aBlock); }
+void operator delete[](void* aBlock, std::nothrow_t const&) noexcept { release(aBlock); }
+
+AllocationFailure::AllocationFailure(unsigned int aFirst, unsigned int aLast)
+{
+    gSeen = 0;
+    gFirst = aFirst;
+    gLast = aLast != 0 ? aLast : aFirst;
+    gActive = true;
+}
+
+AllocationFailure::~AllocationFailure() { gActive = false; }
+
+unsigned int AllocationFailure::allocations() const { return gSeen; }
+
+long liveBlocks() { return gLiveBlocks; }

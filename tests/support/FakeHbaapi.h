@@ -1,0 +1,52 @@
+/// @file
+/// A scripted HBA API for what no real one can be made to answer. A test program that links this has its own
+/// HBA_* functions, which take the place of the common library's.
+#pragma once
+
+#include <ctime>
+
+#include <hbaapi.h>
+
+#include <deque>
+#include <string>
+#include <vector>
+
+/// The answers that the HBA_* functions give while it lives, and the calls that reach them. One at a time. A
+/// script that runs out fails the test.
+class FakeHbaapi
+{
+public:
+    /// An answer of HBA_GetAdapterName: the status, and what is written to the caller's buffer (with a
+    /// terminating NUL where it is shorter than the buffer's 256 bytes).
+    struct Name
+    {
+        HBA_STATUS mStatus;
+        std::string mName;
+    };
+
+    FakeHbaapi();
+    ~FakeHbaapi();
+    FakeHbaapi(FakeHbaapi const&) = delete;
+    FakeHbaapi& operator=(FakeHbaapi const&) = delete;
+
+    /// The instance that the functions answer from.
+    static FakeHbaapi& instance();
+
+    /// Adds one call to the record.
+    void record(std::string const& acrCall);
+
+    /// The calls so far, as "HBA_GetAdapterName(0)".
+    std::vector<std::string> const& calls() const;
+
+    HBA_STATUS mLoadStatus = HBA_STATUS_OK;
+    HBA_STATUS mFreeStatus = HBA_STATUS_OK;
+    HBA_UINT32 mNumberOfAdapters = 0;
+    HBA_HANDLE mOpenHandle = 1;
+    std::deque<Name> mNames;
+
+    /// Whether the 256 bytes of every name buffer handed over so far were zero.
+    bool mNameBuffersWereZero = true;
+
+private:
+    std::vector<std::string> mCalls;
+};
