@@ -20,10 +20,7 @@ QZCBuffer::QZCBuffer(unsigned int aLength, unsigned int aCapacity)
 }
 
 QZCBuffer::QZCBuffer(unsigned char const* apBytes, unsigned int aLength)
-    : mLength(aLength),
-      mCapacity(aLength),
-      mBytes(const_cast<unsigned char*>(apBytes)),
-      mIsForeign(true)
+    : mLength(aLength), mCapacity(aLength), mBytes(const_cast<unsigned char*>(apBytes)), mIsForeign(true)
 {
 }
 

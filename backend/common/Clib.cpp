@@ -1,12 +1,12 @@
 #include "backend/common/include/Clib.h"
 
-#include <arpa/inet.h>
-
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+
+#include <arpa/inet.h>
 
 void* ClibMemcpy(void* apTarget, void const* apSource, unsigned int aLength)
 {

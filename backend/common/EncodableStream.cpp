@@ -10,7 +10,7 @@ struct QZCEncodedHead
 {
     unsigned char mMajor;
     std::uint64_t mValue;
-    unsigned int mSize; ///< bytes that the head takes; 0 when there is no well-formed head of definite length
+    unsigned int mSize;  ///< bytes it takes; 0 when it is cut, reserved or of indefinite length
 };
 }  // namespace
 
@@ -61,9 +61,9 @@ static QZCEncodedHead __sReadHead(unsigned char const* apBytes, unsigned int aRe
 static void __sDescribe(char* apText, std::size_t aSize, unsigned char const* apBytes,
                         unsigned int aRemaining)
 {
-    static char const* const sgNames[] = {"unsigned integer", "negative integer", "byte string",
-                                          "text string",      "array",            "map",
-                                          "tag",              "simple value"};
+    static char const* const sgNames[] = {
+        "unsigned integer", "negative integer", "byte string", "text string", "array", "map", "tag",
+        "simple value"};
     if (aRemaining == 0)
     {
         std::snprintf(apText, aSize, "the end of the input");
@@ -74,19 +74,19 @@ static void __sDescribe(char* apText, std::size_t aSize, unsigned char const* ap
     QZCEncodedHead const head = __sReadHead(apBytes, aRemaining);
     if (head.mSize != 0)
     {
-        std::snprintf(apText, aSize, "%s %llu (0x%02x)", name,
-                      static_cast<unsigned long long>(head.mValue), first);
+        std::snprintf(apText, aSize, "%s %llu (0x%02x)", name, static_cast<unsigned long long>(head.mValue),
+                      first);
         return;
     }
     unsigned int const info = first & sgInfoBits;
-    char const* const fault = info == sgIndefinite                        ? "of indefinite length"
+    char const* const fault = info == sgIndefinite                ? "of indefinite length"
                               : info > QZCEncodedForm::sgFollows8 ? "with a reserved head"
-                                                                          : "cut in its head";
+                                                                  : "cut in its head";
     std::snprintf(apText, aSize, "%s %s (0x%02x)", name, fault, first);
 }
 
-[[noreturn]] static void __sRefuse(unsigned char const* apBytes, unsigned int aLength,
-                                   unsigned int aPosition, char const* apExpected)
+[[noreturn]] static void __sRefuse(unsigned char const* apBytes, unsigned int aLength, unsigned int aPosition,
+                                   char const* apExpected)
 {
     char found[80];
     __sDescribe(found, sizeof found, apBytes + aPosition, aLength - aPosition);
@@ -97,8 +97,8 @@ static void __sDescribe(char* apText, std::size_t aSize, unsigned char const* ap
 
 bool QZCEncodableInStream::_readBool()
 {
-    if (mPosition == mLength || (mBytes[mPosition] != QZCEncodedForm::sgFalse &&
-                                 mBytes[mPosition] != QZCEncodedForm::sgTrue))
+    if (mPosition == mLength ||
+        (mBytes[mPosition] != QZCEncodedForm::sgFalse && mBytes[mPosition] != QZCEncodedForm::sgTrue))
     {
         __sRefuse(mBytes, mLength, mPosition, "a bool (0xf4 or 0xf5)");
     }

@@ -1,7 +1,5 @@
 #include "backend/common/include/Logger.h"
 
-#include <unistd.h>
-
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -9,6 +7,8 @@
 #include <cstdlib>
 #include <ctime>
 #include <mutex>
+
+#include <unistd.h>
 
 namespace
 {
@@ -31,8 +31,12 @@ static std::mutex sgSinkMutex;
 static QZLogSink sgSink = nullptr;
 static void* sgSinkContext = nullptr;
 
+// One write is enough to keep lines apart, but for a line that a pipe takes in pieces only.
+static std::mutex sgWriteMutex;
+
 static void __sWriteToStandardError(char const* apLine, std::size_t aLength)
 {
+    std::lock_guard<std::mutex> const lock(sgWriteMutex);
     while (aLength > 0)
     {
         ssize_t const written = write(STDERR_FILENO, apLine, aLength);
@@ -69,8 +73,7 @@ static void __sDeliver(char const* apLine, std::size_t aLength)
 
 /// Adds what fits, as the standard's bounded printing does.
 /// @return the length that the whole text has
-static std::size_t __sFormatText(char* apRoom, std::size_t aSize, char const* apFormat,
-                                 std::va_list aValues)
+static std::size_t __sFormatText(char* apRoom, std::size_t aSize, char const* apFormat, std::va_list aValues)
 {
     int const length = std::vsnprintf(apRoom, aSize, apFormat, aValues);
     if (length >= 0)
@@ -90,8 +93,8 @@ static std::size_t __sFormatLine(char* apRoom, std::size_t aSize, QZCLogLine con
     gmtime_r(&acrLine.mTime.tv_sec, &utc);
     int const head = std::snprintf(
         apRoom, aSize, "%04d-%02d-%02dT%02d:%02d:%02d.%06ldZ %s %s:%u %s: ", utc.tm_year + 1900,
-        utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
-        acrLine.mTime.tv_nsec / 1000, acrLine.mTag, acrLine.mFile, acrLine.mLine, acrLine.mFunction);
+        utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, acrLine.mTime.tv_nsec / 1000,
+        acrLine.mTag, acrLine.mFile, acrLine.mLine, acrLine.mFunction);
     std::size_t const length = static_cast<std::size_t>(head);
     std::size_t const taken = length < aSize ? length : aSize - 1;
     return length + __sFormatText(apRoom + taken, aSize - taken, acrLine.mFormat, aValues);

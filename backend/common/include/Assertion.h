@@ -21,7 +21,6 @@
 /// Ends the process through QZAssertionFailed() unless the condition holds. The logged text is the condition
 /// exactly as written: macros in it are not expanded. The file is the QZ_LOG_FILE of the file the assertion
 /// stands in, so a header's assertion names the header.
-#define QZ_ASSERT(condition)              \
-    (static_cast<bool>(condition)         \
-         ? static_cast<void>(0)           \
-         : QZAssertionFailed(__LINE__, __func__, QZ_LOG_FILE, #condition))
+#define QZ_ASSERT(condition)                             \
+    (static_cast<bool>(condition) ? static_cast<void>(0) \
+                                  : QZAssertionFailed(__LINE__, __func__, QZ_LOG_FILE, #condition))

@@ -11,9 +11,8 @@
 /// nothing, and the first modifying operation (append(), setLength(), the non-constant conversion) takes a
 /// copy of its own.
 ///
-/// Errors: std::bad_alloc when room cannot be had, std::length_error beyond 4,294,967,295 bytes in all; the buffer
-/// is then as it was before the call.
-/// Thread-safety: one buffer is used by one thread at a time.
+/// Errors: std::bad_alloc when room cannot be had, std::length_error beyond 4,294,967,295 bytes in all; the
+/// buffer is then as it was before the call. Thread-safety: one buffer is used by one thread at a time.
 class QZCBuffer
 {
 public:
@@ -73,8 +72,8 @@ private:
     void _own();
     void _release();
 
-    unsigned int mCapacity; ///< equal to mLength while wrapping, so that any growth takes the slow way
+    unsigned int mCapacity;  ///< equal to mLength while wrapping, so that any growth takes the slow way
     unsigned char* mBytes;
-    bool mIsForeign; ///< the bytes are wrapped: never written to, never freed
+    bool mIsForeign;  ///< the bytes are wrapped: never written to, never freed
     unsigned char mInside[sgInsideCapacity];
 };

@@ -12,11 +12,11 @@
 /// Severity of a log line: a single bit, so that a set of levels makes a mask.
 enum QZLogLevel : unsigned int
 {
-    QZLL_Assertion = 1,    ///< failed assertion, just before the process ends; tag "-H-"
-    QZLL_Error = 8,        ///< error, just before the matching exception is thrown; tag "-E-"
-    QZLL_Notice = 32,      ///< notice, such as a load failure or a feature verdict; tag "-N-"
-    QZLL_Information = 64, ///< information, such as versions that were found; tag "-I-"
-    QZLL_Trace = 128       ///< "Entered", "Left" and values worth following; tag "-T-"
+    QZLL_Assertion = 1,     ///< failed assertion, just before the process ends; tag "-H-"
+    QZLL_Error = 8,         ///< error, just before the matching exception is thrown; tag "-E-"
+    QZLL_Notice = 32,       ///< notice, such as a load failure or a feature verdict; tag "-N-"
+    QZLL_Information = 64,  ///< information, such as versions that were found; tag "-I-"
+    QZLL_Trace = 128        ///< "Entered", "Left" and values worth following; tag "-T-"
 };
 
 /// Receives finished log lines.

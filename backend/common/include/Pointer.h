@@ -15,15 +15,15 @@
 /// What a QZCPointer holds.
 enum QZPointerSizeType : unsigned char
 {
-    QZPST_Individual = 1, ///< one object, released with delete
-    QZPST_Array = 2       ///< an array, released with delete[]
+    QZPST_Individual = 1,  ///< one object, released with delete
+    QZPST_Array = 2        ///< an array, released with delete[]
 };
 
 /// How what a QZCPointer holds was allocated.
 enum QZPointerAllocType : unsigned char
 {
-    QZPAT_New = 1,   ///< with new or new[]
-    QZPAT_Malloc = 2 ///< with malloc, released with free; no destructor runs
+    QZPAT_New = 1,    ///< with new or new[]
+    QZPAT_Malloc = 2  ///< with malloc, released with free; no destructor runs
 };
 
 /// Shared-ownership handle of one object or one array, which is freed when the last handle lets go.

@@ -110,8 +110,8 @@ private:
     {
         try
         {
-            return QZCPointer<std::string>(new (std::nothrow) std::string(acrArguments...),
-                                           QZPST_Individual, QZPAT_New);
+            return QZCPointer<std::string>(new (std::nothrow) std::string(acrArguments...), QZPST_Individual,
+                                           QZPAT_New);
         }
         catch (std::bad_alloc const&)
         {

@@ -43,11 +43,11 @@ public:
     unsigned int decrement()
     {
         // The only holder left has nobody to race with: a second one could only come from its own handle.
-        if (_isSingleThreaded() || mCount.load(std::memory_order_acquire) == 1)
+        unsigned int const count = mCount.load(std::memory_order_acquire);
+        if (count == 1 || _isSingleThreaded())
         {
-            unsigned int const left = mCount.load(std::memory_order_relaxed) - 1;
-            mCount.store(left, std::memory_order_relaxed);
-            return left;
+            mCount.store(count - 1, std::memory_order_relaxed);
+            return count - 1;
         }
         return mCount.fetch_sub(1, std::memory_order_acq_rel) - 1;
     }

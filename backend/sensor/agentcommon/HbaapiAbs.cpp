@@ -52,8 +52,7 @@ static_assert(sizeof sgHbaStatusNames / sizeof sgHbaStatusNames[0] == HBA_STATUS
 
 static char const* __sGetStatusName(HBA_STATUS aStatus)
 {
-    return aStatus <= HBA_STATUS_ERROR_TARGET_BUSY ? sgHbaStatusNames[aStatus]
-                                                   : "Invalid Hbaapi Status Code";
+    return aStatus <= HBA_STATUS_ERROR_TARGET_BUSY ? sgHbaStatusNames[aStatus] : "Invalid Hbaapi Status Code";
 }
 
 QZCHbaapiAbs::QZCHbaapiAbs() {}

@@ -24,8 +24,7 @@ static unsigned int __sWeightedMean(unsigned int aCount, unsigned int aMean, uns
 
 QZCLatencyData::QZCLatencyData(bool aDummy) : QZCLatencyData(aDummy, 0, 0, 0) {}
 
-QZCLatencyData::QZCLatencyData(bool aDummy, unsigned int aSearchType, unsigned int aBase,
-                               unsigned int aStep)
+QZCLatencyData::QZCLatencyData(bool aDummy, unsigned int aSearchType, unsigned int aBase, unsigned int aStep)
     : mMarker(1), mSearchType(aSearchType), mBase(aBase), mStep(aStep)
 {
     QZ_LOG_ENTERED();
@@ -47,8 +46,7 @@ QZCLatencyData::QZCLatencyData(bool aDummy, unsigned int aSearchType, unsigned i
 
 QZCLatencyData::QZCLatencyData(unsigned int aIoCount, unsigned int aAverageIoSize, unsigned char aMarker,
                                unsigned int aTrueLatency, unsigned int aSearchType, unsigned int aBase,
-                               unsigned int aStep, unsigned int const* apBuckets,
-                               unsigned int aNumBuckets)
+                               unsigned int aStep, unsigned int const* apBuckets, unsigned int aNumBuckets)
     : mIoCount(aIoCount),
       mAverageIoSize(aAverageIoSize),
       mMarker(aMarker),
@@ -88,10 +86,9 @@ void QZCLatencyData::aggregate(QZCPointer<QZCLatencyData> const& acrOther)
     unsigned int const total = mIoCount + other.mIoCount;
     if (total != 0)
     {
-        mAverageIoSize = __sWeightedMean(mIoCount, mAverageIoSize, other.mIoCount,
-                                         other.mAverageIoSize, total);
-        mTrueLatency =
-            __sWeightedMean(mIoCount, mTrueLatency, other.mIoCount, other.mTrueLatency, total);
+        mAverageIoSize =
+            __sWeightedMean(mIoCount, mAverageIoSize, other.mIoCount, other.mAverageIoSize, total);
+        mTrueLatency = __sWeightedMean(mIoCount, mTrueLatency, other.mIoCount, other.mTrueLatency, total);
         mIoCount = total;
     }
     QZ_LOG_LEFT();

@@ -10,12 +10,6 @@ bool QZCScopeEvent::operator==(QZCScopeEvent const& acrOther) const
     return mCategory == acrOther.mCategory && mSubcategory == acrOther.mSubcategory;
 }
 
-void QZCScopeEvent::encode(QZCEncodableOutStream& arOut) const
-{
-    arOut << mCategory << mSubcategory;
-}
+void QZCScopeEvent::encode(QZCEncodableOutStream& arOut) const { arOut << mCategory << mSubcategory; }
 
-void QZCScopeEvent::decode(QZCEncodableInStream& arIn)
-{
-    arIn >> mCategory >> mSubcategory;
-}
+void QZCScopeEvent::decode(QZCEncodableInStream& arIn) { arIn >> mCategory >> mSubcategory; }

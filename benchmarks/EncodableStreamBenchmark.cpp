@@ -1,0 +1,58 @@
+// Encoding a buffer into a reused stream beside msgpack, and beside the plain copy for large ones.
+#include <cstring>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <msgpack.hpp>
+
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/LocalBuffer.h"
+
+namespace
+{
+void QZCEncodeBuffer(benchmark::State& arState)
+{
+    std::vector<unsigned char> const bytes(static_cast<std::size_t>(arState.range(0)), 0x5a);
+    QZCLocalBuffer const buffer(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    QZCEncodableOutStream out;
+    for (auto _ : arState)
+    {
+        out.clear();
+        out << buffer;
+        benchmark::DoNotOptimize(out);
+        benchmark::ClobberMemory();
+    }
+}
+
+void MsgpackPackBin(benchmark::State& arState)
+{
+    std::vector<char> const bytes(static_cast<std::size_t>(arState.range(0)), 0x5a);
+    auto const length = static_cast<std::uint32_t>(bytes.size());
+    msgpack::sbuffer out;
+    msgpack::packer<msgpack::sbuffer> packer(out);
+    for (auto _ : arState)
+    {
+        out.clear();
+        packer.pack_bin(length);
+        packer.pack_bin_body(bytes.data(), length);
+        benchmark::DoNotOptimize(out);
+        benchmark::ClobberMemory();
+    }
+}
+
+void Memcpy(benchmark::State& arState)
+{
+    std::vector<unsigned char> const bytes(static_cast<std::size_t>(arState.range(0)), 0x5a);
+    std::vector<unsigned char> out(bytes.size());
+    for (auto _ : arState)
+    {
+        std::memcpy(out.data(), bytes.data(), bytes.size());
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+BENCHMARK(QZCEncodeBuffer)->Arg(0)->Arg(64)->Arg(1024)->Arg(64 << 10)->Arg(1 << 20);
+BENCHMARK(MsgpackPackBin)->Arg(0)->Arg(64)->Arg(1024);
+BENCHMARK(Memcpy)->Arg(64 << 10)->Arg(1 << 20);
+}  // namespace

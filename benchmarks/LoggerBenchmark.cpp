@@ -1,0 +1,29 @@
+// A masked trace call beside an out-of-line variadic function that tests one relaxed atomic and returns.
+#include <benchmark/benchmark.h>
+
+#include "backend/common/include/Logger.h"
+#include "benchmarks/LoggerPeer.h"
+
+#define QZ_LOG_FILE "LoggerBenchmark"
+
+namespace
+{
+void MaskedTrace(benchmark::State& arState)
+{
+    for (auto _ : arState)
+    {
+        QZ_LOG_TRACE("%s", "Entered");
+    }
+}
+
+void MaskedPeer(benchmark::State& arState)
+{
+    for (auto _ : arState)
+    {
+        peerLog(QZLL_Trace, "-T-", __LINE__, __func__, QZ_LOG_FILE, "%s", "Entered");
+    }
+}
+
+BENCHMARK(MaskedTrace);
+BENCHMARK(MaskedPeer);
+}  // namespace
