@@ -61,11 +61,12 @@ void QZCBuffer::append(void const* apBytes, unsigned int aLength)
     {
         return;
     }
-    // Bytes of this very buffer move when it grows: remember where in it they stand.
+    // Bytes that this very buffer owns move when it grows: remember where in it they stand.
     std::uintptr_t const offset =
         reinterpret_cast<std::uintptr_t>(apBytes) - reinterpret_cast<std::uintptr_t>(mBytes);
+    bool const isOwn = !mIsForeign && offset < mLength;
     unsigned char* const room = _room(aLength);
-    std::memcpy(room, offset < mLength ? mBytes + offset : apBytes, aLength);
+    std::memcpy(room, isOwn ? mBytes + offset : apBytes, aLength);
     mLength += aLength;
 }
 

@@ -85,17 +85,18 @@ public:
     }
 
     /// Copies a part of the text.
-    /// @param arPart    set to the part; may be this very object
-    /// @param aPosition its first character; asserts that this is at most size()
-    /// @param aLength   its length; what goes past the end is left out
+    /// @param arPart  set to the part; may be this very object
+    /// @param pos     its first character; asserts that this is at most size()
+    /// @param aLength its length; what goes past the end is left out
     /// @throws QZCInvalidEx "Invalid Value", code 6, should the standard string refuse the position
-    void substr(QZCString& arPart, unsigned int aPosition, unsigned int aLength) const
+    void substr(QZCString& arPart, unsigned int pos, unsigned int aLength) const
     {
         QZ_ASSERT(mString != 0);
-        QZ_ASSERT(aPosition <= mString->size());
+        // The condition is the logged text, so the position keeps the name that it has in the logs.
+        QZ_ASSERT(pos <= mString->size());
         try
         {
-            arPart.mString = _make(*mString, aPosition, aLength);
+            arPart.mString = _make(*mString, pos, aLength);
         }
         catch (std::out_of_range const&)
         {

@@ -68,7 +68,7 @@ public:
 private:
     unsigned int mIoCount;
     unsigned int mAverageIoSize;
-    unsigned char mMarker;
+    [[maybe_unused]] unsigned char mMarker;  // kept for whoever fills the entry; read by nothing here
     unsigned int mTrueLatency;
     unsigned int mSearchType;
     unsigned int mBase;
