@@ -1,0 +1,65 @@
+#include "simulator/Statuses.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace qzsim
+{
+namespace
+{
+struct NamedStatus
+{
+    std::string_view mName;
+    HBA_STATUS mStatus;
+};
+
+constexpr NamedStatus namedStatuses[] = {
+    {"HBA_STATUS_OK", HBA_STATUS_OK},
+    {"HBA_STATUS_ERROR", HBA_STATUS_ERROR},
+    {"HBA_STATUS_ERROR_NOT_SUPPORTED", HBA_STATUS_ERROR_NOT_SUPPORTED},
+    {"HBA_STATUS_ERROR_INVALID_HANDLE", HBA_STATUS_ERROR_INVALID_HANDLE},
+    {"HBA_STATUS_ERROR_ARG", HBA_STATUS_ERROR_ARG},
+    {"HBA_STATUS_ERROR_ILLEGAL_WWN", HBA_STATUS_ERROR_ILLEGAL_WWN},
+    {"HBA_STATUS_ERROR_ILLEGAL_INDEX", HBA_STATUS_ERROR_ILLEGAL_INDEX},
+    {"HBA_STATUS_ERROR_MORE_DATA", HBA_STATUS_ERROR_MORE_DATA},
+    {"HBA_STATUS_ERROR_STALE_DATA", HBA_STATUS_ERROR_STALE_DATA},
+    {"HBA_STATUS_SCSI_CHECK_CONDITION", HBA_STATUS_SCSI_CHECK_CONDITION},
+    {"HBA_STATUS_ERROR_BUSY", HBA_STATUS_ERROR_BUSY},
+    {"HBA_STATUS_ERROR_TRY_AGAIN", HBA_STATUS_ERROR_TRY_AGAIN},
+    {"HBA_STATUS_ERROR_UNAVAILABLE", HBA_STATUS_ERROR_UNAVAILABLE},
+    {"HBA_STATUS_ERROR_ELS_REJECT", HBA_STATUS_ERROR_ELS_REJECT},
+    {"HBA_STATUS_ERROR_INVALID_LUN", HBA_STATUS_ERROR_INVALID_LUN},
+    {"HBA_STATUS_ERROR_INCOMPATIBLE", HBA_STATUS_ERROR_INCOMPATIBLE},
+    {"HBA_STATUS_ERROR_AMBIGUOUS_WWN", HBA_STATUS_ERROR_AMBIGUOUS_WWN},
+    {"HBA_STATUS_ERROR_LOCAL_BUS", HBA_STATUS_ERROR_LOCAL_BUS},
+    {"HBA_STATUS_ERROR_LOCAL_TARGET", HBA_STATUS_ERROR_LOCAL_TARGET},
+    {"HBA_STATUS_ERROR_LOCAL_LUN", HBA_STATUS_ERROR_LOCAL_LUN},
+    {"HBA_STATUS_ERROR_LOCAL_SCSIID_BOUND", HBA_STATUS_ERROR_LOCAL_SCSIID_BOUND},
+    {"HBA_STATUS_ERROR_TARGET_FCID", HBA_STATUS_ERROR_TARGET_FCID},
+    {"HBA_STATUS_ERROR_TARGET_NODE_WWN", HBA_STATUS_ERROR_TARGET_NODE_WWN},
+    {"HBA_STATUS_ERROR_TARGET_PORT_WWN", HBA_STATUS_ERROR_TARGET_PORT_WWN},
+    {"HBA_STATUS_ERROR_TARGET_LUN", HBA_STATUS_ERROR_TARGET_LUN},
+    {"HBA_STATUS_ERROR_TARGET_LUID", HBA_STATUS_ERROR_TARGET_LUID},
+    {"HBA_STATUS_ERROR_NO_SUCH_BINDING", HBA_STATUS_ERROR_NO_SUCH_BINDING},
+    {"HBA_STATUS_ERROR_NOT_A_TARGET", HBA_STATUS_ERROR_NOT_A_TARGET},
+    {"HBA_STATUS_ERROR_UNSUPPORTED_FC4", HBA_STATUS_ERROR_UNSUPPORTED_FC4},
+    {"HBA_STATUS_ERROR_INCAPABLE", HBA_STATUS_ERROR_INCAPABLE},
+    {"HBA_STATUS_ERROR_TARGET_BUSY", HBA_STATUS_ERROR_TARGET_BUSY},
+};
+}  // namespace
+
+std::optional<HBA_STATUS> statusNamed(std::string_view aName)
+{
+    auto const found = std::find_if(std::begin(namedStatuses), std::end(namedStatuses),
+                                    [aName](NamedStatus const& aStatus) { return aStatus.mName == aName; });
+    return found == std::end(namedStatuses) ? std::nullopt : std::optional(found->mStatus);
+}
+
+std::string nameOf(HBA_STATUS aStatus)
+{
+    auto const found =
+        std::find_if(std::begin(namedStatuses), std::end(namedStatuses),
+                     [aStatus](NamedStatus const& aNamed) { return aNamed.mStatus == aStatus; });
+    return found == std::end(namedStatuses) ? std::to_string(aStatus) : std::string(found->mName);
+}
+}  // namespace qzsim

@@ -1,0 +1,50 @@
+// What libqzsim.so exports stands before the names of every program it is preloaded into, so it is exactly
+// what simulator/libqzsim.map lists.
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/Process.h"
+
+namespace
+{
+/// The names between "global:" and "local:" of a version script.
+std::set<std::string> listedNames(std::string const& aPath)
+{
+    std::ifstream file(aPath);
+    std::set<std::string> names;
+    std::string word;
+    while (file >> word && word != "global:")
+    {
+    }
+    while (file >> word && word != "local:")
+    {
+        names.insert(word.substr(0, word.find(';')));
+    }
+    return names;
+}
+
+std::set<std::string> exportedNames(std::string const& aPath)
+{
+    std::istringstream lines(
+        runProcess({NM, "--dynamic", "--defined-only", "--format=posix", aPath}).mOutput);
+    std::set<std::string> names;
+    std::string line;
+    while (std::getline(lines, line))
+    {
+        names.insert(line.substr(0, line.find(' ')));
+    }
+    return names;
+}
+
+TEST(ExportedNames, AreThoseOfTheMap)
+{
+    std::set<std::string> const listed = listedNames(QZSIM_MAP);
+    EXPECT_THAT(listed, testing::Contains("HBA_RegisterLibrary"));
+    EXPECT_EQ(exportedNames(QZSIM_LIBRARY), listed);
+}
+}  // namespace

@@ -1,0 +1,24 @@
+#include "tests/simulator/Qzsim.h"
+
+#include <gtest/gtest.h>
+
+std::string shipped(std::string const& aScenario) { return std::string(QZSIM_SCENARIOS "/") + aScenario; }
+
+ProcessResult qzsim(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment)
+{
+    aArguments.insert(aArguments.begin(), QZSIM);
+    return runProcess(aArguments, aEnvironment);
+}
+
+ProcessResult qzsimOnTwoAdapters(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment)
+{
+    aArguments.insert(aArguments.begin(), {"--scenario", shipped("two-adapters.toml")});
+    return qzsim(aArguments, aEnvironment);
+}
+
+void expectMisuse(ProcessResult const& aResult, std::string const& aComplaint)
+{
+    EXPECT_EQ(aResult.mExitStatus, misused);
+    EXPECT_EQ(aResult.mErrors, "qzsim: " + aComplaint + '\n');
+    EXPECT_EQ(aResult.mOutput, "");
+}

@@ -1,0 +1,149 @@
+// What qzsim itself has to say: of its arguments, of the scenario, of the library that it preloads.
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/simulator/Qzsim.h"
+#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/Process.h"
+
+using testing::ContainsRegex;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace fs = std::filesystem;
+
+namespace
+{
+TEST(QzsimCommandLine, ChecksTheScenarioBeforeItRunsTheProgram)
+{
+    ScratchFolder const folder;
+    std::string const scenario = folder.write("bad.toml", "[[adapter]]\nnmae = \"a\"\n");
+    expectMisuse(qzsim({"--scenario", scenario, "echo", "it ran"}),
+                 scenario + ":2:1: expected a key of [[adapter]] (name), found \"nmae\"");
+}
+
+TEST(QzsimCommandLine, CheckPrintsWhatIsInTheScenario)
+{
+    ProcessResult const result = qzsim({"--check", "--scenario", shipped("failing-name.toml")});
+    EXPECT_EQ(result.mExitStatus, 0);
+    EXPECT_EQ(result.mOutput,
+              "2 adapters, 1 fault\nadapter: \"example-fc-0\"\nadapter: \"example-fc-1\"\n"
+              "fault: call 1 of HBA_GetAdapterName for \"example-fc-1\" answers HBA_STATUS_ERROR_BUSY\n");
+}
+
+TEST(QzsimCommandLine, CheckReportsABadScenario)
+{
+    expectMisuse(qzsim({"--check", "--scenario", "/nowhere/none.toml"}),
+                 "/nowhere/none.toml: cannot be read: No such file or directory");
+}
+
+TEST(QzsimCommandLine, CheckRunsNoProgram)
+{
+    expectMisuse(qzsimOnTwoAdapters({"--check", "echo"}),
+                 "--check: runs no program, but \"echo\" is given; see qzsim --help");
+}
+
+TEST(QzsimCommandLine, NeedsAScenario)
+{
+    expectMisuse(qzsim({"echo"}), "--scenario is required; see qzsim --help");
+}
+
+TEST(QzsimCommandLine, NeedsAProgram)
+{
+    expectMisuse(qzsimOnTwoAdapters({}), "PROGRAM is required; see qzsim --help");
+    expectMisuse(qzsimOnTwoAdapters({"--"}), "PROGRAM is required; see qzsim --help");
+}
+
+TEST(QzsimCommandLine, RefusesAnOptionThatItDoesNotHave)
+{
+    expectMisuse(qzsimOnTwoAdapters({"--verbose", "echo"}),
+                 "The following argument was not expected: --verbose; see qzsim --help");
+}
+
+TEST(QzsimCommandLine, RefusesAnEmptyPath)
+{
+    expectMisuse(qzsim({"--scenario", "", "echo"}), "--scenario: a path is expected; see qzsim --help");
+}
+
+TEST(QzsimCommandLine, RefusesALibraryThatCannotBePreloadedForItsPath)
+{
+    ScratchFolder const folder;
+    for (char const* const name : {"with blank.so", "with:colon.so", "with$dollar.so"})
+    {
+        fs::path const library = folder.path() / name;
+        fs::copy_file(QZSIM_LIBRARY, library);
+        expectMisuse(
+            qzsimOnTwoAdapters({"--library", library, "echo"}),
+            "the library \"" + library.string() +
+                "\" cannot be preloaded: its path must not contain white space, colons or dollar signs");
+    }
+}
+
+TEST(QzsimCommandLine, RefusesALibraryWhosePathIsTooLong)
+{
+    ProcessResult const result = qzsimOnTwoAdapters({"--library", '/' + std::string(255, 'x'), "echo"});
+    EXPECT_EQ(result.mExitStatus, misused);
+    EXPECT_THAT(result.mErrors,
+                EndsWith("cannot be preloaded: its path must not be longer than 255 bytes\n"));
+}
+
+TEST(QzsimCommandLine, RefusesALibraryThatDoesNotExist)
+{
+    ProcessResult const result = qzsimOnTwoAdapters({"--library", "/nowhere/none.so", "echo"});
+    EXPECT_EQ(result.mExitStatus, misused);
+    EXPECT_THAT(result.mErrors, StartsWith("qzsim: the library \"/nowhere/none.so\" cannot be preloaded: "));
+}
+
+TEST(QzsimCommandLine, RefusesALibraryThatIsNoVendorLibrary)
+{
+    expectMisuse(qzsimOnTwoAdapters({"--library", FOREIGN_LIBRARY, "echo"}),
+                 "the library \"" FOREIGN_LIBRARY "\" cannot be preloaded: it has no HBA_RegisterLibrary");
+}
+
+TEST(QzsimCommandLine, TellsWhereItLookedForTheLibrary)
+{
+    ScratchFolder const folder;
+    fs::path const lonely = folder.path() / "bin" / "qzsim";
+    fs::create_directories(lonely.parent_path());
+    fs::copy_file(QZSIM, lonely);
+    ProcessResult const result = runProcess({lonely, "--scenario", shipped("two-adapters.toml"), "echo"});
+    EXPECT_EQ(result.mExitStatus, misused);
+    EXPECT_THAT(result.mErrors,
+                StartsWith("qzsim: cannot find libqzsim.so; name it with --library. Looked for\n  " +
+                           lonely.parent_path().string() + "/libqzsim.so\n  " + folder.path().string() +
+                           "/lib/libqzsim.so\n"));
+}
+
+TEST(QzsimCommandLine, HelpTeachesWithAnExample)
+{
+    ProcessResult const result = qzsim({"--help"});
+    EXPECT_EQ(result.mExitStatus, 0);
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_THAT(result.mOutput,
+                HasSubstr("Usage: qzsim --scenario FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]"));
+    EXPECT_THAT(result.mOutput, HasSubstr("$ qzsim --scenario two.toml qzagent hba list"));
+}
+
+TEST(QzsimCommandLine, TheExampleOfTheHelpIsAGoodScenario)
+{
+    std::string const help = qzsim({"--help"}).mOutput;
+    std::size_t const start = help.find("[[adapter]]");
+    std::string const example = help.substr(start, help.find("  $ qzsim --check") - start);
+    ScratchFolder const folder;
+    EXPECT_EQ(qzsim({"--check", "--scenario", folder.write("two.toml", example)}).mOutput,
+              "2 adapters, 1 fault\nadapter: \"example-fc-0\"\nadapter: \"example-fc-1\"\n"
+              "fault: call 2 of HBA_OpenAdapter answers HBA_STATUS_ERROR_BUSY\n");
+}
+
+TEST(QzsimCommandLine, TellsItsVersion)
+{
+    ProcessResult const result = qzsim({"--version"});
+    EXPECT_EQ(result.mExitStatus, 0);
+    EXPECT_THAT(result.mOutput, ContainsRegex("^qzsim [0-9]+\\.[0-9]+\\.[0-9]+\n$"));
+}
+}  // namespace

@@ -1,0 +1,126 @@
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulator/Scenario.h"
+#include "simulator/ScenarioReader.h"
+#include "simulator/Statuses.h"
+#include "tests/simulator/ScratchFolder.h"
+
+using qzsim::Adapter;
+using qzsim::Call;
+using qzsim::Fault;
+using qzsim::Scenario;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Field;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace
+{
+Scenario scenarioOf(std::string const& aText)
+{
+    ScratchFolder const folder;
+    return qzsim::readScenario(folder.write("scenario.toml", aText));
+}
+
+/// A scenario of one adapter and one fault, with these lines in the fault.
+Fault faultWith(std::string const& aLines)
+{
+    return scenarioOf("[[adapter]]\nname = \"example-fc-0\"\n[[fault]]\n" + aLines).mFaults.at(0);
+}
+
+TEST(Scenario, HasItsAdaptersInTheOrderOfTheFile)
+{
+    Scenario const scenario = scenarioOf("[[adapter]]\nname = \"b\"\n[[adapter]]\nname = \"a\"\n");
+    EXPECT_THAT(scenario.mAdapters, ElementsAre(Field(&Adapter::mName, "b"), Field(&Adapter::mName, "a")));
+}
+
+TEST(Scenario, MayHaveNoAdapters)
+{
+    Scenario const scenario = scenarioOf("# nothing but a comment\n");
+    EXPECT_THAT(scenario.mAdapters, IsEmpty());
+    EXPECT_THAT(scenario.mFaults, IsEmpty());
+}
+
+TEST(Scenario, MayBeAnEmptyFile) { EXPECT_THAT(scenarioOf("").mAdapters, IsEmpty()); }
+
+TEST(Scenario, AcceptsTheLongestName)
+{
+    std::string const name(255, 'n');
+    EXPECT_EQ(scenarioOf("[[adapter]]\nname = \"" + name + "\"\n").mAdapters.at(0).mName, name);
+}
+
+TEST(Scenario, HasAllOfAFault)
+{
+    Fault const fault = faultWith(
+        "call = \"HBA_GetAdapterName\"\nadapter = \"example-fc-0\"\nnth = 2\n"
+        "status = \"HBA_STATUS_ERROR_BUSY\"\n");
+    EXPECT_THAT(fault,
+                AllOf(Field(&Fault::mCall, Call::getAdapterName), Field(&Fault::mAdapter, "example-fc-0"),
+                      Field(&Fault::mNth, 2U), Field(&Fault::mStatus, HBA_STATUS{HBA_STATUS_ERROR_BUSY})));
+}
+
+TEST(Scenario, FaultsMayStandBeforeTheAdaptersTheyName)
+{
+    Scenario const scenario = scenarioOf(
+        "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"a\"\nnth = 1\nstatus = 1\n"
+        "[[adapter]]\nname = \"a\"\n");
+    EXPECT_THAT(scenario.mFaults, ElementsAre(Field(&Fault::mAdapter, "a")));
+}
+
+TEST(Scenario, AFaultWithoutAdapterIsForAllOfThem)
+{
+    EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 1\n").mAdapter, "");
+}
+
+TEST(Scenario, AStatusMayBeANumberWithoutAName)
+{
+    EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 4294967295\n").mStatus, 4294967295U);
+}
+
+TEST(Scenario, TheSameCallMayFailMoreThanOnce)
+{
+    Scenario const scenario = scenarioOf(
+        "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\nstatus = 1\n"
+        "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 2\nstatus = 1\n"
+        "[[fault]]\ncall = \"HBA_FreeLibrary\"\nnth = 1\nstatus = 1\n");
+    EXPECT_THAT(scenario.mFaults, SizeIs(3));
+}
+
+TEST(Scenario, EveryNameOfAStatusIsThatOfItsValue)
+{
+    for (HBA_STATUS status = HBA_STATUS_OK; status <= HBA_STATUS_ERROR_TARGET_BUSY; ++status)
+    {
+        EXPECT_EQ(qzsim::statusNamed(qzsim::nameOf(status)), status) << qzsim::nameOf(status);
+    }
+    EXPECT_EQ(qzsim::nameOf(HBA_STATUS_ERROR_TARGET_BUSY), "HBA_STATUS_ERROR_TARGET_BUSY");
+}
+
+TEST(Scenario, SummaryHasOneLineForEachThing)
+{
+    Scenario const scenario = scenarioOf(
+        "[[adapter]]\nname = \"a\"\n"
+        "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"a\"\nnth = 3\nstatus = 12\n"
+        "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\nstatus = 77\n");
+    EXPECT_EQ(summaryOf(scenario),
+              "1 adapter, 2 faults\n"
+              "adapter: \"a\"\n"
+              "fault: call 3 of HBA_OpenAdapter for \"a\" answers HBA_STATUS_ERROR_UNAVAILABLE\n"
+              "fault: call 1 of HBA_LoadLibrary answers 77\n");
+}
+
+TEST(Scenario, EveryOneThatComesWithTheSimulatorIsGood)
+{
+    int count = 0;
+    for (auto const& entry : std::filesystem::directory_iterator(QZSIM_SCENARIOS))
+    {
+        EXPECT_NO_THROW(qzsim::readScenario(entry.path())) << entry.path();
+        ++count;
+    }
+    EXPECT_GE(count, 3);
+}
+}  // namespace

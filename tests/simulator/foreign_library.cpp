@@ -1,0 +1,2 @@
+// A library that is no vendor library.
+extern "C" int answerToEverything() { return 42; }

@@ -1,0 +1,85 @@
+// A program on the HBA API's common library, as unaware of the simulator as any other. Each argument is one
+// step, which prints one line of what it meets.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <map>
+#include <string>
+
+#include <hbaapi.h>
+
+#include "tests/simulator/ProbeLibrary.h"
+
+namespace
+{
+constexpr std::size_t nameBufferSize = 256;
+
+HBA_HANDLE gHandle = HBA_HANDLE_INVALID;
+
+void printName(std::string const& aIndex)
+{
+    char name[nameBufferSize] = {};
+    HBA_STATUS const status = HBA_GetAdapterName(static_cast<HBA_UINT32>(std::stoul(aIndex)), name);
+    std::printf("name %s: %u \"%s\"\n", aIndex.c_str(), status, name);
+}
+
+void openAdapter(std::string aName)
+{
+    gHandle = HBA_OpenAdapter(aName.data());
+    std::printf("open %s: %u\n", aName.c_str(), gHandle);
+}
+
+void printFirstLine(std::FILE* aFile)
+{
+    if (aFile == nullptr)
+    {
+        std::printf("file: absent\n");
+        return;
+    }
+    char line[nameBufferSize] = {};
+    std::fgets(line, sizeof line, aFile);
+    std::fclose(aFile);
+    std::printf("file: %s", line);
+}
+
+void printVariable(std::string const& aName)
+{
+    char const* const value = std::getenv(aName.c_str());
+    std::printf("%s=%s\n", aName.c_str(), value == nullptr ? "" : value);
+}
+
+std::map<std::string, std::function<void(std::string const&)>> const steps = {
+    {"load", [](std::string const&) { std::printf("load: %u\n", HBA_LoadLibrary()); }},
+    {"free", [](std::string const&) { std::printf("free: %u\n", HBA_FreeLibrary()); }},
+    {"count", [](std::string const&) { std::printf("count: %u\n", HBA_GetNumberOfAdapters()); }},
+    {"name", printName},
+    {"open", openAdapter},
+    {"close", [](std::string const&) { HBA_CloseAdapter(gHandle); }},
+    {"refresh", [](std::string const&) { HBA_RefreshInformation(gHandle); }},
+    {"attributes",
+     [](std::string const&) {
+         HBA_ADAPTERATTRIBUTES attributes{};
+         std::printf("attributes: %u\n", HBA_GetAdapterAttributes(gHandle, &attributes));
+     }},
+    {"file", [](std::string const& aPath) { printFirstLine(std::fopen(aPath.c_str(), "r")); }},
+    {"fileFromLibrary", [](std::string const& aPath) { printFirstLine(openFromLibrary(aPath.c_str())); }},
+    {"file64", [](std::string const& aPath) { printFirstLine(::fopen64(aPath.c_str(), "r")); }},
+    {"variable", printVariable},
+    {"exit", [](std::string const& aStatus) { std::exit(std::stoi(aStatus)); }},
+    {"raise", [](std::string const& aSignal) { std::raise(std::stoi(aSignal)); }},
+};
+}  // namespace
+
+int main(int aCount, char** aArguments)
+{
+    for (int index = 1; index < aCount; ++index)
+    {
+        std::string const argument = aArguments[index];
+        std::size_t const end = argument.find('=');
+        std::string const value = end == std::string::npos ? "" : argument.substr(end + 1);
+        steps.at(argument.substr(0, end))(value);
+    }
+    return 0;
+}
