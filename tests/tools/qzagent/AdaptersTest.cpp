@@ -1,0 +1,204 @@
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+
+namespace
+{
+char const* const twoAdapters = R"(
+[[adapter]]
+name = "example-fc-0"
+
+[[adapter]]
+name = "example-fc-1"
+)";
+
+std::string const secondCannotBeOpened = std::string(twoAdapters) + R"(
+[[fault]]
+call = "HBA_OpenAdapter"
+adapter = "example-fc-1"
+nth = 1
+status = "HBA_STATUS_ERROR"
+)";
+
+std::string const secondHasNoName = std::string(twoAdapters) + R"(
+[[fault]]
+call = "HBA_GetAdapterName"
+nth = 2
+status = "HBA_STATUS_ERROR_BUSY"
+)";
+
+std::string const doesNotLoad = std::string(twoAdapters) + R"(
+[[fault]]
+call = "HBA_LoadLibrary"
+nth = 1
+status = "HBA_STATUS_ERROR"
+)";
+
+/// The log lines among the text, without time, place and tag.
+std::vector<std::string> traceIn(std::string const& aText)
+{
+    static std::regex const line(R"(\S+Z -\S- HbaapiAbs:\d+ (.*))");
+    std::vector<std::string> trace;
+    std::istringstream lines(aText);
+    for (std::string text; std::getline(lines, text);)
+    {
+        std::smatch match;
+        if (std::regex_match(text, match, line))
+        {
+            trace.push_back(match[1]);
+        }
+    }
+    return trace;
+}
+
+TEST(QzagentAdapters, AreListedInATable)
+{
+    ProcessResult const result = runAgentOn(twoAdapters, {"adapters"});
+    EXPECT_EQ(result.mOutput,
+              "INDEX NAME         HANDLE STATE\n"
+              "    0 example-fc-0 0x1    ok\n"
+              "    1 example-fc-1 0x2    ok\n");
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentAdapters, AreListedInJson)
+{
+    ProcessResult const result = runAgentOn(twoAdapters, {"adapters", "--json"});
+    EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
+        "format_version": 1, "command": "adapters", "exit_status": 0, "messages": [],
+        "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
+                     {"index": 1, "name": "example-fc-1", "state": "ok", "handle": 2}]})"));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentAdapters, OneThatCannotBeOpenedIsListedBesideTheOthers)
+{
+    ProcessResult const result = runAgentOn(secondCannotBeOpened, {"adapters"});
+    EXPECT_EQ(result.mOutput,
+              "INDEX NAME         HANDLE STATE\n"
+              "    0 example-fc-0 0x1    ok\n"
+              "    1 example-fc-1 -      failed\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentAdapters, OneThatCannotBeOpenedIsOneLineOnStandardError)
+{
+    EXPECT_EQ(runAgentOn(secondCannotBeOpened, {"adapters"}).mErrors,
+              "qzagent: example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed (code 802)\n");
+}
+
+TEST(QzagentAdapters, OneThatCannotBeOpenedHasNoHandleInJson)
+{
+    ProcessResult const result = runAgentOn(secondCannotBeOpened, {"--json", "adapters"});
+    EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
+        "format_version": 1, "command": "adapters", "exit_status": 1,
+        "messages": [{"severity": "error", "text": "HBA_OpenAdapter method failed", "code": 802,
+                      "exception": "QZCHbaapiEx", "adapter": "example-fc-1"}],
+        "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
+                     {"index": 1, "name": "example-fc-1", "state": "failed"}]})"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentAdapters, NamesBeforeOneThatFailsAreShown)
+{
+    ProcessResult const result = runAgentOn(secondHasNoName, {"adapters"});
+    EXPECT_EQ(result.mOutput,
+              "INDEX NAME         HANDLE STATE\n"
+              "    0 example-fc-0 0x1    ok\n");
+    EXPECT_EQ(result.mErrors, "qzagent: QZCExitConditionEx: HBA_GetAdapterName method failed (code 19)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentAdapters, NoneAtAllIsANoteAndNoTable)
+{
+    ProcessResult const result = runAgentOn("", {"adapters"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, "qzagent: note: no adapters\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentAdapters, NoneAtAllIsANoteAndAnEmptyListInJson)
+{
+    EXPECT_EQ(documentOf(runAgentOn("", {"adapters", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 1, "command": "adapters", "exit_status": 0,
+        "messages": [{"severity": "note", "text": "no adapters", "code": 0}],
+        "adapters": []})"));
+}
+
+TEST(QzagentAdapters, ALibraryThatDoesNotLoadIsOneLineOnStandardError)
+{
+    ProcessResult const result = runAgentOn(doesNotLoad, {"adapters"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_THAT(result.mErrors,
+                EndsWith("\nqzagent: QZCExitConditionEx: Can't load HBAAPI library! (code 19)\n"))
+        << "the common library complains before, and leaves its line unfinished";
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentAdapters, ALibraryThatDoesNotLoadIsAMessageInJson)
+{
+    EXPECT_EQ(documentOf(runAgentOn(doesNotLoad, {"adapters", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 1, "command": "adapters", "exit_status": 1,
+        "messages": [{"severity": "error", "text": "Can't load HBAAPI library!", "code": 19,
+                      "exception": "QZCExitConditionEx"}],
+        "adapters": []})"));
+}
+
+TEST(QzagentAdapters, TraceShowsWhatTheLibraryDoesInOrder)
+{
+    std::string const errors =
+        runAgentOn("[[adapter]]\nname = \"example-fc-0\"\n", {"adapters", "--trace"}).mErrors;
+    EXPECT_THAT(
+        traceIn(errors),
+        ElementsAre("HA_LoadHbaapi: Entered", "HA_LoadHbaapi: Going to open HBAAPI library",
+                    "HA_LoadHbaapi: Left", "HA_GetNumberOfAdapters: Entered", "HA_GetNumberOfAdapters: Left",
+                    "HA_GetAdapterNames: Entered", "HA_GetAdapterNames: Going to get adapter name, # = <0>",
+                    "HA_GetAdapterNames: Adapter name: example-fc-0", "HA_GetAdapterNames: Left",
+                    "HA_OpenAdapter: Entered",
+                    "HA_OpenAdapter: Going to open adapter, adapter name = <example-fc-0>",
+                    "HA_OpenAdapter: Left", "HA_RefreshAdapter: Entered",
+                    "HA_RefreshAdapter: Going to refresh adapter's information...",
+                    "HA_RefreshAdapter: Refreshed adapter's information", "HA_RefreshAdapter: Left",
+                    "HA_CloseAdapter: Entered", "HA_CloseAdapter: Going to close adapter...",
+                    "HA_CloseAdapter: Closed adapter", "HA_CloseAdapter: Left", "HA_FreeHbaapi: Entered",
+                    "HA_FreeHbaapi: Left"))
+        << errors;
+}
+
+TEST(QzagentAdapters, TheLibraryIsFreedAfterAFailure)
+{
+    std::vector<std::string> const trace =
+        traceIn(runAgentOn(secondHasNoName, {"--trace", "adapters"}).mErrors);
+    ASSERT_THAT(trace, Contains("HA_GetAdapterNames: Failed to get adapter #1 name - "
+                                "HBA_STATUS_ERROR_BUSY"));
+    EXPECT_EQ(trace.back(), "HA_FreeHbaapi: Left");
+}
+
+TEST(QzagentAdapters, TraceLeavesTheOutputAsItIs)
+{
+    EXPECT_EQ(runAgentOn(twoAdapters, {"--trace", "adapters"}).mOutput,
+              runAgentOn(twoAdapters, {"adapters"}).mOutput);
+}
+
+TEST(QzagentAdapters, TraceLinesStartALineAfterAnUnfinishedOne)
+{
+    EXPECT_THAT(traceIn(runAgentOn(doesNotLoad, {"adapters", "--trace"}).mErrors),
+                ElementsAre("HA_LoadHbaapi: Entered", "HA_LoadHbaapi: Going to open HBAAPI library",
+                            "HA_LoadHbaapi: Failed to load HBAAPI library : HBA_STATUS_ERROR",
+                            "HA_LoadHbaapi: Left"));
+}
+}  // namespace

@@ -1,0 +1,115 @@
+#include "tests/tools/qzagent/Agent.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include "tests/support/Process.h"
+
+namespace
+{
+/// A file with a content, gone again with its owner.
+class TemporaryFile
+{
+public:
+    TemporaryFile(std::string const& aContent, std::string const& aSuffix)
+        : mPath(testing::TempDir() + "qzagent-XXXXXX" + aSuffix)
+    {
+        int const descriptor = ::mkstemps(mPath.data(), static_cast<int>(aSuffix.size()));
+        std::ofstream(mPath, std::ios::binary) << aContent;
+        if (descriptor < 0 || ::close(descriptor) != 0 ||
+            std::filesystem::file_size(mPath) != aContent.size())
+        {
+            throw std::runtime_error("cannot write " + mPath);
+        }
+    }
+    ~TemporaryFile() { std::filesystem::remove(mPath); }
+    TemporaryFile(TemporaryFile const&) = delete;
+    TemporaryFile& operator=(TemporaryFile const&) = delete;
+
+    std::string const& path() const { return mPath; }
+
+private:
+    std::string mPath;
+};
+
+Environment environmentOf(Environment const& aEnvironment)
+{
+    // What is preloaded stands before the sanitizer's own library. What that finds must not end with an exit
+    // status of the agent's.
+    Environment environment{{"LC_ALL", "C.UTF-8"}, {"ASAN_OPTIONS", "verify_asan_link_order=0:exitcode=99"}};
+    environment.insert(aEnvironment.begin(), aEnvironment.end());
+    return environment;
+}
+
+ProcessResult run(Arguments aCommand, Arguments const& aArguments, Environment const& aEnvironment)
+{
+    aCommand.push_back(AGENT);
+    aCommand.insert(aCommand.end(), aArguments.begin(), aArguments.end());
+    return runProcess(aCommand, environmentOf(aEnvironment));
+}
+
+std::string quoted(std::string const& aWord) { return " '" + aWord + "'"; }
+}  // namespace
+
+Environment hostileHbaapi() { return {{"LD_PRELOAD", HOSTILE_HBAAPI}}; }
+
+Environment hiddenConfiguration() { return {{"LD_PRELOAD", HIDDEN_CONFIGURATION}}; }
+
+ProcessResult runAgent(Arguments const& aArguments, Environment const& aEnvironment)
+{
+    return run({}, aArguments, aEnvironment);
+}
+
+ProcessResult runAgentOn(std::string const& aScenario, Arguments const& aArguments)
+{
+    TemporaryFile const scenario(aScenario, ".toml");
+    return run({SIMULATOR, "--scenario", scenario.path(), "--"}, aArguments, {});
+}
+
+ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments,
+                         Environment const& aEnvironment)
+{
+    return run({"sh", "-c", aScript, "sh"}, aArguments, aEnvironment);
+}
+
+ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,
+                                 std::string const& aShellText)
+{
+    std::string command = quoted(AGENT);
+    for (std::string const& argument : aArguments)
+    {
+        command += quoted(argument);
+    }
+    return runProcess({"script", "--quiet", "--return", "--command", command + aShellText, "/dev/null"},
+                      environmentOf(aEnvironment));
+}
+
+nlohmann::json documentOf(ProcessResult const& aResult)
+{
+    nlohmann::json document = nlohmann::json::parse(aResult.mOutput, nullptr, false);
+    if (document.is_discarded())
+    {
+        ADD_FAILURE() << "no JSON document:\n" << aResult.mOutput << aResult.mErrors;
+        return {};
+    }
+    return document;
+}
+
+testing::AssertionResult satisfies(std::string const& aDocument, std::string const& aSchema)
+{
+    TemporaryFile const document(aDocument, ".json");
+    ProcessResult const result =
+        runProcess({"/usr/bin/python3", "-m", "jsonschema", "--base-uri", "file://" SCHEMAS "/", "-i",
+                    document.path(), SCHEMAS "/" + aSchema + ".schema.json"});
+    testing::AssertionResult verdict(result.mExitStatus == 0);
+    return verdict << aDocument << result.mOutput << result.mErrors;
+}

@@ -1,0 +1,44 @@
+/// @file
+/// Runs the agent as a user does, and reads what it answers.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+
+using Arguments = std::vector<std::string>;
+using Environment = std::map<std::string, std::string>;
+
+/// An environment for the agent: a library that is preloaded into it.
+/// @{
+Environment hostileHbaapi();        ///< see HostileHbaapi.cpp
+Environment hiddenConfiguration();  ///< see HiddenConfiguration.cpp
+/// @}
+
+/// Runs the agent on this host as it is.
+ProcessResult runAgent(Arguments const& aArguments, Environment const& aEnvironment = {});
+
+/// Runs the agent on the simulated host of a scenario.
+/// @param aScenario the text of the scenario file
+ProcessResult runAgentOn(std::string const& aScenario, Arguments const& aArguments);
+
+/// Runs the agent through a shell script, in which "$@" stands for it with its arguments.
+ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments,
+                         Environment const& aEnvironment = {});
+
+/// Runs the agent on a terminal of its own; what it shows there, errors among it, is the output.
+/// @param aShellText follows the agent's command, as "| cat"
+ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,
+                                 std::string const& aShellText = {});
+
+/// @return the JSON document that is the whole output; fails the test and is null when there is none
+nlohmann::json documentOf(ProcessResult const& aResult);
+
+/// Whether a document satisfies a schema.
+/// @param aSchema "adapters" for adapters.schema.json
+testing::AssertionResult satisfies(std::string const& aDocument, std::string const& aSchema);

@@ -1,0 +1,94 @@
+#include <ostream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+namespace
+{
+struct Misuse
+{
+    char const* mName;
+    Arguments mArguments;
+    std::string mComplaint;
+};
+
+std::ostream& operator<<(std::ostream& arOut, Misuse const& aMisuse) { return arOut << aMisuse.mName; }
+
+class QzagentMisuseOf : public testing::TestWithParam<Misuse>
+{
+};
+
+TEST_P(QzagentMisuseOf, IsOneLineOnStandardErrorAndExitStatusTwo)
+{
+    ProcessResult const result = runAgent(GetParam().mArguments);
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, "qzagent: " + GetParam().mComplaint + "; see qzagent --help\n");
+    EXPECT_EQ(result.mExitStatus, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, QzagentMisuseOf,
+    testing::Values(
+        Misuse{"NoArguments", {}, "a verb is missing: adapters or explain"},
+        Misuse{"NoVerb", {"--trace"}, "a verb is missing: adapters or explain"},
+        Misuse{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
+        Misuse{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
+        Misuse{"VerbTwice", {"adapters", "adapters"}, "The following argument was not expected: adapters"},
+        Misuse{"ShortenedOption", {"adapters", "--trac"}, "The following argument was not expected: --trac"},
+        Misuse{"TwoExitCodes", {"explain", "1", "2"}, "The following argument was not expected: 2"},
+        Misuse{"FlagWithValue", {"adapters", "--trace=1"}, "trace was given a disallowed flag override"},
+        Misuse{"ControlCharacters",
+               {"adapters", "\x1b[2J"},
+               R"(The following argument was not expected: \x1b[2J)"},
+        Misuse{"LooksLikeAnEscape",
+               {"adapters", R"(\x1b)"},
+               R"(The following argument was not expected: \x5cx1b)"}),
+    [](testing::TestParamInfo<Misuse> const& aInfo) { return std::string(aInfo.param.mName); });
+
+TEST(QzagentMisuse, IsADocumentWhenJsonIsAskedForAfterTheMistake)
+{
+    EXPECT_EQ(documentOf(runAgent({"adapters", "--bogus", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 1, "command": "adapters", "exit_status": 2,
+        "messages": [{"severity": "error", "code": 2,
+                      "text": "The following argument was not expected: --bogus; see qzagent --help"}]
+        })"));
+}
+
+TEST(QzagentMisuse, NamesTheToolAsTheCommandWhenThereIsNoVerb)
+{
+    EXPECT_EQ(documentOf(runAgent({"--json"}))["command"], "qzagent");
+}
+
+TEST(QzagentHelp, HasAnExampleOfEachVerb)
+{
+    ProcessResult const result = runAgent({"--help"});
+    EXPECT_THAT(result.mOutput, HasSubstr("  qzagent adapters --json "));
+    EXPECT_THAT(result.mOutput, HasSubstr("  qzagent explain 1 "));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentHelp, OfAVerbHasItsOwnExampleAndTheExitCodes)
+{
+    ProcessResult const result = runAgent({"explain", "--help"});
+    EXPECT_THAT(result.mOutput, HasSubstr("Usage: qzagent explain "));
+    EXPECT_THAT(result.mOutput, HasSubstr("  qzagent explain 1 "));
+    EXPECT_THAT(result.mOutput, HasSubstr("\nExit codes:\n  0  all well\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentVersion, IsOneLine)
+{
+    ProcessResult const result = runAgent({"--version"});
+    EXPECT_THAT(result.mOutput, MatchesRegex("qzagent [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+}  // namespace

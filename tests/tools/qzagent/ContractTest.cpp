@@ -1,0 +1,120 @@
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+namespace
+{
+struct Situation
+{
+    char const* mName;
+    char const* mScenario;
+    Arguments mArguments;
+    std::string mSchema;
+    int mExitStatus;
+};
+
+std::ostream& operator<<(std::ostream& arOut, Situation const& aSituation)
+{
+    return arOut << aSituation.mName;
+}
+
+char const* const oneAdapter = "[[adapter]]\nname = \"example-fc-0\"\n";
+
+char const* const oneFailingAdapter = R"(
+[[adapter]]
+name = "example-fc-0"
+
+[[adapter]]
+name = "example-fc-1"
+
+[[fault]]
+call = "HBA_OpenAdapter"
+adapter = "example-fc-1"
+nth = 1
+status = "HBA_STATUS_ERROR"
+)";
+
+char const* const failedLoad = R"(
+[[fault]]
+call = "HBA_LoadLibrary"
+nth = 1
+status = "HBA_STATUS_ERROR"
+)";
+
+class QzagentContract : public testing::TestWithParam<Situation>
+{
+};
+
+TEST_P(QzagentContract, IsKeptByTheDocument)
+{
+    Situation const& situation = GetParam();
+    ProcessResult const result = runAgentOn(situation.mScenario, situation.mArguments);
+    EXPECT_TRUE(satisfies(result.mOutput, situation.mSchema));
+    EXPECT_EQ(result.mExitStatus, situation.mExitStatus);
+    EXPECT_EQ(documentOf(result)["exit_status"], situation.mExitStatus);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Situations, QzagentContract,
+    testing::Values(Situation{"Adapters", oneAdapter, {"adapters", "--json"}, "adapters", 0},
+                    Situation{"NoAdapters", "", {"adapters", "--json"}, "adapters", 0},
+                    Situation{"OneFailingAdapter", oneFailingAdapter, {"adapters", "--json"}, "adapters", 1},
+                    Situation{"FailedLoad", failedLoad, {"adapters", "--json"}, "adapters", 1},
+                    Situation{"MisusedAdapters", "", {"adapters", "--json", "--bogus"}, "adapters", 2},
+                    Situation{"Explain", "", {"explain", "--json"}, "explain", 0},
+                    Situation{"MisusedExplain", "", {"explain", "--json", "3"}, "explain", 2},
+                    Situation{"NoVerb", "", {"--json"}, "envelope", 2}),
+    [](testing::TestParamInfo<Situation> const& aInfo) { return std::string(aInfo.param.mName); });
+
+TEST(QzagentContract, IsKeptWithHostileNames)
+{
+    EXPECT_TRUE(satisfies(runAgent({"adapters", "--json"}, hostileHbaapi()).mOutput, "adapters"));
+}
+
+/// A change to a document of two adapters, of which one failed.
+struct Change
+{
+    char const* mName;
+    char const* mPatch;
+};
+
+std::ostream& operator<<(std::ostream& arOut, Change const& aChange) { return arOut << aChange.mName; }
+
+class QzagentSchema : public testing::TestWithParam<Change>
+{
+};
+
+TEST_P(QzagentSchema, RefusesADocumentWithTheChange)
+{
+    nlohmann::json document = documentOf(runAgentOn(oneFailingAdapter, {"adapters", "--json"}));
+    ASSERT_TRUE(satisfies(document.dump(), "adapters"));
+    document.merge_patch(nlohmann::json::parse(GetParam().mPatch));
+    EXPECT_FALSE(satisfies(document.dump(), "adapters")) << "although it is " << document;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Changes, QzagentSchema,
+    testing::Values(
+        Change{"SurplusKey", R"({"surplus": 1})"}, Change{"OtherFormatVersion", R"({"format_version": 2})"},
+        Change{"NoFormatVersion", R"({"format_version": null})"},
+        Change{"OtherCommand", R"({"command": "explain"})"},
+        Change{"ErrorWithoutFailure", R"({"exit_status": 0})"},
+        Change{"FailureWithoutError", R"({"messages": []})"},
+        Change{"MessageWithoutCode", R"({"messages": [{"severity": "error", "text": "x"}]})"},
+        Change{"NullCode", R"({"messages": [{"severity": "error", "text": "x", "code": null}]})"},
+        Change{"SurplusKeyInMessage",
+               R"({"messages": [{"severity": "error", "text": "x", "code": 1, "y": 1}]})"},
+        Change{"NoAdapters", R"({"adapters": null})"},
+        Change{"OpenedWithoutHandle", R"({"adapters": [{"index": 0, "name": "x", "state": "ok"}]})"},
+        Change{"ZeroHandle", R"({"adapters": [{"index": 0, "name": "x", "state": "ok", "handle": 0}]})"},
+        Change{"FailedWithHandle",
+               R"({"adapters": [{"index": 0, "name": "x", "state": "failed", "handle": 1}]})"},
+        Change{"SurplusKeyInAdapter",
+               R"({"adapters": [{"index": 0, "name": "x", "state": "ok", "handle": 1, "y": 1}]})"}),
+    [](testing::TestParamInfo<Change> const& aInfo) { return std::string(aInfo.param.mName); });
+}  // namespace

@@ -1,0 +1,84 @@
+#include <ostream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::HasSubstr;
+
+namespace
+{
+TEST(QzagentExplain, TellsWhatAnExitCodeMeansAndWhatToDo)
+{
+    ProcessResult const result = runAgent({"explain", "1"});
+    EXPECT_EQ(result.mOutput,
+              "1  something failed and was reported; the rest is shown\n"
+              "   Read the lines on standard error, or `messages` in the JSON; --trace shows the way "
+              "there.\n");
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentExplain, WithoutACodeTellsAll)
+{
+    std::string each;
+    for (char const* const code : {"0", "1", "2"})
+    {
+        each += runAgent({"explain", code}).mOutput;
+    }
+    EXPECT_EQ(runAgent({"explain"}).mOutput, each);
+}
+
+TEST(QzagentExplain, TellsTheSameInJson)
+{
+    nlohmann::json const document = documentOf(runAgent({"explain", "--json", "2"}));
+    ASSERT_EQ(document["exit_codes"].size(), 1u) << document;
+    EXPECT_EQ(document["exit_codes"][0]["code"], 2);
+    EXPECT_EQ(document["exit_codes"][0]["meaning"],
+              "misuse: the arguments were not understood, and nothing was done");
+}
+
+TEST(QzagentExplain, TellsTheSameAsTheHelp)
+{
+    std::string const help = runAgent({"--help"}).mOutput;
+    nlohmann::json const document = documentOf(runAgent({"explain", "--json"}));
+    ASSERT_EQ(document["exit_codes"].size(), 3u) << document;
+    for (nlohmann::json const& entry : document["exit_codes"])
+    {
+        EXPECT_THAT(
+            help, HasSubstr("  " + entry["code"].dump() + "  " + entry["meaning"].get<std::string>() + "\n"));
+    }
+}
+
+struct NoExitCode
+{
+    char const* mName;
+    std::string mText;
+};
+
+std::ostream& operator<<(std::ostream& arOut, NoExitCode const& aCode) { return arOut << aCode.mName; }
+
+class QzagentExplainRefuses : public testing::TestWithParam<NoExitCode>
+{
+};
+
+TEST_P(QzagentExplainRefuses, WhatIsNoExitCode)
+{
+    ProcessResult const result = runAgent({"explain", GetParam().mText});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, "qzagent: no exit code '" + GetParam().mText + "'; there are 0 1 2\n");
+    EXPECT_EQ(result.mExitStatus, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, QzagentExplainRefuses,
+                         testing::Values(NoExitCode{"TooLarge", "3"}, NoExitCode{"Negative", "-1"},
+                                         NoExitCode{"LeadingZero", "01"}, NoExitCode{"Hexadecimal", "0x1"},
+                                         NoExitCode{"TextAfterIt", "1x"}, NoExitCode{"SpaceBeforeIt", " 1"},
+                                         NoExitCode{"Empty", ""}, NoExitCode{"TwoToThe32", "4294967296"}),
+                         [](testing::TestParamInfo<NoExitCode> const& aInfo)
+                         { return std::string(aInfo.param.mName); });
+}  // namespace

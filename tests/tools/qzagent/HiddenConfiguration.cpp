@@ -1,0 +1,19 @@
+/// @file
+/// To be preloaded: hides /etc/hba.conf, so that the common library complains that it cannot open it.
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <dlfcn.h>
+
+extern "C" std::FILE* fopen(char const* apPath, char const* apMode)
+{
+    if (std::strcmp(apPath, "/etc/hba.conf") == 0)
+    {
+        errno = ENOENT;
+        return nullptr;
+    }
+    using Function = std::FILE* (*)(char const*, char const*);
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "fopen"))(apPath, apMode);
+}

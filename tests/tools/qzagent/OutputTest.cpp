@@ -1,0 +1,182 @@
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::Contains;
+using testing::Each;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Le;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace
+{
+constexpr char const* escape = "\x1b";
+constexpr char const* green = "\x1b[32m";
+
+std::vector<std::string> linesOf(std::string const& aText)
+{
+    std::vector<std::string> result;
+    std::istringstream lines(aText);
+    for (std::string line; std::getline(lines, line);)
+    {
+        result.push_back(line);
+    }
+    return result;
+}
+
+Environment with(Environment aEnvironment, std::string const& aName, std::string const& aValue)
+{
+    aEnvironment[aName] = aValue;
+    return aEnvironment;
+}
+
+TEST(QzagentOutput, IsFreeOfWhatTheCommonLibraryPrints)
+{
+    ProcessResult const result = runAgent({"adapters"}, hiddenConfiguration());
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors,
+              "Cannot open /etc/hba.conf\n"
+              "qzagent: QZCExitConditionEx: Can't load HBAAPI library! (code 19)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentOutput, IsFreeOfWhatLibrariesPrintInAnyWay)
+{
+    ProcessResult const result = runAgent({"adapters"}, hostileHbaapi());
+    EXPECT_THAT(result.mOutput, StartsWith("INDEX NAME"));
+    EXPECT_THAT(result.mOutput, Not(HasSubstr("complaint")));
+}
+
+TEST(QzagentOutput, ComplaintsOfLibrariesAreSeenOnStandardErrorWhenTheyAreMade)
+{
+    EXPECT_THAT(runAgent({"adapters"}, hostileHbaapi()).mErrors,
+                StartsWith("HBA_LoadLibrary\n"
+                           "complaint through stdio\n"
+                           "complaint through the descriptor\n"
+                           "HBA_OpenAdapter\n"));
+}
+
+TEST(QzagentOutput, WhatWasOpenedIsClosedAndTheLibraryFreed)
+{
+    EXPECT_THAT(runAgent({"adapters"}, hostileHbaapi()).mErrors, EndsWith("HBA_OpenAdapter\n"
+                                                                          "HBA_RefreshInformation\n"
+                                                                          "HBA_CloseAdapter\n"
+                                                                          "HBA_FreeLibrary\n"));
+}
+
+TEST(QzagentOutput, NamesCannotMoveTheCursorOfTheTable)
+{
+    std::string const output = runAgent({"adapters"}, hostileHbaapi()).mOutput;
+    EXPECT_THAT(output, HasSubstr(R"(    0 red\x1b[2J\x0aalert )"));
+    EXPECT_THAT(output, HasSubstr(R"(    1 café-\xff )"));
+    EXPECT_THAT(output, Not(HasSubstr(escape)));
+}
+
+TEST(QzagentOutput, NamesCannotMoveTheCursorOfStandardError)
+{
+    std::string const errors = runAgent({"adapters"}, hostileHbaapi()).mErrors;
+    EXPECT_THAT(linesOf(errors), Contains(R"(qzagent: red\x1b[2J\x0aalert: QZCHbaapiEx: )"
+                                          "HBA_OpenAdapter method failed (code 802)"));
+    EXPECT_THAT(errors, Not(HasSubstr(escape)));
+}
+
+TEST(QzagentOutput, NamesStayWholeInJson)
+{
+    nlohmann::json const adapters = documentOf(runAgent({"adapters", "--json"}, hostileHbaapi()))["adapters"];
+    EXPECT_EQ(adapters[0]["name"], "red\x1b[2J\nalert");
+    EXPECT_EQ(adapters[1]["name"], "café-\xef\xbf\xbd") << "an invalid byte is replaced";
+}
+
+TEST(QzagentOutput, JsonIsPrintableAsciiThroughout)
+{
+    std::string const output = runAgent({"adapters", "--json"}, hostileHbaapi()).mOutput;
+    EXPECT_TRUE(std::all_of(output.begin(), output.end(),
+                            [](char aByte) { return aByte == '\n' || (aByte >= ' ' && aByte <= '~'); }))
+        << output;
+}
+
+TEST(QzagentOutput, ALongNameIsWrappedSoThatTheTableFits)
+{
+    std::vector<std::string> const lines =
+        linesOf(runAgent({"adapters"}, with(hostileHbaapi(), "LC_ALL", "C")).mOutput);
+    EXPECT_THAT(lines, Each(SizeIs(Le(100u))));
+    ASSERT_THAT(lines, SizeIs(5)) << "four rows, the last of two lines";
+    EXPECT_THAT(lines[3], HasSubstr("an-adapter-with-a-name-of-more-characters"));
+    EXPECT_THAT(lines[4], HasSubstr("library-from-making-up-one-like-this"));
+}
+
+TEST(QzagentOutput, IsColouredOnATerminal)
+{
+    std::string const output =
+        runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", "")).mOutput;
+    EXPECT_THAT(output, HasSubstr(std::string(green) + "ok"));
+    EXPECT_THAT(output, HasSubstr("\x1b[31mfailed"));
+}
+
+TEST(QzagentOutput, IsPlainOnATerminalWithNoColor)
+{
+    std::string const output =
+        runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", "1")).mOutput;
+    EXPECT_THAT(output, HasSubstr(" 0xabc  ok"));
+    EXPECT_THAT(output, Not(HasSubstr(escape)));
+}
+
+TEST(QzagentOutput, IsPlainWhenOnlyStandardErrorIsATerminal)
+{
+    std::string const output =
+        runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", ""), " | cat").mOutput;
+    EXPECT_THAT(output, HasSubstr(" 0xabc  ok"));
+    EXPECT_THAT(output, Not(HasSubstr(escape)));
+}
+
+TEST(QzagentOutput, ThatDoesNotFitOnTheDeviceIsAnError)
+{
+    ProcessResult const result = runAgentIn("\"$@\" >/dev/full", {"explain"});
+    EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: No space left on device\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentOutput, HelpThatDoesNotFitOnTheDeviceIsAnError)
+{
+    EXPECT_EQ(runAgentIn("\"$@\" >/dev/full", {"--help"}).mExitStatus, 1);
+}
+
+TEST(QzagentOutput, ThatIsClosedIsAnError)
+{
+    ProcessResult const result = runAgentIn("\"$@\" >&-", {"explain"});
+    EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: Bad file descriptor\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentOutput, ThatIsClosedDoesNotHinderTheLibrary)
+{
+    EXPECT_THAT(runAgentIn("\"$@\" >&-", {"adapters"}, hostileHbaapi()).mErrors,
+                EndsWith("HBA_FreeLibrary\n"
+                         "qzagent: cannot write standard output: Bad file descriptor\n"));
+}
+
+TEST(QzagentOutput, WhoseReaderWentAwayIsAnErrorAndNoSignal)
+{
+    ProcessResult const result =
+        runAgentIn("{ sleep 0.1; \"$@\"; echo \"status $?\" >&2; } | true", {"explain"});
+    EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: Broken pipe\nstatus 1\n");
+}
+
+TEST(QzagentOutput, IsThereThoughStandardErrorIsClosed)
+{
+    ProcessResult const result = runAgentIn("\"$@\" 2>&-", {"adapters", "--json"}, hostileHbaapi());
+    EXPECT_EQ(documentOf(result)["adapters"].size(), 3u);
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+}  // namespace

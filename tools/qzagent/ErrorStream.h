@@ -1,0 +1,39 @@
+/// @file
+/// The standard error of the tool, on which each of its lines starts a line.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <string_view>
+
+#include <sys/types.h>
+
+namespace qzagent
+{
+/// Stands between the process and its standard error, to know where a line of another writer was left
+/// unfinished: the HBA API's common library does so. What is printed to `stdout`, which is not the
+/// libraries' to write to, comes here too. The library's log lines are written as the tool's own lines are.
+///
+/// One is made at the start, after Output, and lives as long as anything is printed.
+class ErrorStream
+{
+public:
+    ErrorStream();
+    ~ErrorStream();
+    ErrorStream(ErrorStream const&) = delete;
+    ErrorStream& operator=(ErrorStream const&) = delete;
+
+    /// Writes a line of its own. Thread-safe.
+    /// @param aLine the text with its line end
+    void writeLine(std::string_view aLine);
+
+private:
+    static void writeLogLine(void* apErrors, char const* apLine, unsigned int aLength);
+    static ssize_t write(void* apErrors, char const* apText, std::size_t aLength);
+
+    std::FILE* const mStandardOutput = stdout;
+    std::FILE* const mStandardError = stderr;
+    std::FILE* mStream;
+    bool mIsAtLineStart = true;
+};
+}  // namespace qzagent

@@ -1,0 +1,18 @@
+/// @file
+/// What an exception tells.
+#pragma once
+
+#include <exception>
+#include <string>
+
+namespace qzagent
+{
+struct Failure
+{
+    std::string mException;  ///< name of its class
+    std::string mText;
+    unsigned int mCode;  ///< of an exception without a code: the exit code that it leads to
+};
+
+Failure failureOf(std::exception const& aException);
+}  // namespace qzagent

@@ -1,0 +1,27 @@
+/// @file
+/// The standard output of the tool, kept clean of what the libraries print there.
+#pragma once
+
+#include <string>
+
+namespace qzagent
+{
+/// Takes standard output over for the process: whatever else writes to it from now on reaches standard error.
+/// One is made at the very start.
+class Output
+{
+public:
+    Output();
+    ~Output();
+    Output(Output const&) = delete;
+    Output& operator=(Output const&) = delete;
+
+    bool isTerminal() const;
+
+    /// @throws std::system_error "cannot write standard output: ..." unless all of it was written
+    void write(std::string const& aText);
+
+private:
+    int mDescriptor;  ///< -1 when the process was started without a standard output
+};
+}  // namespace qzagent
