@@ -4,6 +4,13 @@
 #include <cstdlib>
 #include <new>
 
+extern "C"
+{
+    // Of the leak checker; null in a program that is built without it.
+    __attribute__((weak)) void __lsan_disable();
+    __attribute__((weak)) void __lsan_enable();
+}
+
 namespace
 {
 thread_local bool gActive = false;
@@ -74,3 +81,19 @@ AllocationFailure::~AllocationFailure() { gActive = false; }
 unsigned int AllocationFailure::allocations() const { return gSeen; }
 
 long liveBlocks() { return gLiveBlocks; }
+
+DeliberateLeak::DeliberateLeak()
+{
+    if (__lsan_disable != nullptr)
+    {
+        __lsan_disable();
+    }
+}
+
+DeliberateLeak::~DeliberateLeak()
+{
+    if (__lsan_enable != nullptr)
+    {
+        __lsan_enable();
+    }
+}

@@ -20,3 +20,14 @@ public:
 
 /// Number of blocks from operator new that have not been deleted again, in the whole process.
 long liveBlocks();
+
+/// While it lives, a block that this thread allocates and never frees is not held against it by the leak
+/// checker. For code that gives up an object on purpose, as QZCPointer does when it cannot allocate the count.
+class DeliberateLeak
+{
+public:
+    DeliberateLeak();
+    ~DeliberateLeak();
+    DeliberateLeak(DeliberateLeak const&) = delete;
+    DeliberateLeak& operator=(DeliberateLeak const&) = delete;
+};

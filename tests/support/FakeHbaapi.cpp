@@ -1,9 +1,10 @@
 #include "tests/support/FakeHbaapi.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+
+#include <gtest/gtest.h>
 
 namespace
 {
@@ -23,6 +24,13 @@ T nextAnswer(std::deque<T>& arAnswers, char const* aCall, T const& acrFallback)
     arAnswers.pop_front();
     return answer;
 }
+
+UncountedString callOf(char const* aFunction, HBA_UINT32 aArgument)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%s(%u)", aFunction, aArgument);
+    return text;
+}
 }  // namespace
 
 FakeHbaapi::FakeHbaapi() { gInstance = this; }
@@ -31,9 +39,23 @@ FakeHbaapi::~FakeHbaapi() { gInstance = nullptr; }
 
 FakeHbaapi& FakeHbaapi::instance() { return *gInstance; }
 
-void FakeHbaapi::record(std::string const& acrCall) { mCalls.push_back(acrCall); }
+void FakeHbaapi::record(UncountedString const& acrCall)
+{
+    mRecorded.push_back(acrCall);
+    if (mOnCall)
+    {
+        mOnCall(acrCall.c_str());
+    }
+}
 
-std::vector<std::string> const& FakeHbaapi::calls() const { return mCalls; }
+std::vector<std::string> const& FakeHbaapi::calls() const
+{
+    while (mCalls.size() < mRecorded.size())
+    {
+        mCalls.push_back(mRecorded[mCalls.size()].c_str());
+    }
+    return mCalls;
+}
 
 extern "C"
 {
@@ -58,7 +80,7 @@ extern "C"
     HBA_STATUS HBA_GetAdapterName(HBA_UINT32 aIndex, char* aName)
     {
         FakeHbaapi& fake = FakeHbaapi::instance();
-        fake.record("HBA_GetAdapterName(" + std::to_string(aIndex) + ")");
+        fake.record(callOf("HBA_GetAdapterName", aIndex));
         fake.mNameBuffersWereZero =
             fake.mNameBuffersWereZero &&
             std::all_of(aName, aName + nameBufferSize, [](char aByte) { return aByte == 0; });
@@ -70,17 +92,17 @@ extern "C"
 
     HBA_HANDLE HBA_OpenAdapter(char* aName)
     {
-        FakeHbaapi::instance().record("HBA_OpenAdapter(" + std::string(aName) + ")");
+        FakeHbaapi::instance().record(UncountedString("HBA_OpenAdapter(") + aName + ")");
         return FakeHbaapi::instance().mOpenHandle;
     }
 
     void HBA_CloseAdapter(HBA_HANDLE aHandle)
     {
-        FakeHbaapi::instance().record("HBA_CloseAdapter(" + std::to_string(aHandle) + ")");
+        FakeHbaapi::instance().record(callOf("HBA_CloseAdapter", aHandle));
     }
 
     void HBA_RefreshInformation(HBA_HANDLE aHandle)
     {
-        FakeHbaapi::instance().record("HBA_RefreshInformation(" + std::to_string(aHandle) + ")");
+        FakeHbaapi::instance().record(callOf("HBA_RefreshInformation", aHandle));
     }
 }

@@ -4,15 +4,17 @@
 #pragma once
 
 #include <ctime>
-
-#include <hbaapi.h>
-
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include <hbaapi.h>
+
+#include "tests/support/UncountedAllocator.h"
+
 /// The answers that the HBA_* functions give while it lives, and the calls that reach them. One at a time. A
-/// script that runs out fails the test.
+/// script that runs out fails the test. AllocationFailure does not notice it, as long as the names are short.
 class FakeHbaapi
 {
 public:
@@ -32,11 +34,14 @@ public:
     /// The instance that the functions answer from.
     static FakeHbaapi& instance();
 
-    /// Adds one call to the record.
-    void record(std::string const& acrCall);
+    /// Adds one call to the record and tells mOnCall.
+    void record(UncountedString const& acrCall);
 
     /// The calls so far, as "HBA_GetAdapterName(0)".
     std::vector<std::string> const& calls() const;
+
+    /// Is told each call, before it is answered.
+    std::function<void(char const* aCall)> mOnCall;
 
     HBA_STATUS mLoadStatus = HBA_STATUS_OK;
     HBA_STATUS mFreeStatus = HBA_STATUS_OK;
@@ -48,5 +53,6 @@ public:
     bool mNameBuffersWereZero = true;
 
 private:
-    std::vector<std::string> mCalls;
+    UncountedVector<UncountedString> mRecorded;
+    mutable std::vector<std::string> mCalls;  ///< as many of mRecorded as have been asked for
 };

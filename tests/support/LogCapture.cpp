@@ -12,13 +12,6 @@ namespace
 LogCapture* gCapture = nullptr;
 bool gEcho = false;
 
-std::string formatted(char const* aFormat, std::va_list aValues)
-{
-    char text[4096];
-    std::vsnprintf(text, sizeof text, aFormat, aValues);
-    return text;
-}
-
 std::string withVisibleLineEnds(std::string const& acrText)
 {
     std::string visible;
@@ -58,34 +51,53 @@ std::ostream& operator<<(std::ostream& arOut, LogLine const& acrLine)
                  << withVisibleLineEnds(acrLine.mText) << '>';
 }
 
-void captureLogLine(unsigned int aSourceLine, LogLine const& acrLine)
+void captureLogLine(unsigned int aLevel, char const* aTag, char const* aFunction, char const* aFile,
+                    char const* aFormat, char const* aText)
 {
     if (gEcho)
     {
-        std::cerr << acrLine << std::endl;
+        std::cerr << LogLine{aLevel, aTag, aFunction, aFile, aFormat, aText} << std::endl;
     }
-    if (gCapture != nullptr && aSourceLine != 0)
+    if (gCapture != nullptr)
     {
-        gCapture->mLines.push_back(acrLine);
+        gCapture->mCaptured.push_back({aLevel, aTag, aFunction, aFile, aFormat, aText});
     }
 }
 
 void PrintLogMessageWithTimeStamp(unsigned int aLevel, char const* apTag, unsigned int aLine,
                                   char const* apFunction, char const* apFile, char const* apFormat, ...)
 {
+    char text[4096];
     std::va_list values;
     va_start(values, apFormat);
-    captureLogLine(aLine, {aLevel, apTag, apFunction, apFile, apFormat, formatted(apFormat, values)});
+    std::vsnprintf(text, sizeof text, apFormat, values);
     va_end(values);
+    if (aLine != 0)
+    {
+        captureLogLine(aLevel, apTag, apFunction, apFile, apFormat, text);
+    }
 }
 
 LogCapture::LogCapture() { gCapture = this; }
 
 LogCapture::~LogCapture() { gCapture = nullptr; }
 
-std::vector<LogLine> const& LogCapture::lines() const { return mLines; }
+std::vector<LogLine> const& LogCapture::lines() const
+{
+    while (mLines.size() < mCaptured.size())
+    {
+        CapturedLine const& line = mCaptured[mLines.size()];
+        mLines.push_back({line.mLevel, line.mTag.c_str(), line.mFunction.c_str(), line.mFile.c_str(),
+                          line.mFormat.c_str(), line.mText.c_str()});
+    }
+    return mLines;
+}
 
-void LogCapture::clear() { mLines.clear(); }
+void LogCapture::clear()
+{
+    mCaptured.clear();
+    mLines.clear();
+}
 
 ExpectedLog::ExpectedLog(std::string aFunction, std::string aFile)
     : mFunction(std::move(aFunction)), mFile(std::move(aFile))
@@ -122,7 +134,11 @@ LogLine ExpectedLog::error(std::string const& acrFormat) const { return error(ac
 
 LogLine ExpectedLog::assertion(std::string const& acrCondition) const
 {
-    return {1,     "-H-", mFunction, mFile, "Assertion [ %s ] failed\n",
+    return {1,
+            "-H-",
+            mFunction,
+            mFile,
+            "Assertion [ %s ] failed\n",
             "Assertion [ " + acrCondition + " ] failed\n"};
 }
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/UncountedAllocator.h"
+
 /// One call of the logger, but for its source line.
 struct LogLine
 {
@@ -15,13 +17,14 @@ struct LogLine
     std::string mFunction;
     std::string mFile;
     std::string mFormat;
-    std::string mText; ///< the format with its values
+    std::string mText;  ///< the format with its values
 };
 
 bool operator==(LogLine const& acrLeft, LogLine const& acrRight);
 std::ostream& operator<<(std::ostream& arOut, LogLine const& acrLine);
 
-/// Collects log lines from its construction on. One at a time.
+/// Collects log lines from its construction on. One at a time. AllocationFailure does not notice it: what
+/// is collected takes nothing from operator new until lines() is called.
 class LogCapture
 {
 public:
@@ -37,9 +40,20 @@ public:
     void clear();
 
 private:
-    friend void captureLogLine(unsigned int, LogLine const&);
+    friend void captureLogLine(unsigned int, char const*, char const*, char const*, char const*, char const*);
 
-    std::vector<LogLine> mLines;
+    struct CapturedLine
+    {
+        unsigned int mLevel;
+        UncountedString mTag;
+        UncountedString mFunction;
+        UncountedString mFile;
+        UncountedString mFormat;
+        UncountedString mText;
+    };
+
+    UncountedVector<CapturedLine> mCaptured;
+    mutable std::vector<LogLine> mLines;  ///< as many of mCaptured as have been asked for
 };
 
 /// The lines that one function in one file is expected to log.

@@ -1,25 +1,484 @@
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include <ctime>
+#include <deque>
+#include <ostream>
+#include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <hbaapi.h>
 
+#include "backend/common/include/Logger.h"
+#include "backend/common/include/QZString.h"
+#include "backend/common/include/QZVector.h"
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/support/AllocationFailure.h"
 #include "tests/support/FakeHbaapi.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlots.h"
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace
 {
+constexpr char loadFailed[] = "QZCExitConditionEx 19: Can't load HBAAPI library!";
+constexpr char namesFailed[] = "QZCExitConditionEx 19: HBA_GetAdapterName method failed";
+constexpr char openFailed[] = "QZCHbaapiEx 802: HBA_OpenAdapter method failed";
+
 ExpectedLog logOf(char const* aFunction) { return ExpectedLog(aFunction, "HbaapiAbs"); }
 
-TEST(HbaapiAbs, LoadingTracesAroundTheCall)
+/// What stands among the log lines for a call of the HBA API.
+LogLine call(std::string const& aCall) { return {0, "", "", "", "%s", aCall}; }
+
+/// The layer over a scripted HBA API, whose calls show among the log lines in the order of events.
+class HbaapiAbs : public testing::Test
 {
-    FakeHbaapi hbaapi;
-    LogCapture log;
-    QZCHbaapiAbs().HA_LoadHbaapi();
+protected:
+    HbaapiAbs()
+    {
+        mHbaapi.mOnCall = [](char const* aCall)
+        { PrintLogMessageWithTimeStamp(0, "", __LINE__, "", "", "%s", aCall); };
+    }
+
+    std::vector<LogLine> const& events() const { return mLog.lines(); }
+
+    /// Lets the HBA API answer the next requests with these names.
+    void answerNames(std::vector<std::string> const& aNames)
+    {
+        for (std::string const& name : aNames)
+        {
+            mHbaapi.mNames.push_back({HBA_STATUS_OK, name});
+        }
+    }
+
+    std::vector<std::string> names() const
+    {
+        std::vector<std::string> texts;
+        for (QZCString const& name : mNames)
+        {
+            texts.push_back(name.get());
+        }
+        return texts;
+    }
+
+    std::string openAdapter(std::string aName)
+    {
+        return outcomeOf([&] { mHandle = mLayer.HA_OpenAdapter(aName.data()); });
+    }
+
+    std::string getNames(unsigned int aCount)
+    {
+        return outcomeOf([&] { mLayer.HA_GetAdapterNames(aCount, mNames); });
+    }
+
+    FakeHbaapi mHbaapi;
+    LogCapture mLog;
+    QZCHbaapiAbs mLayer;
+    QZCVector<QZCString> mNames;
+    unsigned int mHandle = 0;
+};
+
+TEST_F(HbaapiAbs, MakingAndDestroyingOneDoesNothing)
+{
+    {
+        QZCHbaapiAbs const another;
+    }
+    EXPECT_THAT(events(), IsEmpty());
+}
+
+TEST_F(HbaapiAbs, HasItsOperationsInTheOrderOfItsTable)
+{
+    EXPECT_THAT(virtualSlots(&mLayer, 9),
+                ElementsAre("QZCHbaapiAbs::~QZCHbaapiAbs()", "QZCHbaapiAbs::~QZCHbaapiAbs()",
+                            "QZCHbaapiAbs::HA_LoadHbaapi()", "QZCHbaapiAbs::HA_FreeHbaapi()",
+                            "QZCHbaapiAbs::HA_GetNumberOfAdapters()", "QZCHbaapiAbs::HA_OpenAdapter(char*)",
+                            "QZCHbaapiAbs::HA_CloseAdapter(unsigned int)",
+                            "QZCHbaapiAbs::HA_RefreshAdapter(unsigned int)",
+                            "QZCHbaapiAbs::HA_GetAdapterNames(unsigned int, QZCVector<QZCString>&)"));
+}
+
+TEST_F(HbaapiAbs, HasNoDataMembers)
+{
+    EXPECT_EQ(sizeof mLayer, sizeof(void*)) << "the pointer to its table alone";
+}
+
+TEST_F(HbaapiAbs, ObjectsBehaveAsOne)
+{
+    QZCHbaapiAbs another;
+    mLayer.HA_LoadHbaapi();
+    std::vector<LogLine> const first = events();
+    mLog.clear();
+    another.HA_LoadHbaapi();
+    EXPECT_EQ(events(), first) << "that the library is loaded is not remembered";
+}
+
+TEST_F(HbaapiAbs, LoadingCallsAfterItsTraceLines)
+{
     ExpectedLog const expected = logOf("HA_LoadHbaapi");
-    EXPECT_THAT(log.lines(), ElementsAre(expected.entered(), expected.trace("Going to open HBAAPI library"),
-                                         expected.left()));
-    EXPECT_THAT(hbaapi.calls(), ElementsAre("HBA_LoadLibrary()"));
+    EXPECT_EQ(outcomeOf([&] { mLayer.HA_LoadHbaapi(); }), done);
+    EXPECT_THAT(events(), ElementsAre(expected.entered(), expected.trace("Going to open HBAAPI library"),
+                                      call("HBA_LoadLibrary()"), expected.left()));
+}
+
+TEST_F(HbaapiAbs, FreeingCallsBetweenEnteringAndLeaving)
+{
+    ExpectedLog const expected = logOf("HA_FreeHbaapi");
+    mLayer.HA_FreeHbaapi();
+    EXPECT_THAT(events(), ElementsAre(expected.entered(), call("HBA_FreeLibrary()"), expected.left()));
+}
+
+TEST_F(HbaapiAbs, FreeingIgnoresTheStatus)
+{
+    ExpectedLog const expected = logOf("HA_FreeHbaapi");
+    for (HBA_STATUS const status : {1u, 30u, 31u, 4294967295u})
+    {
+        mLog.clear();
+        mHbaapi.mFreeStatus = status;
+        EXPECT_EQ(outcomeOf([&] { mLayer.HA_FreeHbaapi(); }), done) << "status " << status;
+        EXPECT_THAT(events(), ElementsAre(expected.entered(), call("HBA_FreeLibrary()"), expected.left()));
+    }
+}
+
+TEST_F(HbaapiAbs, CountingCallsBetweenEnteringAndLeaving)
+{
+    ExpectedLog const expected = logOf("HA_GetNumberOfAdapters");
+    mHbaapi.mNumberOfAdapters = 3;
+    mLayer.HA_GetNumberOfAdapters();
+    EXPECT_THAT(events(),
+                ElementsAre(expected.entered(), call("HBA_GetNumberOfAdapters()"), expected.left()));
+}
+
+TEST_F(HbaapiAbs, CountIsReturnedUnchanged)
+{
+    for (unsigned int const count : {0u, 3u, 2147483648u, 4294967295u})
+    {
+        mHbaapi.mNumberOfAdapters = count;
+        EXPECT_EQ(mLayer.HA_GetNumberOfAdapters(), count);
+    }
+}
+
+TEST_F(HbaapiAbs, OpeningCallsAfterItsTraceLines)
+{
+    ExpectedLog const expected = logOf("HA_OpenAdapter");
+    EXPECT_EQ(openAdapter("sim-1"), done);
+    EXPECT_THAT(events(), ElementsAre(expected.entered(),
+                                      expected.trace("Going to open adapter, adapter name = <%s>",
+                                                     "Going to open adapter, adapter name = <sim-1>"),
+                                      call("HBA_OpenAdapter(sim-1)"), expected.left()));
+}
+
+TEST_F(HbaapiAbs, OpeningReturnsAnyHandleButZero)
+{
+    for (unsigned int const handle : {1u, 2147483648u, 4294967295u})
+    {
+        mHbaapi.mOpenHandle = handle;
+        EXPECT_EQ(openAdapter("sim-1"), done);
+        EXPECT_EQ(mHandle, handle);
+    }
+}
+
+TEST_F(HbaapiAbs, OpeningThrowsForHandleZeroAfterItsErrorLine)
+{
+    ExpectedLog const expected = logOf("HA_OpenAdapter");
+    mHbaapi.mOpenHandle = 0;
+    EXPECT_EQ(openAdapter("sim-1"), openFailed);
+    EXPECT_THAT(events(), ElementsAre(expected.entered(),
+                                      expected.trace("Going to open adapter, adapter name = <%s>",
+                                                     "Going to open adapter, adapter name = <sim-1>"),
+                                      call("HBA_OpenAdapter(sim-1)"),
+                                      expected.error("Failed to open adapter, adapter name = <%s>",
+                                                     "Failed to open adapter, adapter name = <sim-1>"),
+                                      expected.left()));
+}
+
+TEST_F(HbaapiAbs, OpeningLogsANameWithConversionsAsItIs)
+{
+    mHbaapi.mOpenHandle = 0;
+    EXPECT_EQ(openAdapter("%s%n"), openFailed);
+    EXPECT_EQ(events().at(1).mText, "Going to open adapter, adapter name = <%s%n>");
+    EXPECT_EQ(events().at(3).mText, "Failed to open adapter, adapter name = <%s%n>");
+}
+
+TEST_F(HbaapiAbs, OpeningBeforeLoadingIsLeftToTheHbaApi)
+{
+    EXPECT_EQ(openAdapter("sim-1"), done);
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_OpenAdapter(sim-1)"));
+}
+
+/// Handles that are valid, unknown and impossible: the layer does not look at them.
+class HbaapiAbsHandles : public HbaapiAbs, public testing::WithParamInterface<unsigned int>
+{
+protected:
+    std::string callWithHandle(std::string const& aFunction) const
+    {
+        return aFunction + '(' + std::to_string(GetParam()) + ')';
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Any, HbaapiAbsHandles, testing::Values(0u, 1u, 12345u, 4294967295u));
+
+TEST_P(HbaapiAbsHandles, ClosingLogsBothProgressLinesAndReturns)
+{
+    ExpectedLog const expected = logOf("HA_CloseAdapter");
+    EXPECT_EQ(outcomeOf([&] { mLayer.HA_CloseAdapter(GetParam()); }), done);
+    EXPECT_THAT(events(), ElementsAre(expected.entered(), expected.trace("Going to close adapter..."),
+                                      call(callWithHandle("HBA_CloseAdapter")),
+                                      expected.trace("Closed adapter"), expected.left()));
+}
+
+TEST_P(HbaapiAbsHandles, RefreshingLogsBothProgressLinesAndReturns)
+{
+    ExpectedLog const expected = logOf("HA_RefreshAdapter");
+    EXPECT_EQ(outcomeOf([&] { mLayer.HA_RefreshAdapter(GetParam()); }), done);
+    EXPECT_THAT(events(),
+                ElementsAre(expected.entered(), expected.trace("Going to refresh adapter's information..."),
+                            call(callWithHandle("HBA_RefreshInformation")),
+                            expected.trace("Refreshed adapter's information"), expected.left()));
+}
+
+TEST_F(HbaapiAbs, NamesAreFetchedByIndexInOrder)
+{
+    ExpectedLog const expected = logOf("HA_GetAdapterNames");
+    answerNames({"sim-1", "sim-2"});
+    EXPECT_EQ(getNames(2), done);
+    EXPECT_THAT(
+        events(),
+        ElementsAre(
+            expected.entered(),
+            expected.trace("Going to get adapter name, # = <%d>", "Going to get adapter name, # = <0>"),
+            call("HBA_GetAdapterName(0)"), expected.trace("Adapter name: %s", "Adapter name: sim-1"),
+            expected.trace("Going to get adapter name, # = <%d>", "Going to get adapter name, # = <1>"),
+            call("HBA_GetAdapterName(1)"), expected.trace("Adapter name: %s", "Adapter name: sim-2"),
+            expected.left()));
+    EXPECT_THAT(names(), ElementsAre("sim-1", "sim-2"));
+}
+
+TEST_F(HbaapiAbs, CountOfZeroFetchesNoNames)
+{
+    mNames.push_back("kept");
+    EXPECT_EQ(getNames(0), done);
+    EXPECT_THAT(events(),
+                ElementsAre(logOf("HA_GetAdapterNames").entered(), logOf("HA_GetAdapterNames").left()));
+    EXPECT_THAT(names(), ElementsAre("kept"));
+}
+
+TEST_F(HbaapiAbs, CountIsTakenAsUnsigned)
+{
+    mHbaapi.mNames.push_back({HBA_STATUS_ERROR, ""});
+    EXPECT_EQ(getNames(4294967295u), namesFailed) << "a count below 0 would fetch nothing";
+}
+
+TEST_F(HbaapiAbs, NamesAreAppendedToWhatTheListHolds)
+{
+    mNames.push_back("kept");
+    answerNames({"sim-1"});
+    EXPECT_EQ(getNames(1), done);
+    EXPECT_THAT(names(), ElementsAre("kept", "sim-1"));
+}
+
+TEST_F(HbaapiAbs, NamesFetchedTwiceStandTwice)
+{
+    answerNames({"sim-1", "sim-2", "sim-1", "sim-2"});
+    EXPECT_EQ(getNames(2), done);
+    EXPECT_EQ(getNames(2), done);
+    EXPECT_THAT(names(), ElementsAre("sim-1", "sim-2", "sim-1", "sim-2"));
+}
+
+TEST_F(HbaapiAbs, EachNameIsReadIntoAZeroFilledBuffer)
+{
+    answerNames({std::string(256, 'x'), "sim-2", ""});
+    EXPECT_EQ(getNames(3), done);
+    EXPECT_TRUE(mHbaapi.mNameBuffersWereZero) << "a name saw what one before it left behind";
+}
+
+TEST_F(HbaapiAbs, NameThatFillsTheBufferWithoutAnEndIsReadNoFurther)
+{
+    std::string const name(256, 'x');
+    answerNames({name});
+    EXPECT_EQ(getNames(1), done);
+    EXPECT_THAT(names(), ElementsAre(name));
+    EXPECT_EQ(events().at(3).mText, "Adapter name: " + name);
+}
+
+TEST_F(HbaapiAbs, LongestTerminatedNameIsReadWhole)
+{
+    std::string const name(255, 'x');
+    answerNames({name});
+    EXPECT_EQ(getNames(1), done);
+    EXPECT_THAT(names(), ElementsAre(name));
+}
+
+TEST_F(HbaapiAbs, NameWithConversionsIsTakenAsItIs)
+{
+    answerNames({"%s%n"});
+    EXPECT_EQ(getNames(1), done);
+    EXPECT_THAT(names(), ElementsAre("%s%n"));
+    EXPECT_EQ(events().at(3).mText, "Adapter name: %s%n");
+}
+
+TEST_F(HbaapiAbs, EmptyNameIsAName)
+{
+    answerNames({""});
+    EXPECT_EQ(getNames(1), done);
+    EXPECT_THAT(names(), ElementsAre(""));
+}
+
+TEST_F(HbaapiAbs, FailedNameKeepsThoseBeforeAndAsksForNoMore)
+{
+    answerNames({"sim-1", "sim-2"});
+    mHbaapi.mNames.push_back({HBA_STATUS_ERROR, "ignored"});
+    EXPECT_EQ(getNames(5), namesFailed);
+    EXPECT_THAT(names(), ElementsAre("sim-1", "sim-2"));
+    EXPECT_THAT(mHbaapi.calls(),
+                ElementsAre("HBA_GetAdapterName(0)", "HBA_GetAdapterName(1)", "HBA_GetAdapterName(2)"));
+}
+
+struct NamedStatus
+{
+    HBA_STATUS mStatus;
+    std::string mName;
+};
+
+std::ostream& operator<<(std::ostream& arOut, NamedStatus const& aStatus)
+{
+    return arOut << aStatus.mStatus << ' ' << aStatus.mName;
+}
+
+class HbaapiAbsStatus : public HbaapiAbs, public testing::WithParamInterface<NamedStatus>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    EachThatFails, HbaapiAbsStatus,
+    testing::Values(
+        NamedStatus{1, "HBA_STATUS_ERROR"}, NamedStatus{2, "HBA_STATUS_ERROR_NOT_SUPPORTED"},
+        NamedStatus{3, "HBA_STATUS_ERROR_INVALID_HANDLE"}, NamedStatus{4, "HBA_STATUS_ERROR_ARG"},
+        NamedStatus{5, "HBA_STATUS_ERROR_ILLEGAL_WWN"}, NamedStatus{6, "HBA_STATUS_ERROR_ILLEGAL_INDEX"},
+        NamedStatus{7, "HBA_STATUS_ERROR_MORE_DATA"}, NamedStatus{8, "HBA_STATUS_ERROR_STALE_DATA"},
+        NamedStatus{9, "HBA_STATUS_SCSI_CHECK_CONDITION"}, NamedStatus{10, "HBA_STATUS_ERROR_BUSY"},
+        NamedStatus{11, "HBA_STATUS_ERROR_TRY_AGAIN"}, NamedStatus{12, "HBA_STATUS_ERROR_UNAVAILABLE"},
+        NamedStatus{13, "HBA_STATUS_ERROR_ELS_REJECT"}, NamedStatus{14, "HBA_STATUS_ERROR_INVALID_LUN"},
+        NamedStatus{15, "HBA_STATUS_ERROR_INCOMPATIBLE"}, NamedStatus{16, "HBA_STATUS_ERROR_AMBIGUOUS_WWN"},
+        NamedStatus{17, "HBA_STATUS_ERROR_LOCAL_BUS"}, NamedStatus{18, "HBA_STATUS_ERROR_LOCAL_TARGET"},
+        NamedStatus{19, "HBA_STATUS_ERROR_LOCAL_LUN"}, NamedStatus{20, "HBA_STATUS_ERROR_LOCAL_SCSIID_BOUND"},
+        NamedStatus{21, "HBA_STATUS_ERROR_TARGET_FCID"}, NamedStatus{22, "HBA_STATUS_ERROR_TARGET_NODE_WWN"},
+        NamedStatus{23, "HBA_STATUS_ERROR_TARGET_PORT_WWN"}, NamedStatus{24, "HBA_STATUS_ERROR_TARGET_LUN"},
+        NamedStatus{25, "HBA_STATUS_ERROR_TARGET_LUID"}, NamedStatus{26, "HBA_STATUS_ERROR_NO_SUCH_BINDING"},
+        NamedStatus{27, "HBA_STATUS_ERROR_NOT_A_TARGET"}, NamedStatus{28, "HBA_STATUS_ERROR_UNSUPPORTED_FC4"},
+        NamedStatus{29, "HBA_STATUS_ERROR_INCAPABLE"}, NamedStatus{30, "HBA_STATUS_ERROR_TARGET_BUSY"},
+        NamedStatus{31, "Invalid Hbaapi Status Code"}, NamedStatus{2147483648u, "Invalid Hbaapi Status Code"},
+        NamedStatus{4294967295u, "Invalid Hbaapi Status Code"}));
+
+TEST_P(HbaapiAbsStatus, IsNamedWhenLoadingFails)
+{
+    ExpectedLog const expected = logOf("HA_LoadHbaapi");
+    mHbaapi.mLoadStatus = GetParam().mStatus;
+    EXPECT_EQ(outcomeOf([&] { mLayer.HA_LoadHbaapi(); }), loadFailed);
+    EXPECT_THAT(events(), ElementsAre(expected.entered(), expected.trace("Going to open HBAAPI library"),
+                                      call("HBA_LoadLibrary()"),
+                                      expected.error("Failed to load HBAAPI library : %s",
+                                                     "Failed to load HBAAPI library : " + GetParam().mName),
+                                      expected.left()));
+}
+
+TEST_P(HbaapiAbsStatus, IsNamedWithTheIndexWhenANameCannotBeHad)
+{
+    ExpectedLog const expected = logOf("HA_GetAdapterNames");
+    answerNames({"sim-1"});
+    mHbaapi.mNames.push_back({GetParam().mStatus, "ignored"});
+    EXPECT_EQ(getNames(2), namesFailed);
+    EXPECT_THAT(
+        events(),
+        ElementsAre(
+            expected.entered(),
+            expected.trace("Going to get adapter name, # = <%d>", "Going to get adapter name, # = <0>"),
+            call("HBA_GetAdapterName(0)"), expected.trace("Adapter name: %s", "Adapter name: sim-1"),
+            expected.trace("Going to get adapter name, # = <%d>", "Going to get adapter name, # = <1>"),
+            call("HBA_GetAdapterName(1)"),
+            expected.error("Failed to get adapter #%d name - %s",
+                           "Failed to get adapter #1 name - " + GetParam().mName),
+            expected.left()));
+}
+
+/// Fetching two names into an empty list while memory runs out.
+class HbaapiAbsWithoutMemory : public HbaapiAbs
+{
+protected:
+    HbaapiAbsWithoutMemory()
+    {
+        answerNames({"sim-1", "sim-2"});
+        mAllocations = allocationsOf([this] { mLayer.HA_GetAdapterNames(2, mNames); });
+    }
+
+    /// Lets the allocation of that number, counted from 1, fail.
+    std::string fetchFailing(unsigned int aAllocation)
+    {
+        // The string whose count cannot be had is given up on purpose, see QZCPointer.
+        DeliberateLeak const leak;
+        reset();
+        return outcomeWithoutMemory(aAllocation, [this] { mLayer.HA_GetAdapterNames(2, mNames); });
+    }
+
+    /// The blocks that are lost when the allocation of that number fails.
+    long lostBlocks(unsigned int aAllocation)
+    {
+        reset();
+        long const before = liveBlocks();
+        fetchFailing(aAllocation);
+        reset();
+        return liveBlocks() - before;
+    }
+
+    void reset()
+    {
+        mLog.clear();
+        mNames = QZCVector<QZCString>();
+        mHbaapi.mNames = std::deque<FakeHbaapi::Name>();
+        answerNames({"sim-1", "sim-2"});
+    }
+
+    unsigned int mAllocations = 0;
+};
+
+TEST_F(HbaapiAbsWithoutMemory, EveryAllocationThatFailsIsReported)
+{
+    ASSERT_GE(mAllocations, 8u) << "a string and a count for each name and for its copy in the list";
+    for (unsigned int failing = 1; failing <= mAllocations; ++failing)
+    {
+        EXPECT_EQ(fetchFailing(failing), outOfMemory) << "allocation " << failing;
+    }
+    EXPECT_EQ(fetchFailing(mAllocations + 1), done);
+}
+
+TEST_F(HbaapiAbsWithoutMemory, LeavingIsNotTraced)
+{
+    for (unsigned int failing = 1; failing <= mAllocations; ++failing)
+    {
+        fetchFailing(failing);
+        std::string const expected = names().empty() ? "Adapter name: sim-1" : "Adapter name: sim-2";
+        EXPECT_EQ(events().back().mText, expected) << "allocation " << failing;
+    }
+}
+
+TEST_F(HbaapiAbsWithoutMemory, NamesBeforeTheFailureAreKept)
+{
+    fetchFailing(1);
+    EXPECT_THAT(names(), IsEmpty());
+    fetchFailing(mAllocations);
+    EXPECT_THAT(names(), ElementsAre("sim-1"));
+}
+
+TEST_F(HbaapiAbsWithoutMemory, NothingIsLostButAStringWithoutItsCount)
+{
+    std::vector<long> lost;
+    for (unsigned int failing = 1; failing <= mAllocations; ++failing)
+    {
+        lost.push_back(lostBlocks(failing));
+    }
+    // Each name is a string and its count; then the list grows, and is filled with a copy of the new name and
+    // of the one that it had.
+    EXPECT_THAT(lost, ElementsAre(0, 1, 0, 0, 1, 0, 1, 0, 0, 1, 0, 1));
 }
 }  // namespace

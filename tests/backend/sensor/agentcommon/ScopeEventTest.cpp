@@ -1,0 +1,179 @@
+#include <initializer_list>
+#include <new>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/ScopeEvent.h"
+#include "tests/backend/common/Bytes.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlots.h"
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace
+{
+/// Decodes the bytes into the event and gives the outcome.
+std::string decodeInto(QZCScopeEvent& arEvent, Bytes const& aBytes)
+{
+    QZCEncodableInStream in(aBytes.data(), lengthOf(aBytes));
+    return outcomeOf([&] { arEvent.decode(in); });
+}
+
+QZCScopeEvent eventOf(unsigned int aCategory, unsigned int aSubcategory)
+{
+    QZCEncodableOutStream out;
+    out << aCategory << aSubcategory;
+    QZCScopeEvent event;
+    EXPECT_EQ(decodeInto(event, bytesOf(out.getEncoded())), done);
+    return event;
+}
+
+Bytes encodedFormOf(QZCScopeEvent const& aEvent)
+{
+    QZCEncodableOutStream out;
+    aEvent.encode(out);
+    return bytesOf(out.getEncoded());
+}
+
+Bytes numbersOf(QZCScopeEvent const& aEvent) { return {aEvent.getCategory(), aEvent.getSubcategory()}; }
+
+TEST(ScopeEvent, IsZeroByDefault) { EXPECT_THAT(numbersOf(QZCScopeEvent()), ElementsAre(0, 0)); }
+
+TEST(ScopeEvent, DefaultOnesAreEqual) { EXPECT_TRUE(QZCScopeEvent() == QZCScopeEvent()); }
+
+TEST(ScopeEvent, EqualsOneOfTheSameNumbers) { EXPECT_TRUE(eventOf(3, 200) == eventOf(3, 200)); }
+
+TEST(ScopeEvent, DiffersByTheSubcategoryAlone) { EXPECT_FALSE(eventOf(3, 200) == eventOf(3, 201)); }
+
+TEST(ScopeEvent, DiffersByTheCategoryAlone) { EXPECT_FALSE(eventOf(3, 200) == eventOf(4, 200)); }
+
+TEST(ScopeEvent, DiffersFromTheOneWithTheNumbersSwapped) { EXPECT_FALSE(eventOf(3, 4) == eventOf(4, 3)); }
+
+TEST(ScopeEvent, DefaultIsEncodedAsTwoZeroElements)
+{
+    EXPECT_THAT(encodedFormOf(QZCScopeEvent()), ElementsAre(0x00, 0x00));
+}
+
+TEST(ScopeEvent, IsEncodedCategoryFirst)
+{
+    EXPECT_THAT(encodedFormOf(eventOf(1, 2)), ElementsAre(0x01, 0x02));
+}
+
+TEST(ScopeEvent, NumbersFromTwentyFourTakeTwoBytes)
+{
+    EXPECT_THAT(encodedFormOf(eventOf(23, 24)), ElementsAre(0x17, 0x18, 0x18));
+    EXPECT_THAT(encodedFormOf(eventOf(255, 23)), ElementsAre(0x18, 0xff, 0x17));
+}
+
+TEST(ScopeEvent, IsDecodedCategoryFirst)
+{
+    QZCScopeEvent event;
+    EXPECT_EQ(decodeInto(event, {0x07, 0x18, 0xc8}), done);
+    EXPECT_THAT(numbersOf(event), ElementsAre(7, 200));
+}
+
+TEST(ScopeEvent, DecodingReplacesWhatTheEventWas)
+{
+    QZCScopeEvent event = eventOf(3, 200);
+    EXPECT_EQ(decodeInto(event, {0x05, 0x06}), done);
+    EXPECT_THAT(numbersOf(event), ElementsAre(5, 6));
+}
+
+TEST(ScopeEvent, EveryPairComesBackEqualAndWhole)
+{
+    for (unsigned int pair = 0; pair < 65536; ++pair)
+    {
+        QZCScopeEvent const event = eventOf(pair >> 8, pair & 0xff);
+        Bytes const encoded = encodedFormOf(event);
+        QZCScopeEvent decoded;
+        ASSERT_EQ(decodeInto(decoded, encoded), done) << "pair " << pair;
+        ASSERT_TRUE(decoded == event) << "pair " << pair;
+        ASSERT_THAT(numbersOf(decoded), ElementsAre(pair >> 8, pair & 0xff));
+    }
+}
+
+TEST(ScopeEvent, DecodingLeavesWhatFollowsInTheStream)
+{
+    Bytes const bytes = {0x01, 0x02, 0x03};
+    QZCEncodableInStream in(bytes.data(), lengthOf(bytes));
+    QZCScopeEvent().decode(in);
+    EXPECT_EQ(in.getRemaining(), 1u);
+}
+
+TEST(ScopeEvent, EncodingAppendsToWhatTheStreamHolds)
+{
+    QZCEncodableOutStream out;
+    out << true;
+    eventOf(1, 2).encode(out);
+    EXPECT_THAT(bytesOf(out.getEncoded()), ElementsAre(0xf5, 0x01, 0x02));
+}
+
+TEST(ScopeEvent, EmptyInputIsRefusedAndChangesNothing)
+{
+    QZCScopeEvent event = eventOf(3, 200);
+    EXPECT_THAT(decodeInto(event, {}), StartsWith("QZCEncodingEx 100: at byte 0"));
+    EXPECT_THAT(numbersOf(event), ElementsAre(3, 200));
+}
+
+TEST(ScopeEvent, InputThatEndsAfterTheCategoryHasAlreadyChangedIt)
+{
+    QZCScopeEvent event = eventOf(3, 200);
+    EXPECT_THAT(decodeInto(event, {0x05}), StartsWith("QZCEncodingEx 100: at byte 1"));
+    EXPECT_THAT(numbersOf(event), ElementsAre(5, 200));
+}
+
+TEST(ScopeEvent, NumberAboveAByteIsRefused)
+{
+    QZCScopeEvent event = eventOf(3, 200);
+    EXPECT_THAT(decodeInto(event, {0x19, 0x01, 0x00, 0x01}), StartsWith("QZCEncodingEx 100: at byte 0"));
+    EXPECT_THAT(numbersOf(event), ElementsAre(3, 200));
+}
+
+TEST(ScopeEvent, WritesNoLogLines)
+{
+    LogCapture log;
+    {
+        QZCScopeEvent event = eventOf(3, 200);
+        encodedFormOf(event);
+        numbersOf(event);
+        decodeInto(event, {0x05});
+        EXPECT_FALSE(event == QZCScopeEvent());
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(ScopeEvent, IsFreedByTheLastHandle)
+{
+    long const before = liveBlocks();
+    {
+        QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
+        EXPECT_GT(liveBlocks(), before);
+    }
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(ScopeEvent, HasTheDestructorsInItsTable)
+{
+    QZCScopeEvent const event;
+    EXPECT_THAT(virtualSlots(&event, 2), Each("QZCScopeEvent::~QZCScopeEvent()"));
+}
+
+TEST(ScopeEvent, HasTheTwoNumbersRightBehindTheTable)
+{
+    QZCScopeEvent const event = eventOf(3, 200);
+    unsigned char const* const fields = reinterpret_cast<unsigned char const*>(&event) + sizeof(void*);
+    EXPECT_EQ(fields[0], 3);
+    EXPECT_EQ(fields[1], 200);
+    EXPECT_EQ(sizeof event, 2 * sizeof(void*)) << "no further field";
+}
+}  // namespace
