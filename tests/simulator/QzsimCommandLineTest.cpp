@@ -126,7 +126,7 @@ TEST(QzsimCommandLine, HelpTeachesWithAnExample)
     EXPECT_EQ(result.mErrors, "");
     EXPECT_THAT(result.mOutput,
                 HasSubstr("Usage: qzsim --scenario FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]"));
-    EXPECT_THAT(result.mOutput, HasSubstr("$ qzsim --scenario two.toml qzagent hba list"));
+    EXPECT_THAT(result.mOutput, HasSubstr("$ qzsim --scenario two.toml qzagent adapters"));
 }
 
 TEST(QzsimCommandLine, TheExampleOfTheHelpIsAGoodScenario)
