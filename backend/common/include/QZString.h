@@ -41,6 +41,13 @@ public:
         return *this;
     }
 
+    /// @param apText terminated text to copy; must not be null, may be a part of this very text
+    QZCString& operator=(char const* apText)
+    {
+        mString = _make(apText);
+        return *this;
+    }
+
     /// @return the text, terminated, valid until the object is changed or destroyed
     /// @{
     char const* get() { return static_cast<QZCString const&>(*this).get(); }

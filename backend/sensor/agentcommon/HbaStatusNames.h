@@ -1,0 +1,49 @@
+/// @file
+/// The standard's names of the HBA API's statuses, for the log lines of the layer's sources.
+#pragma once
+
+#include <ctime>
+
+#include <hbaapi.h>
+
+static char const* const sgHbaStatusNames[] = {
+    "HBA_STATUS_OK",
+    "HBA_STATUS_ERROR",
+    "HBA_STATUS_ERROR_NOT_SUPPORTED",
+    "HBA_STATUS_ERROR_INVALID_HANDLE",
+    "HBA_STATUS_ERROR_ARG",
+    "HBA_STATUS_ERROR_ILLEGAL_WWN",
+    "HBA_STATUS_ERROR_ILLEGAL_INDEX",
+    "HBA_STATUS_ERROR_MORE_DATA",
+    "HBA_STATUS_ERROR_STALE_DATA",
+    "HBA_STATUS_SCSI_CHECK_CONDITION",
+    "HBA_STATUS_ERROR_BUSY",
+    "HBA_STATUS_ERROR_TRY_AGAIN",
+    "HBA_STATUS_ERROR_UNAVAILABLE",
+    "HBA_STATUS_ERROR_ELS_REJECT",
+    "HBA_STATUS_ERROR_INVALID_LUN",
+    "HBA_STATUS_ERROR_INCOMPATIBLE",
+    "HBA_STATUS_ERROR_AMBIGUOUS_WWN",
+    "HBA_STATUS_ERROR_LOCAL_BUS",
+    "HBA_STATUS_ERROR_LOCAL_TARGET",
+    "HBA_STATUS_ERROR_LOCAL_LUN",
+    "HBA_STATUS_ERROR_LOCAL_SCSIID_BOUND",
+    "HBA_STATUS_ERROR_TARGET_FCID",
+    "HBA_STATUS_ERROR_TARGET_NODE_WWN",
+    "HBA_STATUS_ERROR_TARGET_PORT_WWN",
+    "HBA_STATUS_ERROR_TARGET_LUN",
+    "HBA_STATUS_ERROR_TARGET_LUID",
+    "HBA_STATUS_ERROR_NO_SUCH_BINDING",
+    "HBA_STATUS_ERROR_NOT_A_TARGET",
+    "HBA_STATUS_ERROR_UNSUPPORTED_FC4",
+    "HBA_STATUS_ERROR_INCAPABLE",
+    "HBA_STATUS_ERROR_TARGET_BUSY",
+};
+
+static_assert(sizeof sgHbaStatusNames / sizeof sgHbaStatusNames[0] == HBA_STATUS_ERROR_TARGET_BUSY + 1,
+              "a name for each status");
+
+static inline char const* __sGetStatusName(HBA_STATUS aStatus)
+{
+    return aStatus <= HBA_STATUS_ERROR_TARGET_BUSY ? sgHbaStatusNames[aStatus] : "Invalid Hbaapi Status Code";
+}

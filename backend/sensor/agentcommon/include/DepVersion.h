@@ -1,0 +1,53 @@
+/// @file
+/// The version of something that the agent depends on.
+#pragma once
+
+#include "backend/common/include/QZString.h"
+
+/// A dotted version number of up to 8 unsigned components, such as 7.2.20.6.
+///
+/// Comparisons look at no more components than both versions have: 4.1 equals 4.1.2, and neither is less than
+/// the other. So a check against a minimum written as "not less than 4.1.2" accepts 4.1.
+///
+/// Every operation but the destructor traces "Entered" and "Left".
+/// Assertions: a ninth component.
+/// Thread-safety: one object is used by one thread at a time.
+class QZCDepVersion
+{
+public:
+    /// A version of three or four components.
+    /// @{
+    QZCDepVersion(unsigned int aFirst, unsigned int aSecond, unsigned int aThird);
+    QZCDepVersion(unsigned int aFirst, unsigned int aSecond, unsigned int aThird, unsigned int aFourth);
+    /// @}
+
+    /// Parses dotted text: one component for each piece between dots, by the rules of operator<<(). The empty
+    /// text is a single component 0.
+    /// @param acrText text of at most 8 pieces (asserted)
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2
+    explicit QZCDepVersion(QZCString const& acrText);
+
+    virtual ~QZCDepVersion();
+
+    /// Appends a component.
+    /// @param acrText the number that it begins with, after white space and a sign, is the component: digits
+    ///                up to the first other character, no digits give 0, a negative number its 32-bit pattern
+    /// @return this version, so that appends chain
+    QZCDepVersion& operator<<(QZCString const& acrText);
+
+    /// Comparisons of the components that both versions have.
+    /// @{
+    bool operator==(QZCDepVersion const& acrOther) const;
+    bool operator<(QZCDepVersion const& acrOther) const;
+    bool operator>(QZCDepVersion const& acrOther) const;
+    /// @}
+
+private:
+    static constexpr unsigned int sgMaxComponents = 8;
+
+    void _extractVersion(QZCString const& acrText);
+    int _compare(QZCDepVersion const& acrOther) const;
+
+    unsigned int mComponents[sgMaxComponents];
+    unsigned int mNumComponents;
+};
