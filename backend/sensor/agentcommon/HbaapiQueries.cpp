@@ -25,7 +25,7 @@ static unsigned int const sgSenseSize = 256;
 static unsigned int const sgReportLunsHeaderSize = 8;
 static unsigned int const sgLunSize = 8;
 static unsigned int const sgMaxLunListLength = 4096;
-static unsigned int const sgMaxReportLunsAttempts = 4;
+static unsigned int const sgMaxReportLunsRetries = 4;
 
 HBA_ADAPTERATTRIBUTES* QZCHbaapiAbs::HA_GetAdapterAttributes(unsigned int aHandle)
 {
@@ -64,6 +64,15 @@ HBA_ADAPTERATTRIBUTES* QZCHbaapiAbs::HA_GetAdapterAttributes(unsigned int aHandl
     return attributes;
 }
 
+/// @return an array of so many records, not cleared, or null
+static HBA_PORTATTRIBUTES* __sAllocatePorts(unsigned int aNumPorts)
+{
+    // For an array whose size overflows even the non-throwing new throws an exception of its own.
+    return aNumPorts <= PTRDIFF_MAX / sizeof(HBA_PORTATTRIBUTES) ? new (std::nothrow)
+                                                                       HBA_PORTATTRIBUTES[aNumPorts]
+                                                                 : nullptr;
+}
+
 HBA_PORTATTRIBUTES* QZCHbaapiAbs::HA_GetAdapterPorts(unsigned int aHandle,
                                                      HBA_ADAPTERATTRIBUTES const* apAttributes,
                                                      unsigned int& arNumberOfPorts)
@@ -71,7 +80,7 @@ HBA_PORTATTRIBUTES* QZCHbaapiAbs::HA_GetAdapterPorts(unsigned int aHandle,
     QZ_LOG_ENTERED();
     arNumberOfPorts = apAttributes->NumberOfPorts;
     QZ_ASSERT(0 < arNumberOfPorts);
-    HBA_PORTATTRIBUTES* const ports = new (std::nothrow) HBA_PORTATTRIBUTES[arNumberOfPorts];
+    HBA_PORTATTRIBUTES* const ports = __sAllocatePorts(arNumberOfPorts);
     if (ports == nullptr)
     {
         QZ_LOG_ERROR("Failed to allocate port attributes ptr array");
@@ -228,7 +237,7 @@ void QZCHbaapiAbs::HA_SendReportLUNs(unsigned int aHandle, HBA_wwn aPortWwn, voi
         ++numAttempts;
     } while (status == HBA_STATUS_ERROR_MORE_DATA ||
              ((status == HBA_STATUS_SCSI_CHECK_CONDITION || status == HBA_STATUS_ERROR_BUSY) &&
-              numAttempts <= sgMaxReportLunsAttempts));
+              numAttempts <= sgMaxReportLunsRetries));
     if (status != HBA_STATUS_OK)
     {
         QZ_LOG_TRACE("Failed SendReportLUNs - %s", __sGetStatusName(status));

@@ -43,7 +43,10 @@ void QZCWorldWideName::decode(QZCEncodableInStream& arIn)
 void QZCWorldWideName::_init(unsigned char const* apBytes)
 {
     QZ_LOG_ENTERED();
-    ClibMemcpy(mBinaryForm, apBytes, sgNumBytes);
+    if (apBytes != mBinaryForm)
+    {
+        ClibMemcpy(mBinaryForm, apBytes, sgNumBytes);
+    }
     char text[sgTextLength + 1];
     char* end = text;
     for (unsigned int i = 0; i < sgNumBytes - 1; ++i)

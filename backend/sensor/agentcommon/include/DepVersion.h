@@ -31,7 +31,8 @@ public:
 
     /// Appends a component.
     /// @param acrText the number that it begins with, after white space and a sign, is the component: digits
-    ///                up to the first other character, no digits give 0, a negative number its 32-bit pattern
+    ///                up to the first other character, no digits give 0, a negative number its 32-bit
+    ///                pattern, a larger number its low 32 bits
     /// @return this version, so that appends chain
     QZCDepVersion& operator<<(QZCString const& acrText);
 

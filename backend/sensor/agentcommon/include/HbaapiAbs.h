@@ -62,47 +62,57 @@ public:
     ///         Memory", code 2
     virtual void HA_GetAdapterNames(unsigned int aCount, QZCVector<QZCString>& arNames);
 
-    /// Fetches the attributes of an open adapter.
+    /// Fetches the attributes of an adapter.
+    /// @param aHandle an open adapter's, from HA_OpenAdapter()
     /// @return a new record, the caller's, released with delete
     /// @throws QZCHbaapiEx, code 802: "HBA_GetAdapterAttributes encounter non-supported Adapter" when the
-    /// vendor
-    ///         library answers HBA_STATUS_ERROR_NOT_SUPPORTED (the one failure logged at info level);
+    ///         vendor library answers HBA_STATUS_ERROR_NOT_SUPPORTED (the one failure logged at info level);
     ///         "HBA_GetAdapterAttributes method failed" after any other status; "ZERO Ports on the Adapter".
     ///         QZCHaltEx "No memory for adapter attributes", code 1
     virtual HBA_ADAPTERATTRIBUTES* HA_GetAdapterAttributes(unsigned int aHandle);
 
-    /// Fetches the attributes of all ports of an open adapter.
-    /// @param apAttributes    the adapter's attributes; asserts that it has ports
+    /// Fetches the attributes of all ports of an adapter.
+    /// @param aHandle         an open adapter's, from HA_OpenAdapter()
+    /// @param apAttributes    the adapter's attributes, not null, not kept; asserts that it has ports
     /// @param arNumberOfPorts set to their number, also when the method fails
     /// @return a new array of arNumberOfPorts records, the caller's, released with delete[]
-    /// @throws QZCHbaapiEx "HBA_GetAdapterPortAttributes method failed", code 802, when one port fails;
-    ///         QZCHaltEx "No memory for Port Attributes", code 1
+    /// @throws QZCHbaapiEx "HBA_GetAdapterPortAttributes method failed", code 802, when one port fails (then
+    ///         without the trace "Left"); QZCHaltEx "No memory for Port Attributes", code 1
     virtual HBA_PORTATTRIBUTES* HA_GetAdapterPorts(unsigned int aHandle,
                                                    HBA_ADAPTERATTRIBUTES const* apAttributes,
                                                    unsigned int& arNumberOfPorts);
 
-    /// Fetches the FCP target mappings of an open adapter. The block grows as often as the adapter asks for
-    /// more; a busy adapter is asked again after one second, up to four times, so a call may take 5 seconds.
+    /// Fetches the FCP target mappings of an adapter. The block grows as often as the adapter asks for more,
+    /// without limit; a busy adapter is asked again after one second, up to four times, so a call may take 5
+    /// seconds.
+    /// @param aHandle   an open adapter's, from HA_OpenAdapter()
     /// @param arMapping null, or a block from malloc whose NumberOfEntries is its capacity (asserted not 0);
-    /// set
-    ///                  to the block that holds the mappings, the caller's, released with free. After an
-    ///                  exception it is null, and the block passed in is freed
+    ///                  set to the block that holds the mappings, as many as its NumberOfEntries says: the
+    ///                  caller's, released with free. After an exception it is null, and the block passed in is
+    ///                  freed
     /// @return arMapping
     /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802; QZCNoMemoryEx "Out of Memory",
-    ///         code 2. Asserts that an adapter that asks for more asks for at least two entries
+    ///         code 2 (then without the trace "Left"). Asserts that an adapter that asks for more asks for at
+    ///         least two entries
     virtual HBA_FCPTargetMapping* HA_GetTargetMappings(unsigned int aHandle,
                                                        HBA_FCPTargetMapping*& arMapping);
 
-    /// Sends SCSI REPORT LUNS to a remote port. A buffer that is too small for the list is replaced; check
-    /// conditions and busy answers are tried again at once, in up to five attempts. Not virtual.
+    /// Sends SCSI REPORT LUNS to a remote port. Not virtual.
+    ///
+    /// The response is the length of the LUN list in bytes (4 bytes, big-endian), 4 reserved bytes, and the
+    /// list of 8 bytes a LUN. A buffer that is too small for it is replaced and the request repeated, without
+    /// limit; check conditions and busy answers are tried again at once, as long as fewer than five attempts
+    /// were made in all.
+    /// @param aHandle   an open adapter's, from HA_OpenAdapter()
     /// @param aPortWwn  the remote port
-    /// @param apBuffer  the response buffer, from malloc, of at least 4 bytes; the method may free it and put
-    ///                  another from malloc in its place. The caller's, released with free
-    /// @param apSize    its size in bytes; set to the length of the response when the buffer is replaced.
-    /// After
-    ///                  an exception buffer and size still belong together, but after "Malloc Failed…", when
-    ///                  the buffer is null and the size unchanged
-    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed", also for a list of more than 4096
-    ///         bytes; "Malloc Failed in HA_SendReportLUNs"
+    /// @param apBuffer  not null: the response buffer, from malloc, of at least 4 bytes. It is zeroed first; it
+    ///                  may be freed and another from malloc, which may be larger than its size says, put in its
+    ///                  place. The caller's, released with free
+    /// @param apSize    not null: its size in bytes; set to the length of the response when the buffer is
+    ///                  replaced. After an exception buffer and size still belong together, but after "Malloc
+    ///                  Failed in HA_SendReportLUNs", when the buffer is null and the size unchanged
+    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" after another status (then without
+    /// the
+    ///         trace "Left") or for a list of more than 4096 bytes; "Malloc Failed in HA_SendReportLUNs"
     void HA_SendReportLUNs(unsigned int aHandle, HBA_wwn aPortWwn, void** apBuffer, unsigned int* apSize);
 };

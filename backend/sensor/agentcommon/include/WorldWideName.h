@@ -14,13 +14,16 @@
 /// The text keeps the letter case in which it was given; it is lower case when it was built from bytes.
 /// Building from either form traces "Entered", the text and "Left" under the function name "_init".
 ///
+/// After QZCNoMemoryEx from a setter or decode() the two forms may differ; the object must be set anew before
+/// it is used.
+///
 /// Encoded form: one buffer element of the 8 bytes.
 /// Thread-safety: one object is used by one thread at a time.
 class QZCWorldWideName
 {
 public:
-    /// An empty text. The bytes have no meaning until a setter or decode() gives them one; they are zero, so
-    /// that reading them too early is harmless.
+    /// An empty text (which may throw QZCNoMemoryEx "Out of Memory", code 2). The bytes have no meaning until
+    /// a setter or decode() gives them one; they are zero, so that reading them too early is harmless.
     QZCWorldWideName();
 
     /// @param apBytes 8 bytes to copy
@@ -40,7 +43,7 @@ public:
     /// @return the text, owned by this object
     virtual QZCString const& getStringForm() const;
 
-    /// @param apBytes 8 bytes to copy
+    /// @param apBytes 8 bytes to copy, also those of this very object
     /// @throws QZCNoMemoryEx "Out of Memory", code 2
     virtual void setBinaryForm(unsigned char const* apBytes);
 
