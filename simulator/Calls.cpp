@@ -10,18 +10,31 @@ namespace qzsim
 {
 namespace
 {
+enum class Concern
+{
+    library,
+    adapter,
+    target
+};
+
 struct CallEntry
 {
     std::string_view mName;
     Call mCall;
-    bool mConcernsAdapter;
+    Concern mConcern;
 };
 
 constexpr CallEntry calls[] = {
-    {"HBA_LoadLibrary", Call::loadLibrary, false},
-    {"HBA_FreeLibrary", Call::freeLibrary, false},
-    {"HBA_GetAdapterName", Call::getAdapterName, true},
-    {"HBA_OpenAdapter", Call::openAdapter, true},
+    {"HBA_LoadLibrary", Call::loadLibrary, Concern::library},
+    {"HBA_FreeLibrary", Call::freeLibrary, Concern::library},
+    {"HBA_GetAdapterName", Call::getAdapterName, Concern::adapter},
+    {"HBA_OpenAdapter", Call::openAdapter, Concern::adapter},
+    {"HBA_GetAdapterAttributes", Call::getAdapterAttributes, Concern::adapter},
+    {"HBA_GetAdapterPortAttributes", Call::getAdapterPortAttributes, Concern::adapter},
+    {"HBA_GetDiscoveredPortAttributes", Call::getDiscoveredPortAttributes, Concern::adapter},
+    {"HBA_GetPortAttributesByWWN", Call::getPortAttributesByWwn, Concern::adapter},
+    {"HBA_GetFcpTargetMapping", Call::getFcpTargetMapping, Concern::adapter},
+    {"HBA_SendReportLUNs", Call::sendReportLuns, Concern::target},
 };
 
 /// Every call has its entry.
@@ -49,5 +62,7 @@ std::string namesOfCalls()
     return fmt::format("{}", fmt::join(names, ", "));
 }
 
-bool concernsAdapter(Call aCall) { return entryOf(aCall).mConcernsAdapter; }
+bool concernsAdapter(Call aCall) { return entryOf(aCall).mConcern != Concern::library; }
+
+bool concernsTarget(Call aCall) { return entryOf(aCall).mConcern == Concern::target; }
 }  // namespace qzsim

@@ -13,7 +13,13 @@ enum class Call
     loadLibrary,
     freeLibrary,
     getAdapterName,
-    openAdapter
+    openAdapter,
+    getAdapterAttributes,
+    getAdapterPortAttributes,
+    getDiscoveredPortAttributes,
+    getPortAttributesByWwn,
+    getFcpTargetMapping,
+    sendReportLuns
 };
 
 /// The call of that name, as "HBA_OpenAdapter".
@@ -26,4 +32,7 @@ std::string namesOfCalls();
 
 /// Whether the call is made for one adapter.
 bool concernsAdapter(Call aCall);
+
+/// Whether the call is made for one target port.
+bool concernsTarget(Call aCall);
 }  // namespace qzsim

@@ -1,23 +1,38 @@
 #include "simulator/Faults.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <set>
+#include <utility>
 
 namespace qzsim
 {
-void Faults::schedule(std::vector<Fault> aFaults) { mFaults = std::move(aFaults); }
-
-std::optional<HBA_STATUS> Faults::next(Call aCall, std::string const& aAdapter)
+void Faults::schedule(std::vector<Fault> aFaults, Strikes aStrikes)
 {
-    std::uint64_t const count = ++mCounts[{aCall, {}}];
-    std::uint64_t const countOfAdapter = aAdapter.empty() ? count : ++mCounts[{aCall, aAdapter}];
-    auto const fault = std::find_if(
-        mFaults.begin(), mFaults.end(),
-        [&](Fault const& aFault)
-        {
-            return aFault.mCall == aCall &&
-                   (aFault.mAdapter.empty() ? aFault.mNth == count
-                                            : aFault.mAdapter == aAdapter && aFault.mNth == countOfAdapter);
-        });
-    return fault == mFaults.end() ? std::nullopt : std::optional(fault->mStatus);
+    mFaults = std::move(aFaults);
+    mStrikes = std::move(aStrikes);
+}
+
+std::optional<HBA_STATUS> Faults::next(Call aCall, std::string const& aAdapter, std::string const& aPort)
+{
+    std::set<Group> const groups = {
+        {aCall, "", ""}, {aCall, aAdapter, ""}, {aCall, "", aPort}, {aCall, aAdapter, aPort}};
+    for (Group const& group : groups)
+    {
+        ++mCounts[group];
+    }
+    auto const fault = std::find_if(mFaults.begin(), mFaults.end(),
+                                    [&](Fault const& aFault)
+                                    {
+                                        Group const group{aFault.mCall, aFault.mAdapter, aFault.mPort};
+                                        return groups.count(group) != 0 && mCounts[group] >= aFault.mFirst &&
+                                               mCounts[group] <= aFault.mLast;
+                                    });
+    if (fault == mFaults.end())
+    {
+        return std::nullopt;
+    }
+    mStrikes.add(static_cast<std::size_t>(fault - mFaults.begin()));
+    return fault->mStatus;
 }
 }  // namespace qzsim

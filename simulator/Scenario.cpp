@@ -13,13 +13,54 @@ std::string counted(std::size_t aCount, char const* aThing)
     return fmt::format("{} {}{}", aCount, aThing, aCount == 1 ? "" : "s");
 }
 
+std::string callsOf(Fault const& aFault)
+{
+    if (aFault.mFirst == aFault.mLast)
+    {
+        return fmt::format("call {}", aFault.mFirst);
+    }
+    return aFault.mLast == endless ? fmt::format("calls {} and up", aFault.mFirst)
+                                   : fmt::format("calls {} to {}", aFault.mFirst, aFault.mLast);
+}
+
+std::string summaryOf(Adapter const& aAdapter)
+{
+    std::size_t remotePorts = 0;
+    for (Port const& port : aAdapter.mPorts)
+    {
+        remotePorts += port.mRemotePorts.size();
+    }
+    return fmt::format("\"{}\" with {}, {}, {}", aAdapter.mName, counted(aAdapter.mPorts.size(), "port"),
+                       counted(remotePorts, "remote port"), counted(numberOfMappings(aAdapter), "LUN"));
+}
+}  // namespace
+
+std::size_t numberOfMappings(Adapter const& aAdapter)
+{
+    std::size_t number = 0;
+    for (Port const& port : aAdapter.mPorts)
+    {
+        for (RemotePort const& remotePort : port.mRemotePorts)
+        {
+            number += remotePort.mLuns.size();
+        }
+    }
+    return number;
+}
+
+std::uint64_t strikesIn(Fault const& aFault)
+{
+    return aFault.mLast == endless ? 1 : std::uint64_t{aFault.mLast} - aFault.mFirst + 1;
+}
+
 std::string summaryOf(Fault const& aFault)
 {
     std::string const adapter = aFault.mAdapter.empty() ? "" : fmt::format(" for \"{}\"", aFault.mAdapter);
-    return fmt::format("fault: call {} of {}{} answers {}\n", aFault.mNth, nameOf(aFault.mCall), adapter,
+    std::string const port = aFault.mPort.empty() ? "" : fmt::format(" to {}", aFault.mPort);
+    char const* const verb = aFault.mFirst == aFault.mLast ? "answers" : "answer";
+    return fmt::format("{} of {}{}{} {} {}", callsOf(aFault), nameOf(aFault.mCall), adapter, port, verb,
                        nameOf(aFault.mStatus));
 }
-}  // namespace
 
 std::string summaryOf(Scenario const& aScenario)
 {
@@ -27,11 +68,11 @@ std::string summaryOf(Scenario const& aScenario)
                                       counted(aScenario.mFaults.size(), "fault"));
     for (Adapter const& adapter : aScenario.mAdapters)
     {
-        summary += fmt::format("adapter: \"{}\"\n", adapter.mName);
+        summary += fmt::format("adapter: {}\n", summaryOf(adapter));
     }
     for (Fault const& fault : aScenario.mFaults)
     {
-        summary += summaryOf(fault);
+        summary += fmt::format("fault: {}\n", summaryOf(fault));
     }
     return summary;
 }

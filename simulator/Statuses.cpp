@@ -3,17 +3,13 @@
 #include <algorithm>
 #include <iterator>
 
+#include "simulator/Named.h"
+
 namespace qzsim
 {
 namespace
 {
-struct NamedStatus
-{
-    std::string_view mName;
-    HBA_STATUS mStatus;
-};
-
-constexpr NamedStatus namedStatuses[] = {
+constexpr Named<HBA_STATUS> namedStatuses[] = {
     {"HBA_STATUS_OK", HBA_STATUS_OK},
     {"HBA_STATUS_ERROR", HBA_STATUS_ERROR},
     {"HBA_STATUS_ERROR_NOT_SUPPORTED", HBA_STATUS_ERROR_NOT_SUPPORTED},
@@ -48,18 +44,13 @@ constexpr NamedStatus namedStatuses[] = {
 };
 }  // namespace
 
-std::optional<HBA_STATUS> statusNamed(std::string_view aName)
-{
-    auto const found = std::find_if(std::begin(namedStatuses), std::end(namedStatuses),
-                                    [aName](NamedStatus const& aStatus) { return aStatus.mName == aName; });
-    return found == std::end(namedStatuses) ? std::nullopt : std::optional(found->mStatus);
-}
+std::optional<HBA_STATUS> statusNamed(std::string_view aName) { return valueNamed(aName, namedStatuses); }
 
 std::string nameOf(HBA_STATUS aStatus)
 {
     auto const found =
         std::find_if(std::begin(namedStatuses), std::end(namedStatuses),
-                     [aStatus](NamedStatus const& aNamed) { return aNamed.mStatus == aStatus; });
+                     [aStatus](Named<HBA_STATUS> const& aNamed) { return aNamed.mValue == aStatus; });
     return found == std::end(namedStatuses) ? std::to_string(aStatus) : std::string(found->mName);
 }
 }  // namespace qzsim

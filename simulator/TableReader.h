@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -69,6 +70,21 @@ void readTable(TomlValue const& aTable, std::string_view aTitle, Key<Record> con
             throw ScenarioError(fmt::format("{}: expected the key {} in this {}, found none", aTable.place(),
                                             quoted(key.mName), aTitle));
         }
+    }
+}
+
+/// Reads an array of such tables, and hands on each with the record it makes.
+/// @param aInitial what a record is before its table is read
+/// @param aTake    takes the table and the record
+template <typename Record, std::size_t count, typename Take>
+void readTables(TomlValue const& aTables, std::string_view aTitle, Key<Record> const (&aKeys)[count],
+                Record const& aInitial, Take aTake)
+{
+    for (TomlValue const& table : aTables.as<TomlValue::Array>(fmt::format("tables {}", aTitle)))
+    {
+        Record record = aInitial;
+        readTable(table, aTitle, aKeys, record);
+        aTake(table, std::move(record));
     }
 }
 }  // namespace qzsim

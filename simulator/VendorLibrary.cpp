@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <ctime>
 #include <exception>
+#include <utility>
 
 #include <fmt/format.h>
 #include <hbaapi.h>
@@ -9,8 +10,10 @@
 
 #include "simulator/Environment.h"
 #include "simulator/HbaSimulation.h"
+#include "simulator/Scenario.h"
 #include "simulator/ScenarioError.h"
 #include "simulator/ScenarioReader.h"
+#include "simulator/Strikes.h"
 
 namespace
 {
@@ -46,18 +49,33 @@ qzsim::Scenario readScenarioOfEnvironment()
     return qzsim::readScenario(path);
 }
 
+qzsim::Strikes openStrikesOfEnvironment(qzsim::Scenario const& aScenario)
+{
+    char const* const path = qzsim::strikesOfEnvironment();
+    return path == nullptr ? qzsim::Strikes() : qzsim::Strikes(path, aScenario.mFaults.size());
+}
+
+/// What the simulation answers.
+template <typename... Parameters, typename... Arguments>
+HBA_STATUS statusOf(HBA_STATUS (qzsim::HbaSimulation::*aMethod)(Parameters...), Arguments... aArguments)
+{
+    return answerOf<HBA_STATUS>(HBA_STATUS_ERROR, [=] { return (simulation().*aMethod)(aArguments...); });
+}
+
 HBA_UINT32 getVersion() { return HBA_LIBVERSION; }
 
 HBA_STATUS loadLibrary()
 {
     return answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
-                                [] { return simulation().load(readScenarioOfEnvironment()); });
+                                []
+                                {
+                                    qzsim::Scenario scenario = readScenarioOfEnvironment();
+                                    qzsim::Strikes strikes = openStrikesOfEnvironment(scenario);
+                                    return simulation().load(std::move(scenario), std::move(strikes));
+                                });
 }
 
-HBA_STATUS freeLibrary()
-{
-    return answerOf<HBA_STATUS>(HBA_STATUS_ERROR, [] { return simulation().free(); });
-}
+HBA_STATUS freeLibrary() { return statusOf(&qzsim::HbaSimulation::free); }
 
 HBA_UINT32 getNumberOfAdapters()
 {
@@ -66,7 +84,7 @@ HBA_UINT32 getNumberOfAdapters()
 
 HBA_STATUS getAdapterName(HBA_UINT32 aIndex, char* aName)
 {
-    return answerOf<HBA_STATUS>(HBA_STATUS_ERROR, [=] { return simulation().adapterName(aIndex, aName); });
+    return statusOf(&qzsim::HbaSimulation::adapterName, aIndex, aName);
 }
 
 HBA_HANDLE openAdapter(char* aName)
@@ -82,6 +100,40 @@ void closeAdapter(HBA_HANDLE aHandle)
                              simulation().closeAdapter(aHandle);
                              return HBA_STATUS_OK;
                          });
+}
+
+HBA_STATUS getAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)
+{
+    return statusOf(&qzsim::HbaSimulation::adapterAttributes, aHandle, aAttributes);
+}
+
+HBA_STATUS getAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTATTRIBUTES* aAttributes)
+{
+    return statusOf(&qzsim::HbaSimulation::portAttributes, aHandle, aPort, aAttributes);
+}
+
+HBA_STATUS getDiscoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aDiscoveredPort,
+                                       HBA_PORTATTRIBUTES* aAttributes)
+{
+    return statusOf(&qzsim::HbaSimulation::discoveredPortAttributes, aHandle, aPort, aDiscoveredPort,
+                    aAttributes);
+}
+
+HBA_STATUS getPortAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN aName, HBA_PORTATTRIBUTES* aAttributes)
+{
+    return statusOf(&qzsim::HbaSimulation::portAttributesByWwn, aHandle, aName, aAttributes);
+}
+
+HBA_STATUS getFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
+{
+    return statusOf(&qzsim::HbaSimulation::targetMapping, aHandle, aMapping);
+}
+
+HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aPort, void* aResponse, HBA_UINT32 aResponseSize,
+                          void* aSense, HBA_UINT32 aSenseSize)
+{
+    return statusOf(&qzsim::HbaSimulation::reportLuns, aHandle, aPort,
+                    qzsim::CallerMemory{aResponse, aResponseSize}, qzsim::CallerMemory{aSense, aSenseSize});
 }
 
 // Scenarios do not change while they are loaded, so there is nothing to read again.
@@ -103,7 +155,13 @@ HBA_STATUS fillTable(Table* aTable)
     aTable->GetAdapterNameHandler = getAdapterName;
     aTable->OpenAdapterHandler = openAdapter;
     aTable->CloseAdapterHandler = closeAdapter;
+    aTable->GetAdapterAttributesHandler = getAdapterAttributes;
+    aTable->GetAdapterPortAttributesHandler = getAdapterPortAttributes;
+    aTable->GetDiscoveredPortAttributesHandler = getDiscoveredPortAttributes;
+    aTable->GetPortAttributesByWWNHandler = getPortAttributesByWwn;
     aTable->RefreshInformationHandler = refreshInformation;
+    aTable->GetFcpTargetMappingHandler = getFcpTargetMapping;
+    aTable->ReportLUNsHandler = sendReportLuns;
     return HBA_STATUS_OK;
 }
 }  // namespace

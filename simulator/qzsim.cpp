@@ -1,5 +1,7 @@
 // Runs a program with simulated adapters in the place of the host's.
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -15,6 +17,7 @@
 #include "simulator/Launch.h"
 #include "simulator/Scenario.h"
 #include "simulator/ScenarioReader.h"
+#include "simulator/Strikes.h"
 
 namespace fs = std::filesystem;
 
@@ -24,6 +27,7 @@ enum ExitStatus
 {
     good = 0,
     misused = 2,
+    faultsLeft = 3,
     notExecutable = 126,
     notFound = 127
 };
@@ -38,6 +42,11 @@ Example:
   $ cat two.toml
   [[adapter]]
   name = "example-fc-0"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:01"
+  [[adapter.port.remote]]    # a target with the LUNs 0 to 7
+  port_wwn = "50:00:00:00:ab:00:00:01"
+  luns = 8
   [[adapter]]
   name = "example-fc-1"
   [[fault]]                  # the second adapter that is opened cannot be
@@ -46,9 +55,10 @@ Example:
   status = "HBA_STATUS_ERROR_BUSY"
   $ qzsim --check --scenario two.toml
   $ qzsim --scenario two.toml qzagent adapters
+  $ qzsim --verify --scenario two.toml qzagent adapters
 
-The exit status is PROGRAM's; or 2 when the scenario or the command line is wrong, 126 when PROGRAM cannot be
-executed, 127 when it does not exist.)";
+The exit status is PROGRAM's; or 2 when the scenario or the command line is wrong, 3 when --verify complains and
+PROGRAM's is 0, 126 when PROGRAM cannot be executed, 127 when it does not exist.)";
 
 class HelpFormatter : public CLI::Formatter
 {
@@ -65,6 +75,7 @@ struct Options
     std::string mScenario;
     std::optional<std::string> mLibrary;
     bool mCheckOnly = false;
+    bool mVerify = false;
     std::vector<std::string> mCommand;
 };
 
@@ -96,6 +107,8 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
         ->check(refuseEmpty)
         ->required();
     aParser.add_flag("--check", aOptions.mCheckOnly, "Only check the scenario and print what is in it");
+    aParser.add_flag("--verify", aOptions.mVerify,
+                     "Complain at the end if a fault of the scenario did not strike");
     aParser
         .add_option("--library", aOptions.mLibrary,
                     "Use this libqzsim.so instead of the one that belongs to qzsim")
@@ -109,20 +122,62 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
         throw CLI::ValidationError(
             "--check", fmt::format("runs no program, but \"{}\" is given", aOptions.mCommand.front()));
     }
+    if (aOptions.mCheckOnly && aOptions.mVerify)
+    {
+        throw CLI::ValidationError("--verify", "needs a program to run, and --check runs none");
+    }
     if (!aOptions.mCheckOnly && aOptions.mCommand.empty())
     {
         throw CLI::RequiredError("PROGRAM");
     }
 }
 
-int run(Options const& aOptions)
+int refuseProgram(std::string const& aProgram, int aError)
 {
-    fs::path const library = aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary();
-    qzsim::injectLibrary(library, aOptions.mScenario);
-    int const error = qzsim::becomeProgram(aOptions.mCommand);
-    fmt::print(stderr, "qzsim: cannot run \"{}\": {}\n", aOptions.mCommand.front(),
-               std::generic_category().message(error));
-    return error == ENOENT ? notFound : notExecutable;
+    fmt::print(stderr, "qzsim: cannot run \"{}\": {}\n", aProgram, std::generic_category().message(aError));
+    return aError == ENOENT ? notFound : notExecutable;
+}
+
+int run(Options const& aOptions, fs::path const& aLibrary)
+{
+    qzsim::injectLibrary(aLibrary, aOptions.mScenario);
+    return refuseProgram(aOptions.mCommand.front(), qzsim::becomeProgram(aOptions.mCommand));
+}
+
+/// Complains of the faults that have not struck as often as they might.
+/// @return whether there are any
+bool complainOfFaultsLeft(qzsim::Scenario const& aScenario, qzsim::Strikes const& aStrikes)
+{
+    bool isAnyLeft = false;
+    for (std::size_t index = 0; index < aScenario.mFaults.size(); ++index)
+    {
+        qzsim::Fault const& fault = aScenario.mFaults[index];
+        std::uint64_t const strikes = aStrikes.of(index);
+        if (strikes < strikesIn(fault))
+        {
+            fmt::print(stderr, "qzsim: {}: the fault struck {} of {} times: {}\n", fault.mPlace, strikes,
+                       strikesIn(fault), summaryOf(fault));
+            isAnyLeft = true;
+        }
+    }
+    return isAnyLeft;
+}
+
+int runAndVerify(Options const& aOptions, fs::path const& aLibrary, qzsim::Scenario const& aScenario)
+{
+    std::size_t const faults = aScenario.mFaults.size();
+    std::optional<qzsim::StrikesFile> file(faults);
+    qzsim::Strikes const strikes(file->path(), faults);
+    qzsim::injectLibrary(aLibrary, aOptions.mScenario, file->path());
+    qzsim::Outcome const outcome = qzsim::runProgram(aOptions.mCommand);
+    file.reset();  // while this process is sure to live
+    if (outcome.mError != 0)
+    {
+        return refuseProgram(aOptions.mCommand.front(), outcome.mError);
+    }
+    bool const areFaultsLeft = complainOfFaultsLeft(aScenario, strikes);
+    int const status = endLike(outcome);
+    return areFaultsLeft && status == good ? faultsLeft : status;
 }
 
 int checkAndRun(Options const& aOptions)
@@ -133,7 +188,8 @@ int checkAndRun(Options const& aOptions)
         fmt::print("{}", summaryOf(scenario));
         return good;
     }
-    return run(aOptions);
+    fs::path const library = aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary();
+    return aOptions.mVerify ? runAndVerify(aOptions, library, scenario) : run(aOptions, library);
 }
 }  // namespace
 

@@ -1,18 +1,35 @@
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "simulator/Faults.h"
+#include "simulator/Scenario.h"
+#include "simulator/Strikes.h"
 
 using qzsim::Call;
 using qzsim::Fault;
 using qzsim::Faults;
+using qzsim::Strikes;
+using qzsim::StrikesFile;
 
 namespace
 {
 constexpr HBA_STATUS busy = HBA_STATUS_ERROR_BUSY;
 constexpr HBA_STATUS unavailable = HBA_STATUS_ERROR_UNAVAILABLE;
+
+Fault faultOfRange(Call aCall, std::string const& aAdapter, std::uint32_t aFirst, std::uint32_t aLast,
+                   HBA_STATUS aStatus = busy)
+{
+    return {aCall, aAdapter, "", aFirst, aLast, aStatus, ""};
+}
+
+Fault fault(Call aCall, std::string const& aAdapter, std::uint32_t aNth, HBA_STATUS aStatus = busy)
+{
+    return faultOfRange(aCall, aAdapter, aNth, aNth, aStatus);
+}
 
 Faults scheduled(std::vector<Fault> const& aFaults)
 {
@@ -29,7 +46,7 @@ TEST(Faults, NoneLetsEveryCallThrough)
 
 TEST(Faults, TheNthCallFailsAndNoOther)
 {
-    Faults faults = scheduled({{Call::loadLibrary, "", 2, busy}});
+    Faults faults = scheduled({fault(Call::loadLibrary, "", 2)});
     EXPECT_EQ(faults.next(Call::loadLibrary), std::nullopt);
     EXPECT_EQ(faults.next(Call::loadLibrary), busy);
     EXPECT_EQ(faults.next(Call::loadLibrary), std::nullopt);
@@ -37,14 +54,14 @@ TEST(Faults, TheNthCallFailsAndNoOther)
 
 TEST(Faults, EachCallIsCountedByItself)
 {
-    Faults faults = scheduled({{Call::openAdapter, "", 1, busy}});
+    Faults faults = scheduled({fault(Call::openAdapter, "", 1)});
     EXPECT_EQ(faults.next(Call::getAdapterName, "a"), std::nullopt);
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
 }
 
 TEST(Faults, AFaultOfAnAdapterCountsThatAdapterAlone)
 {
-    Faults faults = scheduled({{Call::openAdapter, "b", 2, busy}});
+    Faults faults = scheduled({fault(Call::openAdapter, "b", 2)});
     EXPECT_EQ(faults.next(Call::openAdapter, "b"), std::nullopt);
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
     EXPECT_EQ(faults.next(Call::openAdapter, "b"), busy);
@@ -52,7 +69,7 @@ TEST(Faults, AFaultOfAnAdapterCountsThatAdapterAlone)
 
 TEST(Faults, AFaultOfAllAdaptersCountsThemTogether)
 {
-    Faults faults = scheduled({{Call::openAdapter, "", 3, busy}});
+    Faults faults = scheduled({fault(Call::openAdapter, "", 3)});
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
     EXPECT_EQ(faults.next(Call::openAdapter, "b"), std::nullopt);
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
@@ -60,14 +77,65 @@ TEST(Faults, AFaultOfAllAdaptersCountsThemTogether)
 
 TEST(Faults, OfTwoForTheSameCallTheFirstDecides)
 {
-    Faults faults = scheduled({{Call::openAdapter, "a", 1, unavailable}, {Call::openAdapter, "", 1, busy}});
+    Faults faults =
+        scheduled({fault(Call::openAdapter, "a", 1, unavailable), fault(Call::openAdapter, "", 1)});
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), unavailable);
+}
+
+TEST(Faults, ARangeOfCallsFailsFromItsFirstToItsLast)
+{
+    Faults faults = scheduled({faultOfRange(Call::openAdapter, "a", 2, 3)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
+}
+
+TEST(Faults, AnEndlessRangeFailsFromItsFirstCallOn)
+{
+    Faults faults = scheduled({faultOfRange(Call::openAdapter, "a", 2, qzsim::endless)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
+    for (int count = 0; count < 1000; ++count)
+    {
+        EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
+    }
+}
+
+TEST(Faults, AFaultOfAPortCountsThatPortAloneWhateverTheAdapter)
+{
+    Faults faults = scheduled({{Call::sendReportLuns, "", "p", 2, 2, busy, ""}});
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "p"), std::nullopt);
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "q"), std::nullopt);
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "p"), busy);
+}
+
+TEST(Faults, AFaultOfAPortAndAnAdapterCountsThatPortOfThatAdapterAlone)
+{
+    Faults faults = scheduled({{Call::sendReportLuns, "b", "p", 1, 1, busy, ""}});
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "p"), std::nullopt);
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "q"), std::nullopt);
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "p"), busy);
+}
+
+TEST(Faults, EveryStrikeIsCountedForTheFaultThatStruck)
+{
+    StrikesFile const file(2);
+    Faults faults;
+    faults.schedule({fault(Call::openAdapter, "a", 9), faultOfRange(Call::openAdapter, "", 2, 3)},
+                    Strikes(file.path(), 2));
+    for (int count = 0; count < 4; ++count)
+    {
+        faults.next(Call::openAdapter, "a");
+    }
+    Strikes const strikes(file.path(), 2);
+    EXPECT_EQ(strikes.of(0), 0U);
+    EXPECT_EQ(strikes.of(1), 2U);
 }
 
 TEST(Faults, CountGoesOnWhenTheyAreScheduledAnew)
 {
-    std::vector<Fault> const schedule = {{Call::loadLibrary, "", 1, busy},
-                                         {Call::loadLibrary, "", 2, unavailable}};
+    std::vector<Fault> const schedule = {fault(Call::loadLibrary, "", 1),
+                                         fault(Call::loadLibrary, "", 2, unavailable)};
     Faults faults = scheduled(schedule);
     EXPECT_EQ(faults.next(Call::loadLibrary), busy);
     faults.schedule(schedule);

@@ -22,9 +22,9 @@ namespace
 TEST(QzsimCommandLine, ChecksTheScenarioBeforeItRunsTheProgram)
 {
     ScratchFolder const folder;
-    std::string const scenario = folder.write("bad.toml", "[[adapter]]\nnmae = \"a\"\n");
+    std::string const scenario = folder.write("bad.toml", "[[adapter]]\nname = 7\n");
     expectMisuse(qzsim({"--scenario", scenario, "echo", "it ran"}),
-                 scenario + ":2:1: expected a key of [[adapter]] (name), found \"nmae\"");
+                 scenario + ":2:8: expected a name of 1 to 255 bytes without control characters, found 7");
 }
 
 TEST(QzsimCommandLine, CheckPrintsWhatIsInTheScenario)
@@ -32,7 +32,8 @@ TEST(QzsimCommandLine, CheckPrintsWhatIsInTheScenario)
     ProcessResult const result = qzsim({"--check", "--scenario", shipped("failing-name.toml")});
     EXPECT_EQ(result.mExitStatus, 0);
     EXPECT_EQ(result.mOutput,
-              "2 adapters, 1 fault\nadapter: \"example-fc-0\"\nadapter: \"example-fc-1\"\n"
+              "2 adapters, 1 fault\nadapter: \"example-fc-0\" with 0 ports, 0 remote ports, 0 LUNs\n"
+              "adapter: \"example-fc-1\" with 0 ports, 0 remote ports, 0 LUNs\n"
               "fault: call 1 of HBA_GetAdapterName for \"example-fc-1\" answers HBA_STATUS_ERROR_BUSY\n");
 }
 
@@ -46,6 +47,12 @@ TEST(QzsimCommandLine, CheckRunsNoProgram)
 {
     expectMisuse(qzsimOnTwoAdapters({"--check", "echo"}),
                  "--check: runs no program, but \"echo\" is given; see qzsim --help");
+}
+
+TEST(QzsimCommandLine, CheckHasNothingToVerify)
+{
+    expectMisuse(qzsimOnTwoAdapters({"--check", "--verify"}),
+                 "--verify: needs a program to run, and --check runs none; see qzsim --help");
 }
 
 TEST(QzsimCommandLine, NeedsAScenario)
@@ -136,7 +143,8 @@ TEST(QzsimCommandLine, TheExampleOfTheHelpIsAGoodScenario)
     std::string const example = help.substr(start, help.find("  $ qzsim --check") - start);
     ScratchFolder const folder;
     EXPECT_EQ(qzsim({"--check", "--scenario", folder.write("two.toml", example)}).mOutput,
-              "2 adapters, 1 fault\nadapter: \"example-fc-0\"\nadapter: \"example-fc-1\"\n"
+              "2 adapters, 1 fault\nadapter: \"example-fc-0\" with 1 port, 1 remote port, 8 LUNs\n"
+              "adapter: \"example-fc-1\" with 0 ports, 0 remote ports, 0 LUNs\n"
               "fault: call 2 of HBA_OpenAdapter answers HBA_STATUS_ERROR_BUSY\n");
 }
 

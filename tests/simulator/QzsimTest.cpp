@@ -32,21 +32,6 @@ TEST(Qzsim, ShowsTheAdaptersToAProgramThatKnowsNothingOfIt)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(Qzsim, ShowsAHostWithoutAdapters)
-{
-    ProcessResult const result =
-        qzsim({"--scenario", shipped("no-adapters.toml"), probe, "load", "count", "name=0", "free"});
-    EXPECT_EQ(result.mOutput, "load: 0\ncount: 0\nname 0: 6 \"\"\nfree: 0\n");
-}
-
-TEST(Qzsim, ShowsAFailingNameUntilTheAdaptersAreCountedAgain)
-{
-    ProcessResult const result = qzsim({"--scenario", shipped("failing-name.toml"), probe, "load", "count",
-                                        "name=1", "count", "name=2", "free"});
-    EXPECT_EQ(result.mOutput,
-              "load: 0\ncount: 2\nname 1: 10 \"\"\ncount: 3\nname 2: 0 \"example-fc-1\"\nfree: 0\n");
-}
-
 TEST(Qzsim, LetsALoadFailAndTheNextSucceed)
 {
     ScratchFolder const folder;
@@ -69,8 +54,9 @@ TEST(Qzsim, CountsCallsOverAllLoadsOfTheProgram)
 
 TEST(Qzsim, CallsWithoutEntryPointAreNotSupported)
 {
-    EXPECT_EQ(qzsimOnTwoAdapters({probe, "load", "count", "open=example-fc-0", "attributes", "free"}).mOutput,
-              "load: 0\ncount: 2\nopen example-fc-0: 1\nattributes: 2\nfree: 0\n");
+    EXPECT_EQ(
+        qzsimOnTwoAdapters({probe, "load", "count", "open=example-fc-0", "statistics=0", "free"}).mOutput,
+        "load: 0\ncount: 2\nopen example-fc-0: 1\nstatistics 0: 2\nfree: 0\n");
 }
 
 TEST(Qzsim, TakesAScenarioFromAFolderWithBlanks)

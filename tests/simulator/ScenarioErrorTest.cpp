@@ -1,11 +1,9 @@
 // What is said of a bad scenario: where it is bad and what was expected there.
-#include <cstddef>
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "simulator/ScenarioError.h"
-#include "simulator/ScenarioReader.h"
+#include "tests/simulator/ScenarioErrors.h"
 #include "tests/simulator/ScratchFolder.h"
 
 namespace
@@ -13,38 +11,12 @@ namespace
 constexpr char const* expectedName = "expected a name of 1 to 255 bytes without control characters, found ";
 constexpr char const* expectedStatus =
     "expected a status name such as \"HBA_STATUS_ERROR_BUSY\" or a number from 0 to 4294967295, found ";
-constexpr char const* expectedNth = "expected a number from 1 to 4294967295, found ";
+constexpr char const* expectedNth =
+    "expected a number from 1 to 4294967295, or a range of such numbers as \"2-4\" or \"3+\", found ";
 constexpr char const* expectedCall =
-    "expected one of the calls HBA_LoadLibrary, HBA_FreeLibrary, HBA_GetAdapterName, HBA_OpenAdapter, found ";
-
-std::string without(std::string const& aPart, std::string aText)
-{
-    for (std::size_t at = aText.find(aPart); at != std::string::npos; at = aText.find(aPart))
-    {
-        aText.erase(at, aPart.size());
-    }
-    return aText;
-}
-
-std::string errorOfFile(std::string const& aPath)
-{
-    try
-    {
-        qzsim::readScenario(aPath);
-    }
-    catch (qzsim::ScenarioError const& error)
-    {
-        return error.what();
-    }
-    return "(no error)";
-}
-
-/// What is said of a file with that text; the file is called bad.toml.
-std::string errorOf(std::string const& aText)
-{
-    ScratchFolder const folder;
-    return without(folder.path().string() + '/', errorOfFile(folder.write("bad.toml", aText)));
-}
+    "expected one of the calls HBA_LoadLibrary, HBA_FreeLibrary, HBA_GetAdapterName, HBA_OpenAdapter, "
+    "HBA_GetAdapterAttributes, HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, "
+    "HBA_GetPortAttributesByWWN, HBA_GetFcpTargetMapping, HBA_SendReportLUNs, found ";
 
 /// What is said of a fault with these lines, the first of which is line 4 of the file.
 std::string errorOfFault(std::string const& aLines)
@@ -84,10 +56,35 @@ TEST(ScenarioError, TellsWhereTextIsNotUtf8)
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"\xff\"\n").substr(0, 11), "bad.toml:2:");
 }
 
-TEST(ScenarioError, RefusesLinesThatNoScenarioNeeds)
+TEST(ScenarioError, RefusesKeysOfMorePartsThanAnyScenarioNeeds)
 {
-    EXPECT_EQ(errorOf("\na" + std::string(1000, '.')),
-              "bad.toml:2:1: expected a line of at most 1000 bytes, found 1001");
+    EXPECT_EQ(errorOf("\na" + std::string(301, '.')),
+              "bad.toml:2:1: expected a line of at most 300 dots, found 301");
+}
+
+TEST(ScenarioError, RefusesValuesThatLieDeeperInEachOtherThanAnyScenarioNeeds)
+{
+    EXPECT_EQ(errorOf("adapter = " + std::string(100000, '[')),
+              "bad.toml:1:19: Error while parsing value: exceeded maximum nested value depth of 8 "
+              "(TOML_MAX_NESTED_VALUES)");
+}
+
+TEST(ScenarioError, IsToldOfTheDeepestFileThatIsRead)
+{
+    std::string key = "a";
+    for (int dots = 0; dots < 300; ++dots)
+    {
+        key += ".a";
+    }
+    std::string opening;
+    std::string closing;
+    for (int depth = 0; depth < 3; ++depth)
+    {
+        opening += "[\n{" + key + " = ";
+        closing += "}\n]";
+    }
+    EXPECT_EQ(errorOf('[' + key + "]\n" + key + " = " + opening + '1' + closing),
+              "bad.toml:1:2: expected a key of the scenario (adapter, fault), found \"a\"");
 }
 
 TEST(ScenarioError, RefusesAnUnknownTable)
@@ -110,8 +107,11 @@ TEST(ScenarioError, RefusesAValueWhereATableIsExpected)
 
 TEST(ScenarioError, RefusesAnUnknownKeyOfAnAdapter)
 {
-    EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\n  speed = 8\n"),
-              "bad.toml:3:3: expected a key of [[adapter]] (name), found \"speed\"");
+    EXPECT_EQ(
+        errorOf("[[adapter]]\nname = \"a\"\n  speed = 8\n"),
+        "bad.toml:3:3: expected a key of [[adapter]] (name, manufacturer, serial_number, model, "
+        "model_description, node_wwn, node_symbolic_name, hardware_version, driver_version, "
+        "option_rom_version, firmware_version, vendor_specific_id, driver_name, port), found \"speed\"");
 }
 
 TEST(ScenarioError, EscapesControlCharactersOfWhatItFound)
@@ -158,8 +158,9 @@ TEST(ScenarioError, RefusesASecondAdapterOfTheSameName)
 
 TEST(ScenarioError, RefusesAnUnknownKeyOfAFault)
 {
-    EXPECT_EQ(errorOfFault("count = 3\n"),
-              "bad.toml:4:1: expected a key of [[fault]] (call, adapter, nth, status), found \"count\"");
+    EXPECT_EQ(
+        errorOfFault("count = 3\n"),
+        "bad.toml:4:1: expected a key of [[fault]] (call, adapter, port_wwn, nth, status), found \"count\"");
 }
 
 TEST(ScenarioError, TellsWhichFaultHasNoCall)
@@ -196,6 +197,12 @@ TEST(ScenarioError, RefusesAnAdapterThatIsNoText)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nadapter = 0\nnth = 1\nstatus = 1\n"),
               "bad.toml:5:11: expected the name of an adapter of this scenario, found 0");
+}
+
+TEST(ScenarioError, RefusesAnAdapterWithoutName)
+{
+    EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nadapter = \"\"\nnth = 1\nstatus = 1\n"),
+              "bad.toml:5:11: expected the name of an adapter of this scenario, found \"\"");
 }
 
 TEST(ScenarioError, RefusesAnAdapterForACallThatConcernsNone)
@@ -242,12 +249,45 @@ TEST(ScenarioError, RefusesAStatusThatIsNeitherNameNorNumber)
               std::string("bad.toml:6:10: ") + expectedStatus + "a date");
 }
 
+TEST(ScenarioError, RefusesARangeThatIsNone)
+{
+    for (char const* const range : {"0+", "2-", "-2", "4-2", "2-4+", "2 - 4", "2", "+", "", "1-4294967296"})
+    {
+        EXPECT_EQ(
+            errorOfFault("call = \"HBA_OpenAdapter\"\nnth = \"" + std::string(range) + "\"\nstatus = 1\n"),
+            std::string("bad.toml:5:7: ") + expectedNth + '"' + range + '"');
+    }
+}
+
+TEST(ScenarioError, RefusesATargetForACallThatConcernsNone)
+{
+    EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nport_wwn = \"50:00:00:00:00:00:00:01\"\nnth = 1\n"
+                           "status = 1\n"),
+              "bad.toml:5:12: expected no key \"port_wwn\" for HBA_OpenAdapter, which concerns no single "
+              "target, found \"50:00:00:00:00:00:00:01\"");
+}
+
+TEST(ScenarioError, RefusesATargetThatTheScenarioLacks)
+{
+    EXPECT_EQ(errorOfFault("call = \"HBA_SendReportLUNs\"\nport_wwn = \"50:00:00:00:00:00:00:01\"\nnth = 1\n"
+                           "status = 1\n"),
+              "bad.toml:5:12: expected the port_wwn of a target that the adapter sees, found "
+              "\"50:00:00:00:00:00:00:01\"");
+}
+
 TEST(ScenarioError, RefusesTwoFaultsForTheSameCall)
 {
     std::string const fault = "call = \"HBA_OpenAdapter\"\nadapter = \"a\"\nnth = 1\nstatus = ";
-    EXPECT_EQ(
-        errorOfFault(fault + "1\n[[fault]]\n" + fault + "2\n"),
-        "bad.toml:8:1: expected another call, adapter or nth than that of the fault at bad.toml:3:1, found "
-        "the same");
+    EXPECT_EQ(errorOfFault(fault + "1\n[[fault]]\n" + fault + "2\n"),
+              "bad.toml:8:1: expected other calls than those of the fault at bad.toml:3:1, found some of the "
+              "same");
+}
+
+TEST(ScenarioError, RefusesFaultsWhoseRangesOverlap)
+{
+    std::string const fault = "call = \"HBA_OpenAdapter\"\nstatus = 1\nnth = ";
+    EXPECT_EQ(errorOfFault(fault + "\"2-4\"\n[[fault]]\n" + fault + "\"4+\"\n"),
+              "bad.toml:7:1: expected other calls than those of the fault at bad.toml:3:1, found some of the "
+              "same");
 }
 }  // namespace

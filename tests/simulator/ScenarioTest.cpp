@@ -61,7 +61,8 @@ TEST(Scenario, HasAllOfAFault)
         "status = \"HBA_STATUS_ERROR_BUSY\"\n");
     EXPECT_THAT(fault,
                 AllOf(Field(&Fault::mCall, Call::getAdapterName), Field(&Fault::mAdapter, "example-fc-0"),
-                      Field(&Fault::mNth, 2U), Field(&Fault::mStatus, HBA_STATUS{HBA_STATUS_ERROR_BUSY})));
+                      Field(&Fault::mFirst, 2U), Field(&Fault::mLast, 2U),
+                      Field(&Fault::mStatus, HBA_STATUS{HBA_STATUS_ERROR_BUSY})));
 }
 
 TEST(Scenario, FaultsMayStandBeforeTheAdaptersTheyName)
@@ -100,17 +101,64 @@ TEST(Scenario, EveryNameOfAStatusIsThatOfItsValue)
     EXPECT_EQ(qzsim::nameOf(HBA_STATUS_ERROR_TARGET_BUSY), "HBA_STATUS_ERROR_TARGET_BUSY");
 }
 
+TEST(Scenario, AFaultMayBeForARangeOfCalls)
+{
+    Fault const fault = faultWith("call = \"HBA_OpenAdapter\"\nnth = \"2-4\"\nstatus = 1\n");
+    EXPECT_EQ(fault.mFirst, 2U);
+    EXPECT_EQ(fault.mLast, 4U);
+}
+
+TEST(Scenario, AFaultMayBeForAllCallsFromOneOn)
+{
+    Fault const fault = faultWith("call = \"HBA_OpenAdapter\"\nnth = \"3+\"\nstatus = 1\n");
+    EXPECT_EQ(fault.mFirst, 3U);
+    EXPECT_EQ(fault.mLast, qzsim::endless);
+}
+
+TEST(Scenario, FaultsMayFollowEachOtherWithoutAGap)
+{
+    Scenario const scenario = scenarioOf(
+        "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = \"4+\"\nstatus = 1\n"
+        "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\nstatus = 1\n"
+        "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = \"2-3\"\nstatus = 1\n");
+    EXPECT_THAT(scenario.mFaults, SizeIs(3));
+}
+
+TEST(Scenario, AFaultTellsWhereItStands)
+{
+    ScratchFolder const folder;
+    std::string const path = folder.write(
+        "scenario.toml", "\n  [[fault]]\n  call = \"HBA_LoadLibrary\"\n  nth = 1\n  status = 1\n");
+    EXPECT_EQ(qzsim::readScenario(path).mFaults.at(0).mPlace, path + ":2:3");
+}
+
 TEST(Scenario, SummaryHasOneLineForEachThing)
 {
     Scenario const scenario = scenarioOf(
         "[[adapter]]\nname = \"a\"\n"
+        "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nluns = 7\n"
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:02\"\nluns = [3, 9]\n"
         "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"a\"\nnth = 3\nstatus = 12\n"
-        "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\nstatus = 77\n");
+        "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nport_wwn = \"50:00:00:00:00:00:00:02\"\nnth = \"2-3\"\n"
+        "status = 10\n"
+        "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = \"1+\"\nstatus = 77\n");
     EXPECT_EQ(summaryOf(scenario),
-              "1 adapter, 2 faults\n"
-              "adapter: \"a\"\n"
+              "1 adapter, 3 faults\n"
+              "adapter: \"a\" with 1 port, 2 remote ports, 9 LUNs\n"
               "fault: call 3 of HBA_OpenAdapter for \"a\" answers HBA_STATUS_ERROR_UNAVAILABLE\n"
-              "fault: call 1 of HBA_LoadLibrary answers 77\n");
+              "fault: calls 2 to 3 of HBA_SendReportLUNs to 50:00:00:00:00:00:00:02 answer "
+              "HBA_STATUS_ERROR_BUSY\n"
+              "fault: calls 1 and up of HBA_LoadLibrary answer 77\n");
+}
+
+TEST(Scenario, OneFaultStrikesAsOftenAsItHasCallsAndAnEndlessOneAtLeastOnce)
+{
+    auto const strikesInFault = [](std::string const& aNth)
+    { return strikesIn(faultWith("call = \"HBA_LoadLibrary\"\nnth = " + aNth + "\nstatus = 1\n")); };
+    EXPECT_EQ(strikesInFault("5"), 1U);
+    EXPECT_EQ(strikesInFault("\"2-4\""), 3U);
+    EXPECT_EQ(strikesInFault("\"3+\""), 1U);
 }
 
 TEST(Scenario, EveryOneThatComesWithTheSimulatorIsGood)
@@ -121,6 +169,6 @@ TEST(Scenario, EveryOneThatComesWithTheSimulatorIsGood)
         EXPECT_NO_THROW(qzsim::readScenario(entry.path())) << entry.path();
         ++count;
     }
-    EXPECT_GE(count, 3);
+    EXPECT_GE(count, 7);
 }
 }  // namespace

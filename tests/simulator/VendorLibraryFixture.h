@@ -41,6 +41,7 @@ protected:
     {
         ::dlclose(mLibrary);
         ::unsetenv("QZSIM_SCENARIO");
+        ::unsetenv("QZSIM_STRIKES");
     }
 
     template <typename Table>

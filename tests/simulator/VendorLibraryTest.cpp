@@ -87,6 +87,14 @@ TEST_F(VendorLibrary, ComplainsOfABadScenario)
               "libqzsim: " + path + ":1:1: expected the key \"name\" in this [[adapter]], found none\n");
 }
 
+TEST_F(VendorLibrary, ComplainsOfStrikesThatItCannotCount)
+{
+    load(twoAdapters);
+    ::setenv("QZSIM_STRIKES", "/nowhere/none", 1);
+    EXPECT_EQ(complaintOfLoad(),
+              "libqzsim: cannot count strikes in \"/nowhere/none\": No such file or directory\n");
+}
+
 TEST_F(VendorLibrary, ReadsTheScenarioAnewWithEachLoad)
 {
     load(twoAdapters);

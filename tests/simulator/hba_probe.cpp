@@ -1,12 +1,15 @@
 // A program on the HBA API's common library, as unaware of the simulator as any other. Each argument is one
 // step, which prints one line of what it meets.
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include <hbaapi.h>
 
@@ -29,6 +32,52 @@ void openAdapter(std::string aName)
 {
     gHandle = HBA_OpenAdapter(aName.data());
     std::printf("open %s: %u\n", aName.c_str(), gHandle);
+}
+
+void printAttributes(std::string const&)
+{
+    HBA_ADAPTERATTRIBUTES attributes{};
+    HBA_STATUS const status = HBA_GetAdapterAttributes(gHandle, &attributes);
+    std::printf("attributes: %u \"%s\" with %u ports\n", status, attributes.Model, attributes.NumberOfPorts);
+}
+
+void printPort(std::string const& aIndex)
+{
+    auto const index = static_cast<HBA_UINT32>(std::stoul(aIndex));
+    HBA_PORTATTRIBUTES port{};
+    HBA_STATUS const status = HBA_GetAdapterPortAttributes(gHandle, index, &port);
+    std::printf("port %u: %u id %06x, sees %u\n", index, status, port.PortFcId, port.NumberofDiscoveredPorts);
+    for (HBA_UINT32 other = 0; other < port.NumberofDiscoveredPorts; ++other)
+    {
+        HBA_PORTATTRIBUTES otherPort{};
+        HBA_STATUS const otherStatus = HBA_GetDiscoveredPortAttributes(gHandle, index, other, &otherPort);
+        std::printf("  port %u: %u id %06x\n", other, otherStatus, otherPort.PortFcId);
+    }
+}
+
+void printMappings(std::string const& aRoom)
+{
+    std::size_t const room = std::stoul(aRoom);
+    std::vector<std::uint64_t> block(sizeof(HBA_FCPTARGETMAPPING) / sizeof(std::uint64_t) +
+                                     room * sizeof(HBA_FCPSCSIENTRY) / sizeof(std::uint64_t) + 1);
+    auto* const mapping = reinterpret_cast<HBA_FCPTARGETMAPPING*>(block.data());
+    mapping->NumberOfEntries = static_cast<HBA_UINT32>(room);
+    HBA_STATUS const status = HBA_GetFcpTargetMapping(gHandle, mapping);
+    std::printf("mappings: %u of %u\n", status, mapping->NumberOfEntries);
+}
+
+void printLuns(std::string const& aPort)
+{
+    HBA_WWN port{};
+    for (std::size_t index = 0; index < sizeof port.wwn; ++index)
+    {
+        port.wwn[index] = static_cast<HBA_UINT8>(std::stoul(aPort.substr(index * 3, 2), nullptr, 16));
+    }
+    unsigned char response[nameBufferSize] = {};
+    unsigned char sense[nameBufferSize] = {};
+    HBA_STATUS const status =
+        HBA_SendReportLUNs(gHandle, port, response, sizeof response, sense, sizeof sense);
+    std::printf("luns: %u, %u bytes, sense key %u\n", status, response[2] * 256U + response[3], sense[2]);
 }
 
 void printFirstLine(std::FILE* aFile)
@@ -58,10 +107,15 @@ std::map<std::string, std::function<void(std::string const&)>> const steps = {
     {"open", openAdapter},
     {"close", [](std::string const&) { HBA_CloseAdapter(gHandle); }},
     {"refresh", [](std::string const&) { HBA_RefreshInformation(gHandle); }},
-    {"attributes",
-     [](std::string const&) {
-         HBA_ADAPTERATTRIBUTES attributes{};
-         std::printf("attributes: %u\n", HBA_GetAdapterAttributes(gHandle, &attributes));
+    {"attributes", printAttributes},
+    {"port", printPort},
+    {"mappings", printMappings},
+    {"luns", printLuns},
+    {"statistics",
+     [](std::string const& aIndex) {
+         HBA_PORTSTATISTICS statistics{};
+         auto const port = static_cast<HBA_UINT32>(std::stoul(aIndex));
+         std::printf("statistics %u: %u\n", port, HBA_GetPortStatistics(gHandle, port, &statistics));
      }},
     {"file", [](std::string const& aPath) { printFirstLine(std::fopen(aPath.c_str(), "r")); }},
     {"fileFromLibrary", [](std::string const& aPath) { printFirstLine(openFromLibrary(aPath.c_str())); }},

@@ -1,0 +1,40 @@
+/// @file
+/// Tables of the names that values have in a scenario.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qzsim
+{
+template <typename Value>
+struct Named
+{
+    std::string_view mName;
+    Value mValue;
+};
+
+template <typename Value, std::size_t count>
+std::optional<Value> valueNamed(std::string_view aName, Named<Value> const (&aTable)[count])
+{
+    auto const found = std::find_if(std::begin(aTable), std::end(aTable),
+                                    [aName](Named<Value> const& aEntry) { return aEntry.mName == aName; });
+    return found == std::end(aTable) ? std::nullopt : std::optional(found->mValue);
+}
+
+/// All names, for messages: "ONLINE, OFFLINE, ...".
+template <typename Value, std::size_t count>
+std::string namesIn(Named<Value> const (&aTable)[count])
+{
+    std::string names;
+    for (Named<Value> const& entry : aTable)
+    {
+        names.append(names.empty() ? "" : ", ").append(entry.mName);
+    }
+    return names;
+}
+}  // namespace qzsim

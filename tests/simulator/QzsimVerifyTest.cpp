@@ -1,0 +1,169 @@
+// What qzsim --verify says at the end, and how it ends.
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/simulator/Qzsim.h"
+#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/Process.h"
+
+using testing::HasSubstr;
+
+namespace
+{
+constexpr int faultsLeft = 3;
+
+class QzsimVerify : public testing::Test
+{
+protected:
+    /// Runs the probe on one adapter with a fault in its opening, which stands in line 3.
+    ProcessResult verify(std::string const& aNth, Arguments aSteps)
+    {
+        writeScenario(aNth);
+        aSteps.insert(aSteps.begin(), {HBA_PROBE, "load", "count"});
+        return verifyProgram(aSteps);
+    }
+
+    ProcessResult verifyProgram(Arguments aCommand)
+    {
+        aCommand.insert(aCommand.begin(), {"--verify", "--scenario", mScenario, "--"});
+        // The counts are kept in the folder for temporary files.
+        return qzsim(aCommand, {{"TMPDIR", mTemporary.path()}});
+    }
+
+    void writeScenario(std::string const& aNth)
+    {
+        mScenario = mFolder.write("scenario.toml",
+                                  "[[adapter]]\nname = \"a\"\n[[fault]]\ncall = \"HBA_OpenAdapter\"\n"
+                                  "status = \"HBA_STATUS_ERROR_BUSY\"\nnth = " +
+                                      aNth + '\n');
+    }
+
+    std::string complaint(std::string const& aStrikes, std::string const& aCalls) const
+    {
+        return "qzsim: " + mScenario + ":3:1: the fault struck " + aStrikes + " times: " + aCalls +
+               " of HBA_OpenAdapter answer" + (aCalls == "call 1" ? "s" : "") + " HBA_STATUS_ERROR_BUSY\n";
+    }
+
+    /// Nothing may be left behind.
+    void TearDown() override
+    {
+        EXPECT_TRUE(std::filesystem::is_empty(mTemporary.path())) << mTemporary.path();
+    }
+
+    ScratchFolder mFolder;
+    ScratchFolder mTemporary;
+    std::string mScenario;
+};
+
+TEST_F(QzsimVerify, IsContentWhenTheFaultStruck)
+{
+    ProcessResult const result = verify("1", {"open=a", "open=a"});
+    EXPECT_EQ(result.mOutput, "load: 0\ncount: 1\nopen a: 0\nopen a: 1\n");
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzsimVerify, ComplainsOfAFaultThatNeverStruck)
+{
+    ProcessResult const result = verify("1", {});
+    EXPECT_EQ(result.mErrors, complaint("0 of 1", "call 1"));
+    EXPECT_EQ(result.mExitStatus, faultsLeft);
+}
+
+TEST_F(QzsimVerify, IsContentWhenAllOfARangeStruck)
+{
+    ProcessResult const result = verify("\"2-3\"", {"open=a", "open=a", "open=a"});
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzsimVerify, ComplainsOfARangeThatStruckInPart)
+{
+    ProcessResult const result = verify("\"2-3\"", {"open=a", "open=a"});
+    EXPECT_EQ(result.mErrors, complaint("1 of 2", "calls 2 to 3"));
+    EXPECT_EQ(result.mExitStatus, faultsLeft);
+}
+
+TEST_F(QzsimVerify, IsContentWhenAnEndlessFaultStruckOnce)
+{
+    ProcessResult const result = verify("\"2+\"", {"open=a", "open=a"});
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzsimVerify, ComplainsOfAnEndlessFaultThatNeverStruck)
+{
+    ProcessResult const result = verify("\"2+\"", {"open=a"});
+    EXPECT_EQ(result.mErrors, complaint("0 of 1", "calls 2 and up"));
+    EXPECT_EQ(result.mExitStatus, faultsLeft);
+}
+
+TEST_F(QzsimVerify, KeepsTheExitStatusOfAProgramThatFailed)
+{
+    ProcessResult const result = verify("1", {"exit=5"});
+    EXPECT_EQ(result.mErrors, complaint("0 of 1", "call 1"));
+    EXPECT_EQ(result.mExitStatus, 5);
+}
+
+TEST_F(QzsimVerify, EndsByTheSignalThatEndedTheProgram)
+{
+    for (int const signal : {SIGTERM, SIGKILL})
+    {
+        ProcessResult const result = verify("1", {"open=a", "raise=" + std::to_string(signal)});
+        EXPECT_EQ(result.mErrors, "");
+        EXPECT_EQ(result.mExitStatus, 128 + signal);
+    }
+}
+
+TEST_F(QzsimVerify, CountsTheStrikesOfAllProcessesTogether)
+{
+    writeScenario("\"1-2\"");
+    std::string const probe = std::string(HBA_PROBE) + " load count open=a";
+    ProcessResult const result = verifyProgram({"sh", "-c", probe + "; " + probe});
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzsimVerify, LeavesSignalsThatEndProgramsToTheProgram)
+{
+    writeScenario("1");
+    ProcessResult const result = verifyProgram(
+        {"sh", "-c",
+         "trap 'echo caught' TERM; kill -TERM $PPID $$; " + std::string(HBA_PROBE) + " load count open=a"});
+    EXPECT_THAT(result.mOutput, HasSubstr("caught\n"));
+    EXPECT_THAT(result.mOutput, HasSubstr("open a: 0\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzsimVerify, ReportsAProgramThatDoesNotExistAndNothingElse)
+{
+    writeScenario("1");
+    ProcessResult const result = verifyProgram({"no-such-program"});
+    EXPECT_EQ(result.mErrors, "qzsim: cannot run \"no-such-program\": No such file or directory\n");
+    EXPECT_EQ(result.mExitStatus, 127);
+}
+
+TEST_F(QzsimVerify, HasNothingToSayOfAScenarioWithoutFaults)
+{
+    mScenario = mFolder.write("scenario.toml", "[[adapter]]\nname = \"a\"\n");
+    ProcessResult const result = verifyProgram({HBA_PROBE, "load", "count"});
+    EXPECT_EQ(result.mOutput, "load: 0\ncount: 1\n");
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzsimVerify, LeavesItsCountsAloneWhereAnotherScenarioRunsInside)
+{
+    writeScenario("1");
+    std::string const inner = mFolder.write("inner.toml", "[[adapter]]\nname = \"a\"\n");
+    ProcessResult const result =
+        verifyProgram({QZSIM, "--scenario", inner, HBA_PROBE, "load", "count", "open=a"});
+    EXPECT_EQ(result.mOutput, "load: 0\ncount: 1\nopen a: 1\n");
+    EXPECT_EQ(result.mErrors, complaint("0 of 1", "call 1"));
+    EXPECT_EQ(result.mExitStatus, faultsLeft);
+}
+}  // namespace

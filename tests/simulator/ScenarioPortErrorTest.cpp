@@ -1,0 +1,189 @@
+// What is said of bad adapters and ports of a scenario.
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/simulator/ScenarioErrors.h"
+
+namespace
+{
+constexpr char const* expectedWwn = "expected a World Wide Name such as \"20:00:00:00:c9:00:00:01\", found ";
+
+std::string const port = "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n";
+std::string const remotePort = "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n";
+
+/// What is said of an adapter with these lines, the first of which is line 3 of the file.
+std::string errorOfAdapter(std::string const& aLines)
+{
+    return errorOf("[[adapter]]\nname = \"a\"\n" + aLines);
+}
+
+/// The first line is line 5.
+std::string errorOfPort(std::string const& aLines) { return errorOfAdapter(port + aLines); }
+
+/// The first line is line 7.
+std::string errorOfRemotePort(std::string const& aLines) { return errorOfPort(remotePort + aLines); }
+
+TEST(ScenarioPortError, RefusesATextThatItsFieldHasNoRoomFor)
+{
+    std::string const text(64, 'x');
+    EXPECT_EQ(errorOfAdapter("serial_number = \"" + text + "\"\n"),
+              "bad.toml:3:17: expected a text of at most 63 bytes without control characters, found \"" +
+                  text + '"');
+}
+
+TEST(ScenarioPortError, RefusesATextWithAControlCharacter)
+{
+    EXPECT_EQ(errorOfAdapter("driver_version = \"1\\n\"\n"),
+              "bad.toml:3:18: expected a text of at most 255 bytes without control characters, found "
+              "\"1\\u000A\"");
+}
+
+TEST(ScenarioPortError, RefusesANodeNameThatIsNone)
+{
+    EXPECT_EQ(errorOfAdapter("node_wwn = \"20:00:00:00:c9:00:00\"\n"),
+              std::string("bad.toml:3:12: ") + expectedWwn + "\"20:00:00:00:c9:00:00\"");
+    EXPECT_EQ(errorOfAdapter("node_wwn = 7\n"), std::string("bad.toml:3:12: ") + expectedWwn + "7");
+}
+
+TEST(ScenarioPortError, RefusesANumberOfMoreThan32Bits)
+{
+    EXPECT_EQ(errorOfAdapter("vendor_specific_id = 4294967296\n"),
+              "bad.toml:3:22: expected a number from 0 to 4294967295, found 4294967296");
+}
+
+TEST(ScenarioPortError, RefusesASinglePortWhereThereAreMany)
+{
+    EXPECT_EQ(errorOfAdapter("[adapter.port]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"),
+              "bad.toml:3:1: expected tables [[adapter.port]], found a table");
+}
+
+TEST(ScenarioPortError, TellsWhichPortHasNoName)
+{
+    EXPECT_EQ(errorOfAdapter(port + "[[adapter.port]]\nfc_id = 1\n"),
+              "bad.toml:5:1: expected the key \"port_wwn\" in this [[adapter.port]], found none");
+}
+
+TEST(ScenarioPortError, RefusesAnUnknownKeyOfAPort)
+{
+    EXPECT_EQ(errorOfPort("luns = 3\n"),
+              "bad.toml:5:1: expected a key of [[adapter.port]] (port_wwn, node_wwn, fc_id, type, state, "
+              "class_of_service, supported_fc4_types, active_fc4_types, symbolic_name, os_device_name, "
+              "supported_speeds, speed, max_frame_size, fabric_name, remote), found \"luns\"");
+}
+
+TEST(ScenarioPortError, RefusesAnFcIdOfMoreThan24Bits)
+{
+    EXPECT_EQ(errorOfPort("fc_id = 0x1000000\n"),
+              "bad.toml:5:9: expected a number from 0 to 16777215, found 16777216");
+}
+
+TEST(ScenarioPortError, RefusesAnUnknownType)
+{
+    EXPECT_EQ(
+        errorOfPort("type = \"HBA_PORTTYPE_NPORT\"\n"),
+        "bad.toml:5:8: expected one of UNKNOWN, OTHER, NOTPRESENT, NPORT, NLPORT, FLPORT, FPORT, LPORT, "
+        "PTP, found \"HBA_PORTTYPE_NPORT\"");
+}
+
+TEST(ScenarioPortError, RefusesAStateThatIsNoText)
+{
+    EXPECT_EQ(
+        errorOfPort("state = 2\n"),
+        "bad.toml:5:9: expected one of UNKNOWN, ONLINE, OFFLINE, BYPASSED, DIAGNOSTICS, LINKDOWN, ERROR, "
+        "LOOPBACK, found 2");
+}
+
+TEST(ScenarioPortError, RefusesAnUnknownSpeed)
+{
+    EXPECT_EQ(
+        errorOfPort("speed = \"4GBIT\"\n"),
+        "bad.toml:5:9: expected one of UNKNOWN, 1GBIT, 2GBIT, 10GBIT, NOT_NEGOTIATED or a number from 0 "
+        "to 4294967295, found \"4GBIT\"");
+}
+
+TEST(ScenarioPortError, RefusesASingleSpeedWhereThereAreMany)
+{
+    EXPECT_EQ(errorOfPort("supported_speeds = \"1GBIT\"\n"),
+              "bad.toml:5:20: expected a list of speeds, found \"1GBIT\"");
+}
+
+TEST(ScenarioPortError, RefusesASupportedSpeedThatIsNone)
+{
+    EXPECT_EQ(errorOfPort("supported_speeds = [\"1GBIT\", \"NOT_NEGOTIATED\"]\n"),
+              "bad.toml:5:30: expected a speed that can be negotiated, found \"NOT_NEGOTIATED\"");
+}
+
+TEST(ScenarioPortError, RefusesAnFc4TypeOfMoreThanEightBits)
+{
+    EXPECT_EQ(errorOfPort("active_fc4_types = [8, 256]\n"),
+              "bad.toml:5:24: expected a number from 0 to 255, found 256");
+}
+
+TEST(ScenarioPortError, RefusesASecondPortOfTheSameNameInTheSameAdapter)
+{
+    EXPECT_EQ(errorOfAdapter(port + port),
+              "bad.toml:6:12: expected a port_wwn that no other port of an adapter has, found "
+              "\"10:00:00:00:00:00:00:01\"");
+}
+
+TEST(ScenarioPortError, RefusesASecondPortOfTheSameNameInAnotherAdapter)
+{
+    EXPECT_EQ(errorOfPort("[[adapter]]\nname = \"b\"\n" + port),
+              "bad.toml:8:12: expected a port_wwn that no other port of an adapter has, found "
+              "\"10:00:00:00:00:00:00:01\"");
+}
+
+TEST(ScenarioPortError, RefusesASecondRemotePortOfTheSameName)
+{
+    EXPECT_EQ(errorOfRemotePort(remotePort),
+              "bad.toml:8:12: expected a port_wwn that no other remote port of this port has, found "
+              "\"50:00:00:00:00:00:00:01\"");
+}
+
+TEST(ScenarioPortError, RefusesAnUnknownKeyOfARemotePort)
+{
+    EXPECT_EQ(
+        errorOfRemotePort("speed = 1\n"),
+        "bad.toml:7:1: expected a key of [[adapter.port.remote]] (port_wwn, node_wwn, fc_id, type, state, "
+        "symbolic_name, role, lun_addressing, luns), found \"speed\"");
+}
+
+TEST(ScenarioPortError, RefusesAnUnknownRole)
+{
+    EXPECT_EQ(errorOfRemotePort("role = \"both\"\n"),
+              "bad.toml:7:8: expected one of target, initiator, found \"both\"");
+}
+
+TEST(ScenarioPortError, RefusesAnUnknownAddressing)
+{
+    EXPECT_EQ(errorOfRemotePort("lun_addressing = \"logical\"\n"),
+              "bad.toml:7:18: expected one of auto, flat, found \"logical\"");
+}
+
+TEST(ScenarioPortError, RefusesLunsOfAnInitiator)
+{
+    EXPECT_EQ(errorOfRemotePort("luns = 2\nrole = \"initiator\"\n"),
+              "bad.toml:7:8: expected no key \"luns\" for a port that is no target, found 2");
+}
+
+TEST(ScenarioPortError, RefusesMoreLunsThanCanBeAddressed)
+{
+    EXPECT_EQ(
+        errorOfRemotePort("luns = 16385\n"),
+        "bad.toml:7:8: expected a number of LUNs from 0 to 16384 or a list of LUNs from 0 to 16383, found "
+        "16385");
+}
+
+TEST(ScenarioPortError, RefusesALunThatCannotBeAddressed)
+{
+    EXPECT_EQ(errorOfRemotePort("luns = [0, 16384]\n"),
+              "bad.toml:7:12: expected a number from 0 to 16383, found 16384");
+}
+
+TEST(ScenarioPortError, RefusesALunThatIsInTheListTwice)
+{
+    EXPECT_EQ(errorOfRemotePort("luns = [0, 7, 7]\n"),
+              "bad.toml:7:15: expected a LUN that is not in the list yet, found 7");
+}
+}  // namespace

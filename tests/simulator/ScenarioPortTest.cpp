@@ -1,0 +1,270 @@
+// What a scenario tells of adapters and of the ports in them.
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "simulator/Scenario.h"
+#include "simulator/ScenarioReader.h"
+#include "simulator/Wwn.h"
+#include "tests/simulator/ScratchFolder.h"
+
+using qzsim::Adapter;
+using qzsim::LunAddressing;
+using qzsim::Port;
+using qzsim::RemotePort;
+using qzsim::Role;
+using qzsim::textOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace
+{
+constexpr char const* noName = "00:00:00:00:00:00:00:00";
+
+Adapter adapterWith(std::string const& aLines)
+{
+    ScratchFolder const folder;
+    return qzsim::readScenario(folder.write("scenario.toml", "[[adapter]]\nname = \"a\"\n" + aLines))
+        .mAdapters.at(0);
+}
+
+Port portWith(std::string const& aLines)
+{
+    return adapterWith("[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n" + aLines).mPorts.at(0);
+}
+
+RemotePort remotePortWith(std::string const& aLines)
+{
+    return portWith("[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n" + aLines)
+        .mRemotePorts.at(0);
+}
+
+/// The FC-4 types whose bits are set: type 8 is bit 0 of byte 2.
+std::vector<unsigned int> typesIn(HBA_FC4TYPES const& aTypes)
+{
+    std::vector<unsigned int> types;
+    for (unsigned int type = 0; type < 256; ++type)
+    {
+        unsigned int const byte = type / 32 * 4 + 3 - type % 32 / 8;
+        if ((aTypes.bits[byte] >> type % 8 & 1) != 0)
+        {
+            types.push_back(type);
+        }
+    }
+    return types;
+}
+
+TEST(ScenarioAdapter, HasAllItsTexts)
+{
+    HBA_ADAPTERATTRIBUTES const attributes =
+        adapterWith(
+            "manufacturer = \"m\"\nserial_number = \"s\"\nmodel = \"mo\"\nmodel_description = \"md\"\n"
+            "node_symbolic_name = \"nsn\"\nhardware_version = \"hv\"\ndriver_version = \"dv\"\n"
+            "option_rom_version = \"orv\"\nfirmware_version = \"fv\"\ndriver_name = \"dn\"\n")
+            .mAttributes;
+    EXPECT_STREQ(attributes.Manufacturer, "m");
+    EXPECT_STREQ(attributes.SerialNumber, "s");
+    EXPECT_STREQ(attributes.Model, "mo");
+    EXPECT_STREQ(attributes.ModelDescription, "md");
+    EXPECT_STREQ(attributes.NodeSymbolicName, "nsn");
+    EXPECT_STREQ(attributes.HardwareVersion, "hv");
+    EXPECT_STREQ(attributes.DriverVersion, "dv");
+    EXPECT_STREQ(attributes.OptionROMVersion, "orv");
+    EXPECT_STREQ(attributes.FirmwareVersion, "fv");
+    EXPECT_STREQ(attributes.DriverName, "dn");
+}
+
+TEST(ScenarioAdapter, HasItsNodeNameAndItsNumber)
+{
+    HBA_ADAPTERATTRIBUTES const attributes =
+        adapterWith("node_wwn = \"20:00:00:00:c9:00:00:01\"\nvendor_specific_id = 4294967295\n").mAttributes;
+    EXPECT_EQ(textOf(attributes.NodeWWN), "20:00:00:00:c9:00:00:01");
+    EXPECT_EQ(attributes.VendorSpecificID, 4294967295U);
+}
+
+TEST(ScenarioAdapter, IsEmptyWhereNothingIsSaid)
+{
+    HBA_ADAPTERATTRIBUTES const attributes = adapterWith("").mAttributes;
+    auto const* const bytes = reinterpret_cast<unsigned char const*>(&attributes);
+    EXPECT_THAT(std::vector<unsigned char>(bytes, bytes + sizeof attributes), Each(0));
+}
+
+TEST(ScenarioAdapter, AcceptsTextsThatFillTheirFields)
+{
+    std::string const shortText(63, 's');
+    std::string const longText(255, 'l');
+    HBA_ADAPTERATTRIBUTES const attributes =
+        adapterWith("manufacturer = \"" + shortText + "\"\nmodel = \"" + longText + "\"\n").mAttributes;
+    EXPECT_EQ(attributes.Manufacturer, shortText);
+    EXPECT_EQ(attributes.Model, longText);
+}
+
+TEST(ScenarioAdapter, CountsItsPorts)
+{
+    Adapter const adapter = adapterWith(
+        "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n"
+        "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n");
+    EXPECT_EQ(adapter.mAttributes.NumberOfPorts, 2U);
+    ASSERT_THAT(adapter.mPorts, SizeIs(2));
+    EXPECT_EQ(textOf(adapter.mPorts[0].mAttributes.PortWWN), "10:00:00:00:00:00:00:02");
+}
+
+TEST(ScenarioPort, HasWhatIsSaidOfIt)
+{
+    HBA_PORTATTRIBUTES const port =
+        portWith(
+            "node_wwn = \"20:00:00:00:00:00:00:01\"\nfc_id = 0xffffff\ntype = \"FPORT\"\nstate = "
+            "\"LOOPBACK\"\n"
+            "class_of_service = 12\nsymbolic_name = \"s\"\nos_device_name = \"d\"\nmax_frame_size = 512\n"
+            "fabric_name = \"30:00:00:00:00:00:00:01\"\n")
+            .mAttributes;
+    EXPECT_EQ(textOf(port.NodeWWN), "20:00:00:00:00:00:00:01");
+    EXPECT_EQ(port.PortFcId, 0xffffffU);
+    EXPECT_EQ(port.PortType, HBA_PORTTYPE{HBA_PORTTYPE_FPORT});
+    EXPECT_EQ(port.PortState, HBA_PORTSTATE{HBA_PORTSTATE_LOOPBACK});
+    EXPECT_EQ(port.PortSupportedClassofService, 12U);
+    EXPECT_STREQ(port.PortSymbolicName, "s");
+    EXPECT_STREQ(port.OSDeviceName, "d");
+    EXPECT_EQ(port.PortMaxFrameSize, 512U);
+    EXPECT_EQ(textOf(port.FabricName), "30:00:00:00:00:00:00:01");
+}
+
+TEST(ScenarioPort, IsAUsualOneWhereNothingIsSaid)
+{
+    HBA_PORTATTRIBUTES const port = portWith("").mAttributes;
+    EXPECT_EQ(textOf(port.FabricName), noName);
+    EXPECT_EQ(port.PortType, HBA_PORTTYPE{HBA_PORTTYPE_NPORT});
+    EXPECT_EQ(port.PortState, HBA_PORTSTATE{HBA_PORTSTATE_ONLINE});
+    EXPECT_EQ(port.PortSupportedClassofService, 8U);
+    EXPECT_THAT(typesIn(port.PortSupportedFc4Types), ElementsAre(8));
+    EXPECT_THAT(typesIn(port.PortActiveFc4Types), ElementsAre(8));
+    EXPECT_EQ(port.PortSupportedSpeed, HBA_PORTSPEED{HBA_PORTSPEED_UNKNOWN});
+    EXPECT_EQ(port.PortSpeed, HBA_PORTSPEED{HBA_PORTSPEED_UNKNOWN});
+    EXPECT_EQ(port.PortMaxFrameSize, 2112U);
+    EXPECT_EQ(port.NumberofDiscoveredPorts, 0U);
+}
+
+TEST(ScenarioPort, HasTheNodeNameOfItsAdapterWhereNothingIsSaid)
+{
+    Adapter const adapter = adapterWith(
+        "node_wwn = \"20:00:00:00:00:00:00:07\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n");
+    EXPECT_EQ(textOf(adapter.mPorts.at(0).mAttributes.NodeWWN), "20:00:00:00:00:00:00:07");
+}
+
+TEST(ScenarioPort, SupportsEachSpeedOfItsList)
+{
+    HBA_PORTATTRIBUTES const port =
+        portWith("supported_speeds = [\"1GBIT\", \"10GBIT\", 8]\nspeed = 8\n").mAttributes;
+    EXPECT_EQ(port.PortSupportedSpeed, 1U + 4U + 8U);
+    EXPECT_EQ(port.PortSpeed, 8U);
+}
+
+TEST(ScenarioPort, SpeedMayHaveItsName)
+{
+    EXPECT_EQ(portWith("speed = \"NOT_NEGOTIATED\"\n").mAttributes.PortSpeed,
+              HBA_PORTSPEED{HBA_PORTSPEED_NOT_NEGOTIATED});
+}
+
+TEST(ScenarioPort, HasTheFc4TypesOfItsLists)
+{
+    HBA_PORTATTRIBUTES const port =
+        portWith("supported_fc4_types = [0, 5, 8, 32, 255]\nactive_fc4_types = []\n").mAttributes;
+    EXPECT_THAT(typesIn(port.PortSupportedFc4Types), ElementsAre(0, 5, 8, 32, 255));
+    EXPECT_THAT(typesIn(port.PortActiveFc4Types), IsEmpty());
+}
+
+TEST(ScenarioRemotePort, HasWhatIsSaidOfIt)
+{
+    RemotePort const port = remotePortWith(
+        "node_wwn = \"50:00:00:00:00:00:00:00\"\nfc_id = 0x010203\ntype = \"NLPORT\"\nstate = \"OFFLINE\"\n"
+        "symbolic_name = \"s\"\nrole = \"initiator\"\n");
+    EXPECT_EQ(textOf(port.mAttributes.PortWWN), "50:00:00:00:00:00:00:01");
+    EXPECT_EQ(textOf(port.mAttributes.NodeWWN), "50:00:00:00:00:00:00:00");
+    EXPECT_EQ(port.mAttributes.PortFcId, 0x010203U);
+    EXPECT_EQ(port.mAttributes.PortType, HBA_PORTTYPE{HBA_PORTTYPE_NLPORT});
+    EXPECT_EQ(port.mAttributes.PortState, HBA_PORTSTATE{HBA_PORTSTATE_OFFLINE});
+    EXPECT_STREQ(port.mAttributes.PortSymbolicName, "s");
+    EXPECT_EQ(port.mRole, Role::initiator);
+}
+
+TEST(ScenarioRemotePort, IsATargetWithoutLunsWhereNothingIsSaid)
+{
+    RemotePort const port = remotePortWith("");
+    EXPECT_EQ(port.mRole, Role::target);
+    EXPECT_EQ(port.mLunAddressing, LunAddressing::automatic);
+    EXPECT_THAT(port.mLuns, IsEmpty());
+    EXPECT_EQ(textOf(port.mAttributes.NodeWWN), noName);
+}
+
+TEST(ScenarioRemotePort, IsInTheFabricOfThePortThatSeesIt)
+{
+    Port const port = portWith(
+        "fabric_name = \"30:00:00:00:00:00:00:01\"\n"
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n");
+    EXPECT_EQ(textOf(port.mRemotePorts.at(0).mAttributes.FabricName), "30:00:00:00:00:00:00:01");
+}
+
+TEST(ScenarioRemotePort, IsCountedByThePortThatSeesIt)
+{
+    Port const port = portWith(
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n"
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:02\"\n");
+    EXPECT_EQ(port.mAttributes.NumberofDiscoveredPorts, 2U);
+}
+
+TEST(ScenarioRemotePort, MayBeSeenByTwoPorts)
+{
+    std::string const remotePort = "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n";
+    Adapter const adapter =
+        adapterWith("[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n" + remotePort +
+                    "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n" + remotePort);
+    EXPECT_THAT(adapter.mPorts.at(1).mRemotePorts, SizeIs(1));
+}
+
+TEST(ScenarioRemotePort, HasTheLunsOfItsListInTheirOrder)
+{
+    RemotePort const port = remotePortWith("lun_addressing = \"flat\"\nluns = [5, 0, 16383]\n");
+    EXPECT_EQ(port.mLunAddressing, LunAddressing::flat);
+    EXPECT_THAT(port.mLuns, ElementsAre(5, 0, 16383));
+}
+
+TEST(ScenarioRemotePort, HasAsManyLunsAsItsNumberSays)
+{
+    EXPECT_THAT(remotePortWith("luns = 3\n").mLuns, ElementsAre(0, 1, 2));
+    EXPECT_THAT(remotePortWith("luns = 0\n").mLuns, IsEmpty());
+    EXPECT_EQ(remotePortWith("luns = 16384\n").mLuns.back(), 16383);
+}
+
+TEST(ScenarioRemotePort, AcceptsALongListOfLunsInOneLine)
+{
+    std::string list = "0";
+    for (int lun = 1; lun < 5000; ++lun)
+    {
+        list += ", " + std::to_string(lun);
+    }
+    EXPECT_EQ(remotePortWith("luns = [" + list + "]\n").mLuns, remotePortWith("luns = 5000\n").mLuns);
+}
+
+TEST(ScenarioRemotePort, MayBeWrittenInOneLineWithItsAdapter)
+{
+    ScratchFolder const folder;
+    std::string const path =
+        folder.write("scenario.toml",
+                     "adapter = [{name = \"a\", port = [{port_wwn = \"10:00:00:00:00:00:00:01\", "
+                     "remote = [{port_wwn = \"50:00:00:00:00:00:00:01\", luns = [4]}]}]}]\n");
+    Adapter const adapter = qzsim::readScenario(path).mAdapters.at(0);
+    EXPECT_THAT(adapter.mPorts.at(0).mRemotePorts.at(0).mLuns, ElementsAre(4));
+}
+
+TEST(ScenarioRemotePort, AcceptsATextOfDots)
+{
+    std::string const dots(255, '.');
+    EXPECT_EQ(remotePortWith("symbolic_name = \"" + dots + "\"\n").mAttributes.PortSymbolicName, dots);
+}
+}  // namespace

@@ -1,0 +1,100 @@
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "simulator/Strikes.h"
+
+using qzsim::Strikes;
+using qzsim::StrikesFile;
+
+namespace
+{
+std::string complaintOf(std::string const& aPath, std::size_t aFaults)
+{
+    try
+    {
+        Strikes const strikes(aPath, aFaults);
+    }
+    catch (std::runtime_error const& error)
+    {
+        return error.what();
+    }
+    return "(no complaint)";
+}
+
+TEST(Strikes, AreNoneAtFirst)
+{
+    StrikesFile const file(2);
+    Strikes const strikes(file.path(), 2);
+    EXPECT_EQ(strikes.of(0), 0U);
+    EXPECT_EQ(strikes.of(1), 0U);
+}
+
+TEST(Strikes, AreCountedForEachFault)
+{
+    StrikesFile const file(2);
+    Strikes strikes(file.path(), 2);
+    strikes.add(1);
+    strikes.add(1);
+    EXPECT_EQ(strikes.of(0), 0U);
+    EXPECT_EQ(strikes.of(1), 2U);
+}
+
+TEST(Strikes, OfSeveralProcessesAddUpWhateverBecomesOfThem)
+{
+    StrikesFile const file(1);
+    Strikes strikes(file.path(), 1);
+    strikes.add(0);
+    pid_t const process = ::fork();
+    if (process == 0)
+    {
+        Strikes(file.path(), 1).add(0);
+        ::kill(::getpid(), SIGKILL);
+    }
+    ::waitpid(process, nullptr, 0);
+    EXPECT_EQ(strikes.of(0), 2U);
+}
+
+TEST(Strikes, AreNotCountedWithoutAFile)
+{
+    Strikes strikes;
+    strikes.add(0);
+    EXPECT_EQ(strikes.of(0), 0U);
+}
+
+TEST(Strikes, MayBeThoseOfNoFaults)
+{
+    StrikesFile const file(0);
+    EXPECT_NO_THROW(Strikes(file.path(), 0));
+}
+
+TEST(Strikes, NeedTheirFile)
+{
+    EXPECT_EQ(complaintOf("/nowhere/none", 1),
+              "cannot count strikes in \"/nowhere/none\": No such file or directory");
+}
+
+TEST(Strikes, RefuseAFileOfAnotherScenario)
+{
+    StrikesFile const file(2);
+    EXPECT_EQ(complaintOf(file.path(), 3),
+              "cannot count strikes in \"" + file.path() + "\": it was made for another scenario");
+}
+
+TEST(StrikesFile, IsGoneWithItsOwner)
+{
+    std::string path;
+    {
+        StrikesFile const file(1);
+        path = file.path();
+        EXPECT_TRUE(std::filesystem::exists(path)) << path;
+    }
+    EXPECT_FALSE(std::filesystem::exists(path)) << path;
+}
+}  // namespace
