@@ -88,8 +88,8 @@ public:
     /// @param aHandle   an open adapter's, from HA_OpenAdapter()
     /// @param arMapping null, or a block from malloc whose NumberOfEntries is its capacity (asserted not 0);
     ///                  set to the block that holds the mappings, as many as its NumberOfEntries says: the
-    ///                  caller's, released with free. After an exception it is null, and the block passed in is
-    ///                  freed
+    ///                  caller's, released with free. After an exception it is null, and the block passed in
+    ///                  is freed
     /// @return arMapping
     /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802; QZCNoMemoryEx "Out of Memory",
     ///         code 2 (then without the trace "Left"). Asserts that an adapter that asks for more asks for at
@@ -105,14 +105,13 @@ public:
     /// were made in all.
     /// @param aHandle   an open adapter's, from HA_OpenAdapter()
     /// @param aPortWwn  the remote port
-    /// @param apBuffer  not null: the response buffer, from malloc, of at least 4 bytes. It is zeroed first; it
-    ///                  may be freed and another from malloc, which may be larger than its size says, put in its
-    ///                  place. The caller's, released with free
+    /// @param apBuffer  not null: the response buffer, from malloc, of at least 4 bytes. It is zeroed first;
+    ///                  it may be freed and another from malloc, which may be larger than its size says, put
+    ///                  in its place. The caller's, released with free
     /// @param apSize    not null: its size in bytes; set to the length of the response when the buffer is
     ///                  replaced. After an exception buffer and size still belong together, but after "Malloc
     ///                  Failed in HA_SendReportLUNs", when the buffer is null and the size unchanged
-    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" after another status (then without
-    /// the
+    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" after another status (then without the
     ///         trace "Left") or for a list of more than 4096 bytes; "Malloc Failed in HA_SendReportLUNs"
     void HA_SendReportLUNs(unsigned int aHandle, HBA_wwn aPortWwn, void** apBuffer, unsigned int* apSize);
 };
