@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -20,16 +22,53 @@ T nextAnswer(std::deque<T>& arAnswers, char const* aCall, T const& acrFallback)
         ADD_FAILURE() << aCall << " was called more often than its script has answers";
         return acrFallback;
     }
-    T answer = arAnswers.front();
+    T answer = std::move(arAnswers.front());
     arAnswers.pop_front();
     return answer;
 }
 
-UncountedString callOf(char const* aFunction, HBA_UINT32 aArgument)
+template <typename Handed>
+HBA_STATUS answerQuery(std::deque<FakeHbaapi::Answer<Handed>>& arAnswers, char const* aCall, Handed& arHanded)
 {
-    char text[64];
-    std::snprintf(text, sizeof text, "%s(%u)", aFunction, aArgument);
+    FakeHbaapi::Answer<Handed> const answer =
+        nextAnswer(arAnswers, aCall, FakeHbaapi::Answer<Handed>{HBA_STATUS_ERROR});
+    if (answer.mFill)
+    {
+        answer.mFill(arHanded);
+    }
+    return answer.mStatus;
+}
+
+UncountedString textOf(HBA_UINT32 aNumber)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "%u", aNumber);
     return text;
+}
+
+UncountedString textOf(HBA_WWN const& aName)
+{
+    UncountedString text;
+    for (unsigned int const byte : aName.wwn)
+    {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02x", byte & 0xff);
+        text += digits;
+    }
+    return text;
+}
+
+template <typename... Arguments>
+UncountedString callOf(char const* aFunction, Arguments const&... aArguments)
+{
+    UncountedString text = aFunction;
+    char const* separator = "(";
+    for (UncountedString const& argument : {textOf(aArguments)...})
+    {
+        text += separator + argument;
+        separator = ", ";
+    }
+    return text + ')';
 }
 }  // namespace
 
@@ -104,5 +143,37 @@ extern "C"
     void HBA_RefreshInformation(HBA_HANDLE aHandle)
     {
         FakeHbaapi::instance().record(callOf("HBA_RefreshInformation", aHandle));
+    }
+
+    HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)
+    {
+        FakeHbaapi& fake = FakeHbaapi::instance();
+        fake.record(callOf("HBA_GetAdapterAttributes", aHandle));
+        return answerQuery(fake.mAdapterAttributes, "HBA_GetAdapterAttributes", *aAttributes);
+    }
+
+    HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
+                                            HBA_PORTATTRIBUTES* aAttributes)
+    {
+        FakeHbaapi& fake = FakeHbaapi::instance();
+        fake.record(callOf("HBA_GetAdapterPortAttributes", aHandle, aPort));
+        return answerQuery(fake.mPortAttributes, "HBA_GetAdapterPortAttributes", *aAttributes);
+    }
+
+    HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
+    {
+        FakeHbaapi& fake = FakeHbaapi::instance();
+        fake.record(callOf("HBA_GetFcpTargetMapping", aHandle, aMapping->NumberOfEntries));
+        return answerQuery(fake.mTargetMappings, "HBA_GetFcpTargetMapping", *aMapping);
+    }
+
+    HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE aHandle, HBA_WWN aPort, void* aResponse,
+                                  HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
+    {
+        FakeHbaapi& fake = FakeHbaapi::instance();
+        fake.record(callOf("HBA_SendReportLUNs", aHandle, aPort, aResponseSize, aSenseSize));
+        FakeHbaapi::ReportLunsBlocks blocks = {static_cast<unsigned char*>(aResponse), aResponseSize,
+                                               static_cast<unsigned char*>(aSense), aSenseSize};
+        return answerQuery(fake.mReportLuns, "HBA_SendReportLUNs", blocks);
     }
 }

@@ -26,6 +26,24 @@ public:
         std::string mName;
     };
 
+    /// An answer of a query: the status, and what is done first with what the caller handed over (nothing,
+    /// when there is no function). AllocationFailure does not notice a function that captures little.
+    template <typename Handed>
+    struct Answer
+    {
+        HBA_STATUS mStatus;
+        std::function<void(Handed&)> mFill = {};
+    };
+
+    /// The blocks handed to HBA_SendReportLUNs.
+    struct ReportLunsBlocks
+    {
+        unsigned char* mResponse;
+        HBA_UINT32 mResponseSize;
+        unsigned char* mSense;
+        HBA_UINT32 mSenseSize;
+    };
+
     FakeHbaapi();
     ~FakeHbaapi();
     FakeHbaapi(FakeHbaapi const&) = delete;
@@ -37,7 +55,9 @@ public:
     /// Adds one call to the record and tells mOnCall.
     void record(UncountedString const& acrCall);
 
-    /// The calls so far, as "HBA_GetAdapterName(0)".
+    /// The calls so far with the numbers that they were given, as "HBA_GetAdapterName(0)",
+    /// "HBA_GetFcpTargetMapping(7, 256)" with the block's NumberOfEntries, and
+    /// "HBA_SendReportLUNs(7, 10000000c92a3b4c, 16, 256)" with the port and the sizes of the two blocks.
     std::vector<std::string> const& calls() const;
 
     /// Is told each call, before it is answered.
@@ -48,6 +68,10 @@ public:
     HBA_UINT32 mNumberOfAdapters = 0;
     HBA_HANDLE mOpenHandle = 1;
     std::deque<Name> mNames;
+    std::deque<Answer<HBA_ADAPTERATTRIBUTES>> mAdapterAttributes;
+    std::deque<Answer<HBA_PORTATTRIBUTES>> mPortAttributes;
+    std::deque<Answer<HBA_FCPTargetMapping>> mTargetMappings;
+    std::deque<Answer<ReportLunsBlocks>> mReportLuns;
 
     /// Whether the 256 bytes of every name buffer handed over so far were zero.
     bool mNameBuffersWereZero = true;

@@ -68,9 +68,8 @@ HBA_ADAPTERATTRIBUTES* QZCHbaapiAbs::HA_GetAdapterAttributes(unsigned int aHandl
 static HBA_PORTATTRIBUTES* __sAllocatePorts(unsigned int aNumPorts)
 {
     // For an array whose size overflows even the non-throwing new throws an exception of its own.
-    return aNumPorts <= PTRDIFF_MAX / sizeof(HBA_PORTATTRIBUTES) ? new (std::nothrow)
-                                                                       HBA_PORTATTRIBUTES[aNumPorts]
-                                                                 : nullptr;
+    std::uint64_t const size = std::uint64_t{aNumPorts} * sizeof(HBA_PORTATTRIBUTES);
+    return size <= std::uint64_t{PTRDIFF_MAX} ? new (std::nothrow) HBA_PORTATTRIBUTES[aNumPorts] : nullptr;
 }
 
 HBA_PORTATTRIBUTES* QZCHbaapiAbs::HA_GetAdapterPorts(unsigned int aHandle,

@@ -1,0 +1,126 @@
+#include "tests/backend/sensor/agentcommon/LibraryHeap.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+extern "C"
+{
+    // The C library's own, beneath the names that a program may define.
+    void* __libc_malloc(std::size_t aSize);
+    void* __libc_calloc(std::size_t aCount, std::size_t aSize);
+    void __libc_free(void* aBlock);
+}
+
+namespace
+{
+LibraryHeap* gHeap = nullptr;
+
+#if OWNS_MALLOC
+bool isInLibrary(void const* aCode)
+{
+    Dl_info info;
+    return dladdr(aCode, &info) != 0 && std::strstr(info.dli_fname, "libQZSensorAgentCommon") != nullptr;
+}
+#endif
+}  // namespace
+
+#if OWNS_MALLOC
+extern "C"
+{
+    void* malloc(std::size_t aSize) noexcept
+    {
+        bool const isWatched = gHeap != nullptr && isInLibrary(__builtin_return_address(0));
+        return isWatched ? gHeap->allocate(aSize, LibraryHeap::sgFilling) : __libc_malloc(aSize);
+    }
+
+    void* calloc(std::size_t aCount, std::size_t aSize) noexcept
+    {
+        bool const isWatched = gHeap != nullptr && isInLibrary(__builtin_return_address(0));
+        return isWatched ? gHeap->allocate(aCount * aSize, 0) : __libc_calloc(aCount, aSize);
+    }
+
+    void free(void* aBlock) noexcept
+    {
+        if (gHeap != nullptr)
+        {
+            isInLibrary(__builtin_return_address(0)) ? gHeap->release(aBlock) : gHeap->forget(aBlock);
+        }
+        __libc_free(aBlock);
+    }
+}
+#endif
+
+bool LibraryHeap::isWatched() { return OWNS_MALLOC; }
+
+LibraryHeap::LibraryHeap() { gHeap = this; }
+
+LibraryHeap::~LibraryHeap() { gHeap = nullptr; }
+
+std::vector<std::string> LibraryHeap::calls() const
+{
+    std::vector<std::string> texts;
+    for (UncountedString const& text : mCalls)
+    {
+        texts.push_back(text.c_str());
+    }
+    return texts;
+}
+
+std::size_t LibraryHeap::sizeOf(void* aBlock)
+{
+    if (!isWatched())
+    {
+        // The sanitizers' malloc gives exactly as much as it was asked for.
+        return malloc_usable_size(aBlock);
+    }
+    Block const* const place = placeOf(aBlock);
+    return place != nullptr ? place->mSize : 0;
+}
+
+void* LibraryHeap::allocate(std::size_t aSize, int aFilling)
+{
+    record("allocate", std::to_string(aSize).c_str());
+    ++mAllocations;
+    void* const block = mAllocations == mFailing ? nullptr : __libc_malloc(aSize);
+    Block* const place = placeOf(nullptr);
+    if (block == nullptr || place == nullptr)
+    {
+        EXPECT_NE(place, nullptr) << "the library holds more blocks than can be watched";
+        return block;
+    }
+    std::memset(block, aFilling, aSize);
+    *place = {block, aSize};
+    return block;
+}
+
+void LibraryHeap::release(void* aBlock)
+{
+    Block const* const place = placeOf(aBlock);
+    record("free", place != nullptr ? std::to_string(place->mSize).c_str() : "the caller's");
+    forget(aBlock);
+}
+
+void LibraryHeap::forget(void* aBlock)
+{
+    Block* const place = placeOf(aBlock);
+    if (place != nullptr)
+    {
+        *place = {};
+    }
+}
+
+LibraryHeap::Block* LibraryHeap::placeOf(void const* aBlock)
+{
+    Block* const place = std::find_if(mBlocks.begin(), mBlocks.end(),
+                                      [&](Block const& aOther) { return aOther.mStart == aBlock; });
+    return place != mBlocks.end() ? place : nullptr;
+}
+
+void LibraryHeap::record(char const* aFunction, char const* aArgument)
+{
+    mCalls.push_back(UncountedString(aFunction) + '(' + aArgument + ')');
+}

@@ -1,0 +1,573 @@
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <utility>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "tests/backend/common/Bytes.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
+#include "tests/backend/sensor/agentcommon/LibraryHeap.h"
+#include "tests/support/LogCapture.h"
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+// The log has it "Failed"; the two texts have always differed by this letter.
+constexpr char failed[] = "QZCHbaapiEx 802: HBA_SendReportLUNs method failed";
+constexpr char withoutMemory[] = "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs";
+constexpr unsigned char untouched = 0x5a;
+constexpr HBA_WWN port = {{0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c}};
+
+using Blocks = FakeHbaapi::ReportLunsBlocks;
+
+void putLength(Blocks& arBlocks, unsigned int aLength)
+{
+    for (unsigned int i = 0; i < 4; ++i)
+    {
+        arBlocks.mResponse[i] = static_cast<unsigned char>(aLength >> (24 - 8 * i));
+    }
+}
+
+class ReportLuns : public HbaapiLayer
+{
+protected:
+    ReportLuns() { passBuffer(16, 16); }
+
+    ~ReportLuns() override { std::free(mBuffer); }
+
+    /// Passes a buffer to the request of which the caller says that it has that size. Its bytes can be told
+    /// from zeroed ones.
+    void passBuffer(unsigned int aAllocated, unsigned int aSize)
+    {
+        std::free(mBuffer);
+        mBuffer = std::malloc(aAllocated);
+        std::memset(mBuffer, untouched, aAllocated);
+        mSize = aSize;
+    }
+
+    /// Lets the HBA API answer the next request so.
+    void answer(HBA_STATUS aStatus, std::function<void(Blocks&)> aFill = {})
+    {
+        mHbaapi.mReportLuns.push_back({aStatus, std::move(aFill)});
+    }
+
+    /// Lets the HBA API answer the next requests with a list of that length in bytes.
+    void answerList(unsigned int aLength, HBA_STATUS aStatus = HBA_STATUS_OK, unsigned int aTimes = 1)
+    {
+        for (unsigned int i = 0; i < aTimes; ++i)
+        {
+            answer(aStatus, [=](Blocks& arBlocks) { putLength(arBlocks, aLength); });
+        }
+    }
+
+    std::string send(unsigned int aHandle = 7)
+    {
+        return outcomeOf([&] { mLayer.HA_SendReportLUNs(aHandle, port, &mBuffer, &mSize); });
+    }
+
+    /// The first bytes of the buffer that the caller holds.
+    Bytes content(unsigned int aLength) const
+    {
+        unsigned char const* const first = static_cast<unsigned char const*>(mBuffer);
+        return Bytes(first, first + aLength);
+    }
+
+    /// The call of the HBA API with a buffer of that size.
+    static std::string requestOf(unsigned int aSize)
+    {
+        return "HBA_SendReportLUNs(7, 10000000c92a3b4c, " + std::to_string(aSize) + ", 256)";
+    }
+
+    LogLine request(unsigned int aSize) const { return call(requestOf(aSize)); }
+
+    LogLine listOf(unsigned int aLength) const
+    {
+        return mExpected.trace("Size got from SendReportLuns = %d\n",
+                               "Size got from SendReportLuns = " + std::to_string(aLength) + '\n');
+    }
+
+    /// The last line of a request that fails; "Left" does not follow it.
+    LogLine failure(std::string const& aStatusName) const
+    {
+        return mExpected.trace("Failed SendReportLUNs - %s", "Failed SendReportLUNs - " + aStatusName);
+    }
+
+    ExpectedLog const mExpected = logOf("HA_SendReportLUNs");
+    LibraryHeap mHeap;
+    void* mBuffer = nullptr;
+    unsigned int mSize = 0;
+};
+
+TEST_F(ReportLuns, ListThatFitsTakesOneRequest)
+{
+    answerList(8);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(8), mExpected.left()));
+}
+
+TEST_F(ReportLuns, ListThatFitsIsInTheCallersBuffer)
+{
+    void* const buffer = mBuffer;
+    answer(HBA_STATUS_OK,
+           [](Blocks& arBlocks)
+           {
+               putLength(arBlocks, 8);
+               arBlocks.mResponse[15] = 0x77;
+           });
+    EXPECT_EQ(send(), done);
+    EXPECT_EQ(mBuffer, buffer);
+    EXPECT_EQ(mSize, 16u);
+    EXPECT_THAT(content(16), ElementsAre(0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x77));
+}
+
+TEST_F(ReportLuns, AreAskedOfTheHandleWhateverItIs)
+{
+    for (unsigned int const handle : {0u, 1u, 2147483648u, 4294967295u})
+    {
+        answerList(8);
+        EXPECT_EQ(send(handle), done);
+        EXPECT_EQ(mHbaapi.calls().back(),
+                  "HBA_SendReportLUNs(" + std::to_string(handle) + ", 10000000c92a3b4c, 16, 256)");
+    }
+}
+
+TEST_F(ReportLuns, BufferIsZeroedOverItsSizeAndNoFurther)
+{
+    passBuffer(24, 16);
+    Bytes seen;
+    answer(HBA_STATUS_OK,
+           [&](Blocks& arBlocks) { seen.assign(arBlocks.mResponse, arBlocks.mResponse + 24); });
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(Bytes(seen.begin(), seen.begin() + 16), Each(0));
+    EXPECT_THAT(Bytes(seen.begin() + 16, seen.end()), Each(untouched));
+}
+
+TEST_F(ReportLuns, BufferIsNotZeroedAgain)
+{
+    Bytes seen;
+    answer(HBA_STATUS_ERROR_BUSY,
+           [](Blocks& arBlocks) { std::memset(arBlocks.mResponse, 0x77, arBlocks.mResponseSize); });
+    answer(HBA_STATUS_OK,
+           [&](Blocks& arBlocks)
+           {
+               seen.assign(arBlocks.mResponse, arBlocks.mResponse + arBlocks.mResponseSize);
+               putLength(arBlocks, 8);
+           });
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(seen, Each(0x77));
+}
+
+TEST_F(ReportLuns, SenseBufferIsZeroBeforeTheFirstRequestOnly)
+{
+    Bytes first;
+    Bytes second;
+    answer(HBA_STATUS_SCSI_CHECK_CONDITION,
+           [&](Blocks& arBlocks)
+           {
+               first.assign(arBlocks.mSense, arBlocks.mSense + arBlocks.mSenseSize);
+               std::memset(arBlocks.mSense, 0x77, arBlocks.mSenseSize);
+           });
+    answer(HBA_STATUS_OK,
+           [&](Blocks& arBlocks) { second.assign(arBlocks.mSense, arBlocks.mSense + arBlocks.mSenseSize); });
+    EXPECT_EQ(send(), done);
+    EXPECT_EQ(first, Bytes(256, 0));
+    EXPECT_EQ(second, Bytes(256, 0x77));
+}
+
+TEST_F(ReportLuns, BufferAndSizeAreReadAnewForEachRequest)
+{
+    passBuffer(16, 8);
+    answer(HBA_STATUS_ERROR_BUSY, [this](Blocks&) { passBuffer(32, 32); });
+    answer(HBA_STATUS_OK,
+           [this](Blocks& arBlocks)
+           {
+               EXPECT_EQ(arBlocks.mResponse, mBuffer);
+               putLength(arBlocks, 24);
+           });
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(8), requestOf(32)));
+}
+
+TEST_F(ReportLuns, ListThatDoesNotFitIsAskedForAgainInALargerBuffer)
+{
+    answerList(64, HBA_STATUS_OK, 2);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(64), request(72), listOf(64),
+                                      mExpected.left()));
+    EXPECT_EQ(mSize, 72u);
+}
+
+TEST_F(ReportLuns, LargerBufferIsEvenLargerThanItsSize)
+{
+    // Deliberate: the block has eight bytes for each byte of the list, its size is that of the response.
+    for (unsigned int const length : {9u, 64u, 1000u, 4096u})
+    {
+        passBuffer(16, 16);
+        answerList(length, HBA_STATUS_OK, 2);
+        EXPECT_EQ(send(), done);
+        EXPECT_EQ(mHeap.sizeOf(mBuffer), length * 8 + 8);
+        EXPECT_EQ(mSize, length + 8);
+    }
+}
+
+TEST_F(ReportLuns, ListThatJustFitsIsNotAskedForAgain)
+{
+    passBuffer(72, 72);
+    answerList(64);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(72)));
+}
+
+TEST_F(ReportLuns, ListThatJustDoesNotFitIsAskedForAgain)
+{
+    passBuffer(71, 71);
+    answerList(64, HBA_STATUS_OK, 2);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(71), requestOf(72)));
+}
+
+TEST_F(ReportLuns, EmptyListNeedsItsHeader)
+{
+    passBuffer(4, 4);
+    answerList(0, HBA_STATUS_OK, 2);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(4), requestOf(8)));
+    EXPECT_EQ(mHeap.sizeOf(mBuffer), 8u);
+}
+
+TEST_F(ReportLuns, ListThatGrowsIsFollowedHoweverOftenItDoes)
+{
+    // Deliberately not limited, unlike the answers that ask for another attempt.
+    for (unsigned int length = 9; length <= 1000; ++length)
+    {
+        answerList(length);
+    }
+    answerList(1000);
+    EXPECT_EQ(send(), done);
+    EXPECT_EQ(mHbaapi.calls().size(), 993u);
+    EXPECT_EQ(mSize, 1008u);
+}
+
+TEST_F(ReportLuns, ListThatShrinksStaysInTheLargerBuffer)
+{
+    answerList(64);
+    answerList(8);
+    EXPECT_EQ(send(), done);
+    EXPECT_EQ(mSize, 72u);
+    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
+}
+
+TEST_F(ReportLuns, MoreDataThatFitsIsAskedForAgainInTheSameBuffer)
+{
+    void* const buffer = mBuffer;
+    answerList(8, HBA_STATUS_ERROR_MORE_DATA);
+    answerList(8);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(8), request(16), listOf(8),
+                                      mExpected.left()));
+    EXPECT_EQ(mBuffer, buffer);
+}
+
+TEST_F(ReportLuns, MoreDataThatDoesNotFitTakesALargerBuffer)
+{
+    answerList(64, HBA_STATUS_ERROR_MORE_DATA);
+    answerList(64);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(16), requestOf(72)));
+    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
+}
+
+TEST_F(ReportLuns, MoreDataIsAskedForAgainHoweverOftenItIsTheAnswer)
+{
+    // Deliberately not limited.
+    answerList(8, HBA_STATUS_ERROR_MORE_DATA, 1000);
+    answerList(8);
+    EXPECT_EQ(send(), done);
+    EXPECT_EQ(mHbaapi.calls().size(), 1001u);
+}
+
+TEST_F(ReportLuns, ListOf4096BytesIsAccepted)
+{
+    passBuffer(4104, 4104);
+    answerList(4096);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(4104), listOf(4096), mExpected.left()));
+}
+
+/// The lengths of lists that are refused, some of which are negative as signed numbers.
+class ReportLunsTooLong : public ReportLuns, public testing::WithParamInterface<unsigned int>
+{
+protected:
+    LogLine refusal() const { return mExpected.trace("HBA_SendReportLUNs method Failed"); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Any, ReportLunsTooLong,
+                         testing::Values(4097u, 65536u, 2147483647u, 2147483648u, 4294967288u, 4294967295u));
+
+TEST_P(ReportLunsTooLong, ListIsRefused)
+{
+    answerList(GetParam());
+    EXPECT_EQ(send(), failed);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), refusal(), mExpected.left()));
+}
+
+TEST_P(ReportLunsTooLong, ListIsRefusedWithMoreData)
+{
+    answerList(GetParam(), HBA_STATUS_ERROR_MORE_DATA);
+    EXPECT_EQ(send(), failed);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), refusal(), mExpected.left()));
+}
+
+TEST_P(ReportLunsTooLong, ListIsRefusedBeforeItsPlaceIsMade)
+{
+    void* const buffer = mBuffer;
+    answerList(GetParam());
+    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(mBuffer, buffer);
+    EXPECT_EQ(mSize, 16u);
+    EXPECT_THAT(mHeap.calls(), IsEmpty());
+}
+
+TEST_P(ReportLunsTooLong, ListIsRefusedInALargerBuffer)
+{
+    answerList(64);
+    answerList(GetParam());
+    EXPECT_EQ(send(), failed);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(64), request(72), refusal(),
+                                      mExpected.left()));
+    EXPECT_EQ(mSize, 72u);
+    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u) << "the caller keeps the buffer that belongs to the size";
+}
+
+TEST_P(ReportLunsTooLong, ListIsNotLookedAtAfterAnotherStatus)
+{
+    answerList(GetParam(), HBA_STATUS_ERROR_BUSY);
+    answerList(8);
+    EXPECT_EQ(send(), done);
+}
+
+/// The statuses that ask for another attempt.
+class ReportLunsTransient : public ReportLuns, public testing::WithParamInterface<NamedStatus>
+{
+protected:
+    void answerTransient(unsigned int aTimes)
+    {
+        for (unsigned int i = 0; i < aTimes; ++i)
+        {
+            answer(GetParam().mStatus);
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, ReportLunsTransient,
+                         testing::Values(NamedStatus{HBA_STATUS_SCSI_CHECK_CONDITION,
+                                                     "HBA_STATUS_SCSI_CHECK_CONDITION"},
+                                         NamedStatus{HBA_STATUS_ERROR_BUSY, "HBA_STATUS_ERROR_BUSY"}));
+
+TEST_P(ReportLunsTransient, IsGivenUpAfterFiveRequests)
+{
+    answerTransient(5);
+    EXPECT_EQ(send(), failed);
+    // Without a wait between the requests, with the failure as a trace line and, deliberately, without
+    // "Left".
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), request(16), request(16), request(16),
+                                      request(16), failure(GetParam().mName)));
+}
+
+TEST_P(ReportLunsTransient, MayBeTheAnswerFourTimes)
+{
+    answerTransient(4);
+    answerList(8);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), request(16), request(16), request(16),
+                                      request(16), listOf(8), mExpected.left()));
+}
+
+TEST_P(ReportLunsTransient, IsTriedAgainInTheSameBuffer)
+{
+    void* const buffer = mBuffer;
+    answerTransient(5);
+    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(mBuffer, buffer);
+    EXPECT_EQ(mSize, 16u);
+}
+
+TEST_P(ReportLunsTransient, IsTriedAgainAfterThreeOtherAttempts)
+{
+    answerList(8, HBA_STATUS_ERROR_MORE_DATA, 3);
+    answerTransient(1);
+    answerList(8);
+    EXPECT_EQ(send(), done);
+    EXPECT_EQ(mHbaapi.calls().size(), 5u);
+}
+
+TEST_P(ReportLunsTransient, IsNotTriedAgainAfterFourOtherAttempts)
+{
+    // Requests that were repeated for another reason count too.
+    answerList(8, HBA_STATUS_ERROR_MORE_DATA, 4);
+    answerTransient(1);
+    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(mHbaapi.calls().size(), 5u);
+    EXPECT_EQ(events().back(), failure(GetParam().mName));
+}
+
+TEST_P(ReportLunsTransient, IsNotTriedAgainAfterManyOtherAttempts)
+{
+    answerList(8, HBA_STATUS_ERROR_MORE_DATA, 20);
+    answerTransient(1);
+    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(mHbaapi.calls().size(), 21u);
+}
+
+TEST_P(ReportLunsTransient, IsGivenUpAfterALargerBufferAndFourMoreRequests)
+{
+    answerList(64);
+    answerTransient(4);
+    EXPECT_EQ(send(), failed);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(64), request(72), request(72),
+                                      request(72), request(72), failure(GetParam().mName)));
+    EXPECT_EQ(mSize, 72u);
+    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
+}
+
+TEST_F(ReportLuns, CheckConditionsAndBusyAnswersCountTogether)
+{
+    for (HBA_STATUS const status : {9u, 10u, 9u, 10u, 9u})
+    {
+        answer(status);
+    }
+    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(mHbaapi.calls().size(), 5u);
+    EXPECT_EQ(events().back(), failure("HBA_STATUS_SCSI_CHECK_CONDITION"));
+}
+
+class ReportLunsStatus : public ReportLuns, public testing::WithParamInterface<NamedStatus>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(EachThatFailsAtOnce, ReportLunsStatus,
+                         testing::ValuesIn(failuresBut({HBA_STATUS_ERROR_MORE_DATA,
+                                                        HBA_STATUS_SCSI_CHECK_CONDITION,
+                                                        HBA_STATUS_ERROR_BUSY})));
+
+TEST_P(ReportLunsStatus, IsNotTriedAgain)
+{
+    answer(GetParam().mStatus);
+    EXPECT_EQ(send(), failed);
+    // No "Left", and no error line: see IsGivenUpAfterFiveRequests.
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), failure(GetParam().mName)));
+}
+
+TEST_P(ReportLunsStatus, IsNotTriedAgainAfterOtherAnswers)
+{
+    answer(HBA_STATUS_ERROR_BUSY);
+    answerList(8, HBA_STATUS_ERROR_MORE_DATA);
+    answer(GetParam().mStatus);
+    EXPECT_EQ(send(), failed);
+    EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), request(16), listOf(8), request(16),
+                                      failure(GetParam().mName)));
+}
+
+TEST_P(ReportLunsStatus, LeavesTheCallersBuffer)
+{
+    void* const buffer = mBuffer;
+    answer(GetParam().mStatus);
+    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(mBuffer, buffer);
+    EXPECT_EQ(mSize, 16u);
+}
+
+TEST_P(ReportLunsStatus, LeavesTheLargerBufferWithItsSize)
+{
+    answerList(64);
+    answer(GetParam().mStatus);
+    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(mSize, 72u);
+    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
+}
+
+/// What the library does with the C heap.
+class ReportLunsHeap : public ReportLuns
+{
+protected:
+    void SetUp() override
+    {
+        if (!LibraryHeap::isWatched())
+        {
+            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+        }
+    }
+
+    LogLine missing(unsigned int aSize) const
+    {
+        return mExpected.trace("Allocating %u bytes of memory Failed",
+                               "Allocating " + std::to_string(aSize) + " bytes of memory Failed");
+    }
+};
+
+TEST_F(ReportLunsHeap, EachBufferIsFreedOnceBeforeTheNextIsAllocated)
+{
+    answerList(64);
+    answerList(80);
+    answerList(80);
+    EXPECT_EQ(send(), done);
+    EXPECT_THAT(mHeap.calls(),
+                ElementsAre("free(the caller's)", "allocate(520)", "free(520)", "allocate(648)"));
+}
+
+TEST_F(ReportLunsHeap, LargerBufferIsNotZeroed)
+{
+    // The next request sees what malloc gave.
+    Bytes seen;
+    answerList(64);
+    answer(HBA_STATUS_OK,
+           [&](Blocks& arBlocks)
+           {
+               seen.assign(arBlocks.mResponse, arBlocks.mResponse + 520);
+               putLength(arBlocks, 64);
+           });
+    EXPECT_EQ(send(), done);
+    EXPECT_EQ(seen, Bytes(520, LibraryHeap::sgFilling));
+}
+
+TEST_F(ReportLunsHeap, MemoryThatIsMissingEndsTheRequest)
+{
+    answerList(64);
+    mHeap.failAllocation(1);
+    EXPECT_EQ(send(), withoutMemory);
+    EXPECT_THAT(events(),
+                ElementsAre(mExpected.entered(), request(16), listOf(64), missing(520), mExpected.left()));
+}
+
+TEST_F(ReportLunsHeap, MemoryThatIsMissingLeavesNoBufferButTheSize)
+{
+    answerList(64);
+    mHeap.failAllocation(1);
+    EXPECT_EQ(send(), withoutMemory);
+    EXPECT_EQ(mBuffer, nullptr);
+    EXPECT_EQ(mSize, 16u);
+    EXPECT_THAT(mHeap.calls(), ElementsAre("free(the caller's)", "allocate(520)"));
+}
+
+TEST_F(ReportLunsHeap, MemoryThatIsMissingLaterLeavesTheSizeOfTheBufferBefore)
+{
+    answerList(64);
+    answerList(4096, HBA_STATUS_ERROR_MORE_DATA);
+    mHeap.failAllocation(2);
+    EXPECT_EQ(send(), withoutMemory);
+    EXPECT_EQ(events().at(events().size() - 2), missing(32776));
+    EXPECT_EQ(mBuffer, nullptr);
+    EXPECT_EQ(mSize, 72u);
+    EXPECT_THAT(mHeap.calls(),
+                ElementsAre("free(the caller's)", "allocate(520)", "free(520)", "allocate(32776)"));
+}
+}  // namespace

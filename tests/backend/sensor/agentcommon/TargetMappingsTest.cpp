@@ -1,0 +1,534 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "backend/common/include/Clib.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
+#include "tests/backend/sensor/agentcommon/LibraryHeap.h"
+#include "tests/support/LogCapture.h"
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::ExitedWithCode;
+
+/// Takes the place of the framework's: the waiting shows among the log lines and takes no time.
+void ClibSleepMS(unsigned long aMilliseconds)
+{
+    logCall(("ClibSleepMS(" + std::to_string(aMilliseconds) + ')').c_str());
+}
+
+namespace
+{
+constexpr char failed[] = "QZCHbaapiEx 802: HBA_GetFcpTargetMapping method failed";
+constexpr unsigned char untouched = 0x5a;
+
+using Lines = std::vector<LogLine>;
+
+Lines joined(std::initializer_list<Lines> aParts)
+{
+    Lines lines;
+    for (Lines const& part : aParts)
+    {
+        lines.insert(lines.end(), part.begin(), part.end());
+    }
+    return lines;
+}
+
+Lines repeated(unsigned int aTimes, Lines const& aLines)
+{
+    Lines lines;
+    for (unsigned int i = 0; i < aTimes; ++i)
+    {
+        lines.insert(lines.end(), aLines.begin(), aLines.end());
+    }
+    return lines;
+}
+
+/// The size of a mapping as the standard declares it.
+std::size_t sizeFor(std::size_t aNumEntries)
+{
+    return offsetof(HBA_FCPTargetMapping, entry) + aNumEntries * sizeof(HBA_FCPSCSIENTRY);
+}
+
+std::string allocateFor(std::size_t aNumEntries)
+{
+    return "allocate(" + std::to_string(sizeFor(aNumEntries)) + ')';
+}
+
+std::string freeFor(std::size_t aNumEntries) { return "free(" + std::to_string(sizeFor(aNumEntries)) + ')'; }
+
+class TargetMappings : public HbaapiLayer
+{
+protected:
+    ~TargetMappings() override { std::free(mMapping); }
+
+    /// Lets the HBA API answer the next requests so.
+    void answer(HBA_STATUS aStatus, unsigned int aTimes = 1)
+    {
+        for (unsigned int i = 0; i < aTimes; ++i)
+        {
+            mHbaapi.mTargetMappings.push_back({aStatus});
+        }
+    }
+
+    /// Lets the HBA API answer the next request with MORE_DATA and ask for so many entries.
+    void answerMoreData(unsigned int aNumEntries)
+    {
+        mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [=](HBA_FCPTargetMapping& arMapping)
+                                           { arMapping.NumberOfEntries = aNumEntries; }});
+    }
+
+    /// Passes a block with so many entries to the next query. Its bytes can be told from zeroed ones.
+    void passBlock(unsigned int aNumEntries)
+    {
+        mMapping = static_cast<HBA_FCPTargetMapping*>(std::malloc(sizeFor(std::max(aNumEntries, 1u))));
+        std::memset(static_cast<void*>(mMapping), untouched, sizeFor(std::max(aNumEntries, 1u)));
+        mMapping->NumberOfEntries = aNumEntries;
+    }
+
+    std::string fetch(unsigned int aHandle = 7)
+    {
+        return outcomeOf([&] { mReturned = mLayer.HA_GetTargetMappings(aHandle, mMapping); });
+    }
+
+    /// The entries of the mapping, byte by byte.
+    static std::vector<unsigned char> entriesOf(HBA_FCPTargetMapping const& aMapping)
+    {
+        unsigned char const* const first = reinterpret_cast<unsigned char const*>(aMapping.entry);
+        return std::vector<unsigned char>(
+            first, first + sizeFor(aMapping.NumberOfEntries) - offsetof(HBA_FCPTargetMapping, entry));
+    }
+
+    /// What one request logs.
+    static Lines request(unsigned int aNumEntries, std::string const& aStatusName)
+    {
+        ExpectedLog const step = logOf("__sGetTargetMappings");
+        Lines lines = requestInBlock(aNumEntries, aStatusName);
+        lines.insert(lines.begin() + 1, step.trace("Allocating memory for target mappings"));
+        return lines;
+    }
+
+    /// What one request logs that uses the caller's block.
+    static Lines requestInBlock(unsigned int aNumEntries, std::string const& aStatusName)
+    {
+        ExpectedLog const step = logOf("__sGetTargetMappings");
+        return {step.entered(), step.trace("Going to invoke HBA_GetFcpTargetMapping for mappings"),
+                call("HBA_GetFcpTargetMapping(7, " + std::to_string(aNumEntries) + ')'),
+                step.trace("The status of get fcp target mapping: %s",
+                           "The status of get fcp target mapping: " + aStatusName),
+                step.left()};
+    }
+
+    /// What one request logs that is answered with MORE_DATA.
+    static Lines moreWanted(unsigned int aNumEntries)
+    {
+        return request(aNumEntries, "HBA_STATUS_ERROR_MORE_DATA");
+    }
+
+    /// What one request logs that is answered with BUSY, and the waiting.
+    static Lines busy(unsigned int aNumEntries)
+    {
+        return joined({request(aNumEntries, "HBA_STATUS_ERROR_BUSY"), {call("ClibSleepMS(1000)")}});
+    }
+
+    /// What the query logs at its end when it fails.
+    Lines failure(unsigned int aNumEntries, std::string const& aStatusName) const
+    {
+        return {mExpected.error(
+                    "Failed to get <%d> target mappings - %s",
+                    "Failed to get <" + std::to_string(aNumEntries) + "> target mappings - " + aStatusName),
+                mExpected.left()};
+    }
+
+    ExpectedLog const mExpected = logOf("HA_GetTargetMappings");
+    Lines const mEntered = {mExpected.entered()};
+    Lines const mLeft = {mExpected.left()};
+    LibraryHeap mHeap;
+    HBA_FCPTargetMapping* mMapping = nullptr;
+    HBA_FCPTargetMapping* mReturned = nullptr;
+};
+
+TEST_F(TargetMappings, WithoutABlockAreAskedForIn256Entries)
+{
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, request(256, "HBA_STATUS_OK"), mLeft})));
+}
+
+TEST_F(TargetMappings, AreReturnedAndKeptInThePointer)
+{
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_NE(mMapping, nullptr);
+    EXPECT_EQ(mReturned, mMapping);
+}
+
+TEST_F(TargetMappings, AreReturnedAsTheHbaApiFilledThem)
+{
+    mHbaapi.mTargetMappings.push_back({HBA_STATUS_OK, [](HBA_FCPTargetMapping& arMapping)
+                                       {
+                                           arMapping.NumberOfEntries = 2;
+                                           arMapping.entry[0].FcpId.FcId = 100;
+                                           arMapping.entry[1].FcpId.FcId = 101;
+                                       }});
+    EXPECT_EQ(fetch(), done);
+    EXPECT_EQ(mMapping->NumberOfEntries, 2u);
+    EXPECT_EQ(mMapping->entry[0].FcpId.FcId, 100u);
+    EXPECT_EQ(mMapping->entry[1].FcpId.FcId, 101u);
+}
+
+TEST_F(TargetMappings, AreAskedForInABlockOfZeros)
+{
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(entriesOf(*mMapping), Each(0));
+}
+
+TEST_F(TargetMappings, AreAskedForInABlockAsLargeAsTheStandardMakesIt)
+{
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_EQ(mHeap.sizeOf(mMapping), sizeFor(256));
+}
+
+TEST_F(TargetMappings, AreThoseOfTheHandleWhateverItIs)
+{
+    passBlock(2);
+    for (unsigned int const handle : {0u, 1u, 2147483648u, 4294967295u})
+    {
+        answer(HBA_STATUS_OK);
+        EXPECT_EQ(fetch(handle), done);
+        EXPECT_EQ(mHbaapi.calls().back(), "HBA_GetFcpTargetMapping(" + std::to_string(handle) + ", 2)");
+    }
+}
+
+TEST_F(TargetMappings, InABlockOfTheCallersAreAskedForWithoutAllocating)
+{
+    passBlock(2);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, requestInBlock(2, "HBA_STATUS_OK"), mLeft})));
+}
+
+TEST_F(TargetMappings, BlockOfTheCallersIsUsedAsItStands)
+{
+    passBlock(2);
+    HBA_FCPTargetMapping* const block = mMapping;
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_EQ(mMapping, block);
+    EXPECT_EQ(mMapping->NumberOfEntries, 2u);
+    EXPECT_THAT(entriesOf(*mMapping), Each(untouched));
+}
+
+TEST_F(TargetMappings, BlockOfOneEntryIsEnough)
+{
+    passBlock(1);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_GetFcpTargetMapping(7, 1)"));
+}
+
+TEST_F(TargetMappings, MoreOfThemAreAskedForInAsManyEntriesAsItTakes)
+{
+    answerMoreData(300);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(events(),
+                ElementsAreArray(joined({mEntered, moreWanted(256), request(300, "HBA_STATUS_OK"), mLeft})));
+}
+
+TEST_F(TargetMappings, MoreOfThemAreAskedForInANewBlockOfZeros)
+{
+    mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [](HBA_FCPTargetMapping& arMapping)
+                                       {
+                                           std::memset(static_cast<void*>(&arMapping), untouched,
+                                                       sizeFor(256));
+                                           arMapping.NumberOfEntries = 300;
+                                       }});
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_EQ(mHeap.sizeOf(mMapping), sizeFor(300));
+    EXPECT_EQ(mMapping->NumberOfEntries, 300u);
+    EXPECT_THAT(entriesOf(*mMapping), Each(0));
+}
+
+TEST_F(TargetMappings, MoreOfThemThanTheCallersBlockHoldsTakeANewOne)
+{
+    passBlock(2);
+    answerMoreData(3);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, requestInBlock(2, "HBA_STATUS_ERROR_MORE_DATA"),
+                                                   request(3, "HBA_STATUS_OK"), mLeft})));
+    EXPECT_THAT(entriesOf(*mMapping), Each(0));
+}
+
+TEST_F(TargetMappings, MoreOfThemMayBeFewerThanBefore)
+{
+    answerMoreData(300);
+    answerMoreData(2);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(mHbaapi.calls(),
+                ElementsAre("HBA_GetFcpTargetMapping(7, 256)", "HBA_GetFcpTargetMapping(7, 300)",
+                            "HBA_GetFcpTargetMapping(7, 2)"));
+}
+
+TEST_F(TargetMappings, AskingForMoreIsNotLimited)
+{
+    // Deliberately so: an adapter whose mappings keep growing is followed, however often it takes.
+    for (unsigned int i = 0; i < 1000; ++i)
+    {
+        answerMoreData(2 + i % 7);
+    }
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_EQ(mHbaapi.calls().size(), 1001u);
+    EXPECT_EQ(mHbaapi.calls().back(), "HBA_GetFcpTargetMapping(7, 7)");
+}
+
+TEST_F(TargetMappings, OfABusyAdapterAreAskedForAgainAfterASecond)
+{
+    answer(HBA_STATUS_ERROR_BUSY);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(events(),
+                ElementsAreArray(joined({mEntered, busy(256), request(256, "HBA_STATUS_OK"), mLeft})));
+}
+
+TEST_F(TargetMappings, OfAnAdapterThatIsBusyFourTimesAreHad)
+{
+    answer(HBA_STATUS_ERROR_BUSY, 4);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(
+        events(),
+        ElementsAreArray(joined({mEntered, repeated(4, busy(256)), request(256, "HBA_STATUS_OK"), mLeft})));
+    EXPECT_EQ(mReturned, mMapping);
+}
+
+TEST_F(TargetMappings, OfAnAdapterThatIsBusyFiveTimesAreGivenUpAfterWaitingOnceMore)
+{
+    // Every busy answer is waited out, the fifth too, after which there is no request any more.
+    answer(HBA_STATUS_ERROR_BUSY, 5);
+    EXPECT_EQ(fetch(), failed);
+    EXPECT_THAT(
+        events(),
+        ElementsAreArray(joined({mEntered, repeated(5, busy(256)), failure(256, "HBA_STATUS_ERROR_BUSY")})));
+    EXPECT_EQ(mMapping, nullptr);
+}
+
+TEST_F(TargetMappings, OfABusyAdapterAreAskedForInAsManyEntriesAsBefore)
+{
+    passBlock(2);
+    answer(HBA_STATUS_ERROR_BUSY);
+    answerMoreData(300);
+    answer(HBA_STATUS_ERROR_BUSY);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(mHbaapi.calls(),
+                ElementsAre("HBA_GetFcpTargetMapping(7, 2)", "HBA_GetFcpTargetMapping(7, 2)",
+                            "HBA_GetFcpTargetMapping(7, 300)", "HBA_GetFcpTargetMapping(7, 300)"));
+}
+
+TEST_F(TargetMappings, OfABusyAdapterAreAskedForInANewBlockOfZeros)
+{
+    passBlock(2);
+    answer(HBA_STATUS_ERROR_BUSY);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_EQ(mHeap.sizeOf(mMapping), sizeFor(2));
+    EXPECT_THAT(entriesOf(*mMapping), Each(0));
+}
+
+TEST_F(TargetMappings, AskingForMoreDoesNotMakeUpForBusyAnswers)
+{
+    for (unsigned int i = 0; i < 5; ++i)
+    {
+        answerMoreData(300 + i);
+        answer(HBA_STATUS_ERROR_BUSY);
+    }
+    EXPECT_EQ(fetch(), failed);
+    EXPECT_THAT(events(), ElementsAreArray(
+                              joined({mEntered, moreWanted(256), busy(300), moreWanted(300), busy(301),
+                                      moreWanted(301), busy(302), moreWanted(302), busy(303), moreWanted(303),
+                                      busy(304), failure(304, "HBA_STATUS_ERROR_BUSY")})));
+}
+
+TEST_F(TargetMappings, AskingForMoreIsNotCountedAsBusy)
+{
+    answer(HBA_STATUS_ERROR_BUSY, 4);
+    for (unsigned int i = 0; i < 10; ++i)
+    {
+        answerMoreData(300);
+    }
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_EQ(mHbaapi.calls().size(), 15u);
+}
+
+class TargetMappingsStatus : public TargetMappings, public testing::WithParamInterface<NamedStatus>
+{
+protected:
+    Lines finalRequest(unsigned int aNumEntries) const
+    {
+        return joined({request(aNumEntries, GetParam().mName), failure(aNumEntries, GetParam().mName)});
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(EachThatEndsTheQuery, TargetMappingsStatus,
+                         testing::ValuesIn(failuresBut({HBA_STATUS_ERROR_MORE_DATA, HBA_STATUS_ERROR_BUSY})));
+
+TEST_P(TargetMappingsStatus, IsNotTriedAgain)
+{
+    answer(GetParam().mStatus);
+    EXPECT_EQ(fetch(), failed);
+    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, finalRequest(256)})));
+    EXPECT_EQ(mMapping, nullptr);
+}
+
+TEST_P(TargetMappingsStatus, IsNotTriedAgainAfterMoreWereAskedFor)
+{
+    answerMoreData(300);
+    answer(GetParam().mStatus);
+    EXPECT_EQ(fetch(), failed);
+    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, moreWanted(256), finalRequest(300)})));
+    EXPECT_EQ(mMapping, nullptr);
+}
+
+TEST_P(TargetMappingsStatus, IsNotTriedAgainAfterABusyAnswer)
+{
+    answer(HBA_STATUS_ERROR_BUSY);
+    answer(GetParam().mStatus);
+    EXPECT_EQ(fetch(), failed);
+    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, busy(256), finalRequest(256)})));
+    EXPECT_EQ(mMapping, nullptr);
+}
+
+TEST_P(TargetMappingsStatus, TakesTheBlockOfTheCallersAway)
+{
+    passBlock(2);
+    answer(GetParam().mStatus);
+    EXPECT_EQ(fetch(), failed);
+    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, requestInBlock(2, GetParam().mName),
+                                                   failure(2, GetParam().mName)})));
+    EXPECT_EQ(mMapping, nullptr);
+}
+
+using TargetMappingsDeathTest = TargetMappings;
+
+TEST_F(TargetMappingsDeathTest, BlockWithoutEntriesEndsTheProcess)
+{
+    passBlock(0);
+    EXPECT_EXIT(
+        {
+            echoLogLines();
+            fetch();
+        },
+        ExitedWithCode(1),
+        onlyTheseLines(joined({mEntered,
+                               {logOf("__sGetTargetMappings").entered(),
+                                logOf("__sGetTargetMappings").assertion("acNumEntries > 0")}})));
+}
+
+TEST_F(TargetMappingsDeathTest, MoreThatIsOneEntryOrNoneEndsTheProcess)
+{
+    for (unsigned int const numEntries : {0u, 1u})
+    {
+        answerMoreData(numEntries);
+        EXPECT_EXIT(
+            {
+                echoLogLines();
+                fetch();
+            },
+            ExitedWithCode(1),
+            onlyTheseLines(
+                joined({mEntered, moreWanted(256), {mExpected.assertion("arMapping->NumberOfEntries > 1")}})))
+            << numEntries << " entries";
+        mHbaapi.mTargetMappings.clear();
+    }
+}
+
+/// What the library does with the C heap.
+class TargetMappingsHeap : public TargetMappings
+{
+protected:
+    void SetUp() override
+    {
+        if (!LibraryHeap::isWatched())
+        {
+            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+        }
+    }
+};
+
+TEST_F(TargetMappingsHeap, EveryBlockButTheLastIsFreedOnce)
+{
+    passBlock(2);
+    answerMoreData(300);
+    answer(HBA_STATUS_ERROR_BUSY);
+    answer(HBA_STATUS_OK);
+    EXPECT_EQ(fetch(), done);
+    EXPECT_THAT(mHeap.calls(),
+                ElementsAre("free(the caller's)", allocateFor(300), freeFor(300), allocateFor(300)));
+}
+
+TEST_F(TargetMappingsHeap, EveryBlockIsFreedOnceByAFailure)
+{
+    answerMoreData(300);
+    answer(HBA_STATUS_ERROR);
+    EXPECT_EQ(fetch(), failed);
+    EXPECT_THAT(mHeap.calls(), ElementsAre(allocateFor(256), freeFor(256), allocateFor(300), freeFor(300)));
+}
+
+TEST_F(TargetMappingsHeap, EveryBlockOfABusyAdapterIsFreedOnce)
+{
+    passBlock(2);
+    answer(HBA_STATUS_ERROR_BUSY, 5);
+    EXPECT_EQ(fetch(), failed);
+    EXPECT_THAT(mHeap.calls(),
+                ElementsAre("free(the caller's)", allocateFor(2), freeFor(2), allocateFor(2), freeFor(2),
+                            allocateFor(2), freeFor(2), allocateFor(2), freeFor(2)));
+}
+
+TEST_F(TargetMappingsHeap, MemoryThatIsMissingIsReportedWithoutAWord)
+{
+    mHeap.failAllocation(1);
+    EXPECT_EQ(fetch(), outOfMemory);
+    ExpectedLog const step = logOf("__sGetTargetMappings");
+    EXPECT_THAT(events(),
+                ElementsAreArray(joined(
+                    {mEntered, {step.entered(), step.trace("Allocating memory for target mappings")}})));
+    EXPECT_EQ(mMapping, nullptr);
+}
+
+TEST_F(TargetMappingsHeap, MemoryThatIsMissingForMoreLeavesNothing)
+{
+    answerMoreData(300);
+    mHeap.failAllocation(2);
+    EXPECT_EQ(fetch(), outOfMemory);
+    EXPECT_EQ(events().back().mText, "Allocating memory for target mappings");
+    EXPECT_THAT(mHeap.calls(), ElementsAre(allocateFor(256), freeFor(256), allocateFor(300)));
+    EXPECT_EQ(mMapping, nullptr);
+}
+
+TEST_F(TargetMappingsHeap, SizeOfAsManyEntriesAsAnAdapterCanAskForIsNotCut)
+{
+    answerMoreData(4294967295u);
+    mHeap.failAllocation(2);
+    EXPECT_EQ(fetch(), outOfMemory);
+    EXPECT_EQ(mHeap.calls().back(), allocateFor(4294967295u));
+}
+}  // namespace
