@@ -4,7 +4,7 @@
 #include <fstream>
 #include <system_error>
 
-#include <stdlib.h>
+#include <cstdlib>
 
 ScratchFolder::ScratchFolder()
 {
