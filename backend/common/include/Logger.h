@@ -30,7 +30,8 @@ typedef void (*QZLogSink)(void* apContext, char const* apLine, unsigned int aLen
 ///
 /// The line has exactly one line end, whether or not the text brings its own; other control characters in
 /// it (but tabs) become "?", so that one call is always one line. It may be of any length; only when no
-/// memory can be had is it cut, at about 1,000 characters. `errno` is left as it was.
+/// memory can be had is it cut, at about 1,000 characters. A line that standard error refuses is lost. `errno`
+/// is left as it was.
 /// @param aLevel     severity, one of QZLogLevel
 /// @param apTag      the three-character marker that belongs to the level
 /// @param aLine      source line of the call
