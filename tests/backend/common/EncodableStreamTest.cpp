@@ -1,5 +1,6 @@
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <string>
@@ -240,6 +241,40 @@ TEST(EncodableOutStream, EncodesItsOwnBytesAlsoWhenTheyMove)
     Bytes const before = bytesOf(out);
     out << out.getEncoded();
     EXPECT_EQ(bytesOf(out), joined(before, joined(headOfBuffer(105), before)));
+}
+
+TEST(EncodableOutStream, TakesAByteOfItsOwnAlsoWhenItMoves)
+{
+    QZCEncodableOutStream out;
+    unsigned char const seven = 7;
+    out << seven;
+    // Often enough for the bytes to move to the heap and on it.
+    for (int i = 1; i < 1000; ++i)
+    {
+        unsigned char const* const first = out.getEncoded();
+        out << *first;
+    }
+    EXPECT_EQ(bytesOf(out), Bytes(1000, 7));
+}
+
+TEST(EncodableOutStream, TakesANumberOfItsOwnAlsoWhenItMoves)
+{
+    QZCEncodableOutStream out;
+    // So that an element makes them move that itself stands among them.
+    out << someBytes(4091);
+    unsigned char const* const last = out.getEncoded();
+    unsigned int number = 0;
+    std::memcpy(&number, last + 4088, sizeof number);
+    for (int i = 0; i < 2000; ++i)
+    {
+        unsigned char const* const bytes = out.getEncoded();
+        out << *reinterpret_cast<unsigned int const*>(bytes + 4088);
+    }
+    QZCEncodableOutStream once;
+    once << number;
+    Bytes const all = bytesOf(out);
+    Bytes const tail(all.end() - once.getEncoded().getLength(), all.end());
+    EXPECT_EQ(tail, bytesOf(once));
 }
 
 TEST(EncodableOutStream, ClearingForgetsAllElements)

@@ -76,7 +76,7 @@ TEST(LocalBuffer, VirtualOperationsKeepTheirSlots)
         virtualSlots(&buffer, 7),
         ElementsAre(AnyOf("QZCLocalBuffer::~QZCLocalBuffer()", "QZCBuffer::~QZCBuffer()"),
                     "QZCLocalBuffer::~QZCLocalBuffer()", "QZCBuffer::byte(unsigned int) const",
-                    "QZCBuffer::operator unsigned char const*() const", "QZCLocalBuffer::getLength() const",
+                    "QZCBuffer::operator unsigned char const*() const", "QZCBuffer::getLength() const",
                     "QZCBuffer::operator unsigned char*()", "QZCBuffer::setLength(unsigned int)"));
 }
 }  // namespace

@@ -436,6 +436,17 @@ TEST_F(Logger, LongLinesOfSeveralThreadsDoNotMix)
     EXPECT_EQ(mixed, 0) << "lines with bytes of another thread's";
 }
 
+TEST_F(Logger, ALineIsWholeAlsoWhereStandardErrorDoesNotBlock)
+{
+    std::size_t const length = 200000;
+    StandardErrorPipe standardError(std::chrono::milliseconds(20));
+    ASSERT_EQ(fcntl(STDERR_FILENO, F_SETFL, O_NONBLOCK), 0);
+    logText(std::string(length, 'a'));
+    std::vector<std::string> const lines = linesOf(standardError.taken());
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].substr(lines[0].size() - length), std::string(length, 'a'));
+}
+
 TEST_F(Logger, LinesOfSeveralThreadsAllReachTheSink)
 {
     CollectingSink const sink;
