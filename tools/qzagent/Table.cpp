@@ -53,7 +53,7 @@ Table::Table(std::vector<Column> const& aColumns, bool aColoured) : mTable(scols
     check(scols_table_set_termforce(mTable, SCOLS_TERMFORCE_ALWAYS) == 0);
     check(scols_table_set_termwidth(mTable, width) == 0);
     check(scols_table_enable_colors(mTable, aColoured) == 0);
-    guard.release();
+    static_cast<void>(guard.release());
 }
 
 Table::~Table() { scols_unref_table(mTable); }
