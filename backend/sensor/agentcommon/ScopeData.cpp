@@ -1,5 +1,21 @@
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+
+#include <new>
+
+#include "backend/common/include/Buffer.h"
 #include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/Logger.h"
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/Exceptions.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+
+#define QZ_LOG_FILE "ScopeData"
+
+// Of the encoded form: event, flag and marker; with payload the head of its buffer too; a name.
+static unsigned int const sgSizeWithoutData = 4;
+static unsigned int const sgSizeWithData = 9;
+static unsigned int const sgWwnSize = 13;
 
 QZCScopeEvent::QZCScopeEvent() : mCategory(0), mSubcategory(0) {}
 
@@ -13,3 +29,146 @@ bool QZCScopeEvent::operator==(QZCScopeEvent const& acrOther) const
 void QZCScopeEvent::encode(QZCEncodableOutStream& arOut) const { arOut << mCategory << mSubcategory; }
 
 void QZCScopeEvent::decode(QZCEncodableInStream& arIn) { arIn >> mCategory >> mSubcategory; }
+
+QZCScopeData::QZCScopeData(QZCPointer<QZCScopeEvent> const& acrEvent) : mHasWwns(false), mEventDataSize(0)
+{
+    QZ_LOG_ENTERED();
+    mScopeEvent = acrEvent;
+    QZ_LOG_LEFT();
+}
+
+QZCScopeData::QZCScopeData(QZCPointer<QZCScopeEvent> const& acrEvent,
+                           QZCPointer<QZCWorldWideName> const& acrFirst,
+                           QZCPointer<QZCWorldWideName> const& acrSecond)
+    : mHasWwns(true), mEventDataSize(0)
+{
+    QZ_LOG_ENTERED();
+    mScopeEvent = acrEvent;
+    mFirstWwn = acrFirst;
+    mSecondWwn = acrSecond;
+    QZ_LOG_LEFT();
+}
+
+QZCScopeData::QZCScopeData(QZCPointer<QZCScopeEvent> const& acrEvent, unsigned char const* apData,
+                           unsigned int aLength, unsigned int aBufferSize)
+    : mHasWwns(false), mEventDataSize(0)
+{
+    QZ_LOG_ENTERED();
+    mScopeEvent = acrEvent;
+    QZ_LOG_TRACE("Data length = %u", aLength);
+    _holdEventData(apData, aLength, aBufferSize);
+    QZ_LOG_LEFT();
+}
+
+QZCScopeData::QZCScopeData(QZCPointer<QZCScopeEvent> const& acrEvent, unsigned char const* apData,
+                           unsigned int aLength, unsigned int aBufferSize,
+                           QZCPointer<QZCWorldWideName> const& acrFirst,
+                           QZCPointer<QZCWorldWideName> const& acrSecond)
+    : mHasWwns(true), mEventDataSize(0)
+{
+    QZ_LOG_ENTERED();
+    mScopeEvent = acrEvent;
+    mFirstWwn = acrFirst;
+    mSecondWwn = acrSecond;
+    // Unlike its sibling without names this constructor does not log the length.
+    _holdEventData(apData, aLength, aBufferSize);
+    QZ_LOG_LEFT();
+}
+
+QZCScopeData::~QZCScopeData() {}
+
+void QZCScopeData::_holdEventData(unsigned char const* apData, unsigned int aLength, unsigned int aBufferSize)
+{
+    if (aLength == 0)
+    {
+        return;
+    }
+    try
+    {
+        QZCPointer<QZCBuffer> const data(new (std::nothrow) QZCBuffer(0u, aBufferSize), QZPST_Individual,
+                                         QZPAT_New);
+        data->append(apData, aLength);
+        mEventData = data;
+    }
+    catch (std::bad_alloc const&)
+    {
+        // No room for the bytes is the same to the caller as none for the buffer object.
+        throw QZCNoMemoryEx("Out of Memory", 2);
+    }
+    mEventDataSize = aLength;
+}
+
+void QZCScopeData::appendEventData(unsigned char const* apData, unsigned int aLength)
+{
+    QZ_LOG_ENTERED();
+    mEventData->append(apData, aLength);
+    mEventDataSize += aLength;
+    QZ_LOG_LEFT();
+}
+
+void QZCScopeData::encode(QZCEncodableOutStream& arOut) const
+{
+    mScopeEvent->encode(arOut);
+    arOut << mHasWwns;
+    if (mHasWwns)
+    {
+        mFirstWwn->encode(arOut);
+        mSecondWwn->encode(arOut);
+    }
+    unsigned int const marker = mEventDataSize != 0 ? 1 : 0;
+    arOut << marker;
+    if (marker == 1)
+    {
+        arOut << *mEventData;
+    }
+}
+
+/// @return a new record read from the stream
+template <typename Record>
+static QZCPointer<Record> __sDecode(QZCEncodableInStream& arIn)
+{
+    QZCPointer<Record> const record(new (std::nothrow) Record, QZPST_Individual, QZPAT_New);
+    record->decode(arIn);
+    return record;
+}
+
+void QZCScopeData::decode(QZCEncodableInStream& arIn)
+{
+    QZ_LOG_ENTERED();
+    mScopeEvent = __sDecode<QZCScopeEvent>(arIn);
+    arIn >> mHasWwns;
+    if (mHasWwns)
+    {
+        mFirstWwn = __sDecode<QZCWorldWideName>(arIn);
+        mSecondWwn = __sDecode<QZCWorldWideName>(arIn);
+    }
+    unsigned int marker = 0;
+    arIn >> marker;
+    if (marker != 0)
+    {
+        QZCPointer<QZCBuffer> data;
+        arIn >> data;
+        mEventData = data;
+        mEventDataSize = data->getLength();
+    }
+    QZ_LOG_LEFT();
+}
+
+unsigned int QZCScopeData::encodeSize() const
+{
+    return (mEventDataSize != 0 ? mEventDataSize + sgSizeWithData : sgSizeWithoutData) +
+           (mHasWwns ? 2 * sgWwnSize : 0);
+}
+
+unsigned int QZCScopeData::numEncodedElements() const
+{
+    return 2 + (mEventDataSize != 0 ? 1 : 0) + (mHasWwns ? 2 : 0);
+}
+
+unsigned int QZCScopeData::size() const
+{
+    // A fixed figure and its one exception, which callers have come to rely on.
+    return mEventDataSize + (mHasWwns ? 1 : 0) == 4294967293u ? 0 : 16;
+}
+
+unsigned int QZCScopeData::eventDataSize() const { return mEventDataSize; }

@@ -118,7 +118,7 @@ public:
     /// @param apSize    not null: its size in bytes; set to the length of the response when the buffer is
     ///                  replaced. After an exception buffer and size still belong together, but after "Malloc
     ///                  Failed in HA_SendReportLUNs", when the buffer is null and the size unchanged
-    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" after another status (then without the
-    ///         trace "Left") or for a list of more than 4096 bytes; "Malloc Failed in HA_SendReportLUNs"
+    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" after another status (then without
+    ///         the trace "Left") or for a list of more than 4096 bytes; "Malloc Failed in HA_SendReportLUNs"
     void HA_SendReportLUNs(unsigned int aHandle, HBA_wwn aPortWwn, void** apBuffer, unsigned int* apSize);
 };
