@@ -12,19 +12,13 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
-#include "backend/common/include/Logger.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tests/support/CallLog.h"
 #include "tests/support/FakeHbaapi.h"
 #include "tests/support/LogCapture.h"
 
 /// The lines that a function of the layer is expected to log.
 inline ExpectedLog logOf(char const* aFunction) { return ExpectedLog(aFunction, "HbaapiAbs"); }
-
-/// Puts a call that the layer makes among its log lines.
-inline void logCall(char const* aCall) { PrintLogMessageWithTimeStamp(0, "", __LINE__, "", "", "%s", aCall); }
-
-/// What stands among the log lines for such a call.
-inline LogLine call(std::string const& aCall) { return {0, "", "", "", "%s", aCall}; }
 
 /// The layer, whose calls of the HBA API show among the log lines in the order of events.
 class HbaapiLayer : public testing::Test

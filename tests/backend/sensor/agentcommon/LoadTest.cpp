@@ -1,4 +1,5 @@
 // The built libraries as files: what they need, what they offer, and what opening them does.
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <ostream>
@@ -121,6 +122,23 @@ TEST(Libraries, AgentCommonTakesTheHbaApiFromElsewhere)
                                      "HBA_RefreshInformation", "HBA_GetAdapterAttributes",
                                      "HBA_GetAdapterPortAttributes", "HBA_GetFcpTargetMapping",
                                      "HBA_SendReportLUNs"));
+}
+
+TEST(Libraries, AgentCommonLooksForTheVendorLibraryWithTheDynamicLinker)
+{
+    Texts imported = importsOf(AGENTCOMMON_LIBRARY);
+    for (std::string& name : imported)
+    {
+        name.erase(std::min(name.find('@'), name.size()));
+    }
+    EXPECT_THAT(imported, IsSupersetOf({"dlopen", "dlsym", "dlerror", "dlclose"}));
+}
+
+TEST(Libraries, AgentCommonIsNotLinkedAgainstTheVendorLibrary)
+{
+    EXPECT_THAT(importsOf(AGENTCOMMON_LIBRARY), Each(Not(ContainsRegex("^VQM_|[rR]egisterForEvent"))));
+    EXPECT_THAT(behind("Shared library: [", dynamicSectionOf(AGENTCOMMON_LIBRARY)),
+                Each(Not(HasSubstr("vqm"))));
 }
 
 TEST(Libraries, AgentCommonDefinesNothingOfTheHbaApi)
@@ -278,6 +296,17 @@ INSTANTIATE_TEST_SUITE_P(
                       {"operator==(QZCScopeEvent const&) const", "encode(QZCEncodableOutStream&) const",
                        "decode(QZCEncodableInStream&)"}},
         ExportedClass{
+            "QZCScopeData",
+            {"(QZCPointer<QZCScopeEvent> const&)",
+             "(QZCPointer<QZCScopeEvent> const&, QZCPointer<QZCWorldWideName> const&, "
+             "QZCPointer<QZCWorldWideName> const&)",
+             "(QZCPointer<QZCScopeEvent> const&, unsigned char const*, unsigned int, unsigned int)",
+             "(QZCPointer<QZCScopeEvent> const&, unsigned char const*, unsigned int, unsigned int, "
+             "QZCPointer<QZCWorldWideName> const&, QZCPointer<QZCWorldWideName> const&)"},
+            {"appendEventData(unsigned char const*, unsigned int)", "encode(QZCEncodableOutStream&) const",
+             "decode(QZCEncodableInStream&)", "encodeSize() const", "numEncodedElements() const",
+             "size() const", "eventDataSize() const"}},
+        ExportedClass{
             "QZCLatencyData",
             {"(bool)", "(bool, unsigned int, unsigned int, unsigned int)",
              "(unsigned int, unsigned int, unsigned char, unsigned int, unsigned int, unsigned int, "
@@ -308,7 +337,23 @@ INSTANTIATE_TEST_SUITE_P(
              "HA_GetAdapterAttributes(unsigned int)",
              "HA_GetAdapterPorts(unsigned int, hba_AdapterAttributes const*, unsigned int&)",
              "HA_GetTargetMappings(unsigned int, HBA_FCPTargetMapping*&)",
-             "HA_SendReportLUNs(unsigned int, HBA_wwn, void**, unsigned int*)"}}),
+             "HA_SendReportLUNs(unsigned int, HBA_wwn, void**, unsigned int*)"}},
+        ExportedClass{
+            "QZCLibvqmAbs",
+            {"()"},
+            {"LIBVQM_LoadLibrary()", "LIBVQM_FreeLibrary()", "LIBVQM_Init()", "LIBVQM_Close()",
+             "LIBVQM_IsQzapiSupported()", "DoesDriverSupportQzapi(QZCPointer<QZCDepVersion> const&)",
+             "__initLibvqm()", "__processLibvqmVersion()", "__processDriverVersion()",
+             "LIBVQM_GetNumberOfAdapters()",
+             "LIBVQM_GetAdapterInfo(unsigned int, QZCPointer<QZCWorldWideName>&, "
+             "QZCPointer<QZCWorldWideName>&)",
+             "LIBVQM_VqmRegEvent(unsigned int, unsigned int, void*, unsigned int, "
+             "void (*)(unsigned int, ...))",
+             "LIBVQM_VqmUnregEvent(unsigned int, unsigned int)",
+             "LIBVQM_QzapiRegEvent(unsigned int, QZCPointer<QZCWorldWideName> const&, "
+             "QZCPointer<QZCScopeEvent> const&, void*, unsigned int*, void (*)(unsigned int, HBA_wwn, "
+             "unsigned int, unsigned int, void*, QZ_event*))",
+             "LIBVQM_QzapiUnregEvent(unsigned int, QZCPointer<QZCWorldWideName> const&, unsigned int)"}}),
     [](testing::TestParamInfo<ExportedClass> const& aInfo) { return aInfo.param.mName; });
 
 TEST_P(LibraryExports, EverythingThatUsersLink)
@@ -362,6 +407,10 @@ TEST(VirtualTables, OfWorldWideNameHasTheDestructorsAndFourOperations)
 }
 
 TEST(VirtualTables, OfDepVersionHasTheDestructorsOnly) { EXPECT_EQ(slotsOf("QZCDepVersion"), 2u); }
+
+TEST(VirtualTables, OfScopeDataHasTheDestructorsAndTwoOperations) { EXPECT_EQ(slotsOf("QZCScopeData"), 4u); }
+
+TEST(VirtualTables, OfLibvqmAbsHasTheDestructorsOnly) { EXPECT_EQ(slotsOf("QZCLibvqmAbs"), 2u); }
 
 TEST(VirtualTables, OfHbaapiAbsHasTheDestructorsAndAllOperationsButReportLuns)
 {

@@ -1,0 +1,99 @@
+/// @file
+/// The layer over a scripted vendor library, for the tests of its methods. As its state belongs to the
+/// process, a test that calls it does so inFreshProcess() or in a death test.
+#pragma once
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "tests/support/CallLog.h"
+#include "tests/support/FakeVqm.h"
+#include "tests/support/LogCapture.h"
+
+using LogLines = std::vector<LogLine>;
+
+constexpr char symbolMissing[] = "QZCNotAllowedEx 9: dlsym Failed";
+
+/// The lines that a function of the layer is expected to log.
+inline ExpectedLog logOf(std::string const& aFunction) { return ExpectedLog(aFunction, "LibvqmAbs"); }
+
+/// One after the other.
+inline LogLines operator+(LogLines aFirst, LogLines const& aSecond)
+{
+    aFirst.insert(aFirst.end(), aSecond.begin(), aSecond.end());
+    return aFirst;
+}
+
+/// What a function of the layer is expected to log around the lines in between.
+inline LogLines around(std::string const& aFunction, LogLines const& aLines)
+{
+    return LogLines{logOf(aFunction).entered()} + aLines + LogLines{logOf(aFunction).left()};
+}
+
+/// The lookup of a symbol.
+inline LogLines lookup(std::string const& aSymbol)
+{
+    return {call("dlerror()"), call("dlsym(1, " + aSymbol + ")")};
+}
+
+/// The lookup of a function and its call.
+inline LogLines lookupAndCall(std::string const& aSymbol, std::string const& aArguments)
+{
+    return lookup(aSymbol) + LogLines{call(aSymbol + '(' + aArguments + ')')};
+}
+
+/// What is expected when an operation misses its function.
+inline LogLines failedLookup(std::string const& aSymbol, std::string const& aOperation)
+{
+    LogLine const complaint = logOf(aOperation)
+                                  .error("Can't find %s (error %s)",
+                                         "Can't find " + aSymbol + " (error libvqm.so: no such function)");
+    return lookup(aSymbol) + LogLines{call("dlerror()"), complaint} +
+           around("LIBVQM_FreeLibrary", {call("dlclose(1)")});
+}
+
+/// The layer, whose calls show among its log lines in the order of events.
+class LibvqmLayer : public testing::Test
+{
+protected:
+    LibvqmLayer() { mVqm.mOnCall = logCall; }
+
+    /// Loads the library and forgets the events of it.
+    void load()
+    {
+        mLayer.LIBVQM_LoadLibrary();
+        mLog.clear();
+    }
+
+    /// Also opens the diagnostic environment.
+    void loadAndInit()
+    {
+        mLayer.LIBVQM_LoadLibrary();
+        mLayer.LIBVQM_Init();
+        mLog.clear();
+    }
+
+    /// The layer's own lines and the calls, without the lines of the records that it makes.
+    LogLines events() const
+    {
+        LogLines found;
+        std::copy_if(mLog.lines().begin(), mLog.lines().end(), std::back_inserter(found),
+                     [](LogLine const& aLine) { return aLine.mFile == "LibvqmAbs" || aLine.mFile.empty(); });
+        return found;
+    }
+
+    /// How often a call was made.
+    long callsOf(std::string const& aCall) const
+    {
+        return std::count(mLog.lines().begin(), mLog.lines().end(), call(aCall));
+    }
+
+    FakeVqm mVqm;
+    LogCapture mLog;
+    QZCLibvqmAbs mLayer;
+};

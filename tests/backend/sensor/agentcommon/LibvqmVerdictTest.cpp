@@ -1,0 +1,486 @@
+// How the layer opens the diagnostic environment and judges whether the driver offers Quazor events.
+#include <array>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/DepVersion.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/FakeVqm.h"
+#include "tests/support/FreshProcess.h"
+#include "tests/support/LogCapture.h"
+
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::ExitedWithCode;
+using testing::IsEmpty;
+
+namespace
+{
+constexpr unsigned int tooManyAllocations = 1000;
+
+LogLine foundVersion(std::string const& acrText)
+{
+    return logOf("__processLibvqmVersion")
+        .info("Found Libvqm version : %s", "Found Libvqm version : " + acrText);
+}
+
+LogLine driverVersion(std::string const& acrText)
+{
+    return logOf("__processDriverVersion")
+        .info("KWRT Driver Version - %s", "KWRT Driver Version - " + acrText);
+}
+
+LogLine featureList(std::string const& acrNumber)
+{
+    return logOf("DoesDriverSupportQzapi").notice("FeatureList is %llu", "FeatureList is " + acrNumber);
+}
+
+LogLine verdict(std::string const& acrText)
+{
+    return logOf("DoesDriverSupportQzapi")
+        .notice("Driver supports Quazor: %s", "Driver supports Quazor: " + acrText);
+}
+
+/// What opening the environment is expected to show.
+LogLines openedEnvironment() { return around("__initLibvqm", lookupAndCall("VQM_InitDiagEnv", "32")); }
+
+using LibvqmInit = LibvqmLayer;
+using LibvqmInitDeathTest = LibvqmLayer;
+using LibvqmVerdict = LibvqmLayer;
+using LibvqmClosing = LibvqmLayer;
+
+TEST_F(LibvqmInit, OpensTheEnvironmentAndProcessesBothVersions)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mLayer.LIBVQM_Init();
+            LogLines const library = around("__processLibvqmVersion", lookupAndCall("VQM_GetLibVer", "") +
+                                                                          LogLines{foundVersion("7.2.20.6")});
+            LogLines const features =
+                around("DoesDriverSupportQzapi",
+                       lookupAndCall("VQM_GetDrvInfo", "0") + LogLines{featureList("256"), verdict("true")});
+            LogLines const driver =
+                around("__processDriverVersion", LogLines{driverVersion("8.0.1")} + features);
+            EXPECT_THAT(events(),
+                        ElementsAreArray(around("LIBVQM_Init", openedEnvironment() + library + driver)));
+        });
+}
+
+TEST_F(LibvqmInit, ParsesBothVersionTexts)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mLibraryVersion = "7.2";
+            mVqm.mDriverVersion = "8";
+            load();
+            mLayer.LIBVQM_Init();
+            std::vector<std::string> components;
+            for (LogLine const& line : mLog.lines())
+            {
+                if (line.mFormat == "Component#%u - %u")
+                {
+                    components.push_back(line.mText);
+                }
+            }
+            EXPECT_THAT(components, ElementsAre("Component#1 - 7", "Component#2 - 2", "Component#1 - 8"));
+        });
+}
+
+TEST_F(LibvqmInit, HandsOverAnEmptyVersionText)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mVersionTextOnEntry.fill(0xff);
+            loadAndInit();
+            EXPECT_THAT(mVqm.mVersionTextOnEntry, Each(0));
+        });
+}
+
+TEST_F(LibvqmInit, HandsOverADriverRecordOfVersionFourAndElseZero)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            std::array<unsigned char, FakeVqm::driverRecordSize> expected = {4};
+            EXPECT_EQ(mVqm.mDriverRecordOnEntry, expected);
+        });
+}
+
+TEST_F(LibvqmInit, AsksTheDriverOfBoardZeroWhateverTheNumberOfAdapters)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mNumAdapters = 32;
+            load();
+            mLayer.LIBVQM_Init();
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1);
+            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 32u);
+        });
+}
+
+TEST_F(LibvqmInit, ReadsALibraryVersionWithoutTerminatorToTheEndOfItsArea)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mLibraryVersion = std::string(200, '7');
+            load();
+            mLayer.LIBVQM_Init();
+            EXPECT_THAT(events(), Contains(foundVersion(std::string(128, '7'))));
+        });
+}
+
+TEST_F(LibvqmInit, ReadsADriverVersionWithoutTerminatorToTheEndOfTheTable)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mDriverVersion = std::string(4000, '8');
+            load();
+            mLayer.LIBVQM_Init();
+            EXPECT_THAT(events(), Contains(driverVersion(std::string(3456 - 52, '8'))));
+        });
+}
+
+TEST_F(LibvqmInit, DoesNotTakeTheVersionTextsForFormats)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mLibraryVersion = "%n%s";
+            mVqm.mDriverVersion = "%s%n";
+            load();
+            mLayer.LIBVQM_Init();
+            EXPECT_THAT(events(), Contains(foundVersion("%n%s")));
+            EXPECT_THAT(events(), Contains(driverVersion("%s%n")));
+        });
+}
+
+TEST_F(LibvqmInit, AcceptsEmptyVersionTexts)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mLibraryVersion.clear();
+            mVqm.mDriverVersion.clear();
+            load();
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), done);
+            EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported());
+        });
+}
+
+TEST_F(LibvqmInit, AcceptsVersionsOfEightParts)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mLibraryVersion = "1.2.3.4.5.6.7.8";
+            mVqm.mDriverVersion = "1.2.3.4.5.6.7.8";
+            load();
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), done);
+        });
+}
+
+TEST_F(LibvqmInitDeathTest, NinthPartOfTheLibraryVersionEndsTheProcess)
+{
+    EXPECT_EXIT(
+        {
+            mVqm.mLibraryVersion = "1.2.3.4.5.6.7.8.9";
+            load();
+            echoLogLines();
+            mLayer.LIBVQM_Init();
+        },
+        ExitedWithCode(1), "Component#8 - 8(.|\n)*Assertion . this->mNumComponents < 8 . failed");
+}
+
+TEST_F(LibvqmInitDeathTest, NinthPartOfTheDriverVersionEndsTheProcess)
+{
+    EXPECT_EXIT(
+        {
+            mVqm.mDriverVersion = "1.2.3.4.5.6.7.8.9";
+            load();
+            echoLogLines();
+            mLayer.LIBVQM_Init();
+        },
+        ExitedWithCode(1), "Component#8 - 8(.|\n)*Assertion . this->mNumComponents < 8 . failed");
+}
+
+TEST_F(LibvqmInit, AgainOnlyOpensTheEnvironment)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            mVqm.mNumAdapters = 3;
+            mLayer.LIBVQM_Init();
+            EXPECT_THAT(events(), ElementsAreArray(around("LIBVQM_Init", openedEnvironment())));
+            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 3u);
+        });
+}
+
+TEST_F(LibvqmInit, AfterAnotherLoadOnlyOpensTheEnvironment)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            mLayer.LIBVQM_Close();
+            mLayer.LIBVQM_FreeLibrary();
+            load();
+            mLayer.LIBVQM_Init();
+            EXPECT_THAT(events(), ElementsAreArray(around("LIBVQM_Init", openedEnvironment())));
+            EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported());
+        });
+}
+
+TEST_F(LibvqmInit, WithoutAdaptersSettlesTheMatterForTheProcess)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mNumAdapters = 0;
+            loadAndInit();
+            EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
+            mVqm.mNumAdapters = 2;
+            mLayer.LIBVQM_Init();
+            EXPECT_THAT(events(), ElementsAreArray(around("LIBVQM_Init", openedEnvironment())));
+            EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
+        });
+}
+
+TEST_F(LibvqmInit, WithoutAdaptersKeepsAnEarlierVerdict)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            mVqm.mNumAdapters = 0;
+            mLayer.LIBVQM_Init();
+            EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported());
+            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 0u);
+        });
+}
+
+TEST_F(LibvqmInit, RunsTheDriverStepAgainAfterItsFunctionWasMissing)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mVqm.mMissing = "VQM_GetDrvInfo";
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), symbolMissing);
+            mVqm.mMissing.clear();
+            mVqm.mFeatureList = 0;
+            load();
+            mLayer.LIBVQM_Init();
+            EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
+            EXPECT_EQ(callsOf("VQM_GetLibVer()"), 0);
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1);
+        });
+}
+
+TEST_F(LibvqmInit, WithoutMemoryForTheLibraryVersionBeginsWithItAgain)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            DeliberateLeak const leak;
+            auto const initialise = [&] { mLayer.LIBVQM_Init(); };
+            unsigned int attempts = 0;
+            while (!mLayer.LIBVQM_IsQzapiSupported() && attempts < tooManyAllocations)
+            {
+                ++attempts;
+                // The last one fails in the driver step.
+                EXPECT_EQ(outcomeWithoutMemory(attempts, initialise), outOfMemory);
+            }
+            EXPECT_GT(attempts, 2u) << "a version record and its count at least";
+            EXPECT_EQ(callsOf("VQM_GetLibVer()"), attempts);
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 0);
+        });
+}
+
+TEST_F(LibvqmInit, WithoutMemoryForTheDriverVersionBeginsWithItAgain)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mMissing = "VQM_GetDrvInfo";
+            load();
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), symbolMissing);
+            mVqm.mMissing.clear();
+            load();
+            DeliberateLeak const leak;
+            auto const initialise = [&] { mLayer.LIBVQM_Init(); };
+            unsigned int failing = 1;
+            while (outcomeWithoutMemory(failing, initialise) == outOfMemory && failing < tooManyAllocations)
+            {
+                EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported()) << "allocation " << failing;
+                EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 0) << "allocation " << failing;
+                ++failing;
+            }
+            EXPECT_GT(failing, 2u) << "a version record and its count at least";
+            EXPECT_EQ(callsOf("VQM_GetLibVer()"), 0);
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1);
+        });
+}
+
+TEST_F(LibvqmVerdict, IsFalseAndSilentBeforeAnyLoad)
+{
+    inFreshProcess(
+        [&]
+        {
+            EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
+            EXPECT_THAT(mLog.lines(), IsEmpty());
+        });
+}
+
+TEST_F(LibvqmVerdict, IsFalseUntilInit)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
+            EXPECT_THAT(mLog.lines(), IsEmpty());
+        });
+}
+
+TEST_F(LibvqmVerdict, OfTheFeatureTestItselfIsNotKept)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            EXPECT_TRUE(mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()));
+            EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
+        });
+}
+
+TEST_F(LibvqmClosing, LeavesAdaptersAndVerdict)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mNumAdapters = 2;
+            loadAndInit();
+            mLayer.LIBVQM_Close();
+            EXPECT_THAT(events(),
+                        ElementsAreArray(around("LIBVQM_Close", lookupAndCall("VQM_FreeDiagEnv", ""))));
+            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 2u);
+            EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported());
+        });
+}
+
+TEST_F(LibvqmClosing, WorksWithoutInit)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Close(); }), done);
+            EXPECT_EQ(callsOf("VQM_FreeDiagEnv()"), 1);
+        });
+}
+
+/// What the driver answers, and what follows from it.
+struct DriverAnswer
+{
+    std::string mName;
+    unsigned int mResult;
+    unsigned char mVersion;
+    unsigned long long mFeatureList;
+    bool mIsSupported;
+    std::string mLoggedList;  ///< empty when it is not logged
+};
+
+std::ostream& operator<<(std::ostream& arOut, DriverAnswer const& aAnswer) { return arOut << aAnswer.mName; }
+
+class LibvqmDriverAnswer : public LibvqmLayer, public testing::WithParamInterface<DriverAnswer>
+{
+protected:
+    LibvqmDriverAnswer()
+    {
+        mVqm.mDriverResult = GetParam().mResult;
+        mVqm.mDriverRecordVersion = GetParam().mVersion;
+        mVqm.mFeatureList = GetParam().mFeatureList;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, LibvqmDriverAnswer,
+    testing::Values(DriverAnswer{"VersionFourWithTheFeature", 0, 4, 0x100, true, "256"},
+                    DriverAnswer{"VersionFiveWithTheFeature", 0, 5, 0x100, true, "256"},
+                    DriverAnswer{"TheHighestVersionWithTheFeature", 0, 255, 0x100, true, "256"},
+                    DriverAnswer{"VersionThreeWithTheFeature", 0, 3, 0x100, false, ""},
+                    DriverAnswer{"VersionZeroWithTheFeature", 0, 0, 0x100, false, ""},
+                    DriverAnswer{"NoFeature", 0, 4, 0, false, "0"},
+                    DriverAnswer{"OnlyTheBitsBelow", 0, 4, 0xff, false, "255"},
+                    DriverAnswer{"OnlyTheBitAbove", 0, 4, 0x200, false, "512"},
+                    DriverAnswer{"AllOtherBits", 0, 4, 0xfffffffffffffeff, false, "18446744073709551359"},
+                    DriverAnswer{"AllBits", 0, 4, 0xffffffffffffffff, true, "18446744073709551615"},
+                    DriverAnswer{"TheFeatureAndTheHighestBit", 0, 4, 0x8000000000000100, true,
+                                 "9223372036854776064"},
+                    DriverAnswer{"TheFeatureInTheHighHalfOnly", 0, 4, 0x10000000000, false, "1099511627776"},
+                    DriverAnswer{"FailureWithTheFeature", 1, 4, 0x100, false, ""},
+                    DriverAnswer{"FailureOfAllBits", 4294967295u, 4, 0x100, false, ""}),
+    [](testing::TestParamInfo<DriverAnswer> const& aInfo) { return aInfo.param.mName; });
+
+TEST_P(LibvqmDriverAnswer, SettlesTheVerdict)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            EXPECT_EQ(mLayer.LIBVQM_IsQzapiSupported(), GetParam().mIsSupported);
+        });
+}
+
+TEST_P(LibvqmDriverAnswer, IsLogged)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            EXPECT_EQ(mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()), GetParam().mIsSupported);
+            LogLines expected = lookupAndCall("VQM_GetDrvInfo", "0");
+            if (!GetParam().mLoggedList.empty())
+            {
+                expected.push_back(featureList(GetParam().mLoggedList));
+            }
+            expected.push_back(verdict(GetParam().mIsSupported ? "true" : "false"));
+            EXPECT_THAT(events(), ElementsAreArray(around("DoesDriverSupportQzapi", expected)));
+        });
+}
+
+TEST_P(LibvqmDriverAnswer, IsNotAskedForAgain)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            mVqm.mDriverResult = 0;
+            mVqm.mDriverRecordVersion = 4;
+            mVqm.mFeatureList = 0x100;
+            mLayer.LIBVQM_Init();
+            EXPECT_EQ(mLayer.LIBVQM_IsQzapiSupported(), GetParam().mIsSupported);
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 0);
+        });
+}
+}  // namespace

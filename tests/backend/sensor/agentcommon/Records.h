@@ -1,0 +1,28 @@
+/// @file
+/// Records as the tests hand them to others.
+#pragma once
+
+#include <array>
+#include <new>
+
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/ScopeEvent.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+
+/// A scope event of these numbers, which must be below 24.
+inline QZCPointer<QZCScopeEvent> eventOf(unsigned char aCategory, unsigned char aSubcategory)
+{
+    QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
+    unsigned char const encoded[] = {aCategory, aSubcategory};
+    QZCEncodableInStream in(encoded, sizeof encoded);
+    event->decode(in);
+    return event;
+}
+
+/// A name of the 8 bytes.
+inline QZCPointer<QZCWorldWideName> nameOf(std::array<unsigned char, 8> const& aBytes)
+{
+    return QZCPointer<QZCWorldWideName>(new (std::nothrow) QZCWorldWideName(aBytes.data()), QZPST_Individual,
+                                        QZPAT_New);
+}
