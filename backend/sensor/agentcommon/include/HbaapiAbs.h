@@ -12,8 +12,9 @@
 
 /// The agent's layer over the HBA API, the standard C interface to Fibre Channel host bus adapters.
 ///
-/// Each method wraps one call of the HBA API (or a short sequence), traces "Entered" and "Left" around it,
-/// names a failed status in the log and turns it into an exception. The objects keep no state: what is loaded
+/// Each method wraps one call of the HBA API (or a short sequence) and traces "Entered" and "Left" around it.
+/// A failure that the method reports is logged, by its status name where there is one, and then thrown; which
+/// answers are ignored is said below. The objects keep no state: what is loaded
 /// and open is the HBA API library's own, so any number of objects behave as one.
 ///
 /// An adapter is known by its index, from 0 to the adapter count minus one, which serves to fetch its name;
@@ -29,8 +30,11 @@
 class QZCHbaapiAbs
 {
 public:
+    /// Construction and destruction do nothing: neither loads or frees anything.
+    /// @{
     QZCHbaapiAbs();
     virtual ~QZCHbaapiAbs();
+    /// @}
 
     /// Loads the HBA API library, which loads the vendor libraries that the host is configured for.
     /// @throws QZCExitConditionEx "Can't load HBAAPI library!", code 19
@@ -43,15 +47,18 @@ public:
     virtual unsigned int HA_GetNumberOfAdapters();
 
     /// Opens an adapter.
-    /// @param apName its name as HA_GetAdapterNames() gave it, terminated
+    /// @param apName its name as HA_GetAdapterNames() gave it, terminated; not kept. It is modifiable only
+    ///               because the standard's call takes it so
     /// @return its handle, never 0; released with HA_CloseAdapter()
     /// @throws QZCHbaapiEx "HBA_OpenAdapter method failed", code 802
     virtual unsigned int HA_OpenAdapter(char* apName);
 
-    /// Closes an adapter. Never throws, whatever the handle.
+    /// Closes an adapter. Never throws.
+    /// @param aHandle any number; what the HBA API library makes of a bad one is ignored
     virtual void HA_CloseAdapter(unsigned int aHandle);
 
-    /// Makes the HBA API library read the adapter's information anew. Never throws, whatever the handle.
+    /// Makes the HBA API library read the adapter's information anew. Never throws.
+    /// @param aHandle any number; what the HBA API library makes of a bad one is ignored
     virtual void HA_RefreshAdapter(unsigned int aHandle);
 
     /// Appends the names of the adapters with the indexes 0 to aCount - 1, in this order.
@@ -111,7 +118,7 @@ public:
     /// @param apSize    not null: its size in bytes; set to the length of the response when the buffer is
     ///                  replaced. After an exception buffer and size still belong together, but after "Malloc
     ///                  Failed in HA_SendReportLUNs", when the buffer is null and the size unchanged
-    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" after another status (then without the
-    ///         trace "Left") or for a list of more than 4096 bytes; "Malloc Failed in HA_SendReportLUNs"
+    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" after another status (then without
+    ///         the trace "Left") or for a list of more than 4096 bytes; "Malloc Failed in HA_SendReportLUNs"
     void HA_SendReportLUNs(unsigned int aHandle, HBA_wwn aPortWwn, void** apBuffer, unsigned int* apSize);
 };
