@@ -106,7 +106,7 @@ fs::path findLibrary()
     std::string tried;
     for (char const* const candidate : {".", "../lib", QZSIM_INSTALLED_LIBRARY_DIR})
     {
-        fs::path const library = (directory / candidate / libraryName).lexically_normal();
+        fs::path library = (directory / candidate / libraryName).lexically_normal();
         if (fs::is_regular_file(library))
         {
             return library;

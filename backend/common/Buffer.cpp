@@ -15,6 +15,11 @@ QZCBuffer::QZCBuffer(unsigned int aLength, unsigned int aCapacity)
     {
         _moveTo(room);
     }
+    else
+    {
+        // Whoever takes a few bytes more than there are, as a sender's fault may lead to, finds zeros.
+        std::memset(mInside, 0, sizeof mInside);
+    }
     std::memset(mBytes, 0, aLength);
     mLength = aLength;
 }

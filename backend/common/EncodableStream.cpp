@@ -16,6 +16,7 @@ struct QZCEncodedHead
 
 static unsigned char const sgMajorBits = 0xe0;
 static unsigned char const sgInfoBits = 0x1f;
+static unsigned char const sgNegative = 0x20;
 static unsigned char const sgIndefinite = 31;
 
 QZCEncodingEx::QZCEncodingEx(char const* apMessage, unsigned int aCode) noexcept
@@ -72,6 +73,11 @@ static void __sDescribe(char* apText, std::size_t aSize, unsigned char const* ap
     unsigned int const first = apBytes[0];
     char const* const name = sgNames[first >> 5];
     QZCEncodedHead const head = __sReadHead(apBytes, aRemaining);
+    if (head.mSize != 0 && head.mMajor == sgNegative)
+    {
+        std::snprintf(apText, aSize, "%s (0x%02x)", name, first);
+        return;
+    }
     if (head.mSize != 0)
     {
         std::snprintf(apText, aSize, "%s %llu (0x%02x)", name, static_cast<unsigned long long>(head.mValue),

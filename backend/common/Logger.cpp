@@ -1,5 +1,6 @@
 #include "backend/common/include/Logger.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -8,6 +9,7 @@
 #include <ctime>
 #include <mutex>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace
@@ -40,14 +42,20 @@ static void __sWriteToStandardError(char const* apLine, std::size_t aLength)
     while (aLength > 0)
     {
         ssize_t const written = write(STDERR_FILENO, apLine, aLength);
-        if (written < 0 && errno != EINTR)
-        {
-            return;
-        }
         if (written > 0)
         {
             apLine += written;
             aLength -= static_cast<std::size_t>(written);
+        }
+        else if (errno == EAGAIN)
+        {
+            // Someone made standard error non-blocking; a line must not end in its middle for that.
+            pollfd room = {STDERR_FILENO, POLLOUT, 0};
+            poll(&room, 1, -1);
+        }
+        else if (errno != EINTR)
+        {
+            return;
         }
     }
 }
@@ -138,7 +146,8 @@ __attribute__((cold, noinline)) static void __sLog(QZCLogLine& arLine, std::va_l
         if (larger != nullptr)
         {
             line = larger;
-            length = __sFormatLine(larger, length + 1, arLine, again);
+            // A text that has grown since is cut, not followed.
+            length = std::min(length, __sFormatLine(larger, length + 1, arLine, again));
         }
         else
         {

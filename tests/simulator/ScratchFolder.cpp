@@ -1,10 +1,9 @@
 #include "tests/simulator/ScratchFolder.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <system_error>
-
-#include <stdlib.h>
 
 ScratchFolder::ScratchFolder()
 {

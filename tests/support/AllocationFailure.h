@@ -22,7 +22,8 @@ public:
 long liveBlocks();
 
 /// While it lives, a block that this thread allocates and never frees is not held against it by the leak
-/// checker. For code that gives up an object on purpose, as QZCPointer does when it cannot allocate the count.
+/// checker. For code that gives up an object on purpose, as QZCPointer does when it cannot allocate the
+/// count.
 class DeliberateLeak
 {
 public:

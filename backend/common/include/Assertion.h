@@ -6,8 +6,8 @@
 
 #include "backend/common/include/Logger.h"
 
-/// Logs the failed condition at level 1, tag "-H-", and ends the process with exit status 1. Nothing is
-/// thrown and nothing is cleaned up.
+/// Logs the failed condition at level 1, tag "-H-" (if the logger's mask lets it pass), and ends the process
+/// with exit status 1. Nothing is thrown and nothing of the caller is cleaned up; exit handlers run.
 [[noreturn]] __attribute__((cold, noinline)) inline void QZAssertionFailed(unsigned int aLine,
                                                                            char const* apFunction,
                                                                            char const* apFile,

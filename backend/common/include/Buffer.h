@@ -16,6 +16,7 @@
 class QZCBuffer
 {
 public:
+    /// Beside the wrapping constructor a literal 0 for aLength is ambiguous: write 0u.
     /// @param aLength   bytes to start with, all zero
     /// @param aCapacity room to set aside, so that appending up to it allocates no more; a hint that later
     ///                  appends may exceed or fall short of
@@ -26,6 +27,7 @@ public:
     /// @param aLength their number
     QZCBuffer(unsigned char const* apBytes, unsigned int aLength);
 
+    /// Frees the bytes, but for wrapped ones.
     virtual ~QZCBuffer();
 
     QZCBuffer(QZCBuffer const&) = delete;
@@ -53,9 +55,6 @@ public:
     /// @param aLength their number
     void append(void const* apBytes, unsigned int aLength);
 
-protected:
-    unsigned int mLength;
-
 private:
     friend class QZCEncodableOutStream;
 
@@ -72,6 +71,7 @@ private:
     void _own();
     void _release();
 
+    unsigned int mLength;
     unsigned int mCapacity;  ///< equal to mLength while wrapping, so that any growth takes the slow way
     unsigned char* mBytes;
     bool mIsForeign;  ///< the bytes are wrapped: never written to, never freed

@@ -53,12 +53,14 @@ struct QZCEncodedForm
 class QZCEncodableOutStream
 {
 public:
+    /// A stream that holds nothing yet.
     QZCEncodableOutStream() : mEncoded(0u, 0u) {}
 
     QZCEncodableOutStream(QZCEncodableOutStream const&) = delete;
     QZCEncodableOutStream& operator=(QZCEncodableOutStream const&) = delete;
 
-    /// Appends one element.
+    /// Appends one element, whose value may stand in the bytes of this very stream. Of a buffer the bytes it
+    /// holds are taken as they are, whatever a derived class makes of its virtual operations.
     /// @return this stream, so that insertions chain
     /// @{
     QZCEncodableOutStream& operator<<(bool const& acrValue)
@@ -70,28 +72,30 @@ public:
 
     QZCEncodableOutStream& operator<<(unsigned char const& acrValue)
     {
+        unsigned char const value = acrValue;
         unsigned char* const room = mEncoded._room(QZCEncodedForm::sgByteHeadSize);
-        mEncoded.mLength += _putByte(room, acrValue);
+        mEncoded.mLength += _putByte(room, value);
         return *this;
     }
 
     QZCEncodableOutStream& operator<<(unsigned int const& acrValue)
     {
+        unsigned int const value = acrValue;
         unsigned char* const room = mEncoded._room(QZCEncodedForm::sgWordHeadSize);
-        if (acrValue <= 0xff)
+        if (value <= 0xff)
         {
-            mEncoded.mLength += _putByte(room, static_cast<unsigned char>(acrValue));
+            mEncoded.mLength += _putByte(room, static_cast<unsigned char>(value));
         }
-        else if (acrValue <= 0xffff)
+        else if (value <= 0xffff)
         {
             room[0] = QZCEncodedForm::sgUnsigned | QZCEncodedForm::sgFollows2;
-            room[1] = static_cast<unsigned char>(acrValue >> 8);
-            room[2] = static_cast<unsigned char>(acrValue);
+            room[1] = static_cast<unsigned char>(value >> 8);
+            room[2] = static_cast<unsigned char>(value);
             mEncoded.mLength += 3;
         }
         else
         {
-            _putWord(room, QZCEncodedForm::sgUnsigned | QZCEncodedForm::sgFollows4, acrValue);
+            _putWord(room, QZCEncodedForm::sgUnsigned | QZCEncodedForm::sgFollows4, value);
             mEncoded.mLength += QZCEncodedForm::sgWordHeadSize;
         }
         return *this;
@@ -102,7 +106,7 @@ public:
         unsigned int const length = acrBuffer.mLength;
         unsigned char* const room = mEncoded._room(std::size_t{length} + QZCEncodedForm::sgWordHeadSize);
         _putWord(room, QZCEncodedForm::sgByteString | QZCEncodedForm::sgFollows4, length);
-        // Read only now: a stream may be asked to encode its own bytes, which growing has moved.
+        // Read only now: the stream's own bytes may have moved with the growing.
         _putBytes(room + QZCEncodedForm::sgWordHeadSize, acrBuffer.mBytes, length);
         mEncoded.mLength += length + QZCEncodedForm::sgWordHeadSize;
         return *this;
@@ -165,7 +169,7 @@ private:
 /// remaining bytes is refused before anything is allocated. A failed extraction leaves the stream and the
 /// target where they were.
 ///
-/// Errors: QZCEncodingEx as above.
+/// Errors: QZCEncodingEx as above; extracting a buffer also QZCNoMemoryEx.
 /// Thread-safety: one stream is used by one thread at a time.
 class QZCEncodableInStream
 {

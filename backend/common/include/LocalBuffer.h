@@ -14,7 +14,4 @@ public:
     /// @param apBytes bytes to wrap, not owned; may be null when aLength is 0
     /// @param aLength their number
     QZCLocalBuffer(unsigned char const* apBytes, unsigned int aLength) : QZCBuffer(apBytes, aLength) {}
-
-    /// @return number of bytes held
-    unsigned int getLength() const override { return mLength; }
 };

@@ -23,7 +23,8 @@ enum QZLogLevel : unsigned int
 /// @param apContext what SetLogSink() was given
 /// @param apLine    the line with its line end; aLength bytes, not terminated, valid during the call only
 /// @param aLength   length in bytes
-/// A sink is called on the thread that logs, by several threads at once if several log, and must not throw.
+/// A sink is called on the thread that logs, by several threads at once if several log. It must not throw,
+/// and must not log.
 typedef void (*QZLogSink)(void* apContext, char const* apLine, unsigned int aLength);
 
 /// Writes one line, if the level mask lets the level pass; otherwise returns before it formats anything.
@@ -42,8 +43,9 @@ void PrintLogMessageWithTimeStamp(unsigned int aLevel, char const* apTag, unsign
                                   char const* apFunction, char const* apFile, char const* apFormat, ...)
     __attribute__((format(printf, 6, 7)));
 
-/// Sets which levels are written: the sum of their QZLogLevel values. Initially all but trace.
-/// Thread-safe; calls under way may still see the mask from before.
+/// Sets which levels are written: the sum of their QZLogLevel values. Initially all but trace. Without level
+/// 1 a failed assertion ends the process without a word. Thread-safe; calls under way may still see the mask
+/// from before.
 void SetLogLevelMask(unsigned int aMask);
 
 /// @return the levels that are written, as SetLogLevelMask() takes them. Thread-safe.

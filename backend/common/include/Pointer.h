@@ -96,7 +96,8 @@ public:
     }
 
     /// Gives up this handle's share, then shares what acrCopy holds. Assigning a handle to itself changes
-    /// nothing; assigning an empty one is a failed assertion, also to itself.
+    /// nothing; assigning an empty one is a failed assertion, also to itself. acrCopy must not live inside
+    /// the object that this handle alone holds: that object is freed first.
     QZCPointer<T>& operator=(QZCPointer<T> const& acrCopy)
     {
         QZ_ASSERT(0 != acrCopy.mPointer);

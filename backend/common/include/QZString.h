@@ -16,7 +16,8 @@
 ///
 /// Errors: QZCNoMemoryEx "Out of Memory", code 2, from every operation that makes a text; the object is then
 /// as it was before.
-/// Assertions: a position past the end given to substr().
+/// Assertions: a position past the end given to substr(); everywhere, that the text is there, which holds for
+/// every object that was built.
 /// Thread-safety: one object is used by one thread at a time.
 class QZCString
 {
@@ -24,14 +25,17 @@ public:
     /// @param apText terminated text to copy; must not be null
     QZCString(char const* apText) : mString(_make(apText)) {}
 
+    /// Copies the text.
     QZCString(QZCString const& acrCopy)
     {
         QZ_ASSERT(acrCopy.mString != 0);
         mString = _make(*acrCopy.mString);
     }
 
+    /// Frees the text.
     ~QZCString() {}
 
+    /// Copies the text; assigning an object to itself changes nothing.
     QZCString& operator=(QZCString const& acrCopy)
     {
         if (this != &acrCopy)
@@ -67,7 +71,7 @@ public:
     }
 
     /// @param aPosition position of a character, from 0
-    /// @return the character, to read or to write
+    /// @return the character, to read or to write, valid until the object is changed or destroyed
     /// @throws QZCInvalidEx "Invalid Value", code 6, when aPosition is not below size()
     char& at(unsigned int aPosition)
     {

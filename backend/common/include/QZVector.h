@@ -18,6 +18,7 @@ template <typename T>
 class QZCVector
 {
 public:
+    /// Iterates over the elements in their order, to read them.
     typedef typename std::vector<T>::const_iterator const_iterator;
 
     /// Appends a copy of acrElement.
@@ -38,7 +39,8 @@ public:
     /// @return number of elements
     unsigned int size() const { return static_cast<unsigned int>(mVector.size()); }
 
-    /// @return element aIndex, counted from 0; asserts that there is one
+    /// @return element aIndex, counted from 0; asserts that there is one; valid until the
+    ///         sequence is changed
     T const& operator[](unsigned int aIndex) const
     {
         QZ_ASSERT(aIndex < mVector.size());

@@ -25,28 +25,44 @@ public:
     explicit QZCLatencyData(bool aDummy);
 
     /// As above, but with a scale, stored as given.
+    /// @param aSearchType code of the kind of scale
+    /// @param aBase       base of the scale
+    /// @param aStep       step of the scale
     QZCLatencyData(bool aDummy, unsigned int aSearchType, unsigned int aBase, unsigned int aStep);
 
     /// A filled entry.
-    /// @param aSearchType code of the scale; only its low 8 bits are kept
-    /// @param apBuckets   values of the first buckets, the others are 0; null for none
-    /// @param aNumBuckets how many values apBuckets has: at most sgNumBuckets, which is not checked
+    /// @param aIoCount       number of I/Os
+    /// @param aAverageIoSize their mean size
+    /// @param aMarker        kept, but not encoded
+    /// @param aTrueLatency   their mean latency
+    /// @param aSearchType    code of the kind of scale; only its low 8 bits are kept
+    /// @param aBase          base of the scale
+    /// @param aStep          step of the scale
+    /// @param apBuckets      values of the first buckets, the others are 0; copied; null for none
+    /// @param aNumBuckets    how many values apBuckets has: at most sgNumBuckets, which is not checked
     QZCLatencyData(unsigned int aIoCount, unsigned int aAverageIoSize, unsigned char aMarker,
                    unsigned int aTrueLatency, unsigned int aSearchType, unsigned int aBase,
                    unsigned int aStep, unsigned int const* apBuckets, unsigned int aNumBuckets);
 
+    /// Does nothing of its own.
     virtual ~QZCLatencyData();
 
+    /// @return the field of that name
+    /// @{
     virtual unsigned int getSearchType() const;
     virtual unsigned int getBase() const;
     virtual unsigned int getStep() const;
+    /// @}
 
-    /// @return the first of sgNumBuckets counters, owned by this object
+    /// @return the first of sgNumBuckets counters, owned by this object and valid as long as it is
     virtual unsigned int const* getBuckets() const;
 
+    /// @return the field of that name
+    /// @{
     virtual unsigned int getIoCount() const;
     virtual unsigned int getAverageIoSize() const;
     virtual unsigned int getTrueLatency() const;
+    /// @}
 
     /// Merges another entry into this one: the buckets and counts are added modulo 2^32, the averages
     /// weighted by the counts. When the new count is 0 only the buckets change. The scale is neither compared

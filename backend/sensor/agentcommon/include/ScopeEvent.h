@@ -17,12 +17,15 @@ public:
     /// Category and subcategory 0; other values come from decode() alone.
     QZCScopeEvent();
 
+    /// Does nothing of its own.
     virtual ~QZCScopeEvent();
 
     /// @return whether categories and subcategories are both equal
     bool operator==(QZCScopeEvent const& acrOther) const;
 
+    /// @return the event's category
     unsigned char getCategory() const { return mCategory; }
+    /// @return the event's subcategory within the category
     unsigned char getSubcategory() const { return mSubcategory; }
 
     /// Writes the encoded form.

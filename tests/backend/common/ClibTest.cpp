@@ -1,0 +1,129 @@
+#include <chrono>
+#include <csignal>
+#include <cstring>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/time.h>
+
+#include "backend/common/include/Clib.h"
+
+using testing::ElementsAre;
+
+namespace
+{
+volatile std::sig_atomic_t gAlarms = 0;
+
+/// Interrupts the process every few milliseconds while it lives.
+class Alarms
+{
+public:
+    Alarms()
+    {
+        gAlarms = 0;
+        struct sigaction action = {};
+        action.sa_handler = [](int) { gAlarms = gAlarms + 1; };
+        sigaction(SIGALRM, &action, &mBefore);
+        setInterval(5000);
+    }
+
+    ~Alarms()
+    {
+        setInterval(0);
+        sigaction(SIGALRM, &mBefore, nullptr);
+    }
+
+    Alarms(Alarms const&) = delete;
+    Alarms& operator=(Alarms const&) = delete;
+
+private:
+    static void setInterval(suseconds_t aMicroseconds)
+    {
+        itimerval const interval = {{0, aMicroseconds}, {0, aMicroseconds}};
+        setitimer(ITIMER_REAL, &interval, nullptr);
+    }
+
+    struct sigaction mBefore = {};
+};
+
+/// Milliseconds that a sleep takes.
+double timeToSleep(unsigned long aMilliseconds)
+{
+    auto const start = std::chrono::steady_clock::now();
+    ClibSleepMS(aMilliseconds);
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+TEST(Clib, MemcpyCopiesExactlyTheGivenBytes)
+{
+    unsigned char const source[] = {1, 0, 3, 4};
+    unsigned char target[] = {9, 9, 9, 9};
+    EXPECT_EQ(ClibMemcpy(target, source, 3), target);
+    EXPECT_THAT(target, ElementsAre(1, 0, 3, 9));
+}
+
+TEST(Clib, MemcpyOfNothingChangesNothing)
+{
+    unsigned char const source[] = {1};
+    unsigned char target[] = {9};
+    EXPECT_EQ(ClibMemcpy(target, source, 0), target);
+    EXPECT_THAT(target, ElementsAre(9));
+}
+
+TEST(Clib, MemsetSetsExactlyTheGivenBytesToTheLow8Bits)
+{
+    unsigned char target[] = {9, 9, 9, 9};
+    EXPECT_EQ(ClibMemset(target, 0x1fe, 3), target);
+    EXPECT_THAT(target, ElementsAre(0xfe, 0xfe, 0xfe, 9));
+}
+
+TEST(Clib, SprintfPrintsATerminatedTextAndTellsItsLength)
+{
+    char text[16];
+    std::memset(text, 'x', sizeof text);
+    EXPECT_EQ(ClibSprintf(text, "%02x:%s", 10u, "b"), 4);
+    EXPECT_STREQ(text, "0a:b");
+}
+
+TEST(Clib, SscanfStoresItemsAndTellsHowMany)
+{
+    unsigned int first = 0;
+    unsigned int second = 7;
+    EXPECT_EQ(ClibSscanf("fe 12", "%x %x", &first, &second), 2);
+    EXPECT_EQ(first, 0xfeu);
+    EXPECT_EQ(second, 0x12u);
+}
+
+TEST(Clib, SscanfLeavesItemsThatDoNotMatchAlone)
+{
+    unsigned int item = 7;
+    EXPECT_EQ(ClibSscanf("zz", "%x", &item), 0);
+    EXPECT_EQ(item, 7u);
+}
+
+TEST(Clib, SscanfTellsWhenTheTextEndsFirst)
+{
+    unsigned int item = 7;
+    EXPECT_EQ(ClibSscanf("", "%x", &item), -1);
+    EXPECT_EQ(item, 7u);
+}
+
+TEST(Clib, NtohlReadsTheMostSignificantByteFirst)
+{
+    unsigned char const bytes[] = {0x01, 0x02, 0x03, 0xf4};
+    unsigned int value = 0;
+    std::memcpy(&value, bytes, sizeof value);
+    EXPECT_EQ(ClibNtohl(value), 0x010203f4u);
+}
+
+TEST(Clib, SleepsAtLeastTheGivenTime) { EXPECT_GE(timeToSleep(20), 20.0); }
+
+TEST(Clib, SleepsItsTimeAlsoWhenSignalsArrive)
+{
+    Alarms const alarms;
+    EXPECT_GE(timeToSleep(50), 50.0);
+    EXPECT_GT(gAlarms, 1);
+}
+
+TEST(Clib, SleepingForNoTimeReturns) { EXPECT_LT(timeToSleep(0), 1000.0); }
+}  // namespace

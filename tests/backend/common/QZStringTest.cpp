@@ -1,0 +1,333 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/common/include/Pointer.h"
+#include "backend/common/include/QZString.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/LogCapture.h"
+
+using testing::ExitedWithCode;
+using testing::IsEmpty;
+
+namespace
+{
+constexpr unsigned int notFound = 4294967295;
+
+// The standard string keeps short texts inside the object and allocates for long ones.
+constexpr char shortText[] = "1.2.3";
+constexpr char longText[] = "a text of such a length that it does not fit inside a string object";
+
+static_assert(sizeof(QZCString) == sizeof(QZCPointer<std::string>), "the handle is its only member");
+
+QZCString part(QZCString const& aText, unsigned int aPosition, unsigned int aLength)
+{
+    QZCString out("");
+    aText.substr(out, aPosition, aLength);
+    return out;
+}
+
+/// An object whose handle is empty, as only damage leaves one behind.
+QZCString& damaged()
+{
+    alignas(QZCString) static unsigned char storage[sizeof(QZCString)] = {};
+    return reinterpret_cast<QZCString&>(storage);
+}
+
+std::string failureOf(char const* aOperation, char const* aCondition)
+{
+    return onlyTheseLines({ExpectedLog(aOperation, "backend/common/include/QZString").assertion(aCondition)});
+}
+
+/// Lets one allocation after the other of an operation that makes a text fail. Fails the test unless each is
+/// reported, and loses no block but the string whose count, the last to be allocated, could not be had.
+template <typename Action>
+void expectReports(unsigned int aAllocations, Action const& aAction)
+{
+    DeliberateLeak const leak;
+    ASSERT_EQ(allocationsOf(aAction), aAllocations);
+    for (unsigned int failing = 1; failing <= aAllocations; ++failing)
+    {
+        long const before = liveBlocks();
+        EXPECT_EQ(outcomeWithoutMemory(failing, aAction), outOfMemory) << "allocation " << failing;
+        EXPECT_EQ(liveBlocks() - before, failing == aAllocations ? aAllocations - 1 : 0)
+            << "allocation " << failing;
+    }
+}
+
+TEST(QZString, HoldsACopyOfTheText)
+{
+    char text[] = "1.2.3";
+    QZCString const string(text);
+    text[0] = 'x';
+    EXPECT_STREQ(string.get(), "1.2.3");
+    EXPECT_EQ(string.size(), 5u);
+}
+
+TEST(QZString, HoldsALongText)
+{
+    std::string const text(100000, 'x');
+    QZCString const string(text.c_str());
+    EXPECT_EQ(string.get(), text);
+    EXPECT_EQ(string.size(), 100000u);
+}
+
+TEST(QZString, HoldsAnEmptyText)
+{
+    QZCString const string("");
+    EXPECT_STREQ(string.get(), "");
+    EXPECT_EQ(string.size(), 0u);
+}
+
+TEST(QZString, GivesTheSameTextForReadingAndForWriting)
+{
+    QZCString string(shortText);
+    QZCString const& constant = string;
+    EXPECT_EQ(string.get(), constant.get());
+}
+
+TEST(QZString, ACopyHasStorageOfItsOwn)
+{
+    for (char const* const text : {shortText, longText})
+    {
+        QZCString original(text);
+        QZCString const copy(original);
+        original.at(0) = 'x';
+        EXPECT_STREQ(copy.get(), text);
+        EXPECT_NE(original.get(), copy.get());
+    }
+}
+
+TEST(QZString, AssigningCopiesTheTextIntoStorageOfItsOwn)
+{
+    for (char const* const text : {shortText, longText})
+    {
+        QZCString original(text);
+        QZCString assigned("before");
+        EXPECT_EQ(&(assigned = original), &assigned);
+        original.at(0) = 'x';
+        EXPECT_STREQ(assigned.get(), text);
+        EXPECT_NE(original.get(), assigned.get());
+    }
+}
+
+TEST(QZString, AssigningItToItselfChangesNothing)
+{
+    QZCString string(longText);
+    QZCString const& same = string;
+    char const* const before = string.get();
+    EXPECT_EQ(allocationsOf([&] { string = same; }), 0u);
+    EXPECT_EQ(string.get(), before);
+    EXPECT_STREQ(string.get(), longText);
+}
+
+TEST(QZString, GivesItsMemoryBack)
+{
+    long const before = liveBlocks();
+    {
+        QZCString string(longText);
+        QZCString const copy(string);
+        string = QZCString(shortText);
+        copy.substr(string, 2, 50);
+    }
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(QZString, GivesTheCharacterAtAPosition)
+{
+    QZCString string("abc");
+    EXPECT_THAT((std::string{string.at(0), string.at(1), string.at(2)}), "abc");
+}
+
+TEST(QZString, TheCharacterAtAPositionCanBeWritten)
+{
+    QZCString string("abc");
+    string.at(1) = 'x';
+    EXPECT_STREQ(string.get(), "axc");
+}
+
+TEST(QZString, APositionPastTheEndHasNoCharacter)
+{
+    QZCString string("abc");
+    EXPECT_EQ(outcomeOf([&] { string.at(3); }), "QZCInvalidEx 6: Invalid Value");
+    EXPECT_EQ(outcomeOf([&] { string.at(notFound); }), "QZCInvalidEx 6: Invalid Value");
+    EXPECT_EQ(outcomeOf([] { QZCString("").at(0); }), "QZCInvalidEx 6: Invalid Value");
+}
+
+TEST(QZString, APositionPastTheEndIsNotLogged)
+{
+    LogCapture log;
+    outcomeOf([] { QZCString("abc").at(3); });
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(QZString, FindsTheFirstOccurrenceAtOrAfterAPosition)
+{
+    QZCString const string("1.2.3");
+    EXPECT_EQ(string.find(".", 0), 1u);
+    EXPECT_EQ(string.find(".", 1), 1u);
+    EXPECT_EQ(string.find(".", 2), 3u);
+    EXPECT_EQ(string.find("2.3", 0), 2u);
+}
+
+TEST(QZString, WhatIsNotThereIsNotFound)
+{
+    EXPECT_EQ(QZCString("123").find(".", 0), notFound);
+    EXPECT_EQ(QZCString("1.2").find(".", 2), notFound);
+    EXPECT_EQ(QZCString("1.2").find("1.2.", 0), notFound);
+    EXPECT_EQ(QZCString("").find(".", 0), notFound);
+}
+
+TEST(QZString, NothingIsFoundPastTheEnd)
+{
+    QZCString const string("1.2");
+    EXPECT_EQ(string.find("", 3), 3u);
+    EXPECT_EQ(string.find("", 4), notFound);
+    EXPECT_EQ(string.find(".", notFound), notFound);
+}
+
+TEST(QZString, APartBeginsAtItsPositionAndHasItsLength)
+{
+    QZCString const string("1.2.3");
+    EXPECT_STREQ(part(string, 0, 1).get(), "1");
+    EXPECT_STREQ(part(string, 2, 2).get(), "2.");
+    EXPECT_STREQ(part(string, 0, 5).get(), "1.2.3");
+    EXPECT_STREQ(part(string, 2, 0).get(), "");
+}
+
+TEST(QZString, APartIsClippedAtTheEnd)
+{
+    QZCString const string("1.2.3");
+    EXPECT_STREQ(part(string, 2, 100).get(), "2.3");
+    EXPECT_STREQ(part(string, 2, notFound).get(), "2.3");
+}
+
+TEST(QZString, ThePartAtTheEndIsEmpty)
+{
+    EXPECT_STREQ(part("1.2.3", 5, 10).get(), "");
+    EXPECT_STREQ(part("", 0, 10).get(), "");
+}
+
+TEST(QZString, TakingAPartLeavesTheWholeAlone)
+{
+    QZCString const whole(longText);
+    QZCString taken = part(whole, 2, 4);
+    taken.at(0) = 'x';
+    EXPECT_STREQ(whole.get(), longText);
+}
+
+TEST(QZString, APartOfItselfTakesItsPlace)
+{
+    QZCString string("1.2.3");
+    string.substr(string, 2, 3);
+    EXPECT_STREQ(string.get(), "2.3");
+}
+
+TEST(QZString, MakingWithoutMemoryIsReported)
+{
+    expectReports(2, [] { QZCString string(shortText); });
+    expectReports(3, [] { QZCString string(longText); });
+}
+
+TEST(QZString, CopyingWithoutMemoryIsReported)
+{
+    QZCString const brief(shortText);
+    QZCString const lengthy(longText);
+    expectReports(2, [&] { QZCString copy(brief); });
+    expectReports(3, [&] { QZCString copy(lengthy); });
+}
+
+TEST(QZString, AssigningWithoutMemoryIsReportedAndChangesNothing)
+{
+    DeliberateLeak const leak;
+    QZCString const text(longText);
+    for (unsigned int failing = 1; failing <= 3; ++failing)
+    {
+        QZCString assigned("before");
+        EXPECT_EQ(outcomeWithoutMemory(failing, [&] { assigned = text; }), outOfMemory);
+        EXPECT_STREQ(assigned.get(), "before") << "allocation " << failing;
+    }
+}
+
+TEST(QZString, AssigningWithoutMemoryLosesNothing)
+{
+    QZCString const text(longText);
+    QZCString assigned(longText);
+    expectReports(3, [&] { assigned = text; });
+}
+
+TEST(QZString, TakingAPartWithoutMemoryIsReportedAndChangesNothing)
+{
+    DeliberateLeak const leak;
+    QZCString const text(longText);
+    for (unsigned int failing = 1; failing <= 3; ++failing)
+    {
+        QZCString taken("before");
+        EXPECT_EQ(outcomeWithoutMemory(failing, [&] { text.substr(taken, 2, 50); }), outOfMemory);
+        EXPECT_STREQ(taken.get(), "before") << "allocation " << failing;
+        EXPECT_STREQ(text.get(), longText) << "allocation " << failing;
+    }
+}
+
+TEST(QZString, TakingAPartWithoutMemoryLosesNothing)
+{
+    QZCString const text(longText);
+    QZCString taken(longText);
+    expectReports(3, [&] { text.substr(taken, 2, 50); });
+}
+
+TEST(QZString, AMissingTextForWantOfMemoryIsNotLogged)
+{
+    LogCapture log;
+    outcomeWithoutMemory(1, [] { QZCString string(shortText); });
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(QZStringDeathTest, APartCannotBeginPastTheEnd)
+{
+    QZCString const string("1.2.3");
+    EXPECT_EXIT((echoLogLines(), part(string, 6, 1)), ExitedWithCode(1),
+                failureOf("substr", "pos <= mString->size()"));
+}
+
+TEST(QZStringDeathTest, ADamagedObjectHasNoText)
+{
+    QZCString const& constant = damaged();
+    EXPECT_EXIT((echoLogLines(), damaged().get()), ExitedWithCode(1), failureOf("get", "mString != 0"));
+    EXPECT_EXIT((echoLogLines(), constant.get()), ExitedWithCode(1), failureOf("get", "mString != 0"));
+}
+
+TEST(QZStringDeathTest, ADamagedObjectHasNoCharacters)
+{
+    EXPECT_EXIT((echoLogLines(), damaged().size()), ExitedWithCode(1), failureOf("size", "mString != 0"));
+    EXPECT_EXIT((echoLogLines(), damaged().at(0)), ExitedWithCode(1), failureOf("at", "mString != 0"));
+}
+
+TEST(QZStringDeathTest, ADamagedObjectCannotBeSearched)
+{
+    EXPECT_EXIT((echoLogLines(), damaged().find(".", 0)), ExitedWithCode(1),
+                failureOf("find", "mString != 0"));
+}
+
+TEST(QZStringDeathTest, ADamagedObjectHasNoPart)
+{
+    EXPECT_EXIT((echoLogLines(), part(damaged(), 0, 1)), ExitedWithCode(1),
+                failureOf("substr", "mString != 0"));
+}
+
+TEST(QZStringDeathTest, ADamagedObjectCannotBeCopied)
+{
+    EXPECT_EXIT((echoLogLines(), QZCString(damaged())), ExitedWithCode(1),
+                failureOf("QZCString", "acrCopy.mString != 0"));
+}
+
+TEST(QZStringDeathTest, ADamagedObjectCannotBeAssigned)
+{
+    QZCString string("text");
+    EXPECT_EXIT((echoLogLines(), string = damaged()), ExitedWithCode(1),
+                onlyTheseLines(
+                    {ExpectedLog("operator*", "backend/common/include/Pointer").assertion("0 != mPointer")}));
+}
+}  // namespace

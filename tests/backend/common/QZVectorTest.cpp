@@ -1,0 +1,176 @@
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/common/include/QZString.h"
+#include "backend/common/include/QZVector.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/LogCapture.h"
+
+using testing::ElementsAre;
+using testing::ExitedWithCode;
+using testing::IsEmpty;
+
+namespace
+{
+using Strings = QZCVector<QZCString>;
+
+std::vector<std::string> textsOf(Strings const& aStrings)
+{
+    std::vector<std::string> texts;
+    for (QZCString const& string : aStrings)
+    {
+        texts.emplace_back(string.get());
+    }
+    return texts;
+}
+
+void fill(Strings& aStrings, unsigned int aCount)
+{
+    for (unsigned int i = 0; i < aCount; ++i)
+    {
+        aStrings.push_back(std::to_string(i).c_str());
+    }
+}
+
+TEST(QZVector, StartsEmpty)
+{
+    Strings const strings;
+    EXPECT_EQ(strings.size(), 0u);
+    EXPECT_EQ(strings.begin(), strings.end());
+}
+
+TEST(QZVector, KeepsElementsInTheOrderTheyWereAppended)
+{
+    Strings strings;
+    strings.push_back("first");
+    strings.push_back("second");
+    EXPECT_EQ(strings.size(), 2u);
+    EXPECT_STREQ(strings[0].get(), "first");
+    EXPECT_STREQ(strings[1].get(), "second");
+}
+
+TEST(QZVector, CanBeWalkedThrough)
+{
+    Strings strings;
+    fill(strings, 3);
+    EXPECT_THAT(textsOf(strings), ElementsAre("0", "1", "2"));
+}
+
+TEST(QZVector, AppendsACopy)
+{
+    QZCString string("first");
+    Strings strings;
+    strings.push_back(string);
+    string.at(0) = 'x';
+    EXPECT_THAT(textsOf(strings), ElementsAre("first"));
+}
+
+TEST(QZVector, GrowsWithoutLosingAnElement)
+{
+    Strings strings;
+    fill(strings, 1000);
+    ASSERT_EQ(strings.size(), 1000u);
+    for (unsigned int i = 0; i < 1000; ++i)
+    {
+        ASSERT_EQ(strings[i].get(), std::to_string(i));
+    }
+}
+
+TEST(QZVector, AppendsOneOfItsOwnElementsAlsoWhenItGrows)
+{
+    Strings strings;
+    strings.push_back("a");
+    for (int i = 0; i < 8; ++i)
+    {
+        strings.push_back(strings[0]);
+    }
+    EXPECT_THAT(textsOf(strings), testing::AllOf(testing::SizeIs(9), testing::Each("a")));
+}
+
+TEST(QZVector, ClearingDestroysAllElements)
+{
+    Strings strings;
+    fill(strings, 3);
+    strings.clear();
+    EXPECT_EQ(strings.size(), 0u);
+    EXPECT_THAT(textsOf(strings), IsEmpty());
+}
+
+TEST(QZVector, GivesItsMemoryBack)
+{
+    long const before = liveBlocks();
+    {
+        Strings strings;
+        fill(strings, 10);
+        strings.clear();
+        fill(strings, 20);
+    }
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(QZVector, AppendingWithoutMemoryLeavesTheElementsAsTheyWere)
+{
+    // The storage, then for the new element and for each of the four old ones a string and its count.
+    for (unsigned int failing = 1; failing <= 11; ++failing)
+    {
+        DeliberateLeak const leak;
+        Strings strings;
+        fill(strings, 4);
+        QZCString const added("4");
+        EXPECT_EQ(outcomeWithoutMemory(failing, [&] { strings.push_back(added); }), outOfMemory)
+            << "allocation " << failing;
+        EXPECT_THAT(textsOf(strings), ElementsAre("0", "1", "2", "3")) << "allocation " << failing;
+    }
+}
+
+TEST(QZVector, AppendingWithoutMemoryLosesNothingButAStringWithoutACount)
+{
+    for (unsigned int failing = 1; failing <= 11; ++failing)
+    {
+        DeliberateLeak const leak;
+        bool const isCount = failing > 1 && failing % 2 == 1;
+        long const before = liveBlocks();
+        {
+            Strings strings;
+            fill(strings, 4);
+            QZCString const added("4");
+            outcomeWithoutMemory(failing, [&] { strings.push_back(added); });
+        }
+        EXPECT_EQ(liveBlocks() - before, isCount ? 1 : 0) << "allocation " << failing;
+    }
+}
+
+TEST(QZVector, AppendingWithoutMemoryLogsNothing)
+{
+    LogCapture log;
+    Strings strings;
+    outcomeWithoutMemory(1, [&] { strings.push_back("first"); });
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(QZVector, OtherErrorsOfAnElementPassThrough)
+{
+    struct Uncopyable
+    {
+        Uncopyable() = default;
+        Uncopyable(Uncopyable const&) { throw std::runtime_error("no copy of this"); }
+    };
+    QZCVector<Uncopyable> elements;
+    EXPECT_EQ(outcomeOf([&] { elements.push_back(Uncopyable()); }), "std::runtime_error: no copy of this");
+    EXPECT_EQ(elements.size(), 0u);
+}
+
+TEST(QZVectorDeathTest, AnIndexPastTheEndEndsTheProcess)
+{
+    Strings strings;
+    fill(strings, 2);
+    EXPECT_EXIT((echoLogLines(), strings[2].get()), ExitedWithCode(1),
+                onlyTheseLines({ExpectedLog("operator[]", "backend/common/include/QZVector")
+                                    .assertion("aIndex < mVector.size()")}));
+}
+}  // namespace
