@@ -31,8 +31,8 @@ void EightSnprintfAndString(benchmark::State& arState)
         char local[24];
         for (int i = 0; i < 8; ++i)
         {
-            std::snprintf(local + i * 3, sizeof local - static_cast<std::size_t>(i) * 3, i < 7 ? "%02x:" : "%02x",
-                          bytes[i]);
+            std::snprintf(local + i * 3, sizeof local - static_cast<std::size_t>(i) * 3,
+                          i < 7 ? "%02x:" : "%02x", bytes[i]);
         }
         name = std::string(local);
         benchmark::ClobberMemory();

@@ -3,6 +3,8 @@ find_package(PkgConfig REQUIRED)
 # The SNIA common library and its headers. The library calls it, whoever uses the library links it.
 pkg_check_modules(HBAAPI REQUIRED IMPORTED_TARGET HBAAPI)
 
+find_package(Threads REQUIRED)
+
 if(QZ_BUILD_TOOLS)
   find_package(CLI11 REQUIRED)
   find_package(fmt REQUIRED)
@@ -13,11 +15,9 @@ endif()
 
 if(QZ_BUILD_TESTS)
   find_package(GTest REQUIRED)
-  find_package(Threads REQUIRED)
   pkg_check_modules(CBOR REQUIRED IMPORTED_TARGET libcbor)
 endif()
 
 if(QZ_BUILD_BENCHMARKS)
   find_package(benchmark REQUIRED)
-  find_package(Threads REQUIRED)
 endif()

@@ -1,14 +1,10 @@
-// Every case begins with the common library not loaded, and leaves it so.
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tests/integration/HbaapiRoad.h"
 #include "tests/support/LogCapture.h"
 
 using testing::AllOf;
@@ -19,32 +15,6 @@ using testing::StrEq;
 
 namespace
 {
-class HbaapiRoad : public testing::Test
-{
-protected:
-    ~HbaapiRoad() override { mHbaapi.HA_FreeHbaapi(); }
-
-    std::vector<std::string> names()
-    {
-        QZCVector<QZCString> found;
-        mHbaapi.HA_GetAdapterNames(mHbaapi.HA_GetNumberOfAdapters(), found);
-        return textsOf(found);
-    }
-
-    static std::vector<std::string> textsOf(QZCVector<QZCString> const& acrNames)
-    {
-        std::vector<std::string> texts;
-        for (QZCString const& name : acrNames)
-        {
-            texts.emplace_back(name.get());
-        }
-        return texts;
-    }
-
-    QZCHbaapiAbs mHbaapi;
-    LogCapture mLog;
-};
-
 class TwoAdapters : public HbaapiRoad
 {
 };
@@ -63,8 +33,6 @@ class FailingOpen : public HbaapiRoad
 
 char gFirstName[] = "example-fc-0";
 char gUnknownName[] = "example-fc-9";
-
-ExpectedLog logOf(char const* aFunction) { return ExpectedLog(aFunction, "HbaapiAbs"); }
 
 TEST_F(TwoAdapters, AreCountedAndNamedInTheirOrder)
 {

@@ -9,12 +9,11 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "backend/common/include/QZString.h"
-#include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tools/qzagent/ExitCodes.h"
 #include "tools/qzagent/Failure.h"
 #include "tools/qzagent/HbaapiGuards.h"
+#include "tools/qzagent/Host.h"
 #include "tools/qzagent/Report.h"
 #include "tools/qzagent/Table.h"
 
@@ -31,21 +30,6 @@ struct Adapter
     char const* state() const { return mHandle ? "ok" : "failed"; }
 };
 
-/// The names that could be had.
-QZCVector<QZCString> namesOf(QZCHbaapiAbs& arHbaapi, Report& arReport)
-{
-    QZCVector<QZCString> names;
-    try
-    {
-        arHbaapi.HA_GetAdapterNames(arHbaapi.HA_GetNumberOfAdapters(), names);
-    }
-    catch (std::exception const& exception)
-    {
-        arReport.addFailure(failureOf(exception));
-    }
-    return names;
-}
-
 Adapter visit(QZCHbaapiAbs& arHbaapi, std::string const& aName, Report& arReport)
 {
     Adapter adapter{aName, {}};
@@ -60,25 +44,6 @@ Adapter visit(QZCHbaapiAbs& arHbaapi, std::string const& aName, Report& arReport
         arReport.addFailure(failureOf(exception), aName);
     }
     return adapter;
-}
-
-std::vector<Adapter> visitAll(Report& arReport)
-{
-    std::vector<Adapter> result;
-    try
-    {
-        QZCHbaapiAbs hbaapi;
-        LoadedHbaapi const loaded(hbaapi);
-        for (QZCString const& name : namesOf(hbaapi, arReport))
-        {
-            result.push_back(visit(hbaapi, name.get(), arReport));
-        }
-    }
-    catch (std::exception const& exception)
-    {
-        arReport.addFailure(failureOf(exception));
-    }
-    return result;
 }
 
 nlohmann::ordered_json jsonOf(std::size_t aIndex, Adapter const& aAdapter)
@@ -102,7 +67,9 @@ std::vector<Table::Cell> rowOf(std::size_t aIndex, Adapter const& aAdapter)
 
 Answer adapters(Report& arReport, bool aColoured)
 {
-    std::vector<Adapter> const found = visitAll(arReport);
+    std::vector<Adapter> found;
+    visitAdapters(arReport, [&](QZCHbaapiAbs& arHbaapi, std::size_t, std::string const& aName)
+                  { found.push_back(visit(arHbaapi, aName, arReport)); });
     Table table({{"INDEX", Table::Fit::right},
                  {"NAME", Table::Fit::wrapped},
                  {"HANDLE", Table::Fit::left},

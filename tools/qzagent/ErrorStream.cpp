@@ -4,6 +4,9 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -13,6 +16,20 @@
 
 namespace qzagent
 {
+namespace
+{
+constexpr char const* eraseLine = "\r\x1b[K";
+// The terminal cuts the line where it ends, so that there is one line to erase.
+constexpr char const* stopAtMargin = "\x1b[?7l";
+constexpr char const* wrapAtMargin = "\x1b[?7h";
+
+/// Nothing can be said about an error here; to the caller it is that nothing was written.
+std::size_t writeToDescriptor(char const* apText, std::size_t aLength)
+{
+    return static_cast<std::size_t>(std::max<ssize_t>(::write(STDERR_FILENO, apText, aLength), 0));
+}
+}  // namespace
+
 ErrorStream::ErrorStream() : mStream(::fopencookie(this, "w", {nullptr, &write, nullptr, nullptr}))
 {
     if (mStream == nullptr)
@@ -50,10 +67,48 @@ void ErrorStream::writeLogLine(void* apErrors, char const* apLine, unsigned int 
     static_cast<ErrorStream*>(apErrors)->writeLine({apLine, aLength});
 }
 
+bool ErrorStream::canShowStatus()
+{
+    char const* const terminal = std::getenv("TERM");
+    bool const isDumb = terminal != nullptr && std::strcmp(terminal, "dumb") == 0;
+    return ::isatty(STDERR_FILENO) == 1 && !isDumb;
+}
+
+void ErrorStream::showStatus(std::string const& aStatus)
+{
+    ::flockfile(mStream);
+    if (!mIsAtLineStart)
+    {
+        std::fputc('\n', mStream);
+    }
+    replaceStatus(aStatus);
+    ::funlockfile(mStream);
+}
+
+void ErrorStream::eraseStatus()
+{
+    ::flockfile(mStream);
+    replaceStatus("");
+    ::funlockfile(mStream);
+}
+
+void ErrorStream::replaceStatus(std::string const& aStatus)
+{
+    if (aStatus == mStatus)
+    {
+        return;
+    }
+    mStatus = aStatus;
+    std::string const text =
+        aStatus.empty() ? eraseLine : eraseLine + (stopAtMargin + aStatus) + wrapAtMargin;
+    writeToDescriptor(text.data(), text.size());
+}
+
 ssize_t ErrorStream::write(void* apErrors, char const* apText, std::size_t aLength)
 {
-    static_cast<ErrorStream*>(apErrors)->mIsAtLineStart = aLength > 0 && apText[aLength - 1] == '\n';
-    // Nothing can be said about an error here; to the stream it is that nothing was written.
-    return std::max<ssize_t>(::write(STDERR_FILENO, apText, aLength), 0);
+    auto& errors = *static_cast<ErrorStream*>(apErrors);
+    errors.replaceStatus("");
+    errors.mIsAtLineStart = aLength > 0 && apText[aLength - 1] == '\n';
+    return static_cast<ssize_t>(writeToDescriptor(apText, aLength));
 }
 }  // namespace qzagent

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <string>
 #include <string_view>
 
 #include <sys/types.h>
@@ -27,7 +28,18 @@ public:
     /// @param aLine the text with its line end
     void writeLine(std::string_view aLine);
 
+    /// Whether a status can be shown: a terminal is there that can erase it again.
+    static bool canShowStatus();
+
+    /// Shows a line in place of the status so far. Whatever is written next takes its place. Thread-safe.
+    /// @param aStatus printable
+    void showStatus(std::string const& aStatus);
+
+    /// Erases the status, if there is one. Thread-safe.
+    void eraseStatus();
+
 private:
+    void replaceStatus(std::string const& aStatus);
     static void writeLogLine(void* apErrors, char const* apLine, unsigned int aLength);
     static ssize_t write(void* apErrors, char const* apText, std::size_t aLength);
 
@@ -35,5 +47,6 @@ private:
     std::FILE* const mStandardError = stderr;
     std::FILE* mStream;
     bool mIsAtLineStart = true;
+    std::string mStatus;  ///< empty when none is shown
 };
 }  // namespace qzagent

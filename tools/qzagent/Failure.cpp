@@ -7,6 +7,7 @@
 #include <typeinfo>
 
 #include <cxxabi.h>
+#include <fmt/format.h>
 
 #include "backend/common/include/Exception.h"
 #include "tools/qzagent/ExitCodes.h"
@@ -33,5 +34,10 @@ unsigned int codeOf(std::exception const& aException)
 Failure failureOf(std::exception const& aException)
 {
     return {nameOf(typeid(aException)), aException.what(), codeOf(aException)};
+}
+
+std::string textOf(Failure const& aFailure)
+{
+    return fmt::format("{}: {} (code {})", aFailure.mException, aFailure.mText, aFailure.mCode);
 }
 }  // namespace qzagent

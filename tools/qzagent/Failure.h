@@ -15,4 +15,7 @@ struct Failure
 };
 
 Failure failureOf(std::exception const& aException);
+
+/// @return "CLASS: TEXT (code N)"
+std::string textOf(Failure const& aFailure);
 }  // namespace qzagent

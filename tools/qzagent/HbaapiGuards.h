@@ -2,7 +2,13 @@
 /// What is loaded and opened through the HBA API layer is released again, also on the way of an exception.
 #pragma once
 
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <new>
 #include <string>
+
+#include <hbaapi.h>
 
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 
@@ -39,5 +45,49 @@ public:
 private:
     QZCHbaapiAbs& mHbaapi;
     unsigned int const mHandle;
+};
+
+struct Freed
+{
+    void operator()(void* aBlock) const { std::free(aBlock); }
+};
+
+/// The target mappings of an adapter; never null.
+/// @throws as HA_GetTargetMappings()
+inline std::unique_ptr<HBA_FCPTargetMapping, Freed> targetMappings(QZCHbaapiAbs& arHbaapi,
+                                                                   unsigned int aHandle)
+{
+    HBA_FCPTargetMapping* mapping = nullptr;
+    return std::unique_ptr<HBA_FCPTargetMapping, Freed>(arHbaapi.HA_GetTargetMappings(aHandle, mapping));
+}
+
+/// A response to REPORT LUNS, in a block that the layer may replace while it asks.
+class ReportLunsResponse
+{
+public:
+    /// @param aSize of the first block
+    explicit ReportLunsResponse(unsigned int aSize) : mBlock(std::malloc(aSize)), mSize(aSize)
+    {
+        if (mBlock == nullptr)
+        {
+            throw std::bad_alloc();
+        }
+    }
+    ~ReportLunsResponse() { std::free(mBlock); }
+    ReportLunsResponse(ReportLunsResponse const&) = delete;
+    ReportLunsResponse& operator=(ReportLunsResponse const&) = delete;
+
+    /// @throws QZCHbaapiEx as HA_SendReportLUNs()
+    void fetch(QZCHbaapiAbs& arHbaapi, unsigned int aHandle, HBA_WWN const& aPort)
+    {
+        arHbaapi.HA_SendReportLUNs(aHandle, aPort, &mBlock, &mSize);
+    }
+
+    unsigned char const* bytes() const { return static_cast<unsigned char const*>(mBlock); }
+    unsigned int size() const { return mSize; }
+
+private:
+    void* mBlock;
+    unsigned int mSize;
 };
 }  // namespace qzagent

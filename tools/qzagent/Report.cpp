@@ -20,19 +20,21 @@ constexpr char const* error = "error";
 constexpr char const* note = "note";
 }  // namespace
 
-void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter)
+void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
+                        std::optional<std::string> const& aRemotePort)
 {
-    add({error, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter}, ExitCode::failed);
+    add({error, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter, aRemotePort},
+        ExitCode::failed);
 }
 
 void Report::addError(ExitCode aCode, std::string const& aText)
 {
-    add({error, aText, static_cast<unsigned int>(aCode), {}, {}}, aCode);
+    add({error, aText, static_cast<unsigned int>(aCode), {}, {}, {}}, aCode);
 }
 
 void Report::addNote(std::string const& aText)
 {
-    add({note, aText, static_cast<unsigned int>(ExitCode::allWell), {}, {}}, ExitCode::allWell);
+    add({note, aText, static_cast<unsigned int>(ExitCode::allWell), {}, {}, {}}, ExitCode::allWell);
 }
 
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
@@ -66,8 +68,12 @@ std::string Report::lineOf(Message const& aMessage)
     {
         return aMessage.mText;
     }
-    std::string const adapter = aMessage.mAdapter ? *aMessage.mAdapter + ": " : "";
-    return fmt::format("{}{}: {} (code {})", adapter, *aMessage.mException, aMessage.mText, aMessage.mCode);
+    std::string line = textOf(Failure{*aMessage.mException, aMessage.mText, aMessage.mCode});
+    for (auto const& subject : {aMessage.mRemotePort, aMessage.mAdapter})
+    {
+        line = (subject ? *subject + ": " : "") + line;
+    }
+    return line;
 }
 
 nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
@@ -81,6 +87,10 @@ nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
     if (aMessage.mAdapter)
     {
         json["adapter"] = *aMessage.mAdapter;
+    }
+    if (aMessage.mRemotePort)
+    {
+        json["remote_port"] = *aMessage.mRemotePort;
     }
     return json;
 }

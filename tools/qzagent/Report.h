@@ -29,14 +29,19 @@ public:
     explicit Report(ErrorStream& arErrors) : mErrors(arErrors) {}
 
     /// An exception was caught.
-    /// @param aAdapter name of the adapter that it concerns, if any
-    void addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter = {});
+    /// @param aAdapter    name of the adapter that it concerns, if any
+    /// @param aRemotePort name of the adapter's remote port that it concerns, if any
+    void addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter = {},
+                    std::optional<std::string> const& aRemotePort = {});
 
     /// The tool itself has to complain.
     /// @param aCode the exit code that this leads to
     void addError(ExitCode aCode, std::string const& aText);
 
     void addNote(std::string const& aText);
+
+    /// Where the messages are written to.
+    ErrorStream& errors() { return mErrors; }
 
     /// The gravest code of all messages so far.
     ExitCode exitCode() const { return mExitCode; }
@@ -54,6 +59,7 @@ private:
         unsigned int mCode;
         std::optional<std::string> mException;
         std::optional<std::string> mAdapter;
+        std::optional<std::string> mRemotePort;
     };
 
     void add(Message const& aMessage, ExitCode aCode);

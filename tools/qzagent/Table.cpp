@@ -33,6 +33,8 @@ int flagsOf(Table::Fit aFit)
             return SCOLS_FL_RIGHT;
         case Table::Fit::wrapped:
             return SCOLS_FL_WRAP;
+        case Table::Fit::tree:
+            return SCOLS_FL_TREE;
         default:
             return 0;
     }
@@ -58,15 +60,16 @@ Table::Table(std::vector<Column> const& aColumns, bool aColoured) : mTable(scols
 
 Table::~Table() { scols_unref_table(mTable); }
 
-void Table::addRow(std::vector<Cell> const& aCells)
+Table::Row Table::addRow(std::vector<Cell> const& aCells, Row aParent)
 {
-    libscols_line* const line = scols_table_new_line(mTable, nullptr);
+    libscols_line* const line = scols_table_new_line(mTable, aParent);
     check(line != nullptr);
     for (std::size_t i = 0; i < aCells.size(); ++i)
     {
         check(scols_line_set_data(line, i, aCells[i].mText.c_str()) == 0);
         check(scols_cell_set_color(scols_line_get_cell(line, i), aCells[i].mColour) == 0);
     }
+    return line;
 }
 
 std::string Table::text() const

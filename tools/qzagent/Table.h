@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+struct libscols_line;
 struct libscols_table;
 
 namespace qzagent
@@ -18,7 +19,8 @@ public:
     {
         left,
         right,
-        wrapped  ///< left, and broken into several lines when there is no room
+        wrapped,  ///< left, and broken into several lines when there is no room
+        tree      ///< left, behind lines that lead to it from the row above it in the tree
     };
 
     struct Column
@@ -41,8 +43,12 @@ public:
     Table(Table const&) = delete;
     Table& operator=(Table const&) = delete;
 
-    /// @param aCells one for each column
-    void addRow(std::vector<Cell> const& aCells);
+    /// A row of the table, which owns it.
+    using Row = libscols_line*;
+
+    /// @param aCells  one for each column
+    /// @param aParent the row above it in the tree; null for none
+    Row addRow(std::vector<Cell> const& aCells, Row aParent = nullptr);
 
     std::string text() const;
 

@@ -20,6 +20,7 @@
 #include "tools/qzagent/ExitCodes.h"
 #include "tools/qzagent/Explain.h"
 #include "tools/qzagent/Failure.h"
+#include "tools/qzagent/Inventory.h"
 #include "tools/qzagent/Output.h"
 #include "tools/qzagent/Report.h"
 
@@ -63,10 +64,19 @@ public:
                 "  qzagent adapters           a table\n"
                 "  qzagent adapters --json    a JSON document\n",
                 [aColoured](Report& arReport) { return adapters(arReport, aColoured); });
-        CLI::App& explainVerb =
-            addVerb("explain", "Explain an exit code, or all of them",
-                    "  qzagent explain 1          what exit code 1 means and what to do\n",
-                    [this](Report& arReport) { return explain(arReport, exitCode()); });
+        CLI::App& inventoryVerb =
+            addVerb("inventory", "Show each adapter with its ports, remote ports and LUNs",
+                    "  qzagent inventory --adapter example-fc-0\n"
+                    "                             one adapter with all that is seen through it\n",
+                    [this, aColoured](Report& arReport) {
+                        return inventory(arReport, {given(mAdapterOption, mAdapter), aColoured, !mIsTraced});
+                    });
+        mAdapterOption =
+            inventoryVerb.add_option("--adapter", mAdapter, "Show this adapter only")->type_name("NAME");
+        CLI::App& explainVerb = addVerb(
+            "explain", "Explain an exit code, or all of them",
+            "  qzagent explain 1          what exit code 1 means and what to do\n",
+            [this](Report& arReport) { return explain(arReport, given(mExitCodeOption, mExitCode)); });
         mExitCodeOption =
             explainVerb.add_option("N", mExitCode, "The exit code; all when it is left out")->type_name("");
         mApp.footer(footer(mExamples));
@@ -109,10 +119,10 @@ private:
         mApp.add_flag(aName, arFlag, aDescription)->disable_flag_override();
     }
 
-    /// @return the exit code to explain; none for all
-    std::optional<std::string> exitCode() const
+    /// @return the value of an option; none when it is left out
+    static std::optional<std::string> given(CLI::Option const* aOption, std::string const& aValue)
     {
-        return mExitCodeOption->count() > 0 ? std::optional(mExitCode) : std::nullopt;
+        return aOption->count() > 0 ? std::optional(aValue) : std::nullopt;
     }
 
     std::string verbNames() const
@@ -138,6 +148,8 @@ private:
     CLI::App mApp{"Reference agent over the adapters of this host.", toolName};
     bool mIsJson = false;
     bool mIsTraced = false;
+    std::string mAdapter;
+    CLI::Option const* mAdapterOption = nullptr;
     std::string mExitCode;
     CLI::Option const* mExitCodeOption = nullptr;
     std::string mExamples;

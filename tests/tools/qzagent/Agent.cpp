@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -45,8 +47,8 @@ Environment environmentOf(Environment const& aEnvironment)
 {
     // What is preloaded stands before the sanitizer's own library. What that finds must not end with an exit
     // status of the agent's.
-    Environment environment{{"LC_ALL", "C.UTF-8"}, {"ASAN_OPTIONS", "verify_asan_link_order=0:exitcode=99"}};
-    environment.insert(aEnvironment.begin(), aEnvironment.end());
+    Environment environment = aEnvironment;
+    environment.insert({{"LC_ALL", "C.UTF-8"}, {"ASAN_OPTIONS", "verify_asan_link_order=0:exitcode=99"}});
     return environment;
 }
 
@@ -57,7 +59,23 @@ ProcessResult run(Arguments aCommand, Arguments const& aArguments, Environment c
     return runProcess(aCommand, environmentOf(aEnvironment));
 }
 
-std::string quoted(std::string const& aWord) { return " '" + aWord + "'"; }
+std::string quoted(Arguments const& aWords)
+{
+    std::string text;
+    for (std::string const& word : aWords)
+    {
+        text += " '" + word + "'";
+    }
+    return text;
+}
+
+ProcessResult runOnTerminal(Arguments const& aCommand, Arguments const& aArguments,
+                            Environment const& aEnvironment, std::string const& aShellText)
+{
+    return runProcess({"script", "--quiet", "--return", "--command",
+                       quoted(aCommand) + quoted(aArguments) + aShellText, "/dev/null"},
+                      environmentOf(aEnvironment));
+}
 }  // namespace
 
 Environment hostileHbaapi() { return {{"LD_PRELOAD", HOSTILE_HBAAPI}}; }
@@ -84,13 +102,25 @@ ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments
 ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,
                                  std::string const& aShellText)
 {
-    std::string command = quoted(AGENT);
-    for (std::string const& argument : aArguments)
+    return runOnTerminal({AGENT}, aArguments, aEnvironment, aShellText);
+}
+
+std::string shippedScenario(std::string const& aName)
+{
+    std::ifstream file(SCENARIOS "/" + aName + ".toml", std::ios::binary);
+    std::ostringstream text;
+    if (!(text << file.rdbuf()))
     {
-        command += quoted(argument);
+        throw std::runtime_error("cannot read the scenario " + aName);
     }
-    return runProcess({"script", "--quiet", "--return", "--command", command + aShellText, "/dev/null"},
-                      environmentOf(aEnvironment));
+    return text.str();
+}
+
+ProcessResult runAgentOnTerminalOf(std::string const& aScenario, Arguments const& aArguments)
+{
+    TemporaryFile const scenario(aScenario, ".toml");
+    return runOnTerminal({SIMULATOR, "--scenario", scenario.path(), "--", AGENT}, aArguments,
+                         {{"TERM", "xterm"}}, {});
 }
 
 nlohmann::json documentOf(ProcessResult const& aResult)
@@ -102,6 +132,12 @@ nlohmann::json documentOf(ProcessResult const& aResult)
         return {};
     }
     return document;
+}
+
+std::string squeezed(std::string const& aText)
+{
+    static std::regex const blanks("([a-z0-9]) +");
+    return std::regex_replace(aText, blanks, "$1 ");
 }
 
 testing::AssertionResult satisfies(std::string const& aDocument, std::string const& aSchema)

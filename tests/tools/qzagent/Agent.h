@@ -27,6 +27,10 @@ ProcessResult runAgent(Arguments const& aArguments, Environment const& aEnvironm
 /// @param aScenario the text of the scenario file
 ProcessResult runAgentOn(std::string const& aScenario, Arguments const& aArguments);
 
+/// The text of a scenario that is shipped with the simulator.
+/// @param aName "two-adapters" for two-adapters.toml
+std::string shippedScenario(std::string const& aName);
+
 /// Runs the agent through a shell script, in which "$@" stands for it with its arguments.
 ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments,
                          Environment const& aEnvironment = {});
@@ -36,8 +40,14 @@ ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments
 ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,
                                  std::string const& aShellText = {});
 
+/// The same on the simulated host of a scenario.
+ProcessResult runAgentOnTerminalOf(std::string const& aScenario, Arguments const& aArguments);
+
 /// @return the JSON document that is the whole output; fails the test and is null when there is none
 nlohmann::json documentOf(ProcessResult const& aResult);
+
+/// @return the text with one blank after each word, so that the width of columns does not matter
+std::string squeezed(std::string const& aText);
 
 /// Whether a document satisfies a schema.
 /// @param aSchema "adapters" for adapters.schema.json

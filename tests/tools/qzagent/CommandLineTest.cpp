@@ -37,14 +37,22 @@ TEST_P(QzagentMisuseOf, IsOneLineOnStandardErrorAndExitStatusTwo)
 INSTANTIATE_TEST_SUITE_P(
     Arguments, QzagentMisuseOf,
     testing::Values(
-        Misuse{"NoArguments", {}, "a verb is missing: adapters or explain"},
-        Misuse{"NoVerb", {"--trace"}, "a verb is missing: adapters or explain"},
+        Misuse{"NoArguments", {}, "a verb is missing: adapters or inventory or explain"},
+        Misuse{"NoVerb", {"--trace"}, "a verb is missing: adapters or inventory or explain"},
         Misuse{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
         Misuse{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
         Misuse{"VerbTwice", {"adapters", "adapters"}, "The following argument was not expected: adapters"},
         Misuse{"ShortenedOption", {"adapters", "--trac"}, "The following argument was not expected: --trac"},
         Misuse{"TwoExitCodes", {"explain", "1", "2"}, "The following argument was not expected: 2"},
         Misuse{"FlagWithValue", {"adapters", "--trace=1"}, "trace was given a disallowed flag override"},
+        Misuse{"AdapterWithoutName", {"inventory", "--adapter"}, "--adapter: 1 required NAME missing"},
+        Misuse{"TwoAdapters",
+               {"inventory", "--adapter", "a", "--adapter", "b"},
+               "--adapter: At Most 1 required but received 2"},
+        Misuse{"AdapterOfAnotherVerb",
+               {"adapters", "--adapter", "a"},
+               "The following arguments were not expected: a --adapter"},
+        Misuse{"NameWithoutOption", {"inventory", "a"}, "The following argument was not expected: a"},
         Misuse{"ControlCharacters",
                {"adapters", "\x1b[2J"},
                R"(The following argument was not expected: \x1b[2J)"},
@@ -71,6 +79,7 @@ TEST(QzagentHelp, HasAnExampleOfEachVerb)
 {
     ProcessResult const result = runAgent({"--help"});
     EXPECT_THAT(result.mOutput, HasSubstr("  qzagent adapters --json "));
+    EXPECT_THAT(result.mOutput, HasSubstr("  qzagent inventory --adapter example-fc-0\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("  qzagent explain 1 "));
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);

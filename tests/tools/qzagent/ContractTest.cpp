@@ -12,7 +12,7 @@ namespace
 struct Situation
 {
     char const* mName;
-    char const* mScenario;
+    std::string mScenario;
     Arguments mArguments;
     std::string mSchema;
     int mExitStatus;
@@ -61,19 +61,41 @@ TEST_P(QzagentContract, IsKeptByTheDocument)
 
 INSTANTIATE_TEST_SUITE_P(
     Situations, QzagentContract,
-    testing::Values(Situation{"Adapters", oneAdapter, {"adapters", "--json"}, "adapters", 0},
-                    Situation{"NoAdapters", "", {"adapters", "--json"}, "adapters", 0},
-                    Situation{"OneFailingAdapter", oneFailingAdapter, {"adapters", "--json"}, "adapters", 1},
-                    Situation{"FailedLoad", failedLoad, {"adapters", "--json"}, "adapters", 1},
-                    Situation{"MisusedAdapters", "", {"adapters", "--json", "--bogus"}, "adapters", 2},
-                    Situation{"Explain", "", {"explain", "--json"}, "explain", 0},
-                    Situation{"MisusedExplain", "", {"explain", "--json", "3"}, "explain", 2},
-                    Situation{"NoVerb", "", {"--json"}, "envelope", 2}),
+    testing::Values(
+        Situation{"Adapters", oneAdapter, {"adapters", "--json"}, "adapters", 0},
+        Situation{"NoAdapters", "", {"adapters", "--json"}, "adapters", 0},
+        Situation{"OneFailingAdapter", oneFailingAdapter, {"adapters", "--json"}, "adapters", 1},
+        Situation{"FailedLoad", failedLoad, {"adapters", "--json"}, "adapters", 1},
+        Situation{"MisusedAdapters", "", {"adapters", "--json", "--bogus"}, "adapters", 2},
+        Situation{"Inventory", shippedScenario("two-adapters"), {"inventory", "--json"}, "inventory", 0},
+        Situation{"UnsupportedAdapter",
+                  shippedScenario("unsupported-adapter"),
+                  {"inventory", "--json"},
+                  "inventory",
+                  1},
+        Situation{"FaultyPort", shippedScenario("faulty-port"), {"inventory", "--json"}, "inventory", 1},
+        Situation{"LargeFabric", shippedScenario("large-fabric"), {"inventory", "--json"}, "inventory", 1},
+        Situation{"UnknownAdapter",
+                  oneAdapter,
+                  {"inventory", "--json", "--adapter", "example-fc-9"},
+                  "inventory",
+                  1},
+        Situation{"InventoryWithoutAdapters", "", {"inventory", "--json"}, "inventory", 0},
+        Situation{"InventoryOfAFailedLoad", failedLoad, {"inventory", "--json"}, "inventory", 1},
+        Situation{"MisusedInventory", "", {"inventory", "--json", "0"}, "inventory", 2},
+        Situation{"Explain", "", {"explain", "--json"}, "explain", 0},
+        Situation{"MisusedExplain", "", {"explain", "--json", "3"}, "explain", 2},
+        Situation{"NoVerb", "", {"--json"}, "envelope", 2}),
     [](testing::TestParamInfo<Situation> const& aInfo) { return std::string(aInfo.param.mName); });
 
 TEST(QzagentContract, IsKeptWithHostileNames)
 {
     EXPECT_TRUE(satisfies(runAgent({"adapters", "--json"}, hostileHbaapi()).mOutput, "adapters"));
+}
+
+TEST(QzagentContract, IsKeptWithHostileValues)
+{
+    EXPECT_TRUE(satisfies(runAgent({"inventory", "--json"}, hostileHbaapi()).mOutput, "inventory"));
 }
 
 /// A change to a document of two adapters, of which one failed.

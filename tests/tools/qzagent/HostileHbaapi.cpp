@@ -1,7 +1,9 @@
 /// @file
 /// An HBA API, to be preloaded, that behaves as no simulator of a good one can: it prints to standard output
-/// in both ways there are, and its names are raw bytes. It tells every call on standard error.
+/// in both ways there are, its names are raw bytes, its texts are not terminated, and its values are none of the
+/// standard's. It tells on standard error what is loaded, opened and released.
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -19,6 +21,18 @@ char const* const names[] = {
     "an-adapter-with-a-name-of-more-characters-than-a-table-has-columns-as-no-one-keeps-a-vendor-"
     "library-from-making-up-one-like-this",
 };
+
+constexpr HBA_UINT8 targetName[] = {0x50, 0, 0, 0, 0xab, 0, 0, 1};
+
+/// LUN 5 in flat space addressing, and one in an addressing method that has no plain number.
+constexpr HBA_UINT8 flatLun[] = {0x40, 5, 0, 0, 0, 0, 0, 0};
+constexpr HBA_UINT8 extendedLun[] = {0xd2, 0, 0, 1, 0, 0, 0, 9};
+
+template <std::size_t size>
+void fillUp(char (&aField)[size], char aByte)
+{
+    std::memset(aField, aByte, size);
+}
 
 void tell(char const* aCall) { std::fprintf(stderr, "%s\n", aCall); }
 }  // namespace
@@ -56,4 +70,48 @@ extern "C"
     void HBA_CloseAdapter(HBA_HANDLE) { tell("HBA_CloseAdapter"); }
 
     void HBA_RefreshInformation(HBA_HANDLE) { tell("HBA_RefreshInformation"); }
+
+    HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE, HBA_ADAPTERATTRIBUTES* apAttributes)
+    {
+        *apAttributes = HBA_ADAPTERATTRIBUTES{};
+        fillUp(apAttributes->Manufacturer, 'm');
+        fillUp(apAttributes->SerialNumber, 's');
+        fillUp(apAttributes->Model, '\x1b');
+        std::strcpy(apAttributes->DriverName, "driver\x1b[2J\n");
+        apAttributes->NumberOfPorts = 1;
+        return HBA_STATUS_OK;
+    }
+
+    HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE, HBA_UINT32, HBA_PORTATTRIBUTES* apAttributes)
+    {
+        *apAttributes = HBA_PORTATTRIBUTES{};
+        apAttributes->PortType = 99;
+        apAttributes->PortState = 77;
+        apAttributes->PortSpeed = 8;
+        apAttributes->PortSupportedSpeed = 0x80000009;
+        fillUp(apAttributes->OSDeviceName, 'd');
+        apAttributes->NumberofDiscoveredPorts = 0xffffffff;
+        return HBA_STATUS_OK;
+    }
+
+    HBA_STATUS HBA_GetDiscoveredPortAttributes(HBA_HANDLE, HBA_UINT32, HBA_UINT32, HBA_PORTATTRIBUTES*)
+    {
+        return HBA_STATUS_ERROR_NOT_SUPPORTED;
+    }
+
+    HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING* apMapping)
+    {
+        apMapping->NumberOfEntries = 1;
+        std::memcpy(apMapping->entry[0].FcpId.PortWWN.wwn, targetName, sizeof targetName);
+        std::memcpy(&apMapping->entry[0].FcpId.FcpLun, flatLun, sizeof flatLun);
+        return HBA_STATUS_OK;
+    }
+
+    HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void* apResponse, HBA_UINT32, void*, HBA_UINT32)
+    {
+        auto* const response = static_cast<HBA_UINT8*>(apResponse);
+        response[3] = sizeof extendedLun;
+        std::memcpy(response + 8, extendedLun, sizeof extendedLun);
+        return HBA_STATUS_OK;
+    }
 }

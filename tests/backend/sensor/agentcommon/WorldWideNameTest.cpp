@@ -401,14 +401,14 @@ TEST(WorldWideNameDecoding, TakesTheFirstEightBytesOfALongerBuffer)
 
 TEST(WorldWideNameDecoding, TakesAShorterBufferAsItStands)
 {
-    // The length is not checked; what stands behind the bytes of the sender is anything.
+    // The length is not checked; behind the bytes of the sender the buffer has zeros.
     for (unsigned char length = 0; length < nameSize; ++length)
     {
         QZCWorldWideName name;
         EXPECT_EQ(decodeInto(name, joined({0x5a, 0x00, 0x00, 0x00, length}, someBytes(length))), done);
-        Bytes taken = bytesOf(name);
-        taken.resize(length);
-        EXPECT_EQ(taken, someBytes(length));
+        Bytes expected = someBytes(length);
+        expected.resize(nameSize);
+        EXPECT_EQ(bytesOf(name), expected);
     }
 }
 

@@ -1,0 +1,42 @@
+/// @file
+/// The layer over the real common library, which has loaded the simulated vendor library.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "backend/common/include/QZString.h"
+#include "backend/common/include/QZVector.h"
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tests/support/LogCapture.h"
+
+/// Every case begins with the common library not loaded, and leaves it so.
+class HbaapiRoad : public testing::Test
+{
+protected:
+    ~HbaapiRoad() override { mHbaapi.HA_FreeHbaapi(); }
+
+    std::vector<std::string> names()
+    {
+        QZCVector<QZCString> found;
+        mHbaapi.HA_GetAdapterNames(mHbaapi.HA_GetNumberOfAdapters(), found);
+        return textsOf(found);
+    }
+
+    static std::vector<std::string> textsOf(QZCVector<QZCString> const& acrNames)
+    {
+        std::vector<std::string> texts;
+        for (QZCString const& name : acrNames)
+        {
+            texts.emplace_back(name.get());
+        }
+        return texts;
+    }
+
+    static ExpectedLog logOf(char const* aFunction) { return ExpectedLog(aFunction, "HbaapiAbs"); }
+
+    QZCHbaapiAbs mHbaapi;
+    LogCapture mLog;
+};

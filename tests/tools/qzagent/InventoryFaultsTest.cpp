@@ -1,0 +1,239 @@
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace
+{
+/// @param aNth as TOML
+std::string fault(std::string const& aCall, std::string const& aNth, std::string const& aStatus)
+{
+    return "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + aNth + "\nstatus = \"" + aStatus + "\"\n";
+}
+
+/// Two ports, of which the first sees two targets and the second another one.
+std::string const threeTargets = R"(
+[[adapter]]
+name = "example-fc-0"
+model = "EX-2200"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:01"
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:01"
+    luns = 2
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:02"
+    luns = 3
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:02"
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:03"
+    luns = 4
+)";
+
+nlohmann::json adapterOf(ProcessResult const& aResult) { return documentOf(aResult).at("adapters").at(0); }
+
+nlohmann::json failuresWith(std::string const& aText)
+{
+    return {{{"exception", "QZCHbaapiEx"}, {"text", aText}, {"code", 802}}};
+}
+
+TEST(QzagentInventoryFault, OfAnUnsupportedAdapterIsShownInItsPlaceBesideTheOthers)
+{
+    ProcessResult const result = runAgentOn(shippedScenario("unsupported-adapter"), {"inventory"});
+    EXPECT_THAT(squeezed(result.mOutput),
+                AllOf(HasSubstr("\n└─port 0 10:00:00:00:c9:00:00:01\n"),
+                      HasSubstr("\nadapter 1 example-fc-1\n"
+                                "└─failed QZCHbaapiEx: HBA_GetAdapterAttributes encounter "
+                                "non-supported Adapter (code")));
+    EXPECT_EQ(result.mErrors,
+              "qzagent: example-fc-1: QZCHbaapiEx: HBA_GetAdapterAttributes encounter non-supported Adapter "
+              "(code 802)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentInventoryFault, OfAnAdapterThatCannotBeOpenedIsShownInItsPlace)
+{
+    EXPECT_EQ(adapterOf(runAgentOn(threeTargets + fault("HBA_OpenAdapter", "1", "HBA_STATUS_ERROR"),
+                                   {"inventory", "--json"})),
+              nlohmann::json({{"index", 0},
+                              {"name", "example-fc-0"},
+                              {"failures", failuresWith("HBA_OpenAdapter method failed")}}));
+}
+
+TEST(QzagentInventoryFault, OfAnAdapterWithoutPortsIsShownInItsPlace)
+{
+    ProcessResult const result = runAgentOn("[[adapter]]\nname = \"example-fc-0\"\n", {"inventory"});
+    EXPECT_EQ(result.mOutput,
+              "ITEM      VALUE\n"
+              "adapter 0 example-fc-0\n"
+              "└─failed  QZCHbaapiEx: ZERO Ports on the Adapter (code 802)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentInventoryFault, OfOnePortLeavesTheAttributes)
+{
+    ProcessResult const result = runAgentOn(shippedScenario("faulty-port"), {"inventory"});
+    EXPECT_EQ(result.mOutput,
+              "ITEM              VALUE\n"
+              "adapter 0         example-fc-0\n"
+              "├─node wwn        20:00:00:00:c9:00:00:00\n"
+              "├─number of ports 2\n"
+              "└─failed          QZCHbaapiEx: HBA_GetAdapterPortAttributes method failed (code 802)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentInventoryFault, OfOnePortLeavesTheTargetsUnderTheAdapter)
+{
+    nlohmann::json const adapter = adapterOf(
+        runAgentOn(threeTargets + fault("HBA_GetAdapterPortAttributes", "2", "HBA_STATUS_ERROR_UNAVAILABLE"),
+                   {"inventory", "--json"}));
+    EXPECT_FALSE(adapter.contains("ports")) << adapter;
+    ASSERT_EQ(adapter["remote_ports"].size(), 3u) << adapter;
+    EXPECT_EQ(adapter["remote_ports"][2]["reported_luns"], nlohmann::json({0, 1, 2, 3}));
+    EXPECT_EQ(adapter["failures"], failuresWith("HBA_GetAdapterPortAttributes method failed"));
+}
+
+TEST(QzagentInventoryFault, OfTheMappingsLeavesPortsAndRemotePorts)
+{
+    nlohmann::json const adapter = adapterOf(
+        runAgentOn(threeTargets + fault("HBA_GetFcpTargetMapping", R"("1+")", "HBA_STATUS_ERROR_TRY_AGAIN"),
+                   {"inventory", "--json"}));
+    EXPECT_EQ(adapter["failures"], failuresWith("HBA_GetFcpTargetMapping method failed"));
+    ASSERT_EQ(adapter["ports"].size(), 2u) << adapter;
+    EXPECT_EQ(adapter["ports"][0]["remote_ports"].size(), 2u);
+    EXPECT_FALSE(adapter["ports"][0]["remote_ports"][0].contains("mapped_luns")) << adapter;
+    EXPECT_FALSE(adapter.contains("remote_ports")) << adapter;
+}
+
+TEST(QzagentInventoryFault, OfADiscoveredPortIsShownAtThePort)
+{
+    nlohmann::json const adapter = adapterOf(runAgentOn(
+        threeTargets + fault("HBA_GetDiscoveredPortAttributes", "2", "HBA_STATUS_ERROR_STALE_DATA"),
+        {"inventory", "--json"}));
+    nlohmann::json const& port = adapter["ports"][0];
+    EXPECT_EQ(port["failures"], failuresWith("HBA_GetDiscoveredPortAttributes method failed, status 8"));
+    ASSERT_EQ(port["remote_ports"].size(), 1u) << "the one before: " << port;
+    ASSERT_EQ(adapter["remote_ports"].size(), 1u) << "the one that failed: " << adapter;
+    EXPECT_EQ(adapter["remote_ports"][0]["port_wwn"], "50:00:00:00:ab:00:00:02");
+    EXPECT_EQ(adapter["ports"][1]["remote_ports"][0]["reported_luns"].size(), 4u);
+}
+
+TEST(QzagentInventoryFault, IsNotThatDiscoveredPortsAreNotSupported)
+{
+    ProcessResult const result = runAgentOn(
+        threeTargets + fault("HBA_GetDiscoveredPortAttributes", R"("1+")", "HBA_STATUS_ERROR_NOT_SUPPORTED"),
+        {"inventory", "--json"});
+    nlohmann::json const adapter = adapterOf(result);
+    EXPECT_FALSE(adapter["ports"][0].contains("remote_ports")) << adapter;
+    EXPECT_EQ(adapter["remote_ports"].size(), 3u) << adapter;
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentInventoryFault, OfReportLunsIsShownAtItsRemotePort)
+{
+    ProcessResult const result =
+        runAgentOn(threeTargets + fault("HBA_SendReportLUNs\"\nport_wwn = \"50:00:00:00:ab:00:00:02",
+                                        R"("1+")", "HBA_STATUS_SCSI_CHECK_CONDITION"),
+                   {"inventory"});
+    EXPECT_THAT(squeezed(result.mOutput),
+                HasSubstr("│ └─remote port 50:00:00:00:ab:00:00:02\n"
+                          "│   ├─type NPORT\n"
+                          "│   ├─state ONLINE\n"
+                          "│   ├─mapped luns 0-2\n"
+                          "│   └─failed QZCHbaapiEx: HBA_SendReportLUNs method failed (code 802)\n"));
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("luns 0-3\n")) << "of the other target";
+    EXPECT_EQ(result.mErrors,
+              "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed "
+              "(code 802)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentInventoryFault, OfReportLunsNamesItsRemotePortInTheMessage)
+{
+    nlohmann::json const document =
+        documentOf(runAgentOn(threeTargets + fault("HBA_SendReportLUNs", "6", "HBA_STATUS_ERROR_TRY_AGAIN") +
+                                  fault("HBA_SendReportLUNs", R"("1-5")", "HBA_STATUS_SCSI_CHECK_CONDITION"),
+                              {"inventory", "--json"}));
+    ASSERT_EQ(document["messages"].size(), 2u) << document;
+    EXPECT_EQ(document["messages"][0]["remote_port"], "50:00:00:00:ab:00:00:01");
+    EXPECT_EQ(document["messages"][0]["adapter"], "example-fc-0");
+    EXPECT_EQ(document["messages"][1]["remote_port"], "50:00:00:00:ab:00:00:02");
+}
+
+TEST(QzagentInventoryFault, OfATargetBehindTwoPortsIsShownAtBothAndReportedOnce)
+{
+    std::string const secondPort = R"(
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:03"
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:03"
+    luns = 4
+)";
+    ProcessResult const result =
+        runAgentOn(threeTargets + secondPort + fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR_TRY_AGAIN"),
+                   {"inventory", "--json"});
+    nlohmann::json const ports = adapterOf(result)["ports"];
+    EXPECT_EQ(ports[1]["remote_ports"][0]["failures"], failuresWith("HBA_SendReportLUNs method failed"));
+    EXPECT_EQ(ports[2]["remote_ports"], ports[1]["remote_ports"]);
+    EXPECT_EQ(documentOf(result)["messages"].size(), 1u) << result.mErrors;
+}
+
+TEST(QzagentInventoryFault, OfListsThatAreTooLongLeavesTheMappedLuns)
+{
+    ProcessResult const result = runAgentOn(shippedScenario("large-fabric"), {"inventory"});
+    EXPECT_THAT(squeezed(result.mOutput),
+                HasSubstr("├─mapped luns 0-4999\n"
+                          "  │ └─failed QZCHbaapiEx: HBA_SendReportLUNs method failed (code 802)\n"));
+    EXPECT_THAT(squeezed(result.mOutput), Not(HasSubstr("├─luns")));
+    EXPECT_THAT(
+        result.mErrors,
+        EndsWith("50:00:00:00:ab:00:00:14: QZCHbaapiEx: HBA_SendReportLUNs method failed (code 802)\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentInventoryFault, OfAnAdapterClosesItAndFreesTheLibrary)
+{
+    std::string const trace = runAgentOn(shippedScenario("faulty-port"), {"inventory", "--trace"}).mErrors;
+    EXPECT_THAT(trace, HasSubstr("HA_CloseAdapter: Left"));
+    EXPECT_THAT(trace, EndsWith("HA_FreeHbaapi: Left\n"));
+}
+
+TEST(QzagentInventory, OfSixtyThousandMappingsIsCompleteInReasonableTime)
+{
+    std::string scenario =
+        "[[adapter]]\nname = \"example-fc-0\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:c9:00:00:01\"\n";
+    for (int target = 100; target < 220; ++target)
+    {
+        scenario += "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:0" +
+                    std::to_string(target / 100) + ":" + std::to_string(target).substr(1) +
+                    "\"\nluns = 500\n";
+    }
+    auto const start = std::chrono::steady_clock::now();
+    ProcessResult const result = runAgentOn(scenario, {"inventory", "--json"});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    EXPECT_EQ(result.mExitStatus, 0) << result.mErrors;
+    std::size_t mapped = 0;
+    std::size_t reported = 0;
+    nlohmann::json const adapter = adapterOf(result);
+    for (nlohmann::json const& port : adapter.at("ports").at(0).at("remote_ports"))
+    {
+        mapped += port["mapped_luns"].size();
+        reported += port["reported_luns"].size();
+    }
+    EXPECT_EQ(mapped, 60000u);
+    EXPECT_EQ(reported, 60000u);
+}
+}  // namespace

@@ -1,0 +1,34 @@
+/// @file
+/// Logical unit numbers, as SCSI writes them into 8 bytes.
+#pragma once
+
+#include <cstddef>
+#include <set>
+#include <string>
+#include <variant>
+
+namespace qzagent
+{
+constexpr std::size_t lunSize = 8;
+constexpr std::size_t reportLunsHeaderSize = 8;
+
+/// The number of a LUN in peripheral or flat space addressing; the 16 hexadecimal digits of any other.
+using Lun = std::variant<unsigned int, std::string>;
+
+using Luns = std::set<Lun>;
+
+/// @param apBytes lunSize bytes, the first level first
+Lun lunOf(unsigned char const* apBytes);
+
+/// The LUNs in the response to REPORT LUNS. The list ends with the response at the latest, and an entry that is
+/// cut is none.
+/// @param aSize of the response in bytes
+Luns lunsInReport(unsigned char const* apResponse, std::size_t aSize);
+
+/// @return the LUNs that are in aLuns and not in aOthers
+Luns without(Luns const& aLuns, Luns const& aOthers);
+
+/// @return the LUNs in ranges, as "0-2, 300"; of a list that is too long for a line the beginning, and how many
+///         more there are; "none" when there are none
+std::string textOf(Luns const& aLuns);
+}  // namespace qzagent

@@ -1,0 +1,234 @@
+#include "tools/qzagent/Survey.h"
+
+#include <cstddef>
+#include <cstring>
+#include <exception>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+#include <hbaapi.h>
+
+#include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/Failure.h"
+#include "tools/qzagent/FoundAdapter.h"
+#include "tools/qzagent/HbaFields.h"
+#include "tools/qzagent/HbaapiGuards.h"
+#include "tools/qzagent/Lun.h"
+#include "tools/qzagent/Progress.h"
+#include "tools/qzagent/Report.h"
+
+namespace qzagent
+{
+namespace
+{
+/// As many as the layer accepts, so that it need not ask twice.
+constexpr unsigned int usualLuns = 512;
+
+struct ByBytes
+{
+    bool operator()(HBA_WWN const& aLeft, HBA_WWN const& aRight) const
+    {
+        return std::memcmp(&aLeft, &aRight, sizeof aLeft) < 0;
+    }
+};
+
+using Names = std::set<HBA_WWN, ByBytes>;
+using Targets = std::map<HBA_WWN, RemotePort, ByBytes>;
+
+/// The layer has no such call, so its failure is made here, as the layer makes those of the others.
+/// @return false when the adapter does not support the call
+bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aRemotePort, HBA_PORTATTRIBUTES& arRemotePort)
+{
+    HBA_STATUS const status = HBA_GetDiscoveredPortAttributes(aHandle, aPort, aRemotePort, &arRemotePort);
+    if (status != HBA_STATUS_OK && status != HBA_STATUS_ERROR_NOT_SUPPORTED)
+    {
+        throw QZCHbaapiEx(
+            fmt::format("HBA_GetDiscoveredPortAttributes method failed, status {}", status).c_str(), 802);
+    }
+    return status == HBA_STATUS_OK;
+}
+
+/// Ends at the first remote port that fails: a port may claim more than there are.
+void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, RemotePorts& arRemotePorts)
+{
+    arRemotePorts.emplace();
+    for (HBA_UINT32 i = 0; i < aCount; ++i)
+    {
+        HBA_PORTATTRIBUTES attributes{};
+        if (!discover(aHandle, aPort, i, attributes))
+        {
+            if (i == 0)
+            {
+                arRemotePorts.reset();
+            }
+            return;
+        }
+        arRemotePorts->push_back({attributes.PortWWN, fieldsOfRemotePort(attributes), {}, {}});
+    }
+}
+
+Targets targetsIn(HBA_FCPTargetMapping const& aMapping)
+{
+    Targets targets;
+    HBA_FCPSCSIENTRY const* const entries = aMapping.entry;
+    for (HBA_UINT32 i = 0; i < aMapping.NumberOfEntries; ++i)
+    {
+        HBA_FCPID const& id = entries[i].FcpId;
+        RemotePort& target = targets[id.PortWWN];
+        if (!target.mLuns)
+        {
+            target = {id.PortWWN, fieldsOfRemotePort(id), TargetLuns(), {}};
+        }
+        unsigned char lun[lunSize];
+        std::memcpy(lun, &id.FcpLun, sizeof lun);
+        target.mLuns->mMapped.insert(lunOf(lun));
+    }
+    return targets;
+}
+
+class Surveyor
+{
+public:
+    Surveyor(QZCHbaapiAbs& arHbaapi, Report& arReport, Progress& arProgress, FoundAdapter& arFound)
+        : mHbaapi(arHbaapi), mReport(arReport), mProgress(arProgress), mFound(arFound)
+    {
+    }
+
+    void survey()
+    {
+        attempt(mFound.mFailures,
+                [this]
+                {
+                    setStep("opening");
+                    OpenAdapter const opened(mHbaapi, mFound.mName);
+                    surveyOpened(opened.handle());
+                });
+    }
+
+private:
+    /// An adapter that does not tell its attributes is asked for no more.
+    void surveyOpened(HBA_HANDLE aHandle)
+    {
+        setStep("refresh");
+        mHbaapi.HA_RefreshAdapter(aHandle);
+        setStep("attributes");
+        std::unique_ptr<HBA_ADAPTERATTRIBUTES> const adapter(mHbaapi.HA_GetAdapterAttributes(aHandle));
+        mFound.mFields = fieldsOf(*adapter);
+        attempt(mFound.mFailures, [&] { readPorts(aHandle, *adapter); });
+        attempt(mFound.mFailures, [&] { readTargets(aHandle); });
+    }
+
+    void readPorts(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES const& aAdapter)
+    {
+        setStep("ports");
+        unsigned int count = 0;
+        std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
+            mHbaapi.HA_GetAdapterPorts(aHandle, &aAdapter, count));
+        for (unsigned int i = 0; i < count; ++i)
+        {
+            setStep(fmt::format("remote ports of port {}", i));
+            Port& port = mFound.mPorts.emplace_back();
+            port.mFields = fieldsOfPort(ports[i]);
+            attempt(port.mFailures,
+                    [&] { discoverAll(aHandle, i, ports[i].NumberofDiscoveredPorts, port.mRemotePorts); });
+        }
+    }
+
+    void readTargets(HBA_HANDLE aHandle)
+    {
+        setStep("target mappings");
+        Targets targets = targetsIn(*targetMappings(mHbaapi, aHandle));
+        for (auto& [name, target] : targets)
+        {
+            RemotePort& asked = target;
+            attempt(
+                asked.mFailures, [&] { askForLuns(aHandle, asked); }, textOf(name));
+        }
+        place(std::move(targets));
+    }
+
+    void askForLuns(HBA_HANDLE aHandle, RemotePort& arTarget)
+    {
+        setStep("LUNs of " + textOf(arTarget.mName));
+        ReportLunsResponse response(reportLunsHeaderSize + usualLuns * lunSize);
+        response.fetch(mHbaapi, aHandle, arTarget.mName);
+        arTarget.mLuns->mReported = lunsInReport(response.bytes(), response.size());
+    }
+
+    /// Puts the targets where they were discovered, and the others under the adapter.
+    void place(Targets const& aTargets)
+    {
+        Names placed;
+        for (Port& port : mFound.mPorts)
+        {
+            placeAt(port, aTargets, placed);
+        }
+        mFound.mRemotePorts.emplace();
+        for (auto const& [name, target] : aTargets)
+        {
+            if (placed.count(name) == 0)
+            {
+                mFound.mRemotePorts->push_back(std::move(target));
+            }
+        }
+    }
+
+    static void placeAt(Port& arPort, Targets const& aTargets, Names& arPlaced)
+    {
+        if (!arPort.mRemotePorts)
+        {
+            return;
+        }
+        for (RemotePort& remotePort : *arPort.mRemotePorts)
+        {
+            auto const target = aTargets.find(remotePort.mName);
+            if (target != aTargets.end())
+            {
+                remotePort.mLuns = target->second.mLuns;
+                remotePort.mFailures = target->second.mFailures;
+                arPlaced.insert(remotePort.mName);
+            }
+        }
+    }
+
+    void setStep(std::string const& aStep) { mProgress.setStep(mFound.mName + ": " + aStep); }
+
+    /// Does what may fail. A failure is reported, and kept in its place.
+    /// @param aRemotePort name of the remote port that is concerned, if any
+    template <typename Action>
+    void attempt(std::vector<Failure>& arFailures, Action aAction,
+                 std::optional<std::string> const& aRemotePort = {})
+    {
+        try
+        {
+            aAction();
+        }
+        catch (std::exception const& exception)
+        {
+            arFailures.push_back(failureOf(exception));
+            mReport.addFailure(arFailures.back(), mFound.mName, aRemotePort);
+        }
+    }
+
+    QZCHbaapiAbs& mHbaapi;
+    Report& mReport;
+    Progress& mProgress;
+    FoundAdapter& mFound;
+};
+}  // namespace
+
+FoundAdapter survey(QZCHbaapiAbs& arHbaapi, std::size_t aIndex, std::string const& aName, Report& arReport,
+                    Progress& arProgress)
+{
+    FoundAdapter found{aIndex, aName, {}, {}, {}, {}};
+    Surveyor(arHbaapi, arReport, arProgress, found).survey();
+    return found;
+}
+}  // namespace qzagent
