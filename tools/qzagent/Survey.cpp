@@ -163,7 +163,7 @@ private:
     }
 
     /// Puts the targets where they were discovered, and the others under the adapter.
-    void place(Targets const& aTargets)
+    void place(Targets&& aTargets)
     {
         Names placed;
         for (Port& port : mFound.mPorts)
@@ -171,7 +171,7 @@ private:
             placeAt(port, aTargets, placed);
         }
         mFound.mRemotePorts.emplace();
-        for (auto const& [name, target] : aTargets)
+        for (auto& [name, target] : aTargets)
         {
             if (placed.count(name) == 0)
             {
