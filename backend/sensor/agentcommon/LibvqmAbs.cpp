@@ -55,8 +55,9 @@ static char const* __sGetLinkerError()
     return text != nullptr ? text : "none";
 }
 
-/// Every call into the vendor library begins here; the symbol is not kept, so that no call outlives the
-/// library.
+/// Finds a symbol of the vendor library. Every call into it begins here; what is found is not kept, so that no
+/// call outlives the library.
+/// @param apOperation the operation that needs the symbol, under whose name a failure is logged
 static void* __sFindSymbol(QZCLibvqmAbs& arLayer, char const* apSymbol, char const* apOperation)
 {
     if (!sgLoaded)
@@ -77,8 +78,11 @@ static void* __sFindSymbol(QZCLibvqmAbs& arLayer, char const* apSymbol, char con
     return symbol;
 }
 
-/// The vendor library's function of the type's own name.
-#define QZ_VENDOR_FUNCTION(aFunction) reinterpret_cast<aFunction*>(__sFindSymbol(*this, #aFunction, __func__))
+template <typename Function>
+static Function* __sFindFunction(QZCLibvqmAbs& arLayer, char const* apSymbol, char const* apOperation)
+{
+    return reinterpret_cast<Function*>(__sFindSymbol(arLayer, apSymbol, apOperation));
+}
 
 QZCLibvqmAbs::QZCLibvqmAbs() {}
 
@@ -145,7 +149,7 @@ void QZCLibvqmAbs::LIBVQM_Close()
 {
     QZ_LOG_ENTERED();
     QZ_ASSERT(true == sgLoaded);
-    QZ_VENDOR_FUNCTION(VQM_FreeDiagEnv)();
+    __sFindFunction<VQM_FreeDiagEnv>(*this, "VQM_FreeDiagEnv", __func__)();
     QZ_LOG_LEFT();
 }
 
@@ -154,7 +158,8 @@ bool QZCLibvqmAbs::LIBVQM_IsQzapiSupported() { return sgQzapiSupported; }
 void QZCLibvqmAbs::__initLibvqm()
 {
     QZ_LOG_ENTERED();
-    sgNumAdapters = QZ_VENDOR_FUNCTION(VQM_InitDiagEnv)(sgDiagEnvTable, Records::sgDiagEnvCapacity);
+    sgNumAdapters = __sFindFunction<VQM_InitDiagEnv>(*this, "VQM_InitDiagEnv", __func__)(
+        sgDiagEnvTable, Records::sgDiagEnvCapacity);
     QZ_LOG_LEFT();
 }
 
@@ -168,7 +173,7 @@ static QZCPointer<QZCDepVersion> __sMakeVersion(char const* apText)
 void QZCLibvqmAbs::__processLibvqmVersion()
 {
     QZ_LOG_ENTERED();
-    VQM_GetLibVer* const getLibVer = QZ_VENDOR_FUNCTION(VQM_GetLibVer);
+    VQM_GetLibVer* const getLibVer = __sFindFunction<VQM_GetLibVer>(*this, "VQM_GetLibVer", __func__);
     // One byte more than the vendor library may fill, so that a text without a terminator ends.
     char text[Records::sgLibraryVersionSize + 1];
     ClibMemset(text, 0, sizeof text);
@@ -205,7 +210,7 @@ bool QZCLibvqmAbs::DoesDriverSupportQzapi(QZCPointer<QZCDepVersion> const&)
     unsigned char record[Records::sgDriverInfoSize];
     ClibMemset(record, 0, sizeof record);
     record[Records::sgDriverInfoVersionPosition] = Records::sgDriverInfoVersion;
-    unsigned int const result = QZ_VENDOR_FUNCTION(VQM_GetDrvInfo)(0, record);
+    unsigned int const result = __sFindFunction<VQM_GetDrvInfo>(*this, "VQM_GetDrvInfo", __func__)(0, record);
     if (result == 0 && record[Records::sgDriverInfoVersionPosition] >= Records::sgDriverInfoVersion)
     {
         unsigned long long featureList;
@@ -240,7 +245,7 @@ void QZCLibvqmAbs::LIBVQM_GetAdapterInfo(unsigned int aBoardId, QZCPointer<QZCWo
     QZ_ASSERT(true == sgLoaded);
     unsigned char record[Records::sgLinkInfoSize];
     ClibMemset(record, 0, sizeof record);
-    if (QZ_VENDOR_FUNCTION(VQM_GetLinkInfo)(aBoardId, record) != 0)
+    if (__sFindFunction<VQM_GetLinkInfo>(*this, "VQM_GetLinkInfo", __func__)(aBoardId, record) != 0)
     {
         QZ_LOG_ERROR("Cannot get information about adapterwith board id %u", aBoardId);
         throw QZCNotFoundEx("Failed to find information of an adapter", 8);
@@ -258,8 +263,8 @@ unsigned int QZCLibvqmAbs::LIBVQM_VqmRegEvent(unsigned int aBoardId, unsigned in
 {
     QZ_LOG_ENTERED();
     QZ_ASSERT(true == sgLoaded);
-    unsigned int const result =
-        QZ_VENDOR_FUNCTION(RegisterForEvent)(aBoardId, aSecond, apThird, aFourth, aCallback, nullptr);
+    unsigned int const result = __sFindFunction<RegisterForEvent>(*this, "RegisterForEvent", __func__)(
+        aBoardId, aSecond, apThird, aFourth, aCallback, nullptr);
     QZ_LOG_LEFT();
     return result;
 }
@@ -268,7 +273,8 @@ unsigned int QZCLibvqmAbs::LIBVQM_VqmUnregEvent(unsigned int aBoardId, unsigned 
 {
     QZ_LOG_ENTERED();
     QZ_ASSERT(true == sgLoaded);
-    unsigned int const result = QZ_VENDOR_FUNCTION(unRegisterForEvent)(aBoardId, aSecond);
+    unsigned int const result =
+        __sFindFunction<unRegisterForEvent>(*this, "unRegisterForEvent", __func__)(aBoardId, aSecond);
     QZ_LOG_LEFT();
     return result;
 }
@@ -292,7 +298,8 @@ unsigned int QZCLibvqmAbs::LIBVQM_QzapiRegEvent(unsigned int aBoardId,
     // The name is read before the lookup, the event after it: which of an empty handle and a missing function
     // shows first depends on this order.
     HBA_wwn const portWwn = __sGetWwn(acrPortWwn);
-    VQM_QZ_RegisterForEvent* const registerForEvent = QZ_VENDOR_FUNCTION(VQM_QZ_RegisterForEvent);
+    VQM_QZ_RegisterForEvent* const registerForEvent =
+        __sFindFunction<VQM_QZ_RegisterForEvent>(*this, "VQM_QZ_RegisterForEvent", __func__);
     unsigned int const category = acrScopeEvent->getCategory();
     unsigned int const subcategory = acrScopeEvent->getSubcategory();
     unsigned int const result =
@@ -308,8 +315,8 @@ unsigned int QZCLibvqmAbs::LIBVQM_QzapiUnregEvent(unsigned int aBoardId,
     QZ_LOG_ENTERED();
     QZ_ASSERT(true == sgLoaded);
     HBA_wwn const portWwn = __sGetWwn(acrPortWwn);
-    unsigned int const result =
-        QZ_VENDOR_FUNCTION(VQM_QZ_unRegisterForEvent)(aBoardId, portWwn, aRegistrationId);
+    unsigned int const result = __sFindFunction<VQM_QZ_unRegisterForEvent>(
+        *this, "VQM_QZ_unRegisterForEvent", __func__)(aBoardId, portWwn, aRegistrationId);
     QZ_LOG_LEFT();
     return result;
 }
