@@ -44,9 +44,11 @@ typedef void (*QZQzapiCallback)(unsigned int aBoardId, HBA_wwn aPortWwn, unsigne
 ///
 /// Errors of every operation that calls the vendor library: QZCNotAllowedEx "dlsym Failed", code 9, when the
 /// library lacks the function; the library is then freed as by LIBVQM_FreeLibrary(), and needs to be loaded
-/// anew. Assertions: LIBVQM_Init(), LIBVQM_Close(), LIBVQM_GetNumberOfAdapters() and the operations on
-/// adapters and events need a loaded library. Thread-safety: called from one thread at a time. Callbacks come
-/// from the vendor library, on threads of its own.
+/// anew.
+/// Assertions: LIBVQM_Init(), LIBVQM_Close(), LIBVQM_GetNumberOfAdapters() and the operations on adapters and
+/// events need a loaded library.
+/// Thread-safety: called from one thread at a time. Callbacks come from the vendor library, on threads of its
+/// own.
 class QZCLibvqmAbs
 {
 public:

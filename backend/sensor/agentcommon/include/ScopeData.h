@@ -11,9 +11,10 @@
 /// One captured diagnostic event as it travels between an agent's modules: which event it is, optionally the
 /// two World Wide Names that it concerns, and its raw payload.
 ///
-/// Event, names and payload are held through handles: a copy of a record shares them. What the two names
-/// stand for is their sender's affair; they keep their roles. The constructors, appendEventData() and
-/// decode() trace "Entered" and "Left".
+/// Event, names and payload are held through handles: a copy of a record shares them, but counts its payload
+/// bytes for itself, so what is appended through one shows in the other's encoded form, not in its figures.
+/// What the two names stand for is their sender's affair; they keep their roles. The constructors,
+/// appendEventData() and decode() trace "Entered" and "Left".
 ///
 /// Encoded form: the event; a `bool` element, whether there are names; if so the first and the second name;
 /// an `unsigned int` element, 1 when there is payload, else 0; if so the payload as a buffer element.
