@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/CommandLine.h"
 #include "tools/qzagent/ExitCodes.h"
 #include "tools/qzagent/Failure.h"
 #include "tools/qzagent/HbaapiGuards.h"
@@ -63,8 +64,8 @@ std::vector<Table::Cell> rowOf(std::size_t aIndex, Adapter const& aAdapter)
             aAdapter.mHandle ? fmt::format("{:#x}", *aAdapter.mHandle) : "-",
             {aAdapter.state(), aAdapter.mHandle ? "green" : "red"}};
 }
-}  // namespace
 
+/// @param arReport told what fails
 Answer adapters(Report& arReport, bool aColoured)
 {
     std::vector<Adapter> found;
@@ -86,5 +87,15 @@ Answer adapters(Report& arReport, bool aColoured)
         arReport.addNote("no adapters");
     }
     return {{{"adapters", list}}, found.empty() ? "" : table.text()};
+}
+}  // namespace
+
+void addAdapters(CommandLine& arCommandLine)
+{
+    arCommandLine.addVerb("adapters", "Open, refresh and close each adapter, and list them",
+                          "  qzagent adapters           a table\n"
+                          "  qzagent adapters --json    a JSON document\n",
+                          [](Setting const& aSetting)
+                          { return adapters(aSetting.mReport, aSetting.mIsColoured); });
 }
 }  // namespace qzagent

@@ -2,12 +2,11 @@
 /// The verb adapters.
 #pragma once
 
-#include "tools/qzagent/Report.h"
+#include "tools/qzagent/CommandLine.h"
 
 namespace qzagent
 {
-/// Opens, refreshes and closes each adapter of the host.
-/// @param arReport  told what fails; one adapter that fails does not keep the others from being shown
-/// @param aColoured whether the text is coloured
-Answer adapters(Report& arReport, bool aColoured);
+/// Adds the verb that opens, refreshes and closes each adapter of the host. One adapter that fails does not
+/// keep the others from being shown.
+void addAdapters(CommandLine& arCommandLine);
 }  // namespace qzagent

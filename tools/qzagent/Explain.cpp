@@ -1,16 +1,23 @@
 #include "tools/qzagent/Explain.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "tools/qzagent/CommandLine.h"
 #include "tools/qzagent/ExitCodes.h"
 #include "tools/qzagent/Report.h"
 
 namespace qzagent
 {
+namespace
+{
+/// @param arReport told when there is no such code, which is misuse
+/// @param aCode    the code as the user wrote it; none for all
 Answer explain(Report& arReport, std::optional<std::string> const& aCode)
 {
     auto list = nlohmann::ordered_json::array();
@@ -32,5 +39,16 @@ Answer explain(Report& arReport, std::optional<std::string> const& aCode)
         return {};
     }
     return {{{"exit_codes", list}}, text};
+}
+}  // namespace
+
+void addExplain(CommandLine& arCommandLine)
+{
+    auto const code = std::make_shared<std::optional<std::string>>();
+    CLI::App& verb =
+        arCommandLine.addVerb("explain", "Explain an exit code, or all of them",
+                              "  qzagent explain 1          what exit code 1 means and what to do\n",
+                              [code](Setting const& aSetting) { return explain(aSetting.mReport, *code); });
+    verb.add_option("N", *code, "The exit code; all when it is left out")->type_name("");
 }
 }  // namespace qzagent

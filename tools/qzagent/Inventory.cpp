@@ -1,13 +1,17 @@
 #include "tools/qzagent/Inventory.h"
 
 #include <cstddef>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/CommandLine.h"
 #include "tools/qzagent/ErrorStream.h"
 #include "tools/qzagent/ExitCodes.h"
 #include "tools/qzagent/FoundAdapter.h"
@@ -22,49 +26,65 @@ namespace qzagent
 {
 namespace
 {
-std::vector<FoundAdapter> surveyAll(Report& arReport, InventoryRequest const& aRequest)
+/// Name of the one adapter that is asked for; none for all.
+using Wanted = std::optional<std::string>;
+
+std::vector<FoundAdapter> surveyAll(Setting const& aSetting, Wanted const& aWanted)
 {
-    Progress progress(arReport.errors(), aRequest.mTellsProgress && ErrorStream::canShowStatus());
+    Report& report = aSetting.mReport;
+    // The trace tells of each step as it is.
+    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
     progress.setStep("adapters");
     std::vector<FoundAdapter> found;
-    visitAdapters(arReport,
+    visitAdapters(report,
                   [&](QZCHbaapiAbs& arHbaapi, std::size_t aIndex, std::string const& aName)
                   {
-                      if (aRequest.mAdapter.value_or(aName) == aName)
+                      if (aWanted.value_or(aName) == aName)
                       {
-                          found.push_back(survey(arHbaapi, aIndex, aName, arReport, progress));
+                          found.push_back(survey(arHbaapi, aIndex, aName, report, progress));
                       }
                   });
     return found;
 }
 
 /// Nothing was found: that is a note, unless a certain adapter was asked for.
-void tellOfNone(Report& arReport, InventoryRequest const& aRequest)
+void tellOfNone(Report& arReport, Wanted const& aWanted)
 {
-    if (aRequest.mAdapter)
+    if (aWanted)
     {
         arReport.addError(ExitCode::failed,
-                          fmt::format("no adapter '{}'; the verb adapters lists them", *aRequest.mAdapter));
+                          fmt::format("no adapter '{}'; the verb adapters lists them", *aWanted));
     }
     else if (arReport.exitCode() == ExitCode::allWell)
     {
         arReport.addNote("no adapters");
     }
 }
-}  // namespace
 
-Answer inventory(Report& arReport, InventoryRequest const& aRequest)
+Answer inventory(Setting const& aSetting, Wanted const& aWanted)
 {
-    std::vector<FoundAdapter> const found = surveyAll(arReport, aRequest);
+    std::vector<FoundAdapter> const found = surveyAll(aSetting, aWanted);
     if (found.empty())
     {
-        tellOfNone(arReport, aRequest);
+        tellOfNone(aSetting.mReport, aWanted);
     }
     auto list = nlohmann::ordered_json::array();
     for (FoundAdapter const& adapter : found)
     {
         list.push_back(jsonOf(adapter));
     }
-    return {{{"adapters", list}}, found.empty() ? "" : treeOf(found, aRequest.mIsColoured)};
+    return {{{"adapters", list}}, found.empty() ? "" : treeOf(found, aSetting.mIsColoured)};
+}
+}  // namespace
+
+void addInventory(CommandLine& arCommandLine)
+{
+    auto const wanted = std::make_shared<Wanted>();
+    CLI::App& verb =
+        arCommandLine.addVerb("inventory", "Show each adapter with its ports, remote ports and LUNs",
+                              "  qzagent inventory --adapter example-fc-0\n"
+                              "                             one adapter with all that is seen through it\n",
+                              [wanted](Setting const& aSetting) { return inventory(aSetting, *wanted); });
+    verb.add_option("--adapter", *wanted, "Show this adapter only")->type_name("NAME");
 }
 }  // namespace qzagent

@@ -2,22 +2,11 @@
 /// The verb inventory.
 #pragma once
 
-#include <optional>
-#include <string>
-
-#include "tools/qzagent/Report.h"
+#include "tools/qzagent/CommandLine.h"
 
 namespace qzagent
 {
-struct InventoryRequest
-{
-    std::optional<std::string> mAdapter;  ///< name of the one adapter that is asked for; none for all
-    bool mIsColoured;                     ///< whether the text is coloured
-    bool mTellsProgress;                  ///< whether a terminal is told what the tool waits for
-};
-
-/// Shows the adapters of the host with all that can be seen through them.
-/// @param arReport told what fails, and when no adapter has the name; what fails does not keep the rest from being
-///                 shown
-Answer inventory(Report& arReport, InventoryRequest const& aRequest);
+/// Adds the verb that shows the adapters of the host, or one, with all that can be seen through them. What
+/// fails does not keep the rest from being shown.
+void addInventory(CommandLine& arCommandLine);
 }  // namespace qzagent

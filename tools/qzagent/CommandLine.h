@@ -1,0 +1,65 @@
+/// @file
+/// The command line of the tool: its verbs, their options, and what they ask for.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/qzagent/Output.h"
+#include "tools/qzagent/Report.h"
+
+namespace qzagent
+{
+constexpr char const* toolName = "qzagent";
+
+/// What a verb works with, beside its own options.
+struct Setting
+{
+    Report& mReport;
+    Output& mOutput;
+    bool mIsJson;
+    bool mIsTraced;
+    bool mIsColoured;  ///< whether text may be coloured
+};
+
+/// Does what a verb is there for.
+/// @return what is to be shown; none when the verb has written its output itself, as it went
+using Verb = std::function<std::optional<Answer>(Setting const&)>;
+
+class CommandLine
+{
+public:
+    CommandLine();
+
+    /// @param aExamples lines of the help, each with its line end
+    /// @return the verb's parser, for its options to be added
+    CLI::App& addVerb(char const* aName, char const* aDescription, char const* aExamples, Verb const& aVerb);
+
+    /// @throws CLI::Error also when only help was asked for
+    void parse(int aCount, char const* const* aArguments);
+
+    /// The help or the version that was asked for.
+    std::string helpFor(CLI::Success const& aRequest) const;
+
+    /// The verb, or the tool itself when the arguments name none.
+    std::string command() const;
+
+    bool isTraced() const { return mIsTraced; }
+
+    /// Runs the verb that the arguments named.
+    std::optional<Answer> run(Report& arReport, Output& arOutput) const;
+
+private:
+    void addFlag(char const* aName, bool& arFlag, char const* aDescription);
+    std::string verbNames() const;
+
+    CLI::App mApp{"Reference agent over the adapters of this host.", toolName};
+    bool mIsJson = false;
+    bool mIsTraced = false;
+    std::string mExamples;
+    Verb mVerb;
+};
+}  // namespace qzagent
