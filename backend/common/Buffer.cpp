@@ -7,30 +7,6 @@
 #include <stdexcept>
 #include <string>
 
-QZCBuffer::QZCBuffer(unsigned int aLength, unsigned int aCapacity)
-    : mLength(0), mCapacity(sgInsideCapacity), mBytes(mInside), mIsForeign(false)
-{
-    unsigned int const room = std::max(aLength, aCapacity);
-    if (room > mCapacity)
-    {
-        _moveTo(room);
-    }
-    else
-    {
-        // Whoever takes a few bytes more than there are, as a sender's fault may lead to, finds zeros.
-        std::memset(mInside, 0, sizeof mInside);
-    }
-    std::memset(mBytes, 0, aLength);
-    mLength = aLength;
-}
-
-QZCBuffer::QZCBuffer(unsigned char const* apBytes, unsigned int aLength)
-    : mLength(aLength), mCapacity(aLength), mBytes(const_cast<unsigned char*>(apBytes)), mIsForeign(true)
-{
-}
-
-QZCBuffer::~QZCBuffer() { _release(); }
-
 unsigned char QZCBuffer::byte(unsigned int aPosition) const
 {
     if (aPosition >= mLength)
@@ -108,13 +84,5 @@ void QZCBuffer::_own()
     if (mIsForeign)
     {
         _moveTo(mLength);
-    }
-}
-
-void QZCBuffer::_release()
-{
-    if (!mIsForeign && mBytes != mInside)
-    {
-        delete[] mBytes;
     }
 }

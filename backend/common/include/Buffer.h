@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 
 /// A growable sequence of bytes, owned by whoever holds it.
 ///
@@ -20,15 +21,33 @@ public:
     /// @param aLength   bytes to start with, all zero
     /// @param aCapacity room to set aside, so that appending up to it allocates no more; a hint that later
     ///                  appends may exceed or fall short of
-    QZCBuffer(unsigned int aLength, unsigned int aCapacity);
+    QZCBuffer(unsigned int aLength, unsigned int aCapacity)
+        : mLength(0), mCapacity(sgInsideCapacity), mBytes(mInside), mIsForeign(false)
+    {
+        unsigned int const room = aLength > aCapacity ? aLength : aCapacity;
+        if (room > sgInsideCapacity)
+        {
+            _moveTo(room);
+            std::memset(mBytes, 0, aLength);
+        }
+        else
+        {
+            // Whoever takes a few bytes more than there are, as a sender's fault may lead to, finds zeros.
+            std::memset(mInside, 0, sizeof mInside);
+        }
+        mLength = aLength;
+    }
 
     /// Wraps bytes without copying them; they must stay valid as long as they are wrapped.
     /// @param apBytes bytes to wrap, not owned; may be null when aLength is 0
     /// @param aLength their number
-    QZCBuffer(unsigned char const* apBytes, unsigned int aLength);
+    QZCBuffer(unsigned char const* apBytes, unsigned int aLength)
+        : mLength(aLength), mCapacity(aLength), mBytes(const_cast<unsigned char*>(apBytes)), mIsForeign(true)
+    {
+    }
 
     /// Frees the bytes, but for wrapped ones.
-    virtual ~QZCBuffer();
+    virtual ~QZCBuffer() { _release(); }
 
     QZCBuffer(QZCBuffer const&) = delete;
     QZCBuffer& operator=(QZCBuffer const&) = delete;
@@ -69,7 +88,14 @@ private:
     unsigned char* _grow(std::size_t aLength);
     void _moveTo(unsigned int aCapacity);
     void _own();
-    void _release();
+
+    void _release()
+    {
+        if (!mIsForeign && mBytes != mInside)
+        {
+            delete[] mBytes;
+        }
+    }
 
     unsigned int mLength;
     unsigned int mCapacity;  ///< equal to mLength while wrapping, so that any growth takes the slow way
