@@ -101,14 +101,9 @@ static void __sDescribe(char* apText, std::size_t aSize, unsigned char const* ap
     throw QZCEncodingEx(text, 100);
 }
 
-bool QZCEncodableInStream::_readBool()
+void QZCEncodableInStream::_refuseBool() const
 {
-    if (mPosition == mLength ||
-        (mBytes[mPosition] != QZCEncodedForm::sgFalse && mBytes[mPosition] != QZCEncodedForm::sgTrue))
-    {
-        __sRefuse(mBytes, mLength, mPosition, "a bool (0xf4 or 0xf5)");
-    }
-    return mBytes[mPosition++] == QZCEncodedForm::sgTrue;
+    __sRefuse(mBytes, mLength, mPosition, "a bool (0xf4 or 0xf5)");
 }
 
 unsigned int QZCEncodableInStream::_readUnsigned(unsigned int aLargest)

@@ -190,7 +190,11 @@ public:
     /// @{
     QZCEncodableInStream& operator>>(bool& arValue)
     {
-        arValue = _readBool();
+        if (!_isBool())
+        {
+            _refuseBool();
+        }
+        arValue = mBytes[mPosition++] == QZCEncodedForm::sgTrue;
         return *this;
     }
 
@@ -236,7 +240,13 @@ private:
     /// True when the next element is an unsigned integer that its head byte holds.
     bool _isSmall() const { return mPosition != mLength && mBytes[mPosition] < QZCEncodedForm::sgFollows1; }
 
-    bool _readBool();
+    bool _isBool() const
+    {
+        return mPosition != mLength &&
+               (mBytes[mPosition] == QZCEncodedForm::sgFalse || mBytes[mPosition] == QZCEncodedForm::sgTrue);
+    }
+
+    [[noreturn]] void _refuseBool() const;
     unsigned int _readUnsigned(unsigned int aLargest);
 
     /// Finds the byte string that comes next, without moving.

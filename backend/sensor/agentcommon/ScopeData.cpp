@@ -146,10 +146,8 @@ void QZCScopeData::decode(QZCEncodableInStream& arIn)
     arIn >> marker;
     if (marker != 0)
     {
-        QZCPointer<QZCBuffer> data;
-        arIn >> data;
-        mEventData = data;
-        mEventDataSize = data->getLength();
+        arIn >> mEventData;
+        mEventDataSize = mEventData->getLength();
     }
     QZ_LOG_LEFT();
 }
