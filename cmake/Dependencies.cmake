@@ -20,4 +20,10 @@ endif()
 
 if(QZ_BUILD_BENCHMARKS)
   find_package(benchmark REQUIRED)
+  # The peers.
+  find_path(MSGPACK_INCLUDE_DIR msgpack.hpp REQUIRED)
+  find_package(FlatBuffers REQUIRED)
+  find_program(FLATC_EXECUTABLE flatc REQUIRED)
+  find_package(Protobuf REQUIRED)
+  pkg_check_modules(CBOR REQUIRED IMPORTED_TARGET libcbor)
 endif()

@@ -1,0 +1,156 @@
+// What the layer adds to a call of the vendor library, over a stub that answers at once. Of each call there are
+// three figures: through the layer; directly, through a pointer that is known; and directly, with one lookup of
+// the symbol before, which no call of the layer can do without. The last two tell what a lookup costs there.
+#include <cstring>
+#include <ctime>
+#include <new>
+
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#include <hbaapi.h>
+
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+
+namespace
+{
+using Name = QZCPointer<QZCWorldWideName>;
+
+constexpr unsigned char nameBytes[] = {0x10, 0x00, 0x00, 0x00, 0xc9, 0x2a, 0x3b, 0x4c};
+
+Name makeName(unsigned char const* aBytes)
+{
+    return Name(new (std::nothrow) QZCWorldWideName(aBytes), QZPST_Individual, QZPAT_New);
+}
+
+/// The stub, opened before the layer asks for the vendor library under the name that the stub bears.
+void* stub()
+{
+    static void* const handle = dlopen(QZ_VQM_STUB, RTLD_LAZY);
+    return handle;
+}
+
+template <typename Function>
+Function* find(char const* aSymbol)
+{
+    return reinterpret_cast<Function*>(dlsym(stub(), aSymbol));
+}
+
+/// A function of the stub that was looked up once.
+template <typename Function>
+class Known
+{
+public:
+    explicit Known(char const* aSymbol) : mFunction(find<Function>(aSymbol)) {}
+    Function* get() const { return mFunction; }
+
+private:
+    Function* mFunction;
+};
+
+/// A function of the stub that is looked up for each call.
+template <typename Function>
+class LookedUp
+{
+public:
+    explicit LookedUp(char const* aSymbol) : mSymbol(aSymbol) {}
+    Function* get() const { return find<Function>(mSymbol); }
+
+private:
+    char const* mSymbol;
+};
+
+void loadLayer(benchmark::State const&)
+{
+    if (stub() != nullptr)
+    {
+        QZCLibvqmAbs().LIBVQM_LoadLibrary();
+    }
+}
+
+void freeLayer(benchmark::State const&) { QZCLibvqmAbs().LIBVQM_FreeLibrary(); }
+
+void QZCVqmUnregEvent(benchmark::State& arState)
+{
+    QZCLibvqmAbs libvqm;
+    for (auto _ : arState)
+    {
+        benchmark::DoNotOptimize(libvqm.LIBVQM_VqmUnregEvent(1, 2));
+    }
+}
+
+template <template <typename> class Access>
+void directVqmUnregEvent(benchmark::State& arState)
+{
+    Access<unsigned int(unsigned int, unsigned int)> const unregister("unRegisterForEvent");
+    for (auto _ : arState)
+    {
+        benchmark::DoNotOptimize(unregister.get()(1, 2));
+    }
+}
+
+void QZCQzapiUnregEvent(benchmark::State& arState)
+{
+    QZCLibvqmAbs libvqm;
+    Name const name = makeName(nameBytes);
+    for (auto _ : arState)
+    {
+        benchmark::DoNotOptimize(libvqm.LIBVQM_QzapiUnregEvent(1, name, 2));
+    }
+}
+
+template <template <typename> class Access>
+void directQzapiUnregEvent(benchmark::State& arState)
+{
+    Access<unsigned int(unsigned int, HBA_wwn, unsigned int)> const unregister("VQM_QZ_unRegisterForEvent");
+    Name const name = makeName(nameBytes);
+    for (auto _ : arState)
+    {
+        HBA_wwn wwn;
+        std::memcpy(wwn.wwn, name->getBinaryForm(), sizeof wwn.wwn);
+        benchmark::DoNotOptimize(unregister.get()(1, wwn, 2));
+    }
+}
+
+void QZCGetAdapterInfo(benchmark::State& arState)
+{
+    QZCLibvqmAbs libvqm;
+    Name first = makeName(nameBytes);
+    Name second = makeName(nameBytes);
+    for (auto _ : arState)
+    {
+        libvqm.LIBVQM_GetAdapterInfo(1, first, second);
+    }
+}
+
+/// Makes the same two names, which are what the caller asks for.
+template <template <typename> class Access>
+void directGetAdapterInfo(benchmark::State& arState)
+{
+    Access<unsigned int(unsigned int, void*)> const getLinkInfo("VQM_GetLinkInfo");
+    Name first = makeName(nameBytes);
+    Name second = makeName(nameBytes);
+    for (auto _ : arState)
+    {
+        unsigned char record[QZCLibvqmRecords::sgLinkInfoSize];
+        std::memset(record, 0, sizeof record);
+        benchmark::DoNotOptimize(getLinkInfo.get()(1, record));
+        Name const newFirst = makeName(record + QZCLibvqmRecords::sgFirstWwnPosition);
+        Name const newSecond = makeName(record + QZCLibvqmRecords::sgSecondWwnPosition);
+        first = newFirst;
+        second = newSecond;
+    }
+}
+
+BENCHMARK(QZCVqmUnregEvent)->Setup(loadLayer)->Teardown(freeLayer);
+BENCHMARK(directVqmUnregEvent<Known>)->Name("DirectVqmUnregEvent");
+BENCHMARK(directVqmUnregEvent<LookedUp>)->Name("LookedUpVqmUnregEvent");
+BENCHMARK(QZCQzapiUnregEvent)->Setup(loadLayer)->Teardown(freeLayer);
+BENCHMARK(directQzapiUnregEvent<Known>)->Name("DirectQzapiUnregEvent");
+BENCHMARK(directQzapiUnregEvent<LookedUp>)->Name("LookedUpQzapiUnregEvent");
+BENCHMARK(QZCGetAdapterInfo)->Setup(loadLayer)->Teardown(freeLayer);
+BENCHMARK(directGetAdapterInfo<Known>)->Name("DirectGetAdapterInfo");
+BENCHMARK(directGetAdapterInfo<LookedUp>)->Name("LookedUpGetAdapterInfo");
+}  // namespace

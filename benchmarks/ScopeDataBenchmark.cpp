@@ -1,0 +1,88 @@
+// Scope data; the peers stand in the files ScopeDataPeer*.cpp, each with the same contents.
+#include "benchmarks/ScopeDataBenchmark.h"
+
+#include <cstddef>
+#include <new>
+
+#include <benchmark/benchmark.h>
+
+#include "backend/common/include/Buffer.h"
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "backend/sensor/agentcommon/include/ScopeEvent.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+
+namespace
+{
+QZCPointer<QZCScopeEvent> makeEvent(ScopeContents const& acrContents)
+{
+    QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
+    unsigned char const encoded[] = {acrContents.mCategory, acrContents.mSubcategory};
+    QZCEncodableInStream in(encoded, sizeof encoded);
+    event->decode(in);
+    return event;
+}
+
+QZCPointer<QZCWorldWideName> makeName(unsigned char const* aBytes)
+{
+    return QZCPointer<QZCWorldWideName>(new (std::nothrow) QZCWorldWideName(aBytes), QZPST_Individual,
+                                        QZPAT_New);
+}
+
+QZCScopeData makeRecord(ScopeContents const& acrContents)
+{
+    QZCPointer<QZCScopeEvent> const event = makeEvent(acrContents);
+    auto const length = static_cast<unsigned int>(acrContents.mPayload.size());
+    unsigned char const* const payload = acrContents.mPayload.data();
+    if (!acrContents.mHasNames)
+    {
+        return QZCScopeData(event, payload, length, length);
+    }
+    return QZCScopeData(event, payload, length, length, makeName(acrContents.mFirst),
+                        makeName(acrContents.mSecond));
+}
+
+class QzcCodec
+{
+public:
+    using Writer = QZCEncodableOutStream;
+
+    /// A record cannot be without an event: until one is decoded, all share this one.
+    struct Record : QZCScopeData
+    {
+        Record() : QZCScopeData(placeholder()) {}
+
+        static QZCPointer<QZCScopeEvent> const& placeholder()
+        {
+            static QZCPointer<QZCScopeEvent> const event(new QZCScopeEvent, QZPST_Individual, QZPAT_New);
+            return event;
+        }
+    };
+
+    explicit QzcCodec(ScopeContents const& acrContents) : mRecord(makeRecord(acrContents)) {}
+
+    void encode(Writer& arWriter) const
+    {
+        arWriter.clear();
+        mRecord.encode(arWriter);
+    }
+
+    static unsigned char const* bytes(Writer const& acrWriter) { return acrWriter.getEncoded(); }
+    static std::size_t length(Writer const& acrWriter) { return acrWriter.getEncoded().getLength(); }
+
+    static bool decode(Record& arRecord, unsigned char const* aBytes, std::size_t aLength)
+    {
+        QZCEncodableInStream in(aBytes, static_cast<unsigned int>(aLength));
+        arRecord.decode(in);
+        return in.getRemaining() == 0;
+    }
+
+private:
+    QZCScopeData mRecord;
+};
+
+BENCHMARK(encodeReused<QzcCodec>)->Name("QZCEncodeScopeData")->Apply(scopeDataShapes);
+BENCHMARK(encodeFresh<QzcCodec>)->Name("QZCEncodeScopeDataFresh")->Apply(scopeDataShapes);
+BENCHMARK(decodeFresh<QzcCodec>)->Name("QZCDecodeScopeData")->Apply(scopeDataShapes);
+}  // namespace

@@ -1,0 +1,87 @@
+// Scope data as an array of libcbor: a tree of items, serialised and loaded.
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+
+#include <benchmark/benchmark.h>
+#include <cbor.h>
+
+#include "benchmarks/ScopeDataBenchmark.h"
+
+namespace
+{
+struct DropItem
+{
+    void operator()(cbor_item_t* aItem) const { cbor_decref(&aItem); }
+};
+
+using Item = std::unique_ptr<cbor_item_t, DropItem>;
+
+/// A block that grows, as the library leaves it to its callers.
+struct Block
+{
+    Block() = default;
+    ~Block() { std::free(mBytes); }
+    Block(Block const&) = delete;
+    Block& operator=(Block const&) = delete;
+
+    unsigned char* mBytes = nullptr;
+    std::size_t mRoom = 0;
+    std::size_t mLength = 0;
+};
+
+Item makeBytes(unsigned char const* aBytes, std::size_t aLength)
+{
+    return Item(cbor_build_bytestring(aBytes, aLength));
+}
+
+class LibcborCodec
+{
+public:
+    using Writer = Block;
+    using Record = Item;
+
+    explicit LibcborCodec(ScopeContents const& acrContents)
+        : mRecord(cbor_new_definite_array(acrContents.mHasNames ? 6 : 4))
+    {
+        push(Item(cbor_build_uint8(acrContents.mCategory)));
+        push(Item(cbor_build_uint8(acrContents.mSubcategory)));
+        push(Item(cbor_build_bool(acrContents.mHasNames)));
+        if (acrContents.mHasNames)
+        {
+            push(makeBytes(acrContents.mFirst, ScopeContents::sNameSize));
+            push(makeBytes(acrContents.mSecond, ScopeContents::sNameSize));
+        }
+        push(makeBytes(acrContents.mPayload.data(), acrContents.mPayload.size()));
+    }
+
+    void encode(Writer& arWriter) const
+    {
+        arWriter.mLength = cbor_serialize(mRecord.get(), arWriter.mBytes, arWriter.mRoom);
+        if (arWriter.mLength == 0)
+        {
+            std::free(arWriter.mBytes);
+            arWriter.mLength = cbor_serialize_alloc(mRecord.get(), &arWriter.mBytes, &arWriter.mRoom);
+        }
+    }
+
+    static unsigned char const* bytes(Writer const& acrWriter) { return acrWriter.mBytes; }
+    static std::size_t length(Writer const& acrWriter) { return acrWriter.mLength; }
+
+    static bool decode(Record& arRecord, unsigned char const* aBytes, std::size_t aLength)
+    {
+        cbor_load_result result = {};
+        arRecord.reset(cbor_load(aBytes, aLength, &result));
+        return arRecord != nullptr;
+    }
+
+private:
+    void push(Item aItem) { static_cast<void>(cbor_array_push(mRecord.get(), aItem.get())); }
+
+    Item mRecord;
+};
+
+BENCHMARK(encodeReused<LibcborCodec>)->Name("LibcborEncodeScopeData")->Apply(scopeDataShapes);
+BENCHMARK(encodeFresh<LibcborCodec>)->Name("LibcborEncodeScopeDataFresh")->Apply(scopeDataShapes);
+BENCHMARK(decodeFresh<LibcborCodec>)->Name("LibcborDecodeScopeData")->Apply(scopeDataShapes);
+}  // namespace

@@ -1,0 +1,60 @@
+// Scope data as msgpack: an array, packed from the contents; unpacked into an object that owns copies.
+#include <cstddef>
+#include <cstdint>
+
+#include <benchmark/benchmark.h>
+#include <msgpack.hpp>
+
+#include "benchmarks/ScopeDataBenchmark.h"
+
+namespace
+{
+class MsgpackCodec
+{
+public:
+    using Writer = msgpack::sbuffer;
+    using Record = msgpack::object_handle;
+
+    explicit MsgpackCodec(ScopeContents const& acrContents) : mContents(acrContents) {}
+
+    __attribute__((noinline)) void encode(Writer& arWriter) const
+    {
+        arWriter.clear();
+        msgpack::packer<msgpack::sbuffer> packer(arWriter);
+        packer.pack_array(mContents.mHasNames ? 6 : 4);
+        packer.pack_uint8(mContents.mCategory);
+        packer.pack_uint8(mContents.mSubcategory);
+        mContents.mHasNames ? packer.pack_true() : packer.pack_false();
+        if (mContents.mHasNames)
+        {
+            packBytes(packer, mContents.mFirst, ScopeContents::sNameSize);
+            packBytes(packer, mContents.mSecond, ScopeContents::sNameSize);
+        }
+        packBytes(packer, mContents.mPayload.data(), mContents.mPayload.size());
+    }
+
+    static char const* bytes(Writer const& acrWriter) { return acrWriter.data(); }
+    static std::size_t length(Writer const& acrWriter) { return acrWriter.size(); }
+
+    __attribute__((noinline)) static bool decode(Record& arRecord, char const* aBytes, std::size_t aLength)
+    {
+        msgpack::unpack(arRecord, aBytes, aLength);
+        return arRecord.get().type == msgpack::type::ARRAY;
+    }
+
+private:
+    static void packBytes(msgpack::packer<msgpack::sbuffer>& arPacker, unsigned char const* aBytes,
+                          std::size_t aLength)
+    {
+        auto const length = static_cast<std::uint32_t>(aLength);
+        arPacker.pack_bin(length);
+        arPacker.pack_bin_body(reinterpret_cast<char const*>(aBytes), length);
+    }
+
+    ScopeContents mContents;
+};
+
+BENCHMARK(encodeReused<MsgpackCodec>)->Name("MsgpackEncodeScopeData")->Apply(scopeDataShapes);
+BENCHMARK(encodeFresh<MsgpackCodec>)->Name("MsgpackEncodeScopeDataFresh")->Apply(scopeDataShapes);
+BENCHMARK(decodeFresh<MsgpackCodec>)->Name("MsgpackDecodeScopeData")->Apply(scopeDataShapes);
+}  // namespace

@@ -1,0 +1,13 @@
+// The vendor library for the benchmark of the layer over it: every function answers at once.
+#include <ctime>
+
+#include <hbaapi.h>
+
+extern "C"
+{
+    unsigned int VQM_GetLinkInfo(unsigned int, void*) { return 0; }
+
+    unsigned int unRegisterForEvent(unsigned int, unsigned int) { return 0; }
+
+    unsigned int VQM_QZ_unRegisterForEvent(unsigned int, HBA_wwn, unsigned int) { return 0; }
+}
