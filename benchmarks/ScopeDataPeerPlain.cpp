@@ -123,9 +123,15 @@ Counted<PlainName> readName(PlainReader& arReader)
     Counted<PlainBuffer> const buffer = arReader.readBuffer();
     unsigned char* const bytes = name.mObject->mBytes;
     std::memcpy(bytes, buffer.mObject->mInside, ScopeContents::sNameSize);
-    char text[24];
-    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x:%02x:%02x", bytes[0], bytes[1], bytes[2],
-                  bytes[3], bytes[4], bytes[5], bytes[6], bytes[7]);
+    char text[3 * ScopeContents::sNameSize];
+    char* end = text;
+    for (unsigned int i = 0; i < ScopeContents::sNameSize - 1; ++i)
+    {
+        // A byte and its separator are written apart, as our record writes them.
+        end += std::sprintf(end, "%02x", bytes[i]);
+        end += std::sprintf(end, "%s", ":");
+    }
+    std::sprintf(end, "%02x", bytes[ScopeContents::sNameSize - 1]);
     name.mObject->mText = Counted<std::string>(text);
     return name;
 }

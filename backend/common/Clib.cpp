@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -20,6 +21,13 @@ void* ClibMemset(void* apTarget, int aValue, unsigned int aLength)
 
 int ClibSprintf(char* apTarget, char const* apFormat, ...)
 {
+    // A text alone, such as what separates numbers, is its own result.
+    if (std::strchr(apFormat, '%') == nullptr)
+    {
+        std::size_t const length = std::strlen(apFormat);
+        std::memcpy(apTarget, apFormat, length + 1);
+        return static_cast<int>(length);
+    }
     std::va_list values;
     va_start(values, apFormat);
     int const written = std::vsprintf(apTarget, apFormat, values);

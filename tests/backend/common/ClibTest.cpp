@@ -1,6 +1,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -75,6 +76,13 @@ TEST(Clib, MemsetSetsExactlyTheGivenBytesToTheLow8Bits)
     unsigned char target[] = {9, 9, 9, 9};
     EXPECT_EQ(ClibMemset(target, 0x1fe, 3), target);
     EXPECT_THAT(target, ElementsAre(0xfe, 0xfe, 0xfe, 9));
+}
+
+TEST(Clib, SprintfPrintsATextWithoutDirectivesAsItIs)
+{
+    char text[4] = {'x', 'x', 'x', 'x'};
+    EXPECT_EQ(ClibSprintf(text, ":;"), 2);
+    EXPECT_EQ(std::string(text, sizeof text), std::string(":;\0x", 4));
 }
 
 TEST(Clib, SprintfPrintsATerminatedTextAndTellsItsLength)

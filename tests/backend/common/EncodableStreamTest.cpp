@@ -314,7 +314,9 @@ TEST(EncodableOutStream, AnInsertionWithoutMemoryLeavesTheStreamAsItWas)
 TEST(EncodableOutStream, ABufferThatIsTooLongToEncodeIsRefused)
 {
     unsigned char const byte = 0;
-    QZCLocalBuffer const longest(&byte, 4294967295);
+    // Hidden from the compiler, which would find that there is only one.
+    unsigned char const* volatile bytes = &byte;
+    QZCLocalBuffer const longest(bytes, 4294967295);
     QZCEncodableOutStream out;
     out << true;
     EXPECT_EQ(outcomeOf([&] { out << longest; }),
