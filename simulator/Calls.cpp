@@ -14,7 +14,9 @@ enum class Concern
 {
     library,
     adapter,
-    target
+    target,
+    diagnosticLibrary,
+    board
 };
 
 struct CallEntry
@@ -35,6 +37,15 @@ constexpr CallEntry calls[] = {
     {"HBA_GetPortAttributesByWWN", Call::getPortAttributesByWwn, Concern::adapter},
     {"HBA_GetFcpTargetMapping", Call::getFcpTargetMapping, Concern::adapter},
     {"HBA_SendReportLUNs", Call::sendReportLuns, Concern::target},
+    {"VQM_GetLibVer", Call::getLibVer, Concern::diagnosticLibrary},
+    {"VQM_InitDiagEnv", Call::initDiagEnv, Concern::diagnosticLibrary},
+    {"VQM_FreeDiagEnv", Call::freeDiagEnv, Concern::diagnosticLibrary},
+    {"VQM_GetDrvInfo", Call::getDrvInfo, Concern::board},
+    {"VQM_GetLinkInfo", Call::getLinkInfo, Concern::board},
+    {"RegisterForEvent", Call::registerForEvent, Concern::board},
+    {"unRegisterForEvent", Call::unregisterForEvent, Concern::board},
+    {"VQM_QZ_RegisterForEvent", Call::quazorRegisterForEvent, Concern::board},
+    {"VQM_QZ_unRegisterForEvent", Call::quazorUnregisterForEvent, Concern::board},
 };
 
 /// Every call has its entry.
@@ -62,7 +73,19 @@ std::string namesOfCalls()
     return fmt::format("{}", fmt::join(names, ", "));
 }
 
-bool concernsAdapter(Call aCall) { return entryOf(aCall).mConcern != Concern::library; }
+bool isDiagnostic(Call aCall)
+{
+    Concern const concern = entryOf(aCall).mConcern;
+    return concern == Concern::diagnosticLibrary || concern == Concern::board;
+}
+
+bool concernsAdapter(Call aCall)
+{
+    Concern const concern = entryOf(aCall).mConcern;
+    return concern == Concern::adapter || concern == Concern::target;
+}
 
 bool concernsTarget(Call aCall) { return entryOf(aCall).mConcern == Concern::target; }
+
+bool concernsBoard(Call aCall) { return entryOf(aCall).mConcern == Concern::board; }
 }  // namespace qzsim

@@ -1,5 +1,5 @@
 /// @file
-/// The calls of the HBA API that a scenario can make fail.
+/// The calls of both vendor libraries that a scenario can make fail.
 #pragma once
 
 #include <optional>
@@ -19,7 +19,16 @@ enum class Call
     getDiscoveredPortAttributes,
     getPortAttributesByWwn,
     getFcpTargetMapping,
-    sendReportLuns
+    sendReportLuns,
+    getLibVer,
+    initDiagEnv,
+    freeDiagEnv,
+    getDrvInfo,
+    getLinkInfo,
+    registerForEvent,
+    unregisterForEvent,
+    quazorRegisterForEvent,
+    quazorUnregisterForEvent
 };
 
 /// The call of that name, as "HBA_OpenAdapter".
@@ -30,9 +39,15 @@ std::string nameOf(Call aCall);
 /// All names, for messages: "HBA_LoadLibrary, HBA_FreeLibrary, ...".
 std::string namesOfCalls();
 
+/// Whether the call is one of the diagnostic library, and not of the HBA API.
+bool isDiagnostic(Call aCall);
+
 /// Whether the call is made for one adapter.
 bool concernsAdapter(Call aCall);
 
 /// Whether the call is made for one target port.
 bool concernsTarget(Call aCall);
+
+/// Whether the call is made for one board of the diagnostic library.
+bool concernsBoard(Call aCall);
 }  // namespace qzsim

@@ -24,6 +24,24 @@ namespace qzsim
 namespace
 {
 constexpr std::string_view expectedAdapter = "the name of an adapter of this scenario";
+constexpr std::string_view expectedBoard = "the number of a board of this scenario";
+
+[[noreturn]] void refuseKey(TomlValue const& aValue, char const* aKey, Call aCall, std::string_view aReason)
+{
+    aValue.refuse(fmt::format("no key \"{}\" for {}, which {}", aKey, nameOf(aCall), aReason));
+}
+
+/// Refuses a key that belongs to the calls of the other library.
+void checkLibrary(TomlValue const& aValue, char const* aKey, Call aCall, bool aIsOfDiagnostics)
+{
+    if (isDiagnostic(aCall) != aIsOfDiagnostics)
+    {
+        refuseKey(aValue, aKey, aCall,
+                  isDiagnostic(aCall)
+                      ? "is a call of the diagnostic library and takes \"board\" and \"result\""
+                      : "is a call of the HBA API and takes \"adapter\", \"port_wwn\" and \"status\"");
+    }
+}
 
 void readCall(TomlValue const& aValue, Fault& aFault)
 {
@@ -32,22 +50,32 @@ void readCall(TomlValue const& aValue, Fault& aFault)
 
 void readAdapter(TomlValue const& aValue, Fault& aFault)
 {
+    checkLibrary(aValue, "adapter", aFault.mCall, false);
     if (!concernsAdapter(aFault.mCall))
     {
-        aValue.refuse(
-            fmt::format("no key \"adapter\" for {}, which concerns no single adapter", nameOf(aFault.mCall)));
+        refuseKey(aValue, "adapter", aFault.mCall, "concerns no single adapter");
     }
-    aFault.mAdapter = aValue.as<TomlValue::Text>(expectedAdapter);
+    aFault.mDevice = aValue.as<TomlValue::Text>(expectedAdapter);
 }
 
 void readPortWwn(TomlValue const& aValue, Fault& aFault)
 {
+    checkLibrary(aValue, "port_wwn", aFault.mCall, false);
     if (!concernsTarget(aFault.mCall))
     {
-        aValue.refuse(
-            fmt::format("no key \"port_wwn\" for {}, which concerns no single target", nameOf(aFault.mCall)));
+        refuseKey(aValue, "port_wwn", aFault.mCall, "concerns no single target");
     }
     aFault.mPort = textOf(readWwn(aValue));
+}
+
+void readBoard(TomlValue const& aValue, Fault& aFault)
+{
+    checkLibrary(aValue, "board", aFault.mCall, true);
+    if (!concernsBoard(aFault.mCall))
+    {
+        refuseKey(aValue, "board", aFault.mCall, "concerns no single board");
+    }
+    aFault.mDevice = std::to_string(readNumber(aValue, 0, highestNumber, expectedBoard));
 }
 
 /// Takes the number of a call off the front of a text; 0 when there is none.
@@ -94,16 +122,33 @@ void readNth(TomlValue const& aValue, Fault& aFault)
 
 void readStatus(TomlValue const& aValue, Fault& aFault)
 {
-    aFault.mStatus =
+    checkLibrary(aValue, "status", aFault.mCall, false);
+    aFault.mAnswer =
         readFoundOrNumber(aValue, statusNamed,
                           "a status name such as \"HBA_STATUS_ERROR_BUSY\" or a number from 0 to 4294967295");
 }
 
+void readResult(TomlValue const& aValue, Fault& aFault)
+{
+    checkLibrary(aValue, "result", aFault.mCall, true);
+    aFault.mAnswer = readNumber(aValue, 0, highestNumber);
+}
+
 constexpr Key<Fault> faultKeys[] = {
     {"call", Presence::required, readCall},        {"adapter", Presence::optional, readAdapter},
-    {"port_wwn", Presence::optional, readPortWwn}, {"nth", Presence::required, readNth},
-    {"status", Presence::required, readStatus},
+    {"port_wwn", Presence::optional, readPortWwn}, {"board", Presence::optional, readBoard},
+    {"nth", Presence::required, readNth},          {"status", Presence::optional, readStatus},
+    {"result", Presence::optional, readResult},
 };
+
+void checkAnswer(TomlValue const& aTable, Fault const& aFault)
+{
+    char const* const key = isDiagnostic(aFault.mCall) ? "result" : "status";
+    if (aTable.find(key) == nullptr)
+    {
+        refuseMissingKey(aTable, key, "[[fault]]");
+    }
+}
 
 bool hasTarget(Adapter const& aAdapter, std::string const& aPort)
 {
@@ -120,14 +165,14 @@ bool hasTarget(Adapter const& aAdapter, std::string const& aPort)
     return false;
 }
 
-/// Checks the names that the fault mentions.
+/// Checks the names of adapter and target that the fault mentions.
 void checkNames(TomlValue const& aTable, Fault const& aFault, std::vector<Adapter> const& aAdapters)
 {
     auto const isNamed = [&aFault](Adapter const& aAdapter)
-    { return aFault.mAdapter.empty() || aAdapter.mName == aFault.mAdapter; };
+    { return aFault.mDevice.empty() || aAdapter.mName == aFault.mDevice; };
     TomlValue const* const adapter = aTable.find("adapter");
     if (adapter != nullptr &&
-        (aFault.mAdapter.empty() || std::none_of(aAdapters.begin(), aAdapters.end(), isNamed)))
+        (aFault.mDevice.empty() || std::none_of(aAdapters.begin(), aAdapters.end(), isNamed)))
     {
         adapter->refuse(expectedAdapter);
     }
@@ -140,20 +185,32 @@ void checkNames(TomlValue const& aTable, Fault const& aFault, std::vector<Adapte
     }
 }
 
+void checkBoard(TomlValue const& aTable, std::size_t aBoards)
+{
+    TomlValue const* const board = aTable.find("board");
+    if (board != nullptr &&
+        static_cast<std::uint64_t>(board->as<TomlValue::Number>(expectedBoard)) >= aBoards)
+    {
+        board->refuse(expectedBoard);
+    }
+}
+
 bool shareCalls(Fault const& aOne, Fault const& aOther)
 {
-    return aOne.mCall == aOther.mCall && aOne.mAdapter == aOther.mAdapter && aOne.mPort == aOther.mPort &&
+    return aOne.mCall == aOther.mCall && aOne.mDevice == aOther.mDevice && aOne.mPort == aOther.mPort &&
            aOne.mFirst <= aOther.mLast && aOther.mFirst <= aOne.mLast;
 }
 }  // namespace
 
-std::vector<Fault> readFaults(TomlValue const& aTables, std::vector<Adapter> const& aAdapters)
+std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenario)
 {
     std::vector<Fault> faults;
     readTables(aTables, "[[fault]]", faultKeys, Fault{},
                [&](TomlValue const& aTable, Fault aFault)
                {
-                   checkNames(aTable, aFault, aAdapters);
+                   checkAnswer(aTable, aFault);
+                   checkNames(aTable, aFault, aScenario.mAdapters);
+                   checkBoard(aTable, aScenario.mDiagnostics.mBoards.size());
                    aFault.mPlace = aTable.place();
                    auto const rival =
                        std::find_if(faults.begin(), faults.end(),

@@ -10,6 +10,6 @@
 namespace qzsim
 {
 /// Throws ScenarioError.
-/// @param aAdapters those of the scenario, which the faults may name
-std::vector<Fault> readFaults(TomlValue const& aTables, std::vector<Adapter> const& aAdapters);
+/// @param aScenario has the adapters and boards, which the faults may name
+std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenario);
 }  // namespace qzsim

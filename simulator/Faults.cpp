@@ -13,10 +13,10 @@ void Faults::schedule(std::vector<Fault> aFaults, Strikes aStrikes)
     mStrikes = std::move(aStrikes);
 }
 
-std::optional<HBA_STATUS> Faults::next(Call aCall, std::string const& aAdapter, std::string const& aPort)
+std::optional<std::uint32_t> Faults::next(Call aCall, std::string const& aDevice, std::string const& aPort)
 {
     std::set<Group> const groups = {
-        {aCall, "", ""}, {aCall, aAdapter, ""}, {aCall, "", aPort}, {aCall, aAdapter, aPort}};
+        {aCall, "", ""}, {aCall, aDevice, ""}, {aCall, "", aPort}, {aCall, aDevice, aPort}};
     for (Group const& group : groups)
     {
         ++mCounts[group];
@@ -24,7 +24,7 @@ std::optional<HBA_STATUS> Faults::next(Call aCall, std::string const& aAdapter, 
     auto const fault = std::find_if(mFaults.begin(), mFaults.end(),
                                     [&](Fault const& aFault)
                                     {
-                                        Group const group{aFault.mCall, aFault.mAdapter, aFault.mPort};
+                                        Group const group{aFault.mCall, aFault.mDevice, aFault.mPort};
                                         return groups.count(group) != 0 && mCounts[group] >= aFault.mFirst &&
                                                mCounts[group] <= aFault.mLast;
                                     });
@@ -33,6 +33,6 @@ std::optional<HBA_STATUS> Faults::next(Call aCall, std::string const& aAdapter, 
         return std::nullopt;
     }
     mStrikes.add(static_cast<std::size_t>(fault - mFaults.begin()));
-    return fault->mStatus;
+    return fault->mAnswer;
 }
 }  // namespace qzsim

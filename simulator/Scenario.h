@@ -1,5 +1,5 @@
 /// @file
-/// What a scenario describes: the simulated adapters, and the calls that fail.
+/// What a scenario describes: the simulated adapters and boards, and the calls that fail.
 #pragma once
 
 #include <cstddef>
@@ -12,6 +12,7 @@
 #include <hbaapi.h>
 
 #include "simulator/Calls.h"
+#include "simulator/Diagnostics.h"
 
 namespace qzsim
 {
@@ -54,21 +55,24 @@ struct Adapter
 /// As the last call of a fault: it fails from its first call on without end.
 constexpr std::uint32_t endless = std::numeric_limits<std::uint32_t>::max();
 
-/// Calls that answer a status of the scenario's choice.
+/// Calls that answer what the scenario chooses.
 struct Fault
 {
     Call mCall;
-    std::string mAdapter;  ///< counts the calls for this adapter alone; empty: all calls
+    std::string
+        mDevice;  ///< counts the calls for the adapter of this name, or the board of this number, alone;
+                  ///< empty: all calls
     std::string mPort;     ///< counts the calls for the remote port of this name alone; empty: all calls
     std::uint32_t mFirst;  ///< counted from 1
     std::uint32_t mLast;
-    HBA_STATUS mStatus;
-    std::string mPlace;  ///< where it stands, "file:line:column"
+    std::uint32_t mAnswer;  ///< the status of the HBA API, the result of the diagnostic library
+    std::string mPlace;     ///< where it stands, "file:line:column"
 };
 
 struct Scenario
 {
     std::vector<Adapter> mAdapters;
+    Diagnostics mDiagnostics;
     std::vector<Fault> mFaults;
 };
 
@@ -81,6 +85,6 @@ std::uint64_t strikesIn(Fault const& aFault);
 /// The fault in words: "call 2 of HBA_OpenAdapter answers HBA_STATUS_ERROR_BUSY".
 std::string summaryOf(Fault const& aFault);
 
-/// The scenario in words, one line for each adapter and fault.
+/// The scenario in words, one line for each adapter, board, source of events and fault.
 std::string summaryOf(Scenario const& aScenario);
 }  // namespace qzsim

@@ -1,6 +1,7 @@
 #include "simulator/ScenarioReader.h"
 
 #include "simulator/AdapterReader.h"
+#include "simulator/DiagnosticsReader.h"
 #include "simulator/FaultReader.h"
 #include "simulator/TableReader.h"
 #include "simulator/TomlValue.h"
@@ -9,13 +10,14 @@ namespace qzsim
 {
 namespace
 {
-// The faults name adapters, which must be known by then.
+// The faults name adapters and boards, which must be known by then.
 constexpr Key<Scenario> scenarioKeys[] = {
     {"adapter", Presence::optional,
      [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mAdapters = readAdapters(aValue); }},
+    {"diagnostics", Presence::optional,
+     [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mDiagnostics = readDiagnostics(aValue); }},
     {"fault", Presence::optional,
-     [](TomlValue const& aValue, Scenario& aScenario)
-     { aScenario.mFaults = readFaults(aValue, aScenario.mAdapters); }},
+     [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mFaults = readFaults(aValue, aScenario); }},
 };
 }  // namespace
 

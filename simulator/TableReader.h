@@ -50,6 +50,13 @@ void refuseUnknownKeys(TomlValue::Table const& aEntries, std::string_view aTitle
     }
 }
 
+[[noreturn]] inline void refuseMissingKey(TomlValue const& aTable, std::string_view aKey,
+                                          std::string_view aTitle)
+{
+    throw ScenarioError(
+        fmt::format("{}: expected the key {} in this {}, found none", aTable.place(), quoted(aKey), aTitle));
+}
+
 /// Reads a table in the order of the keys, which is thus the order in which they may rely on each other.
 /// Throws ScenarioError for a key that is not listed or is required and not there.
 /// @param aTitle what the table is, as "[[adapter]]"
@@ -67,8 +74,7 @@ void readTable(TomlValue const& aTable, std::string_view aTitle, Key<Record> con
         }
         else if (key.mPresence == Presence::required)
         {
-            throw ScenarioError(fmt::format("{}: expected the key {} in this {}, found none", aTable.place(),
-                                            quoted(key.mName), aTitle));
+            refuseMissingKey(aTable, key.mName, aTitle);
         }
     }
 }

@@ -1,18 +1,13 @@
 // The vendor library's side of the HBA API: the entry points in C, and their registration.
-#include <cstdio>
 #include <ctime>
-#include <exception>
 #include <utility>
 
-#include <fmt/format.h>
 #include <hbaapi.h>
 #include <vendorhbaapi.h>
 
-#include "simulator/Environment.h"
+#include "simulator/EntryPoint.h"
 #include "simulator/HbaSimulation.h"
 #include "simulator/Scenario.h"
-#include "simulator/ScenarioError.h"
-#include "simulator/ScenarioReader.h"
 #include "simulator/Strikes.h"
 
 namespace
@@ -23,63 +18,32 @@ qzsim::HbaSimulation& simulation()
     return instance;
 }
 
-/// What the action returns; the other answer when it throws, as no exception may cross into C.
-template <typename Answer, typename Action>
-Answer answerOf(Answer aFailure, Action aAction) noexcept
-{
-    try
-    {
-        return aAction();
-    }
-    catch (std::exception const& error)
-    {
-        std::fprintf(stderr, "libqzsim: %s\n", error.what());
-        return aFailure;
-    }
-}
-
-qzsim::Scenario readScenarioOfEnvironment()
-{
-    char const* const path = qzsim::scenarioOfEnvironment();
-    if (path == nullptr)
-    {
-        throw qzsim::ScenarioError(
-            fmt::format("{} names no scenario, and must hold the path of one", qzsim::scenarioVariable));
-    }
-    return qzsim::readScenario(path);
-}
-
-qzsim::Strikes openStrikesOfEnvironment(qzsim::Scenario const& aScenario)
-{
-    char const* const path = qzsim::strikesOfEnvironment();
-    return path == nullptr ? qzsim::Strikes() : qzsim::Strikes(path, aScenario.mFaults.size());
-}
-
 /// What the simulation answers.
 template <typename... Parameters, typename... Arguments>
 HBA_STATUS statusOf(HBA_STATUS (qzsim::HbaSimulation::*aMethod)(Parameters...), Arguments... aArguments)
 {
-    return answerOf<HBA_STATUS>(HBA_STATUS_ERROR, [=] { return (simulation().*aMethod)(aArguments...); });
+    return qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
+                                       [=] { return (simulation().*aMethod)(aArguments...); });
 }
 
 HBA_UINT32 getVersion() { return HBA_LIBVERSION; }
 
 HBA_STATUS loadLibrary()
 {
-    return answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
-                                []
-                                {
-                                    qzsim::Scenario scenario = readScenarioOfEnvironment();
-                                    qzsim::Strikes strikes = openStrikesOfEnvironment(scenario);
-                                    return simulation().load(std::move(scenario), std::move(strikes));
-                                });
+    return qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
+                                       []
+                                       {
+                                           qzsim::Scenario scenario = qzsim::readScenarioOfEnvironment();
+                                           qzsim::Strikes strikes = qzsim::openStrikesOfEnvironment(scenario);
+                                           return simulation().load(std::move(scenario), std::move(strikes));
+                                       });
 }
 
 HBA_STATUS freeLibrary() { return statusOf(&qzsim::HbaSimulation::free); }
 
 HBA_UINT32 getNumberOfAdapters()
 {
-    return answerOf<HBA_UINT32>(0, [] { return simulation().numberOfAdapters(); });
+    return qzsim::answerOf<HBA_UINT32>(0, [] { return simulation().numberOfAdapters(); });
 }
 
 HBA_STATUS getAdapterName(HBA_UINT32 aIndex, char* aName)
@@ -89,17 +53,17 @@ HBA_STATUS getAdapterName(HBA_UINT32 aIndex, char* aName)
 
 HBA_HANDLE openAdapter(char* aName)
 {
-    return answerOf<HBA_HANDLE>(HBA_HANDLE_INVALID, [=] { return simulation().openAdapter(aName); });
+    return qzsim::answerOf<HBA_HANDLE>(HBA_HANDLE_INVALID, [=] { return simulation().openAdapter(aName); });
 }
 
 void closeAdapter(HBA_HANDLE aHandle)
 {
-    answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
-                         [=]
-                         {
-                             simulation().closeAdapter(aHandle);
-                             return HBA_STATUS_OK;
-                         });
+    qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
+                                [=]
+                                {
+                                    simulation().closeAdapter(aHandle);
+                                    return HBA_STATUS_OK;
+                                });
 }
 
 HBA_STATUS getAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)

@@ -16,7 +16,10 @@ constexpr char const* expectedNth =
 constexpr char const* expectedCall =
     "expected one of the calls HBA_LoadLibrary, HBA_FreeLibrary, HBA_GetAdapterName, HBA_OpenAdapter, "
     "HBA_GetAdapterAttributes, HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, "
-    "HBA_GetPortAttributesByWWN, HBA_GetFcpTargetMapping, HBA_SendReportLUNs, found ";
+    "HBA_GetPortAttributesByWWN, HBA_GetFcpTargetMapping, HBA_SendReportLUNs, VQM_GetLibVer, "
+    "VQM_InitDiagEnv, "
+    "VQM_FreeDiagEnv, VQM_GetDrvInfo, VQM_GetLinkInfo, RegisterForEvent, unRegisterForEvent, "
+    "VQM_QZ_RegisterForEvent, VQM_QZ_unRegisterForEvent, found ";
 
 /// What is said of a fault with these lines, the first of which is line 4 of the file.
 std::string errorOfFault(std::string const& aLines)
@@ -84,13 +87,14 @@ TEST(ScenarioError, IsToldOfTheDeepestFileThatIsRead)
         closing += "}\n]";
     }
     EXPECT_EQ(errorOf('[' + key + "]\n" + key + " = " + opening + '1' + closing),
-              "bad.toml:1:2: expected a key of the scenario (adapter, fault), found \"a\"");
+              "bad.toml:1:2: expected a key of the scenario (adapter, diagnostics, fault), found \"a\"");
 }
 
 TEST(ScenarioError, RefusesAnUnknownTable)
 {
-    EXPECT_EQ(errorOf("[[adaptor]]\nname = \"a\"\n"),
-              "bad.toml:1:3: expected a key of the scenario (adapter, fault), found \"adaptor\"");
+    EXPECT_EQ(
+        errorOf("[[adaptor]]\nname = \"a\"\n"),
+        "bad.toml:1:3: expected a key of the scenario (adapter, diagnostics, fault), found \"adaptor\"");
 }
 
 TEST(ScenarioError, RefusesASingleTableWhereThereAreMany)
@@ -116,8 +120,9 @@ TEST(ScenarioError, RefusesAnUnknownKeyOfAnAdapter)
 
 TEST(ScenarioError, EscapesControlCharactersOfWhatItFound)
 {
-    EXPECT_EQ(errorOf("\"a\\u001b[2J\" = 1\n"),
-              "bad.toml:1:1: expected a key of the scenario (adapter, fault), found \"a\\u001B[2J\"");
+    EXPECT_EQ(
+        errorOf("\"a\\u001b[2J\" = 1\n"),
+        "bad.toml:1:1: expected a key of the scenario (adapter, diagnostics, fault), found \"a\\u001B[2J\"");
 }
 
 TEST(ScenarioError, TellsWhichAdapterHasNoName)
@@ -158,9 +163,9 @@ TEST(ScenarioError, RefusesASecondAdapterOfTheSameName)
 
 TEST(ScenarioError, RefusesAnUnknownKeyOfAFault)
 {
-    EXPECT_EQ(
-        errorOfFault("count = 3\n"),
-        "bad.toml:4:1: expected a key of [[fault]] (call, adapter, port_wwn, nth, status), found \"count\"");
+    EXPECT_EQ(errorOfFault("count = 3\n"),
+              "bad.toml:4:1: expected a key of [[fault]] (call, adapter, port_wwn, board, nth, status, "
+              "result), found \"count\"");
 }
 
 TEST(ScenarioError, TellsWhichFaultHasNoCall)

@@ -60,9 +60,9 @@ TEST(Scenario, HasAllOfAFault)
         "call = \"HBA_GetAdapterName\"\nadapter = \"example-fc-0\"\nnth = 2\n"
         "status = \"HBA_STATUS_ERROR_BUSY\"\n");
     EXPECT_THAT(fault,
-                AllOf(Field(&Fault::mCall, Call::getAdapterName), Field(&Fault::mAdapter, "example-fc-0"),
+                AllOf(Field(&Fault::mCall, Call::getAdapterName), Field(&Fault::mDevice, "example-fc-0"),
                       Field(&Fault::mFirst, 2U), Field(&Fault::mLast, 2U),
-                      Field(&Fault::mStatus, HBA_STATUS{HBA_STATUS_ERROR_BUSY})));
+                      Field(&Fault::mAnswer, HBA_STATUS{HBA_STATUS_ERROR_BUSY})));
 }
 
 TEST(Scenario, FaultsMayStandBeforeTheAdaptersTheyName)
@@ -70,17 +70,17 @@ TEST(Scenario, FaultsMayStandBeforeTheAdaptersTheyName)
     Scenario const scenario = scenarioOf(
         "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"a\"\nnth = 1\nstatus = 1\n"
         "[[adapter]]\nname = \"a\"\n");
-    EXPECT_THAT(scenario.mFaults, ElementsAre(Field(&Fault::mAdapter, "a")));
+    EXPECT_THAT(scenario.mFaults, ElementsAre(Field(&Fault::mDevice, "a")));
 }
 
 TEST(Scenario, AFaultWithoutAdapterIsForAllOfThem)
 {
-    EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 1\n").mAdapter, "");
+    EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 1\n").mDevice, "");
 }
 
 TEST(Scenario, AStatusMayBeANumberWithoutAName)
 {
-    EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 4294967295\n").mStatus, 4294967295U);
+    EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 4294967295\n").mAnswer, 4294967295U);
 }
 
 TEST(Scenario, TheSameCallMayFailMoreThanOnce)

@@ -7,15 +7,26 @@
 
 namespace
 {
-/// What the probe prints that goes these steps with the adapters of the scenario loaded.
-std::string probed(std::string const& aScenario, Arguments const& aSteps)
+std::string outputOf(std::string const& aScenario, Arguments aCommand, Arguments const& aSteps)
 {
-    Arguments command = {"--verify", "--scenario", shipped(aScenario), HBA_PROBE, "load", "count"};
-    command.insert(command.end(), aSteps.begin(), aSteps.end());
-    ProcessResult const result = qzsim(command);
+    aCommand.insert(aCommand.begin(), {"--verify", "--scenario", shipped(aScenario)});
+    aCommand.insert(aCommand.end(), aSteps.begin(), aSteps.end());
+    ProcessResult const result = qzsim(aCommand);
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
     return result.mOutput;
+}
+
+/// What the probe prints that goes these steps with the adapters of the scenario loaded.
+std::string probed(std::string const& aScenario, Arguments const& aSteps)
+{
+    return outputOf(aScenario, {HBA_PROBE, "load", "count"}, aSteps);
+}
+
+/// What the probe prints that goes these steps with the diagnostic library opened.
+std::string probedDiagnostics(std::string const& aScenario, Arguments const& aSteps)
+{
+    return outputOf(aScenario, {VQM_PROBE, "open=/usr/lib/libvqm.so", "version", "init", "driver=0"}, aSteps);
 }
 
 TEST(ShippedScenarios, TwoAdaptersDoAllTheyAreAsked)
@@ -73,6 +84,36 @@ TEST(ShippedScenarios, AFailingNameComesToLightWhenTheAdaptersAreCountedAgain)
 {
     EXPECT_EQ(probed("failing-name.toml", {"name=1", "count", "name=2", "free"}),
               "load: 0\ncount: 2\nname 1: 10 \"\"\ncount: 3\nname 2: 0 \"example-fc-1\"\nfree: 0\n");
+}
+
+TEST(ShippedScenarios, TheBoardsOfTheDiagnosticEventsBelongToTheAdapters)
+{
+    std::string const boards =
+        "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"4.0.12\"\n"
+        "driver 0: 0 version 4 features 0x100\n"
+        "link 0: 0 first 20:00:00:00:c9:00:00:00 second 10:00:00:00:c9:00:00:01\n"
+        "link 1: 0 first 20:00:00:00:c9:00:00:10 second 10:00:00:00:c9:00:00:11\n";
+    EXPECT_EQ(probedDiagnostics("diagnostic-events.toml", {"link=0", "link=1"}), boards);
+    EXPECT_EQ(probed("diagnostic-events.toml", {"name=0", "name=1"}),
+              "load: 0\ncount: 2\nname 0: 0 \"example-fc-0\"\nname 1: 0 \"example-fc-1\"\n");
+}
+
+TEST(ShippedScenarios, TheDiagnosticEventsComeFromThreeSources)
+{
+    EXPECT_EQ(probedDiagnostics("diagnostic-events.toml", {"plain=0", "plain=1", "events=111", "free"}),
+              "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"4.0.12\"\n"
+              "driver 0: 0 version 4 features 0x100\nplain 0: 0\nplain 1: 0\n"
+              "100 of plain board 0 category 3/7 context length 64\n"
+              "10 of plain board 0 category 4/1 context length 3\n"
+              "1 of plain board 1 category 5/0 context length 0\nfree\n");
+}
+
+TEST(ShippedScenarios, ADriverMayOfferNoQuazorEvents)
+{
+    EXPECT_EQ(probedDiagnostics("no-quazor.toml", {"plain=0", "events=5", "free"}),
+              "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"3.2.0\"\n"
+              "driver 0: 0 version 4 features 0x0\nplain 0: 0\n"
+              "5 of plain board 0 category 3/7 context length 16\nfree\n");
 }
 
 TEST(ShippedScenarios, AHostMayHaveNoAdapters)

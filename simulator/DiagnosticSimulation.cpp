@@ -1,0 +1,295 @@
+#include "simulator/DiagnosticSimulation.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "simulator/EntryPoint.h"
+#include "simulator/Scenario.h"
+#include "simulator/Strikes.h"
+#include "simulator/Wwn.h"
+
+namespace qzsim
+{
+namespace
+{
+using Records = QZCLibvqmRecords;
+
+bool isCategory(unsigned int aNumber) { return aNumber <= QZ_ANY_CATEGORY; }
+
+bool hasPort(Diagnostics const& aDiagnostics, unsigned int aBoard, HBA_WWN const& aPort)
+{
+    std::uint64_t const port = numberOf(aPort);
+    return port == numberOf(aDiagnostics.mBoards[aBoard].mSecondWwn) ||
+           std::any_of(aDiagnostics.mEvents.begin(), aDiagnostics.mEvents.end(),
+                       [=](EventSeries const& aSeries)
+                       { return aSeries.mBoard == aBoard && numberOf(aSeries.mPort) == port; });
+}
+
+/// Clears a record of the caller's.
+unsigned char* cleared(void* aRecord, std::size_t aSize)
+{
+    return static_cast<unsigned char*>(std::memset(aRecord, 0, aSize));
+}
+
+template <typename Field>
+void write(Field const& aField, unsigned char* aPlace)
+{
+    std::memcpy(aPlace, &aField, sizeof aField);
+}
+
+void fillTable(Diagnostics const& aDiagnostics, void* aTable, std::size_t aRecords)
+{
+    for (std::size_t index = 0; index < aRecords; ++index)
+    {
+        unsigned char* const record =
+            cleared(static_cast<unsigned char*>(aTable) + index * Records::sgDiagEnvRecordSize,
+                    Records::sgDiagEnvRecordSize);
+        write(aDiagnostics.mDriverVersion, record + Records::sgDriverVersionPosition);
+    }
+}
+}  // namespace
+
+void DiagnosticSimulation::libraryVersion(char* aText)
+{
+    std::lock_guard const lock(mMutex);
+    loadFirst();
+    if (aText != nullptr && !mFaults.next(Call::getLibVer))
+    {
+        std::memcpy(aText, mDiagnostics->mLibraryVersion, sizeof mDiagnostics->mLibraryVersion);
+    }
+}
+
+unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
+{
+    joinClosed();
+    std::lock_guard const lock(mMutex);
+    if (!mEnvironment)
+    {
+        load();
+    }
+    if (std::optional<std::uint32_t> const result = mFaults.next(Call::initDiagEnv))
+    {
+        return *result;
+    }
+    if (!mEnvironment)
+    {
+        mEnvironment = std::make_shared<DiagnosticEnvironment>(*mDiagnostics);
+    }
+    std::size_t const boards = mDiagnostics->mBoards.size();
+    fillTable(*mDiagnostics, aTable, aTable == nullptr ? 0 : std::min<std::size_t>(boards, aCapacity));
+    return static_cast<unsigned int>(boards);
+}
+
+void DiagnosticSimulation::close()
+{
+    Environment environment;
+    {
+        std::lock_guard const lock(mMutex);
+        loadFirst();
+        if (!mEnvironment || mFaults.next(Call::freeDiagEnv))
+        {
+            return;
+        }
+        environment = std::exchange(mEnvironment, nullptr);
+    }
+    closeAndJoin(environment);
+}
+
+unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord)
+{
+    return answer({Call::getDrvInfo, aBoard, std::nullopt, aRecord != nullptr},
+                  [&](DiagnosticEnvironment& aEnvironment)
+                  {
+                      unsigned char* const record = cleared(aRecord, Records::sgDriverInfoSize);
+                      write(aEnvironment.diagnostics().mRecordVersion,
+                            record + Records::sgDriverInfoVersionPosition);
+                      write(aEnvironment.diagnostics().mFeatureList, record + Records::sgFeatureListPosition);
+                      return QZ_OK;
+                  });
+}
+
+unsigned int DiagnosticSimulation::linkInfo(unsigned int aBoard, void* aRecord)
+{
+    return answer({Call::getLinkInfo, aBoard, std::nullopt, aRecord != nullptr},
+                  [&](DiagnosticEnvironment& aEnvironment)
+                  {
+                      Board const& board = aEnvironment.diagnostics().mBoards[aBoard];
+                      unsigned char* const record = cleared(aRecord, Records::sgLinkInfoSize);
+                      write(board.mFirstWwn.wwn, record + Records::sgFirstWwnPosition);
+                      write(board.mSecondWwn.wwn, record + Records::sgSecondWwnPosition);
+                      return QZ_OK;
+                  });
+}
+
+unsigned int DiagnosticSimulation::registerPlain(unsigned int aBoard, unsigned int aCategory, void* aContext,
+                                                 unsigned int aSubcategory, PlainCallback aCallback)
+{
+    bool const isGood = aCallback != nullptr && isCategory(aCategory) && isCategory(aSubcategory);
+    auto const callback = [=](EventSeries const& aSeries, QZ_event* aEvent)
+    { aCallback(aBoard, aSeries.mCategory, aSeries.mSubcategory, aContext, aEvent); };
+    return answer(
+        {Call::registerForEvent, aBoard, std::nullopt, isGood},
+        [&](DiagnosticEnvironment& aEnvironment) {
+            return aEnvironment.add({aBoard, std::nullopt, aCategory, aSubcategory, callback}, nullptr);
+        });
+}
+
+unsigned int DiagnosticSimulation::unregisterPlain(unsigned int aBoard, unsigned int aCategory)
+{
+    return answer({Call::unregisterForEvent, aBoard, std::nullopt, isCategory(aCategory)},
+                  [&](DiagnosticEnvironment& aEnvironment)
+                  { return aEnvironment.registrations().removePlain(aBoard, aCategory); });
+}
+
+unsigned int DiagnosticSimulation::registerQuazor(unsigned int aBoard, HBA_WWN const& aPort,
+                                                  unsigned int aCategory, unsigned int aSubcategory,
+                                                  void* aContext, unsigned int* aId, QuazorCallback aCallback)
+{
+    bool const isGood =
+        aId != nullptr && aCallback != nullptr && isCategory(aCategory) && isCategory(aSubcategory);
+    auto const callback = [=](EventSeries const& aSeries, QZ_event* aEvent)
+    { aCallback(aBoard, aSeries.mPort, aSeries.mCategory, aSeries.mSubcategory, aContext, aEvent); };
+    return answer({Call::quazorRegisterForEvent, aBoard, aPort, isGood},
+                  [&](DiagnosticEnvironment& aEnvironment) {
+                      return aEnvironment.add({aBoard, aPort, aCategory, aSubcategory, callback}, aId);
+                  });
+}
+
+unsigned int DiagnosticSimulation::unregisterQuazor(unsigned int aBoard, HBA_WWN const& aPort,
+                                                    unsigned int aId)
+{
+    return answer({Call::quazorUnregisterForEvent, aBoard, aPort, true},
+                  [&](DiagnosticEnvironment& aEnvironment)
+                  { return aEnvironment.registrations().removeQuazor(aBoard, aPort, aId); });
+}
+
+void DiagnosticSimulation::end() noexcept
+{
+    Environment environment;
+    {
+        std::lock_guard const lock(mMutex);
+        environment = std::exchange(mEnvironment, nullptr);
+    }
+    if (environment)
+    {
+        closeAndJoin(environment);
+    }
+    std::lock_guard const lock(mMutex);
+    // What is left belongs to the thread that ends the process.
+    mAbandoned.splice(mAbandoned.end(), mClosed);
+    mDiagnostics.reset();
+    mFaults = {};
+}
+
+void DiagnosticSimulation::beforeFork()
+{
+    mMutex.lock();
+    if (mEnvironment)
+    {
+        mEnvironment->beforeFork();
+    }
+}
+
+void DiagnosticSimulation::afterForkInParent()
+{
+    if (mEnvironment)
+    {
+        mEnvironment->afterForkInParent();
+    }
+    mMutex.unlock();
+}
+
+void DiagnosticSimulation::afterForkInChild()
+{
+    mAbandoned.splice(mAbandoned.end(), mClosed);
+    if (mEnvironment)
+    {
+        mEnvironment->afterForkInChild();
+        mAbandoned.push_back(std::exchange(mEnvironment, nullptr));
+    }
+    mMutex.unlock();
+}
+
+void DiagnosticSimulation::load()
+{
+    mDiagnostics.reset();
+    Scenario scenario = readScenarioOfEnvironment();
+    mFaults.schedule(scenario.mFaults, openStrikesOfEnvironment(scenario));
+    mDiagnostics = std::move(scenario.mDiagnostics);
+}
+
+void DiagnosticSimulation::loadFirst()
+{
+    if (!mDiagnostics)
+    {
+        load();
+    }
+}
+
+QZ_result DiagnosticSimulation::refusalOf(Request const& aRequest) const
+{
+    if (!mEnvironment)
+    {
+        return QZ_NO_ENVIRONMENT;
+    }
+    if (aRequest.mBoard >= mDiagnostics->mBoards.size())
+    {
+        return QZ_NO_BOARD;
+    }
+    if (aRequest.mPort && !hasPort(*mDiagnostics, aRequest.mBoard, *aRequest.mPort))
+    {
+        return QZ_NO_PORT;
+    }
+    return aRequest.mIsGood ? QZ_OK : QZ_BAD_ARGUMENT;
+}
+
+template <typename Action>
+unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aAction)
+{
+    Environment environment;
+    {
+        std::lock_guard const lock(mMutex);
+        loadFirst();
+        QZ_result const refusal = refusalOf(aRequest);
+        if (refusal != QZ_OK)
+        {
+            return refusal;
+        }
+        if (std::optional<std::uint32_t> const result =
+                mFaults.next(aRequest.mCall, std::to_string(aRequest.mBoard)))
+        {
+            return *result;
+        }
+        environment = mEnvironment;
+    }
+    // Without the lock, as the action may wait for callbacks, which may call the library.
+    return aAction(*environment);
+}
+
+void DiagnosticSimulation::closeAndJoin(Environment const& aEnvironment)
+{
+    aEnvironment->close();
+    {
+        std::lock_guard const lock(mMutex);
+        mClosed.push_back(aEnvironment);
+    }
+    joinClosed();
+}
+
+void DiagnosticSimulation::joinClosed()
+{
+    std::list<Environment> closed;
+    {
+        std::lock_guard const lock(mMutex);
+        closed.swap(mClosed);
+    }
+    closed.remove_if([](Environment const& aEnvironment) { return aEnvironment->join(); });
+    std::lock_guard const lock(mMutex);
+    mClosed.splice(mClosed.end(), closed);
+}
+}  // namespace qzsim

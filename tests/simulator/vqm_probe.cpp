@@ -1,0 +1,188 @@
+// A program on the vendor's diagnostic library, as unaware of the simulator as any other. Each argument is one
+// step, which prints one line of what it meets.
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <dlfcn.h>
+#include <hbaapi.h>
+
+#include "simulator/include/QzEvent.h"
+
+namespace
+{
+constexpr std::size_t versionPosition = 52;
+constexpr std::size_t featuresPosition = 144;
+constexpr std::size_t secondNamePosition = 152;
+constexpr std::size_t firstNamePosition = 160;
+
+void* gLibrary = nullptr;
+
+/// What the callbacks were told, in order.
+std::mutex gMutex;
+std::vector<std::string> gEvents;
+
+template <typename Function>
+Function* function(char const* aName)
+{
+    return reinterpret_cast<Function*>(::dlsym(gLibrary, aName));
+}
+
+void openLibrary(std::string const& aPath)
+{
+    gLibrary = ::dlopen(aPath.c_str(), RTLD_LAZY);
+    std::printf("open %s: %s\n", aPath.c_str(), gLibrary == nullptr ? "absent" : "there");
+}
+
+void printVersion(std::string const&)
+{
+    std::array<char, 129> text{};
+    function<void(char*)>("VQM_GetLibVer")(text.data());
+    std::printf("version: %s\n", text.data());
+}
+
+void initialise(std::string const&)
+{
+    std::array<char, 32 * 108 + 1> table{};
+    unsigned int const count =
+        function<unsigned int(void*, unsigned int)>("VQM_InitDiagEnv")(table.data(), 32);
+    std::printf("init: %u, driver \"%s\"\n", count, table.data() + versionPosition);
+}
+
+void freeEnvironment(std::string const&)
+{
+    function<void()>("VQM_FreeDiagEnv")();
+    std::printf("free\n");
+}
+
+void printDriver(std::string const& aBoard)
+{
+    std::array<unsigned char, 152> record{};
+    unsigned int const result = function<unsigned int(unsigned int, void*)>("VQM_GetDrvInfo")(
+        static_cast<unsigned int>(std::stoul(aBoard)), record.data());
+    std::uint64_t features = 0;
+    std::memcpy(&features, record.data() + featuresPosition, sizeof features);
+    std::printf("driver %s: %u version %u features 0x%llx\n", aBoard.c_str(), result, record[0],
+                static_cast<unsigned long long>(features));
+}
+
+std::string nameAt(unsigned char const* aBytes)
+{
+    std::array<char, 24> text{};
+    std::snprintf(text.data(), text.size(), "%02x:%02x:%02x:%02x:%02x:%02x:%02x:%02x", aBytes[0], aBytes[1],
+                  aBytes[2], aBytes[3], aBytes[4], aBytes[5], aBytes[6], aBytes[7]);
+    return text.data();
+}
+
+void printLink(std::string const& aBoard)
+{
+    std::array<unsigned char, 168> record{};
+    unsigned int const result = function<unsigned int(unsigned int, void*)>("VQM_GetLinkInfo")(
+        static_cast<unsigned int>(std::stoul(aBoard)), record.data());
+    std::printf("link %s: %u first %s second %s\n", aBoard.c_str(), result,
+                nameAt(record.data() + firstNamePosition).c_str(),
+                nameAt(record.data() + secondNamePosition).c_str());
+}
+
+void note(std::string const& aWhence, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
+          void const* aContext, QZ_event const* aEvent)
+{
+    std::ostringstream line;
+    line << aWhence << " board " << aBoard << " category " << aCategory << '/' << aSubcategory << ' '
+         << static_cast<char const*>(aContext) << " length " << aEvent->mLength;
+    std::lock_guard const lock(gMutex);
+    gEvents.push_back(line.str());
+}
+
+void takePlain(unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory, void* aContext,
+               QZ_event* aEvent)
+{
+    note("plain", aBoard, aCategory, aSubcategory, aContext, aEvent);
+}
+
+void takeQuazor(unsigned int aBoard, HBA_wwn aPort, unsigned int aCategory, unsigned int aSubcategory,
+                void* aContext, QZ_event* aEvent)
+{
+    note("quazor " + nameAt(aPort.wwn), aBoard, aCategory, aSubcategory, aContext, aEvent);
+}
+
+char gContext[] = "context";
+
+void registerPlain(std::string const& aBoard)
+{
+    auto* const call = function<unsigned int(unsigned int, unsigned int, void*, unsigned int,
+                                             void (*)(unsigned int, ...), void*)>("RegisterForEvent");
+    unsigned int const result =
+        call(static_cast<unsigned int>(std::stoul(aBoard)), QZ_ANY_CATEGORY, gContext, QZ_ANY_CATEGORY,
+             reinterpret_cast<void (*)(unsigned int, ...)>(takePlain), nullptr);
+    std::printf("plain %s: %u\n", aBoard.c_str(), result);
+}
+
+/// For all events at the second name of the board.
+void registerQuazor(std::string const& aBoard)
+{
+    auto const board = static_cast<unsigned int>(std::stoul(aBoard));
+    std::array<unsigned char, 168> record{};
+    function<unsigned int(unsigned int, void*)>("VQM_GetLinkInfo")(board, record.data());
+    HBA_wwn port{};
+    std::memcpy(port.wwn, record.data() + secondNamePosition, sizeof port.wwn);
+    unsigned int id = 0;
+    auto* const call =
+        function<unsigned int(unsigned int, HBA_wwn, unsigned int, unsigned int, void*, unsigned int*,
+                              decltype(&takeQuazor))>("VQM_QZ_RegisterForEvent");
+    unsigned int const result =
+        call(board, port, QZ_ANY_CATEGORY, QZ_ANY_CATEGORY, gContext, &id, takeQuazor);
+    std::printf("quazor %s: %u id %u\n", aBoard.c_str(), result, id);
+}
+
+/// Waits for that many events in all and prints them.
+void printEvents(std::string const& aCount)
+{
+    std::size_t const count = std::stoul(aCount);
+    std::unique_lock lock(gMutex);
+    while (gEvents.size() < count)
+    {
+        lock.unlock();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        lock.lock();
+    }
+    std::map<std::string, int> kinds;
+    for (std::string const& event : gEvents)
+    {
+        ++kinds[event];
+    }
+    for (auto const& [kind, times] : kinds)
+    {
+        std::printf("%d of %s\n", times, kind.c_str());
+    }
+}
+
+std::map<std::string, std::function<void(std::string const&)>> const steps = {
+    {"open", openLibrary},     {"version", printVersion},  {"init", initialise},
+    {"free", freeEnvironment}, {"driver", printDriver},    {"link", printLink},
+    {"plain", registerPlain},  {"quazor", registerQuazor}, {"events", printEvents},
+};
+}  // namespace
+
+int main(int aCount, char** aArguments)
+{
+    for (int index = 1; index < aCount; ++index)
+    {
+        std::string const argument = aArguments[index];
+        std::size_t const end = argument.find('=');
+        std::string const value = end == std::string::npos ? "" : argument.substr(end + 1);
+        steps.at(argument.substr(0, end))(value);
+    }
+    return 0;
+}
