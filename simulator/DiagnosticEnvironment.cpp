@@ -1,5 +1,6 @@
 #include "simulator/DiagnosticEnvironment.h"
 
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
@@ -54,6 +55,12 @@ void DiagnosticEnvironment::close()
     mRegistrations.close();
 }
 
+bool DiagnosticEnvironment::hasEnded() const
+{
+    return std::all_of(mSources.begin(), mSources.end(),
+                       [](EventSource const& aSource) { return aSource.hasEnded(); });
+}
+
 bool DiagnosticEnvironment::join()
 {
     bool areAllJoined = true;
@@ -74,7 +81,7 @@ void DiagnosticEnvironment::afterForkInChild()
     {
         source.abandon();
     }
-    mRegistrations.abandon();
+    mRegistrations.closeLocked();
     mRegistrations.unlock();
 }
 }  // namespace qzsim

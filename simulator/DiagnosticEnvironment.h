@@ -24,11 +24,15 @@ public:
     /// std::system_error when no thread is to be had; the registration is then not there.
     QZ_result add(Registration aRegistration, unsigned int* apId);
 
-    /// Ends all registrations and stops all series. No callback runs afterwards but the one that calls this.
+    /// Ends all registrations and stops all series: no callback begins from now on. Waits for nothing.
     void close();
 
-    /// Waits until the threads of the closed environment have ended, but for the thread that asks.
-    /// @return whether all have, so that the environment may be destroyed
+    /// @return whether all threads of the closed environment have ended
+    bool hasEnded() const;
+
+    /// Waits until the threads of the closed environment have ended, but for the thread that asks. To be called
+    /// before it is destroyed.
+    /// @return whether all have
     bool join();
 
     /// @name Around a fork

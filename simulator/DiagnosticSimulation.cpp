@@ -9,6 +9,7 @@
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
 #include "simulator/EntryPoint.h"
+#include "simulator/EventSource.h"
 #include "simulator/Scenario.h"
 #include "simulator/Strikes.h"
 #include "simulator/Wwn.h"
@@ -66,8 +67,8 @@ void DiagnosticSimulation::libraryVersion(char* aText)
 
 unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
 {
-    joinClosed();
     std::lock_guard const lock(mMutex);
+    dropEnded();
     if (!mEnvironment)
     {
         load();
@@ -87,17 +88,30 @@ unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
 
 void DiagnosticSimulation::close()
 {
-    Environment environment;
+    std::list<Environment> closed;
     {
         std::lock_guard const lock(mMutex);
         loadFirst();
-        if (!mEnvironment || mFaults.next(Call::freeDiagEnv))
+        if (mEnvironment && mFaults.next(Call::freeDiagEnv))
         {
             return;
         }
-        environment = std::exchange(mEnvironment, nullptr);
+        dropEnded();
+        if (mEnvironment)
+        {
+            closeEnvironment();
+            closed.push_back(mClosed.back());
+        }
+        // Others may have begun to close environments. A callback does not wait for them, as they may wait for it.
+        if (!EventSource::runsThisThread())
+        {
+            closed = mClosed;
+        }
     }
-    closeAndJoin(environment);
+    for (Environment const& environment : closed)
+    {
+        environment->registrations().awaitCallbacks();
+    }
 }
 
 unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord)
@@ -170,20 +184,21 @@ unsigned int DiagnosticSimulation::unregisterQuazor(unsigned int aBoard, HBA_WWN
 
 void DiagnosticSimulation::end() noexcept
 {
-    Environment environment;
+    std::list<Environment> closed;
     {
         std::lock_guard const lock(mMutex);
-        environment = std::exchange(mEnvironment, nullptr);
+        if (mEnvironment)
+        {
+            closeEnvironment();
+        }
+        closed.swap(mClosed);
+        mDiagnostics.reset();
+        mFaults = {};
     }
-    if (environment)
-    {
-        closeAndJoin(environment);
-    }
-    std::lock_guard const lock(mMutex);
+    closed.remove_if([](Environment const& aEnvironment) { return aEnvironment->join(); });
     // What is left belongs to the thread that ends the process.
-    mAbandoned.splice(mAbandoned.end(), mClosed);
-    mDiagnostics.reset();
-    mFaults = {};
+    std::lock_guard const lock(mMutex);
+    mAbandoned.splice(mAbandoned.end(), closed);
 }
 
 void DiagnosticSimulation::beforeFork()
@@ -271,25 +286,15 @@ unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aActio
     return aAction(*environment);
 }
 
-void DiagnosticSimulation::closeAndJoin(Environment const& aEnvironment)
+void DiagnosticSimulation::closeEnvironment()
 {
-    aEnvironment->close();
-    {
-        std::lock_guard const lock(mMutex);
-        mClosed.push_back(aEnvironment);
-    }
-    joinClosed();
+    mEnvironment->close();
+    mClosed.push_back(std::exchange(mEnvironment, nullptr));
 }
 
-void DiagnosticSimulation::joinClosed()
+void DiagnosticSimulation::dropEnded()
 {
-    std::list<Environment> closed;
-    {
-        std::lock_guard const lock(mMutex);
-        closed.swap(mClosed);
-    }
-    closed.remove_if([](Environment const& aEnvironment) { return aEnvironment->join(); });
-    std::lock_guard const lock(mMutex);
-    mClosed.splice(mClosed.end(), closed);
+    mClosed.remove_if([](Environment const& aEnvironment)
+                      { return aEnvironment->hasEnded() && aEnvironment->join(); });
 }
 }  // namespace qzsim

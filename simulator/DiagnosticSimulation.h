@@ -94,14 +94,17 @@ private:
     template <typename Action>
     unsigned int answer(Request const& aRequest, Action aAction);
 
-    void closeAndJoin(Environment const& aEnvironment);
-    void joinClosed();
+    /// Closes the environment that is open: from then on no callback of it begins.
+    void closeEnvironment();
+
+    /// Lets go of the closed environments all of whose threads have ended.
+    void dropEnded();
 
     std::mutex mMutex;
     Faults mFaults;
     std::optional<Diagnostics> mDiagnostics;
     Environment mEnvironment;                ///< null when none is open
-    std::list<Environment> mClosed = {};     ///< those with threads that have not been joined yet
+    std::list<Environment> mClosed = {};     ///< those some of whose threads may not have ended yet
     std::list<Environment> mAbandoned = {};  ///< those whose threads are not in this process
 };
 }  // namespace qzsim

@@ -10,6 +10,8 @@ namespace qzsim
 {
 namespace
 {
+thread_local bool isSourceThread = false;
+
 /// Holds back all signals while it lives. A thread that is created meanwhile never takes any.
 class SignalsHeldBack
 {
@@ -65,6 +67,8 @@ void EventSource::stop()
     mStopped.notify_all();
 }
 
+bool EventSource::runsThisThread() { return isSourceThread; }
+
 bool EventSource::join()
 {
     if (mThread.get_id() == std::this_thread::get_id())
@@ -80,10 +84,12 @@ bool EventSource::join()
 
 void EventSource::run(Clock::time_point aStart)
 {
+    isSourceThread = true;
     for (std::uint32_t number = 0; number < mSeries.mCount && waitUntil(due(number, aStart)); ++number)
     {
         send(number);
     }
+    mHasEnded = true;
 }
 
 EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const

@@ -36,9 +36,17 @@ public:
     /// Sends no more events. Waits for nothing.
     void stop();
 
-    /// Of a source that was stopped, which is not destroyed before: waits until its thread has ended, unless that is the thread that asks.
+    /// Of a source that was stopped.
+    /// @return whether its thread has ended, if it ever had one
+    bool hasEnded() const { return mHasEnded || !mThread.joinable(); }
+
+    /// Of a source that was stopped, which is not destroyed before: waits until its thread has ended, unless
+    /// that is the thread that asks.
     /// @return whether it has
     bool join();
+
+    /// Whether the thread that asks is that of a source.
+    static bool runsThisThread();
 
     /// Stops a source in a new process that has not its thread, or no other.
     void abandon() { mIsStopped = true; }
@@ -60,6 +68,7 @@ private:
     std::mutex mMutex;
     std::condition_variable mStopped;
     std::atomic<bool> mIsStopped = false;
+    std::atomic<bool> mHasEnded = false;
     std::thread mThread;
 };
 }  // namespace qzsim

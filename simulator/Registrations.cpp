@@ -81,29 +81,42 @@ QZ_result Registrations::remove(Predicate aIsMeant)
     }
     std::shared_ptr<Entry> const entry = *found;
     mEntries.erase(found);
-    end(*entry, lock);
+    entry->mIsEnded = true;
+    await([&](Running const& aRunning) { return aRunning.mEntry == entry.get(); }, lock);
     return QZ_OK;
+}
+
+template <typename Predicate>
+void Registrations::await(Predicate aIsMeant, std::unique_lock<std::mutex>& aLock)
+{
+    auto const own = std::find_if(mRunning.begin(), mRunning.end(),
+                                  [self = std::this_thread::get_id()](Running const& aRunning)
+                                  { return aRunning.mThread == self; });
+    bool const isCallback = own != mRunning.end();
+    if (isCallback)
+    {
+        own->mIsWaiting = true;
+        mRunningChanged.notify_all();
+    }
+    auto const isInTheWay = [&](Running const& aRunning)
+    { return aIsMeant(aRunning) && !(isCallback && aRunning.mIsWaiting); };
+    mRunningChanged.wait(aLock, [&] { return std::none_of(mRunning.begin(), mRunning.end(), isInTheWay); });
+    if (isCallback)
+    {
+        own->mIsWaiting = false;
+    }
 }
 
 void Registrations::close()
 {
-    std::unique_lock lock(mMutex);
-    abandon();
-    std::vector<std::shared_ptr<Entry>> const entries = std::exchange(mEntries, {});
-    for (std::shared_ptr<Entry> const& entry : entries)
-    {
-        end(*entry, lock);
-    }
+    std::lock_guard const lock(mMutex);
+    closeLocked();
 }
 
-void Registrations::end(Entry& aEntry, std::unique_lock<std::mutex>& aLock)
+void Registrations::awaitCallbacks()
 {
-    aEntry.mIsEnded = true;
-    // A callback that ends its own registration would otherwise wait for itself.
-    auto const isThisThread = [self = std::this_thread::get_id()](std::thread::id aThread)
-    { return aThread == self; };
-    mCallbackReturned.wait(
-        aLock, [&] { return std::all_of(aEntry.mThreads.begin(), aEntry.mThreads.end(), isThisThread); });
+    std::unique_lock lock(mMutex);
+    await([](Running const&) { return true; }, lock);
 }
 
 Registrations::Audience Registrations::audienceOf(EventSeries const& aSeries)
@@ -120,47 +133,43 @@ void Registrations::deliver(Audience const& aAudience, EventSeries const& aSerie
 {
     for (std::shared_ptr<Entry> const& entry : aAudience.mEntries)
     {
-        if (enter(*entry))
+        if (auto const running = enter(*entry))
         {
             QZ_event event = aEvent;  // of which each callback has one of its own
             entry->mRegistration.mCallback(aSeries, &event);
-            leave(*entry);
+            leave(*running);
         }
     }
 }
 
-bool Registrations::enter(Entry& aEntry)
+std::optional<Registrations::RunningList::iterator> Registrations::enter(Entry const& aEntry)
 {
     std::lock_guard const lock(mMutex);
     if (aEntry.mIsEnded)
     {
-        return false;
+        return std::nullopt;
     }
-    aEntry.mThreads.push_back(std::this_thread::get_id());
-    return true;
+    return mRunning.insert(mRunning.end(), {&aEntry, std::this_thread::get_id()});
 }
 
-void Registrations::leave(Entry& aEntry)
+void Registrations::leave(RunningList::iterator aRunning)
 {
     std::lock_guard const lock(mMutex);
-    auto const self = std::find(aEntry.mThreads.begin(), aEntry.mThreads.end(), std::this_thread::get_id());
-    aEntry.mThreads.erase(self);
-    if (aEntry.mIsEnded)
-    {
-        mCallbackReturned.notify_all();
-    }
+    mRunning.erase(aRunning);
+    mRunningChanged.notify_all();
 }
 
 void Registrations::lock() { mMutex.lock(); }
 
 void Registrations::unlock() { mMutex.unlock(); }
 
-void Registrations::abandon()
+void Registrations::closeLocked()
 {
     mIsClosed = true;
     for (std::shared_ptr<Entry> const& entry : mEntries)
     {
         entry->mIsEnded = true;
     }
+    mEntries.clear();
 }
 }  // namespace qzsim

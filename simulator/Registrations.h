@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <ctime>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -34,7 +35,8 @@ bool isMatch(Registration const& aRegistration, EventSeries const& aSeries);
 /// The registrations of one diagnostic environment. Callable from any thread, also from within callbacks, which
 /// run without a lock.
 ///
-/// Whatever ends a registration waits until no callback of it runs on another thread.
+/// Who ends a registration waits until no callback of it runs on another thread. Only callbacks that end each
+/// other's registrations do not wait for each other, as they would for ever.
 class Registrations
 {
 public:
@@ -49,8 +51,11 @@ public:
     /// Ends the Quazor registration. @return QZ_NOT_REGISTERED when there is none
     QZ_result removeQuazor(unsigned int aBoard, HBA_WWN const& aPort, unsigned int aId);
 
-    /// Ends all registrations, and takes no more.
+    /// Ends all registrations, and takes no more. Waits for nothing.
     void close();
+
+    /// Of closed registrations: waits until no callback runs, but for the one that calls this.
+    void awaitCallbacks();
 
     /// Those who want an event.
     class Audience;
@@ -67,8 +72,8 @@ public:
     void lock();
     void unlock();
 
-    /// Between the two: ends all registrations and waits for nobody, as in a new process nobody is left.
-    void abandon();
+    /// As close(), between the two.
+    void closeLocked();
     /// @}
 
 private:
@@ -77,20 +82,31 @@ private:
         Registration mRegistration;
         unsigned int mId;
         bool mIsEnded = false;
-        std::vector<std::thread::id> mThreads = {};  ///< those that run its callback
     };
+
+    /// A callback that runs.
+    struct Running
+    {
+        Entry const* mEntry;
+        std::thread::id mThread;
+        bool mIsWaiting = false;  ///< for other callbacks
+    };
+    using RunningList = std::list<Running>;
 
     template <typename Predicate>
     QZ_result remove(Predicate aIsMeant);
 
-    void end(Entry& aEntry, std::unique_lock<std::mutex>& aLock);
+    /// Waits until none of those runs but this thread's own.
+    template <typename Predicate>
+    void await(Predicate aIsMeant, std::unique_lock<std::mutex>& aLock);
 
-    /// Whether the thread may call the entry's callback, which from then on counts as running.
-    bool enter(Entry& aEntry);
-    void leave(Entry& aEntry);
+    /// The callback of the entry counts as running from now on, unless the registration has ended.
+    std::optional<RunningList::iterator> enter(Entry const& aEntry);
+    void leave(RunningList::iterator aRunning);
 
     std::mutex mMutex;
-    std::condition_variable mCallbackReturned;
+    std::condition_variable mRunningChanged;
+    RunningList mRunning;
     std::vector<std::shared_ptr<Entry>> mEntries;
     unsigned int mLastId = 0;
     bool mIsClosed = false;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <functional>
@@ -168,10 +169,22 @@ void printEvents(std::string const& aCount)
     }
 }
 
+/// Calls the library when all that ends with the process but the program's own has ended.
+void callLastly()
+{
+    std::array<unsigned char, 168> record{};
+    unsigned int const result =
+        function<unsigned int(unsigned int, void*)>("VQM_GetLinkInfo")(0, record.data());
+    function<void()>("VQM_FreeDiagEnv")();
+    std::printf("lastly: link %u, free\n", result);
+}
+
 std::map<std::string, std::function<void(std::string const&)>> const steps = {
-    {"open", openLibrary},     {"version", printVersion},  {"init", initialise},
-    {"free", freeEnvironment}, {"driver", printDriver},    {"link", printLink},
-    {"plain", registerPlain},  {"quazor", registerQuazor}, {"events", printEvents},
+    {"open", openLibrary},    {"version", printVersion},
+    {"init", initialise},     {"free", freeEnvironment},
+    {"driver", printDriver},  {"link", printLink},
+    {"plain", registerPlain}, {"quazor", registerQuazor},
+    {"events", printEvents},  {"lastly", [](std::string const&) { std::atexit(callLastly); }},
 };
 }  // namespace
 

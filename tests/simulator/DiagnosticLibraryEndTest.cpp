@@ -1,0 +1,225 @@
+// How the sending of events ends: by unregistration, with the environment, with the process.
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/simulator/DiagnosticLibraryFixture.h"
+#include "tests/support/FreshProcess.h"
+
+namespace
+{
+/// For each source, more events than any test waits for.
+constexpr char const* plenty = "size = 4\nrate = 100000\ncount = 4294967295\n";
+constexpr std::size_t some = 100;
+
+int exitStatusOf(pid_t aProcess)
+{
+    int status = 0;
+    ::waitpid(aProcess, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+class DiagnosticLibraryEnd : public DiagnosticLibraryFixture
+{
+protected:
+    DiagnosticLibraryEnd()
+    {
+        choose(twoBoards + events(plenty) + events(plenty));
+        init();
+    }
+};
+
+TEST_F(DiagnosticLibraryEnd, OfARegistrationIsTheEndOfItsEvents)
+{
+    ASSERT_EQ(registerPlain(0, 3, any, mLog), ok);
+    ASSERT_EQ(registerQuazor(0, firstPort, 3, any, mOther), ok);
+    mLog.waitFor(some);
+    ASSERT_EQ(mUnregister(0, 3), ok);
+    std::size_t const count = mLog.size();
+    mOther.waitFor(mOther.size() + some);
+    EXPECT_EQ(mLog.size(), count);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfARegistrationWaitsForItsCallback)
+{
+    std::atomic<bool> isRunning = false;
+    std::atomic<bool> isAboutToEnd = false;
+    std::atomic<int> running = 0;
+    mLog.mOnEvent = [&](Delivery const&)
+    {
+        ++running;
+        isRunning = true;
+        while (!isAboutToEnd)
+        {
+            std::this_thread::yield();
+        }
+        for (std::size_t times = 0; times < some; ++times)
+        {
+            std::this_thread::yield();
+        }
+        --running;
+    };
+    ASSERT_EQ(registerQuazor(0, firstPort, 3, 7, mLog), ok);
+    while (!isRunning)
+    {
+        std::this_thread::yield();
+    }
+    isAboutToEnd = true;
+    ASSERT_EQ(unregisterQuazor(0, firstPort, mId), ok);
+    EXPECT_EQ(running, 0);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfARegistrationMayComeFromItsOwnCallback)
+{
+    mLog.mOnEvent = [&](Delivery const&) { mUnregister(0, 3); };
+    mFreeDiagEnv();
+    init(twoBoards + events(plenty));
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mLog.waitFor(1);
+    ASSERT_EQ(registerQuazor(0, firstPort, 3, 7, mOther), ok);
+    mOther.waitFor(some);
+    EXPECT_EQ(mLog.size(), 1U);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfARegistrationInItsCallbackOnTwoThreadsAtOnce)
+{
+    std::atomic<int> successes = 0;
+    mLog.mOnEvent = [&](Delivery const&) { successes += mUnregister(0, 3) == ok ? 1 : 0; };
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    ASSERT_EQ(registerQuazor(0, firstPort, 3, 7, mOther), ok);
+    mOther.waitFor(some);
+    mFreeDiagEnv();
+    EXPECT_EQ(successes, 1);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentIsTheEndOfAllEvents)
+{
+    EventLog later;
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    ASSERT_EQ(registerQuazor(0, firstPort, 3, 7, mOther), ok);
+    mLog.waitFor(some);
+    mOther.waitFor(some);
+    mFreeDiagEnv();
+    std::size_t const count = mLog.size();
+    std::size_t const others = mOther.size();
+    init();
+    ASSERT_EQ(registerPlain(0, 3, 7, later), ok);
+    later.waitFor(some);
+    EXPECT_EQ(mLog.size(), count);
+    EXPECT_EQ(mOther.size(), others);
+    mFreeDiagEnv();
+}
+
+TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentMayComeFromACallback)
+{
+    mLog.mOnEvent = [&](Delivery const&) { mFreeDiagEnv(); };
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mLog.waitFor(1);
+    unsigned char record[168] = {};
+    EXPECT_EQ(mGetLinkInfo(0, record), QZ_NO_ENVIRONMENT);
+    EXPECT_EQ(init(), 2U);
+    ASSERT_EQ(registerPlain(0, 3, 7, mOther), ok);
+    mOther.waitFor(some);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentAndTheNextMayComeFromOneCallback)
+{
+    mFreeDiagEnv();
+    init(twoBoards + events(plenty));
+    mLog.mOnEvent = [&](Delivery const&)
+    {
+        mFreeDiagEnv();
+        EXPECT_EQ(init(), 2U);
+        EXPECT_EQ(registerPlain(0, 3, 7, mOther), ok);
+    };
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mOther.waitFor(some);
+    EXPECT_EQ(mLog.waitFor(1).size(), 1U);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentStopsASourceLongBeforeItsNextEvent)
+{
+    mFreeDiagEnv();
+    init(twoBoards + events("at_ms = 4294967295\n"));
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mFreeDiagEnv();
+    EXPECT_EQ(mLog.size(), 0U);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfTheLibraryIsTheEndOfItsEvents)
+{
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mLog.waitFor(some);
+    closeLibrary();
+    std::size_t const count = mLog.size();
+    openLibrary();
+    ASSERT_EQ(init(), 2U);
+    ASSERT_EQ(registerPlain(0, 3, 7, mOther), ok);
+    mOther.waitFor(some);
+    EXPECT_EQ(mLog.size(), count);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfAProcessNeedsNoUnregistration)
+{
+    inFreshProcess(
+        [&]
+        {
+            mFreeDiagEnv();
+            EXPECT_EQ(init(), 2U);
+            EXPECT_EQ(registerPlain(0, 3, 7, mLog), ok);
+            mLog.waitFor(some);
+        });
+}
+
+TEST_F(DiagnosticLibraryEnd, OfAProcessMayComeFromACallback)
+{
+    pid_t const child = ::fork();
+    if (child == 0)
+    {
+        mLog.mOnEvent = [](Delivery const&) { std::exit(7); };
+        init(twoBoards + events(""));
+        registerQuazor(0, firstPort, 3, 7, mLog);
+        for (;;)
+        {
+            ::pause();
+        }
+    }
+    EXPECT_EQ(exitStatusOf(child), 7);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfAForkedProcessWaitsForNoThreadsOfItsParent)
+{
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mLog.waitFor(some);
+    for (std::size_t times = 0; times < 20; ++times)
+    {
+        inFreshProcess(
+            [&]
+            {
+                unsigned char record[168] = {};
+                EXPECT_EQ(mGetLinkInfo(0, record), QZ_NO_ENVIRONMENT);
+                mFreeDiagEnv();
+            });
+    }
+    mLog.waitFor(mLog.size() + some);
+}
+
+TEST_F(DiagnosticLibraryEnd, OfAForkedProcessMayBeThatOfAnEnvironmentOfItsOwn)
+{
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mLog.waitFor(some);
+    inFreshProcess(
+        [&]
+        {
+            EXPECT_EQ(init(), 2U);
+            EXPECT_EQ(registerPlain(0, 3, 7, mOther), ok);
+            mOther.waitFor(some);
+        });
+}
+}  // namespace

@@ -1,0 +1,128 @@
+// Calls of the diagnostic library that its scenario makes fail.
+#include <array>
+#include <cstdlib>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulator/Strikes.h"
+#include "tests/simulator/DiagnosticLibraryFixture.h"
+
+using testing::Each;
+
+namespace
+{
+std::string fault(std::string const& aCall, std::string const& aNth, unsigned int aResult,
+                  std::string const& aBoard = "")
+{
+    return "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + aNth + "\nresult = " + std::to_string(aResult) +
+           "\n" + (aBoard.empty() ? "" : "board = " + aBoard + "\n");
+}
+
+class DiagnosticLibraryFaults : public DiagnosticLibraryFixture
+{
+protected:
+    std::array<unsigned char, 168> mRecord = {};
+};
+
+TEST_F(DiagnosticLibraryFaults, ARecordIsLeftAloneByACallThatFails)
+{
+    init(twoBoards + fault("VQM_GetDrvInfo", "1", 77) + fault("VQM_GetLinkInfo", "1", 0));
+    mRecord.fill(0xee);
+    EXPECT_EQ(mGetDrvInfo(0, mRecord.data()), 77U);
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), 0U);
+    EXPECT_THAT(mRecord, Each(0xee));
+    EXPECT_EQ(mGetDrvInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(mRecord[0], 4);
+}
+
+TEST_F(DiagnosticLibraryFaults, OfABoardCountTheCallsForThatBoardAlone)
+{
+    init(twoBoards + fault("VQM_GetLinkInfo", "\"2+\"", 77, "1"));
+    EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), ok);
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), 77U);
+    EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), 77U);
+}
+
+TEST_F(DiagnosticLibraryFaults, ARefusedCallIsNotCounted)
+{
+    init(twoBoards + fault("VQM_GetLinkInfo", "1", 77));
+    mGetLinkInfo(0, nullptr);
+    mGetLinkInfo(2, mRecord.data());
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), 77U);
+}
+
+TEST_F(DiagnosticLibraryFaults, AnInitialisationThatFailsAnswersACountAndOpensNothing)
+{
+    mTable.fill(0xee);
+    EXPECT_EQ(init(twoBoards + fault("VQM_InitDiagEnv", "1", 32)), 32U);
+    EXPECT_THAT(mTable, Each(0xee));
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), QZ_NO_ENVIRONMENT);
+    EXPECT_EQ(init(), 2U);
+}
+
+TEST_F(DiagnosticLibraryFaults, AVersionThatFailsIsNotWritten)
+{
+    choose(twoBoards + fault("VQM_GetLibVer", "1", 0));
+    std::array<char, 128> text = {'x'};
+    mGetLibVer(text.data());
+    EXPECT_EQ(text[0], 'x');
+    mGetLibVer(text.data());
+    EXPECT_STREQ(text.data(), "2.1.0");
+}
+
+TEST_F(DiagnosticLibraryFaults, AFreeThatFailsLeavesTheEnvironmentOpen)
+{
+    init(twoBoards + fault("VQM_FreeDiagEnv", "1", 0));
+    mFreeDiagEnv();
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+    mFreeDiagEnv();
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), QZ_NO_ENVIRONMENT);
+}
+
+TEST_F(DiagnosticLibraryFaults, ARegistrationThatFailsIsNotThere)
+{
+    init(twoBoards + fault("RegisterForEvent", "1", 0) + fault("VQM_QZ_RegisterForEvent", "1", 77));
+    mId = 5;
+    EXPECT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    EXPECT_EQ(mUnregister(0, 3), QZ_NOT_REGISTERED);
+    EXPECT_EQ(registerQuazor(0, firstPort, 3, 7, mLog), 77U);
+    EXPECT_EQ(mId, 5U);
+    EXPECT_EQ(unregisterQuazor(0, firstPort, 1), QZ_NOT_REGISTERED);
+}
+
+TEST_F(DiagnosticLibraryFaults, AnUnregistrationThatFailsLeavesTheRegistration)
+{
+    init(twoBoards + fault("unRegisterForEvent", "1", 77) + fault("VQM_QZ_unRegisterForEvent", "1", 78));
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    ASSERT_EQ(registerQuazor(0, firstPort, 3, 7, mLog), ok);
+    EXPECT_EQ(mUnregister(0, 3), 77U);
+    EXPECT_EQ(unregisterQuazor(0, firstPort, 1), 78U);
+    EXPECT_EQ(mUnregister(0, 3), ok);
+    EXPECT_EQ(unregisterQuazor(0, firstPort, 1), ok);
+}
+
+TEST_F(DiagnosticLibraryFaults, CallsStayCountedWhenTheEnvironmentIsOpenedAgain)
+{
+    init(twoBoards + fault("VQM_GetLinkInfo", "2", 77));
+    mGetLinkInfo(0, mRecord.data());
+    mFreeDiagEnv();
+    init();
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), 77U);
+}
+
+TEST_F(DiagnosticLibraryFaults, AreCountedWhenTheyStrike)
+{
+    qzsim::StrikesFile const file(2);
+    ::setenv("QZSIM_STRIKES", file.path().c_str(), 1);
+    init(twoBoards + fault("VQM_GetDrvInfo", "9", 1) + fault("VQM_GetLinkInfo", "\"1+\"", 1));
+    mGetLinkInfo(0, mRecord.data());
+    mGetLinkInfo(1, mRecord.data());
+    qzsim::Strikes const strikes(file.path(), 2);
+    EXPECT_EQ(strikes.of(0), 0U);
+    EXPECT_EQ(strikes.of(1), 2U);
+}
+}  // namespace

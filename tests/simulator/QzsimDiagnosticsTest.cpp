@@ -1,0 +1,86 @@
+// What a program meets that is run by qzsim and opens the vendor's diagnostic library.
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/simulator/Qzsim.h"
+#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/Process.h"
+
+using testing::HasSubstr;
+
+namespace fs = std::filesystem;
+
+namespace
+{
+constexpr char const* probe = VQM_PROBE;
+constexpr char const* vendorsPath = "open=/usr/lib/libvqm.so";
+
+ProcessResult qzsimOnEvents(Arguments aArguments)
+{
+    aArguments.insert(aArguments.begin(), {"--scenario", shipped("diagnostic-events.toml")});
+    return qzsim(aArguments);
+}
+
+TEST(QzsimDiagnostics, ShowsTheBoardsToAProgramThatKnowsNothingOfIt)
+{
+    ProcessResult const result =
+        qzsimOnEvents({probe, vendorsPath, "version", "init", "driver=1", "link=1", "quazor=1", "free"});
+    EXPECT_EQ(result.mOutput,
+              "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"4.0.12\"\n"
+              "driver 1: 0 version 4 features 0x100\n"
+              "link 1: 0 first 20:00:00:00:c9:00:00:10 second 10:00:00:00:c9:00:00:11\n"
+              "quazor 1: 0 id 1\nfree\n");
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzsimDiagnostics, HasNoBoardsInAScenarioThatTellsOfNone)
+{
+    EXPECT_EQ(qzsimOnTwoAdapters({probe, vendorsPath, "init", "free"}).mOutput,
+              "open /usr/lib/libvqm.so: there\ninit: 0, driver \"\"\nfree\n");
+}
+
+TEST(QzsimDiagnostics, LeavesOtherPathsToTheProgramItself)
+{
+    for (std::string const path :
+         {"/usr/lib/libvqm.so.1", "/lib/libvqm.so", "libvqm.so", "/nowhere/libvqm.so"})
+    {
+        EXPECT_EQ(qzsimOnEvents({probe, "open=" + path}).mOutput,
+                  runProcess({probe, "open=" + path}).mOutput);
+    }
+}
+
+TEST(QzsimDiagnostics, CountsTheStrikesOfItsFaults)
+{
+    ScratchFolder const folder;
+    std::string const scenario =
+        folder.write("scenario.toml", "[[fault]]\ncall = \"VQM_InitDiagEnv\"\nnth = \"1-2\"\nresult = 5\n");
+    EXPECT_EQ(qzsim({"--verify", "--scenario", scenario, probe, vendorsPath, "init", "init"}).mErrors, "");
+    EXPECT_THAT(qzsim({"--verify", "--scenario", scenario, probe, vendorsPath, "init"}).mErrors,
+                HasSubstr(":1:1: the fault struck 1 of 2 times: calls 1 to 2 of VQM_InitDiagEnv answer 5\n"));
+}
+
+TEST(QzsimDiagnostics, LibraryMayBeCalledWhenItHasEnded)
+{
+    ProcessResult const result =
+        qzsimOnEvents({probe, vendorsPath, "lastly", "init", "plain=0", "events=10"});
+    EXPECT_THAT(result.mOutput, testing::EndsWith("lastly: link 1, free\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzsimDiagnostics, LibraryWorksFromTheVariableAloneWhereItIsInstalledAsTheVendors)
+{
+    ScratchFolder const folder;
+    fs::path const library = folder.path() / "libvqm.so";
+    fs::copy_file(QZSIM_LIBRARY, library);
+    EXPECT_EQ(runProcess({probe, "open=" + library.string(), "init", "plain=1", "events=1", "free"},
+                         {{"QZSIM_SCENARIO", shipped("diagnostic-events.toml")}})
+                  .mOutput,
+              "open " + library.string() +
+                  ": there\ninit: 2, driver \"4.0.12\"\nplain 1: 0\n"
+                  "1 of plain board 1 category 5/0 context length 0\nfree\n");
+}
+}  // namespace
