@@ -35,7 +35,8 @@ enum ExitStatus
 constexpr char const* description =
     "Runs PROGRAM with simulated Fibre Channel adapters in the place of the host's. PROGRAM needs no "
     "change:\n"
-    "the HBA API's common library finds the adapters that the scenario FILE describes.\n";
+    "the HBA API's common library finds the adapters that the scenario FILE describes, and what opens\n"
+    "/usr/lib/libvqm.so finds its boards and their events.\n";
 
 constexpr char const* footer = R"(
 Example:

@@ -14,14 +14,15 @@ struct QZ_event
 /// this number.
 constexpr unsigned int QZ_ANY_CATEGORY = 0xff;
 
-/// What the calls of the diagnostic library answer, unless the scenario wants another answer.
+/// What the calls of the diagnostic library answer, unless the scenario wants another answer. When several would
+/// do, it is the lowest.
 enum QZ_result : unsigned int
 {
     QZ_OK = 0,
     QZ_NO_ENVIRONMENT = 1,  ///< VQM_InitDiagEnv has not been called, or VQM_FreeDiagEnv has
     QZ_NO_BOARD = 2,        ///< the board number is not below the number of boards
     QZ_NO_PORT = 3,         ///< the board has no port of that name
-    QZ_BAD_ARGUMENT = 4,    ///< a null pointer where one is needed, or a number out of range
+    QZ_BAD_ARGUMENT = 4,    ///< a null pointer where one is needed, or a category or subcategory out of range
     QZ_IS_REGISTERED = 5,   ///< the board has a plain registration for that category already
     QZ_NOT_REGISTERED = 6   ///< there is no such registration
 };
@@ -33,4 +34,5 @@ enum QZ_result : unsigned int
 //     callback(board, category, subcategory, context, event)
 //
 // with the callback's arguments of types unsigned int, unsigned int, unsigned int, void* and QZ_event*. A board has
-// one plain registration for a category at a time.
+// one plain registration for a category at a time. Callbacks of both interfaces are told the category and the
+// subcategory of the event, also when the registration was for QZ_ANY_CATEGORY.

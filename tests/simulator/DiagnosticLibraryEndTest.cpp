@@ -1,13 +1,11 @@
 // How the sending of events ends: by unregistration, with the environment, with the process.
 #include <atomic>
 #include <cstddef>
-#include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "tests/simulator/DiagnosticLibraryFixture.h"
 #include "tests/support/FreshProcess.h"
@@ -17,13 +15,6 @@ namespace
 /// For each source, more events than any test waits for.
 constexpr char const* plenty = "size = 4\nrate = 100000\ncount = 4294967295\n";
 constexpr std::size_t some = 100;
-
-int exitStatusOf(pid_t aProcess)
-{
-    int status = 0;
-    ::waitpid(aProcess, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
 
 class DiagnosticLibraryEnd : public DiagnosticLibraryFixture
 {
@@ -96,6 +87,53 @@ TEST_F(DiagnosticLibraryEnd, OfARegistrationInItsCallbackOnTwoThreadsAtOnce)
     mOther.waitFor(some);
     mFreeDiagEnv();
     EXPECT_EQ(successes, 1);
+}
+
+/// Two callbacks that have both begun before either goes on.
+class DiagnosticLibraryMutualEnd : public DiagnosticLibraryFixture
+{
+protected:
+    DiagnosticLibraryMutualEnd()
+    {
+        init(twoBoards + events("") + "[[diagnostics.event]]\nboard = 0\ncategory = 4\nsubcategory = 0\n");
+    }
+
+    void run(std::function<void()> const& aFirst, std::function<void()> const& aSecond)
+    {
+        mLog.mOnEvent = [this, aFirst](Delivery const&) { meet(), aFirst(); };
+        mOther.mOnEvent = [this, aSecond](Delivery const&) { meet(), aSecond(); };
+        ASSERT_EQ(registerPlain(0, 3, any, mLog), ok);
+        ASSERT_EQ(registerPlain(0, 4, any, mOther), ok);
+        mLog.waitFor(1);
+        mOther.waitFor(1);
+    }
+
+private:
+    void meet()
+    {
+        ++mArrived;
+        while (mArrived < 2)
+        {
+            std::this_thread::yield();
+        }
+    }
+
+    std::atomic<int> mArrived = 0;
+};
+
+TEST_F(DiagnosticLibraryMutualEnd, OfEachOthersRegistrationsHoldsUpNeither)
+{
+    run([this] { EXPECT_EQ(mUnregister(0, 4), ok); }, [this] { EXPECT_EQ(mUnregister(0, 3), ok); });
+}
+
+TEST_F(DiagnosticLibraryMutualEnd, OfTheEnvironmentInBothHoldsUpNeither)
+{
+    run([this] { mFreeDiagEnv(); }, [this] { mFreeDiagEnv(); });
+}
+
+TEST_F(DiagnosticLibraryMutualEnd, OfTheEnvironmentAndARegistrationHoldsUpNeither)
+{
+    run([this] { mFreeDiagEnv(); }, [this] { mUnregister(0, 3); });
 }
 
 TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentIsTheEndOfAllEvents)
@@ -177,49 +215,4 @@ TEST_F(DiagnosticLibraryEnd, OfAProcessNeedsNoUnregistration)
         });
 }
 
-TEST_F(DiagnosticLibraryEnd, OfAProcessMayComeFromACallback)
-{
-    pid_t const child = ::fork();
-    if (child == 0)
-    {
-        mLog.mOnEvent = [](Delivery const&) { std::exit(7); };
-        init(twoBoards + events(""));
-        registerQuazor(0, firstPort, 3, 7, mLog);
-        for (;;)
-        {
-            ::pause();
-        }
-    }
-    EXPECT_EQ(exitStatusOf(child), 7);
-}
-
-TEST_F(DiagnosticLibraryEnd, OfAForkedProcessWaitsForNoThreadsOfItsParent)
-{
-    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
-    mLog.waitFor(some);
-    for (std::size_t times = 0; times < 20; ++times)
-    {
-        inFreshProcess(
-            [&]
-            {
-                unsigned char record[168] = {};
-                EXPECT_EQ(mGetLinkInfo(0, record), QZ_NO_ENVIRONMENT);
-                mFreeDiagEnv();
-            });
-    }
-    mLog.waitFor(mLog.size() + some);
-}
-
-TEST_F(DiagnosticLibraryEnd, OfAForkedProcessMayBeThatOfAnEnvironmentOfItsOwn)
-{
-    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
-    mLog.waitFor(some);
-    inFreshProcess(
-        [&]
-        {
-            EXPECT_EQ(init(), 2U);
-            EXPECT_EQ(registerPlain(0, 3, 7, mOther), ok);
-            mOther.waitFor(some);
-        });
-}
 }  // namespace

@@ -1,5 +1,6 @@
 // What a program meets that is run by qzsim and opens the vendor's diagnostic library.
 #include <filesystem>
+#include <regex>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -9,6 +10,7 @@
 #include "tests/simulator/ScratchFolder.h"
 #include "tests/support/Process.h"
 
+using testing::EndsWith;
 using testing::HasSubstr;
 
 namespace fs = std::filesystem;
@@ -17,11 +19,31 @@ namespace
 {
 constexpr char const* probe = VQM_PROBE;
 constexpr char const* vendorsPath = "open=/usr/lib/libvqm.so";
+std::string const opened = "open /usr/lib/libvqm.so: there\n";
 
 ProcessResult qzsimOnEvents(Arguments aArguments)
 {
     aArguments.insert(aArguments.begin(), {"--scenario", shipped("diagnostic-events.toml")});
     return qzsim(aArguments);
+}
+
+/// Runs the probe on a board with more events than it waits for.
+/// @return what it prints; "(events)" for the events, whose number is a matter of chance
+std::string onBusyBoard(Arguments aSteps, int aExitStatus = 0)
+{
+    ScratchFolder const folder;
+    std::string const scenario =
+        folder.write("busy.toml",
+                     "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
+                     "second_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                     "[[diagnostics.event]]\nboard = 0\ncategory = 3\nsubcategory = 7\n"
+                     "rate = 100000\ncount = 4294967295\n");
+    aSteps.insert(aSteps.begin(), {"--scenario", scenario, probe, vendorsPath});
+    // The leak check finds what threads hold that a new process does not have, and it hangs when the process is
+    // ended by another thread than the first.
+    ProcessResult const result = qzsim(aSteps, {{"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"}});
+    EXPECT_EQ(result.mExitStatus, aExitStatus) << result.mErrors;
+    return std::regex_replace(result.mOutput, std::regex("[0-9]+ of plain [^\n]*"), "(events)");
 }
 
 TEST(QzsimDiagnostics, ShowsTheBoardsToAProgramThatKnowsNothingOfIt)
@@ -67,8 +89,33 @@ TEST(QzsimDiagnostics, LibraryMayBeCalledWhenItHasEnded)
 {
     ProcessResult const result =
         qzsimOnEvents({probe, vendorsPath, "lastly", "init", "plain=0", "events=10"});
-    EXPECT_THAT(result.mOutput, testing::EndsWith("lastly: link 1, free\n"));
+    EXPECT_THAT(result.mOutput, EndsWith("lastly: link 1, free\n"));
     EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzsimDiagnostics, ForkedProcessWaitsForNoThreadsOfItsParent)
+{
+    for (int times = 0; times < 10; ++times)
+    {
+        EXPECT_EQ(
+            onBusyBoard({"init", "plain=0", "events=100", "fork", "link=0", "free"}),
+            opened +
+                "init: 1, driver \"1.0.0\"\nplain 0: 0\n(events)\n"
+                "link 0: 1 first 00:00:00:00:00:00:00:00 second 00:00:00:00:00:00:00:00\nfree\nforked: 0\n");
+    }
+}
+
+TEST(QzsimDiagnostics, ForkedProcessMayOpenAnEnvironmentOfItsOwn)
+{
+    EXPECT_EQ(onBusyBoard({"init", "plain=0", "events=100", "fork", "init", "plain=0", "events=100", "free"}),
+              opened +
+                  "init: 1, driver \"1.0.0\"\nplain 0: 0\n(events)\n"
+                  "init: 1, driver \"1.0.0\"\nplain 0: 0\n(events)\nfree\nforked: 0\n");
+}
+
+TEST(QzsimDiagnostics, ProcessMayEndInACallback)
+{
+    onBusyBoard({"exitInCallbacks=7", "init", "plain=0", "waitForEver"}, 7);
 }
 
 TEST(QzsimDiagnostics, LibraryWorksFromTheVariableAloneWhereItIsInstalledAsTheVendors)

@@ -1,6 +1,7 @@
 // A program on the vendor's diagnostic library, as unaware of the simulator as any other. Each argument is one
 // step, which prints one line of what it meets.
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +19,8 @@
 
 #include <dlfcn.h>
 #include <hbaapi.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "simulator/include/QzEvent.h"
 
@@ -33,6 +36,9 @@ void* gLibrary = nullptr;
 /// What the callbacks were told, in order.
 std::mutex gMutex;
 std::vector<std::string> gEvents;
+
+/// What the process is to end with in the first callback; below zero: not then.
+std::atomic<int> gExitStatus = -1;
 
 template <typename Function>
 Function* function(char const* aName)
@@ -102,6 +108,10 @@ void note(std::string const& aWhence, unsigned int aBoard, unsigned int aCategor
     std::ostringstream line;
     line << aWhence << " board " << aBoard << " category " << aCategory << '/' << aSubcategory << ' '
          << static_cast<char const*>(aContext) << " length " << aEvent->mLength;
+    if (gExitStatus >= 0)
+    {
+        std::exit(gExitStatus);
+    }
     std::lock_guard const lock(gMutex);
     gEvents.push_back(line.str());
 }
@@ -169,6 +179,32 @@ void printEvents(std::string const& aCount)
     }
 }
 
+/// The steps that follow are the new process's. This one waits for its end, which is the end of both.
+void forkProcess(std::string const&)
+{
+    std::fflush(nullptr);
+    std::unique_lock lock(gMutex);  // which the new process would otherwise never get if a callback had it
+    pid_t const child = ::fork();
+    if (child == 0)
+    {
+        gEvents.clear();
+        return;
+    }
+    lock.unlock();
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    std::printf("forked: %d\n", WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+    std::exit(EXIT_SUCCESS);
+}
+
+[[noreturn]] void waitForEver(std::string const&)
+{
+    for (;;)
+    {
+        ::pause();
+    }
+}
+
 /// Calls the library when all that ends with the process but the program's own has ended.
 void callLastly()
 {
@@ -180,11 +216,19 @@ void callLastly()
 }
 
 std::map<std::string, std::function<void(std::string const&)>> const steps = {
-    {"open", openLibrary},    {"version", printVersion},
-    {"init", initialise},     {"free", freeEnvironment},
-    {"driver", printDriver},  {"link", printLink},
-    {"plain", registerPlain}, {"quazor", registerQuazor},
-    {"events", printEvents},  {"lastly", [](std::string const&) { std::atexit(callLastly); }},
+    {"open", openLibrary},
+    {"version", printVersion},
+    {"init", initialise},
+    {"free", freeEnvironment},
+    {"driver", printDriver},
+    {"link", printLink},
+    {"plain", registerPlain},
+    {"quazor", registerQuazor},
+    {"events", printEvents},
+    {"lastly", [](std::string const&) { std::atexit(callLastly); }},
+    {"fork", forkProcess},
+    {"exitInCallbacks", [](std::string const& aStatus) { gExitStatus = std::stoi(aStatus); }},
+    {"waitForEver", waitForEver},
 };
 }  // namespace
 
