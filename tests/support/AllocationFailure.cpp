@@ -1,6 +1,8 @@
 #include "tests/support/AllocationFailure.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 
@@ -17,6 +19,7 @@ thread_local bool gActive = false;
 thread_local unsigned int gSeen = 0;
 thread_local unsigned int gFirst = 0;
 thread_local unsigned int gLast = 0;
+thread_local std::size_t gLargest = 0;
 std::atomic<long> gLiveBlocks{0};
 
 void* allocate(std::size_t aSize) noexcept
@@ -24,6 +27,7 @@ void* allocate(std::size_t aSize) noexcept
     if (gActive)
     {
         ++gSeen;
+        gLargest = std::max(gLargest, aSize);
         if (gSeen >= gFirst && gSeen <= gLast)
         {
             return nullptr;
@@ -71,6 +75,7 @@ void operator delete[](void* aBlock, std::nothrow_t const&) noexcept { release(a
 AllocationFailure::AllocationFailure(unsigned int aFirst, unsigned int aLast)
 {
     gSeen = 0;
+    gLargest = 0;
     gFirst = aFirst;
     gLast = aLast != 0 ? aLast : aFirst;
     gActive = true;
@@ -79,6 +84,8 @@ AllocationFailure::AllocationFailure(unsigned int aFirst, unsigned int aLast)
 AllocationFailure::~AllocationFailure() { gActive = false; }
 
 unsigned int AllocationFailure::allocations() const { return gSeen; }
+
+std::size_t AllocationFailure::largest() const { return gLargest; }
 
 long liveBlocks() { return gLiveBlocks; }
 

@@ -2,6 +2,8 @@
 /// Makes allocations of the code under test fail. A test program that links this has its own operator new.
 #pragma once
 
+#include <cstddef>
+
 /// Counts the calls of operator new (all forms) on this thread while it lives, and makes the nth of them
 /// fail: a non-throwing form returns null, a throwing one throws std::bad_alloc. One at a time.
 class AllocationFailure
@@ -16,6 +18,9 @@ public:
 
     /// Allocations seen so far, failed ones included.
     unsigned int allocations() const;
+
+    /// Size in bytes of the largest allocation seen so far.
+    std::size_t largest() const;
 };
 
 /// Number of blocks from operator new that have not been deleted again, in the whole process.

@@ -17,6 +17,7 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/LatencyData.h"
 #include "tests/backend/common/Bytes.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/VirtualSlots.h"
@@ -107,13 +108,6 @@ unsigned int wordBehindTable(QZCLatencyData const& aData, std::size_t aIndex)
 unsigned char markerOf(QZCLatencyData const& aData)
 {
     return reinterpret_cast<unsigned char const*>(&aData)[sizeof(void*) + 2 * sizeof(unsigned int)];
-}
-
-Bytes encodedFormOf(QZCLatencyData const& aData)
-{
-    QZCEncodableOutStream out;
-    aData.encode(out);
-    return bytesOf(out.getEncoded());
 }
 
 /// Reads the bytes as unsigned integers, to the end.

@@ -9,6 +9,7 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "tests/backend/common/Bytes.h"
 
 /// A scope event of these numbers, which must be below 24.
 inline QZCPointer<QZCScopeEvent> eventOf(unsigned char aCategory, unsigned char aSubcategory)
@@ -25,4 +26,13 @@ inline QZCPointer<QZCWorldWideName> nameOf(std::array<unsigned char, 8> const& a
 {
     return QZCPointer<QZCWorldWideName>(new (std::nothrow) QZCWorldWideName(aBytes.data()), QZPST_Individual,
                                         QZPAT_New);
+}
+
+/// What a record encodes itself to.
+template <typename Record>
+Bytes encodedFormOf(Record const& aRecord)
+{
+    QZCEncodableOutStream out;
+    aRecord.encode(out);
+    return bytesOf(out.getEncoded());
 }

@@ -11,6 +11,7 @@
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "tests/backend/common/Bytes.h"
 #include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/VirtualSlots.h"
@@ -36,13 +37,6 @@ QZCScopeEvent eventOf(unsigned int aCategory, unsigned int aSubcategory)
     QZCScopeEvent event;
     EXPECT_EQ(decodeInto(event, bytesOf(out.getEncoded())), done);
     return event;
-}
-
-Bytes encodedFormOf(QZCScopeEvent const& aEvent)
-{
-    QZCEncodableOutStream out;
-    aEvent.encode(out);
-    return bytesOf(out.getEncoded());
 }
 
 Bytes numbersOf(QZCScopeEvent const& aEvent) { return {aEvent.getCategory(), aEvent.getSubcategory()}; }

@@ -18,6 +18,7 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/backend/common/Bytes.h"
 #include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/VirtualSlots.h"
@@ -58,13 +59,6 @@ std::string decodeInto(QZCWorldWideName& arName, Bytes const& aBytes)
 {
     QZCEncodableInStream in(aBytes.data(), lengthOf(aBytes));
     return outcomeOf([&] { arName.decode(in); });
-}
-
-Bytes encodedFormOf(QZCWorldWideName const& aName)
-{
-    QZCEncodableOutStream out;
-    aName.encode(out);
-    return bytesOf(out.getEncoded());
 }
 
 unsigned char const* fieldsOf(QZCWorldWideName const& aName)

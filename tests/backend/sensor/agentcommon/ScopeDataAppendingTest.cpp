@@ -1,0 +1,83 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "tests/backend/common/Bytes.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/LogCapture.h"
+
+using testing::ElementsAre;
+using testing::ExitedWithCode;
+
+namespace
+{
+using ScopeDataDeathTest = ScopeData;
+
+TEST_F(ScopeData, AppendedPayloadIsAccountedAndEncoded)
+{
+    QZCScopeData data = withPayload({1, 2, 3});
+    Bytes const more = {4, 5, 6, 7, 8};
+    data.appendEventData(more.data(), lengthOf(more));
+    EXPECT_EQ(data.eventDataSize(), 8u);
+    EXPECT_EQ(encodedFormOf(data), encodedForm(false, {1, 2, 3, 4, 5, 6, 7, 8}));
+}
+
+TEST_F(ScopeData, AppendingIsTraced)
+{
+    QZCScopeData data = withPayload(mTen);
+    LogCapture const log;
+    data.appendEventData(mTen.data(), lengthOf(mTen));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(logOf("appendEventData").entered(), logOf("appendEventData").left()));
+}
+
+TEST_F(ScopeData, AppendingNothingChangesNothing)
+{
+    QZCScopeData data = withPayload(mTen);
+    data.appendEventData(nullptr, 0);
+    EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
+}
+
+TEST_F(ScopeData, AppendingWorksOnDecodedPayload)
+{
+    QZCScopeData data(eventOf(0, 0));
+    ASSERT_EQ(decodeInto(data, encodedForm(true, {1, 2})), done);
+    unsigned char const more = 3;
+    data.appendEventData(&more, 1);
+    EXPECT_EQ(encodedFormOf(data), encodedForm(true, {1, 2, 3}));
+}
+
+TEST_F(ScopeData, AppendingThatFailsChangesNothing)
+{
+    QZCScopeData data = withPayload(mTen);
+    Bytes const more = someBytes(1000);
+    EXPECT_EQ(outcomeWithoutMemory(1, [&] { data.appendEventData(more.data(), lengthOf(more)); }), badAlloc);
+    EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
+}
+
+TEST_F(ScopeDataDeathTest, AppendingWithoutPayloadEndsTheProcess)
+{
+    LogLine const assertion =
+        ExpectedLog("operator->", "backend/common/include/Pointer").assertion("0 != mPointer");
+    for (QZCScopeData data : {QZCScopeData(mEvent), QZCScopeData(mEvent, nullptr, 0, 10)})
+    {
+        EXPECT_EXIT(
+            {
+                echoLogLines();
+                data.appendEventData(mTen.data(), 1);
+            },
+            ExitedWithCode(1), onlyTheseLines({logOf("appendEventData").entered(), assertion}));
+    }
+}
+
+TEST_F(ScopeData, AppendingShowsInTheCopysPayloadButNotInItsFigure)
+{
+    QZCScopeData data = withPayload({1, 2});
+    QZCScopeData const copy(data);
+    unsigned char const more = 3;
+    data.appendEventData(&more, 1);
+    EXPECT_EQ(encodedFormOf(copy), encodedForm(false, {1, 2, 3}));
+    EXPECT_EQ(copy.eventDataSize(), 2u);
+}
+}  // namespace

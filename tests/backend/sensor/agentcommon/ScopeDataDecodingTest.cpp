@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/common/include/EncodableStream.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "tests/backend/common/Bytes.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/ScopeDataFields.h"
+#include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/LogCapture.h"
+
+using testing::ElementsAre;
+
+namespace
+{
+/// The lines of the records that are held are not this one's.
+std::vector<LogLine> ownLines(LogCapture const& aLog)
+{
+    std::vector<LogLine> own;
+    std::copy_if(aLog.lines().begin(), aLog.lines().end(), std::back_inserter(own),
+                 [](LogLine const& aLine) { return aLine.mFile == "ScopeData"; });
+    return own;
+}
+
+TEST_F(ScopeData, DecodingIsTraced)
+{
+    QZCScopeData data(mEvent);
+    LogCapture const log;
+    ASSERT_EQ(decodeInto(data, encodedForm(true, mTen)), done);
+    EXPECT_THAT(ownLines(log), ElementsAre(logOf("decode").entered(), logOf("decode").left()));
+}
+
+TEST_F(ScopeData, DecodingThatFailsIsNotLeft)
+{
+    QZCScopeData data(mEvent);
+    LogCapture const log;
+    decodeInto(data, {0x01, 0x02});
+    EXPECT_THAT(ownLines(log), ElementsAre(logOf("decode").entered()));
+}
+
+TEST_F(ScopeData, DecodingReplacesTheEventForThisRecordOnly)
+{
+    QZCScopeData data(mEvent);
+    ASSERT_EQ(decodeInto(data, {0x09, 0x0a, 0xf4, 0x00}), done);
+    EXPECT_THAT(encodedFormOf(data), ElementsAre(0x09, 0x0a, 0xf4, 0x00));
+    EXPECT_EQ(mEvent->getCategory(), 3);
+}
+
+TEST_F(ScopeData, DecodingLeavesPayloadThatDoesNotCome)
+{
+    QZCScopeData data = withPayload(mTen);
+    ASSERT_EQ(decodeInto(data, encodedForm(true, {})), done);
+    EXPECT_EQ(encodedFormOf(data), encodedForm(true, mTen));
+}
+
+TEST_F(ScopeData, DecodingLeavesNamesThatDoNotCome)
+{
+    QZCScopeData data(mEvent, mFirst, mSecond);
+    ASSERT_EQ(decodeInto(data, encodedForm(false, mTen)), done);
+    EXPECT_EQ(pointerAt(data, firstPosition), &*mFirst);
+    EXPECT_EQ(pointerAt(data, secondPosition), &*mSecond);
+    EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
+}
+
+TEST_F(ScopeData, DecodingTakesAnyMarkerButZeroForPayload)
+{
+    for (Bytes const& marker : {Bytes{0x02}, Bytes{0x17}, Bytes{0x1a, 0xff, 0xff, 0xff, 0xff}})
+    {
+        QZCScopeData data(mEvent);
+        Bytes const head = joined({0x03, 0x07, 0xf4}, marker);
+        EXPECT_EQ(decodeInto(data, joined(head, encodedPayload(mTen))), done);
+        EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
+    }
+}
+
+TEST_F(ScopeData, DecodingEmptyPayloadMakesARecordToAppendTo)
+{
+    QZCScopeData data(mEvent);
+    ASSERT_EQ(decodeInto(data, {0x03, 0x07, 0xf4, 0x01, 0x40}), done);
+    EXPECT_EQ(encodedFormOf(data), encodedForm(false, {}));
+    data.appendEventData(mTen.data(), lengthOf(mTen));
+    EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
+}
+
+TEST_F(ScopeData, DecodingLeavesWhatFollowsInTheStream)
+{
+    Bytes const bytes = joined(encodedForm(true, mTen), {0xf5, 0xf4});
+    QZCEncodableInStream in(bytes.data(), lengthOf(bytes));
+    QZCScopeData data(mEvent);
+    data.decode(in);
+    EXPECT_EQ(in.getRemaining(), 2u);
+}
+
+TEST_F(ScopeData, DecodingWithoutMemoryIsRefused)
+{
+    Bytes const encoded = encodedForm(true, someBytes(100));
+    auto const decode = [&]
+    {
+        QZCScopeData data(mEvent);
+        QZCEncodableInStream in(encoded.data(), lengthOf(encoded));
+        data.decode(in);
+    };
+    unsigned int const total = allocationsOf(decode);
+    ASSERT_GE(total, 9u) << "an event, two names and a buffer, each with its count, and the payload";
+    DeliberateLeak const leak;
+    for (unsigned int failing = 1; failing <= total; ++failing)
+    {
+        EXPECT_EQ(outcomeWithoutMemory(failing, decode), outOfMemory) << "allocation " << failing;
+    }
+}
+}  // namespace
