@@ -19,6 +19,7 @@
 #include "tools/qzagent/Inventory.h"
 #include "tools/qzagent/Output.h"
 #include "tools/qzagent/Report.h"
+#include "tools/qzagent/Show.h"
 
 namespace qzagent
 {
@@ -29,6 +30,7 @@ void addVerbs(CommandLine& arCommandLine)
 {
     addAdapters(arCommandLine);
     addInventory(arCommandLine);
+    addShow(arCommandLine);
     addExplain(arCommandLine);
 }
 

@@ -1,0 +1,294 @@
+#include <cstddef>
+#include <ostream>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Captures.h"
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+namespace
+{
+constexpr std::size_t plainSize = 4;
+constexpr std::size_t fullHeadSize = 35;
+std::string const payload = "link down, port 1\n";
+std::string const plainLine = "category 3, subcategory 7, no payload\n";
+std::string const fullLine =
+    "category 9, subcategory 10, names 10:00:00:00:c9:00:00:01 and 50:00:00:00:ab:00:00:01, ";
+
+/// A capture in a file.
+class QzagentShow : public testing::Test
+{
+protected:
+    /// @param aContent of the file
+    ProcessResult show(std::string const& aContent, Arguments aArguments = {"show"}) const
+    {
+        aArguments.push_back(mFolder.write("events", aContent));
+        return runAgent(aArguments);
+    }
+
+    /// @return what is said of the file on standard error
+    std::string complaint(std::string const& aText) const
+    {
+        return "qzagent: " + (mFolder.path() / "events").string() + ":" + aText + "\n";
+    }
+
+    ScratchFolder mFolder;
+};
+
+TEST_F(QzagentShow, TellsOfEachRecordWithItsPayload)
+{
+    ProcessResult const result = show(plainRecord() + fullRecord(payload) + plainRecord());
+    EXPECT_EQ(result.mOutput,
+              "record 0 at byte 0: " + plainLine + "record 1 at byte 4: " + fullLine +
+                  "payload of 18 bytes\n"
+                  "  00000000  6c 69 6e 6b 20 64 6f 77  6e 2c 20 70 6f 72 74 20  |link down, port |\n"
+                  "  00000010  31 0a                                             |1.|\n"
+                  "record 2 at byte 57: " +
+                  plainLine);
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentShow, TellsOfEachRecordInALineOfJson)
+{
+    ProcessResult const result = show(plainRecord() + fullRecord("ab"), {"show", "--json"});
+    EXPECT_EQ(result.mOutput,
+              R"({"record":0,"position":0,"size":4,"category":3,"subcategory":7})"
+              "\n"
+              R"({"record":1,"position":4,"size":37,"category":9,"subcategory":10,)"
+              R"("first_wwn":"10:00:00:00:c9:00:00:01","second_wwn":"50:00:00:00:ab:00:00:01",)"
+              R"("payload":"6162"})"
+              "\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentShow, LinesOfJsonKeepTheirContract)
+{
+    std::istringstream lines(show(plainRecord() + fullRecord(payload), {"--json", "show"}).mOutput);
+    for (std::string line; std::getline(lines, line);)
+    {
+        EXPECT_TRUE(satisfies(line, "show"));
+    }
+}
+
+TEST_F(QzagentShow, ContractRefusesOneNameWithoutTheOther)
+{
+    nlohmann::json document = nlohmann::json::parse(show(fullRecord("ab"), {"show", "--json"}).mOutput);
+    document.erase("second_wwn");
+    EXPECT_FALSE(satisfies(document.dump(), "show"));
+}
+
+TEST_F(QzagentShow, PayloadThatIsThereButEmptyIsNotNone)
+{
+    EXPECT_EQ(show({0x03, 0x07, '\xf4', 0x01, 0x40}).mOutput,
+              "record 0 at byte 0: category 3, subcategory 7, payload of 0 bytes\n");
+}
+
+TEST_F(QzagentShow, NoRecordsAreANote)
+{
+    ProcessResult const result = show("");
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_THAT(result.mErrors, EndsWith("/events\n"));
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: note: no records in "));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentShow, WhatIsCutIsRefusedBehindTheWholeRecords)
+{
+    std::string const whole = plainRecord() + fullRecord(payload);
+    ProcessResult const result = show(whole.substr(0, whole.size() - 5), {"show", "--json"});
+    EXPECT_EQ(result.mOutput, show(plainRecord(), {"show", "--json"}).mOutput);
+    EXPECT_EQ(result.mErrors,
+              complaint(" at byte 34: expected a byte string of at most the 13 bytes that follow, found "
+                        "byte string 18 (0x5a)"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentShow, WhatIsDamagedIsRefusedBehindTheWholeRecords)
+{
+    ProcessResult const result = show(plainRecord() + "\x03\x07\x01" + plainRecord());
+    EXPECT_EQ(result.mOutput, "record 0 at byte 0: " + plainLine);
+    EXPECT_EQ(result.mErrors,
+              complaint(" at byte 6: expected a bool (0xf4 or 0xf5), found unsigned integer 1 (0x01)"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentShow, ANameOfAnotherLengthIsDamage)
+{
+    std::string const shortName{'\x03', '\x07', '\xf5', '\x43', 1, 2, 3, '\x43', 1, 2, 3, 0};
+    EXPECT_EQ(show(shortName).mErrors, complaint(" at byte 3: expected a name of 8 bytes, found one of 3"));
+}
+
+TEST_F(QzagentShow, PositionsOfDamageAreThoseInTheFile)
+{
+    std::string capture;
+    for (int i = 0; i < 5000; ++i)
+    {
+        capture += fullRecord(payload);
+    }
+    std::string const position = std::to_string(capture.size() + 2);
+    ProcessResult const result = show(capture + "\x03\x07\x20");
+    EXPECT_EQ(result.mErrors, complaint(" at byte " + position +
+                                        ": expected a bool (0xf4 or 0xf5), found negative integer (0x20)"));
+    EXPECT_THAT(result.mOutput, HasSubstr("\nrecord 4999 at byte 264947: "));
+}
+
+TEST_F(QzagentShow, ARecordOfAnySizeIsShown)
+{
+    std::string const large(1000000, 'x');
+    ProcessResult const result = show(plainRecord() + fullRecord(large) + plainRecord(), {"show", "--json"});
+    EXPECT_THAT(result.mOutput, EndsWith("7878\"}\n{\"record\":2,\"position\":" +
+                                         std::to_string(large.size() + fullHeadSize + plainSize) +
+                                         ",\"size\":4,\"category\":3,\"subcategory\":7}\n"));
+    EXPECT_EQ(result.mErrors, "");
+}
+
+TEST_F(QzagentShow, MemoryIsBoundedByTheLargestRecord)
+{
+    if (IS_SANITIZED)
+    {
+        GTEST_SKIP() << "the sanitizers take more memory than there is";
+    }
+    std::string const record = fullRecord(std::string(1000, 'x'));
+    std::string capture;
+    for (int i = 0; i < 16000; ++i)
+    {
+        capture += record;
+    }
+    std::string const path = mFolder.write("large", capture + '\x20');
+    // The file has 16 million bytes.
+    ProcessResult const result = runAgentIn("ulimit -d 10000 && \"$@\" | tail -n 64", {"show", path});
+    EXPECT_THAT(result.mOutput, HasSubstr("record 15999 at byte 16558965: "));
+    EXPECT_THAT(result.mErrors, HasSubstr(": at byte 16560000: expected "));
+}
+
+TEST_F(QzagentShow, StandardInputIsNamedByADash)
+{
+    std::string const path = mFolder.write("events", plainRecord() + "\x03");
+    ProcessResult const result = runAgentIn("cat '" + path + "' | \"$@\"", {"show", "-"});
+    EXPECT_EQ(result.mOutput, "record 0 at byte 0: " + plainLine);
+    EXPECT_EQ(result.mErrors,
+              "qzagent: standard input: at byte 5: expected an unsigned integer up to 255, found the end of "
+              "the input\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentShow, AFileThatIsNotThereIsAnError)
+{
+    ProcessResult const result = runAgent({"show", mFolder.path() / "no\x1b[2J"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: cannot read " + mFolder.path().string() + "/no\\x1b[2J: No such file or directory\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentShow, AFolderIsAnError)
+{
+    ProcessResult const result = runAgent({"show", mFolder.path()});
+    EXPECT_EQ(result.mErrors, "qzagent: cannot read " + mFolder.path().string() + ": Is a directory\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentShow, OutputThatDoesNotFitOnTheDeviceIsAnError)
+{
+    std::string const path = mFolder.write("events", plainRecord());
+    for (char const* const format : {"--trace", "--json"})
+    {
+        ProcessResult const result = runAgentIn("\"$@\" >/dev/full", {"show", format, path});
+        EXPECT_THAT(result.mErrors,
+                    EndsWith("qzagent: cannot write standard output: No space left on device\n"));
+        EXPECT_EQ(result.mExitStatus, 1);
+    }
+}
+
+TEST_F(QzagentShow, HexadecimalTextIsShownAsTheBytesAre)
+{
+    ProcessResult const result =
+        show("# from host 7\r\n\t0307F4 00 # no payload\n\n09 0a f4 01\n42 6162#ab\n");
+    EXPECT_EQ(result.mOutput, "record 0 at byte 0: " + plainLine +
+                                  "record 1 at byte 4: category 9, subcategory 10, payload of 2 bytes\n"
+                                  "  00000000  61 62                                             |ab|\n");
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentShow, HexadecimalTextMayBeLargerThanWhatIsReadAtOnce)
+{
+    std::string text = "#" + std::string(100000, '-');
+    for (int i = 0; i < 20000; ++i)
+    {
+        text += "\n03 07f400";
+    }
+    ProcessResult const result = show(text + "0");
+    EXPECT_THAT(result.mOutput, EndsWith("\nrecord 19999 at byte 79996: " + plainLine));
+    EXPECT_EQ(result.mErrors,
+              complaint("20001:11: expected the second hexadecimal digit of a byte, found the "
+                        "end of the text"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentShow, CommentsAloneAreNoRecords)
+{
+    EXPECT_THAT(show("# nothing\n").mErrors, HasSubstr("qzagent: note: no records in "));
+}
+
+TEST_F(QzagentShow, DamageInHexadecimalTextIsNamedByThePositionInItsBytes)
+{
+    EXPECT_EQ(
+        show("# two\n03 07 f4 00\n03 07 f4 40\n").mErrors,
+        complaint(" at byte 7: expected an unsigned integer up to 4294967295, found byte string 0 (0x40)"));
+}
+
+TEST_F(QzagentShow, RecordsThatBeginLikeBlanksAreNotText)
+{
+    for (std::string const event : {"\x09\x0a", "\x0a\x0d", "\x0d\x09", "\x0a\x03"})
+    {
+        EXPECT_THAT(show(event + "\xf4" + std::string(1, '\0') + plainRecord()).mOutput,
+                    EndsWith(", no payload\nrecord 1 at byte 4: " + plainLine));
+    }
+}
+
+struct BadText
+{
+    char const* mName;
+    std::string mText;
+    std::string mComplaint;
+};
+
+std::ostream& operator<<(std::ostream& arOut, BadText const& aText) { return arOut << aText.mName; }
+
+class QzagentShowRefuses : public QzagentShow, public testing::WithParamInterface<BadText>
+{
+};
+
+TEST_P(QzagentShowRefuses, TextBehindTheWholeRecordsAtLineAndColumn)
+{
+    ProcessResult const result = show("0307f400 # one\n" + GetParam().mText);
+    EXPECT_EQ(result.mOutput, "record 0 at byte 0: " + plainLine);
+    EXPECT_EQ(result.mErrors, complaint("2:" + GetParam().mComplaint));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+std::string const noDigit = "expected a hexadecimal digit, a blank or a comment (#), found ";
+std::string const noSecondDigit = "expected the second hexadecimal digit of a byte, found ";
+
+INSTANTIATE_TEST_SUITE_P(
+    Bad, QzagentShowRefuses,
+    testing::Values(BadText{"Letter", "03 xy", "4: " + noDigit + "'x'"},
+                    BadText{"Prefix", "0x03", "2: " + noSecondDigit + "'x'"},
+                    BadText{"ControlCharacter", "\x1b[2J", "1: " + noDigit + R"('\x1b')"},
+                    BadText{"HalfPair", "03 0 7", "5: " + noSecondDigit + "' '"},
+                    BadText{"HalfPairAtLineEnd", "03 0\n7", "5: " + noSecondDigit + "the end of the line"},
+                    BadText{"HalfPairBeforeComment", "03 0#7", "5: " + noSecondDigit + "'#'"},
+                    BadText{"HalfPairAtTheEnd", "03 0", "5: " + noSecondDigit + "the end of the text"}),
+    [](testing::TestParamInfo<BadText> const& aInfo) { return std::string(aInfo.param.mName); });
+}  // namespace
