@@ -1,7 +1,8 @@
 /// @file
 /// The streams that records are encoded into and decoded from.
 ///
-/// The encoded form is a CBOR sequence (RFC 8742), so any CBOR tool reads it:
+/// The encoded form is a CBOR sequence (RFC 8742), so any CBOR tool reads it; docs/encoded-forms.md has
+/// those of the records:
 ///
 ///     bool            f4 | f5
 ///     unsigned char   major type 0, shortest head:  00..17 | 18 xx

@@ -12,7 +12,7 @@
 /// encodes. The constructors, encode() and aggregate() trace "Entered" and "Left".
 ///
 /// Encoded form, 26 `unsigned int` elements: I/O count, average I/O size, true latency, search type, base,
-/// step, bucket 0 to 19. The marker is not encoded.
+/// step, bucket 0 to 19. The marker is not encoded. docs/encoded-forms.md draws it.
 /// Thread-safety: one object is used by one thread at a time.
 class QZCLatencyData
 {

@@ -18,6 +18,7 @@
 ///
 /// Encoded form: the event; a `bool` element, whether there are names; if so the first and the second name;
 /// an `unsigned int` element, 1 when there is payload, else 0; if so the payload as a buffer element.
+/// docs/encoded-forms.md draws it.
 ///
 /// Errors: QZCNoMemoryEx "Out of Memory", code 2.
 /// Assertions: handles that are given must be live.

@@ -9,7 +9,7 @@
 /// It is the key of scope data, and what an agent registers for with the vendor library. Unlike the other
 /// records it writes no trace lines.
 ///
-/// Encoded form: mCategory, mSubcategory, each an `unsigned char` element.
+/// Encoded form: mCategory, mSubcategory, each an `unsigned char` element. docs/encoded-forms.md draws it.
 /// Thread-safety: one object is used by one thread at a time.
 class QZCScopeEvent
 {

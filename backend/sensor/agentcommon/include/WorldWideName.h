@@ -17,7 +17,7 @@
 /// After QZCNoMemoryEx from a setter or decode() the two forms may differ; the object must be set anew before
 /// it is used.
 ///
-/// Encoded form: one buffer element of the 8 bytes.
+/// Encoded form: one buffer element of the 8 bytes. docs/encoded-forms.md draws it.
 /// Thread-safety: one object is used by one thread at a time.
 class QZCWorldWideName
 {

@@ -1,0 +1,107 @@
+// The page about encoded forms is true.
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <regex>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "tests/backend/common/Bytes.h"
+#include "tests/backend/sensor/agentcommon/CborElements.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tools/qzagent/HexText.h"
+
+using testing::ElementsAre;
+using testing::SizeIs;
+
+namespace
+{
+/// The bytes of each example under the name that stands in its first line.
+using Examples = std::map<std::string, Bytes>;
+
+Bytes bytesIn(std::string const& aText)
+{
+    Bytes bytes(aText.begin(), aText.end());
+    qzagent::HexText text;
+    bytes.resize(text.decode(bytes.data(), bytes.size()));
+    text.end();
+    EXPECT_EQ(text.complaint().value_or(""), "") << aText;
+    return bytes;
+}
+
+Examples examplesOfPage()
+{
+    std::ifstream file(ENCODED_FORMS, std::ios::binary);
+    std::string const page{std::istreambuf_iterator<char>(file), {}};
+    static std::regex const pattern("```hex\n# ([^\n]*)\n([^`]*)```");
+    Examples examples;
+    for (std::sregex_iterator found(page.begin(), page.end(), pattern), none; found != none; ++found)
+    {
+        examples[(*found)[1]] = bytesIn((*found)[2]);
+    }
+    return examples;
+}
+
+Bytes example(std::string const& aName) { return examplesOfPage()[aName]; }
+
+QZCLatencyData latencies()
+{
+    unsigned int const buckets[] = {0, 120, 880};
+    return QZCLatencyData(1000, 4104, 0, 35, 1, 10, 2, buckets, 3);
+}
+
+TEST(EncodedForms, AreSevenExamples) { EXPECT_THAT(examplesOfPage(), SizeIs(7)); }
+
+TEST(EncodedForms, OfANameIsThatOfThePage)
+{
+    Bytes const name = {0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c};
+    EXPECT_EQ(encodedFormOf(QZCWorldWideName(name.data())), example("the name 10:00:00:00:c9:2a:3b:4c"));
+}
+
+TEST(EncodedForms, OfAnEventIsThatOfThePage)
+{
+    QZCScopeEvent event;
+    Bytes const encoded = {0x03, 0x18, 200};
+    QZCEncodableInStream in(encoded.data(), lengthOf(encoded));
+    event.decode(in);
+    EXPECT_EQ(encodedFormOf(event), example("the event of category 3 and subcategory 200"));
+}
+
+TEST_F(ScopeData, OfEachShapeIsEncodedAsThePageSays)
+{
+    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent)), example("scope data of neither names nor payload"));
+    EXPECT_EQ(encodedFormOf(withPayload({0xaa, 0xbb, 0xcc})), example("scope data of payload"));
+    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent, mFirst, mSecond)), example("scope data of names"));
+    EXPECT_EQ(encodedFormOf(withBoth({0xaa, 0xbb, 0xcc})), example("scope data of names and payload"));
+}
+
+TEST(EncodedForms, OfLatencyDataIsThatOfThePage)
+{
+    EXPECT_EQ(encodedFormOf(latencies()), example("latency data"));
+}
+
+TEST(EncodedForms, OfANameIsReadByAnotherCborLibrary)
+{
+    Bytes const name = someBytes(8);
+    EXPECT_THAT(cborElementsOf(encodedFormOf(QZCWorldWideName(name.data()))),
+                ElementsAre("bytes 1 2 3 4 5 6 7 8"));
+}
+
+TEST(EncodedForms, OfAnEventIsReadByAnotherCborLibrary)
+{
+    EXPECT_THAT(cborElementsOf(encodedFormOf(*eventOf(3, 7))), ElementsAre("3", "7"));
+}
+
+TEST(EncodedForms, OfLatencyDataIsReadByAnotherCborLibrary)
+{
+    EXPECT_THAT(cborElementsOf(encodedFormOf(latencies())),
+                ElementsAre("1000", "4104", "35", "1", "10", "2", "0", "120", "880", "0", "0", "0", "0", "0",
+                            "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0"));
+}
+}  // namespace
