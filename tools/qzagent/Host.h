@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
@@ -18,4 +19,9 @@ using Visit = std::function<void(QZCHbaapiAbs&, std::size_t, std::string const&)
 /// frees the library again.
 /// @param arReport told what fails on the way; one adapter that fails does not keep the others from being visited
 void visitAdapters(Report& arReport, Visit const& aVisit);
+
+/// The same for the adapter of that name alone, or for all.
+/// @param arReport also told when nothing was there to visit
+/// @param aWanted  name of the adapter; none for all
+void visitWanted(Report& arReport, std::optional<std::string> const& aWanted, Visit const& aVisit);
 }  // namespace qzagent

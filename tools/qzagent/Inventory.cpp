@@ -7,13 +7,11 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tools/qzagent/CommandLine.h"
 #include "tools/qzagent/ErrorStream.h"
-#include "tools/qzagent/ExitCodes.h"
 #include "tools/qzagent/FoundAdapter.h"
 #include "tools/qzagent/Host.h"
 #include "tools/qzagent/InventoryJson.h"
@@ -36,38 +34,15 @@ std::vector<FoundAdapter> surveyAll(Setting const& aSetting, Wanted const& aWant
     Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
     progress.setStep("adapters");
     std::vector<FoundAdapter> found;
-    visitAdapters(report,
-                  [&](QZCHbaapiAbs& arHbaapi, std::size_t aIndex, std::string const& aName)
-                  {
-                      if (aWanted.value_or(aName) == aName)
-                      {
-                          found.push_back(survey(arHbaapi, aIndex, aName, report, progress));
-                      }
-                  });
+    visitWanted(report, aWanted,
+                [&](QZCHbaapiAbs& arHbaapi, std::size_t aIndex, std::string const& aName)
+                { found.push_back(survey(arHbaapi, aIndex, aName, report, progress)); });
     return found;
-}
-
-/// Nothing was found: that is a note, unless a certain adapter was asked for.
-void tellOfNone(Report& arReport, Wanted const& aWanted)
-{
-    if (aWanted)
-    {
-        arReport.addError(ExitCode::failed,
-                          fmt::format("no adapter '{}'; the verb adapters lists them", *aWanted));
-    }
-    else if (arReport.exitCode() == ExitCode::allWell)
-    {
-        arReport.addNote("no adapters");
-    }
 }
 
 Answer inventory(Setting const& aSetting, Wanted const& aWanted)
 {
     std::vector<FoundAdapter> const found = surveyAll(aSetting, aWanted);
-    if (found.empty())
-    {
-        tellOfNone(aSetting.mReport, aWanted);
-    }
     auto list = nlohmann::ordered_json::array();
     for (FoundAdapter const& adapter : found)
     {

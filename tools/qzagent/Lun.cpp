@@ -80,6 +80,16 @@ Lun lunOf(unsigned char const* apBytes)
 //   bytes 0 to 3: length of the list in bytes, big-endian
 //   bytes 4 to 7: reserved
 //   then each LUN in 8 bytes
+std::size_t reportSize(unsigned char const* apResponse, std::size_t aSize)
+{
+    if (aSize < reportLunsHeaderSize)
+    {
+        return aSize;
+    }
+    std::size_t const length = bigEndian(apResponse, sizeof(unsigned int));
+    return reportLunsHeaderSize + std::min(length, aSize - reportLunsHeaderSize);
+}
+
 Luns lunsInReport(unsigned char const* apResponse, std::size_t aSize)
 {
     Luns luns;
@@ -87,8 +97,7 @@ Luns lunsInReport(unsigned char const* apResponse, std::size_t aSize)
     {
         return luns;
     }
-    std::size_t const length = bigEndian(apResponse, sizeof(unsigned int));
-    std::size_t const count = std::min(length, aSize - reportLunsHeaderSize) / lunSize;
+    std::size_t const count = (reportSize(apResponse, aSize) - reportLunsHeaderSize) / lunSize;
     for (std::size_t i = 0; i < count; ++i)
     {
         luns.insert(lunOf(apResponse + reportLunsHeaderSize + i * lunSize));

@@ -12,6 +12,9 @@ namespace qzagent
 constexpr std::size_t lunSize = 8;
 constexpr std::size_t reportLunsHeaderSize = 8;
 
+/// Size of a response to REPORT LUNS with as many LUNs as the layer accepts, so that it need not ask twice.
+constexpr unsigned int largestReport = reportLunsHeaderSize + 512 * lunSize;
+
 /// The number of a LUN in peripheral or flat space addressing; the 16 hexadecimal digits of any other.
 using Lun = std::variant<unsigned int, std::string>;
 
@@ -24,6 +27,10 @@ Lun lunOf(unsigned char const* apBytes);
 /// cut is none.
 /// @param aSize of the response in bytes
 Luns lunsInReport(unsigned char const* apResponse, std::size_t aSize);
+
+/// @param aSize of the block in bytes
+/// @return how many bytes of the block the response to REPORT LUNS takes
+std::size_t reportSize(unsigned char const* apResponse, std::size_t aSize);
 
 /// @return the LUNs that are in aLuns and not in aOthers
 Luns without(Luns const& aLuns, Luns const& aOthers);

@@ -7,12 +7,15 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace qzagent
 {
 namespace
 {
+constexpr std::size_t usualWidth = 80;
+
 /// A standard descriptor that is closed would become the number of the next file that somebody opens.
 void openStandardDescriptors()
 {
@@ -49,6 +52,12 @@ Output::~Output()
 }
 
 bool Output::isTerminal() const { return mDescriptor >= 0 && ::isatty(mDescriptor) == 1; }
+
+std::size_t Output::width() const
+{
+    winsize size{};
+    return ::ioctl(mDescriptor, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usualWidth;
+}
 
 void Output::write(std::string const& aText)
 {

@@ -2,6 +2,7 @@
 /// The standard output of the tool, kept clean of what the libraries print there.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace qzagent
@@ -17,6 +18,9 @@ public:
     Output& operator=(Output const&) = delete;
 
     bool isTerminal() const;
+
+    /// Columns that a line may take: those of the terminal; 80 where there is none, or none that tells.
+    std::size_t width() const;
 
     /// @throws std::system_error "cannot write standard output: ..." unless all of it was written
     void write(std::string const& aText);

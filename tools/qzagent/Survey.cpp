@@ -6,7 +6,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,23 +22,12 @@
 #include "tools/qzagent/Lun.h"
 #include "tools/qzagent/Progress.h"
 #include "tools/qzagent/Report.h"
+#include "tools/qzagent/TargetPorts.h"
 
 namespace qzagent
 {
 namespace
 {
-/// As many as the layer accepts, so that it need not ask twice.
-constexpr unsigned int usualLuns = 512;
-
-struct ByBytes
-{
-    bool operator()(HBA_WWN const& aLeft, HBA_WWN const& aRight) const
-    {
-        return std::memcmp(&aLeft, &aRight, sizeof aLeft) < 0;
-    }
-};
-
-using Names = std::set<HBA_WWN, ByBytes>;
 using Targets = std::map<HBA_WWN, RemotePort, ByBytes>;
 
 /// The layer has no such call, so its failure is made here, as the layer makes those of the others.
@@ -157,7 +145,7 @@ private:
     void askForLuns(HBA_HANDLE aHandle, RemotePort& arTarget)
     {
         setStep("LUNs of " + textOf(arTarget.mName));
-        ReportLunsResponse response(reportLunsHeaderSize + usualLuns * lunSize);
+        ReportLunsResponse response(largestReport);
         response.fetch(mHbaapi, aHandle, arTarget.mName);
         arTarget.mLuns->mReported = lunsInReport(response.bytes(), response.size());
     }
@@ -165,7 +153,7 @@ private:
     /// Puts the targets where they were discovered, and the others under the adapter.
     void place(Targets&& aTargets)
     {
-        Names placed;
+        PortNames placed;
         for (Port& port : mFound.mPorts)
         {
             placeAt(port, aTargets, placed);
@@ -180,7 +168,7 @@ private:
         }
     }
 
-    static void placeAt(Port& arPort, Targets const& aTargets, Names& arPlaced)
+    static void placeAt(Port& arPort, Targets const& aTargets, PortNames& arPlaced)
     {
         if (!arPort.mRemotePorts)
         {

@@ -17,6 +17,7 @@
 #include "tools/qzagent/Explain.h"
 #include "tools/qzagent/Failure.h"
 #include "tools/qzagent/Inventory.h"
+#include "tools/qzagent/Latency.h"
 #include "tools/qzagent/Output.h"
 #include "tools/qzagent/Report.h"
 #include "tools/qzagent/Show.h"
@@ -30,6 +31,7 @@ void addVerbs(CommandLine& arCommandLine)
 {
     addAdapters(arCommandLine);
     addInventory(arCommandLine);
+    addLatency(arCommandLine);
     addShow(arCommandLine);
     addExplain(arCommandLine);
 }

@@ -37,8 +37,9 @@ TEST_P(QzagentMisuseOf, IsOneLineOnStandardErrorAndExitStatusTwo)
 INSTANTIATE_TEST_SUITE_P(
     Arguments, QzagentMisuseOf,
     testing::Values(
-        Misuse{"NoArguments", {}, "a verb is missing: adapters or inventory or show or explain"},
-        Misuse{"NoVerb", {"--trace"}, "a verb is missing: adapters or inventory or show or explain"},
+        Misuse{"NoArguments", {}, "a verb is missing: adapters or inventory or latency or show or explain"},
+        Misuse{
+            "NoVerb", {"--trace"}, "a verb is missing: adapters or inventory or latency or show or explain"},
         Misuse{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
         Misuse{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
         Misuse{"VerbTwice", {"adapters", "adapters"}, "The following argument was not expected: adapters"},
@@ -52,6 +53,12 @@ INSTANTIATE_TEST_SUITE_P(
         Misuse{"AdapterOfAnotherVerb",
                {"adapters", "--adapter", "a"},
                "The following arguments were not expected: a --adapter"},
+        Misuse{"CountOfZero", {"latency", "--count", "0"}, "--count: Value 0 not in range 1 to 1000000"},
+        Misuse{"CountTooLarge",
+               {"latency", "--count", "1000001"},
+               "--count: Value 1000001 not in range 1 to 1000000"},
+        Misuse{
+            "CountIsNoNumber", {"latency", "--count", "1x"}, "--count: Value 1x not in range 1 to 1000000"},
         Misuse{"ShowWithoutFile", {"show"}, "FILE is required"},
         Misuse{"TwoFiles", {"show", "a", "b"}, "The following argument was not expected: b"},
         Misuse{"NameWithoutOption", {"inventory", "a"}, "The following argument was not expected: a"},
@@ -82,6 +89,7 @@ TEST(QzagentHelp, HasAnExampleOfEachVerb)
     ProcessResult const result = runAgent({"--help"});
     EXPECT_THAT(result.mOutput, HasSubstr("  qzagent adapters --json "));
     EXPECT_THAT(result.mOutput, HasSubstr("  qzagent inventory --adapter example-fc-0\n"));
+    EXPECT_THAT(result.mOutput, HasSubstr("  qzagent latency --count 1000\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("  qzagent show events.capture\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("  qzagent explain 1 "));
     EXPECT_EQ(result.mErrors, "");

@@ -1,0 +1,249 @@
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "backend/common/include/EncodableStream.h"
+#include "tests/backend/common/Bytes.h"
+#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace
+{
+/// Two adapters, the first with a target port that answers 24 bytes and one that answers 40.
+std::string const threeTargets = R"(
+[[adapter]]
+name = "example-fc-0"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:01"
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:01"
+    luns = 2
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:02"
+    luns = 4
+[[adapter]]
+name = "example-fc-1"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:02"
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:03"
+    luns = 2
+)";
+
+/// The third answer of the second target port fails.
+std::string const oneFails = threeTargets + R"(
+[[fault]]
+call = "HBA_SendReportLUNs"
+port_wwn = "50:00:00:00:ab:00:00:02"
+nth = 3
+status = "HBA_STATUS_ERROR"
+)";
+
+char const* const failure =
+    "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed (code "
+    "802)\n";
+
+unsigned int sumOfBuckets(nlohmann::json const& aLatencies)
+{
+    unsigned int sum = 0;
+    for (nlohmann::json const& bucket : aLatencies["buckets"])
+    {
+        sum += bucket["count"].get<unsigned int>();
+    }
+    return sum;
+}
+
+/// The numbers in a file of encoded latency data.
+std::vector<unsigned int> numbersIn(std::string const& aPath)
+{
+    std::ifstream file(aPath, std::ios::binary);
+    Bytes const bytes{std::istreambuf_iterator<char>(file), {}};
+    QZCEncodableInStream in(bytes.data(), lengthOf(bytes));
+    std::vector<unsigned int> numbers;
+    while (in.getRemaining() != 0)
+    {
+        numbers.push_back(0);
+        in >> numbers.back();
+    }
+    return numbers;
+}
+
+TEST(QzagentLatency, AsksEachTargetPortTenTimes)
+{
+    ProcessResult const result = runAgentOn(threeTargets, {"latency"});
+    EXPECT_THAT(
+        result.mOutput,
+        AllOf(StartsWith("example-fc-0, target port 50:00:00:00:ab:00:00:01: 10 I/Os of 24 bytes, "),
+              HasSubstr("\nexample-fc-0, target port 50:00:00:00:ab:00:00:02: 10 I/Os of 40 bytes, "),
+              HasSubstr("\nexample-fc-1, target port 50:00:00:00:ab:00:00:03: 10 I/Os of 24 bytes, "),
+              HasSubstr("\nexample-fc-0: 20 I/Os of 32 bytes, "),
+              HasSubstr("\nexample-fc-1: 10 I/Os of 24 bytes, "), HasSubstr("\nall: 30 I/Os of 29 bytes, ")));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentLatency, TellsTheSameInJson)
+{
+    ProcessResult const result = runAgentOn(threeTargets, {"latency", "--json", "--count", "7"});
+    EXPECT_TRUE(satisfies(result.mOutput, "latency"));
+    nlohmann::json const document = documentOf(result);
+    nlohmann::json const adapter = document["adapters"][0];
+    EXPECT_EQ(adapter["name"], "example-fc-0");
+    EXPECT_EQ(adapter["target_ports"][1]["port_wwn"], "50:00:00:00:ab:00:00:02");
+    EXPECT_EQ(adapter["target_ports"][1]["latencies"]["average_io_size"], 40);
+    EXPECT_EQ(sumOfBuckets(adapter["target_ports"][1]["latencies"]), 7u);
+    EXPECT_EQ(sumOfBuckets(adapter["latencies"]), 14u);
+    EXPECT_EQ(document["latencies"]["io_count"], 21);
+    EXPECT_EQ(document["latencies"]["buckets"][0]["below"], 10);
+    EXPECT_EQ(document["latencies"]["buckets"][19]["from"], 2621440);
+}
+
+TEST(QzagentLatency, OfOneAdapterLeavesTheOthersOut)
+{
+    std::string const output =
+        runAgentOn(threeTargets, {"latency", "--adapter", "example-fc-1", "--count", "1"}).mOutput;
+    EXPECT_THAT(output, AllOf(HasSubstr("\nall: 1 I/Os of 24 bytes, "), Not(HasSubstr("example-fc-0"))));
+}
+
+TEST(QzagentLatency, ATargetPortThatFailsIsReportedAndLeftOut)
+{
+    ProcessResult const result = runAgentOn(oneFails, {"latency"});
+    EXPECT_EQ(result.mErrors, failure);
+    EXPECT_THAT(result.mOutput,
+                AllOf(HasSubstr("\nall: 20 I/Os of 24 bytes, "), Not(HasSubstr("50:00:00:00:ab:00:00:02"))));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentLatency, AnAdapterWithoutMappingsHasNoTargetPortsInJson)
+{
+    ProcessResult const result =
+        runAgentOn(threeTargets +
+                       "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"example-fc-1\"\nnth = 1\n"
+                       "status = \"HBA_STATUS_ERROR\"\n",
+                   {"latency", "--json"});
+    EXPECT_TRUE(satisfies(result.mOutput, "latency"));
+    EXPECT_FALSE(documentOf(result)["adapters"][1].contains("target_ports"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentLatency, NoTargetPortsAreANote)
+{
+    ProcessResult const result = runAgentOn("[[adapter]]\nname = \"example-fc-0\"\n", {"latency"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, "qzagent: note: no target ports\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentLatency, AnUnknownAdapterIsAnError)
+{
+    ProcessResult const result = runAgentOn(threeTargets, {"latency", "--json", "--adapter", "x"});
+    EXPECT_TRUE(satisfies(result.mOutput, "latency"));
+    EXPECT_EQ(result.mErrors, "qzagent: no adapter 'x'; the verb adapters lists them\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentLatency, MisuseKeepsTheContract)
+{
+    ProcessResult const result = runAgent({"latency", "--json", "--count", "0"});
+    EXPECT_TRUE(satisfies(result.mOutput, "latency"));
+    EXPECT_EQ(result.mExitStatus, 2);
+}
+
+TEST(QzagentLatency, BarsAreBlocksOrAsciiAsTheLocaleHasIt)
+{
+    Environment const ascii{{"LC_ALL", "C"}, {"LD_PRELOAD", HOSTILE_HBAAPI}};
+    EXPECT_THAT(runAgent({"latency", "--count", "1"}, hostileHbaapi()).mOutput, HasSubstr(" 1 ████"));
+    EXPECT_THAT(runAgent({"latency", "--count", "1"}, ascii).mOutput, HasSubstr(" 1 ####"));
+}
+
+TEST(QzagentLatency, BarsReachToTheWidthOfTheTerminal)
+{
+    Environment const ascii{{"LC_ALL", "C"}, {"LD_PRELOAD", HOSTILE_HBAAPI}, {"TERM", "dumb"}};
+    EXPECT_THAT(runAgent({"latency", "--count", "1"}, ascii).mOutput,
+                HasSubstr(" 1 " + std::string(45, '#') + "\n"));
+    // The shell sets the terminal's width before it runs the agent.
+    ProcessResult const narrow =
+        runProcess({"script", "--quiet", "--return", "--command",
+                    std::string("stty cols 60; '") + AGENT + "' latency --count 1", "/dev/null"},
+                   {{"LC_ALL", "C"},
+                    {"TERM", "dumb"},
+                    {"LD_PRELOAD", HOSTILE_HBAAPI},
+                    {"ASAN_OPTIONS", "verify_asan_link_order=0"}});
+    EXPECT_THAT(narrow.mOutput, HasSubstr(" 1 " + std::string(25, '#') + "\r\n"));
+}
+
+TEST(QzagentLatency, NamesCannotMoveTheCursor)
+{
+    EXPECT_THAT(runAgent({"latency", "--count", "1"}, hostileHbaapi()).mOutput,
+                AllOf(HasSubstr("café-\\xff, target port "), Not(HasSubstr("\x1b"))));
+}
+
+/// The file that is written, in a folder of its own.
+class QzagentLatencyFile : public testing::Test
+{
+protected:
+    ProcessResult measure(std::string const& aScenario) const
+    {
+        return runAgentOn(aScenario, {"latency", "--count", "5", "--output", mPath});
+    }
+
+    ScratchFolder mFolder;
+    std::string const mPath = mFolder.path() / "latencies";
+};
+
+TEST_F(QzagentLatencyFile, HasThePortsThenTheAdaptersThenAll)
+{
+    EXPECT_EQ(measure(threeTargets).mExitStatus, 0);
+    std::vector<unsigned int> const numbers = numbersIn(mPath);
+    ASSERT_EQ(numbers.size(), 6u * 26u);
+    std::vector<unsigned int> counts;
+    for (std::size_t i = 0; i < numbers.size(); i += 26)
+    {
+        counts.push_back(numbers[i]);
+        EXPECT_EQ((std::vector<unsigned int>{numbers[i + 3], numbers[i + 4], numbers[i + 5]}),
+                  (std::vector<unsigned int>{1, 10, 2}));
+    }
+    EXPECT_EQ(counts, (std::vector<unsigned int>{5, 5, 5, 10, 5, 15}));
+}
+
+TEST_F(QzagentLatencyFile, IsNeverReplaced)
+{
+    mFolder.write("latencies", "precious");
+    ProcessResult const result = measure(threeTargets);
+    EXPECT_EQ(result.mOutput, "") << "it is refused before anything is measured";
+    EXPECT_EQ(result.mErrors, "qzagent: cannot write " + mPath + ": File exists\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_EQ(std::filesystem::file_size(mPath), 8u);
+}
+
+TEST_F(QzagentLatencyFile, IsNotThereWhenNothingWasMeasured)
+{
+    EXPECT_EQ(measure("").mErrors, "qzagent: note: no adapters\n");
+    EXPECT_FALSE(std::filesystem::exists(mPath));
+}
+
+TEST_F(QzagentLatencyFile, IsNotThereWhenItCannotBeWrittenInFull)
+{
+    // No file may have any bytes, which the agent is to be told by an error, not by a signal.
+    ProcessResult const result =
+        runAgentIn("trap '' XFSZ; ulimit -f 0; \"$@\"", {"latency", "--output", mPath}, hostileHbaapi());
+    EXPECT_THAT(result.mErrors, EndsWith("qzagent: cannot write " + mPath + ": File too large\n"));
+    EXPECT_THAT(result.mOutput, HasSubstr("\nall: "));
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_FALSE(std::filesystem::exists(mPath));
+}
+}  // namespace

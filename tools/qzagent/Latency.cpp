@@ -1,0 +1,173 @@
+#include "tools/qzagent/Latency.h"
+
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "backend/common/include/EncodableStream.h"
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/CommandLine.h"
+#include "tools/qzagent/ErrorStream.h"
+#include "tools/qzagent/ExitCodes.h"
+#include "tools/qzagent/HbaFields.h"
+#include "tools/qzagent/Host.h"
+#include "tools/qzagent/LatencyChart.h"
+#include "tools/qzagent/LatencyHistogram.h"
+#include "tools/qzagent/LatencyJson.h"
+#include "tools/qzagent/LatencySurvey.h"
+#include "tools/qzagent/NewFile.h"
+#include "tools/qzagent/Output.h"
+#include "tools/qzagent/Printable.h"
+#include "tools/qzagent/Progress.h"
+#include "tools/qzagent/Report.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr unsigned int largestCount = 1000000;
+
+struct Options
+{
+    std::optional<std::string> mAdapter;  ///< none for all
+    unsigned int mCount = 10;
+    std::optional<std::string> mOutput;
+};
+
+struct Measured
+{
+    std::vector<MeasuredAdapter> mAdapters;
+    LatencyEntry mLatencies;  ///< of all of them
+};
+
+Measured measureAll(Setting const& aSetting, Options const& aOptions)
+{
+    Report& report = aSetting.mReport;
+    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
+    Measured measured{{}, emptyEntry()};
+    visitWanted(
+        report, aOptions.mAdapter,
+        [&](QZCHbaapiAbs& arHbaapi, std::size_t aIndex, std::string const& aName)
+        {
+            measured.mAdapters.push_back(measure(arHbaapi, aIndex, aName, aOptions.mCount, report, progress));
+            measured.mLatencies->aggregate(measured.mAdapters.back().mLatencies);
+        });
+    return measured;
+}
+
+/// Calls aVisit with each port's title and latencies, then each adapter's that has any, then those of all.
+template <typename Visit>
+void visitLatencies(Measured const& aMeasured, Visit const& aVisit)
+{
+    std::vector<MeasuredPort> const none;
+    for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
+    {
+        for (MeasuredPort const& port : adapter.mPorts ? *adapter.mPorts : none)
+        {
+            aVisit(adapter.mName + ", target port " + textOf(port.mName), *port.mLatencies);
+        }
+    }
+    for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
+    {
+        if (adapter.mLatencies->getIoCount() != 0)
+        {
+            aVisit(adapter.mName, *adapter.mLatencies);
+        }
+    }
+    aVisit("all", *aMeasured.mLatencies);
+}
+
+void writeEntries(Measured const& aMeasured, std::string const& aPath)
+{
+    QZCEncodableOutStream out;
+    visitLatencies(aMeasured,
+                   [&out](std::string const&, QZCLatencyData const& aLatencies) { aLatencies.encode(out); });
+    writeNewFile(aPath, out.getEncoded());
+}
+
+std::string chartsOf(Measured const& aMeasured, std::size_t aWidth)
+{
+    std::string charts;
+    visitLatencies(aMeasured,
+                   [&](std::string const& aTitle, QZCLatencyData const& aLatencies)
+                   {
+                       charts += charts.empty() ? "" : "\n";
+                       charts += chartOf(printable(aTitle), aLatencies, aWidth);
+                   });
+    return charts;
+}
+
+nlohmann::ordered_json keysOf(Measured const& aMeasured)
+{
+    auto list = nlohmann::ordered_json::array();
+    for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
+    {
+        list.push_back(jsonOf(adapter));
+    }
+    return {{"adapters", list}, {"latencies", jsonOf(*aMeasured.mLatencies)}};
+}
+
+/// Does what concerns the file that is to be written, if one is.
+/// @return whether that went well; if not, it is reported
+template <typename Action>
+bool doWithFile(Report& arReport, Options const& aOptions, Action const& aAction)
+{
+    try
+    {
+        if (aOptions.mOutput)
+        {
+            aAction(*aOptions.mOutput);
+        }
+        return true;
+    }
+    catch (std::exception const& error)
+    {
+        arReport.addError(ExitCode::failed, error.what());
+        return false;
+    }
+}
+
+/// The file is the last thing to fail: what was measured is shown in any case.
+Answer latency(Setting const& aSetting, Options const& aOptions)
+{
+    Report& report = aSetting.mReport;
+    if (!doWithFile(report, aOptions, &expectNoFile))
+    {
+        return {keysOf({{}, emptyEntry()}), ""};
+    }
+    Measured const measured = measureAll(aSetting, aOptions);
+    if (measured.mLatencies->getIoCount() == 0)
+    {
+        if (!measured.mAdapters.empty() && report.exitCode() == ExitCode::allWell)
+        {
+            report.addNote("no target ports");
+        }
+        return {keysOf(measured), ""};
+    }
+    doWithFile(report, aOptions, [&](std::string const& aPath) { writeEntries(measured, aPath); });
+    return {keysOf(measured), chartsOf(measured, aSetting.mOutput.width())};
+}
+}  // namespace
+
+void addLatency(CommandLine& arCommandLine)
+{
+    auto const options = std::make_shared<Options>();
+    CLI::App& verb =
+        arCommandLine.addVerb("latency", "Measure how long target ports take to answer",
+                              "  qzagent latency --count 1000\n"
+                              "                             bars of how often each latency was seen\n",
+                              [options](Setting const& aSetting) { return latency(aSetting, *options); });
+    verb.add_option("--adapter", options->mAdapter, "Measure through this adapter only")->type_name("NAME");
+    verb.add_option("--count", options->mCount, "How often each target port is asked: 10, or 1 to 1000000")
+        ->type_name("N")
+        ->check(CLI::Range(1u, largestCount));
+    verb.add_option("--output", options->mOutput, "Write the encoded latency data to this new file")
+        ->type_name("FILE");
+}
+}  // namespace qzagent
