@@ -52,7 +52,10 @@ void getLibVer(char* aText)
 unsigned int initDiagEnv(void* aTable, unsigned int aCapacity)
 {
     tell("VQM_InitDiagEnv(%u)", aCapacity);
-    FakeVqm const& vqm = FakeVqm::instance();
+    FakeVqm& vqm = FakeVqm::instance();
+    std::memcpy(vqm.mTableOnEntry.data(), aTable, vqm.mTableOnEntry.size());
+    // What the layer does not read holds all bits, here and in the records.
+    std::memset(aTable, 0xff, FakeVqm::tableSize);
     place(static_cast<unsigned char*>(aTable) + FakeVqm::driverTextPosition,
           FakeVqm::tableSize - FakeVqm::driverTextPosition, vqm.mDriverVersion);
     return vqm.mNumAdapters;
@@ -66,7 +69,6 @@ unsigned int getDrvInfo(unsigned int aBoard, void* aRecord)
     FakeVqm& vqm = FakeVqm::instance();
     std::memcpy(vqm.mDriverRecordOnEntry.data(), aRecord, vqm.mDriverRecordOnEntry.size());
     unsigned char* const record = static_cast<unsigned char*>(aRecord);
-    // What the layer does not read holds all bits.
     std::memset(record, 0xff, FakeVqm::driverRecordSize);
     record[0] = vqm.mDriverRecordVersion;
     std::memcpy(record + 144, &vqm.mFeatureList, sizeof vqm.mFeatureList);
@@ -108,10 +110,11 @@ unsigned int qzRegisterForEvent(unsigned int aBoard, HBA_wwn aPort, unsigned int
     FakeVqm& vqm = FakeVqm::instance();
     vqm.mQzapiPort = aPort;
     vqm.mQzapiContext = aContext;
+    vqm.mRegistrationIdPlace = aRegistrationId;
     vqm.mQzapiCallback = aCallback;
-    if (aRegistrationId != nullptr)
+    if (aRegistrationId != nullptr && vqm.mRegistrationId)
     {
-        *aRegistrationId = vqm.mRegistrationId;
+        *aRegistrationId = *vqm.mRegistrationId;
     }
     return vqm.mEventResult;
 }
@@ -122,29 +125,55 @@ unsigned int qzUnregisterForEvent(unsigned int aBoard, HBA_wwn aPort, unsigned i
     return FakeVqm::instance().mEventResult;
 }
 
-template <typename Function>
-void* addressOf(Function* aFunction)
+/// The same function at another place.
+template <auto function>
+struct Moved;
+
+template <typename Result, typename... Arguments, Result (*function)(Arguments...)>
+struct Moved<function>
 {
-    return reinterpret_cast<void*>(aFunction);
+    static Result call(Arguments... aArguments)
+    {
+        tell("%s", "moved");
+        return function(aArguments...);
+    }
+};
+
+/// Where a function of the library is found.
+struct Place
+{
+    char const* mSymbol;
+    void* mAddress;
+    void* mMovedAddress;
+};
+
+template <auto function>
+Place placeOf(char const* aSymbol)
+{
+    return {aSymbol, reinterpret_cast<void*>(function), reinterpret_cast<void*>(&Moved<function>::call)};
 }
 
 void* functionOf(char const* aSymbol)
 {
-    std::pair<char const*, void*> const functions[] = {
-        {"VQM_GetLibVer", addressOf(getLibVer)},
-        {"VQM_InitDiagEnv", addressOf(initDiagEnv)},
-        {"VQM_FreeDiagEnv", addressOf(freeDiagEnv)},
-        {"VQM_GetDrvInfo", addressOf(getDrvInfo)},
-        {"VQM_GetLinkInfo", addressOf(getLinkInfo)},
-        {"RegisterForEvent", addressOf(registerForEvent)},
-        {"unRegisterForEvent", addressOf(unregisterForEvent)},
-        {"VQM_QZ_RegisterForEvent", addressOf(qzRegisterForEvent)},
-        {"VQM_QZ_unRegisterForEvent", addressOf(qzUnregisterForEvent)},
+    Place const places[] = {
+        placeOf<getLibVer>("VQM_GetLibVer"),
+        placeOf<initDiagEnv>("VQM_InitDiagEnv"),
+        placeOf<freeDiagEnv>("VQM_FreeDiagEnv"),
+        placeOf<getDrvInfo>("VQM_GetDrvInfo"),
+        placeOf<getLinkInfo>("VQM_GetLinkInfo"),
+        placeOf<registerForEvent>("RegisterForEvent"),
+        placeOf<unregisterForEvent>("unRegisterForEvent"),
+        placeOf<qzRegisterForEvent>("VQM_QZ_RegisterForEvent"),
+        placeOf<qzUnregisterForEvent>("VQM_QZ_unRegisterForEvent"),
     };
     auto const* const found =
-        std::find_if(std::begin(functions), std::end(functions),
-                     [&](auto const& aFunction) { return std::strcmp(aFunction.first, aSymbol) == 0; });
-    return found != std::end(functions) ? found->second : nullptr;
+        std::find_if(std::begin(places), std::end(places),
+                     [&](Place const& aPlace) { return std::strcmp(aPlace.mSymbol, aSymbol) == 0; });
+    if (found == std::end(places))
+    {
+        return nullptr;
+    }
+    return FakeVqm::instance().mMoved == aSymbol ? found->mMovedAddress : found->mAddress;
 }
 }  // namespace
 

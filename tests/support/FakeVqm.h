@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <hbaapi.h>
@@ -40,13 +41,15 @@ public:
 
     /// Is told each call with its arguments, before it is answered: "dlopen(/usr/lib/libvqm.so, 1)" with the
     /// mode, "dlsym(1, VQM_GetLibVer)" and "dlclose(1)" with the handle, "VQM_GetDrvInfo(0)" with the board.
-    /// Areas and callbacks are left out: they are in the members below.
+    /// Areas and callbacks are left out: they are in the members below. A call that reaches mMoved at its new
+    /// place is told as "moved" first.
     std::function<void(char const* aCall)> mOnCall;
 
     /// @name What the dynamic linker answers
     /// @{
     std::uintptr_t mHandle = 1;                              ///< given by dlopen; 0 when there is no library
     std::string mMissing;                                    ///< the one function that the library lacks
+    std::string mMoved;                                      ///< the one function found elsewhere than before
     char const* mError = nullptr;                            ///< given by dlerror, once
     char const* mOpenError = "libvqm.so: no such file";      ///< of the failed dlopen
     char const* mFindError = "libvqm.so: no such function";  ///< of the failed dlsym
@@ -65,17 +68,19 @@ public:
     Name mSecondName = {0x10, 0, 0, 0, 0xc9, 0, 0, 1};  ///< at 152
     Name mFirstName = {0x20, 0, 0, 0, 0xc9, 0, 0, 1};   ///< at 160
     unsigned int mEventResult = 0;
-    unsigned int mRegistrationId = 0;
+    std::optional<unsigned int> mRegistrationId = 0;  ///< stored for the caller; none when nothing is
     /// @}
 
     /// @name What the library was handed last
     /// @{
     std::array<unsigned char, versionTextSize> mVersionTextOnEntry = {};
+    std::array<unsigned char, tableSize> mTableOnEntry = {};
     std::array<unsigned char, driverRecordSize> mDriverRecordOnEntry = {};
     std::array<unsigned char, linkRecordSize> mLinkRecordOnEntry = {};
     QZVqmCallback mVqmCallback = nullptr;
     QZQzapiCallback mQzapiCallback = nullptr;
     void* mQzapiContext = nullptr;
+    unsigned int* mRegistrationIdPlace = nullptr;
     HBA_wwn mQzapiPort = {};
     /// @}
 };

@@ -1,5 +1,5 @@
-// What the layer does with a loaded library: adapters and their names, and registration for events.
-#include <string>
+// How the layer registers for events.
+#include <cstdint>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,8 +11,6 @@
 #include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
 #include "tests/backend/sensor/agentcommon/Records.h"
-#include "tests/support/AllocationFailure.h"
-#include "tests/support/CallLog.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/support/LogCapture.h"
 
@@ -23,6 +21,8 @@ using testing::ExitedWithCode;
 namespace
 {
 constexpr unsigned int allBitsSet = 4294967295u;
+constexpr unsigned int wideNumber = 4275878552u;  // 0xfedcba98
+constexpr std::uintptr_t wideAddress = 0xfedcba9876543210;
 
 using NameHandle = QZCPointer<QZCWorldWideName>;
 using EventHandle = QZCPointer<QZCScopeEvent>;
@@ -37,176 +37,25 @@ void onQzapiEvent(unsigned int, HBA_wwn, unsigned int, unsigned int, void* aCont
     gQzapiContext = aContext;
 }
 
-std::string textOf(NameHandle const& aName) { return aName->getStringForm().get(); }
-
 LogLine emptyHandle()
 {
     return ExpectedLog("operator->", "backend/common/include/Pointer").assertion("0 != mPointer");
 }
 
-/// The layer with a loaded library, and what its operations take. To be made in the test's own process.
-class LibvqmAdapters : public LibvqmLayer
+/// The layer and what its operations take.
+class LibvqmEvents : public LibvqmLayer
 {
 protected:
-    LibvqmAdapters()
-        : mFirst(nameOf({1, 1, 1, 1, 1, 1, 1, 1})),
-          mSecond(nameOf({2, 2, 2, 2, 2, 2, 2, 2})),
-          mPort(nameOf({0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c})),
-          mEvent(eventOf(3, 7))
+    LibvqmEvents() : mPort(nameOf({0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c})), mEvent(eventOf(3, 7))
     {
         mLog.clear();
     }
 
-    std::string getInfo(unsigned int aBoard)
-    {
-        return outcomeOf([&] { mLayer.LIBVQM_GetAdapterInfo(aBoard, mFirst, mSecond); });
-    }
-
-    NameHandle mFirst;
-    NameHandle mSecond;
     NameHandle mPort;
     EventHandle mEvent;
 };
 
-using LibvqmEvents = LibvqmAdapters;
-using LibvqmEventsDeathTest = LibvqmAdapters;
-
-TEST_F(LibvqmAdapters, AreCountedByInit)
-{
-    inFreshProcess(
-        [&]
-        {
-            mVqm.mNumAdapters = allBitsSet;
-            loadAndInit();
-            mVqm.mNumAdapters = 5;
-            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), allBitsSet);
-            EXPECT_THAT(events(), ElementsAreArray(around("LIBVQM_GetNumberOfAdapters", {})));
-        });
-}
-
-TEST_F(LibvqmAdapters, AreNoneBeforeInit)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 0u);
-        });
-}
-
-TEST_F(LibvqmAdapters, HaveTheirNamesInTheirRoles)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            EXPECT_EQ(getInfo(7), done);
-            EXPECT_EQ(textOf(mFirst), "20:00:00:00:c9:00:00:01");
-            EXPECT_EQ(textOf(mSecond), "10:00:00:00:c9:00:00:01");
-            EXPECT_THAT(events(), ElementsAreArray(around("LIBVQM_GetAdapterInfo",
-                                                          lookupAndCall("VQM_GetLinkInfo", "7"))));
-        });
-}
-
-TEST_F(LibvqmAdapters, AreNotCheckedAgainstTheirNumber)
-{
-    inFreshProcess(
-        [&]
-        {
-            loadAndInit();
-            EXPECT_EQ(getInfo(allBitsSet), done);
-            EXPECT_EQ(callsOf("VQM_GetLinkInfo(4294967295)"), 1);
-        });
-}
-
-TEST_F(LibvqmAdapters, FillEmptyHandlesToo)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            NameHandle first;
-            NameHandle second;
-            mLayer.LIBVQM_GetAdapterInfo(0, first, second);
-            EXPECT_EQ(textOf(first), "20:00:00:00:c9:00:00:01");
-            EXPECT_EQ(textOf(second), "10:00:00:00:c9:00:00:01");
-        });
-}
-
-TEST_F(LibvqmAdapters, AreAskedForWithARecordOfZeros)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            getInfo(0);
-            mVqm.mLinkRecordOnEntry.fill(0xff);
-            getInfo(0);
-            EXPECT_THAT(mVqm.mLinkRecordOnEntry, Each(0));
-        });
-}
-
-TEST_F(LibvqmAdapters, LetGoOfTheNamesBefore)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            getInfo(0);
-            long const before = liveBlocks();
-            getInfo(0);
-            EXPECT_EQ(liveBlocks(), before);
-        });
-}
-
-TEST_F(LibvqmAdapters, ThatCannotBeReadAreLoggedAndLeaveTheOutputs)
-{
-    for (unsigned int const result : {1u, 2147483648u, allBitsSet})
-    {
-        inFreshProcess(
-            [&]
-            {
-                mVqm.mLinkResult = result;
-                load();
-                EXPECT_EQ(getInfo(9), "QZCNotFoundEx 8: Failed to find information of an adapter");
-                EXPECT_EQ(textOf(mFirst), "01:01:01:01:01:01:01:01");
-                EXPECT_EQ(textOf(mSecond), "02:02:02:02:02:02:02:02");
-                ExpectedLog const log = logOf("LIBVQM_GetAdapterInfo");
-                EXPECT_THAT(events(),
-                            ElementsAreArray(
-                                LogLines{log.entered()} + lookupAndCall("VQM_GetLinkInfo", "9") +
-                                LogLines{log.error("Cannot get information about adapterwith board id %u",
-                                                   "Cannot get information about adapterwith board id 9")}));
-            });
-    }
-}
-
-TEST_F(LibvqmAdapters, LeaveBothOutputsWhenMemoryRunsOut)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            NameHandle first = mFirst;
-            NameHandle second = mSecond;
-            auto const get = [&] { mLayer.LIBVQM_GetAdapterInfo(0, first, second); };
-            unsigned int const total = allocationsOf(
-                [&]
-                {
-                    NameHandle one;
-                    NameHandle other;
-                    mLayer.LIBVQM_GetAdapterInfo(0, one, other);
-                });
-            ASSERT_GE(total, 4u) << "two names and their counts at least";
-            DeliberateLeak const leak;
-            for (unsigned int failing = 1; failing <= total; ++failing)
-            {
-                EXPECT_EQ(outcomeWithoutMemory(failing, get), outOfMemory) << "allocation " << failing;
-                EXPECT_EQ(textOf(first), "01:01:01:01:01:01:01:01") << "allocation " << failing;
-                EXPECT_EQ(textOf(second), "02:02:02:02:02:02:02:02") << "allocation " << failing;
-            }
-        });
-}
+using LibvqmEventsDeathTest = LibvqmEvents;
 
 TEST_F(LibvqmEvents, PlainRegistrationPassesItsArgumentsAndAZero)
 {
@@ -214,10 +63,13 @@ TEST_F(LibvqmEvents, PlainRegistrationPassesItsArgumentsAndAZero)
         [&]
         {
             load();
-            mLayer.LIBVQM_VqmRegEvent(4, allBitsSet, reinterpret_cast<void*>(0x1234), 6, onVqmEvent);
-            EXPECT_THAT(events(), ElementsAreArray(around(
-                                      "LIBVQM_VqmRegEvent",
-                                      lookupAndCall("RegisterForEvent", "4, 4294967295, 0x1234, 6, 0"))));
+            mLayer.LIBVQM_VqmRegEvent(wideNumber, allBitsSet, reinterpret_cast<void*>(wideAddress),
+                                      wideNumber, onVqmEvent);
+            EXPECT_THAT(events(),
+                        ElementsAreArray(around(
+                            "LIBVQM_VqmRegEvent",
+                            lookupAndCall("RegisterForEvent",
+                                          "4275878552, 4294967295, 0xfedcba9876543210, 4275878552, 0"))));
         });
 }
 
@@ -240,9 +92,10 @@ TEST_F(LibvqmEvents, PlainUnregistrationPassesItsArguments)
         [&]
         {
             load();
-            mLayer.LIBVQM_VqmUnregEvent(4, 5);
-            EXPECT_THAT(events(), ElementsAreArray(around("LIBVQM_VqmUnregEvent",
-                                                          lookupAndCall("unRegisterForEvent", "4, 5"))));
+            mLayer.LIBVQM_VqmUnregEvent(wideNumber, wideNumber - 1);
+            EXPECT_THAT(events(), ElementsAreArray(
+                                      around("LIBVQM_VqmUnregEvent",
+                                             lookupAndCall("unRegisterForEvent", "4275878552, 4275878551"))));
         });
 }
 
@@ -252,10 +105,11 @@ TEST_F(LibvqmEvents, QuazorRegistrationPassesPortAndEvent)
         [&]
         {
             load();
-            mLayer.LIBVQM_QzapiRegEvent(4, mPort, mEvent, nullptr, nullptr, nullptr);
-            EXPECT_THAT(events(), ElementsAreArray(around("LIBVQM_QzapiRegEvent",
-                                                          lookupAndCall("VQM_QZ_RegisterForEvent",
-                                                                        "4, 10000000c92a3b4c, 3, 7"))));
+            mLayer.LIBVQM_QzapiRegEvent(wideNumber, mPort, mEvent, nullptr, nullptr, nullptr);
+            EXPECT_THAT(events(),
+                        ElementsAreArray(around(
+                            "LIBVQM_QzapiRegEvent",
+                            lookupAndCall("VQM_QZ_RegisterForEvent", "4275878552, 10000000c92a3b4c, 3, 7"))));
         });
 }
 
@@ -272,17 +126,63 @@ TEST_F(LibvqmEvents, QuazorRegistrationIdentifierReachesTheCaller)
         });
 }
 
+TEST_F(LibvqmEvents, QuazorRegistrationIdentifierIsLeftToTheVendorLibrary)
+{
+    for (unsigned int const result : {0u, 1u})
+    {
+        inFreshProcess(
+            [&]
+            {
+                load();
+                mVqm.mRegistrationId.reset();
+                mVqm.mEventResult = result;
+                unsigned int identifier = 4711;
+                mLayer.LIBVQM_QzapiRegEvent(4, mPort, mEvent, nullptr, &identifier, nullptr);
+                EXPECT_EQ(identifier, 4711u) << "result " << result;
+            });
+    }
+}
+
+TEST_F(LibvqmEvents, QuazorRegistrationIdentifierIsNotTouchedWhereItStands)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mVqm.mRegistrationId.reset();
+            for (std::uintptr_t const place : {wideAddress, std::uintptr_t{0}})
+            {
+                auto const identifier = reinterpret_cast<unsigned int*>(place);
+                mLayer.LIBVQM_QzapiRegEvent(4, mPort, mEvent, nullptr, identifier, nullptr);
+                EXPECT_EQ(mVqm.mRegistrationIdPlace, identifier);
+            }
+        });
+}
+
+TEST_F(LibvqmEvents, QuazorRegistrationPassesHighNumbersOfEvents)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mLayer.LIBVQM_QzapiRegEvent(4, mPort, eventOf(200, 255), nullptr, nullptr, nullptr);
+            mLayer.LIBVQM_QzapiRegEvent(4, mPort, eventOf(255, 200), nullptr, nullptr, nullptr);
+            EXPECT_EQ(callsOf("VQM_QZ_RegisterForEvent(4, 10000000c92a3b4c, 200, 255)"), 1);
+            EXPECT_EQ(callsOf("VQM_QZ_RegisterForEvent(4, 10000000c92a3b4c, 255, 200)"), 1);
+        });
+}
+
 TEST_F(LibvqmEvents, QuazorCallbackAndContextArriveAsTheyAre)
 {
     inFreshProcess(
         [&]
         {
             load();
-            int context = 0;
-            mLayer.LIBVQM_QzapiRegEvent(4, mPort, mEvent, &context, nullptr, onQzapiEvent);
+            void* const context = reinterpret_cast<void*>(wideAddress);
+            mLayer.LIBVQM_QzapiRegEvent(4, mPort, mEvent, context, nullptr, onQzapiEvent);
             ASSERT_EQ(mVqm.mQzapiCallback, &onQzapiEvent);
             mVqm.mQzapiCallback(4, mVqm.mQzapiPort, 3, 7, mVqm.mQzapiContext, nullptr);
-            EXPECT_EQ(gQzapiContext, &context);
+            EXPECT_EQ(gQzapiContext, context);
         });
 }
 
@@ -292,10 +192,11 @@ TEST_F(LibvqmEvents, QuazorUnregistrationPassesPortAndIdentifier)
         [&]
         {
             load();
-            mLayer.LIBVQM_QzapiUnregEvent(4, mPort, allBitsSet);
-            EXPECT_THAT(events(), ElementsAreArray(around("LIBVQM_QzapiUnregEvent",
-                                                          lookupAndCall("VQM_QZ_unRegisterForEvent",
-                                                                        "4, 10000000c92a3b4c, 4294967295"))));
+            mLayer.LIBVQM_QzapiUnregEvent(wideNumber, mPort, allBitsSet);
+            EXPECT_THAT(events(),
+                        ElementsAreArray(around("LIBVQM_QzapiUnregEvent",
+                                                lookupAndCall("VQM_QZ_unRegisterForEvent",
+                                                              "4275878552, 10000000c92a3b4c, 4294967295"))));
         });
 }
 
@@ -351,6 +252,28 @@ TEST_F(LibvqmEventsDeathTest, EmptyPortEndsTheUnregistrationBeforeTheLookup)
             mLayer.LIBVQM_QzapiUnregEvent(0, NameHandle(), 0);
         },
         ExitedWithCode(1), onlyTheseLines({logOf("LIBVQM_QzapiUnregEvent").entered(), emptyHandle()}));
+}
+
+TEST_F(LibvqmEventsDeathTest, MissingLibraryShowsBeforeTheRegistrationsEmptyPort)
+{
+    ExpectedLog const log = logOf("LIBVQM_QzapiRegEvent");
+    EXPECT_EXIT(
+        {
+            echoLogLines();
+            mLayer.LIBVQM_QzapiRegEvent(0, NameHandle(), mEvent, nullptr, nullptr, nullptr);
+        },
+        ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
+}
+
+TEST_F(LibvqmEventsDeathTest, MissingLibraryShowsBeforeTheUnregistrationsEmptyPort)
+{
+    ExpectedLog const log = logOf("LIBVQM_QzapiUnregEvent");
+    EXPECT_EXIT(
+        {
+            echoLogLines();
+            mLayer.LIBVQM_QzapiUnregEvent(0, NameHandle(), 0);
+        },
+        ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
 }
 
 TEST_F(LibvqmEventsDeathTest, EmptyEventEndsTheRegistrationAfterTheLookup)

@@ -47,6 +47,21 @@ inline LogLines lookupAndCall(std::string const& aSymbol, std::string const& aAr
     return lookup(aSymbol) + LogLines{call(aSymbol + '(' + aArguments + ')')};
 }
 
+/// What opening the environment is expected to show.
+inline LogLines openedEnvironment() { return around("__initLibvqm", lookupAndCall("VQM_InitDiagEnv", "32")); }
+
+inline LogLine foundVersion(std::string const& acrText)
+{
+    return logOf("__processLibvqmVersion")
+        .info("Found Libvqm version : %s", "Found Libvqm version : " + acrText);
+}
+
+inline LogLine driverVersion(std::string const& acrText)
+{
+    return logOf("__processDriverVersion")
+        .info("KWRT Driver Version - %s", "KWRT Driver Version - " + acrText);
+}
+
 /// What is expected when an operation misses its function.
 inline LogLines failedLookup(std::string const& aSymbol, std::string const& aOperation)
 {
@@ -85,6 +100,20 @@ protected:
         std::copy_if(mLog.lines().begin(), mLog.lines().end(), std::back_inserter(found),
                      [](LogLine const& aLine) { return aLine.mFile == "LibvqmAbs" || aLine.mFile.empty(); });
         return found;
+    }
+
+    /// The texts of the lines of these formats.
+    std::vector<std::string> textsOf(std::vector<std::string> const& aFormats) const
+    {
+        std::vector<std::string> texts;
+        for (LogLine const& line : mLog.lines())
+        {
+            if (std::find(aFormats.begin(), aFormats.end(), line.mFormat) != aFormats.end())
+            {
+                texts.push_back(line.mText);
+            }
+        }
+        return texts;
     }
 
     /// How often a call was made.

@@ -1,7 +1,4 @@
 // How the layer loads and frees the vendor library, and how it finds the functions in it.
-#include <cstddef>
-#include <functional>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -11,10 +8,9 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/DepVersion.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
-#include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/backend/sensor/agentcommon/LibvqmUses.h"
 #include "tests/support/CallLog.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/support/LogCapture.h"
@@ -31,71 +27,30 @@ namespace
 constexpr char notLoaded[] = "QZCNotAllowedEx 9: LIBVQM is not loaded";
 constexpr char notFound[] = "QZCNotFoundEx 8: No libvqm located";
 
-/// Made once, so that its log lines do not come between those of an operation that takes it.
-QZCPointer<QZCWorldWideName> const& somePort()
-{
-    static QZCPointer<QZCWorldWideName> const port = nameOf({0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c});
-    return port;
-}
-
-/// A use of the layer that needs the vendor library.
-struct Use
-{
-    std::string mOperation;  ///< whose name the lookup bears
-    std::string mSymbol;     ///< what it looks up; empty when nothing
-    std::function<void(QZCLibvqmAbs&)> mRun;
-    bool mIsFirstInit = false;           ///< the function is needed by the first LIBVQM_Init() only
-    bool mIsQzapiSupportedAfter = true;  ///< the verdict when the function is missing
-};
-
-std::ostream& operator<<(std::ostream& arOut, Use const& aUse)
-{
-    return arOut << aUse.mOperation << ' ' << aUse.mSymbol;
-}
-
-std::string nameOfUse(testing::TestParamInfo<Use> const& aInfo)
-{
-    return aInfo.param.mSymbol.empty() ? aInfo.param.mOperation : aInfo.param.mSymbol;
-}
-
-void init(QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_Init(); }
-
-void getAdapterInfo(QZCLibvqmAbs& arLayer)
-{
-    QZCPointer<QZCWorldWideName> first;
-    QZCPointer<QZCWorldWideName> second;
-    arLayer.LIBVQM_GetAdapterInfo(0, first, second);
-}
-
-/// The public operations that look a function up themselves.
-std::vector<Use> const publicUses = {
-    {"LIBVQM_Close", "VQM_FreeDiagEnv", [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_Close(); }},
-    {"LIBVQM_GetAdapterInfo", "VQM_GetLinkInfo", getAdapterInfo},
-    {"LIBVQM_VqmRegEvent", "RegisterForEvent",
-     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_VqmRegEvent(0, 0, nullptr, 0, nullptr); }},
-    {"LIBVQM_VqmUnregEvent", "unRegisterForEvent",
-     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_VqmUnregEvent(0, 0); }},
-    {"LIBVQM_QzapiRegEvent", "VQM_QZ_RegisterForEvent",
-     [](QZCLibvqmAbs& arLayer)
-     { arLayer.LIBVQM_QzapiRegEvent(0, somePort(), eventOf(1, 2), nullptr, nullptr, nullptr); }},
-    {"LIBVQM_QzapiUnregEvent", "VQM_QZ_unRegisterForEvent",
-     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_QzapiUnregEvent(0, somePort(), 0); }},
-};
-
-std::vector<Use> const stepsOfInit = {
-    {"__initLibvqm", "VQM_InitDiagEnv", init},
-    {"__processLibvqmVersion", "VQM_GetLibVer", init, true, false},
-    {"DoesDriverSupportQzapi", "VQM_GetDrvInfo", init, true, true},
-};
-
 std::vector<Use> const usesWithoutLookup = {
     {"LIBVQM_Init", "", init},
     {"LIBVQM_GetNumberOfAdapters", "", [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_GetNumberOfAdapters(); }},
 };
 
 using LibvqmLoading = LibvqmLayer;
-using LibvqmFreeing = LibvqmLayer;
 using LibvqmLoadingDeathTest = LibvqmLayer;
+
+class LibvqmFreeing : public LibvqmLayer
+{
+protected:
+    /// Does so while the handle is being closed.
+    template <typename Action>
+    void onClosing(Action aAction)
+    {
+        mVqm.mOnCall = [aAction](char const* aCall)
+        {
+            if (std::string(aCall) == "dlclose(1)")
+            {
+                aAction();
+            }
+        };
+    }
+};
 
 TEST_F(LibvqmLoading, OpensTheLibraryLazily)
 {
@@ -165,6 +120,55 @@ TEST_F(LibvqmLoading, OpensTheLibraryAgainAndTakesTheNewHandle)
             load();
             mLayer.LIBVQM_Close();
             EXPECT_EQ(callsOf("dlsym(2, VQM_FreeDiagEnv)"), 1);
+        });
+}
+
+TEST_F(LibvqmLoading, AgainDoesNotCloseTheHandleBefore)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mVqm.mHandle = 2;
+            mLayer.LIBVQM_LoadLibrary();
+            EXPECT_EQ(callsOf("dlclose(1)"), 0) << "the first handle was closed";
+        });
+}
+
+TEST_F(LibvqmLoading, AgainLeavesTheAdapterCount)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mNumAdapters = 3;
+            loadAndInit();
+            load();
+            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 3u);
+        });
+}
+
+TEST_F(LibvqmLoading, AgainLeavesTheAdapterCountWhenItFails)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mNumAdapters = 3;
+            loadAndInit();
+            mVqm.mHandle = 0;
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_LoadLibrary(); }), notFound);
+            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 3u);
+        });
+}
+
+TEST_F(LibvqmLoading, ThatFailsAtFirstLeavesTheLibraryUnloaded)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mHandle = 0;
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_LoadLibrary(); }), notFound);
+            EXPECT_EQ(outcomeOf([&] { mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()); }),
+                      notLoaded);
         });
 }
 
@@ -262,6 +266,40 @@ TEST_F(LibvqmFreeing, ForgetsTheAdaptersButNotTheVerdict)
         });
 }
 
+TEST_F(LibvqmFreeing, UnloadsTheLibraryBeforeItClosesTheHandle)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            std::string outcome = "not closed";
+            onClosing(
+                [&] {
+                    outcome = outcomeOf([&] { mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()); });
+                });
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(outcome, notLoaded) << "while the handle was being closed";
+        });
+}
+
+TEST_F(LibvqmFreeing, ForgetsTheAdaptersBeforeItClosesTheHandle)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            unsigned int adapters = 77;
+            onClosing(
+                [&]
+                {
+                    mLayer.LIBVQM_LoadLibrary();
+                    adapters = mLayer.LIBVQM_GetNumberOfAdapters();
+                });
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(adapters, 0u) << "while the handle was being closed";
+        });
+}
+
 TEST_F(LibvqmLoading, FeatureTestWithoutItThrows)
 {
     inFreshProcess(
@@ -306,169 +344,5 @@ TEST_P(LibvqmUnloadedDeathTest, EndsTheProcess)
             GetParam().mRun(mLayer);
         },
         ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
-}
-
-/// A function that the vendor library lacks.
-class LibvqmMissingSymbol : public LibvqmLayer, public testing::WithParamInterface<Use>
-{
-protected:
-    /// Loads the library, and does what stands before the use in an agent's run.
-    void prepare()
-    {
-        somePort();
-        mLayer.LIBVQM_LoadLibrary();
-        if (!GetParam().mIsFirstInit)
-        {
-            mLayer.LIBVQM_Init();
-        }
-        mVqm.mMissing = GetParam().mSymbol;
-        mLog.clear();
-    }
-
-    std::string use()
-    {
-        return outcomeOf([&] { GetParam().mRun(mLayer); });
-    }
-};
-
-using LibvqmMissingSymbolDeathTest = LibvqmMissingSymbol;
-
-INSTANTIATE_TEST_SUITE_P(PublicUses, LibvqmMissingSymbol, testing::ValuesIn(publicUses), nameOfUse);
-INSTANTIATE_TEST_SUITE_P(StepsOfInit, LibvqmMissingSymbol, testing::ValuesIn(stepsOfInit), nameOfUse);
-INSTANTIATE_TEST_SUITE_P(PublicUses, LibvqmMissingSymbolDeathTest, testing::ValuesIn(publicUses), nameOfUse);
-INSTANTIATE_TEST_SUITE_P(StepsOfInit, LibvqmMissingSymbolDeathTest, testing::ValuesIn(stepsOfInit),
-                         nameOfUse);
-
-TEST_P(LibvqmMissingSymbol, IsLoggedUnderTheOperationBeforeTheLibraryIsFreed)
-{
-    inFreshProcess(
-        [&]
-        {
-            prepare();
-            EXPECT_EQ(use(), symbolMissing);
-            LogLines const expected = failedLookup(GetParam().mSymbol, GetParam().mOperation);
-            LogLines const seen = events();
-            ASSERT_GE(seen.size(), expected.size());
-            LogLines const last(seen.end() - static_cast<std::ptrdiff_t>(expected.size()), seen.end());
-            EXPECT_THAT(last, ElementsAreArray(expected));
-        });
-}
-
-TEST_P(LibvqmMissingSymbolDeathTest, LeavesTheLibraryUnloaded)
-{
-    ExpectedLog const log = logOf("LIBVQM_GetNumberOfAdapters");
-    EXPECT_EXIT(
-        {
-            prepare();
-            use();
-            echoLogLines();
-            mLayer.LIBVQM_GetNumberOfAdapters();
-        },
-        ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
-}
-
-TEST_P(LibvqmMissingSymbol, LeavesNoAdapters)
-{
-    inFreshProcess(
-        [&]
-        {
-            prepare();
-            use();
-            load();
-            EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 0u);
-        });
-}
-
-TEST_P(LibvqmMissingSymbol, LeavesTheVerdictAsFarAsItHadCome)
-{
-    inFreshProcess(
-        [&]
-        {
-            prepare();
-            use();
-            EXPECT_EQ(mLayer.LIBVQM_IsQzapiSupported(), GetParam().mIsQzapiSupportedAfter);
-        });
-}
-
-TEST_P(LibvqmMissingSymbol, IsUsedOnceItIsThereAfterALoad)
-{
-    inFreshProcess(
-        [&]
-        {
-            prepare();
-            use();
-            mVqm.mMissing.clear();
-            load();
-            EXPECT_EQ(use(), done);
-            EXPECT_EQ(callsOf("dlsym(1, " + GetParam().mSymbol + ')'), 1);
-        });
-}
-
-using LibvqmLookup = LibvqmLayer;
-
-TEST_F(LibvqmLookup, DropsAnErrorTextFromBefore)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            mVqm.mMissing = "VQM_FreeDiagEnv";
-            mVqm.mError = "an old error";
-            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Close(); }), symbolMissing);
-            EXPECT_THAT(events(), ElementsAreArray(LogLines{logOf("LIBVQM_Close").entered()} +
-                                                   failedLookup("VQM_FreeDiagEnv", "LIBVQM_Close")));
-        });
-}
-
-TEST_F(LibvqmLookup, SaysNoneWhenTheLinkerHasNoText)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            mVqm.mMissing = "VQM_FreeDiagEnv";
-            mVqm.mFindError = nullptr;
-            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Close(); }), symbolMissing);
-            EXPECT_THAT(events(), Contains(logOf("LIBVQM_Close")
-                                               .error("Can't find %s (error %s)",
-                                                      "Can't find VQM_FreeDiagEnv (error none)")));
-        });
-}
-
-TEST_F(LibvqmLookup, IsMadeAnewForEveryCall)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            mLayer.LIBVQM_Close();
-            mLayer.LIBVQM_Close();
-            LogLines const once = around("LIBVQM_Close", lookupAndCall("VQM_FreeDiagEnv", ""));
-            EXPECT_THAT(events(), ElementsAreArray(once + once));
-        });
-}
-
-TEST_F(LibvqmLookup, OfTheVersionIsNotMadeWithoutAdapters)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            mVqm.mMissing = "VQM_GetLibVer";
-            mVqm.mNumAdapters = 0;
-            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), done);
-        });
-}
-
-TEST_F(LibvqmLookup, OfTheVersionComesAfterTheEnvironmentWasOpened)
-{
-    inFreshProcess(
-        [&]
-        {
-            load();
-            mVqm.mMissing = "VQM_GetLibVer";
-            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), symbolMissing);
-            EXPECT_EQ(callsOf("VQM_InitDiagEnv(32)"), 1);
-        });
 }
 }  // namespace

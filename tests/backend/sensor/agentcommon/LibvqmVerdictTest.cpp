@@ -1,8 +1,6 @@
 // How the layer opens the diagnostic environment and judges whether the driver offers Quazor events.
-#include <array>
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,32 +11,15 @@
 #include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
 #include "tests/support/AllocationFailure.h"
-#include "tests/support/FakeVqm.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/support/LogCapture.h"
 
-using testing::Contains;
-using testing::Each;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::ExitedWithCode;
 using testing::IsEmpty;
 
 namespace
 {
 constexpr unsigned int tooManyAllocations = 1000;
-
-LogLine foundVersion(std::string const& acrText)
-{
-    return logOf("__processLibvqmVersion")
-        .info("Found Libvqm version : %s", "Found Libvqm version : " + acrText);
-}
-
-LogLine driverVersion(std::string const& acrText)
-{
-    return logOf("__processDriverVersion")
-        .info("KWRT Driver Version - %s", "KWRT Driver Version - " + acrText);
-}
 
 LogLine featureList(std::string const& acrNumber)
 {
@@ -51,11 +32,7 @@ LogLine verdict(std::string const& acrText)
         .notice("Driver supports Quazor: %s", "Driver supports Quazor: " + acrText);
 }
 
-/// What opening the environment is expected to show.
-LogLines openedEnvironment() { return around("__initLibvqm", lookupAndCall("VQM_InitDiagEnv", "32")); }
-
 using LibvqmInit = LibvqmLayer;
-using LibvqmInitDeathTest = LibvqmLayer;
 using LibvqmVerdict = LibvqmLayer;
 using LibvqmClosing = LibvqmLayer;
 
@@ -78,49 +55,6 @@ TEST_F(LibvqmInit, OpensTheEnvironmentAndProcessesBothVersions)
         });
 }
 
-TEST_F(LibvqmInit, ParsesBothVersionTexts)
-{
-    inFreshProcess(
-        [&]
-        {
-            mVqm.mLibraryVersion = "7.2";
-            mVqm.mDriverVersion = "8";
-            load();
-            mLayer.LIBVQM_Init();
-            std::vector<std::string> components;
-            for (LogLine const& line : mLog.lines())
-            {
-                if (line.mFormat == "Component#%u - %u")
-                {
-                    components.push_back(line.mText);
-                }
-            }
-            EXPECT_THAT(components, ElementsAre("Component#1 - 7", "Component#2 - 2", "Component#1 - 8"));
-        });
-}
-
-TEST_F(LibvqmInit, HandsOverAnEmptyVersionText)
-{
-    inFreshProcess(
-        [&]
-        {
-            mVqm.mVersionTextOnEntry.fill(0xff);
-            loadAndInit();
-            EXPECT_THAT(mVqm.mVersionTextOnEntry, Each(0));
-        });
-}
-
-TEST_F(LibvqmInit, HandsOverADriverRecordOfVersionFourAndElseZero)
-{
-    inFreshProcess(
-        [&]
-        {
-            loadAndInit();
-            std::array<unsigned char, FakeVqm::driverRecordSize> expected = {4};
-            EXPECT_EQ(mVqm.mDriverRecordOnEntry, expected);
-        });
-}
-
 TEST_F(LibvqmInit, AsksTheDriverOfBoardZeroWhateverTheNumberOfAdapters)
 {
     inFreshProcess(
@@ -132,93 +66,6 @@ TEST_F(LibvqmInit, AsksTheDriverOfBoardZeroWhateverTheNumberOfAdapters)
             EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1);
             EXPECT_EQ(mLayer.LIBVQM_GetNumberOfAdapters(), 32u);
         });
-}
-
-TEST_F(LibvqmInit, ReadsALibraryVersionWithoutTerminatorToTheEndOfItsArea)
-{
-    inFreshProcess(
-        [&]
-        {
-            mVqm.mLibraryVersion = std::string(200, '7');
-            load();
-            mLayer.LIBVQM_Init();
-            EXPECT_THAT(events(), Contains(foundVersion(std::string(128, '7'))));
-        });
-}
-
-TEST_F(LibvqmInit, ReadsADriverVersionWithoutTerminatorToTheEndOfTheTable)
-{
-    inFreshProcess(
-        [&]
-        {
-            mVqm.mDriverVersion = std::string(4000, '8');
-            load();
-            mLayer.LIBVQM_Init();
-            EXPECT_THAT(events(), Contains(driverVersion(std::string(3456 - 52, '8'))));
-        });
-}
-
-TEST_F(LibvqmInit, DoesNotTakeTheVersionTextsForFormats)
-{
-    inFreshProcess(
-        [&]
-        {
-            mVqm.mLibraryVersion = "%n%s";
-            mVqm.mDriverVersion = "%s%n";
-            load();
-            mLayer.LIBVQM_Init();
-            EXPECT_THAT(events(), Contains(foundVersion("%n%s")));
-            EXPECT_THAT(events(), Contains(driverVersion("%s%n")));
-        });
-}
-
-TEST_F(LibvqmInit, AcceptsEmptyVersionTexts)
-{
-    inFreshProcess(
-        [&]
-        {
-            mVqm.mLibraryVersion.clear();
-            mVqm.mDriverVersion.clear();
-            load();
-            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), done);
-            EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported());
-        });
-}
-
-TEST_F(LibvqmInit, AcceptsVersionsOfEightParts)
-{
-    inFreshProcess(
-        [&]
-        {
-            mVqm.mLibraryVersion = "1.2.3.4.5.6.7.8";
-            mVqm.mDriverVersion = "1.2.3.4.5.6.7.8";
-            load();
-            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), done);
-        });
-}
-
-TEST_F(LibvqmInitDeathTest, NinthPartOfTheLibraryVersionEndsTheProcess)
-{
-    EXPECT_EXIT(
-        {
-            mVqm.mLibraryVersion = "1.2.3.4.5.6.7.8.9";
-            load();
-            echoLogLines();
-            mLayer.LIBVQM_Init();
-        },
-        ExitedWithCode(1), "Component#8 - 8(.|\n)*Assertion . this->mNumComponents < 8 . failed");
-}
-
-TEST_F(LibvqmInitDeathTest, NinthPartOfTheDriverVersionEndsTheProcess)
-{
-    EXPECT_EXIT(
-        {
-            mVqm.mDriverVersion = "1.2.3.4.5.6.7.8.9";
-            load();
-            echoLogLines();
-            mLayer.LIBVQM_Init();
-        },
-        ExitedWithCode(1), "Component#8 - 8(.|\n)*Assertion . this->mNumComponents < 8 . failed");
 }
 
 TEST_F(LibvqmInit, AgainOnlyOpensTheEnvironment)
@@ -292,6 +139,25 @@ TEST_F(LibvqmInit, RunsTheDriverStepAgainAfterItsFunctionWasMissing)
             EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
             EXPECT_EQ(callsOf("VQM_GetLibVer()"), 0);
             EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1);
+        });
+}
+
+TEST_F(LibvqmInit, WithoutAdaptersSettlesTheDriverStepThatIsLeft)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mVqm.mMissing = "VQM_GetDrvInfo";
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), symbolMissing);
+            mVqm.mMissing.clear();
+            mVqm.mFeatureList = 0;
+            mVqm.mNumAdapters = 0;
+            loadAndInit();
+            mVqm.mNumAdapters = 2;
+            mLayer.LIBVQM_Init();
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 0) << "the driver was asked after all";
+            EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported());
         });
 }
 
@@ -439,6 +305,8 @@ INSTANTIATE_TEST_SUITE_P(
                                  "9223372036854776064"},
                     DriverAnswer{"TheFeatureInTheHighHalfOnly", 0, 4, 0x10000000000, false, "1099511627776"},
                     DriverAnswer{"FailureWithTheFeature", 1, 4, 0x100, false, ""},
+                    DriverAnswer{"FailureAboveTheLowestByte", 256, 4, 0x100, false, ""},
+                    DriverAnswer{"FailureOfTheHighestBit", 2147483648u, 4, 0x100, false, ""},
                     DriverAnswer{"FailureOfAllBits", 4294967295u, 4, 0x100, false, ""}),
     [](testing::TestParamInfo<DriverAnswer> const& aInfo) { return aInfo.param.mName; });
 

@@ -11,12 +11,14 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/backend/common/Bytes.h"
 
-/// A scope event of these numbers, which must be below 24.
+/// A scope event of these numbers.
 inline QZCPointer<QZCScopeEvent> eventOf(unsigned char aCategory, unsigned char aSubcategory)
 {
     QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
-    unsigned char const encoded[] = {aCategory, aSubcategory};
-    QZCEncodableInStream in(encoded, sizeof encoded);
+    QZCEncodableOutStream out;
+    out << aCategory << aSubcategory;
+    Bytes const encoded = bytesOf(out.getEncoded());
+    QZCEncodableInStream in(encoded.data(), lengthOf(encoded));
     event->decode(in);
     return event;
 }

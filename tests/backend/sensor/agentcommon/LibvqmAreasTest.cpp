@@ -1,0 +1,151 @@
+// The areas that the layer hands to the vendor library.
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/DepVersion.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
+#include "tests/backend/sensor/agentcommon/LibvqmUses.h"
+#include "tests/support/FakeVqm.h"
+#include "tests/support/FreshProcess.h"
+
+using testing::Contains;
+using testing::Each;
+
+namespace
+{
+/// Leaves no zeros where the functions called next have their variables.
+__attribute__((noinline)) void dirtyStack()
+{
+    unsigned char volatile bytes[16384];
+    for (std::size_t i = 0; i < sizeof bytes; ++i)
+    {
+        bytes[i] = 0xa5;
+    }
+}
+
+/// Runs the action with a dirty stack. It has run before then, as the dynamic linker too leaves traces there
+/// when a function is called for the first time.
+template <typename Action>
+void onDirtyStack(Action const& aAction)
+{
+    aAction();
+    dirtyStack();
+    aAction();
+}
+
+class LibvqmAreas : public LibvqmLayer
+{
+protected:
+    /// The diagnostic environment table as the scripted library leaves it.
+    std::array<unsigned char, FakeVqm::tableSize> tableLeft() const
+    {
+        std::array<unsigned char, FakeVqm::tableSize> table;
+        table.fill(0xff);
+        std::string const& text = mVqm.mDriverVersion;
+        std::copy_n(text.c_str(), text.size() + 1, table.begin() + FakeVqm::driverTextPosition);
+        return table;
+    }
+};
+
+TEST_F(LibvqmAreas, LibraryVersionTextIsZeroAtFirst)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mVersionTextOnEntry.fill(0xff);
+            load();
+            onDirtyStack([&] { initWithoutMemory(mLayer); });
+            EXPECT_THAT(mVqm.mVersionTextOnEntry, Each(0));
+        });
+}
+
+TEST_F(LibvqmAreas, DriverRecordIsOfVersionFourAndElseZeroAtFirst)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            onDirtyStack([&] { mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()); });
+            std::array<unsigned char, FakeVqm::driverRecordSize> const expected = {4};
+            EXPECT_EQ(mVqm.mDriverRecordOnEntry, expected);
+        });
+}
+
+TEST_F(LibvqmAreas, LinkRecordIsZeroAtFirst)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mLinkRecordOnEntry.fill(0xff);
+            load();
+            onDirtyStack([&] { getAdapterInfo(mLayer); });
+            EXPECT_THAT(mVqm.mLinkRecordOnEntry, Each(0));
+        });
+}
+
+TEST_F(LibvqmAreas, TableIsLeftByInit)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            mLayer.LIBVQM_Init();
+            EXPECT_EQ(mVqm.mTableOnEntry, tableLeft());
+        });
+}
+
+TEST_F(LibvqmAreas, TableIsLeftByClosing)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            mLayer.LIBVQM_Close();
+            mLayer.LIBVQM_Init();
+            EXPECT_EQ(mVqm.mTableOnEntry, tableLeft());
+        });
+}
+
+TEST_F(LibvqmAreas, TableIsLeftByFreeing)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            mLayer.LIBVQM_FreeLibrary();
+            loadAndInit();
+            EXPECT_EQ(mVqm.mTableOnEntry, tableLeft());
+        });
+}
+
+TEST_F(LibvqmAreas, LibraryVersionWithoutTerminatorIsReadToTheEndOfItsArea)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mLibraryVersion = std::string(200, '7');
+            load();
+            mLayer.LIBVQM_Init();
+            EXPECT_THAT(events(), Contains(foundVersion(std::string(128, '7'))));
+        });
+}
+
+TEST_F(LibvqmAreas, DriverVersionWithoutTerminatorIsReadToTheEndOfTheTable)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mDriverVersion = std::string(4000, '8');
+            load();
+            mLayer.LIBVQM_Init();
+            EXPECT_THAT(events(), Contains(driverVersion(std::string(3456 - 52, '8'))));
+        });
+}
+}  // namespace

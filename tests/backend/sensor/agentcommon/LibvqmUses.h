@@ -1,0 +1,73 @@
+/// @file
+/// The uses of the layer that need the vendor library, for tests that make them all.
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
+
+/// Made once, so that its log lines do not come between those of an operation that takes it.
+inline QZCPointer<QZCWorldWideName> const& somePort()
+{
+    static QZCPointer<QZCWorldWideName> const port = nameOf({0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c});
+    return port;
+}
+
+/// A use of the layer that needs the vendor library.
+struct Use
+{
+    std::string mOperation;  ///< whose name the lookup bears
+    std::string mSymbol;     ///< what it looks up; empty when nothing
+    std::function<void(QZCLibvqmAbs&)> mRun;
+    bool mIsFirstInit = false;           ///< the function is needed by the first LIBVQM_Init() only
+    bool mIsQzapiSupportedAfter = true;  ///< the verdict when the function is missing
+};
+
+inline std::ostream& operator<<(std::ostream& arOut, Use const& aUse)
+{
+    return arOut << aUse.mOperation << ' ' << aUse.mSymbol;
+}
+
+inline std::string nameOfUse(testing::TestParamInfo<Use> const& aInfo)
+{
+    return aInfo.param.mSymbol.empty() ? aInfo.param.mOperation : aInfo.param.mSymbol;
+}
+
+inline void init(QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_Init(); }
+
+/// Initialises with the first allocation failing, which is one for the version that is to be read.
+inline std::string initWithoutMemory(QZCLibvqmAbs& arLayer)
+{
+    return outcomeWithoutMemory(1, [&] { arLayer.LIBVQM_Init(); });
+}
+
+inline void getAdapterInfo(QZCLibvqmAbs& arLayer)
+{
+    QZCPointer<QZCWorldWideName> first;
+    QZCPointer<QZCWorldWideName> second;
+    arLayer.LIBVQM_GetAdapterInfo(0, first, second);
+}
+
+/// The public operations that look a function up themselves.
+inline std::vector<Use> const publicUses = {
+    {"LIBVQM_Close", "VQM_FreeDiagEnv", [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_Close(); }},
+    {"LIBVQM_GetAdapterInfo", "VQM_GetLinkInfo", getAdapterInfo},
+    {"LIBVQM_VqmRegEvent", "RegisterForEvent",
+     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_VqmRegEvent(0, 0, nullptr, 0, nullptr); }},
+    {"LIBVQM_VqmUnregEvent", "unRegisterForEvent",
+     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_VqmUnregEvent(0, 0); }},
+    {"LIBVQM_QzapiRegEvent", "VQM_QZ_RegisterForEvent",
+     [](QZCLibvqmAbs& arLayer)
+     { arLayer.LIBVQM_QzapiRegEvent(0, somePort(), eventOf(1, 2), nullptr, nullptr, nullptr); }},
+    {"LIBVQM_QzapiUnregEvent", "VQM_QZ_unRegisterForEvent",
+     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_QzapiUnregEvent(0, somePort(), 0); }},
+};
