@@ -45,6 +45,7 @@ void getLibVer(char* aText)
 {
     tell("%s", "VQM_GetLibVer()");
     FakeVqm& vqm = FakeVqm::instance();
+    vqm.mAreas.push_back(aText);
     std::memcpy(vqm.mVersionTextOnEntry.data(), aText, vqm.mVersionTextOnEntry.size());
     place(aText, FakeVqm::versionTextSize, vqm.mLibraryVersion);
 }
@@ -53,6 +54,7 @@ unsigned int initDiagEnv(void* aTable, unsigned int aCapacity)
 {
     tell("VQM_InitDiagEnv(%u)", aCapacity);
     FakeVqm& vqm = FakeVqm::instance();
+    vqm.mAreas.push_back(aTable);
     std::memcpy(vqm.mTableOnEntry.data(), aTable, vqm.mTableOnEntry.size());
     // What the layer does not read holds all bits, here and in the records.
     std::memset(aTable, 0xff, FakeVqm::tableSize);
@@ -67,6 +69,7 @@ unsigned int getDrvInfo(unsigned int aBoard, void* aRecord)
 {
     tell("VQM_GetDrvInfo(%u)", aBoard);
     FakeVqm& vqm = FakeVqm::instance();
+    vqm.mAreas.push_back(aRecord);
     std::memcpy(vqm.mDriverRecordOnEntry.data(), aRecord, vqm.mDriverRecordOnEntry.size());
     unsigned char* const record = static_cast<unsigned char*>(aRecord);
     std::memset(record, 0xff, FakeVqm::driverRecordSize);
@@ -79,6 +82,7 @@ unsigned int getLinkInfo(unsigned int aBoard, void* aRecord)
 {
     tell("VQM_GetLinkInfo(%u)", aBoard);
     FakeVqm& vqm = FakeVqm::instance();
+    vqm.mAreas.push_back(aRecord);
     std::memcpy(vqm.mLinkRecordOnEntry.data(), aRecord, vqm.mLinkRecordOnEntry.size());
     unsigned char* const record = static_cast<unsigned char*>(aRecord);
     std::memset(record, 0xff, FakeVqm::linkRecordSize);

@@ -14,6 +14,7 @@
 
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tests/support/FakeLinker.h"
+#include "tests/support/UncountedAllocator.h"
 
 /// The answers that dynamic linker and library give while it lives, and what they were handed. One at a time.
 /// AllocationFailure does not notice it.
@@ -70,6 +71,8 @@ public:
     unsigned int mEventResult = 0;
     std::optional<unsigned int> mRegistrationId = 0;  ///< stored for the caller; none when nothing is
     /// @}
+
+    UncountedVector<void const*> mAreas;  ///< all that the library was handed to fill
 
     /// @name What the library was handed last
     /// @{

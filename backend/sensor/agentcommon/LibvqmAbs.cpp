@@ -40,7 +40,7 @@ static bool sgLoaded = false;
 static void* sgLibHandle = nullptr;
 static unsigned int sgNumAdapters = 0;
 // One byte more than the vendor library may fill, so that a version text without a terminator ends.
-static unsigned char sgDiagEnvTable[Records::sgDiagEnvTableSize + 1];
+alignas(Records::sgAlignment) static unsigned char sgDiagEnvTable[Records::sgDiagEnvTableSize + 1];
 static bool sgQzapiSupported = false;
 static bool sgLibvqmVersionProcessed = false;
 static bool sgDriverVersionProcessed = false;
@@ -175,7 +175,7 @@ void QZCLibvqmAbs::__processLibvqmVersion()
     QZ_LOG_ENTERED();
     VQM_GetLibVer* const getLibVer = __sFindFunction<VQM_GetLibVer>(*this, "VQM_GetLibVer", __func__);
     // One byte more than the vendor library may fill, so that a text without a terminator ends.
-    char text[Records::sgLibraryVersionSize + 1];
+    alignas(Records::sgAlignment) char text[Records::sgLibraryVersionSize + 1];
     ClibMemset(text, 0, sizeof text);
     getLibVer(text);
     QZ_LOG_INFORMATION("Found Libvqm version : %s", text);
@@ -207,7 +207,7 @@ bool QZCLibvqmAbs::DoesDriverSupportQzapi(QZCPointer<QZCDepVersion> const&)
 {
     QZ_LOG_ENTERED();
     bool isSupported = false;
-    unsigned char record[Records::sgDriverInfoSize];
+    alignas(Records::sgAlignment) unsigned char record[Records::sgDriverInfoSize];
     ClibMemset(record, 0, sizeof record);
     record[Records::sgDriverInfoVersionPosition] = Records::sgDriverInfoVersion;
     unsigned int const result = __sFindFunction<VQM_GetDrvInfo>(*this, "VQM_GetDrvInfo", __func__)(0, record);
@@ -243,7 +243,7 @@ void QZCLibvqmAbs::LIBVQM_GetAdapterInfo(unsigned int aBoardId, QZCPointer<QZCWo
 {
     QZ_LOG_ENTERED();
     QZ_ASSERT(true == sgLoaded);
-    unsigned char record[Records::sgLinkInfoSize];
+    alignas(Records::sgAlignment) unsigned char record[Records::sgLinkInfoSize];
     ClibMemset(record, 0, sizeof record);
     if (__sFindFunction<VQM_GetLinkInfo>(*this, "VQM_GetLinkInfo", __func__)(aBoardId, record) != 0)
     {

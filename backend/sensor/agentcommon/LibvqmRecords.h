@@ -19,6 +19,9 @@
 
 struct QZCLibvqmRecords
 {
+    /// Of every area: the vendor library may store numbers of 64 bits at once.
+    static constexpr unsigned int sgAlignment = 8;
+
     static constexpr unsigned int sgLibraryVersionSize = 128;
 
     static constexpr unsigned int sgDriverInfoSize = 152;

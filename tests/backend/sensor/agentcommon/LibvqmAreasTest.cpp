@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -53,6 +54,21 @@ protected:
         return table;
     }
 };
+
+TEST_F(LibvqmAreas, TakeNumbersOf64Bits)
+{
+    inFreshProcess(
+        [&]
+        {
+            loadAndInit();
+            getAdapterInfo(mLayer);
+            ASSERT_EQ(mVqm.mAreas.size(), 4u) << "table, version text, driver and link record";
+            for (void const* const area : mVqm.mAreas)
+            {
+                EXPECT_EQ(reinterpret_cast<std::uintptr_t>(area) % 8, 0u) << area;
+            }
+        });
+}
 
 TEST_F(LibvqmAreas, LibraryVersionTextIsZeroAtFirst)
 {
