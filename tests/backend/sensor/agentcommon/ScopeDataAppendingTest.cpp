@@ -56,6 +56,30 @@ TEST_F(ScopeData, AppendingThatFailsChangesNothing)
     EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
 }
 
+TEST_F(ScopeData, AppendingThatFailsLeavesTheFigure)
+{
+    QZCScopeData data = withPayload(mTen);
+    Bytes const more = someBytes(1000);
+    EXPECT_EQ(outcomeWithoutMemory(1, [&] { data.appendEventData(more.data(), lengthOf(more)); }), badAlloc);
+    EXPECT_EQ(data.eventDataSize(), 10u);
+}
+
+TEST_F(ScopeData, AppendingThatFailsIsNotLeft)
+{
+    QZCScopeData data = withPayload(mTen);
+    Bytes const more = someBytes(1000);
+    LogCapture const log;
+    outcomeWithoutMemory(1, [&] { data.appendEventData(more.data(), lengthOf(more)); });
+    EXPECT_THAT(log.lines(), ElementsAre(logOf("appendEventData").entered()));
+}
+
+TEST_F(ScopeData, AppendingUpToTheBufferSizeAllocatesNothing)
+{
+    QZCScopeData data(mEvent, mTen.data(), lengthOf(mTen), 1000);
+    Bytes const more = someBytes(990);
+    EXPECT_EQ(allocationsOf([&] { data.appendEventData(more.data(), lengthOf(more)); }), 0u);
+}
+
 TEST_F(ScopeDataDeathTest, AppendingWithoutPayloadEndsTheProcess)
 {
     LogLine const assertion =

@@ -15,9 +15,12 @@
 #include "tests/support/LogCapture.h"
 
 using testing::ElementsAre;
+using testing::StartsWith;
 
 namespace
 {
+Bytes const otherName = {0x5a, 0, 0, 0, 8, 0x30, 0, 0, 0, 0xc9, 0, 0, 3};
+
 /// The lines of the records that are held are not this one's.
 std::vector<LogLine> ownLines(LogCapture const& aLog)
 {
@@ -65,6 +68,63 @@ TEST_F(ScopeData, DecodingLeavesNamesThatDoNotCome)
     EXPECT_EQ(pointerAt(data, firstPosition), &*mFirst);
     EXPECT_EQ(pointerAt(data, secondPosition), &*mSecond);
     EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
+}
+
+TEST_F(ScopeData, DecodingReplacesThePayloadAndItsFigure)
+{
+    QZCScopeData data = withPayload(mTen);
+    ASSERT_EQ(decodeInto(data, encodedForm(false, {0xa1, 0xa2, 0xa3})), done);
+    EXPECT_EQ(encodedFormOf(data), encodedForm(false, {0xa1, 0xa2, 0xa3}));
+    EXPECT_EQ(data.eventDataSize(), 3u);
+}
+
+TEST_F(ScopeData, DecodingLeavesThePayloadOfTheCopy)
+{
+    QZCScopeData data = withPayload(mTen);
+    QZCScopeData const copy(data);
+    ASSERT_EQ(decodeInto(data, encodedForm(false, {0xa1, 0xa2, 0xa3})), done);
+    EXPECT_EQ(encodedFormOf(copy), encodedForm(false, mTen));
+}
+
+TEST_F(ScopeData, DecodingReplacesTheNamesForThisRecordOnly)
+{
+    QZCScopeData data(mEvent, mFirst, mSecond);
+    QZCScopeData const copy(data);
+    Bytes const otherNames = joined(joined({0x03, 0x07, 0xf5}, otherName), joined(otherName, {0x00}));
+    ASSERT_EQ(decodeInto(data, otherNames), done);
+    EXPECT_EQ(encodedFormOf(data), otherNames);
+    EXPECT_EQ(encodedFormOf(copy), encodedForm(true, {})) << "the names were decoded in place";
+}
+
+TEST_F(ScopeData, DecodingThatFailsBehindTheEventHasReplacedIt)
+{
+    QZCScopeData data(mEvent);
+    EXPECT_THAT(decodeInto(data, {0x09, 0x0a}), StartsWith("QZCEncodingEx 100: "));
+    EXPECT_THAT(encodedFormOf(data), ElementsAre(0x09, 0x0a, 0xf4, 0x00));
+}
+
+TEST_F(ScopeData, DecodingThatFailsBehindTheFlagHasReplacedIt)
+{
+    QZCScopeData data(mEvent, mFirst, mSecond);
+    EXPECT_THAT(decodeInto(data, {0x03, 0x07, 0xf4}), StartsWith("QZCEncodingEx 100: "));
+    EXPECT_EQ(encodedFormOf(data), encodedForm(false, {}));
+}
+
+TEST_F(ScopeData, DecodingThatFailsInTheFirstNameHasSetTheFlag)
+{
+    QZCScopeData data(mEvent);
+    EXPECT_THAT(decodeInto(data, {0x03, 0x07, 0xf5, 0x5a}), StartsWith("QZCEncodingEx 100: "));
+    EXPECT_EQ(fieldByte(data, flagPosition), 1);
+    EXPECT_EQ(pointerAt(data, firstPosition), nullptr);
+}
+
+TEST_F(ScopeData, DecodingThatFailsInTheSecondNameHasReplacedTheFirst)
+{
+    QZCScopeData data(mEvent, mFirst, mSecond);
+    Bytes const oneName = joined({0x03, 0x07, 0xf5}, otherName);
+    EXPECT_THAT(decodeInto(data, oneName), StartsWith("QZCEncodingEx 100: "));
+    Bytes const second(encodedNames.begin() + 13, encodedNames.end());
+    EXPECT_EQ(encodedFormOf(data), joined(joined(oneName, second), {0x00}));
 }
 
 TEST_F(ScopeData, DecodingTakesAnyMarkerButZeroForPayload)

@@ -81,6 +81,17 @@ TEST_F(ScopeData, BufferSizeIsOnlyAHint)
     }
 }
 
+TEST_F(ScopeData, BufferSizeIsTheRoomThatIsSetAside)
+{
+    for (bool const hasNames : {false, true})
+    {
+        AllocationFailure const counter(0);
+        hasNames ? QZCScopeData(mEvent, mTen.data(), 10, 1000, mFirst, mSecond)
+                 : QZCScopeData(mEvent, mTen.data(), 10, 1000);
+        EXPECT_EQ(counter.largest(), 1000u) << (hasNames ? "with names" : "without names");
+    }
+}
+
 TEST_F(ScopeData, CopiesThePayload)
 {
     Bytes payload = mTen;
@@ -115,6 +126,27 @@ TEST_F(ScopeDataDeathTest, EmptyHandlesEndTheProcess)
                 constructions[i]();
             },
             ExitedWithCode(1), onlyTheseLines({logOf("QZCScopeData").entered(), assertion}));
+    }
+}
+
+TEST_F(ScopeDataDeathTest, EmptyNamesShowBeforeMemoryForPayloadRunsOut)
+{
+    NameHandle const noName;
+    unsigned char const byte = 1;
+    std::vector<std::function<void()>> const constructions = {
+        [&] { QZCScopeData(mEvent, &byte, 1, 1, noName, mSecond); },
+        [&] { QZCScopeData(mEvent, &byte, 1, 1, mFirst, noName); },
+    };
+    for (std::size_t i = 0; i < constructions.size(); ++i)
+    {
+        SCOPED_TRACE("construction " + std::to_string(i));
+        // The exception for want of memory would leave the statement, which is no death.
+        EXPECT_EXIT(
+            {
+                AllocationFailure const failure(1);
+                constructions[i]();
+            },
+            ExitedWithCode(1), "");
     }
 }
 
@@ -183,6 +215,15 @@ TEST_F(ScopeData, ConstructionThatFailsIsNotLeft)
     LogCapture const log;
     outcomeWithoutMemory(1, [&] { QZCScopeData(mEvent, mTen.data(), 10, 10, mFirst, mSecond); });
     EXPECT_THAT(log.lines(), ElementsAre(logOf("QZCScopeData").entered()));
+}
+
+TEST_F(ScopeData, OfPayloadThatFailsHasLoggedItsLengthAndIsNotLeft)
+{
+    LogCapture const log;
+    outcomeWithoutMemory(1, [&] { QZCScopeData(mEvent, mTen.data(), 10, 10); });
+    ExpectedLog const expected = logOf("QZCScopeData");
+    EXPECT_THAT(log.lines(),
+                ElementsAre(expected.entered(), expected.trace("Data length = %u", "Data length = 10")));
 }
 
 /// Tells of its end.
