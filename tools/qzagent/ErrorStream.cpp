@@ -40,7 +40,7 @@ ErrorStream::ErrorStream() : mStream(::fopencookie(this, "w", {nullptr, &write, 
     // In the GNU C library these are variables that everybody prints through.
     stdout = mStream;
     stderr = mStream;
-    SetLogSink(&writeLogLine, this);
+    takeLog();
 }
 
 ErrorStream::~ErrorStream()
@@ -50,6 +50,8 @@ ErrorStream::~ErrorStream()
     stderr = mStandardError;
     std::fclose(mStream);
 }
+
+void ErrorStream::takeLog() { SetLogSink(&writeLogLine, this); }
 
 void ErrorStream::writeLine(std::string_view aLine)
 {

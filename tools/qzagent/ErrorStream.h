@@ -24,6 +24,9 @@ public:
     ErrorStream(ErrorStream const&) = delete;
     ErrorStream& operator=(ErrorStream const&) = delete;
 
+    /// The library's log lines come here from now on, as they do from the start.
+    void takeLog();
+
     /// Writes a line of its own. Thread-safe.
     /// @param aLine the text with its line end
     void writeLine(std::string_view aLine);

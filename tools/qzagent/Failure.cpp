@@ -8,6 +8,7 @@
 
 #include <cxxabi.h>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "backend/common/include/Exception.h"
 #include "tools/qzagent/ExitCodes.h"
@@ -39,5 +40,10 @@ Failure failureOf(std::exception const& aException)
 std::string textOf(Failure const& aFailure)
 {
     return fmt::format("{}: {} (code {})", aFailure.mException, aFailure.mText, aFailure.mCode);
+}
+
+nlohmann::ordered_json jsonOf(Failure const& aFailure)
+{
+    return {{"exception", aFailure.mException}, {"text", aFailure.mText}, {"code", aFailure.mCode}};
 }
 }  // namespace qzagent

@@ -5,6 +5,8 @@
 #include <exception>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 namespace qzagent
 {
 struct Failure
@@ -18,4 +20,6 @@ Failure failureOf(std::exception const& aException);
 
 /// @return "CLASS: TEXT (code N)"
 std::string textOf(Failure const& aFailure);
+
+nlohmann::ordered_json jsonOf(Failure const& aFailure);
 }  // namespace qzagent

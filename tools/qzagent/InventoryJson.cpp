@@ -30,8 +30,7 @@ void addFailures(Json& arJson, std::vector<Failure> const& aFailures)
 {
     for (Failure const& failure : aFailures)
     {
-        arJson["failures"].push_back(
-            {{"exception", failure.mException}, {"text", failure.mText}, {"code", failure.mCode}});
+        arJson["failures"].push_back(jsonOf(failure));
     }
 }
 

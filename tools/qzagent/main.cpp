@@ -21,6 +21,7 @@
 #include "tools/qzagent/Output.h"
 #include "tools/qzagent/Report.h"
 #include "tools/qzagent/Show.h"
+#include "tools/qzagent/Vendor.h"
 
 namespace qzagent
 {
@@ -33,6 +34,7 @@ void addVerbs(CommandLine& arCommandLine)
     addInventory(arCommandLine);
     addLatency(arCommandLine);
     addShow(arCommandLine);
+    addVendor(arCommandLine);
     addExplain(arCommandLine);
 }
 

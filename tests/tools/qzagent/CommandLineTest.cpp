@@ -37,9 +37,12 @@ TEST_P(QzagentMisuseOf, IsOneLineOnStandardErrorAndExitStatusTwo)
 INSTANTIATE_TEST_SUITE_P(
     Arguments, QzagentMisuseOf,
     testing::Values(
-        Misuse{"NoArguments", {}, "a verb is missing: adapters or inventory or latency or show or explain"},
-        Misuse{
-            "NoVerb", {"--trace"}, "a verb is missing: adapters or inventory or latency or show or explain"},
+        Misuse{"NoArguments",
+               {},
+               "a verb is missing: adapters or inventory or latency or show or vendor or explain"},
+        Misuse{"NoVerb",
+               {"--trace"},
+               "a verb is missing: adapters or inventory or latency or show or vendor or explain"},
         Misuse{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
         Misuse{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
         Misuse{"VerbTwice", {"adapters", "adapters"}, "The following argument was not expected: adapters"},

@@ -1,0 +1,109 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+namespace
+{
+std::string eventsWith(std::string const& aFault) { return shippedScenario("diagnostic-events") + aFault; }
+
+char const* const secondBoardFails = R"(
+[[fault]]
+call = "VQM_GetLinkInfo"
+nth = 1
+board = 1
+result = 5
+)";
+
+TEST(QzagentVendor, ShowsVersionsVerdictAndTheNamesOfEachBoard)
+{
+    ProcessResult const result = runAgentOn(shippedScenario("diagnostic-events"), {"vendor"});
+    EXPECT_EQ(squeezed(result.mOutput),
+              "ITEM            VALUE\n"
+              "library version 2.1.0\n"
+              "driver version 4.0.12\n"
+              "quazor events supported\n"
+              "board 0 \n"
+              "├─first wwn 20:00:00:00:c9:00:00:00\n"
+              "└─second wwn 10:00:00:00:c9:00:00:01\n"
+              "board 1 \n"
+              "├─first wwn 20:00:00:00:c9:00:00:10\n"
+              "└─second wwn 10:00:00:00:c9:00:00:11\n");
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentVendor, TellsTheSameInJson)
+{
+    nlohmann::json document =
+        documentOf(runAgentOn(shippedScenario("diagnostic-events"), {"vendor", "--json"}));
+    EXPECT_EQ(document, nlohmann::json::parse(R"({
+        "format_version": 1, "command": "vendor", "exit_status": 0, "messages": [],
+        "library_version": "2.1.0", "driver_version": "4.0.12", "quazor_events": true,
+        "boards": [{"board": 0, "first_wwn": "20:00:00:00:c9:00:00:00",
+                    "second_wwn": "10:00:00:00:c9:00:00:01"},
+                   {"board": 1, "first_wwn": "20:00:00:00:c9:00:00:10",
+                    "second_wwn": "10:00:00:00:c9:00:00:11"}]})"));
+}
+
+TEST(QzagentVendor, TellsThatQuazorEventsAreNotOffered)
+{
+    std::string const scenario = shippedScenario("no-quazor");
+    EXPECT_THAT(squeezed(runAgentOn(scenario, {"vendor"}).mOutput),
+                HasSubstr("quazor events not supported\n"));
+    EXPECT_EQ(documentOf(runAgentOn(scenario, {"vendor", "--json"}))["quazor_events"], false);
+}
+
+TEST(QzagentVendor, ShowsTheOtherBoardsWhenOneFails)
+{
+    ProcessResult const result = runAgentOn(eventsWith(secondBoardFails), {"vendor"});
+    char const* const failure = "QZCNotFoundEx: Failed to find information of an adapter (code 8)\n";
+    EXPECT_EQ(result.mErrors, std::string("qzagent: board 1: ") + failure);
+    EXPECT_THAT(squeezed(result.mOutput), AllOf(HasSubstr("board 0 \n├─first wwn 20:00:00:00:c9:00:00:00\n"),
+                                                HasSubstr(std::string("board 1 \n└─failed ") + failure)));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentVendor, WithoutALibraryIsAnErrorWithItsReason)
+{
+    ProcessResult const result = runAgent({"vendor"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentVendor, WithoutBoardsIsANote)
+{
+    ProcessResult const result = runAgentOn(shippedScenario("no-adapters"), {"vendor"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, "qzagent: note: no boards\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentVendor, ShowsTheLogLinesOfTheVersionsInATraceOnly)
+{
+    std::string const scenario = shippedScenario("diagnostic-events");
+    EXPECT_EQ(runAgentOn(scenario, {"vendor"}).mErrors, "");
+    EXPECT_THAT(runAgentOn(scenario, {"vendor", "--trace"}).mErrors,
+                AllOf(HasSubstr(" -I- LibvqmAbs:"), HasSubstr(": Found Libvqm version : 2.1.0\n"),
+                      HasSubstr(": KWRT Driver Version - 4.0.12\n"), HasSubstr(" -N- "),
+                      HasSubstr(" LIBVQM_FreeLibrary: Left\n")));
+}
+
+TEST(QzagentVendor, ShowsAVersionAsItIs)
+{
+    std::string scenario = shippedScenario("diagnostic-events");
+    std::string const version = "2.1.0";
+    scenario.replace(scenario.find(version), version.size(), R"(2%s%n: Found \\x1b)");
+    ProcessResult const result = runAgentOn(scenario, {"vendor"});
+    EXPECT_THAT(result.mOutput, HasSubstr("2%s%n: Found \\x5cx1b\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+}  // namespace
