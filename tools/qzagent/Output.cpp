@@ -1,5 +1,6 @@
 #include "tools/qzagent/Output.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -7,6 +8,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -57,6 +59,19 @@ std::size_t Output::width() const
 {
     winsize size{};
     return ::ioctl(mDescriptor, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usualWidth;
+}
+
+bool Output::waitForRoom(int aDescriptor) const
+{
+    if (mDescriptor < 0)
+    {
+        return true;
+    }
+    std::array<pollfd, 2> descriptors{{{mDescriptor, POLLOUT, 0}, {aDescriptor, POLLIN, 0}}};
+    while (::poll(descriptors.data(), descriptors.size(), -1) < 0 && errno == EINTR)
+    {
+    }
+    return descriptors[0].revents != 0;
 }
 
 void Output::write(std::string const& aText)

@@ -22,6 +22,11 @@ public:
     /// Columns that a line may take: those of the terminal; 80 where there is none, or none that tells.
     std::size_t width() const;
 
+    /// Waits until some text can be written, or it is known that none can.
+    /// @param aDescriptor ends the waiting too, when there is something to read from it
+    /// @return whether write() of at most PIPE_BUF bytes will not wait
+    bool waitForRoom(int aDescriptor) const;
+
     /// @throws std::system_error "cannot write standard output: ..." unless all of it was written
     void write(std::string const& aText);
 

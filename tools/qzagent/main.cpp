@@ -22,6 +22,7 @@
 #include "tools/qzagent/Report.h"
 #include "tools/qzagent/Show.h"
 #include "tools/qzagent/Vendor.h"
+#include "tools/qzagent/Watch.h"
 
 namespace qzagent
 {
@@ -35,6 +36,7 @@ void addVerbs(CommandLine& arCommandLine)
     addLatency(arCommandLine);
     addShow(arCommandLine);
     addVendor(arCommandLine);
+    addWatch(arCommandLine);
     addExplain(arCommandLine);
 }
 

@@ -99,6 +99,13 @@ ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments
     return run({"sh", "-c", aScript, "sh"}, aArguments, aEnvironment);
 }
 
+ProcessResult runAgentInOn(std::string const& aScript, std::string const& aScenario,
+                           Arguments const& aArguments)
+{
+    TemporaryFile const scenario(aScenario, ".toml");
+    return run({"sh", "-c", aScript, "sh", SIMULATOR, "--scenario", scenario.path(), "--"}, aArguments, {});
+}
+
 ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,
                                  std::string const& aShellText)
 {

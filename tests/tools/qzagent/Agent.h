@@ -35,6 +35,10 @@ std::string shippedScenario(std::string const& aName);
 ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments,
                          Environment const& aEnvironment = {});
 
+/// The same on the simulated host of a scenario.
+ProcessResult runAgentInOn(std::string const& aScript, std::string const& aScenario,
+                           Arguments const& aArguments);
+
 /// Runs the agent on a terminal of its own; what it shows there, errors among it, is the output.
 /// @param aShellText follows the agent's command, as "| cat"
 ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,

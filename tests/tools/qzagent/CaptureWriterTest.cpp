@@ -1,0 +1,168 @@
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/FreshProcess.h"
+#include "tools/qzagent/CaptureWriter.h"
+
+using qzagent::CaptureWriteError;
+using qzagent::CaptureWriter;
+
+namespace
+{
+// Category 3, subcategory 7, no names; without payload and with one of ten bytes.
+std::string const shortRecord("\x03\x07\xf4\x00", 4);
+std::string const longRecord(
+    "\x03\x07\xf4\x01\x5a\x00\x00\x00\x0a"
+    "0123456789",
+    19);
+
+class CaptureWriterTest : public testing::Test
+{
+protected:
+    static void append(CaptureWriter& arWriter, std::string const& aRecord)
+    {
+        arWriter.append(reinterpret_cast<unsigned char const*>(aRecord.data()), aRecord.size());
+    }
+
+    std::string content() const
+    {
+        std::ifstream file(mPath, std::ios::binary);
+        std::ostringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    /// @return what the action is refused with
+    template <typename Action>
+    static std::string refusalOf(Action aAction)
+    {
+        try
+        {
+            aAction();
+            return "nothing";
+        }
+        catch (CaptureWriteError const& error)
+        {
+            return error.what();
+        }
+    }
+
+    std::string refusalOfOpening() const
+    {
+        return refusalOf([this] { CaptureWriter writer(mPath); });
+    }
+
+    static void limitFiles(rlim_t aSize)
+    {
+        rlimit const limit{aSize, aSize};
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+
+    ScratchFolder mFolder;
+    std::string mPath = mFolder.path() / "events.capture";
+};
+
+TEST_F(CaptureWriterTest, BeginsACapture)
+{
+    CaptureWriter writer(mPath);
+    append(writer, shortRecord);
+    append(writer, longRecord);
+    writer.sync();
+    EXPECT_EQ(content(), shortRecord + longRecord);
+    EXPECT_EQ(writer.numberOfRecords(), 2u);
+}
+
+TEST_F(CaptureWriterTest, AppendsToACapture)
+{
+    mFolder.write("events.capture", longRecord + shortRecord);
+    CaptureWriter writer(mPath);
+    append(writer, longRecord);
+    EXPECT_EQ(content(), longRecord + shortRecord + longRecord);
+    EXPECT_EQ(writer.numberOfRecords(), 3u);
+}
+
+TEST_F(CaptureWriterTest, RefusesACaptureWhoseLastRecordIsCutAndLeavesItAsItIs)
+{
+    std::string const cut = shortRecord + longRecord.substr(0, 18);
+    mFolder.write("events.capture", cut);
+    EXPECT_EQ(refusalOfOpening(), "cannot write " + mPath +
+                                      ": it is not a whole capture: at byte 8: expected a byte string of at "
+                                      "most the 9 bytes that follow, found byte string 10 (0x5a); its first "
+                                      "1 records end at byte 4");
+    EXPECT_EQ(content(), cut);
+}
+
+TEST_F(CaptureWriterTest, RefusesAnotherKindOfFileAndLeavesItAsItIs)
+{
+    mFolder.write("events.capture", "no capture\n");
+    EXPECT_EQ(refusalOfOpening(),
+              "cannot write " + mPath +
+                  ": it is not a whole capture: at byte 0: expected an unsigned integer up "
+                  "to 255, found text string 14 (0x6e); its first 0 records "
+                  "end at byte 0");
+    EXPECT_EQ(content(), "no capture\n");
+}
+
+TEST_F(CaptureWriterTest, RefusesAFolder)
+{
+    std::filesystem::create_directory(mPath);
+    EXPECT_EQ(refusalOfOpening(), "cannot write " + mPath + ": Is a directory");
+}
+
+TEST_F(CaptureWriterTest, RefusesAPipeWithoutWaitingForItsOtherEnd)
+{
+    ASSERT_EQ(::mkfifo(mPath.c_str(), 0600), 0);
+    EXPECT_EQ(refusalOfOpening(), "cannot write " + mPath + ": it is not a file");
+}
+
+TEST_F(CaptureWriterTest, RefusesWhatAnotherWrites)
+{
+    CaptureWriter const writer(mPath);
+    EXPECT_EQ(refusalOfOpening(), "cannot write " + mPath + ": another process is writing to it");
+}
+
+TEST_F(CaptureWriterTest, TellsOfAFullDevice)
+{
+    CaptureWriter writer("/dev/full");
+    EXPECT_EQ(refusalOf([&] { append(writer, longRecord); }),
+              "cannot write /dev/full: No space left on device; its 0 records are safe");
+}
+
+TEST_F(CaptureWriterTest, LeavesNothingOfARecordThatCannotBeWrittenInFull)
+{
+    inFreshProcess(
+        [this]
+        {
+            CaptureWriter writer(mPath);
+            append(writer, longRecord);
+            append(writer, shortRecord);
+            limitFiles(30);
+            EXPECT_EQ(refusalOf([&] { append(writer, longRecord); }),
+                      "cannot write " + mPath + ": File too large; its 2 records are safe");
+            EXPECT_EQ(content(), longRecord + shortRecord);
+        });
+}
+
+TEST_F(CaptureWriterTest, CutsNothingOffThatSomebodyElseWrote)
+{
+    inFreshProcess(
+        [this]
+        {
+            CaptureWriter writer(mPath);
+            append(writer, longRecord);
+            std::ofstream(mPath, std::ios::binary | std::ios::app) << shortRecord;
+            limitFiles(30);
+            EXPECT_EQ(refusalOf([&] { append(writer, longRecord); }),
+                      "cannot write " + mPath +
+                          ": File too large; its 1 records are safe, but part of another follows them");
+            EXPECT_EQ(content().substr(0, 23), longRecord + shortRecord);
+        });
+}
+}  // namespace

@@ -1,0 +1,193 @@
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+namespace
+{
+// Beside the events that the agent gets there are ten of category 4 at a second port of board 0.
+std::string events() { return shippedScenario("diagnostic-events"); }
+
+std::vector<std::string> linesOf(std::string const& aText)
+{
+    std::vector<std::string> lines;
+    std::istringstream text(aText);
+    for (std::string line; std::getline(text, line);)
+    {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// @return the fault, of one board
+std::string fault(char const* aCall, unsigned int aBoard)
+{
+    return "\n[[fault]]\ncall = \"" + std::string(aCall) +
+           "\"\nnth = 1\nresult = 5\nboard = " + std::to_string(aBoard) + "\n";
+}
+
+/// The categories of the events that are received in a second.
+std::vector<int> categoriesOf(Arguments aArguments)
+{
+    aArguments.insert(aArguments.begin(), {"watch", "--json", "--seconds", "1"});
+    std::vector<int> categories;
+    for (std::string const& line : linesOf(runAgentOn(events(), aArguments).mOutput))
+    {
+        categories.push_back(nlohmann::json::parse(line)["category"]);
+    }
+    return categories;
+}
+
+TEST(QzagentWatch, ShowsEachEventAsALine)
+{
+    ProcessResult const result =
+        runAgentOn(events(), {"watch", "--board", "0", "--category", "3", "--count", "2"});
+    std::string const time = "20[0-9-]+T[0-9:]+\\.[0-9]{6}Z";
+    EXPECT_THAT(linesOf(result.mOutput),
+                ElementsAre(MatchesRegex(time + " board 0 category 3 subcategory 7 length 64 "
+                                                "000000000405060708090a0b0c0d0e0f\\.\\.\\."),
+                            MatchesRegex(time + " board 0 category 3 subcategory 7 length 64 "
+                                                "0000000105060708090a0b0c0d0e0f10\\.\\.\\.")));
+    EXPECT_EQ(result.mErrors, "qzagent: note: received 2 events, wrote 2, dropped 0\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentWatch, ShowsAnEventWithoutPayloadAsALine)
+{
+    EXPECT_THAT(runAgentOn(events(), {"watch", "--board", "1", "--count", "1"}).mOutput,
+                MatchesRegex(".* board 1 category 5 subcategory 0 length 0\n"));
+}
+
+TEST(QzagentWatch, TellsEachEventAsAnObject)
+{
+    ProcessResult const result = runAgentOn(events(), {"watch", "--category", "3", "--count", "1", "--json"});
+    EXPECT_TRUE(satisfies(result.mOutput, "watch-event"));
+    nlohmann::json event = documentOf(result);
+    event.erase("time");
+    EXPECT_EQ(event,
+              nlohmann::json::parse(R"({
+        "board": 0, "category": 3, "subcategory": 7,
+        "first_wwn": "20:00:00:00:c9:00:00:00", "second_wwn": "10:00:00:00:c9:00:00:01",
+        "length": 64, "payload": "000000000405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f)"
+                                    R"(202122232425262728292a2b2c2d2e2f303132333435363738393a3b3c3d3e3f"})"));
+}
+
+TEST(QzagentWatch, EndsAfterItsTime)
+{
+    ProcessResult const result = runAgentOn(events(), {"watch", "--seconds", "1"});
+    EXPECT_THAT(linesOf(result.mOutput), SizeIs(101));
+    EXPECT_EQ(result.mErrors, "qzagent: note: received 101 events, wrote 101, dropped 0\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentWatch, ShowsEventsOfACategoryOnly)
+{
+    EXPECT_THAT(categoriesOf({"--category", "5"}), ElementsAre(5));
+}
+
+TEST(QzagentWatch, ShowsEventsOfASubcategoryOnly)
+{
+    EXPECT_THAT(categoriesOf({"--subcategory", "0"}), ElementsAre(5));
+}
+
+TEST(QzagentWatch, ShowsEventsOfABoardOnly) { EXPECT_THAT(categoriesOf({"--board", "1"}), ElementsAre(5)); }
+
+TEST(QzagentWatch, ShowsNothingWhenNothingHappens)
+{
+    EXPECT_THAT(categoriesOf({"--category", "3", "--subcategory", "1"}), IsEmpty());
+}
+
+TEST(QzagentWatch, ShowsPlainEventsOfAllPorts)
+{
+    EXPECT_THAT(categoriesOf({"--plain", "--category", "4"}), SizeIs(10));
+    EXPECT_THAT(categoriesOf({"--category", "4"}), IsEmpty()) << "they are at another port of the board";
+}
+
+TEST(QzagentWatch, WithoutQuazorEventsSaysWhatToDo)
+{
+    ProcessResult const result = runAgentOn(shippedScenario("no-quazor"), {"watch", "--count", "1"});
+    EXPECT_EQ(result.mErrors,
+              "qzagent: the driver does not offer Quazor events; --plain watches plain ones\n");
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentWatch, ShowsPlainEventsOfADriverWithoutQuazorEvents)
+{
+    ProcessResult const result =
+        runAgentOn(shippedScenario("no-quazor"), {"watch", "--plain", "--count", "5"});
+    EXPECT_THAT(linesOf(result.mOutput), SizeIs(5));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentWatch, GoesOnWithTheOtherBoardsWhenARegistrationIsRefused)
+{
+    ProcessResult const result =
+        runAgentOn(events() + fault("VQM_QZ_RegisterForEvent", 0), {"watch", "--count", "1"});
+    EXPECT_THAT(result.mOutput, HasSubstr(" board 1 "));
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: board 0: the registration was refused with result 5\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentWatch, EndsWhenEveryRegistrationIsRefused)
+{
+    ProcessResult const result = runAgentOn(
+        events() + fault("RegisterForEvent", 0) + fault("RegisterForEvent", 1), {"watch", "--plain"});
+    EXPECT_EQ(result.mErrors,
+              "qzagent: board 0: the registration was refused with result 5\n"
+              "qzagent: board 1: the registration was refused with result 5\n"
+              "qzagent: nothing to watch: no board is registered\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentWatch, LeavesOutABoardThatDoesNotTellItsNames)
+{
+    ProcessResult const result =
+        runAgentOn(events() + fault("VQM_GetLinkInfo", 0), {"watch", "--count", "1"});
+    EXPECT_THAT(result.mOutput, HasSubstr(" board 1 "));
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: board 0: QZCNotFoundEx: "));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentWatch, ReportsTheEndOfARegistrationThatIsRefused)
+{
+    ProcessResult const result = runAgentOn(events() + fault("VQM_QZ_unRegisterForEvent", 1),
+                                            {"watch", "--board", "1", "--count", "1"});
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("qzagent: board 1: the end of the registration was refused with result 5\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentWatch, WithoutALibraryIsAnError)
+{
+    ProcessResult const result = runAgent({"watch"});
+    EXPECT_EQ(result.mErrors, "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentWatch, WithoutBoardsIsAnError)
+{
+    ProcessResult const result = runAgentOn(shippedScenario("no-adapters"), {"watch"});
+    EXPECT_EQ(result.mErrors, "qzagent: no boards to watch\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentWatch, OfABoardThatIsNotThereIsAnError)
+{
+    ProcessResult const result = runAgentOn(events(), {"watch", "--board", "2"});
+    EXPECT_EQ(result.mErrors, "qzagent: no board 2; the verb vendor lists them\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+}  // namespace

@@ -1,0 +1,100 @@
+#include "tools/qzagent/WatchLines.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstddef>
+#include <ctime>
+#include <stdexcept>
+#include <string>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "tools/qzagent/EventQueue.h"
+#include "tools/qzagent/HexDump.h"
+#include "tools/qzagent/LibvqmBoards.h"
+#include "tools/qzagent/Output.h"
+#include "tools/qzagent/StopSignals.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr std::size_t bytesInALine = 16;
+constexpr unsigned int signalsToGiveUp = 2;
+
+/// As the log's lines begin.
+std::string textOf(std::chrono::system_clock::time_point aTime)
+{
+    using std::chrono::microseconds;
+    auto const sinceEpoch = std::chrono::duration_cast<microseconds>(aTime.time_since_epoch());
+    auto const seconds = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(std::time_t{seconds.count()}),
+                       (sinceEpoch - seconds).count());
+}
+
+std::string lineOf(WatchedEvent const& aEvent)
+{
+    std::size_t const length = aEvent.mPayload.size();
+    auto const begin = aEvent.mPayload.begin();
+    auto const end = begin + static_cast<std::ptrdiff_t>(std::min(length, bytesInALine));
+    std::string const start = hexOf({begin, end});
+    return fmt::format("{} board {} category {} subcategory {} length {}{}{}{}\n", textOf(aEvent.mHead.mTime),
+                       aEvent.mHead.mBoard, aEvent.mHead.mCategory, aEvent.mHead.mSubcategory, length,
+                       start.empty() ? "" : " ", start, length > bytesInALine ? "..." : "");
+}
+
+/// Written down at once: of the values none needs escaping, and a payload may be long.
+std::string jsonOf(WatchedEvent const& aEvent, Board const* apBoard)
+{
+    std::string json =
+        fmt::format(R"({{"time":"{}","board":{},"category":{},"subcategory":{})", textOf(aEvent.mHead.mTime),
+                    aEvent.mHead.mBoard, aEvent.mHead.mCategory, aEvent.mHead.mSubcategory);
+    if (apBoard != nullptr)
+    {
+        json +=
+            fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", apBoard->mFirstWwn->getStringForm().get(),
+                        apBoard->mSecondWwn->getStringForm().get());
+    }
+    std::size_t const length = aEvent.mPayload.size();
+    return json + fmt::format(R"(,"length":{},"payload":"{}"}})", length, hexOf(aEvent.mPayload)) + "\n";
+}
+}  // namespace
+
+bool WatchLines::take(WatchedEvent const& aEvent, Board const* apBoard)
+{
+    mLines += mIsJson ? jsonOf(aEvent, apBoard) : lineOf(aEvent);
+    ++mNumberOfLines;
+    if (mLines.size() >= PIPE_BUF)
+    {
+        flush();
+    }
+    return true;
+}
+
+void WatchLines::flush()
+{
+    for (std::size_t done = 0; done < mLines.size(); done += PIPE_BUF)
+    {
+        waitForRoom();
+        mOutput.write(mLines.substr(done, PIPE_BUF));
+    }
+    mLines.clear();
+    mWritten += mNumberOfLines;
+    mNumberOfLines = 0;
+}
+
+/// A write that waits could not be ended by a signal.
+void WatchLines::waitForRoom()
+{
+    while (!mOutput.waitForRoom(mSignals.descriptor()))
+    {
+        mSignals.take();
+        if (mSignals.count() >= signalsToGiveUp)
+        {
+            throw std::runtime_error("cannot write standard output: nobody reads it");
+        }
+    }
+}
+}  // namespace qzagent
