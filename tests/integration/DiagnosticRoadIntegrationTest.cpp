@@ -1,0 +1,295 @@
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+#include <poll.h>
+
+#include "backend/common/include/Buffer.h"
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "simulator/include/QzEvent.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/LogCapture.h"
+#include "tools/qzagent/CaptureWriter.h"
+#include "tools/qzagent/EventQueue.h"
+
+using testing::ElementsAre;
+
+namespace
+{
+using Bytes = std::vector<unsigned char>;
+using NameHandle = QZCPointer<QZCWorldWideName>;
+
+constexpr std::uint64_t eventsInAll = 100000;
+
+/// Of each category: how many bytes of payload its events have.
+std::map<unsigned int, std::size_t> const sizes{{3, 64}, {4, 16}, {200, 1000}};
+
+void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory, void* apQueue,
+               QZ_event* apEvent)
+{
+    static_cast<qzagent::EventQueue*>(apQueue)->push(
+        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, apEvent->mPayload,
+        apEvent->mLength);
+}
+
+/// The payload that the source sends with its event of that number.
+Bytes payloadOf(std::uint32_t aNumber, std::size_t aSize)
+{
+    Bytes payload(aSize);
+    for (std::size_t i = 0; i < aSize; ++i)
+    {
+        payload[i] = static_cast<unsigned char>(i < 4 ? aNumber >> (24 - 8 * i) : aNumber + i);
+    }
+    return payload;
+}
+
+std::uint32_t numberIn(Bytes const& aPayload)
+{
+    return static_cast<std::uint32_t>(aPayload.at(0)) << 24 |
+           static_cast<std::uint32_t>(aPayload.at(1)) << 16 |
+           static_cast<std::uint32_t>(aPayload.at(2)) << 8 | aPayload.at(3);
+}
+
+Bytes bytesOf(QZCEncodableInStream& arIn)
+{
+    QZCPointer<QZCBuffer> buffer;
+    arIn >> buffer;
+    unsigned char const* const first = *buffer;
+    return {first, first + buffer->getLength()};
+}
+
+/// A record as it stands in the capture, read element by element.
+struct Record
+{
+    explicit Record(QZCEncodableInStream& arIn)
+    {
+        bool hasNames = false;
+        unsigned int marker = 0;
+        arIn >> mCategory >> mSubcategory >> hasNames;
+        mFirst = hasNames ? bytesOf(arIn) : Bytes();
+        mSecond = hasNames ? bytesOf(arIn) : Bytes();
+        arIn >> marker;
+        mPayload = marker == 1 ? bytesOf(arIn) : Bytes();
+    }
+
+    unsigned char mCategory = 0;
+    unsigned char mSubcategory = 0;
+    Bytes mFirst;
+    Bytes mSecond;
+    Bytes mPayload;
+};
+
+class DiagnosticRoad : public testing::Test
+{
+protected:
+    struct Board
+    {
+        NameHandle mFirst;
+        NameHandle mSecond;
+        unsigned int mRegistration = 0;
+    };
+
+    void open()
+    {
+        mLibvqm.LIBVQM_LoadLibrary();
+        mLibvqm.LIBVQM_Init();
+        mBoards.resize(mLibvqm.LIBVQM_GetNumberOfAdapters());
+        for (unsigned int number = 0; number < mBoards.size(); ++number)
+        {
+            mLibvqm.LIBVQM_GetAdapterInfo(number, mBoards[number].mFirst, mBoards[number].mSecond);
+        }
+    }
+
+    void registerAll()
+    {
+        for (unsigned int number = 0; number < mBoards.size(); ++number)
+        {
+            ASSERT_EQ(mLibvqm.LIBVQM_QzapiRegEvent(number, mBoards[number].mSecond, anyEvent(), &mQueue,
+                                                   &mBoards[number].mRegistration, &takeEvent),
+                      0u);
+        }
+    }
+
+    void unregisterAll()
+    {
+        for (unsigned int number = 0; number < mBoards.size(); ++number)
+        {
+            EXPECT_EQ(mLibvqm.LIBVQM_QzapiUnregEvent(number, mBoards[number].mSecond,
+                                                     mBoards[number].mRegistration),
+                      0u);
+        }
+    }
+
+    void close()
+    {
+        mLibvqm.LIBVQM_Close();
+        mLibvqm.LIBVQM_FreeLibrary();
+    }
+
+    static QZCPointer<QZCScopeEvent> anyEvent() { return kindOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY); }
+
+    static QZCPointer<QZCScopeEvent> kindOf(unsigned int aCategory, unsigned int aSubcategory)
+    {
+        QZCEncodableOutStream out;
+        out << static_cast<unsigned char>(aCategory) << static_cast<unsigned char>(aSubcategory);
+        QZCBuffer const& encoded = out.getEncoded();
+        QZCEncodableInStream in(encoded, encoded.getLength());
+        QZCPointer<QZCScopeEvent> const kind = eventOf(0, 0);
+        kind->decode(in);
+        return kind;
+    }
+
+    /// Writes what comes in until all of it has come.
+    void capture(std::string const& aPath)
+    {
+        qzagent::CaptureWriter writer(aPath);
+        qzagent::WatchedEvent event{};
+        while (writer.numberOfRecords() + mQueue.dropped() < eventsInAll)
+        {
+            if (mQueue.pop(event))
+            {
+                append(writer, event);
+            }
+            else
+            {
+                pollfd queue{mQueue.descriptor(), POLLIN, 0};
+                ::poll(&queue, 1, -1);
+            }
+        }
+    }
+
+    void append(qzagent::CaptureWriter& arWriter, qzagent::WatchedEvent const& aEvent)
+    {
+        Board const& board = mBoards.at(aEvent.mHead.mBoard);
+        auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
+        mStream.clear();
+        QZCScopeData(kindOf(aEvent.mHead.mCategory, aEvent.mHead.mSubcategory), aEvent.mPayload.data(),
+                     length, length, board.mFirst, board.mSecond)
+            .encode(mStream);
+        QZCBuffer const& encoded = mStream.getEncoded();
+        arWriter.append(encoded, encoded.getLength());
+    }
+
+    QZCLibvqmAbs mLibvqm;
+    std::vector<Board> mBoards;
+    qzagent::EventQueue mQueue{65536, 64 * 1024 * 1024};
+    QZCEncodableOutStream mStream;
+    ScratchFolder mFolder;
+};
+
+// Versions are read and logged once in a process, so this has one of its own.
+class DiagnosticTrace : public DiagnosticRoad
+{
+};
+
+Bytes contentOf(std::string const& aPath)
+{
+    std::ifstream file(aPath, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// @return the record that the library reads there, written by it again
+Bytes reencoded(QZCEncodableInStream& arIn)
+{
+    QZCScopeData data(eventOf(0, 0));
+    data.decode(arIn);
+    QZCEncodableOutStream out;
+    data.encode(out);
+    unsigned char const* const first = out.getEncoded();
+    return {first, first + out.getEncoded().getLength()};
+}
+
+TEST_F(DiagnosticRoad, BringsEveryEventIntoTheCaptureInTheOrderOfItsSourceOrCountsItAsDropped)
+{
+    std::string const path = mFolder.path() / "events.capture";
+    open();
+    ASSERT_TRUE(mLibvqm.LIBVQM_IsQzapiSupported());
+    registerAll();
+    capture(path);
+    unregisterAll();
+    close();
+
+    Bytes const content = contentOf(path);
+    std::map<unsigned int, std::uint32_t> next;
+    std::uint64_t count = 0;
+    for (std::size_t position = 0; position < content.size(); ++count)
+    {
+        auto const left = static_cast<unsigned int>(content.size() - position);
+        QZCEncodableInStream in(content.data() + position, left);
+        QZCEncodableInStream again(content.data() + position, left);
+        Record const record(in);
+        std::size_t const size = left - in.getRemaining();
+        Bytes const bytes(content.begin() + static_cast<std::ptrdiff_t>(position),
+                          content.begin() + static_cast<std::ptrdiff_t>(position + size));
+        ASSERT_EQ(reencoded(again), bytes) << "record " << count;
+        ASSERT_EQ(again.getRemaining(), in.getRemaining()) << "record " << count;
+
+        std::uint32_t const number = numberIn(record.mPayload);
+        ASSERT_EQ(record.mPayload, payloadOf(number, sizes.at(record.mCategory))) << "record " << count;
+        ASSERT_GE(number, next[record.mCategory]) << "record " << count << " is late";
+        next[record.mCategory] = number + 1;
+        unsigned char const board = record.mCategory == 200 ? 0x10 : 0x00;
+        ASSERT_THAT(record.mFirst, ElementsAre(0x20, 0, 0, 0, 0xc9, 0, 0, board));
+        ASSERT_THAT(record.mSecond, ElementsAre(0x10, 0, 0, 0, 0xc9, 0, 0, board + 1));
+        position += size;
+    }
+    EXPECT_EQ(count + mQueue.dropped(), eventsInAll);
+    EXPECT_GT(count, 0u);
+}
+
+/// The layer's own lines.
+std::vector<std::string> textsOf(LogCapture const& aLog)
+{
+    std::vector<std::string> texts;
+    for (LogLine const& line : aLog.lines())
+    {
+        if (line.mFile == "LibvqmAbs")
+        {
+            texts.push_back(line.mTag + " " + line.mFunction + ": " + line.mText);
+        }
+    }
+    return texts;
+}
+
+TEST_F(DiagnosticTrace, TellsOfEachStepFromBeginningToEnd)
+{
+    LogCapture const log;
+    open();
+    registerAll();
+    unregisterAll();
+    close();
+    EXPECT_THAT(
+        textsOf(log),
+        ElementsAre("-T- LIBVQM_LoadLibrary: Entered", "-T- LIBVQM_LoadLibrary: Going to call dlopen",
+                    "-T- LIBVQM_LoadLibrary: Call to dlopen was successful", "-T- LIBVQM_LoadLibrary: Left",
+                    "-T- LIBVQM_Init: Entered", "-T- __initLibvqm: Entered", "-T- __initLibvqm: Left",
+                    "-T- __processLibvqmVersion: Entered",
+                    "-I- __processLibvqmVersion: Found Libvqm version : 2.1.0",
+                    "-T- __processLibvqmVersion: Left", "-T- __processDriverVersion: Entered",
+                    "-I- __processDriverVersion: KWRT Driver Version - 4.0.12",
+                    "-T- DoesDriverSupportQzapi: Entered", "-N- DoesDriverSupportQzapi: FeatureList is 256",
+                    "-N- DoesDriverSupportQzapi: Driver supports Quazor: true",
+                    "-T- DoesDriverSupportQzapi: Left", "-T- __processDriverVersion: Left",
+                    "-T- LIBVQM_Init: Left", "-T- LIBVQM_GetNumberOfAdapters: Entered",
+                    "-T- LIBVQM_GetNumberOfAdapters: Left", "-T- LIBVQM_GetAdapterInfo: Entered",
+                    "-T- LIBVQM_GetAdapterInfo: Left", "-T- LIBVQM_QzapiRegEvent: Entered",
+                    "-T- LIBVQM_QzapiRegEvent: Left", "-T- LIBVQM_QzapiUnregEvent: Entered",
+                    "-T- LIBVQM_QzapiUnregEvent: Left", "-T- LIBVQM_Close: Entered", "-T- LIBVQM_Close: Left",
+                    "-T- LIBVQM_FreeLibrary: Entered", "-T- LIBVQM_FreeLibrary: Left"));
+}
+}  // namespace
