@@ -43,7 +43,7 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t mostWaitingEvents = 65'536;
-constexpr std::size_t mostWaitingBytes = 64 * 1024 * 1024;
+constexpr std::size_t mostWaitingBytes = std::size_t{64} << 20U;
 /// How many events are taken between two looks at clock and signals.
 constexpr unsigned int eventsAtATime = 256;
 

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -9,10 +10,7 @@
 #include "tests/tools/qzagent/Agent.h"
 
 using testing::AllOf;
-using testing::AnyOf;
 using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::Not;
 
 namespace
 {
