@@ -1,0 +1,173 @@
+// What each library exports is exactly what the list beside its sources promises. Names of the standard library
+// are the compiler's business: which of its templates are left as functions changes with every version.
+#include <cstddef>
+#include <fstream>
+#include <ostream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/Process.h"
+
+using testing::IsEmpty;
+using testing::TestWithParam;
+
+namespace
+{
+using Names = std::set<std::string>;
+
+struct Library
+{
+    std::string mName;
+    std::string mFile;
+    std::string mList;
+};
+
+std::ostream& operator<<(std::ostream& arOut, Library const& aLibrary) { return arOut << aLibrary.mName; }
+
+void replaceAll(std::string& arText, std::string const& aOld, std::string const& aNew)
+{
+    for (std::size_t at = arText.find(aOld); at != std::string::npos;
+         at = arText.find(aOld, at + aNew.size()))
+    {
+        arText.replace(at, aOld.size(), aNew);
+    }
+}
+
+bool startsWith(std::string const& aText, std::string const& aStart) { return aText.rfind(aStart, 0) == 0; }
+
+/// The name without its template arguments and parameters, so that of a template of this project nothing is
+/// left of the types that it is used with.
+std::string outerPart(std::string const& aName)
+{
+    std::string outer;
+    int depth = 0;
+    for (char const c : aName)
+    {
+        depth -= c == '>' || c == ')' ? 1 : 0;
+        if (depth == 0)
+        {
+            outer += c;
+        }
+        depth += c == '<' || c == '(' ? 1 : 0;
+    }
+    return outer;
+}
+
+bool isTheCompilers(std::string const& aName)
+{
+    std::string name = aName;
+    for (char const* const anOperator : {"operator<<", "operator>>", "operator->", "operator<", "operator>"})
+    {
+        replaceAll(name, anOperator, "operator");
+    }
+    std::string const outer = outerPart(name);
+    return outer.find("std::") != std::string::npos || outer.find("__gnu_cxx::") != std::string::npos ||
+           startsWith(name, "operator new") || startsWith(name, "operator delete") ||
+           startsWith(name, "construction vtable for ");
+}
+
+/// The name as the lists write it. The GNU and LLVM tools differ in how they print a null pointer's type.
+std::string asListed(std::string aName)
+{
+    replaceAll(aName, "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
+               "std::string");
+    replaceAll(aName, "std::string >", "std::string>");
+    replaceAll(aName, "decltype(nullptr)", "std::nullptr_t");
+    return aName;
+}
+
+Names exportedBy(std::string const& aFile)
+{
+    ProcessResult const result = runProcess({NM, "-DCj", "--defined-only", aFile});
+    EXPECT_EQ(result.mExitStatus, 0) << NM << ": " << result.mErrors;
+    std::istringstream lines(result.mOutput);
+    Names names;
+    for (std::string name; std::getline(lines, name);)
+    {
+        if (!isTheCompilers(name))
+        {
+            names.insert(asListed(name));
+        }
+    }
+    return names;
+}
+
+/// A list as it was reviewed: the names in every build, and those of inline functions' copies.
+struct Promise
+{
+    explicit Promise(std::string const& aFile)
+    {
+        std::string const inlineMark = "inline ";
+        std::ifstream lines(aFile);
+        EXPECT_TRUE(lines.is_open()) << "cannot read " << aFile;
+        for (std::string line; std::getline(lines, line);)
+        {
+            if (line.empty() || line.front() == '#')
+            {
+                continue;
+            }
+            replaceAll(line, "size_t", SIZE_TYPE);
+            bool const isCopy = startsWith(line, inlineMark);
+            (isCopy ? mCopies : mNames).insert(isCopy ? line.substr(inlineMark.size()) : line);
+        }
+    }
+
+    Names mNames;
+    Names mCopies;
+};
+
+std::vector<std::string> inFirstOnly(Names const& aFirst, Names const& aSecond)
+{
+    std::vector<std::string> found;
+    for (std::string const& name : aFirst)
+    {
+        if (aSecond.count(name) == 0)
+        {
+            found.push_back(name);
+        }
+    }
+    return found;
+}
+
+class Exports : public TestWithParam<Library>
+{
+protected:
+    Names const mExported = exportedBy(GetParam().mFile);
+    Promise const mPromise{GetParam().mList};
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, Exports,
+                         testing::Values(Library{"QZCommonFramework", FRAMEWORK_LIBRARY, FRAMEWORK_EXPORTS},
+                                         Library{"QZSensorAgentCommon", AGENTCOMMON_LIBRARY,
+                                                 AGENTCOMMON_EXPORTS}),
+                         [](testing::TestParamInfo<Library> const& aInfo) { return aInfo.param.mName; });
+
+TEST_P(Exports, MissNothingThatIsListed)
+{
+    EXPECT_THAT(inFirstOnly(mPromise.mNames, mExported), IsEmpty())
+        << "missing in " << GetParam().mFile << ", though listed in " << GetParam().mList;
+}
+
+TEST_P(Exports, HaveNothingThatIsNotListed)
+{
+    Names listed = mPromise.mNames;
+    listed.insert(mPromise.mCopies.begin(), mPromise.mCopies.end());
+    EXPECT_THAT(inFirstOnly(mExported, listed), IsEmpty())
+        << "surplus in " << GetParam().mFile << ", not listed in " << GetParam().mList;
+}
+
+TEST_P(Exports, HaveTheListedCopiesWhereNothingIsOptimised)
+{
+    if (!IS_DEBUG_BUILD)
+    {
+        GTEST_SKIP() << "an optimising compiler leaves out copies of inline functions";
+    }
+    EXPECT_THAT(inFirstOnly(mPromise.mCopies, mExported), IsEmpty())
+        << "no copies of them in " << GetParam().mFile << ", though listed as inline in " << GetParam().mList;
+}
+}  // namespace
