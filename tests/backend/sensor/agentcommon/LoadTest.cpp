@@ -259,6 +259,18 @@ TEST_F(LibrariesAtLoad, FrameworkRunsOnlyWhatComesWithEveryLibrary)
     EXPECT_THAT(initialisersReferTo(FRAMEWORK_LIBRARY), IsEmpty());
 }
 
+TEST_F(LibrariesAtLoad, NeitherChoosesAFunctionByRunningAnother)
+{
+    // An indirect function's resolver runs when the library is opened, and stands in no array.
+    for (char const* const library : {AGENTCOMMON_LIBRARY, FRAMEWORK_LIBRARY})
+    {
+        Texts const relocations = linesOf({"readelf", "-rW", library});
+        EXPECT_THAT(relocations, Contains(HasSubstr(" R_")));
+        EXPECT_THAT(relocations, Each(Not(HasSubstr("IRELATIV"))));
+        EXPECT_THAT(linesOf({"readelf", "-sW", library}), Each(Not(HasSubstr(" IFUNC "))));
+    }
+}
+
 TEST_F(LibrariesAtLoad, NeitherRunsAFunctionOfItsOwnAtUnload)
 {
     EXPECT_EQ(functionsIn("FINI_ARRAY", AGENTCOMMON_LIBRARY), 1u);
