@@ -87,6 +87,8 @@ unsigned int AllocationFailure::allocations() const { return gSeen; }
 
 std::size_t AllocationFailure::largest() const { return gLargest; }
 
+long AllocationFailure::liveBlocks() { return gLiveBlocks; }
+
 long liveBlocks() { return gLiveBlocks; }
 
 DeliberateLeak::DeliberateLeak()

@@ -21,6 +21,9 @@ public:
 
     /// Size in bytes of the largest allocation seen so far.
     std::size_t largest() const;
+
+    /// The same as the function of that name, for code that takes the kind of failure as a parameter.
+    static long liveBlocks();
 };
 
 /// Number of blocks from operator new that have not been deleted again, in the whole process.

@@ -1,0 +1,222 @@
+// What buffers and streams do when memory runs out, for each operation and each of its allocations.
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "backend/common/include/Buffer.h"
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/LocalBuffer.h"
+#include "backend/common/include/Pointer.h"
+#include "tests/backend/common/AllocationTable.h"
+#include "tests/backend/common/Bytes.h"
+#include "tests/backend/common/Outcome.h"
+
+namespace
+{
+using Rows = std::vector<Operation>;
+
+// What fits inside a buffer, and what does not.
+constexpr unsigned int insideLength = 39;
+constexpr unsigned int longLength = 100;
+constexpr unsigned int allBitsSet = std::numeric_limits<unsigned int>::max();
+
+/// Bytes to append or to wrap, outside the counted memory.
+unsigned char const sourceBytes[longLength] = {1, 2, 3};
+
+std::shared_ptr<QZCBuffer> filled(unsigned int aLength) { return std::make_shared<QZCBuffer>(aLength, 0u); }
+
+std::shared_ptr<QZCBuffer> wrapped(unsigned int aLength)
+{
+    return std::make_shared<QZCBuffer>(sourceBytes, aLength);
+}
+
+Rows bufferRows()
+{
+    auto const nothing = [] { return std::make_shared<std::optional<QZCBuffer>>(); };
+    auto const isEmpty = [](auto const& aBuffer) { EXPECT_FALSE(aBuffer); };
+    auto const full = [] { return filled(insideLength); };
+    auto const isStillFull = [](QZCBuffer const& aBuffer)
+    { EXPECT_EQ(bytesOf(aBuffer), Bytes(insideLength)); };
+    auto const wrapper = [] { return wrapped(longLength); };
+    auto const stillWraps = [](QZCBuffer const& aBuffer)
+    {
+        EXPECT_EQ(static_cast<unsigned char const*>(aBuffer), sourceBytes);
+        EXPECT_EQ(aBuffer.getLength(), longLength);
+    };
+    return {
+        withoutAllocation("BufferInside", nothing,
+                          [](auto& arBuffer) { arBuffer.emplace(insideLength, insideLength); }),
+        withoutAllocation("BufferWraps", nothing, [](auto& arBuffer) { arBuffer.emplace(sourceBytes, 3u); }),
+        withoutAllocation("LocalBufferWraps", nothing,
+                          [](auto&) { QZCLocalBuffer const local(sourceBytes, longLength); }),
+        operation(
+            "BufferOnTheHeap", "0", badAlloc, nothing,
+            [](auto& arBuffer) { arBuffer.emplace(0u, longLength); }, isEmpty),
+        operation(
+            "BufferGrowsByAppending", "0", badAlloc, full,
+            [](QZCBuffer& arBuffer) { arBuffer.append(sourceBytes, 1); }, isStillFull),
+        operation(
+            "BufferGrowsByItsLength", "0", badAlloc, full,
+            [](QZCBuffer& arBuffer) { arBuffer.setLength(longLength); }, isStillFull),
+        operation(
+            "BufferThatWrapsIsWrittenTo", "0", badAlloc, wrapper,
+            [](QZCBuffer& arBuffer) { static_cast<unsigned char*>(arBuffer)[0] = 7; }, stillWraps),
+        operation(
+            "BufferThatWrapsIsAppendedTo", "0", badAlloc, wrapper,
+            [](QZCBuffer& arBuffer) { arBuffer.append(sourceBytes, longLength); }, stillWraps),
+        operation(
+            "BufferThatWrapsIsCut", "0", badAlloc, wrapper,
+            [](QZCBuffer& arBuffer) { arBuffer.setLength(3); }, stillWraps),
+        operation(
+            "BufferThatWrapsIsExtended", "00", badAlloc, wrapper,
+            [](QZCBuffer& arBuffer) { arBuffer.setLength(longLength + 1); },
+            [](QZCBuffer const& aBuffer)
+            { EXPECT_EQ(bytesOf(aBuffer), Bytes(sourceBytes, sourceBytes + longLength)); }),
+        // What these three allocate is the text of the refusal.
+        ending("std::out_of_range: QZCBuffer::byte: position 39 is not below the length 39",
+               operation(
+                   "BufferRefusesAByteBeyondItsEnd", "000", badAlloc, full,
+                   [](QZCBuffer const& aBuffer) { aBuffer.byte(insideLength); }, isStillFull)),
+        ending("std::length_error: QZCBuffer: adding 1 bytes to 4294967295 exceeds 4294967295",
+               operation(
+                   "BufferRefusesToGrowBeyondAllNumbers", "000", badAlloc, [] { return wrapped(allBitsSet); },
+                   [](QZCBuffer& arBuffer) { arBuffer.append(sourceBytes, 1); },
+                   [](QZCBuffer const& aBuffer) { EXPECT_EQ(aBuffer.getLength(), allBitsSet); })),
+        ending("std::length_error: QZCBuffer: adding 4294967300 bytes to 0 exceeds 4294967295",
+               operation(
+                   "OutStreamRefusesTheLongestBuffer", "000", badAlloc, [] { return wrapped(allBitsSet); },
+                   [](QZCBuffer const& aBuffer) { QZCEncodableOutStream() << aBuffer; })),
+        withoutAllocation(
+            "BufferTakesWhatThereIsRoomFor", [] { return filled(3); },
+            [](QZCBuffer& arBuffer)
+            {
+                arBuffer.append(sourceBytes, 30);
+                arBuffer.setLength(insideLength);
+                arBuffer.setLength(0);
+            }),
+        withoutAllocation("BufferIsRead", wrapper,
+                          [](QZCBuffer const& aBuffer)
+                          { ASSERT_EQ(aBuffer.byte(2), static_cast<unsigned char const*>(aBuffer)[2]); }),
+    };
+}
+
+/// A stream that holds so many bytes.
+auto streamOf(unsigned int aLength)
+{
+    return [=]
+    {
+        auto const stream = std::make_shared<QZCEncodableOutStream>();
+        for (unsigned int i = 0; i < aLength; ++i)
+        {
+            *stream << true;
+        }
+        return stream;
+    };
+}
+
+/// Inserting the value, into a stream with room for it and into one without.
+template <typename Value>
+Rows insertionRows(std::string const& aType, Value const& aValue)
+{
+    auto const insert = [&aValue](QZCEncodableOutStream& arOut) { arOut << aValue; };
+    return {
+        withoutAllocation("OutStreamTakes" + aType, streamOf(0), insert),
+        operation("OutStreamGrowsBy" + aType, "0", badAlloc, streamOf(insideLength), insert,
+                  [](QZCEncodableOutStream const& aOut)
+                  { EXPECT_EQ(bytesOf(aOut.getEncoded()), Bytes(insideLength, 0xf5)); }),
+    };
+}
+
+/// A stream of one element, and places for it.
+struct Extraction
+{
+    explicit Extraction(Bytes aBytes)
+        : mBytes(std::move(aBytes)),
+          mIn(mBytes.data(), lengthOf(mBytes)),
+          mBuffer(new QZCBuffer(1u, 0u), QZPST_Individual, QZPAT_New)
+    {
+    }
+
+    Bytes mBytes;
+    QZCEncodableInStream mIn;
+    bool mBool = false;
+    unsigned char mByte = 0;
+    unsigned int mWord = 0;
+    QZCPointer<QZCBuffer> mBuffer;
+};
+
+auto extractionOf(Bytes const& aBytes)
+{
+    return [=] { return std::make_shared<Extraction>(aBytes); };
+}
+
+Rows extractionRows()
+{
+    Bytes const word = {0x1a, 1, 2, 3, 4};
+    Bytes const shortString = joined({0x5a, 0, 0, 0, 8}, someBytes(8));
+    Bytes const longString = joined({0x5a, 0, 0, 0, longLength}, someBytes(longLength));
+    auto const takeBuffer = [](Extraction& arFrom) { arFrom.mIn >> arFrom.mBuffer; };
+    auto const isUntouched = [](Extraction const& aFrom)
+    {
+        EXPECT_EQ(aFrom.mIn.getRemaining(), aFrom.mBytes.size());
+        EXPECT_EQ(bytesOf(*aFrom.mBuffer), Bytes(1));
+    };
+    return {
+        withoutAllocation("InStreamGivesABool", extractionOf({0xf5}),
+                          [](Extraction& arFrom) { arFrom.mIn >> arFrom.mBool; }),
+        withoutAllocation("InStreamGivesAByte", extractionOf({0x18, 200}),
+                          [](Extraction& arFrom) { arFrom.mIn >> arFrom.mByte; }),
+        withoutAllocation("InStreamGivesAWord", extractionOf(word),
+                          [](Extraction& arFrom) { arFrom.mIn >> arFrom.mWord; }),
+        operation("InStreamGivesAShortBuffer", "01", outOfMemory, extractionOf(shortString), takeBuffer,
+                  isUntouched),
+        operation("InStreamGivesALongBuffer", "002", outOfMemory, extractionOf(longString), takeBuffer,
+                  isUntouched),
+        withoutAllocation(
+            "InStreamRefusesAWord", extractionOf({0x60}),
+            [](Extraction& arFrom) { arFrom.mIn >> arFrom.mWord; },
+            "QZCEncodingEx 100: at byte 0: expected an unsigned integer up to 4294967295, "
+            "found text string 0 (0x60)"),
+        withoutAllocation("InStreamRefusesABuffer", extractionOf({0x5a, 0, 0, 0, 8}), takeBuffer,
+                          "QZCEncodingEx 100: at byte 0: expected a byte string of at most the 0 bytes that "
+                          "follow, found byte string 8 (0x5a)"),
+    };
+}
+
+Rows streamRows()
+{
+    static bool const boolean = true;
+    static unsigned char const byte = 200;
+    static unsigned int const word = allBitsSet;
+    static QZCBuffer const buffer(sourceBytes, 8u);
+    Rows rows;
+    for (Rows const& more :
+         {insertionRows("ABool", boolean), insertionRows("AByte", byte), insertionRows("AWord", word),
+          insertionRows("ABuffer", buffer), extractionRows()})
+    {
+        rows.insert(rows.end(), more.begin(), more.end());
+    }
+    rows.push_back(withoutAllocation("OutStreamIsReadAndCleared", streamOf(longLength),
+                                     [](QZCEncodableOutStream& arOut)
+                                     {
+                                         ASSERT_EQ(arOut.getEncoded().getLength(), longLength);
+                                         arOut.clear();
+                                         arOut << true;
+                                     }));
+    return rows;
+}
+
+class StreamAllocations : public testing::TestWithParam<Operation>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Buffer, StreamAllocations, testing::ValuesIn(bufferRows()), nameOfOperation);
+INSTANTIATE_TEST_SUITE_P(Stream, StreamAllocations, testing::ValuesIn(streamRows()), nameOfOperation);
+
+TEST_P(StreamAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+}  // namespace

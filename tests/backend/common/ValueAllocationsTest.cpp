@@ -1,0 +1,235 @@
+// What handles, texts, sequences and exceptions do when memory runs out, for each operation and each of its
+// allocations.
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/Exception.h"
+#include "backend/common/include/Pointer.h"
+#include "backend/common/include/QZString.h"
+#include "backend/common/include/QZVector.h"
+#include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "tests/backend/common/AllocationTable.h"
+#include "tests/backend/common/Outcome.h"
+
+namespace
+{
+using Rows = std::vector<Operation>;
+
+// What fits inside a standard string, and what does not.
+char const* const shortText = "1.2.3";
+char const* const longText = "10:00:00:00:c9:2a:3b:4c";
+constexpr unsigned int longLength = 100;
+constexpr unsigned int allBitsSet = std::numeric_limits<unsigned int>::max();
+
+/// An object that its maker still owns, and the handle that is to take it over.
+template <typename T>
+struct Handed
+{
+    explicit Handed(T* aObject) : mObject(aObject) {}
+
+    void take(QZPointerSizeType aSizeType, QZPointerAllocType aAllocType)
+    {
+        mHandle.emplace(mObject, aSizeType, aAllocType);
+    }
+
+    T* mObject;
+    std::optional<QZCPointer<T>> mHandle;
+};
+
+std::shared_ptr<QZCPointer<int>> liveHandle()
+{
+    return std::make_shared<QZCPointer<int>>(new (std::nothrow) int(7), QZPST_Individual, QZPAT_New);
+}
+
+Rows pointerRows()
+{
+    auto const nothing = [] { return std::make_shared<std::optional<QZCPointer<int>>>(); };
+    auto const isEmpty = [](auto const& aHandle) { EXPECT_FALSE(aHandle); };
+    return {
+        operation(
+            "PointerTakesANewObject", "01", outOfMemory, nothing,
+            [](auto& arHandle) { arHandle.emplace(new (std::nothrow) int(7), QZPST_Individual, QZPAT_New); },
+            isEmpty),
+        operation(
+            "PointerTakesANewArray", "01", outOfMemory, nothing,
+            [](auto& arHandle) { arHandle.emplace(new (std::nothrow) int[7], QZPST_Array, QZPAT_New); },
+            isEmpty),
+        operation(
+            "PointerTakesAnObjectThatRemainsItsMakers", "0", outOfMemory,
+            [] { return std::make_shared<Handed<int>>(new int(7)); },
+            [](Handed<int>& arHanded) { arHanded.take(QZPST_Individual, QZPAT_New); },
+            [](Handed<int>& arHanded) { delete arHanded.mObject; }),
+        operation(
+            "PointerTakesAnArrayThatRemainsItsMakers", "0", outOfMemory,
+            [] { return std::make_shared<Handed<int>>(new int[7]); },
+            [](Handed<int>& arHanded) { arHanded.take(QZPST_Array, QZPAT_New); },
+            [](Handed<int>& arHanded) { delete[] arHanded.mObject; }),
+        operation(
+            "PointerTakesABlockThatRemainsItsMakers", "0", outOfMemory,
+            [] { return std::make_shared<Handed<void*>>(static_cast<void**>(std::malloc(sizeof(void*)))); },
+            [](Handed<void*>& arHanded) { arHanded.take(QZPST_Individual, QZPAT_Malloc); },
+            [](Handed<void*>& arHanded) { std::free(arHanded.mObject); }),
+        withoutAllocation("PointerOfNothing", nothing, [](auto& arHandle) { arHandle.emplace(); }),
+        withoutAllocation("PointerSharesAndLetsGo", liveHandle,
+                          [](QZCPointer<int>& arHandle)
+                          {
+                              QZCPointer<int> const copy(arHandle);
+                              QZCPointer<int> other;
+                              other = copy;
+                              arHandle = other;
+                          }),
+        withoutAllocation("PointerGivesAccess", liveHandle,
+                          [](QZCPointer<int> const& aHandle)
+                          { *aHandle = *aHandle.operator->() + (aHandle != nullptr ? 1 : 0); }),
+    };
+}
+
+Rows stringRows()
+{
+    auto const nothing = [] { return std::make_shared<std::optional<QZCString>>(); };
+    auto const isEmpty = [](auto const& aString) { EXPECT_FALSE(aString); };
+    /// A text, and one to make it from.
+    struct Texts
+    {
+        QZCString mText;
+        QZCString mOther;
+    };
+    auto const texts = [](char const* aOther) {
+        return [=] { return std::make_shared<Texts>(Texts{"before", aOther}); };
+    };
+    auto const isAsBefore = [](Texts const& aTexts) { EXPECT_STREQ(aTexts.mText.get(), "before"); };
+    return {
+        operation(
+            "StringOfAShortText", "01", outOfMemory, nothing,
+            [](auto& arString) { arString.emplace(shortText); }, isEmpty),
+        operation(
+            "StringOfALongText", "002", outOfMemory, nothing,
+            [](auto& arString) { arString.emplace(longText); }, isEmpty),
+        operation("StringCopiesAShortOne", "01", outOfMemory, texts(shortText),
+                  [](Texts& arTexts) { QZCString const copy(arTexts.mOther); }),
+        operation("StringCopiesALongOne", "002", outOfMemory, texts(longText),
+                  [](Texts& arTexts) { QZCString const copy(arTexts.mOther); }),
+        operation(
+            "StringIsAssignedAShortOne", "01", outOfMemory, texts(shortText),
+            [](Texts& arTexts) { arTexts.mText = arTexts.mOther; }, isAsBefore),
+        operation(
+            "StringIsAssignedALongOne", "002", outOfMemory, texts(longText),
+            [](Texts& arTexts) { arTexts.mText = arTexts.mOther; }, isAsBefore),
+        operation(
+            "StringIsAssignedAText", "002", outOfMemory, texts(longText),
+            [](Texts& arTexts) { arTexts.mText = longText; }, isAsBefore),
+        operation(
+            "StringIsAssignedAPartOfItself", "01", outOfMemory, texts(longText),
+            [](Texts& arTexts) { arTexts.mText = arTexts.mText.get() + 2; }, isAsBefore),
+        operation(
+            "StringGivesAShortPart", "01", outOfMemory, texts(longText),
+            [](Texts& arTexts) { arTexts.mOther.substr(arTexts.mText, 3, 2); }, isAsBefore),
+        operation(
+            "StringGivesALongPart", "002", outOfMemory, texts(longText),
+            [](Texts& arTexts) { arTexts.mOther.substr(arTexts.mText, 3, allBitsSet); }, isAsBefore),
+        operation(
+            "StringBecomesAPartOfItself", "01", outOfMemory, texts(longText),
+            [](Texts& arTexts) { arTexts.mText.substr(arTexts.mText, 1, 2); }, isAsBefore),
+        withoutAllocation("StringIsAssignedItself", texts(longText),
+                          [](Texts& arTexts)
+                          {
+                              QZCString const& same = arTexts.mOther;
+                              arTexts.mOther = same;
+                          }),
+        withoutAllocation("StringIsRead", texts(longText),
+                          [](Texts& arTexts)
+                          {
+                              arTexts.mOther.at(arTexts.mOther.find(":", 0)) = *arTexts.mText.get();
+                              arTexts.mOther.at(arTexts.mOther.size() - 1) = 'x';
+                          }),
+    };
+}
+
+Rows vectorRows()
+{
+    auto const numbers = [] { return std::make_shared<QZCVector<int>>(); };
+    /// A sequence of one text, and a text to append.
+    struct Appending
+    {
+        Appending() { mTexts.push_back("first"); }
+        QZCVector<QZCString> mTexts;
+        QZCString mNext = longText;
+    };
+    return {
+        operation(
+            "VectorOfNumbersGrows", "0", outOfMemory, numbers,
+            [](QZCVector<int>& arNumbers) { arNumbers.push_back(7); },
+            [](QZCVector<int> const& aNumbers) { EXPECT_EQ(aNumbers.size(), 0u); }),
+        // The new place, the copy that is appended, and that of the element that was there.
+        operation(
+            "VectorOfTextsGrows",
+            "0"
+            "002"
+            "01",
+            outOfMemory, [] { return std::make_shared<Appending>(); },
+            [](Appending& arAppending) { arAppending.mTexts.push_back(arAppending.mNext); },
+            [](Appending const& aAppending)
+            {
+                ASSERT_EQ(aAppending.mTexts.size(), 1u);
+                EXPECT_STREQ(aAppending.mTexts[0].get(), "first");
+            }),
+        withoutAllocation("VectorOfNothing", numbers, [](auto&) { QZCVector<int> const empty; }),
+        withoutAllocation(
+            "VectorIsReadAndCleared", [] { return std::make_shared<Appending>(); },
+            [](Appending& arAppending)
+            {
+                for (QZCString const& text : arAppending.mTexts)
+                {
+                    ASSERT_EQ(&text, &arAppending.mTexts[0]);
+                }
+                arAppending.mTexts.clear();
+            }),
+    };
+}
+
+template <typename Error>
+Operation exceptionRow(std::string const& aName)
+{
+    return withoutAllocation(
+        aName, [] { return std::make_shared<std::string>(longLength, 'x'); },
+        [](std::string const& aText)
+        {
+            Error const error(aText.c_str(), 7);
+            Error copy(error);
+            copy = error;
+            ASSERT_EQ(copy.what()[longLength], '\0');
+            ASSERT_EQ(copy.getCode(), 7u);
+        });
+}
+
+Rows exceptionRows()
+{
+    return {
+        exceptionRow<QZCException>("Exception"),   exceptionRow<QZCGenericException>("GenericException"),
+        exceptionRow<QZCHaltEx>("HaltEx"),         exceptionRow<QZCLibsException>("LibsException"),
+        exceptionRow<QZCNoMemoryEx>("NoMemoryEx"), exceptionRow<QZCExitConditionEx>("ExitConditionEx"),
+        exceptionRow<QZCInvalidEx>("InvalidEx"),   exceptionRow<QZCNotAllowedEx>("NotAllowedEx"),
+        exceptionRow<QZCNotFoundEx>("NotFoundEx"), exceptionRow<QZCHbaapiEx>("HbaapiEx"),
+        exceptionRow<QZCEncodingEx>("EncodingEx"),
+    };
+}
+
+class ValueAllocations : public testing::TestWithParam<Operation>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Pointer, ValueAllocations, testing::ValuesIn(pointerRows()), nameOfOperation);
+INSTANTIATE_TEST_SUITE_P(String, ValueAllocations, testing::ValuesIn(stringRows()), nameOfOperation);
+INSTANTIATE_TEST_SUITE_P(Vector, ValueAllocations, testing::ValuesIn(vectorRows()), nameOfOperation);
+INSTANTIATE_TEST_SUITE_P(Exceptions, ValueAllocations, testing::ValuesIn(exceptionRows()), nameOfOperation);
+
+TEST_P(ValueAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+}  // namespace
