@@ -1,0 +1,183 @@
+// What latency data, names and versions do when memory runs out, for each operation and each of its
+// allocations.
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "backend/common/include/Pointer.h"
+#include "backend/common/include/QZString.h"
+#include "backend/sensor/agentcommon/include/DepVersion.h"
+#include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "tests/backend/common/AllocationTable.h"
+#include "tests/backend/common/Bytes.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/RecordMaking.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+
+namespace
+{
+using Rows = std::vector<Operation>;
+
+using Latency = Making<QZCLatencyData>;
+
+std::shared_ptr<Latency> madeLatency()
+{
+    auto const subject = making<QZCLatencyData>();
+    subject->mRecord.emplace(true, 1u, 2u, 3u);
+    return subject;
+}
+
+Rows latencyRows()
+{
+    auto const subject = making<QZCLatencyData>;
+    using Handle = QZCPointer<QZCLatencyData>;
+    auto const handle = [] {
+        return std::make_shared<Handle>(new (std::nothrow) QZCLatencyData(false), QZPST_Individual,
+                                        QZPAT_New);
+    };
+    return {
+        withoutAllocation("LatencyOfNoScale", subject, [](Latency& arData) { arData.mRecord.emplace(true); }),
+        withoutAllocation("LatencyOfAScale", subject,
+                          [](Latency& arData) { arData.mRecord.emplace(false, 1u, 2u, 3u); }),
+        withoutAllocation("LatencyIsFilled", subject,
+                          [](Latency& arData)
+                          {
+                              unsigned int const buckets[] = {1, 2};
+                              arData.mRecord.emplace(1u, 2u, static_cast<unsigned char>(3), 4u, 5u, 6u, 7u,
+                                                     buckets, 2u);
+                          }),
+        withoutAllocation("LatencyIsAggregated", handle,
+                          [](Handle& arLatency) { arLatency->aggregate(arLatency); }),
+        withoutAllocation("LatencyIsRead", madeLatency,
+                          [](Latency& arData)
+                          {
+                              QZCLatencyData const& data = *arData.mRecord;
+                              ASSERT_EQ(data.getSearchType() + data.getBase() + data.getStep(), 6u);
+                              ASSERT_EQ(data.getIoCount(), data.getAverageIoSize());
+                              ASSERT_EQ(data.getTrueLatency() + data.getBuckets()[0] + data.size(), 104u);
+                          }),
+        // Three numbers of five bytes and 23 of one, each of which asks for room for five.
+        operation("LatencyIsEncoded", "0", badAlloc, madeLatency,
+                  [](Latency& arData) { arData.mRecord->encode(arData.mOut); }),
+    };
+}
+
+using Name = Making<QZCWorldWideName>;
+
+std::shared_ptr<Name> madeName(unsigned int aRoom)
+{
+    auto const subject = making<QZCWorldWideName>();
+    subject->mRecord.emplace(firstBytes.data());
+    subject->mEncoded = joined({0x5a, 0, 0, 0, 8}, someBytes(8));
+    leaveRoom(*subject, aRoom);
+    return subject;
+}
+
+Rows nameRows()
+{
+    auto const subject = making<QZCWorldWideName>;
+    auto const nothingMade = expectNothingMade<QZCWorldWideName>;
+    auto const whole = [] { return madeName(roomInside); };
+    // The text is kept first; then each pair is taken out of it.
+    std::string const scanned = longText + times(9, shortText);
+    auto const canBeSetAnew = [](Name& arName)
+    {
+        arName.mRecord->setBinaryForm(secondBytes.data());
+        EXPECT_STREQ(arName.mRecord->getStringForm().get(), arName.mSecond->getStringForm().get());
+        EXPECT_EQ(encodedFormOf(*arName.mRecord), encodedFormOf(*arName.mSecond));
+    };
+    auto const encode = [](Name& arName) { arName.mRecord->encode(arName.mOut); };
+    static QZCString const text("10:00:00:00:c9:2a:3b:4c");
+    static QZCString const cutText("10:00");
+    return {
+        operation(
+            "NameOfNothing", shortText, outOfMemory, subject, [](Name& arName) { arName.mRecord.emplace(); },
+            nothingMade),
+        operation(
+            "NameOfBytes", shortText + longText, outOfMemory, subject,
+            [](Name& arName) { arName.mRecord.emplace(firstBytes.data()); }, nothingMade),
+        operation("NameIsCopied", longText, outOfMemory, whole,
+                  [](Name& arName) { QZCWorldWideName const copy(*arName.mRecord); }),
+        operation(
+            "NameIsAssigned", longText, outOfMemory, whole,
+            [](Name& arName) { *arName.mRecord = *arName.mFirst; }, canBeSetAnew),
+        operation(
+            "NameIsSetFromBytes", longText, outOfMemory, whole,
+            [](Name& arName) { arName.mRecord->setBinaryForm(secondBytes.data()); }, canBeSetAnew),
+        operation(
+            "NameIsSetFromItsText", scanned, outOfMemory, whole,
+            [](Name& arName) { arName.mRecord->setStringForm(text); }, canBeSetAnew),
+        withoutAllocation(
+            "NameRefusesATextOfAnotherLength", whole,
+            [](Name& arName) { arName.mRecord->setStringForm(cutText); },
+            "QZCInvalidEx 6: Invalid WWN string"),
+        operation(
+            "NameIsDecoded", shortText + longText, outOfMemory, whole, [](Name& arName) { arName.decode(); },
+            canBeSetAnew),
+        withoutAllocation("NameIsEncoded", whole, encode),
+        operation(
+            "NameIsEncodedInNoRoom", "0", badAlloc, [] { return madeName(0); }, encode,
+            [](Name const& aName) { EXPECT_EQ(bytesOf(aName.mOut.getEncoded()), Bytes(roomInside, 0xf5)); }),
+        withoutAllocation("NameIsRead", whole,
+                          [](Name& arName)
+                          {
+                              ASSERT_EQ(arName.mRecord->getBinaryForm()[0], firstBytes[0]);
+                              ASSERT_EQ(arName.mRecord->getStringForm().size(), 23u);
+                          }),
+    };
+}
+
+using Version = std::optional<QZCDepVersion>;
+
+Rows versionRows()
+{
+    auto const nothing = [] { return std::make_shared<Version>(); };
+    auto const made = [] { return std::make_shared<Version>(QZCDepVersion(7, 2, 20)); };
+    auto const isEmpty = [](Version const& aVersion) { EXPECT_FALSE(aVersion); };
+    static QZCString const emptyText("");
+    static QZCString const text("7.2.20.6");
+    static QZCString const manyDigits("12345678901234567890");
+    return {
+        withoutAllocation("VersionOfThree", nothing,
+                          [](Version& arVersion) { arVersion.emplace(1u, 2u, 3u); }),
+        withoutAllocation("VersionOfFour", nothing,
+                          [](Version& arVersion) { arVersion.emplace(1u, 2u, 3u, 4u); }),
+        // The piece is made empty first, and then anew for each part.
+        operation(
+            "VersionOfAnEmptyText", times(2, shortText), outOfMemory, nothing,
+            [](Version& arVersion) { arVersion.emplace(emptyText); }, isEmpty),
+        operation(
+            "VersionOfFourParts", times(5, shortText), outOfMemory, nothing,
+            [](Version& arVersion) { arVersion.emplace(text); }, isEmpty),
+        operation(
+            "VersionOfManyDigits", shortText + longText, outOfMemory, nothing,
+            [](Version& arVersion) { arVersion.emplace(manyDigits); }, isEmpty),
+        withoutAllocation("VersionIsAppendedTo", made,
+                          [](Version& arVersion) { *arVersion << text << text; }),
+        withoutAllocation("VersionIsCompared", made,
+                          [](Version& arVersion)
+                          {
+                              QZCDepVersion const other(7, 2, 21);
+                              ASSERT_TRUE(*arVersion < other);
+                              ASSERT_FALSE(*arVersion > other);
+                              ASSERT_FALSE(*arVersion == other);
+                          }),
+    };
+}
+
+class RecordsAllocations : public testing::TestWithParam<Operation>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Latency, RecordsAllocations, testing::ValuesIn(latencyRows()), nameOfOperation);
+INSTANTIATE_TEST_SUITE_P(Name, RecordsAllocations, testing::ValuesIn(nameRows()), nameOfOperation);
+INSTANTIATE_TEST_SUITE_P(Version, RecordsAllocations, testing::ValuesIn(versionRows()), nameOfOperation);
+
+TEST_P(RecordsAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+}  // namespace

@@ -1,0 +1,187 @@
+// What scope events and scope data do when memory runs out, for each operation and each of its allocations.
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "backend/common/include/EncodableStream.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "backend/sensor/agentcommon/include/ScopeEvent.h"
+#include "tests/backend/common/AllocationTable.h"
+#include "tests/backend/common/Bytes.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/RecordMaking.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+
+namespace
+{
+using Rows = std::vector<Operation>;
+
+std::string const shortPayload = "01";
+std::string const longPayload = "002";
+// A record with an empty text and its handle's count, the bytes read, and the text made of them.
+std::string const decodedName = "0" + shortText + "3" + shortPayload + longText;
+std::string const decodedNames = times(2, decodedName);
+std::string const decodedEvent = "01";
+
+using Event = Making<QZCScopeEvent>;
+
+std::shared_ptr<Event> madeEvent(unsigned int aRoom)
+{
+    auto const subject = making<QZCScopeEvent>();
+    subject->mRecord.emplace();
+    subject->mEncoded = {0x18, 200, 0x18, 100};
+    leaveRoom(*subject, aRoom);
+    return subject;
+}
+
+Rows eventRows()
+{
+    auto const whole = [] { return madeEvent(roomInside); };
+    auto const encode = [](Event& arEvent) { arEvent.mEvent->encode(arEvent.mOut); };
+    return {
+        withoutAllocation("EventIsMade", making<QZCScopeEvent>,
+                          [](Event& arEvent) { arEvent.mRecord.emplace(); }),
+        withoutAllocation("EventIsCompared", whole,
+                          [](Event& arEvent) { ASSERT_FALSE(*arEvent.mRecord == *arEvent.mEvent); }),
+        withoutAllocation("EventIsDecoded", whole, [](Event& arEvent) { arEvent.decode(); }),
+        withoutAllocation("EventIsEncoded", whole, encode),
+        operation(
+            "EventIsEncodedInNoRoom", "0", badAlloc, [] { return madeEvent(0); }, encode,
+            [](Event const& aEvent) { EXPECT_EQ(aEvent.mOut.getEncoded().getLength(), roomInside); }),
+        // Room for two bytes is asked for, whatever the number takes.
+        operation(
+            "EventIsEncodedInRoomForItsCategory", "0", badAlloc, [] { return madeEvent(2); }, encode,
+            [](Event const& aEvent) { EXPECT_EQ(aEvent.mOut.getEncoded().getLength(), roomInside - 1); }),
+    };
+}
+
+using Data = Making<QZCScopeData>;
+
+Rows dataConstructionRows()
+{
+    auto const subject = making<QZCScopeData>;
+    auto const check = expectNothingMade<QZCScopeData>;
+    /// A record of so many payload bytes, with room for so many.
+    auto const plain = [](unsigned int aLength, unsigned int aRoom)
+    {
+        return [=](Data& arData)
+        { arData.mRecord.emplace(arData.mEvent, arData.mPayload.data(), aLength, aRoom); };
+    };
+    auto const named = [](unsigned int aLength, unsigned int aRoom)
+    {
+        return [=](Data& arData)
+        {
+            arData.mRecord.emplace(arData.mEvent, arData.mPayload.data(), aLength, aRoom, arData.mFirst,
+                                   arData.mSecond);
+        };
+    };
+    return {
+        withoutAllocation("DataOfAnEvent", subject,
+                          [](Data& arData) { arData.mRecord.emplace(arData.mEvent); }),
+        withoutAllocation("DataWithNames", subject,
+                          [](Data& arData)
+                          { arData.mRecord.emplace(arData.mEvent, arData.mFirst, arData.mSecond); }),
+        withoutAllocation("DataWithoutPayload", subject, plain(0, 100)),
+        operation("DataWithShortPayload", shortPayload, outOfMemory, subject, plain(10, 10), check),
+        operation("DataWithLongPayload", longPayload, outOfMemory, subject, plain(100, 100), check),
+        operation("DataWithPayloadThatHasNoRoom", "010", outOfMemory, subject, plain(100, 0), check),
+        operation("DataWithPayloadThatHasTooLittleRoom", "0020", outOfMemory, subject, plain(100, 50), check),
+        withoutAllocation("DataWithNamesWithoutPayload", subject, named(0, 100)),
+        operation("DataWithNamesAndShortPayload", shortPayload, outOfMemory, subject, named(10, 10), check),
+        operation("DataWithNamesAndLongPayload", longPayload, outOfMemory, subject, named(100, 100), check),
+        operation("DataWithNamesAndPayloadThatHasNoRoom", "010", outOfMemory, subject, named(100, 0), check),
+        withoutAllocation(
+            "DataIsCopied",
+            [=]
+            {
+                auto const original = subject();
+                named(100, 100)(*original);
+                return original;
+            },
+            [](Data& arData) { QZCScopeData const copy(*arData.mRecord); }),
+    };
+}
+
+/// A record with or without names, of so many payload bytes, and a stream with so much room.
+auto madeData(bool aHasNames, unsigned int aPayload, unsigned int aStreamRoom)
+{
+    return [=]
+    {
+        auto const subject = making<QZCScopeData>();
+        unsigned char const* const payload = subject->mPayload.data();
+        aHasNames ? subject->mRecord.emplace(subject->mEvent, payload, aPayload, 0u, subject->mFirst,
+                                             subject->mSecond)
+                  : subject->mRecord.emplace(subject->mEvent, payload, aPayload, 0u);
+        subject->mEncoded = encodedForm(aHasNames, someBytes(aPayload));
+        leaveRoom(*subject, aStreamRoom);
+        return subject;
+    };
+}
+
+Rows dataRows()
+{
+    auto const append = [](unsigned int aLength)
+    { return [=](Data& arData) { arData.mRecord->appendEventData(arData.mPayload.data(), aLength); }; };
+    auto const isAsBefore = [](Data const& aData)
+    {
+        EXPECT_EQ(aData.mRecord->eventDataSize(), roomInside);
+        EXPECT_EQ(encodedFormOf(*aData.mRecord), encodedForm(false, someBytes(roomInside)));
+    };
+    auto const encode = [](Data& arData) { arData.mRecord->encode(arData.mOut); };
+    auto const encodesElsewhere = [](Data const& aData)
+    { EXPECT_EQ(encodedFormOf(*aData.mRecord), aData.mEncoded); };
+    auto const decode = [](Data& arData) { arData.decode(); };
+    auto const decodesAgain = [](Data& arData)
+    {
+        arData.decode();
+        EXPECT_EQ(encodedFormOf(*arData.mRecord), arData.mEncoded);
+    };
+    auto const read = [](Data& arData)
+    {
+        QZCScopeData const& data = *arData.mRecord;
+        ASSERT_EQ(data.encodeSize() - data.eventDataSize(), 35u);
+        ASSERT_EQ(data.numEncodedElements(), 5u);
+        ASSERT_EQ(data.size(), 16u);
+    };
+    return {
+        withoutAllocation("DataIsAppendedToWithinItsRoom", madeData(false, 10, 0), append(29)),
+        operation("DataIsAppendedToBeyondItsRoom", "0", badAlloc, madeData(false, roomInside, 0), append(1),
+                  isAsBefore),
+        operation("DataIsAppendedToMuch", "0", badAlloc, madeData(false, roomInside, 0), append(100),
+                  isAsBefore),
+        withoutAllocation("DataIsRead", madeData(true, 100, 0), read),
+        withoutAllocation("DataIsEncodedWithNames", madeData(true, 0, roomInside), encode),
+        withoutAllocation("DataIsEncodedWithPayload", madeData(false, 30, roomInside), encode),
+        operation("DataIsEncodedInNoRoom", "0", badAlloc, madeData(false, 0, 0), encode, encodesElsewhere),
+        operation("DataIsEncodedWithNamesInNoRoom", "0", badAlloc, madeData(true, 0, 0), encode,
+                  encodesElsewhere),
+        operation("DataIsEncodedWithPayloadInNoRoom", "00", badAlloc, madeData(false, 100, 0), encode,
+                  encodesElsewhere),
+        operation("DataIsEncodedWithBothInNoRoom", "00", badAlloc, madeData(true, 100, 0), encode,
+                  encodesElsewhere),
+        operation("DataIsDecodedOfAnEvent", decodedEvent, outOfMemory, madeData(false, 0, 0), decode,
+                  decodesAgain),
+        operation("DataIsDecodedWithNames", decodedEvent + decodedNames, outOfMemory, madeData(true, 0, 0),
+                  decode, decodesAgain),
+        operation("DataIsDecodedWithPayload", decodedEvent + longPayload, outOfMemory,
+                  madeData(false, 100, 0), decode, decodesAgain),
+        operation("DataIsDecodedWithBoth", decodedEvent + decodedNames + longPayload, outOfMemory,
+                  madeData(true, 100, 0), decode, decodesAgain),
+    };
+}
+
+class ScopeDataAllocations : public testing::TestWithParam<Operation>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Event, ScopeDataAllocations, testing::ValuesIn(eventRows()), nameOfOperation);
+INSTANTIATE_TEST_SUITE_P(Making, ScopeDataAllocations, testing::ValuesIn(dataConstructionRows()),
+                         nameOfOperation);
+INSTANTIATE_TEST_SUITE_P(Data, ScopeDataAllocations, testing::ValuesIn(dataRows()), nameOfOperation);
+
+TEST_P(ScopeDataAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+}  // namespace
