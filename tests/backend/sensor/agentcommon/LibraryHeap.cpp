@@ -81,11 +81,18 @@ std::size_t LibraryHeap::sizeOf(void* aBlock)
     return place != nullptr ? place->mSize : 0;
 }
 
+long LibraryHeap::liveBlocks() const
+{
+    return std::count_if(mBlocks.begin(), mBlocks.end(),
+                         [](Block const& aBlock) { return aBlock.mStart != nullptr; });
+}
+
 void* LibraryHeap::allocate(std::size_t aSize, int aFilling)
 {
     record("allocate", std::to_string(aSize).c_str());
     ++mAllocations;
-    void* const block = mAllocations == mFailing ? nullptr : __libc_malloc(aSize);
+    bool const isFailing = mAllocations >= mFirstFailing && mAllocations <= mLastFailing;
+    void* const block = isFailing ? nullptr : __libc_malloc(aSize);
     Block* const place = placeOf(nullptr);
     if (block == nullptr || place == nullptr)
     {

@@ -32,7 +32,20 @@ public:
     std::vector<std::string> calls() const;
 
     /// Lets the library's allocation of that number, counted from 1 since construction, give null.
-    void failAllocation(unsigned int aNumber) { mFailing = aNumber; }
+    void failAllocation(unsigned int aNumber) { failAllocations(aNumber, aNumber); }
+
+    /// Lets the library's allocations from the first number to the last give null.
+    void failAllocations(unsigned int aFirst, unsigned int aLast)
+    {
+        mFirstFailing = aFirst;
+        mLastFailing = aLast;
+    }
+
+    /// Allocations by the library so far, failed ones included.
+    unsigned int allocations() const { return mAllocations; }
+
+    /// Number of blocks that the library allocated and nobody has freed yet.
+    long liveBlocks() const;
 
     /// The number of bytes that were asked for when the library allocated the block; 0 for one that it did
     /// not allocate.
@@ -59,7 +72,8 @@ private:
     void record(char const* aFunction, char const* aArgument);
 
     unsigned int mAllocations = 0;
-    unsigned int mFailing = 0;
+    unsigned int mFirstFailing = 0;
+    unsigned int mLastFailing = 0;
     std::array<Block, 8> mBlocks = {};  ///< allocated by the library and not freed; the rest is null
     UncountedVector<UncountedString> mCalls;
 };

@@ -1,0 +1,199 @@
+// What the layer over the HBA API does when memory runs out, for each operation and each of its allocations.
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "backend/common/include/QZString.h"
+#include "backend/common/include/QZVector.h"
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tests/backend/common/AllocationTable.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/LibraryHeap.h"
+#include "tests/support/FakeHbaapi.h"
+
+namespace
+{
+using Rows = std::vector<Operation>;
+
+constexpr unsigned int numPorts = 4;
+constexpr unsigned int responseSize = 16;
+
+/// The layer over an HBA API that answers all, and what it fills.
+struct Scene
+{
+    Scene()
+    {
+        mHbaapi.mNames = {{HBA_STATUS_OK, "sim-1"}, {HBA_STATUS_OK, "sim-2"}};
+        mHbaapi.mAdapterAttributes = {
+            {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& arFilled) { arFilled.NumberOfPorts = numPorts; }}};
+        mHbaapi.mPortAttributes.resize(numPorts);
+        mAdapter.NumberOfPorts = numPorts;
+    }
+
+    ~Scene()
+    {
+        std::free(mMapping);
+        std::free(mResponse);
+    }
+
+    Scene(Scene const&) = delete;
+    Scene& operator=(Scene const&) = delete;
+
+    FakeHbaapi mHbaapi;
+    QZCHbaapiAbs mLayer;
+    QZCVector<QZCString> mNames;
+    HBA_ADAPTERATTRIBUTES mAdapter = {};
+    std::unique_ptr<HBA_ADAPTERATTRIBUTES> mAttributes;
+    std::unique_ptr<HBA_PORTATTRIBUTES[]> mPorts;
+    unsigned int mNumPorts = 0;
+    HBA_FCPTargetMapping* mMapping = nullptr;
+    void* mResponse = std::calloc(1, responseSize);
+    unsigned int mSize = responseSize;
+};
+
+std::shared_ptr<Scene> scene() { return std::make_shared<Scene>(); }
+
+Rows layerRows()
+{
+    // A name is a text; it is copied into the list, which grows, and copies what it had.
+    std::string const text = "01";
+    std::string const grown = "0";
+    return {
+        withoutAllocation("LibraryIsLoaded", scene, [](Scene& arScene) { arScene.mLayer.HA_LoadHbaapi(); }),
+        withoutAllocation("LibraryIsFreed", scene, [](Scene& arScene) { arScene.mLayer.HA_FreeHbaapi(); }),
+        withoutAllocation("AdaptersAreCounted", scene,
+                          [](Scene& arScene) { arScene.mLayer.HA_GetNumberOfAdapters(); }),
+        withoutAllocation("AdapterIsUsed", scene,
+                          [](Scene& arScene)
+                          {
+                              char name[] = "sim-1";
+                              unsigned int const handle = arScene.mLayer.HA_OpenAdapter(name);
+                              arScene.mLayer.HA_RefreshAdapter(handle);
+                              arScene.mLayer.HA_CloseAdapter(handle);
+                          }),
+        operation(
+            "AdapterNames", text + grown + text + text + grown + text + text, outOfMemory, scene,
+            [](Scene& arScene) { arScene.mLayer.HA_GetAdapterNames(2, arScene.mNames); },
+            [](Scene const& aScene)
+            {
+                // The second name is asked for once the first is in the list.
+                EXPECT_EQ(aScene.mNames.size(), aScene.mHbaapi.mNames.empty() ? 1u : 0u);
+            }),
+        operation(
+            "AdapterAttributes", "0", "QZCHaltEx 1: No memory for adapter attributes", scene,
+            [](Scene& arScene) { arScene.mAttributes.reset(arScene.mLayer.HA_GetAdapterAttributes(7)); },
+            [](Scene const& aScene) { EXPECT_EQ(aScene.mHbaapi.mAdapterAttributes.size(), 1u); }),
+        operation(
+            "AdapterPorts", "0", "QZCHaltEx 1: No memory for Port Attributes", scene,
+            [](Scene& arScene) {
+                arScene.mPorts.reset(
+                    arScene.mLayer.HA_GetAdapterPorts(7, &arScene.mAdapter, arScene.mNumPorts));
+            },
+            [](Scene const& aScene) { EXPECT_EQ(aScene.mNumPorts, numPorts); }),
+    };
+}
+
+class HbaapiAllocations : public testing::TestWithParam<Operation>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Layer, HbaapiAllocations, testing::ValuesIn(layerRows()), nameOfOperation);
+
+TEST_P(HbaapiAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+
+LibraryHeap* gHeap = nullptr;
+
+/// Makes what the library takes from the C heap fail.
+class HeapFailure
+{
+public:
+    HeapFailure(unsigned int aFirst, unsigned int aLast) : mBefore(gHeap->allocations())
+    {
+        // The last may be the largest number, to which nothing can be added.
+        unsigned int const beyond = std::numeric_limits<unsigned int>::max() - mBefore;
+        gHeap->failAllocations(aFirst != 0 ? mBefore + aFirst : 0, mBefore + std::min(aLast, beyond));
+    }
+
+    ~HeapFailure() { gHeap->failAllocations(0, 0); }
+
+    HeapFailure(HeapFailure const&) = delete;
+    HeapFailure& operator=(HeapFailure const&) = delete;
+
+    unsigned int allocations() const { return gHeap->allocations() - mBefore; }
+
+    static long liveBlocks() { return gHeap->liveBlocks(); }
+
+private:
+    unsigned int mBefore;
+};
+
+/// An adapter that asks twice for more room for its mappings, or for its response.
+std::shared_ptr<Scene> sceneOfAGrowingAdapter()
+{
+    auto const made = scene();
+    auto const needMappings = [](HBA_FCPTargetMapping& arMapping) { arMapping.NumberOfEntries += 100; };
+    made->mHbaapi.mTargetMappings = {{HBA_STATUS_ERROR_MORE_DATA, needMappings},
+                                     {HBA_STATUS_ERROR_MORE_DATA, needMappings},
+                                     {HBA_STATUS_OK}};
+    auto const listOf = [](unsigned char aLength)
+    {
+        return [=](FakeHbaapi::ReportLunsBlocks& arBlocks)
+        {
+            std::fill_n(arBlocks.mResponse, 3, static_cast<unsigned char>(0));
+            arBlocks.mResponse[3] = aLength;
+        };
+    };
+    made->mHbaapi.mReportLuns = {
+        {HBA_STATUS_OK, listOf(64)}, {HBA_STATUS_OK, listOf(128)}, {HBA_STATUS_OK, listOf(128)}};
+    return made;
+}
+
+Rows heapRows()
+{
+    return {
+        operation(
+            "TargetMappings", "000", outOfMemory, sceneOfAGrowingAdapter,
+            [](Scene& arScene) { arScene.mLayer.HA_GetTargetMappings(7, arScene.mMapping); },
+            [](Scene const& aScene) { EXPECT_EQ(aScene.mMapping, nullptr); }),
+        operation(
+            "ReportLuns", "00", "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs", sceneOfAGrowingAdapter,
+            [](Scene& arScene)
+            { arScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &arScene.mResponse, &arScene.mSize); },
+            [](Scene const& aScene)
+            {
+                EXPECT_EQ(aScene.mResponse, nullptr);
+                // The size of the buffer before: the caller's, or that of the first larger one.
+                EXPECT_EQ(aScene.mSize, aScene.mHbaapi.mReportLuns.size() == 2 ? responseSize : 72u);
+            }),
+    };
+}
+
+class HbaapiHeapAllocations : public testing::TestWithParam<Operation>
+{
+protected:
+    HbaapiHeapAllocations() { gHeap = &mHeap; }
+
+    ~HbaapiHeapAllocations() override { gHeap = nullptr; }
+
+    void SetUp() override
+    {
+        if (!LibraryHeap::isWatched())
+        {
+            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+        }
+    }
+
+    LibraryHeap mHeap;
+};
+
+INSTANTIATE_TEST_SUITE_P(Layer, HbaapiHeapAllocations, testing::ValuesIn(heapRows()), nameOfOperation);
+
+TEST_P(HbaapiHeapAllocations, AreReportedWhenTheyFail) { failEveryAllocation<HeapFailure>(GetParam()); }
+}  // namespace

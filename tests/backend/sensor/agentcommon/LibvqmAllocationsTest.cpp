@@ -1,0 +1,132 @@
+// What the layer over the vendor's library does when memory runs out, for each operation and each of its
+// allocations.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/DepVersion.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "backend/sensor/agentcommon/include/ScopeEvent.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "tests/backend/common/AllocationTable.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/support/FakeVqm.h"
+#include "tests/support/FreshProcess.h"
+
+namespace
+{
+using Name = QZCPointer<QZCWorldWideName>;
+
+/// The layer over a vendor library that answers all, and what it is given.
+struct Scene
+{
+    FakeVqm mVqm;
+    QZCLibvqmAbs mLayer;
+    Name mFirst = nameOf({1, 2, 3, 4, 5, 6, 7, 8});
+    Name mSecond = nameOf({8, 7, 6, 5, 4, 3, 2, 1});
+    QZCPointer<QZCScopeEvent> mEvent = eventOf(3, 7);
+};
+
+std::shared_ptr<Scene> unloaded() { return std::make_shared<Scene>(); }
+
+std::shared_ptr<Scene> loaded()
+{
+    auto const scene = unloaded();
+    scene->mLayer.LIBVQM_LoadLibrary();
+    return scene;
+}
+
+void initialisesAfterAll(Scene& arScene)
+{
+    arScene.mLayer.LIBVQM_Init();
+    EXPECT_TRUE(arScene.mLayer.LIBVQM_IsQzapiSupported());
+    EXPECT_EQ(arScene.mLayer.LIBVQM_GetNumberOfAdapters(), 1u);
+}
+
+void keepsTheNames(Scene const& aScene)
+{
+    EXPECT_STREQ(aScene.mFirst->getStringForm().get(), "01:02:03:04:05:06:07:08");
+    EXPECT_STREQ(aScene.mSecond->getStringForm().get(), "08:07:06:05:04:03:02:01");
+}
+
+std::vector<Operation> rows()
+{
+    // The text, the record of it, in which the empty piece and the parts of the text are made, and the count
+    // of the record's handle.
+    auto const versionOf = [](unsigned int aParts)
+    {
+        return "01"
+               "0" +
+               times(1 + aParts, "01") + "1";
+    };
+    // The record with an empty text and then one of 23 characters, and the count of its handle, with which
+    // all of that is lost.
+    std::string const name =
+        "0"
+        "01"
+        "002"
+        "4";
+    return {
+        withoutAllocation("Loads", unloaded, [](Scene& arScene) { arScene.mLayer.LIBVQM_LoadLibrary(); }),
+        withoutAllocation("Frees", loaded, [](Scene& arScene) { arScene.mLayer.LIBVQM_FreeLibrary(); }),
+        withoutAllocation("Closes", loaded, [](Scene& arScene) { arScene.mLayer.LIBVQM_Close(); }),
+        operation(
+            "Initialises", versionOf(4) + versionOf(3), outOfMemory, loaded,
+            [](Scene& arScene) { arScene.mLayer.LIBVQM_Init(); }, initialisesAfterAll),
+        withoutAllocation("InitialisesWithoutAdapters", loaded,
+                          [](Scene& arScene)
+                          {
+                              arScene.mVqm.mNumAdapters = 0;
+                              arScene.mLayer.LIBVQM_Init();
+                          }),
+        withoutAllocation("GivesItsVerdict", loaded,
+                          [](Scene& arScene)
+                          {
+                              arScene.mLayer.LIBVQM_IsQzapiSupported();
+                              arScene.mLayer.LIBVQM_GetNumberOfAdapters();
+                              arScene.mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>());
+                          }),
+        operation(
+            "NamesAnAdapter", name + name, outOfMemory, loaded,
+            [](Scene& arScene) { arScene.mLayer.LIBVQM_GetAdapterInfo(0, arScene.mFirst, arScene.mSecond); },
+            keepsTheNames),
+        withoutAllocation("RegistersForPlainEvents", loaded,
+                          [](Scene& arScene)
+                          {
+                              arScene.mLayer.LIBVQM_VqmRegEvent(0, 1, nullptr, 2, nullptr);
+                              arScene.mLayer.LIBVQM_VqmUnregEvent(0, 1);
+                          }),
+        withoutAllocation("RegistersForQuazorEvents", loaded,
+                          [](Scene& arScene)
+                          {
+                              unsigned int id = 0;
+                              arScene.mLayer.LIBVQM_QzapiRegEvent(0, arScene.mFirst, arScene.mEvent, nullptr,
+                                                                  &id, nullptr);
+                              arScene.mLayer.LIBVQM_QzapiUnregEvent(0, arScene.mFirst, id);
+                          }),
+        withoutAllocation(
+            "MissesTheLibrary", loaded,
+            [](Scene& arScene)
+            {
+                arScene.mVqm.mHandle = 0;
+                arScene.mLayer.LIBVQM_LoadLibrary();
+            },
+            "QZCNotFoundEx 8: No libvqm located"),
+    };
+}
+
+class LibvqmAllocations : public testing::TestWithParam<Operation>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Layer, LibvqmAllocations, testing::ValuesIn(rows()), nameOfOperation);
+
+TEST_P(LibvqmAllocations, AreReportedWhenTheyFail)
+{
+    failEveryAllocation(GetParam(), [](auto const& aRun) { inFreshProcess(aRun); });
+}
+}  // namespace
