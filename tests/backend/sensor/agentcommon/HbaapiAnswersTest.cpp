@@ -1,0 +1,274 @@
+// What the layer over the HBA API makes of every status, wherever in a query it comes. What is expected is
+// computed from the rules of each query, written down once more here.
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "backend/common/include/QZString.h"
+#include "backend/common/include/QZVector.h"
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tests/backend/common/Outcome.h"
+#include "tests/support/CallLog.h"
+#include "tests/support/FakeHbaapi.h"
+#include "tests/support/LogCapture.h"
+
+namespace
+{
+using Statuses = std::vector<HBA_STATUS>;
+
+constexpr HBA_STATUS ok = 0;
+constexpr HBA_STATUS notSupported = 2;
+constexpr HBA_STATUS moreData = 7;
+constexpr HBA_STATUS checkCondition = 9;
+constexpr HBA_STATUS busy = 10;
+
+/// How a query went, or is expected to go.
+struct Course
+{
+    std::string mOutcome;
+    unsigned int mCalls;
+    unsigned int mSleeps;
+};
+
+bool operator==(Course const& aLeft, Course const& aRight)
+{
+    return aLeft.mOutcome == aRight.mOutcome && aLeft.mCalls == aRight.mCalls &&
+           aLeft.mSleeps == aRight.mSleeps;
+}
+
+std::ostream& operator<<(std::ostream& arOut, Course const& aCourse)
+{
+    return arOut << '"' << aCourse.mOutcome << "\" after " << aCourse.mCalls << " calls and "
+                 << aCourse.mSleeps << " sleeps";
+}
+
+/// The layer over an HBA API with these answers.
+struct Scene
+{
+    explicit Scene(Statuses const& aScript)
+    {
+        mHbaapi.mOnCall = logCall;
+        mHbaapi.mLoadStatus = aScript.front();
+        for (HBA_STATUS const status : aScript)
+        {
+            mHbaapi.mNames.push_back({status, "sim"});
+            mHbaapi.mAdapterAttributes.push_back(
+                {status, [](HBA_ADAPTERATTRIBUTES& arFilled) { arFilled.NumberOfPorts = 4; }});
+            mHbaapi.mPortAttributes.push_back({status});
+            mHbaapi.mTargetMappings.push_back({status});
+            mHbaapi.mReportLuns.push_back({status});
+        }
+    }
+
+    FakeHbaapi mHbaapi;
+    LogCapture mLog;
+    QZCHbaapiAbs mLayer;
+};
+
+struct Query
+{
+    std::string mName;
+    std::vector<Statuses> mBefore;  ///< what is answered before the status that is looked at
+    std::function<void(Scene&)> mRun;
+    std::function<Course(Statuses const&)> mExpect;
+};
+
+std::ostream& operator<<(std::ostream& arOut, Query const& aQuery) { return arOut << aQuery.mName; }
+
+Course courseOf(Query const& aQuery, Statuses const& aScript)
+{
+    Scene scene(aScript);
+    std::string const outcome = outcomeOf([&] { aQuery.mRun(scene); });
+    auto const& lines = scene.mLog.lines();
+    auto const sleeps = std::count(lines.begin(), lines.end(), call("ClibSleepMS(1000)"));
+    return {outcome, static_cast<unsigned int>(scene.mHbaapi.calls().size()),
+            static_cast<unsigned int>(sleeps)};
+}
+
+void load(Scene& arScene) { arScene.mLayer.HA_LoadHbaapi(); }
+
+void getNames(Scene& arScene)
+{
+    QZCVector<QZCString> names;
+    arScene.mLayer.HA_GetAdapterNames(4, names);
+}
+
+void getAttributes(Scene& arScene)
+{
+    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(arScene.mLayer.HA_GetAdapterAttributes(7));
+}
+
+void getPorts(Scene& arScene)
+{
+    HBA_ADAPTERATTRIBUTES adapter = {};
+    adapter.NumberOfPorts = 4;
+    unsigned int numPorts = 0;
+    std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
+        arScene.mLayer.HA_GetAdapterPorts(7, &adapter, numPorts));
+}
+
+void getMappings(Scene& arScene)
+{
+    HBA_FCPTargetMapping* mapping = nullptr;
+    std::free(arScene.mLayer.HA_GetTargetMappings(7, mapping));
+}
+
+void sendReportLuns(Scene& arScene)
+{
+    std::unique_ptr<void, decltype(&std::free)> const response(std::malloc(16), &std::free);
+    void* buffer = response.get();
+    unsigned int size = 16;
+    arScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &buffer, &size);
+}
+
+/// Every item takes one call; the first status but success ends the query.
+std::function<Course(Statuses const&)> itemByItem(unsigned int aNumItems,
+                                                  std::function<std::string(HBA_STATUS)> aFailure)
+{
+    return [=](Statuses const& aScript)
+    {
+        for (unsigned int i = 0; i < aNumItems; ++i)
+        {
+            if (aScript[i] != ok)
+            {
+                return Course{aFailure(aScript[i]), i + 1, 0};
+            }
+        }
+        return Course{done, aNumItems, 0};
+    };
+}
+
+std::function<std::string(HBA_STATUS)> always(std::string aOutcome)
+{
+    return [=](HBA_STATUS) { return aOutcome; };
+}
+
+std::string attributesFailure(HBA_STATUS aStatus)
+{
+    return aStatus == notSupported
+               ? "QZCHbaapiEx 802: HBA_GetAdapterAttributes encounter non-supported Adapter"
+               : "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed";
+}
+
+/// A busy adapter is asked five times in all, with a wait after each busy answer; one that has more data as
+/// often as it has.
+Course expectMappings(Statuses const& aScript)
+{
+    Course course = {"QZCHbaapiEx 802: HBA_GetFcpTargetMapping method failed", 0, 0};
+    for (HBA_STATUS const status : aScript)
+    {
+        ++course.mCalls;
+        course.mSleeps += status == busy ? 1 : 0;
+        if (status == ok)
+        {
+            course.mOutcome = done;
+        }
+        if (status != moreData && (status != busy || course.mSleeps == 5))
+        {
+            break;
+        }
+    }
+    return course;
+}
+
+/// A busy answer or a check condition is followed by another attempt while there were fewer than five, those
+/// that gave more data included.
+Course expectReportLuns(Statuses const& aScript)
+{
+    Course course = {"QZCHbaapiEx 802: HBA_SendReportLUNs method failed", 0, 0};
+    for (HBA_STATUS const status : aScript)
+    {
+        ++course.mCalls;
+        if (status == ok)
+        {
+            course.mOutcome = done;
+        }
+        bool const isTransient = status == busy || status == checkCondition;
+        if (status != moreData && (!isTransient || course.mCalls >= 5))
+        {
+            break;
+        }
+    }
+    return course;
+}
+
+/// No answers, and up to three successes.
+std::vector<Statuses> successes() { return {{}, {ok}, {ok, ok}, {ok, ok, ok}}; }
+
+/// All sequences of up to five of the two.
+std::vector<Statuses> mixtures(HBA_STATUS aOne, HBA_STATUS aOther)
+{
+    std::vector<Statuses> all = {{}};
+    for (std::size_t i = 0; i < all.size() && all[i].size() < 5; ++i)
+    {
+        for (HBA_STATUS const next : {aOne, aOther})
+        {
+            Statuses longer = all[i];
+            longer.push_back(next);
+            all.push_back(longer);
+        }
+    }
+    return all;
+}
+
+std::vector<Query> queries()
+{
+    auto const loading = always("QZCExitConditionEx 19: Can't load HBAAPI library!");
+    auto const naming = always("QZCExitConditionEx 19: HBA_GetAdapterName method failed");
+    auto const ports = always("QZCHbaapiEx 802: HBA_GetAdapterPortAttributes method failed");
+    return {
+        {"Load", {{}}, load, itemByItem(1, loading)},
+        {"AdapterNames", successes(), getNames, itemByItem(4, naming)},
+        {"AdapterAttributes", {{}}, getAttributes, itemByItem(1, attributesFailure)},
+        {"AdapterPorts", successes(), getPorts, itemByItem(4, ports)},
+        {"TargetMappings", mixtures(moreData, busy), getMappings, expectMappings},
+        {"ReportLunsOfABusyPort", mixtures(moreData, busy), sendReportLuns, expectReportLuns},
+        {"ReportLunsOfAPortWithConditions", mixtures(moreData, checkCondition), sendReportLuns,
+         expectReportLuns},
+        {"ReportLunsOfABusyPortWithConditions", mixtures(busy, checkCondition), sendReportLuns,
+         expectReportLuns},
+    };
+}
+
+/// The statuses of the standard, the first number beyond them and the largest one.
+Statuses everyStatus()
+{
+    Statuses statuses;
+    for (HBA_STATUS status = 0; status <= 31; ++status)
+    {
+        statuses.push_back(status);
+    }
+    statuses.push_back(4294967295u);
+    return statuses;
+}
+
+class HbaapiAnswers : public testing::TestWithParam<Query>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, HbaapiAnswers, testing::ValuesIn(queries()),
+                         [](testing::TestParamInfo<Query> const& aInfo) { return aInfo.param.mName; });
+
+TEST_P(HbaapiAnswers, AreHandledByTheRulesWhereverTheyCome)
+{
+    for (Statuses const& before : GetParam().mBefore)
+    {
+        for (HBA_STATUS const status : everyStatus())
+        {
+            Statuses script = before;
+            script.push_back(status);
+            script.resize(script.size() + 4, ok);
+            EXPECT_EQ(courseOf(GetParam(), script), GetParam().mExpect(script))
+                << "answers " << testing::PrintToString(script);
+        }
+    }
+}
+}  // namespace
