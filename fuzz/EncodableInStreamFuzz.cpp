@@ -1,0 +1,98 @@
+// Extracts elements in any order. The first byte is the number of extractions, each of the bytes behind it
+// chooses one; what is left is the stream.
+#include <vector>
+
+#include "backend/common/include/Buffer.h"
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/Pointer.h"
+#include "fuzz/Fuzz.h"
+
+namespace
+{
+using fuzz::expect;
+
+/// The targets of all extractions: like the stream they must stand a refusal untouched.
+struct Targets
+{
+    bool mBool = false;
+    unsigned char mByte = 0;
+    unsigned int mWord = 0;
+    QZCPointer<QZCBuffer> mBuffer;
+};
+
+enum class Type
+{
+    boolean,
+    byte,
+    word,
+    buffer
+};
+
+constexpr unsigned int numberOfTypes = 4;
+
+void extract(QZCEncodableInStream& arIn, Type aType, Targets& arTargets)
+{
+    switch (aType)
+    {
+        case Type::boolean:
+            arIn >> arTargets.mBool;
+            return;
+        case Type::byte:
+            arIn >> arTargets.mByte;
+            return;
+        case Type::word:
+            arIn >> arTargets.mWord;
+            return;
+        case Type::buffer:
+            arIn >> arTargets.mBuffer;
+            return;
+    }
+}
+
+QZCBuffer const* bufferOf(Targets const& aTargets)
+{
+    return aTargets.mBuffer != nullptr ? &*aTargets.mBuffer : nullptr;
+}
+
+bool isSame(Targets const& aLeft, Targets const& aRight)
+{
+    return aLeft.mBool == aRight.mBool && aLeft.mByte == aRight.mByte && aLeft.mWord == aRight.mWord &&
+           bufferOf(aLeft) == bufferOf(aRight);
+}
+
+void checkExtraction(QZCEncodableInStream& arIn, Type aType, Targets& arTargets)
+{
+    Targets const before = arTargets;
+    unsigned int const remaining = arIn.getRemaining();
+    try
+    {
+        extract(arIn, aType, arTargets);
+        expect(arIn.getRemaining() < remaining, "an extraction takes bytes");
+        if (aType == Type::buffer)
+        {
+            expect(arTargets.mBuffer->getLength() < remaining, "a buffer is not longer than the input");
+        }
+    }
+    catch (QZCEncodingEx const& error)
+    {
+        expect(error.getCode() == 100, "a refusal has the code 100");
+        expect(arIn.getRemaining() == remaining, "a refused extraction leaves the stream where it was");
+        expect(isSame(arTargets, before), "a refused extraction leaves the target as it was");
+    }
+}
+}  // namespace
+
+void fuzz::check(Input aInput)
+{
+    std::vector<Type> types(aInput.take());
+    for (Type& type : types)
+    {
+        type = static_cast<Type>(aInput.take() % numberOfTypes);
+    }
+    QZCEncodableInStream in(aInput.data(), static_cast<unsigned int>(aInput.size()));
+    Targets targets;
+    for (Type const type : types)
+    {
+        checkExtraction(in, type, targets);
+    }
+}

@@ -1,0 +1,25 @@
+#include "fuzz/Fuzz.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#include "backend/common/include/Logger.h"
+
+namespace
+{
+void dropLine(void*, char const*, unsigned int) {}
+}  // namespace
+
+/// All lines are formatted, with what the input put into them, and none is written.
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    SetLogLevelMask(QZLL_Assertion | QZLL_Error | QZLL_Notice | QZLL_Information | QZLL_Trace);
+    SetLogSink(&dropLine, nullptr);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* aBytes, std::size_t aSize)
+{
+    fuzz::check({aBytes, aSize});
+    return 0;
+}
