@@ -1,0 +1,107 @@
+// Reads captures record by record, from the input as it is and from the same bytes as hexadecimal text. Both
+// must give what one look at all bytes gives.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fuzz/Fuzz.h"
+#include "fuzz/MemoryFile.h"
+#include "tools/qzagent/Capture.h"
+#include "tools/qzagent/CaptureFile.h"
+#include "tools/qzagent/CaptureRecord.h"
+#include "tools/qzagent/HexDump.h"
+#include "tools/qzagent/HexText.h"
+
+namespace
+{
+using fuzz::expect;
+using qzagent::CaptureRecord;
+
+/// What is read until the end or the first damage.
+struct Content
+{
+    std::vector<CaptureRecord> mRecords;
+    bool mIsWhole = true;
+};
+
+bool isSame(CaptureRecord const& aLeft, CaptureRecord const& aRight)
+{
+    return aLeft.mSize == aRight.mSize && aLeft.mCategory == aRight.mCategory &&
+           aLeft.mSubcategory == aRight.mSubcategory && aLeft.mFirstWwn == aRight.mFirstWwn &&
+           aLeft.mSecondWwn == aRight.mSecondWwn && aLeft.mPayload == aRight.mPayload;
+}
+
+bool isSame(Content const& aLeft, Content const& aRight)
+{
+    bool same = aLeft.mIsWhole == aRight.mIsWhole && aLeft.mRecords.size() == aRight.mRecords.size();
+    for (std::size_t i = 0; same && i < aLeft.mRecords.size(); ++i)
+    {
+        same = isSame(aLeft.mRecords[i], aRight.mRecords[i]);
+    }
+    return same;
+}
+
+Content contentOf(std::vector<unsigned char> const& aBytes)
+{
+    Content content;
+    try
+    {
+        for (std::size_t i = 0; i < aBytes.size(); i += content.mRecords.back().mSize)
+        {
+            content.mRecords.push_back(qzagent::decodeRecord(&aBytes[i], aBytes.size() - i));
+        }
+    }
+    catch (qzagent::RecordDamage const&)
+    {
+        content.mIsWhole = false;
+    }
+    return content;
+}
+
+Content readCapture(std::string const& aPath)
+{
+    Content content;
+    try
+    {
+        qzagent::Capture capture(aPath);
+        std::uint64_t position = 0;
+        while (std::optional<CaptureRecord> record = capture.next())
+        {
+            expect(capture.position() == position, "a record begins where the one before it ends");
+            position += record->mSize;
+            content.mRecords.push_back(*record);
+        }
+    }
+    catch (qzagent::CaptureError const& error)
+    {
+        expect(std::string(error.what()).find(aPath) != std::string::npos, "a refusal names the file");
+        content.mIsWhole = false;
+    }
+    return content;
+}
+
+bool isHexText(std::vector<unsigned char> const& aBytes)
+{
+    std::string head(aBytes.begin(), aBytes.end());
+    head.resize(std::min(head.size(), qzagent::HexText::headSize));
+    return qzagent::HexText::isBegunBy(head);
+}
+}  // namespace
+
+void fuzz::check(Input aInput)
+{
+    static MemoryFile file;
+    std::vector<unsigned char> const bytes(aInput.data(), aInput.data() + aInput.size());
+    file.write(bytes.data(), bytes.size());
+    Content const asItIs = readCapture(file.path());
+    Content const inOneLook = contentOf(bytes);
+    expect(isHexText(bytes) || isSame(asItIs, inOneLook),
+           "records do not depend on the window they are seen by");
+
+    std::string const text = "# as text\n" + qzagent::hexOf(bytes);
+    file.write(text.data(), text.size());
+    expect(isSame(readCapture(file.path()), inOneLook), "hexadecimal text holds the records of its bytes");
+}

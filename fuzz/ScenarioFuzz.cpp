@@ -1,0 +1,62 @@
+// Reads scenarios: each is one whose summary can be printed, or is refused with the place of the mistake.
+#include <algorithm>
+#include <cstddef>
+#include <string>
+
+#include "fuzz/Fuzz.h"
+#include "fuzz/MemoryFile.h"
+#include "simulator/Scenario.h"
+#include "simulator/ScenarioError.h"
+#include "simulator/ScenarioReader.h"
+
+namespace
+{
+using fuzz::expect;
+
+bool isPrintable(std::string const& aText)
+{
+    return std::none_of(aText.begin(), aText.end(),
+                        [](char aCharacter)
+                        {
+                            auto const byte = static_cast<unsigned char>(aCharacter);
+                            return (byte < ' ' && byte != '\n') || byte == 0x7f;
+                        });
+}
+
+/// Takes a number and the colon behind it off the front.
+bool takeNumber(std::string& arText)
+{
+    std::size_t const digits = std::min(arText.find_first_not_of("0123456789"), arText.size());
+    bool const isNumber = digits != 0 && arText.compare(digits, 1, ":") == 0;
+    arText.erase(0, digits + 1);
+    return isNumber;
+}
+
+/// Whether the text begins as "file:line:column: ".
+bool hasPlace(std::string const& aText, std::string const& aFile)
+{
+    std::string const start = aFile + ":";
+    if (aText.compare(0, start.size(), start) != 0)
+    {
+        return false;
+    }
+    std::string rest = aText.substr(start.size());
+    return takeNumber(rest) && takeNumber(rest) && rest.size() > 1 && rest[0] == ' ';
+}
+}  // namespace
+
+void fuzz::check(Input aInput)
+{
+    static MemoryFile file;
+    file.write(aInput.data(), aInput.size());
+    try
+    {
+        std::string const summary = summaryOf(qzsim::readScenario(file.path()));
+        expect(!summary.empty() && isPrintable(summary), "a scenario has a summary that can be printed");
+    }
+    catch (qzsim::ScenarioError const& error)
+    {
+        expect(hasPlace(error.what(), file.path()), "a scenario is refused with the place");
+        expect(isPrintable(error.what()), "the refusal can be printed");
+    }
+}
