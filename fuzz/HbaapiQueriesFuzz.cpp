@@ -1,0 +1,294 @@
+// The layer over the HBA API with a vendor library whose answers the input decides, one after the other; when
+// it is used up every answer is a success. A model for each query says what the layer must ask.
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include <arpa/inet.h>
+#include <hbaapi.h>
+
+#include "backend/common/include/Clib.h"
+#include "backend/common/include/QZString.h"
+#include "backend/common/include/QZVector.h"
+#include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "fuzz/Fuzz.h"
+
+namespace
+{
+using fuzz::expect;
+
+constexpr HBA_HANDLE handle = 7;
+constexpr unsigned int senseSize = 256;
+constexpr unsigned int mostAttempts = 5;
+
+/// All answers with a name, and two without.
+HBA_STATUS statusOf(unsigned int aNumber) { return aNumber % 17; }
+
+/// What the layer is to do with the target mappings.
+class MappingModel
+{
+public:
+    explicit MappingModel(unsigned int aRoom) : mRoom(aRoom) {}
+
+    void take(HBA_STATUS aStatus, unsigned int aEntries)
+    {
+        mIsOver = aStatus != HBA_STATUS_ERROR_MORE_DATA && aStatus != HBA_STATUS_ERROR_BUSY;
+        mHasSucceeded = aStatus == HBA_STATUS_OK;
+        if (aStatus == HBA_STATUS_ERROR_MORE_DATA)
+        {
+            mRoom = aEntries;
+        }
+        if (aStatus == HBA_STATUS_ERROR_BUSY)
+        {
+            ++mNumBusy;
+            mIsOver = mNumBusy == mostAttempts;
+        }
+    }
+
+    unsigned int mRoom;
+    unsigned long mNumBusy = 0;
+    bool mIsOver = false;
+    bool mHasSucceeded = false;
+};
+
+/// What the layer is to do with REPORT LUNS.
+class LunsModel
+{
+public:
+    explicit LunsModel(unsigned int aSize) : mSize(aSize) {}
+
+    void take(HBA_STATUS aStatus, unsigned int aLength)
+    {
+        ++mNumAttempts;
+        bool const hasList = aStatus == HBA_STATUS_OK || aStatus == HBA_STATUS_ERROR_MORE_DATA;
+        bool const isRefused = hasList && aLength > 4096;
+        bool const isTooLong = hasList && !isRefused && aLength + 8 > mSize;
+        mSize = isTooLong ? aLength + 8 : mSize;
+        bool const asksForMore = !isRefused && (isTooLong || aStatus == HBA_STATUS_ERROR_MORE_DATA);
+        bool const isTransient =
+            aStatus == HBA_STATUS_SCSI_CHECK_CONDITION || aStatus == HBA_STATUS_ERROR_BUSY;
+        mIsOver = !asksForMore && !(isTransient && mNumAttempts < mostAttempts);
+        mHasSucceeded = mIsOver && aStatus == HBA_STATUS_OK && !isRefused;
+    }
+
+    unsigned int mSize;
+    unsigned int mNumAttempts = 0;
+    bool mIsOver = false;
+    bool mHasSucceeded = false;
+};
+
+/// The vendor library of one run.
+struct Vendor
+{
+    fuzz::Input mInput;
+    std::unique_ptr<MappingModel> mMapping = {};
+    std::unique_ptr<LunsModel> mLuns = {};
+    HBA_STATUS mStatus = HBA_STATUS_OK;  ///< of the answer before
+    unsigned int mNumCalls = 0;
+    unsigned long mSleptMS = 0;
+};
+
+Vendor* gVendor = nullptr;
+
+/// Answers a call that is not modelled further, with an area full of one byte.
+HBA_STATUS fill(void* aArea, std::size_t aSize)
+{
+    ++gVendor->mNumCalls;
+    std::memset(aArea, gVendor->mInput.take(), aSize);
+    gVendor->mStatus = statusOf(gVendor->mInput.take());
+    return gVendor->mStatus;
+}
+
+bool isZero(void const* aArea, std::size_t aSize)
+{
+    auto const* const bytes = static_cast<unsigned char const*>(aArea);
+    return std::all_of(bytes, bytes + aSize, [](unsigned char aByte) { return aByte == 0; });
+}
+
+/// @return what the call throws as "code: text"; nothing when it returns
+template <typename Exception, typename Call>
+std::string refusalOf(Call const& aCall)
+{
+    try
+    {
+        aCall();
+        return "";
+    }
+    catch (Exception const& error)
+    {
+        return std::to_string(error.getCode()) + ": " + error.what();
+    }
+}
+
+void checkNames(QZCHbaapiAbs& arLayer)
+{
+    unsigned int const count = gVendor->mInput.take() % 8;
+    QZCVector<QZCString> names;
+    gVendor->mNumCalls = 0;
+    gVendor->mStatus = HBA_STATUS_OK;
+    std::string const refusal =
+        refusalOf<QZCExitConditionEx>([&] { arLayer.HA_GetAdapterNames(count, names); });
+    bool const hasFailed = gVendor->mStatus != HBA_STATUS_OK;
+    expect(refusal == (hasFailed ? "19: HBA_GetAdapterName method failed" : ""), "a name that fails is told");
+    expect(hasFailed || gVendor->mNumCalls == count, "every name is asked for");
+    expect(names.size() == gVendor->mNumCalls - (hasFailed ? 1 : 0),
+           "names are kept up to the one that fails");
+}
+
+std::string refusalOfAttributes(HBA_STATUS aStatus, bool aHasPorts)
+{
+    switch (aStatus)
+    {
+        case HBA_STATUS_OK:
+            return aHasPorts ? "" : "802: ZERO Ports on the Adapter";
+        case HBA_STATUS_ERROR_NOT_SUPPORTED:
+            return "802: HBA_GetAdapterAttributes encounter non-supported Adapter";
+        default:
+            return "802: HBA_GetAdapterAttributes method failed";
+    }
+}
+
+void checkPorts(QZCHbaapiAbs& arLayer, HBA_ADAPTERATTRIBUTES const& aAttributes)
+{
+    unsigned int number = 0;
+    std::unique_ptr<HBA_PORTATTRIBUTES[]> ports;
+    gVendor->mNumCalls = 0;
+    std::string const refusal = refusalOf<QZCHbaapiEx>(
+        [&] { ports.reset(arLayer.HA_GetAdapterPorts(handle, &aAttributes, number)); });
+    bool const hasFailed = gVendor->mStatus != HBA_STATUS_OK;
+    expect(refusal == (hasFailed ? "802: HBA_GetAdapterPortAttributes method failed" : ""),
+           "a port that fails is told");
+    expect(number == aAttributes.NumberOfPorts, "the number of ports is that of the attributes");
+    expect(hasFailed || gVendor->mNumCalls == number, "every port is asked for");
+}
+
+void checkAttributes(QZCHbaapiAbs& arLayer)
+{
+    unsigned int const numPorts = gVendor->mInput.size() != 0 ? gVendor->mInput.data()[0] % 8 : 0;
+    std::unique_ptr<HBA_ADAPTERATTRIBUTES> attributes;
+    std::string const refusal =
+        refusalOf<QZCHbaapiEx>([&] { attributes.reset(arLayer.HA_GetAdapterAttributes(handle)); });
+    expect(refusal == refusalOfAttributes(gVendor->mStatus, numPorts != 0), "attributes come or are refused");
+    if (attributes)
+    {
+        expect(attributes->NumberOfPorts == numPorts, "attributes come as they were answered");
+        checkPorts(arLayer, *attributes);
+    }
+}
+
+HBA_FCPTargetMapping* newMapping(unsigned int aEntries)
+{
+    std::size_t const size = offsetof(HBA_FCPTargetMapping, entry) + aEntries * sizeof(HBA_FCPSCSIENTRY);
+    auto* const mapping = static_cast<HBA_FCPTargetMapping*>(std::calloc(1, size));
+    mapping->NumberOfEntries = aEntries;
+    return mapping;
+}
+
+void checkMappings(QZCHbaapiAbs& arLayer)
+{
+    unsigned int const entries = gVendor->mInput.take();
+    HBA_FCPTargetMapping* mapping = entries != 0 ? newMapping(entries) : nullptr;
+    HBA_FCPTargetMapping* returned = nullptr;
+    gVendor->mMapping = std::make_unique<MappingModel>(entries != 0 ? entries : 256);
+    gVendor->mSleptMS = 0;
+    std::string const refusal =
+        refusalOf<QZCHbaapiEx>([&] { returned = arLayer.HA_GetTargetMappings(handle, mapping); });
+    MappingModel const& model = *gVendor->mMapping;
+    expect(model.mIsOver, "mappings are asked for until the answer is final");
+    expect(refusal == (model.mHasSucceeded ? "" : "802: HBA_GetFcpTargetMapping method failed"),
+           "mappings come or are refused");
+    expect((mapping != nullptr) == model.mHasSucceeded && returned == mapping,
+           "there is a block after a success and none after a failure");
+    expect(gVendor->mSleptMS == 1000 * model.mNumBusy, "every busy answer is waited out for a second");
+    std::free(mapping);
+}
+
+void checkLuns(QZCHbaapiAbs& arLayer)
+{
+    unsigned int size = 4U + gVendor->mInput.take();
+    void* buffer = std::malloc(size);
+    std::memset(buffer, 0x5a, size);
+    gVendor->mLuns = std::make_unique<LunsModel>(size);
+    std::string const refusal =
+        refusalOf<QZCHbaapiEx>([&] { arLayer.HA_SendReportLUNs(handle, HBA_WWN{}, &buffer, &size); });
+    LunsModel const& model = *gVendor->mLuns;
+    expect(model.mIsOver, "LUNs are asked for until the answer is final");
+    expect(refusal == (model.mHasSucceeded ? "" : "802: HBA_SendReportLUNs method failed"),
+           "LUNs come or are refused");
+    expect(size == model.mSize, "the size is that of the last block");
+    std::memset(buffer, 0, size);
+    std::free(buffer);
+}
+}  // namespace
+
+extern "C"
+{
+    HBA_STATUS HBA_GetAdapterName(HBA_UINT32, char* aName) { return fill(aName, 256); }
+
+    HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE, HBA_ADAPTERATTRIBUTES* aAttributes)
+    {
+        HBA_STATUS const status = fill(aAttributes, sizeof *aAttributes);
+        aAttributes->NumberOfPorts = static_cast<unsigned char>(aAttributes->Manufacturer[0]) % 8;
+        return status;
+    }
+
+    HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE, HBA_UINT32, HBA_PORTATTRIBUTES* aAttributes)
+    {
+        return fill(aAttributes, sizeof *aAttributes);
+    }
+
+    HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING* aMapping)
+    {
+        MappingModel& model = *gVendor->mMapping;
+        expect(!model.mIsOver, "after a final answer nothing is asked");
+        expect(aMapping->NumberOfEntries == model.mRoom, "mappings are asked for in the room that they need");
+        expect(isZero(aMapping->entry, model.mRoom * sizeof *aMapping->entry), "the block is one of zeros");
+        HBA_STATUS const status = statusOf(gVendor->mInput.take());
+        unsigned int const number = gVendor->mInput.take();
+        std::memset(aMapping->entry, 0xa5, model.mRoom * sizeof *aMapping->entry);
+        // A demand for fewer than two entries ends the process.
+        aMapping->NumberOfEntries = status == HBA_STATUS_ERROR_MORE_DATA ? 2 + 2 * number : number;
+        model.take(status, aMapping->NumberOfEntries);
+        return status;
+    }
+
+    HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void* aResponse, HBA_UINT32 aSize, void* aSense,
+                                  HBA_UINT32 aSenseSize)
+    {
+        LunsModel& model = *gVendor->mLuns;
+        expect(!model.mIsOver, "after a final answer nothing is asked");
+        expect(aSize == model.mSize && aSenseSize == senseSize, "the blocks have their sizes");
+        expect(model.mNumAttempts != 0 || (isZero(aResponse, aSize) && isZero(aSense, aSenseSize)),
+               "the blocks of the first request are zero");
+        HBA_STATUS const status = statusOf(gVendor->mInput.take());
+        unsigned int const high = gVendor->mInput.take();
+        unsigned int const length = high << 8 | gVendor->mInput.take();
+        std::memset(aSense, 0xa5, aSenseSize);
+        std::memset(aResponse, 0xa5, aSize);
+        unsigned int const written = htonl(length);
+        std::memcpy(aResponse, &written, sizeof written);
+        model.take(status, length);
+        return status;
+    }
+}
+
+/// Stands before that of the framework: nobody waits for a fuzzer.
+void ClibSleepMS(unsigned long aMilliseconds) { gVendor->mSleptMS += aMilliseconds; }
+
+void fuzz::check(Input aInput)
+{
+    Vendor vendor{aInput};
+    gVendor = &vendor;
+    QZCHbaapiAbs layer;
+    void (*const checks[])(QZCHbaapiAbs&) = {checkNames, checkAttributes, checkMappings, checkLuns};
+    while (vendor.mInput.size() != 0)
+    {
+        checks[vendor.mInput.take() % std::size(checks)](layer);
+    }
+}
