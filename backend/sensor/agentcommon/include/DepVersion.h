@@ -32,7 +32,8 @@ public:
     /// Appends a component.
     /// @param acrText the number that it begins with, after white space and a sign, is the component: digits
     ///                up to the first other character, no digits give 0, a negative number its 32-bit
-    ///                pattern, a larger number its low 32 bits
+    ///                pattern, a larger number its low 32 bits; one beyond 64 bits counts as the
+    ///                largest, or smallest, that they hold
     /// @return this version, so that appends chain
     QZCDepVersion& operator<<(QZCString const& acrText);
 
