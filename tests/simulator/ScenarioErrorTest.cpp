@@ -59,6 +59,13 @@ TEST(ScenarioError, TellsWhereTextIsNotUtf8)
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"\xff\"\n").substr(0, 11), "bad.toml:2:");
 }
 
+TEST(ScenarioError, RefusesAKeyThatBeginsWithALetterBeyondAscii)
+{
+    EXPECT_EQ(errorOf("\u00e9 = 1"),
+              "bad.toml:1:1: Error while parsing root table: expected keys, tables, whitespace or comments, "
+              "saw '\u00e9'");
+}
+
 TEST(ScenarioError, RefusesKeysOfMorePartsThanAnyScenarioNeeds)
 {
     EXPECT_EQ(errorOf("\na" + std::string(301, '.')),
