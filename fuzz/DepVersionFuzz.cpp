@@ -114,8 +114,7 @@ int statusOfParsing(std::string const& aText)
 
 void fuzz::check(Input aInput)
 {
-    // A text ends at its first NUL.
-    std::string const text = std::string(aInput.data(), aInput.data() + aInput.size()).c_str();
+    std::string const text = fuzz::textOf(aInput);
     Components const components = componentsOf(text);
     if (components.size() <= mostComponents)
     {

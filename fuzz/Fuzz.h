@@ -3,10 +3,12 @@
 /// entry points that libFuzzer calls.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace fuzz
 {
@@ -35,6 +37,13 @@ private:
     std::uint8_t const* mBytes;
     std::size_t mSize;
 };
+
+/// What has not been taken, as a text, which ends at its first NUL.
+inline std::string textOf(Input const& aInput)
+{
+    std::uint8_t const* const end = aInput.data() + aInput.size();
+    return {aInput.data(), std::find(aInput.data(), end, 0)};
+}
 
 /// One run of the target. Whatever leaves it other than by a return is a finding.
 void check(Input aInput);

@@ -11,8 +11,6 @@
 
 namespace
 {
-using fuzz::expect;
-
 bool isPrintable(std::string const& aText)
 {
     return std::none_of(aText.begin(), aText.end(),
@@ -41,7 +39,9 @@ bool hasPlace(std::string const& aText, std::string const& aFile)
         return false;
     }
     std::string rest = aText.substr(start.size());
-    return takeNumber(rest) && takeNumber(rest) && rest.size() > 1 && rest[0] == ' ';
+    bool const hasLine = takeNumber(rest);
+    bool const hasColumn = takeNumber(rest);
+    return hasLine && hasColumn && rest.size() > 1 && rest[0] == ' ';
 }
 }  // namespace
 

@@ -112,8 +112,7 @@ void checkBinaryForm(QZCWorldWideName const& aName)
 
 void fuzz::check(Input aInput)
 {
-    // A text ends at its first NUL.
-    std::string const text = std::string(aInput.data(), aInput.data() + aInput.size()).c_str();
+    std::string const text = fuzz::textOf(aInput);
     QZCWorldWideName name(before.data());
     std::string const textBefore = name.getStringForm().get();
     bool const isAccepted = set(name, text);
