@@ -51,7 +51,7 @@ void QZCBuffer::append(void const* apBytes, unsigned int aLength)
     mLength += aLength;
 }
 
-unsigned char* QZCBuffer::_grow(std::size_t aLength)
+unsigned char* QZCBuffer::_grow(std::uint64_t aLength)
 {
     unsigned int const limit = std::numeric_limits<unsigned int>::max();
     if (aLength > limit - mLength)

@@ -2,7 +2,7 @@
 /// The byte buffer that records and streams hand to each other.
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 /// A growable sequence of bytes, owned by whoever holds it.
@@ -79,13 +79,14 @@ private:
 
     static constexpr unsigned int sgInsideCapacity = 39;
 
+    /// @param aLength of 64 bits on every machine, so that head and content together never wrap
     /// @return where the next byte goes, with room for at least aLength of them
-    unsigned char* _room(std::size_t aLength)
+    unsigned char* _room(std::uint64_t aLength)
     {
         return aLength <= mCapacity - mLength ? mBytes + mLength : _grow(aLength);
     }
 
-    unsigned char* _grow(std::size_t aLength);
+    unsigned char* _grow(std::uint64_t aLength);
     void _moveTo(unsigned int aCapacity);
     void _own();
 

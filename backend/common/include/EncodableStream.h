@@ -10,7 +10,7 @@
 ///     QZCBuffer       5a ll ll ll ll, then the bytes: always 5 more than its length
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <new>
 
@@ -105,7 +105,7 @@ public:
     QZCEncodableOutStream& operator<<(QZCBuffer const& acrBuffer)
     {
         unsigned int const length = acrBuffer.mLength;
-        unsigned char* const room = mEncoded._room(std::size_t{length} + QZCEncodedForm::sgWordHeadSize);
+        unsigned char* const room = mEncoded._room(std::uint64_t{length} + QZCEncodedForm::sgWordHeadSize);
         _putWord(room, QZCEncodedForm::sgByteString | QZCEncodedForm::sgFollows4, length);
         // Read only now: the stream's own bytes may have moved with the growing.
         _putBytes(room + QZCEncodedForm::sgWordHeadSize, acrBuffer.mBytes, length);
