@@ -89,9 +89,9 @@ std::size_t numberOfMappings(Adapter const& aAdapter)
     return number;
 }
 
-std::uint64_t strikesIn(Fault const& aFault)
+std::uint32_t strikesIn(Fault const& aFault)
 {
-    return aFault.mLast == endless ? 1 : std::uint64_t{aFault.mLast} - aFault.mFirst + 1;
+    return aFault.mLast == endless ? 1 : aFault.mLast - aFault.mFirst + 1;
 }
 
 std::string summaryOf(Fault const& aFault)

@@ -80,7 +80,7 @@ struct Scenario
 std::size_t numberOfMappings(Adapter const& aAdapter);
 
 /// How often a fault must strike so that nothing of it is left.
-std::uint64_t strikesIn(Fault const& aFault);
+std::uint32_t strikesIn(Fault const& aFault);
 
 /// The fault in words: "call 2 of HBA_OpenAdapter answers HBA_STATUS_ERROR_BUSY".
 std::string summaryOf(Fault const& aFault);

@@ -65,7 +65,7 @@ Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
     {
         refuseFile(aPath);
     }
-    std::size_t const size = aFaults * sizeof(Count);
+    std::size_t const size = aFaults * sizeof(StrikeCount);
     if (sizeOf(file.number(), aPath) != size)
     {
         refuseFile(aPath, "it was made for another scenario");
@@ -79,7 +79,7 @@ Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
     {
         refuseFile(aPath);
     }
-    mCounts = {static_cast<Count*>(memory), [size](Count* aCounts) { ::munmap(aCounts, size); }};
+    mCounts = {static_cast<StrikeCount*>(memory), [size](StrikeCount* aCounts) { ::munmap(aCounts, size); }};
 }
 
 void Strikes::add(std::size_t aFault)
@@ -90,7 +90,7 @@ void Strikes::add(std::size_t aFault)
     }
 }
 
-std::uint64_t Strikes::of(std::size_t aFault) const
+std::uint32_t Strikes::of(std::size_t aFault) const
 {
     return mCounts ? mCounts[static_cast<std::ptrdiff_t>(aFault)].load() : 0;
 }
@@ -103,7 +103,7 @@ StrikesFile::StrikesFile(std::size_t aFaults)
     {
         refuseFile(mPath);
     }
-    if (::ftruncate(file.number(), static_cast<off_t>(aFaults * sizeof(std::uint64_t))) != 0)
+    if (::ftruncate(file.number(), static_cast<off_t>(aFaults * sizeof(StrikeCount))) != 0)
     {
         ::unlink(mPath.c_str());
         refuseFile(mPath);

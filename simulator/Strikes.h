@@ -10,6 +10,10 @@
 
 namespace qzsim
 {
+/// Of 32 bits: not every machine counts further without a lock.
+using StrikeCount = std::atomic<std::uint32_t>;
+static_assert(StrikeCount::is_always_lock_free, "processes cannot share a lock");
+
 /// One count for each fault, in the order of the scenario, in a file that the processes share. What is
 /// counted stays, whatever becomes of the process that counted it.
 class Strikes
@@ -22,13 +26,10 @@ public:
     Strikes(std::string const& aPath, std::size_t aFaults);
 
     void add(std::size_t aFault);
-    std::uint64_t of(std::size_t aFault) const;
+    std::uint32_t of(std::size_t aFault) const;
 
 private:
-    using Count = std::atomic<std::uint64_t>;
-    static_assert(Count::is_always_lock_free, "processes cannot share a lock");
-
-    std::shared_ptr<Count[]> mCounts;
+    std::shared_ptr<StrikeCount[]> mCounts;
 };
 
 /// A file of counts that are zero, there as long as the object.

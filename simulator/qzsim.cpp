@@ -153,7 +153,7 @@ bool complainOfFaultsLeft(qzsim::Scenario const& aScenario, qzsim::Strikes const
     for (std::size_t index = 0; index < aScenario.mFaults.size(); ++index)
     {
         qzsim::Fault const& fault = aScenario.mFaults[index];
-        std::uint64_t const strikes = aStrikes.of(index);
+        std::uint32_t const strikes = aStrikes.of(index);
         if (strikes < strikesIn(fault))
         {
             fmt::print(stderr, "qzsim: {}: the fault struck {} of {} times: {}\n", fault.mPlace, strikes,

@@ -10,7 +10,6 @@
 #include <variant>
 #include <vector>
 
-#include <cbor.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,6 +18,7 @@
 #include "backend/common/include/LocalBuffer.h"
 #include "backend/common/include/Pointer.h"
 #include "tests/backend/common/Bytes.h"
+#include "tests/backend/common/Streams.h"
 #include "tests/backend/common/Outcome.h"
 #include "tests/support/AllocationFailure.h"
 
@@ -26,20 +26,11 @@ using testing::ElementsAre;
 
 namespace
 {
-using BufferHandle = QZCPointer<QZCBuffer>;
-
 constexpr unsigned int insideCapacity = 39;
 
 static_assert(!std::is_copy_constructible<QZCEncodableOutStream>::value, "a stream has one holder");
 static_assert(!std::is_copy_constructible<QZCEncodableInStream>::value, "a stream has one holder");
 static_assert(std::is_base_of<QZCException, QZCEncodingEx>::value, "one root for all exceptions");
-
-Bytes bytesOf(QZCEncodableOutStream const& aStream) { return bytesOf(aStream.getEncoded()); }
-
-QZCEncodableOutStream& operator<<(QZCEncodableOutStream& aOut, Bytes const& aBytes)
-{
-    return aOut << QZCLocalBuffer(aBytes.data(), lengthOf(aBytes));
-}
 
 template <typename T>
 Bytes encodingOf(T const& aValue)
@@ -55,20 +46,6 @@ Bytes headOfBuffer(std::size_t aLength)
     return {0x5a, static_cast<unsigned char>(aLength >> 24), static_cast<unsigned char>(aLength >> 16),
             static_cast<unsigned char>(aLength >> 8), static_cast<unsigned char>(aLength)};
 }
-
-/// A decoder over bytes of its own.
-class Input
-{
-public:
-    explicit Input(Bytes aBytes) : mBytes(std::move(aBytes)), mStream(mBytes.data(), lengthOf(mBytes)) {}
-
-    QZCEncodableInStream& stream() { return mStream; }
-
-private:
-    // Exactly as large as the input, so that a sanitizer sees a read past its end.
-    Bytes const mBytes;
-    QZCEncodableInStream mStream;
-};
 
 BufferHandle newBuffer(Bytes const& aBytes)
 {
@@ -89,14 +66,6 @@ BufferHandle untouched<BufferHandle>()
 {
     return newBuffer({0xee});
 }
-
-template <typename T>
-T contentOf(T aValue)
-{
-    return aValue;
-}
-
-Bytes contentOf(BufferHandle const& aBuffer) { return bytesOf(*aBuffer); }
 
 /// How the extraction of one T ends: "done", or why not. Fails the test when a refusal has moved the stream
 /// or touched the target.
@@ -594,171 +563,5 @@ TEST(EncodableInStream, ABufferThatFitsInsideNeedsNoMemoryForItsBytes)
     Input input(encodingOf(someBytes(insideCapacity)));
     BufferHandle target;
     EXPECT_EQ(allocationsOf([&] { input.stream() >> target; }), 2u);
-}
-
-/// One element of a stream; another CBOR library is asked what it thinks of the bytes.
-using Element = std::variant<bool, unsigned char, unsigned int, Bytes>;
-using ItemHandle = std::unique_ptr<cbor_item_t, void (*)(cbor_item_t*)>;
-
-ItemHandle owned(cbor_item_t* aItem)
-{
-    return ItemHandle(aItem, [](cbor_item_t* aOwned) { cbor_decref(&aOwned); });
-}
-
-std::vector<Element> randomElements(std::size_t aCount)
-{
-    std::mt19937 random(20260504);
-    std::vector<Element> elements;
-    while (elements.size() < aCount)
-    {
-        // Numbers of every magnitude are equally likely.
-        auto const number = static_cast<unsigned int>(random() >> random() % 32);
-        switch (random() % 4)
-        {
-            case 0:
-                elements.emplace_back(number % 2 == 0);
-                break;
-            case 1:
-                elements.emplace_back(static_cast<unsigned char>(number));
-                break;
-            case 2:
-                elements.emplace_back(number);
-                break;
-            default:
-                elements.emplace_back(someBytes(number % 1000));
-                break;
-        }
-    }
-    return elements;
-}
-
-std::uint64_t numberIn(Element const& aElement)
-{
-    unsigned char const* const byte = std::get_if<unsigned char>(&aElement);
-    return byte != nullptr ? *byte : std::get<unsigned int>(aElement);
-}
-
-/// What the other library reads, as the element that was expected there or as the nearest to it.
-Element elementOf(cbor_item_t const* aItem, Element const& aExpected)
-{
-    if (cbor_isa_bytestring(aItem) && cbor_bytestring_is_definite(aItem))
-    {
-        unsigned char const* const first = cbor_bytestring_handle(aItem);
-        return Bytes(first, first + cbor_bytestring_length(aItem));
-    }
-    if (cbor_is_bool(aItem))
-    {
-        return cbor_get_bool(aItem);
-    }
-    EXPECT_TRUE(cbor_isa_uint(aItem)) << "of type " << cbor_typeof(aItem);
-    auto const number = static_cast<unsigned int>(cbor_get_int(aItem));
-    bool const isByte = std::holds_alternative<unsigned char>(aExpected) && number <= 255;
-    return isByte ? Element(static_cast<unsigned char>(number)) : Element(number);
-}
-
-/// A number with one of the heads that can hold it, the shortest or not.
-ItemHandle itemOf(std::uint64_t aNumber, std::size_t aVariety)
-{
-    std::size_t const shortest = aNumber > 0xffff ? 2 : aNumber > 0xff ? 1 : 0;
-    switch (shortest + aVariety % (4 - shortest))
-    {
-        case 0:
-            return owned(cbor_build_uint8(static_cast<std::uint8_t>(aNumber)));
-        case 1:
-            return owned(cbor_build_uint16(static_cast<std::uint16_t>(aNumber)));
-        case 2:
-            return owned(cbor_build_uint32(static_cast<std::uint32_t>(aNumber)));
-        default:
-            return owned(cbor_build_uint64(aNumber));
-    }
-}
-
-ItemHandle itemOf(Element const& aElement, std::size_t aVariety)
-{
-    if (bool const* const value = std::get_if<bool>(&aElement))
-    {
-        return owned(cbor_build_bool(*value));
-    }
-    if (Bytes const* const bytes = std::get_if<Bytes>(&aElement))
-    {
-        return owned(cbor_build_bytestring(bytes->data(), bytes->size()));
-    }
-    return itemOf(numberIn(aElement), aVariety);
-}
-
-Bytes serialized(cbor_item_t const* aItem)
-{
-    Bytes bytes(1100);
-    bytes.resize(cbor_serialize(aItem, bytes.data(), bytes.size()));
-    return bytes;
-}
-
-/// The next element of the stream, of the type that the expected one has.
-Element extracted(QZCEncodableInStream& aIn, Element const& aExpected)
-{
-    return std::visit(
-        [&](auto const& aTyped) -> Element
-        {
-            using Type = std::decay_t<decltype(aTyped)>;
-            std::conditional_t<std::is_same<Type, Bytes>::value, BufferHandle, Type> value{};
-            aIn >> value;
-            return contentOf(value);
-        },
-        aExpected);
-}
-
-TEST(EncodableStream, AnotherCborLibraryReadsWhatIsWritten)
-{
-    std::vector<Element> const elements = randomElements(5000);
-    QZCEncodableOutStream out;
-    for (Element const& element : elements)
-    {
-        std::visit([&](auto const& aTyped) { out << aTyped; }, element);
-    }
-    Bytes const bytes = bytesOf(out);
-    std::size_t position = 0;
-    for (Element const& element : elements)
-    {
-        cbor_load_result result;
-        ItemHandle const item = owned(cbor_load(&bytes[position], bytes.size() - position, &result));
-        ASSERT_NE(item, nullptr) << "at byte " << position;
-        ASSERT_EQ(elementOf(item.get(), element), element) << "at byte " << position;
-        position += result.read;
-    }
-    EXPECT_EQ(position, bytes.size());
-}
-
-TEST(EncodableStream, WhatAnotherCborLibraryWritesIsRead)
-{
-    std::vector<Element> const elements = randomElements(5000);
-    std::mt19937 random(4711);
-    Bytes bytes;
-    for (Element const& element : elements)
-    {
-        bytes = joined(std::move(bytes), serialized(itemOf(element, random()).get()));
-    }
-    Input input(bytes);
-    for (Element const& element : elements)
-    {
-        std::size_t const position = bytes.size() - input.stream().getRemaining();
-        ASSERT_EQ(extracted(input.stream(), element), element) << "at byte " << position;
-    }
-    EXPECT_EQ(input.stream().getRemaining(), 0u);
-}
-
-TEST(EncodableStream, WhatIsWrittenIsReadBack)
-{
-    std::vector<Element> const elements = randomElements(5000);
-    QZCEncodableOutStream out;
-    for (Element const& element : elements)
-    {
-        std::visit([&](auto const& aTyped) { out << aTyped; }, element);
-    }
-    Input input(bytesOf(out));
-    for (Element const& element : elements)
-    {
-        ASSERT_EQ(extracted(input.stream(), element), element);
-    }
-    EXPECT_EQ(input.stream().getRemaining(), 0u);
 }
 }  // namespace

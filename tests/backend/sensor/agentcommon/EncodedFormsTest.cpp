@@ -8,16 +8,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "backend/sensor/agentcommon/include/LatencyData.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/backend/common/Bytes.h"
-#include "tests/backend/sensor/agentcommon/CborElements.h"
 #include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
 #include "tools/qzagent/HexText.h"
 
-using testing::ElementsAre;
 using testing::SizeIs;
 
 namespace
@@ -50,12 +47,6 @@ Examples examplesOfPage()
 
 Bytes example(std::string const& aName) { return examplesOfPage()[aName]; }
 
-QZCLatencyData latencies()
-{
-    unsigned int const buckets[] = {0, 120, 880};
-    return QZCLatencyData(1000, 4104, 0, 35, 1, 10, 2, buckets, 3);
-}
-
 TEST(EncodedForms, AreSevenExamples) { EXPECT_THAT(examplesOfPage(), SizeIs(7)); }
 
 TEST(EncodedForms, OfANameIsThatOfThePage)
@@ -84,24 +75,5 @@ TEST_F(ScopeData, OfEachShapeIsEncodedAsThePageSays)
 TEST(EncodedForms, OfLatencyDataIsThatOfThePage)
 {
     EXPECT_EQ(encodedFormOf(latencies()), example("latency data"));
-}
-
-TEST(EncodedForms, OfANameIsReadByAnotherCborLibrary)
-{
-    Bytes const name = someBytes(8);
-    EXPECT_THAT(cborElementsOf(encodedFormOf(QZCWorldWideName(name.data()))),
-                ElementsAre("bytes 1 2 3 4 5 6 7 8"));
-}
-
-TEST(EncodedForms, OfAnEventIsReadByAnotherCborLibrary)
-{
-    EXPECT_THAT(cborElementsOf(encodedFormOf(*eventOf(3, 7))), ElementsAre("3", "7"));
-}
-
-TEST(EncodedForms, OfLatencyDataIsReadByAnotherCborLibrary)
-{
-    EXPECT_THAT(cborElementsOf(encodedFormOf(latencies())),
-                ElementsAre("1000", "4104", "35", "1", "10", "2", "0", "120", "880", "0", "0", "0", "0", "0",
-                            "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0"));
 }
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Pointer.h"
+#include "backend/sensor/agentcommon/include/LatencyData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/backend/common/Bytes.h"
@@ -28,6 +29,13 @@ inline QZCPointer<QZCWorldWideName> nameOf(std::array<unsigned char, 8> const& a
 {
     return QZCPointer<QZCWorldWideName>(new (std::nothrow) QZCWorldWideName(aBytes.data()), QZPST_Individual,
                                         QZPAT_New);
+}
+
+/// Latency data of a thousand I/Os.
+inline QZCLatencyData latencies()
+{
+    unsigned int const buckets[] = {0, 120, 880};
+    return QZCLatencyData(1000, 4104, 0, 35, 1, 10, 2, buckets, 3);
 }
 
 /// What a record encodes itself to.

@@ -1,7 +1,10 @@
+// The records beside another CBOR library.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "tests/backend/common/Bytes.h"
 #include "tests/backend/sensor/agentcommon/CborElements.h"
 #include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
@@ -10,6 +13,25 @@ using testing::ElementsAre;
 
 namespace
 {
+TEST(EncodedForms, OfANameIsReadByAnotherCborLibrary)
+{
+    Bytes const name = someBytes(8);
+    EXPECT_THAT(cborElementsOf(encodedFormOf(QZCWorldWideName(name.data()))),
+                ElementsAre("bytes 1 2 3 4 5 6 7 8"));
+}
+
+TEST(EncodedForms, OfAnEventIsReadByAnotherCborLibrary)
+{
+    EXPECT_THAT(cborElementsOf(encodedFormOf(*eventOf(3, 7))), ElementsAre("3", "7"));
+}
+
+TEST(EncodedForms, OfLatencyDataIsReadByAnotherCborLibrary)
+{
+    EXPECT_THAT(cborElementsOf(encodedFormOf(latencies())),
+                ElementsAre("1000", "4104", "35", "1", "10", "2", "0", "120", "880", "0", "0", "0", "0", "0",
+                            "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0"));
+}
+
 TEST_F(ScopeData, OfAnEventIsReadByAnotherCborLibrary)
 {
     EXPECT_THAT(cborElementsOf(encodedFormOf(QZCScopeData(mEvent))), ElementsAre("3", "7", "false", "0"));

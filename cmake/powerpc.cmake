@@ -1,0 +1,20 @@
+# Builds for 32-bit big-endian PowerPC Linux with Debian's cross compiler, against the folder that
+# scripts/powerpc-sysroot fills; what is built runs under qemu.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR ppc)
+set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
+
+set(QZ_EMULATOR qemu-ppc-static)
+set(QZ_EMULATED_ROOT /usr/powerpc-linux-gnu)
+set(CMAKE_CROSSCOMPILING_EMULATOR "${QZ_EMULATOR};-L;${QZ_EMULATED_ROOT}")
+
+# Nothing of the build machine's own libraries and headers is to be found.
+get_filename_component(qz_sysroot "${CMAKE_CURRENT_LIST_DIR}/../build/powerpc-sysroot" ABSOLUTE)
+set(CMAKE_FIND_ROOT_PATH "${qz_sysroot}")
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(ENV{PKG_CONFIG_LIBDIR} "${qz_sysroot}/usr/lib/pkgconfig")
+set(ENV{PKG_CONFIG_PATH} "")

@@ -1,0 +1,45 @@
+/// @file
+/// What the tests of the streams put in and take out.
+#pragma once
+
+#include <utility>
+
+#include "backend/common/include/Buffer.h"
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/LocalBuffer.h"
+#include "backend/common/include/Pointer.h"
+#include "tests/backend/common/Bytes.h"
+
+using BufferHandle = QZCPointer<QZCBuffer>;
+
+inline Bytes bytesOf(QZCEncodableOutStream const& aStream) { return bytesOf(aStream.getEncoded()); }
+
+inline QZCEncodableOutStream& operator<<(QZCEncodableOutStream& aOut, Bytes const& aBytes)
+{
+    return aOut << QZCLocalBuffer(aBytes.data(), lengthOf(aBytes));
+}
+
+/// A decoder over bytes of its own.
+class Input
+{
+public:
+    explicit Input(Bytes aBytes) : mBytes(std::move(aBytes)), mStream(mBytes.data(), lengthOf(mBytes)) {}
+
+    QZCEncodableInStream& stream() { return mStream; }
+
+private:
+    // Exactly as large as the input, so that a sanitizer sees a read past its end.
+    Bytes const mBytes;
+    QZCEncodableInStream mStream;
+};
+
+/// What an extraction target holds.
+/// @{
+template <typename T>
+T contentOf(T aValue)
+{
+    return aValue;
+}
+
+inline Bytes contentOf(BufferHandle const& aBuffer) { return bytesOf(*aBuffer); }
+/// @}
