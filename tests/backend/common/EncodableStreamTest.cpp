@@ -18,8 +18,8 @@
 #include "backend/common/include/LocalBuffer.h"
 #include "backend/common/include/Pointer.h"
 #include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Streams.h"
 #include "tests/backend/common/Outcome.h"
+#include "tests/backend/common/Streams.h"
 #include "tests/support/AllocationFailure.h"
 
 using testing::ElementsAre;
