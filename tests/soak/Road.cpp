@@ -1,0 +1,236 @@
+#include "tests/soak/Road.h"
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <hbaapi.h>
+#include <poll.h>
+
+#include "backend/common/include/Buffer.h"
+#include "backend/common/include/Clib.h"
+#include "backend/common/include/EncodableStream.h"
+#include "backend/common/include/Exception.h"
+#include "backend/common/include/Pointer.h"
+#include "backend/common/include/QZString.h"
+#include "backend/common/include/QZVector.h"
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "backend/sensor/agentcommon/include/ScopeEvent.h"
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "simulator/include/QzEvent.h"
+#include "tools/qzagent/EventQueue.h"
+
+// Takes the place of the framework's: busy adapters are not waited for.
+void ClibSleepMS(unsigned long) {}
+
+namespace
+{
+using NameHandle = QZCPointer<QZCWorldWideName>;
+using EventHandle = QZCPointer<QZCScopeEvent>;
+
+constexpr int patience = 10000;  // milliseconds without an event
+
+struct Freed
+{
+    void operator()(void* aBlock) const { std::free(aBlock); }
+};
+
+template <typename Record>
+EventHandle decodedEvent(Record const& aBytes)
+{
+    QZCEncodableInStream in(aBytes, aBytes.getLength());
+    EventHandle event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
+    event->decode(in);
+    return event;
+}
+
+EventHandle eventOf(unsigned int aCategory, unsigned int aSubcategory)
+{
+    QZCEncodableOutStream out;
+    out << static_cast<unsigned char>(aCategory) << static_cast<unsigned char>(aSubcategory);
+    return decodedEvent(out.getEncoded());
+}
+
+/// Encodes the record, decodes what came of it, and encodes that.
+template <typename Record>
+void sendThereAndBack(Record const& aRecord, Record& arOther, Yield& arYield)
+{
+    QZCEncodableOutStream there;
+    aRecord.encode(there);
+    QZCBuffer const& bytes = there.getEncoded();
+    QZCEncodableInStream in(bytes, bytes.getLength());
+    arOther.decode(in);
+    QZCEncodableOutStream back;
+    arOther.encode(back);
+    QZCBuffer const& same = back.getEncoded();
+    unsigned char const* const first = bytes;
+    unsigned char const* const second = same;
+    if (bytes.getLength() != same.getLength() || std::memcmp(first, second, bytes.getLength()) != 0)
+    {
+        throw std::runtime_error("a record came back changed");
+    }
+    ++arYield.mRecords;
+}
+
+/// Does the step, or counts its refusal.
+template <typename Step>
+void attempt(Yield& arYield, Step aStep)
+{
+    try
+    {
+        aStep();
+    }
+    catch (QZCException const&)
+    {
+        ++arYield.mRefusals;
+    }
+}
+
+void sendName(HBA_WWN const& aName, Yield& arYield)
+{
+    QZCWorldWideName other;
+    sendThereAndBack(QZCWorldWideName(aName.wwn), other, arYield);
+}
+
+void walkPorts(QZCHbaapiAbs& arHbaapi, unsigned int aHandle, Yield& arYield)
+{
+    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(arHbaapi.HA_GetAdapterAttributes(aHandle));
+    unsigned int count = 0;
+    std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
+        arHbaapi.HA_GetAdapterPorts(aHandle, attributes.get(), count));
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        sendName(ports[i].PortWWN, arYield);
+    }
+}
+
+void walkTargets(QZCHbaapiAbs& arHbaapi, unsigned int aHandle, Yield& arYield)
+{
+    HBA_FCPTargetMapping* block = nullptr;
+    std::unique_ptr<HBA_FCPTargetMapping, Freed> const mapping(arHbaapi.HA_GetTargetMappings(aHandle, block));
+    for (unsigned int i = 0; i < mapping->NumberOfEntries; ++i)
+    {
+        sendName(mapping->entry[i].FcpId.PortWWN, arYield);
+    }
+}
+
+void reportLuns(QZCHbaapiAbs& arHbaapi, unsigned int aHandle, HBA_UINT8 aTarget)
+{
+    unsigned int size = 16;
+    void* block = std::malloc(size);
+    std::unique_ptr<void*, void (*)(void**)> const owner(&block, [](void** apBlock) { std::free(*apBlock); });
+    arHbaapi.HA_SendReportLUNs(aHandle, HBA_WWN{{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}}, &block, &size);
+}
+
+void walkAdapter(QZCHbaapiAbs& arHbaapi, QZCString const& aName, Yield& arYield)
+{
+    std::string name(aName.get());
+    unsigned int const handle = arHbaapi.HA_OpenAdapter(name.data());
+    arHbaapi.HA_RefreshAdapter(handle);
+    attempt(arYield, [&] { walkPorts(arHbaapi, handle, arYield); });
+    attempt(arYield, [&] { walkTargets(arHbaapi, handle, arYield); });
+    attempt(arYield, [&] { reportLuns(arHbaapi, handle, 0x01); });
+    attempt(arYield, [&] { reportLuns(arHbaapi, handle, 0x41); });
+    arHbaapi.HA_CloseAdapter(handle);
+}
+
+struct Board
+{
+    NameHandle mFirst;
+    NameHandle mSecond;
+    unsigned int mRegistration = 0;
+    bool mIsRegistered = false;
+};
+
+void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory, void* apQueue,
+               QZ_event* apEvent)
+{
+    static_cast<qzagent::EventQueue*>(apQueue)->push(
+        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, apEvent->mPayload,
+        apEvent->mLength);
+}
+
+void registerBoard(QZCLibvqmAbs& arLibvqm, unsigned int aNumber, qzagent::EventQueue& arQueue, Board& arBoard,
+                   Yield& arYield)
+{
+    arLibvqm.LIBVQM_GetAdapterInfo(aNumber, arBoard.mFirst, arBoard.mSecond);
+    EventHandle const any = eventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
+    arBoard.mIsRegistered = arLibvqm.LIBVQM_QzapiRegEvent(aNumber, arBoard.mSecond, any, &arQueue,
+                                                          &arBoard.mRegistration, &takeEvent) == QZ_OK;
+    arYield.mRefusals += arBoard.mIsRegistered ? 0 : 1;
+}
+
+void sendEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield& arYield)
+{
+    auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
+    QZCScopeData const data(eventOf(aEvent.mHead.mCategory, aEvent.mHead.mSubcategory),
+                            aEvent.mPayload.data(), length, length, aBoard.mFirst, aBoard.mSecond);
+    QZCScopeData other(eventOf(0, 0));
+    sendThereAndBack(data, other, arYield);
+}
+
+void takeEvents(qzagent::EventQueue& arQueue, std::uint64_t aEvents, std::vector<Board> const& aBoards,
+                Yield& arYield)
+{
+    qzagent::WatchedEvent event{};
+    for (std::uint64_t taken = 0; taken < aEvents;)
+    {
+        if (arQueue.pop(event))
+        {
+            sendEvent(event, aBoards.at(event.mHead.mBoard), arYield);
+            ++taken;
+            continue;
+        }
+        pollfd queue{arQueue.descriptor(), POLLIN, 0};
+        if (::poll(&queue, 1, patience) == 0)
+        {
+            throw std::runtime_error("the events do not come any more");
+        }
+    }
+}
+}  // namespace
+
+void walkAdapters(Yield& arYield)
+{
+    QZCHbaapiAbs hbaapi;
+    hbaapi.HA_LoadHbaapi();
+    QZCVector<QZCString> names;
+    hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
+    for (QZCString const& name : names)
+    {
+        attempt(arYield, [&] { walkAdapter(hbaapi, name, arYield); });
+    }
+    hbaapi.HA_FreeHbaapi();
+}
+
+void walkBoards(std::uint64_t aEvents, Yield& arYield)
+{
+    qzagent::EventQueue queue(65536, 16 * 1024 * 1024);
+    QZCLibvqmAbs libvqm;
+    libvqm.LIBVQM_LoadLibrary();
+    libvqm.LIBVQM_Init();
+    std::vector<Board> boards(libvqm.LIBVQM_GetNumberOfAdapters());
+    for (unsigned int number = 0; number < boards.size(); ++number)
+    {
+        attempt(arYield, [&] { registerBoard(libvqm, number, queue, boards[number], arYield); });
+    }
+    takeEvents(queue, aEvents, boards, arYield);
+    for (unsigned int number = 0; number < boards.size(); ++number)
+    {
+        if (boards[number].mIsRegistered)
+        {
+            libvqm.LIBVQM_QzapiUnregEvent(number, boards[number].mSecond, boards[number].mRegistration);
+        }
+    }
+    libvqm.LIBVQM_Close();
+    libvqm.LIBVQM_FreeLibrary();
+}
