@@ -22,6 +22,7 @@
 #include "tools/qzagent/LatencyJson.h"
 #include "tools/qzagent/LatencySurvey.h"
 #include "tools/qzagent/NewFile.h"
+#include "tools/qzagent/Number.h"
 #include "tools/qzagent/Output.h"
 #include "tools/qzagent/Printable.h"
 #include "tools/qzagent/Progress.h"
@@ -164,9 +165,10 @@ void addLatency(CommandLine& arCommandLine)
                               "                             bars of how often each latency was seen\n",
                               [options](Setting const& aSetting) { return latency(aSetting, *options); });
     verb.add_option("--adapter", options->mAdapter, "Measure through this adapter only")->type_name("NAME");
-    verb.add_option("--count", options->mCount, "How often each target port is asked: 10, or 1 to 1000000")
+    verb.add_option("--count", options->mCount,
+                    "How often each target port is asked, 1 to 1000000; 10 when left out")
         ->type_name("N")
-        ->check(CLI::Range(1u, largestCount));
+        ->check(numberFrom(1, largestCount));
     verb.add_option("--output", options->mOutput, "Write the encoded latency data to this new file")
         ->type_name("FILE");
 }
