@@ -38,8 +38,7 @@ constexpr char const* description =
     "the HBA API's common library finds the adapters that the scenario FILE describes, and what opens\n"
     "/usr/lib/libvqm.so finds its boards and their events.\n";
 
-constexpr char const* footer = R"(
-Example:
+constexpr char const* footer = R"(Example:
   $ cat two.toml
   [[adapter]]
   name = "example-fc-0"

@@ -1,6 +1,7 @@
 #include "tools/qzagent/CommandLine.h"
 
 #include <cstdlib>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -33,6 +34,17 @@ std::string footer(std::string const& aExamples)
     }
     return text;
 }
+
+/// To the parser a verb is optional, so that a missing one is told of in words of our own.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    std::string make_usage(CLI::App const* apApp, std::string aName) const override
+    {
+        return apApp->get_parent() == nullptr ? "Usage: qzagent [OPTIONS] VERB [ARGUMENTS]\n"
+                                              : CLI::Formatter::make_usage(apApp, aName);
+    }
+};
 }  // namespace
 
 CommandLine::CommandLine()
@@ -42,7 +54,7 @@ CommandLine::CommandLine()
     addFlag("--trace", mIsTraced, "Show the trace of the library on standard error");
     mApp.fallthrough();
     mApp.require_subcommand(0, 1);
-    mApp.get_formatter()->label("SUBCOMMAND", "VERB");
+    mApp.formatter(std::make_shared<HelpFormatter>());
 }
 
 CLI::App& CommandLine::addVerb(char const* aName, char const* aDescription, char const* aExamples,

@@ -20,10 +20,10 @@ constexpr std::uint64_t mostSeconds = 1'000'000'000;
 
 void addOptions(CLI::App& arVerb, WatchOptions& arOptions)
 {
-    arVerb.add_option("--category", arOptions.mCategory, "Only events of this category")
+    arVerb.add_option("--category", arOptions.mCategory, "Only events of this category, 0 to 254")
         ->type_name("N")
         ->check(numberFrom(0, largestCategory));
-    arVerb.add_option("--subcategory", arOptions.mSubcategory, "Only events of this subcategory")
+    arVerb.add_option("--subcategory", arOptions.mSubcategory, "Only events of this subcategory, 0 to 254")
         ->type_name("N")
         ->check(numberFrom(0, largestCategory));
     arVerb.add_option("--board", arOptions.mBoard, "Only events of this board")
