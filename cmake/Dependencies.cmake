@@ -20,6 +20,7 @@ if(QZ_BUILD_TESTS)
     set(CBOR_FOUND FALSE)
   else()
     pkg_check_modules(CBOR REQUIRED IMPORTED_TARGET libcbor)
+    find_package(Python3 REQUIRED COMPONENTS Interpreter)
   endif()
 endif()
 

@@ -1,0 +1,196 @@
+"""The manual pages say what the programs do: each statement that a program can be asked about is compared with it."""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+import man_page
+import programs
+from programs import QZAGENT, QZSIM
+
+ROOT = pathlib.Path(__file__).resolve().parents[3]
+SCENARIOS = ROOT / "simulator" / "scenarios"
+SCHEMAS = ROOT / "tools" / "qzagent" / "schemas"
+PATHS = {path.name: path for path in sorted((ROOT / "docs" / "man").iterdir())}
+PAGES = {name: man_page.ManPage(path) for name, path in PATHS.items()}
+VERBS = {verb: PAGES.get("qzagent-" + verb + ".1") for verb in programs.verbs()}
+
+
+def options_in(text):
+    return set(re.findall(r"--[a-z]+", text))
+
+
+def options_with_description(page):
+    return {option for tag, _ in man_page.items(page.sections["OPTIONS"]) for option in options_in(tag)}
+
+
+def statuses(page):
+    return {tag for tag, _ in man_page.items(page.sections["EXIT STATUS"])}
+
+
+class EveryPage(unittest.TestCase):
+    @unittest.skipUnless(shutil.which("mandoc"), "mandoc is not installed")
+    def test_is_free_of_findings(self):
+        result = programs.run("mandoc", "-T", "lint", "-W", "warning", *map(str, PATHS.values()))
+        self.assertEqual((result.stdout + result.stderr, result.returncode), ("", 0))
+
+    def test_bears_the_name_and_the_section_of_its_file(self):
+        for name, path in PATHS.items():
+            with self.subTest(name):
+                title = path.read_text(encoding="utf-8").split("\n", 1)[0].split()[:3]
+                self.assertEqual(title, [".TH", path.stem.upper(), path.suffix[1:]])
+                self.assertRegex(PAGES[name].text("NAME"), "^" + path.stem + " - [a-z]")
+
+    def test_refers_to_pages_that_there_are(self):
+        for name, page in PAGES.items():
+            with self.subTest(name):
+                self.assertLessEqual(page.references(), PAGES.keys())
+                self.assertNotIn(name, page.references())
+
+
+class PageOfTheAgent(unittest.TestCase):
+    def test_there_is_one_for_each_verb(self):
+        pages = {name for name in PAGES if name.startswith("qzagent-")}
+        self.assertEqual(pages, {"qzagent-" + verb + ".1" for verb in VERBS})
+
+    def test_has_all_verbs(self):
+        listed = [tag.split(",")[0] for tag, _ in man_page.items(PAGES["qzagent.1"].sections["DESCRIPTION"])]
+        self.assertEqual(listed, list(VERBS))
+
+    def test_has_the_options_of_the_help(self):
+        page = PAGES["qzagent.1"]
+        self.assertEqual(options_with_description(page), programs.options_of(QZAGENT))
+        self.assertEqual(options_in(page.text("SYNOPSIS")), programs.options_of(QZAGENT))
+
+    def test_has_the_exit_codes_with_their_meanings(self):
+        self.assertEqual(dict(man_page.items(PAGES["qzagent.1"].sections["EXIT STATUS"])), programs.exit_codes())
+
+    def test_of_a_verb_has_the_options_of_its_help(self):
+        for verb, page in VERBS.items():
+            with self.subTest(verb):
+                options = programs.options_of_verb(verb)
+                self.assertEqual(options_with_description(page), options)
+                self.assertEqual(options_in(page.text("SYNOPSIS")), options - {"--help"})
+
+    def test_of_a_verb_says_which_numbers_its_options_take(self):
+        host = [QZSIM, "--scenario", str(SCENARIOS / "no-adapters.toml"), "--", QZAGENT]
+        for verb, page in VERBS.items():
+            for tag, text in man_page.items(page.sections["OPTIONS"]):
+                option, *values = tag.split(" ")
+                if values in (["N"], ["S"]):
+                    lowest, highest = map(int, re.search(r"(\d+) to (\d+)", text).groups())
+                    for number in (lowest - 1, lowest, highest, highest + 1):
+                        with self.subTest(verb=verb, option=option, number=number):
+                            is_refused = programs.run(*host, verb, option, str(number)).returncode == 2
+                            self.assertEqual(is_refused, not lowest <= number <= highest)
+
+    def test_of_a_verb_has_the_exit_codes(self):
+        for verb, page in VERBS.items():
+            with self.subTest(verb):
+                self.assertEqual(statuses(page), programs.exit_codes().keys())
+
+
+def keys_of_schema(schema):
+    """All keys that are described anywhere in it."""
+    if isinstance(schema, list):
+        return set().union(*map(keys_of_schema, schema))
+    if not isinstance(schema, dict):
+        return set()
+    properties = schema.get("properties", {})
+    return set(properties).union(*map(keys_of_schema, schema.values()), *map(keys_of_schema, properties.values()))
+
+
+def keys_of_schemas(*names):
+    return set().union(*(keys_of_schema(json.loads((SCHEMAS / (name + ".schema.json")).read_text())) for name in names))
+
+
+class JsonOfThePages(unittest.TestCase):
+    def compare(self, page, keys):
+        section = page.sections["JSON"]
+        bold = " ".join(man_page.text_of(line) for line in section if line.startswith(".B"))
+        self.assertLessEqual({key for key, _ in man_page.terms(section)}, keys)
+        self.assertLessEqual(keys, set(re.findall(r"\w+", bold)))
+
+    def test_has_the_keys_that_all_documents_share(self):
+        self.compare(PAGES["qzagent.1"], keys_of_schemas("envelope"))
+
+    def test_of_a_verb_has_the_keys_of_its_schema(self):
+        envelope = json.loads((SCHEMAS / "envelope.schema.json").read_text())["properties"].keys()
+        for verb, page in VERBS.items():
+            with self.subTest(verb):
+                schemas = ["watch", "watch-event"] if verb == "watch" else [verb]
+                self.compare(page, keys_of_schemas(*schemas) - envelope)
+
+
+class PageOfTheSimulator(unittest.TestCase):
+    def test_has_the_options_of_the_help(self):
+        page = PAGES["qzsim.1"]
+        self.assertEqual(options_with_description(page), programs.options_of(QZSIM))
+        self.assertEqual(options_in(page.text("SYNOPSIS")), programs.options_of(QZSIM))
+
+    def test_has_the_exit_statuses_of_the_help(self):
+        told = programs.help_of(QZSIM).split("The exit status is PROGRAM's; ")[1]
+        self.assertEqual(statuses(PAGES["qzsim.1"]), {"0", *re.findall(r"(\d+) when", told)})
+
+
+class Examples(unittest.TestCase):
+    """Typed on a host that has the adapters of a scenario, in a folder that has all scenarios."""
+
+    HOST = "diagnostic-events.toml"
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        commands = self.folder / "bin"
+        commands.mkdir()
+        (commands / "qzsim").symlink_to(QZSIM)
+        agent = commands / "qzagent"
+        agent.write_text("#!/bin/sh\n"
+                         f'[ -n "$QZSIM_SCENARIO" ] || exec qzsim --scenario {SCENARIOS / self.HOST} -- "$0" "$@"\n'
+                         f'exec {QZAGENT} "$@"\n')
+        agent.chmod(0o755)
+        self.environment = {**os.environ, "LC_ALL": "C.UTF-8", "PATH": f"{commands}:{os.environ['PATH']}"}
+
+    def enter(self, command, folder):
+        result = subprocess.run(["bash", "-c", command], cwd=folder, env=self.environment, stdout=subprocess.PIPE,
+                                stderr=subprocess.STDOUT, text=True, check=False)
+        return re.sub(" +$", "", result.stdout, flags=re.M), result.returncode  # tables end their lines with blanks
+
+    def follow(self, page):
+        folder = self.folder / page.name
+        shutil.copytree(SCENARIOS, folder)
+        status = 0
+        for command, shown in page.session():
+            text = "".join(line + "\n" for line in shown)
+            if command == "echo $?":
+                self.assertEqual(text, f"{status}\n")
+                status = 0
+                continue
+            self.assertEqual(status, 0, "the command before " + command)
+            file = re.fullmatch(r"cat (\S+)", command)
+            if file:
+                (folder / file[1]).write_text(text, encoding="utf-8")
+                continue
+            output, status = self.enter(command, folder)
+            self.assertRegex(output, re.compile("^" + re.escape(text).replace(r"\.\.\.", ".*") + r"\Z", re.DOTALL))
+        self.assertEqual(status, 0, "the last command")
+
+    def test_do_what_the_pages_show(self):
+        for name, page in PAGES.items():
+            with self.subTest(name):
+                self.follow(page)
+
+    def test_are_in_every_page(self):
+        for name, page in PAGES.items():
+            with self.subTest(name):
+                self.assertNotEqual(page.session(), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,136 @@
+"""qzsim-scenario(5) says what the reader of scenarios takes and refuses."""
+
+import pathlib
+import re
+import tempfile
+import unittest
+
+import man_page
+import programs
+from programs import QZSIM
+
+ROOT = pathlib.Path(__file__).resolve().parents[3]
+TABLES = man_page.ManPage(ROOT / "docs" / "man" / "qzsim-scenario.5").subsections("DESCRIPTION")
+
+# What must stand before a table.
+LEADING = {
+    "The scenario": [],
+    "[[adapter]]": [],
+    "[[adapter.port]]": ["[[adapter]]"],
+    "[[adapter.port.remote]]": ["[[adapter]]", "[[adapter.port]]"],
+    "[diagnostics]": [],
+    "[[diagnostics.board]]": [],
+    "[[diagnostics.event]]": ["[[diagnostics.board]]"],
+    "[[fault]]": [],
+}
+
+# Good values of all required keys.
+SAMPLES = {
+    "name": '"a"',
+    "port_wwn": '"10:00:00:00:c9:00:00:01"',
+    "first_wwn": '"20:00:00:00:c9:00:00:01"',
+    "second_wwn": '"10:00:00:00:c9:00:00:01"',
+    "board": "0",
+    "category": "0",
+    "subcategory": "0",
+    "call": '"HBA_OpenAdapter"',
+    "nth": "1",
+    "status": "1",
+}
+
+HIGHEST_NUMBER = 4294967295
+
+
+def required_keys(table):
+    keys = [key for key, text in man_page.terms(TABLES[table]) if "Required." in text]
+    return keys + ["status"] * (table == "[[fault]]")
+
+
+def scenario(table, values):
+    """The text of a scenario whose last table has the values, and the others what they must have."""
+    text = ""
+    for title in [*LEADING[table], table]:
+        entries = values if title == table else {key: SAMPLES[key] for key in required_keys(title)}
+        text += (title + "\n") * (title != "The scenario")
+        text += "".join(f"{key} = {value}\n" for key, value in entries.items())
+    return text
+
+
+class PageOfTheScenario(unittest.TestCase):
+    def complaint(self, table, values):
+        """What is wrong with the scenario; nothing when it is good."""
+        with tempfile.NamedTemporaryFile("w", suffix=".toml") as file:
+            file.write(scenario(table, values))
+            file.flush()
+            result = programs.run(QZSIM, "--scenario", file.name, "--check")
+        self.assertEqual(result.returncode, 2 if result.stderr else 0)
+        return result.stderr
+
+    def good_values(self, table):
+        return {key: SAMPLES[key] for key in required_keys(table)}
+
+    def assert_takes(self, table, key, value):
+        self.assertEqual(self.complaint(table, {**self.good_values(table), key: value}), "")
+
+    def assert_refuses(self, table, key, value):
+        self.assertIn(": expected ", self.complaint(table, {**self.good_values(table), key: value}))
+
+    def check_each_key(self, pattern, check):
+        """Calls check with each table and key whose description begins so, and with the match."""
+        for table, lines in TABLES.items():
+            for key, text in man_page.terms(lines):
+                found = re.match(pattern, text)
+                if found:
+                    with self.subTest(table=table, key=key):
+                        check(table, key, found)
+
+    def test_has_all_tables(self):
+        self.assertEqual(list(TABLES), list(LEADING))
+
+    def test_has_the_keys_of_each_table(self):
+        for table, lines in TABLES.items():
+            with self.subTest(table):
+                known = re.search(r"expected a key of .* \((.*)\), found", self.complaint(table, {"unknown": "0"}))
+                self.assertEqual(sorted(key for key, _ in man_page.terms(lines)), sorted(known[1].split(", ")))
+
+    def test_says_which_keys_are_required(self):
+        for table in TABLES:
+            with self.subTest(table):
+                self.assertEqual(self.complaint(table, self.good_values(table)), "")
+            for key in required_keys(table):
+                with self.subTest(table=table, key=key):
+                    others = {other: value for other, value in self.good_values(table).items() if other != key}
+                    self.assertIn(f'expected the key "{key}"', self.complaint(table, others))
+
+    def test_says_which_numbers_are_in_bounds(self):
+        def check(table, key, found):
+            lowest = int(found[1] or 0)
+            highest = int(found[2] or found[3] or str(HIGHEST_NUMBER), 0)
+            self.assert_refuses(table, key, lowest - 1)
+            self.assert_takes(table, key, lowest)
+            self.assert_takes(table, key, highest)
+            self.assert_refuses(table, key, highest + 1)
+
+        self.check_each_key(r"Numbers?(?: from (\d+) (?:on|to (\d+))|, at most (\w+)|[.,:])", check)
+
+    def test_says_how_long_texts_may_be(self):
+        def check(table, key, found):
+            longest = int(found[1])
+            self.assert_takes(table, key, f'"{longest * "x"}"')
+            self.assert_refuses(table, key, f'"{(longest + 1) * "x"}"')
+
+        self.check_each_key(r"Text, (?:1 to|at most) (\d+) bytes", check)
+
+    def test_has_all_names_that_a_value_may_have(self):
+        for table, key in (("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
+                           ("[[adapter.port.remote]]", "role"), ("[[adapter.port.remote]]", "lun_addressing"),
+                           ("[[fault]]", "call")):
+            with self.subTest(table=table, key=key):
+                complaint = self.complaint(table, {**self.good_values(table), key: '"?"'})
+                names = re.search(r"one of (?:the calls )?(.*?)(?: or a number.*)?, found", complaint)[1].split(", ")
+                text = dict(man_page.terms(TABLES[table]))[key]
+                self.assertLessEqual(set(names), set(re.findall(r"\w+", text)))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,42 @@
+"""What qzagent and qzsim tell of themselves, for tests of what others tell of them."""
+
+import json
+import os
+import re
+import subprocess
+
+QZAGENT = os.environ["QZAGENT"]
+QZSIM = os.environ["QZSIM"]
+
+
+def run(*command):
+    return subprocess.run(command, capture_output=True, text=True, check=False)
+
+
+def help_of(*command):
+    result = run(*command, "--help")
+    assert result.returncode == 0, result.stderr
+    return result.stdout
+
+
+def options_of(*command):
+    """The options that the help lists, as "--json"; of a verb its own."""
+    return set(re.findall(r"^  (?:-h,)?(--[a-z]+)", help_of(*command), re.M))
+
+
+def verbs():
+    listed = help_of(QZAGENT).split("\nVerbs:\n")[1].split("\n\n")[0]
+    return re.findall(r"^  ([a-z]+) ", listed, re.M)
+
+
+def options_of_verb(verb):
+    """Those that may stand behind it: its own, and those that help says may stand there too."""
+    text = help_of(QZAGENT, verb)
+    shared = re.search(r"^(.*) may stand before or after the verb\.$", text, re.M)[1]
+    return options_of(QZAGENT, verb) | set(shared.split(" and "))
+
+
+def exit_codes():
+    """From code to meaning."""
+    entries = json.loads(run(QZAGENT, "explain", "--json").stdout)["exit_codes"]
+    return {str(entry["code"]): entry["meaning"] for entry in entries}
