@@ -3,6 +3,9 @@
 /// wants the bytes of simulated events includes this header; a real diagnostic library brings its own.
 #pragma once
 
+/// @addtogroup simulator
+/// @{
+
 /// An event's record, valid while the callback runs. It is the library's; a callback copies what it keeps.
 struct QZ_event
 {
@@ -18,7 +21,7 @@ constexpr unsigned int QZ_ANY_CATEGORY = 0xff;
 /// do, it is the lowest.
 enum QZ_result : unsigned int
 {
-    QZ_OK = 0,
+    QZ_OK = 0,              ///< all is well
     QZ_NO_ENVIRONMENT = 1,  ///< VQM_InitDiagEnv has not been called, or VQM_FreeDiagEnv has
     QZ_NO_BOARD = 2,        ///< the board number is not below the number of boards
     QZ_NO_PORT = 3,         ///< the board has no port of that name
@@ -26,6 +29,8 @@ enum QZ_result : unsigned int
     QZ_IS_REGISTERED = 5,   ///< the board has a plain registration for that category already
     QZ_NOT_REGISTERED = 6   ///< there is no such registration
 };
+
+/// @}
 
 // The plain interface, whose arguments the library above only passes through, is given this meaning:
 //

@@ -13,11 +13,14 @@
 /// copy of its own.
 ///
 /// Errors: std::bad_alloc when room cannot be had, std::length_error beyond 4,294,967,295 bytes in all; the
-/// buffer is then as it was before the call. Thread-safety: one buffer is used by one thread at a time.
+/// buffer is then as it was before the call. It asserts nothing and logs nothing.
+/// Thread-safety: one buffer is used by one thread at a time.
+/// @ingroup services
 class QZCBuffer
 {
 public:
-    /// Beside the wrapping constructor a literal 0 for aLength is ambiguous: write 0u.
+    /// Makes a buffer that owns its bytes. Beside the wrapping constructor a literal 0 for aLength is
+    /// ambiguous: write 0u.
     /// @param aLength   bytes to start with, all zero
     /// @param aCapacity room to set aside, so that appending up to it allocates no more; a hint that later
     ///                  appends may exceed or fall short of
@@ -52,6 +55,7 @@ public:
     QZCBuffer(QZCBuffer const&) = delete;
     QZCBuffer& operator=(QZCBuffer const&) = delete;
 
+    /// @param aPosition position of a byte, from 0
     /// @return the byte at aPosition
     /// @throws std::out_of_range naming both figures, when aPosition is not below getLength()
     virtual unsigned char byte(unsigned int aPosition) const;
@@ -66,12 +70,16 @@ public:
     ///         wraps takes its own copy first
     virtual operator unsigned char*();
 
-    /// Cuts the content, or extends it with zero bytes.
+    /// Cuts the content, or extends it with zero bytes. A buffer that wraps takes its own copy first.
+    /// @param aLength number of bytes it then has
+    /// @throws std::bad_alloc when there is no room; the buffer is then as before
     virtual void setLength(unsigned int aLength);
 
-    /// Adds bytes at the end.
+    /// Adds bytes at the end. A buffer that wraps takes its own copy first.
     /// @param apBytes bytes to copy, also from this very buffer; may be null when aLength is 0
     /// @param aLength their number
+    /// @throws std::bad_alloc when there is no room; std::length_error when the buffer would hold more than
+    ///         4,294,967,295 bytes. The buffer is then as before
     void append(void const* apBytes, unsigned int aLength);
 
 private:

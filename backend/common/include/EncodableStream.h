@@ -20,37 +20,44 @@
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 
 /// Input that ends too soon or is not of the type that was asked for. The text gives the byte position, what
-/// was expected and what stands there; the code is 100.
+/// was expected and what stands there; the code is 100. It is a QZCException, but neither generic nor
+/// halting. Nothing is logged when it is thrown.
+/// Thread-safety: one object is used by one thread at a time.
+/// @ingroup exceptions
 class QZCEncodingEx : virtual public QZCException
 {
 public:
-    /// @param apMessage see QZCException
+    /// @param apMessage the text, which is copied; see QZCException::QZCException()
     /// @param aCode     100 wherever the streams throw it
     QZCEncodingEx(char const* apMessage, unsigned int aCode) noexcept;
 
+    /// Does nothing of its own.
     ~QZCEncodingEx() noexcept override;
 };
 
 /// The bytes of the encoded form that writer and reader share. A head is a major type and, in the low five
 /// bits, a small value or how many bytes of a larger one follow.
+/// @ingroup services
 struct QZCEncodedForm
 {
-    static constexpr unsigned char sgUnsigned = 0x00;
-    static constexpr unsigned char sgByteString = 0x40;
-    static constexpr unsigned char sgFollows1 = 24;
-    static constexpr unsigned char sgFollows2 = 25;
-    static constexpr unsigned char sgFollows4 = 26;
-    static constexpr unsigned char sgFollows8 = 27;
-    static constexpr unsigned char sgFalse = 0xf4;
-    static constexpr unsigned char sgTrue = 0xf5;
-    static constexpr unsigned int sgByteHeadSize = 2;
-    static constexpr unsigned int sgWordHeadSize = 5;
+    static constexpr unsigned char sgUnsigned = 0x00;    ///< major type of unsigned integers
+    static constexpr unsigned char sgByteString = 0x40;  ///< major type of byte strings
+    static constexpr unsigned char sgFollows1 = 24;      ///< one byte of value follows
+    static constexpr unsigned char sgFollows2 = 25;      ///< two bytes of value follow
+    static constexpr unsigned char sgFollows4 = 26;      ///< four bytes of value follow
+    static constexpr unsigned char sgFollows8 = 27;      ///< eight bytes of value follow
+    static constexpr unsigned char sgFalse = 0xf4;       ///< the whole of a false
+    static constexpr unsigned char sgTrue = 0xf5;        ///< the whole of a true
+    static constexpr unsigned int sgByteHeadSize = 2;    ///< a head with one byte of value
+    static constexpr unsigned int sgWordHeadSize = 5;    ///< a head with four bytes of value
 };
 
 /// Encoder: elements are inserted one after another and the bytes taken with getEncoded().
 ///
-/// Errors: those of QZCBuffer::append(); the stream then holds what it held before the insertion.
+/// Errors: those of QZCBuffer::append(); the stream then holds what it held before the insertion. It asserts
+/// nothing and logs nothing.
 /// Thread-safety: one stream is used by one thread at a time.
+/// @ingroup services
 class QZCEncodableOutStream
 {
 public:
@@ -60,9 +67,10 @@ public:
     QZCEncodableOutStream(QZCEncodableOutStream const&) = delete;
     QZCEncodableOutStream& operator=(QZCEncodableOutStream const&) = delete;
 
-    /// Appends one element, whose value may stand in the bytes of this very stream. Of a buffer the bytes it
-    /// holds are taken as they are, whatever a derived class makes of its virtual operations.
+    /// Appends one element, whose value may stand in the bytes of this very stream.
+    /// @param acrValue the value, not kept
     /// @return this stream, so that insertions chain
+    /// @throws std::bad_alloc, std::length_error; see QZCBuffer::append()
     /// @{
     QZCEncodableOutStream& operator<<(bool const& acrValue)
     {
@@ -101,7 +109,13 @@ public:
         }
         return *this;
     }
+    /// @}
 
+    /// Appends one element of all bytes that a buffer holds; they are taken as they are, whatever a derived
+    /// class makes of its virtual operations.
+    /// @param acrBuffer the bytes, copied; may be the buffer of this very stream
+    /// @return this stream, so that insertions chain
+    /// @throws std::bad_alloc, std::length_error; see QZCBuffer::append()
     QZCEncodableOutStream& operator<<(QZCBuffer const& acrBuffer)
     {
         unsigned int const length = acrBuffer.mLength;
@@ -112,7 +126,6 @@ public:
         mEncoded.mLength += length + QZCEncodedForm::sgWordHeadSize;
         return *this;
     }
-    /// @}
 
     /// @return the bytes of all elements inserted since construction or the last clear(); owned by the
     ///         stream, valid until it is changed or destroyed
@@ -170,11 +183,14 @@ private:
 /// remaining bytes is refused before anything is allocated. A failed extraction leaves the stream and the
 /// target where they were.
 ///
-/// Errors: QZCEncodingEx as above; extracting a buffer also QZCNoMemoryEx.
+/// Errors: QZCEncodingEx as above; extracting a buffer also QZCNoMemoryEx. It asserts nothing and logs
+/// nothing.
 /// Thread-safety: one stream is used by one thread at a time.
+/// @ingroup services
 class QZCEncodableInStream
 {
 public:
+    /// A stream at the first of these bytes.
     /// @param apBytes encoded bytes, not owned; must stay valid as long as the stream is used
     /// @param aLength their number
     QZCEncodableInStream(unsigned char const* apBytes, unsigned int aLength)
@@ -186,6 +202,7 @@ public:
     QZCEncodableInStream& operator=(QZCEncodableInStream const&) = delete;
 
     /// Extracts one element.
+    /// @param arValue set to its value
     /// @return this stream, so that extractions chain
     /// @throws QZCEncodingEx, code 100
     /// @{
@@ -210,8 +227,11 @@ public:
         arValue = _isSmall() ? mBytes[mPosition++] : _readUnsigned(0xffffffff);
         return *this;
     }
+    /// @}
 
-    /// Makes a new buffer with a copy of the bytes and hands it to arBuffer, which lets go of what it held.
+    /// Extracts one element of bytes: makes a new buffer with a copy of them.
+    /// @param arBuffer set to the new buffer; lets go of what it held
+    /// @return this stream, so that extractions chain
     /// @throws QZCEncodingEx, code 100; QZCNoMemoryEx "Out of Memory", code 2
     QZCEncodableInStream& operator>>(QZCPointer<QZCBuffer>& arBuffer)
     {
@@ -232,7 +252,6 @@ public:
         mPosition = start + length;
         return *this;
     }
-    /// @}
 
     /// @return number of bytes not yet extracted
     unsigned int getRemaining() const { return mLength - mPosition; }

@@ -9,6 +9,9 @@
 /// a definition that stands before this one in the dynamic linker's search order takes its place.
 #pragma once
 
+/// @addtogroup services
+/// @{
+
 /// Severity of a log line: a single bit, so that a set of levels makes a mask.
 enum QZLogLevel : unsigned int
 {
@@ -19,12 +22,11 @@ enum QZLogLevel : unsigned int
     QZLL_Trace = 128        ///< "Entered", "Left" and values worth following; tag "-T-"
 };
 
-/// Receives finished log lines.
+/// Receives finished log lines. A sink is called on the thread that logs, by several threads at once if
+/// several log. It must not throw, and must not log.
 /// @param apContext what SetLogSink() was given
 /// @param apLine    the line with its line end; aLength bytes, not terminated, valid during the call only
 /// @param aLength   length in bytes
-/// A sink is called on the thread that logs, by several threads at once if several log. It must not throw,
-/// and must not log.
 typedef void (*QZLogSink)(void* apContext, char const* apLine, unsigned int aLength);
 
 /// Writes one line, if the level mask lets the level pass; otherwise returns before it formats anything.
@@ -32,31 +34,32 @@ typedef void (*QZLogSink)(void* apContext, char const* apLine, unsigned int aLen
 /// The line has exactly one line end, whether or not the text brings its own; other control characters in
 /// it (but tabs) become "?", so that one call is always one line. It may be of any length; only when no
 /// memory can be had is it cut, at about 1,000 characters. `errno` is left as it was.
+///
+/// Thread-safe: lines of several threads never mix.
 /// @param aLevel     severity, one of QZLogLevel
 /// @param apTag      the three-character marker that belongs to the level
 /// @param aLine      source line of the call
 /// @param apFunction bare name of the calling method
 /// @param apFile     source file of the call, as QZ_LOG_FILE gives it
 /// @param apFormat   printf-style format of the text, followed by its values
-/// Thread-safe: lines of several threads never mix.
 void PrintLogMessageWithTimeStamp(unsigned int aLevel, char const* apTag, unsigned int aLine,
                                   char const* apFunction, char const* apFile, char const* apFormat, ...)
     __attribute__((format(printf, 6, 7)));
 
-/// Sets which levels are written: the sum of their QZLogLevel values. Initially all but trace. Without level
-/// 1 a failed assertion ends the process without a word. Thread-safe; calls under way may still see the mask
-/// from before.
+/// Sets which levels are written. Initially all but trace. Without level 1 a failed assertion ends the
+/// process without a word. Thread-safe; calls under way may still see the mask from before.
+/// @param aMask the sum of the QZLogLevel values to write; bits that are no level do no harm
 void SetLogLevelMask(unsigned int aMask);
 
-/// @return the levels that are written, as SetLogLevelMask() takes them. Thread-safe.
+/// Tells which levels are written. Thread-safe.
+/// @return the sum of their values, as SetLogLevelMask() takes it
 unsigned int GetLogLevelMask();
 
 /// Sends lines to apSink from now on; null restores the default, which writes each line to standard error
-/// with one write call.
+/// with one write call. Thread-safe; a call under way on another thread may still reach the sink from before,
+/// so its context must stay valid until those threads have gone on.
 /// @param apSink    the sink; not owned
 /// @param apContext handed to the sink with each line; not owned
-/// Thread-safe; a call under way on another thread may still reach the sink from before, so its context
-/// must stay valid until those threads have gone on.
 void SetLogSink(QZLogSink apSink, void* apContext);
 
 /// The macros below log under the name of the function and the line that they stand in, and under the file
@@ -71,4 +74,6 @@ void SetLogSink(QZLogSink apSink, void* apContext);
 #define QZ_LOG_TRACE(...) QZ_LOG(QZLL_Trace, "-T-", __VA_ARGS__)
 #define QZ_LOG_ENTERED() QZ_LOG_TRACE("%s", "Entered")
 #define QZ_LOG_LEFT() QZ_LOG_TRACE("%s", "Left")
+/// @}
+
 /// @}

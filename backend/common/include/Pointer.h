@@ -13,6 +13,7 @@
 #define QZ_LOG_FILE "backend/common/include/Pointer"
 
 /// What a QZCPointer holds.
+/// @ingroup support
 enum QZPointerSizeType : unsigned char
 {
     QZPST_Individual = 1,  ///< one object, released with delete
@@ -20,6 +21,7 @@ enum QZPointerSizeType : unsigned char
 };
 
 /// How what a QZCPointer holds was allocated.
+/// @ingroup support
 enum QZPointerAllocType : unsigned char
 {
     QZPAT_New = 1,    ///< with new or new[]
@@ -32,9 +34,12 @@ enum QZPointerAllocType : unsigned char
 /// destruction. Sharing allocates nothing; taking ownership allocates the count.
 ///
 /// Assertions (the process ends with exit status 1): dereferencing an empty handle, `->` on an array,
-/// assigning from an empty handle; also a size or allocation type that is none of the above.
+/// assigning from an empty handle; also a size or allocation type that is none of the above. The assertion's
+/// is the only log line.
 /// Thread-safety: handles that share an object may live on different threads; one handle is used by one
-/// thread at a time.
+/// thread at a time, and the object as its own class says.
+/// @tparam T type of the object or of the array's elements; its destructor must not throw
+/// @ingroup support
 template <typename T>
 class QZCPointer
 {
@@ -72,7 +77,8 @@ public:
         mAllocType = aAllocType;
     }
 
-    /// Shares what acrCopy holds; the copy of an empty handle is empty.
+    /// Shares what another handle holds; the copy of an empty handle is empty. Throws nothing.
+    /// @param acrCopy the other handle, live or empty
     QZCPointer(QZCPointer<T> const& acrCopy)
         : mPointer(acrCopy.mPointer),
           mReferenceCount(acrCopy.mReferenceCount),
@@ -96,8 +102,10 @@ public:
     }
 
     /// Gives up this handle's share, then shares what acrCopy holds. Assigning a handle to itself changes
-    /// nothing; assigning an empty one is a failed assertion, also to itself. acrCopy must not live inside
-    /// the object that this handle alone holds: that object is freed first.
+    /// nothing; assigning an empty one is a failed assertion, also to itself. Throws nothing.
+    /// @param acrCopy live handle (asserted); it must not live inside the object that this handle alone
+    ///                holds: that object is freed first
+    /// @return this handle
     QZCPointer<T>& operator=(QZCPointer<T> const& acrCopy)
     {
         QZ_ASSERT(0 != acrCopy.mPointer);
@@ -114,7 +122,7 @@ public:
         return *this;
     }
 
-    /// @return the single object held; asserts that there is one
+    /// @return the single object held, valid as long as a handle holds it; asserts that there is one
     /// @{
     T* operator->() { return static_cast<QZCPointer<T> const&>(*this).operator->(); }
 
@@ -127,7 +135,8 @@ public:
     }
     /// @}
 
-    /// @return the object held, of an array the first element; asserts that there is one
+    /// @return the object held, of an array the first element, valid as long as a handle holds it; asserts
+    ///         that there is one
     /// @{
     T& operator*() { return *static_cast<QZCPointer<T> const&>(*this); }
 

@@ -17,15 +17,20 @@
 /// Errors: QZCNoMemoryEx "Out of Memory", code 2, from every operation that makes a text; the object is then
 /// as it was before.
 /// Assertions: a position past the end given to substr(); everywhere, that the text is there, which holds for
-/// every object that was built.
+/// every object that was built. The assertion's is the only log line.
 /// Thread-safety: one object is used by one thread at a time.
+/// @ingroup support
 class QZCString
 {
 public:
+    /// Copies a text.
     /// @param apText terminated text to copy; must not be null
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2
     QZCString(char const* apText) : mString(_make(apText)) {}
 
     /// Copies the text.
+    /// @param acrCopy the text to copy
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2
     QZCString(QZCString const& acrCopy)
     {
         QZ_ASSERT(acrCopy.mString != 0);
@@ -36,6 +41,9 @@ public:
     ~QZCString() {}
 
     /// Copies the text; assigning an object to itself changes nothing.
+    /// @param acrCopy the text to copy
+    /// @return this text
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2
     QZCString& operator=(QZCString const& acrCopy)
     {
         if (this != &acrCopy)
@@ -45,7 +53,10 @@ public:
         return *this;
     }
 
+    /// Copies a text.
     /// @param apText terminated text to copy; must not be null, may be a part of this very text
+    /// @return this text
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2
     QZCString& operator=(char const* apText)
     {
         mString = _make(apText);
@@ -70,6 +81,7 @@ public:
         return static_cast<unsigned int>(mString->size());
     }
 
+    /// Gives access to one character.
     /// @param aPosition position of a character, from 0
     /// @return the character, to read or to write, valid until the object is changed or destroyed
     /// @throws QZCInvalidEx "Invalid Value", code 6, when aPosition is not below size()
@@ -86,8 +98,9 @@ public:
         }
     }
 
+    /// Looks for a text in this one. Throws nothing.
     /// @param apText    terminated text to look for
-    /// @param aPosition where to begin
+    /// @param aPosition where to begin; past the end nothing is found
     /// @return position of the first occurrence at or after aPosition, or 4294967295 when there is none
     unsigned int find(char const* apText, unsigned int aPosition) const
     {
@@ -99,7 +112,8 @@ public:
     /// @param arPart  set to the part; may be this very object
     /// @param pos     its first character; asserts that this is at most size()
     /// @param aLength its length; what goes past the end is left out
-    /// @throws QZCInvalidEx "Invalid Value", code 6, should the standard string refuse the position
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2; QZCInvalidEx "Invalid Value", code 6, should the
+    ///         standard string refuse the position
     void substr(QZCString& arPart, unsigned int pos, unsigned int aLength) const
     {
         QZ_ASSERT(mString != 0);

@@ -12,8 +12,10 @@
 
 /// A growable sequence in the manner of the standard vector, whose elements are copied in.
 ///
-/// Assertions: an index past the end.
+/// Assertions: an index past the end. The assertion's is the only log line.
 /// Thread-safety: one object is used by one thread at a time.
+/// @tparam T type of the elements; can be copied
+/// @ingroup support
 template <typename T>
 class QZCVector
 {
@@ -21,9 +23,10 @@ public:
     /// Iterates over the elements in their order, to read them.
     typedef typename std::vector<T>::const_iterator const_iterator;
 
-    /// Appends a copy of acrElement.
-    /// @throws QZCNoMemoryEx "Out of Memory", code 2, when there is no memory to grow or to copy; the
-    ///         elements are then as they were
+    /// Appends a copy of an element.
+    /// @param acrElement what to copy; may be an element of this very sequence
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2, when there is no memory to grow or to copy; whatever
+    ///         else copying an element throws. The elements are then as they were
     void push_back(T const& acrElement)
     {
         try
@@ -39,8 +42,8 @@ public:
     /// @return number of elements
     unsigned int size() const { return static_cast<unsigned int>(mVector.size()); }
 
-    /// @return element aIndex, counted from 0; asserts that there is one; valid until the
-    ///         sequence is changed
+    /// @param aIndex which element, counted from 0; asserts that it is below size()
+    /// @return the element, valid until the sequence is changed
     T const& operator[](unsigned int aIndex) const
     {
         QZ_ASSERT(aIndex < mVector.size());

@@ -13,13 +13,16 @@
 /// Thread-safe: vendor libraries call back on threads of their own, and a handle may be let go there. Going
 /// up needs no order with other memory; going down releases what this holder wrote and, for the last holder,
 /// acquires what the others wrote before the object is destroyed. While the C library says that the process
-/// has one thread, the locked instructions are left out.
+/// has one thread, the locked instructions are left out. Throws, asserts and logs nothing.
+/// @ingroup services
 class QZCReferenceCount
 {
 public:
+    /// A count that somebody holds already.
     /// @param aCount initial number of holders
     explicit QZCReferenceCount(unsigned int aCount) : mCount(aCount) {}
 
+    /// Does nothing: who destroys the count has seen it reach 0.
     ~QZCReferenceCount() {}
 
     QZCReferenceCount(QZCReferenceCount const&) = delete;

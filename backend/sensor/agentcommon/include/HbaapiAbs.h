@@ -13,9 +13,10 @@
 /// The agent's layer over the HBA API, the standard C interface to Fibre Channel host bus adapters.
 ///
 /// Each method wraps one call of the HBA API (or a short sequence) and traces "Entered" and "Left" around it.
-/// A failure that the method reports is logged, by its status name where there is one, and then thrown; which
-/// answers are ignored is said below. The objects keep no state: what is loaded
-/// and open is the HBA API library's own, so any number of objects behave as one.
+/// A failure that the method reports is logged, by its status name where there is one, and then thrown; only
+/// no memory for a name or for target mappings is thrown without a line. Which answers are ignored is said
+/// below. docs/logging.md has the lines. The objects keep no state: what is loaded and open is the HBA API
+/// library's own, so any number of objects behave as one.
 ///
 /// An adapter is known by its index, from 0 to the adapter count minus one, which serves to fetch its name;
 /// and, once opened by that name, by its `HBA_HANDLE`, which the caller keeps and passes back.
@@ -25,8 +26,10 @@
 /// HBA API library, and its answer handled like any other.
 ///
 /// The agent brings the HBA API library: it links it, or loads it globally before this library.
+/// Assertions: those of HA_GetAdapterPorts() and HA_GetTargetMappings().
 /// Thread-safety: the layer has no state and takes no locks; concurrent calls are as safe as the HBA API
 /// library makes them.
+/// @ingroup layers
 class QZCHbaapiAbs
 {
 public:
@@ -43,6 +46,7 @@ public:
     /// Frees the HBA API library. Its answer is ignored; never throws.
     virtual void HA_FreeHbaapi();
 
+    /// Counts the adapters. Never throws.
     /// @return the adapter count, as the HBA API library gives it
     virtual unsigned int HA_GetNumberOfAdapters();
 

@@ -9,14 +9,18 @@
 /// and 20 bucket counters.
 ///
 /// The units of sizes, latencies and scale are those of whoever fills them; this record stores, merges and
-/// encodes. The constructors, encode() and aggregate() trace "Entered" and "Left".
+/// encodes. The constructors, encode() and aggregate() trace "Entered" and "Left", that of an empty entry
+/// also of which kind it is; docs/logging.md has the lines.
 ///
 /// Encoded form, 26 `unsigned int` elements: I/O count, average I/O size, true latency, search type, base,
 /// step, bucket 0 to 19. The marker is not encoded. docs/encoded-forms.md draws it.
+/// Errors: none but those of encode(). Assertions: the empty handle given to aggregate().
 /// Thread-safety: one object is used by one thread at a time.
+/// @ingroup records
 class QZCLatencyData
 {
 public:
+    /// How many bucket counters an entry has.
     static constexpr unsigned int sgNumBuckets = 20;
 
     /// An empty entry: scale and buckets 0, marker 1.
@@ -24,7 +28,8 @@ public:
     ///               entry, where they are 0
     explicit QZCLatencyData(bool aDummy);
 
-    /// As above, but with a scale, stored as given.
+    /// An empty entry as above, but with a scale, stored as given.
+    /// @param aDummy      as above
     /// @param aSearchType code of the kind of scale
     /// @param aBase       base of the scale
     /// @param aStep       step of the scale
@@ -75,9 +80,11 @@ public:
     virtual void aggregate(QZCPointer<QZCLatencyData> const& acrOther);
 
     /// Writes the encoded form.
+    /// @param arOut stream to append it to
     /// @throws what QZCEncodableOutStream throws
     void encode(QZCEncodableOutStream& arOut) const;
 
+    /// A fixed figure, not the length of the encoded form.
     /// @return 105, whatever the content
     unsigned int size() const;
 

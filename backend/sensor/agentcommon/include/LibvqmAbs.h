@@ -13,13 +13,18 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 
 /// The vendor library's event record. It is the vendor's to define; here it is only named.
+/// @ingroup layers
 struct QZ_event;
 
-/// Callback of the plain event interface.
+/// Callback of the plain event interface. Runs on a thread of the vendor library's; must not throw. What the
+/// arguments are is the vendor's to say.
+/// @ingroup layers
 typedef void (*QZVqmCallback)(unsigned int aValue, ...);
 
 /// Callback of the Quazor event interface: board, port name, category, subcategory and context of the
-/// registration, then the event.
+/// registration, then the event, which is the vendor library's and valid during the call. Runs on a thread of
+/// the vendor library's; must not throw.
+/// @ingroup layers
 typedef void (*QZQzapiCallback)(unsigned int aBoardId, HBA_wwn aPortWwn, unsigned int aCategory,
                                 unsigned int aSubcategory, void* apContext, QZ_event* apEvent);
 
@@ -40,15 +45,18 @@ typedef void (*QZQzapiCallback)(unsigned int aBoardId, HBA_wwn aPortWwn, unsigne
 /// asking LIBVQM_IsQzapiSupported() before the Quazor calls is the caller's affair.
 ///
 /// Order of use: LIBVQM_LoadLibrary(), LIBVQM_Init(), the others, LIBVQM_Close(), LIBVQM_FreeLibrary().
-/// Except for LIBVQM_IsQzapiSupported() all operations trace "Entered" and "Left".
+/// Except for LIBVQM_IsQzapiSupported() all operations trace "Entered" and "Left"; of those that throw only
+/// LIBVQM_LoadLibrary() traces "Left". Every failure but that of memory is logged before it is thrown.
+/// docs/logging.md has the lines.
 ///
 /// Errors of every operation that calls the vendor library: QZCNotAllowedEx "dlsym Failed", code 9, when the
 /// library lacks the function; the library is then freed as by LIBVQM_FreeLibrary(), and needs to be loaded
-/// anew.
+/// anew. docs/architecture.md has what each operation does in each state.
 /// Assertions: LIBVQM_Init(), LIBVQM_Close(), LIBVQM_GetNumberOfAdapters() and the operations on adapters and
 /// events need a loaded library.
 /// Thread-safety: called from one thread at a time. Callbacks come from the vendor library, on threads of its
 /// own.
+/// @ingroup layers
 class QZCLibvqmAbs
 {
 public:
@@ -58,9 +66,11 @@ public:
     virtual ~QZCLibvqmAbs();
     /// @}
 
-    /// Opens the vendor library, also when it is open already.
+    /// Opens the vendor library, also when it is open already; each opening counts, and one closing undoes
+    /// one.
     /// @throws QZCNotFoundEx "No libvqm located", code 8; a library that was loaded before then still counts
-    ///         as loaded, but nothing is found in it any more
+    ///         as loaded, but nothing is found in it any more: the functions are looked up among those that
+    ///         the program itself and its libraries export
     void LIBVQM_LoadLibrary();
 
     /// Closes the vendor library, in whatever state. Registrations that are left are the vendor library's
@@ -87,6 +97,7 @@ public:
     /// @throws QZCNotAllowedEx "LIBVQM is not loaded" or "dlsym Failed", code 9
     bool DoesDriverSupportQzapi(QZCPointer<QZCDepVersion> const& acrDriverVersion);
 
+    /// Tells how many adapters there are; asks nobody. Never throws.
     /// @return the adapter count of the last LIBVQM_Init(); 0 after LIBVQM_FreeLibrary()
     unsigned int LIBVQM_GetNumberOfAdapters();
 
@@ -94,36 +105,50 @@ public:
     /// @param aBoardId    the vendor library's number of the adapter, not checked
     /// @param arFirstWwn  set to a new name; what it held before is let go
     /// @param arSecondWwn set to a new name; what it held before is let go
-    /// @throws QZCNotFoundEx "Failed to find information of an adapter", code 8; QZCNotAllowedEx, code 9;
+    /// @throws QZCNotFoundEx "Failed to find information of an adapter", code 8, when the vendor library
+    ///         answers anything but 0, which is logged as an error; QZCNotAllowedEx, code 9;
     ///         QZCNoMemoryEx "Out of Memory", code 2. Both outputs are then as before
     void LIBVQM_GetAdapterInfo(unsigned int aBoardId, QZCPointer<QZCWorldWideName>& arFirstWwn,
                                QZCPointer<QZCWorldWideName>& arSecondWwn);
 
-    /// Registers for plain events. The meaning of the second to fifth argument is the vendor library's; all
-    /// are passed through.
+    /// Registers for plain events. The meaning of the arguments is the vendor library's; all are passed
+    /// through unchecked.
+    /// @param aBoardId  the vendor library's number of the adapter
+    /// @param aSecond   as the vendor library takes it
+    /// @param apThird   as the vendor library takes it; not owned
+    /// @param aFourth   as the vendor library takes it
+    /// @param aCallback called by the vendor library, on a thread of its own, until the registration ends
     /// @return the vendor library's result, unchanged
     /// @throws QZCNotAllowedEx, code 9
     unsigned int LIBVQM_VqmRegEvent(unsigned int aBoardId, unsigned int aSecond, void* apThird,
                                     unsigned int aFourth, QZVqmCallback aCallback);
 
-    /// Ends a registration for plain events.
+    /// Ends a registration for plain events. Whether a callback may still run then is the vendor library's to
+    /// say.
+    /// @param aBoardId the vendor library's number of the adapter, not checked
+    /// @param aSecond  as it was registered
     /// @return the vendor library's result, unchanged
     /// @throws QZCNotAllowedEx, code 9
     unsigned int LIBVQM_VqmUnregEvent(unsigned int aBoardId, unsigned int aSecond);
 
     /// Registers for Quazor events of one kind at one port.
+    /// @param aBoardId        the vendor library's number of the adapter, not checked
     /// @param acrPortWwn      the port; live handle (asserted), not kept
     /// @param acrScopeEvent   the kind of event; live handle (asserted), not kept
     /// @param apContext       handed to the callback; not owned
-    /// @param apRegistrationId where the vendor library stores the new registration's identifier
-    /// @param aCallback       called by the vendor library, on a thread of its own
+    /// @param apRegistrationId where the vendor library stores the new registration's identifier; not
+    ///                        checked, not kept here
+    /// @param aCallback       called by the vendor library, on a thread of its own, until the registration
+    ///                        ends
     /// @return the vendor library's result, unchanged
     /// @throws QZCNotAllowedEx, code 9
     unsigned int LIBVQM_QzapiRegEvent(unsigned int aBoardId, QZCPointer<QZCWorldWideName> const& acrPortWwn,
                                       QZCPointer<QZCScopeEvent> const& acrScopeEvent, void* apContext,
                                       unsigned int* apRegistrationId, QZQzapiCallback aCallback);
 
-    /// Ends a registration for Quazor events.
+    /// Ends a registration for Quazor events. Whether a callback may still run then is the vendor library's
+    /// to say.
+    /// @param aBoardId        the vendor library's number of the adapter, not checked
     /// @param acrPortWwn      the port; live handle (asserted), not kept
     /// @param aRegistrationId the identifier that the registration gave
     /// @return the vendor library's result, unchanged

@@ -10,7 +10,9 @@
 /// records it writes no trace lines.
 ///
 /// Encoded form: mCategory, mSubcategory, each an `unsigned char` element. docs/encoded-forms.md draws it.
+/// Assertions: none.
 /// Thread-safety: one object is used by one thread at a time.
+/// @ingroup records
 class QZCScopeEvent
 {
 public:
@@ -20,6 +22,8 @@ public:
     /// Does nothing of its own.
     virtual ~QZCScopeEvent();
 
+    /// Compares two kinds of events. Throws nothing.
+    /// @param acrOther the other one
     /// @return whether categories and subcategories are both equal
     bool operator==(QZCScopeEvent const& acrOther) const;
 
@@ -29,11 +33,13 @@ public:
     unsigned char getSubcategory() const { return mSubcategory; }
 
     /// Writes the encoded form.
+    /// @param arOut stream to append it to
     /// @throws what QZCEncodableOutStream throws
     void encode(QZCEncodableOutStream& arOut) const;
 
     /// Reads the encoded form into this object. When the second element cannot be read the category has
     /// already changed.
+    /// @param arIn stream to read it from
     /// @throws QZCEncodingEx, code 100, from the stream
     void decode(QZCEncodableInStream& arIn);
 

@@ -12,13 +12,17 @@
 /// characters such as 10:00:00:00:c9:2a:3b:4c. Setting one form rebuilds the other.
 ///
 /// The text keeps the letter case in which it was given; it is lower case when it was built from bytes.
-/// Building from either form traces "Entered", the text and "Left" under the function name "_init".
+/// Building from either form traces "Entered", the text and "Left" under the function name "_init"; the
+/// constructor from bytes traces "Entered" and "Left" of its own around it. A refused text is logged as an
+/// error. The default constructor and encode() trace nothing. docs/logging.md has the lines.
 ///
 /// After QZCNoMemoryEx from a setter or decode() the two forms may differ; the object must be set anew before
 /// it is used.
 ///
 /// Encoded form: one buffer element of the 8 bytes. docs/encoded-forms.md draws it.
+/// Assertions: none.
 /// Thread-safety: one object is used by one thread at a time.
+/// @ingroup records
 class QZCWorldWideName
 {
 public:
@@ -26,7 +30,8 @@ public:
     /// a setter or decode() gives them one; they are zero, so that reading them too early is harmless.
     QZCWorldWideName();
 
-    /// @param apBytes 8 bytes to copy
+    /// The name of these bytes.
+    /// @param apBytes 8 bytes to copy, most significant first
     /// @throws QZCNoMemoryEx "Out of Memory", code 2
     QZCWorldWideName(unsigned char const* apBytes) : mBinaryForm{}, mStringForm("")
     {
@@ -35,15 +40,17 @@ public:
         QZ_LOG_LEFT();
     }
 
+    /// Frees the text.
     virtual ~QZCWorldWideName();
 
     /// @return the 8 bytes, owned by this object, valid until it is changed or destroyed
     virtual unsigned char const* getBinaryForm() const;
 
-    /// @return the text, owned by this object
+    /// @return the text, owned by this object, valid as long as it is, and changed with it
     virtual QZCString const& getStringForm() const;
 
-    /// @param apBytes 8 bytes to copy, also those of this very object
+    /// Sets the name from its bytes.
+    /// @param apBytes 8 bytes to copy, most significant first; also those of this very object
     /// @throws QZCNoMemoryEx "Out of Memory", code 2
     virtual void setBinaryForm(unsigned char const* apBytes);
 
@@ -58,11 +65,13 @@ public:
     virtual void setStringForm(QZCString const& acrText);
 
     /// Writes the encoded form.
+    /// @param arOut stream to append it to
     /// @throws what QZCEncodableOutStream throws
     void encode(QZCEncodableOutStream& arOut) const;
 
     /// Reads the encoded form and rebuilds both forms. The buffer's length is not checked: its first 8 bytes
     /// are taken as they stand, and a sender must not send fewer.
+    /// @param arIn stream to read it from
     /// @throws QZCEncodingEx, code 100, from the stream; QZCNoMemoryEx "Out of Memory", code 2
     void decode(QZCEncodableInStream& arIn);
 
