@@ -1,0 +1,39 @@
+#include "tools/qzframework-check/Allocations.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace frameworkcheck
+{
+namespace
+{
+std::atomic<std::size_t> made{0};
+
+void* allocate(std::size_t aSize) noexcept
+{
+    ++made;
+    return std::malloc(aSize != 0 ? aSize : 1);
+}
+}  // namespace
+
+std::size_t allocations() { return made; }
+}  // namespace frameworkcheck
+
+void* operator new(std::size_t aSize, std::nothrow_t const&) noexcept
+{
+    return frameworkcheck::allocate(aSize);
+}
+
+void* operator new(std::size_t aSize)
+{
+    void* const block = frameworkcheck::allocate(aSize);
+    if (block == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void operator delete(void* apBlock) noexcept { std::free(apBlock); }
+void operator delete(void* apBlock, std::size_t) noexcept { std::free(apBlock); }

@@ -1,0 +1,176 @@
+// Tells whether the framework that it meets keeps what the library relies on.
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <exception>
+#include <iterator>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include "backend/common/include/Clib.h"
+#include "tools/qzframework-check/Child.h"
+#include "tools/qzframework-check/Report.h"
+#include "tools/qzframework-check/Requirement.h"
+
+namespace frameworkcheck
+{
+namespace
+{
+enum ExitStatus
+{
+    good = 0,
+    failed = 1,
+    misused = 2
+};
+
+constexpr char const* description =
+    "Checks whether the common framework keeps what libQZSensorAgentCommon relies on. It is linked as an "
+    "agent is,\n"
+    "so it checks the framework that an agent would meet at this place and in this environment.\n";
+
+constexpr char const* footer = R"(
+Examples:
+  qzframework-check                          every requirement, a line for each
+  qzframework-check Clib Logger.threads      those of Clib, and one of the logger
+  qzframework-check --list                   what is required, without checking it
+  LD_LIBRARY_PATH=/opt/product/lib qzframework-check
+                                             the libQZCommonFramework.so.1 in that folder
+  LD_PRELOAD=./mylogger.so qzframework-check Logger Assertion
+                                             functions that take the place of the framework's
+
+Results:
+  ok      the requirement is met
+  FAILED  it is not; the line says what was expected and what was found
+  unseen  it cannot be told from outside; the line says where to look
+
+Each requirement is checked in a process of its own: one that crashes, exits or hangs fails alone.
+
+Exit codes:
+  0  no requirement failed
+  1  some did
+  2  misuse: the arguments were not understood, and nothing was checked)";
+
+struct Options
+{
+    bool mIsJson = false;
+    bool mIsList = false;
+    std::vector<std::string> mNames;
+};
+
+void parse(CLI::App& arParser, Options& arOptions, int aCount, char const* const* aArguments)
+{
+    arParser.footer(footer);
+    arParser.set_version_flag("--version", "qzframework-check " QZFRAMEWORK_CHECK_VERSION);
+    arParser.add_flag("--json", arOptions.mIsJson, "Answer with a JSON document instead of text")
+        ->disable_flag_override();
+    CLI::Option* const list = arParser.add_flag("--list", arOptions.mIsList, "Only list what is required");
+    list->disable_flag_override();
+    list->excludes("--json");
+    arParser.add_option("REQUIREMENT", arOptions.mNames,
+                        "Check only these: a name, or what stands before its dot");
+    arParser.parse(aCount, aArguments);
+}
+
+/// Whether the name is the requirement's, or that of its header.
+bool isNamed(Requirement const& aRequirement, std::string const& aName)
+{
+    std::string const name = aRequirement.mName;
+    return name == aName || name.substr(0, name.find('.')) == aName;
+}
+
+/// @throws CLI::ValidationError for a name that is none
+Requirements chosenBy(std::vector<std::string> const& aNames)
+{
+    Requirements const all = allRequirements();
+    if (aNames.empty())
+    {
+        return all;
+    }
+    Requirements chosen;
+    for (std::string const& name : aNames)
+    {
+        std::size_t const before = chosen.size();
+        std::copy_if(all.begin(), all.end(), std::back_inserter(chosen),
+                     [&](Requirement const& aOne) { return isNamed(aOne, name); });
+        if (chosen.size() == before)
+        {
+            throw CLI::ValidationError("REQUIREMENT",
+                                       fmt::format("there is none named \"{}\"; --list has them", name));
+        }
+    }
+    return chosen;
+}
+
+/// The library that the framework's functions come from.
+std::string frameworkInUse()
+{
+    Dl_info info{};
+    bool const isKnown =
+        ::dladdr(reinterpret_cast<void*>(&ClibNtohl), &info) != 0 && info.dli_fname != nullptr;
+    return isKnown ? info.dli_fname : "unknown";
+}
+
+void write(std::string const& aText)
+{
+    if (std::fwrite(aText.data(), 1, aText.size(), stdout) != aText.size() || std::fflush(stdout) != 0)
+    {
+        throw std::system_error(errno, std::generic_category(), "cannot write standard output");
+    }
+}
+
+int list(Requirements const& aRequirements)
+{
+    std::string text;
+    for (Requirement const& requirement : aRequirements)
+    {
+        text += fmt::format("{:<32}  {}\n", requirement.mName, requirement.mStatement);
+    }
+    write(text);
+    return good;
+}
+
+int check(Requirements const& aRequirements, bool aIsJson)
+{
+    Report report{frameworkInUse(), {}};
+    for (Requirement const& requirement : aRequirements)
+    {
+        report.mChecked.push_back({requirement, checkInChild(requirement)});
+    }
+    write(aIsJson ? report.json() : report.text());
+    return report.isGood() ? good : failed;
+}
+}  // namespace
+}  // namespace frameworkcheck
+
+int main(int aCount, char** aArguments)
+{
+    using namespace frameworkcheck;
+    CLI::App parser(description, "qzframework-check");
+    try
+    {
+        Options options;
+        parse(parser, options, aCount, aArguments);
+        Requirements const chosen = chosenBy(options.mNames);
+        return options.mIsList ? list(chosen) : check(chosen, options.mIsJson);
+    }
+    catch (CLI::Success const& request)  // --help and --version
+    {
+        return parser.exit(request);
+    }
+    catch (CLI::ParseError const& error)
+    {
+        fmt::print(stderr, "qzframework-check: {}; see qzframework-check --help\n", error.what());
+        return misused;
+    }
+    catch (std::exception const& error)
+    {
+        fmt::print(stderr, "qzframework-check: {}\n", error.what());
+        return failed;
+    }
+}
