@@ -1,0 +1,76 @@
+"""What the sources of the libraries log, throw and assert, and what the tables of the documents say about it."""
+import pathlib
+import re
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+COMMENT_OR_TEXT = re.compile(r'//[^\n]*|("(?:[^"\\\n]|\\.)*")')
+DEFINE = re.compile(r'^#define(?:[^\n]*\\\n)*[^\n]*', re.MULTILINE)
+CALL = re.compile(r'\b(QZ_LOG_\w+|QZ_ASSERT|throw \w+(?:::\w+)?|PrintLogMessageWithTimeStamp)\(')
+TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
+# Definitions begin at the margin, in a class of a header one step further in.
+DEFINITION = re.compile(r'(?=[A-Za-z_~\[])[^;=()]*?(operator\W+|~?\b\w+)\((?!.*;$)')
+
+
+class Call:
+    """A call of the logger, an assertion, or a throw."""
+
+    def __init__(self, what, arguments, function, file):
+        self.what = what
+        self.arguments = arguments
+        self.function = function
+        self.file = file
+
+    def texts(self):
+        return TEXT.findall(re.sub(r'" "', '', self.arguments))
+
+
+def _arguments(text, start):
+    """What stands from start to the parenthesis that closes."""
+    depth, position = 1, start
+    while depth:
+        quoted = TEXT.match(text, position)
+        if quoted:
+            position = quoted.end()
+            continue
+        depth += {'(': 1, ')': -1}.get(text[position], 0)
+        position += 1
+    return re.sub(r'\n *', ' ', text[start:position - 1])
+
+
+def _function_before(lines, margins):
+    """The name of the definition that the last of the lines stands in."""
+    for line in reversed(lines):
+        for margin in margins:
+            found = DEFINITION.match(line[len(margin):]) if line.startswith(margin) else None
+            if found:
+                return found[1]
+    return ''
+
+
+def _calls_in(path):
+    text = COMMENT_OR_TEXT.sub(lambda found: found[1] or '', path.read_text())
+    file = re.search(r'#define QZ_LOG_FILE "(.*)"', text)
+    text = re.sub(r'__attribute__\(\(.*?\)\)', '', DEFINE.sub('', text))
+    margins = ['', '    '] if path.suffix == '.h' else ['']
+    for call in CALL.finditer(text):
+        function = _function_before(text[:call.start()].split('\n')[:-1], margins)
+        yield Call(call[1], _arguments(text, call.end()), function, file[1] if file else '')
+
+
+def calls(*beginnings):
+    """The calls in the sources and headers of backend/ whose names begin like this."""
+    paths = [path for path in sorted(ROOT.glob('backend/**/*')) if path.suffix in ('.cpp', '.h')]
+    return [call for path in paths for call in _calls_in(path) if call.what.startswith(beginnings)]
+
+
+def table(page, heading):
+    """The rows of cells of the table that stands under a heading of a document."""
+    section = (ROOT / 'docs' / page).read_text().split(f'\n## {heading}\n')[1].split('\n## ')[0]
+    rows = [line for line in section.split('\n') if line.startswith('| ')]
+    return [[cell.strip() for cell in re.split(r' \| ', row.strip('| '))] for row in rows[1:]]
+
+
+def code(cell):
+    """The texts that are set as code in a cell."""
+    return re.findall(r'`(.*?)`', cell)
