@@ -1,0 +1,60 @@
+# How targets are installed, and what belongs to no target. Nothing that is installed knows the prefix, so
+# that the whole may be moved. Components: runtime, development, simulator, tools, documentation.
+include(CMakePackageConfigHelpers)
+
+# Headers are included by the paths that they have in the tree.
+set(QZ_INSTALL_HEADERS ${CMAKE_INSTALL_INCLUDEDIR}/qzsensoragent)
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+  BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE QZ_BIN_TO_PREFIX)
+
+# qz_install_library(TARGET): a library with its headers, for find_package too.
+function(qz_install_library aTarget)
+  install(TARGETS ${aTarget} EXPORT QZSensorAgentCommonTargets
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+    INCLUDES DESTINATION ${QZ_INSTALL_HEADERS}
+    FILE_SET HEADERS DESTINATION ${QZ_INSTALL_HEADERS} COMPONENT development)
+endfunction()
+
+set(qz_config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QZSensorAgentCommon)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/QZSensorAgentCommonConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(EXPORT QZSensorAgentCommonTargets
+  NAMESPACE QZSensorAgent:: DESTINATION ${qz_config_dir} COMPONENT development)
+install(FILES
+  cmake/QZSensorAgentCommonConfig.cmake
+  ${PROJECT_BINARY_DIR}/QZSensorAgentCommonConfigVersion.cmake
+  DESTINATION ${qz_config_dir} COMPONENT development)
+
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+  BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QZ_PKGCONFIG_TO_PREFIX)
+configure_file(cmake/qzsensoragentcommon.pc.in ${PROJECT_BINARY_DIR}/qzsensoragentcommon.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qzsensoragentcommon.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# The documents link to each other and to the examples as they do in the tree. The pages of the public headers
+# are there when the target documentation has been built.
+file(GLOB qz_documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES ${qz_documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
+install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/html
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation OPTIONAL)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+
+# Manual pages and shell completions, as many as there are, go with the program that they are about.
+if(QZ_BUILD_TOOLS)
+  file(GLOB qz_help CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/docs/man/*.1
+    ${PROJECT_SOURCE_DIR}/docs/man/*.5
+    ${PROJECT_SOURCE_DIR}/tools/completions/*)
+  foreach(file IN LISTS qz_help)
+    set(folder ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    if(file MATCHES "/docs/man/.*\\.([15])$")
+      set(folder ${CMAKE_INSTALL_MANDIR}/man${CMAKE_MATCH_1})
+    endif()
+    set(component tools)
+    if(file MATCHES "/qzsim[^/]*$")
+      set(component simulator)
+    endif()
+    install(FILES ${file} DESTINATION ${folder} COMPONENT ${component})
+  endforeach()
+endif()

@@ -1,0 +1,18 @@
+# Defines the targets
+#
+#   QZSensorAgent::AgentCommon   the library, with the framework and the HBA API
+#   QZSensorAgent::Framework     the framework alone
+#
+# The library calls the HBA API without linking it, so whoever links the library links the HBA API too.
+include(CMakeFindDependencyMacro)
+find_dependency(PkgConfig)
+if(NOT TARGET PkgConfig::HBAAPI)
+  pkg_check_modules(HBAAPI QUIET IMPORTED_TARGET HBAAPI)
+endif()
+if(NOT TARGET PkgConfig::HBAAPI)
+  set(QZSensorAgentCommon_FOUND FALSE)
+  set(QZSensorAgentCommon_NOT_FOUND_MESSAGE "pkg-config does not find HBAAPI, the HBA API's common library")
+  return()
+endif()
+
+include(${CMAKE_CURRENT_LIST_DIR}/QZSensorAgentCommonTargets.cmake)
