@@ -27,11 +27,11 @@ constexpr unsigned int signalsToGiveUp = 2;
 /// As the log's lines begin.
 std::string textOf(std::chrono::system_clock::time_point aTime)
 {
-    using std::chrono::microseconds;
-    auto const sinceEpoch = std::chrono::duration_cast<microseconds>(aTime.time_since_epoch());
-    auto const seconds = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(std::time_t{seconds.count()}),
-                       (sinceEpoch - seconds).count());
+    using std::chrono::system_clock;
+    auto const second = std::chrono::floor<std::chrono::seconds>(aTime);
+    auto const rest = std::chrono::duration_cast<std::chrono::microseconds>(aTime - second);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(system_clock::to_time_t(second)),
+                       rest.count());
 }
 
 std::string lineOf(WatchedEvent const& aEvent)
