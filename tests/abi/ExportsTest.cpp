@@ -1,11 +1,13 @@
 // What each library exports is exactly what the list beside its sources promises. Names of the standard library
 // are the compiler's business: which of its templates are left as functions changes with every version.
 #include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <ostream>
 #include <set>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -19,6 +21,9 @@ using testing::TestWithParam;
 namespace
 {
 using Names = std::set<std::string>;
+
+constexpr char const* uint64Type =
+    std::is_same_v<std::uint64_t, unsigned long> ? "unsigned long" : "unsigned long long";
 
 struct Library
 {
@@ -111,7 +116,7 @@ struct Promise
             {
                 continue;
             }
-            replaceAll(line, "size_t", SIZE_TYPE);
+            replaceAll(line, "std::uint64_t", uint64Type);
             bool const isCopy = startsWith(line, inlineMark);
             (isCopy ? mCopies : mNames).insert(isCopy ? line.substr(inlineMark.size()) : line);
         }
