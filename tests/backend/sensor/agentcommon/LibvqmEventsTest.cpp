@@ -1,5 +1,7 @@
 // How the layer registers for events.
 #include <cstdint>
+#include <sstream>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +24,14 @@ namespace
 {
 constexpr unsigned int allBitsSet = 4294967295u;
 constexpr unsigned int wideNumber = 4275878552u;  // 0xfedcba98
-constexpr std::uintptr_t wideAddress = 0xfedcba9876543210;
+constexpr std::uintptr_t wideAddress = ~std::uintptr_t{0x1234567};
+
+std::string hexadecimal(std::uintptr_t aNumber)
+{
+    std::ostringstream text;
+    text << "0x" << std::hex << aNumber;
+    return text.str();
+}
 
 using NameHandle = QZCPointer<QZCWorldWideName>;
 using EventHandle = QZCPointer<QZCScopeEvent>;
@@ -65,11 +74,11 @@ TEST_F(LibvqmEvents, PlainRegistrationPassesItsArgumentsAndAZero)
             load();
             mLayer.LIBVQM_VqmRegEvent(wideNumber, allBitsSet, reinterpret_cast<void*>(wideAddress),
                                       wideNumber, onVqmEvent);
-            EXPECT_THAT(events(),
-                        ElementsAreArray(around(
-                            "LIBVQM_VqmRegEvent",
-                            lookupAndCall("RegisterForEvent",
-                                          "4275878552, 4294967295, 0xfedcba9876543210, 4275878552, 0"))));
+            EXPECT_THAT(events(), ElementsAreArray(
+                                      around("LIBVQM_VqmRegEvent",
+                                             lookupAndCall("RegisterForEvent", "4275878552, 4294967295, " +
+                                                                                   hexadecimal(wideAddress) +
+                                                                                   ", 4275878552, 0"))));
         });
 }
 

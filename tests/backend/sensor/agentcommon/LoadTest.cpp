@@ -2,12 +2,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <ostream>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,8 +31,6 @@ using testing::UnorderedElementsAre;
 
 namespace
 {
-constexpr char hbaapi[] = "libHBAAPI.so.2";
-
 using Texts = std::vector<std::string>;
 
 /// The lines that one of the GNU binutils prints. The compiler's own tools may print others.
@@ -101,7 +102,13 @@ TEST(LoadDeathTest, FrameworkOpensAlone)
 
 TEST(LoadDeathTest, AgentCommonOpensWithTheHbaApiThere)
 {
-    EXPECT_EXIT(openAndExit({hbaapi, AGENTCOMMON_LIBRARY}, RTLD_NOW | RTLD_GLOBAL), ExitedWithCode(0), "^$");
+    std::string const commonLibrary = HBAAPI_LIBRARY;
+    if (commonLibrary.empty())
+    {
+        GTEST_SKIP() << "there is no common library for this machine";
+    }
+    EXPECT_EXIT(openAndExit({commonLibrary, AGENTCOMMON_LIBRARY}, RTLD_NOW | RTLD_GLOBAL), ExitedWithCode(0),
+                "^$");
 }
 
 TEST(LoadDeathTest, AgentCommonDoesNotBringTheHbaApi)
@@ -200,7 +207,7 @@ protected:
     {
         std::set<std::string> references;
         bool isInitialiser = false;
-        for (std::string const& line : linesOf({"objdump", "-dC", "--no-show-raw-insn", aLibrary}))
+        for (std::string const& line : linesOf({OBJDUMP, "-dC", "--no-show-raw-insn", aLibrary}))
         {
             std::size_t const start = line.find(" <");
             if (start == std::string::npos)
@@ -222,10 +229,21 @@ protected:
     }
 
 private:
-    /// "name" of "name@plt", "name@VERSION" and "name+0x12".
+    /// "name" of "name@plt", "name@VERSION" and "name+0x12". The name in "00008000.got2.plt_pic32.name+0x12",
+    /// as PowerPC has it, is not demangled.
     static std::string withoutPlace(std::string const& aReference)
     {
-        return aReference.substr(0, aReference.find_first_of("@+"));
+        std::string const stub = ".plt_pic32.";
+        std::string const name = aReference.substr(0, aReference.find_first_of("@+"));
+        std::size_t const start = name.find(stub);
+        return start == std::string::npos ? name : demangled(name.substr(start + stub.size()));
+    }
+
+    static std::string demangled(std::string const& aName)
+    {
+        std::unique_ptr<char, decltype(&std::free)> const text(
+            abi::__cxa_demangle(aName.c_str(), nullptr, nullptr, nullptr), &std::free);
+        return text == nullptr ? aName : text.get();
     }
 };
 
@@ -244,7 +262,7 @@ TEST_F(LibrariesAtLoad, EachSourceOfAgentCommonInitialisesTheStandardStreams)
 TEST_F(LibrariesAtLoad, NothingElseOfAgentCommonIsInitialised)
 {
     std::set<std::string> others = initialisersReferTo(AGENTCOMMON_LIBRARY);
-    EXPECT_THAT(others, IsSupersetOf({"std::__ioinit", "std::ios_base::Init::Init()", "__cxa_atexit"}));
+    EXPECT_THAT(others, IsSupersetOf({"std::ios_base::Init::Init()", "__cxa_atexit"}));
     for (char const* const known : {"std::__ioinit", "std::ios_base::Init::Init()",
                                     "std::ios_base::Init::~Init()", "__cxa_atexit", "__dso_handle"})
     {
