@@ -142,6 +142,7 @@ class Examples(unittest.TestCase):
     """Typed on a host that has the adapters of a scenario, in a folder that has all scenarios."""
 
     HOST = "diagnostic-events.toml"
+    OF_ANOTHER_HOST = {"qzframework-check.1"}  # which has the product's own framework
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -183,8 +184,9 @@ class Examples(unittest.TestCase):
 
     def test_do_what_the_pages_show(self):
         for name, page in PAGES.items():
-            with self.subTest(name):
-                self.follow(page)
+            if name not in self.OF_ANOTHER_HOST:
+                with self.subTest(name):
+                    self.follow(page)
 
     def test_are_in_every_page(self):
         for name, page in PAGES.items():
