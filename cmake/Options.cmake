@@ -14,7 +14,11 @@ endif()
 
 if(QZ_COVERAGE)
   target_compile_options(qz_options INTERFACE --coverage -fprofile-update=atomic)
-  target_link_options(qz_options INTERFACE --coverage)
+  # What gcov adds to a library is not the library's to export.
+  target_link_options(qz_options INTERFACE --coverage -Wl,--exclude-libs,libgcov.a)
+  # Counts of an older build say nothing of the code that is there now.
+  add_custom_target(forget_counts ALL
+    COMMAND find ${PROJECT_BINARY_DIR} -name "*.gcda" -delete VERBATIM)
 endif()
 
 # Everything runs from the build tree as it is laid out here.
