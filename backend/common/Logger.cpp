@@ -113,7 +113,8 @@ static std::size_t __sFormatLine(char* apRoom, std::size_t aSize, QZCLogLine con
 /// @return the length with the line end
 static std::size_t __sFinish(char* apLine, std::size_t aLength)
 {
-    while (aLength > 0 && (apLine[aLength - 1] == '\n' || apLine[aLength - 1] == '\r'))
+    // A line begins with its time, so this ends.
+    while (apLine[aLength - 1] == '\n' || apLine[aLength - 1] == '\r')
     {
         --aLength;
     }

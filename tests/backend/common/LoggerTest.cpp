@@ -15,6 +15,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -31,6 +32,24 @@ using testing::Ge;
 using testing::Le;
 using testing::MatchesRegex;
 using testing::SizeIs;
+
+namespace
+{
+/// The errors that the next writes fail with, the last one first.
+std::vector<int> gWriteErrors;
+}  // namespace
+
+// Stands before the C library's own.
+extern "C" ssize_t write(int aFile, void const* apBytes, std::size_t aLength)
+{
+    if (gWriteErrors.empty())
+    {
+        return syscall(SYS_write, aFile, apBytes, aLength);
+    }
+    errno = gWriteErrors.back();
+    gWriteErrors.pop_back();
+    return -1;
+}
 
 namespace
 {
@@ -484,6 +503,25 @@ TEST_F(Logger, ALineIsWrittenWholeAlsoWhenSignalsInterruptIt)
     EXPECT_TRUE(standardError.taken().find(": " + text + "\n") != std::string::npos);
 }
 
+TEST_F(Logger, AWriteThatIsToBeTriedAgainIs)
+{
+    StandardErrorPipe standardError;
+    gWriteErrors = {EINTR, EAGAIN, EINTR};
+    logText("text");
+    EXPECT_THAT(standardError.taken(), EndsWith(": text\n"));
+    EXPECT_THAT(gWriteErrors, SizeIs(0));
+}
+
+TEST_F(Logger, AWriteThatFailsIsNotTriedAgain)
+{
+    StandardErrorPipe standardError;
+    gWriteErrors = {EINTR, EIO};
+    logText("text");
+    EXPECT_THAT(gWriteErrors, ElementsAre(EINTR));
+    gWriteErrors.clear();
+    EXPECT_EQ(standardError.taken(), "");
+}
+
 TEST_F(Logger, LeavesErrnoAsItWas)
 {
     CollectingSink const sink;
@@ -514,7 +552,7 @@ TEST_F(LoggerDeathTest, WithoutMemoryALongLineIsCut)
     {
         MallocFailure const noMemory;
         logError("%*s", 1 << 26, "x");
-        std::_Exit(0);
+        std::exit(0);
     };
     EXPECT_EXIT(logWithoutMemory(), testing::ExitedWithCode(0),
                 AllOf(SizeIs(AllOf(Ge(1000u), Le(1024u))), MatchesRegex(".*: +\n")));
