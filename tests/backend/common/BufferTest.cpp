@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <type_traits>
 
 #include <gmock/gmock.h>
@@ -316,6 +317,19 @@ TEST(Buffer, MoreBytesThanALengthCanTellAreRefused)
               "std::length_error: QZCBuffer: adding 2 bytes to 4294967294 exceeds 4294967295");
     EXPECT_EQ(startOf(buffer), bytes);
     EXPECT_EQ(buffer.getLength(), largestLength - 1);
+}
+
+TEST(Buffer, BeyondHalfTheLargestLengthTheNextRoomIsTheLargest)
+{
+    if (sizeof(void*) < sizeof(std::uint64_t))
+    {
+        GTEST_SKIP() << "such a room is beyond the addresses of this machine";
+    }
+    unsigned char const bytes[] = {1, 2, 3};
+    QZCBuffer buffer(bytes, largestLength / 2 + 1);
+    AllocationFailure const failure(1);
+    EXPECT_EQ(outcomeOf([&] { buffer.append(bytes, 1); }), badAlloc);
+    EXPECT_EQ(failure.largest(), largestLength);
 }
 
 TEST(Buffer, StartingWithoutMemoryThrowsBadAlloc)

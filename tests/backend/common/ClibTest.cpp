@@ -1,6 +1,8 @@
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -15,6 +17,27 @@ namespace
 {
 volatile std::sig_atomic_t gAlarms = 0;
 
+/// The error that sleeps fail with; 0 when they sleep.
+int gSleepError = 0;
+
+int gSleeps = 0;
+}  // namespace
+
+// Stands before the C library's own.
+extern "C" int nanosleep(timespec const* apTime, timespec* apLeft)
+{
+    ++gSleeps;
+    int const error = gSleepError != 0 ? gSleepError : clock_nanosleep(CLOCK_MONOTONIC, 0, apTime, apLeft);
+    if (error == 0)
+    {
+        return 0;
+    }
+    errno = error;
+    return -1;
+}
+
+namespace
+{
 /// Interrupts the process every few milliseconds while it lives.
 class Alarms
 {
@@ -131,6 +154,15 @@ TEST(Clib, SleepsItsTimeAlsoWhenSignalsArrive)
     Alarms const alarms;
     EXPECT_GE(timeToSleep(50), 50.0);
     EXPECT_GT(gAlarms, 1);
+}
+
+TEST(Clib, ASleepThatTheSystemRefusesIsNotTriedAgain)
+{
+    gSleepError = ENOSYS;
+    gSleeps = 0;
+    ClibSleepMS(3600000);
+    gSleepError = 0;
+    EXPECT_EQ(gSleeps, 1);
 }
 
 TEST(Clib, SleepingForNoTimeReturns) { EXPECT_LT(timeToSleep(0), 1000.0); }
