@@ -125,7 +125,7 @@ public:
         }
         catch (std::out_of_range const&)
         {
-            throw QZCInvalidEx("Invalid Value", 6);
+            throw QZCInvalidEx("Invalid Value", 6);  // GCOVR_EXCL_LINE: the assertion has ended the process
         }
     }
 
