@@ -136,8 +136,8 @@ private:
     {
         try
         {
-            return QZCPointer<std::string>(new (std::nothrow) std::string(acrArguments...), QZPST_Individual,
-                                           QZPAT_New);
+            std::string* const text = new (std::nothrow) std::string(acrArguments...);
+            return QZCPointer<std::string>(text, QZPST_Individual, QZPAT_New);
         }
         catch (std::bad_alloc const&)
         {
