@@ -18,7 +18,7 @@ namespace frameworkcheck
 {
 namespace
 {
-constexpr unsigned int secondsToCheck = 20;
+constexpr unsigned int secondsToCheck = 60;
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 

@@ -1,5 +1,6 @@
 // Counting, also by several threads at once.
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -61,12 +62,17 @@ void inThreads(std::function<void()> const& aBody)
     }
 }
 
+/// A count that is not atomic takes threads that run side by side for a while to show it.
 void shareAndLetGo(QZCReferenceCount& arCount)
 {
-    for (int i = 0; i < 200000; ++i)
+    auto const end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+    while (std::chrono::steady_clock::now() < end)
     {
-        arCount.increment();
-        arCount.decrement();
+        for (int i = 0; i < 1000; ++i)
+        {
+            arCount.increment();
+            arCount.decrement();
+        }
     }
 }
 
@@ -79,7 +85,7 @@ void checkSharing()
 
 void checkLastHolder()
 {
-    for (int round = 0; round < 500; ++round)
+    for (int round = 0; round < 200; ++round)
     {
         QZCReferenceCount count(threads);
         std::atomic<unsigned int> last{0};

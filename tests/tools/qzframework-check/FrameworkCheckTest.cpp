@@ -173,7 +173,7 @@ Wrong const wrongFunctions[] = {
     {"CrashingLogger",
      LOGGER_CRASHES,
      {"Logger.call", "Logger.format", "Logger.hostile-values", "Logger.threads", "Assertion.ends"},
-     "the process was ended by signal 6 (Aborted)"},
+     "the process was ended by signal 9 (Killed)"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, FrameworkCheckOfAWrongFunction, testing::ValuesIn(wrongFunctions),
