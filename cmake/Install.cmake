@@ -34,7 +34,8 @@ install(FILES ${PROJECT_BINARY_DIR}/qzsensoragentcommon.pc
 # The documents link to each other and to the examples as they do in the tree. The pages of the public headers
 # are there when the target documentation has been built.
 file(GLOB qz_documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
-install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 install(FILES ${qz_documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
 install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/html
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation OPTIONAL)
