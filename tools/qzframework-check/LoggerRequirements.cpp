@@ -45,19 +45,20 @@ void checkHostileValues()
     QZ_LOG_ERROR("%s", "");
 }
 
+void logLines()
+{
+    for (int line = 0; line < 200; ++line)
+    {
+        QZ_LOG_ERROR("line %d", line);
+    }
+}
+
 void checkThreads()
 {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
     {
-        threads.emplace_back(
-            []
-            {
-                for (int line = 0; line < 200; ++line)
-                {
-                    QZ_LOG_ERROR("line %d", line);
-                }
-            });
+        threads.emplace_back(logLines);
     }
     for (std::thread& thread : threads)
     {

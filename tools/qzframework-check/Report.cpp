@@ -1,7 +1,6 @@
 #include "tools/qzframework-check/Report.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <string>
 
@@ -12,7 +11,7 @@ namespace frameworkcheck
 {
 namespace
 {
-constexpr std::array<char const*, 3> names = {"ok", "FAILED", "unseen"};  // as Result has them
+constexpr char const* names[] = {"ok", "FAILED", "unseen"};  // as Result has them
 
 char const* nameOf(Result aResult) { return names[static_cast<std::size_t>(aResult)]; }
 

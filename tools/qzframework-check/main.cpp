@@ -87,7 +87,7 @@ bool isNamed(Requirement const& aRequirement, std::string const& aName)
 /// @throws CLI::ValidationError for a name that is none
 Requirements chosenBy(std::vector<std::string> const& aNames)
 {
-    Requirements const all = allRequirements();
+    Requirements all = allRequirements();
     if (aNames.empty())
     {
         return all;
