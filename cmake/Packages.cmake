@@ -57,8 +57,8 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
 qz_package(development libqzsensoragentcommon-dev libdevel
 "common layer of a sensor agent for storage networks (development)
 ${qz_purpose}
-This package has the headers, and what CMake and pkg-config find the library
-by.")
+This package has the headers, what CMake and pkg-config find the library by,
+and a program that checks replacements of the framework.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libqzsensoragentcommon1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), libhbaapi-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libqzsensoragentcommon-doc, qzsim")
@@ -82,7 +82,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS qzsim)
 qz_package(documentation libqzsensoragentcommon-doc doc
 "common layer of a sensor agent for storage networks (documentation)
 ${qz_purpose}
-This package has the documents and the examples.")
+This package has the documents, the reference of the headers, and examples.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 
 include(CPack)
