@@ -84,5 +84,7 @@ qz_package(documentation libqzsensoragentcommon-doc doc
 ${qz_purpose}
 This package has the documents, the reference of the headers, and examples.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+install(FILES packaging/doc-base RENAME libqzsensoragentcommon
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc-base COMPONENT documentation EXCLUDE_FROM_ALL)
 
 include(CPack)
