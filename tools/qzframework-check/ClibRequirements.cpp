@@ -1,4 +1,5 @@
 // Each function behaves as that of the standard library of the same stem.
+#include <algorithm>
 #include <chrono>
 #include <string>
 
@@ -17,8 +18,8 @@ void checkCopying()
     Bytes const source = countingBytes(9);
     Bytes target(10, 0xff);
     expect(ClibMemcpy(target.data(), source.data(), 9) == target.data(), "the target was not returned");
-    Bytes expected = source;
-    expected.push_back(0xff);
+    Bytes expected(10, 0xff);
+    std::copy(source.begin(), source.end(), expected.begin());
     expect(target == expected, "not exactly the 9 bytes were copied");
 }
 
