@@ -1,20 +1,16 @@
-// Writes the first three events of category 3, subcategory 7 at board 0 to standard output, as encoded scope
-// data: a capture.
-#include <cstddef>
+// Writes the first three events of category 3, subcategory 7 at board 0 to standard output, encoded as scope data.
 #include <cstdio>
 #include <ctime>
 #include <exception>
 #include <future>
 #include <mutex>
 #include <new>
-#include <stdexcept>
 
 #include <hbaapi.h>
 
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Pointer.h"
-#include "backend/sensor/agentcommon/include/Exceptions.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
@@ -47,73 +43,38 @@ void take(unsigned int, HBA_wwn, unsigned int, unsigned int, void* apCatch, QZ_e
         }
     }
 }
-
-void require(bool aCondition, char const* aComplaint)
-{
-    if (!aCondition)
-    {
-        throw std::runtime_error(aComplaint);
-    }
-}
-
-void catchEvents(QZCLibvqmAbs& arLibvqm, Catch& arCatch)
-{
-    arLibvqm.LIBVQM_Init();
-    require(arLibvqm.LIBVQM_IsQzapiSupported(), "no board, or its driver offers no Quazor events");
-    QZCPointer<QZCWorldWideName> node;
-    QZCPointer<QZCWorldWideName> port;
-    arLibvqm.LIBVQM_GetAdapterInfo(0, node, port);
-    unsigned int id = 0;
-    require(arLibvqm.LIBVQM_QzapiRegEvent(0, port, arCatch.mKind, &arCatch, &id, &take) == QZ_OK,
-            "the registration is refused");
-    arCatch.mIsComplete.get_future().wait();
-    require(arLibvqm.LIBVQM_QzapiUnregEvent(0, port, id) == QZ_OK, "the registration cannot be ended");
-    arLibvqm.LIBVQM_Close();
-}
-
-/// Frees the library, with what is left of environment and registrations, also when something fails.
-void loadAndCatchEvents(Catch& arCatch)
-{
-    QZCLibvqmAbs libvqm;
-    try
-    {
-        libvqm.LIBVQM_LoadLibrary();
-        catchEvents(libvqm, arCatch);
-        libvqm.LIBVQM_FreeLibrary();
-    }
-    catch (QZCNotAllowedEx const&)
-    {
-        throw;  // The library lacks a function, and the layer has freed it for that.
-    }
-    catch (std::exception const&)
-    {
-        libvqm.LIBVQM_FreeLibrary();
-        throw;
-    }
-}
-
-void write(QZCBuffer const& aEncoded)
-{
-    std::size_t const written = std::fwrite(aEncoded, 1, aEncoded.getLength(), stdout);
-    require(written == aEncoded.getLength() && std::fflush(stdout) == 0, "cannot write standard output");
-}
 }  // namespace
 
 int main()
+try
 {
-    try
+    Catch caught;
+    unsigned char const kind[] = {3, 7};  // encoded, as a kind of events is made from that form alone
+    QZCEncodableInStream in(kind, sizeof kind);
+    caught.mKind->decode(in);
+    QZCLibvqmAbs libvqm;
+    libvqm.LIBVQM_LoadLibrary();
+    libvqm.LIBVQM_Init();
+    QZCPointer<QZCWorldWideName> node;
+    QZCPointer<QZCWorldWideName> port;
+    libvqm.LIBVQM_GetAdapterInfo(0, node, port);
+    unsigned int id = 0;
+    if (!libvqm.LIBVQM_IsQzapiSupported() ||
+        libvqm.LIBVQM_QzapiRegEvent(0, port, caught.mKind, &caught, &id, &take) != QZ_OK)
     {
-        Catch caught;
-        unsigned char const kind[] = {3, 7};  // encoded, as a kind of events is made from that form alone
-        QZCEncodableInStream in(kind, sizeof kind);
-        caught.mKind->decode(in);
-        loadAndCatchEvents(caught);
-        write(caught.mEncoded.getEncoded());
-        return 0;
-    }
-    catch (std::exception const& exception)
-    {
-        std::fprintf(stderr, "event_catcher: %s\n", exception.what());
+        std::fputs("event_catcher: board 0 offers no such events\n", stderr);
         return 1;
     }
+    caught.mIsComplete.get_future().wait();
+    libvqm.LIBVQM_QzapiUnregEvent(0, port, id);  // when it returns no callback runs any more
+    libvqm.LIBVQM_Close();
+    libvqm.LIBVQM_FreeLibrary();
+
+    QZCBuffer const& bytes = caught.mEncoded.getEncoded();
+    return std::fwrite(bytes, 1, bytes.getLength(), stdout) == bytes.getLength() ? 0 : 1;
+}
+catch (std::exception const& exception)
+{
+    std::fprintf(stderr, "event_catcher: %s\n", exception.what());
+    return 1;
 }

@@ -26,7 +26,7 @@ private:
     QZCHbaapiAbs& mHbaapi;
 };
 
-/// An adapter, which is closed again whatever happens.
+/// An adapter, closed likewise.
 class OpenAdapter
 {
 public:
@@ -36,7 +36,6 @@ public:
     }
     ~OpenAdapter() { mHbaapi.HA_CloseAdapter(mHandle); }
     OpenAdapter(OpenAdapter const&) = delete;
-
     unsigned int handle() const { return mHandle; }
 
 private:
@@ -62,23 +61,20 @@ void listPorts(QZCHbaapiAbs& arHbaapi, char const* aName)
 }  // namespace
 
 int main()
+try
 {
-    try
+    QZCHbaapiAbs hbaapi;
+    LoadedHbaapi const loaded(hbaapi);
+    QZCVector<QZCString> names;
+    hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
+    for (QZCString const& name : names)
     {
-        QZCHbaapiAbs hbaapi;
-        LoadedHbaapi const loaded(hbaapi);
-        QZCVector<QZCString> names;
-        hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
-        for (QZCString const& name : names)
-        {
-            std::printf("%s\n", name.get());
-            listPorts(hbaapi, name.get());
-        }
-        return 0;
+        std::printf("%s\n", name.get());
+        listPorts(hbaapi, name.get());
     }
-    catch (std::exception const& exception)
-    {
-        std::fprintf(stderr, "inventory: %s\n", exception.what());
-        return 1;
-    }
+}
+catch (std::exception const& exception)
+{
+    std::fprintf(stderr, "inventory: %s\n", exception.what());
+    return 1;
 }
