@@ -1,10 +1,14 @@
 #include "tests/backend/sensor/agentcommon/LibraryHeap.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <string>
+#include <vector>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <link.h>
 #include <malloc.h>
 
 extern "C"
@@ -20,10 +24,32 @@ namespace
 LibraryHeap* gHeap = nullptr;
 
 #if OWNS_MALLOC
+/// Where the library's code lies.
+std::uintptr_t gCodeBegin = 0;
+std::uintptr_t gCodeEnd = 0;
+
+int findCode(dl_phdr_info* apObject, std::size_t, void*)
+{
+    if (std::strstr(apObject->dlpi_name, "libQZSensorAgentCommon") == nullptr)
+    {
+        return 0;
+    }
+    for (unsigned int i = 0; i < apObject->dlpi_phnum; ++i)
+    {
+        auto const& segment = apObject->dlpi_phdr[i];
+        if (segment.p_type == PT_LOAD && (segment.p_flags & PF_X) != 0)
+        {
+            gCodeBegin = apObject->dlpi_addr + segment.p_vaddr;
+            gCodeEnd = gCodeBegin + segment.p_memsz;
+        }
+    }
+    return 1;
+}
+
 bool isInLibrary(void const* aCode)
 {
-    Dl_info info;
-    return dladdr(aCode, &info) != 0 && std::strstr(info.dli_fname, "libQZSensorAgentCommon") != nullptr;
+    auto const code = reinterpret_cast<std::uintptr_t>(aCode);
+    return gCodeBegin <= code && code < gCodeEnd;
 }
 #endif
 }  // namespace
@@ -56,7 +82,13 @@ extern "C"
 
 bool LibraryHeap::isWatched() { return OWNS_MALLOC; }
 
-LibraryHeap::LibraryHeap() { gHeap = this; }
+LibraryHeap::LibraryHeap()
+{
+#if OWNS_MALLOC
+    dl_iterate_phdr(&findCode, nullptr);
+#endif
+    gHeap = this;
+}
 
 LibraryHeap::~LibraryHeap() { gHeap = nullptr; }
 
