@@ -550,8 +550,10 @@ TEST_F(LoggerDeathTest, WithoutMemoryALongLineIsCut)
     }
     auto const logWithoutMemory = []
     {
-        MallocFailure const noMemory;
-        logError("%*s", 1 << 26, "x");
+        {
+            MallocFailure const noMemory;
+            logError("%*s", 1 << 26, "x");
+        }
         std::exit(0);
     };
     EXPECT_EXIT(logWithoutMemory(), testing::ExitedWithCode(0),

@@ -238,6 +238,10 @@ TEST_F(QzagentLatencyFile, IsNotThereWhenNothingWasMeasured)
 
 TEST_F(QzagentLatencyFile, IsNotThereWhenItCannotBeWrittenInFull)
 {
+    if (IS_COUNTED)
+    {
+        GTEST_SKIP() << "what counts the coverage writes files too, which the limit would stop";
+    }
     // No file may have any bytes, which the agent is to be told by an error, not by a signal.
     ProcessResult const result =
         runAgentIn("trap '' XFSZ; ulimit -f 0; \"$@\"", {"latency", "--output", mPath}, hostileHbaapi());

@@ -127,6 +127,10 @@ TEST_F(QzagentWatchCapture, IsToldOfInADocument)
 
 TEST_F(QzagentWatchCapture, ThatCannotBeGrownKeepsItsWholeRecords)
 {
+    if (IS_COUNTED)
+    {
+        GTEST_SKIP() << "what counts the coverage writes files too, which the limit would stop";
+    }
     // The limit is in blocks of 512 bytes, into which 44 bytes do not fit without a rest.
     ProcessResult const result = runAgentInOn(R"(ulimit -f 2; exec "$@")", scenarioOfOneSource,
                                               {"watch", "--output", mPath, "--count", "1000"});
