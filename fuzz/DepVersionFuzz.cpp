@@ -1,4 +1,5 @@
 // Parses version text and compares with components parsed by code of our own.
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -106,8 +107,12 @@ int statusOfParsing(std::string const& aText)
         QZCDepVersion const version(aText.c_str());
         ::_exit(EXIT_SUCCESS);
     }
+    expect(child > 0, "there is a process to be had");
     int status = 0;
-    expect(child > 0 && ::waitpid(child, &status, 0) == child, "there is a process to be had");
+    while (::waitpid(child, &status, 0) == -1)
+    {
+        expect(errno == EINTR, "the process can be waited for");  // by the fuzzer's clock
+    }
     return status;
 }
 }  // namespace

@@ -135,8 +135,8 @@ TomlValue readToml(std::string const& aPath)
     toml::parse_result const result = toml::parse(content);
     if (!result)
     {
-        throw ScenarioError(
-            fmt::format("{}: {}", conversion.place(result.error().source()), result.error().description()));
+        throw ScenarioError(fmt::format("{}: {}", conversion.place(result.error().source()),
+                                        escaped(result.error().description())));
     }
     return conversion(result.table());
 }

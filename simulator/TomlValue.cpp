@@ -50,17 +50,19 @@ void TomlValue::refuse(std::string_view aExpected) const
         fmt::format("{}: expected {}, found {}", mPlace, aExpected, std::visit(Description(), mContent)));
 }
 
-std::string quoted(std::string_view aText)
+std::string escaped(std::string_view aText)
 {
-    std::string result = "\"";
+    std::string result;
     for (char const character : aText)
     {
         result += isControlCharacter(character)
                       ? fmt::format("\\u{:04X}", static_cast<unsigned char>(character))
                       : std::string(1, character);
     }
-    return result + '"';
+    return result;
 }
+
+std::string quoted(std::string_view aText) { return '"' + escaped(aText) + '"'; }
 
 bool hasControlCharacter(std::string_view aText)
 {

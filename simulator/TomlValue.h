@@ -62,7 +62,10 @@ struct TomlEntry
 /// @param aPath as messages shall name it
 TomlValue readToml(std::string const& aPath);
 
-/// Text between quotation marks, its control characters escaped.
+/// Text whose control characters are escaped.
+std::string escaped(std::string_view aText);
+
+/// The same between quotation marks.
 std::string quoted(std::string_view aText);
 
 bool hasControlCharacter(std::string_view aText);

@@ -48,6 +48,12 @@ TEST(ScenarioError, TellsWhereTheSyntaxIsWrong)
         "explicitly prohibited");
 }
 
+TEST(ScenarioError, EscapesControlCharactersOfWhatIsNoSyntax)
+{
+    EXPECT_EQ(errorOf("first = n\f"),
+              "bad.toml:1:10: Error while parsing floating-point: expected 'nan', saw 'n\\u000C'");
+}
+
 TEST(ScenarioError, TellsWhereAKeyStandsTwice)
 {
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\nname = \"b\"\n"),
