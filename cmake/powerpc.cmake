@@ -11,6 +11,7 @@ set(CMAKE_CROSSCOMPILING_EMULATOR "${QZ_EMULATOR};-L;${QZ_EMULATED_ROOT}")
 
 # Nothing of the build machine's own libraries and headers is to be found.
 get_filename_component(qz_sysroot "${CMAKE_CURRENT_LIST_DIR}/../build/powerpc-sysroot" ABSOLUTE)
+set(QZ_EMULATED_LOCALES "${qz_sysroot}/usr/lib/locale")
 set(CMAKE_FIND_ROOT_PATH "${qz_sysroot}")
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

@@ -134,8 +134,10 @@ TEST_F(DiagnosticLibrary, DriverOffersQuazorEventsUnlessTheScenarioSaysOtherwise
     init(twoBoards);
     auto bytes = record<152>();
     EXPECT_EQ(mGetDrvInfo(1, bytes.data()), ok);
+    std::uint64_t features = 0;
+    std::memcpy(&features, bytes.data() + 144, sizeof features);
     EXPECT_EQ(bytes[0], 4);
-    EXPECT_EQ(bytes[145], 0x01);
+    EXPECT_EQ(features, 0x100U);
 }
 
 TEST_F(DiagnosticLibrary, TellsTheTwoNamesOfABoard)

@@ -26,6 +26,7 @@ int main(int aCount, char** aArguments)
     command[2] = EMULATED_ROOT;
     command[3] = program;
     memcpy(command + 4, aArguments + 1, (size_t)(aCount - 1) * sizeof *command);
+    setenv("LOCPATH", LOCALES, 1);  // the host's own have its byte order
     execvp(command[0], command);
     perror(command[0]);
     return EXIT_FAILURE;

@@ -23,6 +23,13 @@ inline unsigned char fieldByte(QZCScopeData const& aData, std::size_t aPosition)
     return reinterpret_cast<unsigned char const*>(&aData)[aPosition];
 }
 
+inline unsigned int numberAt(QZCScopeData const& aData, std::size_t aPosition)
+{
+    unsigned int number;
+    std::memcpy(&number, reinterpret_cast<unsigned char const*>(&aData) + aPosition, sizeof number);
+    return number;
+}
+
 inline void const* pointerAt(QZCScopeData const& aData, std::size_t aPosition)
 {
     void const* pointer;

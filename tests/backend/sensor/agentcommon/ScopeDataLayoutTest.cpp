@@ -79,7 +79,7 @@ TEST_F(ScopeData, HasItsFieldsInTheirOrder)
     EXPECT_EQ(fieldByte(data, flagPosition), 1);
     EXPECT_EQ(pointerAt(data, secondPosition), &*mSecond);
     EXPECT_EQ(pointerAt(data, firstPosition), &*mFirst);
-    EXPECT_EQ(fieldByte(data, sizePosition), 10);
+    EXPECT_EQ(numberAt(data, sizePosition), 10u);
     EXPECT_EQ(sizeof data, sizePosition + sizeof(void*)) << "no further field";
 }
 

@@ -529,6 +529,10 @@ TEST_F(TargetMappingsHeap, SizeOfAsManyEntriesAsAnAdapterCanAskForIsNotCut)
     answerMoreData(4294967295u);
     mHeap.failAllocation(2);
     EXPECT_EQ(fetch(), outOfMemory);
+    if (sizeof(std::size_t) == sizeof(std::uint32_t))
+    {
+        GTEST_SKIP() << "there are no addresses for so many entries, so none are allocated";
+    }
     EXPECT_EQ(mHeap.calls().back(), allocateFor(4294967295u));
 }
 }  // namespace
