@@ -9,25 +9,13 @@
 #include "tests/simulator/ScratchFolder.h"
 #include "tests/support/Process.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/OneSource.h"
 
 using testing::HasSubstr;
 
 namespace
 {
-char const* const scenarioOfOneSource = R"(
-[diagnostics]
-    [[diagnostics.board]]
-    first_wwn = "20:00:00:00:c9:00:00:00"
-    second_wwn = "10:00:00:00:c9:00:00:01"
-
-    [[diagnostics.event]]
-    board = 0
-    category = 3
-    subcategory = 200
-    size = 8
-    rate = 100000
-    count = 1000
-)";
+std::string const scenarioOfOneSource = oneSource(200, 8, 100000, 1000);
 
 /// What is recorded of the event of that number: kind, names and payload.
 std::string recordOf(unsigned int aNumber)

@@ -8,6 +8,7 @@
 #include "tests/simulator/ScratchFolder.h"
 #include "tests/support/Process.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/OneSource.h"
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -15,36 +16,10 @@ using testing::HasSubstr;
 namespace
 {
 /// A source that goes on for longer than any test.
-char const* const endless = R"(
-[diagnostics]
-    [[diagnostics.board]]
-    first_wwn = "20:00:00:00:c9:00:00:00"
-    second_wwn = "10:00:00:00:c9:00:00:01"
-
-    [[diagnostics.event]]
-    board = 0
-    category = 3
-    subcategory = 7
-    size = 8
-    rate = 1000
-    count = 1000000
-)";
+std::string const endless = oneSource(7, 8, 1000, 1000000);
 
 /// Two hundred events, each of as many bytes as a 64th of the queue holds.
-char const* const large = R"(
-[diagnostics]
-    [[diagnostics.board]]
-    first_wwn = "20:00:00:00:c9:00:00:00"
-    second_wwn = "10:00:00:00:c9:00:00:01"
-
-    [[diagnostics.event]]
-    board = 0
-    category = 3
-    subcategory = 7
-    size = 1048576
-    rate = 100000
-    count = 200
-)";
+std::string const large = oneSource(7, 1048576, 100000, 200);
 
 constexpr std::uintmax_t sizeOfRecord = 43;
 
