@@ -319,6 +319,20 @@ TEST(Buffer, MoreBytesThanALengthCanTellAreRefused)
     EXPECT_EQ(buffer.getLength(), largestLength - 1);
 }
 
+/// @return how much room a buffer of a hundred bytes asks for, for so many more
+std::size_t roomAskedFor(unsigned int aMore)
+{
+    OwnBuffer buffer(someBytes(100));
+    Bytes const more = someBytes(aMore);
+    AllocationFailure const failure(1);
+    outcomeOf([&] { buffer.append(more.data(), aMore); });
+    return failure.largest();
+}
+
+TEST(Buffer, ThatIsFullAsksForTwiceItsRoom) { EXPECT_EQ(roomAskedFor(1), 200u); }
+
+TEST(Buffer, ThatNeedsMoreThanTwiceItsRoomAsksForWhatItNeeds) { EXPECT_EQ(roomAskedFor(500), 600u); }
+
 TEST(Buffer, BeyondHalfTheLargestLengthTheNextRoomIsTheLargest)
 {
     if (sizeof(void*) < sizeof(std::uint64_t))

@@ -21,12 +21,14 @@ volatile std::sig_atomic_t gAlarms = 0;
 int gSleepError = 0;
 
 int gSleeps = 0;
+timespec gAsked{};
 }  // namespace
 
 // Stands before the C library's own.
 extern "C" int nanosleep(timespec const* apTime, timespec* apLeft)
 {
     ++gSleeps;
+    gAsked = *apTime;
     int const error = gSleepError != 0 ? gSleepError : clock_nanosleep(CLOCK_MONOTONIC, 0, apTime, apLeft);
     if (error == 0)
     {
@@ -154,6 +156,15 @@ TEST(Clib, SleepsItsTimeAlsoWhenSignalsArrive)
     Alarms const alarms;
     EXPECT_GE(timeToSleep(50), 50.0);
     EXPECT_GT(gAlarms, 1);
+}
+
+TEST(Clib, AsksTheSystemForTheSecondsAndTheRestInNanoseconds)
+{
+    gSleepError = ENOSYS;
+    ClibSleepMS(3725);
+    gSleepError = 0;
+    EXPECT_EQ(gAsked.tv_sec, 3);
+    EXPECT_EQ(gAsked.tv_nsec, 725000000);
 }
 
 TEST(Clib, ASleepThatTheSystemRefusesIsNotTriedAgain)
