@@ -158,13 +158,21 @@ TEST(Clib, SleepsItsTimeAlsoWhenSignalsArrive)
     EXPECT_GT(gAlarms, 1);
 }
 
-TEST(Clib, AsksTheSystemForTheSecondsAndTheRestInNanoseconds)
+/// @return what the system is asked for
+timespec sleepAskedFor(unsigned long aMilliseconds)
 {
     gSleepError = ENOSYS;
-    ClibSleepMS(3725);
+    ClibSleepMS(aMilliseconds);
     gSleepError = 0;
-    EXPECT_EQ(gAsked.tv_sec, 3);
-    EXPECT_EQ(gAsked.tv_nsec, 725000000);
+    return gAsked;
+}
+
+TEST(Clib, AsksTheSystemForSecondsAndTheRestInNanoseconds)
+{
+    EXPECT_EQ(sleepAskedFor(2000).tv_sec, 2);
+    EXPECT_EQ(sleepAskedFor(2000).tv_nsec, 0);
+    EXPECT_EQ(sleepAskedFor(999).tv_sec, 0);
+    EXPECT_EQ(sleepAskedFor(999).tv_nsec, 999000000);
 }
 
 TEST(Clib, ASleepThatTheSystemRefusesIsNotTriedAgain)
