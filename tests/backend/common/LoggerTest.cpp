@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -37,6 +38,9 @@ namespace
 {
 /// The errors that the next writes fail with, the last one first.
 std::vector<int> gWriteErrors;
+
+/// How many bytes the next write leaves.
+std::size_t gLeftByWrite = 0;
 }  // namespace
 
 // Stands before the C library's own.
@@ -44,7 +48,7 @@ extern "C" ssize_t write(int aFile, void const* apBytes, std::size_t aLength)
 {
     if (gWriteErrors.empty())
     {
-        return syscall(SYS_write, aFile, apBytes, aLength);
+        return syscall(SYS_write, aFile, apBytes, aLength - std::exchange(gLeftByWrite, 0));
     }
     errno = gWriteErrors.back();
     gWriteErrors.pop_back();
@@ -510,6 +514,14 @@ TEST_F(Logger, AWriteThatIsToBeTriedAgainIs)
     logText("text");
     EXPECT_THAT(standardError.taken(), EndsWith(": text\n"));
     EXPECT_THAT(gWriteErrors, SizeIs(0));
+}
+
+TEST_F(Logger, ALastByteThatAWriteLeavesIsWrittenToo)
+{
+    StandardErrorPipe standardError;
+    gLeftByWrite = 1;
+    logText("text");
+    EXPECT_THAT(standardError.taken(), EndsWith(": text\n"));
 }
 
 TEST_F(Logger, AWriteThatFailsIsNotTriedAgain)
