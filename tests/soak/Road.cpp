@@ -44,20 +44,16 @@ struct Freed
     void operator()(void* aBlock) const { std::free(aBlock); }
 };
 
-template <typename Record>
-EventHandle decodedEvent(Record const& aBytes)
-{
-    QZCEncodableInStream in(aBytes, aBytes.getLength());
-    EventHandle event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
-    event->decode(in);
-    return event;
-}
-
+/// A kind of events is made from its encoded form alone.
 EventHandle eventOf(unsigned int aCategory, unsigned int aSubcategory)
 {
     QZCEncodableOutStream out;
     out << static_cast<unsigned char>(aCategory) << static_cast<unsigned char>(aSubcategory);
-    return decodedEvent(out.getEncoded());
+    QZCBuffer const& bytes = out.getEncoded();
+    QZCEncodableInStream in(bytes, bytes.getLength());
+    EventHandle event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
+    event->decode(in);
+    return event;
 }
 
 /// Encodes the record, decodes what came of it, and encodes that.

@@ -1,9 +1,10 @@
-#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <ratio>
 
 #include <fmt/format.h>
 
