@@ -10,7 +10,9 @@ namespace qzsim
 {
 namespace
 {
-thread_local bool isSourceThread = false;
+// Has its place from the start of each thread. One that is asked for when it is first used is looked up in a way that
+// the address sanitizer now and then mistakes for another allocator's, and then its search for leaks ends in a signal.
+[[gnu::tls_model("initial-exec")]] thread_local bool isSourceThread = false;
 
 /// Holds back all signals while it lives. A thread that is created meanwhile never takes any.
 class SignalsHeldBack
