@@ -1,5 +1,6 @@
 #include "simulator/AdapterReader.h"
 
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -69,26 +70,26 @@ constexpr Named<LunAddressing> lunAddressings[] = {
 // Each of these reads a value into one field of the record's attributes.
 
 template <auto field, typename Record>
-void text(TomlValue const& aValue, Record& aRecord)
+void attributeText(TomlValue const& aValue, Record& aRecord)
 {
     auto& content = aRecord.mAttributes.*field;
     readText(aValue, content, sizeof content);
 }
 
 template <auto field, typename Record>
-void wwn(TomlValue const& aValue, Record& aRecord)
+void attributeWwn(TomlValue const& aValue, Record& aRecord)
 {
     aRecord.mAttributes.*field = readWwn(aValue);
 }
 
 template <auto field, std::uint32_t highest, typename Record>
-void number(TomlValue const& aValue, Record& aRecord)
+void attributeNumber(TomlValue const& aValue, Record& aRecord)
 {
     aRecord.mAttributes.*field = readNumber(aValue, 0, highest);
 }
 
 template <auto field, auto const& table, typename Record>
-void named(TomlValue const& aValue, Record& aRecord)
+void attributeNamed(TomlValue const& aValue, Record& aRecord)
 {
     aRecord.mAttributes.*field = readNamed(aValue, table);
 }
@@ -118,9 +119,8 @@ void readSupportedSpeeds(TomlValue const& aValue, Port& aPort)
 void setType(HBA_FC4TYPES& aTypes, std::uint32_t aType)
 {
     // 8 words of 32 bits, each with its most significant byte first
-    constexpr std::uint32_t bitsOfByte = 8;
     constexpr std::uint32_t lastByteOfWord = 3;
-    aTypes.bits[(aType / bitsOfByte) ^ lastByteOfWord] |= static_cast<HBA_UINT8>(1U << (aType % bitsOfByte));
+    aTypes.bits[(aType / CHAR_BIT) ^ lastByteOfWord] |= static_cast<HBA_UINT8>(1U << (aType % CHAR_BIT));
 }
 
 template <auto field>
@@ -176,12 +176,12 @@ void readLuns(TomlValue const& aValue, RemotePort& aPort)
 }
 
 constexpr Key<RemotePort> remotePortKeys[] = {
-    {"port_wwn", Presence::required, wwn<&HBA_PORTATTRIBUTES::PortWWN>},
-    {"node_wwn", Presence::optional, wwn<&HBA_PORTATTRIBUTES::NodeWWN>},
-    {"fc_id", Presence::optional, number<&HBA_PORTATTRIBUTES::PortFcId, highestFcId>},
-    {"type", Presence::optional, named<&HBA_PORTATTRIBUTES::PortType, portTypes>},
-    {"state", Presence::optional, named<&HBA_PORTATTRIBUTES::PortState, portStates>},
-    {"symbolic_name", Presence::optional, text<&HBA_PORTATTRIBUTES::PortSymbolicName>},
+    {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
+    {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
+    {"fc_id", Presence::optional, attributeNumber<&HBA_PORTATTRIBUTES::PortFcId, highestFcId>},
+    {"type", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortType, portTypes>},
+    {"state", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortState, portStates>},
+    {"symbolic_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::PortSymbolicName>},
     {"role", Presence::optional, readRole},
     {"lun_addressing", Presence::optional, readLunAddressing},
     {"luns", Presence::optional, readLuns},
@@ -221,21 +221,22 @@ void readRemotePorts(TomlValue const& aValue, Port& aPort)
 
 // The remote ports are in the fabric of the port, which must be known by then.
 constexpr Key<Port> portKeys[] = {
-    {"port_wwn", Presence::required, wwn<&HBA_PORTATTRIBUTES::PortWWN>},
-    {"node_wwn", Presence::optional, wwn<&HBA_PORTATTRIBUTES::NodeWWN>},
-    {"fc_id", Presence::optional, number<&HBA_PORTATTRIBUTES::PortFcId, highestFcId>},
-    {"type", Presence::optional, named<&HBA_PORTATTRIBUTES::PortType, portTypes>},
-    {"state", Presence::optional, named<&HBA_PORTATTRIBUTES::PortState, portStates>},
+    {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
+    {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
+    {"fc_id", Presence::optional, attributeNumber<&HBA_PORTATTRIBUTES::PortFcId, highestFcId>},
+    {"type", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortType, portTypes>},
+    {"state", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortState, portStates>},
     {"class_of_service", Presence::optional,
-     number<&HBA_PORTATTRIBUTES::PortSupportedClassofService, highestNumber>},
+     attributeNumber<&HBA_PORTATTRIBUTES::PortSupportedClassofService, highestNumber>},
     {"supported_fc4_types", Presence::optional, fc4Types<&HBA_PORTATTRIBUTES::PortSupportedFc4Types>},
     {"active_fc4_types", Presence::optional, fc4Types<&HBA_PORTATTRIBUTES::PortActiveFc4Types>},
-    {"symbolic_name", Presence::optional, text<&HBA_PORTATTRIBUTES::PortSymbolicName>},
-    {"os_device_name", Presence::optional, text<&HBA_PORTATTRIBUTES::OSDeviceName>},
+    {"symbolic_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::PortSymbolicName>},
+    {"os_device_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::OSDeviceName>},
     {"supported_speeds", Presence::optional, readSupportedSpeeds},
     {"speed", Presence::optional, readSpeed},
-    {"max_frame_size", Presence::optional, number<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
-    {"fabric_name", Presence::optional, wwn<&HBA_PORTATTRIBUTES::FabricName>},
+    {"max_frame_size", Presence::optional,
+     attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
+    {"fabric_name", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},
     {"remote", Presence::optional, readRemotePorts},
 };
 
@@ -263,19 +264,19 @@ void readPorts(TomlValue const& aValue, Adapter& aAdapter)
 // The ports have the adapter's node name, which must be known by then.
 constexpr Key<Adapter> adapterKeys[] = {
     {"name", Presence::required, readName},
-    {"manufacturer", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::Manufacturer>},
-    {"serial_number", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::SerialNumber>},
-    {"model", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::Model>},
-    {"model_description", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::ModelDescription>},
-    {"node_wwn", Presence::optional, wwn<&HBA_ADAPTERATTRIBUTES::NodeWWN>},
-    {"node_symbolic_name", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::NodeSymbolicName>},
-    {"hardware_version", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::HardwareVersion>},
-    {"driver_version", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::DriverVersion>},
-    {"option_rom_version", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::OptionROMVersion>},
-    {"firmware_version", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::FirmwareVersion>},
+    {"manufacturer", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::Manufacturer>},
+    {"serial_number", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::SerialNumber>},
+    {"model", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::Model>},
+    {"model_description", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::ModelDescription>},
+    {"node_wwn", Presence::optional, attributeWwn<&HBA_ADAPTERATTRIBUTES::NodeWWN>},
+    {"node_symbolic_name", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::NodeSymbolicName>},
+    {"hardware_version", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::HardwareVersion>},
+    {"driver_version", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::DriverVersion>},
+    {"option_rom_version", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::OptionROMVersion>},
+    {"firmware_version", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::FirmwareVersion>},
     {"vendor_specific_id", Presence::optional,
-     number<&HBA_ADAPTERATTRIBUTES::VendorSpecificID, highestNumber>},
-    {"driver_name", Presence::optional, text<&HBA_ADAPTERATTRIBUTES::DriverName>},
+     attributeNumber<&HBA_ADAPTERATTRIBUTES::VendorSpecificID, highestNumber>},
+    {"driver_name", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::DriverName>},
     {"port", Presence::optional, readPorts},
 };
 

@@ -29,7 +29,6 @@ constexpr std::uint32_t highestCategory = 0xfe;  // 0xff stands for all of them
 constexpr std::uint32_t largestPayload = 1U << 20U;
 constexpr std::uint32_t highestRate = 100000;
 constexpr std::uint32_t usualRate = 1000;
-constexpr int hexadecimal = 16;
 
 /// The number written as "0x8000000000000100".
 std::optional<std::uint64_t> hexNumberIn(std::string_view aText)

@@ -1,5 +1,6 @@
 #include "simulator/EventSource.h"
 
+#include <climits>
 #include <cstddef>
 
 #include <signal.h>
@@ -35,12 +36,10 @@ private:
 /// Writes the payload of the event of that number: the number, then bytes that count up.
 void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& arPayload)
 {
-    constexpr std::size_t bitsOfByte = 8;
     for (std::size_t index = 0; index < arPayload.size(); ++index)
     {
         arPayload[index] = static_cast<std::uint8_t>(
-            index < sizeof aNumber ? aNumber >> (bitsOfByte * (sizeof aNumber - 1 - index))
-                                   : aNumber + index);
+            index < sizeof aNumber ? aNumber >> (CHAR_BIT * (sizeof aNumber - 1 - index)) : aNumber + index);
     }
 }
 }  // namespace

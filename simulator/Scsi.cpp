@@ -1,12 +1,12 @@
 #include "simulator/Scsi.h"
 
+#include <climits>
 #include <cstddef>
 
 namespace qzsim
 {
 namespace
 {
-constexpr unsigned int bitsOfByte = 8;
 constexpr std::uint8_t flatSpaceMethod = 0x40;
 constexpr std::uint16_t highestPeripheralLun = 0xff;
 
@@ -14,7 +14,7 @@ constexpr std::size_t reportLunsHeaderSize = 8;
 
 std::uint8_t byteOf(std::size_t aNumber, unsigned int aIndex)
 {
-    return static_cast<std::uint8_t>(aNumber >> (aIndex * bitsOfByte));
+    return static_cast<std::uint8_t>(aNumber >> (aIndex * CHAR_BIT));
 }
 }  // namespace
 

@@ -16,14 +16,14 @@ namespace qzsim
 {
 namespace
 {
-[[noreturn]] void refuseFile(std::string const& aPath, std::string const& aReason)
+[[noreturn]] void refuseStrikes(std::string const& aPath, std::string const& aReason)
 {
     throw std::runtime_error(fmt::format("cannot count strikes in \"{}\": {}", aPath, aReason));
 }
 
-[[noreturn]] void refuseFile(std::string const& aPath)
+[[noreturn]] void refuseStrikes(std::string const& aPath)
 {
-    refuseFile(aPath, std::generic_category().message(errno));
+    refuseStrikes(aPath, std::generic_category().message(errno));
 }
 
 /// A file descriptor that is closed with its owner.
@@ -52,7 +52,7 @@ std::size_t sizeOf(int aFile, std::string const& aPath)
     struct stat status = {};
     if (::fstat(aFile, &status) != 0)
     {
-        refuseFile(aPath);
+        refuseStrikes(aPath);
     }
     return static_cast<std::size_t>(status.st_size);
 }
@@ -63,12 +63,12 @@ Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
     Descriptor const file(::open(aPath.c_str(), O_RDWR | O_CLOEXEC));
     if (file.number() < 0)
     {
-        refuseFile(aPath);
+        refuseStrikes(aPath);
     }
     std::size_t const size = aFaults * sizeof(StrikeCount);
     if (sizeOf(file.number(), aPath) != size)
     {
-        refuseFile(aPath, "it was made for another scenario");
+        refuseStrikes(aPath, "it was made for another scenario");
     }
     if (size == 0)  // of which there is no mapping
     {
@@ -77,7 +77,7 @@ Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
     void* const memory = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
     if (memory == MAP_FAILED)
     {
-        refuseFile(aPath);
+        refuseStrikes(aPath);
     }
     mCounts = {static_cast<StrikeCount*>(memory), [size](StrikeCount* aCounts) { ::munmap(aCounts, size); }};
 }
@@ -101,12 +101,12 @@ StrikesFile::StrikesFile(std::size_t aFaults)
     Descriptor const file(::mkostemp(mPath.data(), O_CLOEXEC));
     if (file.number() < 0)
     {
-        refuseFile(mPath);
+        refuseStrikes(mPath);
     }
     if (::ftruncate(file.number(), static_cast<off_t>(aFaults * sizeof(StrikeCount))) != 0)
     {
         ::unlink(mPath.c_str());
-        refuseFile(mPath);
+        refuseStrikes(mPath);
     }
 }
 

@@ -23,7 +23,7 @@ struct Description
 {
     std::string operator()(TomlValue::Table const&) const { return "a table"; }
     std::string operator()(TomlValue::Array const&) const { return "an array"; }
-    std::string operator()(TomlValue::Text const& aText) const { return quoted(aText); }
+    std::string operator()(TomlValue::Text const& aText) const { return qzsim::quoted(aText); }
     std::string operator()(TomlValue::Number aNumber) const { return std::to_string(aNumber); }
     std::string operator()(TomlValue::Other const& aOther) const { return aOther.mKind; }
 };

@@ -1,6 +1,7 @@
 #include "simulator/Wwn.h"
 
 #include <charconv>
+#include <climits>
 #include <cstddef>
 #include <iterator>
 
@@ -14,8 +15,6 @@ constexpr std::size_t lengthOfPair = 2;
 constexpr std::size_t distanceOfPairs = lengthOfPair + 1;
 constexpr std::size_t numberOfPairs = sizeof(HBA_WWN::wwn);
 constexpr std::size_t lengthOfText = numberOfPairs * distanceOfPairs - 1;
-constexpr int hexadecimal = 16;
-constexpr int bitsOfByte = 8;
 }  // namespace
 
 std::optional<HBA_WWN> wwnIn(std::string_view aText)
@@ -48,7 +47,7 @@ std::uint64_t numberOf(HBA_WWN const& aName)
     std::uint64_t number = 0;
     for (HBA_UINT8 const byte : aName.wwn)
     {
-        number = number << bitsOfByte | byte;
+        number = number << CHAR_BIT | byte;
     }
     return number;
 }

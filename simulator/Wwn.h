@@ -12,6 +12,9 @@
 
 namespace qzsim
 {
+/// The base in which bytes are written.
+constexpr int hexadecimal = 16;
+
 /// The name that is written as "20:00:00:00:c9:00:00:01", in letters of either case.
 std::optional<HBA_WWN> wwnIn(std::string_view aText);
 

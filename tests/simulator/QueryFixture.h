@@ -26,16 +26,17 @@ constexpr char const* fabric =
     "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nfc_id = 0x24\nluns = 1\n"
     "[[adapter]]\nname = \"b\"\n";
 
+/// What memory holds that the library has not written.
+constexpr unsigned char fill = 0xa5;
+
 class QueryFixture : public VendorLibraryFixture
 {
 protected:
-    static constexpr HBA_STATUS ok = HBA_STATUS_OK;
     static constexpr HBA_STATUS badHandle = HBA_STATUS_ERROR_INVALID_HANDLE;
     static constexpr HBA_STATUS badArgument = HBA_STATUS_ERROR_ARG;
     static constexpr HBA_STATUS badIndex = HBA_STATUS_ERROR_ILLEGAL_INDEX;
     static constexpr HBA_STATUS badName = HBA_STATUS_ERROR_ILLEGAL_WWN;
     static constexpr HBA_STATUS moreData = HBA_STATUS_ERROR_MORE_DATA;
-    static constexpr HBA_STATUS busy = HBA_STATUS_ERROR_BUSY;
 
     QueryFixture() { loadWith(""); }
 

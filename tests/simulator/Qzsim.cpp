@@ -4,16 +4,17 @@
 
 std::string shipped(std::string const& aScenario) { return std::string(QZSIM_SCENARIOS "/") + aScenario; }
 
-ProcessResult qzsim(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment)
+ProcessResult runQzsim(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment)
 {
     aArguments.insert(aArguments.begin(), QZSIM);
     return runProcess(aArguments, aEnvironment);
 }
 
-ProcessResult qzsimOnTwoAdapters(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment)
+ProcessResult runQzsimOnTwoAdapters(Arguments aArguments,
+                                    std::map<std::string, std::string> const& aEnvironment)
 {
     aArguments.insert(aArguments.begin(), {"--scenario", shipped("two-adapters.toml")});
-    return qzsim(aArguments, aEnvironment);
+    return runQzsim(aArguments, aEnvironment);
 }
 
 void expectMisuse(ProcessResult const& aResult, std::string const& aComplaint)

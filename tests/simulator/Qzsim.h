@@ -15,11 +15,11 @@ constexpr int misused = 2;
 /// The path of a scenario that comes with the simulator.
 std::string shipped(std::string const& aScenario);
 
-ProcessResult qzsim(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment = {});
+ProcessResult runQzsim(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment = {});
 
 /// Runs it on the scenario with two adapters.
-ProcessResult qzsimOnTwoAdapters(Arguments aArguments,
-                                 std::map<std::string, std::string> const& aEnvironment = {});
+ProcessResult runQzsimOnTwoAdapters(Arguments aArguments,
+                                    std::map<std::string, std::string> const& aEnvironment = {});
 
 /// Expects that qzsim itself complained with just these words, and nothing ran.
 void expectMisuse(ProcessResult const& aResult, std::string const& aComplaint);

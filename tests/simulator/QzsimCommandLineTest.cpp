@@ -23,13 +23,13 @@ TEST(QzsimCommandLine, ChecksTheScenarioBeforeItRunsTheProgram)
 {
     ScratchFolder const folder;
     std::string const scenario = folder.write("bad.toml", "[[adapter]]\nname = 7\n");
-    expectMisuse(qzsim({"--scenario", scenario, "echo", "it ran"}),
+    expectMisuse(runQzsim({"--scenario", scenario, "echo", "it ran"}),
                  scenario + ":2:8: expected a name of 1 to 255 bytes without control characters, found 7");
 }
 
 TEST(QzsimCommandLine, CheckPrintsWhatIsInTheScenario)
 {
-    ProcessResult const result = qzsim({"--check", "--scenario", shipped("failing-name.toml")});
+    ProcessResult const result = runQzsim({"--check", "--scenario", shipped("failing-name.toml")});
     EXPECT_EQ(result.mExitStatus, 0);
     EXPECT_EQ(result.mOutput,
               "2 adapters, 1 fault\nadapter: \"example-fc-0\" with 0 ports, 0 remote ports, 0 LUNs\n"
@@ -39,42 +39,42 @@ TEST(QzsimCommandLine, CheckPrintsWhatIsInTheScenario)
 
 TEST(QzsimCommandLine, CheckReportsABadScenario)
 {
-    expectMisuse(qzsim({"--check", "--scenario", "/nowhere/none.toml"}),
+    expectMisuse(runQzsim({"--check", "--scenario", "/nowhere/none.toml"}),
                  "/nowhere/none.toml: cannot be read: No such file or directory");
 }
 
 TEST(QzsimCommandLine, CheckRunsNoProgram)
 {
-    expectMisuse(qzsimOnTwoAdapters({"--check", "echo"}),
+    expectMisuse(runQzsimOnTwoAdapters({"--check", "echo"}),
                  "--check: runs no program, but \"echo\" is given; see qzsim --help");
 }
 
 TEST(QzsimCommandLine, CheckHasNothingToVerify)
 {
-    expectMisuse(qzsimOnTwoAdapters({"--check", "--verify"}),
+    expectMisuse(runQzsimOnTwoAdapters({"--check", "--verify"}),
                  "--verify: needs a program to run, and --check runs none; see qzsim --help");
 }
 
 TEST(QzsimCommandLine, NeedsAScenario)
 {
-    expectMisuse(qzsim({"echo"}), "--scenario is required; see qzsim --help");
+    expectMisuse(runQzsim({"echo"}), "--scenario is required; see qzsim --help");
 }
 
 TEST(QzsimCommandLine, NeedsAProgram)
 {
-    expectMisuse(qzsimOnTwoAdapters({}), "PROGRAM is required; see qzsim --help");
-    expectMisuse(qzsimOnTwoAdapters({"--"}), "PROGRAM is required; see qzsim --help");
+    expectMisuse(runQzsimOnTwoAdapters({}), "PROGRAM is required; see qzsim --help");
+    expectMisuse(runQzsimOnTwoAdapters({"--"}), "PROGRAM is required; see qzsim --help");
 }
 
 TEST(QzsimCommandLine, RefusesAnOptionThatItDoesNotHave)
 {
-    expectMisuse(qzsimOnTwoAdapters({"--verbose", "echo"}),
+    expectMisuse(runQzsimOnTwoAdapters({"--verbose", "echo"}),
                  "The following argument was not expected: --verbose; see qzsim --help");
 }
 
 TEST(QzsimCommandLine, RefusesAnEmptyPath)
 {
-    expectMisuse(qzsim({"--scenario", "", "echo"}), "--scenario: a path is expected; see qzsim --help");
+    expectMisuse(runQzsim({"--scenario", "", "echo"}), "--scenario: a path is expected; see qzsim --help");
 }
 
 TEST(QzsimCommandLine, RefusesALibraryThatCannotBePreloadedForItsPath)
@@ -85,7 +85,7 @@ TEST(QzsimCommandLine, RefusesALibraryThatCannotBePreloadedForItsPath)
         fs::path const library = folder.path() / name;
         fs::copy_file(QZSIM_LIBRARY, library);
         expectMisuse(
-            qzsimOnTwoAdapters({"--library", library, "echo"}),
+            runQzsimOnTwoAdapters({"--library", library, "echo"}),
             "the library \"" + library.string() +
                 "\" cannot be preloaded: its path must not contain white space, colons or dollar signs");
     }
@@ -93,7 +93,7 @@ TEST(QzsimCommandLine, RefusesALibraryThatCannotBePreloadedForItsPath)
 
 TEST(QzsimCommandLine, RefusesALibraryWhosePathIsTooLong)
 {
-    ProcessResult const result = qzsimOnTwoAdapters({"--library", '/' + std::string(255, 'x'), "echo"});
+    ProcessResult const result = runQzsimOnTwoAdapters({"--library", '/' + std::string(255, 'x'), "echo"});
     EXPECT_EQ(result.mExitStatus, misused);
     EXPECT_THAT(result.mErrors,
                 EndsWith("cannot be preloaded: its path must not be longer than 255 bytes\n"));
@@ -101,14 +101,14 @@ TEST(QzsimCommandLine, RefusesALibraryWhosePathIsTooLong)
 
 TEST(QzsimCommandLine, RefusesALibraryThatDoesNotExist)
 {
-    ProcessResult const result = qzsimOnTwoAdapters({"--library", "/nowhere/none.so", "echo"});
+    ProcessResult const result = runQzsimOnTwoAdapters({"--library", "/nowhere/none.so", "echo"});
     EXPECT_EQ(result.mExitStatus, misused);
     EXPECT_THAT(result.mErrors, StartsWith("qzsim: the library \"/nowhere/none.so\" cannot be preloaded: "));
 }
 
 TEST(QzsimCommandLine, RefusesALibraryThatIsNoVendorLibrary)
 {
-    expectMisuse(qzsimOnTwoAdapters({"--library", FOREIGN_LIBRARY, "echo"}),
+    expectMisuse(runQzsimOnTwoAdapters({"--library", FOREIGN_LIBRARY, "echo"}),
                  "the library \"" FOREIGN_LIBRARY "\" cannot be preloaded: it has no HBA_RegisterLibrary");
 }
 
@@ -128,7 +128,7 @@ TEST(QzsimCommandLine, TellsWhereItLookedForTheLibrary)
 
 TEST(QzsimCommandLine, HelpTeachesWithAnExample)
 {
-    ProcessResult const result = qzsim({"--help"});
+    ProcessResult const result = runQzsim({"--help"});
     EXPECT_EQ(result.mExitStatus, 0);
     EXPECT_EQ(result.mErrors, "");
     EXPECT_THAT(result.mOutput,
@@ -138,11 +138,11 @@ TEST(QzsimCommandLine, HelpTeachesWithAnExample)
 
 TEST(QzsimCommandLine, TheExampleOfTheHelpIsAGoodScenario)
 {
-    std::string const help = qzsim({"--help"}).mOutput;
+    std::string const help = runQzsim({"--help"}).mOutput;
     std::size_t const start = help.find("[[adapter]]");
     std::string const example = help.substr(start, help.find("  $ qzsim --check") - start);
     ScratchFolder const folder;
-    EXPECT_EQ(qzsim({"--check", "--scenario", folder.write("two.toml", example)}).mOutput,
+    EXPECT_EQ(runQzsim({"--check", "--scenario", folder.write("two.toml", example)}).mOutput,
               "2 adapters, 1 fault\nadapter: \"example-fc-0\" with 1 port, 1 remote port, 8 LUNs\n"
               "adapter: \"example-fc-1\" with 0 ports, 0 remote ports, 0 LUNs\n"
               "fault: call 2 of HBA_OpenAdapter answers HBA_STATUS_ERROR_BUSY\n");
@@ -150,7 +150,7 @@ TEST(QzsimCommandLine, TheExampleOfTheHelpIsAGoodScenario)
 
 TEST(QzsimCommandLine, TellsItsVersion)
 {
-    ProcessResult const result = qzsim({"--version"});
+    ProcessResult const result = runQzsim({"--version"});
     EXPECT_EQ(result.mExitStatus, 0);
     EXPECT_THAT(result.mOutput, ContainsRegex("^qzsim [0-9]+\\.[0-9]+\\.[0-9]+\n$"));
 }

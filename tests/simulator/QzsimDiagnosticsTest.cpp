@@ -17,14 +17,14 @@ namespace fs = std::filesystem;
 
 namespace
 {
-constexpr char const* probe = VQM_PROBE;
+constexpr char const* vqmProbe = VQM_PROBE;
 constexpr char const* vendorsPath = "open=/usr/lib/libvqm.so";
 std::string const opened = "open /usr/lib/libvqm.so: there\n";
 
 ProcessResult qzsimOnEvents(Arguments aArguments)
 {
     aArguments.insert(aArguments.begin(), {"--scenario", shipped("diagnostic-events.toml")});
-    return qzsim(aArguments);
+    return runQzsim(aArguments);
 }
 
 /// Runs the probe on a board with more events than it waits for.
@@ -38,10 +38,11 @@ std::string onBusyBoard(Arguments aSteps, int aExitStatus = 0)
                      "second_wwn = \"10:00:00:00:00:00:00:01\"\n"
                      "[[diagnostics.event]]\nboard = 0\ncategory = 3\nsubcategory = 7\n"
                      "rate = 100000\ncount = 4294967295\n");
-    aSteps.insert(aSteps.begin(), {"--scenario", scenario, probe, vendorsPath});
+    aSteps.insert(aSteps.begin(), {"--scenario", scenario, vqmProbe, vendorsPath});
     // The leak check finds what threads hold that a new process does not have, and it hangs when the process is
     // ended by another thread than the first.
-    ProcessResult const result = qzsim(aSteps, {{"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"}});
+    ProcessResult const result =
+        runQzsim(aSteps, {{"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"}});
     EXPECT_EQ(result.mExitStatus, aExitStatus) << result.mErrors;
     return std::regex_replace(result.mOutput, std::regex("[0-9]+ of plain [^\n]*"), "(events)");
 }
@@ -49,7 +50,7 @@ std::string onBusyBoard(Arguments aSteps, int aExitStatus = 0)
 TEST(QzsimDiagnostics, ShowsTheBoardsToAProgramThatKnowsNothingOfIt)
 {
     ProcessResult const result =
-        qzsimOnEvents({probe, vendorsPath, "version", "init", "driver=1", "link=1", "quazor=1", "free"});
+        qzsimOnEvents({vqmProbe, vendorsPath, "version", "init", "driver=1", "link=1", "quazor=1", "free"});
     EXPECT_EQ(result.mOutput,
               "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"4.0.12\"\n"
               "driver 1: 0 version 4 features 0x100\n"
@@ -61,7 +62,7 @@ TEST(QzsimDiagnostics, ShowsTheBoardsToAProgramThatKnowsNothingOfIt)
 
 TEST(QzsimDiagnostics, HasNoBoardsInAScenarioThatTellsOfNone)
 {
-    EXPECT_EQ(qzsimOnTwoAdapters({probe, vendorsPath, "init", "free"}).mOutput,
+    EXPECT_EQ(runQzsimOnTwoAdapters({vqmProbe, vendorsPath, "init", "free"}).mOutput,
               "open /usr/lib/libvqm.so: there\ninit: 0, driver \"\"\nfree\n");
 }
 
@@ -70,8 +71,8 @@ TEST(QzsimDiagnostics, LeavesOtherPathsToTheProgramItself)
     for (std::string const path :
          {"/usr/lib/libvqm.so.1", "/lib/libvqm.so", "libvqm.so", "/nowhere/libvqm.so"})
     {
-        EXPECT_EQ(qzsimOnEvents({probe, "open=" + path}).mOutput,
-                  runProcess({probe, "open=" + path}).mOutput);
+        EXPECT_EQ(qzsimOnEvents({vqmProbe, "open=" + path}).mOutput,
+                  runProcess({vqmProbe, "open=" + path}).mOutput);
     }
 }
 
@@ -80,15 +81,16 @@ TEST(QzsimDiagnostics, CountsTheStrikesOfItsFaults)
     ScratchFolder const folder;
     std::string const scenario =
         folder.write("scenario.toml", "[[fault]]\ncall = \"VQM_InitDiagEnv\"\nnth = \"1-2\"\nresult = 5\n");
-    EXPECT_EQ(qzsim({"--verify", "--scenario", scenario, probe, vendorsPath, "init", "init"}).mErrors, "");
-    EXPECT_THAT(qzsim({"--verify", "--scenario", scenario, probe, vendorsPath, "init"}).mErrors,
+    EXPECT_EQ(runQzsim({"--verify", "--scenario", scenario, vqmProbe, vendorsPath, "init", "init"}).mErrors,
+              "");
+    EXPECT_THAT(runQzsim({"--verify", "--scenario", scenario, vqmProbe, vendorsPath, "init"}).mErrors,
                 HasSubstr(":1:1: the fault struck 1 of 2 times: calls 1 to 2 of VQM_InitDiagEnv answer 5\n"));
 }
 
 TEST(QzsimDiagnostics, LibraryMayBeCalledWhenItHasEnded)
 {
     ProcessResult const result =
-        qzsimOnEvents({probe, vendorsPath, "lastly", "init", "plain=0", "events=10"});
+        qzsimOnEvents({vqmProbe, vendorsPath, "lastly", "init", "plain=0", "events=10"});
     EXPECT_THAT(result.mOutput, EndsWith("lastly: link 1, free\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
@@ -123,7 +125,7 @@ TEST(QzsimDiagnostics, LibraryWorksFromTheVariableAloneWhereItIsInstalledAsTheVe
     ScratchFolder const folder;
     fs::path const library = folder.path() / "libvqm.so";
     fs::copy_file(QZSIM_LIBRARY, library);
-    EXPECT_EQ(runProcess({probe, "open=" + library.string(), "init", "plain=1", "events=1", "free"},
+    EXPECT_EQ(runProcess({vqmProbe, "open=" + library.string(), "init", "plain=1", "events=1", "free"},
                          {{"QZSIM_SCENARIO", shipped("diagnostic-events.toml")}})
                   .mOutput,
               "open " + library.string() +

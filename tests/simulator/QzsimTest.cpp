@@ -17,14 +17,14 @@ namespace fs = std::filesystem;
 
 namespace
 {
-constexpr char const* probe = HBA_PROBE;
+constexpr char const* hbaProbe = HBA_PROBE;
 constexpr int notExecutable = 126;
 constexpr int notFound = 127;
 
 TEST(Qzsim, ShowsTheAdaptersToAProgramThatKnowsNothingOfIt)
 {
-    ProcessResult const result = qzsimOnTwoAdapters(
-        {probe, "load", "count", "name=0", "name=1", "open=example-fc-1", "refresh", "close", "free"});
+    ProcessResult const result = runQzsimOnTwoAdapters(
+        {hbaProbe, "load", "count", "name=0", "name=1", "open=example-fc-1", "refresh", "close", "free"});
     EXPECT_EQ(result.mOutput,
               "load: 0\ncount: 2\nname 0: 0 \"example-fc-0\"\nname 1: 0 \"example-fc-1\"\n"
               "open example-fc-1: 1\nfree: 0\n");
@@ -38,7 +38,7 @@ TEST(Qzsim, LetsALoadFailAndTheNextSucceed)
     std::string const scenario =
         folder.write("failing-load.toml",
                      "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\nstatus = \"HBA_STATUS_ERROR\"\n");
-    ProcessResult const result = qzsim({"--scenario", scenario, probe, "load", "free", "load", "free"});
+    ProcessResult const result = runQzsim({"--scenario", scenario, hbaProbe, "load", "free", "load", "free"});
     EXPECT_EQ(result.mOutput, "load: 1\nfree: 0\nload: 0\nfree: 0\n");
 }
 
@@ -48,15 +48,15 @@ TEST(Qzsim, CountsCallsOverAllLoadsOfTheProgram)
     std::string const scenario =
         folder.write("second-load.toml",
                      "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 2\nstatus = \"HBA_STATUS_ERROR\"\n");
-    ProcessResult const result = qzsim({"--scenario", scenario, probe, "load", "free", "load", "free"});
+    ProcessResult const result = runQzsim({"--scenario", scenario, hbaProbe, "load", "free", "load", "free"});
     EXPECT_EQ(result.mOutput, "load: 0\nfree: 0\nload: 1\nfree: 0\n");
 }
 
 TEST(Qzsim, CallsWithoutEntryPointAreNotSupported)
 {
-    EXPECT_EQ(
-        qzsimOnTwoAdapters({probe, "load", "count", "open=example-fc-0", "statistics=0", "free"}).mOutput,
-        "load: 0\ncount: 2\nopen example-fc-0: 1\nstatistics 0: 2\nfree: 0\n");
+    EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "load", "count", "open=example-fc-0", "statistics=0", "free"})
+                  .mOutput,
+              "load: 0\ncount: 2\nopen example-fc-0: 1\nstatistics 0: 2\nfree: 0\n");
 }
 
 TEST(Qzsim, TakesAScenarioFromAFolderWithBlanks)
@@ -64,39 +64,41 @@ TEST(Qzsim, TakesAScenarioFromAFolderWithBlanks)
     ScratchFolder const folder;
     std::string const scenario =
         folder.write("my scenarios/one adapter.toml", "[[adapter]]\nname = \"a b\"\n");
-    EXPECT_EQ(qzsim({"--scenario", scenario, probe, "load", "count", "name=0", "free"}).mOutput,
+    EXPECT_EQ(runQzsim({"--scenario", scenario, hbaProbe, "load", "count", "name=0", "free"}).mOutput,
               "load: 0\ncount: 1\nname 0: 0 \"a b\"\nfree: 0\n");
 }
 
 TEST(Qzsim, LeavesTheConfigurationFileToTheProgramItself)
 {
-    Arguments const command = {probe, "file=/etc/hba.conf", "file64=/etc/hba.conf",
+    Arguments const command = {hbaProbe, "file=/etc/hba.conf", "file64=/etc/hba.conf",
                                "fileFromLibrary=/etc/hba.conf"};
     ProcessResult const expected = runProcess(command);
     EXPECT_EQ(expected.mExitStatus, 0) << expected.mErrors;
-    EXPECT_EQ(qzsimOnTwoAdapters(command).mOutput, expected.mOutput);
+    EXPECT_EQ(runQzsimOnTwoAdapters(command).mOutput, expected.mOutput);
 }
 
 TEST(Qzsim, LeavesOtherFilesAlone)
 {
     ScratchFolder const folder;
     std::string const file = folder.write("hba.conf", "a file of its own\n");
-    EXPECT_EQ(qzsimOnTwoAdapters({probe, "file=" + file, "file64=" + file, "file=" + file + ".none"}).mOutput,
-              "file: a file of its own\nfile: a file of its own\nfile: absent\n");
+    EXPECT_EQ(
+        runQzsimOnTwoAdapters({hbaProbe, "file=" + file, "file64=" + file, "file=" + file + ".none"}).mOutput,
+        "file: a file of its own\nfile: a file of its own\nfile: absent\n");
 }
 
 TEST(Qzsim, PreloadedWithoutAScenarioChangesNothing)
 {
-    Arguments const command = {probe, "load", "free"};
+    Arguments const command = {hbaProbe, "load", "free"};
     ProcessResult const result = runProcess(command, {{"LD_PRELOAD", QZSIM_LIBRARY}});
     EXPECT_EQ(result.mOutput, runProcess(command).mOutput);
 }
 
-TEST(Qzsim, PassesOnTheExitStatus) { EXPECT_EQ(qzsimOnTwoAdapters({probe, "exit=3"}).mExitStatus, 3); }
+TEST(Qzsim, PassesOnTheExitStatus) { EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "exit=3"}).mExitStatus, 3); }
 
 TEST(Qzsim, PassesOnTheSignalThatEndedTheProgram)
 {
-    EXPECT_EQ(qzsimOnTwoAdapters({probe, "raise=" + std::to_string(SIGTERM)}).mExitStatus, 128 + SIGTERM);
+    EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "raise=" + std::to_string(SIGTERM)}).mExitStatus,
+              128 + SIGTERM);
 }
 
 TEST(Qzsim, PassesOnStandardInput)
@@ -111,31 +113,32 @@ TEST(Qzsim, LeavesTheProgramItsOptions)
     Arguments const options = {"--scenario", "x", "--check", "--help", "--", "-v", "--library=y"};
     Arguments command = {"printf", "<%s>"};
     command.insert(command.end(), options.begin(), options.end());
-    EXPECT_EQ(qzsimOnTwoAdapters(command).mOutput, "<--scenario><x><--check><--help><--><-v><--library=y>");
+    EXPECT_EQ(runQzsimOnTwoAdapters(command).mOutput,
+              "<--scenario><x><--check><--help><--><-v><--library=y>");
 }
 
 TEST(Qzsim, TakesTwoDashesBeforeTheProgram)
 {
-    EXPECT_EQ(qzsimOnTwoAdapters({"--", "printf", "%s", "--"}).mOutput, "--");
+    EXPECT_EQ(runQzsimOnTwoAdapters({"--", "printf", "%s", "--"}).mOutput, "--");
 }
 
 TEST(Qzsim, StandsBeforeWhatIsPreloadedAlready)
 {
     std::string const other = "libm.so.6";
-    EXPECT_EQ(qzsimOnTwoAdapters({probe, "variable=LD_PRELOAD"}, {{"LD_PRELOAD", other}}).mOutput,
+    EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "variable=LD_PRELOAD"}, {{"LD_PRELOAD", other}}).mOutput,
               std::string("LD_PRELOAD=" QZSIM_LIBRARY ":") + other + '\n');
 }
 
 TEST(Qzsim, StandsAloneWhenNothingIsPreloaded)
 {
-    EXPECT_EQ(qzsimOnTwoAdapters({probe, "variable=LD_PRELOAD"}, {{"LD_PRELOAD", ""}}).mOutput,
+    EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "variable=LD_PRELOAD"}, {{"LD_PRELOAD", ""}}).mOutput,
               "LD_PRELOAD=" QZSIM_LIBRARY "\n");
 }
 
 TEST(Qzsim, HandsOnAnAbsolutePathOfTheScenario)
 {
     std::string const relative = fs::relative(shipped("two-adapters.toml"));
-    ProcessResult const result = qzsim({"--scenario", relative, probe, "variable=QZSIM_SCENARIO"});
+    ProcessResult const result = runQzsim({"--scenario", relative, hbaProbe, "variable=QZSIM_SCENARIO"});
     EXPECT_THAT(result.mOutput, StartsWith("QZSIM_SCENARIO=/"));
     EXPECT_THAT(result.mOutput, EndsWith("/two-adapters.toml\n"));
 }
@@ -145,21 +148,21 @@ TEST(Qzsim, TakesTheLibraryThatTheUserNames)
     ScratchFolder const folder;
     fs::path const library = folder.path() / "other.so";
     fs::copy_file(QZSIM_LIBRARY, library);
-    EXPECT_EQ(
-        qzsimOnTwoAdapters({"--library", library, probe, "load", "variable=LD_PRELOAD", "free"}).mOutput,
-        "load: 0\nLD_PRELOAD=" + library.string() + "\nfree: 0\n");
+    EXPECT_EQ(runQzsimOnTwoAdapters({"--library", library, hbaProbe, "load", "variable=LD_PRELOAD", "free"})
+                  .mOutput,
+              "load: 0\nLD_PRELOAD=" + library.string() + "\nfree: 0\n");
 }
 
 TEST(Qzsim, ReportsAProgramThatDoesNotExist)
 {
-    ProcessResult const result = qzsimOnTwoAdapters({"no-such-program"});
+    ProcessResult const result = runQzsimOnTwoAdapters({"no-such-program"});
     EXPECT_EQ(result.mExitStatus, notFound);
     EXPECT_EQ(result.mErrors, "qzsim: cannot run \"no-such-program\": No such file or directory\n");
 }
 
 TEST(Qzsim, ReportsAProgramThatCannotBeExecuted)
 {
-    ProcessResult const result = qzsimOnTwoAdapters({shipped("two-adapters.toml")});
+    ProcessResult const result = runQzsimOnTwoAdapters({shipped("two-adapters.toml")});
     EXPECT_EQ(result.mExitStatus, notExecutable);
     EXPECT_EQ(result.mErrors,
               "qzsim: cannot run \"" + shipped("two-adapters.toml") + "\": Permission denied\n");

@@ -31,7 +31,7 @@ protected:
     {
         aCommand.insert(aCommand.begin(), {"--verify", "--scenario", mScenario, "--"});
         // The counts are kept in the folder for temporary files.
-        return qzsim(aCommand, {{"TMPDIR", mTemporary.path()}});
+        return runQzsim(aCommand, {{"TMPDIR", mTemporary.path()}});
     }
 
     void writeScenario(std::string const& aNth)

@@ -5,16 +5,13 @@
 #include <gtest/gtest.h>
 
 #include "tests/simulator/ScenarioErrors.h"
+#include "tests/simulator/Scenarios.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace
 {
-constexpr char const* oneBoard =
-    "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-    "second_wwn = \"10:00:00:00:00:00:00:01\"\n";
-
 std::string const expectedFeatures =
     "expected a number from 0 to 0x7fffffffffffffff, or a text of up to 16 digits such as "
     "\"0x8000000000000100\", found ";
@@ -32,7 +29,7 @@ std::string errorOfEvent(std::string const& aLines)
 }
 
 /// What is said of a fault with the lines, the first of which is line 5 of the file.
-std::string errorOfFault(std::string const& aLines)
+std::string errorOfDiagnosticFault(std::string const& aLines)
 {
     return errorOf(oneBoard + ("[[fault]]\n" + aLines + '\n'));
 }
@@ -198,15 +195,15 @@ TEST(ScenarioDiagnosticsError, RefusesTimesThatAreNone)
 
 TEST(ScenarioDiagnosticsError, TellsWhichFaultHasNoResult)
 {
-    EXPECT_EQ(errorOfFault("call = \"VQM_GetLinkInfo\"\nnth = 1"),
+    EXPECT_EQ(errorOfDiagnosticFault("call = \"VQM_GetLinkInfo\"\nnth = 1"),
               "bad.toml:4:1: expected the key \"result\" in this [[fault]], found none");
 }
 
 TEST(ScenarioDiagnosticsError, RefusesAResultThatIsNone)
 {
-    EXPECT_EQ(errorOfFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = \"QZ_OK\""),
+    EXPECT_EQ(errorOfDiagnosticFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = \"QZ_OK\""),
               "bad.toml:7:10: expected a number from 0 to 4294967295, found \"QZ_OK\"");
-    EXPECT_EQ(errorOfFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = 4294967296"),
+    EXPECT_EQ(errorOfDiagnosticFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = 4294967296"),
               "bad.toml:7:10: expected a number from 0 to 4294967295, found 4294967296");
 }
 
@@ -214,10 +211,11 @@ TEST(ScenarioDiagnosticsError, RefusesKeysOfTheHbaApiForACallOfTheDiagnosticLibr
 {
     for (std::string const key : {"adapter", "port_wwn", "status"})
     {
-        EXPECT_EQ(errorOfFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = 1\n" + key + " = \"x\""),
-                  "bad.toml:8:" + std::to_string(key.size() + 4) + ": expected no key \"" + key +
-                      "\" for VQM_GetLinkInfo, which is a call of the diagnostic library and takes \"board\" "
-                      "and \"result\", found \"x\"");
+        EXPECT_EQ(
+            errorOfDiagnosticFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = 1\n" + key + " = \"x\""),
+            "bad.toml:8:" + std::to_string(key.size() + 4) + ": expected no key \"" + key +
+                "\" for VQM_GetLinkInfo, which is a call of the diagnostic library and takes \"board\" "
+                "and \"result\", found \"x\"");
     }
 }
 
@@ -225,7 +223,7 @@ TEST(ScenarioDiagnosticsError, RefusesKeysOfTheDiagnosticLibraryForACallOfTheHba
 {
     for (std::string const key : {"board", "result"})
     {
-        EXPECT_EQ(errorOfFault("call = \"HBA_LoadLibrary\"\nnth = 1\nstatus = 1\n" + key + " = 0"),
+        EXPECT_EQ(errorOfDiagnosticFault("call = \"HBA_LoadLibrary\"\nnth = 1\nstatus = 1\n" + key + " = 0"),
                   "bad.toml:8:" + std::to_string(key.size() + 4) + ": expected no key \"" + key +
                       "\" for HBA_LoadLibrary, which is a call of the HBA API and takes \"adapter\", "
                       "\"port_wwn\" and \"status\", found 0");
@@ -234,7 +232,7 @@ TEST(ScenarioDiagnosticsError, RefusesKeysOfTheDiagnosticLibraryForACallOfTheHba
 
 TEST(ScenarioDiagnosticsError, RefusesABoardForACallThatConcernsNone)
 {
-    EXPECT_EQ(errorOfFault("call = \"VQM_InitDiagEnv\"\nnth = 1\nresult = 1\nboard = 0"),
+    EXPECT_EQ(errorOfDiagnosticFault("call = \"VQM_InitDiagEnv\"\nnth = 1\nresult = 1\nboard = 0"),
               "bad.toml:8:9: expected no key \"board\" for VQM_InitDiagEnv, which concerns no single board, "
               "found 0");
 }
@@ -243,7 +241,7 @@ TEST(ScenarioDiagnosticsError, RefusesAFaultOfABoardThatTheScenarioLacks)
 {
     for (std::string const board : {"1", "-1", "\"0\""})
     {
-        EXPECT_EQ(errorOfFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = 1\nboard = " + board),
+        EXPECT_EQ(errorOfDiagnosticFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = 1\nboard = " + board),
                   "bad.toml:8:9: expected the number of a board of this scenario, found " + board);
     }
 }

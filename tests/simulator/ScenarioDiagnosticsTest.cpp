@@ -8,9 +8,8 @@
 
 #include "simulator/Diagnostics.h"
 #include "simulator/Scenario.h"
-#include "simulator/ScenarioReader.h"
 #include "simulator/Wwn.h"
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/simulator/Scenarios.h"
 
 using qzsim::Diagnostics;
 using qzsim::EventSeries;
@@ -25,16 +24,6 @@ using testing::SizeIs;
 
 namespace
 {
-constexpr char const* oneBoard =
-    "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-    "second_wwn = \"10:00:00:00:00:00:00:01\"\n";
-
-Scenario scenarioOf(std::string const& aText)
-{
-    ScratchFolder const folder;
-    return qzsim::readScenario(folder.write("scenario.toml", aText));
-}
-
 /// Of a scenario of one board and one event source, with these lines in the source.
 EventSeries seriesWith(std::string const& aLines)
 {

@@ -4,13 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "tests/simulator/ScenarioErrors.h"
+#include "tests/simulator/Scenarios.h"
 
 namespace
 {
 constexpr char const* expectedWwn = "expected a World Wide Name such as \"20:00:00:00:c9:00:00:01\", found ";
-
-std::string const port = "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n";
-std::string const remotePort = "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n";
 
 /// What is said of an adapter with these lines, the first of which is line 3 of the file.
 std::string errorOfAdapter(std::string const& aLines)
@@ -19,10 +17,10 @@ std::string errorOfAdapter(std::string const& aLines)
 }
 
 /// The first line is line 5.
-std::string errorOfPort(std::string const& aLines) { return errorOfAdapter(port + aLines); }
+std::string errorOfPort(std::string const& aLines) { return errorOfAdapter(onePort + aLines); }
 
 /// The first line is line 7.
-std::string errorOfRemotePort(std::string const& aLines) { return errorOfPort(remotePort + aLines); }
+std::string errorOfRemotePort(std::string const& aLines) { return errorOfPort(oneRemotePort + aLines); }
 
 TEST(ScenarioPortError, RefusesATextThatItsFieldHasNoRoomFor)
 {
@@ -60,7 +58,7 @@ TEST(ScenarioPortError, RefusesASinglePortWhereThereAreMany)
 
 TEST(ScenarioPortError, TellsWhichPortHasNoName)
 {
-    EXPECT_EQ(errorOfAdapter(port + "[[adapter.port]]\nfc_id = 1\n"),
+    EXPECT_EQ(errorOfAdapter(std::string(onePort) + "[[adapter.port]]\nfc_id = 1\n"),
               "bad.toml:5:1: expected the key \"port_wwn\" in this [[adapter.port]], found none");
 }
 
@@ -122,21 +120,21 @@ TEST(ScenarioPortError, RefusesAnFc4TypeOfMoreThanEightBits)
 
 TEST(ScenarioPortError, RefusesASecondPortOfTheSameNameInTheSameAdapter)
 {
-    EXPECT_EQ(errorOfAdapter(port + port),
+    EXPECT_EQ(errorOfAdapter(std::string(onePort) + onePort),
               "bad.toml:6:12: expected a port_wwn that no other port of an adapter has, found "
               "\"10:00:00:00:00:00:00:01\"");
 }
 
 TEST(ScenarioPortError, RefusesASecondPortOfTheSameNameInAnotherAdapter)
 {
-    EXPECT_EQ(errorOfPort("[[adapter]]\nname = \"b\"\n" + port),
+    EXPECT_EQ(errorOfPort("[[adapter]]\nname = \"b\"\n" + std::string(onePort)),
               "bad.toml:8:12: expected a port_wwn that no other port of an adapter has, found "
               "\"10:00:00:00:00:00:00:01\"");
 }
 
 TEST(ScenarioPortError, RefusesASecondRemotePortOfTheSameName)
 {
-    EXPECT_EQ(errorOfRemotePort(remotePort),
+    EXPECT_EQ(errorOfRemotePort(oneRemotePort),
               "bad.toml:8:12: expected a port_wwn that no other remote port of this port has, found "
               "\"50:00:00:00:00:00:00:01\"");
 }

@@ -10,6 +10,7 @@
 #include "simulator/Scenario.h"
 #include "simulator/ScenarioReader.h"
 #include "simulator/Wwn.h"
+#include "tests/simulator/Scenarios.h"
 #include "tests/simulator/ScratchFolder.h"
 
 using qzsim::Adapter;
@@ -29,20 +30,14 @@ constexpr char const* noName = "00:00:00:00:00:00:00:00";
 
 Adapter adapterWith(std::string const& aLines)
 {
-    ScratchFolder const folder;
-    return qzsim::readScenario(folder.write("scenario.toml", "[[adapter]]\nname = \"a\"\n" + aLines))
-        .mAdapters.at(0);
+    return scenarioOf("[[adapter]]\nname = \"a\"\n" + aLines).mAdapters.at(0);
 }
 
-Port portWith(std::string const& aLines)
-{
-    return adapterWith("[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n" + aLines).mPorts.at(0);
-}
+Port portWith(std::string const& aLines) { return adapterWith(onePort + aLines).mPorts.at(0); }
 
 RemotePort remotePortWith(std::string const& aLines)
 {
-    return portWith("[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n" + aLines)
-        .mRemotePorts.at(0);
+    return portWith(oneRemotePort + aLines).mRemotePorts.at(0);
 }
 
 /// The FC-4 types whose bits are set: type 8 is bit 0 of byte 2.
@@ -220,10 +215,9 @@ TEST(ScenarioRemotePort, IsCountedByThePortThatSeesIt)
 
 TEST(ScenarioRemotePort, MayBeSeenByTwoPorts)
 {
-    std::string const remotePort = "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n";
     Adapter const adapter =
-        adapterWith("[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n" + remotePort +
-                    "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n" + remotePort);
+        adapterWith(std::string(onePort) + oneRemotePort +
+                    "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n" + oneRemotePort);
     EXPECT_THAT(adapter.mPorts.at(1).mRemotePorts, SizeIs(1));
 }
 

@@ -7,6 +7,7 @@
 #include "simulator/Scenario.h"
 #include "simulator/ScenarioReader.h"
 #include "simulator/Statuses.h"
+#include "tests/simulator/Scenarios.h"
 #include "tests/simulator/ScratchFolder.h"
 
 using qzsim::Adapter;
@@ -21,12 +22,6 @@ using testing::SizeIs;
 
 namespace
 {
-Scenario scenarioOf(std::string const& aText)
-{
-    ScratchFolder const folder;
-    return qzsim::readScenario(folder.write("scenario.toml", aText));
-}
-
 /// A scenario of one adapter and one fault, with these lines in the fault.
 Fault faultWith(std::string const& aLines)
 {

@@ -11,7 +11,7 @@ std::string outputOf(std::string const& aScenario, Arguments aCommand, Arguments
 {
     aCommand.insert(aCommand.begin(), {"--verify", "--scenario", shipped(aScenario)});
     aCommand.insert(aCommand.end(), aSteps.begin(), aSteps.end());
-    ProcessResult const result = qzsim(aCommand);
+    ProcessResult const result = runQzsim(aCommand);
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
     return result.mOutput;

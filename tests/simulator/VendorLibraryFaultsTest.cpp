@@ -9,9 +9,6 @@
 
 namespace
 {
-constexpr HBA_STATUS ok = HBA_STATUS_OK;
-constexpr HBA_STATUS busy = HBA_STATUS_ERROR_BUSY;
-
 class VendorLibraryFaults : public VendorLibraryFixture
 {
 };

@@ -28,6 +28,9 @@ struct AdapterName
 class VendorLibraryFixture : public testing::Test
 {
 protected:
+    static constexpr HBA_STATUS ok = HBA_STATUS_OK;
+    static constexpr HBA_STATUS busy = HBA_STATUS_ERROR_BUSY;
+
     VendorLibraryFixture() : mLibrary(::dlopen(QZSIM_LIBRARY, RTLD_LAZY))
     {
         if (mLibrary == nullptr)

@@ -19,7 +19,6 @@ using testing::ElementsAre;
 
 namespace
 {
-constexpr unsigned char fill = 0xa5;
 
 /// A caller's block with room for so many entries and not a byte more.
 class Block

@@ -12,7 +12,6 @@ using qzsim::textOf;
 
 namespace
 {
-constexpr int fill = 0xa5;
 
 class VendorLibraryPorts : public QueryFixture
 {

@@ -18,7 +18,6 @@ namespace
 {
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::uint8_t fill = 0xa5;
 constexpr char const* target = "50:00:00:00:00:00:00:01";
 constexpr char const* otherTarget = "50:00:00:00:00:00:00:02";
 constexpr HBA_STATUS checkCondition = HBA_STATUS_SCSI_CHECK_CONDITION;

@@ -18,7 +18,6 @@ using testing::SizeIs;
 
 namespace
 {
-constexpr HBA_STATUS ok = HBA_STATUS_OK;
 constexpr HBA_STATUS failed = HBA_STATUS_ERROR;
 
 class VendorLibrary : public VendorLibraryFixture

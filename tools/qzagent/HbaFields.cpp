@@ -76,7 +76,7 @@ Fields text(char const (&aField)[size])
 Fields wwn(HBA_WWN const& aName)
 {
     HBA_WWN const none{};
-    return std::memcmp(&aName, &none, sizeof none) == 0 ? Fields() : Fields(textOf(aName));
+    return std::memcmp(&aName, &none, sizeof none) == 0 ? Fields() : Fields(wwnText(aName));
 }
 
 Fields number(HBA_UINT32 aNumber) { return aNumber == 0 ? Fields() : Fields(aNumber); }
@@ -139,7 +139,7 @@ constexpr int digitsOfFcId = 6;
 constexpr int digitsOfVendorId = 8;
 }  // namespace
 
-std::string textOf(HBA_WWN const& aName) { return QZCWorldWideName(aName.wwn).getStringForm().get(); }
+std::string wwnText(HBA_WWN const& aName) { return QZCWorldWideName(aName.wwn).getStringForm().get(); }
 
 Fields fieldsOf(HBA_ADAPTERATTRIBUTES const& aAdapter)
 {
@@ -178,7 +178,7 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort)
 
 Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort)
 {
-    return present({{"port_wwn", textOf(aPort.PortWWN)},
+    return present({{"port_wwn", wwnText(aPort.PortWWN)},
                     {"node_wwn", wwn(aPort.NodeWWN)},
                     {"fc_id", hexNumber(aPort.PortFcId, digitsOfFcId)},
                     {"type", nameOf(aPort.PortType, portTypes)},
@@ -188,7 +188,7 @@ Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort)
 
 Fields fieldsOfRemotePort(HBA_FCPID const& aPort)
 {
-    return present({{"port_wwn", textOf(aPort.PortWWN)},
+    return present({{"port_wwn", wwnText(aPort.PortWWN)},
                     {"node_wwn", wwn(aPort.NodeWWN)},
                     {"fc_id", hexNumber(aPort.FcId, digitsOfFcId)}});
 }

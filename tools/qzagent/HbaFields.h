@@ -15,7 +15,7 @@ namespace qzagent
 using Fields = nlohmann::ordered_json;
 
 /// @return the name as 10:00:00:00:c9:2a:3b:4c
-std::string textOf(HBA_WWN const& aName);
+std::string wwnText(HBA_WWN const& aName);
 
 Fields fieldsOf(HBA_ADAPTERATTRIBUTES const& aAdapter);
 

@@ -19,7 +19,7 @@ namespace
 {
 constexpr char const* nameOfPort = "port_wwn";
 
-std::string textOf(Fields const& aValue)
+std::string valueText(Fields const& aValue)
 {
     if (!aValue.is_array())
     {
@@ -28,7 +28,7 @@ std::string textOf(Fields const& aValue)
     std::string text;
     for (Fields const& value : aValue)
     {
-        text += (text.empty() ? "" : ", ") + textOf(value);
+        text += (text.empty() ? "" : ", ") + valueText(value);
     }
     return text;
 }
@@ -88,10 +88,10 @@ private:
     {
         if (!aLuns.mReported)
         {
-            addRow("mapped luns", qzagent::textOf(aLuns.mMapped), aParent);
+            addRow("mapped luns", textOf(aLuns.mMapped), aParent);
             return;
         }
-        addRow("luns", qzagent::textOf(*aLuns.mReported), aParent);
+        addRow("luns", textOf(*aLuns.mReported), aParent);
         addDifference("not mapped", without(*aLuns.mReported, aLuns.mMapped), aParent);
         addDifference("not reported", without(aLuns.mMapped, *aLuns.mReported), aParent);
     }
@@ -100,7 +100,7 @@ private:
     {
         if (!aLuns.empty())
         {
-            addRow(aItem, {qzagent::textOf(aLuns), "yellow"}, aParent);
+            addRow(aItem, {textOf(aLuns), "yellow"}, aParent);
         }
     }
 
@@ -108,7 +108,7 @@ private:
     Table::Row addPort(std::string const& aItem, Fields const& aFields, Table::Row aParent)
     {
         bool const isNamed = aFields.contains(nameOfPort);
-        Table::Row const row = addRow(aItem, isNamed ? textOf(aFields[nameOfPort]) : "-", aParent);
+        Table::Row const row = addRow(aItem, isNamed ? valueText(aFields[nameOfPort]) : "-", aParent);
         Fields others = aFields;
         others.erase(nameOfPort);
         addFields(others, row);
@@ -121,7 +121,7 @@ private:
         {
             std::string item = name;
             std::replace(item.begin(), item.end(), '_', ' ');
-            addRow(item, textOf(value), aParent);
+            addRow(item, valueText(value), aParent);
         }
     }
 
@@ -129,7 +129,7 @@ private:
     {
         for (Failure const& failure : aFailures)
         {
-            addRow("failed", {qzagent::textOf(failure), "red"}, aParent);
+            addRow("failed", {textOf(failure), "red"}, aParent);
         }
     }
 

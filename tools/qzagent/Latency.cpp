@@ -71,7 +71,7 @@ void visitLatencies(Measured const& aMeasured, Visit const& aVisit)
     {
         for (MeasuredPort const& port : adapter.mPorts ? *adapter.mPorts : none)
         {
-            aVisit(adapter.mName + ", target port " + textOf(port.mName), *port.mLatencies);
+            aVisit(adapter.mName + ", target port " + wwnText(port.mName), *port.mLatencies);
         }
     }
     for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
@@ -111,7 +111,7 @@ nlohmann::ordered_json keysOf(Measured const& aMeasured)
     {
         list.push_back(jsonOf(adapter));
     }
-    return {{"adapters", list}, {"latencies", jsonOf(*aMeasured.mLatencies)}};
+    return {{"adapters", list}, {"latencies", jsonOfLatencies(*aMeasured.mLatencies)}};
 }
 
 /// Does what concerns the file that is to be written, if one is.

@@ -25,7 +25,7 @@ Json bucketOf(unsigned int aBucket, unsigned int aCount)
 }
 }  // namespace
 
-nlohmann::ordered_json jsonOf(QZCLatencyData const& aLatencies)
+nlohmann::ordered_json jsonOfLatencies(QZCLatencyData const& aLatencies)
 {
     Json json{{"io_count", aLatencies.getIoCount()}};
     if (aLatencies.getIoCount() != 0)
@@ -48,10 +48,11 @@ nlohmann::ordered_json jsonOf(MeasuredAdapter const& aAdapter)
         Json& list = json["target_ports"] = Json::array();
         for (MeasuredPort const& port : *aAdapter.mPorts)
         {
-            list.push_back({{"port_wwn", textOf(port.mName)}, {"latencies", jsonOf(*port.mLatencies)}});
+            list.push_back(
+                {{"port_wwn", wwnText(port.mName)}, {"latencies", jsonOfLatencies(*port.mLatencies)}});
         }
     }
-    json["latencies"] = jsonOf(*aAdapter.mLatencies);
+    json["latencies"] = jsonOfLatencies(*aAdapter.mLatencies);
     return json;
 }
 }  // namespace qzagent

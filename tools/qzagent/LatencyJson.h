@@ -9,7 +9,7 @@
 
 namespace qzagent
 {
-nlohmann::ordered_json jsonOf(QZCLatencyData const& aLatencies);
+nlohmann::ordered_json jsonOfLatencies(QZCLatencyData const& aLatencies);
 
 nlohmann::ordered_json jsonOf(MeasuredAdapter const& aAdapter);
 }  // namespace qzagent

@@ -50,7 +50,7 @@ MeasuredAdapter measure(QZCHbaapiAbs& arHbaapi, std::size_t aIndex, std::string 
         measured.mPorts.emplace();
         for (HBA_WWN const& name : names)
         {
-            arProgress.setStep(aName + ": latency of " + textOf(name));
+            arProgress.setStep(aName + ": latency of " + wwnText(name));
             try
             {
                 measured.mPorts->push_back({name, measurePort(arHbaapi, opened.handle(), name, aCount)});
@@ -58,7 +58,7 @@ MeasuredAdapter measure(QZCHbaapiAbs& arHbaapi, std::size_t aIndex, std::string 
             }
             catch (std::exception const& exception)
             {
-                arReport.addFailure(failureOf(exception), aName, textOf(name));
+                arReport.addFailure(failureOf(exception), aName, wwnText(name));
             }
         }
     }

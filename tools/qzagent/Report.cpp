@@ -16,25 +16,25 @@ namespace qzagent
 namespace
 {
 constexpr int formatVersion = 1;
-constexpr char const* error = "error";
-constexpr char const* note = "note";
+constexpr char const* errorSeverity = "error";
+constexpr char const* noteSeverity = "note";
 }  // namespace
 
 void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
                         std::optional<std::string> const& aRemotePort)
 {
-    add({error, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter, aRemotePort},
+    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter, aRemotePort},
         ExitCode::failed);
 }
 
 void Report::addError(ExitCode aCode, std::string const& aText)
 {
-    add({error, aText, static_cast<unsigned int>(aCode), {}, {}, {}}, aCode);
+    add({errorSeverity, aText, static_cast<unsigned int>(aCode), {}, {}, {}}, aCode);
 }
 
 void Report::addNote(std::string const& aText)
 {
-    add({note, aText, static_cast<unsigned int>(ExitCode::allWell), {}, {}, {}}, ExitCode::allWell);
+    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::allWell), {}, {}, {}}, ExitCode::allWell);
 }
 
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
@@ -60,7 +60,7 @@ void Report::add(Message const& aMessage, ExitCode aCode)
 
 std::string Report::lineOf(Message const& aMessage)
 {
-    if (aMessage.mSeverity != error)
+    if (aMessage.mSeverity != errorSeverity)
     {
         return fmt::format("{}: {}", aMessage.mSeverity, aMessage.mText);
     }

@@ -137,14 +137,14 @@ private:
         {
             RemotePort& asked = target;
             attempt(
-                asked.mFailures, [&] { askForLuns(aHandle, asked); }, textOf(name));
+                asked.mFailures, [&] { askForLuns(aHandle, asked); }, wwnText(name));
         }
         place(std::move(targets));
     }
 
     void askForLuns(HBA_HANDLE aHandle, RemotePort& arTarget)
     {
-        setStep("LUNs of " + textOf(arTarget.mName));
+        setStep("LUNs of " + wwnText(arTarget.mName));
         ReportLunsResponse response(largestReport);
         response.fetch(mHbaapi, aHandle, arTarget.mName);
         arTarget.mLuns->mReported = lunsInReport(response.bytes(), response.size());

@@ -12,7 +12,7 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::uint64_t largestCategory = QZ_ANY_CATEGORY - 1;
+constexpr std::uint64_t largestSingleCategory = QZ_ANY_CATEGORY - 1;
 constexpr std::uint64_t largestBoard = std::numeric_limits<unsigned int>::max();
 constexpr std::uint64_t mostEvents = 1'000'000'000'000'000;
 constexpr std::uint64_t mostSeconds = 1'000'000'000;
@@ -22,10 +22,10 @@ void addOptions(CLI::App& arVerb, WatchOptions& arOptions)
 {
     arVerb.add_option("--category", arOptions.mCategory, "Only events of this category, 0 to 254")
         ->type_name("N")
-        ->check(numberFrom(0, largestCategory));
+        ->check(numberFrom(0, largestSingleCategory));
     arVerb.add_option("--subcategory", arOptions.mSubcategory, "Only events of this subcategory, 0 to 254")
         ->type_name("N")
-        ->check(numberFrom(0, largestCategory));
+        ->check(numberFrom(0, largestSingleCategory));
     arVerb.add_option("--board", arOptions.mBoard, "Only events of this board")
         ->type_name("N")
         ->check(numberFrom(0, largestBoard));

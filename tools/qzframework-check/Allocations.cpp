@@ -8,16 +8,16 @@ namespace frameworkcheck
 {
 namespace
 {
-std::atomic<std::size_t> made{0};
+std::atomic<std::size_t> allocationsMade{0};
 
 void* allocate(std::size_t aSize) noexcept
 {
-    ++made;
+    ++allocationsMade;
     return std::malloc(aSize != 0 ? aSize : 1);
 }
 }  // namespace
 
-std::size_t allocations() { return made; }
+std::size_t allocations() { return allocationsMade; }
 }  // namespace frameworkcheck
 
 void* operator new(std::size_t aSize, std::nothrow_t const&) noexcept

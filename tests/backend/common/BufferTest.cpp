@@ -14,7 +14,6 @@ using testing::ElementsAre;
 
 namespace
 {
-constexpr unsigned int insideCapacity = 39;
 constexpr unsigned int largestLength = 4294967295;
 
 static_assert(!std::is_copy_constructible<QZCBuffer>::value, "a buffer has one holder");

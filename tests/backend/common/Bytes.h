@@ -3,11 +3,17 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 #include "backend/common/include/Buffer.h"
 
 using Bytes = std::vector<unsigned char>;
+
+/// The longest content that a buffer keeps inside itself.
+constexpr unsigned int insideCapacity = 39;
+
+constexpr unsigned int allBitsSet = std::numeric_limits<unsigned int>::max();
 
 /// The content of a buffer, read without modifying it.
 inline Bytes bytesOf(QZCBuffer const& aBuffer)

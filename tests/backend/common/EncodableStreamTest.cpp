@@ -26,7 +26,6 @@ using testing::ElementsAre;
 
 namespace
 {
-constexpr unsigned int insideCapacity = 39;
 
 static_assert(!std::is_copy_constructible<QZCEncodableOutStream>::value, "a stream has one holder");
 static_assert(!std::is_copy_constructible<QZCEncodableInStream>::value, "a stream has one holder");

@@ -104,7 +104,7 @@ Witness* countedBy(int& aGone)
 }
 
 /// What the process writes when the condition fails in that operation.
-std::string failureOf(char const* aOperation, char const* aCondition)
+std::string assertionOfPointer(char const* aOperation, char const* aCondition)
 {
     return onlyTheseLines({ExpectedLog(aOperation, "backend/common/include/Pointer").assertion(aCondition)});
 }
@@ -440,18 +440,19 @@ TEST(Pointer, DereferencingAnArrayGivesItsFirstElement)
 TEST(PointerDeathTest, AnEmptyHandleHasNoMembers)
 {
     EXPECT_EXIT((echoLogLines(), WitnessHandle()->mAtEnd()), ExitedWithCode(1),
-                failureOf("operator->", "0 != mPointer"));
+                assertionOfPointer("operator->", "0 != mPointer"));
     WitnessHandle const empty;
     EXPECT_EXIT((echoLogLines(), empty->mAtEnd()), ExitedWithCode(1),
-                failureOf("operator->", "0 != mPointer"));
+                assertionOfPointer("operator->", "0 != mPointer"));
 }
 
 TEST(PointerDeathTest, AnEmptyHandleHasNoObject)
 {
     EXPECT_EXIT((echoLogLines(), *IntHandle() = 1), ExitedWithCode(1),
-                failureOf("operator*", "0 != mPointer"));
+                assertionOfPointer("operator*", "0 != mPointer"));
     IntHandle const empty;
-    EXPECT_EXIT((echoLogLines(), *empty = 1), ExitedWithCode(1), failureOf("operator*", "0 != mPointer"));
+    EXPECT_EXIT((echoLogLines(), *empty = 1), ExitedWithCode(1),
+                assertionOfPointer("operator*", "0 != mPointer"));
 }
 
 TEST(PointerDeathTest, AHandleWithoutACountHasNoMembers)
@@ -459,10 +460,10 @@ TEST(PointerDeathTest, AHandleWithoutACountHasNoMembers)
     WitnessHandle handle = handleOf(new Witness);
     Damage<Witness> const damage(handle);
     EXPECT_EXIT((echoLogLines(), handle->mAtEnd()), ExitedWithCode(1),
-                failureOf("operator->", "0 != mReferenceCount"));
+                assertionOfPointer("operator->", "0 != mReferenceCount"));
     WitnessHandle const& constant = handle;
     EXPECT_EXIT((echoLogLines(), constant->mAtEnd()), ExitedWithCode(1),
-                failureOf("operator->", "0 != mReferenceCount"));
+                assertionOfPointer("operator->", "0 != mReferenceCount"));
 }
 
 TEST(PointerDeathTest, AHandleWithoutACountHasNoObject)
@@ -470,10 +471,10 @@ TEST(PointerDeathTest, AHandleWithoutACountHasNoObject)
     IntHandle handle = handleOf(7);
     Damage<int> const damage(handle);
     EXPECT_EXIT((echoLogLines(), *handle = 1), ExitedWithCode(1),
-                failureOf("operator*", "0 != mReferenceCount"));
+                assertionOfPointer("operator*", "0 != mReferenceCount"));
     IntHandle const& constant = handle;
     EXPECT_EXIT((echoLogLines(), *constant = 1), ExitedWithCode(1),
-                failureOf("operator*", "0 != mReferenceCount"));
+                assertionOfPointer("operator*", "0 != mReferenceCount"));
 }
 
 TEST(PointerDeathTest, AHandleWithoutACountCannotBeAssigned)
@@ -482,7 +483,7 @@ TEST(PointerDeathTest, AHandleWithoutACountCannotBeAssigned)
     Damage<int> const damage(handle);
     IntHandle target;
     EXPECT_EXIT((echoLogLines(), target = handle), ExitedWithCode(1),
-                failureOf("operator=", "0 != acrCopy.mReferenceCount"));
+                assertionOfPointer("operator=", "0 != acrCopy.mReferenceCount"));
 }
 
 TEST(PointerDeathTest, AHandleWithoutACountCannotBeAssignedToItself)
@@ -491,7 +492,7 @@ TEST(PointerDeathTest, AHandleWithoutACountCannotBeAssignedToItself)
     Damage<int> const damage(handle);
     IntHandle const& same = handle;
     EXPECT_EXIT((echoLogLines(), handle = same), ExitedWithCode(1),
-                failureOf("operator=", "0 != acrCopy.mReferenceCount"));
+                assertionOfPointer("operator=", "0 != acrCopy.mReferenceCount"));
 }
 
 TEST(PointerDeathTest, AnEmptyHandleCannotBeAssigned)
@@ -499,10 +500,10 @@ TEST(PointerDeathTest, AnEmptyHandleCannotBeAssigned)
     IntHandle const empty;
     IntHandle target;
     EXPECT_EXIT((echoLogLines(), target = empty), ExitedWithCode(1),
-                failureOf("operator=", "0 != acrCopy.mPointer"));
+                assertionOfPointer("operator=", "0 != acrCopy.mPointer"));
     target = handleOf(7);
     EXPECT_EXIT((echoLogLines(), target = empty), ExitedWithCode(1),
-                failureOf("operator=", "0 != acrCopy.mPointer"));
+                assertionOfPointer("operator=", "0 != acrCopy.mPointer"));
 }
 
 TEST(PointerDeathTest, AnEmptyHandleCannotBeAssignedToItself)
@@ -510,26 +511,26 @@ TEST(PointerDeathTest, AnEmptyHandleCannotBeAssignedToItself)
     IntHandle empty;
     IntHandle const& same = empty;
     EXPECT_EXIT((echoLogLines(), empty = same), ExitedWithCode(1),
-                failureOf("operator=", "0 != acrCopy.mPointer"));
+                assertionOfPointer("operator=", "0 != acrCopy.mPointer"));
 }
 
 TEST(PointerDeathTest, AnArrayHasNoMembers)
 {
     WitnessHandle handle(new Witness[2], QZPST_Array, QZPAT_New);
     EXPECT_EXIT((echoLogLines(), handle->mAtEnd()), ExitedWithCode(1),
-                failureOf("operator->", "QZPST_Individual == mSizeType"));
+                assertionOfPointer("operator->", "QZPST_Individual == mSizeType"));
     WitnessHandle const& constant = handle;
     EXPECT_EXIT((echoLogLines(), constant->mAtEnd()), ExitedWithCode(1),
-                failureOf("operator->", "QZPST_Individual == mSizeType"));
+                assertionOfPointer("operator->", "QZPST_Individual == mSizeType"));
 }
 
 TEST(PointerDeathTest, AnUnknownSizeTypeHasNoObject)
 {
     IntHandle handle(static_cast<int*>(std::malloc(sizeof(int))), static_cast<QZPointerSizeType>(3),
                      QZPAT_Malloc);
-    EXPECT_EXIT((echoLogLines(), *handle = 1), ExitedWithCode(1), failureOf("operator*", "false"));
+    EXPECT_EXIT((echoLogLines(), *handle = 1), ExitedWithCode(1), assertionOfPointer("operator*", "false"));
     IntHandle const& constant = handle;
-    EXPECT_EXIT((echoLogLines(), *constant = 1), ExitedWithCode(1), failureOf("operator*", "false"));
+    EXPECT_EXIT((echoLogLines(), *constant = 1), ExitedWithCode(1), assertionOfPointer("operator*", "false"));
 }
 
 TEST(PointerDeathTest, AnUnknownSizeTypeCannotBeDeleted)
@@ -537,7 +538,7 @@ TEST(PointerDeathTest, AnUnknownSizeTypeCannotBeDeleted)
     static int object = 7;
     auto const unknown = static_cast<QZPointerSizeType>(3);
     EXPECT_EXIT((echoLogLines(), IntHandle(&object, unknown, QZPAT_New)), ExitedWithCode(1),
-                failureOf("_releaseMemory", "false"));
+                assertionOfPointer("_releaseMemory", "false"));
 }
 
 TEST(PointerDeathTest, AnUnknownAllocationTypeCannotBeReleased)
@@ -545,7 +546,7 @@ TEST(PointerDeathTest, AnUnknownAllocationTypeCannotBeReleased)
     static int object = 7;
     auto const unknown = static_cast<QZPointerAllocType>(3);
     EXPECT_EXIT((echoLogLines(), IntHandle(&object, QZPST_Individual, unknown)), ExitedWithCode(1),
-                failureOf("_releaseMemory", "false"));
+                assertionOfPointer("_releaseMemory", "false"));
 }
 
 TEST(PointerDeathTest, ReassigningReleasesWithTheSameChecks)
@@ -559,6 +560,6 @@ TEST(PointerDeathTest, ReassigningReleasesWithTheSameChecks)
             IntHandle handle(&object, QZPST_Individual, unknown);
             handle = next;
         },
-        ExitedWithCode(1), failureOf("_releaseMemory", "false"));
+        ExitedWithCode(1), assertionOfPointer("_releaseMemory", "false"));
 }
 }  // namespace

@@ -36,7 +36,7 @@ QZCString& damaged()
     return reinterpret_cast<QZCString&>(storage);
 }
 
-std::string failureOf(char const* aOperation, char const* aCondition)
+std::string assertionOfString(char const* aOperation, char const* aCondition)
 {
     return onlyTheseLines({ExpectedLog(aOperation, "backend/common/include/QZString").assertion(aCondition)});
 }
@@ -289,38 +289,42 @@ TEST(QZStringDeathTest, APartCannotBeginPastTheEnd)
 {
     QZCString const string("1.2.3");
     EXPECT_EXIT((echoLogLines(), part(string, 6, 1)), ExitedWithCode(1),
-                failureOf("substr", "pos <= mString->size()"));
+                assertionOfString("substr", "pos <= mString->size()"));
 }
 
 TEST(QZStringDeathTest, ADamagedObjectHasNoText)
 {
     QZCString const& constant = damaged();
-    EXPECT_EXIT((echoLogLines(), damaged().get()), ExitedWithCode(1), failureOf("get", "mString != 0"));
-    EXPECT_EXIT((echoLogLines(), constant.get()), ExitedWithCode(1), failureOf("get", "mString != 0"));
+    EXPECT_EXIT((echoLogLines(), damaged().get()), ExitedWithCode(1),
+                assertionOfString("get", "mString != 0"));
+    EXPECT_EXIT((echoLogLines(), constant.get()), ExitedWithCode(1),
+                assertionOfString("get", "mString != 0"));
 }
 
 TEST(QZStringDeathTest, ADamagedObjectHasNoCharacters)
 {
-    EXPECT_EXIT((echoLogLines(), damaged().size()), ExitedWithCode(1), failureOf("size", "mString != 0"));
-    EXPECT_EXIT((echoLogLines(), damaged().at(0)), ExitedWithCode(1), failureOf("at", "mString != 0"));
+    EXPECT_EXIT((echoLogLines(), damaged().size()), ExitedWithCode(1),
+                assertionOfString("size", "mString != 0"));
+    EXPECT_EXIT((echoLogLines(), damaged().at(0)), ExitedWithCode(1),
+                assertionOfString("at", "mString != 0"));
 }
 
 TEST(QZStringDeathTest, ADamagedObjectCannotBeSearched)
 {
     EXPECT_EXIT((echoLogLines(), damaged().find(".", 0)), ExitedWithCode(1),
-                failureOf("find", "mString != 0"));
+                assertionOfString("find", "mString != 0"));
 }
 
 TEST(QZStringDeathTest, ADamagedObjectHasNoPart)
 {
     EXPECT_EXIT((echoLogLines(), part(damaged(), 0, 1)), ExitedWithCode(1),
-                failureOf("substr", "mString != 0"));
+                assertionOfString("substr", "mString != 0"));
 }
 
 TEST(QZStringDeathTest, ADamagedObjectCannotBeCopied)
 {
     EXPECT_EXIT((echoLogLines(), QZCString(damaged())), ExitedWithCode(1),
-                failureOf("QZCString", "acrCopy.mString != 0"));
+                assertionOfString("QZCString", "acrCopy.mString != 0"));
 }
 
 TEST(QZStringDeathTest, ADamagedObjectCannotBeAssigned)

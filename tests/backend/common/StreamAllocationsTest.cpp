@@ -20,10 +20,8 @@ namespace
 {
 using Rows = std::vector<Operation>;
 
-// What fits inside a buffer, and what does not.
-constexpr unsigned int insideLength = 39;
+// What does not fit inside a buffer.
 constexpr unsigned int longLength = 100;
-constexpr unsigned int allBitsSet = std::numeric_limits<unsigned int>::max();
 
 /// Bytes to append or to wrap, outside the counted memory.
 unsigned char const sourceBytes[longLength] = {1, 2, 3};
@@ -39,9 +37,9 @@ Rows bufferRows()
 {
     auto const nothing = [] { return std::make_shared<std::optional<QZCBuffer>>(); };
     auto const isEmpty = [](auto const& aBuffer) { EXPECT_FALSE(aBuffer); };
-    auto const full = [] { return filled(insideLength); };
+    auto const full = [] { return filled(insideCapacity); };
     auto const isStillFull = [](QZCBuffer const& aBuffer)
-    { EXPECT_EQ(bytesOf(aBuffer), Bytes(insideLength)); };
+    { EXPECT_EQ(bytesOf(aBuffer), Bytes(insideCapacity)); };
     auto const wrapper = [] { return wrapped(longLength); };
     auto const stillWraps = [](QZCBuffer const& aBuffer)
     {
@@ -50,7 +48,7 @@ Rows bufferRows()
     };
     return {
         withoutAllocation("BufferInside", nothing,
-                          [](auto& arBuffer) { arBuffer.emplace(insideLength, insideLength); }),
+                          [](auto& arBuffer) { arBuffer.emplace(insideCapacity, insideCapacity); }),
         withoutAllocation("BufferWraps", nothing, [](auto& arBuffer) { arBuffer.emplace(sourceBytes, 3u); }),
         withoutAllocation("LocalBufferWraps", nothing,
                           [](auto&) { QZCLocalBuffer const local(sourceBytes, longLength); }),
@@ -81,7 +79,7 @@ Rows bufferRows()
         ending("std::out_of_range: QZCBuffer::byte: position 39 is not below the length 39",
                operation(
                    "BufferRefusesAByteBeyondItsEnd", "000", badAlloc, full,
-                   [](QZCBuffer const& aBuffer) { aBuffer.byte(insideLength); }, isStillFull)),
+                   [](QZCBuffer const& aBuffer) { aBuffer.byte(insideCapacity); }, isStillFull)),
         ending("std::length_error: QZCBuffer: adding 1 bytes to 4294967295 exceeds 4294967295",
                operation(
                    "BufferRefusesToGrowBeyondAllNumbers", "000", badAlloc, [] { return wrapped(allBitsSet); },
@@ -96,7 +94,7 @@ Rows bufferRows()
             [](QZCBuffer& arBuffer)
             {
                 arBuffer.append(sourceBytes, 30);
-                arBuffer.setLength(insideLength);
+                arBuffer.setLength(insideCapacity);
                 arBuffer.setLength(0);
             }),
         withoutAllocation("BufferIsRead", wrapper,
@@ -126,9 +124,9 @@ Rows insertionRows(std::string const& aType, Value const& aValue)
     auto const insert = [&aValue](QZCEncodableOutStream& arOut) { arOut << aValue; };
     return {
         withoutAllocation("OutStreamTakes" + aType, streamOf(0), insert),
-        operation("OutStreamGrowsBy" + aType, "0", badAlloc, streamOf(insideLength), insert,
+        operation("OutStreamGrowsBy" + aType, "0", badAlloc, streamOf(insideCapacity), insert,
                   [](QZCEncodableOutStream const& aOut)
-                  { EXPECT_EQ(bytesOf(aOut.getEncoded()), Bytes(insideLength, 0xf5)); }),
+                  { EXPECT_EQ(bytesOf(aOut.getEncoded()), Bytes(insideCapacity, 0xf5)); }),
     };
 }
 

@@ -17,6 +17,7 @@
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 #include "tests/backend/common/AllocationTable.h"
+#include "tests/backend/common/Bytes.h"
 #include "tests/backend/common/Outcome.h"
 
 namespace
@@ -24,10 +25,9 @@ namespace
 using Rows = std::vector<Operation>;
 
 // What fits inside a standard string, and what does not.
-char const* const shortText = "1.2.3";
-char const* const longText = "10:00:00:00:c9:2a:3b:4c";
-constexpr unsigned int longLength = 100;
-constexpr unsigned int allBitsSet = std::numeric_limits<unsigned int>::max();
+char const* const insideText = "1.2.3";
+char const* const outsideText = "10:00:00:00:c9:2a:3b:4c";
+constexpr unsigned int outsideLength = 100;
 
 /// An object that its maker still owns, and the handle that is to take it over.
 template <typename T>
@@ -109,42 +109,42 @@ Rows stringRows()
     return {
         operation(
             "StringOfAShortText", "01", outOfMemory, nothing,
-            [](auto& arString) { arString.emplace(shortText); }, isEmpty),
+            [](auto& arString) { arString.emplace(insideText); }, isEmpty),
         operation(
             "StringOfALongText", "002", outOfMemory, nothing,
-            [](auto& arString) { arString.emplace(longText); }, isEmpty),
-        operation("StringCopiesAShortOne", "01", outOfMemory, texts(shortText),
+            [](auto& arString) { arString.emplace(outsideText); }, isEmpty),
+        operation("StringCopiesAShortOne", "01", outOfMemory, texts(insideText),
                   [](Texts& arTexts) { QZCString const copy(arTexts.mOther); }),
-        operation("StringCopiesALongOne", "002", outOfMemory, texts(longText),
+        operation("StringCopiesALongOne", "002", outOfMemory, texts(outsideText),
                   [](Texts& arTexts) { QZCString const copy(arTexts.mOther); }),
         operation(
-            "StringIsAssignedAShortOne", "01", outOfMemory, texts(shortText),
+            "StringIsAssignedAShortOne", "01", outOfMemory, texts(insideText),
             [](Texts& arTexts) { arTexts.mText = arTexts.mOther; }, isAsBefore),
         operation(
-            "StringIsAssignedALongOne", "002", outOfMemory, texts(longText),
+            "StringIsAssignedALongOne", "002", outOfMemory, texts(outsideText),
             [](Texts& arTexts) { arTexts.mText = arTexts.mOther; }, isAsBefore),
         operation(
-            "StringIsAssignedAText", "002", outOfMemory, texts(longText),
-            [](Texts& arTexts) { arTexts.mText = longText; }, isAsBefore),
+            "StringIsAssignedAText", "002", outOfMemory, texts(outsideText),
+            [](Texts& arTexts) { arTexts.mText = outsideText; }, isAsBefore),
         operation(
-            "StringIsAssignedAPartOfItself", "01", outOfMemory, texts(longText),
+            "StringIsAssignedAPartOfItself", "01", outOfMemory, texts(outsideText),
             [](Texts& arTexts) { arTexts.mText = arTexts.mText.get() + 2; }, isAsBefore),
         operation(
-            "StringGivesAShortPart", "01", outOfMemory, texts(longText),
+            "StringGivesAShortPart", "01", outOfMemory, texts(outsideText),
             [](Texts& arTexts) { arTexts.mOther.substr(arTexts.mText, 3, 2); }, isAsBefore),
         operation(
-            "StringGivesALongPart", "002", outOfMemory, texts(longText),
+            "StringGivesALongPart", "002", outOfMemory, texts(outsideText),
             [](Texts& arTexts) { arTexts.mOther.substr(arTexts.mText, 3, allBitsSet); }, isAsBefore),
         operation(
-            "StringBecomesAPartOfItself", "01", outOfMemory, texts(longText),
+            "StringBecomesAPartOfItself", "01", outOfMemory, texts(outsideText),
             [](Texts& arTexts) { arTexts.mText.substr(arTexts.mText, 1, 2); }, isAsBefore),
-        withoutAllocation("StringIsAssignedItself", texts(longText),
+        withoutAllocation("StringIsAssignedItself", texts(outsideText),
                           [](Texts& arTexts)
                           {
                               QZCString const& same = arTexts.mOther;
                               arTexts.mOther = same;
                           }),
-        withoutAllocation("StringIsRead", texts(longText),
+        withoutAllocation("StringIsRead", texts(outsideText),
                           [](Texts& arTexts)
                           {
                               arTexts.mOther.at(arTexts.mOther.find(":", 0)) = *arTexts.mText.get();
@@ -161,7 +161,7 @@ Rows vectorRows()
     {
         Appending() { mTexts.push_back("first"); }
         QZCVector<QZCString> mTexts;
-        QZCString mNext = longText;
+        QZCString mNext = outsideText;
     };
     return {
         operation(
@@ -199,13 +199,13 @@ template <typename Error>
 Operation exceptionRow(std::string const& aName)
 {
     return withoutAllocation(
-        aName, [] { return std::make_shared<std::string>(longLength, 'x'); },
+        aName, [] { return std::make_shared<std::string>(outsideLength, 'x'); },
         [](std::string const& aText)
         {
             Error const error(aText.c_str(), 7);
             Error copy(error);
             copy = error;
-            ASSERT_EQ(copy.what()[longLength], '\0');
+            ASSERT_EQ(copy.what()[outsideLength], '\0');
             ASSERT_EQ(copy.getCode(), 7u);
         });
 }

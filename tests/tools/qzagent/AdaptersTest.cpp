@@ -16,7 +16,7 @@ using testing::EndsWith;
 
 namespace
 {
-char const* const twoAdapters = R"(
+char const* const adaptersText = R"(
 [[adapter]]
 name = "example-fc-0"
 
@@ -24,7 +24,7 @@ name = "example-fc-0"
 name = "example-fc-1"
 )";
 
-std::string const secondCannotBeOpened = std::string(twoAdapters) + R"(
+std::string const secondCannotBeOpened = std::string(adaptersText) + R"(
 [[fault]]
 call = "HBA_OpenAdapter"
 adapter = "example-fc-1"
@@ -32,14 +32,14 @@ nth = 1
 status = "HBA_STATUS_ERROR"
 )";
 
-std::string const secondHasNoName = std::string(twoAdapters) + R"(
+std::string const secondHasNoName = std::string(adaptersText) + R"(
 [[fault]]
 call = "HBA_GetAdapterName"
 nth = 2
 status = "HBA_STATUS_ERROR_BUSY"
 )";
 
-std::string const doesNotLoad = std::string(twoAdapters) + R"(
+std::string const doesNotLoad = std::string(adaptersText) + R"(
 [[fault]]
 call = "HBA_LoadLibrary"
 nth = 1
@@ -65,7 +65,7 @@ std::vector<std::string> traceIn(std::string const& aText)
 
 TEST(QzagentAdapters, AreListedInATable)
 {
-    ProcessResult const result = runAgentOn(twoAdapters, {"adapters"});
+    ProcessResult const result = runAgentOn(adaptersText, {"adapters"});
     EXPECT_EQ(result.mOutput,
               "INDEX NAME         HANDLE STATE\n"
               "    0 example-fc-0 0x1    ok\n"
@@ -76,7 +76,7 @@ TEST(QzagentAdapters, AreListedInATable)
 
 TEST(QzagentAdapters, AreListedInJson)
 {
-    ProcessResult const result = runAgentOn(twoAdapters, {"adapters", "--json"});
+    ProcessResult const result = runAgentOn(adaptersText, {"adapters", "--json"});
     EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
         "format_version": 1, "command": "adapters", "exit_status": 0, "messages": [],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
@@ -190,8 +190,8 @@ TEST(QzagentAdapters, TheLibraryIsFreedAfterAFailure)
 
 TEST(QzagentAdapters, TraceLeavesTheOutputAsItIs)
 {
-    EXPECT_EQ(runAgentOn(twoAdapters, {"--trace", "adapters"}).mOutput,
-              runAgentOn(twoAdapters, {"adapters"}).mOutput);
+    EXPECT_EQ(runAgentOn(adaptersText, {"--trace", "adapters"}).mOutput,
+              runAgentOn(adaptersText, {"adapters"}).mOutput);
 }
 
 TEST(QzagentAdapters, TraceLinesStartALineAfterAnUnfinishedOne)

@@ -141,6 +141,17 @@ nlohmann::json documentOf(ProcessResult const& aResult)
     return document;
 }
 
+std::vector<std::string> linesOf(std::string const& aText)
+{
+    std::vector<std::string> lines;
+    std::istringstream text(aText);
+    for (std::string line; std::getline(text, line);)
+    {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 std::string squeezed(std::string const& aText)
 {
     static std::regex const blanks("([a-z0-9]) +");

@@ -50,6 +50,8 @@ ProcessResult runAgentOnTerminalOf(std::string const& aScenario, Arguments const
 /// @return the JSON document that is the whole output; fails the test and is null when there is none
 nlohmann::json documentOf(ProcessResult const& aResult);
 
+std::vector<std::string> linesOf(std::string const& aText);
+
 /// @return the text with one blank after each word, so that the width of columns does not matter
 std::string squeezed(std::string const& aText);
 

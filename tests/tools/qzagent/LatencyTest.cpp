@@ -24,7 +24,7 @@ using testing::StartsWith;
 namespace
 {
 /// Two adapters, the first with a target port that answers 24 bytes and one that answers 40.
-std::string const threeTargets = R"(
+std::string const targetsOfTwoAdapters = R"(
 [[adapter]]
 name = "example-fc-0"
   [[adapter.port]]
@@ -45,7 +45,7 @@ name = "example-fc-1"
 )";
 
 /// The third answer of the second target port fails.
-std::string const oneFails = threeTargets + R"(
+std::string const oneFails = targetsOfTwoAdapters + R"(
 [[fault]]
 call = "HBA_SendReportLUNs"
 port_wwn = "50:00:00:00:ab:00:00:02"
@@ -53,7 +53,7 @@ nth = 3
 status = "HBA_STATUS_ERROR"
 )";
 
-char const* const failure =
+char const* const failedReport =
     "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed (code "
     "802)\n";
 
@@ -84,7 +84,7 @@ std::vector<unsigned int> numbersIn(std::string const& aPath)
 
 TEST(QzagentLatency, AsksEachTargetPortTenTimes)
 {
-    ProcessResult const result = runAgentOn(threeTargets, {"latency"});
+    ProcessResult const result = runAgentOn(targetsOfTwoAdapters, {"latency"});
     EXPECT_THAT(
         result.mOutput,
         AllOf(StartsWith("example-fc-0, target port 50:00:00:00:ab:00:00:01: 10 I/Os of 24 bytes, "),
@@ -98,7 +98,7 @@ TEST(QzagentLatency, AsksEachTargetPortTenTimes)
 
 TEST(QzagentLatency, TellsTheSameInJson)
 {
-    ProcessResult const result = runAgentOn(threeTargets, {"latency", "--json", "--count", "7"});
+    ProcessResult const result = runAgentOn(targetsOfTwoAdapters, {"latency", "--json", "--count", "7"});
     EXPECT_TRUE(satisfies(result.mOutput, "latency"));
     nlohmann::json const document = documentOf(result);
     nlohmann::json const adapter = document["adapters"][0];
@@ -115,14 +115,14 @@ TEST(QzagentLatency, TellsTheSameInJson)
 TEST(QzagentLatency, OfOneAdapterLeavesTheOthersOut)
 {
     std::string const output =
-        runAgentOn(threeTargets, {"latency", "--adapter", "example-fc-1", "--count", "1"}).mOutput;
+        runAgentOn(targetsOfTwoAdapters, {"latency", "--adapter", "example-fc-1", "--count", "1"}).mOutput;
     EXPECT_THAT(output, AllOf(HasSubstr("\nall: 1 I/Os of 24 bytes, "), Not(HasSubstr("example-fc-0"))));
 }
 
 TEST(QzagentLatency, ATargetPortThatFailsIsReportedAndLeftOut)
 {
     ProcessResult const result = runAgentOn(oneFails, {"latency"});
-    EXPECT_EQ(result.mErrors, failure);
+    EXPECT_EQ(result.mErrors, failedReport);
     EXPECT_THAT(result.mOutput,
                 AllOf(HasSubstr("\nall: 20 I/Os of 24 bytes, "), Not(HasSubstr("50:00:00:00:ab:00:00:02"))));
     EXPECT_EQ(result.mExitStatus, 1);
@@ -131,7 +131,7 @@ TEST(QzagentLatency, ATargetPortThatFailsIsReportedAndLeftOut)
 TEST(QzagentLatency, AnAdapterWithoutMappingsHasNoTargetPortsInJson)
 {
     ProcessResult const result =
-        runAgentOn(threeTargets +
+        runAgentOn(targetsOfTwoAdapters +
                        "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"example-fc-1\"\nnth = 1\n"
                        "status = \"HBA_STATUS_ERROR\"\n",
                    {"latency", "--json"});
@@ -150,7 +150,7 @@ TEST(QzagentLatency, NoTargetPortsAreANote)
 
 TEST(QzagentLatency, AnUnknownAdapterIsAnError)
 {
-    ProcessResult const result = runAgentOn(threeTargets, {"latency", "--json", "--adapter", "x"});
+    ProcessResult const result = runAgentOn(targetsOfTwoAdapters, {"latency", "--json", "--adapter", "x"});
     EXPECT_TRUE(satisfies(result.mOutput, "latency"));
     EXPECT_EQ(result.mErrors, "qzagent: no adapter 'x'; the verb adapters lists them\n");
     EXPECT_EQ(result.mExitStatus, 1);
@@ -207,7 +207,7 @@ protected:
 
 TEST_F(QzagentLatencyFile, HasThePortsThenTheAdaptersThenAll)
 {
-    EXPECT_EQ(measure(threeTargets).mExitStatus, 0);
+    EXPECT_EQ(measure(targetsOfTwoAdapters).mExitStatus, 0);
     std::vector<unsigned int> const numbers = numbersIn(mPath);
     ASSERT_EQ(numbers.size(), 6u * 26u);
     std::vector<unsigned int> counts;
@@ -223,7 +223,7 @@ TEST_F(QzagentLatencyFile, HasThePortsThenTheAdaptersThenAll)
 TEST_F(QzagentLatencyFile, IsNeverReplaced)
 {
     mFolder.write("latencies", "precious");
-    ProcessResult const result = measure(threeTargets);
+    ProcessResult const result = measure(targetsOfTwoAdapters);
     EXPECT_EQ(result.mOutput, "") << "it is refused before anything is measured";
     EXPECT_EQ(result.mErrors, "qzagent: cannot write " + mPath + ": File exists\n");
     EXPECT_EQ(result.mExitStatus, 1);

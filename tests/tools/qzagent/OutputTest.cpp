@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,17 +22,6 @@ namespace
 {
 constexpr char const* escape = "\x1b";
 constexpr char const* green = "\x1b[32m";
-
-std::vector<std::string> linesOf(std::string const& aText)
-{
-    std::vector<std::string> result;
-    std::istringstream lines(aText);
-    for (std::string line; std::getline(lines, line);)
-    {
-        result.push_back(line);
-    }
-    return result;
-}
 
 Environment with(Environment aEnvironment, std::string const& aName, std::string const& aValue)
 {

@@ -14,7 +14,7 @@ using testing::StartsWith;
 namespace
 {
 /// The status line as a terminal gets it: in place of the line before, cut at the margin.
-std::string const status = "\r\x1b[K\x1b[?7lexample-fc-0: target mappings...\x1b[?7h";
+std::string const statusLine = "\r\x1b[K\x1b[?7lexample-fc-0: target mappings...\x1b[?7h";
 std::string const erased = "\r\x1b[K";
 
 /// An adapter that is busy so many times when it is asked for its target mappings.
@@ -39,7 +39,7 @@ TEST(QzagentProgress, IsShownOnATerminalAndErasedBeforeTheResult)
 {
     ProcessResult const result = runAgentOnTerminalOf(busyTimes(4), {"inventory"});
     // Steps that follow may be seen too, when they happen to be looked at.
-    EXPECT_THAT(result.mOutput, AllOf(StartsWith(status + erased), HasSubstr(erased + "ITEM ")));
+    EXPECT_THAT(result.mOutput, AllOf(StartsWith(statusLine + erased), HasSubstr(erased + "ITEM ")));
     EXPECT_THAT(squeezed(result.mOutput), HasSubstr("└─luns 0-1\r\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }

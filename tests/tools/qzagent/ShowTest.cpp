@@ -19,7 +19,7 @@ namespace
 {
 constexpr std::size_t plainSize = 4;
 constexpr std::size_t fullHeadSize = 35;
-std::string const payload = "link down, port 1\n";
+std::string const somePayload = "link down, port 1\n";
 std::string const plainLine = "category 3, subcategory 7, no payload\n";
 std::string const fullLine =
     "category 9, subcategory 10, names 10:00:00:00:c9:00:00:01 and 50:00:00:00:ab:00:00:01, ";
@@ -46,7 +46,7 @@ protected:
 
 TEST_F(QzagentShow, TellsOfEachRecordWithItsPayload)
 {
-    ProcessResult const result = show(plainRecord() + fullRecord(payload) + plainRecord());
+    ProcessResult const result = show(plainRecord() + fullRecord(somePayload) + plainRecord());
     EXPECT_EQ(result.mOutput,
               "record 0 at byte 0: " + plainLine + "record 1 at byte 4: " + fullLine +
                   "payload of 18 bytes\n"
@@ -73,7 +73,7 @@ TEST_F(QzagentShow, TellsOfEachRecordInALineOfJson)
 
 TEST_F(QzagentShow, LinesOfJsonKeepTheirContract)
 {
-    std::istringstream lines(show(plainRecord() + fullRecord(payload), {"--json", "show"}).mOutput);
+    std::istringstream lines(show(plainRecord() + fullRecord(somePayload), {"--json", "show"}).mOutput);
     for (std::string line; std::getline(lines, line);)
     {
         EXPECT_TRUE(satisfies(line, "show"));
@@ -104,7 +104,7 @@ TEST_F(QzagentShow, NoRecordsAreANote)
 
 TEST_F(QzagentShow, WhatIsCutIsRefusedBehindTheWholeRecords)
 {
-    std::string const whole = plainRecord() + fullRecord(payload);
+    std::string const whole = plainRecord() + fullRecord(somePayload);
     ProcessResult const result = show(whole.substr(0, whole.size() - 5), {"show", "--json"});
     EXPECT_EQ(result.mOutput, show(plainRecord(), {"show", "--json"}).mOutput);
     EXPECT_EQ(result.mErrors,
@@ -133,7 +133,7 @@ TEST_F(QzagentShow, PositionsOfDamageAreThoseInTheFile)
     std::string capture;
     for (int i = 0; i < 5000; ++i)
     {
-        capture += fullRecord(payload);
+        capture += fullRecord(somePayload);
     }
     std::string const position = std::to_string(capture.size() + 2);
     ProcessResult const result = show(capture + "\x03\x07\x20");

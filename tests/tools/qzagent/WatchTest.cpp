@@ -1,4 +1,3 @@
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,17 +18,6 @@ namespace
 {
 // Beside the events that the agent gets there are ten of category 4 at a second port of board 0.
 std::string events() { return shippedScenario("diagnostic-events"); }
-
-std::vector<std::string> linesOf(std::string const& aText)
-{
-    std::vector<std::string> lines;
-    std::istringstream text(aText);
-    for (std::string line; std::getline(text, line);)
-    {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 /// @return the fault, of one board
 std::string fault(char const* aCall, unsigned int aBoard)

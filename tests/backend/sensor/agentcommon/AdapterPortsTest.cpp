@@ -19,7 +19,7 @@ using testing::ExitedWithCode;
 
 namespace
 {
-constexpr char failed[] = "QZCHbaapiEx 802: HBA_GetAdapterPortAttributes method failed";
+constexpr char portsFailed[] = "QZCHbaapiEx 802: HBA_GetAdapterPortAttributes method failed";
 constexpr unsigned int notSet = 77;
 
 class AdapterPorts : public HbaapiLayer
@@ -202,7 +202,7 @@ TEST_P(AdapterPortsStatus, IsNamedWithThePortAndEndsTheQuery)
     expected.push_back(mExpected.error("Failed to get port #%d attributes - %s",
                                        "Failed to get port #" + std::to_string(GetParam().mIndex) +
                                            " attributes - " + GetParam().mStatus.mName));
-    EXPECT_EQ(fetch(4), failed);
+    EXPECT_EQ(fetch(4), portsFailed);
     // No "Left": this is the one way out of the query that does not trace it.
     EXPECT_THAT(events(), ElementsAreArray(expected));
 }
@@ -211,7 +211,7 @@ TEST_P(AdapterPortsStatus, ReleasesTheWholeArray) { EXPECT_EQ(blocksLeftByFetchi
 
 TEST_P(AdapterPortsStatus, LeavesTheNumberOfPorts)
 {
-    EXPECT_EQ(fetch(4), failed);
+    EXPECT_EQ(fetch(4), portsFailed);
     EXPECT_EQ(mNumberOfPorts, 4u);
 }
 }  // namespace

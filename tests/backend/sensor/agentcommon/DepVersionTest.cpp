@@ -65,12 +65,12 @@ std::string relation(std::string const& aLeft, std::string const& aRight)
     return relation(versionOf(aLeft), versionOf(aRight));
 }
 
-ExpectedLog logOf(char const* aFunction) { return ExpectedLog(aFunction, ".//DepVersion"); }
+ExpectedLog versionLog(char const* aFunction) { return ExpectedLog(aFunction, ".//DepVersion"); }
 
 /// What appending a component logs.
 std::vector<LogLine> appended(std::size_t aNumber, unsigned int aComponent)
 {
-    ExpectedLog const expected = logOf("operator<<");
+    ExpectedLog const expected = versionLog("operator<<");
     return {expected.entered(),
             expected.trace("Component#%u - %u",
                            "Component#" + std::to_string(aNumber) + " - " + std::to_string(aComponent)),
@@ -80,7 +80,8 @@ std::vector<LogLine> appended(std::size_t aNumber, unsigned int aComponent)
 /// What parsing logs, from entering to the last component.
 std::vector<LogLine> parsing(Components const& aComponents)
 {
-    std::vector<LogLine> lines = {logOf("QZCDepVersion").entered(), logOf("_extractVersion").entered()};
+    std::vector<LogLine> lines = {versionLog("QZCDepVersion").entered(),
+                                  versionLog("_extractVersion").entered()};
     for (std::size_t i = 0; i < aComponents.size(); ++i)
     {
         std::vector<LogLine> const step = appended(i + 1, aComponents[i]);
@@ -105,8 +106,9 @@ TEST(DepVersion, OfNumbersTracesOnlyItsConstructor)
     LogCapture log;
     QZCDepVersion const three(1, 2, 3);
     QZCDepVersion const four(1, 2, 3, 4);
-    EXPECT_THAT(log.lines(), ElementsAre(logOf("QZCDepVersion").entered(), logOf("QZCDepVersion").left(),
-                                         logOf("QZCDepVersion").entered(), logOf("QZCDepVersion").left()));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(versionLog("QZCDepVersion").entered(), versionLog("QZCDepVersion").left(),
+                            versionLog("QZCDepVersion").entered(), versionLog("QZCDepVersion").left()));
 }
 
 TEST(DepVersion, OfTextTracesEachStep)
@@ -114,8 +116,8 @@ TEST(DepVersion, OfTextTracesEachStep)
     LogCapture log;
     QZCDepVersion const version("7.20");
     std::vector<LogLine> expected = parsing({7, 20});
-    expected.push_back(logOf("_extractVersion").left());
-    expected.push_back(logOf("QZCDepVersion").left());
+    expected.push_back(versionLog("_extractVersion").left());
+    expected.push_back(versionLog("QZCDepVersion").left());
     EXPECT_THAT(log.lines(), ElementsAreArray(expected));
 }
 
@@ -288,14 +290,14 @@ TEST(DepVersionAppendingDeathTest, NinthComponentEndsTheProcess)
             version << "9";
         },
         ExitedWithCode(1),
-        onlyTheseLines({logOf("operator<<").entered(), logOf("operator<<").assertion(tooMany)}));
+        onlyTheseLines({versionLog("operator<<").entered(), versionLog("operator<<").assertion(tooMany)}));
 }
 
 TEST(DepVersionParsingDeathTest, NinthPieceEndsTheProcess)
 {
     std::vector<LogLine> expected = parsing({1, 2, 3, 4, 5, 6, 7, 8});
-    expected.push_back(logOf("operator<<").entered());
-    expected.push_back(logOf("operator<<").assertion(tooMany));
+    expected.push_back(versionLog("operator<<").entered());
+    expected.push_back(versionLog("operator<<").assertion(tooMany));
     EXPECT_EXIT(
         {
             echoLogLines();
@@ -315,9 +317,9 @@ TEST(DepVersionComparison, TracesEachOperation)
     QZCDepVersion const other(1, 2, 4);
     LogCapture log;
     EXPECT_EQ(relation(one, other), "less ");
-    EXPECT_THAT(log.lines(), ElementsAre(logOf("operator==").entered(), logOf("operator==").left(),
-                                         logOf("operator<").entered(), logOf("operator<").left(),
-                                         logOf("operator>").entered(), logOf("operator>").left()));
+    EXPECT_THAT(log.lines(), ElementsAre(versionLog("operator==").entered(), versionLog("operator==").left(),
+                                         versionLog("operator<").entered(), versionLog("operator<").left(),
+                                         versionLog("operator>").entered(), versionLog("operator>").left()));
 }
 
 TEST(DepVersionComparison, GoesByTheNumbersNotTheText)

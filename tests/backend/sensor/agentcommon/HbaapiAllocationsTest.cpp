@@ -22,7 +22,7 @@ namespace
 {
 using Rows = std::vector<Operation>;
 
-constexpr unsigned int numPorts = 4;
+constexpr unsigned int portsOfAdapter = 4;
 constexpr unsigned int responseSize = 16;
 
 /// The layer over an HBA API that answers all, and what it fills.
@@ -31,10 +31,10 @@ struct Scene
     Scene()
     {
         mHbaapi.mNames = {{HBA_STATUS_OK, "sim-1"}, {HBA_STATUS_OK, "sim-2"}};
-        mHbaapi.mAdapterAttributes = {
-            {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& arFilled) { arFilled.NumberOfPorts = numPorts; }}};
-        mHbaapi.mPortAttributes.resize(numPorts);
-        mAdapter.NumberOfPorts = numPorts;
+        mHbaapi.mAdapterAttributes = {{HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& arFilled)
+                                       { arFilled.NumberOfPorts = portsOfAdapter; }}};
+        mHbaapi.mPortAttributes.resize(portsOfAdapter);
+        mAdapter.NumberOfPorts = portsOfAdapter;
     }
 
     ~Scene()
@@ -96,7 +96,7 @@ Rows layerRows()
                 arScene.mPorts.reset(
                     arScene.mLayer.HA_GetAdapterPorts(7, &arScene.mAdapter, arScene.mNumPorts));
             },
-            [](Scene const& aScene) { EXPECT_EQ(aScene.mNumPorts, numPorts); }),
+            [](Scene const& aScene) { EXPECT_EQ(aScene.mNumPorts, portsOfAdapter); }),
     };
 }
 
@@ -108,27 +108,27 @@ INSTANTIATE_TEST_SUITE_P(Layer, HbaapiAllocations, testing::ValuesIn(layerRows()
 
 TEST_P(HbaapiAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
 
-LibraryHeap* gHeap = nullptr;
+LibraryHeap* gFailingHeap = nullptr;
 
 /// Makes what the library takes from the C heap fail.
 class HeapFailure
 {
 public:
-    HeapFailure(unsigned int aFirst, unsigned int aLast) : mBefore(gHeap->allocations())
+    HeapFailure(unsigned int aFirst, unsigned int aLast) : mBefore(gFailingHeap->allocations())
     {
         // The last may be the largest number, to which nothing can be added.
         unsigned int const beyond = std::numeric_limits<unsigned int>::max() - mBefore;
-        gHeap->failAllocations(aFirst != 0 ? mBefore + aFirst : 0, mBefore + std::min(aLast, beyond));
+        gFailingHeap->failAllocations(aFirst != 0 ? mBefore + aFirst : 0, mBefore + std::min(aLast, beyond));
     }
 
-    ~HeapFailure() { gHeap->failAllocations(0, 0); }
+    ~HeapFailure() { gFailingHeap->failAllocations(0, 0); }
 
     HeapFailure(HeapFailure const&) = delete;
     HeapFailure& operator=(HeapFailure const&) = delete;
 
-    unsigned int allocations() const { return gHeap->allocations() - mBefore; }
+    unsigned int allocations() const { return gFailingHeap->allocations() - mBefore; }
 
-    static long liveBlocks() { return gHeap->liveBlocks(); }
+    static long liveBlocks() { return gFailingHeap->liveBlocks(); }
 
 private:
     unsigned int mBefore;
@@ -178,9 +178,9 @@ Rows heapRows()
 class HbaapiHeapAllocations : public testing::TestWithParam<Operation>
 {
 protected:
-    HbaapiHeapAllocations() { gHeap = &mHeap; }
+    HbaapiHeapAllocations() { gFailingHeap = &mHeap; }
 
-    ~HbaapiHeapAllocations() override { gHeap = nullptr; }
+    ~HbaapiHeapAllocations() override { gFailingHeap = nullptr; }
 
     void SetUp() override
     {

@@ -25,7 +25,7 @@ namespace
 using Statuses = std::vector<HBA_STATUS>;
 
 constexpr HBA_STATUS ok = 0;
-constexpr HBA_STATUS notSupported = 2;
+constexpr HBA_STATUS statusNotSupported = 2;
 constexpr HBA_STATUS moreData = 7;
 constexpr HBA_STATUS checkCondition = 9;
 constexpr HBA_STATUS busy = 10;
@@ -51,9 +51,9 @@ std::ostream& operator<<(std::ostream& arOut, Course const& aCourse)
 }
 
 /// The layer over an HBA API with these answers.
-struct Scene
+struct AnsweredScene
 {
-    explicit Scene(Statuses const& aScript)
+    explicit AnsweredScene(Statuses const& aScript)
     {
         mHbaapi.mOnCall = logCall;
         mHbaapi.mLoadStatus = aScript.front();
@@ -77,7 +77,7 @@ struct Query
 {
     std::string mName;
     std::vector<Statuses> mBefore;  ///< what is answered before the status that is looked at
-    std::function<void(Scene&)> mRun;
+    std::function<void(AnsweredScene&)> mRun;
     std::function<Course(Statuses const&)> mExpect;
 };
 
@@ -85,7 +85,7 @@ std::ostream& operator<<(std::ostream& arOut, Query const& aQuery) { return arOu
 
 Course courseOf(Query const& aQuery, Statuses const& aScript)
 {
-    Scene scene(aScript);
+    AnsweredScene scene(aScript);
     std::string const outcome = outcomeOf([&] { aQuery.mRun(scene); });
     auto const& lines = scene.mLog.lines();
     auto const sleeps = std::count(lines.begin(), lines.end(), call("ClibSleepMS(1000)"));
@@ -93,20 +93,20 @@ Course courseOf(Query const& aQuery, Statuses const& aScript)
             static_cast<unsigned int>(sleeps)};
 }
 
-void load(Scene& arScene) { arScene.mLayer.HA_LoadHbaapi(); }
+void load(AnsweredScene& arScene) { arScene.mLayer.HA_LoadHbaapi(); }
 
-void getNames(Scene& arScene)
+void getNames(AnsweredScene& arScene)
 {
     QZCVector<QZCString> names;
     arScene.mLayer.HA_GetAdapterNames(4, names);
 }
 
-void getAttributes(Scene& arScene)
+void getAttributes(AnsweredScene& arScene)
 {
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(arScene.mLayer.HA_GetAdapterAttributes(7));
 }
 
-void getPorts(Scene& arScene)
+void getPorts(AnsweredScene& arScene)
 {
     HBA_ADAPTERATTRIBUTES adapter = {};
     adapter.NumberOfPorts = 4;
@@ -115,13 +115,13 @@ void getPorts(Scene& arScene)
         arScene.mLayer.HA_GetAdapterPorts(7, &adapter, numPorts));
 }
 
-void getMappings(Scene& arScene)
+void getMappings(AnsweredScene& arScene)
 {
     HBA_FCPTargetMapping* mapping = nullptr;
     std::free(arScene.mLayer.HA_GetTargetMappings(7, mapping));
 }
 
-void sendReportLuns(Scene& arScene)
+void sendReportLuns(AnsweredScene& arScene)
 {
     std::unique_ptr<void, decltype(&std::free)> const response(std::malloc(16), &std::free);
     void* buffer = response.get();
@@ -153,7 +153,7 @@ std::function<std::string(HBA_STATUS)> always(std::string aOutcome)
 
 std::string attributesFailure(HBA_STATUS aStatus)
 {
-    return aStatus == notSupported
+    return aStatus == statusNotSupported
                ? "QZCHbaapiEx 802: HBA_GetAdapterAttributes encounter non-supported Adapter"
                : "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed";
 }

@@ -20,6 +20,9 @@
 /// The lines that a function of the layer is expected to log.
 inline ExpectedLog logOf(char const* aFunction) { return ExpectedLog(aFunction, "HbaapiAbs"); }
 
+/// What memory of a caller holds where nobody has written.
+constexpr unsigned char untouched = 0x5a;
+
 /// The layer, whose calls of the HBA API show among the log lines in the order of events.
 class HbaapiLayer : public testing::Test
 {

@@ -29,7 +29,6 @@ using testing::IsEmpty;
 
 namespace
 {
-constexpr unsigned int allBitsSet = 4294967295u;
 
 using Entry = QZCPointer<QZCLatencyData>;
 using Buckets = std::array<unsigned int, QZCLatencyData::sgNumBuckets>;
@@ -123,7 +122,7 @@ std::vector<unsigned int> elementsOf(Bytes const& aEncoded)
     return elements;
 }
 
-ExpectedLog logOf(char const* aFunction) { return ExpectedLog(aFunction, ".//LatencyData"); }
+ExpectedLog latencyLog(char const* aFunction) { return ExpectedLog(aFunction, ".//LatencyData"); }
 
 TEST(LatencyDataConstruction, DummyHasAllBitsSetInItsFigures)
 {
@@ -221,7 +220,7 @@ TEST(LatencyDataConstruction, DummyIsTraced)
 {
     LogCapture log;
     QZCLatencyData const data(true);
-    ExpectedLog const expected = logOf("QZCLatencyData");
+    ExpectedLog const expected = latencyLog("QZCLatencyData");
     EXPECT_THAT(log.lines(),
                 ElementsAre(expected.entered(), expected.trace("Creating a dummy latency data entry "),
                             expected.left()));
@@ -231,7 +230,7 @@ TEST(LatencyDataConstruction, ZeroEntryIsTracedWithTwoBlanks)
 {
     LogCapture log;
     QZCLatencyData const data(false);
-    ExpectedLog const expected = logOf("QZCLatencyData");
+    ExpectedLog const expected = latencyLog("QZCLatencyData");
     EXPECT_THAT(log.lines(),
                 ElementsAre(expected.entered(), expected.trace("Creating a  zero latency data entry "),
                             expected.left()));
@@ -241,7 +240,7 @@ TEST(LatencyDataConstruction, DummyWithAScaleIsTracedAsWithout)
 {
     LogCapture log;
     QZCLatencyData const data(true, 1, 2, 3);
-    ExpectedLog const expected = logOf("QZCLatencyData");
+    ExpectedLog const expected = latencyLog("QZCLatencyData");
     EXPECT_THAT(log.lines(),
                 ElementsAre(expected.entered(), expected.trace("Creating a dummy latency data entry "),
                             expected.left()));
@@ -251,7 +250,7 @@ TEST(LatencyDataConstruction, ZeroEntryWithAScaleIsTracedAsWithout)
 {
     LogCapture log;
     QZCLatencyData const data(false, 1, 2, 3);
-    ExpectedLog const expected = logOf("QZCLatencyData");
+    ExpectedLog const expected = latencyLog("QZCLatencyData");
     EXPECT_THAT(log.lines(),
                 ElementsAre(expected.entered(), expected.trace("Creating a  zero latency data entry "),
                             expected.left()));
@@ -261,7 +260,7 @@ TEST(LatencyDataConstruction, FilledEntryTracesEnteringAndLeavingOnly)
 {
     LogCapture log;
     QZCLatencyData const data(1, 2, 3, 4, 5, 6, 7, nullptr, 0);
-    ExpectedLog const expected = logOf("QZCLatencyData");
+    ExpectedLog const expected = latencyLog("QZCLatencyData");
     EXPECT_THAT(log.lines(), ElementsAre(expected.entered(), expected.left()));
 }
 
@@ -377,7 +376,7 @@ TEST(LatencyDataEncoding, TracesEnteringAndLeaving)
     QZCEncodableOutStream out;
     LogCapture log;
     data.encode(out);
-    EXPECT_THAT(log.lines(), ElementsAre(logOf("encode").entered(), logOf("encode").left()));
+    EXPECT_THAT(log.lines(), ElementsAre(latencyLog("encode").entered(), latencyLog("encode").left()));
 }
 
 TEST(LatencyDataAggregation, WeighsTheMeansByTheCounts)
@@ -534,7 +533,7 @@ TEST(LatencyDataAggregation, TracesEnteringAndLeaving)
     Entry const other = entryOf({3, 20, 300});
     LogCapture log;
     one->aggregate(other);
-    EXPECT_THAT(log.lines(), ElementsAre(logOf("aggregate").entered(), logOf("aggregate").left()));
+    EXPECT_THAT(log.lines(), ElementsAre(latencyLog("aggregate").entered(), latencyLog("aggregate").left()));
 }
 
 TEST(LatencyDataAggregation, TracesLeavingAlsoWithATotalOfZero)
@@ -543,7 +542,7 @@ TEST(LatencyDataAggregation, TracesLeavingAlsoWithATotalOfZero)
     Entry const other = entryOf({0, 0, 0});
     LogCapture log;
     one->aggregate(other);
-    EXPECT_THAT(log.lines(), ElementsAre(logOf("aggregate").entered(), logOf("aggregate").left()));
+    EXPECT_THAT(log.lines(), ElementsAre(latencyLog("aggregate").entered(), latencyLog("aggregate").left()));
 }
 
 TEST(LatencyDataAggregationDeathTest, OfAnEmptyHandleEndsTheProcess)
@@ -556,7 +555,7 @@ TEST(LatencyDataAggregationDeathTest, OfAnEmptyHandleEndsTheProcess)
             one->aggregate(Entry());
         },
         ExitedWithCode(1),
-        onlyTheseLines({logOf("aggregate").entered(), pointer.assertion("0 != mPointer")}));
+        onlyTheseLines({latencyLog("aggregate").entered(), pointer.assertion("0 != mPointer")}));
 }
 
 /// Single-precision values done in whole numbers: mMantissa * 2^mExponent, the mantissa of 24 bits or 0.

@@ -20,7 +20,6 @@ using testing::ElementsAreArray;
 
 namespace
 {
-constexpr unsigned int allBitsSet = 4294967295u;
 
 using NameHandle = QZCPointer<QZCWorldWideName>;
 

@@ -22,7 +22,6 @@ using testing::ExitedWithCode;
 
 namespace
 {
-constexpr unsigned int allBitsSet = 4294967295u;
 constexpr unsigned int wideNumber = 4275878552u;  // 0xfedcba98
 constexpr std::uintptr_t wideAddress = ~std::uintptr_t{0x1234567};
 

@@ -22,9 +22,8 @@ using testing::IsEmpty;
 namespace
 {
 // The log has it "Failed"; the two texts have always differed by this letter.
-constexpr char failed[] = "QZCHbaapiEx 802: HBA_SendReportLUNs method failed";
+constexpr char lunsFailed[] = "QZCHbaapiEx 802: HBA_SendReportLUNs method failed";
 constexpr char withoutMemory[] = "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs";
-constexpr unsigned char untouched = 0x5a;
 constexpr HBA_WWN port = {{0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c}};
 
 using Blocks = FakeHbaapi::ReportLunsBlocks;
@@ -316,14 +315,14 @@ INSTANTIATE_TEST_SUITE_P(Any, ReportLunsTooLong,
 TEST_P(ReportLunsTooLong, ListIsRefused)
 {
     answerList(GetParam());
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), refusal(), mExpected.left()));
 }
 
 TEST_P(ReportLunsTooLong, ListIsRefusedWithMoreData)
 {
     answerList(GetParam(), HBA_STATUS_ERROR_MORE_DATA);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), refusal(), mExpected.left()));
 }
 
@@ -331,7 +330,7 @@ TEST_P(ReportLunsTooLong, ListIsRefusedBeforeItsPlaceIsMade)
 {
     void* const buffer = mBuffer;
     answerList(GetParam());
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_EQ(mBuffer, buffer);
     EXPECT_EQ(mSize, 16u);
     EXPECT_THAT(mHeap.calls(), IsEmpty());
@@ -341,7 +340,7 @@ TEST_P(ReportLunsTooLong, ListIsRefusedInALargerBuffer)
 {
     answerList(64);
     answerList(GetParam());
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(64), request(72), refusal(),
                                       mExpected.left()));
     EXPECT_EQ(mSize, 72u);
@@ -376,7 +375,7 @@ INSTANTIATE_TEST_SUITE_P(Each, ReportLunsTransient,
 TEST_P(ReportLunsTransient, IsGivenUpAfterFiveRequests)
 {
     answerTransient(5);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     // Without a wait between the requests, with the failure as a trace line and, deliberately, without
     // "Left".
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), request(16), request(16), request(16),
@@ -396,7 +395,7 @@ TEST_P(ReportLunsTransient, IsTriedAgainInTheSameBuffer)
 {
     void* const buffer = mBuffer;
     answerTransient(5);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_EQ(mBuffer, buffer);
     EXPECT_EQ(mSize, 16u);
 }
@@ -415,7 +414,7 @@ TEST_P(ReportLunsTransient, IsNotTriedAgainAfterFourOtherAttempts)
     // Requests that were repeated for another reason count too.
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 4);
     answerTransient(1);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_EQ(mHbaapi.calls().size(), 5u);
     EXPECT_EQ(events().back(), failure(GetParam().mName));
 }
@@ -424,7 +423,7 @@ TEST_P(ReportLunsTransient, IsNotTriedAgainAfterManyOtherAttempts)
 {
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 20);
     answerTransient(1);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_EQ(mHbaapi.calls().size(), 21u);
 }
 
@@ -432,7 +431,7 @@ TEST_P(ReportLunsTransient, IsGivenUpAfterALargerBufferAndFourMoreRequests)
 {
     answerList(64);
     answerTransient(4);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(64), request(72), request(72),
                                       request(72), request(72), failure(GetParam().mName)));
     EXPECT_EQ(mSize, 72u);
@@ -445,7 +444,7 @@ TEST_F(ReportLuns, CheckConditionsAndBusyAnswersCountTogether)
     {
         answer(status);
     }
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_EQ(mHbaapi.calls().size(), 5u);
     EXPECT_EQ(events().back(), failure("HBA_STATUS_SCSI_CHECK_CONDITION"));
 }
@@ -462,7 +461,7 @@ INSTANTIATE_TEST_SUITE_P(EachThatFailsAtOnce, ReportLunsStatus,
 TEST_P(ReportLunsStatus, IsNotTriedAgain)
 {
     answer(GetParam().mStatus);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     // No "Left", and no error line: see IsGivenUpAfterFiveRequests.
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), failure(GetParam().mName)));
 }
@@ -472,7 +471,7 @@ TEST_P(ReportLunsStatus, IsNotTriedAgainAfterOtherAnswers)
     answer(HBA_STATUS_ERROR_BUSY);
     answerList(8, HBA_STATUS_ERROR_MORE_DATA);
     answer(GetParam().mStatus);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), request(16), listOf(8), request(16),
                                       failure(GetParam().mName)));
 }
@@ -481,7 +480,7 @@ TEST_P(ReportLunsStatus, LeavesTheCallersBuffer)
 {
     void* const buffer = mBuffer;
     answer(GetParam().mStatus);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_EQ(mBuffer, buffer);
     EXPECT_EQ(mSize, 16u);
 }
@@ -490,7 +489,7 @@ TEST_P(ReportLunsStatus, LeavesTheLargerBufferWithItsSize)
 {
     answerList(64);
     answer(GetParam().mStatus);
-    EXPECT_EQ(send(), failed);
+    EXPECT_EQ(send(), lunsFailed);
     EXPECT_EQ(mSize, 72u);
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
 }

@@ -30,7 +30,7 @@ std::string decodeInto(QZCScopeEvent& arEvent, Bytes const& aBytes)
     return outcomeOf([&] { arEvent.decode(in); });
 }
 
-QZCScopeEvent eventOf(unsigned int aCategory, unsigned int aSubcategory)
+QZCScopeEvent eventFrom(unsigned int aCategory, unsigned int aSubcategory)
 {
     QZCEncodableOutStream out;
     out << aCategory << aSubcategory;
@@ -45,13 +45,13 @@ TEST(ScopeEvent, IsZeroByDefault) { EXPECT_THAT(numbersOf(QZCScopeEvent()), Elem
 
 TEST(ScopeEvent, DefaultOnesAreEqual) { EXPECT_TRUE(QZCScopeEvent() == QZCScopeEvent()); }
 
-TEST(ScopeEvent, EqualsOneOfTheSameNumbers) { EXPECT_TRUE(eventOf(3, 200) == eventOf(3, 200)); }
+TEST(ScopeEvent, EqualsOneOfTheSameNumbers) { EXPECT_TRUE(eventFrom(3, 200) == eventFrom(3, 200)); }
 
-TEST(ScopeEvent, DiffersByTheSubcategoryAlone) { EXPECT_FALSE(eventOf(3, 200) == eventOf(3, 201)); }
+TEST(ScopeEvent, DiffersByTheSubcategoryAlone) { EXPECT_FALSE(eventFrom(3, 200) == eventFrom(3, 201)); }
 
-TEST(ScopeEvent, DiffersByTheCategoryAlone) { EXPECT_FALSE(eventOf(3, 200) == eventOf(4, 200)); }
+TEST(ScopeEvent, DiffersByTheCategoryAlone) { EXPECT_FALSE(eventFrom(3, 200) == eventFrom(4, 200)); }
 
-TEST(ScopeEvent, DiffersFromTheOneWithTheNumbersSwapped) { EXPECT_FALSE(eventOf(3, 4) == eventOf(4, 3)); }
+TEST(ScopeEvent, DiffersFromTheOneWithTheNumbersSwapped) { EXPECT_FALSE(eventFrom(3, 4) == eventFrom(4, 3)); }
 
 TEST(ScopeEvent, DefaultIsEncodedAsTwoZeroElements)
 {
@@ -60,13 +60,13 @@ TEST(ScopeEvent, DefaultIsEncodedAsTwoZeroElements)
 
 TEST(ScopeEvent, IsEncodedCategoryFirst)
 {
-    EXPECT_THAT(encodedFormOf(eventOf(1, 2)), ElementsAre(0x01, 0x02));
+    EXPECT_THAT(encodedFormOf(eventFrom(1, 2)), ElementsAre(0x01, 0x02));
 }
 
 TEST(ScopeEvent, NumbersFromTwentyFourTakeTwoBytes)
 {
-    EXPECT_THAT(encodedFormOf(eventOf(23, 24)), ElementsAre(0x17, 0x18, 0x18));
-    EXPECT_THAT(encodedFormOf(eventOf(255, 23)), ElementsAre(0x18, 0xff, 0x17));
+    EXPECT_THAT(encodedFormOf(eventFrom(23, 24)), ElementsAre(0x17, 0x18, 0x18));
+    EXPECT_THAT(encodedFormOf(eventFrom(255, 23)), ElementsAre(0x18, 0xff, 0x17));
 }
 
 TEST(ScopeEvent, IsDecodedCategoryFirst)
@@ -78,7 +78,7 @@ TEST(ScopeEvent, IsDecodedCategoryFirst)
 
 TEST(ScopeEvent, DecodingReplacesWhatTheEventWas)
 {
-    QZCScopeEvent event = eventOf(3, 200);
+    QZCScopeEvent event = eventFrom(3, 200);
     EXPECT_EQ(decodeInto(event, {0x05, 0x06}), done);
     EXPECT_THAT(numbersOf(event), ElementsAre(5, 6));
 }
@@ -87,7 +87,7 @@ TEST(ScopeEvent, EveryPairComesBackEqualAndWhole)
 {
     for (unsigned int pair = 0; pair < 65536; ++pair)
     {
-        QZCScopeEvent const event = eventOf(pair >> 8, pair & 0xff);
+        QZCScopeEvent const event = eventFrom(pair >> 8, pair & 0xff);
         Bytes const encoded = encodedFormOf(event);
         QZCScopeEvent decoded;
         ASSERT_EQ(decodeInto(decoded, encoded), done) << "pair " << pair;
@@ -108,27 +108,27 @@ TEST(ScopeEvent, EncodingAppendsToWhatTheStreamHolds)
 {
     QZCEncodableOutStream out;
     out << true;
-    eventOf(1, 2).encode(out);
+    eventFrom(1, 2).encode(out);
     EXPECT_THAT(bytesOf(out.getEncoded()), ElementsAre(0xf5, 0x01, 0x02));
 }
 
 TEST(ScopeEvent, EmptyInputIsRefusedAndChangesNothing)
 {
-    QZCScopeEvent event = eventOf(3, 200);
+    QZCScopeEvent event = eventFrom(3, 200);
     EXPECT_THAT(decodeInto(event, {}), StartsWith("QZCEncodingEx 100: at byte 0"));
     EXPECT_THAT(numbersOf(event), ElementsAre(3, 200));
 }
 
 TEST(ScopeEvent, InputThatEndsAfterTheCategoryHasAlreadyChangedIt)
 {
-    QZCScopeEvent event = eventOf(3, 200);
+    QZCScopeEvent event = eventFrom(3, 200);
     EXPECT_THAT(decodeInto(event, {0x05}), StartsWith("QZCEncodingEx 100: at byte 1"));
     EXPECT_THAT(numbersOf(event), ElementsAre(5, 200));
 }
 
 TEST(ScopeEvent, NumberAboveAByteIsRefused)
 {
-    QZCScopeEvent event = eventOf(3, 200);
+    QZCScopeEvent event = eventFrom(3, 200);
     EXPECT_THAT(decodeInto(event, {0x19, 0x01, 0x00, 0x01}), StartsWith("QZCEncodingEx 100: at byte 0"));
     EXPECT_THAT(numbersOf(event), ElementsAre(3, 200));
 }
@@ -137,7 +137,7 @@ TEST(ScopeEvent, WritesNoLogLines)
 {
     LogCapture log;
     {
-        QZCScopeEvent event = eventOf(3, 200);
+        QZCScopeEvent event = eventFrom(3, 200);
         encodedFormOf(event);
         numbersOf(event);
         decodeInto(event, {0x05});
@@ -164,7 +164,7 @@ TEST(ScopeEvent, HasTheDestructorsInItsTable)
 
 TEST(ScopeEvent, HasTheTwoNumbersRightBehindTheTable)
 {
-    QZCScopeEvent const event = eventOf(3, 200);
+    QZCScopeEvent const event = eventFrom(3, 200);
     unsigned char const* const fields = reinterpret_cast<unsigned char const*>(&event) + sizeof(void*);
     EXPECT_EQ(fields[0], 3);
     EXPECT_EQ(fields[1], 200);

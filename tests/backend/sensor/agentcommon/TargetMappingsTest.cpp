@@ -30,12 +30,11 @@ void ClibSleepMS(unsigned long aMilliseconds)
 
 namespace
 {
-constexpr char failed[] = "QZCHbaapiEx 802: HBA_GetFcpTargetMapping method failed";
-constexpr unsigned char untouched = 0x5a;
+constexpr char mappingsFailed[] = "QZCHbaapiEx 802: HBA_GetFcpTargetMapping method failed";
 
 using Lines = std::vector<LogLine>;
 
-Lines joined(std::initializer_list<Lines> aParts)
+Lines joinedLines(std::initializer_list<Lines> aParts)
 {
     Lines lines;
     for (Lines const& part : aParts)
@@ -139,7 +138,7 @@ protected:
     /// What one request logs that is answered with BUSY, and the waiting.
     static Lines busy(unsigned int aNumEntries)
     {
-        return joined({request(aNumEntries, "HBA_STATUS_ERROR_BUSY"), {call("ClibSleepMS(1000)")}});
+        return joinedLines({request(aNumEntries, "HBA_STATUS_ERROR_BUSY"), {call("ClibSleepMS(1000)")}});
     }
 
     /// What the query logs at its end when it fails.
@@ -163,7 +162,7 @@ TEST_F(TargetMappings, WithoutABlockAreAskedForIn256Entries)
 {
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
-    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, request(256, "HBA_STATUS_OK"), mLeft})));
+    EXPECT_THAT(events(), ElementsAreArray(joinedLines({mEntered, request(256, "HBA_STATUS_OK"), mLeft})));
 }
 
 TEST_F(TargetMappings, AreReturnedAndKeptInThePointer)
@@ -218,7 +217,8 @@ TEST_F(TargetMappings, InABlockOfTheCallersAreAskedForWithoutAllocating)
     passBlock(2);
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
-    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, requestInBlock(2, "HBA_STATUS_OK"), mLeft})));
+    EXPECT_THAT(events(),
+                ElementsAreArray(joinedLines({mEntered, requestInBlock(2, "HBA_STATUS_OK"), mLeft})));
 }
 
 TEST_F(TargetMappings, BlockOfTheCallersIsUsedAsItStands)
@@ -245,8 +245,9 @@ TEST_F(TargetMappings, MoreOfThemAreAskedForInAsManyEntriesAsItTakes)
     answerMoreData(300);
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
-    EXPECT_THAT(events(),
-                ElementsAreArray(joined({mEntered, moreWanted(256), request(300, "HBA_STATUS_OK"), mLeft})));
+    EXPECT_THAT(
+        events(),
+        ElementsAreArray(joinedLines({mEntered, moreWanted(256), request(300, "HBA_STATUS_OK"), mLeft})));
 }
 
 TEST_F(TargetMappings, MoreOfThemAreAskedForInANewBlockOfZeros)
@@ -270,8 +271,9 @@ TEST_F(TargetMappings, MoreOfThemThanTheCallersBlockHoldsTakeANewOne)
     answerMoreData(3);
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
-    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, requestInBlock(2, "HBA_STATUS_ERROR_MORE_DATA"),
-                                                   request(3, "HBA_STATUS_OK"), mLeft})));
+    EXPECT_THAT(events(),
+                ElementsAreArray(joinedLines({mEntered, requestInBlock(2, "HBA_STATUS_ERROR_MORE_DATA"),
+                                              request(3, "HBA_STATUS_OK"), mLeft})));
     EXPECT_THAT(entriesOf(*mMapping), Each(0));
 }
 
@@ -305,7 +307,7 @@ TEST_F(TargetMappings, OfABusyAdapterAreAskedForAgainAfterASecond)
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
     EXPECT_THAT(events(),
-                ElementsAreArray(joined({mEntered, busy(256), request(256, "HBA_STATUS_OK"), mLeft})));
+                ElementsAreArray(joinedLines({mEntered, busy(256), request(256, "HBA_STATUS_OK"), mLeft})));
 }
 
 TEST_F(TargetMappings, OfAnAdapterThatIsBusyFourTimesAreHad)
@@ -313,9 +315,8 @@ TEST_F(TargetMappings, OfAnAdapterThatIsBusyFourTimesAreHad)
     answer(HBA_STATUS_ERROR_BUSY, 4);
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
-    EXPECT_THAT(
-        events(),
-        ElementsAreArray(joined({mEntered, repeated(4, busy(256)), request(256, "HBA_STATUS_OK"), mLeft})));
+    EXPECT_THAT(events(), ElementsAreArray(joinedLines(
+                              {mEntered, repeated(4, busy(256)), request(256, "HBA_STATUS_OK"), mLeft})));
     EXPECT_EQ(mReturned, mMapping);
 }
 
@@ -323,10 +324,9 @@ TEST_F(TargetMappings, OfAnAdapterThatIsBusyFiveTimesAreGivenUpAfterWaitingOnceM
 {
     // Every busy answer is waited out, the fifth too, after which there is no request any more.
     answer(HBA_STATUS_ERROR_BUSY, 5);
-    EXPECT_EQ(fetch(), failed);
-    EXPECT_THAT(
-        events(),
-        ElementsAreArray(joined({mEntered, repeated(5, busy(256)), failure(256, "HBA_STATUS_ERROR_BUSY")})));
+    EXPECT_EQ(fetch(), mappingsFailed);
+    EXPECT_THAT(events(), ElementsAreArray(joinedLines(
+                              {mEntered, repeated(5, busy(256)), failure(256, "HBA_STATUS_ERROR_BUSY")})));
     EXPECT_EQ(mMapping, nullptr);
 }
 
@@ -360,11 +360,11 @@ TEST_F(TargetMappings, AskingForMoreDoesNotMakeUpForBusyAnswers)
         answerMoreData(300 + i);
         answer(HBA_STATUS_ERROR_BUSY);
     }
-    EXPECT_EQ(fetch(), failed);
-    EXPECT_THAT(events(), ElementsAreArray(
-                              joined({mEntered, moreWanted(256), busy(300), moreWanted(300), busy(301),
-                                      moreWanted(301), busy(302), moreWanted(302), busy(303), moreWanted(303),
-                                      busy(304), failure(304, "HBA_STATUS_ERROR_BUSY")})));
+    EXPECT_EQ(fetch(), mappingsFailed);
+    EXPECT_THAT(events(), ElementsAreArray(joinedLines({mEntered, moreWanted(256), busy(300), moreWanted(300),
+                                                        busy(301), moreWanted(301), busy(302),
+                                                        moreWanted(302), busy(303), moreWanted(303),
+                                                        busy(304), failure(304, "HBA_STATUS_ERROR_BUSY")})));
 }
 
 TEST_F(TargetMappings, AskingForMoreIsNotCountedAsBusy)
@@ -384,7 +384,7 @@ class TargetMappingsStatus : public TargetMappings, public testing::WithParamInt
 protected:
     Lines finalRequest(unsigned int aNumEntries) const
     {
-        return joined({request(aNumEntries, GetParam().mName), failure(aNumEntries, GetParam().mName)});
+        return joinedLines({request(aNumEntries, GetParam().mName), failure(aNumEntries, GetParam().mName)});
     }
 };
 
@@ -394,8 +394,8 @@ INSTANTIATE_TEST_SUITE_P(EachThatEndsTheQuery, TargetMappingsStatus,
 TEST_P(TargetMappingsStatus, IsNotTriedAgain)
 {
     answer(GetParam().mStatus);
-    EXPECT_EQ(fetch(), failed);
-    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, finalRequest(256)})));
+    EXPECT_EQ(fetch(), mappingsFailed);
+    EXPECT_THAT(events(), ElementsAreArray(joinedLines({mEntered, finalRequest(256)})));
     EXPECT_EQ(mMapping, nullptr);
 }
 
@@ -403,8 +403,8 @@ TEST_P(TargetMappingsStatus, IsNotTriedAgainAfterMoreWereAskedFor)
 {
     answerMoreData(300);
     answer(GetParam().mStatus);
-    EXPECT_EQ(fetch(), failed);
-    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, moreWanted(256), finalRequest(300)})));
+    EXPECT_EQ(fetch(), mappingsFailed);
+    EXPECT_THAT(events(), ElementsAreArray(joinedLines({mEntered, moreWanted(256), finalRequest(300)})));
     EXPECT_EQ(mMapping, nullptr);
 }
 
@@ -412,8 +412,8 @@ TEST_P(TargetMappingsStatus, IsNotTriedAgainAfterABusyAnswer)
 {
     answer(HBA_STATUS_ERROR_BUSY);
     answer(GetParam().mStatus);
-    EXPECT_EQ(fetch(), failed);
-    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, busy(256), finalRequest(256)})));
+    EXPECT_EQ(fetch(), mappingsFailed);
+    EXPECT_THAT(events(), ElementsAreArray(joinedLines({mEntered, busy(256), finalRequest(256)})));
     EXPECT_EQ(mMapping, nullptr);
 }
 
@@ -421,9 +421,9 @@ TEST_P(TargetMappingsStatus, TakesTheBlockOfTheCallersAway)
 {
     passBlock(2);
     answer(GetParam().mStatus);
-    EXPECT_EQ(fetch(), failed);
-    EXPECT_THAT(events(), ElementsAreArray(joined({mEntered, requestInBlock(2, GetParam().mName),
-                                                   failure(2, GetParam().mName)})));
+    EXPECT_EQ(fetch(), mappingsFailed);
+    EXPECT_THAT(events(), ElementsAreArray(joinedLines({mEntered, requestInBlock(2, GetParam().mName),
+                                                        failure(2, GetParam().mName)})));
     EXPECT_EQ(mMapping, nullptr);
 }
 
@@ -438,9 +438,9 @@ TEST_F(TargetMappingsDeathTest, BlockWithoutEntriesEndsTheProcess)
             fetch();
         },
         ExitedWithCode(1),
-        onlyTheseLines(joined({mEntered,
-                               {logOf("__sGetTargetMappings").entered(),
-                                logOf("__sGetTargetMappings").assertion("acNumEntries > 0")}})));
+        onlyTheseLines(joinedLines({mEntered,
+                                    {logOf("__sGetTargetMappings").entered(),
+                                     logOf("__sGetTargetMappings").assertion("acNumEntries > 0")}})));
 }
 
 TEST_F(TargetMappingsDeathTest, MoreThatIsOneEntryOrNoneEndsTheProcess)
@@ -454,8 +454,8 @@ TEST_F(TargetMappingsDeathTest, MoreThatIsOneEntryOrNoneEndsTheProcess)
                 fetch();
             },
             ExitedWithCode(1),
-            onlyTheseLines(
-                joined({mEntered, moreWanted(256), {mExpected.assertion("arMapping->NumberOfEntries > 1")}})))
+            onlyTheseLines(joinedLines(
+                {mEntered, moreWanted(256), {mExpected.assertion("arMapping->NumberOfEntries > 1")}})))
             << numEntries << " entries";
         mHbaapi.mTargetMappings.clear();
     }
@@ -489,7 +489,7 @@ TEST_F(TargetMappingsHeap, EveryBlockIsFreedOnceByAFailure)
 {
     answerMoreData(300);
     answer(HBA_STATUS_ERROR);
-    EXPECT_EQ(fetch(), failed);
+    EXPECT_EQ(fetch(), mappingsFailed);
     EXPECT_THAT(mHeap.calls(), ElementsAre(allocateFor(256), freeFor(256), allocateFor(300), freeFor(300)));
 }
 
@@ -497,7 +497,7 @@ TEST_F(TargetMappingsHeap, EveryBlockOfABusyAdapterIsFreedOnce)
 {
     passBlock(2);
     answer(HBA_STATUS_ERROR_BUSY, 5);
-    EXPECT_EQ(fetch(), failed);
+    EXPECT_EQ(fetch(), mappingsFailed);
     EXPECT_THAT(mHeap.calls(),
                 ElementsAre("free(the caller's)", allocateFor(2), freeFor(2), allocateFor(2), freeFor(2),
                             allocateFor(2), freeFor(2), allocateFor(2), freeFor(2)));
@@ -509,7 +509,7 @@ TEST_F(TargetMappingsHeap, MemoryThatIsMissingIsReportedWithoutAWord)
     EXPECT_EQ(fetch(), outOfMemory);
     ExpectedLog const step = logOf("__sGetTargetMappings");
     EXPECT_THAT(events(),
-                ElementsAreArray(joined(
+                ElementsAreArray(joinedLines(
                     {mEntered, {step.entered(), step.trace("Allocating memory for target mappings")}})));
     EXPECT_EQ(mMapping, nullptr);
 }

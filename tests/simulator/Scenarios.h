@@ -1,0 +1,25 @@
+/// @file
+/// Texts of scenarios, and what is read from them.
+#pragma once
+
+#include <string>
+
+#include "simulator/Scenario.h"
+#include "simulator/ScenarioReader.h"
+#include "tests/simulator/ScratchFolder.h"
+
+constexpr char const* oneBoard =
+    "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
+    "second_wwn = \"10:00:00:00:00:00:00:01\"\n";
+
+/// Of an adapter.
+constexpr char const* onePort = "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n";
+
+/// Of a port of an adapter.
+constexpr char const* oneRemotePort = "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n";
+
+inline qzsim::Scenario scenarioOf(std::string const& aText)
+{
+    ScratchFolder const folder;
+    return qzsim::readScenario(folder.write("scenario.toml", aText));
+}
