@@ -39,6 +39,8 @@ class OneArray : public OpenAdapterRoad
 };
 class ManyMappings : public OpenAdapterRoad
 {
+protected:
+    ManyMappings() { gRooms.clear(); }
 };
 class LunLists : public OpenAdapterRoad
 {
