@@ -12,6 +12,17 @@ if(QZ_SANITIZE)
   target_link_options(qz_options INTERFACE -fsanitize=${QZ_SANITIZE})
 endif()
 
+# With clang++ too, the address sanitizer's runtime is a library of its own, as a library of ours may be preloaded into
+# a program that has none. The types of functions are not compared: for two libraries, they are never the same.
+if(QZ_SANITIZE MATCHES "^address" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  execute_process(
+    COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so
+    OUTPUT_VARIABLE runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+  cmake_path(GET runtime PARENT_PATH runtime_folder)
+  target_compile_options(qz_options INTERFACE -fno-sanitize=function)
+  target_link_options(qz_options INTERFACE -shared-libasan -Wl,-rpath,${runtime_folder})
+endif()
+
 if(QZ_COVERAGE)
   target_compile_options(qz_options INTERFACE --coverage -fprofile-update=atomic)
   # What gcov adds to a library is not the library's to export.
