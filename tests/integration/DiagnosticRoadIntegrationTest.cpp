@@ -22,8 +22,8 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
 #include "tests/backend/sensor/agentcommon/Records.h"
-#include "tests/simulator/ScratchFolder.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/ScratchFolder.h"
 #include "tools/qzagent/CaptureWriter.h"
 #include "tools/qzagent/EventQueue.h"
 

@@ -16,7 +16,7 @@
 #include "simulator/Wwn.h"
 #include "simulator/include/QzEvent.h"
 #include "tests/simulator/EventLog.h"
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 constexpr char const* firstPort = "10:00:00:00:00:00:00:01";
 constexpr char const* otherPort = "10:00:00:00:00:00:00:02";

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/simulator/Qzsim.h"
-#include "tests/simulator/ScratchFolder.h"
 #include "tests/support/Process.h"
+#include "tests/support/ScratchFolder.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;

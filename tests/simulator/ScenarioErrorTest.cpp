@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/simulator/ScenarioErrors.h"
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace
 {

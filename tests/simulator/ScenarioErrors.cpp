@@ -4,7 +4,7 @@
 
 #include "simulator/ScenarioError.h"
 #include "simulator/ScenarioReader.h"
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace
 {

@@ -11,7 +11,7 @@
 #include "simulator/ScenarioReader.h"
 #include "simulator/Wwn.h"
 #include "tests/simulator/Scenarios.h"
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 using qzsim::Adapter;
 using qzsim::LunAddressing;

@@ -8,7 +8,7 @@
 #include "simulator/ScenarioReader.h"
 #include "simulator/Statuses.h"
 #include "tests/simulator/Scenarios.h"
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 using qzsim::Adapter;
 using qzsim::Call;

@@ -6,7 +6,7 @@
 
 #include "simulator/Scenario.h"
 #include "simulator/ScenarioReader.h"
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 constexpr char const* oneBoard =
     "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"

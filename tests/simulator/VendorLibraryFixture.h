@@ -13,7 +13,7 @@
 #include <hbaapi.h>
 #include <vendorhbaapi.h>
 
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 constexpr char const* twoAdapters =
     "[[adapter]]\nname = \"example-fc-0\"\n[[adapter]]\nname = \"example-fc-1\"\n";

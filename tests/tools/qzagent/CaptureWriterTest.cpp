@@ -7,8 +7,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "tests/simulator/ScratchFolder.h"
 #include "tests/support/FreshProcess.h"
+#include "tests/support/ScratchFolder.h"
 #include "tools/qzagent/CaptureWriter.h"
 
 using qzagent::CaptureWriteError;

@@ -11,8 +11,8 @@
 
 #include "backend/common/include/EncodableStream.h"
 #include "tests/backend/common/Bytes.h"
-#include "tests/simulator/ScratchFolder.h"
 #include "tests/support/Process.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
 
 using testing::AllOf;

@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/simulator/ScratchFolder.h"
 #include "tests/support/Process.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace fs = std::filesystem;
 using testing::ElementsAreArray;

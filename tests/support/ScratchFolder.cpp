@@ -1,4 +1,4 @@
-#include "tests/simulator/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -7,7 +7,7 @@
 
 ScratchFolder::ScratchFolder()
 {
-    std::string name = std::filesystem::temp_directory_path() / "qzsim-test-XXXXXX";
+    std::string name = std::filesystem::temp_directory_path() / "qz-test-XXXXXX";
     if (::mkdtemp(name.data()) == nullptr)
     {
         throw std::system_error(errno, std::generic_category(), name);
