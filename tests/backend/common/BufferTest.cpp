@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "backend/common/include/Buffer.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/support/AllocationFailure.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/VirtualSlots.h"
 
 using testing::ElementsAre;

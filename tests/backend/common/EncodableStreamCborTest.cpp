@@ -11,9 +11,9 @@
 #include <gtest/gtest.h>
 
 #include "backend/common/include/EncodableStream.h"
-#include "tests/backend/common/Bytes.h"
 #include "tests/backend/common/RandomElements.h"
 #include "tests/backend/common/Streams.h"
+#include "tests/support/Bytes.h"
 
 namespace
 {

@@ -17,10 +17,10 @@
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/LocalBuffer.h"
 #include "backend/common/include/Pointer.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/common/Streams.h"
 #include "tests/support/AllocationFailure.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
 
 using testing::ElementsAre;
 

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "backend/common/include/Exception.h"
-#include "tests/backend/common/Outcome.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/VirtualSlots.h"
 
 using testing::ElementsAre;

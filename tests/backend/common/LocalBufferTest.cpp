@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "backend/common/include/LocalBuffer.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/VirtualSlots.h"
 
 using testing::AnyOf;

@@ -5,9 +5,9 @@
 
 #include "backend/common/include/Pointer.h"
 #include "backend/common/include/QZString.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 
 using testing::ExitedWithCode;
 using testing::IsEmpty;

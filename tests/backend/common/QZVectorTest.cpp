@@ -7,9 +7,9 @@
 
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 
 using testing::ElementsAre;
 using testing::ExitedWithCode;

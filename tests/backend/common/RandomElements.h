@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "backend/common/include/EncodableStream.h"
-#include "tests/backend/common/Bytes.h"
 #include "tests/backend/common/Streams.h"
+#include "tests/support/Bytes.h"
 
 /// One element of a stream.
 using Element = std::variant<bool, unsigned char, unsigned int, Bytes>;

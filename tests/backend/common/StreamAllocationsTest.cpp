@@ -12,9 +12,9 @@
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/LocalBuffer.h"
 #include "backend/common/include/Pointer.h"
-#include "tests/backend/common/AllocationTable.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
+#include "tests/support/AllocationTable.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
 
 namespace
 {

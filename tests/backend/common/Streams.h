@@ -8,7 +8,7 @@
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/LocalBuffer.h"
 #include "backend/common/include/Pointer.h"
-#include "tests/backend/common/Bytes.h"
+#include "tests/support/Bytes.h"
 
 using BufferHandle = QZCPointer<QZCBuffer>;
 

@@ -16,9 +16,9 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
-#include "tests/backend/common/AllocationTable.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
+#include "tests/support/AllocationTable.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
 
 namespace
 {

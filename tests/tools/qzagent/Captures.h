@@ -5,8 +5,8 @@
 #include <string>
 
 #include "backend/sensor/agentcommon/include/ScopeData.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Records.h"
 
 /// An encoded record of event 3 and 7 without names and payload.
 inline std::string plainRecord()

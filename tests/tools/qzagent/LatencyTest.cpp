@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/common/include/EncodableStream.h"
-#include "tests/backend/common/Bytes.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"

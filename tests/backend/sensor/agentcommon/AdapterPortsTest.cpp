@@ -8,10 +8,10 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;

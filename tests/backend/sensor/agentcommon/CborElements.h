@@ -10,7 +10,7 @@
 #include <cbor.h>
 #include <gtest/gtest.h>
 
-#include "tests/backend/common/Bytes.h"
+#include "tests/support/Bytes.h"
 
 inline void releaseItem(cbor_item_t* aItem) { cbor_decref(&aItem); }
 

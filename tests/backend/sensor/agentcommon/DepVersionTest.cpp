@@ -12,9 +12,9 @@
 
 #include "backend/common/include/QZString.h"
 #include "backend/sensor/agentcommon/include/DepVersion.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/VirtualSlots.h"
 
 using testing::Each;

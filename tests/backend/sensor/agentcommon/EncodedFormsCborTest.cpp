@@ -4,10 +4,10 @@
 
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Bytes.h"
 #include "tests/backend/sensor/agentcommon/CborElements.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Records.h"
 
 using testing::ElementsAre;
 

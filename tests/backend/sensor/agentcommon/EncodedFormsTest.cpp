@@ -10,9 +10,9 @@
 
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Records.h"
 #include "tools/qzagent/HexText.h"
 
 using testing::SizeIs;

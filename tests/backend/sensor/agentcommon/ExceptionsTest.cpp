@@ -10,7 +10,7 @@
 
 #include "backend/common/include/Exception.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
-#include "tests/backend/common/Outcome.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/VirtualSlots.h"
 
 using testing::Each;

@@ -10,11 +10,11 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/FakeHbaapi.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/VirtualSlots.h"
 
 using testing::ElementsAre;

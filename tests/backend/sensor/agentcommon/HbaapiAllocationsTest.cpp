@@ -13,10 +13,10 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
-#include "tests/backend/common/AllocationTable.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/LibraryHeap.h"
+#include "tests/support/AllocationTable.h"
 #include "tests/support/FakeHbaapi.h"
+#include "tests/support/Outcome.h"
 
 namespace
 {

@@ -15,10 +15,10 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/support/CallLog.h"
 #include "tests/support/FakeHbaapi.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 
 namespace
 {

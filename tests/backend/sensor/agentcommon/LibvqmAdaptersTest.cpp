@@ -7,13 +7,13 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
 #include "tests/backend/sensor/agentcommon/LibvqmUses.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;

@@ -11,11 +11,11 @@
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/AllocationTable.h"
-#include "tests/backend/common/Outcome.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/support/AllocationTable.h"
 #include "tests/support/FakeVqm.h"
 #include "tests/support/FreshProcess.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 namespace
 {

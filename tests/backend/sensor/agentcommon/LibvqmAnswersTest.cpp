@@ -8,10 +8,10 @@
 
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/support/FreshProcess.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 using testing::Contains;
 using testing::ElementsAreArray;

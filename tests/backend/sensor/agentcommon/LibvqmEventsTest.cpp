@@ -10,11 +10,11 @@
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 using testing::Each;
 using testing::ElementsAreArray;

@@ -12,8 +12,8 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Outcome.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 /// Made once, so that its log lines do not come between those of an operation that takes it.
 inline QZCPointer<QZCWorldWideName> const& somePort()

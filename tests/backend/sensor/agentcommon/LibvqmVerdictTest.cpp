@@ -8,11 +8,11 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/DepVersion.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 
 using testing::ElementsAreArray;
 using testing::IsEmpty;

@@ -9,9 +9,9 @@
 #include <gtest/gtest.h>
 
 #include "backend/common/include/EncodableStream.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Records.h"
 
 // What is lost when an allocation of these fails, see Operation. A short text is a string and its count; a
 // long one has characters of its own besides.

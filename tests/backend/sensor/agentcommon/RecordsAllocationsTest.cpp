@@ -13,12 +13,12 @@
 #include "backend/sensor/agentcommon/include/DepVersion.h"
 #include "backend/sensor/agentcommon/include/LatencyData.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/AllocationTable.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/RecordMaking.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/AllocationTable.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 namespace
 {

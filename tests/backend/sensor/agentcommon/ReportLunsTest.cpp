@@ -9,11 +9,11 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
 #include "tests/backend/sensor/agentcommon/LibraryHeap.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 
 using testing::Each;
 using testing::ElementsAre;

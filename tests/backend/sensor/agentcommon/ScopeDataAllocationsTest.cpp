@@ -9,12 +9,12 @@
 #include "backend/common/include/EncodableStream.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
-#include "tests/backend/common/AllocationTable.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/RecordMaking.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/AllocationTable.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 namespace
 {

@@ -9,11 +9,11 @@
 
 #include "backend/common/include/EncodableStream.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
 #include "tests/support/AllocationFailure.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 using testing::AnyOf;
 using testing::StartsWith;

@@ -7,12 +7,12 @@
 
 #include "backend/common/include/EncodableStream.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataFields.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
 #include "tests/support/AllocationFailure.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 
 using testing::ElementsAre;
 using testing::StartsWith;

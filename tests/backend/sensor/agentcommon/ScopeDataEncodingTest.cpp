@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "backend/sensor/agentcommon/include/ScopeData.h"
-#include "tests/backend/common/Bytes.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/LogCapture.h"
 
 using testing::ElementsAre;

@@ -12,10 +12,10 @@
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 using EventHandle = QZCPointer<QZCScopeEvent>;
 using NameHandle = QZCPointer<QZCWorldWideName>;

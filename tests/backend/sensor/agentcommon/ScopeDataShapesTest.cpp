@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 
 #include "backend/sensor/agentcommon/include/ScopeData.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Outcome.h"
 
 using testing::StartsWith;
 

@@ -12,13 +12,13 @@
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataFields.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
 #include "tests/support/AllocationFailure.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 
 using testing::ElementsAre;
 using testing::ExitedWithCode;

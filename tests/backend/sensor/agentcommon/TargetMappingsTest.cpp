@@ -12,10 +12,10 @@
 #include <hbaapi.h>
 
 #include "backend/common/include/Clib.h"
-#include "tests/backend/common/Outcome.h"
 #include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
 #include "tests/backend/sensor/agentcommon/LibraryHeap.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
 
 using testing::Each;
 using testing::ElementsAre;

@@ -16,11 +16,11 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/common/include/QZString.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Bytes.h"
-#include "tests/backend/common/Outcome.h"
-#include "tests/backend/sensor/agentcommon/Records.h"
 #include "tests/support/AllocationFailure.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
+#include "tests/support/Records.h"
 #include "tests/support/VirtualSlots.h"
 
 using testing::ElementsAre;

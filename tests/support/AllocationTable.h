@@ -12,8 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/backend/common/Outcome.h"
 #include "tests/support/AllocationFailure.h"
+#include "tests/support/Outcome.h"
 #include "tests/support/UncountedAllocator.h"
 
 /// An operation that is ready to run, and what is to hold after it has failed.

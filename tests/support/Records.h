@@ -10,7 +10,7 @@
 #include "backend/sensor/agentcommon/include/LatencyData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
-#include "tests/backend/common/Bytes.h"
+#include "tests/support/Bytes.h"
 
 /// A scope event of these numbers.
 inline QZCPointer<QZCScopeEvent> eventOf(unsigned char aCategory, unsigned char aSubcategory)
