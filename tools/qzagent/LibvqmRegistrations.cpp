@@ -14,8 +14,8 @@
 #include "tools/qzagent/ExitCodes.h"
 #include "tools/qzagent/Failure.h"
 #include "tools/qzagent/LibvqmGuards.h"
-#include "tools/qzagent/LibvqmScopeEvent.h"
 #include "tools/qzagent/Report.h"
+#include "tools/qzagent/ScopeEvents.h"
 
 namespace qzagent
 {

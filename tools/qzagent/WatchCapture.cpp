@@ -8,7 +8,7 @@
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "tools/qzagent/EventQueue.h"
 #include "tools/qzagent/LibvqmBoards.h"
-#include "tools/qzagent/LibvqmScopeEvent.h"
+#include "tools/qzagent/ScopeEvents.h"
 
 namespace qzagent
 {
