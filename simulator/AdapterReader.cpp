@@ -226,7 +226,7 @@ constexpr Key<Port> portKeys[] = {
     {"fc_id", Presence::optional, attributeNumber<&HBA_PORTATTRIBUTES::PortFcId, highestFcId>},
     {"type", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortType, portTypes>},
     {"state", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortState, portStates>},
-    {"class_of_service", Presence::optional,
+    {"supported_classes", Presence::optional,
      attributeNumber<&HBA_PORTATTRIBUTES::PortSupportedClassofService, highestNumber>},
     {"supported_fc4_types", Presence::optional, fc4Types<&HBA_PORTATTRIBUTES::PortSupportedFc4Types>},
     {"active_fc4_types", Presence::optional, fc4Types<&HBA_PORTATTRIBUTES::PortActiveFc4Types>},

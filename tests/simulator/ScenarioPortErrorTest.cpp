@@ -66,7 +66,7 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfAPort)
 {
     EXPECT_EQ(errorOfPort("luns = 3\n"),
               "bad.toml:5:1: expected a key of [[adapter.port]] (port_wwn, node_wwn, fc_id, type, state, "
-              "class_of_service, supported_fc4_types, active_fc4_types, symbolic_name, os_device_name, "
+              "supported_classes, supported_fc4_types, active_fc4_types, symbolic_name, os_device_name, "
               "supported_speeds, speed, max_frame_size, fabric_name, remote), found \"luns\"");
 }
 

@@ -116,7 +116,7 @@ TEST(ScenarioPort, HasWhatIsSaidOfIt)
         portWith(
             "node_wwn = \"20:00:00:00:00:00:00:01\"\nfc_id = 0xffffff\ntype = \"FPORT\"\nstate = "
             "\"LOOPBACK\"\n"
-            "class_of_service = 12\nsymbolic_name = \"s\"\nos_device_name = \"d\"\nmax_frame_size = 512\n"
+            "supported_classes = 12\nsymbolic_name = \"s\"\nos_device_name = \"d\"\nmax_frame_size = 512\n"
             "fabric_name = \"30:00:00:00:00:00:00:01\"\n")
             .mAttributes;
     EXPECT_EQ(textOf(port.NodeWWN), "20:00:00:00:00:00:00:01");
