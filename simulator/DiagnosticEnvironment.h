@@ -20,11 +20,11 @@ public:
     Diagnostics const& diagnostics() const { return mDiagnostics; }
     Registrations& registrations() { return mRegistrations; }
 
-    /// Adds the registration and starts the clocks of the series that nobody has wanted before. Throws
+    /// Adds the registration and starts the clocks of the sources that nobody has wanted before. Throws
     /// std::system_error when no thread is to be had; the registration is then not there.
     QZ_result add(Registration aRegistration, unsigned int* apId);
 
-    /// Ends all registrations and stops all series: no callback begins from now on. Waits for nothing.
+    /// Ends all registrations and stops all sources: no callback begins from now on. Waits for nothing.
     void close();
 
     /// @return whether all threads of the closed environment have ended

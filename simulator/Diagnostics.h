@@ -20,7 +20,7 @@ struct Board
     HBA_WWN mSecondWwn;
 };
 
-/// Events of one kind at one port of a board, at a steady rate.
+/// What an event source sends: events of one kind at one port of a board, at a steady rate.
 struct EventSeries
 {
     std::uint32_t mBoard;
@@ -29,7 +29,7 @@ struct EventSeries
     std::uint32_t mSubcategory;
     std::vector<std::uint8_t> mPayload;           ///< of every event, unless one is generated
     std::optional<std::uint32_t> mGeneratedSize;  ///< number of bytes that are generated for each event
-    std::uint32_t mStartMs;                       ///< of the first event, on the clock of the series
+    std::uint32_t mStartMs;                       ///< of the first event, on the clock of the source
     std::uint32_t mRate;                          ///< events a second
     std::uint32_t mCount;
 };

@@ -1,5 +1,5 @@
 /// @file
-/// Sends the events of one series, each at its time.
+/// An event source: sends the events of one series, each at its time.
 #pragma once
 
 #include <atomic>
@@ -29,7 +29,7 @@ public:
 
     EventSeries const& series() const { return mSeries; }
 
-    /// Starts the clock of the series, unless it runs already or the source was stopped. Throws
+    /// Starts the clock, unless it runs already or the source was stopped. Throws
     /// std::system_error when no thread is to be had.
     void start();
 

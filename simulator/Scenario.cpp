@@ -60,7 +60,7 @@ std::string answerOf(Fault const& aFault)
     return isDiagnostic(aFault.mCall) ? std::to_string(aFault.mAnswer) : nameOf(HBA_STATUS{aFault.mAnswer});
 }
 
-/// The boards and sources of events; nothing when there are none.
+/// The boards and event sources; nothing when there are none.
 std::string summaryOf(Diagnostics const& aDiagnostics)
 {
     std::string summary;

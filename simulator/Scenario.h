@@ -85,6 +85,6 @@ std::uint32_t strikesIn(Fault const& aFault);
 /// The fault in words: "call 2 of HBA_OpenAdapter answers HBA_STATUS_ERROR_BUSY".
 std::string summaryOf(Fault const& aFault);
 
-/// The scenario in words, one line for each adapter, board, source of events and fault.
+/// The scenario in words, one line for each adapter, board, event source and fault.
 std::string summaryOf(Scenario const& aScenario);
 }  // namespace qzsim
