@@ -1,8 +1,5 @@
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -11,7 +8,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <hbaapi.h>
 #include <poll.h>
 
 #include "backend/common/include/Buffer.h"
@@ -22,10 +18,11 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/Records.h"
+#include "tests/support/QueuedEvents.h"
 #include "tests/support/ScratchFolder.h"
 #include "tools/qzagent/CaptureWriter.h"
 #include "tools/qzagent/EventQueue.h"
+#include "tools/qzagent/ScopeEvents.h"
 
 using testing::ElementsAre;
 
@@ -38,14 +35,6 @@ constexpr std::uint64_t eventsInAll = 100000;
 
 /// Of each category: how many bytes of payload its events have.
 std::map<unsigned int, std::size_t> const sizes{{3, 64}, {4, 16}, {200, 1000}};
-
-void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory, void* apQueue,
-               QZ_event* apEvent)
-{
-    static_cast<qzagent::EventQueue*>(apQueue)->push(
-        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, apEvent->mPayload,
-        apEvent->mLength);
-}
 
 /// The payload that the source sends with its event of that number.
 Bytes payloadOf(std::uint32_t aNumber, std::size_t aSize)
@@ -117,9 +106,10 @@ protected:
 
     void registerAll()
     {
+        auto const any = qzagent::scopeEventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
         for (unsigned int number = 0; number < mBoards.size(); ++number)
         {
-            ASSERT_EQ(mLibvqm.LIBVQM_QzapiRegEvent(number, mBoards[number].mSecond, anyEvent(), &mQueue,
+            ASSERT_EQ(mLibvqm.LIBVQM_QzapiRegEvent(number, mBoards[number].mSecond, any, &mQueue,
                                                    &mBoards[number].mRegistration, &takeEvent),
                       0u);
         }
@@ -139,19 +129,6 @@ protected:
     {
         mLibvqm.LIBVQM_Close();
         mLibvqm.LIBVQM_FreeLibrary();
-    }
-
-    static QZCPointer<QZCScopeEvent> anyEvent() { return kindOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY); }
-
-    static QZCPointer<QZCScopeEvent> kindOf(unsigned int aCategory, unsigned int aSubcategory)
-    {
-        QZCEncodableOutStream out;
-        out << static_cast<unsigned char>(aCategory) << static_cast<unsigned char>(aSubcategory);
-        QZCBuffer const& encoded = out.getEncoded();
-        QZCEncodableInStream in(encoded, encoded.getLength());
-        QZCPointer<QZCScopeEvent> const kind = eventOf(0, 0);
-        kind->decode(in);
-        return kind;
     }
 
     /// Writes what comes in until all of it has come.
@@ -178,8 +155,8 @@ protected:
         Board const& board = mBoards.at(aEvent.mHead.mBoard);
         auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
         mStream.clear();
-        QZCScopeData(kindOf(aEvent.mHead.mCategory, aEvent.mHead.mSubcategory), aEvent.mPayload.data(),
-                     length, length, board.mFirst, board.mSecond)
+        QZCScopeData(kindOf(aEvent.mHead), aEvent.mPayload.data(), length, length, board.mFirst,
+                     board.mSecond)
             .encode(mStream);
         QZCBuffer const& encoded = mStream.getEncoded();
         arWriter.append(encoded, encoded.getLength());
@@ -206,7 +183,7 @@ Bytes contentOf(std::string const& aPath)
 /// @return the record that the library reads there, written by it again
 Bytes reencoded(QZCEncodableInStream& arIn)
 {
-    QZCScopeData data(eventOf(0, 0));
+    QZCScopeData data(qzagent::scopeEventOf(0, 0));
     data.decode(arIn);
     QZCEncodableOutStream out;
     data.encode(out);

@@ -1,12 +1,10 @@
 #include "tests/soak/Road.h"
 
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -24,10 +22,11 @@
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
-#include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
+#include "tests/support/QueuedEvents.h"
 #include "tools/qzagent/EventQueue.h"
+#include "tools/qzagent/ScopeEvents.h"
 
 // Takes the place of the framework's: busy adapters are not waited for.
 void ClibSleepMS(unsigned long) {}
@@ -35,7 +34,6 @@ void ClibSleepMS(unsigned long) {}
 namespace
 {
 using NameHandle = QZCPointer<QZCWorldWideName>;
-using EventHandle = QZCPointer<QZCScopeEvent>;
 
 constexpr int patience = 10000;  // milliseconds without an event
 
@@ -43,18 +41,6 @@ struct Freed
 {
     void operator()(void* aBlock) const { std::free(aBlock); }
 };
-
-/// A kind of events is made from its encoded form alone.
-EventHandle eventOf(unsigned int aCategory, unsigned int aSubcategory)
-{
-    QZCEncodableOutStream out;
-    out << static_cast<unsigned char>(aCategory) << static_cast<unsigned char>(aSubcategory);
-    QZCBuffer const& bytes = out.getEncoded();
-    QZCEncodableInStream in(bytes, bytes.getLength());
-    EventHandle event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
-    event->decode(in);
-    return event;
-}
 
 /// Encodes the record, decodes what came of it, and encodes that.
 template <typename Record>
@@ -147,19 +133,11 @@ struct Board
     bool mIsRegistered = false;
 };
 
-void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory, void* apQueue,
-               QZ_event* apEvent)
-{
-    static_cast<qzagent::EventQueue*>(apQueue)->push(
-        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, apEvent->mPayload,
-        apEvent->mLength);
-}
-
 void registerBoard(QZCLibvqmAbs& arLibvqm, unsigned int aNumber, qzagent::EventQueue& arQueue, Board& arBoard,
                    Yield& arYield)
 {
     arLibvqm.LIBVQM_GetAdapterInfo(aNumber, arBoard.mFirst, arBoard.mSecond);
-    EventHandle const any = eventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
+    auto const any = qzagent::scopeEventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
     arBoard.mIsRegistered = arLibvqm.LIBVQM_QzapiRegEvent(aNumber, arBoard.mSecond, any, &arQueue,
                                                           &arBoard.mRegistration, &takeEvent) == QZ_OK;
     arYield.mRefusals += arBoard.mIsRegistered ? 0 : 1;
@@ -168,9 +146,9 @@ void registerBoard(QZCLibvqmAbs& arLibvqm, unsigned int aNumber, qzagent::EventQ
 void sendEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield& arYield)
 {
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
-    QZCScopeData const data(eventOf(aEvent.mHead.mCategory, aEvent.mHead.mSubcategory),
-                            aEvent.mPayload.data(), length, length, aBoard.mFirst, aBoard.mSecond);
-    QZCScopeData other(eventOf(0, 0));
+    QZCScopeData const data(kindOf(aEvent.mHead), aEvent.mPayload.data(), length, length, aBoard.mFirst,
+                            aBoard.mSecond);
+    QZCScopeData other(qzagent::scopeEventOf(0, 0));
     sendThereAndBack(data, other, arYield);
 }
 
