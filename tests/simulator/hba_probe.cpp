@@ -6,14 +6,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <hbaapi.h>
 
 #include "tests/simulator/ProbeLibrary.h"
+#include "tests/simulator/Steps.h"
 
 namespace
 {
@@ -99,7 +98,7 @@ void printVariable(std::string const& aName)
     std::printf("%s=%s\n", aName.c_str(), value == nullptr ? "" : value);
 }
 
-std::map<std::string, std::function<void(std::string const&)>> const steps = {
+Steps const steps = {
     {"load", [](std::string const&) { std::printf("load: %u\n", HBA_LoadLibrary()); }},
     {"free", [](std::string const&) { std::printf("free: %u\n", HBA_FreeLibrary()); }},
     {"count", [](std::string const&) { std::printf("count: %u\n", HBA_GetNumberOfAdapters()); }},
@@ -112,7 +111,8 @@ std::map<std::string, std::function<void(std::string const&)>> const steps = {
     {"mappings", printMappings},
     {"luns", printLuns},
     {"statistics",
-     [](std::string const& aIndex) {
+     [](std::string const& aIndex)
+     {
          HBA_PORTSTATISTICS statistics{};
          auto const port = static_cast<HBA_UINT32>(std::stoul(aIndex));
          std::printf("statistics %u: %u\n", port, HBA_GetPortStatistics(gHandle, port, &statistics));
@@ -128,12 +128,6 @@ std::map<std::string, std::function<void(std::string const&)>> const steps = {
 
 int main(int aCount, char** aArguments)
 {
-    for (int index = 1; index < aCount; ++index)
-    {
-        std::string const argument = aArguments[index];
-        std::size_t const end = argument.find('=');
-        std::string const value = end == std::string::npos ? "" : argument.substr(end + 1);
-        steps.at(argument.substr(0, end))(value);
-    }
+    runSteps(steps, aCount, aArguments);
     return 0;
 }

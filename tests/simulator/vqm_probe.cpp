@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <functional>
 #include <map>
 #include <mutex>
 #include <sstream>
@@ -23,6 +22,7 @@
 #include <unistd.h>
 
 #include "simulator/include/QzEvent.h"
+#include "tests/simulator/Steps.h"
 
 namespace
 {
@@ -215,7 +215,7 @@ void callLastly()
     std::printf("lastly: link %u, free\n", result);
 }
 
-std::map<std::string, std::function<void(std::string const&)>> const steps = {
+Steps const steps = {
     {"open", openLibrary},
     {"version", printVersion},
     {"init", initialise},
@@ -234,12 +234,6 @@ std::map<std::string, std::function<void(std::string const&)>> const steps = {
 
 int main(int aCount, char** aArguments)
 {
-    for (int index = 1; index < aCount; ++index)
-    {
-        std::string const argument = aArguments[index];
-        std::size_t const end = argument.find('=');
-        std::string const value = end == std::string::npos ? "" : argument.substr(end + 1);
-        steps.at(argument.substr(0, end))(value);
-    }
+    runSteps(steps, aCount, aArguments);
     return 0;
 }
