@@ -55,18 +55,18 @@ try
     QZCLibvqmAbs libvqm;
     libvqm.LIBVQM_LoadLibrary();
     libvqm.LIBVQM_Init();
-    QZCPointer<QZCWorldWideName> node;
-    QZCPointer<QZCWorldWideName> port;
-    libvqm.LIBVQM_GetAdapterInfo(0, node, port);
+    QZCPointer<QZCWorldWideName> first;
+    QZCPointer<QZCWorldWideName> second;  // that of the port, which the registration asks for
+    libvqm.LIBVQM_GetAdapterInfo(0, first, second);
     unsigned int id = 0;
     if (!libvqm.LIBVQM_IsQzapiSupported() ||
-        libvqm.LIBVQM_QzapiRegEvent(0, port, caught.mKind, &caught, &id, &take) != QZ_OK)
+        libvqm.LIBVQM_QzapiRegEvent(0, second, caught.mKind, &caught, &id, &take) != QZ_OK)
     {
         std::fputs("event_catcher: board 0 offers no such events\n", stderr);
         return 1;
     }
     caught.mIsComplete.get_future().wait();
-    libvqm.LIBVQM_QzapiUnregEvent(0, port, id);  // when it returns no callback runs any more
+    libvqm.LIBVQM_QzapiUnregEvent(0, second, id);  // when it returns no callback runs any more
     libvqm.LIBVQM_Close();
     libvqm.LIBVQM_FreeLibrary();
 
