@@ -1,15 +1,30 @@
-"""docs/logging.md lists every log line of the libraries, and no other."""
+"""docs/logging.md lists every log line of the libraries, and no other; log lines elsewhere are as they are logged."""
+import re
 import unittest
 
-from sources import calls, code, table
+from sources import ROOT, calls, code, table
 
 LEVELS = {'QZ_LOG_ERROR': '8 -E-', 'QZ_LOG_ERROR_OF': '8 -E-', 'QZ_LOG_NOTICE': '32 -N-',
           'QZ_LOG_INFORMATION': '64 -I-', 'QZ_LOG_TRACE': '128 -T-'}
-TRACES = ('QZ_LOG_ENTERED', 'QZ_LOG_LEFT')
+TRACES = {'QZ_LOG_ENTERED': 'Entered', 'QZ_LOG_LEFT': 'Left'}
+PAGES = ('*.md', '*/*.md', 'docs/man/*', 'backend/**/include/*.h')
+SAMPLE = re.compile(r'Z (-[A-Z]-) (\S+):(\d+) (\S+): (.*)')
 
 
 def plain(cell):
     return (code(cell) or [cell])[0]
+
+
+def is_logged_by(call, text):
+    """Whether the text is what becomes of the call's format with some values."""
+    parts = re.split(r'%\w+', TRACES.get(call.what) or call.texts()[0])
+    return re.fullmatch('.*'.join(map(re.escape, parts)), text)
+
+
+def is_logged(tag, file, line, function, text):
+    return any(LEVELS.get(call.what, '128 -T-').endswith(tag) and is_logged_by(call, text)
+               for call in calls('QZ_LOG_')
+               if (call.file, call.line, call.function) == (file, int(line), function))
 
 
 class Logging(unittest.TestCase):
@@ -32,6 +47,14 @@ class Logging(unittest.TestCase):
             listed = {(plain(file), function)
                       for file, functions in table('logging.md', 'Entry and exit') for function in code(functions)}
             self.assertEqual(sorted(tracing), sorted(listed), f'sources of {trace} first, docs/logging.md second')
+
+    def test_every_line_that_a_page_shows_is_logged_there(self):
+        samples = [(page, sample) for pattern in PAGES for page in ROOT.glob(pattern)
+                   for sample in SAMPLE.findall(page.read_text())]
+        self.assertNotEqual(samples, [], 'no page shows any')
+        stale = [f'{page.relative_to(ROOT)}: ' + ' '.join(sample)
+                 for page, sample in samples if not is_logged(*sample)]
+        self.assertEqual(stale, [], 'not what the source logs in that line')
 
 
 if __name__ == '__main__':

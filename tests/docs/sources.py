@@ -15,11 +15,12 @@ DEFINITION = re.compile(r'(?=[A-Za-z_~\[])[^;=()]*?(operator\W+|~?\b\w+)\((?!.*;
 class Call:
     """A call of the logger, an assertion, or a throw."""
 
-    def __init__(self, what, arguments, function, file):
+    def __init__(self, what, arguments, function, file, line):
         self.what = what
         self.arguments = arguments
         self.function = function
         self.file = file
+        self.line = line
 
     def texts(self):
         return TEXT.findall(re.sub(r'" "', '', self.arguments))
@@ -51,11 +52,12 @@ def _function_before(lines, margins):
 def _calls_in(path):
     text = COMMENT_OR_TEXT.sub(lambda found: found[1] or '', path.read_text())
     file = re.search(r'#define QZ_LOG_FILE "(.*)"', text)
-    text = re.sub(r'__attribute__\(\(.*?\)\)', '', DEFINE.sub('', text))
+    text = re.sub(r'__attribute__\(\(.*?\)\)', '', DEFINE.sub(lambda found: '\n' * found[0].count('\n'), text))
     margins = ['', '    '] if path.suffix == '.h' else ['']
     for call in CALL.finditer(text):
         function = _function_before(text[:call.start()].split('\n')[:-1], margins)
-        yield Call(call[1], _arguments(text, call.end()), function, file[1] if file else '')
+        line = text.count('\n', 0, call.start()) + 1
+        yield Call(call[1], _arguments(text, call.end()), function, file[1] if file else '', line)
 
 
 def calls(*beginnings):
