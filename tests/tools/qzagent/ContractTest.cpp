@@ -150,6 +150,8 @@ INSTANTIATE_TEST_SUITE_P(
         Change{"FailureWithoutError", R"({"messages": []})"},
         Change{"MessageWithoutCode", R"({"messages": [{"severity": "error", "text": "x"}]})"},
         Change{"NullCode", R"({"messages": [{"severity": "error", "text": "x", "code": null}]})"},
+        Change{"UnknownSeverity", R"({"messages": [{"severity": "error", "text": "x", "code": 1},
+                                                   {"severity": "warning", "text": "x", "code": 0}]})"},
         Change{"SurplusKeyInMessage",
                R"({"messages": [{"severity": "error", "text": "x", "code": 1, "y": 1}]})"},
         Change{"NoAdapters", R"({"adapters": null})"},
