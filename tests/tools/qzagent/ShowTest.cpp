@@ -154,9 +154,9 @@ TEST_F(QzagentShow, ARecordOfAnySizeIsShown)
 
 TEST_F(QzagentShow, MemoryIsBoundedByTheLargestRecord)
 {
-    if (IS_SANITIZED)
+    if (IS_SANITIZED || IS_EMULATED)
     {
-        GTEST_SKIP() << "the sanitizers take more memory than there is";
+        GTEST_SKIP() << "sanitizers and emulator take more memory than there is";
     }
     std::string const record = fullRecord(std::string(1000, 'x'));
     std::string capture;
