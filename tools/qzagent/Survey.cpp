@@ -137,7 +137,7 @@ private:
         {
             RemotePort& asked = target;
             attempt(
-                asked.mFailures, [&] { askForLuns(aHandle, asked); }, wwnText(name));
+                asked.mFailures, [&] { askForLuns(aHandle, asked); }, &name);
         }
         place(std::move(targets));
     }
@@ -189,10 +189,9 @@ private:
     void setStep(std::string const& aStep) { mProgress.setStep(mFound.mName + ": " + aStep); }
 
     /// Does what may fail. A failure is reported, and kept in its place.
-    /// @param aRemotePort name of the remote port that is concerned, if any
+    /// @param apRemotePort name of the remote port that is concerned, if any
     template <typename Action>
-    void attempt(std::vector<Failure>& arFailures, Action aAction,
-                 std::optional<std::string> const& aRemotePort = {})
+    void attempt(std::vector<Failure>& arFailures, Action aAction, HBA_WWN const* apRemotePort = nullptr)
     {
         try
         {
@@ -201,7 +200,9 @@ private:
         catch (std::exception const& exception)
         {
             arFailures.push_back(failureOf(exception));
-            mReport.addFailure(arFailures.back(), mFound.mName, aRemotePort);
+            mReport.addFailure(
+                arFailures.back(), mFound.mName,
+                apRemotePort == nullptr ? std::nullopt : std::optional(wwnText(*apRemotePort)));
         }
     }
 
