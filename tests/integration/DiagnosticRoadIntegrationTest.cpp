@@ -220,9 +220,10 @@ TEST_F(DiagnosticRoad, BringsEveryEventIntoTheCaptureInTheOrderOfItsSourceOrCoun
         ASSERT_EQ(record.mPayload, payloadOf(number, sizes.at(record.mCategory))) << "record " << count;
         ASSERT_GE(number, next[record.mCategory]) << "record " << count << " is late";
         next[record.mCategory] = number + 1;
-        unsigned char const board = record.mCategory == 200 ? 0x10 : 0x00;
-        ASSERT_THAT(record.mFirst, ElementsAre(0x20, 0, 0, 0, 0xc9, 0, 0, board));
-        ASSERT_THAT(record.mSecond, ElementsAre(0x10, 0, 0, 0, 0xc9, 0, 0, board + 1));
+        auto const board = static_cast<unsigned char>(record.mCategory == 200 ? 0x10 : 0x00);
+        auto const port = static_cast<unsigned char>(board + 1);
+        ASSERT_EQ(record.mFirst, (Bytes{0x20, 0, 0, 0, 0xc9, 0, 0, board})) << "record " << count;
+        ASSERT_EQ(record.mSecond, (Bytes{0x10, 0, 0, 0, 0xc9, 0, 0, port})) << "record " << count;
         position += size;
     }
     EXPECT_EQ(count + mQueue.dropped(), eventsInAll);
