@@ -4,6 +4,7 @@ import json
 import os
 import re
 import subprocess
+import tempfile
 
 QZAGENT = os.environ["QZAGENT"]
 QZSIM = os.environ["QZSIM"]
@@ -11,6 +12,14 @@ QZSIM = os.environ["QZSIM"]
 
 def run(*command):
     return subprocess.run(command, capture_output=True, text=True, check=False)
+
+
+def simulate(scenario, *arguments):
+    """Runs the simulator on the text of a scenario."""
+    with tempfile.NamedTemporaryFile("w", suffix=".toml") as file:
+        file.write(scenario)
+        file.flush()
+        return run(QZSIM, "--scenario", file.name, *arguments)
 
 
 def help_of(*command):

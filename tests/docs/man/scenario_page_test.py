@@ -2,12 +2,11 @@
 
 import pathlib
 import re
-import tempfile
 import unittest
 
 import man_page
 import programs
-from programs import QZSIM
+from programs import QZAGENT
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 TABLES = man_page.ManPage(ROOT / "docs" / "man" / "qzsim-scenario.5").subsections("DESCRIPTION")
@@ -40,6 +39,35 @@ SAMPLES = {
 
 HIGHEST_NUMBER = 4294967295
 
+# What the page calls a default: the value, and another one.
+DEFAULTS = {
+    "empty": ('""', '"x"'),
+    "no bytes": ('""', '"ff"'),
+    "all zero": ('"00:00:00:00:00:00:00:00"', '"20:00:00:00:c9:00:00:42"'),
+    "that of the adapter": ('"00:00:00:00:00:00:00:00"', '"20:00:00:00:c9:00:00:42"'),
+    "the second name of the board": (SAMPLES["second_wwn"], '"20:00:00:00:c9:00:00:42"'),
+    "0": ("0", "7"),
+    "1": ("1", "7"),
+    "4": ("4", "0"),
+    "1000": ("1000", "7"),
+    "2112": ("2112", "7"),
+    "0x100": ("0x100", "7"),
+    '"1.0.0"': ('"1.0.0"', '"2"'),
+    "8, class 3": ("8", "7"),
+    "[8], FCP": ("[8]", "[7]"),
+    "[]": ("[]", '["1GBIT"]'),
+    "NPORT": ('"NPORT"', '"OTHER"'),
+    "ONLINE": ('"ONLINE"', '"OFFLINE"'),
+    "UNKNOWN": ('"UNKNOWN"', '"1GBIT"'),
+    "target": ('"target"', '"initiator"'),
+}
+
+# Without these nobody asks for what a table has.
+FOLLOWING = {
+    "[[adapter]]": f"[[adapter.port]]\nport_wwn = {SAMPLES['port_wwn']}\n",
+    "[diagnostics]": f"[[diagnostics.board]]\nfirst_wwn = {SAMPLES['first_wwn']}\nsecond_wwn = {SAMPLES['second_wwn']}\n",
+}
+
 
 def required_keys(table):
     keys = [key for key, text in man_page.terms(TABLES[table]) if "Required." in text]
@@ -59,10 +87,7 @@ def scenario(table, values):
 class PageOfTheScenario(unittest.TestCase):
     def complaint(self, table, values):
         """What is wrong with the scenario; nothing when it is good."""
-        with tempfile.NamedTemporaryFile("w", suffix=".toml") as file:
-            file.write(scenario(table, values))
-            file.flush()
-            result = programs.run(QZSIM, "--scenario", file.name, "--check")
+        result = programs.simulate(scenario(table, values), "--check")
         self.assertEqual(result.returncode, 2 if result.stderr else 0)
         return result.stderr
 
@@ -120,6 +145,25 @@ class PageOfTheScenario(unittest.TestCase):
             self.assert_refuses(table, key, f'"{(longest + 1) * "x"}"')
 
         self.check_each_key(r"Text, (?:1 to|at most) (\d+) bytes", check)
+
+    def shown(self, table, values):
+        """All that is told of the scenario."""
+        text = scenario(table, values) + FOLLOWING.get(table, "")
+        results = [programs.simulate(text, "--check")]
+        results += [programs.simulate(text, "--", QZAGENT, verb, "--json") for verb in ("inventory", "vendor")]
+        return [(result.stdout, result.stderr) for result in results]
+
+    def test_says_what_the_defaults_are(self):
+        def check(table, key, found):
+            default, other = DEFAULTS[found[1]]
+            # Only a target has LUNs.
+            values = {**self.good_values(table), **({"luns": "1"} if "remote" in table else {})}
+            shown = self.shown(table, values)
+            self.assertEqual(self.shown(table, {**values, key: default}), shown)
+            self.assertNotEqual(self.shown(table, {**values, key: other}), shown)
+
+        # How LUNs are addressed shows in what a program is given, not in what is told of it.
+        self.check_each_key(r"(?!The tables?|For|auto).*Default: (?!none are generated)(.*?)\.( |$)", check)
 
     def test_has_all_names_that_a_value_may_have(self):
         for table, key in (("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),

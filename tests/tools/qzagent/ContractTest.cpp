@@ -118,48 +118,4 @@ TEST(QzagentContract, IsKeptWithHostileValues)
 {
     EXPECT_TRUE(satisfies(runAgent({"inventory", "--json"}, hostileHbaapi()).mOutput, "inventory"));
 }
-
-/// A change to a document of two adapters, of which one failed.
-struct Change
-{
-    char const* mName;
-    char const* mPatch;
-};
-
-std::ostream& operator<<(std::ostream& arOut, Change const& aChange) { return arOut << aChange.mName; }
-
-class QzagentSchema : public testing::TestWithParam<Change>
-{
-};
-
-TEST_P(QzagentSchema, RefusesADocumentWithTheChange)
-{
-    nlohmann::json document = documentOf(runAgentOn(oneFailingAdapter, {"adapters", "--json"}));
-    ASSERT_TRUE(satisfies(document.dump(), "adapters"));
-    document.merge_patch(nlohmann::json::parse(GetParam().mPatch));
-    EXPECT_FALSE(satisfies(document.dump(), "adapters")) << "although it is " << document;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Changes, QzagentSchema,
-    testing::Values(
-        Change{"SurplusKey", R"({"surplus": 1})"}, Change{"OtherFormatVersion", R"({"format_version": 2})"},
-        Change{"NoFormatVersion", R"({"format_version": null})"},
-        Change{"OtherCommand", R"({"command": "explain"})"},
-        Change{"ErrorWithoutFailure", R"({"exit_status": 0})"},
-        Change{"FailureWithoutError", R"({"messages": []})"},
-        Change{"MessageWithoutCode", R"({"messages": [{"severity": "error", "text": "x"}]})"},
-        Change{"NullCode", R"({"messages": [{"severity": "error", "text": "x", "code": null}]})"},
-        Change{"UnknownSeverity", R"({"messages": [{"severity": "error", "text": "x", "code": 1},
-                                                   {"severity": "warning", "text": "x", "code": 0}]})"},
-        Change{"SurplusKeyInMessage",
-               R"({"messages": [{"severity": "error", "text": "x", "code": 1, "y": 1}]})"},
-        Change{"NoAdapters", R"({"adapters": null})"},
-        Change{"OpenedWithoutHandle", R"({"adapters": [{"index": 0, "name": "x", "state": "ok"}]})"},
-        Change{"ZeroHandle", R"({"adapters": [{"index": 0, "name": "x", "state": "ok", "handle": 0}]})"},
-        Change{"FailedWithHandle",
-               R"({"adapters": [{"index": 0, "name": "x", "state": "failed", "handle": 1}]})"},
-        Change{"SurplusKeyInAdapter",
-               R"({"adapters": [{"index": 0, "name": "x", "state": "ok", "handle": 1, "y": 1}]})"}),
-    [](testing::TestParamInfo<Change> const& aInfo) { return std::string(aInfo.param.mName); });
 }  // namespace

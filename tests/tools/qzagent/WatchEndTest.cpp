@@ -18,8 +18,8 @@ namespace
 /// A source that goes on for longer than any test.
 std::string const endless = oneSource(7, 8, 1000, 1000000);
 
-/// Two hundred events, each of as many bytes as a 64th of the queue holds.
-std::string const large = oneSource(7, 1048576, 100000, 200);
+/// Seventy events, each of as many bytes as a 64th of the queue holds.
+std::string const large = oneSource(7, 1048576, 100000, 70);
 
 constexpr std::uintmax_t sizeOfRecord = 43;
 
@@ -115,8 +115,8 @@ TEST(QzagentWatchEnd, ReportsWhatTheQueueHadNoRoomFor)
                                                         "cat <&3 >/dev/null; wait $agent"),
         large, {"watch", "--json"});
     EXPECT_EQ(result.mErrors,
-              "qzagent: note: received 200 events, wrote 65, dropped 135\n"
-              "qzagent: 135 of 200 events were dropped\n");
+              "qzagent: note: received 70 events, wrote 65, dropped 5\n"
+              "qzagent: 5 of 70 events were dropped\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

@@ -190,7 +190,9 @@ TEST(FrameworkCheck, SaysWhereToLookWhenTheLoggerWritesElsewhere)
 
 TEST(FrameworkCheckOfWrongHeaders, NamesTheOrderAndTheCountThatIsNotAtomic)
 {
-    ProcessResult const result = runProcess({WRONG_HEADERS_CHECK});
+    // Of what goes through the wrong virtual table, this alone calls nothing by it.
+    ProcessResult const result =
+        runProcess({WRONG_HEADERS_CHECK, "Buffer.virtual-order", "ReferenceCount", "Clib"});
     EXPECT_THAT(result.mOutput, HasSubstr("\nFAILED  Buffer.virtual-order "));
     EXPECT_THAT(result.mOutput,
                 HasSubstr(": expected byte at position 2 of the virtual table, found it at 3\n"));

@@ -1,0 +1,125 @@
+"""The schemas of the agent's documents take what it writes, and refuse what it would not write."""
+
+import copy
+import json
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+import programs
+from programs import QZAGENT
+
+ROOT = pathlib.Path(__file__).resolve().parents[3]
+SCHEMAS = ROOT / "tools" / "qzagent" / "schemas"
+
+# Instead of a value: the key is taken away.
+NOTHING = object()
+
+TWO_ADAPTERS = (ROOT / "simulator" / "scenarios" / "two-adapters.toml").read_text(encoding="utf-8")
+
+ONE_OF_TWO_FAILS = """
+[[adapter]]
+name = "example-fc-0"
+
+[[adapter]]
+name = "example-fc-1"
+
+[[fault]]
+call = "HBA_OpenAdapter"
+adapter = "example-fc-1"
+nth = 1
+status = "HBA_STATUS_ERROR"
+"""
+
+
+def document_of(scenario, verb):
+    return json.loads(programs.simulate(scenario, "--", QZAGENT, verb, "--json").stdout)
+
+
+def changed(document, place, value):
+    """The document with another value at the place, such as "adapters/0/handle"; "-" is behind the last of a list."""
+    result = copy.deepcopy(document)
+    *way, last = (int(key) if key.isdigit() else key for key in place.split("/"))
+    found = result
+    for key in way:
+        found = found[key]
+    if value is NOTHING:
+        del found[last]
+    elif last == "-":
+        found.append(value)
+    else:
+        found[last] = value
+    return result
+
+
+def verdicts(schema, documents):
+    """What the validator says of each document: "SUCCESS", or the kind of error."""
+    with tempfile.TemporaryDirectory() as folder:
+        command = ["/usr/bin/python3", "-m", "jsonschema", "--base-uri", f"file://{SCHEMAS}/", "--output", "pretty"]
+        paths = [pathlib.Path(folder) / f"{number}.json" for number in range(len(documents))]
+        for path, document in zip(paths, documents):
+            path.write_text(json.dumps(document), encoding="utf-8")
+            command += ["-i", path]
+        result = subprocess.run([*command, SCHEMAS / f"{schema}.schema.json"],
+                                capture_output=True, text=True, check=False)
+    heads = [line for line in (result.stdout + result.stderr).splitlines() if line.startswith("===[")]
+    return [next((head[4:head.index("]")] for head in heads if f"({path})" in head), "nothing") for path in paths]
+
+
+class Schema(unittest.TestCase):
+    def assert_refuses_changes(self, schema, document, changes):
+        self.assertEqual(verdicts(schema, [document]), ["SUCCESS"])
+        documents = [changed(document, place, value) for place, value in changes]
+        for change, verdict in zip(changes, verdicts(schema, documents)):
+            with self.subTest(change):
+                self.assertEqual(verdict, "ValidationError")
+
+    def test_of_adapters_refuses_changes(self):
+        self.assert_refuses_changes("adapters", document_of(ONE_OF_TWO_FAILS, "adapters"), [
+            ("surplus", 1),
+            ("format_version", 2),
+            ("format_version", NOTHING),
+            ("command", "explain"),
+            ("exit_status", 0),
+            ("messages", []),
+            ("messages/0/code", NOTHING),
+            ("messages/0/code", None),
+            ("messages/-", {"severity": "warning", "text": "x", "code": 0}),
+            ("messages/0/surplus", 1),
+            ("adapters", NOTHING),
+            ("adapters/0/handle", NOTHING),
+            ("adapters/0/handle", 0),
+            ("adapters/1/handle", 1),
+            ("adapters/0/surplus", 1),
+        ])
+
+    def test_of_inventory_refuses_changes(self):
+        self.assert_refuses_changes("inventory", document_of(TWO_ADAPTERS, "inventory"), [
+            ("adapters", NOTHING),
+            ("adapters/0/surplus", 1),
+            ("adapters/0/ports", NOTHING),
+            ("adapters/0/ports", []),
+            ("adapters/0/attributes", NOTHING),
+            ("adapters/0/failures", []),
+            ("adapters/0/failures", [{"exception": "x", "text": "y"}]),
+            ("adapters/0/attributes/model", ""),
+            ("adapters/0/attributes/model", None),
+            ("adapters/0/attributes/vendor_specific_id", "0x00000000"),
+            ("adapters/0/attributes/node_wwn", "00:00:00:00:00:00:00:00"),
+            ("adapters/0/attributes/node_wwn", "10:00:00:00:C9:00:00:01"),
+            ("adapters/0/ports/0/surplus", 1),
+            ("adapters/0/ports/0/state", "UP"),
+            ("adapters/0/ports/0/supported_speeds/0", "3GBIT"),
+            ("adapters/0/ports/0/fc_id", "0x000000"),
+            ("adapters/0/ports/0/remote_ports/0/surplus", 1),
+            ("adapters/0/ports/0/remote_ports/0/reported_luns", NOTHING),
+            ("adapters/0/ports/0/remote_ports/0/mapped_luns", NOTHING),
+            ("adapters/0/ports/0/remote_ports/0/mapped_luns", [1, 1]),
+            ("adapters/0/ports/0/remote_ports/0/mapped_luns", [16384]),
+            ("adapters/0/remote_ports", [{"port_wwn": "50:00:00:00:ab:00:00:09"}]),
+        ])
+
+
+if __name__ == "__main__":
+    unittest.main()
