@@ -24,7 +24,8 @@ if(QZ_SANITIZE MATCHES "^address" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 endif()
 
 if(QZ_COVERAGE)
-  target_compile_options(qz_options INTERFACE --coverage -fprofile-update=atomic)
+  target_compile_options(qz_options INTERFACE
+    --coverage -fprofile-update=atomic "-fprofile-filter-files=${PROJECT_SOURCE_DIR}/(backend|simulator|tools)/.*")
   # What gcov adds to a library is not the library's to export.
   target_link_options(qz_options INTERFACE --coverage -Wl,--exclude-libs,libgcov.a)
   # Counts of an older build say nothing of the code that is there now.

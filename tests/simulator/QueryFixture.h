@@ -69,8 +69,8 @@ protected:
     template <typename Record>
     static bool isStill(int aFill, Record const& aRecord)
     {
-        Record const untouched = filledWith<Record>(aFill);
-        return std::memcmp(&aRecord, &untouched, sizeof untouched) == 0;
+        Record const expected = filledWith<Record>(aFill);
+        return std::memcmp(&aRecord, &expected, sizeof expected) == 0;
     }
 
     HBA_HANDLE mHandle = HBA_HANDLE_INVALID;
