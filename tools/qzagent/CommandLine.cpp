@@ -45,6 +45,14 @@ public:
                                               : CLI::Formatter::make_usage(apApp, aName);
     }
 };
+
+/// @param aRequest for the help or the version
+std::string answerTo(CLI::Success const& aRequest, CLI::App const& aParser)
+{
+    std::ostringstream text;
+    aParser.exit(aRequest, text, text);
+    return text.str();
+}
 }  // namespace
 
 CommandLine::CommandLine()
@@ -69,20 +77,25 @@ CLI::App& CommandLine::addVerb(char const* aName, char const* aDescription, char
     return verb;
 }
 
-void CommandLine::parse(int aCount, char const* const* aArguments)
+std::optional<std::string> CommandLine::parse(int aCount, char const* const* aArguments)
 {
-    mApp.parse(aCount, aArguments);
+    try
+    {
+        mApp.parse(aCount, aArguments);
+    }
+    catch (CLI::Success const& request)  // --help and --version
+    {
+        return answerTo(request, mApp);
+    }
+    catch (CLI::ParseError const& error)
+    {
+        throw Misuse(error.what());
+    }
     if (!mVerb)
     {
-        throw CLI::ParseError("a verb is missing: " + verbNames(), CLI::ExitCodes::RequiredError);
+        throw Misuse("a verb is missing: " + verbNames());
     }
-}
-
-std::string CommandLine::helpFor(CLI::Success const& aRequest) const
-{
-    std::ostringstream text;
-    mApp.exit(aRequest, text, text);
-    return text.str();
+    return {};
 }
 
 std::string CommandLine::command() const

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -29,6 +30,13 @@ struct Setting
 /// @return what is to be shown; none when the verb has written its output itself, as it went
 using Verb = std::function<std::optional<Answer>(Setting const&)>;
 
+/// The arguments were not understood.
+class Misuse : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
 class CommandLine
 {
 public:
@@ -38,11 +46,9 @@ public:
     /// @return the verb's parser, for its options to be added
     CLI::App& addVerb(char const* aName, char const* aDescription, char const* aExamples, Verb const& aVerb);
 
-    /// @throws CLI::Error also when only help was asked for
-    void parse(int aCount, char const* const* aArguments);
-
-    /// The help or the version that was asked for.
-    std::string helpFor(CLI::Success const& aRequest) const;
+    /// @return the help or the version, when that was asked for: then there is no verb to be run
+    /// @throws Misuse
+    std::optional<std::string> parse(int aCount, char const* const* aArguments);
 
     /// The verb, or the tool itself when the arguments name none.
     std::string command() const;

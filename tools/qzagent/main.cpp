@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "backend/common/include/Logger.h"
@@ -46,22 +45,12 @@ bool asksForJson(int aCount, char const* const* aArguments)
     return std::find(aArguments, aArguments + aCount, std::string("--json")) != aArguments + aCount;
 }
 
-std::optional<Answer> answer(CommandLine& arCommandLine, int aCount, char const* const* aArguments,
-                             Report& arReport, Output& arOutput)
+std::optional<Answer> runVerb(CommandLine const& aCommandLine, Report& arReport, Output& arOutput)
 {
     try
     {
-        arCommandLine.parse(aCount, aArguments);
-        SetLogLevelMask(arCommandLine.isTraced() ? ~0u : QZLL_Assertion);
-        return arCommandLine.run(arReport, arOutput);
-    }
-    catch (CLI::Success const&)
-    {
-        throw;
-    }
-    catch (CLI::ParseError const& error)
-    {
-        arReport.addError(ExitCode::misused, fmt::format("{}; see {} --help", error.what(), toolName));
+        SetLogLevelMask(aCommandLine.isTraced() ? ~0u : QZLL_Assertion);
+        return aCommandLine.run(arReport, arOutput);
     }
     catch (std::exception const& exception)
     {
@@ -70,23 +59,35 @@ std::optional<Answer> answer(CommandLine& arCommandLine, int aCount, char const*
     return Answer();
 }
 
+std::optional<Answer> answer(CommandLine& arCommandLine, int aCount, char const* const* aArguments,
+                             Report& arReport, Output& arOutput)
+{
+    try
+    {
+        if (std::optional<std::string> const help = arCommandLine.parse(aCount, aArguments))
+        {
+            arOutput.write(*help);
+            return {};
+        }
+        return runVerb(arCommandLine, arReport, arOutput);
+    }
+    catch (Misuse const& misuse)
+    {
+        arReport.addError(ExitCode::misused, fmt::format("{}; see {} --help", misuse.what(), toolName));
+    }
+    return Answer();
+}
+
 void show(Output& arOutput, int aCount, char const* const* aArguments, Report& arReport)
 {
     CommandLine commandLine;
     addVerbs(commandLine);
-    try
+    std::optional<Answer> const found = answer(commandLine, aCount, aArguments, arReport, arOutput);
+    if (found)
     {
-        std::optional<Answer> const found = answer(commandLine, aCount, aArguments, arReport, arOutput);
-        if (found)
-        {
-            arOutput.write(asksForJson(aCount, aArguments)
-                               ? arReport.document(commandLine.command(), found->mKeys)
-                               : found->mText);
-        }
-    }
-    catch (CLI::Success const& request)
-    {
-        arOutput.write(commandLine.helpFor(request));
+        arOutput.write(asksForJson(aCount, aArguments)
+                           ? arReport.document(commandLine.command(), found->mKeys)
+                           : found->mText);
     }
 }
 }  // namespace
