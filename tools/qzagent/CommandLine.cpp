@@ -1,10 +1,14 @@
 #include "tools/qzagent/CommandLine.h"
 
+#include <charconv>
+#include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -46,6 +50,23 @@ public:
     }
 };
 
+/// A number as people write it; the parser by itself would take 010 for 8.
+CLI::Validator numberWithin(Bounds const& aBounds)
+{
+    auto const complaint = [aBounds](std::string const& aText)
+    {
+        std::uint64_t value = 0;
+        char const* const end = aText.data() + aText.size();
+        auto const [last, error] = std::from_chars(aText.data(), end, value);
+        bool const isNumber = error == std::errc() && last == end && std::to_string(value) == aText;
+        return isNumber && value >= aBounds.mSmallest && value <= aBounds.mLargest
+                   ? std::string()
+                   : fmt::format("'{}' is not a number from {} to {}", aText, aBounds.mSmallest,
+                                 aBounds.mLargest);
+    };
+    return {complaint, ""};
+}
+
 /// @param aRequest for the help or the version
 std::string answerTo(CLI::Success const& aRequest, CLI::App const& aParser)
 {
@@ -55,37 +76,71 @@ std::string answerTo(CLI::Success const& aRequest, CLI::App const& aParser)
 }
 }  // namespace
 
-CommandLine::CommandLine()
+void ArgumentList::addPositional(char const* aName, std::string& arText, char const* aDescription)
 {
-    mApp.set_version_flag("--version", fmt::format("{} {}", toolName, QZAGENT_VERSION));
-    addFlag("--json", mIsJson, "Answer with a JSON document instead of text");
-    addFlag("--trace", mIsTraced, "Show the trace of the library on standard error");
-    mApp.fallthrough();
-    mApp.require_subcommand(0, 1);
-    mApp.formatter(std::make_shared<HelpFormatter>());
+    mParser.add_option(aName, arText, aDescription)->type_name("")->required();
 }
 
-CLI::App& CommandLine::addVerb(char const* aName, char const* aDescription, char const* aExamples,
-                               Verb const& aVerb)
+void ArgumentList::addPositional(char const* aName, std::optional<std::string>& arText,
+                                 char const* aDescription)
+{
+    mParser.add_option(aName, arText, aDescription)->type_name("");
+}
+
+void ArgumentList::addFlag(char const* aName, bool& arFlag, char const* aDescription)
+{
+    mParser.add_flag(aName, arFlag, aDescription)->disable_flag_override();
+}
+
+void ArgumentList::addText(char const* aName, char const* aValue, std::optional<std::string>& arText,
+                           char const* aDescription)
+{
+    mParser.add_option(aName, arText, aDescription)->type_name(aValue);
+}
+
+void ArgumentList::addNumberTo(std::function<void(std::uint64_t)> const& aSet, char const* aName,
+                               char const* aValue, Bounds const& aBounds, char const* aDescription)
+{
+    mParser.add_option_function<std::uint64_t>(aName, aSet, aDescription)
+        ->type_name(aValue)
+        ->check(numberWithin(aBounds));
+}
+
+CommandLine::CommandLine()
+    : mParser(std::make_unique<CLI::App>("Reference agent over the adapters of this host.", toolName))
+{
+    mParser->set_version_flag("--version", fmt::format("{} {}", toolName, QZAGENT_VERSION));
+    ArgumentList ofAllVerbs(*mParser);
+    ofAllVerbs.addFlag("--json", mIsJson, "Answer with a JSON document instead of text");
+    ofAllVerbs.addFlag("--trace", mIsTraced, "Show the trace of the library on standard error");
+    mParser->fallthrough();
+    mParser->require_subcommand(0, 1);
+    mParser->formatter(std::make_shared<HelpFormatter>());
+}
+
+CommandLine::~CommandLine() = default;
+
+ArgumentList CommandLine::addVerb(char const* aName, char const* aDescription, char const* aExamples,
+                                  Verb const& aVerb)
 {
     mExamples += aExamples;
-    mApp.footer(footer(mExamples));
-    CLI::App& verb = *mApp.add_subcommand(aName, aDescription);
+    mParser->footer(footer(mExamples));
+    CLI::App& verb = *mParser->add_subcommand(aName, aDescription);
     verb.footer(footer(aExamples));
     verb.group("Verbs");
     verb.callback([this, aVerb] { mVerb = aVerb; });
-    return verb;
+    return ArgumentList(verb);
 }
 
 std::optional<std::string> CommandLine::parse(int aCount, char const* const* aArguments)
 {
     try
     {
-        mApp.parse(aCount, aArguments);
+        mParser->parse(aCount, aArguments);
     }
     catch (CLI::Success const& request)  // --help and --version
     {
-        return answerTo(request, mApp);
+        return answerTo(request, *mParser);
     }
     catch (CLI::ParseError const& error)
     {
@@ -100,7 +155,7 @@ std::optional<std::string> CommandLine::parse(int aCount, char const* const* aAr
 
 std::string CommandLine::command() const
 {
-    std::vector<CLI::App*> const verbs = mApp.get_subcommands();
+    std::vector<CLI::App*> const verbs = mParser->get_subcommands();
     return verbs.empty() ? toolName : verbs.front()->get_name();
 }
 
@@ -109,15 +164,10 @@ std::optional<Answer> CommandLine::run(Report& arReport, Output& arOutput) const
     return mVerb({arReport, arOutput, mIsJson, mIsTraced, isColoured(arOutput)});
 }
 
-void CommandLine::addFlag(char const* aName, bool& arFlag, char const* aDescription)
-{
-    mApp.add_flag(aName, arFlag, aDescription)->disable_flag_override();
-}
-
 std::string CommandLine::verbNames() const
 {
     std::string names;
-    for (CLI::App const* const verb : mApp.get_subcommands([](CLI::App const*) { return true; }))
+    for (CLI::App const* const verb : mParser->get_subcommands([](CLI::App const*) { return true; }))
     {
         names += (names.empty() ? "" : " or ") + verb->get_name();
     }

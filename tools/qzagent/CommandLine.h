@@ -2,15 +2,21 @@
 /// The command line of the tool: its verbs, their options, and what they ask for.
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
 #include "tools/qzagent/Output.h"
 #include "tools/qzagent/Report.h"
+
+// Only the source knows the parser: it takes seconds to compile.
+namespace CLI
+{
+class App;
+}
 
 namespace qzagent
 {
@@ -37,14 +43,58 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// Of a number, both included.
+struct Bounds
+{
+    std::uint64_t mSmallest;
+    std::uint64_t mLargest;
+};
+
+/// What the tool or a verb takes. What is given by reference is set when the arguments are parsed.
+class ArgumentList
+{
+public:
+    explicit ArgumentList(CLI::App& arParser) : mParser(arParser) {}
+
+    /// An argument that is known by its place, and must be there.
+    void addPositional(char const* aName, std::string& arText, char const* aDescription);
+
+    /// One that may be left out.
+    void addPositional(char const* aName, std::optional<std::string>& arText, char const* aDescription);
+
+    void addFlag(char const* aName, bool& arFlag, char const* aDescription);
+
+    /// @param aValue what the help calls the text
+    void addText(char const* aName, char const* aValue, std::optional<std::string>& arText,
+                 char const* aDescription);
+
+    /// @param aValue   what the help calls the number
+    /// @param arNumber of any type that holds what is within the bounds, also an optional one
+    template <typename Number>
+    void addNumber(char const* aName, char const* aValue, Bounds const& aBounds, Number& arNumber,
+                   char const* aDescription)
+    {
+        auto const set = [&arNumber](std::uint64_t aNumber) { arNumber = static_cast<Number>(aNumber); };
+        addNumberTo(set, aName, aValue, aBounds, aDescription);
+    }
+
+private:
+    void addNumberTo(std::function<void(std::uint64_t)> const& aSet, char const* aName, char const* aValue,
+                     Bounds const& aBounds, char const* aDescription);
+
+    CLI::App& mParser;
+};
+
 class CommandLine
 {
 public:
     CommandLine();
+    ~CommandLine();
 
     /// @param aExamples lines of the help, each with its line end
-    /// @return the verb's parser, for its options to be added
-    CLI::App& addVerb(char const* aName, char const* aDescription, char const* aExamples, Verb const& aVerb);
+    /// @return the verb's arguments, to be added to
+    ArgumentList addVerb(char const* aName, char const* aDescription, char const* aExamples,
+                         Verb const& aVerb);
 
     /// @return the help or the version, when that was asked for: then there is no verb to be run
     /// @throws Misuse
@@ -59,10 +109,9 @@ public:
     std::optional<Answer> run(Report& arReport, Output& arOutput) const;
 
 private:
-    void addFlag(char const* aName, bool& arFlag, char const* aDescription);
     std::string verbNames() const;
 
-    CLI::App mApp{"Reference agent over the adapters of this host.", toolName};
+    std::unique_ptr<CLI::App> const mParser;
     bool mIsJson = false;
     bool mIsTraced = false;
     std::string mExamples;

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -45,10 +44,10 @@ Answer explain(Report& arReport, std::optional<std::string> const& aCode)
 void addExplain(CommandLine& arCommandLine)
 {
     auto const code = std::make_shared<std::optional<std::string>>();
-    CLI::App& verb =
+    ArgumentList arguments =
         arCommandLine.addVerb("explain", "Explain an exit code, or all of them",
                               "  qzagent explain 1          what exit code 1 means and what to do\n",
                               [code](Setting const& aSetting) { return explain(aSetting.mReport, *code); });
-    verb.add_option("N", *code, "The exit code; all when it is left out")->type_name("");
+    arguments.addPositional("N", *code, "The exit code; all when it is left out");
 }
 }  // namespace qzagent

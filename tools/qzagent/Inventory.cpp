@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
@@ -55,11 +54,11 @@ Answer inventory(Setting const& aSetting, Wanted const& aWanted)
 void addInventory(CommandLine& arCommandLine)
 {
     auto const wanted = std::make_shared<Wanted>();
-    CLI::App& verb =
+    ArgumentList arguments =
         arCommandLine.addVerb("inventory", "Show each adapter with its ports, remote ports and LUNs",
                               "  qzagent inventory --adapter example-fc-0\n"
                               "                             one adapter with all that is seen through it\n",
                               [wanted](Setting const& aSetting) { return inventory(aSetting, *wanted); });
-    verb.add_option("--adapter", *wanted, "Show this adapter only")->type_name("NAME");
+    arguments.addText("--adapter", "NAME", *wanted, "Show this adapter only");
 }
 }  // namespace qzagent

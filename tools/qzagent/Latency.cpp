@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "backend/common/include/EncodableStream.h"
@@ -22,7 +21,6 @@
 #include "tools/qzagent/LatencyJson.h"
 #include "tools/qzagent/LatencySurvey.h"
 #include "tools/qzagent/NewFile.h"
-#include "tools/qzagent/Number.h"
 #include "tools/qzagent/Output.h"
 #include "tools/qzagent/Printable.h"
 #include "tools/qzagent/Progress.h"
@@ -159,17 +157,15 @@ Answer latency(Setting const& aSetting, Options const& aOptions)
 void addLatency(CommandLine& arCommandLine)
 {
     auto const options = std::make_shared<Options>();
-    CLI::App& verb =
+    ArgumentList arguments =
         arCommandLine.addVerb("latency", "Measure how long target ports take to answer",
                               "  qzagent latency --count 1000\n"
                               "                             bars of how often each latency was seen\n",
                               [options](Setting const& aSetting) { return latency(aSetting, *options); });
-    verb.add_option("--adapter", options->mAdapter, "Measure through this adapter only")->type_name("NAME");
-    verb.add_option("--count", options->mCount,
-                    "How often each target port is asked, 1 to 1000000; 10 when left out")
-        ->type_name("N")
-        ->check(numberFrom(1, largestCount));
-    verb.add_option("--output", options->mOutput, "Write the encoded latency data to this new file")
-        ->type_name("FILE");
+    arguments.addText("--adapter", "NAME", options->mAdapter, "Measure through this adapter only");
+    arguments.addNumber("--count", "N", {1, largestCount}, options->mCount,
+                        "How often each target port is asked, 1 to 1000000; 10 when left out");
+    arguments.addText("--output", "FILE", options->mOutput,
+                      "Write the encoded latency data to this new file");
 }
 }  // namespace qzagent

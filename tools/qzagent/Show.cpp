@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "tools/qzagent/Capture.h"
@@ -137,12 +136,11 @@ std::optional<Answer> show(Setting const& aSetting, std::string const& aPath)
 void addShow(CommandLine& arCommandLine)
 {
     auto const path = std::make_shared<std::string>();
-    CLI::App& verb = arCommandLine.addVerb("show", "Show the records of a capture",
-                                           "  qzagent show events.capture\n"
-                                           "                             what was captured, with payload\n",
-                                           [path](Setting const& aSetting) { return show(aSetting, *path); });
-    verb.add_option("FILE", *path, "The capture, also as hexadecimal text; - for standard input")
-        ->type_name("")
-        ->required();
+    ArgumentList arguments =
+        arCommandLine.addVerb("show", "Show the records of a capture",
+                              "  qzagent show events.capture\n"
+                              "                             what was captured, with payload\n",
+                              [path](Setting const& aSetting) { return show(aSetting, *path); });
+    arguments.addPositional("FILE", *path, "The capture, also as hexadecimal text; - for standard input");
 }
 }  // namespace qzagent

@@ -14,7 +14,6 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <poll.h>
 
@@ -275,13 +274,13 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
 void addWatch(CommandLine& arCommandLine)
 {
     auto const options = std::make_shared<WatchOptions>();
-    CLI::App& verb = arCommandLine.addVerb(
+    ArgumentList arguments = arCommandLine.addVerb(
         "watch", "Show or record diagnostic events as they come",
         "  qzagent watch --seconds 10\n"
         "                             a line for each event of the next ten seconds\n"
         "  qzagent watch --category 3 --output events.capture\n"
         "                             append those of a category to a capture, until SIGINT or SIGTERM\n",
         [options](Setting const& aSetting) { return watch(aSetting, *options); });
-    addOptions(verb, *options);
+    addOptions(arguments, *options);
 }
 }  // namespace qzagent

@@ -3,10 +3,8 @@
 #include <cstdint>
 #include <limits>
 
-#include <CLI/CLI.hpp>
-
 #include "simulator/include/QzEvent.h"
-#include "tools/qzagent/Number.h"
+#include "tools/qzagent/CommandLine.h"
 
 namespace qzagent
 {
@@ -18,25 +16,16 @@ constexpr std::uint64_t mostEvents = 1'000'000'000'000'000;
 constexpr std::uint64_t mostSeconds = 1'000'000'000;
 }  // namespace
 
-void addOptions(CLI::App& arVerb, WatchOptions& arOptions)
+void addOptions(ArgumentList& arArguments, WatchOptions& arOptions)
 {
-    arVerb.add_option("--category", arOptions.mCategory, "Only events of this category, 0 to 254")
-        ->type_name("N")
-        ->check(numberFrom(0, largestSingleCategory));
-    arVerb.add_option("--subcategory", arOptions.mSubcategory, "Only events of this subcategory, 0 to 254")
-        ->type_name("N")
-        ->check(numberFrom(0, largestSingleCategory));
-    arVerb.add_option("--board", arOptions.mBoard, "Only events of this board")
-        ->type_name("N")
-        ->check(numberFrom(0, largestBoard));
-    arVerb.add_flag("--plain", arOptions.mIsPlain, "Use the plain interface instead of Quazor events")
-        ->disable_flag_override();
-    arVerb.add_option("--count", arOptions.mCount, "End after so many events")
-        ->type_name("N")
-        ->check(numberFrom(1, mostEvents));
-    arVerb.add_option("--seconds", arOptions.mSeconds, "End after so long")
-        ->type_name("S")
-        ->check(numberFrom(1, mostSeconds));
-    arVerb.add_option("--output", arOptions.mOutput, "Append the events to this capture")->type_name("FILE");
+    arArguments.addNumber("--category", "N", {0, largestSingleCategory}, arOptions.mCategory,
+                          "Only events of this category, 0 to 254");
+    arArguments.addNumber("--subcategory", "N", {0, largestSingleCategory}, arOptions.mSubcategory,
+                          "Only events of this subcategory, 0 to 254");
+    arArguments.addNumber("--board", "N", {0, largestBoard}, arOptions.mBoard, "Only events of this board");
+    arArguments.addFlag("--plain", arOptions.mIsPlain, "Use the plain interface instead of Quazor events");
+    arArguments.addNumber("--count", "N", {1, mostEvents}, arOptions.mCount, "End after so many events");
+    arArguments.addNumber("--seconds", "S", {1, mostSeconds}, arOptions.mSeconds, "End after so long");
+    arArguments.addText("--output", "FILE", arOptions.mOutput, "Append the events to this capture");
 }
 }  // namespace qzagent

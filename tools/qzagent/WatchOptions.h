@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
+#include "tools/qzagent/CommandLine.h"
 
 namespace qzagent
 {
@@ -22,5 +22,5 @@ struct WatchOptions
 };
 
 /// @param arOptions set when the arguments are parsed
-void addOptions(CLI::App& arVerb, WatchOptions& arOptions);
+void addOptions(ArgumentList& arArguments, WatchOptions& arOptions);
 }  // namespace qzagent
