@@ -84,7 +84,8 @@ public:
     /// Gives access to one character.
     /// @param aPosition position of a character, from 0
     /// @return the character, to read or to write, valid until the object is changed or destroyed
-    /// @throws QZCInvalidEx "Invalid Value", code 6, when aPosition is not below size()
+    /// @throws QZCInvalidEx "Invalid Value", code 6, when aPosition is not below size(); std::bad_alloc when there
+    ///         is no memory to refuse it with
     char& at(unsigned int aPosition)
     {
         QZ_ASSERT(mString != 0);

@@ -10,7 +10,8 @@
 
 #define QZ_LOG_FILE "backend/common/include/QZVector"
 
-/// A growable sequence in the manner of the standard vector, whose elements are copied in.
+/// A growable sequence in the manner of the standard vector, whose elements are copied in. It is copied and assigned as
+/// that is: std::bad_alloc when there is no memory for it, and whatever else copying an element throws.
 ///
 /// Assertions: an index past the end. The assertion's is the only log line.
 /// Thread-safety: one object is used by one thread at a time.

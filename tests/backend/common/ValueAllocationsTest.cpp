@@ -6,6 +6,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -150,12 +151,21 @@ Rows stringRows()
                               arTexts.mOther.at(arTexts.mOther.find(":", 0)) = *arTexts.mText.get();
                               arTexts.mOther.at(arTexts.mOther.size() - 1) = 'x';
                           }),
+        ending("QZCInvalidEx 6: Invalid Value",
+               operation("StringIsReadPastItsEnd", "0", badAlloc, texts(outsideText),
+                         [](Texts& arTexts) { arTexts.mOther.at(arTexts.mOther.size()); })),
     };
 }
 
 Rows vectorRows()
 {
     auto const numbers = [] { return std::make_shared<QZCVector<int>>(); };
+    auto const twoSequences = []
+    {
+        auto const both = std::make_shared<std::pair<QZCVector<int>, QZCVector<int>>>();
+        both->second.push_back(7);
+        return both;
+    };
     /// A sequence of one text, and a text to append.
     struct Appending
     {
@@ -181,6 +191,12 @@ Rows vectorRows()
                 ASSERT_EQ(aAppending.mTexts.size(), 1u);
                 EXPECT_STREQ(aAppending.mTexts[0].get(), "first");
             }),
+        operation("VectorOfNumbersIsCopied", "0", badAlloc, twoSequences,
+                  [](auto& arBoth) { QZCVector<int> const copy(arBoth.second); }),
+        operation(
+            "VectorOfNumbersIsAssigned", "0", badAlloc, twoSequences,
+            [](auto& arBoth) { arBoth.first = arBoth.second; },
+            [](auto const& aBoth) { EXPECT_EQ(aBoth.first.size(), 0u); }),
         withoutAllocation("VectorOfNothing", numbers, [](auto&) { QZCVector<int> const empty; }),
         withoutAllocation(
             "VectorIsReadAndCleared", [] { return std::make_shared<Appending>(); },
