@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -27,8 +28,13 @@ constexpr HBA_HANDLE handle = 7;
 constexpr unsigned int senseSize = 256;
 constexpr unsigned int mostAttempts = 5;
 
-/// All answers with a name, and two without.
-HBA_STATUS statusOf(unsigned int aNumber) { return aNumber % 17; }
+/// All answers with a name, one without, and the largest number.
+HBA_STATUS statusOf(unsigned int aNumber)
+{
+    constexpr unsigned int numStatuses = 33;
+    HBA_STATUS const status = aNumber % numStatuses;
+    return status == numStatuses - 1 ? std::numeric_limits<HBA_STATUS>::max() : status;
+}
 
 /// What the layer is to do with the target mappings.
 class MappingModel

@@ -1,5 +1,6 @@
 #include <ctime>
 #include <deque>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -119,7 +120,10 @@ TEST_F(HbaapiAbs, FreeingCallsBetweenEnteringAndLeaving)
 TEST_F(HbaapiAbs, FreeingIgnoresTheStatus)
 {
     ExpectedLog const expected = logOf("HA_FreeHbaapi");
-    for (HBA_STATUS const status : {1u, 30u, 31u, 4294967295u})
+    std::vector<HBA_STATUS> statuses(32);
+    std::iota(statuses.begin(), statuses.end(), HBA_STATUS{0});
+    statuses.push_back(4294967295u);
+    for (HBA_STATUS const status : statuses)
     {
         mLog.clear();
         mHbaapi.mFreeStatus = status;
