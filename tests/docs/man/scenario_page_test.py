@@ -65,7 +65,8 @@ DEFAULTS = {
 # Without these nobody asks for what a table has.
 FOLLOWING = {
     "[[adapter]]": f"[[adapter.port]]\nport_wwn = {SAMPLES['port_wwn']}\n",
-    "[diagnostics]": f"[[diagnostics.board]]\nfirst_wwn = {SAMPLES['first_wwn']}\nsecond_wwn = {SAMPLES['second_wwn']}\n",
+    "[diagnostics]": f"[[diagnostics.board]]\n"
+                     f"first_wwn = {SAMPLES['first_wwn']}\nsecond_wwn = {SAMPLES['second_wwn']}\n",
 }
 
 
