@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -6,7 +7,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <mutex>
+#include <new>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -16,8 +20,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "backend/common/include/Logger.h"
@@ -36,11 +42,17 @@ using testing::SizeIs;
 
 namespace
 {
+/// In place of an error: the write returns 0, and errno is that of an earlier call.
+constexpr int writesNothing = 0;
+
 /// The errors that the next writes fail with, the last one first.
 std::vector<int> gWriteErrors;
 
 /// How many bytes the next write leaves.
 std::size_t gLeftByWrite = 0;
+
+/// The time that the next log line gets.
+std::optional<std::time_t> gSeconds;
 }  // namespace
 
 // Stands before the C library's own.
@@ -52,7 +64,18 @@ extern "C" ssize_t write(int aFile, void const* apBytes, std::size_t aLength)
     }
     errno = gWriteErrors.back();
     gWriteErrors.pop_back();
-    return -1;
+    return errno == writesNothing ? (errno = EINTR, 0) : -1;
+}
+
+// Stands before the C library's own as well.
+extern "C" int clock_gettime(clockid_t aClock, timespec* apTime) noexcept
+{
+    if (!gSeconds)
+    {
+        return static_cast<int>(syscall(SYS_clock_gettime, aClock, apTime));
+    }
+    *apTime = {*gSeconds, 0};
+    return 0;
 }
 
 namespace
@@ -232,6 +255,26 @@ TEST_F(Logger, TheStampIsTheTimeInUtc)
     unsetenv("TZ");
     tzset();
     EXPECT_THAT(microsecondsOf(sink.lines().at(0)), AllOf(Ge(before), Le(after)));
+}
+
+TEST_F(Logger, TheStampIsTheDateOfEveryDay)
+{
+    // From 1970 to 2400 with all kinds of leap years, as far as the machine's time goes.
+    std::int64_t const last =
+        std::min(INT64_C(13569465600), std::int64_t{std::numeric_limits<std::time_t>::max()});
+    CollectingSink const sink;
+    std::size_t count = 0;
+    for (std::int64_t seconds = 0; seconds <= last; seconds += 86400 + 3599)
+    {
+        gSeconds = static_cast<std::time_t>(seconds);
+        logText("");
+        std::tm utc = {};
+        gmtime_r(&*gSeconds, &utc);
+        gSeconds.reset();
+        char expected[80];
+        std::strftime(expected, sizeof expected, "%Y-%m-%dT%H:%M:%S.000000Z", &utc);
+        ASSERT_EQ(sink.lines().at(count++).substr(0, 27), expected);
+    }
 }
 
 TEST_F(Logger, TheMacrosLogUnderTheirPlaceAndLevel)
@@ -532,6 +575,169 @@ TEST_F(Logger, AWriteThatFailsIsNotTriedAgain)
     EXPECT_THAT(gWriteErrors, ElementsAre(EINTR));
     gWriteErrors.clear();
     EXPECT_EQ(standardError.taken(), "");
+}
+
+TEST_F(Logger, AWriteOfNothingIsNotTriedAgain)
+{
+    StandardErrorPipe standardError;
+    gWriteErrors = {EINTR, writesNothing};
+    logText("text");
+    EXPECT_THAT(gWriteErrors, ElementsAre(EINTR));
+    gWriteErrors.clear();
+    EXPECT_EQ(standardError.taken(), "");
+}
+
+TEST_F(Logger, ASinkGetsItsOwnContextWhileItIsReplaced)
+{
+    struct Target
+    {
+        QZLogSink mSink;
+        std::atomic<int> mOthers{0};
+    };
+    static Target first;
+    static Target second;
+    first.mSink = [](void* aContext, char const*, unsigned int) { first.mOthers += aContext != &first; };
+    second.mSink = [](void* aContext, char const*, unsigned int) { second.mOthers += aContext != &second; };
+    SetLogSink(first.mSink, &first);
+    std::atomic<bool> isOver{false};
+    std::thread replacing(
+        [&]
+        {
+            while (!isOver)
+            {
+                SetLogSink(second.mSink, &second);
+                SetLogSink(first.mSink, &first);
+            }
+        });
+    inThreads(2,
+              [](int)
+              {
+                  for (int line = 0; line < 20000; ++line)
+                  {
+                      logError("%d", line);
+                  }
+              });
+    isOver = true;
+    replacing.join();
+    EXPECT_EQ(first.mOthers + second.mOthers, 0);
+}
+
+TEST_F(Logger, ASinkThatIsSetAgainTakesNoMoreMemory)
+{
+    if (!MallocFailure::isPossible())
+    {
+        GTEST_SKIP() << "the sanitizers bring a malloc of their own";
+    }
+    static int calls = 0;
+    auto const count = [](void*, char const*, unsigned int) { ++calls; };
+    SetLogSink(count, nullptr);
+    SetLogSink(nullptr, nullptr);
+    {
+        MallocFailure const noMemory;
+        SetLogSink(count, nullptr);
+    }
+    logText("text");
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(Logger, WithoutMemoryForANewSinkTheOneBeforeStays)
+{
+    if (!MallocFailure::isPossible())
+    {
+        GTEST_SKIP() << "the sanitizers bring a malloc of their own";
+    }
+    CollectingSink const sink;
+    bool isRefused = false;
+    try
+    {
+        MallocFailure const noMemory;
+        SetLogSink([](void*, char const*, unsigned int) {}, &isRefused);
+    }
+    catch (std::bad_alloc const&)
+    {
+        isRefused = true;
+    }
+    EXPECT_TRUE(isRefused);
+    logText("text");
+    EXPECT_EQ(sink.onlyText(), "text\n");
+}
+
+/// How a forked child ends that logs a line; one that waits forever is ended by its alarm.
+int endOfLoggingChild()
+{
+    pid_t const child = fork();
+    if (child == 0)
+    {
+        alarm(20);
+        logText("of the child");
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST_F(Logger, AForkedChildLogsWhileAnotherThreadOfItsParentWrites)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe(ends), 0);
+    int const before = dup(STDERR_FILENO);
+    dup2(ends[1], STDERR_FILENO);
+    // Far more than the pipe takes: the thread waits in the middle of its line until the pipe is emptied.
+    std::thread writer([] { logText(std::string(1000000, 'x')); });
+    int waiting = 0;
+    while (waiting == 0)
+    {
+        ioctl(ends[0], FIONREAD, &waiting);
+        std::this_thread::yield();
+    }
+    int status = -1;
+    std::string text;
+    {
+        StandardErrorPipe ofTheChild;
+        status = endOfLoggingChild();
+        text = ofTheChild.taken();
+    }
+    std::thread reader(
+        [&]
+        {
+            char part[4096];
+            while (read(ends[0], part, sizeof part) > 0)
+            {
+            }
+        });
+    writer.join();
+    dup2(before, STDERR_FILENO);
+    close(before);
+    close(ends[1]);
+    reader.join();
+    close(ends[0]);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(text, EndsWith(": of the child\n"));
+}
+
+TEST_F(Logger, AForkedChildLogsWhateverOtherThreadsOfItsParentLog)
+{
+    SetLogSink([](void*, char const*, unsigned int) {}, nullptr);
+    std::atomic<bool> isOver{false};
+    std::thread logging(
+        [&]
+        {
+            while (!isOver)
+            {
+                logText("of the parent");
+                SetLogSink([](void*, char const*, unsigned int) {}, &isOver);
+                SetLogSink([](void*, char const*, unsigned int) {}, nullptr);
+            }
+        });
+    int failed = 0;
+    for (int child = 0; child < 200; ++child)
+    {
+        failed += endOfLoggingChild() != 0;
+    }
+    isOver = true;
+    logging.join();
+    EXPECT_EQ(failed, 0);
 }
 
 TEST_F(Logger, LeavesErrnoAsItWas)

@@ -187,6 +187,20 @@ TEST_F(LibvqmLoading, ThatFailsAfterOneThatDidNotLeavesItLoadedWithoutAHandle)
         });
 }
 
+TEST_F(LibvqmLoading, ThatFailsAfterOneThatDidNotLeavesNoHandleToClose)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mVqm.mHandle = 0;
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_LoadLibrary(); }), notFound);
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(callsOf("dlclose(1)"), 0) << "the first handle is lost";
+            EXPECT_EQ(callsOf("dlclose(0)"), 0) << "the C library ends the process then";
+        });
+}
+
 TEST_F(LibvqmLoading, IsSharedByAllObjects)
 {
     inFreshProcess(

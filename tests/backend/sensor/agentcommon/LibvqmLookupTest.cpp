@@ -95,6 +95,19 @@ TEST_P(LibvqmMissingSymbolDeathTest, LeavesTheLibraryUnloaded)
         ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
 }
 
+TEST_P(LibvqmMissingSymbol, ClosesTheLibraryWhichFreeingItWouldCloseASecondTime)
+{
+    inFreshProcess(
+        [&]
+        {
+            prepare();
+            use();
+            EXPECT_EQ(callsOf("dlclose(1)"), 1);
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(callsOf("dlclose(1)"), 2) << "why an agent must not do this";
+        });
+}
+
 TEST_P(LibvqmMissingSymbol, LeavesNoAdapters)
 {
     inFreshProcess(

@@ -2,6 +2,7 @@
 /// Records as the tables of their operations make them.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -60,4 +61,12 @@ void leaveRoom(Making<Record>& arMaking, unsigned int aLength)
     {
         arMaking.mOut << true;
     }
+}
+
+/// Fails the test unless the bytes are the beginning of the whole: at least so many of them, but not all.
+inline void expectBeginning(Bytes const& aBytes, Bytes const& aWhole, std::size_t aLeast)
+{
+    EXPECT_GE(aBytes.size(), aLeast);
+    ASSERT_LT(aBytes.size(), aWhole.size());
+    EXPECT_EQ(aBytes, Bytes(aWhole.begin(), aWhole.begin() + static_cast<std::ptrdiff_t>(aBytes.size())));
 }

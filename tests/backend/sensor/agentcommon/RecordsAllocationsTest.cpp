@@ -63,8 +63,17 @@ Rows latencyRows()
                               ASSERT_EQ(data.getTrueLatency() + data.getBuckets()[0] + data.size(), 104u);
                           }),
         // Three numbers of five bytes and 23 of one, each of which asks for room for five.
-        operation("LatencyIsEncoded", "0", badAlloc, madeLatency,
-                  [](Latency& arData) { arData.mRecord->encode(arData.mOut); }),
+        operation(
+            "LatencyIsEncoded", "0", badAlloc, madeLatency,
+            [](Latency& arData) { arData.mRecord->encode(arData.mOut); },
+            [](Latency& arData)
+            {
+                Bytes const whole = encodedFormOf(*arData.mRecord);
+                expectBeginning(bytesOf(arData.mOut.getEncoded()), whole, 1);
+                arData.mOut.clear();
+                arData.mRecord->encode(arData.mOut);
+                EXPECT_EQ(bytesOf(arData.mOut.getEncoded()), whole);
+            }),
     };
 }
 

@@ -61,6 +61,10 @@ Rows eventRows()
 
 using Data = Making<QZCScopeData>;
 
+// A stream has room for event, flag and the first name, and not for the second one.
+constexpr unsigned int lengthOfItsBeginning = 2 + 1 + 13;
+constexpr unsigned int roomForItsBeginning = lengthOfItsBeginning + 12;
+
 Rows dataConstructionRows()
 {
     auto const subject = making<QZCScopeData>;
@@ -134,6 +138,16 @@ Rows dataRows()
     auto const encode = [](Data& arData) { arData.mRecord->encode(arData.mOut); };
     auto const encodesElsewhere = [](Data const& aData)
     { EXPECT_EQ(encodedFormOf(*aData.mRecord), aData.mEncoded); };
+    // What was written before the failure stays, and is gone after clear().
+    auto const isWrittenInPart = [](Data& arData)
+    {
+        expectBeginning(bytesOf(arData.mOut.getEncoded()),
+                        joined(Bytes(roomInside - roomForItsBeginning, 0xf5), arData.mEncoded),
+                        roomInside - roomForItsBeginning + lengthOfItsBeginning);
+        arData.mOut.clear();
+        arData.mRecord->encode(arData.mOut);
+        EXPECT_EQ(bytesOf(arData.mOut.getEncoded()), arData.mEncoded);
+    };
     auto const decode = [](Data& arData) { arData.decode(); };
     auto const decodesAgain = [](Data& arData)
     {
@@ -163,6 +177,8 @@ Rows dataRows()
                   encodesElsewhere),
         operation("DataIsEncodedWithBothInNoRoom", "00", badAlloc, madeData(true, 100, 0), encode,
                   encodesElsewhere),
+        operation("DataIsEncodedInRoomForItsBeginning", "00", badAlloc,
+                  madeData(true, 100, roomForItsBeginning), encode, isWrittenInPart),
         operation("DataIsDecodedOfAnEvent", decodedEvent, outOfMemory, madeData(false, 0, 0), decode,
                   decodesAgain),
         operation("DataIsDecodedWithNames", decodedEvent + decodedNames, outOfMemory, madeData(true, 0, 0),
