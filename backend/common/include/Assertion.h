@@ -8,7 +8,7 @@
 
 /// Logs the failed condition at level 1, tag "-H-" (if the level mask includes it), and ends the process with
 /// exit status 1. It throws nothing and runs no destructor of the caller. Exit handlers run on the thread that
-/// asserted. It may be called from any thread. The library exports a copy of it in every build.
+/// asserted. It may be called from any thread. Both libraries export a copy of it in every build.
 /// @param aLine       source line of the assertion
 /// @param apFunction  bare name of the function that contains the assertion
 /// @param apFile      source file that contains the assertion, as QZ_LOG_FILE gives it

@@ -49,8 +49,8 @@ public:
     {
     }
 
-    /// Frees the bytes unless they are wrapped.
-    virtual ~QZCBuffer() { _release(); }
+    /// Frees the bytes unless they are wrapped. Both libraries export a copy of this function in every build.
+    __attribute__((used)) virtual ~QZCBuffer() { _release(); }
 
     QZCBuffer(QZCBuffer const&) = delete;
     QZCBuffer& operator=(QZCBuffer const&) = delete;
@@ -63,7 +63,7 @@ public:
     /// @return the first of getLength() bytes, valid until the buffer is modified or destroyed
     virtual operator unsigned char const*() const;
 
-    /// @return number of bytes held. The library exports a copy of this function in every build
+    /// @return number of bytes held. Both libraries export a copy of this function in every build
     __attribute__((used)) virtual unsigned int getLength() const { return mLength; }
 
     /// @return the first of getLength() bytes for writing, valid until the next modification. A buffer that

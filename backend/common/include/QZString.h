@@ -89,11 +89,6 @@ public:
     /// @{
     char& at(unsigned int aPosition)
     {
-        return const_cast<char&>(static_cast<QZCString const&>(*this).at(aPosition));
-    }
-
-    char const& at(unsigned int aPosition) const
-    {
         QZ_ASSERT(mString != 0);
         try
         {
@@ -104,6 +99,8 @@ public:
             throw QZCInvalidEx("Invalid Value", 6);
         }
     }
+
+    char const& at(unsigned int aPosition) const { return const_cast<QZCString&>(*this).at(aPosition); }
     /// @}
 
     /// Searches for a text. Throws nothing.

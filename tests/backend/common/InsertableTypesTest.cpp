@@ -70,8 +70,8 @@ using Refused =
           QZCBuffer*, QZCLocalBuffer const*, char const (&)[5], unsigned char (&)[8], std::nullptr_t,
           void (*)(), void (&)(), int InsertableType<int>::*, char, signed char, short, unsigned short, int,
           int const&, long, unsigned long, long long, unsigned long long, float, double, Number, Flag,
-          QZLogLevel, std::true_type, std::vector<bool>::reference, std::string, std::vector<int>,
-          QZCString, QZCPointer<QZCBuffer>>;
+          QZLogLevel, std::true_type, std::vector<bool>::reference, std::string, std::vector<int>, QZCString,
+          QZCPointer<QZCBuffer>>;
 TYPED_TEST_SUITE(NonInsertableType, Refused);
 
 TYPED_TEST(NonInsertableType, DoesNotCompile) { EXPECT_FALSE(IsInsertable<TypeParam>::value); }
