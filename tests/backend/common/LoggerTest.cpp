@@ -19,8 +19,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
-#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -663,12 +663,14 @@ TEST_F(Logger, WithoutMemoryForANewSinkTheOneBeforeStays)
 }
 
 /// How a forked child ends that logs a line; one that waits forever is ended by its alarm.
-int endOfLoggingChild()
+/// @param aStandardError what the child has as its standard error
+int endOfLoggingChild(int aStandardError)
 {
     pid_t const child = fork();
     if (child == 0)
     {
         alarm(20);
+        dup2(aStandardError, STDERR_FILENO);
         logText("of the child");
         _exit(0);
     }
@@ -677,43 +679,44 @@ int endOfLoggingChild()
     return status;
 }
 
+/// Waits until something can be read.
+void awaitInput(int aEnd)
+{
+    pollfd input = {aEnd, POLLIN, 0};
+    poll(&input, 1, -1);
+}
+
 TEST_F(Logger, AForkedChildLogsWhileAnotherThreadOfItsParentWrites)
 {
     int ends[2] = {-1, -1};
+    int endsOfChild[2] = {-1, -1};
     ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(pipe(endsOfChild), 0);
     int const before = dup(STDERR_FILENO);
     dup2(ends[1], STDERR_FILENO);
-    // Far more than the pipe takes: the thread waits in the middle of its line until the pipe is emptied.
-    std::thread writer([] { logText(std::string(1000000, 'x')); });
-    int waiting = 0;
-    while (waiting == 0)
-    {
-        ioctl(ends[0], FIONREAD, &waiting);
-        std::this_thread::yield();
-    }
-    int status = -1;
-    std::string text;
-    {
-        StandardErrorPipe ofTheChild;
-        status = endOfLoggingChild();
-        text = ofTheChild.taken();
-    }
-    std::thread reader(
-        [&]
-        {
-            char part[4096];
-            while (read(ends[0], part, sizeof part) > 0)
-            {
-            }
-        });
-    writer.join();
-    dup2(before, STDERR_FILENO);
-    close(before);
     close(ends[1]);
-    reader.join();
+    // Far more than the pipe takes: the thread waits in the middle of its line until the pipe is emptied.
+    std::thread writer(
+        [before]
+        {
+            logText(std::string(1000000, 'x'));
+            dup2(before, STDERR_FILENO);
+        });
+    awaitInput(ends[0]);
+    EXPECT_EQ(endOfLoggingChild(endsOfChild[1]), 0);
+    close(endsOfChild[1]);
+    char line[200];
+    ssize_t const length = read(endsOfChild[0], line, sizeof line);
+    char part[4096];
+    while (read(ends[0], part, sizeof part) > 0)
+    {
+    }
+    writer.join();
+    close(before);
     close(ends[0]);
-    EXPECT_EQ(status, 0);
-    EXPECT_THAT(text, EndsWith(": of the child\n"));
+    close(endsOfChild[0]);
+    EXPECT_THAT(std::string(line, static_cast<std::size_t>(std::max<ssize_t>(length, 0))),
+                EndsWith(": of the child\n"));
 }
 
 TEST_F(Logger, AForkedChildLogsWhateverOtherThreadsOfItsParentLog)
@@ -733,7 +736,7 @@ TEST_F(Logger, AForkedChildLogsWhateverOtherThreadsOfItsParentLog)
     int failed = 0;
     for (int child = 0; child < 200; ++child)
     {
-        failed += endOfLoggingChild() != 0;
+        failed += endOfLoggingChild(STDERR_FILENO) != 0;
     }
     isOver = true;
     logging.join();
