@@ -56,7 +56,7 @@ class InsertableType : public testing::Test
 using Taken = Types<bool, bool&, bool const&, unsigned char, unsigned char&, unsigned char const&,
                     unsigned int, unsigned int&, unsigned int const&, QZCBuffer&, QZCBuffer const&, QZCBuffer,
                     QZCLocalBuffer&, QZCLocalBuffer const&, QZCLocalBuffer, DerivedTwice>;
-TYPED_TEST_SUITE(InsertableType, Taken);
+TYPED_TEST_SUITE(InsertableType, Taken, );
 
 TYPED_TEST(InsertableType, Compiles) { EXPECT_TRUE(IsInsertable<TypeParam>::value); }
 
@@ -72,7 +72,7 @@ using Refused =
           int const&, long, unsigned long, long long, unsigned long long, float, double, Number, Flag,
           QZLogLevel, std::true_type, std::vector<bool>::reference, std::string, std::vector<int>, QZCString,
           QZCPointer<QZCBuffer>>;
-TYPED_TEST_SUITE(NonInsertableType, Refused);
+TYPED_TEST_SUITE(NonInsertableType, Refused, );
 
 TYPED_TEST(NonInsertableType, DoesNotCompile) { EXPECT_FALSE(IsInsertable<TypeParam>::value); }
 
