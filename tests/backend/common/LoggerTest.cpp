@@ -56,11 +56,11 @@ std::optional<std::time_t> gSeconds;
 }  // namespace
 
 // Stands before the C library's own.
-extern "C" ssize_t write(int aFile, void const* apBytes, std::size_t aLength)
+extern "C" ssize_t write(int aFile, void const* aBytes, std::size_t aLength)
 {
     if (gWriteErrors.empty())
     {
-        return syscall(SYS_write, aFile, apBytes, aLength - std::exchange(gLeftByWrite, 0));
+        return syscall(SYS_write, aFile, aBytes, aLength - std::exchange(gLeftByWrite, 0));
     }
     errno = gWriteErrors.back();
     gWriteErrors.pop_back();
@@ -68,13 +68,13 @@ extern "C" ssize_t write(int aFile, void const* apBytes, std::size_t aLength)
 }
 
 // Stands before the C library's own as well.
-extern "C" int clock_gettime(clockid_t aClock, timespec* apTime) noexcept
+extern "C" int clock_gettime(clockid_t aClock, timespec* aTime) noexcept
 {
     if (!gSeconds)
     {
-        return static_cast<int>(syscall(SYS_clock_gettime, aClock, apTime));
+        return static_cast<int>(syscall(SYS_clock_gettime, aClock, aTime));
     }
-    *apTime = {*gSeconds, 0};
+    *aTime = {*gSeconds, 0};
     return 0;
 }
 
