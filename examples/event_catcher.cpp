@@ -29,13 +29,13 @@ struct Catch
 };
 
 /// Runs on threads of the vendor's library, into which no exception may go: one ends the process.
-void take(unsigned int, HBA_wwn, unsigned int, unsigned int, void* apCatch, QZ_event* apEvent) noexcept
+void take(unsigned int, HBA_wwn, unsigned int, unsigned int, void* aCatch, QZ_event* aEvent) noexcept
 {
-    auto& caught = *static_cast<Catch*>(apCatch);
+    auto& caught = *static_cast<Catch*>(aCatch);
     std::lock_guard<std::mutex> const lock(caught.mMutex);
     if (caught.mMissing > 0)
     {
-        QZCScopeData const data(caught.mKind, apEvent->mPayload, apEvent->mLength, apEvent->mLength);
+        QZCScopeData const data(caught.mKind, aEvent->mPayload, aEvent->mLength, aEvent->mLength);
         data.encode(caught.mEncoded);
         if (--caught.mMissing == 0)
         {

@@ -18,7 +18,7 @@ namespace
 class LoadedHbaapi
 {
 public:
-    explicit LoadedHbaapi(QZCHbaapiAbs& arHbaapi) : mHbaapi(arHbaapi) { mHbaapi.HA_LoadHbaapi(); }
+    explicit LoadedHbaapi(QZCHbaapiAbs& aHbaapi) : mHbaapi(aHbaapi) { mHbaapi.HA_LoadHbaapi(); }
     ~LoadedHbaapi() { mHbaapi.HA_FreeHbaapi(); }
     LoadedHbaapi(LoadedHbaapi const&) = delete;
 
@@ -30,8 +30,8 @@ private:
 class OpenAdapter
 {
 public:
-    OpenAdapter(QZCHbaapiAbs& arHbaapi, std::string aName)
-        : mHbaapi(arHbaapi), mHandle(mHbaapi.HA_OpenAdapter(aName.data()))
+    OpenAdapter(QZCHbaapiAbs& aHbaapi, std::string aName)
+        : mHbaapi(aHbaapi), mHandle(mHbaapi.HA_OpenAdapter(aName.data()))
     {
     }
     ~OpenAdapter() { mHbaapi.HA_CloseAdapter(mHandle); }
@@ -43,15 +43,15 @@ private:
     unsigned int const mHandle;
 };
 
-void listPorts(QZCHbaapiAbs& arHbaapi, char const* aName)
+void listPorts(QZCHbaapiAbs& aHbaapi, char const* aName)
 {
-    OpenAdapter const adapter(arHbaapi, aName);
+    OpenAdapter const adapter(aHbaapi, aName);
     // What the layer allocates is the caller's.
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(
-        arHbaapi.HA_GetAdapterAttributes(adapter.handle()));
+        aHbaapi.HA_GetAdapterAttributes(adapter.handle()));
     unsigned int count = 0;
     std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-        arHbaapi.HA_GetAdapterPorts(adapter.handle(), attributes.get(), count));
+        aHbaapi.HA_GetAdapterPorts(adapter.handle(), attributes.get(), count));
     for (unsigned int index = 0; index < count; ++index)
     {
         QZCWorldWideName const name(ports[index].PortWWN.wwn);

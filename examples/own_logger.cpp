@@ -20,18 +20,18 @@ constexpr std::size_t tagLength = 3;
 class ServiceLog
 {
 public:
-    explicit ServiceLog(std::FILE* apStream) { SetLogSink(&write, apStream); }
+    explicit ServiceLog(std::FILE* aStream) { SetLogSink(&write, aStream); }
     ~ServiceLog() { SetLogSink(nullptr, nullptr); }
     ServiceLog(ServiceLog const&) = delete;
     ServiceLog& operator=(ServiceLog const&) = delete;
 
 private:
     /// Called by any thread. A single call of the C library keeps the line in one piece.
-    static void write(void* apStream, char const* apLine, unsigned int aLength) noexcept
+    static void write(void* aStream, char const* aLine, unsigned int aLength) noexcept
     {
-        std::string_view line(apLine, aLength);
+        std::string_view line(aLine, aLength);
         line.remove_prefix(timeLength);
-        std::fprintf(static_cast<std::FILE*>(apStream), "%s%.*s", priorityOf(line.substr(0, tagLength)),
+        std::fprintf(static_cast<std::FILE*>(aStream), "%s%.*s", priorityOf(line.substr(0, tagLength)),
                      static_cast<int>(line.size()), line.data());
     }
 

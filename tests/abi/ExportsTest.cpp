@@ -32,14 +32,13 @@ struct Library
     std::string mList;
 };
 
-std::ostream& operator<<(std::ostream& arOut, Library const& aLibrary) { return arOut << aLibrary.mName; }
+std::ostream& operator<<(std::ostream& aOut, Library const& aLibrary) { return aOut << aLibrary.mName; }
 
-void replaceAll(std::string& arText, std::string const& aOld, std::string const& aNew)
+void replaceAll(std::string& aText, std::string const& aOld, std::string const& aNew)
 {
-    for (std::size_t at = arText.find(aOld); at != std::string::npos;
-         at = arText.find(aOld, at + aNew.size()))
+    for (std::size_t at = aText.find(aOld); at != std::string::npos; at = aText.find(aOld, at + aNew.size()))
     {
-        arText.replace(at, aOld.size(), aNew);
+        aText.replace(at, aOld.size(), aNew);
     }
 }
 

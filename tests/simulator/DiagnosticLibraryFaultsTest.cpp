@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/Strikes.h"
+#include "simulator/control/Strikes.h"
 #include "tests/simulator/DiagnosticLibraryFixture.h"
 
 using testing::Each;

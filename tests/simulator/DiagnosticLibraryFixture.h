@@ -13,8 +13,8 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
-#include "simulator/Wwn.h"
 #include "simulator/include/QzEvent.h"
+#include "simulator/scenario/Wwn.h"
 #include "tests/simulator/EventLog.h"
 #include "tests/support/ScratchFolder.h"
 
@@ -137,10 +137,10 @@ protected:
 
 private:
     template <typename Function>
-    void find(char const* aName, Function*& arFunction)
+    void find(char const* aName, Function*& aFunction)
     {
-        arFunction = reinterpret_cast<Function*>(::dlsym(mLibrary, aName));
-        if (arFunction == nullptr)
+        aFunction = reinterpret_cast<Function*>(::dlsym(mLibrary, aName));
+        if (aFunction == nullptr)
         {
             throw std::runtime_error(aName);
         }

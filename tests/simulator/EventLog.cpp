@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/Wwn.h"
+#include "simulator/scenario/Wwn.h"
 
 namespace
 {

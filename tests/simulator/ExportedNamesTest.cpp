@@ -1,5 +1,5 @@
 // What libqzsim.so exports stands before the names of every program it is preloaded into, so it is exactly
-// what simulator/libqzsim.map lists.
+// what simulator/library/libqzsim.map lists.
 #include <fstream>
 #include <set>
 #include <sstream>

@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/Faults.h"
-#include "simulator/Scenario.h"
-#include "simulator/Strikes.h"
+#include "simulator/control/Faults.h"
+#include "simulator/control/Strikes.h"
+#include "simulator/scenario/Scenario.h"
 
 using qzsim::Call;
 using qzsim::Fault;

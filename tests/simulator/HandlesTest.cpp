@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/Handles.h"
+#include "simulator/hba/Handles.h"
 
 using qzsim::Handles;
 

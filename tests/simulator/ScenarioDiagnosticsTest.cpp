@@ -6,9 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/Diagnostics.h"
-#include "simulator/Scenario.h"
-#include "simulator/Wwn.h"
+#include "simulator/scenario/Diagnostics.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/Wwn.h"
 #include "tests/simulator/Scenarios.h"
 
 using qzsim::Diagnostics;

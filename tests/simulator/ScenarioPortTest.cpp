@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
-#include "simulator/Scenario.h"
-#include "simulator/ScenarioReader.h"
-#include "simulator/Wwn.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/ScenarioReader.h"
+#include "simulator/scenario/Wwn.h"
 #include "tests/simulator/Scenarios.h"
 #include "tests/support/ScratchFolder.h"
 

@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/Scenario.h"
-#include "simulator/ScenarioReader.h"
-#include "simulator/Statuses.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/ScenarioReader.h"
+#include "simulator/scenario/Statuses.h"
 #include "tests/simulator/Scenarios.h"
 #include "tests/support/ScratchFolder.h"
 

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "simulator/Scenario.h"
-#include "simulator/ScenarioReader.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/ScenarioReader.h"
 #include "tests/support/ScratchFolder.h"
 
 constexpr char const* oneBoard =

@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/Scenario.h"
-#include "simulator/Scsi.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/Scsi.h"
 
 using qzsim::LunAddressing;
 using qzsim::lunBytes;

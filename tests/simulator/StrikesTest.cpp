@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "simulator/Strikes.h"
+#include "simulator/control/Strikes.h"
 
 using qzsim::Strikes;
 using qzsim::StrikesFile;

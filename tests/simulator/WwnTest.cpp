@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/Wwn.h"
+#include "simulator/scenario/Wwn.h"
 
 namespace
 {

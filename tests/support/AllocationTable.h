@@ -37,9 +37,9 @@ struct Operation
     std::string mOutcome = done;        ///< the outcome when none does
 };
 
-inline std::ostream& operator<<(std::ostream& arOut, Operation const& aOperation)
+inline std::ostream& operator<<(std::ostream& aOut, Operation const& aOperation)
 {
-    return arOut << aOperation.mName;
+    return aOut << aOperation.mName;
 }
 
 inline std::string nameOfOperation(testing::TestParamInfo<Operation> const& aInfo)
@@ -104,7 +104,7 @@ struct Run
 /// Runs the attempt while allocations fail, as Failure does it with the first and the last of them. The
 /// outcome is put into words later, as that takes memory.
 template <typename Failure>
-void runFailing(Attempt const& aAttempt, unsigned int aFirst, unsigned int aLast, Run& arRun)
+void runFailing(Attempt const& aAttempt, unsigned int aFirst, unsigned int aLast, Run& aRun)
 {
     std::exception_ptr error;
     {
@@ -117,7 +117,7 @@ void runFailing(Attempt const& aAttempt, unsigned int aFirst, unsigned int aLast
         {
             error = std::current_exception();
         }
-        arRun.mAllocations = failure.allocations();
+        aRun.mAllocations = failure.allocations();
     }
     auto const end = [&]
     {
@@ -126,7 +126,7 @@ void runFailing(Attempt const& aAttempt, unsigned int aFirst, unsigned int aLast
             std::rethrow_exception(error);
         }
     };
-    arRun.mOutcome = outcomeOf(end).c_str();
+    aRun.mOutcome = outcomeOf(end).c_str();
 }
 
 template <typename Failure>

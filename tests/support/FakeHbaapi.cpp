@@ -15,26 +15,26 @@ constexpr std::size_t nameBufferSize = 256;
 FakeHbaapi* gInstance = nullptr;
 
 template <typename T>
-T nextAnswer(std::deque<T>& arAnswers, char const* aCall, T const& acrFallback)
+T nextAnswer(std::deque<T>& aAnswers, char const* aCall, T const& aFallback)
 {
-    if (arAnswers.empty())
+    if (aAnswers.empty())
     {
         ADD_FAILURE() << aCall << " was called more often than its script has answers";
-        return acrFallback;
+        return aFallback;
     }
-    T answer = std::move(arAnswers.front());
-    arAnswers.pop_front();
+    T answer = std::move(aAnswers.front());
+    aAnswers.pop_front();
     return answer;
 }
 
 template <typename Handed>
-HBA_STATUS answerQuery(std::deque<FakeHbaapi::Answer<Handed>>& arAnswers, char const* aCall, Handed& arHanded)
+HBA_STATUS answerQuery(std::deque<FakeHbaapi::Answer<Handed>>& aAnswers, char const* aCall, Handed& aHanded)
 {
     FakeHbaapi::Answer<Handed> const answer =
-        nextAnswer(arAnswers, aCall, FakeHbaapi::Answer<Handed>{HBA_STATUS_ERROR});
+        nextAnswer(aAnswers, aCall, FakeHbaapi::Answer<Handed>{HBA_STATUS_ERROR});
     if (answer.mFill)
     {
-        answer.mFill(arHanded);
+        answer.mFill(aHanded);
     }
     return answer.mStatus;
 }
@@ -78,12 +78,12 @@ FakeHbaapi::~FakeHbaapi() { gInstance = nullptr; }
 
 FakeHbaapi& FakeHbaapi::instance() { return *gInstance; }
 
-void FakeHbaapi::record(UncountedString const& acrCall)
+void FakeHbaapi::record(UncountedString const& aCall)
 {
-    mRecorded.push_back(acrCall);
+    mRecorded.push_back(aCall);
     if (mOnCall)
     {
-        mOnCall(acrCall.c_str());
+        mOnCall(aCall.c_str());
     }
 }
 

@@ -53,7 +53,7 @@ public:
     static FakeHbaapi& instance();
 
     /// Adds one call to the record and tells mOnCall.
-    void record(UncountedString const& acrCall);
+    void record(UncountedString const& aCall);
 
     /// The calls so far with the numbers that they were given, as "HBA_GetAdapterName(0)",
     /// "HBA_GetFcpTargetMapping(7, 256)" with the block's NumberOfEntries, and

@@ -12,20 +12,20 @@ namespace
 LogCapture* gCapture = nullptr;
 bool gEcho = false;
 
-std::string withVisibleLineEnds(std::string const& acrText)
+std::string withVisibleLineEnds(std::string const& aText)
 {
     std::string visible;
-    for (char const character : acrText)
+    for (char const character : aText)
     {
         visible += character == '\n' ? std::string("\\n") : std::string(1, character);
     }
     return visible;
 }
 
-std::string escapedForRegex(std::string const& acrText)
+std::string escapedForRegex(std::string const& aText)
 {
     std::string escaped;
-    for (char const character : acrText)
+    for (char const character : aText)
     {
         if (std::string("\\[](){}.*+?^$|").find(character) != std::string::npos)
         {
@@ -37,18 +37,18 @@ std::string escapedForRegex(std::string const& acrText)
 }
 }  // namespace
 
-bool operator==(LogLine const& acrLeft, LogLine const& acrRight)
+bool operator==(LogLine const& aLeft, LogLine const& aRight)
 {
-    return acrLeft.mLevel == acrRight.mLevel && acrLeft.mTag == acrRight.mTag &&
-           acrLeft.mFunction == acrRight.mFunction && acrLeft.mFile == acrRight.mFile &&
-           acrLeft.mFormat == acrRight.mFormat && acrLeft.mText == acrRight.mText;
+    return aLeft.mLevel == aRight.mLevel && aLeft.mTag == aRight.mTag &&
+           aLeft.mFunction == aRight.mFunction && aLeft.mFile == aRight.mFile &&
+           aLeft.mFormat == aRight.mFormat && aLeft.mText == aRight.mText;
 }
 
-std::ostream& operator<<(std::ostream& arOut, LogLine const& acrLine)
+std::ostream& operator<<(std::ostream& aOut, LogLine const& aLine)
 {
-    return arOut << acrLine.mLevel << ' ' << acrLine.mTag << ' ' << acrLine.mFunction << " in "
-                 << acrLine.mFile << ": <" << withVisibleLineEnds(acrLine.mFormat) << "> gives <"
-                 << withVisibleLineEnds(acrLine.mText) << '>';
+    return aOut << aLine.mLevel << ' ' << aLine.mTag << ' ' << aLine.mFunction << " in " << aLine.mFile
+                << ": <" << withVisibleLineEnds(aLine.mFormat) << "> gives <"
+                << withVisibleLineEnds(aLine.mText) << '>';
 }
 
 void captureLogLine(unsigned int aLevel, char const* aTag, char const* aFunction, char const* aFile,
@@ -64,17 +64,17 @@ void captureLogLine(unsigned int aLevel, char const* aTag, char const* aFunction
     }
 }
 
-void PrintLogMessageWithTimeStamp(unsigned int aLevel, char const* apTag, unsigned int aLine,
-                                  char const* apFunction, char const* apFile, char const* apFormat, ...)
+void PrintLogMessageWithTimeStamp(unsigned int aLevel, char const* aTag, unsigned int aLine,
+                                  char const* aFunction, char const* aFile, char const* aFormat, ...)
 {
     char text[4096];
     std::va_list values;
-    va_start(values, apFormat);
-    std::vsnprintf(text, sizeof text, apFormat, values);
+    va_start(values, aFormat);
+    std::vsnprintf(text, sizeof text, aFormat, values);
     va_end(values);
     if (aLine != 0)
     {
-        captureLogLine(aLevel, apTag, apFunction, apFile, apFormat, text);
+        captureLogLine(aLevel, aTag, aFunction, aFile, aFormat, text);
     }
 }
 
@@ -108,44 +108,40 @@ LogLine ExpectedLog::entered() const { return trace("%s", "Entered"); }
 
 LogLine ExpectedLog::left() const { return trace("%s", "Left"); }
 
-LogLine ExpectedLog::trace(std::string const& acrFormat) const { return trace(acrFormat, acrFormat); }
+LogLine ExpectedLog::trace(std::string const& aFormat) const { return trace(aFormat, aFormat); }
 
-LogLine ExpectedLog::trace(std::string const& acrFormat, std::string const& acrText) const
+LogLine ExpectedLog::trace(std::string const& aFormat, std::string const& aText) const
 {
-    return {128, "-T-", mFunction, mFile, acrFormat, acrText};
+    return {128, "-T-", mFunction, mFile, aFormat, aText};
 }
 
-LogLine ExpectedLog::info(std::string const& acrFormat, std::string const& acrText) const
+LogLine ExpectedLog::info(std::string const& aFormat, std::string const& aText) const
 {
-    return {64, "-I-", mFunction, mFile, acrFormat, acrText};
+    return {64, "-I-", mFunction, mFile, aFormat, aText};
 }
 
-LogLine ExpectedLog::notice(std::string const& acrFormat, std::string const& acrText) const
+LogLine ExpectedLog::notice(std::string const& aFormat, std::string const& aText) const
 {
-    return {32, "-N-", mFunction, mFile, acrFormat, acrText};
+    return {32, "-N-", mFunction, mFile, aFormat, aText};
 }
 
-LogLine ExpectedLog::error(std::string const& acrFormat, std::string const& acrText) const
+LogLine ExpectedLog::error(std::string const& aFormat, std::string const& aText) const
 {
-    return {8, "-E-", mFunction, mFile, acrFormat, acrText};
+    return {8, "-E-", mFunction, mFile, aFormat, aText};
 }
 
-LogLine ExpectedLog::error(std::string const& acrFormat) const { return error(acrFormat, acrFormat); }
+LogLine ExpectedLog::error(std::string const& aFormat) const { return error(aFormat, aFormat); }
 
-LogLine ExpectedLog::assertion(std::string const& acrCondition) const
+LogLine ExpectedLog::assertion(std::string const& aCondition) const
 {
-    return {1,
-            "-H-",
-            mFunction,
-            mFile,
-            "Assertion [ %s ] failed\n",
-            "Assertion [ " + acrCondition + " ] failed\n"};
+    return {
+        1, "-H-", mFunction, mFile, "Assertion [ %s ] failed\n", "Assertion [ " + aCondition + " ] failed\n"};
 }
 
-std::string onlyTheseLines(std::vector<LogLine> const& acrLines)
+std::string onlyTheseLines(std::vector<LogLine> const& aLines)
 {
     std::ostringstream expected;
-    for (LogLine const& line : acrLines)
+    for (LogLine const& line : aLines)
     {
         expected << line << '\n';
     }

@@ -20,8 +20,8 @@ struct LogLine
     std::string mText;  ///< the format with its values
 };
 
-bool operator==(LogLine const& acrLeft, LogLine const& acrRight);
-std::ostream& operator<<(std::ostream& arOut, LogLine const& acrLine);
+bool operator==(LogLine const& aLeft, LogLine const& aRight);
+std::ostream& operator<<(std::ostream& aOut, LogLine const& aLine);
 
 /// Collects log lines from its construction on. One at a time. AllocationFailure does not notice it: what
 /// is collected takes nothing from operator new until lines() is called.
@@ -67,13 +67,13 @@ public:
 
     /// A line of the given kind. Without aText the text is the format itself.
     /// @{
-    LogLine trace(std::string const& acrFormat) const;
-    LogLine trace(std::string const& acrFormat, std::string const& acrText) const;
-    LogLine info(std::string const& acrFormat, std::string const& acrText) const;
-    LogLine notice(std::string const& acrFormat, std::string const& acrText) const;
-    LogLine error(std::string const& acrFormat, std::string const& acrText) const;
-    LogLine error(std::string const& acrFormat) const;
-    LogLine assertion(std::string const& acrCondition) const;
+    LogLine trace(std::string const& aFormat) const;
+    LogLine trace(std::string const& aFormat, std::string const& aText) const;
+    LogLine info(std::string const& aFormat, std::string const& aText) const;
+    LogLine notice(std::string const& aFormat, std::string const& aText) const;
+    LogLine error(std::string const& aFormat, std::string const& aText) const;
+    LogLine error(std::string const& aFormat) const;
+    LogLine assertion(std::string const& aCondition) const;
     /// @}
 
 private:
@@ -84,7 +84,7 @@ private:
 /// For death tests: what the test program writes to standard error for exactly these lines, as a regular
 /// expression that matches nothing more and nothing less. Call echoLogLines() first in the statement that
 /// dies.
-std::string onlyTheseLines(std::vector<LogLine> const& acrLines);
+std::string onlyTheseLines(std::vector<LogLine> const& aLines);
 
 /// From now on every log line is also written to standard error, so that it outlives the process.
 void echoLogLines();

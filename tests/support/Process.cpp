@@ -84,66 +84,66 @@ Pipe makePipe()
 }
 
 /// Moves one chunk from the pipe to the text; closes the pipe at its end.
-void readChunk(Descriptor& arPipe, std::string& arText)
+void readChunk(Descriptor& aPipe, std::string& aText)
 {
     std::array<char, 65536> chunk{};
-    ssize_t const length = ::read(arPipe.number(), chunk.data(), chunk.size());
+    ssize_t const length = ::read(aPipe.number(), chunk.data(), chunk.size());
     if (length > 0)
     {
-        arText.append(chunk.data(), static_cast<std::size_t>(length));
+        aText.append(chunk.data(), static_cast<std::size_t>(length));
     }
     else if (length == 0 || errno != EINTR)
     {
-        arPipe.close();
+        aPipe.close();
     }
 }
 
 /// Moves one chunk of the text to the pipe; closes the pipe when all is written or nobody reads it.
-void writeChunk(Descriptor& arPipe, std::string& arText)
+void writeChunk(Descriptor& aPipe, std::string& aText)
 {
-    ssize_t const length = ::write(arPipe.number(), arText.data(), arText.size());
+    ssize_t const length = ::write(aPipe.number(), aText.data(), aText.size());
     if (length >= 0)
     {
-        arText.erase(0, static_cast<std::size_t>(length));
+        aText.erase(0, static_cast<std::size_t>(length));
     }
     bool const failed = length < 0 && errno != EINTR && errno != EAGAIN;
-    if (failed || arText.empty())
+    if (failed || aText.empty())
     {
-        arPipe.close();
+        aPipe.close();
     }
 }
 
 /// Serves all three pipes at once, as a program that waits on one of them may have filled another.
-void serve(Descriptor& arInput, std::string aInput, Descriptor& arOutput, Descriptor& arErrors,
-           ProcessResult& arResult)
+void serve(Descriptor& aInput, std::string aText, Descriptor& aOutput, Descriptor& aErrors,
+           ProcessResult& aResult)
 {
-    ::fcntl(arInput.number(), F_SETFL, O_NONBLOCK);
-    if (aInput.empty())
+    ::fcntl(aInput.number(), F_SETFL, O_NONBLOCK);
+    if (aText.empty())
     {
-        arInput.close();
+        aInput.close();
     }
-    while (arOutput.number() >= 0 || arErrors.number() >= 0)
+    while (aOutput.number() >= 0 || aErrors.number() >= 0)
     {
         std::array<pollfd, 3> pipes{
-            {{arInput.number(), POLLOUT, 0}, {arOutput.number(), POLLIN, 0}, {arErrors.number(), POLLIN, 0}}};
+            {{aInput.number(), POLLOUT, 0}, {aOutput.number(), POLLIN, 0}, {aErrors.number(), POLLIN, 0}}};
         if (::poll(pipes.data(), pipes.size(), -1) < 0)
         {
             continue;
         }
         if (pipes[0].revents != 0)
         {
-            writeChunk(arInput, aInput);
+            writeChunk(aInput, aText);
         }
         if (pipes[1].revents != 0)
         {
-            readChunk(arOutput, arResult.mOutput);
+            readChunk(aOutput, aResult.mOutput);
         }
         if (pipes[2].revents != 0)
         {
-            readChunk(arErrors, arResult.mErrors);
+            readChunk(aErrors, aResult.mErrors);
         }
     }
-    arInput.close();
+    aInput.close();
 }
 
 int exitStatusOf(pid_t aProcess)

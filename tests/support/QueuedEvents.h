@@ -10,16 +10,16 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "simulator/include/QzEvent.h"
-#include "tools/qzagent/EventQueue.h"
-#include "tools/qzagent/ScopeEvents.h"
+#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/vqm/ScopeEvents.h"
 
 /// For a registration whose context is an EventQueue.
 inline void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
-                      void* apQueue, QZ_event* apEvent)
+                      void* aQueue, QZ_event* aEvent)
 {
-    static_cast<qzagent::EventQueue*>(apQueue)->push(
-        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, apEvent->mPayload,
-        apEvent->mLength);
+    static_cast<qzagent::EventQueue*>(aQueue)->push(
+        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, aEvent->mPayload,
+        aEvent->mLength);
 }
 
 /// The kind of an event that a registration was told of.

@@ -25,11 +25,11 @@ timespec gAsked{};
 }  // namespace
 
 // Stands before the C library's own.
-extern "C" int nanosleep(timespec const* apTime, timespec* apLeft)
+extern "C" int nanosleep(timespec const* aTime, timespec* aLeft)
 {
     ++gSleeps;
-    gAsked = *apTime;
-    int const error = gSleepError != 0 ? gSleepError : clock_nanosleep(CLOCK_MONOTONIC, 0, apTime, apLeft);
+    gAsked = *aTime;
+    int const error = gSleepError != 0 ? gSleepError : clock_nanosleep(CLOCK_MONOTONIC, 0, aTime, aLeft);
     if (error == 0)
     {
         return 0;

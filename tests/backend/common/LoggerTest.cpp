@@ -44,11 +44,11 @@ std::size_t gLeftByWrite = 0;
 }  // namespace
 
 // Stands before the C library's own.
-extern "C" ssize_t write(int aFile, void const* apBytes, std::size_t aLength)
+extern "C" ssize_t write(int aFile, void const* aBytes, std::size_t aLength)
 {
     if (gWriteErrors.empty())
     {
-        return syscall(SYS_write, aFile, apBytes, aLength - std::exchange(gLeftByWrite, 0));
+        return syscall(SYS_write, aFile, aBytes, aLength - std::exchange(gLeftByWrite, 0));
     }
     errno = gWriteErrors.back();
     gWriteErrors.pop_back();

@@ -48,31 +48,31 @@ Rows bufferRows()
     };
     return {
         withoutAllocation("BufferInside", nothing,
-                          [](auto& arBuffer) { arBuffer.emplace(insideCapacity, insideCapacity); }),
-        withoutAllocation("BufferWraps", nothing, [](auto& arBuffer) { arBuffer.emplace(sourceBytes, 3u); }),
+                          [](auto& aBuffer) { aBuffer.emplace(insideCapacity, insideCapacity); }),
+        withoutAllocation("BufferWraps", nothing, [](auto& aBuffer) { aBuffer.emplace(sourceBytes, 3u); }),
         withoutAllocation("LocalBufferWraps", nothing,
                           [](auto&) { QZCLocalBuffer const local(sourceBytes, longLength); }),
         operation(
-            "BufferOnTheHeap", "0", badAlloc, nothing,
-            [](auto& arBuffer) { arBuffer.emplace(0u, longLength); }, isEmpty),
+            "BufferOnTheHeap", "0", badAlloc, nothing, [](auto& aBuffer) { aBuffer.emplace(0u, longLength); },
+            isEmpty),
         operation(
             "BufferGrowsByAppending", "0", badAlloc, full,
-            [](QZCBuffer& arBuffer) { arBuffer.append(sourceBytes, 1); }, isStillFull),
+            [](QZCBuffer& aBuffer) { aBuffer.append(sourceBytes, 1); }, isStillFull),
         operation(
             "BufferGrowsByItsLength", "0", badAlloc, full,
-            [](QZCBuffer& arBuffer) { arBuffer.setLength(longLength); }, isStillFull),
+            [](QZCBuffer& aBuffer) { aBuffer.setLength(longLength); }, isStillFull),
         operation(
             "BufferThatWrapsIsWrittenTo", "0", badAlloc, wrapper,
-            [](QZCBuffer& arBuffer) { static_cast<unsigned char*>(arBuffer)[0] = 7; }, stillWraps),
+            [](QZCBuffer& aBuffer) { static_cast<unsigned char*>(aBuffer)[0] = 7; }, stillWraps),
         operation(
             "BufferThatWrapsIsAppendedTo", "0", badAlloc, wrapper,
-            [](QZCBuffer& arBuffer) { arBuffer.append(sourceBytes, longLength); }, stillWraps),
+            [](QZCBuffer& aBuffer) { aBuffer.append(sourceBytes, longLength); }, stillWraps),
         operation(
-            "BufferThatWrapsIsCut", "0", badAlloc, wrapper,
-            [](QZCBuffer& arBuffer) { arBuffer.setLength(3); }, stillWraps),
+            "BufferThatWrapsIsCut", "0", badAlloc, wrapper, [](QZCBuffer& aBuffer) { aBuffer.setLength(3); },
+            stillWraps),
         operation(
             "BufferThatWrapsIsExtended", "00", badAlloc, wrapper,
-            [](QZCBuffer& arBuffer) { arBuffer.setLength(longLength + 1); },
+            [](QZCBuffer& aBuffer) { aBuffer.setLength(longLength + 1); },
             [](QZCBuffer const& aBuffer)
             { EXPECT_EQ(bytesOf(aBuffer), Bytes(sourceBytes, sourceBytes + longLength)); }),
         // What these three allocate is the text of the refusal.
@@ -83,7 +83,7 @@ Rows bufferRows()
         ending("std::length_error: QZCBuffer: adding 1 bytes to 4294967295 exceeds 4294967295",
                operation(
                    "BufferRefusesToGrowBeyondAllNumbers", "000", badAlloc, [] { return wrapped(allBitsSet); },
-                   [](QZCBuffer& arBuffer) { arBuffer.append(sourceBytes, 1); },
+                   [](QZCBuffer& aBuffer) { aBuffer.append(sourceBytes, 1); },
                    [](QZCBuffer const& aBuffer) { EXPECT_EQ(aBuffer.getLength(), allBitsSet); })),
         ending("std::length_error: QZCBuffer: adding 4294967300 bytes to 0 exceeds 4294967295",
                operation(
@@ -91,11 +91,11 @@ Rows bufferRows()
                    [](QZCBuffer const& aBuffer) { QZCEncodableOutStream() << aBuffer; })),
         withoutAllocation(
             "BufferTakesWhatThereIsRoomFor", [] { return filled(3); },
-            [](QZCBuffer& arBuffer)
+            [](QZCBuffer& aBuffer)
             {
-                arBuffer.append(sourceBytes, 30);
-                arBuffer.setLength(insideCapacity);
-                arBuffer.setLength(0);
+                aBuffer.append(sourceBytes, 30);
+                aBuffer.setLength(insideCapacity);
+                aBuffer.setLength(0);
             }),
         withoutAllocation("BufferIsRead", wrapper,
                           [](QZCBuffer const& aBuffer)
@@ -121,7 +121,7 @@ auto streamOf(unsigned int aLength)
 template <typename Value>
 Rows insertionRows(std::string const& aType, Value const& aValue)
 {
-    auto const insert = [&aValue](QZCEncodableOutStream& arOut) { arOut << aValue; };
+    auto const insert = [&aValue](QZCEncodableOutStream& aOut) { aOut << aValue; };
     return {
         withoutAllocation("OutStreamTakes" + aType, streamOf(0), insert),
         operation("OutStreamGrowsBy" + aType, "0", badAlloc, streamOf(insideCapacity), insert,
@@ -158,7 +158,7 @@ Rows extractionRows()
     Bytes const word = {0x1a, 1, 2, 3, 4};
     Bytes const shortString = joined({0x5a, 0, 0, 0, 8}, someBytes(8));
     Bytes const longString = joined({0x5a, 0, 0, 0, longLength}, someBytes(longLength));
-    auto const takeBuffer = [](Extraction& arFrom) { arFrom.mIn >> arFrom.mBuffer; };
+    auto const takeBuffer = [](Extraction& aFrom) { aFrom.mIn >> aFrom.mBuffer; };
     auto const isUntouched = [](Extraction const& aFrom)
     {
         EXPECT_EQ(aFrom.mIn.getRemaining(), aFrom.mBytes.size());
@@ -166,18 +166,17 @@ Rows extractionRows()
     };
     return {
         withoutAllocation("InStreamGivesABool", extractionOf({0xf5}),
-                          [](Extraction& arFrom) { arFrom.mIn >> arFrom.mBool; }),
+                          [](Extraction& aFrom) { aFrom.mIn >> aFrom.mBool; }),
         withoutAllocation("InStreamGivesAByte", extractionOf({0x18, 200}),
-                          [](Extraction& arFrom) { arFrom.mIn >> arFrom.mByte; }),
+                          [](Extraction& aFrom) { aFrom.mIn >> aFrom.mByte; }),
         withoutAllocation("InStreamGivesAWord", extractionOf(word),
-                          [](Extraction& arFrom) { arFrom.mIn >> arFrom.mWord; }),
+                          [](Extraction& aFrom) { aFrom.mIn >> aFrom.mWord; }),
         operation("InStreamGivesAShortBuffer", "01", outOfMemory, extractionOf(shortString), takeBuffer,
                   isUntouched),
         operation("InStreamGivesALongBuffer", "002", outOfMemory, extractionOf(longString), takeBuffer,
                   isUntouched),
         withoutAllocation(
-            "InStreamRefusesAWord", extractionOf({0x60}),
-            [](Extraction& arFrom) { arFrom.mIn >> arFrom.mWord; },
+            "InStreamRefusesAWord", extractionOf({0x60}), [](Extraction& aFrom) { aFrom.mIn >> aFrom.mWord; },
             "QZCEncodingEx 100: at byte 0: expected an unsigned integer up to 4294967295, "
             "found text string 0 (0x60)"),
         withoutAllocation("InStreamRefusesABuffer", extractionOf({0x5a, 0, 0, 0, 8}), takeBuffer,
@@ -200,11 +199,11 @@ Rows streamRows()
         rows.insert(rows.end(), more.begin(), more.end());
     }
     rows.push_back(withoutAllocation("OutStreamIsReadAndCleared", streamOf(longLength),
-                                     [](QZCEncodableOutStream& arOut)
+                                     [](QZCEncodableOutStream& aOut)
                                      {
-                                         ASSERT_EQ(arOut.getEncoded().getLength(), longLength);
-                                         arOut.clear();
-                                         arOut << true;
+                                         ASSERT_EQ(aOut.getEncoded().getLength(), longLength);
+                                         aOut.clear();
+                                         aOut << true;
                                      }));
     return rows;
 }

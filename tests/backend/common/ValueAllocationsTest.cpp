@@ -57,35 +57,35 @@ Rows pointerRows()
     return {
         operation(
             "PointerTakesANewObject", "01", outOfMemory, nothing,
-            [](auto& arHandle) { arHandle.emplace(new (std::nothrow) int(7), QZPST_Individual, QZPAT_New); },
+            [](auto& aHandle) { aHandle.emplace(new (std::nothrow) int(7), QZPST_Individual, QZPAT_New); },
             isEmpty),
         operation(
             "PointerTakesANewArray", "01", outOfMemory, nothing,
-            [](auto& arHandle) { arHandle.emplace(new (std::nothrow) int[7], QZPST_Array, QZPAT_New); },
+            [](auto& aHandle) { aHandle.emplace(new (std::nothrow) int[7], QZPST_Array, QZPAT_New); },
             isEmpty),
         operation(
             "PointerTakesAnObjectThatRemainsItsMakers", "0", outOfMemory,
             [] { return std::make_shared<Handed<int>>(new int(7)); },
-            [](Handed<int>& arHanded) { arHanded.take(QZPST_Individual, QZPAT_New); },
-            [](Handed<int>& arHanded) { delete arHanded.mObject; }),
+            [](Handed<int>& aHanded) { aHanded.take(QZPST_Individual, QZPAT_New); },
+            [](Handed<int>& aHanded) { delete aHanded.mObject; }),
         operation(
             "PointerTakesAnArrayThatRemainsItsMakers", "0", outOfMemory,
             [] { return std::make_shared<Handed<int>>(new int[7]); },
-            [](Handed<int>& arHanded) { arHanded.take(QZPST_Array, QZPAT_New); },
-            [](Handed<int>& arHanded) { delete[] arHanded.mObject; }),
+            [](Handed<int>& aHanded) { aHanded.take(QZPST_Array, QZPAT_New); },
+            [](Handed<int>& aHanded) { delete[] aHanded.mObject; }),
         operation(
             "PointerTakesABlockThatRemainsItsMakers", "0", outOfMemory,
             [] { return std::make_shared<Handed<void*>>(static_cast<void**>(std::malloc(sizeof(void*)))); },
-            [](Handed<void*>& arHanded) { arHanded.take(QZPST_Individual, QZPAT_Malloc); },
-            [](Handed<void*>& arHanded) { std::free(arHanded.mObject); }),
-        withoutAllocation("PointerOfNothing", nothing, [](auto& arHandle) { arHandle.emplace(); }),
+            [](Handed<void*>& aHanded) { aHanded.take(QZPST_Individual, QZPAT_Malloc); },
+            [](Handed<void*>& aHanded) { std::free(aHanded.mObject); }),
+        withoutAllocation("PointerOfNothing", nothing, [](auto& aHandle) { aHandle.emplace(); }),
         withoutAllocation("PointerSharesAndLetsGo", liveHandle,
-                          [](QZCPointer<int>& arHandle)
+                          [](QZCPointer<int>& aHandle)
                           {
-                              QZCPointer<int> const copy(arHandle);
+                              QZCPointer<int> const copy(aHandle);
                               QZCPointer<int> other;
                               other = copy;
-                              arHandle = other;
+                              aHandle = other;
                           }),
         withoutAllocation("PointerGivesAccess", liveHandle,
                           [](QZCPointer<int> const& aHandle)
@@ -110,50 +110,50 @@ Rows stringRows()
     return {
         operation(
             "StringOfAShortText", "01", outOfMemory, nothing,
-            [](auto& arString) { arString.emplace(insideText); }, isEmpty),
+            [](auto& aString) { aString.emplace(insideText); }, isEmpty),
         operation(
             "StringOfALongText", "002", outOfMemory, nothing,
-            [](auto& arString) { arString.emplace(outsideText); }, isEmpty),
+            [](auto& aString) { aString.emplace(outsideText); }, isEmpty),
         operation("StringCopiesAShortOne", "01", outOfMemory, texts(insideText),
-                  [](Texts& arTexts) { QZCString const copy(arTexts.mOther); }),
+                  [](Texts& aTexts) { QZCString const copy(aTexts.mOther); }),
         operation("StringCopiesALongOne", "002", outOfMemory, texts(outsideText),
-                  [](Texts& arTexts) { QZCString const copy(arTexts.mOther); }),
+                  [](Texts& aTexts) { QZCString const copy(aTexts.mOther); }),
         operation(
             "StringIsAssignedAShortOne", "01", outOfMemory, texts(insideText),
-            [](Texts& arTexts) { arTexts.mText = arTexts.mOther; }, isAsBefore),
+            [](Texts& aTexts) { aTexts.mText = aTexts.mOther; }, isAsBefore),
         operation(
             "StringIsAssignedALongOne", "002", outOfMemory, texts(outsideText),
-            [](Texts& arTexts) { arTexts.mText = arTexts.mOther; }, isAsBefore),
+            [](Texts& aTexts) { aTexts.mText = aTexts.mOther; }, isAsBefore),
         operation(
             "StringIsAssignedAText", "002", outOfMemory, texts(outsideText),
-            [](Texts& arTexts) { arTexts.mText = outsideText; }, isAsBefore),
+            [](Texts& aTexts) { aTexts.mText = outsideText; }, isAsBefore),
         operation(
             "StringIsAssignedAPartOfItself", "01", outOfMemory, texts(outsideText),
-            [](Texts& arTexts) { arTexts.mText = arTexts.mText.get() + 2; }, isAsBefore),
+            [](Texts& aTexts) { aTexts.mText = aTexts.mText.get() + 2; }, isAsBefore),
         operation(
             "StringGivesAShortPart", "01", outOfMemory, texts(outsideText),
-            [](Texts& arTexts) { arTexts.mOther.substr(arTexts.mText, 3, 2); }, isAsBefore),
+            [](Texts& aTexts) { aTexts.mOther.substr(aTexts.mText, 3, 2); }, isAsBefore),
         operation(
             "StringGivesALongPart", "002", outOfMemory, texts(outsideText),
-            [](Texts& arTexts) { arTexts.mOther.substr(arTexts.mText, 3, allBitsSet); }, isAsBefore),
+            [](Texts& aTexts) { aTexts.mOther.substr(aTexts.mText, 3, allBitsSet); }, isAsBefore),
         operation(
             "StringBecomesAPartOfItself", "01", outOfMemory, texts(outsideText),
-            [](Texts& arTexts) { arTexts.mText.substr(arTexts.mText, 1, 2); }, isAsBefore),
+            [](Texts& aTexts) { aTexts.mText.substr(aTexts.mText, 1, 2); }, isAsBefore),
         withoutAllocation("StringIsAssignedItself", texts(outsideText),
-                          [](Texts& arTexts)
+                          [](Texts& aTexts)
                           {
-                              QZCString const& same = arTexts.mOther;
-                              arTexts.mOther = same;
+                              QZCString const& same = aTexts.mOther;
+                              aTexts.mOther = same;
                           }),
         withoutAllocation("StringIsRead", texts(outsideText),
-                          [](Texts& arTexts)
+                          [](Texts& aTexts)
                           {
-                              arTexts.mOther.at(arTexts.mOther.find(":", 0)) = *arTexts.mText.get();
-                              arTexts.mOther.at(arTexts.mOther.size() - 1) = 'x';
+                              aTexts.mOther.at(aTexts.mOther.find(":", 0)) = *aTexts.mText.get();
+                              aTexts.mOther.at(aTexts.mOther.size() - 1) = 'x';
                           }),
         ending("QZCInvalidEx 6: Invalid Value",
                operation("StringIsReadPastItsEnd", "0", badAlloc, texts(outsideText),
-                         [](Texts& arTexts) { arTexts.mOther.at(arTexts.mOther.size()); })),
+                         [](Texts& aTexts) { aTexts.mOther.at(aTexts.mOther.size()); })),
     };
 }
 
@@ -176,7 +176,7 @@ Rows vectorRows()
     return {
         operation(
             "VectorOfNumbersGrows", "0", outOfMemory, numbers,
-            [](QZCVector<int>& arNumbers) { arNumbers.push_back(7); },
+            [](QZCVector<int>& aNumbers) { aNumbers.push_back(7); },
             [](QZCVector<int> const& aNumbers) { EXPECT_EQ(aNumbers.size(), 0u); }),
         // The new place, the copy that is appended, and that of the element that was there.
         operation(
@@ -185,28 +185,28 @@ Rows vectorRows()
             "002"
             "01",
             outOfMemory, [] { return std::make_shared<Appending>(); },
-            [](Appending& arAppending) { arAppending.mTexts.push_back(arAppending.mNext); },
+            [](Appending& aAppending) { aAppending.mTexts.push_back(aAppending.mNext); },
             [](Appending const& aAppending)
             {
                 ASSERT_EQ(aAppending.mTexts.size(), 1u);
                 EXPECT_STREQ(aAppending.mTexts[0].get(), "first");
             }),
         operation("VectorOfNumbersIsCopied", "0", badAlloc, twoSequences,
-                  [](auto& arBoth) { QZCVector<int> const copy(arBoth.second); }),
+                  [](auto& aBoth) { QZCVector<int> const copy(aBoth.second); }),
         operation(
             "VectorOfNumbersIsAssigned", "0", badAlloc, twoSequences,
-            [](auto& arBoth) { arBoth.first = arBoth.second; },
+            [](auto& aBoth) { aBoth.first = aBoth.second; },
             [](auto const& aBoth) { EXPECT_EQ(aBoth.first.size(), 0u); }),
         withoutAllocation("VectorOfNothing", numbers, [](auto&) { QZCVector<int> const empty; }),
         withoutAllocation(
             "VectorIsReadAndCleared", [] { return std::make_shared<Appending>(); },
-            [](Appending& arAppending)
+            [](Appending& aAppending)
             {
-                for (QZCString const& text : arAppending.mTexts)
+                for (QZCString const& text : aAppending.mTexts)
                 {
-                    ASSERT_EQ(&text, &arAppending.mTexts[0]);
+                    ASSERT_EQ(&text, &aAppending.mTexts[0]);
                 }
-                arAppending.mTexts.clear();
+                aAppending.mTexts.clear();
             }),
     };
 }

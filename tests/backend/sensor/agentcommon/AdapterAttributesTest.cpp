@@ -26,8 +26,8 @@ protected:
     /// Lets the HBA API answer the next request so.
     void answer(HBA_STATUS aStatus, HBA_UINT32 aNumberOfPorts = 2)
     {
-        mHbaapi.mAdapterAttributes.push_back({aStatus, [=](HBA_ADAPTERATTRIBUTES& arAttributes)
-                                              { arAttributes.NumberOfPorts = aNumberOfPorts; }});
+        mHbaapi.mAdapterAttributes.push_back({aStatus, [=](HBA_ADAPTERATTRIBUTES& aAttributes)
+                                              { aAttributes.NumberOfPorts = aNumberOfPorts; }});
     }
 
     std::string fetch(unsigned int aHandle = 7)
@@ -57,10 +57,10 @@ TEST_F(AdapterAttributes, AreAskedForAfterTheTraceLines)
 
 TEST_F(AdapterAttributes, AreReturnedAsTheHbaApiFilledThem)
 {
-    mHbaapi.mAdapterAttributes.push_back({HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& arAttributes)
+    mHbaapi.mAdapterAttributes.push_back({HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes)
                                           {
-                                              std::memset(&arAttributes, 0x5a, sizeof arAttributes);
-                                              std::strcpy(arAttributes.Model, "S-4");
+                                              std::memset(&aAttributes, 0x5a, sizeof aAttributes);
+                                              std::strcpy(aAttributes.Model, "S-4");
                                           }});
     EXPECT_EQ(fetch(), done);
     HBA_ADAPTERATTRIBUTES expected;

@@ -31,7 +31,7 @@ protected:
         for (unsigned int i = 0; i < aNumber; ++i)
         {
             mHbaapi.mPortAttributes.push_back(
-                {HBA_STATUS_OK, [=](HBA_PORTATTRIBUTES& arPort) { arPort.PortFcId = 100 + i; }});
+                {HBA_STATUS_OK, [=](HBA_PORTATTRIBUTES& aPort) { aPort.PortFcId = 100 + i; }});
         }
     }
 
@@ -87,7 +87,7 @@ TEST_F(AdapterPorts, AreFilledInTheArrayItself)
     for (int i = 0; i < 3; ++i)
     {
         mHbaapi.mPortAttributes.push_back(
-            {HBA_STATUS_OK, [&](HBA_PORTATTRIBUTES& arPort) { filled.push_back(&arPort); }});
+            {HBA_STATUS_OK, [&](HBA_PORTATTRIBUTES& aPort) { filled.push_back(&aPort); }});
     }
     EXPECT_EQ(fetch(3), done);
     EXPECT_THAT(filled, ElementsAre(&mPorts[0], &mPorts[1], &mPorts[2]));
@@ -162,9 +162,9 @@ struct FailedPort
     unsigned int mIndex;
 };
 
-std::ostream& operator<<(std::ostream& arOut, FailedPort const& aFailure)
+std::ostream& operator<<(std::ostream& aOut, FailedPort const& aFailure)
 {
-    return arOut << "port " << aFailure.mIndex << ", status " << aFailure.mStatus;
+    return aOut << "port " << aFailure.mIndex << ", status " << aFailure.mStatus;
 }
 
 std::vector<FailedPort> failedPorts()

@@ -33,7 +33,7 @@ unsigned int codeOf(QZCException const& aError) { return aError.getCode(); }
 unsigned int codeOf(std::exception const&) { return notTold; }
 
 template <typename Handler, typename Thrown>
-void tryHandler(Thrown const& aError, std::vector<Caught>& arCaught)
+void tryHandler(Thrown const& aError, std::vector<Caught>& aCaught)
 {
     try
     {
@@ -41,7 +41,7 @@ void tryHandler(Thrown const& aError, std::vector<Caught>& arCaught)
     }
     catch (Handler const& error)
     {
-        arCaught.push_back({demangled(typeid(Handler).name()), error.what(), codeOf(error)});
+        aCaught.push_back({demangled(typeid(Handler).name()), error.what(), codeOf(error)});
     }
     catch (...)
     {

@@ -31,8 +31,8 @@ struct Scene
     Scene()
     {
         mHbaapi.mNames = {{HBA_STATUS_OK, "sim-1"}, {HBA_STATUS_OK, "sim-2"}};
-        mHbaapi.mAdapterAttributes = {{HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& arFilled)
-                                       { arFilled.NumberOfPorts = portsOfAdapter; }}};
+        mHbaapi.mAdapterAttributes = {
+            {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aFilled) { aFilled.NumberOfPorts = portsOfAdapter; }}};
         mHbaapi.mPortAttributes.resize(portsOfAdapter);
         mAdapter.NumberOfPorts = portsOfAdapter;
     }
@@ -66,21 +66,21 @@ Rows layerRows()
     std::string const text = "01";
     std::string const grown = "0";
     return {
-        withoutAllocation("LibraryIsLoaded", scene, [](Scene& arScene) { arScene.mLayer.HA_LoadHbaapi(); }),
-        withoutAllocation("LibraryIsFreed", scene, [](Scene& arScene) { arScene.mLayer.HA_FreeHbaapi(); }),
+        withoutAllocation("LibraryIsLoaded", scene, [](Scene& aScene) { aScene.mLayer.HA_LoadHbaapi(); }),
+        withoutAllocation("LibraryIsFreed", scene, [](Scene& aScene) { aScene.mLayer.HA_FreeHbaapi(); }),
         withoutAllocation("AdaptersAreCounted", scene,
-                          [](Scene& arScene) { arScene.mLayer.HA_GetNumberOfAdapters(); }),
+                          [](Scene& aScene) { aScene.mLayer.HA_GetNumberOfAdapters(); }),
         withoutAllocation("AdapterIsUsed", scene,
-                          [](Scene& arScene)
+                          [](Scene& aScene)
                           {
                               char name[] = "sim-1";
-                              unsigned int const handle = arScene.mLayer.HA_OpenAdapter(name);
-                              arScene.mLayer.HA_RefreshAdapter(handle);
-                              arScene.mLayer.HA_CloseAdapter(handle);
+                              unsigned int const handle = aScene.mLayer.HA_OpenAdapter(name);
+                              aScene.mLayer.HA_RefreshAdapter(handle);
+                              aScene.mLayer.HA_CloseAdapter(handle);
                           }),
         operation(
             "AdapterNames", text + grown + text + text + grown + text + text, outOfMemory, scene,
-            [](Scene& arScene) { arScene.mLayer.HA_GetAdapterNames(2, arScene.mNames); },
+            [](Scene& aScene) { aScene.mLayer.HA_GetAdapterNames(2, aScene.mNames); },
             [](Scene const& aScene)
             {
                 // The second name is asked for once the first is in the list.
@@ -88,14 +88,12 @@ Rows layerRows()
             }),
         operation(
             "AdapterAttributes", "0", "QZCHaltEx 1: No memory for adapter attributes", scene,
-            [](Scene& arScene) { arScene.mAttributes.reset(arScene.mLayer.HA_GetAdapterAttributes(7)); },
+            [](Scene& aScene) { aScene.mAttributes.reset(aScene.mLayer.HA_GetAdapterAttributes(7)); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mHbaapi.mAdapterAttributes.size(), 1u); }),
         operation(
             "AdapterPorts", "0", "QZCHaltEx 1: No memory for Port Attributes", scene,
-            [](Scene& arScene) {
-                arScene.mPorts.reset(
-                    arScene.mLayer.HA_GetAdapterPorts(7, &arScene.mAdapter, arScene.mNumPorts));
-            },
+            [](Scene& aScene)
+            { aScene.mPorts.reset(aScene.mLayer.HA_GetAdapterPorts(7, &aScene.mAdapter, aScene.mNumPorts)); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mNumPorts, portsOfAdapter); }),
     };
 }
@@ -138,16 +136,16 @@ private:
 std::shared_ptr<Scene> sceneOfAGrowingAdapter()
 {
     auto const made = scene();
-    auto const needMappings = [](HBA_FCPTargetMapping& arMapping) { arMapping.NumberOfEntries += 100; };
+    auto const needMappings = [](HBA_FCPTargetMapping& aMapping) { aMapping.NumberOfEntries += 100; };
     made->mHbaapi.mTargetMappings = {{HBA_STATUS_ERROR_MORE_DATA, needMappings},
                                      {HBA_STATUS_ERROR_MORE_DATA, needMappings},
                                      {HBA_STATUS_OK}};
     auto const listOf = [](unsigned char aLength)
     {
-        return [=](FakeHbaapi::ReportLunsBlocks& arBlocks)
+        return [=](FakeHbaapi::ReportLunsBlocks& aBlocks)
         {
-            std::fill_n(arBlocks.mResponse, 3, static_cast<unsigned char>(0));
-            arBlocks.mResponse[3] = aLength;
+            std::fill_n(aBlocks.mResponse, 3, static_cast<unsigned char>(0));
+            aBlocks.mResponse[3] = aLength;
         };
     };
     made->mHbaapi.mReportLuns = {
@@ -160,12 +158,12 @@ Rows heapRows()
     return {
         operation(
             "TargetMappings", "000", outOfMemory, sceneOfAGrowingAdapter,
-            [](Scene& arScene) { arScene.mLayer.HA_GetTargetMappings(7, arScene.mMapping); },
+            [](Scene& aScene) { aScene.mLayer.HA_GetTargetMappings(7, aScene.mMapping); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mMapping, nullptr); }),
         operation(
             "ReportLuns", "00", "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs", sceneOfAGrowingAdapter,
-            [](Scene& arScene)
-            { arScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &arScene.mResponse, &arScene.mSize); },
+            [](Scene& aScene)
+            { aScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &aScene.mResponse, &aScene.mSize); },
             [](Scene const& aScene)
             {
                 EXPECT_EQ(aScene.mResponse, nullptr);

@@ -44,10 +44,10 @@ bool operator==(Course const& aLeft, Course const& aRight)
            aLeft.mSleeps == aRight.mSleeps;
 }
 
-std::ostream& operator<<(std::ostream& arOut, Course const& aCourse)
+std::ostream& operator<<(std::ostream& aOut, Course const& aCourse)
 {
-    return arOut << '"' << aCourse.mOutcome << "\" after " << aCourse.mCalls << " calls and "
-                 << aCourse.mSleeps << " sleeps";
+    return aOut << '"' << aCourse.mOutcome << "\" after " << aCourse.mCalls << " calls and "
+                << aCourse.mSleeps << " sleeps";
 }
 
 /// The layer over an HBA API with these answers.
@@ -61,7 +61,7 @@ struct AnsweredScene
         {
             mHbaapi.mNames.push_back({status, "sim"});
             mHbaapi.mAdapterAttributes.push_back(
-                {status, [](HBA_ADAPTERATTRIBUTES& arFilled) { arFilled.NumberOfPorts = 4; }});
+                {status, [](HBA_ADAPTERATTRIBUTES& aFilled) { aFilled.NumberOfPorts = 4; }});
             mHbaapi.mPortAttributes.push_back({status});
             mHbaapi.mTargetMappings.push_back({status});
             mHbaapi.mReportLuns.push_back({status});
@@ -81,7 +81,7 @@ struct Query
     std::function<Course(Statuses const&)> mExpect;
 };
 
-std::ostream& operator<<(std::ostream& arOut, Query const& aQuery) { return arOut << aQuery.mName; }
+std::ostream& operator<<(std::ostream& aOut, Query const& aQuery) { return aOut << aQuery.mName; }
 
 Course courseOf(Query const& aQuery, Statuses const& aScript)
 {
@@ -93,40 +93,40 @@ Course courseOf(Query const& aQuery, Statuses const& aScript)
             static_cast<unsigned int>(sleeps)};
 }
 
-void load(AnsweredScene& arScene) { arScene.mLayer.HA_LoadHbaapi(); }
+void load(AnsweredScene& aScene) { aScene.mLayer.HA_LoadHbaapi(); }
 
-void getNames(AnsweredScene& arScene)
+void getNames(AnsweredScene& aScene)
 {
     QZCVector<QZCString> names;
-    arScene.mLayer.HA_GetAdapterNames(4, names);
+    aScene.mLayer.HA_GetAdapterNames(4, names);
 }
 
-void getAttributes(AnsweredScene& arScene)
+void getAttributes(AnsweredScene& aScene)
 {
-    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(arScene.mLayer.HA_GetAdapterAttributes(7));
+    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(aScene.mLayer.HA_GetAdapterAttributes(7));
 }
 
-void getPorts(AnsweredScene& arScene)
+void getPorts(AnsweredScene& aScene)
 {
     HBA_ADAPTERATTRIBUTES adapter = {};
     adapter.NumberOfPorts = 4;
     unsigned int numPorts = 0;
     std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-        arScene.mLayer.HA_GetAdapterPorts(7, &adapter, numPorts));
+        aScene.mLayer.HA_GetAdapterPorts(7, &adapter, numPorts));
 }
 
-void getMappings(AnsweredScene& arScene)
+void getMappings(AnsweredScene& aScene)
 {
     HBA_FCPTargetMapping* mapping = nullptr;
-    std::free(arScene.mLayer.HA_GetTargetMappings(7, mapping));
+    std::free(aScene.mLayer.HA_GetTargetMappings(7, mapping));
 }
 
-void sendReportLuns(AnsweredScene& arScene)
+void sendReportLuns(AnsweredScene& aScene)
 {
     std::unique_ptr<void, decltype(&std::free)> const response(std::malloc(16), &std::free);
     void* buffer = response.get();
     unsigned int size = 16;
-    arScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &buffer, &size);
+    aScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &buffer, &size);
 }
 
 /// Every item takes one call; the first status but success ends the query.

@@ -42,9 +42,9 @@ struct NamedStatus
     std::string mName;
 };
 
-inline std::ostream& operator<<(std::ostream& arOut, NamedStatus const& aStatus)
+inline std::ostream& operator<<(std::ostream& aOut, NamedStatus const& aStatus)
 {
-    return arOut << aStatus.mStatus << ' ' << aStatus.mName;
+    return aOut << aStatus.mStatus << ' ' << aStatus.mName;
 }
 
 /// Every status of the HBA API but success, and some that are none, each with its name in the log; without

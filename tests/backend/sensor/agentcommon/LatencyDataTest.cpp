@@ -47,10 +47,10 @@ bool operator==(Figures const& aLeft, Figures const& aRight)
            aLeft.mTrueLatency == aRight.mTrueLatency;
 }
 
-std::ostream& operator<<(std::ostream& arOut, Figures const& aFigures)
+std::ostream& operator<<(std::ostream& aOut, Figures const& aFigures)
 {
-    return arOut << "{count " << aFigures.mIoCount << ", size " << aFigures.mAverageIoSize << ", latency "
-                 << aFigures.mTrueLatency << '}';
+    return aOut << "{count " << aFigures.mIoCount << ", size " << aFigures.mAverageIoSize << ", latency "
+                << aFigures.mTrueLatency << '}';
 }
 
 /// 1, 2, 3 and so on.

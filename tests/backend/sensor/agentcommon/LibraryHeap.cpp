@@ -28,18 +28,18 @@ LibraryHeap* gHeap = nullptr;
 std::uintptr_t gCodeBegin = 0;
 std::uintptr_t gCodeEnd = 0;
 
-int findCode(dl_phdr_info* apObject, std::size_t, void*)
+int findCode(dl_phdr_info* aObject, std::size_t, void*)
 {
-    if (std::strstr(apObject->dlpi_name, "libQZSensorAgentCommon") == nullptr)
+    if (std::strstr(aObject->dlpi_name, "libQZSensorAgentCommon") == nullptr)
     {
         return 0;
     }
-    for (unsigned int i = 0; i < apObject->dlpi_phnum; ++i)
+    for (unsigned int i = 0; i < aObject->dlpi_phnum; ++i)
     {
-        auto const& segment = apObject->dlpi_phdr[i];
+        auto const& segment = aObject->dlpi_phdr[i];
         if (segment.p_type == PT_LOAD && (segment.p_flags & PF_X) != 0)
         {
-            gCodeBegin = apObject->dlpi_addr + segment.p_vaddr;
+            gCodeBegin = aObject->dlpi_addr + segment.p_vaddr;
             gCodeEnd = gCodeBegin + segment.p_memsz;
         }
     }

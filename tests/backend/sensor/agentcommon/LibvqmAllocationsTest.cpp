@@ -40,11 +40,11 @@ std::shared_ptr<Scene> loaded()
     return scene;
 }
 
-void initialisesAfterAll(Scene& arScene)
+void initialisesAfterAll(Scene& aScene)
 {
-    arScene.mLayer.LIBVQM_Init();
-    EXPECT_TRUE(arScene.mLayer.LIBVQM_IsQzapiSupported());
-    EXPECT_EQ(arScene.mLayer.LIBVQM_GetNumberOfAdapters(), 1u);
+    aScene.mLayer.LIBVQM_Init();
+    EXPECT_TRUE(aScene.mLayer.LIBVQM_IsQzapiSupported());
+    EXPECT_EQ(aScene.mLayer.LIBVQM_GetNumberOfAdapters(), 1u);
 }
 
 void keepsTheNames(Scene const& aScene)
@@ -71,49 +71,49 @@ std::vector<Operation> rows()
         "002"
         "4";
     return {
-        withoutAllocation("Loads", unloaded, [](Scene& arScene) { arScene.mLayer.LIBVQM_LoadLibrary(); }),
-        withoutAllocation("Frees", loaded, [](Scene& arScene) { arScene.mLayer.LIBVQM_FreeLibrary(); }),
-        withoutAllocation("Closes", loaded, [](Scene& arScene) { arScene.mLayer.LIBVQM_Close(); }),
+        withoutAllocation("Loads", unloaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_LoadLibrary(); }),
+        withoutAllocation("Frees", loaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_FreeLibrary(); }),
+        withoutAllocation("Closes", loaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_Close(); }),
         operation(
             "Initialises", versionOf(4) + versionOf(3), outOfMemory, loaded,
-            [](Scene& arScene) { arScene.mLayer.LIBVQM_Init(); }, initialisesAfterAll),
+            [](Scene& aScene) { aScene.mLayer.LIBVQM_Init(); }, initialisesAfterAll),
         withoutAllocation("InitialisesWithoutAdapters", loaded,
-                          [](Scene& arScene)
+                          [](Scene& aScene)
                           {
-                              arScene.mVqm.mNumAdapters = 0;
-                              arScene.mLayer.LIBVQM_Init();
+                              aScene.mVqm.mNumAdapters = 0;
+                              aScene.mLayer.LIBVQM_Init();
                           }),
         withoutAllocation("GivesItsVerdict", loaded,
-                          [](Scene& arScene)
+                          [](Scene& aScene)
                           {
-                              arScene.mLayer.LIBVQM_IsQzapiSupported();
-                              arScene.mLayer.LIBVQM_GetNumberOfAdapters();
-                              arScene.mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>());
+                              aScene.mLayer.LIBVQM_IsQzapiSupported();
+                              aScene.mLayer.LIBVQM_GetNumberOfAdapters();
+                              aScene.mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>());
                           }),
         operation(
             "NamesAnAdapter", name + name, outOfMemory, loaded,
-            [](Scene& arScene) { arScene.mLayer.LIBVQM_GetAdapterInfo(0, arScene.mFirst, arScene.mSecond); },
+            [](Scene& aScene) { aScene.mLayer.LIBVQM_GetAdapterInfo(0, aScene.mFirst, aScene.mSecond); },
             keepsTheNames),
         withoutAllocation("RegistersForPlainEvents", loaded,
-                          [](Scene& arScene)
+                          [](Scene& aScene)
                           {
-                              arScene.mLayer.LIBVQM_VqmRegEvent(0, 1, nullptr, 2, nullptr);
-                              arScene.mLayer.LIBVQM_VqmUnregEvent(0, 1);
+                              aScene.mLayer.LIBVQM_VqmRegEvent(0, 1, nullptr, 2, nullptr);
+                              aScene.mLayer.LIBVQM_VqmUnregEvent(0, 1);
                           }),
         withoutAllocation("RegistersForQuazorEvents", loaded,
-                          [](Scene& arScene)
+                          [](Scene& aScene)
                           {
                               unsigned int id = 0;
-                              arScene.mLayer.LIBVQM_QzapiRegEvent(0, arScene.mFirst, arScene.mEvent, nullptr,
-                                                                  &id, nullptr);
-                              arScene.mLayer.LIBVQM_QzapiUnregEvent(0, arScene.mFirst, id);
+                              aScene.mLayer.LIBVQM_QzapiRegEvent(0, aScene.mFirst, aScene.mEvent, nullptr,
+                                                                 &id, nullptr);
+                              aScene.mLayer.LIBVQM_QzapiUnregEvent(0, aScene.mFirst, id);
                           }),
         withoutAllocation(
             "MissesTheLibrary", loaded,
-            [](Scene& arScene)
+            [](Scene& aScene)
             {
-                arScene.mVqm.mHandle = 0;
-                arScene.mLayer.LIBVQM_LoadLibrary();
+                aScene.mVqm.mHandle = 0;
+                aScene.mLayer.LIBVQM_LoadLibrary();
             },
             "QZCNotFoundEx 8: No libvqm located"),
     };

@@ -106,7 +106,7 @@ struct VersionText
     std::vector<unsigned int> mComponents;
 };
 
-std::ostream& operator<<(std::ostream& arOut, VersionText const& aText) { return arOut << aText.mName; }
+std::ostream& operator<<(std::ostream& aOut, VersionText const& aText) { return aOut << aText.mName; }
 
 /// So many bytes that begin with the text and go on with directives.
 std::string filledUp(std::string const& aText, std::size_t aLength)

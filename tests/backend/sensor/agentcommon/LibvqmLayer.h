@@ -50,16 +50,15 @@ inline LogLines lookupAndCall(std::string const& aSymbol, std::string const& aAr
 /// What opening the environment is expected to show.
 inline LogLines openedEnvironment() { return around("__initLibvqm", lookupAndCall("VQM_InitDiagEnv", "32")); }
 
-inline LogLine foundVersion(std::string const& acrText)
+inline LogLine foundVersion(std::string const& aText)
 {
     return logOf("__processLibvqmVersion")
-        .info("Found Libvqm version : %s", "Found Libvqm version : " + acrText);
+        .info("Found Libvqm version : %s", "Found Libvqm version : " + aText);
 }
 
-inline LogLine driverVersion(std::string const& acrText)
+inline LogLine driverVersion(std::string const& aText)
 {
-    return logOf("__processDriverVersion")
-        .info("KWRT Driver Version - %s", "KWRT Driver Version - " + acrText);
+    return logOf("__processDriverVersion").info("KWRT Driver Version - %s", "KWRT Driver Version - " + aText);
 }
 
 /// What is expected when an operation misses its function.

@@ -29,7 +29,7 @@ constexpr char notFound[] = "QZCNotFoundEx 8: No libvqm located";
 
 std::vector<Use> const usesWithoutLookup = {
     {"LIBVQM_Init", "", init},
-    {"LIBVQM_GetNumberOfAdapters", "", [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_GetNumberOfAdapters(); }},
+    {"LIBVQM_GetNumberOfAdapters", "", [](QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_GetNumberOfAdapters(); }},
 };
 
 using LibvqmLoading = LibvqmLayer;

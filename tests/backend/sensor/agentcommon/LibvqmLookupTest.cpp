@@ -27,7 +27,7 @@ std::vector<Use> const stepsOfInit = {
     {"DoesDriverSupportQzapi", "VQM_GetDrvInfo", init, true, true},
 };
 
-void askDriver(QZCLibvqmAbs& arLayer) { arLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()); }
+void askDriver(QZCLibvqmAbs& aLayer) { aLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()); }
 
 /// The steps that can be made twice, alone or within an operation.
 std::vector<Use> const repeatableSteps = {

@@ -32,9 +32,9 @@ struct Use
     bool mIsQzapiSupportedAfter = true;  ///< the verdict when the function is missing
 };
 
-inline std::ostream& operator<<(std::ostream& arOut, Use const& aUse)
+inline std::ostream& operator<<(std::ostream& aOut, Use const& aUse)
 {
-    return arOut << aUse.mOperation << ' ' << aUse.mSymbol;
+    return aOut << aUse.mOperation << ' ' << aUse.mSymbol;
 }
 
 inline std::string nameOfUse(testing::TestParamInfo<Use> const& aInfo)
@@ -42,32 +42,32 @@ inline std::string nameOfUse(testing::TestParamInfo<Use> const& aInfo)
     return aInfo.param.mSymbol.empty() ? aInfo.param.mOperation : aInfo.param.mSymbol;
 }
 
-inline void init(QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_Init(); }
+inline void init(QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_Init(); }
 
 /// Initialises with the first allocation failing, which is one for the version that is to be read.
-inline std::string initWithoutMemory(QZCLibvqmAbs& arLayer)
+inline std::string initWithoutMemory(QZCLibvqmAbs& aLayer)
 {
-    return outcomeWithoutMemory(1, [&] { arLayer.LIBVQM_Init(); });
+    return outcomeWithoutMemory(1, [&] { aLayer.LIBVQM_Init(); });
 }
 
-inline void getAdapterInfo(QZCLibvqmAbs& arLayer)
+inline void getAdapterInfo(QZCLibvqmAbs& aLayer)
 {
     QZCPointer<QZCWorldWideName> first;
     QZCPointer<QZCWorldWideName> second;
-    arLayer.LIBVQM_GetAdapterInfo(0, first, second);
+    aLayer.LIBVQM_GetAdapterInfo(0, first, second);
 }
 
 /// The public operations that look a function up themselves.
 inline std::vector<Use> const publicUses = {
-    {"LIBVQM_Close", "VQM_FreeDiagEnv", [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_Close(); }},
+    {"LIBVQM_Close", "VQM_FreeDiagEnv", [](QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_Close(); }},
     {"LIBVQM_GetAdapterInfo", "VQM_GetLinkInfo", getAdapterInfo},
     {"LIBVQM_VqmRegEvent", "RegisterForEvent",
-     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_VqmRegEvent(0, 0, nullptr, 0, nullptr); }},
+     [](QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_VqmRegEvent(0, 0, nullptr, 0, nullptr); }},
     {"LIBVQM_VqmUnregEvent", "unRegisterForEvent",
-     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_VqmUnregEvent(0, 0); }},
+     [](QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_VqmUnregEvent(0, 0); }},
     {"LIBVQM_QzapiRegEvent", "VQM_QZ_RegisterForEvent",
-     [](QZCLibvqmAbs& arLayer)
-     { arLayer.LIBVQM_QzapiRegEvent(0, somePort(), eventOf(1, 2), nullptr, nullptr, nullptr); }},
+     [](QZCLibvqmAbs& aLayer)
+     { aLayer.LIBVQM_QzapiRegEvent(0, somePort(), eventOf(1, 2), nullptr, nullptr, nullptr); }},
     {"LIBVQM_QzapiUnregEvent", "VQM_QZ_unRegisterForEvent",
-     [](QZCLibvqmAbs& arLayer) { arLayer.LIBVQM_QzapiUnregEvent(0, somePort(), 0); }},
+     [](QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_QzapiUnregEvent(0, somePort(), 0); }},
 };

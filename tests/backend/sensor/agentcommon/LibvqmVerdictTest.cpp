@@ -21,15 +21,15 @@ namespace
 {
 constexpr unsigned int tooManyAllocations = 1000;
 
-LogLine featureList(std::string const& acrNumber)
+LogLine featureList(std::string const& aNumber)
 {
-    return logOf("DoesDriverSupportQzapi").notice("FeatureList is %llu", "FeatureList is " + acrNumber);
+    return logOf("DoesDriverSupportQzapi").notice("FeatureList is %llu", "FeatureList is " + aNumber);
 }
 
-LogLine verdict(std::string const& acrText)
+LogLine verdict(std::string const& aText)
 {
     return logOf("DoesDriverSupportQzapi")
-        .notice("Driver supports Quazor: %s", "Driver supports Quazor: " + acrText);
+        .notice("Driver supports Quazor: %s", "Driver supports Quazor: " + aText);
 }
 
 using LibvqmInit = LibvqmLayer;
@@ -276,7 +276,7 @@ struct DriverAnswer
     std::string mLoggedList;  ///< empty when it is not logged
 };
 
-std::ostream& operator<<(std::ostream& arOut, DriverAnswer const& aAnswer) { return arOut << aAnswer.mName; }
+std::ostream& operator<<(std::ostream& aOut, DriverAnswer const& aAnswer) { return aOut << aAnswer.mName; }
 
 class LibvqmDriverAnswer : public LibvqmLayer, public testing::WithParamInterface<DriverAnswer>
 {

@@ -22,10 +22,10 @@ namespace
 template <void (QZCLibvqmAbs::*step)()>
 struct DriverStep
 {
-    friend void processDriverVersion(QZCLibvqmAbs& arLayer) { (arLayer.*step)(); }
+    friend void processDriverVersion(QZCLibvqmAbs& aLayer) { (aLayer.*step)(); }
 };
 
-void processDriverVersion(QZCLibvqmAbs& arLayer);
+void processDriverVersion(QZCLibvqmAbs& aLayer);
 template struct DriverStep<&QZCLibvqmAbs::__processDriverVersion>;
 
 class LibvqmVersions : public LibvqmLayer

@@ -303,7 +303,7 @@ struct ExportedClass
     Texts mMethods;
 };
 
-std::ostream& operator<<(std::ostream& arOut, ExportedClass const& aClass) { return arOut << aClass.mName; }
+std::ostream& operator<<(std::ostream& aOut, ExportedClass const& aClass) { return aOut << aClass.mName; }
 
 ExportedClass exceptionClass(std::string const& aName)
 {

@@ -54,10 +54,10 @@ void expectNothingMade(Making<Record> const& aMaking)
 
 /// A stream that takes so many bytes before it grows.
 template <typename Record>
-void leaveRoom(Making<Record>& arMaking, unsigned int aLength)
+void leaveRoom(Making<Record>& aMaking, unsigned int aLength)
 {
     for (unsigned int i = aLength; i < roomInside; ++i)
     {
-        arMaking.mOut << true;
+        aMaking.mOut << true;
     }
 }

@@ -42,29 +42,29 @@ Rows latencyRows()
                                         QZPAT_New);
     };
     return {
-        withoutAllocation("LatencyOfNoScale", subject, [](Latency& arData) { arData.mRecord.emplace(true); }),
+        withoutAllocation("LatencyOfNoScale", subject, [](Latency& aData) { aData.mRecord.emplace(true); }),
         withoutAllocation("LatencyOfAScale", subject,
-                          [](Latency& arData) { arData.mRecord.emplace(false, 1u, 2u, 3u); }),
+                          [](Latency& aData) { aData.mRecord.emplace(false, 1u, 2u, 3u); }),
         withoutAllocation("LatencyIsFilled", subject,
-                          [](Latency& arData)
+                          [](Latency& aData)
                           {
                               unsigned int const buckets[] = {1, 2};
-                              arData.mRecord.emplace(1u, 2u, static_cast<unsigned char>(3), 4u, 5u, 6u, 7u,
-                                                     buckets, 2u);
+                              aData.mRecord.emplace(1u, 2u, static_cast<unsigned char>(3), 4u, 5u, 6u, 7u,
+                                                    buckets, 2u);
                           }),
         withoutAllocation("LatencyIsAggregated", handle,
-                          [](Handle& arLatency) { arLatency->aggregate(arLatency); }),
+                          [](Handle& aLatency) { aLatency->aggregate(aLatency); }),
         withoutAllocation("LatencyIsRead", madeLatency,
-                          [](Latency& arData)
+                          [](Latency& aData)
                           {
-                              QZCLatencyData const& data = *arData.mRecord;
+                              QZCLatencyData const& data = *aData.mRecord;
                               ASSERT_EQ(data.getSearchType() + data.getBase() + data.getStep(), 6u);
                               ASSERT_EQ(data.getIoCount(), data.getAverageIoSize());
                               ASSERT_EQ(data.getTrueLatency() + data.getBuckets()[0] + data.size(), 104u);
                           }),
         // Three numbers of five bytes and 23 of one, each of which asks for room for five.
         operation("LatencyIsEncoded", "0", badAlloc, madeLatency,
-                  [](Latency& arData) { arData.mRecord->encode(arData.mOut); }),
+                  [](Latency& aData) { aData.mRecord->encode(aData.mOut); }),
     };
 }
 
@@ -86,49 +86,48 @@ Rows nameRows()
     auto const whole = [] { return madeName(roomInside); };
     // The text is kept first; then each pair is taken out of it.
     std::string const scanned = longText + times(9, shortText);
-    auto const canBeSetAnew = [](Name& arName)
+    auto const canBeSetAnew = [](Name& aName)
     {
-        arName.mRecord->setBinaryForm(secondBytes.data());
-        EXPECT_STREQ(arName.mRecord->getStringForm().get(), arName.mSecond->getStringForm().get());
-        EXPECT_EQ(encodedFormOf(*arName.mRecord), encodedFormOf(*arName.mSecond));
+        aName.mRecord->setBinaryForm(secondBytes.data());
+        EXPECT_STREQ(aName.mRecord->getStringForm().get(), aName.mSecond->getStringForm().get());
+        EXPECT_EQ(encodedFormOf(*aName.mRecord), encodedFormOf(*aName.mSecond));
     };
-    auto const encode = [](Name& arName) { arName.mRecord->encode(arName.mOut); };
+    auto const encode = [](Name& aName) { aName.mRecord->encode(aName.mOut); };
     static QZCString const text("10:00:00:00:c9:2a:3b:4c");
     static QZCString const cutText("10:00");
     return {
         operation(
-            "NameOfNothing", shortText, outOfMemory, subject, [](Name& arName) { arName.mRecord.emplace(); },
+            "NameOfNothing", shortText, outOfMemory, subject, [](Name& aName) { aName.mRecord.emplace(); },
             nothingMade),
         operation(
             "NameOfBytes", shortText + longText, outOfMemory, subject,
-            [](Name& arName) { arName.mRecord.emplace(firstBytes.data()); }, nothingMade),
+            [](Name& aName) { aName.mRecord.emplace(firstBytes.data()); }, nothingMade),
         operation("NameIsCopied", longText, outOfMemory, whole,
-                  [](Name& arName) { QZCWorldWideName const copy(*arName.mRecord); }),
+                  [](Name& aName) { QZCWorldWideName const copy(*aName.mRecord); }),
         operation(
             "NameIsAssigned", longText, outOfMemory, whole,
-            [](Name& arName) { *arName.mRecord = *arName.mFirst; }, canBeSetAnew),
+            [](Name& aName) { *aName.mRecord = *aName.mFirst; }, canBeSetAnew),
         operation(
             "NameIsSetFromBytes", longText, outOfMemory, whole,
-            [](Name& arName) { arName.mRecord->setBinaryForm(secondBytes.data()); }, canBeSetAnew),
+            [](Name& aName) { aName.mRecord->setBinaryForm(secondBytes.data()); }, canBeSetAnew),
         operation(
             "NameIsSetFromItsText", scanned, outOfMemory, whole,
-            [](Name& arName) { arName.mRecord->setStringForm(text); }, canBeSetAnew),
+            [](Name& aName) { aName.mRecord->setStringForm(text); }, canBeSetAnew),
         withoutAllocation(
             "NameRefusesATextOfAnotherLength", whole,
-            [](Name& arName) { arName.mRecord->setStringForm(cutText); },
-            "QZCInvalidEx 6: Invalid WWN string"),
+            [](Name& aName) { aName.mRecord->setStringForm(cutText); }, "QZCInvalidEx 6: Invalid WWN string"),
         operation(
-            "NameIsDecoded", shortText + longText, outOfMemory, whole, [](Name& arName) { arName.decode(); },
+            "NameIsDecoded", shortText + longText, outOfMemory, whole, [](Name& aName) { aName.decode(); },
             canBeSetAnew),
         withoutAllocation("NameIsEncoded", whole, encode),
         operation(
             "NameIsEncodedInNoRoom", "0", badAlloc, [] { return madeName(0); }, encode,
             [](Name const& aName) { EXPECT_EQ(bytesOf(aName.mOut.getEncoded()), Bytes(roomInside, 0xf5)); }),
         withoutAllocation("NameIsRead", whole,
-                          [](Name& arName)
+                          [](Name& aName)
                           {
-                              ASSERT_EQ(arName.mRecord->getBinaryForm()[0], firstBytes[0]);
-                              ASSERT_EQ(arName.mRecord->getStringForm().size(), 23u);
+                              ASSERT_EQ(aName.mRecord->getBinaryForm()[0], firstBytes[0]);
+                              ASSERT_EQ(aName.mRecord->getStringForm().size(), 23u);
                           }),
     };
 }
@@ -144,29 +143,27 @@ Rows versionRows()
     static QZCString const text("7.2.20.6");
     static QZCString const manyDigits("12345678901234567890");
     return {
-        withoutAllocation("VersionOfThree", nothing,
-                          [](Version& arVersion) { arVersion.emplace(1u, 2u, 3u); }),
+        withoutAllocation("VersionOfThree", nothing, [](Version& aVersion) { aVersion.emplace(1u, 2u, 3u); }),
         withoutAllocation("VersionOfFour", nothing,
-                          [](Version& arVersion) { arVersion.emplace(1u, 2u, 3u, 4u); }),
+                          [](Version& aVersion) { aVersion.emplace(1u, 2u, 3u, 4u); }),
         // The piece is made empty first, and then anew for each part.
         operation(
             "VersionOfAnEmptyText", times(2, shortText), outOfMemory, nothing,
-            [](Version& arVersion) { arVersion.emplace(emptyText); }, isEmpty),
+            [](Version& aVersion) { aVersion.emplace(emptyText); }, isEmpty),
         operation(
             "VersionOfFourParts", times(5, shortText), outOfMemory, nothing,
-            [](Version& arVersion) { arVersion.emplace(text); }, isEmpty),
+            [](Version& aVersion) { aVersion.emplace(text); }, isEmpty),
         operation(
             "VersionOfManyDigits", shortText + longText, outOfMemory, nothing,
-            [](Version& arVersion) { arVersion.emplace(manyDigits); }, isEmpty),
-        withoutAllocation("VersionIsAppendedTo", made,
-                          [](Version& arVersion) { *arVersion << text << text; }),
+            [](Version& aVersion) { aVersion.emplace(manyDigits); }, isEmpty),
+        withoutAllocation("VersionIsAppendedTo", made, [](Version& aVersion) { *aVersion << text << text; }),
         withoutAllocation("VersionIsCompared", made,
-                          [](Version& arVersion)
+                          [](Version& aVersion)
                           {
                               QZCDepVersion const other(7, 2, 21);
-                              ASSERT_TRUE(*arVersion < other);
-                              ASSERT_FALSE(*arVersion > other);
-                              ASSERT_FALSE(*arVersion == other);
+                              ASSERT_TRUE(*aVersion < other);
+                              ASSERT_FALSE(*aVersion > other);
+                              ASSERT_FALSE(*aVersion == other);
                           }),
     };
 }

@@ -28,11 +28,11 @@ constexpr HBA_WWN port = {{0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c}};
 
 using Blocks = FakeHbaapi::ReportLunsBlocks;
 
-void putLength(Blocks& arBlocks, unsigned int aLength)
+void putLength(Blocks& aBlocks, unsigned int aLength)
 {
     for (unsigned int i = 0; i < 4; ++i)
     {
-        arBlocks.mResponse[i] = static_cast<unsigned char>(aLength >> (24 - 8 * i));
+        aBlocks.mResponse[i] = static_cast<unsigned char>(aLength >> (24 - 8 * i));
     }
 }
 
@@ -64,7 +64,7 @@ protected:
     {
         for (unsigned int i = 0; i < aTimes; ++i)
         {
-            answer(aStatus, [=](Blocks& arBlocks) { putLength(arBlocks, aLength); });
+            answer(aStatus, [=](Blocks& aBlocks) { putLength(aBlocks, aLength); });
         }
     }
 
@@ -117,10 +117,10 @@ TEST_F(ReportLuns, ListThatFitsIsInTheCallersBuffer)
 {
     void* const buffer = mBuffer;
     answer(HBA_STATUS_OK,
-           [](Blocks& arBlocks)
+           [](Blocks& aBlocks)
            {
-               putLength(arBlocks, 8);
-               arBlocks.mResponse[15] = 0x77;
+               putLength(aBlocks, 8);
+               aBlocks.mResponse[15] = 0x77;
            });
     EXPECT_EQ(send(), done);
     EXPECT_EQ(mBuffer, buffer);
@@ -143,8 +143,7 @@ TEST_F(ReportLuns, BufferIsZeroedOverItsSizeAndNoFurther)
 {
     passBuffer(24, 16);
     Bytes seen;
-    answer(HBA_STATUS_OK,
-           [&](Blocks& arBlocks) { seen.assign(arBlocks.mResponse, arBlocks.mResponse + 24); });
+    answer(HBA_STATUS_OK, [&](Blocks& aBlocks) { seen.assign(aBlocks.mResponse, aBlocks.mResponse + 24); });
     EXPECT_EQ(send(), done);
     EXPECT_THAT(Bytes(seen.begin(), seen.begin() + 16), Each(0));
     EXPECT_THAT(Bytes(seen.begin() + 16, seen.end()), Each(untouched));
@@ -154,12 +153,12 @@ TEST_F(ReportLuns, BufferIsNotZeroedAgain)
 {
     Bytes seen;
     answer(HBA_STATUS_ERROR_BUSY,
-           [](Blocks& arBlocks) { std::memset(arBlocks.mResponse, 0x77, arBlocks.mResponseSize); });
+           [](Blocks& aBlocks) { std::memset(aBlocks.mResponse, 0x77, aBlocks.mResponseSize); });
     answer(HBA_STATUS_OK,
-           [&](Blocks& arBlocks)
+           [&](Blocks& aBlocks)
            {
-               seen.assign(arBlocks.mResponse, arBlocks.mResponse + arBlocks.mResponseSize);
-               putLength(arBlocks, 8);
+               seen.assign(aBlocks.mResponse, aBlocks.mResponse + aBlocks.mResponseSize);
+               putLength(aBlocks, 8);
            });
     EXPECT_EQ(send(), done);
     EXPECT_THAT(seen, Each(0x77));
@@ -170,13 +169,13 @@ TEST_F(ReportLuns, SenseBufferIsZeroBeforeTheFirstRequestOnly)
     Bytes first;
     Bytes second;
     answer(HBA_STATUS_SCSI_CHECK_CONDITION,
-           [&](Blocks& arBlocks)
+           [&](Blocks& aBlocks)
            {
-               first.assign(arBlocks.mSense, arBlocks.mSense + arBlocks.mSenseSize);
-               std::memset(arBlocks.mSense, 0x77, arBlocks.mSenseSize);
+               first.assign(aBlocks.mSense, aBlocks.mSense + aBlocks.mSenseSize);
+               std::memset(aBlocks.mSense, 0x77, aBlocks.mSenseSize);
            });
     answer(HBA_STATUS_OK,
-           [&](Blocks& arBlocks) { second.assign(arBlocks.mSense, arBlocks.mSense + arBlocks.mSenseSize); });
+           [&](Blocks& aBlocks) { second.assign(aBlocks.mSense, aBlocks.mSense + aBlocks.mSenseSize); });
     EXPECT_EQ(send(), done);
     EXPECT_EQ(first, Bytes(256, 0));
     EXPECT_EQ(second, Bytes(256, 0x77));
@@ -187,10 +186,10 @@ TEST_F(ReportLuns, BufferAndSizeAreReadAnewForEachRequest)
     passBuffer(16, 8);
     answer(HBA_STATUS_ERROR_BUSY, [this](Blocks&) { passBuffer(32, 32); });
     answer(HBA_STATUS_OK,
-           [this](Blocks& arBlocks)
+           [this](Blocks& aBlocks)
            {
-               EXPECT_EQ(arBlocks.mResponse, mBuffer);
-               putLength(arBlocks, 24);
+               EXPECT_EQ(aBlocks.mResponse, mBuffer);
+               putLength(aBlocks, 24);
            });
     EXPECT_EQ(send(), done);
     EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(8), requestOf(32)));
@@ -529,10 +528,10 @@ TEST_F(ReportLunsHeap, LargerBufferIsNotZeroed)
     Bytes seen;
     answerList(64);
     answer(HBA_STATUS_OK,
-           [&](Blocks& arBlocks)
+           [&](Blocks& aBlocks)
            {
-               seen.assign(arBlocks.mResponse, arBlocks.mResponse + 520);
-               putLength(arBlocks, 64);
+               seen.assign(aBlocks.mResponse, aBlocks.mResponse + 520);
+               putLength(aBlocks, 64);
            });
     EXPECT_EQ(send(), done);
     EXPECT_EQ(seen, Bytes(520, LibraryHeap::sgFilling));

@@ -41,13 +41,13 @@ std::shared_ptr<Event> madeEvent(unsigned int aRoom)
 Rows eventRows()
 {
     auto const whole = [] { return madeEvent(roomInside); };
-    auto const encode = [](Event& arEvent) { arEvent.mEvent->encode(arEvent.mOut); };
+    auto const encode = [](Event& aEvent) { aEvent.mEvent->encode(aEvent.mOut); };
     return {
         withoutAllocation("EventIsMade", making<QZCScopeEvent>,
-                          [](Event& arEvent) { arEvent.mRecord.emplace(); }),
+                          [](Event& aEvent) { aEvent.mRecord.emplace(); }),
         withoutAllocation("EventIsCompared", whole,
-                          [](Event& arEvent) { ASSERT_FALSE(*arEvent.mRecord == *arEvent.mEvent); }),
-        withoutAllocation("EventIsDecoded", whole, [](Event& arEvent) { arEvent.decode(); }),
+                          [](Event& aEvent) { ASSERT_FALSE(*aEvent.mRecord == *aEvent.mEvent); }),
+        withoutAllocation("EventIsDecoded", whole, [](Event& aEvent) { aEvent.decode(); }),
         withoutAllocation("EventIsEncoded", whole, encode),
         operation(
             "EventIsEncodedInNoRoom", "0", badAlloc, [] { return madeEvent(0); }, encode,
@@ -66,25 +66,22 @@ Rows dataConstructionRows()
     auto const subject = making<QZCScopeData>;
     auto const check = expectNothingMade<QZCScopeData>;
     /// A record of so many payload bytes, with room for so many.
-    auto const plain = [](unsigned int aLength, unsigned int aRoom)
-    {
-        return [=](Data& arData)
-        { arData.mRecord.emplace(arData.mEvent, arData.mPayload.data(), aLength, aRoom); };
+    auto const plain = [](unsigned int aLength, unsigned int aRoom) {
+        return [=](Data& aData)
+        { aData.mRecord.emplace(aData.mEvent, aData.mPayload.data(), aLength, aRoom); };
     };
     auto const named = [](unsigned int aLength, unsigned int aRoom)
     {
-        return [=](Data& arData)
-        {
-            arData.mRecord.emplace(arData.mEvent, arData.mPayload.data(), aLength, aRoom, arData.mFirst,
-                                   arData.mSecond);
+        return [=](Data& aData) {
+            aData.mRecord.emplace(aData.mEvent, aData.mPayload.data(), aLength, aRoom, aData.mFirst,
+                                  aData.mSecond);
         };
     };
     return {
-        withoutAllocation("DataOfAnEvent", subject,
-                          [](Data& arData) { arData.mRecord.emplace(arData.mEvent); }),
+        withoutAllocation("DataOfAnEvent", subject, [](Data& aData) { aData.mRecord.emplace(aData.mEvent); }),
         withoutAllocation("DataWithNames", subject,
-                          [](Data& arData)
-                          { arData.mRecord.emplace(arData.mEvent, arData.mFirst, arData.mSecond); }),
+                          [](Data& aData)
+                          { aData.mRecord.emplace(aData.mEvent, aData.mFirst, aData.mSecond); }),
         withoutAllocation("DataWithoutPayload", subject, plain(0, 100)),
         operation("DataWithShortPayload", shortPayload, outOfMemory, subject, plain(10, 10), check),
         operation("DataWithLongPayload", longPayload, outOfMemory, subject, plain(100, 100), check),
@@ -102,7 +99,7 @@ Rows dataConstructionRows()
                 named(100, 100)(*original);
                 return original;
             },
-            [](Data& arData) { QZCScopeData const copy(*arData.mRecord); }),
+            [](Data& aData) { QZCScopeData const copy(*aData.mRecord); }),
     };
 }
 
@@ -125,24 +122,24 @@ auto madeData(bool aHasNames, unsigned int aPayload, unsigned int aStreamRoom)
 Rows dataRows()
 {
     auto const append = [](unsigned int aLength)
-    { return [=](Data& arData) { arData.mRecord->appendEventData(arData.mPayload.data(), aLength); }; };
+    { return [=](Data& aData) { aData.mRecord->appendEventData(aData.mPayload.data(), aLength); }; };
     auto const isAsBefore = [](Data const& aData)
     {
         EXPECT_EQ(aData.mRecord->eventDataSize(), roomInside);
         EXPECT_EQ(encodedFormOf(*aData.mRecord), encodedForm(false, someBytes(roomInside)));
     };
-    auto const encode = [](Data& arData) { arData.mRecord->encode(arData.mOut); };
+    auto const encode = [](Data& aData) { aData.mRecord->encode(aData.mOut); };
     auto const encodesElsewhere = [](Data const& aData)
     { EXPECT_EQ(encodedFormOf(*aData.mRecord), aData.mEncoded); };
-    auto const decode = [](Data& arData) { arData.decode(); };
-    auto const decodesAgain = [](Data& arData)
+    auto const decode = [](Data& aData) { aData.decode(); };
+    auto const decodesAgain = [](Data& aData)
     {
-        arData.decode();
-        EXPECT_EQ(encodedFormOf(*arData.mRecord), arData.mEncoded);
+        aData.decode();
+        EXPECT_EQ(encodedFormOf(*aData.mRecord), aData.mEncoded);
     };
-    auto const read = [](Data& arData)
+    auto const read = [](Data& aData)
     {
-        QZCScopeData const& data = *arData.mRecord;
+        QZCScopeData const& data = *aData.mRecord;
         ASSERT_EQ(data.encodeSize() - data.eventDataSize(), 35u);
         ASSERT_EQ(data.numEncodedElements(), 5u);
         ASSERT_EQ(data.size(), 16u);

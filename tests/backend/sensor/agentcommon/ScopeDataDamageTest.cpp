@@ -29,44 +29,44 @@ class Damage
 public:
     explicit Damage(unsigned int aSeed) : mRandom(aSeed) {}
 
-    void strike(Bytes& arBytes)
+    void strike(Bytes& aBytes)
     {
         switch (below(5))
         {
             case 0:
-                arBytes[below(arBytes.size())] ^= static_cast<unsigned char>(1u << below(8));
+                aBytes[below(aBytes.size())] ^= static_cast<unsigned char>(1u << below(8));
                 break;
             case 1:
-                arBytes.insert(placeIn(arBytes), static_cast<unsigned char>(below(256)));
+                aBytes.insert(placeIn(aBytes), static_cast<unsigned char>(below(256)));
                 break;
             case 2:
-                arBytes.erase(placeIn(arBytes));
+                aBytes.erase(placeIn(aBytes));
                 break;
             case 3:
-                arBytes.erase(placeIn(arBytes), arBytes.end());
+                aBytes.erase(placeIn(aBytes), aBytes.end());
                 break;
             default:
-                duplicateRange(arBytes);
+                duplicateRange(aBytes);
                 break;
         }
-        arBytes.resize(std::max<std::size_t>(arBytes.size(), 1));
+        aBytes.resize(std::max<std::size_t>(aBytes.size(), 1));
     }
 
     std::size_t below(std::size_t aEnd) { return mRandom() % aEnd; }
 
 private:
-    Bytes::iterator placeIn(Bytes& arBytes)
+    Bytes::iterator placeIn(Bytes& aBytes)
     {
-        return arBytes.begin() + static_cast<std::ptrdiff_t>(below(arBytes.size()));
+        return aBytes.begin() + static_cast<std::ptrdiff_t>(below(aBytes.size()));
     }
 
-    void duplicateRange(Bytes& arBytes)
+    void duplicateRange(Bytes& aBytes)
     {
-        auto const first = static_cast<std::ptrdiff_t>(below(arBytes.size()));
+        auto const first = static_cast<std::ptrdiff_t>(below(aBytes.size()));
         auto const last =
-            first + static_cast<std::ptrdiff_t>(below(arBytes.size() - static_cast<std::size_t>(first)) + 1);
-        Bytes const range(arBytes.begin() + first, arBytes.begin() + last);
-        arBytes.insert(placeIn(arBytes), range.begin(), range.end());
+            first + static_cast<std::ptrdiff_t>(below(aBytes.size() - static_cast<std::size_t>(first)) + 1);
+        Bytes const range(aBytes.begin() + first, aBytes.begin() + last);
+        aBytes.insert(placeIn(aBytes), range.begin(), range.end());
     }
 
     std::mt19937 mRandom;

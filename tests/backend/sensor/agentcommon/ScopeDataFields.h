@@ -38,7 +38,7 @@ inline void const* pointerAt(QZCScopeData const& aData, std::size_t aPosition)
 }
 
 /// Makes the record account for so many bytes without having them. Nothing may encode it then.
-inline void accountFor(QZCScopeData& arData, unsigned int aSize)
+inline void accountFor(QZCScopeData& aData, unsigned int aSize)
 {
-    std::memcpy(reinterpret_cast<unsigned char*>(&arData) + sizePosition, &aSize, sizeof aSize);
+    std::memcpy(reinterpret_cast<unsigned char*>(&aData) + sizePosition, &aSize, sizeof aSize);
 }

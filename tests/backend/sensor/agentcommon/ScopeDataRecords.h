@@ -28,10 +28,10 @@ inline Bytes const encodedNames = {0x5a, 0, 0, 0, 8, 0x10, 0, 0, 0, 0xc9, 0, 0, 
                                    0x5a, 0, 0, 0, 8, 0x20, 0, 0, 0, 0xc9, 0, 0, 2};
 
 /// Decodes the bytes into the record and gives the outcome.
-inline std::string decodeInto(QZCScopeData& arData, Bytes const& aBytes)
+inline std::string decodeInto(QZCScopeData& aData, Bytes const& aBytes)
 {
     QZCEncodableInStream in(aBytes.data(), lengthOf(aBytes));
-    return outcomeOf([&] { arData.decode(in); });
+    return outcomeOf([&] { aData.decode(in); });
 }
 
 /// The payload element of the encoded form, for less than 256 bytes.

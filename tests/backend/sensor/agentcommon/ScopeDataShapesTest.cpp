@@ -23,9 +23,9 @@ struct Shape
     unsigned int mElements;
 };
 
-std::ostream& operator<<(std::ostream& arOut, Shape const& aShape)
+std::ostream& operator<<(std::ostream& aOut, Shape const& aShape)
 {
-    return arOut << aShape.mPayload << (aShape.mHasNames ? " bytes and names" : " bytes");
+    return aOut << aShape.mPayload << (aShape.mHasNames ? " bytes and names" : " bytes");
 }
 
 class ScopeDataShape : public ScopeData, public testing::WithParamInterface<Shape>

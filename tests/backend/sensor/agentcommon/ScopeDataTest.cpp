@@ -231,7 +231,7 @@ template <typename Record>
 class Mortal : public Record
 {
 public:
-    Mortal(std::vector<std::string>& arEnds, char const* aName) : mEnds(arEnds), mName(aName) {}
+    Mortal(std::vector<std::string>& aEnds, char const* aName) : mEnds(aEnds), mName(aName) {}
     ~Mortal() override { mEnds.push_back(mName); }
 
 private:
@@ -240,9 +240,9 @@ private:
 };
 
 template <typename Record>
-QZCPointer<Record> mortal(std::vector<std::string>& arEnds, char const* aName)
+QZCPointer<Record> mortal(std::vector<std::string>& aEnds, char const* aName)
 {
-    return QZCPointer<Record>(new (std::nothrow) Mortal<Record>(arEnds, aName), QZPST_Individual, QZPAT_New);
+    return QZCPointer<Record>(new (std::nothrow) Mortal<Record>(aEnds, aName), QZPST_Individual, QZPAT_New);
 }
 
 TEST_F(ScopeData, LetsGoOfItsRecordsInReverseOrder)

@@ -24,10 +24,10 @@ using testing::StartsWith;
 namespace
 {
 /// Decodes the bytes into the event and gives the outcome.
-std::string decodeInto(QZCScopeEvent& arEvent, Bytes const& aBytes)
+std::string decodeInto(QZCScopeEvent& aEvent, Bytes const& aBytes)
 {
     QZCEncodableInStream in(aBytes.data(), lengthOf(aBytes));
-    return outcomeOf([&] { arEvent.decode(in); });
+    return outcomeOf([&] { aEvent.decode(in); });
 }
 
 QZCScopeEvent eventFrom(unsigned int aCategory, unsigned int aSubcategory)

@@ -84,8 +84,8 @@ protected:
     /// Lets the HBA API answer the next request with MORE_DATA and ask for so many entries.
     void answerMoreData(unsigned int aNumEntries)
     {
-        mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [=](HBA_FCPTargetMapping& arMapping)
-                                           { arMapping.NumberOfEntries = aNumEntries; }});
+        mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [=](HBA_FCPTargetMapping& aMapping)
+                                           { aMapping.NumberOfEntries = aNumEntries; }});
     }
 
     /// Passes a block with so many entries to the next query. Its bytes can be told from zeroed ones.
@@ -175,11 +175,11 @@ TEST_F(TargetMappings, AreReturnedAndKeptInThePointer)
 
 TEST_F(TargetMappings, AreReturnedAsTheHbaApiFilledThem)
 {
-    mHbaapi.mTargetMappings.push_back({HBA_STATUS_OK, [](HBA_FCPTargetMapping& arMapping)
+    mHbaapi.mTargetMappings.push_back({HBA_STATUS_OK, [](HBA_FCPTargetMapping& aMapping)
                                        {
-                                           arMapping.NumberOfEntries = 2;
-                                           arMapping.entry[0].FcpId.FcId = 100;
-                                           arMapping.entry[1].FcpId.FcId = 101;
+                                           aMapping.NumberOfEntries = 2;
+                                           aMapping.entry[0].FcpId.FcId = 100;
+                                           aMapping.entry[1].FcpId.FcId = 101;
                                        }});
     EXPECT_EQ(fetch(), done);
     EXPECT_EQ(mMapping->NumberOfEntries, 2u);
@@ -252,11 +252,11 @@ TEST_F(TargetMappings, MoreOfThemAreAskedForInAsManyEntriesAsItTakes)
 
 TEST_F(TargetMappings, MoreOfThemAreAskedForInANewBlockOfZeros)
 {
-    mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [](HBA_FCPTargetMapping& arMapping)
+    mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [](HBA_FCPTargetMapping& aMapping)
                                        {
-                                           std::memset(static_cast<void*>(&arMapping), untouched,
+                                           std::memset(static_cast<void*>(&aMapping), untouched,
                                                        sizeFor(256));
-                                           arMapping.NumberOfEntries = 300;
+                                           aMapping.NumberOfEntries = 300;
                                        }});
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);

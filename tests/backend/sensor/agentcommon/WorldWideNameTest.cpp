@@ -42,9 +42,9 @@ Bytes bytesOf(QZCWorldWideName const& aName)
 
 std::string textOf(QZCWorldWideName const& aName) { return aName.getStringForm().get(); }
 
-std::string setText(QZCWorldWideName& arName, std::string const& aText)
+std::string setText(QZCWorldWideName& aName, std::string const& aText)
 {
-    return outcomeOf([&] { arName.setStringForm(aText.c_str()); });
+    return outcomeOf([&] { aName.setStringForm(aText.c_str()); });
 }
 
 /// The bytes that a text is scanned into by a new name, which must accept it.
@@ -55,10 +55,10 @@ Bytes scanned(std::string const& aText)
     return bytesOf(name);
 }
 
-std::string decodeInto(QZCWorldWideName& arName, Bytes const& aBytes)
+std::string decodeInto(QZCWorldWideName& aName, Bytes const& aBytes)
 {
     QZCEncodableInStream in(aBytes.data(), lengthOf(aBytes));
-    return outcomeOf([&] { arName.decode(in); });
+    return outcomeOf([&] { aName.decode(in); });
 }
 
 unsigned char const* fieldsOf(QZCWorldWideName const& aName)
@@ -274,9 +274,9 @@ struct LoosePair
     unsigned int mByte;
 };
 
-std::ostream& operator<<(std::ostream& arOut, LoosePair const& aPair)
+std::ostream& operator<<(std::ostream& aOut, LoosePair const& aPair)
 {
-    return arOut << '<' << aPair.mPair << '>';
+    return aOut << '<' << aPair.mPair << '>';
 }
 
 class WorldWideNamePair : public testing::TestWithParam<LoosePair>
@@ -565,13 +565,13 @@ unsigned int modelledPair(std::string const& aPair, unsigned int aBefore)
 
 /// Scans the text into the bytes, as far as it is accepted.
 /// @return whether it is, to the end
-bool modelledScan(std::string const& aText, Bytes& arBytes)
+bool modelledScan(std::string const& aText, Bytes& aBytes)
 {
     unsigned int value = 0;
     for (std::size_t i = 0; i < nameSize; ++i)
     {
         value = modelledPair(aText.substr(i * 3, 2), value);
-        arBytes[i] = static_cast<unsigned char>(value);
+        aBytes[i] = static_cast<unsigned char>(value);
         if (i < nameSize - 1 && aText[i * 3 + 2] != ':')
         {
             return false;

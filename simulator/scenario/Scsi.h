@@ -1,0 +1,25 @@
+/// @file
+/// What a SCSI target answers.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "simulator/scenario/Scenario.h"
+
+namespace qzsim
+{
+using LunBytes = std::array<std::uint8_t, 8>;
+
+constexpr std::uint16_t highestLun = 0x3fff;  ///< of flat space addressing
+
+/// A LUN as SCSI writes it.
+LunBytes lunBytes(std::uint16_t aLun, LunAddressing aAddressing);
+
+/// The whole response to REPORT LUNS.
+std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget);
+
+/// The sense data of a command that ends with a unit attention.
+std::vector<std::uint8_t> unitAttention();
+}  // namespace qzsim

@@ -1,0 +1,198 @@
+// Target mappings, as the simulated vendor library tells them.
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "simulator/scenario/Wwn.h"
+#include "tests/simulator/HbaQueryFixture.h"
+
+using qzsim::textOf;
+using testing::ElementsAre;
+
+namespace
+{
+
+/// A caller's block with room for so many entries and not a byte more.
+class Block
+{
+public:
+    explicit Block(HBA_UINT32 aRoom)
+        : mBytes(offsetof(HBA_FCPTARGETMAPPING, entry) + aRoom * sizeof(HBA_FCPSCSIENTRY), fill)
+    {
+        setNumber(aRoom);
+    }
+
+    HBA_FCPTARGETMAPPING* get() { return reinterpret_cast<HBA_FCPTARGETMAPPING*>(mBytes.data()); }
+
+    HBA_UINT32 number() const
+    {
+        HBA_UINT32 number;
+        std::memcpy(&number, mBytes.data(), sizeof number);
+        return number;
+    }
+
+    void setNumber(HBA_UINT32 aNumber) { std::memcpy(mBytes.data(), &aNumber, sizeof aNumber); }
+
+    HBA_FCPSCSIENTRY entry(std::size_t aIndex) const
+    {
+        HBA_FCPSCSIENTRY entry;
+        std::size_t const place = offsetof(HBA_FCPTARGETMAPPING, entry) + aIndex * sizeof entry;
+        std::memcpy(&entry, mBytes.data() + place, sizeof entry);
+        return entry;
+    }
+
+private:
+    std::vector<unsigned char> mBytes;
+};
+
+/// Bus, target and LUN of an entry, for a comparison in one go.
+std::string addressOf(HBA_FCPSCSIENTRY const& aEntry)
+{
+    HBA_SCSIID const& id = aEntry.ScsiId;
+    return std::to_string(id.ScsiBusNumber) + ':' + std::to_string(id.ScsiTargetNumber) + ':' +
+           std::to_string(id.ScsiOSLun);
+}
+
+class HbaLibraryMappings : public HbaQueryFixture
+{
+protected:
+    HBA_STATUS mappings(Block& aBlock) { return mTable.GetFcpTargetMappingHandler(mHandle, aBlock.get()); }
+};
+
+TEST_F(HbaLibraryMappings, AreOneForEachLunInTheOrderOfTheScenario)
+{
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_EQ(block.number(), 4U);
+    std::vector<std::string> addresses;
+    for (std::size_t index = 0; index < block.number(); ++index)
+    {
+        addresses.push_back(addressOf(block.entry(index)));
+    }
+    EXPECT_THAT(addresses, ElementsAre("0:0:1", "0:0:300", "1:0:0", "1:1:0"));
+}
+
+TEST_F(HbaLibraryMappings, NameTheRemotePort)
+{
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    HBA_FCPID const id = block.entry(1).FcpId;
+    EXPECT_EQ(id.FcId, 0x21U);
+    EXPECT_EQ(textOf(id.PortWWN), "50:00:00:00:00:00:00:01");
+    EXPECT_EQ(textOf(id.NodeWWN), "50:00:00:00:00:00:00:00");
+}
+
+TEST_F(HbaLibraryMappings, NameTheDevice)
+{
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_STREQ(block.entry(1).ScsiId.OSDeviceName, "/dev/disk/by-path/fc-0x5000000000000001-lun-300");
+}
+
+TEST_F(HbaLibraryMappings, HaveTheLunAsScsiWritesIt)
+{
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    HBA_UINT64 const number = block.entry(1).FcpId.FcpLun;
+    std::vector<unsigned char> bytes(sizeof number);
+    std::memcpy(bytes.data(), &number, sizeof number);
+    EXPECT_THAT(bytes, ElementsAre(0x41, 44, 0, 0, 0, 0, 0, 0));
+}
+
+TEST_F(HbaLibraryMappings, LeaveTheRestOfALargerBlockAlone)
+{
+    Block block(5);
+    EXPECT_EQ(mappings(block), ok);
+    EXPECT_EQ(block.number(), 4U);
+    EXPECT_TRUE(isStill(fill, block.entry(4))) << "an entry behind the last was written";
+}
+
+TEST_F(HbaLibraryMappings, FillASmallerBlockAndTellTheRoomThatTheyNeed)
+{
+    Block block(3);
+    EXPECT_EQ(mappings(block), moreData);
+    EXPECT_EQ(block.number(), 4U);
+    EXPECT_EQ(addressOf(block.entry(2)), "1:0:0");
+}
+
+TEST_F(HbaLibraryMappings, StopWithinATargetWhereTheBlockEnds)
+{
+    Block block(2);
+    block.setNumber(1);
+    EXPECT_EQ(mappings(block), moreData);
+    EXPECT_EQ(addressOf(block.entry(0)), "0:0:1");
+    EXPECT_TRUE(isStill(fill, block.entry(1))) << "more was written than there is room for";
+}
+
+TEST_F(HbaLibraryMappings, TellABlockWithoutRoomWhatTheyNeed)
+{
+    Block block(0);
+    EXPECT_EQ(mappings(block), moreData);
+    EXPECT_EQ(block.number(), 4U);
+}
+
+TEST_F(HbaLibraryMappings, MayBeNone)
+{
+    mHandle = open("b");
+    Block block(1);
+    EXPECT_EQ(mappings(block), ok);
+    EXPECT_EQ(block.number(), 0U);
+}
+
+TEST_F(HbaLibraryMappings, AreRefusedWithoutHandleOrBlock)
+{
+    EXPECT_EQ(mTable.GetFcpTargetMappingHandler(mHandle, nullptr), badArgument);
+    mHandle += 1;
+    Block block(4);
+    EXPECT_EQ(mappings(block), badHandle);
+    EXPECT_EQ(block.number(), 4U);
+}
+
+TEST_F(HbaLibraryMappings, AFaultLeavesTheBlockAlone)
+{
+    loadWith(fault("HBA_GetFcpTargetMapping", busy, "\"1-2\""));
+    Block block(7);
+    EXPECT_EQ(mappings(block), busy);
+    EXPECT_EQ(mappings(block), busy);
+    EXPECT_EQ(block.number(), 7U);
+    EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
+    EXPECT_EQ(mappings(block), ok);
+}
+
+TEST_F(HbaLibraryMappings, AFaultOfMoreDataTellsTheRoomThatTheyNeedAndNoMore)
+{
+    loadWith(fault("HBA_GetFcpTargetMapping", moreData));
+    Block block(7);
+    EXPECT_EQ(mappings(block), moreData);
+    EXPECT_EQ(block.number(), 4U);
+    EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
+}
+
+TEST_F(HbaLibraryMappings, SixtyThousandTakeWellUnderASecond)
+{
+    constexpr HBA_UINT32 many = 60000;
+    std::string scenario =
+        "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n";
+    for (int target = 10; target < 22; ++target)
+    {
+        scenario += "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:" + std::to_string(target) +
+                    "\"\nluns = 5000\n";
+    }
+    Block block(many);
+    auto const start = std::chrono::steady_clock::now();
+    ASSERT_EQ(load(scenario), ok);
+    mHandle = open("a");
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_EQ(block.number(), many);
+    EXPECT_EQ(addressOf(block.entry(many - 1)), "0:11:4999");
+}
+}  // namespace
