@@ -1,5 +1,5 @@
 /// @file
-/// Texts of scenarios, and what is read from them.
+/// Scenario texts, and a function to read them.
 #pragma once
 
 #include <string>
@@ -12,10 +12,10 @@ constexpr char const* oneBoard =
     "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
     "second_wwn = \"10:00:00:00:00:00:00:01\"\n";
 
-/// Of an adapter.
+/// A port, to append to an adapter.
 constexpr char const* onePort = "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n";
 
-/// Of a port of an adapter.
+/// A remote port, to append to a port.
 constexpr char const* oneRemotePort = "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n";
 
 inline qzsim::Scenario scenarioOf(std::string const& aText)
