@@ -68,15 +68,13 @@ TEST_F(HbaLibrary, LoadsAScenarioWithoutAdapters)
 
 TEST_F(HbaLibrary, ReportsAMissingVariable)
 {
-    EXPECT_EQ(errorsOfLoad(),
-              "libqzsim: QZSIM_SCENARIO is not set; it must hold the path of a scenario\n");
+    EXPECT_EQ(errorsOfLoad(), "libqzsim: QZSIM_SCENARIO is not set; it must hold the path of a scenario\n");
 }
 
 TEST_F(HbaLibrary, ReportsAnEmptyVariableAsMissing)
 {
     ::setenv("QZSIM_SCENARIO", "", 1);
-    EXPECT_EQ(errorsOfLoad(),
-              "libqzsim: QZSIM_SCENARIO is not set; it must hold the path of a scenario\n");
+    EXPECT_EQ(errorsOfLoad(), "libqzsim: QZSIM_SCENARIO is not set; it must hold the path of a scenario\n");
 }
 
 TEST_F(HbaLibrary, ReportsAnInvalidScenario)

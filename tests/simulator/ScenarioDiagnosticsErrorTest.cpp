@@ -102,15 +102,8 @@ TEST(ScenarioDiagnosticsError, RefusesTwoBoardsWithTheSameSecondName)
 
 TEST(ScenarioDiagnosticsError, RefusesMoreThan32Boards)
 {
-    std::string text;
-    for (int number = 10; number < 43; ++number)
-    {
-        text +=
-            "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-            "second_wwn = \"10:00:00:00:00:00:00:" +
-            std::to_string(number) + "\"\n";
-    }
-    EXPECT_EQ(errorOf(text), "bad.toml:97:1: expected at most 32 tables [[diagnostics.board]], found more");
+    EXPECT_EQ(errorOf(boards(33)),
+              "bad.toml:97:1: expected at most 32 tables [[diagnostics.board]], found more");
 }
 
 TEST(ScenarioDiagnosticsError, RefusesAnUnknownKeyOfAnEvent)

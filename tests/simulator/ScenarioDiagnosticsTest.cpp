@@ -80,15 +80,7 @@ TEST(ScenarioDiagnostics, ReadsBoardsInFileOrder)
 
 TEST(ScenarioDiagnostics, Accepts32Boards)
 {
-    std::string text;
-    for (int number = 10; number < 42; ++number)
-    {
-        text +=
-            "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-            "second_wwn = \"10:00:00:00:00:00:00:" +
-            std::to_string(number) + "\"\n";
-    }
-    EXPECT_THAT(scenarioOf(text).mDiagnostics.mBoards, SizeIs(32));
+    EXPECT_THAT(scenarioOf(boards(32)).mDiagnostics.mBoards, SizeIs(32));
 }
 
 TEST(ScenarioDiagnostics, EventSourceSendsOneImmediateEventByDefault)
