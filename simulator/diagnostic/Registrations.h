@@ -23,8 +23,7 @@ namespace qzsim
 struct Registration
 {
     unsigned int mBoard;
-    std::optional<HBA_WWN>
-        mPort;  ///< only for Quazor registrations; a plain registration covers all ports of the board
+    std::optional<HBA_WWN> mPort;  ///< nothing for a plain registration, which covers all ports
     unsigned int mCategory;
     unsigned int mSubcategory;
     std::function<void(EventSeries const& aSeries, QZ_event* aEvent)> mCallback;
