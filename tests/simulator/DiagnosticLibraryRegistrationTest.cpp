@@ -54,27 +54,27 @@ protected:
     }
 };
 
-TEST_F(DiagnosticLibraryRegistration, ForOneKindReceivesOnlyThatKindAtThatPort)
+TEST_F(DiagnosticLibraryRegistration, QuazorRegistrationReceivesOnlyItsKindAtItsPort)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, 3, 7, mLog), ok);
     EXPECT_THAT(kindsOf(1), ElementsAre("0 10:00:00:00:00:00:00:01 3/7"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, ForAnyCategoryReceivesEveryCategoryOfTheSubcategory)
+TEST_F(DiagnosticLibraryRegistration, AnyCategoryMatchesEveryCategoryOfTheSubcategory)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, any, 7, mLog), ok);
     EXPECT_THAT(kindsOf(2),
                 UnorderedElementsAre("0 10:00:00:00:00:00:00:01 3/7", "0 10:00:00:00:00:00:00:01 4/7"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, ForAnySubcategoryReceivesEverySubcategoryOfTheCategory)
+TEST_F(DiagnosticLibraryRegistration, AnySubcategoryMatchesEverySubcategoryOfTheCategory)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, 3, any, mLog), ok);
     EXPECT_THAT(kindsOf(2),
                 UnorderedElementsAre("0 10:00:00:00:00:00:00:01 3/7", "0 10:00:00:00:00:00:00:01 3/8"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, AtAnEventPortReceivesTheEventsOfThatPort)
+TEST_F(DiagnosticLibraryRegistration, RegistrationAtAnEventPortReceivesItsEvents)
 {
     ASSERT_EQ(registerQuazor(0, otherPort, any, any, mLog), ok);
     EXPECT_THAT(kindsOf(1), ElementsAre("0 10:00:00:00:00:00:00:02 3/7"));
@@ -86,7 +86,7 @@ TEST_F(DiagnosticLibraryRegistration, PlainRegistrationReceivesEventsOfAllPortsO
     EXPECT_THAT(kindsOf(3), UnorderedElementsAre("0  3/7", "0  3/7", "0  3/8"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, ForAnotherBoardReceivesTheEventsOfThatBoard)
+TEST_F(DiagnosticLibraryRegistration, RegistrationForAnotherBoardReceivesItsEvents)
 {
     ASSERT_EQ(registerPlain(1, any, any, mLog), ok);
     EXPECT_THAT(kindsOf(1), ElementsAre("1  3/7"));

@@ -147,7 +147,7 @@ TEST(Scenario, SummaryHasOneLinePerAdapterAndFault)
               "fault: calls 1 and later of HBA_LoadLibrary return 77\n");
 }
 
-TEST(Scenario, FaultMustStrikeOncePerCallAndAnEndlessOneOnce)
+TEST(Scenario, FaultMustStrikeInEachCallAndAtLeastOnceIfEndless)
 {
     auto const strikesInFault = [](std::string const& aNth)
     { return strikesIn(faultWith("call = \"HBA_LoadLibrary\"\nnth = " + aNth + "\nstatus = 1\n")); };

@@ -46,7 +46,7 @@ TEST(Strikes, CountEachFaultSeparately)
     EXPECT_EQ(strikes.of(1), 2U);
 }
 
-TEST(Strikes, AddUpOverProcessesEvenIfKilled)
+TEST(Strikes, AddUpAcrossProcessesEvenIfKilled)
 {
     StrikesFile const file(1);
     Strikes strikes(file.path(), 1);
