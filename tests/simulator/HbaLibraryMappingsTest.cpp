@@ -1,5 +1,4 @@
 // Target mappings that the simulated HBA library reports.
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -176,7 +175,7 @@ TEST_F(HbaLibraryMappings, MoreDataFaultReportsOnlyTheNumberNeeded)
     EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
 }
 
-TEST_F(HbaLibraryMappings, SixtyThousandEntriesTakeLessThanASecond)
+TEST_F(HbaLibraryMappings, SixtyThousandEntriesTakeLessThanASecondOfProcessorTime)
 {
     constexpr HBA_UINT32 many = 60000;
     std::string scenario =
@@ -187,11 +186,11 @@ TEST_F(HbaLibraryMappings, SixtyThousandEntriesTakeLessThanASecond)
                     "\"\nluns = 5000\n";
     }
     Block block(many);
-    auto const start = std::chrono::steady_clock::now();
+    std::clock_t const start = std::clock();  // processor time, which does not depend on the load of the host
     ASSERT_EQ(load(scenario), ok);
     mHandle = open("a");
     ASSERT_EQ(mappings(block), ok);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
     EXPECT_EQ(block.number(), many);
     EXPECT_EQ(addressOf(block.entry(many - 1)), "0:11:4999");
 }
