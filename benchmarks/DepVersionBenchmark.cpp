@@ -11,20 +11,20 @@ namespace
 {
 constexpr char text[] = "7.2.20.6";
 
-void QZCParseVersion(benchmark::State& arState)
+void QZCParseVersion(benchmark::State& aState)
 {
     QZCString const form(text);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         QZCDepVersion version(form);
         benchmark::DoNotOptimize(version);
     }
 }
 
-void FourAtoiAndSubstrings(benchmark::State& arState)
+void FourAtoiAndSubstrings(benchmark::State& aState)
 {
     std::string const form(text);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         unsigned int components[4];
         std::size_t start = 0;

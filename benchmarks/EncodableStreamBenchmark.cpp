@@ -10,12 +10,12 @@
 
 namespace
 {
-void QZCEncodeBuffer(benchmark::State& arState)
+void QZCEncodeBuffer(benchmark::State& aState)
 {
-    std::vector<unsigned char> const bytes(static_cast<std::size_t>(arState.range(0)), 0x5a);
+    std::vector<unsigned char> const bytes(static_cast<std::size_t>(aState.range(0)), 0x5a);
     QZCLocalBuffer const buffer(bytes.data(), static_cast<unsigned int>(bytes.size()));
     QZCEncodableOutStream out;
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         out.clear();
         out << buffer;
@@ -24,13 +24,13 @@ void QZCEncodeBuffer(benchmark::State& arState)
     }
 }
 
-void MsgpackPackBin(benchmark::State& arState)
+void MsgpackPackBin(benchmark::State& aState)
 {
-    std::vector<char> const bytes(static_cast<std::size_t>(arState.range(0)), 0x5a);
+    std::vector<char> const bytes(static_cast<std::size_t>(aState.range(0)), 0x5a);
     auto const length = static_cast<std::uint32_t>(bytes.size());
     msgpack::sbuffer out;
     msgpack::packer<msgpack::sbuffer> packer(out);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         out.clear();
         packer.pack_bin(length);
@@ -40,11 +40,11 @@ void MsgpackPackBin(benchmark::State& arState)
     }
 }
 
-void Memcpy(benchmark::State& arState)
+void Memcpy(benchmark::State& aState)
 {
-    std::vector<unsigned char> const bytes(static_cast<std::size_t>(arState.range(0)), 0x5a);
+    std::vector<unsigned char> const bytes(static_cast<std::size_t>(aState.range(0)), 0x5a);
     std::vector<unsigned char> out(bytes.size());
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         std::memcpy(out.data(), bytes.data(), bytes.size());
         benchmark::DoNotOptimize(out.data());

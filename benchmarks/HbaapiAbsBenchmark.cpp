@@ -38,11 +38,11 @@ extern "C" HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING* 
 
 namespace
 {
-void QZCGetTargetMappings(benchmark::State& arState)
+void QZCGetTargetMappings(benchmark::State& aState)
 {
-    gNumMappings = static_cast<HBA_UINT32>(arState.range(0));
+    gNumMappings = static_cast<HBA_UINT32>(aState.range(0));
     QZCHbaapiAbs hbaapi;
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         HBA_FCPTargetMapping* mapping = nullptr;
         hbaapi.HA_GetTargetMappings(1, mapping);
@@ -50,10 +50,10 @@ void QZCGetTargetMappings(benchmark::State& arState)
     }
 }
 
-void PlainGetTargetMappings(benchmark::State& arState)
+void PlainGetTargetMappings(benchmark::State& aState)
 {
-    gNumMappings = static_cast<HBA_UINT32>(arState.range(0));
-    for (auto _ : arState)
+    gNumMappings = static_cast<HBA_UINT32>(aState.range(0));
+    for (auto _ : aState)
     {
         HBA_FCPTARGETMAPPING* mapping = allocateMapping(256);
         if (HBA_GetFcpTargetMapping(1, mapping) == HBA_STATUS_ERROR_MORE_DATA)

@@ -27,11 +27,11 @@ QZCPointer<QZCLatencyData> makeRecord()
                                       QZPST_Individual, QZPAT_New);
 }
 
-void QZCEncodeLatency(benchmark::State& arState)
+void QZCEncodeLatency(benchmark::State& aState)
 {
     QZCPointer<QZCLatencyData> const record = makeRecord();
     QZCEncodableOutStream out;
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         out.clear();
         record->encode(out);
@@ -40,7 +40,7 @@ void QZCEncodeLatency(benchmark::State& arState)
     }
 }
 
-void MsgpackPack26Values(benchmark::State& arState)
+void MsgpackPack26Values(benchmark::State& aState)
 {
     QZCPointer<QZCLatencyData> const record = makeRecord();
     unsigned int values[6 + numBuckets] = {record->getIoCount(),     record->getAverageIoSize(),
@@ -53,7 +53,7 @@ void MsgpackPack26Values(benchmark::State& arState)
     msgpack::sbuffer out;
     msgpack::packer<msgpack::sbuffer> packer(out);
     benchmark::DoNotOptimize(values);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         out.clear();
         for (unsigned int const value : values)
@@ -81,35 +81,35 @@ unsigned int plainMean(unsigned int aCount, unsigned int aMean, unsigned int aOt
         static_cast<float>(aTotal));
 }
 
-__attribute__((noinline)) void mergePlain(PlainLatency& arMine, PlainLatency const& acrOther)
+__attribute__((noinline)) void mergePlain(PlainLatency& aMine, PlainLatency const& aOther)
 {
     for (unsigned int i = 0; i < numBuckets; ++i)
     {
-        arMine.mBuckets[i] += acrOther.mBuckets[i];
+        aMine.mBuckets[i] += aOther.mBuckets[i];
     }
-    unsigned int const total = arMine.mIoCount + acrOther.mIoCount;
+    unsigned int const total = aMine.mIoCount + aOther.mIoCount;
     if (total != 0)
     {
-        arMine.mAverageIoSize = plainMean(arMine.mIoCount, arMine.mAverageIoSize, acrOther.mIoCount,
-                                          acrOther.mAverageIoSize, total);
-        arMine.mTrueLatency =
-            plainMean(arMine.mIoCount, arMine.mTrueLatency, acrOther.mIoCount, acrOther.mTrueLatency, total);
-        arMine.mIoCount = total;
+        aMine.mAverageIoSize =
+            plainMean(aMine.mIoCount, aMine.mAverageIoSize, aOther.mIoCount, aOther.mAverageIoSize, total);
+        aMine.mTrueLatency =
+            plainMean(aMine.mIoCount, aMine.mTrueLatency, aOther.mIoCount, aOther.mTrueLatency, total);
+        aMine.mIoCount = total;
     }
 }
 
-void QZCAggregate(benchmark::State& arState)
+void QZCAggregate(benchmark::State& aState)
 {
     QZCPointer<QZCLatencyData> const mine = makeRecord();
     QZCPointer<QZCLatencyData> const other = makeRecord();
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         mine->aggregate(other);
         benchmark::ClobberMemory();
     }
 }
 
-void PlainAggregate(benchmark::State& arState)
+void PlainAggregate(benchmark::State& aState)
 {
     PlainLatency mine = {1000, 4096, 250, {}};
     for (unsigned int i = 0; i < numBuckets; ++i)
@@ -119,7 +119,7 @@ void PlainAggregate(benchmark::State& arState)
     PlainLatency other = mine;
     benchmark::DoNotOptimize(mine);
     benchmark::DoNotOptimize(other);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         mergePlain(mine, other);
         benchmark::ClobberMemory();

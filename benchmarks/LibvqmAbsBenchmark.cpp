@@ -72,41 +72,41 @@ void loadLayer(benchmark::State const&)
 
 void freeLayer(benchmark::State const&) { QZCLibvqmAbs().LIBVQM_FreeLibrary(); }
 
-void QZCVqmUnregEvent(benchmark::State& arState)
+void QZCVqmUnregEvent(benchmark::State& aState)
 {
     QZCLibvqmAbs libvqm;
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         benchmark::DoNotOptimize(libvqm.LIBVQM_VqmUnregEvent(1, 2));
     }
 }
 
 template <template <typename> class Access>
-void directVqmUnregEvent(benchmark::State& arState)
+void directVqmUnregEvent(benchmark::State& aState)
 {
     Access<unsigned int(unsigned int, unsigned int)> const unregister("unRegisterForEvent");
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         benchmark::DoNotOptimize(unregister.get()(1, 2));
     }
 }
 
-void QZCQzapiUnregEvent(benchmark::State& arState)
+void QZCQzapiUnregEvent(benchmark::State& aState)
 {
     QZCLibvqmAbs libvqm;
     Name const name = makeName(nameBytes);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         benchmark::DoNotOptimize(libvqm.LIBVQM_QzapiUnregEvent(1, name, 2));
     }
 }
 
 template <template <typename> class Access>
-void directQzapiUnregEvent(benchmark::State& arState)
+void directQzapiUnregEvent(benchmark::State& aState)
 {
     Access<unsigned int(unsigned int, HBA_wwn, unsigned int)> const unregister("VQM_QZ_unRegisterForEvent");
     Name const name = makeName(nameBytes);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         HBA_wwn wwn;
         std::memcpy(wwn.wwn, name->getBinaryForm(), sizeof wwn.wwn);
@@ -114,12 +114,12 @@ void directQzapiUnregEvent(benchmark::State& arState)
     }
 }
 
-void QZCGetAdapterInfo(benchmark::State& arState)
+void QZCGetAdapterInfo(benchmark::State& aState)
 {
     QZCLibvqmAbs libvqm;
     Name first = makeName(nameBytes);
     Name second = makeName(nameBytes);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         libvqm.LIBVQM_GetAdapterInfo(1, first, second);
     }
@@ -127,12 +127,12 @@ void QZCGetAdapterInfo(benchmark::State& arState)
 
 /// Makes the same two names, which are what the caller asks for.
 template <template <typename> class Access>
-void directGetAdapterInfo(benchmark::State& arState)
+void directGetAdapterInfo(benchmark::State& aState)
 {
     Access<unsigned int(unsigned int, void*)> const getLinkInfo("VQM_GetLinkInfo");
     Name first = makeName(nameBytes);
     Name second = makeName(nameBytes);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         unsigned char record[QZCLibvqmRecords::sgLinkInfoSize];
         std::memset(record, 0, sizeof record);

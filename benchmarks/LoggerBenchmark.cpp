@@ -8,17 +8,17 @@
 
 namespace
 {
-void MaskedTrace(benchmark::State& arState)
+void MaskedTrace(benchmark::State& aState)
 {
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         QZ_LOG_TRACE("%s", "Entered");
     }
 }
 
-void MaskedPeer(benchmark::State& arState)
+void MaskedPeer(benchmark::State& aState)
 {
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         peerLog(QZLL_Trace, "-T-", __LINE__, __func__, QZ_LOG_FILE, "%s", "Entered");
     }

@@ -24,19 +24,19 @@ QZCPointer<Payload> makeHandle() { return QZCPointer<Payload>(new Payload, QZPST
 std::shared_ptr<Payload> makeSharedPtr() { return std::shared_ptr<Payload>(new Payload); }
 
 template <typename Handle>
-void shareAndRelease(benchmark::State& arState, Handle const& acrHandle)
+void shareAndRelease(benchmark::State& aState, Handle const& aHandle)
 {
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
-        Handle copy(acrHandle);
+        Handle copy(aHandle);
         benchmark::DoNotOptimize(copy);
     }
 }
 
 template <typename Make>
-void createAndDestroy(benchmark::State& arState, Make aMake)
+void createAndDestroy(benchmark::State& aState, Make aMake)
 {
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         auto handle = aMake();
         benchmark::DoNotOptimize(handle);
@@ -44,10 +44,10 @@ void createAndDestroy(benchmark::State& arState, Make aMake)
 }
 
 template <typename Handle>
-void dereference(benchmark::State& arState, Handle const& acrHandle)
+void dereference(benchmark::State& aState, Handle const& aHandle)
 {
-    Handle handle(acrHandle);
-    for (auto _ : arState)
+    Handle handle(aHandle);
+    for (auto _ : aState)
     {
         unsigned int sum = 0;
         for (int i = 0; i < 256; ++i)
@@ -60,12 +60,12 @@ void dereference(benchmark::State& arState, Handle const& acrHandle)
     }
 }
 
-void QZCPointerShareAndRelease(benchmark::State& arState) { shareAndRelease(arState, makeHandle()); }
-void SharedPtrShareAndRelease(benchmark::State& arState) { shareAndRelease(arState, makeSharedPtr()); }
-void QZCPointerCreateAndDestroy(benchmark::State& arState) { createAndDestroy(arState, makeHandle); }
-void SharedPtrCreateAndDestroy(benchmark::State& arState) { createAndDestroy(arState, makeSharedPtr); }
-void QZCPointerDereference256(benchmark::State& arState) { dereference(arState, makeHandle()); }
-void SharedPtrDereference256(benchmark::State& arState) { dereference(arState, makeSharedPtr()); }
+void QZCPointerShareAndRelease(benchmark::State& aState) { shareAndRelease(aState, makeHandle()); }
+void SharedPtrShareAndRelease(benchmark::State& aState) { shareAndRelease(aState, makeSharedPtr()); }
+void QZCPointerCreateAndDestroy(benchmark::State& aState) { createAndDestroy(aState, makeHandle); }
+void SharedPtrCreateAndDestroy(benchmark::State& aState) { createAndDestroy(aState, makeSharedPtr); }
+void QZCPointerDereference256(benchmark::State& aState) { dereference(aState, makeHandle()); }
+void SharedPtrDereference256(benchmark::State& aState) { dereference(aState, makeSharedPtr()); }
 
 BENCHMARK(QZCPointerShareAndRelease);
 BENCHMARK(SharedPtrShareAndRelease);

@@ -15,10 +15,10 @@
 
 namespace
 {
-QZCPointer<QZCScopeEvent> makeEvent(ScopeContents const& acrContents)
+QZCPointer<QZCScopeEvent> makeEvent(ScopeContents const& aContents)
 {
     QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
-    unsigned char const encoded[] = {acrContents.mCategory, acrContents.mSubcategory};
+    unsigned char const encoded[] = {aContents.mCategory, aContents.mSubcategory};
     QZCEncodableInStream in(encoded, sizeof encoded);
     event->decode(in);
     return event;
@@ -30,17 +30,17 @@ QZCPointer<QZCWorldWideName> makeName(unsigned char const* aBytes)
                                         QZPAT_New);
 }
 
-QZCScopeData makeRecord(ScopeContents const& acrContents)
+QZCScopeData makeRecord(ScopeContents const& aContents)
 {
-    QZCPointer<QZCScopeEvent> const event = makeEvent(acrContents);
-    auto const length = static_cast<unsigned int>(acrContents.mPayload.size());
-    unsigned char const* const payload = acrContents.mPayload.data();
-    if (!acrContents.mHasNames)
+    QZCPointer<QZCScopeEvent> const event = makeEvent(aContents);
+    auto const length = static_cast<unsigned int>(aContents.mPayload.size());
+    unsigned char const* const payload = aContents.mPayload.data();
+    if (!aContents.mHasNames)
     {
         return QZCScopeData(event, payload, length, length);
     }
-    return QZCScopeData(event, payload, length, length, makeName(acrContents.mFirst),
-                        makeName(acrContents.mSecond));
+    return QZCScopeData(event, payload, length, length, makeName(aContents.mFirst),
+                        makeName(aContents.mSecond));
 }
 
 class QzcCodec
@@ -60,21 +60,21 @@ public:
         }
     };
 
-    explicit QzcCodec(ScopeContents const& acrContents) : mRecord(makeRecord(acrContents)) {}
+    explicit QzcCodec(ScopeContents const& aContents) : mRecord(makeRecord(aContents)) {}
 
-    void encode(Writer& arWriter) const
+    void encode(Writer& aWriter) const
     {
-        arWriter.clear();
-        mRecord.encode(arWriter);
+        aWriter.clear();
+        mRecord.encode(aWriter);
     }
 
-    static unsigned char const* bytes(Writer const& acrWriter) { return acrWriter.getEncoded(); }
-    static std::size_t length(Writer const& acrWriter) { return acrWriter.getEncoded().getLength(); }
+    static unsigned char const* bytes(Writer const& aWriter) { return aWriter.getEncoded(); }
+    static std::size_t length(Writer const& aWriter) { return aWriter.getEncoded().getLength(); }
 
-    static bool decode(Record& arRecord, unsigned char const* aBytes, std::size_t aLength)
+    static bool decode(Record& aRecord, unsigned char const* aBytes, std::size_t aLength)
     {
         QZCEncodableInStream in(aBytes, static_cast<unsigned int>(aLength));
-        arRecord.decode(in);
+        aRecord.decode(in);
         return in.getRemaining() == 0;
     }
 

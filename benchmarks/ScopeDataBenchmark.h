@@ -29,8 +29,8 @@ struct ScopeContents
     static constexpr unsigned int sNameSize = 8;
 
     /// Of the size and with the names that the benchmark's arguments ask for.
-    explicit ScopeContents(benchmark::State const& acrState)
-        : mHasNames(acrState.range(1) != 0), mPayload(static_cast<std::size_t>(acrState.range(0)), 0x5a)
+    explicit ScopeContents(benchmark::State const& aState)
+        : mHasNames(aState.range(1) != 0), mPayload(static_cast<std::size_t>(aState.range(0)), 0x5a)
     {
     }
 
@@ -49,10 +49,10 @@ inline void scopeDataShapes(benchmark::internal::Benchmark* aBenchmark)
 
 /// Times aOperation and counts the heap blocks of one run.
 template <typename Operation>
-void measure(benchmark::State& arState, Operation aOperation)
+void measure(benchmark::State& aState, Operation aOperation)
 {
-    arState.counters["blocks"] = static_cast<double>(heapBlocksOf(aOperation));
-    for (auto _ : arState)
+    aState.counters["blocks"] = static_cast<double>(heapBlocksOf(aOperation));
+    for (auto _ : aState)
     {
         aOperation();
     }
@@ -60,35 +60,35 @@ void measure(benchmark::State& arState, Operation aOperation)
 
 /// Makes a codec of which the compiler knows nothing when it compiles the loops: not even what it holds.
 template <typename Codec>
-std::unique_ptr<Codec> makeCodec(benchmark::State const& acrState)
+std::unique_ptr<Codec> makeCodec(benchmark::State const& aState)
 {
-    auto codec = std::make_unique<Codec>(ScopeContents(acrState));
+    auto codec = std::make_unique<Codec>(ScopeContents(aState));
     benchmark::DoNotOptimize(codec.get());
     return codec;
 }
 
 /// Encodes into a writer that has held the record before.
 template <typename Codec>
-void encodeReused(benchmark::State& arState)
+void encodeReused(benchmark::State& aState)
 {
-    auto const codec = makeCodec<Codec>(arState);
+    auto const codec = makeCodec<Codec>(aState);
     typename Codec::Writer writer;
-    measure(arState,
+    measure(aState,
             [&]
             {
                 codec->encode(writer);
                 benchmark::DoNotOptimize(writer);
                 benchmark::ClobberMemory();
             });
-    arState.counters["wire"] = static_cast<double>(Codec::length(writer));
+    aState.counters["wire"] = static_cast<double>(Codec::length(writer));
 }
 
 /// Encodes into a new writer.
 template <typename Codec>
-void encodeFresh(benchmark::State& arState)
+void encodeFresh(benchmark::State& aState)
 {
-    auto const codec = makeCodec<Codec>(arState);
-    measure(arState,
+    auto const codec = makeCodec<Codec>(aState);
+    measure(aState,
             [&]
             {
                 typename Codec::Writer writer;
@@ -100,20 +100,20 @@ void encodeFresh(benchmark::State& arState)
 
 /// Decodes into a new record.
 template <typename Codec>
-void decodeFresh(benchmark::State& arState)
+void decodeFresh(benchmark::State& aState)
 {
-    auto const codec = makeCodec<Codec>(arState);
+    auto const codec = makeCodec<Codec>(aState);
     typename Codec::Writer writer;
     codec->encode(writer);
     auto const* const bytes = Codec::bytes(writer);
     std::size_t const length = Codec::length(writer);
-    measure(arState,
+    measure(aState,
             [&]
             {
                 typename Codec::Record record;
                 if (!Codec::decode(record, bytes, length))
                 {
-                    arState.SkipWithError("the encoded record cannot be read");
+                    aState.SkipWithError("the encoded record cannot be read");
                 }
                 benchmark::DoNotOptimize(record);
                 benchmark::ClobberMemory();

@@ -26,26 +26,26 @@ public:
         std::vector<unsigned char> mPayload;
     };
 
-    explicit FlatbuffersCodec(ScopeContents const& acrContents)
-        : mContents(acrContents), mFirst(acrContents.mFirst), mSecond(acrContents.mSecond)
+    explicit FlatbuffersCodec(ScopeContents const& aContents)
+        : mContents(aContents), mFirst(aContents.mFirst), mSecond(aContents.mSecond)
     {
     }
 
-    __attribute__((noinline)) void encode(Writer& arWriter) const
+    __attribute__((noinline)) void encode(Writer& aWriter) const
     {
-        arWriter.Clear();
-        auto const payload = arWriter.CreateVector(mContents.mPayload);
+        aWriter.Clear();
+        auto const payload = aWriter.CreateVector(mContents.mPayload);
         bool const hasNames = mContents.mHasNames;
         scope_flatbuffers::FinishRecordBuffer(
-            arWriter, scope_flatbuffers::CreateRecord(arWriter, mContents.mCategory, mContents.mSubcategory,
-                                                      hasNames, hasNames ? &mFirst : nullptr,
-                                                      hasNames ? &mSecond : nullptr, payload));
+            aWriter, scope_flatbuffers::CreateRecord(aWriter, mContents.mCategory, mContents.mSubcategory,
+                                                     hasNames, hasNames ? &mFirst : nullptr,
+                                                     hasNames ? &mSecond : nullptr, payload));
     }
 
-    static unsigned char const* bytes(Writer const& acrWriter) { return acrWriter.GetBufferPointer(); }
-    static std::size_t length(Writer const& acrWriter) { return acrWriter.GetSize(); }
+    static unsigned char const* bytes(Writer const& aWriter) { return aWriter.GetBufferPointer(); }
+    static std::size_t length(Writer const& aWriter) { return aWriter.GetSize(); }
 
-    __attribute__((noinline)) static bool decode(Record& arRecord, unsigned char const* aBytes,
+    __attribute__((noinline)) static bool decode(Record& aRecord, unsigned char const* aBytes,
                                                  std::size_t aLength)
     {
         flatbuffers::Verifier verifier(aBytes, aLength);
@@ -54,17 +54,17 @@ public:
             return false;
         }
         scope_flatbuffers::Record const* const record = scope_flatbuffers::GetRecord(aBytes);
-        arRecord.mCategory = record->category();
-        arRecord.mSubcategory = record->subcategory();
-        arRecord.mHasNames = record->has_names();
+        aRecord.mCategory = record->category();
+        aRecord.mSubcategory = record->subcategory();
+        aRecord.mHasNames = record->has_names();
         if (record->first() != nullptr && record->second() != nullptr)
         {
-            arRecord.mFirst = *record->first();
-            arRecord.mSecond = *record->second();
+            aRecord.mFirst = *record->first();
+            aRecord.mSecond = *record->second();
         }
         if (auto const* const payload = record->payload(); payload != nullptr)
         {
-            arRecord.mPayload.assign(payload->data(), payload->data() + payload->size());
+            aRecord.mPayload.assign(payload->data(), payload->data() + payload->size());
         }
         return true;
     }

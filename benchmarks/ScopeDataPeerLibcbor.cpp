@@ -41,38 +41,38 @@ public:
     using Writer = Block;
     using Record = Item;
 
-    explicit LibcborCodec(ScopeContents const& acrContents)
-        : mRecord(cbor_new_definite_array(acrContents.mHasNames ? 6 : 4))
+    explicit LibcborCodec(ScopeContents const& aContents)
+        : mRecord(cbor_new_definite_array(aContents.mHasNames ? 6 : 4))
     {
-        push(Item(cbor_build_uint8(acrContents.mCategory)));
-        push(Item(cbor_build_uint8(acrContents.mSubcategory)));
-        push(Item(cbor_build_bool(acrContents.mHasNames)));
-        if (acrContents.mHasNames)
+        push(Item(cbor_build_uint8(aContents.mCategory)));
+        push(Item(cbor_build_uint8(aContents.mSubcategory)));
+        push(Item(cbor_build_bool(aContents.mHasNames)));
+        if (aContents.mHasNames)
         {
-            push(makeBytes(acrContents.mFirst, ScopeContents::sNameSize));
-            push(makeBytes(acrContents.mSecond, ScopeContents::sNameSize));
+            push(makeBytes(aContents.mFirst, ScopeContents::sNameSize));
+            push(makeBytes(aContents.mSecond, ScopeContents::sNameSize));
         }
-        push(makeBytes(acrContents.mPayload.data(), acrContents.mPayload.size()));
+        push(makeBytes(aContents.mPayload.data(), aContents.mPayload.size()));
     }
 
-    void encode(Writer& arWriter) const
+    void encode(Writer& aWriter) const
     {
-        arWriter.mLength = cbor_serialize(mRecord.get(), arWriter.mBytes, arWriter.mRoom);
-        if (arWriter.mLength == 0)
+        aWriter.mLength = cbor_serialize(mRecord.get(), aWriter.mBytes, aWriter.mRoom);
+        if (aWriter.mLength == 0)
         {
-            std::free(arWriter.mBytes);
-            arWriter.mLength = cbor_serialize_alloc(mRecord.get(), &arWriter.mBytes, &arWriter.mRoom);
+            std::free(aWriter.mBytes);
+            aWriter.mLength = cbor_serialize_alloc(mRecord.get(), &aWriter.mBytes, &aWriter.mRoom);
         }
     }
 
-    static unsigned char const* bytes(Writer const& acrWriter) { return acrWriter.mBytes; }
-    static std::size_t length(Writer const& acrWriter) { return acrWriter.mLength; }
+    static unsigned char const* bytes(Writer const& aWriter) { return aWriter.mBytes; }
+    static std::size_t length(Writer const& aWriter) { return aWriter.mLength; }
 
-    static bool decode(Record& arRecord, unsigned char const* aBytes, std::size_t aLength)
+    static bool decode(Record& aRecord, unsigned char const* aBytes, std::size_t aLength)
     {
         cbor_load_result result = {};
-        arRecord.reset(cbor_load(aBytes, aLength, &result));
-        return arRecord != nullptr;
+        aRecord.reset(cbor_load(aBytes, aLength, &result));
+        return aRecord != nullptr;
     }
 
 private:

@@ -15,12 +15,12 @@ public:
     using Writer = msgpack::sbuffer;
     using Record = msgpack::object_handle;
 
-    explicit MsgpackCodec(ScopeContents const& acrContents) : mContents(acrContents) {}
+    explicit MsgpackCodec(ScopeContents const& aContents) : mContents(aContents) {}
 
-    __attribute__((noinline)) void encode(Writer& arWriter) const
+    __attribute__((noinline)) void encode(Writer& aWriter) const
     {
-        arWriter.clear();
-        msgpack::packer<msgpack::sbuffer> packer(arWriter);
+        aWriter.clear();
+        msgpack::packer<msgpack::sbuffer> packer(aWriter);
         packer.pack_array(mContents.mHasNames ? 6 : 4);
         packer.pack_uint8(mContents.mCategory);
         packer.pack_uint8(mContents.mSubcategory);
@@ -33,22 +33,22 @@ public:
         packBytes(packer, mContents.mPayload.data(), mContents.mPayload.size());
     }
 
-    static char const* bytes(Writer const& acrWriter) { return acrWriter.data(); }
-    static std::size_t length(Writer const& acrWriter) { return acrWriter.size(); }
+    static char const* bytes(Writer const& aWriter) { return aWriter.data(); }
+    static std::size_t length(Writer const& aWriter) { return aWriter.size(); }
 
-    __attribute__((noinline)) static bool decode(Record& arRecord, char const* aBytes, std::size_t aLength)
+    __attribute__((noinline)) static bool decode(Record& aRecord, char const* aBytes, std::size_t aLength)
     {
-        msgpack::unpack(arRecord, aBytes, aLength);
-        return arRecord.get().type == msgpack::type::ARRAY;
+        msgpack::unpack(aRecord, aBytes, aLength);
+        return aRecord.get().type == msgpack::type::ARRAY;
     }
 
 private:
-    static void packBytes(msgpack::packer<msgpack::sbuffer>& arPacker, unsigned char const* aBytes,
+    static void packBytes(msgpack::packer<msgpack::sbuffer>& aPacker, unsigned char const* aBytes,
                           std::size_t aLength)
     {
         auto const length = static_cast<std::uint32_t>(aLength);
-        arPacker.pack_bin(length);
-        arPacker.pack_bin_body(reinterpret_cast<char const*>(aBytes), length);
+        aPacker.pack_bin(length);
+        aPacker.pack_bin_body(reinterpret_cast<char const*>(aBytes), length);
     }
 
     ScopeContents mContents;

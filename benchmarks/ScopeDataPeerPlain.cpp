@@ -21,8 +21,8 @@ template <typename T>
 struct Counted
 {
     template <typename... Arguments>
-    explicit Counted(Arguments&&... arArguments)
-        : mObject(new T{std::forward<Arguments>(arArguments)...}), mCount(new unsigned int{1})
+    explicit Counted(Arguments&&... aArguments)
+        : mObject(new T{std::forward<Arguments>(aArguments)...}), mCount(new unsigned int{1})
     {
     }
 
@@ -117,10 +117,10 @@ private:
     bool mIsBroken = false;
 };
 
-Counted<PlainName> readName(PlainReader& arReader)
+Counted<PlainName> readName(PlainReader& aReader)
 {
     Counted<PlainName> name;
-    Counted<PlainBuffer> const buffer = arReader.readBuffer();
+    Counted<PlainBuffer> const buffer = aReader.readBuffer();
     unsigned char* const bytes = name.mObject->mBytes;
     std::memcpy(bytes, buffer.mObject->mInside, ScopeContents::sNameSize);
     char text[3 * ScopeContents::sNameSize];
@@ -142,43 +142,43 @@ public:
     using Writer = QZCEncodableOutStream;
     using Record = PlainRecord;
 
-    explicit PlainCodec(ScopeContents const& acrContents) : mContents(acrContents) {}
+    explicit PlainCodec(ScopeContents const& aContents) : mContents(aContents) {}
 
-    void encode(Writer& arWriter) const
+    void encode(Writer& aWriter) const
     {
-        arWriter << mContents.mCategory << mContents.mSubcategory << mContents.mHasNames;
+        aWriter << mContents.mCategory << mContents.mSubcategory << mContents.mHasNames;
         if (mContents.mHasNames)
         {
-            arWriter << QZCLocalBuffer(mContents.mFirst, ScopeContents::sNameSize)
-                     << QZCLocalBuffer(mContents.mSecond, ScopeContents::sNameSize);
+            aWriter << QZCLocalBuffer(mContents.mFirst, ScopeContents::sNameSize)
+                    << QZCLocalBuffer(mContents.mSecond, ScopeContents::sNameSize);
         }
         auto const length = static_cast<unsigned int>(mContents.mPayload.size());
-        arWriter << (length != 0 ? 1u : 0u);
+        aWriter << (length != 0 ? 1u : 0u);
         if (length != 0)
         {
-            arWriter << QZCLocalBuffer(mContents.mPayload.data(), length);
+            aWriter << QZCLocalBuffer(mContents.mPayload.data(), length);
         }
     }
 
-    static unsigned char const* bytes(Writer const& acrWriter) { return acrWriter.getEncoded(); }
-    static std::size_t length(Writer const& acrWriter) { return acrWriter.getEncoded().getLength(); }
+    static unsigned char const* bytes(Writer const& aWriter) { return aWriter.getEncoded(); }
+    static std::size_t length(Writer const& aWriter) { return aWriter.getEncoded().getLength(); }
 
-    __attribute__((noinline)) static bool decode(Record& arRecord, unsigned char const* aBytes,
+    __attribute__((noinline)) static bool decode(Record& aRecord, unsigned char const* aBytes,
                                                  std::size_t aLength)
     {
         PlainReader reader(aBytes, aLength);
-        arRecord.mEvent.emplace();
-        arRecord.mEvent->mObject->mCategory = reader.readByte();
-        arRecord.mEvent->mObject->mSubcategory = reader.readByte();
-        arRecord.mHasNames = reader.readByte() == 0xf5;
-        if (arRecord.mHasNames)
+        aRecord.mEvent.emplace();
+        aRecord.mEvent->mObject->mCategory = reader.readByte();
+        aRecord.mEvent->mObject->mSubcategory = reader.readByte();
+        aRecord.mHasNames = reader.readByte() == 0xf5;
+        if (aRecord.mHasNames)
         {
-            arRecord.mFirst = readName(reader);
-            arRecord.mSecond = readName(reader);
+            aRecord.mFirst = readName(reader);
+            aRecord.mSecond = readName(reader);
         }
         if (reader.readByte() != 0)
         {
-            arRecord.mPayload = reader.readBuffer();
+            aRecord.mPayload = reader.readBuffer();
         }
         return reader.isDone();
     }
@@ -187,11 +187,11 @@ private:
     ScopeContents mContents;
 };
 
-void BlockAndMemcpy(benchmark::State& arState)
+void BlockAndMemcpy(benchmark::State& aState)
 {
-    ScopeContents const contents(arState);
+    ScopeContents const contents(aState);
     std::size_t const length = contents.mPayload.size();
-    measure(arState,
+    measure(aState,
             [&]
             {
                 std::unique_ptr<unsigned char[]> const copy(new unsigned char[length]);

@@ -15,27 +15,27 @@ public:
     using Writer = std::string;
     using Record = scope_protobuf::Record;
 
-    explicit ProtobufCodec(ScopeContents const& acrContents)
+    explicit ProtobufCodec(ScopeContents const& aContents)
     {
-        mRecord.set_category(acrContents.mCategory);
-        mRecord.set_subcategory(acrContents.mSubcategory);
-        mRecord.set_has_names(acrContents.mHasNames);
-        if (acrContents.mHasNames)
+        mRecord.set_category(aContents.mCategory);
+        mRecord.set_subcategory(aContents.mSubcategory);
+        mRecord.set_has_names(aContents.mHasNames);
+        if (aContents.mHasNames)
         {
-            mRecord.set_first(acrContents.mFirst, ScopeContents::sNameSize);
-            mRecord.set_second(acrContents.mSecond, ScopeContents::sNameSize);
+            mRecord.set_first(aContents.mFirst, ScopeContents::sNameSize);
+            mRecord.set_second(aContents.mSecond, ScopeContents::sNameSize);
         }
-        mRecord.set_payload(acrContents.mPayload.data(), acrContents.mPayload.size());
+        mRecord.set_payload(aContents.mPayload.data(), aContents.mPayload.size());
     }
 
-    void encode(Writer& arWriter) const { mRecord.SerializeToString(&arWriter); }
+    void encode(Writer& aWriter) const { mRecord.SerializeToString(&aWriter); }
 
-    static char const* bytes(Writer const& acrWriter) { return acrWriter.data(); }
-    static std::size_t length(Writer const& acrWriter) { return acrWriter.size(); }
+    static char const* bytes(Writer const& aWriter) { return aWriter.data(); }
+    static std::size_t length(Writer const& aWriter) { return aWriter.size(); }
 
-    static bool decode(Record& arRecord, char const* aBytes, std::size_t aLength)
+    static bool decode(Record& aRecord, char const* aBytes, std::size_t aLength)
     {
-        return arRecord.ParseFromArray(aBytes, static_cast<int>(aLength));
+        return aRecord.ParseFromArray(aBytes, static_cast<int>(aLength));
     }
 
 private:

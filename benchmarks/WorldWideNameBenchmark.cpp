@@ -12,21 +12,21 @@ namespace
 constexpr unsigned char bytes[] = {0x10, 0x00, 0x00, 0x00, 0xc9, 0x2a, 0x3b, 0x4c};
 constexpr char text[] = "10:00:00:00:c9:2a:3b:4c";
 
-void QZCSetNameFromBytes(benchmark::State& arState)
+void QZCSetNameFromBytes(benchmark::State& aState)
 {
     QZCWorldWideName name;
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         name.setBinaryForm(bytes);
         benchmark::ClobberMemory();
     }
 }
 
-void EightSnprintfAndString(benchmark::State& arState)
+void EightSnprintfAndString(benchmark::State& aState)
 {
     std::string name;
     benchmark::DoNotOptimize(name);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         char local[24];
         for (int i = 0; i < 8; ++i)
@@ -39,22 +39,22 @@ void EightSnprintfAndString(benchmark::State& arState)
     }
 }
 
-void QZCSetNameFromText(benchmark::State& arState)
+void QZCSetNameFromText(benchmark::State& aState)
 {
     QZCWorldWideName name;
     QZCString const form(text);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         name.setStringForm(form);
         benchmark::ClobberMemory();
     }
 }
 
-void EightSscanf(benchmark::State& arState)
+void EightSscanf(benchmark::State& aState)
 {
     unsigned char name[8] = {};
     benchmark::DoNotOptimize(name);
-    for (auto _ : arState)
+    for (auto _ : aState)
     {
         for (int i = 0; i < 8; ++i)
         {

@@ -14,11 +14,11 @@
 
 namespace
 {
-/// The HBA API library, which is freed again whatever happens.
+/// Loads the HBA API library, and frees it even after an exception.
 class LoadedHbaapi
 {
 public:
-    explicit LoadedHbaapi(QZCHbaapiAbs& arHbaapi) : mHbaapi(arHbaapi) { mHbaapi.HA_LoadHbaapi(); }
+    explicit LoadedHbaapi(QZCHbaapiAbs& aHbaapi) : mHbaapi(aHbaapi) { mHbaapi.HA_LoadHbaapi(); }
     ~LoadedHbaapi() { mHbaapi.HA_FreeHbaapi(); }
     LoadedHbaapi(LoadedHbaapi const&) = delete;
 
@@ -26,12 +26,12 @@ private:
     QZCHbaapiAbs& mHbaapi;
 };
 
-/// An adapter, closed likewise.
+/// Opens an adapter, and closes it even after an exception.
 class OpenAdapter
 {
 public:
-    OpenAdapter(QZCHbaapiAbs& arHbaapi, std::string aName)
-        : mHbaapi(arHbaapi), mHandle(mHbaapi.HA_OpenAdapter(aName.data()))
+    OpenAdapter(QZCHbaapiAbs& aHbaapi, std::string aName)
+        : mHbaapi(aHbaapi), mHandle(mHbaapi.HA_OpenAdapter(aName.data()))
     {
     }
     ~OpenAdapter() { mHbaapi.HA_CloseAdapter(mHandle); }
@@ -43,15 +43,15 @@ private:
     unsigned int const mHandle;
 };
 
-void listPorts(QZCHbaapiAbs& arHbaapi, char const* aName)
+void listPorts(QZCHbaapiAbs& aHbaapi, char const* aName)
 {
-    OpenAdapter const adapter(arHbaapi, aName);
-    // What the layer allocates is the caller's.
+    OpenAdapter const adapter(aHbaapi, aName);
+    // The caller owns the memory that the layer allocates.
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(
-        arHbaapi.HA_GetAdapterAttributes(adapter.handle()));
+        aHbaapi.HA_GetAdapterAttributes(adapter.handle()));
     unsigned int count = 0;
     std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-        arHbaapi.HA_GetAdapterPorts(adapter.handle(), attributes.get(), count));
+        aHbaapi.HA_GetAdapterPorts(adapter.handle(), attributes.get(), count));
     for (unsigned int index = 0; index < count; ++index)
     {
         QZCWorldWideName const name(ports[index].PortWWN.wwn);

@@ -9,11 +9,11 @@
 
 #include "fuzz/Fuzz.h"
 #include "fuzz/MemoryFile.h"
-#include "tools/qzagent/Capture.h"
-#include "tools/qzagent/CaptureFile.h"
-#include "tools/qzagent/CaptureRecord.h"
-#include "tools/qzagent/HexDump.h"
-#include "tools/qzagent/HexText.h"
+#include "tools/qzagent/capture/Capture.h"
+#include "tools/qzagent/capture/CaptureFile.h"
+#include "tools/qzagent/capture/CaptureRecord.h"
+#include "tools/qzagent/capture/HexDump.h"
+#include "tools/qzagent/capture/HexText.h"
 
 namespace
 {

@@ -30,21 +30,21 @@ enum class Type
 
 constexpr unsigned int numberOfTypes = 4;
 
-void extract(QZCEncodableInStream& arIn, Type aType, Targets& arTargets)
+void extract(QZCEncodableInStream& aIn, Type aType, Targets& aTargets)
 {
     switch (aType)
     {
         case Type::boolean:
-            arIn >> arTargets.mBool;
+            aIn >> aTargets.mBool;
             return;
         case Type::byte:
-            arIn >> arTargets.mByte;
+            aIn >> aTargets.mByte;
             return;
         case Type::word:
-            arIn >> arTargets.mWord;
+            aIn >> aTargets.mWord;
             return;
         case Type::buffer:
-            arIn >> arTargets.mBuffer;
+            aIn >> aTargets.mBuffer;
             return;
     }
 }
@@ -60,24 +60,24 @@ bool isSame(Targets const& aLeft, Targets const& aRight)
            bufferOf(aLeft) == bufferOf(aRight);
 }
 
-void checkExtraction(QZCEncodableInStream& arIn, Type aType, Targets& arTargets)
+void checkExtraction(QZCEncodableInStream& aIn, Type aType, Targets& aTargets)
 {
-    Targets const before = arTargets;
-    unsigned int const remaining = arIn.getRemaining();
+    Targets const before = aTargets;
+    unsigned int const remaining = aIn.getRemaining();
     try
     {
-        extract(arIn, aType, arTargets);
-        expect(arIn.getRemaining() < remaining, "an extraction takes bytes");
+        extract(aIn, aType, aTargets);
+        expect(aIn.getRemaining() < remaining, "an extraction takes bytes");
         if (aType == Type::buffer)
         {
-            expect(arTargets.mBuffer->getLength() < remaining, "a buffer is not longer than the input");
+            expect(aTargets.mBuffer->getLength() < remaining, "a buffer is not longer than the input");
         }
     }
     catch (QZCEncodingEx const& error)
     {
         expect(error.getCode() == 100, "a refusal has the code 100");
-        expect(arIn.getRemaining() == remaining, "a refused extraction leaves the stream where it was");
-        expect(isSame(arTargets, before), "a refused extraction leaves the target as it was");
+        expect(aIn.getRemaining() == remaining, "a refused extraction leaves the stream where it was");
+        expect(isSame(aTargets, before), "a refused extraction leaves the target as it was");
     }
 }
 }  // namespace

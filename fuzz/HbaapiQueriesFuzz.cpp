@@ -132,14 +132,14 @@ std::string refusalOf(Call const& aCall)
     }
 }
 
-void checkNames(QZCHbaapiAbs& arLayer)
+void checkNames(QZCHbaapiAbs& aLayer)
 {
     unsigned int const count = gVendor->mInput.take() % 8;
     QZCVector<QZCString> names;
     gVendor->mNumCalls = 0;
     gVendor->mStatus = HBA_STATUS_OK;
     std::string const refusal =
-        refusalOf<QZCExitConditionEx>([&] { arLayer.HA_GetAdapterNames(count, names); });
+        refusalOf<QZCExitConditionEx>([&] { aLayer.HA_GetAdapterNames(count, names); });
     bool const hasFailed = gVendor->mStatus != HBA_STATUS_OK;
     expect(refusal == (hasFailed ? "19: HBA_GetAdapterName method failed" : ""), "a name that fails is told");
     expect(hasFailed || gVendor->mNumCalls == count, "every name is asked for");
@@ -160,13 +160,13 @@ std::string refusalOfAttributes(HBA_STATUS aStatus, bool aHasPorts)
     }
 }
 
-void checkPorts(QZCHbaapiAbs& arLayer, HBA_ADAPTERATTRIBUTES const& aAttributes)
+void checkPorts(QZCHbaapiAbs& aLayer, HBA_ADAPTERATTRIBUTES const& aAttributes)
 {
     unsigned int number = 0;
     std::unique_ptr<HBA_PORTATTRIBUTES[]> ports;
     gVendor->mNumCalls = 0;
-    std::string const refusal = refusalOf<QZCHbaapiEx>(
-        [&] { ports.reset(arLayer.HA_GetAdapterPorts(handle, &aAttributes, number)); });
+    std::string const refusal =
+        refusalOf<QZCHbaapiEx>([&] { ports.reset(aLayer.HA_GetAdapterPorts(handle, &aAttributes, number)); });
     bool const hasFailed = gVendor->mStatus != HBA_STATUS_OK;
     expect(refusal == (hasFailed ? "802: HBA_GetAdapterPortAttributes method failed" : ""),
            "a port that fails is told");
@@ -174,17 +174,17 @@ void checkPorts(QZCHbaapiAbs& arLayer, HBA_ADAPTERATTRIBUTES const& aAttributes)
     expect(hasFailed || gVendor->mNumCalls == number, "every port is asked for");
 }
 
-void checkAttributes(QZCHbaapiAbs& arLayer)
+void checkAttributes(QZCHbaapiAbs& aLayer)
 {
     unsigned int const numPorts = gVendor->mInput.size() != 0 ? gVendor->mInput.data()[0] % 8 : 0;
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> attributes;
     std::string const refusal =
-        refusalOf<QZCHbaapiEx>([&] { attributes.reset(arLayer.HA_GetAdapterAttributes(handle)); });
+        refusalOf<QZCHbaapiEx>([&] { attributes.reset(aLayer.HA_GetAdapterAttributes(handle)); });
     expect(refusal == refusalOfAttributes(gVendor->mStatus, numPorts != 0), "attributes come or are refused");
     if (attributes)
     {
         expect(attributes->NumberOfPorts == numPorts, "attributes come as they were answered");
-        checkPorts(arLayer, *attributes);
+        checkPorts(aLayer, *attributes);
     }
 }
 
@@ -196,7 +196,7 @@ HBA_FCPTargetMapping* newMapping(unsigned int aEntries)
     return mapping;
 }
 
-void checkMappings(QZCHbaapiAbs& arLayer)
+void checkMappings(QZCHbaapiAbs& aLayer)
 {
     unsigned int const entries = gVendor->mInput.take();
     HBA_FCPTargetMapping* mapping = entries != 0 ? newMapping(entries) : nullptr;
@@ -204,7 +204,7 @@ void checkMappings(QZCHbaapiAbs& arLayer)
     gVendor->mMapping = std::make_unique<MappingModel>(entries != 0 ? entries : 256);
     gVendor->mSleptMS = 0;
     std::string const refusal =
-        refusalOf<QZCHbaapiEx>([&] { returned = arLayer.HA_GetTargetMappings(handle, mapping); });
+        refusalOf<QZCHbaapiEx>([&] { returned = aLayer.HA_GetTargetMappings(handle, mapping); });
     MappingModel const& model = *gVendor->mMapping;
     expect(model.mIsOver, "mappings are asked for until the answer is final");
     expect(refusal == (model.mHasSucceeded ? "" : "802: HBA_GetFcpTargetMapping method failed"),
@@ -215,14 +215,14 @@ void checkMappings(QZCHbaapiAbs& arLayer)
     std::free(mapping);
 }
 
-void checkLuns(QZCHbaapiAbs& arLayer)
+void checkLuns(QZCHbaapiAbs& aLayer)
 {
     unsigned int size = 4U + gVendor->mInput.take();
     void* buffer = std::malloc(size);
     std::memset(buffer, 0x5a, size);
     gVendor->mLuns = std::make_unique<LunsModel>(size);
     std::string const refusal =
-        refusalOf<QZCHbaapiEx>([&] { arLayer.HA_SendReportLUNs(handle, HBA_WWN{}, &buffer, &size); });
+        refusalOf<QZCHbaapiEx>([&] { aLayer.HA_SendReportLUNs(handle, HBA_WWN{}, &buffer, &size); });
     LunsModel const& model = *gVendor->mLuns;
     expect(model.mIsOver, "LUNs are asked for until the answer is final");
     expect(refusal == (model.mHasSucceeded ? "" : "802: HBA_SendReportLUNs method failed"),

@@ -5,9 +5,9 @@
 
 #include "fuzz/Fuzz.h"
 #include "fuzz/MemoryFile.h"
-#include "simulator/Scenario.h"
-#include "simulator/ScenarioError.h"
-#include "simulator/ScenarioReader.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/ScenarioError.h"
+#include "simulator/scenario/ScenarioReader.h"
 
 namespace
 {
@@ -22,11 +22,11 @@ bool isPrintable(std::string const& aText)
 }
 
 /// Takes a number and the colon behind it off the front.
-bool takeNumber(std::string& arText)
+bool takeNumber(std::string& aText)
 {
-    std::size_t const digits = std::min(arText.find_first_not_of("0123456789"), arText.size());
-    bool const isNumber = digits != 0 && arText.compare(digits, 1, ":") == 0;
-    arText.erase(0, digits + 1);
+    std::size_t const digits = std::min(aText.find_first_not_of("0123456789"), aText.size());
+    bool const isNumber = digits != 0 && aText.compare(digits, 1, ":") == 0;
+    aText.erase(0, digits + 1);
     return isNumber;
 }
 

@@ -61,13 +61,13 @@ void checkRoundTrip(QZCScopeData const& aRecord)
 }
 
 /// @return whether there was a record
-bool checkNext(QZCEncodableInStream& arIn)
+bool checkNext(QZCEncodableInStream& aIn)
 {
-    unsigned int const before = arIn.getRemaining();
+    unsigned int const before = aIn.getRemaining();
     QZCScopeData record = emptyRecord();
     try
     {
-        record.decode(arIn);
+        record.decode(aIn);
     }
     catch (QZCEncodingEx const& error)
     {
@@ -78,7 +78,7 @@ bool checkNext(QZCEncodableInStream& arIn)
     {
         return false;
     }
-    expect(arIn.getRemaining() < before, "a record takes bytes");
+    expect(aIn.getRemaining() < before, "a record takes bytes");
     checkRoundTrip(record);
     return true;
 }

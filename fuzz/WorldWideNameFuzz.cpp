@@ -30,9 +30,9 @@ std::size_t digitOf(char aCharacter)
     return place == std::string::npos ? place : place % 16;
 }
 
-/// Scans a pair as a hexadecimal number, which may have blanks and a sign before it. Leaves arValue alone when
+/// Scans a pair as a hexadecimal number, which may have blanks and a sign before it. Leaves aValue alone when
 /// there is none.
-void scan(std::string const& aPair, unsigned int& arValue)
+void scan(std::string const& aPair, unsigned int& aValue)
 {
     std::size_t i = 0;
     while (i < aPair.size() && isBlank(aPair[i]))
@@ -50,7 +50,7 @@ void scan(std::string const& aPair, unsigned int& arValue)
     }
     if (i != begin)
     {
-        arValue = isNegative ? 0U - number : number;
+        aValue = isNegative ? 0U - number : number;
     }
 }
 
@@ -85,11 +85,11 @@ bool isNow(QZCWorldWideName const& aName, Name const& aBytes)
 }
 
 /// @return whether the text was accepted
-bool set(QZCWorldWideName& arName, std::string const& aText)
+bool set(QZCWorldWideName& aName, std::string const& aText)
 {
     try
     {
-        arName.setStringForm(aText.c_str());
+        aName.setStringForm(aText.c_str());
         return true;
     }
     catch (QZCInvalidEx const& error)

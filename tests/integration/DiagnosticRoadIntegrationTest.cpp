@@ -20,9 +20,9 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/QueuedEvents.h"
 #include "tests/support/ScratchFolder.h"
-#include "tools/qzagent/CaptureWriter.h"
-#include "tools/qzagent/EventQueue.h"
-#include "tools/qzagent/ScopeEvents.h"
+#include "tools/qzagent/capture/CaptureWriter.h"
+#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/vqm/ScopeEvents.h"
 
 using testing::ElementsAre;
 
@@ -54,10 +54,10 @@ std::uint32_t numberIn(Bytes const& aPayload)
            static_cast<std::uint32_t>(aPayload.at(2)) << 8 | aPayload.at(3);
 }
 
-Bytes bytesOf(QZCEncodableInStream& arIn)
+Bytes bytesOf(QZCEncodableInStream& aIn)
 {
     QZCPointer<QZCBuffer> buffer;
-    arIn >> buffer;
+    aIn >> buffer;
     unsigned char const* const first = *buffer;
     return {first, first + buffer->getLength()};
 }
@@ -65,15 +65,15 @@ Bytes bytesOf(QZCEncodableInStream& arIn)
 /// A record as it stands in the capture, read element by element.
 struct Record
 {
-    explicit Record(QZCEncodableInStream& arIn)
+    explicit Record(QZCEncodableInStream& aIn)
     {
         bool hasNames = false;
         unsigned int marker = 0;
-        arIn >> mCategory >> mSubcategory >> hasNames;
-        mFirst = hasNames ? bytesOf(arIn) : Bytes();
-        mSecond = hasNames ? bytesOf(arIn) : Bytes();
-        arIn >> marker;
-        mPayload = marker == 1 ? bytesOf(arIn) : Bytes();
+        aIn >> mCategory >> mSubcategory >> hasNames;
+        mFirst = hasNames ? bytesOf(aIn) : Bytes();
+        mSecond = hasNames ? bytesOf(aIn) : Bytes();
+        aIn >> marker;
+        mPayload = marker == 1 ? bytesOf(aIn) : Bytes();
     }
 
     unsigned char mCategory = 0;
@@ -150,7 +150,7 @@ protected:
         }
     }
 
-    void append(qzagent::CaptureWriter& arWriter, qzagent::WatchedEvent const& aEvent)
+    void append(qzagent::CaptureWriter& aWriter, qzagent::WatchedEvent const& aEvent)
     {
         Board const& board = mBoards.at(aEvent.mHead.mBoard);
         auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
@@ -159,7 +159,7 @@ protected:
                      board.mSecond)
             .encode(mStream);
         QZCBuffer const& encoded = mStream.getEncoded();
-        arWriter.append(encoded, encoded.getLength());
+        aWriter.append(encoded, encoded.getLength());
     }
 
     QZCLibvqmAbs mLibvqm;
@@ -181,10 +181,10 @@ Bytes contentOf(std::string const& aPath)
 }
 
 /// @return the record that the library reads there, written by it again
-Bytes reencoded(QZCEncodableInStream& arIn)
+Bytes reencoded(QZCEncodableInStream& aIn)
 {
     QZCScopeData data(qzagent::scopeEventOf(0, 0));
-    data.decode(arIn);
+    data.decode(aIn);
     QZCEncodableOutStream out;
     data.encode(out);
     unsigned char const* const first = out.getEncoded();

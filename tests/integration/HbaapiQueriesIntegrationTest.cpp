@@ -24,12 +24,12 @@ std::vector<HBA_UINT32> gRooms;
 void ClibSleepMS(unsigned long aMilliseconds) { gSleeps.push_back(aMilliseconds); }
 
 // Stands before the common library's: it notes how many entries each request has room for.
-extern "C" HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* apMapping)
+extern "C" HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
 {
-    gRooms.push_back(apMapping->NumberOfEntries);
+    gRooms.push_back(aMapping->NumberOfEntries);
     using Function = HBA_STATUS (*)(HBA_HANDLE, HBA_FCPTARGETMAPPING*);
     static auto const next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "HBA_GetFcpTargetMapping"));
-    return next(aHandle, apMapping);
+    return next(aHandle, aMapping);
 }
 
 namespace

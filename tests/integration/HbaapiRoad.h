@@ -25,10 +25,10 @@ protected:
         return textsOf(found);
     }
 
-    static std::vector<std::string> textsOf(QZCVector<QZCString> const& acrNames)
+    static std::vector<std::string> textsOf(QZCVector<QZCString> const& aNames)
     {
         std::vector<std::string> texts;
-        for (QZCString const& name : acrNames)
+        for (QZCString const& name : aNames)
         {
             texts.emplace_back(name.get());
         }

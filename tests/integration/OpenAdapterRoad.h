@@ -64,9 +64,9 @@ protected:
         return std::unique_ptr<HBA_FCPTargetMapping, Freed>(mHbaapi.HA_GetTargetMappings(mHandle, mapping));
     }
 
-    void reportLuns(Response& arResponse, HBA_UINT8 aTarget)
+    void reportLuns(Response& aResponse, HBA_UINT8 aTarget)
     {
-        mHbaapi.HA_SendReportLUNs(mHandle, targetNumbered(aTarget), &arResponse.mBlock, &arResponse.mSize);
+        mHbaapi.HA_SendReportLUNs(mHandle, targetNumbered(aTarget), &aResponse.mBlock, &aResponse.mSize);
     }
 
     /// Expects the action to throw this.

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-#include "simulator/ScenarioError.h"
-#include "simulator/ScenarioReader.h"
+#include "simulator/scenario/ScenarioError.h"
+#include "simulator/scenario/ScenarioReader.h"
 #include "tests/support/ScratchFolder.h"
 
 namespace

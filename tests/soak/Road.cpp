@@ -25,8 +25,8 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
 #include "tests/support/QueuedEvents.h"
-#include "tools/qzagent/EventQueue.h"
-#include "tools/qzagent/ScopeEvents.h"
+#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/vqm/ScopeEvents.h"
 
 // Takes the place of the framework's: busy adapters are not waited for.
 void ClibSleepMS(unsigned long) {}
@@ -44,15 +44,15 @@ struct Freed
 
 /// Encodes the record, decodes what came of it, and encodes that.
 template <typename Record>
-void sendThereAndBack(Record const& aRecord, Record& arOther, Yield& arYield)
+void sendThereAndBack(Record const& aRecord, Record& aOther, Yield& aYield)
 {
     QZCEncodableOutStream there;
     aRecord.encode(there);
     QZCBuffer const& bytes = there.getEncoded();
     QZCEncodableInStream in(bytes, bytes.getLength());
-    arOther.decode(in);
+    aOther.decode(in);
     QZCEncodableOutStream back;
-    arOther.encode(back);
+    aOther.encode(back);
     QZCBuffer const& same = back.getEncoded();
     unsigned char const* const first = bytes;
     unsigned char const* const second = same;
@@ -60,12 +60,12 @@ void sendThereAndBack(Record const& aRecord, Record& arOther, Yield& arYield)
     {
         throw std::runtime_error("a record came back changed");
     }
-    ++arYield.mRecords;
+    ++aYield.mRecords;
 }
 
 /// Does the step, or counts its refusal.
 template <typename Step>
-void attempt(Yield& arYield, Step aStep)
+void attempt(Yield& aYield, Step aStep)
 {
     try
     {
@@ -73,56 +73,56 @@ void attempt(Yield& arYield, Step aStep)
     }
     catch (QZCException const&)
     {
-        ++arYield.mRefusals;
+        ++aYield.mRefusals;
     }
 }
 
-void sendName(HBA_WWN const& aName, Yield& arYield)
+void sendName(HBA_WWN const& aName, Yield& aYield)
 {
     QZCWorldWideName other;
-    sendThereAndBack(QZCWorldWideName(aName.wwn), other, arYield);
+    sendThereAndBack(QZCWorldWideName(aName.wwn), other, aYield);
 }
 
-void walkPorts(QZCHbaapiAbs& arHbaapi, unsigned int aHandle, Yield& arYield)
+void walkPorts(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
 {
-    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(arHbaapi.HA_GetAdapterAttributes(aHandle));
+    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(aHbaapi.HA_GetAdapterAttributes(aHandle));
     unsigned int count = 0;
     std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-        arHbaapi.HA_GetAdapterPorts(aHandle, attributes.get(), count));
+        aHbaapi.HA_GetAdapterPorts(aHandle, attributes.get(), count));
     for (unsigned int i = 0; i < count; ++i)
     {
-        sendName(ports[i].PortWWN, arYield);
+        sendName(ports[i].PortWWN, aYield);
     }
 }
 
-void walkTargets(QZCHbaapiAbs& arHbaapi, unsigned int aHandle, Yield& arYield)
+void walkTargets(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
 {
     HBA_FCPTargetMapping* block = nullptr;
-    std::unique_ptr<HBA_FCPTargetMapping, Freed> const mapping(arHbaapi.HA_GetTargetMappings(aHandle, block));
+    std::unique_ptr<HBA_FCPTargetMapping, Freed> const mapping(aHbaapi.HA_GetTargetMappings(aHandle, block));
     for (unsigned int i = 0; i < mapping->NumberOfEntries; ++i)
     {
-        sendName(mapping->entry[i].FcpId.PortWWN, arYield);
+        sendName(mapping->entry[i].FcpId.PortWWN, aYield);
     }
 }
 
-void reportLuns(QZCHbaapiAbs& arHbaapi, unsigned int aHandle, HBA_UINT8 aTarget)
+void reportLuns(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, HBA_UINT8 aTarget)
 {
     unsigned int size = 16;
     void* block = std::malloc(size);
-    std::unique_ptr<void*, void (*)(void**)> const owner(&block, [](void** apBlock) { std::free(*apBlock); });
-    arHbaapi.HA_SendReportLUNs(aHandle, HBA_WWN{{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}}, &block, &size);
+    std::unique_ptr<void*, void (*)(void**)> const owner(&block, [](void** aBlock) { std::free(*aBlock); });
+    aHbaapi.HA_SendReportLUNs(aHandle, HBA_WWN{{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}}, &block, &size);
 }
 
-void walkAdapter(QZCHbaapiAbs& arHbaapi, QZCString const& aName, Yield& arYield)
+void walkAdapter(QZCHbaapiAbs& aHbaapi, QZCString const& aName, Yield& aYield)
 {
     std::string name(aName.get());
-    unsigned int const handle = arHbaapi.HA_OpenAdapter(name.data());
-    arHbaapi.HA_RefreshAdapter(handle);
-    attempt(arYield, [&] { walkPorts(arHbaapi, handle, arYield); });
-    attempt(arYield, [&] { walkTargets(arHbaapi, handle, arYield); });
-    attempt(arYield, [&] { reportLuns(arHbaapi, handle, 0x01); });
-    attempt(arYield, [&] { reportLuns(arHbaapi, handle, 0x41); });
-    arHbaapi.HA_CloseAdapter(handle);
+    unsigned int const handle = aHbaapi.HA_OpenAdapter(name.data());
+    aHbaapi.HA_RefreshAdapter(handle);
+    attempt(aYield, [&] { walkPorts(aHbaapi, handle, aYield); });
+    attempt(aYield, [&] { walkTargets(aHbaapi, handle, aYield); });
+    attempt(aYield, [&] { reportLuns(aHbaapi, handle, 0x01); });
+    attempt(aYield, [&] { reportLuns(aHbaapi, handle, 0x41); });
+    aHbaapi.HA_CloseAdapter(handle);
 }
 
 struct Board
@@ -133,38 +133,38 @@ struct Board
     bool mIsRegistered = false;
 };
 
-void registerBoard(QZCLibvqmAbs& arLibvqm, unsigned int aNumber, qzagent::EventQueue& arQueue, Board& arBoard,
-                   Yield& arYield)
+void registerBoard(QZCLibvqmAbs& aLibvqm, unsigned int aNumber, qzagent::EventQueue& aQueue, Board& aBoard,
+                   Yield& aYield)
 {
-    arLibvqm.LIBVQM_GetAdapterInfo(aNumber, arBoard.mFirst, arBoard.mSecond);
+    aLibvqm.LIBVQM_GetAdapterInfo(aNumber, aBoard.mFirst, aBoard.mSecond);
     auto const any = qzagent::scopeEventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
-    arBoard.mIsRegistered = arLibvqm.LIBVQM_QzapiRegEvent(aNumber, arBoard.mSecond, any, &arQueue,
-                                                          &arBoard.mRegistration, &takeEvent) == QZ_OK;
-    arYield.mRefusals += arBoard.mIsRegistered ? 0 : 1;
+    aBoard.mIsRegistered = aLibvqm.LIBVQM_QzapiRegEvent(aNumber, aBoard.mSecond, any, &aQueue,
+                                                        &aBoard.mRegistration, &takeEvent) == QZ_OK;
+    aYield.mRefusals += aBoard.mIsRegistered ? 0 : 1;
 }
 
-void sendEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield& arYield)
+void sendEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield& aYield)
 {
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
     QZCScopeData const data(kindOf(aEvent.mHead), aEvent.mPayload.data(), length, length, aBoard.mFirst,
                             aBoard.mSecond);
     QZCScopeData other(qzagent::scopeEventOf(0, 0));
-    sendThereAndBack(data, other, arYield);
+    sendThereAndBack(data, other, aYield);
 }
 
-void takeEvents(qzagent::EventQueue& arQueue, std::uint64_t aEvents, std::vector<Board> const& aBoards,
-                Yield& arYield)
+void takeEvents(qzagent::EventQueue& aQueue, std::uint64_t aEvents, std::vector<Board> const& aBoards,
+                Yield& aYield)
 {
     qzagent::WatchedEvent event{};
     for (std::uint64_t taken = 0; taken < aEvents;)
     {
-        if (arQueue.pop(event))
+        if (aQueue.pop(event))
         {
-            sendEvent(event, aBoards.at(event.mHead.mBoard), arYield);
+            sendEvent(event, aBoards.at(event.mHead.mBoard), aYield);
             ++taken;
             continue;
         }
-        pollfd queue{arQueue.descriptor(), POLLIN, 0};
+        pollfd queue{aQueue.descriptor(), POLLIN, 0};
         if (::poll(&queue, 1, patience) == 0)
         {
             throw std::runtime_error("the events do not come any more");
@@ -173,7 +173,7 @@ void takeEvents(qzagent::EventQueue& arQueue, std::uint64_t aEvents, std::vector
 }
 }  // namespace
 
-void walkAdapters(Yield& arYield)
+void walkAdapters(Yield& aYield)
 {
     QZCHbaapiAbs hbaapi;
     hbaapi.HA_LoadHbaapi();
@@ -181,12 +181,12 @@ void walkAdapters(Yield& arYield)
     hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
     for (QZCString const& name : names)
     {
-        attempt(arYield, [&] { walkAdapter(hbaapi, name, arYield); });
+        attempt(aYield, [&] { walkAdapter(hbaapi, name, aYield); });
     }
     hbaapi.HA_FreeHbaapi();
 }
 
-void walkBoards(std::uint64_t aEvents, Yield& arYield)
+void walkBoards(std::uint64_t aEvents, Yield& aYield)
 {
     qzagent::EventQueue queue(65536, 16 * 1024 * 1024);
     QZCLibvqmAbs libvqm;
@@ -195,9 +195,9 @@ void walkBoards(std::uint64_t aEvents, Yield& arYield)
     std::vector<Board> boards(libvqm.LIBVQM_GetNumberOfAdapters());
     for (unsigned int number = 0; number < boards.size(); ++number)
     {
-        attempt(arYield, [&] { registerBoard(libvqm, number, queue, boards[number], arYield); });
+        attempt(aYield, [&] { registerBoard(libvqm, number, queue, boards[number], aYield); });
     }
-    takeEvents(queue, aEvents, boards, arYield);
+    takeEvents(queue, aEvents, boards, aYield);
     for (unsigned int number = 0; number < boards.size(); ++number)
     {
         if (boards[number].mIsRegistered)

@@ -18,8 +18,8 @@ struct Yield
 
 /// Asks all adapters for all they have.
 /// @throws std::runtime_error when a record comes back changed
-void walkAdapters(Yield& arYield);
+void walkAdapters(Yield& aYield);
 
 /// Registers for the events of all boards and waits for as many.
 /// @throws std::runtime_error when a record comes back changed, or events do not come
-void walkBoards(std::uint64_t aEvents, Yield& arYield);
+void walkBoards(std::uint64_t aEvents, Yield& aYield);

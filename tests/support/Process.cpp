@@ -114,11 +114,11 @@ void writeChunk(Descriptor& aPipe, std::string& aText)
 }
 
 /// Serves all three pipes at once, as a program that waits on one of them may have filled another.
-void serve(Descriptor& aInput, std::string aInput, Descriptor& aOutput, Descriptor& aErrors,
+void serve(Descriptor& aInput, std::string aText, Descriptor& aOutput, Descriptor& aErrors,
            ProcessResult& aResult)
 {
     ::fcntl(aInput.number(), F_SETFL, O_NONBLOCK);
-    if (aInput.empty())
+    if (aText.empty())
     {
         aInput.close();
     }
@@ -132,7 +132,7 @@ void serve(Descriptor& aInput, std::string aInput, Descriptor& aOutput, Descript
         }
         if (pipes[0].revents != 0)
         {
-            writeChunk(aInput, aInput);
+            writeChunk(aInput, aText);
         }
         if (pipes[1].revents != 0)
         {

@@ -10,8 +10,8 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "simulator/include/QzEvent.h"
-#include "tools/qzagent/EventQueue.h"
-#include "tools/qzagent/ScopeEvents.h"
+#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/vqm/ScopeEvents.h"
 
 /// For a registration whose context is an EventQueue.
 inline void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,

@@ -9,34 +9,28 @@
 #include <fmt/format.h>
 
 #include "backend/common/include/Logger.h"
-#include "tools/qzagent/Adapters.h"
-#include "tools/qzagent/CommandLine.h"
-#include "tools/qzagent/ErrorStream.h"
-#include "tools/qzagent/ExitCodes.h"
-#include "tools/qzagent/Explain.h"
-#include "tools/qzagent/Failure.h"
-#include "tools/qzagent/Inventory.h"
-#include "tools/qzagent/Latency.h"
-#include "tools/qzagent/Output.h"
-#include "tools/qzagent/Report.h"
-#include "tools/qzagent/Show.h"
-#include "tools/qzagent/Vendor.h"
-#include "tools/qzagent/Watch.h"
+#include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ErrorStream.h"
+#include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/Report.h"
 
 namespace qzagent
 {
 namespace
 {
 /// In the order in which the help shows them.
-void addVerbs(CommandLine& arCommandLine)
+void addVerbs(CommandLine& aCommandLine)
 {
-    addAdapters(arCommandLine);
-    addInventory(arCommandLine);
-    addLatency(arCommandLine);
-    addShow(arCommandLine);
-    addVendor(arCommandLine);
-    addWatch(arCommandLine);
-    addExplain(arCommandLine);
+    addAdapters(aCommandLine);
+    addInventory(aCommandLine);
+    addLatency(aCommandLine);
+    addShow(aCommandLine);
+    addVendor(aCommandLine);
+    addWatch(aCommandLine);
+    addExplain(aCommandLine);
 }
 
 /// Also misuse is answered in JSON when JSON is asked for, wherever the parser gave up.
@@ -45,49 +39,48 @@ bool asksForJson(int aCount, char const* const* aArguments)
     return std::find(aArguments, aArguments + aCount, std::string("--json")) != aArguments + aCount;
 }
 
-std::optional<Answer> runVerb(CommandLine const& aCommandLine, Report& arReport, Output& arOutput)
+std::optional<Answer> runVerb(CommandLine const& aCommandLine, Report& aReport, Output& aOutput)
 {
     try
     {
         SetLogLevelMask(aCommandLine.isTraced() ? ~0u : QZLL_Assertion);
-        return aCommandLine.run(arReport, arOutput);
+        return aCommandLine.run(aReport, aOutput);
     }
     catch (std::exception const& exception)
     {
-        arReport.addFailure(failureOf(exception));
+        aReport.addFailure(failureOf(exception));
     }
     return Answer();
 }
 
-std::optional<Answer> answer(CommandLine& arCommandLine, int aCount, char const* const* aArguments,
-                             Report& arReport, Output& arOutput)
+std::optional<Answer> answer(CommandLine& aCommandLine, int aCount, char const* const* aArguments,
+                             Report& aReport, Output& aOutput)
 {
     try
     {
-        if (std::optional<std::string> const help = arCommandLine.parse(aCount, aArguments))
+        if (std::optional<std::string> const help = aCommandLine.parse(aCount, aArguments))
         {
-            arOutput.write(*help);
+            aOutput.write(*help);
             return {};
         }
-        return runVerb(arCommandLine, arReport, arOutput);
+        return runVerb(aCommandLine, aReport, aOutput);
     }
     catch (Misuse const& misuse)
     {
-        arReport.addError(ExitCode::misused, fmt::format("{}; see {} --help", misuse.what(), toolName));
+        aReport.addError(ExitCode::misused, fmt::format("{}; see {} --help", misuse.what(), toolName));
     }
     return Answer();
 }
 
-void show(Output& arOutput, int aCount, char const* const* aArguments, Report& arReport)
+void show(Output& aOutput, int aCount, char const* const* aArguments, Report& aReport)
 {
     CommandLine commandLine;
     addVerbs(commandLine);
-    std::optional<Answer> const found = answer(commandLine, aCount, aArguments, arReport, arOutput);
+    std::optional<Answer> const found = answer(commandLine, aCount, aArguments, aReport, aOutput);
     if (found)
     {
-        arOutput.write(asksForJson(aCount, aArguments)
-                           ? arReport.document(commandLine.command(), found->mKeys)
-                           : found->mText);
+        aOutput.write(asksForJson(aCount, aArguments) ? aReport.document(commandLine.command(), found->mKeys)
+                                                      : found->mText);
     }
 }
 }  // namespace

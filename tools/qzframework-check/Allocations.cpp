@@ -35,5 +35,5 @@ void* operator new(std::size_t aSize)
     return block;
 }
 
-void operator delete(void* apBlock) noexcept { std::free(apBlock); }
-void operator delete(void* apBlock, std::size_t) noexcept { std::free(apBlock); }
+void operator delete(void* aBlock) noexcept { std::free(aBlock); }
+void operator delete(void* aBlock, std::size_t) noexcept { std::free(aBlock); }

@@ -16,9 +16,9 @@ namespace
 {
 constexpr unsigned int threads = 4;
 
-void expectLeft(QZCReferenceCount& arCount, unsigned int aExpected)
+void expectLeft(QZCReferenceCount& aCount, unsigned int aExpected)
 {
-    unsigned int const found = arCount.decrement();
+    unsigned int const found = aCount.decrement();
     expect(found == aExpected, fmt::format("expected decrement() to leave {}, found {}", aExpected, found));
 }
 
@@ -63,15 +63,15 @@ void inThreads(std::function<void()> const& aBody)
 }
 
 /// A count that is not atomic takes threads that run side by side for a while to show it.
-void shareAndLetGo(QZCReferenceCount& arCount)
+void shareAndLetGo(QZCReferenceCount& aCount)
 {
     auto const end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
     while (std::chrono::steady_clock::now() < end)
     {
         for (int i = 0; i < 1000; ++i)
         {
-            arCount.increment();
-            arCount.decrement();
+            aCount.increment();
+            aCount.decrement();
         }
     }
 }

@@ -98,11 +98,11 @@ void checkFreshBuffer()
 }
 
 /// Each element once, as the records use them.
-void putSequence(QZCEncodableOutStream& arOut, QZCBuffer const& aPayload)
+void putSequence(QZCEncodableOutStream& aOut, QZCBuffer const& aPayload)
 {
     unsigned char const byte = 200;
     unsigned int const number = 70000;
-    arOut << byte << true << number << aPayload << false;
+    aOut << byte << true << number << aPayload << false;
 }
 
 void checkSequence()

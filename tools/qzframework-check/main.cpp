@@ -63,18 +63,18 @@ struct Options
     std::vector<std::string> mNames;
 };
 
-void parse(CLI::App& arParser, Options& arOptions, int aCount, char const* const* aArguments)
+void parse(CLI::App& aParser, Options& aOptions, int aCount, char const* const* aArguments)
 {
-    arParser.footer(footer);
-    arParser.set_version_flag("--version", "qzframework-check " QZFRAMEWORK_CHECK_VERSION);
-    arParser.add_flag("--json", arOptions.mIsJson, "Answer with a JSON document instead of text")
+    aParser.footer(footer);
+    aParser.set_version_flag("--version", "qzframework-check " QZFRAMEWORK_CHECK_VERSION);
+    aParser.add_flag("--json", aOptions.mIsJson, "Answer with a JSON document instead of text")
         ->disable_flag_override();
-    CLI::Option* const list = arParser.add_flag("--list", arOptions.mIsList, "Only list what is required");
+    CLI::Option* const list = aParser.add_flag("--list", aOptions.mIsList, "Only list what is required");
     list->disable_flag_override();
     list->excludes("--json");
-    arParser.add_option("REQUIREMENT", arOptions.mNames,
-                        "Check only these: a name, or what stands before its dot");
-    arParser.parse(aCount, aArguments);
+    aParser.add_option("REQUIREMENT", aOptions.mNames,
+                       "Check only these: a name, or what stands before its dot");
+    aParser.parse(aCount, aArguments);
 }
 
 /// Whether the name is the requirement's, or that of its header.

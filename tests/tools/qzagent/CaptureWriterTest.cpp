@@ -9,7 +9,7 @@
 
 #include "tests/support/FreshProcess.h"
 #include "tests/support/ScratchFolder.h"
-#include "tools/qzagent/CaptureWriter.h"
+#include "tools/qzagent/capture/CaptureWriter.h"
 
 using qzagent::CaptureWriteError;
 using qzagent::CaptureWriter;
@@ -26,9 +26,9 @@ std::string const longRecord(
 class CaptureWriterTest : public testing::Test
 {
 protected:
-    static void append(CaptureWriter& arWriter, std::string const& aRecord)
+    static void append(CaptureWriter& aWriter, std::string const& aRecord)
     {
-        arWriter.append(reinterpret_cast<unsigned char const*>(aRecord.data()), aRecord.size());
+        aWriter.append(reinterpret_cast<unsigned char const*>(aRecord.data()), aRecord.size());
     }
 
     std::string content() const

@@ -21,7 +21,7 @@ struct Misuse
     std::string mComplaint;
 };
 
-std::ostream& operator<<(std::ostream& arOut, Misuse const& aMisuse) { return arOut << aMisuse.mName; }
+std::ostream& operator<<(std::ostream& aOut, Misuse const& aMisuse) { return aOut << aMisuse.mName; }
 
 class QzagentMisuseOf : public testing::TestWithParam<Misuse>
 {

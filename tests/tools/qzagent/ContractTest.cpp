@@ -18,10 +18,7 @@ struct Situation
     int mExitStatus;
 };
 
-std::ostream& operator<<(std::ostream& arOut, Situation const& aSituation)
-{
-    return arOut << aSituation.mName;
-}
+std::ostream& operator<<(std::ostream& aOut, Situation const& aSituation) { return aOut << aSituation.mName; }
 
 char const* const oneAdapter = "[[adapter]]\nname = \"example-fc-0\"\n";
 

@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include "tools/qzagent/EventQueue.h"
+#include "tools/qzagent/vqm/EventQueue.h"
 
 using qzagent::EventHead;
 using qzagent::EventQueue;
@@ -19,19 +19,19 @@ using testing::ElementsAre;
 
 namespace
 {
-void push(EventQueue& arQueue, std::string const& aPayload, unsigned int aBoard = 0)
+void push(EventQueue& aQueue, std::string const& aPayload, unsigned int aBoard = 0)
 {
     EventHead head{};
     head.mBoard = aBoard;
-    arQueue.push(head, reinterpret_cast<unsigned char const*>(aPayload.data()), aPayload.size());
+    aQueue.push(head, reinterpret_cast<unsigned char const*>(aPayload.data()), aPayload.size());
 }
 
 /// The payloads that are waiting.
-std::vector<std::string> payloadsOf(EventQueue& arQueue)
+std::vector<std::string> payloadsOf(EventQueue& aQueue)
 {
     std::vector<std::string> payloads;
     WatchedEvent event{};
-    while (arQueue.pop(event))
+    while (aQueue.pop(event))
     {
         payloads.emplace_back(event.mPayload.begin(), event.mPayload.end());
     }

@@ -60,7 +60,7 @@ struct NoExitCode
     std::string mText;
 };
 
-std::ostream& operator<<(std::ostream& arOut, NoExitCode const& aCode) { return arOut << aCode.mName; }
+std::ostream& operator<<(std::ostream& aOut, NoExitCode const& aCode) { return aOut << aCode.mName; }
 
 class QzagentExplainRefuses : public testing::TestWithParam<NoExitCode>
 {

@@ -7,13 +7,13 @@
 
 #include <dlfcn.h>
 
-extern "C" std::FILE* fopen(char const* apPath, char const* apMode)
+extern "C" std::FILE* fopen(char const* aPath, char const* aMode)
 {
-    if (std::strcmp(apPath, "/etc/hba.conf") == 0)
+    if (std::strcmp(aPath, "/etc/hba.conf") == 0)
     {
         errno = ENOENT;
         return nullptr;
     }
     using Function = std::FILE* (*)(char const*, char const*);
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "fopen"))(apPath, apMode);
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "fopen"))(aPath, aMode);
 }

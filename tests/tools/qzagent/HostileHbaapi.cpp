@@ -55,42 +55,42 @@ extern "C"
 
     HBA_UINT32 HBA_GetNumberOfAdapters() { return static_cast<HBA_UINT32>(std::size(names)); }
 
-    HBA_STATUS HBA_GetAdapterName(HBA_UINT32 aIndex, char* apName)
+    HBA_STATUS HBA_GetAdapterName(HBA_UINT32 aIndex, char* aName)
     {
-        std::strcpy(apName, names[aIndex]);
+        std::strcpy(aName, names[aIndex]);
         return HBA_STATUS_OK;
     }
 
-    HBA_HANDLE HBA_OpenAdapter(char* apName)
+    HBA_HANDLE HBA_OpenAdapter(char* aName)
     {
         tell("HBA_OpenAdapter");
-        return std::strcmp(apName, names[0]) == 0 ? HBA_HANDLE_INVALID : 0xabc;
+        return std::strcmp(aName, names[0]) == 0 ? HBA_HANDLE_INVALID : 0xabc;
     }
 
     void HBA_CloseAdapter(HBA_HANDLE) { tell("HBA_CloseAdapter"); }
 
     void HBA_RefreshInformation(HBA_HANDLE) { tell("HBA_RefreshInformation"); }
 
-    HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE, HBA_ADAPTERATTRIBUTES* apAttributes)
+    HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE, HBA_ADAPTERATTRIBUTES* aAttributes)
     {
-        *apAttributes = HBA_ADAPTERATTRIBUTES{};
-        fillUp(apAttributes->Manufacturer, 'm');
-        fillUp(apAttributes->SerialNumber, 's');
-        fillUp(apAttributes->Model, '\x1b');
-        std::strcpy(apAttributes->DriverName, "driver\x1b[2J\n");
-        apAttributes->NumberOfPorts = 1;
+        *aAttributes = HBA_ADAPTERATTRIBUTES{};
+        fillUp(aAttributes->Manufacturer, 'm');
+        fillUp(aAttributes->SerialNumber, 's');
+        fillUp(aAttributes->Model, '\x1b');
+        std::strcpy(aAttributes->DriverName, "driver\x1b[2J\n");
+        aAttributes->NumberOfPorts = 1;
         return HBA_STATUS_OK;
     }
 
-    HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE, HBA_UINT32, HBA_PORTATTRIBUTES* apAttributes)
+    HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE, HBA_UINT32, HBA_PORTATTRIBUTES* aAttributes)
     {
-        *apAttributes = HBA_PORTATTRIBUTES{};
-        apAttributes->PortType = 99;
-        apAttributes->PortState = 77;
-        apAttributes->PortSpeed = 8;
-        apAttributes->PortSupportedSpeed = 0x80000009;
-        fillUp(apAttributes->OSDeviceName, 'd');
-        apAttributes->NumberofDiscoveredPorts = 0xffffffff;
+        *aAttributes = HBA_PORTATTRIBUTES{};
+        aAttributes->PortType = 99;
+        aAttributes->PortState = 77;
+        aAttributes->PortSpeed = 8;
+        aAttributes->PortSupportedSpeed = 0x80000009;
+        fillUp(aAttributes->OSDeviceName, 'd');
+        aAttributes->NumberofDiscoveredPorts = 0xffffffff;
         return HBA_STATUS_OK;
     }
 
@@ -99,17 +99,17 @@ extern "C"
         return HBA_STATUS_ERROR_NOT_SUPPORTED;
     }
 
-    HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING* apMapping)
+    HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING* aMapping)
     {
-        apMapping->NumberOfEntries = 1;
-        std::memcpy(apMapping->entry[0].FcpId.PortWWN.wwn, targetName, sizeof targetName);
-        std::memcpy(&apMapping->entry[0].FcpId.FcpLun, flatLun, sizeof flatLun);
+        aMapping->NumberOfEntries = 1;
+        std::memcpy(aMapping->entry[0].FcpId.PortWWN.wwn, targetName, sizeof targetName);
+        std::memcpy(&aMapping->entry[0].FcpId.FcpLun, flatLun, sizeof flatLun);
         return HBA_STATUS_OK;
     }
 
-    HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void* apResponse, HBA_UINT32, void*, HBA_UINT32)
+    HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void* aResponse, HBA_UINT32, void*, HBA_UINT32)
     {
-        auto* const response = static_cast<HBA_UINT8*>(apResponse);
+        auto* const response = static_cast<HBA_UINT8*>(aResponse);
         response[3] = sizeof extendedLun;
         std::memcpy(response + 8, extendedLun, sizeof extendedLun);
         return HBA_STATUS_OK;

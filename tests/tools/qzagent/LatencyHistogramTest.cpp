@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "backend/sensor/agentcommon/include/LatencyData.h"
-#include "tools/qzagent/LatencyHistogram.h"
+#include "tools/qzagent/latency/LatencyHistogram.h"
 
 using qzagent::Latency;
 using qzagent::LatencyHistogram;

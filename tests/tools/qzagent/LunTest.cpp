@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tools/qzagent/Lun.h"
+#include "tools/qzagent/hba/Lun.h"
 
 using qzagent::Lun;
 using qzagent::lunOf;

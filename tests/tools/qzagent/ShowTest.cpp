@@ -264,7 +264,7 @@ struct BadText
     std::string mComplaint;
 };
 
-std::ostream& operator<<(std::ostream& arOut, BadText const& aText) { return arOut << aText.mName; }
+std::ostream& operator<<(std::ostream& aOut, BadText const& aText) { return aOut << aText.mName; }
 
 class QzagentShowRefuses : public QzagentShow, public testing::WithParamInterface<BadText>
 {

@@ -10,9 +10,9 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/ScratchFolder.h"
-#include "tools/qzagent/EventQueue.h"
-#include "tools/qzagent/LibvqmBoards.h"
-#include "tools/qzagent/WatchCapture.h"
+#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/vqm/VqmBoards.h"
+#include "tools/qzagent/watch/WatchCapture.h"
 
 namespace
 {

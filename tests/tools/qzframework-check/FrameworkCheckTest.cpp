@@ -133,7 +133,7 @@ struct Wrong
     std::string mReason;  ///< of the first one
 };
 
-std::ostream& operator<<(std::ostream& arOut, Wrong const& aWrong) { return arOut << aWrong.mName; }
+std::ostream& operator<<(std::ostream& aOut, Wrong const& aWrong) { return aOut << aWrong.mName; }
 
 class FrameworkCheckOfAWrongFunction : public testing::TestWithParam<Wrong>
 {

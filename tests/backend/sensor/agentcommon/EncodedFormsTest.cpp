@@ -13,7 +13,7 @@
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Records.h"
-#include "tools/qzagent/HexText.h"
+#include "tools/qzagent/capture/HexText.h"
 
 using testing::SizeIs;
 

@@ -1,0 +1,26 @@
+/// @file
+/// Environment variables through which the runner controls the simulated libraries.
+#pragma once
+
+#include "simulator/control/Strikes.h"
+#include "simulator/scenario/Scenario.h"
+
+namespace qzsim
+{
+constexpr char const* scenarioVariable = "QZSIM_SCENARIO";
+constexpr char const* strikesVariable = "QZSIM_STRIKES";
+
+/// @return the value of the variable; null when it is unset or empty
+char const* environment(char const* aVariable);
+
+/// @return the path of the scenario; null when nothing is to be simulated
+char const* scenarioOfEnvironment();
+
+/// Reads the scenario that the environment names.
+/// @throws ScenarioError when the environment names none, or the scenario is invalid
+Scenario readScenarioOfEnvironment();
+
+/// Opens the strike counts of this run. Without a file in the environment, the object counts nothing.
+/// @throws std::runtime_error when the file cannot be used for this scenario
+Strikes openStrikesOfEnvironment(Scenario const& aScenario);
+}  // namespace qzsim

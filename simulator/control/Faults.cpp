@@ -1,0 +1,38 @@
+#include "simulator/control/Faults.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+#include <utility>
+
+namespace qzsim
+{
+void Faults::schedule(std::vector<Fault> aFaults, Strikes aStrikes)
+{
+    mFaults = std::move(aFaults);
+    mStrikes = std::move(aStrikes);
+}
+
+std::optional<std::uint32_t> Faults::next(Call aCall, std::string const& aDevice, std::string const& aPort)
+{
+    std::set<Group> const groups = {
+        {aCall, "", ""}, {aCall, aDevice, ""}, {aCall, "", aPort}, {aCall, aDevice, aPort}};
+    for (Group const& group : groups)
+    {
+        ++mCounts[group];
+    }
+    auto const fault = std::find_if(mFaults.begin(), mFaults.end(),
+                                    [&](Fault const& aFault)
+                                    {
+                                        Group const group{aFault.mCall, aFault.mDevice, aFault.mPort};
+                                        return groups.count(group) != 0 && mCounts[group] >= aFault.mFirst &&
+                                               mCounts[group] <= aFault.mLast;
+                                    });
+    if (fault == mFaults.end())
+    {
+        return std::nullopt;
+    }
+    mStrikes.add(static_cast<std::size_t>(fault - mFaults.begin()));
+    return fault->mAnswer;
+}
+}  // namespace qzsim

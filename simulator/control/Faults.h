@@ -1,0 +1,41 @@
+/// @file
+/// Decides which calls fail.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "simulator/control/Strikes.h"
+#include "simulator/scenario/Calls.h"
+#include "simulator/scenario/Scenario.h"
+
+namespace qzsim
+{
+/// Counts calls and selects those that fail.
+class Faults
+{
+public:
+    /// Replaces the schedule. The calls counted so far stay counted.
+    /// @param aStrikes counts each call that a fault makes fail
+    void schedule(std::vector<Fault> aFaults, Strikes aStrikes = {});
+
+    /// Counts one call. When several faults cover it, the first one in the scenario decides.
+    /// @param aDevice the adapter or board of the call; empty when the call concerns none
+    /// @param aPort   the remote port of the call; empty when the call concerns none
+    /// @return the status or result that the call must return; nothing when no fault covers it
+    std::optional<std::uint32_t> next(Call aCall, std::string const& aDevice = {},
+                                      std::string const& aPort = {});
+
+private:
+    /// Key of one count: the calls for one device, for one port, or for both. An empty name stands for all.
+    using Group = std::tuple<Call, std::string, std::string>;
+
+    std::vector<Fault> mFaults;
+    Strikes mStrikes;
+    std::map<Group, std::uint64_t> mCounts;
+};
+}  // namespace qzsim

@@ -1,0 +1,116 @@
+#include "simulator/control/Strikes.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qzsim
+{
+namespace
+{
+[[noreturn]] void refuseStrikes(std::string const& aPath, std::string const& aReason)
+{
+    throw std::runtime_error(fmt::format("cannot count strikes in \"{}\": {}", aPath, aReason));
+}
+
+[[noreturn]] void refuseStrikes(std::string const& aPath)
+{
+    refuseStrikes(aPath, std::generic_category().message(errno));
+}
+
+/// Owns a file descriptor and closes it.
+class Descriptor
+{
+public:
+    explicit Descriptor(int aNumber) : mNumber(aNumber) {}
+    ~Descriptor()
+    {
+        if (mNumber >= 0)
+        {
+            ::close(mNumber);
+        }
+    }
+    Descriptor(Descriptor const&) = delete;
+    Descriptor& operator=(Descriptor const&) = delete;
+
+    int number() const { return mNumber; }
+
+private:
+    int mNumber;
+};
+
+std::size_t sizeOf(int aFile, std::string const& aPath)
+{
+    struct stat status = {};
+    if (::fstat(aFile, &status) != 0)
+    {
+        refuseStrikes(aPath);
+    }
+    return static_cast<std::size_t>(status.st_size);
+}
+}  // namespace
+
+Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
+{
+    Descriptor const file(::open(aPath.c_str(), O_RDWR | O_CLOEXEC));
+    if (file.number() < 0)
+    {
+        refuseStrikes(aPath);
+    }
+    std::size_t const size = aFaults * sizeof(StrikeCount);
+    if (sizeOf(file.number(), aPath) != size)
+    {
+        refuseStrikes(aPath, "it was made for another scenario");
+    }
+    if (size == 0)  // an empty mapping is not possible
+    {
+        return;
+    }
+    void* const memory = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
+    if (memory == MAP_FAILED)
+    {
+        refuseStrikes(aPath);
+    }
+    mCounts = {static_cast<StrikeCount*>(memory), [size](StrikeCount* aCounts) { ::munmap(aCounts, size); }};
+}
+
+void Strikes::add(std::size_t aFault)
+{
+    if (mCounts)
+    {
+        ++mCounts[static_cast<std::ptrdiff_t>(aFault)];
+    }
+}
+
+std::uint32_t Strikes::of(std::size_t aFault) const
+{
+    return mCounts ? mCounts[static_cast<std::ptrdiff_t>(aFault)].load() : 0;
+}
+
+StrikesFile::StrikesFile(std::size_t aFaults)
+    : mPath(std::filesystem::temp_directory_path() / "qzsim-strikes-XXXXXX")
+{
+    Descriptor const file(::mkostemp(mPath.data(), O_CLOEXEC));
+    if (file.number() < 0)
+    {
+        refuseStrikes(mPath);
+    }
+    if (::ftruncate(file.number(), static_cast<off_t>(aFaults * sizeof(StrikeCount))) != 0)
+    {
+        ::unlink(mPath.c_str());
+        refuseStrikes(mPath);
+    }
+}
+
+StrikesFile::~StrikesFile() { ::unlink(mPath.c_str()); }
+
+std::string const& StrikesFile::path() const { return mPath; }
+}  // namespace qzsim

@@ -1,0 +1,300 @@
+#include "simulator/diagnostic/DiagnosticSimulation.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "simulator/control/Environment.h"
+#include "simulator/control/Strikes.h"
+#include "simulator/diagnostic/EventSource.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/Wwn.h"
+
+namespace qzsim
+{
+namespace
+{
+using Records = QZCLibvqmRecords;
+
+bool isCategory(unsigned int aNumber) { return aNumber <= QZ_ANY_CATEGORY; }
+
+bool hasPort(Diagnostics const& aDiagnostics, unsigned int aBoard, HBA_WWN const& aPort)
+{
+    std::uint64_t const port = numberOf(aPort);
+    return port == numberOf(aDiagnostics.mBoards[aBoard].mSecondWwn) ||
+           std::any_of(aDiagnostics.mEvents.begin(), aDiagnostics.mEvents.end(),
+                       [=](EventSeries const& aSeries)
+                       { return aSeries.mBoard == aBoard && numberOf(aSeries.mPort) == port; });
+}
+
+/// Clears a record in the memory of the caller.
+unsigned char* cleared(void* aRecord, std::size_t aSize)
+{
+    return static_cast<unsigned char*>(std::memset(aRecord, 0, aSize));
+}
+
+template <typename Field>
+void write(Field const& aField, unsigned char* aPlace)
+{
+    std::memcpy(aPlace, &aField, sizeof aField);
+}
+
+void fillTable(Diagnostics const& aDiagnostics, void* aTable, std::size_t aRecords)
+{
+    for (std::size_t index = 0; index < aRecords; ++index)
+    {
+        unsigned char* const record =
+            cleared(static_cast<unsigned char*>(aTable) + index * Records::sgDiagEnvRecordSize,
+                    Records::sgDiagEnvRecordSize);
+        write(aDiagnostics.mDriverVersion, record + Records::sgDriverVersionPosition);
+    }
+}
+}  // namespace
+
+void DiagnosticSimulation::libraryVersion(char* aText)
+{
+    std::lock_guard const lock(mMutex);
+    loadFirst();
+    if (aText != nullptr && !mFaults.next(Call::getLibVer))
+    {
+        std::memcpy(aText, mDiagnostics->mLibraryVersion, sizeof mDiagnostics->mLibraryVersion);
+    }
+}
+
+unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
+{
+    std::lock_guard const lock(mMutex);
+    dropEnded();
+    if (!mEnvironment)
+    {
+        load();
+    }
+    if (std::optional<std::uint32_t> const result = mFaults.next(Call::initDiagEnv))
+    {
+        return *result;
+    }
+    if (!mEnvironment)
+    {
+        mEnvironment = std::make_shared<DiagnosticEnvironment>(*mDiagnostics);
+    }
+    std::size_t const boards = mDiagnostics->mBoards.size();
+    fillTable(*mDiagnostics, aTable, aTable == nullptr ? 0 : std::min<std::size_t>(boards, aCapacity));
+    return static_cast<unsigned int>(boards);
+}
+
+void DiagnosticSimulation::close()
+{
+    std::list<Environment> closed;
+    {
+        std::lock_guard const lock(mMutex);
+        loadFirst();
+        if (mEnvironment && mFaults.next(Call::freeDiagEnv))
+        {
+            return;
+        }
+        dropEnded();
+        if (mEnvironment)
+        {
+            closeEnvironment();
+            closed.push_back(mClosed.back());
+        }
+        // Other threads may be closing environments. A callback does not wait for them, because they may wait for it.
+        if (!EventSource::runsThisThread())
+        {
+            closed = mClosed;
+        }
+    }
+    for (Environment const& environment : closed)
+    {
+        environment->registrations().awaitCallbacks();
+    }
+}
+
+unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord)
+{
+    return answer({Call::getDrvInfo, aBoard, std::nullopt, aRecord != nullptr},
+                  [&](DiagnosticEnvironment& aEnvironment)
+                  {
+                      unsigned char* const record = cleared(aRecord, Records::sgDriverInfoSize);
+                      write(aEnvironment.diagnostics().mRecordVersion,
+                            record + Records::sgDriverInfoVersionPosition);
+                      write(aEnvironment.diagnostics().mFeatureList, record + Records::sgFeatureListPosition);
+                      return QZ_OK;
+                  });
+}
+
+unsigned int DiagnosticSimulation::linkInfo(unsigned int aBoard, void* aRecord)
+{
+    return answer({Call::getLinkInfo, aBoard, std::nullopt, aRecord != nullptr},
+                  [&](DiagnosticEnvironment& aEnvironment)
+                  {
+                      Board const& board = aEnvironment.diagnostics().mBoards[aBoard];
+                      unsigned char* const record = cleared(aRecord, Records::sgLinkInfoSize);
+                      write(board.mFirstWwn.wwn, record + Records::sgFirstWwnPosition);
+                      write(board.mSecondWwn.wwn, record + Records::sgSecondWwnPosition);
+                      return QZ_OK;
+                  });
+}
+
+unsigned int DiagnosticSimulation::registerPlain(unsigned int aBoard, unsigned int aCategory, void* aContext,
+                                                 unsigned int aSubcategory, PlainCallback aCallback)
+{
+    bool const isGood = aCallback != nullptr && isCategory(aCategory) && isCategory(aSubcategory);
+    auto const callback = [=](EventSeries const& aSeries, QZ_event* aEvent)
+    { aCallback(aBoard, aSeries.mCategory, aSeries.mSubcategory, aContext, aEvent); };
+    return answer(
+        {Call::registerForEvent, aBoard, std::nullopt, isGood},
+        [&](DiagnosticEnvironment& aEnvironment) {
+            return aEnvironment.add({aBoard, std::nullopt, aCategory, aSubcategory, callback}, nullptr);
+        });
+}
+
+unsigned int DiagnosticSimulation::unregisterPlain(unsigned int aBoard, unsigned int aCategory)
+{
+    return answer({Call::unregisterForEvent, aBoard, std::nullopt, isCategory(aCategory)},
+                  [&](DiagnosticEnvironment& aEnvironment)
+                  { return aEnvironment.registrations().removePlain(aBoard, aCategory); });
+}
+
+unsigned int DiagnosticSimulation::registerQuazor(unsigned int aBoard, HBA_WWN const& aPort,
+                                                  unsigned int aCategory, unsigned int aSubcategory,
+                                                  void* aContext, unsigned int* aId, QuazorCallback aCallback)
+{
+    bool const isGood =
+        aId != nullptr && aCallback != nullptr && isCategory(aCategory) && isCategory(aSubcategory);
+    auto const callback = [=](EventSeries const& aSeries, QZ_event* aEvent)
+    { aCallback(aBoard, aSeries.mPort, aSeries.mCategory, aSeries.mSubcategory, aContext, aEvent); };
+    return answer({Call::quazorRegisterForEvent, aBoard, aPort, isGood},
+                  [&](DiagnosticEnvironment& aEnvironment) {
+                      return aEnvironment.add({aBoard, aPort, aCategory, aSubcategory, callback}, aId);
+                  });
+}
+
+unsigned int DiagnosticSimulation::unregisterQuazor(unsigned int aBoard, HBA_WWN const& aPort,
+                                                    unsigned int aId)
+{
+    return answer({Call::quazorUnregisterForEvent, aBoard, aPort, true},
+                  [&](DiagnosticEnvironment& aEnvironment)
+                  { return aEnvironment.registrations().removeQuazor(aBoard, aPort, aId); });
+}
+
+void DiagnosticSimulation::end() noexcept
+{
+    std::list<Environment> closed;
+    {
+        std::lock_guard const lock(mMutex);
+        if (mEnvironment)
+        {
+            closeEnvironment();
+        }
+        closed.swap(mClosed);
+        mDiagnostics.reset();
+        mFaults = {};
+    }
+    closed.remove_if([](Environment const& aEnvironment) { return aEnvironment->join(); });
+    // Only the environment of the calling thread can be left: a callback that ends the process.
+    std::lock_guard const lock(mMutex);
+    mAbandoned.splice(mAbandoned.end(), closed);
+}
+
+void DiagnosticSimulation::beforeFork()
+{
+    mMutex.lock();
+    if (mEnvironment)
+    {
+        mEnvironment->beforeFork();
+    }
+}
+
+void DiagnosticSimulation::afterForkInParent()
+{
+    if (mEnvironment)
+    {
+        mEnvironment->afterForkInParent();
+    }
+    mMutex.unlock();
+}
+
+void DiagnosticSimulation::afterForkInChild()
+{
+    mAbandoned.splice(mAbandoned.end(), mClosed);
+    if (mEnvironment)
+    {
+        mEnvironment->afterForkInChild();
+        mAbandoned.push_back(std::exchange(mEnvironment, nullptr));
+    }
+    mMutex.unlock();
+}
+
+void DiagnosticSimulation::load()
+{
+    mDiagnostics.reset();
+    Scenario scenario = readScenarioOfEnvironment();
+    mFaults.schedule(scenario.mFaults, openStrikesOfEnvironment(scenario));
+    mDiagnostics = std::move(scenario.mDiagnostics);
+}
+
+void DiagnosticSimulation::loadFirst()
+{
+    if (!mDiagnostics)
+    {
+        load();
+    }
+}
+
+QZ_result DiagnosticSimulation::refusalOf(Request const& aRequest) const
+{
+    if (!mEnvironment)
+    {
+        return QZ_NO_ENVIRONMENT;
+    }
+    if (aRequest.mBoard >= mDiagnostics->mBoards.size())
+    {
+        return QZ_NO_BOARD;
+    }
+    if (aRequest.mPort && !hasPort(*mDiagnostics, aRequest.mBoard, *aRequest.mPort))
+    {
+        return QZ_NO_PORT;
+    }
+    return aRequest.mIsGood ? QZ_OK : QZ_BAD_ARGUMENT;
+}
+
+template <typename Action>
+unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aAction)
+{
+    Environment environment;
+    {
+        std::lock_guard const lock(mMutex);
+        loadFirst();
+        QZ_result const refusal = refusalOf(aRequest);
+        if (refusal != QZ_OK)
+        {
+            return refusal;
+        }
+        if (std::optional<std::uint32_t> const result =
+                mFaults.next(aRequest.mCall, std::to_string(aRequest.mBoard)))
+        {
+            return *result;
+        }
+        environment = mEnvironment;
+    }
+    // Without the lock: the action may wait for callbacks, and these may call the library.
+    return aAction(*environment);
+}
+
+void DiagnosticSimulation::closeEnvironment()
+{
+    mEnvironment->close();
+    mClosed.push_back(std::exchange(mEnvironment, nullptr));
+}
+
+void DiagnosticSimulation::dropEnded()
+{
+    mClosed.remove_if([](Environment const& aEnvironment)
+                      { return aEnvironment->hasEnded() && aEnvironment->join(); });
+}
+}  // namespace qzsim

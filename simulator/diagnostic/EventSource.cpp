@@ -1,0 +1,129 @@
+#include "simulator/diagnostic/EventSource.h"
+
+#include <climits>
+#include <cstddef>
+
+#include <signal.h>
+
+#include "simulator/include/QzEvent.h"
+
+namespace qzsim
+{
+namespace
+{
+// Static thread-local storage. Storage that is allocated on first use sometimes confuses the leak detection of the
+// address sanitizer, which then ends in a signal.
+[[gnu::tls_model("initial-exec")]] thread_local bool isSourceThread = false;
+
+/// Blocks all signals during its lifetime. A thread inherits the mask, so one created meanwhile receives none.
+class SignalBlock
+{
+public:
+    SignalBlock()
+    {
+        sigset_t all;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_SETMASK, &all, &mFormerMask);
+    }
+    ~SignalBlock() { ::pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr); }
+    SignalBlock(SignalBlock const&) = delete;
+    SignalBlock& operator=(SignalBlock const&) = delete;
+
+private:
+    sigset_t mFormerMask{};
+};
+
+/// Generates the payload of an event: its number in big-endian order, then bytes that count up.
+void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
+{
+    for (std::size_t index = 0; index < aPayload.size(); ++index)
+    {
+        aPayload[index] = static_cast<std::uint8_t>(
+            index < sizeof aNumber ? aNumber >> (CHAR_BIT * (sizeof aNumber - 1 - index)) : aNumber + index);
+    }
+}
+}  // namespace
+
+EventSource::EventSource(EventSeries const& aSeries, Registrations& aRegistrations)
+    : mSeries(aSeries),
+      mRegistrations(aRegistrations),
+      mPayload(mSeries.mGeneratedSize ? std::vector<std::uint8_t>(*mSeries.mGeneratedSize) : mSeries.mPayload)
+{
+}
+
+void EventSource::start()
+{
+    std::lock_guard const lock(mMutex);
+    if (!mIsStopped && !mThread.joinable())
+    {
+        SignalBlock const signals;
+        mThread = std::thread(&EventSource::run, this, Clock::now());
+    }
+}
+
+void EventSource::stop()
+{
+    std::lock_guard const lock(mMutex);
+    mIsStopped = true;
+    mStopped.notify_all();
+}
+
+bool EventSource::runsThisThread() { return isSourceThread; }
+
+bool EventSource::join()
+{
+    if (mThread.get_id() == std::this_thread::get_id())
+    {
+        return false;
+    }
+    if (mThread.joinable())
+    {
+        mThread.join();
+    }
+    return true;
+}
+
+void EventSource::run(Clock::time_point aStart)
+{
+    isSourceThread = true;
+    for (std::uint32_t number = 0; number < mSeries.mCount && waitUntil(due(number, aStart)); ++number)
+    {
+        send(number);
+    }
+    mHasEnded = true;
+}
+
+EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const
+{
+    std::chrono::nanoseconds constexpr second = std::chrono::seconds(1);
+    return aStart + std::chrono::milliseconds(mSeries.mStartMs) +
+           second * std::int64_t{aNumber} / mSeries.mRate;
+}
+
+bool EventSource::waitUntil(Clock::time_point aTime)
+{
+    // Without the lock when many events are due at once.
+    if (!mIsStopped && aTime > Clock::now())
+    {
+        std::unique_lock lock(mMutex);
+        mStopped.wait_until(lock, aTime, [this] { return mIsStopped.load(); });
+    }
+    return !mIsStopped;
+}
+
+void EventSource::send(std::uint32_t aNumber)
+{
+    Registrations::Audience const audience = mRegistrations.audienceOf(mSeries);
+    if (audience.isEmpty())
+    {
+        return;
+    }
+    if (mSeries.mGeneratedSize)
+    {
+        generate(aNumber, mPayload);
+    }
+    QZ_event const event{static_cast<unsigned int>(mPayload.size()),
+                         mPayload.empty() ? nullptr : mPayload.data()};
+    mRegistrations.deliver(audience, mSeries, event);
+}
+}  // namespace qzsim

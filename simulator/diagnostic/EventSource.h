@@ -1,0 +1,74 @@
+/// @file
+/// An event source sends the events of one series, each when it is due.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "simulator/diagnostic/Registrations.h"
+#include "simulator/scenario/Diagnostics.h"
+
+namespace qzsim
+{
+/// Runs its own thread from its start until all events are sent or it is stopped. The thread blocks all signals, so
+/// no signal handler of the program runs on it.
+class EventSource
+{
+public:
+    /// @param aSeries        must outlive the source
+    /// @param aRegistrations must outlive the source
+    EventSource(EventSeries const& aSeries, Registrations& aRegistrations);
+
+    EventSource(EventSource const&) = delete;
+    EventSource& operator=(EventSource const&) = delete;
+
+    EventSeries const& series() const { return mSeries; }
+
+    /// Starts the thread and the clock, unless the source was already started or stopped.
+    /// @throws std::system_error when a thread cannot be created
+    void start();
+
+    /// Makes the source send no more events. Does not wait.
+    void stop();
+
+    /// Call only for a stopped source.
+    /// @return whether its thread has ended or was never started
+    bool hasEnded() const { return mHasEnded || !mThread.joinable(); }
+
+    /// Waits until the thread of the stopped source has ended, unless that is the calling thread. Must succeed
+    /// before the source is destroyed.
+    /// @return whether the thread has ended
+    bool join();
+
+    /// @return whether the calling thread belongs to a source
+    static bool runsThisThread();
+
+    /// Stops the source in a forked child process, where its thread does not exist.
+    void abandon() { mIsStopped = true; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void run(Clock::time_point aStart);
+    Clock::time_point due(std::uint32_t aNumber, Clock::time_point aStart) const;
+
+    /// @return true at that time; false when the source was stopped before
+    bool waitUntil(Clock::time_point aTime);
+
+    void send(std::uint32_t aNumber);
+
+    EventSeries const& mSeries;
+    Registrations& mRegistrations;
+    std::vector<std::uint8_t> mPayload;
+    std::mutex mMutex;
+    std::condition_variable mStopped;
+    std::atomic<bool> mIsStopped = false;
+    std::atomic<bool> mHasEnded = false;
+    std::thread mThread;
+};
+}  // namespace qzsim

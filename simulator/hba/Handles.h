@@ -1,0 +1,33 @@
+/// @file
+/// Handles of open adapters.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <map>
+#include <optional>
+
+#include <hbaapi.h>
+
+namespace qzsim
+{
+/// Allocates a new handle for every open. Handles of an HBA library have 16 bits and are never 0. A closed handle is
+/// reused only after all others have been allocated.
+class Handles
+{
+public:
+    /// @return the new handle; 0 when all handles are open
+    HBA_HANDLE open(std::size_t aAdapter);
+
+    /// Closes the handle. Does nothing when it is not open.
+    void close(HBA_HANDLE aHandle);
+
+    /// @return the adapter of the open handle; nothing when the handle is not open
+    std::optional<std::size_t> adapterOf(HBA_HANDLE aHandle) const;
+
+private:
+    std::map<HBA_HANDLE, std::size_t> mAdapters;
+    std::uint16_t mLatest = 0;
+};
+}  // namespace qzsim

@@ -1,0 +1,286 @@
+#include "simulator/hba/HbaSimulation.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "simulator/hba/TargetMapping.h"
+#include "simulator/scenario/Scsi.h"
+#include "simulator/scenario/Wwn.h"
+
+namespace qzsim
+{
+namespace
+{
+template <typename Element>
+Element const* elementAt(std::vector<Element> const& aElements, std::size_t aIndex)
+{
+    return aIndex < aElements.size() ? &aElements[aIndex] : nullptr;
+}
+
+bool hasName(HBA_PORTATTRIBUTES const& aPort, HBA_WWN const& aName)
+{
+    return numberOf(aPort.PortWWN) == numberOf(aName);
+}
+
+RemotePort const* remotePortNamed(HBA_WWN const& aName, Adapter const& aAdapter)
+{
+    for (Port const& port : aAdapter.mPorts)
+    {
+        for (RemotePort const& remotePort : port.mRemotePorts)
+        {
+            if (hasName(remotePort.mAttributes, aName))
+            {
+                return &remotePort;
+            }
+        }
+    }
+    return nullptr;
+}
+
+HBA_PORTATTRIBUTES const* attributesOfPortNamed(HBA_WWN const& aName, Adapter const& aAdapter)
+{
+    for (Port const& port : aAdapter.mPorts)
+    {
+        if (hasName(port.mAttributes, aName))
+        {
+            return &port.mAttributes;
+        }
+    }
+    RemotePort const* const remotePort = remotePortNamed(aName, aAdapter);
+    return remotePort == nullptr ? nullptr : &remotePort->mAttributes;
+}
+
+bool isMissing(CallerMemory const& aMemory) { return aMemory.mStart == nullptr && aMemory.mSize != 0; }
+
+void fill(CallerMemory const& aMemory, std::vector<std::uint8_t> const& aContent)
+{
+    std::size_t const size = std::min(aMemory.mSize, aContent.size());
+    if (size != 0)
+    {
+        std::memcpy(aMemory.mStart, aContent.data(), size);
+    }
+}
+}  // namespace
+
+HBA_STATUS HbaSimulation::load(Scenario aScenario, Strikes aStrikes)
+{
+    std::lock_guard const lock(mMutex);
+    mLoaded.reset();
+    mFaults.schedule(aScenario.mFaults, std::move(aStrikes));
+    HBA_STATUS const status = fault(Call::loadLibrary);
+    if (status == HBA_STATUS_OK)
+    {
+        mLoaded = Loaded{std::move(aScenario), {}};
+    }
+    return status;
+}
+
+HBA_STATUS HbaSimulation::free()
+{
+    std::lock_guard const lock(mMutex);
+    HBA_STATUS const status = fault(Call::freeLibrary);
+    if (status == HBA_STATUS_OK)
+    {
+        mLoaded.reset();
+    }
+    return status;
+}
+
+HBA_UINT32 HbaSimulation::numberOfAdapters()
+{
+    std::lock_guard const lock(mMutex);
+    return mLoaded ? static_cast<HBA_UINT32>(mLoaded->mScenario.mAdapters.size()) : 0;
+}
+
+HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
+{
+    std::lock_guard const lock(mMutex);
+    if (!mLoaded)
+    {
+        return HBA_STATUS_ERROR;
+    }
+    if (aName == nullptr)
+    {
+        return HBA_STATUS_ERROR_ARG;
+    }
+    if (aIndex >= mLoaded->mScenario.mAdapters.size())
+    {
+        return HBA_STATUS_ERROR_ILLEGAL_INDEX;
+    }
+    std::string const& name = mLoaded->mScenario.mAdapters[aIndex].mName;
+    HBA_STATUS const status = fault(Call::getAdapterName, name);
+    if (status == HBA_STATUS_OK)
+    {
+        std::memcpy(aName, name.c_str(), name.size() + 1);
+    }
+    return status;
+}
+
+HBA_HANDLE HbaSimulation::openAdapter(char const* aName)
+{
+    std::lock_guard const lock(mMutex);
+    if (!mLoaded || aName == nullptr)
+    {
+        return HBA_HANDLE_INVALID;
+    }
+    std::vector<Adapter> const& adapters = mLoaded->mScenario.mAdapters;
+    auto const found = std::find_if(adapters.begin(), adapters.end(),
+                                    [aName](Adapter const& aAdapter) { return aAdapter.mName == aName; });
+    if (found == adapters.end() || fault(Call::openAdapter, found->mName) != HBA_STATUS_OK)
+    {
+        return HBA_HANDLE_INVALID;
+    }
+    return mLoaded->mHandles.open(static_cast<std::size_t>(found - adapters.begin()));
+}
+
+void HbaSimulation::closeAdapter(HBA_HANDLE aHandle)
+{
+    std::lock_guard const lock(mMutex);
+    if (mLoaded)
+    {
+        mLoaded->mHandles.close(aHandle);
+    }
+}
+
+HBA_STATUS HbaSimulation::adapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)
+{
+    return copyRecord(
+        Call::getAdapterAttributes, aHandle, aAttributes,
+        [](Adapter const& aAdapter) { return &aAdapter.mAttributes; }, HBA_STATUS_ERROR);
+}
+
+HBA_STATUS HbaSimulation::portAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
+                                         HBA_PORTATTRIBUTES* aAttributes)
+{
+    return copyRecord(
+        Call::getAdapterPortAttributes, aHandle, aAttributes,
+        [=](Adapter const& aAdapter)
+        {
+            Port const* const port = elementAt(aAdapter.mPorts, aPort);
+            return port == nullptr ? nullptr : &port->mAttributes;
+        },
+        HBA_STATUS_ERROR_ILLEGAL_INDEX);
+}
+
+HBA_STATUS HbaSimulation::discoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
+                                                   HBA_UINT32 aDiscoveredPort,
+                                                   HBA_PORTATTRIBUTES* aAttributes)
+{
+    return copyRecord(
+        Call::getDiscoveredPortAttributes, aHandle, aAttributes,
+        [=](Adapter const& aAdapter)
+        {
+            Port const* const port = elementAt(aAdapter.mPorts, aPort);
+            RemotePort const* const remotePort =
+                port == nullptr ? nullptr : elementAt(port->mRemotePorts, aDiscoveredPort);
+            return remotePort == nullptr ? nullptr : &remotePort->mAttributes;
+        },
+        HBA_STATUS_ERROR_ILLEGAL_INDEX);
+}
+
+HBA_STATUS HbaSimulation::portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const& aName,
+                                              HBA_PORTATTRIBUTES* aAttributes)
+{
+    return copyRecord(
+        Call::getPortAttributesByWwn, aHandle, aAttributes,
+        [&aName](Adapter const& aAdapter) { return attributesOfPortNamed(aName, aAdapter); },
+        HBA_STATUS_ERROR_ILLEGAL_WWN);
+}
+
+HBA_STATUS HbaSimulation::targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
+{
+    return withAdapter(aHandle, aMapping != nullptr,
+                       [&](Adapter const& aAdapter)
+                       {
+                           HBA_STATUS const status = fault(Call::getFcpTargetMapping, aAdapter.mName);
+                           if (status == HBA_STATUS_ERROR_MORE_DATA)
+                           {
+                               aMapping->NumberOfEntries =
+                                   static_cast<HBA_UINT32>(numberOfMappings(aAdapter));
+                           }
+                           return status == HBA_STATUS_OK ? fillTargetMapping(aAdapter, *aMapping) : status;
+                       });
+}
+
+HBA_STATUS HbaSimulation::reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, CallerMemory aResponse,
+                                     CallerMemory aSense)
+{
+    return withAdapter(aHandle, !isMissing(aResponse) && !isMissing(aSense),
+                       [&](Adapter const& aAdapter) -> HBA_STATUS
+                       {
+                           RemotePort const* const port = remotePortNamed(aPort, aAdapter);
+                           if (port == nullptr)
+                           {
+                               return HBA_STATUS_ERROR_ILLEGAL_WWN;
+                           }
+                           if (port->mRole != Role::target)
+                           {
+                               return HBA_STATUS_ERROR_NOT_A_TARGET;
+                           }
+                           HBA_STATUS const status =
+                               fault(Call::sendReportLuns, aAdapter.mName, textOf(aPort));
+                           if (status == HBA_STATUS_OK)
+                           {
+                               fill(aResponse, reportLunsResponse(*port));
+                           }
+                           else if (status == HBA_STATUS_SCSI_CHECK_CONDITION)
+                           {
+                               fill(aSense, unitAttention());
+                           }
+                           return status;
+                       });
+}
+
+HBA_STATUS HbaSimulation::fault(Call aCall, std::string const& aAdapter, std::string const& aPort)
+{
+    return mFaults.next(aCall, aAdapter, aPort).value_or(HBA_STATUS_OK);
+}
+
+Adapter const* HbaSimulation::adapterOf(HBA_HANDLE aHandle) const
+{
+    if (!mLoaded)
+    {
+        return nullptr;
+    }
+    std::optional<std::size_t> const index = mLoaded->mHandles.adapterOf(aHandle);
+    return index ? &mLoaded->mScenario.mAdapters[*index] : nullptr;
+}
+
+template <typename Action>
+HBA_STATUS HbaSimulation::withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action aAction)
+{
+    std::lock_guard const lock(mMutex);
+    Adapter const* const adapter = adapterOf(aHandle);
+    if (adapter == nullptr)
+    {
+        return HBA_STATUS_ERROR_INVALID_HANDLE;
+    }
+    return aIsGood ? aAction(*adapter) : HBA_STATUS_ERROR_ARG;
+}
+
+template <typename Record, typename Find>
+HBA_STATUS HbaSimulation::copyRecord(Call aCall, HBA_HANDLE aHandle, Record* aRecord, Find aFind,
+                                     HBA_STATUS aMissing)
+{
+    return withAdapter(aHandle, aRecord != nullptr,
+                       [&](Adapter const& aAdapter)
+                       {
+                           Record const* const record = aFind(aAdapter);
+                           if (record == nullptr)
+                           {
+                               return aMissing;
+                           }
+                           HBA_STATUS const status = fault(aCall, aAdapter.mName);
+                           if (status == HBA_STATUS_OK)
+                           {
+                               *aRecord = *record;
+                           }
+                           return status;
+                       });
+}
+}  // namespace qzsim

@@ -1,0 +1,137 @@
+// The HBA library: C entry points, and their registration with the common library of the HBA API.
+#include <ctime>
+#include <utility>
+
+#include <hbaapi.h>
+#include <vendorhbaapi.h>
+
+#include "simulator/control/Environment.h"
+#include "simulator/control/Strikes.h"
+#include "simulator/hba/HbaSimulation.h"
+#include "simulator/library/EntryPoint.h"
+#include "simulator/scenario/Scenario.h"
+
+namespace
+{
+qzsim::HbaSimulation& simulation()
+{
+    static qzsim::HbaSimulation instance;
+    return instance;
+}
+
+/// Calls a method that returns a status.
+template <typename... Parameters, typename... Arguments>
+HBA_STATUS statusOf(HBA_STATUS (qzsim::HbaSimulation::*aMethod)(Parameters...), Arguments... aArguments)
+{
+    return qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
+                                       [=] { return (simulation().*aMethod)(aArguments...); });
+}
+
+HBA_UINT32 getVersion() { return HBA_LIBVERSION; }
+
+HBA_STATUS loadLibrary()
+{
+    return qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
+                                       []
+                                       {
+                                           qzsim::Scenario scenario = qzsim::readScenarioOfEnvironment();
+                                           qzsim::Strikes strikes = qzsim::openStrikesOfEnvironment(scenario);
+                                           return simulation().load(std::move(scenario), std::move(strikes));
+                                       });
+}
+
+HBA_STATUS freeLibrary() { return statusOf(&qzsim::HbaSimulation::free); }
+
+HBA_UINT32 getNumberOfAdapters()
+{
+    return qzsim::answerOf<HBA_UINT32>(0, [] { return simulation().numberOfAdapters(); });
+}
+
+HBA_STATUS getAdapterName(HBA_UINT32 aIndex, char* aName)
+{
+    return statusOf(&qzsim::HbaSimulation::adapterName, aIndex, aName);
+}
+
+HBA_HANDLE openAdapter(char* aName)
+{
+    return qzsim::answerOf<HBA_HANDLE>(HBA_HANDLE_INVALID, [=] { return simulation().openAdapter(aName); });
+}
+
+void closeAdapter(HBA_HANDLE aHandle)
+{
+    qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
+                                [=]
+                                {
+                                    simulation().closeAdapter(aHandle);
+                                    return HBA_STATUS_OK;
+                                });
+}
+
+HBA_STATUS getAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)
+{
+    return statusOf(&qzsim::HbaSimulation::adapterAttributes, aHandle, aAttributes);
+}
+
+HBA_STATUS getAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTATTRIBUTES* aAttributes)
+{
+    return statusOf(&qzsim::HbaSimulation::portAttributes, aHandle, aPort, aAttributes);
+}
+
+HBA_STATUS getDiscoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aDiscoveredPort,
+                                       HBA_PORTATTRIBUTES* aAttributes)
+{
+    return statusOf(&qzsim::HbaSimulation::discoveredPortAttributes, aHandle, aPort, aDiscoveredPort,
+                    aAttributes);
+}
+
+HBA_STATUS getPortAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN aName, HBA_PORTATTRIBUTES* aAttributes)
+{
+    return statusOf(&qzsim::HbaSimulation::portAttributesByWwn, aHandle, aName, aAttributes);
+}
+
+HBA_STATUS getFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
+{
+    return statusOf(&qzsim::HbaSimulation::targetMapping, aHandle, aMapping);
+}
+
+HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aPort, void* aResponse, HBA_UINT32 aResponseSize,
+                          void* aSense, HBA_UINT32 aSenseSize)
+{
+    return statusOf(&qzsim::HbaSimulation::reportLuns, aHandle, aPort,
+                    qzsim::CallerMemory{aResponse, aResponseSize}, qzsim::CallerMemory{aSense, aSenseSize});
+}
+
+// A loaded scenario does not change, so there is nothing to refresh.
+void refreshInformation(HBA_HANDLE) {}
+
+/// Fills either version of the entry table. For a null entry the common library returns
+/// HBA_STATUS_ERROR_NOT_SUPPORTED.
+template <typename Table>
+HBA_STATUS fillTable(Table* aTable)
+{
+    if (aTable == nullptr)
+    {
+        return HBA_STATUS_ERROR_ARG;
+    }
+    *aTable = Table{};
+    aTable->GetVersionHandler = getVersion;
+    aTable->LoadLibraryHandler = loadLibrary;
+    aTable->FreeLibraryHandler = freeLibrary;
+    aTable->GetNumberOfAdaptersHandler = getNumberOfAdapters;
+    aTable->GetAdapterNameHandler = getAdapterName;
+    aTable->OpenAdapterHandler = openAdapter;
+    aTable->CloseAdapterHandler = closeAdapter;
+    aTable->GetAdapterAttributesHandler = getAdapterAttributes;
+    aTable->GetAdapterPortAttributesHandler = getAdapterPortAttributes;
+    aTable->GetDiscoveredPortAttributesHandler = getDiscoveredPortAttributes;
+    aTable->GetPortAttributesByWWNHandler = getPortAttributesByWwn;
+    aTable->RefreshInformationHandler = refreshInformation;
+    aTable->GetFcpTargetMappingHandler = getFcpTargetMapping;
+    aTable->ReportLUNsHandler = sendReportLuns;
+    return HBA_STATUS_OK;
+}
+}  // namespace
+
+extern "C" HBA_STATUS HBA_RegisterLibrary(HBA_ENTRYPOINTS* aTable) { return fillTable(aTable); }
+
+extern "C" HBA_STATUS HBA_RegisterLibraryV2(HBA_ENTRYPOINTSV2* aTable) { return fillTable(aTable); }

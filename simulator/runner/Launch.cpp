@@ -1,0 +1,177 @@
+#include "simulator/runner/Launch.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <initializer_list>
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "simulator/control/Environment.h"
+
+namespace fs = std::filesystem;
+
+namespace qzsim
+{
+namespace
+{
+constexpr char const* libraryName = "libqzsim.so";
+constexpr char const* preloadVariable = "LD_PRELOAD";
+
+// The dynamic linker splits LD_PRELOAD at spaces and colons and expands names after a dollar sign. The common library
+// splits the lines of its configuration at white space.
+constexpr char const* unfitForPreload = " \t\n:$";
+
+// The common library rejects longer paths.
+constexpr std::size_t longestLibraryPath = 255;
+
+// Shells add the signal number to this for a program that a signal ended.
+constexpr int shellStatusOfSignals = 128;
+
+void setVariable(char const* aName, std::string const& aValue) { ::setenv(aName, aValue.c_str(), 1); }
+
+[[noreturn]] void refuseLibrary(std::string const& aLibrary, std::string const& aReason)
+{
+    throw LaunchError(fmt::format("the library \"{}\" cannot be preloaded: {}", aLibrary, aReason));
+}
+
+void checkPath(std::string const& aLibrary)
+{
+    if (aLibrary.find_first_of(unfitForPreload) != std::string::npos)
+    {
+        refuseLibrary(aLibrary, "its path must not contain white space, colons or dollar signs");
+    }
+    if (aLibrary.size() > longestLibraryPath)
+    {
+        refuseLibrary(aLibrary, fmt::format("its path must not be longer than {} bytes", longestLibraryPath));
+    }
+}
+
+void checkKind(std::string const& aLibrary)
+{
+    void* const library = ::dlopen(aLibrary.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    if (library == nullptr)
+    {
+        refuseLibrary(aLibrary, ::dlerror());
+    }
+    bool const isHbaLibrary = ::dlsym(library, "HBA_RegisterLibrary") != nullptr;
+    ::dlclose(library);
+    if (!isHbaLibrary)
+    {
+        refuseLibrary(aLibrary, "it does not export HBA_RegisterLibrary");
+    }
+}
+
+std::vector<char*> argumentsOf(std::vector<std::string>& aCommand)
+{
+    std::vector<char*> arguments;
+    for (std::string& argument : aCommand)
+    {
+        arguments.push_back(argument.data());
+    }
+    arguments.push_back(nullptr);
+    return arguments;
+}
+
+sigset_t setOf(std::initializer_list<int> aSignals)
+{
+    sigset_t set;
+    ::sigemptyset(&set);
+    for (int const signal : aSignals)
+    {
+        ::sigaddset(&set, signal);
+    }
+    return set;
+}
+
+/// Blocks the signals with which terminals and shells end programs.
+/// @return the previous mask
+sigset_t blockEndingSignals()
+{
+    sigset_t const set = setOf({SIGHUP, SIGINT, SIGQUIT, SIGTERM});
+    sigset_t formerMask;
+    ::sigprocmask(SIG_BLOCK, &set, &formerMask);
+    return formerMask;
+}
+}  // namespace
+
+fs::path findLibrary()
+{
+    fs::path const directory = fs::read_symlink("/proc/self/exe").parent_path();
+    std::string tried;
+    for (char const* const candidate : {".", "../lib", QZSIM_INSTALLED_LIBRARY_DIR})
+    {
+        fs::path library = (directory / candidate / libraryName).lexically_normal();
+        if (fs::is_regular_file(library))
+        {
+            return library;
+        }
+        tried += "\n  " + library.string();
+    }
+    throw LaunchError(
+        fmt::format("cannot find {}; specify its path with --library. Searched:{}", libraryName, tried));
+}
+
+void injectLibrary(fs::path const& aLibrary, fs::path const& aScenario, std::string const& aStrikes)
+{
+    std::string const library = fs::absolute(aLibrary);
+    checkPath(library);
+    checkKind(library);
+    char const* const present = environment(preloadVariable);
+    setVariable(preloadVariable, present == nullptr ? library : library + ':' + present);
+    setVariable(scenarioVariable, fs::absolute(aScenario));
+    setVariable(strikesVariable, aStrikes);
+}
+
+int becomeProgram(std::vector<std::string> aCommand)
+{
+    std::vector<char*> const arguments = argumentsOf(aCommand);
+    ::execvp(arguments.front(), arguments.data());
+    return errno;
+}
+
+Outcome runProgram(std::vector<std::string> aCommand)
+{
+    sigset_t const formerMask = blockEndingSignals();
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawnattr_setsigmask(&attributes, &formerMask);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    std::vector<char*> const arguments = argumentsOf(aCommand);
+    pid_t process = 0;
+    Outcome outcome{0, 0};
+    outcome.mError =
+        ::posix_spawnp(&process, arguments.front(), nullptr, &attributes, arguments.data(), environ);
+    ::posix_spawnattr_destroy(&attributes);
+    if (outcome.mError == 0)
+    {
+        while (::waitpid(process, &outcome.mStatus, 0) < 0 && errno == EINTR)
+        {
+        }
+    }
+    return outcome;
+}
+
+int endLike(Outcome const& aOutcome)
+{
+    if (WIFEXITED(aOutcome.mStatus))
+    {
+        return WEXITSTATUS(aOutcome.mStatus);
+    }
+    // Our core dump must not overwrite that of the program.
+    rlimit const nothing{0, 0};
+    ::setrlimit(RLIMIT_CORE, &nothing);
+    int const signal = WTERMSIG(aOutcome.mStatus);
+    ::signal(signal, SIG_DFL);
+    sigset_t const set = setOf({signal});
+    ::sigprocmask(SIG_UNBLOCK, &set, nullptr);
+    ::raise(signal);
+    return shellStatusOfSignals + signal;
+}
+}  // namespace qzsim

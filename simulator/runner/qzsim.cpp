@@ -1,0 +1,218 @@
+// Runs a program with simulated adapters instead of the adapters of the host.
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "simulator/control/Strikes.h"
+#include "simulator/runner/Launch.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/ScenarioReader.h"
+
+namespace fs = std::filesystem;
+
+namespace
+{
+enum ExitStatus
+{
+    good = 0,
+    misused = 2,
+    faultsLeft = 3,
+    notExecutable = 126,
+    notFound = 127
+};
+
+constexpr char const* description =
+    "Runs PROGRAM with simulated Fibre Channel adapters instead of the adapters of the host. PROGRAM needs "
+    "no\n"
+    "change: the common library of the HBA API finds the adapters that the scenario FILE describes, and a\n"
+    "program that opens /usr/lib/libvqm.so finds the boards of the scenario and their events.\n";
+
+constexpr char const* footer = R"(Example:
+  $ cat two.toml
+  [[adapter]]
+  name = "example-fc-0"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:01"
+  [[adapter.port.remote]]    # a target with the LUNs 0 to 7
+  port_wwn = "50:00:00:00:ab:00:00:01"
+  luns = 8
+  [[adapter]]
+  name = "example-fc-1"
+  [[fault]]                  # the second HBA_OpenAdapter fails
+  call = "HBA_OpenAdapter"
+  nth = 2
+  status = "HBA_STATUS_ERROR_BUSY"
+  $ qzsim --check --scenario two.toml
+  $ qzsim --scenario two.toml qzagent adapters
+  $ qzsim --verify --scenario two.toml qzagent adapters
+
+The exit status is PROGRAM's; or 2 when the scenario or the command line is invalid, 3 when --verify reports a
+fault and PROGRAM's is 0, 126 when PROGRAM cannot be executed, 127 when it does not exist.)";
+
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    std::string make_usage(CLI::App const*, std::string) const override
+    {
+        return "Usage: qzsim --scenario FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
+               "       qzsim --scenario FILE --check\n";
+    }
+};
+
+struct Options
+{
+    std::string mScenario;
+    std::optional<std::string> mLibrary;
+    bool mCheckOnly = false;
+    bool mVerify = false;
+    std::vector<std::string> mCommand;
+};
+
+std::string refuseEmpty(std::string const& aPath) { return aPath.empty() ? "a path is expected" : ""; }
+
+/// @return PROGRAM and its arguments: everything from the first argument that is not an option
+std::vector<std::string> commandIn(CLI::App const& aParser)
+{
+    std::vector<std::string> command = aParser.remaining();
+    if (!command.empty() && command.front() == "--")
+    {
+        command.erase(command.begin());
+    }
+    else if (!command.empty() && command.front().rfind('-', 0) == 0)
+    {
+        throw CLI::ExtrasError({command.front()});
+    }
+    return command;
+}
+
+void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
+{
+    aParser.formatter(std::make_shared<HelpFormatter>());
+    aParser.footer(footer);
+    aParser.prefix_command();
+    aParser.set_version_flag("--version", "qzsim " QZSIM_VERSION);
+    aParser.add_option("--scenario", aOptions.mScenario, "Describes the adapters")
+        ->type_name("FILE")
+        ->check(refuseEmpty)
+        ->required();
+    aParser.add_flag("--check", aOptions.mCheckOnly, "Only check the scenario and print its contents");
+    aParser.add_flag("--verify", aOptions.mVerify,
+                     "Report at the end each fault of the scenario that did not strike");
+    aParser
+        .add_option("--library", aOptions.mLibrary,
+                    "Use this libqzsim.so instead of the one installed with qzsim")
+        ->type_name("PATH")
+        ->check(refuseEmpty);
+    aParser.parse(aCount, aArguments);
+
+    aOptions.mCommand = commandIn(aParser);
+    if (aOptions.mCheckOnly && !aOptions.mCommand.empty())
+    {
+        throw CLI::ValidationError(
+            "--check", fmt::format("runs no program, but \"{}\" is given", aOptions.mCommand.front()));
+    }
+    if (aOptions.mCheckOnly && aOptions.mVerify)
+    {
+        throw CLI::ValidationError("--verify", "needs a program to run, and --check runs none");
+    }
+    if (!aOptions.mCheckOnly && aOptions.mCommand.empty())
+    {
+        throw CLI::RequiredError("PROGRAM");
+    }
+}
+
+int refuseProgram(std::string const& aProgram, int aError)
+{
+    fmt::print(stderr, "qzsim: cannot run \"{}\": {}\n", aProgram, std::generic_category().message(aError));
+    return aError == ENOENT ? notFound : notExecutable;
+}
+
+int run(Options const& aOptions, fs::path const& aLibrary)
+{
+    qzsim::injectLibrary(aLibrary, aOptions.mScenario);
+    return refuseProgram(aOptions.mCommand.front(), qzsim::becomeProgram(aOptions.mCommand));
+}
+
+/// Reports the faults that have not struck as often as they should.
+/// @return whether there are any
+bool reportFaultsLeft(qzsim::Scenario const& aScenario, qzsim::Strikes const& aStrikes)
+{
+    bool isAnyLeft = false;
+    for (std::size_t index = 0; index < aScenario.mFaults.size(); ++index)
+    {
+        qzsim::Fault const& fault = aScenario.mFaults[index];
+        std::uint32_t const strikes = aStrikes.of(index);
+        if (strikes < strikesIn(fault))
+        {
+            fmt::print(stderr, "qzsim: {}: the fault struck {} of {} times: {}\n", fault.mPlace, strikes,
+                       strikesIn(fault), summaryOf(fault));
+            isAnyLeft = true;
+        }
+    }
+    return isAnyLeft;
+}
+
+int runAndVerify(Options const& aOptions, fs::path const& aLibrary, qzsim::Scenario const& aScenario)
+{
+    std::size_t const faults = aScenario.mFaults.size();
+    std::optional<qzsim::StrikesFile> file(faults);
+    qzsim::Strikes const strikes(file->path(), faults);
+    qzsim::injectLibrary(aLibrary, aOptions.mScenario, file->path());
+    qzsim::Outcome const outcome = qzsim::runProgram(aOptions.mCommand);
+    file.reset();  // now, because a signal may end this process below
+    if (outcome.mError != 0)
+    {
+        return refuseProgram(aOptions.mCommand.front(), outcome.mError);
+    }
+    bool const areFaultsLeft = reportFaultsLeft(aScenario, strikes);
+    int const status = endLike(outcome);
+    return areFaultsLeft && status == good ? faultsLeft : status;
+}
+
+int checkAndRun(Options const& aOptions)
+{
+    qzsim::Scenario const scenario = qzsim::readScenario(aOptions.mScenario);
+    if (aOptions.mCheckOnly)
+    {
+        fmt::print("{}", summaryOf(scenario));
+        return good;
+    }
+    fs::path const library = aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary();
+    return aOptions.mVerify ? runAndVerify(aOptions, library, scenario) : run(aOptions, library);
+}
+}  // namespace
+
+int main(int aCount, char** aArguments)
+{
+    CLI::App parser(description, "qzsim");
+    try
+    {
+        Options options;
+        parse(parser, options, aCount, aArguments);
+        return checkAndRun(options);
+    }
+    catch (CLI::Success const& request)  // --help and --version
+    {
+        return parser.exit(request);
+    }
+    catch (CLI::ParseError const& error)
+    {
+        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", error.what());
+    }
+    catch (std::exception const& error)
+    {
+        fmt::print(stderr, "qzsim: {}\n", error.what());
+    }
+    return misused;
+}

@@ -1,0 +1,207 @@
+#include "simulator/scenario/DiagnosticsReader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "simulator/scenario/ScenarioError.h"
+#include "simulator/scenario/TableReader.h"
+#include "simulator/scenario/ValueReader.h"
+#include "simulator/scenario/Wwn.h"
+
+namespace qzsim
+{
+namespace
+{
+constexpr std::uint32_t highestCategory = 0xfe;  // 0xff is the wildcard
+constexpr std::uint32_t largestPayload = 1U << 20U;
+constexpr std::uint32_t highestRate = 100000;
+constexpr std::uint32_t usualRate = 1000;
+
+/// Parses a number such as "0x8000000000000100".
+std::optional<std::uint64_t> hexNumberIn(std::string_view aText)
+{
+    constexpr std::string_view prefix = "0x";
+    std::uint64_t number = 0;
+    if (aText.substr(0, prefix.size()) != prefix)
+    {
+        return std::nullopt;
+    }
+    char const* const end = aText.data() + aText.size();
+    auto const result = std::from_chars(aText.data() + prefix.size(), end, number, hexadecimal);
+    return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
+}
+
+void skipBlanks(std::string_view& aText)
+{
+    aText.remove_prefix(std::min(aText.find_first_not_of(' '), aText.size()));
+}
+
+/// Parses bytes such as "01 02 ff". The blanks are optional.
+std::optional<std::vector<std::uint8_t>> bytesIn(std::string_view aText)
+{
+    constexpr std::size_t lengthOfPair = 2;
+    std::vector<std::uint8_t> bytes;
+    for (skipBlanks(aText); !aText.empty(); skipBlanks(aText))
+    {
+        std::string_view const pair = aText.substr(0, lengthOfPair);
+        std::uint8_t byte = 0;
+        if (std::from_chars(pair.data(), pair.data() + pair.size(), byte, hexadecimal).ptr !=
+                pair.data() + lengthOfPair ||
+            bytes.size() == largestPayload)
+        {
+            return std::nullopt;
+        }
+        bytes.push_back(byte);
+        aText.remove_prefix(lengthOfPair);
+    }
+    return bytes;
+}
+
+// Each of these functions reads a value into one field of the record.
+
+template <auto field, typename Record>
+void text(TomlValue const& aValue, Record& aRecord)
+{
+    std::fill(std::begin(aRecord.*field), std::end(aRecord.*field), '\0');
+    readText(aValue, aRecord.*field, sizeof(aRecord.*field));
+}
+
+template <auto field, typename Record>
+void wwn(TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.*field = readWwn(aValue);
+}
+
+template <auto field, std::uint32_t lowest, std::uint32_t highest, typename Record>
+void number(TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.*field = readNumber(aValue, lowest, highest);
+}
+
+void readRecordVersion(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    constexpr std::uint32_t highest = std::numeric_limits<std::uint8_t>::max();
+    aDiagnostics.mRecordVersion = static_cast<std::uint8_t>(readNumber(aValue, 0, highest));
+}
+
+void readFeatureList(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    constexpr std::string_view expected =
+        "a number from 0 to 0x7fffffffffffffff, or a string of up to 16 hexadecimal digits such "
+        "as \"0x8000000000000100\"";
+    if (aValue.is<TomlValue::Text>())
+    {
+        aDiagnostics.mFeatureList = readFound(aValue, hexNumberIn, expected);
+        return;
+    }
+    auto const number = aValue.as<TomlValue::Number>(expected);
+    if (number < 0)
+    {
+        aValue.refuse(expected);
+    }
+    aDiagnostics.mFeatureList = static_cast<std::uint64_t>(number);
+}
+
+constexpr Key<Board> boardKeys[] = {
+    {"first_wwn", Presence::required, wwn<&Board::mFirstWwn>},
+    {"second_wwn", Presence::required, wwn<&Board::mSecondWwn>},
+};
+
+void readBoards(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    std::set<std::uint64_t> names;
+    readTables(aValue, "[[diagnostics.board]]", boardKeys, Board{},
+               [&](TomlValue const& aTable, Board const& aBoard)
+               {
+                   if (!names.insert(numberOf(aBoard.mSecondWwn)).second)
+                   {
+                       aTable.find("second_wwn")->refuse("a second_wwn that no other board has");
+                   }
+                   if (aDiagnostics.mBoards.size() == QZCLibvqmRecords::sgDiagEnvCapacity)
+                   {
+                       throw ScenarioError(
+                           fmt::format("{}: expected at most {} tables [[diagnostics.board]], found more",
+                                       aTable.place(), QZCLibvqmRecords::sgDiagEnvCapacity));
+                   }
+                   aDiagnostics.mBoards.push_back(aBoard);
+               });
+}
+
+void readPayload(TomlValue const& aValue, EventSeries& aSeries)
+{
+    aSeries.mPayload = readFound(
+        aValue, bytesIn, fmt::format("at most {} bytes in hexadecimal such as \"01 02 ff\"", largestPayload));
+}
+
+void readSize(TomlValue const& aValue, EventSeries& aSeries)
+{
+    aSeries.mGeneratedSize = readNumber(aValue, 0, largestPayload);
+}
+
+constexpr Key<EventSeries> eventKeys[] = {
+    {"board", Presence::required, number<&EventSeries::mBoard, 0, highestNumber>},
+    {"port_wwn", Presence::optional, wwn<&EventSeries::mPort>},
+    {"category", Presence::required, number<&EventSeries::mCategory, 0, highestCategory>},
+    {"subcategory", Presence::required, number<&EventSeries::mSubcategory, 0, highestCategory>},
+    {"payload", Presence::optional, readPayload},
+    {"size", Presence::optional, readSize},
+    {"at_ms", Presence::optional, number<&EventSeries::mStartMs, 0, highestNumber>},
+    {"rate", Presence::optional, number<&EventSeries::mRate, 1, highestRate>},
+    {"count", Presence::optional, number<&EventSeries::mCount, 1, highestNumber>},
+};
+
+void readEvents(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    EventSeries usual{};
+    usual.mRate = usualRate;
+    usual.mCount = 1;
+    readTables(aValue, "[[diagnostics.event]]", eventKeys, usual,
+               [&](TomlValue const& aTable, EventSeries aSeries)
+               {
+                   if (aSeries.mBoard >= aDiagnostics.mBoards.size())
+                   {
+                       aTable.find("board")->refuse("the number of a board of this scenario");
+                   }
+                   if (aTable.find("payload") != nullptr && aTable.find("size") != nullptr)
+                   {
+                       aTable.find("size")->refuse("no key \"size\" beside the key \"payload\"");
+                   }
+                   if (aTable.find("port_wwn") == nullptr)
+                   {
+                       aSeries.mPort = aDiagnostics.mBoards[aSeries.mBoard].mSecondWwn;
+                   }
+                   aDiagnostics.mEvents.push_back(std::move(aSeries));
+               });
+}
+
+// "event" comes last: events refer to boards.
+constexpr Key<Diagnostics> diagnosticsKeys[] = {
+    {"library_version", Presence::optional, text<&Diagnostics::mLibraryVersion>},
+    {"driver_version", Presence::optional, text<&Diagnostics::mDriverVersion>},
+    {"record_version", Presence::optional, readRecordVersion},
+    {"feature_list", Presence::optional, readFeatureList},
+    {"board", Presence::optional, readBoards},
+    {"event", Presence::optional, readEvents},
+};
+}  // namespace
+
+Diagnostics readDiagnostics(TomlValue const& aTable)
+{
+    Diagnostics diagnostics;
+    readTable(aTable, "[diagnostics]", diagnosticsKeys, diagnostics);
+    return diagnostics;
+}
+}  // namespace qzsim

@@ -1,0 +1,88 @@
+/// @file
+/// The content of a scenario: the simulated adapters and boards, and the calls that fail.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <hbaapi.h>
+
+#include "simulator/scenario/Calls.h"
+#include "simulator/scenario/Diagnostics.h"
+
+namespace qzsim
+{
+enum class Role
+{
+    target,
+    initiator
+};
+
+/// How a target encodes a LUN in the eight bytes of a SCSI LUN field.
+enum class LunAddressing
+{
+    automatic,  ///< peripheral device addressing up to LUN 255, flat space addressing above
+    flat        ///< flat space addressing for every LUN
+};
+
+/// A port that a port of the adapter has discovered.
+struct RemotePort
+{
+    HBA_PORTATTRIBUTES mAttributes;
+    Role mRole;
+    LunAddressing mLunAddressing;
+    std::vector<std::uint16_t> mLuns;
+};
+
+struct Port
+{
+    HBA_PORTATTRIBUTES mAttributes;
+    std::vector<RemotePort> mRemotePorts;
+};
+
+/// The attributes of adapters and ports are complete HBA API records, which the calls copy as they are.
+struct Adapter
+{
+    std::string mName;
+    HBA_ADAPTERATTRIBUTES mAttributes;
+    std::vector<Port> mPorts;
+};
+
+/// Value of Fault::mLast for a fault without an end: every call from mFirst on fails.
+constexpr std::uint32_t endless = std::numeric_limits<std::uint32_t>::max();
+
+/// Calls that fail: they return what the scenario specifies.
+struct Fault
+{
+    Call mCall;
+    std::string mDevice;  ///< name of an adapter or number of a board: only its calls count; empty: all calls
+    std::string mPort;    ///< name of a remote port: only its calls count; empty: all calls
+    std::uint32_t mFirst;   ///< first call that fails, counted from 1
+    std::uint32_t mLast;    ///< last call that fails
+    std::uint32_t mAnswer;  ///< status of the HBA API, or result of the diagnostic library
+    std::string mPlace;     ///< position in the file, "file:line:column"
+};
+
+struct Scenario
+{
+    std::vector<Adapter> mAdapters;
+    Diagnostics mDiagnostics;
+    std::vector<Fault> mFaults;
+};
+
+/// @return the number of target mappings of an adapter: one per LUN of each target
+std::size_t numberOfMappings(Adapter const& aAdapter);
+
+/// @return how often the fault must strike to count as complete: once if it has no end
+std::uint32_t strikesIn(Fault const& aFault);
+
+/// @return the fault in words: "call 2 of HBA_OpenAdapter returns HBA_STATUS_ERROR_BUSY"
+std::string summaryOf(Fault const& aFault);
+
+/// @return the scenario in words, one line for each adapter, board, event source and fault
+std::string summaryOf(Scenario const& aScenario);
+}  // namespace qzsim

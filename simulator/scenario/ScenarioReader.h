@@ -1,0 +1,15 @@
+/// @file
+/// Reads scenario files; docs/simulator.md describes the format.
+#pragma once
+
+#include <string>
+
+#include "simulator/scenario/Scenario.h"
+
+namespace qzsim
+{
+/// Reads and checks a scenario.
+/// @param aPath appears in messages as given here
+/// @throws ScenarioError for the first error in the file
+Scenario readScenario(std::string const& aPath);
+}  // namespace qzsim

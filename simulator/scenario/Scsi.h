@@ -1,0 +1,25 @@
+/// @file
+/// Responses of a SCSI target.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "simulator/scenario/Scenario.h"
+
+namespace qzsim
+{
+using LunBytes = std::array<std::uint8_t, 8>;
+
+constexpr std::uint16_t highestLun = 0x3fff;  ///< limit of flat space addressing
+
+/// @return the LUN as encoded in SCSI
+LunBytes lunBytes(std::uint16_t aLun, LunAddressing aAddressing);
+
+/// @return the complete response to REPORT LUNS
+std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget);
+
+/// @return the sense data of a command that ends with a unit attention
+std::vector<std::uint8_t> unitAttention();
+}  // namespace qzsim

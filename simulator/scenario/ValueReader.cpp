@@ -1,0 +1,43 @@
+#include "simulator/scenario/ValueReader.h"
+
+#include <cstring>
+
+#include <fmt/format.h>
+
+#include "simulator/scenario/Wwn.h"
+
+namespace qzsim
+{
+std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest,
+                         std::string_view aExpected)
+{
+    auto const number = aValue.as<TomlValue::Number>(aExpected);
+    if (number < aLowest || number > aHighest)
+    {
+        aValue.refuse(aExpected);
+    }
+    return static_cast<std::uint32_t>(number);
+}
+
+std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest)
+{
+    return readNumber(aValue, aLowest, aHighest, fmt::format("a number from {} to {}", aLowest, aHighest));
+}
+
+void readText(TomlValue const& aValue, char* aField, std::size_t aSize)
+{
+    std::string const expected =
+        fmt::format("a string of at most {} bytes without control characters", aSize - 1);
+    auto const& text = aValue.as<TomlValue::Text>(expected);
+    if (text.size() >= aSize || hasControlCharacter(text))
+    {
+        aValue.refuse(expected);
+    }
+    std::memcpy(aField, text.c_str(), text.size() + 1);
+}
+
+HBA_WWN readWwn(TomlValue const& aValue)
+{
+    return readFound(aValue, wwnIn, "a World Wide Name such as \"20:00:00:00:c9:00:00:01\"");
+}
+}  // namespace qzsim

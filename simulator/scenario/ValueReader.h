@@ -1,0 +1,67 @@
+/// @file
+/// Reads single values of a scenario.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include <hbaapi.h>
+
+#include "simulator/scenario/Named.h"
+#include "simulator/scenario/TomlValue.h"
+
+namespace qzsim
+{
+constexpr std::uint32_t highestNumber = std::numeric_limits<std::uint32_t>::max();
+
+/// @throws ScenarioError when the value is not such a number
+std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest,
+                         std::string_view aExpected);
+
+/// Same as above, with a generated description of the expected numbers.
+std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest);
+
+/// Reads text without control characters into a field.
+/// @param aSize size of the field, including the terminator
+/// @throws ScenarioError when the value is not such a text
+void readText(TomlValue const& aValue, char* aField, std::size_t aSize);
+
+/// @throws ScenarioError when the value is not a World Wide Name
+HBA_WWN readWwn(TomlValue const& aValue);
+
+/// Reads a text and converts it.
+/// @param aFind returns the converted value; nothing for an unexpected text
+/// @throws ScenarioError when the value is not an expected text
+template <typename Find>
+auto readFound(TomlValue const& aValue, Find aFind, std::string_view aExpected)
+{
+    auto const found = aFind(aValue.as<TomlValue::Text>(aExpected));
+    if (!found)
+    {
+        aValue.refuse(aExpected);
+    }
+    return *found;
+}
+
+/// Same as above, but also accepts any number.
+template <typename Find>
+std::uint32_t readFoundOrNumber(TomlValue const& aValue, Find aFind, std::string_view aExpected)
+{
+    return aValue.is<TomlValue::Text>() ? readFound(aValue, aFind, aExpected)
+                                        : readNumber(aValue, 0, highestNumber, aExpected);
+}
+
+/// Reads one of the names of a table.
+/// @throws ScenarioError when the value is not one of them
+template <typename Value, std::size_t count>
+Value readNamed(TomlValue const& aValue, Named<Value> const (&aTable)[count])
+{
+    return readFound(
+        aValue, [&aTable](std::string_view aName) { return valueNamed(aName, aTable); },
+        "one of " + namesIn(aTable));
+}
+}  // namespace qzsim

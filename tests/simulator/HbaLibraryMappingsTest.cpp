@@ -1,0 +1,197 @@
+// Target mappings that the simulated HBA library reports.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "simulator/scenario/Wwn.h"
+#include "tests/simulator/HbaQueryFixture.h"
+
+using qzsim::textOf;
+using testing::ElementsAre;
+
+namespace
+{
+
+/// A caller's block with room for exactly this many entries.
+class Block
+{
+public:
+    explicit Block(HBA_UINT32 aRoom)
+        : mBytes(offsetof(HBA_FCPTARGETMAPPING, entry) + aRoom * sizeof(HBA_FCPSCSIENTRY), fill)
+    {
+        setNumber(aRoom);
+    }
+
+    HBA_FCPTARGETMAPPING* get() { return reinterpret_cast<HBA_FCPTARGETMAPPING*>(mBytes.data()); }
+
+    HBA_UINT32 number() const
+    {
+        HBA_UINT32 number;
+        std::memcpy(&number, mBytes.data(), sizeof number);
+        return number;
+    }
+
+    void setNumber(HBA_UINT32 aNumber) { std::memcpy(mBytes.data(), &aNumber, sizeof aNumber); }
+
+    HBA_FCPSCSIENTRY entry(std::size_t aIndex) const
+    {
+        HBA_FCPSCSIENTRY entry;
+        std::size_t const place = offsetof(HBA_FCPTARGETMAPPING, entry) + aIndex * sizeof entry;
+        std::memcpy(&entry, mBytes.data() + place, sizeof entry);
+        return entry;
+    }
+
+private:
+    std::vector<unsigned char> mBytes;
+};
+
+/// @return bus, target and LUN of an entry, to compare them at once
+std::string addressOf(HBA_FCPSCSIENTRY const& aEntry)
+{
+    HBA_SCSIID const& id = aEntry.ScsiId;
+    return std::to_string(id.ScsiBusNumber) + ':' + std::to_string(id.ScsiTargetNumber) + ':' +
+           std::to_string(id.ScsiOSLun);
+}
+
+class HbaLibraryMappings : public HbaQueryFixture
+{
+protected:
+    HBA_STATUS mappings(Block& aBlock) { return mTable.GetFcpTargetMappingHandler(mHandle, aBlock.get()); }
+};
+
+TEST_F(HbaLibraryMappings, ListOneEntryPerLunInScenarioOrder)
+{
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_EQ(block.number(), 4U);
+    std::vector<std::string> addresses;
+    for (std::size_t index = 0; index < block.number(); ++index)
+    {
+        addresses.push_back(addressOf(block.entry(index)));
+    }
+    EXPECT_THAT(addresses, ElementsAre("0:0:1", "0:0:300", "1:0:0", "1:1:0"));
+}
+
+TEST_F(HbaLibraryMappings, EntryIdentifiesTheRemotePort)
+{
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    HBA_FCPID const id = block.entry(1).FcpId;
+    EXPECT_EQ(id.FcId, 0x21U);
+    EXPECT_EQ(textOf(id.PortWWN), "50:00:00:00:00:00:00:01");
+    EXPECT_EQ(textOf(id.NodeWWN), "50:00:00:00:00:00:00:00");
+}
+
+TEST_F(HbaLibraryMappings, EntryNamesTheDevice)
+{
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_STREQ(block.entry(1).ScsiId.OSDeviceName, "/dev/disk/by-path/fc-0x5000000000000001-lun-300");
+}
+
+TEST_F(HbaLibraryMappings, EntryHasTheScsiEncodingOfTheLun)
+{
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    HBA_UINT64 const number = block.entry(1).FcpId.FcpLun;
+    std::vector<unsigned char> bytes(sizeof number);
+    std::memcpy(bytes.data(), &number, sizeof number);
+    EXPECT_THAT(bytes, ElementsAre(0x41, 44, 0, 0, 0, 0, 0, 0));
+}
+
+TEST_F(HbaLibraryMappings, UnusedEntriesOfALargerBlockAreNotWritten)
+{
+    Block block(5);
+    EXPECT_EQ(mappings(block), ok);
+    EXPECT_EQ(block.number(), 4U);
+    EXPECT_TRUE(isStill(fill, block.entry(4))) << "an entry after the last one was written";
+}
+
+TEST_F(HbaLibraryMappings, SmallerBlockIsFilledAndReportsTheNumberNeeded)
+{
+    Block block(3);
+    EXPECT_EQ(mappings(block), moreData);
+    EXPECT_EQ(block.number(), 4U);
+    EXPECT_EQ(addressOf(block.entry(2)), "1:0:0");
+}
+
+TEST_F(HbaLibraryMappings, BlockMayEndWithinATarget)
+{
+    Block block(2);
+    block.setNumber(1);
+    EXPECT_EQ(mappings(block), moreData);
+    EXPECT_EQ(addressOf(block.entry(0)), "0:0:1");
+    EXPECT_TRUE(isStill(fill, block.entry(1))) << "an entry beyond the block was written";
+}
+
+TEST_F(HbaLibraryMappings, EmptyBlockReportsTheNumberNeeded)
+{
+    Block block(0);
+    EXPECT_EQ(mappings(block), moreData);
+    EXPECT_EQ(block.number(), 4U);
+}
+
+TEST_F(HbaLibraryMappings, AdapterWithoutPortsHasNoMappings)
+{
+    mHandle = open("b");
+    Block block(1);
+    EXPECT_EQ(mappings(block), ok);
+    EXPECT_EQ(block.number(), 0U);
+}
+
+TEST_F(HbaLibraryMappings, QueryIsRefusedForABadHandleOrNullBlock)
+{
+    EXPECT_EQ(mTable.GetFcpTargetMappingHandler(mHandle, nullptr), badArgument);
+    mHandle += 1;
+    Block block(4);
+    EXPECT_EQ(mappings(block), badHandle);
+    EXPECT_EQ(block.number(), 4U);
+}
+
+TEST_F(HbaLibraryMappings, FailingQueryDoesNotWriteTheBlock)
+{
+    loadWith(fault("HBA_GetFcpTargetMapping", busy, "\"1-2\""));
+    Block block(7);
+    EXPECT_EQ(mappings(block), busy);
+    EXPECT_EQ(mappings(block), busy);
+    EXPECT_EQ(block.number(), 7U);
+    EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
+    EXPECT_EQ(mappings(block), ok);
+}
+
+TEST_F(HbaLibraryMappings, MoreDataFaultReportsOnlyTheNumberNeeded)
+{
+    loadWith(fault("HBA_GetFcpTargetMapping", moreData));
+    Block block(7);
+    EXPECT_EQ(mappings(block), moreData);
+    EXPECT_EQ(block.number(), 4U);
+    EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
+}
+
+TEST_F(HbaLibraryMappings, SixtyThousandEntriesTakeLessThanASecondOfProcessorTime)
+{
+    constexpr HBA_UINT32 many = 60000;
+    std::string scenario =
+        "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n";
+    for (int target = 10; target < 22; ++target)
+    {
+        scenario += "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:" + std::to_string(target) +
+                    "\"\nluns = 5000\n";
+    }
+    Block block(many);
+    std::clock_t const start = std::clock();  // processor time, which does not depend on the load of the host
+    ASSERT_EQ(load(scenario), ok);
+    mHandle = open("a");
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
+    EXPECT_EQ(block.number(), many);
+    EXPECT_EQ(addressOf(block.entry(many - 1)), "0:11:4999");
+}
+}  // namespace

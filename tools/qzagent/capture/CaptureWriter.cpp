@@ -1,0 +1,167 @@
+#include "tools/qzagent/capture/CaptureWriter.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include "tools/qzagent/capture/CaptureRecord.h"
+
+namespace qzagent
+{
+namespace
+{
+/// The bytes of a file, read in place.
+class MappedFile
+{
+public:
+    MappedFile(int aDescriptor, std::size_t aSize)
+        : mSize(aSize), mBytes(::mmap(nullptr, aSize, PROT_READ, MAP_PRIVATE, aDescriptor, 0))
+    {
+    }
+    ~MappedFile()
+    {
+        if (isMapped())
+        {
+            ::munmap(mBytes, mSize);
+        }
+    }
+    MappedFile(MappedFile const&) = delete;
+    MappedFile& operator=(MappedFile const&) = delete;
+
+    bool isMapped() const { return mBytes != MAP_FAILED; }
+    unsigned char const* bytes() const { return static_cast<unsigned char const*>(mBytes); }
+
+private:
+    std::size_t const mSize;
+    void* const mBytes;
+};
+}  // namespace
+
+CaptureWriter::CaptureWriter(std::string const& aPath)
+    : mPath(aPath),
+      // Not to wait here for the other end of a pipe.
+      mDescriptor(::open(aPath.c_str(), O_RDWR | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666))
+{
+    // A file that may not grow any more is reported like any other write error.
+    std::signal(SIGXFSZ, SIG_IGN);
+    if (mDescriptor.number() < 0)
+    {
+        refuse(std::strerror(errno));
+    }
+    checkKind();
+    if (mIsFile)
+    {
+        keepOthersOut();
+        readThrough();
+    }
+}
+
+void CaptureWriter::append(unsigned char const* aRecord, std::size_t aLength)
+{
+    std::size_t written = 0;
+    while (written < aLength)
+    {
+        ssize_t const count = ::write(mDescriptor.number(), aRecord + written, aLength - written);
+        if (count < 0 && errno != EINTR)
+        {
+            std::string const reason = std::strerror(errno);
+            refuse(fmt::format("{}; its {} records are safe{}", reason, mNumberOfRecords,
+                               cutOff(written) ? "" : ", but part of another follows them"));
+        }
+        written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    mSize += aLength;
+    ++mNumberOfRecords;
+}
+
+void CaptureWriter::sync()
+{
+    if (mIsFile && ::fsync(mDescriptor.number()) != 0)
+    {
+        refuse(std::strerror(errno));
+    }
+}
+
+void CaptureWriter::checkKind()
+{
+    struct stat status = {};
+    if (::fstat(mDescriptor.number(), &status) != 0)
+    {
+        refuse(std::strerror(errno));
+    }
+    mIsFile = S_ISREG(status.st_mode);
+    if (!mIsFile && !S_ISCHR(status.st_mode))
+    {
+        refuse("it is not a file");
+    }
+}
+
+void CaptureWriter::keepOthersOut()
+{
+    // Where files cannot be locked there is nothing to know of others.
+    if (::flock(mDescriptor.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+    {
+        refuse("another process is writing to it");
+    }
+}
+
+void CaptureWriter::readThrough()
+{
+    auto const size = static_cast<std::size_t>(::lseek(mDescriptor.number(), 0, SEEK_END));
+    if (size == 0)
+    {
+        return;
+    }
+    MappedFile const file(mDescriptor.number(), size);
+    if (!file.isMapped())
+    {
+        refuse(std::strerror(errno));
+    }
+    while (mSize < size)
+    {
+        mSize += sizeOfRecord(file.bytes() + mSize, size - mSize);
+        ++mNumberOfRecords;
+    }
+}
+
+std::size_t CaptureWriter::sizeOfRecord(unsigned char const* aBytes, std::size_t aSize) const
+{
+    try
+    {
+        return decodeRecord(aBytes, aSize).mSize;
+    }
+    catch (RecordDamage const& damage)
+    {
+        refuse(fmt::format("it is not a whole capture: at byte {}: {}; its first {} records end at byte {}",
+                           mSize + damage.position(), damage.what(), mNumberOfRecords, mSize));
+    }
+}
+
+/// @return whether the file ends with its last record again
+bool CaptureWriter::cutOff(std::size_t aLength)
+{
+    if (aLength == 0 || !mIsFile)
+    {
+        return aLength == 0;
+    }
+    // Somebody who does not heed the lock may have written too.
+    auto const size = static_cast<std::size_t>(::lseek(mDescriptor.number(), 0, SEEK_END));
+    return size == mSize + aLength && ::ftruncate(mDescriptor.number(), static_cast<off_t>(mSize)) == 0;
+}
+
+void CaptureWriter::refuse(std::string const& aReason) const
+{
+    throw CaptureWriteError(fmt::format("cannot write {}: {}", mPath, aReason));
+}
+}  // namespace qzagent

@@ -1,0 +1,116 @@
+#include "tools/qzagent/cli/ErrorStream.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include <unistd.h>
+
+#include "backend/common/include/Logger.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr char const* eraseLine = "\r\x1b[K";
+// The terminal cuts the line where it ends, so that there is one line to erase.
+constexpr char const* stopAtMargin = "\x1b[?7l";
+constexpr char const* wrapAtMargin = "\x1b[?7h";
+
+/// Nothing can be said about an error here; to the caller it is that nothing was written.
+std::size_t writeToDescriptor(char const* aText, std::size_t aLength)
+{
+    return static_cast<std::size_t>(std::max<ssize_t>(::write(STDERR_FILENO, aText, aLength), 0));
+}
+}  // namespace
+
+ErrorStream::ErrorStream() : mStream(::fopencookie(this, "w", {nullptr, &write, nullptr, nullptr}))
+{
+    if (mStream == nullptr)
+    {
+        throw std::system_error(errno, std::generic_category(), "cannot make a stream");
+    }
+    std::setvbuf(mStream, nullptr, _IONBF, 0);
+    // In the GNU C library these are variables that everybody prints through.
+    stdout = mStream;
+    stderr = mStream;
+    takeLog();
+}
+
+ErrorStream::~ErrorStream()
+{
+    SetLogSink(nullptr, nullptr);
+    stdout = mStandardOutput;
+    stderr = mStandardError;
+    std::fclose(mStream);
+}
+
+void ErrorStream::takeLog() { SetLogSink(&writeLogLine, this); }
+
+void ErrorStream::writeLine(std::string_view aLine)
+{
+    ::flockfile(mStream);
+    if (!mIsAtLineStart)
+    {
+        std::fputc('\n', mStream);
+    }
+    std::fwrite(aLine.data(), 1, aLine.size(), mStream);
+    ::funlockfile(mStream);
+}
+
+void ErrorStream::writeLogLine(void* aErrors, char const* aLine, unsigned int aLength)
+{
+    static_cast<ErrorStream*>(aErrors)->writeLine({aLine, aLength});
+}
+
+bool ErrorStream::canShowStatus()
+{
+    char const* const terminal = std::getenv("TERM");
+    bool const isDumb = terminal != nullptr && std::strcmp(terminal, "dumb") == 0;
+    return ::isatty(STDERR_FILENO) == 1 && !isDumb;
+}
+
+void ErrorStream::showStatus(std::string const& aStatus)
+{
+    ::flockfile(mStream);
+    if (!mIsAtLineStart)
+    {
+        std::fputc('\n', mStream);
+    }
+    replaceStatus(aStatus);
+    ::funlockfile(mStream);
+}
+
+void ErrorStream::eraseStatus()
+{
+    ::flockfile(mStream);
+    replaceStatus("");
+    ::funlockfile(mStream);
+}
+
+void ErrorStream::replaceStatus(std::string const& aStatus)
+{
+    if (aStatus == mStatus)
+    {
+        return;
+    }
+    mStatus = aStatus;
+    std::string const text =
+        aStatus.empty() ? eraseLine : eraseLine + (stopAtMargin + aStatus) + wrapAtMargin;
+    writeToDescriptor(text.data(), text.size());
+}
+
+ssize_t ErrorStream::write(void* aErrors, char const* aText, std::size_t aLength)
+{
+    auto& errors = *static_cast<ErrorStream*>(aErrors);
+    errors.replaceStatus("");
+    errors.mIsAtLineStart = aLength > 0 && aText[aLength - 1] == '\n';
+    return static_cast<ssize_t>(writeToDescriptor(aText, aLength));
+}
+}  // namespace qzagent

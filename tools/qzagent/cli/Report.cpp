@@ -1,0 +1,97 @@
+#include "tools/qzagent/cli/Report.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/Printable.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr int formatVersion = 1;
+constexpr char const* errorSeverity = "error";
+constexpr char const* noteSeverity = "note";
+}  // namespace
+
+void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
+                        std::optional<std::string> const& aRemotePort)
+{
+    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter, aRemotePort},
+        ExitCode::failed);
+}
+
+void Report::addError(ExitCode aCode, std::string const& aText)
+{
+    add({errorSeverity, aText, static_cast<unsigned int>(aCode), {}, {}, {}}, aCode);
+}
+
+void Report::addNote(std::string const& aText)
+{
+    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::allWell), {}, {}, {}}, ExitCode::allWell);
+}
+
+std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
+{
+    nlohmann::ordered_json document{{"format_version", formatVersion},
+                                    {"command", aCommand},
+                                    {"exit_status", static_cast<int>(mExitCode)},
+                                    {"messages", nlohmann::ordered_json::array()}};
+    for (Message const& message : mMessages)
+    {
+        document["messages"].push_back(jsonOf(message));
+    }
+    document.update(aKeys);
+    return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+void Report::add(Message const& aMessage, ExitCode aCode)
+{
+    mErrors.writeLine("qzagent: " + printable(lineOf(aMessage)) + "\n");
+    mMessages.push_back(aMessage);
+    mExitCode = std::max(mExitCode, aCode);
+}
+
+std::string Report::lineOf(Message const& aMessage)
+{
+    if (aMessage.mSeverity != errorSeverity)
+    {
+        return fmt::format("{}: {}", aMessage.mSeverity, aMessage.mText);
+    }
+    if (!aMessage.mException)
+    {
+        return aMessage.mText;
+    }
+    std::string line = textOf(Failure{*aMessage.mException, aMessage.mText, aMessage.mCode});
+    for (auto const& subject : {aMessage.mRemotePort, aMessage.mAdapter})
+    {
+        line = (subject ? *subject + ": " : "") + line;
+    }
+    return line;
+}
+
+nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
+{
+    nlohmann::ordered_json json{
+        {"severity", aMessage.mSeverity}, {"text", aMessage.mText}, {"code", aMessage.mCode}};
+    if (aMessage.mException)
+    {
+        json["exception"] = *aMessage.mException;
+    }
+    if (aMessage.mAdapter)
+    {
+        json["adapter"] = *aMessage.mAdapter;
+    }
+    if (aMessage.mRemotePort)
+    {
+        json["remote_port"] = *aMessage.mRemotePort;
+    }
+    return json;
+}
+}  // namespace qzagent

@@ -1,0 +1,195 @@
+#include "tools/qzagent/hba/HbaFields.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <utility>
+
+#include <fmt/format.h>
+#include <hbaapi.h>
+#include <nlohmann/json.hpp>
+
+#include "backend/sensor/agentcommon/include/WorldWideName.h"
+
+namespace qzagent
+{
+namespace
+{
+struct Name
+{
+    HBA_UINT32 mValue;
+    char const* mText;
+};
+
+constexpr Name portTypes[] = {
+    {HBA_PORTTYPE_UNKNOWN, "UNKNOWN"},
+    {HBA_PORTTYPE_OTHER, "OTHER"},
+    {HBA_PORTTYPE_NOTPRESENT, "NOTPRESENT"},
+    {HBA_PORTTYPE_NPORT, "NPORT"},
+    {HBA_PORTTYPE_NLPORT, "NLPORT"},
+    {HBA_PORTTYPE_FLPORT, "FLPORT"},
+    {HBA_PORTTYPE_FPORT, "FPORT"},
+    {HBA_PORTTYPE_LPORT, "LPORT"},
+    {HBA_PORTTYPE_PTP, "PTP"},
+};
+
+constexpr Name portStates[] = {
+    {HBA_PORTSTATE_UNKNOWN, "UNKNOWN"},   {HBA_PORTSTATE_ONLINE, "ONLINE"},
+    {HBA_PORTSTATE_OFFLINE, "OFFLINE"},   {HBA_PORTSTATE_BYPASSED, "BYPASSED"},
+    {HBA_PORTSTATE_LINKDOWN, "LINKDOWN"}, {HBA_PORTSTATE_DIAGNOSTICS, "DIAGNOSTICS"},
+    {HBA_PORTSTATE_ERROR, "ERROR"},       {HBA_PORTSTATE_LOOPBACK, "LOOPBACK"},
+};
+
+constexpr Name speeds[] = {
+    {HBA_PORTSPEED_UNKNOWN, "UNKNOWN"},
+    {HBA_PORTSPEED_1GBIT, "1GBIT"},
+    {HBA_PORTSPEED_2GBIT, "2GBIT"},
+    {HBA_PORTSPEED_10GBIT, "10GBIT"},
+    {HBA_PORTSPEED_NOT_NEGOTIATED, "NOT_NEGOTIATED"},
+};
+
+constexpr Name classesOfService[] = {{0x01, "F"}, {0x02, "1"}, {0x04, "2"},
+                                     {0x08, "3"}, {0x10, "4"}, {0x40, "6"}};
+
+/// A name of the standard, or the number that has none.
+template <std::size_t count>
+Fields nameOf(HBA_UINT32 aValue, Name const (&aNames)[count])
+{
+    auto const* const found = std::find_if(std::begin(aNames), std::end(aNames),
+                                           [=](Name const& aName) { return aName.mValue == aValue; });
+    return found == std::end(aNames) ? Fields(aValue) : Fields(found->mText);
+}
+
+// Each of the following is null when the device left the field empty.
+
+/// A text that fills its field has no terminator.
+template <std::size_t size>
+Fields text(char const (&aField)[size])
+{
+    std::string const content(aField, ::strnlen(aField, size));
+    return content.empty() ? Fields() : Fields(content);
+}
+
+Fields wwn(HBA_WWN const& aName)
+{
+    HBA_WWN const none{};
+    return std::memcmp(&aName, &none, sizeof none) == 0 ? Fields() : Fields(wwnText(aName));
+}
+
+Fields number(HBA_UINT32 aNumber) { return aNumber == 0 ? Fields() : Fields(aNumber); }
+
+Fields hexNumber(HBA_UINT32 aNumber, int aDigits)
+{
+    return aNumber == 0 ? Fields() : Fields(fmt::format("0x{:0{}x}", aNumber, aDigits));
+}
+
+/// The names of the bits that are set.
+template <std::size_t count>
+Fields bits(HBA_UINT32 aBits, Name const (&aNames)[count])
+{
+    Fields list;
+    for (HBA_UINT32 bit = 1; bit != 0; bit <<= 1)
+    {
+        if ((aBits & bit) != 0)
+        {
+            list.push_back(nameOf(bit, aNames));
+        }
+    }
+    return list;
+}
+
+/// Supported speeds of 0 are the standard's way to say that they are not known.
+Fields supportedSpeeds(HBA_PORTSPEED aSpeeds)
+{
+    return aSpeeds == HBA_PORTSPEED_UNKNOWN ? Fields::array({nameOf(aSpeeds, speeds)})
+                                            : bits(aSpeeds, speeds);
+}
+
+/// The types come in 8 words of 32 bits, each with its most significant byte first.
+Fields fc4Types(HBA_FC4TYPES const& aTypes)
+{
+    Fields list;
+    for (unsigned int type = 0; type < sizeof aTypes.bits * 8; ++type)
+    {
+        if ((aTypes.bits[(type / 8) ^ 3] >> type % 8 & 1) != 0)
+        {
+            list.push_back(fmt::format("0x{:02x}", type));
+        }
+    }
+    return list;
+}
+
+Fields present(std::initializer_list<std::pair<char const*, Fields>> aFields)
+{
+    Fields fields = Fields::object();
+    for (auto const& [name, value] : aFields)
+    {
+        if (!value.is_null())
+        {
+            fields[name] = value;
+        }
+    }
+    return fields;
+}
+
+constexpr int digitsOfFcId = 6;
+constexpr int digitsOfVendorId = 8;
+}  // namespace
+
+std::string wwnText(HBA_WWN const& aName) { return QZCWorldWideName(aName.wwn).getStringForm().get(); }
+
+Fields fieldsOf(HBA_ADAPTERATTRIBUTES const& aAdapter)
+{
+    return present({{"manufacturer", text(aAdapter.Manufacturer)},
+                    {"serial_number", text(aAdapter.SerialNumber)},
+                    {"model", text(aAdapter.Model)},
+                    {"model_description", text(aAdapter.ModelDescription)},
+                    {"node_wwn", wwn(aAdapter.NodeWWN)},
+                    {"node_symbolic_name", text(aAdapter.NodeSymbolicName)},
+                    {"hardware_version", text(aAdapter.HardwareVersion)},
+                    {"driver_version", text(aAdapter.DriverVersion)},
+                    {"option_rom_version", text(aAdapter.OptionROMVersion)},
+                    {"firmware_version", text(aAdapter.FirmwareVersion)},
+                    {"vendor_specific_id", hexNumber(aAdapter.VendorSpecificID, digitsOfVendorId)},
+                    {"number_of_ports", number(aAdapter.NumberOfPorts)},
+                    {"driver_name", text(aAdapter.DriverName)}});
+}
+
+Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort)
+{
+    return present({{"port_wwn", wwn(aPort.PortWWN)},
+                    {"node_wwn", wwn(aPort.NodeWWN)},
+                    {"fc_id", hexNumber(aPort.PortFcId, digitsOfFcId)},
+                    {"type", nameOf(aPort.PortType, portTypes)},
+                    {"state", nameOf(aPort.PortState, portStates)},
+                    {"speed", nameOf(aPort.PortSpeed, speeds)},
+                    {"supported_speeds", supportedSpeeds(aPort.PortSupportedSpeed)},
+                    {"supported_classes", bits(aPort.PortSupportedClassofService, classesOfService)},
+                    {"supported_fc4_types", fc4Types(aPort.PortSupportedFc4Types)},
+                    {"active_fc4_types", fc4Types(aPort.PortActiveFc4Types)},
+                    {"max_frame_size", number(aPort.PortMaxFrameSize)},
+                    {"symbolic_name", text(aPort.PortSymbolicName)},
+                    {"os_device_name", text(aPort.OSDeviceName)},
+                    {"fabric_name", wwn(aPort.FabricName)}});
+}
+
+Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort)
+{
+    return present({{"port_wwn", wwnText(aPort.PortWWN)},
+                    {"node_wwn", wwn(aPort.NodeWWN)},
+                    {"fc_id", hexNumber(aPort.PortFcId, digitsOfFcId)},
+                    {"type", nameOf(aPort.PortType, portTypes)},
+                    {"state", nameOf(aPort.PortState, portStates)},
+                    {"symbolic_name", text(aPort.PortSymbolicName)}});
+}
+
+Fields fieldsOfRemotePort(HBA_FCPID const& aPort)
+{
+    return present({{"port_wwn", wwnText(aPort.PortWWN)},
+                    {"node_wwn", wwn(aPort.NodeWWN)},
+                    {"fc_id", hexNumber(aPort.FcId, digitsOfFcId)}});
+}
+}  // namespace qzagent

@@ -1,0 +1,133 @@
+#include "tools/qzagent/hba/Lun.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <string>
+#include <variant>
+
+#include <fmt/format.h>
+
+namespace qzagent
+{
+namespace
+{
+constexpr std::size_t lineWidth = 60;
+
+constexpr unsigned int addressingMethod = 0xc0;
+constexpr unsigned int peripheral = 0x00;
+constexpr unsigned int flatSpace = 0x40;
+
+unsigned int bigEndian(unsigned char const* aBytes, std::size_t aCount)
+{
+    unsigned int number = 0;
+    for (std::size_t i = 0; i < aCount; ++i)
+    {
+        number = number << 8 | aBytes[i];
+    }
+    return number;
+}
+
+/// Whether the LUN ends with its first level, which is the first two bytes.
+bool hasOneLevel(unsigned char const* aBytes)
+{
+    return std::all_of(aBytes + 2, aBytes + lunSize, [](unsigned char aByte) { return aByte == 0; });
+}
+
+bool follows(Lun const& aLun, Lun const& aOther)
+{
+    auto const* const number = std::get_if<unsigned int>(&aLun);
+    auto const* const other = std::get_if<unsigned int>(&aOther);
+    return number != nullptr && other != nullptr && *number == *other + 1;
+}
+
+std::string numberOf(Lun const& aLun)
+{
+    auto const* const number = std::get_if<unsigned int>(&aLun);
+    return number != nullptr ? std::to_string(*number) : std::get<std::string>(aLun);
+}
+
+/// @return the last LUN of the range that begins with the first
+Luns::const_iterator lastOfRange(Luns::const_iterator aFirst, Luns::const_iterator aEnd)
+{
+    auto next = std::next(aFirst);
+    while (next != aEnd && follows(*next, *aFirst))
+    {
+        aFirst = next++;
+    }
+    return aFirst;
+}
+}  // namespace
+
+//       byte 0        byte 1    bytes 2 to 7
+//   +---+--------+-----------+--------------+
+//   | 00 |  bus  |    LUN    |      0       |   peripheral device addressing, plain when the bus is 0
+//   +---+--------+-----------+--------------+
+//   | 01 |        LUN        |      0       |   flat space addressing
+//   +---+--------+-----------+--------------+
+Lun lunOf(unsigned char const* aBytes)
+{
+    unsigned int const method = aBytes[0] & addressingMethod;
+    unsigned int const number = bigEndian(aBytes, 2) & ~(addressingMethod << 8);
+    bool const isPeripheral = method == peripheral && aBytes[0] == 0;
+    if ((isPeripheral || method == flatSpace) && hasOneLevel(aBytes))
+    {
+        return number;
+    }
+    return fmt::format("{:02x}", fmt::join(aBytes, aBytes + lunSize, ""));
+}
+
+//   bytes 0 to 3: length of the list in bytes, big-endian
+//   bytes 4 to 7: reserved
+//   then each LUN in 8 bytes
+std::size_t reportSize(unsigned char const* aResponse, std::size_t aSize)
+{
+    if (aSize < reportLunsHeaderSize)
+    {
+        return aSize;
+    }
+    std::size_t const length = bigEndian(aResponse, sizeof(unsigned int));
+    return reportLunsHeaderSize + std::min(length, aSize - reportLunsHeaderSize);
+}
+
+Luns lunsInReport(unsigned char const* aResponse, std::size_t aSize)
+{
+    Luns luns;
+    if (aSize < reportLunsHeaderSize)
+    {
+        return luns;
+    }
+    std::size_t const count = (reportSize(aResponse, aSize) - reportLunsHeaderSize) / lunSize;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        luns.insert(lunOf(aResponse + reportLunsHeaderSize + i * lunSize));
+    }
+    return luns;
+}
+
+Luns without(Luns const& aLuns, Luns const& aOthers)
+{
+    Luns difference;
+    std::set_difference(aLuns.begin(), aLuns.end(), aOthers.begin(), aOthers.end(),
+                        std::inserter(difference, difference.end()));
+    return difference;
+}
+
+std::string textOf(Luns const& aLuns)
+{
+    std::string text;
+    for (auto first = aLuns.begin(); first != aLuns.end();)
+    {
+        auto const last = lastOfRange(first, aLuns.end());
+        std::string const range = first == last ? numberOf(*first) : numberOf(*first) + "-" + numberOf(*last);
+        std::string const longer = text.empty() ? range : text + ", " + range;
+        if (longer.size() > lineWidth)
+        {
+            return fmt::format("{}, and {} more", text, std::distance(first, aLuns.end()));
+        }
+        text = longer;
+        first = std::next(last);
+    }
+    return text.empty() ? "none" : text;
+}
+}  // namespace qzagent

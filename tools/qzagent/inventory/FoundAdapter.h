@@ -1,0 +1,54 @@
+/// @file
+/// What was found out about an adapter.
+#pragma once
+
+#include <cstddef>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <hbaapi.h>
+
+#include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/Lun.h"
+
+namespace qzagent
+{
+/// The LUNs of a target.
+struct TargetLuns
+{
+    Luns mMapped;
+    std::optional<Luns> mReported;  ///< none when the target did not answer
+};
+
+struct RemotePort
+{
+    HBA_WWN mName;
+    Fields mFields;
+    std::optional<TargetLuns> mLuns;  ///< none when it is not known to be a target
+    std::vector<Failure> mFailures;
+};
+
+/// Remote ports in the order in which they were found; none when they could not be asked for.
+using RemotePorts = std::optional<std::vector<RemotePort>>;
+
+/// A port of the host; its index is its place in the list.
+struct Port
+{
+    Fields mFields;
+    RemotePorts mRemotePorts;
+    std::vector<Failure> mFailures;
+};
+
+struct FoundAdapter
+{
+    std::size_t mIndex;
+    std::string mName;
+    std::optional<Fields> mFields;
+    std::vector<Port> mPorts;  ///< empty when they could not be had
+    RemotePorts mRemotePorts;  ///< the targets that no port discovered
+    std::vector<Failure> mFailures;
+};
+}  // namespace qzagent

@@ -1,0 +1,70 @@
+#include "tools/qzagent/latency/LatencyChart.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+#include <fmt/format.h>
+#include <langinfo.h>
+
+#include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "tools/qzagent/latency/LatencyHistogram.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr std::size_t shortestBar = 10;
+
+char const* blockOfBar() { return std::strcmp(::nl_langinfo(CODESET), "UTF-8") == 0 ? "█" : "#"; }
+
+/// The latencies of a bucket, in so many columns for every bucket.
+std::string rangeOf(unsigned int aBucket)
+{
+    auto const end = LatencyScale::end(aBucket);
+    return end ? fmt::format("{:>9} - {:>7} us", LatencyScale::begin(aBucket), *end)
+               : fmt::format("{:>9} us and more", LatencyScale::begin(aBucket));
+}
+
+std::string barOf(unsigned int aCount, unsigned int aLargest, std::size_t aRoom)
+{
+    std::size_t const length = (aRoom * aCount + aLargest / 2) / aLargest;
+    std::string bar = aCount == 0 ? "" : " ";
+    for (std::size_t i = 0; i < std::max<std::size_t>(length, aCount == 0 ? 0 : 1); ++i)
+    {
+        bar += blockOfBar();
+    }
+    return bar;
+}
+
+std::string barsOf(unsigned int const* aBuckets, std::size_t aWidth)
+{
+    auto const isUsed = [aBuckets](unsigned int aBucket) { return aBuckets[aBucket] != 0; };
+    unsigned int first = 0;
+    unsigned int end = LatencyScale::count;
+    for (; first < end && !isUsed(first); ++first)
+    {
+    }
+    for (; end > first && !isUsed(end - 1); --end)
+    {
+    }
+    std::string bars;
+    unsigned int const largest = *std::max_element(aBuckets, aBuckets + LatencyScale::count);
+    for (unsigned int bucket = first; bucket < end; ++bucket)
+    {
+        std::string line = fmt::format("{:<22}  {:>10}", rangeOf(bucket), aBuckets[bucket]);
+        std::size_t const room = aWidth < line.size() + shortestBar ? shortestBar : aWidth - line.size() - 1;
+        bars += (line += barOf(aBuckets[bucket], largest, room)) + "\n";
+    }
+    return bars;
+}
+}  // namespace
+
+std::string chartOf(std::string const& aTitle, QZCLatencyData const& aLatencies, std::size_t aWidth)
+{
+    return fmt::format("{}: {} I/Os of {} bytes, {} us on average\n", aTitle, aLatencies.getIoCount(),
+                       aLatencies.getAverageIoSize(), aLatencies.getTrueLatency()) +
+           barsOf(aLatencies.getBuckets(), aWidth);
+}
+}  // namespace qzagent

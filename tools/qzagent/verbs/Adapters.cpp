@@ -1,0 +1,100 @@
+#include <cstddef>
+#include <exception>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/cli/Table.h"
+#include "tools/qzagent/hba/HbaapiGuards.h"
+#include "tools/qzagent/hba/Host.h"
+
+namespace qzagent
+{
+namespace
+{
+/// An adapter; its index is its place in the list.
+struct Adapter
+{
+    std::string mName;
+    std::optional<unsigned int> mHandle;  ///< none when it could not be opened
+
+    char const* state() const { return mHandle ? "ok" : "failed"; }
+};
+
+Adapter visit(QZCHbaapiAbs& aHbaapi, std::string const& aName, Report& aReport)
+{
+    Adapter adapter{aName, {}};
+    try
+    {
+        OpenAdapter const opened(aHbaapi, aName);
+        aHbaapi.HA_RefreshAdapter(opened.handle());
+        adapter.mHandle = opened.handle();
+    }
+    catch (std::exception const& exception)
+    {
+        aReport.addFailure(failureOf(exception), aName);
+    }
+    return adapter;
+}
+
+nlohmann::ordered_json jsonOf(std::size_t aIndex, Adapter const& aAdapter)
+{
+    nlohmann::ordered_json json{{"index", aIndex}, {"name", aAdapter.mName}, {"state", aAdapter.state()}};
+    if (aAdapter.mHandle)
+    {
+        json["handle"] = *aAdapter.mHandle;
+    }
+    return json;
+}
+
+std::vector<Table::Cell> rowOf(std::size_t aIndex, Adapter const& aAdapter)
+{
+    return {std::to_string(aIndex),
+            aAdapter.mName,
+            aAdapter.mHandle ? fmt::format("{:#x}", *aAdapter.mHandle) : "-",
+            {aAdapter.state(), aAdapter.mHandle ? "green" : "red"}};
+}
+
+/// @param aReport told what fails
+Answer adapters(Report& aReport, bool aColoured)
+{
+    std::vector<Adapter> found;
+    visitAdapters(aReport, [&](QZCHbaapiAbs& aHbaapi, std::size_t, std::string const& aName)
+                  { found.push_back(visit(aHbaapi, aName, aReport)); });
+    Table table({{"INDEX", Table::Fit::right},
+                 {"NAME", Table::Fit::wrapped},
+                 {"HANDLE", Table::Fit::left},
+                 {"STATE", Table::Fit::left}},
+                aColoured);
+    auto list = nlohmann::ordered_json::array();
+    for (std::size_t index = 0; index < found.size(); ++index)
+    {
+        list.push_back(jsonOf(index, found[index]));
+        table.addRow(rowOf(index, found[index]));
+    }
+    if (found.empty() && aReport.exitCode() == ExitCode::allWell)
+    {
+        aReport.addNote("no adapters");
+    }
+    return {{{"adapters", list}}, found.empty() ? "" : table.text()};
+}
+}  // namespace
+
+void addAdapters(CommandLine& aCommandLine)
+{
+    aCommandLine.addVerb("adapters", "Open, refresh and close each adapter, and list them",
+                         "  qzagent adapters           a table\n"
+                         "  qzagent adapters --json    a JSON document\n",
+                         [](Setting const& aSetting)
+                         { return adapters(aSetting.mReport, aSetting.mIsColoured); });
+}
+}  // namespace qzagent

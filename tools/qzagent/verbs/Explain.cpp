@@ -1,0 +1,52 @@
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/Report.h"
+
+namespace qzagent
+{
+namespace
+{
+/// @param aReport told when there is no such code, which is misuse
+/// @param aCode    the code as the user wrote it; none for all
+Answer explain(Report& aReport, std::optional<std::string> const& aCode)
+{
+    auto list = nlohmann::ordered_json::array();
+    std::string text;
+    std::string known;
+    for (ExitCodeEntry const& entry : exitCodes)
+    {
+        int const code = static_cast<int>(entry.mCode);
+        known += fmt::format(" {}", code);
+        if (!aCode || *aCode == std::to_string(code))
+        {
+            list.push_back({{"code", code}, {"meaning", entry.mMeaning}, {"advice", entry.mAdvice}});
+            text += fmt::format("{}  {}\n   {}\n", code, entry.mMeaning, entry.mAdvice);
+        }
+    }
+    if (list.empty())
+    {
+        aReport.addError(ExitCode::misused, fmt::format("no exit code '{}'; there are{}", *aCode, known));
+        return {};
+    }
+    return {{{"exit_codes", list}}, text};
+}
+}  // namespace
+
+void addExplain(CommandLine& aCommandLine)
+{
+    auto const code = std::make_shared<std::optional<std::string>>();
+    ArgumentList arguments =
+        aCommandLine.addVerb("explain", "Explain an exit code, or all of them",
+                             "  qzagent explain 1          what exit code 1 means and what to do\n",
+                             [code](Setting const& aSetting) { return explain(aSetting.mReport, *code); });
+    arguments.addPositional("N", *code, "The exit code; all when it is left out");
+}
+}  // namespace qzagent

@@ -1,0 +1,63 @@
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ErrorStream.h"
+#include "tools/qzagent/cli/Progress.h"
+#include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/Host.h"
+#include "tools/qzagent/inventory/FoundAdapter.h"
+#include "tools/qzagent/inventory/InventoryJson.h"
+#include "tools/qzagent/inventory/InventoryTree.h"
+#include "tools/qzagent/inventory/Survey.h"
+
+namespace qzagent
+{
+namespace
+{
+/// Name of the one adapter that is asked for; none for all.
+using Wanted = std::optional<std::string>;
+
+std::vector<FoundAdapter> surveyAll(Setting const& aSetting, Wanted const& aWanted)
+{
+    Report& report = aSetting.mReport;
+    // The trace tells of each step as it is.
+    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
+    progress.setStep("adapters");
+    std::vector<FoundAdapter> found;
+    visitWanted(report, aWanted,
+                [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
+                { found.push_back(survey(aHbaapi, aIndex, aName, report, progress)); });
+    return found;
+}
+
+Answer inventory(Setting const& aSetting, Wanted const& aWanted)
+{
+    std::vector<FoundAdapter> const found = surveyAll(aSetting, aWanted);
+    auto list = nlohmann::ordered_json::array();
+    for (FoundAdapter const& adapter : found)
+    {
+        list.push_back(jsonOf(adapter));
+    }
+    return {{{"adapters", list}}, found.empty() ? "" : treeOf(found, aSetting.mIsColoured)};
+}
+}  // namespace
+
+void addInventory(CommandLine& aCommandLine)
+{
+    auto const wanted = std::make_shared<Wanted>();
+    ArgumentList arguments =
+        aCommandLine.addVerb("inventory", "Show each adapter with its ports, remote ports and LUNs",
+                             "  qzagent inventory --adapter example-fc-0\n"
+                             "                             one adapter with all that is seen through it\n",
+                             [wanted](Setting const& aSetting) { return inventory(aSetting, *wanted); });
+    arguments.addText("--adapter", "NAME", *wanted, "Show this adapter only");
+}
+}  // namespace qzagent

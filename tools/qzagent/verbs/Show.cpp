@@ -1,0 +1,145 @@
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/capture/Capture.h"
+#include "tools/qzagent/capture/CaptureFile.h"
+#include "tools/qzagent/capture/CaptureRecord.h"
+#include "tools/qzagent/capture/HexDump.h"
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/Report.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr std::size_t blockSize = 65536;
+
+/// Where a record stands in its capture.
+struct Place
+{
+    std::uint64_t mNumber;  ///< from 0
+    std::uint64_t mPosition;
+};
+
+std::string textOf(Place const& aPlace, CaptureRecord const& aRecord)
+{
+    std::string text = fmt::format("record {} at byte {}: category {}, subcategory {}", aPlace.mNumber,
+                                   aPlace.mPosition, aRecord.mCategory, aRecord.mSubcategory);
+    if (aRecord.mFirstWwn)
+    {
+        text += fmt::format(", names {} and {}", *aRecord.mFirstWwn, *aRecord.mSecondWwn);
+    }
+    if (!aRecord.mPayload)
+    {
+        return text + ", no payload\n";
+    }
+    return text + fmt::format(", payload of {} bytes\n", aRecord.mPayload->size()) +
+           hexDumpOf(*aRecord.mPayload);
+}
+
+/// Written down at once: of the values none needs escaping, and there may be millions of them.
+std::string jsonOf(Place const& aPlace, CaptureRecord const& aRecord)
+{
+    std::string json =
+        fmt::format(R"({{"record":{},"position":{},"size":{},"category":{},"subcategory":{})", aPlace.mNumber,
+                    aPlace.mPosition, aRecord.mSize, aRecord.mCategory, aRecord.mSubcategory);
+    if (aRecord.mFirstWwn)
+    {
+        json +=
+            fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", *aRecord.mFirstWwn, *aRecord.mSecondWwn);
+    }
+    if (aRecord.mPayload)
+    {
+        json += fmt::format(R"(,"payload":"{}")", hexOf(*aRecord.mPayload));
+    }
+    return json + "}\n";
+}
+
+/// Shows the records in blocks.
+class Shown
+{
+public:
+    explicit Shown(Setting const& aSetting) : mSetting(aSetting) {}
+
+    void add(std::uint64_t aPosition, CaptureRecord const& aRecord)
+    {
+        Place const place{mCount++, aPosition};
+        mBlock += mSetting.mIsJson ? jsonOf(place, aRecord) : textOf(place, aRecord);
+        if (mBlock.size() >= blockSize)
+        {
+            flush();
+        }
+    }
+
+    void flush()
+    {
+        mSetting.mOutput.write(mBlock);
+        mBlock.clear();
+    }
+
+    std::uint64_t count() const { return mCount; }
+
+private:
+    Setting const& mSetting;
+    std::uint64_t mCount = 0;
+    std::string mBlock;
+};
+
+void showAll(Setting const& aSetting, Capture& aCapture)
+{
+    Shown shown(aSetting);
+    try
+    {
+        while (std::optional<CaptureRecord> const record = aCapture.next())
+        {
+            shown.add(aCapture.position(), *record);
+        }
+    }
+    catch (CaptureError const&)
+    {
+        shown.flush();
+        throw;
+    }
+    shown.flush();
+    if (shown.count() == 0)
+    {
+        aSetting.mReport.addNote("no records in " + aCapture.name());
+    }
+}
+
+/// Nothing is left to be shown: with --json the records are documents of their own, without an envelope.
+std::optional<Answer> show(Setting const& aSetting, std::string const& aPath)
+{
+    try
+    {
+        Capture capture(aPath);
+        showAll(aSetting, capture);
+    }
+    catch (std::exception const& error)
+    {
+        aSetting.mReport.addError(ExitCode::failed, error.what());
+    }
+    return {};
+}
+}  // namespace
+
+void addShow(CommandLine& aCommandLine)
+{
+    auto const path = std::make_shared<std::string>();
+    ArgumentList arguments =
+        aCommandLine.addVerb("show", "Show the records of a capture",
+                             "  qzagent show events.capture\n"
+                             "                             what was captured, with payload\n",
+                             [path](Setting const& aSetting) { return show(aSetting, *path); });
+    arguments.addPositional("FILE", *path, "The capture, also as hexadecimal text; - for standard input");
+}
+}  // namespace qzagent

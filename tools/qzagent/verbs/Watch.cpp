@@ -1,0 +1,285 @@
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <poll.h>
+
+#include "backend/common/include/Exception.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/vqm/VqmBoards.h"
+#include "tools/qzagent/vqm/VqmEvent.h"
+#include "tools/qzagent/vqm/VqmGuards.h"
+#include "tools/qzagent/vqm/VqmRegistrations.h"
+#include "tools/qzagent/watch/WatchCapture.h"
+#include "tools/qzagent/watch/WatchLines.h"
+#include "tools/qzagent/watch/WatchOptions.h"
+#include "tools/qzagent/watch/WatchSink.h"
+#include "tools/qzagent/watch/WatchTally.h"
+
+namespace qzagent
+{
+namespace
+{
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t mostWaitingEvents = 65'536;
+constexpr std::size_t mostWaitingBytes = std::size_t{64} << 20U;
+/// How many events are taken between two looks at clock and signals.
+constexpr unsigned int eventsAtATime = 256;
+
+class Watch
+{
+public:
+    Watch(Setting const& aSetting, WatchOptions const& aOptions)
+        : mSetting(aSetting),
+          mOptions(aOptions),
+          mQueue(mostWaitingEvents, mostWaitingBytes,
+                 aOptions.mCount.value_or(std::numeric_limits<std::uint64_t>::max()))
+    {
+    }
+
+    /// Watches until it is to end, and reports what fails.
+    void run()
+    {
+        try
+        {
+            watch();
+        }
+        catch (QZCException const& exception)
+        {
+            mSetting.mReport.addFailure(failureOf(exception));
+        }
+        catch (std::exception const& exception)
+        {
+            mSetting.mReport.addError(ExitCode::failed, exception.what());
+        }
+        if (mHasBegun)
+        {
+            reportCounts();
+        }
+    }
+
+    /// @return the counts; none when standard output has the events
+    std::optional<Answer> answer() const
+    {
+        if (!mOptions.mOutput)
+        {
+            return {};
+        }
+        return Answer{{{"received", mQueue.received()},
+                       {"written", written()},
+                       {"dropped", dropped()},
+                       {"events", mTally.json()}},
+                      mTally.table(mSetting.mIsColoured)};
+    }
+
+private:
+    void watch()
+    {
+        LoadedLibvqm library;
+        DiagnosticEnvironment const environment(library, mSetting.mReport);
+        findBoards(library);
+        if (!mOptions.mIsPlain && !library.call(&QZCLibvqmAbs::LIBVQM_IsQzapiSupported))
+        {
+            throw std::runtime_error("the driver does not offer Quazor events; --plain watches plain ones");
+        }
+        openSink();
+        watchRegistered(library);
+        // No event comes any more; those that wait are not lost.
+        while (!hasAll() && takeSome())
+        {
+        }
+        mSink->finish();
+    }
+
+    void findBoards(LoadedLibvqm& aLibrary)
+    {
+        unsigned int const count = aLibrary.call(&QZCLibvqmAbs::LIBVQM_GetNumberOfAdapters);
+        if (count == 0)
+        {
+            throw std::runtime_error("no boards to watch");
+        }
+        if (!mOptions.mBoard)
+        {
+            mBoards = boardsOf(aLibrary, mSetting.mReport);
+            return;
+        }
+        if (*mOptions.mBoard >= count)
+        {
+            throw std::runtime_error(
+                fmt::format("no board {}; the verb vendor lists them", *mOptions.mBoard));
+        }
+        mBoards.push_back(boardOf(aLibrary, *mOptions.mBoard, mSetting.mReport));
+    }
+
+    void openSink()
+    {
+        if (mOptions.mOutput)
+        {
+            mSink = std::make_unique<WatchCapture>(*mOptions.mOutput);
+        }
+        else
+        {
+            mSink = std::make_unique<WatchLines>(mSetting.mOutput, mSignals, mSetting.mIsJson);
+        }
+    }
+
+    void watchRegistered(LoadedLibvqm& aLibrary)
+    {
+        auto const numberOr = [](std::optional<unsigned int> const& aNumber)
+        { return static_cast<unsigned char>(aNumber.value_or(anyCategory)); };
+        EventKind const kind{numberOr(mOptions.mCategory), numberOr(mOptions.mSubcategory),
+                             mOptions.mIsPlain};
+        VqmRegistrations registrations(aLibrary, kind, mQueue, mSetting.mReport);
+        for (Board const& board : mBoards)
+        {
+            if (!board.mFailure)
+            {
+                registrations.add(board);
+            }
+        }
+        if (registrations.isEmpty())
+        {
+            throw std::runtime_error("nothing to watch: no board is registered");
+        }
+        mHasBegun = true;
+        watchUntilEnd();
+    }
+
+    void watchUntilEnd()
+    {
+        if (mOptions.mSeconds)
+        {
+            mEnd = Clock::now() + std::chrono::seconds(*mOptions.mSeconds);
+        }
+        while (!isToEnd())
+        {
+            bool const hasMore = takeSome();
+            if (!hasMore)
+            {
+                mSink->flush();
+            }
+            // The signal may have come while a reader was waited for.
+            wait(hasMore || isToEnd() ? 0 : millisecondsLeft());
+        }
+    }
+
+    bool isToEnd() const { return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd); }
+
+    /// @return whether there may be more
+    bool takeSome()
+    {
+        for (unsigned int i = 0; i < eventsAtATime && !hasAll(); ++i)
+        {
+            if (!mQueue.pop(mEvent))
+            {
+                return false;
+            }
+            ++mTaken;
+            if (mSink->take(mEvent, boardNumbered(mEvent.mHead.mBoard)))
+            {
+                mTally.add(mEvent.mHead);
+            }
+        }
+        return true;
+    }
+
+    bool hasAll() const { return mTaken == mOptions.mCount; }
+
+    Board const* boardNumbered(unsigned int aNumber) const
+    {
+        auto const found =
+            std::find_if(mBoards.begin(), mBoards.end(),
+                         [=](Board const& aBoard) { return aBoard.mNumber == aNumber && !aBoard.mFailure; });
+        return found == mBoards.end() ? nullptr : &*found;
+    }
+
+    /// For poll().
+    int millisecondsLeft() const
+    {
+        if (!mEnd)
+        {
+            return -1;
+        }
+        auto const left = std::chrono::ceil<std::chrono::milliseconds>(*mEnd - Clock::now()).count();
+        return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
+    }
+
+    /// Until there is an event or a signal.
+    void wait(int aMilliseconds)
+    {
+        std::array<pollfd, 2> descriptors{
+            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}}};
+        ::poll(descriptors.data(), descriptors.size(), aMilliseconds);
+        mSignals.take();
+    }
+
+    void reportCounts()
+    {
+        mSetting.mReport.addNote(fmt::format("received {} events, wrote {}, dropped {}", mQueue.received(),
+                                             mSink->written(), dropped()));
+        if (dropped() > 0)
+        {
+            mSetting.mReport.addError(
+                ExitCode::failed, fmt::format("{} of {} events were dropped", dropped(), mQueue.received()));
+        }
+    }
+
+    std::uint64_t written() const { return mSink ? mSink->written() : 0; }
+
+    /// For which there was no room in the queue, or no way to write them.
+    std::uint64_t dropped() const { return mQueue.received() - written(); }
+
+    Setting const& mSetting;
+    WatchOptions const& mOptions;
+    // Before the library is loaded, so that its threads hold the signals back as well.
+    StopSignals mSignals;
+    EventQueue mQueue;
+    std::vector<Board> mBoards;
+    std::unique_ptr<WatchSink> mSink;
+    std::optional<Clock::time_point> mEnd;
+    WatchedEvent mEvent{};
+    std::uint64_t mTaken = 0;
+    bool mHasBegun = false;  ///< whether there was anything to count
+    WatchTally mTally;
+};
+
+std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOptions)
+{
+    Watch watch(aSetting, aOptions);
+    watch.run();
+    return watch.answer();
+}
+}  // namespace
+
+void addWatch(CommandLine& aCommandLine)
+{
+    auto const options = std::make_shared<WatchOptions>();
+    ArgumentList arguments = aCommandLine.addVerb(
+        "watch", "Show or record diagnostic events as they come",
+        "  qzagent watch --seconds 10\n"
+        "                             a line for each event of the next ten seconds\n"
+        "  qzagent watch --category 3 --output events.capture\n"
+        "                             append those of a category to a capture, until SIGINT or SIGTERM\n",
+        [options](Setting const& aSetting) { return watch(aSetting, *options); });
+    addOptions(arguments, *options);
+}
+}  // namespace qzagent

@@ -1,0 +1,16 @@
+#include "tools/qzagent/vqm/VqmEvent.h"
+
+#include "simulator/include/QzEvent.h"
+
+namespace qzagent
+{
+static_assert(anyCategory == QZ_ANY_CATEGORY, "registrations name every category by this number");
+
+VqmPayload payloadOf(QZ_event const* aEvent)
+{
+    bool const hasPayload = aEvent != nullptr && aEvent->mPayload != nullptr;
+    return hasPayload ? VqmPayload{aEvent->mPayload, aEvent->mLength} : VqmPayload{nullptr, 0};
+}
+
+bool isAccepted(unsigned int aResult) { return aResult == QZ_OK; }
+}  // namespace qzagent

@@ -1,0 +1,101 @@
+#include "tools/qzagent/watch/WatchLines.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstddef>
+#include <ctime>
+#include <stdexcept>
+#include <string>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "tools/qzagent/capture/HexDump.h"
+#include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/vqm/VqmBoards.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr std::size_t bytesInALine = 16;
+constexpr unsigned int signalsToGiveUp = 2;
+
+/// As the log's lines begin.
+std::string timeText(std::chrono::system_clock::time_point aTime)
+{
+    using std::chrono::system_clock;
+    auto const second = std::chrono::floor<std::chrono::seconds>(aTime);
+    auto const rest = std::chrono::duration_cast<std::chrono::microseconds>(aTime - second);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(system_clock::to_time_t(second)),
+                       rest.count());
+}
+
+std::string lineOf(WatchedEvent const& aEvent)
+{
+    std::size_t const length = aEvent.mPayload.size();
+    auto const begin = aEvent.mPayload.begin();
+    auto const end = begin + static_cast<std::ptrdiff_t>(std::min(length, bytesInALine));
+    std::string const start = hexOf({begin, end});
+    return fmt::format("{} board {} category {} subcategory {} length {}{}{}{}\n",
+                       timeText(aEvent.mHead.mTime), aEvent.mHead.mBoard, aEvent.mHead.mCategory,
+                       aEvent.mHead.mSubcategory, length, start.empty() ? "" : " ", start,
+                       length > bytesInALine ? "..." : "");
+}
+
+/// Written down at once: of the values none needs escaping, and a payload may be long.
+std::string jsonOf(WatchedEvent const& aEvent, Board const* aBoard)
+{
+    std::string json = fmt::format(R"({{"time":"{}","board":{},"category":{},"subcategory":{})",
+                                   timeText(aEvent.mHead.mTime), aEvent.mHead.mBoard, aEvent.mHead.mCategory,
+                                   aEvent.mHead.mSubcategory);
+    if (aBoard != nullptr)
+    {
+        json +=
+            fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", aBoard->mFirstWwn->getStringForm().get(),
+                        aBoard->mSecondWwn->getStringForm().get());
+    }
+    std::size_t const length = aEvent.mPayload.size();
+    return json + fmt::format(R"(,"length":{},"payload":"{}"}})", length, hexOf(aEvent.mPayload)) + "\n";
+}
+}  // namespace
+
+bool WatchLines::take(WatchedEvent const& aEvent, Board const* aBoard)
+{
+    mLines += mIsJson ? jsonOf(aEvent, aBoard) : lineOf(aEvent);
+    ++mNumberOfLines;
+    if (mLines.size() >= PIPE_BUF)
+    {
+        flush();
+    }
+    return true;
+}
+
+void WatchLines::flush()
+{
+    for (std::size_t done = 0; done < mLines.size(); done += PIPE_BUF)
+    {
+        waitForRoom();
+        mOutput.write(mLines.substr(done, PIPE_BUF));
+    }
+    mLines.clear();
+    mWritten += mNumberOfLines;
+    mNumberOfLines = 0;
+}
+
+/// A write that waits could not be ended by a signal.
+void WatchLines::waitForRoom()
+{
+    while (!mOutput.waitForRoom(mSignals.descriptor()))
+    {
+        mSignals.take();
+        if (mSignals.count() >= signalsToGiveUp)
+        {
+            throw std::runtime_error("cannot write standard output: nobody reads it");
+        }
+    }
+}
+}  // namespace qzagent

@@ -1,0 +1,42 @@
+/// @file
+/// Watched events as lines on standard output.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/watch/WatchSink.h"
+
+namespace qzagent
+{
+/// One line for each event. As long as events keep coming, lines are written several at once.
+class WatchLines : public WatchSink
+{
+public:
+    /// @param aSignals the second one ends the waiting for a reader that does not read
+    WatchLines(Output& aOutput, StopSignals& aSignals, bool aIsJson)
+        : mOutput(aOutput), mSignals(aSignals), mIsJson(aIsJson)
+    {
+    }
+
+    /// @throws std::system_error as Output::write(); std::runtime_error when nobody reads
+    /// @{
+    bool take(WatchedEvent const& aEvent, Board const* aBoard) override;
+    void flush() override;
+    void finish() override { flush(); }
+    /// @}
+    std::uint64_t written() const override { return mWritten; }
+
+private:
+    void waitForRoom();
+
+    Output& mOutput;
+    StopSignals& mSignals;
+    bool const mIsJson;
+    std::string mLines;
+    std::uint64_t mNumberOfLines = 0;
+    std::uint64_t mWritten = 0;
+};
+}  // namespace qzagent
