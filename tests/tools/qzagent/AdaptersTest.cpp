@@ -17,11 +17,12 @@ using testing::EndsWith;
 
 namespace
 {
-std::string const twoAdapters = adapter("example-fc-0") + adapter("example-fc-1");
+std::string const exampleAdapters = adapterNamed("example-fc-0") + adapterNamed("example-fc-1");
 
-std::string const secondHasNoName = twoAdapters + fault("HBA_GetAdapterName", "2", "HBA_STATUS_ERROR_BUSY");
+std::string const secondHasNoName =
+    exampleAdapters + fault("HBA_GetAdapterName", "2", "HBA_STATUS_ERROR_BUSY");
 
-std::string const doesNotLoad = twoAdapters + failedLoad();
+std::string const doesNotLoad = exampleAdapters + failedLoad();
 
 /// @return the log lines in the text, without time, place and tag
 std::vector<std::string> traceIn(std::string const& aText)
@@ -42,7 +43,7 @@ std::vector<std::string> traceIn(std::string const& aText)
 
 TEST(QzagentAdapters, ListsAdaptersInATable)
 {
-    ProcessResult const result = runAgentOn(twoAdapters, {"adapters"});
+    ProcessResult const result = runAgentOn(exampleAdapters, {"adapters"});
     EXPECT_EQ(result.mOutput,
               "INDEX NAME         HANDLE STATE\n"
               "    0 example-fc-0 0x1    ok\n"
@@ -53,7 +54,7 @@ TEST(QzagentAdapters, ListsAdaptersInATable)
 
 TEST(QzagentAdapters, ListsAdaptersInJson)
 {
-    ProcessResult const result = runAgentOn(twoAdapters, {"adapters", "--json"});
+    ProcessResult const result = runAgentOn(exampleAdapters, {"adapters", "--json"});
     EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
         "format_version": 1, "command": "adapters", "exit_status": 0, "messages": [],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
@@ -137,7 +138,7 @@ TEST(QzagentAdapters, ReportsInJsonThatTheCommonLibraryDoesNotLoad)
 
 TEST(QzagentAdapters, TraceShowsTheLibraryCallsInOrder)
 {
-    std::string const errors = runAgentOn(adapter("example-fc-0"), {"adapters", "--trace"}).mErrors;
+    std::string const errors = runAgentOn(adapterNamed("example-fc-0"), {"adapters", "--trace"}).mErrors;
     EXPECT_THAT(
         traceIn(errors),
         ElementsAre("HA_LoadHbaapi: Entered", "HA_LoadHbaapi: Going to open HBAAPI library",
@@ -166,8 +167,8 @@ TEST(QzagentAdapters, FreesTheCommonLibraryAfterAFailure)
 
 TEST(QzagentAdapters, TraceDoesNotChangeStandardOutput)
 {
-    EXPECT_EQ(runAgentOn(twoAdapters, {"--trace", "adapters"}).mOutput,
-              runAgentOn(twoAdapters, {"adapters"}).mOutput);
+    EXPECT_EQ(runAgentOn(exampleAdapters, {"--trace", "adapters"}).mOutput,
+              runAgentOn(exampleAdapters, {"adapters"}).mOutput);
 }
 
 TEST(QzagentAdapters, TraceLinesStartOnANewLineAfterAnUnfinishedLine)

@@ -21,7 +21,7 @@ struct Situation
 
 std::ostream& operator<<(std::ostream& aOut, Situation const& aSituation) { return aOut << aSituation.mName; }
 
-std::string const oneAdapter = adapter("example-fc-0");
+std::string const oneAdapter = adapterNamed("example-fc-0");
 
 class QzagentDocument : public testing::TestWithParam<Situation>
 {

@@ -18,8 +18,8 @@ using testing::Not;
 namespace
 {
 /// An adapter with two ports. The first port discovers two targets, the second port a third target.
-std::string const threeTargets =
-    adapter("example-fc-0") + port(1) + target(1, 2) + target(2, 3) + port(2) + target(3, 4);
+std::string const threeTargets = adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) +
+                                 targetNumbered(2, 3) + portNumbered(2) + targetNumbered(3, 4);
 
 nlohmann::json adapterOf(ProcessResult const& aResult) { return documentOf(aResult).at("adapters").at(0); }
 
@@ -53,7 +53,7 @@ TEST(QzagentInventoryFaults, ShowsAnAdapterThatCannotBeOpenedAsFailed)
 
 TEST(QzagentInventoryFaults, ShowsAnAdapterWithoutPortsAsFailed)
 {
-    ProcessResult const result = runAgentOn(adapter("example-fc-0"), {"inventory"});
+    ProcessResult const result = runAgentOn(adapterNamed("example-fc-0"), {"inventory"});
     EXPECT_EQ(result.mOutput,
               "ITEM      VALUE\n"
               "adapter 0 example-fc-0\n"
@@ -155,7 +155,7 @@ TEST(QzagentInventoryFaults, NamesTheRemotePortOfAFailedReportLunsInTheMessage)
 TEST(QzagentInventoryFaults, ShowsTheFailureOfATargetAtBothItsPortsAndReportsItOnce)
 {
     ProcessResult const result =
-        runAgentOn(threeTargets + port(3) + target(3, 4) +
+        runAgentOn(threeTargets + portNumbered(3) + targetNumbered(3, 4) +
                        fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR_TRY_AGAIN"),
                    {"inventory", "--json"});
     nlohmann::json const ports = adapterOf(result)["ports"];
@@ -186,7 +186,7 @@ TEST(QzagentInventoryFaults, ClosesTheAdapterAndFreesTheLibraryAfterAFailure)
 
 TEST(QzagentInventory, ReadsSixtyThousandMappingsWithinThirtySeconds)
 {
-    std::string scenario = adapter("example-fc-0") + port(1);
+    std::string scenario = adapterNamed("example-fc-0") + portNumbered(1);
     for (int target = 100; target < 220; ++target)
     {
         scenario += "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:0" +

@@ -197,7 +197,7 @@ TEST(QzagentInventory, FitsALongLunListInto100Columns)
         luns += std::to_string(lun) + ", ";
     }
     std::string const output =
-        runAgentOn(adapter("example-fc-0") + port(1) +
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) +
                        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:00:01\"\nluns = [" + luns +
                        "]\n",
                    {"inventory"})
@@ -208,8 +208,8 @@ TEST(QzagentInventory, FitsALongLunListInto100Columns)
 
 TEST(QzagentInventory, ReadsTheLongestLunListWithoutRepeatingTheRequest)
 {
-    ProcessResult const result =
-        runAgentOn(adapter("example-fc-0") + port(1) + target(1, 512), {"inventory", "--trace"});
+    ProcessResult const result = runAgentOn(
+        adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 512), {"inventory", "--trace"});
     EXPECT_THAT(squeezed(result.mOutput), HasSubstr("─luns 0-511\n"));
     std::string const answer = "Size got from SendReportLuns = 4096";
     std::size_t const first = result.mErrors.find(answer);

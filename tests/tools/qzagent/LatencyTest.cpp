@@ -25,8 +25,9 @@ using testing::StartsWith;
 namespace
 {
 /// Two adapters with three target ports. Two of them answer with 24 bytes, the one with 4 LUNs with 40 bytes.
-std::string const targetsOfTwoAdapters = adapter("example-fc-0") + port(1) + target(1, 2) + target(2, 4) +
-                                         adapter("example-fc-1") + port(2) + target(3, 2);
+std::string const targetsOfTwoAdapters =
+    adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) + targetNumbered(2, 4) +
+    adapterNamed("example-fc-1") + portNumbered(2) + targetNumbered(3, 2);
 
 /// The third request to the second target port fails.
 std::string const oneFails = targetsOfTwoAdapters + fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR",
@@ -120,7 +121,7 @@ TEST(QzagentLatency, OmitsTargetPortsInJsonWhenTheyAreUnavailable)
 
 TEST(QzagentLatency, PrintsANoteWithoutTargetPorts)
 {
-    ProcessResult const result = runAgentOn(adapter("example-fc-0"), {"latency"});
+    ProcessResult const result = runAgentOn(adapterNamed("example-fc-0"), {"latency"});
     EXPECT_EQ(result.mOutput, "");
     EXPECT_EQ(result.mErrors, "qzagent: note: no target ports\n");
     EXPECT_EQ(result.mExitStatus, 0);

@@ -21,7 +21,7 @@ std::string const erased = "\r\x1b[K";
 /// An adapter that is busy for the first aCount queries of its target mappings.
 std::string busyTimes(int aCount)
 {
-    return adapter("example-fc-0") + port(1) + target(1, 2) +
+    return adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) +
            fault("HBA_GetFcpTargetMapping", "\"1-" + std::to_string(aCount) + "\"", "HBA_STATUS_ERROR_BUSY");
 }
 

@@ -5,11 +5,14 @@
 #include <string>
 
 /// An adapter, to which the ports that follow it belong.
-inline std::string adapter(std::string const& aName) { return "[[adapter]]\nname = \"" + aName + "\"\n"; }
+inline std::string adapterNamed(std::string const& aName)
+{
+    return "[[adapter]]\nname = \"" + aName + "\"\n";
+}
 
 /// A port of the adapter, to which the targets that follow it belong.
 /// @param aNumber last digit of its name
-inline std::string port(unsigned int aNumber)
+inline std::string portNumbered(unsigned int aNumber)
 {
     return "[[adapter.port]]\nport_wwn = \"10:00:00:00:c9:00:00:0" + std::to_string(aNumber) + "\"\n";
 }
@@ -17,7 +20,7 @@ inline std::string port(unsigned int aNumber)
 /// A target that the port discovers.
 /// @param aNumber last digit of its name
 /// @param aLuns   number of its LUNs
-inline std::string target(unsigned int aNumber, unsigned int aLuns)
+inline std::string targetNumbered(unsigned int aNumber, unsigned int aLuns)
 {
     return "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:00:0" + std::to_string(aNumber) +
            "\"\nluns = " + std::to_string(aLuns) + "\n";
@@ -35,7 +38,7 @@ inline std::string fault(std::string const& aCall, std::string const& aNth, std:
 /// Two adapters, of which the second cannot be opened.
 inline std::string secondAdapterFails()
 {
-    return adapter("example-fc-0") + adapter("example-fc-1") +
+    return adapterNamed("example-fc-0") + adapterNamed("example-fc-1") +
            fault("HBA_OpenAdapter", "1", "HBA_STATUS_ERROR", "adapter = \"example-fc-1\"\n");
 }
 
