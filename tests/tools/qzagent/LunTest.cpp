@@ -1,11 +1,11 @@
 #include <array>
 #include <cstddef>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/Bytes.h"
 #include "tools/qzagent/hba/Lun.h"
 
 using qzagent::Lun;
@@ -19,7 +19,6 @@ using testing::IsEmpty;
 
 namespace
 {
-using Bytes = std::vector<unsigned char>;
 
 Lun lunOfBytes(std::array<unsigned char, qzagent::lunSize> const& aBytes) { return lunOf(aBytes.data()); }
 

@@ -25,14 +25,14 @@ std::optional<unsigned int> digitOf(char aCharacter)
 
 // A record begins with two unsigned integers, whose heads are the bytes 00 to 1b, and a bool, f4 or f5.
 //
-//   character         byte                        head of an integer   bool
-//   tab, line ends    09, 0a, 0d                  yes                  no
-//   blank             20                          no                   no
-//   digits            30 to 39, 41 to 46, 61-66   no                   no
-//   #                 23                          no                   no
+//   character          bytes                             head of an integer   bool
+//   tab, line ends     09, 0a, 0d                        yes                  no
+//   blank              20                                no                   no
+//   digits             30 to 39, 41 to 46, 61 to 66      no                   no
+//   #                  23                                no                   no
 //
-// So the first three bytes of a record contain neither a digit nor # before the bool, and are not three white space
-// characters. A capture that begins in one of these ways is text.
+// So at most two white space characters begin a record, and the next byte is neither a digit nor #. A capture that
+// begins differently is text.
 bool HexText::isText(std::string const& aHead)
 {
     for (char const character : aHead)

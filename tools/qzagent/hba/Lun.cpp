@@ -79,7 +79,7 @@ Lun lunOf(unsigned char const* aBytes)
 
 //   bytes 0 to 3: length of the list in bytes, big-endian
 //   bytes 4 to 7: reserved
-///   from byte 8:  the LUNs, 8 bytes each
+//   from byte 8:  the LUNs, 8 bytes each
 std::size_t reportSize(unsigned char const* aResponse, std::size_t aSize)
 {
     if (aSize < reportLunsHeaderSize)

@@ -15,7 +15,7 @@ namespace qzagent
 {
 using Latency = std::chrono::nanoseconds;
 
-/// A record of latencies, never empty.
+/// A record of latencies; never null.
 using LatencyEntry = QZCPointer<QZCLatencyData>;
 
 /// The agent's scale. Bucket 0 holds the latencies below the base. Each further bucket ends at the end of the previous

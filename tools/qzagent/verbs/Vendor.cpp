@@ -139,7 +139,7 @@ Answer vendor(Setting const& aSetting)
 
 void addVendor(CommandLine& aCommandLine)
 {
-    aCommandLine.addVerb("vendor", "Show the vendor library, its driver and its boards",
+    aCommandLine.addVerb("vendor", "Show the vendor library (libvqm), its driver and its boards",
                          "  qzagent vendor             versions, support of Quazor events, and board names\n",
                          [](Setting const& aSetting) { return vendor(aSetting); });
 }
