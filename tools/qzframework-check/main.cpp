@@ -73,8 +73,9 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char const* const* 
         aParser.add_flag("--list", aOptions.mIsList, "List the requirements without checking them");
     list->disable_flag_override();
     list->excludes("--json");
-    aParser.add_option("REQUIREMENT", aOptions.mNames,
-                       "Check only these: full names, or the part before the dot for all of a header");
+    aParser.add_option(
+        "REQUIREMENT", aOptions.mNames,
+        "Check only these: the name of a requirement, or of a header for all of its requirements");
     aParser.parse(aCount, aArguments);
 }
 

@@ -40,10 +40,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         UsageError{"NoArguments",
                    {},
-                   "missing verb, one of adapters, inventory, latency, show, vendor, watch, explain"},
+                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
         UsageError{"NoVerb",
                    {"--trace"},
-                   "missing verb, one of adapters, inventory, latency, show, vendor, watch, explain"},
+                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
         UsageError{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
         UsageError{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
         UsageError{

@@ -149,7 +149,7 @@ std::optional<std::string> CommandLine::parse(int aCount, char const* const* aAr
     }
     if (!mVerb)
     {
-        throw Misuse("missing verb, one of " + verbNames());
+        throw Misuse("no verb given; the verbs are " + verbNames());
     }
     return {};
 }

@@ -65,10 +65,10 @@ std::string jsonOf(Place const& aPlace, CaptureRecord const& aRecord)
 }
 
 /// Writes the records to standard output in blocks.
-class Shown
+class RecordPrinter
 {
 public:
-    explicit Shown(Setting const& aSetting) : mSetting(aSetting) {}
+    explicit RecordPrinter(Setting const& aSetting) : mSetting(aSetting) {}
 
     void add(std::uint64_t aPosition, CaptureRecord const& aRecord)
     {
@@ -96,21 +96,21 @@ private:
 
 void showAll(Setting const& aSetting, Capture& aCapture)
 {
-    Shown shown(aSetting);
+    RecordPrinter printer(aSetting);
     try
     {
         while (std::optional<CaptureRecord> const record = aCapture.next())
         {
-            shown.add(aCapture.position(), *record);
+            printer.add(aCapture.position(), *record);
         }
     }
     catch (CaptureError const&)
     {
-        shown.flush();
+        printer.flush();
         throw;
     }
-    shown.flush();
-    if (shown.count() == 0)
+    printer.flush();
+    if (printer.count() == 0)
     {
         aSetting.mReport.addNote("no records in " + aCapture.name());
     }
