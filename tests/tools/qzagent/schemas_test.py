@@ -61,7 +61,27 @@ def verdicts(schema, documents):
     return [next((head[4:head.index("]")] for head in heads if f"({path})" in head), "nothing") for path in paths]
 
 
+def keys_in(schema):
+    """Each key that the schema defines, with its own schema. Conditions define no keys, they only restrict them."""
+    if isinstance(schema, list):
+        for item in schema:
+            yield from keys_in(item)
+    elif isinstance(schema, dict):
+        yield from schema.get("properties", {}).items()
+        for name, value in schema.items():
+            if name not in ("if", "then", "else"):
+                yield from keys_in(value)
+
+
 class Schema(unittest.TestCase):
+    def test_every_key_has_a_description(self):
+        for path in sorted(SCHEMAS.iterdir()):
+            keys = list(keys_in(json.loads(path.read_text(encoding="utf-8"))))
+            self.assertNotEqual(keys, [], path.name)
+            for key, schema in keys:
+                with self.subTest(schema=path.name, key=key):
+                    self.assertRegex(schema.get("description", ""), r"^[A-Z\"].*\.$")
+
     def assert_rejects_changes(self, schema, document, changes):
         self.assertEqual(verdicts(schema, [document]), ["SUCCESS"])
         documents = [changed(document, place, value) for place, value in changes]
