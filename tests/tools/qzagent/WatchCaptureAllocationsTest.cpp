@@ -50,7 +50,7 @@ bool takeTwice(WatchCapture& aCapture, WatchedEvent const& aEvent, Board const& 
     return hasFailed;
 }
 
-TEST(WatchCaptureAllocations, ARecordWhoseEncodingFailsIsNotWritten)
+TEST(WatchCaptureAllocations, NothingOfARecordWhoseEncodingFailsIsWritten)
 {
     ScratchFolder const folder;
     Board const board{0, nameOf(1), nameOf(2), {}};
