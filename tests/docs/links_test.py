@@ -1,4 +1,4 @@
-"""The documents link to what there is, and to what is installed with them; the index links to all documents."""
+"""Links lead to existing files, links of installed documents to installed files, and the index lists all documents."""
 import re
 import unittest
 
@@ -13,19 +13,19 @@ def links(page):
 
 
 def is_installed(target):
-    """Whether it lies where the installed documents have it too."""
+    """Whether the target is installed at the same relative place."""
     folder = target.relative_to(ROOT).parts[0]
     return folder in ('docs', 'examples') or (target.parent == ROOT and target.suffix == '.md')
 
 
 class Links(unittest.TestCase):
-    def test_every_link_leads_to_a_file(self):
+    def test_every_link_leads_to_an_existing_file(self):
         pages = [*ROOT.glob('*.md'), *ROOT.glob('docs/**/*.md'), *ROOT.glob('simulator/*.md')]
         broken = [f'{page.relative_to(ROOT)}: {target}'
                   for page in pages for target in links(page) if not (page.parent / target).exists()]
         self.assertEqual(broken, [])
 
-    def test_every_link_of_an_installed_document_leads_to_what_is_installed(self):
+    def test_every_link_of_an_installed_document_leads_to_an_installed_file(self):
         pages = [*ROOT.glob('*.md'), *ROOT.glob('docs/*.md')]
         leaving = [f'{page.relative_to(ROOT)}: {target}'
                    for page in pages for target in links(page) if not is_installed((page.parent / target).resolve())]
