@@ -1,4 +1,4 @@
-"""Finds log calls, throws and assertions in the sources of the libraries, and tables in the documents."""
+"""What the sources of the libraries log, throw and assert, and what the tables of the documents say about it."""
 import pathlib
 import re
 
@@ -8,7 +8,7 @@ COMMENT_OR_TEXT = re.compile(r'//[^\n]*|("(?:[^"\\\n]|\\.)*")')
 DEFINE = re.compile(r'^#define(?:[^\n]*\\\n)*[^\n]*', re.MULTILINE)
 CALL = re.compile(r'\b(QZ_LOG_\w+|QZ_ASSERT|throw \w+(?:::\w+)?|PrintLogMessageWithTimeStamp)\(')
 TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
-# Definitions are not indented; in a class of a header they are indented once.
+# Definitions begin at the margin, in a class of a header one step further in.
 DEFINITION = re.compile(r'(?=[A-Za-z_~\[])[^;=()]*?(operator\W+|~?\b\w+)\((?!.*;$)')
 
 
@@ -27,7 +27,7 @@ class Call:
 
 
 def _arguments(text, start):
-    """The text from start to the closing parenthesis."""
+    """What stands from start to the parenthesis that closes."""
     depth, position = 1, start
     while depth:
         quoted = TEXT.match(text, position)
@@ -40,7 +40,7 @@ def _arguments(text, start):
 
 
 def _function_before(lines, margins):
-    """The name of the definition that contains the last of the lines."""
+    """The name of the definition that the last of the lines stands in."""
     for line in reversed(lines):
         for margin in margins:
             found = DEFINITION.match(line[len(margin):]) if line.startswith(margin) else None
@@ -61,18 +61,18 @@ def _calls_in(path):
 
 
 def calls(*beginnings):
-    """The calls in backend/ whose names have one of the beginnings."""
+    """The calls in the sources and headers of backend/ whose names begin like this."""
     paths = [path for path in sorted(ROOT.glob('backend/**/*')) if path.suffix in ('.cpp', '.h')]
     return [call for path in paths for call in _calls_in(path) if call.what.startswith(beginnings)]
 
 
 def table(page, heading):
-    """The rows of the table below a heading of a document, as lists of cells."""
+    """The rows of cells of the table that stands under a heading of a document."""
     section = (ROOT / 'docs' / page).read_text().split(f'\n## {heading}\n')[1].split('\n## ')[0]
     rows = [line for line in section.split('\n') if line.startswith('| ')]
     return [[cell.strip() for cell in re.split(r' \| ', row.strip('| '))] for row in rows[1:]]
 
 
 def code(cell):
-    """The texts in a cell that are marked as code."""
+    """The texts that are set as code in a cell."""
     return re.findall(r'`(.*?)`', cell)

@@ -3,7 +3,7 @@
 ///
 /// A line looks like this; the time is UTC:
 ///
-///     2026-05-04T12:30:00.123456Z -T- HbaapiAbs:N HA_LoadHbaapi: Going to open HBAAPI library
+///     2026-05-04T12:30:00.123456Z -T- HbaapiAbs:26 HA_LoadHbaapi: Going to open HBAAPI library
 ///
 /// An agent that wants its own logging either sets a sink, or defines PrintLogMessageWithTimeStamp itself:
 /// a definition that stands before this one in the dynamic linker's search order takes its place.
