@@ -87,7 +87,7 @@ bool isHexText(std::vector<unsigned char> const& aBytes)
 {
     std::string head(aBytes.begin(), aBytes.end());
     head.resize(std::min(head.size(), qzagent::HexText::headSize));
-    return qzagent::HexText::isBegunBy(head);
+    return qzagent::HexText::isText(head);
 }
 }  // namespace
 

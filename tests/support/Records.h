@@ -11,17 +11,12 @@
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/support/Bytes.h"
+#include "tools/qzagent/vqm/ScopeEvents.h"
 
 /// A scope event of these numbers.
 inline QZCPointer<QZCScopeEvent> eventOf(unsigned char aCategory, unsigned char aSubcategory)
 {
-    QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
-    QZCEncodableOutStream out;
-    out << aCategory << aSubcategory;
-    Bytes const encoded = bytesOf(out.getEncoded());
-    QZCEncodableInStream in(encoded.data(), lengthOf(encoded));
-    event->decode(in);
-    return event;
+    return qzagent::scopeEventOf(aCategory, aSubcategory);
 }
 
 /// A name of the 8 bytes.

@@ -41,7 +41,7 @@ def verbs():
 def options_of_verb(verb):
     """Those that may stand behind it: its own, and those that help says may stand there too."""
     text = help_of(QZAGENT, verb)
-    shared = re.search(r"^(.*) may stand before or after the verb\.$", text, re.M)[1]
+    shared = re.search(r"^(.*) can be given before or after the verb\.$", text, re.M)[1]
     return options_of(QZAGENT, verb) | set(shared.split(" and "))
 
 

@@ -1,23 +1,28 @@
-#include <fstream>
-#include <sstream>
+#include <exception>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/AllocationFailure.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Captures.h"
 #include "tests/tools/qzagent/OneSource.h"
+#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/watch/WatchCapture.h"
 
+using qzagent::WatchCapture;
+using qzagent::WatchedEvent;
 using testing::HasSubstr;
 
 namespace
 {
 std::string const scenarioOfOneSource = oneSource(200, 8, 100000, 1000);
 
-/// What is recorded of the event of that number: kind, names and payload.
+/// @return the record of the event with this number: category and subcategory, names and payload
 std::string recordOf(unsigned int aNumber)
 {
     std::string record(
@@ -44,7 +49,7 @@ std::string recordsOf(unsigned int aCount)
     return records;
 }
 
-class QzagentWatchCapture : public testing::Test
+class QzagentWatchCapture : public CaptureFixture
 {
 protected:
     ProcessResult watch(Arguments const& aArguments) const
@@ -53,20 +58,9 @@ protected:
         arguments.insert(arguments.end(), aArguments.begin(), aArguments.end());
         return runAgentOn(scenarioOfOneSource, arguments);
     }
-
-    std::string content() const
-    {
-        std::ifstream file(mPath, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
-    ScratchFolder mFolder;
-    std::string mPath = mFolder.path() / "events.capture";
 };
 
-TEST_F(QzagentWatchCapture, HasEveryEventAsItWasSent)
+TEST_F(QzagentWatchCapture, RecordsEveryEventUnchanged)
 {
     ProcessResult const result = watch({"--count", "1000"});
     EXPECT_TRUE(content() == recordsOf(1000)) << content().size() << " bytes";
@@ -75,34 +69,34 @@ TEST_F(QzagentWatchCapture, HasEveryEventAsItWasSent)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzagentWatchCapture, HasAsManyEventsAsWereAskedFor)
+TEST_F(QzagentWatchCapture, RecordsTheRequestedNumberOfEvents)
 {
     watch({"--count", "7"});
     EXPECT_EQ(content(), recordsOf(7));
 }
 
-TEST_F(QzagentWatchCapture, IsAppendedTo)
+TEST_F(QzagentWatchCapture, AppendsToAnExistingCapture)
 {
     watch({"--count", "2"});
     watch({"--count", "3"});
     EXPECT_EQ(content(), recordsOf(2) + recordsOf(3));
 }
 
-TEST_F(QzagentWatchCapture, IsRefusedWhenItIsNotWholeAndLeftAsItIs)
+TEST_F(QzagentWatchCapture, RefusesAnIncompleteCaptureAndLeavesItUnchanged)
 {
     std::string const cut = recordsOf(2).substr(0, 80);
     mFolder.write("events.capture", cut);
     ProcessResult const result = watch({"--count", "1"});
     EXPECT_EQ(result.mErrors,
               "qzagent: cannot write " + mPath +
-                  ": it is not a whole capture: at byte 75: expected a byte string of at most "
+                  ": it is not a complete capture: at byte 75: expected a byte string of at most "
                   "the 0 bytes that follow, found byte string 8 (0x5a); its first 1 records "
                   "end at byte 44\n");
     EXPECT_EQ(content(), cut);
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentWatchCapture, IsToldOfInADocument)
+TEST_F(QzagentWatchCapture, PrintsTheCountsInJson)
 {
     ProcessResult const result = watch({"--count", "5", "--json"});
     EXPECT_TRUE(satisfies(result.mOutput, "watch"));
@@ -113,13 +107,13 @@ TEST_F(QzagentWatchCapture, IsToldOfInADocument)
     EXPECT_EQ(document["events"], nlohmann::json::parse(R"([{"board": 0, "category": 3, "written": 5}])"));
 }
 
-TEST_F(QzagentWatchCapture, ThatCannotBeGrownKeepsItsWholeRecords)
+TEST_F(QzagentWatchCapture, KeepsCompleteRecordsAtTheFileSizeLimit)
 {
     if (IS_COUNTED)
     {
-        GTEST_SKIP() << "what counts the coverage writes files too, which the limit would stop";
+        GTEST_SKIP() << "the limit also applies to the coverage data that the agent writes";
     }
-    // The limit is in blocks of 512 bytes, into which 44 bytes do not fit without a rest.
+    // The limit is two blocks of 512 bytes, which is not a multiple of the 44 bytes of a record.
     ProcessResult const result = runAgentInOn(R"(ulimit -f 2; exec "$@")", scenarioOfOneSource,
                                               {"watch", "--output", mPath, "--count", "1000"});
     EXPECT_EQ(content(), recordsOf(23));
@@ -129,7 +123,7 @@ TEST_F(QzagentWatchCapture, ThatCannotBeGrownKeepsItsWholeRecords)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentWatchCapture, OnAFullDeviceIsAnErrorAfterEverythingWasFreed)
+TEST_F(QzagentWatchCapture, ReportsAFullDeviceAfterReleasingEverything)
 {
     ProcessResult const result =
         runAgentOn(scenarioOfOneSource, {"--trace", "watch", "--output", "/dev/full"});
@@ -139,5 +133,59 @@ TEST_F(QzagentWatchCapture, OnAFullDeviceIsAnErrorAfterEverythingWasFreed)
     EXPECT_THAT(result.mErrors, HasSubstr(" LIBVQM_Close: Left\n"));
     EXPECT_THAT(result.mErrors, HasSubstr(" LIBVQM_FreeLibrary: Left\n"));
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+/// An event of category 3 and subcategory 7.
+WatchedEvent eventWith(unsigned int aPayloadLength)
+{
+    WatchedEvent event{};
+    event.mHead.mCategory = 3;
+    event.mHead.mSubcategory = 7;
+    event.mPayload.assign(aPayloadLength, 0xab);
+    return event;
+}
+
+/// @return the record of such an event without names, with a payload of less than 65536 bytes
+std::string recordWith(unsigned int aPayloadLength)
+{
+    return std::string("\x03\x07\xf4\x01\x5a\0\0", 7) + static_cast<char>(aPayloadLength >> 8) +
+           static_cast<char>(aPayloadLength & 0xff) + std::string(aPayloadLength, '\xab');
+}
+
+/// Records a small event, and then a large one while the given allocation fails.
+/// @return whether that many allocations were made
+bool recordWhileAnAllocationFails(WatchCapture& aCapture, unsigned int aFailing)
+{
+    aCapture.take(eventWith(8), nullptr);
+    WatchedEvent const large = eventWith(5000);
+    DeliberateLeak const leak;
+    AllocationFailure const failure(aFailing);
+    try
+    {
+        aCapture.take(large, nullptr);
+    }
+    catch (std::exception const&)
+    {
+        return true;
+    }
+    EXPECT_LT(failure.allocations(), aFailing) << "a failed allocation was ignored";
+    return false;
+}
+
+TEST(WatchCapture, WritesNothingOfARecordWhoseEncodingFails)
+{
+    ScratchFolder const folder;
+    unsigned int failing = 1;
+    for (bool hasFailed = true; hasFailed; ++failing)
+    {
+        std::string const path = folder.path() / std::to_string(failing);
+        WatchCapture capture(path);
+        hasFailed = recordWhileAnAllocationFails(capture, failing);
+        EXPECT_EQ(capture.written(), hasFailed ? 1u : 2u);
+        capture.take(eventWith(16), nullptr);
+        std::string const middle = hasFailed ? "" : recordWith(5000);
+        EXPECT_EQ(contentOf(path), recordWith(8) + middle + recordWith(16)) << "allocation " << failing;
+    }
+    EXPECT_GT(failing, 3u) << "no allocation of the record or its stream has failed";
 }
 }  // namespace

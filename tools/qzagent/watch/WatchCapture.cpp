@@ -18,6 +18,7 @@ bool WatchCapture::take(WatchedEvent const& aEvent, Board const* aBoard)
     {
         return false;
     }
+    // An encoding that failed may have left part of a record.
     mStream.clear();
     recordOf(aEvent, aBoard).encode(mStream);
     QZCBuffer const& encoded = mStream.getEncoded();
