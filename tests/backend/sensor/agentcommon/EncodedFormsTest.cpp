@@ -66,10 +66,10 @@ TEST(EncodedForms, OfAnEventIsThatOfThePage)
 
 TEST_F(ScopeData, OfEachShapeIsEncodedAsThePageSays)
 {
-    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent)), example("scope data of neither names nor payload"));
-    EXPECT_EQ(encodedFormOf(withPayload({0xaa, 0xbb, 0xcc})), example("scope data of payload"));
-    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent, mFirst, mSecond)), example("scope data of names"));
-    EXPECT_EQ(encodedFormOf(withBoth({0xaa, 0xbb, 0xcc})), example("scope data of names and payload"));
+    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent)), example("scope data without names and payload"));
+    EXPECT_EQ(encodedFormOf(withPayload({0xaa, 0xbb, 0xcc})), example("scope data with payload"));
+    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent, mFirst, mSecond)), example("scope data with names"));
+    EXPECT_EQ(encodedFormOf(withBoth({0xaa, 0xbb, 0xcc})), example("scope data with names and payload"));
 }
 
 TEST(EncodedForms, OfLatencyDataIsThatOfThePage)
