@@ -62,9 +62,9 @@ std::shared_ptr<Scene> scene() { return std::make_shared<Scene>(); }
 
 Rows layerRows()
 {
-    // A name is a text; it is copied into the list, which grows, and copies what it had.
-    std::string const text = "01";
-    std::string const grown = "0";
+    // Each name becomes a text and is copied into the list. The list grows and copies its elements.
+    Lost const text = {0, 1};
+    Lost const grown = {0};
     return {
         withoutAllocation("LibraryIsLoaded", scene, [](Scene& aScene) { aScene.mLayer.HA_LoadHbaapi(); }),
         withoutAllocation("LibraryIsFreed", scene, [](Scene& aScene) { aScene.mLayer.HA_FreeHbaapi(); }),
@@ -79,7 +79,7 @@ Rows layerRows()
                               aScene.mLayer.HA_CloseAdapter(handle);
                           }),
         operation(
-            "AdapterNames", text + grown + text + text + grown + text + text, outOfMemory, scene,
+            "AdapterNames", joined({text, grown, text, text, grown, text, text}), outOfMemory, scene,
             [](Scene& aScene) { aScene.mLayer.HA_GetAdapterNames(2, aScene.mNames); },
             [](Scene const& aScene)
             {
@@ -87,11 +87,11 @@ Rows layerRows()
                 EXPECT_EQ(aScene.mNames.size(), aScene.mHbaapi.mNames.empty() ? 1u : 0u);
             }),
         operation(
-            "AdapterAttributes", "0", "QZCHaltEx 1: No memory for adapter attributes", scene,
+            "AdapterAttributes", {0}, "QZCHaltEx 1: No memory for adapter attributes", scene,
             [](Scene& aScene) { aScene.mAttributes.reset(aScene.mLayer.HA_GetAdapterAttributes(7)); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mHbaapi.mAdapterAttributes.size(), 1u); }),
         operation(
-            "AdapterPorts", "0", "QZCHaltEx 1: No memory for Port Attributes", scene,
+            "AdapterPorts", {0}, "QZCHaltEx 1: No memory for Port Attributes", scene,
             [](Scene& aScene)
             { aScene.mPorts.reset(aScene.mLayer.HA_GetAdapterPorts(7, &aScene.mAdapter, aScene.mNumPorts)); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mNumPorts, portsOfAdapter); }),
@@ -157,11 +157,12 @@ Rows heapRows()
 {
     return {
         operation(
-            "TargetMappings", "000", outOfMemory, sceneOfAGrowingAdapter,
+            "TargetMappings", {0, 0, 0}, outOfMemory, sceneOfAGrowingAdapter,
             [](Scene& aScene) { aScene.mLayer.HA_GetTargetMappings(7, aScene.mMapping); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mMapping, nullptr); }),
         operation(
-            "ReportLuns", "00", "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs", sceneOfAGrowingAdapter,
+            "ReportLuns", {0, 0}, "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs",
+            sceneOfAGrowingAdapter,
             [](Scene& aScene)
             { aScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &aScene.mResponse, &aScene.mSize); },
             [](Scene const& aScene)

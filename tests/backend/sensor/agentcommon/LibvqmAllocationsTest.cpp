@@ -28,7 +28,7 @@ struct Scene
     QZCLibvqmAbs mLayer;
     Name mFirst = nameOf({1, 2, 3, 4, 5, 6, 7, 8});
     Name mSecond = nameOf({8, 7, 6, 5, 4, 3, 2, 1});
-    QZCPointer<QZCScopeEvent> mEvent = eventOf(3, 7);
+    QZCPointer<QZCScopeEvent> mEvent = scopeEventOf(3, 7);
 };
 
 std::shared_ptr<Scene> unloaded() { return std::make_shared<Scene>(); }
@@ -55,27 +55,19 @@ void keepsTheNames(Scene const& aScene)
 
 std::vector<Operation> rows()
 {
-    // The text, the record of it, in which the empty piece and the parts of the text are made, and the count
-    // of the record's handle.
-    auto const versionOf = [](unsigned int aParts)
-    {
-        return "01"
-               "0" +
-               times(1 + aParts, "01") + "1";
+    // The text, the record, an empty piece and the parts of the text, and the count of the record's handle.
+    auto const versionOf = [](unsigned int aParts) {
+        return joined({{0, 1}, {0}, times(1 + aParts, {0, 1}), {1}});
     };
-    // The record with an empty text and then one of 23 characters, and the count of its handle, with which
-    // all of that is lost.
-    std::string const name =
-        "0"
-        "01"
-        "002"
-        "4";
+    // The record, an empty text, a text of 23 characters, and the count of the record's handle. Without the
+    // count, all four blocks of the record are leaked.
+    Lost const name = joined({{0}, {0, 1}, {0, 0, 2}, {4}});
     return {
         withoutAllocation("Loads", unloaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_LoadLibrary(); }),
         withoutAllocation("Frees", loaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_FreeLibrary(); }),
         withoutAllocation("Closes", loaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_Close(); }),
         operation(
-            "Initialises", versionOf(4) + versionOf(3), outOfMemory, loaded,
+            "Initialises", joined({versionOf(4), versionOf(3)}), outOfMemory, loaded,
             [](Scene& aScene) { aScene.mLayer.LIBVQM_Init(); }, initialisesAfterAll),
         withoutAllocation("InitialisesWithoutAdapters", loaded,
                           [](Scene& aScene)
@@ -91,7 +83,7 @@ std::vector<Operation> rows()
                               aScene.mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>());
                           }),
         operation(
-            "NamesAnAdapter", name + name, outOfMemory, loaded,
+            "NamesAnAdapter", joined({name, name}), outOfMemory, loaded,
             [](Scene& aScene) { aScene.mLayer.LIBVQM_GetAdapterInfo(0, aScene.mFirst, aScene.mSecond); },
             keepsTheNames),
         withoutAllocation("RegistersForPlainEvents", loaded,

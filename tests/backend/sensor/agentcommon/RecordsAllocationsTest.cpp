@@ -63,7 +63,7 @@ Rows latencyRows()
                               ASSERT_EQ(data.getTrueLatency() + data.getBuckets()[0] + data.size(), 104u);
                           }),
         // Three numbers of five bytes and 23 of one, each of which asks for room for five.
-        operation("LatencyIsEncoded", "0", badAlloc, madeLatency,
+        operation("LatencyIsEncoded", {0}, badAlloc, madeLatency,
                   [](Latency& aData) { aData.mRecord->encode(aData.mOut); }),
     };
 }
@@ -84,8 +84,8 @@ Rows nameRows()
     auto const subject = making<QZCWorldWideName>;
     auto const nothingMade = expectNothingMade<QZCWorldWideName>;
     auto const whole = [] { return madeName(roomInside); };
-    // The text is kept first; then each pair is taken out of it.
-    std::string const scanned = longText + times(9, shortText);
+    // The text is copied first. Then each pair is cut out of it.
+    Lost const scanned = joined({longText, times(9, shortText)});
     auto const canBeSetAnew = [](Name& aName)
     {
         aName.mRecord->setBinaryForm(secondBytes.data());
@@ -100,7 +100,7 @@ Rows nameRows()
             "NameOfNothing", shortText, outOfMemory, subject, [](Name& aName) { aName.mRecord.emplace(); },
             nothingMade),
         operation(
-            "NameOfBytes", shortText + longText, outOfMemory, subject,
+            "NameOfBytes", joined({shortText, longText}), outOfMemory, subject,
             [](Name& aName) { aName.mRecord.emplace(firstBytes.data()); }, nothingMade),
         operation("NameIsCopied", longText, outOfMemory, whole,
                   [](Name& aName) { QZCWorldWideName const copy(*aName.mRecord); }),
@@ -117,11 +117,11 @@ Rows nameRows()
             "NameRefusesATextOfAnotherLength", whole,
             [](Name& aName) { aName.mRecord->setStringForm(cutText); }, "QZCInvalidEx 6: Invalid WWN string"),
         operation(
-            "NameIsDecoded", shortText + longText, outOfMemory, whole, [](Name& aName) { aName.decode(); },
-            canBeSetAnew),
+            "NameIsDecoded", joined({shortText, longText}), outOfMemory, whole,
+            [](Name& aName) { aName.decode(); }, canBeSetAnew),
         withoutAllocation("NameIsEncoded", whole, encode),
         operation(
-            "NameIsEncodedInNoRoom", "0", badAlloc, [] { return madeName(0); }, encode,
+            "NameIsEncodedInNoRoom", {0}, badAlloc, [] { return madeName(0); }, encode,
             [](Name const& aName) { EXPECT_EQ(bytesOf(aName.mOut.getEncoded()), Bytes(roomInside, 0xf5)); }),
         withoutAllocation("NameIsRead", whole,
                           [](Name& aName)
@@ -154,7 +154,7 @@ Rows versionRows()
             "VersionOfFourParts", times(5, shortText), outOfMemory, nothing,
             [](Version& aVersion) { aVersion.emplace(text); }, isEmpty),
         operation(
-            "VersionOfManyDigits", shortText + longText, outOfMemory, nothing,
+            "VersionOfManyDigits", joined({shortText, longText}), outOfMemory, nothing,
             [](Version& aVersion) { aVersion.emplace(manyDigits); }, isEmpty),
         withoutAllocation("VersionIsAppendedTo", made, [](Version& aVersion) { *aVersion << text << text; }),
         withoutAllocation("VersionIsCompared", made,
