@@ -144,33 +144,33 @@ protected:
     Promise const mPromise{GetParam().mList};
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, Exports,
+INSTANTIATE_TEST_SUITE_P(All, Exports,
                          testing::Values(Library{"QZCommonFramework", FRAMEWORK_LIBRARY, FRAMEWORK_EXPORTS},
                                          Library{"QZSensorAgentCommon", AGENTCOMMON_LIBRARY,
                                                  AGENTCOMMON_EXPORTS}),
                          [](testing::TestParamInfo<Library> const& aInfo) { return aInfo.param.mName; });
 
-TEST_P(Exports, MissNothingThatIsListed)
+TEST_P(Exports, EveryListedNameIsExported)
 {
     EXPECT_THAT(inFirstOnly(mPromise.mNames, mExported), IsEmpty())
         << "missing in " << GetParam().mFile << ", though listed in " << GetParam().mList;
 }
 
-TEST_P(Exports, HaveNothingThatIsNotListed)
+TEST_P(Exports, EveryExportedNameIsListed)
 {
     Names listed = mPromise.mNames;
     listed.insert(mPromise.mCopies.begin(), mPromise.mCopies.end());
     EXPECT_THAT(inFirstOnly(mExported, listed), IsEmpty())
-        << "surplus in " << GetParam().mFile << ", not listed in " << GetParam().mList;
+        << "exported by " << GetParam().mFile << ", not listed in " << GetParam().mList;
 }
 
-TEST_P(Exports, HaveTheListedCopiesWhereNothingIsOptimised)
+TEST_P(Exports, DebugBuildExportsTheListedInlineFunctions)
 {
     if (!IS_DEBUG_BUILD)
     {
         GTEST_SKIP() << "an optimising compiler leaves out copies of inline functions";
     }
     EXPECT_THAT(inFirstOnly(mPromise.mCopies, mExported), IsEmpty())
-        << "no copies of them in " << GetParam().mFile << ", though listed as inline in " << GetParam().mList;
+        << "not exported by " << GetParam().mFile << ", though listed as inline in " << GetParam().mList;
 }
 }  // namespace

@@ -36,14 +36,14 @@ using testing::SizeIs;
 
 namespace
 {
-/// The errors that the next writes fail with, the last one first.
+/// The errors that the next writes fail with, in reverse order.
 std::vector<int> gWriteErrors;
 
-/// How many bytes the next write leaves.
+/// The number of bytes that the next write does not write.
 std::size_t gLeftByWrite = 0;
 }  // namespace
 
-// Stands before the C library's own.
+// Interposes the C library's function.
 extern "C" ssize_t write(int aFile, void const* aBytes, std::size_t aLength)
 {
     if (gWriteErrors.empty())
@@ -59,11 +59,11 @@ namespace
 {
 constexpr char stampPattern[] = "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{6}Z ";
 
-/// Leads standard error into a pipe, which a thread empties, until the text is taken.
+/// Redirects standard error to a pipe, which a thread reads, until taken() is called.
 class StandardErrorPipe
 {
 public:
-    /// @param aDelay time that the pipe is left to fill up before it is emptied
+    /// @param aDelay time before the thread starts to read the pipe
     explicit StandardErrorPipe(std::chrono::milliseconds aDelay = std::chrono::milliseconds(0))
         : mBefore(dup(STDERR_FILENO))
     {
@@ -86,7 +86,7 @@ public:
     StandardErrorPipe(StandardErrorPipe const&) = delete;
     StandardErrorPipe& operator=(StandardErrorPipe const&) = delete;
 
-    /// What was written; standard error is then as it was before.
+    /// Restores standard error and returns what was written.
     std::string taken()
     {
         dup2(mBefore, STDERR_FILENO);
@@ -112,7 +112,7 @@ private:
     std::thread mReader;
 };
 
-/// A sink that collects what it is given.
+/// A sink that collects its lines.
 class CollectingSink
 {
 public:
@@ -123,7 +123,7 @@ public:
 
     std::vector<std::string> const& lines() const { return mLines; }
 
-    /// What follows the stamp, the tag, the place and the function in the only line, its line end included.
+    /// The text after timestamp, tag, place and function of the only line, including its newline.
     std::string onlyText() const
     {
         EXPECT_THAT(mLines, SizeIs(1));
@@ -167,14 +167,14 @@ std::vector<std::string> linesOf(std::string const& aText)
     return lines;
 }
 
-/// Microseconds since 1970.
+/// The current time in microseconds since 1970.
 std::int64_t microsecondsNow()
 {
     auto const now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
-/// Microseconds since 1970 that the stamp of a line stands for.
+/// The timestamp of a line in microseconds since 1970.
 std::int64_t microsecondsOf(std::string const& aLine)
 {
     std::tm second = {};
@@ -182,7 +182,7 @@ std::int64_t microsecondsOf(std::string const& aLine)
     return fraction != nullptr ? timegm(&second) * INT64_C(1000000) + std::atoi(fraction) : 0;
 }
 
-/// Starts that many threads, numbered from 0, and waits for them.
+/// Starts threads numbered from 0, and waits for them.
 template <typename Work>
 void inThreads(int aCount, Work const& aWork)
 {
@@ -197,7 +197,7 @@ void inThreads(int aCount, Work const& aWork)
     }
 }
 
-/// Leaves the logger as it found it.
+/// Restores the logger after each case.
 class Logger : public testing::Test
 {
 protected:
@@ -221,7 +221,7 @@ TEST_F(Logger, OneCallIsOneLineOnStandardError)
                 MatchesRegex(std::string(stampPattern) + "-E- HbaapiAbs:57 HA_OpenAdapter: board 3\n"));
 }
 
-TEST_F(Logger, TheStampIsTheTimeInUtc)
+TEST_F(Logger, TimestampIsInUtc)
 {
     setenv("TZ", "XXX+11", 1);
     tzset();
@@ -234,7 +234,7 @@ TEST_F(Logger, TheStampIsTheTimeInUtc)
     EXPECT_THAT(microsecondsOf(sink.lines().at(0)), AllOf(Ge(before), Le(after)));
 }
 
-TEST_F(Logger, TheMacrosLogUnderTheirPlaceAndLevel)
+TEST_F(Logger, MacrosLogTheirPlaceAndLevel)
 {
     CollectingSink const sink;
     SetLogLevelMask(~0u);
@@ -255,7 +255,7 @@ TEST_F(Logger, TheMacrosLogUnderTheirPlaceAndLevel)
                 ElementsAre("-E- 1\n", "-N- 2\n", "-I- 3\n", "-T- 4\n", "-T- Entered\n", "-T- Left\n"));
 }
 
-TEST_F(Logger, ALineHasOneEndWhetherOrNotTheTextBringsItsOwn)
+TEST_F(Logger, LineEndsWithOneNewlineWhetherOrNotTheTextHasOne)
 {
     for (char const* const text : {"text", "text\n", "text\n\n", "text\r\n"})
     {
@@ -265,7 +265,7 @@ TEST_F(Logger, ALineHasOneEndWhetherOrNotTheTextBringsItsOwn)
     }
 }
 
-TEST_F(Logger, AnEmptyTextIsALineToo)
+TEST_F(Logger, EmptyTextIsWrittenAsALine)
 {
     for (char const* const text : {"", "\n"})
     {
@@ -289,7 +289,7 @@ TEST_F(Logger, TabsAndOtherAlphabetsAreKept)
     EXPECT_EQ(sink.onlyText(), "a\tb \xc3\xa9 \xff\n");
 }
 
-TEST_F(Logger, PercentSignsInAValueStayAsTheyAre)
+TEST_F(Logger, PercentSignsInAValueAreNotExpanded)
 {
     CollectingSink const sink;
     logError("Failed on %s", "100%s%n%d%%");
@@ -298,7 +298,7 @@ TEST_F(Logger, PercentSignsInAValueStayAsTheyAre)
 
 TEST_F(Logger, LongLinesAreWrittenWhole)
 {
-    // Around the size up to which a line is formatted without the heap, and far beyond it.
+    // Lengths around the size of the stack buffer for a line, and far above it.
     for (std::size_t const length : {900u, 960u, 970u, 980u, 990u, 1000u, 1023u, 1024u, 102400u})
     {
         CollectingSink const sink;
@@ -308,7 +308,7 @@ TEST_F(Logger, LongLinesAreWrittenWhole)
     }
 }
 
-TEST_F(Logger, EveryLengthAroundTheLocalRoomIsWrittenWhole)
+TEST_F(Logger, EveryLengthAroundTheStackBufferIsWrittenWhole)
 {
     for (std::size_t length = 950; length < 1030; ++length)
     {
@@ -319,7 +319,7 @@ TEST_F(Logger, EveryLengthAroundTheLocalRoomIsWrittenWhole)
     }
 }
 
-TEST_F(Logger, ALongPlaceIsWrittenWhole)
+TEST_F(Logger, LongFunctionAndFileNamesAreWrittenWhole)
 {
     CollectingSink const sink;
     std::string const file(3000, 'f');
@@ -327,14 +327,14 @@ TEST_F(Logger, ALongPlaceIsWrittenWhole)
     EXPECT_THAT(sink.lines(), ElementsAre(EndsWith(" -E- " + file + ":1 function: text\n")));
 }
 
-TEST_F(Logger, ValuesThatCannotBePrintedLeaveTheFormat)
+TEST_F(Logger, UnprintableValuesFallBackToTheFormat)
 {
     CollectingSink const sink;
     logError("a name %ls", L"\x20ac");
     EXPECT_EQ(sink.onlyText(), "a name %ls\n");
 }
 
-TEST_F(Logger, AllLevelsButTraceAreWrittenAtFirst)
+TEST_F(Logger, DefaultMaskHasAllLevelsExceptTrace)
 {
     EXPECT_EQ(GetLogLevelMask(), ~static_cast<unsigned int>(QZLL_Trace));
     CollectingSink const sink;
@@ -358,7 +358,7 @@ TEST_F(Logger, OnlyTheLevelsInTheMaskAreWritten)
     EXPECT_THAT(sink.lines(), ElementsAre(EndsWith(": 1\n"), EndsWith(": 128\n")));
 }
 
-TEST_F(Logger, ACallThatIsMaskedDoesNotLookAtItsValues)
+TEST_F(Logger, MaskedCallDoesNotReadItsValues)
 {
     CollectingSink const sink;
     char const* const nowhere = reinterpret_cast<char const*>(std::uintptr_t{16});
@@ -366,7 +366,7 @@ TEST_F(Logger, ACallThatIsMaskedDoesNotLookAtItsValues)
     EXPECT_THAT(sink.lines(), SizeIs(0));
 }
 
-TEST_F(Logger, ASinkTakesThePlaceOfStandardError)
+TEST_F(Logger, SinkReplacesStandardError)
 {
     StandardErrorPipe standardError;
     CollectingSink const sink;
@@ -375,7 +375,7 @@ TEST_F(Logger, ASinkTakesThePlaceOfStandardError)
     EXPECT_EQ(sink.onlyText(), "to the sink\n");
 }
 
-TEST_F(Logger, ASinkGetsItsContext)
+TEST_F(Logger, SinkReceivesItsContext)
 {
     int given = 0;
     SetLogSink([](void* aContext, char const*, unsigned int) { *static_cast<int*>(aContext) = 7; }, &given);
@@ -383,7 +383,7 @@ TEST_F(Logger, ASinkGetsItsContext)
     EXPECT_EQ(given, 7);
 }
 
-TEST_F(Logger, NoSinkRestoresStandardError)
+TEST_F(Logger, NullSinkRestoresStandardError)
 {
     StandardErrorPipe standardError;
     {
@@ -394,7 +394,7 @@ TEST_F(Logger, NoSinkRestoresStandardError)
     EXPECT_THAT(linesOf(standardError.taken()), ElementsAre(EndsWith(": to standard error")));
 }
 
-TEST_F(Logger, ASinkMayChangeTheSink)
+TEST_F(Logger, SinkMayReplaceItself)
 {
     int calls = 0;
     auto const once = [](void* aCalls, char const*, unsigned int)
@@ -408,7 +408,7 @@ TEST_F(Logger, ASinkMayChangeTheSink)
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(Logger, LinesOfSeveralThreadsDoNotMix)
+TEST_F(Logger, LinesOfSeveralThreadsDoNotInterleave)
 {
     StandardErrorPipe standardError;
     std::vector<std::string> expected;
@@ -434,9 +434,9 @@ TEST_F(Logger, LinesOfSeveralThreadsDoNotMix)
     EXPECT_EQ(texts, expected);
 }
 
-TEST_F(Logger, LongLinesOfSeveralThreadsDoNotMix)
+TEST_F(Logger, LongLinesOfSeveralThreadsDoNotInterleave)
 {
-    // Far more than a pipe takes at once.
+    // Far more than the capacity of a pipe.
     std::size_t const length = 200000;
     StandardErrorPipe standardError;
     inThreads(4,
@@ -455,10 +455,10 @@ TEST_F(Logger, LongLinesOfSeveralThreadsDoNotMix)
         mixed += end != std::string(length, end[0]);
     }
     EXPECT_EQ(lines.size(), 40u);
-    EXPECT_EQ(mixed, 0) << "lines with bytes of another thread's";
+    EXPECT_EQ(mixed, 0) << "lines with bytes of another thread";
 }
 
-TEST_F(Logger, ALineIsWholeAlsoWhereStandardErrorDoesNotBlock)
+TEST_F(Logger, LineIsWrittenWholeToNonBlockingStandardError)
 {
     std::size_t const length = 200000;
     StandardErrorPipe standardError(std::chrono::milliseconds(20));
@@ -483,7 +483,7 @@ TEST_F(Logger, LinesOfSeveralThreadsAllReachTheSink)
     EXPECT_THAT(sink.lines(), AllOf(SizeIs(2000), Each(EndsWith("\n"))));
 }
 
-TEST_F(Logger, ALineIsWrittenWholeAlsoWhenSignalsInterruptIt)
+TEST_F(Logger, LineIsWrittenWholeDespiteSignals)
 {
     struct sigaction before = {};
     struct sigaction action = {};
@@ -492,7 +492,7 @@ TEST_F(Logger, ALineIsWrittenWholeAlsoWhenSignalsInterruptIt)
     sigset_t alarm;
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
-    // The reader inherits the block, so that it is the write that is interrupted.
+    // The reader inherits the blocked signal, so that signals interrupt the write.
     pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
     StandardErrorPipe standardError(std::chrono::milliseconds(30));
     pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
@@ -507,7 +507,7 @@ TEST_F(Logger, ALineIsWrittenWholeAlsoWhenSignalsInterruptIt)
     EXPECT_TRUE(standardError.taken().find(": " + text + "\n") != std::string::npos);
 }
 
-TEST_F(Logger, AWriteThatIsToBeTriedAgainIs)
+TEST_F(Logger, InterruptedWriteIsRetried)
 {
     StandardErrorPipe standardError;
     gWriteErrors = {EINTR, EAGAIN, EINTR};
@@ -516,7 +516,7 @@ TEST_F(Logger, AWriteThatIsToBeTriedAgainIs)
     EXPECT_THAT(gWriteErrors, SizeIs(0));
 }
 
-TEST_F(Logger, ALastByteThatAWriteLeavesIsWrittenToo)
+TEST_F(Logger, LastByteOfAShortWriteIsWritten)
 {
     StandardErrorPipe standardError;
     gLeftByWrite = 1;
@@ -524,7 +524,7 @@ TEST_F(Logger, ALastByteThatAWriteLeavesIsWrittenToo)
     EXPECT_THAT(standardError.taken(), EndsWith(": text\n"));
 }
 
-TEST_F(Logger, AWriteThatFailsIsNotTriedAgain)
+TEST_F(Logger, FailedWriteIsNotRetried)
 {
     StandardErrorPipe standardError;
     gWriteErrors = {EINTR, EIO};
@@ -534,7 +534,7 @@ TEST_F(Logger, AWriteThatFailsIsNotTriedAgain)
     EXPECT_EQ(standardError.taken(), "");
 }
 
-TEST_F(Logger, LeavesErrnoAsItWas)
+TEST_F(Logger, LoggingPreservesErrno)
 {
     CollectingSink const sink;
     errno = 5;
@@ -542,7 +542,7 @@ TEST_F(Logger, LeavesErrnoAsItWas)
     EXPECT_EQ(errno, 5);
 }
 
-TEST_F(Logger, LeavesErrnoAsItWasAlsoWhenNothingCanBeWritten)
+TEST_F(Logger, FailedWritePreservesErrno)
 {
     int const before = dup(STDERR_FILENO);
     close(STDERR_FILENO);
@@ -554,11 +554,11 @@ TEST_F(Logger, LeavesErrnoAsItWasAlsoWhenNothingCanBeWritten)
     EXPECT_EQ(after, 5);
 }
 
-TEST_F(LoggerDeathTest, WithoutMemoryALongLineIsCut)
+TEST_F(LoggerDeathTest, LongLineIsTruncatedWithoutMemory)
 {
     if (!MallocFailure::isPossible())
     {
-        GTEST_SKIP() << "the sanitizers bring a malloc of their own";
+        GTEST_SKIP() << "the sanitizers replace malloc";
     }
     auto const logWithoutMemory = []
     {

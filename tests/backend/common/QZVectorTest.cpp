@@ -44,7 +44,7 @@ TEST(QZVector, StartsEmpty)
     EXPECT_EQ(strings.begin(), strings.end());
 }
 
-TEST(QZVector, KeepsElementsInTheOrderTheyWereAppended)
+TEST(QZVector, ElementsKeepTheOrderInWhichTheyWereAppended)
 {
     Strings strings;
     strings.push_back("first");
@@ -54,14 +54,14 @@ TEST(QZVector, KeepsElementsInTheOrderTheyWereAppended)
     EXPECT_STREQ(strings[1].get(), "second");
 }
 
-TEST(QZVector, CanBeWalkedThrough)
+TEST(QZVector, IteratorsVisitEveryElement)
 {
     Strings strings;
     fill(strings, 3);
     EXPECT_THAT(textsOf(strings), ElementsAre("0", "1", "2"));
 }
 
-TEST(QZVector, AppendsACopy)
+TEST(QZVector, PushBackAppendsACopy)
 {
     QZCString string("first");
     Strings strings;
@@ -70,7 +70,7 @@ TEST(QZVector, AppendsACopy)
     EXPECT_THAT(textsOf(strings), ElementsAre("first"));
 }
 
-TEST(QZVector, GrowsWithoutLosingAnElement)
+TEST(QZVector, GrowthKeepsEveryElement)
 {
     Strings strings;
     fill(strings, 1000);
@@ -81,7 +81,7 @@ TEST(QZVector, GrowsWithoutLosingAnElement)
     }
 }
 
-TEST(QZVector, AppendsOneOfItsOwnElementsAlsoWhenItGrows)
+TEST(QZVector, PushBackOfItsOwnElementWorksWhenItGrows)
 {
     Strings strings;
     strings.push_back("a");
@@ -92,7 +92,7 @@ TEST(QZVector, AppendsOneOfItsOwnElementsAlsoWhenItGrows)
     EXPECT_THAT(textsOf(strings), testing::AllOf(testing::SizeIs(9), testing::Each("a")));
 }
 
-TEST(QZVector, ClearingDestroysAllElements)
+TEST(QZVector, ClearDestroysAllElements)
 {
     Strings strings;
     fill(strings, 3);
@@ -101,7 +101,7 @@ TEST(QZVector, ClearingDestroysAllElements)
     EXPECT_THAT(textsOf(strings), IsEmpty());
 }
 
-TEST(QZVector, GivesItsMemoryBack)
+TEST(QZVector, DestructionFreesTheMemory)
 {
     long const before = liveBlocks();
     {
@@ -113,9 +113,9 @@ TEST(QZVector, GivesItsMemoryBack)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(QZVector, AppendingWithoutMemoryLeavesTheElementsAsTheyWere)
+TEST(QZVector, PushBackWithoutMemoryDoesNotChangeTheElements)
 {
-    // The storage, then for the new element and for each of the four old ones a string and its count.
+    // The storage, then a string and its count for the new element and for each of the four old ones.
     for (unsigned int failing = 1; failing <= 11; ++failing)
     {
         DeliberateLeak const leak;
@@ -128,7 +128,7 @@ TEST(QZVector, AppendingWithoutMemoryLeavesTheElementsAsTheyWere)
     }
 }
 
-TEST(QZVector, AppendingWithoutMemoryLosesNothingButAStringWithoutACount)
+TEST(QZVector, PushBackWithoutMemoryLeaksOnlyAStringWithoutACount)
 {
     for (unsigned int failing = 1; failing <= 11; ++failing)
     {
@@ -145,7 +145,7 @@ TEST(QZVector, AppendingWithoutMemoryLosesNothingButAStringWithoutACount)
     }
 }
 
-TEST(QZVector, AppendingWithoutMemoryLogsNothing)
+TEST(QZVector, PushBackWithoutMemoryLogsNothing)
 {
     LogCapture log;
     Strings strings;
@@ -153,7 +153,7 @@ TEST(QZVector, AppendingWithoutMemoryLogsNothing)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(QZVector, OtherErrorsOfAnElementPassThrough)
+TEST(QZVector, OtherExceptionsOfAnElementPropagate)
 {
     struct Uncopyable
     {
@@ -165,7 +165,7 @@ TEST(QZVector, OtherErrorsOfAnElementPassThrough)
     EXPECT_EQ(elements.size(), 0u);
 }
 
-TEST(QZVectorDeathTest, AnIndexPastTheEndEndsTheProcess)
+TEST(QZVectorDeathTest, IndexPastTheEndAsserts)
 {
     Strings strings;
     fill(strings, 2);

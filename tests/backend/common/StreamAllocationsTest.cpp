@@ -1,4 +1,4 @@
-// What buffers and streams do when memory runs out, for each operation and each of its allocations.
+// Failing allocations in buffers and streams, for each operation and each of its allocations.
 #include <limits>
 #include <memory>
 #include <optional>
@@ -20,10 +20,10 @@ namespace
 {
 using Rows = std::vector<Operation>;
 
-// What does not fit inside a buffer.
+// A length that does not fit inside a buffer.
 constexpr unsigned int longLength = 100;
 
-/// Bytes to append or to wrap, outside the counted memory.
+/// Bytes to append or wrap, in memory that is not counted.
 unsigned char const sourceBytes[longLength] = {1, 2, 3};
 
 std::shared_ptr<QZCBuffer> filled(unsigned int aLength) { return std::make_shared<QZCBuffer>(aLength, 0u); }
@@ -75,7 +75,7 @@ Rows bufferRows()
             [](QZCBuffer& aBuffer) { aBuffer.setLength(longLength + 1); },
             [](QZCBuffer const& aBuffer)
             { EXPECT_EQ(bytesOf(aBuffer), Bytes(sourceBytes, sourceBytes + longLength)); }),
-        // What these three allocate is the text of the refusal.
+        // These three allocate only the text of the exception.
         ending("std::out_of_range: QZCBuffer::byte: position 39 is not below the length 39",
                operation(
                    "BufferRefusesAByteBeyondItsEnd", {0, 0, 0}, badAlloc, full,
@@ -105,7 +105,7 @@ Rows bufferRows()
     };
 }
 
-/// A stream that holds so many bytes.
+/// A stream with this many bytes.
 auto streamOf(unsigned int aLength)
 {
     return [=]
@@ -119,7 +119,7 @@ auto streamOf(unsigned int aLength)
     };
 }
 
-/// Inserting the value, into a stream with room for it and into one without.
+/// Inserts the value, into a stream with room for it and into one without.
 template <typename Value>
 Rows insertionRows(std::string const& aType, Value const& aValue)
 {
@@ -132,7 +132,7 @@ Rows insertionRows(std::string const& aType, Value const& aValue)
     };
 }
 
-/// A stream of one element, and places for it.
+/// A stream with one element, and targets to extract it to.
 struct Extraction
 {
     explicit Extraction(Bytes aBytes)
@@ -217,5 +217,5 @@ class StreamAllocations : public testing::TestWithParam<Operation>
 INSTANTIATE_TEST_SUITE_P(Buffer, StreamAllocations, testing::ValuesIn(bufferRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Stream, StreamAllocations, testing::ValuesIn(streamRows()), nameOfOperation);
 
-TEST_P(StreamAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(StreamAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

@@ -1,5 +1,4 @@
-// What handles, texts, sequences and exceptions do when memory runs out, for each operation and each of its
-// allocations.
+// Failing allocations in handles, strings, vectors and exceptions, for each operation and each of its allocations.
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -25,12 +24,12 @@ namespace
 {
 using Rows = std::vector<Operation>;
 
-// What fits inside a standard string, and what does not.
+// A text that std::string stores inside the object, and one that it allocates.
 char const* const insideText = "1.2.3";
 char const* const outsideText = "10:00:00:00:c9:2a:3b:4c";
 constexpr unsigned int outsideLength = 100;
 
-/// An object that its maker still owns, and the handle that is to take it over.
+/// An object that its creator owns, and the handle that is to take ownership.
 template <typename T>
 struct Handed
 {
@@ -97,7 +96,7 @@ Rows stringRows()
 {
     auto const nothing = [] { return std::make_shared<std::optional<QZCString>>(); };
     auto const isEmpty = [](auto const& aString) { EXPECT_FALSE(aString); };
-    /// A text, and one to make it from.
+    /// A string, and one to create it from.
     struct Texts
     {
         QZCString mText;
@@ -166,7 +165,7 @@ Rows vectorRows()
         both->second.push_back(7);
         return both;
     };
-    /// A sequence of one text, and a text to append.
+    /// A vector with one string, and a string to append.
     struct Appending
     {
         Appending() { mTexts.push_back("first"); }
@@ -244,5 +243,5 @@ INSTANTIATE_TEST_SUITE_P(String, ValueAllocations, testing::ValuesIn(stringRows(
 INSTANTIATE_TEST_SUITE_P(Vector, ValueAllocations, testing::ValuesIn(vectorRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Exceptions, ValueAllocations, testing::ValuesIn(exceptionRows()), nameOfOperation);
 
-TEST_P(ValueAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(ValueAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

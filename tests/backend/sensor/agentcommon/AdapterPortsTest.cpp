@@ -63,7 +63,7 @@ protected:
     unsigned int mNumberOfPorts = notSet;
 };
 
-TEST_F(AdapterPorts, AreFetchedByIndexInOrder)
+TEST_F(AdapterPorts, PortsAreFetchedByIndexInOrder)
 {
     answerPorts(2);
     EXPECT_EQ(fetch(2), done);
@@ -72,7 +72,7 @@ TEST_F(AdapterPorts, AreFetchedByIndexInOrder)
                                       call("HBA_GetAdapterPortAttributes(7, 1)"), mExpected.left()));
 }
 
-TEST_F(AdapterPorts, AreTheRecordsOneAfterTheOther)
+TEST_F(AdapterPorts, RecordsAreReturnedInPortOrder)
 {
     answerPorts(3);
     EXPECT_EQ(fetch(3), done);
@@ -81,7 +81,7 @@ TEST_F(AdapterPorts, AreTheRecordsOneAfterTheOther)
     EXPECT_EQ(mPorts[2].PortFcId, 102u);
 }
 
-TEST_F(AdapterPorts, AreFilledInTheArrayItself)
+TEST_F(AdapterPorts, HbaApiFillsTheReturnedArray)
 {
     std::vector<HBA_PORTATTRIBUTES*> filled;
     for (int i = 0; i < 3; ++i)
@@ -93,7 +93,7 @@ TEST_F(AdapterPorts, AreFilledInTheArrayItself)
     EXPECT_THAT(filled, ElementsAre(&mPorts[0], &mPorts[1], &mPorts[2]));
 }
 
-TEST_F(AdapterPorts, AreCountedByTheAttributes)
+TEST_F(AdapterPorts, PortCountComesFromTheAttributes)
 {
     for (unsigned int const number : {1u, 2u, 300u})
     {
@@ -104,7 +104,7 @@ TEST_F(AdapterPorts, AreCountedByTheAttributes)
     }
 }
 
-TEST_F(AdapterPorts, AreThoseOfTheHandleWhateverItIs)
+TEST_F(AdapterPorts, AnyHandleIsPassedToTheHbaApi)
 {
     for (unsigned int const handle : {0u, 1u, 2147483648u, 4294967295u})
     {
@@ -114,7 +114,7 @@ TEST_F(AdapterPorts, AreThoseOfTheHandleWhateverItIs)
     }
 }
 
-TEST_F(AdapterPorts, AreOneBlockForArrayDelete)
+TEST_F(AdapterPorts, ReturnedBlockIsFreedWithArrayDelete)
 {
     answerPorts(4);
     EXPECT_EQ(blocksLeftByFetching(4), 1);
@@ -123,7 +123,7 @@ TEST_F(AdapterPorts, AreOneBlockForArrayDelete)
     EXPECT_EQ(liveBlocks(), before - 1);
 }
 
-TEST_F(AdapterPorts, WithoutMemoryAreNotAskedFor)
+TEST_F(AdapterPorts, HbaApiIsNotCalledWithoutMemory)
 {
     mAttributes.NumberOfPorts = 4;
     EXPECT_EQ(outcomeWithoutMemory(1, [&] { mLayer.HA_GetAdapterPorts(7, &mAttributes, mNumberOfPorts); }),
@@ -134,7 +134,7 @@ TEST_F(AdapterPorts, WithoutMemoryAreNotAskedFor)
                                       mExpected.left()));
 }
 
-TEST_F(AdapterPorts, WithoutMemoryAreCountedAllTheSame)
+TEST_F(AdapterPorts, PortCountIsSetEvenWithoutMemory)
 {
     mAttributes.NumberOfPorts = 4;
     outcomeWithoutMemory(1, [&] { mLayer.HA_GetAdapterPorts(7, &mAttributes, mNumberOfPorts); });
@@ -143,7 +143,7 @@ TEST_F(AdapterPorts, WithoutMemoryAreCountedAllTheSame)
 
 using AdapterPortsDeathTest = AdapterPorts;
 
-TEST_F(AdapterPortsDeathTest, NoneAtAllEndTheProcess)
+TEST_F(AdapterPortsDeathTest, ZeroPortsEndTheProcess)
 {
     // The number was not 0 before, so the assertion tells that it is set before anything is checked.
     ASSERT_NE(mNumberOfPorts, 0u);
@@ -191,7 +191,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(EachThatFails, AdapterPortsStatus, testing::ValuesIn(failedPorts()));
 
-TEST_P(AdapterPortsStatus, IsNamedWithThePortAndEndsTheQuery)
+TEST_P(AdapterPortsStatus, FailureNamesThePortAndStopsTheQuery)
 {
     std::vector<LogLine> expected = {mExpected.entered(), notice(4)};
     for (unsigned int i = 0; i <= GetParam().mIndex; ++i)
@@ -207,9 +207,9 @@ TEST_P(AdapterPortsStatus, IsNamedWithThePortAndEndsTheQuery)
     EXPECT_THAT(events(), ElementsAreArray(expected));
 }
 
-TEST_P(AdapterPortsStatus, ReleasesTheWholeArray) { EXPECT_EQ(blocksLeftByFetching(4), 0); }
+TEST_P(AdapterPortsStatus, FailureReleasesTheWholeArray) { EXPECT_EQ(blocksLeftByFetching(4), 0); }
 
-TEST_P(AdapterPortsStatus, LeavesTheNumberOfPorts)
+TEST_P(AdapterPortsStatus, FailureKeepsThePortCount)
 {
     EXPECT_EQ(fetch(4), portsFailed);
     EXPECT_EQ(mNumberOfPorts, 4u);

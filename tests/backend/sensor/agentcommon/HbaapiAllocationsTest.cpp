@@ -104,7 +104,7 @@ class HbaapiAllocations : public testing::TestWithParam<Operation>
 
 INSTANTIATE_TEST_SUITE_P(Layer, HbaapiAllocations, testing::ValuesIn(layerRows()), nameOfOperation);
 
-TEST_P(HbaapiAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(HbaapiAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 
 LibraryHeap* gFailingHeap = nullptr;
 
@@ -194,5 +194,5 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Layer, HbaapiHeapAllocations, testing::ValuesIn(heapRows()), nameOfOperation);
 
-TEST_P(HbaapiHeapAllocations, AreReportedWhenTheyFail) { failEveryAllocation<HeapFailure>(GetParam()); }
+TEST_P(HbaapiHeapAllocations, FailureOfEachIsReported) { failEveryAllocation<HeapFailure>(GetParam()); }
 }  // namespace

@@ -254,10 +254,10 @@ class HbaapiAnswers : public testing::TestWithParam<Query>
 {
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, HbaapiAnswers, testing::ValuesIn(queries()),
+INSTANTIATE_TEST_SUITE_P(All, HbaapiAnswers, testing::ValuesIn(queries()),
                          [](testing::TestParamInfo<Query> const& aInfo) { return aInfo.param.mName; });
 
-TEST_P(HbaapiAnswers, AreHandledByTheRulesWhereverTheyCome)
+TEST_P(HbaapiAnswers, EveryStatusIsHandledAtEveryCall)
 {
     for (Statuses const& before : GetParam().mBefore)
     {

@@ -117,7 +117,7 @@ class LibvqmAllocations : public testing::TestWithParam<Operation>
 
 INSTANTIATE_TEST_SUITE_P(Layer, LibvqmAllocations, testing::ValuesIn(rows()), nameOfOperation);
 
-TEST_P(LibvqmAllocations, AreReportedWhenTheyFail)
+TEST_P(LibvqmAllocations, FailureOfEachIsReported)
 {
     failEveryAllocation(GetParam(), [](auto const& aRun) { inFreshProcess(aRun); });
 }

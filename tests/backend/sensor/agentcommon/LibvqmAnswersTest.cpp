@@ -22,12 +22,12 @@ class LibvqmNumbers : public LibvqmLayer, public testing::WithParamInterface<uns
 {
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, LibvqmNumbers,
+INSTANTIATE_TEST_SUITE_P(All, LibvqmNumbers,
                          testing::Values(0u, 1u, 31u, 32u, 33u, 255u, 256u, 2147483647u, 2147483648u,
                                          4294967295u),
                          testing::PrintToStringParamName());
 
-TEST_P(LibvqmNumbers, OfAdaptersAreTakenAsTheyAre)
+TEST_P(LibvqmNumbers, AnyAdapterCountIsKept)
 {
     inFreshProcess(
         [&]
@@ -42,7 +42,7 @@ TEST_P(LibvqmNumbers, OfAdaptersAreTakenAsTheyAre)
         });
 }
 
-TEST_P(LibvqmNumbers, AsTheDriversResultAreAFailureButForZero)
+TEST_P(LibvqmNumbers, AnyNonzeroDriverResultIsAFailure)
 {
     inFreshProcess(
         [&]
@@ -53,7 +53,7 @@ TEST_P(LibvqmNumbers, AsTheDriversResultAreAFailureButForZero)
         });
 }
 
-TEST_P(LibvqmNumbers, AsTheLinksResultAreAFailureButForZero)
+TEST_P(LibvqmNumbers, AnyNonzeroLinkResultIsAFailure)
 {
     inFreshProcess(
         [&]
@@ -69,7 +69,7 @@ TEST_P(LibvqmNumbers, AsTheLinksResultAreAFailureButForZero)
         });
 }
 
-TEST_P(LibvqmNumbers, AsBoardReachTheVendorLibrary)
+TEST_P(LibvqmNumbers, AnyBoardNumberReachesTheVendorLibrary)
 {
     inFreshProcess(
         [&]
@@ -82,7 +82,7 @@ TEST_P(LibvqmNumbers, AsBoardReachTheVendorLibrary)
         });
 }
 
-TEST_P(LibvqmNumbers, AsResultsOfRegistrationsComeBack)
+TEST_P(LibvqmNumbers, AnyRegistrationResultIsReturned)
 {
     QZCPointer<QZCWorldWideName> const port = nameOf({1, 2, 3, 4, 5, 6, 7, 8});
     QZCPointer<QZCScopeEvent> const event = scopeEventOf(1, 2);
@@ -147,7 +147,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(
-    Of, LibvqmTexts,
+    All, LibvqmTexts,
     testing::Values(VersionText{"NoBytes", "", {0}}, VersionText{"OneDot", ".", {0, 0}},
                     VersionText{"Directives", "%n%s", {0}},
                     VersionText{"DirectivesAsParts", "7.%n.%s.2", {7, 0, 0, 2}},
@@ -158,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(
                     VersionText{"8000BytesOfDirectives", filledUp("7.2.20", 8000), {7, 2, 20}}),
     [](testing::TestParamInfo<VersionText> const& aInfo) { return "Of" + aInfo.param.mName; });
 
-TEST_P(LibvqmTexts, OfTheLibraryAreReadAsFarAsTheirAreaGoes)
+TEST_P(LibvqmTexts, LibraryVersionIsReadOnlyWithinItsArea)
 {
     inFreshProcess(
         [&]
@@ -171,7 +171,7 @@ TEST_P(LibvqmTexts, OfTheLibraryAreReadAsFarAsTheirAreaGoes)
         });
 }
 
-TEST_P(LibvqmTexts, OfTheDriverAreReadAsFarAsTheirTableGoes)
+TEST_P(LibvqmTexts, DriverVersionIsReadOnlyWithinItsTable)
 {
     inFreshProcess(
         [&]

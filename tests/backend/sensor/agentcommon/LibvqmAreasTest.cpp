@@ -55,7 +55,7 @@ protected:
     }
 };
 
-TEST_F(LibvqmAreas, TakeNumbersOf64Bits)
+TEST_F(LibvqmAreas, RecordsAreAlignedFor64BitNumbers)
 {
     inFreshProcess(
         [&]
@@ -70,7 +70,7 @@ TEST_F(LibvqmAreas, TakeNumbersOf64Bits)
         });
 }
 
-TEST_F(LibvqmAreas, LibraryVersionTextIsZeroAtFirst)
+TEST_F(LibvqmAreas, LibraryVersionTextIsZeroedBeforeTheCall)
 {
     inFreshProcess(
         [&]
@@ -82,7 +82,7 @@ TEST_F(LibvqmAreas, LibraryVersionTextIsZeroAtFirst)
         });
 }
 
-TEST_F(LibvqmAreas, DriverRecordIsOfVersionFourAndElseZeroAtFirst)
+TEST_F(LibvqmAreas, DriverRecordHasVersionFourAndZerosBeforeTheCall)
 {
     inFreshProcess(
         [&]
@@ -94,7 +94,7 @@ TEST_F(LibvqmAreas, DriverRecordIsOfVersionFourAndElseZeroAtFirst)
         });
 }
 
-TEST_F(LibvqmAreas, LinkRecordIsZeroAtFirst)
+TEST_F(LibvqmAreas, LinkRecordIsZeroedBeforeTheCall)
 {
     inFreshProcess(
         [&]
@@ -106,7 +106,7 @@ TEST_F(LibvqmAreas, LinkRecordIsZeroAtFirst)
         });
 }
 
-TEST_F(LibvqmAreas, TableIsLeftByInit)
+TEST_F(LibvqmAreas, InitKeepsTheTable)
 {
     inFreshProcess(
         [&]
@@ -117,7 +117,7 @@ TEST_F(LibvqmAreas, TableIsLeftByInit)
         });
 }
 
-TEST_F(LibvqmAreas, TableIsLeftByClosing)
+TEST_F(LibvqmAreas, CloseKeepsTheTable)
 {
     inFreshProcess(
         [&]
@@ -129,7 +129,7 @@ TEST_F(LibvqmAreas, TableIsLeftByClosing)
         });
 }
 
-TEST_F(LibvqmAreas, TableIsLeftByFreeing)
+TEST_F(LibvqmAreas, FreeKeepsTheTable)
 {
     inFreshProcess(
         [&]
@@ -141,7 +141,7 @@ TEST_F(LibvqmAreas, TableIsLeftByFreeing)
         });
 }
 
-TEST_F(LibvqmAreas, LibraryVersionWithoutTerminatorIsReadToTheEndOfItsArea)
+TEST_F(LibvqmAreas, UnterminatedLibraryVersionIsReadToTheEndOfItsArea)
 {
     inFreshProcess(
         [&]
@@ -153,7 +153,7 @@ TEST_F(LibvqmAreas, LibraryVersionWithoutTerminatorIsReadToTheEndOfItsArea)
         });
 }
 
-TEST_F(LibvqmAreas, DriverVersionWithoutTerminatorIsReadToTheEndOfTheTable)
+TEST_F(LibvqmAreas, UnterminatedDriverVersionIsReadToTheEndOfTheTable)
 {
     inFreshProcess(
         [&]

@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(PublicUses, LibvqmMissingSymbolDeathTest, testing::Valu
 INSTANTIATE_TEST_SUITE_P(StepsOfInit, LibvqmMissingSymbolDeathTest, testing::ValuesIn(stepsOfInit),
                          nameOfUse);
 
-TEST_P(LibvqmMissingSymbol, IsLoggedUnderTheOperationBeforeTheLibraryIsFreed)
+TEST_P(LibvqmMissingSymbol, ErrorNamesTheOperationBeforeTheLibraryIsFreed)
 {
     inFreshProcess(
         [&]
@@ -82,7 +82,7 @@ TEST_P(LibvqmMissingSymbol, IsLoggedUnderTheOperationBeforeTheLibraryIsFreed)
         });
 }
 
-TEST_P(LibvqmMissingSymbolDeathTest, LeavesTheLibraryUnloaded)
+TEST_P(LibvqmMissingSymbolDeathTest, LibraryIsUnloadedAfterwards)
 {
     ExpectedLog const log = logOf("LIBVQM_GetNumberOfAdapters");
     EXPECT_EXIT(
@@ -95,7 +95,7 @@ TEST_P(LibvqmMissingSymbolDeathTest, LeavesTheLibraryUnloaded)
         ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
 }
 
-TEST_P(LibvqmMissingSymbol, LeavesNoAdapters)
+TEST_P(LibvqmMissingSymbol, AdapterCountIsZeroAfterwards)
 {
     inFreshProcess(
         [&]
@@ -107,7 +107,7 @@ TEST_P(LibvqmMissingSymbol, LeavesNoAdapters)
         });
 }
 
-TEST_P(LibvqmMissingSymbol, LeavesTheVerdictAsFarAsItHadCome)
+TEST_P(LibvqmMissingSymbol, VerdictKeepsTheStepsThatSucceeded)
 {
     inFreshProcess(
         [&]
@@ -118,7 +118,7 @@ TEST_P(LibvqmMissingSymbol, LeavesTheVerdictAsFarAsItHadCome)
         });
 }
 
-TEST_P(LibvqmMissingSymbol, IsUsedOnceItIsThereAfterALoad)
+TEST_P(LibvqmMissingSymbol, OperationWorksAfterALoadThatFindsTheFunction)
 {
     inFreshProcess(
         [&]
@@ -140,7 +140,7 @@ class LibvqmRepeatedUse : public LibvqmLayer, public testing::WithParamInterface
 INSTANTIATE_TEST_SUITE_P(PublicUses, LibvqmRepeatedUse, testing::ValuesIn(publicUses), nameOfUse);
 INSTANTIATE_TEST_SUITE_P(RepeatableSteps, LibvqmRepeatedUse, testing::ValuesIn(repeatableSteps), nameOfUse);
 
-TEST_P(LibvqmRepeatedUse, LooksTheFunctionUpAgainAndCallsWhatItFinds)
+TEST_P(LibvqmRepeatedUse, EachUseLooksUpTheFunctionAgain)
 {
     inFreshProcess(
         [&]
@@ -158,7 +158,7 @@ TEST_P(LibvqmRepeatedUse, LooksTheFunctionUpAgainAndCallsWhatItFinds)
 
 using LibvqmLookup = LibvqmLayer;
 
-TEST_F(LibvqmLookup, DropsAnErrorTextFromBefore)
+TEST_F(LibvqmLookup, StaleLinkerErrorIsDiscarded)
 {
     inFreshProcess(
         [&]
@@ -172,7 +172,7 @@ TEST_F(LibvqmLookup, DropsAnErrorTextFromBefore)
         });
 }
 
-TEST_F(LibvqmLookup, SaysNoneWhenTheLinkerHasNoText)
+TEST_F(LibvqmLookup, MissingLinkerTextIsLoggedAsNone)
 {
     inFreshProcess(
         [&]
@@ -187,7 +187,7 @@ TEST_F(LibvqmLookup, SaysNoneWhenTheLinkerHasNoText)
         });
 }
 
-TEST_F(LibvqmLookup, IsMadeAnewForEveryCall)
+TEST_F(LibvqmLookup, EveryCallLooksUpItsFunction)
 {
     inFreshProcess(
         [&]
@@ -200,7 +200,7 @@ TEST_F(LibvqmLookup, IsMadeAnewForEveryCall)
         });
 }
 
-TEST_F(LibvqmLookup, OfTheVersionIsNotMadeWithoutAdapters)
+TEST_F(LibvqmLookup, DriverFunctionIsNotLookedUpWithoutAdapters)
 {
     inFreshProcess(
         [&]
@@ -212,7 +212,7 @@ TEST_F(LibvqmLookup, OfTheVersionIsNotMadeWithoutAdapters)
         });
 }
 
-TEST_F(LibvqmLookup, OfTheVersionComesAfterTheEnvironmentWasOpened)
+TEST_F(LibvqmLookup, VersionFunctionIsLookedUpAfterTheEnvironmentIsOpened)
 {
     inFreshProcess(
         [&]

@@ -44,7 +44,7 @@ protected:
 
 using LibvqmVersionsDeathTest = LibvqmVersions;
 
-TEST_F(LibvqmVersions, AreEachLoggedAndThenParsed)
+TEST_F(LibvqmVersions, EachVersionIsLoggedAndThenParsed)
 {
     inFreshProcess(
         [&]
@@ -60,7 +60,7 @@ TEST_F(LibvqmVersions, AreEachLoggedAndThenParsed)
         });
 }
 
-TEST_F(LibvqmVersions, AreNotTakenForFormats)
+TEST_F(LibvqmVersions, VersionIsNotUsedAsAFormat)
 {
     inFreshProcess(
         [&]
@@ -74,7 +74,7 @@ TEST_F(LibvqmVersions, AreNotTakenForFormats)
         });
 }
 
-TEST_F(LibvqmVersions, MayBeEmpty)
+TEST_F(LibvqmVersions, VersionMayBeEmpty)
 {
     inFreshProcess(
         [&]
@@ -87,7 +87,7 @@ TEST_F(LibvqmVersions, MayBeEmpty)
         });
 }
 
-TEST_F(LibvqmVersions, MayHaveEightParts)
+TEST_F(LibvqmVersions, VersionMayHaveEightParts)
 {
     inFreshProcess(
         [&]
@@ -99,7 +99,7 @@ TEST_F(LibvqmVersions, MayHaveEightParts)
         });
 }
 
-TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheLibrarysEndsTheProcess)
+TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheLibraryVersionEndsTheProcess)
 {
     EXPECT_EXIT(
         {
@@ -111,7 +111,7 @@ TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheLibrarysEndsTheProcess)
         ExitedWithCode(1), "Component#8 - 8(.|\n)*Assertion . this->mNumComponents < 8 . failed");
 }
 
-TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheDriversEndsTheProcess)
+TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheDriverVersionEndsTheProcess)
 {
     EXPECT_EXIT(
         {
@@ -123,7 +123,7 @@ TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheDriversEndsTheProcess)
         ExitedWithCode(1), "Component#8 - 8(.|\n)*Assertion . this->mNumComponents < 8 . failed");
 }
 
-TEST_F(LibvqmVersions, OfTheLibraryWithoutMemoryLeaveNoStep)
+TEST_F(LibvqmVersions, LibraryVersionWithoutMemoryIsNotTracedAsLeft)
 {
     inFreshProcess(
         [&]
@@ -137,7 +137,7 @@ TEST_F(LibvqmVersions, OfTheLibraryWithoutMemoryLeaveNoStep)
         });
 }
 
-TEST_F(LibvqmVersions, OfTheDriverWithoutMemoryLeaveNoStep)
+TEST_F(LibvqmVersions, DriverVersionWithoutMemoryIsNotTracedAsLeft)
 {
     inFreshProcess(
         [&]
@@ -150,7 +150,7 @@ TEST_F(LibvqmVersions, OfTheDriverWithoutMemoryLeaveNoStep)
         });
 }
 
-TEST_F(LibvqmVersions, OfTheDriverAreNotReadWithoutAdapters)
+TEST_F(LibvqmVersions, DriverVersionIsNotReadWithoutAdapters)
 {
     inFreshProcess(
         [&]
@@ -164,7 +164,7 @@ TEST_F(LibvqmVersions, OfTheDriverAreNotReadWithoutAdapters)
         });
 }
 
-TEST_F(LibvqmVersions, OfTheDriverAreStillToBeReadAfterAStepWithoutAdapters)
+TEST_F(LibvqmVersions, DriverVersionIsReadAfterAStepWithoutAdapters)
 {
     inFreshProcess(
         [&]
@@ -178,7 +178,7 @@ TEST_F(LibvqmVersions, OfTheDriverAreStillToBeReadAfterAStepWithoutAdapters)
         });
 }
 
-TEST_F(LibvqmVersions, OfTheDriverLeaveTheVerdictInAStepWithoutAdapters)
+TEST_F(LibvqmVersions, StepWithoutAdaptersKeepsTheVerdict)
 {
     inFreshProcess(
         [&]

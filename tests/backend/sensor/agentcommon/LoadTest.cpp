@@ -100,7 +100,7 @@ TEST(LoadDeathTest, FrameworkOpensAlone)
     EXPECT_EXIT(openAndExit({FRAMEWORK_LIBRARY}, RTLD_NOW), ExitedWithCode(0), "^$");
 }
 
-TEST(LoadDeathTest, AgentCommonOpensWithTheHbaApiThere)
+TEST(LoadDeathTest, AgentCommonOpensWhenTheHbaApiIsLoaded)
 {
     std::string const commonLibrary = HBAAPI_LIBRARY;
     if (commonLibrary.empty())
@@ -111,7 +111,7 @@ TEST(LoadDeathTest, AgentCommonOpensWithTheHbaApiThere)
                 "^$");
 }
 
-TEST(LoadDeathTest, AgentCommonDoesNotBringTheHbaApi)
+TEST(LoadDeathTest, AgentCommonDoesNotLoadTheHbaApi)
 {
     EXPECT_EXIT(openAndExit({AGENTCOMMON_LIBRARY}, RTLD_NOW), ExitedWithCode(1), "undefined symbol: HBA_");
 }
@@ -121,7 +121,7 @@ TEST(LoadDeathTest, AgentCommonOpensLazilyWithoutTheHbaApi)
     EXPECT_EXIT(openAndExit({AGENTCOMMON_LIBRARY}, RTLD_LAZY), ExitedWithCode(0), "^$");
 }
 
-TEST(Libraries, AgentCommonTakesTheHbaApiFromElsewhere)
+TEST(Libraries, AgentCommonImportsTheHbaApi)
 {
     EXPECT_THAT(thoseOfHbaapi(importsOf(AGENTCOMMON_LIBRARY)),
                 UnorderedElementsAre("HBA_LoadLibrary", "HBA_FreeLibrary", "HBA_GetNumberOfAdapters",
@@ -131,7 +131,7 @@ TEST(Libraries, AgentCommonTakesTheHbaApiFromElsewhere)
                                      "HBA_SendReportLUNs"));
 }
 
-TEST(Libraries, AgentCommonLooksForTheVendorLibraryWithTheDynamicLinker)
+TEST(Libraries, AgentCommonFindsTheVendorLibraryWithDlopen)
 {
     Texts imported = importsOf(AGENTCOMMON_LIBRARY);
     for (std::string& name : imported)
@@ -148,13 +148,13 @@ TEST(Libraries, AgentCommonIsNotLinkedAgainstTheVendorLibrary)
                 Each(Not(HasSubstr("vqm"))));
 }
 
-TEST(Libraries, AgentCommonDefinesNothingOfTheHbaApi)
+TEST(Libraries, AgentCommonDefinesNoHbaApiFunction)
 {
     EXPECT_THAT(thoseOfHbaapi(exportsOf(AGENTCOMMON_LIBRARY)), IsEmpty());
     EXPECT_THAT(thoseOfHbaapi(exportsOf(FRAMEWORK_LIBRARY)), IsEmpty());
 }
 
-TEST(Libraries, AgentCommonNeedsTheFrameworkButNoHbaApiLibrary)
+TEST(Libraries, AgentCommonNeedsTheFrameworkAndNoHbaLibrary)
 {
     Texts const needed = behind("Shared library: [", dynamicSectionOf(AGENTCOMMON_LIBRARY));
     EXPECT_THAT(needed, Contains("libQZCommonFramework.so.1"));
@@ -168,7 +168,7 @@ TEST(Libraries, FrameworkDoesNotNeedAgentCommon)
     EXPECT_THAT(needed, Not(Contains(HasSubstr("QZ"))));
 }
 
-TEST(Libraries, BearTheInterfaceVersionInTheirNames)
+TEST(Libraries, SonamesHaveTheInterfaceVersion)
 {
     EXPECT_THAT(behind("Library soname: [", dynamicSectionOf(AGENTCOMMON_LIBRARY)),
                 ElementsAre("libQZSensorAgentCommon.so.1"));
@@ -176,7 +176,7 @@ TEST(Libraries, BearTheInterfaceVersionInTheirNames)
                 ElementsAre("libQZCommonFramework.so.1"));
 }
 
-TEST(Libraries, LetTheirDefinitionsBeReplaced)
+TEST(Libraries, DefinitionsCanBeReplaced)
 {
     // Bound to themselves they would not see a logger that the agent puts before the framework's.
     EXPECT_THAT(dynamicSectionOf(AGENTCOMMON_LIBRARY), Each(Not(HasSubstr("SYMBOLIC"))));
@@ -247,7 +247,7 @@ private:
     }
 };
 
-TEST_F(LibrariesAtLoad, AgentCommonRunsOneFunctionForEachSource)
+TEST_F(LibrariesAtLoad, AgentCommonRunsOneInitialiserPerSource)
 {
     // One more, of the C runtime, comes with every library.
     EXPECT_EQ(functionsIn("INIT_ARRAY", AGENTCOMMON_LIBRARY), std::size_t{AGENTCOMMON_SOURCES + 1});
@@ -259,7 +259,7 @@ TEST_F(LibrariesAtLoad, EachSourceOfAgentCommonInitialisesTheStandardStreams)
     EXPECT_EQ(objects.size(), std::size_t{AGENTCOMMON_SOURCES});
 }
 
-TEST_F(LibrariesAtLoad, NothingElseOfAgentCommonIsInitialised)
+TEST_F(LibrariesAtLoad, AgentCommonInitialisesNothingElse)
 {
     std::set<std::string> others = initialisersReferTo(AGENTCOMMON_LIBRARY);
     EXPECT_THAT(others, IsSupersetOf({"std::ios_base::Init::Init()", "__cxa_atexit"}));
@@ -271,13 +271,13 @@ TEST_F(LibrariesAtLoad, NothingElseOfAgentCommonIsInitialised)
     EXPECT_THAT(others, Each(ContainsRegex("^(_GLOBAL__sub_I_|__static_init|__cxx_global_var_init)")));
 }
 
-TEST_F(LibrariesAtLoad, FrameworkRunsOnlyWhatComesWithEveryLibrary)
+TEST_F(LibrariesAtLoad, FrameworkRunsOnlyTheInitialisersOfEveryLibrary)
 {
     EXPECT_EQ(functionsIn("INIT_ARRAY", FRAMEWORK_LIBRARY), 1u);
     EXPECT_THAT(initialisersReferTo(FRAMEWORK_LIBRARY), IsEmpty());
 }
 
-TEST_F(LibrariesAtLoad, NeitherChoosesAFunctionByRunningAnother)
+TEST_F(LibrariesAtLoad, NeitherLibraryHasIndirectFunctions)
 {
     // An indirect function's resolver runs when the library is opened, and stands in no array.
     for (char const* const library : {AGENTCOMMON_LIBRARY, FRAMEWORK_LIBRARY})
@@ -289,7 +289,7 @@ TEST_F(LibrariesAtLoad, NeitherChoosesAFunctionByRunningAnother)
     }
 }
 
-TEST_F(LibrariesAtLoad, NeitherRunsAFunctionOfItsOwnAtUnload)
+TEST_F(LibrariesAtLoad, NeitherLibraryRunsItsOwnFunctionsAtUnload)
 {
     EXPECT_EQ(functionsIn("FINI_ARRAY", AGENTCOMMON_LIBRARY), 1u);
     EXPECT_EQ(functionsIn("FINI_ARRAY", FRAMEWORK_LIBRARY), 1u);
@@ -315,7 +315,7 @@ class LibraryExports : public testing::TestWithParam<ExportedClass>
 };
 
 INSTANTIATE_TEST_SUITE_P(
-    Of, LibraryExports,
+    All, LibraryExports,
     testing::Values(
         exceptionClass("QZCGenericException"), exceptionClass("QZCHaltEx"),
         exceptionClass("QZCLibsException"), exceptionClass("QZCNoMemoryEx"),
@@ -386,7 +386,7 @@ INSTANTIATE_TEST_SUITE_P(
              "LIBVQM_QzapiUnregEvent(unsigned int, QZCPointer<QZCWorldWideName> const&, unsigned int)"}}),
     [](testing::TestParamInfo<ExportedClass> const& aInfo) { return aInfo.param.mName; });
 
-TEST_P(LibraryExports, EverythingThatUsersLink)
+TEST_P(LibraryExports, EveryNameThatUsersLinkIsExported)
 {
     std::string const name = GetParam().mName;
     Texts expected = {"vtable for " + name, "typeinfo for " + name, "typeinfo name for " + name,
@@ -424,25 +424,25 @@ std::size_t slotsOf(std::string const& aClass)
     return 0;
 }
 
-TEST(VirtualTables, OfScopeEventHasTheDestructorsOnly) { EXPECT_EQ(slotsOf("QZCScopeEvent"), 2u); }
+TEST(VirtualTables, ScopeEventHasOnlyTheDestructors) { EXPECT_EQ(slotsOf("QZCScopeEvent"), 2u); }
 
-TEST(VirtualTables, OfLatencyDataHasTheDestructorsAndEightOperations)
+TEST(VirtualTables, LatencyDataHasTheDestructorsAndEightOperations)
 {
     EXPECT_EQ(slotsOf("QZCLatencyData"), 10u);
 }
 
-TEST(VirtualTables, OfWorldWideNameHasTheDestructorsAndFourOperations)
+TEST(VirtualTables, WorldWideNameHasTheDestructorsAndFourOperations)
 {
     EXPECT_EQ(slotsOf("QZCWorldWideName"), 6u);
 }
 
-TEST(VirtualTables, OfDepVersionHasTheDestructorsOnly) { EXPECT_EQ(slotsOf("QZCDepVersion"), 2u); }
+TEST(VirtualTables, DepVersionHasOnlyTheDestructors) { EXPECT_EQ(slotsOf("QZCDepVersion"), 2u); }
 
-TEST(VirtualTables, OfScopeDataHasTheDestructorsAndTwoOperations) { EXPECT_EQ(slotsOf("QZCScopeData"), 4u); }
+TEST(VirtualTables, ScopeDataHasTheDestructorsAndTwoOperations) { EXPECT_EQ(slotsOf("QZCScopeData"), 4u); }
 
-TEST(VirtualTables, OfLibvqmAbsHasTheDestructorsOnly) { EXPECT_EQ(slotsOf("QZCLibvqmAbs"), 2u); }
+TEST(VirtualTables, LibvqmAbsHasOnlyTheDestructors) { EXPECT_EQ(slotsOf("QZCLibvqmAbs"), 2u); }
 
-TEST(VirtualTables, OfHbaapiAbsHasTheDestructorsAndAllOperationsButReportLuns)
+TEST(VirtualTables, HbaapiAbsHasTheDestructorsAndAllOperationsExceptReportLuns)
 {
     EXPECT_EQ(slotsOf("QZCHbaapiAbs"), 12u);
 }

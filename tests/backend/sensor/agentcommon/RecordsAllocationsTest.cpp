@@ -176,5 +176,5 @@ INSTANTIATE_TEST_SUITE_P(Latency, RecordsAllocations, testing::ValuesIn(latencyR
 INSTANTIATE_TEST_SUITE_P(Name, RecordsAllocations, testing::ValuesIn(nameRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Version, RecordsAllocations, testing::ValuesIn(versionRows()), nameOfOperation);
 
-TEST_P(RecordsAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(RecordsAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

@@ -128,7 +128,7 @@ TEST_F(ReportLuns, ListThatFitsIsInTheCallersBuffer)
     EXPECT_THAT(content(16), ElementsAre(0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x77));
 }
 
-TEST_F(ReportLuns, AreAskedOfTheHandleWhateverItIs)
+TEST_F(ReportLuns, AnyHandleIsPassedToTheHbaApi)
 {
     for (unsigned int const handle : {0u, 1u, 2147483648u, 4294967295u})
     {
@@ -139,7 +139,7 @@ TEST_F(ReportLuns, AreAskedOfTheHandleWhateverItIs)
     }
 }
 
-TEST_F(ReportLuns, BufferIsZeroedOverItsSizeAndNoFurther)
+TEST_F(ReportLuns, BufferIsZeroedExactlyOverItsSize)
 {
     passBuffer(24, 16);
     Bytes seen;
@@ -149,7 +149,7 @@ TEST_F(ReportLuns, BufferIsZeroedOverItsSizeAndNoFurther)
     EXPECT_THAT(Bytes(seen.begin() + 16, seen.end()), Each(untouched));
 }
 
-TEST_F(ReportLuns, BufferIsNotZeroedAgain)
+TEST_F(ReportLuns, BufferIsZeroedOnlyOnce)
 {
     Bytes seen;
     answer(HBA_STATUS_ERROR_BUSY,
@@ -181,7 +181,7 @@ TEST_F(ReportLuns, SenseBufferIsZeroBeforeTheFirstRequestOnly)
     EXPECT_EQ(second, Bytes(256, 0x77));
 }
 
-TEST_F(ReportLuns, BufferAndSizeAreReadAnewForEachRequest)
+TEST_F(ReportLuns, BufferAndSizeAreReadAgainForEachRequest)
 {
     passBuffer(16, 8);
     answer(HBA_STATUS_ERROR_BUSY, [this](Blocks&) { passBuffer(32, 32); });
@@ -195,7 +195,7 @@ TEST_F(ReportLuns, BufferAndSizeAreReadAnewForEachRequest)
     EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(8), requestOf(32)));
 }
 
-TEST_F(ReportLuns, ListThatDoesNotFitIsAskedForAgainInALargerBuffer)
+TEST_F(ReportLuns, ListThatDoesNotFitIsRequestedAgainWithALargerBuffer)
 {
     answerList(64, HBA_STATUS_OK, 2);
     EXPECT_EQ(send(), done);
@@ -204,7 +204,7 @@ TEST_F(ReportLuns, ListThatDoesNotFitIsAskedForAgainInALargerBuffer)
     EXPECT_EQ(mSize, 72u);
 }
 
-TEST_F(ReportLuns, LargerBufferIsEvenLargerThanItsSize)
+TEST_F(ReportLuns, LargerBufferHasSpareBytesPastItsSize)
 {
     // Deliberate: the block has eight bytes for each byte of the list, its size is that of the response.
     for (unsigned int const length : {9u, 64u, 1000u, 4096u})
@@ -217,7 +217,7 @@ TEST_F(ReportLuns, LargerBufferIsEvenLargerThanItsSize)
     }
 }
 
-TEST_F(ReportLuns, ListThatJustFitsIsNotAskedForAgain)
+TEST_F(ReportLuns, ListThatJustFitsIsNotRequestedAgain)
 {
     passBuffer(72, 72);
     answerList(64);
@@ -225,7 +225,7 @@ TEST_F(ReportLuns, ListThatJustFitsIsNotAskedForAgain)
     EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(72)));
 }
 
-TEST_F(ReportLuns, ListThatJustDoesNotFitIsAskedForAgain)
+TEST_F(ReportLuns, ListThatIsOneByteTooLongIsRequestedAgain)
 {
     passBuffer(71, 71);
     answerList(64, HBA_STATUS_OK, 2);
@@ -242,7 +242,7 @@ TEST_F(ReportLuns, EmptyListNeedsItsHeader)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 8u);
 }
 
-TEST_F(ReportLuns, ListThatGrowsIsFollowedHoweverOftenItDoes)
+TEST_F(ReportLuns, GrowingListIsRequestedAgainWithoutALimit)
 {
     // Deliberately not limited, unlike the answers that ask for another attempt.
     for (unsigned int length = 9; length <= 1000; ++length)
@@ -255,7 +255,7 @@ TEST_F(ReportLuns, ListThatGrowsIsFollowedHoweverOftenItDoes)
     EXPECT_EQ(mSize, 1008u);
 }
 
-TEST_F(ReportLuns, ListThatShrinksStaysInTheLargerBuffer)
+TEST_F(ReportLuns, ShrinkingListStaysInTheLargerBuffer)
 {
     answerList(64);
     answerList(8);
@@ -264,7 +264,7 @@ TEST_F(ReportLuns, ListThatShrinksStaysInTheLargerBuffer)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
 }
 
-TEST_F(ReportLuns, MoreDataThatFitsIsAskedForAgainInTheSameBuffer)
+TEST_F(ReportLuns, MoreDataThatFitsIsRequestedAgainWithTheSameBuffer)
 {
     void* const buffer = mBuffer;
     answerList(8, HBA_STATUS_ERROR_MORE_DATA);
@@ -284,7 +284,7 @@ TEST_F(ReportLuns, MoreDataThatDoesNotFitTakesALargerBuffer)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
 }
 
-TEST_F(ReportLuns, MoreDataIsAskedForAgainHoweverOftenItIsTheAnswer)
+TEST_F(ReportLuns, MoreDataIsRequestedAgainWithoutALimit)
 {
     // Deliberately not limited.
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 1000);
@@ -325,7 +325,7 @@ TEST_P(ReportLunsTooLong, ListIsRefusedWithMoreData)
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), refusal(), mExpected.left()));
 }
 
-TEST_P(ReportLunsTooLong, ListIsRefusedBeforeItsPlaceIsMade)
+TEST_P(ReportLunsTooLong, ListIsRefusedBeforeALargerBufferIsAllocated)
 {
     void* const buffer = mBuffer;
     answerList(GetParam());
@@ -346,7 +346,7 @@ TEST_P(ReportLunsTooLong, ListIsRefusedInALargerBuffer)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u) << "the caller keeps the buffer that belongs to the size";
 }
 
-TEST_P(ReportLunsTooLong, ListIsNotLookedAtAfterAnotherStatus)
+TEST_P(ReportLunsTooLong, ListLengthIsIgnoredAfterAnotherStatus)
 {
     answerList(GetParam(), HBA_STATUS_ERROR_BUSY);
     answerList(8);
@@ -371,7 +371,7 @@ INSTANTIATE_TEST_SUITE_P(Each, ReportLunsTransient,
                                                      "HBA_STATUS_SCSI_CHECK_CONDITION"},
                                          NamedStatus{HBA_STATUS_ERROR_BUSY, "HBA_STATUS_ERROR_BUSY"}));
 
-TEST_P(ReportLunsTransient, IsGivenUpAfterFiveRequests)
+TEST_P(ReportLunsTransient, RequestFailsAfterFiveAttempts)
 {
     answerTransient(5);
     EXPECT_EQ(send(), lunsFailed);
@@ -381,7 +381,7 @@ TEST_P(ReportLunsTransient, IsGivenUpAfterFiveRequests)
                                       request(16), failure(GetParam().mName)));
 }
 
-TEST_P(ReportLunsTransient, MayBeTheAnswerFourTimes)
+TEST_P(ReportLunsTransient, RequestSucceedsAfterFourFailedAttempts)
 {
     answerTransient(4);
     answerList(8);
@@ -390,7 +390,7 @@ TEST_P(ReportLunsTransient, MayBeTheAnswerFourTimes)
                                       request(16), listOf(8), mExpected.left()));
 }
 
-TEST_P(ReportLunsTransient, IsTriedAgainInTheSameBuffer)
+TEST_P(ReportLunsTransient, RetryUsesTheSameBuffer)
 {
     void* const buffer = mBuffer;
     answerTransient(5);
@@ -399,7 +399,7 @@ TEST_P(ReportLunsTransient, IsTriedAgainInTheSameBuffer)
     EXPECT_EQ(mSize, 16u);
 }
 
-TEST_P(ReportLunsTransient, IsTriedAgainAfterThreeOtherAttempts)
+TEST_P(ReportLunsTransient, StatusIsRetriedAfterThreeOtherAttempts)
 {
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 3);
     answerTransient(1);
@@ -408,7 +408,7 @@ TEST_P(ReportLunsTransient, IsTriedAgainAfterThreeOtherAttempts)
     EXPECT_EQ(mHbaapi.calls().size(), 5u);
 }
 
-TEST_P(ReportLunsTransient, IsNotTriedAgainAfterFourOtherAttempts)
+TEST_P(ReportLunsTransient, StatusIsNotRetriedAfterFourOtherAttempts)
 {
     // Requests that were repeated for another reason count too.
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 4);
@@ -418,7 +418,7 @@ TEST_P(ReportLunsTransient, IsNotTriedAgainAfterFourOtherAttempts)
     EXPECT_EQ(events().back(), failure(GetParam().mName));
 }
 
-TEST_P(ReportLunsTransient, IsNotTriedAgainAfterManyOtherAttempts)
+TEST_P(ReportLunsTransient, StatusIsNotRetriedAfterManyOtherAttempts)
 {
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 20);
     answerTransient(1);
@@ -426,7 +426,7 @@ TEST_P(ReportLunsTransient, IsNotTriedAgainAfterManyOtherAttempts)
     EXPECT_EQ(mHbaapi.calls().size(), 21u);
 }
 
-TEST_P(ReportLunsTransient, IsGivenUpAfterALargerBufferAndFourMoreRequests)
+TEST_P(ReportLunsTransient, RequestFailsAfterALargerBufferAndFourMoreAttempts)
 {
     answerList(64);
     answerTransient(4);
@@ -457,7 +457,7 @@ INSTANTIATE_TEST_SUITE_P(EachThatFailsAtOnce, ReportLunsStatus,
                                                         HBA_STATUS_SCSI_CHECK_CONDITION,
                                                         HBA_STATUS_ERROR_BUSY})));
 
-TEST_P(ReportLunsStatus, IsNotTriedAgain)
+TEST_P(ReportLunsStatus, FailureIsNotRetried)
 {
     answer(GetParam().mStatus);
     EXPECT_EQ(send(), lunsFailed);
@@ -465,7 +465,7 @@ TEST_P(ReportLunsStatus, IsNotTriedAgain)
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), failure(GetParam().mName)));
 }
 
-TEST_P(ReportLunsStatus, IsNotTriedAgainAfterOtherAnswers)
+TEST_P(ReportLunsStatus, FailureIsNotRetriedAfterOtherAnswers)
 {
     answer(HBA_STATUS_ERROR_BUSY);
     answerList(8, HBA_STATUS_ERROR_MORE_DATA);
@@ -475,7 +475,7 @@ TEST_P(ReportLunsStatus, IsNotTriedAgainAfterOtherAnswers)
                                       failure(GetParam().mName)));
 }
 
-TEST_P(ReportLunsStatus, LeavesTheCallersBuffer)
+TEST_P(ReportLunsStatus, FailureKeepsTheCallersBuffer)
 {
     void* const buffer = mBuffer;
     answer(GetParam().mStatus);
@@ -484,7 +484,7 @@ TEST_P(ReportLunsStatus, LeavesTheCallersBuffer)
     EXPECT_EQ(mSize, 16u);
 }
 
-TEST_P(ReportLunsStatus, LeavesTheLargerBufferWithItsSize)
+TEST_P(ReportLunsStatus, FailureKeepsTheLargerBufferAndItsSize)
 {
     answerList(64);
     answer(GetParam().mStatus);
@@ -537,7 +537,7 @@ TEST_F(ReportLunsHeap, LargerBufferIsNotZeroed)
     EXPECT_EQ(seen, Bytes(520, LibraryHeap::sgFilling));
 }
 
-TEST_F(ReportLunsHeap, MemoryThatIsMissingEndsTheRequest)
+TEST_F(ReportLunsHeap, MissingMemoryEndsTheRequest)
 {
     answerList(64);
     mHeap.failAllocation(1);
@@ -546,7 +546,7 @@ TEST_F(ReportLunsHeap, MemoryThatIsMissingEndsTheRequest)
                 ElementsAre(mExpected.entered(), request(16), listOf(64), missing(520), mExpected.left()));
 }
 
-TEST_F(ReportLunsHeap, MemoryThatIsMissingLeavesNoBufferButTheSize)
+TEST_F(ReportLunsHeap, MissingMemoryFreesTheBufferAndKeepsTheSize)
 {
     answerList(64);
     mHeap.failAllocation(1);
@@ -556,7 +556,7 @@ TEST_F(ReportLunsHeap, MemoryThatIsMissingLeavesNoBufferButTheSize)
     EXPECT_THAT(mHeap.calls(), ElementsAre("free(the caller's)", "allocate(520)"));
 }
 
-TEST_F(ReportLunsHeap, MemoryThatIsMissingLaterLeavesTheSizeOfTheBufferBefore)
+TEST_F(ReportLunsHeap, LaterMissingMemoryKeepsTheSizeOfThePreviousBuffer)
 {
     answerList(64);
     answerList(4096, HBA_STATUS_ERROR_MORE_DATA);

@@ -182,5 +182,5 @@ INSTANTIATE_TEST_SUITE_P(Making, ScopeDataAllocations, testing::ValuesIn(dataCon
                          nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Data, ScopeDataAllocations, testing::ValuesIn(dataRows()), nameOfOperation);
 
-TEST_P(ScopeDataAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(ScopeDataAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

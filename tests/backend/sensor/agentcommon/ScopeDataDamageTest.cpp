@@ -108,7 +108,7 @@ Bytes captureOf(std::vector<Bytes> const& aRecords)
 std::vector<Bytes> const shapes = {encodedForm(false, {}), encodedForm(true, someBytes(10)),
                                    encodedForm(false, someBytes(50)), encodedForm(true, {})};
 
-TEST(ScopeDataCapture, IsRefusedBehindItsLastWholeRecordWhereverItIsCut)
+TEST(ScopeDataCapture, TruncatedCaptureIsRefusedAfterItsLastWholeRecord)
 {
     Bytes whole;
     for (unsigned int records = 0; records < shapes.size(); ++records)
@@ -127,7 +127,7 @@ TEST(ScopeDataCapture, IsRefusedBehindItsLastWholeRecordWhereverItIsCut)
     }
 }
 
-TEST(ScopeDataCapture, IsDecodedOrRefusedInTenThousandDamagedForms)
+TEST(ScopeDataCapture, TenThousandDamagedCapturesAreDecodedOrRefused)
 {
     Damage damage(20261121);
     Bytes const original = captureOf(shapes);
