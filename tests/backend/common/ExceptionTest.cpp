@@ -71,7 +71,10 @@ TEST(Exception, NullTextIsEmpty)
     EXPECT_EQ(error.getCode(), 7u);
 }
 
-TEST(Exception, TextIsNotUsedAsAFormat) { EXPECT_STREQ(QZCException("100 %s of %n", 1).what(), "100 %s of %n"); }
+TEST(Exception, TextIsNotUsedAsAFormat)
+{
+    EXPECT_STREQ(QZCException("100 %s of %n", 1).what(), "100 %s of %n");
+}
 
 TEST(Exception, GenericHandlerCatchesIt)
 {

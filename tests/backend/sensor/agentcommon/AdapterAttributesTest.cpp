@@ -23,7 +23,7 @@ constexpr char withoutPorts[] = "QZCHbaapiEx 802: ZERO Ports on the Adapter";
 class AdapterAttributes : public HbaapiLayer
 {
 protected:
-    /// Lets the HBA API answer the next request so.
+    /// Sets the answer to the next request.
     void answer(HBA_STATUS aStatus, HBA_UINT32 aNumberOfPorts = 2)
     {
         mHbaapi.mAdapterAttributes.push_back({aStatus, [=](HBA_ADAPTERATTRIBUTES& aAttributes)
@@ -35,7 +35,7 @@ protected:
         return outcomeOf([&] { mAttributes.reset(mLayer.HA_GetAdapterAttributes(aHandle)); });
     }
 
-    /// The blocks that fetching has left allocated.
+    /// The number of blocks that the query leaves allocated.
     long blocksLeftByFetching()
     {
         long const before = liveBlocks();
@@ -115,7 +115,7 @@ TEST_F(AdapterAttributes, ZeroPortsReleaseTheRecord)
 
 TEST_F(AdapterAttributes, UnsupportedAdapterIsLoggedAsInformation)
 {
-    // The one failure of the layer at info level: such an adapter is none of the agent's, not broken.
+    // The layer's only failure at info level: the adapter is not broken, the agent just does not support it.
     answer(HBA_STATUS_ERROR_NOT_SUPPORTED);
     EXPECT_EQ(fetch(), notSupported);
     EXPECT_THAT(

@@ -25,7 +25,7 @@ constexpr unsigned int notSet = 77;
 class AdapterPorts : public HbaapiLayer
 {
 protected:
-    /// Lets the HBA API answer the next requests, one for each port.
+    /// Sets the answers to the next requests, one for each port.
     void answerPorts(unsigned int aNumber)
     {
         for (unsigned int i = 0; i < aNumber; ++i)
@@ -42,7 +42,7 @@ protected:
                          { mPorts.reset(mLayer.HA_GetAdapterPorts(aHandle, &mAttributes, mNumberOfPorts)); });
     }
 
-    /// The blocks that fetching has left allocated.
+    /// The number of blocks that the query leaves allocated.
     long blocksLeftByFetching(unsigned int aNumber)
     {
         long const before = liveBlocks();
@@ -128,7 +128,7 @@ TEST_F(AdapterPorts, HbaApiIsNotCalledWithoutMemory)
     mAttributes.NumberOfPorts = 4;
     EXPECT_EQ(outcomeWithoutMemory(1, [&] { mLayer.HA_GetAdapterPorts(7, &mAttributes, mNumberOfPorts); }),
               "QZCHaltEx 1: No memory for Port Attributes");
-    // The array holds the records, not pointers to them: the text is as it always was.
+    // The array holds records, not pointers. The text is kept for compatibility.
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(),
                                       mExpected.error("Failed to allocate port attributes ptr array"),
                                       mExpected.left()));
@@ -145,7 +145,7 @@ using AdapterPortsDeathTest = AdapterPorts;
 
 TEST_F(AdapterPortsDeathTest, ZeroPortsEndTheProcess)
 {
-    // The number was not 0 before, so the assertion tells that it is set before anything is checked.
+    // The number was not 0 before, so the assertion shows that it is set before the check.
     ASSERT_NE(mNumberOfPorts, 0u);
     EXPECT_EXIT(
         {
@@ -155,7 +155,7 @@ TEST_F(AdapterPortsDeathTest, ZeroPortsEndTheProcess)
         ExitedWithCode(1), onlyTheseLines({mExpected.entered(), mExpected.assertion("0 < arNumberOfPorts")}));
 }
 
-/// A status, and which of four ports it is the answer for.
+/// A status, and the index of the port that it answers for.
 struct FailedPort
 {
     NamedStatus mStatus;
@@ -203,7 +203,7 @@ TEST_P(AdapterPortsStatus, FailureNamesThePortAndStopsTheQuery)
                                        "Failed to get port #" + std::to_string(GetParam().mIndex) +
                                            " attributes - " + GetParam().mStatus.mName));
     EXPECT_EQ(fetch(4), portsFailed);
-    // No "Left": this is the one way out of the query that does not trace it.
+    // This is the only exit from the query that does not trace "Left".
     EXPECT_THAT(events(), ElementsAreArray(expected));
 }
 

@@ -32,7 +32,7 @@ using Components = std::vector<unsigned int>;
 
 QZCDepVersion versionOf(std::string const& aText) { return QZCDepVersion(aText.c_str()); }
 
-/// The words behind the pointer to the table: the components and their count.
+/// The words after the virtual table pointer: the components and their count.
 std::vector<unsigned int> wordsOf(QZCDepVersion const& aVersion)
 {
     std::vector<unsigned int> words(maxComponents + 1);
@@ -50,7 +50,7 @@ Components componentsOf(QZCDepVersion const& aVersion)
 
 Components parsed(std::string const& aText) { return componentsOf(versionOf(aText)); }
 
-/// The answers of "==", "<" and ">" for two versions.
+/// The results of "==", "<" and ">" for two versions.
 std::string relation(QZCDepVersion const& aLeft, QZCDepVersion const& aRight)
 {
     std::string answers;
@@ -67,7 +67,7 @@ std::string relation(std::string const& aLeft, std::string const& aRight)
 
 ExpectedLog versionLog(char const* aFunction) { return ExpectedLog(aFunction, ".//DepVersion"); }
 
-/// What appending a component logs.
+/// The lines that appending a component logs.
 std::vector<LogLine> appended(std::size_t aNumber, unsigned int aComponent)
 {
     ExpectedLog const expected = versionLog("operator<<");
@@ -77,7 +77,7 @@ std::vector<LogLine> appended(std::size_t aNumber, unsigned int aComponent)
             expected.left()};
 }
 
-/// What parsing logs, from entering to the last component.
+/// The lines that parsing logs, from Entered to the last component.
 std::vector<LogLine> parsing(Components const& aComponents)
 {
     std::vector<LogLine> lines = {versionLog("QZCDepVersion").entered(),
@@ -147,7 +147,7 @@ TEST(DepVersion, ComponentsAndCountFollowTheTablePointer)
 {
     QZCDepVersion const version("11.12.13.14.15.16.17.18");
     EXPECT_THAT(wordsOf(version), ElementsAre(11u, 12u, 13u, 14u, 15u, 16u, 17u, 18u, 8u));
-    EXPECT_LE(sizeof version, sizeof(void*) * 2 + 9 * sizeof(unsigned int)) << "no further field";
+    EXPECT_LE(sizeof version, sizeof(void*) * 2 + 9 * sizeof(unsigned int)) << "no other field";
 }
 
 TEST(DepVersionParsing, ComponentsAreTheNumbersBetweenDots)
@@ -200,24 +200,24 @@ TEST(DepVersionParsing, LargerNumberKeepsItsLowBits)
 
 TEST(DepVersionParsing, TextPastTheDotOfAPieceIsIgnored)
 {
-    // A piece is cut with the dot's position in the whole text as its length, so the later ones run on.
+    // The length of a piece is the dot's position in the whole text, so later pieces include what follows them.
     EXPECT_THAT(parsed("1000000000.2.3.4"), ElementsAre(1000000000u, 2u, 3u, 4u));
     EXPECT_THAT(parsed("1000000000..3.4"), ElementsAre(1000000000u, 0u, 3u, 4u));
 }
 
 TEST(DepVersionParsing, PieceMayIncludeTheFollowingPieces)
 {
-    // Deliberate as well; the only trace of it is that the "2" no longer fits into a string's own room.
+    // Deliberate. The only visible effect is that the piece "2" no longer fits inside a std::string.
     QZCString const beforeShort("0000000000000001.2.3");
     QZCString const beforeLong("0000000000000001.2.0000000000000003");
     unsigned int const allocations = allocationsOf([&] { QZCDepVersion const version(beforeShort); });
     EXPECT_EQ(allocationsOf([&] { QZCDepVersion const version(beforeLong); }), allocations + 2)
-        << "one for the last piece and one for that before it, which takes it in";
+        << "one for the last piece and one for the piece before it, which includes the last";
 }
 
 TEST(DepVersionParsing, MissingMemoryIsReported)
 {
-    // The object whose count cannot be had is given up on purpose, see QZCPointer.
+    // QZCPointer leaks an object deliberately when it cannot allocate its count.
     DeliberateLeak const leak;
     QZCString const text("1.2.3");
     auto const parse = [&] { QZCDepVersion const version(text); };
@@ -371,7 +371,7 @@ TEST(DepVersionComparison, UnsetComponentsAreNotRead)
     EXPECT_EQ(relation(*new (zeros) QZCDepVersion(1, 2, 3), *new (ones) QZCDepVersion(1, 2, 3)), "equal ");
 }
 
-/// Pieces of version texts of every kind, and what comes of them by hand.
+/// Pieces of version texts of every kind, and their values, written down by hand.
 class DepVersionModel : public testing::Test
 {
 protected:
@@ -393,7 +393,7 @@ protected:
             return {pick(others), 0};
         }
         std::string const sign = pick(signs);
-        // Of every magnitude up to 2147483647: uniform values would nearly all be large.
+        // Every magnitude up to 2147483647 is equally likely; nearly all uniform values would be large.
         unsigned int const number = static_cast<unsigned int>(mRandom()) >> (1 + mRandom() % 31);
         return {pick(blanks) + sign + pick(zeros) + std::to_string(number) + pick(ends),
                 sign == "-" ? 0 - number : number};
@@ -451,7 +451,7 @@ TEST_F(DepVersionModel, ComparisonAgreesWithTheModelForEveryPair)
 {
     for (int i = 0; i < 5000; ++i)
     {
-        // Few different numbers, so that many a pair begins alike.
+        // Only a few different numbers, so that many pairs have the same start.
         Components left(1 + below(maxComponents));
         Components right(1 + below(maxComponents));
         std::generate(left.begin(), left.end(), [this] { return below(3); });

@@ -1,4 +1,4 @@
-// The records beside another CBOR library.
+// Another CBOR library reads the encoded records.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

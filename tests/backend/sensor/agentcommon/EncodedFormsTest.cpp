@@ -1,4 +1,4 @@
-// The page about encoded forms is true.
+// The examples of docs/encoded-forms.md match the code.
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -19,7 +19,7 @@ using testing::SizeIs;
 
 namespace
 {
-/// The bytes of each example under the name that stands in its first line.
+/// The bytes of each example, by the name in its first line.
 using Examples = std::map<std::string, Bytes>;
 
 Bytes bytesIn(std::string const& aText)

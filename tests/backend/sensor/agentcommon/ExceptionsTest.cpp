@@ -19,7 +19,7 @@ using testing::Field;
 
 namespace
 {
-/// What the handler for a class sees of an exception.
+/// The text and code that the handler for a class reads.
 struct Caught
 {
     std::string mHandler;
@@ -48,7 +48,7 @@ void tryHandler(Thrown const& aError, std::vector<Caught>& aCaught)
     }
 }
 
-/// Throws a copy of the exception at the handler for each class of the tree, one at a time.
+/// Throws a copy of the exception for each class of the tree, and catches it with the handler for that class.
 template <typename Thrown>
 std::vector<Caught> catchesOf(Thrown const& aError)
 {
@@ -134,7 +134,7 @@ TEST(Exceptions, HbaapiFailureIsALibraryExceptionAndNotGeneric)
                 ElementsAre("std::exception", "QZCException", "QZCLibsException", "QZCHbaapiEx"));
 }
 
-/// Names the tests of a typed suite after the class.
+/// Names the cases of a typed suite after the class.
 struct ClassName
 {
     template <typename Class>
@@ -204,7 +204,7 @@ TYPED_TEST(EveryException, DestructorIsPublicAndVirtual)
 
 TYPED_TEST(EveryException, AllBasesShareOneRoot)
 {
-    // Were there an edge that is not virtual on the way to the root, the joined class would have two roots.
+    // With a non-virtual edge on the way to the root, the joined class would have two roots.
     struct Joined : TypeParam, virtual QZCException
     {
     };

@@ -27,11 +27,11 @@ constexpr char loadFailed[] = "QZCExitConditionEx 19: Can't load HBAAPI library!
 constexpr char namesFailed[] = "QZCExitConditionEx 19: HBA_GetAdapterName method failed";
 constexpr char openFailed[] = "QZCHbaapiEx 802: HBA_OpenAdapter method failed";
 
-/// The layer's handling of the library and its adapters.
+/// The layer's operations for the library and its adapters.
 class HbaapiAbs : public HbaapiLayer
 {
 protected:
-    /// Lets the HBA API answer the next requests with these names.
+    /// Sets the names that answer the next requests.
     void answerNames(std::vector<std::string> const& aNames)
     {
         for (std::string const& name : aNames)
@@ -89,7 +89,7 @@ TEST_F(HbaapiAbs, VirtualTableKeepsTheOrderOfOperations)
 
 TEST_F(HbaapiAbs, ClassHasNoDataMembers)
 {
-    EXPECT_EQ(sizeof mLayer, sizeof(void*)) << "the pointer to its table alone";
+    EXPECT_EQ(sizeof mLayer, sizeof(void*)) << "only the virtual table pointer";
 }
 
 TEST_F(HbaapiAbs, SecondObjectLoadsTheLibraryAgain)
@@ -99,7 +99,7 @@ TEST_F(HbaapiAbs, SecondObjectLoadsTheLibraryAgain)
     std::vector<LogLine> const first = events();
     mLog.clear();
     another.HA_LoadHbaapi();
-    EXPECT_EQ(events(), first) << "that the library is loaded is not remembered";
+    EXPECT_EQ(events(), first) << "the layer does not remember that the library is loaded";
 }
 
 TEST_F(HbaapiAbs, LoadCallsTheHbaApiAfterItsTraceLines)
@@ -198,7 +198,7 @@ TEST_F(HbaapiAbs, OpenBeforeLoadIsPassedToTheHbaApi)
     EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_OpenAdapter(sim-1)"));
 }
 
-/// Handles that are valid, unknown and impossible: the layer does not look at them.
+/// Valid, unknown and impossible handles; the layer does not check them.
 class HbaapiAbsHandles : public HbaapiAbs, public testing::WithParamInterface<unsigned int>
 {
 protected:
@@ -363,7 +363,7 @@ TEST_P(HbaapiAbsStatus, NameFailureNamesTheIndexAndTheStatus)
             expected.left()));
 }
 
-/// Fetching two names into an empty list while memory runs out.
+/// Fetches two names into an empty list while an allocation fails.
 class HbaapiAbsWithoutMemory : public HbaapiAbs
 {
 protected:
@@ -373,16 +373,16 @@ protected:
         mAllocations = allocationsOf([this] { mLayer.HA_GetAdapterNames(2, mNames); });
     }
 
-    /// Lets the allocation of that number, counted from 1, fail.
+    /// Makes the allocation with that number, counted from 1, fail.
     std::string fetchFailing(unsigned int aAllocation)
     {
-        // The string whose count cannot be had is given up on purpose, see QZCPointer.
+        // QZCPointer leaks a string deliberately when it cannot allocate its count.
         DeliberateLeak const leak;
         reset();
         return outcomeWithoutMemory(aAllocation, [this] { mLayer.HA_GetAdapterNames(2, mNames); });
     }
 
-    /// The blocks that are lost when the allocation of that number fails.
+    /// The number of blocks that leak when the allocation with that number fails.
     long lostBlocks(unsigned int aAllocation)
     {
         reset();
@@ -438,8 +438,7 @@ TEST_F(HbaapiAbsWithoutMemory, OnlyAStringWithoutItsCountLeaks)
     {
         lost.push_back(lostBlocks(failing));
     }
-    // Each name is a string and its count; then the list grows, and is filled with a copy of the new name and
-    // of the one that it had.
+    // Each name is a string and its count. Then the list grows and copies the new name and the existing one.
     EXPECT_THAT(lost, ElementsAre(0, 1, 0, 0, 1, 0, 1, 0, 0, 1, 0, 1));
 }
 }  // namespace

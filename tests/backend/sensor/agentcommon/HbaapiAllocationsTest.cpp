@@ -1,4 +1,4 @@
-// What the layer over the HBA API does when memory runs out, for each operation and each of its allocations.
+// Failing allocations in the HBA API layer, for each operation and each of its allocations.
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
@@ -25,7 +25,7 @@ using Rows = std::vector<Operation>;
 constexpr unsigned int portsOfAdapter = 4;
 constexpr unsigned int responseSize = 16;
 
-/// The layer over an HBA API that answers all, and what it fills.
+/// The layer with an HBA API that answers every call, and the results of the calls.
 struct Scene
 {
     Scene()
@@ -83,7 +83,7 @@ Rows layerRows()
             [](Scene& aScene) { aScene.mLayer.HA_GetAdapterNames(2, aScene.mNames); },
             [](Scene const& aScene)
             {
-                // The second name is asked for once the first is in the list.
+                // The second name is requested after the first is in the list.
                 EXPECT_EQ(aScene.mNames.size(), aScene.mHbaapi.mNames.empty() ? 1u : 0u);
             }),
         operation(
@@ -108,13 +108,13 @@ TEST_P(HbaapiAllocations, FailureOfEachIsReported) { failEveryAllocation(GetPara
 
 LibraryHeap* gFailingHeap = nullptr;
 
-/// Makes what the library takes from the C heap fail.
+/// Makes the library's C heap allocations fail.
 class HeapFailure
 {
 public:
     HeapFailure(unsigned int aFirst, unsigned int aLast) : mBefore(gFailingHeap->allocations())
     {
-        // The last may be the largest number, to which nothing can be added.
+        // Adding to the last number must not overflow: it may be the largest one.
         unsigned int const beyond = std::numeric_limits<unsigned int>::max() - mBefore;
         gFailingHeap->failAllocations(aFirst != 0 ? mBefore + aFirst : 0, mBefore + std::min(aLast, beyond));
     }
@@ -132,7 +132,7 @@ private:
     unsigned int mBefore;
 };
 
-/// An adapter that asks twice for more room for its mappings, or for its response.
+/// An adapter that demands a larger block twice, for its mappings or for its response.
 std::shared_ptr<Scene> sceneOfAGrowingAdapter()
 {
     auto const made = scene();
@@ -168,7 +168,7 @@ Rows heapRows()
             [](Scene const& aScene)
             {
                 EXPECT_EQ(aScene.mResponse, nullptr);
-                // The size of the buffer before: the caller's, or that of the first larger one.
+                // The size of the previous buffer: the caller's, or the first larger one.
                 EXPECT_EQ(aScene.mSize, aScene.mHbaapi.mReportLuns.size() == 2 ? responseSize : 72u);
             }),
     };
@@ -185,7 +185,7 @@ protected:
     {
         if (!LibraryHeap::isWatched())
         {
-            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+            GTEST_SKIP() << "the sanitizers replace malloc in this build";
         }
     }
 

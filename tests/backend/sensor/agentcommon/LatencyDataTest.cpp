@@ -87,7 +87,7 @@ Entry entryOf(Figures const& aFigures, Buckets const& aBuckets = {})
                                     4, 5, aBuckets.data(), QZCLatencyData::sgNumBuckets));
 }
 
-/// The figures of the one after the other has been merged into it.
+/// The values of the first entry after the other has been added to it.
 Figures merged(Figures const& aOne, Figures const& aOther)
 {
     Entry const one = entryOf(aOne);
@@ -95,7 +95,7 @@ Figures merged(Figures const& aOne, Figures const& aOther)
     return figuresOf(*one);
 }
 
-/// A field of the object, given how many 32-bit words stand between it and the pointer to the table.
+/// The field that is this many 32-bit words after the virtual table pointer.
 unsigned int wordBehindTable(QZCLatencyData const& aData, std::size_t aIndex)
 {
     unsigned int word;
@@ -109,7 +109,7 @@ unsigned char markerOf(QZCLatencyData const& aData)
     return reinterpret_cast<unsigned char const*>(&aData)[sizeof(void*) + 2 * sizeof(unsigned int)];
 }
 
-/// Reads the bytes as unsigned integers, to the end.
+/// Decodes all bytes as unsigned integers.
 std::vector<unsigned int> elementsOf(Bytes const& aEncoded)
 {
     QZCEncodableInStream in(aEncoded.data(), lengthOf(aEncoded));
@@ -327,7 +327,7 @@ TEST(LatencyData, FieldsFollowTheTablePointerInOrder)
     EXPECT_EQ(wordBehindTable(data, 6), 17u) << "step";
     EXPECT_EQ(wordBehindTable(data, 7), 1u) << "first bucket";
     EXPECT_EQ(wordBehindTable(data, 26), 20u) << "last bucket";
-    EXPECT_LT(sizeof data - sizeof(void*) - 27 * sizeof(unsigned int), sizeof(void*)) << "no further field";
+    EXPECT_LT(sizeof data - sizeof(void*) - 27 * sizeof(unsigned int), sizeof(void*)) << "no other field";
 }
 
 TEST(LatencyDataEncoding, FieldsExceptTheMarkerAreWrittenInOrder)
@@ -447,7 +447,7 @@ TEST(LatencyDataAggregation, SumOfProductsDoesNotWrap)
 TEST(LatencyDataAggregation, ProductsAreRoundedToSinglePrecision)
 {
     EXPECT_EQ(merged({1, 16777217, 16777219}, {0, 0, 0}), (Figures{1, 16777216, 16777220}))
-        << "to the nearest, of two as near to the even one";
+        << "rounded to the nearest value, ties to even";
 }
 
 TEST(LatencyDataAggregation, SumIsRoundedToSinglePrecision)
@@ -459,7 +459,7 @@ TEST(LatencyDataAggregation, SumIsRoundedToSinglePrecision)
 TEST(LatencyDataAggregation, TotalIsRoundedToSinglePrecision)
 {
     EXPECT_EQ(merged({63084698, 55, 0}, {1, 13, 0}).mAverageIoSize, 54u)
-        << "with the total of 63084699 as it is the mean would be 55";
+        << "with the unrounded total of 63084699, the mean would be 55";
 }
 
 TEST(LatencyDataAggregation, QuotientIsRoundedToSinglePrecisionBeforeTruncation)
@@ -487,7 +487,7 @@ TEST(LatencyDataAggregation, LargestQuotientWithinTheRangeIsKept)
 
 TEST(LatencyDataAggregation, LatencyIsWeightedByThePreviousCount)
 {
-    EXPECT_EQ(merged({2, 0, 10}, {2, 0, 30}).mTrueLatency, 20u) << "by the new count it would be 25";
+    EXPECT_EQ(merged({2, 0, 10}, {2, 0, 30}).mTrueLatency, 20u) << "the new count would give 25";
 }
 
 TEST(LatencyDataAggregation, ZeroEntryTakesTheValuesOfTheOther)
@@ -558,15 +558,15 @@ TEST(LatencyDataAggregationDeathTest, EmptyHandleEndsTheProcess)
         onlyTheseLines({latencyLog("aggregate").entered(), pointer.assertion("0 != mPointer")}));
 }
 
-/// Single-precision values done in whole numbers: mMantissa * 2^mExponent, the mantissa of 24 bits or 0.
+/// A single-precision value in integers: mMantissa * 2^mExponent. The mantissa has 24 bits or is 0.
 struct Single
 {
     std::uint64_t mMantissa;
     int mExponent;
 };
 
-/// The nearest single-precision value, of two as near the even one.
-/// @param aInexact whether the value is a little above aMantissa * 2^aExponent
+/// The nearest single-precision value, ties to even.
+/// @param aInexact whether the value is slightly above aMantissa * 2^aExponent
 Single rounded(std::uint64_t aMantissa, int aExponent = 0, bool aInexact = false)
 {
     if (aMantissa == 0)
@@ -584,7 +584,7 @@ Single rounded(std::uint64_t aMantissa, int aExponent = 0, bool aInexact = false
         aMantissa >>= 1;
         ++aExponent;
     }
-    // Two bits too many are left: the half, and whether there is anything below it beside aInexact.
+    // Two extra bits are left: the half bit, and a sticky bit for everything below it.
     bool const half = (aMantissa & 2) != 0;
     bool const below = (aMantissa & 1) != 0 || aInexact;
     std::uint64_t const kept = aMantissa >> 2;
@@ -627,7 +627,7 @@ Figures modelledMerge(Figures const& aOne, Figures const& aOther)
 TEST(LatencyDataAggregation, AgreesWithAnIntegerModel)
 {
     std::mt19937 random(20260504);
-    // Of every magnitude: uniform values would nearly all be large.
+    // Every magnitude is equally likely; nearly all uniform values would be large.
     auto const value = [&] { return static_cast<unsigned int>(random()) >> random() % 32; };
     for (int i = 0; i < 10000; ++i)
     {

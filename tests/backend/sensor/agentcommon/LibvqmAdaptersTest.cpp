@@ -1,4 +1,4 @@
-// How the layer counts the adapters and reads their names.
+// Adapter count and adapter names of the vendor library layer.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ using NameHandle = QZCPointer<QZCWorldWideName>;
 
 std::string textOf(NameHandle const& aName) { return aName->getStringForm().get(); }
 
-/// The layer and the names that it is to replace.
+/// The layer and the names that it replaces.
 class LibvqmAdapters : public LibvqmLayer
 {
 protected:

@@ -1,5 +1,4 @@
-// What the layer over the vendor's library does when memory runs out, for each operation and each of its
-// allocations.
+// Failing allocations in the vendor library layer, for each operation and each of its allocations.
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,7 +20,7 @@ namespace
 {
 using Name = QZCPointer<QZCWorldWideName>;
 
-/// The layer over a vendor library that answers all, and what it is given.
+/// The layer with a vendor library that answers every call, and the arguments of its operations.
 struct Scene
 {
     FakeVqm mVqm;

@@ -1,4 +1,4 @@
-// What the layer makes of extreme numbers and texts that the vendor library gives.
+// Extreme numbers and texts from the vendor library.
 #include <ostream>
 #include <string>
 #include <vector>
@@ -98,7 +98,7 @@ TEST_P(LibvqmNumbers, AnyRegistrationResultIsReturned)
         });
 }
 
-/// A version text and the components that it is read as.
+/// A version text and its expected components.
 struct VersionText
 {
     std::string mName;
@@ -108,7 +108,7 @@ struct VersionText
 
 std::ostream& operator<<(std::ostream& aOut, VersionText const& aText) { return aOut << aText.mName; }
 
-/// So many bytes that begin with the text and go on with directives.
+/// This many bytes, which start with the text and continue with format directives.
 std::string filledUp(std::string const& aText, std::size_t aLength)
 {
     std::string text = aText;
@@ -122,7 +122,7 @@ std::string filledUp(std::string const& aText, std::size_t aLength)
 class LibvqmTexts : public LibvqmLayer, public testing::WithParamInterface<VersionText>
 {
 protected:
-    /// The lines of the components of a version.
+    /// The log lines of the components of a version.
     static std::vector<std::string> componentsOf(std::vector<unsigned int> const& aComponents)
     {
         std::vector<std::string> lines;
@@ -134,7 +134,7 @@ protected:
         return lines;
     }
 
-    /// Fails the test unless both versions are read as these.
+    /// Fails the test unless both versions have these components.
     void expectVersions(std::vector<unsigned int> const& aLibrary, std::vector<unsigned int> const& aDriver)
     {
         std::vector<std::string> expected = componentsOf(aLibrary);

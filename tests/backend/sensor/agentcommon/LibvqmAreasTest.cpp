@@ -1,4 +1,4 @@
-// The areas that the layer hands to the vendor library.
+// The memory areas that the layer passes to the vendor library.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -21,7 +21,7 @@ using testing::Each;
 
 namespace
 {
-/// Leaves no zeros where the functions called next have their variables.
+/// Fills the stack below with nonzero bytes, so that later calls do not find zeros there.
 __attribute__((noinline)) void dirtyStack()
 {
     unsigned char volatile bytes[16384];
@@ -31,7 +31,7 @@ __attribute__((noinline)) void dirtyStack()
     }
 }
 
-/// Runs the action with a dirty stack. It has run before then, as the dynamic linker too leaves traces there
+/// Runs the action with a dirty stack. The action runs once before that, since the dynamic linker also writes to the stack
 /// when a function is called for the first time.
 template <typename Action>
 void onDirtyStack(Action const& aAction)
@@ -44,7 +44,7 @@ void onDirtyStack(Action const& aAction)
 class LibvqmAreas : public LibvqmLayer
 {
 protected:
-    /// The diagnostic environment table as the scripted library leaves it.
+    /// The diagnostic environment table as the scripted library fills it.
     std::array<unsigned char, FakeVqm::tableSize> tableLeft() const
     {
         std::array<unsigned char, FakeVqm::tableSize> table;

@@ -1,4 +1,4 @@
-// How the layer registers for events.
+// Event registrations of the vendor library layer.
 #include <cstdint>
 #include <sstream>
 #include <string>
@@ -50,7 +50,7 @@ LogLine emptyHandle()
     return ExpectedLog("operator->", "backend/common/include/Pointer").assertion("0 != mPointer");
 }
 
-/// The layer and what its operations take.
+/// The layer and the arguments of its operations.
 class LibvqmEvents : public LibvqmLayer
 {
 protected:

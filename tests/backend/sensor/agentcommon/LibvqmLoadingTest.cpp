@@ -1,4 +1,4 @@
-// How the layer loads and frees the vendor library, and how it finds the functions in it.
+// Loading and freeing the vendor library.
 #include <string>
 #include <vector>
 
@@ -38,7 +38,7 @@ using LibvqmLoadingDeathTest = LibvqmLayer;
 class LibvqmFreeing : public LibvqmLayer
 {
 protected:
-    /// Does so while the handle is being closed.
+    /// Runs while the handle is being closed.
     template <typename Action>
     void onClosing(Action aAction)
     {
@@ -183,7 +183,7 @@ TEST_F(LibvqmLoading, FailedSecondLoadLeavesTheLibraryLoadedWithoutAHandle)
             EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_GetNumberOfAdapters(); }), done);
             EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Close(); }), symbolMissing);
             EXPECT_EQ(callsOf("dlsym(0, VQM_FreeDiagEnv)"), 1);
-            EXPECT_EQ(callsOf("dlclose(0)"), 0) << "the C library ends the process then";
+            EXPECT_EQ(callsOf("dlclose(0)"), 0) << "dlclose of a null handle would end the process";
         });
 }
 

@@ -1,4 +1,4 @@
-// How the layer finds the functions of the vendor library, and what it does when one is missing.
+// Lookup of the vendor library's functions, including missing ones.
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -29,7 +29,7 @@ std::vector<Use> const stepsOfInit = {
 
 void askDriver(QZCLibvqmAbs& aLayer) { aLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()); }
 
-/// The steps that can be made twice, alone or within an operation.
+/// The steps that can run twice, alone or within an operation.
 std::vector<Use> const repeatableSteps = {
     {"__initLibvqm", "VQM_InitDiagEnv", init},
     {"__processLibvqmVersion", "VQM_GetLibVer", initWithoutMemory},
@@ -40,7 +40,7 @@ std::vector<Use> const repeatableSteps = {
 class LibvqmMissingSymbol : public LibvqmLayer, public testing::WithParamInterface<Use>
 {
 protected:
-    /// Loads the library, and does what stands before the use in an agent's run.
+    /// Loads the library and performs what an agent does before this use.
     void prepare()
     {
         somePort();
@@ -152,7 +152,7 @@ TEST_P(LibvqmRepeatedUse, EachUseLooksUpTheFunctionAgain)
             mVqm.mMoved = GetParam().mSymbol;
             GetParam().mRun(mLayer);
             EXPECT_EQ(callsOf("dlsym(1, " + GetParam().mSymbol + ')'), 1) << "not looked up again";
-            EXPECT_EQ(callsOf("moved"), 1) << "called where it was before";
+            EXPECT_EQ(callsOf("moved"), 1) << "called at its previous address";
         });
 }
 

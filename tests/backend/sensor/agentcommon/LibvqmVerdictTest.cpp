@@ -1,4 +1,4 @@
-// How the layer opens the diagnostic environment and judges whether the driver offers Quazor events.
+// Opening the diagnostic environment, and the verdict on whether the driver supports Quazor events.
 #include <ostream>
 #include <string>
 
@@ -156,7 +156,7 @@ TEST_F(LibvqmInit, InitWithoutAdaptersCompletesThePendingDriverStep)
             loadAndInit();
             mVqm.mNumAdapters = 2;
             mLayer.LIBVQM_Init();
-            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 0) << "the driver was asked after all";
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 0) << "the driver was queried";
             EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported());
         });
 }
@@ -265,7 +265,7 @@ TEST_F(LibvqmClosing, CloseWorksWithoutInit)
         });
 }
 
-/// What the driver answers, and what follows from it.
+/// The driver's answer and the expected verdict.
 struct DriverAnswer
 {
     std::string mName;

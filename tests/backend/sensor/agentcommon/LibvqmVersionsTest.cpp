@@ -1,4 +1,4 @@
-// How the layer reads the versions of library and driver.
+// Versions of the vendor library and the driver.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ using testing::ExitedWithCode;
 
 namespace
 {
-/// Gives the driver step to the tests. An explicit instantiation may name a private member.
+/// Gives tests access to the driver step. An explicit instantiation may name a private member.
 template <void (QZCLibvqmAbs::*step)()>
 struct DriverStep
 {
@@ -31,7 +31,7 @@ template struct DriverStep<&QZCLibvqmAbs::__processDriverVersion>;
 class LibvqmVersions : public LibvqmLayer
 {
 protected:
-    /// Processes the library's version, so that the driver's is left.
+    /// Processes the library's version, so that only the driver's remains.
     void processLibraryVersion()
     {
         load();
@@ -173,8 +173,8 @@ TEST_F(LibvqmVersions, DriverVersionIsReadAfterAStepWithoutAdapters)
             processDriverVersion(mLayer);
             EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
             mLayer.LIBVQM_Init();
-            EXPECT_EQ(callsOf("VQM_GetLibVer()"), 1) << "the library's version was taken for processed";
-            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1) << "the driver's version was taken for processed";
+            EXPECT_EQ(callsOf("VQM_GetLibVer()"), 1) << "the library's version was considered processed";
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1) << "the driver's version was considered processed";
         });
 }
 

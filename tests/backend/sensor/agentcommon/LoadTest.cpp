@@ -1,4 +1,4 @@
-// The built libraries as files: what they need, what they offer, and what opening them does.
+// The built libraries as files: their dependencies, their exports and their initialisation.
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
@@ -33,7 +33,7 @@ namespace
 {
 using Texts = std::vector<std::string>;
 
-/// The lines that one of the GNU binutils prints. The compiler's own tools may print others.
+/// The lines that a GNU binutils program prints. Tools of other compilers may print them differently.
 Texts linesOf(Texts const& aCommand)
 {
     ProcessResult const result = runProcess(aCommand);
@@ -47,7 +47,7 @@ Texts linesOf(Texts const& aCommand)
     return lines;
 }
 
-/// The rest of each line that has the text, behind it and up to the closing bracket or the end.
+/// For each line with the text: the part after it, up to the closing bracket or the end.
 Texts behind(std::string const& aText, Texts const& aLines)
 {
     Texts found;
@@ -80,8 +80,8 @@ Texts thoseOfHbaapi(Texts const& aNames)
     return found;
 }
 
-/// For a child process: opens the libraries one after another and ends, with 0 when each could be opened,
-/// else with 1 and the reason on standard error.
+/// For a child process: opens the libraries one after another and exits, with 0 when all open, and otherwise with 1
+/// and the reason on standard error.
 [[noreturn]] void openAndExit(Texts const& aLibraries, int aFlags)
 {
     for (std::string const& library : aLibraries)
@@ -105,7 +105,7 @@ TEST(LoadDeathTest, AgentCommonOpensWhenTheHbaApiIsLoaded)
     std::string const commonLibrary = HBAAPI_LIBRARY;
     if (commonLibrary.empty())
     {
-        GTEST_SKIP() << "there is no common library for this machine";
+        GTEST_SKIP() << "there is no HBA library for this machine";
     }
     EXPECT_EXIT(openAndExit({commonLibrary, AGENTCOMMON_LIBRARY}, RTLD_NOW | RTLD_GLOBAL), ExitedWithCode(0),
                 "^$");
@@ -178,12 +178,12 @@ TEST(Libraries, SonamesHaveTheInterfaceVersion)
 
 TEST(Libraries, DefinitionsCanBeReplaced)
 {
-    // Bound to themselves they would not see a logger that the agent puts before the framework's.
+    // With symbols bound to themselves, the libraries would ignore an agent's logger that replaces the framework's.
     EXPECT_THAT(dynamicSectionOf(AGENTCOMMON_LIBRARY), Each(Not(HasSubstr("SYMBOLIC"))));
     EXPECT_THAT(dynamicSectionOf(FRAMEWORK_LIBRARY), Each(Not(HasSubstr("SYMBOLIC"))));
 }
 
-/// What runs when a library is opened and closed. Instrumentation adds functions of its own to it.
+/// The functions that run when a library is opened and closed. Instrumentation adds its own.
 class LibrariesAtLoad : public testing::Test
 {
 protected:
@@ -191,18 +191,18 @@ protected:
     {
         if (IS_INSTRUMENTED)
         {
-            GTEST_SKIP() << "this build is instrumented, which runs functions of its own at load";
+            GTEST_SKIP() << "instrumentation runs its own functions at load";
         }
     }
 
-    /// The number of functions in one of the arrays of those that run at load or unload.
+    /// The number of entries in an array of functions that run at load or unload.
     static std::size_t functionsIn(std::string const& aArray, char const* aLibrary)
     {
         Texts const sizes = behind('(' + aArray + "SZ)", dynamicSectionOf(aLibrary));
         return sizes.size() == 1 ? std::stoul(sizes.front()) / sizeof(void*) : 0;
     }
 
-    /// What the functions that initialise the static objects of the sources refer to, themselves included.
+    /// The names that the initialisers of the sources' static objects refer to, including their own.
     static std::set<std::string> initialisersReferTo(char const* aLibrary)
     {
         std::set<std::string> references;
@@ -229,8 +229,8 @@ protected:
     }
 
 private:
-    /// "name" of "name@plt", "name@VERSION" and "name+0x12". The name in "00008000.got2.plt_pic32.name+0x12",
-    /// as PowerPC has it, is not demangled.
+    /// "name" for "name@plt", "name@VERSION" and "name+0x12". The name in "00008000.got2.plt_pic32.name+0x12", a
+    /// PowerPC symbol, is not demangled.
     static std::string withoutPlace(std::string const& aReference)
     {
         std::string const stub = ".plt_pic32.";
@@ -249,7 +249,7 @@ private:
 
 TEST_F(LibrariesAtLoad, AgentCommonRunsOneInitialiserPerSource)
 {
-    // One more, of the C runtime, comes with every library.
+    // Every library has one more function, of the C runtime.
     EXPECT_EQ(functionsIn("INIT_ARRAY", AGENTCOMMON_LIBRARY), std::size_t{AGENTCOMMON_SOURCES + 1});
 }
 
@@ -279,7 +279,7 @@ TEST_F(LibrariesAtLoad, FrameworkRunsOnlyTheInitialisersOfEveryLibrary)
 
 TEST_F(LibrariesAtLoad, NeitherLibraryHasIndirectFunctions)
 {
-    // An indirect function's resolver runs when the library is opened, and stands in no array.
+    // The resolver of an indirect function runs when the library is opened, and is in none of the arrays.
     for (char const* const library : {AGENTCOMMON_LIBRARY, FRAMEWORK_LIBRARY})
     {
         Texts const relocations = linesOf({"readelf", "-rW", library});
@@ -295,7 +295,7 @@ TEST_F(LibrariesAtLoad, NeitherLibraryRunsItsOwnFunctionsAtUnload)
     EXPECT_EQ(functionsIn("FINI_ARRAY", FRAMEWORK_LIBRARY), 1u);
 }
 
-/// A class of the public headers and the functions of it that users of the library link.
+/// A class of the public headers, and its functions that users of the library link.
 struct ExportedClass
 {
     std::string mName;
@@ -345,7 +345,7 @@ INSTANTIATE_TEST_SUITE_P(
              "getIoCount() const", "getAverageIoSize() const", "getTrueLatency() const",
              "aggregate(QZCPointer<QZCLatencyData> const&)", "encode(QZCEncodableOutStream&) const",
              "size() const"}},
-        // The other constructor of a name is inline, and builds it with _init.
+        // The other constructor is inline and calls _init.
         ExportedClass{
             "QZCWorldWideName",
             {"()"},
@@ -420,7 +420,7 @@ std::size_t slotsOf(std::string const& aClass)
             return size / sizeof(void*) - head;
         }
     }
-    ADD_FAILURE() << "there is no virtual table of " << aClass;
+    ADD_FAILURE() << "no virtual table of " << aClass;
     return 0;
 }
 

@@ -52,7 +52,7 @@ void expectNothingMade(Making<Record> const& aMaking)
     EXPECT_FALSE(aMaking.mRecord);
 }
 
-/// A stream that takes so many bytes before it grows.
+/// Fills the stream until it takes only this many bytes before it allocates.
 template <typename Record>
 void leaveRoom(Making<Record>& aMaking, unsigned int aLength)
 {

@@ -1,5 +1,4 @@
-// What latency data, names and versions do when memory runs out, for each operation and each of its
-// allocations.
+// Failing allocations in latency data, names and versions, for each operation and each of its allocations.
 #include <memory>
 #include <new>
 #include <optional>
@@ -62,7 +61,7 @@ Rows latencyRows()
                               ASSERT_EQ(data.getIoCount(), data.getAverageIoSize());
                               ASSERT_EQ(data.getTrueLatency() + data.getBuckets()[0] + data.size(), 104u);
                           }),
-        // Three numbers of five bytes and 23 of one, each of which asks for room for five.
+        // Three numbers of five bytes and 23 of one byte. Each reserves five bytes.
         operation("LatencyIsEncoded", {0}, badAlloc, madeLatency,
                   [](Latency& aData) { aData.mRecord->encode(aData.mOut); }),
     };
@@ -146,7 +145,7 @@ Rows versionRows()
         withoutAllocation("VersionOfThree", nothing, [](Version& aVersion) { aVersion.emplace(1u, 2u, 3u); }),
         withoutAllocation("VersionOfFour", nothing,
                           [](Version& aVersion) { aVersion.emplace(1u, 2u, 3u, 4u); }),
-        // The piece is made empty first, and then anew for each part.
+        // The piece is created empty, and then again for each part.
         operation(
             "VersionOfAnEmptyText", times(2, shortText), outOfMemory, nothing,
             [](Version& aVersion) { aVersion.emplace(emptyText); }, isEmpty),

@@ -21,7 +21,7 @@ using testing::IsEmpty;
 
 namespace
 {
-// The log has it "Failed"; the two texts have always differed by this letter.
+// The log text has "Failed" with a capital F, unlike the exception text. Both are kept for compatibility.
 constexpr char lunsFailed[] = "QZCHbaapiEx 802: HBA_SendReportLUNs method failed";
 constexpr char withoutMemory[] = "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs";
 constexpr HBA_WWN port = {{0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c}};
@@ -43,8 +43,7 @@ protected:
 
     ~ReportLuns() override { std::free(mBuffer); }
 
-    /// Passes a buffer to the request of which the caller says that it has that size. Its bytes can be told
-    /// from zeroed ones.
+    /// Passes a buffer with this declared size to the request. Its bytes are not zero.
     void passBuffer(unsigned int aAllocated, unsigned int aSize)
     {
         std::free(mBuffer);
@@ -53,13 +52,13 @@ protected:
         mSize = aSize;
     }
 
-    /// Lets the HBA API answer the next request so.
+    /// Sets the answer to the next request.
     void answer(HBA_STATUS aStatus, std::function<void(Blocks&)> aFill = {})
     {
         mHbaapi.mReportLuns.push_back({aStatus, std::move(aFill)});
     }
 
-    /// Lets the HBA API answer the next requests with a list of that length in bytes.
+    /// Sets a list of this length in bytes as the answer to the next requests.
     void answerList(unsigned int aLength, HBA_STATUS aStatus = HBA_STATUS_OK, unsigned int aTimes = 1)
     {
         for (unsigned int i = 0; i < aTimes; ++i)
@@ -73,14 +72,14 @@ protected:
         return outcomeOf([&] { mLayer.HA_SendReportLUNs(aHandle, port, &mBuffer, &mSize); });
     }
 
-    /// The first bytes of the buffer that the caller holds.
+    /// The first bytes of the caller's buffer.
     Bytes content(unsigned int aLength) const
     {
         unsigned char const* const first = static_cast<unsigned char const*>(mBuffer);
         return Bytes(first, first + aLength);
     }
 
-    /// The call of the HBA API with a buffer of that size.
+    /// The HBA API call with a buffer of this size.
     static std::string requestOf(unsigned int aSize)
     {
         return "HBA_SendReportLUNs(7, 10000000c92a3b4c, " + std::to_string(aSize) + ", 256)";
@@ -94,7 +93,7 @@ protected:
                                "Size got from SendReportLuns = " + std::to_string(aLength) + '\n');
     }
 
-    /// The last line of a request that fails; "Left" does not follow it.
+    /// The last line of a failed request, which is not followed by "Left".
     LogLine failure(std::string const& aStatusName) const
     {
         return mExpected.trace("Failed SendReportLUNs - %s", "Failed SendReportLUNs - " + aStatusName);
@@ -206,7 +205,7 @@ TEST_F(ReportLuns, ListThatDoesNotFitIsRequestedAgainWithALargerBuffer)
 
 TEST_F(ReportLuns, LargerBufferHasSpareBytesPastItsSize)
 {
-    // Deliberate: the block has eight bytes for each byte of the list, its size is that of the response.
+    // Deliberate: the block has eight bytes for each byte of the list, and the reported size is that of the response.
     for (unsigned int const length : {9u, 64u, 1000u, 4096u})
     {
         passBuffer(16, 16);
@@ -244,7 +243,7 @@ TEST_F(ReportLuns, EmptyListNeedsItsHeader)
 
 TEST_F(ReportLuns, GrowingListIsRequestedAgainWithoutALimit)
 {
-    // Deliberately not limited, unlike the answers that ask for another attempt.
+    // Deliberately unlimited, unlike the answers that are retried.
     for (unsigned int length = 9; length <= 1000; ++length)
     {
         answerList(length);
@@ -286,7 +285,7 @@ TEST_F(ReportLuns, MoreDataThatDoesNotFitTakesALargerBuffer)
 
 TEST_F(ReportLuns, MoreDataIsRequestedAgainWithoutALimit)
 {
-    // Deliberately not limited.
+    // Deliberately unlimited.
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 1000);
     answerList(8);
     EXPECT_EQ(send(), done);
@@ -301,7 +300,7 @@ TEST_F(ReportLuns, ListOf4096BytesIsAccepted)
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(4104), listOf(4096), mExpected.left()));
 }
 
-/// The lengths of lists that are refused, some of which are negative as signed numbers.
+/// Lengths of lists that are refused. Some are negative as signed numbers.
 class ReportLunsTooLong : public ReportLuns, public testing::WithParamInterface<unsigned int>
 {
 protected:
@@ -343,7 +342,7 @@ TEST_P(ReportLunsTooLong, ListIsRefusedInALargerBuffer)
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(64), request(72), refusal(),
                                       mExpected.left()));
     EXPECT_EQ(mSize, 72u);
-    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u) << "the caller keeps the buffer that belongs to the size";
+    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u) << "the caller keeps the buffer of this size";
 }
 
 TEST_P(ReportLunsTooLong, ListLengthIsIgnoredAfterAnotherStatus)
@@ -353,7 +352,7 @@ TEST_P(ReportLunsTooLong, ListLengthIsIgnoredAfterAnotherStatus)
     EXPECT_EQ(send(), done);
 }
 
-/// The statuses that ask for another attempt.
+/// The statuses that are retried.
 class ReportLunsTransient : public ReportLuns, public testing::WithParamInterface<NamedStatus>
 {
 protected:
@@ -375,8 +374,7 @@ TEST_P(ReportLunsTransient, RequestFailsAfterFiveAttempts)
 {
     answerTransient(5);
     EXPECT_EQ(send(), lunsFailed);
-    // Without a wait between the requests, with the failure as a trace line and, deliberately, without
-    // "Left".
+    // There is no wait between the requests, the failure is a trace line, and deliberately there is no "Left".
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), request(16), request(16), request(16),
                                       request(16), failure(GetParam().mName)));
 }
@@ -410,7 +408,7 @@ TEST_P(ReportLunsTransient, StatusIsRetriedAfterThreeOtherAttempts)
 
 TEST_P(ReportLunsTransient, StatusIsNotRetriedAfterFourOtherAttempts)
 {
-    // Requests that were repeated for another reason count too.
+    // Requests that were repeated for another reason also count.
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 4);
     answerTransient(1);
     EXPECT_EQ(send(), lunsFailed);
@@ -461,7 +459,7 @@ TEST_P(ReportLunsStatus, FailureIsNotRetried)
 {
     answer(GetParam().mStatus);
     EXPECT_EQ(send(), lunsFailed);
-    // No "Left", and no error line: see IsGivenUpAfterFiveRequests.
+    // There is no "Left" and no error line, as in RequestFailsAfterFiveAttempts.
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), failure(GetParam().mName)));
 }
 
@@ -493,7 +491,7 @@ TEST_P(ReportLunsStatus, FailureKeepsTheLargerBufferAndItsSize)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
 }
 
-/// What the library does with the C heap.
+/// Watches the library's use of the C heap.
 class ReportLunsHeap : public ReportLuns
 {
 protected:
@@ -501,7 +499,7 @@ protected:
     {
         if (!LibraryHeap::isWatched())
         {
-            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+            GTEST_SKIP() << "the sanitizers replace malloc in this build";
         }
     }
 
@@ -524,7 +522,7 @@ TEST_F(ReportLunsHeap, EachBufferIsFreedOnceBeforeTheNextIsAllocated)
 
 TEST_F(ReportLunsHeap, LargerBufferIsNotZeroed)
 {
-    // The next request sees what malloc gave.
+    // The next request receives the block as malloc returned it.
     Bytes seen;
     answerList(64);
     answer(HBA_STATUS_OK,

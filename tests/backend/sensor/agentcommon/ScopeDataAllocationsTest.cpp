@@ -1,4 +1,4 @@
-// What scope events and scope data do when memory runs out, for each operation and each of its allocations.
+// Failing allocations in scope events and scope data, for each operation and each of its allocations.
 #include <memory>
 #include <optional>
 #include <string>
@@ -52,7 +52,7 @@ Rows eventRows()
         operation(
             "EventIsEncodedInNoRoom", {0}, badAlloc, [] { return madeEvent(0); }, encode,
             [](Event const& aEvent) { EXPECT_EQ(aEvent.mOut.getEncoded().getLength(), roomInside); }),
-        // Room for two bytes is asked for, whatever the number takes.
+        // Two bytes are reserved for any number.
         operation(
             "EventIsEncodedInRoomForItsCategory", {0}, badAlloc, [] { return madeEvent(2); }, encode,
             [](Event const& aEvent) { EXPECT_EQ(aEvent.mOut.getEncoded().getLength(), roomInside - 1); }),
@@ -65,7 +65,7 @@ Rows dataConstructionRows()
 {
     auto const subject = making<QZCScopeData>;
     auto const check = expectNothingMade<QZCScopeData>;
-    /// A record of so many payload bytes, with room for so many.
+    /// Constructs a record with this payload length and buffer size.
     auto const plain = [](unsigned int aLength, unsigned int aRoom) {
         return [=](Data& aData)
         { aData.mRecord.emplace(aData.mEvent, aData.mPayload.data(), aLength, aRoom); };
@@ -105,7 +105,7 @@ Rows dataConstructionRows()
     };
 }
 
-/// A record with or without names, of so many payload bytes, and a stream with so much room.
+/// A record with or without names, with this payload length, and a stream with this many bytes of room.
 auto madeData(bool aHasNames, unsigned int aPayload, unsigned int aStreamRoom)
 {
     return [=]

@@ -21,7 +21,7 @@ namespace
 {
 Bytes const otherName = {0x5a, 0, 0, 0, 8, 0x30, 0, 0, 0, 0xc9, 0, 0, 3};
 
-/// The lines of the records that are held are not this one's.
+/// The log lines of the record itself, without those of the records that it holds.
 std::vector<LogLine> ownLines(LogCapture const& aLog)
 {
     std::vector<LogLine> own;
@@ -166,7 +166,7 @@ TEST_F(ScopeData, DecodingWithoutMemoryIsRefused)
         data.decode(in);
     };
     unsigned int const total = allocationsOf(decode);
-    ASSERT_GE(total, 9u) << "an event, two names and a buffer, each with its count, and the payload";
+    ASSERT_GE(total, 9u) << "an event, two names and a buffer with their counts, and the payload";
     DeliberateLeak const leak;
     for (unsigned int failing = 1; failing <= total; ++failing)
     {

@@ -80,7 +80,7 @@ TEST_F(ScopeData, FieldsAreInOrder)
     EXPECT_EQ(pointerAt(data, secondPosition), &*mSecond);
     EXPECT_EQ(pointerAt(data, firstPosition), &*mFirst);
     EXPECT_EQ(numberAt(data, sizePosition), 10u);
-    EXPECT_EQ(sizeof data, sizePosition + sizeof(void*)) << "no further field";
+    EXPECT_EQ(sizeof data, sizePosition + sizeof(void*)) << "no other field";
 }
 
 TEST_F(ScopeData, MissingNamesAndPayloadAreEmptyHandles)

@@ -15,7 +15,7 @@ using testing::StartsWith;
 
 namespace
 {
-/// The length of a record's payload, and whether it has names.
+/// A shape of a record: its payload length, and whether it has names.
 struct Shape
 {
     std::size_t mPayload;

@@ -140,7 +140,7 @@ TEST_F(ScopeDataDeathTest, EmptyNamesAreCheckedBeforeThePayloadIsAllocated)
     for (std::size_t i = 0; i < constructions.size(); ++i)
     {
         SCOPED_TRACE("construction " + std::to_string(i));
-        // The exception for want of memory would leave the statement, which is no death.
+        // An out-of-memory exception would leave the statement without ending the process.
         EXPECT_EXIT(
             {
                 AllocationFailure const failure(1);
@@ -226,7 +226,7 @@ TEST_F(ScopeData, FailedConstructionWithPayloadHasLoggedItsLength)
                 ElementsAre(expected.entered(), expected.trace("Data length = %u", "Data length = 10")));
 }
 
-/// Tells of its end.
+/// Records its destruction.
 template <typename Record>
 class Mortal : public Record
 {
@@ -248,7 +248,7 @@ QZCPointer<Record> mortal(std::vector<std::string>& aEnds, char const* aName)
 TEST_F(ScopeData, DestructionReleasesTheRecordsInReverseOrder)
 {
     std::vector<std::string> ends;
-    // The arguments are gone when this has made the record, which then is alone in holding them.
+    // The record is the only owner of its arguments once this function has returned.
     auto const make = [&]
     {
         return QZCScopeData(mortal<QZCScopeEvent>(ends, "event"), mortal<QZCWorldWideName>(ends, "first"),

@@ -23,7 +23,7 @@ using testing::StartsWith;
 
 namespace
 {
-/// Decodes the bytes into the event and gives the outcome.
+/// Decodes the bytes into the event and returns the outcome.
 std::string decodeInto(QZCScopeEvent& aEvent, Bytes const& aBytes)
 {
     QZCEncodableInStream in(aBytes.data(), lengthOf(aBytes));
@@ -168,6 +168,6 @@ TEST(ScopeEvent, NumbersFollowTheTablePointer)
     unsigned char const* const fields = reinterpret_cast<unsigned char const*>(&event) + sizeof(void*);
     EXPECT_EQ(fields[0], 3);
     EXPECT_EQ(fields[1], 200);
-    EXPECT_EQ(sizeof event, 2 * sizeof(void*)) << "no further field";
+    EXPECT_EQ(sizeof event, 2 * sizeof(void*)) << "no other field";
 }
 }  // namespace

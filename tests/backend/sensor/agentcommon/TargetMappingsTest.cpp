@@ -22,7 +22,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::ExitedWithCode;
 
-/// Takes the place of the framework's: the waiting shows among the log lines and takes no time.
+/// Replaces the framework's function: a wait becomes a log line and takes no time.
 void ClibSleepMS(unsigned long aMilliseconds)
 {
     logCall(("ClibSleepMS(" + std::to_string(aMilliseconds) + ')').c_str());
@@ -54,7 +54,7 @@ Lines repeated(unsigned int aTimes, Lines const& aLines)
     return lines;
 }
 
-/// The size of a mapping as the standard declares it.
+/// The size of a mapping according to the standard's declaration.
 std::size_t sizeFor(std::size_t aNumEntries)
 {
     return offsetof(HBA_FCPTargetMapping, entry) + aNumEntries * sizeof(HBA_FCPSCSIENTRY);
@@ -72,7 +72,7 @@ class TargetMappings : public HbaapiLayer
 protected:
     ~TargetMappings() override { std::free(mMapping); }
 
-    /// Lets the HBA API answer the next requests so.
+    /// Sets the answers to the next requests.
     void answer(HBA_STATUS aStatus, unsigned int aTimes = 1)
     {
         for (unsigned int i = 0; i < aTimes; ++i)
@@ -81,14 +81,14 @@ protected:
         }
     }
 
-    /// Lets the HBA API answer the next request with MORE_DATA and ask for so many entries.
+    /// Sets MORE_DATA with this number of entries as the answer to the next request.
     void answerMoreData(unsigned int aNumEntries)
     {
         mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [=](HBA_FCPTargetMapping& aMapping)
                                            { aMapping.NumberOfEntries = aNumEntries; }});
     }
 
-    /// Passes a block with so many entries to the next query. Its bytes can be told from zeroed ones.
+    /// Passes a block with this number of entries to the next query. Its bytes are not zero.
     void passBlock(unsigned int aNumEntries)
     {
         mMapping = static_cast<HBA_FCPTargetMapping*>(std::malloc(sizeFor(std::max(aNumEntries, 1u))));
@@ -101,7 +101,7 @@ protected:
         return outcomeOf([&] { mReturned = mLayer.HA_GetTargetMappings(aHandle, mMapping); });
     }
 
-    /// The entries of the mapping, byte by byte.
+    /// The bytes of the mapping's entries.
     static std::vector<unsigned char> entriesOf(HBA_FCPTargetMapping const& aMapping)
     {
         unsigned char const* const first = reinterpret_cast<unsigned char const*>(aMapping.entry);
@@ -109,7 +109,7 @@ protected:
             first, first + sizeFor(aMapping.NumberOfEntries) - offsetof(HBA_FCPTargetMapping, entry));
     }
 
-    /// What one request logs.
+    /// The log lines of one request.
     static Lines request(unsigned int aNumEntries, std::string const& aStatusName)
     {
         ExpectedLog const step = logOf("__sGetTargetMappings");
@@ -118,7 +118,7 @@ protected:
         return lines;
     }
 
-    /// What one request logs that uses the caller's block.
+    /// The log lines of a request with the caller's block.
     static Lines requestInBlock(unsigned int aNumEntries, std::string const& aStatusName)
     {
         ExpectedLog const step = logOf("__sGetTargetMappings");
@@ -129,19 +129,19 @@ protected:
                 step.left()};
     }
 
-    /// What one request logs that is answered with MORE_DATA.
+    /// The log lines of a request that is answered with MORE_DATA.
     static Lines moreWanted(unsigned int aNumEntries)
     {
         return request(aNumEntries, "HBA_STATUS_ERROR_MORE_DATA");
     }
 
-    /// What one request logs that is answered with BUSY, and the waiting.
+    /// The log lines of a request that is answered with BUSY, and of the wait.
     static Lines busy(unsigned int aNumEntries)
     {
         return joinedLines({request(aNumEntries, "HBA_STATUS_ERROR_BUSY"), {call("ClibSleepMS(1000)")}});
     }
 
-    /// What the query logs at its end when it fails.
+    /// The last log lines of a failed query.
     Lines failure(unsigned int aNumEntries, std::string const& aStatusName) const
     {
         return {mExpected.error(
@@ -290,7 +290,7 @@ TEST_F(TargetMappings, MoreDataMayReportFewerEntriesThanBefore)
 
 TEST_F(TargetMappings, MoreDataIsRequestedAgainWithoutALimit)
 {
-    // Deliberately so: an adapter whose mappings keep growing is followed, however often it takes.
+    // Deliberately unlimited: mappings that keep growing are requested again each time.
     for (unsigned int i = 0; i < 1000; ++i)
     {
         answerMoreData(2 + i % 7);
@@ -322,7 +322,7 @@ TEST_F(TargetMappings, QuerySucceedsAfterFourBusyAnswers)
 
 TEST_F(TargetMappings, QueryFailsAfterFiveBusyAnswersAndAFinalWait)
 {
-    // Every busy answer is waited out, the fifth too, after which there is no request any more.
+    // The layer waits after every busy answer, including the fifth, which is not followed by a request.
     answer(HBA_STATUS_ERROR_BUSY, 5);
     EXPECT_EQ(fetch(), mappingsFailed);
     EXPECT_THAT(events(), ElementsAreArray(joinedLines(
@@ -461,7 +461,7 @@ TEST_F(TargetMappingsDeathTest, MoreDataWithFewerThanTwoEntriesEndsTheProcess)
     }
 }
 
-/// What the library does with the C heap.
+/// Watches the library's use of the C heap.
 class TargetMappingsHeap : public TargetMappings
 {
 protected:
@@ -469,7 +469,7 @@ protected:
     {
         if (!LibraryHeap::isWatched())
         {
-            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+            GTEST_SKIP() << "the sanitizers replace malloc in this build";
         }
     }
 };
@@ -531,7 +531,7 @@ TEST_F(TargetMappingsHeap, SizeOfTheLargestNumberOfEntriesDoesNotOverflow)
     EXPECT_EQ(fetch(), outOfMemory);
     if (sizeof(std::size_t) == sizeof(std::uint32_t))
     {
-        GTEST_SKIP() << "there are no addresses for so many entries, so none are allocated";
+        GTEST_SKIP() << "the address space is too small for that many entries";
     }
     EXPECT_EQ(mHeap.calls().back(), allocateFor(4294967295u));
 }

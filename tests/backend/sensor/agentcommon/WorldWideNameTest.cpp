@@ -47,7 +47,7 @@ std::string setText(QZCWorldWideName& aName, std::string const& aText)
     return outcomeOf([&] { aName.setStringForm(aText.c_str()); });
 }
 
-/// The bytes that a text is scanned into by a new name, which must accept it.
+/// The bytes of a new name that is set from the text. The text must be accepted.
 Bytes scanned(std::string const& aText)
 {
     QZCWorldWideName name;
@@ -66,7 +66,7 @@ unsigned char const* fieldsOf(QZCWorldWideName const& aName)
     return reinterpret_cast<unsigned char const*>(&aName) + sizeof(void*);
 }
 
-/// The lines of the two builders.
+/// The log lines of both _init functions.
 ExpectedLog const builder("_init", ".//WorldWideName");
 
 LogLine formLine(std::string const& aText)
@@ -225,7 +225,7 @@ TEST_P(WorldWideNameLength, WrongLengthChangesNothing)
 class WorldWideNameSeparator : public testing::TestWithParam<std::size_t>
 {
 protected:
-    /// A text that is wrong from this separator on.
+    /// A text that is wrong from this separator onwards.
     static std::string wrongText(char aSeparator)
     {
         std::string text = "a1:a2:a3:a4:a5:a6:a7:a8";
@@ -267,7 +267,7 @@ TEST_P(WorldWideNameSeparator, WrongSeparatorKeepsTheBytesBeforeItAndTheText)
     EXPECT_EQ(textOf(name), wrongText('-'));
 }
 
-/// A pair that is scanned loosely, and the byte that comes of it behind a byte 0x10.
+/// A pair that is not two digits, and the byte that it gives after a byte 0x10.
 struct LoosePair
 {
     std::string mPair;
@@ -283,7 +283,7 @@ class WorldWideNamePair : public testing::TestWithParam<LoosePair>
 {
 };
 
-// The looseness is deliberate: names that were once accepted stay so.
+// The lenient parsing is deliberate: names that older versions accepted remain accepted.
 INSTANTIATE_TEST_SUITE_P(Loose, WorldWideNamePair,
                          testing::Values(LoosePair{"1g", 0x01}, LoosePair{"c:", 0x0c}, LoosePair{"F ", 0x0f},
                                          LoosePair{" 7", 0x07}, LoosePair{"\t7", 0x07}, LoosePair{"+7", 0x07},
@@ -395,7 +395,7 @@ TEST(WorldWideNameDecoding, LongerBufferGivesItsFirstEightBytes)
 
 TEST(WorldWideNameDecoding, ShorterBufferIsNotRefused)
 {
-    // The length is not checked; behind the bytes of the sender the buffer has zeros.
+    // The length is not checked. After the received bytes, the buffer contains zeros.
     for (unsigned char length = 0; length < nameSize; ++length)
     {
         QZCWorldWideName name;
@@ -406,7 +406,7 @@ TEST(WorldWideNameDecoding, ShorterBufferIsNotRefused)
     }
 }
 
-/// Input that holds no whole buffer.
+/// Input without a complete buffer.
 class WorldWideNameMalformed : public testing::TestWithParam<Bytes>
 {
 };
@@ -434,15 +434,15 @@ TEST_P(WorldWideNameMalformed, MalformedInputIsRefusedAndChangesNothing)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-/// Each operation that takes memory, without it.
+/// Operations that allocate, while an allocation fails.
 class WorldWideNameWithoutMemory : public testing::Test
 {
 protected:
-    /// Expects that each allocation of the action that fails is reported and loses nothing.
+    /// Expects that each failing allocation of the action is reported and leaks nothing.
     template <typename Action>
     static void expectReported(Action const& aAction)
     {
-        // The object whose count cannot be had is given up on purpose, see QZCPointer.
+        // QZCPointer leaks an object deliberately when it cannot allocate its count.
         DeliberateLeak const leak;
         unsigned int const allocations = allocationsOf(aAction);
         EXPECT_GT(allocations, 0u);
@@ -517,7 +517,7 @@ TEST(WorldWideName, BytesAndTextFollowTheTablePointer)
     void const* const text = fieldsOf(name) + nameSize;
     EXPECT_EQ(name.getBinaryForm(), bytes);
     EXPECT_EQ(&name.getStringForm(), text);
-    EXPECT_EQ(sizeof name, sizeof(void*) + nameSize + sizeof(QZCString)) << "no further field";
+    EXPECT_EQ(sizeof name, sizeof(void*) + nameSize + sizeof(QZCString)) << "no other field";
 }
 
 TEST(WorldWideNameModel, BytesSurviveTheConversionToTextAndBack)
@@ -537,9 +537,8 @@ TEST(WorldWideNameModel, BytesSurviveTheConversionToTextAndBack)
     }
 }
 
-/// What is scanned from the two characters of a pair, done by hand: white space, a sign, "0x" and hexadecimal
-/// digits.
-/// @param aBefore what comes of a pair without digits
+/// An independent parser for the two characters of a pair: white space, a sign, "0x" and hexadecimal digits.
+/// @param aBefore the value of a pair without digits
 unsigned int modelledPair(std::string const& aPair, unsigned int aBefore)
 {
     std::string const digits = "0123456789abcdef";
@@ -550,7 +549,7 @@ unsigned int modelledPair(std::string const& aPair, unsigned int aBefore)
     bool isNumber = false;
     for (; position < aPair.size(); ++position)
     {
-        // The x of "0x" ends a pair, so it need not be told from other characters.
+        // The x of "0x" is the last character of the pair, so it ends the number like any other character.
         std::size_t const digit =
             digits.find(static_cast<char>(std::tolower(static_cast<unsigned char>(aPair[position]))));
         if (digit == std::string::npos)
@@ -563,8 +562,8 @@ unsigned int modelledPair(std::string const& aPair, unsigned int aBefore)
     return !isNumber ? aBefore : isNegative ? 0 - value : value;
 }
 
-/// Scans the text into the bytes, as far as it is accepted.
-/// @return whether it is, to the end
+/// Parses the text into the bytes up to the first wrong separator.
+/// @return whether the whole text is accepted
 bool modelledScan(std::string const& aText, Bytes& aBytes)
 {
     unsigned int value = 0;
@@ -580,7 +579,7 @@ bool modelledScan(std::string const& aText, Bytes& aBytes)
     return true;
 }
 
-/// Texts of the right length out of the characters given, most of them with all separators in their places.
+/// Texts of the right length from the given characters. Most have all separators in place.
 class WorldWideNameModelText : public testing::TestWithParam<std::string>
 {
 protected:
