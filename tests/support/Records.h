@@ -13,8 +13,11 @@
 #include "tests/support/Bytes.h"
 #include "tools/qzagent/vqm/ScopeEvents.h"
 
-/// A scope event with these numbers.
-using qzagent::scopeEventOf;
+/// A scope event of these numbers.
+inline QZCPointer<QZCScopeEvent> eventOf(unsigned char aCategory, unsigned char aSubcategory)
+{
+    return qzagent::scopeEventOf(aCategory, aSubcategory);
+}
 
 /// A name with these 8 bytes.
 inline QZCPointer<QZCWorldWideName> nameOf(std::array<unsigned char, 8> const& aBytes)

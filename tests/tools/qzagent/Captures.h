@@ -11,7 +11,7 @@
 /// An encoded record of event 3 and 7 without names and payload.
 inline std::string plainRecord()
 {
-    Bytes const encoded = encodedFormOf(QZCScopeData(scopeEventOf(3, 7)));
+    Bytes const encoded = encodedFormOf(QZCScopeData(eventOf(3, 7)));
     return {encoded.begin(), encoded.end()};
 }
 
@@ -21,7 +21,7 @@ inline std::string fullRecord(std::string const& aPayload)
 {
     Bytes const payload(aPayload.begin(), aPayload.end());
     Bytes const encoded = encodedFormOf(
-        QZCScopeData(scopeEventOf(9, 10), payload.data(), lengthOf(payload), lengthOf(payload),
+        QZCScopeData(eventOf(9, 10), payload.data(), lengthOf(payload), lengthOf(payload),
                      nameOf({0x10, 0, 0, 0, 0xc9, 0, 0, 1}), nameOf({0x50, 0, 0, 0, 0xab, 0, 0, 1})));
     return {encoded.begin(), encoded.end()};
 }

@@ -22,7 +22,7 @@ TEST(EncodedForms, AnotherCborLibraryReadsAName)
 
 TEST(EncodedForms, AnotherCborLibraryReadsAScopeEvent)
 {
-    EXPECT_THAT(cborElementsOf(encodedFormOf(*scopeEventOf(3, 7))), ElementsAre("3", "7"));
+    EXPECT_THAT(cborElementsOf(encodedFormOf(*eventOf(3, 7))), ElementsAre("3", "7"));
 }
 
 TEST(EncodedForms, AnotherCborLibraryReadsLatencyData)

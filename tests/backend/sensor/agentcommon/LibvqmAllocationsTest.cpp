@@ -27,7 +27,7 @@ struct Scene
     QZCLibvqmAbs mLayer;
     Name mFirst = nameOf({1, 2, 3, 4, 5, 6, 7, 8});
     Name mSecond = nameOf({8, 7, 6, 5, 4, 3, 2, 1});
-    QZCPointer<QZCScopeEvent> mEvent = scopeEventOf(3, 7);
+    QZCPointer<QZCScopeEvent> mEvent = eventOf(3, 7);
 };
 
 std::shared_ptr<Scene> unloaded() { return std::make_shared<Scene>(); }

@@ -85,7 +85,7 @@ TEST_P(LibvqmNumbers, AnyBoardNumberReachesTheVendorLibrary)
 TEST_P(LibvqmNumbers, AnyRegistrationResultIsReturned)
 {
     QZCPointer<QZCWorldWideName> const port = nameOf({1, 2, 3, 4, 5, 6, 7, 8});
-    QZCPointer<QZCScopeEvent> const event = scopeEventOf(1, 2);
+    QZCPointer<QZCScopeEvent> const event = eventOf(1, 2);
     inFreshProcess(
         [&]
         {

@@ -54,7 +54,7 @@ LogLine emptyHandle()
 class LibvqmEvents : public LibvqmLayer
 {
 protected:
-    LibvqmEvents() : mPort(nameOf({0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c})), mEvent(scopeEventOf(3, 7))
+    LibvqmEvents() : mPort(nameOf({0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c})), mEvent(eventOf(3, 7))
     {
         mLog.clear();
     }
@@ -173,8 +173,8 @@ TEST_F(LibvqmEvents, QuazorRegistrationPassesLargeCategories)
         [&]
         {
             load();
-            mLayer.LIBVQM_QzapiRegEvent(4, mPort, scopeEventOf(200, 255), nullptr, nullptr, nullptr);
-            mLayer.LIBVQM_QzapiRegEvent(4, mPort, scopeEventOf(255, 200), nullptr, nullptr, nullptr);
+            mLayer.LIBVQM_QzapiRegEvent(4, mPort, eventOf(200, 255), nullptr, nullptr, nullptr);
+            mLayer.LIBVQM_QzapiRegEvent(4, mPort, eventOf(255, 200), nullptr, nullptr, nullptr);
             EXPECT_EQ(callsOf("VQM_QZ_RegisterForEvent(4, 10000000c92a3b4c, 200, 255)"), 1);
             EXPECT_EQ(callsOf("VQM_QZ_RegisterForEvent(4, 10000000c92a3b4c, 255, 200)"), 1);
         });

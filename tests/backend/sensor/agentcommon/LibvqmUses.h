@@ -67,7 +67,7 @@ inline std::vector<Use> const publicUses = {
      [](QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_VqmUnregEvent(0, 0); }},
     {"LIBVQM_QzapiRegEvent", "VQM_QZ_RegisterForEvent",
      [](QZCLibvqmAbs& aLayer)
-     { aLayer.LIBVQM_QzapiRegEvent(0, somePort(), scopeEventOf(1, 2), nullptr, nullptr, nullptr); }},
+     { aLayer.LIBVQM_QzapiRegEvent(0, somePort(), eventOf(1, 2), nullptr, nullptr, nullptr); }},
     {"LIBVQM_QzapiUnregEvent", "VQM_QZ_unRegisterForEvent",
      [](QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_QzapiUnregEvent(0, somePort(), 0); }},
 };

@@ -26,7 +26,7 @@ template <typename Record>
 struct Making
 {
     std::optional<Record> mRecord;
-    EventHandle mEvent = scopeEventOf(3, 7);
+    EventHandle mEvent = eventOf(3, 7);
     NameHandle mFirst = nameOf(firstBytes);
     NameHandle mSecond = nameOf(secondBytes);
     Bytes mPayload = someBytes(100);

@@ -41,7 +41,7 @@ TEST_F(ScopeData, AppendingNoBytesChangesNothing)
 
 TEST_F(ScopeData, AppendingWorksOnDecodedPayload)
 {
-    QZCScopeData data(scopeEventOf(0, 0));
+    QZCScopeData data(eventOf(0, 0));
     ASSERT_EQ(decodeInto(data, encodedForm(true, {1, 2})), done);
     unsigned char const more = 3;
     data.appendEventData(&more, 1);

@@ -87,7 +87,7 @@ Decoded decodeAll(Bytes const& aCapture)
     Decoded decoded{0, done};
     while (in.getRemaining() != 0 && decoded.mOutcome == done)
     {
-        QZCScopeData record(scopeEventOf(0, 0));
+        QZCScopeData record(eventOf(0, 0));
         decoded.mOutcome = outcomeOf([&] { record.decode(in); });
         decoded.mRecords += decoded.mOutcome == done ? 1 : 0;
     }

@@ -65,7 +65,7 @@ protected:
         return QZCScopeData(mEvent, aPayload.data(), lengthOf(aPayload), lengthOf(aPayload), mFirst, mSecond);
     }
 
-    EventHandle const mEvent = scopeEventOf(3, 7);
+    EventHandle const mEvent = eventOf(3, 7);
     NameHandle const mFirst = nameOf(firstBytes);
     NameHandle const mSecond = nameOf(secondBytes);
     Bytes const mTen = someBytes(10);

@@ -62,7 +62,7 @@ TEST_P(ScopeDataShape, RecordSurvivesARoundTrip)
 {
     QZCScopeData const data = make();
     Bytes const encoded = encodedFormOf(data);
-    QZCScopeData decoded(scopeEventOf(0, 0));
+    QZCScopeData decoded(eventOf(0, 0));
     EXPECT_EQ(decodeInto(decoded, encoded), done);
     EXPECT_EQ(encodedFormOf(decoded), encoded);
     EXPECT_EQ(decoded.eventDataSize(), data.eventDataSize());
@@ -75,7 +75,7 @@ TEST_P(ScopeDataShape, EveryTruncationIsRefused)
     for (std::size_t length = 0; length < encoded.size(); length += step)
     {
         Bytes const cut(encoded.begin(), encoded.begin() + static_cast<std::ptrdiff_t>(length));
-        QZCScopeData decoded(scopeEventOf(0, 0));
+        QZCScopeData decoded(eventOf(0, 0));
         EXPECT_THAT(decodeInto(decoded, cut), StartsWith("QZCEncodingEx 100: at byte "))
             << length << " bytes";
     }

@@ -203,7 +203,7 @@ TEST_F(ScopeData, FailedConstructionReleasesItsHandles)
     Bytes const payload = someBytes(100);
     long const before = liveBlocks();
     {
-        EventHandle const event = scopeEventOf(1, 2);
+        EventHandle const event = eventOf(1, 2);
         NameHandle const name = nameOf(firstBytes);
         outcomeWithoutMemory(1, [&] { QZCScopeData(event, payload.data(), 100, 100, name, name); });
     }
