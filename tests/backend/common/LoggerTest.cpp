@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -6,7 +7,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <mutex>
+#include <new>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,9 +19,11 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "backend/common/include/Logger.h"
@@ -36,11 +42,17 @@ using testing::SizeIs;
 
 namespace
 {
+/// Used instead of an error: the write returns 0 and does not set errno.
+constexpr int writesNothing = 0;
+
 /// The errors that the next writes fail with, in reverse order.
 std::vector<int> gWriteErrors;
 
 /// The number of bytes that the next write does not write.
 std::size_t gLeftByWrite = 0;
+
+/// The time of the next log line.
+std::optional<std::time_t> gSeconds;
 }  // namespace
 
 // Interposes the C library's function.
@@ -52,7 +64,18 @@ extern "C" ssize_t write(int aFile, void const* aBytes, std::size_t aLength)
     }
     errno = gWriteErrors.back();
     gWriteErrors.pop_back();
-    return -1;
+    return errno == writesNothing ? (errno = EINTR, 0) : -1;
+}
+
+// Interposes the C library's function.
+extern "C" int clock_gettime(clockid_t aClock, timespec* aTime) noexcept
+{
+    if (!gSeconds)
+    {
+        return static_cast<int>(syscall(SYS_clock_gettime, aClock, aTime));
+    }
+    *aTime = {*gSeconds, 0};
+    return 0;
 }
 
 namespace
@@ -232,6 +255,26 @@ TEST_F(Logger, TimestampIsInUtc)
     unsetenv("TZ");
     tzset();
     EXPECT_THAT(microsecondsOf(sink.lines().at(0)), AllOf(Ge(before), Le(after)));
+}
+
+TEST_F(Logger, TimestampIsRightForEveryDateUntil2400)
+{
+    // From 1970 to 2400, which includes every kind of leap year, or to the largest time of the machine.
+    std::int64_t const last =
+        std::min(INT64_C(13569465600), std::int64_t{std::numeric_limits<std::time_t>::max()});
+    CollectingSink const sink;
+    std::size_t count = 0;
+    for (std::int64_t seconds = 0; seconds <= last; seconds += 86400 + 3599)
+    {
+        gSeconds = static_cast<std::time_t>(seconds);
+        logText("");
+        std::tm utc = {};
+        gmtime_r(&*gSeconds, &utc);
+        gSeconds.reset();
+        char expected[80];
+        std::strftime(expected, sizeof expected, "%Y-%m-%dT%H:%M:%S.000000Z", &utc);
+        ASSERT_EQ(sink.lines().at(count++).substr(0, 27), expected);
+    }
 }
 
 TEST_F(Logger, MacrosLogTheirPlaceAndLevel)
@@ -532,6 +575,173 @@ TEST_F(Logger, FailedWriteIsNotRetried)
     EXPECT_THAT(gWriteErrors, ElementsAre(EINTR));
     gWriteErrors.clear();
     EXPECT_EQ(standardError.taken(), "");
+}
+
+TEST_F(Logger, WriteThatReturnsZeroIsNotRetried)
+{
+    StandardErrorPipe standardError;
+    gWriteErrors = {EINTR, writesNothing};
+    logText("text");
+    EXPECT_THAT(gWriteErrors, ElementsAre(EINTR));
+    gWriteErrors.clear();
+    EXPECT_EQ(standardError.taken(), "");
+}
+
+TEST_F(Logger, SinkReceivesItsOwnContextWhileItIsReplaced)
+{
+    struct Target
+    {
+        QZLogSink mSink;
+        std::atomic<int> mOthers{0};
+    };
+    static Target first;
+    static Target second;
+    first.mSink = [](void* aContext, char const*, unsigned int) { first.mOthers += aContext != &first; };
+    second.mSink = [](void* aContext, char const*, unsigned int) { second.mOthers += aContext != &second; };
+    SetLogSink(first.mSink, &first);
+    std::atomic<bool> isOver{false};
+    std::thread replacing(
+        [&]
+        {
+            while (!isOver)
+            {
+                SetLogSink(second.mSink, &second);
+                SetLogSink(first.mSink, &first);
+            }
+        });
+    inThreads(2,
+              [](int)
+              {
+                  for (int line = 0; line < 20000; ++line)
+                  {
+                      logError("%d", line);
+                  }
+              });
+    isOver = true;
+    replacing.join();
+    EXPECT_EQ(first.mOthers + second.mOthers, 0);
+}
+
+TEST_F(Logger, SettingASinkAgainDoesNotAllocate)
+{
+    if (!MallocFailure::isPossible())
+    {
+        GTEST_SKIP() << "the sanitizers replace malloc";
+    }
+    static int calls = 0;
+    auto const count = [](void*, char const*, unsigned int) { ++calls; };
+    SetLogSink(count, nullptr);
+    SetLogSink(nullptr, nullptr);
+    {
+        MallocFailure const noMemory;
+        SetLogSink(count, nullptr);
+    }
+    logText("text");
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(Logger, FailedAllocationForANewSinkKeepsTheOldOne)
+{
+    if (!MallocFailure::isPossible())
+    {
+        GTEST_SKIP() << "the sanitizers replace malloc";
+    }
+    CollectingSink const sink;
+    bool isRefused = false;
+    try
+    {
+        MallocFailure const noMemory;
+        SetLogSink([](void*, char const*, unsigned int) {}, &isRefused);
+    }
+    catch (std::bad_alloc const&)
+    {
+        isRefused = true;
+    }
+    EXPECT_TRUE(isRefused);
+    logText("text");
+    EXPECT_EQ(sink.onlyText(), "text\n");
+}
+
+/// Forks a child that logs a line. An alarm ends a child that waits forever.
+/// @param aStandardError the standard error of the child
+/// @return the wait status of the child
+int endOfLoggingChild(int aStandardError)
+{
+    pid_t const child = fork();
+    if (child == 0)
+    {
+        alarm(20);
+        dup2(aStandardError, STDERR_FILENO);
+        logText("of the child");
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+/// Waits until input is available.
+void awaitInput(int aEnd)
+{
+    pollfd input = {aEnd, POLLIN, 0};
+    poll(&input, 1, -1);
+}
+
+TEST_F(Logger, ForkedChildLogsWhileAnotherThreadOfTheParentWrites)
+{
+    int ends[2] = {-1, -1};
+    int endsOfChild[2] = {-1, -1};
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(pipe(endsOfChild), 0);
+    int const before = dup(STDERR_FILENO);
+    dup2(ends[1], STDERR_FILENO);
+    close(ends[1]);
+    // Far more than the capacity of the pipe: the thread blocks within its line until the pipe is read.
+    std::thread writer(
+        [before]
+        {
+            logText(std::string(1000000, 'x'));
+            dup2(before, STDERR_FILENO);
+        });
+    awaitInput(ends[0]);
+    EXPECT_EQ(endOfLoggingChild(endsOfChild[1]), 0);
+    close(endsOfChild[1]);
+    char line[200];
+    ssize_t const length = read(endsOfChild[0], line, sizeof line);
+    char part[4096];
+    while (read(ends[0], part, sizeof part) > 0)
+    {
+    }
+    writer.join();
+    close(before);
+    close(ends[0]);
+    close(endsOfChild[0]);
+    EXPECT_THAT(std::string(line, static_cast<std::size_t>(std::max<ssize_t>(length, 0))),
+                EndsWith(": of the child\n"));
+}
+
+TEST_F(Logger, ForkedChildLogsWhileOtherThreadsOfTheParentLog)
+{
+    SetLogSink([](void*, char const*, unsigned int) {}, nullptr);
+    std::atomic<bool> isOver{false};
+    std::thread logging(
+        [&]
+        {
+            while (!isOver)
+            {
+                logText("of the parent");
+                SetLogSink([](void*, char const*, unsigned int) {}, &isOver);
+                SetLogSink([](void*, char const*, unsigned int) {}, nullptr);
+            }
+        });
+    int failed = 0;
+    for (int child = 0; child < 200; ++child)
+    {
+        failed += endOfLoggingChild(STDERR_FILENO) != 0;
+    }
+    isOver = true;
+    logging.join();
+    EXPECT_EQ(failed, 0);
 }
 
 TEST_F(Logger, LoggingPreservesErrno)

@@ -144,6 +144,37 @@ TEST(Pointer, HandleOfAMallocArrayReportsItsTypes)
     EXPECT_EQ(fieldsAt(&handle).mAllocType, 2);
 }
 
+TEST(Pointer, HandleOfAConstantObjectReleasesIt)
+{
+    int gone = 0;
+    long const before = liveBlocks();
+    {
+        QZCPointer<Witness const> const handle(countedBy(gone), QZPST_Individual, QZPAT_New);
+        static_assert(std::is_same<decltype(*handle), Witness const&>::value, "the object is constant");
+        QZCPointer<Witness const> const sharing(handle);
+    }
+    EXPECT_EQ(gone, 1);
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(Pointer, HandleOfAConstantArrayReleasesIt)
+{
+    long const before = liveBlocks();
+    {
+        QZCPointer<int const> const handle(
+            new int const [2] { 1, 2 }, QZPST_Array, QZPAT_New);
+        EXPECT_EQ(*handle, 1);
+    }
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(Pointer, HandleOfAConstantMallocBlockFreesIt)
+{
+    // The leak checker of the sanitizer build reports a block that is not freed.
+    QZCPointer<char const volatile> const handle(strdup("text"), QZPST_Array, QZPAT_Malloc);
+    EXPECT_EQ(*handle, 't');
+}
+
 TEST(Pointer, DestroyingTheHandleDestroysTheObject)
 {
     int gone = 0;

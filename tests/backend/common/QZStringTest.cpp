@@ -141,6 +141,20 @@ TEST(QZString, AtReturnsTheCharacterAtThePosition)
     EXPECT_THAT((std::string{string.at(0), string.at(1), string.at(2)}), "abc");
 }
 
+TEST(QZString, AtGivesReadAccessToAConstantString)
+{
+    QZCString const string("text");
+    static_assert(std::is_same<decltype(string.at(0)), char const&>::value, "the character is constant");
+    EXPECT_EQ(string.at(2), 'x');
+    EXPECT_EQ(&string.at(0), string.get());
+}
+
+TEST(QZString, AtPastTheEndOfAConstantStringThrows)
+{
+    QZCString const string("text");
+    EXPECT_EQ(outcomeOf([&] { string.at(4); }), "QZCInvalidEx 6: Invalid Value");
+}
+
 TEST(QZString, AtGivesWriteAccess)
 {
     QZCString string("abc");

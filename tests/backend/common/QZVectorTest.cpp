@@ -1,5 +1,6 @@
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -59,6 +60,48 @@ TEST(QZVector, IteratorsVisitEveryElement)
     Strings strings;
     fill(strings, 3);
     EXPECT_THAT(textsOf(strings), ElementsAre("0", "1", "2"));
+}
+
+TEST(QZVector, EmptyIsTrueWithoutElements)
+{
+    Strings strings;
+    EXPECT_TRUE(strings.empty());
+    fill(strings, 1);
+    EXPECT_FALSE(strings.empty());
+    strings.clear();
+    EXPECT_TRUE(strings.empty());
+}
+
+TEST(QZVector, IndexGivesReadAccessToAConstantVector)
+{
+    Strings strings;
+    strings.push_back("first");
+    Strings const& constant = strings;
+    static_assert(std::is_same<decltype(constant[0]), QZCString const&>::value, "elements are constant");
+    static_assert(std::is_same<decltype(*constant.begin()), QZCString const&>::value,
+                  "elements are constant");
+    EXPECT_EQ(constant[0].at(0), 'f');
+}
+
+TEST(QZVector, @ @)
+{
+    Strings strings;
+    fill(strings, 2);
+    strings[0].at(0) = 'x';
+    strings[1] = "other";
+    EXPECT_THAT(textsOf(strings), ElementsAre("x", "other"));
+}
+
+TEST(QZVector, IteratorsGiveWriteAccess)
+{
+    Strings strings;
+    fill(strings, 3);
+    for (QZCString& string : strings)
+    {
+        string.at(0) = 'x';
+    }
+    EXPECT_EQ(strings.end() - strings.begin(), 3);
+    EXPECT_THAT(textsOf(strings), ElementsAre("x", "x", "x"));
 }
 
 TEST(QZVector, PushBackAppendsACopy)
@@ -169,8 +212,10 @@ TEST(QZVectorDeathTest, IndexPastTheEndAsserts)
 {
     Strings strings;
     fill(strings, 2);
-    EXPECT_EXIT((echoLogLines(), strings[2].get()), ExitedWithCode(1),
-                onlyTheseLines({ExpectedLog("operator[]", "backend/common/include/QZVector")
-                                    .assertion("aIndex < mVector.size()")}));
+    Strings const& constant = strings;
+    std::string const expected = onlyTheseLines(
+        {ExpectedLog("operator[]", "backend/common/include/QZVector").assertion("aIndex < mVector.size()")});
+    EXPECT_EXIT((echoLogLines(), strings[2].get()), ExitedWithCode(1), expected);
+    EXPECT_EXIT((echoLogLines(), constant[2].get()), ExitedWithCode(1), expected);
 }
 }  // namespace

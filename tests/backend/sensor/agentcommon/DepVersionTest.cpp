@@ -193,9 +193,15 @@ TEST(DepVersionParsing, LargestNumberIsRead)
     EXPECT_THAT(parsed("2147483647.0002147483647"), ElementsAre(2147483647u, 2147483647u));
 }
 
-TEST(DepVersionParsing, LargerNumberKeepsItsLowBits)
+TEST(DepVersionParsing, LargerNumberKeepsItsLow32BitsOnEveryMachine)
 {
-    EXPECT_THAT(parsed("2147483648.4294967295.4294967303"), ElementsAre(2147483648u, 4294967295u, 7u));
+    EXPECT_THAT(parsed("2147483648.4294967295.4294967303.-4294967297"),
+                ElementsAre(2147483648u, 4294967295u, 7u, 4294967295u));
+}
+
+TEST(DepVersionParsing, NumberBeyond64BitsBecomesTheLargestOrSmallest)
+{
+    EXPECT_THAT(parsed("99999999999999999999.-99999999999999999999"), ElementsAre(4294967295u, 0u));
 }
 
 TEST(DepVersionParsing, TextPastTheDotOfAPieceIsIgnored)

@@ -187,6 +187,20 @@ TEST_F(LibvqmLoading, FailedSecondLoadLeavesTheLibraryLoadedWithoutAHandle)
         });
 }
 
+TEST_F(LibvqmLoading, FailedSecondLoadLeavesNoHandleToClose)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mVqm.mHandle = 0;
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_LoadLibrary(); }), notFound);
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(callsOf("dlclose(1)"), 0) << "the first handle is lost";
+            EXPECT_EQ(callsOf("dlclose(0)"), 0) << "dlclose of a null handle would end the process";
+        });
+}
+
 TEST_F(LibvqmLoading, AllObjectsShareTheLoadedLibrary)
 {
     inFreshProcess(

@@ -95,6 +95,19 @@ TEST_P(LibvqmMissingSymbolDeathTest, LibraryIsUnloadedAfterwards)
         ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
 }
 
+TEST_P(LibvqmMissingSymbol, LibraryIsClosedAndAFreeWouldCloseItAgain)
+{
+    inFreshProcess(
+        [&]
+        {
+            prepare();
+            use();
+            EXPECT_EQ(callsOf("dlclose(1)"), 1);
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(callsOf("dlclose(1)"), 2) << "this is why an agent must not free the library then";
+        });
+}
+
 TEST_P(LibvqmMissingSymbol, AdapterCountIsZeroAfterwards)
 {
     inFreshProcess(

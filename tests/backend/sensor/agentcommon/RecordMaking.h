@@ -2,6 +2,7 @@
 /// What the tables of record operations work on.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -60,4 +61,12 @@ void leaveRoom(Making<Record>& aMaking, unsigned int aLength)
     {
         aMaking.mOut << true;
     }
+}
+
+/// Fails the test unless the bytes are a proper prefix of the whole with at least aLeast bytes.
+inline void expectBeginning(Bytes const& aBytes, Bytes const& aWhole, std::size_t aLeast)
+{
+    EXPECT_GE(aBytes.size(), aLeast);
+    ASSERT_LT(aBytes.size(), aWhole.size());
+    EXPECT_EQ(aBytes, Bytes(aWhole.begin(), aWhole.begin() + static_cast<std::ptrdiff_t>(aBytes.size())));
 }

@@ -62,8 +62,17 @@ Rows latencyRows()
                               ASSERT_EQ(data.getTrueLatency() + data.getBuckets()[0] + data.size(), 104u);
                           }),
         // Three numbers of five bytes and 23 of one byte. Each reserves five bytes.
-        operation("LatencyIsEncoded", {0}, badAlloc, madeLatency,
-                  [](Latency& aData) { aData.mRecord->encode(aData.mOut); }),
+        operation(
+            "LatencyIsEncoded", {0}, badAlloc, madeLatency,
+            [](Latency& aData) { aData.mRecord->encode(aData.mOut); },
+            [](Latency& aData)
+            {
+                Bytes const whole = encodedFormOf(*aData.mRecord);
+                expectBeginning(bytesOf(aData.mOut.getEncoded()), whole, 1);
+                aData.mOut.clear();
+                aData.mRecord->encode(aData.mOut);
+                EXPECT_EQ(bytesOf(aData.mOut.getEncoded()), whole);
+            }),
     };
 }
 

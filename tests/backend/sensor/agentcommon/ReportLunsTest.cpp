@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hbaapi.h>
+#include <sys/wait.h>
 
 #include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
 #include "tests/backend/sensor/agentcommon/LibraryHeap.h"
@@ -510,6 +511,8 @@ protected:
     }
 };
 
+using ReportLunsHeapDeathTest = ReportLunsHeap;
+
 TEST_F(ReportLunsHeap, EachBufferIsFreedOnceBeforeTheNextIsAllocated)
 {
     answerList(64);
@@ -533,6 +536,24 @@ TEST_F(ReportLunsHeap, LargerBufferIsNotZeroed)
            });
     EXPECT_EQ(send(), done);
     EXPECT_EQ(seen, Bytes(520, LibraryHeap::sgFilling));
+}
+
+TEST_F(ReportLunsHeap, UnwrittenLargerBufferIsReadAsMallocReturnedIt)
+{
+    // The filling of the block reads as a list that is too long.
+    answerList(64);
+    answer(HBA_STATUS_OK, [](Blocks&) {});
+    EXPECT_EQ(send(), "QZCHbaapiEx 802: HBA_SendReportLUNs method failed");
+    EXPECT_EQ(mSize, 72u);
+}
+
+TEST_F(ReportLunsHeapDeathTest, CallingAgainAfterMissingMemoryCrashesTheProcess)
+{
+    answerList(64);
+    mHeap.failAllocation(1);
+    ASSERT_EQ(send(), withoutMemory);
+    EXPECT_EXIT(
+        send(), [](int aStatus) { return WIFSIGNALED(aStatus); }, "");
 }
 
 TEST_F(ReportLunsHeap, MissingMemoryEndsTheRequest)

@@ -61,6 +61,10 @@ Rows eventRows()
 
 using Data = Making<QZCScopeData>;
 
+// The stream has room for the event, the flag and the first name, but not for the second name.
+constexpr unsigned int lengthOfItsBeginning = 2 + 1 + 13;
+constexpr unsigned int roomForItsBeginning = lengthOfItsBeginning + 12;
+
 Rows dataConstructionRows()
 {
     auto const subject = making<QZCScopeData>;
@@ -133,6 +137,16 @@ Rows dataRows()
     auto const encode = [](Data& aData) { aData.mRecord->encode(aData.mOut); };
     auto const encodesElsewhere = [](Data const& aData)
     { EXPECT_EQ(encodedFormOf(*aData.mRecord), aData.mEncoded); };
+    // The bytes written before the failure remain in the stream until clear().
+    auto const isWrittenInPart = [](Data& aData)
+    {
+        expectBeginning(bytesOf(aData.mOut.getEncoded()),
+                        joined(Bytes(roomInside - roomForItsBeginning, 0xf5), aData.mEncoded),
+                        roomInside - roomForItsBeginning + lengthOfItsBeginning);
+        aData.mOut.clear();
+        aData.mRecord->encode(aData.mOut);
+        EXPECT_EQ(bytesOf(aData.mOut.getEncoded()), aData.mEncoded);
+    };
     auto const decode = [](Data& aData) { aData.decode(); };
     auto const decodesAgain = [](Data& aData)
     {
@@ -162,6 +176,8 @@ Rows dataRows()
                   encodesElsewhere),
         operation("DataIsEncodedWithBothInNoRoom", {0, 0}, badAlloc, madeData(true, 100, 0), encode,
                   encodesElsewhere),
+        operation("DataIsEncodedInRoomForItsBeginning", {0, 0}, badAlloc,
+                  madeData(true, 100, roomForItsBeginning), encode, isWrittenInPart),
         operation("DataIsDecodedOfAnEvent", decodedEvent, outOfMemory, madeData(false, 0, 0), decode,
                   decodesAgain),
         operation("DataIsDecodedWithNames", joined({decodedEvent, decodedNames}), outOfMemory,
