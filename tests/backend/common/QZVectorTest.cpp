@@ -83,7 +83,7 @@ TEST(QZVector, IndexGivesReadAccessToAConstantVector)
     EXPECT_EQ(constant[0].at(0), 'f');
 }
 
-TEST(QZVector, @ @)
+TEST(QZVector, IndexGivesWriteAccess)
 {
     Strings strings;
     fill(strings, 2);

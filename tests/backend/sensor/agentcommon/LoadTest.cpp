@@ -95,7 +95,7 @@ Texts thoseOfHbaapi(Texts const& aNames)
     _exit(0);
 }
 
-TEST(LoadDeathTest, FrameworkOpensAlone)
+TEST(LoadDeathTest, FrameworkOpensWithoutOtherLibraries)
 {
     EXPECT_EXIT(openAndExit({FRAMEWORK_LIBRARY}, RTLD_NOW), ExitedWithCode(0), "^$");
 }
