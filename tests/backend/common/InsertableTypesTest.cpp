@@ -1,5 +1,5 @@
-// Which types the encoder takes. A type that converts to bool, such as a pointer, must not compile: it would be
-// written as one byte.
+// The types that can be inserted into the encoder. Inserting a type that converts to bool, such as a pointer, must not
+// compile, since it would be written as one byte.
 #include <cstddef>
 #include <string>
 #include <type_traits>
@@ -58,7 +58,7 @@ using Taken = Types<bool, bool&, bool const&, unsigned char, unsigned char&, uns
                     QZCLocalBuffer&, QZCLocalBuffer const&, QZCLocalBuffer, DerivedTwice>;
 TYPED_TEST_SUITE(InsertableType, Taken, );
 
-TYPED_TEST(InsertableType, Compiles) { EXPECT_TRUE(IsInsertable<TypeParam>::value); }
+TYPED_TEST(InsertableType, InsertionCompiles) { EXPECT_TRUE(IsInsertable<TypeParam>::value); }
 
 template <typename T>
 class NonInsertableType : public testing::Test
@@ -74,7 +74,7 @@ using Refused =
           QZCPointer<QZCBuffer>>;
 TYPED_TEST_SUITE(NonInsertableType, Refused, );
 
-TYPED_TEST(NonInsertableType, DoesNotCompile) { EXPECT_FALSE(IsInsertable<TypeParam>::value); }
+TYPED_TEST(NonInsertableType, InsertionDoesNotCompile) { EXPECT_FALSE(IsInsertable<TypeParam>::value); }
 
 TEST(InsertableTypes, BitFieldsAreWrittenAsTheirType)
 {

@@ -45,7 +45,7 @@ TEST(QZVector, StartsEmpty)
     EXPECT_EQ(strings.begin(), strings.end());
 }
 
-TEST(QZVector, KeepsElementsInTheOrderTheyWereAppended)
+TEST(QZVector, ElementsKeepTheOrderInWhichTheyWereAppended)
 {
     Strings strings;
     strings.push_back("first");
@@ -55,14 +55,14 @@ TEST(QZVector, KeepsElementsInTheOrderTheyWereAppended)
     EXPECT_STREQ(strings[1].get(), "second");
 }
 
-TEST(QZVector, CanBeWalkedThrough)
+TEST(QZVector, IteratorsVisitEveryElement)
 {
     Strings strings;
     fill(strings, 3);
     EXPECT_THAT(textsOf(strings), ElementsAre("0", "1", "2"));
 }
 
-TEST(QZVector, IsEmptyWithoutElements)
+TEST(QZVector, EmptyIsTrueWithoutElements)
 {
     Strings strings;
     EXPECT_TRUE(strings.empty());
@@ -72,7 +72,7 @@ TEST(QZVector, IsEmptyWithoutElements)
     EXPECT_TRUE(strings.empty());
 }
 
-TEST(QZVector, GivesElementsOfAConstantSequenceForReading)
+TEST(QZVector, IndexGivesReadAccessToAConstantVector)
 {
     Strings strings;
     strings.push_back("first");
@@ -83,7 +83,7 @@ TEST(QZVector, GivesElementsOfAConstantSequenceForReading)
     EXPECT_EQ(constant[0].at(0), 'f');
 }
 
-TEST(QZVector, GivesElementsForWriting)
+TEST(QZVector, IndexGivesWriteAccess)
 {
     Strings strings;
     fill(strings, 2);
@@ -92,7 +92,7 @@ TEST(QZVector, GivesElementsForWriting)
     EXPECT_THAT(textsOf(strings), ElementsAre("x", "other"));
 }
 
-TEST(QZVector, IteratorsGiveElementsForWriting)
+TEST(QZVector, IteratorsGiveWriteAccess)
 {
     Strings strings;
     fill(strings, 3);
@@ -104,7 +104,7 @@ TEST(QZVector, IteratorsGiveElementsForWriting)
     EXPECT_THAT(textsOf(strings), ElementsAre("x", "x", "x"));
 }
 
-TEST(QZVector, AppendsACopy)
+TEST(QZVector, PushBackAppendsACopy)
 {
     QZCString string("first");
     Strings strings;
@@ -113,7 +113,7 @@ TEST(QZVector, AppendsACopy)
     EXPECT_THAT(textsOf(strings), ElementsAre("first"));
 }
 
-TEST(QZVector, GrowsWithoutLosingAnElement)
+TEST(QZVector, GrowthKeepsEveryElement)
 {
     Strings strings;
     fill(strings, 1000);
@@ -124,7 +124,7 @@ TEST(QZVector, GrowsWithoutLosingAnElement)
     }
 }
 
-TEST(QZVector, AppendsOneOfItsOwnElementsAlsoWhenItGrows)
+TEST(QZVector, PushBackOfItsOwnElementWorksWhenItGrows)
 {
     Strings strings;
     strings.push_back("a");
@@ -135,7 +135,7 @@ TEST(QZVector, AppendsOneOfItsOwnElementsAlsoWhenItGrows)
     EXPECT_THAT(textsOf(strings), testing::AllOf(testing::SizeIs(9), testing::Each("a")));
 }
 
-TEST(QZVector, ClearingDestroysAllElements)
+TEST(QZVector, ClearDestroysAllElements)
 {
     Strings strings;
     fill(strings, 3);
@@ -144,7 +144,7 @@ TEST(QZVector, ClearingDestroysAllElements)
     EXPECT_THAT(textsOf(strings), IsEmpty());
 }
 
-TEST(QZVector, GivesItsMemoryBack)
+TEST(QZVector, DestructionFreesTheMemory)
 {
     long const before = liveBlocks();
     {
@@ -156,9 +156,9 @@ TEST(QZVector, GivesItsMemoryBack)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(QZVector, AppendingWithoutMemoryLeavesTheElementsAsTheyWere)
+TEST(QZVector, PushBackWithoutMemoryDoesNotChangeTheElements)
 {
-    // The storage, then for the new element and for each of the four old ones a string and its count.
+    // The storage, then a string and its count for the new element and for each of the four old ones.
     for (unsigned int failing = 1; failing <= 11; ++failing)
     {
         DeliberateLeak const leak;
@@ -171,7 +171,7 @@ TEST(QZVector, AppendingWithoutMemoryLeavesTheElementsAsTheyWere)
     }
 }
 
-TEST(QZVector, AppendingWithoutMemoryLosesNothingButAStringWithoutACount)
+TEST(QZVector, PushBackWithoutMemoryLeaksOnlyAStringWithoutACount)
 {
     for (unsigned int failing = 1; failing <= 11; ++failing)
     {
@@ -188,7 +188,7 @@ TEST(QZVector, AppendingWithoutMemoryLosesNothingButAStringWithoutACount)
     }
 }
 
-TEST(QZVector, AppendingWithoutMemoryLogsNothing)
+TEST(QZVector, PushBackWithoutMemoryLogsNothing)
 {
     LogCapture log;
     Strings strings;
@@ -196,7 +196,7 @@ TEST(QZVector, AppendingWithoutMemoryLogsNothing)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(QZVector, OtherErrorsOfAnElementPassThrough)
+TEST(QZVector, OtherExceptionsOfAnElementPropagate)
 {
     struct Uncopyable
     {
@@ -208,7 +208,7 @@ TEST(QZVector, OtherErrorsOfAnElementPassThrough)
     EXPECT_EQ(elements.size(), 0u);
 }
 
-TEST(QZVectorDeathTest, AnIndexPastTheEndEndsTheProcess)
+TEST(QZVectorDeathTest, IndexPastTheEndAsserts)
 {
     Strings strings;
     fill(strings, 2);
