@@ -53,7 +53,7 @@ def _function_before(lines, margins):
 def _calls_in(path):
     text = COMMENT_OR_TEXT.sub(lambda found: found[1] or '', path.read_text())
     file = re.search(r'#define QZ_LOG_FILE "(.*)"', text)
-    text = re.sub(r'__attribute__\(\(.*?\)\)', '', DEFINE.sub(lambda found: '\n' * found[0].count('\n'), text))
+    text = re.sub(r'__attribute__\(\(.*?\)\) ?', '', DEFINE.sub(lambda found: '\n' * found[0].count('\n'), text))
     margins = ['', '    '] if path.suffix == '.h' else ['']
     for call in CALL.finditer(text):
         function = _function_before(text[:call.start()].split('\n')[:-1], margins)
