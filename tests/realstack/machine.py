@@ -89,7 +89,7 @@ class Host:
     interface: str
     symbolic_name: str
     pci: str
-    serial: str
+    serial: str | None  # None: the adapter has no PCI capabilities
     node_wwn: str
     port_wwn: str
     fabric_wwn: str
@@ -143,7 +143,7 @@ def load(path):
             remote_ports.append(_remote_port(remote_port, table["number"], index))
             index += len(remote_ports[-1].units)
         hosts.append(Host(
-            number=table["number"], interface=table["interface"], pci=table["pci"], serial=table["serial"],
+            number=table["number"], interface=table["interface"], pci=table["pci"], serial=table.get("serial"),
             symbolic_name=table.get("symbolic_name", f"fcoe v0.1 over {table['interface']}"),
             node_wwn=table["node_wwn"], port_wwn=table["port_wwn"], fabric_wwn=table["fabric_wwn"],
             fc_id=table["fc_id"], type=table.get("type", "NPort (fabric via point-to-point)"),

@@ -67,13 +67,15 @@ class Tree:
 
 
 def pci_config(serial):
-    """Configuration space with the capabilities that lead to the serial number."""
+    """Configuration space, with the capabilities that lead to the serial number if there is one."""
     config = bytearray(4096)
     config[0x00:0x04] = VENDOR.to_bytes(2, "little") + DEVICE.to_bytes(2, "little")
-    config[0x06] = 0x10  # has capabilities
     config[0x08] = REVISION
     config[0x0b] = 0x02  # a network controller
     config[0x2c:0x30] = config[0x00:0x04]
+    if serial is None:
+        return bytes(config)
+    config[0x06] = 0x10  # has capabilities
     config[0x34] = 0x40
     config[0x40] = 0x10  # PCI Express, the last capability
     config[0x100:0x104] = (0x00010003).to_bytes(4, "little")  # device serial number, version 1, the last one
