@@ -63,7 +63,8 @@ std::optional<std::string> deviceOf(int aDescriptor)
     }
     std::string const file = path.data();
     std::string const folder = machine() + "/sg/";
-    return !machine().empty() && file.compare(0, folder.size(), folder) == 0 ? std::optional(file) : std::nullopt;
+    return !machine().empty() && file.compare(0, folder.size(), folder) == 0 ? std::optional(file)
+                                                                             : std::nullopt;
 }
 
 Bytes bytesOf(std::string const& aHex)
@@ -107,14 +108,18 @@ Answer answerOf(std::istream& aWords)
     return {0, bytesOf(data), {}};
 }
 
+std::string hexOf(unsigned char aByte)
+{
+    constexpr char const* digits = "0123456789abcdef";
+    return {digits[aByte >> 4U], digits[aByte & 0xfU]};
+}
+
 /// The operation code, for a page of INQUIRY with its number.
 std::string nameOf(sg_io_hdr_t const& aRequest)
 {
     constexpr unsigned char inquiry = 0x12;
-    std::array<char, 8> text{};
     bool const isPage = aRequest.cmdp[0] == inquiry && (aRequest.cmdp[1] & 1U) != 0;
-    std::snprintf(text.data(), text.size(), isPage ? "%02x:%02x" : "%02x", aRequest.cmdp[0], aRequest.cmdp[2]);
-    return text.data();
+    return hexOf(aRequest.cmdp[0]) + (isPage ? ":" + hexOf(aRequest.cmdp[2]) : "");
 }
 
 void vanish(std::string const& aPath)
