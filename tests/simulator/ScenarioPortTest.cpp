@@ -75,6 +75,13 @@ TEST(ScenarioAdapter, HasAllItsTexts)
     EXPECT_STREQ(attributes.DriverName, "dn");
 }
 
+TEST(ScenarioAdapter, WritesLunsAsScsiDoesUnlessTheFileNamesAnotherStyle)
+{
+    EXPECT_EQ(adapterWith("").mLunStyle, qzsim::LunStyle::scsi);
+    EXPECT_EQ(adapterWith("lun_style = \"scsi\"\n").mLunStyle, qzsim::LunStyle::scsi);
+    EXPECT_EQ(adapterWith("lun_style = \"integer\"\n").mLunStyle, qzsim::LunStyle::integer);
+}
+
 TEST(ScenarioAdapter, HasItsNodeNameAndItsNumber)
 {
     HBA_ADAPTERATTRIBUTES const attributes =

@@ -104,7 +104,6 @@ extern "C"
         aMapping->NumberOfEntries = 1;
         std::memcpy(aMapping->entry[0].FcpId.PortWWN.wwn, targetName, sizeof targetName);
         std::memcpy(&aMapping->entry[0].FcpId.FcpLun, flatLun, sizeof flatLun);
-        aMapping->entry[0].ScsiId.ScsiOSLun = 5;
         return HBA_STATUS_OK;
     }
 
