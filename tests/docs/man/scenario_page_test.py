@@ -163,11 +163,12 @@ class PageOfTheScenario(unittest.TestCase):
             self.assertEqual(self.shown(table, {**values, key: default}), shown)
             self.assertNotEqual(self.shown(table, {**values, key: other}), shown)
 
-        # How LUNs are addressed shows in what a program is given, not in what is told of it.
-        self.check_each_key(r"(?!The tables?|For|auto).*Default: (?!none are generated)(.*?)\.( |$)", check)
+        # How LUNs are addressed and mapped shows in what a program is given, not in what is told of it.
+        self.check_each_key(r"(?!The tables?|For|auto|How).*Default: (?!none are generated)(.*?)\.( |$)", check)
 
     def test_has_all_names_that_a_value_may_have(self):
-        for table, key in (("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
+        for table, key in (("[[adapter]]", "lun_style"),
+                           ("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
                            ("[[adapter.port.remote]]", "role"), ("[[adapter.port.remote]]", "lun_addressing"),
                            ("[[fault]]", "call")):
             with self.subTest(table=table, key=key):
