@@ -1,6 +1,6 @@
 find_package(PkgConfig REQUIRED)
 
-# The SNIA common library and its headers. The library calls it, whoever uses the library links it.
+# The SNIA common library (HBA library) and its headers. The library calls it, and users of the library link it.
 pkg_check_modules(HBAAPI REQUIRED IMPORTED_TARGET HBAAPI)
 
 find_package(Threads REQUIRED)
@@ -15,7 +15,7 @@ endif()
 
 if(QZ_BUILD_TESTS)
   find_package(GTest REQUIRED)
-  # Debian has libcbor for the machines it supports; the cross build does without that witness.
+  # Debian has libcbor only for the machines that it supports, so the cross build skips the tests that compare with it.
   if(CMAKE_CROSSCOMPILING)
     set(CBOR_FOUND FALSE)
   else()
@@ -26,7 +26,7 @@ endif()
 
 if(QZ_BUILD_BENCHMARKS)
   find_package(benchmark REQUIRED)
-  # The peers.
+  # The peers that the benchmarks compare with.
   find_path(MSGPACK_INCLUDE_DIR msgpack.hpp REQUIRED)
   find_package(FlatBuffers REQUIRED)
   find_program(FLATC_EXECUTABLE flatc REQUIRED)

@@ -1,13 +1,13 @@
-# How targets are installed, and what belongs to no target. Nothing that is installed knows the prefix, so
-# that the whole may be moved. Components: runtime, development, simulator, tools, documentation.
+# Installation of targets and other files. No installed file contains the prefix, so that an installation can be moved.
+# Components: runtime, development, simulator, tools, documentation.
 include(CMakePackageConfigHelpers)
 
-# Headers are included by the paths that they have in the tree.
+# Headers are included by their paths in the source tree.
 set(QZ_INSTALL_HEADERS ${CMAKE_INSTALL_INCLUDEDIR}/qzsensoragent)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE QZ_BIN_TO_PREFIX)
 
-# qz_install_library(TARGET): a library with its headers, for find_package too.
+# qz_install_library(TARGET): installs a library with its headers, and exports it for find_package.
 function(qz_install_library aTarget)
   install(TARGETS ${aTarget} EXPORT QZSensorAgentCommonTargets
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
@@ -31,8 +31,8 @@ configure_file(cmake/qzsensoragentcommon.pc.in ${PROJECT_BINARY_DIR}/qzsensorage
 install(FILES ${PROJECT_BINARY_DIR}/qzsensoragentcommon.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-# The documents link to each other and to the examples as they do in the tree. The pages of the public headers
-# are there when the target documentation has been built.
+# The documents keep their relative links to each other and to the examples. The reference of the public headers is
+# installed if the target documentation has been built.
 file(GLOB qz_documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
@@ -41,7 +41,7 @@ install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/html
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation OPTIONAL)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 
-# Manual pages and shell completions, as many as there are, go with the program that they are about.
+# Manual pages and shell completions belong to the component of their program.
 if(QZ_BUILD_TOOLS)
   file(GLOB qz_help CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/docs/man/*.1

@@ -1,5 +1,5 @@
-# qz_options: what every target of this project is compiled with. It is linked privately, so nothing of
-# it reaches whoever uses the libraries.
+# qz_options has the compile options of every target of this project. It is linked privately, so that users of the
+# libraries do not inherit them.
 add_library(qz_options INTERFACE)
 target_compile_features(qz_options INTERFACE cxx_std_17)
 target_compile_options(qz_options INTERFACE
@@ -12,8 +12,8 @@ if(QZ_SANITIZE)
   target_link_options(qz_options INTERFACE -fsanitize=${QZ_SANITIZE})
 endif()
 
-# With clang++ too, the address sanitizer's runtime is a library of its own, as a library of ours may be preloaded into
-# a program that has none. The types of functions are not compared: for two libraries, they are never the same.
+# libqzsim may be preloaded into a program without sanitizers, so clang++ must use the shared runtime of the address
+# sanitizer, as g++ does. The check of function types is off, since types of different libraries never compare equal.
 if(QZ_SANITIZE MATCHES "^address" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   execute_process(
     COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so
@@ -26,14 +26,14 @@ endif()
 if(QZ_COVERAGE)
   target_compile_options(qz_options INTERFACE
     --coverage -fprofile-update=atomic "-fprofile-filter-files=${PROJECT_SOURCE_DIR}/(backend|simulator|tools)/.*")
-  # What gcov adds to a library is not the library's to export.
+  # The libraries must not export gcov's functions.
   target_link_options(qz_options INTERFACE --coverage -Wl,--exclude-libs,libgcov.a)
-  # Counts of an older build say nothing of the code that is there now.
+  # Counts of an older build do not apply to the new code.
   add_custom_target(forget_counts ALL
     COMMAND find ${PROJECT_BINARY_DIR} -name "*.gcda" -delete VERBATIM)
 endif()
 
-# Everything runs from the build tree as it is laid out here.
+# Programs and tests run from these folders of the build.
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)

@@ -1,4 +1,4 @@
-# Debian packages, one for each component; scripts/packages builds and checks them.
+# One Debian package per component; scripts/packages builds and checks them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME qzsensoragentcommon)
 set(CPACK_PACKAGE_CONTACT "Sensor Agent Team <sensor-agent@example.invalid>")
@@ -6,7 +6,7 @@ set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL runtime development simulator tools documentation)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/PreparePackages.cmake)
-# What is installed is the same whatever the umask of the one who builds.
+# Permissions must not depend on the umask of the build.
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
@@ -18,16 +18,16 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 
-# Each package is summed up by the first line of its own description.
+# The first line of each package's description is its summary.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 
-# qz_package(COMPONENT PACKAGE SECTION DESCRIPTION): what all packages have.
+# qz_package(COMPONENT PACKAGE SECTION DESCRIPTION): sets what all packages have.
 macro(qz_package aComponent aPackage aSection aDescription)
   string(TOUPPER ${aComponent} component)
   set(CPACK_DEBIAN_${component}_PACKAGE_NAME ${aPackage})
   set(CPACK_DEBIAN_${component}_PACKAGE_SECTION ${aSection})
   set(CPACK_COMPONENT_${component}_DESCRIPTION "${aDescription}")
-  # Only packages have these: a plain installation leaves them out.
+  # Only packages contain these files; a plain installation leaves them out.
   set(folder ${CMAKE_INSTALL_DATAROOTDIR}/doc/${aPackage})
   install(FILES packaging/copyright DESTINATION ${folder} COMPONENT ${aComponent} EXCLUDE_FROM_ALL)
   install(FILES packaging/changelog RENAME changelog.Debian
@@ -35,18 +35,18 @@ macro(qz_package aComponent aPackage aSection aDescription)
 endmacro()
 
 set(qz_purpose
-"An agent on a host with Fibre Channel adapters loads this library for the
-value records that it reports, and for access to the adapters through the
-SNIA HBA API and the vendor's diagnostic library.")
+"An agent on a host with Fibre Channel adapters uses this library for the
+value records that it reports, and to access the adapters through the SNIA
+HBA API and the vendor's diagnostic library.")
 
 qz_package(runtime libqzsensoragentcommon1 libs
 "common layer of a sensor agent for storage networks
 ${qz_purpose}
-This package has the library and the framework that it stands on.")
-# The library calls the HBA API without linking it, so nothing finds this by itself.
+This package contains the library and the framework that it uses.")
+# The library calls the HBA library without linking it, so dpkg-shlibdeps does not find this dependency.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libhbaapi2)
-# PreparePackages.cmake writes two of these. CPack writes scripts that call ldconfig where none are named,
-# though the trigger calls it already: so two are named that are not there.
+# PreparePackages.cmake writes shlibs and symbols. Without a postinst and a postrm, CPack generates scripts that call
+# ldconfig, which the trigger already does. Naming two files that do not exist prevents that.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/triggers
   ${CPACK_PACKAGE_DIRECTORY}/shlibs
@@ -57,32 +57,31 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
 qz_package(development libqzsensoragentcommon-dev libdevel
 "common layer of a sensor agent for storage networks (development)
 ${qz_purpose}
-This package has the headers, what CMake and pkg-config find the library by,
-and a program that checks replacements of the framework.")
+This package contains the headers, the files for CMake and pkg-config, and a
+program that checks replacements of the framework.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libqzsensoragentcommon1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), libhbaapi-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libqzsensoragentcommon-doc, qzsim")
 
 qz_package(simulator qzsim utils
 "runs a program with simulated Fibre Channel adapters
-The program is not changed and needs neither root nor an adapter: it calls
-the real common library of the SNIA HBA API, which finds a simulated vendor
-library. What the adapters are and which calls fail is written in a scenario,
-a small TOML file.")
+The program runs unchanged and needs neither root nor an adapter: it calls the
+real SNIA common library, which loads a simulated HBA library. A scenario, a
+small TOML file, describes the adapters and the calls that fail.")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SUGGESTS "libhbaapi2, qzagent")
 
 qz_package(tools qzagent admin
 "reference agent for storage-network diagnostics
 Takes the inventory of a host's Fibre Channel adapters, measures latencies,
 and watches and records diagnostic events, as tables or as JSON.")
-# What belongs to no package when it is looked for is left out of what is found.
+# dpkg-shlibdeps ignores the private library, which belongs to no installed package, so it is named here.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libqzsensoragentcommon1 (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS qzsim)
 
 qz_package(documentation libqzsensoragentcommon-doc doc
 "common layer of a sensor agent for storage networks (documentation)
 ${qz_purpose}
-This package has the documents, the reference of the headers, and examples.")
+This package contains the documents, the reference of the headers, and examples.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 install(FILES packaging/doc-base RENAME libqzsensoragentcommon
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc-base COMPONENT documentation EXCLUDE_FROM_ALL)

@@ -1,8 +1,8 @@
-# CPack runs this when the packages' files are laid out, before it packs them.
+# CPack runs this script after it has installed the files of the packages and before it packs them.
 set(runtime_package libqzsensoragentcommon1)
 set(components ${CPACK_TEMPORARY_DIRECTORY}/*)
 
-# Manual pages and changelogs are compressed, without anything of the time or place.
+# Manual pages and changelogs are compressed without timestamps or names.
 file(GLOB_RECURSE texts ${components}/usr/share/man/*.[15] ${components}/usr/share/doc/changelog.Debian)
 foreach(text IN LISTS texts)
   execute_process(COMMAND gzip -9nf ${text} COMMAND_ERROR_IS_FATAL ANY)
@@ -14,8 +14,8 @@ execute_process(
   COMMAND strip --strip-unneeded --remove-section=.comment --remove-section=.note ${libraries} ${programs}
   COMMAND_ERROR_IS_FATAL ANY)
 
-# Whoever is built with the libraries asks for the version that it was built with: by the symbols that it
-# uses, or, where these are not looked at, by the soname.
+# A package built with the libraries depends on the version that introduced the symbols that it uses. Where symbols are
+# not checked, it depends on the version that it was built with, by soname.
 set(shlibs "")
 foreach(library IN LISTS libraries)
   string(REGEX MATCH "(lib[^/]*)\\.so\\.([0-9]+)" soname ${library})

@@ -1,9 +1,9 @@
 # Defines the targets
 #
-#   QZSensorAgent::AgentCommon   the library, with the framework and the HBA API
-#   QZSensorAgent::Framework     the framework alone
+#   QZSensorAgent::AgentCommon   the library, with the framework and the HBA library
+#   QZSensorAgent::Framework     only the framework
 #
-# The library calls the HBA API without linking it, so whoever links the library links the HBA API too.
+# The library calls the HBA library without linking it, so its users link the HBA library too.
 include(CMakeFindDependencyMacro)
 find_dependency(PkgConfig)
 if(NOT TARGET PkgConfig::HBAAPI)
@@ -11,7 +11,7 @@ if(NOT TARGET PkgConfig::HBAAPI)
 endif()
 if(NOT TARGET PkgConfig::HBAAPI)
   set(QZSensorAgentCommon_FOUND FALSE)
-  set(QZSensorAgentCommon_NOT_FOUND_MESSAGE "pkg-config does not find HBAAPI, the HBA API's common library")
+  set(QZSensorAgentCommon_NOT_FOUND_MESSAGE "pkg-config does not find HBAAPI, the SNIA common library")
   return()
 endif()
 

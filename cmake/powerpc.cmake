@@ -1,5 +1,5 @@
-# Builds for 32-bit big-endian PowerPC Linux with Debian's cross compiler, against the folder that
-# scripts/powerpc-sysroot fills; what is built runs under qemu.
+# Toolchain for 32-bit big-endian PowerPC Linux: Debian's cross compiler, with the dependencies in the folder that
+# scripts/powerpc-sysroot fills. The built programs run under qemu.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ppc)
 set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
@@ -9,7 +9,7 @@ set(QZ_EMULATOR qemu-ppc-static)
 set(QZ_EMULATED_ROOT /usr/powerpc-linux-gnu)
 set(CMAKE_CROSSCOMPILING_EMULATOR "${QZ_EMULATOR};-L;${QZ_EMULATED_ROOT}")
 
-# Nothing of the build machine's own libraries and headers is to be found.
+# CMake must not find libraries and headers of the build machine.
 get_filename_component(qz_sysroot "${CMAKE_CURRENT_LIST_DIR}/../build/powerpc-sysroot" ABSOLUTE)
 set(QZ_EMULATED_LOCALES "${qz_sysroot}/usr/lib/locale")
 set(CMAKE_FIND_ROOT_PATH "${qz_sysroot}")

@@ -1,4 +1,4 @@
-// Writes the first three events of category 3, subcategory 7 at board 0 to standard output, encoded as scope data.
+// Writes the first three events of category 3, subcategory 7, at board 0 to standard output, encoded as scope data.
 #include <cstdio>
 #include <ctime>
 #include <exception>
@@ -28,7 +28,7 @@ struct Catch
     std::promise<void> mIsComplete;
 };
 
-/// Runs on threads of the vendor's library, into which no exception may go: one ends the process.
+/// Runs on threads of the diagnostic library. An exception must not enter it: noexcept ends the process instead.
 void take(unsigned int, HBA_wwn, unsigned int, unsigned int, void* aCatch, QZ_event* aEvent) noexcept
 {
     auto& caught = *static_cast<Catch*>(aCatch);
@@ -49,24 +49,24 @@ int main()
 try
 {
     Catch caught;
-    unsigned char const kind[] = {3, 7};  // encoded, as a kind of events is made from that form alone
+    unsigned char const kind[] = {3, 7};  // a scope event can only be created from its encoded form
     QZCEncodableInStream in(kind, sizeof kind);
     caught.mKind->decode(in);
     QZCLibvqmAbs libvqm;
     libvqm.LIBVQM_LoadLibrary();
     libvqm.LIBVQM_Init();
     QZCPointer<QZCWorldWideName> first;
-    QZCPointer<QZCWorldWideName> second;  // that of the port, which the registration asks for
+    QZCPointer<QZCWorldWideName> second;  // name of the port, which the registration needs
     libvqm.LIBVQM_GetAdapterInfo(0, first, second);
     unsigned int id = 0;
     if (!libvqm.LIBVQM_IsQzapiSupported() ||
         libvqm.LIBVQM_QzapiRegEvent(0, second, caught.mKind, &caught, &id, &take) != QZ_OK)
     {
-        std::fputs("event_catcher: board 0 offers no such events\n", stderr);
+        std::fputs("event_catcher: cannot register for Quazor events of board 0\n", stderr);
         return 1;
     }
     caught.mIsComplete.get_future().wait();
-    libvqm.LIBVQM_QzapiUnregEvent(0, second, id);  // when it returns no callback runs any more
+    libvqm.LIBVQM_QzapiUnregEvent(0, second, id);  // after this, no callback runs
     libvqm.LIBVQM_Close();
     libvqm.LIBVQM_FreeLibrary();
 

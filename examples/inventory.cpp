@@ -14,7 +14,7 @@
 
 namespace
 {
-/// The HBA API library, which is freed again whatever happens.
+/// Loads the HBA API library, and frees it even after an exception.
 class LoadedHbaapi
 {
 public:
@@ -26,7 +26,7 @@ private:
     QZCHbaapiAbs& mHbaapi;
 };
 
-/// An adapter, closed likewise.
+/// Opens an adapter, and closes it even after an exception.
 class OpenAdapter
 {
 public:
@@ -46,7 +46,7 @@ private:
 void listPorts(QZCHbaapiAbs& aHbaapi, char const* aName)
 {
     OpenAdapter const adapter(aHbaapi, aName);
-    // What the layer allocates is the caller's.
+    // The caller owns the memory that the layer allocates.
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(
         aHbaapi.HA_GetAdapterAttributes(adapter.handle()));
     unsigned int count = 0;

@@ -1,5 +1,5 @@
-// Hands the library's log lines to a service manager: with a priority in front, by which it files them, and
-// without the time, which it knows itself. The adapters' names are read to have something to log.
+// Passes the log lines of the library to a service manager: with a priority prefix, and without the time, which the
+// service manager adds. Reads the adapter names to produce some log lines.
 #include <cstddef>
 #include <cstdio>
 #include <exception>
@@ -12,11 +12,11 @@
 
 namespace
 {
-/// A line begins with the time and a blank, then comes the tag of its level.
+/// A line starts with the time and a blank, followed by the tag of its level.
 constexpr std::size_t timeLength = 28;
 constexpr std::size_t tagLength = 3;
 
-/// Takes the place of the framework's own output as long as it lives.
+/// Replaces the log output of the framework during its lifetime.
 class ServiceLog
 {
 public:
@@ -26,7 +26,7 @@ public:
     ServiceLog& operator=(ServiceLog const&) = delete;
 
 private:
-    /// Called by any thread. A single call of the C library keeps the line in one piece.
+    /// Any thread may call this. A single fprintf call keeps the line in one piece.
     static void write(void* aStream, char const* aLine, unsigned int aLength) noexcept
     {
         std::string_view line(aLine, aLength);

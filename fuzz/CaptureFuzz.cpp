@@ -1,5 +1,5 @@
-// Reads captures record by record, from the input as it is and from the same bytes as hexadecimal text. Both
-// must give what one look at all bytes gives.
+// Reads captures record by record, from the input itself and from the same bytes as hexadecimal text. Both must
+// yield the records that are decoded from all bytes at once.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -20,7 +20,7 @@ namespace
 using fuzz::expect;
 using qzagent::CaptureRecord;
 
-/// What is read until the end or the first damage.
+/// The records up to the end or the first damaged one.
 struct Content
 {
     std::vector<CaptureRecord> mRecords;
@@ -70,14 +70,14 @@ Content readCapture(std::string const& aPath)
         std::uint64_t position = 0;
         while (std::optional<CaptureRecord> record = capture.next())
         {
-            expect(capture.position() == position, "a record begins where the one before it ends");
+            expect(capture.position() == position, "a record begins where the previous one ends");
             position += record->mSize;
             content.mRecords.push_back(*record);
         }
     }
     catch (qzagent::CaptureError const& error)
     {
-        expect(std::string(error.what()).find(aPath) != std::string::npos, "a refusal names the file");
+        expect(std::string(error.what()).find(aPath) != std::string::npos, "an error message names the file");
         content.mIsWhole = false;
     }
     return content;
@@ -87,7 +87,7 @@ bool isHexText(std::vector<unsigned char> const& aBytes)
 {
     std::string head(aBytes.begin(), aBytes.end());
     head.resize(std::min(head.size(), qzagent::HexText::headSize));
-    return qzagent::HexText::isBegunBy(head);
+    return qzagent::HexText::isText(head);
 }
 }  // namespace
 
@@ -96,12 +96,11 @@ void fuzz::check(Input aInput)
     static MemoryFile file;
     std::vector<unsigned char> const bytes(aInput.data(), aInput.data() + aInput.size());
     file.write(bytes.data(), bytes.size());
-    Content const asItIs = readCapture(file.path());
-    Content const inOneLook = contentOf(bytes);
-    expect(isHexText(bytes) || isSame(asItIs, inOneLook),
-           "records do not depend on the window they are seen by");
+    Content const fromFile = readCapture(file.path());
+    Content const atOnce = contentOf(bytes);
+    expect(isHexText(bytes) || isSame(fromFile, atOnce), "the records do not depend on the read window");
 
     std::string const text = "# as text\n" + qzagent::hexOf(bytes);
     file.write(text.data(), text.size());
-    expect(isSame(readCapture(file.path()), inOneLook), "hexadecimal text holds the records of its bytes");
+    expect(isSame(readCapture(file.path()), atOnce), "hexadecimal text yields the records of its bytes");
 }

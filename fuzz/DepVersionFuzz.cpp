@@ -1,4 +1,4 @@
-// Parses version text and compares with components parsed by code of our own.
+// Parses version texts and compares them with components from an independent parser.
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +26,7 @@ using Components = std::vector<std::uint32_t>;
 bool isBlank(char aCharacter) { return std::strchr(" \t\n\v\f\r", aCharacter) != nullptr; }
 bool isDigit(char aCharacter) { return aCharacter >= '0' && aCharacter <= '9'; }
 
-/// The number that the text begins with, cut to 32 bits; one that 64 bits do not hold counts as the limit.
+/// The number at the start of the text, saturated to 64 bits and then truncated to 32 bits.
 std::uint32_t numberIn(std::string const& aText)
 {
     std::size_t i = 0;
@@ -71,7 +71,7 @@ QZCDepVersion versionOf(Components const& aComponents)
     return QZCDepVersion(text.c_str());
 }
 
-/// Of versions whose components differ in one place only: the order that this place gives.
+/// Compares the version with versions that differ from it in a single component.
 void checkOrder(QZCDepVersion const& aVersion, Components const& aComponents)
 {
     for (std::size_t i = 0; i < aComponents.size(); ++i)
@@ -80,9 +80,9 @@ void checkOrder(QZCDepVersion const& aVersion, Components const& aComponents)
         changed[i] += 1;
         QZCDepVersion const other = versionOf(changed);
         bool const isLess = changed[i] != 0;
-        expect(!(aVersion == other), "every component counts");
-        expect((aVersion < other) == isLess, "the component decides what is less");
-        expect((aVersion > other) != isLess, "the component decides what is greater");
+        expect(!(aVersion == other), "versions that differ in a component are not equal");
+        expect((aVersion < other) == isLess, "the differing component decides what is less");
+        expect((aVersion > other) != isLess, "the differing component decides what is greater");
     }
 }
 
@@ -94,7 +94,7 @@ void checkVersion(std::string const& aText, Components const& aComponents)
     checkOrder(version, aComponents);
 }
 
-/// The exit handlers belong to the fuzzer, which must not hear of a child that ends.
+/// Ends a child without the fuzzer's exit handlers, which would report a crash.
 void leaveAtOnce(int aStatus, void*) { ::_exit(aStatus); }
 
 /// @return the wait status of a process that parses the text
@@ -107,11 +107,11 @@ int statusOfParsing(std::string const& aText)
         QZCDepVersion const version(aText.c_str());
         ::_exit(EXIT_SUCCESS);
     }
-    expect(child > 0, "there is a process to be had");
+    expect(child > 0, "fork succeeds");
     int status = 0;
     while (::waitpid(child, &status, 0) == -1)
     {
-        expect(errno == EINTR, "the process can be waited for");  // by the fuzzer's clock
+        expect(errno == EINTR, "waiting succeeds unless the fuzzer's timer interrupts it");
     }
     return status;
 }

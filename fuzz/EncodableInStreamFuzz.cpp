@@ -1,5 +1,5 @@
-// Extracts elements in any order. The first byte is the number of extractions, each of the bytes behind it
-// chooses one; what is left is the stream.
+// Extracts elements in any order. The first byte of the input is the number of extractions. Each of the bytes after
+// it selects one type, and the rest is the stream.
 #include <vector>
 
 #include "backend/common/include/Buffer.h"
@@ -11,7 +11,7 @@ namespace
 {
 using fuzz::expect;
 
-/// The targets of all extractions: like the stream they must stand a refusal untouched.
+/// The targets of all extractions. A refused extraction must not change them.
 struct Targets
 {
     bool mBool = false;
@@ -67,7 +67,7 @@ void checkExtraction(QZCEncodableInStream& aIn, Type aType, Targets& aTargets)
     try
     {
         extract(aIn, aType, aTargets);
-        expect(aIn.getRemaining() < remaining, "an extraction takes bytes");
+        expect(aIn.getRemaining() < remaining, "an extraction consumes bytes");
         if (aType == Type::buffer)
         {
             expect(aTargets.mBuffer->getLength() < remaining, "a buffer is not longer than the input");
@@ -75,9 +75,9 @@ void checkExtraction(QZCEncodableInStream& aIn, Type aType, Targets& aTargets)
     }
     catch (QZCEncodingEx const& error)
     {
-        expect(error.getCode() == 100, "a refusal has the code 100");
-        expect(aIn.getRemaining() == remaining, "a refused extraction leaves the stream where it was");
-        expect(isSame(aTargets, before), "a refused extraction leaves the target as it was");
+        expect(error.getCode() == 100, "a refused extraction has the code 100");
+        expect(aIn.getRemaining() == remaining, "a refused extraction does not move the stream");
+        expect(isSame(aTargets, before), "a refused extraction does not change the target");
     }
 }
 }  // namespace

@@ -10,7 +10,7 @@ namespace
 void dropLine(void*, char const*, unsigned int) {}
 }  // namespace
 
-/// All lines are formatted, with what the input put into them, and none is written.
+/// Every log line is formatted, with values from the input, and then dropped.
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     SetLogLevelMask(QZLL_Assertion | QZLL_Error | QZLL_Notice | QZLL_Information | QZLL_Trace);

@@ -1,6 +1,6 @@
 /// @file
-/// What the fuzz targets share. Each target is a program of one source, which defines check(); Fuzz.cpp has the
-/// entry points that libFuzzer calls.
+/// Shared by all fuzz targets. Each target is a program with a source that defines check(). Fuzz.cpp has the entry points
+/// that libFuzzer calls.
 #pragma once
 
 #include <algorithm>
@@ -12,17 +12,17 @@
 
 namespace fuzz
 {
-/// The bytes of one run.
+/// The input of one run.
 class Input
 {
 public:
     Input(std::uint8_t const* aBytes, std::size_t aSize) : mBytes(aBytes), mSize(aSize) {}
 
-    /// What has not been taken.
+    /// The bytes that have not been taken.
     std::uint8_t const* data() const { return mBytes; }
     std::size_t size() const { return mSize; }
 
-    /// Takes the first byte; 0 when there are no more.
+    /// Takes the first byte, or returns 0 when none is left.
     std::uint8_t take()
     {
         if (mSize == 0)
@@ -38,22 +38,22 @@ private:
     std::size_t mSize;
 };
 
-/// What has not been taken, as a text, which ends at its first NUL.
+/// The bytes that have not been taken, as a text up to the first NUL.
 inline std::string textOf(Input const& aInput)
 {
     std::uint8_t const* const end = aInput.data() + aInput.size();
     return {aInput.data(), std::find(aInput.data(), end, 0)};
 }
 
-/// One run of the target. Whatever leaves it other than by a return is a finding.
+/// Runs the target once. Every exit other than a return is a failure.
 void check(Input aInput);
 
-/// Makes the input a finding unless the promise was kept.
-inline void expect(bool aIsKept, char const* aPromise)
+/// Aborts, so that libFuzzer reports the input, unless the property holds.
+inline void expect(bool aHolds, char const* aProperty)
 {
-    if (!aIsKept)
+    if (!aHolds)
     {
-        std::fprintf(stderr, "broken promise: %s\n", aPromise);
+        std::fprintf(stderr, "violated: %s\n", aProperty);
         std::abort();
     }
 }

@@ -1,5 +1,5 @@
-// The layer over the HBA API with a vendor library whose answers the input decides, one after the other; when
-// it is used up every answer is a success. A model for each query says what the layer must ask.
+// Runs the HBA API layer with an HBA library that answers from the input. When the input is used up, every answer is a
+// success. A model of each query predicts the requests of the layer.
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
@@ -28,7 +28,7 @@ constexpr HBA_HANDLE handle = 7;
 constexpr unsigned int senseSize = 256;
 constexpr unsigned int mostAttempts = 5;
 
-/// All answers with a name, one without, and the largest number.
+/// Every status that has a name, one without a name, and the largest number.
 HBA_STATUS statusOf(unsigned int aNumber)
 {
     constexpr unsigned int numStatuses = 33;
@@ -36,7 +36,7 @@ HBA_STATUS statusOf(unsigned int aNumber)
     return status == numStatuses - 1 ? std::numeric_limits<HBA_STATUS>::max() : status;
 }
 
-/// What the layer is to do with the target mappings.
+/// The expected behaviour for target mappings.
 class MappingModel
 {
 public:
@@ -63,7 +63,7 @@ public:
     bool mHasSucceeded = false;
 };
 
-/// What the layer is to do with REPORT LUNS.
+/// The expected behaviour for REPORT LUNS.
 class LunsModel
 {
 public:
@@ -89,26 +89,26 @@ public:
     bool mHasSucceeded = false;
 };
 
-/// The vendor library of one run.
-struct Vendor
+/// The HBA library of one run.
+struct HbaLibrary
 {
     fuzz::Input mInput;
     std::unique_ptr<MappingModel> mMapping = {};
     std::unique_ptr<LunsModel> mLuns = {};
-    HBA_STATUS mStatus = HBA_STATUS_OK;  ///< of the answer before
+    HBA_STATUS mStatus = HBA_STATUS_OK;  ///< of the last answer
     unsigned int mNumCalls = 0;
     unsigned long mSleptMS = 0;
 };
 
-Vendor* gVendor = nullptr;
+HbaLibrary* gLibrary = nullptr;
 
-/// Answers a call that is not modelled further, with an area full of one byte.
+/// Answers a call without a model by filling the area with one byte value.
 HBA_STATUS fill(void* aArea, std::size_t aSize)
 {
-    ++gVendor->mNumCalls;
-    std::memset(aArea, gVendor->mInput.take(), aSize);
-    gVendor->mStatus = statusOf(gVendor->mInput.take());
-    return gVendor->mStatus;
+    ++gLibrary->mNumCalls;
+    std::memset(aArea, gLibrary->mInput.take(), aSize);
+    gLibrary->mStatus = statusOf(gLibrary->mInput.take());
+    return gLibrary->mStatus;
 }
 
 bool isZero(void const* aArea, std::size_t aSize)
@@ -134,17 +134,18 @@ std::string refusalOf(Call const& aCall)
 
 void checkNames(QZCHbaapiAbs& aLayer)
 {
-    unsigned int const count = gVendor->mInput.take() % 8;
+    unsigned int const count = gLibrary->mInput.take() % 8;
     QZCVector<QZCString> names;
-    gVendor->mNumCalls = 0;
-    gVendor->mStatus = HBA_STATUS_OK;
+    gLibrary->mNumCalls = 0;
+    gLibrary->mStatus = HBA_STATUS_OK;
     std::string const refusal =
         refusalOf<QZCExitConditionEx>([&] { aLayer.HA_GetAdapterNames(count, names); });
-    bool const hasFailed = gVendor->mStatus != HBA_STATUS_OK;
-    expect(refusal == (hasFailed ? "19: HBA_GetAdapterName method failed" : ""), "a name that fails is told");
-    expect(hasFailed || gVendor->mNumCalls == count, "every name is asked for");
-    expect(names.size() == gVendor->mNumCalls - (hasFailed ? 1 : 0),
-           "names are kept up to the one that fails");
+    bool const hasFailed = gLibrary->mStatus != HBA_STATUS_OK;
+    expect(refusal == (hasFailed ? "19: HBA_GetAdapterName method failed" : ""),
+           "a failing name is reported");
+    expect(hasFailed || gLibrary->mNumCalls == count, "every name is requested");
+    expect(names.size() == gLibrary->mNumCalls - (hasFailed ? 1 : 0),
+           "the names before the failing one are kept");
 }
 
 std::string refusalOfAttributes(HBA_STATUS aStatus, bool aHasPorts)
@@ -164,26 +165,27 @@ void checkPorts(QZCHbaapiAbs& aLayer, HBA_ADAPTERATTRIBUTES const& aAttributes)
 {
     unsigned int number = 0;
     std::unique_ptr<HBA_PORTATTRIBUTES[]> ports;
-    gVendor->mNumCalls = 0;
+    gLibrary->mNumCalls = 0;
     std::string const refusal =
         refusalOf<QZCHbaapiEx>([&] { ports.reset(aLayer.HA_GetAdapterPorts(handle, &aAttributes, number)); });
-    bool const hasFailed = gVendor->mStatus != HBA_STATUS_OK;
+    bool const hasFailed = gLibrary->mStatus != HBA_STATUS_OK;
     expect(refusal == (hasFailed ? "802: HBA_GetAdapterPortAttributes method failed" : ""),
-           "a port that fails is told");
+           "a failing port is reported");
     expect(number == aAttributes.NumberOfPorts, "the number of ports is that of the attributes");
-    expect(hasFailed || gVendor->mNumCalls == number, "every port is asked for");
+    expect(hasFailed || gLibrary->mNumCalls == number, "every port is requested");
 }
 
 void checkAttributes(QZCHbaapiAbs& aLayer)
 {
-    unsigned int const numPorts = gVendor->mInput.size() != 0 ? gVendor->mInput.data()[0] % 8 : 0;
+    unsigned int const numPorts = gLibrary->mInput.size() != 0 ? gLibrary->mInput.data()[0] % 8 : 0;
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> attributes;
     std::string const refusal =
         refusalOf<QZCHbaapiEx>([&] { attributes.reset(aLayer.HA_GetAdapterAttributes(handle)); });
-    expect(refusal == refusalOfAttributes(gVendor->mStatus, numPorts != 0), "attributes come or are refused");
+    expect(refusal == refusalOfAttributes(gLibrary->mStatus, numPorts != 0),
+           "attributes are returned or refused according to the status");
     if (attributes)
     {
-        expect(attributes->NumberOfPorts == numPorts, "attributes come as they were answered");
+        expect(attributes->NumberOfPorts == numPorts, "attributes are returned unchanged");
         checkPorts(aLayer, *attributes);
     }
 }
@@ -198,32 +200,32 @@ HBA_FCPTargetMapping* newMapping(unsigned int aEntries)
 
 void checkMappings(QZCHbaapiAbs& aLayer)
 {
-    unsigned int const entries = gVendor->mInput.take();
+    unsigned int const entries = gLibrary->mInput.take();
     HBA_FCPTargetMapping* mapping = entries != 0 ? newMapping(entries) : nullptr;
     HBA_FCPTargetMapping* returned = nullptr;
-    gVendor->mMapping = std::make_unique<MappingModel>(entries != 0 ? entries : 256);
-    gVendor->mSleptMS = 0;
+    gLibrary->mMapping = std::make_unique<MappingModel>(entries != 0 ? entries : 256);
+    gLibrary->mSleptMS = 0;
     std::string const refusal =
         refusalOf<QZCHbaapiEx>([&] { returned = aLayer.HA_GetTargetMappings(handle, mapping); });
-    MappingModel const& model = *gVendor->mMapping;
-    expect(model.mIsOver, "mappings are asked for until the answer is final");
+    MappingModel const& model = *gLibrary->mMapping;
+    expect(model.mIsOver, "mappings are requested until the answer is final");
     expect(refusal == (model.mHasSucceeded ? "" : "802: HBA_GetFcpTargetMapping method failed"),
-           "mappings come or are refused");
+           "mappings are returned or refused according to the status");
     expect((mapping != nullptr) == model.mHasSucceeded && returned == mapping,
-           "there is a block after a success and none after a failure");
-    expect(gVendor->mSleptMS == 1000 * model.mNumBusy, "every busy answer is waited out for a second");
+           "a success returns a block and a failure none");
+    expect(gLibrary->mSleptMS == 1000 * model.mNumBusy, "the layer waits one second after every busy answer");
     std::free(mapping);
 }
 
 void checkLuns(QZCHbaapiAbs& aLayer)
 {
-    unsigned int size = 4U + gVendor->mInput.take();
+    unsigned int size = 4U + gLibrary->mInput.take();
     void* buffer = std::malloc(size);
     std::memset(buffer, 0x5a, size);
-    gVendor->mLuns = std::make_unique<LunsModel>(size);
+    gLibrary->mLuns = std::make_unique<LunsModel>(size);
     std::string const refusal =
         refusalOf<QZCHbaapiEx>([&] { aLayer.HA_SendReportLUNs(handle, HBA_WWN{}, &buffer, &size); });
-    LunsModel const& model = *gVendor->mLuns;
+    LunsModel const& model = *gLibrary->mLuns;
     expect(model.mIsOver, "LUNs are asked for until the answer is final");
     expect(refusal == (model.mHasSucceeded ? "" : "802: HBA_SendReportLUNs method failed"),
            "LUNs come or are refused");
@@ -251,14 +253,15 @@ extern "C"
 
     HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING* aMapping)
     {
-        MappingModel& model = *gVendor->mMapping;
-        expect(!model.mIsOver, "after a final answer nothing is asked");
-        expect(aMapping->NumberOfEntries == model.mRoom, "mappings are asked for in the room that they need");
-        expect(isZero(aMapping->entry, model.mRoom * sizeof *aMapping->entry), "the block is one of zeros");
-        HBA_STATUS const status = statusOf(gVendor->mInput.take());
-        unsigned int const number = gVendor->mInput.take();
+        MappingModel& model = *gLibrary->mMapping;
+        expect(!model.mIsOver, "no request follows a final answer");
+        expect(aMapping->NumberOfEntries == model.mRoom,
+               "the request has the room that the last answer demanded");
+        expect(isZero(aMapping->entry, model.mRoom * sizeof *aMapping->entry), "the block is zeroed");
+        HBA_STATUS const status = statusOf(gLibrary->mInput.take());
+        unsigned int const number = gLibrary->mInput.take();
         std::memset(aMapping->entry, 0xa5, model.mRoom * sizeof *aMapping->entry);
-        // A demand for fewer than two entries ends the process.
+        // The layer ends the process when fewer than two entries are demanded.
         aMapping->NumberOfEntries = status == HBA_STATUS_ERROR_MORE_DATA ? 2 + 2 * number : number;
         model.take(status, aMapping->NumberOfEntries);
         return status;
@@ -267,14 +270,14 @@ extern "C"
     HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void* aResponse, HBA_UINT32 aSize, void* aSense,
                                   HBA_UINT32 aSenseSize)
     {
-        LunsModel& model = *gVendor->mLuns;
-        expect(!model.mIsOver, "after a final answer nothing is asked");
-        expect(aSize == model.mSize && aSenseSize == senseSize, "the blocks have their sizes");
+        LunsModel& model = *gLibrary->mLuns;
+        expect(!model.mIsOver, "no request follows a final answer");
+        expect(aSize == model.mSize && aSenseSize == senseSize, "the blocks have the expected sizes");
         expect(model.mNumAttempts != 0 || (isZero(aResponse, aSize) && isZero(aSense, aSenseSize)),
-               "the blocks of the first request are zero");
-        HBA_STATUS const status = statusOf(gVendor->mInput.take());
-        unsigned int const high = gVendor->mInput.take();
-        unsigned int const length = high << 8 | gVendor->mInput.take();
+               "the blocks of the first request are zeroed");
+        HBA_STATUS const status = statusOf(gLibrary->mInput.take());
+        unsigned int const high = gLibrary->mInput.take();
+        unsigned int const length = high << 8 | gLibrary->mInput.take();
         std::memset(aSense, 0xa5, aSenseSize);
         std::memset(aResponse, 0xa5, aSize);
         unsigned int const written = htonl(length);
@@ -284,17 +287,17 @@ extern "C"
     }
 }
 
-/// Stands before that of the framework: nobody waits for a fuzzer.
-void ClibSleepMS(unsigned long aMilliseconds) { gVendor->mSleptMS += aMilliseconds; }
+/// Replaces the framework's function, so that the fuzzer does not wait.
+void ClibSleepMS(unsigned long aMilliseconds) { gLibrary->mSleptMS += aMilliseconds; }
 
 void fuzz::check(Input aInput)
 {
-    Vendor vendor{aInput};
-    gVendor = &vendor;
+    HbaLibrary library{aInput};
+    gLibrary = &library;
     QZCHbaapiAbs layer;
     void (*const checks[])(QZCHbaapiAbs&) = {checkNames, checkAttributes, checkMappings, checkLuns};
-    while (vendor.mInput.size() != 0)
+    while (library.mInput.size() != 0)
     {
-        checks[vendor.mInput.take() % std::size(checks)](layer);
+        checks[library.mInput.take() % std::size(checks)](layer);
     }
 }

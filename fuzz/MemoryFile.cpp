@@ -14,7 +14,7 @@ namespace fuzz
 MemoryFile::MemoryFile()
     : mDescriptor(::memfd_create("input", MFD_CLOEXEC)), mPath("/proc/self/fd/" + std::to_string(mDescriptor))
 {
-    expect(mDescriptor >= 0, "there is a file in memory to be had");
+    expect(mDescriptor >= 0, "memfd_create succeeds");
 }
 
 MemoryFile::~MemoryFile() { ::close(mDescriptor); }
@@ -23,6 +23,6 @@ void MemoryFile::write(void const* aBytes, std::size_t aSize)
 {
     bool const isCleared = ::ftruncate(mDescriptor, 0) == 0;
     bool const isWritten = ::pwrite(mDescriptor, aBytes, aSize, 0) == static_cast<ssize_t>(aSize);
-    expect(isCleared && isWritten, "the file in memory takes the input");
+    expect(isCleared && isWritten, "the input is written to the file in memory");
 }
 }  // namespace fuzz

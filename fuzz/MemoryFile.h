@@ -1,5 +1,5 @@
 /// @file
-/// A file for code that reads from a path, without a disk.
+/// A file in memory for code that reads from a path.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 
 namespace fuzz
 {
-/// A file in memory with one content after the other.
+/// A file in memory whose content can be replaced.
 class MemoryFile
 {
 public:
@@ -21,7 +21,7 @@ public:
     /// Replaces the content.
     void write(void const* aBytes, std::size_t aSize);
 
-    /// Opens the file anew, from its beginning.
+    /// A path that opens the file from its start.
     std::string const& path() const { return mPath; }
 
 private:

@@ -1,4 +1,4 @@
-// Reads scenarios: each is one whose summary can be printed, or is refused with the place of the mistake.
+// Reads scenarios. Each is accepted with a printable summary, or refused with the position of the mistake.
 #include <algorithm>
 #include <cstddef>
 #include <string>
@@ -21,7 +21,7 @@ bool isPrintable(std::string const& aText)
                         });
 }
 
-/// Takes a number and the colon behind it off the front.
+/// Removes a number and a colon from the front.
 bool takeNumber(std::string& aText)
 {
     std::size_t const digits = std::min(aText.find_first_not_of("0123456789"), aText.size());
@@ -52,11 +52,11 @@ void fuzz::check(Input aInput)
     try
     {
         std::string const summary = summaryOf(qzsim::readScenario(file.path()));
-        expect(!summary.empty() && isPrintable(summary), "a scenario has a summary that can be printed");
+        expect(!summary.empty() && isPrintable(summary), "a scenario has a printable summary");
     }
     catch (qzsim::ScenarioError const& error)
     {
-        expect(hasPlace(error.what(), file.path()), "a scenario is refused with the place");
-        expect(isPrintable(error.what()), "the refusal can be printed");
+        expect(hasPlace(error.what(), file.path()), "a refusal has the position");
+        expect(isPrintable(error.what()), "a refusal is printable");
     }
 }

@@ -1,5 +1,5 @@
-// Decodes scope data, one record after the other. What was decoded must encode to a form that decodes to
-// itself.
+// Decodes scope data, one record after the other. The encoded form of each decoded record must decode to the same record
+// again.
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -29,7 +29,7 @@ bool isSame(QZCBuffer const& aLeft, QZCBuffer const& aRight)
                        aLeft.getLength()) == 0;
 }
 
-/// A number below 24 takes one byte, a larger one two.
+/// A number below 24 is encoded in one byte, a larger one in two.
 unsigned int bytesBeyondOne(unsigned char aNumber) { return aNumber < QZCEncodedForm::sgFollows1 ? 0 : 1; }
 
 void checkSize(QZCScopeData const& aRecord, QZCBuffer const& aEncoded)
@@ -39,7 +39,7 @@ void checkSize(QZCScopeData const& aRecord, QZCBuffer const& aEncoded)
     event.decode(in);
     expect(aEncoded.getLength() == aRecord.encodeSize() + bytesBeyondOne(event.getCategory()) +
                                        bytesBeyondOne(event.getSubcategory()),
-           "encodeSize() is the length of the encoded form");
+           "encodeSize() is the encoded length, with one byte for each category number");
 }
 
 void checkRoundTrip(QZCScopeData const& aRecord)
@@ -52,15 +52,15 @@ void checkRoundTrip(QZCScopeData const& aRecord)
     QZCScopeData again = emptyRecord();
     QZCEncodableInStream in(encoded, encoded.getLength());
     again.decode(in);
-    expect(in.getRemaining() == 0, "an encoded record is read to its end");
-    expect(again.eventDataSize() == aRecord.eventDataSize(), "the payload's size survives encoding");
+    expect(in.getRemaining() == 0, "decoding consumes the whole encoded record");
+    expect(again.eventDataSize() == aRecord.eventDataSize(), "the payload size survives a round trip");
 
     QZCEncodableOutStream second;
     again.encode(second);
-    expect(isSame(encoded, second.getEncoded()), "an encoded record decodes to the same encoding");
+    expect(isSame(encoded, second.getEncoded()), "a decoded record encodes to the same bytes");
 }
 
-/// @return whether there was a record
+/// @return whether a record was decoded
 bool checkNext(QZCEncodableInStream& aIn)
 {
     unsigned int const before = aIn.getRemaining();
@@ -71,14 +71,14 @@ bool checkNext(QZCEncodableInStream& aIn)
     }
     catch (QZCEncodingEx const& error)
     {
-        expect(error.getCode() == 100, "a refusal has the code 100");
+        expect(error.getCode() == 100, "a refused record has the code 100");
         return false;
     }
     catch (QZCNoMemoryEx const&)
     {
         return false;
     }
-    expect(aIn.getRemaining() < before, "a record takes bytes");
+    expect(aIn.getRemaining() < before, "decoding consumes bytes");
     checkRoundTrip(record);
     return true;
 }

@@ -1,4 +1,4 @@
-// Sets World Wide Names from text and compares with a scan of our own.
+// Sets World Wide Names from text and compares them with an independent parser.
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -30,8 +30,7 @@ std::size_t digitOf(char aCharacter)
     return place == std::string::npos ? place : place % 16;
 }
 
-/// Scans a pair as a hexadecimal number, which may have blanks and a sign before it. Leaves aValue alone when
-/// there is none.
+/// Parses a pair as a hexadecimal number after optional blanks and a sign. Without a number, aValue is unchanged.
 void scan(std::string const& aPair, unsigned int& aValue)
 {
     std::size_t i = 0;
@@ -54,7 +53,7 @@ void scan(std::string const& aPair, unsigned int& aValue)
     }
 }
 
-/// Where the first separator is wrong; the text's length when all are right.
+/// The position of the first wrong separator, or the length of the text when all are right.
 std::size_t wrongSeparatorIn(std::string const& aText)
 {
     std::size_t place = pairDistance - 1;
@@ -65,7 +64,7 @@ std::size_t wrongSeparatorIn(std::string const& aText)
     return place < aText.size() ? place : aText.size();
 }
 
-/// What the bytes become: those up to the wrong separator, and then what they were before.
+/// The expected bytes: parsed up to the wrong separator, unchanged after it.
 Name bytesOf(std::string const& aText)
 {
     Name bytes = before;
@@ -94,8 +93,9 @@ bool set(QZCWorldWideName& aName, std::string const& aText)
     }
     catch (QZCInvalidEx const& error)
     {
-        expect(error.getCode() == 6, "a refusal has the code 6");
-        expect(std::strcmp(error.what(), "Invalid WWN string") == 0, "a refusal has its text");
+        expect(error.getCode() == 6, "a refused text has the code 6");
+        expect(std::strcmp(error.what(), "Invalid WWN string") == 0,
+               "a refused text has the message of an invalid name");
         return false;
     }
 }
@@ -106,7 +106,7 @@ void checkBinaryForm(QZCWorldWideName const& aName)
     QZCWorldWideName again;
     again.setStringForm(rebuilt.getStringForm());
     expect(std::memcmp(again.getBinaryForm(), aName.getBinaryForm(), numBytes) == 0,
-           "the text that bytes give stands for the same bytes");
+           "bytes survive the conversion to text and back");
 }
 }  // namespace
 
@@ -118,9 +118,9 @@ void fuzz::check(Input aInput)
     bool const isAccepted = set(name, text);
     bool const hasLength = text.size() == textLength;
     expect(isAccepted == (hasLength && wrongSeparatorIn(text) == textLength),
-           "a text is accepted that has its length and its separators");
+           "a text is accepted exactly if its length and separators are right");
     expect(name.getStringForm().get() == (hasLength ? text : textBefore),
-           "the text is kept, but for one of another length");
-    expect(isNow(name, hasLength ? bytesOf(text) : before), "the bytes are what the pairs stand for");
+           "a text of the right length is kept, even if it is refused");
+    expect(isNow(name, hasLength ? bytesOf(text) : before), "the bytes are the values of the pairs");
     checkBinaryForm(name);
 }

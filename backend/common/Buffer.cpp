@@ -42,7 +42,7 @@ void QZCBuffer::append(void const* apBytes, unsigned int aLength)
     {
         return;
     }
-    // Bytes that this very buffer owns move when it grows: remember where in it they stand.
+    // Bytes of this buffer itself move when it grows, so their offset is used instead of their address.
     std::uintptr_t const offset =
         reinterpret_cast<std::uintptr_t>(apBytes) - reinterpret_cast<std::uintptr_t>(mBytes);
     bool const isOwn = !mIsForeign && offset < mLength;

@@ -21,7 +21,7 @@ void* ClibMemset(void* apTarget, int aValue, unsigned int aLength)
 
 int ClibSprintf(char* apTarget, char const* apFormat, ...)
 {
-    // A text alone, such as what separates numbers, is its own result.
+    // A format without directives, such as the separator of a World Wide Name, is copied unchanged.
     if (std::strchr(apFormat, '%') == nullptr)
     {
         std::size_t const length = std::strlen(apFormat);

@@ -5,12 +5,12 @@
 
 namespace
 {
-/// The head of an encoded element.
+/// The decoded head of an element.
 struct QZCEncodedHead
 {
     unsigned char mMajor;
     std::uint64_t mValue;
-    unsigned int mSize;  ///< bytes it takes; 0 when it is cut, reserved or of indefinite length
+    unsigned int mSize;  ///< size in bytes; 0 when the head is truncated, reserved or of indefinite length
 };
 }  // namespace
 
@@ -58,7 +58,7 @@ static QZCEncodedHead __sReadHead(unsigned char const* apBytes, unsigned int aRe
     return head;
 }
 
-/// Says what stands at the start of apBytes.
+/// Describes the element at the start of apBytes.
 static void __sDescribe(char* apText, std::size_t aSize, unsigned char const* apBytes,
                         unsigned int aRemaining)
 {

@@ -4,17 +4,17 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <mutex>
 
 #include <poll.h>
 #include <unistd.h>
 
 namespace
 {
-/// Everything that makes up a line but its values.
+/// The parts of a line except its values.
 struct QZCLogLine
 {
     timespec mTime;
@@ -24,21 +24,55 @@ struct QZCLogLine
     char const* mFile;
     char const* mFormat;
 };
+
+/// A date and time, with months and days counted from 1.
+struct QZCLogTime
+{
+    unsigned int mYear;
+    unsigned int mMonth;
+    unsigned int mDay;
+    unsigned int mHour;
+    unsigned int mMinute;
+    unsigned int mSecond;
+};
+
+/// A sink with its context.
+struct QZCLogTarget
+{
+    QZLogSink mSink;
+    void* mContext;
+    QZCLogTarget const* mNext;  ///< the target that was known before this one
+};
 }  // namespace
 
 static std::atomic<unsigned int> sgLevelMask{~static_cast<unsigned int>(QZLL_Trace)};
 
-// The two belong together, so they are set and read under one lock; the sink is called outside it.
-static std::mutex sgSinkMutex;
-static QZLogSink sgSink = nullptr;
-static void* sgSinkContext = nullptr;
+// Where lines go; null stands for standard error. One pointer holds sink and context, so that a call takes both
+// or neither without a lock, which a forked child could find locked forever.
+static std::atomic<QZCLogTarget const*> sgTarget{nullptr};
 
-// One write is enough to keep lines apart, but for a line that a pipe takes in pieces only.
-static std::mutex sgWriteMutex;
+// All targets. None is ever freed: a call on another thread may still use a target that was replaced.
+static std::atomic<QZCLogTarget const*> sgTargets{nullptr};
 
-static void __sWriteToStandardError(char const* apLine, std::size_t aLength)
+static QZCLogTarget const* __sFindTarget(QZLogSink apSink, void* apContext)
 {
-    std::lock_guard<std::mutex> const lock(sgWriteMutex);
+    QZCLogTarget const* const newest = sgTargets.load();
+    for (QZCLogTarget const* target = newest; target != nullptr; target = target->mNext)
+    {
+        if (target->mSink == apSink && target->mContext == apContext)
+        {
+            return target;
+        }
+    }
+    QZCLogTarget* const added = new QZCLogTarget{apSink, apContext, newest};
+    while (!sgTargets.compare_exchange_weak(added->mNext, added))
+    {
+    }
+    return added;
+}
+
+static void __sWriteAll(char const* apLine, std::size_t aLength)
+{
     while (aLength > 0)
     {
         ssize_t const written = write(STDERR_FILENO, apLine, aLength);
@@ -47,9 +81,14 @@ static void __sWriteToStandardError(char const* apLine, std::size_t aLength)
             apLine += written;
             aLength -= static_cast<std::size_t>(written);
         }
+        else if (written == 0)
+        {
+            // Nothing was written and errno says nothing about it: another attempt could go on forever.
+            return;
+        }
         else if (errno == EAGAIN)
         {
-            // Someone made standard error non-blocking; a line must not end in its middle for that.
+            // Standard error is non-blocking. Wait, so that the line is written completely.
             pollfd room = {STDERR_FILENO, POLLOUT, 0};
             poll(&room, 1, -1);
         }
@@ -60,18 +99,21 @@ static void __sWriteToStandardError(char const* apLine, std::size_t aLength)
     }
 }
 
+static void __sWriteToStandardError(char const* apLine, std::size_t aLength)
+{
+    // A pipe may accept a long line in several pieces. The lock keeps the pieces together. It is that of the
+    // stream, because the C library releases it in a forked child.
+    flockfile(stderr);
+    __sWriteAll(apLine, aLength);
+    funlockfile(stderr);
+}
+
 static void __sDeliver(char const* apLine, std::size_t aLength)
 {
-    QZLogSink sink;
-    void* context;
+    QZCLogTarget const* const target = sgTarget.load();
+    if (target != nullptr)
     {
-        std::lock_guard<std::mutex> const lock(sgSinkMutex);
-        sink = sgSink;
-        context = sgSinkContext;
-    }
-    if (sink != nullptr)
-    {
-        sink(context, apLine, static_cast<unsigned int>(aLength));
+        target->mSink(target->mContext, apLine, static_cast<unsigned int>(aLength));
     }
     else
     {
@@ -79,8 +121,8 @@ static void __sDeliver(char const* apLine, std::size_t aLength)
     }
 }
 
-/// Adds what fits, as the standard's bounded printing does.
-/// @return the length that the whole text has
+/// Formats the text and truncates it to aSize - 1 characters.
+/// @return the length of the whole text
 static std::size_t __sFormatText(char* apRoom, std::size_t aSize, char const* apFormat, std::va_list aValues)
 {
     int const length = std::vsnprintf(apRoom, aSize, apFormat, aValues);
@@ -88,32 +130,53 @@ static std::size_t __sFormatText(char* apRoom, std::size_t aSize, char const* ap
     {
         return static_cast<std::size_t>(length);
     }
-    // Values that cannot be printed must not cost the line: its format still tells where it comes from.
+    // When a value cannot be printed, the format itself still shows where the line comes from.
     return static_cast<std::size_t>(std::snprintf(apRoom, aSize, "%s", apFormat));
 }
 
-/// Formats the line without its end into apRoom, cut to aSize - 1 characters.
-/// @return the length that the whole line has
+/// @return the time in UTC. gmtime_r() is not used: it takes a lock that a forked child could find locked forever
+static QZCLogTime __sGetUtc(std::time_t aSeconds)
+{
+    unsigned int const secondsPerDay = 86400;
+    unsigned int const daysPerEra = 146097;  // 400 years
+    // Counted from 1 March of year 0, so that a leap day is the last day of its year.
+    std::uint64_t const daysBefore1970 = 719468;
+    std::uint64_t const seconds = static_cast<std::uint64_t>(aSeconds) + daysBefore1970 * secondsPerDay;
+    unsigned int const day = static_cast<unsigned int>(seconds / secondsPerDay);
+    unsigned int const dayOfEra = day % daysPerEra;
+    unsigned int const yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    unsigned int const dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    unsigned int const month = (5 * dayOfYear + 2) / 153;  // 0 is March
+    unsigned int const second = static_cast<unsigned int>(seconds % secondsPerDay);
+    return {day / daysPerEra * 400 + yearOfEra + (month >= 10 ? 1 : 0),
+            month < 10 ? month + 3 : month - 9,
+            dayOfYear - (153 * month + 2) / 5 + 1,
+            second / 3600,
+            second / 60 % 60,
+            second % 60};
+}
+
+/// Formats the line without its end and truncates it to aSize - 1 characters.
+/// @return the length of the whole line
 static std::size_t __sFormatLine(char* apRoom, std::size_t aSize, QZCLogLine const& acrLine,
                                  std::va_list aValues)
 {
-    std::tm utc;
-    gmtime_r(&acrLine.mTime.tv_sec, &utc);
-    int const head = std::snprintf(
-        apRoom, aSize, "%04d-%02d-%02dT%02d:%02d:%02d.%06ldZ %s %s:%u %s: ", utc.tm_year + 1900,
-        utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, acrLine.mTime.tv_nsec / 1000,
-        acrLine.mTag, acrLine.mFile, acrLine.mLine, acrLine.mFunction);
+    QZCLogTime const utc = __sGetUtc(acrLine.mTime.tv_sec);
+    int const head =
+        std::snprintf(apRoom, aSize, "%04u-%02u-%02uT%02u:%02u:%02u.%06ldZ %s %s:%u %s: ", utc.mYear,
+                      utc.mMonth, utc.mDay, utc.mHour, utc.mMinute, utc.mSecond, acrLine.mTime.tv_nsec / 1000,
+                      acrLine.mTag, acrLine.mFile, acrLine.mLine, acrLine.mFunction);
     std::size_t const length = static_cast<std::size_t>(head);
     std::size_t const taken = length < aSize ? length : aSize - 1;
     return length + __sFormatText(apRoom + taken, aSize - taken, acrLine.mFormat, aValues);
 }
 
-/// Makes the characters one line: ends it once and leaves no other control character in it but tabs.
-/// @param apLine has room for one character more
+/// Ends the line with exactly one line end and replaces all other control characters except tabs.
+/// @param apLine the line, with room for one more character
 /// @return the length with the line end
 static std::size_t __sFinish(char* apLine, std::size_t aLength)
 {
-    // A line begins with its time, so this ends.
+    // The loop ends because a line starts with its time.
     while (apLine[aLength - 1] == '\n' || apLine[aLength - 1] == '\r')
     {
         --aLength;
@@ -130,7 +193,7 @@ static std::size_t __sFinish(char* apLine, std::size_t aLength)
     return aLength + 1;
 }
 
-/// Formats and delivers a line. It stands apart so that the masked call stays a test and a return.
+/// Formats and delivers a line. It is a separate function so that a masked call is only a test and a return.
 __attribute__((cold, noinline)) static void __sLog(QZCLogLine& arLine, std::va_list aValues)
 {
     int const savedErrno = errno;
@@ -147,7 +210,7 @@ __attribute__((cold, noinline)) static void __sLog(QZCLogLine& arLine, std::va_l
         if (larger != nullptr)
         {
             line = larger;
-            // A text that has grown since is cut, not followed.
+            // A value that has become longer since then is truncated.
             length = std::min(length, __sFormatLine(larger, length + 1, arLine, again));
         }
         else
@@ -185,7 +248,5 @@ unsigned int GetLogLevelMask() { return sgLevelMask.load(std::memory_order_relax
 
 void SetLogSink(QZLogSink apSink, void* apContext)
 {
-    std::lock_guard<std::mutex> const lock(sgSinkMutex);
-    sgSink = apSink;
-    sgSinkContext = apContext;
+    sgTarget.store(apSink != nullptr ? __sFindTarget(apSink, apContext) : nullptr);
 }

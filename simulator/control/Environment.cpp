@@ -23,7 +23,7 @@ Scenario readScenarioOfEnvironment()
     if (path == nullptr)
     {
         throw ScenarioError(
-            fmt::format("{} names no scenario, and must hold the path of one", scenarioVariable));
+            fmt::format("{} is not set; it must hold the path of a scenario", scenarioVariable));
     }
     return readScenario(path);
 }

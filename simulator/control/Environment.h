@@ -1,5 +1,5 @@
 /// @file
-/// The environment variables through which the runner controls the simulated libraries.
+/// Environment variables through which the runner controls the simulated libraries.
 #pragma once
 
 #include "simulator/control/Strikes.h"
@@ -10,16 +10,17 @@ namespace qzsim
 constexpr char const* scenarioVariable = "QZSIM_SCENARIO";
 constexpr char const* strikesVariable = "QZSIM_STRIKES";
 
-/// The value of the variable; null when it is not set or empty.
+/// @return the value of the variable; null when it is unset or empty
 char const* environment(char const* aVariable);
 
-/// The path of the scenario; null when nothing is to be simulated.
+/// @return the path of the scenario; null when nothing is to be simulated
 char const* scenarioOfEnvironment();
 
-/// Throws ScenarioError.
+/// Reads the scenario that the environment names.
+/// @throws ScenarioError when the environment names none, or the scenario is invalid
 Scenario readScenarioOfEnvironment();
 
-/// The strike counts of this run; they count nothing when the runner does not ask for them. Throws
-/// std::runtime_error.
+/// Opens the strike counts of this run. Without a file in the environment, the object counts nothing.
+/// @throws std::runtime_error when the file cannot be used for this scenario
 Strikes openStrikesOfEnvironment(Scenario const& aScenario);
 }  // namespace qzsim

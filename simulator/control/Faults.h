@@ -1,5 +1,5 @@
 /// @file
-/// The order in which calls fail.
+/// Decides which calls fail.
 #pragma once
 
 #include <cstdint>
@@ -15,23 +15,23 @@
 
 namespace qzsim
 {
-/// Counts calls and tells which of them fail.
+/// Counts calls and selects those that fail.
 class Faults
 {
 public:
-    /// Takes the place of the former schedule. The calls counted so far stay counted.
-    /// @param aStrikes told of every fault that strikes
+    /// Replaces the schedule. The calls counted so far stay counted.
+    /// @param aStrikes counts each call that a fault makes fail
     void schedule(std::vector<Fault> aFaults, Strikes aStrikes = {});
 
-    /// Counts one call; the status or result it is to answer if a fault names it. When several do, the first in the
-    /// scenario decides.
-    /// @param aDevice the adapter or board the call is made for; empty for a call that concerns none
-    /// @param aPort   the remote port the call is made for; empty for a call that concerns none
+    /// Counts one call. When several faults cover it, the first one in the scenario decides.
+    /// @param aDevice the adapter or board of the call; empty when the call concerns none
+    /// @param aPort   the remote port of the call; empty when the call concerns none
+    /// @return the status or result that the call must return; nothing when no fault covers it
     std::optional<std::uint32_t> next(Call aCall, std::string const& aDevice = {},
                                       std::string const& aPort = {});
 
 private:
-    /// Calls that are counted together: those for one device, one port, both; an empty name is for all.
+    /// Key of one count: the calls for one device, for one port, or for both. An empty name stands for all.
     using Group = std::tuple<Call, std::string, std::string>;
 
     std::vector<Fault> mFaults;

@@ -26,7 +26,7 @@ namespace
     refuseStrikes(aPath, std::generic_category().message(errno));
 }
 
-/// A file descriptor that is closed with its owner.
+/// Owns a file descriptor and closes it.
 class Descriptor
 {
 public:
@@ -70,7 +70,7 @@ Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
     {
         refuseStrikes(aPath, "it was made for another scenario");
     }
-    if (size == 0)  // of which there is no mapping
+    if (size == 0)  // an empty mapping is not possible
     {
         return;
     }

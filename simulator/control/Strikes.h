@@ -1,5 +1,5 @@
 /// @file
-/// How often each fault of a scenario has struck, counted over all processes that have the scenario loaded.
+/// Strikes: how many calls each fault of a scenario has made fail, over all processes that load the scenario.
 #pragma once
 
 #include <atomic>
@@ -10,19 +10,20 @@
 
 namespace qzsim
 {
-/// Of 32 bits: not every machine counts further without a lock.
+/// 32 bits, because some machines have no lock-free 64-bit counter.
 using StrikeCount = std::atomic<std::uint32_t>;
 static_assert(StrikeCount::is_always_lock_free, "processes cannot share a lock");
 
-/// One count for each fault, in the order of the scenario, in a file that the processes share. What is
-/// counted stays, whatever becomes of the process that counted it.
+/// One count per fault, in scenario order, in a file that all processes map. A count survives the process that made
+/// it.
 class Strikes
 {
 public:
-    /// Counts nothing.
+    /// Creates an object that counts nothing.
     Strikes() = default;
 
-    /// Takes part in the counts of a file that was made for so many faults. Throws std::runtime_error.
+    /// Maps the counts of an existing file.
+    /// @throws std::runtime_error when the file cannot be mapped, or was made for another number of faults
     Strikes(std::string const& aPath, std::size_t aFaults);
 
     void add(std::size_t aFault);
@@ -32,11 +33,11 @@ private:
     std::shared_ptr<StrikeCount[]> mCounts;
 };
 
-/// A file of counts that are zero, there as long as the object.
+/// A temporary file of zero counts. The destructor removes it.
 class StrikesFile
 {
 public:
-    /// Throws std::runtime_error.
+    /// @throws std::runtime_error when the file cannot be created
     explicit StrikesFile(std::size_t aFaults);
     ~StrikesFile();
     StrikesFile(StrikesFile const&) = delete;

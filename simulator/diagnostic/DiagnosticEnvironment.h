@@ -1,5 +1,5 @@
 /// @file
-/// What lasts from VQM_InitDiagEnv to VQM_FreeDiagEnv: the boards, who is registered, what sends the events.
+/// State between VQM_InitDiagEnv and VQM_FreeDiagEnv: boards, registrations and event sources.
 #pragma once
 
 #include <list>
@@ -11,7 +11,7 @@
 
 namespace qzsim
 {
-/// Callable from any thread, also from within callbacks.
+/// Any thread may call the methods, also from inside a callback.
 class DiagnosticEnvironment
 {
 public:
@@ -20,23 +20,23 @@ public:
     Diagnostics const& diagnostics() const { return mDiagnostics; }
     Registrations& registrations() { return mRegistrations; }
 
-    /// Adds the registration and starts the clocks of the sources that nobody has wanted before. Throws
-    /// std::system_error when no thread is to be had; the registration is then not there.
+    /// Adds the registration and starts the sources that match it and have not started yet.
+    /// @throws std::system_error when a thread cannot be created; the registration is then removed again
     QZ_result add(Registration aRegistration, unsigned int* aId);
 
-    /// Ends all registrations and stops all sources: no callback begins from now on. Waits for nothing.
+    /// Ends all registrations and stops all sources: no callback starts after this. Does not wait.
     void close();
 
     /// @return whether all threads of the closed environment have ended
     bool hasEnded() const;
 
-    /// Waits until the threads of the closed environment have ended, but for the thread that asks. To be called
-    /// before it is destroyed.
-    /// @return whether all have
+    /// Waits until all threads of the closed environment, except the calling one, have ended. Must be called before
+    /// the environment is destroyed.
+    /// @return whether all threads have ended
     bool join();
 
     /// @name Around a fork
-    /// The new process has none of the environment's threads. All it can do is to leave everything as it is.
+    /// The child process has none of the environment's threads, so it abandons the environment.
     /// @{
     void beforeFork();
     void afterForkInParent();

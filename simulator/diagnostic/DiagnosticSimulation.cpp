@@ -31,7 +31,7 @@ bool hasPort(Diagnostics const& aDiagnostics, unsigned int aBoard, HBA_WWN const
                        { return aSeries.mBoard == aBoard && numberOf(aSeries.mPort) == port; });
 }
 
-/// Clears a record of the caller's.
+/// Clears a record in the memory of the caller.
 unsigned char* cleared(void* aRecord, std::size_t aSize)
 {
     return static_cast<unsigned char*>(std::memset(aRecord, 0, aSize));
@@ -102,7 +102,7 @@ void DiagnosticSimulation::close()
             closeEnvironment();
             closed.push_back(mClosed.back());
         }
-        // Others may have begun to close environments. A callback does not wait for them, as they may wait for it.
+        // Other threads may be closing environments. A callback does not wait for them, because they may wait for it.
         if (!EventSource::runsThisThread())
         {
             closed = mClosed;
@@ -196,7 +196,7 @@ void DiagnosticSimulation::end() noexcept
         mFaults = {};
     }
     closed.remove_if([](Environment const& aEnvironment) { return aEnvironment->join(); });
-    // What is left belongs to the thread that ends the process.
+    // Only the environment of the calling thread can be left: a callback that ends the process.
     std::lock_guard const lock(mMutex);
     mAbandoned.splice(mAbandoned.end(), closed);
 }
@@ -282,7 +282,7 @@ unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aActio
         }
         environment = mEnvironment;
     }
-    // Without the lock, as the action may wait for callbacks, which may call the library.
+    // Without the lock: the action may wait for callbacks, and these may call the library.
     return aAction(*environment);
 }
 

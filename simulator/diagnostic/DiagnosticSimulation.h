@@ -1,5 +1,5 @@
 /// @file
-/// The simulated boards as the vendor's diagnostic library answers for them.
+/// The simulated boards behind the calls of the diagnostic library.
 #pragma once
 
 #include <ctime>
@@ -25,31 +25,31 @@ using PlainCallback = void (*)(unsigned int aBoard, ...);
 using QuazorCallback = void (*)(unsigned int aBoard, HBA_WWN aPort, unsigned int aCategory,
                                 unsigned int aSubcategory, void* aContext, QZ_event* aEvent);
 
-/// One method for each call of the diagnostic library, callable from any thread, also from within callbacks. A
-/// call refused for its arguments is not counted; one that the scenario makes fail does nothing but answer its
-/// result. What the results mean stands in QzEvent.h; when several would do, the one with the lowest number is
-/// answered.
+/// One method for each call of the diagnostic library. Any thread may call them, also from inside a callback. A call
+/// that is refused for its arguments is not counted. A call that the scenario makes fail has no effect other than its
+/// result. QzEvent.h defines the results.
 ///
-/// The scenario that the environment names is read by open(), or else by the first call that needs one; these
-/// throw std::runtime_error when that fails.
+/// open() reads the scenario that the environment names. A call before the first open() reads it too.
+/// @throws std::runtime_error from every call that has to read the scenario and cannot
 class DiagnosticSimulation
 {
 public:
-    /// @param aText takes 128 bytes
+    /// @param aText receives 128 bytes
     void libraryVersion(char* aText);
 
     /// Opens the diagnostic environment, unless it is open.
-    /// @param aTable takes a record for each board, as far as there is room; may be null when there is none
+    /// @param aTable    receives one record per board, at most aCapacity; may be null
+    /// @param aCapacity number of records that the table has room for
     /// @return the number of boards
     unsigned int open(void* aTable, unsigned int aCapacity);
 
-    /// Closes the environment. Afterwards no callback runs but the one that calls this.
+    /// Closes the environment. After this, no callback runs except the one that makes this call.
     void close();
 
-    /// @param aRecord takes 152 bytes
+    /// @param aRecord receives 152 bytes
     unsigned int driverInfo(unsigned int aBoard, void* aRecord);
 
-    /// @param aRecord takes 168 bytes
+    /// @param aRecord receives 168 bytes
     unsigned int linkInfo(unsigned int aBoard, void* aRecord);
 
     unsigned int registerPlain(unsigned int aBoard, unsigned int aCategory, void* aContext,
@@ -60,11 +60,11 @@ public:
                                 QuazorCallback aCallback);
     unsigned int unregisterQuazor(unsigned int aBoard, HBA_WWN const& aPort, unsigned int aId);
 
-    /// Closes the environment, whatever the scenario says, and forgets everything. Never throws.
+    /// Closes the environment even if the scenario makes VQM_FreeDiagEnv fail, and discards all state.
     void end() noexcept;
 
     /// @name Around a fork
-    /// The new process is left without an environment.
+    /// The child process has no open environment.
     /// @{
     void beforeFork();
     void afterForkInParent();
@@ -74,37 +74,37 @@ public:
 private:
     using Environment = std::shared_ptr<DiagnosticEnvironment>;
 
-    /// What the call asks for.
+    /// The call to answer, and its arguments.
     struct Request
     {
         Call mCall;
         unsigned int mBoard;
-        std::optional<HBA_WWN> mPort;  ///< if it asks for one
-        bool mIsGood;                  ///< whether the other arguments are
+        std::optional<HBA_WWN> mPort;  ///< nothing when the call has no port argument
+        bool mIsGood;                  ///< whether the other arguments are valid
     };
 
     void load();
     void loadFirst();
 
-    /// What the call is refused with, or QZ_OK.
+    /// @return the result that the call is refused with; QZ_OK when it is not refused
     QZ_result refusalOf(Request const& aRequest) const;
 
-    /// Answers a call for a board.
-    /// @param aAction does what the call is for with the environment and returns its result
+    /// Handles a call for a board: refuses it, makes it fail, or performs it.
+    /// @param aAction performs the call on the environment and returns its result
     template <typename Action>
     unsigned int answer(Request const& aRequest, Action aAction);
 
-    /// Closes the environment that is open: from then on no callback of it begins.
+    /// Closes the open environment: none of its callbacks starts after this.
     void closeEnvironment();
 
-    /// Lets go of the closed environments all of whose threads have ended.
+    /// Destroys the closed environments whose threads have all ended.
     void dropEnded();
 
     std::mutex mMutex;
     Faults mFaults;
     std::optional<Diagnostics> mDiagnostics;
-    Environment mEnvironment;                ///< null when none is open
-    std::list<Environment> mClosed = {};     ///< those some of whose threads may not have ended yet
-    std::list<Environment> mAbandoned = {};  ///< those whose threads are not in this process
+    Environment mEnvironment;                ///< null when no environment is open
+    std::list<Environment> mClosed = {};     ///< closed environments with threads that may still run
+    std::list<Environment> mAbandoned = {};  ///< environments with threads that cannot be joined
 };
 }  // namespace qzsim

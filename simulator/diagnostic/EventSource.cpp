@@ -11,29 +11,29 @@ namespace qzsim
 {
 namespace
 {
-// Has its place from the start of each thread. One that is asked for when it is first used is looked up in a way that
-// the address sanitizer now and then mistakes for another allocator's, and then its search for leaks ends in a signal.
+// Static thread-local storage. Storage that is allocated on first use sometimes confuses the leak detection of the
+// address sanitizer, which then ends in a signal.
 [[gnu::tls_model("initial-exec")]] thread_local bool isSourceThread = false;
 
-/// Holds back all signals while it lives. A thread that is created meanwhile never takes any.
-class SignalsHeldBack
+/// Blocks all signals during its lifetime. A thread inherits the mask, so one created meanwhile receives none.
+class SignalBlock
 {
 public:
-    SignalsHeldBack()
+    SignalBlock()
     {
         sigset_t all;
         ::sigfillset(&all);
         ::pthread_sigmask(SIG_SETMASK, &all, &mFormerMask);
     }
-    ~SignalsHeldBack() { ::pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr); }
-    SignalsHeldBack(SignalsHeldBack const&) = delete;
-    SignalsHeldBack& operator=(SignalsHeldBack const&) = delete;
+    ~SignalBlock() { ::pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr); }
+    SignalBlock(SignalBlock const&) = delete;
+    SignalBlock& operator=(SignalBlock const&) = delete;
 
 private:
     sigset_t mFormerMask{};
 };
 
-/// Writes the payload of the event of that number: the number, then bytes that count up.
+/// Generates the payload of an event: its number in big-endian order, then bytes that count up.
 void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
 {
     for (std::size_t index = 0; index < aPayload.size(); ++index)
@@ -56,7 +56,7 @@ void EventSource::start()
     std::lock_guard const lock(mMutex);
     if (!mIsStopped && !mThread.joinable())
     {
-        SignalsHeldBack const signals;
+        SignalBlock const signals;
         mThread = std::thread(&EventSource::run, this, Clock::now());
     }
 }
@@ -102,7 +102,7 @@ EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::ti
 
 bool EventSource::waitUntil(Clock::time_point aTime)
 {
-    // When many events are due at once there is no need for the lock.
+    // Without the lock when many events are due at once.
     if (!mIsStopped && aTime > Clock::now())
     {
         std::unique_lock lock(mMutex);

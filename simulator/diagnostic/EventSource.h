@@ -1,5 +1,5 @@
 /// @file
-/// An event source: sends the events of one series, each at its time.
+/// An event source sends the events of one series, each when it is due.
 #pragma once
 
 #include <atomic>
@@ -15,13 +15,13 @@
 
 namespace qzsim
 {
-/// Has a thread of its own from its start until all events are sent or it is stopped. No signal handler of the
-/// program runs on it.
+/// Runs its own thread from its start until all events are sent or it is stopped. The thread blocks all signals, so
+/// no signal handler of the program runs on it.
 class EventSource
 {
 public:
-    /// @param aSeries        outlives the source
-    /// @param aRegistrations outlives the source
+    /// @param aSeries        must outlive the source
+    /// @param aRegistrations must outlive the source
     EventSource(EventSeries const& aSeries, Registrations& aRegistrations);
 
     EventSource(EventSource const&) = delete;
@@ -29,26 +29,26 @@ public:
 
     EventSeries const& series() const { return mSeries; }
 
-    /// Starts the clock, unless it runs already or the source was stopped. Throws
-    /// std::system_error when no thread is to be had.
+    /// Starts the thread and the clock, unless the source was already started or stopped.
+    /// @throws std::system_error when a thread cannot be created
     void start();
 
-    /// Sends no more events. Waits for nothing.
+    /// Makes the source send no more events. Does not wait.
     void stop();
 
-    /// Of a source that was stopped.
-    /// @return whether its thread has ended, if it ever had one
+    /// Call only for a stopped source.
+    /// @return whether its thread has ended or was never started
     bool hasEnded() const { return mHasEnded || !mThread.joinable(); }
 
-    /// Of a source that was stopped, which is not destroyed before: waits until its thread has ended, unless
-    /// that is the thread that asks.
-    /// @return whether it has
+    /// Waits until the thread of the stopped source has ended, unless that is the calling thread. Must succeed
+    /// before the source is destroyed.
+    /// @return whether the thread has ended
     bool join();
 
-    /// Whether the thread that asks is that of a source.
+    /// @return whether the calling thread belongs to a source
     static bool runsThisThread();
 
-    /// Stops a source in a new process that has not its thread, or no other.
+    /// Stops the source in a forked child process, where its thread does not exist.
     void abandon() { mIsStopped = true; }
 
 private:
@@ -57,7 +57,7 @@ private:
     void run(Clock::time_point aStart);
     Clock::time_point due(std::uint32_t aNumber, Clock::time_point aStart) const;
 
-    /// @return whether the time has come; false when the source was stopped
+    /// @return true at that time; false when the source was stopped before
     bool waitUntil(Clock::time_point aTime);
 
     void send(std::uint32_t aNumber);

@@ -135,7 +135,7 @@ void Registrations::deliver(Audience const& aAudience, EventSeries const& aSerie
     {
         if (auto const running = enter(*entry))
         {
-            QZ_event event = aEvent;  // of which each callback has one of its own
+            QZ_event event = aEvent;  // a copy for each callback
             entry->mRegistration.mCallback(aSeries, &event);
             leave(*running);
         }

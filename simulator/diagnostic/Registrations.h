@@ -1,5 +1,5 @@
 /// @file
-/// Who wants which events of the diagnostic library.
+/// Registrations for events of the diagnostic library.
 #pragma once
 
 #include <condition_variable>
@@ -19,60 +19,63 @@
 
 namespace qzsim
 {
-/// A registration as it was asked for.
+/// The arguments of a registration.
 struct Registration
 {
     unsigned int mBoard;
-    std::optional<HBA_WWN> mPort;  ///< of Quazor registrations; the plain ones are for all ports of the board
+    std::optional<HBA_WWN> mPort;  ///< nothing for a plain registration, which covers all ports
     unsigned int mCategory;
     unsigned int mSubcategory;
     std::function<void(EventSeries const& aSeries, QZ_event* aEvent)> mCallback;
 };
 
-/// Whether events of the series go to the registration.
+/// @return whether the registration receives the events of the series
 bool isMatch(Registration const& aRegistration, EventSeries const& aSeries);
 
-/// The registrations of one diagnostic environment. Callable from any thread, also from within callbacks, which
-/// run without a lock.
+/// The registrations of one diagnostic environment. Any thread may call the methods, also from inside a callback:
+/// callbacks run without a lock.
 ///
-/// Who ends a registration waits until no callback of it runs on another thread. Only callbacks that end each
-/// other's registrations do not wait for each other, as they would for ever.
+/// Ending a registration waits until none of its callbacks runs on another thread. The exception is callbacks that end
+/// each other's registrations: they do not wait for each other, because that would be a deadlock.
 class Registrations
 {
 public:
-    /// @param aId where the identifier goes that the registration is removed by; null for a plain one. It is
-    ///             there before the first callback runs
-    /// @return QZ_IS_REGISTERED when the board has a plain one for the category, QZ_NO_ENVIRONMENT after close()
+    /// @param aId receives the identifier of a Quazor registration before its first callback runs; null for a plain
+    ///            registration
+    /// @return QZ_IS_REGISTERED when the board already has a plain registration for the category; QZ_NO_ENVIRONMENT
+    ///         after close()
     QZ_result add(Registration aRegistration, unsigned int* aId);
 
-    /// Ends the plain registration. @return QZ_NOT_REGISTERED when there is none
+    /// Ends the plain registration.
+    /// @return QZ_NOT_REGISTERED when there is none
     QZ_result removePlain(unsigned int aBoard, unsigned int aCategory);
 
-    /// Ends the Quazor registration. @return QZ_NOT_REGISTERED when there is none
+    /// Ends the Quazor registration.
+    /// @return QZ_NOT_REGISTERED when there is none
     QZ_result removeQuazor(unsigned int aBoard, HBA_WWN const& aPort, unsigned int aId);
 
-    /// Ends all registrations, and takes no more. Waits for nothing.
+    /// Ends all registrations and accepts no more. Does not wait.
     void close();
 
-    /// Of closed registrations: waits until no callback runs, but for the one that calls this.
+    /// After close(): waits until no callback runs except the one that makes this call.
     void awaitCallbacks();
 
-    /// Those who want an event.
+    /// The registrations that receive an event.
     class Audience;
 
-    /// Those who want events of the series now, in the order in which they were added.
+    /// @return the current registrations that match the series, in the order in which they were added
     Audience audienceOf(EventSeries const& aSeries);
 
-    /// Calls all of the audience that is still registered.
+    /// Calls back each registration of the audience that has not ended.
     void deliver(Audience const& aAudience, EventSeries const& aSeries, QZ_event const& aEvent);
 
     /// @name Around a fork
-    /// Between lock and unlock no other thread is inside, so that the new process copies a consistent state.
+    /// Between lock and unlock no other thread changes the state, so the child process gets a consistent copy.
     /// @{
     void lock();
     void unlock();
 
-    /// As close(), between the two.
+    /// Same as close(), to be called between lock and unlock.
     void closeLocked();
     /// @}
 
@@ -84,7 +87,7 @@ private:
         bool mIsEnded = false;
     };
 
-    /// A callback that runs.
+    /// A running callback.
     struct Running
     {
         Entry const* mEntry;
@@ -96,11 +99,11 @@ private:
     template <typename Predicate>
     QZ_result remove(Predicate aIsMeant);
 
-    /// Waits until none of those runs but this thread's own.
+    /// Waits until none of the callbacks that match runs on another thread.
     template <typename Predicate>
     void await(Predicate aIsMeant, std::unique_lock<std::mutex>& aLock);
 
-    /// The callback of the entry counts as running from now on, unless the registration has ended.
+    /// Marks the callback of the entry as running, unless the registration has ended.
     std::optional<RunningList::iterator> enter(Entry const& aEntry);
     void leave(RunningList::iterator aRunning);
 

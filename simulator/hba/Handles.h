@@ -12,18 +12,18 @@
 
 namespace qzsim
 {
-/// Gives out a fresh handle for every open. A vendor library's handles have 16 bits and are never 0; one is
-/// used again only when all others have been given out since and it has been closed.
+/// Allocates a new handle for every open. Handles of an HBA library have 16 bits and are never 0. A closed handle is
+/// reused only after all others have been allocated.
 class Handles
 {
 public:
-    /// The new handle; 0 when all are open.
+    /// @return the new handle; 0 when all handles are open
     HBA_HANDLE open(std::size_t aAdapter);
 
-    /// Forgets the handle; does nothing for one that is not open.
+    /// Closes the handle. Does nothing when it is not open.
     void close(HBA_HANDLE aHandle);
 
-    /// The adapter that the handle was opened for; nothing when it is not open.
+    /// @return the adapter of the open handle; nothing when the handle is not open
     std::optional<std::size_t> adapterOf(HBA_HANDLE aHandle) const;
 
 private:

@@ -194,56 +194,46 @@ HBA_STATUS HbaSimulation::portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const&
 
 HBA_STATUS HbaSimulation::targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
 {
-    std::lock_guard const lock(mMutex);
-    Adapter const* const adapter = adapterOf(aHandle);
-    if (adapter == nullptr)
-    {
-        return HBA_STATUS_ERROR_INVALID_HANDLE;
-    }
-    if (aMapping == nullptr)
-    {
-        return HBA_STATUS_ERROR_ARG;
-    }
-    HBA_STATUS const status = fault(Call::getFcpTargetMapping, adapter->mName);
-    if (status == HBA_STATUS_ERROR_MORE_DATA)
-    {
-        aMapping->NumberOfEntries = static_cast<HBA_UINT32>(numberOfMappings(*adapter));
-    }
-    return status == HBA_STATUS_OK ? fillTargetMapping(*adapter, *aMapping) : status;
+    return withAdapter(aHandle, aMapping != nullptr,
+                       [&](Adapter const& aAdapter)
+                       {
+                           HBA_STATUS const status = fault(Call::getFcpTargetMapping, aAdapter.mName);
+                           if (status == HBA_STATUS_ERROR_MORE_DATA)
+                           {
+                               aMapping->NumberOfEntries =
+                                   static_cast<HBA_UINT32>(numberOfMappings(aAdapter));
+                           }
+                           return status == HBA_STATUS_OK ? fillTargetMapping(aAdapter, *aMapping) : status;
+                       });
 }
 
 HBA_STATUS HbaSimulation::reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, CallerMemory aResponse,
                                      CallerMemory aSense)
 {
-    std::lock_guard const lock(mMutex);
-    Adapter const* const adapter = adapterOf(aHandle);
-    if (adapter == nullptr)
-    {
-        return HBA_STATUS_ERROR_INVALID_HANDLE;
-    }
-    if (isMissing(aResponse) || isMissing(aSense))
-    {
-        return HBA_STATUS_ERROR_ARG;
-    }
-    RemotePort const* const port = remotePortNamed(aPort, *adapter);
-    if (port == nullptr)
-    {
-        return HBA_STATUS_ERROR_ILLEGAL_WWN;
-    }
-    if (port->mRole != Role::target)
-    {
-        return HBA_STATUS_ERROR_NOT_A_TARGET;
-    }
-    HBA_STATUS const status = fault(Call::sendReportLuns, adapter->mName, textOf(aPort));
-    if (status == HBA_STATUS_OK)
-    {
-        fill(aResponse, reportLunsResponse(*port));
-    }
-    else if (status == HBA_STATUS_SCSI_CHECK_CONDITION)
-    {
-        fill(aSense, unitAttention());
-    }
-    return status;
+    return withAdapter(aHandle, !isMissing(aResponse) && !isMissing(aSense),
+                       [&](Adapter const& aAdapter) -> HBA_STATUS
+                       {
+                           RemotePort const* const port = remotePortNamed(aPort, aAdapter);
+                           if (port == nullptr)
+                           {
+                               return HBA_STATUS_ERROR_ILLEGAL_WWN;
+                           }
+                           if (port->mRole != Role::target)
+                           {
+                               return HBA_STATUS_ERROR_NOT_A_TARGET;
+                           }
+                           HBA_STATUS const status =
+                               fault(Call::sendReportLuns, aAdapter.mName, textOf(aPort));
+                           if (status == HBA_STATUS_OK)
+                           {
+                               fill(aResponse, reportLunsResponse(*port));
+                           }
+                           else if (status == HBA_STATUS_SCSI_CHECK_CONDITION)
+                           {
+                               fill(aSense, unitAttention());
+                           }
+                           return status;
+                       });
 }
 
 HBA_STATUS HbaSimulation::fault(Call aCall, std::string const& aAdapter, std::string const& aPort)
@@ -261,9 +251,8 @@ Adapter const* HbaSimulation::adapterOf(HBA_HANDLE aHandle) const
     return index ? &mLoaded->mScenario.mAdapters[*index] : nullptr;
 }
 
-template <typename Record, typename Find>
-HBA_STATUS HbaSimulation::copyRecord(Call aCall, HBA_HANDLE aHandle, Record* aRecord, Find aFind,
-                                     HBA_STATUS aNotThere)
+template <typename Action>
+HBA_STATUS HbaSimulation::withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action aAction)
 {
     std::lock_guard const lock(mMutex);
     Adapter const* const adapter = adapterOf(aHandle);
@@ -271,20 +260,27 @@ HBA_STATUS HbaSimulation::copyRecord(Call aCall, HBA_HANDLE aHandle, Record* aRe
     {
         return HBA_STATUS_ERROR_INVALID_HANDLE;
     }
-    if (aRecord == nullptr)
-    {
-        return HBA_STATUS_ERROR_ARG;
-    }
-    Record const* const record = aFind(*adapter);
-    if (record == nullptr)
-    {
-        return aNotThere;
-    }
-    HBA_STATUS const status = fault(aCall, adapter->mName);
-    if (status == HBA_STATUS_OK)
-    {
-        *aRecord = *record;
-    }
-    return status;
+    return aIsGood ? aAction(*adapter) : HBA_STATUS_ERROR_ARG;
+}
+
+template <typename Record, typename Find>
+HBA_STATUS HbaSimulation::copyRecord(Call aCall, HBA_HANDLE aHandle, Record* aRecord, Find aFind,
+                                     HBA_STATUS aMissing)
+{
+    return withAdapter(aHandle, aRecord != nullptr,
+                       [&](Adapter const& aAdapter)
+                       {
+                           Record const* const record = aFind(aAdapter);
+                           if (record == nullptr)
+                           {
+                               return aMissing;
+                           }
+                           HBA_STATUS const status = fault(aCall, aAdapter.mName);
+                           if (status == HBA_STATUS_OK)
+                           {
+                               *aRecord = *record;
+                           }
+                           return status;
+                       });
 }
 }  // namespace qzsim

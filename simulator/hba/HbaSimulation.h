@@ -1,5 +1,5 @@
 /// @file
-/// The simulated adapters as a vendor library answers for them.
+/// The simulated adapters behind the calls of the HBA library.
 #pragma once
 
 #include <cstddef>
@@ -18,31 +18,31 @@
 
 namespace qzsim
 {
-/// Memory of the caller's that an answer is written to.
+/// A buffer of the caller that receives a response.
 struct CallerMemory
 {
     void* mStart;
     std::size_t mSize;
 };
 
-/// One method for each call of the HBA API, callable from any thread. A call refused for its arguments is
-/// not counted; one that the scenario makes fail does nothing but answer its status.
+/// One method for each call of the HBA API. Any thread may call them. A call that is refused for its arguments is not
+/// counted. A call that the scenario makes fail has no effect other than its status.
 class HbaSimulation
 {
 public:
-    /// Forgets what was loaded before and takes on the scenario.
-    /// @param aStrikes told of every fault that strikes
+    /// Replaces what was loaded before by the scenario.
+    /// @param aStrikes counts each call that a fault makes fail
     HBA_STATUS load(Scenario aScenario, Strikes aStrikes);
 
-    /// Forgets everything but the counts of calls, which last as long as the library stays in the process.
+    /// Discards everything except the counts of calls, which last as long as the library stays in the process.
     HBA_STATUS free();
 
     HBA_UINT32 numberOfAdapters();
 
-    /// @param aName takes 256 bytes
+    /// @param aName receives up to 256 bytes
     HBA_STATUS adapterName(HBA_UINT32 aIndex, char* aName);
 
-    /// The new handle; 0 for a name that no adapter has.
+    /// @return the new handle; 0 when no adapter has the name, or the call fails
     HBA_HANDLE openAdapter(char const* aName);
 
     void closeAdapter(HBA_HANDLE aHandle);
@@ -52,16 +52,16 @@ public:
     HBA_STATUS discoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aDiscoveredPort,
                                         HBA_PORTATTRIBUTES* aAttributes);
 
-    /// Of a port of the adapter or else of the first of that name that its ports have discovered.
+    /// Looks for the name among the ports of the adapter first, then among their remote ports.
     HBA_STATUS portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const& aName, HBA_PORTATTRIBUTES* aAttributes);
 
-    /// @param aMapping when the scenario makes the call fail with HBA_STATUS_ERROR_MORE_DATA, its
-    ///                 NumberOfEntries is still set to the number there are
+    /// @param aMapping its NumberOfEntries receives the number of mappings, even when the scenario makes the call fail
+    ///                 with HBA_STATUS_ERROR_MORE_DATA
     HBA_STATUS targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping);
 
-    /// @param aResponse takes as much of the response as it has room for
-    /// @param aSense    takes as much of the sense data as it has room for when the scenario makes the call
-    ///                  fail with HBA_STATUS_SCSI_CHECK_CONDITION
+    /// @param aResponse receives the response, truncated to its size
+    /// @param aSense    receives the sense data, truncated to its size, when the scenario makes the call fail with
+    ///                  HBA_STATUS_SCSI_CHECK_CONDITION
     HBA_STATUS reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, CallerMemory aResponse,
                           CallerMemory aSense);
 
@@ -72,17 +72,24 @@ private:
         Handles mHandles;
     };
 
-    /// Counts the call; the status that the scenario wants, HBA_STATUS_OK when it wants none.
+    /// Counts the call.
+    /// @return the status of the fault that covers it; HBA_STATUS_OK when no fault does
     HBA_STATUS fault(Call aCall, std::string const& aAdapter = {}, std::string const& aPort = {});
 
-    /// The adapter that was opened; null when the handle is not open.
+    /// @return the adapter of the open handle; null when the handle is not open
     Adapter const* adapterOf(HBA_HANDLE aHandle) const;
 
-    /// Answers a call with a record of the adapter.
-    /// @param aFind     returns the record of an adapter; null when the call asks for one that is not there
-    /// @param aNotThere what is then answered
+    /// Handles a call for an open adapter.
+    /// @param aIsGood whether the other arguments of the call are valid
+    /// @param aAction performs the call on the adapter and returns its status
+    template <typename Action>
+    HBA_STATUS withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action aAction);
+
+    /// Handles a call that copies a record of the adapter.
+    /// @param aFind    returns the record of an adapter; null when it does not exist
+    /// @param aMissing the status for a record that does not exist
     template <typename Record, typename Find>
-    HBA_STATUS copyRecord(Call aCall, HBA_HANDLE aHandle, Record* aRecord, Find aFind, HBA_STATUS aNotThere);
+    HBA_STATUS copyRecord(Call aCall, HBA_HANDLE aHandle, Record* aRecord, Find aFind, HBA_STATUS aMissing);
 
     std::mutex mMutex;
     Faults mFaults;

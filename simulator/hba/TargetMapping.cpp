@@ -14,7 +14,7 @@ namespace qzsim
 {
 namespace
 {
-/// Writes entries into a block until it is full.
+/// Writes entries into the caller's block until it is full.
 class MappingWriter
 {
 public:

@@ -1,5 +1,5 @@
 /// @file
-/// The target mappings of an adapter: which LUN of which remote port the host knows by which address.
+/// The target mappings of an adapter: each maps a LUN of a remote port to an address of the host.
 #pragma once
 
 #include <ctime>
@@ -10,7 +10,8 @@
 
 namespace qzsim
 {
-/// Fills the caller's block with as many entries as it has room for, which its NumberOfEntries tells, and
-/// sets that to the number there are. HBA_STATUS_ERROR_MORE_DATA when they are more than there is room for.
+/// Writes the mappings into the caller's block.
+/// @param aMapping its NumberOfEntries holds the capacity of the block, and receives the number of mappings
+/// @return HBA_STATUS_ERROR_MORE_DATA when the adapter has more mappings than the block has room for
 HBA_STATUS fillTargetMapping(Adapter const& aAdapter, HBA_FCPTARGETMAPPING& aMapping);
 }  // namespace qzsim

@@ -1,43 +1,43 @@
 /// @file
-/// What the simulated diagnostic library hands to event callbacks and answers to registrations. An agent that
-/// wants the bytes of simulated events includes this header; a real diagnostic library brings its own.
+/// Event record and results of the simulated diagnostic library. An agent that reads the bytes of simulated
+/// events includes this header. A real diagnostic library has its own definitions.
 #pragma once
 
 /// @addtogroup simulator
 /// @{
 
-/// An event's record, valid while the callback runs. It is the library's; a callback copies what it keeps.
+/// One event. The diagnostic library owns the record, which is valid only while the callback runs. A callback copies
+/// what it keeps.
 struct QZ_event
 {
-    unsigned int mLength;           ///< number of payload bytes, from 0 on
-    unsigned char const* mPayload;  ///< the bytes; null when there are none
+    unsigned int mLength;           ///< number of payload bytes, may be 0
+    unsigned char const* mPayload;  ///< the payload bytes; null when there are none
 };
 
-/// As the category or subcategory of a registration: events of all categories or subcategories. No event bears
-/// this number.
+/// Matches every category, or every subcategory, when a registration specifies it. No event has this number.
 constexpr unsigned int QZ_ANY_CATEGORY = 0xff;
 
-/// What the calls of the diagnostic library answer, unless the scenario wants another answer. When several would
-/// do, it is the lowest.
+/// Results of the calls of the diagnostic library. When several apply, a call returns the lowest. A fault of the
+/// scenario can replace the result by any number.
 enum QZ_result : unsigned int
 {
-    QZ_OK = 0,              ///< all is well
-    QZ_NO_ENVIRONMENT = 1,  ///< VQM_InitDiagEnv has not been called, or VQM_FreeDiagEnv has
-    QZ_NO_BOARD = 2,        ///< the board number is not below the number of boards
-    QZ_NO_PORT = 3,         ///< the board has no port of that name
-    QZ_BAD_ARGUMENT = 4,    ///< a null pointer where one is needed, or a category or subcategory out of range
-    QZ_IS_REGISTERED = 5,   ///< the board has a plain registration for that category already
+    QZ_OK = 0,              ///< success
+    QZ_NO_ENVIRONMENT = 1,  ///< no environment is open: VQM_InitDiagEnv opens it, VQM_FreeDiagEnv closes it
+    QZ_NO_BOARD = 2,        ///< there is no board with this number
+    QZ_NO_PORT = 3,         ///< the board has no port with this name
+    QZ_BAD_ARGUMENT = 4,    ///< a required pointer is null, or a category or subcategory is out of range
+    QZ_IS_REGISTERED = 5,   ///< the board already has a plain registration for this category
     QZ_NOT_REGISTERED = 6   ///< there is no such registration
 };
 
 /// @}
 
-// The plain interface, whose arguments the library above only passes through, is given this meaning:
+// QZCLibvqmAbs passes the arguments of the plain interface through unchanged. This is what they mean in the simulator:
 //
 //     RegisterForEvent(board, category, context, subcategory, callback, 0)
 //     unRegisterForEvent(board, category)
 //     callback(board, category, subcategory, context, event)
 //
-// with the callback's arguments of types unsigned int, unsigned int, unsigned int, void* and QZ_event*. A board has
-// one plain registration for a category at a time. Callbacks of both interfaces are told the category and the
-// subcategory of the event, also when the registration was for QZ_ANY_CATEGORY.
+// The arguments of the callback have the types unsigned int, unsigned int, unsigned int, void* and QZ_event*. A board
+// has at most one plain registration for a category at a time. In both interfaces the callback receives the category
+// and subcategory of the event, even if the registration specified QZ_ANY_CATEGORY.

@@ -1,4 +1,4 @@
-// The vendor's diagnostic library: the entry points in C, and what begins and ends with the library.
+// The diagnostic library: C entry points, and initialization and cleanup of the library.
 #include <ctime>
 #include <new>
 
@@ -13,7 +13,7 @@ namespace
 {
 qzsim::DiagnosticSimulation& simulation();
 
-/// Ends the simulation with the process, or with the library when that is unloaded.
+/// Ends the simulation when the process ends or the library is unloaded.
 struct Lifetime
 {
     Lifetime()
@@ -26,7 +26,7 @@ struct Lifetime
     Lifetime& operator=(Lifetime const&) = delete;
 };
 
-/// Is ended and never destroyed: a program's own last steps may call the library after that.
+/// The object is ended but never destroyed: exit handlers of the program may call the library after that.
 qzsim::DiagnosticSimulation& simulation()
 {
     alignas(qzsim::DiagnosticSimulation) static unsigned char place[sizeof(qzsim::DiagnosticSimulation)];
@@ -35,7 +35,7 @@ qzsim::DiagnosticSimulation& simulation()
     return *instance;
 }
 
-/// What the simulation answers.
+/// Calls a method that returns a result.
 template <typename... Parameters, typename... Arguments>
 unsigned int resultOf(unsigned int (qzsim::DiagnosticSimulation::*aMethod)(Parameters...),
                       Arguments... aArguments)
@@ -44,7 +44,7 @@ unsigned int resultOf(unsigned int (qzsim::DiagnosticSimulation::*aMethod)(Param
                                          [=] { return (simulation().*aMethod)(aArguments...); });
 }
 
-/// Calls what has nothing to answer.
+/// Calls a method that returns nothing.
 template <typename... Parameters, typename... Arguments>
 void call(void (qzsim::DiagnosticSimulation::*aMethod)(Parameters...), Arguments... aArguments)
 {

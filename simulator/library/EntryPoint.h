@@ -1,5 +1,5 @@
 /// @file
-/// What the entry points of both simulated libraries have in common.
+/// Common code of the entry points of both simulated libraries.
 #pragma once
 
 #include <cstdio>
@@ -7,7 +7,8 @@
 
 namespace qzsim
 {
-/// Returns what the action returns, or the other answer when it throws: no exception may cross into C.
+/// Runs the action. An exception must not leave a C function, so it is reported on standard error.
+/// @return the result of the action; aFailure when it throws
 template <typename Answer, typename Action>
 Answer answerOf(Answer aFailure, Action aAction) noexcept
 {

@@ -1,4 +1,4 @@
-// The vendor library's side of the HBA API: the entry points in C, and their registration.
+// The HBA library: C entry points, and their registration with the common library of the HBA API.
 #include <ctime>
 #include <utility>
 
@@ -19,7 +19,7 @@ qzsim::HbaSimulation& simulation()
     return instance;
 }
 
-/// What the simulation answers.
+/// Calls a method that returns a status.
 template <typename... Parameters, typename... Arguments>
 HBA_STATUS statusOf(HBA_STATUS (qzsim::HbaSimulation::*aMethod)(Parameters...), Arguments... aArguments)
 {
@@ -101,10 +101,11 @@ HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aPort, void* aResponse, HB
                     qzsim::CallerMemory{aResponse, aResponseSize}, qzsim::CallerMemory{aSense, aSenseSize});
 }
 
-// Scenarios do not change while they are loaded, so there is nothing to read again.
+// A loaded scenario does not change, so there is nothing to refresh.
 void refreshInformation(HBA_HANDLE) {}
 
-/// Fills either form of the entry table; what is left null the common library answers as not supported.
+/// Fills either version of the entry table. For a null entry the common library returns
+/// HBA_STATUS_ERROR_NOT_SUPPORTED.
 template <typename Table>
 HBA_STATUS fillTable(Table* aTable)
 {

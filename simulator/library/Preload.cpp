@@ -1,5 +1,5 @@
-// Preloaded into a program, stands before the C library's fopen and hands the common library a configuration
-// that names this library. Every other call passes through.
+// Replaces fopen of the C library in a program that preloads this library: when the common library of the HBA API opens
+// its configuration, it gets one that names this library. Every other call passes through.
 #include <cerrno>
 #include <cstdio>
 #include <exception>
@@ -22,8 +22,8 @@ struct LibraryCloser
     void operator()(void* aLibrary) const { ::dlclose(aLibrary); }
 };
 
-/// Whether that code belongs to the library that defines HBA_LoadLibrary. A handle also finds what the
-/// library's own dependencies define, hence the second look at where the function lies.
+/// @return whether the code is in the library that defines HBA_LoadLibrary. dlsym also finds functions of the library's
+/// dependencies, so this checks which library the function is in.
 bool isInCommonLibrary(void const* aCode)
 {
     Dl_info caller{};

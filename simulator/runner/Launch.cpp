@@ -24,14 +24,14 @@ namespace
 constexpr char const* libraryName = "libqzsim.so";
 constexpr char const* preloadVariable = "LD_PRELOAD";
 
-// The dynamic linker splits its list at blanks and colons and replaces what follows a dollar sign, and the
-// common library splits its lines at white space.
+// The dynamic linker splits LD_PRELOAD at spaces and colons and expands names after a dollar sign. The common library
+// splits the lines of its configuration at white space.
 constexpr char const* unfitForPreload = " \t\n:$";
 
-// The common library complains of longer ones.
+// The common library rejects longer paths.
 constexpr std::size_t longestLibraryPath = 255;
 
-// As shells tell of programs that a signal ended.
+// Shells add the signal number to this for a program that a signal ended.
 constexpr int shellStatusOfSignals = 128;
 
 void setVariable(char const* aName, std::string const& aValue) { ::setenv(aName, aValue.c_str(), 1); }
@@ -60,11 +60,11 @@ void checkKind(std::string const& aLibrary)
     {
         refuseLibrary(aLibrary, ::dlerror());
     }
-    bool const isVendorLibrary = ::dlsym(library, "HBA_RegisterLibrary") != nullptr;
+    bool const isHbaLibrary = ::dlsym(library, "HBA_RegisterLibrary") != nullptr;
     ::dlclose(library);
-    if (!isVendorLibrary)
+    if (!isHbaLibrary)
     {
-        refuseLibrary(aLibrary, "it has no HBA_RegisterLibrary");
+        refuseLibrary(aLibrary, "it does not export HBA_RegisterLibrary");
     }
 }
 
@@ -90,8 +90,9 @@ sigset_t setOf(std::initializer_list<int> aSignals)
     return set;
 }
 
-/// Lets wait the signals by which terminals and shells end what they run. Returns the mask there was.
-sigset_t holdBackEndingSignals()
+/// Blocks the signals with which terminals and shells end programs.
+/// @return the previous mask
+sigset_t blockEndingSignals()
 {
     sigset_t const set = setOf({SIGHUP, SIGINT, SIGQUIT, SIGTERM});
     sigset_t formerMask;
@@ -114,7 +115,7 @@ fs::path findLibrary()
         tried += "\n  " + library.string();
     }
     throw LaunchError(
-        fmt::format("cannot find {}; name it with --library. Looked for{}", libraryName, tried));
+        fmt::format("cannot find {}; specify its path with --library. Searched:{}", libraryName, tried));
 }
 
 void injectLibrary(fs::path const& aLibrary, fs::path const& aScenario, std::string const& aStrikes)
@@ -137,7 +138,7 @@ int becomeProgram(std::vector<std::string> aCommand)
 
 Outcome runProgram(std::vector<std::string> aCommand)
 {
-    sigset_t const formerMask = holdBackEndingSignals();
+    sigset_t const formerMask = blockEndingSignals();
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
     ::posix_spawnattr_setsigmask(&attributes, &formerMask);
@@ -163,7 +164,7 @@ int endLike(Outcome const& aOutcome)
     {
         return WEXITSTATUS(aOutcome.mStatus);
     }
-    // If the program's memory was dumped, ours must not take its place.
+    // Our core dump must not overwrite that of the program.
     rlimit const nothing{0, 0};
     ::setrlimit(RLIMIT_CORE, &nothing);
     int const signal = WTERMSIG(aOutcome.mStatus);

@@ -1,5 +1,5 @@
 /// @file
-/// Starts a program that meets the simulated vendor library.
+/// Starts a program with the simulated libraries preloaded.
 #pragma once
 
 #include <filesystem>
@@ -9,37 +9,39 @@
 
 namespace qzsim
 {
-/// Why the library cannot be put before a program.
+/// Reports why libqzsim.so cannot be preloaded.
 class LaunchError : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The library that was built or installed with this program. Throws LaunchError.
+/// @return the libqzsim.so that was built or installed with this program
+/// @throws LaunchError when it is not found
 std::filesystem::path findLibrary();
 
-/// Makes programs that are started from now on meet the library and the scenario. Throws LaunchError for a
-/// library that cannot be preloaded, as the dynamic linker would start the programs without it.
-/// @param aStrikes where the library counts the strikes of faults; empty: nowhere
+/// Sets the environment so that programs started after this preload the library and use the scenario.
+/// @param aStrikes file in which the library counts the strikes of faults; empty for none
+/// @throws LaunchError when the library cannot be preloaded: the dynamic linker would start the program without it
 void injectLibrary(std::filesystem::path const& aLibrary, std::filesystem::path const& aScenario,
                    std::string const& aStrikes = {});
 
-/// Becomes the program, and so leaves its exit status and its signals to it. Returns only when it cannot be
-/// started, with the error number.
+/// Replaces this process by the program.
+/// @return the error number when the program cannot be started; otherwise this does not return
 int becomeProgram(std::vector<std::string> aCommand);
 
-/// What came of a program.
+/// How a program ended.
 struct Outcome
 {
-    int mError;   ///< why it could not be started; 0 when it was
-    int mStatus;  ///< as waitpid gives it
+    int mError;   ///< error number when the program could not be started, otherwise 0
+    int mStatus;  ///< status from waitpid
 };
 
-/// Runs the program to its end. Signals by which terminals and shells end what they run are from then on for
-/// the program alone.
+/// Runs the program to its end. From then on this process blocks the signals with which terminals and shells end
+/// programs, so that only the program receives them.
 Outcome runProgram(std::vector<std::string> aCommand);
 
-/// Ends this process by the signal that ended the program; returns the exit status if there was none.
+/// Ends this process with the signal that ended the program.
+/// @return the exit status of the program when no signal ended it
 int endLike(Outcome const& aOutcome);
 }  // namespace qzsim

@@ -1,4 +1,4 @@
-// Runs a program with simulated adapters in the place of the host's.
+// Runs a program with simulated adapters instead of the adapters of the host.
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -33,10 +33,10 @@ enum ExitStatus
 };
 
 constexpr char const* description =
-    "Runs PROGRAM with simulated Fibre Channel adapters in the place of the host's. PROGRAM needs no "
-    "change:\n"
-    "the HBA API's common library finds the adapters that the scenario FILE describes, and what opens\n"
-    "/usr/lib/libvqm.so finds its boards and their events.\n";
+    "Runs PROGRAM with simulated Fibre Channel adapters instead of the adapters of the host. PROGRAM needs "
+    "no\n"
+    "change: the common library of the HBA API finds the adapters that the scenario FILE describes, and a\n"
+    "program that opens /usr/lib/libvqm.so finds the boards of the scenario and their events.\n";
 
 constexpr char const* footer = R"(Example:
   $ cat two.toml
@@ -49,7 +49,7 @@ constexpr char const* footer = R"(Example:
   luns = 8
   [[adapter]]
   name = "example-fc-1"
-  [[fault]]                  # the second adapter that is opened cannot be
+  [[fault]]                  # the second HBA_OpenAdapter fails
   call = "HBA_OpenAdapter"
   nth = 2
   status = "HBA_STATUS_ERROR_BUSY"
@@ -57,8 +57,8 @@ constexpr char const* footer = R"(Example:
   $ qzsim --scenario two.toml qzagent adapters
   $ qzsim --verify --scenario two.toml qzagent adapters
 
-The exit status is PROGRAM's; or 2 when the scenario or the command line is wrong, 3 when --verify complains and
-PROGRAM's is 0, 126 when PROGRAM cannot be executed, 127 when it does not exist.)";
+The exit status is PROGRAM's; or 2 when the scenario or the command line is invalid, 3 when --verify reports a
+fault and PROGRAM's is 0, 126 when PROGRAM cannot be executed, 127 when it does not exist.)";
 
 class HelpFormatter : public CLI::Formatter
 {
@@ -81,7 +81,7 @@ struct Options
 
 std::string refuseEmpty(std::string const& aPath) { return aPath.empty() ? "a path is expected" : ""; }
 
-/// PROGRAM and its arguments: what remains from the first argument on that is no option.
+/// @return PROGRAM and its arguments: everything from the first argument that is not an option
 std::vector<std::string> commandIn(CLI::App const& aParser)
 {
     std::vector<std::string> command = aParser.remaining();
@@ -106,12 +106,12 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
         ->type_name("FILE")
         ->check(refuseEmpty)
         ->required();
-    aParser.add_flag("--check", aOptions.mCheckOnly, "Only check the scenario and print what is in it");
+    aParser.add_flag("--check", aOptions.mCheckOnly, "Only check the scenario and print its contents");
     aParser.add_flag("--verify", aOptions.mVerify,
-                     "Complain at the end if a fault of the scenario did not strike");
+                     "Report at the end each fault of the scenario that did not strike");
     aParser
         .add_option("--library", aOptions.mLibrary,
-                    "Use this libqzsim.so instead of the one that belongs to qzsim")
+                    "Use this libqzsim.so instead of the one installed with qzsim")
         ->type_name("PATH")
         ->check(refuseEmpty);
     aParser.parse(aCount, aArguments);
@@ -144,9 +144,9 @@ int run(Options const& aOptions, fs::path const& aLibrary)
     return refuseProgram(aOptions.mCommand.front(), qzsim::becomeProgram(aOptions.mCommand));
 }
 
-/// Complains of the faults that have not struck as often as they might.
+/// Reports the faults that have not struck as often as they should.
 /// @return whether there are any
-bool complainOfFaultsLeft(qzsim::Scenario const& aScenario, qzsim::Strikes const& aStrikes)
+bool reportFaultsLeft(qzsim::Scenario const& aScenario, qzsim::Strikes const& aStrikes)
 {
     bool isAnyLeft = false;
     for (std::size_t index = 0; index < aScenario.mFaults.size(); ++index)
@@ -170,12 +170,12 @@ int runAndVerify(Options const& aOptions, fs::path const& aLibrary, qzsim::Scena
     qzsim::Strikes const strikes(file->path(), faults);
     qzsim::injectLibrary(aLibrary, aOptions.mScenario, file->path());
     qzsim::Outcome const outcome = qzsim::runProgram(aOptions.mCommand);
-    file.reset();  // while this process is sure to live
+    file.reset();  // now, because a signal may end this process below
     if (outcome.mError != 0)
     {
         return refuseProgram(aOptions.mCommand.front(), outcome.mError);
     }
-    bool const areFaultsLeft = complainOfFaultsLeft(aScenario, strikes);
+    bool const areFaultsLeft = reportFaultsLeft(aScenario, strikes);
     int const status = endLike(outcome);
     return areFaultsLeft && status == good ? faultsLeft : status;
 }

@@ -25,8 +25,8 @@ namespace
 {
 constexpr std::uint32_t highestFcId = 0xffffff;
 
-constexpr std::uint32_t fcp = 0x08;   // the FC-4 type of SCSI
-constexpr HBA_COS classThree = 0x08;  // the bit of class 3
+constexpr std::uint32_t fcp = 0x08;   // FC-4 type of SCSI
+constexpr HBA_COS classThree = 0x08;  // bit of class 3
 constexpr HBA_UINT32 largestFramePayload = 2112;
 
 constexpr Named<HBA_PORTTYPE> portTypes[] = {
@@ -69,7 +69,7 @@ constexpr Named<LunAddressing> lunAddressings[] = {
 
 constexpr Named<LunStyle> lunStyles[] = {{"scsi", LunStyle::scsi}, {"integer", LunStyle::integer}};
 
-// Each of these reads a value into one field of the record's attributes.
+// Each of these functions reads a value into one field of the record's attributes.
 
 template <auto field, typename Record>
 void attributeText(TomlValue const& aValue, Record& aRecord)
@@ -120,7 +120,7 @@ void readSupportedSpeeds(TomlValue const& aValue, Port& aPort)
 
 void setType(HBA_FC4TYPES& aTypes, std::uint32_t aType)
 {
-    // 8 words of 32 bits, each with its most significant byte first
+    // eight 32-bit words, most significant byte first
     constexpr std::uint32_t lastByteOfWord = 3;
     aTypes.bits[(aType / CHAR_BIT) ^ lastByteOfWord] |= static_cast<HBA_UINT8>(1U << (aType % CHAR_BIT));
 }
@@ -153,7 +153,7 @@ std::vector<std::uint16_t> lunsIn(TomlValue::Array const& aValues)
         auto const lun = static_cast<std::uint16_t>(readNumber(value, 0, highestLun));
         if (isThere[lun])
         {
-            value.refuse("a LUN that is not in the list yet");
+            value.refuse("a LUN that is not yet in the list");
         }
         isThere[lun] = true;
         luns.push_back(lun);
@@ -165,7 +165,7 @@ void readLuns(TomlValue const& aValue, RemotePort& aPort)
 {
     if (aPort.mRole != Role::target)
     {
-        aValue.refuse("no key \"luns\" for a port that is no target");
+        aValue.refuse("no key \"luns\" for a port that is not a target");
     }
     if (aValue.is<TomlValue::Array>())
     {
@@ -221,7 +221,7 @@ void readRemotePorts(TomlValue const& aValue, Port& aPort)
     aPort.mAttributes.NumberofDiscoveredPorts = static_cast<HBA_UINT32>(aPort.mRemotePorts.size());
 }
 
-// The remote ports are in the fabric of the port, which must be known by then.
+// "remote" comes last: remote ports inherit the fabric name of the port.
 constexpr Key<Port> portKeys[] = {
     {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
     {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
@@ -244,7 +244,7 @@ constexpr Key<Port> portKeys[] = {
 
 void readName(TomlValue const& aValue, Adapter& aAdapter)
 {
-    // The common library hands over a buffer of 256 bytes.
+    // The common library passes a buffer of 256 bytes.
     constexpr std::size_t longestName = 255;
     constexpr std::string_view expected = "a name of 1 to 255 bytes without control characters";
     auto const& name = aValue.as<TomlValue::Text>(expected);
@@ -268,7 +268,7 @@ void readPorts(TomlValue const& aValue, Adapter& aAdapter)
     aAdapter.mAttributes.NumberOfPorts = static_cast<HBA_UINT32>(aAdapter.mPorts.size());
 }
 
-// The ports have the adapter's node name, which must be known by then.
+// "port" comes last: ports inherit the node name of the adapter.
 constexpr Key<Adapter> adapterKeys[] = {
     {"name", Presence::required, readName},
     {"manufacturer", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::Manufacturer>},
@@ -288,7 +288,7 @@ constexpr Key<Adapter> adapterKeys[] = {
     {"port", Presence::optional, readPorts},
 };
 
-/// Names that no two adapters, and no two ports of adapters, may have.
+/// Checks that the names of all adapters, and the port names of all their ports, are unique.
 class UniqueNames
 {
 public:

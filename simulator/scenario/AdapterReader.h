@@ -1,5 +1,5 @@
 /// @file
-/// Reads the tables [[adapter]] of a scenario, and the ports in them.
+/// Reads the [[adapter]] tables of a scenario and their ports.
 #pragma once
 
 #include <vector>
@@ -9,6 +9,6 @@
 
 namespace qzsim
 {
-/// Throws ScenarioError.
+/// @throws ScenarioError when a table is invalid
 std::vector<Adapter> readAdapters(TomlValue const& aTables);
 }  // namespace qzsim

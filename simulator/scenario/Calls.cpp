@@ -48,7 +48,7 @@ constexpr CallEntry calls[] = {
     {"VQM_QZ_unRegisterForEvent", Call::quazorUnregisterForEvent, Concern::board},
 };
 
-/// Every call has its entry.
+/// Every call has an entry.
 CallEntry const& entryOf(Call aCall)
 {
     return *std::find_if(std::begin(calls), std::end(calls),

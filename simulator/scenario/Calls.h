@@ -1,5 +1,5 @@
 /// @file
-/// The calls of both vendor libraries that a scenario can make fail.
+/// The calls of the HBA library and the diagnostic library that a scenario can make fail.
 #pragma once
 
 #include <optional>
@@ -31,23 +31,24 @@ enum class Call
     quazorUnregisterForEvent
 };
 
-/// The call of that name, as "HBA_OpenAdapter".
+/// @param aName such as "HBA_OpenAdapter"
+/// @return the call; nothing for an unknown name
 std::optional<Call> callNamed(std::string_view aName);
 
 std::string nameOf(Call aCall);
 
-/// All names, for messages: "HBA_LoadLibrary, HBA_FreeLibrary, ...".
+/// @return all names, for messages: "HBA_LoadLibrary, HBA_FreeLibrary, ..."
 std::string namesOfCalls();
 
-/// Whether the call is one of the diagnostic library, and not of the HBA API.
+/// @return whether the call belongs to the diagnostic library, and not to the HBA API
 bool isDiagnostic(Call aCall);
 
-/// Whether the call is made for one adapter.
+/// @return whether the call concerns one adapter
 bool concernsAdapter(Call aCall);
 
-/// Whether the call is made for one target port.
+/// @return whether the call concerns one target port
 bool concernsTarget(Call aCall);
 
-/// Whether the call is made for one board of the diagnostic library.
+/// @return whether the call concerns one board of the diagnostic library
 bool concernsBoard(Call aCall);
 }  // namespace qzsim

@@ -1,5 +1,5 @@
 /// @file
-/// What a scenario describes for the diagnostic library: versions, boards, and the events of the boards.
+/// The part of a scenario for the diagnostic library: versions, boards, and event sources.
 #pragma once
 
 #include <cstddef>
@@ -20,21 +20,21 @@ struct Board
     HBA_WWN mSecondWwn;
 };
 
-/// What an event source sends: events of one kind at one port of a board, at a steady rate.
+/// The events that one event source sends: of one kind, at one port of a board, at a constant rate.
 struct EventSeries
 {
     std::uint32_t mBoard;
     HBA_WWN mPort;
     std::uint32_t mCategory;
     std::uint32_t mSubcategory;
-    std::vector<std::uint8_t> mPayload;           ///< of every event, unless one is generated
-    std::optional<std::uint32_t> mGeneratedSize;  ///< number of bytes that are generated for each event
-    std::uint32_t mStartMs;                       ///< of the first event, on the clock of the source
-    std::uint32_t mRate;                          ///< events a second
+    std::vector<std::uint8_t> mPayload;           ///< payload of every event, unless it is generated
+    std::optional<std::uint32_t> mGeneratedSize;  ///< number of bytes to generate for each event
+    std::uint32_t mStartMs;                       ///< time of the first event, on the clock of the source
+    std::uint32_t mRate;                          ///< events per second
     std::uint32_t mCount;
 };
 
-/// The texts end with a zero, and have the sizes of the areas that they go to.
+/// The strings are null-terminated and have the size of the fields they are copied to.
 struct Diagnostics
 {
     static constexpr std::size_t driverVersionSize =

@@ -25,12 +25,12 @@ namespace qzsim
 {
 namespace
 {
-constexpr std::uint32_t highestCategory = 0xfe;  // 0xff stands for all of them
+constexpr std::uint32_t highestCategory = 0xfe;  // 0xff is the wildcard
 constexpr std::uint32_t largestPayload = 1U << 20U;
 constexpr std::uint32_t highestRate = 100000;
 constexpr std::uint32_t usualRate = 1000;
 
-/// The number written as "0x8000000000000100".
+/// Parses a number such as "0x8000000000000100".
 std::optional<std::uint64_t> hexNumberIn(std::string_view aText)
 {
     constexpr std::string_view prefix = "0x";
@@ -49,7 +49,7 @@ void skipBlanks(std::string_view& aText)
     aText.remove_prefix(std::min(aText.find_first_not_of(' '), aText.size()));
 }
 
-/// The bytes written as "01 02 ff", with blanks between them or without.
+/// Parses bytes such as "01 02 ff". The blanks are optional.
 std::optional<std::vector<std::uint8_t>> bytesIn(std::string_view aText)
 {
     constexpr std::size_t lengthOfPair = 2;
@@ -70,7 +70,7 @@ std::optional<std::vector<std::uint8_t>> bytesIn(std::string_view aText)
     return bytes;
 }
 
-// Each of these reads a value into one field of the record.
+// Each of these functions reads a value into one field of the record.
 
 template <auto field, typename Record>
 void text(TomlValue const& aValue, Record& aRecord)
@@ -100,7 +100,8 @@ void readRecordVersion(TomlValue const& aValue, Diagnostics& aDiagnostics)
 void readFeatureList(TomlValue const& aValue, Diagnostics& aDiagnostics)
 {
     constexpr std::string_view expected =
-        "a number from 0 to 0x7fffffffffffffff, or a text of up to 16 digits such as \"0x8000000000000100\"";
+        "a number from 0 to 0x7fffffffffffffff, or a string of up to 16 hexadecimal digits such "
+        "as \"0x8000000000000100\"";
     if (aValue.is<TomlValue::Text>())
     {
         aDiagnostics.mFeatureList = readFound(aValue, hexNumberIn, expected);
@@ -186,7 +187,7 @@ void readEvents(TomlValue const& aValue, Diagnostics& aDiagnostics)
                });
 }
 
-// The events are those of the boards, which must be known by then.
+// "event" comes last: events refer to boards.
 constexpr Key<Diagnostics> diagnosticsKeys[] = {
     {"library_version", Presence::optional, text<&Diagnostics::mLibraryVersion>},
     {"driver_version", Presence::optional, text<&Diagnostics::mDriverVersion>},

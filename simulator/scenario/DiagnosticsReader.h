@@ -1,5 +1,5 @@
 /// @file
-/// Reads the table [diagnostics] of a scenario, and the boards and events in it.
+/// Reads the [diagnostics] table of a scenario, its boards and its event sources.
 #pragma once
 
 #include "simulator/scenario/Diagnostics.h"
@@ -7,6 +7,6 @@
 
 namespace qzsim
 {
-/// Throws ScenarioError.
+/// @throws ScenarioError when a table is invalid
 Diagnostics readDiagnostics(TomlValue const& aTable);
 }  // namespace qzsim

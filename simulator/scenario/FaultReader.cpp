@@ -31,7 +31,7 @@ constexpr std::string_view expectedBoard = "the number of a board of this scenar
     aValue.refuse(fmt::format("no key \"{}\" for {}, which {}", aKey, nameOf(aCall), aReason));
 }
 
-/// Refuses a key that belongs to the calls of the other library.
+/// Refuses a key that applies only to calls of the other library.
 void checkLibrary(TomlValue const& aValue, char const* aKey, Call aCall, bool aIsOfDiagnostics)
 {
     if (isDiagnostic(aCall) != aIsOfDiagnostics)
@@ -53,7 +53,7 @@ void readAdapter(TomlValue const& aValue, Fault& aFault)
     checkLibrary(aValue, "adapter", aFault.mCall, false);
     if (!concernsAdapter(aFault.mCall))
     {
-        refuseKey(aValue, "adapter", aFault.mCall, "concerns no single adapter");
+        refuseKey(aValue, "adapter", aFault.mCall, "does not concern a single adapter");
     }
     aFault.mDevice = aValue.as<TomlValue::Text>(expectedAdapter);
 }
@@ -63,7 +63,7 @@ void readPortWwn(TomlValue const& aValue, Fault& aFault)
     checkLibrary(aValue, "port_wwn", aFault.mCall, false);
     if (!concernsTarget(aFault.mCall))
     {
-        refuseKey(aValue, "port_wwn", aFault.mCall, "concerns no single target");
+        refuseKey(aValue, "port_wwn", aFault.mCall, "does not concern a single target");
     }
     aFault.mPort = textOf(readWwn(aValue));
 }
@@ -73,12 +73,13 @@ void readBoard(TomlValue const& aValue, Fault& aFault)
     checkLibrary(aValue, "board", aFault.mCall, true);
     if (!concernsBoard(aFault.mCall))
     {
-        refuseKey(aValue, "board", aFault.mCall, "concerns no single board");
+        refuseKey(aValue, "board", aFault.mCall, "does not concern a single board");
     }
     aFault.mDevice = std::to_string(readNumber(aValue, 0, highestNumber, expectedBoard));
 }
 
-/// Takes the number of a call off the front of a text; 0 when there is none.
+/// Removes a number from the front of the text.
+/// @return the number; 0 when the text does not start with one
 std::uint32_t takeNumber(std::string_view& aText)
 {
     std::uint32_t number = 0;
@@ -87,7 +88,7 @@ std::uint32_t takeNumber(std::string_view& aText)
     return error == std::errc() ? number : 0;
 }
 
-/// The first and the last call of "2-4" or "3+"; 0 when the text is neither.
+/// @return the first and last call of a range such as "2-4" or "3+"; zeros when the text is not a range
 std::pair<std::uint32_t, std::uint32_t> rangeIn(std::string_view aText)
 {
     std::uint32_t const first = takeNumber(aText);
@@ -107,7 +108,7 @@ std::pair<std::uint32_t, std::uint32_t> rangeIn(std::string_view aText)
 void readNth(TomlValue const& aValue, Fault& aFault)
 {
     constexpr std::string_view expected =
-        "a number from 1 to 4294967295, or a range of such numbers as \"2-4\" or \"3+\"";
+        "a number from 1 to 4294967295, or a range such as \"2-4\" or \"3+\"";
     if (!aValue.is<TomlValue::Text>())
     {
         aFault.mFirst = aFault.mLast = readNumber(aValue, 1, highestNumber, expected);
@@ -165,7 +166,7 @@ bool hasTarget(Adapter const& aAdapter, std::string const& aPort)
     return false;
 }
 
-/// Checks the names of adapter and target that the fault mentions.
+/// Checks that the adapter and target of the fault exist.
 void checkNames(TomlValue const& aTable, Fault const& aFault, std::vector<Adapter> const& aAdapters)
 {
     auto const isNamed = [&aFault](Adapter const& aAdapter)
@@ -205,25 +206,24 @@ bool shareCalls(Fault const& aOne, Fault const& aOther)
 std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenario)
 {
     std::vector<Fault> faults;
-    readTables(aTables, "[[fault]]", faultKeys, Fault{},
-               [&](TomlValue const& aTable, Fault aFault)
-               {
-                   checkAnswer(aTable, aFault);
-                   checkNames(aTable, aFault, aScenario.mAdapters);
-                   checkBoard(aTable, aScenario.mDiagnostics.mBoards.size());
-                   aFault.mPlace = aTable.place();
-                   auto const rival =
-                       std::find_if(faults.begin(), faults.end(),
-                                    [&](Fault const& aOther) { return shareCalls(aFault, aOther); });
-                   if (rival != faults.end())
-                   {
-                       throw ScenarioError(fmt::format(
-                           "{}: expected other calls than those of the fault at {}, found some of "
-                           "the same",
-                           aFault.mPlace, rival->mPlace));
-                   }
-                   faults.push_back(std::move(aFault));
-               });
+    readTables(
+        aTables, "[[fault]]", faultKeys, Fault{},
+        [&](TomlValue const& aTable, Fault aFault)
+        {
+            checkAnswer(aTable, aFault);
+            checkNames(aTable, aFault, aScenario.mAdapters);
+            checkBoard(aTable, aScenario.mDiagnostics.mBoards.size());
+            aFault.mPlace = aTable.place();
+            auto const rival = std::find_if(faults.begin(), faults.end(),
+                                            [&](Fault const& aOther) { return shareCalls(aFault, aOther); });
+            if (rival != faults.end())
+            {
+                throw ScenarioError(fmt::format(
+                    "{}: expected calls that no other fault covers, found an overlap with the fault at {}",
+                    aFault.mPlace, rival->mPlace));
+            }
+            faults.push_back(std::move(aFault));
+        });
     return faults;
 }
 }  // namespace qzsim

@@ -1,5 +1,5 @@
 /// @file
-/// Reads the tables [[fault]] of a scenario.
+/// Reads the [[fault]] tables of a scenario.
 #pragma once
 
 #include <vector>
@@ -9,7 +9,7 @@
 
 namespace qzsim
 {
-/// Throws ScenarioError.
-/// @param aScenario has the adapters and boards, which the faults may name
+/// @param aScenario provides the adapters and boards that faults can name
+/// @throws ScenarioError when a table is invalid
 std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenario);
 }  // namespace qzsim

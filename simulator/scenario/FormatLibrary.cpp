@@ -1,5 +1,5 @@
-// The part of {fmt} that is not in its headers, so that libqzsim.so needs no library for it, and not every source takes
-// the time to compile it.
+// Compiles the part of {fmt} that its headers do not contain. libqzsim.so then does not have to link the library, and
+// this part is compiled only once.
 #include <fmt/format-inl.h>
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
 /// @file
-/// Tables of the names that values have in a scenario.
+/// Tables that map names in a scenario to values.
 #pragma once
 
 #include <algorithm>
@@ -18,6 +18,7 @@ struct Named
     Value mValue;
 };
 
+/// @return the value with this name; nothing for an unknown name
 template <typename Value, std::size_t count>
 std::optional<Value> valueNamed(std::string_view aName, Named<Value> const (&aTable)[count])
 {
@@ -26,7 +27,7 @@ std::optional<Value> valueNamed(std::string_view aName, Named<Value> const (&aTa
     return found == std::end(aTable) ? std::nullopt : std::optional(found->mValue);
 }
 
-/// All names, for messages: "ONLINE, OFFLINE, ...".
+/// @return all names, for messages: "ONLINE, OFFLINE, ..."
 template <typename Value, std::size_t count>
 std::string namesIn(Named<Value> const (&aTable)[count])
 {

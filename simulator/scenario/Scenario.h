@@ -1,5 +1,5 @@
 /// @file
-/// What a scenario describes: the simulated adapters and boards, and the calls that fail.
+/// The content of a scenario: the simulated adapters and boards, and the calls that fail.
 #pragma once
 
 #include <cstddef>
@@ -22,21 +22,21 @@ enum class Role
     initiator
 };
 
-/// How a target writes its LUNs in the eight bytes that SCSI has for one.
+/// How a target encodes a LUN in the eight bytes of a SCSI LUN field.
 enum class LunAddressing
 {
-    automatic,  ///< peripheral device addressing as far as it goes, beyond it flat space addressing
-    flat        ///< flat space addressing for all
+    automatic,  ///< peripheral device addressing up to LUN 255, flat space addressing above
+    flat        ///< flat space addressing for every LUN
 };
 
 /// How the HBA library of an adapter writes a LUN into FcpLun.
 enum class LunStyle
 {
     scsi,    ///< the eight bytes of the SCSI standard
-    integer  ///< the integer that Linux makes of these bytes, as in ScsiOSLun
+    integer  ///< the integer that Linux forms from these bytes, as in ScsiOSLun
 };
 
-/// A port that the adapter's port has discovered.
+/// A port that a port of the adapter has discovered.
 struct RemotePort
 {
     HBA_PORTATTRIBUTES mAttributes;
@@ -51,7 +51,7 @@ struct Port
     std::vector<RemotePort> mRemotePorts;
 };
 
-/// The attributes of adapters and ports are the standard's records, complete, as the calls answer them.
+/// The attributes of adapters and ports are complete HBA API records, which the calls copy as they are.
 struct Adapter
 {
     std::string mName;
@@ -60,21 +60,19 @@ struct Adapter
     std::vector<Port> mPorts;
 };
 
-/// As the last call of a fault: it fails from its first call on without end.
+/// Value of Fault::mLast for a fault without an end: every call from mFirst on fails.
 constexpr std::uint32_t endless = std::numeric_limits<std::uint32_t>::max();
 
-/// Calls that answer what the scenario chooses.
+/// Calls that fail: they return what the scenario specifies.
 struct Fault
 {
     Call mCall;
-    std::string
-        mDevice;  ///< counts the calls for the adapter of this name, or the board of this number, alone;
-                  ///< empty: all calls
-    std::string mPort;     ///< counts the calls for the remote port of this name alone; empty: all calls
-    std::uint32_t mFirst;  ///< counted from 1
-    std::uint32_t mLast;
-    std::uint32_t mAnswer;  ///< the status of the HBA API, the result of the diagnostic library
-    std::string mPlace;     ///< where it stands, "file:line:column"
+    std::string mDevice;  ///< name of an adapter or number of a board: only its calls count; empty: all calls
+    std::string mPort;    ///< name of a remote port: only its calls count; empty: all calls
+    std::uint32_t mFirst;   ///< first call that fails, counted from 1
+    std::uint32_t mLast;    ///< last call that fails
+    std::uint32_t mAnswer;  ///< status of the HBA API, or result of the diagnostic library
+    std::string mPlace;     ///< position in the file, "file:line:column"
 };
 
 struct Scenario
@@ -84,15 +82,15 @@ struct Scenario
     std::vector<Fault> mFaults;
 };
 
-/// The target mappings that an adapter has: one for each LUN of each target.
+/// @return the number of target mappings of an adapter: one per LUN of each target
 std::size_t numberOfMappings(Adapter const& aAdapter);
 
-/// How often a fault must strike so that nothing of it is left.
+/// @return how often the fault must strike to count as complete: once if it has no end
 std::uint32_t strikesIn(Fault const& aFault);
 
-/// The fault in words: "call 2 of HBA_OpenAdapter answers HBA_STATUS_ERROR_BUSY".
+/// @return the fault in words: "call 2 of HBA_OpenAdapter returns HBA_STATUS_ERROR_BUSY"
 std::string summaryOf(Fault const& aFault);
 
-/// The scenario in words, one line for each adapter, board, event source and fault.
+/// @return the scenario in words, one line for each adapter, board, event source and fault
 std::string summaryOf(Scenario const& aScenario);
 }  // namespace qzsim

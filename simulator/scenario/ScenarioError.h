@@ -1,12 +1,12 @@
 /// @file
-/// What is wrong with a scenario.
+/// Reports an invalid scenario.
 #pragma once
 
 #include <stdexcept>
 
 namespace qzsim
 {
-/// The text says where and what was expected: "file:line:column: expected ..., found ...".
+/// The message has the position and the expectation: "file:line:column: expected ..., found ...".
 class ScenarioError : public std::runtime_error
 {
 public:

@@ -10,7 +10,7 @@ namespace qzsim
 {
 namespace
 {
-// The faults name adapters and boards, which must be known by then.
+// "fault" comes last: faults refer to adapters and boards.
 constexpr Key<Scenario> scenarioKeys[] = {
     {"adapter", Presence::optional,
      [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mAdapters = readAdapters(aValue); }},

@@ -1,5 +1,5 @@
 /// @file
-/// Reads scenarios from files; docs/simulator.md describes the form.
+/// Reads scenario files; docs/simulator.md describes the format.
 #pragma once
 
 #include <string>
@@ -8,7 +8,8 @@
 
 namespace qzsim
 {
-/// Reads and checks a scenario. Throws ScenarioError for the first thing that is wrong with it.
-/// @param aPath as messages shall name it
+/// Reads and checks a scenario.
+/// @param aPath appears in messages as given here
+/// @throws ScenarioError for the first error in the file
 Scenario readScenario(std::string const& aPath);
 }  // namespace qzsim

@@ -38,7 +38,7 @@ std::uint16_t linuxLun(LunBytes const& aLun)
 
 //     bytes 0 to 3: length of the list in bytes, big-endian
 //     bytes 4 to 7: 0
-//     then, in the order of the scenario, each LUN in 8 bytes
+//     then each LUN in 8 bytes, in scenario order
 std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget)
 {
     std::size_t const listLength = aTarget.mLuns.size() * sizeof(LunBytes);

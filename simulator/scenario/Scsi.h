@@ -1,5 +1,5 @@
 /// @file
-/// What a SCSI target answers.
+/// Responses of a SCSI target.
 #pragma once
 
 #include <array>
@@ -12,17 +12,17 @@ namespace qzsim
 {
 using LunBytes = std::array<std::uint8_t, 8>;
 
-constexpr std::uint16_t highestLun = 0x3fff;  ///< of flat space addressing
+constexpr std::uint16_t highestLun = 0x3fff;  ///< limit of flat space addressing
 
-/// A LUN as SCSI writes it.
+/// @return the LUN as encoded in SCSI
 LunBytes lunBytes(std::uint16_t aLun, LunAddressing aAddressing);
 
-/// The integer that Linux makes of a LUN of one level: its first two bytes as a big-endian number.
+/// @return the integer that Linux forms from a LUN of one level: its first two bytes as a big-endian number
 std::uint16_t linuxLun(LunBytes const& aLun);
 
-/// The whole response to REPORT LUNS.
+/// @return the complete response to REPORT LUNS
 std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget);
 
-/// The sense data of a command that ends with a unit attention.
+/// @return the sense data of a command that ends with a unit attention
 std::vector<std::uint8_t> unitAttention();
 }  // namespace qzsim

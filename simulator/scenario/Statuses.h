@@ -1,5 +1,5 @@
 /// @file
-/// The names that the HBA API gives its status codes.
+/// Names of the HBA API status codes.
 #pragma once
 
 #include <ctime>
@@ -11,9 +11,10 @@
 
 namespace qzsim
 {
-/// The status of that name, as "HBA_STATUS_ERROR_BUSY".
+/// @param aName such as "HBA_STATUS_ERROR_BUSY"
+/// @return the status; nothing for an unknown name
 std::optional<HBA_STATUS> statusNamed(std::string_view aName);
 
-/// The name of the status; its number when it has none.
+/// @return the name of the status, or its number when it has no name
 std::string nameOf(HBA_STATUS aStatus);
 }  // namespace qzsim

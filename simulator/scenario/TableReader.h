@@ -1,5 +1,5 @@
 /// @file
-/// Reads TOML tables into records by a list of keys, one entry for each.
+/// Reads TOML tables into records, driven by a list of keys.
 #pragma once
 
 #include <algorithm>
@@ -22,7 +22,7 @@ enum class Presence
     optional
 };
 
-/// A key of a table, and how its value enters the record.
+/// A key of a table, and the function that reads its value into the record.
 template <typename Record>
 struct Key
 {
@@ -57,9 +57,9 @@ void refuseUnknownKeys(TomlValue::Table const& aEntries, std::string_view aTitle
                                     inQuotes(aKey), aTitle));
 }
 
-/// Reads a table in the order of the keys, which is thus the order in which they may rely on each other.
-/// Throws ScenarioError for a key that is not listed or is required and not there.
-/// @param aTitle what the table is, as "[[adapter]]"
+/// Reads a table in the order of aKeys, so a key can depend on keys before it.
+/// @param aTitle name of the table in messages, such as "[[adapter]]"
+/// @throws ScenarioError when a key is unknown, or a required key is missing
 template <typename Record, std::size_t count>
 void readTable(TomlValue const& aTable, std::string_view aTitle, Key<Record> const (&aKeys)[count],
                Record& aRecord)
@@ -79,9 +79,10 @@ void readTable(TomlValue const& aTable, std::string_view aTitle, Key<Record> con
     }
 }
 
-/// Reads an array of such tables, and hands on each with the record it makes.
-/// @param aInitial what a record is before its table is read
-/// @param aTake    takes the table and the record
+/// Reads an array of tables.
+/// @param aInitial initial value of each record
+/// @param aTake    called with each table and its record
+/// @throws ScenarioError when a table is invalid
 template <typename Record, std::size_t count, typename Take>
 void readTables(TomlValue const& aTables, std::string_view aTitle, Key<Record> const (&aKeys)[count],
                 Record const& aInitial, Take aTake)

@@ -1,5 +1,5 @@
 /// @file
-/// TOML files as trees of values that know where they stand, so that whoever refuses one can say where.
+/// TOML files as trees of values. Each value knows its position, for error messages.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ public:
     using Text = std::string;
     using Number = std::int64_t;
 
-    /// A value of a kind that no scenario has a use for; the text says which ("a boolean").
+    /// A value of a type that scenarios do not use; the text names the type ("a boolean").
     struct Other
     {
         std::string mKind;
@@ -36,14 +36,15 @@ public:
     template <typename Kind>
     bool is() const;
 
-    /// The content, if it is of that kind; else throws what refuse throws.
+    /// @return the content as this type
+    /// @throws ScenarioError when the content has another type
     template <typename Kind>
     Kind const& as(std::string_view aExpected) const;
 
-    /// Of a table: the value of that key; null when there is none.
+    /// @return the value of a key of this table; null when there is none
     TomlValue const* find(std::string_view aKey) const;
 
-    /// Throws the ScenarioError of a value that is not what was expected.
+    /// @throws ScenarioError always, with the position, the expectation and the content
     [[noreturn]] void refuse(std::string_view aExpected) const;
 
 private:
@@ -58,14 +59,15 @@ struct TomlEntry
     TomlValue mValue;
 };
 
-/// Reads a file, whose outermost keys are a table. Throws ScenarioError.
-/// @param aPath as messages shall name it
+/// Reads a file. Its top-level keys form a table.
+/// @param aPath appears in messages as given here
+/// @throws ScenarioError when the file cannot be read or is not valid TOML
 TomlValue readToml(std::string const& aPath);
 
-/// Text whose control characters are escaped.
+/// @return the text with escaped control characters
 std::string escaped(std::string_view aText);
 
-/// The same between quotation marks.
+/// @return the text in quotation marks, with escaped control characters
 std::string inQuotes(std::string_view aText);
 
 bool hasControlCharacter(std::string_view aText);

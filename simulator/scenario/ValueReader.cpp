@@ -27,7 +27,7 @@ std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::ui
 void readText(TomlValue const& aValue, char* aField, std::size_t aSize)
 {
     std::string const expected =
-        fmt::format("a text of at most {} bytes without control characters", aSize - 1);
+        fmt::format("a string of at most {} bytes without control characters", aSize - 1);
     auto const& text = aValue.as<TomlValue::Text>(expected);
     if (text.size() >= aSize || hasControlCharacter(text))
     {

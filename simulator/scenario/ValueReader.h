@@ -1,5 +1,5 @@
 /// @file
-/// Reads single values of a scenario. All throw ScenarioError for a value that is not what is expected.
+/// Reads single values of a scenario.
 #pragma once
 
 #include <cstddef>
@@ -18,19 +18,24 @@ namespace qzsim
 {
 constexpr std::uint32_t highestNumber = std::numeric_limits<std::uint32_t>::max();
 
+/// @throws ScenarioError when the value is not such a number
 std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest,
                          std::string_view aExpected);
 
-/// As above, and says which numbers are expected.
+/// Same as above, with a generated description of the expected numbers.
 std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest);
 
-/// Text without control characters for a field that holds as many bytes, a terminator among them.
+/// Reads text without control characters into a field.
+/// @param aSize size of the field, including the terminator
+/// @throws ScenarioError when the value is not such a text
 void readText(TomlValue const& aValue, char* aField, std::size_t aSize);
 
+/// @throws ScenarioError when the value is not a World Wide Name
 HBA_WWN readWwn(TomlValue const& aValue);
 
-/// What the function finds for a text.
-/// @param aFind returns an optional value, nothing for a text that is not expected
+/// Reads a text and converts it.
+/// @param aFind returns the converted value; nothing for an unexpected text
+/// @throws ScenarioError when the value is not an expected text
 template <typename Find>
 auto readFound(TomlValue const& aValue, Find aFind, std::string_view aExpected)
 {
@@ -42,7 +47,7 @@ auto readFound(TomlValue const& aValue, Find aFind, std::string_view aExpected)
     return *found;
 }
 
-/// As above, or any number.
+/// Same as above, but also accepts any number.
 template <typename Find>
 std::uint32_t readFoundOrNumber(TomlValue const& aValue, Find aFind, std::string_view aExpected)
 {
@@ -50,7 +55,8 @@ std::uint32_t readFoundOrNumber(TomlValue const& aValue, Find aFind, std::string
                                         : readNumber(aValue, 0, highestNumber, aExpected);
 }
 
-/// The value of one of the names.
+/// Reads one of the names of a table.
+/// @throws ScenarioError when the value is not one of them
 template <typename Value, std::size_t count>
 Value readNamed(TomlValue const& aValue, Named<Value> const (&aTable)[count])
 {

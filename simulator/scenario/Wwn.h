@@ -1,5 +1,5 @@
 /// @file
-/// World Wide Names as text and as numbers.
+/// Conversion of World Wide Names to and from text, and to numbers.
 #pragma once
 
 #include <cstdint>
@@ -12,14 +12,15 @@
 
 namespace qzsim
 {
-/// The base in which bytes are written.
+/// Base of the digits in a name.
 constexpr int hexadecimal = 16;
 
-/// The name that is written as "20:00:00:00:c9:00:00:01", in letters of either case.
+/// @param aText such as "20:00:00:00:c9:00:00:01", with digits of either case
+/// @return the name; nothing for other text
 std::optional<HBA_WWN> wwnIn(std::string_view aText);
 
 std::string textOf(HBA_WWN const& aName);
 
-/// The name as one number, to compare and order names by.
+/// @return the name as a number, for comparing and ordering
 std::uint64_t numberOf(HBA_WWN const& aName);
 }  // namespace qzsim

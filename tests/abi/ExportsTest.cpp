@@ -1,5 +1,5 @@
-// What each library exports is exactly what the list beside its sources promises. Names of the standard library
-// are the compiler's business: which of its templates are left as functions changes with every version.
+// Each library exports exactly the names in the list beside its sources. Names of the standard library are ignored:
+// which of its templates are compiled as functions changes with every compiler version.
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -44,8 +44,7 @@ void replaceAll(std::string& aText, std::string const& aOld, std::string const& 
 
 bool startsWith(std::string const& aText, std::string const& aStart) { return aText.rfind(aStart, 0) == 0; }
 
-/// The name without its template arguments and parameters, so that of a template of this project nothing is
-/// left of the types that it is used with.
+/// The name without template arguments and parameters, so that types of the standard library in them do not count.
 std::string outerPart(std::string const& aName)
 {
     std::string outer;
@@ -62,7 +61,7 @@ std::string outerPart(std::string const& aName)
     return outer;
 }
 
-bool isTheCompilers(std::string const& aName)
+bool isOfStandardLibrary(std::string const& aName)
 {
     std::string name = aName;
     for (char const* const anOperator : {"operator<<", "operator>>", "operator->", "operator<", "operator>"})
@@ -75,7 +74,7 @@ bool isTheCompilers(std::string const& aName)
            startsWith(name, "construction vtable for ");
 }
 
-/// The name as the lists write it. The GNU and LLVM tools differ in how they print a null pointer's type.
+/// The name in the notation of the lists. The GNU and LLVM tools print the type of a null pointer differently.
 std::string asListed(std::string aName)
 {
     replaceAll(aName, "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
@@ -93,7 +92,7 @@ Names exportedBy(std::string const& aFile)
     Names names;
     for (std::string name; std::getline(lines, name);)
     {
-        if (!isTheCompilers(name))
+        if (!isOfStandardLibrary(name))
         {
             names.insert(asListed(name));
         }
@@ -101,7 +100,7 @@ Names exportedBy(std::string const& aFile)
     return names;
 }
 
-/// A list as it was reviewed: the names in every build, and those of inline functions' copies.
+/// A reviewed list: the names that every build exports, and the copies of inline functions.
 struct Promise
 {
     explicit Promise(std::string const& aFile)
@@ -145,33 +144,33 @@ protected:
     Promise const mPromise{GetParam().mList};
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, Exports,
+INSTANTIATE_TEST_SUITE_P(All, Exports,
                          testing::Values(Library{"QZCommonFramework", FRAMEWORK_LIBRARY, FRAMEWORK_EXPORTS},
                                          Library{"QZSensorAgentCommon", AGENTCOMMON_LIBRARY,
                                                  AGENTCOMMON_EXPORTS}),
                          [](testing::TestParamInfo<Library> const& aInfo) { return aInfo.param.mName; });
 
-TEST_P(Exports, MissNothingThatIsListed)
+TEST_P(Exports, EveryListedNameIsExported)
 {
     EXPECT_THAT(inFirstOnly(mPromise.mNames, mExported), IsEmpty())
         << "missing in " << GetParam().mFile << ", though listed in " << GetParam().mList;
 }
 
-TEST_P(Exports, HaveNothingThatIsNotListed)
+TEST_P(Exports, EveryExportedNameIsListed)
 {
     Names listed = mPromise.mNames;
     listed.insert(mPromise.mCopies.begin(), mPromise.mCopies.end());
     EXPECT_THAT(inFirstOnly(mExported, listed), IsEmpty())
-        << "surplus in " << GetParam().mFile << ", not listed in " << GetParam().mList;
+        << "exported by " << GetParam().mFile << ", not listed in " << GetParam().mList;
 }
 
-TEST_P(Exports, HaveTheListedCopiesWhereNothingIsOptimised)
+TEST_P(Exports, DebugBuildExportsTheListedInlineFunctions)
 {
     if (!IS_DEBUG_BUILD)
     {
         GTEST_SKIP() << "an optimising compiler leaves out copies of inline functions";
     }
     EXPECT_THAT(inFirstOnly(mPromise.mCopies, mExported), IsEmpty())
-        << "no copies of them in " << GetParam().mFile << ", though listed as inline in " << GetParam().mList;
+        << "not exported by " << GetParam().mFile << ", though listed as inline in " << GetParam().mList;
 }
 }  // namespace

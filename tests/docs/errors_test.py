@@ -1,4 +1,4 @@
-"""docs/errors.md lists every exception and every assertion of the libraries, and no other."""
+"""docs/errors.md lists exactly the exceptions and assertions of the libraries."""
 import unittest
 
 from sources import calls, code, table
@@ -10,19 +10,19 @@ class Errors(unittest.TestCase):
 
     @staticmethod
     def row_of(call):
-        """Class, code and text of a throw; texts that are put together are described in words."""
+        """Class, code and text of a throw; the page describes composed texts in words."""
         name, number = call.what.split()[1], call.arguments.rsplit(', ', 1)[-1]
         if name.startswith('std::'):
             return name, '-', '-'
         return name, number, (call.texts() or ['-'])[0]
 
-    def test_every_exception_stands_in_the_table_and_every_row_in_a_source(self):
+    def test_the_table_lists_exactly_the_exceptions_in_the_sources(self):
         thrown = {self.row_of(call) for call in calls('throw ')}
         listed = {(code(name)[0], number, (code(text) or ['-'])[0].strip('"'))
                   for name, number, text, _, _ in table('errors.md', 'Exceptions')}
         self.assertEqual(sorted(thrown), sorted(listed), 'sources first, docs/errors.md second')
 
-    def test_every_assertion_stands_in_the_table_and_every_row_in_a_source(self):
+    def test_the_table_lists_exactly_the_assertions_in_the_sources(self):
         asserted = {(call.file, call.function, call.arguments) for call in calls('QZ_ASSERT')}
         listed = {(code(file)[0], function, condition)
                   for file, functions, conditions, _ in table('errors.md', 'Assertions')

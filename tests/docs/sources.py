@@ -15,19 +15,20 @@ DEFINITION = re.compile(r'(?=[A-Za-z_~\[])[^;=()]*?(operator\W+|~?\b\w+)\((?!.*;
 class Call:
     """A call of the logger, an assertion, or a throw."""
 
-    def __init__(self, what, arguments, function, file, line):
+    def __init__(self, what, arguments, function, file, path, lines):
         self.what = what
         self.arguments = arguments
         self.function = function
-        self.file = file
-        self.line = line
+        self.file = file  # the name that is logged
+        self.path = path  # the source
+        self.lines = lines  # from the first line of the call to its last one
 
     def texts(self):
         return TEXT.findall(re.sub(r'" "', '', self.arguments))
 
 
-def _arguments(text, start):
-    """What stands from start to the parenthesis that closes."""
+def _end_of_arguments(text, start):
+    """The position of the parenthesis that closes the one before start."""
     depth, position = 1, start
     while depth:
         quoted = TEXT.match(text, position)
@@ -36,7 +37,7 @@ def _arguments(text, start):
             continue
         depth += {'(': 1, ')': -1}.get(text[position], 0)
         position += 1
-    return re.sub(r'\n *', ' ', text[start:position - 1])
+    return position - 1
 
 
 def _function_before(lines, margins):
@@ -56,8 +57,9 @@ def _calls_in(path):
     margins = ['', '    '] if path.suffix == '.h' else ['']
     for call in CALL.finditer(text):
         function = _function_before(text[:call.start()].split('\n')[:-1], margins)
-        line = text.count('\n', 0, call.start()) + 1
-        yield Call(call[1], _arguments(text, call.end()), function, file[1] if file else '', line)
+        end = _end_of_arguments(text, call.end())
+        lines = range(text.count('\n', 0, call.start()) + 1, text.count('\n', 0, end) + 2)
+        yield Call(call[1], re.sub(r'\n *', ' ', text[call.end():end]), function, file[1] if file else '', path, lines)
 
 
 def calls(*beginnings):

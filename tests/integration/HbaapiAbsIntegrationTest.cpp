@@ -4,7 +4,7 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
-#include "tests/integration/HbaapiRoad.h"
+#include "tests/integration/HbaapiFixture.h"
 #include "tests/support/LogCapture.h"
 
 using testing::AllOf;
@@ -15,33 +15,33 @@ using testing::StrEq;
 
 namespace
 {
-class TwoAdapters : public HbaapiRoad
+class TwoAdapters : public HbaapiFixture
 {
 };
-class NoAdapters : public HbaapiRoad
+class NoAdapters : public HbaapiFixture
 {
 };
-class FailingLoad : public HbaapiRoad
+class FailingLoad : public HbaapiFixture
 {
 };
-class FailingName : public HbaapiRoad
+class FailingName : public HbaapiFixture
 {
 };
-class FailingOpen : public HbaapiRoad
+class FailingOpen : public HbaapiFixture
 {
 };
 
 char gFirstName[] = "example-fc-0";
 char gUnknownName[] = "example-fc-9";
 
-TEST_F(TwoAdapters, AreCountedAndNamedInTheirOrder)
+TEST_F(TwoAdapters, LayerReportsCountAndNamesInOrder)
 {
     mHbaapi.HA_LoadHbaapi();
     EXPECT_EQ(mHbaapi.HA_GetNumberOfAdapters(), 2u);
     EXPECT_THAT(names(), ElementsAre("example-fc-0", "example-fc-1"));
 }
 
-TEST_F(TwoAdapters, OpenWithHandlesOfTheirOwn)
+TEST_F(TwoAdapters, EachAdapterOpensWithItsOwnHandle)
 {
     mHbaapi.HA_LoadHbaapi();
     ASSERT_THAT(names(), testing::SizeIs(2));
@@ -56,7 +56,7 @@ TEST_F(TwoAdapters, OpenWithHandlesOfTheirOwn)
     mHbaapi.HA_CloseAdapter(secondHandle);
 }
 
-TEST_F(TwoAdapters, RefuseANameThatNoneHas)
+TEST_F(TwoAdapters, OpeningAnUnknownNameFailsAndIsLogged)
 {
     mHbaapi.HA_LoadHbaapi();
     ASSERT_THAT(names(), testing::SizeIs(2));
@@ -72,7 +72,7 @@ TEST_F(TwoAdapters, RefuseANameThatNoneHas)
                             expected.left()));
 }
 
-TEST_F(TwoAdapters, AreGoneOnceTheLibraryIsFreed)
+TEST_F(TwoAdapters, CountIsZeroAfterTheLibraryIsFreed)
 {
     mHbaapi.HA_LoadHbaapi();
     ASSERT_EQ(mHbaapi.HA_GetNumberOfAdapters(), 2u);
@@ -80,7 +80,7 @@ TEST_F(TwoAdapters, AreGoneOnceTheLibraryIsFreed)
     EXPECT_EQ(mHbaapi.HA_GetNumberOfAdapters(), 0u);
 }
 
-TEST_F(TwoAdapters, AreFoundAgainByASecondLoad)
+TEST_F(TwoAdapters, SecondLoadAfterAFreeFindsThemAgain)
 {
     mHbaapi.HA_LoadHbaapi();
     mHbaapi.HA_FreeHbaapi();
@@ -88,13 +88,13 @@ TEST_F(TwoAdapters, AreFoundAgainByASecondLoad)
     EXPECT_THAT(names(), ElementsAre("example-fc-0", "example-fc-1"));
 }
 
-TEST_F(TwoAdapters, AreNotLoadedTwiceWithoutBeingFreed)
+TEST_F(TwoAdapters, SecondLoadWithoutAFreeThrows)
 {
     mHbaapi.HA_LoadHbaapi();
     EXPECT_THROW(mHbaapi.HA_LoadHbaapi(), QZCExitConditionEx);
 }
 
-TEST_F(TwoAdapters, SurviveCallsWithAStaleHandle)
+TEST_F(TwoAdapters, ClosingAStaleHandleReturnsNormally)
 {
     mHbaapi.HA_LoadHbaapi();
     ASSERT_THAT(names(), testing::SizeIs(2));
@@ -107,21 +107,21 @@ TEST_F(TwoAdapters, SurviveCallsWithAStaleHandle)
                                           expected.trace("Closed adapter"), expected.left()));
 }
 
-TEST_F(TwoAdapters, FreeReturnsNormallyWithoutALoad)
+TEST_F(TwoAdapters, FreeWithoutALoadReturnsNormally)
 {
     mHbaapi.HA_FreeHbaapi();
     ExpectedLog const expected = logOf("HA_FreeHbaapi");
     EXPECT_THAT(mLog.lines(), ElementsAre(expected.entered(), expected.left()));
 }
 
-TEST_F(NoAdapters, AreAnEmptyList)
+TEST_F(NoAdapters, LayerReportsAnEmptyList)
 {
     mHbaapi.HA_LoadHbaapi();
     EXPECT_EQ(mHbaapi.HA_GetNumberOfAdapters(), 0u);
     EXPECT_THAT(names(), IsEmpty());
 }
 
-TEST_F(FailingLoad, IsAnExitConditionNamedInTheLog)
+TEST_F(FailingLoad, ThrowsAnExitConditionAndLogsTheStatus)
 {
     try
     {
@@ -140,7 +140,7 @@ TEST_F(FailingLoad, IsAnExitConditionNamedInTheLog)
                                           expected.left()));
 }
 
-TEST_F(FailingName, EndsTheListAfterTheNamesBefore)
+TEST_F(FailingName, NamesBeforeTheFailureAreKept)
 {
     mHbaapi.HA_LoadHbaapi();
     unsigned int const count = mHbaapi.HA_GetNumberOfAdapters();
@@ -155,7 +155,7 @@ TEST_F(FailingName, EndsTheListAfterTheNamesBefore)
     EXPECT_EQ(mLog.lines()[5], expected.left());
 }
 
-TEST_F(FailingOpen, SucceedsTheSecondTime)
+TEST_F(FailingOpen, SecondAttemptSucceeds)
 {
     mHbaapi.HA_LoadHbaapi();
     ASSERT_THAT(names(), testing::SizeIs(1));

@@ -8,7 +8,7 @@
 #include <hbaapi.h>
 
 #include "backend/common/include/Clib.h"
-#include "tests/integration/OpenAdapterRoad.h"
+#include "tests/integration/OpenAdapterFixture.h"
 #include "tests/support/LogCapture.h"
 
 using testing::Contains;
@@ -20,10 +20,10 @@ std::vector<unsigned long> gSleeps;
 std::vector<HBA_UINT32> gRooms;
 }  // namespace
 
-// Takes the place of the framework's: busy adapters are not waited for.
+// Replaces the framework's function, so that a test does not wait for a busy adapter.
 void ClibSleepMS(unsigned long aMilliseconds) { gSleeps.push_back(aMilliseconds); }
 
-// Stands before the common library's: it notes how many entries each request has room for.
+// Interposes the common library's function to record how many entries each request has room for.
 extern "C" HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
 {
     gRooms.push_back(aMapping->NumberOfEntries);
@@ -34,28 +34,28 @@ extern "C" HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETM
 
 namespace
 {
-class OneArray : public OpenAdapterRoad
+class OneArray : public OpenAdapterFixture
 {
 };
-class ManyMappings : public OpenAdapterRoad
+class ManyMappings : public OpenAdapterFixture
 {
 protected:
     ManyMappings() { gRooms.clear(); }
 };
-class LunLists : public OpenAdapterRoad
+class LunLists : public OpenAdapterFixture
 {
 };
-class BusyAdapter : public OpenAdapterRoad
+class BusyAdapter : public OpenAdapterFixture
 {
 };
-class UnsupportedAdapter : public OpenAdapterRoad
+class UnsupportedAdapter : public OpenAdapterFixture
 {
 };
-class FaultyPort : public OpenAdapterRoad
+class FaultyPort : public OpenAdapterFixture
 {
 };
 
-TEST_F(OneArray, TellsTheAttributesOfTheAdapter)
+TEST_F(OneArray, AttributesDescribeTheAdapter)
 {
     auto const found = attributes();
     EXPECT_STREQ(found->Manufacturer, "Example Adapters");
@@ -63,7 +63,7 @@ TEST_F(OneArray, TellsTheAttributesOfTheAdapter)
     EXPECT_EQ(found->NumberOfPorts, 2u);
 }
 
-TEST_F(OneArray, TellsTheAttributesOfEachPortInOrder)
+TEST_F(OneArray, PortAttributesComeInPortOrder)
 {
     auto const found = ports();
     ASSERT_EQ(mNumberOfPorts, 2u);
@@ -73,7 +73,7 @@ TEST_F(OneArray, TellsTheAttributesOfEachPortInOrder)
     EXPECT_EQ(found[1].PortState, HBA_PORTSTATE_LINKDOWN);
 }
 
-TEST_F(OneArray, TellsItsTargetMappingsInOneRequest)
+TEST_F(OneArray, OneRequestReturnsAllTargetMappings)
 {
     auto const found = mappings();
     ASSERT_EQ(found->NumberOfEntries, 8u);
@@ -82,14 +82,14 @@ TEST_F(OneArray, TellsItsTargetMappingsInOneRequest)
     EXPECT_THAT(gRooms, ElementsAre(256u));
 }
 
-TEST_F(ManyMappings, AreAskedForAgainWithExactlyTheRoomTheyNeed)
+TEST_F(ManyMappings, SecondRequestHasExactlyTheRoomThatTheFirstAnswerReports)
 {
     auto const found = mappings();
     EXPECT_EQ(found->NumberOfEntries, 300u);
     EXPECT_THAT(gRooms, ElementsAre(256u, 300u));
 }
 
-TEST_F(ManyMappings, AreAllThereAfterTheSecondRequest)
+TEST_F(ManyMappings, SecondRequestReturnsEveryMapping)
 {
     auto const found = mappings();
     ASSERT_EQ(found->NumberOfEntries, 300u);
@@ -100,39 +100,36 @@ TEST_F(ManyMappings, AreAllThereAfterTheSecondRequest)
     }
 }
 
-TEST_F(LunLists, ThatDoNotFitGetABufferOfTheirOwnSize)
+TEST_F(LunLists, ListThatDoesNotFitGetsABufferOfItsSize)
 {
-    Response response;
-    reportLuns(response, 1);
-    EXPECT_EQ(response.mSize, 72u) << "the header and 64 bytes of list";
-    auto const* const bytes = static_cast<unsigned char const*>(response.mBlock);
+    reportLuns(1);
+    EXPECT_EQ(mResponse.size(), 72u) << "the header and 64 bytes of list";
+    unsigned char const* const bytes = mResponse.bytes();
     EXPECT_THAT(std::vector<unsigned char>(bytes, bytes + 4), ElementsAre(0, 0, 0, 64));
-    EXPECT_EQ(bytes[response.mSize - 7], 7u) << "the last LUN";
+    EXPECT_EQ(bytes[mResponse.size() - 7], 7u) << "the last LUN";
 }
 
-TEST_F(LunLists, Of4096BytesAreAccepted)
+TEST_F(LunLists, AcceptsAListOf4096Bytes)
 {
-    Response response;
-    reportLuns(response, 2);
-    EXPECT_EQ(response.mSize, 4104u);
+    reportLuns(2);
+    EXPECT_EQ(mResponse.size(), 4104u);
 }
 
-TEST_F(LunLists, Of4104BytesAreRefused)
+TEST_F(LunLists, RefusesAListOf4104Bytes)
 {
-    Response response;
-    expectHbaapiEx("HBA_SendReportLUNs method failed", [&] { reportLuns(response, 3); });
-    EXPECT_EQ(response.mSize, smallSize);
+    expectHbaapiEx("HBA_SendReportLUNs method failed", [this] { reportLuns(3); });
+    EXPECT_EQ(mResponse.size(), smallSize);
     EXPECT_THAT(mLog.lines(), Contains(logOf("HA_SendReportLUNs").trace("HBA_SendReportLUNs method Failed")));
 }
 
-TEST_F(BusyAdapter, IsAskedTheSameEverySecondUntilItAnswersTheFifthTime)
+TEST_F(BusyAdapter, SameRequestIsRepeatedEverySecondUntilTheFifthSucceeds)
 {
     EXPECT_EQ(mappings()->NumberOfEntries, 8u);
     EXPECT_THAT(gSleeps, ElementsAre(1000ul, 1000ul, 1000ul, 1000ul));
     EXPECT_THAT(gRooms, ElementsAre(256u, 256u, 256u, 256u, 256u));
 }
 
-TEST_F(UnsupportedAdapter, IsNoErrorInTheLog)
+TEST_F(UnsupportedAdapter, AttributesFailWithoutAnErrorLine)
 {
     expectHbaapiEx("HBA_GetAdapterAttributes encounter non-supported Adapter", [this] { attributes(); });
     ExpectedLog const expected = logOf("HA_GetAdapterAttributes");
@@ -144,7 +141,7 @@ TEST_F(UnsupportedAdapter, IsNoErrorInTheLog)
                             expected.left()));
 }
 
-TEST_F(FaultyPort, FailsTheWholeListOfPorts)
+TEST_F(FaultyPort, OneFailingPortFailsTheWholePortList)
 {
     expectHbaapiEx("HBA_GetAdapterPortAttributes method failed", [this] { ports(); });
     EXPECT_EQ(mNumberOfPorts, 2u);

@@ -1,18 +1,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/integration/OpenAdapterRoad.h"
+#include "tests/integration/OpenAdapterFixture.h"
 #include "tests/support/LogCapture.h"
 
 using testing::Contains;
 
 namespace
 {
-class StaleHandle : public OpenAdapterRoad
+class StaleHandle : public OpenAdapterFixture
 {
 };
 
-TEST_F(StaleHandle, FailsTheAttributesAndIsNamedInTheLog)
+TEST_F(StaleHandle, AttributesQueryFailsAndLogsTheStatus)
 {
     mHbaapi.HA_CloseAdapter(mHandle);
     expectHbaapiEx("HBA_GetAdapterAttributes method failed", [this] { attributes(); });
@@ -22,7 +22,7 @@ TEST_F(StaleHandle, FailsTheAttributesAndIsNamedInTheLog)
                                                   "HBA_STATUS_ERROR_INVALID_HANDLE")));
 }
 
-TEST_F(StaleHandle, FailsThePortsAndIsNamedInTheLog)
+TEST_F(StaleHandle, PortsQueryFailsAndLogsTheStatus)
 {
     auto const adapter = attributes();
     mHbaapi.HA_CloseAdapter(mHandle);
@@ -34,7 +34,7 @@ TEST_F(StaleHandle, FailsThePortsAndIsNamedInTheLog)
                                                   "HBA_STATUS_ERROR_INVALID_HANDLE")));
 }
 
-TEST_F(StaleHandle, FailsTheMappingsAndIsNamedInTheLog)
+TEST_F(StaleHandle, MappingsQueryFailsAndLogsTheStatus)
 {
     mHbaapi.HA_CloseAdapter(mHandle);
     expectHbaapiEx("HBA_GetFcpTargetMapping method failed", [this] { mappings(); });
@@ -45,12 +45,11 @@ TEST_F(StaleHandle, FailsTheMappingsAndIsNamedInTheLog)
                             "Failed to get <256> target mappings - HBA_STATUS_ERROR_INVALID_HANDLE")));
 }
 
-TEST_F(StaleHandle, FailsReportLunsAndIsNamedInTheLog)
+TEST_F(StaleHandle, ReportLunsFailsAndLogsTheStatus)
 {
     mHbaapi.HA_CloseAdapter(mHandle);
-    Response response;
-    expectHbaapiEx("HBA_SendReportLUNs method failed", [&] { reportLuns(response, 1); });
-    EXPECT_EQ(response.mSize, smallSize);
+    expectHbaapiEx("HBA_SendReportLUNs method failed", [this] { reportLuns(1); });
+    EXPECT_EQ(mResponse.size(), smallSize);
     EXPECT_THAT(mLog.lines(),
                 Contains(logOf("HA_SendReportLUNs")
                              .trace("Failed SendReportLUNs - %s",

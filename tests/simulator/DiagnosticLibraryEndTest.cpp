@@ -1,4 +1,4 @@
-// How the sending of events ends: by unregistration, with the environment, with the process.
+// How events end: by unregistration, with the environment, and with the process.
 #include <atomic>
 #include <cstddef>
 #include <functional>
@@ -12,7 +12,7 @@
 
 namespace
 {
-/// For each source, more events than any test waits for.
+/// More events for each source than any test waits for.
 constexpr char const* plenty = "size = 4\nrate = 100000\ncount = 4294967295\n";
 constexpr std::size_t some = 100;
 
@@ -26,7 +26,7 @@ protected:
     }
 };
 
-TEST_F(DiagnosticLibraryEnd, OfARegistrationIsTheEndOfItsEvents)
+TEST_F(DiagnosticLibraryEnd, UnregistrationStopsTheEvents)
 {
     ASSERT_EQ(registerPlain(0, 3, any, mLog), ok);
     ASSERT_EQ(registerQuazor(0, firstPort, 3, any, mOther), ok);
@@ -37,7 +37,7 @@ TEST_F(DiagnosticLibraryEnd, OfARegistrationIsTheEndOfItsEvents)
     EXPECT_EQ(mLog.size(), count);
 }
 
-TEST_F(DiagnosticLibraryEnd, OfARegistrationWaitsForItsCallback)
+TEST_F(DiagnosticLibraryEnd, UnregistrationWaitsForARunningCallback)
 {
     std::atomic<bool> isRunning = false;
     std::atomic<bool> isAboutToEnd = false;
@@ -66,7 +66,7 @@ TEST_F(DiagnosticLibraryEnd, OfARegistrationWaitsForItsCallback)
     EXPECT_EQ(running, 0);
 }
 
-TEST_F(DiagnosticLibraryEnd, OfARegistrationMayComeFromItsOwnCallback)
+TEST_F(DiagnosticLibraryEnd, CallbackMayEndItsOwnRegistration)
 {
     mLog.mOnEvent = [&](Delivery const&) { mUnregister(0, 3); };
     mFreeDiagEnv();
@@ -78,7 +78,7 @@ TEST_F(DiagnosticLibraryEnd, OfARegistrationMayComeFromItsOwnCallback)
     EXPECT_EQ(mLog.size(), 1U);
 }
 
-TEST_F(DiagnosticLibraryEnd, OfARegistrationInItsCallbackOnTwoThreadsAtOnce)
+TEST_F(DiagnosticLibraryEnd, OnlyOneOfTwoConcurrentCallbacksEndsTheirRegistration)
 {
     std::atomic<int> successes = 0;
     mLog.mOnEvent = [&](Delivery const&) { successes += mUnregister(0, 3) == ok ? 1 : 0; };
@@ -89,7 +89,7 @@ TEST_F(DiagnosticLibraryEnd, OfARegistrationInItsCallbackOnTwoThreadsAtOnce)
     EXPECT_EQ(successes, 1);
 }
 
-/// Two callbacks that have both begun before either goes on.
+/// Runs two callbacks that wait for each other before they continue.
 class DiagnosticLibraryMutualEnd : public DiagnosticLibraryFixture
 {
 protected:
@@ -121,22 +121,22 @@ private:
     std::atomic<int> mArrived = 0;
 };
 
-TEST_F(DiagnosticLibraryMutualEnd, OfEachOthersRegistrationsHoldsUpNeither)
+TEST_F(DiagnosticLibraryMutualEnd, CallbacksThatEndEachOthersRegistrationsDoNotDeadlock)
 {
     run([this] { EXPECT_EQ(mUnregister(0, 4), ok); }, [this] { EXPECT_EQ(mUnregister(0, 3), ok); });
 }
 
-TEST_F(DiagnosticLibraryMutualEnd, OfTheEnvironmentInBothHoldsUpNeither)
+TEST_F(DiagnosticLibraryMutualEnd, CallbacksThatBothFreeTheEnvironmentDoNotDeadlock)
 {
     run([this] { mFreeDiagEnv(); }, [this] { mFreeDiagEnv(); });
 }
 
-TEST_F(DiagnosticLibraryMutualEnd, OfTheEnvironmentAndARegistrationHoldsUpNeither)
+TEST_F(DiagnosticLibraryMutualEnd, FreeingTheEnvironmentAndUnregisteringInCallbacksDoNotDeadlock)
 {
     run([this] { mFreeDiagEnv(); }, [this] { mUnregister(0, 3); });
 }
 
-TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentIsTheEndOfAllEvents)
+TEST_F(DiagnosticLibraryEnd, FreeingTheEnvironmentStopsAllEvents)
 {
     EventLog later;
     ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
@@ -154,7 +154,7 @@ TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentIsTheEndOfAllEvents)
     mFreeDiagEnv();
 }
 
-TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentMayComeFromACallback)
+TEST_F(DiagnosticLibraryEnd, CallbackMayFreeTheEnvironment)
 {
     mLog.mOnEvent = [&](Delivery const&) { mFreeDiagEnv(); };
     ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
@@ -166,7 +166,7 @@ TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentMayComeFromACallback)
     mOther.waitFor(some);
 }
 
-TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentAndTheNextMayComeFromOneCallback)
+TEST_F(DiagnosticLibraryEnd, CallbackMayFreeTheEnvironmentAndOpenTheNext)
 {
     mFreeDiagEnv();
     init(twoBoards + events(plenty));
@@ -181,7 +181,7 @@ TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentAndTheNextMayComeFromOneCallback)
     EXPECT_EQ(mLog.waitFor(1).size(), 1U);
 }
 
-TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentStopsASourceLongBeforeItsNextEvent)
+TEST_F(DiagnosticLibraryEnd, FreeingTheEnvironmentStopsASourceThatWaitsForItsNextEvent)
 {
     mFreeDiagEnv();
     init(twoBoards + events("at_ms = 4294967295\n"));
@@ -190,7 +190,7 @@ TEST_F(DiagnosticLibraryEnd, OfTheEnvironmentStopsASourceLongBeforeItsNextEvent)
     EXPECT_EQ(mLog.size(), 0U);
 }
 
-TEST_F(DiagnosticLibraryEnd, OfTheLibraryIsTheEndOfItsEvents)
+TEST_F(DiagnosticLibraryEnd, UnloadingTheLibraryStopsAllEvents)
 {
     ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
     mLog.waitFor(some);
@@ -203,7 +203,7 @@ TEST_F(DiagnosticLibraryEnd, OfTheLibraryIsTheEndOfItsEvents)
     EXPECT_EQ(mLog.size(), count);
 }
 
-TEST_F(DiagnosticLibraryEnd, OfAProcessNeedsNoUnregistration)
+TEST_F(DiagnosticLibraryEnd, ProcessMayExitWithoutUnregistration)
 {
     inFreshProcess(
         [&]

@@ -1,4 +1,4 @@
-// The events that the diagnostic library sends: what is in them, in which order, and when.
+// Content, order and timing of the events of the diagnostic library.
 #include <chrono>
 #include <csignal>
 #include <cstddef>
@@ -21,7 +21,7 @@ namespace
 class DiagnosticLibraryEvents : public DiagnosticLibraryFixture
 {
 protected:
-    /// The payloads of the events of a source with these lines.
+    /// @return the payloads of the events of a source with these lines
     std::vector<std::vector<std::uint8_t>> payloadsOf(std::string const& aLines, std::size_t aCount)
     {
         init(twoBoards + events(aLines));
@@ -35,7 +35,7 @@ protected:
         return payloads;
     }
 
-    /// The number that each event bears, in the order of their delivery.
+    /// @return the number of each event, in delivery order
     static std::vector<std::uint32_t> numbersIn(std::vector<Delivery> const& aDeliveries)
     {
         std::vector<std::uint32_t> numbers;
@@ -47,42 +47,42 @@ protected:
     }
 };
 
-TEST_F(DiagnosticLibraryEvents, HaveThePayloadOfTheScenario)
+TEST_F(DiagnosticLibraryEvents, PayloadComesFromTheScenario)
 {
     std::vector<std::uint8_t> const payload = {1, 2, 0xff};
     EXPECT_THAT(payloadsOf("payload = \"01 02 ff\"\ncount = 2\n", 2), ElementsAre(payload, payload));
 }
 
-TEST_F(DiagnosticLibraryEvents, HaveNoPayloadUnlessTheScenarioGivesOne)
+TEST_F(DiagnosticLibraryEvents, PayloadIsEmptyByDefault)
 {
     EXPECT_THAT(payloadsOf("", 1), ElementsAre(IsEmpty()));
 }
 
-TEST_F(DiagnosticLibraryEvents, HaveNoPayloadOfNoBytes)
+TEST_F(DiagnosticLibraryEvents, PayloadIsEmptyWhenTheGeneratedSizeIsZero)
 {
     EXPECT_THAT(payloadsOf("size = 0\n", 1), ElementsAre(IsEmpty()));
 }
 
-TEST_F(DiagnosticLibraryEvents, AreNumberedInAGeneratedPayloadThatCountsUp)
+TEST_F(DiagnosticLibraryEvents, GeneratedPayloadStartsWithTheEventNumberAndCountsUp)
 {
     EXPECT_THAT(payloadsOf("size = 7\ncount = 3\n", 3),
                 ElementsAre(ElementsAre(0, 0, 0, 0, 4, 5, 6), ElementsAre(0, 0, 0, 1, 5, 6, 7),
                             ElementsAre(0, 0, 0, 2, 6, 7, 8)));
 }
 
-TEST_F(DiagnosticLibraryEvents, CutAGeneratedPayloadThatIsTooShortForTheNumber)
+TEST_F(DiagnosticLibraryEvents, GeneratedPayloadShorterThanTheNumberIsTruncated)
 {
     EXPECT_THAT(payloadsOf("size = 3\n", 1), ElementsAre(ElementsAre(0, 0, 0)));
 }
 
-TEST_F(DiagnosticLibraryEvents, HaveAMebibyteOfPayloadAtMost)
+TEST_F(DiagnosticLibraryEvents, GeneratedPayloadMayHaveOneMebibyte)
 {
     std::vector<std::uint8_t> const payload = payloadsOf("size = 1048576\n", 1).at(0);
     ASSERT_EQ(payload.size(), 1048576U);
     EXPECT_EQ(payload.back(), 0xff);
 }
 
-TEST_F(DiagnosticLibraryEvents, TellTheirKindsAndNotThoseOfTheRegistration)
+TEST_F(DiagnosticLibraryEvents, CallbackReceivesTheKindOfTheEventNotOfTheRegistration)
 {
     init(twoBoards + events(""));
     ASSERT_EQ(registerPlain(0, any, any, mOther), ok);
@@ -92,7 +92,7 @@ TEST_F(DiagnosticLibraryEvents, TellTheirKindsAndNotThoseOfTheRegistration)
     EXPECT_EQ(delivery.mSubcategory, 7U);
 }
 
-TEST_F(DiagnosticLibraryEvents, OfASourceComeInOrderAndAllOfThemAtFullRate)
+TEST_F(DiagnosticLibraryEvents, SourceSendsAllEventsInOrderAtFullRate)
 {
     constexpr std::size_t count = 100000;
     init(twoBoards + events("size = 64\nrate = 100000\ncount = 100000\n"));
@@ -105,7 +105,7 @@ TEST_F(DiagnosticLibraryEvents, OfASourceComeInOrderAndAllOfThemAtFullRate)
     }
 }
 
-TEST_F(DiagnosticLibraryEvents, WaitForTheFirstWhoListens)
+TEST_F(DiagnosticLibraryEvents, SourceStartsWithTheFirstMatchingRegistration)
 {
     init(twoBoards + events("size = 4\nrate = 100000\ncount = 3\n"));
     ASSERT_EQ(registerQuazor(0, firstPort, 9, any, mOther), ok);
@@ -113,7 +113,7 @@ TEST_F(DiagnosticLibraryEvents, WaitForTheFirstWhoListens)
     EXPECT_THAT(numbersIn(mLog.waitFor(3)), ElementsAre(0, 1, 2));
 }
 
-TEST_F(DiagnosticLibraryEvents, GoToALaterListenerFromItsRegistrationOn)
+TEST_F(DiagnosticLibraryEvents, LaterRegistrationReceivesOnlyLaterEvents)
 {
     init(twoBoards + events("size = 4\nrate = 100000\ncount = 5\n"));
     mLog.mOnEvent = [&](Delivery const& aDelivery)
@@ -128,7 +128,7 @@ TEST_F(DiagnosticLibraryEvents, GoToALaterListenerFromItsRegistrationOn)
     EXPECT_THAT(numbersIn(mOther.waitFor(2)), ElementsAre(3, 4));
 }
 
-TEST_F(DiagnosticLibraryEvents, GoToAllListenersInTheOrderOfTheirRegistration)
+TEST_F(DiagnosticLibraryEvents, CallbacksRunInRegistrationOrder)
 {
     init(twoBoards + events("size = 4\nat_ms = 200\nrate = 100000\ncount = 2\n"));
     std::vector<std::string> order;
@@ -140,7 +140,7 @@ TEST_F(DiagnosticLibraryEvents, GoToAllListenersInTheOrderOfTheirRegistration)
     EXPECT_THAT(order, ElementsAre("quazor", "plain", "quazor", "plain"));
 }
 
-TEST_F(DiagnosticLibraryEvents, ComeNoSoonerThanTheyAreDue)
+TEST_F(DiagnosticLibraryEvents, SourceNeverSendsEventsEarly)
 {
     using Clock = std::chrono::steady_clock;
     init(twoBoards + events("size = 4\nat_ms = 30\nrate = 100\ncount = 3\n"));
@@ -154,7 +154,7 @@ TEST_F(DiagnosticLibraryEvents, ComeNoSoonerThanTheyAreDue)
     mLog.waitFor(3);
 }
 
-TEST_F(DiagnosticLibraryEvents, LetCallbacksAskTheLibrary)
+TEST_F(DiagnosticLibraryEvents, CallbacksMayCallTheLibrary)
 {
     init(twoBoards + events("count = 2\n"));
     unsigned char record[168] = {};
@@ -168,7 +168,7 @@ TEST_F(DiagnosticLibraryEvents, LetCallbacksAskTheLibrary)
     EXPECT_EQ(record[167], 0x10);
 }
 
-TEST_F(DiagnosticLibraryEvents, LeaveSignalsToTheThreadsOfTheProgram)
+TEST_F(DiagnosticLibraryEvents, CallbackThreadsBlockAllSignals)
 {
     init(twoBoards + events(""));
     sigset_t blocked;

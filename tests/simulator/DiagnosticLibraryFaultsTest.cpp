@@ -1,4 +1,4 @@
-// Calls of the diagnostic library that its scenario makes fail.
+// Calls of the diagnostic library that the scenario makes fail.
 #include <array>
 #include <cstdlib>
 #include <string>
@@ -26,7 +26,7 @@ protected:
     std::array<unsigned char, 168> mRecord = {};
 };
 
-TEST_F(DiagnosticLibraryFaults, ARecordIsLeftAloneByACallThatFails)
+TEST_F(DiagnosticLibraryFaults, FailingQueryDoesNotWriteTheRecord)
 {
     init(twoBoards + fault("VQM_GetDrvInfo", "1", 77) + fault("VQM_GetLinkInfo", "1", 0));
     mRecord.fill(0xee);
@@ -37,7 +37,7 @@ TEST_F(DiagnosticLibraryFaults, ARecordIsLeftAloneByACallThatFails)
     EXPECT_EQ(mRecord[0], 4);
 }
 
-TEST_F(DiagnosticLibraryFaults, OfABoardCountTheCallsForThatBoardAlone)
+TEST_F(DiagnosticLibraryFaults, BoardFaultCountsOnlyCallsForThatBoard)
 {
     init(twoBoards + fault("VQM_GetLinkInfo", "\"2+\"", 77, "1"));
     EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), ok);
@@ -47,7 +47,7 @@ TEST_F(DiagnosticLibraryFaults, OfABoardCountTheCallsForThatBoardAlone)
     EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), 77U);
 }
 
-TEST_F(DiagnosticLibraryFaults, ARefusedCallIsNotCounted)
+TEST_F(DiagnosticLibraryFaults, RefusedCallIsNotCounted)
 {
     init(twoBoards + fault("VQM_GetLinkInfo", "1", 77));
     mGetLinkInfo(0, nullptr);
@@ -55,7 +55,7 @@ TEST_F(DiagnosticLibraryFaults, ARefusedCallIsNotCounted)
     EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), 77U);
 }
 
-TEST_F(DiagnosticLibraryFaults, AnInitialisationThatFailsAnswersACountAndOpensNothing)
+TEST_F(DiagnosticLibraryFaults, FailingInitializationReturnsTheResultAndOpensNothing)
 {
     mTable.fill(0xee);
     EXPECT_EQ(init(twoBoards + fault("VQM_InitDiagEnv", "1", 32)), 32U);
@@ -64,7 +64,7 @@ TEST_F(DiagnosticLibraryFaults, AnInitialisationThatFailsAnswersACountAndOpensNo
     EXPECT_EQ(init(), 2U);
 }
 
-TEST_F(DiagnosticLibraryFaults, AVersionThatFailsIsNotWritten)
+TEST_F(DiagnosticLibraryFaults, FailingVersionQueryWritesNothing)
 {
     choose(twoBoards + fault("VQM_GetLibVer", "1", 0));
     std::array<char, 128> text = {'x'};
@@ -74,7 +74,7 @@ TEST_F(DiagnosticLibraryFaults, AVersionThatFailsIsNotWritten)
     EXPECT_STREQ(text.data(), "2.1.0");
 }
 
-TEST_F(DiagnosticLibraryFaults, AFreeThatFailsLeavesTheEnvironmentOpen)
+TEST_F(DiagnosticLibraryFaults, FailingFreeLeavesTheEnvironmentOpen)
 {
     init(twoBoards + fault("VQM_FreeDiagEnv", "1", 0));
     mFreeDiagEnv();
@@ -83,7 +83,7 @@ TEST_F(DiagnosticLibraryFaults, AFreeThatFailsLeavesTheEnvironmentOpen)
     EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), QZ_NO_ENVIRONMENT);
 }
 
-TEST_F(DiagnosticLibraryFaults, ARegistrationThatFailsIsNotThere)
+TEST_F(DiagnosticLibraryFaults, FailingRegistrationRegistersNothing)
 {
     init(twoBoards + fault("RegisterForEvent", "1", 0) + fault("VQM_QZ_RegisterForEvent", "1", 77));
     mId = 5;
@@ -94,7 +94,7 @@ TEST_F(DiagnosticLibraryFaults, ARegistrationThatFailsIsNotThere)
     EXPECT_EQ(unregisterQuazor(0, firstPort, 1), QZ_NOT_REGISTERED);
 }
 
-TEST_F(DiagnosticLibraryFaults, AnUnregistrationThatFailsLeavesTheRegistration)
+TEST_F(DiagnosticLibraryFaults, FailingUnregistrationKeepsTheRegistration)
 {
     init(twoBoards + fault("unRegisterForEvent", "1", 77) + fault("VQM_QZ_unRegisterForEvent", "1", 78));
     ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
@@ -105,7 +105,7 @@ TEST_F(DiagnosticLibraryFaults, AnUnregistrationThatFailsLeavesTheRegistration)
     EXPECT_EQ(unregisterQuazor(0, firstPort, 1), ok);
 }
 
-TEST_F(DiagnosticLibraryFaults, CallsStayCountedWhenTheEnvironmentIsOpenedAgain)
+TEST_F(DiagnosticLibraryFaults, CallCountsSurviveReopeningTheEnvironment)
 {
     init(twoBoards + fault("VQM_GetLinkInfo", "2", 77));
     mGetLinkInfo(0, mRecord.data());
@@ -114,7 +114,7 @@ TEST_F(DiagnosticLibraryFaults, CallsStayCountedWhenTheEnvironmentIsOpenedAgain)
     EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), 77U);
 }
 
-TEST_F(DiagnosticLibraryFaults, AreCountedWhenTheyStrike)
+TEST_F(DiagnosticLibraryFaults, StrikesAreCounted)
 {
     qzsim::StrikesFile const file(2);
     ::setenv("QZSIM_STRIKES", file.path().c_str(), 1);

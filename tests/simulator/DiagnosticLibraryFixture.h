@@ -1,6 +1,6 @@
 /// @file
-/// The simulated diagnostic library as an agent meets it: opened by the vendor library's path, in a process that
-/// has libqzsim.so loaded.
+/// Loads the simulated diagnostic library as an agent does: by the path of the diagnostic library, in a process that
+/// has loaded libqzsim.so.
 #pragma once
 
 #include <array>
@@ -22,7 +22,7 @@ constexpr char const* firstPort = "10:00:00:00:00:00:00:01";
 constexpr char const* otherPort = "10:00:00:00:00:00:00:02";
 constexpr char const* secondBoardsPort = "10:00:00:00:00:00:00:11";
 
-/// Two boards.
+/// A scenario with two boards.
 constexpr char const* twoBoards =
     "[diagnostics]\nlibrary_version = \"2.1.0\"\ndriver_version = \"4.0.12\"\n"
     "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
@@ -30,13 +30,13 @@ constexpr char const* twoBoards =
     "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:10\"\n"
     "second_wwn = \"10:00:00:00:00:00:00:11\"\n";
 
-/// Events of category 3 and subcategory 7 at the first port of board 0, with more lines.
+/// @return an event source of category 3 and subcategory 7 at the first port of board 0, with these lines added
 inline std::string events(std::string const& aLines)
 {
     return "[[diagnostics.event]]\nboard = 0\ncategory = 3\nsubcategory = 7\n" + aLines;
 }
 
-/// The library, fresh in the process for every test and gone after it.
+/// Loads the library before each test and unloads it after the test.
 class DiagnosticLibraryFixture : public testing::Test
 {
 protected:
@@ -52,7 +52,7 @@ protected:
         ::unsetenv("QZSIM_STRIKES");
     }
 
-    /// While the logs of the test are still there.
+    /// Frees the environment while the logs of the test still exist.
     void TearDown() override { mFreeDiagEnv(); }
 
     void openLibrary()
@@ -74,7 +74,7 @@ protected:
         find("VQM_QZ_unRegisterForEvent", mQuazorUnregister);
     }
 
-    /// The library is then gone, as nobody else has it open.
+    /// Unloads the library: nothing else has it open.
     void closeLibrary()
     {
         ::dlclose(mLibrary);
@@ -86,7 +86,8 @@ protected:
         ::setenv("QZSIM_SCENARIO", mFolder.write("scenario.toml", aScenario).c_str(), 1);
     }
 
-    /// Opens the environment of the scenario. @return the number of boards
+    /// Opens the environment of the scenario.
+    /// @return the number of boards
     unsigned int init(std::string const& aScenario)
     {
         choose(aScenario);
@@ -119,7 +120,7 @@ protected:
     void* mPreloaded = nullptr;
     void* mLibrary = nullptr;
     std::array<unsigned char, 3456> mTable = {};
-    unsigned int mId = 0;  ///< of the last Quazor registration
+    unsigned int mId = 0;  ///< identifier of the last Quazor registration
     EventLog mLog;
     EventLog mOther;
 

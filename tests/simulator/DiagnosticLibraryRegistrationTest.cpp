@@ -1,4 +1,4 @@
-// Which registrations the diagnostic library takes, and which events go to them.
+// Which registrations the diagnostic library accepts, and which events they receive.
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -15,7 +15,7 @@ namespace
 {
 constexpr std::size_t sources = 5;
 
-/// A source of one event.
+/// @return a source of one event
 std::string source(unsigned int aBoard, std::string const& aPort, unsigned int aCategory,
                    unsigned int aSubcategory)
 {
@@ -33,8 +33,9 @@ protected:
              source(0, firstPort, 4, 7) + source(0, otherPort, 3, 7) + source(1, secondBoardsPort, 3, 7));
     }
 
-    /// The kinds of events that come, of which there are so many. Another listener starts the sources that are
-    /// left, and is told of each event after the first one.
+    /// Waits for the events of the registration under test. Then registers for all events, which starts the remaining
+    /// sources, so that an event the first registration should not receive would be seen.
+    /// @return the kinds of the events that the registration under test received
     std::vector<std::string> kindsOf(std::size_t aCount)
     {
         mLog.waitFor(aCount);
@@ -53,45 +54,45 @@ protected:
     }
 };
 
-TEST_F(DiagnosticLibraryRegistration, OfOneKindGetsThatKindAtThatPortAlone)
+TEST_F(DiagnosticLibraryRegistration, QuazorRegistrationReceivesOnlyItsKindAtItsPort)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, 3, 7, mLog), ok);
     EXPECT_THAT(kindsOf(1), ElementsAre("0 10:00:00:00:00:00:00:01 3/7"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, OfAnyCategoryGetsAllOfTheSubcategory)
+TEST_F(DiagnosticLibraryRegistration, AnyCategoryMatchesEveryCategoryOfTheSubcategory)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, any, 7, mLog), ok);
     EXPECT_THAT(kindsOf(2),
                 UnorderedElementsAre("0 10:00:00:00:00:00:00:01 3/7", "0 10:00:00:00:00:00:00:01 4/7"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, OfAnySubcategoryGetsAllOfTheCategory)
+TEST_F(DiagnosticLibraryRegistration, AnySubcategoryMatchesEverySubcategoryOfTheCategory)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, 3, any, mLog), ok);
     EXPECT_THAT(kindsOf(2),
                 UnorderedElementsAre("0 10:00:00:00:00:00:00:01 3/7", "0 10:00:00:00:00:00:00:01 3/8"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, AtThePortOfAnEventGetsTheEventsThere)
+TEST_F(DiagnosticLibraryRegistration, RegistrationAtAnEventPortReceivesItsEvents)
 {
     ASSERT_EQ(registerQuazor(0, otherPort, any, any, mLog), ok);
     EXPECT_THAT(kindsOf(1), ElementsAre("0 10:00:00:00:00:00:00:02 3/7"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, OfThePlainKindIsForAllPortsOfTheBoard)
+TEST_F(DiagnosticLibraryRegistration, PlainRegistrationReceivesEventsOfAllPortsOfTheBoard)
 {
     ASSERT_EQ(registerPlain(0, 3, any, mLog), ok);
     EXPECT_THAT(kindsOf(3), UnorderedElementsAre("0  3/7", "0  3/7", "0  3/8"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, OfAnotherBoardGetsTheEventsOfThatOne)
+TEST_F(DiagnosticLibraryRegistration, RegistrationForAnotherBoardReceivesItsEvents)
 {
     ASSERT_EQ(registerPlain(1, any, any, mLog), ok);
     EXPECT_THAT(kindsOf(1), ElementsAre("1  3/7"));
 }
 
-TEST_F(DiagnosticLibraryRegistration, IdentifiersCountFromOneAndAreNotReused)
+TEST_F(DiagnosticLibraryRegistration, IdentifiersStartAtOneAndAreNotReused)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, 9, 9, mLog), ok);
     EXPECT_EQ(mId, 1U);
@@ -101,7 +102,7 @@ TEST_F(DiagnosticLibraryRegistration, IdentifiersCountFromOneAndAreNotReused)
     EXPECT_EQ(mId, 2U);
 }
 
-TEST_F(DiagnosticLibraryRegistration, IdentifiersCountAnewInANewEnvironment)
+TEST_F(DiagnosticLibraryRegistration, IdentifiersRestartInANewEnvironment)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, 9, 9, mLog), ok);
     mFreeDiagEnv();
@@ -110,13 +111,13 @@ TEST_F(DiagnosticLibraryRegistration, IdentifiersCountAnewInANewEnvironment)
     EXPECT_EQ(mId, 1U);
 }
 
-TEST_F(DiagnosticLibraryRegistration, OfTheQuazorKindMayBeMadeTwice)
+TEST_F(DiagnosticLibraryRegistration, QuazorRegistrationMayBeRepeated)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, 9, 9, mLog), ok);
     EXPECT_EQ(registerQuazor(0, firstPort, 9, 9, mLog), ok);
 }
 
-TEST_F(DiagnosticLibraryRegistration, OfThePlainKindIsMadeOnceForACategory)
+TEST_F(DiagnosticLibraryRegistration, SecondPlainRegistrationForACategoryIsRefused)
 {
     EXPECT_EQ(registerPlain(0, 9, 1, mLog), ok);
     EXPECT_EQ(registerPlain(0, 9, 2, mLog), QZ_IS_REGISTERED);
@@ -126,14 +127,14 @@ TEST_F(DiagnosticLibraryRegistration, OfThePlainKindIsMadeOnceForACategory)
     EXPECT_EQ(registerPlain(0, 9, 2, mLog), ok);
 }
 
-TEST_F(DiagnosticLibraryRegistration, StaysWhenTheLibraryIsInitialisedTwice)
+TEST_F(DiagnosticLibraryRegistration, SurvivesASecondInitialization)
 {
     ASSERT_EQ(registerPlain(0, 9, 9, mLog), ok);
     init();
     EXPECT_EQ(mUnregister(0, 9), ok);
 }
 
-TEST_F(DiagnosticLibraryRegistration, EndsOnceAndByItsOwnNamesAlone)
+TEST_F(DiagnosticLibraryRegistration, QuazorUnregistrationNeedsTheBoardPortAndIdentifier)
 {
     ASSERT_EQ(registerQuazor(0, firstPort, 9, 9, mLog), ok);
     EXPECT_EQ(unregisterQuazor(0, otherPort, 1), QZ_NOT_REGISTERED);
@@ -144,7 +145,7 @@ TEST_F(DiagnosticLibraryRegistration, EndsOnceAndByItsOwnNamesAlone)
     EXPECT_EQ(unregisterQuazor(0, firstPort, 1), QZ_NOT_REGISTERED);
 }
 
-TEST_F(DiagnosticLibraryRegistration, OfThePlainKindEndsOnce)
+TEST_F(DiagnosticLibraryRegistration, PlainUnregistrationSucceedsOnce)
 {
     EXPECT_EQ(mUnregister(0, 9), QZ_NOT_REGISTERED);
     ASSERT_EQ(registerPlain(0, 9, 9, mLog), ok);
@@ -153,7 +154,7 @@ TEST_F(DiagnosticLibraryRegistration, OfThePlainKindEndsOnce)
     EXPECT_EQ(mUnregister(0, 9), QZ_NOT_REGISTERED);
 }
 
-TEST_F(DiagnosticLibraryRegistration, NeedsABoardThatIsThere)
+TEST_F(DiagnosticLibraryRegistration, RefusesAnUnknownBoard)
 {
     EXPECT_EQ(registerPlain(2, 3, 7, mLog), QZ_NO_BOARD);
     EXPECT_EQ(mUnregister(2, 3), QZ_NO_BOARD);
@@ -161,14 +162,14 @@ TEST_F(DiagnosticLibraryRegistration, NeedsABoardThatIsThere)
     EXPECT_EQ(unregisterQuazor(2, firstPort, 1), QZ_NO_BOARD);
 }
 
-TEST_F(DiagnosticLibraryRegistration, NeedsAPortOfTheBoard)
+TEST_F(DiagnosticLibraryRegistration, RefusesAPortOfAnotherBoard)
 {
     EXPECT_EQ(registerQuazor(0, secondBoardsPort, 3, 7, mLog), QZ_NO_PORT);
     EXPECT_EQ(registerQuazor(1, otherPort, 3, 7, mLog), QZ_NO_PORT);
     EXPECT_EQ(unregisterQuazor(0, secondBoardsPort, 1), QZ_NO_PORT);
 }
 
-TEST_F(DiagnosticLibraryRegistration, NeedsCategoriesThatEventsMayHave)
+TEST_F(DiagnosticLibraryRegistration, RefusesCategoriesOutOfRange)
 {
     EXPECT_EQ(registerPlain(0, 0x100, 7, mLog), QZ_BAD_ARGUMENT);
     EXPECT_EQ(registerPlain(0, 3, 0x100, mLog), QZ_BAD_ARGUMENT);
@@ -178,7 +179,7 @@ TEST_F(DiagnosticLibraryRegistration, NeedsCategoriesThatEventsMayHave)
     EXPECT_EQ(registerPlain(0, 0xfe, 0xfe, mLog), ok);
 }
 
-TEST_F(DiagnosticLibraryRegistration, NeedsACallbackAndAPlaceForTheIdentifier)
+TEST_F(DiagnosticLibraryRegistration, RefusesANullCallbackOrIdentifierPointer)
 {
     EXPECT_EQ(mRegister(0, 3, &mLog, 7, nullptr, nullptr), QZ_BAD_ARGUMENT);
     EXPECT_EQ(mQuazorRegister(0, wwn(firstPort), 3, 7, &mLog, &mId, nullptr), QZ_BAD_ARGUMENT);
@@ -186,7 +187,7 @@ TEST_F(DiagnosticLibraryRegistration, NeedsACallbackAndAPlaceForTheIdentifier)
               QZ_BAD_ARGUMENT);
 }
 
-TEST_F(DiagnosticLibraryRegistration, ThatIsRefusedLeavesTheIdentifierAlone)
+TEST_F(DiagnosticLibraryRegistration, RefusalDoesNotWriteTheIdentifier)
 {
     mId = 77;
     EXPECT_EQ(registerQuazor(0, secondBoardsPort, 3, 7, mLog), QZ_NO_PORT);

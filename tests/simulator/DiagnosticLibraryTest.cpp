@@ -1,4 +1,4 @@
-// What the diagnostic library answers, events and faults apart.
+// Queries of the diagnostic library, without events and faults.
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/simulator/DiagnosticLibraryFixture.h"
+#include "tests/simulator/Scenarios.h"
 
 using testing::Each;
 using testing::ElementsAreArray;
@@ -30,7 +31,7 @@ protected:
         return bytes;
     }
 
-    /// What stands in the text area after its version was asked for; the filling where nothing was written.
+    /// @return the text buffer after a version query; its initial content when nothing was written
     std::string version()
     {
         std::array<char, 129> text{};
@@ -44,8 +45,19 @@ protected:
         return reinterpret_cast<char const*>(mTable.data() + aBoard * 108 + 52);
     }
 
+    void expectDriverInfo(unsigned int aBoard, unsigned int aVersion, std::uint64_t aFeatures)
+    {
+        auto bytes = record<153>();
+        EXPECT_EQ(mGetDrvInfo(aBoard, bytes.data()), ok);
+        std::uint64_t features = 0;
+        std::memcpy(&features, bytes.data() + 144, sizeof features);
+        EXPECT_EQ(bytes[0], aVersion);
+        EXPECT_EQ(features, aFeatures);
+        EXPECT_EQ(bytes[152], untouched);
+    }
+
     template <typename Call>
-    static std::string complaintOf(Call aCall)
+    static std::string errorsOf(Call aCall)
     {
         testing::internal::CaptureStderr();
         aCall();
@@ -53,9 +65,9 @@ protected:
     }
 };
 
-TEST_F(DiagnosticLibrary, IsTheSimulatorsWhoeverOpensThePathOfTheVendors) { EXPECT_EQ(mLibrary, mPreloaded); }
+TEST_F(DiagnosticLibrary, OpeningItsPathYieldsThePreloadedLibrary) { EXPECT_EQ(mLibrary, mPreloaded); }
 
-TEST_F(DiagnosticLibrary, TellsItsVersionBeforeAndAfterItIsInitialised)
+TEST_F(DiagnosticLibrary, ReportsItsVersionBeforeAndAfterInitialization)
 {
     choose(twoBoards);
     EXPECT_EQ(version(), "2.1.0");
@@ -63,23 +75,21 @@ TEST_F(DiagnosticLibrary, TellsItsVersionBeforeAndAfterItIsInitialised)
     EXPECT_EQ(version(), "2.1.0");
 }
 
-TEST_F(DiagnosticLibrary, IsOfTheUsualVersionsUnlessTheScenarioSaysOtherwise)
+TEST_F(DiagnosticLibrary, ReportsDefaultVersions)
 {
-    init(
-        "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-        "second_wwn = \"10:00:00:00:00:00:00:01\"\n");
+    init(oneBoard);
     EXPECT_EQ(version(), "1.0.0");
     EXPECT_EQ(driverVersion(0), "1.0.0");
 }
 
-TEST_F(DiagnosticLibrary, CountsTheBoardsAndTellsTheDriverVersionOfEach)
+TEST_F(DiagnosticLibrary, InitializationCountsBoardsAndReportsTheirDriverVersion)
 {
     EXPECT_EQ(init(twoBoards), 2U);
     EXPECT_EQ(driverVersion(0), "4.0.12");
     EXPECT_EQ(driverVersion(1), "4.0.12");
 }
 
-TEST_F(DiagnosticLibrary, LeavesTheRecordsOfNoBoardAlone)
+TEST_F(DiagnosticLibrary, InitializationDoesNotWriteUnusedTableRecords)
 {
     mTable.fill(untouched);
     init(twoBoards);
@@ -88,7 +98,7 @@ TEST_F(DiagnosticLibrary, LeavesTheRecordsOfNoBoardAlone)
     EXPECT_THAT(rest, Each(untouched));
 }
 
-TEST_F(DiagnosticLibrary, FillsNoMoreRecordsThanThereIsRoomFor)
+TEST_F(DiagnosticLibrary, InitializationFillsNoMoreRecordsThanTheTableHolds)
 {
     mTable.fill(untouched);
     choose(twoBoards);
@@ -97,50 +107,36 @@ TEST_F(DiagnosticLibrary, FillsNoMoreRecordsThanThereIsRoomFor)
     EXPECT_EQ(mTable[108], untouched);
 }
 
-TEST_F(DiagnosticLibrary, CountsTheBoardsWithoutATable)
+TEST_F(DiagnosticLibrary, InitializationCountsBoardsWithoutATable)
 {
     choose(twoBoards);
     EXPECT_EQ(mInitDiagEnv(nullptr, 32), 2U);
 }
 
-TEST_F(DiagnosticLibrary, HasTheLongestVersions)
+TEST_F(DiagnosticLibrary, ReportsVersionsOfMaximumLength)
 {
     std::string const library(127, 'l');
     std::string const driver(55, 'd');
-    init("[diagnostics]\nlibrary_version = \"" + library + "\"\ndriver_version = \"" + driver +
-         "\"\n[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-         "second_wwn = \"10:00:00:00:00:00:00:01\"\n");
+    init("[diagnostics]\nlibrary_version = \"" + library + "\"\ndriver_version = \"" + driver + "\"\n" +
+         oneBoard);
     EXPECT_EQ(version(), library);
     EXPECT_EQ(driverVersion(0), driver);
 }
 
-TEST_F(DiagnosticLibrary, TellsTheDriversRecordVersionAndFeatures)
+TEST_F(DiagnosticLibrary, ReportsDriverRecordVersionAndFeatures)
 {
-    init(
-        std::string("[diagnostics]\nrecord_version = 5\nfeature_list = \"0x8000000000000102\"\n"
-                    "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-                    "second_wwn = \"10:00:00:00:00:00:00:01\"\n"));
-    auto bytes = record<153>();
-    EXPECT_EQ(mGetDrvInfo(0, bytes.data()), ok);
-    std::uint64_t features = 0;
-    std::memcpy(&features, bytes.data() + 144, sizeof features);
-    EXPECT_EQ(bytes[0], 5);
-    EXPECT_EQ(features, 0x8000000000000102U);
-    EXPECT_EQ(bytes[152], untouched);
+    init(std::string("[diagnostics]\nrecord_version = 5\nfeature_list = \"0x8000000000000102\"\n") +
+         oneBoard);
+    expectDriverInfo(0, 5, 0x8000000000000102U);
 }
 
-TEST_F(DiagnosticLibrary, DriverOffersQuazorEventsUnlessTheScenarioSaysOtherwise)
+TEST_F(DiagnosticLibrary, DriverSupportsQuazorEventsByDefault)
 {
     init(twoBoards);
-    auto bytes = record<152>();
-    EXPECT_EQ(mGetDrvInfo(1, bytes.data()), ok);
-    std::uint64_t features = 0;
-    std::memcpy(&features, bytes.data() + 144, sizeof features);
-    EXPECT_EQ(bytes[0], 4);
-    EXPECT_EQ(features, 0x100U);
+    expectDriverInfo(1, 4, 0x100);
 }
 
-TEST_F(DiagnosticLibrary, TellsTheTwoNamesOfABoard)
+TEST_F(DiagnosticLibrary, ReportsBothNamesOfABoard)
 {
     init(twoBoards);
     auto bytes = record<169>();
@@ -149,7 +145,7 @@ TEST_F(DiagnosticLibrary, TellsTheTwoNamesOfABoard)
     EXPECT_THAT(names, ElementsAreArray({0x10, 0, 0, 0, 0, 0, 0, 0x11, 0x20, 0, 0, 0, 0, 0, 0, 0x10, 0xee}));
 }
 
-TEST_F(DiagnosticLibrary, KnowsNoBoardBeyondTheLast)
+TEST_F(DiagnosticLibrary, RefusesQueriesForAnUnknownBoard)
 {
     init(twoBoards);
     auto bytes = record<168>();
@@ -158,7 +154,7 @@ TEST_F(DiagnosticLibrary, KnowsNoBoardBeyondTheLast)
     EXPECT_THAT(bytes, Each(untouched));
 }
 
-TEST_F(DiagnosticLibrary, RefusesRecordsThatHaveNowhereToGo)
+TEST_F(DiagnosticLibrary, RefusesNullRecords)
 {
     init(twoBoards);
     EXPECT_EQ(mGetDrvInfo(0, nullptr), QZ_BAD_ARGUMENT);
@@ -166,7 +162,7 @@ TEST_F(DiagnosticLibrary, RefusesRecordsThatHaveNowhereToGo)
     mGetLibVer(nullptr);
 }
 
-TEST_F(DiagnosticLibrary, HasNoBoardsInAScenarioWithoutDiagnostics)
+TEST_F(DiagnosticLibrary, ScenarioWithoutDiagnosticsHasNoBoards)
 {
     auto bytes = record<168>();
     EXPECT_EQ(init("[[adapter]]\nname = \"a\"\n"), 0U);
@@ -174,7 +170,7 @@ TEST_F(DiagnosticLibrary, HasNoBoardsInAScenarioWithoutDiagnostics)
     EXPECT_EQ(mGetLinkInfo(0, bytes.data()), QZ_NO_BOARD);
 }
 
-TEST_F(DiagnosticLibrary, HasNoEnvironmentBeforeItIsInitialised)
+TEST_F(DiagnosticLibrary, RefusesCallsBeforeInitialization)
 {
     choose(twoBoards);
     auto bytes = record<168>();
@@ -187,7 +183,7 @@ TEST_F(DiagnosticLibrary, HasNoEnvironmentBeforeItIsInitialised)
     EXPECT_THAT(bytes, Each(untouched));
 }
 
-TEST_F(DiagnosticLibrary, HasNoEnvironmentAfterItIsFreed)
+TEST_F(DiagnosticLibrary, RefusesCallsAfterTheEnvironmentIsFreed)
 {
     init(twoBoards);
     mFreeDiagEnv();
@@ -196,7 +192,7 @@ TEST_F(DiagnosticLibrary, HasNoEnvironmentAfterItIsFreed)
     mFreeDiagEnv();
 }
 
-TEST_F(DiagnosticLibrary, ReadsTheScenarioAnewWhenItIsInitialisedAgain)
+TEST_F(DiagnosticLibrary, ReadsTheScenarioAgainAfterAFree)
 {
     init(twoBoards);
     mFreeDiagEnv();
@@ -204,7 +200,7 @@ TEST_F(DiagnosticLibrary, ReadsTheScenarioAnewWhenItIsInitialisedAgain)
     EXPECT_EQ(version(), "9.9");
 }
 
-TEST_F(DiagnosticLibrary, AnswersTheSameWhenItIsInitialisedTwice)
+TEST_F(DiagnosticLibrary, SecondInitializationKeepsTheScenario)
 {
     init(twoBoards);
     mTable.fill(untouched);
@@ -213,26 +209,26 @@ TEST_F(DiagnosticLibrary, AnswersTheSameWhenItIsInitialisedTwice)
     EXPECT_EQ(driverVersion(1), "4.0.12");
 }
 
-TEST_F(DiagnosticLibrary, ComplainsOfAMissingScenario)
+TEST_F(DiagnosticLibrary, ReportsAMissingScenario)
 {
     unsigned int boards = 1;
-    EXPECT_EQ(complaintOf([&] { boards = init(); }),
-              "libqzsim: QZSIM_SCENARIO names no scenario, and must hold the path of one\n");
+    EXPECT_EQ(errorsOf([&] { boards = init(); }),
+              "libqzsim: QZSIM_SCENARIO is not set; it must hold the path of a scenario\n");
     EXPECT_EQ(boards, 0U);
 }
 
-TEST_F(DiagnosticLibrary, ComplainsOfABadScenario)
+TEST_F(DiagnosticLibrary, ReportsAnInvalidScenario)
 {
     choose("[diagnostics]\nboards = 2\n");
     unsigned int result = 0;
     auto bytes = record<168>();
-    EXPECT_THAT(complaintOf([&] { result = mGetLinkInfo(0, bytes.data()); }),
+    EXPECT_THAT(errorsOf([&] { result = mGetLinkInfo(0, bytes.data()); }),
                 HasSubstr("scenario.toml:2:1: expected a key of [diagnostics]"));
     EXPECT_EQ(result, QZ_NO_ENVIRONMENT);
 }
 
-TEST_F(DiagnosticLibrary, TellsNoVersionWithoutAScenario)
+TEST_F(DiagnosticLibrary, WritesNoVersionWithoutAScenario)
 {
-    EXPECT_NE(complaintOf([&] { EXPECT_EQ(version(), std::string(128, 'x')); }), "");
+    EXPECT_NE(errorsOf([&] { EXPECT_EQ(version(), std::string(128, 'x')); }), "");
 }
 }  // namespace

@@ -43,7 +43,7 @@ void EventLog::takeQuazor(unsigned int aBoard, HBA_WWN aPort, unsigned int aCate
 
 std::vector<Delivery> EventLog::waitFor(std::size_t aCount)
 {
-    // A bound for runs that went wrong; the others do not come near it.
+    // Far above the duration of any successful run.
     constexpr std::chrono::seconds patience(60);
     std::unique_lock lock(mMutex);
     bool const areThere = mGrew.wait_for(lock, patience, [&] { return mDeliveries.size() >= aCount; });

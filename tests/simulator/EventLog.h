@@ -1,5 +1,5 @@
 /// @file
-/// Takes the events of the simulated diagnostic library, as the context of a registration.
+/// Records the events of the simulated diagnostic library. A log is the context of a registration.
 #pragma once
 
 #include <condition_variable>
@@ -15,24 +15,24 @@
 
 #include "simulator/include/QzEvent.h"
 
-/// What a callback was told.
+/// The arguments of one callback.
 struct Delivery
 {
     unsigned int mBoard;
-    std::string mPort;  ///< empty of plain events
+    std::string mPort;  ///< empty for plain events
     unsigned int mCategory;
     unsigned int mSubcategory;
     std::vector<std::uint8_t> mPayload;
-    bool mHasPayload;  ///< whether the event points to one
+    bool mHasPayload;  ///< whether the payload pointer is not null
 };
 
-/// The number that a generated payload begins with.
+/// @return the number at the start of a generated payload
 std::uint32_t numberIn(Delivery const& aDelivery);
 
 class EventLog
 {
 public:
-    /// @name Callbacks, whose context is a log
+    /// @name Callbacks whose context is a log
     /// @{
     static void takePlain(unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
                           void* aContext, QZ_event* aEvent);
@@ -40,10 +40,11 @@ public:
                            unsigned int aSubcategory, void* aContext, QZ_event* aEvent);
     /// @}
 
-    /// Runs in every callback before the event is in the log.
+    /// Runs in every callback before the event is recorded.
     std::function<void(Delivery const&)> mOnEvent;
 
-    /// Waits until there are so many, and returns all there are then.
+    /// Waits for a number of events.
+    /// @return all events recorded by then
     std::vector<Delivery> waitFor(std::size_t aCount);
 
     std::size_t size();

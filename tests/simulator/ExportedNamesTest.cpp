@@ -1,5 +1,5 @@
-// What libqzsim.so exports stands before the names of every program it is preloaded into, so it is exactly
-// what simulator/library/libqzsim.map lists.
+// Each symbol that libqzsim.so exports overrides that symbol in every program that preloads it. It must therefore
+// export exactly the symbols that simulator/library/libqzsim.map lists.
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -12,7 +12,7 @@
 
 namespace
 {
-/// The names between "global:" and "local:" of a version script.
+/// @return the names between "global:" and "local:" of a version script
 std::set<std::string> listedNames(std::string const& aPath)
 {
     std::ifstream file(aPath);
@@ -41,7 +41,7 @@ std::set<std::string> exportedNames(std::string const& aPath)
     return names;
 }
 
-TEST(ExportedNames, AreThoseOfTheMap)
+TEST(ExportedNames, MatchTheVersionScript)
 {
     std::set<std::string> const listed = listedNames(QZSIM_MAP);
     EXPECT_THAT(listed, testing::Contains("HBA_RegisterLibrary"));

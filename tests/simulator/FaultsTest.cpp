@@ -38,13 +38,13 @@ Faults scheduled(std::vector<Fault> const& aFaults)
     return faults;
 }
 
-TEST(Faults, NoneLetsEveryCallThrough)
+TEST(Faults, EmptyScheduleLetsEveryCallSucceed)
 {
     Faults faults;
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
 }
 
-TEST(Faults, TheNthCallFailsAndNoOther)
+TEST(Faults, OnlyTheNthCallFails)
 {
     Faults faults = scheduled({fault(Call::loadLibrary, "", 2)});
     EXPECT_EQ(faults.next(Call::loadLibrary), std::nullopt);
@@ -52,14 +52,14 @@ TEST(Faults, TheNthCallFailsAndNoOther)
     EXPECT_EQ(faults.next(Call::loadLibrary), std::nullopt);
 }
 
-TEST(Faults, EachCallIsCountedByItself)
+TEST(Faults, EachFunctionIsCountedSeparately)
 {
     Faults faults = scheduled({fault(Call::openAdapter, "", 1)});
     EXPECT_EQ(faults.next(Call::getAdapterName, "a"), std::nullopt);
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
 }
 
-TEST(Faults, AFaultOfAnAdapterCountsThatAdapterAlone)
+TEST(Faults, AdapterFaultCountsOnlyThatAdapter)
 {
     Faults faults = scheduled({fault(Call::openAdapter, "b", 2)});
     EXPECT_EQ(faults.next(Call::openAdapter, "b"), std::nullopt);
@@ -67,7 +67,7 @@ TEST(Faults, AFaultOfAnAdapterCountsThatAdapterAlone)
     EXPECT_EQ(faults.next(Call::openAdapter, "b"), busy);
 }
 
-TEST(Faults, AFaultOfAllAdaptersCountsThemTogether)
+TEST(Faults, FaultWithoutAdapterCountsAllAdaptersTogether)
 {
     Faults faults = scheduled({fault(Call::openAdapter, "", 3)});
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
@@ -75,14 +75,14 @@ TEST(Faults, AFaultOfAllAdaptersCountsThemTogether)
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
 }
 
-TEST(Faults, OfTwoForTheSameCallTheFirstDecides)
+TEST(Faults, FirstOfTwoFaultsForACallDecides)
 {
     Faults faults =
         scheduled({fault(Call::openAdapter, "a", 1, unavailable), fault(Call::openAdapter, "", 1)});
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), unavailable);
 }
 
-TEST(Faults, ARangeOfCallsFailsFromItsFirstToItsLast)
+TEST(Faults, RangeFailsFromItsFirstToItsLastCall)
 {
     Faults faults = scheduled({faultOfRange(Call::openAdapter, "a", 2, 3)});
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
@@ -91,7 +91,7 @@ TEST(Faults, ARangeOfCallsFailsFromItsFirstToItsLast)
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
 }
 
-TEST(Faults, AnEndlessRangeFailsFromItsFirstCallOn)
+TEST(Faults, EndlessRangeFailsFromItsFirstCallOn)
 {
     Faults faults = scheduled({faultOfRange(Call::openAdapter, "a", 2, qzsim::endless)});
     EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
@@ -101,7 +101,7 @@ TEST(Faults, AnEndlessRangeFailsFromItsFirstCallOn)
     }
 }
 
-TEST(Faults, AFaultOfAPortCountsThatPortAloneWhateverTheAdapter)
+TEST(Faults, PortFaultCountsThatPortThroughAnyAdapter)
 {
     Faults faults = scheduled({{Call::sendReportLuns, "", "p", 2, 2, busy, ""}});
     EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "p"), std::nullopt);
@@ -109,7 +109,7 @@ TEST(Faults, AFaultOfAPortCountsThatPortAloneWhateverTheAdapter)
     EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "p"), busy);
 }
 
-TEST(Faults, AFaultOfAPortAndAnAdapterCountsThatPortOfThatAdapterAlone)
+TEST(Faults, PortAndAdapterFaultCountsOnlyThatPortThroughThatAdapter)
 {
     Faults faults = scheduled({{Call::sendReportLuns, "b", "p", 1, 1, busy, ""}});
     EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "p"), std::nullopt);
@@ -117,7 +117,7 @@ TEST(Faults, AFaultOfAPortAndAnAdapterCountsThatPortOfThatAdapterAlone)
     EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "p"), busy);
 }
 
-TEST(Faults, EveryStrikeIsCountedForTheFaultThatStruck)
+TEST(Faults, StrikesAreCountedPerFault)
 {
     StrikesFile const file(2);
     Faults faults;
@@ -132,7 +132,7 @@ TEST(Faults, EveryStrikeIsCountedForTheFaultThatStruck)
     EXPECT_EQ(strikes.of(1), 2U);
 }
 
-TEST(Faults, CountGoesOnWhenTheyAreScheduledAnew)
+TEST(Faults, CountsSurviveANewSchedule)
 {
     std::vector<Fault> const schedule = {fault(Call::loadLibrary, "", 1),
                                          fault(Call::loadLibrary, "", 2, unavailable)};

@@ -10,7 +10,7 @@ namespace
 {
 constexpr HBA_HANDLE largestHandle = 0xffff;
 
-/// All handles there are, for adapter 0.
+/// @return an object with all handles open, for adapter 0
 Handles allOpen()
 {
     Handles handles;
@@ -21,9 +21,9 @@ Handles allOpen()
     return handles;
 }
 
-TEST(Handles, AreNeverZero) { EXPECT_NE(Handles().open(0), HBA_HANDLE{HBA_HANDLE_INVALID}); }
+TEST(Handles, NewHandleIsNotZero) { EXPECT_NE(Handles().open(0), HBA_HANDLE{HBA_HANDLE_INVALID}); }
 
-TEST(Handles, KnowTheirAdapter)
+TEST(Handles, HandleIdentifiesItsAdapter)
 {
     Handles handles;
     HBA_HANDLE const first = handles.open(7);
@@ -32,7 +32,7 @@ TEST(Handles, KnowTheirAdapter)
     EXPECT_EQ(handles.adapterOf(second), 8U);
 }
 
-TEST(Handles, AreFreshForEveryOpen)
+TEST(Handles, ClosedHandleIsNotReusedImmediately)
 {
     Handles handles;
     HBA_HANDLE const first = handles.open(0);
@@ -40,7 +40,7 @@ TEST(Handles, AreFreshForEveryOpen)
     EXPECT_NE(handles.open(0), first);
 }
 
-TEST(Handles, AreForgottenWhenClosed)
+TEST(Handles, ClosedHandleIsUnknown)
 {
     Handles handles;
     HBA_HANDLE const handle = handles.open(0);
@@ -48,7 +48,7 @@ TEST(Handles, AreForgottenWhenClosed)
     EXPECT_EQ(handles.adapterOf(handle), std::nullopt);
 }
 
-TEST(Handles, ClosingWhatIsNotOpenChangesNothing)
+TEST(Handles, ClosingAnUnknownHandleChangesNothing)
 {
     Handles handles;
     HBA_HANDLE const handle = handles.open(0);
@@ -56,15 +56,15 @@ TEST(Handles, ClosingWhatIsNotOpenChangesNothing)
     EXPECT_EQ(handles.adapterOf(handle), 0U);
 }
 
-TEST(Handles, HaveSixteenBits) { EXPECT_EQ(allOpen().adapterOf(largestHandle), 0U); }
+TEST(Handles, LargestHandleHasSixteenBits) { EXPECT_EQ(allOpen().adapterOf(largestHandle), 0U); }
 
-TEST(Handles, RunOutWhenAllAreOpen)
+TEST(Handles, OpenFailsWhenAllHandlesAreOpen)
 {
     Handles handles = allOpen();
     EXPECT_EQ(handles.open(0), HBA_HANDLE{HBA_HANDLE_INVALID});
 }
 
-TEST(Handles, AreUsedAgainWhenAllOthersAreOpen)
+TEST(Handles, ClosedHandleIsReusedWhenAllOthersAreOpen)
 {
     Handles handles = allOpen();
     handles.close(4711);

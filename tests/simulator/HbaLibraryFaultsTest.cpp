@@ -1,4 +1,4 @@
-// Calls of the simulated vendor library that its scenario makes fail.
+// Calls of the simulated HBA library that the scenario makes fail.
 #include <ctime>
 #include <string>
 
@@ -13,58 +13,52 @@ class HbaLibraryFaults : public HbaLibraryFixture
 {
 };
 
-std::string fault(std::string const& aCall, int aNth, std::string const& aStatus = "10")
+TEST_F(HbaLibraryFaults, FailingNameQueryDoesNotWriteTheBuffer)
 {
-    return "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + std::to_string(aNth) + "\nstatus = " + aStatus +
-           "\n";
-}
-
-TEST_F(HbaLibraryFaults, ANameThatFailsLeavesTheBufferAlone)
-{
-    load(twoAdapters + fault("HBA_GetAdapterName", 2));
+    load(twoAdapters + fault("HBA_GetAdapterName", busy, "2"));
     EXPECT_EQ(name(0).mStatus, ok);
     std::string buffer = "untouched";
     EXPECT_EQ(mTable.GetAdapterNameHandler(1, buffer.data()), busy);
     EXPECT_EQ(buffer, "untouched");
 }
 
-TEST_F(HbaLibraryFaults, ARefusedCallIsNotCounted)
+TEST_F(HbaLibraryFaults, RefusedCallIsNotCounted)
 {
-    load(twoAdapters + fault("HBA_GetAdapterName", 1));
+    load(twoAdapters + fault("HBA_GetAdapterName", busy));
     name(2);
     mTable.GetAdapterNameHandler(0, nullptr);
     EXPECT_EQ(name(0).mStatus, busy);
 }
 
-TEST_F(HbaLibraryFaults, AnOpenThatFailsGivesNoHandle)
+TEST_F(HbaLibraryFaults, FailingOpenReturnsNoHandle)
 {
-    load(twoAdapters + fault("HBA_OpenAdapter", 1));
+    load(twoAdapters + fault("HBA_OpenAdapter", busy));
     EXPECT_EQ(open("example-fc-0"), 0U);
     EXPECT_NE(open("example-fc-0"), 0U);
 }
 
-TEST_F(HbaLibraryFaults, AFaultThatIsNoneLetsTheCallThrough)
+TEST_F(HbaLibraryFaults, FaultWithStatusOkLetsTheCallSucceed)
 {
-    load(twoAdapters + fault("HBA_OpenAdapter", 1, "\"HBA_STATUS_OK\""));
+    load(twoAdapters + fault("HBA_OpenAdapter", ok));
     EXPECT_NE(open("example-fc-0"), 0U);
 }
 
-TEST_F(HbaLibraryFaults, ALoadThatFailsLeavesNothingLoaded)
+TEST_F(HbaLibraryFaults, FailingLoadLoadsNothing)
 {
-    EXPECT_EQ(load(twoAdapters + fault("HBA_LoadLibrary", 1)), busy);
+    EXPECT_EQ(load(twoAdapters + fault("HBA_LoadLibrary", busy)), busy);
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
 }
 
-TEST_F(HbaLibraryFaults, LoadsAreCountedOverTheScenariosTheyRead)
+TEST_F(HbaLibraryFaults, LoadCountSurvivesAReload)
 {
-    std::string const scenario = twoAdapters + fault("HBA_LoadLibrary", 1);
+    std::string const scenario = twoAdapters + fault("HBA_LoadLibrary", busy);
     EXPECT_EQ(load(scenario), busy);
     EXPECT_EQ(load(scenario), ok);
 }
 
-TEST_F(HbaLibraryFaults, AFreeThatFailsLeavesEverythingLoaded)
+TEST_F(HbaLibraryFaults, FailingFreeKeepsEverythingLoaded)
 {
-    load(twoAdapters + fault("HBA_FreeLibrary", 1));
+    load(twoAdapters + fault("HBA_FreeLibrary", busy));
     EXPECT_EQ(mTable.FreeLibraryHandler(), busy);
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 2U);
 }

@@ -1,5 +1,5 @@
 /// @file
-/// The simulated vendor library as the common library meets it: through its entry table.
+/// Uses the simulated HBA library as the common library does: through its entry table.
 #pragma once
 
 #include <cstddef>
@@ -24,7 +24,7 @@ struct AdapterName
     std::string mName;
 };
 
-/// The library, fresh in the process for every test and gone after it.
+/// Loads the library before each test and unloads it after the test.
 class HbaLibraryFixture : public testing::Test
 {
 protected:
@@ -59,14 +59,22 @@ protected:
         return reinterpret_cast<HBA_STATUS (*)(Table*)>(::dlsym(mLibrary, aFunction));
     }
 
+    /// @return a fault in the first call, or in the calls that aNth specifies
+    static std::string fault(std::string const& aCall, HBA_STATUS aStatus, std::string const& aNth = "1")
+    {
+        return "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + aNth +
+               "\nstatus = " + std::to_string(aStatus) + "\n";
+    }
+
     HBA_STATUS load(std::string const& aScenario)
     {
         ::setenv("QZSIM_SCENARIO", mFolder.write("scenario.toml", aScenario).c_str(), 1);
         return mTable.LoadLibraryHandler();
     }
 
-    /// What a failing load writes to standard error.
-    std::string complaintOfLoad()
+    /// Loads the library, which must fail.
+    /// @return what it writes to standard error
+    std::string errorsOfLoad()
     {
         testing::internal::CaptureStderr();
         EXPECT_EQ(mTable.LoadLibraryHandler(), HBA_STATUS{HBA_STATUS_ERROR});

@@ -1,5 +1,4 @@
-// Target mappings, as the simulated vendor library tells them.
-#include <chrono>
+// Target mappings that the simulated HBA library reports.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -20,7 +19,7 @@ using testing::ElementsAre;
 namespace
 {
 
-/// A caller's block with room for so many entries and not a byte more.
+/// A caller's block with room for exactly this many entries.
 class Block
 {
 public:
@@ -53,7 +52,7 @@ private:
     std::vector<unsigned char> mBytes;
 };
 
-/// Bus, target and LUN of an entry, for a comparison in one go.
+/// @return bus, target and LUN of an entry, to compare them at once
 std::string addressOf(HBA_FCPSCSIENTRY const& aEntry)
 {
     HBA_SCSIID const& id = aEntry.ScsiId;
@@ -67,7 +66,7 @@ protected:
     HBA_STATUS mappings(Block& aBlock) { return mTable.GetFcpTargetMappingHandler(mHandle, aBlock.get()); }
 };
 
-TEST_F(HbaLibraryMappings, AreOneForEachLunInTheOrderOfTheScenario)
+TEST_F(HbaLibraryMappings, ListOneEntryPerLunInScenarioOrder)
 {
     Block block(4);
     ASSERT_EQ(mappings(block), ok);
@@ -80,7 +79,7 @@ TEST_F(HbaLibraryMappings, AreOneForEachLunInTheOrderOfTheScenario)
     EXPECT_THAT(addresses, ElementsAre("0:0:1", "0:0:300", "1:0:0", "1:1:0"));
 }
 
-TEST_F(HbaLibraryMappings, NameTheRemotePort)
+TEST_F(HbaLibraryMappings, EntryIdentifiesTheRemotePort)
 {
     Block block(4);
     ASSERT_EQ(mappings(block), ok);
@@ -90,14 +89,14 @@ TEST_F(HbaLibraryMappings, NameTheRemotePort)
     EXPECT_EQ(textOf(id.NodeWWN), "50:00:00:00:00:00:00:00");
 }
 
-TEST_F(HbaLibraryMappings, NameTheDevice)
+TEST_F(HbaLibraryMappings, EntryNamesTheDevice)
 {
     Block block(4);
     ASSERT_EQ(mappings(block), ok);
     EXPECT_STREQ(block.entry(1).ScsiId.OSDeviceName, "/dev/disk/by-path/fc-0x5000000000000001-lun-300");
 }
 
-TEST_F(HbaLibraryMappings, HaveTheLunAsScsiWritesIt)
+TEST_F(HbaLibraryMappings, EntryHasTheScsiEncodingOfTheLun)
 {
     Block block(4);
     ASSERT_EQ(mappings(block), ok);
@@ -107,7 +106,7 @@ TEST_F(HbaLibraryMappings, HaveTheLunAsScsiWritesIt)
     EXPECT_THAT(bytes, ElementsAre(0x41, 44, 0, 0, 0, 0, 0, 0));
 }
 
-TEST_F(HbaLibraryMappings, HaveTheLunAsLinuxNumbersItWhenTheAdapterHasThatStyle)
+TEST_F(HbaLibraryMappings, EntryHasTheLinuxIntegerOfTheLunInTheIntegerStyle)
 {
     std::string const scenario = fabric;
     ASSERT_EQ(load("[[adapter]]\nlun_style = \"integer\"\n" + scenario.substr(scenario.find("name"))), ok);
@@ -120,15 +119,15 @@ TEST_F(HbaLibraryMappings, HaveTheLunAsLinuxNumbersItWhenTheAdapterHasThatStyle)
     EXPECT_EQ(block.entry(1).FcpId.FcpLun, HBA_UINT64{16684});
 }
 
-TEST_F(HbaLibraryMappings, LeaveTheRestOfALargerBlockAlone)
+TEST_F(HbaLibraryMappings, UnusedEntriesOfALargerBlockAreNotWritten)
 {
     Block block(5);
     EXPECT_EQ(mappings(block), ok);
     EXPECT_EQ(block.number(), 4U);
-    EXPECT_TRUE(isStill(fill, block.entry(4))) << "an entry behind the last was written";
+    EXPECT_TRUE(isStill(fill, block.entry(4))) << "an entry after the last one was written";
 }
 
-TEST_F(HbaLibraryMappings, FillASmallerBlockAndTellTheRoomThatTheyNeed)
+TEST_F(HbaLibraryMappings, SmallerBlockIsFilledAndReportsTheNumberNeeded)
 {
     Block block(3);
     EXPECT_EQ(mappings(block), moreData);
@@ -136,23 +135,23 @@ TEST_F(HbaLibraryMappings, FillASmallerBlockAndTellTheRoomThatTheyNeed)
     EXPECT_EQ(addressOf(block.entry(2)), "1:0:0");
 }
 
-TEST_F(HbaLibraryMappings, StopWithinATargetWhereTheBlockEnds)
+TEST_F(HbaLibraryMappings, BlockMayEndWithinATarget)
 {
     Block block(2);
     block.setNumber(1);
     EXPECT_EQ(mappings(block), moreData);
     EXPECT_EQ(addressOf(block.entry(0)), "0:0:1");
-    EXPECT_TRUE(isStill(fill, block.entry(1))) << "more was written than there is room for";
+    EXPECT_TRUE(isStill(fill, block.entry(1))) << "an entry beyond the block was written";
 }
 
-TEST_F(HbaLibraryMappings, TellABlockWithoutRoomWhatTheyNeed)
+TEST_F(HbaLibraryMappings, EmptyBlockReportsTheNumberNeeded)
 {
     Block block(0);
     EXPECT_EQ(mappings(block), moreData);
     EXPECT_EQ(block.number(), 4U);
 }
 
-TEST_F(HbaLibraryMappings, MayBeNone)
+TEST_F(HbaLibraryMappings, AdapterWithoutPortsHasNoMappings)
 {
     mHandle = open("b");
     Block block(1);
@@ -160,7 +159,7 @@ TEST_F(HbaLibraryMappings, MayBeNone)
     EXPECT_EQ(block.number(), 0U);
 }
 
-TEST_F(HbaLibraryMappings, AreRefusedWithoutHandleOrBlock)
+TEST_F(HbaLibraryMappings, QueryIsRefusedForABadHandleOrNullBlock)
 {
     EXPECT_EQ(mTable.GetFcpTargetMappingHandler(mHandle, nullptr), badArgument);
     mHandle += 1;
@@ -169,7 +168,7 @@ TEST_F(HbaLibraryMappings, AreRefusedWithoutHandleOrBlock)
     EXPECT_EQ(block.number(), 4U);
 }
 
-TEST_F(HbaLibraryMappings, AFaultLeavesTheBlockAlone)
+TEST_F(HbaLibraryMappings, FailingQueryDoesNotWriteTheBlock)
 {
     loadWith(fault("HBA_GetFcpTargetMapping", busy, "\"1-2\""));
     Block block(7);
@@ -180,7 +179,7 @@ TEST_F(HbaLibraryMappings, AFaultLeavesTheBlockAlone)
     EXPECT_EQ(mappings(block), ok);
 }
 
-TEST_F(HbaLibraryMappings, AFaultOfMoreDataTellsTheRoomThatTheyNeedAndNoMore)
+TEST_F(HbaLibraryMappings, MoreDataFaultReportsOnlyTheNumberNeeded)
 {
     loadWith(fault("HBA_GetFcpTargetMapping", moreData));
     Block block(7);
@@ -189,7 +188,7 @@ TEST_F(HbaLibraryMappings, AFaultOfMoreDataTellsTheRoomThatTheyNeedAndNoMore)
     EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
 }
 
-TEST_F(HbaLibraryMappings, SixtyThousandTakeWellUnderASecond)
+TEST_F(HbaLibraryMappings, SixtyThousandEntriesTakeLessThanASecondOfProcessorTime)
 {
     constexpr HBA_UINT32 many = 60000;
     std::string scenario =
@@ -200,11 +199,11 @@ TEST_F(HbaLibraryMappings, SixtyThousandTakeWellUnderASecond)
                     "\"\nluns = 5000\n";
     }
     Block block(many);
-    auto const start = std::chrono::steady_clock::now();
+    std::clock_t const start = std::clock();  // processor time, which does not depend on the load of the host
     ASSERT_EQ(load(scenario), ok);
     mHandle = open("a");
     ASSERT_EQ(mappings(block), ok);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
     EXPECT_EQ(block.number(), many);
     EXPECT_EQ(addressOf(block.entry(many - 1)), "0:11:4999");
 }

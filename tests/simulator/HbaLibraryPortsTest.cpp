@@ -1,4 +1,4 @@
-// The attributes of adapters and ports, as the simulated vendor library tells them.
+// Attributes of adapters and ports that the simulated HBA library reports.
 #include <ctime>
 #include <string>
 
@@ -40,7 +40,7 @@ protected:
     HBA_PORTATTRIBUTES mPort = filledWith<HBA_PORTATTRIBUTES>(fill);
 };
 
-TEST_F(HbaLibraryPorts, AdapterAttributesAreTheWholeRecord)
+TEST_F(HbaLibraryPorts, AdapterAttributesFillTheWholeRecord)
 {
     ASSERT_EQ(attributes(mHandle), ok);
     EXPECT_STREQ(mAttributes.Model, "EX-1");
@@ -52,13 +52,13 @@ TEST_F(HbaLibraryPorts, AdapterAttributesAreTheWholeRecord)
     EXPECT_STREQ(mAttributes.DriverName, "");
 }
 
-TEST_F(HbaLibraryPorts, AnAdapterMayHaveNoPort)
+TEST_F(HbaLibraryPorts, AdapterMayHaveNoPorts)
 {
     EXPECT_EQ(attributes(open("b")), ok);
     EXPECT_EQ(mAttributes.NumberOfPorts, 0U);
 }
 
-TEST_F(HbaLibraryPorts, PortsHaveTheOrderOfTheScenario)
+TEST_F(HbaLibraryPorts, PortsAreInScenarioOrder)
 {
     ASSERT_EQ(port(0), ok);
     EXPECT_EQ(textOf(mPort.PortWWN), "10:00:00:00:00:00:00:01");
@@ -67,14 +67,14 @@ TEST_F(HbaLibraryPorts, PortsHaveTheOrderOfTheScenario)
     EXPECT_EQ(mPort.PortFcId, 0x12U);
 }
 
-TEST_F(HbaLibraryPorts, ThereIsNoPortBeyondTheLast)
+TEST_F(HbaLibraryPorts, RefusesAPortIndexOutOfRange)
 {
     EXPECT_EQ(port(2), badIndex);
     EXPECT_EQ(port(0xffffffffU), badIndex);
     EXPECT_TRUE(isStill(fill, mPort)) << "something was written";
 }
 
-TEST_F(HbaLibraryPorts, DiscoveredPortsAreTheRemoteOnesOfThePort)
+TEST_F(HbaLibraryPorts, DiscoveredPortsAreTheRemotePortsOfThePort)
 {
     ASSERT_EQ(discovered(0, 1), ok);
     EXPECT_EQ(textOf(mPort.PortWWN), "10:00:00:00:00:00:00:09");
@@ -82,26 +82,26 @@ TEST_F(HbaLibraryPorts, DiscoveredPortsAreTheRemoteOnesOfThePort)
     EXPECT_EQ(textOf(mPort.PortWWN), "50:00:00:00:00:00:00:02");
 }
 
-TEST_F(HbaLibraryPorts, ThereIsNoDiscoveredPortBeyondTheLast)
+TEST_F(HbaLibraryPorts, RefusesADiscoveredPortIndexOutOfRange)
 {
     EXPECT_EQ(discovered(0, 2), badIndex);
     EXPECT_EQ(discovered(2, 0), badIndex);
     EXPECT_TRUE(isStill(fill, mPort)) << "something was written";
 }
 
-TEST_F(HbaLibraryPorts, APortOfTheAdapterIsFoundByItsName)
+TEST_F(HbaLibraryPorts, FindsAPortOfTheAdapterByName)
 {
     ASSERT_EQ(named("10:00:00:00:00:00:00:02"), ok);
     EXPECT_EQ(mPort.PortFcId, 0x12U);
 }
 
-TEST_F(HbaLibraryPorts, ARemotePortIsFoundByItsNameWhereItIsSeenFirst)
+TEST_F(HbaLibraryPorts, FindsTheFirstRemotePortWithAName)
 {
     ASSERT_EQ(named("50:00:00:00:00:00:00:01"), ok);
     EXPECT_EQ(mPort.PortFcId, 0x21U);
 }
 
-TEST_F(HbaLibraryPorts, NoPortIsFoundByANameThatTheAdapterDoesNotSee)
+TEST_F(HbaLibraryPorts, RefusesANameThatTheAdapterDoesNotSee)
 {
     EXPECT_EQ(named("50:00:00:00:00:00:00:03"), badName);
     mHandle = open("b");
@@ -109,7 +109,7 @@ TEST_F(HbaLibraryPorts, NoPortIsFoundByANameThatTheAdapterDoesNotSee)
     EXPECT_TRUE(isStill(fill, mPort)) << "something was written";
 }
 
-TEST_F(HbaLibraryPorts, NothingIsToldForAHandleThatIsNotOpen)
+TEST_F(HbaLibraryPorts, RefusesAHandleThatIsNotOpen)
 {
     mTable.CloseAdapterHandler(mHandle);
     EXPECT_EQ(attributes(mHandle), badHandle);
@@ -118,14 +118,14 @@ TEST_F(HbaLibraryPorts, NothingIsToldForAHandleThatIsNotOpen)
     EXPECT_EQ(named("10:00:00:00:00:00:00:01"), badHandle);
 }
 
-TEST_F(HbaLibraryPorts, NothingIsToldWhenTheLibraryIsFreed)
+TEST_F(HbaLibraryPorts, RefusesQueriesAfterTheLibraryIsFreed)
 {
     mTable.FreeLibraryHandler();
     EXPECT_EQ(attributes(mHandle), badHandle);
     EXPECT_EQ(port(0), badHandle);
 }
 
-TEST_F(HbaLibraryPorts, RefusesRecordsThatHaveNowhereToGo)
+TEST_F(HbaLibraryPorts, RefusesNullRecords)
 {
     EXPECT_EQ(mTable.GetAdapterAttributesHandler(mHandle, nullptr), badArgument);
     EXPECT_EQ(mTable.GetAdapterPortAttributesHandler(mHandle, 0, nullptr), badArgument);
@@ -134,7 +134,7 @@ TEST_F(HbaLibraryPorts, RefusesRecordsThatHaveNowhereToGo)
               badArgument);
 }
 
-TEST_F(HbaLibraryPorts, AFaultInTheAdapterAttributesLeavesTheRecordAlone)
+TEST_F(HbaLibraryPorts, FailingAdapterQueryDoesNotWriteTheRecord)
 {
     loadWith(fault("HBA_GetAdapterAttributes", busy));
     EXPECT_EQ(attributes(mHandle), busy);
@@ -142,7 +142,7 @@ TEST_F(HbaLibraryPorts, AFaultInTheAdapterAttributesLeavesTheRecordAlone)
     EXPECT_EQ(attributes(mHandle), ok);
 }
 
-TEST_F(HbaLibraryPorts, AFaultInAPortLeavesTheRecordAlone)
+TEST_F(HbaLibraryPorts, FailingPortQueryDoesNotWriteTheRecord)
 {
     loadWith(fault("HBA_GetAdapterPortAttributes", busy, "2"));
     EXPECT_EQ(port(0), ok);
@@ -151,7 +151,7 @@ TEST_F(HbaLibraryPorts, AFaultInAPortLeavesTheRecordAlone)
     EXPECT_TRUE(isStill(fill, mPort)) << "something was written";
 }
 
-TEST_F(HbaLibraryPorts, AFaultInADiscoveredPortStrikesWhereItIsScheduled)
+TEST_F(HbaLibraryPorts, DiscoveredPortQueriesFailAsScheduled)
 {
     loadWith(fault("HBA_GetDiscoveredPortAttributes", busy, "\"1-2\""));
     EXPECT_EQ(discovered(0, 0), busy);
@@ -159,14 +159,14 @@ TEST_F(HbaLibraryPorts, AFaultInADiscoveredPortStrikesWhereItIsScheduled)
     EXPECT_EQ(discovered(1, 0), ok);
 }
 
-TEST_F(HbaLibraryPorts, AFaultInAPortFoundByItsNameStrikesWhereItIsScheduled)
+TEST_F(HbaLibraryPorts, QueriesByNameFailAsScheduled)
 {
     loadWith(fault("HBA_GetPortAttributesByWWN", busy));
     EXPECT_EQ(named("10:00:00:00:00:00:00:01"), busy);
     EXPECT_EQ(named("10:00:00:00:00:00:00:01"), ok);
 }
 
-TEST_F(HbaLibraryPorts, ACallThatIsRefusedForItsArgumentsIsNotCounted)
+TEST_F(HbaLibraryPorts, RefusedCallIsNotCounted)
 {
     loadWith(fault("HBA_GetAdapterPortAttributes", busy));
     port(7);

@@ -1,4 +1,4 @@
-// REPORT LUNS, as the targets of the simulated vendor library answer it.
+// Responses of the simulated targets to REPORT LUNS.
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -37,7 +37,7 @@ protected:
         return reportLuns(aPort, mResponse, sense);
     }
 
-    /// What a target writes into a buffer of that size.
+    /// @return a buffer of this size after a target has written its response
     Bytes response(std::size_t aSize)
     {
         mResponse.assign(aSize, fill);
@@ -56,14 +56,14 @@ TEST_F(HbaLibraryReportLuns, ListsTheLunsOfTheTarget)
                 ElementsAre(0, 0, 0, 16, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0x41, 44, 0, 0, 0, 0, 0, 0));
 }
 
-TEST_F(HbaLibraryReportLuns, LeavesTheRestOfALargerBufferAlone)
+TEST_F(HbaLibraryReportLuns, DoesNotWriteTheRestOfALargerBuffer)
 {
     Bytes const bytes = response(30);
     EXPECT_EQ(bytes[23], 0);
     EXPECT_THAT(Bytes(bytes.begin() + 24, bytes.end()), Each(fill));
 }
 
-TEST_F(HbaLibraryReportLuns, TellsTheWholeLengthOfAListThatDoesNotFit)
+TEST_F(HbaLibraryReportLuns, ReportsTheFullListLengthWhenTheBufferIsTooSmall)
 {
     EXPECT_THAT(response(23),
                 ElementsAre(0, 0, 0, 16, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0x41, 44, 0, 0, 0, 0, 0));
@@ -72,49 +72,49 @@ TEST_F(HbaLibraryReportLuns, TellsTheWholeLengthOfAListThatDoesNotFit)
     EXPECT_THAT(response(4), ElementsAre(0, 0, 0, 16));
 }
 
-TEST_F(HbaLibraryReportLuns, WritesNoMoreThanABufferBelowTheLengthTakes)
+TEST_F(HbaLibraryReportLuns, TruncatesTheLengthFieldForATinyBuffer)
 {
     EXPECT_THAT(response(3), ElementsAre(0, 0, 0));
     EXPECT_THAT(response(1), ElementsAre(0));
     EXPECT_THAT(response(0), ElementsAre());
 }
 
-TEST_F(HbaLibraryReportLuns, IsAnsweredByTheTargetThatIsNamed)
+TEST_F(HbaLibraryReportLuns, QueriesTheNamedTarget)
 {
     ASSERT_EQ(reportLuns(otherTarget), ok);
     EXPECT_EQ(mResponse[3], 8);
 }
 
-TEST_F(HbaLibraryReportLuns, IsRefusedForANameThatTheAdapterDoesNotSee)
+TEST_F(HbaLibraryReportLuns, RefusesANameThatTheAdapterDoesNotSee)
 {
     EXPECT_EQ(reportLuns("50:00:00:00:00:00:00:03"), badName);
     EXPECT_EQ(reportLuns("10:00:00:00:00:00:00:01"), badName) << "a port of the adapter itself";
     EXPECT_THAT(mResponse, Each(fill));
 }
 
-TEST_F(HbaLibraryReportLuns, IsRefusedForAnInitiator)
+TEST_F(HbaLibraryReportLuns, RefusesAnInitiator)
 {
     EXPECT_EQ(reportLuns("10:00:00:00:00:00:00:09"), HBA_STATUS{HBA_STATUS_ERROR_NOT_A_TARGET});
 }
 
-TEST_F(HbaLibraryReportLuns, IsRefusedForAHandleThatIsNotOpen)
+TEST_F(HbaLibraryReportLuns, RefusesAHandleThatIsNotOpen)
 {
     mTable.CloseAdapterHandler(mHandle);
     EXPECT_EQ(reportLuns(target), badHandle);
 }
 
-TEST_F(HbaLibraryReportLuns, IsRefusedWhereTheAnswerHasNowhereToGo)
+TEST_F(HbaLibraryReportLuns, RefusesNullBuffers)
 {
     EXPECT_EQ(mTable.ReportLUNsHandler(mHandle, wwn(target), nullptr, 8, mResponse.data(), 8), badArgument);
     EXPECT_EQ(mTable.ReportLUNsHandler(mHandle, wwn(target), mResponse.data(), 8, nullptr, 8), badArgument);
 }
 
-TEST_F(HbaLibraryReportLuns, NeedsNoBufferOfNoSize)
+TEST_F(HbaLibraryReportLuns, AcceptsNullBuffersOfSizeZero)
 {
     EXPECT_EQ(mTable.ReportLUNsHandler(mHandle, wwn(target), nullptr, 0, nullptr, 0), ok);
 }
 
-TEST_F(HbaLibraryReportLuns, AFaultLeavesBothBuffersAlone)
+TEST_F(HbaLibraryReportLuns, FailingCallDoesNotWriteTheBuffers)
 {
     loadWith(fault("HBA_SendReportLUNs", busy));
     Bytes sense(18, fill);
@@ -123,7 +123,7 @@ TEST_F(HbaLibraryReportLuns, AFaultLeavesBothBuffersAlone)
     EXPECT_THAT(sense, Each(fill));
 }
 
-TEST_F(HbaLibraryReportLuns, ACheckConditionComesWithSenseData)
+TEST_F(HbaLibraryReportLuns, CheckConditionReturnsSenseData)
 {
     loadWith(fault("HBA_SendReportLUNs", checkCondition));
     Bytes sense(19, fill);
@@ -132,7 +132,7 @@ TEST_F(HbaLibraryReportLuns, ACheckConditionComesWithSenseData)
     EXPECT_THAT(sense, ElementsAre(0x70, 0, 6, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x3f, 0x0e, 0, 0, 0, 0, fill));
 }
 
-TEST_F(HbaLibraryReportLuns, SenseDataStaysInItsBuffer)
+TEST_F(HbaLibraryReportLuns, SenseDataIsTruncatedToItsBuffer)
 {
     loadWith(fault("HBA_SendReportLUNs", checkCondition, "\"1-2\""));
     Bytes sense(3, fill);
@@ -142,7 +142,7 @@ TEST_F(HbaLibraryReportLuns, SenseDataStaysInItsBuffer)
               checkCondition);
 }
 
-TEST_F(HbaLibraryReportLuns, AFaultOfOneTargetLeavesTheOthersAlone)
+TEST_F(HbaLibraryReportLuns, FaultOfOneTargetDoesNotAffectOthers)
 {
     loadWith(fault("HBA_SendReportLUNs", busy) + "port_wwn = \"50:00:00:00:00:00:00:02\"\nadapter = \"a\"\n");
     EXPECT_EQ(reportLuns(target), ok);

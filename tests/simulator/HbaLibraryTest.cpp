@@ -24,17 +24,18 @@ class HbaLibrary : public HbaLibraryFixture
 {
 };
 
-TEST_F(HbaLibrary, IsOfVersionTwo) { EXPECT_EQ(mTable.GetVersionHandler(), 2U); }
+TEST_F(HbaLibrary, ReportsVersionTwo) { EXPECT_EQ(mTable.GetVersionHandler(), 2U); }
 
-TEST_F(HbaLibrary, RegistersTheSameInBothVersions)
+TEST_F(HbaLibrary, RegistersTheSameEntriesInBothVersions)
 {
     HBA_ENTRYPOINTS table;
     std::memset(&table, 0xff, sizeof table);
     EXPECT_EQ(registerInto("HBA_RegisterLibrary", table), ok);
-    EXPECT_EQ(std::memcmp(&table, &mTable, sizeof table), 0) << "the first table is no prefix of the second";
+    EXPECT_EQ(std::memcmp(&table, &mTable, sizeof table), 0)
+        << "the first table is not a prefix of the second";
 }
 
-TEST_F(HbaLibrary, RegistersNothingWhereThereIsNoTable)
+TEST_F(HbaLibrary, RefusesToRegisterIntoANullTable)
 {
     EXPECT_EQ(registration<HBA_ENTRYPOINTS>("HBA_RegisterLibrary")(nullptr),
               HBA_STATUS{HBA_STATUS_ERROR_ARG});
@@ -42,7 +43,7 @@ TEST_F(HbaLibrary, RegistersNothingWhereThereIsNoTable)
               HBA_STATUS{HBA_STATUS_ERROR_ARG});
 }
 
-TEST_F(HbaLibrary, LeavesNullWhatItDoesNotSupport)
+TEST_F(HbaLibrary, LeavesUnsupportedEntriesNull)
 {
     HBA_ENTRYPOINTSV2 table;
     std::memset(&table, 0xff, sizeof table);
@@ -51,7 +52,7 @@ TEST_F(HbaLibrary, LeavesNullWhatItDoesNotSupport)
     EXPECT_EQ(table.SendRLSHandler, nullptr);
 }
 
-TEST_F(HbaLibrary, HasTheAdaptersOfTheScenario)
+TEST_F(HbaLibrary, ListsTheAdaptersOfTheScenario)
 {
     ASSERT_EQ(load(twoAdapters), ok);
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 2U);
@@ -65,36 +66,34 @@ TEST_F(HbaLibrary, LoadsAScenarioWithoutAdapters)
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
 }
 
-TEST_F(HbaLibrary, ComplainsOfAMissingVariable)
+TEST_F(HbaLibrary, ReportsAMissingVariable)
 {
-    EXPECT_EQ(complaintOfLoad(),
-              "libqzsim: QZSIM_SCENARIO names no scenario, and must hold the path of one\n");
+    EXPECT_EQ(errorsOfLoad(), "libqzsim: QZSIM_SCENARIO is not set; it must hold the path of a scenario\n");
 }
 
-TEST_F(HbaLibrary, AnEmptyVariableIsAMissingOne)
+TEST_F(HbaLibrary, ReportsAnEmptyVariableAsMissing)
 {
     ::setenv("QZSIM_SCENARIO", "", 1);
-    EXPECT_EQ(complaintOfLoad(),
-              "libqzsim: QZSIM_SCENARIO names no scenario, and must hold the path of one\n");
+    EXPECT_EQ(errorsOfLoad(), "libqzsim: QZSIM_SCENARIO is not set; it must hold the path of a scenario\n");
 }
 
-TEST_F(HbaLibrary, ComplainsOfABadScenario)
+TEST_F(HbaLibrary, ReportsAnInvalidScenario)
 {
     std::string const path = mFolder.write("bad.toml", "[[adapter]]\n");
     ::setenv("QZSIM_SCENARIO", path.c_str(), 1);
-    EXPECT_EQ(complaintOfLoad(),
+    EXPECT_EQ(errorsOfLoad(),
               "libqzsim: " + path + ":1:1: expected the key \"name\" in this [[adapter]], found none\n");
 }
 
-TEST_F(HbaLibrary, ComplainsOfStrikesThatItCannotCount)
+TEST_F(HbaLibrary, ReportsAnUnusableStrikesFile)
 {
     load(twoAdapters);
     ::setenv("QZSIM_STRIKES", "/nowhere/none", 1);
-    EXPECT_EQ(complaintOfLoad(),
+    EXPECT_EQ(errorsOfLoad(),
               "libqzsim: cannot count strikes in \"/nowhere/none\": No such file or directory\n");
 }
 
-TEST_F(HbaLibrary, ReadsTheScenarioAnewWithEachLoad)
+TEST_F(HbaLibrary, ReadsTheScenarioAgainOnEachLoad)
 {
     load(twoAdapters);
     mTable.FreeLibraryHandler();
@@ -103,47 +102,47 @@ TEST_F(HbaLibrary, ReadsTheScenarioAnewWithEachLoad)
     EXPECT_EQ(name(0).mName, "example-fc-9");
 }
 
-TEST_F(HbaLibrary, HasNothingUntilItIsLoaded)
+TEST_F(HbaLibrary, ReportsNoAdaptersBeforeLoading)
 {
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
     EXPECT_EQ(name(0).mStatus, failed);
     EXPECT_EQ(open("example-fc-0"), 0U);
 }
 
-TEST_F(HbaLibrary, HasNothingWhenItIsFreed)
+TEST_F(HbaLibrary, ReportsNoAdaptersAfterFreeing)
 {
     load(twoAdapters);
     EXPECT_EQ(mTable.FreeLibraryHandler(), ok);
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
 }
 
-TEST_F(HbaLibrary, RefusesAnIndexBeyondTheLastAdapter)
+TEST_F(HbaLibrary, RefusesAnAdapterIndexOutOfRange)
 {
     load(twoAdapters);
     EXPECT_EQ(name(2).mStatus, HBA_STATUS{HBA_STATUS_ERROR_ILLEGAL_INDEX});
     EXPECT_EQ(name(0xffffffffU).mStatus, HBA_STATUS{HBA_STATUS_ERROR_ILLEGAL_INDEX});
 }
 
-TEST_F(HbaLibrary, RefusesANameThatHasNowhereToGo)
+TEST_F(HbaLibrary, RefusesANullNameBuffer)
 {
     load(twoAdapters);
     EXPECT_EQ(mTable.GetAdapterNameHandler(0, nullptr), HBA_STATUS{HBA_STATUS_ERROR_ARG});
 }
 
-TEST_F(HbaLibrary, OpensAnAdapterByItsName)
+TEST_F(HbaLibrary, OpensAnAdapterByName)
 {
     load(twoAdapters);
     EXPECT_NE(open("example-fc-1"), 0U);
 }
 
-TEST_F(HbaLibrary, OpensNothingThatTheScenarioLacks)
+TEST_F(HbaLibrary, RefusesToOpenAnUnknownAdapter)
 {
     load(twoAdapters);
     EXPECT_EQ(open("example-fc-2"), 0U);
     EXPECT_EQ(mTable.OpenAdapterHandler(nullptr), 0U);
 }
 
-TEST_F(HbaLibrary, ClosesAndRefreshesWhatIsNotOpenWithoutHarm)
+TEST_F(HbaLibrary, IgnoresCloseAndRefreshOfAHandleThatIsNotOpen)
 {
     load(twoAdapters);
     HBA_HANDLE const handle = open("example-fc-0");
@@ -152,7 +151,7 @@ TEST_F(HbaLibrary, ClosesAndRefreshesWhatIsNotOpenWithoutHarm)
     EXPECT_NE(open("example-fc-0"), 0U);
 }
 
-TEST_F(HbaLibrary, HandlesOpenedByManyThreadsAtOnceAreDistinct)
+TEST_F(HbaLibrary, HandlesOpenedByConcurrentThreadsAreDistinct)
 {
     constexpr std::size_t threadCount = 4;
     constexpr std::size_t openCount = 15000;

@@ -1,5 +1,5 @@
 /// @file
-/// The simulated vendor library with an open adapter.
+/// The simulated HBA library with an open adapter.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@
 #include "simulator/scenario/Wwn.h"
 #include "tests/simulator/HbaLibraryFixture.h"
 
-/// The first adapter has two ports. The first port sees a target and an initiator, the second another target
-/// and the first one too. The second adapter has no port.
+/// The first adapter has two ports. The first port sees a target and an initiator. The second port sees another target
+/// and the first target. The second adapter has no ports.
 constexpr char const* fabric =
     "[[adapter]]\nname = \"a\"\nmodel = \"EX-1\"\nvendor_specific_id = 7\n"
     "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\nfc_id = 0x11\n"
@@ -26,7 +26,7 @@ constexpr char const* fabric =
     "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nfc_id = 0x24\nluns = 1\n"
     "[[adapter]]\nname = \"b\"\n";
 
-/// What memory holds that the library has not written.
+/// Content of memory that the library has not written.
 constexpr unsigned char fill = 0xa5;
 
 class HbaQueryFixture : public HbaLibraryFixture
@@ -40,23 +40,16 @@ protected:
 
     HbaQueryFixture() { loadWith(""); }
 
-    /// Loads the fabric with one more part and opens the first adapter.
+    /// Loads the fabric with a fault and opens the first adapter.
     void loadWith(std::string const& aFault)
     {
         EXPECT_EQ(load(fabric + aFault), ok);
         mHandle = open("a");
     }
 
-    /// A fault in the first call, or in the calls that are given.
-    static std::string fault(std::string const& aCall, HBA_STATUS aStatus, std::string const& aNth = "1")
-    {
-        return "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + aNth +
-               "\nstatus = " + std::to_string(aStatus) + "\n";
-    }
-
     static HBA_WWN wwn(char const* aText) { return qzsim::wwnIn(aText).value(); }
 
-    /// A record whose bytes are all aFill, to see what is written to it.
+    /// @return a record whose bytes are all aFill
     template <typename Record>
     static Record filledWith(int aFill)
     {
@@ -65,7 +58,7 @@ protected:
         return record;
     }
 
-    /// Whether the record is still as filledWith made it.
+    /// @return whether the record is unchanged since filledWith
     template <typename Record>
     static bool isStill(int aFill, Record const& aRecord)
     {

@@ -1,4 +1,4 @@
-// A library of the program's own that uses the common library and is not it.
+// A library of the program. It links the common library of the HBA API, but must not be mistaken for it.
 #include "tests/simulator/ProbeLibrary.h"
 
 std::FILE* openFromLibrary(char const* aPath) { return std::fopen(aPath, "r"); }

@@ -1,5 +1,5 @@
 /// @file
-/// A part of hba_probe that lies in a library.
+/// The part of hba_probe that is in a library.
 #pragma once
 
 #include <cstdio>

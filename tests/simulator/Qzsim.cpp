@@ -17,9 +17,9 @@ ProcessResult runQzsimOnTwoAdapters(Arguments aArguments,
     return runQzsim(aArguments, aEnvironment);
 }
 
-void expectMisuse(ProcessResult const& aResult, std::string const& aComplaint)
+void expectMisuse(ProcessResult const& aResult, std::string const& aMessage)
 {
     EXPECT_EQ(aResult.mExitStatus, misused);
-    EXPECT_EQ(aResult.mErrors, "qzsim: " + aComplaint + '\n');
+    EXPECT_EQ(aResult.mErrors, "qzsim: " + aMessage + '\n');
     EXPECT_EQ(aResult.mOutput, "");
 }

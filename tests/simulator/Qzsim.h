@@ -1,5 +1,5 @@
 /// @file
-/// Runs qzsim as a user would.
+/// Runs qzsim as a user does.
 #pragma once
 
 #include <map>
@@ -12,14 +12,14 @@ using Arguments = std::vector<std::string>;
 
 constexpr int misused = 2;
 
-/// The path of a scenario that comes with the simulator.
+/// @return the path of a scenario that is shipped with the simulator
 std::string shipped(std::string const& aScenario);
 
 ProcessResult runQzsim(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment = {});
 
-/// Runs it on the scenario with two adapters.
+/// Runs qzsim with the two-adapters scenario.
 ProcessResult runQzsimOnTwoAdapters(Arguments aArguments,
                                     std::map<std::string, std::string> const& aEnvironment = {});
 
-/// Expects that qzsim itself complained with just these words, and nothing ran.
-void expectMisuse(ProcessResult const& aResult, std::string const& aComplaint);
+/// Expects that qzsim printed exactly this message, ran no program, and ended with the status for misuse.
+void expectMisuse(ProcessResult const& aResult, std::string const& aMessage);

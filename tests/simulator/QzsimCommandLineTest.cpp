@@ -1,4 +1,4 @@
-// What qzsim itself has to say: of its arguments, of the scenario, of the library that it preloads.
+// Messages of qzsim about its arguments, the scenario, and the library that it preloads.
 #include <cstddef>
 #include <filesystem>
 #include <string>
@@ -27,46 +27,46 @@ TEST(QzsimCommandLine, ChecksTheScenarioBeforeItRunsTheProgram)
                  scenario + ":2:8: expected a name of 1 to 255 bytes without control characters, found 7");
 }
 
-TEST(QzsimCommandLine, CheckPrintsWhatIsInTheScenario)
+TEST(QzsimCommandLine, CheckPrintsTheContentsOfTheScenario)
 {
     ProcessResult const result = runQzsim({"--check", "--scenario", shipped("failing-name.toml")});
     EXPECT_EQ(result.mExitStatus, 0);
     EXPECT_EQ(result.mOutput,
               "2 adapters, 1 fault\nadapter: \"example-fc-0\" with 0 ports, 0 remote ports, 0 LUNs\n"
               "adapter: \"example-fc-1\" with 0 ports, 0 remote ports, 0 LUNs\n"
-              "fault: call 1 of HBA_GetAdapterName for \"example-fc-1\" answers HBA_STATUS_ERROR_BUSY\n");
+              "fault: call 1 of HBA_GetAdapterName for \"example-fc-1\" returns HBA_STATUS_ERROR_BUSY\n");
 }
 
-TEST(QzsimCommandLine, CheckReportsABadScenario)
+TEST(QzsimCommandLine, CheckReportsAnUnreadableScenario)
 {
     expectMisuse(runQzsim({"--check", "--scenario", "/nowhere/none.toml"}),
                  "/nowhere/none.toml: cannot be read: No such file or directory");
 }
 
-TEST(QzsimCommandLine, CheckRunsNoProgram)
+TEST(QzsimCommandLine, CheckRefusesAProgram)
 {
     expectMisuse(runQzsimOnTwoAdapters({"--check", "echo"}),
                  "--check: runs no program, but \"echo\" is given; see qzsim --help");
 }
 
-TEST(QzsimCommandLine, CheckHasNothingToVerify)
+TEST(QzsimCommandLine, CheckRefusesVerify)
 {
     expectMisuse(runQzsimOnTwoAdapters({"--check", "--verify"}),
                  "--verify: needs a program to run, and --check runs none; see qzsim --help");
 }
 
-TEST(QzsimCommandLine, NeedsAScenario)
+TEST(QzsimCommandLine, RequiresAScenario)
 {
     expectMisuse(runQzsim({"echo"}), "--scenario is required; see qzsim --help");
 }
 
-TEST(QzsimCommandLine, NeedsAProgram)
+TEST(QzsimCommandLine, RequiresAProgram)
 {
     expectMisuse(runQzsimOnTwoAdapters({}), "PROGRAM is required; see qzsim --help");
     expectMisuse(runQzsimOnTwoAdapters({"--"}), "PROGRAM is required; see qzsim --help");
 }
 
-TEST(QzsimCommandLine, RefusesAnOptionThatItDoesNotHave)
+TEST(QzsimCommandLine, RefusesAnUnknownOption)
 {
     expectMisuse(runQzsimOnTwoAdapters({"--verbose", "echo"}),
                  "The following argument was not expected: --verbose; see qzsim --help");
@@ -77,7 +77,7 @@ TEST(QzsimCommandLine, RefusesAnEmptyPath)
     expectMisuse(runQzsim({"--scenario", "", "echo"}), "--scenario: a path is expected; see qzsim --help");
 }
 
-TEST(QzsimCommandLine, RefusesALibraryThatCannotBePreloadedForItsPath)
+TEST(QzsimCommandLine, RefusesALibraryWhosePathCannotBePreloaded)
 {
     ScratchFolder const folder;
     for (char const* const name : {"with blank.so", "with:colon.so", "with$dollar.so"})
@@ -106,18 +106,19 @@ TEST(QzsimCommandLine, RefusesALibraryThatDoesNotExist)
     EXPECT_THAT(result.mErrors, StartsWith("qzsim: the library \"/nowhere/none.so\" cannot be preloaded: "));
 }
 
-TEST(QzsimCommandLine, RefusesALibraryThatIsNoVendorLibrary)
+TEST(QzsimCommandLine, RefusesALibraryThatIsNotAnHbaLibrary)
 {
     expectMisuse(runQzsimOnTwoAdapters({"--library", FOREIGN_LIBRARY, "echo"}),
-                 "the library \"" FOREIGN_LIBRARY "\" cannot be preloaded: it has no HBA_RegisterLibrary");
+                 "the library \"" FOREIGN_LIBRARY
+                 "\" cannot be preloaded: it does not export HBA_RegisterLibrary");
 }
 
-TEST(QzsimCommandLine, TellsWhereItLookedForTheLibrary)
+TEST(QzsimCommandLine, ReportsWhereItSearchedForTheLibrary)
 {
     if (IS_EMULATED)
     {
         GTEST_SKIP()
-            << "what starts a program on the emulator finds it by its own place, and is not copied with it";
+            << "the launcher finds the program to emulate by its own path, so a copy of it does not work";
     }
     ScratchFolder const folder;
     fs::path const lonely = folder.path() / "bin" / "qzsim";
@@ -126,12 +127,12 @@ TEST(QzsimCommandLine, TellsWhereItLookedForTheLibrary)
     ProcessResult const result = runProcess({lonely, "--scenario", shipped("two-adapters.toml"), "echo"});
     EXPECT_EQ(result.mExitStatus, misused);
     EXPECT_THAT(result.mErrors,
-                StartsWith("qzsim: cannot find libqzsim.so; name it with --library. Looked for\n  " +
+                StartsWith("qzsim: cannot find libqzsim.so; specify its path with --library. Searched:\n  " +
                            lonely.parent_path().string() + "/libqzsim.so\n  " + folder.path().string() +
                            "/lib/libqzsim.so\n"));
 }
 
-TEST(QzsimCommandLine, HelpTeachesWithAnExample)
+TEST(QzsimCommandLine, HelpContainsAnExample)
 {
     ProcessResult const result = runQzsim({"--help"});
     EXPECT_EQ(result.mExitStatus, 0);
@@ -141,7 +142,7 @@ TEST(QzsimCommandLine, HelpTeachesWithAnExample)
     EXPECT_THAT(result.mOutput, HasSubstr("$ qzsim --scenario two.toml qzagent adapters"));
 }
 
-TEST(QzsimCommandLine, TheExampleOfTheHelpIsAGoodScenario)
+TEST(QzsimCommandLine, ExampleInTheHelpIsAValidScenario)
 {
     std::string const help = runQzsim({"--help"}).mOutput;
     std::size_t const start = help.find("[[adapter]]");
@@ -150,10 +151,10 @@ TEST(QzsimCommandLine, TheExampleOfTheHelpIsAGoodScenario)
     EXPECT_EQ(runQzsim({"--check", "--scenario", folder.write("two.toml", example)}).mOutput,
               "2 adapters, 1 fault\nadapter: \"example-fc-0\" with 1 port, 1 remote port, 8 LUNs\n"
               "adapter: \"example-fc-1\" with 0 ports, 0 remote ports, 0 LUNs\n"
-              "fault: call 2 of HBA_OpenAdapter answers HBA_STATUS_ERROR_BUSY\n");
+              "fault: call 2 of HBA_OpenAdapter returns HBA_STATUS_ERROR_BUSY\n");
 }
 
-TEST(QzsimCommandLine, TellsItsVersion)
+TEST(QzsimCommandLine, PrintsItsVersion)
 {
     ProcessResult const result = runQzsim({"--version"});
     EXPECT_EQ(result.mExitStatus, 0);

@@ -1,4 +1,4 @@
-// What a program meets that is run by qzsim and opens the vendor's diagnostic library.
+// Programs that open the diagnostic library and are run by qzsim.
 #include <filesystem>
 #include <regex>
 #include <string>
@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/simulator/Qzsim.h"
+#include "tests/simulator/Scenarios.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 
@@ -18,7 +19,7 @@ namespace fs = std::filesystem;
 namespace
 {
 constexpr char const* vqmProbe = VQM_PROBE;
-constexpr char const* vendorsPath = "open=/usr/lib/libvqm.so";
+constexpr char const* openLibrary = "open=/usr/lib/libvqm.so";
 std::string const opened = "open /usr/lib/libvqm.so: there\n";
 
 ProcessResult qzsimOnEvents(Arguments aArguments)
@@ -28,29 +29,27 @@ ProcessResult qzsimOnEvents(Arguments aArguments)
 }
 
 /// Runs the probe on a board with more events than it waits for.
-/// @return what it prints; "(events)" for the events, whose number is a matter of chance
+/// @return its output, with "(events)" in place of the events, whose number varies
 std::string onBusyBoard(Arguments aSteps, int aExitStatus = 0)
 {
     ScratchFolder const folder;
     std::string const scenario =
-        folder.write("busy.toml",
-                     "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-                     "second_wwn = \"10:00:00:00:00:00:00:01\"\n"
-                     "[[diagnostics.event]]\nboard = 0\ncategory = 3\nsubcategory = 7\n"
-                     "rate = 100000\ncount = 4294967295\n");
-    aSteps.insert(aSteps.begin(), {"--scenario", scenario, vqmProbe, vendorsPath});
-    // The leak check finds what threads hold that a new process does not have, and it hangs when the process is
-    // ended by another thread than the first.
+        folder.write("busy.toml", std::string(oneBoard) +
+                                      "[[diagnostics.event]]\nboard = 0\ncategory = 3\nsubcategory = 7\n"
+                                      "rate = 100000\ncount = 4294967295\n");
+    aSteps.insert(aSteps.begin(), {"--scenario", scenario, vqmProbe, openLibrary});
+    // Leak detection reports memory of threads that do not exist in a forked process, and hangs when a thread other
+    // than the main thread ends the process.
     ProcessResult const result =
         runQzsim(aSteps, {{"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"}});
     EXPECT_EQ(result.mExitStatus, aExitStatus) << result.mErrors;
     return std::regex_replace(result.mOutput, std::regex("[0-9]+ of plain [^\n]*"), "(events)");
 }
 
-TEST(QzsimDiagnostics, ShowsTheBoardsToAProgramThatKnowsNothingOfIt)
+TEST(QzsimDiagnostics, UnmodifiedProgramFindsTheBoards)
 {
     ProcessResult const result =
-        qzsimOnEvents({vqmProbe, vendorsPath, "version", "init", "driver=1", "link=1", "quazor=1", "free"});
+        qzsimOnEvents({vqmProbe, openLibrary, "version", "init", "driver=1", "link=1", "quazor=1", "free"});
     EXPECT_EQ(result.mOutput,
               "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"4.0.12\"\n"
               "driver 1: 0 version 4 features 0x100\n"
@@ -60,13 +59,13 @@ TEST(QzsimDiagnostics, ShowsTheBoardsToAProgramThatKnowsNothingOfIt)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzsimDiagnostics, HasNoBoardsInAScenarioThatTellsOfNone)
+TEST(QzsimDiagnostics, ScenarioWithoutDiagnosticsHasNoBoards)
 {
-    EXPECT_EQ(runQzsimOnTwoAdapters({vqmProbe, vendorsPath, "init", "free"}).mOutput,
+    EXPECT_EQ(runQzsimOnTwoAdapters({vqmProbe, openLibrary, "init", "free"}).mOutput,
               "open /usr/lib/libvqm.so: there\ninit: 0, driver \"\"\nfree\n");
 }
 
-TEST(QzsimDiagnostics, LeavesOtherPathsToTheProgramItself)
+TEST(QzsimDiagnostics, DoesNotAffectOtherLibraryPaths)
 {
     for (std::string const path :
          {"/usr/lib/libvqm.so.1", "/lib/libvqm.so", "libvqm.so", "/nowhere/libvqm.so"})
@@ -76,26 +75,26 @@ TEST(QzsimDiagnostics, LeavesOtherPathsToTheProgramItself)
     }
 }
 
-TEST(QzsimDiagnostics, CountsTheStrikesOfItsFaults)
+TEST(QzsimDiagnostics, VerifyCountsStrikesOfDiagnosticFaults)
 {
     ScratchFolder const folder;
     std::string const scenario =
         folder.write("scenario.toml", "[[fault]]\ncall = \"VQM_InitDiagEnv\"\nnth = \"1-2\"\nresult = 5\n");
-    EXPECT_EQ(runQzsim({"--verify", "--scenario", scenario, vqmProbe, vendorsPath, "init", "init"}).mErrors,
+    EXPECT_EQ(runQzsim({"--verify", "--scenario", scenario, vqmProbe, openLibrary, "init", "init"}).mErrors,
               "");
-    EXPECT_THAT(runQzsim({"--verify", "--scenario", scenario, vqmProbe, vendorsPath, "init"}).mErrors,
-                HasSubstr(":1:1: the fault struck 1 of 2 times: calls 1 to 2 of VQM_InitDiagEnv answer 5\n"));
+    EXPECT_THAT(runQzsim({"--verify", "--scenario", scenario, vqmProbe, openLibrary, "init"}).mErrors,
+                HasSubstr(":1:1: the fault struck 1 of 2 times: calls 1 to 2 of VQM_InitDiagEnv return 5\n"));
 }
 
-TEST(QzsimDiagnostics, LibraryMayBeCalledWhenItHasEnded)
+TEST(QzsimDiagnostics, LibraryMayBeCalledFromAnExitHandler)
 {
     ProcessResult const result =
-        qzsimOnEvents({vqmProbe, vendorsPath, "lastly", "init", "plain=0", "events=10"});
+        qzsimOnEvents({vqmProbe, openLibrary, "lastly", "init", "plain=0", "events=10"});
     EXPECT_THAT(result.mOutput, EndsWith("lastly: link 1, free\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzsimDiagnostics, ForkedProcessWaitsForNoThreadsOfItsParent)
+TEST(QzsimDiagnostics, ForkedProcessDoesNotWaitForThreadsOfItsParent)
 {
     for (int times = 0; times < 10; ++times)
     {
@@ -107,7 +106,7 @@ TEST(QzsimDiagnostics, ForkedProcessWaitsForNoThreadsOfItsParent)
     }
 }
 
-TEST(QzsimDiagnostics, ForkedProcessMayOpenAnEnvironmentOfItsOwn)
+TEST(QzsimDiagnostics, ForkedProcessMayOpenItsOwnEnvironment)
 {
     EXPECT_EQ(onBusyBoard({"init", "plain=0", "events=100", "fork", "init", "plain=0", "events=100", "free"}),
               opened +
@@ -115,12 +114,12 @@ TEST(QzsimDiagnostics, ForkedProcessMayOpenAnEnvironmentOfItsOwn)
                   "init: 1, driver \"1.0.0\"\nplain 0: 0\n(events)\nfree\nforked: 0\n");
 }
 
-TEST(QzsimDiagnostics, ProcessMayEndInACallback)
+TEST(QzsimDiagnostics, ProcessMayExitInACallback)
 {
     onBusyBoard({"exitInCallbacks=7", "init", "plain=0", "waitForEver"}, 7);
 }
 
-TEST(QzsimDiagnostics, LibraryWorksFromTheVariableAloneWhereItIsInstalledAsTheVendors)
+TEST(QzsimDiagnostics, InstalledLibraryNeedsOnlyTheScenarioVariable)
 {
     ScratchFolder const folder;
     fs::path const library = folder.path() / "libvqm.so";

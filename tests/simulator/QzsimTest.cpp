@@ -1,4 +1,4 @@
-// What a program meets that is run by qzsim.
+// Programs that use the HBA API and are run by qzsim.
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -21,7 +21,17 @@ constexpr char const* hbaProbe = HBA_PROBE;
 constexpr int notExecutable = 126;
 constexpr int notFound = 127;
 
-TEST(Qzsim, ShowsTheAdaptersToAProgramThatKnowsNothingOfIt)
+/// @return the output of a program that loads and frees the library twice, when the load with this number fails
+std::string outputOfTwoLoads(int aFailing)
+{
+    ScratchFolder const folder;
+    std::string const scenario = folder.write(
+        "failing-load.toml", "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = " + std::to_string(aFailing) +
+                                 "\nstatus = \"HBA_STATUS_ERROR\"\n");
+    return runQzsim({"--scenario", scenario, hbaProbe, "load", "free", "load", "free"}).mOutput;
+}
+
+TEST(Qzsim, UnmodifiedProgramFindsTheAdapters)
 {
     ProcessResult const result = runQzsimOnTwoAdapters(
         {hbaProbe, "load", "count", "name=0", "name=1", "open=example-fc-1", "refresh", "close", "free"});
@@ -32,34 +42,24 @@ TEST(Qzsim, ShowsTheAdaptersToAProgramThatKnowsNothingOfIt)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(Qzsim, LetsALoadFailAndTheNextSucceed)
+TEST(Qzsim, FirstLoadMayFailAndTheNextSucceed)
 {
-    ScratchFolder const folder;
-    std::string const scenario =
-        folder.write("failing-load.toml",
-                     "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\nstatus = \"HBA_STATUS_ERROR\"\n");
-    ProcessResult const result = runQzsim({"--scenario", scenario, hbaProbe, "load", "free", "load", "free"});
-    EXPECT_EQ(result.mOutput, "load: 1\nfree: 0\nload: 0\nfree: 0\n");
+    EXPECT_EQ(outputOfTwoLoads(1), "load: 1\nfree: 0\nload: 0\nfree: 0\n");
 }
 
-TEST(Qzsim, CountsCallsOverAllLoadsOfTheProgram)
+TEST(Qzsim, CountsCallsAcrossAllLoadsOfTheProgram)
 {
-    ScratchFolder const folder;
-    std::string const scenario =
-        folder.write("second-load.toml",
-                     "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 2\nstatus = \"HBA_STATUS_ERROR\"\n");
-    ProcessResult const result = runQzsim({"--scenario", scenario, hbaProbe, "load", "free", "load", "free"});
-    EXPECT_EQ(result.mOutput, "load: 0\nfree: 0\nload: 1\nfree: 0\n");
+    EXPECT_EQ(outputOfTwoLoads(2), "load: 0\nfree: 0\nload: 1\nfree: 0\n");
 }
 
-TEST(Qzsim, CallsWithoutEntryPointAreNotSupported)
+TEST(Qzsim, CallWithoutEntryPointIsNotSupported)
 {
     EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "load", "count", "open=example-fc-0", "statistics=0", "free"})
                   .mOutput,
               "load: 0\ncount: 2\nopen example-fc-0: 1\nstatistics 0: 2\nfree: 0\n");
 }
 
-TEST(Qzsim, TakesAScenarioFromAFolderWithBlanks)
+TEST(Qzsim, AcceptsBlanksInTheScenarioPath)
 {
     ScratchFolder const folder;
     std::string const scenario =
@@ -68,7 +68,7 @@ TEST(Qzsim, TakesAScenarioFromAFolderWithBlanks)
               "load: 0\ncount: 1\nname 0: 0 \"a b\"\nfree: 0\n");
 }
 
-TEST(Qzsim, LeavesTheConfigurationFileToTheProgramItself)
+TEST(Qzsim, ProgramReadsTheRealConfigurationFile)
 {
     Arguments const command = {hbaProbe, "file=/etc/hba.conf", "file64=/etc/hba.conf",
                                "fileFromLibrary=/etc/hba.conf"};
@@ -77,7 +77,7 @@ TEST(Qzsim, LeavesTheConfigurationFileToTheProgramItself)
     EXPECT_EQ(runQzsimOnTwoAdapters(command).mOutput, expected.mOutput);
 }
 
-TEST(Qzsim, LeavesOtherFilesAlone)
+TEST(Qzsim, DoesNotAffectOtherFiles)
 {
     ScratchFolder const folder;
     std::string const file = folder.write("hba.conf", "a file of its own\n");
@@ -86,29 +86,32 @@ TEST(Qzsim, LeavesOtherFilesAlone)
         "file: a file of its own\nfile: a file of its own\nfile: absent\n");
 }
 
-TEST(Qzsim, PreloadedWithoutAScenarioChangesNothing)
+TEST(Qzsim, PreloadedLibraryWithoutAScenarioChangesNothing)
 {
     Arguments const command = {hbaProbe, "load", "free"};
     ProcessResult const result = runProcess(command, {{"LD_PRELOAD", QZSIM_LIBRARY}});
     EXPECT_EQ(result.mOutput, runProcess(command).mOutput);
 }
 
-TEST(Qzsim, PassesOnTheExitStatus) { EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "exit=3"}).mExitStatus, 3); }
+TEST(Qzsim, ReturnsTheExitStatusOfTheProgram)
+{
+    EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "exit=3"}).mExitStatus, 3);
+}
 
-TEST(Qzsim, PassesOnTheSignalThatEndedTheProgram)
+TEST(Qzsim, EndsWithTheSignalThatEndedTheProgram)
 {
     EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "raise=" + std::to_string(SIGTERM)}).mExitStatus,
               128 + SIGTERM);
 }
 
-TEST(Qzsim, PassesOnStandardInput)
+TEST(Qzsim, ProgramReadsStandardInput)
 {
     ProcessResult const result =
-        runProcess({QZSIM, "--scenario", shipped("two-adapters.toml"), "cat"}, {}, "through and through\n");
-    EXPECT_EQ(result.mOutput, "through and through\n");
+        runProcess({QZSIM, "--scenario", shipped("two-adapters.toml"), "cat"}, {}, "standard input\n");
+    EXPECT_EQ(result.mOutput, "standard input\n");
 }
 
-TEST(Qzsim, LeavesTheProgramItsOptions)
+TEST(Qzsim, PassesOptionsAfterTheProgramToTheProgram)
 {
     Arguments const options = {"--scenario", "x", "--check", "--help", "--", "-v", "--library=y"};
     Arguments command = {"printf", "<%s>"};
@@ -117,25 +120,25 @@ TEST(Qzsim, LeavesTheProgramItsOptions)
               "<--scenario><x><--check><--help><--><-v><--library=y>");
 }
 
-TEST(Qzsim, TakesTwoDashesBeforeTheProgram)
+TEST(Qzsim, AcceptsTwoDashesBeforeTheProgram)
 {
     EXPECT_EQ(runQzsimOnTwoAdapters({"--", "printf", "%s", "--"}).mOutput, "--");
 }
 
-TEST(Qzsim, StandsBeforeWhatIsPreloadedAlready)
+TEST(Qzsim, PrependsItsLibraryToExistingPreloads)
 {
     std::string const other = "libm.so.6";
     EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "variable=LD_PRELOAD"}, {{"LD_PRELOAD", other}}).mOutput,
               std::string("LD_PRELOAD=" QZSIM_LIBRARY ":") + other + '\n');
 }
 
-TEST(Qzsim, StandsAloneWhenNothingIsPreloaded)
+TEST(Qzsim, PreloadsOnlyItsLibraryWhenThereIsNoOther)
 {
     EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "variable=LD_PRELOAD"}, {{"LD_PRELOAD", ""}}).mOutput,
               "LD_PRELOAD=" QZSIM_LIBRARY "\n");
 }
 
-TEST(Qzsim, HandsOnAnAbsolutePathOfTheScenario)
+TEST(Qzsim, PassesTheAbsolutePathOfTheScenario)
 {
     std::string const relative = fs::relative(shipped("two-adapters.toml"));
     ProcessResult const result = runQzsim({"--scenario", relative, hbaProbe, "variable=QZSIM_SCENARIO"});
@@ -143,7 +146,7 @@ TEST(Qzsim, HandsOnAnAbsolutePathOfTheScenario)
     EXPECT_THAT(result.mOutput, EndsWith("/two-adapters.toml\n"));
 }
 
-TEST(Qzsim, TakesTheLibraryThatTheUserNames)
+TEST(Qzsim, UsesTheLibraryNamedByTheUser)
 {
     ScratchFolder const folder;
     fs::path const library = folder.path() / "other.so";

@@ -1,4 +1,4 @@
-// What qzsim --verify says at the end, and how it ends.
+// Report and exit status of qzsim --verify.
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -19,7 +19,7 @@ constexpr int faultsLeft = 3;
 class QzsimVerify : public testing::Test
 {
 protected:
-    /// Runs the probe on one adapter with a fault in its opening, which stands in line 3.
+    /// Runs the probe on one adapter with a fault in HBA_OpenAdapter, at line 3 of the scenario.
     ProcessResult verify(std::string const& aNth, Arguments aSteps)
     {
         writeScenario(aNth);
@@ -30,7 +30,7 @@ protected:
     ProcessResult verifyProgram(Arguments aCommand)
     {
         aCommand.insert(aCommand.begin(), {"--verify", "--scenario", mScenario, "--"});
-        // The counts are kept in the folder for temporary files.
+        // qzsim creates the file of counts in this folder.
         return runQzsim(aCommand, {{"TMPDIR", mTemporary.path()}});
     }
 
@@ -42,13 +42,13 @@ protected:
                                       aNth + '\n');
     }
 
-    std::string complaint(std::string const& aStrikes, std::string const& aCalls) const
+    std::string report(std::string const& aStrikes, std::string const& aCalls) const
     {
         return "qzsim: " + mScenario + ":3:1: the fault struck " + aStrikes + " times: " + aCalls +
-               " of HBA_OpenAdapter answer" + (aCalls == "call 1" ? "s" : "") + " HBA_STATUS_ERROR_BUSY\n";
+               " of HBA_OpenAdapter return" + (aCalls == "call 1" ? "s" : "") + " HBA_STATUS_ERROR_BUSY\n";
     }
 
-    /// Nothing may be left behind.
+    /// Checks that qzsim has removed its file of counts.
     void TearDown() override
     {
         EXPECT_TRUE(std::filesystem::is_empty(mTemporary.path())) << mTemporary.path();
@@ -59,7 +59,7 @@ protected:
     std::string mScenario;
 };
 
-TEST_F(QzsimVerify, IsContentWhenTheFaultStruck)
+TEST_F(QzsimVerify, AcceptsAFaultThatStruck)
 {
     ProcessResult const result = verify("1", {"open=a", "open=a"});
     EXPECT_EQ(result.mOutput, "load: 0\ncount: 1\nopen a: 0\nopen a: 1\n");
@@ -67,49 +67,49 @@ TEST_F(QzsimVerify, IsContentWhenTheFaultStruck)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzsimVerify, ComplainsOfAFaultThatNeverStruck)
+TEST_F(QzsimVerify, ReportsAFaultThatNeverStruck)
 {
     ProcessResult const result = verify("1", {});
-    EXPECT_EQ(result.mErrors, complaint("0 of 1", "call 1"));
+    EXPECT_EQ(result.mErrors, report("0 of 1", "call 1"));
     EXPECT_EQ(result.mExitStatus, faultsLeft);
 }
 
-TEST_F(QzsimVerify, IsContentWhenAllOfARangeStruck)
+TEST_F(QzsimVerify, AcceptsARangeThatStruckCompletely)
 {
     ProcessResult const result = verify("\"2-3\"", {"open=a", "open=a", "open=a"});
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzsimVerify, ComplainsOfARangeThatStruckInPart)
+TEST_F(QzsimVerify, ReportsARangeThatStruckPartly)
 {
     ProcessResult const result = verify("\"2-3\"", {"open=a", "open=a"});
-    EXPECT_EQ(result.mErrors, complaint("1 of 2", "calls 2 to 3"));
+    EXPECT_EQ(result.mErrors, report("1 of 2", "calls 2 to 3"));
     EXPECT_EQ(result.mExitStatus, faultsLeft);
 }
 
-TEST_F(QzsimVerify, IsContentWhenAnEndlessFaultStruckOnce)
+TEST_F(QzsimVerify, AcceptsAnEndlessFaultThatStruckOnce)
 {
     ProcessResult const result = verify("\"2+\"", {"open=a", "open=a"});
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzsimVerify, ComplainsOfAnEndlessFaultThatNeverStruck)
+TEST_F(QzsimVerify, ReportsAnEndlessFaultThatNeverStruck)
 {
     ProcessResult const result = verify("\"2+\"", {"open=a"});
-    EXPECT_EQ(result.mErrors, complaint("0 of 1", "calls 2 and up"));
+    EXPECT_EQ(result.mErrors, report("0 of 1", "calls 2 and later"));
     EXPECT_EQ(result.mExitStatus, faultsLeft);
 }
 
 TEST_F(QzsimVerify, KeepsTheExitStatusOfAProgramThatFailed)
 {
     ProcessResult const result = verify("1", {"exit=5"});
-    EXPECT_EQ(result.mErrors, complaint("0 of 1", "call 1"));
+    EXPECT_EQ(result.mErrors, report("0 of 1", "call 1"));
     EXPECT_EQ(result.mExitStatus, 5);
 }
 
-TEST_F(QzsimVerify, EndsByTheSignalThatEndedTheProgram)
+TEST_F(QzsimVerify, EndsWithTheSignalThatEndedTheProgram)
 {
     for (int const signal : {SIGTERM, SIGKILL})
     {
@@ -119,11 +119,11 @@ TEST_F(QzsimVerify, EndsByTheSignalThatEndedTheProgram)
     }
 }
 
-TEST_F(QzsimVerify, CountsTheStrikesOfAllProcessesTogether)
+TEST_F(QzsimVerify, AddsUpTheStrikesOfAllProcesses)
 {
     if (IS_EMULATED)
     {
-        GTEST_SKIP() << "the shell is of this machine, and cannot load the library";
+        GTEST_SKIP() << "the native shell cannot load the emulated library";
     }
     writeScenario("\"1-2\"");
     std::string const probe = std::string(HBA_PROBE) + " load count open=a";
@@ -132,7 +132,7 @@ TEST_F(QzsimVerify, CountsTheStrikesOfAllProcessesTogether)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzsimVerify, LeavesSignalsThatEndProgramsToTheProgram)
+TEST_F(QzsimVerify, BlocksTerminationSignalsWhileTheProgramRuns)
 {
     writeScenario("1");
     ProcessResult const result = verifyProgram(
@@ -143,12 +143,12 @@ TEST_F(QzsimVerify, LeavesSignalsThatEndProgramsToTheProgram)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzsimVerify, ReportsAProgramThatDoesNotExistAndNothingElse)
+TEST_F(QzsimVerify, ReportsOnlyThatTheProgramDoesNotExist)
 {
     if (IS_EMULATED)
     {
-        GTEST_SKIP()
-            << "on the emulator a new process shares no memory with its parent, which learns nothing of it";
+        GTEST_SKIP() << "on the emulator a child process shares no memory with its parent, so its failure to "
+                        "start is lost";
     }
     writeScenario("1");
     ProcessResult const result = verifyProgram({"no-such-program"});
@@ -156,7 +156,7 @@ TEST_F(QzsimVerify, ReportsAProgramThatDoesNotExistAndNothingElse)
     EXPECT_EQ(result.mExitStatus, 127);
 }
 
-TEST_F(QzsimVerify, HasNothingToSayOfAScenarioWithoutFaults)
+TEST_F(QzsimVerify, AcceptsAScenarioWithoutFaults)
 {
     mScenario = mFolder.write("scenario.toml", "[[adapter]]\nname = \"a\"\n");
     ProcessResult const result = verifyProgram({HBA_PROBE, "load", "count"});
@@ -165,14 +165,14 @@ TEST_F(QzsimVerify, HasNothingToSayOfAScenarioWithoutFaults)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzsimVerify, LeavesItsCountsAloneWhereAnotherScenarioRunsInside)
+TEST_F(QzsimVerify, NestedRunWithAnotherScenarioDoesNotChangeTheCounts)
 {
     writeScenario("1");
     std::string const inner = mFolder.write("inner.toml", "[[adapter]]\nname = \"a\"\n");
     ProcessResult const result =
         verifyProgram({QZSIM, "--scenario", inner, HBA_PROBE, "load", "count", "open=a"});
     EXPECT_EQ(result.mOutput, "load: 0\ncount: 1\nopen a: 1\n");
-    EXPECT_EQ(result.mErrors, complaint("0 of 1", "call 1"));
+    EXPECT_EQ(result.mErrors, report("0 of 1", "call 1"));
     EXPECT_EQ(result.mExitStatus, faultsLeft);
 }
 }  // namespace

@@ -1,4 +1,4 @@
-// What is said of a scenario that is wrong about the diagnostic library.
+// Error messages for the diagnostic part of a scenario.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -13,28 +13,28 @@ using testing::StartsWith;
 namespace
 {
 std::string const expectedFeatures =
-    "expected a number from 0 to 0x7fffffffffffffff, or a text of up to 16 digits such as "
+    "expected a number from 0 to 0x7fffffffffffffff, or a string of up to 16 hexadecimal digits such as "
     "\"0x8000000000000100\", found ";
 std::string const expectedPayload =
     "expected at most 1048576 bytes in hexadecimal such as \"01 02 ff\", found ";
 
-/// What is said of a table [diagnostics] with the line, which is line 2 of the file.
+/// @return the error for a [diagnostics] table with this line, which is line 2 of the file
 std::string errorOfDiagnostics(std::string const& aLine) { return errorOf("[diagnostics]\n" + aLine + '\n'); }
 
-/// What is said of an event source with the lines, the first of which is line 8 of the file.
+/// @return the error for an event source with these lines, which start at line 8 of the file
 std::string errorOfEvent(std::string const& aLines)
 {
     return errorOf(oneBoard +
                    ("[[diagnostics.event]]\nboard = 0\ncategory = 3\nsubcategory = 7\n" + aLines + '\n'));
 }
 
-/// What is said of a fault with the lines, the first of which is line 5 of the file.
+/// @return the error for a fault with these lines, which start at line 5 of the file
 std::string errorOfDiagnosticFault(std::string const& aLines)
 {
     return errorOf(oneBoard + ("[[fault]]\n" + aLines + '\n'));
 }
 
-TEST(ScenarioDiagnosticsError, RefusesManyTablesWhereThereIsOne)
+TEST(ScenarioDiagnosticsError, RefusesAnArrayOfDiagnosticsTables)
 {
     EXPECT_EQ(errorOf("[[diagnostics]]\n"), "bad.toml:1:1: expected a table [diagnostics], found an array");
 }
@@ -46,23 +46,23 @@ TEST(ScenarioDiagnosticsError, RefusesAnUnknownKey)
               "record_version, feature_list, board, event), found \"version\"");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesVersionsThatHaveNoRoom)
+TEST(ScenarioDiagnosticsError, RefusesVersionsThatAreTooLong)
 {
     EXPECT_EQ(errorOfDiagnostics("library_version = \"" + std::string(128, 'v') + '"'),
-              "bad.toml:2:19: expected a text of at most 127 bytes without control characters, found \"" +
+              "bad.toml:2:19: expected a string of at most 127 bytes without control characters, found \"" +
                   std::string(128, 'v') + '"');
     EXPECT_EQ(errorOfDiagnostics("driver_version = \"" + std::string(56, 'v') + '"'),
-              "bad.toml:2:18: expected a text of at most 55 bytes without control characters, found \"" +
+              "bad.toml:2:18: expected a string of at most 55 bytes without control characters, found \"" +
                   std::string(56, 'v') + '"');
 }
 
-TEST(ScenarioDiagnosticsError, RefusesARecordVersionOfMoreThanAByte)
+TEST(ScenarioDiagnosticsError, RefusesARecordVersionAbove255)
 {
     EXPECT_EQ(errorOfDiagnostics("record_version = 256"),
               "bad.toml:2:18: expected a number from 0 to 255, found 256");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesFeaturesThatAreNone)
+TEST(ScenarioDiagnosticsError, RefusesAnInvalidFeatureList)
 {
     EXPECT_EQ(errorOfDiagnostics("feature_list = -1"), "bad.toml:2:16: " + expectedFeatures + "-1");
     for (std::string const text : {"0x10000000000000000", "0x", "100", "0xg", "0x1 ", "-0x1", "0x-1", ""})
@@ -72,7 +72,7 @@ TEST(ScenarioDiagnosticsError, RefusesFeaturesThatAreNone)
     }
 }
 
-TEST(ScenarioDiagnosticsError, TellsWhichNameABoardLacks)
+TEST(ScenarioDiagnosticsError, ReportsTheMissingNameOfABoard)
 {
     EXPECT_EQ(errorOf("[[diagnostics.board]]\nsecond_wwn = \"10:00:00:00:00:00:00:01\"\n"),
               "bad.toml:1:1: expected the key \"first_wwn\" in this [[diagnostics.board]], found none");
@@ -80,7 +80,7 @@ TEST(ScenarioDiagnosticsError, TellsWhichNameABoardLacks)
               "bad.toml:1:1: expected the key \"second_wwn\" in this [[diagnostics.board]], found none");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesANameThatIsNone)
+TEST(ScenarioDiagnosticsError, RefusesAnInvalidBoardName)
 {
     EXPECT_THAT(errorOf("[[diagnostics.board]]\nfirst_wwn = 7\n"),
                 StartsWith("bad.toml:2:13: expected a World Wide Name such as "));
@@ -100,17 +100,10 @@ TEST(ScenarioDiagnosticsError, RefusesTwoBoardsWithTheSameSecondName)
               "\"10:00:00:00:00:00:00:01\"");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesABoardTooMany)
+TEST(ScenarioDiagnosticsError, RefusesMoreThan32Boards)
 {
-    std::string text;
-    for (int number = 10; number < 43; ++number)
-    {
-        text +=
-            "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-            "second_wwn = \"10:00:00:00:00:00:00:" +
-            std::to_string(number) + "\"\n";
-    }
-    EXPECT_EQ(errorOf(text), "bad.toml:97:1: expected at most 32 tables [[diagnostics.board]], found more");
+    EXPECT_EQ(errorOf(boards(33)),
+              "bad.toml:97:1: expected at most 32 tables [[diagnostics.board]], found more");
 }
 
 TEST(ScenarioDiagnosticsError, RefusesAnUnknownKeyOfAnEvent)
@@ -121,7 +114,7 @@ TEST(ScenarioDiagnosticsError, RefusesAnUnknownKeyOfAnEvent)
         "payload, size, at_ms, rate, count), found \"length\"");
 }
 
-TEST(ScenarioDiagnosticsError, TellsWhichKeyAnEventLacks)
+TEST(ScenarioDiagnosticsError, ReportsTheMissingKeyOfAnEvent)
 {
     std::string const event = "[[diagnostics.event]]\n";
     for (std::string const missing : {"board", "category", "subcategory"})
@@ -136,14 +129,14 @@ TEST(ScenarioDiagnosticsError, TellsWhichKeyAnEventLacks)
     }
 }
 
-TEST(ScenarioDiagnosticsError, RefusesABoardThatTheScenarioLacks)
+TEST(ScenarioDiagnosticsError, RefusesAnEventOfAnUnknownBoard)
 {
     EXPECT_EQ(
         errorOf(oneBoard + std::string("[[diagnostics.event]]\nboard = 1\ncategory = 3\nsubcategory = 7\n")),
         "bad.toml:5:9: expected the number of a board of this scenario, found 1");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesTheCategoryThatStandsForAll)
+TEST(ScenarioDiagnosticsError, RefusesTheWildcardCategory)
 {
     std::string const event = oneBoard + std::string("[[diagnostics.event]]\nboard = 0\n");
     EXPECT_EQ(errorOf(event + "category = 255\nsubcategory = 7\n"),
@@ -152,13 +145,13 @@ TEST(ScenarioDiagnosticsError, RefusesTheCategoryThatStandsForAll)
               "bad.toml:7:15: expected a number from 0 to 254, found 255");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesAPortThatIsNoName)
+TEST(ScenarioDiagnosticsError, RefusesAnInvalidPortName)
 {
     EXPECT_THAT(errorOfEvent("port_wwn = \"x\""),
                 StartsWith("bad.toml:8:12: expected a World Wide Name such as "));
 }
 
-TEST(ScenarioDiagnosticsError, RefusesAPayloadThatIsNone)
+TEST(ScenarioDiagnosticsError, RefusesAnInvalidPayload)
 {
     for (std::string const text : {"1", "01 2", "0 12", "0x01", "01,02", "gg", "-1"})
     {
@@ -168,7 +161,7 @@ TEST(ScenarioDiagnosticsError, RefusesAPayloadThatIsNone)
     EXPECT_EQ(errorOfEvent("payload = 1"), "bad.toml:8:11: " + expectedPayload + '1');
 }
 
-TEST(ScenarioDiagnosticsError, RefusesAPayloadBeyondTheLargest)
+TEST(ScenarioDiagnosticsError, RefusesAPayloadThatIsTooLarge)
 {
     EXPECT_THAT(errorOfEvent("payload = \"" + std::string(2097154, '0') + '"'),
                 StartsWith("bad.toml:8:11: " + expectedPayload));
@@ -176,13 +169,13 @@ TEST(ScenarioDiagnosticsError, RefusesAPayloadBeyondTheLargest)
               "bad.toml:8:8: expected a number from 0 to 1048576, found 1048577");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesASizeBesideAPayload)
+TEST(ScenarioDiagnosticsError, RefusesASizeTogetherWithAPayload)
 {
     EXPECT_EQ(errorOfEvent("payload = \"01\"\nsize = 1"),
               "bad.toml:9:8: expected no key \"size\" beside the key \"payload\", found 1");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesTimesThatAreNone)
+TEST(ScenarioDiagnosticsError, RefusesTimingValuesOutOfRange)
 {
     EXPECT_EQ(errorOfEvent("at_ms = -1"), "bad.toml:8:9: expected a number from 0 to 4294967295, found -1");
     EXPECT_EQ(errorOfEvent("rate = 0"), "bad.toml:8:8: expected a number from 1 to 100000, found 0");
@@ -193,13 +186,13 @@ TEST(ScenarioDiagnosticsError, RefusesTimesThatAreNone)
               "bad.toml:8:9: expected a number from 1 to 4294967295, found 4294967296");
 }
 
-TEST(ScenarioDiagnosticsError, TellsWhichFaultHasNoResult)
+TEST(ScenarioDiagnosticsError, ReportsTheMissingResultOfAFault)
 {
     EXPECT_EQ(errorOfDiagnosticFault("call = \"VQM_GetLinkInfo\"\nnth = 1"),
               "bad.toml:4:1: expected the key \"result\" in this [[fault]], found none");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesAResultThatIsNone)
+TEST(ScenarioDiagnosticsError, RefusesAnInvalidResult)
 {
     EXPECT_EQ(errorOfDiagnosticFault("call = \"VQM_GetLinkInfo\"\nnth = 1\nresult = \"QZ_OK\""),
               "bad.toml:7:10: expected a number from 0 to 4294967295, found \"QZ_OK\"");
@@ -230,14 +223,15 @@ TEST(ScenarioDiagnosticsError, RefusesKeysOfTheDiagnosticLibraryForACallOfTheHba
     }
 }
 
-TEST(ScenarioDiagnosticsError, RefusesABoardForACallThatConcernsNone)
+TEST(ScenarioDiagnosticsError, RefusesABoardForACallWithoutBoard)
 {
-    EXPECT_EQ(errorOfDiagnosticFault("call = \"VQM_InitDiagEnv\"\nnth = 1\nresult = 1\nboard = 0"),
-              "bad.toml:8:9: expected no key \"board\" for VQM_InitDiagEnv, which concerns no single board, "
-              "found 0");
+    EXPECT_EQ(
+        errorOfDiagnosticFault("call = \"VQM_InitDiagEnv\"\nnth = 1\nresult = 1\nboard = 0"),
+        "bad.toml:8:9: expected no key \"board\" for VQM_InitDiagEnv, which does not concern a single board, "
+        "found 0");
 }
 
-TEST(ScenarioDiagnosticsError, RefusesAFaultOfABoardThatTheScenarioLacks)
+TEST(ScenarioDiagnosticsError, RefusesAFaultOfAnUnknownBoard)
 {
     for (std::string const board : {"1", "-1", "\"0\""})
     {
@@ -249,7 +243,9 @@ TEST(ScenarioDiagnosticsError, RefusesAFaultOfABoardThatTheScenarioLacks)
 TEST(ScenarioDiagnosticsError, RefusesTwoFaultsForTheSameCallOfABoard)
 {
     std::string const fault = "[[fault]]\ncall = \"VQM_GetLinkInfo\"\nboard = 0\nresult = 1\nnth = 1\n";
-    EXPECT_THAT(errorOf(oneBoard + fault + fault),
-                HasSubstr("expected other calls than those of the fault at bad.toml:4:1"));
+    EXPECT_THAT(
+        errorOf(oneBoard + fault + fault),
+        HasSubstr(
+            "expected calls that no other fault covers, found an overlap with the fault at bad.toml:4:1"));
 }
 }  // namespace

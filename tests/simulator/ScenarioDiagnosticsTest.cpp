@@ -1,4 +1,4 @@
-// What a scenario says of the diagnostic library.
+// Reading the diagnostic part of a scenario.
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,7 +24,7 @@ using testing::SizeIs;
 
 namespace
 {
-/// Of a scenario of one board and one event source, with these lines in the source.
+/// @return the event source of a scenario with one board and one source with these lines
 EventSeries seriesWith(std::string const& aLines)
 {
     return scenarioOf(oneBoard +
@@ -32,7 +32,7 @@ EventSeries seriesWith(std::string const& aLines)
         .mDiagnostics.mEvents.at(0);
 }
 
-TEST(ScenarioDiagnostics, AreTheUsualOnesUnlessTheFileSaysOtherwise)
+TEST(ScenarioDiagnostics, EmptyScenarioHasDefaultDiagnostics)
 {
     Diagnostics const diagnostics = scenarioOf("").mDiagnostics;
     EXPECT_STREQ(diagnostics.mLibraryVersion, "1.0.0");
@@ -43,7 +43,7 @@ TEST(ScenarioDiagnostics, AreTheUsualOnesUnlessTheFileSaysOtherwise)
     EXPECT_THAT(diagnostics.mEvents, IsEmpty());
 }
 
-TEST(ScenarioDiagnostics, HaveVersionsAndFeatures)
+TEST(ScenarioDiagnostics, ReadsVersionsAndFeatures)
 {
     Diagnostics const diagnostics = scenarioOf(
                                         "[diagnostics]\nlibrary_version = \"2\"\n"
@@ -56,7 +56,7 @@ TEST(ScenarioDiagnostics, HaveVersionsAndFeatures)
     EXPECT_EQ(diagnostics.mFeatureList, 0x7fffffffffffffffU);
 }
 
-TEST(ScenarioDiagnostics, HaveFeaturesBeyondTheNumbersOfToml)
+TEST(ScenarioDiagnostics, ReadsFeaturesBeyondTheRangeOfTomlNumbers)
 {
     for (char const* const text : {"0xffffffffffffffff", "0xFFFFFFFFFFFFFFFF"})
     {
@@ -67,7 +67,7 @@ TEST(ScenarioDiagnostics, HaveFeaturesBeyondTheNumbersOfToml)
     EXPECT_EQ(scenarioOf("[diagnostics]\nfeature_list = \"0x0\"\n").mDiagnostics.mFeatureList, 0U);
 }
 
-TEST(ScenarioDiagnostics, HaveTheBoardsInTheOrderOfTheFile)
+TEST(ScenarioDiagnostics, ReadsBoardsInFileOrder)
 {
     Diagnostics const diagnostics =
         scenarioOf(oneBoard + std::string("[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
@@ -78,20 +78,12 @@ TEST(ScenarioDiagnostics, HaveTheBoardsInTheOrderOfTheFile)
     EXPECT_EQ(qzsim::textOf(diagnostics.mBoards[1].mSecondWwn), "10:00:00:00:00:00:00:02");
 }
 
-TEST(ScenarioDiagnostics, HaveUpTo32Boards)
+TEST(ScenarioDiagnostics, Accepts32Boards)
 {
-    std::string text;
-    for (int number = 10; number < 42; ++number)
-    {
-        text +=
-            "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\n"
-            "second_wwn = \"10:00:00:00:00:00:00:" +
-            std::to_string(number) + "\"\n";
-    }
-    EXPECT_THAT(scenarioOf(text).mDiagnostics.mBoards, SizeIs(32));
+    EXPECT_THAT(scenarioOf(boards(32)).mDiagnostics.mBoards, SizeIs(32));
 }
 
-TEST(ScenarioDiagnostics, AnEventSourceSendsOneEventAtOnceUnlessTheFileSaysOtherwise)
+TEST(ScenarioDiagnostics, EventSourceSendsOneImmediateEventByDefault)
 {
     EventSeries const series = seriesWith("");
     EXPECT_EQ(qzsim::textOf(series.mPort), "10:00:00:00:00:00:00:01");
@@ -102,7 +94,7 @@ TEST(ScenarioDiagnostics, AnEventSourceSendsOneEventAtOnceUnlessTheFileSaysOther
     EXPECT_EQ(series.mCount, 1U);
 }
 
-TEST(ScenarioDiagnostics, AnEventSourceHasAllOfItsKeys)
+TEST(ScenarioDiagnostics, ReadsAllKeysOfAnEventSource)
 {
     EventSeries const series = seriesWith(
         "port_wwn = \"10:00:00:00:00:00:00:02\"\nsize = 1048576\nat_ms = 4294967295\n"
@@ -117,7 +109,7 @@ TEST(ScenarioDiagnostics, AnEventSourceHasAllOfItsKeys)
     EXPECT_EQ(series.mCount, 4294967295U);
 }
 
-TEST(ScenarioDiagnostics, APayloadIsWrittenWithOrWithoutBlanks)
+TEST(ScenarioDiagnostics, PayloadMayContainBlanks)
 {
     for (char const* const text : {"01 02 Ff", "0102ff", "  01  02ff "})
     {
@@ -127,7 +119,7 @@ TEST(ScenarioDiagnostics, APayloadIsWrittenWithOrWithoutBlanks)
     EXPECT_THAT(seriesWith("payload = \"\"\n").mPayload, IsEmpty());
 }
 
-TEST(ScenarioDiagnostics, FaultsAreForTheirCallsAndBoards)
+TEST(ScenarioDiagnostics, ReadsCallsAndBoardsOfFaults)
 {
     std::vector<Fault> const faults =
         scenarioOf(oneBoard + std::string("[[fault]]\ncall = \"VQM_GetLinkInfo\"\nboard = 0\nnth = \"2+\"\n"
@@ -138,7 +130,7 @@ TEST(ScenarioDiagnostics, FaultsAreForTheirCallsAndBoards)
                                     AllOf(Field(&Fault::mDevice, ""), Field(&Fault::mAnswer, 0U))));
 }
 
-TEST(ScenarioDiagnostics, EachOfTheNineCallsMayFail)
+TEST(ScenarioDiagnostics, AllNineDiagnosticCallsMayFail)
 {
     for (char const* const call :
          {"VQM_GetLibVer", "VQM_InitDiagEnv", "VQM_FreeDiagEnv", "VQM_GetDrvInfo", "VQM_GetLinkInfo",
@@ -151,7 +143,7 @@ TEST(ScenarioDiagnostics, EachOfTheNineCallsMayFail)
     }
 }
 
-TEST(ScenarioDiagnostics, AreInTheSummary)
+TEST(ScenarioDiagnostics, SummaryListsBoardsEventSourcesAndFaults)
 {
     Scenario const scenario = scenarioOf(
         oneBoard + std::string("[[diagnostics.event]]\nboard = 0\ncategory = 3\nsubcategory = 7\nsize = 64\n"
@@ -163,11 +155,11 @@ TEST(ScenarioDiagnostics, AreInTheSummary)
     EXPECT_EQ(summaryOf(scenario),
               "0 adapters, 1 board, 2 event sources, 2 faults\n"
               "board: 20:00:00:00:00:00:00:00, 10:00:00:00:00:00:00:01\n"
-              "event source: 100 events of 64 generated bytes, 1000 a second from 5 ms on, of category 3 and "
-              "subcategory 7 at 10:00:00:00:00:00:00:01 of board 0\n"
-              "event source: 1 event of 1 byte, 1 a second from 0 ms on, of category 4 and subcategory 0 at "
-              "10:00:00:00:00:00:00:01 of board 0\n"
-              "fault: call 2 of VQM_GetLinkInfo for board 0 answers 9\n"
-              "fault: calls 1 to 2 of VQM_InitDiagEnv answer 0\n");
+              "event source: 100 events of 64 generated bytes, 1000 per second starting at 5 ms, category 3, "
+              "subcategory 7, board 0, port 10:00:00:00:00:00:00:01\n"
+              "event source: 1 event of 1 byte, 1 per second starting at 0 ms, category 4, subcategory 0, "
+              "board 0, port 10:00:00:00:00:00:00:01\n"
+              "fault: call 2 of VQM_GetLinkInfo for board 0 returns 9\n"
+              "fault: calls 1 to 2 of VQM_InitDiagEnv return 0\n");
 }
 }  // namespace

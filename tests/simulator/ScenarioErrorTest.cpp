@@ -1,4 +1,4 @@
-// What is said of a bad scenario: where it is bad and what was expected there.
+// Error messages for invalid scenarios: position and expectation.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@ constexpr char const* expectedName = "expected a name of 1 to 255 bytes without 
 constexpr char const* expectedStatus =
     "expected a status name such as \"HBA_STATUS_ERROR_BUSY\" or a number from 0 to 4294967295, found ";
 constexpr char const* expectedNth =
-    "expected a number from 1 to 4294967295, or a range of such numbers as \"2-4\" or \"3+\", found ";
+    "expected a number from 1 to 4294967295, or a range such as \"2-4\" or \"3+\", found ";
 constexpr char const* expectedCall =
     "expected one of the calls HBA_LoadLibrary, HBA_FreeLibrary, HBA_GetAdapterName, HBA_OpenAdapter, "
     "HBA_GetAdapterAttributes, HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, "
@@ -21,26 +21,26 @@ constexpr char const* expectedCall =
     "VQM_FreeDiagEnv, VQM_GetDrvInfo, VQM_GetLinkInfo, RegisterForEvent, unRegisterForEvent, "
     "VQM_QZ_RegisterForEvent, VQM_QZ_unRegisterForEvent, found ";
 
-/// What is said of a fault with these lines, the first of which is line 4 of the file.
+/// @return the error for a fault with these lines, which start at line 4 of the file
 std::string errorOfFault(std::string const& aLines)
 {
     return errorOf("[[adapter]]\nname = \"a\"\n[[fault]]\n" + aLines);
 }
 
-TEST(ScenarioError, NamesAFileThatIsNotThere)
+TEST(ScenarioError, NamesAMissingFile)
 {
     ScratchFolder const folder;
     std::string const path = folder.path() / "none.toml";
     EXPECT_EQ(errorOfFile(path), path + ": cannot be read: No such file or directory");
 }
 
-TEST(ScenarioError, NamesAFolderInThePlaceOfAFile)
+TEST(ScenarioError, NamesAFolderGivenAsAFile)
 {
     ScratchFolder const folder;
     EXPECT_EQ(errorOfFile(folder.path()), folder.path().string() + ": cannot be read: Is a directory");
 }
 
-TEST(ScenarioError, TellsWhereTheSyntaxIsWrong)
+TEST(ScenarioError, ReportsThePositionOfASyntaxError)
 {
     EXPECT_EQ(
         errorOf("[[adapter]]\nname = \"a\nnth"),
@@ -48,44 +48,44 @@ TEST(ScenarioError, TellsWhereTheSyntaxIsWrong)
         "explicitly prohibited");
 }
 
-TEST(ScenarioError, EscapesControlCharactersOfWhatIsNoSyntax)
+TEST(ScenarioError, EscapesControlCharactersInASyntaxError)
 {
     EXPECT_EQ(errorOf("first = n\f"),
               "bad.toml:1:10: Error while parsing floating-point: expected 'nan', saw 'n\\u000C'");
 }
 
-TEST(ScenarioError, TellsWhereAKeyStandsTwice)
+TEST(ScenarioError, ReportsThePositionOfADuplicateKey)
 {
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\nname = \"b\"\n"),
               "bad.toml:3:8: Error while parsing key-value pair: cannot redefine existing string 'name'");
 }
 
-TEST(ScenarioError, TellsWhereTextIsNotUtf8)
+TEST(ScenarioError, ReportsThePositionOfInvalidUtf8)
 {
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"\xff\"\n").substr(0, 11), "bad.toml:2:");
 }
 
-TEST(ScenarioError, RefusesAKeyThatBeginsWithALetterBeyondAscii)
+TEST(ScenarioError, RefusesAKeyThatStartsWithANonAsciiLetter)
 {
     EXPECT_EQ(errorOf("\u00e9 = 1"),
               "bad.toml:1:1: Error while parsing root table: expected keys, tables, whitespace or comments, "
               "saw '\u00e9'");
 }
 
-TEST(ScenarioError, RefusesKeysOfMorePartsThanAnyScenarioNeeds)
+TEST(ScenarioError, RefusesALineWithTooManyDots)
 {
     EXPECT_EQ(errorOf("\na" + std::string(301, '.')),
               "bad.toml:2:1: expected a line of at most 300 dots, found 301");
 }
 
-TEST(ScenarioError, RefusesValuesThatLieDeeperInEachOtherThanAnyScenarioNeeds)
+TEST(ScenarioError, RefusesValuesThatAreNestedTooDeeply)
 {
     EXPECT_EQ(errorOf("adapter = " + std::string(100000, '[')),
               "bad.toml:1:19: Error while parsing value: exceeded maximum nested value depth of 8 "
               "(TOML_MAX_NESTED_VALUES)");
 }
 
-TEST(ScenarioError, IsToldOfTheDeepestFileThatIsRead)
+TEST(ScenarioError, ReportsAnUnknownKeyInAFileOfMaximumDepth)
 {
     std::string key = "a";
     for (int dots = 0; dots < 300; ++dots)
@@ -110,7 +110,7 @@ TEST(ScenarioError, RefusesAnUnknownTable)
         "bad.toml:1:3: expected a key of the scenario (adapter, diagnostics, fault), found \"adaptor\"");
 }
 
-TEST(ScenarioError, RefusesASingleTableWhereThereAreMany)
+TEST(ScenarioError, RefusesASingleAdapterTable)
 {
     EXPECT_EQ(errorOf("[adapter]\nname = \"a\"\n"),
               "bad.toml:1:1: expected tables [[adapter]], found a table");
@@ -137,44 +137,44 @@ TEST(ScenarioError, RefusesAnUnknownLunStyle)
               "bad.toml:3:13: expected one of scsi, integer, found \"plain\"");
 }
 
-TEST(ScenarioError, EscapesControlCharactersOfWhatItFound)
+TEST(ScenarioError, EscapesControlCharactersInAnUnexpectedKey)
 {
     EXPECT_EQ(
         errorOf("\"a\\u001b[2J\" = 1\n"),
         "bad.toml:1:1: expected a key of the scenario (adapter, diagnostics, fault), found \"a\\u001B[2J\"");
 }
 
-TEST(ScenarioError, TellsWhichAdapterHasNoName)
+TEST(ScenarioError, ReportsAnAdapterWithoutName)
 {
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\n\n[[adapter]]\n"),
               "bad.toml:4:1: expected the key \"name\" in this [[adapter]], found none");
 }
 
-TEST(ScenarioError, RefusesAnEmptyName)
+TEST(ScenarioError, RefusesAnEmptyAdapterName)
 {
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"\"\n"), std::string("bad.toml:2:8: ") + expectedName + "\"\"");
 }
 
-TEST(ScenarioError, RefusesANameThatTheCommonLibraryHasNoRoomFor)
+TEST(ScenarioError, RefusesAnAdapterNameThatIsTooLong)
 {
     std::string const name(256, 'n');
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"" + name + "\"\n"),
               std::string("bad.toml:2:8: ") + expectedName + '"' + name + '"');
 }
 
-TEST(ScenarioError, RefusesANameWithAControlCharacter)
+TEST(ScenarioError, RefusesAnAdapterNameWithAControlCharacter)
 {
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\\u0000b\"\n"),
               std::string("bad.toml:2:8: ") + expectedName + "\"a\\u0000b\"");
 }
 
-TEST(ScenarioError, RefusesANameThatIsNoText)
+TEST(ScenarioError, RefusesAnAdapterNameThatIsNotAString)
 {
     EXPECT_EQ(errorOf("[[adapter]]\nname = true\n"),
               std::string("bad.toml:2:8: ") + expectedName + "a boolean");
 }
 
-TEST(ScenarioError, RefusesASecondAdapterOfTheSameName)
+TEST(ScenarioError, RefusesASecondAdapterWithTheSameName)
 {
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\n[[adapter]]\nname = \"a\"\n"),
               "bad.toml:4:8: expected a name that no other adapter has, found \"a\"");
@@ -187,81 +187,81 @@ TEST(ScenarioError, RefusesAnUnknownKeyOfAFault)
               "result), found \"count\"");
 }
 
-TEST(ScenarioError, TellsWhichFaultHasNoCall)
+TEST(ScenarioError, ReportsAFaultWithoutCall)
 {
     EXPECT_EQ(errorOfFault("nth = 1\nstatus = 1\n"),
               "bad.toml:3:1: expected the key \"call\" in this [[fault]], found none");
 }
 
-TEST(ScenarioError, TellsWhichFaultHasNoNth)
+TEST(ScenarioError, ReportsAFaultWithoutNth)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nstatus = 1\n"),
               "bad.toml:3:1: expected the key \"nth\" in this [[fault]], found none");
 }
 
-TEST(ScenarioError, TellsWhichFaultHasNoStatus)
+TEST(ScenarioError, ReportsAFaultWithoutStatus)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nnth = 1\n"),
               "bad.toml:3:1: expected the key \"status\" in this [[fault]], found none");
 }
 
-TEST(ScenarioError, RefusesACallThatCannotBeMadeToFail)
+TEST(ScenarioError, RefusesAFaultInACallThatCannotFail)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_CloseAdapter\"\nnth = 1\nstatus = 1\n"),
               std::string("bad.toml:4:8: ") + expectedCall + "\"HBA_CloseAdapter\"");
 }
 
-TEST(ScenarioError, RefusesAnAdapterThatTheScenarioLacks)
+TEST(ScenarioError, RefusesAFaultOfAnUnknownAdapter)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nadapter = \"b\"\nnth = 1\nstatus = 1\n"),
               "bad.toml:5:11: expected the name of an adapter of this scenario, found \"b\"");
 }
 
-TEST(ScenarioError, RefusesAnAdapterThatIsNoText)
+TEST(ScenarioError, RefusesAFaultWhoseAdapterIsNotAString)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nadapter = 0\nnth = 1\nstatus = 1\n"),
               "bad.toml:5:11: expected the name of an adapter of this scenario, found 0");
 }
 
-TEST(ScenarioError, RefusesAnAdapterWithoutName)
+TEST(ScenarioError, RefusesAFaultWithAnEmptyAdapterName)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nadapter = \"\"\nnth = 1\nstatus = 1\n"),
               "bad.toml:5:11: expected the name of an adapter of this scenario, found \"\"");
 }
 
-TEST(ScenarioError, RefusesAnAdapterForACallThatConcernsNone)
+TEST(ScenarioError, RefusesAnAdapterForACallWithoutAdapter)
 {
-    EXPECT_EQ(
-        errorOfFault("call = \"HBA_LoadLibrary\"\nadapter = \"a\"\nnth = 1\nstatus = 1\n"),
-        "bad.toml:5:11: expected no key \"adapter\" for HBA_LoadLibrary, which concerns no single adapter, "
-        "found \"a\"");
+    EXPECT_EQ(errorOfFault("call = \"HBA_LoadLibrary\"\nadapter = \"a\"\nnth = 1\nstatus = 1\n"),
+              "bad.toml:5:11: expected no key \"adapter\" for HBA_LoadLibrary, which does not concern a "
+              "single adapter, "
+              "found \"a\"");
 }
 
-TEST(ScenarioError, RefusesToCountFromZero)
+TEST(ScenarioError, RefusesAnNthOfZero)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nnth = 0\nstatus = 1\n"),
               std::string("bad.toml:5:7: ") + expectedNth + "0");
 }
 
-TEST(ScenarioError, RefusesAnNthThatIsNoNumber)
+TEST(ScenarioError, RefusesAnNthThatIsNotAWholeNumber)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nnth = 1.5\nstatus = 1\n"),
               std::string("bad.toml:5:7: ") + expectedNth + "a fractional number");
 }
 
-TEST(ScenarioError, RefusesAnUnknownNameOfAStatus)
+TEST(ScenarioError, RefusesAnUnknownStatusName)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = \"BUSY\"\n"),
               std::string("bad.toml:6:10: ") + expectedStatus + "\"BUSY\"");
 }
 
-TEST(ScenarioError, RefusesAStatusBelowZero)
+TEST(ScenarioError, RefusesANegativeStatus)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = -1\n"),
               std::string("bad.toml:6:10: ") + expectedStatus + "-1");
 }
 
-TEST(ScenarioError, RefusesAStatusOfMoreThan32Bits)
+TEST(ScenarioError, RefusesAStatusAbove32Bits)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 4294967296\n"),
               std::string("bad.toml:6:10: ") + expectedStatus + "4294967296");
@@ -273,7 +273,7 @@ TEST(ScenarioError, RefusesAStatusThatIsNeitherNameNorNumber)
               std::string("bad.toml:6:10: ") + expectedStatus + "a date");
 }
 
-TEST(ScenarioError, RefusesARangeThatIsNone)
+TEST(ScenarioError, RefusesAnInvalidRange)
 {
     for (char const* const range : {"0+", "2-", "-2", "4-2", "2-4+", "2 - 4", "2", "+", "", "1-4294967296"})
     {
@@ -283,15 +283,16 @@ TEST(ScenarioError, RefusesARangeThatIsNone)
     }
 }
 
-TEST(ScenarioError, RefusesATargetForACallThatConcernsNone)
+TEST(ScenarioError, RefusesATargetForACallWithoutTarget)
 {
-    EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nport_wwn = \"50:00:00:00:00:00:00:01\"\nnth = 1\n"
-                           "status = 1\n"),
-              "bad.toml:5:12: expected no key \"port_wwn\" for HBA_OpenAdapter, which concerns no single "
-              "target, found \"50:00:00:00:00:00:00:01\"");
+    EXPECT_EQ(
+        errorOfFault("call = \"HBA_OpenAdapter\"\nport_wwn = \"50:00:00:00:00:00:00:01\"\nnth = 1\n"
+                     "status = 1\n"),
+        "bad.toml:5:12: expected no key \"port_wwn\" for HBA_OpenAdapter, which does not concern a single "
+        "target, found \"50:00:00:00:00:00:00:01\"");
 }
 
-TEST(ScenarioError, RefusesATargetThatTheScenarioLacks)
+TEST(ScenarioError, RefusesAFaultOfAnUnknownTarget)
 {
     EXPECT_EQ(errorOfFault("call = \"HBA_SendReportLUNs\"\nport_wwn = \"50:00:00:00:00:00:00:01\"\nnth = 1\n"
                            "status = 1\n"),
@@ -303,15 +304,15 @@ TEST(ScenarioError, RefusesTwoFaultsForTheSameCall)
 {
     std::string const fault = "call = \"HBA_OpenAdapter\"\nadapter = \"a\"\nnth = 1\nstatus = ";
     EXPECT_EQ(errorOfFault(fault + "1\n[[fault]]\n" + fault + "2\n"),
-              "bad.toml:8:1: expected other calls than those of the fault at bad.toml:3:1, found some of the "
-              "same");
+              "bad.toml:8:1: expected calls that no other fault covers, found an overlap with the fault at "
+              "bad.toml:3:1");
 }
 
-TEST(ScenarioError, RefusesFaultsWhoseRangesOverlap)
+TEST(ScenarioError, RefusesFaultsWithOverlappingRanges)
 {
     std::string const fault = "call = \"HBA_OpenAdapter\"\nstatus = 1\nnth = ";
     EXPECT_EQ(errorOfFault(fault + "\"2-4\"\n[[fault]]\n" + fault + "\"4+\"\n"),
-              "bad.toml:7:1: expected other calls than those of the fault at bad.toml:3:1, found some of the "
-              "same");
+              "bad.toml:7:1: expected calls that no other fault covers, found an overlap with the fault at "
+              "bad.toml:3:1");
 }
 }  // namespace

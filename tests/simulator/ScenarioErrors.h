@@ -1,10 +1,11 @@
 /// @file
-/// What is said of a bad scenario.
+/// Error messages for invalid scenarios.
 #pragma once
 
 #include <string>
 
+/// @return the error message for a file
 std::string errorOfFile(std::string const& aPath);
 
-/// What is said of a file with that text; the file is called bad.toml.
+/// @return the error message for a file with this text, which is called bad.toml
 std::string errorOf(std::string const& aText);

@@ -1,4 +1,4 @@
-// What is said of bad adapters and ports of a scenario.
+// Error messages for adapters and ports of a scenario.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -10,53 +10,53 @@ namespace
 {
 constexpr char const* expectedWwn = "expected a World Wide Name such as \"20:00:00:00:c9:00:00:01\", found ";
 
-/// What is said of an adapter with these lines, the first of which is line 3 of the file.
+/// @return the error for an adapter with these lines, which start at line 3 of the file
 std::string errorOfAdapter(std::string const& aLines)
 {
     return errorOf("[[adapter]]\nname = \"a\"\n" + aLines);
 }
 
-/// The first line is line 5.
+/// @return the error for a port with these lines, which start at line 5 of the file
 std::string errorOfPort(std::string const& aLines) { return errorOfAdapter(onePort + aLines); }
 
-/// The first line is line 7.
+/// @return the error for a remote port with these lines, which start at line 7 of the file
 std::string errorOfRemotePort(std::string const& aLines) { return errorOfPort(oneRemotePort + aLines); }
 
-TEST(ScenarioPortError, RefusesATextThatItsFieldHasNoRoomFor)
+TEST(ScenarioPortError, RefusesAStringThatIsTooLong)
 {
     std::string const text(64, 'x');
     EXPECT_EQ(errorOfAdapter("serial_number = \"" + text + "\"\n"),
-              "bad.toml:3:17: expected a text of at most 63 bytes without control characters, found \"" +
+              "bad.toml:3:17: expected a string of at most 63 bytes without control characters, found \"" +
                   text + '"');
 }
 
-TEST(ScenarioPortError, RefusesATextWithAControlCharacter)
+TEST(ScenarioPortError, RefusesAStringWithAControlCharacter)
 {
     EXPECT_EQ(errorOfAdapter("driver_version = \"1\\n\"\n"),
-              "bad.toml:3:18: expected a text of at most 255 bytes without control characters, found "
+              "bad.toml:3:18: expected a string of at most 255 bytes without control characters, found "
               "\"1\\u000A\"");
 }
 
-TEST(ScenarioPortError, RefusesANodeNameThatIsNone)
+TEST(ScenarioPortError, RefusesAnInvalidNodeName)
 {
     EXPECT_EQ(errorOfAdapter("node_wwn = \"20:00:00:00:c9:00:00\"\n"),
               std::string("bad.toml:3:12: ") + expectedWwn + "\"20:00:00:00:c9:00:00\"");
     EXPECT_EQ(errorOfAdapter("node_wwn = 7\n"), std::string("bad.toml:3:12: ") + expectedWwn + "7");
 }
 
-TEST(ScenarioPortError, RefusesANumberOfMoreThan32Bits)
+TEST(ScenarioPortError, RefusesANumberAbove32Bits)
 {
     EXPECT_EQ(errorOfAdapter("vendor_specific_id = 4294967296\n"),
               "bad.toml:3:22: expected a number from 0 to 4294967295, found 4294967296");
 }
 
-TEST(ScenarioPortError, RefusesASinglePortWhereThereAreMany)
+TEST(ScenarioPortError, RefusesASinglePortTable)
 {
     EXPECT_EQ(errorOfAdapter("[adapter.port]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"),
               "bad.toml:3:1: expected tables [[adapter.port]], found a table");
 }
 
-TEST(ScenarioPortError, TellsWhichPortHasNoName)
+TEST(ScenarioPortError, ReportsAPortWithoutName)
 {
     EXPECT_EQ(errorOfAdapter(std::string(onePort) + "[[adapter.port]]\nfc_id = 1\n"),
               "bad.toml:5:1: expected the key \"port_wwn\" in this [[adapter.port]], found none");
@@ -70,13 +70,13 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfAPort)
               "supported_speeds, speed, max_frame_size, fabric_name, remote), found \"luns\"");
 }
 
-TEST(ScenarioPortError, RefusesAnFcIdOfMoreThan24Bits)
+TEST(ScenarioPortError, RefusesAnFcIdAbove24Bits)
 {
     EXPECT_EQ(errorOfPort("fc_id = 0x1000000\n"),
               "bad.toml:5:9: expected a number from 0 to 16777215, found 16777216");
 }
 
-TEST(ScenarioPortError, RefusesAnUnknownType)
+TEST(ScenarioPortError, RefusesAnUnknownPortType)
 {
     EXPECT_EQ(
         errorOfPort("type = \"HBA_PORTTYPE_NPORT\"\n"),
@@ -84,7 +84,7 @@ TEST(ScenarioPortError, RefusesAnUnknownType)
         "PTP, found \"HBA_PORTTYPE_NPORT\"");
 }
 
-TEST(ScenarioPortError, RefusesAStateThatIsNoText)
+TEST(ScenarioPortError, RefusesAPortStateThatIsNotAString)
 {
     EXPECT_EQ(
         errorOfPort("state = 2\n"),
@@ -92,7 +92,7 @@ TEST(ScenarioPortError, RefusesAStateThatIsNoText)
         "LOOPBACK, found 2");
 }
 
-TEST(ScenarioPortError, RefusesAnUnknownSpeed)
+TEST(ScenarioPortError, RefusesAnUnknownPortSpeed)
 {
     EXPECT_EQ(
         errorOfPort("speed = \"4GBIT\"\n"),
@@ -100,39 +100,39 @@ TEST(ScenarioPortError, RefusesAnUnknownSpeed)
         "to 4294967295, found \"4GBIT\"");
 }
 
-TEST(ScenarioPortError, RefusesASingleSpeedWhereThereAreMany)
+TEST(ScenarioPortError, RefusesSupportedSpeedsThatAreNotAList)
 {
     EXPECT_EQ(errorOfPort("supported_speeds = \"1GBIT\"\n"),
               "bad.toml:5:20: expected a list of speeds, found \"1GBIT\"");
 }
 
-TEST(ScenarioPortError, RefusesASupportedSpeedThatIsNone)
+TEST(ScenarioPortError, RefusesNotNegotiatedAsASupportedSpeed)
 {
     EXPECT_EQ(errorOfPort("supported_speeds = [\"1GBIT\", \"NOT_NEGOTIATED\"]\n"),
               "bad.toml:5:30: expected a speed that can be negotiated, found \"NOT_NEGOTIATED\"");
 }
 
-TEST(ScenarioPortError, RefusesAnFc4TypeOfMoreThanEightBits)
+TEST(ScenarioPortError, RefusesAnFc4TypeAbove255)
 {
     EXPECT_EQ(errorOfPort("active_fc4_types = [8, 256]\n"),
               "bad.toml:5:24: expected a number from 0 to 255, found 256");
 }
 
-TEST(ScenarioPortError, RefusesASecondPortOfTheSameNameInTheSameAdapter)
+TEST(ScenarioPortError, RefusesTwoPortsWithTheSameNameInOneAdapter)
 {
     EXPECT_EQ(errorOfAdapter(std::string(onePort) + onePort),
               "bad.toml:6:12: expected a port_wwn that no other port of an adapter has, found "
               "\"10:00:00:00:00:00:00:01\"");
 }
 
-TEST(ScenarioPortError, RefusesASecondPortOfTheSameNameInAnotherAdapter)
+TEST(ScenarioPortError, RefusesTwoPortsWithTheSameNameInTwoAdapters)
 {
     EXPECT_EQ(errorOfPort("[[adapter]]\nname = \"b\"\n" + std::string(onePort)),
               "bad.toml:8:12: expected a port_wwn that no other port of an adapter has, found "
               "\"10:00:00:00:00:00:00:01\"");
 }
 
-TEST(ScenarioPortError, RefusesASecondRemotePortOfTheSameName)
+TEST(ScenarioPortError, RefusesTwoRemotePortsWithTheSameName)
 {
     EXPECT_EQ(errorOfRemotePort(oneRemotePort),
               "bad.toml:8:12: expected a port_wwn that no other remote port of this port has, found "
@@ -153,19 +153,19 @@ TEST(ScenarioPortError, RefusesAnUnknownRole)
               "bad.toml:7:8: expected one of target, initiator, found \"both\"");
 }
 
-TEST(ScenarioPortError, RefusesAnUnknownAddressing)
+TEST(ScenarioPortError, RefusesAnUnknownLunAddressing)
 {
     EXPECT_EQ(errorOfRemotePort("lun_addressing = \"logical\"\n"),
               "bad.toml:7:18: expected one of auto, flat, found \"logical\"");
 }
 
-TEST(ScenarioPortError, RefusesLunsOfAnInitiator)
+TEST(ScenarioPortError, RefusesLunsForAnInitiator)
 {
     EXPECT_EQ(errorOfRemotePort("luns = 2\nrole = \"initiator\"\n"),
-              "bad.toml:7:8: expected no key \"luns\" for a port that is no target, found 2");
+              "bad.toml:7:8: expected no key \"luns\" for a port that is not a target, found 2");
 }
 
-TEST(ScenarioPortError, RefusesMoreLunsThanCanBeAddressed)
+TEST(ScenarioPortError, RefusesMoreThan16384Luns)
 {
     EXPECT_EQ(
         errorOfRemotePort("luns = 16385\n"),
@@ -173,15 +173,15 @@ TEST(ScenarioPortError, RefusesMoreLunsThanCanBeAddressed)
         "16385");
 }
 
-TEST(ScenarioPortError, RefusesALunThatCannotBeAddressed)
+TEST(ScenarioPortError, RefusesALunAbove16383)
 {
     EXPECT_EQ(errorOfRemotePort("luns = [0, 16384]\n"),
               "bad.toml:7:12: expected a number from 0 to 16383, found 16384");
 }
 
-TEST(ScenarioPortError, RefusesALunThatIsInTheListTwice)
+TEST(ScenarioPortError, RefusesADuplicateLun)
 {
     EXPECT_EQ(errorOfRemotePort("luns = [0, 7, 7]\n"),
-              "bad.toml:7:15: expected a LUN that is not in the list yet, found 7");
+              "bad.toml:7:15: expected a LUN that is not yet in the list, found 7");
 }
 }  // namespace

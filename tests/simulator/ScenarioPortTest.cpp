@@ -1,4 +1,4 @@
-// What a scenario tells of adapters and of the ports in them.
+// Reading the adapters and ports of a scenario.
 #include <ctime>
 #include <string>
 #include <vector>
@@ -40,7 +40,7 @@ RemotePort remotePortWith(std::string const& aLines)
     return portWith(oneRemotePort + aLines).mRemotePorts.at(0);
 }
 
-/// The FC-4 types whose bits are set: type 8 is bit 0 of byte 2.
+/// @return the FC-4 types whose bits are set; type 8 is bit 0 of byte 2
 std::vector<unsigned int> typesIn(HBA_FC4TYPES const& aTypes)
 {
     std::vector<unsigned int> types;
@@ -55,7 +55,7 @@ std::vector<unsigned int> typesIn(HBA_FC4TYPES const& aTypes)
     return types;
 }
 
-TEST(ScenarioAdapter, HasAllItsTexts)
+TEST(ScenarioAdapter, ReadsAllStringsOfAnAdapter)
 {
     HBA_ADAPTERATTRIBUTES const attributes =
         adapterWith(
@@ -75,14 +75,14 @@ TEST(ScenarioAdapter, HasAllItsTexts)
     EXPECT_STREQ(attributes.DriverName, "dn");
 }
 
-TEST(ScenarioAdapter, WritesLunsAsScsiDoesUnlessTheFileNamesAnotherStyle)
+TEST(ScenarioAdapter, HasTheScsiLunStyleUnlessTheFileNamesAnother)
 {
     EXPECT_EQ(adapterWith("").mLunStyle, qzsim::LunStyle::scsi);
     EXPECT_EQ(adapterWith("lun_style = \"scsi\"\n").mLunStyle, qzsim::LunStyle::scsi);
     EXPECT_EQ(adapterWith("lun_style = \"integer\"\n").mLunStyle, qzsim::LunStyle::integer);
 }
 
-TEST(ScenarioAdapter, HasItsNodeNameAndItsNumber)
+TEST(ScenarioAdapter, ReadsNodeNameAndVendorSpecificId)
 {
     HBA_ADAPTERATTRIBUTES const attributes =
         adapterWith("node_wwn = \"20:00:00:00:c9:00:00:01\"\nvendor_specific_id = 4294967295\n").mAttributes;
@@ -90,14 +90,14 @@ TEST(ScenarioAdapter, HasItsNodeNameAndItsNumber)
     EXPECT_EQ(attributes.VendorSpecificID, 4294967295U);
 }
 
-TEST(ScenarioAdapter, IsEmptyWhereNothingIsSaid)
+TEST(ScenarioAdapter, AttributesDefaultToZero)
 {
     HBA_ADAPTERATTRIBUTES const attributes = adapterWith("").mAttributes;
     auto const* const bytes = reinterpret_cast<unsigned char const*>(&attributes);
     EXPECT_THAT(std::vector<unsigned char>(bytes, bytes + sizeof attributes), Each(0));
 }
 
-TEST(ScenarioAdapter, AcceptsTextsThatFillTheirFields)
+TEST(ScenarioAdapter, AcceptsStringsOfMaximumLength)
 {
     std::string const shortText(63, 's');
     std::string const longText(255, 'l');
@@ -107,7 +107,7 @@ TEST(ScenarioAdapter, AcceptsTextsThatFillTheirFields)
     EXPECT_EQ(attributes.Model, longText);
 }
 
-TEST(ScenarioAdapter, CountsItsPorts)
+TEST(ScenarioAdapter, ReadsAndCountsPorts)
 {
     Adapter const adapter = adapterWith(
         "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n"
@@ -117,7 +117,7 @@ TEST(ScenarioAdapter, CountsItsPorts)
     EXPECT_EQ(textOf(adapter.mPorts[0].mAttributes.PortWWN), "10:00:00:00:00:00:00:02");
 }
 
-TEST(ScenarioPort, HasWhatIsSaidOfIt)
+TEST(ScenarioPort, ReadsAllAttributesOfAPort)
 {
     HBA_PORTATTRIBUTES const port =
         portWith(
@@ -137,7 +137,7 @@ TEST(ScenarioPort, HasWhatIsSaidOfIt)
     EXPECT_EQ(textOf(port.FabricName), "30:00:00:00:00:00:00:01");
 }
 
-TEST(ScenarioPort, IsAUsualOneWhereNothingIsSaid)
+TEST(ScenarioPort, AttributesHaveDefaults)
 {
     HBA_PORTATTRIBUTES const port = portWith("").mAttributes;
     EXPECT_EQ(textOf(port.FabricName), noName);
@@ -152,14 +152,14 @@ TEST(ScenarioPort, IsAUsualOneWhereNothingIsSaid)
     EXPECT_EQ(port.NumberofDiscoveredPorts, 0U);
 }
 
-TEST(ScenarioPort, HasTheNodeNameOfItsAdapterWhereNothingIsSaid)
+TEST(ScenarioPort, NodeNameDefaultsToThatOfTheAdapter)
 {
     Adapter const adapter = adapterWith(
         "node_wwn = \"20:00:00:00:00:00:00:07\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n");
     EXPECT_EQ(textOf(adapter.mPorts.at(0).mAttributes.NodeWWN), "20:00:00:00:00:00:00:07");
 }
 
-TEST(ScenarioPort, SupportsEachSpeedOfItsList)
+TEST(ScenarioPort, SupportedSpeedsAreCombined)
 {
     HBA_PORTATTRIBUTES const port =
         portWith("supported_speeds = [\"1GBIT\", \"10GBIT\", 8]\nspeed = 8\n").mAttributes;
@@ -167,13 +167,13 @@ TEST(ScenarioPort, SupportsEachSpeedOfItsList)
     EXPECT_EQ(port.PortSpeed, 8U);
 }
 
-TEST(ScenarioPort, SpeedMayHaveItsName)
+TEST(ScenarioPort, SpeedMayBeAName)
 {
     EXPECT_EQ(portWith("speed = \"NOT_NEGOTIATED\"\n").mAttributes.PortSpeed,
               HBA_PORTSPEED{HBA_PORTSPEED_NOT_NEGOTIATED});
 }
 
-TEST(ScenarioPort, HasTheFc4TypesOfItsLists)
+TEST(ScenarioPort, ReadsFc4Types)
 {
     HBA_PORTATTRIBUTES const port =
         portWith("supported_fc4_types = [0, 5, 8, 32, 255]\nactive_fc4_types = []\n").mAttributes;
@@ -181,7 +181,7 @@ TEST(ScenarioPort, HasTheFc4TypesOfItsLists)
     EXPECT_THAT(typesIn(port.PortActiveFc4Types), IsEmpty());
 }
 
-TEST(ScenarioRemotePort, HasWhatIsSaidOfIt)
+TEST(ScenarioRemotePort, ReadsAllAttributesOfARemotePort)
 {
     RemotePort const port = remotePortWith(
         "node_wwn = \"50:00:00:00:00:00:00:00\"\nfc_id = 0x010203\ntype = \"NLPORT\"\nstate = \"OFFLINE\"\n"
@@ -195,7 +195,7 @@ TEST(ScenarioRemotePort, HasWhatIsSaidOfIt)
     EXPECT_EQ(port.mRole, Role::initiator);
 }
 
-TEST(ScenarioRemotePort, IsATargetWithoutLunsWhereNothingIsSaid)
+TEST(ScenarioRemotePort, DefaultsToATargetWithoutLuns)
 {
     RemotePort const port = remotePortWith("");
     EXPECT_EQ(port.mRole, Role::target);
@@ -204,7 +204,7 @@ TEST(ScenarioRemotePort, IsATargetWithoutLunsWhereNothingIsSaid)
     EXPECT_EQ(textOf(port.mAttributes.NodeWWN), noName);
 }
 
-TEST(ScenarioRemotePort, IsInTheFabricOfThePortThatSeesIt)
+TEST(ScenarioRemotePort, FabricNameIsThatOfThePortThatSeesIt)
 {
     Port const port = portWith(
         "fabric_name = \"30:00:00:00:00:00:00:01\"\n"
@@ -212,7 +212,7 @@ TEST(ScenarioRemotePort, IsInTheFabricOfThePortThatSeesIt)
     EXPECT_EQ(textOf(port.mRemotePorts.at(0).mAttributes.FabricName), "30:00:00:00:00:00:00:01");
 }
 
-TEST(ScenarioRemotePort, IsCountedByThePortThatSeesIt)
+TEST(ScenarioRemotePort, PortCountsTheRemotePortsItSees)
 {
     Port const port = portWith(
         "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n"
@@ -220,7 +220,7 @@ TEST(ScenarioRemotePort, IsCountedByThePortThatSeesIt)
     EXPECT_EQ(port.mAttributes.NumberofDiscoveredPorts, 2U);
 }
 
-TEST(ScenarioRemotePort, MayBeSeenByTwoPorts)
+TEST(ScenarioRemotePort, TwoPortsMaySeeTheSameRemotePort)
 {
     Adapter const adapter =
         adapterWith(std::string(onePort) + oneRemotePort +
@@ -228,14 +228,14 @@ TEST(ScenarioRemotePort, MayBeSeenByTwoPorts)
     EXPECT_THAT(adapter.mPorts.at(1).mRemotePorts, SizeIs(1));
 }
 
-TEST(ScenarioRemotePort, HasTheLunsOfItsListInTheirOrder)
+TEST(ScenarioRemotePort, KeepsTheOrderOfAListOfLuns)
 {
     RemotePort const port = remotePortWith("lun_addressing = \"flat\"\nluns = [5, 0, 16383]\n");
     EXPECT_EQ(port.mLunAddressing, LunAddressing::flat);
     EXPECT_THAT(port.mLuns, ElementsAre(5, 0, 16383));
 }
 
-TEST(ScenarioRemotePort, HasAsManyLunsAsItsNumberSays)
+TEST(ScenarioRemotePort, NumberOfLunsCountsFromZero)
 {
     EXPECT_THAT(remotePortWith("luns = 3\n").mLuns, ElementsAre(0, 1, 2));
     EXPECT_THAT(remotePortWith("luns = 0\n").mLuns, IsEmpty());
@@ -252,7 +252,7 @@ TEST(ScenarioRemotePort, AcceptsALongListOfLunsInOneLine)
     EXPECT_EQ(remotePortWith("luns = [" + list + "]\n").mLuns, remotePortWith("luns = 5000\n").mLuns);
 }
 
-TEST(ScenarioRemotePort, MayBeWrittenInOneLineWithItsAdapter)
+TEST(ScenarioRemotePort, AdapterWithRemotePortMayBeWrittenInOneLine)
 {
     ScratchFolder const folder;
     std::string const path =
@@ -263,7 +263,7 @@ TEST(ScenarioRemotePort, MayBeWrittenInOneLineWithItsAdapter)
     EXPECT_THAT(adapter.mPorts.at(0).mRemotePorts.at(0).mLuns, ElementsAre(4));
 }
 
-TEST(ScenarioRemotePort, AcceptsATextOfDots)
+TEST(ScenarioRemotePort, AcceptsAStringOfDots)
 {
     std::string const dots(255, '.');
     EXPECT_EQ(remotePortWith("symbolic_name = \"" + dots + "\"\n").mAttributes.PortSymbolicName, dots);

@@ -22,34 +22,34 @@ using testing::SizeIs;
 
 namespace
 {
-/// A scenario of one adapter and one fault, with these lines in the fault.
+/// @return the fault of a scenario with one adapter and one fault with these lines
 Fault faultWith(std::string const& aLines)
 {
     return scenarioOf("[[adapter]]\nname = \"example-fc-0\"\n[[fault]]\n" + aLines).mFaults.at(0);
 }
 
-TEST(Scenario, HasItsAdaptersInTheOrderOfTheFile)
+TEST(Scenario, ReadsAdaptersInFileOrder)
 {
     Scenario const scenario = scenarioOf("[[adapter]]\nname = \"b\"\n[[adapter]]\nname = \"a\"\n");
     EXPECT_THAT(scenario.mAdapters, ElementsAre(Field(&Adapter::mName, "b"), Field(&Adapter::mName, "a")));
 }
 
-TEST(Scenario, MayHaveNoAdapters)
+TEST(Scenario, FileWithoutTablesIsValid)
 {
     Scenario const scenario = scenarioOf("# nothing but a comment\n");
     EXPECT_THAT(scenario.mAdapters, IsEmpty());
     EXPECT_THAT(scenario.mFaults, IsEmpty());
 }
 
-TEST(Scenario, MayBeAnEmptyFile) { EXPECT_THAT(scenarioOf("").mAdapters, IsEmpty()); }
+TEST(Scenario, EmptyFileIsValid) { EXPECT_THAT(scenarioOf("").mAdapters, IsEmpty()); }
 
-TEST(Scenario, AcceptsTheLongestName)
+TEST(Scenario, AcceptsAnAdapterNameOfMaximumLength)
 {
     std::string const name(255, 'n');
     EXPECT_EQ(scenarioOf("[[adapter]]\nname = \"" + name + "\"\n").mAdapters.at(0).mName, name);
 }
 
-TEST(Scenario, HasAllOfAFault)
+TEST(Scenario, ReadsAllKeysOfAFault)
 {
     Fault const fault = faultWith(
         "call = \"HBA_GetAdapterName\"\nadapter = \"example-fc-0\"\nnth = 2\n"
@@ -60,7 +60,7 @@ TEST(Scenario, HasAllOfAFault)
                       Field(&Fault::mAnswer, HBA_STATUS{HBA_STATUS_ERROR_BUSY})));
 }
 
-TEST(Scenario, FaultsMayStandBeforeTheAdaptersTheyName)
+TEST(Scenario, FaultMayPrecedeTheAdapterItNames)
 {
     Scenario const scenario = scenarioOf(
         "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"a\"\nnth = 1\nstatus = 1\n"
@@ -68,17 +68,17 @@ TEST(Scenario, FaultsMayStandBeforeTheAdaptersTheyName)
     EXPECT_THAT(scenario.mFaults, ElementsAre(Field(&Fault::mDevice, "a")));
 }
 
-TEST(Scenario, AFaultWithoutAdapterIsForAllOfThem)
+TEST(Scenario, FaultWithoutAdapterAppliesToAllAdapters)
 {
     EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 1\n").mDevice, "");
 }
 
-TEST(Scenario, AStatusMayBeANumberWithoutAName)
+TEST(Scenario, StatusMayBeANumberWithoutName)
 {
     EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 4294967295\n").mAnswer, 4294967295U);
 }
 
-TEST(Scenario, TheSameCallMayFailMoreThanOnce)
+TEST(Scenario, SeveralFaultsMayCoverTheSameFunction)
 {
     Scenario const scenario = scenarioOf(
         "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\nstatus = 1\n"
@@ -87,7 +87,7 @@ TEST(Scenario, TheSameCallMayFailMoreThanOnce)
     EXPECT_THAT(scenario.mFaults, SizeIs(3));
 }
 
-TEST(Scenario, EveryNameOfAStatusIsThatOfItsValue)
+TEST(Scenario, StatusNamesAndValuesMatch)
 {
     for (HBA_STATUS status = HBA_STATUS_OK; status <= HBA_STATUS_ERROR_TARGET_BUSY; ++status)
     {
@@ -96,21 +96,21 @@ TEST(Scenario, EveryNameOfAStatusIsThatOfItsValue)
     EXPECT_EQ(qzsim::nameOf(HBA_STATUS_ERROR_TARGET_BUSY), "HBA_STATUS_ERROR_TARGET_BUSY");
 }
 
-TEST(Scenario, AFaultMayBeForARangeOfCalls)
+TEST(Scenario, FaultMayCoverARangeOfCalls)
 {
     Fault const fault = faultWith("call = \"HBA_OpenAdapter\"\nnth = \"2-4\"\nstatus = 1\n");
     EXPECT_EQ(fault.mFirst, 2U);
     EXPECT_EQ(fault.mLast, 4U);
 }
 
-TEST(Scenario, AFaultMayBeForAllCallsFromOneOn)
+TEST(Scenario, FaultMayCoverAllCallsFromOneOn)
 {
     Fault const fault = faultWith("call = \"HBA_OpenAdapter\"\nnth = \"3+\"\nstatus = 1\n");
     EXPECT_EQ(fault.mFirst, 3U);
     EXPECT_EQ(fault.mLast, qzsim::endless);
 }
 
-TEST(Scenario, FaultsMayFollowEachOtherWithoutAGap)
+TEST(Scenario, FaultsMayCoverAdjacentRanges)
 {
     Scenario const scenario = scenarioOf(
         "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = \"4+\"\nstatus = 1\n"
@@ -119,7 +119,7 @@ TEST(Scenario, FaultsMayFollowEachOtherWithoutAGap)
     EXPECT_THAT(scenario.mFaults, SizeIs(3));
 }
 
-TEST(Scenario, AFaultTellsWhereItStands)
+TEST(Scenario, FaultKnowsItsPositionInTheFile)
 {
     ScratchFolder const folder;
     std::string const path = folder.write(
@@ -127,7 +127,7 @@ TEST(Scenario, AFaultTellsWhereItStands)
     EXPECT_EQ(qzsim::readScenario(path).mFaults.at(0).mPlace, path + ":2:3");
 }
 
-TEST(Scenario, SummaryHasOneLineForEachThing)
+TEST(Scenario, SummaryHasOneLinePerAdapterAndFault)
 {
     Scenario const scenario = scenarioOf(
         "[[adapter]]\nname = \"a\"\n"
@@ -141,13 +141,13 @@ TEST(Scenario, SummaryHasOneLineForEachThing)
     EXPECT_EQ(summaryOf(scenario),
               "1 adapter, 3 faults\n"
               "adapter: \"a\" with 1 port, 2 remote ports, 9 LUNs\n"
-              "fault: call 3 of HBA_OpenAdapter for \"a\" answers HBA_STATUS_ERROR_UNAVAILABLE\n"
-              "fault: calls 2 to 3 of HBA_SendReportLUNs to 50:00:00:00:00:00:00:02 answer "
+              "fault: call 3 of HBA_OpenAdapter for \"a\" returns HBA_STATUS_ERROR_UNAVAILABLE\n"
+              "fault: calls 2 to 3 of HBA_SendReportLUNs to 50:00:00:00:00:00:00:02 return "
               "HBA_STATUS_ERROR_BUSY\n"
-              "fault: calls 1 and up of HBA_LoadLibrary answer 77\n");
+              "fault: calls 1 and later of HBA_LoadLibrary return 77\n");
 }
 
-TEST(Scenario, OneFaultStrikesAsOftenAsItHasCallsAndAnEndlessOneAtLeastOnce)
+TEST(Scenario, FaultMustStrikeInEachCallAndAtLeastOnceIfEndless)
 {
     auto const strikesInFault = [](std::string const& aNth)
     { return strikesIn(faultWith("call = \"HBA_LoadLibrary\"\nnth = " + aNth + "\nstatus = 1\n")); };
@@ -156,7 +156,7 @@ TEST(Scenario, OneFaultStrikesAsOftenAsItHasCallsAndAnEndlessOneAtLeastOnce)
     EXPECT_EQ(strikesInFault("\"3+\""), 1U);
 }
 
-TEST(Scenario, EveryOneThatComesWithTheSimulatorIsGood)
+TEST(Scenario, EveryShippedScenarioIsValid)
 {
     int count = 0;
     for (auto const& entry : std::filesystem::directory_iterator(QZSIM_SCENARIOS))

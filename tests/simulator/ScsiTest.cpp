@@ -13,25 +13,25 @@ using testing::ElementsAre;
 
 namespace
 {
-TEST(LunBytes, HaveTheLunInTheSecondByteBelow256)
+TEST(LunBytes, LunsBelow256UsePeripheralDeviceAddressing)
 {
     EXPECT_THAT(lunBytes(0, LunAddressing::automatic), ElementsAre(0, 0, 0, 0, 0, 0, 0, 0));
     EXPECT_THAT(lunBytes(255, LunAddressing::automatic), ElementsAre(0, 255, 0, 0, 0, 0, 0, 0));
 }
 
-TEST(LunBytes, AreThoseOfFlatSpaceAddressingFrom256On)
+TEST(LunBytes, LunsFrom256UseFlatSpaceAddressing)
 {
     EXPECT_THAT(lunBytes(256, LunAddressing::automatic), ElementsAre(0x41, 0, 0, 0, 0, 0, 0, 0));
     EXPECT_THAT(lunBytes(16383, LunAddressing::automatic), ElementsAre(0x7f, 0xff, 0, 0, 0, 0, 0, 0));
 }
 
-TEST(LunBytes, MayBeThoseOfFlatSpaceAddressingForAllLuns)
+TEST(LunBytes, FlatSpaceAddressingMayApplyToAllLuns)
 {
     EXPECT_THAT(lunBytes(0, LunAddressing::flat), ElementsAre(0x40, 0, 0, 0, 0, 0, 0, 0));
     EXPECT_THAT(lunBytes(255, LunAddressing::flat), ElementsAre(0x40, 255, 0, 0, 0, 0, 0, 0));
 }
 
-TEST(ReportLunsResponse, HasTheLengthOfTheListAndTheLunsInTheirOrder)
+TEST(ReportLunsResponse, ContainsTheListLengthAndTheLunsInOrder)
 {
     qzsim::RemotePort target{};
     target.mLuns = {300, 1};
@@ -39,12 +39,12 @@ TEST(ReportLunsResponse, HasTheLengthOfTheListAndTheLunsInTheirOrder)
                 ElementsAre(0, 0, 0, 16, 0, 0, 0, 0, 0x41, 44, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0));
 }
 
-TEST(ReportLunsResponse, OfATargetWithoutLunsIsItsHeader)
+TEST(ReportLunsResponse, TargetWithoutLunsReturnsOnlyTheHeader)
 {
     EXPECT_THAT(qzsim::reportLunsResponse({}), ElementsAre(0, 0, 0, 0, 0, 0, 0, 0));
 }
 
-TEST(ReportLunsResponse, HasALengthOfMoreThanOneByte)
+TEST(ReportLunsResponse, ListLengthMayExceedOneByte)
 {
     qzsim::RemotePort target{};
     target.mLuns.resize(16384);
@@ -53,7 +53,7 @@ TEST(ReportLunsResponse, HasALengthOfMoreThanOneByte)
     EXPECT_THAT(std::vector<std::uint8_t>(response.begin(), response.begin() + 4), ElementsAre(0, 2, 0, 0));
 }
 
-TEST(UnitAttention, IsFixedFormatSenseDataOf18Bytes)
+TEST(UnitAttention, SenseDataHasFixedFormatOf18Bytes)
 {
     std::vector<std::uint8_t> const sense = qzsim::unitAttention();
     EXPECT_EQ(sense.size(), 18U);

@@ -1,4 +1,4 @@
-// The scenarios that come with the simulator, as their comments promise.
+// Checks that the shipped scenarios do what their comments say.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -17,19 +17,19 @@ std::string outputOf(std::string const& aScenario, Arguments aCommand, Arguments
     return result.mOutput;
 }
 
-/// What the probe prints that goes these steps with the adapters of the scenario loaded.
+/// @return the output of hba_probe for these steps, after it has loaded the adapters of the scenario
 std::string probed(std::string const& aScenario, Arguments const& aSteps)
 {
     return outputOf(aScenario, {HBA_PROBE, "load", "count"}, aSteps);
 }
 
-/// What the probe prints that goes these steps with the diagnostic library opened.
+/// @return the output of vqm_probe for these steps, after it has opened the diagnostic library
 std::string probedDiagnostics(std::string const& aScenario, Arguments const& aSteps)
 {
     return outputOf(aScenario, {VQM_PROBE, "open=/usr/lib/libvqm.so", "version", "init", "driver=0"}, aSteps);
 }
 
-TEST(ShippedScenarios, TwoAdaptersDoAllTheyAreAsked)
+TEST(ShippedScenarios, TwoAdaptersAnswerEveryQuery)
 {
     EXPECT_EQ(probed("two-adapters.toml", {"open=example-fc-0", "attributes", "port=0", "port=1",
                                            "mappings=8", "luns=50:00:00:00:ab:00:00:01"}),
@@ -39,14 +39,14 @@ TEST(ShippedScenarios, TwoAdaptersDoAllTheyAreAsked)
               "mappings: 0 of 8\nluns: 0, 32 bytes, sense key 0\n");
 }
 
-TEST(ShippedScenarios, TheSecondOfTwoAdaptersSeesNothing)
+TEST(ShippedScenarios, SecondOfTwoAdaptersSeesNoPorts)
 {
     EXPECT_EQ(probed("two-adapters.toml", {"open=example-fc-1", "attributes", "port=0", "mappings=8"}),
               "load: 0\ncount: 2\nopen example-fc-1: 1\nattributes: 0 \"EX-2100\" with 1 ports\n"
               "port 0: 0 id 000000, sees 0\nmappings: 0 of 0\n");
 }
 
-TEST(ShippedScenarios, ALargeFabricHasThousandsOfLuns)
+TEST(ShippedScenarios, LargeFabricHasThousandsOfLuns)
 {
     EXPECT_EQ(probed("large-fabric.toml",
                      {"open=example-fc-0", "mappings=256", "mappings=40000", "luns=50:00:00:00:ab:00:00:14"}),
@@ -54,7 +54,7 @@ TEST(ShippedScenarios, ALargeFabricHasThousandsOfLuns)
               "luns: 0, 40000 bytes, sense key 0\n");
 }
 
-TEST(ShippedScenarios, ABusyAdapterAnswersInTheEnd)
+TEST(ShippedScenarios, BusyAdapterAnswersAfterRetries)
 {
     std::string const luns = "luns=50:00:00:00:ab:00:00:01";
     EXPECT_EQ(
@@ -64,14 +64,14 @@ TEST(ShippedScenarios, ABusyAdapterAnswersInTheEnd)
         "luns: 9, 0 bytes, sense key 6\nluns: 10, 0 bytes, sense key 0\nluns: 0, 64 bytes, sense key 0\n");
 }
 
-TEST(ShippedScenarios, AFaultyPortDoesNotTellItsAttributes)
+TEST(ShippedScenarios, FaultyPortFailsToReportItsAttributes)
 {
     EXPECT_EQ(probed("faulty-port.toml", {"open=example-fc-0", "attributes", "port=0", "port=1"}),
               "load: 0\ncount: 1\nopen example-fc-0: 1\nattributes: 0 \"\" with 2 ports\n"
               "port 0: 0 id 010100, sees 0\nport 1: 1 id 000000, sees 0\n");
 }
 
-TEST(ShippedScenarios, AnUnsupportedAdapterNeverTellsItsAttributes)
+TEST(ShippedScenarios, UnsupportedAdapterNeverReportsItsAttributes)
 {
     EXPECT_EQ(
         probed("unsupported-adapter.toml",
@@ -80,13 +80,13 @@ TEST(ShippedScenarios, AnUnsupportedAdapterNeverTellsItsAttributes)
         "attributes: 2 \"\" with 0 ports\nattributes: 2 \"\" with 0 ports\n");
 }
 
-TEST(ShippedScenarios, AFailingNameComesToLightWhenTheAdaptersAreCountedAgain)
+TEST(ShippedScenarios, FailingNameIsFoundByCountingAgain)
 {
     EXPECT_EQ(probed("failing-name.toml", {"name=1", "count", "name=2", "free"}),
               "load: 0\ncount: 2\nname 1: 10 \"\"\ncount: 3\nname 2: 0 \"example-fc-1\"\nfree: 0\n");
 }
 
-TEST(ShippedScenarios, TheBoardsOfTheDiagnosticEventsBelongToTheAdapters)
+TEST(ShippedScenarios, DiagnosticEventsHasOneBoardPerAdapter)
 {
     std::string const boards =
         "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"4.0.12\"\n"
@@ -98,7 +98,7 @@ TEST(ShippedScenarios, TheBoardsOfTheDiagnosticEventsBelongToTheAdapters)
               "load: 0\ncount: 2\nname 0: 0 \"example-fc-0\"\nname 1: 0 \"example-fc-1\"\n");
 }
 
-TEST(ShippedScenarios, TheDiagnosticEventsComeFromThreeSources)
+TEST(ShippedScenarios, DiagnosticEventsHasThreeSources)
 {
     EXPECT_EQ(probedDiagnostics("diagnostic-events.toml", {"plain=0", "plain=1", "events=111", "free"}),
               "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"4.0.12\"\n"
@@ -108,7 +108,7 @@ TEST(ShippedScenarios, TheDiagnosticEventsComeFromThreeSources)
               "1 of plain board 1 category 5/0 context length 0\nfree\n");
 }
 
-TEST(ShippedScenarios, ADriverMayOfferNoQuazorEvents)
+TEST(ShippedScenarios, NoQuazorDriverSendsOnlyPlainEvents)
 {
     EXPECT_EQ(probedDiagnostics("no-quazor.toml", {"plain=0", "events=5", "free"}),
               "open /usr/lib/libvqm.so: there\nversion: 2.1.0\ninit: 2, driver \"3.2.0\"\n"
@@ -116,7 +116,7 @@ TEST(ShippedScenarios, ADriverMayOfferNoQuazorEvents)
               "5 of plain board 0 category 3/7 context length 16\nfree\n");
 }
 
-TEST(ShippedScenarios, AHostMayHaveNoAdapters)
+TEST(ShippedScenarios, NoAdaptersScenarioLoadsWithoutAdapters)
 {
     EXPECT_EQ(probed("no-adapters.toml", {"name=0", "free"}), "load: 0\ncount: 0\nname 0: 6 \"\"\nfree: 0\n");
 }

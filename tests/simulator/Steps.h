@@ -1,5 +1,5 @@
 /// @file
-/// The steps that a probe can be told to take, each by an argument NAME or NAME=VALUE.
+/// Steps of a probe. Each command-line argument NAME or NAME=VALUE runs one step.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 using Steps = std::map<std::string, std::function<void(std::string const& aValue)>>;
 
-/// Takes the steps that the program's arguments name, in their order. Throws std::out_of_range for one that there
-/// is not.
+/// Runs the steps that the arguments of the program name, in order.
+/// @throws std::out_of_range when there is no step with a name
 inline void runSteps(Steps const& aSteps, int aCount, char** aArguments)
 {
     for (int index = 1; index < aCount; ++index)

@@ -15,7 +15,7 @@ using qzsim::StrikesFile;
 
 namespace
 {
-std::string complaintOf(std::string const& aPath, std::size_t aFaults)
+std::string messageOf(std::string const& aPath, std::size_t aFaults)
 {
     try
     {
@@ -25,10 +25,10 @@ std::string complaintOf(std::string const& aPath, std::size_t aFaults)
     {
         return error.what();
     }
-    return "(no complaint)";
+    return "(no error)";
 }
 
-TEST(Strikes, AreNoneAtFirst)
+TEST(Strikes, StartAtZero)
 {
     StrikesFile const file(2);
     Strikes const strikes(file.path(), 2);
@@ -36,7 +36,7 @@ TEST(Strikes, AreNoneAtFirst)
     EXPECT_EQ(strikes.of(1), 0U);
 }
 
-TEST(Strikes, AreCountedForEachFault)
+TEST(Strikes, CountEachFaultSeparately)
 {
     StrikesFile const file(2);
     Strikes strikes(file.path(), 2);
@@ -46,7 +46,7 @@ TEST(Strikes, AreCountedForEachFault)
     EXPECT_EQ(strikes.of(1), 2U);
 }
 
-TEST(Strikes, OfSeveralProcessesAddUpWhateverBecomesOfThem)
+TEST(Strikes, AddUpAcrossProcessesEvenIfKilled)
 {
     StrikesFile const file(1);
     Strikes strikes(file.path(), 1);
@@ -61,33 +61,33 @@ TEST(Strikes, OfSeveralProcessesAddUpWhateverBecomesOfThem)
     EXPECT_EQ(strikes.of(0), 2U);
 }
 
-TEST(Strikes, AreNotCountedWithoutAFile)
+TEST(Strikes, CountNothingWithoutAFile)
 {
     Strikes strikes;
     strikes.add(0);
     EXPECT_EQ(strikes.of(0), 0U);
 }
 
-TEST(Strikes, MayBeThoseOfNoFaults)
+TEST(Strikes, AllowAFileWithoutFaults)
 {
     StrikesFile const file(0);
     EXPECT_NO_THROW(Strikes(file.path(), 0));
 }
 
-TEST(Strikes, NeedTheirFile)
+TEST(Strikes, ReportAMissingFile)
 {
-    EXPECT_EQ(complaintOf("/nowhere/none", 1),
+    EXPECT_EQ(messageOf("/nowhere/none", 1),
               "cannot count strikes in \"/nowhere/none\": No such file or directory");
 }
 
 TEST(Strikes, RefuseAFileOfAnotherScenario)
 {
     StrikesFile const file(2);
-    EXPECT_EQ(complaintOf(file.path(), 3),
+    EXPECT_EQ(messageOf(file.path(), 3),
               "cannot count strikes in \"" + file.path() + "\": it was made for another scenario");
 }
 
-TEST(StrikesFile, IsGoneWithItsOwner)
+TEST(StrikesFile, FileIsRemovedWithItsOwner)
 {
     std::string path;
     {

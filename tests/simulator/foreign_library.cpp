@@ -1,2 +1,2 @@
-// A library that is no vendor library.
+// A library that is not an HBA library.
 extern "C" int answerToEverything() { return 42; }

@@ -1,5 +1,5 @@
-// A program on the HBA API's common library, as unaware of the simulator as any other. Each argument is one
-// step, which prints one line of what it meets.
+// A program that uses the common library of the HBA API and does not know the simulator. Each argument is one step,
+// which prints its result.
 #include <csignal>
 #include <cstddef>
 #include <cstdint>

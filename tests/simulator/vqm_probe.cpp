@@ -1,5 +1,5 @@
-// A program on the vendor's diagnostic library, as unaware of the simulator as any other. Each argument is one
-// step, which prints one line of what it meets.
+// A program that opens the diagnostic library and does not know the simulator. Each argument is one step, which prints
+// its result.
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -33,11 +33,11 @@ constexpr std::size_t firstNamePosition = 160;
 
 void* gLibrary = nullptr;
 
-/// What the callbacks were told, in order.
+/// The events that callbacks received, in order.
 std::mutex gMutex;
 std::vector<std::string> gEvents;
 
-/// What the process is to end with in the first callback; below zero: not then.
+/// Exit status with which the first callback ends the process; negative: callbacks do not end it.
 std::atomic<int> gExitStatus = -1;
 
 template <typename Function>
@@ -59,7 +59,7 @@ void printVersion(std::string const&)
     std::printf("version: %s\n", text.data());
 }
 
-void initialise(std::string const&)
+void initialize(std::string const&)
 {
     std::array<char, 32 * 108 + 1> table{};
     unsigned int const count =
@@ -102,11 +102,11 @@ void printLink(std::string const& aBoard)
                 nameAt(record.data() + secondNamePosition).c_str());
 }
 
-void note(std::string const& aWhence, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
-          void const* aContext, QZ_event const* aEvent)
+void note(std::string const& aInterface, unsigned int aBoard, unsigned int aCategory,
+          unsigned int aSubcategory, void const* aContext, QZ_event const* aEvent)
 {
     std::ostringstream line;
-    line << aWhence << " board " << aBoard << " category " << aCategory << '/' << aSubcategory << ' '
+    line << aInterface << " board " << aBoard << " category " << aCategory << '/' << aSubcategory << ' '
          << static_cast<char const*>(aContext) << " length " << aEvent->mLength;
     if (gExitStatus >= 0)
     {
@@ -140,7 +140,7 @@ void registerPlain(std::string const& aBoard)
     std::printf("plain %s: %u\n", aBoard.c_str(), result);
 }
 
-/// For all events at the second name of the board.
+/// Registers for all events at the second name of the board.
 void registerQuazor(std::string const& aBoard)
 {
     auto const board = static_cast<unsigned int>(std::stoul(aBoard));
@@ -157,7 +157,7 @@ void registerQuazor(std::string const& aBoard)
     std::printf("quazor %s: %u id %u\n", aBoard.c_str(), result, id);
 }
 
-/// Waits for that many events in all and prints them.
+/// Waits for a total number of events and prints them.
 void printEvents(std::string const& aCount)
 {
     std::size_t const count = std::stoul(aCount);
@@ -179,11 +179,11 @@ void printEvents(std::string const& aCount)
     }
 }
 
-/// The steps that follow are the new process's. This one waits for its end, which is the end of both.
+/// The child process runs the following steps. The parent waits for it and exits.
 void forkProcess(std::string const&)
 {
     std::fflush(nullptr);
-    std::unique_lock lock(gMutex);  // which the new process would otherwise never get if a callback had it
+    std::unique_lock lock(gMutex);  // so that the child does not inherit it locked by a callback
     pid_t const child = ::fork();
     if (child == 0)
     {
@@ -205,7 +205,7 @@ void forkProcess(std::string const&)
     }
 }
 
-/// Calls the library when all that ends with the process but the program's own has ended.
+/// Exit handler that calls the library after the library's own cleanup.
 void callLastly()
 {
     std::array<unsigned char, 168> record{};
@@ -218,7 +218,7 @@ void callLastly()
 Steps const steps = {
     {"open", openLibrary},
     {"version", printVersion},
-    {"init", initialise},
+    {"init", initialize},
     {"free", freeEnvironment},
     {"driver", printDriver},
     {"link", printLink},

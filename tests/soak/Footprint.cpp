@@ -20,7 +20,7 @@ std::size_t residentKiB()
 
 std::size_t openFiles()
 {
-    // The iterator has the folder itself open.
+    // Excludes the descriptor that the iterator has open.
     std::filesystem::directory_iterator const files("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(files), end(files))) - 1;
 }

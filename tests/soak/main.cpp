@@ -9,15 +9,15 @@
 #include <fmt/format.h>
 
 #include "backend/common/include/Logger.h"
+#include "tests/soak/EndToEnd.h"
 #include "tests/soak/Footprint.h"
-#include "tests/soak/Road.h"
 
 namespace
 {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t eventsOfScenario = 500;
-constexpr unsigned int warmUp = 20;             // rounds after which everything is cached that will be
+constexpr unsigned int warmUp = 20;             // rounds until all caches are filled
 constexpr std::size_t residentAllowance = 512;  // KiB, for pages that the allocator keeps
 
 class Soak
@@ -32,8 +32,8 @@ public:
         while (mRounds < warmUp || Clock::now() < mEnd)
         {
             Yield yield;
-            walkAdapters(yield);
-            walkBoards(eventsOfScenario, yield);
+            queryAdapters(yield);
+            watchBoards(eventsOfScenario, yield);
             ++mRounds;
             if (!take(yield))
             {
@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    /// @return whether the round brought what the first one did
+    /// @return whether the round yielded what the first one did
     bool take(Yield const& aYield)
     {
         if (mRounds == 1)
@@ -65,7 +65,7 @@ private:
         }
         if (!(aYield == mFirstYield))
         {
-            fmt::print("round {} brought {} records and {} refusals, the first one {} and {}\n", mRounds,
+            fmt::print("round {} yielded {} records and {} refusals, the first one {} and {}\n", mRounds,
                        aYield.mRecords, aYield.mRefusals, mFirstYield.mRecords, mFirstYield.mRefusals);
             return false;
         }
@@ -100,7 +100,7 @@ private:
 };
 }  // namespace
 
-/// The one argument is how many seconds it goes on.
+/// The only argument is the duration in seconds.
 int main(int aCount, char** aArguments)
 {
     try

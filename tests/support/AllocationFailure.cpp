@@ -8,7 +8,7 @@
 
 extern "C"
 {
-    // Of the leak checker; null in a program that is built without it.
+    // The leak checker's functions; null in a program that is built without it.
     __attribute__((weak)) void __lsan_disable();
     __attribute__((weak)) void __lsan_enable();
 }

@@ -1,37 +1,37 @@
 /// @file
-/// Makes allocations of the code under test fail. A test program that links this has its own operator new.
+/// Makes allocations of the code under test fail by replacing the test program's operator new.
 #pragma once
 
 #include <cstddef>
 
-/// Counts the calls of operator new (all forms) on this thread while it lives, and makes the nth of them
-/// fail: a non-throwing form returns null, a throwing one throws std::bad_alloc. One at a time.
+/// Counts the calls of operator new (all forms) on this thread during its lifetime, and makes the nth call
+/// fail: a non-throwing form returns null, a throwing one throws std::bad_alloc. Only one object may exist at
+/// a time.
 class AllocationFailure
 {
 public:
-    /// @param aFirst which allocation fails, counted from 1; 0 for none
+    /// @param aFirst the first allocation that fails, counted from 1; 0 for none
     /// @param aLast  the last one that fails; 0 for aFirst alone
     explicit AllocationFailure(unsigned int aFirst, unsigned int aLast = 0);
     ~AllocationFailure();
     AllocationFailure(AllocationFailure const&) = delete;
     AllocationFailure& operator=(AllocationFailure const&) = delete;
 
-    /// Allocations seen so far, failed ones included.
+    /// Number of allocations so far, including those that failed.
     unsigned int allocations() const;
 
-    /// Size in bytes of the largest allocation seen so far.
+    /// Size in bytes of the largest allocation so far.
     std::size_t largest() const;
 
-    /// The same as the function of that name, for code that takes the kind of failure as a parameter.
+    /// Calls the function of the same name, for code that takes the kind of failure as a template parameter.
     static long liveBlocks();
 };
 
-/// Number of blocks from operator new that have not been deleted again, in the whole process.
+/// Number of blocks in the process that operator new has returned and nothing has deleted.
 long liveBlocks();
 
-/// While it lives, a block that this thread allocates and never frees is not held against it by the leak
-/// checker. For code that gives up an object on purpose, as QZCPointer does when it cannot allocate the
-/// count.
+/// During its lifetime, the leak checker ignores blocks that this thread allocates. For code that leaks an
+/// object deliberately, as QZCPointer does when it cannot allocate the count.
 class DeliberateLeak
 {
 public:

@@ -1,14 +1,16 @@
 /// @file
-/// Operations in a table, each of whose allocations is made to fail: alone, and with all that follow it.
+/// A table of operations. Each allocation of an operation is made to fail, alone and together with all that follow.
 #pragma once
 
 #include <exception>
 #include <functional>
+#include <initializer_list>
 #include <limits>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -16,25 +18,25 @@
 #include "tests/support/Outcome.h"
 #include "tests/support/UncountedAllocator.h"
 
-/// An operation that is ready to run, and what is to hold after it has failed.
+/// An operation that is ready to run, and the checks after its failure.
 struct Attempt
 {
     std::function<void()> mAct;
     std::function<void()> mExpectSurvivors;
 };
 
+/// For each allocation of an operation, in order: the number of blocks that are leaked when it fails. That is 0
+/// except for the count of a handle: QZCPointer leaks an object deliberately when it cannot allocate its count.
+using Lost = std::vector<unsigned int>;
+
 /// A row of the table.
 struct Operation
 {
     std::string mName;
-
-    /// A digit for each allocation, in their order: how many blocks are lost when it fails. That is 0, but
-    /// for the count of a handle: an object whose count cannot be had is given up on purpose, see QZCPointer.
-    std::string mLost;
-
+    Lost mLost;
     std::string mFailure;               ///< the outcome when an allocation fails
-    std::function<Attempt()> mPrepare;  ///< makes all that the operation needs
-    std::string mOutcome = done;        ///< the outcome when none does
+    std::function<Attempt()> mPrepare;  ///< creates everything that the operation needs
+    std::string mOutcome = done;        ///< the outcome when no allocation fails
 };
 
 inline std::ostream& operator<<(std::ostream& aOut, Operation const& aOperation)
@@ -47,21 +49,32 @@ inline std::string nameOfOperation(testing::TestParamInfo<Operation> const& aInf
     return aInfo.param.mName;
 }
 
-/// The same digits several times.
-inline std::string times(unsigned int aTimes, std::string const& aDigits)
+/// The lists one after the other.
+inline Lost joined(std::initializer_list<Lost> aParts)
 {
-    std::string digits;
-    for (unsigned int i = 0; i < aTimes; ++i)
+    Lost whole;
+    for (Lost const& part : aParts)
     {
-        digits += aDigits;
+        whole.insert(whole.end(), part.begin(), part.end());
     }
-    return digits;
+    return whole;
 }
 
-/// A row whose operation acts on what prepare() gives a pointer to. The last function gets it after a
-/// failure.
+/// The list repeated.
+inline Lost times(unsigned int aTimes, Lost const& aPart)
+{
+    Lost whole;
+    for (unsigned int i = 0; i < aTimes; ++i)
+    {
+        whole = joined({whole, aPart});
+    }
+    return whole;
+}
+
+/// A row whose operation acts on the object that prepare() returns a pointer to. The last function checks the
+/// object after a failure.
 template <typename Prepare, typename Act, typename Expect>
-Operation operation(std::string aName, std::string aLost, std::string aFailure, Prepare aPrepare, Act aAct,
+Operation operation(std::string aName, Lost aLost, std::string aFailure, Prepare aPrepare, Act aAct,
                     Expect aExpectSurvivors)
 {
     auto const prepare = [=]
@@ -73,13 +86,13 @@ Operation operation(std::string aName, std::string aLost, std::string aFailure, 
 }
 
 template <typename Prepare, typename Act>
-Operation operation(std::string aName, std::string aLost, std::string aFailure, Prepare aPrepare, Act aAct)
+Operation operation(std::string aName, Lost aLost, std::string aFailure, Prepare aPrepare, Act aAct)
 {
     return operation(std::move(aName), std::move(aLost), std::move(aFailure), aPrepare, aAct,
                      [](auto const&) {});
 }
 
-/// The same row, of an operation that ends so when no allocation fails.
+/// The same row with the outcome that the operation has when no allocation fails.
 inline Operation ending(std::string aOutcome, Operation aRow)
 {
     aRow.mOutcome = std::move(aOutcome);
@@ -90,10 +103,10 @@ inline Operation ending(std::string aOutcome, Operation aRow)
 template <typename Prepare, typename Act>
 Operation withoutAllocation(std::string aName, Prepare aPrepare, Act aAct, std::string aOutcome = done)
 {
-    return ending(std::move(aOutcome), operation(std::move(aName), "", "", aPrepare, aAct));
+    return ending(std::move(aOutcome), operation(std::move(aName), {}, "", aPrepare, aAct));
 }
 
-/// How one run of an operation went.
+/// The result of one run of an operation.
 struct Run
 {
     UncountedString mOutcome;
@@ -101,8 +114,8 @@ struct Run
     long mLost = 0;
 };
 
-/// Runs the attempt while allocations fail, as Failure does it with the first and the last of them. The
-/// outcome is put into words later, as that takes memory.
+/// Runs the attempt while Failure makes the allocations from the first to the last fail. The outcome becomes a
+/// text only afterwards, since that allocates.
 template <typename Failure>
 void runFailing(Attempt const& aAttempt, unsigned int aFirst, unsigned int aLast, Run& aRun)
 {
@@ -146,7 +159,7 @@ Run run(Operation const& aOperation, unsigned int aFirst, unsigned int aLast)
     return result;
 }
 
-/// Fails the test unless the operation allocates as often as the table says, and loses nothing.
+/// Fails the test unless the operation allocates as often as the table says, and leaks nothing.
 template <typename Failure = AllocationFailure>
 void expectSuccess(Operation const& aOperation)
 {
@@ -156,20 +169,20 @@ void expectSuccess(Operation const& aOperation)
     EXPECT_EQ(result.mLost, 0);
 }
 
-/// Fails the test unless the failure of these allocations is reported and loses what the table says.
+/// Fails the test unless the failure of these allocations is reported and leaks what the table says.
 template <typename Failure = AllocationFailure>
 void expectReport(Operation const& aOperation, unsigned int aFirst, unsigned int aLast)
 {
     SCOPED_TRACE("allocation " + std::to_string(aFirst) + (aLast == aFirst ? " alone" : " and all after it"));
-    long const lost = aOperation.mLost[aFirst - 1] - '0';
+    long const lost = aOperation.mLost[aFirst - 1];
     std::unique_ptr<DeliberateLeak const> const leak(lost != 0 ? new DeliberateLeak : nullptr);
     Run const result = run<Failure>(aOperation, aFirst, aLast);
     EXPECT_EQ(aOperation.mFailure, result.mOutcome.c_str());
     EXPECT_EQ(result.mLost, lost);
 }
 
-/// Lets every allocation of the operation fail, each in a run of its own, which runIt() makes: it is handed
-/// the run as a function.
+/// Makes every allocation of the operation fail, each in its own run. A run is a function that is passed to
+/// aRunIt.
 template <typename Failure = AllocationFailure, typename RunIt>
 void failEveryAllocation(Operation const& aOperation, RunIt const& aRunIt)
 {

@@ -1,5 +1,5 @@
 /// @file
-/// Bytes as the tests of buffers and streams write them down and compare them.
+/// Byte sequences for tests of buffers, streams and records.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 using Bytes = std::vector<unsigned char>;
 
-/// The longest content that a buffer keeps inside itself.
+/// The longest content that a buffer stores without a heap block.
 constexpr unsigned int insideCapacity = 39;
 
 constexpr unsigned int allBitsSet = std::numeric_limits<unsigned int>::max();
@@ -22,7 +22,7 @@ inline Bytes bytesOf(QZCBuffer const& aBuffer)
     return Bytes(first, first + aBuffer.getLength());
 }
 
-/// Bytes that differ from their neighbours: 1, 2, 3 and so on, beginning again after 251.
+/// Bytes that differ from their neighbours: 1, 2, 3 and so on up to 251, then again from 1.
 inline Bytes someBytes(std::size_t aLength)
 {
     Bytes bytes(aLength);
@@ -33,12 +33,12 @@ inline Bytes someBytes(std::size_t aLength)
     return bytes;
 }
 
-/// One after the other.
+/// The sequences one after the other.
 inline Bytes joined(Bytes aFirst, Bytes const& aSecond)
 {
     aFirst.insert(aFirst.end(), aSecond.begin(), aSecond.end());
     return aFirst;
 }
 
-/// Number of bytes as the buffer's interface takes it.
+/// Number of bytes, in the type of the buffer's interface.
 inline unsigned int lengthOf(Bytes const& aBytes) { return static_cast<unsigned int>(aBytes.size()); }

@@ -1,5 +1,5 @@
 /// @file
-/// Shows the calls that reach a fake among the log lines of the code under test, in the order of events.
+/// Merges the calls of a fake into the log lines of the code under test, in the order in which they happen.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 #include "backend/common/include/Logger.h"
 #include "tests/support/LogCapture.h"
 
-/// Puts a call among the log lines.
+/// Adds a call to the log lines.
 inline void logCall(char const* aCall) { PrintLogMessageWithTimeStamp(0, "", __LINE__, "", "", "%s", aCall); }
 
-/// What stands among the log lines for such a call.
+/// The log line that logCall() adds.
 inline LogLine call(std::string const& aCall) { return {0, "", "", "", "%s", aCall}; }

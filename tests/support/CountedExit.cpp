@@ -1,5 +1,4 @@
-// Linked with --wrap=_exit into a program whose children end at once, so that they leave what they have counted of its
-// coverage.
+// Linked with --wrap=_exit into a program whose children call _exit, so that they write their coverage counts first.
 extern "C"
 {
     void __gcov_dump();

@@ -1,6 +1,5 @@
-// Runs on an emulator the program that bears this one's name and stands in the folder "bin" beside this one's, so
-// that tests start programs of another machine as they start any. Linked statically: what the environment
-// preloads is meant for that program alone.
+// Runs the program of the same name in the folder "bin" beside this one's on an emulator, so that tests start programs
+// of another machine like native ones. It is linked statically, so that LD_PRELOAD affects only the emulated program.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -26,7 +25,7 @@ int main(int aCount, char** aArguments)
     command[2] = EMULATED_ROOT;
     command[3] = program;
     memcpy(command + 4, aArguments + 1, (size_t)(aCount - 1) * sizeof *command);
-    setenv("LOCPATH", LOCALES, 1);  // the host's own have its byte order
+    setenv("LOCPATH", LOCALES, 1);  // the host's locales have the host's byte order
     execvp(command[0], command);
     perror(command[0]);
     return EXIT_FAILURE;

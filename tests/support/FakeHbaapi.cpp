@@ -19,7 +19,7 @@ T nextAnswer(std::deque<T>& aAnswers, char const* aCall, T const& aFallback)
 {
     if (aAnswers.empty())
     {
-        ADD_FAILURE() << aCall << " was called more often than its script has answers";
+        ADD_FAILURE() << aCall << " was called more often than the script has answers";
         return aFallback;
     }
     T answer = std::move(aAnswers.front());

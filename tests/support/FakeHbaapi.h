@@ -1,6 +1,6 @@
 /// @file
-/// A scripted HBA API for what no real one can be made to answer. A test program that links this has its own
-/// HBA_* functions, which take the place of the common library's.
+/// A scripted HBA API, for answers that no real one can be made to give. It defines the HBA_* functions in the
+/// test program, where they replace those of the common library.
 #pragma once
 
 #include <ctime>
@@ -13,21 +13,22 @@
 
 #include "tests/support/UncountedAllocator.h"
 
-/// The answers that the HBA_* functions give while it lives, and the calls that reach them. One at a time. A
-/// script that runs out fails the test. AllocationFailure does not notice it, as long as the names are short.
+/// Holds the answers of the HBA_* functions and records their calls. Only one object may exist at a time. A
+/// call without an answer fails the test. AllocationFailure does not count its allocations, as long as the
+/// names are short.
 class FakeHbaapi
 {
 public:
-    /// An answer of HBA_GetAdapterName: the status, and what is written to the caller's buffer (with a
-    /// terminating NUL where it is shorter than the buffer's 256 bytes).
+    /// An answer of HBA_GetAdapterName: the status, and the text for the caller's buffer of 256 bytes (with a
+    /// terminating NUL when it is shorter).
     struct Name
     {
         HBA_STATUS mStatus;
         std::string mName;
     };
 
-    /// An answer of a query: the status, and what is done first with what the caller handed over (nothing,
-    /// when there is no function). AllocationFailure does not notice a function that captures little.
+    /// An answer of a query: the status, and an optional function that first fills the caller's structure.
+    /// AllocationFailure does not count a function with small captures.
     template <typename Handed>
     struct Answer
     {
@@ -35,7 +36,7 @@ public:
         std::function<void(Handed&)> mFill = {};
     };
 
-    /// The blocks handed to HBA_SendReportLUNs.
+    /// The blocks passed to HBA_SendReportLUNs.
     struct ReportLunsBlocks
     {
         unsigned char* mResponse;
@@ -49,18 +50,18 @@ public:
     FakeHbaapi(FakeHbaapi const&) = delete;
     FakeHbaapi& operator=(FakeHbaapi const&) = delete;
 
-    /// The instance that the functions answer from.
+    /// The instance that the HBA_* functions use.
     static FakeHbaapi& instance();
 
-    /// Adds one call to the record and tells mOnCall.
+    /// Records one call and passes it to mOnCall.
     void record(UncountedString const& aCall);
 
-    /// The calls so far with the numbers that they were given, as "HBA_GetAdapterName(0)",
+    /// The calls so far with their numeric arguments: "HBA_GetAdapterName(0)",
     /// "HBA_GetFcpTargetMapping(7, 256)" with the block's NumberOfEntries, and
     /// "HBA_SendReportLUNs(7, 10000000c92a3b4c, 16, 256)" with the port and the sizes of the two blocks.
     std::vector<std::string> const& calls() const;
 
-    /// Is told each call, before it is answered.
+    /// Receives each call before it is answered.
     std::function<void(char const* aCall)> mOnCall;
 
     HBA_STATUS mLoadStatus = HBA_STATUS_OK;
@@ -73,10 +74,10 @@ public:
     std::deque<Answer<HBA_FCPTargetMapping>> mTargetMappings;
     std::deque<Answer<ReportLunsBlocks>> mReportLuns;
 
-    /// Whether the 256 bytes of every name buffer handed over so far were zero.
+    /// Whether the 256 bytes of every name buffer so far were zero.
     bool mNameBuffersWereZero = true;
 
 private:
     UncountedVector<UncountedString> mRecorded;
-    mutable std::vector<std::string> mCalls;  ///< as many of mRecorded as have been asked for
+    mutable std::vector<std::string> mCalls;  ///< the start of mRecorded that calls() has converted
 };

@@ -6,7 +6,7 @@ namespace
 {
 FakeLinker* gLinker = nullptr;
 
-/// The C library's function of that name. The version is the first in which it has all four.
+/// The C library's function of that name. The version is the first that has all four functions.
 template <typename Function>
 Function realFunction(char const* aName) noexcept
 {
@@ -26,8 +26,8 @@ extern "C"
                                   : realFunction<decltype(&dlopen)>("dlopen")(aPath, aMode);
     }
 
-    // What RTLD_NEXT means depends on where the call comes from, so this must end in a jump: a sanitizer
-    // looks for the C library's functions in this way, before it can do anything else.
+    // The meaning of RTLD_NEXT depends on the calling library, so this call must be compiled to a jump. The
+    // sanitizers look up the C library's functions this way when they start.
     void* dlsym(void* aHandle, char const* aSymbol) noexcept
     {
         return gLinker != nullptr ? gLinker->find(aHandle, aSymbol)

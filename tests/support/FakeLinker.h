@@ -1,10 +1,10 @@
 /// @file
-/// Takes the dynamic linker's place. A test program that links this and exports its symbols has its own
-/// dlopen, dlsym, dlerror and dlclose, which all its libraries call. The source is to be compiled with
-/// optimisation and without sanitizers, as they call it before they are ready.
+/// Replaces the dynamic linker. It defines dlopen, dlsym, dlerror and dlclose in the test program, which must
+/// export its symbols so that all its libraries call them. The source must be compiled with optimisation and
+/// without sanitizers, since sanitizers call these functions before they are initialised.
 #pragma once
 
-/// Answers the calls while it lives; else they go to the C library. One at a time.
+/// Answers the calls during its lifetime. Otherwise they go to the C library. Only one object may exist at a time.
 class FakeLinker
 {
 public:

@@ -22,7 +22,7 @@ void tell(char const* aFormat, Values... aValues)
     }
 }
 
-/// The name in hexadecimal digits.
+/// A name in hexadecimal digits.
 struct Digits
 {
     explicit Digits(HBA_wwn const& aName)
@@ -56,7 +56,7 @@ unsigned int initDiagEnv(void* aTable, unsigned int aCapacity)
     FakeVqm& vqm = FakeVqm::instance();
     vqm.mAreas.push_back(aTable);
     std::memcpy(vqm.mTableOnEntry.data(), aTable, vqm.mTableOnEntry.size());
-    // What the layer does not read holds all bits, here and in the records.
+    // Fields that the layer does not read have all bits set, here and in the records.
     std::memset(aTable, 0xff, FakeVqm::tableSize);
     place(static_cast<unsigned char*>(aTable) + FakeVqm::driverTextPosition,
           FakeVqm::tableSize - FakeVqm::driverTextPosition, vqm.mDriverVersion);
@@ -129,7 +129,7 @@ unsigned int qzUnregisterForEvent(unsigned int aBoard, HBA_wwn aPort, unsigned i
     return FakeVqm::instance().mEventResult;
 }
 
-/// The same function at another place.
+/// The same function at another address.
 template <auto function>
 struct Moved;
 

@@ -1,5 +1,5 @@
 /// @file
-/// A scripted vendor diagnostic library, with a scripted dynamic linker to find it.
+/// A scripted vendor library, and a scripted dynamic linker that finds it.
 #pragma once
 
 #include <array>
@@ -16,8 +16,8 @@
 #include "tests/support/FakeLinker.h"
 #include "tests/support/UncountedAllocator.h"
 
-/// The answers that dynamic linker and library give while it lives, and what they were handed. One at a time.
-/// AllocationFailure does not notice it.
+/// Holds the answers of the dynamic linker and the vendor library, and records their arguments. Only one object
+/// may exist at a time. AllocationFailure does not count its allocations.
 class FakeVqm : public FakeLinker
 {
 public:
@@ -37,27 +37,27 @@ public:
     char* takeError() noexcept override;
     int close(void* aHandle) noexcept override;
 
-    /// The instance that the library's functions answer from.
+    /// The instance that the library's functions use.
     static FakeVqm& instance();
 
-    /// Is told each call with its arguments, before it is answered: "dlopen(/usr/lib/libvqm.so, 1)" with the
+    /// Receives each call with its arguments before it is answered: "dlopen(/usr/lib/libvqm.so, 1)" with the
     /// mode, "dlsym(1, VQM_GetLibVer)" and "dlclose(1)" with the handle, "VQM_GetDrvInfo(0)" with the board.
-    /// Areas and callbacks are left out: they are in the members below. A call that reaches mMoved at its new
-    /// place is told as "moved" first.
+    /// Areas and callbacks are left out; the members below have them. A call of the function mMoved is preceded
+    /// by "moved".
     std::function<void(char const* aCall)> mOnCall;
 
-    /// @name What the dynamic linker answers
+    /// @name Answers of the dynamic linker
     /// @{
-    std::uintptr_t mHandle = 1;                              ///< given by dlopen; 0 when there is no library
-    std::string mMissing;                                    ///< the one function that the library lacks
-    std::string mMoved;                                      ///< the one function found elsewhere than before
-    char const* mError = nullptr;                            ///< given by dlerror, once
-    char const* mOpenError = "libvqm.so: no such file";      ///< of the failed dlopen
-    char const* mFindError = "libvqm.so: no such function";  ///< of the failed dlsym
+    std::uintptr_t mHandle = 1;                          ///< returned by dlopen; 0 when there is no library
+    std::string mMissing;                                ///< the function that the library lacks
+    std::string mMoved;                                  ///< the function that dlsym finds at another address
+    char const* mError = nullptr;                        ///< returned by dlerror, once
+    char const* mOpenError = "libvqm.so: no such file";  ///< the error of a failed dlopen
+    char const* mFindError = "libvqm.so: no such function";  ///< the error of a failed dlsym
     /// @}
 
-    /// @name What the library answers
-    /// Texts are cut, without a terminator, where the area that they go to ends.
+    /// @name Answers of the vendor library
+    /// A text that is longer than its area is truncated without a terminator.
     /// @{
     std::string mLibraryVersion = "7.2.20.6";
     unsigned int mNumAdapters = 1;
@@ -69,12 +69,12 @@ public:
     Name mSecondName = {0x10, 0, 0, 0, 0xc9, 0, 0, 1};  ///< at 152
     Name mFirstName = {0x20, 0, 0, 0, 0xc9, 0, 0, 1};   ///< at 160
     unsigned int mEventResult = 0;
-    std::optional<unsigned int> mRegistrationId = 0;  ///< stored for the caller; none when nothing is
+    std::optional<unsigned int> mRegistrationId = 0;  ///< stored for the caller, if any
     /// @}
 
-    UncountedVector<void const*> mAreas;  ///< all that the library was handed to fill
+    UncountedVector<void const*> mAreas;  ///< the areas that the library was asked to fill
 
-    /// @name What the library was handed last
+    /// @name Arguments of the last calls
     /// @{
     std::array<unsigned char, versionTextSize> mVersionTextOnEntry = {};
     std::array<unsigned char, tableSize> mTableOnEntry = {};

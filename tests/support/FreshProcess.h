@@ -1,5 +1,5 @@
 /// @file
-/// Keeps what a test does to the state of the process from the tests after it.
+/// Isolates the process-wide state that a test changes.
 #pragma once
 
 #include <cstdio>
@@ -9,14 +9,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// Runs the body in a child process, which begins as the test program was; what fails in it fails the test.
-/// An exception that leaves the body ends the child.
+/// Runs the body in a child process. A failure in it fails the test, and an exception that leaves it
+/// terminates the child.
 template <typename Body>
 void inFreshProcess(Body const& aBody)
 {
     std::fflush(nullptr);
     pid_t const child = ::fork();
-    ASSERT_GE(child, 0) << "no process to be had";
+    ASSERT_GE(child, 0) << "fork failed";
     if (child == 0)
     {
         [&]() noexcept { aBody(); }();
@@ -25,5 +25,5 @@ void inFreshProcess(Body const& aBody)
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS)
-        << "the test's own process ended with wait status " << status << "; what it found stands above";
+        << "the child process ended with wait status " << status << "; its failures are printed above";
 }

@@ -1,6 +1,6 @@
 /// @file
-/// Captures the log lines of the code under test. A test program that links this has its own
-/// PrintLogMessageWithTimeStamp, which takes the place of the framework's.
+/// Captures the log lines of the code under test, by defining PrintLogMessageWithTimeStamp in the test program
+/// in place of the framework's function.
 #pragma once
 
 #include <ostream>
@@ -9,7 +9,7 @@
 
 #include "tests/support/UncountedAllocator.h"
 
-/// One call of the logger, but for its source line.
+/// One call of the logger, except its source line.
 struct LogLine
 {
     unsigned int mLevel;
@@ -23,8 +23,8 @@ struct LogLine
 bool operator==(LogLine const& aLeft, LogLine const& aRight);
 std::ostream& operator<<(std::ostream& aOut, LogLine const& aLine);
 
-/// Collects log lines from its construction on. One at a time. AllocationFailure does not notice it: what
-/// is collected takes nothing from operator new until lines() is called.
+/// Collects log lines during its lifetime. Only one object may exist at a time. AllocationFailure does not
+/// count it, since it does not use operator new until lines() is called.
 class LogCapture
 {
 public:
@@ -36,7 +36,7 @@ public:
     /// The lines so far.
     std::vector<LogLine> const& lines() const;
 
-    /// Forgets the lines so far.
+    /// Discards the lines so far.
     void clear();
 
 private:
@@ -53,10 +53,10 @@ private:
     };
 
     UncountedVector<CapturedLine> mCaptured;
-    mutable std::vector<LogLine> mLines;  ///< as many of mCaptured as have been asked for
+    mutable std::vector<LogLine> mLines;  ///< the start of mCaptured that lines() has converted
 };
 
-/// The lines that one function in one file is expected to log.
+/// Builds the lines that a function in a file is expected to log.
 class ExpectedLog
 {
 public:
@@ -81,10 +81,9 @@ private:
     std::string mFile;
 };
 
-/// For death tests: what the test program writes to standard error for exactly these lines, as a regular
-/// expression that matches nothing more and nothing less. Call echoLogLines() first in the statement that
-/// dies.
+/// For death tests: a regular expression that matches the test program's standard error when it has exactly
+/// these lines. Call echoLogLines() first in the statement that dies.
 std::string onlyTheseLines(std::vector<LogLine> const& aLines);
 
-/// From now on every log line is also written to standard error, so that it outlives the process.
+/// Also writes every following log line to standard error, where it survives the process.
 void echoLogLines();

@@ -12,7 +12,7 @@ std::atomic<bool> gActive{false};
 #if OWNS_MALLOC
 extern "C"
 {
-    // The C library's own, beneath the name that a program may define.
+    // The C library's implementation of the malloc that a program may replace.
     void* __libc_malloc(std::size_t aSize);
 
     void* malloc(std::size_t aSize) noexcept { return gActive ? nullptr : __libc_malloc(aSize); }

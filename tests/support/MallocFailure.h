@@ -1,13 +1,13 @@
 /// @file
-/// Makes the C heap run out of memory. A test program that links this has its own malloc, but in a build with
-/// sanitizers, which have theirs.
+/// Makes malloc fail by replacing it in the test program, except in builds with sanitizers, which replace it
+/// themselves.
 #pragma once
 
-/// While it lives, malloc gives null.
+/// During its lifetime, malloc returns null.
 class MallocFailure
 {
 public:
-    /// Whether this build lets it. Where not, malloc goes on as ever.
+    /// Whether this build replaces malloc. If not, malloc works as usual.
     static bool isPossible();
 
     MallocFailure();

@@ -1,5 +1,5 @@
 /// @file
-/// How an action ended, in one text that a test can compare, and what memory it asked for.
+/// The outcome of an action as a text that a test can compare, and the number of its allocations.
 #pragma once
 
 #include <exception>
@@ -14,8 +14,8 @@ constexpr char done[] = "done";
 constexpr char outOfMemory[] = "QZCNoMemoryEx 2: Out of Memory";
 constexpr char badAlloc[] = "std::bad_alloc: std::bad_alloc";
 
-/// Runs the action. Gives "done", or the exception that ended it: "QZCInvalidEx 6: Invalid Value" for one of
-/// the system's, "std::out_of_range: the text" for others.
+/// Runs the action. Returns "done", or the exception that ended it: "QZCInvalidEx 6: Invalid Value" for a
+/// QZCException, "std::out_of_range: the text" for others.
 template <typename Action>
 std::string outcomeOf(Action const& aAction)
 {
@@ -34,7 +34,7 @@ std::string outcomeOf(Action const& aAction)
     return done;
 }
 
-/// As outcomeOf(), while the allocation of that number, counted from 1, fails.
+/// Like outcomeOf(), while the allocation with that number, counted from 1, fails.
 template <typename Action>
 std::string outcomeWithoutMemory(unsigned int aFailing, Action const& aAction)
 {

@@ -98,7 +98,7 @@ void readChunk(Descriptor& aPipe, std::string& aText)
     }
 }
 
-/// Moves one chunk of the text to the pipe; closes the pipe when all is written or nobody reads it.
+/// Moves one chunk of the text to the pipe; closes the pipe when everything is written or nobody reads it.
 void writeChunk(Descriptor& aPipe, std::string& aText)
 {
     ssize_t const length = ::write(aPipe.number(), aText.data(), aText.size());
@@ -113,7 +113,7 @@ void writeChunk(Descriptor& aPipe, std::string& aText)
     }
 }
 
-/// Serves all three pipes at once, as a program that waits on one of them may have filled another.
+/// Serves all three pipes at the same time, since the program can block on any of them.
 void serve(Descriptor& aInput, std::string aText, Descriptor& aOutput, Descriptor& aErrors,
            ProcessResult& aResult)
 {

@@ -1,5 +1,5 @@
 /// @file
-/// Runs a program as a user would and tells what came of it.
+/// Runs a program as a user would, and returns its result.
 #pragma once
 
 #include <map>
@@ -8,16 +8,15 @@
 
 struct ProcessResult
 {
-    int mExitStatus;  ///< 128 plus the signal when one killed it
+    int mExitStatus;  ///< 128 plus the signal number when a signal killed it
     std::string mOutput;
     std::string mErrors;
 };
 
-/// Runs a program to its end. One that cannot be started ends with status 127 and the reason in
-/// mErrors.
+/// Runs a program until it ends. When it cannot be started, the status is 127 and mErrors has the reason.
 /// @param aArguments   the program, searched for in PATH, and its arguments
-/// @param aEnvironment added to the environment of this process
-/// @param aInput       what the program reads from standard input
+/// @param aEnvironment variables added to the environment of this process
+/// @param aInput       the standard input of the program
 ProcessResult runProcess(std::vector<std::string> const& aArguments,
                          std::map<std::string, std::string> const& aEnvironment = {},
                          std::string const& aInput = {});

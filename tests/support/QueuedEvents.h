@@ -1,5 +1,5 @@
 /// @file
-/// Events of the diagnostic library on their way to a test's own thread, in the queue that the agent has for them.
+/// Passes events of the vendor library to a test's thread through the agent's event queue.
 #pragma once
 
 #include <chrono>
@@ -13,7 +13,7 @@
 #include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/ScopeEvents.h"
 
-/// For a registration whose context is an EventQueue.
+/// The callback of a registration whose context is an EventQueue.
 inline void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
                       void* aQueue, QZ_event* aEvent)
 {
@@ -22,7 +22,7 @@ inline void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsi
         aEvent->mLength);
 }
 
-/// The kind of an event that a registration was told of.
+/// The scope event of an event that a registration received.
 inline QZCPointer<QZCScopeEvent> kindOf(qzagent::EventHead const& aHead)
 {
     return qzagent::scopeEventOf(static_cast<unsigned char>(aHead.mCategory),

@@ -1,5 +1,5 @@
 /// @file
-/// Records as the tests hand them to others.
+/// Records that tests pass to the code under test.
 #pragma once
 
 #include <array>
@@ -11,34 +11,29 @@
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/support/Bytes.h"
+#include "tools/qzagent/vqm/ScopeEvents.h"
 
 /// A scope event of these numbers.
 inline QZCPointer<QZCScopeEvent> eventOf(unsigned char aCategory, unsigned char aSubcategory)
 {
-    QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
-    QZCEncodableOutStream out;
-    out << aCategory << aSubcategory;
-    Bytes const encoded = bytesOf(out.getEncoded());
-    QZCEncodableInStream in(encoded.data(), lengthOf(encoded));
-    event->decode(in);
-    return event;
+    return qzagent::scopeEventOf(aCategory, aSubcategory);
 }
 
-/// A name of the 8 bytes.
+/// A name with these 8 bytes.
 inline QZCPointer<QZCWorldWideName> nameOf(std::array<unsigned char, 8> const& aBytes)
 {
     return QZCPointer<QZCWorldWideName>(new (std::nothrow) QZCWorldWideName(aBytes.data()), QZPST_Individual,
                                         QZPAT_New);
 }
 
-/// Latency data of a thousand I/Os.
+/// Latency data with a thousand I/Os.
 inline QZCLatencyData latencies()
 {
     unsigned int const buckets[] = {0, 120, 880};
     return QZCLatencyData(1000, 4104, 0, 35, 1, 10, 2, buckets, 3);
 }
 
-/// What a record encodes itself to.
+/// The encoded form of a record.
 template <typename Record>
 Bytes encodedFormOf(Record const& aRecord)
 {

@@ -1,11 +1,11 @@
 /// @file
-/// A folder for the files of one test.
+/// A temporary folder for the files of one test.
 #pragma once
 
 #include <filesystem>
 #include <string>
 
-/// Exists, and everything in it, as long as the object.
+/// Creates the folder, and removes it with everything in it.
 class ScratchFolder
 {
 public:

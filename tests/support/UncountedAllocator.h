@@ -1,5 +1,5 @@
 /// @file
-/// Memory for what a test support class keeps while AllocationFailure lives.
+/// Memory that AllocationFailure does not count, for the data of test support classes.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-/// Allocates without operator new, so that AllocationFailure neither counts nor fails what is kept here:
-/// only the code under test is to feel it.
+/// Allocates without operator new, so that AllocationFailure affects only the code under test.
 template <typename T>
 struct UncountedAllocator
 {

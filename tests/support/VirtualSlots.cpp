@@ -12,7 +12,7 @@ namespace
 std::string nameOf(void const* aFunction)
 {
     Dl_info info;
-    // The nearest symbol below an unnamed function belongs to another one.
+    // For a function without a symbol, dladdr finds the nearest symbol of another function.
     if (dladdr(aFunction, &info) == 0 || info.dli_sname == nullptr || info.dli_saddr != aFunction)
     {
         return "unnamed function";

@@ -1,18 +1,18 @@
 /// @file
-/// Reads which functions stand in an object's virtual table, so that a test can pin their order.
+/// Lists the functions of an object's virtual table, so that a test can pin their order.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <vector>
 
-/// The C++ name behind a mangled one, such as typeid() gives; a name that is none comes back as it is.
+/// Demangles a C++ name such as that of typeid(). Any other text is returned unchanged.
 std::string demangled(char const* aName);
 
-/// Names the functions in the first slots of an object's virtual table (Itanium C++ ABI), as
-/// "QZCBuffer::byte(unsigned int) const"; the complete and the deleting destructor both read
-/// "QZCBuffer::~QZCBuffer()". A slot whose function has no exported name reads "unnamed function":
-/// a test program that defines functions of the table itself must be linked with ENABLE_EXPORTS.
-/// @param aObject a polymorphic object, seen as the class whose table is wanted
-/// @param aCount  slots to read; the table must have that many
+/// Returns the names of the functions in the first slots of an object's virtual table (Itanium C++ ABI), such as
+/// "QZCBuffer::byte(unsigned int) const". The complete and the deleting destructor are both
+/// "QZCBuffer::~QZCBuffer()". A function without an exported name is "unnamed function": a test program that
+/// defines virtual functions itself must be linked with ENABLE_EXPORTS.
+/// @param aObject a polymorphic object, as a pointer to the class of the table
+/// @param aCount  number of slots to read; the table must have that many
 std::vector<std::string> virtualSlots(void const* aObject, std::size_t aCount);

@@ -1,4 +1,4 @@
-"""What qzagent and qzsim tell of themselves, for tests of what others tell of them."""
+"""Reads verbs, options and exit codes from qzagent and qzsim, for tests that compare documents with them."""
 
 import json
 import os
@@ -29,7 +29,7 @@ def help_of(*command):
 
 
 def options_of(*command):
-    """The options that the help lists, as "--json"; of a verb its own."""
+    """Returns the options that the help of a program or verb lists, such as "--json"."""
     return set(re.findall(r"^  (?:-h,)?(--[a-z]+)", help_of(*command), re.M))
 
 
@@ -39,13 +39,13 @@ def verbs():
 
 
 def options_of_verb(verb):
-    """Those that may stand behind it: its own, and those that help says may stand there too."""
+    """Returns all options that may follow the verb: its own, and the shared ones that the help names."""
     text = help_of(QZAGENT, verb)
-    shared = re.search(r"^(.*) may stand before or after the verb\.$", text, re.M)[1]
+    shared = re.search(r"^(.*) can be given before or after the verb\.$", text, re.M)[1]
     return options_of(QZAGENT, verb) | set(shared.split(" and "))
 
 
 def exit_codes():
-    """From code to meaning."""
+    """Returns a dictionary from exit code to meaning."""
     entries = json.loads(run(QZAGENT, "explain", "--json").stdout)["exit_codes"]
     return {str(entry["code"]): entry["meaning"] for entry in entries}

@@ -1,4 +1,4 @@
-// Runs the verb that the arguments name, and shows what it answers.
+// The qzagent program: runs the verb that the arguments name, and prints its result.
 
 #include <algorithm>
 #include <clocale>
@@ -21,7 +21,7 @@ namespace qzagent
 {
 namespace
 {
-/// In the order in which the help shows them.
+/// Adds the verbs in the order in which the help lists them.
 void addVerbs(CommandLine& aCommandLine)
 {
     addAdapters(aCommandLine);
@@ -33,7 +33,7 @@ void addVerbs(CommandLine& aCommandLine)
     addExplain(aCommandLine);
 }
 
-/// Also misuse is answered in JSON when JSON is asked for, wherever the parser gave up.
+/// Looks for --json in the arguments themselves, because the parser can fail before it reaches the option.
 bool asksForJson(int aCount, char const* const* aArguments)
 {
     return std::find(aArguments, aArguments + aCount, std::string("--json")) != aArguments + aCount;

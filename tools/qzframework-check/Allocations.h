@@ -1,11 +1,11 @@
 /// @file
-/// Counts the allocations of this program, the framework's included.
+/// Counts the allocations of this program, including those of the framework.
 #pragma once
 
 #include <cstddef>
 
 namespace frameworkcheck
 {
-/// How often operator new was called so far.
+/// Number of calls of operator new so far.
 std::size_t allocations();
 }  // namespace frameworkcheck

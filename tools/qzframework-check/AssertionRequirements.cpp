@@ -1,4 +1,4 @@
-// A failed assertion ends the process, and says so once.
+// A failed assertion ends the process and logs one line.
 #include <algorithm>
 #include <string>
 
@@ -24,8 +24,9 @@ void checkHolding()
 {
     int evaluations = 0;
     QZ_ASSERT(++evaluations == 1);
-    expect(evaluations == 1, fmt::format("the condition was evaluated {} times", evaluations));
-    expect(standardError().empty(), "a condition that holds was logged: \"" + standardError() + "\"");
+    expect(evaluations == 1, fmt::format("expected one evaluation of the condition, found {}", evaluations));
+    expect(standardError().empty(),
+           "expected no log line for a true condition, found \"" + standardError() + "\"");
 }
 
 void checkEnding()
@@ -40,8 +41,7 @@ void checkLine()
     std::string const found = standardError();
     if (found.empty())
     {
-        throw Unseen(
-            "nothing came to standard error: look for the condition \"0 < ports\" where the framework logs");
+        throw Unseen("standard error is empty: look for the condition \"0 < ports\" in the framework's log");
     }
     auto const lines = std::count(found.begin(), found.end(), '\n');
     expect(lines == 1 && found.find("0 < ports") != std::string::npos,
@@ -52,9 +52,9 @@ void checkLine()
 Requirements assertionRequirements()
 {
     return {
-        {"Assertion.holds", "a condition that holds is evaluated once and not logged", checkHolding},
-        {"Assertion.ends", "a failed one ends the process with exit status 1", checkEnding},
-        {"Assertion.line", "a failed one logs one line with the condition", checkLine},
+        {"Assertion.holds", "a true condition is evaluated once and not logged", checkHolding},
+        {"Assertion.ends", "a failed assertion ends the process with exit status 1", checkEnding},
+        {"Assertion.line", "a failed assertion logs one line with the condition", checkLine},
     };
 }
 }  // namespace frameworkcheck

@@ -1,4 +1,4 @@
-// Contents, growth and virtual operations of buffers.
+// Content, growth and virtual functions of buffers.
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -51,26 +51,26 @@ void checkWrapping()
     QZCBuffer const wrapping(bytes.data(), 8);
     expectBytes(wrapping, bytes);
     expect(static_cast<unsigned char const*>(wrapping) == bytes.data(),
-           "expected the wrapped bytes, found a copy");
+           "expected the address of the wrapped bytes, found another");
 }
 
 void checkFreeingAWrap()
 {
     Bytes bytes = countingBytes(100);
     std::make_unique<QZCBuffer>(bytes.data(), 100u).reset();
-    expect(bytes == countingBytes(100), "the wrapped bytes have changed");
+    expect(bytes == countingBytes(100), "expected the wrapped bytes unchanged, found other values");
 }
 
 void checkDeriving()
 {
     expect(sizeof(QZCLocalBuffer) == sizeof(QZCBuffer),
-           fmt::format("a derived class without fields has {} bytes, its base {}", sizeof(QZCLocalBuffer),
-                       sizeof(QZCBuffer)));
+           fmt::format("expected a derived class without members to have {} bytes, found {}",
+                       sizeof(QZCBuffer), sizeof(QZCLocalBuffer)));
     Bytes const bytes = countingBytes(8);
     expectBytes(QZCLocalBuffer(bytes.data(), 8), bytes);
 }
 
-/// The position in the virtual table that a call through the member pointer takes, as the Itanium C++ ABI has it.
+/// @return the position in the virtual table that the member pointer selects, encoded as in the Itanium C++ ABI
 template <typename Member>
 std::uintptr_t slotOf(Member aMember)
 {
@@ -87,7 +87,7 @@ void expectSlot(char const* aOperation, std::uintptr_t aFound, std::uintptr_t aE
 
 void checkVirtualOrder()
 {
-    // The destructor takes the first two.
+    // The destructor takes the first two positions.
     expectSlot("byte", slotOf(&QZCBuffer::byte), 2);
     expectSlot("operator unsigned char const*", slotOf(&QZCBuffer::operator unsigned char const*), 3);
     expectSlot("getLength", slotOf(&QZCBuffer::getLength), 4);
@@ -95,7 +95,7 @@ void checkVirtualOrder()
     expectSlot("setLength", slotOf(&QZCBuffer::setLength), 6);
 }
 
-/// A buffer whose class the compiler does not see, so that its operations are called through the virtual table.
+/// @return a buffer whose class is hidden from the compiler, so that calls go through the virtual table
 std::unique_ptr<QZCBuffer> someBuffer(Bytes const& aBytes)
 {
     QZCBuffer* volatile buffer = new QZCBuffer(0u, lengthOf(aBytes));
@@ -134,19 +134,19 @@ void checkSettingTheLength()
 Requirements bufferRequirements()
 {
     return {
-        {"Buffer.room", "made with (0, room) it has no bytes yet", checkRoom},
-        {"Buffer.append", "bytes are appended in their order, within the room and beyond it", checkAppending},
-        {"Buffer.append-nothing", "no bytes can be appended from null", checkAppendingNothing},
-        {"Buffer.wrap", "made with (bytes, length) it reads these very bytes", checkWrapping},
-        {"Buffer.wrap-frees-nothing", "wrapped bytes are left alone by the end of the buffer",
+        {"Buffer.room", "a buffer constructed with (0, capacity) is empty", checkRoom},
+        {"Buffer.append", "append() keeps the order, within the capacity and beyond it", checkAppending},
+        {"Buffer.append-nothing", "append() accepts null with length 0", checkAppendingNothing},
+        {"Buffer.wrap", "a buffer constructed with (bytes, length) wraps these bytes", checkWrapping},
+        {"Buffer.wrap-frees-nothing", "the destructor does not change or free wrapped bytes",
          checkFreeingAWrap},
-        {"Buffer.derive", "a class without fields can be derived from it", checkDeriving},
+        {"Buffer.derive", "a derived class without members has the size of the buffer", checkDeriving},
         {"Buffer.virtual-order", "destructor, byte, const pointer, getLength, pointer, setLength",
          checkVirtualOrder},
-        {"Buffer.byte", "byte() gives the byte at a position", checkByte},
-        {"Buffer.getLength", "getLength() gives the number of bytes", checkLength},
+        {"Buffer.byte", "byte() returns the byte at a position", checkByte},
+        {"Buffer.getLength", "getLength() returns the number of bytes", checkLength},
         {"Buffer.write", "bytes can be changed through the pointer", checkWriting},
-        {"Buffer.setLength", "setLength() cuts", checkSettingTheLength},
+        {"Buffer.setLength", "setLength() shortens the buffer", checkSettingTheLength},
     };
 }
 }  // namespace frameworkcheck

@@ -1,5 +1,5 @@
 /// @file
-/// Bytes to put into buffers, and to find there again.
+/// Byte sequences for checking buffers and streams.
 #pragma once
 
 #include <algorithm>
@@ -17,7 +17,7 @@ using Bytes = std::vector<unsigned char>;
 
 inline unsigned int lengthOf(Bytes const& aBytes) { return static_cast<unsigned int>(aBytes.size()); }
 
-/// 0, 1, 2, ...
+/// @return the bytes 0, 1, 2 and so on
 inline Bytes countingBytes(unsigned int aLength)
 {
     Bytes bytes(aLength);
@@ -28,7 +28,7 @@ inline Bytes countingBytes(unsigned int aLength)
     return bytes;
 }
 
-/// @throws Unmet unless the buffer holds exactly these bytes
+/// @throws Unmet when the buffer does not contain exactly these bytes
 inline void expectBytes(QZCBuffer const& aBuffer, Bytes const& aExpected)
 {
     expect(aBuffer.getLength() == lengthOf(aExpected),
@@ -37,7 +37,7 @@ inline void expectBytes(QZCBuffer const& aBuffer, Bytes const& aExpected)
     auto const difference = std::mismatch(aExpected.begin(), aExpected.end(), found);
     if (difference.first != aExpected.end())
     {
-        throw Unmet(fmt::format("of {} bytes expected {} at position {}, found {}", aExpected.size(),
+        throw Unmet(fmt::format("{} bytes: expected {} at position {}, found {}", aExpected.size(),
                                 *difference.first, difference.second - found, *difference.second));
     }
 }

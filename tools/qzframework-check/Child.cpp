@@ -64,11 +64,11 @@ Finding find(Requirement const& aRequirement)
     }
     catch (std::exception const& exception)
     {
-        return {Result::unmet, fmt::format("an exception came out: {}", exception.what())};
+        return {Result::unmet, fmt::format("unexpected exception: {}", exception.what())};
     }
 }
 
-/// The result's number and the reason, as the child hands them to its parent.
+/// @return the digit of the result and the reason, in which form the child passes them to its parent
 std::string encodedForm(Finding const& aFinding)
 {
     return static_cast<char>('0' + static_cast<int>(aFinding.mResult)) + aFinding.mReason;
@@ -88,7 +88,7 @@ Finding findingIn(std::string const& aEncoded)
     ::_exit(isWritten ? 0 : 1);
 }
 
-/// A child process, which ends when it takes too long.
+/// Forks a child process that is terminated when it takes too long.
 pid_t fork()
 {
     std::fflush(nullptr);
@@ -104,7 +104,8 @@ pid_t fork()
     return child;
 }
 
-/// How the process ended, in words.
+/// Waits for the process.
+/// @return how the process ended, in words
 std::string endOf(pid_t aChild)
 {
     int status = 0;
@@ -119,7 +120,7 @@ std::string endOf(pid_t aChild)
     {
         return fmt::format("did not end within {} seconds", secondsToCheck);
     }
-    return fmt::format("was ended by signal {} ({})", WTERMSIG(status), ::strsignal(WTERMSIG(status)));
+    return fmt::format("was terminated by signal {} ({})", WTERMSIG(status), ::strsignal(WTERMSIG(status)));
 }
 }  // namespace
 

@@ -1,5 +1,5 @@
 /// @file
-/// Checks in processes of their own: a framework that crashes, exits or hangs fails one requirement, not all.
+/// Runs each check in a child process, so that a crash, an exit or a hang fails only one requirement.
 #pragma once
 
 #include <string>
@@ -21,14 +21,15 @@ struct Finding
     std::string mReason;  ///< empty when the requirement is met
 };
 
-/// Checks one requirement in a child process, whose standard error is kept from the user.
-/// @throws std::system_error when there is no process to be had
+/// Checks one requirement in a child process, whose standard error is not shown.
+/// @throws std::system_error when the process cannot be created
 Finding checkInChild(Requirement const& aRequirement);
 
-/// For checks: what this process has written to standard error so far, its own children included.
+/// For checks.
+/// @return everything that this process and its children have written to standard error
 std::string standardError();
 
-/// For checks: runs the body in a child process.
-/// @return how the process ended, in words: "ended with exit status 1"
+/// For checks. Runs the function in a child process.
+/// @return how the process ended, in words, such as "ended with exit status 1"
 std::string endOfProcess(void (*aBody)());
 }  // namespace frameworkcheck

@@ -1,4 +1,4 @@
-// Each function behaves as that of the standard library of the same stem.
+// Each function behaves like the function of the standard library with the same stem.
 #include <algorithm>
 #include <chrono>
 #include <string>
@@ -17,19 +17,21 @@ void checkCopying()
 {
     Bytes const source = countingBytes(9);
     Bytes target(10, 0xff);
-    expect(ClibMemcpy(target.data(), source.data(), 9) == target.data(), "the target was not returned");
+    expect(ClibMemcpy(target.data(), source.data(), 9) == target.data(),
+           "expected the address of the target as result, found another");
     Bytes expected(10, 0xff);
     std::copy(source.begin(), source.end(), expected.begin());
-    expect(target == expected, "not exactly the 9 bytes were copied");
+    expect(target == expected, "expected exactly 9 bytes to be copied");
 }
 
 void checkSetting()
 {
     Bytes target(10, 0xff);
-    expect(ClibMemset(target.data(), 0x1234, 9) == target.data(), "the target was not returned");
+    expect(ClibMemset(target.data(), 0x1234, 9) == target.data(),
+           "expected the address of the target as result, found another");
     Bytes expected(9, 0x34);
     expected.push_back(0xff);
-    expect(target == expected, "not exactly the 9 bytes were set to the low 8 bits of the value");
+    expect(target == expected, "expected exactly 9 bytes with the low 8 bits of the value");
 }
 
 void checkPrinting()
@@ -38,7 +40,7 @@ void checkPrinting()
     int const length = ClibSprintf(text, "%02x%s%u", 10, ":", 4294967295u);
     expect(text == std::string("0a:4294967295"),
            fmt::format("expected \"0a:4294967295\", found \"{}\"", text));
-    expect(length == 13, fmt::format("expected 13 as the number of characters, found {}", length));
+    expect(length == 13, fmt::format("expected result 13, found {}", length));
 }
 
 void checkPrintingATextAlone()
@@ -95,12 +97,13 @@ Requirements clibRequirements()
     return {
         {"Clib.ClibMemcpy", "copies the bytes and returns the target", checkCopying},
         {"Clib.ClibMemset", "sets the bytes and returns the target", checkSetting},
-        {"Clib.ClibSprintf", "prints values and returns the number of characters", checkPrinting},
-        {"Clib.ClibSprintf-text", "prints a text without values", checkPrintingATextAlone},
-        {"Clib.ClibSscanf", "scans as far as the text goes", checkScanning},
-        {"Clib.ClibSscanf-nothing", "leaves the value when nothing can be scanned", checkScanningNothing},
-        {"Clib.ClibNtohl", "turns network byte order into the host's", checkByteOrder},
-        {"Clib.ClibSleepMS", "sleeps for the time at least", checkSleeping},
+        {"Clib.ClibSprintf", "formats values and returns the number of characters", checkPrinting},
+        {"Clib.ClibSprintf-text", "formats a text without values", checkPrintingATextAlone},
+        {"Clib.ClibSscanf", "scans hexadecimal digits up to the first other character", checkScanning},
+        {"Clib.ClibSscanf-nothing", "leaves the value unchanged when there are no digits",
+         checkScanningNothing},
+        {"Clib.ClibNtohl", "converts network byte order to host byte order", checkByteOrder},
+        {"Clib.ClibSleepMS", "sleeps at least for the given time", checkSleeping},
     };
 }
 }  // namespace frameworkcheck

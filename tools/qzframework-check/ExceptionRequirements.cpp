@@ -1,4 +1,4 @@
-// The root of the exceptions, also as the virtual base that it is to the library.
+// The root of the exceptions, which is a virtual base of the library's exceptions.
 #include <algorithm>
 #include <cstddef>
 #include <string>
@@ -34,7 +34,7 @@ void checkCode()
     expect(code == 802, fmt::format("expected code 802, found {}", code));
 }
 
-/// Throws what is of two kinds, and catches it by its root, or by one of the kinds.
+/// Throws an exception with two base classes and catches it as Base.
 template <typename Base>
 void checkCatching()
 {
@@ -65,17 +65,17 @@ void checkAllocations()
     copy = exception;
     std::size_t const made = allocations() - before;
     expectText(copy, text);
-    expect(made == 0, fmt::format("an exception and its copy made {} allocations", made));
+    expect(made == 0, fmt::format("expected no allocations for an exception and its copy, found {}", made));
 }
 }  // namespace
 
 Requirements exceptionRequirements()
 {
     return {
-        {"Exception.message", "the text is copied into the object", checkMessage},
-        {"Exception.code", "the code is kept", checkCode},
-        {"Exception.bases", "an exception of two kinds is caught by each, and by the root", checkBases},
-        {"Exception.allocations", "making and copying one takes no operator new", checkAllocations},
+        {"Exception.message", "an exception stores a copy of its text", checkMessage},
+        {"Exception.code", "an exception stores its code", checkCode},
+        {"Exception.bases", "an exception with two bases is caught as each base and as the root", checkBases},
+        {"Exception.allocations", "construction and copying do not call operator new", checkAllocations},
     };
 }
 }  // namespace frameworkcheck

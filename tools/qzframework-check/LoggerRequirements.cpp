@@ -1,4 +1,4 @@
-// The logger can be called, whatever it is given.
+// The logger accepts any text and any value, from any thread.
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,7 +13,7 @@ namespace frameworkcheck
 {
 namespace
 {
-/// Whatever a call throws, the check passes on as its failure.
+/// An exception from a call fails the requirement.
 void checkCalling()
 {
     QZ_LOG_ENTERED();
@@ -31,8 +31,7 @@ void checkFormatting()
     std::string const found = standardError();
     if (found.empty())
     {
-        throw Unseen("nothing came to standard error: look for \"" + expected +
-                     "\" where the framework logs");
+        throw Unseen("standard error is empty: look for \"" + expected + "\" in the framework's log");
     }
     expect(found.find(expected) != std::string::npos,
            "expected \"" + expected + "\", found \"" + found + "\"");
@@ -70,10 +69,10 @@ void checkThreads()
 Requirements loggerRequirements()
 {
     return {
-        {"Logger.call", "every level can be logged, and nothing is thrown", checkCalling},
-        {"Logger.format", "the values stand in the text", checkFormatting},
+        {"Logger.call", "every level can be logged without an exception", checkCalling},
+        {"Logger.format", "the values are inserted into the text", checkFormatting},
         {"Logger.hostile-values", "long texts and control characters do no harm", checkHostileValues},
-        {"Logger.threads", "several threads log at once", checkThreads},
+        {"Logger.threads", "several threads can log at the same time", checkThreads},
     };
 }
 }  // namespace frameworkcheck

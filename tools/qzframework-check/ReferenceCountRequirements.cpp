@@ -1,4 +1,4 @@
-// Counting, also by several threads at once.
+// Reference counting by one thread and by several threads.
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -16,18 +16,18 @@ namespace
 {
 constexpr unsigned int threads = 4;
 
-void expectLeft(QZCReferenceCount& aCount, unsigned int aExpected)
+void expectAfterDecrement(QZCReferenceCount& aCount, unsigned int aExpected)
 {
     unsigned int const found = aCount.decrement();
-    expect(found == aExpected, fmt::format("expected decrement() to leave {}, found {}", aExpected, found));
+    expect(found == aExpected, fmt::format("expected decrement() to return {}, found {}", aExpected, found));
 }
 
 void checkInitialCount()
 {
     QZCReferenceCount count(3);
-    expectLeft(count, 2);
-    expectLeft(count, 1);
-    expectLeft(count, 0);
+    expectAfterDecrement(count, 2);
+    expectAfterDecrement(count, 1);
+    expectAfterDecrement(count, 0);
 }
 
 void checkIncrementing()
@@ -35,7 +35,7 @@ void checkIncrementing()
     QZCReferenceCount count(1);
     count.increment();
     count.increment();
-    expectLeft(count, 2);
+    expectAfterDecrement(count, 2);
 }
 
 void inThreads(std::function<void()> const& aBody)
@@ -47,7 +47,7 @@ void inThreads(std::function<void()> const& aBody)
         running.emplace_back(
             [&]
             {
-                // All begin at once, so that they meet.
+                // All threads begin at the same time, so that they compete.
                 --waiting;
                 while (waiting != 0)
                 {
@@ -62,7 +62,7 @@ void inThreads(std::function<void()> const& aBody)
     }
 }
 
-/// A count that is not atomic takes threads that run side by side for a while to show it.
+/// Runs for half a second: a count that is not atomic fails only when threads collide.
 void shareAndLetGo(QZCReferenceCount& aCount)
 {
     auto const end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
@@ -80,7 +80,7 @@ void checkSharing()
 {
     QZCReferenceCount count(2);
     inThreads([&] { shareAndLetGo(count); });
-    expectLeft(count, 1);
+    expectAfterDecrement(count, 1);
 }
 
 void checkLastHolder()
@@ -90,7 +90,8 @@ void checkLastHolder()
         QZCReferenceCount count(threads);
         std::atomic<unsigned int> last{0};
         inThreads([&] { last += count.decrement() == 0 ? 1 : 0; });
-        expect(last == 1, fmt::format("of {} holders {} were told to be the last", threads, last.load()));
+        expect(last == 1, fmt::format("{} threads: expected decrement() to return 0 once, found {} times",
+                                      threads, last.load()));
     }
 }
 }  // namespace
@@ -98,10 +99,10 @@ void checkLastHolder()
 Requirements referenceCountRequirements()
 {
     return {
-        {"ReferenceCount.initial", "decrement() tells what is left of the initial count", checkInitialCount},
+        {"ReferenceCount.initial", "decrement() returns the remaining count", checkInitialCount},
         {"ReferenceCount.increment", "increment() adds one", checkIncrementing},
-        {"ReferenceCount.threads", "several threads count without losing a holder", checkSharing},
-        {"ReferenceCount.last", "of several threads exactly one is told to be the last", checkLastHolder},
+        {"ReferenceCount.threads", "the count stays exact when several threads change it", checkSharing},
+        {"ReferenceCount.last", "decrement() returns 0 to exactly one of several threads", checkLastHolder},
     };
 }
 }  // namespace frameworkcheck

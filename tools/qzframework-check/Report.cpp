@@ -11,7 +11,7 @@ namespace frameworkcheck
 {
 namespace
 {
-constexpr char const* names[] = {"ok", "FAILED", "unseen"};  // as Result has them
+constexpr char const* names[] = {"ok", "FAILED", "unseen"};  // in the order of Result
 
 char const* nameOf(Result aResult) { return names[static_cast<std::size_t>(aResult)]; }
 
@@ -21,7 +21,7 @@ auto count(std::vector<Checked> const& aChecked, Result aResult)
                          [&](Checked const& aOne) { return aOne.mFinding.mResult == aResult; });
 }
 
-/// The text without what would make more than a line of it.
+/// @return the text in one line: without line ends at its end, and with '?' for other control characters
 std::string inOneLine(std::string aText)
 {
     while (!aText.empty() && aText.back() == '\n')
@@ -81,7 +81,7 @@ std::string Report::json() const
                                           {"framework", mFramework},
                                           {"requirements", list},
                                           {"exit_status", isGood() ? 0 : 1}};
-    // What a framework said may be no text at all.
+    // The framework's output is not necessarily valid UTF-8.
     return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 }  // namespace frameworkcheck

@@ -1,5 +1,5 @@
 /// @file
-/// What was found, as text or as a JSON document.
+/// The results of the checks, as text and as a JSON document.
 #pragma once
 
 #include <string>
@@ -21,11 +21,13 @@ struct Report
     std::string mFramework;  ///< path of the library that was checked
     std::vector<Checked> mChecked;
 
+    /// @return whether no requirement failed
     bool isGood() const;
 
-    /// A line for each requirement, and one that counts them.
+    /// @return a line for each requirement, and a line with the counts
     std::string text() const;
 
+    /// @return the JSON document with its line end
     std::string json() const;
 };
 }  // namespace frameworkcheck

@@ -1,5 +1,5 @@
 /// @file
-/// What the library relies on of its framework, as requirements that can be checked one by one.
+/// The requirements of the library on its framework, each with its own check.
 #pragma once
 
 #include <stdexcept>
@@ -8,14 +8,14 @@
 
 namespace frameworkcheck
 {
-/// A requirement is not met. The text says what was expected and what was found.
+/// Thrown when a requirement is not met. The text says what was expected and what was found.
 class Unmet : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// A requirement cannot be judged from outside. The text says where to look.
+/// Thrown when the program cannot see whether a requirement is met. The text says where to look.
 class Unseen : public std::runtime_error
 {
 public:
@@ -24,14 +24,14 @@ public:
 
 struct Requirement
 {
-    char const* mName;       ///< the header's stem, a dot, and what of it
-    char const* mStatement;  ///< what must hold, in one line
-    void (*mCheck)();        ///< @throws Unmet, Unseen; whatever else it throws is the framework's
+    char const* mName;       ///< stem of the header, a dot, and a short name
+    char const* mStatement;  ///< the requirement in one line
+    void (*mCheck)();        ///< throws Unmet or Unseen; any other exception comes from the framework
 };
 
 using Requirements = std::vector<Requirement>;
 
-/// @throws Unmet with the text, unless the condition holds
+/// @throws Unmet with the text when the condition is false
 inline void expect(bool aCondition, std::string const& aText)
 {
     if (!aCondition)
@@ -40,10 +40,10 @@ inline void expect(bool aCondition, std::string const& aText)
     }
 }
 
-/// All of them, in the order in which docs/framework.md has the headers.
+/// @return all requirements, in the order of the headers in docs/framework.md
 Requirements allRequirements();
 
-/// Those of one header.
+/// @return the requirements of one header
 /// @{
 Requirements bufferRequirements();
 Requirements streamRequirements();

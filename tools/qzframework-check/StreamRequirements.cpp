@@ -1,4 +1,4 @@
-// What goes into a stream comes out of it, and input that is cut is refused.
+// Extraction returns the inserted values and refuses truncated input.
 #include <exception>
 
 #include <fmt/format.h>
@@ -14,7 +14,7 @@ namespace frameworkcheck
 {
 namespace
 {
-/// A copy of what the stream holds.
+/// @return a copy of the encoded bytes
 Bytes encodedIn(QZCEncodableOutStream const& aStream)
 {
     QZCBuffer const& encoded = aStream.getEncoded();
@@ -26,7 +26,7 @@ template <typename Value>
 Bytes encodedFormOf(Value const& aValue)
 {
     QZCEncodableOutStream out;
-    expect(&(out << aValue) == &out, "an insertion did not return its stream");
+    expect(&(out << aValue) == &out, "expected an insertion to return its stream");
     return encodedIn(out);
 }
 
@@ -36,7 +36,7 @@ void checkRoundTrip(Value const& aValue)
     Bytes const encoded = encodedFormOf(aValue);
     QZCEncodableInStream in(encoded.data(), lengthOf(encoded));
     Value found = static_cast<Value>(!aValue);
-    expect(&(in >> found) == &in, "an extraction did not return its stream");
+    expect(&(in >> found) == &in, "expected an extraction to return its stream");
     expect(found == aValue, fmt::format("inserted {}, extracted {}", static_cast<unsigned int>(aValue),
                                         static_cast<unsigned int>(found)));
 }
@@ -65,12 +65,12 @@ void checkInts()
     checkRoundTrip(4294967295u);
 }
 
-/// The buffer that is extracted from the encoded bytes.
+/// @return the buffer that is extracted from the encoded bytes
 QZCPointer<QZCBuffer> bufferIn(Bytes const& aEncoded)
 {
     QZCEncodableInStream in(aEncoded.data(), lengthOf(aEncoded));
     QZCPointer<QZCBuffer> buffer;
-    expect(&(in >> buffer) == &in, "an extraction did not return its stream");
+    expect(&(in >> buffer) == &in, "expected an extraction to return its stream");
     return buffer;
 }
 
@@ -97,7 +97,7 @@ void checkFreshBuffer()
     expectBytes(*target, countingBytes(5));
 }
 
-/// Each element once, as the records use them.
+/// Inserts each kind of element, as the records do.
 void putSequence(QZCEncodableOutStream& aOut, QZCBuffer const& aPayload)
 {
     unsigned char const byte = 200;
@@ -124,13 +124,13 @@ void checkSequence()
     expectBytes(*buffer, payload);
 }
 
-/// Whether an extraction leaves by an exception when the last bytes of its input are missing.
+/// Checks that extraction from truncated input throws an exception.
 template <typename Target>
 void checkCutInput(char const* aType, Bytes const& aEncoded)
 {
     for (unsigned int length = 0; length < lengthOf(aEncoded); ++length)
     {
-        // A block of its own, so that reading past it is noticed by tools that watch memory.
+        // A separate allocation, so that memory checkers detect a read past its end.
         Bytes const cut(aEncoded.begin(), aEncoded.begin() + length);
         QZCEncodableInStream in(cut.data(), length);
         Target target{};
@@ -142,8 +142,8 @@ void checkCutInput(char const* aType, Bytes const& aEncoded)
         {
             continue;
         }
-        throw Unmet(
-            fmt::format("{} of {} bytes was extracted from the first {}", aType, aEncoded.size(), length));
+        throw Unmet(fmt::format("expected an exception for the first {} of {} bytes of {}, found none",
+                                length, aEncoded.size(), aType));
     }
 }
 
@@ -160,14 +160,14 @@ void checkRefusal()
 Requirements streamRequirements()
 {
     return {
-        {"EncodableStream.bool", "a bool comes out as it went in", checkBools},
-        {"EncodableStream.unsigned-char", "an unsigned char comes out as it went in", checkBytes},
-        {"EncodableStream.unsigned-int", "an unsigned int comes out as it went in", checkInts},
-        {"EncodableStream.buffer", "a buffer comes out as it went in", checkBuffers},
-        {"EncodableStream.fresh-buffer", "extracting makes a new buffer, and leaves the one before",
+        {"EncodableStream.bool", "an inserted bool is extracted unchanged", checkBools},
+        {"EncodableStream.unsigned-char", "an inserted unsigned char is extracted unchanged", checkBytes},
+        {"EncodableStream.unsigned-int", "an inserted unsigned int is extracted unchanged", checkInts},
+        {"EncodableStream.buffer", "an inserted buffer is extracted unchanged", checkBuffers},
+        {"EncodableStream.fresh-buffer", "extraction creates a new buffer and keeps the previous one",
          checkFreshBuffer},
-        {"EncodableStream.sequence", "elements come out in the order in which they went in", checkSequence},
-        {"EncodableStream.refusal", "input that is cut leaves by an exception", checkRefusal},
+        {"EncodableStream.sequence", "elements are extracted in the order of insertion", checkSequence},
+        {"EncodableStream.refusal", "extraction from truncated input throws an exception", checkRefusal},
     };
 }
 }  // namespace frameworkcheck

@@ -1,4 +1,4 @@
-// Tells whether the framework that it meets keeps what the library relies on.
+// The qzframework-check program: checks whether the common framework meets the library's requirements.
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
@@ -30,31 +30,31 @@ enum ExitStatus
 };
 
 constexpr char const* description =
-    "Checks whether the common framework keeps what libQZSensorAgentCommon relies on. It is linked as an "
-    "agent is,\n"
-    "so it checks the framework that an agent would meet at this place and in this environment.\n";
+    "Checks whether the common framework meets the requirements of libQZSensorAgentCommon. The program is "
+    "linked\n"
+    "like an agent, so it checks the framework that an agent in this folder and environment would load.\n";
 
 constexpr char const* footer = R"(
 Examples:
-  qzframework-check                          every requirement, a line for each
-  qzframework-check Clib Logger.threads      those of Clib, and one of the logger
-  qzframework-check --list                   what is required, without checking it
+  qzframework-check                          check all requirements
+  qzframework-check Clib Logger.threads      check those of Clib and one of the logger
+  qzframework-check --list                   list all requirements
   LD_LIBRARY_PATH=/opt/product/lib qzframework-check
-                                             the libQZCommonFramework.so.1 in that folder
+                                             check the libQZCommonFramework.so.1 in that folder
   LD_PRELOAD=./mylogger.so qzframework-check Logger Assertion
-                                             functions that take the place of the framework's
+                                             check functions that replace the framework's
 
 Results:
   ok      the requirement is met
-  FAILED  it is not; the line says what was expected and what was found
-  unseen  it cannot be told from outside; the line says where to look
+  FAILED  the requirement is not met; the line says what was expected and what was found
+  unseen  the program cannot see whether the requirement is met; the line says where to look
 
-Each requirement is checked in a process of its own: one that crashes, exits or hangs fails alone.
+Each requirement is checked in a process of its own, so a crash, an exit or a hang fails only one requirement.
 
 Exit codes:
   0  no requirement failed
-  1  some did
-  2  misuse: the arguments were not understood, and nothing was checked)";
+  1  at least one requirement failed
+  2  usage error: the arguments are invalid, and nothing was checked)";
 
 struct Options
 {
@@ -67,24 +67,26 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char const* const* 
 {
     aParser.footer(footer);
     aParser.set_version_flag("--version", "qzframework-check " QZFRAMEWORK_CHECK_VERSION);
-    aParser.add_flag("--json", aOptions.mIsJson, "Answer with a JSON document instead of text")
+    aParser.add_flag("--json", aOptions.mIsJson, "Print a JSON document instead of text")
         ->disable_flag_override();
-    CLI::Option* const list = aParser.add_flag("--list", aOptions.mIsList, "Only list what is required");
+    CLI::Option* const list =
+        aParser.add_flag("--list", aOptions.mIsList, "List the requirements without checking them");
     list->disable_flag_override();
     list->excludes("--json");
-    aParser.add_option("REQUIREMENT", aOptions.mNames,
-                       "Check only these: a name, or what stands before its dot");
+    aParser.add_option(
+        "REQUIREMENT", aOptions.mNames,
+        "Check only these: the name of a requirement, or of a header for all of its requirements");
     aParser.parse(aCount, aArguments);
 }
 
-/// Whether the name is the requirement's, or that of its header.
+/// @return whether the name is that of the requirement or of its header
 bool isNamed(Requirement const& aRequirement, std::string const& aName)
 {
     std::string const name = aRequirement.mName;
     return name == aName || name.substr(0, name.find('.')) == aName;
 }
 
-/// @throws CLI::ValidationError for a name that is none
+/// @throws CLI::ValidationError when a name is unknown
 Requirements chosenBy(std::vector<std::string> const& aNames)
 {
     Requirements all = allRequirements();
@@ -101,13 +103,13 @@ Requirements chosenBy(std::vector<std::string> const& aNames)
         if (chosen.size() == before)
         {
             throw CLI::ValidationError("REQUIREMENT",
-                                       fmt::format("there is none named \"{}\"; --list has them", name));
+                                       fmt::format("unknown name \"{}\"; --list shows the names", name));
         }
     }
     return chosen;
 }
 
-/// The library that the framework's functions come from.
+/// @return path of the library that provides the framework's functions
 std::string frameworkInUse()
 {
     Dl_info info{};

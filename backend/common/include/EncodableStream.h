@@ -1,8 +1,8 @@
 /// @file
-/// The streams that records are encoded into and decoded from.
+/// The streams that encode and decode records.
 ///
-/// The encoded form is a CBOR sequence (RFC 8742), so any CBOR tool reads it; docs/encoded-forms.md has
-/// those of the records:
+/// The encoded form is a CBOR sequence (RFC 8742), so any CBOR tool reads it. docs/encoded-forms.md has the
+/// encoded forms of the records. The elements are:
 ///
 ///     bool            f4 | f5
 ///     unsigned char   major type 0, shortest head:  00..17 | 18 xx
@@ -13,30 +13,31 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Exception.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 
-/// Input that ends too soon or is not of the type that was asked for. The text gives the byte position, what
-/// was expected and what stands there; the code is 100. It is a QZCException, but neither generic nor
-/// halting. Nothing is logged when it is thrown.
-/// Thread-safety: one object is used by one thread at a time.
+/// The input ends too early or is not of the requested type. The text contains the byte position, the expected
+/// element and the element found. The code is 100. The class is neither a QZCGenericException nor a QZCHaltEx.
+/// Nothing is logged when it is thrown.
+/// Thread-safety: only one thread may use an object at a time.
 /// @ingroup exceptions
 class QZCEncodingEx : virtual public QZCException
 {
 public:
     /// @param apMessage the text, which is copied; see QZCException::QZCException()
-    /// @param aCode     100 wherever the streams throw it
+    /// @param aCode     the code; the streams always pass 100
     QZCEncodingEx(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCEncodingEx() noexcept override;
 };
 
-/// The bytes of the encoded form that writer and reader share. A head is a major type and, in the low five
-/// bits, a small value or how many bytes of a larger one follow.
+/// Bytes of the encoded form that encoder and decoder share. A head byte contains the major type and, in its low
+/// five bits, either a small value or the number of bytes that follow with a larger value.
 /// @ingroup services
 struct QZCEncodedForm
 {
@@ -46,30 +47,35 @@ struct QZCEncodedForm
     static constexpr unsigned char sgFollows2 = 25;      ///< two bytes of value follow
     static constexpr unsigned char sgFollows4 = 26;      ///< four bytes of value follow
     static constexpr unsigned char sgFollows8 = 27;      ///< eight bytes of value follow
-    static constexpr unsigned char sgFalse = 0xf4;       ///< the whole of a false
-    static constexpr unsigned char sgTrue = 0xf5;        ///< the whole of a true
+    static constexpr unsigned char sgFalse = 0xf4;       ///< the element false
+    static constexpr unsigned char sgTrue = 0xf5;        ///< the element true
     static constexpr unsigned int sgByteHeadSize = 2;    ///< a head with one byte of value
     static constexpr unsigned int sgWordHeadSize = 5;    ///< a head with four bytes of value
 };
 
-/// Encoder: elements are inserted one after another and the bytes taken with getEncoded().
+/// Encoder: callers insert elements one after another and take the bytes with getEncoded().
 ///
-/// Errors: those of QZCBuffer::append(); the stream then holds what it held before the insertion. It asserts
-/// nothing and logs nothing.
-/// Thread-safety: one stream is used by one thread at a time.
+/// Only the four types below and classes derived from QZCBuffer can be inserted. Other types do not compile,
+/// so that a pointer or a text is not silently converted to `bool`.
+///
+/// Errors: the exceptions of QZCBuffer::append(). A failed insertion leaves the stream unchanged. This holds for
+/// each element and not for a record: when the encode() of a record fails, the elements that it inserted
+/// before remain in the stream. Call clear() or discard the stream before using it again.
+/// It asserts nothing and logs nothing.
+/// Thread-safety: only one thread may use a stream at a time.
 /// @ingroup services
 class QZCEncodableOutStream
 {
 public:
-    /// A stream that holds nothing yet.
+    /// Makes an empty stream.
     QZCEncodableOutStream() : mEncoded(0u, 0u) {}
 
     QZCEncodableOutStream(QZCEncodableOutStream const&) = delete;
     QZCEncodableOutStream& operator=(QZCEncodableOutStream const&) = delete;
 
-    /// Appends one element, whose value may stand in the bytes of this very stream.
-    /// @param acrValue the value, not kept
-    /// @return this stream, so that insertions chain
+    /// Appends one element. The value may be located in the bytes of this stream.
+    /// @param acrValue the value
+    /// @return this stream, so that insertions can be chained
     /// @throws std::bad_alloc, std::length_error; see QZCBuffer::append()
     /// @{
     QZCEncodableOutStream& operator<<(bool const& acrValue)
@@ -111,27 +117,32 @@ public:
     }
     /// @}
 
-    /// Appends one element of all bytes that a buffer holds; they are taken as they are, whatever a derived
-    /// class makes of its virtual operations.
-    /// @param acrBuffer the bytes, copied; may be the buffer of this very stream
-    /// @return this stream, so that insertions chain
+    /// Appends one element that contains all bytes of a buffer. It copies the stored bytes and does not call the
+    /// virtual functions, which a derived class may override.
+    /// @param acrBuffer the bytes, copied; may be the buffer of this stream
+    /// @return this stream, so that insertions can be chained
     /// @throws std::bad_alloc, std::length_error; see QZCBuffer::append()
     QZCEncodableOutStream& operator<<(QZCBuffer const& acrBuffer)
     {
         unsigned int const length = acrBuffer.mLength;
         unsigned char* const room = mEncoded._room(std::uint64_t{length} + QZCEncodedForm::sgWordHeadSize);
         _putWord(room, QZCEncodedForm::sgByteString | QZCEncodedForm::sgFollows4, length);
-        // Read only now: the stream's own bytes may have moved with the growing.
+        // mBytes is read after _room(), because growing moves the bytes if this is the stream's own buffer.
         _putBytes(room + QZCEncodedForm::sgWordHeadSize, acrBuffer.mBytes, length);
         mEncoded.mLength += length + QZCEncodedForm::sgWordHeadSize;
         return *this;
     }
 
-    /// @return the bytes of all elements inserted since construction or the last clear(); owned by the
-    ///         stream, valid until it is changed or destroyed
+    /// Refuses all other types: most of them would convert to `bool` and be written as one byte.
+    /// @tparam Value any type except the four above and classes derived from QZCBuffer
+    template <typename Value, typename = std::enable_if_t<!std::is_base_of<QZCBuffer, Value>::value>>
+    QZCEncodableOutStream& operator<<(Value const&) = delete;
+
+    /// @return the bytes of all elements inserted since construction or the last clear(), owned by the stream,
+    ///         valid until the stream is changed or destroyed
     QZCBuffer const& getEncoded() const { return mEncoded; }
 
-    /// Forgets all elements but keeps the room, so that a reused stream allocates no more.
+    /// Removes all elements and keeps the memory, so that a reused stream does not allocate again.
     void clear() { mEncoded.mLength = 0; }
 
 private:
@@ -161,8 +172,7 @@ private:
         unsigned int const half = 32;
         if (aLength >= half && aLength <= 2 * half)
         {
-            // The usual event: two copies of fixed size, overlapping in the middle, are done before a call
-            // of the general copy has begun.
+            // Most events have this size. Two overlapping copies of fixed size are faster than a call of memcpy.
             unsigned int const rest = aLength - half;
             std::memcpy(apRoom, apBytes, half);
             std::memcpy(apRoom + rest, apBytes + rest, half);
@@ -176,23 +186,21 @@ private:
     QZCBuffer mEncoded;
 };
 
-/// Decoder: elements are extracted in the order in which they were inserted.
+/// Decoder: callers extract elements in the order in which they were inserted.
 ///
-/// It reads the caller's bytes in place. Every well-formed head of definite length is accepted for the type
-/// that is asked for, everything else is refused; nothing is read past the end, and a length beyond the
-/// remaining bytes is refused before anything is allocated. A failed extraction leaves the stream and the
-/// target where they were.
+/// It reads the caller's bytes in place. It accepts every well-formed head of definite length for the requested
+/// type and refuses everything else. It never reads past the end, and it refuses a length beyond the remaining
+/// bytes before it allocates memory. A failed extraction leaves the stream and the target unchanged.
 ///
-/// Errors: QZCEncodingEx as above; extracting a buffer also QZCNoMemoryEx. It asserts nothing and logs
-/// nothing.
-/// Thread-safety: one stream is used by one thread at a time.
+/// Errors: QZCEncodingEx; extracting a buffer also throws QZCNoMemoryEx. It asserts nothing and logs nothing.
+/// Thread-safety: only one thread may use a stream at a time.
 /// @ingroup services
 class QZCEncodableInStream
 {
 public:
-    /// A stream at the first of these bytes.
-    /// @param apBytes encoded bytes, not owned; must stay valid as long as the stream is used
-    /// @param aLength their number
+    /// Makes a stream that starts at the first of these bytes.
+    /// @param apBytes encoded bytes, not owned; must stay valid while the stream is used
+    /// @param aLength number of bytes
     QZCEncodableInStream(unsigned char const* apBytes, unsigned int aLength)
         : mBytes(apBytes), mLength(aLength), mPosition(0)
     {
@@ -203,7 +211,7 @@ public:
 
     /// Extracts one element.
     /// @param arValue set to its value
-    /// @return this stream, so that extractions chain
+    /// @return this stream, so that extractions can be chained
     /// @throws QZCEncodingEx, code 100
     /// @{
     QZCEncodableInStream& operator>>(bool& arValue)
@@ -229,9 +237,9 @@ public:
     }
     /// @}
 
-    /// Extracts one element of bytes: makes a new buffer with a copy of them.
-    /// @param arBuffer set to the new buffer; lets go of what it held
-    /// @return this stream, so that extractions chain
+    /// Extracts one element of bytes into a new buffer.
+    /// @param arBuffer set to the new buffer; its share of a previous buffer is released
+    /// @return this stream, so that extractions can be chained
     /// @throws QZCEncodingEx, code 100; QZCNoMemoryEx "Out of Memory", code 2
     QZCEncodableInStream& operator>>(QZCPointer<QZCBuffer>& arBuffer)
     {
@@ -246,7 +254,7 @@ public:
         }
         catch (std::bad_alloc const&)
         {
-            // No room for the bytes is the same to the caller as none for the buffer object.
+            // The caller does not distinguish missing memory for the bytes from missing memory for the buffer.
             throw QZCNoMemoryEx("Out of Memory", 2);
         }
         mPosition = start + length;
@@ -257,7 +265,7 @@ public:
     unsigned int getRemaining() const { return mLength - mPosition; }
 
 private:
-    /// True when the next element is an unsigned integer that its head byte holds.
+    /// @return whether the next element is an unsigned integer that fits into its head byte
     bool _isSmall() const { return mPosition != mLength && mBytes[mPosition] < QZCEncodedForm::sgFollows1; }
 
     bool _isBool() const
@@ -269,7 +277,7 @@ private:
     [[noreturn]] void _refuseBool() const;
     unsigned int _readUnsigned(unsigned int aLargest);
 
-    /// Finds the byte string that comes next, without moving.
+    /// Finds the next byte string without extracting it.
     /// @param arLength set to its length
     /// @return position of its first byte
     unsigned int _findString(unsigned int& arLength) const;

@@ -6,33 +6,34 @@
 
 /// Root of all exceptions of the system: a message text and a numeric code.
 ///
-/// Every class below it derives virtually, so an exception that is of two kinds still has one text and one
-/// code. It is a std::exception too, so that a generic handler sees it.
+/// All derived classes derive virtually, so an exception of two kinds has one text and one code. It is also a
+/// std::exception, so that a generic handler catches it.
 ///
-/// docs/errors.md lists who throws what, and whether it is logged before.
-/// Thread-safety: an exception object is used by one thread at a time.
+/// docs/errors.md lists which function throws which exception, docs/logging.md the lines that are logged before.
+/// Thread-safety: only one thread may use an exception object at a time.
 /// @ingroup exceptions
 class QZCException : public std::exception
 {
 public:
     /// Copies the message into the object, so that it outlives the caller's text. Allocates nothing and
     /// throws nothing.
-    /// @param apMessage terminated text; longer than 255 characters it is cut there; null counts as empty
+    /// @param apMessage NUL-terminated text, truncated after 255 characters; null is treated as empty
     /// @param aCode     numeric code, fixed for each class that is thrown
     QZCException(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Frees nothing: text and code are inside the object.
+    /// Does nothing: text and code are inside the object.
     ~QZCException() noexcept override;
 
-    /// Copies text and code; throws nothing.
+    /// Copies text and code. Throws nothing.
     QZCException(QZCException const&) noexcept = default;
 
-    /// Takes text and code of another exception; throws nothing.
+    /// Copies text and code of another exception. Throws nothing.
     /// @return this exception
     QZCException& operator=(QZCException const&) noexcept = default;
 
-    /// @return the message text, valid as long as the object
-    char const* what() const noexcept override { return mMessage; }
+    /// @return the message text, valid as long as the object. Both libraries export a copy of this function in
+    ///         every build
+    __attribute__((used)) char const* what() const noexcept override { return mMessage; }
 
     /// @return the code given to the constructor
     unsigned int getCode() const noexcept { return mCode; }

@@ -1,10 +1,11 @@
 /// @file
-/// The handle through which records and buffers are shared.
+/// The handle that shares ownership of records and buffers.
 #pragma once
 
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+#include <type_traits>
 
 #include "backend/common/include/Assertion.h"
 #include "backend/common/include/ReferenceCount.h"
@@ -12,7 +13,7 @@
 
 #define QZ_LOG_FILE "backend/common/include/Pointer"
 
-/// What a QZCPointer holds.
+/// Whether a QZCPointer holds one object or an array.
 /// @ingroup support
 enum QZPointerSizeType : unsigned char
 {
@@ -20,25 +21,25 @@ enum QZPointerSizeType : unsigned char
     QZPST_Array = 2        ///< an array, released with delete[]
 };
 
-/// How what a QZCPointer holds was allocated.
+/// How the object or array of a QZCPointer was allocated.
 /// @ingroup support
 enum QZPointerAllocType : unsigned char
 {
     QZPAT_New = 1,    ///< with new or new[]
-    QZPAT_Malloc = 2  ///< with malloc, released with free; no destructor runs
+    QZPAT_Malloc = 2  ///< with malloc; released with free, without running a destructor
 };
 
-/// Shared-ownership handle of one object or one array, which is freed when the last handle lets go.
+/// Shared-ownership handle of one object or one array. The last handle frees it.
 ///
-/// A handle is empty (default-constructed) or live. Nothing makes a live handle empty again but its
-/// destruction. Sharing allocates nothing; taking ownership allocates the count.
+/// A handle is empty (default-constructed) or live. A live handle stays live until its destruction. Taking
+/// ownership allocates the reference count. Sharing allocates nothing.
 ///
-/// Assertions (the process ends with exit status 1): dereferencing an empty handle, `->` on an array,
-/// assigning from an empty handle; also a size or allocation type that is none of the above. The assertion's
-/// is the only log line.
-/// Thread-safety: handles that share an object may live on different threads; one handle is used by one
-/// thread at a time, and the object as its own class says.
-/// @tparam T type of the object or of the array's elements; its destructor must not throw
+/// Assertions (the process ends with exit status 1): dereferencing an empty handle, `->` on an array, assigning
+/// from an empty handle, an invalid size type or allocation type. The line of the assertion is the only line that
+/// is logged.
+/// Thread-safety: handles that share an object may be used on different threads. Only one thread may use a
+/// handle at a time. The thread-safety of the object is that of its class.
+/// @tparam T type of the object or of the array's elements, possibly const; its destructor must not throw
 /// @ingroup support
 template <typename T>
 class QZCPointer
@@ -53,19 +54,19 @@ public:
     {
     }
 
-    /// Takes ownership of a freshly allocated object or array.
-    /// @param apPointer  what the non-throwing allocation gave, null included
+    /// Takes ownership of a newly allocated object or array.
+    /// @param apPointer  result of a non-throwing allocation, which may be null
     /// @param aSizeType  whether it is one object or an array
     /// @param aAllocType how it was allocated
-    /// @throws QZCNoMemoryEx "Out of Memory", code 2, when apPointer is null or the count cannot be
-    ///         allocated; in the latter case apPointer remains the caller's
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2, when apPointer is null or memory for the reference count is
+    ///         unavailable; in the latter case the caller still owns apPointer
     QZCPointer(T* apPointer, QZPointerSizeType aSizeType, QZPointerAllocType aAllocType)
     {
         if (0 == apPointer)
         {
             throw QZCNoMemoryEx("Out of Memory", 2);
         }
-        // When this fails the object is deliberately not freed: it is not owned yet.
+        // If this allocation fails, the object is deliberately not freed: the caller still owns it.
         QZCReferenceCount* const count = new (std::nothrow) QZCReferenceCount(1);
         if (0 == count)
         {
@@ -77,7 +78,7 @@ public:
         mAllocType = aAllocType;
     }
 
-    /// Shares what another handle holds; the copy of an empty handle is empty. Throws nothing.
+    /// Shares the object of another handle. The copy of an empty handle is empty. Throws nothing.
     /// @param acrCopy the other handle, live or empty
     QZCPointer(QZCPointer<T> const& acrCopy)
         : mPointer(acrCopy.mPointer),
@@ -91,7 +92,7 @@ public:
         }
     }
 
-    /// Gives up this handle's share; the last one frees what is held.
+    /// Releases this handle's share. The last handle frees the object.
     ~QZCPointer()
     {
         _letGo();
@@ -101,10 +102,10 @@ public:
         mAllocType = static_cast<QZPointerAllocType>(0);
     }
 
-    /// Gives up this handle's share, then shares what acrCopy holds. Assigning a handle to itself changes
-    /// nothing; assigning an empty one is a failed assertion, also to itself. Throws nothing.
-    /// @param acrCopy live handle (asserted); it must not live inside the object that this handle alone
-    ///                holds: that object is freed first
+    /// Releases this handle's share, then shares the object of acrCopy. Assigning a live handle to itself changes
+    /// nothing. Assigning an empty handle is a failed assertion, even to itself. Throws nothing.
+    /// @param acrCopy live handle (asserted). It must not be a member of an object that only this handle holds,
+    ///                because that object is freed first
     /// @return this handle
     QZCPointer<T>& operator=(QZCPointer<T> const& acrCopy)
     {
@@ -122,7 +123,7 @@ public:
         return *this;
     }
 
-    /// @return the single object held, valid as long as a handle holds it; asserts that there is one
+    /// @return the object, valid while a handle holds it; asserts that the handle holds a single object
     /// @{
     T* operator->() { return static_cast<QZCPointer<T> const&>(*this).operator->(); }
 
@@ -135,8 +136,8 @@ public:
     }
     /// @}
 
-    /// @return the object held, of an array the first element, valid as long as a handle holds it; asserts
-    ///         that there is one
+    /// @return the object, or the first element of an array, valid while a handle holds it; asserts that the
+    ///         handle is live
     /// @{
     T& operator*() { return *static_cast<QZCPointer<T> const&>(*this); }
 
@@ -185,7 +186,7 @@ private:
         }
         else if (QZPAT_Malloc == mAllocType)
         {
-            std::free(mPointer);
+            std::free(const_cast<std::remove_cv_t<T>*>(mPointer));
         }
         else
         {

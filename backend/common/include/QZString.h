@@ -1,5 +1,5 @@
 /// @file
-/// The text value of the system.
+/// The text value.
 #pragma once
 
 #include <new>
@@ -12,19 +12,19 @@
 
 #define QZ_LOG_FILE "backend/common/include/QZString"
 
-/// A text with value semantics: every copy owns a standard string of its own on the heap.
+/// A text with value semantics: every object owns a separate standard string on the heap.
 ///
-/// Errors: QZCNoMemoryEx "Out of Memory", code 2, from every operation that makes a text; the object is then
-/// as it was before.
-/// Assertions: a position past the end given to substr(); everywhere, that the text is there, which holds for
-/// every object that was built. The assertion's is the only log line.
-/// Thread-safety: one object is used by one thread at a time.
+/// Errors: every operation that makes a text throws QZCNoMemoryEx "Out of Memory", code 2, when memory is
+/// unavailable. The object is then unchanged.
+/// Assertions: substr() asserts its position. Every operation asserts that the object holds a text, which is true
+/// for every constructed object. The line of the assertion is the only line that is logged.
+/// Thread-safety: only one thread may use an object at a time.
 /// @ingroup support
 class QZCString
 {
 public:
     /// Copies a text.
-    /// @param apText terminated text to copy; must not be null
+    /// @param apText NUL-terminated text to copy; must not be null
     /// @throws QZCNoMemoryEx "Out of Memory", code 2
     QZCString(char const* apText) : mString(_make(apText)) {}
 
@@ -40,7 +40,7 @@ public:
     /// Frees the text.
     ~QZCString() {}
 
-    /// Copies the text; assigning an object to itself changes nothing.
+    /// Copies the text. Assigning an object to itself changes nothing.
     /// @param acrCopy the text to copy
     /// @return this text
     /// @throws QZCNoMemoryEx "Out of Memory", code 2
@@ -54,7 +54,7 @@ public:
     }
 
     /// Copies a text.
-    /// @param apText terminated text to copy; must not be null, may be a part of this very text
+    /// @param apText NUL-terminated text to copy; must not be null, may be a part of this text
     /// @return this text
     /// @throws QZCNoMemoryEx "Out of Memory", code 2
     QZCString& operator=(char const* apText)
@@ -63,7 +63,7 @@ public:
         return *this;
     }
 
-    /// @return the text, terminated, valid until the object is changed or destroyed
+    /// @return the text, NUL-terminated, valid until the object is changed or destroyed
     /// @{
     char const* get() { return static_cast<QZCString const&>(*this).get(); }
 
@@ -83,9 +83,10 @@ public:
 
     /// Gives access to one character.
     /// @param aPosition position of a character, from 0
-    /// @return the character, to read or to write, valid until the object is changed or destroyed
-    /// @throws QZCInvalidEx "Invalid Value", code 6, when aPosition is not below size(); std::bad_alloc when there
-    ///         is no memory to refuse it with
+    /// @return the character, valid until the object is changed or destroyed
+    /// @throws QZCInvalidEx "Invalid Value", code 6, when aPosition is not below size(); std::bad_alloc when memory
+    ///         for the standard string's own exception is unavailable
+    /// @{
     char& at(unsigned int aPosition)
     {
         QZ_ASSERT(mString != 0);
@@ -99,9 +100,12 @@ public:
         }
     }
 
-    /// Looks for a text in this one. Throws nothing.
-    /// @param apText    terminated text to look for
-    /// @param aPosition where to begin; past the end nothing is found
+    char const& at(unsigned int aPosition) const { return const_cast<QZCString&>(*this).at(aPosition); }
+    /// @}
+
+    /// Searches for a text. Throws nothing.
+    /// @param apText    NUL-terminated text to search for
+    /// @param aPosition where the search begins; nothing is found past the end
     /// @return position of the first occurrence at or after aPosition, or 4294967295 when there is none
     unsigned int find(char const* apText, unsigned int aPosition) const
     {
@@ -110,15 +114,15 @@ public:
     }
 
     /// Copies a part of the text.
-    /// @param arPart  set to the part; may be this very object
-    /// @param pos     its first character; asserts that this is at most size()
-    /// @param aLength its length; what goes past the end is left out
-    /// @throws QZCNoMemoryEx "Out of Memory", code 2; QZCInvalidEx "Invalid Value", code 6, should the
-    ///         standard string refuse the position
+    /// @param arPart  set to the part; may be this object
+    /// @param pos     position of the first character; asserts that it is at most size()
+    /// @param aLength length of the part; a part that extends past the end is truncated
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2; QZCInvalidEx "Invalid Value", code 6, if the standard
+    ///         string refuses the position, which the assertion rules out
     void substr(QZCString& arPart, unsigned int pos, unsigned int aLength) const
     {
         QZ_ASSERT(mString != 0);
-        // The condition is the logged text, so the position keeps the name that it has in the logs.
+        // The assertion logs its condition, so the parameter keeps the name that logs contain.
         QZ_ASSERT(pos <= mString->size());
         try
         {
@@ -131,7 +135,7 @@ public:
     }
 
 private:
-    /// Makes a string of what one of its constructors takes.
+    /// Makes a string from the arguments of one of its constructors.
     template <typename... Arguments>
     static QZCPointer<std::string> _make(Arguments const&... acrArguments)
     {
@@ -142,7 +146,7 @@ private:
         }
         catch (std::bad_alloc const&)
         {
-            // No memory for the characters is the same to the caller as none for the string object.
+            // The caller does not distinguish missing memory for the characters from missing memory for the object.
             throw QZCNoMemoryEx("Out of Memory", 2);
         }
     }

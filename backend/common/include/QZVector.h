@@ -1,5 +1,5 @@
 /// @file
-/// The growable sequence of the system.
+/// The growable sequence.
 #pragma once
 
 #include <new>
@@ -10,24 +10,28 @@
 
 #define QZ_LOG_FILE "backend/common/include/QZVector"
 
-/// A growable sequence in the manner of the standard vector, whose elements are copied in. It is copied and assigned as
-/// that is: std::bad_alloc when there is no memory for it, and whatever else copying an element throws.
+/// A growable sequence in the manner of the standard vector. It holds copies of the elements that are appended.
 ///
-/// Assertions: an index past the end. The assertion's is the only log line.
-/// Thread-safety: one object is used by one thread at a time.
-/// @tparam T type of the elements; can be copied
+/// Copying and assigning a sequence throws what the standard vector throws: std::bad_alloc when memory is
+/// unavailable, and any exception that copying an element throws.
+/// Assertions: an index past the end. The line of the assertion is the only line that is logged.
+/// Thread-safety: only one thread may use an object at a time.
+/// @tparam T type of the elements; must be copyable
 /// @ingroup support
 template <typename T>
 class QZCVector
 {
 public:
-    /// Iterates over the elements in their order, to read them.
+    /// Iterates over the elements in order, for reading and writing.
+    typedef typename std::vector<T>::iterator iterator;
+
+    /// Iterates over the elements in order, for reading.
     typedef typename std::vector<T>::const_iterator const_iterator;
 
     /// Appends a copy of an element.
-    /// @param acrElement what to copy; may be an element of this very sequence
-    /// @throws QZCNoMemoryEx "Out of Memory", code 2, when there is no memory to grow or to copy; whatever
-    ///         else copying an element throws. The elements are then as they were
+    /// @param acrElement the element to copy; may be an element of this sequence
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2, when memory to grow or to copy is unavailable; any other
+    ///         exception that copying an element throws. The elements are then unchanged
     void push_back(T const& acrElement)
     {
         try
@@ -43,19 +47,31 @@ public:
     /// @return number of elements
     unsigned int size() const { return static_cast<unsigned int>(mVector.size()); }
 
-    /// @param aIndex which element, counted from 0; asserts that it is below size()
-    /// @return the element, valid until the sequence is changed
+    /// @return whether there are no elements
+    bool empty() const { return mVector.empty(); }
+
+    /// @param aIndex index of an element, from 0; asserts that it is below size()
+    /// @return the element, valid until an element is appended or the elements are destroyed
+    /// @{
+    T& operator[](unsigned int aIndex)
+    {
+        return const_cast<T&>(static_cast<QZCVector<T> const&>(*this)[aIndex]);
+    }
+
     T const& operator[](unsigned int aIndex) const
     {
         QZ_ASSERT(aIndex < mVector.size());
         return mVector[aIndex];
     }
+    /// @}
 
     /// Destroys all elements.
     void clear() { mVector.clear(); }
 
-    /// @return iterators over the elements, valid until the sequence is changed
+    /// @return iterators over the elements, valid until an element is appended or the elements are destroyed
     /// @{
+    iterator begin() { return mVector.begin(); }
+    iterator end() { return mVector.end(); }
     const_iterator begin() const { return mVector.begin(); }
     const_iterator end() const { return mVector.end(); }
     /// @}

@@ -8,21 +8,21 @@
 #include <sys/single_threaded.h>
 #endif
 
-/// A shared counter of the holders of one object.
+/// Counts the holders of one object.
 ///
-/// Thread-safe: vendor libraries call back on threads of their own, and a handle may be let go there. Going
-/// up needs no order with other memory; going down releases what this holder wrote and, for the last holder,
-/// acquires what the others wrote before the object is destroyed. While the C library says that the process
-/// has one thread, the locked instructions are left out. Throws, asserts and logs nothing.
+/// Thread-safe: the vendor library calls back on its own threads, and such a callback may release a handle.
+/// Incrementing needs no memory ordering. Decrementing releases the writes of this holder, and the last holder
+/// acquires the writes of the others before it destroys the object. The atomic instructions are skipped while the
+/// C library reports that the process has one thread. Throws, asserts and logs nothing.
 /// @ingroup services
 class QZCReferenceCount
 {
 public:
-    /// A count that somebody holds already.
+    /// Makes a count that already has holders.
     /// @param aCount initial number of holders
     explicit QZCReferenceCount(unsigned int aCount) : mCount(aCount) {}
 
-    /// Does nothing: who destroys the count has seen it reach 0.
+    /// Does nothing.
     ~QZCReferenceCount() {}
 
     QZCReferenceCount(QZCReferenceCount const&) = delete;
@@ -41,11 +41,11 @@ public:
         }
     }
 
-    /// Takes one holder away.
-    /// @return the holders that are left; 0 tells the caller that it was the last one
+    /// Removes one holder.
+    /// @return number of remaining holders; 0 means that the caller was the last one
     unsigned int decrement()
     {
-        // The only holder left has nobody to race with: a second one could only come from its own handle.
+        // A single holder has no competitor: another holder could only be a copy of its own handle.
         unsigned int const count = mCount.load(std::memory_order_acquire);
         if (count == 1 || _isSingleThreaded())
         {

@@ -11,7 +11,9 @@
 
 static unsigned int const sgNotFound = 4294967295u;
 
-/// What atoi gives, and the same on machines of 32 and 64 bits when the number does not fit.
+/// Converts as atoi() does on a machine with 64-bit `long`: the result is the low 32 bits of the number. Where
+/// `long` has 32 bits, atoi() returns the largest or smallest `int` for a number that does not fit. strtoll()
+/// gives the same result on every machine.
 static unsigned int __sParseNumber(char const* apText)
 {
     return static_cast<unsigned int>(std::strtoll(apText, nullptr, 10));
@@ -84,10 +86,10 @@ bool QZCDepVersion::operator>(QZCDepVersion const& acrOther) const
     return isGreater;
 }
 
-/// @return below, equal to or above 0 as this version is less, equal or greater
+/// @return a negative number, 0 or a positive number if this version is less, equal or greater
 int QZCDepVersion::_compare(QZCDepVersion const& acrOther) const
 {
-    // Components that only one of the two has are ignored on purpose.
+    // Components that only one version has are deliberately ignored.
     unsigned int const shared = std::min(mNumComponents, acrOther.mNumComponents);
     for (unsigned int i = 0; i < shared; ++i)
     {
@@ -108,8 +110,8 @@ void QZCDepVersion::_extractVersion(QZCString const& acrText)
     do
     {
         dot = acrText.find(".", start);
-        // The length is the dot's position in the whole text, so a piece may hold more than its own number;
-        // the conversion stops at the next dot anyway.
+        // The length is the position of the dot in the whole text, so a piece may contain more than its number.
+        // The conversion stops at the next dot.
         acrText.substr(piece, start, dot);
         *this << piece;
         start = dot + 1;

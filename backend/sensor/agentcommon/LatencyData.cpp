@@ -1,5 +1,7 @@
 #include "backend/sensor/agentcommon/include/LatencyData.h"
 
+#include <cfloat>
+
 #include "backend/common/include/Clib.h"
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Logger.h"
@@ -10,15 +12,17 @@
 static unsigned int const sgAllBitsSet = 4294967295u;
 static unsigned int const sgEncodedSize = 105;
 
-/// The mean of two means, weighted by their counts. The products wrap and the sum is single-precision by
-/// intent, so that every machine of a system reports the same figure.
+static_assert(FLT_EVAL_METHOD == 0, "float expressions are evaluated in single precision");
+
+/// @return the mean of two means, weighted by their counts. The products wrap and the other operations are in single
+///         precision, deliberately, so that every machine calculates the same value
 static unsigned int __sWeightedMean(unsigned int aCount, unsigned int aMean, unsigned int aOtherCount,
                                     unsigned int aOtherMean, unsigned int aTotal)
 {
     float const mine = static_cast<float>(aCount * aMean);
     float const others = static_cast<float>(aOtherCount * aOtherMean);
     float const mean = (mine + others) / static_cast<float>(aTotal);
-    // 2^32 is the first value that does not fit; converting it would be undefined.
+    // 2^32 is the smallest value that does not fit. Its conversion would be undefined.
     return mean < 4294967296.0f ? static_cast<unsigned int>(mean) : sgAllBitsSet;
 }
 
@@ -59,7 +63,7 @@ QZCLatencyData::QZCLatencyData(unsigned int aIoCount, unsigned int aAverageIoSiz
     ClibMemset(mBuckets, 0, sizeof mBuckets);
     if (apBuckets != nullptr)
     {
-        // The number is deliberately not checked: at most sgNumBuckets is the caller's promise.
+        // The number is deliberately not checked: the caller promises at most sgNumBuckets.
         ClibMemcpy(mBuckets, apBuckets, aNumBuckets * static_cast<unsigned int>(sizeof *apBuckets));
     }
     QZ_LOG_LEFT();

@@ -39,13 +39,13 @@ typedef unsigned int VQM_QZ_unRegisterForEvent(unsigned int aBoardId, HBA_wwn aP
 static bool sgLoaded = false;
 static void* sgLibHandle = nullptr;
 static unsigned int sgNumAdapters = 0;
-// One byte more than the vendor library may fill, so that a version text without a terminator ends.
+// The vendor library may fill all bytes except the last one, which terminates a version text without a terminator.
 alignas(Records::sgAlignment) static unsigned char sgDiagEnvTable[Records::sgDiagEnvTableSize + 1];
 static bool sgQzapiSupported = false;
 static bool sgLibvqmVersionProcessed = false;
 static bool sgDriverVersionProcessed = false;
 
-/// Logs an error under the name of the operation that needed the vendor library.
+/// Logs an error with the name of the operation that needs the vendor library as the function.
 #define QZ_LOG_ERROR_OF(apOperation, ...) \
     PrintLogMessageWithTimeStamp(QZLL_Error, "-E-", __LINE__, apOperation, QZ_LOG_FILE, __VA_ARGS__)
 
@@ -55,9 +55,9 @@ static char const* __sGetLinkerError()
     return text != nullptr ? text : "none";
 }
 
-/// Finds a symbol of the vendor library. Every call into it begins here; what is found is not kept, so that no
-/// call outlives the library.
-/// @param apOperation the operation that needs the symbol, under whose name a failure is logged
+/// Looks up a symbol of the vendor library. Every call of the vendor library starts here. The address is not kept
+/// between calls, so that no call uses an address of a library that was closed.
+/// @param apOperation the operation that needs the symbol; a failure is logged under its name
 static void* __sFindSymbol(QZCLibvqmAbs& arLayer, char const* apSymbol, char const* apOperation)
 {
     if (!sgLoaded)
@@ -70,7 +70,7 @@ static void* __sFindSymbol(QZCLibvqmAbs& arLayer, char const* apSymbol, char con
     if (symbol == nullptr)
     {
         QZ_LOG_ERROR_OF(apOperation, "Can't find %s (error %s)", apSymbol, __sGetLinkerError());
-        // A library that lacks one function is not trusted with the others.
+        // If one function is missing, the others are not trusted either.
         arLayer.LIBVQM_FreeLibrary();
         sgLoaded = false;
         throw QZCNotAllowedEx("dlsym Failed", 9);
@@ -109,7 +109,7 @@ void QZCLibvqmAbs::LIBVQM_FreeLibrary()
     QZ_LOG_ENTERED();
     sgLoaded = false;
     sgNumAdapters = 0;
-    // The C library ends the process when it is to close a null handle; any other goes to it unchecked.
+    // dlclose() of a null handle crashes the process. Every other handle is passed on unchecked.
     if (sgLibHandle != nullptr)
     {
         dlclose(sgLibHandle);
@@ -124,7 +124,7 @@ void QZCLibvqmAbs::LIBVQM_Init()
     __initLibvqm();
     if (sgNumAdapters == 0)
     {
-        // Without adapters there is nothing to judge by, now and in the rest of this process.
+        // Without adapters the versions are never processed in this process.
         sgLibvqmVersionProcessed = true;
         sgDriverVersionProcessed = true;
         QZ_LOG_LEFT();
@@ -163,7 +163,7 @@ void QZCLibvqmAbs::__initLibvqm()
     QZ_LOG_LEFT();
 }
 
-/// @return a new version record of the text
+/// @return a new version record, parsed from the text
 static QZCPointer<QZCDepVersion> __sMakeVersion(char const* apText)
 {
     QZCString const text(apText);
@@ -174,13 +174,13 @@ void QZCLibvqmAbs::__processLibvqmVersion()
 {
     QZ_LOG_ENTERED();
     VQM_GetLibVer* const getLibVer = __sFindFunction<VQM_GetLibVer>(*this, "VQM_GetLibVer", __func__);
-    // One byte more than the vendor library may fill, so that a text without a terminator ends.
+    // The vendor library may fill all bytes except the last one, which terminates a text without a terminator.
     alignas(Records::sgAlignment) char text[Records::sgLibraryVersionSize + 1];
     ClibMemset(text, 0, sizeof text);
     getLibVer(text);
     QZ_LOG_INFORMATION("Found Libvqm version : %s", text);
     QZCPointer<QZCDepVersion> const version = __sMakeVersion(text);
-    // Any version that can be read is good enough.
+    // Every version that can be parsed is sufficient.
     sgQzapiSupported = true;
     sgLibvqmVersionProcessed = true;
     QZ_LOG_LEFT();
@@ -231,7 +231,7 @@ unsigned int QZCLibvqmAbs::LIBVQM_GetNumberOfAdapters()
     return sgNumAdapters;
 }
 
-/// @return a new name of the 8 bytes
+/// @return a new name, made from 8 bytes
 static QZCPointer<QZCWorldWideName> __sMakeName(unsigned char const* apBytes)
 {
     return QZCPointer<QZCWorldWideName>(new (std::nothrow) QZCWorldWideName(apBytes), QZPST_Individual,
@@ -250,7 +250,7 @@ void QZCLibvqmAbs::LIBVQM_GetAdapterInfo(unsigned int aBoardId, QZCPointer<QZCWo
         QZ_LOG_ERROR("Cannot get information about adapterwith board id %u", aBoardId);
         throw QZCNotFoundEx("Failed to find information of an adapter", 8);
     }
-    // Both are made before either output changes.
+    // Both names are made before either output changes, so a failure changes neither.
     QZCPointer<QZCWorldWideName> const first = __sMakeName(record + Records::sgFirstWwnPosition);
     QZCPointer<QZCWorldWideName> const second = __sMakeName(record + Records::sgSecondWwnPosition);
     arFirstWwn = first;
@@ -279,7 +279,7 @@ unsigned int QZCLibvqmAbs::LIBVQM_VqmUnregEvent(unsigned int aBoardId, unsigned 
     return result;
 }
 
-/// @return the name as the vendor library takes it
+/// @return the name in the type that the vendor library takes
 static HBA_wwn __sGetWwn(QZCPointer<QZCWorldWideName> const& acrName)
 {
     HBA_wwn wwn;
@@ -295,8 +295,8 @@ unsigned int QZCLibvqmAbs::LIBVQM_QzapiRegEvent(unsigned int aBoardId,
 {
     QZ_LOG_ENTERED();
     QZ_ASSERT(true == sgLoaded);
-    // The name is read before the lookup, the event after it: which of an empty handle and a missing function
-    // shows first depends on this order.
+    // The name is read before the lookup and the event after it. This order decides which failure is reported if a
+    // handle is empty and the function is missing.
     HBA_wwn const portWwn = __sGetWwn(acrPortWwn);
     VQM_QZ_RegisterForEvent* const registerForEvent =
         __sFindFunction<VQM_QZ_RegisterForEvent>(*this, "VQM_QZ_RegisterForEvent", __func__);

@@ -1,7 +1,7 @@
 /// @file
-/// The records exchanged with the vendor diagnostic library: byte positions from the start of the area that
-/// the layer passes. Integers of several bytes are in the host's byte order. The layer reads nothing else of
-/// them.
+/// The records that the layer exchanges with the vendor library, as byte positions from the start of the area that
+/// the layer passes. Integers of several bytes are in host byte order. The layer reads only the fields that are
+/// named here.
 ///
 ///     library version text        0 ................................. 127
 ///                                 text, NUL-terminated
@@ -19,7 +19,7 @@
 
 struct QZCLibvqmRecords
 {
-    /// Of every area: the vendor library may store numbers of 64 bits at once.
+    /// The alignment of every area. The vendor library may store 64-bit numbers with one instruction.
     static constexpr unsigned int sgAlignment = 8;
 
     static constexpr unsigned int sgLibraryVersionSize = 128;

@@ -12,7 +12,7 @@
 
 #define QZ_LOG_FILE "ScopeData"
 
-// Of the encoded form: event, flag and marker; with payload the head of its buffer too; a name.
+// Sizes of the encoded form: event, flag and marker; the same with the head of the payload buffer; one name.
 static unsigned int const sgSizeWithoutData = 4;
 static unsigned int const sgSizeWithData = 9;
 static unsigned int const sgWwnSize = 13;
@@ -70,7 +70,7 @@ QZCScopeData::QZCScopeData(QZCPointer<QZCScopeEvent> const& acrEvent, unsigned c
     mScopeEvent = acrEvent;
     mFirstWwn = acrFirst;
     mSecondWwn = acrSecond;
-    // Unlike its sibling without names this constructor does not log the length.
+    // Unlike the constructor without names, this constructor deliberately does not log the length.
     _holdEventData(apData, aLength, aBufferSize);
     QZ_LOG_LEFT();
 }
@@ -92,7 +92,7 @@ void QZCScopeData::_holdEventData(unsigned char const* apData, unsigned int aLen
     }
     catch (std::bad_alloc const&)
     {
-        // No room for the bytes is the same to the caller as none for the buffer object.
+        // The caller does not distinguish missing memory for the bytes from missing memory for the buffer.
         throw QZCNoMemoryEx("Out of Memory", 2);
     }
     mEventDataSize = aLength;
@@ -123,7 +123,7 @@ void QZCScopeData::encode(QZCEncodableOutStream& arOut) const
     }
 }
 
-/// @return a new record read from the stream
+/// @return a new record, decoded from the stream
 template <typename Record>
 static QZCPointer<Record> __sDecode(QZCEncodableInStream& arIn)
 {
@@ -165,7 +165,7 @@ unsigned int QZCScopeData::numEncodedElements() const
 
 unsigned int QZCScopeData::size() const
 {
-    // A fixed figure and its one exception, which callers have come to rely on.
+    // A fixed value with one exception. Callers rely on both.
     return mEventDataSize + (mHasWwns ? 1 : 0) == 4294967293u ? 0 : 16;
 }
 

@@ -70,7 +70,7 @@ void QZCWorldWideName::_init(QZCString const& acrText)
     }
     mStringForm = acrText;
 
-    // Set once, before the pairs: a pair that cannot be scanned repeats the value before it.
+    // Initialised once, before the loop: a pair that cannot be scanned repeats the value of the previous pair.
     unsigned int value = 0;
     QZCString pair("");
     for (unsigned int i = 0; i < sgNumBytes; ++i)

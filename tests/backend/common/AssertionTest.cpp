@@ -19,27 +19,27 @@ void admit(unsigned int aCount) { QZ_ASSERT(aCount <= LARGEST_COUNT && "100%s" !
 
 void require(bool aCondition) { QZ_ASSERT(aCondition); }
 
-/// What the process writes when the condition fails in require().
+/// The standard error of the process when the condition in require() fails.
 std::string failureOfRequire()
 {
     return onlyTheseLines({ExpectedLog("require", QZ_LOG_FILE).assertion("aCondition")});
 }
 
-TEST(Assertion, AConditionThatHoldsLogsNothing)
+TEST(Assertion, TrueConditionLogsNothing)
 {
     LogCapture log;
     require(true);
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(Assertion, EvaluatesItsConditionOnce)
+TEST(Assertion, ConditionIsEvaluatedOnce)
 {
     int evaluations = 0;
     QZ_ASSERT(++evaluations > 0);
     EXPECT_EQ(evaluations, 1);
 }
 
-TEST(Assertion, TakesWhateverConvertsToBool)
+TEST(Assertion, AcceptsAnyTypeThatConvertsToBool)
 {
     LogCapture log;
     int value = 1;
@@ -48,7 +48,7 @@ TEST(Assertion, TakesWhateverConvertsToBool)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(AssertionDeathTest, AFailedConditionLogsOneLineAndEndsTheProcessWithStatus1)
+TEST(AssertionDeathTest, FalseConditionLogsOneLineAndExitsWithStatus1)
 {
     EXPECT_EXIT(
         {
@@ -58,7 +58,7 @@ TEST(AssertionDeathTest, AFailedConditionLogsOneLineAndEndsTheProcessWithStatus1
         ExitedWithCode(1), failureOfRequire());
 }
 
-TEST(AssertionDeathTest, TheTextIsTheConditionAsWritten)
+TEST(AssertionDeathTest, LogLineHasTheConditionAsWritten)
 {
     EXPECT_EXIT(
         {
@@ -70,7 +70,7 @@ TEST(AssertionDeathTest, TheTextIsTheConditionAsWritten)
                             .assertion("aCount <= LARGEST_COUNT && \"100%s\" != nullptr")}));
 }
 
-TEST(AssertionDeathTest, AFailedConditionIsEvaluatedOnceToo)
+TEST(AssertionDeathTest, FalseConditionIsEvaluatedOnce)
 {
     auto const isHeld = []
     {
@@ -80,7 +80,7 @@ TEST(AssertionDeathTest, AFailedConditionIsEvaluatedOnceToo)
     EXPECT_EXIT(QZ_ASSERT(isHeld()), ExitedWithCode(1), "^evaluated\n$");
 }
 
-TEST(AssertionDeathTest, NothingIsCleanedUp)
+TEST(AssertionDeathTest, FailureRunsNoDestructorsAndNoExitHandlers)
 {
     struct Holder
     {

@@ -21,7 +21,7 @@ static_assert(!std::is_copy_assignable<QZCBuffer>::value, "a buffer has one hold
 
 unsigned char const* startOf(QZCBuffer const& aBuffer) { return aBuffer; }
 
-/// A buffer with bytes of its own.
+/// A buffer that owns its bytes.
 class OwnBuffer : public QZCBuffer
 {
 public:
@@ -31,26 +31,26 @@ public:
     }
 };
 
-TEST(Buffer, StartsWithZeroBytesOfTheGivenNumber)
+TEST(Buffer, ConstructionFillsTheGivenLengthWithZeros)
 {
     EXPECT_EQ(bytesOf(QZCBuffer(3u, 0u)), Bytes(3));
     EXPECT_EQ(bytesOf(QZCBuffer(100u, 0u)), Bytes(100));
 }
 
-TEST(Buffer, StartsEmptyWhateverRoomIsSetAside)
+TEST(Buffer, ConstructionWithCapacityOnlyIsEmpty)
 {
     EXPECT_EQ(QZCBuffer(0u, 0u).getLength(), 0u);
     EXPECT_EQ(QZCBuffer(0u, 100u).getLength(), 0u);
 }
 
-TEST(Buffer, AppendingWithinTheRoomSetAsideAllocatesNoMore)
+TEST(Buffer, AppendingWithinTheCapacityDoesNotAllocate)
 {
     Bytes const bytes = someBytes(100);
     QZCBuffer buffer(0u, 100u);
     EXPECT_EQ(allocationsOf([&] { buffer.append(bytes.data(), 100); }), 0u);
 }
 
-TEST(Buffer, RoomSetAsideIsAHintThatAppendsMayExceed)
+TEST(Buffer, AppendingMayExceedTheCapacity)
 {
     Bytes const bytes = someBytes(300);
     QZCBuffer buffer(0u, 100u);
@@ -58,7 +58,7 @@ TEST(Buffer, RoomSetAsideIsAHintThatAppendsMayExceed)
     EXPECT_EQ(bytesOf(buffer), bytes);
 }
 
-TEST(Buffer, ContentThatFitsInsideAllocatesNothing)
+TEST(Buffer, ContentThatFitsInsideDoesNotAllocate)
 {
     Bytes const bytes = someBytes(insideCapacity);
     auto const useInside = [&] { QZCBuffer(0u, insideCapacity).append(bytes.data(), insideCapacity); };
@@ -88,7 +88,7 @@ TEST(Buffer, AppendedBytesAreCopied)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 2, 3}));
 }
 
-TEST(Buffer, AppendingNothingChangesNothing)
+TEST(Buffer, AppendingNoBytesChangesNothing)
 {
     OwnBuffer buffer({1, 2, 3});
     buffer.append("x", 0);
@@ -96,14 +96,14 @@ TEST(Buffer, AppendingNothingChangesNothing)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 2, 3}));
 }
 
-TEST(Buffer, AppendingToItselfDoublesTheContent)
+TEST(Buffer, AppendingABufferToItselfDoublesTheContent)
 {
     OwnBuffer buffer({1, 2, 3});
     buffer.append(startOf(buffer), 3);
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 2, 3, 1, 2, 3}));
 }
 
-TEST(Buffer, AppendingToItselfDoublesTheContentAlsoWhenItMoves)
+TEST(Buffer, AppendingABufferToItselfWorksAcrossAReallocation)
 {
     for (unsigned int const length : {insideCapacity, 1000u})
     {
@@ -114,7 +114,7 @@ TEST(Buffer, AppendingToItselfDoublesTheContentAlsoWhenItMoves)
     }
 }
 
-TEST(Buffer, AppendingAPartOfItselfCopiesThatPartAlsoWhenItMoves)
+TEST(Buffer, AppendingAPartOfABufferToItselfWorksAcrossAReallocation)
 {
     Bytes const bytes = someBytes(insideCapacity);
     OwnBuffer buffer(bytes);
@@ -136,13 +136,13 @@ TEST(Buffer, GrowingByteByByteAllocatesGeometrically)
     EXPECT_EQ(bytesOf(buffer), Bytes(1024 * 1024, 'x'));
 }
 
-TEST(Buffer, GivesTheByteAtAPosition)
+TEST(Buffer, ByteReturnsTheByteAtThePosition)
 {
     OwnBuffer const buffer({7, 0, 255});
     EXPECT_THAT((Bytes{buffer.byte(0), buffer.byte(1), buffer.byte(2)}), ElementsAre(7, 0, 255));
 }
 
-TEST(Buffer, APositionPastTheEndIsRefusedNamingBothFigures)
+TEST(Buffer, PositionPastTheEndThrowsWithPositionAndLength)
 {
     OwnBuffer const buffer({7, 0, 255});
     EXPECT_EQ(outcomeOf([&] { buffer.byte(3); }),
@@ -151,7 +151,7 @@ TEST(Buffer, APositionPastTheEndIsRefusedNamingBothFigures)
               "std::out_of_range: QZCBuffer::byte: position 4294967295 is not below the length 3");
 }
 
-TEST(Buffer, AnEmptyBufferHasNoByte)
+TEST(Buffer, ByteOfAnEmptyBufferThrows)
 {
     EXPECT_EQ(outcomeOf([] { QZCBuffer(0u, 10u).byte(0); }),
               "std::out_of_range: QZCBuffer::byte: position 0 is not below the length 0");
@@ -164,7 +164,7 @@ TEST(Buffer, BytesCanBeWrittenInPlace)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 9, 3}));
 }
 
-TEST(Buffer, SettingAShorterLengthCutsTheContent)
+TEST(Buffer, SettingAShorterLengthTruncatesTheContent)
 {
     OwnBuffer buffer({1, 2, 3});
     buffer.setLength(2);
@@ -190,7 +190,7 @@ TEST(Buffer, SettingTheSameLengthChangesNothing)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 2, 3}));
 }
 
-TEST(Buffer, BytesThatWereCutOffComeBackAsZero)
+TEST(Buffer, TruncatedBytesComeBackAsZeros)
 {
     OwnBuffer buffer({1, 2, 3});
     buffer.setLength(1);
@@ -198,7 +198,7 @@ TEST(Buffer, BytesThatWereCutOffComeBackAsZero)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 0, 0}));
 }
 
-TEST(Buffer, GivesItsMemoryBack)
+TEST(Buffer, DestructionFreesTheMemory)
 {
     long const before = liveBlocks();
     {
@@ -222,14 +222,14 @@ TEST(Buffer, ReadingAWrappingBufferCopiesNothing)
     EXPECT_EQ(allocationsOf(readAll), 0u);
 }
 
-TEST(Buffer, APositionPastTheWrappedBytesIsRefused)
+TEST(Buffer, PositionPastTheWrappedBytesThrows)
 {
     Bytes const bytes = someBytes(8);
     EXPECT_EQ(outcomeOf([&] { QZCBuffer(bytes.data(), 4).byte(4); }),
               "std::out_of_range: QZCBuffer::byte: position 4 is not below the length 4");
 }
 
-TEST(Buffer, AppendingToAWrappingBufferLeavesTheWrappedBytesAlone)
+TEST(Buffer, AppendingToAWrappingBufferDoesNotChangeTheWrappedBytes)
 {
     Bytes bytes{1, 2, 3, 4};
     QZCBuffer buffer(bytes.data(), 3);
@@ -238,7 +238,7 @@ TEST(Buffer, AppendingToAWrappingBufferLeavesTheWrappedBytesAlone)
     EXPECT_EQ(bytes, (Bytes{1, 2, 3, 4}));
 }
 
-TEST(Buffer, WritingToAWrappingBufferLeavesTheWrappedBytesAlone)
+TEST(Buffer, WritingToAWrappingBufferDoesNotChangeTheWrappedBytes)
 {
     Bytes bytes{1, 2, 3};
     QZCBuffer buffer(bytes.data(), 3);
@@ -247,7 +247,7 @@ TEST(Buffer, WritingToAWrappingBufferLeavesTheWrappedBytesAlone)
     EXPECT_EQ(bytes, (Bytes{1, 2, 3}));
 }
 
-TEST(Buffer, ExtendingAWrappingBufferLeavesTheWrappedBytesAlone)
+TEST(Buffer, ExtendingAWrappingBufferDoesNotChangeTheWrappedBytes)
 {
     Bytes bytes{1, 2, 3, 4};
     QZCBuffer buffer(bytes.data(), 3);
@@ -256,7 +256,7 @@ TEST(Buffer, ExtendingAWrappingBufferLeavesTheWrappedBytesAlone)
     EXPECT_EQ(bytes, (Bytes{1, 2, 3, 4}));
 }
 
-TEST(Buffer, CuttingAWrappingBufferTakesACopyThatLaterWritesStayIn)
+TEST(Buffer, TruncatingAWrappingBufferCopiesBeforeLaterWrites)
 {
     Bytes bytes{1, 2, 3};
     QZCBuffer buffer(bytes.data(), 3);
@@ -266,7 +266,7 @@ TEST(Buffer, CuttingAWrappingBufferTakesACopyThatLaterWritesStayIn)
     EXPECT_EQ(bytes, (Bytes{1, 2, 3}));
 }
 
-TEST(Buffer, NothingToAppendLeavesAWrappingBufferWrapping)
+TEST(Buffer, AppendingNoBytesKeepsAWrappingBufferWrapping)
 {
     Bytes const bytes{1, 2, 3};
     QZCBuffer buffer(bytes.data(), 3);
@@ -274,7 +274,7 @@ TEST(Buffer, NothingToAppendLeavesAWrappingBufferWrapping)
     EXPECT_EQ(startOf(buffer), bytes.data());
 }
 
-TEST(Buffer, AWrappingBufferTakesTheWrappedBytesAgain)
+TEST(Buffer, WrappingBufferCanAppendItsWrappedBytes)
 {
     Bytes const bytes{1, 2, 3};
     QZCBuffer buffer(bytes.data(), 3);
@@ -282,7 +282,7 @@ TEST(Buffer, AWrappingBufferTakesTheWrappedBytesAgain)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 2, 3, 1, 2, 3}));
 }
 
-TEST(Buffer, AWrappingBufferTakesMoreOfTheSameArrayThanItWraps)
+TEST(Buffer, WrappingBufferCanAppendMoreOfTheWrappedArray)
 {
     Bytes const bytes{1, 2, 3, 4, 5, 6};
     QZCBuffer buffer(bytes.data(), 2);
@@ -290,7 +290,7 @@ TEST(Buffer, AWrappingBufferTakesMoreOfTheSameArrayThanItWraps)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 2, 2, 3, 4, 5, 6}));
 }
 
-TEST(Buffer, NullWrapsNoBytes)
+TEST(Buffer, WrappingNullGivesAnEmptyBuffer)
 {
     QZCBuffer buffer(nullptr, 0u);
     EXPECT_EQ(buffer.getLength(), 0u);
@@ -298,7 +298,7 @@ TEST(Buffer, NullWrapsNoBytes)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1}));
 }
 
-TEST(Buffer, AWrappingBufferDoesNotFreeTheWrappedBytes)
+TEST(Buffer, DestroyingAWrappingBufferDoesNotFreeTheWrappedBytes)
 {
     Bytes const bytes = someBytes(100);
     long const before = liveBlocks();
@@ -308,7 +308,7 @@ TEST(Buffer, AWrappingBufferDoesNotFreeTheWrappedBytes)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(Buffer, MoreBytesThanALengthCanTellAreRefused)
+TEST(Buffer, GrowingPastTheLargestLengthThrows)
 {
     unsigned char const bytes[] = {1, 2, 3};
     QZCBuffer buffer(bytes, largestLength - 1);
@@ -318,7 +318,7 @@ TEST(Buffer, MoreBytesThanALengthCanTellAreRefused)
     EXPECT_EQ(buffer.getLength(), largestLength - 1);
 }
 
-/// @return how much room a buffer of a hundred bytes asks for, for so many more
+/// @return the capacity that a buffer of a hundred bytes allocates to append this many bytes
 std::size_t roomAskedFor(unsigned int aMore)
 {
     OwnBuffer buffer(someBytes(100));
@@ -328,15 +328,15 @@ std::size_t roomAskedFor(unsigned int aMore)
     return failure.largest();
 }
 
-TEST(Buffer, ThatIsFullAsksForTwiceItsRoom) { EXPECT_EQ(roomAskedFor(1), 200u); }
+TEST(Buffer, FullBufferDoublesItsCapacity) { EXPECT_EQ(roomAskedFor(1), 200u); }
 
-TEST(Buffer, ThatNeedsMoreThanTwiceItsRoomAsksForWhatItNeeds) { EXPECT_EQ(roomAskedFor(500), 600u); }
+TEST(Buffer, AppendOfMoreThanTheDoubleCapacityAllocatesExactlyTheNeed) { EXPECT_EQ(roomAskedFor(500), 600u); }
 
-TEST(Buffer, BeyondHalfTheLargestLengthTheNextRoomIsTheLargest)
+TEST(Buffer, CapacityAboveHalfTheLargestLengthGrowsToTheLargest)
 {
     if (sizeof(void*) < sizeof(std::uint64_t))
     {
-        GTEST_SKIP() << "such a room is beyond the addresses of this machine";
+        GTEST_SKIP() << "the address space of this machine is too small";
     }
     unsigned char const bytes[] = {1, 2, 3};
     QZCBuffer buffer(bytes, largestLength / 2 + 1);
@@ -345,13 +345,13 @@ TEST(Buffer, BeyondHalfTheLargestLengthTheNextRoomIsTheLargest)
     EXPECT_EQ(failure.largest(), largestLength);
 }
 
-TEST(Buffer, StartingWithoutMemoryThrowsBadAlloc)
+TEST(Buffer, ConstructionWithoutMemoryThrowsBadAlloc)
 {
     EXPECT_EQ(outcomeWithoutMemory(1, [] { QZCBuffer(0u, 40u); }), badAlloc);
     EXPECT_EQ(outcomeWithoutMemory(1, [] { QZCBuffer(40u, 0u); }), badAlloc);
 }
 
-TEST(Buffer, AppendingWithoutMemoryLeavesTheContentAsItWas)
+TEST(Buffer, AppendingWithoutMemoryDoesNotChangeTheContent)
 {
     Bytes const more = someBytes(500);
     for (unsigned int const length : {3u, 100u})
@@ -363,14 +363,14 @@ TEST(Buffer, AppendingWithoutMemoryLeavesTheContentAsItWas)
     }
 }
 
-TEST(Buffer, ExtendingWithoutMemoryLeavesTheContentAsItWas)
+TEST(Buffer, ExtendingWithoutMemoryDoesNotChangeTheContent)
 {
     OwnBuffer buffer({1, 2, 3});
     EXPECT_EQ(outcomeWithoutMemory(1, [&] { buffer.setLength(100); }), badAlloc);
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 2, 3}));
 }
 
-TEST(Buffer, AWrappingBufferThatCannotCopyLeavesTheContentAsItWas)
+TEST(Buffer, FailedCopyOfAWrappingBufferDoesNotChangeTheContent)
 {
     Bytes const bytes = someBytes(100);
     QZCBuffer buffer(bytes.data(), 100);
@@ -381,7 +381,7 @@ TEST(Buffer, AWrappingBufferThatCannotCopyLeavesTheContentAsItWas)
     EXPECT_EQ(bytesOf(buffer), bytes);
 }
 
-TEST(Buffer, CanBeUsedOnAfterAFailedAllocation)
+TEST(Buffer, RemainsUsableAfterAFailedAllocation)
 {
     OwnBuffer buffer({1, 2, 3});
     outcomeWithoutMemory(1, [&] { buffer.setLength(100); });
@@ -389,7 +389,7 @@ TEST(Buffer, CanBeUsedOnAfterAFailedAllocation)
     EXPECT_EQ(bytesOf(buffer), (Bytes{1, 2, 3, 4}));
 }
 
-TEST(Buffer, VirtualOperationsKeepTheirSlots)
+TEST(Buffer, VirtualFunctionsKeepTheirSlots)
 {
     QZCBuffer const buffer(0u, 0u);
     EXPECT_THAT(

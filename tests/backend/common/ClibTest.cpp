@@ -17,14 +17,14 @@ namespace
 {
 volatile std::sig_atomic_t gAlarms = 0;
 
-/// The error that sleeps fail with; 0 when they sleep.
+/// The error that every sleep fails with; 0 for none.
 int gSleepError = 0;
 
 int gSleeps = 0;
 timespec gAsked{};
 }  // namespace
 
-// Stands before the C library's own.
+// Interposes the C library's function.
 extern "C" int nanosleep(timespec const* aTime, timespec* aLeft)
 {
     ++gSleeps;
@@ -40,7 +40,7 @@ extern "C" int nanosleep(timespec const* aTime, timespec* aLeft)
 
 namespace
 {
-/// Interrupts the process every few milliseconds while it lives.
+/// Interrupts the process with a signal every few milliseconds during its lifetime.
 class Alarms
 {
 public:
@@ -72,7 +72,7 @@ private:
     struct sigaction mBefore = {};
 };
 
-/// Milliseconds that a sleep takes.
+/// The duration of a sleep in milliseconds.
 double timeToSleep(unsigned long aMilliseconds)
 {
     auto const start = std::chrono::steady_clock::now();
@@ -88,7 +88,7 @@ TEST(Clib, MemcpyCopiesExactlyTheGivenBytes)
     EXPECT_THAT(target, ElementsAre(1, 0, 3, 9));
 }
 
-TEST(Clib, MemcpyOfNothingChangesNothing)
+TEST(Clib, MemcpyOfZeroBytesChangesNothing)
 {
     unsigned char const source[] = {1};
     unsigned char target[] = {9};
@@ -103,14 +103,14 @@ TEST(Clib, MemsetSetsExactlyTheGivenBytesToTheLow8Bits)
     EXPECT_THAT(target, ElementsAre(0xfe, 0xfe, 0xfe, 9));
 }
 
-TEST(Clib, SprintfPrintsATextWithoutDirectivesAsItIs)
+TEST(Clib, SprintfCopiesATextWithoutDirectives)
 {
     char text[4] = {'x', 'x', 'x', 'x'};
     EXPECT_EQ(ClibSprintf(text, ":;"), 2);
     EXPECT_EQ(std::string(text, sizeof text), std::string(":;\0x", 4));
 }
 
-TEST(Clib, SprintfPrintsATerminatedTextAndTellsItsLength)
+TEST(Clib, SprintfTerminatesTheTextAndReturnsItsLength)
 {
     char text[16];
     std::memset(text, 'x', sizeof text);
@@ -118,7 +118,7 @@ TEST(Clib, SprintfPrintsATerminatedTextAndTellsItsLength)
     EXPECT_STREQ(text, "0a:b");
 }
 
-TEST(Clib, SscanfStoresItemsAndTellsHowMany)
+TEST(Clib, SscanfStoresItemsAndReturnsTheirNumber)
 {
     unsigned int first = 0;
     unsigned int second = 7;
@@ -127,14 +127,14 @@ TEST(Clib, SscanfStoresItemsAndTellsHowMany)
     EXPECT_EQ(second, 0x12u);
 }
 
-TEST(Clib, SscanfLeavesItemsThatDoNotMatchAlone)
+TEST(Clib, SscanfDoesNotChangeItemsThatDoNotMatch)
 {
     unsigned int item = 7;
     EXPECT_EQ(ClibSscanf("zz", "%x", &item), 0);
     EXPECT_EQ(item, 7u);
 }
 
-TEST(Clib, SscanfTellsWhenTheTextEndsFirst)
+TEST(Clib, SscanfReturnsEofWhenTheTextEndsFirst)
 {
     unsigned int item = 7;
     EXPECT_EQ(ClibSscanf("", "%x", &item), -1);
@@ -149,16 +149,16 @@ TEST(Clib, NtohlReadsTheMostSignificantByteFirst)
     EXPECT_EQ(ClibNtohl(value), 0x010203f4u);
 }
 
-TEST(Clib, SleepsAtLeastTheGivenTime) { EXPECT_GE(timeToSleep(20), 20.0); }
+TEST(Clib, SleepLastsAtLeastTheGivenTime) { EXPECT_GE(timeToSleep(20), 20.0); }
 
-TEST(Clib, SleepsItsTimeAlsoWhenSignalsArrive)
+TEST(Clib, SleepLastsTheGivenTimeDespiteSignals)
 {
     Alarms const alarms;
     EXPECT_GE(timeToSleep(50), 50.0);
     EXPECT_GT(gAlarms, 1);
 }
 
-/// @return what the system is asked for
+/// @return the time that is requested from the system
 timespec sleepAskedFor(unsigned long aMilliseconds)
 {
     gSleepError = ENOSYS;
@@ -167,7 +167,7 @@ timespec sleepAskedFor(unsigned long aMilliseconds)
     return gAsked;
 }
 
-TEST(Clib, AsksTheSystemForSecondsAndTheRestInNanoseconds)
+TEST(Clib, SleepIsRequestedInSecondsAndNanoseconds)
 {
     EXPECT_EQ(sleepAskedFor(2000).tv_sec, 2);
     EXPECT_EQ(sleepAskedFor(2000).tv_nsec, 0);
@@ -175,7 +175,7 @@ TEST(Clib, AsksTheSystemForSecondsAndTheRestInNanoseconds)
     EXPECT_EQ(sleepAskedFor(999).tv_nsec, 999000000);
 }
 
-TEST(Clib, ASleepThatTheSystemRefusesIsNotTriedAgain)
+TEST(Clib, RefusedSleepIsNotRetried)
 {
     gSleepError = ENOSYS;
     gSleeps = 0;
@@ -184,5 +184,5 @@ TEST(Clib, ASleepThatTheSystemRefusesIsNotTriedAgain)
     EXPECT_EQ(gSleeps, 1);
 }
 
-TEST(Clib, SleepingForNoTimeReturns) { EXPECT_LT(timeToSleep(0), 1000.0); }
+TEST(Clib, SleepOfZeroReturnsAtOnce) { EXPECT_LT(timeToSleep(0), 1000.0); }
 }  // namespace

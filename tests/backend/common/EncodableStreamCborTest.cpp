@@ -1,4 +1,4 @@
-// The streams beside another CBOR library: each reads what the other writes.
+// Compares the streams with another CBOR library: each reads what the other writes.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -30,7 +30,7 @@ std::uint64_t numberIn(Element const& aElement)
     return byte != nullptr ? *byte : std::get<unsigned int>(aElement);
 }
 
-/// What the other library reads, as the element that was expected there or as the nearest to it.
+/// The item that the other library reads, as an element of the expected type.
 Element elementOf(cbor_item_t const* aItem, Element const& aExpected)
 {
     if (cbor_isa_bytestring(aItem) && cbor_bytestring_is_definite(aItem))
@@ -48,7 +48,7 @@ Element elementOf(cbor_item_t const* aItem, Element const& aExpected)
     return isByte ? Element(static_cast<unsigned char>(number)) : Element(number);
 }
 
-/// A number with one of the heads that can hold it, the shortest or not.
+/// Encodes a number with one of the heads that can hold it, not necessarily the shortest.
 ItemHandle itemOf(std::uint64_t aNumber, std::size_t aVariety)
 {
     std::size_t const shortest = aNumber > 0xffff ? 2 : aNumber > 0xff ? 1 : 0;
@@ -106,7 +106,7 @@ TEST(EncodableStream, AnotherCborLibraryReadsWhatIsWritten)
     EXPECT_EQ(position, bytes.size());
 }
 
-TEST(EncodableStream, WhatAnotherCborLibraryWritesIsRead)
+TEST(EncodableStream, ReadsWhatAnotherCborLibraryWrites)
 {
     std::vector<Element> const elements = randomElements(5000);
     std::mt19937 random(4711);

@@ -9,7 +9,7 @@
 
 namespace
 {
-TEST(EncodableStream, WhatIsWrittenIsReadBack)
+TEST(EncodableStream, ElementsSurviveARoundTrip)
 {
     std::vector<Element> const elements = randomElements(5000);
     QZCEncodableOutStream out;

@@ -53,7 +53,7 @@ BufferHandle newBuffer(Bytes const& aBytes)
     return buffer;
 }
 
-/// What a target holds before an extraction.
+/// The content of a target before an extraction.
 template <typename T>
 T untouched()
 {
@@ -66,8 +66,8 @@ BufferHandle untouched<BufferHandle>()
     return newBuffer({0xee});
 }
 
-/// How the extraction of one T ends: "done", or why not. Fails the test when a refusal has moved the stream
-/// or touched the target.
+/// The outcome of extracting one T: "done" or the exception. Fails the test when a refused extraction moves the
+/// stream or changes the target.
 template <typename T>
 std::string extractionOf(QZCEncodableInStream& aIn)
 {
@@ -76,8 +76,8 @@ std::string extractionOf(QZCEncodableInStream& aIn)
     std::string const outcome = outcomeOf([&] { aIn >> target; });
     if (outcome != done)
     {
-        EXPECT_EQ(aIn.getRemaining(), before) << "a refusal has moved the stream";
-        EXPECT_EQ(contentOf(target), contentOf(untouched<T>())) << "a refusal has touched the target";
+        EXPECT_EQ(aIn.getRemaining(), before) << "a refused extraction moved the stream";
+        EXPECT_EQ(contentOf(target), contentOf(untouched<T>())) << "a refused extraction changed the target";
     }
     return outcome;
 }
@@ -88,7 +88,7 @@ std::string extractionOf(Bytes const& aBytes)
     return extractionOf<T>(Input(aBytes).stream());
 }
 
-/// The value at the start of the bytes; the test fails unless it takes all of them.
+/// The value that the bytes encode. Fails the test unless it consumes all of them.
 template <typename T>
 auto valueOf(Bytes const& aBytes)
 {
@@ -99,7 +99,7 @@ auto valueOf(Bytes const& aBytes)
     return contentOf(target);
 }
 
-/// All first bytes with which a T can begin, given that zero bytes follow in plenty.
+/// All first bytes with which a T can start when enough zero bytes follow.
 template <typename T>
 Bytes acceptedFirstBytes()
 {
@@ -126,7 +126,7 @@ Bytes range(unsigned char aFirst, unsigned char aLast)
     return bytes;
 }
 
-/// Fails the test unless every shorter part of the encoded T is refused.
+/// Fails the test unless every proper prefix of the encoded T is refused.
 template <typename T>
 void expectNoPrefixOf(Bytes const& aEncoded)
 {
@@ -140,13 +140,13 @@ void expectNoPrefixOf(Bytes const& aEncoded)
 
 TEST(EncodableOutStream, StartsEmpty) { EXPECT_EQ(bytesOf(QZCEncodableOutStream()), Bytes()); }
 
-TEST(EncodableOutStream, ABoolIsOneByte)
+TEST(EncodableOutStream, BoolIsEncodedInOneByte)
 {
     EXPECT_EQ(encodingOf(false), (Bytes{0xf4}));
     EXPECT_EQ(encodingOf(true), (Bytes{0xf5}));
 }
 
-TEST(EncodableOutStream, AnUnsignedCharHasTheShortestHead)
+TEST(EncodableOutStream, UnsignedCharHasTheShortestHead)
 {
     EXPECT_EQ(encodingOf<unsigned char>(0), (Bytes{0x00}));
     EXPECT_EQ(encodingOf<unsigned char>(23), (Bytes{0x17}));
@@ -154,7 +154,7 @@ TEST(EncodableOutStream, AnUnsignedCharHasTheShortestHead)
     EXPECT_EQ(encodingOf<unsigned char>(255), (Bytes{0x18, 0xff}));
 }
 
-TEST(EncodableOutStream, AnUnsignedIntHasTheShortestHead)
+TEST(EncodableOutStream, UnsignedIntHasTheShortestHead)
 {
     EXPECT_EQ(encodingOf(0u), (Bytes{0x00}));
     EXPECT_EQ(encodingOf(23u), (Bytes{0x17}));
@@ -166,13 +166,13 @@ TEST(EncodableOutStream, AnUnsignedIntHasTheShortestHead)
     EXPECT_EQ(encodingOf(4294967295u), (Bytes{0x1a, 0xff, 0xff, 0xff, 0xff}));
 }
 
-TEST(EncodableOutStream, AnUnsignedIntHasItsMostSignificantByteFirst)
+TEST(EncodableOutStream, UnsignedIntHasItsMostSignificantByteFirst)
 {
     EXPECT_EQ(encodingOf(0x0102u), (Bytes{0x19, 0x01, 0x02}));
     EXPECT_EQ(encodingOf(0x01020304u), (Bytes{0x1a, 0x01, 0x02, 0x03, 0x04}));
 }
 
-TEST(EncodableOutStream, ABufferCostsFiveBytesMoreThanItsLength)
+TEST(EncodableOutStream, BufferTakesFiveBytesMoreThanItsLength)
 {
     for (std::size_t const length : {0u, 1u, 255u, 256u, 65536u})
     {
@@ -181,12 +181,12 @@ TEST(EncodableOutStream, ABufferCostsFiveBytesMoreThanItsLength)
     }
 }
 
-TEST(EncodableOutStream, ABufferWithItsOwnBytesIsWrittenAsOneThatWraps)
+TEST(EncodableOutStream, OwningAndWrappingBuffersHaveTheSameEncoding)
 {
     EXPECT_EQ(encodingOf<QZCBuffer>(*newBuffer({1, 2})), (Bytes{0x5a, 0, 0, 0, 2, 1, 2}));
 }
 
-TEST(EncodableOutStream, InsertionsChainInTheirOrder)
+TEST(EncodableOutStream, ChainedInsertionsKeepTheirOrder)
 {
     unsigned char const byte = 0x20;
     QZCEncodableOutStream out;
@@ -194,7 +194,7 @@ TEST(EncodableOutStream, InsertionsChainInTheirOrder)
     EXPECT_EQ(bytesOf(out), (Bytes{0xf5, 0x18, 0x20, 0x19, 1, 0, 0x5a, 0, 0, 0, 1, 7, 0xf4}));
 }
 
-TEST(EncodableOutStream, EncodesItsOwnBytes)
+TEST(EncodableOutStream, CanEncodeItsOwnBytes)
 {
     QZCEncodableOutStream out;
     out << true << false;
@@ -202,7 +202,7 @@ TEST(EncodableOutStream, EncodesItsOwnBytes)
     EXPECT_EQ(bytesOf(out), (Bytes{0xf5, 0xf4, 0x5a, 0, 0, 0, 2, 0xf5, 0xf4}));
 }
 
-TEST(EncodableOutStream, EncodesItsOwnBytesAlsoWhenTheyMove)
+TEST(EncodableOutStream, CanEncodeItsOwnBytesAcrossAReallocation)
 {
     QZCEncodableOutStream out;
     out << someBytes(100);
@@ -211,12 +211,12 @@ TEST(EncodableOutStream, EncodesItsOwnBytesAlsoWhenTheyMove)
     EXPECT_EQ(bytesOf(out), joined(before, joined(headOfBuffer(105), before)));
 }
 
-TEST(EncodableOutStream, TakesAByteOfItsOwnAlsoWhenItMoves)
+TEST(EncodableOutStream, CanInsertAByteOfItsOwnAcrossAReallocation)
 {
     QZCEncodableOutStream out;
     unsigned char const seven = 7;
     out << seven;
-    // Often enough for the bytes to move to the heap and on it.
+    // Often enough to move the bytes to the heap and to reallocate them there.
     for (int i = 1; i < 1000; ++i)
     {
         unsigned char const* const first = out.getEncoded();
@@ -225,10 +225,10 @@ TEST(EncodableOutStream, TakesAByteOfItsOwnAlsoWhenItMoves)
     EXPECT_EQ(bytesOf(out), Bytes(1000, 7));
 }
 
-TEST(EncodableOutStream, TakesANumberOfItsOwnAlsoWhenItMoves)
+TEST(EncodableOutStream, CanInsertANumberOfItsOwnAcrossAReallocation)
 {
     QZCEncodableOutStream out;
-    // So that an element makes them move that itself stands among them.
+    // The inserted element is one of the bytes that the insertion moves.
     out << someBytes(4091);
     unsigned char const* const last = out.getEncoded();
     unsigned int number = 0;
@@ -245,7 +245,7 @@ TEST(EncodableOutStream, TakesANumberOfItsOwnAlsoWhenItMoves)
     EXPECT_EQ(tail, bytesOf(once));
 }
 
-TEST(EncodableOutStream, ClearingForgetsAllElements)
+TEST(EncodableOutStream, ClearRemovesAllElements)
 {
     QZCEncodableOutStream out;
     out << 256u << someBytes(100);
@@ -255,7 +255,7 @@ TEST(EncodableOutStream, ClearingForgetsAllElements)
     EXPECT_EQ(bytesOf(out), (Bytes{0xf5}));
 }
 
-TEST(EncodableOutStream, AClearedStreamAllocatesNoMore)
+TEST(EncodableOutStream, ClearedStreamReusesItsMemory)
 {
     Bytes const bytes = someBytes(100);
     QZCEncodableOutStream out;
@@ -264,7 +264,7 @@ TEST(EncodableOutStream, AClearedStreamAllocatesNoMore)
     EXPECT_EQ(allocationsOf([&] { out << bytes; }), 0u);
 }
 
-TEST(EncodableOutStream, AnInsertionWithoutMemoryLeavesTheStreamAsItWas)
+TEST(EncodableOutStream, InsertionWithoutMemoryDoesNotChangeTheStream)
 {
     QZCEncodableOutStream out;
     for (unsigned int i = 0; i < insideCapacity; ++i)
@@ -279,10 +279,10 @@ TEST(EncodableOutStream, AnInsertionWithoutMemoryLeavesTheStreamAsItWas)
     EXPECT_EQ(bytesOf(out), Bytes(insideCapacity, 0xf5));
 }
 
-TEST(EncodableOutStream, ABufferThatIsTooLongToEncodeIsRefused)
+TEST(EncodableOutStream, BufferThatIsTooLongIsRefused)
 {
     unsigned char const byte = 0;
-    // Hidden from the compiler, which would find that there is only one.
+    // Volatile hides from the compiler that there is only one byte.
     unsigned char const* volatile bytes = &byte;
     QZCLocalBuffer const longest(bytes, 4294967295);
     QZCEncodableOutStream out;
@@ -341,7 +341,7 @@ TEST(EncodableInStream, ReadsBuffersOfAllSizes)
     }
 }
 
-TEST(EncodableInStream, ExtractionsChainInTheirOrder)
+TEST(EncodableInStream, ChainedExtractionsKeepTheirOrder)
 {
     Input input({0xf5, 0x18, 0x20, 0x19, 1, 0, 0x41, 7, 0xf4});
     bool first = false;
@@ -354,7 +354,7 @@ TEST(EncodableInStream, ExtractionsChainInTheirOrder)
               std::make_tuple(true, 0x20, 256u, Bytes{7}, false));
 }
 
-TEST(EncodableInStream, TellsHowManyBytesRemain)
+TEST(EncodableInStream, ReportsTheNumberOfRemainingBytes)
 {
     Input input({0xf5, 0x18, 0x20, 0x41, 7});
     bool first = false;
@@ -367,7 +367,7 @@ TEST(EncodableInStream, TellsHowManyBytesRemain)
     EXPECT_THAT(remaining, ElementsAre(5u, 4u, 2u, 0u));
 }
 
-TEST(EncodableInStream, ABufferIsACopyOfItsBytes)
+TEST(EncodableInStream, ExtractedBufferOwnsItsBytes)
 {
     unsigned char bytes[] = {0x42, 1, 2};
     BufferHandle buffer;
@@ -376,7 +376,7 @@ TEST(EncodableInStream, ABufferIsACopyOfItsBytes)
     EXPECT_EQ(contentOf(buffer), (Bytes{1, 2}));
 }
 
-TEST(EncodableInStream, ABufferTakesThePlaceOfTheOneHeldBefore)
+TEST(EncodableInStream, ExtractedBufferReplacesTheOneInTheHandle)
 {
     long const before = liveBlocks();
     {
@@ -390,7 +390,7 @@ TEST(EncodableInStream, ABufferTakesThePlaceOfTheOneHeldBefore)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(EncodableInStream, NullIsAnEmptyInput)
+TEST(EncodableInStream, NullInputIsEmpty)
 {
     QZCEncodableInStream in(nullptr, 0);
     EXPECT_EQ(in.getRemaining(), 0u);
@@ -398,23 +398,23 @@ TEST(EncodableInStream, NullIsAnEmptyInput)
               "QZCEncodingEx 100: at byte 0: expected a byte string, found the end of the input");
 }
 
-TEST(EncodableInStream, OnlyTheTwoBoolBytesBeginABool)
+TEST(EncodableInStream, OnlyTheTwoBoolBytesStartABool)
 {
     EXPECT_EQ(acceptedFirstBytes<bool>(), (Bytes{0xf4, 0xf5}));
 }
 
-TEST(EncodableInStream, OnlyWellFormedUnsignedHeadsBeginANumber)
+TEST(EncodableInStream, OnlyWellFormedUnsignedHeadsStartANumber)
 {
     EXPECT_EQ(acceptedFirstBytes<unsigned char>(), range(0x00, 0x1b));
     EXPECT_EQ(acceptedFirstBytes<unsigned int>(), range(0x00, 0x1b));
 }
 
-TEST(EncodableInStream, OnlyWellFormedByteStringHeadsBeginABuffer)
+TEST(EncodableInStream, OnlyWellFormedByteStringHeadsStartABuffer)
 {
     EXPECT_EQ(acceptedFirstBytes<BufferHandle>(), range(0x40, 0x5b));
 }
 
-TEST(EncodableInStream, ANumberThatTheTypeCannotHoldIsRefused)
+TEST(EncodableInStream, NumberBeyondTheRangeOfTheTypeIsRefused)
 {
     EXPECT_EQ(extractionOf<unsigned char>({0x19, 0x01, 0x00}),
               "QZCEncodingEx 100: at byte 0: expected an unsigned integer up to 255, found unsigned "
@@ -427,7 +427,7 @@ TEST(EncodableInStream, ANumberThatTheTypeCannotHoldIsRefused)
               "unsigned integer 18446744073709551615 (0x1b)");
 }
 
-TEST(EncodableInStream, AnotherTypeIsRefused)
+TEST(EncodableInStream, ElementOfAnotherTypeIsRefused)
 {
     EXPECT_EQ(extractionOf<bool>({0x01}),
               "QZCEncodingEx 100: at byte 0: expected a bool (0xf4 or 0xf5), found unsigned integer 1 "
@@ -441,14 +441,14 @@ TEST(EncodableInStream, AnotherTypeIsRefused)
               "QZCEncodingEx 100: at byte 0: expected a byte string, found tag 2 (0xc2)");
 }
 
-TEST(EncodableInStream, ANegativeIntegerIsRefusedWithoutTheNumberOfItsHead)
+TEST(EncodableInStream, NegativeIntegerIsRefusedBeforeItsValueIsRead)
 {
     EXPECT_EQ(extractionOf<unsigned int>({0x20}),
               "QZCEncodingEx 100: at byte 0: expected an unsigned integer up to 4294967295, found negative "
               "integer (0x20)");
 }
 
-TEST(EncodableInStream, AFloatIsRefused)
+TEST(EncodableInStream, FloatIsRefused)
 {
     EXPECT_EQ(extractionOf<unsigned int>({0xf9, 0x3c, 0x00}),
               "QZCEncodingEx 100: at byte 0: expected an unsigned integer up to 4294967295, found "
@@ -469,7 +469,7 @@ TEST(EncodableInStream, ReservedHeadsAreRefused)
               "integer with a reserved head (0x1c)");
 }
 
-TEST(EncodableInStream, AHeadThatIsCutIsRefused)
+TEST(EncodableInStream, TruncatedHeadIsRefused)
 {
     EXPECT_EQ(extractionOf<unsigned int>({0x1a, 0, 0, 0}),
               "QZCEncodingEx 100: at byte 0: expected an unsigned integer up to 4294967295, found "
@@ -479,14 +479,14 @@ TEST(EncodableInStream, AHeadThatIsCutIsRefused)
               "(0x5a)");
 }
 
-TEST(EncodableInStream, ABodyThatIsCutIsRefused)
+TEST(EncodableInStream, TruncatedBodyIsRefused)
 {
     EXPECT_EQ(extractionOf<BufferHandle>({0x43, 1, 2}),
               "QZCEncodingEx 100: at byte 0: expected a byte string of at most the 2 bytes that follow, "
               "found byte string 3 (0x43)");
 }
 
-TEST(EncodableInStream, TheEndOfTheInputIsRefused)
+TEST(EncodableInStream, ExtractionAtTheEndOfTheInputIsRefused)
 {
     EXPECT_EQ(extractionOf<bool>(Bytes()),
               "QZCEncodingEx 100: at byte 0: expected a bool (0xf4 or 0xf5), found the end of the input");
@@ -495,7 +495,7 @@ TEST(EncodableInStream, TheEndOfTheInputIsRefused)
               "the input");
 }
 
-TEST(EncodableInStream, ARefusalNamesThePositionInTheInput)
+TEST(EncodableInStream, RefusalNamesThePositionInTheInput)
 {
     Input input({0xf5, 0x18, 0x20, 0xf4});
     bool first = false;
@@ -506,7 +506,7 @@ TEST(EncodableInStream, ARefusalNamesThePositionInTheInput)
               "20 (0xf4)");
 }
 
-TEST(EncodableInStream, AfterARefusalTheElementCanStillBeReadAsWhatItIs)
+TEST(EncodableInStream, RefusedElementCanStillBeReadAsItsOwnType)
 {
     Input input({0xf5});
     extractionOf<unsigned int>(input.stream());
@@ -515,7 +515,7 @@ TEST(EncodableInStream, AfterARefusalTheElementCanStillBeReadAsWhatItIs)
     EXPECT_TRUE(value);
 }
 
-TEST(EncodableInStream, EveryShorterPartOfAnElementIsRefused)
+TEST(EncodableInStream, EveryProperPrefixOfAnElementIsRefused)
 {
     expectNoPrefixOf<bool>(encodingOf(true));
     expectNoPrefixOf<unsigned char>(encodingOf<unsigned char>(255));
@@ -525,7 +525,7 @@ TEST(EncodableInStream, EveryShorterPartOfAnElementIsRefused)
     expectNoPrefixOf<BufferHandle>(encodingOf(someBytes(50)));
 }
 
-TEST(EncodableInStream, ALengthBeyondTheInputIsRefusedBeforeAnythingIsAllocated)
+TEST(EncodableInStream, LengthBeyondTheInputIsRefusedBeforeAllocating)
 {
     Bytes const hugeLengths[] = {{0x5a, 0xff, 0xff, 0xff, 0xff, 0},
                                  {0x5b, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0},
@@ -541,9 +541,9 @@ TEST(EncodableInStream, ALengthBeyondTheInputIsRefusedBeforeAnythingIsAllocated)
     }
 }
 
-TEST(EncodableInStream, ABufferWithoutMemoryLeavesStreamAndTargetAsTheyWere)
+TEST(EncodableInStream, BufferWithoutMemoryDoesNotChangeStreamOrTarget)
 {
-    // The buffer, its bytes, its count. Without the last the buffer is given up: QZCPointer does not own it.
+    // The buffer, its bytes and its count. Without the count the buffer leaks, since QZCPointer does not own it.
     DeliberateLeak const leak;
     for (unsigned int failing = 1; failing <= 3; ++failing)
     {
@@ -557,7 +557,7 @@ TEST(EncodableInStream, ABufferWithoutMemoryLeavesStreamAndTargetAsTheyWere)
     }
 }
 
-TEST(EncodableInStream, ABufferThatFitsInsideNeedsNoMemoryForItsBytes)
+TEST(EncodableInStream, BufferThatFitsInsideDoesNotAllocateForItsBytes)
 {
     Input input(encodingOf(someBytes(insideCapacity)));
     BufferHandle target;

@@ -20,14 +20,14 @@ static_assert(std::is_nothrow_constructible<QZCException, char const*, unsigned 
 static_assert(std::is_nothrow_copy_constructible<QZCException>::value, "passing on an error must not fail");
 static_assert(std::has_virtual_destructor<QZCException>::value, "it is the root of a hierarchy");
 
-TEST(Exception, TellsItsTextAndItsCode)
+TEST(Exception, ReturnsItsTextAndCode)
 {
     QZCException const error("Out of Memory", 2);
     EXPECT_STREQ(error.what(), "Out of Memory");
     EXPECT_EQ(error.getCode(), 2u);
 }
 
-TEST(Exception, KeepsItsTextWhenTheSourceIsOverwritten)
+TEST(Exception, TextSurvivesOverwritingTheSource)
 {
     char text[] = "Invalid Value";
     QZCException const error(text, 6);
@@ -35,7 +35,7 @@ TEST(Exception, KeepsItsTextWhenTheSourceIsOverwritten)
     EXPECT_STREQ(error.what(), "Invalid Value");
 }
 
-TEST(Exception, HoldsItsTextInsideTheObject)
+TEST(Exception, TextIsStoredInsideTheObject)
 {
     QZCException const error("Invalid Value", 6);
     char const* const start = reinterpret_cast<char const*>(&error);
@@ -43,19 +43,19 @@ TEST(Exception, HoldsItsTextInsideTheObject)
     EXPECT_LT(error.what() + std::strlen(error.what()), start + sizeof error);
 }
 
-TEST(Exception, ATextOf255CharactersIsKeptWhole)
+TEST(Exception, TextOf255CharactersIsKeptWhole)
 {
     std::string const text(255, 'x');
     EXPECT_EQ(QZCException(text.c_str(), 1).what(), text);
 }
 
-TEST(Exception, ALongerTextIsCut)
+TEST(Exception, LongerTextIsTruncated)
 {
     EXPECT_EQ(QZCException(std::string(256, 'x').c_str(), 1).what(), std::string(255, 'x'));
     EXPECT_EQ(QZCException(std::string(10000, 'x').c_str(), 1).what(), std::string(255, 'x'));
 }
 
-TEST(Exception, ALongerTextIsTerminatedWhateverItsMemoryHeldBefore)
+TEST(Exception, LongerTextIsTerminatedInDirtyMemory)
 {
     alignas(QZCException) unsigned char storage[sizeof(QZCException)];
     std::memset(storage, 'y', sizeof storage);
@@ -64,16 +64,19 @@ TEST(Exception, ALongerTextIsTerminatedWhateverItsMemoryHeldBefore)
     error->~QZCException();
 }
 
-TEST(Exception, ANullTextCountsAsEmpty)
+TEST(Exception, NullTextIsEmpty)
 {
     QZCException const error(nullptr, 7);
     EXPECT_STREQ(error.what(), "");
     EXPECT_EQ(error.getCode(), 7u);
 }
 
-TEST(Exception, TheTextIsNoFormat) { EXPECT_STREQ(QZCException("100 %s of %n", 1).what(), "100 %s of %n"); }
+TEST(Exception, TextIsNotUsedAsAFormat)
+{
+    EXPECT_STREQ(QZCException("100 %s of %n", 1).what(), "100 %s of %n");
+}
 
-TEST(Exception, AGenericHandlerCatchesIt)
+TEST(Exception, GenericHandlerCatchesIt)
 {
     try
     {
@@ -85,7 +88,7 @@ TEST(Exception, AGenericHandlerCatchesIt)
     }
 }
 
-TEST(Exception, ACopyHasItsOwnTextAndCode)
+TEST(Exception, CopyHasItsOwnTextAndCode)
 {
     QZCException copy("", 0);
     {
@@ -97,13 +100,13 @@ TEST(Exception, ACopyHasItsOwnTextAndCode)
     EXPECT_EQ(copy.getCode(), 6u);
 }
 
-TEST(Exception, AllocatesNothing)
+TEST(Exception, DoesNotAllocate)
 {
     std::string const text(1000, 'x');
     EXPECT_EQ(allocationsOf([&] { QZCException(text.c_str(), 1).what(); }), 0u);
 }
 
-TEST(Exception, VirtualOperationsKeepTheirSlots)
+TEST(Exception, VirtualFunctionsKeepTheirSlots)
 {
     QZCException const error("", 0);
     EXPECT_THAT(virtualSlots(&error, 3),

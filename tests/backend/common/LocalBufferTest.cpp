@@ -16,7 +16,7 @@ namespace
 static_assert(std::is_base_of<QZCBuffer, QZCLocalBuffer>::value, "streams take it as a buffer");
 static_assert(sizeof(QZCLocalBuffer) == sizeof(QZCBuffer), "it has no fields of its own");
 
-TEST(LocalBuffer, GivesTheBytesItWasMadeOver)
+TEST(LocalBuffer, ReturnsTheBytesThatItWraps)
 {
     unsigned char const bytes[] = {1, 2, 3, 4};
     QZCLocalBuffer const buffer(bytes, 3);
@@ -25,7 +25,7 @@ TEST(LocalBuffer, GivesTheBytesItWasMadeOver)
     EXPECT_EQ(buffer.byte(2), 3);
 }
 
-TEST(LocalBuffer, CopiesNothing)
+TEST(LocalBuffer, DoesNotCopyTheBytes)
 {
     Bytes const bytes = someBytes(1000);
     auto const read = [&]
@@ -36,7 +36,7 @@ TEST(LocalBuffer, CopiesNothing)
     EXPECT_EQ(allocationsOf(read), 0u);
 }
 
-TEST(LocalBuffer, ModifyingLeavesTheCallersBytesAlone)
+TEST(LocalBuffer, ModificationDoesNotChangeTheCallersBytes)
 {
     unsigned char const bytes[] = {1, 2, 3};
     QZCLocalBuffer buffer(bytes, 3);
@@ -46,7 +46,7 @@ TEST(LocalBuffer, ModifyingLeavesTheCallersBytesAlone)
     EXPECT_THAT(bytes, ElementsAre(1, 2, 3));
 }
 
-TEST(LocalBuffer, TellsItsLengthAsABufferToo)
+TEST(LocalBuffer, ReportsItsLengthThroughTheBaseClass)
 {
     unsigned char const bytes[] = {1, 2, 3};
     QZCLocalBuffer local(bytes, 3);
@@ -56,9 +56,9 @@ TEST(LocalBuffer, TellsItsLengthAsABufferToo)
     EXPECT_EQ(local.getLength(), 2u);
 }
 
-TEST(LocalBuffer, NullIsNoBytes) { EXPECT_EQ(bytesOf(QZCLocalBuffer(nullptr, 0)), Bytes()); }
+TEST(LocalBuffer, WrappingNullGivesAnEmptyBuffer) { EXPECT_EQ(bytesOf(QZCLocalBuffer(nullptr, 0)), Bytes()); }
 
-TEST(LocalBuffer, IsDestroyedThroughItsBase)
+TEST(LocalBuffer, CanBeDestroyedThroughTheBaseClass)
 {
     Bytes const bytes = someBytes(100);
     long const before = liveBlocks();
@@ -68,10 +68,10 @@ TEST(LocalBuffer, IsDestroyedThroughItsBase)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(LocalBuffer, VirtualOperationsKeepTheirSlots)
+TEST(LocalBuffer, VirtualFunctionsKeepTheirSlots)
 {
     QZCLocalBuffer const buffer(nullptr, 0);
-    // A compiler may let the destructor of the base stand for one that adds nothing to it.
+    // A compiler may use the base class destructor for a destructor that adds nothing.
     EXPECT_THAT(
         virtualSlots(&buffer, 7),
         ElementsAre(AnyOf("QZCLocalBuffer::~QZCLocalBuffer()", "QZCBuffer::~QZCBuffer()"),

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -6,7 +7,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <mutex>
+#include <new>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,9 +19,11 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "backend/common/include/Logger.h"
@@ -36,14 +42,20 @@ using testing::SizeIs;
 
 namespace
 {
-/// The errors that the next writes fail with, the last one first.
+/// Used instead of an error: the write returns 0 and does not set errno.
+constexpr int writesNothing = 0;
+
+/// The errors that the next writes fail with, in reverse order.
 std::vector<int> gWriteErrors;
 
-/// How many bytes the next write leaves.
+/// The number of bytes that the next write does not write.
 std::size_t gLeftByWrite = 0;
+
+/// The time of the next log line.
+std::optional<std::time_t> gSeconds;
 }  // namespace
 
-// Stands before the C library's own.
+// Interposes the C library's function.
 extern "C" ssize_t write(int aFile, void const* aBytes, std::size_t aLength)
 {
     if (gWriteErrors.empty())
@@ -52,18 +64,29 @@ extern "C" ssize_t write(int aFile, void const* aBytes, std::size_t aLength)
     }
     errno = gWriteErrors.back();
     gWriteErrors.pop_back();
-    return -1;
+    return errno == writesNothing ? (errno = EINTR, 0) : -1;
+}
+
+// Interposes the C library's function.
+extern "C" int clock_gettime(clockid_t aClock, timespec* aTime) noexcept
+{
+    if (!gSeconds)
+    {
+        return static_cast<int>(syscall(SYS_clock_gettime, aClock, aTime));
+    }
+    *aTime = {*gSeconds, 0};
+    return 0;
 }
 
 namespace
 {
 constexpr char stampPattern[] = "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{6}Z ";
 
-/// Leads standard error into a pipe, which a thread empties, until the text is taken.
+/// Redirects standard error to a pipe, which a thread reads, until taken() is called.
 class StandardErrorPipe
 {
 public:
-    /// @param aDelay time that the pipe is left to fill up before it is emptied
+    /// @param aDelay time before the thread starts to read the pipe
     explicit StandardErrorPipe(std::chrono::milliseconds aDelay = std::chrono::milliseconds(0))
         : mBefore(dup(STDERR_FILENO))
     {
@@ -86,7 +109,7 @@ public:
     StandardErrorPipe(StandardErrorPipe const&) = delete;
     StandardErrorPipe& operator=(StandardErrorPipe const&) = delete;
 
-    /// What was written; standard error is then as it was before.
+    /// Restores standard error and returns what was written.
     std::string taken()
     {
         dup2(mBefore, STDERR_FILENO);
@@ -112,7 +135,7 @@ private:
     std::thread mReader;
 };
 
-/// A sink that collects what it is given.
+/// A sink that collects its lines.
 class CollectingSink
 {
 public:
@@ -123,7 +146,7 @@ public:
 
     std::vector<std::string> const& lines() const { return mLines; }
 
-    /// What follows the stamp, the tag, the place and the function in the only line, its line end included.
+    /// The text after timestamp, tag, place and function of the only line, including its newline.
     std::string onlyText() const
     {
         EXPECT_THAT(mLines, SizeIs(1));
@@ -167,14 +190,14 @@ std::vector<std::string> linesOf(std::string const& aText)
     return lines;
 }
 
-/// Microseconds since 1970.
+/// The current time in microseconds since 1970.
 std::int64_t microsecondsNow()
 {
     auto const now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
-/// Microseconds since 1970 that the stamp of a line stands for.
+/// The timestamp of a line in microseconds since 1970.
 std::int64_t microsecondsOf(std::string const& aLine)
 {
     std::tm second = {};
@@ -182,7 +205,7 @@ std::int64_t microsecondsOf(std::string const& aLine)
     return fraction != nullptr ? timegm(&second) * INT64_C(1000000) + std::atoi(fraction) : 0;
 }
 
-/// Starts that many threads, numbered from 0, and waits for them.
+/// Starts threads numbered from 0, and waits for them.
 template <typename Work>
 void inThreads(int aCount, Work const& aWork)
 {
@@ -197,7 +220,7 @@ void inThreads(int aCount, Work const& aWork)
     }
 }
 
-/// Leaves the logger as it found it.
+/// Restores the logger after each case.
 class Logger : public testing::Test
 {
 protected:
@@ -221,7 +244,7 @@ TEST_F(Logger, OneCallIsOneLineOnStandardError)
                 MatchesRegex(std::string(stampPattern) + "-E- HbaapiAbs:57 HA_OpenAdapter: board 3\n"));
 }
 
-TEST_F(Logger, TheStampIsTheTimeInUtc)
+TEST_F(Logger, TimestampIsInUtc)
 {
     setenv("TZ", "XXX+11", 1);
     tzset();
@@ -234,7 +257,27 @@ TEST_F(Logger, TheStampIsTheTimeInUtc)
     EXPECT_THAT(microsecondsOf(sink.lines().at(0)), AllOf(Ge(before), Le(after)));
 }
 
-TEST_F(Logger, TheMacrosLogUnderTheirPlaceAndLevel)
+TEST_F(Logger, TimestampIsRightForEveryDateUntil2400)
+{
+    // From 1970 to 2400, which includes every kind of leap year, or to the largest time of the machine.
+    std::int64_t const last =
+        std::min(INT64_C(13569465600), std::int64_t{std::numeric_limits<std::time_t>::max()});
+    CollectingSink const sink;
+    std::size_t count = 0;
+    for (std::int64_t seconds = 0; seconds <= last; seconds += 86400 + 3599)
+    {
+        gSeconds = static_cast<std::time_t>(seconds);
+        logText("");
+        std::tm utc = {};
+        gmtime_r(&*gSeconds, &utc);
+        gSeconds.reset();
+        char expected[80];
+        std::strftime(expected, sizeof expected, "%Y-%m-%dT%H:%M:%S.000000Z", &utc);
+        ASSERT_EQ(sink.lines().at(count++).substr(0, 27), expected);
+    }
+}
+
+TEST_F(Logger, MacrosLogTheirPlaceAndLevel)
 {
     CollectingSink const sink;
     SetLogLevelMask(~0u);
@@ -255,7 +298,7 @@ TEST_F(Logger, TheMacrosLogUnderTheirPlaceAndLevel)
                 ElementsAre("-E- 1\n", "-N- 2\n", "-I- 3\n", "-T- 4\n", "-T- Entered\n", "-T- Left\n"));
 }
 
-TEST_F(Logger, ALineHasOneEndWhetherOrNotTheTextBringsItsOwn)
+TEST_F(Logger, LineEndsWithOneNewlineWhetherOrNotTheTextHasOne)
 {
     for (char const* const text : {"text", "text\n", "text\n\n", "text\r\n"})
     {
@@ -265,7 +308,7 @@ TEST_F(Logger, ALineHasOneEndWhetherOrNotTheTextBringsItsOwn)
     }
 }
 
-TEST_F(Logger, AnEmptyTextIsALineToo)
+TEST_F(Logger, EmptyTextIsWrittenAsALine)
 {
     for (char const* const text : {"", "\n"})
     {
@@ -289,7 +332,7 @@ TEST_F(Logger, TabsAndOtherAlphabetsAreKept)
     EXPECT_EQ(sink.onlyText(), "a\tb \xc3\xa9 \xff\n");
 }
 
-TEST_F(Logger, PercentSignsInAValueStayAsTheyAre)
+TEST_F(Logger, PercentSignsInAValueAreNotExpanded)
 {
     CollectingSink const sink;
     logError("Failed on %s", "100%s%n%d%%");
@@ -298,7 +341,7 @@ TEST_F(Logger, PercentSignsInAValueStayAsTheyAre)
 
 TEST_F(Logger, LongLinesAreWrittenWhole)
 {
-    // Around the size up to which a line is formatted without the heap, and far beyond it.
+    // Lengths around the size of the stack buffer for a line, and far above it.
     for (std::size_t const length : {900u, 960u, 970u, 980u, 990u, 1000u, 1023u, 1024u, 102400u})
     {
         CollectingSink const sink;
@@ -308,7 +351,7 @@ TEST_F(Logger, LongLinesAreWrittenWhole)
     }
 }
 
-TEST_F(Logger, EveryLengthAroundTheLocalRoomIsWrittenWhole)
+TEST_F(Logger, EveryLengthAroundTheStackBufferIsWrittenWhole)
 {
     for (std::size_t length = 950; length < 1030; ++length)
     {
@@ -319,7 +362,7 @@ TEST_F(Logger, EveryLengthAroundTheLocalRoomIsWrittenWhole)
     }
 }
 
-TEST_F(Logger, ALongPlaceIsWrittenWhole)
+TEST_F(Logger, LongFunctionAndFileNamesAreWrittenWhole)
 {
     CollectingSink const sink;
     std::string const file(3000, 'f');
@@ -327,14 +370,14 @@ TEST_F(Logger, ALongPlaceIsWrittenWhole)
     EXPECT_THAT(sink.lines(), ElementsAre(EndsWith(" -E- " + file + ":1 function: text\n")));
 }
 
-TEST_F(Logger, ValuesThatCannotBePrintedLeaveTheFormat)
+TEST_F(Logger, UnprintableValuesFallBackToTheFormat)
 {
     CollectingSink const sink;
     logError("a name %ls", L"\x20ac");
     EXPECT_EQ(sink.onlyText(), "a name %ls\n");
 }
 
-TEST_F(Logger, AllLevelsButTraceAreWrittenAtFirst)
+TEST_F(Logger, DefaultMaskHasAllLevelsExceptTrace)
 {
     EXPECT_EQ(GetLogLevelMask(), ~static_cast<unsigned int>(QZLL_Trace));
     CollectingSink const sink;
@@ -358,7 +401,7 @@ TEST_F(Logger, OnlyTheLevelsInTheMaskAreWritten)
     EXPECT_THAT(sink.lines(), ElementsAre(EndsWith(": 1\n"), EndsWith(": 128\n")));
 }
 
-TEST_F(Logger, ACallThatIsMaskedDoesNotLookAtItsValues)
+TEST_F(Logger, MaskedCallDoesNotReadItsValues)
 {
     CollectingSink const sink;
     char const* const nowhere = reinterpret_cast<char const*>(std::uintptr_t{16});
@@ -366,7 +409,7 @@ TEST_F(Logger, ACallThatIsMaskedDoesNotLookAtItsValues)
     EXPECT_THAT(sink.lines(), SizeIs(0));
 }
 
-TEST_F(Logger, ASinkTakesThePlaceOfStandardError)
+TEST_F(Logger, SinkReplacesStandardError)
 {
     StandardErrorPipe standardError;
     CollectingSink const sink;
@@ -375,7 +418,7 @@ TEST_F(Logger, ASinkTakesThePlaceOfStandardError)
     EXPECT_EQ(sink.onlyText(), "to the sink\n");
 }
 
-TEST_F(Logger, ASinkGetsItsContext)
+TEST_F(Logger, SinkReceivesItsContext)
 {
     int given = 0;
     SetLogSink([](void* aContext, char const*, unsigned int) { *static_cast<int*>(aContext) = 7; }, &given);
@@ -383,7 +426,7 @@ TEST_F(Logger, ASinkGetsItsContext)
     EXPECT_EQ(given, 7);
 }
 
-TEST_F(Logger, NoSinkRestoresStandardError)
+TEST_F(Logger, NullSinkRestoresStandardError)
 {
     StandardErrorPipe standardError;
     {
@@ -394,7 +437,7 @@ TEST_F(Logger, NoSinkRestoresStandardError)
     EXPECT_THAT(linesOf(standardError.taken()), ElementsAre(EndsWith(": to standard error")));
 }
 
-TEST_F(Logger, ASinkMayChangeTheSink)
+TEST_F(Logger, SinkMayReplaceItself)
 {
     int calls = 0;
     auto const once = [](void* aCalls, char const*, unsigned int)
@@ -408,7 +451,7 @@ TEST_F(Logger, ASinkMayChangeTheSink)
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(Logger, LinesOfSeveralThreadsDoNotMix)
+TEST_F(Logger, LinesOfSeveralThreadsDoNotInterleave)
 {
     StandardErrorPipe standardError;
     std::vector<std::string> expected;
@@ -434,9 +477,9 @@ TEST_F(Logger, LinesOfSeveralThreadsDoNotMix)
     EXPECT_EQ(texts, expected);
 }
 
-TEST_F(Logger, LongLinesOfSeveralThreadsDoNotMix)
+TEST_F(Logger, LongLinesOfSeveralThreadsDoNotInterleave)
 {
-    // Far more than a pipe takes at once.
+    // Far more than the capacity of a pipe.
     std::size_t const length = 200000;
     StandardErrorPipe standardError;
     inThreads(4,
@@ -455,10 +498,10 @@ TEST_F(Logger, LongLinesOfSeveralThreadsDoNotMix)
         mixed += end != std::string(length, end[0]);
     }
     EXPECT_EQ(lines.size(), 40u);
-    EXPECT_EQ(mixed, 0) << "lines with bytes of another thread's";
+    EXPECT_EQ(mixed, 0) << "lines with bytes of another thread";
 }
 
-TEST_F(Logger, ALineIsWholeAlsoWhereStandardErrorDoesNotBlock)
+TEST_F(Logger, LineIsWrittenWholeToNonBlockingStandardError)
 {
     std::size_t const length = 200000;
     StandardErrorPipe standardError(std::chrono::milliseconds(20));
@@ -483,7 +526,7 @@ TEST_F(Logger, LinesOfSeveralThreadsAllReachTheSink)
     EXPECT_THAT(sink.lines(), AllOf(SizeIs(2000), Each(EndsWith("\n"))));
 }
 
-TEST_F(Logger, ALineIsWrittenWholeAlsoWhenSignalsInterruptIt)
+TEST_F(Logger, LineIsWrittenWholeDespiteSignals)
 {
     struct sigaction before = {};
     struct sigaction action = {};
@@ -492,7 +535,7 @@ TEST_F(Logger, ALineIsWrittenWholeAlsoWhenSignalsInterruptIt)
     sigset_t alarm;
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
-    // The reader inherits the block, so that it is the write that is interrupted.
+    // The reader inherits the blocked signal, so that signals interrupt the write.
     pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
     StandardErrorPipe standardError(std::chrono::milliseconds(30));
     pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
@@ -507,7 +550,7 @@ TEST_F(Logger, ALineIsWrittenWholeAlsoWhenSignalsInterruptIt)
     EXPECT_TRUE(standardError.taken().find(": " + text + "\n") != std::string::npos);
 }
 
-TEST_F(Logger, AWriteThatIsToBeTriedAgainIs)
+TEST_F(Logger, InterruptedWriteIsRetried)
 {
     StandardErrorPipe standardError;
     gWriteErrors = {EINTR, EAGAIN, EINTR};
@@ -516,7 +559,7 @@ TEST_F(Logger, AWriteThatIsToBeTriedAgainIs)
     EXPECT_THAT(gWriteErrors, SizeIs(0));
 }
 
-TEST_F(Logger, ALastByteThatAWriteLeavesIsWrittenToo)
+TEST_F(Logger, LastByteOfAShortWriteIsWritten)
 {
     StandardErrorPipe standardError;
     gLeftByWrite = 1;
@@ -524,7 +567,7 @@ TEST_F(Logger, ALastByteThatAWriteLeavesIsWrittenToo)
     EXPECT_THAT(standardError.taken(), EndsWith(": text\n"));
 }
 
-TEST_F(Logger, AWriteThatFailsIsNotTriedAgain)
+TEST_F(Logger, FailedWriteIsNotRetried)
 {
     StandardErrorPipe standardError;
     gWriteErrors = {EINTR, EIO};
@@ -534,7 +577,174 @@ TEST_F(Logger, AWriteThatFailsIsNotTriedAgain)
     EXPECT_EQ(standardError.taken(), "");
 }
 
-TEST_F(Logger, LeavesErrnoAsItWas)
+TEST_F(Logger, WriteThatReturnsZeroIsNotRetried)
+{
+    StandardErrorPipe standardError;
+    gWriteErrors = {EINTR, writesNothing};
+    logText("text");
+    EXPECT_THAT(gWriteErrors, ElementsAre(EINTR));
+    gWriteErrors.clear();
+    EXPECT_EQ(standardError.taken(), "");
+}
+
+TEST_F(Logger, SinkReceivesItsOwnContextWhileItIsReplaced)
+{
+    struct Target
+    {
+        QZLogSink mSink;
+        std::atomic<int> mOthers{0};
+    };
+    static Target first;
+    static Target second;
+    first.mSink = [](void* aContext, char const*, unsigned int) { first.mOthers += aContext != &first; };
+    second.mSink = [](void* aContext, char const*, unsigned int) { second.mOthers += aContext != &second; };
+    SetLogSink(first.mSink, &first);
+    std::atomic<bool> isOver{false};
+    std::thread replacing(
+        [&]
+        {
+            while (!isOver)
+            {
+                SetLogSink(second.mSink, &second);
+                SetLogSink(first.mSink, &first);
+            }
+        });
+    inThreads(2,
+              [](int)
+              {
+                  for (int line = 0; line < 20000; ++line)
+                  {
+                      logError("%d", line);
+                  }
+              });
+    isOver = true;
+    replacing.join();
+    EXPECT_EQ(first.mOthers + second.mOthers, 0);
+}
+
+TEST_F(Logger, SettingASinkAgainDoesNotAllocate)
+{
+    if (!MallocFailure::isPossible())
+    {
+        GTEST_SKIP() << "the sanitizers replace malloc";
+    }
+    static int calls = 0;
+    auto const count = [](void*, char const*, unsigned int) { ++calls; };
+    SetLogSink(count, nullptr);
+    SetLogSink(nullptr, nullptr);
+    {
+        MallocFailure const noMemory;
+        SetLogSink(count, nullptr);
+    }
+    logText("text");
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(Logger, FailedAllocationForANewSinkKeepsTheOldOne)
+{
+    if (!MallocFailure::isPossible())
+    {
+        GTEST_SKIP() << "the sanitizers replace malloc";
+    }
+    CollectingSink const sink;
+    bool isRefused = false;
+    try
+    {
+        MallocFailure const noMemory;
+        SetLogSink([](void*, char const*, unsigned int) {}, &isRefused);
+    }
+    catch (std::bad_alloc const&)
+    {
+        isRefused = true;
+    }
+    EXPECT_TRUE(isRefused);
+    logText("text");
+    EXPECT_EQ(sink.onlyText(), "text\n");
+}
+
+/// Forks a child that logs a line. An alarm ends a child that waits forever.
+/// @param aStandardError the standard error of the child
+/// @return the wait status of the child
+int endOfLoggingChild(int aStandardError)
+{
+    pid_t const child = fork();
+    if (child == 0)
+    {
+        alarm(20);
+        dup2(aStandardError, STDERR_FILENO);
+        logText("of the child");
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+/// Waits until input is available.
+void awaitInput(int aEnd)
+{
+    pollfd input = {aEnd, POLLIN, 0};
+    poll(&input, 1, -1);
+}
+
+TEST_F(Logger, ForkedChildLogsWhileAnotherThreadOfTheParentWrites)
+{
+    int ends[2] = {-1, -1};
+    int endsOfChild[2] = {-1, -1};
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(pipe(endsOfChild), 0);
+    int const before = dup(STDERR_FILENO);
+    dup2(ends[1], STDERR_FILENO);
+    close(ends[1]);
+    // Far more than the capacity of the pipe: the thread blocks within its line until the pipe is read.
+    std::thread writer(
+        [before]
+        {
+            logText(std::string(1000000, 'x'));
+            dup2(before, STDERR_FILENO);
+        });
+    awaitInput(ends[0]);
+    EXPECT_EQ(endOfLoggingChild(endsOfChild[1]), 0);
+    close(endsOfChild[1]);
+    char line[200];
+    ssize_t const length = read(endsOfChild[0], line, sizeof line);
+    char part[4096];
+    while (read(ends[0], part, sizeof part) > 0)
+    {
+    }
+    writer.join();
+    close(before);
+    close(ends[0]);
+    close(endsOfChild[0]);
+    EXPECT_THAT(std::string(line, static_cast<std::size_t>(std::max<ssize_t>(length, 0))),
+                EndsWith(": of the child\n"));
+}
+
+TEST_F(Logger, ForkedChildLogsWhileOtherThreadsOfTheParentLog)
+{
+    SetLogSink([](void*, char const*, unsigned int) {}, nullptr);
+    std::atomic<bool> isOver{false};
+    std::thread logging(
+        [&]
+        {
+            while (!isOver)
+            {
+                logText("of the parent");
+                SetLogSink([](void*, char const*, unsigned int) {}, &isOver);
+                SetLogSink([](void*, char const*, unsigned int) {}, nullptr);
+            }
+        });
+    int failed = 0;
+    for (int child = 0; child < 200; ++child)
+    {
+        failed += endOfLoggingChild(STDERR_FILENO) != 0;
+    }
+    isOver = true;
+    logging.join();
+    EXPECT_EQ(failed, 0);
+}
+
+TEST_F(Logger, LoggingPreservesErrno)
 {
     CollectingSink const sink;
     errno = 5;
@@ -542,7 +752,7 @@ TEST_F(Logger, LeavesErrnoAsItWas)
     EXPECT_EQ(errno, 5);
 }
 
-TEST_F(Logger, LeavesErrnoAsItWasAlsoWhenNothingCanBeWritten)
+TEST_F(Logger, FailedWritePreservesErrno)
 {
     int const before = dup(STDERR_FILENO);
     close(STDERR_FILENO);
@@ -554,11 +764,11 @@ TEST_F(Logger, LeavesErrnoAsItWasAlsoWhenNothingCanBeWritten)
     EXPECT_EQ(after, 5);
 }
 
-TEST_F(LoggerDeathTest, WithoutMemoryALongLineIsCut)
+TEST_F(LoggerDeathTest, LongLineIsTruncatedWithoutMemory)
 {
     if (!MallocFailure::isPossible())
     {
-        GTEST_SKIP() << "the sanitizers bring a malloc of their own";
+        GTEST_SKIP() << "the sanitizers replace malloc";
     }
     auto const logWithoutMemory = []
     {

@@ -24,7 +24,7 @@ namespace
 {
 using IntHandle = QZCPointer<int>;
 
-/// The fields of a handle, in the order and the sizes that all its users were compiled with.
+/// The fields of a handle, with the order and sizes that existing agents were compiled with.
 struct HandleFields
 {
     void* mPointer;
@@ -44,8 +44,8 @@ HandleFields fieldsAt(void const* aHandle)
     return fields;
 }
 
-/// Puts another count into the handle, past its interface.
-/// @return the one from before
+/// Replaces the count in the handle, bypassing its interface.
+/// @return the previous count
 template <typename T>
 QZCReferenceCount* exchangeCount(QZCPointer<T>& aHandle, QZCReferenceCount* aCount)
 {
@@ -55,7 +55,7 @@ QZCReferenceCount* exchangeCount(QZCPointer<T>& aHandle, QZCReferenceCount* aCou
     return aCount;
 }
 
-/// While it lives the handle is as a stray write leaves it: there is an object but no count.
+/// During its lifetime, the handle is damaged: it has an object but no count.
 template <typename T>
 class Damage
 {
@@ -70,7 +70,7 @@ private:
     QZCReferenceCount* const mCount;
 };
 
-/// The number of handles that share what this one holds.
+/// The number of handles that share the object of this one.
 template <typename T>
 unsigned int holdersOf(QZCPointer<T> const& aHandle)
 {
@@ -81,7 +81,7 @@ unsigned int holdersOf(QZCPointer<T> const& aHandle)
 
 IntHandle handleOf(int aValue) { return IntHandle(new int(aValue), QZPST_Individual, QZPAT_New); }
 
-/// Tells at its destruction that it goes.
+/// Records its destruction.
 class Witness
 {
 public:
@@ -97,19 +97,19 @@ using WitnessHandle = QZCPointer<Witness>;
 
 WitnessHandle handleOf(Witness* aWitness) { return WitnessHandle(aWitness, QZPST_Individual, QZPAT_New); }
 
-/// A witness that counts how often it went.
+/// A handle to an object that counts its destructions.
 Witness* countedBy(int& aGone)
 {
     return new Witness([&aGone] { ++aGone; });
 }
 
-/// What the process writes when the condition fails in that operation.
+/// The standard error of the process when the condition in that operation fails.
 std::string assertionOfPointer(char const* aOperation, char const* aCondition)
 {
     return onlyTheseLines({ExpectedLog(aOperation, "backend/common/include/Pointer").assertion(aCondition)});
 }
 
-TEST(Pointer, AnEmptyHandleHasAllFieldsZero)
+TEST(Pointer, EmptyHandleHasAllFieldsZero)
 {
     IntHandle const empty;
     HandleFields const fields = fieldsAt(&empty);
@@ -119,14 +119,14 @@ TEST(Pointer, AnEmptyHandleHasAllFieldsZero)
     EXPECT_EQ(fields.mAllocType, 0);
 }
 
-TEST(Pointer, AnEmptyHandleAllocatesAndReleasesNothing)
+TEST(Pointer, EmptyHandleNeitherAllocatesNorReleases)
 {
     long const before = liveBlocks();
     EXPECT_EQ(allocationsOf([] { IntHandle empty; }), 0u);
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(Pointer, ALiveHandleHoldsItsObjectAndItsKind)
+TEST(Pointer, LiveHandleHoldsItsObjectAndTypes)
 {
     int* const object = new int(7);
     IntHandle const handle(object, QZPST_Individual, QZPAT_New);
@@ -137,14 +137,45 @@ TEST(Pointer, ALiveHandleHoldsItsObjectAndItsKind)
     EXPECT_EQ(fields.mAllocType, 1);
 }
 
-TEST(Pointer, AHandleOfAnArrayFromMallocTellsItsKind)
+TEST(Pointer, HandleOfAMallocArrayReportsItsTypes)
 {
     IntHandle const handle(static_cast<int*>(std::malloc(sizeof(int))), QZPST_Array, QZPAT_Malloc);
     EXPECT_EQ(fieldsAt(&handle).mSizeType, 2);
     EXPECT_EQ(fieldsAt(&handle).mAllocType, 2);
 }
 
-TEST(Pointer, TheObjectGoesWithItsHandle)
+TEST(Pointer, HandleOfAConstantObjectReleasesIt)
+{
+    int gone = 0;
+    long const before = liveBlocks();
+    {
+        QZCPointer<Witness const> const handle(countedBy(gone), QZPST_Individual, QZPAT_New);
+        static_assert(std::is_same<decltype(*handle), Witness const&>::value, "the object is constant");
+        QZCPointer<Witness const> const sharing(handle);
+    }
+    EXPECT_EQ(gone, 1);
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(Pointer, HandleOfAConstantArrayReleasesIt)
+{
+    long const before = liveBlocks();
+    {
+        QZCPointer<int const> const handle(
+            new int const [2] { 1, 2 }, QZPST_Array, QZPAT_New);
+        EXPECT_EQ(*handle, 1);
+    }
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(Pointer, HandleOfAConstantMallocBlockFreesIt)
+{
+    // The leak checker of the sanitizer build reports a block that is not freed.
+    QZCPointer<char const volatile> const handle(strdup("text"), QZPST_Array, QZPAT_Malloc);
+    EXPECT_EQ(*handle, 't');
+}
+
+TEST(Pointer, DestroyingTheHandleDestroysTheObject)
 {
     int gone = 0;
     {
@@ -154,7 +185,7 @@ TEST(Pointer, TheObjectGoesWithItsHandle)
     EXPECT_EQ(gone, 1);
 }
 
-TEST(Pointer, NothingIsLeftBehind)
+TEST(Pointer, DestructionFreesObjectAndCount)
 {
     long const before = liveBlocks();
     {
@@ -164,7 +195,7 @@ TEST(Pointer, NothingIsLeftBehind)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(Pointer, TheCountGoesBeforeTheObject)
+TEST(Pointer, CountIsFreedBeforeTheObject)
 {
     long inDestructor = 0;
     auto* const object = new Witness([&] { inDestructor = liveBlocks(); });
@@ -173,7 +204,7 @@ TEST(Pointer, TheCountGoesBeforeTheObject)
     EXPECT_EQ(inDestructor, withoutCount);
 }
 
-TEST(Pointer, TheDestructorOfADerivedObjectRuns)
+TEST(Pointer, DestructorOfADerivedObjectRuns)
 {
     class Derived : public Witness
     {
@@ -203,7 +234,7 @@ TEST(Pointer, NullIsRefusedWithoutALogLine)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(Pointer, WithoutMemoryForTheCountTheObjectRemainsTheCallers)
+TEST(Pointer, FailedCountAllocationDoesNotDestroyTheObject)
 {
     int gone = 0;
     Witness* const object = countedBy(gone);
@@ -213,13 +244,13 @@ TEST(Pointer, WithoutMemoryForTheCountTheObjectRemainsTheCallers)
     EXPECT_EQ(gone, 1);
 }
 
-TEST(Pointer, OwningAllocatesTheCountAndNothingElse)
+TEST(Pointer, OwningAllocatesOnlyTheCount)
 {
     int* const object = new int(7);
     EXPECT_EQ(allocationsOf([&] { IntHandle(object, QZPST_Individual, QZPAT_New); }), 1u);
 }
 
-TEST(Pointer, SharingAllocatesNothing)
+TEST(Pointer, SharingDoesNotAllocate)
 {
     IntHandle const handle = handleOf(7);
     IntHandle assigned;
@@ -232,7 +263,7 @@ TEST(Pointer, SharingAllocatesNothing)
     EXPECT_EQ(holdersOf(handle), 2u);
 }
 
-TEST(Pointer, ACopyHasTheSameFields)
+TEST(Pointer, CopyHasTheSameFields)
 {
     IntHandle const handle(new int[2], QZPST_Array, QZPAT_New);
     IntHandle const copy(handle);
@@ -244,7 +275,7 @@ TEST(Pointer, ACopyHasTheSameFields)
     EXPECT_EQ(holdersOf(handle), 2u);
 }
 
-TEST(Pointer, TheCopyOfAnEmptyHandleIsEmpty)
+TEST(Pointer, CopyOfAnEmptyHandleIsEmpty)
 {
     IntHandle const empty;
     IntHandle const copy(empty);
@@ -252,7 +283,7 @@ TEST(Pointer, TheCopyOfAnEmptyHandleIsEmpty)
     EXPECT_EQ(fieldsAt(&copy).mReferenceCount, nullptr);
 }
 
-TEST(Pointer, TheLastOfSeveralHoldersFreesTheObject)
+TEST(Pointer, LastOfSeveralHandlesFreesTheObject)
 {
     int gone = 0;
     {
@@ -269,7 +300,7 @@ TEST(Pointer, TheLastOfSeveralHoldersFreesTheObject)
     EXPECT_EQ(gone, 1);
 }
 
-TEST(Pointer, AssigningMakesAnEmptyHandleLive)
+TEST(Pointer, AssignmentMakesAnEmptyHandleLive)
 {
     IntHandle const handle = handleOf(7);
     IntHandle assigned;
@@ -280,24 +311,24 @@ TEST(Pointer, AssigningMakesAnEmptyHandleLive)
     EXPECT_EQ(holdersOf(assigned), 2u);
 }
 
-TEST(Pointer, AssigningGivesTheHandleItself)
+TEST(Pointer, AssignmentReturnsTheHandle)
 {
     IntHandle const handle = handleOf(7);
     IntHandle assigned;
     EXPECT_EQ(&(assigned = handle), &assigned);
 }
 
-TEST(Pointer, ReassigningTheLastHandleFreesTheOldObjectBeforeTheNewCountIsRaised)
+TEST(Pointer, ReassignmentFreesTheOldObjectBeforeItRaisesTheNewCount)
 {
     WitnessHandle const next = handleOf(new Witness);
     unsigned int nextHolders = 0;
     WitnessHandle handle = handleOf(new Witness([&] { nextHolders = holdersOf(next); }));
     handle = next;
-    EXPECT_EQ(nextHolders, 1u) << "holders of the new object when the old one went";
+    EXPECT_EQ(nextHolders, 1u) << "handles of the new object when the old one was destroyed";
     EXPECT_EQ(holdersOf(next), 2u);
 }
 
-TEST(Pointer, ReassigningOneOfSeveralHandlesKeepsTheOldObject)
+TEST(Pointer, ReassigningASharedHandleKeepsTheOldObject)
 {
     int gone = 0;
     WitnessHandle const other = handleOf(countedBy(gone));
@@ -307,7 +338,7 @@ TEST(Pointer, ReassigningOneOfSeveralHandlesKeepsTheOldObject)
     EXPECT_EQ(holdersOf(other), 1u);
 }
 
-TEST(Pointer, AssigningALiveHandleToItselfChangesNothing)
+TEST(Pointer, SelfAssignmentOfALiveHandleChangesNothing)
 {
     IntHandle handle = handleOf(7);
     IntHandle const& same = handle;
@@ -316,7 +347,7 @@ TEST(Pointer, AssigningALiveHandleToItselfChangesNothing)
     EXPECT_EQ(*handle, 7);
 }
 
-TEST(Pointer, AssigningAHandleOfTheSameObjectChangesNothing)
+TEST(Pointer, AssigningAHandleToTheSameObjectChangesNothing)
 {
     IntHandle handle = handleOf(7);
     IntHandle const copy(handle);
@@ -325,7 +356,7 @@ TEST(Pointer, AssigningAHandleOfTheSameObjectChangesNothing)
     EXPECT_EQ(*handle, 7);
 }
 
-TEST(Pointer, ComparesWithNullWithoutAsserting)
+TEST(Pointer, ComparisonWithNullDoesNotAssert)
 {
     IntHandle const empty;
     IntHandle const live = handleOf(7);
@@ -350,7 +381,7 @@ TEST(Pointer, AllFieldsAreZeroAfterDestruction)
     }
 }
 
-TEST(Pointer, TheLastHandleHasAllFieldsZeroAfterDestructionToo)
+TEST(Pointer, LastHandleHasAllFieldsZeroAfterDestruction)
 {
     alignas(IntHandle) unsigned char storage[sizeof(IntHandle)];
     (new (storage) IntHandle(new int(7), QZPST_Individual, QZPAT_New))->~IntHandle();
@@ -361,7 +392,7 @@ TEST(Pointer, TheLastHandleHasAllFieldsZeroAfterDestructionToo)
     EXPECT_EQ(fields.mAllocType, 0);
 }
 
-TEST(Pointer, AnArrayGoesLastElementFirst)
+TEST(Pointer, ArrayIsDestroyedLastElementFirst)
 {
     std::vector<int> gone;
     {
@@ -374,7 +405,7 @@ TEST(Pointer, AnArrayGoesLastElementFirst)
     EXPECT_THAT(gone, ElementsAre(2, 1, 0));
 }
 
-TEST(Pointer, ABlockFromMallocIsFreedWithoutADestructor)
+TEST(Pointer, MallocBlockIsFreedWithoutADestructor)
 {
     struct Bystander
     {
@@ -390,10 +421,10 @@ TEST(Pointer, ABlockFromMallocIsFreedWithoutADestructor)
         EXPECT_EQ(handle->mGone, &gone);
     }
     EXPECT_FALSE(gone);
-    EXPECT_EQ(liveBlocks(), before) << "only the count came from new and goes with delete";
+    EXPECT_EQ(liveBlocks(), before) << "only the count is allocated with new";
 }
 
-TEST(Pointer, ABlockFromMallocIsFreedWhateverItsSizeType)
+TEST(Pointer, MallocBlockIsFreedForEverySizeType)
 {
     long const before = liveBlocks();
     {
@@ -403,7 +434,7 @@ TEST(Pointer, ABlockFromMallocIsFreedWhateverItsSizeType)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(Pointer, AHandleWithoutACountReleasesNothing)
+TEST(Pointer, HandleWithoutACountReleasesNothing)
 {
     int* const object = new int(7);
     QZCReferenceCount* count = nullptr;
@@ -417,7 +448,7 @@ TEST(Pointer, AHandleWithoutACountReleasesNothing)
     delete count;
 }
 
-TEST(Pointer, ReachesItsObject)
+TEST(Pointer, DereferencingGivesTheObject)
 {
     QZCPointer<std::string> handle(new std::string("text"), QZPST_Individual, QZPAT_New);
     QZCPointer<std::string> const& constant = handle;
@@ -437,7 +468,7 @@ TEST(Pointer, DereferencingAnArrayGivesItsFirstElement)
     EXPECT_EQ((&*constant)[1], 8);
 }
 
-TEST(PointerDeathTest, AnEmptyHandleHasNoMembers)
+TEST(PointerDeathTest, MemberAccessOnAnEmptyHandleAsserts)
 {
     EXPECT_EXIT((echoLogLines(), WitnessHandle()->mAtEnd()), ExitedWithCode(1),
                 assertionOfPointer("operator->", "0 != mPointer"));
@@ -446,7 +477,7 @@ TEST(PointerDeathTest, AnEmptyHandleHasNoMembers)
                 assertionOfPointer("operator->", "0 != mPointer"));
 }
 
-TEST(PointerDeathTest, AnEmptyHandleHasNoObject)
+TEST(PointerDeathTest, DereferencingAnEmptyHandleAsserts)
 {
     EXPECT_EXIT((echoLogLines(), *IntHandle() = 1), ExitedWithCode(1),
                 assertionOfPointer("operator*", "0 != mPointer"));
@@ -455,7 +486,7 @@ TEST(PointerDeathTest, AnEmptyHandleHasNoObject)
                 assertionOfPointer("operator*", "0 != mPointer"));
 }
 
-TEST(PointerDeathTest, AHandleWithoutACountHasNoMembers)
+TEST(PointerDeathTest, MemberAccessOnAHandleWithoutACountAsserts)
 {
     WitnessHandle handle = handleOf(new Witness);
     Damage<Witness> const damage(handle);
@@ -466,7 +497,7 @@ TEST(PointerDeathTest, AHandleWithoutACountHasNoMembers)
                 assertionOfPointer("operator->", "0 != mReferenceCount"));
 }
 
-TEST(PointerDeathTest, AHandleWithoutACountHasNoObject)
+TEST(PointerDeathTest, DereferencingAHandleWithoutACountAsserts)
 {
     IntHandle handle = handleOf(7);
     Damage<int> const damage(handle);
@@ -477,7 +508,7 @@ TEST(PointerDeathTest, AHandleWithoutACountHasNoObject)
                 assertionOfPointer("operator*", "0 != mReferenceCount"));
 }
 
-TEST(PointerDeathTest, AHandleWithoutACountCannotBeAssigned)
+TEST(PointerDeathTest, AssigningFromAHandleWithoutACountAsserts)
 {
     IntHandle handle = handleOf(7);
     Damage<int> const damage(handle);
@@ -486,7 +517,7 @@ TEST(PointerDeathTest, AHandleWithoutACountCannotBeAssigned)
                 assertionOfPointer("operator=", "0 != acrCopy.mReferenceCount"));
 }
 
-TEST(PointerDeathTest, AHandleWithoutACountCannotBeAssignedToItself)
+TEST(PointerDeathTest, SelfAssignmentOfAHandleWithoutACountAsserts)
 {
     IntHandle handle = handleOf(7);
     Damage<int> const damage(handle);
@@ -495,7 +526,7 @@ TEST(PointerDeathTest, AHandleWithoutACountCannotBeAssignedToItself)
                 assertionOfPointer("operator=", "0 != acrCopy.mReferenceCount"));
 }
 
-TEST(PointerDeathTest, AnEmptyHandleCannotBeAssigned)
+TEST(PointerDeathTest, AssigningFromAnEmptyHandleAsserts)
 {
     IntHandle const empty;
     IntHandle target;
@@ -506,7 +537,7 @@ TEST(PointerDeathTest, AnEmptyHandleCannotBeAssigned)
                 assertionOfPointer("operator=", "0 != acrCopy.mPointer"));
 }
 
-TEST(PointerDeathTest, AnEmptyHandleCannotBeAssignedToItself)
+TEST(PointerDeathTest, SelfAssignmentOfAnEmptyHandleAsserts)
 {
     IntHandle empty;
     IntHandle const& same = empty;
@@ -514,7 +545,7 @@ TEST(PointerDeathTest, AnEmptyHandleCannotBeAssignedToItself)
                 assertionOfPointer("operator=", "0 != acrCopy.mPointer"));
 }
 
-TEST(PointerDeathTest, AnArrayHasNoMembers)
+TEST(PointerDeathTest, MemberAccessOnAnArrayAsserts)
 {
     WitnessHandle handle(new Witness[2], QZPST_Array, QZPAT_New);
     EXPECT_EXIT((echoLogLines(), handle->mAtEnd()), ExitedWithCode(1),
@@ -524,7 +555,7 @@ TEST(PointerDeathTest, AnArrayHasNoMembers)
                 assertionOfPointer("operator->", "QZPST_Individual == mSizeType"));
 }
 
-TEST(PointerDeathTest, AnUnknownSizeTypeHasNoObject)
+TEST(PointerDeathTest, DereferencingAnUnknownSizeTypeAsserts)
 {
     IntHandle handle(static_cast<int*>(std::malloc(sizeof(int))), static_cast<QZPointerSizeType>(3),
                      QZPAT_Malloc);
@@ -533,7 +564,7 @@ TEST(PointerDeathTest, AnUnknownSizeTypeHasNoObject)
     EXPECT_EXIT((echoLogLines(), *constant = 1), ExitedWithCode(1), assertionOfPointer("operator*", "false"));
 }
 
-TEST(PointerDeathTest, AnUnknownSizeTypeCannotBeDeleted)
+TEST(PointerDeathTest, DeletingAnUnknownSizeTypeAsserts)
 {
     static int object = 7;
     auto const unknown = static_cast<QZPointerSizeType>(3);
@@ -541,7 +572,7 @@ TEST(PointerDeathTest, AnUnknownSizeTypeCannotBeDeleted)
                 assertionOfPointer("_releaseMemory", "false"));
 }
 
-TEST(PointerDeathTest, AnUnknownAllocationTypeCannotBeReleased)
+TEST(PointerDeathTest, ReleasingAnUnknownAllocationTypeAsserts)
 {
     static int object = 7;
     auto const unknown = static_cast<QZPointerAllocType>(3);
@@ -549,7 +580,7 @@ TEST(PointerDeathTest, AnUnknownAllocationTypeCannotBeReleased)
                 assertionOfPointer("_releaseMemory", "false"));
 }
 
-TEST(PointerDeathTest, ReassigningReleasesWithTheSameChecks)
+TEST(PointerDeathTest, ReassignmentChecksTheOldObjectToo)
 {
     static int object = 7;
     auto const unknown = static_cast<QZPointerAllocType>(0);

@@ -16,7 +16,7 @@ namespace
 {
 constexpr unsigned int notFound = 4294967295;
 
-// The standard string keeps short texts inside the object and allocates for long ones.
+// std::string stores short texts inside the object and allocates memory for long ones.
 constexpr char shortText[] = "1.2.3";
 constexpr char longText[] = "a text of such a length that it does not fit inside a string object";
 
@@ -29,7 +29,7 @@ QZCString part(QZCString const& aText, unsigned int aPosition, unsigned int aLen
     return out;
 }
 
-/// An object whose handle is empty, as only damage leaves one behind.
+/// A damaged string, whose handle is empty.
 QZCString& damaged()
 {
     alignas(QZCString) static unsigned char storage[sizeof(QZCString)] = {};
@@ -41,8 +41,8 @@ std::string assertionOfString(char const* aOperation, char const* aCondition)
     return onlyTheseLines({ExpectedLog(aOperation, "backend/common/include/QZString").assertion(aCondition)});
 }
 
-/// Lets one allocation after the other of an operation that makes a text fail. Fails the test unless each is
-/// reported, and loses no block but the string whose count, the last to be allocated, could not be had.
+/// Makes each allocation of an operation that creates a text fail in turn. Fails the test unless each failure is
+/// reported, and nothing leaks except a string whose count, the last allocation, fails.
 template <typename Action>
 void expectReports(unsigned int aAllocations, Action const& aAction)
 {
@@ -57,7 +57,7 @@ void expectReports(unsigned int aAllocations, Action const& aAction)
     }
 }
 
-TEST(QZString, HoldsACopyOfTheText)
+TEST(QZString, ConstructionCopiesTheText)
 {
     char text[] = "1.2.3";
     QZCString const string(text);
@@ -81,14 +81,14 @@ TEST(QZString, HoldsAnEmptyText)
     EXPECT_EQ(string.size(), 0u);
 }
 
-TEST(QZString, GivesTheSameTextForReadingAndForWriting)
+TEST(QZString, ConstAndMutableAccessGiveTheSameText)
 {
     QZCString string(shortText);
     QZCString const& constant = string;
     EXPECT_EQ(string.get(), constant.get());
 }
 
-TEST(QZString, ACopyHasStorageOfItsOwn)
+TEST(QZString, CopyHasItsOwnStorage)
 {
     for (char const* const text : {shortText, longText})
     {
@@ -100,7 +100,7 @@ TEST(QZString, ACopyHasStorageOfItsOwn)
     }
 }
 
-TEST(QZString, AssigningCopiesTheTextIntoStorageOfItsOwn)
+TEST(QZString, AssignmentCopiesTheTextIntoItsOwnStorage)
 {
     for (char const* const text : {shortText, longText})
     {
@@ -113,7 +113,7 @@ TEST(QZString, AssigningCopiesTheTextIntoStorageOfItsOwn)
     }
 }
 
-TEST(QZString, AssigningItToItselfChangesNothing)
+TEST(QZString, SelfAssignmentChangesNothing)
 {
     QZCString string(longText);
     QZCString const& same = string;
@@ -123,7 +123,7 @@ TEST(QZString, AssigningItToItselfChangesNothing)
     EXPECT_STREQ(string.get(), longText);
 }
 
-TEST(QZString, GivesItsMemoryBack)
+TEST(QZString, DestructionFreesTheMemory)
 {
     long const before = liveBlocks();
     {
@@ -135,20 +135,34 @@ TEST(QZString, GivesItsMemoryBack)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(QZString, GivesTheCharacterAtAPosition)
+TEST(QZString, AtReturnsTheCharacterAtThePosition)
 {
     QZCString string("abc");
     EXPECT_THAT((std::string{string.at(0), string.at(1), string.at(2)}), "abc");
 }
 
-TEST(QZString, TheCharacterAtAPositionCanBeWritten)
+TEST(QZString, AtGivesReadAccessToAConstantString)
+{
+    QZCString const string("text");
+    static_assert(std::is_same<decltype(string.at(0)), char const&>::value, "the character is constant");
+    EXPECT_EQ(string.at(2), 'x');
+    EXPECT_EQ(&string.at(0), string.get());
+}
+
+TEST(QZString, AtPastTheEndOfAConstantStringThrows)
+{
+    QZCString const string("text");
+    EXPECT_EQ(outcomeOf([&] { string.at(4); }), "QZCInvalidEx 6: Invalid Value");
+}
+
+TEST(QZString, AtGivesWriteAccess)
 {
     QZCString string("abc");
     string.at(1) = 'x';
     EXPECT_STREQ(string.get(), "axc");
 }
 
-TEST(QZString, APositionPastTheEndHasNoCharacter)
+TEST(QZString, AtPastTheEndThrows)
 {
     QZCString string("abc");
     EXPECT_EQ(outcomeOf([&] { string.at(3); }), "QZCInvalidEx 6: Invalid Value");
@@ -156,14 +170,14 @@ TEST(QZString, APositionPastTheEndHasNoCharacter)
     EXPECT_EQ(outcomeOf([] { QZCString("").at(0); }), "QZCInvalidEx 6: Invalid Value");
 }
 
-TEST(QZString, APositionPastTheEndIsNotLogged)
+TEST(QZString, AtPastTheEndLogsNothing)
 {
     LogCapture log;
     outcomeOf([] { QZCString("abc").at(3); });
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(QZString, FindsTheFirstOccurrenceAtOrAfterAPosition)
+TEST(QZString, FindReturnsTheFirstOccurrenceAtOrAfterAPosition)
 {
     QZCString const string("1.2.3");
     EXPECT_EQ(string.find(".", 0), 1u);
@@ -172,7 +186,7 @@ TEST(QZString, FindsTheFirstOccurrenceAtOrAfterAPosition)
     EXPECT_EQ(string.find("2.3", 0), 2u);
 }
 
-TEST(QZString, WhatIsNotThereIsNotFound)
+TEST(QZString, MissingTextIsNotFound)
 {
     EXPECT_EQ(QZCString("123").find(".", 0), notFound);
     EXPECT_EQ(QZCString("1.2").find(".", 2), notFound);
@@ -188,7 +202,7 @@ TEST(QZString, NothingIsFoundPastTheEnd)
     EXPECT_EQ(string.find(".", notFound), notFound);
 }
 
-TEST(QZString, APartBeginsAtItsPositionAndHasItsLength)
+TEST(QZString, SubstringHasThePositionAndLengthGiven)
 {
     QZCString const string("1.2.3");
     EXPECT_STREQ(part(string, 0, 1).get(), "1");
@@ -197,20 +211,20 @@ TEST(QZString, APartBeginsAtItsPositionAndHasItsLength)
     EXPECT_STREQ(part(string, 2, 0).get(), "");
 }
 
-TEST(QZString, APartIsClippedAtTheEnd)
+TEST(QZString, SubstringIsClippedAtTheEnd)
 {
     QZCString const string("1.2.3");
     EXPECT_STREQ(part(string, 2, 100).get(), "2.3");
     EXPECT_STREQ(part(string, 2, notFound).get(), "2.3");
 }
 
-TEST(QZString, ThePartAtTheEndIsEmpty)
+TEST(QZString, SubstringAtTheEndIsEmpty)
 {
     EXPECT_STREQ(part("1.2.3", 5, 10).get(), "");
     EXPECT_STREQ(part("", 0, 10).get(), "");
 }
 
-TEST(QZString, TakingAPartLeavesTheWholeAlone)
+TEST(QZString, SubstringDoesNotChangeTheSource)
 {
     QZCString const whole(longText);
     QZCString taken = part(whole, 2, 4);
@@ -218,14 +232,14 @@ TEST(QZString, TakingAPartLeavesTheWholeAlone)
     EXPECT_STREQ(whole.get(), longText);
 }
 
-TEST(QZString, APartOfItselfTakesItsPlace)
+TEST(QZString, StringCanBeReplacedByItsOwnSubstring)
 {
     QZCString string("1.2.3");
     string.substr(string, 2, 3);
     EXPECT_STREQ(string.get(), "2.3");
 }
 
-TEST(QZString, MakingWithoutMemoryIsReported)
+TEST(QZString, ConstructionWithoutMemoryIsReported)
 {
     expectReports(2, [] { QZCString string(shortText); });
     expectReports(3, [] { QZCString string(longText); });
@@ -239,7 +253,7 @@ TEST(QZString, CopyingWithoutMemoryIsReported)
     expectReports(3, [&] { QZCString copy(lengthy); });
 }
 
-TEST(QZString, AssigningWithoutMemoryIsReportedAndChangesNothing)
+TEST(QZString, AssignmentWithoutMemoryIsReportedAndChangesNothing)
 {
     DeliberateLeak const leak;
     QZCString const text(longText);
@@ -251,14 +265,14 @@ TEST(QZString, AssigningWithoutMemoryIsReportedAndChangesNothing)
     }
 }
 
-TEST(QZString, AssigningWithoutMemoryLosesNothing)
+TEST(QZString, AssignmentWithoutMemoryLeaksNothing)
 {
     QZCString const text(longText);
     QZCString assigned(longText);
     expectReports(3, [&] { assigned = text; });
 }
 
-TEST(QZString, TakingAPartWithoutMemoryIsReportedAndChangesNothing)
+TEST(QZString, SubstringWithoutMemoryIsReportedAndChangesNothing)
 {
     DeliberateLeak const leak;
     QZCString const text(longText);
@@ -271,28 +285,28 @@ TEST(QZString, TakingAPartWithoutMemoryIsReportedAndChangesNothing)
     }
 }
 
-TEST(QZString, TakingAPartWithoutMemoryLosesNothing)
+TEST(QZString, SubstringWithoutMemoryLeaksNothing)
 {
     QZCString const text(longText);
     QZCString taken(longText);
     expectReports(3, [&] { text.substr(taken, 2, 50); });
 }
 
-TEST(QZString, AMissingTextForWantOfMemoryIsNotLogged)
+TEST(QZString, FailedAllocationLogsNothing)
 {
     LogCapture log;
     outcomeWithoutMemory(1, [] { QZCString string(shortText); });
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(QZStringDeathTest, APartCannotBeginPastTheEnd)
+TEST(QZStringDeathTest, SubstringStartingPastTheEndAsserts)
 {
     QZCString const string("1.2.3");
     EXPECT_EXIT((echoLogLines(), part(string, 6, 1)), ExitedWithCode(1),
                 assertionOfString("substr", "pos <= mString->size()"));
 }
 
-TEST(QZStringDeathTest, ADamagedObjectHasNoText)
+TEST(QZStringDeathTest, ReadingADamagedStringAsserts)
 {
     QZCString const& constant = damaged();
     EXPECT_EXIT((echoLogLines(), damaged().get()), ExitedWithCode(1),
@@ -301,7 +315,7 @@ TEST(QZStringDeathTest, ADamagedObjectHasNoText)
                 assertionOfString("get", "mString != 0"));
 }
 
-TEST(QZStringDeathTest, ADamagedObjectHasNoCharacters)
+TEST(QZStringDeathTest, CharacterAccessOnADamagedStringAsserts)
 {
     EXPECT_EXIT((echoLogLines(), damaged().size()), ExitedWithCode(1),
                 assertionOfString("size", "mString != 0"));
@@ -309,25 +323,25 @@ TEST(QZStringDeathTest, ADamagedObjectHasNoCharacters)
                 assertionOfString("at", "mString != 0"));
 }
 
-TEST(QZStringDeathTest, ADamagedObjectCannotBeSearched)
+TEST(QZStringDeathTest, SearchingADamagedStringAsserts)
 {
     EXPECT_EXIT((echoLogLines(), damaged().find(".", 0)), ExitedWithCode(1),
                 assertionOfString("find", "mString != 0"));
 }
 
-TEST(QZStringDeathTest, ADamagedObjectHasNoPart)
+TEST(QZStringDeathTest, SubstringOfADamagedStringAsserts)
 {
     EXPECT_EXIT((echoLogLines(), part(damaged(), 0, 1)), ExitedWithCode(1),
                 assertionOfString("substr", "mString != 0"));
 }
 
-TEST(QZStringDeathTest, ADamagedObjectCannotBeCopied)
+TEST(QZStringDeathTest, CopyingADamagedStringAsserts)
 {
     EXPECT_EXIT((echoLogLines(), QZCString(damaged())), ExitedWithCode(1),
                 assertionOfString("QZCString", "acrCopy.mString != 0"));
 }
 
-TEST(QZStringDeathTest, ADamagedObjectCannotBeAssigned)
+TEST(QZStringDeathTest, AssigningADamagedStringAsserts)
 {
     QZCString string("text");
     EXPECT_EXIT((echoLogLines(), string = damaged()), ExitedWithCode(1),

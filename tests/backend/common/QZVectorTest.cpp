@@ -1,5 +1,6 @@
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -44,7 +45,7 @@ TEST(QZVector, StartsEmpty)
     EXPECT_EQ(strings.begin(), strings.end());
 }
 
-TEST(QZVector, KeepsElementsInTheOrderTheyWereAppended)
+TEST(QZVector, ElementsKeepTheOrderInWhichTheyWereAppended)
 {
     Strings strings;
     strings.push_back("first");
@@ -54,14 +55,56 @@ TEST(QZVector, KeepsElementsInTheOrderTheyWereAppended)
     EXPECT_STREQ(strings[1].get(), "second");
 }
 
-TEST(QZVector, CanBeWalkedThrough)
+TEST(QZVector, IteratorsVisitEveryElement)
 {
     Strings strings;
     fill(strings, 3);
     EXPECT_THAT(textsOf(strings), ElementsAre("0", "1", "2"));
 }
 
-TEST(QZVector, AppendsACopy)
+TEST(QZVector, EmptyIsTrueWithoutElements)
+{
+    Strings strings;
+    EXPECT_TRUE(strings.empty());
+    fill(strings, 1);
+    EXPECT_FALSE(strings.empty());
+    strings.clear();
+    EXPECT_TRUE(strings.empty());
+}
+
+TEST(QZVector, IndexGivesReadAccessToAConstantVector)
+{
+    Strings strings;
+    strings.push_back("first");
+    Strings const& constant = strings;
+    static_assert(std::is_same<decltype(constant[0]), QZCString const&>::value, "elements are constant");
+    static_assert(std::is_same<decltype(*constant.begin()), QZCString const&>::value,
+                  "elements are constant");
+    EXPECT_EQ(constant[0].at(0), 'f');
+}
+
+TEST(QZVector, IndexGivesWriteAccess)
+{
+    Strings strings;
+    fill(strings, 2);
+    strings[0].at(0) = 'x';
+    strings[1] = "other";
+    EXPECT_THAT(textsOf(strings), ElementsAre("x", "other"));
+}
+
+TEST(QZVector, IteratorsGiveWriteAccess)
+{
+    Strings strings;
+    fill(strings, 3);
+    for (QZCString& string : strings)
+    {
+        string.at(0) = 'x';
+    }
+    EXPECT_EQ(strings.end() - strings.begin(), 3);
+    EXPECT_THAT(textsOf(strings), ElementsAre("x", "x", "x"));
+}
+
+TEST(QZVector, PushBackAppendsACopy)
 {
     QZCString string("first");
     Strings strings;
@@ -70,7 +113,7 @@ TEST(QZVector, AppendsACopy)
     EXPECT_THAT(textsOf(strings), ElementsAre("first"));
 }
 
-TEST(QZVector, GrowsWithoutLosingAnElement)
+TEST(QZVector, GrowthKeepsEveryElement)
 {
     Strings strings;
     fill(strings, 1000);
@@ -81,7 +124,7 @@ TEST(QZVector, GrowsWithoutLosingAnElement)
     }
 }
 
-TEST(QZVector, AppendsOneOfItsOwnElementsAlsoWhenItGrows)
+TEST(QZVector, PushBackOfItsOwnElementWorksWhenItGrows)
 {
     Strings strings;
     strings.push_back("a");
@@ -92,7 +135,7 @@ TEST(QZVector, AppendsOneOfItsOwnElementsAlsoWhenItGrows)
     EXPECT_THAT(textsOf(strings), testing::AllOf(testing::SizeIs(9), testing::Each("a")));
 }
 
-TEST(QZVector, ClearingDestroysAllElements)
+TEST(QZVector, ClearDestroysAllElements)
 {
     Strings strings;
     fill(strings, 3);
@@ -101,7 +144,7 @@ TEST(QZVector, ClearingDestroysAllElements)
     EXPECT_THAT(textsOf(strings), IsEmpty());
 }
 
-TEST(QZVector, GivesItsMemoryBack)
+TEST(QZVector, DestructionFreesTheMemory)
 {
     long const before = liveBlocks();
     {
@@ -113,9 +156,9 @@ TEST(QZVector, GivesItsMemoryBack)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(QZVector, AppendingWithoutMemoryLeavesTheElementsAsTheyWere)
+TEST(QZVector, PushBackWithoutMemoryDoesNotChangeTheElements)
 {
-    // The storage, then for the new element and for each of the four old ones a string and its count.
+    // The storage, then a string and its count for the new element and for each of the four old ones.
     for (unsigned int failing = 1; failing <= 11; ++failing)
     {
         DeliberateLeak const leak;
@@ -128,7 +171,7 @@ TEST(QZVector, AppendingWithoutMemoryLeavesTheElementsAsTheyWere)
     }
 }
 
-TEST(QZVector, AppendingWithoutMemoryLosesNothingButAStringWithoutACount)
+TEST(QZVector, PushBackWithoutMemoryLeaksOnlyAStringWithoutACount)
 {
     for (unsigned int failing = 1; failing <= 11; ++failing)
     {
@@ -145,7 +188,7 @@ TEST(QZVector, AppendingWithoutMemoryLosesNothingButAStringWithoutACount)
     }
 }
 
-TEST(QZVector, AppendingWithoutMemoryLogsNothing)
+TEST(QZVector, PushBackWithoutMemoryLogsNothing)
 {
     LogCapture log;
     Strings strings;
@@ -153,7 +196,7 @@ TEST(QZVector, AppendingWithoutMemoryLogsNothing)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(QZVector, OtherErrorsOfAnElementPassThrough)
+TEST(QZVector, OtherExceptionsOfAnElementPropagate)
 {
     struct Uncopyable
     {
@@ -165,12 +208,14 @@ TEST(QZVector, OtherErrorsOfAnElementPassThrough)
     EXPECT_EQ(elements.size(), 0u);
 }
 
-TEST(QZVectorDeathTest, AnIndexPastTheEndEndsTheProcess)
+TEST(QZVectorDeathTest, IndexPastTheEndAsserts)
 {
     Strings strings;
     fill(strings, 2);
-    EXPECT_EXIT((echoLogLines(), strings[2].get()), ExitedWithCode(1),
-                onlyTheseLines({ExpectedLog("operator[]", "backend/common/include/QZVector")
-                                    .assertion("aIndex < mVector.size()")}));
+    Strings const& constant = strings;
+    std::string const expected = onlyTheseLines(
+        {ExpectedLog("operator[]", "backend/common/include/QZVector").assertion("aIndex < mVector.size()")});
+    EXPECT_EXIT((echoLogLines(), strings[2].get()), ExitedWithCode(1), expected);
+    EXPECT_EXIT((echoLogLines(), constant[2].get()), ExitedWithCode(1), expected);
 }
 }  // namespace

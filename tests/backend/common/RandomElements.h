@@ -1,5 +1,5 @@
 /// @file
-/// Elements of all kinds and sizes, to be written to a stream and read from it.
+/// Random elements of all types and sizes, to write to a stream and read from it.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@
 /// One element of a stream.
 using Element = std::variant<bool, unsigned char, unsigned int, Bytes>;
 
-/// The same elements on each call.
+/// Returns the same elements on each call.
 inline std::vector<Element> randomElements(std::size_t aCount)
 {
     std::mt19937 random(20260504);
@@ -43,7 +43,7 @@ inline std::vector<Element> randomElements(std::size_t aCount)
     return elements;
 }
 
-/// The next element of the stream, of the type that the expected one has.
+/// Extracts the next element of the stream, with the type of the expected one.
 inline Element extracted(QZCEncodableInStream& aIn, Element const& aExpected)
 {
     return std::visit(

@@ -11,7 +11,7 @@ namespace
 static_assert(!std::is_copy_constructible<QZCReferenceCount>::value, "all holders share one count");
 static_assert(!std::is_copy_assignable<QZCReferenceCount>::value, "all holders share one count");
 
-/// A holder that shares with others and lets them go again, over and over.
+/// Repeatedly adds and removes holders.
 void shareAndLetGo(QZCReferenceCount& aCount)
 {
     for (int i = 0; i < 100000; ++i)
@@ -21,7 +21,7 @@ void shareAndLetGo(QZCReferenceCount& aCount)
     }
 }
 
-TEST(ReferenceCount, TheOnlyHolderIsAlsoTheLast)
+TEST(ReferenceCount, OnlyHolderIsTheLast)
 {
     QZCReferenceCount count(1);
     EXPECT_EQ(count.decrement(), 0u);
@@ -43,7 +43,7 @@ TEST(ReferenceCount, IncrementingAddsAHolder)
     EXPECT_EQ(count.decrement(), 2u);
 }
 
-TEST(ReferenceCount, LosesNoHolderBetweenThreads)
+TEST(ReferenceCount, CountsEveryHolderAcrossThreads)
 {
     QZCReferenceCount count(3);
     std::thread first(shareAndLetGo, std::ref(count));
@@ -53,7 +53,7 @@ TEST(ReferenceCount, LosesNoHolderBetweenThreads)
     EXPECT_EQ(count.decrement(), 2u);
 }
 
-TEST(ReferenceCount, TellsExactlyOneOfTwoThreadsThatItWasTheLast)
+TEST(ReferenceCount, ExactlyOneOfTwoThreadsIsTheLastHolder)
 {
     for (int round = 0; round < 200; ++round)
     {

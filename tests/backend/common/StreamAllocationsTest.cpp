@@ -1,4 +1,4 @@
-// What buffers and streams do when memory runs out, for each operation and each of its allocations.
+// Failing allocations in buffers and streams, for each operation and each of its allocations.
 #include <limits>
 #include <memory>
 #include <optional>
@@ -20,10 +20,10 @@ namespace
 {
 using Rows = std::vector<Operation>;
 
-// What does not fit inside a buffer.
+// A length that does not fit inside a buffer.
 constexpr unsigned int longLength = 100;
 
-/// Bytes to append or to wrap, outside the counted memory.
+/// Bytes to append or wrap, in memory that is not counted.
 unsigned char const sourceBytes[longLength] = {1, 2, 3};
 
 std::shared_ptr<QZCBuffer> filled(unsigned int aLength) { return std::make_shared<QZCBuffer>(aLength, 0u); }
@@ -53,42 +53,44 @@ Rows bufferRows()
         withoutAllocation("LocalBufferWraps", nothing,
                           [](auto&) { QZCLocalBuffer const local(sourceBytes, longLength); }),
         operation(
-            "BufferOnTheHeap", "0", badAlloc, nothing, [](auto& aBuffer) { aBuffer.emplace(0u, longLength); },
+            "BufferOnTheHeap", {0}, badAlloc, nothing, [](auto& aBuffer) { aBuffer.emplace(0u, longLength); },
             isEmpty),
         operation(
-            "BufferGrowsByAppending", "0", badAlloc, full,
+            "BufferGrowsByAppending", {0}, badAlloc, full,
             [](QZCBuffer& aBuffer) { aBuffer.append(sourceBytes, 1); }, isStillFull),
         operation(
-            "BufferGrowsByItsLength", "0", badAlloc, full,
+            "BufferGrowsByItsLength", {0}, badAlloc, full,
             [](QZCBuffer& aBuffer) { aBuffer.setLength(longLength); }, isStillFull),
         operation(
-            "BufferThatWrapsIsWrittenTo", "0", badAlloc, wrapper,
+            "BufferThatWrapsIsWrittenTo", {0}, badAlloc, wrapper,
             [](QZCBuffer& aBuffer) { static_cast<unsigned char*>(aBuffer)[0] = 7; }, stillWraps),
         operation(
-            "BufferThatWrapsIsAppendedTo", "0", badAlloc, wrapper,
+            "BufferThatWrapsIsAppendedTo", {0}, badAlloc, wrapper,
             [](QZCBuffer& aBuffer) { aBuffer.append(sourceBytes, longLength); }, stillWraps),
         operation(
-            "BufferThatWrapsIsCut", "0", badAlloc, wrapper, [](QZCBuffer& aBuffer) { aBuffer.setLength(3); },
+            "BufferThatWrapsIsCut", {0}, badAlloc, wrapper, [](QZCBuffer& aBuffer) { aBuffer.setLength(3); },
             stillWraps),
         operation(
-            "BufferThatWrapsIsExtended", "00", badAlloc, wrapper,
+            "BufferThatWrapsIsExtended", {0, 0}, badAlloc, wrapper,
             [](QZCBuffer& aBuffer) { aBuffer.setLength(longLength + 1); },
             [](QZCBuffer const& aBuffer)
             { EXPECT_EQ(bytesOf(aBuffer), Bytes(sourceBytes, sourceBytes + longLength)); }),
-        // What these three allocate is the text of the refusal.
+        // These three allocate only the text of the exception.
         ending("std::out_of_range: QZCBuffer::byte: position 39 is not below the length 39",
                operation(
-                   "BufferRefusesAByteBeyondItsEnd", "000", badAlloc, full,
+                   "BufferRefusesAByteBeyondItsEnd", {0, 0, 0}, badAlloc, full,
                    [](QZCBuffer const& aBuffer) { aBuffer.byte(insideCapacity); }, isStillFull)),
         ending("std::length_error: QZCBuffer: adding 1 bytes to 4294967295 exceeds 4294967295",
                operation(
-                   "BufferRefusesToGrowBeyondAllNumbers", "000", badAlloc, [] { return wrapped(allBitsSet); },
+                   "BufferRefusesToGrowBeyondAllNumbers", {0, 0, 0}, badAlloc,
+                   [] { return wrapped(allBitsSet); },
                    [](QZCBuffer& aBuffer) { aBuffer.append(sourceBytes, 1); },
                    [](QZCBuffer const& aBuffer) { EXPECT_EQ(aBuffer.getLength(), allBitsSet); })),
-        ending("std::length_error: QZCBuffer: adding 4294967300 bytes to 0 exceeds 4294967295",
-               operation(
-                   "OutStreamRefusesTheLongestBuffer", "000", badAlloc, [] { return wrapped(allBitsSet); },
-                   [](QZCBuffer const& aBuffer) { QZCEncodableOutStream() << aBuffer; })),
+        ending(
+            "std::length_error: QZCBuffer: adding 4294967300 bytes to 0 exceeds 4294967295",
+            operation(
+                "OutStreamRefusesTheLongestBuffer", {0, 0, 0}, badAlloc, [] { return wrapped(allBitsSet); },
+                [](QZCBuffer const& aBuffer) { QZCEncodableOutStream() << aBuffer; })),
         withoutAllocation(
             "BufferTakesWhatThereIsRoomFor", [] { return filled(3); },
             [](QZCBuffer& aBuffer)
@@ -103,7 +105,7 @@ Rows bufferRows()
     };
 }
 
-/// A stream that holds so many bytes.
+/// A stream with this many bytes.
 auto streamOf(unsigned int aLength)
 {
     return [=]
@@ -117,20 +119,20 @@ auto streamOf(unsigned int aLength)
     };
 }
 
-/// Inserting the value, into a stream with room for it and into one without.
+/// Inserts the value, into a stream with room for it and into one without.
 template <typename Value>
 Rows insertionRows(std::string const& aType, Value const& aValue)
 {
     auto const insert = [&aValue](QZCEncodableOutStream& aOut) { aOut << aValue; };
     return {
         withoutAllocation("OutStreamTakes" + aType, streamOf(0), insert),
-        operation("OutStreamGrowsBy" + aType, "0", badAlloc, streamOf(insideCapacity), insert,
+        operation("OutStreamGrowsBy" + aType, {0}, badAlloc, streamOf(insideCapacity), insert,
                   [](QZCEncodableOutStream const& aOut)
                   { EXPECT_EQ(bytesOf(aOut.getEncoded()), Bytes(insideCapacity, 0xf5)); }),
     };
 }
 
-/// A stream of one element, and places for it.
+/// A stream with one element, and targets to extract it to.
 struct Extraction
 {
     explicit Extraction(Bytes aBytes)
@@ -171,9 +173,9 @@ Rows extractionRows()
                           [](Extraction& aFrom) { aFrom.mIn >> aFrom.mByte; }),
         withoutAllocation("InStreamGivesAWord", extractionOf(word),
                           [](Extraction& aFrom) { aFrom.mIn >> aFrom.mWord; }),
-        operation("InStreamGivesAShortBuffer", "01", outOfMemory, extractionOf(shortString), takeBuffer,
+        operation("InStreamGivesAShortBuffer", {0, 1}, outOfMemory, extractionOf(shortString), takeBuffer,
                   isUntouched),
-        operation("InStreamGivesALongBuffer", "002", outOfMemory, extractionOf(longString), takeBuffer,
+        operation("InStreamGivesALongBuffer", {0, 0, 2}, outOfMemory, extractionOf(longString), takeBuffer,
                   isUntouched),
         withoutAllocation(
             "InStreamRefusesAWord", extractionOf({0x60}), [](Extraction& aFrom) { aFrom.mIn >> aFrom.mWord; },
@@ -215,5 +217,5 @@ class StreamAllocations : public testing::TestWithParam<Operation>
 INSTANTIATE_TEST_SUITE_P(Buffer, StreamAllocations, testing::ValuesIn(bufferRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Stream, StreamAllocations, testing::ValuesIn(streamRows()), nameOfOperation);
 
-TEST_P(StreamAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(StreamAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

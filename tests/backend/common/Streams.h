@@ -1,5 +1,5 @@
 /// @file
-/// What the tests of the streams put in and take out.
+/// Helpers for the tests of the streams.
 #pragma once
 
 #include <utility>
@@ -19,7 +19,7 @@ inline QZCEncodableOutStream& operator<<(QZCEncodableOutStream& aOut, Bytes cons
     return aOut << QZCLocalBuffer(aBytes.data(), lengthOf(aBytes));
 }
 
-/// A decoder over bytes of its own.
+/// A decoder that owns its bytes.
 class Input
 {
 public:
@@ -33,7 +33,7 @@ private:
     QZCEncodableInStream mStream;
 };
 
-/// What an extraction target holds.
+/// The content of an extraction target.
 /// @{
 template <typename T>
 T contentOf(T aValue)

@@ -1,5 +1,4 @@
-// What handles, texts, sequences and exceptions do when memory runs out, for each operation and each of its
-// allocations.
+// Failing allocations in handles, strings, vectors and exceptions, for each operation and each of its allocations.
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -25,12 +24,12 @@ namespace
 {
 using Rows = std::vector<Operation>;
 
-// What fits inside a standard string, and what does not.
+// A text that std::string stores inside the object, and one that it allocates.
 char const* const insideText = "1.2.3";
 char const* const outsideText = "10:00:00:00:c9:2a:3b:4c";
 constexpr unsigned int outsideLength = 100;
 
-/// An object that its maker still owns, and the handle that is to take it over.
+/// An object that its creator owns, and the handle that is to take ownership.
 template <typename T>
 struct Handed
 {
@@ -56,25 +55,25 @@ Rows pointerRows()
     auto const isEmpty = [](auto const& aHandle) { EXPECT_FALSE(aHandle); };
     return {
         operation(
-            "PointerTakesANewObject", "01", outOfMemory, nothing,
+            "PointerTakesANewObject", {0, 1}, outOfMemory, nothing,
             [](auto& aHandle) { aHandle.emplace(new (std::nothrow) int(7), QZPST_Individual, QZPAT_New); },
             isEmpty),
         operation(
-            "PointerTakesANewArray", "01", outOfMemory, nothing,
+            "PointerTakesANewArray", {0, 1}, outOfMemory, nothing,
             [](auto& aHandle) { aHandle.emplace(new (std::nothrow) int[7], QZPST_Array, QZPAT_New); },
             isEmpty),
         operation(
-            "PointerTakesAnObjectThatRemainsItsMakers", "0", outOfMemory,
+            "PointerTakesAnObjectThatRemainsItsMakers", {0}, outOfMemory,
             [] { return std::make_shared<Handed<int>>(new int(7)); },
             [](Handed<int>& aHanded) { aHanded.take(QZPST_Individual, QZPAT_New); },
             [](Handed<int>& aHanded) { delete aHanded.mObject; }),
         operation(
-            "PointerTakesAnArrayThatRemainsItsMakers", "0", outOfMemory,
+            "PointerTakesAnArrayThatRemainsItsMakers", {0}, outOfMemory,
             [] { return std::make_shared<Handed<int>>(new int[7]); },
             [](Handed<int>& aHanded) { aHanded.take(QZPST_Array, QZPAT_New); },
             [](Handed<int>& aHanded) { delete[] aHanded.mObject; }),
         operation(
-            "PointerTakesABlockThatRemainsItsMakers", "0", outOfMemory,
+            "PointerTakesABlockThatRemainsItsMakers", {0}, outOfMemory,
             [] { return std::make_shared<Handed<void*>>(static_cast<void**>(std::malloc(sizeof(void*)))); },
             [](Handed<void*>& aHanded) { aHanded.take(QZPST_Individual, QZPAT_Malloc); },
             [](Handed<void*>& aHanded) { std::free(aHanded.mObject); }),
@@ -97,7 +96,7 @@ Rows stringRows()
 {
     auto const nothing = [] { return std::make_shared<std::optional<QZCString>>(); };
     auto const isEmpty = [](auto const& aString) { EXPECT_FALSE(aString); };
-    /// A text, and one to make it from.
+    /// A string, and one to create it from.
     struct Texts
     {
         QZCString mText;
@@ -109,35 +108,35 @@ Rows stringRows()
     auto const isAsBefore = [](Texts const& aTexts) { EXPECT_STREQ(aTexts.mText.get(), "before"); };
     return {
         operation(
-            "StringOfAShortText", "01", outOfMemory, nothing,
+            "StringOfAShortText", {0, 1}, outOfMemory, nothing,
             [](auto& aString) { aString.emplace(insideText); }, isEmpty),
         operation(
-            "StringOfALongText", "002", outOfMemory, nothing,
+            "StringOfALongText", {0, 0, 2}, outOfMemory, nothing,
             [](auto& aString) { aString.emplace(outsideText); }, isEmpty),
-        operation("StringCopiesAShortOne", "01", outOfMemory, texts(insideText),
+        operation("StringCopiesAShortOne", {0, 1}, outOfMemory, texts(insideText),
                   [](Texts& aTexts) { QZCString const copy(aTexts.mOther); }),
-        operation("StringCopiesALongOne", "002", outOfMemory, texts(outsideText),
+        operation("StringCopiesALongOne", {0, 0, 2}, outOfMemory, texts(outsideText),
                   [](Texts& aTexts) { QZCString const copy(aTexts.mOther); }),
         operation(
-            "StringIsAssignedAShortOne", "01", outOfMemory, texts(insideText),
+            "StringIsAssignedAShortOne", {0, 1}, outOfMemory, texts(insideText),
             [](Texts& aTexts) { aTexts.mText = aTexts.mOther; }, isAsBefore),
         operation(
-            "StringIsAssignedALongOne", "002", outOfMemory, texts(outsideText),
+            "StringIsAssignedALongOne", {0, 0, 2}, outOfMemory, texts(outsideText),
             [](Texts& aTexts) { aTexts.mText = aTexts.mOther; }, isAsBefore),
         operation(
-            "StringIsAssignedAText", "002", outOfMemory, texts(outsideText),
+            "StringIsAssignedAText", {0, 0, 2}, outOfMemory, texts(outsideText),
             [](Texts& aTexts) { aTexts.mText = outsideText; }, isAsBefore),
         operation(
-            "StringIsAssignedAPartOfItself", "01", outOfMemory, texts(outsideText),
+            "StringIsAssignedAPartOfItself", {0, 1}, outOfMemory, texts(outsideText),
             [](Texts& aTexts) { aTexts.mText = aTexts.mText.get() + 2; }, isAsBefore),
         operation(
-            "StringGivesAShortPart", "01", outOfMemory, texts(outsideText),
+            "StringGivesAShortPart", {0, 1}, outOfMemory, texts(outsideText),
             [](Texts& aTexts) { aTexts.mOther.substr(aTexts.mText, 3, 2); }, isAsBefore),
         operation(
-            "StringGivesALongPart", "002", outOfMemory, texts(outsideText),
+            "StringGivesALongPart", {0, 0, 2}, outOfMemory, texts(outsideText),
             [](Texts& aTexts) { aTexts.mOther.substr(aTexts.mText, 3, allBitsSet); }, isAsBefore),
         operation(
-            "StringBecomesAPartOfItself", "01", outOfMemory, texts(outsideText),
+            "StringBecomesAPartOfItself", {0, 1}, outOfMemory, texts(outsideText),
             [](Texts& aTexts) { aTexts.mText.substr(aTexts.mText, 1, 2); }, isAsBefore),
         withoutAllocation("StringIsAssignedItself", texts(outsideText),
                           [](Texts& aTexts)
@@ -152,7 +151,7 @@ Rows stringRows()
                               aTexts.mOther.at(aTexts.mOther.size() - 1) = 'x';
                           }),
         ending("QZCInvalidEx 6: Invalid Value",
-               operation("StringIsReadPastItsEnd", "0", badAlloc, texts(outsideText),
+               operation("StringIsReadPastItsEnd", {0}, badAlloc, texts(outsideText),
                          [](Texts& aTexts) { aTexts.mOther.at(aTexts.mOther.size()); })),
     };
 }
@@ -166,7 +165,7 @@ Rows vectorRows()
         both->second.push_back(7);
         return both;
     };
-    /// A sequence of one text, and a text to append.
+    /// A vector with one string, and a string to append.
     struct Appending
     {
         Appending() { mTexts.push_back("first"); }
@@ -175,26 +174,23 @@ Rows vectorRows()
     };
     return {
         operation(
-            "VectorOfNumbersGrows", "0", outOfMemory, numbers,
+            "VectorOfNumbersGrows", {0}, outOfMemory, numbers,
             [](QZCVector<int>& aNumbers) { aNumbers.push_back(7); },
             [](QZCVector<int> const& aNumbers) { EXPECT_EQ(aNumbers.size(), 0u); }),
-        // The new place, the copy that is appended, and that of the element that was there.
+        // The new array, the copy that is appended, and the copy of the existing element.
         operation(
-            "VectorOfTextsGrows",
-            "0"
-            "002"
-            "01",
-            outOfMemory, [] { return std::make_shared<Appending>(); },
+            "VectorOfTextsGrows", joined({{0}, {0, 0, 2}, {0, 1}}), outOfMemory,
+            [] { return std::make_shared<Appending>(); },
             [](Appending& aAppending) { aAppending.mTexts.push_back(aAppending.mNext); },
             [](Appending const& aAppending)
             {
                 ASSERT_EQ(aAppending.mTexts.size(), 1u);
                 EXPECT_STREQ(aAppending.mTexts[0].get(), "first");
             }),
-        operation("VectorOfNumbersIsCopied", "0", badAlloc, twoSequences,
+        operation("VectorOfNumbersIsCopied", {0}, badAlloc, twoSequences,
                   [](auto& aBoth) { QZCVector<int> const copy(aBoth.second); }),
         operation(
-            "VectorOfNumbersIsAssigned", "0", badAlloc, twoSequences,
+            "VectorOfNumbersIsAssigned", {0}, badAlloc, twoSequences,
             [](auto& aBoth) { aBoth.first = aBoth.second; },
             [](auto const& aBoth) { EXPECT_EQ(aBoth.first.size(), 0u); }),
         withoutAllocation("VectorOfNothing", numbers, [](auto&) { QZCVector<int> const empty; }),
@@ -247,5 +243,5 @@ INSTANTIATE_TEST_SUITE_P(String, ValueAllocations, testing::ValuesIn(stringRows(
 INSTANTIATE_TEST_SUITE_P(Vector, ValueAllocations, testing::ValuesIn(vectorRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Exceptions, ValueAllocations, testing::ValuesIn(exceptionRows()), nameOfOperation);
 
-TEST_P(ValueAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(ValueAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

@@ -1,17 +1,17 @@
-"""Reads what a manual page says from its source."""
+"""Reads the source of a manual page."""
 
 import re
 
 
 def plain(text):
-    """The text without its escapes."""
+    """The text without escapes."""
     for escape, character in ((r"\-", "-"), (r"\(dq", '"'), (r"\(aq", "'"), (r"\`", "`"), (r"\&", "")):
         text = text.replace(escape, character)
     return re.sub(r"\\f.", "", text).replace(r"\e", "\\")
 
 
 def text_of(line):
-    """What a line of text, or a macro that sets a font, shows."""
+    """The text that a line shows, which may be a font macro."""
     macro = re.match(r"\.(B|I|BI|BR|IB|IR|RB|RI) ", line)
     if not macro:
         return plain(line)
@@ -20,7 +20,7 @@ def text_of(line):
 
 
 def parts(lines, heading):
-    """From the title of each part that begins with the heading to its lines."""
+    """Maps the title of each part with this kind of heading to its lines."""
     found = {}
     for line in lines:
         if line.startswith(heading + " "):
@@ -43,7 +43,7 @@ class ManPage:
         return parts(self.sections[section], ".SS")
 
     def session(self):
-        """The examples: each command with what it shows."""
+        """The examples: each command with its output."""
         commands = []
         is_example = False
         for line in self.sections.get("EXAMPLES", []):
@@ -56,13 +56,13 @@ class ManPage:
         return commands
 
     def references(self):
-        """Pages that it sends its readers to, as "qzsim.1"."""
+        """The pages that it refers to, such as "qzsim.1"."""
         lines = (line for section in self.sections.values() for line in section)
         return {".".join(name) for line in lines for name in re.findall(r"([\w-]+) ?\((\d)\)", text_of(line))}
 
 
 def items(lines):
-    """The tag of each tagged paragraph, and its text."""
+    """The tag and the text of each tagged paragraph."""
     found = []
     expected = None
     for line in lines:
@@ -79,5 +79,5 @@ def items(lines):
 
 
 def terms(lines):
-    """The single words that the tags consist of, each with the text behind them."""
+    """The words of all tags, each with the text of its paragraph."""
     return [(word, text) for tag, text in items(lines) for word in tag.split(", ")]

@@ -1,4 +1,4 @@
-"""qzsim-scenario(5) says what the reader of scenarios takes and refuses."""
+"""qzsim-scenario(5) agrees with what the scenario reader accepts and refuses."""
 
 import pathlib
 import re
@@ -11,7 +11,7 @@ from programs import QZAGENT
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 TABLES = man_page.ManPage(ROOT / "docs" / "man" / "qzsim-scenario.5").subsections("DESCRIPTION")
 
-# What must stand before a table.
+# The tables that must precede a table.
 LEADING = {
     "The scenario": [],
     "[[adapter]]": [],
@@ -23,7 +23,7 @@ LEADING = {
     "[[fault]]": [],
 }
 
-# Good values of all required keys.
+# Valid values of all required keys.
 SAMPLES = {
     "name": '"a"',
     "port_wwn": '"10:00:00:00:c9:00:00:01"',
@@ -39,7 +39,7 @@ SAMPLES = {
 
 HIGHEST_NUMBER = 4294967295
 
-# What the page calls a default: the value, and another one.
+# Maps the name of a default on the page to its value and a different value.
 DEFAULTS = {
     "empty": ('""', '"x"'),
     "no bytes": ('""', '"ff"'),
@@ -62,7 +62,7 @@ DEFAULTS = {
     "target": ('"target"', '"initiator"'),
 }
 
-# Without these nobody asks for what a table has.
+# Tables without which the program does not query the table under test.
 FOLLOWING = {
     "[[adapter]]": f"[[adapter.port]]\nport_wwn = {SAMPLES['port_wwn']}\n",
     "[diagnostics]": f"[[diagnostics.board]]\n"
@@ -76,7 +76,7 @@ def required_keys(table):
 
 
 def scenario(table, values):
-    """The text of a scenario whose last table has the values, and the others what they must have."""
+    """A scenario whose last table has the values. The other tables have their required keys."""
     text = ""
     for title in [*LEADING[table], table]:
         entries = values if title == table else {key: SAMPLES[key] for key in required_keys(title)}
@@ -87,7 +87,7 @@ def scenario(table, values):
 
 class PageOfTheScenario(unittest.TestCase):
     def complaint(self, table, values):
-        """What is wrong with the scenario; nothing when it is good."""
+        """The complaint about the scenario; empty if it is valid."""
         result = programs.simulate(scenario(table, values), "--check")
         self.assertEqual(result.returncode, 2 if result.stderr else 0)
         return result.stderr
@@ -102,7 +102,7 @@ class PageOfTheScenario(unittest.TestCase):
         self.assertIn(": expected ", self.complaint(table, {**self.good_values(table), key: value}))
 
     def check_each_key(self, pattern, check):
-        """Calls check with each table and key whose description begins so, and with the match."""
+        """Calls check for each key whose description matches, with table, key and match."""
         for table, lines in TABLES.items():
             for key, text in man_page.terms(lines):
                 found = re.match(pattern, text)
@@ -110,16 +110,16 @@ class PageOfTheScenario(unittest.TestCase):
                     with self.subTest(table=table, key=key):
                         check(table, key, found)
 
-    def test_has_all_tables(self):
+    def test_the_page_has_all_tables(self):
         self.assertEqual(list(TABLES), list(LEADING))
 
-    def test_has_the_keys_of_each_table(self):
+    def test_the_page_has_the_keys_of_each_table(self):
         for table, lines in TABLES.items():
             with self.subTest(table):
                 known = re.search(r"expected a key of .* \((.*)\), found", self.complaint(table, {"unknown": "0"}))
                 self.assertEqual(sorted(key for key, _ in man_page.terms(lines)), sorted(known[1].split(", ")))
 
-    def test_says_which_keys_are_required(self):
+    def test_the_page_marks_the_required_keys(self):
         for table in TABLES:
             with self.subTest(table):
                 self.assertEqual(self.complaint(table, self.good_values(table)), "")
@@ -128,7 +128,7 @@ class PageOfTheScenario(unittest.TestCase):
                     others = {other: value for other, value in self.good_values(table).items() if other != key}
                     self.assertIn(f'expected the key "{key}"', self.complaint(table, others))
 
-    def test_says_which_numbers_are_in_bounds(self):
+    def test_the_page_has_the_ranges_of_numbers(self):
         def check(table, key, found):
             lowest = int(found[1] or 0)
             highest = int(found[2] or found[3] or str(HIGHEST_NUMBER), 0)
@@ -139,7 +139,7 @@ class PageOfTheScenario(unittest.TestCase):
 
         self.check_each_key(r"Numbers?(?: from (\d+) (?:on|to (\d+))|, at most (\w+)|[.,:])", check)
 
-    def test_says_how_long_texts_may_be(self):
+    def test_the_page_has_the_longest_lengths_of_texts(self):
         def check(table, key, found):
             longest = int(found[1])
             self.assert_takes(table, key, f'"{longest * "x"}"')
@@ -148,25 +148,25 @@ class PageOfTheScenario(unittest.TestCase):
         self.check_each_key(r"Text, (?:1 to|at most) (\d+) bytes", check)
 
     def shown(self, table, values):
-        """All that is told of the scenario."""
+        """Everything that the programs print about the scenario."""
         text = scenario(table, values) + FOLLOWING.get(table, "")
         results = [programs.simulate(text, "--check")]
         results += [programs.simulate(text, "--", QZAGENT, verb, "--json") for verb in ("inventory", "vendor")]
         return [(result.stdout, result.stderr) for result in results]
 
-    def test_says_what_the_defaults_are(self):
+    def test_the_page_has_the_defaults(self):
         def check(table, key, found):
             default, other = DEFAULTS[found[1]]
-            # Only a target has LUNs.
+            # Only targets have LUNs.
             values = {**self.good_values(table), **({"luns": "1"} if "remote" in table else {})}
             shown = self.shown(table, values)
             self.assertEqual(self.shown(table, {**values, key: default}), shown)
             self.assertNotEqual(self.shown(table, {**values, key: other}), shown)
 
-        # How LUNs are addressed and mapped shows in what a program is given, not in what is told of it.
+        # The programs do not print how LUNs are addressed and mapped.
         self.check_each_key(r"(?!The tables?|For|auto|How).*Default: (?!none are generated)(.*?)\.( |$)", check)
 
-    def test_has_all_names_that_a_value_may_have(self):
+    def test_the_page_has_all_names_of_each_named_value(self):
         for table, key in (("[[adapter]]", "lun_style"),
                            ("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
                            ("[[adapter.port.remote]]", "role"), ("[[adapter.port.remote]]", "lun_addressing"),

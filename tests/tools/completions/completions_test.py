@@ -1,4 +1,4 @@
-"""What bash offers for qzagent and qzsim is what they take."""
+"""bash completion offers the verbs, options and arguments that qzagent and qzsim accept."""
 
 import os
 import pathlib
@@ -12,10 +12,10 @@ from programs import QZAGENT, QZSIM
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 BASH_COMPLETION = pathlib.Path("/usr/share/bash-completion/bash_completion")
 
-# Does what bash does when the tabulator key is pressed behind the last word, and prints what it would offer.
+# Does what bash does when the tabulator key is pressed after the last word, and prints the offered completions.
 PRESS_TABULATOR = r"""
 source "$BASH_COMPLETION"
-compopt() { :; }  # needs a line that is being edited
+compopt() { :; }  # works only while a line is edited
 COMP_WORDS=("$@")
 COMP_CWORD=$(($# - 1))
 COMP_LINE="$*"
@@ -42,52 +42,52 @@ class Completion(unittest.TestCase):
                             "PATH": f"{pathlib.Path(QZAGENT).parent}:{os.environ['PATH']}"}
 
     def offered(self, line):
-        """For the line, whose words have one blank between them as bash splits them: "=" is one."""
+        """The completions for a line. One blank separates its words as bash splits them, so "=" is a word."""
         result = subprocess.run(["bash", "--norc", "-c", PRESS_TABULATOR, "bash", *line.split(" ")], cwd=self.folder,
                                 env=self.environment, capture_output=True, text=True, check=False)
         self.assertEqual(result.stderr, "")
         return set(result.stdout.split())
 
-    def test_of_the_agent_offers_the_verbs(self):
+    def test_qzagent_offers_its_verbs(self):
         self.assertEqual(self.offered("qzagent "), set(programs.verbs()))
         self.assertEqual(self.offered("qzagent --trace ad"), {"adapters"})
 
-    def test_of_the_agent_offers_the_options_of_the_help(self):
+    def test_qzagent_offers_the_options_of_its_help(self):
         self.assertEqual(self.offered("qzagent -"), programs.options_of(QZAGENT))
 
-    def test_behind_a_verb_offers_the_options_of_its_help(self):
+    def test_qzagent_offers_the_options_of_a_verb_after_the_verb(self):
         for verb in programs.verbs():
             with self.subTest(verb):
                 self.assertEqual(self.offered(f"qzagent --json {verb} -"), programs.options_of_verb(verb))
 
-    def test_offers_the_exit_codes_to_be_explained(self):
+    def test_qzagent_explain_offers_the_exit_codes(self):
         self.assertEqual(self.offered("qzagent explain "), programs.exit_codes().keys())
 
-    def test_offers_files_where_the_agent_takes_them(self):
+    def test_qzagent_offers_files_for_file_arguments(self):
         for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev"):
             with self.subTest(line):
                 self.assertEqual(self.offered("qzagent " + line), {"events.capture"})
 
-    def test_offers_nothing_for_names_and_numbers(self):
+    def test_qzagent_offers_nothing_for_names_and_numbers(self):
         for verb in programs.verbs():
             for option in programs.options_of(QZAGENT, verb) - {"--help", "--plain", "--output"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 
-    def test_of_the_simulator_offers_the_options_of_the_help(self):
+    def test_qzsim_offers_the_options_of_its_help(self):
         self.assertEqual(self.offered("qzsim "), programs.options_of(QZSIM))
         self.assertEqual(self.offered("qzsim --scenario two.toml --verify -"), programs.options_of(QZSIM))
 
-    def test_of_the_simulator_offers_scenarios_and_libraries(self):
+    def test_qzsim_offers_scenarios_and_libraries(self):
         self.assertEqual(self.offered("qzsim --scenario "), {"two.toml"})
         self.assertEqual(self.offered("qzsim --check --scenario = t"), {"two.toml"})
         self.assertEqual(self.offered("qzsim --scenario two.toml --library "), {"libqzsim.so"})
 
-    def test_of_the_simulator_offers_programs(self):
+    def test_qzsim_offers_programs(self):
         self.assertIn("qzagent", self.offered("qzsim --scenario two.toml qzag"))
         self.assertIn("qzagent", self.offered("qzsim --scenario = two.toml --verify -- qzag"))
 
-    def test_of_the_simulator_leaves_the_program_its_own_completion(self):
+    def test_qzsim_uses_the_completion_of_the_program(self):
         self.assertEqual(self.offered("qzsim --scenario two.toml -- qzagent wa"), {"watch"})
         self.assertEqual(self.offered("qzsim --scenario = two.toml qzagent show --"),
                          programs.options_of_verb("show"))

@@ -9,6 +9,7 @@
 
 #include "tests/support/Process.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Scenarios.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -16,37 +17,14 @@ using testing::EndsWith;
 
 namespace
 {
-char const* const adaptersText = R"(
-[[adapter]]
-name = "example-fc-0"
+std::string const exampleAdapters = adapterNamed("example-fc-0") + adapterNamed("example-fc-1");
 
-[[adapter]]
-name = "example-fc-1"
-)";
+std::string const secondHasNoName =
+    exampleAdapters + fault("HBA_GetAdapterName", "2", "HBA_STATUS_ERROR_BUSY");
 
-std::string const secondCannotBeOpened = std::string(adaptersText) + R"(
-[[fault]]
-call = "HBA_OpenAdapter"
-adapter = "example-fc-1"
-nth = 1
-status = "HBA_STATUS_ERROR"
-)";
+std::string const doesNotLoad = exampleAdapters + failedLoad();
 
-std::string const secondHasNoName = std::string(adaptersText) + R"(
-[[fault]]
-call = "HBA_GetAdapterName"
-nth = 2
-status = "HBA_STATUS_ERROR_BUSY"
-)";
-
-std::string const doesNotLoad = std::string(adaptersText) + R"(
-[[fault]]
-call = "HBA_LoadLibrary"
-nth = 1
-status = "HBA_STATUS_ERROR"
-)";
-
-/// The log lines among the text, without time, place and tag.
+/// @return the log lines in the text, without time, place and tag
 std::vector<std::string> traceIn(std::string const& aText)
 {
     static std::regex const line(R"(\S+Z -\S- HbaapiAbs:\d+ (.*))");
@@ -63,9 +41,9 @@ std::vector<std::string> traceIn(std::string const& aText)
     return trace;
 }
 
-TEST(QzagentAdapters, AreListedInATable)
+TEST(QzagentAdapters, ListsAdaptersInATable)
 {
-    ProcessResult const result = runAgentOn(adaptersText, {"adapters"});
+    ProcessResult const result = runAgentOn(exampleAdapters, {"adapters"});
     EXPECT_EQ(result.mOutput,
               "INDEX NAME         HANDLE STATE\n"
               "    0 example-fc-0 0x1    ok\n"
@@ -74,9 +52,9 @@ TEST(QzagentAdapters, AreListedInATable)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentAdapters, AreListedInJson)
+TEST(QzagentAdapters, ListsAdaptersInJson)
 {
-    ProcessResult const result = runAgentOn(adaptersText, {"adapters", "--json"});
+    ProcessResult const result = runAgentOn(exampleAdapters, {"adapters", "--json"});
     EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
         "format_version": 1, "command": "adapters", "exit_status": 0, "messages": [],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
@@ -85,9 +63,9 @@ TEST(QzagentAdapters, AreListedInJson)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentAdapters, OneThatCannotBeOpenedIsListedBesideTheOthers)
+TEST(QzagentAdapters, ListsTheOtherAdaptersWhenOneCannotBeOpened)
 {
-    ProcessResult const result = runAgentOn(secondCannotBeOpened, {"adapters"});
+    ProcessResult const result = runAgentOn(secondAdapterFails(), {"adapters"});
     EXPECT_EQ(result.mOutput,
               "INDEX NAME         HANDLE STATE\n"
               "    0 example-fc-0 0x1    ok\n"
@@ -95,15 +73,15 @@ TEST(QzagentAdapters, OneThatCannotBeOpenedIsListedBesideTheOthers)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentAdapters, OneThatCannotBeOpenedIsOneLineOnStandardError)
+TEST(QzagentAdapters, PrintsOneLineOnStandardErrorForAnAdapterThatCannotBeOpened)
 {
-    EXPECT_EQ(runAgentOn(secondCannotBeOpened, {"adapters"}).mErrors,
+    EXPECT_EQ(runAgentOn(secondAdapterFails(), {"adapters"}).mErrors,
               "qzagent: example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed (code 802)\n");
 }
 
-TEST(QzagentAdapters, OneThatCannotBeOpenedHasNoHandleInJson)
+TEST(QzagentAdapters, OmitsTheHandleOfAnAdapterThatCannotBeOpenedInJson)
 {
-    ProcessResult const result = runAgentOn(secondCannotBeOpened, {"--json", "adapters"});
+    ProcessResult const result = runAgentOn(secondAdapterFails(), {"--json", "adapters"});
     EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
         "format_version": 1, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "HBA_OpenAdapter method failed", "code": 802,
@@ -113,7 +91,7 @@ TEST(QzagentAdapters, OneThatCannotBeOpenedHasNoHandleInJson)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentAdapters, NamesBeforeOneThatFailsAreShown)
+TEST(QzagentAdapters, ListsTheAdaptersBeforeOneWhoseNameCannotBeRead)
 {
     ProcessResult const result = runAgentOn(secondHasNoName, {"adapters"});
     EXPECT_EQ(result.mOutput,
@@ -123,7 +101,7 @@ TEST(QzagentAdapters, NamesBeforeOneThatFailsAreShown)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentAdapters, NoneAtAllIsANoteAndNoTable)
+TEST(QzagentAdapters, PrintsANoteAndNoTableWithoutAdapters)
 {
     ProcessResult const result = runAgentOn("", {"adapters"});
     EXPECT_EQ(result.mOutput, "");
@@ -131,7 +109,7 @@ TEST(QzagentAdapters, NoneAtAllIsANoteAndNoTable)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentAdapters, NoneAtAllIsANoteAndAnEmptyListInJson)
+TEST(QzagentAdapters, PrintsANoteAndAnEmptyListWithoutAdaptersInJson)
 {
     EXPECT_EQ(documentOf(runAgentOn("", {"adapters", "--json"})), nlohmann::json::parse(R"({
         "format_version": 1, "command": "adapters", "exit_status": 0,
@@ -139,17 +117,17 @@ TEST(QzagentAdapters, NoneAtAllIsANoteAndAnEmptyListInJson)
         "adapters": []})"));
 }
 
-TEST(QzagentAdapters, ALibraryThatDoesNotLoadIsOneLineOnStandardError)
+TEST(QzagentAdapters, PrintsOneLineWhenTheCommonLibraryDoesNotLoad)
 {
     ProcessResult const result = runAgentOn(doesNotLoad, {"adapters"});
     EXPECT_EQ(result.mOutput, "");
     EXPECT_THAT(result.mErrors,
                 EndsWith("\nqzagent: QZCExitConditionEx: Can't load HBAAPI library! (code 19)\n"))
-        << "the common library complains before, and leaves its line unfinished";
+        << "the common library prints an unfinished line first";
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentAdapters, ALibraryThatDoesNotLoadIsAMessageInJson)
+TEST(QzagentAdapters, ReportsInJsonThatTheCommonLibraryDoesNotLoad)
 {
     EXPECT_EQ(documentOf(runAgentOn(doesNotLoad, {"adapters", "--json"})), nlohmann::json::parse(R"({
         "format_version": 1, "command": "adapters", "exit_status": 1,
@@ -158,10 +136,9 @@ TEST(QzagentAdapters, ALibraryThatDoesNotLoadIsAMessageInJson)
         "adapters": []})"));
 }
 
-TEST(QzagentAdapters, TraceShowsWhatTheLibraryDoesInOrder)
+TEST(QzagentAdapters, TraceShowsTheLibraryCallsInOrder)
 {
-    std::string const errors =
-        runAgentOn("[[adapter]]\nname = \"example-fc-0\"\n", {"adapters", "--trace"}).mErrors;
+    std::string const errors = runAgentOn(adapterNamed("example-fc-0"), {"adapters", "--trace"}).mErrors;
     EXPECT_THAT(
         traceIn(errors),
         ElementsAre("HA_LoadHbaapi: Entered", "HA_LoadHbaapi: Going to open HBAAPI library",
@@ -179,7 +156,7 @@ TEST(QzagentAdapters, TraceShowsWhatTheLibraryDoesInOrder)
         << errors;
 }
 
-TEST(QzagentAdapters, TheLibraryIsFreedAfterAFailure)
+TEST(QzagentAdapters, FreesTheCommonLibraryAfterAFailure)
 {
     std::vector<std::string> const trace =
         traceIn(runAgentOn(secondHasNoName, {"--trace", "adapters"}).mErrors);
@@ -188,13 +165,13 @@ TEST(QzagentAdapters, TheLibraryIsFreedAfterAFailure)
     EXPECT_EQ(trace.back(), "HA_FreeHbaapi: Left");
 }
 
-TEST(QzagentAdapters, TraceLeavesTheOutputAsItIs)
+TEST(QzagentAdapters, TraceDoesNotChangeStandardOutput)
 {
-    EXPECT_EQ(runAgentOn(adaptersText, {"--trace", "adapters"}).mOutput,
-              runAgentOn(adaptersText, {"adapters"}).mOutput);
+    EXPECT_EQ(runAgentOn(exampleAdapters, {"--trace", "adapters"}).mOutput,
+              runAgentOn(exampleAdapters, {"adapters"}).mOutput);
 }
 
-TEST(QzagentAdapters, TraceLinesStartALineAfterAnUnfinishedOne)
+TEST(QzagentAdapters, TraceLinesStartOnANewLineAfterAnUnfinishedLine)
 {
     EXPECT_THAT(traceIn(runAgentOn(doesNotLoad, {"adapters", "--trace"}).mErrors),
                 ElementsAre("HA_LoadHbaapi: Entered", "HA_LoadHbaapi: Going to open HBAAPI library",

@@ -18,7 +18,7 @@
 
 namespace
 {
-/// A file with a content, gone again with its owner.
+/// Creates a file with the content, and removes it when destroyed.
 class TemporaryFile
 {
 public:
@@ -45,8 +45,7 @@ private:
 
 Environment environmentOf(Environment const& aEnvironment)
 {
-    // What is preloaded stands before the sanitizer's own library. What that finds must not end with an exit
-    // status of the agent's.
+    // Preloaded libraries come before the sanitizer's own library. Its exit status must differ from those of the agent.
     Environment environment = aEnvironment;
     environment.insert({{"LC_ALL", "C.UTF-8"}, {"ASAN_OPTIONS", "verify_asan_link_order=0:exitcode=99"}});
     return environment;

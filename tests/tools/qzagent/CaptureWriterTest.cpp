@@ -1,6 +1,5 @@
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -8,7 +7,7 @@
 #include <sys/stat.h>
 
 #include "tests/support/FreshProcess.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/tools/qzagent/Captures.h"
 #include "tools/qzagent/capture/CaptureWriter.h"
 
 using qzagent::CaptureWriteError;
@@ -16,14 +15,14 @@ using qzagent::CaptureWriter;
 
 namespace
 {
-// Category 3, subcategory 7, no names; without payload and with one of ten bytes.
+// Records of category 3 and subcategory 7 without names: one without payload, one with a payload of ten bytes.
 std::string const shortRecord("\x03\x07\xf4\x00", 4);
 std::string const longRecord(
     "\x03\x07\xf4\x01\x5a\x00\x00\x00\x0a"
     "0123456789",
     19);
 
-class CaptureWriterTest : public testing::Test
+class CaptureWriterTest : public CaptureFixture
 {
 protected:
     static void append(CaptureWriter& aWriter, std::string const& aRecord)
@@ -31,15 +30,7 @@ protected:
         aWriter.append(reinterpret_cast<unsigned char const*>(aRecord.data()), aRecord.size());
     }
 
-    std::string content() const
-    {
-        std::ifstream file(mPath, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
-    /// @return what the action is refused with
+    /// @return the text of the exception that the action throws; "nothing" when it throws none
     template <typename Action>
     static std::string refusalOf(Action aAction)
     {
@@ -64,12 +55,9 @@ protected:
         rlimit const limit{aSize, aSize};
         ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
     }
-
-    ScratchFolder mFolder;
-    std::string mPath = mFolder.path() / "events.capture";
 };
 
-TEST_F(CaptureWriterTest, BeginsACapture)
+TEST_F(CaptureWriterTest, CreatesACapture)
 {
     CaptureWriter writer(mPath);
     append(writer, shortRecord);
@@ -79,7 +67,7 @@ TEST_F(CaptureWriterTest, BeginsACapture)
     EXPECT_EQ(writer.numberOfRecords(), 2u);
 }
 
-TEST_F(CaptureWriterTest, AppendsToACapture)
+TEST_F(CaptureWriterTest, AppendsToAnExistingCapture)
 {
     mFolder.write("events.capture", longRecord + shortRecord);
     CaptureWriter writer(mPath);
@@ -88,23 +76,24 @@ TEST_F(CaptureWriterTest, AppendsToACapture)
     EXPECT_EQ(writer.numberOfRecords(), 3u);
 }
 
-TEST_F(CaptureWriterTest, RefusesACaptureWhoseLastRecordIsCutAndLeavesItAsItIs)
+TEST_F(CaptureWriterTest, RefusesACaptureWithATruncatedRecordAndLeavesItUnchanged)
 {
     std::string const cut = shortRecord + longRecord.substr(0, 18);
     mFolder.write("events.capture", cut);
-    EXPECT_EQ(refusalOfOpening(), "cannot write " + mPath +
-                                      ": it is not a whole capture: at byte 8: expected a byte string of at "
-                                      "most the 9 bytes that follow, found byte string 10 (0x5a); its first "
-                                      "1 records end at byte 4");
+    EXPECT_EQ(refusalOfOpening(),
+              "cannot write " + mPath +
+                  ": it is not a complete capture: at byte 8: expected a byte string of at "
+                  "most the 9 bytes that follow, found byte string 10 (0x5a); its first "
+                  "1 records end at byte 4");
     EXPECT_EQ(content(), cut);
 }
 
-TEST_F(CaptureWriterTest, RefusesAnotherKindOfFileAndLeavesItAsItIs)
+TEST_F(CaptureWriterTest, RefusesAFileThatIsNoCaptureAndLeavesItUnchanged)
 {
     mFolder.write("events.capture", "no capture\n");
     EXPECT_EQ(refusalOfOpening(),
               "cannot write " + mPath +
-                  ": it is not a whole capture: at byte 0: expected an unsigned integer up "
+                  ": it is not a complete capture: at byte 0: expected an unsigned integer up "
                   "to 255, found text string 14 (0x6e); its first 0 records "
                   "end at byte 0");
     EXPECT_EQ(content(), "no capture\n");
@@ -119,23 +108,23 @@ TEST_F(CaptureWriterTest, RefusesAFolder)
 TEST_F(CaptureWriterTest, RefusesAPipeWithoutWaitingForItsOtherEnd)
 {
     ASSERT_EQ(::mkfifo(mPath.c_str(), 0600), 0);
-    EXPECT_EQ(refusalOfOpening(), "cannot write " + mPath + ": it is not a file");
+    EXPECT_EQ(refusalOfOpening(), "cannot write " + mPath + ": it is neither a file nor a character device");
 }
 
-TEST_F(CaptureWriterTest, RefusesWhatAnotherWrites)
+TEST_F(CaptureWriterTest, RefusesACaptureThatAnotherWriterHasOpen)
 {
     CaptureWriter const writer(mPath);
     EXPECT_EQ(refusalOfOpening(), "cannot write " + mPath + ": another process is writing to it");
 }
 
-TEST_F(CaptureWriterTest, TellsOfAFullDevice)
+TEST_F(CaptureWriterTest, ReportsAFullDevice)
 {
     CaptureWriter writer("/dev/full");
     EXPECT_EQ(refusalOf([&] { append(writer, longRecord); }),
               "cannot write /dev/full: No space left on device; its 0 records are safe");
 }
 
-TEST_F(CaptureWriterTest, LeavesNothingOfARecordThatCannotBeWrittenInFull)
+TEST_F(CaptureWriterTest, RemovesARecordThatCannotBeWrittenInFull)
 {
     inFreshProcess(
         [this]
@@ -150,7 +139,7 @@ TEST_F(CaptureWriterTest, LeavesNothingOfARecordThatCannotBeWrittenInFull)
         });
 }
 
-TEST_F(CaptureWriterTest, CutsNothingOffThatSomebodyElseWrote)
+TEST_F(CaptureWriterTest, KeepsRecordsThatAnotherProcessAppended)
 {
     inFreshProcess(
         [this]
@@ -161,7 +150,7 @@ TEST_F(CaptureWriterTest, CutsNothingOffThatSomebodyElseWrote)
             limitFiles(30);
             EXPECT_EQ(refusalOf([&] { append(writer, longRecord); }),
                       "cannot write " + mPath +
-                          ": File too large; its 1 records are safe, but part of another follows them");
+                          ": File too large; its 1 records are safe, but a partial record follows them");
             EXPECT_EQ(content().substr(0, 23), longRecord + shortRecord);
         });
 }

@@ -1,21 +1,43 @@
 /// @file
-/// Captures for the agent to show, made by the library.
+/// Captures, and records that the library encodes.
 #pragma once
 
+#include <fstream>
+#include <iterator>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Records.h"
+#include "tests/support/ScratchFolder.h"
 
-/// An encoded record of event 3 and 7 without names and payload.
+/// The bytes of a file.
+inline std::string contentOf(std::string const& aPath)
+{
+    std::ifstream file(aPath, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// A capture in a folder of its own.
+class CaptureFixture : public testing::Test
+{
+protected:
+    std::string content() const { return contentOf(mPath); }
+
+    ScratchFolder mFolder;
+    std::string const mPath = mFolder.path() / "events.capture";
+};
+
+/// An encoded record of category 3 and subcategory 7, without names and payload.
 inline std::string plainRecord()
 {
     Bytes const encoded = encodedFormOf(QZCScopeData(eventOf(3, 7)));
     return {encoded.begin(), encoded.end()};
 }
 
-/// An encoded record of event 9 and 10 with names.
+/// An encoded record of category 9 and subcategory 10, with names.
 /// @param aPayload not empty
 inline std::string fullRecord(std::string const& aPayload)
 {

@@ -14,81 +14,84 @@ using testing::MatchesRegex;
 
 namespace
 {
-struct Misuse
+struct UsageError
 {
     char const* mName;
     Arguments mArguments;
-    std::string mComplaint;
+    std::string mMessage;
 };
 
-std::ostream& operator<<(std::ostream& aOut, Misuse const& aMisuse) { return aOut << aMisuse.mName; }
+std::ostream& operator<<(std::ostream& aOut, UsageError const& aError) { return aOut << aError.mName; }
 
-class QzagentMisuseOf : public testing::TestWithParam<Misuse>
+class QzagentUsageError : public testing::TestWithParam<UsageError>
 {
 };
 
-TEST_P(QzagentMisuseOf, IsOneLineOnStandardErrorAndExitStatusTwo)
+TEST_P(QzagentUsageError, PrintsOneLineOnStandardErrorAndExitsWithTwo)
 {
     ProcessResult const result = runAgent(GetParam().mArguments);
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: " + GetParam().mComplaint + "; see qzagent --help\n");
+    EXPECT_EQ(result.mErrors, "qzagent: " + GetParam().mMessage + "; see qzagent --help\n");
     EXPECT_EQ(result.mExitStatus, 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Arguments, QzagentMisuseOf,
+    Arguments, QzagentUsageError,
     testing::Values(
-        Misuse{"NoArguments",
-               {},
-               "a verb is missing: adapters or inventory or latency or show or vendor or watch or explain"},
-        Misuse{"NoVerb",
-               {"--trace"},
-               "a verb is missing: adapters or inventory or latency or show or vendor or watch or explain"},
-        Misuse{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
-        Misuse{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
-        Misuse{"VerbTwice", {"adapters", "adapters"}, "The following argument was not expected: adapters"},
-        Misuse{"ShortenedOption", {"adapters", "--trac"}, "The following argument was not expected: --trac"},
-        Misuse{"TwoExitCodes", {"explain", "1", "2"}, "The following argument was not expected: 2"},
-        Misuse{"FlagWithValue", {"adapters", "--trace=1"}, "trace was given a disallowed flag override"},
-        Misuse{"AdapterWithoutName", {"inventory", "--adapter"}, "--adapter: 1 required NAME missing"},
-        Misuse{"TwoAdapters",
-               {"inventory", "--adapter", "a", "--adapter", "b"},
-               "--adapter: At Most 1 required but received 2"},
-        Misuse{"AdapterOfAnotherVerb",
-               {"adapters", "--adapter", "a"},
-               "The following arguments were not expected: a --adapter"},
-        Misuse{"CountOfZero", {"latency", "--count", "0"}, "--count: '0' is not a number from 1 to 1000000"},
-        Misuse{"CountTooLarge",
-               {"latency", "--count", "1000001"},
-               "--count: '1000001' is not a number from 1 to 1000000"},
-        Misuse{"CountIsNoNumber",
-               {"latency", "--count", "1x"},
-               "--count: '1x' is not a number from 1 to 1000000"},
-        Misuse{
+        UsageError{"NoArguments",
+                   {},
+                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
+        UsageError{"NoVerb",
+                   {"--trace"},
+                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
+        UsageError{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
+        UsageError{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
+        UsageError{
+            "VerbTwice", {"adapters", "adapters"}, "The following argument was not expected: adapters"},
+        UsageError{
+            "ShortenedOption", {"adapters", "--trac"}, "The following argument was not expected: --trac"},
+        UsageError{"TwoExitCodes", {"explain", "1", "2"}, "The following argument was not expected: 2"},
+        UsageError{"FlagWithValue", {"adapters", "--trace=1"}, "trace was given a disallowed flag override"},
+        UsageError{"AdapterWithoutName", {"inventory", "--adapter"}, "--adapter: 1 required NAME missing"},
+        UsageError{"TwoAdapters",
+                   {"inventory", "--adapter", "a", "--adapter", "b"},
+                   "--adapter: At Most 1 required but received 2"},
+        UsageError{"AdapterOfAnotherVerb",
+                   {"adapters", "--adapter", "a"},
+                   "The following arguments were not expected: a --adapter"},
+        UsageError{
+            "CountOfZero", {"latency", "--count", "0"}, "--count: '0' is not a number from 1 to 1000000"},
+        UsageError{"CountTooLarge",
+                   {"latency", "--count", "1000001"},
+                   "--count: '1000001' is not a number from 1 to 1000000"},
+        UsageError{"CountIsNoNumber",
+                   {"latency", "--count", "1x"},
+                   "--count: '1x' is not a number from 1 to 1000000"},
+        UsageError{
             "OctalCount", {"latency", "--count", "010"}, "--count: '010' is not a number from 1 to 1000000"},
-        Misuse{"ShowWithoutFile", {"show"}, "FILE is required"},
-        Misuse{"TwoFiles", {"show", "a", "b"}, "The following argument was not expected: b"},
-        Misuse{"NameWithoutOption", {"inventory", "a"}, "The following argument was not expected: a"},
-        Misuse{"CategoryThatMeansAny",
-               {"watch", "--category", "255"},
-               "--category: '255' is not a number from 0 to 254"},
-        Misuse{"NegativeBoard",
-               {"watch", "--board", "-1"},
-               "--board: '-1' is not a number from 0 to 4294967295"},
-        Misuse{"OctalSeconds",
-               {"watch", "--seconds", "010"},
-               "--seconds: '010' is not a number from 1 to 1000000000"},
-        Misuse{
+        UsageError{"ShowWithoutFile", {"show"}, "FILE is required"},
+        UsageError{"TwoFiles", {"show", "a", "b"}, "The following argument was not expected: b"},
+        UsageError{"NameWithoutOption", {"inventory", "a"}, "The following argument was not expected: a"},
+        UsageError{"CategoryThatMeansAny",
+                   {"watch", "--category", "255"},
+                   "--category: '255' is not a number from 0 to 254"},
+        UsageError{"NegativeBoard",
+                   {"watch", "--board", "-1"},
+                   "--board: '-1' is not a number from 0 to 4294967295"},
+        UsageError{"OctalSeconds",
+                   {"watch", "--seconds", "010"},
+                   "--seconds: '010' is not a number from 1 to 1000000000"},
+        UsageError{
             "NoEvents", {"watch", "--count", "0"}, "--count: '0' is not a number from 1 to 1000000000000000"},
-        Misuse{"ControlCharacters",
-               {"adapters", "\x1b[2J"},
-               R"(The following argument was not expected: \x1b[2J)"},
-        Misuse{"LooksLikeAnEscape",
-               {"adapters", R"(\x1b)"},
-               R"(The following argument was not expected: \x5cx1b)"}),
-    [](testing::TestParamInfo<Misuse> const& aInfo) { return std::string(aInfo.param.mName); });
+        UsageError{"ControlCharacters",
+                   {"adapters", "\x1b[2J"},
+                   R"(The following argument was not expected: \x1b[2J)"},
+        UsageError{"LooksLikeAnEscape",
+                   {"adapters", R"(\x1b)"},
+                   R"(The following argument was not expected: \x5cx1b)"}),
+    [](testing::TestParamInfo<UsageError> const& aInfo) { return std::string(aInfo.param.mName); });
 
-TEST(QzagentMisuse, IsADocumentWhenJsonIsAskedForAfterTheMistake)
+TEST(QzagentCommandLine, PrintsAJsonDocumentForAnErrorBeforeTheOptionJson)
 {
     EXPECT_EQ(documentOf(runAgent({"adapters", "--bogus", "--json"})), nlohmann::json::parse(R"({
         "format_version": 1, "command": "adapters", "exit_status": 2,
@@ -97,26 +100,26 @@ TEST(QzagentMisuse, IsADocumentWhenJsonIsAskedForAfterTheMistake)
         })"));
 }
 
-TEST(QzagentMisuse, NamesTheToolAsTheCommandWhenThereIsNoVerb)
+TEST(QzagentCommandLine, NamesTheToolAsTheCommandWithoutAVerb)
 {
     EXPECT_EQ(documentOf(runAgent({"--json"}))["command"], "qzagent");
 }
 
-class QzagentHelpOf : public testing::TestWithParam<std::string>
+class QzagentVerbHelp : public testing::TestWithParam<std::string>
 {
 };
 
-TEST_P(QzagentHelpOf, HasAnExampleAndTheExitCodes)
+TEST_P(QzagentVerbHelp, ShowsAnExampleAndTheExitCodes)
 {
     ProcessResult const result = runAgent({GetParam(), "--help"});
     EXPECT_THAT(result.mOutput, HasSubstr("Usage: qzagent " + GetParam() + " "));
     EXPECT_THAT(result.mOutput, HasSubstr("\nExamples:\n  qzagent " + GetParam() + " "));
-    EXPECT_THAT(result.mOutput, HasSubstr("\nExit codes:\n  0  all well\n"));
+    EXPECT_THAT(result.mOutput, HasSubstr("\nExit codes:\n  0  success\n"));
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_P(QzagentHelpOf, HasTheExamplesThatTheHelpOfAllHas)
+TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 {
     std::string const own = runAgent({GetParam(), "--help"}).mOutput;
     std::size_t const start = own.find("\nExamples:\n") + std::string("\nExamples:\n").size();
@@ -124,12 +127,12 @@ TEST_P(QzagentHelpOf, HasTheExamplesThatTheHelpOfAllHas)
     EXPECT_THAT(runAgent({"--help"}).mOutput, HasSubstr("\n" + examples + "\n"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Verbs, QzagentHelpOf,
+INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
                          testing::Values("adapters", "inventory", "latency", "show", "vendor", "watch",
                                          "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
-TEST(QzagentHelp, SaysThatAVerbIsRequired)
+TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)
 {
     ProcessResult const result = runAgent({"--help"});
     EXPECT_THAT(result.mOutput, HasSubstr("\nUsage: qzagent [OPTIONS] VERB [ARGUMENTS]\n\nOptions:\n"));
@@ -137,7 +140,7 @@ TEST(QzagentHelp, SaysThatAVerbIsRequired)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentVersion, IsOneLine)
+TEST(QzagentCommandLine, PrintsTheVersionInOneLine)
 {
     ProcessResult const result = runAgent({"--version"});
     EXPECT_THAT(result.mOutput, MatchesRegex("qzagent [0-9]+\\.[0-9]+\\.[0-9]+\n"));

@@ -6,6 +6,7 @@
 
 #include "tests/support/Process.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Scenarios.h"
 
 namespace
 {
@@ -20,34 +21,13 @@ struct Situation
 
 std::ostream& operator<<(std::ostream& aOut, Situation const& aSituation) { return aOut << aSituation.mName; }
 
-char const* const oneAdapter = "[[adapter]]\nname = \"example-fc-0\"\n";
+std::string const oneAdapter = adapterNamed("example-fc-0");
 
-char const* const oneFailingAdapter = R"(
-[[adapter]]
-name = "example-fc-0"
-
-[[adapter]]
-name = "example-fc-1"
-
-[[fault]]
-call = "HBA_OpenAdapter"
-adapter = "example-fc-1"
-nth = 1
-status = "HBA_STATUS_ERROR"
-)";
-
-char const* const failedLoad = R"(
-[[fault]]
-call = "HBA_LoadLibrary"
-nth = 1
-status = "HBA_STATUS_ERROR"
-)";
-
-class QzagentContract : public testing::TestWithParam<Situation>
+class QzagentDocument : public testing::TestWithParam<Situation>
 {
 };
 
-TEST_P(QzagentContract, IsKeptByTheDocument)
+TEST_P(QzagentDocument, SatisfiesItsSchema)
 {
     Situation const& situation = GetParam();
     ProcessResult const result = runAgentOn(situation.mScenario, situation.mArguments);
@@ -57,13 +37,13 @@ TEST_P(QzagentContract, IsKeptByTheDocument)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Situations, QzagentContract,
+    Situations, QzagentDocument,
     testing::Values(
         Situation{"Adapters", oneAdapter, {"adapters", "--json"}, "adapters", 0},
         Situation{"NoAdapters", "", {"adapters", "--json"}, "adapters", 0},
-        Situation{"OneFailingAdapter", oneFailingAdapter, {"adapters", "--json"}, "adapters", 1},
-        Situation{"FailedLoad", failedLoad, {"adapters", "--json"}, "adapters", 1},
-        Situation{"MisusedAdapters", "", {"adapters", "--json", "--bogus"}, "adapters", 2},
+        Situation{"OneFailingAdapter", secondAdapterFails(), {"adapters", "--json"}, "adapters", 1},
+        Situation{"FailedLoad", failedLoad(), {"adapters", "--json"}, "adapters", 1},
+        Situation{"AdaptersUsageError", "", {"adapters", "--json", "--bogus"}, "adapters", 2},
         Situation{"Inventory", shippedScenario("two-adapters"), {"inventory", "--json"}, "inventory", 0},
         Situation{"UnsupportedAdapter",
                   shippedScenario("unsupported-adapter"),
@@ -78,8 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
                   "inventory",
                   1},
         Situation{"InventoryWithoutAdapters", "", {"inventory", "--json"}, "inventory", 0},
-        Situation{"InventoryOfAFailedLoad", failedLoad, {"inventory", "--json"}, "inventory", 1},
-        Situation{"MisusedInventory", "", {"inventory", "--json", "0"}, "inventory", 2},
+        Situation{"InventoryFailedLoad", failedLoad(), {"inventory", "--json"}, "inventory", 1},
+        Situation{"InventoryUsageError", "", {"inventory", "--json", "0"}, "inventory", 2},
         Situation{"Vendor", shippedScenario("diagnostic-events"), {"vendor", "--json"}, "vendor", 0},
         Situation{"VendorWithoutBoards", "", {"vendor", "--json"}, "vendor", 0},
         Situation{"FailingBoard",
@@ -88,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {"vendor", "--json"},
                   "vendor",
                   1},
-        Situation{"MisusedVendor", "", {"vendor", "--json", "0"}, "vendor", 2},
+        Situation{"VendorUsageError", "", {"vendor", "--json", "0"}, "vendor", 2},
         Situation{"Watch",
                   shippedScenario("diagnostic-events"),
                   {"watch", "--json", "--output", "/dev/null", "--count", "101"},
@@ -100,18 +80,18 @@ INSTANTIATE_TEST_SUITE_P(
                   {"watch", "--json", "--output", "/dev/full"},
                   "watch",
                   1},
-        Situation{"MisusedWatch", "", {"watch", "--json", "--count", "0"}, "watch", 2},
+        Situation{"WatchUsageError", "", {"watch", "--json", "--count", "0"}, "watch", 2},
         Situation{"Explain", "", {"explain", "--json"}, "explain", 0},
-        Situation{"MisusedExplain", "", {"explain", "--json", "3"}, "explain", 2},
+        Situation{"ExplainUsageError", "", {"explain", "--json", "3"}, "explain", 2},
         Situation{"NoVerb", "", {"--json"}, "envelope", 2}),
     [](testing::TestParamInfo<Situation> const& aInfo) { return std::string(aInfo.param.mName); });
 
-TEST(QzagentContract, IsKeptWithHostileNames)
+TEST(QzagentDocuments, AdaptersSatisfyTheSchemaWithHostileNames)
 {
     EXPECT_TRUE(satisfies(runAgent({"adapters", "--json"}, hostileHbaapi()).mOutput, "adapters"));
 }
 
-TEST(QzagentContract, IsKeptWithHostileValues)
+TEST(QzagentDocuments, InventorySatisfiesTheSchemaWithHostileValues)
 {
     EXPECT_TRUE(satisfies(runAgent({"inventory", "--json"}, hostileHbaapi()).mOutput, "inventory"));
 }

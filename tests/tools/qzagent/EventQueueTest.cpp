@@ -26,7 +26,8 @@ void push(EventQueue& aQueue, std::string const& aPayload, unsigned int aBoard =
     aQueue.push(head, reinterpret_cast<unsigned char const*>(aPayload.data()), aPayload.size());
 }
 
-/// The payloads that are waiting.
+/// Takes all events out of the queue.
+/// @return their payloads
 std::vector<std::string> payloadsOf(EventQueue& aQueue)
 {
     std::vector<std::string> payloads;
@@ -44,7 +45,7 @@ bool canBeRead(EventQueue const& aQueue)
     return ::poll(&descriptor, 1, 0) == 1;
 }
 
-TEST(EventQueue, GivesEventsInTheirOrder)
+TEST(EventQueue, ReturnsEventsInTheOrderOfArrival)
 {
     EventQueue queue(10, 100);
     push(queue, "first");
@@ -54,7 +55,7 @@ TEST(EventQueue, GivesEventsInTheirOrder)
     EXPECT_EQ(queue.received(), 3u);
 }
 
-TEST(EventQueue, GivesAnEventAsItWasPushed)
+TEST(EventQueue, ReturnsAnEventUnchanged)
 {
     EventQueue queue(1, 1);
     EventHead const head{std::chrono::system_clock::now(), 1, 2, 3};
@@ -69,7 +70,7 @@ TEST(EventQueue, GivesAnEventAsItWasPushed)
     EXPECT_THAT(event.mPayload, ElementsAre(4));
 }
 
-TEST(EventQueue, KeepsPayloadTogetherAcrossTheEndOfItsRoom)
+TEST(EventQueue, KeepsAPayloadThatWrapsAroundTheRingBuffer)
 {
     EventQueue queue(3, 10);
     push(queue, "123456");
@@ -81,7 +82,7 @@ TEST(EventQueue, KeepsPayloadTogetherAcrossTheEndOfItsRoom)
     EXPECT_EQ(queue.dropped(), 0u);
 }
 
-TEST(EventQueue, DropsAndCountsEventsBeyondItsNumber)
+TEST(EventQueue, DropsAndCountsEventsWhenTheQueueIsFull)
 {
     EventQueue queue(2, 100);
     for (char const* const payload : {"a", "b", "c", "d"})
@@ -93,7 +94,7 @@ TEST(EventQueue, DropsAndCountsEventsBeyondItsNumber)
     EXPECT_THAT(payloadsOf(queue), ElementsAre("a", "b"));
 }
 
-TEST(EventQueue, DropsWhatItHasNoBytesForAndTakesWhatItHas)
+TEST(EventQueue, DropsAPayloadThatDoesNotFitAndAcceptsASmallerOne)
 {
     EventQueue queue(10, 5);
     push(queue, "123");
@@ -104,7 +105,7 @@ TEST(EventQueue, DropsWhatItHasNoBytesForAndTakesWhatItHas)
     EXPECT_THAT(payloadsOf(queue), ElementsAre("123", "78", ""));
 }
 
-TEST(EventQueue, TakesEventsAgainOnceThereIsRoom)
+TEST(EventQueue, AcceptsEventsAgainAfterTheQueueIsEmptied)
 {
     EventQueue queue(1, 5);
     push(queue, "12345");
@@ -114,7 +115,7 @@ TEST(EventQueue, TakesEventsAgainOnceThereIsRoom)
     EXPECT_THAT(payloadsOf(queue), ElementsAre("54321"));
 }
 
-TEST(EventQueue, HasNothingToDoWithEventsBeyondItsLimit)
+TEST(EventQueue, IgnoresAndDoesNotCountEventsBeyondTheLimit)
 {
     EventQueue queue(10, 100, 2);
     for (char const* const payload : {"a", "b", "c"})
@@ -126,7 +127,7 @@ TEST(EventQueue, HasNothingToDoWithEventsBeyondItsLimit)
     EXPECT_THAT(payloadsOf(queue), ElementsAre("a", "b"));
 }
 
-TEST(EventQueue, TellsOfTheNextEventOnceItWasFoundEmpty)
+TEST(EventQueue, BecomesReadableWithTheNextEventAfterPopFoundItEmpty)
 {
     EventQueue queue(10, 100);
     WatchedEvent event{};
@@ -136,7 +137,7 @@ TEST(EventQueue, TellsOfTheNextEventOnceItWasFoundEmpty)
     EXPECT_TRUE(canBeRead(queue));
 }
 
-TEST(EventQueue, TellsOfNothingWhenItIsEmptyAgain)
+TEST(EventQueue, IsNotReadableAfterTheLastEventIsTaken)
 {
     EventQueue queue(10, 100);
     payloadsOf(queue);
@@ -145,7 +146,7 @@ TEST(EventQueue, TellsOfNothingWhenItIsEmptyAgain)
     EXPECT_FALSE(canBeRead(queue));
 }
 
-TEST(EventQueue, KeepsTheOrderOfEachThreadAndCountsWhatItDrops)
+TEST(EventQueue, KeepsTheOrderOfEachThreadAndCountsDroppedEvents)
 {
     constexpr unsigned int threads = 4;
     constexpr std::uint32_t eventsOfEach = 20000;

@@ -12,18 +12,17 @@ using testing::HasSubstr;
 
 namespace
 {
-TEST(QzagentExplain, TellsWhatAnExitCodeMeansAndWhatToDo)
+TEST(QzagentExplain, PrintsTheMeaningAndAdviceOfAnExitCode)
 {
     ProcessResult const result = runAgent({"explain", "1"});
     EXPECT_EQ(result.mOutput,
-              "1  something failed and was reported; the rest is shown\n"
-              "   Read the lines on standard error, or `messages` in the JSON; --trace shows the way "
-              "there.\n");
+              "1  something failed; the failure is reported and everything else is shown\n"
+              "   Read standard error, or `messages` in the JSON document; --trace shows more.\n");
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentExplain, WithoutACodeTellsAll)
+TEST(QzagentExplain, PrintsAllExitCodesWithoutAnArgument)
 {
     std::string each;
     for (char const* const code : {"0", "1", "2"})
@@ -33,16 +32,16 @@ TEST(QzagentExplain, WithoutACodeTellsAll)
     EXPECT_EQ(runAgent({"explain"}).mOutput, each);
 }
 
-TEST(QzagentExplain, TellsTheSameInJson)
+TEST(QzagentExplain, PrintsTheMeaningInJson)
 {
     nlohmann::json const document = documentOf(runAgent({"explain", "--json", "2"}));
     ASSERT_EQ(document["exit_codes"].size(), 1u) << document;
     EXPECT_EQ(document["exit_codes"][0]["code"], 2);
     EXPECT_EQ(document["exit_codes"][0]["meaning"],
-              "misuse: the arguments were not understood, and nothing was done");
+              "usage error: the arguments are invalid, and nothing was done");
 }
 
-TEST(QzagentExplain, TellsTheSameAsTheHelp)
+TEST(QzagentExplain, PrintsTheMeaningsThatTheHelpPrints)
 {
     std::string const help = runAgent({"--help"}).mOutput;
     nlohmann::json const document = documentOf(runAgent({"explain", "--json"}));
@@ -62,19 +61,19 @@ struct NoExitCode
 
 std::ostream& operator<<(std::ostream& aOut, NoExitCode const& aCode) { return aOut << aCode.mName; }
 
-class QzagentExplainRefuses : public testing::TestWithParam<NoExitCode>
+class QzagentExplainArgument : public testing::TestWithParam<NoExitCode>
 {
 };
 
-TEST_P(QzagentExplainRefuses, WhatIsNoExitCode)
+TEST_P(QzagentExplainArgument, IsRejectedWhenItIsNoExitCode)
 {
     ProcessResult const result = runAgent({"explain", GetParam().mText});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: no exit code '" + GetParam().mText + "'; there are 0 1 2\n");
+    EXPECT_EQ(result.mErrors, "qzagent: no exit code '" + GetParam().mText + "'; the codes are 0 1 2\n");
     EXPECT_EQ(result.mExitStatus, 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, QzagentExplainRefuses,
+INSTANTIATE_TEST_SUITE_P(Texts, QzagentExplainArgument,
                          testing::Values(NoExitCode{"TooLarge", "3"}, NoExitCode{"Negative", "-1"},
                                          NoExitCode{"LeadingZero", "01"}, NoExitCode{"Hexadecimal", "0x1"},
                                          NoExitCode{"TextAfterIt", "1x"}, NoExitCode{"SpaceBeforeIt", " 1"},

@@ -1,5 +1,5 @@
 /// @file
-/// To be preloaded: hides /etc/hba.conf, so that the common library complains that it cannot open it.
+/// A library to preload. It hides /etc/hba.conf, so that the common library prints an error message.
 
 #include <cerrno>
 #include <cstdio>

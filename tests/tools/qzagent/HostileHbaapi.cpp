@@ -1,7 +1,7 @@
 /// @file
-/// An HBA API, to be preloaded, that behaves as no simulator of a good one can: it prints to standard output
-/// in both ways there are, its names are raw bytes, its texts are not terminated, and its values are none of the
-/// standard's. It tells on standard error what is loaded, opened and released.
+/// An HBA API to preload that behaves in ways which the simulator does not offer. It prints to standard output through
+/// stdio and through the descriptor. Its names are arbitrary bytes, its texts are not terminated and its values have no
+/// names in the standard. It prints its calls on standard error.
 
 #include <cstddef>
 #include <cstdio>
@@ -14,7 +14,7 @@
 
 namespace
 {
-/// A cursor movement with a line end, invalid UTF-8, and a name as long as names can be.
+/// A name with an escape sequence and a line end, one with invalid UTF-8, and one of great length.
 char const* const names[] = {
     "red\x1b[2J\nalert",
     "caf\xc3\xa9-\xff",
@@ -24,7 +24,7 @@ char const* const names[] = {
 
 constexpr HBA_UINT8 targetName[] = {0x50, 0, 0, 0, 0xab, 0, 0, 1};
 
-/// LUN 5 in flat space addressing, and one in an addressing method that has no plain number.
+/// LUN 5 in flat space addressing, and a LUN in extended addressing, which has no plain number.
 constexpr HBA_UINT8 flatLun[] = {0x40, 5, 0, 0, 0, 0, 0, 0};
 constexpr HBA_UINT8 extendedLun[] = {0xd2, 0, 0, 1, 0, 0, 0, 9};
 
@@ -34,14 +34,14 @@ void fillUp(char (&aField)[size], char aByte)
     std::memset(aField, aByte, size);
 }
 
-void tell(char const* aCall) { std::fprintf(stderr, "%s\n", aCall); }
+void printCall(char const* aCall) { std::fprintf(stderr, "%s\n", aCall); }
 }  // namespace
 
 extern "C"
 {
     HBA_STATUS HBA_LoadLibrary()
     {
-        tell("HBA_LoadLibrary");
+        printCall("HBA_LoadLibrary");
         std::printf("complaint through stdio\n");
         char const complaint[] = "complaint through the descriptor\n";
         return write(STDOUT_FILENO, complaint, sizeof complaint - 1) > 0 ? HBA_STATUS_OK : HBA_STATUS_ERROR;
@@ -49,7 +49,7 @@ extern "C"
 
     HBA_STATUS HBA_FreeLibrary()
     {
-        tell("HBA_FreeLibrary");
+        printCall("HBA_FreeLibrary");
         return HBA_STATUS_OK;
     }
 
@@ -63,13 +63,13 @@ extern "C"
 
     HBA_HANDLE HBA_OpenAdapter(char* aName)
     {
-        tell("HBA_OpenAdapter");
+        printCall("HBA_OpenAdapter");
         return std::strcmp(aName, names[0]) == 0 ? HBA_HANDLE_INVALID : 0xabc;
     }
 
-    void HBA_CloseAdapter(HBA_HANDLE) { tell("HBA_CloseAdapter"); }
+    void HBA_CloseAdapter(HBA_HANDLE) { printCall("HBA_CloseAdapter"); }
 
-    void HBA_RefreshInformation(HBA_HANDLE) { tell("HBA_RefreshInformation"); }
+    void HBA_RefreshInformation(HBA_HANDLE) { printCall("HBA_RefreshInformation"); }
 
     HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE, HBA_ADAPTERATTRIBUTES* aAttributes)
     {

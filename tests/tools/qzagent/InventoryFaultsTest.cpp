@@ -8,6 +8,7 @@
 
 #include "tests/support/Process.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Scenarios.h"
 
 using testing::AllOf;
 using testing::EndsWith;
@@ -16,31 +17,9 @@ using testing::Not;
 
 namespace
 {
-/// @param aNth as TOML
-std::string fault(std::string const& aCall, std::string const& aNth, std::string const& aStatus)
-{
-    return "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + aNth + "\nstatus = \"" + aStatus + "\"\n";
-}
-
-/// Two ports, of which the first sees two targets and the second another one.
-std::string const threeTargets = R"(
-[[adapter]]
-name = "example-fc-0"
-model = "EX-2200"
-  [[adapter.port]]
-  port_wwn = "10:00:00:00:c9:00:00:01"
-    [[adapter.port.remote]]
-    port_wwn = "50:00:00:00:ab:00:00:01"
-    luns = 2
-    [[adapter.port.remote]]
-    port_wwn = "50:00:00:00:ab:00:00:02"
-    luns = 3
-  [[adapter.port]]
-  port_wwn = "10:00:00:00:c9:00:00:02"
-    [[adapter.port.remote]]
-    port_wwn = "50:00:00:00:ab:00:00:03"
-    luns = 4
-)";
+/// An adapter with two ports. The first port discovers two targets, the second port a third target.
+std::string const threeTargets = adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) +
+                                 targetNumbered(2, 3) + portNumbered(2) + targetNumbered(3, 4);
 
 nlohmann::json adapterOf(ProcessResult const& aResult) { return documentOf(aResult).at("adapters").at(0); }
 
@@ -49,7 +28,7 @@ nlohmann::json failuresWith(std::string const& aText)
     return {{{"exception", "QZCHbaapiEx"}, {"text", aText}, {"code", 802}}};
 }
 
-TEST(QzagentInventoryFault, OfAnUnsupportedAdapterIsShownInItsPlaceBesideTheOthers)
+TEST(QzagentInventoryFaults, ShowsAnUnsupportedAdapterAsFailedBesideTheOthers)
 {
     ProcessResult const result = runAgentOn(shippedScenario("unsupported-adapter"), {"inventory"});
     EXPECT_THAT(squeezed(result.mOutput),
@@ -63,7 +42,7 @@ TEST(QzagentInventoryFault, OfAnUnsupportedAdapterIsShownInItsPlaceBesideTheOthe
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentInventoryFault, OfAnAdapterThatCannotBeOpenedIsShownInItsPlace)
+TEST(QzagentInventoryFaults, ShowsAnAdapterThatCannotBeOpenedAsFailed)
 {
     EXPECT_EQ(adapterOf(runAgentOn(threeTargets + fault("HBA_OpenAdapter", "1", "HBA_STATUS_ERROR"),
                                    {"inventory", "--json"})),
@@ -72,9 +51,9 @@ TEST(QzagentInventoryFault, OfAnAdapterThatCannotBeOpenedIsShownInItsPlace)
                               {"failures", failuresWith("HBA_OpenAdapter method failed")}}));
 }
 
-TEST(QzagentInventoryFault, OfAnAdapterWithoutPortsIsShownInItsPlace)
+TEST(QzagentInventoryFaults, ShowsAnAdapterWithoutPortsAsFailed)
 {
-    ProcessResult const result = runAgentOn("[[adapter]]\nname = \"example-fc-0\"\n", {"inventory"});
+    ProcessResult const result = runAgentOn(adapterNamed("example-fc-0"), {"inventory"});
     EXPECT_EQ(result.mOutput,
               "ITEM      VALUE\n"
               "adapter 0 example-fc-0\n"
@@ -82,7 +61,7 @@ TEST(QzagentInventoryFault, OfAnAdapterWithoutPortsIsShownInItsPlace)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentInventoryFault, OfOnePortLeavesTheAttributes)
+TEST(QzagentInventoryFaults, ShowsTheAttributesWhenAPortFails)
 {
     ProcessResult const result = runAgentOn(shippedScenario("faulty-port"), {"inventory"});
     EXPECT_EQ(result.mOutput,
@@ -94,7 +73,7 @@ TEST(QzagentInventoryFault, OfOnePortLeavesTheAttributes)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentInventoryFault, OfOnePortLeavesTheTargetsUnderTheAdapter)
+TEST(QzagentInventoryFaults, ShowsTheTargetsUnderTheAdapterWhenAPortFails)
 {
     nlohmann::json const adapter = adapterOf(
         runAgentOn(threeTargets + fault("HBA_GetAdapterPortAttributes", "2", "HBA_STATUS_ERROR_UNAVAILABLE"),
@@ -105,7 +84,7 @@ TEST(QzagentInventoryFault, OfOnePortLeavesTheTargetsUnderTheAdapter)
     EXPECT_EQ(adapter["failures"], failuresWith("HBA_GetAdapterPortAttributes method failed"));
 }
 
-TEST(QzagentInventoryFault, OfTheMappingsLeavesPortsAndRemotePorts)
+TEST(QzagentInventoryFaults, ShowsPortsAndRemotePortsWhenTheMappingsFail)
 {
     nlohmann::json const adapter = adapterOf(
         runAgentOn(threeTargets + fault("HBA_GetFcpTargetMapping", R"("1+")", "HBA_STATUS_ERROR_TRY_AGAIN"),
@@ -117,20 +96,20 @@ TEST(QzagentInventoryFault, OfTheMappingsLeavesPortsAndRemotePorts)
     EXPECT_FALSE(adapter.contains("remote_ports")) << adapter;
 }
 
-TEST(QzagentInventoryFault, OfADiscoveredPortIsShownAtThePort)
+TEST(QzagentInventoryFaults, ShowsTheFailureOfADiscoveredPortAtItsPort)
 {
     nlohmann::json const adapter = adapterOf(runAgentOn(
         threeTargets + fault("HBA_GetDiscoveredPortAttributes", "2", "HBA_STATUS_ERROR_STALE_DATA"),
         {"inventory", "--json"}));
     nlohmann::json const& port = adapter["ports"][0];
     EXPECT_EQ(port["failures"], failuresWith("HBA_GetDiscoveredPortAttributes method failed, status 8"));
-    ASSERT_EQ(port["remote_ports"].size(), 1u) << "the one before: " << port;
-    ASSERT_EQ(adapter["remote_ports"].size(), 1u) << "the one that failed: " << adapter;
+    ASSERT_EQ(port["remote_ports"].size(), 1u) << "the port before the failure: " << port;
+    ASSERT_EQ(adapter["remote_ports"].size(), 1u) << "the port that failed: " << adapter;
     EXPECT_EQ(adapter["remote_ports"][0]["port_wwn"], "50:00:00:00:ab:00:00:02");
     EXPECT_EQ(adapter["ports"][1]["remote_ports"][0]["reported_luns"].size(), 4u);
 }
 
-TEST(QzagentInventoryFault, IsNotThatDiscoveredPortsAreNotSupported)
+TEST(QzagentInventoryFaults, ReportsNoFailureWhenDiscoveryIsNotSupported)
 {
     ProcessResult const result = runAgentOn(
         threeTargets + fault("HBA_GetDiscoveredPortAttributes", R"("1+")", "HBA_STATUS_ERROR_NOT_SUPPORTED"),
@@ -142,11 +121,11 @@ TEST(QzagentInventoryFault, IsNotThatDiscoveredPortsAreNotSupported)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentInventoryFault, OfReportLunsIsShownAtItsRemotePort)
+TEST(QzagentInventoryFaults, ShowsTheFailureOfReportLunsAtItsRemotePort)
 {
     ProcessResult const result =
-        runAgentOn(threeTargets + fault("HBA_SendReportLUNs\"\nport_wwn = \"50:00:00:00:ab:00:00:02",
-                                        R"("1+")", "HBA_STATUS_SCSI_CHECK_CONDITION"),
+        runAgentOn(threeTargets + fault("HBA_SendReportLUNs", R"("1+")", "HBA_STATUS_SCSI_CHECK_CONDITION",
+                                        "port_wwn = \"50:00:00:00:ab:00:00:02\"\n"),
                    {"inventory"});
     EXPECT_THAT(squeezed(result.mOutput),
                 HasSubstr("│ └─remote port 50:00:00:00:ab:00:00:02\n"
@@ -161,7 +140,7 @@ TEST(QzagentInventoryFault, OfReportLunsIsShownAtItsRemotePort)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentInventoryFault, OfReportLunsNamesItsRemotePortInTheMessage)
+TEST(QzagentInventoryFaults, NamesTheRemotePortOfAFailedReportLunsInTheMessage)
 {
     nlohmann::json const document =
         documentOf(runAgentOn(threeTargets + fault("HBA_SendReportLUNs", "6", "HBA_STATUS_ERROR_TRY_AGAIN") +
@@ -173,17 +152,11 @@ TEST(QzagentInventoryFault, OfReportLunsNamesItsRemotePortInTheMessage)
     EXPECT_EQ(document["messages"][1]["remote_port"], "50:00:00:00:ab:00:00:02");
 }
 
-TEST(QzagentInventoryFault, OfATargetBehindTwoPortsIsShownAtBothAndReportedOnce)
+TEST(QzagentInventoryFaults, ShowsTheFailureOfATargetAtBothItsPortsAndReportsItOnce)
 {
-    std::string const secondPort = R"(
-  [[adapter.port]]
-  port_wwn = "10:00:00:00:c9:00:00:03"
-    [[adapter.port.remote]]
-    port_wwn = "50:00:00:00:ab:00:00:03"
-    luns = 4
-)";
     ProcessResult const result =
-        runAgentOn(threeTargets + secondPort + fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR_TRY_AGAIN"),
+        runAgentOn(threeTargets + portNumbered(3) + targetNumbered(3, 4) +
+                       fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR_TRY_AGAIN"),
                    {"inventory", "--json"});
     nlohmann::json const ports = adapterOf(result)["ports"];
     EXPECT_EQ(ports[1]["remote_ports"][0]["failures"], failuresWith("HBA_SendReportLUNs method failed"));
@@ -191,7 +164,7 @@ TEST(QzagentInventoryFault, OfATargetBehindTwoPortsIsShownAtBothAndReportedOnce)
     EXPECT_EQ(documentOf(result)["messages"].size(), 1u) << result.mErrors;
 }
 
-TEST(QzagentInventoryFault, OfListsThatAreTooLongLeavesTheMappedLuns)
+TEST(QzagentInventoryFaults, ShowsTheMappedLunsWhenTheReportedListIsTooLong)
 {
     ProcessResult const result = runAgentOn(shippedScenario("large-fabric"), {"inventory"});
     EXPECT_THAT(squeezed(result.mOutput),
@@ -204,17 +177,16 @@ TEST(QzagentInventoryFault, OfListsThatAreTooLongLeavesTheMappedLuns)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentInventoryFault, OfAnAdapterClosesItAndFreesTheLibrary)
+TEST(QzagentInventoryFaults, ClosesTheAdapterAndFreesTheLibraryAfterAFailure)
 {
     std::string const trace = runAgentOn(shippedScenario("faulty-port"), {"inventory", "--trace"}).mErrors;
     EXPECT_THAT(trace, HasSubstr("HA_CloseAdapter: Left"));
     EXPECT_THAT(trace, EndsWith("HA_FreeHbaapi: Left\n"));
 }
 
-TEST(QzagentInventory, OfSixtyThousandMappingsIsCompleteInReasonableTime)
+TEST(QzagentInventory, ReadsSixtyThousandMappingsWithinThirtySeconds)
 {
-    std::string scenario =
-        "[[adapter]]\nname = \"example-fc-0\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:c9:00:00:01\"\n";
+    std::string scenario = adapterNamed("example-fc-0") + portNumbered(1);
     for (int target = 100; target < 220; ++target)
     {
         scenario += "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:0" +

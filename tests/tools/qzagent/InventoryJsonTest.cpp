@@ -15,13 +15,13 @@ nlohmann::json twoAdapters()
     return adaptersOf(runAgentOn(shippedScenario("two-adapters"), {"inventory", "--json"}));
 }
 
-/// The adapter of the hostile library that can be opened first.
+/// @return the first adapter of the hostile library that can be opened
 nlohmann::json hostileAdapter()
 {
     return adaptersOf(runAgent({"inventory", "--json"}, hostileHbaapi())).at(1);
 }
 
-TEST(QzagentInventoryJson, HasTheAttributesOfTheAdapter)
+TEST(QzagentInventoryJson, ContainsTheAttributesOfTheAdapter)
 {
     EXPECT_EQ(twoAdapters()[0]["attributes"], nlohmann::json::parse(R"({
         "manufacturer": "Example Adapters", "serial_number": "EX0001", "model": "EX-2200",
@@ -32,7 +32,7 @@ TEST(QzagentInventoryJson, HasTheAttributesOfTheAdapter)
         "driver_name": "examplefc"})"));
 }
 
-TEST(QzagentInventoryJson, HasThePortsWithTheirRemotePortsAndLuns)
+TEST(QzagentInventoryJson, ContainsThePortsWithTheirRemotePortsAndLuns)
 {
     EXPECT_EQ(twoAdapters()[0]["ports"][0], nlohmann::json::parse(R"({
         "index": 0, "port_wwn": "10:00:00:00:c9:00:00:01", "node_wwn": "20:00:00:00:c9:00:00:00",
@@ -49,7 +49,7 @@ TEST(QzagentInventoryJson, HasThePortsWithTheirRemotePortsAndLuns)
              "fc_id": "0x010300", "type": "NPORT", "state": "ONLINE"}]})"));
 }
 
-TEST(QzagentInventoryJson, HasTheSameLunsWhenTheLibraryWritesThemAsIntegers)
+TEST(QzagentInventoryJson, ContainsTheSameLunsIfTheLibraryWritesThemAsIntegers)
 {
     std::string scenario = shippedScenario("two-adapters");
     std::string const table = "[[adapter]]\n";
@@ -57,7 +57,7 @@ TEST(QzagentInventoryJson, HasTheSameLunsWhenTheLibraryWritesThemAsIntegers)
     EXPECT_EQ(adaptersOf(runAgentOn(scenario, {"inventory", "--json"})), twoAdapters());
 }
 
-TEST(QzagentInventoryJson, LeavesOutWhatTheDeviceLeftEmpty)
+TEST(QzagentInventoryJson, OmitsFieldsThatTheDeviceLeftEmpty)
 {
     EXPECT_EQ(twoAdapters()[1]["ports"][0], nlohmann::json::parse(R"({
         "index": 0, "port_wwn": "10:00:00:00:c9:00:00:11", "node_wwn": "20:00:00:00:c9:00:00:10",
@@ -67,7 +67,7 @@ TEST(QzagentInventoryJson, LeavesOutWhatTheDeviceLeftEmpty)
         "os_device_name": "/sys/class/fc_host/host2", "remote_ports": []})"));
 }
 
-TEST(QzagentInventoryJson, HasTheIndexOnTheHostOfTheOneAdapterAskedFor)
+TEST(QzagentInventoryJson, ContainsTheHostIndexOfTheSelectedAdapter)
 {
     nlohmann::json const adapters = adaptersOf(
         runAgentOn(shippedScenario("two-adapters"), {"inventory", "--json", "--adapter", "example-fc-1"}));
@@ -76,24 +76,24 @@ TEST(QzagentInventoryJson, HasTheIndexOnTheHostOfTheOneAdapterAskedFor)
     EXPECT_EQ(adapters[0]["name"], "example-fc-1");
 }
 
-TEST(QzagentInventoryJson, OfAnUnknownAdapterHasAnErrorAndNoAdapters)
+TEST(QzagentInventoryJson, ContainsAnErrorAndNoAdaptersForAnUnknownAdapter)
 {
     EXPECT_EQ(documentOf(runAgentOn("", {"inventory", "--json", "--adapter", "example-fc-9"})),
               nlohmann::json::parse(R"({
         "format_version": 1, "command": "inventory", "exit_status": 1,
         "messages": [{"severity": "error", "code": 1,
-                      "text": "no adapter 'example-fc-9'; the verb adapters lists them"}],
+                      "text": "no adapter 'example-fc-9'; run qzagent adapters to list them"}],
         "adapters": []})"));
 }
 
-TEST(QzagentInventoryJson, HasMappedAndReportedLunsApart)
+TEST(QzagentInventoryJson, ListsMappedAndReportedLunsSeparately)
 {
     EXPECT_EQ(hostileAdapter()["remote_ports"], nlohmann::json::parse(R"([
         {"port_wwn": "50:00:00:00:ab:00:00:01", "mapped_luns": ["4005000000000000"],
          "reported_luns": ["d200000100000009"]}])"));
 }
 
-TEST(QzagentInventoryJson, HasValuesThatAreNoneOfTheStandardsAsNumbers)
+TEST(QzagentInventoryJson, ShowsValuesWithoutAStandardNameAsNumbers)
 {
     EXPECT_EQ(hostileAdapter()["ports"][0], nlohmann::json({{"index", 0},
                                                             {"type", 99},
@@ -103,7 +103,7 @@ TEST(QzagentInventoryJson, HasValuesThatAreNoneOfTheStandardsAsNumbers)
                                                             {"os_device_name", std::string(256, 'd')}}));
 }
 
-TEST(QzagentInventoryJson, HasTextsWholeAndEndedByTheirFields)
+TEST(QzagentInventoryJson, EndsATextWithoutTerminatorAtTheEndOfItsField)
 {
     EXPECT_EQ(hostileAdapter()["attributes"], nlohmann::json({{"manufacturer", std::string(64, 'm')},
                                                               {"serial_number", std::string(64, 's')},

@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <sstream>
 #include <string>
 
@@ -6,6 +7,7 @@
 
 #include "tests/support/Process.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Scenarios.h"
 
 using testing::HasSubstr;
 using testing::Le;
@@ -14,7 +16,7 @@ using testing::SizeIs;
 
 namespace
 {
-TEST(QzagentInventory, IsATreeOfAdaptersPortsRemotePortsAndLuns)
+TEST(QzagentInventory, ShowsATreeOfAdaptersPortsRemotePortsAndLuns)
 {
     ProcessResult const result = runAgentOn(shippedScenario("two-adapters"), {"inventory"});
     EXPECT_EQ(result.mOutput, R"(ITEM                    VALUE
@@ -103,7 +105,7 @@ adapter 1               example-fc-1
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentInventory, OfOneAdapterShowsNoOther)
+TEST(QzagentInventory, ShowsOnlyTheSelectedAdapter)
 {
     ProcessResult const result =
         runAgentOn(shippedScenario("two-adapters"), {"inventory", "--adapter", "example-fc-1"});
@@ -112,7 +114,7 @@ TEST(QzagentInventory, OfOneAdapterShowsNoOther)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentInventory, OfOneAdapterLeavesTheOthersAlone)
+TEST(QzagentInventory, OpensOnlyTheSelectedAdapter)
 {
     std::string const trace =
         runAgentOn(shippedScenario("two-adapters"), {"inventory", "--adapter", "example-fc-1", "--trace"})
@@ -121,16 +123,16 @@ TEST(QzagentInventory, OfOneAdapterLeavesTheOthersAlone)
     EXPECT_THAT(trace, Not(HasSubstr("adapter name = <example-fc-0>")));
 }
 
-TEST(QzagentInventory, OfAnUnknownAdapterIsAnError)
+TEST(QzagentInventory, ReportsAnUnknownAdapterAsAnError)
 {
     ProcessResult const result =
         runAgentOn(shippedScenario("two-adapters"), {"inventory", "--adapter", "example\x1b"});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: no adapter 'example\\x1b'; the verb adapters lists them\n");
+    EXPECT_EQ(result.mErrors, "qzagent: no adapter 'example\\x1b'; run qzagent adapters to list them\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentInventory, OfNoAdaptersIsANoteAndNoTree)
+TEST(QzagentInventory, PrintsANoteAndNoTreeWithoutAdapters)
 {
     ProcessResult const result = runAgentOn("", {"inventory"});
     EXPECT_EQ(result.mOutput, "");
@@ -144,7 +146,7 @@ TEST(QzagentInventory, ShowsATargetThatNoPortDiscoveredUnderTheAdapter)
     EXPECT_THAT(output, HasSubstr("\n└─remote port 50:00:00:00:ab:00:00:01\n"));
 }
 
-TEST(QzagentInventory, MarksLunsThatAreMappedOrReportedOnly)
+TEST(QzagentInventory, MarksLunsThatAreOnlyMappedOrOnlyReported)
 {
     std::string const output = squeezed(runAgent({"inventory"}, hostileHbaapi()).mOutput);
     EXPECT_THAT(output, HasSubstr("  ├─luns d200000100000009\n"
@@ -160,7 +162,7 @@ TEST(QzagentInventory, NotesThatMappedLunsHaveNoKnownForm)
             ": the LUNs of the target mappings have no known form and are shown as the digits of FcpLun\n"));
 }
 
-TEST(QzagentInventory, ShowsValuesThatAreNoneOfTheStandardsAsNumbers)
+TEST(QzagentInventory, ShowsValuesWithoutAStandardNameAsNumbers)
 {
     std::string const output = squeezed(runAgent({"inventory"}, hostileHbaapi()).mOutput);
     EXPECT_THAT(output, HasSubstr("├─type 99\n"));
@@ -169,23 +171,23 @@ TEST(QzagentInventory, ShowsValuesThatAreNoneOfTheStandardsAsNumbers)
     EXPECT_THAT(output, HasSubstr("├─supported speeds 1GBIT, 8, 2147483648\n"));
 }
 
-TEST(QzagentInventory, EndsATextWhereItsFieldEnds)
+TEST(QzagentInventory, EndsATextWithoutTerminatorAtTheEndOfItsField)
 {
     std::string const output = squeezed(runAgent({"inventory"}, hostileHbaapi()).mOutput);
     EXPECT_THAT(output, HasSubstr("├─manufacturer " + std::string(64, 'm') + "\n"));
     EXPECT_THAT(output, HasSubstr("├─serial number " + std::string(64, 's') + "\n"));
 }
 
-TEST(QzagentInventory, HasNoTextThatMovesTheCursor)
+TEST(QzagentInventory, EscapesTextThatWouldMoveTheCursor)
 {
     std::string const output = squeezed(runAgent({"inventory"}, hostileHbaapi()).mOutput);
     EXPECT_THAT(output, HasSubstr(R"(driver\x1b[2J\x0a)"));
     EXPECT_THAT(output, Not(HasSubstr("\x1b")));
 }
 
-TEST(QzagentInventory, FitsInto100ColumnsWhateverTheTexts)
+TEST(QzagentInventory, FitsInto100ColumnsWithHostileTexts)
 {
-    // In this locale a character is a byte.
+    // In this locale each byte is a character.
     Environment environment = hostileHbaapi();
     environment["LC_ALL"] = "C";
     std::istringstream lines(runAgent({"inventory"}, environment).mOutput);
@@ -195,7 +197,7 @@ TEST(QzagentInventory, FitsInto100ColumnsWhateverTheTexts)
     }
 }
 
-TEST(QzagentInventory, OfALongListOfLunsFitsInto100Columns)
+TEST(QzagentInventory, FitsALongLunListInto100Columns)
 {
     std::string luns;
     for (int lun = 0; lun < 1000; lun += 2)
@@ -203,13 +205,24 @@ TEST(QzagentInventory, OfALongListOfLunsFitsInto100Columns)
         luns += std::to_string(lun) + ", ";
     }
     std::string const output =
-        runAgentOn(
-            "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:c9:00:00:01\"\n"
-            "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:00:01\"\nluns = [" +
-                luns + "]\n",
-            {"inventory"})
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) +
+                       "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:00:01\"\nluns = [" + luns +
+                       "]\n",
+                   {"inventory"})
             .mOutput;
     EXPECT_THAT(output,
                 HasSubstr(" 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30, and 484 more\n"));
+}
+
+TEST(QzagentInventory, ReadsTheLongestLunListWithoutRepeatingTheRequest)
+{
+    ProcessResult const result = runAgentOn(
+        adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 512), {"inventory", "--trace"});
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("─luns 0-511\n"));
+    std::string const answer = "Size got from SendReportLuns = 4096";
+    std::size_t const first = result.mErrors.find(answer);
+    ASSERT_NE(first, std::string::npos) << result.mErrors;
+    EXPECT_EQ(result.mErrors.find(answer, first + 1), std::string::npos)
+        << "a repeated request means that the layer has replaced the buffer";
 }
 }  // namespace

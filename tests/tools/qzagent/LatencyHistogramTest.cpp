@@ -17,7 +17,7 @@ using testing::ElementsAre;
 
 namespace
 {
-/// The last bucket begins with 10 * 2^18 microseconds.
+/// The last bucket begins at 10 * 2^18 microseconds.
 constexpr std::uint64_t lastBegin = 2621440;
 
 std::vector<unsigned int> bucketsOf(QZCLatencyData const& aData)
@@ -25,7 +25,7 @@ std::vector<unsigned int> bucketsOf(QZCLatencyData const& aData)
     return {aData.getBuckets(), aData.getBuckets() + QZCLatencyData::sgNumBuckets};
 }
 
-TEST(LatencyScale, DoublesFromTenMicrosecondsOn)
+TEST(LatencyScale, DoublesFromTenMicroseconds)
 {
     EXPECT_EQ(LatencyScale::begin(0), 0u);
     EXPECT_EQ(LatencyScale::begin(1), 10u);
@@ -35,7 +35,7 @@ TEST(LatencyScale, DoublesFromTenMicrosecondsOn)
     EXPECT_FALSE(LatencyScale::end(19));
 }
 
-TEST(LatencyScale, HasEachLatencyInTheBucketThatItDoesNotEnd)
+TEST(LatencyScale, PutsALatencyAtTheEndOfABucketIntoTheNextBucket)
 {
     EXPECT_EQ(LatencyScale::bucketOf(nanoseconds(0)), 0u);
     for (unsigned int bucket = 0; bucket < 19; ++bucket)
@@ -47,14 +47,14 @@ TEST(LatencyScale, HasEachLatencyInTheBucketThatItDoesNotEnd)
     EXPECT_EQ(LatencyScale::bucketOf(std::chrono::hours(1)), 19u);
 }
 
-TEST(LatencyHistogram, WithoutLatenciesIsAnEmptyRecord)
+TEST(LatencyHistogram, GivesAnEmptyRecordWithoutLatencies)
 {
     auto const entry = LatencyHistogram().entry();
     EXPECT_EQ(entry->getIoCount(), 0u);
     EXPECT_EQ(entry->getTrueLatency(), 0u);
 }
 
-TEST(LatencyHistogram, CountsAndTakesMeans)
+TEST(LatencyHistogram, CountsLatenciesAndComputesMeans)
 {
     LatencyHistogram histogram;
     histogram.add(nanoseconds(9500), 8);
@@ -69,7 +69,7 @@ TEST(LatencyHistogram, CountsAndTakesMeans)
     EXPECT_EQ(bucketsOf(*entry), expected);
 }
 
-TEST(LatencyHistogram, TellsItsScale)
+TEST(LatencyHistogram, StoresItsScaleInTheRecord)
 {
     for (auto const& entry : {LatencyHistogram().entry(), qzagent::emptyEntry()})
     {
@@ -78,7 +78,7 @@ TEST(LatencyHistogram, TellsItsScale)
     }
 }
 
-TEST(LatencyHistogram, MeansThatTheRecordCannotHoldAreItsLargest)
+TEST(LatencyHistogram, LimitsAMeanToTheLargestValueOfTheRecord)
 {
     LatencyHistogram histogram;
     histogram.add(std::chrono::hours(2), 0);

@@ -14,6 +14,7 @@
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Scenarios.h"
 
 using testing::AllOf;
 using testing::EndsWith;
@@ -23,35 +24,14 @@ using testing::StartsWith;
 
 namespace
 {
-/// Two adapters, the first with a target port that answers 24 bytes and one that answers 40.
-std::string const targetsOfTwoAdapters = R"(
-[[adapter]]
-name = "example-fc-0"
-  [[adapter.port]]
-  port_wwn = "10:00:00:00:c9:00:00:01"
-    [[adapter.port.remote]]
-    port_wwn = "50:00:00:00:ab:00:00:01"
-    luns = 2
-    [[adapter.port.remote]]
-    port_wwn = "50:00:00:00:ab:00:00:02"
-    luns = 4
-[[adapter]]
-name = "example-fc-1"
-  [[adapter.port]]
-  port_wwn = "10:00:00:00:c9:00:00:02"
-    [[adapter.port.remote]]
-    port_wwn = "50:00:00:00:ab:00:00:03"
-    luns = 2
-)";
+/// Two adapters with three target ports. Two of them answer with 24 bytes, the one with 4 LUNs with 40 bytes.
+std::string const targetsOfTwoAdapters =
+    adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) + targetNumbered(2, 4) +
+    adapterNamed("example-fc-1") + portNumbered(2) + targetNumbered(3, 2);
 
-/// The third answer of the second target port fails.
-std::string const oneFails = targetsOfTwoAdapters + R"(
-[[fault]]
-call = "HBA_SendReportLUNs"
-port_wwn = "50:00:00:00:ab:00:00:02"
-nth = 3
-status = "HBA_STATUS_ERROR"
-)";
+/// The third request to the second target port fails.
+std::string const oneFails = targetsOfTwoAdapters + fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR",
+                                                          "port_wwn = \"50:00:00:00:ab:00:00:02\"\n");
 
 char const* const failedReport =
     "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed (code "
@@ -67,7 +47,7 @@ unsigned int sumOfBuckets(nlohmann::json const& aLatencies)
     return sum;
 }
 
-/// The numbers in a file of encoded latency data.
+/// @return the numbers in a file of encoded latency data
 std::vector<unsigned int> numbersIn(std::string const& aPath)
 {
     std::ifstream file(aPath, std::ios::binary);
@@ -82,7 +62,7 @@ std::vector<unsigned int> numbersIn(std::string const& aPath)
     return numbers;
 }
 
-TEST(QzagentLatency, AsksEachTargetPortTenTimes)
+TEST(QzagentLatency, QueriesEachTargetPortTenTimesByDefault)
 {
     ProcessResult const result = runAgentOn(targetsOfTwoAdapters, {"latency"});
     EXPECT_THAT(
@@ -96,7 +76,7 @@ TEST(QzagentLatency, AsksEachTargetPortTenTimes)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentLatency, TellsTheSameInJson)
+TEST(QzagentLatency, PrintsTheLatenciesInJson)
 {
     ProcessResult const result = runAgentOn(targetsOfTwoAdapters, {"latency", "--json", "--count", "7"});
     EXPECT_TRUE(satisfies(result.mOutput, "latency"));
@@ -112,14 +92,14 @@ TEST(QzagentLatency, TellsTheSameInJson)
     EXPECT_EQ(document["latencies"]["buckets"][19]["from"], 2621440);
 }
 
-TEST(QzagentLatency, OfOneAdapterLeavesTheOthersOut)
+TEST(QzagentLatency, MeasuresOnlyTheSelectedAdapter)
 {
     std::string const output =
         runAgentOn(targetsOfTwoAdapters, {"latency", "--adapter", "example-fc-1", "--count", "1"}).mOutput;
     EXPECT_THAT(output, AllOf(HasSubstr("\nall: 1 I/Os of 24 bytes, "), Not(HasSubstr("example-fc-0"))));
 }
 
-TEST(QzagentLatency, ATargetPortThatFailsIsReportedAndLeftOut)
+TEST(QzagentLatency, ReportsAndOmitsATargetPortThatFails)
 {
     ProcessResult const result = runAgentOn(oneFails, {"latency"});
     EXPECT_EQ(result.mErrors, failedReport);
@@ -128,49 +108,48 @@ TEST(QzagentLatency, ATargetPortThatFailsIsReportedAndLeftOut)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentLatency, AnAdapterWithoutMappingsHasNoTargetPortsInJson)
+TEST(QzagentLatency, OmitsTargetPortsInJsonWhenTheyAreUnavailable)
 {
     ProcessResult const result =
         runAgentOn(targetsOfTwoAdapters +
-                       "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"example-fc-1\"\nnth = 1\n"
-                       "status = \"HBA_STATUS_ERROR\"\n",
+                       fault("HBA_OpenAdapter", "1", "HBA_STATUS_ERROR", "adapter = \"example-fc-1\"\n"),
                    {"latency", "--json"});
     EXPECT_TRUE(satisfies(result.mOutput, "latency"));
     EXPECT_FALSE(documentOf(result)["adapters"][1].contains("target_ports"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentLatency, NoTargetPortsAreANote)
+TEST(QzagentLatency, PrintsANoteWithoutTargetPorts)
 {
-    ProcessResult const result = runAgentOn("[[adapter]]\nname = \"example-fc-0\"\n", {"latency"});
+    ProcessResult const result = runAgentOn(adapterNamed("example-fc-0"), {"latency"});
     EXPECT_EQ(result.mOutput, "");
     EXPECT_EQ(result.mErrors, "qzagent: note: no target ports\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentLatency, AnUnknownAdapterIsAnError)
+TEST(QzagentLatency, ReportsAnUnknownAdapterAsAnError)
 {
     ProcessResult const result = runAgentOn(targetsOfTwoAdapters, {"latency", "--json", "--adapter", "x"});
     EXPECT_TRUE(satisfies(result.mOutput, "latency"));
-    EXPECT_EQ(result.mErrors, "qzagent: no adapter 'x'; the verb adapters lists them\n");
+    EXPECT_EQ(result.mErrors, "qzagent: no adapter 'x'; run qzagent adapters to list them\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentLatency, MisuseKeepsTheContract)
+TEST(QzagentLatency, PrintsAValidDocumentForAUsageError)
 {
     ProcessResult const result = runAgent({"latency", "--json", "--count", "0"});
     EXPECT_TRUE(satisfies(result.mOutput, "latency"));
     EXPECT_EQ(result.mExitStatus, 2);
 }
 
-TEST(QzagentLatency, BarsAreBlocksOrAsciiAsTheLocaleHasIt)
+TEST(QzagentLatency, DrawsBarsWithCharactersOfTheLocale)
 {
     Environment const ascii{{"LC_ALL", "C"}, {"LD_PRELOAD", HOSTILE_HBAAPI}};
     EXPECT_THAT(runAgent({"latency", "--count", "1"}, hostileHbaapi()).mOutput, HasSubstr(" 1 ████"));
     EXPECT_THAT(runAgent({"latency", "--count", "1"}, ascii).mOutput, HasSubstr(" 1 ####"));
 }
 
-TEST(QzagentLatency, BarsReachToTheWidthOfTheTerminal)
+TEST(QzagentLatency, DrawsBarsUpToTheWidthOfTheTerminal)
 {
     Environment const ascii{{"LC_ALL", "C"}, {"LD_PRELOAD", HOSTILE_HBAAPI}, {"TERM", "dumb"}};
     EXPECT_THAT(runAgent({"latency", "--count", "1"}, ascii).mOutput,
@@ -186,13 +165,13 @@ TEST(QzagentLatency, BarsReachToTheWidthOfTheTerminal)
     EXPECT_THAT(narrow.mOutput, HasSubstr(" 1 " + std::string(25, '#') + "\r\n"));
 }
 
-TEST(QzagentLatency, NamesCannotMoveTheCursor)
+TEST(QzagentLatency, EscapesNamesThatWouldMoveTheCursor)
 {
     EXPECT_THAT(runAgent({"latency", "--count", "1"}, hostileHbaapi()).mOutput,
                 AllOf(HasSubstr("café-\\xff, target port "), Not(HasSubstr("\x1b"))));
 }
 
-/// The file that is written, in a folder of its own.
+/// The output file, in a folder of its own.
 class QzagentLatencyFile : public testing::Test
 {
 protected:
@@ -205,7 +184,7 @@ protected:
     std::string const mPath = mFolder.path() / "latencies";
 };
 
-TEST_F(QzagentLatencyFile, HasThePortsThenTheAdaptersThenAll)
+TEST_F(QzagentLatencyFile, ContainsThePortsThenTheAdaptersThenTheTotal)
 {
     EXPECT_EQ(measure(targetsOfTwoAdapters).mExitStatus, 0);
     std::vector<unsigned int> const numbers = numbersIn(mPath);
@@ -220,29 +199,29 @@ TEST_F(QzagentLatencyFile, HasThePortsThenTheAdaptersThenAll)
     EXPECT_EQ(counts, (std::vector<unsigned int>{5, 5, 5, 10, 5, 15}));
 }
 
-TEST_F(QzagentLatencyFile, IsNeverReplaced)
+TEST_F(QzagentLatencyFile, IsNotReplacedWhenItExists)
 {
     mFolder.write("latencies", "precious");
     ProcessResult const result = measure(targetsOfTwoAdapters);
-    EXPECT_EQ(result.mOutput, "") << "it is refused before anything is measured";
+    EXPECT_EQ(result.mOutput, "") << "the file is refused before anything is measured";
     EXPECT_EQ(result.mErrors, "qzagent: cannot write " + mPath + ": File exists\n");
     EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_EQ(std::filesystem::file_size(mPath), 8u);
 }
 
-TEST_F(QzagentLatencyFile, IsNotThereWhenNothingWasMeasured)
+TEST_F(QzagentLatencyFile, IsNotCreatedWhenNothingIsMeasured)
 {
     EXPECT_EQ(measure("").mErrors, "qzagent: note: no adapters\n");
     EXPECT_FALSE(std::filesystem::exists(mPath));
 }
 
-TEST_F(QzagentLatencyFile, IsNotThereWhenItCannotBeWrittenInFull)
+TEST_F(QzagentLatencyFile, IsRemovedWhenItCannotBeWrittenInFull)
 {
     if (IS_COUNTED)
     {
-        GTEST_SKIP() << "what counts the coverage writes files too, which the limit would stop";
+        GTEST_SKIP() << "the limit also applies to the coverage data that the agent writes";
     }
-    // No file may have any bytes, which the agent is to be told by an error, not by a signal.
+    // The limit allows no bytes in any file. SIGXFSZ is ignored, so that write() reports an error.
     ProcessResult const result =
         runAgentIn("trap '' XFSZ; ulimit -f 0; \"$@\"", {"latency", "--output", mPath}, hostileHbaapi());
     EXPECT_THAT(result.mErrors, EndsWith("qzagent: cannot write " + mPath + ": File too large\n"));

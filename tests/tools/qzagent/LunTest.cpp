@@ -1,11 +1,11 @@
 #include <array>
 #include <cstddef>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/Bytes.h"
 #include "tools/qzagent/hba/Lun.h"
 
 using qzagent::Lun;
@@ -19,17 +19,16 @@ using testing::IsEmpty;
 
 namespace
 {
-using Bytes = std::vector<unsigned char>;
 
 Lun lunOfBytes(std::array<unsigned char, qzagent::lunSize> const& aBytes) { return lunOf(aBytes.data()); }
 
-/// A report of the LUNs 1 and 2, with another length of the list.
+/// A report of the LUNs 1 and 2, with the given value as the length of its list.
 Bytes reportWithLength(unsigned char aLength)
 {
     return {0, 0, 0, aLength, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0};
 }
 
-/// The LUNs of a response that is in a block of just its size.
+/// Decodes a response in a block of exactly its size, so that memory checkers detect a read past its end.
 Luns lunsOf(Bytes aResponse)
 {
     aResponse.shrink_to_fit();
@@ -46,47 +45,47 @@ Luns numbers(unsigned int aFirst, unsigned int aLast, unsigned int aStep)
     return luns;
 }
 
-TEST(QzagentLun, OfPeripheralAddressingIsTheSecondByte) { EXPECT_EQ(lunOfBytes({0x00, 0xff}), Lun(255u)); }
+TEST(QzagentLun, DecodesPeripheralAddressing) { EXPECT_EQ(lunOfBytes({0x00, 0xff}), Lun(255u)); }
 
-TEST(QzagentLun, OfFlatSpaceAddressingHasFourteenBits)
+TEST(QzagentLun, DecodesFlatSpaceAddressingWithFourteenBits)
 {
     EXPECT_EQ(lunOfBytes({0x41, 0x2c}), Lun(300u));
     EXPECT_EQ(lunOfBytes({0x7f, 0xff}), Lun(16383u));
 }
 
-TEST(QzagentLun, OfPeripheralAddressingOnAnotherBusIsItsDigits)
+TEST(QzagentLun, ShowsPeripheralAddressingOnAnotherBusAsDigits)
 {
     EXPECT_EQ(lunOfBytes({0x01, 0x05}), Lun("0105000000000000"));
 }
 
-TEST(QzagentLun, OfLogicalUnitAddressingIsItsDigits)
+TEST(QzagentLun, ShowsLogicalUnitAddressingAsDigits)
 {
     EXPECT_EQ(lunOfBytes({0x80, 0x05}), Lun("8005000000000000"));
 }
 
-TEST(QzagentLun, OfExtendedAddressingIsItsDigits)
+TEST(QzagentLun, ShowsExtendedAddressingAsDigits)
 {
     EXPECT_EQ(lunOfBytes({0xd2, 0, 0, 1, 0, 0, 0, 0xfe}), Lun("d2000001000000fe"));
 }
 
-TEST(QzagentLun, OfASecondLevelIsItsDigits)
+TEST(QzagentLun, ShowsALunWithASecondLevelAsDigits)
 {
     EXPECT_EQ(lunOfBytes({0x00, 0x05, 0x00, 0x01}), Lun("0005000100000000"));
     EXPECT_EQ(lunOfBytes({0x40, 0x05, 0, 0, 0, 0, 0, 0x01}), Lun("4005000000000001"));
 }
 
-TEST(QzagentLun, IsReadFromEveryEntryOfAReport)
+TEST(QzagentLun, ReadsEveryEntryOfAReport)
 {
     EXPECT_THAT(lunsOf(reportWithLength(16)), ElementsAre(Lun(1u), Lun(2u)));
 }
 
-TEST(QzagentLun, ListEndsWithItsLength)
+TEST(QzagentLun, EndsAReportAtTheLengthOfItsList)
 {
     EXPECT_THAT(lunsOf(reportWithLength(8)), ElementsAre(Lun(1u)));
     EXPECT_THAT(lunsOf(reportWithLength(0)), IsEmpty());
 }
 
-TEST(QzagentLun, ListEndsWithTheResponse)
+TEST(QzagentLun, EndsAReportAtTheEndOfTheResponse)
 {
     EXPECT_THAT(lunsOf(reportWithLength(200)), ElementsAre(Lun(1u), Lun(2u)));
     Bytes response = reportWithLength(0);
@@ -94,7 +93,7 @@ TEST(QzagentLun, ListEndsWithTheResponse)
     EXPECT_THAT(lunsOf(response), ElementsAre(Lun(1u), Lun(2u)));
 }
 
-TEST(QzagentLun, ListLeavesOutAnEntryThatIsCut)
+TEST(QzagentLun, IgnoresATruncatedEntryOfAReport)
 {
     EXPECT_THAT(lunsOf(reportWithLength(15)), ElementsAre(Lun(1u)));
     Bytes response = reportWithLength(16);
@@ -102,7 +101,7 @@ TEST(QzagentLun, ListLeavesOutAnEntryThatIsCut)
     EXPECT_THAT(lunsOf(response), ElementsAre(Lun(1u)));
 }
 
-TEST(QzagentLun, ListOfAResponseShorterThanItsHeaderIsEmpty)
+TEST(QzagentLun, ReadsNoLunsFromAResponseShorterThanItsHeader)
 {
     Bytes const report = reportWithLength(16);
     for (std::size_t size = 0; size < qzagent::reportLunsHeaderSize; ++size)
@@ -113,7 +112,7 @@ TEST(QzagentLun, ListOfAResponseShorterThanItsHeaderIsEmpty)
     }
 }
 
-TEST(QzagentLun, ListLengthIsBigEndian)
+TEST(QzagentLun, ReadsTheLengthOfAReportAsBigEndian)
 {
     Bytes response(qzagent::reportLunsHeaderSize + 512 * qzagent::lunSize);
     response[2] = 0x10;
@@ -126,32 +125,32 @@ TEST(QzagentLun, ListLengthIsBigEndian)
     EXPECT_EQ(lunsOf(response), numbers(0, 511, 1));
 }
 
-TEST(QzagentLun, DifferenceHasWhatIsInTheFirstListOnly)
+TEST(QzagentLun, DifferenceContainsLunsThatAreOnlyInTheFirstList)
 {
     EXPECT_THAT(without(Luns{1u, 2u, "00ff"}, Luns{2u, 3u}), ElementsAre(Lun(1u), Lun("00ff")));
 }
 
-TEST(QzagentLun, TextJoinsRanges)
+TEST(QzagentLun, TextJoinsConsecutiveNumbersToRanges)
 {
     EXPECT_EQ(textOf(Luns{0u, 1u, 2u, 300u}), "0-2, 300");
     EXPECT_EQ(textOf(Luns{0u, 2u, 3u}), "0, 2-3");
 }
 
-TEST(QzagentLun, TextPutsDigitsAfterNumbers)
+TEST(QzagentLun, TextShowsDigitsAfterNumbers)
 {
     EXPECT_EQ(textOf(Luns{"8005000000000000", 7u, "8006000000000000"}),
               "7, 8005000000000000, 8006000000000000");
 }
 
-TEST(QzagentLun, TextOfNoneSaysSo) { EXPECT_EQ(textOf(Luns{}), "none"); }
+TEST(QzagentLun, TextOfAnEmptyListIsNone) { EXPECT_EQ(textOf(Luns{}), "none"); }
 
-TEST(QzagentLun, TextOfALongListEndsWithHowManyMoreThereAre)
+TEST(QzagentLun, TextOfALongListEndsWithTheNumberOfLunsLeftOut)
 {
     std::string const text = textOf(numbers(0, 998, 2));
     EXPECT_EQ(text, "0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30, and 484 more");
 }
 
-TEST(QzagentLun, TextCountsTheLunsOfRangesThatAreLeftOut)
+TEST(QzagentLun, TextCountsEachLunOfARangeThatIsLeftOut)
 {
     Luns luns = numbers(0, 998, 2);
     luns.merge(numbers(1000, 1999, 1));

@@ -1,10 +1,10 @@
 /// @file
-/// A scenario of one board whose events have one source.
+/// A scenario with one board and one event source.
 #pragma once
 
 #include <string>
 
-/// Events of category 3.
+/// @param aRate events per second of category 3
 inline std::string oneSource(unsigned int aSubcategory, unsigned int aSize, unsigned int aRate,
                              unsigned int aCount)
 {

@@ -29,7 +29,7 @@ Environment with(Environment aEnvironment, std::string const& aName, std::string
     return aEnvironment;
 }
 
-TEST(QzagentOutput, IsFreeOfWhatTheCommonLibraryPrints)
+TEST(QzagentOutput, ContainsNoOutputOfTheCommonLibrary)
 {
     ProcessResult const result = runAgent({"adapters"}, hiddenConfiguration());
     EXPECT_EQ(result.mOutput, "");
@@ -39,14 +39,14 @@ TEST(QzagentOutput, IsFreeOfWhatTheCommonLibraryPrints)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentOutput, IsFreeOfWhatLibrariesPrintInAnyWay)
+TEST(QzagentOutput, ContainsNoOutputOfAnHbaLibrary)
 {
     ProcessResult const result = runAgent({"adapters"}, hostileHbaapi());
     EXPECT_THAT(result.mOutput, StartsWith("INDEX NAME"));
     EXPECT_THAT(result.mOutput, Not(HasSubstr("complaint")));
 }
 
-TEST(QzagentOutput, ComplaintsOfLibrariesAreSeenOnStandardErrorWhenTheyAreMade)
+TEST(QzagentOutput, LibraryOutputAppearsOnStandardErrorImmediately)
 {
     EXPECT_THAT(runAgent({"adapters"}, hostileHbaapi()).mErrors,
                 StartsWith("HBA_LoadLibrary\n"
@@ -55,7 +55,7 @@ TEST(QzagentOutput, ComplaintsOfLibrariesAreSeenOnStandardErrorWhenTheyAreMade)
                            "HBA_OpenAdapter\n"));
 }
 
-TEST(QzagentOutput, WhatWasOpenedIsClosedAndTheLibraryFreed)
+TEST(QzagentOutput, AdaptersAreClosedAndTheLibraryIsFreed)
 {
     EXPECT_THAT(runAgent({"adapters"}, hostileHbaapi()).mErrors, EndsWith("HBA_OpenAdapter\n"
                                                                           "HBA_RefreshInformation\n"
@@ -63,7 +63,7 @@ TEST(QzagentOutput, WhatWasOpenedIsClosedAndTheLibraryFreed)
                                                                           "HBA_FreeLibrary\n"));
 }
 
-TEST(QzagentOutput, NamesCannotMoveTheCursorOfTheTable)
+TEST(QzagentOutput, EscapesNamesInTables)
 {
     std::string const output = runAgent({"adapters"}, hostileHbaapi()).mOutput;
     EXPECT_THAT(output, HasSubstr(R"(    0 red\x1b[2J\x0aalert )"));
@@ -71,7 +71,7 @@ TEST(QzagentOutput, NamesCannotMoveTheCursorOfTheTable)
     EXPECT_THAT(output, Not(HasSubstr(escape)));
 }
 
-TEST(QzagentOutput, NamesCannotMoveTheCursorOfStandardError)
+TEST(QzagentOutput, EscapesNamesOnStandardError)
 {
     std::string const errors = runAgent({"adapters"}, hostileHbaapi()).mErrors;
     EXPECT_THAT(linesOf(errors), Contains(R"(qzagent: red\x1b[2J\x0aalert: QZCHbaapiEx: )"
@@ -79,14 +79,14 @@ TEST(QzagentOutput, NamesCannotMoveTheCursorOfStandardError)
     EXPECT_THAT(errors, Not(HasSubstr(escape)));
 }
 
-TEST(QzagentOutput, NamesStayWholeInJson)
+TEST(QzagentOutput, KeepsControlCharactersOfNamesInJson)
 {
     nlohmann::json const adapters = documentOf(runAgent({"adapters", "--json"}, hostileHbaapi()))["adapters"];
     EXPECT_EQ(adapters[0]["name"], "red\x1b[2J\nalert");
-    EXPECT_EQ(adapters[1]["name"], "café-\xef\xbf\xbd") << "an invalid byte is replaced";
+    EXPECT_EQ(adapters[1]["name"], "café-\xef\xbf\xbd") << "U+FFFD replaces an invalid byte";
 }
 
-TEST(QzagentOutput, JsonIsPrintableAsciiThroughout)
+TEST(QzagentOutput, JsonIsPrintableAscii)
 {
     std::string const output = runAgent({"adapters", "--json"}, hostileHbaapi()).mOutput;
     EXPECT_TRUE(std::all_of(output.begin(), output.end(),
@@ -94,12 +94,12 @@ TEST(QzagentOutput, JsonIsPrintableAsciiThroughout)
         << output;
 }
 
-TEST(QzagentOutput, ALongNameIsWrappedSoThatTheTableFits)
+TEST(QzagentOutput, WrapsALongNameSoThatTheTableFitsInto100Columns)
 {
     std::vector<std::string> const lines =
         linesOf(runAgent({"adapters"}, with(hostileHbaapi(), "LC_ALL", "C")).mOutput);
     EXPECT_THAT(lines, Each(SizeIs(Le(100u))));
-    ASSERT_THAT(lines, SizeIs(5)) << "four rows, the last of two lines";
+    ASSERT_THAT(lines, SizeIs(5)) << "four rows, the last of which takes two lines";
     EXPECT_THAT(lines[3], HasSubstr("an-adapter-with-a-name-of-more-characters"));
     EXPECT_THAT(lines[4], HasSubstr("library-from-making-up-one-like-this"));
 }
@@ -112,7 +112,7 @@ TEST(QzagentOutput, IsColouredOnATerminal)
     EXPECT_THAT(output, HasSubstr("\x1b[31mfailed"));
 }
 
-TEST(QzagentOutput, IsPlainOnATerminalWithNoColor)
+TEST(QzagentOutput, IsNotColouredOnATerminalWithNoColor)
 {
     std::string const output =
         runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", "1")).mOutput;
@@ -120,7 +120,7 @@ TEST(QzagentOutput, IsPlainOnATerminalWithNoColor)
     EXPECT_THAT(output, Not(HasSubstr(escape)));
 }
 
-TEST(QzagentOutput, IsPlainWhenOnlyStandardErrorIsATerminal)
+TEST(QzagentOutput, IsNotColouredWhenOnlyStandardErrorIsATerminal)
 {
     std::string const output =
         runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", ""), " | cat").mOutput;
@@ -128,40 +128,40 @@ TEST(QzagentOutput, IsPlainWhenOnlyStandardErrorIsATerminal)
     EXPECT_THAT(output, Not(HasSubstr(escape)));
 }
 
-TEST(QzagentOutput, ThatDoesNotFitOnTheDeviceIsAnError)
+TEST(QzagentOutput, IsAnErrorOnAFullDevice)
 {
     ProcessResult const result = runAgentIn("\"$@\" >/dev/full", {"explain"});
     EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: No space left on device\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentOutput, HelpThatDoesNotFitOnTheDeviceIsAnError)
+TEST(QzagentOutput, HelpIsAnErrorOnAFullDevice)
 {
     EXPECT_EQ(runAgentIn("\"$@\" >/dev/full", {"--help"}).mExitStatus, 1);
 }
 
-TEST(QzagentOutput, ThatIsClosedIsAnError)
+TEST(QzagentOutput, IsAnErrorWhenItIsClosed)
 {
     ProcessResult const result = runAgentIn("\"$@\" >&-", {"explain"});
     EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: Bad file descriptor\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentOutput, ThatIsClosedDoesNotHinderTheLibrary)
+TEST(QzagentOutput, DoesNotDisturbTheLibraryWhenItIsClosed)
 {
     EXPECT_THAT(runAgentIn("\"$@\" >&-", {"adapters"}, hostileHbaapi()).mErrors,
                 EndsWith("HBA_FreeLibrary\n"
                          "qzagent: cannot write standard output: Bad file descriptor\n"));
 }
 
-TEST(QzagentOutput, WhoseReaderWentAwayIsAnErrorAndNoSignal)
+TEST(QzagentOutput, IsAnErrorAndNoSignalWhenTheReaderIsGone)
 {
     ProcessResult const result =
         runAgentIn("{ sleep 0.1; \"$@\"; echo \"status $?\" >&2; } | true", {"explain"});
     EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: Broken pipe\nstatus 1\n");
 }
 
-TEST(QzagentOutput, IsThereThoughStandardErrorIsClosed)
+TEST(QzagentOutput, IsWrittenWhenStandardErrorIsClosed)
 {
     ProcessResult const result = runAgentIn("\"$@\" 2>&-", {"adapters", "--json"}, hostileHbaapi());
     EXPECT_EQ(documentOf(result)["adapters"].size(), 3u);

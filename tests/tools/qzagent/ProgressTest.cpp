@@ -5,6 +5,7 @@
 
 #include "tests/support/Process.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Scenarios.h"
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -13,32 +14,21 @@ using testing::StartsWith;
 
 namespace
 {
-/// The status line as a terminal gets it: in place of the line before, cut at the margin.
+/// The status line with its escape sequences: it replaces the previous line and is cut at the margin.
 std::string const statusLine = "\r\x1b[K\x1b[?7lexample-fc-0: target mappings...\x1b[?7h";
 std::string const erased = "\r\x1b[K";
 
-/// An adapter that is busy so many times when it is asked for its target mappings.
+/// An adapter that is busy for the first aCount queries of its target mappings.
 std::string busyTimes(int aCount)
 {
-    return R"(
-[[adapter]]
-name = "example-fc-0"
-  [[adapter.port]]
-  port_wwn = "10:00:00:00:c9:00:00:01"
-    [[adapter.port.remote]]
-    port_wwn = "50:00:00:00:ab:00:00:01"
-    luns = 2
-[[fault]]
-call = "HBA_GetFcpTargetMapping"
-status = "HBA_STATUS_ERROR_BUSY"
-nth = "1-)" +
-           std::to_string(aCount) + "\"\n";
+    return adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) +
+           fault("HBA_GetFcpTargetMapping", "\"1-" + std::to_string(aCount) + "\"", "HBA_STATUS_ERROR_BUSY");
 }
 
 TEST(QzagentProgress, IsShownOnATerminalAndErasedBeforeTheResult)
 {
     ProcessResult const result = runAgentOnTerminalOf(busyTimes(4), {"inventory"});
-    // Steps that follow may be seen too, when they happen to be looked at.
+    // Whether later steps are shown too depends on timing.
     EXPECT_THAT(result.mOutput, AllOf(StartsWith(statusLine + erased), HasSubstr(erased + "ITEM ")));
     EXPECT_THAT(squeezed(result.mOutput), HasSubstr("└─luns 0-1\r\n"));
     EXPECT_EQ(result.mExitStatus, 0);
@@ -55,14 +45,14 @@ TEST(QzagentProgress, IsNotShownWithoutATerminal)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentProgress, IsNotShownWithTheTrace)
+TEST(QzagentProgress, IsNotShownTogetherWithTheTrace)
 {
     std::string const output = runAgentOnTerminalOf(busyTimes(2), {"inventory", "--trace"}).mOutput;
     EXPECT_THAT(output, HasSubstr("HA_GetTargetMappings: Left"));
     EXPECT_THAT(output, Not(HasSubstr("\r\x1b[K")));
 }
 
-TEST(QzagentProgress, IsNotShownOfWorkThatIsSoonDone)
+TEST(QzagentProgress, IsNotShownForAShortTask)
 {
     EXPECT_THAT(runAgentOnTerminalOf(shippedScenario("two-adapters"), {"inventory"}).mOutput,
                 Not(HasSubstr("\r\x1b[K")));

@@ -24,18 +24,18 @@ std::string const plainLine = "category 3, subcategory 7, no payload\n";
 std::string const fullLine =
     "category 9, subcategory 10, names 10:00:00:00:c9:00:00:01 and 50:00:00:00:ab:00:00:01, ";
 
-/// A capture in a file.
+/// Runs the verb on a capture.
 class QzagentShow : public testing::Test
 {
 protected:
-    /// @param aContent of the file
+    /// @param aContent content of the file
     ProcessResult show(std::string const& aContent, Arguments aArguments = {"show"}) const
     {
         aArguments.push_back(mFolder.write("events", aContent));
         return runAgent(aArguments);
     }
 
-    /// @return what is said of the file on standard error
+    /// @return the message about the file on standard error
     std::string complaint(std::string const& aText) const
     {
         return "qzagent: " + (mFolder.path() / "events").string() + ":" + aText + "\n";
@@ -44,7 +44,7 @@ protected:
     ScratchFolder mFolder;
 };
 
-TEST_F(QzagentShow, TellsOfEachRecordWithItsPayload)
+TEST_F(QzagentShow, PrintsEachRecordWithItsPayload)
 {
     ProcessResult const result = show(plainRecord() + fullRecord(somePayload) + plainRecord());
     EXPECT_EQ(result.mOutput,
@@ -58,7 +58,7 @@ TEST_F(QzagentShow, TellsOfEachRecordWithItsPayload)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzagentShow, TellsOfEachRecordInALineOfJson)
+TEST_F(QzagentShow, PrintsEachRecordAsALineOfJson)
 {
     ProcessResult const result = show(plainRecord() + fullRecord("ab"), {"show", "--json"});
     EXPECT_EQ(result.mOutput,
@@ -71,7 +71,7 @@ TEST_F(QzagentShow, TellsOfEachRecordInALineOfJson)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzagentShow, LinesOfJsonKeepTheirContract)
+TEST_F(QzagentShow, PrintsJsonLinesThatSatisfyTheSchema)
 {
     std::istringstream lines(show(plainRecord() + fullRecord(somePayload), {"--json", "show"}).mOutput);
     for (std::string line; std::getline(lines, line);)
@@ -80,20 +80,20 @@ TEST_F(QzagentShow, LinesOfJsonKeepTheirContract)
     }
 }
 
-TEST_F(QzagentShow, ContractRefusesOneNameWithoutTheOther)
+TEST_F(QzagentShow, SchemaRejectsOneNameWithoutTheOther)
 {
     nlohmann::json document = nlohmann::json::parse(show(fullRecord("ab"), {"show", "--json"}).mOutput);
     document.erase("second_wwn");
     EXPECT_FALSE(satisfies(document.dump(), "show"));
 }
 
-TEST_F(QzagentShow, PayloadThatIsThereButEmptyIsNotNone)
+TEST_F(QzagentShow, DistinguishesAnEmptyPayloadFromNoPayload)
 {
     EXPECT_EQ(show({0x03, 0x07, '\xf4', 0x01, 0x40}).mOutput,
               "record 0 at byte 0: category 3, subcategory 7, payload of 0 bytes\n");
 }
 
-TEST_F(QzagentShow, NoRecordsAreANote)
+TEST_F(QzagentShow, PrintsANoteForACaptureWithoutRecords)
 {
     ProcessResult const result = show("");
     EXPECT_EQ(result.mOutput, "");
@@ -102,7 +102,7 @@ TEST_F(QzagentShow, NoRecordsAreANote)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzagentShow, WhatIsCutIsRefusedBehindTheWholeRecords)
+TEST_F(QzagentShow, PrintsTheRecordsBeforeATruncatedRecordAndReportsIt)
 {
     std::string const whole = plainRecord() + fullRecord(somePayload);
     ProcessResult const result = show(whole.substr(0, whole.size() - 5), {"show", "--json"});
@@ -113,7 +113,7 @@ TEST_F(QzagentShow, WhatIsCutIsRefusedBehindTheWholeRecords)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentShow, WhatIsDamagedIsRefusedBehindTheWholeRecords)
+TEST_F(QzagentShow, PrintsTheRecordsBeforeADamagedRecordAndReportsIt)
 {
     ProcessResult const result = show(plainRecord() + "\x03\x07\x01" + plainRecord());
     EXPECT_EQ(result.mOutput, "record 0 at byte 0: " + plainLine);
@@ -122,13 +122,13 @@ TEST_F(QzagentShow, WhatIsDamagedIsRefusedBehindTheWholeRecords)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentShow, ANameOfAnotherLengthIsDamage)
+TEST_F(QzagentShow, ReportsANameOfTheWrongLength)
 {
     std::string const shortName{'\x03', '\x07', '\xf5', '\x43', 1, 2, 3, '\x43', 1, 2, 3, 0};
     EXPECT_EQ(show(shortName).mErrors, complaint(" at byte 3: expected a name of 8 bytes, found one of 3"));
 }
 
-TEST_F(QzagentShow, PositionsOfDamageAreThoseInTheFile)
+TEST_F(QzagentShow, ReportsThePositionOfDamageInTheFile)
 {
     std::string capture;
     for (int i = 0; i < 5000; ++i)
@@ -142,7 +142,7 @@ TEST_F(QzagentShow, PositionsOfDamageAreThoseInTheFile)
     EXPECT_THAT(result.mOutput, HasSubstr("\nrecord 4999 at byte 264947: "));
 }
 
-TEST_F(QzagentShow, ARecordOfAnySizeIsShown)
+TEST_F(QzagentShow, PrintsARecordLargerThanTheReadBuffer)
 {
     std::string const large(1000000, 'x');
     ProcessResult const result = show(plainRecord() + fullRecord(large) + plainRecord(), {"show", "--json"});
@@ -152,11 +152,11 @@ TEST_F(QzagentShow, ARecordOfAnySizeIsShown)
     EXPECT_EQ(result.mErrors, "");
 }
 
-TEST_F(QzagentShow, MemoryIsBoundedByTheLargestRecord)
+TEST_F(QzagentShow, NeedsNoMoreMemoryForALargeFileThanForItsLargestRecord)
 {
     if (IS_SANITIZED || IS_EMULATED)
     {
-        GTEST_SKIP() << "sanitizers and emulator take more memory than there is";
+        GTEST_SKIP() << "sanitizers and the emulator need more memory than the limit";
     }
     std::string const record = fullRecord(std::string(1000, 'x'));
     std::string capture;
@@ -165,13 +165,13 @@ TEST_F(QzagentShow, MemoryIsBoundedByTheLargestRecord)
         capture += record;
     }
     std::string const path = mFolder.write("large", capture + '\x20');
-    // The file has 16 million bytes.
+    // The file has 16 million bytes; the limit is 10 million bytes of data.
     ProcessResult const result = runAgentIn("ulimit -d 10000 && \"$@\" | tail -n 64", {"show", path});
     EXPECT_THAT(result.mOutput, HasSubstr("record 15999 at byte 16558965: "));
     EXPECT_THAT(result.mErrors, HasSubstr(": at byte 16560000: expected "));
 }
 
-TEST_F(QzagentShow, StandardInputIsNamedByADash)
+TEST_F(QzagentShow, ReadsStandardInputForADash)
 {
     std::string const path = mFolder.write("events", plainRecord() + "\x03");
     ProcessResult const result = runAgentIn("cat '" + path + "' | \"$@\"", {"show", "-"});
@@ -182,7 +182,7 @@ TEST_F(QzagentShow, StandardInputIsNamedByADash)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentShow, AFileThatIsNotThereIsAnError)
+TEST_F(QzagentShow, ReportsAMissingFile)
 {
     ProcessResult const result = runAgent({"show", mFolder.path() / "no\x1b[2J"});
     EXPECT_EQ(result.mOutput, "");
@@ -191,14 +191,14 @@ TEST_F(QzagentShow, AFileThatIsNotThereIsAnError)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentShow, AFolderIsAnError)
+TEST_F(QzagentShow, ReportsAFolderInPlaceOfAFile)
 {
     ProcessResult const result = runAgent({"show", mFolder.path()});
     EXPECT_EQ(result.mErrors, "qzagent: cannot read " + mFolder.path().string() + ": Is a directory\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentShow, OutputThatDoesNotFitOnTheDeviceIsAnError)
+TEST_F(QzagentShow, ReportsAFullDeviceForItsOutput)
 {
     std::string const path = mFolder.write("events", plainRecord());
     for (char const* const format : {"--trace", "--json"})
@@ -210,7 +210,7 @@ TEST_F(QzagentShow, OutputThatDoesNotFitOnTheDeviceIsAnError)
     }
 }
 
-TEST_F(QzagentShow, HexadecimalTextIsShownAsTheBytesAre)
+TEST_F(QzagentShow, PrintsHexadecimalTextLikeBytes)
 {
     ProcessResult const result =
         show("# from host 7\r\n\t0307F4 00 # no payload\n\n09 0a f4 01\n42 6162#ab\n");
@@ -221,7 +221,7 @@ TEST_F(QzagentShow, HexadecimalTextIsShownAsTheBytesAre)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzagentShow, HexadecimalTextMayBeLargerThanWhatIsReadAtOnce)
+TEST_F(QzagentShow, ReadsHexadecimalTextLargerThanTheReadBuffer)
 {
     std::string text = "#" + std::string(100000, '-');
     for (int i = 0; i < 20000; ++i)
@@ -236,19 +236,19 @@ TEST_F(QzagentShow, HexadecimalTextMayBeLargerThanWhatIsReadAtOnce)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentShow, CommentsAloneAreNoRecords)
+TEST_F(QzagentShow, PrintsANoteForTextThatHasOnlyComments)
 {
     EXPECT_THAT(show("# nothing\n").mErrors, HasSubstr("qzagent: note: no records in "));
 }
 
-TEST_F(QzagentShow, DamageInHexadecimalTextIsNamedByThePositionInItsBytes)
+TEST_F(QzagentShow, ReportsThePositionOfDamageInTextInDecodedBytes)
 {
     EXPECT_EQ(
         show("# two\n03 07 f4 00\n03 07 f4 40\n").mErrors,
         complaint(" at byte 7: expected an unsigned integer up to 4294967295, found byte string 0 (0x40)"));
 }
 
-TEST_F(QzagentShow, RecordsThatBeginLikeBlanksAreNotText)
+TEST_F(QzagentShow, ReadsRecordsThatBeginWithTheBytesOfWhiteSpace)
 {
     for (std::string const event : {"\x09\x0a", "\x0a\x0d", "\x0d\x09", "\x0a\x03"})
     {
@@ -266,11 +266,11 @@ struct BadText
 
 std::ostream& operator<<(std::ostream& aOut, BadText const& aText) { return aOut << aText.mName; }
 
-class QzagentShowRefuses : public QzagentShow, public testing::WithParamInterface<BadText>
+class QzagentShowInvalidText : public QzagentShow, public testing::WithParamInterface<BadText>
 {
 };
 
-TEST_P(QzagentShowRefuses, TextBehindTheWholeRecordsAtLineAndColumn)
+TEST_P(QzagentShowInvalidText, IsReportedWithLineAndColumnAfterTheRecords)
 {
     ProcessResult const result = show("0307f400 # one\n" + GetParam().mText);
     EXPECT_EQ(result.mOutput, "record 0 at byte 0: " + plainLine);
@@ -282,7 +282,7 @@ std::string const noDigit = "expected a hexadecimal digit, a blank or a comment 
 std::string const noSecondDigit = "expected the second hexadecimal digit of a byte, found ";
 
 INSTANTIATE_TEST_SUITE_P(
-    Bad, QzagentShowRefuses,
+    Bad, QzagentShowInvalidText,
     testing::Values(BadText{"Letter", "03 xy", "4: " + noDigit + "'x'"},
                     BadText{"Prefix", "0x03", "2: " + noSecondDigit + "'x'"},
                     BadText{"ControlCharacter", "\x1b[2J", "1: " + noDigit + R"('\x1b')"},

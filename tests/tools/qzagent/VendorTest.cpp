@@ -12,17 +12,8 @@ using testing::HasSubstr;
 
 namespace
 {
-std::string eventsWith(std::string const& aFault) { return shippedScenario("diagnostic-events") + aFault; }
 
-char const* const secondBoardFails = R"(
-[[fault]]
-call = "VQM_GetLinkInfo"
-nth = 1
-board = 1
-result = 5
-)";
-
-TEST(QzagentVendor, ShowsVersionsVerdictAndTheNamesOfEachBoard)
+TEST(QzagentVendor, ShowsVersionsQuazorSupportAndTheNamesOfEachBoard)
 {
     ProcessResult const result = runAgentOn(shippedScenario("diagnostic-events"), {"vendor"});
     EXPECT_EQ(squeezed(result.mOutput),
@@ -40,7 +31,7 @@ TEST(QzagentVendor, ShowsVersionsVerdictAndTheNamesOfEachBoard)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentVendor, TellsTheSameInJson)
+TEST(QzagentVendor, PrintsVersionsQuazorSupportAndBoardsInJson)
 {
     nlohmann::json document =
         documentOf(runAgentOn(shippedScenario("diagnostic-events"), {"vendor", "--json"}));
@@ -53,7 +44,7 @@ TEST(QzagentVendor, TellsTheSameInJson)
                     "second_wwn": "10:00:00:00:c9:00:00:11"}]})"));
 }
 
-TEST(QzagentVendor, TellsThatQuazorEventsAreNotOffered)
+TEST(QzagentVendor, ShowsThatQuazorEventsAreNotSupported)
 {
     std::string const scenario = shippedScenario("no-quazor");
     EXPECT_THAT(squeezed(runAgentOn(scenario, {"vendor"}).mOutput),
@@ -63,7 +54,10 @@ TEST(QzagentVendor, TellsThatQuazorEventsAreNotOffered)
 
 TEST(QzagentVendor, ShowsTheOtherBoardsWhenOneFails)
 {
-    ProcessResult const result = runAgentOn(eventsWith(secondBoardFails), {"vendor"});
+    ProcessResult const result =
+        runAgentOn(shippedScenario("diagnostic-events") +
+                       "[[fault]]\ncall = \"VQM_GetLinkInfo\"\nnth = 1\nboard = 1\nresult = 5\n",
+                   {"vendor"});
     char const* const failure = "QZCNotFoundEx: Failed to find information of an adapter (code 8)\n";
     EXPECT_EQ(result.mErrors, std::string("qzagent: board 1: ") + failure);
     EXPECT_THAT(squeezed(result.mOutput), AllOf(HasSubstr("board 0 \n├─first wwn 20:00:00:00:c9:00:00:00\n"),
@@ -71,7 +65,7 @@ TEST(QzagentVendor, ShowsTheOtherBoardsWhenOneFails)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentVendor, WithoutALibraryIsAnErrorWithItsReason)
+TEST(QzagentVendor, ReportsAMissingVendorLibrary)
 {
     ProcessResult const result = runAgent({"vendor"});
     EXPECT_EQ(result.mOutput, "");
@@ -79,7 +73,7 @@ TEST(QzagentVendor, WithoutALibraryIsAnErrorWithItsReason)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentVendor, WithoutBoardsIsANote)
+TEST(QzagentVendor, PrintsANoteWithoutBoards)
 {
     ProcessResult const result = runAgentOn(shippedScenario("no-adapters"), {"vendor"});
     EXPECT_EQ(result.mOutput, "");
@@ -87,7 +81,7 @@ TEST(QzagentVendor, WithoutBoardsIsANote)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentVendor, ShowsTheLogLinesOfTheVersionsInATraceOnly)
+TEST(QzagentVendor, ShowsTheLogLinesOfTheVersionsOnlyInATrace)
 {
     std::string const scenario = shippedScenario("diagnostic-events");
     EXPECT_EQ(runAgentOn(scenario, {"vendor"}).mErrors, "");
@@ -97,7 +91,7 @@ TEST(QzagentVendor, ShowsTheLogLinesOfTheVersionsInATraceOnly)
                       HasSubstr(" LIBVQM_FreeLibrary: Left\n")));
 }
 
-TEST(QzagentVendor, ShowsAVersionAsItIs)
+TEST(QzagentVendor, ShowsAVersionWithoutInterpretingIt)
 {
     std::string scenario = shippedScenario("diagnostic-events");
     std::string const version = "2.1.0";

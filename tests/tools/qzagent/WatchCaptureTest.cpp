@@ -1,5 +1,3 @@
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -9,6 +7,7 @@
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Captures.h"
 #include "tests/tools/qzagent/OneSource.h"
 
 using testing::HasSubstr;
@@ -17,7 +16,7 @@ namespace
 {
 std::string const scenarioOfOneSource = oneSource(200, 8, 100000, 1000);
 
-/// What is recorded of the event of that number: kind, names and payload.
+/// @return the record of the event with this number: category and subcategory, names and payload
 std::string recordOf(unsigned int aNumber)
 {
     std::string record(
@@ -44,7 +43,7 @@ std::string recordsOf(unsigned int aCount)
     return records;
 }
 
-class QzagentWatchCapture : public testing::Test
+class QzagentWatchCapture : public CaptureFixture
 {
 protected:
     ProcessResult watch(Arguments const& aArguments) const
@@ -53,20 +52,9 @@ protected:
         arguments.insert(arguments.end(), aArguments.begin(), aArguments.end());
         return runAgentOn(scenarioOfOneSource, arguments);
     }
-
-    std::string content() const
-    {
-        std::ifstream file(mPath, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
-    ScratchFolder mFolder;
-    std::string mPath = mFolder.path() / "events.capture";
 };
 
-TEST_F(QzagentWatchCapture, HasEveryEventAsItWasSent)
+TEST_F(QzagentWatchCapture, RecordsEveryEventUnchanged)
 {
     ProcessResult const result = watch({"--count", "1000"});
     EXPECT_TRUE(content() == recordsOf(1000)) << content().size() << " bytes";
@@ -75,34 +63,34 @@ TEST_F(QzagentWatchCapture, HasEveryEventAsItWasSent)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST_F(QzagentWatchCapture, HasAsManyEventsAsWereAskedFor)
+TEST_F(QzagentWatchCapture, RecordsTheRequestedNumberOfEvents)
 {
     watch({"--count", "7"});
     EXPECT_EQ(content(), recordsOf(7));
 }
 
-TEST_F(QzagentWatchCapture, IsAppendedTo)
+TEST_F(QzagentWatchCapture, AppendsToAnExistingCapture)
 {
     watch({"--count", "2"});
     watch({"--count", "3"});
     EXPECT_EQ(content(), recordsOf(2) + recordsOf(3));
 }
 
-TEST_F(QzagentWatchCapture, IsRefusedWhenItIsNotWholeAndLeftAsItIs)
+TEST_F(QzagentWatchCapture, RefusesAnIncompleteCaptureAndLeavesItUnchanged)
 {
     std::string const cut = recordsOf(2).substr(0, 80);
     mFolder.write("events.capture", cut);
     ProcessResult const result = watch({"--count", "1"});
     EXPECT_EQ(result.mErrors,
               "qzagent: cannot write " + mPath +
-                  ": it is not a whole capture: at byte 75: expected a byte string of at most "
+                  ": it is not a complete capture: at byte 75: expected a byte string of at most "
                   "the 0 bytes that follow, found byte string 8 (0x5a); its first 1 records "
                   "end at byte 44\n");
     EXPECT_EQ(content(), cut);
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentWatchCapture, IsToldOfInADocument)
+TEST_F(QzagentWatchCapture, PrintsTheCountsInJson)
 {
     ProcessResult const result = watch({"--count", "5", "--json"});
     EXPECT_TRUE(satisfies(result.mOutput, "watch"));
@@ -113,13 +101,13 @@ TEST_F(QzagentWatchCapture, IsToldOfInADocument)
     EXPECT_EQ(document["events"], nlohmann::json::parse(R"([{"board": 0, "category": 3, "written": 5}])"));
 }
 
-TEST_F(QzagentWatchCapture, ThatCannotBeGrownKeepsItsWholeRecords)
+TEST_F(QzagentWatchCapture, KeepsCompleteRecordsAtTheFileSizeLimit)
 {
     if (IS_COUNTED)
     {
-        GTEST_SKIP() << "what counts the coverage writes files too, which the limit would stop";
+        GTEST_SKIP() << "the limit also applies to the coverage data that the agent writes";
     }
-    // The limit is in blocks of 512 bytes, into which 44 bytes do not fit without a rest.
+    // The limit is two blocks of 512 bytes, which is not a multiple of the 44 bytes of a record.
     ProcessResult const result = runAgentInOn(R"(ulimit -f 2; exec "$@")", scenarioOfOneSource,
                                               {"watch", "--output", mPath, "--count", "1000"});
     EXPECT_EQ(content(), recordsOf(23));
@@ -129,7 +117,7 @@ TEST_F(QzagentWatchCapture, ThatCannotBeGrownKeepsItsWholeRecords)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentWatchCapture, OnAFullDeviceIsAnErrorAfterEverythingWasFreed)
+TEST_F(QzagentWatchCapture, ReportsAFullDeviceAfterReleasingEverything)
 {
     ProcessResult const result =
         runAgentOn(scenarioOfOneSource, {"--trace", "watch", "--output", "/dev/full"});

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/Process.h"
-#include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Captures.h"
 #include "tests/tools/qzagent/OneSource.h"
 
 using testing::AllOf;
@@ -15,38 +15,39 @@ using testing::HasSubstr;
 
 namespace
 {
-/// A source that goes on for longer than any test.
+/// A source that sends events for longer than any test runs.
 std::string const endless = oneSource(7, 8, 1000, 1000000);
 
-/// Seventy events, each of as many bytes as a 64th of the queue holds.
+/// Seventy events of 1 MiB each. The queue has room for 64 MiB.
 std::string const large = oneSource(7, 1048576, 100000, 70);
 
 constexpr std::uintmax_t sizeOfRecord = 43;
 
-/// A script that runs the agent until there is something in its capture, and goes on with its number in $agent.
+/// A script that starts the agent, waits until its capture is not empty and continues with its process id in $agent.
 std::string script(std::string const& aCapture, std::string const& aRest)
 {
     return R"("$@" & agent=$!; until [ -s ')" + aCapture + "' ]; do sleep 0.01; done; " + aRest;
 }
 
-/// A script that runs the agent until it waits for a reader of its output, which is on descriptor 3.
+/// A script that starts the agent with its output in a pipe, reads one byte from it and continues with the pipe on
+/// descriptor 3.
 std::string scriptWithoutReader(std::string const& aPipe, std::string const& aRest)
 {
     return "mkfifo '" + aPipe + R"('; "$@" >')" + aPipe + "' & agent=$!; exec 3<'" + aPipe +
            "'; head -c 1 <&3 >/dev/null; " + aRest;
 }
 
-class QzagentWatchEndedBy : public testing::TestWithParam<std::string>
+class QzagentWatchStopSignal : public CaptureFixture, public testing::WithParamInterface<std::string>
 {
 };
 
-TEST_P(QzagentWatchEndedBy, ASignalTellsWhatThereWasAndHasAllOfIt)
+using QzagentWatchEnd = CaptureFixture;
+
+TEST_P(QzagentWatchStopSignal, WritesAllReceivedEventsAndPrintsTheCounts)
 {
-    ScratchFolder const folder;
-    std::string const capture = folder.path() / "events.capture";
-    ProcessResult const result = runAgentInOn(script(capture, "kill -" + GetParam() + " $agent; wait $agent"),
-                                              endless, {"watch", "--output", capture});
-    std::uintmax_t const size = std::filesystem::file_size(capture);
+    ProcessResult const result = runAgentInOn(script(mPath, "kill -" + GetParam() + " $agent; wait $agent"),
+                                              endless, {"watch", "--output", mPath});
+    std::uintmax_t const size = std::filesystem::file_size(mPath);
     std::string const count = std::to_string(size / sizeOfRecord);
     EXPECT_EQ(size % sizeOfRecord, 0u);
     EXPECT_EQ(result.mErrors,
@@ -54,34 +55,30 @@ TEST_P(QzagentWatchEndedBy, ASignalTellsWhatThereWasAndHasAllOfIt)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, QzagentWatchEndedBy, testing::Values("INT", "TERM"),
+INSTANTIATE_TEST_SUITE_P(Signals, QzagentWatchStopSignal, testing::Values("INT", "TERM"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
-TEST(QzagentWatchEnd, LosesNothingToASecondSignal)
+TEST_F(QzagentWatchEnd, LosesNoEventWhenASecondSignalArrives)
 {
-    ScratchFolder const folder;
-    std::string const capture = folder.path() / "events.capture";
     ProcessResult const result =
-        runAgentInOn(script(capture, "kill -INT $agent; kill -TERM $agent; kill -INT $agent; wait $agent"),
-                     endless, {"watch", "--output", capture});
+        runAgentInOn(script(mPath, "kill -INT $agent; kill -TERM $agent; kill -INT $agent; wait $agent"),
+                     endless, {"watch", "--output", mPath});
     EXPECT_THAT(result.mErrors, HasSubstr(", dropped 0\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentWatchEnd, WithoutAnEventIsNotWaitedForAfterASignal)
+TEST_F(QzagentWatchEnd, StopsAtASignalWithoutWaitingForAnEvent)
 {
-    // The capture is there once the signals are held back.
-    ScratchFolder const folder;
-    std::string const capture = folder.path() / "events.capture";
+    // The agent blocks the signals before it creates the capture.
     ProcessResult const result =
-        runAgentInOn(R"("$@" & agent=$!; until [ -e ')" + capture + "' ]; do sleep 0.01; done; " +
+        runAgentInOn(R"("$@" & agent=$!; until [ -e ')" + mPath + "' ]; do sleep 0.01; done; " +
                          "kill -INT $agent; wait $agent",
-                     endless, {"watch", "--category", "9", "--output", capture});
+                     endless, {"watch", "--category", "9", "--output", mPath});
     EXPECT_EQ(result.mErrors, "qzagent: note: received 0 events, wrote 0, dropped 0\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentWatchEnd, UnregistersClosesAndFrees)
+TEST_F(QzagentWatchEnd, UnregistersThenClosesThenFreesTheVendorLibrary)
 {
     ProcessResult const result = runAgentOn(endless, {"watch", "--count", "1", "--trace"});
     std::string const& errors = result.mErrors;
@@ -91,7 +88,7 @@ TEST(QzagentWatchEnd, UnregistersClosesAndFrees)
     EXPECT_LT(errors.find(" LIBVQM_FreeLibrary: Left\n"), errors.find("qzagent: note: received 1 events"));
 }
 
-TEST(QzagentWatchEnd, WithoutStandardOutputIsAnErrorAfterEverythingWasFreed)
+TEST_F(QzagentWatchEnd, ReportsUnwritableOutputAfterReleasingEverything)
 {
     for (char const* const output : {">&-", ">/dev/full", "| true"})
     {
@@ -103,16 +100,15 @@ TEST(QzagentWatchEnd, WithoutStandardOutputIsAnErrorAfterEverythingWasFreed)
     }
 }
 
-TEST(QzagentWatchEnd, ReportsWhatTheQueueHadNoRoomFor)
+TEST_F(QzagentWatchEnd, ReportsEventsThatTheQueueDropped)
 {
-    ScratchFolder const folder;
-    // The source's thread ends with its last event. The emulator has a thread of its own.
+    // The source's thread ends after its last event. The emulator has a thread of its own.
     std::string const threads = IS_EMULATED ? "2" : "1";
     ProcessResult const result = runAgentInOn(
-        scriptWithoutReader(folder.path() / "pipe", "until [ $(ls /proc/$agent/task | wc -l) = " + threads +
-                                                        " ]; do "
-                                                        "sleep 0.01; done; kill -INT $agent; "
-                                                        "cat <&3 >/dev/null; wait $agent"),
+        scriptWithoutReader(mFolder.path() / "pipe", "until [ $(ls /proc/$agent/task | wc -l) = " + threads +
+                                                         " ]; do "
+                                                         "sleep 0.01; done; kill -INT $agent; "
+                                                         "cat <&3 >/dev/null; wait $agent"),
         large, {"watch", "--json"});
     EXPECT_EQ(result.mErrors,
               "qzagent: note: received 70 events, wrote 65, dropped 5\n"
@@ -120,13 +116,13 @@ TEST(QzagentWatchEnd, ReportsWhatTheQueueHadNoRoomFor)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentWatchEnd, DoesNotWaitForAReaderAfterASecondSignal)
+TEST_F(QzagentWatchEnd, StopsWaitingForAReaderAtASecondSignal)
 {
-    ScratchFolder const folder;
     ProcessResult const result = runAgentInOn(
-        scriptWithoutReader(folder.path() / "pipe", "kill -INT $agent; kill -TERM $agent; wait $agent"),
+        scriptWithoutReader(mFolder.path() / "pipe", "kill -INT $agent; kill -TERM $agent; wait $agent"),
         large, {"watch", "--json"});
-    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: cannot write standard output: nobody reads it\n"));
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("qzagent: cannot write standard output: the reader does not read\n"));
     EXPECT_THAT(result.mErrors, HasSubstr(" events were dropped\n"));
     EXPECT_EQ(result.mExitStatus, 1);
 }

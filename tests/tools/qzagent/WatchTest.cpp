@@ -16,17 +16,17 @@ using testing::SizeIs;
 
 namespace
 {
-// Beside the events that the agent gets there are ten of category 4 at a second port of board 0.
+// Board 0 also sends ten events of category 4 at a second port, for which the agent does not register.
 std::string events() { return shippedScenario("diagnostic-events"); }
 
-/// @return the fault, of one board
-std::string fault(char const* aCall, unsigned int aBoard)
+/// @return a fault of one board
+std::string boardFault(char const* aCall, unsigned int aBoard)
 {
     return "\n[[fault]]\ncall = \"" + std::string(aCall) +
            "\"\nnth = 1\nresult = 5\nboard = " + std::to_string(aBoard) + "\n";
 }
 
-/// The categories of the events that are received in a second.
+/// @return the categories of the events that arrive within a second
 std::vector<int> categoriesOf(Arguments aArguments)
 {
     aArguments.insert(aArguments.begin(), {"watch", "--json", "--seconds", "1"});
@@ -38,7 +38,7 @@ std::vector<int> categoriesOf(Arguments aArguments)
     return categories;
 }
 
-TEST(QzagentWatch, ShowsEachEventAsALine)
+TEST(QzagentWatch, PrintsEachEventAsALine)
 {
     ProcessResult const result =
         runAgentOn(events(), {"watch", "--board", "0", "--category", "3", "--count", "2"});
@@ -52,13 +52,13 @@ TEST(QzagentWatch, ShowsEachEventAsALine)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentWatch, ShowsAnEventWithoutPayloadAsALine)
+TEST(QzagentWatch, PrintsAnEventWithoutPayloadAsALine)
 {
     EXPECT_THAT(runAgentOn(events(), {"watch", "--board", "1", "--count", "1"}).mOutput,
                 MatchesRegex(".* board 1 category 5 subcategory 0 length 0\n"));
 }
 
-TEST(QzagentWatch, TellsEachEventAsAnObject)
+TEST(QzagentWatch, PrintsEachEventAsAJsonObject)
 {
     ProcessResult const result = runAgentOn(events(), {"watch", "--category", "3", "--count", "1", "--json"});
     EXPECT_TRUE(satisfies(result.mOutput, "watch-event"));
@@ -72,7 +72,7 @@ TEST(QzagentWatch, TellsEachEventAsAnObject)
                                     R"(202122232425262728292a2b2c2d2e2f303132333435363738393a3b3c3d3e3f"})"));
 }
 
-TEST(QzagentWatch, EndsAfterItsTime)
+TEST(QzagentWatch, StopsAfterTheGivenTime)
 {
     ProcessResult const result = runAgentOn(events(), {"watch", "--seconds", "1"});
     EXPECT_THAT(linesOf(result.mOutput), SizeIs(101));
@@ -80,39 +80,43 @@ TEST(QzagentWatch, EndsAfterItsTime)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentWatch, ShowsEventsOfACategoryOnly)
+TEST(QzagentWatch, PrintsOnlyEventsOfTheGivenCategory)
 {
     EXPECT_THAT(categoriesOf({"--category", "5"}), ElementsAre(5));
 }
 
-TEST(QzagentWatch, ShowsEventsOfASubcategoryOnly)
+TEST(QzagentWatch, PrintsOnlyEventsOfTheGivenSubcategory)
 {
     EXPECT_THAT(categoriesOf({"--subcategory", "0"}), ElementsAre(5));
 }
 
-TEST(QzagentWatch, ShowsEventsOfABoardOnly) { EXPECT_THAT(categoriesOf({"--board", "1"}), ElementsAre(5)); }
+TEST(QzagentWatch, PrintsOnlyEventsOfTheGivenBoard)
+{
+    EXPECT_THAT(categoriesOf({"--board", "1"}), ElementsAre(5));
+}
 
-TEST(QzagentWatch, ShowsNothingWhenNothingHappens)
+TEST(QzagentWatch, PrintsNothingWhenNoEventMatches)
 {
     EXPECT_THAT(categoriesOf({"--category", "3", "--subcategory", "1"}), IsEmpty());
 }
 
-TEST(QzagentWatch, ShowsPlainEventsOfAllPorts)
+TEST(QzagentWatch, PlainInterfaceReceivesEventsOfAllPorts)
 {
     EXPECT_THAT(categoriesOf({"--plain", "--category", "4"}), SizeIs(10));
-    EXPECT_THAT(categoriesOf({"--category", "4"}), IsEmpty()) << "they are at another port of the board";
+    EXPECT_THAT(categoriesOf({"--category", "4"}), IsEmpty())
+        << "these events occur at another port of the board";
 }
 
-TEST(QzagentWatch, WithoutQuazorEventsSaysWhatToDo)
+TEST(QzagentWatch, RecommendsPlainEventsWhenQuazorEventsAreNotSupported)
 {
     ProcessResult const result = runAgentOn(shippedScenario("no-quazor"), {"watch", "--count", "1"});
     EXPECT_EQ(result.mErrors,
-              "qzagent: the driver does not offer Quazor events; --plain watches plain ones\n");
+              "qzagent: the driver does not support Quazor events; use --plain for plain events\n");
     EXPECT_EQ(result.mOutput, "");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentWatch, ShowsPlainEventsOfADriverWithoutQuazorEvents)
+TEST(QzagentWatch, PrintsPlainEventsOfADriverWithoutQuazorSupport)
 {
     ProcessResult const result =
         runAgentOn(shippedScenario("no-quazor"), {"watch", "--plain", "--count", "5"});
@@ -120,19 +124,20 @@ TEST(QzagentWatch, ShowsPlainEventsOfADriverWithoutQuazorEvents)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentWatch, GoesOnWithTheOtherBoardsWhenARegistrationIsRefused)
+TEST(QzagentWatch, WatchesTheOtherBoardsWhenARegistrationIsRefused)
 {
     ProcessResult const result =
-        runAgentOn(events() + fault("VQM_QZ_RegisterForEvent", 0), {"watch", "--count", "1"});
+        runAgentOn(events() + boardFault("VQM_QZ_RegisterForEvent", 0), {"watch", "--count", "1"});
     EXPECT_THAT(result.mOutput, HasSubstr(" board 1 "));
     EXPECT_THAT(result.mErrors, HasSubstr("qzagent: board 0: the registration was refused with result 5\n"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentWatch, EndsWhenEveryRegistrationIsRefused)
+TEST(QzagentWatch, StopsWhenEveryRegistrationIsRefused)
 {
-    ProcessResult const result = runAgentOn(
-        events() + fault("RegisterForEvent", 0) + fault("RegisterForEvent", 1), {"watch", "--plain"});
+    ProcessResult const result =
+        runAgentOn(events() + boardFault("RegisterForEvent", 0) + boardFault("RegisterForEvent", 1),
+                   {"watch", "--plain"});
     EXPECT_EQ(result.mErrors,
               "qzagent: board 0: the registration was refused with result 5\n"
               "qzagent: board 1: the registration was refused with result 5\n"
@@ -140,42 +145,42 @@ TEST(QzagentWatch, EndsWhenEveryRegistrationIsRefused)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentWatch, LeavesOutABoardThatDoesNotTellItsNames)
+TEST(QzagentWatch, OmitsABoardWhoseNamesAreUnavailable)
 {
     ProcessResult const result =
-        runAgentOn(events() + fault("VQM_GetLinkInfo", 0), {"watch", "--count", "1"});
+        runAgentOn(events() + boardFault("VQM_GetLinkInfo", 0), {"watch", "--count", "1"});
     EXPECT_THAT(result.mOutput, HasSubstr(" board 1 "));
     EXPECT_THAT(result.mErrors, HasSubstr("qzagent: board 0: QZCNotFoundEx: "));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentWatch, ReportsTheEndOfARegistrationThatIsRefused)
+TEST(QzagentWatch, ReportsARefusedUnregistration)
 {
-    ProcessResult const result = runAgentOn(events() + fault("VQM_QZ_unRegisterForEvent", 1),
+    ProcessResult const result = runAgentOn(events() + boardFault("VQM_QZ_unRegisterForEvent", 1),
                                             {"watch", "--board", "1", "--count", "1"});
     EXPECT_THAT(result.mErrors,
-                HasSubstr("qzagent: board 1: the end of the registration was refused with result 5\n"));
+                HasSubstr("qzagent: board 1: the unregistration was refused with result 5\n"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentWatch, WithoutALibraryIsAnError)
+TEST(QzagentWatch, ReportsAMissingVendorLibrary)
 {
     ProcessResult const result = runAgent({"watch"});
     EXPECT_EQ(result.mErrors, "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentWatch, WithoutBoardsIsAnError)
+TEST(QzagentWatch, ReportsAHostWithoutBoards)
 {
     ProcessResult const result = runAgentOn(shippedScenario("no-adapters"), {"watch"});
     EXPECT_EQ(result.mErrors, "qzagent: no boards to watch\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentWatch, OfABoardThatIsNotThereIsAnError)
+TEST(QzagentWatch, ReportsAnUnknownBoard)
 {
     ProcessResult const result = runAgentOn(events(), {"watch", "--board", "2"});
-    EXPECT_EQ(result.mErrors, "qzagent: no board 2; the verb vendor lists them\n");
+    EXPECT_EQ(result.mErrors, "qzagent: no board 2; run qzagent vendor to list them\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 }  // namespace

@@ -1,4 +1,4 @@
-"""The schemas of the agent's documents take what it writes, and refuse what it would not write."""
+"""The schemas accept the agent's documents, and reject documents that it would not write."""
 
 import copy
 import json
@@ -13,7 +13,7 @@ from programs import QZAGENT
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 SCHEMAS = ROOT / "tools" / "qzagent" / "schemas"
 
-# Instead of a value: the key is taken away.
+# As a value, removes the key.
 NOTHING = object()
 
 TWO_ADAPTERS = (ROOT / "simulator" / "scenarios" / "two-adapters.toml").read_text(encoding="utf-8")
@@ -32,7 +32,7 @@ def document_of(scenario, verb):
 
 
 def changed(document, place, value):
-    """The document with another value at the place, such as "adapters/0/handle"; "-" is behind the last of a list."""
+    """A copy of the document with a new value at the place, such as "adapters/0/handle"; "-" appends to a list."""
     result = copy.deepcopy(document)
     *way, last = (int(key) if key.isdigit() else key for key in place.split("/"))
     found = result
@@ -48,7 +48,7 @@ def changed(document, place, value):
 
 
 def verdicts(schema, documents):
-    """What the validator says of each document: "SUCCESS", or the kind of error."""
+    """The validator's verdict on each document: "SUCCESS", or the kind of error."""
     with tempfile.TemporaryDirectory() as folder:
         command = ["/usr/bin/python3", "-m", "jsonschema", "--base-uri", f"file://{SCHEMAS}/", "--output", "pretty"]
         paths = [pathlib.Path(folder) / f"{number}.json" for number in range(len(documents))]
@@ -61,16 +61,36 @@ def verdicts(schema, documents):
     return [next((head[4:head.index("]")] for head in heads if f"({path})" in head), "nothing") for path in paths]
 
 
+def keys_in(schema):
+    """Each key that the schema defines, with its own schema. Conditions define no keys, they only restrict them."""
+    if isinstance(schema, list):
+        for item in schema:
+            yield from keys_in(item)
+    elif isinstance(schema, dict):
+        yield from schema.get("properties", {}).items()
+        for name, value in schema.items():
+            if name not in ("if", "then", "else"):
+                yield from keys_in(value)
+
+
 class Schema(unittest.TestCase):
-    def assert_refuses_changes(self, schema, document, changes):
+    def test_every_key_has_a_description(self):
+        for path in sorted(SCHEMAS.iterdir()):
+            keys = list(keys_in(json.loads(path.read_text(encoding="utf-8"))))
+            self.assertNotEqual(keys, [], path.name)
+            for key, schema in keys:
+                with self.subTest(schema=path.name, key=key):
+                    self.assertRegex(schema.get("description", ""), r"^[A-Z\"].*\.$")
+
+    def assert_rejects_changes(self, schema, document, changes):
         self.assertEqual(verdicts(schema, [document]), ["SUCCESS"])
         documents = [changed(document, place, value) for place, value in changes]
         for change, verdict in zip(changes, verdicts(schema, documents)):
             with self.subTest(change):
                 self.assertEqual(verdict, "ValidationError")
 
-    def test_of_adapters_refuses_changes(self):
-        self.assert_refuses_changes("adapters", document_of(TWO_ADAPTERS + SECOND_FAILS, "adapters"), [
+    def test_adapters_schema_rejects_invalid_changes(self):
+        self.assert_rejects_changes("adapters", document_of(TWO_ADAPTERS + SECOND_FAILS, "adapters"), [
             ("surplus", 1),
             ("format_version", 2),
             ("format_version", NOTHING),
@@ -88,8 +108,8 @@ class Schema(unittest.TestCase):
             ("adapters/0/surplus", 1),
         ])
 
-    def test_of_inventory_refuses_changes(self):
-        self.assert_refuses_changes("inventory", document_of(TWO_ADAPTERS, "inventory"), [
+    def test_inventory_schema_rejects_invalid_changes(self):
+        self.assert_rejects_changes("inventory", document_of(TWO_ADAPTERS, "inventory"), [
             ("adapters", NOTHING),
             ("adapters/0/surplus", 1),
             ("adapters/0/ports", NOTHING),

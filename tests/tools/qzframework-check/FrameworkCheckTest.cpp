@@ -1,4 +1,4 @@
-// The check of frameworks as a user runs it: on the stand-in, and on functions and headers that are wrong.
+// qzframework-check as a user runs it: on the stand-in, on faulty functions and on faulty headers.
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -36,7 +36,7 @@ nlohmann::json documentOf(ProcessResult const& aResult)
     return nlohmann::json::parse(aResult.mOutput, nullptr, false);
 }
 
-/// The names of the requirements of this result.
+/// @return the names of the requirements with this result
 Texts namesOf(nlohmann::json const& aDocument, std::string const& aResult)
 {
     Texts names;
@@ -50,7 +50,7 @@ Texts namesOf(nlohmann::json const& aDocument, std::string const& aResult)
     return names;
 }
 
-TEST(FrameworkCheck, FindsTheStandInGood)
+TEST(FrameworkCheck, ReportsThatTheStandInMeetsAllRequirements)
 {
     ProcessResult const result = check({});
     EXPECT_THAT(result.mOutput, EndsWith("\n41 ok, 0 FAILED, 0 unseen\n"));
@@ -58,7 +58,7 @@ TEST(FrameworkCheck, FindsTheStandInGood)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(FrameworkCheck, SaysWhichLibraryItMet)
+TEST(FrameworkCheck, ReportsThePathOfTheCheckedLibrary)
 {
     ScratchFolder const folder;
     fs::path const library = folder.path() / "libQZCommonFramework.so.1";
@@ -68,7 +68,7 @@ TEST(FrameworkCheck, SaysWhichLibraryItMet)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(FrameworkCheck, TellsTheSameInJson)
+TEST(FrameworkCheck, ReportsAllRequirementsInJson)
 {
     ProcessResult const result = check({"--json"});
     nlohmann::json const document = documentOf(result);
@@ -77,14 +77,14 @@ TEST(FrameworkCheck, TellsTheSameInJson)
     EXPECT_EQ(namesOf(document, "ok").size(), 41u) << result.mOutput;
 }
 
-TEST(FrameworkCheck, ListsWhatItWouldCheck)
+TEST(FrameworkCheck, ListsTheRequirements)
 {
     std::string const list = check({"--list"}).mOutput;
     EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 41);
     EXPECT_THAT(list, StartsWith("Buffer.room "));
 }
 
-TEST(FrameworkCheck, ChecksOnlyWhatIsNamed)
+TEST(FrameworkCheck, ChecksOnlyTheNamedRequirements)
 {
     nlohmann::json const document = documentOf(check({"--json", "Assertion.ends", "ReferenceCount"}));
     EXPECT_THAT(namesOf(document, "ok"),
@@ -92,31 +92,31 @@ TEST(FrameworkCheck, ChecksOnlyWhatIsNamed)
                                   "ReferenceCount.threads", "ReferenceCount.last"}));
 }
 
-TEST(FrameworkCheck, RefusesANameThatIsNone)
+TEST(FrameworkCheck, RejectsAnUnknownRequirement)
 {
     ProcessResult const result = check({"Clib.ClibStrlen"});
     EXPECT_EQ(result.mErrors,
-              "qzframework-check: REQUIREMENT: there is none named \"Clib.ClibStrlen\"; --list has them; see "
+              "qzframework-check: REQUIREMENT: unknown name \"Clib.ClibStrlen\"; --list shows the names; see "
               "qzframework-check --help\n");
     EXPECT_EQ(result.mOutput, "");
     EXPECT_EQ(result.mExitStatus, 2);
 }
 
-TEST(FrameworkCheck, RefusesAnOptionThatIsNone)
+TEST(FrameworkCheck, RejectsAnUnknownOption)
 {
     ProcessResult const result = check({"--all"});
     EXPECT_THAT(result.mErrors, HasSubstr("--all"));
     EXPECT_EQ(result.mExitStatus, 2);
 }
 
-TEST(FrameworkCheck, HelpShowsHowAReplacementIsChecked)
+TEST(FrameworkCheck, HelpShowsHowToCheckAReplacement)
 {
     ProcessResult const result = check({"--help"});
     EXPECT_THAT(result.mOutput, HasSubstr("LD_LIBRARY_PATH=/opt/product/lib qzframework-check\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(FrameworkCheck, FailsWhenItsOutputCannotBeWritten)
+TEST(FrameworkCheck, FailsWhenStandardOutputCannotBeWritten)
 {
     ProcessResult const result =
         runProcess({"sh", "-c", "exec \"$0\" >/dev/full", FRAMEWORK_CHECK}, {{"LC_ALL", "C"}});
@@ -124,22 +124,22 @@ TEST(FrameworkCheck, FailsWhenItsOutputCannotBeWritten)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-/// A function that is wrong, and what comes of it.
+/// A faulty function, and the requirements that fail because of it.
 struct Wrong
 {
     char const* mName;
     std::string mLibrary;
     Texts mFailed;
-    std::string mReason;  ///< of the first one
+    std::string mReason;  ///< reason of the first failure
 };
 
 std::ostream& operator<<(std::ostream& aOut, Wrong const& aWrong) { return aOut << aWrong.mName; }
 
-class FrameworkCheckOfAWrongFunction : public testing::TestWithParam<Wrong>
+class FrameworkCheckFaultyFunction : public testing::TestWithParam<Wrong>
 {
 };
 
-TEST_P(FrameworkCheckOfAWrongFunction, NamesWhatItBreaksAndNothingElse)
+TEST_P(FrameworkCheckFaultyFunction, FailsExactlyTheBrokenRequirements)
 {
     Wrong const& wrong = GetParam();
     ProcessResult const result = check({"--json"}, {{"LD_PRELOAD", wrong.mLibrary}});
@@ -147,7 +147,7 @@ TEST_P(FrameworkCheckOfAWrongFunction, NamesWhatItBreaksAndNothingElse)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_P(FrameworkCheckOfAWrongFunction, SaysWhyInTheLine)
+TEST_P(FrameworkCheckFaultyFunction, PrintsTheReasonInTheLine)
 {
     Wrong const& wrong = GetParam();
     ProcessResult const result = check({wrong.mFailed.front()}, {{"LD_PRELOAD", wrong.mLibrary}});
@@ -169,17 +169,17 @@ Wrong const wrongFunctions[] = {
      LOGGER_THROWS,
      {"Logger.call", "Logger.format", "Logger.hostile-values", "Logger.threads", "Assertion.ends",
       "Assertion.line"},
-     "an exception came out: no room for a line"},
+     "unexpected exception: no room for a line"},
     {"CrashingLogger",
      LOGGER_CRASHES,
      {"Logger.call", "Logger.format", "Logger.hostile-values", "Logger.threads", "Assertion.ends"},
-     "the process was ended by signal 9 (Killed)"},
+     "the process was terminated by signal 9 (Killed)"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Each, FrameworkCheckOfAWrongFunction, testing::ValuesIn(wrongFunctions),
+INSTANTIATE_TEST_SUITE_P(Each, FrameworkCheckFaultyFunction, testing::ValuesIn(wrongFunctions),
                          [](auto const& aInfo) { return std::string(aInfo.param.mName); });
 
-TEST(FrameworkCheck, SaysWhereToLookWhenTheLoggerWritesElsewhere)
+TEST(FrameworkCheck, SaysWhereToLookWhenTheLoggerDoesNotWriteToStandardError)
 {
     ProcessResult const result = check({"--json"}, {{"LD_PRELOAD", LOGGER_IS_SILENT}});
     nlohmann::json const document = documentOf(result);
@@ -188,9 +188,9 @@ TEST(FrameworkCheck, SaysWhereToLookWhenTheLoggerWritesElsewhere)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(FrameworkCheckOfWrongHeaders, NamesTheOrderAndTheCountThatIsNotAtomic)
+TEST(FrameworkCheckFaultyHeaders, ReportsAWrongVirtualOrderAndACountThatIsNotAtomic)
 {
-    // Of what goes through the wrong virtual table, this alone calls nothing by it.
+    // The other checks of buffers would call functions through the faulty virtual table.
     ProcessResult const result =
         runProcess({WRONG_HEADERS_CHECK, "Buffer.virtual-order", "ReferenceCount", "Clib"});
     EXPECT_THAT(result.mOutput, HasSubstr("\nFAILED  Buffer.virtual-order "));

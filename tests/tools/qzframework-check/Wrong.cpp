@@ -1,4 +1,4 @@
-// Functions that do not do what the library relies on, to be preloaded. WRONG says which one is built.
+// Faulty functions of the framework, to preload. WRONG selects the function.
 #include <csignal>
 #include <cstdlib>
 #include <stdexcept>

@@ -12,10 +12,10 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::size_t usualWindow = 65536;
+constexpr std::size_t initialWindow = 65536;
 }  // namespace
 
-Capture::Capture(std::string const& aPath) : mFile(aPath), mWindow(usualWindow) {}
+Capture::Capture(std::string const& aPath) : mFile(aPath), mWindow(initialWindow) {}
 
 std::optional<CaptureRecord> Capture::next()
 {
@@ -31,7 +31,7 @@ std::optional<CaptureRecord> Capture::next()
     return record;
 }
 
-/// The window is decoded as far as it goes: that a record is cut shows only when it is tried.
+/// Decodes the next record, and reads more of the file whenever the window ends inside the record.
 CaptureRecord Capture::decodeNext()
 {
     for (;;)
@@ -51,7 +51,7 @@ CaptureRecord Capture::decodeNext()
     }
 }
 
-/// Moves the window on, and makes it larger when a record fills it.
+/// Moves the window forward and enlarges it when a record fills it.
 /// @return false at the end of the file
 bool Capture::readMore()
 {
@@ -60,7 +60,7 @@ bool Capture::readMore()
     std::copy(place(mBegin), place(mEnd), mWindow.begin());
     mEnd -= mBegin;
     mBegin = 0;
-    if (mWindow.size() - mEnd < usualWindow / 2)
+    if (mWindow.size() - mEnd < initialWindow / 2)
     {
         mWindow.resize(2 * mWindow.size());
     }

@@ -1,5 +1,5 @@
 /// @file
-/// Captures: files of encoded scope data, one record after the other.
+/// Reads captures: files of encoded scope data, one record after another.
 #pragma once
 
 #include <cstddef>
@@ -13,22 +13,23 @@
 
 namespace qzagent
 {
-/// Reads a capture through a window on the file, which is no larger than the largest record asks for.
+/// Reads a capture through a window on the file that grows only as far as the largest record requires.
 class Capture
 {
 public:
-    /// @param aPath "-" for standard input
-    /// @throws CaptureError
+    /// @param aPath path of the file; "-" for standard input
+    /// @throws CaptureError when the file cannot be opened or read
     explicit Capture(std::string const& aPath);
 
     /// @return the next record; none at the end
-    /// @throws CaptureError when there is something else than a whole record
+    /// @throws CaptureError when the file cannot be read, or the next bytes are not a complete record
+    /// @throws QZCNoMemoryEx when memory is exhausted
     std::optional<CaptureRecord> next();
 
-    /// Where the record that next() gave last begins, in encoded bytes from the beginning.
+    /// Position of the record that next() returned last, in encoded bytes from the beginning.
     std::uint64_t position() const { return mPosition; }
 
-    /// The file as messages name it.
+    /// Name of the file for messages.
     std::string const& name() const { return mFile.name(); }
 
 private:
@@ -37,9 +38,9 @@ private:
 
     CaptureFile mFile;
     std::vector<unsigned char> mWindow;
-    std::size_t mBegin = 0;  ///< of what has not been decoded, in the window
-    std::size_t mEnd = 0;    ///< of what has been read
+    std::size_t mBegin = 0;  ///< index in mWindow of the first byte that is not yet decoded
+    std::size_t mEnd = 0;    ///< index in mWindow after the last byte that was read
     std::uint64_t mPosition = 0;
-    std::size_t mSize = 0;  ///< of the record at mPosition
+    std::size_t mSize = 0;  ///< size in bytes of the record at mPosition
 };
 }  // namespace qzagent

@@ -42,7 +42,7 @@ CaptureFile::CaptureFile(std::string const& aPath)
     unsigned char head[HexText::headSize];
     std::size_t const size = readRaw(head, sizeof head);
     mHead.assign(head, head + size);
-    if (HexText::isBegunBy(mHead))
+    if (HexText::isText(mHead))
     {
         mHexText.emplace();
     }
@@ -69,7 +69,7 @@ std::size_t CaptureFile::readHex(unsigned char* aBytes, std::size_t aSize)
 {
     std::size_t decoded = 0;
     bool isAtEnd = false;
-    // A piece of the text may hold comments only.
+    // A piece of the text may contain only comments.
     while (decoded == 0 && !isAtEnd)
     {
         std::size_t const size = readRaw(aBytes, aSize);
@@ -80,7 +80,7 @@ std::size_t CaptureFile::readHex(unsigned char* aBytes, std::size_t aSize)
     {
         mHexText->end();
     }
-    // What stands before the mistake comes first.
+    // The bytes before the error are returned first.
     if (decoded == 0 && mHexText->complaint())
     {
         throw CaptureError(mName + ":" + *mHexText->complaint());

@@ -1,5 +1,5 @@
 /// @file
-/// The file that a capture is read from.
+/// The file from which a capture is read.
 #pragma once
 
 #include <cstddef>
@@ -13,28 +13,29 @@
 
 namespace qzagent
 {
-/// A capture that cannot be read, or not to its end. The text names the file and the place.
+/// Thrown when a capture cannot be read. The text names the file and, for damage, the position.
 class CaptureError : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The encoded bytes of a capture, which the file holds as they are or as commented hexadecimal text.
+/// The encoded bytes of a capture. The file contains them directly or as commented hexadecimal text.
 class CaptureFile
 {
 public:
-    /// @param aPath "-" for standard input
-    /// @throws CaptureError
+    /// @param aPath path of the file; "-" for standard input
+    /// @throws CaptureError when the file cannot be opened or read
     explicit CaptureFile(std::string const& aPath);
 
-    /// The file as messages name it.
+    /// Name of the file for messages.
     std::string const& name() const { return mName; }
 
     /// Reads the next bytes.
-    /// @param aSize for how many there is room, at least HexText::headSize
-    /// @return their number; 0 at the end
-    /// @throws CaptureError
+    /// @param aBytes buffer for the bytes
+    /// @param aSize  size of the buffer, at least HexText::headSize
+    /// @return number of bytes; 0 at the end
+    /// @throws CaptureError when the file cannot be read, or is text that is not hexadecimal
     std::size_t read(unsigned char* aBytes, std::size_t aSize);
 
 private:
@@ -43,7 +44,7 @@ private:
 
     std::string mName;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> mFile;
-    std::string mHead;  ///< read already, for the form to be known
+    std::string mHead;  ///< first bytes, read ahead to recognise the form
     std::optional<HexText> mHexText;
 };
 }  // namespace qzagent

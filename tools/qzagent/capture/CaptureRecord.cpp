@@ -23,10 +23,10 @@ namespace
 constexpr unsigned int wwnSize = 8;
 constexpr unsigned int longestHead = 9;
 
-/// More the library's stream cannot look at.
+/// The library's stream cannot hold more bytes.
 constexpr unsigned int largestSize = std::numeric_limits<unsigned int>::max();
 
-/// The library has the last word on what a record is.
+/// Decodes the record with the library too, which decides what a valid record is.
 void checkWithLibrary(unsigned char const* aBytes, unsigned int aSize)
 {
     QZCEncodableInStream in(aBytes, aSize);
@@ -52,7 +52,7 @@ public:
         }
         catch (QZCEncodingEx const& error)
         {
-            // The position in the text is one in these bytes only; the stream stays at what it refuses.
+            // The position in the text counts from these bytes. The stream stays at the element that it refuses.
             std::string const text = error.what();
             throw RecordDamage(text.substr(text.find(": ") + 2), position(), mayBeCut());
         }
@@ -81,7 +81,7 @@ private:
         return record;
     }
 
-    /// The library takes names of any length for names of 8 bytes.
+    /// Reads a name and checks its length, which the library does not.
     std::string readWwn()
     {
         unsigned int const start = position();
@@ -108,7 +108,7 @@ private:
 
     unsigned int position() const { return mSize - mIn.getRemaining(); }
 
-    /// A head is whole in so many bytes; behind one of a byte string its body may still be wanting.
+    /// When longestHead bytes remain, the next head is complete. Only the body of a byte string can then be truncated.
     bool mayBeCut() const
     {
         if (mSize == largestSize || mIn.getRemaining() < longestHead)

@@ -1,5 +1,5 @@
 /// @file
-/// One record of a capture, with its members.
+/// Decodes one record of a capture.
 #pragma once
 
 #include <cstddef>
@@ -10,18 +10,19 @@
 
 namespace qzagent
 {
-/// Scope data, which itself gives nothing away but its encoded form: read from that a second time.
+/// The contents of scope data. QZCScopeData has no getters, so they are read from its encoded form.
 struct CaptureRecord
 {
-    std::size_t mSize;  ///< of the encoded form, in bytes
+    std::size_t mSize;  ///< size of the encoded form in bytes
     unsigned int mCategory;
     unsigned int mSubcategory;
-    std::optional<std::string> mFirstWwn;  ///< as 10:00:00:00:c9:2a:3b:4c; both names or none
+    std::optional<std::string>
+        mFirstWwn;  ///< in the form 10:00:00:00:c9:2a:3b:4c; a record has both names or neither
     std::optional<std::string> mSecondWwn;
     std::optional<std::vector<unsigned char>> mPayload;
 };
 
-/// Bytes that do not begin with a record. The text says what was expected and what was found.
+/// Thrown for bytes that do not begin with a record. The text says what was expected and what was found.
 class RecordDamage : public std::runtime_error
 {
 public:
@@ -30,10 +31,10 @@ public:
     {
     }
 
-    /// Where in the bytes the element stands that was refused.
+    /// Position of the invalid element in the bytes.
     std::size_t position() const { return mPosition; }
 
-    /// Whether it may be that nothing but further bytes are missing.
+    /// Whether the record may only be truncated, so that more bytes could complete it.
     bool mayBeCut() const { return mMayBeCut; }
 
 private:
@@ -41,7 +42,8 @@ private:
     bool mMayBeCut;
 };
 
-/// Decodes the record that the bytes begin with; others may follow.
-/// @throws RecordDamage; QZCNoMemoryEx
+/// Decodes the record at the beginning of the bytes, which other records may follow.
+/// @throws RecordDamage when the bytes do not begin with a record
+/// @throws QZCNoMemoryEx when memory is exhausted
 CaptureRecord decodeRecord(unsigned char const* aBytes, std::size_t aSize);
 }  // namespace qzagent

@@ -21,7 +21,7 @@ namespace qzagent
 {
 namespace
 {
-/// The bytes of a file, read in place.
+/// A file mapped into memory for reading.
 class MappedFile
 {
 public:
@@ -50,10 +50,10 @@ private:
 
 CaptureWriter::CaptureWriter(std::string const& aPath)
     : mPath(aPath),
-      // Not to wait here for the other end of a pipe.
+      // O_NONBLOCK keeps open() from waiting for the other end of a pipe.
       mDescriptor(::open(aPath.c_str(), O_RDWR | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666))
 {
-    // A file that may not grow any more is reported like any other write error.
+    // Exceeding the file size limit must be a write error, not a signal.
     std::signal(SIGXFSZ, SIG_IGN);
     if (mDescriptor.number() < 0)
     {
@@ -62,8 +62,8 @@ CaptureWriter::CaptureWriter(std::string const& aPath)
     checkKind();
     if (mIsFile)
     {
-        keepOthersOut();
-        readThrough();
+        lock();
+        checkRecords();
     }
 }
 
@@ -77,7 +77,7 @@ void CaptureWriter::append(unsigned char const* aRecord, std::size_t aLength)
         {
             std::string const reason = std::strerror(errno);
             refuse(fmt::format("{}; its {} records are safe{}", reason, mNumberOfRecords,
-                               cutOff(written) ? "" : ", but part of another follows them"));
+                               removePartialRecord(written) ? "" : ", but a partial record follows them"));
         }
         written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
@@ -103,20 +103,20 @@ void CaptureWriter::checkKind()
     mIsFile = S_ISREG(status.st_mode);
     if (!mIsFile && !S_ISCHR(status.st_mode))
     {
-        refuse("it is not a file");
+        refuse("it is neither a file nor a character device");
     }
 }
 
-void CaptureWriter::keepOthersOut()
+void CaptureWriter::lock()
 {
-    // Where files cannot be locked there is nothing to know of others.
+    // Other errors mean that the file system does not support locks.
     if (::flock(mDescriptor.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
     {
         refuse("another process is writing to it");
     }
 }
 
-void CaptureWriter::readThrough()
+void CaptureWriter::checkRecords()
 {
     auto const size = static_cast<std::size_t>(::lseek(mDescriptor.number(), 0, SEEK_END));
     if (size == 0)
@@ -143,19 +143,21 @@ std::size_t CaptureWriter::sizeOfRecord(unsigned char const* aBytes, std::size_t
     }
     catch (RecordDamage const& damage)
     {
-        refuse(fmt::format("it is not a whole capture: at byte {}: {}; its first {} records end at byte {}",
-                           mSize + damage.position(), damage.what(), mNumberOfRecords, mSize));
+        refuse(
+            fmt::format("it is not a complete capture: at byte {}: {}; its first {} records end at byte {}",
+                        mSize + damage.position(), damage.what(), mNumberOfRecords, mSize));
     }
 }
 
-/// @return whether the file ends with its last record again
-bool CaptureWriter::cutOff(std::size_t aLength)
+/// @param aLength number of bytes of the partial record
+/// @return whether the file ends with its last complete record
+bool CaptureWriter::removePartialRecord(std::size_t aLength)
 {
     if (aLength == 0 || !mIsFile)
     {
         return aLength == 0;
     }
-    // Somebody who does not heed the lock may have written too.
+    // A process that ignores the lock may have written as well.
     auto const size = static_cast<std::size_t>(::lseek(mDescriptor.number(), 0, SEEK_END));
     return size == mSize + aLength && ::ftruncate(mDescriptor.number(), static_cast<off_t>(mSize)) == 0;
 }

@@ -1,5 +1,5 @@
 /// @file
-/// The file that events are recorded in.
+/// The file in which events are recorded.
 #pragma once
 
 #include <cstddef>
@@ -11,45 +11,46 @@
 
 namespace qzagent
 {
-/// A capture that cannot be opened or written. The text names the file.
+/// Thrown when a capture cannot be opened or written. The text names the file.
 class CaptureWriteError : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Appends records to a capture, which is a plain sequence of encoded scope data. Each record is written at once, so
-/// that whatever ends the process leaves at most the last one cut. What was there before is never changed.
+/// Appends records to a capture, which is a plain sequence of encoded scope data. Each record is written with one call,
+/// so a crash truncates at most the last record. Existing records are never changed.
 class CaptureWriter
 {
 public:
-    /// Opens the capture, or begins a new one. Other writers are kept from it as long as this one lives.
-    /// @throws CaptureWriteError also when what is there is not a whole capture
+    /// Opens or creates the capture, and locks it against other writers while this object exists.
+    /// @throws CaptureWriteError when the file cannot be opened, is locked, or is not a complete capture
     explicit CaptureWriter(std::string const& aPath);
 
-    /// Appends one record. When it cannot be written in full, none of it stays.
-    /// @throws CaptureWriteError
+    /// Appends one record. A record that cannot be written in full is removed again.
+    /// @param aRecord the complete encoded form of a record
+    /// @throws CaptureWriteError when the record cannot be written in full
     void append(unsigned char const* aRecord, std::size_t aLength);
 
     /// Returns when all records are on the device.
-    /// @throws CaptureWriteError
+    /// @throws CaptureWriteError when the device reports an error
     void sync();
 
-    /// How many records the capture has, those that were there before among them.
+    /// Number of records in the capture, including those that were there before.
     std::uint64_t numberOfRecords() const { return mNumberOfRecords; }
 
 private:
     void checkKind();
-    void keepOthersOut();
-    void readThrough();
+    void lock();
+    void checkRecords();
     std::size_t sizeOfRecord(unsigned char const* aBytes, std::size_t aSize) const;
-    bool cutOff(std::size_t aLength);
+    bool removePartialRecord(std::size_t aLength);
     [[noreturn]] void refuse(std::string const& aReason) const;
 
     std::string const mPath;
     Descriptor const mDescriptor;
-    bool mIsFile = false;  ///< not a device, which has no size
+    bool mIsFile = false;  ///< false for a device, which has no size
     std::uint64_t mNumberOfRecords = 0;
-    std::size_t mSize = 0;  ///< of all records in bytes
+    std::size_t mSize = 0;  ///< size of all records in bytes
 };
 }  // namespace qzagent

@@ -1,5 +1,5 @@
 /// @file
-/// Bytes as people read them.
+/// Formats bytes as hexadecimal text.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace qzagent
 {
-/// @return two hexadecimal digits a byte
+/// @return two hexadecimal digits for each byte
 std::string hexOf(std::vector<unsigned char> const& aBytes);
 
-/// @return a line for each 16 bytes: the offset, the bytes, and those of them that are printable ASCII
+/// @return a line for each 16 bytes: the offset, the bytes, and their printable ASCII characters
 std::string hexDumpOf(std::vector<unsigned char> const& aBytes);
 }  // namespace qzagent

@@ -23,12 +23,17 @@ std::optional<unsigned int> digitOf(char aCharacter)
 }
 }  // namespace
 
-// A record begins with two unsigned integers, whose heads are the bytes 00 to 1b, and a bool, f4 or f5. Of the
-// characters that may precede the first digit, tab and line ends (09, 0a, 0d) are such heads too, a blank (20)
-// is not; digits (30 to 39, 41 to 46, 61 to 66) and the comment's beginning (23) are neither heads nor a bool.
-// So where a record begins, there is no digit behind at most two such characters, and never a third of them:
-// what has either is text.
-bool HexText::isBegunBy(std::string const& aHead)
+// A record begins with two unsigned integers, whose heads are the bytes 00 to 1b, and a bool, f4 or f5.
+//
+//   character          bytes                             head of an integer   bool
+//   tab, line ends     09, 0a, 0d                        yes                  no
+//   blank              20                                no                   no
+//   digits             30 to 39, 41 to 46, 61 to 66      no                   no
+//   #                  23                                no                   no
+//
+// So at most two white space characters begin a record, and the next byte is neither a digit nor #. A capture that
+// begins differently is text.
+bool HexText::isText(std::string const& aHead)
 {
     for (char const character : aHead)
     {
@@ -63,7 +68,7 @@ void HexText::end()
     }
 }
 
-/// @return the byte that the character completes, if it does
+/// @return the byte that the character completes; none when it completes no byte
 std::optional<unsigned char> HexText::take(char aCharacter)
 {
     if (mIsInComment)

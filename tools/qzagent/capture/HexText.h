@@ -1,5 +1,5 @@
 /// @file
-/// Bytes written down as text, with comments.
+/// Decodes commented hexadecimal text.
 #pragma once
 
 #include <cstddef>
@@ -8,27 +8,26 @@
 
 namespace qzagent
 {
-/// Decodes text in pieces: pairs of hexadecimal digits, between them blanks, tabs and line ends, and comments
-/// from `#` to the end of the line.
+/// Decodes text piece by piece. The text consists of pairs of hexadecimal digits, separated by blanks, tabs and line
+/// ends, and of comments from `#` to the end of the line.
 class HexText
 {
 public:
-    /// How many bytes isBegunBy() looks at.
+    /// Number of bytes that isText() examines.
     static constexpr std::size_t headSize = 3;
 
-    /// Whether a capture that begins with these bytes is text, and not encoded records.
-    /// @param aHead its first headSize bytes; fewer when it has no more
-    static bool isBegunBy(std::string const& aHead);
+    /// @param aHead the first headSize bytes of a capture, fewer when it is shorter
+    /// @return whether the capture is text and not encoded records
+    static bool isText(std::string const& aHead);
 
-    /// Decodes the next piece of the text in its place. Stops for good at the first character that does not
-    /// belong there.
-    /// @return number of bytes that the piece begins with now
+    /// Decodes the next piece of the text in place. Decoding stops at the first invalid character.
+    /// @return number of decoded bytes at the beginning of the piece
     std::size_t decode(unsigned char* aPiece, std::size_t aSize);
 
-    /// The text ends here, which the second digit of a pair does not expect.
+    /// Marks the end of the text. Ending after the first digit of a pair is an error.
     void end();
 
-    /// @return "LINE:COLUMN: expected ..., found ..." when decoding has stopped; none while it has not
+    /// @return "LINE:COLUMN: expected ..., found ..." after an error; none otherwise
     std::optional<std::string> const& complaint() const { return mComplaint; }
 
 private:
@@ -40,7 +39,7 @@ private:
     std::size_t mLine = 1;
     std::size_t mColumn = 1;  ///< in bytes
     bool mIsInComment = false;
-    std::optional<unsigned int> mFirstDigit;  ///< of a pair whose second has not come yet
+    std::optional<unsigned int> mFirstDigit;  ///< first digit of a pair whose second digit is pending
     std::optional<std::string> mComplaint;
 };
 }  // namespace qzagent

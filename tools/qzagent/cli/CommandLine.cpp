@@ -30,8 +30,8 @@ bool isColoured(Output const& aOutput)
 
 std::string footer(std::string const& aExamples)
 {
-    std::string text =
-        "Examples:\n" + aExamples + "\n--json and --trace may stand before or after the verb.\n\nExit codes:";
+    std::string text = "Examples:\n" + aExamples +
+                       "\n--json and --trace can be given before or after the verb.\n\nExit codes:";
     for (ExitCodeEntry const& entry : exitCodes)
     {
         text += fmt::format("\n  {}  {}", static_cast<int>(entry.mCode), entry.mMeaning);
@@ -39,7 +39,7 @@ std::string footer(std::string const& aExamples)
     return text;
 }
 
-/// To the parser a verb is optional, so that a missing one is told of in words of our own.
+/// Shows the verb as required. For the parser it is optional, so that qzagent reports a missing verb in its own words.
 class HelpFormatter : public CLI::Formatter
 {
 public:
@@ -50,7 +50,7 @@ public:
     }
 };
 
-/// A number as people write it; the parser by itself would take 010 for 8.
+/// Accepts decimal numbers without leading zeros. The parser itself would read 010 as 8.
 CLI::Validator numberWithin(Bounds const& aBounds)
 {
     auto const complaint = [aBounds](std::string const& aText)
@@ -67,7 +67,7 @@ CLI::Validator numberWithin(Bounds const& aBounds)
     return {complaint, ""};
 }
 
-/// @param aRequest for the help or the version
+/// @return the text of the help or of the version, whichever the arguments request
 std::string answerTo(CLI::Success const& aRequest, CLI::App const& aParser)
 {
     std::ostringstream text;
@@ -107,12 +107,13 @@ void ArgumentList::addNumberTo(std::function<void(std::uint64_t)> const& aSet, c
 }
 
 CommandLine::CommandLine()
-    : mParser(std::make_unique<CLI::App>("Reference agent over the adapters of this host.", toolName))
+    : mParser(std::make_unique<CLI::App>("Reference agent for the Fibre Channel adapters of this host.",
+                                         toolName))
 {
     mParser->set_version_flag("--version", fmt::format("{} {}", toolName, QZAGENT_VERSION));
     ArgumentList ofAllVerbs(*mParser);
-    ofAllVerbs.addFlag("--json", mIsJson, "Answer with a JSON document instead of text");
-    ofAllVerbs.addFlag("--trace", mIsTraced, "Show the trace of the library on standard error");
+    ofAllVerbs.addFlag("--json", mIsJson, "Print a JSON document instead of text");
+    ofAllVerbs.addFlag("--trace", mIsTraced, "Print the library's trace on standard error");
     mParser->fallthrough();
     mParser->require_subcommand(0, 1);
     mParser->formatter(std::make_shared<HelpFormatter>());
@@ -148,7 +149,7 @@ std::optional<std::string> CommandLine::parse(int aCount, char const* const* aAr
     }
     if (!mVerb)
     {
-        throw Misuse("a verb is missing: " + verbNames());
+        throw Misuse("no verb given; the verbs are " + verbNames());
     }
     return {};
 }
@@ -169,7 +170,7 @@ std::string CommandLine::verbNames() const
     std::string names;
     for (CLI::App const* const verb : mParser->get_subcommands([](CLI::App const*) { return true; }))
     {
-        names += (names.empty() ? "" : " or ") + verb->get_name();
+        names += (names.empty() ? "" : ", ") + verb->get_name();
     }
     return names;
 }

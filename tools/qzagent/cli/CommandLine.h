@@ -1,5 +1,5 @@
 /// @file
-/// The command line of the tool: its verbs, their options, and what they ask for.
+/// The command line of qzagent: its verbs, their options, and the parsed values.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/Report.h"
 
-// Only the source knows the parser: it takes seconds to compile.
+// Only the source file includes the parser, which takes seconds to compile.
 namespace CLI
 {
 class App;
@@ -22,54 +22,57 @@ namespace qzagent
 {
 constexpr char const* toolName = "qzagent";
 
-/// What a verb works with, beside its own options.
+/// What a verb works with in addition to its own options.
 struct Setting
 {
     Report& mReport;
     Output& mOutput;
     bool mIsJson;
     bool mIsTraced;
-    bool mIsColoured;  ///< whether text may be coloured
+    bool mIsColoured;  ///< whether the text output uses colours
 };
 
-/// Does what a verb is there for.
-/// @return what is to be shown; none when the verb has written its output itself, as it went
+/// Runs a verb.
+/// @return the result to print; none when the verb has already written its output
 using Verb = std::function<std::optional<Answer>(Setting const&)>;
 
-/// The arguments were not understood.
+/// Thrown when the arguments are invalid.
 class Misuse : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Of a number, both included.
+/// The smallest and the largest valid value of a number.
 struct Bounds
 {
     std::uint64_t mSmallest;
     std::uint64_t mLargest;
 };
 
-/// What the tool or a verb takes. What is given by reference is set when the arguments are parsed.
+/// The arguments of the tool or of a verb. Parsing sets the variables that are passed by reference.
 class ArgumentList
 {
 public:
     explicit ArgumentList(CLI::App& aParser) : mParser(aParser) {}
 
-    /// An argument that is known by its place, and must be there.
+    /// Adds a required positional argument.
     void addPositional(char const* aName, std::string& aText, char const* aDescription);
 
-    /// One that may be left out.
+    /// Adds an optional positional argument.
     void addPositional(char const* aName, std::optional<std::string>& aText, char const* aDescription);
 
+    /// Adds an option without a value.
     void addFlag(char const* aName, bool& aFlag, char const* aDescription);
 
-    /// @param aValue what the help calls the text
+    /// Adds an option that takes a text.
+    /// @param aValue placeholder for the text in the help
     void addText(char const* aName, char const* aValue, std::optional<std::string>& aText,
                  char const* aDescription);
 
-    /// @param aValue   what the help calls the number
-    /// @param aNumber of any type that holds what is within the bounds, also an optional one
+    /// Adds an option that takes a number.
+    /// @param aValue   placeholder for the number in the help
+    /// @param aNumber  an integer, or an optional integer, whose type holds every number within the bounds
     template <typename Number>
     void addNumber(char const* aName, char const* aValue, Bounds const& aBounds, Number& aNumber,
                    char const* aDescription)
@@ -91,21 +94,22 @@ public:
     CommandLine();
     ~CommandLine();
 
-    /// @param aExamples lines of the help, each with its line end
-    /// @return the verb's arguments, to be added to
+    /// @param aExamples lines for the help, each with its line end
+    /// @return the verb's argument list, to which the caller adds its arguments
     ArgumentList addVerb(char const* aName, char const* aDescription, char const* aExamples,
                          Verb const& aVerb);
 
-    /// @return the help or the version, when that was asked for: then there is no verb to be run
-    /// @throws Misuse
+    /// @return the help or the version if the arguments ask for it, and then there is no verb to run; none otherwise
+    /// @throws Misuse when the arguments are invalid or name no verb
     std::optional<std::string> parse(int aCount, char const* const* aArguments);
 
-    /// The verb, or the tool itself when the arguments name none.
+    /// @return name of the verb; name of the tool when the arguments name no verb
     std::string command() const;
 
     bool isTraced() const { return mIsTraced; }
 
-    /// Runs the verb that the arguments named.
+    /// Runs the verb that the arguments name.
+    /// @return the result to print; none when the verb has already written its output
     std::optional<Answer> run(Report& aReport, Output& aOutput) const;
 
 private:

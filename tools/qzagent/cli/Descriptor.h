@@ -1,15 +1,16 @@
 /// @file
-/// A file descriptor that is closed with its owner.
+/// Owner of a file descriptor.
 #pragma once
 
 #include <unistd.h>
 
 namespace qzagent
 {
+/// Closes its file descriptor when it is destroyed.
 class Descriptor
 {
 public:
-    /// @param aNumber -1 for none
+    /// @param aNumber the file descriptor; -1 for none
     explicit Descriptor(int aNumber) : mNumber(aNumber) {}
     ~Descriptor()
     {

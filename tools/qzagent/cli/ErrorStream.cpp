@@ -19,11 +19,11 @@ namespace qzagent
 namespace
 {
 constexpr char const* eraseLine = "\r\x1b[K";
-// The terminal cuts the line where it ends, so that there is one line to erase.
+// The terminal cuts the status at its margin, so that it takes one line, which can be erased.
 constexpr char const* stopAtMargin = "\x1b[?7l";
 constexpr char const* wrapAtMargin = "\x1b[?7h";
 
-/// Nothing can be said about an error here; to the caller it is that nothing was written.
+/// Errors are reported as zero bytes written: there is no other place to report them.
 std::size_t writeToDescriptor(char const* aText, std::size_t aLength)
 {
     return static_cast<std::size_t>(std::max<ssize_t>(::write(STDERR_FILENO, aText, aLength), 0));
@@ -34,10 +34,10 @@ ErrorStream::ErrorStream() : mStream(::fopencookie(this, "w", {nullptr, &write, 
 {
     if (mStream == nullptr)
     {
-        throw std::system_error(errno, std::generic_category(), "cannot make a stream");
+        throw std::system_error(errno, std::generic_category(), "cannot create the error stream");
     }
     std::setvbuf(mStream, nullptr, _IONBF, 0);
-    // In the GNU C library these are variables that everybody prints through.
+    // In the GNU C library these are variables, and all code prints through them.
     stdout = mStream;
     stderr = mStream;
     takeLog();

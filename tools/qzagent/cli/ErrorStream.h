@@ -1,5 +1,5 @@
 /// @file
-/// The standard error of the tool, on which each of its lines starts a line.
+/// The standard error of the process, on which each line of the tool starts at the left margin.
 #pragma once
 
 #include <cstddef>
@@ -11,34 +11,35 @@
 
 namespace qzagent
 {
-/// Stands between the process and its standard error, to know where a line of another writer was left
-/// unfinished: the HBA API's common library does so. What is printed to `stdout`, which is not the
-/// libraries' to write to, comes here too. The library's log lines are written as the tool's own lines are.
+/// Replaces `stdout` and `stderr` of the process with a stream that writes to standard error and knows whether the last
+/// line is complete. The HBA API library leaves lines unfinished; the tool's own lines and the log lines then start on a
+/// new line. `stdout` is replaced because standard output belongs to the tool's result, not to the libraries.
 ///
-/// One is made at the start, after Output, and lives as long as anything is printed.
+/// main() creates one object, after Output, which outlives everything that prints.
 class ErrorStream
 {
 public:
+    /// @throws std::system_error when the stream cannot be created
     ErrorStream();
     ~ErrorStream();
     ErrorStream(ErrorStream const&) = delete;
     ErrorStream& operator=(ErrorStream const&) = delete;
 
-    /// The library's log lines come here from now on, as they do from the start.
+    /// Directs the log lines to this stream again. They go there from the start, until another log sink is set.
     void takeLog();
 
-    /// Writes a line of its own. Thread-safe.
-    /// @param aLine the text with its line end
+    /// Writes a line, on a new line if the last one is unfinished. Thread-safe.
+    /// @param aLine the line with its line end
     void writeLine(std::string_view aLine);
 
-    /// Whether a status can be shown: a terminal is there that can erase it again.
+    /// @return whether standard error is a terminal that can erase a line, so that a status can be shown
     static bool canShowStatus();
 
-    /// Shows a line in place of the status so far. Whatever is written next takes its place. Thread-safe.
-    /// @param aStatus printable
+    /// Shows a status line in place of the previous one. The next output replaces it. Thread-safe.
+    /// @param aStatus printable text
     void showStatus(std::string const& aStatus);
 
-    /// Erases the status, if there is one. Thread-safe.
+    /// Erases the status line, if one is shown. Thread-safe.
     void eraseStatus();
 
 private:

@@ -1,5 +1,5 @@
 /// @file
-/// The exit codes of the tool: one table, from which the help and the verb explain speak.
+/// The exit codes of qzagent: the table behind the help and the verb explain.
 #pragma once
 
 #include <array>
@@ -8,7 +8,7 @@ namespace qzagent
 {
 enum class ExitCode : int
 {
-    allWell = 0,
+    success = 0,
     failed = 1,
     misused = 2
 };
@@ -16,8 +16,8 @@ enum class ExitCode : int
 struct ExitCodeEntry
 {
     ExitCode mCode;
-    char const* mMeaning;  ///< in one line
-    char const* mAdvice;   ///< what to do about it, in one line
+    char const* mMeaning;  ///< one line
+    char const* mAdvice;   ///< what the user can do, one line
 };
 
 extern std::array<ExitCodeEntry, 3> const exitCodes;

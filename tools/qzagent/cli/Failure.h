@@ -1,5 +1,5 @@
 /// @file
-/// What an exception tells.
+/// The class, the text and the code of an exception.
 #pragma once
 
 #include <exception>
@@ -11,9 +11,9 @@ namespace qzagent
 {
 struct Failure
 {
-    std::string mException;  ///< name of its class
+    std::string mException;  ///< name of the exception's class
     std::string mText;
-    unsigned int mCode;  ///< of an exception without a code: the exit code that it leads to
+    unsigned int mCode;  ///< the exit code that it causes, for an exception without a code
 };
 
 Failure failureOf(std::exception const& aException);

@@ -15,14 +15,14 @@ namespace qzagent
 {
 namespace
 {
-constexpr mode_t readableByAll = 0666;  // less what the umask takes away
+constexpr mode_t defaultMode = 0666;  // the umask removes bits
 
 [[noreturn]] void refuse(std::string const& aPath, int aError)
 {
     throw std::system_error(aError, std::generic_category(), "cannot write " + aPath);
 }
 
-/// @return the error; 0 for none
+/// @return the error number; 0 on success
 int writeAll(int aDescriptor, QZCBuffer const& aContent)
 {
     unsigned char const* const bytes = aContent;
@@ -50,7 +50,7 @@ void expectNoFile(std::string const& aPath)
 
 void writeNewFile(std::string const& aPath, QZCBuffer const& aContent)
 {
-    int const descriptor = ::open(aPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, readableByAll);
+    int const descriptor = ::open(aPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, defaultMode);
     if (descriptor < 0)
     {
         refuse(aPath, errno);

@@ -1,5 +1,5 @@
 /// @file
-/// Files that the agent makes.
+/// Files that the agent creates and never replaces.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 
 namespace qzagent
 {
-/// @throws std::system_error "cannot write PATH: File exists" when there is one
+/// @throws std::system_error "cannot write PATH: File exists" when the path exists
 void expectNoFile(std::string const& aPath);
 
-/// Makes a file with the content. Nothing is left of it when that fails, and no file is ever replaced.
-/// @throws std::system_error "cannot write PATH: ..."
+/// Creates a file with the content. On failure no file remains.
+/// @throws std::system_error "cannot write PATH: ..." when the file exists, or cannot be created or written in full
 void writeNewFile(std::string const& aPath, QZCBuffer const& aContent);
 }  // namespace qzagent

@@ -16,9 +16,9 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::size_t usualWidth = 80;
+constexpr std::size_t defaultWidth = 80;
 
-/// A standard descriptor that is closed would become the number of the next file that somebody opens.
+/// Opens closed standard descriptors, whose numbers would otherwise go to the next files that are opened.
 void openStandardDescriptors()
 {
     for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -41,7 +41,7 @@ int takeStandardOutput()
 
 Output::Output() : mDescriptor(takeStandardOutput())
 {
-    // A reader that went away is reported like any other write error, after everything was freed.
+    // A closed pipe must be a write error, so that everything is released and reported as usual.
     std::signal(SIGPIPE, SIG_IGN);
 }
 
@@ -58,7 +58,7 @@ bool Output::isTerminal() const { return mDescriptor >= 0 && ::isatty(mDescripto
 std::size_t Output::width() const
 {
     winsize size{};
-    return ::ioctl(mDescriptor, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usualWidth;
+    return ::ioctl(mDescriptor, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : defaultWidth;
 }
 
 bool Output::waitForRoom(int aDescriptor) const

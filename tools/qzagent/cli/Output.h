@@ -1,5 +1,5 @@
 /// @file
-/// The standard output of the tool, kept clean of what the libraries print there.
+/// The standard output of the tool, to which nothing else in the process can write.
 #pragma once
 
 #include <cstddef>
@@ -7,8 +7,8 @@
 
 namespace qzagent
 {
-/// Takes standard output over for the process: whatever else writes to it from now on reaches standard error.
-/// One is made at the very start.
+/// Takes over standard output: everything else in the process that writes to it reaches standard error instead.
+/// main() creates one object before anything else.
 class Output
 {
 public:
@@ -19,15 +19,15 @@ public:
 
     bool isTerminal() const;
 
-    /// Columns that a line may take: those of the terminal; 80 where there is none, or none that tells.
+    /// @return number of columns of the terminal; 80 when there is no terminal or its width is unknown
     std::size_t width() const;
 
-    /// Waits until some text can be written, or it is known that none can.
-    /// @param aDescriptor ends the waiting too, when there is something to read from it
-    /// @return whether write() of at most PIPE_BUF bytes will not wait
+    /// Waits until standard output accepts text or reports an error, or until the descriptor becomes readable.
+    /// @param aDescriptor the descriptor that ends the wait early
+    /// @return whether write() of at most PIPE_BUF bytes returns without blocking
     bool waitForRoom(int aDescriptor) const;
 
-    /// @throws std::system_error "cannot write standard output: ..." unless all of it was written
+    /// @throws std::system_error "cannot write standard output: ..." when the text cannot be written in full
     void write(std::string const& aText);
 
 private:

@@ -11,7 +11,7 @@ namespace qzagent
 {
 namespace
 {
-/// @return how many bytes the printable character at aPosition has; 0 when there is none
+/// @return number of bytes of the printable character at aPosition; 0 when there is none
 std::size_t printableLength(std::string const& aText, std::size_t aPosition)
 {
     if (aText.compare(aPosition, 2, "\\x") == 0)
@@ -22,7 +22,7 @@ std::size_t printableLength(std::string const& aText, std::size_t aPosition)
     wchar_t character = 0;
     std::size_t const left = aText.size() - aPosition;
     std::size_t const length = std::mbrtowc(&character, &aText[aPosition], left, &state);
-    // What is cut or not a character at all is reported by lengths beyond any text.
+    // For truncated and invalid characters mbrtowc() returns values that are larger than any length.
     bool const isPrintable = length <= left && std::iswprint(static_cast<std::wint_t>(character));
     return isPrintable ? length : 0;
 }

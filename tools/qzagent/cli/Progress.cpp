@@ -12,7 +12,7 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::chrono::milliseconds patience(1000);
+constexpr std::chrono::milliseconds delay(1000);
 constexpr std::chrono::milliseconds interval(100);
 }  // namespace
 
@@ -49,7 +49,7 @@ void Progress::show()
 {
     auto const isEnded = [this] { return mIsEnded; };
     std::unique_lock lock(mMutex);
-    for (auto wait = patience; !mEnd.wait_for(lock, wait, isEnded); wait = interval)
+    for (auto wait = delay; !mEnd.wait_for(lock, wait, isEnded); wait = interval)
     {
         mErrors.showStatus(printable(mStep) + "...");
     }

@@ -1,5 +1,5 @@
 /// @file
-/// Tells on a terminal what the tool waits for.
+/// Shows on a terminal what the tool is waiting for.
 #pragma once
 
 #include <condition_variable>
@@ -11,19 +11,19 @@
 
 namespace qzagent
 {
-/// Shows the step that a piece of work is at, once the work takes longer than a second, and until it ends with
-/// this object. The steps are shown by a thread, as the one that works may sleep in the libraries.
+/// Shows the current step of a task that takes longer than a second, until this object is destroyed. A separate thread
+/// shows the steps, because the working thread can sleep in the libraries.
 class Progress
 {
 public:
-    /// @param aErrors must live longer
-    /// @param aIsShown false for nothing to be shown, ever
+    /// @param aErrors  must outlive this object
+    /// @param aIsShown false to show nothing
     Progress(ErrorStream& aErrors, bool aIsShown);
     ~Progress();
     Progress(Progress const&) = delete;
     Progress& operator=(Progress const&) = delete;
 
-    /// The work is at this step from now on.
+    /// Sets the current step.
     void setStep(std::string const& aStep);
 
 private:

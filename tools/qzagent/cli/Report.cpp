@@ -34,7 +34,7 @@ void Report::addError(ExitCode aCode, std::string const& aText)
 
 void Report::addNote(std::string const& aText)
 {
-    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::allWell), {}, {}, {}}, ExitCode::allWell);
+    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}, {}}, ExitCode::success);
 }
 
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const

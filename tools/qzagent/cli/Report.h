@@ -1,5 +1,5 @@
 /// @file
-/// What a run has to say beside its result: its messages and the exit code they lead to.
+/// The messages of a run, and the exit code that they cause.
 #pragma once
 
 #include <optional>
@@ -14,39 +14,40 @@
 
 namespace qzagent
 {
-/// What a verb found, in the two forms in which it can be shown.
+/// The result of a verb, as JSON and as text.
 struct Answer
 {
     nlohmann::ordered_json mKeys = nlohmann::ordered_json::object();  ///< the verb's own keys
     std::string mText;
 };
 
-/// Collects the messages of one run. Each is also written to standard error, as one line, when it is added.
+/// Collects the messages of a run. Each message is also written to standard error as one line when it is added.
 class Report
 {
 public:
-    /// @param aErrors must live as long as the report
+    /// @param aErrors must outlive the report
     explicit Report(ErrorStream& aErrors) : mErrors(aErrors) {}
 
-    /// An exception was caught.
-    /// @param aAdapter    name of the adapter that it concerns, if any
-    /// @param aRemotePort name of the adapter's remote port that it concerns, if any
+    /// Adds the message of an exception.
+    /// @param aAdapter    name of the adapter that the exception concerns, if any
+    /// @param aRemotePort name of the adapter's remote port that the exception concerns, if any
     void addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter = {},
                     std::optional<std::string> const& aRemotePort = {});
 
-    /// The tool itself has to complain.
-    /// @param aCode the exit code that this leads to
+    /// Adds an error of the tool itself.
+    /// @param aCode the exit code that the error causes
     void addError(ExitCode aCode, std::string const& aText);
 
+    /// Adds a note, which leaves the exit code unchanged.
     void addNote(std::string const& aText);
 
-    /// Where the messages are written to.
+    /// The stream to which the messages are written.
     ErrorStream& errors() { return mErrors; }
 
-    /// The gravest code of all messages so far.
+    /// The highest exit code of the messages so far.
     ExitCode exitCode() const { return mExitCode; }
 
-    /// The JSON document of the run, with its line end: printable ASCII throughout, whatever the texts.
+    /// @return the JSON document of the run with its line end, in printable ASCII whatever the texts contain
     /// @param aCommand the verb
     /// @param aKeys    the verb's own keys
     std::string document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const;
@@ -68,6 +69,6 @@ private:
 
     ErrorStream& mErrors;
     std::vector<Message> mMessages;
-    ExitCode mExitCode = ExitCode::allWell;
+    ExitCode mExitCode = ExitCode::success;
 };
 }  // namespace qzagent

@@ -11,7 +11,7 @@ namespace qzagent
 {
 namespace
 {
-int holdBack()
+int blockSignals()
 {
     sigset_t signals;
     ::sigemptyset(&signals);
@@ -27,7 +27,7 @@ int holdBack()
 }
 }  // namespace
 
-StopSignals::StopSignals() : mDescriptor(holdBack()) {}
+StopSignals::StopSignals() : mDescriptor(blockSignals()) {}
 
 void StopSignals::take()
 {

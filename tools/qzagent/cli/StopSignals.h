@@ -1,26 +1,26 @@
 /// @file
-/// The signals by which a user ends what would go on.
+/// The signals with which a user stops a verb that runs until it is told to stop.
 #pragma once
 
 #include "tools/qzagent/cli/Descriptor.h"
 
 namespace qzagent
 {
-/// Holds SIGINT and SIGTERM back from now on, for the rest of the process, so that they end nothing in its middle and
-/// none of them is lost. One is made before other threads are.
+/// Blocks SIGINT and SIGTERM for the rest of the process, so that they interrupt nothing and none is lost. Create one
+/// object before any other thread starts: threads inherit the blocked signals.
 class StopSignals
 {
 public:
-    /// @throws std::system_error
+    /// @throws std::system_error "cannot wait for signals: ..." when no descriptor is available
     StopSignals();
 
-    /// For poll(): can be read from when a signal has come. Only take() reads from it.
+    /// For poll(): readable when a signal has arrived. Only take() reads from it.
     int descriptor() const { return mDescriptor.number(); }
 
-    /// Counts a signal, if one has come.
+    /// Counts a signal, if one has arrived.
     void take();
 
-    /// How many signals were taken.
+    /// Number of signals that take() has counted.
     unsigned int count() const { return mCount; }
 
 private:

@@ -16,7 +16,7 @@ namespace
 {
 constexpr std::size_t width = 100;
 
-/// All that the calls below can fail for is memory.
+/// The library calls in this file fail only when memory is exhausted.
 void check(bool aDone)
 {
     if (!aDone)
@@ -51,7 +51,7 @@ Table::Table(std::vector<Column> const& aColumns, bool aColoured) : mTable(scols
     {
         check(scols_table_new_column(mTable, column.mName, 0, flagsOf(column.mFit)) != nullptr);
     }
-    // The library would ask the standard output of the process, which is not where the table goes.
+    // The library would otherwise query the standard output of the process, where the table does not go.
     check(scols_table_set_termforce(mTable, SCOLS_TERMFORCE_ALWAYS) == 0);
     check(scols_table_set_termwidth(mTable, width) == 0);
     check(scols_table_enable_colors(mTable, aColoured) == 0);

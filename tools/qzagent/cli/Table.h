@@ -10,8 +10,8 @@ struct libscols_table;
 
 namespace qzagent
 {
-/// A table of at most 100 columns of text, in which no cell can do more than be shown: what the locale cannot
-/// print stands there as \xNN.
+/// A table whose lines are at most 100 characters wide. Bytes that the locale cannot print are shown as \xNN, so no
+/// cell can control the terminal.
 class Table
 {
 public:
@@ -19,8 +19,8 @@ public:
     {
         left,
         right,
-        wrapped,  ///< left, and broken into several lines when there is no room
-        tree      ///< left, behind lines that lead to it from the row above it in the tree
+        wrapped,  ///< left, and wrapped to several lines when it is too wide
+        tree      ///< left, after lines that connect it with its parent row
     };
 
     struct Column
@@ -34,7 +34,7 @@ public:
         Cell(std::string aText, char const* aColour = nullptr);
 
         std::string mText;
-        char const* mColour;  ///< as terminals name it ("red"); null for none
+        char const* mColour;  ///< name of the colour, such as "red"; null for none
     };
 
     /// @param aColoured whether colours are shown
@@ -43,13 +43,15 @@ public:
     Table(Table const&) = delete;
     Table& operator=(Table const&) = delete;
 
-    /// A row of the table, which owns it.
+    /// A row, which the table owns.
     using Row = libscols_line*;
 
     /// @param aCells  one for each column
-    /// @param aParent the row above it in the tree; null for none
+    /// @param aParent parent row in the tree; null for none
     Row addRow(std::vector<Cell> const& aCells, Row aParent = nullptr);
 
+    /// @return the table as text
+    /// @throws std::bad_alloc when memory is exhausted, as do all methods
     std::string text() const;
 
 private:

@@ -54,7 +54,7 @@ constexpr Name speeds[] = {
 constexpr Name classesOfService[] = {{0x01, "F"}, {0x02, "1"}, {0x04, "2"},
                                      {0x08, "3"}, {0x10, "4"}, {0x40, "6"}};
 
-/// A name of the standard, or the number that has none.
+/// @return the standard's name for the value; the value itself when it has no name
 template <std::size_t count>
 Fields nameOf(HBA_UINT32 aValue, Name const (&aNames)[count])
 {
@@ -63,9 +63,10 @@ Fields nameOf(HBA_UINT32 aValue, Name const (&aNames)[count])
     return found == std::end(aNames) ? Fields(aValue) : Fields(found->mText);
 }
 
-// Each of the following is null when the device left the field empty.
+// Each of the following functions returns null when the device left the field empty.
 
-/// A text that fills its field has no terminator. Libraries write "Unknown" where they find nothing.
+/// HBA libraries write "Unknown" for a text that they do not know.
+/// @param aField terminated by a null byte unless the text fills it
 template <std::size_t size>
 Fields text(char const (&aField)[size])
 {
@@ -89,7 +90,7 @@ Fields hexNumber(HBA_UINT32 aNumber, int aDigits)
     return aNumber == 0 ? Fields() : Fields(fmt::format("0x{:0{}x}", aNumber, aDigits));
 }
 
-/// The names of the bits that are set.
+/// @return the names of the bits that are set
 template <std::size_t count>
 Fields bits(HBA_UINT32 aBits, Name const (&aNames)[count])
 {
@@ -104,14 +105,14 @@ Fields bits(HBA_UINT32 aBits, Name const (&aNames)[count])
     return list;
 }
 
-/// Supported speeds of 0 are the standard's way to say that they are not known.
+/// In the standard, 0 means that the supported speeds are unknown.
 Fields supportedSpeeds(HBA_PORTSPEED aSpeeds)
 {
     return aSpeeds == HBA_PORTSPEED_UNKNOWN ? Fields::array({nameOf(aSpeeds, speeds)})
                                             : bits(aSpeeds, speeds);
 }
 
-/// The types come in 8 words of 32 bits, each with its most significant byte first.
+/// @param aTypes 8 words of 32 bits, each with its most significant byte first
 Fields fc4Types(HBA_FC4TYPES const& aTypes)
 {
     Fields list;

@@ -1,5 +1,5 @@
 /// @file
-/// What the records of the HBA API say, in words.
+/// Converts records of the HBA API to named fields.
 #pragma once
 
 #include <ctime>
@@ -10,11 +10,11 @@
 
 namespace qzagent
 {
-/// The fields of a record under their names, in the order in which they are shown: each a text, a number or a
-/// list. A field that the device left empty is not among them.
+/// The fields of a record by name, in the order in which they are shown. Each value is a text, a number or a list.
+/// Fields that the device left empty are absent.
 using Fields = nlohmann::ordered_json;
 
-/// @return the name as 10:00:00:00:c9:2a:3b:4c
+/// @return the name in the form 10:00:00:00:c9:2a:3b:4c
 std::string wwnText(HBA_WWN const& aName);
 
 Fields fieldsOf(HBA_ADAPTERATTRIBUTES const& aAdapter);
@@ -22,9 +22,9 @@ Fields fieldsOf(HBA_ADAPTERATTRIBUTES const& aAdapter);
 /// The fields of a port of the host.
 Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort);
 
-/// The fields of a remote port, as its discovery tells them.
+/// The fields of a remote port that a port of the host discovered.
 Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort);
 
-/// The fields of a remote port, as a target mapping tells them.
+/// The fields of a remote port in a target mapping.
 Fields fieldsOfRemotePort(HBA_FCPID const& aPort);
 }  // namespace qzagent

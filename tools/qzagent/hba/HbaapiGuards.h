@@ -1,5 +1,5 @@
 /// @file
-/// What is loaded and opened through the HBA API layer is released again, also on the way of an exception.
+/// Guards that release what is loaded, opened or allocated through the HBA API layer, also after an exception.
 #pragma once
 
 #include <cstdlib>
@@ -11,13 +11,15 @@
 #include <hbaapi.h>
 
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/hba/Lun.h"
 
 namespace qzagent
 {
+/// Keeps the HBA API library loaded.
 class LoadedHbaapi
 {
 public:
-    /// @throws QZCExitConditionEx as HA_LoadHbaapi()
+    /// @throws QZCExitConditionEx when the HBA API library does not load
     explicit LoadedHbaapi(QZCHbaapiAbs& aHbaapi) : mHbaapi(aHbaapi) { mHbaapi.HA_LoadHbaapi(); }
     ~LoadedHbaapi() { mHbaapi.HA_FreeHbaapi(); }
     LoadedHbaapi(LoadedHbaapi const&) = delete;
@@ -27,11 +29,12 @@ private:
     QZCHbaapiAbs& mHbaapi;
 };
 
+/// Keeps an adapter open.
 class OpenAdapter
 {
 public:
-    /// @param aName a copy, as the HBA API may write to it
-    /// @throws QZCHbaapiEx as HA_OpenAdapter()
+    /// @param aName a copy, because the HBA API may write to it
+    /// @throws QZCHbaapiEx when the adapter cannot be opened
     OpenAdapter(QZCHbaapiAbs& aHbaapi, std::string aName)
         : mHbaapi(aHbaapi), mHandle(mHbaapi.HA_OpenAdapter(aName.data()))
     {
@@ -52,8 +55,9 @@ struct Freed
     void operator()(void* aBlock) const { std::free(aBlock); }
 };
 
-/// The target mappings of an adapter; never null.
-/// @throws as HA_GetTargetMappings()
+/// @return the target mappings of an adapter; never null
+/// @throws QZCHbaapiEx when the adapter does not report its mappings
+/// @throws QZCNoMemoryEx when memory is exhausted
 inline std::unique_ptr<HBA_FCPTargetMapping, Freed> targetMappings(QZCHbaapiAbs& aHbaapi,
                                                                    unsigned int aHandle)
 {
@@ -61,12 +65,13 @@ inline std::unique_ptr<HBA_FCPTargetMapping, Freed> targetMappings(QZCHbaapiAbs&
     return std::unique_ptr<HBA_FCPTargetMapping, Freed>(aHbaapi.HA_GetTargetMappings(aHandle, mapping));
 }
 
-/// A response to REPORT LUNS, in a block that the layer may replace while it asks.
+/// A response to REPORT LUNS. Its buffer has room for the longest LUN list that the layer accepts, so the layer, which
+/// replaces a buffer that is too small by one that it does not zero, has no reason to replace it.
 class ReportLunsResponse
 {
 public:
-    /// @param aSize of the first block
-    explicit ReportLunsResponse(unsigned int aSize) : mBlock(std::malloc(aSize)), mSize(aSize)
+    /// @throws std::bad_alloc when memory is exhausted
+    ReportLunsResponse() : mBlock(std::calloc(1, largestReport)), mSize(largestReport)
     {
         if (mBlock == nullptr)
         {
@@ -77,7 +82,7 @@ public:
     ReportLunsResponse(ReportLunsResponse const&) = delete;
     ReportLunsResponse& operator=(ReportLunsResponse const&) = delete;
 
-    /// @throws QZCHbaapiEx as HA_SendReportLUNs()
+    /// @throws QZCHbaapiEx when the remote port does not answer, or reports a list of more than 512 LUNs
     void fetch(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, HBA_WWN const& aPort)
     {
         aHbaapi.HA_SendReportLUNs(aHandle, aPort, &mBlock, &mSize);

@@ -19,7 +19,7 @@ namespace qzagent
 {
 namespace
 {
-/// The names that could be had.
+/// @return the names of the adapters, up to the first name that cannot be read
 QZCVector<QZCString> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
 {
     QZCVector<QZCString> names;
@@ -33,22 +33,8 @@ QZCVector<QZCString> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
     }
     return names;
 }
-/// Nothing was found: that is a note, unless a certain adapter was asked for.
-void tellOfNone(Report& aReport, std::optional<std::string> const& aWanted)
-{
-    if (aWanted)
-    {
-        aReport.addError(ExitCode::failed,
-                         fmt::format("no adapter '{}'; the verb adapters lists them", *aWanted));
-    }
-    else if (aReport.exitCode() == ExitCode::allWell)
-    {
-        aReport.addNote("no adapters");
-    }
-}
-}  // namespace
 
-void visitAdapters(Report& aReport, Visit const& aVisit)
+void visitAll(Report& aReport, Visit const& aVisit)
 {
     try
     {
@@ -66,21 +52,35 @@ void visitAdapters(Report& aReport, Visit const& aVisit)
     }
 }
 
-void visitWanted(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit)
+void reportNone(Report& aReport, std::optional<std::string> const& aWanted)
+{
+    if (aWanted)
+    {
+        aReport.addError(ExitCode::failed,
+                         fmt::format("no adapter '{}'; run qzagent adapters to list them", *aWanted));
+    }
+    else if (aReport.exitCode() == ExitCode::success)
+    {
+        aReport.addNote("no adapters");
+    }
+}
+}  // namespace
+
+void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit)
 {
     bool isVisited = false;
-    visitAdapters(aReport,
-                  [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
-                  {
-                      if (aWanted.value_or(aName) == aName)
-                      {
-                          isVisited = true;
-                          aVisit(aHbaapi, aIndex, aName);
-                      }
-                  });
+    visitAll(aReport,
+             [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
+             {
+                 if (aWanted.value_or(aName) == aName)
+                 {
+                     isVisited = true;
+                     aVisit(aHbaapi, aIndex, aName);
+                 }
+             });
     if (!isVisited)
     {
-        tellOfNone(aReport, aWanted);
+        reportNone(aReport, aWanted);
     }
 }
 }  // namespace qzagent

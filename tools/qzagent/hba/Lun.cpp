@@ -28,7 +28,7 @@ unsigned int bigEndian(unsigned char const* aBytes, std::size_t aCount)
     return number;
 }
 
-/// Whether the LUN ends with its first level, which is the first two bytes.
+/// @return whether the LUN has only its first level, the first two bytes
 bool hasOneLevel(unsigned char const* aBytes)
 {
     return std::all_of(aBytes + 2, aBytes + lunSize, [](unsigned char aByte) { return aByte == 0; });
@@ -61,7 +61,7 @@ Luns::const_iterator lastOfRange(Luns::const_iterator aFirst, Luns::const_iterat
 
 //       byte 0        byte 1    bytes 2 to 7
 //   +---+--------+-----------+--------------+
-//   | 00 |  bus  |    LUN    |      0       |   peripheral device addressing, plain when the bus is 0
+//   | 00 |  bus  |    LUN    |      0       |   peripheral device addressing; a plain number when the bus is 0
 //   +---+--------+-----------+--------------+
 //   | 01 |        LUN        |      0       |   flat space addressing
 //   +---+--------+-----------+--------------+
@@ -79,7 +79,7 @@ Lun lunOf(unsigned char const* aBytes)
 
 //   bytes 0 to 3: length of the list in bytes, big-endian
 //   bytes 4 to 7: reserved
-//   then each LUN in 8 bytes
+//   from byte 8:  the LUNs, 8 bytes each
 std::size_t reportSize(unsigned char const* aResponse, std::size_t aSize)
 {
     if (aSize < reportLunsHeaderSize)

@@ -1,5 +1,5 @@
 /// @file
-/// Logical unit numbers, as SCSI writes them into 8 bytes.
+/// Logical unit numbers in the 8-byte form of SCSI.
 #pragma once
 
 #include <cstddef>
@@ -12,30 +12,30 @@ namespace qzagent
 constexpr std::size_t lunSize = 8;
 constexpr std::size_t reportLunsHeaderSize = 8;
 
-/// Size of a response to REPORT LUNS with as many LUNs as the layer accepts, so that it need not ask twice.
+/// Size in bytes of a REPORT LUNS response with 512 LUNs, the most that the layer accepts.
 constexpr unsigned int largestReport = reportLunsHeaderSize + 512 * lunSize;
 
-/// The number of a LUN in peripheral or flat space addressing; the 16 hexadecimal digits of any other.
+/// A LUN: its number in peripheral or flat space addressing, its 16 hexadecimal digits in any other addressing method.
 using Lun = std::variant<unsigned int, std::string>;
 
 using Luns = std::set<Lun>;
 
-/// @param aBytes lunSize bytes, the first level first
+/// @param aBytes lunSize bytes, beginning with the first level
 Lun lunOf(unsigned char const* aBytes);
 
-/// The LUNs in the response to REPORT LUNS. The list ends with the response at the latest, and an entry that is
-/// cut is none.
-/// @param aSize of the response in bytes
+/// @return the LUNs in a REPORT LUNS response. The list ends at its length or at the end of the response, whichever
+///         comes first. A truncated entry is ignored
+/// @param aSize size of the response in bytes
 Luns lunsInReport(unsigned char const* aResponse, std::size_t aSize);
 
-/// @param aSize of the block in bytes
-/// @return how many bytes of the block the response to REPORT LUNS takes
+/// @param aSize size of the buffer in bytes
+/// @return size in bytes of the REPORT LUNS response in the buffer
 std::size_t reportSize(unsigned char const* aResponse, std::size_t aSize);
 
 /// @return the LUNs that are in aLuns and not in aOthers
 Luns without(Luns const& aLuns, Luns const& aOthers);
 
-/// @return the LUNs in ranges, as "0-2, 300"; of a list that is too long for a line the beginning, and how many
-///         more there are; "none" when there are none
+/// @return the LUNs in ranges, such as "0-2, 300". A list that is too long for a line is cut and ends with the number
+///         of LUNs that are left out. An empty list is "none"
 std::string textOf(Luns const& aLuns);
 }  // namespace qzagent

@@ -18,7 +18,7 @@ enum class LunStyle
     unknown,
 };
 
-/// Finds the style that fits all mappings. The eight bytes fit a mapping if ScsiOSLun is the number of their LUN, or the
+/// @return the style that fits all mappings. The eight bytes fit a mapping if ScsiOSLun is the number of their LUN, or the
 /// integer that Linux makes of them. Where both styles fit, they mean the same LUNs.
 LunStyle lunStyleOf(HBA_FCPTargetMapping const& aMapping);
 

@@ -1,5 +1,5 @@
 /// @file
-/// The target ports among an adapter's mappings.
+/// The target ports in the target mappings of an adapter.
 #pragma once
 
 #include <cstring>
@@ -10,6 +10,7 @@
 
 namespace qzagent
 {
+/// Orders names by their bytes.
 struct ByBytes
 {
     bool operator()(HBA_WWN const& aLeft, HBA_WWN const& aRight) const

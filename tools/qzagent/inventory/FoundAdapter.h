@@ -1,5 +1,5 @@
 /// @file
-/// What was found out about an adapter.
+/// The inventory of an adapter.
 #pragma once
 
 #include <cstddef>
@@ -27,14 +27,14 @@ struct RemotePort
 {
     HBA_WWN mName;
     Fields mFields;
-    std::optional<TargetLuns> mLuns;  ///< none when it is not known to be a target
+    std::optional<TargetLuns> mLuns;  ///< none when the port is not known to be a target
     std::vector<Failure> mFailures;
 };
 
-/// Remote ports in the order in which they were found; none when they could not be asked for.
+/// Remote ports in the order in which they were found; none when they are unavailable.
 using RemotePorts = std::optional<std::vector<RemotePort>>;
 
-/// A port of the host; its index is its place in the list.
+/// A port of the host. Its index is its position in the list.
 struct Port
 {
     Fields mFields;
@@ -47,8 +47,8 @@ struct FoundAdapter
     std::size_t mIndex;
     std::string mName;
     std::optional<Fields> mFields;
-    std::vector<Port> mPorts;  ///< empty when they could not be had
-    RemotePorts mRemotePorts;  ///< the targets that no port discovered
+    std::vector<Port> mPorts;  ///< empty when the ports are unavailable
+    RemotePorts mRemotePorts;  ///< targets that no port discovered
     std::vector<Failure> mFailures;
 };
 }  // namespace qzagent

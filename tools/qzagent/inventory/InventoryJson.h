@@ -8,5 +8,6 @@
 
 namespace qzagent
 {
+/// @return an element of the key `adapters`, as inventory.schema.json describes it
 nlohmann::ordered_json jsonOf(FoundAdapter const& aAdapter);
 }  // namespace qzagent

@@ -83,7 +83,7 @@ private:
         }
     }
 
-    /// Those that the target reports, marked where it and the mappings differ.
+    /// Adds the LUNs that the target reports, and the differences from the mapped LUNs.
     void addLuns(TargetLuns const& aLuns, Table::Row aParent)
     {
         if (!aLuns.mReported)
@@ -104,7 +104,7 @@ private:
         }
     }
 
-    /// A port stands under its name.
+    /// Adds a port, with its name as the value of its row.
     Table::Row addPort(std::string const& aItem, Fields const& aFields, Table::Row aParent)
     {
         bool const isNamed = aFields.contains(nameOfPort);

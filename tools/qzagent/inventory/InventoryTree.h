@@ -9,7 +9,7 @@
 
 namespace qzagent
 {
-/// @return the tree, of at most 100 columns
-/// @param aColoured whether it is coloured
+/// @param aColoured whether the tree has colours
+/// @return the tree, whose lines are at most 100 characters wide
 std::string treeOf(std::vector<FoundAdapter> const& aAdapters, bool aColoured);
 }  // namespace qzagent

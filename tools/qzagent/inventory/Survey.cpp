@@ -30,7 +30,7 @@ namespace
 {
 using Targets = std::map<HBA_WWN, RemotePort, ByBytes>;
 
-/// The layer has no such call, so its failure is made here, as the layer makes those of the others.
+/// The layer does not wrap this call, so the exception is made here in the style of the layer.
 /// @return false when the adapter does not support the call
 bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTATTRIBUTES& aRemotePort)
 {
@@ -43,7 +43,7 @@ bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTA
     return status == HBA_STATUS_OK;
 }
 
-/// Ends at the first remote port that fails: a port may claim more than there are.
+/// Stops at the first remote port that fails, because a port may report more remote ports than there are.
 void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, RemotePorts& aRemotePorts)
 {
     aRemotePorts.emplace();
@@ -99,7 +99,7 @@ public:
     }
 
 private:
-    /// An adapter that does not tell its attributes is asked for no more.
+    /// An adapter that does not report its attributes is not queried further.
     void surveyOpened(HBA_HANDLE aHandle)
     {
         setStep("refresh");
@@ -143,20 +143,20 @@ private:
         {
             RemotePort& asked = target;
             attempt(
-                asked.mFailures, [&] { askForLuns(aHandle, asked); }, &name);
+                asked.mFailures, [&] { readLuns(aHandle, asked); }, &name);
         }
         place(std::move(targets));
     }
 
-    void askForLuns(HBA_HANDLE aHandle, RemotePort& aTarget)
+    void readLuns(HBA_HANDLE aHandle, RemotePort& aTarget)
     {
         setStep("LUNs of " + wwnText(aTarget.mName));
-        ReportLunsResponse response(largestReport);
+        ReportLunsResponse response;
         response.fetch(mHbaapi, aHandle, aTarget.mName);
         aTarget.mLuns->mReported = lunsInReport(response.bytes(), response.size());
     }
 
-    /// Puts the targets where they were discovered, and the others under the adapter.
+    /// Puts each target under the ports that discovered it, and the others under the adapter.
     void place(Targets&& aTargets)
     {
         PortNames placed;
@@ -194,8 +194,8 @@ private:
 
     void setStep(std::string const& aStep) { mProgress.setStep(mFound.mName + ": " + aStep); }
 
-    /// Does what may fail. A failure is reported, and kept in its place.
-    /// @param aRemotePort name of the remote port that is concerned, if any
+    /// Runs an action. Reports its failure and adds it to the list.
+    /// @param aRemotePort name of the remote port that the action concerns, if any
     template <typename Action>
     void attempt(std::vector<Failure>& aFailures, Action aAction, HBA_WWN const* aRemotePort = nullptr)
     {

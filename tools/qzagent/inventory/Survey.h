@@ -1,5 +1,5 @@
 /// @file
-/// Finds out about an adapter what can be had.
+/// Reads the inventory of an adapter.
 #pragma once
 
 #include <cstddef>
@@ -12,11 +12,11 @@
 
 namespace qzagent
 {
-/// Opens, refreshes, asks and closes an adapter.
-/// @param aIndex     its index
-/// @param aName      its name
-/// @param aReport   told what fails; the same stands in its place in what was found
-/// @param aProgress told the steps
+/// Opens, refreshes, queries and closes an adapter.
+/// @param aIndex    index of the adapter
+/// @param aName     name of the adapter
+/// @param aReport   receives failures, each of which is also recorded in the part of the inventory that it concerns
+/// @param aProgress receives the steps
 FoundAdapter survey(QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName, Report& aReport,
                     Progress& aProgress);
 }  // namespace qzagent

@@ -19,7 +19,7 @@ constexpr std::size_t shortestBar = 10;
 
 char const* blockOfBar() { return std::strcmp(::nl_langinfo(CODESET), "UTF-8") == 0 ? "█" : "#"; }
 
-/// The latencies of a bucket, in so many columns for every bucket.
+/// @return the range of a bucket, in the same width for every bucket
 std::string rangeOf(unsigned int aBucket)
 {
     auto const end = LatencyScale::end(aBucket);

@@ -1,5 +1,5 @@
 /// @file
-/// Latencies as bars.
+/// Shows latencies as a bar chart.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 namespace qzagent
 {
-/// @param aTitle whose latencies they are; printed as it is
-/// @param aWidth columns that the bars may reach to
-/// @return a heading, and a line for each bucket from the first to the last that is not empty
+/// @param aTitle printable name of what was measured
+/// @param aWidth width of the chart in columns
+/// @return a heading, and a line for each bucket from the first to the last bucket with a count
 std::string chartOf(std::string const& aTitle, QZCLatencyData const& aLatencies, std::size_t aWidth);
 }  // namespace qzagent

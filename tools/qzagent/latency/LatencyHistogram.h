@@ -15,38 +15,40 @@ namespace qzagent
 {
 using Latency = std::chrono::nanoseconds;
 
-/// A record of latencies; live.
+/// A record of latencies; never null.
 using LatencyEntry = QZCPointer<QZCLatencyData>;
 
-/// The scale: bucket 0 holds what is below the base, each further one what is below so many times more than the one
-/// before it, the last one all the rest.
+/// The agent's scale. Bucket 0 holds the latencies below the base. Each further bucket ends at the end of the previous
+/// bucket times the step. The last bucket has no end.
 struct LatencyScale
 {
-    static constexpr unsigned int doubling = 1;  ///< the search type of records on this scale
-    static constexpr unsigned int base = 10;     ///< in microseconds
+    static constexpr unsigned int doubling = 1;  ///< search type of the records on this scale
+    static constexpr unsigned int base = 10;     ///< microseconds
     static constexpr unsigned int step = 2;
     static constexpr unsigned int count = QZCLatencyData::sgNumBuckets;
 
-    /// In microseconds, the latency that a bucket begins with.
+    /// @return the smallest latency of a bucket in microseconds
     static std::uint64_t begin(unsigned int aBucket);
 
-    /// In microseconds, the latency that a bucket ends before; none of the last one.
+    /// @return the latency in microseconds at which a bucket ends, which is not in the bucket; none for the last bucket
     static std::optional<std::uint64_t> end(unsigned int aBucket);
 
+    /// @return number of the bucket that holds the latency
     static unsigned int bucketOf(Latency aLatency);
 };
 
-/// A record on the scale without I/Os, to add up others in.
+/// @return a record without I/Os on this scale, to which others can be added
 LatencyEntry emptyEntry();
 
-/// Adds I/Os up.
+/// Counts I/Os and their latencies.
 class LatencyHistogram
 {
 public:
-    /// @param aBytes that were transferred
+    /// Adds an I/O.
+    /// @param aBytes number of bytes transferred
     void add(Latency aLatency, std::size_t aBytes);
 
-    /// What was added, as a record; fractions of its means are cut off.
+    /// @return a record of the I/Os; its means are rounded down
     LatencyEntry entry() const;
 
 private:

@@ -9,7 +9,9 @@
 
 namespace qzagent
 {
+/// @return the value of a key `latencies`, as latency.schema.json describes it
 nlohmann::ordered_json jsonOfLatencies(QZCLatencyData const& aLatencies);
 
+/// @return an element of the key `adapters`, as latency.schema.json describes it
 nlohmann::ordered_json jsonOf(MeasuredAdapter const& aAdapter);
 }  // namespace qzagent

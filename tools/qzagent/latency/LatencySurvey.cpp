@@ -26,7 +26,7 @@ using Clock = std::chrono::steady_clock;
 LatencyEntry measurePort(QZCHbaapiAbs& aHbaapi, HBA_HANDLE aHandle, HBA_WWN const& aPort, unsigned int aCount)
 {
     LatencyHistogram histogram;
-    ReportLunsResponse response(largestReport);
+    ReportLunsResponse response;
     for (unsigned int i = 0; i < aCount; ++i)
     {
         Clock::time_point const start = Clock::now();

@@ -1,5 +1,5 @@
 /// @file
-/// Measures how long target ports take to answer.
+/// Measures how long target ports take to answer REPORT LUNS.
 #pragma once
 
 #include <cstddef>
@@ -27,13 +27,16 @@ struct MeasuredAdapter
 {
     std::size_t mIndex;
     std::string mName;
-    std::optional<std::vector<MeasuredPort>> mPorts;  ///< none when its target ports could not be had
-    LatencyEntry mLatencies;                          ///< of all its ports
+    std::optional<std::vector<MeasuredPort>> mPorts;  ///< none when the target ports are unavailable
+    LatencyEntry mLatencies;                          ///< of all target ports
 };
 
-/// Opens an adapter, sends REPORT LUNS to each of its target ports, so many times, and closes it.
-/// @param aReport   told what fails; a target port that fails is left out
-/// @param aProgress told the steps
+/// Opens an adapter, sends REPORT LUNS to each of its target ports, and closes it.
+/// @param aIndex    index of the adapter
+/// @param aName     name of the adapter
+/// @param aCount    number of requests to each target port
+/// @param aReport   receives failures; a target port that fails is left out of the result
+/// @param aProgress receives the steps
 MeasuredAdapter measure(QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName,
                         unsigned int aCount, Report& aReport, Progress& aProgress);
 }  // namespace qzagent

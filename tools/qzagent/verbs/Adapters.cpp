@@ -10,7 +10,6 @@
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
-#include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
@@ -21,11 +20,11 @@ namespace qzagent
 {
 namespace
 {
-/// An adapter; its index is its place in the list.
+/// An adapter. Its index is its position in the list.
 struct Adapter
 {
     std::string mName;
-    std::optional<unsigned int> mHandle;  ///< none when it could not be opened
+    std::optional<unsigned int> mHandle;  ///< none when the adapter could not be opened
 
     char const* state() const { return mHandle ? "ok" : "failed"; }
 };
@@ -64,11 +63,12 @@ std::vector<Table::Cell> rowOf(std::size_t aIndex, Adapter const& aAdapter)
             {aAdapter.state(), aAdapter.mHandle ? "green" : "red"}};
 }
 
-/// @param aReport told what fails
+/// @param aReport receives failures
 Answer adapters(Report& aReport, bool aColoured)
 {
     std::vector<Adapter> found;
-    visitAdapters(aReport, [&](QZCHbaapiAbs& aHbaapi, std::size_t, std::string const& aName)
+    visitAdapters(aReport, {},
+                  [&](QZCHbaapiAbs& aHbaapi, std::size_t, std::string const& aName)
                   { found.push_back(visit(aHbaapi, aName, aReport)); });
     Table table({{"INDEX", Table::Fit::right},
                  {"NAME", Table::Fit::wrapped},
@@ -80,10 +80,6 @@ Answer adapters(Report& aReport, bool aColoured)
     {
         list.push_back(jsonOf(index, found[index]));
         table.addRow(rowOf(index, found[index]));
-    }
-    if (found.empty() && aReport.exitCode() == ExitCode::allWell)
-    {
-        aReport.addNote("no adapters");
     }
     return {{{"adapters", list}}, found.empty() ? "" : table.text()};
 }

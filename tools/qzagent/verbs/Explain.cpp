@@ -14,8 +14,8 @@ namespace qzagent
 {
 namespace
 {
-/// @param aReport told when there is no such code, which is misuse
-/// @param aCode    the code as the user wrote it; none for all
+/// @param aReport receives a usage error when the code does not exist
+/// @param aCode   the code as the user wrote it; none for all codes
 Answer explain(Report& aReport, std::optional<std::string> const& aCode)
 {
     auto list = nlohmann::ordered_json::array();
@@ -33,7 +33,7 @@ Answer explain(Report& aReport, std::optional<std::string> const& aCode)
     }
     if (list.empty())
     {
-        aReport.addError(ExitCode::misused, fmt::format("no exit code '{}'; there are{}", *aCode, known));
+        aReport.addError(ExitCode::misused, fmt::format("no exit code '{}'; the codes are{}", *aCode, known));
         return {};
     }
     return {{{"exit_codes", list}}, text};
@@ -44,9 +44,9 @@ void addExplain(CommandLine& aCommandLine)
 {
     auto const code = std::make_shared<std::optional<std::string>>();
     ArgumentList arguments =
-        aCommandLine.addVerb("explain", "Explain an exit code, or all of them",
-                             "  qzagent explain 1          what exit code 1 means and what to do\n",
+        aCommandLine.addVerb("explain", "Explain one exit code or all of them",
+                             "  qzagent explain 1          what exit code 1 means, and what to do\n",
                              [code](Setting const& aSetting) { return explain(aSetting.mReport, *code); });
-    arguments.addPositional("N", *code, "The exit code; all when it is left out");
+    arguments.addPositional("N", *code, "The exit code; all exit codes by default");
 }
 }  // namespace qzagent

@@ -22,19 +22,19 @@ namespace qzagent
 {
 namespace
 {
-/// Name of the one adapter that is asked for; none for all.
+/// Name of the adapter to show; none for all adapters.
 using Wanted = std::optional<std::string>;
 
 std::vector<FoundAdapter> surveyAll(Setting const& aSetting, Wanted const& aWanted)
 {
     Report& report = aSetting.mReport;
-    // The trace tells of each step as it is.
+    // The trace already shows each step.
     Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
     progress.setStep("adapters");
     std::vector<FoundAdapter> found;
-    visitWanted(report, aWanted,
-                [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
-                { found.push_back(survey(aHbaapi, aIndex, aName, report, progress)); });
+    visitAdapters(report, aWanted,
+                  [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
+                  { found.push_back(survey(aHbaapi, aIndex, aName, report, progress)); });
     return found;
 }
 
@@ -56,8 +56,8 @@ void addInventory(CommandLine& aCommandLine)
     ArgumentList arguments =
         aCommandLine.addVerb("inventory", "Show each adapter with its ports, remote ports and LUNs",
                              "  qzagent inventory --adapter example-fc-0\n"
-                             "                             one adapter with all that is seen through it\n",
+                             "                             one adapter with everything visible through it\n",
                              [wanted](Setting const& aSetting) { return inventory(aSetting, *wanted); });
-    arguments.addText("--adapter", "NAME", *wanted, "Show this adapter only");
+    arguments.addText("--adapter", "NAME", *wanted, "Show only this adapter");
 }
 }  // namespace qzagent

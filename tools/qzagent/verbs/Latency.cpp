@@ -33,7 +33,7 @@ constexpr unsigned int largestCount = 1000000;
 
 struct Options
 {
-    std::optional<std::string> mAdapter;  ///< none for all
+    std::optional<std::string> mAdapter;  ///< none for all adapters
     unsigned int mCount = 10;
     std::optional<std::string> mOutput;
 };
@@ -41,7 +41,7 @@ struct Options
 struct Measured
 {
     std::vector<MeasuredAdapter> mAdapters;
-    LatencyEntry mLatencies;  ///< of all of them
+    LatencyEntry mLatencies;  ///< of all adapters
 };
 
 Measured measureAll(Setting const& aSetting, Options const& aOptions)
@@ -49,7 +49,7 @@ Measured measureAll(Setting const& aSetting, Options const& aOptions)
     Report& report = aSetting.mReport;
     Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
     Measured measured{{}, emptyEntry()};
-    visitWanted(
+    visitAdapters(
         report, aOptions.mAdapter,
         [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
         {
@@ -59,7 +59,8 @@ Measured measureAll(Setting const& aSetting, Options const& aOptions)
     return measured;
 }
 
-/// Calls aVisit with each port's title and latencies, then each adapter's that has any, then those of all.
+/// Calls aVisit with a title and the latencies of each target port, then of each adapter that has latencies, then of
+/// all adapters together.
 template <typename Visit>
 void visitLatencies(Measured const& aMeasured, Visit const& aVisit)
 {
@@ -111,8 +112,8 @@ nlohmann::ordered_json keysOf(Measured const& aMeasured)
     return {{"adapters", list}, {"latencies", jsonOfLatencies(*aMeasured.mLatencies)}};
 }
 
-/// Does what concerns the file that is to be written, if one is.
-/// @return whether that went well; if not, it is reported
+/// Calls aAction with the path of the output file, if there is one, and reports its failure.
+/// @return whether it did not fail
 template <typename Action>
 bool doWithFile(Report& aReport, Options const& aOptions, Action const& aAction)
 {
@@ -131,7 +132,7 @@ bool doWithFile(Report& aReport, Options const& aOptions, Action const& aAction)
     }
 }
 
-/// The file is the last thing to fail: what was measured is shown in any case.
+/// Writes the file last, so that the measured latencies are shown even when writing fails.
 Answer latency(Setting const& aSetting, Options const& aOptions)
 {
     Report& report = aSetting.mReport;
@@ -142,7 +143,7 @@ Answer latency(Setting const& aSetting, Options const& aOptions)
     Measured const measured = measureAll(aSetting, aOptions);
     if (measured.mLatencies->getIoCount() == 0)
     {
-        if (!measured.mAdapters.empty() && report.exitCode() == ExitCode::allWell)
+        if (!measured.mAdapters.empty() && report.exitCode() == ExitCode::success)
         {
             report.addNote("no target ports");
         }
@@ -156,15 +157,15 @@ Answer latency(Setting const& aSetting, Options const& aOptions)
 void addLatency(CommandLine& aCommandLine)
 {
     auto const options = std::make_shared<Options>();
-    ArgumentList arguments =
-        aCommandLine.addVerb("latency", "Measure how long target ports take to answer",
-                             "  qzagent latency --count 1000\n"
-                             "                             bars of how often each latency was seen\n",
-                             [options](Setting const& aSetting) { return latency(aSetting, *options); });
-    arguments.addText("--adapter", "NAME", options->mAdapter, "Measure through this adapter only");
+    ArgumentList arguments = aCommandLine.addVerb(
+        "latency", "Measure how long target ports take to answer",
+        "  qzagent latency --count 1000\n"
+        "                             a histogram of the latencies of each target port\n",
+        [options](Setting const& aSetting) { return latency(aSetting, *options); });
+    arguments.addText("--adapter", "NAME", options->mAdapter, "Measure only through this adapter");
     arguments.addNumber("--count", "N", {1, largestCount}, options->mCount,
-                        "How often each target port is asked, 1 to 1000000; 10 when left out");
+                        "Number of requests to each target port, 1 to 1000000; 10 by default");
     arguments.addText("--output", "FILE", options->mOutput,
-                      "Write the encoded latency data to this new file");
+                      "Write the encoded latency data to this file, which must not exist");
 }
 }  // namespace qzagent

@@ -23,11 +23,11 @@ namespace
 {
 constexpr std::size_t blockSize = 65536;
 
-/// Where a record stands in its capture.
+/// Number and position of a record in its capture.
 struct Place
 {
-    std::uint64_t mNumber;  ///< from 0
-    std::uint64_t mPosition;
+    std::uint64_t mNumber;    ///< from 0
+    std::uint64_t mPosition;  ///< encoded bytes before the record
 };
 
 std::string textOf(Place const& aPlace, CaptureRecord const& aRecord)
@@ -46,7 +46,7 @@ std::string textOf(Place const& aPlace, CaptureRecord const& aRecord)
            hexDumpOf(*aRecord.mPayload);
 }
 
-/// Written down at once: of the values none needs escaping, and there may be millions of them.
+/// Formatted directly, which is faster: no value needs escaping, and there can be millions of records.
 std::string jsonOf(Place const& aPlace, CaptureRecord const& aRecord)
 {
     std::string json =
@@ -64,11 +64,11 @@ std::string jsonOf(Place const& aPlace, CaptureRecord const& aRecord)
     return json + "}\n";
 }
 
-/// Shows the records in blocks.
-class Shown
+/// Writes the records to standard output in blocks.
+class RecordPrinter
 {
 public:
-    explicit Shown(Setting const& aSetting) : mSetting(aSetting) {}
+    explicit RecordPrinter(Setting const& aSetting) : mSetting(aSetting) {}
 
     void add(std::uint64_t aPosition, CaptureRecord const& aRecord)
     {
@@ -96,27 +96,27 @@ private:
 
 void showAll(Setting const& aSetting, Capture& aCapture)
 {
-    Shown shown(aSetting);
+    RecordPrinter printer(aSetting);
     try
     {
         while (std::optional<CaptureRecord> const record = aCapture.next())
         {
-            shown.add(aCapture.position(), *record);
+            printer.add(aCapture.position(), *record);
         }
     }
     catch (CaptureError const&)
     {
-        shown.flush();
+        printer.flush();
         throw;
     }
-    shown.flush();
-    if (shown.count() == 0)
+    printer.flush();
+    if (printer.count() == 0)
     {
         aSetting.mReport.addNote("no records in " + aCapture.name());
     }
 }
 
-/// Nothing is left to be shown: with --json the records are documents of their own, without an envelope.
+/// Writes its output itself: with --json each record is a document of its own, without an envelope.
 std::optional<Answer> show(Setting const& aSetting, std::string const& aPath)
 {
     try
@@ -138,8 +138,9 @@ void addShow(CommandLine& aCommandLine)
     ArgumentList arguments =
         aCommandLine.addVerb("show", "Show the records of a capture",
                              "  qzagent show events.capture\n"
-                             "                             what was captured, with payload\n",
+                             "                             each record with its payload\n",
                              [path](Setting const& aSetting) { return show(aSetting, *path); });
-    arguments.addPositional("FILE", *path, "The capture, also as hexadecimal text; - for standard input");
+    arguments.addPositional("FILE", *path,
+                            "The capture, encoded or as hexadecimal text; - for standard input");
 }
 }  // namespace qzagent

@@ -20,11 +20,11 @@ namespace qzagent
 {
 namespace
 {
-/// What the vendor's library told.
-struct Told
+/// The vendor library's answers.
+struct Findings
 {
     LibvqmVersions mVersions;
-    std::optional<bool> mOffersQuazor;  ///< none without boards: there is nothing to judge by
+    std::optional<bool> mSupportsQuazor;  ///< none without boards, because the driver version is then unknown
     std::vector<Board> mBoards;
 };
 
@@ -34,18 +34,18 @@ DiagnosticEnvironment initialise(LoadedLibvqm& aLibrary, Report& aReport, Libvqm
     return {aLibrary, aReport};
 }
 
-/// @param aTold set step by step: what comes before a failure is kept
-void ask(Told& aTold, Report& aReport)
+/// @param aFindings set step by step, so that it keeps the answers before a failure
+void query(Findings& aFindings, Report& aReport)
 {
     LoadedLibvqm library;
-    DiagnosticEnvironment const environment = initialise(library, aReport, aTold.mVersions);
+    DiagnosticEnvironment const environment = initialise(library, aReport, aFindings.mVersions);
     if (library.call(&QZCLibvqmAbs::LIBVQM_GetNumberOfAdapters) == 0)
     {
         aReport.addNote("no boards");
         return;
     }
-    aTold.mOffersQuazor = library.call(&QZCLibvqmAbs::LIBVQM_IsQzapiSupported);
-    aTold.mBoards = boardsOf(library, aReport);
+    aFindings.mSupportsQuazor = library.call(&QZCLibvqmAbs::LIBVQM_IsQzapiSupported);
+    aFindings.mBoards = boardsOf(library, aReport);
 }
 
 nlohmann::ordered_json jsonOf(Board const& aBoard)
@@ -61,23 +61,23 @@ nlohmann::ordered_json jsonOf(Board const& aBoard)
     return json;
 }
 
-nlohmann::ordered_json jsonOf(Told const& aTold)
+nlohmann::ordered_json jsonOf(Findings const& aFindings)
 {
     auto json = nlohmann::ordered_json::object();
-    if (aTold.mVersions.mLibrary)
+    if (aFindings.mVersions.mLibrary)
     {
-        json["library_version"] = *aTold.mVersions.mLibrary;
+        json["library_version"] = *aFindings.mVersions.mLibrary;
     }
-    if (aTold.mVersions.mDriver)
+    if (aFindings.mVersions.mDriver)
     {
-        json["driver_version"] = *aTold.mVersions.mDriver;
+        json["driver_version"] = *aFindings.mVersions.mDriver;
     }
-    if (aTold.mOffersQuazor)
+    if (aFindings.mSupportsQuazor)
     {
-        json["quazor_events"] = *aTold.mOffersQuazor;
+        json["quazor_events"] = *aFindings.mSupportsQuazor;
     }
     json["boards"] = nlohmann::ordered_json::array();
-    for (Board const& board : aTold.mBoards)
+    for (Board const& board : aFindings.mBoards)
     {
         json["boards"].push_back(jsonOf(board));
     }
@@ -104,18 +104,18 @@ void addRows(Table& aTable, Board const& aBoard)
     aTable.addRow({std::string("second wwn"), std::string(aBoard.mSecondWwn->getStringForm().get())}, row);
 }
 
-/// @return a table; nothing without boards
-std::string tableOf(Told const& aTold, bool aColoured)
+/// @return a table; empty without boards
+std::string tableOf(Findings const& aFindings, bool aColoured)
 {
-    if (aTold.mBoards.empty())
+    if (aFindings.mBoards.empty())
     {
         return {};
     }
     Table table({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured);
-    addRow(table, "library version", aTold.mVersions.mLibrary);
-    addRow(table, "driver version", aTold.mVersions.mDriver);
-    addRow(table, "quazor events", *aTold.mOffersQuazor ? "supported" : "not supported");
-    for (Board const& board : aTold.mBoards)
+    addRow(table, "library version", aFindings.mVersions.mLibrary);
+    addRow(table, "driver version", aFindings.mVersions.mDriver);
+    addRow(table, "quazor events", *aFindings.mSupportsQuazor ? "supported" : "not supported");
+    for (Board const& board : aFindings.mBoards)
     {
         addRows(table, board);
     }
@@ -124,23 +124,23 @@ std::string tableOf(Told const& aTold, bool aColoured)
 
 Answer vendor(Setting const& aSetting)
 {
-    Told told;
+    Findings findings;
     try
     {
-        ask(told, aSetting.mReport);
+        query(findings, aSetting.mReport);
     }
     catch (std::exception const& exception)
     {
         aSetting.mReport.addFailure(failureOf(exception));
     }
-    return {jsonOf(told), tableOf(told, aSetting.mIsColoured)};
+    return {jsonOf(findings), tableOf(findings, aSetting.mIsColoured)};
 }
 }  // namespace
 
 void addVendor(CommandLine& aCommandLine)
 {
-    aCommandLine.addVerb("vendor", "Show the vendor's diagnostic library, its driver and its boards",
-                         "  qzagent vendor             versions, Quazor verdict and the boards' names\n",
+    aCommandLine.addVerb("vendor", "Show the vendor library (libvqm), its driver and its boards",
+                         "  qzagent vendor             versions, support of Quazor events, and board names\n",
                          [](Setting const& aSetting) { return vendor(aSetting); });
 }
 }  // namespace qzagent

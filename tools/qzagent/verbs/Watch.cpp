@@ -42,8 +42,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t mostWaitingEvents = 65'536;
 constexpr std::size_t mostWaitingBytes = std::size_t{64} << 20U;
-/// How many events are taken between two looks at clock and signals.
-constexpr unsigned int eventsAtATime = 256;
+/// Number of events that are processed before the clock and the signals are checked again.
+constexpr unsigned int eventsPerRound = 256;
 
 class Watch
 {
@@ -56,7 +56,7 @@ public:
     {
     }
 
-    /// Watches until it is to end, and reports what fails.
+    /// Watches until the end condition holds, and reports failures.
     void run()
     {
         try
@@ -77,7 +77,7 @@ public:
         }
     }
 
-    /// @return the counts; none when standard output has the events
+    /// @return the counts; none when the events were written to standard output
     std::optional<Answer> answer() const
     {
         if (!mOptions.mOutput)
@@ -99,11 +99,12 @@ private:
         findBoards(library);
         if (!mOptions.mIsPlain && !library.call(&QZCLibvqmAbs::LIBVQM_IsQzapiSupported))
         {
-            throw std::runtime_error("the driver does not offer Quazor events; --plain watches plain ones");
+            throw std::runtime_error(
+                "the driver does not support Quazor events; use --plain for plain events");
         }
         openSink();
         watchRegistered(library);
-        // No event comes any more; those that wait are not lost.
+        // Nothing is registered any more; the events still in the queue are processed.
         while (!hasAll() && takeSome())
         {
         }
@@ -125,7 +126,7 @@ private:
         if (*mOptions.mBoard >= count)
         {
             throw std::runtime_error(
-                fmt::format("no board {}; the verb vendor lists them", *mOptions.mBoard));
+                fmt::format("no board {}; run qzagent vendor to list them", *mOptions.mBoard));
         }
         mBoards.push_back(boardOf(aLibrary, *mOptions.mBoard, mSetting.mReport));
     }
@@ -170,24 +171,24 @@ private:
         {
             mEnd = Clock::now() + std::chrono::seconds(*mOptions.mSeconds);
         }
-        while (!isToEnd())
+        while (!mustStop())
         {
             bool const hasMore = takeSome();
             if (!hasMore)
             {
                 mSink->flush();
             }
-            // The signal may have come while a reader was waited for.
-            wait(hasMore || isToEnd() ? 0 : millisecondsLeft());
+            // A signal may have arrived while flush() waited for the reader.
+            wait(hasMore || mustStop() ? 0 : millisecondsLeft());
         }
     }
 
-    bool isToEnd() const { return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd); }
+    bool mustStop() const { return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd); }
 
-    /// @return whether there may be more
+    /// @return whether the queue may have more events
     bool takeSome()
     {
-        for (unsigned int i = 0; i < eventsAtATime && !hasAll(); ++i)
+        for (unsigned int i = 0; i < eventsPerRound && !hasAll(); ++i)
         {
             if (!mQueue.pop(mEvent))
             {
@@ -212,7 +213,7 @@ private:
         return found == mBoards.end() ? nullptr : &*found;
     }
 
-    /// For poll().
+    /// @return the timeout for poll()
     int millisecondsLeft() const
     {
         if (!mEnd)
@@ -223,7 +224,7 @@ private:
         return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
     }
 
-    /// Until there is an event or a signal.
+    /// Waits for an event or a signal.
     void wait(int aMilliseconds)
     {
         std::array<pollfd, 2> descriptors{
@@ -245,12 +246,12 @@ private:
 
     std::uint64_t written() const { return mSink ? mSink->written() : 0; }
 
-    /// For which there was no room in the queue, or no way to write them.
+    /// Number of events that did not fit in the queue or could not be written.
     std::uint64_t dropped() const { return mQueue.received() - written(); }
 
     Setting const& mSetting;
     WatchOptions const& mOptions;
-    // Before the library is loaded, so that its threads hold the signals back as well.
+    // Created before the vendor library is loaded, so that its threads block the signals too.
     StopSignals mSignals;
     EventQueue mQueue;
     std::vector<Board> mBoards;
@@ -258,7 +259,7 @@ private:
     std::optional<Clock::time_point> mEnd;
     WatchedEvent mEvent{};
     std::uint64_t mTaken = 0;
-    bool mHasBegun = false;  ///< whether there was anything to count
+    bool mHasBegun = false;  ///< whether a board was registered
     WatchTally mTally;
 };
 
@@ -273,13 +274,14 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
 void addWatch(CommandLine& aCommandLine)
 {
     auto const options = std::make_shared<WatchOptions>();
-    ArgumentList arguments = aCommandLine.addVerb(
-        "watch", "Show or record diagnostic events as they come",
-        "  qzagent watch --seconds 10\n"
-        "                             a line for each event of the next ten seconds\n"
-        "  qzagent watch --category 3 --output events.capture\n"
-        "                             append those of a category to a capture, until SIGINT or SIGTERM\n",
-        [options](Setting const& aSetting) { return watch(aSetting, *options); });
+    ArgumentList arguments =
+        aCommandLine.addVerb("watch", "Show or record diagnostic events as they arrive",
+                             "  qzagent watch --seconds 10\n"
+                             "                             a line for each event of the next ten seconds\n"
+                             "  qzagent watch --category 3 --output events.capture\n"
+                             "                             append the events of one category to a capture "
+                             "until SIGINT or SIGTERM\n",
+                             [options](Setting const& aSetting) { return watch(aSetting, *options); });
     addOptions(arguments, *options);
 }
 }  // namespace qzagent

@@ -18,7 +18,7 @@ int makeDescriptor()
     int const descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (descriptor < 0)
     {
-        throw std::system_error(errno, std::generic_category(), "cannot make a queue");
+        throw std::system_error(errno, std::generic_category(), "cannot create the event queue");
     }
     return descriptor;
 }
@@ -28,7 +28,7 @@ EventQueue::EventQueue(std::size_t aMaxEvents, std::size_t aMaxBytes, std::uint6
     : mDescriptor(makeDescriptor()),
       mEntries(aMaxEvents),
       mMaxBytes(aMaxBytes),
-      // Not initialised: memory that is never needed is never touched.
+      // Left uninitialised, so that unused pages are never touched.
       mBytes(new unsigned char[aMaxBytes]),
       mLimit(aLimit)
 {
@@ -97,7 +97,7 @@ void EventQueue::copyIn(unsigned char const* aPayload, std::size_t aLength)
 {
     if (mNumberOfBytes == 0)
     {
-        // Memory that was used just now is quicker to use again than the rest of the ring.
+        // Memory that was used recently is in the cache; the rest of the ring is not.
         mFirstByte = 0;
     }
     std::size_t const start = (mFirstByte + mNumberOfBytes) % mMaxBytes;

@@ -1,5 +1,5 @@
 /// @file
-/// Hands events from the threads that receive them to the one that records them.
+/// Hands events from the threads that receive them to the thread that records them.
 #pragma once
 
 #include <chrono>
@@ -14,10 +14,10 @@
 
 namespace qzagent
 {
-/// What is known of an event beside its payload.
+/// An event without its payload.
 struct EventHead
 {
-    std::chrono::system_clock::time_point mTime;  ///< when it was received
+    std::chrono::system_clock::time_point mTime;  ///< when the event was received
     unsigned int mBoard;
     unsigned int mCategory;
     unsigned int mSubcategory;
@@ -29,34 +29,35 @@ struct WatchedEvent
     std::vector<unsigned char> mPayload;
 };
 
-/// A bounded queue: any number of threads push, one pops. Room is set aside at the start, so pushing neither
-/// allocates nor waits for anything but a copy. What finds no room is dropped and counted. The events of one
-/// thread keep their order.
+/// A bounded queue for any number of producers and one consumer. All memory is allocated at construction, so push()
+/// never allocates and waits only while another thread copies an event. An event that does not fit is dropped and
+/// counted. Events of one thread keep their order.
 class EventQueue
 {
 public:
-    /// @param aMaxEvents how many events can wait, at least 1
-    /// @param aMaxBytes  how many bytes of payload can wait in all, at least 1
-    /// @param aLimit     how many events are taken in; those that come after them are none of the queue's
-    /// @throws std::system_error without a descriptor to be had
+    /// @param aMaxEvents capacity in events, at least 1
+    /// @param aMaxBytes  capacity in bytes of payload, at least 1
+    /// @param aLimit     number of events to accept; later events are ignored and not counted
+    /// @throws std::system_error "cannot create the event queue: ..." when no descriptor is available
     EventQueue(std::size_t aMaxEvents, std::size_t aMaxBytes,
                std::uint64_t aLimit = std::numeric_limits<std::uint64_t>::max());
 
-    /// Adds an event. Called by any thread.
+    /// Adds an event. Any thread may call it.
     /// @param aPayload copied; may be null when aLength is 0
     void push(EventHead const& aHead, unsigned char const* aPayload, std::size_t aLength);
 
-    /// Takes the next event out. Called by one thread.
-    /// @param aEvent set to it; its room for payload is used again
-    /// @return whether there was one; if not, descriptor() can be read from as soon as there is
+    /// Removes the next event. Only one thread may call it.
+    /// @param aEvent set to the event; reusing the same object avoids allocations
+    /// @return false when the queue is empty; descriptor() then becomes readable when the next event arrives
     bool pop(WatchedEvent& aEvent);
 
-    /// For poll(). Only pop() reads from it.
+    /// The descriptor for poll(). Only pop() reads from it.
     int descriptor() const { return mDescriptor.number(); }
 
-    /// How many events were pushed, the dropped ones among them.
+    /// Number of events that were accepted or dropped.
     std::uint64_t received() const;
 
+    /// Number of events that did not fit.
     std::uint64_t dropped() const;
 
 private:
@@ -72,7 +73,7 @@ private:
 
     Descriptor const mDescriptor;
     mutable std::mutex mMutex;
-    // Both are rings: first to last, and on from the start.
+    // Entries and payload bytes are ring buffers, which wrap at their end.
     std::vector<Entry> mEntries;
     std::size_t mFirstEntry = 0;
     std::size_t mNumberOfEntries = 0;
@@ -83,6 +84,6 @@ private:
     std::uint64_t const mLimit;
     std::uint64_t mAccepted = 0;
     std::uint64_t mDropped = 0;
-    bool mIsAwaited = false;  ///< whether the next push must be told of
+    bool mIsAwaited = false;  ///< whether the next push must make the descriptor readable
 };
 }  // namespace qzagent

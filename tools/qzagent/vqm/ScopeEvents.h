@@ -1,5 +1,5 @@
 /// @file
-/// Kinds of events, which the library makes from their encoded form alone.
+/// Makes scope events from their numbers. The library itself only decodes them.
 #pragma once
 
 #include <new>
@@ -11,10 +11,10 @@
 
 namespace qzagent
 {
-/// The largest number of a category or a subcategory that the kind of an event can have.
+/// The largest category or subcategory that a scope event can have.
 constexpr unsigned int largestCategory = 0xff;
 
-/// @throws QZCNoMemoryEx
+/// @throws QZCNoMemoryEx when memory is exhausted
 inline QZCPointer<QZCScopeEvent> scopeEventOf(unsigned char aCategory, unsigned char aSubcategory)
 {
     QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);

@@ -1,5 +1,5 @@
 /// @file
-/// The boards that the vendor's diagnostic library knows.
+/// The boards of the vendor library.
 #pragma once
 
 #include <optional>
@@ -13,19 +13,25 @@
 
 namespace qzagent
 {
-/// The vendor's name for an adapter, by its number.
+/// A board: an adapter as the vendor library numbers it.
 struct Board
 {
     unsigned int mNumber;
-    QZCPointer<QZCWorldWideName> mFirstWwn;   ///< empty when the names could not be had
-    QZCPointer<QZCWorldWideName> mSecondWwn;  ///< empty when the names could not be had
-    std::optional<Failure> mFailure;          ///< why they could not be had
+    QZCPointer<QZCWorldWideName> mFirstWwn;   ///< empty when the names are unavailable
+    QZCPointer<QZCWorldWideName> mSecondWwn;  ///< empty when the names are unavailable
+    std::optional<Failure> mFailure;          ///< why the names are unavailable
 };
 
-/// @param aReport told when the board does not tell its names
+/// Reads the names of a board.
+/// @param aReport receives the failure when the names are unavailable
+/// @throws QZCNotAllowedEx when the vendor library lacks a function
+/// @throws QZCNoMemoryEx when memory is exhausted
 Board boardOf(LoadedLibvqm& aLibrary, unsigned int aNumber, Report& aReport);
 
-/// @param aReport told which boards do not tell their names
+/// Reads the names of all boards.
+/// @param aReport receives a failure for each board whose names are unavailable
 /// @return the boards in the order of their numbers, which begin with 0
+/// @throws QZCNotAllowedEx when the vendor library lacks a function
+/// @throws QZCNoMemoryEx when memory is exhausted
 std::vector<Board> boardsOf(LoadedLibvqm& aLibrary, Report& aReport);
 }  // namespace qzagent

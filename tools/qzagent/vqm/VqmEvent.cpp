@@ -4,7 +4,7 @@
 
 namespace qzagent
 {
-static_assert(anyCategory == QZ_ANY_CATEGORY, "registrations name every category by this number");
+static_assert(anyCategory == QZ_ANY_CATEGORY, "this number stands for every category in a registration");
 
 VqmPayload payloadOf(QZ_event const* aEvent)
 {

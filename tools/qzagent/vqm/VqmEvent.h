@@ -1,6 +1,6 @@
 /// @file
-/// What this agent assumes about the vendor library's events. Their records and results are the vendor's own, so no
-/// other file depends on them: for a real vendor library this pair of files is what changes.
+/// The agent's assumptions about the event records and result codes of the vendor library. No other file depends on
+/// them, so an agent for another vendor library replaces this pair of files.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,10 @@ struct QZ_event;
 
 namespace qzagent
 {
-/// In a registration: events of every category, or of every subcategory. No event has this number.
+/// In a registration, stands for every category or every subcategory. No event has this number.
 constexpr unsigned char anyCategory = 0xff;
 
-/// The bytes of an event, which belong to the vendor library.
+/// The payload of an event. The vendor library owns the bytes.
 struct VqmPayload
 {
     unsigned char const* mBytes;
@@ -20,9 +20,9 @@ struct VqmPayload
 };
 
 /// @param aEvent may be null
-/// @return the event's bytes while its callback runs; none for an event that has none
+/// @return the payload, valid until the event's callback returns; null and 0 for an event without payload
 VqmPayload payloadOf(QZ_event const* aEvent);
 
-/// Whether the vendor library accepted a registration or its end.
+/// @return whether the vendor library accepted a registration or an unregistration
 bool isAccepted(unsigned int aResult);
 }  // namespace qzagent

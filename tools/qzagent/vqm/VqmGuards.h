@@ -1,6 +1,5 @@
 /// @file
-/// What is loaded and opened through the layer over the vendor's diagnostic library is released again, also on the
-/// way of an exception.
+/// Guards that release what is loaded and opened through the layer over the vendor library, also after an exception.
 #pragma once
 
 #include <exception>
@@ -14,10 +13,11 @@
 
 namespace qzagent
 {
+/// Keeps the vendor library loaded.
 class LoadedLibvqm
 {
 public:
-    /// @throws QZCNotFoundEx as LIBVQM_LoadLibrary()
+    /// @throws QZCNotFoundEx when the vendor library cannot be loaded
     LoadedLibvqm() { mLibvqm.LIBVQM_LoadLibrary(); }
     ~LoadedLibvqm()
     {
@@ -29,8 +29,9 @@ public:
     LoadedLibvqm(LoadedLibvqm const&) = delete;
     LoadedLibvqm& operator=(LoadedLibvqm const&) = delete;
 
-    /// Calls an operation of the layer.
-    /// @throws as the operation
+    /// Calls a method of the layer and passes on its exceptions. After QZCNotAllowedEx the vendor library is no longer
+    /// loaded.
+    /// @throws QZCNotAllowedEx when the vendor library lacks a function
     template <typename Operation, typename... Arguments>
     auto call(Operation aOperation, Arguments&&... aArguments)
     {
@@ -40,13 +41,13 @@ public:
         }
         catch (QZCNotAllowedEx const&)
         {
-            // The library lacked a function, and the layer has freed it for that.
+            // The vendor library lacks a function, so the layer has freed it.
             mIsLoaded = false;
             throw;
         }
     }
 
-    /// Whether operations may still be called.
+    /// @return whether methods of the layer may still be called
     bool isLoaded() const { return mIsLoaded; }
 
 private:
@@ -54,11 +55,13 @@ private:
     bool mIsLoaded = true;
 };
 
+/// Keeps the diagnostic environment of the vendor library open.
 class DiagnosticEnvironment
 {
 public:
-    /// @param aReport told when the environment cannot be closed
-    /// @throws as LIBVQM_Init()
+    /// @param aReport receives the failure when the environment cannot be closed
+    /// @throws QZCNotAllowedEx when the vendor library lacks a function
+    /// @throws QZCNoMemoryEx when memory is exhausted
     DiagnosticEnvironment(LoadedLibvqm& aLibrary, Report& aReport) : mLibrary(aLibrary), mReport(aReport)
     {
         try
@@ -67,7 +70,7 @@ public:
         }
         catch (QZCNoMemoryEx const&)
         {
-            // The environment is open by then: the versions are read last.
+            // The environment is already open: LIBVQM_Init() reads the versions last.
             close();
             throw;
         }

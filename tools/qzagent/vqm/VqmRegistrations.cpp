@@ -21,7 +21,7 @@ namespace qzagent
 {
 namespace
 {
-/// On a thread of the vendor's library, which must not be kept: nothing is done but handing over.
+/// Runs on whatever thread the vendor library chooses and must not block it, so it only queues the event.
 void handOver(void* aQueue, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
               QZ_event const* aEvent)
 {
@@ -68,7 +68,7 @@ void VqmRegistrations::add(Board const& aBoard)
     }
     else
     {
-        reportRefusal("the registration", aBoard.mNumber, result);
+        reportRefusal("registration", aBoard.mNumber, result);
     }
 }
 
@@ -99,7 +99,7 @@ void VqmRegistrations::end(Registration const& aRegistration)
                                 aRegistration.mPort, aRegistration.mId);
         if (!isAccepted(result))
         {
-            reportRefusal("the end of the registration", aRegistration.mBoard, result);
+            reportRefusal("unregistration", aRegistration.mBoard, result);
         }
     }
     catch (std::exception const& exception)
@@ -111,6 +111,6 @@ void VqmRegistrations::end(Registration const& aRegistration)
 void VqmRegistrations::reportRefusal(char const* aRefused, unsigned int aBoard, unsigned int aResult)
 {
     mReport.addError(ExitCode::failed,
-                     fmt::format("board {}: {} was refused with result {}", aBoard, aRefused, aResult));
+                     fmt::format("board {}: the {} was refused with result {}", aBoard, aRefused, aResult));
 }
 }  // namespace qzagent

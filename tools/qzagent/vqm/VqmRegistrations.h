@@ -1,5 +1,5 @@
 /// @file
-/// Registrations for the events of the vendor's diagnostic library.
+/// Registrations for the events of the vendor library.
 #pragma once
 
 #include <vector>
@@ -13,20 +13,21 @@
 
 namespace qzagent
 {
-/// The events that are wanted.
+/// The events to register for.
 struct EventKind
 {
-    unsigned char mCategory;     ///< 255 for any
-    unsigned char mSubcategory;  ///< 255 for any
-    bool mIsPlain;               ///< by the plain interface, not by the Quazor one
+    unsigned char mCategory;     ///< anyCategory for every category
+    unsigned char mSubcategory;  ///< anyCategory for every subcategory
+    bool mIsPlain;               ///< true for the plain interface, false for the Quazor interface
 };
 
-/// Registers board by board, and ends its registrations when it goes.
+/// Registers boards for events, and unregisters them when it is destroyed.
 class VqmRegistrations
 {
 public:
-    /// @param aQueue  where the events go; outlives the library, which may not keep to the end of a registration
-    /// @param aReport told what is refused
+    /// @param aQueue  receives the events; must outlive the vendor library, which may send events after it was asked to
+    ///                unregister
+    /// @param aReport receives refused registrations and unregistrations
     VqmRegistrations(LoadedLibvqm& aLibrary, EventKind const& aKind, EventQueue& aQueue, Report& aReport)
         : mLibrary(aLibrary), mKind(aKind), mQueue(aQueue), mReport(aReport)
     {
@@ -35,10 +36,13 @@ public:
     VqmRegistrations(VqmRegistrations const&) = delete;
     VqmRegistrations& operator=(VqmRegistrations const&) = delete;
 
-    /// @param aBoard with names; the second one is taken for that of its port
-    /// @throws QZCNotAllowedEx, QZCNoMemoryEx
+    /// Registers a board.
+    /// @param aBoard a board with names; the Quazor interface registers for the port with its second name
+    /// @throws QZCNotAllowedEx when the vendor library lacks a function
+    /// @throws QZCNoMemoryEx when memory is exhausted
     void add(Board const& aBoard);
 
+    /// @return whether no board is registered
     bool isEmpty() const { return mRegistrations.empty(); }
 
 private:
@@ -46,7 +50,7 @@ private:
     {
         unsigned int mBoard;
         QZCPointer<QZCWorldWideName> mPort;
-        unsigned int mId;  ///< of a Quazor registration
+        unsigned int mId;  ///< registration number of the Quazor interface
     };
 
     unsigned int begin(Registration& aRegistration);

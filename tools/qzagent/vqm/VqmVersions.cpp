@@ -15,7 +15,7 @@ constexpr std::string_view tagOfInformation = " -I- ";
 constexpr std::string_view libraryText = "Found Libvqm version : ";
 constexpr std::string_view driverText = "KWRT Driver Version - ";
 
-/// What was logged, without time, place and line end.
+/// @return the text of a log line, without time, place and line end
 std::string_view loggedTextOf(std::string_view aLine)
 {
     constexpr std::string_view endOfPlace = ": ";

@@ -1,5 +1,5 @@
 /// @file
-/// The versions that the layer over the vendor's diagnostic library finds.
+/// The versions of the vendor library and its driver, which the layer only logs.
 #pragma once
 
 #include <optional>
@@ -15,13 +15,13 @@ struct LibvqmVersions
     std::optional<std::string> mDriver;
 };
 
-/// Reads the versions out of the log, the only place where the layer tells them, as long as it lives. All lines
-/// that were shown before are shown still. One at a time.
+/// Reads the versions from the log while the object exists. The log lines that were shown before are still shown. Only
+/// one object may exist at a time.
 class LibvqmVersionLog
 {
 public:
-    /// @param aErrors   where the log lines are shown
-    /// @param aVersions set to what is found
+    /// @param aErrors   shows the log lines
+    /// @param aVersions set to the versions in the log
     LibvqmVersionLog(ErrorStream& aErrors, LibvqmVersions& aVersions);
     ~LibvqmVersionLog();
     LibvqmVersionLog(LibvqmVersionLog const&) = delete;

@@ -18,6 +18,7 @@ bool WatchCapture::take(WatchedEvent const& aEvent, Board const* aBoard)
     {
         return false;
     }
+    // An encoding that failed may have left part of a record.
     mStream.clear();
     recordOf(aEvent, aBoard).encode(mStream);
     QZCBuffer const& encoded = mStream.getEncoded();
@@ -28,14 +29,16 @@ bool WatchCapture::take(WatchedEvent const& aEvent, Board const* aBoard)
 
 QZCPointer<QZCScopeEvent> const& WatchCapture::kindOf(EventHead const& aHead)
 {
-    auto const [entry, isNew] =
-        mKinds.try_emplace({aHead.mCategory, aHead.mSubcategory}, QZCPointer<QZCScopeEvent>());
-    if (isNew)
+    std::pair const key(aHead.mCategory, aHead.mSubcategory);
+    auto const known = mKinds.find(key);
+    if (known != mKinds.end())
     {
-        entry->second = scopeEventOf(static_cast<unsigned char>(aHead.mCategory),
-                                     static_cast<unsigned char>(aHead.mSubcategory));
+        return known->second;
     }
-    return entry->second;
+    // Made before it is kept: a handle that stayed empty after missing memory would end the process later.
+    QZCPointer<QZCScopeEvent> const kind = scopeEventOf(static_cast<unsigned char>(aHead.mCategory),
+                                                        static_cast<unsigned char>(aHead.mSubcategory));
+    return mKinds.emplace(key, kind).first->second;
 }
 
 QZCScopeData WatchCapture::recordOf(WatchedEvent const& aEvent, Board const* aBoard)

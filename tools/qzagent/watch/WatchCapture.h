@@ -1,5 +1,5 @@
 /// @file
-/// Watched events on their way into a capture.
+/// Records watched events in a capture.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,17 @@
 
 namespace qzagent
 {
-/// Records each event as scope data: its kind, the names of its board and its payload. An event whose numbers
-/// no record can hold is left out.
+/// Records each event as scope data: its category and subcategory, the names of its board and its payload. Refuses an
+/// event whose category or subcategory is above 255.
 class WatchCapture : public WatchSink
 {
 public:
-    /// @throws CaptureWriteError
+    /// @throws CaptureWriteError when the capture cannot be opened, or is not complete
     explicit WatchCapture(std::string const& aPath) : mWriter(aPath) {}
 
+    /// Appends the event. A record whose encoding fails is not written, not even in part.
+    /// @throws CaptureWriteError when the record cannot be written
+    /// @throws QZCNoMemoryEx when memory is exhausted
     bool take(WatchedEvent const& aEvent, Board const* aBoard) override;
     void flush() override {}
     void finish() override { mWriter.sync(); }

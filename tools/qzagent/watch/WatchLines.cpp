@@ -24,7 +24,7 @@ namespace
 constexpr std::size_t bytesInALine = 16;
 constexpr unsigned int signalsToGiveUp = 2;
 
-/// As the log's lines begin.
+/// @return the time in the form with which log lines begin
 std::string timeText(std::chrono::system_clock::time_point aTime)
 {
     using std::chrono::system_clock;
@@ -46,7 +46,7 @@ std::string lineOf(WatchedEvent const& aEvent)
                        length > bytesInALine ? "..." : "");
 }
 
-/// Written down at once: of the values none needs escaping, and a payload may be long.
+/// Formatted directly, which is faster: no value needs escaping, and a payload can be long.
 std::string jsonOf(WatchedEvent const& aEvent, Board const* aBoard)
 {
     std::string json = fmt::format(R"({{"time":"{}","board":{},"category":{},"subcategory":{})",
@@ -86,7 +86,7 @@ void WatchLines::flush()
     mNumberOfLines = 0;
 }
 
-/// A write that waits could not be ended by a signal.
+/// Waits here because a signal does not end a write that blocks.
 void WatchLines::waitForRoom()
 {
     while (!mOutput.waitForRoom(mSignals.descriptor()))
@@ -94,7 +94,7 @@ void WatchLines::waitForRoom()
         mSignals.take();
         if (mSignals.count() >= signalsToGiveUp)
         {
-            throw std::runtime_error("cannot write standard output: nobody reads it");
+            throw std::runtime_error("cannot write standard output: the reader does not read");
         }
     }
 }

@@ -1,5 +1,5 @@
 /// @file
-/// Watched events as lines on standard output.
+/// Writes watched events as lines to standard output.
 #pragma once
 
 #include <cstdint>
@@ -11,17 +11,18 @@
 
 namespace qzagent
 {
-/// One line for each event. As long as events keep coming, lines are written several at once.
+/// Writes one line for each event. While events keep arriving, several lines are written at once.
 class WatchLines : public WatchSink
 {
 public:
-    /// @param aSignals the second one ends the waiting for a reader that does not read
+    /// @param aSignals the second signal ends the wait for a reader that does not read
     WatchLines(Output& aOutput, StopSignals& aSignals, bool aIsJson)
         : mOutput(aOutput), mSignals(aSignals), mIsJson(aIsJson)
     {
     }
 
-    /// @throws std::system_error as Output::write(); std::runtime_error when nobody reads
+    /// @throws std::system_error when standard output cannot be written
+    /// @throws std::runtime_error when a second signal ends the wait for a reader
     /// @{
     bool take(WatchedEvent const& aEvent, Board const* aBoard) override;
     void flush() override;

@@ -1,5 +1,5 @@
 /// @file
-/// What the verb watch is asked for.
+/// The options of the verb watch.
 #pragma once
 
 #include <cstdint>
@@ -12,15 +12,16 @@ namespace qzagent
 {
 struct WatchOptions
 {
-    std::optional<unsigned int> mCategory;     ///< none for any
-    std::optional<unsigned int> mSubcategory;  ///< none for any
-    std::optional<unsigned int> mBoard;        ///< none for all
-    bool mIsPlain = false;                     ///< by the plain interface, not by the Quazor one
-    std::optional<std::uint64_t> mCount;       ///< ends after so many events
-    std::optional<std::uint64_t> mSeconds;     ///< ends after so long
-    std::optional<std::string> mOutput;        ///< the capture; none for lines on standard output
+    std::optional<unsigned int> mCategory;     ///< none for every category
+    std::optional<unsigned int> mSubcategory;  ///< none for every subcategory
+    std::optional<unsigned int> mBoard;        ///< none for all boards
+    bool mIsPlain = false;                  ///< true for the plain interface, false for the Quazor interface
+    std::optional<std::uint64_t> mCount;    ///< number of events after which the watch stops
+    std::optional<std::uint64_t> mSeconds;  ///< seconds after which the watch stops
+    std::optional<std::string> mOutput;     ///< path of the capture; none for lines on standard output
 };
 
+/// Adds the options to the arguments of the verb.
 /// @param aOptions set when the arguments are parsed
 void addOptions(ArgumentList& aArguments, WatchOptions& aOptions);
 }  // namespace qzagent

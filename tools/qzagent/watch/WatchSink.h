@@ -1,5 +1,5 @@
 /// @file
-/// Where watched events go.
+/// Destination of watched events.
 #pragma once
 
 #include <cstdint>
@@ -9,23 +9,24 @@
 
 namespace qzagent
 {
+/// Shows or records watched events.
 class WatchSink
 {
 public:
     virtual ~WatchSink() = default;
 
     /// Takes one event.
-    /// @param aBoard the event's board; null when no such board is known
-    /// @return false for an event that does not fit in here
+    /// @param aBoard the event's board; null when the board is unknown
+    /// @return false when the sink cannot represent the event
     virtual bool take(WatchedEvent const& aEvent, Board const* aBoard) = 0;
 
-    /// Passes on what it holds: no event may come for a while.
+    /// Writes the events that the sink has collected. Called when no more events are waiting.
     virtual void flush() = 0;
 
-    /// No event comes any more. All that were taken are where they belong when this returns.
+    /// Called after the last event. Returns when all events are written.
     virtual void finish() = 0;
 
-    /// How many events are where they belong.
+    /// Number of events that are written.
     virtual std::uint64_t written() const = 0;
 };
 }  // namespace qzagent

@@ -1,5 +1,5 @@
 /// @file
-/// Counts of watched events.
+/// Counts watched events.
 #pragma once
 
 #include <cstdint>
@@ -19,10 +19,10 @@ class WatchTally
 public:
     void add(EventHead const& aHead) { ++mCounts[{aHead.mBoard, aHead.mCategory}]; }
 
-    /// A list of objects.
+    /// @return the value of the key `events`, as watch.schema.json describes it
     nlohmann::ordered_json json() const;
 
-    /// A table; nothing without events.
+    /// @return a table; empty without events
     std::string table(bool aColoured) const;
 
 private:

@@ -1,55 +1,57 @@
 /// @file
-/// The version of something that the agent depends on.
+/// The version of a library or driver that the agent depends on.
 #pragma once
 
 #include "backend/common/include/QZString.h"
 
 /// A dotted version number of up to 8 unsigned components, such as 7.2.20.6.
 ///
-/// Comparisons look at no more components than both versions have: 4.1 equals 4.1.2, and neither is less than
-/// the other. So a check against a minimum written as "not less than 4.1.2" accepts 4.1.
+/// Comparisons use only the components that both versions have: 4.1 equals 4.1.2, and neither is less than the
+/// other. A check for a minimum version that is written as "not less than 4.1.2" accepts 4.1.
 ///
-/// Every operation but the destructor traces "Entered" and "Left", and each component that is parsed its
-/// value; docs/logging.md has the lines.
+/// Every operation except the destructor traces "Entered" and "Left". Appending also traces the value of the
+/// component. docs/logging.md has the lines.
 /// Assertions: a ninth component.
-/// Thread-safety: one object is used by one thread at a time.
+/// Thread-safety: only one thread may use an object at a time.
 /// @ingroup records
 class QZCDepVersion
 {
 public:
-    /// A version of three components. Throws nothing.
-    /// @param aFirst  the component that weighs most
-    /// @param aSecond the next one
-    /// @param aThird  the one that weighs least
+    /// Makes a version of three components. Throws nothing.
+    /// @param aFirst  the most significant component
+    /// @param aSecond the second component
+    /// @param aThird  the least significant component
     QZCDepVersion(unsigned int aFirst, unsigned int aSecond, unsigned int aThird);
 
-    /// A version of four components. Throws nothing.
-    /// @param aFirst  the component that weighs most
-    /// @param aSecond the next one
-    /// @param aThird  the next one
-    /// @param aFourth the one that weighs least
+    /// Makes a version of four components. Throws nothing.
+    /// @param aFirst  the most significant component
+    /// @param aSecond the second component
+    /// @param aThird  the third component
+    /// @param aFourth the least significant component
     QZCDepVersion(unsigned int aFirst, unsigned int aSecond, unsigned int aThird, unsigned int aFourth);
 
-    /// Parses dotted text: one component for each piece between dots, by the rules of operator<<(). The empty
-    /// text is a single component 0.
+    /// Parses dotted text. Each piece between dots is one component and is converted as operator<<() does. The
+    /// empty text gives a single component 0.
     /// @param acrText text of at most 8 pieces (asserted)
     /// @throws QZCNoMemoryEx "Out of Memory", code 2
     explicit QZCDepVersion(QZCString const& acrText);
 
-    /// Does nothing of its own.
+    /// Does nothing.
     virtual ~QZCDepVersion();
 
-    /// Appends a component; asserts that there are less than 8. Throws nothing.
-    /// @param acrText the number that it begins with, after white space and a sign, is the component: digits
-    ///                up to the first other character, no digits give 0, a negative number its 32-bit
-    ///                pattern, a larger number its low 32 bits; one beyond 64 bits counts as the
-    ///                largest, or smallest, that they hold
-    /// @return this version, so that appends chain
+    /// Appends a component. Asserts that the version has fewer than 8. Throws nothing.
+    ///
+    /// The component is the decimal number at the start of the text, after optional white space and a sign. It
+    /// ends at the first other character, and without digits it is 0. The component is the low 32 bits of the
+    /// number as a two's complement, so -1 gives 4294967295 and 4294967297 gives 1. A number that does not fit
+    /// into 64 bits is replaced by the largest or smallest 64-bit number. The result is the same on every machine.
+    /// @param acrText text to convert
+    /// @return this version, so that appends can be chained
     QZCDepVersion& operator<<(QZCString const& acrText);
 
-    /// Compares the components that both versions have, from the first on. Throws nothing.
+    /// Compares the components that both versions have, starting with the first. Throws nothing.
     /// @param acrOther the other version
-    /// @return whether this version is equal to, less than, greater than the other one
+    /// @return whether this version is equal to, less than, or greater than the other version
     /// @{
     bool operator==(QZCDepVersion const& acrOther) const;
     bool operator<(QZCDepVersion const& acrOther) const;

@@ -1,26 +1,27 @@
 /// @file
-/// The exceptions that the library throws. Each is a kind and a fixed code; the message says the rest.
+/// The exceptions that the library throws. Each class is one kind of error and has a fixed code. The message
+/// describes the error.
 ///
 ///     QZCException
-///       QZCGenericException      errors that a caller can recover from
+///       QZCGenericException      errors that a caller can handle
 ///         QZCInvalidEx       6
 ///         QZCNotAllowedEx    9
 ///         QZCNotFoundEx      8
 ///         QZCNoMemoryEx      2   also a QZCHaltEx
 ///         QZCExitConditionEx 19  also a QZCHaltEx
-///       QZCHaltEx            1   conditions after which the caller is to stop
+///       QZCHaltEx            1   conditions after which the caller should stop
 ///       QZCLibsException         failures of an outside library
 ///         QZCHbaapiEx        802
 ///
-/// All bases are virtual, so an exception of two kinds has one text and one code. Every constructor takes
-/// the message, which is copied (see QZCException), and the code. No class adds data or behaviour; none
-/// allocates, asserts or logs. docs/errors.md lists who throws what, and what is left behind.
-/// Thread-safety: an exception object is used by one thread at a time.
+/// All bases are virtual, so an exception of two kinds has one text and one code. Every constructor takes the
+/// message, which it copies (see QZCException), and the code. No class adds data or behaviour. No class
+/// allocates, asserts or logs. docs/errors.md lists which function throws which exception and the state after it.
+/// Thread-safety: only one thread may use an exception object at a time.
 #pragma once
 
 #include "backend/common/include/Exception.h"
 
-/// An error that the caller can recover from.
+/// An error that the caller can handle.
 /// @ingroup exceptions
 class QZCGenericException : virtual public QZCException
 {
@@ -29,11 +30,11 @@ public:
     /// @param aCode     the code
     QZCGenericException(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCGenericException() noexcept override;
 };
 
-/// A condition after which the caller is to stop; code 1 when thrown itself.
+/// A condition after which the caller should stop. The code is 1 when this class itself is thrown.
 /// @ingroup exceptions
 class QZCHaltEx : virtual public QZCException
 {
@@ -42,7 +43,7 @@ public:
     /// @param aCode     the code
     QZCHaltEx(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCHaltEx() noexcept override;
 };
 
@@ -55,11 +56,11 @@ public:
     /// @param aCode     the code
     QZCLibsException(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCLibsException() noexcept override;
 };
 
-/// Memory could not be had; code 2.
+/// Memory is unavailable. The code is 2.
 /// @ingroup exceptions
 class QZCNoMemoryEx : virtual public QZCGenericException, virtual public QZCHaltEx
 {
@@ -68,11 +69,11 @@ public:
     /// @param aCode     the code
     QZCNoMemoryEx(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCNoMemoryEx() noexcept override;
 };
 
-/// The caller cannot go on with what it set out to do; code 19.
+/// The caller cannot continue its operation. The code is 19.
 /// @ingroup exceptions
 class QZCExitConditionEx : virtual public QZCGenericException, virtual public QZCHaltEx
 {
@@ -81,11 +82,11 @@ public:
     /// @param aCode     the code
     QZCExitConditionEx(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCExitConditionEx() noexcept override;
 };
 
-/// A value that is not valid; code 6.
+/// A value is invalid. The code is 6.
 /// @ingroup exceptions
 class QZCInvalidEx : virtual public QZCGenericException
 {
@@ -94,11 +95,11 @@ public:
     /// @param aCode     the code
     QZCInvalidEx(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCInvalidEx() noexcept override;
 };
 
-/// An operation that the present state does not allow; code 9.
+/// The current state does not allow the operation. The code is 9.
 /// @ingroup exceptions
 class QZCNotAllowedEx : virtual public QZCGenericException
 {
@@ -107,11 +108,11 @@ public:
     /// @param aCode     the code
     QZCNotAllowedEx(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCNotAllowedEx() noexcept override;
 };
 
-/// Something that does not exist where it was looked for; code 8.
+/// An object was not found. The code is 8.
 /// @ingroup exceptions
 class QZCNotFoundEx : virtual public QZCGenericException
 {
@@ -120,11 +121,11 @@ public:
     /// @param aCode     the code
     QZCNotFoundEx(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCNotFoundEx() noexcept override;
 };
 
-/// A failed call of the HBA API; code 802.
+/// A call of the HBA API failed. The code is 802.
 /// @ingroup exceptions
 class QZCHbaapiEx : virtual public QZCLibsException
 {
@@ -133,6 +134,6 @@ public:
     /// @param aCode     the code
     QZCHbaapiEx(char const* apMessage, unsigned int aCode) noexcept;
 
-    /// Does nothing of its own.
+    /// Does nothing.
     ~QZCHbaapiEx() noexcept override;
 };

@@ -1,5 +1,5 @@
 /// @file
-/// The layer over the SNIA HBA API.
+/// The access layer over the SNIA HBA API.
 #pragma once
 
 // hbaapi.h uses struct tm without including its header.
@@ -10,50 +10,50 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 
-/// The agent's layer over the HBA API, the standard C interface to Fibre Channel host bus adapters.
+/// The agent's access layer over the HBA API, the standard C interface to Fibre Channel host bus adapters.
 ///
 /// Each method wraps one call of the HBA API (or a short sequence) and traces "Entered" and "Left" around it.
-/// A failure that the method reports is logged, by its status name where there is one, and then thrown; only
-/// no memory for a name or for target mappings is thrown without a line. Which answers are ignored is said
-/// below. docs/logging.md has the lines. The objects keep no state: what is loaded and open is the HBA API
-/// library's own, so any number of objects behave as one.
+/// A method that fails logs the failure, with the name of the status if there is one, and throws. Missing memory
+/// for a name or for target mappings is thrown without a log line. The descriptions below say which statuses are
+/// ignored. docs/logging.md has the lines. The objects keep no state: the HBA API library keeps what is loaded
+/// and open, so all objects behave identically.
 ///
-/// An adapter is known by its index, from 0 to the adapter count minus one, which serves to fetch its name;
-/// and, once opened by that name, by its `HBA_HANDLE`, which the caller keeps and passes back.
+/// An adapter has an index, from 0 to the adapter count minus one, which is used only to get its name. An adapter
+/// that was opened by name has an `HBA_HANDLE`, which the caller keeps and passes to each query.
 ///
-/// Order of use, which is not enforced: HA_LoadHbaapi(), HA_GetNumberOfAdapters(), HA_GetAdapterNames(),
-/// HA_OpenAdapter(), any queries, HA_CloseAdapter(), HA_FreeHbaapi(). A call out of order is answered by the
-/// HBA API library, and its answer handled like any other.
+/// Order of use: HA_LoadHbaapi(), HA_GetNumberOfAdapters(), HA_GetAdapterNames(), HA_OpenAdapter(), any queries,
+/// HA_CloseAdapter(), HA_FreeHbaapi(). The layer does not enforce this order. It passes every call to the HBA API
+/// library and handles the status as usual.
 ///
-/// The agent brings the HBA API library: it links it, or loads it globally before this library.
-/// Assertions: those of HA_GetAdapterPorts() and HA_GetTargetMappings().
-/// Thread-safety: the layer has no state and takes no locks; concurrent calls are as safe as the HBA API
-/// library makes them.
+/// The agent provides the HBA API library: it links it, or loads it globally before this library.
+/// Assertions: see HA_GetAdapterPorts() and HA_GetTargetMappings().
+/// Thread-safety: the layer has no state and takes no locks. Concurrent calls are safe if the HBA API library
+/// allows them.
 /// @ingroup layers
 class QZCHbaapiAbs
 {
 public:
-    /// Construction and destruction do nothing: neither loads or frees anything.
+    /// Construction and destruction neither load nor free anything.
     /// @{
     QZCHbaapiAbs();
     virtual ~QZCHbaapiAbs();
     /// @}
 
-    /// Loads the HBA API library, which loads the vendor libraries that the host is configured for.
+    /// Loads the HBA API library, which loads the HBA libraries that are configured on the host.
     /// @throws QZCExitConditionEx "Can't load HBAAPI library!", code 19
     virtual void HA_LoadHbaapi();
 
-    /// Frees the HBA API library. Its answer is ignored; never throws.
+    /// Frees the HBA API library. The status is ignored. Never throws.
     virtual void HA_FreeHbaapi();
 
-    /// Counts the adapters. Never throws.
-    /// @return the adapter count, as the HBA API library gives it
+    /// Never throws.
+    /// @return the adapter count of the HBA API library, unchanged
     virtual unsigned int HA_GetNumberOfAdapters();
 
     /// Opens an adapter.
-    /// @param apName its name as HA_GetAdapterNames() gave it, terminated; not kept. It is modifiable only
-    ///               because the standard's call takes it so
-    /// @return its handle, never 0; released with HA_CloseAdapter()
+    /// @param apName its name from HA_GetAdapterNames(), NUL-terminated, not kept. It is not const because the
+    ///               function of the standard takes a modifiable text
+    /// @return its handle, never 0. The caller closes it with HA_CloseAdapter()
     /// @throws QZCHbaapiEx "HBA_OpenAdapter method failed", code 802
     virtual unsigned int HA_OpenAdapter(char* apName);
 
@@ -61,68 +61,75 @@ public:
     /// @param aHandle any number; what the HBA API library makes of a bad one is ignored
     virtual void HA_CloseAdapter(unsigned int aHandle);
 
-    /// Makes the HBA API library read the adapter's information anew. Never throws.
+    /// Makes the HBA API library read the adapter's information again. Never throws.
     /// @param aHandle any number; what the HBA API library makes of a bad one is ignored
     virtual void HA_RefreshAdapter(unsigned int aHandle);
 
     /// Appends the names of the adapters with the indexes 0 to aCount - 1, in this order.
-    /// @param aCount  how many names to fetch, usually HA_GetNumberOfAdapters()
-    /// @param arNames list to append to; it is not cleared first, and keeps what was appended before a
-    ///                failure
+    /// @param aCount  number of names to get, usually HA_GetNumberOfAdapters()
+    /// @param arNames list to append to. It is not cleared first. After a failure it contains the names before
+    ///                the failure
     /// @throws QZCExitConditionEx "HBA_GetAdapterName method failed", code 19; QZCNoMemoryEx "Out of
     ///         Memory", code 2
     virtual void HA_GetAdapterNames(unsigned int aCount, QZCVector<QZCString>& arNames);
 
-    /// Fetches the attributes of an adapter.
-    /// @param aHandle an open adapter's, from HA_OpenAdapter()
-    /// @return a new record, the caller's, released with delete
-    /// @throws QZCHbaapiEx, code 802: "HBA_GetAdapterAttributes encounter non-supported Adapter" when the
-    ///         vendor library answers HBA_STATUS_ERROR_NOT_SUPPORTED (the one failure logged at info level);
-    ///         "HBA_GetAdapterAttributes method failed" after any other status; "ZERO Ports on the Adapter".
-    ///         QZCHaltEx "No memory for adapter attributes", code 1
+    /// Gets the attributes of an adapter.
+    /// @param aHandle handle of an open adapter, from HA_OpenAdapter()
+    /// @return a new record. The caller owns it and releases it with delete
+    /// @throws QZCHbaapiEx, code 802: "HBA_GetAdapterAttributes encounter non-supported Adapter" for the status
+    ///         HBA_STATUS_ERROR_NOT_SUPPORTED (the only failure that is logged at information level);
+    ///         "HBA_GetAdapterAttributes method failed" for any other status except OK;
+    ///         "ZERO Ports on the Adapter". QZCHaltEx "No memory for adapter attributes", code 1
     virtual HBA_ADAPTERATTRIBUTES* HA_GetAdapterAttributes(unsigned int aHandle);
 
-    /// Fetches the attributes of all ports of an adapter.
-    /// @param aHandle         an open adapter's, from HA_OpenAdapter()
-    /// @param apAttributes    the adapter's attributes, not null, not kept; asserts that it has ports
-    /// @param arNumberOfPorts set to their number, also when the method fails
-    /// @return a new array of arNumberOfPorts records, the caller's, released with delete[]
-    /// @throws QZCHbaapiEx "HBA_GetAdapterPortAttributes method failed", code 802, when one port fails (then
-    ///         without the trace "Left"); QZCHaltEx "No memory for Port Attributes", code 1
+    /// Gets the attributes of all ports of an adapter.
+    /// @param aHandle         handle of an open adapter, from HA_OpenAdapter()
+    /// @param apAttributes    the adapter's attributes, not null, not kept; asserts that the adapter has ports
+    /// @param arNumberOfPorts set to the number of ports, even if the method fails
+    /// @return a new array of arNumberOfPorts records. The caller owns it and releases it with delete[]
+    /// @throws QZCHbaapiEx "HBA_GetAdapterPortAttributes method failed", code 802, when the call for one port
+    ///         fails (without the trace "Left"); QZCHaltEx "No memory for Port Attributes", code 1
     virtual HBA_PORTATTRIBUTES* HA_GetAdapterPorts(unsigned int aHandle,
                                                    HBA_ADAPTERATTRIBUTES const* apAttributes,
                                                    unsigned int& arNumberOfPorts);
 
-    /// Fetches the FCP target mappings of an adapter. The block grows as often as the adapter asks for more,
-    /// without limit; a busy adapter is asked again after one second, up to four times, so a call may take 5
-    /// seconds.
-    /// @param aHandle   an open adapter's, from HA_OpenAdapter()
-    /// @param arMapping null, or a block from malloc whose NumberOfEntries is its capacity (asserted not 0);
-    ///                  set to the block that holds the mappings, as many as its NumberOfEntries says: the
-    ///                  caller's, released with free. After an exception it is null, and the block passed in
-    ///                  is freed
+    /// Gets the FCP target mappings of an adapter. The block is replaced by a larger one whenever the status is
+    /// MORE_DATA, without limit. If the adapter is busy, the request is repeated after one second, up to four
+    /// times. A call may take 5 seconds, because the wait follows the last busy answer too.
+    /// @param aHandle   handle of an open adapter, from HA_OpenAdapter()
+    /// @param arMapping null, or a block from malloc whose NumberOfEntries is its capacity (asserted not 0). It is
+    ///                  set to the block with the mappings, whose NumberOfEntries is their number. The caller owns
+    ///                  the block and releases it with free. After an exception arMapping is null, and a block
+    ///                  that was passed in has been freed
     /// @return arMapping
     /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802; QZCNoMemoryEx "Out of Memory",
-    ///         code 2 (then without the trace "Left"). Asserts that an adapter that asks for more asks for at
-    ///         least two entries
+    ///         code 2 (without the trace "Left"). Asserts that the number of entries that comes with MORE_DATA is
+    ///         at least two
     virtual HBA_FCPTargetMapping* HA_GetTargetMappings(unsigned int aHandle,
                                                        HBA_FCPTargetMapping*& arMapping);
 
     /// Sends SCSI REPORT LUNS to a remote port. Not virtual.
     ///
-    /// The response is the length of the LUN list in bytes (4 bytes, big-endian), 4 reserved bytes, and the
-    /// list of 8 bytes a LUN. A buffer that is too small for it is replaced and the request repeated, without
-    /// limit; check conditions and busy answers are tried again at once, as long as fewer than five attempts
-    /// were made in all.
-    /// @param aHandle   an open adapter's, from HA_OpenAdapter()
+    /// The response contains the length of the LUN list in bytes (4 bytes, big-endian), 4 reserved bytes, and the
+    /// list with 8 bytes for each LUN. If the buffer is too small, it is replaced and the request is repeated,
+    /// without limit. Check conditions and busy answers are retried immediately while fewer than five attempts
+    /// were made in total.
+    ///
+    /// The buffer that is passed in is zeroed before the first request. A replacement buffer is not zeroed. If the
+    /// HBA library answers OK or MORE_DATA without writing to a replacement buffer, the layer reads
+    /// uninitialised bytes as the length of the list: the method may then return with undefined contents, replace the
+    /// buffer again, or throw. To avoid this, pass a buffer that is large enough for every list: 4104 bytes.
+    /// @param aHandle   handle of an open adapter, from HA_OpenAdapter()
     /// @param aPortWwn  the remote port
-    /// @param apBuffer  not null: the response buffer, from malloc, of at least 4 bytes. It is zeroed first;
-    ///                  it may be freed and another from malloc, which may be larger than its size says, put
-    ///                  in its place. The caller's, released with free
-    /// @param apSize    not null: its size in bytes; set to the length of the response when the buffer is
-    ///                  replaced. After an exception buffer and size still belong together, but after "Malloc
-    ///                  Failed in HA_SendReportLUNs", when the buffer is null and the size unchanged
-    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" after another status (then without
-    ///         the trace "Left") or for a list of more than 4096 bytes; "Malloc Failed in HA_SendReportLUNs"
+    /// @param apBuffer  not null: points to the response buffer, which is from malloc and has at least 4 bytes. The
+    ///                  method may free it and replace it by another block from malloc, which may be larger than
+    ///                  its recorded size. The caller owns the buffer and releases it with free
+    /// @param apSize    not null: points to the size of the buffer in bytes, which is set to the length of the response
+    ///                  when the buffer is replaced. After an exception buffer and size are consistent, with one
+    ///                  exception: after "Malloc Failed in HA_SendReportLUNs" the buffer is null and the size is
+    ///                  unchanged. Do not pass both again as they are, because the method would zero that many bytes
+    ///                  at a null pointer. Allocate a buffer first
+    /// @throws QZCHbaapiEx, code 802: "HBA_SendReportLUNs method failed" for another final status (without the
+    ///         trace "Left") or for a list of more than 4096 bytes; "Malloc Failed in HA_SendReportLUNs"
     void HA_SendReportLUNs(unsigned int aHandle, HBA_wwn aPortWwn, void** apBuffer, unsigned int* apSize);
 };

@@ -4,27 +4,27 @@
 
 #include "backend/common/include/EncodableStream.h"
 
-/// Names one kind of diagnostic event by a category and a subcategory within it; every pair is valid.
+/// One kind of diagnostic event, identified by a category and a subcategory. Every pair is valid.
 ///
-/// It is the key of scope data, and what an agent registers for with the vendor library. Unlike the other
-/// records it writes no trace lines.
+/// It is the key of scope data. Agents register with the vendor library for a kind of event. Unlike the other
+/// records, it does not trace.
 ///
 /// Encoded form: mCategory, mSubcategory, each an `unsigned char` element. docs/encoded-forms.md draws it.
 /// Assertions: none.
-/// Thread-safety: one object is used by one thread at a time.
+/// Thread-safety: only one thread may use an object at a time.
 /// @ingroup records
 class QZCScopeEvent
 {
 public:
-    /// Category and subcategory 0; other values come from decode() alone.
+    /// Sets category and subcategory to 0. Only decode() sets other values.
     QZCScopeEvent();
 
-    /// Does nothing of its own.
+    /// Does nothing.
     virtual ~QZCScopeEvent();
 
     /// Compares two kinds of events. Throws nothing.
-    /// @param acrOther the other one
-    /// @return whether categories and subcategories are both equal
+    /// @param acrOther the other kind
+    /// @return whether both the categories and the subcategories are equal
     bool operator==(QZCScopeEvent const& acrOther) const;
 
     /// @return the event's category
@@ -34,11 +34,12 @@ public:
 
     /// Writes the encoded form.
     /// @param arOut stream to append it to
-    /// @throws what QZCEncodableOutStream throws
+    /// @throws std::bad_alloc, std::length_error; see QZCBuffer::append(). The category may then remain in the
+    ///         stream: call its clear() or discard it
     void encode(QZCEncodableOutStream& arOut) const;
 
-    /// Reads the encoded form into this object. When the second element cannot be read the category has
-    /// already changed.
+    /// Reads the encoded form into this object. If the second element cannot be read, the category has already
+    /// changed.
     /// @param arIn stream to read it from
     /// @throws QZCEncodingEx, code 100, from the stream
     void decode(QZCEncodableInStream& arIn);

@@ -23,7 +23,7 @@ constexpr char withoutPorts[] = "QZCHbaapiEx 802: ZERO Ports on the Adapter";
 class AdapterAttributes : public HbaapiLayer
 {
 protected:
-    /// Lets the HBA API answer the next request so.
+    /// Sets the answer to the next request.
     void answer(HBA_STATUS aStatus, HBA_UINT32 aNumberOfPorts = 2)
     {
         mHbaapi.mAdapterAttributes.push_back({aStatus, [=](HBA_ADAPTERATTRIBUTES& aAttributes)
@@ -35,7 +35,7 @@ protected:
         return outcomeOf([&] { mAttributes.reset(mLayer.HA_GetAdapterAttributes(aHandle)); });
     }
 
-    /// The blocks that fetching has left allocated.
+    /// The number of blocks that the query leaves allocated.
     long blocksLeftByFetching()
     {
         long const before = liveBlocks();
@@ -47,7 +47,7 @@ protected:
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> mAttributes;
 };
 
-TEST_F(AdapterAttributes, AreAskedForAfterTheTraceLines)
+TEST_F(AdapterAttributes, HbaApiIsCalledAfterTheTraceLines)
 {
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
@@ -55,7 +55,7 @@ TEST_F(AdapterAttributes, AreAskedForAfterTheTraceLines)
                                       call("HBA_GetAdapterAttributes(7)"), mExpected.left()));
 }
 
-TEST_F(AdapterAttributes, AreReturnedAsTheHbaApiFilledThem)
+TEST_F(AdapterAttributes, HbaApiAnswerIsReturnedUnchanged)
 {
     mHbaapi.mAdapterAttributes.push_back({HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes)
                                           {
@@ -69,7 +69,7 @@ TEST_F(AdapterAttributes, AreReturnedAsTheHbaApiFilledThem)
     EXPECT_EQ(std::memcmp(mAttributes.get(), &expected, sizeof expected), 0);
 }
 
-TEST_F(AdapterAttributes, AreThoseOfTheHandleWhateverItIs)
+TEST_F(AdapterAttributes, AnyHandleIsPassedToTheHbaApi)
 {
     for (unsigned int const handle : {0u, 1u, 2147483648u, 4294967295u})
     {
@@ -79,7 +79,7 @@ TEST_F(AdapterAttributes, AreThoseOfTheHandleWhateverItIs)
     }
 }
 
-TEST_F(AdapterAttributes, AreAcceptedWithAnyNumberOfPortsButZero)
+TEST_F(AdapterAttributes, AnyNonzeroNumberOfPortsIsAccepted)
 {
     for (unsigned int const number : {1u, 2147483648u, 4294967295u})
     {
@@ -89,7 +89,7 @@ TEST_F(AdapterAttributes, AreAcceptedWithAnyNumberOfPortsButZero)
     }
 }
 
-TEST_F(AdapterAttributes, AreOneBlockForDelete)
+TEST_F(AdapterAttributes, ReturnedBlockIsFreedWithDelete)
 {
     answer(HBA_STATUS_OK);
     EXPECT_EQ(blocksLeftByFetching(), 1);
@@ -98,7 +98,7 @@ TEST_F(AdapterAttributes, AreOneBlockForDelete)
     EXPECT_EQ(liveBlocks(), before - 1);
 }
 
-TEST_F(AdapterAttributes, WithoutPortsAreAnError)
+TEST_F(AdapterAttributes, ZeroPortsAreAnError)
 {
     answer(HBA_STATUS_OK, 0);
     EXPECT_EQ(fetch(), withoutPorts);
@@ -107,15 +107,15 @@ TEST_F(AdapterAttributes, WithoutPortsAreAnError)
                                       mExpected.error("No ports on the adapter"), mExpected.left()));
 }
 
-TEST_F(AdapterAttributes, WithoutPortsAreReleased)
+TEST_F(AdapterAttributes, ZeroPortsReleaseTheRecord)
 {
     answer(HBA_STATUS_OK, 0);
     EXPECT_EQ(blocksLeftByFetching(), 0);
 }
 
-TEST_F(AdapterAttributes, OfANonSupportedAdapterAreAFactAndNoError)
+TEST_F(AdapterAttributes, UnsupportedAdapterIsLoggedAsInformation)
 {
-    // The one failure of the layer at info level: such an adapter is none of the agent's, not broken.
+    // The layer's only failure at info level: the adapter is not broken, the agent just does not support it.
     answer(HBA_STATUS_ERROR_NOT_SUPPORTED);
     EXPECT_EQ(fetch(), notSupported);
     EXPECT_THAT(
@@ -127,13 +127,13 @@ TEST_F(AdapterAttributes, OfANonSupportedAdapterAreAFactAndNoError)
                     mExpected.left()));
 }
 
-TEST_F(AdapterAttributes, OfANonSupportedAdapterAreReleased)
+TEST_F(AdapterAttributes, UnsupportedAdapterReleasesTheRecord)
 {
     answer(HBA_STATUS_ERROR_NOT_SUPPORTED);
     EXPECT_EQ(blocksLeftByFetching(), 0);
 }
 
-TEST_F(AdapterAttributes, WithoutMemoryAreNotAskedFor)
+TEST_F(AdapterAttributes, HbaApiIsNotCalledWithoutMemory)
 {
     EXPECT_EQ(outcomeWithoutMemory(1, [this] { mLayer.HA_GetAdapterAttributes(7); }),
               "QZCHaltEx 1: No memory for adapter attributes");
@@ -149,7 +149,7 @@ class AdapterAttributesStatus : public AdapterAttributes, public testing::WithPa
 INSTANTIATE_TEST_SUITE_P(EachThatFails, AdapterAttributesStatus,
                          testing::ValuesIn(failuresBut({HBA_STATUS_ERROR_NOT_SUPPORTED})));
 
-TEST_P(AdapterAttributesStatus, IsNamedInTheErrorLine)
+TEST_P(AdapterAttributesStatus, FailureIsNamedInTheErrorLine)
 {
     answer(GetParam().mStatus);
     EXPECT_EQ(fetch(), failed);
@@ -161,13 +161,13 @@ TEST_P(AdapterAttributesStatus, IsNamedInTheErrorLine)
                             mExpected.left()));
 }
 
-TEST_P(AdapterAttributesStatus, ComesBeforeThePortsAreLookedAt)
+TEST_P(AdapterAttributesStatus, FailureIsCheckedBeforeTheNumberOfPorts)
 {
     answer(GetParam().mStatus, 0);
     EXPECT_EQ(fetch(), failed);
 }
 
-TEST_P(AdapterAttributesStatus, ReleasesTheRecord)
+TEST_P(AdapterAttributesStatus, FailureReleasesTheRecord)
 {
     answer(GetParam().mStatus);
     EXPECT_EQ(blocksLeftByFetching(), 0);

@@ -25,7 +25,7 @@ constexpr unsigned int notSet = 77;
 class AdapterPorts : public HbaapiLayer
 {
 protected:
-    /// Lets the HBA API answer the next requests, one for each port.
+    /// Sets the answers to the next requests, one for each port.
     void answerPorts(unsigned int aNumber)
     {
         for (unsigned int i = 0; i < aNumber; ++i)
@@ -42,7 +42,7 @@ protected:
                          { mPorts.reset(mLayer.HA_GetAdapterPorts(aHandle, &mAttributes, mNumberOfPorts)); });
     }
 
-    /// The blocks that fetching has left allocated.
+    /// The number of blocks that the query leaves allocated.
     long blocksLeftByFetching(unsigned int aNumber)
     {
         long const before = liveBlocks();
@@ -63,7 +63,7 @@ protected:
     unsigned int mNumberOfPorts = notSet;
 };
 
-TEST_F(AdapterPorts, AreFetchedByIndexInOrder)
+TEST_F(AdapterPorts, PortsAreFetchedByIndexInOrder)
 {
     answerPorts(2);
     EXPECT_EQ(fetch(2), done);
@@ -72,7 +72,7 @@ TEST_F(AdapterPorts, AreFetchedByIndexInOrder)
                                       call("HBA_GetAdapterPortAttributes(7, 1)"), mExpected.left()));
 }
 
-TEST_F(AdapterPorts, AreTheRecordsOneAfterTheOther)
+TEST_F(AdapterPorts, RecordsAreReturnedInPortOrder)
 {
     answerPorts(3);
     EXPECT_EQ(fetch(3), done);
@@ -81,7 +81,7 @@ TEST_F(AdapterPorts, AreTheRecordsOneAfterTheOther)
     EXPECT_EQ(mPorts[2].PortFcId, 102u);
 }
 
-TEST_F(AdapterPorts, AreFilledInTheArrayItself)
+TEST_F(AdapterPorts, HbaApiFillsTheReturnedArray)
 {
     std::vector<HBA_PORTATTRIBUTES*> filled;
     for (int i = 0; i < 3; ++i)
@@ -93,7 +93,7 @@ TEST_F(AdapterPorts, AreFilledInTheArrayItself)
     EXPECT_THAT(filled, ElementsAre(&mPorts[0], &mPorts[1], &mPorts[2]));
 }
 
-TEST_F(AdapterPorts, AreCountedByTheAttributes)
+TEST_F(AdapterPorts, PortCountComesFromTheAttributes)
 {
     for (unsigned int const number : {1u, 2u, 300u})
     {
@@ -104,7 +104,7 @@ TEST_F(AdapterPorts, AreCountedByTheAttributes)
     }
 }
 
-TEST_F(AdapterPorts, AreThoseOfTheHandleWhateverItIs)
+TEST_F(AdapterPorts, AnyHandleIsPassedToTheHbaApi)
 {
     for (unsigned int const handle : {0u, 1u, 2147483648u, 4294967295u})
     {
@@ -114,7 +114,7 @@ TEST_F(AdapterPorts, AreThoseOfTheHandleWhateverItIs)
     }
 }
 
-TEST_F(AdapterPorts, AreOneBlockForArrayDelete)
+TEST_F(AdapterPorts, ReturnedBlockIsFreedWithArrayDelete)
 {
     answerPorts(4);
     EXPECT_EQ(blocksLeftByFetching(4), 1);
@@ -123,18 +123,18 @@ TEST_F(AdapterPorts, AreOneBlockForArrayDelete)
     EXPECT_EQ(liveBlocks(), before - 1);
 }
 
-TEST_F(AdapterPorts, WithoutMemoryAreNotAskedFor)
+TEST_F(AdapterPorts, HbaApiIsNotCalledWithoutMemory)
 {
     mAttributes.NumberOfPorts = 4;
     EXPECT_EQ(outcomeWithoutMemory(1, [&] { mLayer.HA_GetAdapterPorts(7, &mAttributes, mNumberOfPorts); }),
               "QZCHaltEx 1: No memory for Port Attributes");
-    // The array holds the records, not pointers to them: the text is as it always was.
+    // The array holds records, not pointers. The text is kept for compatibility.
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(),
                                       mExpected.error("Failed to allocate port attributes ptr array"),
                                       mExpected.left()));
 }
 
-TEST_F(AdapterPorts, WithoutMemoryAreCountedAllTheSame)
+TEST_F(AdapterPorts, PortCountIsSetEvenWithoutMemory)
 {
     mAttributes.NumberOfPorts = 4;
     outcomeWithoutMemory(1, [&] { mLayer.HA_GetAdapterPorts(7, &mAttributes, mNumberOfPorts); });
@@ -143,9 +143,9 @@ TEST_F(AdapterPorts, WithoutMemoryAreCountedAllTheSame)
 
 using AdapterPortsDeathTest = AdapterPorts;
 
-TEST_F(AdapterPortsDeathTest, NoneAtAllEndTheProcess)
+TEST_F(AdapterPortsDeathTest, ZeroPortsEndTheProcess)
 {
-    // The number was not 0 before, so the assertion tells that it is set before anything is checked.
+    // The number was not 0 before, so the assertion shows that it is set before the check.
     ASSERT_NE(mNumberOfPorts, 0u);
     EXPECT_EXIT(
         {
@@ -155,7 +155,7 @@ TEST_F(AdapterPortsDeathTest, NoneAtAllEndTheProcess)
         ExitedWithCode(1), onlyTheseLines({mExpected.entered(), mExpected.assertion("0 < arNumberOfPorts")}));
 }
 
-/// A status, and which of four ports it is the answer for.
+/// A status, and the index of the port that it answers for.
 struct FailedPort
 {
     NamedStatus mStatus;
@@ -191,7 +191,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(EachThatFails, AdapterPortsStatus, testing::ValuesIn(failedPorts()));
 
-TEST_P(AdapterPortsStatus, IsNamedWithThePortAndEndsTheQuery)
+TEST_P(AdapterPortsStatus, FailureNamesThePortAndStopsTheQuery)
 {
     std::vector<LogLine> expected = {mExpected.entered(), notice(4)};
     for (unsigned int i = 0; i <= GetParam().mIndex; ++i)
@@ -203,13 +203,13 @@ TEST_P(AdapterPortsStatus, IsNamedWithThePortAndEndsTheQuery)
                                        "Failed to get port #" + std::to_string(GetParam().mIndex) +
                                            " attributes - " + GetParam().mStatus.mName));
     EXPECT_EQ(fetch(4), portsFailed);
-    // No "Left": this is the one way out of the query that does not trace it.
+    // This is the only exit from the query that does not trace "Left".
     EXPECT_THAT(events(), ElementsAreArray(expected));
 }
 
-TEST_P(AdapterPortsStatus, ReleasesTheWholeArray) { EXPECT_EQ(blocksLeftByFetching(4), 0); }
+TEST_P(AdapterPortsStatus, FailureReleasesTheWholeArray) { EXPECT_EQ(blocksLeftByFetching(4), 0); }
 
-TEST_P(AdapterPortsStatus, LeavesTheNumberOfPorts)
+TEST_P(AdapterPortsStatus, FailureKeepsThePortCount)
 {
     EXPECT_EQ(fetch(4), portsFailed);
     EXPECT_EQ(mNumberOfPorts, 4u);

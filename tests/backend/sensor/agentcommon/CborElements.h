@@ -1,5 +1,5 @@
 /// @file
-/// What another CBOR library makes of encoded forms.
+/// Encoded forms as another CBOR library reads them.
 #pragma once
 
 #include <cstddef>
@@ -36,7 +36,7 @@ inline std::string describeItem(cbor_item_t const* aItem)
     return bytes;
 }
 
-/// The elements as another CBOR library reads them.
+/// The elements that another CBOR library reads from the bytes.
 inline std::vector<std::string> cborElementsOf(Bytes const& aEncoded)
 {
     std::vector<std::string> elements;
@@ -47,7 +47,7 @@ inline std::vector<std::string> cborElementsOf(Bytes const& aEncoded)
             cbor_load(&aEncoded[position], aEncoded.size() - position, &result), &releaseItem);
         if (!item)
         {
-            ADD_FAILURE() << "nothing that can be read at byte " << position;
+            ADD_FAILURE() << "no readable element at byte " << position;
             return elements;
         }
         elements.push_back(describeItem(item.get()));

@@ -32,7 +32,7 @@ using Components = std::vector<unsigned int>;
 
 QZCDepVersion versionOf(std::string const& aText) { return QZCDepVersion(aText.c_str()); }
 
-/// The words behind the pointer to the table: the components and their count.
+/// The words after the virtual table pointer: the components and their count.
 std::vector<unsigned int> wordsOf(QZCDepVersion const& aVersion)
 {
     std::vector<unsigned int> words(maxComponents + 1);
@@ -50,7 +50,7 @@ Components componentsOf(QZCDepVersion const& aVersion)
 
 Components parsed(std::string const& aText) { return componentsOf(versionOf(aText)); }
 
-/// The answers of "==", "<" and ">" for two versions.
+/// The results of "==", "<" and ">" for two versions.
 std::string relation(QZCDepVersion const& aLeft, QZCDepVersion const& aRight)
 {
     std::string answers;
@@ -67,7 +67,7 @@ std::string relation(std::string const& aLeft, std::string const& aRight)
 
 ExpectedLog versionLog(char const* aFunction) { return ExpectedLog(aFunction, ".//DepVersion"); }
 
-/// What appending a component logs.
+/// The lines that appending a component logs.
 std::vector<LogLine> appended(std::size_t aNumber, unsigned int aComponent)
 {
     ExpectedLog const expected = versionLog("operator<<");
@@ -77,7 +77,7 @@ std::vector<LogLine> appended(std::size_t aNumber, unsigned int aComponent)
             expected.left()};
 }
 
-/// What parsing logs, from entering to the last component.
+/// The lines that parsing logs, from Entered to the last component.
 std::vector<LogLine> parsing(Components const& aComponents)
 {
     std::vector<LogLine> lines = {versionLog("QZCDepVersion").entered(),
@@ -90,18 +90,18 @@ std::vector<LogLine> parsing(Components const& aComponents)
     return lines;
 }
 
-TEST(DepVersion, OfThreeNumbersHasThem)
+TEST(DepVersion, ConstructionFromThreeNumbersStoresThem)
 {
     EXPECT_THAT(componentsOf(QZCDepVersion(1, 0, 4294967295u)), ElementsAre(1u, 0u, 4294967295u));
 }
 
-TEST(DepVersion, OfFourNumbersHasThem)
+TEST(DepVersion, ConstructionFromFourNumbersStoresThem)
 {
     EXPECT_THAT(componentsOf(QZCDepVersion(1, 0, 2147483648u, 4294967295u)),
                 ElementsAre(1u, 0u, 2147483648u, 4294967295u));
 }
 
-TEST(DepVersion, OfNumbersTracesOnlyItsConstructor)
+TEST(DepVersion, ConstructionFromNumbersTracesOnlyTheConstructor)
 {
     LogCapture log;
     QZCDepVersion const three(1, 2, 3);
@@ -111,7 +111,7 @@ TEST(DepVersion, OfNumbersTracesOnlyItsConstructor)
                             versionLog("QZCDepVersion").entered(), versionLog("QZCDepVersion").left()));
 }
 
-TEST(DepVersion, OfTextTracesEachStep)
+TEST(DepVersion, ConstructionFromTextTracesEachStep)
 {
     LogCapture log;
     QZCDepVersion const version("7.20");
@@ -121,7 +121,7 @@ TEST(DepVersion, OfTextTracesEachStep)
     EXPECT_THAT(log.lines(), ElementsAreArray(expected));
 }
 
-TEST(DepVersion, IsDestroyedWithoutALine)
+TEST(DepVersion, DestructionLogsNothing)
 {
     alignas(QZCDepVersion) unsigned char place[sizeof(QZCDepVersion)];
     QZCDepVersion* const version = new (place) QZCDepVersion(1, 2, 3);
@@ -130,34 +130,34 @@ TEST(DepVersion, IsDestroyedWithoutALine)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(DepVersion, KeepsNothingAllocated)
+TEST(DepVersion, ConstructionKeepsNothingAllocated)
 {
     long const before = liveBlocks();
     QZCDepVersion const version("1.2.3.4.5.6.7.8");
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(DepVersion, HasTheDestructorsInItsTable)
+TEST(DepVersion, VirtualTableHasOnlyTheDestructors)
 {
     QZCDepVersion const version(1, 2, 3);
     EXPECT_THAT(virtualSlots(&version, 2), Each("QZCDepVersion::~QZCDepVersion()"));
 }
 
-TEST(DepVersion, HasTheComponentsAndThenTheirCountBehindTheTable)
+TEST(DepVersion, ComponentsAndCountFollowTheTablePointer)
 {
     QZCDepVersion const version("11.12.13.14.15.16.17.18");
     EXPECT_THAT(wordsOf(version), ElementsAre(11u, 12u, 13u, 14u, 15u, 16u, 17u, 18u, 8u));
-    EXPECT_LE(sizeof version, sizeof(void*) * 2 + 9 * sizeof(unsigned int)) << "no further field";
+    EXPECT_LE(sizeof version, sizeof(void*) * 2 + 9 * sizeof(unsigned int)) << "no other field";
 }
 
-TEST(DepVersionParsing, TakesTheNumbersBetweenTheDots)
+TEST(DepVersionParsing, ComponentsAreTheNumbersBetweenDots)
 {
     EXPECT_THAT(parsed("7.2.20.6"), ElementsAre(7u, 2u, 20u, 6u));
     EXPECT_THAT(parsed("5"), ElementsAre(5u));
     EXPECT_THAT(parsed("1.2.3.4.5.6.7.8"), ElementsAre(1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u));
 }
 
-TEST(DepVersionParsing, TakesAnEmptyPieceAsZero)
+TEST(DepVersionParsing, EmptyPieceIsZero)
 {
     EXPECT_THAT(parsed(""), ElementsAre(0u));
     EXPECT_THAT(parsed("1..3"), ElementsAre(1u, 0u, 3u));
@@ -167,57 +167,63 @@ TEST(DepVersionParsing, TakesAnEmptyPieceAsZero)
     EXPECT_THAT(parsed("......."), ElementsAre(0u, 0u, 0u, 0u, 0u, 0u, 0u, 0u));
 }
 
-TEST(DepVersionParsing, EndsANumberAtTheFirstOtherCharacter)
+TEST(DepVersionParsing, NumberEndsAtTheFirstOtherCharacter)
 {
     EXPECT_THAT(parsed("8.0-rc1"), ElementsAre(8u, 0u));
     EXPECT_THAT(parsed("3a4.0x10.7 8"), ElementsAre(3u, 0u, 7u));
 }
 
-TEST(DepVersionParsing, TakesAPieceWithoutANumberAsZero)
+TEST(DepVersionParsing, PieceWithoutANumberIsZero)
 {
     EXPECT_THAT(parsed("v7.beta.-.+.%n"), ElementsAre(0u, 0u, 0u, 0u, 0u));
 }
 
-TEST(DepVersionParsing, SkipsWhiteSpaceBeforeANumber)
+TEST(DepVersionParsing, WhiteSpaceBeforeANumberIsSkipped)
 {
     EXPECT_THAT(parsed(" 7.\t2. \n\v\f\r20. .6"), ElementsAre(7u, 2u, 20u, 0u, 6u));
 }
 
-TEST(DepVersionParsing, ReadsASign)
+TEST(DepVersionParsing, SignIsRead)
 {
     EXPECT_THAT(parsed("+7.-1.-2147483648.- 3.+-3"), ElementsAre(7u, 4294967295u, 2147483648u, 0u, 0u));
 }
 
-TEST(DepVersionParsing, ReadsNumbersUpToTheLargest)
+TEST(DepVersionParsing, LargestNumberIsRead)
 {
     EXPECT_THAT(parsed("2147483647.0002147483647"), ElementsAre(2147483647u, 2147483647u));
 }
 
-TEST(DepVersionParsing, KeepsTheLowBitsOfALargerNumber)
+TEST(DepVersionParsing, LargerNumberKeepsItsLow32BitsOnEveryMachine)
 {
-    EXPECT_THAT(parsed("2147483648.4294967295.4294967303"), ElementsAre(2147483648u, 4294967295u, 7u));
+    EXPECT_THAT(parsed("2147483648.4294967295.4294967303.-4294967297"),
+                ElementsAre(2147483648u, 4294967295u, 7u, 4294967295u));
 }
 
-TEST(DepVersionParsing, IgnoresWhatAPieceHoldsPastItsDot)
+TEST(DepVersionParsing, NumberBeyond64BitsBecomesTheLargestOrSmallest)
 {
-    // A piece is cut with the dot's position in the whole text as its length, so the later ones run on.
+    EXPECT_THAT(parsed("99999999999999999999.-99999999999999999999"), ElementsAre(4294967295u, 0u));
+}
+
+TEST(DepVersionParsing, TextPastTheDotOfAPieceIsIgnored)
+{
+    // The length of a piece is the dot's position in the whole text, so later pieces include what follows them.
     EXPECT_THAT(parsed("1000000000.2.3.4"), ElementsAre(1000000000u, 2u, 3u, 4u));
     EXPECT_THAT(parsed("1000000000..3.4"), ElementsAre(1000000000u, 0u, 3u, 4u));
 }
 
-TEST(DepVersionParsing, CutsAPieceLongerThanItsNumber)
+TEST(DepVersionParsing, PieceMayIncludeTheFollowingPieces)
 {
-    // Deliberate as well; the only trace of it is that the "2" no longer fits into a string's own room.
+    // Deliberate. The only visible effect is that the piece "2" no longer fits inside a std::string.
     QZCString const beforeShort("0000000000000001.2.3");
     QZCString const beforeLong("0000000000000001.2.0000000000000003");
     unsigned int const allocations = allocationsOf([&] { QZCDepVersion const version(beforeShort); });
     EXPECT_EQ(allocationsOf([&] { QZCDepVersion const version(beforeLong); }), allocations + 2)
-        << "one for the last piece and one for that before it, which takes it in";
+        << "one for the last piece and one for the piece before it, which includes the last";
 }
 
-TEST(DepVersionParsing, ReportsMissingMemory)
+TEST(DepVersionParsing, MissingMemoryIsReported)
 {
-    // The object whose count cannot be had is given up on purpose, see QZCPointer.
+    // QZCPointer leaks an object deliberately when it cannot allocate its count.
     DeliberateLeak const leak;
     QZCString const text("1.2.3");
     auto const parse = [&] { QZCDepVersion const version(text); };
@@ -229,14 +235,14 @@ TEST(DepVersionParsing, ReportsMissingMemory)
     EXPECT_GE(allocations, 6u) << "a string and a count for each piece";
 }
 
-TEST(DepVersionAppending, AddsOneComponent)
+TEST(DepVersionAppending, NumberAddsOneComponent)
 {
     QZCDepVersion version(1, 2, 3);
     version << "4";
     EXPECT_THAT(componentsOf(version), ElementsAre(1u, 2u, 3u, 4u));
 }
 
-TEST(DepVersionAppending, LogsTheComponentWithItsNumber)
+TEST(DepVersionAppending, ComponentIsLoggedWithItsIndex)
 {
     for (std::size_t number = 2; number <= maxComponents; ++number)
     {
@@ -254,7 +260,7 @@ TEST(DepVersionAppending, LogsTheComponentWithItsNumber)
     }
 }
 
-TEST(DepVersionAppending, LogsANegativeNumberAsItIsStored)
+TEST(DepVersionAppending, NegativeNumberIsLoggedAsStored)
 {
     QZCDepVersion version(1, 2, 3);
     LogCapture log;
@@ -262,7 +268,7 @@ TEST(DepVersionAppending, LogsANegativeNumberAsItIsStored)
     EXPECT_THAT(log.lines(), ElementsAreArray(appended(4, 4294967295u)));
 }
 
-TEST(DepVersionAppending, TakesOneComponentFromADottedText)
+TEST(DepVersionAppending, DottedTextAddsOneComponent)
 {
     QZCDepVersion version(1, 2, 3);
     version << "4.5";
@@ -306,12 +312,12 @@ TEST(DepVersionParsingDeathTest, NinthPieceEndsTheProcess)
         ExitedWithCode(1), onlyTheseLines(expected));
 }
 
-TEST(DepVersionParsingDeathTest, EmptyNinthPieceEndsTheProcessToo)
+TEST(DepVersionParsingDeathTest, EmptyNinthPieceEndsTheProcess)
 {
     EXPECT_EXIT(QZCDepVersion("1.2.3.4.5.6.7.8."), ExitedWithCode(1), "");
 }
 
-TEST(DepVersionComparison, TracesEachOperation)
+TEST(DepVersionComparison, EachOperationIsTraced)
 {
     QZCDepVersion const one(1, 2, 3);
     QZCDepVersion const other(1, 2, 4);
@@ -322,14 +328,14 @@ TEST(DepVersionComparison, TracesEachOperation)
                                          versionLog("operator>").entered(), versionLog("operator>").left()));
 }
 
-TEST(DepVersionComparison, GoesByTheNumbersNotTheText)
+TEST(DepVersionComparison, ComparesNumbersInsteadOfText)
 {
     EXPECT_EQ(relation("10.2", "9.15"), "greater ");
     EXPECT_EQ(relation("9.15", "10.2"), "less ");
     EXPECT_EQ(relation("1.02", "1.2"), "equal ");
 }
 
-TEST(DepVersionComparison, GoesByTheFirstComponentThatDiffers)
+TEST(DepVersionComparison, FirstDifferentComponentDecides)
 {
     EXPECT_EQ(relation("4.1", "4.2.0"), "less ");
     EXPECT_EQ(relation("4.3", "4.2.9"), "greater ");
@@ -338,14 +344,14 @@ TEST(DepVersionComparison, GoesByTheFirstComponentThatDiffers)
     EXPECT_EQ(relation("1.9.9", "2.0.0"), "less ");
 }
 
-TEST(DepVersionComparison, IsOfUnsignedNumbers)
+TEST(DepVersionComparison, ComponentsAreComparedUnsigned)
 {
     EXPECT_EQ(relation(QZCDepVersion(4294967295u, 0, 0), QZCDepVersion(1, 0, 0)), "greater ");
     EXPECT_EQ(relation(QZCDepVersion(2147483647, 0, 0), QZCDepVersion(2147483648u, 0, 0)), "less ");
     EXPECT_EQ(relation("-1", "1"), "greater ");
 }
 
-TEST(DepVersionComparison, IgnoresComponentsThatOnlyOneHas)
+TEST(DepVersionComparison, ComponentsThatOnlyOneHasAreIgnored)
 {
     // Deliberate: a check against a minimum of 4.1.2, written as "not less", accepts 4.1.
     for (char const* const longer : {"4.1", "4.1.0", "4.1.2", "4.1.7", "4.1.0.0.0.0.0.9"})
@@ -356,13 +362,13 @@ TEST(DepVersionComparison, IgnoresComponentsThatOnlyOneHas)
     EXPECT_EQ(relation(QZCDepVersion(1, 2, 3), versionOf("1.2.3.4")), "equal ");
 }
 
-TEST(DepVersionComparison, OfOneWithItselfFindsItEqual)
+TEST(DepVersionComparison, VersionEqualsItself)
 {
     QZCDepVersion const version("4.1.2");
     EXPECT_EQ(relation(version, version), "equal ");
 }
 
-TEST(DepVersionComparison, DoesNotReadComponentsThatWereNeverSet)
+TEST(DepVersionComparison, UnsetComponentsAreNotRead)
 {
     alignas(QZCDepVersion) unsigned char zeros[sizeof(QZCDepVersion)];
     alignas(QZCDepVersion) unsigned char ones[sizeof(QZCDepVersion)];
@@ -371,7 +377,7 @@ TEST(DepVersionComparison, DoesNotReadComponentsThatWereNeverSet)
     EXPECT_EQ(relation(*new (zeros) QZCDepVersion(1, 2, 3), *new (ones) QZCDepVersion(1, 2, 3)), "equal ");
 }
 
-/// Pieces of version texts of every kind, and what comes of them by hand.
+/// Pieces of version texts of every kind, and their values, written down by hand.
 class DepVersionModel : public testing::Test
 {
 protected:
@@ -393,7 +399,7 @@ protected:
             return {pick(others), 0};
         }
         std::string const sign = pick(signs);
-        // Of every magnitude up to 2147483647: uniform values would nearly all be large.
+        // Every magnitude up to 2147483647 is equally likely; nearly all uniform values would be large.
         unsigned int const number = static_cast<unsigned int>(mRandom()) >> (1 + mRandom() % 31);
         return {pick(blanks) + sign + pick(zeros) + std::to_string(number) + pick(ends),
                 sign == "-" ? 0 - number : number};
@@ -411,7 +417,7 @@ private:
     std::mt19937 mRandom{20260504};
 };
 
-TEST_F(DepVersionModel, EveryTextIsParsedAsByHand)
+TEST_F(DepVersionModel, ParsingAgreesWithTheModel)
 {
     for (int i = 0; i < 5000; ++i)
     {
@@ -447,11 +453,11 @@ std::string modelledRelation(Components aLeft, Components aRight)
     return aLeft == aRight ? "equal " : aLeft < aRight ? "less " : "greater ";
 }
 
-TEST_F(DepVersionModel, EveryPairIsComparedAsByHand)
+TEST_F(DepVersionModel, ComparisonAgreesWithTheModelForEveryPair)
 {
     for (int i = 0; i < 5000; ++i)
     {
-        // Few different numbers, so that many a pair begins alike.
+        // Only a few different numbers, so that many pairs have the same start.
         Components left(1 + below(maxComponents));
         Components right(1 + below(maxComponents));
         std::generate(left.begin(), left.end(), [this] { return below(3); });

@@ -1,4 +1,4 @@
-// The records beside another CBOR library.
+// Another CBOR library reads the encoded records.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,43 +13,43 @@ using testing::ElementsAre;
 
 namespace
 {
-TEST(EncodedForms, OfANameIsReadByAnotherCborLibrary)
+TEST(EncodedForms, AnotherCborLibraryReadsAName)
 {
     Bytes const name = someBytes(8);
     EXPECT_THAT(cborElementsOf(encodedFormOf(QZCWorldWideName(name.data()))),
                 ElementsAre("bytes 1 2 3 4 5 6 7 8"));
 }
 
-TEST(EncodedForms, OfAnEventIsReadByAnotherCborLibrary)
+TEST(EncodedForms, AnotherCborLibraryReadsAScopeEvent)
 {
     EXPECT_THAT(cborElementsOf(encodedFormOf(*eventOf(3, 7))), ElementsAre("3", "7"));
 }
 
-TEST(EncodedForms, OfLatencyDataIsReadByAnotherCborLibrary)
+TEST(EncodedForms, AnotherCborLibraryReadsLatencyData)
 {
     EXPECT_THAT(cborElementsOf(encodedFormOf(latencies())),
                 ElementsAre("1000", "4104", "35", "1", "10", "2", "0", "120", "880", "0", "0", "0", "0", "0",
                             "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0"));
 }
 
-TEST_F(ScopeData, OfAnEventIsReadByAnotherCborLibrary)
+TEST_F(ScopeData, AnotherCborLibraryReadsARecordOfAnEvent)
 {
     EXPECT_THAT(cborElementsOf(encodedFormOf(QZCScopeData(mEvent))), ElementsAre("3", "7", "false", "0"));
 }
 
-TEST_F(ScopeData, OfNamesIsReadByAnotherCborLibrary)
+TEST_F(ScopeData, AnotherCborLibraryReadsARecordWithNames)
 {
     EXPECT_THAT(cborElementsOf(encodedFormOf(QZCScopeData(mEvent, mFirst, mSecond))),
                 ElementsAre("3", "7", "true", "bytes 16 0 0 0 201 0 0 1", "bytes 32 0 0 0 201 0 0 2", "0"));
 }
 
-TEST_F(ScopeData, OfPayloadIsReadByAnotherCborLibrary)
+TEST_F(ScopeData, AnotherCborLibraryReadsARecordWithPayload)
 {
     EXPECT_THAT(cborElementsOf(encodedFormOf(withPayload({0xaa, 0xbb}))),
                 ElementsAre("3", "7", "false", "1", "bytes 170 187"));
 }
 
-TEST_F(ScopeData, OfBothIsReadByAnotherCborLibrary)
+TEST_F(ScopeData, AnotherCborLibraryReadsARecordWithNamesAndPayload)
 {
     EXPECT_THAT(cborElementsOf(encodedFormOf(withBoth({0xaa}))),
                 ElementsAre("3", "7", "true", "bytes 16 0 0 0 201 0 0 1", "bytes 32 0 0 0 201 0 0 2", "1",

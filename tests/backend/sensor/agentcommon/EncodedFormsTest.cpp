@@ -1,4 +1,4 @@
-// The page about encoded forms is true.
+// The examples of docs/encoded-forms.md match the code.
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -19,7 +19,7 @@ using testing::SizeIs;
 
 namespace
 {
-/// The bytes of each example under the name that stands in its first line.
+/// The bytes of each example, by the name in its first line.
 using Examples = std::map<std::string, Bytes>;
 
 Bytes bytesIn(std::string const& aText)
@@ -47,15 +47,15 @@ Examples examplesOfPage()
 
 Bytes example(std::string const& aName) { return examplesOfPage()[aName]; }
 
-TEST(EncodedForms, AreSevenExamples) { EXPECT_THAT(examplesOfPage(), SizeIs(7)); }
+TEST(EncodedForms, DocumentHasSevenExamples) { EXPECT_THAT(examplesOfPage(), SizeIs(7)); }
 
-TEST(EncodedForms, OfANameIsThatOfThePage)
+TEST(EncodedForms, NameIsEncodedAsDocumented)
 {
     Bytes const name = {0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c};
     EXPECT_EQ(encodedFormOf(QZCWorldWideName(name.data())), example("the name 10:00:00:00:c9:2a:3b:4c"));
 }
 
-TEST(EncodedForms, OfAnEventIsThatOfThePage)
+TEST(EncodedForms, ScopeEventIsEncodedAsDocumented)
 {
     QZCScopeEvent event;
     Bytes const encoded = {0x03, 0x18, 200};
@@ -64,15 +64,15 @@ TEST(EncodedForms, OfAnEventIsThatOfThePage)
     EXPECT_EQ(encodedFormOf(event), example("the event of category 3 and subcategory 200"));
 }
 
-TEST_F(ScopeData, OfEachShapeIsEncodedAsThePageSays)
+TEST_F(ScopeData, EachShapeIsEncodedAsDocumented)
 {
-    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent)), example("scope data of neither names nor payload"));
-    EXPECT_EQ(encodedFormOf(withPayload({0xaa, 0xbb, 0xcc})), example("scope data of payload"));
-    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent, mFirst, mSecond)), example("scope data of names"));
-    EXPECT_EQ(encodedFormOf(withBoth({0xaa, 0xbb, 0xcc})), example("scope data of names and payload"));
+    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent)), example("scope data without names and payload"));
+    EXPECT_EQ(encodedFormOf(withPayload({0xaa, 0xbb, 0xcc})), example("scope data with payload"));
+    EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent, mFirst, mSecond)), example("scope data with names"));
+    EXPECT_EQ(encodedFormOf(withBoth({0xaa, 0xbb, 0xcc})), example("scope data with names and payload"));
 }
 
-TEST(EncodedForms, OfLatencyDataIsThatOfThePage)
+TEST(EncodedForms, LatencyDataIsEncodedAsDocumented)
 {
     EXPECT_EQ(encodedFormOf(latencies()), example("latency data"));
 }

@@ -19,7 +19,7 @@ using testing::Field;
 
 namespace
 {
-/// What the handler for a class sees of an exception.
+/// The text and code that the handler for a class reads.
 struct Caught
 {
     std::string mHandler;
@@ -48,7 +48,7 @@ void tryHandler(Thrown const& aError, std::vector<Caught>& aCaught)
     }
 }
 
-/// Throws a copy of the exception at the handler for each class of the tree, one at a time.
+/// Throws a copy of the exception for each class of the tree, and catches it with the handler for that class.
 template <typename Thrown>
 std::vector<Caught> catchesOf(Thrown const& aError)
 {
@@ -79,7 +79,7 @@ std::vector<std::string> handlersThatCatch()
     return names;
 }
 
-TEST(Exceptions, GenericExceptionIsCaughtAsNothingElse)
+TEST(Exceptions, GenericExceptionIsOnlyGeneric)
 {
     EXPECT_THAT(handlersThatCatch<QZCGenericException>(),
                 ElementsAre("std::exception", "QZCException", "QZCGenericException"));
@@ -110,31 +110,31 @@ TEST(Exceptions, ExitConditionIsBothGenericAndHalt)
                             "QZCExitConditionEx"));
 }
 
-TEST(Exceptions, InvalidIsGenericButNoHalt)
+TEST(Exceptions, InvalidIsGenericAndNotHalt)
 {
     EXPECT_THAT(handlersThatCatch<QZCInvalidEx>(),
                 ElementsAre("std::exception", "QZCException", "QZCGenericException", "QZCInvalidEx"));
 }
 
-TEST(Exceptions, NotAllowedIsGenericButNoHalt)
+TEST(Exceptions, NotAllowedIsGenericAndNotHalt)
 {
     EXPECT_THAT(handlersThatCatch<QZCNotAllowedEx>(),
                 ElementsAre("std::exception", "QZCException", "QZCGenericException", "QZCNotAllowedEx"));
 }
 
-TEST(Exceptions, NotFoundIsGenericButNoHalt)
+TEST(Exceptions, NotFoundIsGenericAndNotHalt)
 {
     EXPECT_THAT(handlersThatCatch<QZCNotFoundEx>(),
                 ElementsAre("std::exception", "QZCException", "QZCGenericException", "QZCNotFoundEx"));
 }
 
-TEST(Exceptions, HbaapiFailureIsOfAnOutsideLibraryAndNotGeneric)
+TEST(Exceptions, HbaapiFailureIsALibraryExceptionAndNotGeneric)
 {
     EXPECT_THAT(handlersThatCatch<QZCHbaapiEx>(),
                 ElementsAre("std::exception", "QZCException", "QZCLibsException", "QZCHbaapiEx"));
 }
 
-/// Names the tests of a typed suite after the class.
+/// Names the cases of a typed suite after the class.
 struct ClassName
 {
     template <typename Class>
@@ -153,19 +153,19 @@ using Classes = testing::Types<QZCGenericException, QZCHaltEx, QZCLibsException,
                                QZCExitConditionEx, QZCInvalidEx, QZCNotAllowedEx, QZCNotFoundEx, QZCHbaapiEx>;
 TYPED_TEST_SUITE(EveryException, Classes, ClassName);
 
-TYPED_TEST(EveryException, TellsEachHandlerTheSameText)
+TYPED_TEST(EveryException, EveryHandlerReadsTheSameText)
 {
     EXPECT_THAT(catchesOf(TypeParam("Out of Memory", 2)), Each(Field(&Caught::mText, "Out of Memory")));
 }
 
-TYPED_TEST(EveryException, TellsEachHandlerButTheStandardOneTheSameCode)
+TYPED_TEST(EveryException, EveryHandlerExceptTheStandardOneReadsTheSameCode)
 {
     std::vector<Caught> caught = catchesOf(TypeParam("text", 4294967295u));
     caught.erase(caught.begin());
     EXPECT_THAT(caught, Each(Field(&Caught::mCode, 4294967295u)));
 }
 
-TYPED_TEST(EveryException, KeepsItsTextWhenTheCallersIsOverwritten)
+TYPED_TEST(EveryException, TextSurvivesOverwritingTheSource)
 {
     char text[] = "Invalid WWN string";
     TypeParam const error(text, 6);
@@ -173,7 +173,7 @@ TYPED_TEST(EveryException, KeepsItsTextWhenTheCallersIsOverwritten)
     EXPECT_STREQ(error.what(), "Invalid WWN string");
 }
 
-TYPED_TEST(EveryException, HoldsItsTextInsideItself)
+TYPED_TEST(EveryException, TextIsStoredInsideTheObject)
 {
     TypeParam const error("text", 1);
     char const* const first = reinterpret_cast<char const*>(&error);
@@ -181,14 +181,14 @@ TYPED_TEST(EveryException, HoldsItsTextInsideItself)
     EXPECT_LT(error.what(), first + sizeof error);
 }
 
-TYPED_TEST(EveryException, AllocatesNothing)
+TYPED_TEST(EveryException, DoesNotAllocate)
 {
     EXPECT_EQ(allocationsOf([] { TypeParam const error("a text that is longer than a short string", 1); }),
               0u);
     EXPECT_TRUE((std::is_nothrow_constructible<TypeParam, char const*, unsigned int>::value));
 }
 
-TYPED_TEST(EveryException, IsMadeOfATextAndACodeOnly)
+TYPED_TEST(EveryException, ConstructorTakesOnlyATextAndACode)
 {
     EXPECT_TRUE((std::is_constructible<TypeParam, char const*, unsigned int>::value));
     EXPECT_FALSE(std::is_default_constructible<TypeParam>::value);
@@ -196,22 +196,22 @@ TYPED_TEST(EveryException, IsMadeOfATextAndACodeOnly)
     EXPECT_FALSE((std::is_constructible<TypeParam, unsigned int>::value));
 }
 
-TYPED_TEST(EveryException, HasAPublicVirtualDestructor)
+TYPED_TEST(EveryException, DestructorIsPublicAndVirtual)
 {
     EXPECT_TRUE(std::has_virtual_destructor<TypeParam>::value);
     EXPECT_TRUE(std::is_nothrow_destructible<TypeParam>::value);
 }
 
-TYPED_TEST(EveryException, SharesOneRootAmongItsBases)
+TYPED_TEST(EveryException, AllBasesShareOneRoot)
 {
-    // Were there an edge that is not virtual on the way to the root, the joined class would have two roots.
+    // With a non-virtual edge on the way to the root, the joined class would have two roots.
     struct Joined : TypeParam, virtual QZCException
     {
     };
     EXPECT_TRUE((std::is_convertible<Joined*, QZCException*>::value));
 }
 
-TYPED_TEST(EveryException, LeavesWhatToTheRoot)
+TYPED_TEST(EveryException, OnlyTheRootDefinesWhat)
 {
     TypeParam const error("text", 1);
     QZCException const& root = error;
@@ -220,7 +220,7 @@ TYPED_TEST(EveryException, LeavesWhatToTheRoot)
     EXPECT_THAT(virtualSlots(&root, 3), ElementsAre(destructor, destructor, "QZCException::what() const"));
 }
 
-TYPED_TEST(EveryException, BeginsItsOwnTableWithTheDestructors)
+TYPED_TEST(EveryException, VirtualTableStartsWithTheDestructors)
 {
     TypeParam const error("text", 1);
     std::string const name = demangled(typeid(TypeParam).name());
@@ -260,7 +260,7 @@ class TwofoldException : public testing::Test
 using TwofoldClasses = testing::Types<QZCNoMemoryEx, QZCExitConditionEx>;
 TYPED_TEST_SUITE(TwofoldException, TwofoldClasses, ClassName);
 
-TYPED_TEST(TwofoldException, HasOneRootForBothKinds)
+TYPED_TEST(TwofoldException, BothBasesShareOneRoot)
 {
     TypeParam const error("text", 1);
     QZCGenericException const& generic = error;
@@ -268,7 +268,7 @@ TYPED_TEST(TwofoldException, HasOneRootForBothKinds)
     EXPECT_EQ(static_cast<QZCException const*>(&generic), static_cast<QZCException const*>(&halt));
 }
 
-TYPED_TEST(TwofoldException, HasTheGenericBaseFirst)
+TYPED_TEST(TwofoldException, GenericBaseComesFirst)
 {
     TypeParam const error("text", 1);
     QZCGenericException const& generic = error;
@@ -276,7 +276,7 @@ TYPED_TEST(TwofoldException, HasTheGenericBaseFirst)
     EXPECT_LT(static_cast<void const*>(&generic), static_cast<void const*>(&halt));
 }
 
-TYPED_TEST(TwofoldException, AddsNoField)
+TYPED_TEST(TwofoldException, ClassAddsNoField)
 {
     EXPECT_EQ(sizeof(TypeParam), sizeof(QZCException) + 2 * sizeof(void*))
         << "the root and a table for each kind";
@@ -291,12 +291,12 @@ using OnefoldClasses = testing::Types<QZCGenericException, QZCHaltEx, QZCLibsExc
                                       QZCNotAllowedEx, QZCNotFoundEx, QZCHbaapiEx>;
 TYPED_TEST_SUITE(OnefoldException, OnefoldClasses, ClassName);
 
-TYPED_TEST(OnefoldException, AddsNoField)
+TYPED_TEST(OnefoldException, ClassAddsNoField)
 {
     EXPECT_EQ(sizeof(TypeParam), sizeof(QZCException) + sizeof(void*)) << "the root and one table";
 }
 
-TEST(Exceptions, RootHasTheDestructorsAndWhatInItsTable)
+TEST(Exceptions, RootTableHasTheDestructorsAndWhat)
 {
     QZCException const error("text", 1);
     EXPECT_THAT(virtualSlots(&error, 3),

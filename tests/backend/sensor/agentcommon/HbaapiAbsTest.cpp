@@ -27,11 +27,11 @@ constexpr char loadFailed[] = "QZCExitConditionEx 19: Can't load HBAAPI library!
 constexpr char namesFailed[] = "QZCExitConditionEx 19: HBA_GetAdapterName method failed";
 constexpr char openFailed[] = "QZCHbaapiEx 802: HBA_OpenAdapter method failed";
 
-/// The layer's handling of the library and its adapters.
+/// The layer's operations for the library and its adapters.
 class HbaapiAbs : public HbaapiLayer
 {
 protected:
-    /// Lets the HBA API answer the next requests with these names.
+    /// Sets the names that answer the next requests.
     void answerNames(std::vector<std::string> const& aNames)
     {
         for (std::string const& name : aNames)
@@ -64,7 +64,7 @@ protected:
     unsigned int mHandle = 0;
 };
 
-TEST_F(HbaapiAbs, MakingAndDestroyingOneDoesNothing)
+TEST_F(HbaapiAbs, ConstructionAndDestructionDoNothing)
 {
     {
         QZCHbaapiAbs const another;
@@ -72,7 +72,7 @@ TEST_F(HbaapiAbs, MakingAndDestroyingOneDoesNothing)
     EXPECT_THAT(events(), IsEmpty());
 }
 
-TEST_F(HbaapiAbs, HasItsOperationsInTheOrderOfItsTable)
+TEST_F(HbaapiAbs, VirtualTableKeepsTheOrderOfOperations)
 {
     EXPECT_THAT(virtualSlots(&mLayer, 12),
                 ElementsAre("QZCHbaapiAbs::~QZCHbaapiAbs()", "QZCHbaapiAbs::~QZCHbaapiAbs()",
@@ -87,22 +87,22 @@ TEST_F(HbaapiAbs, HasItsOperationsInTheOrderOfItsTable)
                             "QZCHbaapiAbs::HA_GetTargetMappings(unsigned int, HBA_FCPTargetMapping*&)"));
 }
 
-TEST_F(HbaapiAbs, HasNoDataMembers)
+TEST_F(HbaapiAbs, ClassHasNoDataMembers)
 {
-    EXPECT_EQ(sizeof mLayer, sizeof(void*)) << "the pointer to its table alone";
+    EXPECT_EQ(sizeof mLayer, sizeof(void*)) << "only the virtual table pointer";
 }
 
-TEST_F(HbaapiAbs, ObjectsBehaveAsOne)
+TEST_F(HbaapiAbs, SecondObjectLoadsTheLibraryAgain)
 {
     QZCHbaapiAbs another;
     mLayer.HA_LoadHbaapi();
     std::vector<LogLine> const first = events();
     mLog.clear();
     another.HA_LoadHbaapi();
-    EXPECT_EQ(events(), first) << "that the library is loaded is not remembered";
+    EXPECT_EQ(events(), first) << "the layer does not remember that the library is loaded";
 }
 
-TEST_F(HbaapiAbs, LoadingCallsAfterItsTraceLines)
+TEST_F(HbaapiAbs, LoadCallsTheHbaApiAfterItsTraceLines)
 {
     ExpectedLog const expected = logOf("HA_LoadHbaapi");
     EXPECT_EQ(outcomeOf([&] { mLayer.HA_LoadHbaapi(); }), done);
@@ -110,14 +110,14 @@ TEST_F(HbaapiAbs, LoadingCallsAfterItsTraceLines)
                                       call("HBA_LoadLibrary()"), expected.left()));
 }
 
-TEST_F(HbaapiAbs, FreeingCallsBetweenEnteringAndLeaving)
+TEST_F(HbaapiAbs, FreeCallsTheHbaApiBetweenEnteredAndLeft)
 {
     ExpectedLog const expected = logOf("HA_FreeHbaapi");
     mLayer.HA_FreeHbaapi();
     EXPECT_THAT(events(), ElementsAre(expected.entered(), call("HBA_FreeLibrary()"), expected.left()));
 }
 
-TEST_F(HbaapiAbs, FreeingIgnoresTheStatus)
+TEST_F(HbaapiAbs, FreeIgnoresTheStatus)
 {
     ExpectedLog const expected = logOf("HA_FreeHbaapi");
     std::vector<HBA_STATUS> statuses(32);
@@ -132,7 +132,7 @@ TEST_F(HbaapiAbs, FreeingIgnoresTheStatus)
     }
 }
 
-TEST_F(HbaapiAbs, CountingCallsBetweenEnteringAndLeaving)
+TEST_F(HbaapiAbs, CountCallsTheHbaApiBetweenEnteredAndLeft)
 {
     ExpectedLog const expected = logOf("HA_GetNumberOfAdapters");
     mHbaapi.mNumberOfAdapters = 3;
@@ -150,7 +150,7 @@ TEST_F(HbaapiAbs, CountIsReturnedUnchanged)
     }
 }
 
-TEST_F(HbaapiAbs, OpeningCallsAfterItsTraceLines)
+TEST_F(HbaapiAbs, OpenCallsTheHbaApiAfterItsTraceLines)
 {
     ExpectedLog const expected = logOf("HA_OpenAdapter");
     EXPECT_EQ(openAdapter("sim-1"), done);
@@ -160,7 +160,7 @@ TEST_F(HbaapiAbs, OpeningCallsAfterItsTraceLines)
                                       call("HBA_OpenAdapter(sim-1)"), expected.left()));
 }
 
-TEST_F(HbaapiAbs, OpeningReturnsAnyHandleButZero)
+TEST_F(HbaapiAbs, OpenReturnsAnyNonzeroHandle)
 {
     for (unsigned int const handle : {1u, 2147483648u, 4294967295u})
     {
@@ -170,7 +170,7 @@ TEST_F(HbaapiAbs, OpeningReturnsAnyHandleButZero)
     }
 }
 
-TEST_F(HbaapiAbs, OpeningThrowsForHandleZeroAfterItsErrorLine)
+TEST_F(HbaapiAbs, OpenLogsAnErrorAndThrowsForHandleZero)
 {
     ExpectedLog const expected = logOf("HA_OpenAdapter");
     mHbaapi.mOpenHandle = 0;
@@ -184,7 +184,7 @@ TEST_F(HbaapiAbs, OpeningThrowsForHandleZeroAfterItsErrorLine)
                                       expected.left()));
 }
 
-TEST_F(HbaapiAbs, OpeningLogsANameWithConversionsAsItIs)
+TEST_F(HbaapiAbs, OpenLogsANameWithConversionsVerbatim)
 {
     mHbaapi.mOpenHandle = 0;
     EXPECT_EQ(openAdapter("%s%n"), openFailed);
@@ -192,13 +192,13 @@ TEST_F(HbaapiAbs, OpeningLogsANameWithConversionsAsItIs)
     EXPECT_EQ(events().at(3).mText, "Failed to open adapter, adapter name = <%s%n>");
 }
 
-TEST_F(HbaapiAbs, OpeningBeforeLoadingIsLeftToTheHbaApi)
+TEST_F(HbaapiAbs, OpenBeforeLoadIsPassedToTheHbaApi)
 {
     EXPECT_EQ(openAdapter("sim-1"), done);
     EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_OpenAdapter(sim-1)"));
 }
 
-/// Handles that are valid, unknown and impossible: the layer does not look at them.
+/// Valid, unknown and impossible handles; the layer does not check them.
 class HbaapiAbsHandles : public HbaapiAbs, public testing::WithParamInterface<unsigned int>
 {
 protected:
@@ -210,7 +210,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Any, HbaapiAbsHandles, testing::Values(0u, 1u, 12345u, 4294967295u));
 
-TEST_P(HbaapiAbsHandles, ClosingLogsBothProgressLinesAndReturns)
+TEST_P(HbaapiAbsHandles, CloseLogsBothProgressLinesAndReturns)
 {
     ExpectedLog const expected = logOf("HA_CloseAdapter");
     EXPECT_EQ(outcomeOf([&] { mLayer.HA_CloseAdapter(GetParam()); }), done);
@@ -219,7 +219,7 @@ TEST_P(HbaapiAbsHandles, ClosingLogsBothProgressLinesAndReturns)
                                       expected.trace("Closed adapter"), expected.left()));
 }
 
-TEST_P(HbaapiAbsHandles, RefreshingLogsBothProgressLinesAndReturns)
+TEST_P(HbaapiAbsHandles, RefreshLogsBothProgressLinesAndReturns)
 {
     ExpectedLog const expected = logOf("HA_RefreshAdapter");
     EXPECT_EQ(outcomeOf([&] { mLayer.HA_RefreshAdapter(GetParam()); }), done);
@@ -255,13 +255,13 @@ TEST_F(HbaapiAbs, CountOfZeroFetchesNoNames)
     EXPECT_THAT(names(), ElementsAre("kept"));
 }
 
-TEST_F(HbaapiAbs, CountIsTakenAsUnsigned)
+TEST_F(HbaapiAbs, CountAboveTheSignedRangeIsUsed)
 {
     mHbaapi.mNames.push_back({HBA_STATUS_ERROR, ""});
     EXPECT_EQ(getNames(4294967295u), namesFailed) << "a count below 0 would fetch nothing";
 }
 
-TEST_F(HbaapiAbs, NamesAreAppendedToWhatTheListHolds)
+TEST_F(HbaapiAbs, NamesAreAppendedToTheList)
 {
     mNames.push_back("kept");
     answerNames({"sim-1"});
@@ -269,7 +269,7 @@ TEST_F(HbaapiAbs, NamesAreAppendedToWhatTheListHolds)
     EXPECT_THAT(names(), ElementsAre("kept", "sim-1"));
 }
 
-TEST_F(HbaapiAbs, NamesFetchedTwiceStandTwice)
+TEST_F(HbaapiAbs, NamesFetchedTwiceAppearTwice)
 {
     answerNames({"sim-1", "sim-2", "sim-1", "sim-2"});
     EXPECT_EQ(getNames(2), done);
@@ -284,7 +284,7 @@ TEST_F(HbaapiAbs, EachNameIsReadIntoAZeroFilledBuffer)
     EXPECT_TRUE(mHbaapi.mNameBuffersWereZero) << "a name saw what one before it left behind";
 }
 
-TEST_F(HbaapiAbs, NameThatFillsTheBufferWithoutAnEndIsReadNoFurther)
+TEST_F(HbaapiAbs, UnterminatedNameIsReadOnlyToTheEndOfItsBuffer)
 {
     std::string const name(256, 'x');
     answerNames({name});
@@ -301,7 +301,7 @@ TEST_F(HbaapiAbs, LongestTerminatedNameIsReadWhole)
     EXPECT_THAT(names(), ElementsAre(name));
 }
 
-TEST_F(HbaapiAbs, NameWithConversionsIsTakenAsItIs)
+TEST_F(HbaapiAbs, NameWithConversionsIsKeptVerbatim)
 {
     answerNames({"%s%n"});
     EXPECT_EQ(getNames(1), done);
@@ -309,14 +309,14 @@ TEST_F(HbaapiAbs, NameWithConversionsIsTakenAsItIs)
     EXPECT_EQ(events().at(3).mText, "Adapter name: %s%n");
 }
 
-TEST_F(HbaapiAbs, EmptyNameIsAName)
+TEST_F(HbaapiAbs, EmptyNameIsKept)
 {
     answerNames({""});
     EXPECT_EQ(getNames(1), done);
     EXPECT_THAT(names(), ElementsAre(""));
 }
 
-TEST_F(HbaapiAbs, FailedNameKeepsThoseBeforeAndAsksForNoMore)
+TEST_F(HbaapiAbs, FailedNameKeepsEarlierNamesAndStopsTheQuery)
 {
     answerNames({"sim-1", "sim-2"});
     mHbaapi.mNames.push_back({HBA_STATUS_ERROR, "ignored"});
@@ -332,7 +332,7 @@ class HbaapiAbsStatus : public HbaapiAbs, public testing::WithParamInterface<Nam
 
 INSTANTIATE_TEST_SUITE_P(EachThatFails, HbaapiAbsStatus, testing::ValuesIn(failuresBut({})));
 
-TEST_P(HbaapiAbsStatus, IsNamedWhenLoadingFails)
+TEST_P(HbaapiAbsStatus, LoadFailureNamesTheStatus)
 {
     ExpectedLog const expected = logOf("HA_LoadHbaapi");
     mHbaapi.mLoadStatus = GetParam().mStatus;
@@ -344,7 +344,7 @@ TEST_P(HbaapiAbsStatus, IsNamedWhenLoadingFails)
                                       expected.left()));
 }
 
-TEST_P(HbaapiAbsStatus, IsNamedWithTheIndexWhenANameCannotBeHad)
+TEST_P(HbaapiAbsStatus, NameFailureNamesTheIndexAndTheStatus)
 {
     ExpectedLog const expected = logOf("HA_GetAdapterNames");
     answerNames({"sim-1"});
@@ -363,7 +363,7 @@ TEST_P(HbaapiAbsStatus, IsNamedWithTheIndexWhenANameCannotBeHad)
             expected.left()));
 }
 
-/// Fetching two names into an empty list while memory runs out.
+/// Fetches two names into an empty list while an allocation fails.
 class HbaapiAbsWithoutMemory : public HbaapiAbs
 {
 protected:
@@ -373,16 +373,16 @@ protected:
         mAllocations = allocationsOf([this] { mLayer.HA_GetAdapterNames(2, mNames); });
     }
 
-    /// Lets the allocation of that number, counted from 1, fail.
+    /// Makes the allocation with that number, counted from 1, fail.
     std::string fetchFailing(unsigned int aAllocation)
     {
-        // The string whose count cannot be had is given up on purpose, see QZCPointer.
+        // QZCPointer leaks a string deliberately when it cannot allocate its count.
         DeliberateLeak const leak;
         reset();
         return outcomeWithoutMemory(aAllocation, [this] { mLayer.HA_GetAdapterNames(2, mNames); });
     }
 
-    /// The blocks that are lost when the allocation of that number fails.
+    /// The number of blocks that leak when the allocation with that number fails.
     long lostBlocks(unsigned int aAllocation)
     {
         reset();
@@ -403,7 +403,7 @@ protected:
     unsigned int mAllocations = 0;
 };
 
-TEST_F(HbaapiAbsWithoutMemory, EveryAllocationThatFailsIsReported)
+TEST_F(HbaapiAbsWithoutMemory, EveryFailedAllocationIsReported)
 {
     ASSERT_GE(mAllocations, 8u) << "a string and a count for each name and for its copy in the list";
     for (unsigned int failing = 1; failing <= mAllocations; ++failing)
@@ -413,7 +413,7 @@ TEST_F(HbaapiAbsWithoutMemory, EveryAllocationThatFailsIsReported)
     EXPECT_EQ(fetchFailing(mAllocations + 1), done);
 }
 
-TEST_F(HbaapiAbsWithoutMemory, LeavingIsNotTraced)
+TEST_F(HbaapiAbsWithoutMemory, LeftIsNotTraced)
 {
     for (unsigned int failing = 1; failing <= mAllocations; ++failing)
     {
@@ -431,15 +431,14 @@ TEST_F(HbaapiAbsWithoutMemory, NamesBeforeTheFailureAreKept)
     EXPECT_THAT(names(), ElementsAre("sim-1"));
 }
 
-TEST_F(HbaapiAbsWithoutMemory, NothingIsLostButAStringWithoutItsCount)
+TEST_F(HbaapiAbsWithoutMemory, OnlyAStringWithoutItsCountLeaks)
 {
     std::vector<long> lost;
     for (unsigned int failing = 1; failing <= mAllocations; ++failing)
     {
         lost.push_back(lostBlocks(failing));
     }
-    // Each name is a string and its count; then the list grows, and is filled with a copy of the new name and
-    // of the one that it had.
+    // Each name is a string and its count. Then the list grows and copies the new name and the existing one.
     EXPECT_THAT(lost, ElementsAre(0, 1, 0, 0, 1, 0, 1, 0, 0, 1, 0, 1));
 }
 }  // namespace

@@ -1,4 +1,4 @@
-// What the layer over the HBA API does when memory runs out, for each operation and each of its allocations.
+// Failing allocations in the HBA API layer, for each operation and each of its allocations.
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
@@ -25,7 +25,7 @@ using Rows = std::vector<Operation>;
 constexpr unsigned int portsOfAdapter = 4;
 constexpr unsigned int responseSize = 16;
 
-/// The layer over an HBA API that answers all, and what it fills.
+/// The layer with an HBA API that answers every call, and the results of the calls.
 struct Scene
 {
     Scene()
@@ -62,9 +62,9 @@ std::shared_ptr<Scene> scene() { return std::make_shared<Scene>(); }
 
 Rows layerRows()
 {
-    // A name is a text; it is copied into the list, which grows, and copies what it had.
-    std::string const text = "01";
-    std::string const grown = "0";
+    // Each name becomes a text and is copied into the list. The list grows and copies its elements.
+    Lost const text = {0, 1};
+    Lost const grown = {0};
     return {
         withoutAllocation("LibraryIsLoaded", scene, [](Scene& aScene) { aScene.mLayer.HA_LoadHbaapi(); }),
         withoutAllocation("LibraryIsFreed", scene, [](Scene& aScene) { aScene.mLayer.HA_FreeHbaapi(); }),
@@ -79,19 +79,19 @@ Rows layerRows()
                               aScene.mLayer.HA_CloseAdapter(handle);
                           }),
         operation(
-            "AdapterNames", text + grown + text + text + grown + text + text, outOfMemory, scene,
+            "AdapterNames", joined({text, grown, text, text, grown, text, text}), outOfMemory, scene,
             [](Scene& aScene) { aScene.mLayer.HA_GetAdapterNames(2, aScene.mNames); },
             [](Scene const& aScene)
             {
-                // The second name is asked for once the first is in the list.
+                // The second name is requested after the first is in the list.
                 EXPECT_EQ(aScene.mNames.size(), aScene.mHbaapi.mNames.empty() ? 1u : 0u);
             }),
         operation(
-            "AdapterAttributes", "0", "QZCHaltEx 1: No memory for adapter attributes", scene,
+            "AdapterAttributes", {0}, "QZCHaltEx 1: No memory for adapter attributes", scene,
             [](Scene& aScene) { aScene.mAttributes.reset(aScene.mLayer.HA_GetAdapterAttributes(7)); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mHbaapi.mAdapterAttributes.size(), 1u); }),
         operation(
-            "AdapterPorts", "0", "QZCHaltEx 1: No memory for Port Attributes", scene,
+            "AdapterPorts", {0}, "QZCHaltEx 1: No memory for Port Attributes", scene,
             [](Scene& aScene)
             { aScene.mPorts.reset(aScene.mLayer.HA_GetAdapterPorts(7, &aScene.mAdapter, aScene.mNumPorts)); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mNumPorts, portsOfAdapter); }),
@@ -104,17 +104,17 @@ class HbaapiAllocations : public testing::TestWithParam<Operation>
 
 INSTANTIATE_TEST_SUITE_P(Layer, HbaapiAllocations, testing::ValuesIn(layerRows()), nameOfOperation);
 
-TEST_P(HbaapiAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(HbaapiAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 
 LibraryHeap* gFailingHeap = nullptr;
 
-/// Makes what the library takes from the C heap fail.
+/// Makes the library's C heap allocations fail.
 class HeapFailure
 {
 public:
     HeapFailure(unsigned int aFirst, unsigned int aLast) : mBefore(gFailingHeap->allocations())
     {
-        // The last may be the largest number, to which nothing can be added.
+        // Adding to the last number must not overflow: it may be the largest one.
         unsigned int const beyond = std::numeric_limits<unsigned int>::max() - mBefore;
         gFailingHeap->failAllocations(aFirst != 0 ? mBefore + aFirst : 0, mBefore + std::min(aLast, beyond));
     }
@@ -132,7 +132,7 @@ private:
     unsigned int mBefore;
 };
 
-/// An adapter that asks twice for more room for its mappings, or for its response.
+/// An adapter that demands a larger block twice, for its mappings or for its response.
 std::shared_ptr<Scene> sceneOfAGrowingAdapter()
 {
     auto const made = scene();
@@ -157,17 +157,18 @@ Rows heapRows()
 {
     return {
         operation(
-            "TargetMappings", "000", outOfMemory, sceneOfAGrowingAdapter,
+            "TargetMappings", {0, 0, 0}, outOfMemory, sceneOfAGrowingAdapter,
             [](Scene& aScene) { aScene.mLayer.HA_GetTargetMappings(7, aScene.mMapping); },
             [](Scene const& aScene) { EXPECT_EQ(aScene.mMapping, nullptr); }),
         operation(
-            "ReportLuns", "00", "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs", sceneOfAGrowingAdapter,
+            "ReportLuns", {0, 0}, "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs",
+            sceneOfAGrowingAdapter,
             [](Scene& aScene)
             { aScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &aScene.mResponse, &aScene.mSize); },
             [](Scene const& aScene)
             {
                 EXPECT_EQ(aScene.mResponse, nullptr);
-                // The size of the buffer before: the caller's, or that of the first larger one.
+                // The size of the previous buffer: the caller's, or the first larger one.
                 EXPECT_EQ(aScene.mSize, aScene.mHbaapi.mReportLuns.size() == 2 ? responseSize : 72u);
             }),
     };
@@ -184,7 +185,7 @@ protected:
     {
         if (!LibraryHeap::isWatched())
         {
-            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+            GTEST_SKIP() << "the sanitizers replace malloc in this build";
         }
     }
 
@@ -193,5 +194,5 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Layer, HbaapiHeapAllocations, testing::ValuesIn(heapRows()), nameOfOperation);
 
-TEST_P(HbaapiHeapAllocations, AreReportedWhenTheyFail) { failEveryAllocation<HeapFailure>(GetParam()); }
+TEST_P(HbaapiHeapAllocations, FailureOfEachIsReported) { failEveryAllocation<HeapFailure>(GetParam()); }
 }  // namespace

@@ -1,5 +1,5 @@
-// What the layer over the HBA API makes of every status, wherever in a query it comes. What is expected is
-// computed from the rules of each query, written down once more here.
+// Every status at every call of each query of the HBA API layer. The expected results are computed from the rules of each
+// query, which are implemented independently here.
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
@@ -30,7 +30,7 @@ constexpr HBA_STATUS moreData = 7;
 constexpr HBA_STATUS checkCondition = 9;
 constexpr HBA_STATUS busy = 10;
 
-/// How a query went, or is expected to go.
+/// The actual or expected course of a query.
 struct Course
 {
     std::string mOutcome;
@@ -50,7 +50,7 @@ std::ostream& operator<<(std::ostream& aOut, Course const& aCourse)
                 << aCourse.mSleeps << " sleeps";
 }
 
-/// The layer over an HBA API with these answers.
+/// The layer with an HBA API that gives these answers.
 struct AnsweredScene
 {
     explicit AnsweredScene(Statuses const& aScript)
@@ -129,7 +129,7 @@ void sendReportLuns(AnsweredScene& aScene)
     aScene.mLayer.HA_SendReportLUNs(7, HBA_wwn{}, &buffer, &size);
 }
 
-/// Every item takes one call; the first status but success ends the query.
+/// Every item takes one call. The first failure ends the query.
 std::function<Course(Statuses const&)> itemByItem(unsigned int aNumItems,
                                                   std::function<std::string(HBA_STATUS)> aFailure)
 {
@@ -158,8 +158,8 @@ std::string attributesFailure(HBA_STATUS aStatus)
                : "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed";
 }
 
-/// A busy adapter is asked five times in all, with a wait after each busy answer; one that has more data as
-/// often as it has.
+/// A busy adapter is queried five times in total, with a wait after each busy answer. More data is requested without a
+/// limit.
 Course expectMappings(Statuses const& aScript)
 {
     Course course = {"QZCHbaapiEx 802: HBA_GetFcpTargetMapping method failed", 0, 0};
@@ -179,8 +179,8 @@ Course expectMappings(Statuses const& aScript)
     return course;
 }
 
-/// A busy answer or a check condition is followed by another attempt while there were fewer than five, those
-/// that gave more data included.
+/// A busy answer or a check condition is retried while there were fewer than five attempts, including those that
+/// reported more data.
 Course expectReportLuns(Statuses const& aScript)
 {
     Course course = {"QZCHbaapiEx 802: HBA_SendReportLUNs method failed", 0, 0};
@@ -200,10 +200,10 @@ Course expectReportLuns(Statuses const& aScript)
     return course;
 }
 
-/// No answers, and up to three successes.
+/// Zero to three successes.
 std::vector<Statuses> successes() { return {{}, {ok}, {ok, ok}, {ok, ok, ok}}; }
 
-/// All sequences of up to five of the two.
+/// All sequences of up to five of the two statuses.
 std::vector<Statuses> mixtures(HBA_STATUS aOne, HBA_STATUS aOther)
 {
     std::vector<Statuses> all = {{}};
@@ -238,7 +238,7 @@ std::vector<Query> queries()
     };
 }
 
-/// The statuses of the standard, the first number beyond them and the largest one.
+/// The statuses of the standard, the first undefined number and the largest number.
 Statuses everyStatus()
 {
     Statuses statuses;
@@ -254,10 +254,10 @@ class HbaapiAnswers : public testing::TestWithParam<Query>
 {
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, HbaapiAnswers, testing::ValuesIn(queries()),
+INSTANTIATE_TEST_SUITE_P(All, HbaapiAnswers, testing::ValuesIn(queries()),
                          [](testing::TestParamInfo<Query> const& aInfo) { return aInfo.param.mName; });
 
-TEST_P(HbaapiAnswers, AreHandledByTheRulesWhereverTheyCome)
+TEST_P(HbaapiAnswers, EveryStatusIsHandledAtEveryCall)
 {
     for (Statuses const& before : GetParam().mBefore)
     {

@@ -1,5 +1,5 @@
 /// @file
-/// The layer over a scripted HBA API, for the tests of its methods.
+/// The HBA API layer with a scripted HBA API.
 #pragma once
 
 #include <algorithm>
@@ -20,10 +20,10 @@
 /// The lines that a function of the layer is expected to log.
 inline ExpectedLog logOf(char const* aFunction) { return ExpectedLog(aFunction, "HbaapiAbs"); }
 
-/// What memory of a caller holds where nobody has written.
+/// The content of a caller's memory before it is written.
 constexpr unsigned char untouched = 0x5a;
 
-/// The layer, whose calls of the HBA API show among the log lines in the order of events.
+/// The layer, with its HBA API calls merged into the log lines in the order in which they happen.
 class HbaapiLayer : public testing::Test
 {
 protected:
@@ -47,8 +47,8 @@ inline std::ostream& operator<<(std::ostream& aOut, NamedStatus const& aStatus)
     return aOut << aStatus.mStatus << ' ' << aStatus.mName;
 }
 
-/// Every status of the HBA API but success, and some that are none, each with its name in the log; without
-/// those that aOthers lists.
+/// Every failure status of the HBA API and some undefined numbers, each with its name in the log, except those in
+/// aOthers.
 inline std::vector<NamedStatus> failuresBut(std::initializer_list<HBA_STATUS> aOthers)
 {
     std::vector<NamedStatus> failures = {{1, "HBA_STATUS_ERROR"},

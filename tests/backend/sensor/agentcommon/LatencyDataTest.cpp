@@ -87,7 +87,7 @@ Entry entryOf(Figures const& aFigures, Buckets const& aBuckets = {})
                                     4, 5, aBuckets.data(), QZCLatencyData::sgNumBuckets));
 }
 
-/// The figures of the one after the other has been merged into it.
+/// The values of the first entry after the other has been added to it.
 Figures merged(Figures const& aOne, Figures const& aOther)
 {
     Entry const one = entryOf(aOne);
@@ -95,7 +95,7 @@ Figures merged(Figures const& aOne, Figures const& aOther)
     return figuresOf(*one);
 }
 
-/// A field of the object, given how many 32-bit words stand between it and the pointer to the table.
+/// The field that is this many 32-bit words after the virtual table pointer.
 unsigned int wordBehindTable(QZCLatencyData const& aData, std::size_t aIndex)
 {
     unsigned int word;
@@ -109,7 +109,7 @@ unsigned char markerOf(QZCLatencyData const& aData)
     return reinterpret_cast<unsigned char const*>(&aData)[sizeof(void*) + 2 * sizeof(unsigned int)];
 }
 
-/// Reads the bytes as unsigned integers, to the end.
+/// Decodes all bytes as unsigned integers.
 std::vector<unsigned int> elementsOf(Bytes const& aEncoded)
 {
     QZCEncodableInStream in(aEncoded.data(), lengthOf(aEncoded));
@@ -124,12 +124,12 @@ std::vector<unsigned int> elementsOf(Bytes const& aEncoded)
 
 ExpectedLog latencyLog(char const* aFunction) { return ExpectedLog(aFunction, ".//LatencyData"); }
 
-TEST(LatencyDataConstruction, DummyHasAllBitsSetInItsFigures)
+TEST(LatencyDataConstruction, DummyHasAllBitsSetInItsCounters)
 {
     EXPECT_EQ(figuresOf(QZCLatencyData(true)), (Figures{allBitsSet, allBitsSet, allBitsSet}));
 }
 
-TEST(LatencyDataConstruction, ZeroEntryHasZeroFigures)
+TEST(LatencyDataConstruction, ZeroEntryHasZeroCounters)
 {
     EXPECT_EQ(figuresOf(QZCLatencyData(false)), (Figures{0, 0, 0}));
 }
@@ -148,7 +148,7 @@ TEST(LatencyDataConstruction, DummyAndZeroEntryHaveEmptyBuckets)
     EXPECT_THAT(bucketsOf(QZCLatencyData(false, 1, 2, 3)), Each(0u));
 }
 
-TEST(LatencyDataConstruction, DummyAndZeroEntryAreMarkedWithOne)
+TEST(LatencyDataConstruction, DummyAndZeroEntryHaveTheMarkerOne)
 {
     EXPECT_EQ(markerOf(QZCLatencyData(true)), 1);
     EXPECT_EQ(markerOf(QZCLatencyData(false)), 1);
@@ -156,21 +156,21 @@ TEST(LatencyDataConstruction, DummyAndZeroEntryAreMarkedWithOne)
     EXPECT_EQ(markerOf(QZCLatencyData(false, 1, 2, 3)), 1);
 }
 
-TEST(LatencyDataConstruction, DummyWithAScaleKeepsItAsGiven)
+TEST(LatencyDataConstruction, DummyKeepsItsScale)
 {
     QZCLatencyData const data(true, 0x12345678, allBitsSet, 7);
     EXPECT_THAT(scaleOf(data), ElementsAre(0x12345678u, allBitsSet, 7u));
     EXPECT_EQ(figuresOf(data), (Figures{allBitsSet, allBitsSet, allBitsSet}));
 }
 
-TEST(LatencyDataConstruction, ZeroEntryWithAScaleKeepsItAsGiven)
+TEST(LatencyDataConstruction, ZeroEntryKeepsItsScale)
 {
     QZCLatencyData const data(false, 256, 6, 7);
     EXPECT_THAT(scaleOf(data), ElementsAre(256u, 6u, 7u));
     EXPECT_EQ(figuresOf(data), (Figures{0, 0, 0}));
 }
 
-TEST(LatencyDataConstruction, FilledEntryHasWhatItWasGiven)
+TEST(LatencyDataConstruction, FilledEntryStoresItsArguments)
 {
     QZCLatencyData const data(11, 12, 13, 14, 15, 16, 17, ascendingBuckets().data(), 20);
     EXPECT_EQ(figuresOf(data), (Figures{11, 12, 14}));
@@ -191,17 +191,17 @@ TEST(LatencyDataConstruction, FilledEntryKeepsAllBitsOfBaseAndStep)
                 ElementsAre(5u, 0x12345678u, allBitsSet));
 }
 
-TEST(LatencyDataConstruction, NullForTheBucketsLeavesThemEmptyWhateverTheNumber)
+TEST(LatencyDataConstruction, NullBucketsLeaveAllBucketsEmpty)
 {
     EXPECT_THAT(bucketsOf(QZCLatencyData(1, 2, 3, 4, 5, 6, 7, nullptr, 20)), Each(0u));
 }
 
-TEST(LatencyDataConstruction, NoBucketsOfAnArrayAreNone)
+TEST(LatencyDataConstruction, ZeroBucketsOfAnArrayLeaveAllBucketsEmpty)
 {
     EXPECT_THAT(bucketsOf(QZCLatencyData(1, 2, 3, 4, 5, 6, 7, ascendingBuckets().data(), 0)), Each(0u));
 }
 
-TEST(LatencyDataConstruction, FewerBucketsFillTheFirstAndLeaveTheOthersEmpty)
+TEST(LatencyDataConstruction, FewerBucketsLeaveTheRemainingOnesEmpty)
 {
     unsigned int const values[] = {7, allBitsSet, 9};
     Buckets const expected = {7, allBitsSet, 9};
@@ -216,47 +216,42 @@ TEST(LatencyDataConstruction, BucketsAreCopied)
     EXPECT_EQ(bucketsOf(data), ascendingBuckets());
 }
 
+/// The log lines of a constructor that reports what it creates.
+std::vector<LogLine> creationLines(char const* aText)
+{
+    ExpectedLog const expected = latencyLog("QZCLatencyData");
+    return {expected.entered(), expected.trace(aText), expected.left()};
+}
+
 TEST(LatencyDataConstruction, DummyIsTraced)
 {
     LogCapture log;
     QZCLatencyData const data(true);
-    ExpectedLog const expected = latencyLog("QZCLatencyData");
-    EXPECT_THAT(log.lines(),
-                ElementsAre(expected.entered(), expected.trace("Creating a dummy latency data entry "),
-                            expected.left()));
+    EXPECT_EQ(log.lines(), creationLines("Creating a dummy latency data entry "));
 }
 
 TEST(LatencyDataConstruction, ZeroEntryIsTracedWithTwoBlanks)
 {
     LogCapture log;
     QZCLatencyData const data(false);
-    ExpectedLog const expected = latencyLog("QZCLatencyData");
-    EXPECT_THAT(log.lines(),
-                ElementsAre(expected.entered(), expected.trace("Creating a  zero latency data entry "),
-                            expected.left()));
+    EXPECT_EQ(log.lines(), creationLines("Creating a  zero latency data entry "));
 }
 
-TEST(LatencyDataConstruction, DummyWithAScaleIsTracedAsWithout)
+TEST(LatencyDataConstruction, DummyWithAScaleHasTheSameTrace)
 {
     LogCapture log;
     QZCLatencyData const data(true, 1, 2, 3);
-    ExpectedLog const expected = latencyLog("QZCLatencyData");
-    EXPECT_THAT(log.lines(),
-                ElementsAre(expected.entered(), expected.trace("Creating a dummy latency data entry "),
-                            expected.left()));
+    EXPECT_EQ(log.lines(), creationLines("Creating a dummy latency data entry "));
 }
 
-TEST(LatencyDataConstruction, ZeroEntryWithAScaleIsTracedAsWithout)
+TEST(LatencyDataConstruction, ZeroEntryWithAScaleHasTheSameTrace)
 {
     LogCapture log;
     QZCLatencyData const data(false, 1, 2, 3);
-    ExpectedLog const expected = latencyLog("QZCLatencyData");
-    EXPECT_THAT(log.lines(),
-                ElementsAre(expected.entered(), expected.trace("Creating a  zero latency data entry "),
-                            expected.left()));
+    EXPECT_EQ(log.lines(), creationLines("Creating a  zero latency data entry "));
 }
 
-TEST(LatencyDataConstruction, FilledEntryTracesEnteringAndLeavingOnly)
+TEST(LatencyDataConstruction, FilledEntryTracesOnlyEnteredAndLeft)
 {
     LogCapture log;
     QZCLatencyData const data(1, 2, 3, 4, 5, 6, 7, nullptr, 0);
@@ -264,7 +259,7 @@ TEST(LatencyDataConstruction, FilledEntryTracesEnteringAndLeavingOnly)
     EXPECT_THAT(log.lines(), ElementsAre(expected.entered(), expected.left()));
 }
 
-TEST(LatencyData, QuestionsAndDestructionWriteNoLogLines)
+TEST(LatencyData, GettersAndDestructionLogNothing)
 {
     LogCapture log;
     {
@@ -278,7 +273,7 @@ TEST(LatencyData, QuestionsAndDestructionWriteNoLogLines)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(LatencyData, BucketsAreHandedOutInPlace)
+TEST(LatencyData, BucketAccessGivesThePlaceInTheObject)
 {
     QZCLatencyData const data(true);
     char const* const first = reinterpret_cast<char const*>(&data);
@@ -286,14 +281,14 @@ TEST(LatencyData, BucketsAreHandedOutInPlace)
               first + sizeof(void*) + 7 * sizeof(unsigned int));
 }
 
-TEST(LatencyData, SizeIsTheSameWhateverTheContent)
+TEST(LatencyData, SizeDoesNotDependOnTheContent)
 {
     EXPECT_EQ(QZCLatencyData(false).size(), 105u);
     EXPECT_EQ(QZCLatencyData(true).size(), 105u);
     EXPECT_EQ(entryOf({1, 2, 3}, ascendingBuckets())->size(), 105u);
 }
 
-TEST(LatencyData, IsFreedByTheLastHandle)
+TEST(LatencyData, LastHandleFreesTheRecord)
 {
     long const before = liveBlocks();
     {
@@ -303,7 +298,7 @@ TEST(LatencyData, IsFreedByTheLastHandle)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(LatencyData, HasItsOperationsInTheOrderOfItsTable)
+TEST(LatencyData, VirtualTableKeepsTheOrderOfOperations)
 {
     QZCLatencyData const data(false);
     EXPECT_THAT(virtualSlots(&data, 10),
@@ -315,7 +310,7 @@ TEST(LatencyData, HasItsOperationsInTheOrderOfItsTable)
                             "QZCLatencyData::aggregate(QZCPointer<QZCLatencyData> const&)"));
 }
 
-TEST(LatencyData, HasItsFieldsInOrderBehindTheTable)
+TEST(LatencyData, FieldsFollowTheTablePointerInOrder)
 {
     QZCLatencyData const data(11, 12, 13, 14, 15, 16, 17, ascendingBuckets().data(), 20);
     EXPECT_EQ(wordBehindTable(data, 0), 11u) << "count";
@@ -327,17 +322,17 @@ TEST(LatencyData, HasItsFieldsInOrderBehindTheTable)
     EXPECT_EQ(wordBehindTable(data, 6), 17u) << "step";
     EXPECT_EQ(wordBehindTable(data, 7), 1u) << "first bucket";
     EXPECT_EQ(wordBehindTable(data, 26), 20u) << "last bucket";
-    EXPECT_LT(sizeof data - sizeof(void*) - 27 * sizeof(unsigned int), sizeof(void*)) << "no further field";
+    EXPECT_LT(sizeof data - sizeof(void*) - 27 * sizeof(unsigned int), sizeof(void*)) << "no other field";
 }
 
-TEST(LatencyDataEncoding, WritesTheFieldsButTheMarkerInOrder)
+TEST(LatencyDataEncoding, FieldsExceptTheMarkerAreWrittenInOrder)
 {
     QZCLatencyData const data(11, 12, 99, 13, 14, 15, 16, ascendingBuckets().data(), 20);
     EXPECT_THAT(elementsOf(encodedFormOf(data)), ElementsAre(11, 12, 13, 14, 15, 16, 1, 2, 3, 4, 5, 6, 7, 8,
                                                              9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20));
 }
 
-TEST(LatencyDataEncoding, WritesEachFieldInItsShortestForm)
+TEST(LatencyDataEncoding, EachFieldHasItsShortestForm)
 {
     unsigned int const buckets[] = {0, 23, 24, 255, 256, 65535, 65536, allBitsSet};
     QZCLatencyData const data(1000000, 4096, 1, 300, 7, 24, 255, buckets, 8);
@@ -358,19 +353,19 @@ TEST(LatencyDataEncoding, ZeroEntryIsTwentySixZeroElements)
     EXPECT_EQ(encodedFormOf(QZCLatencyData(false)), Bytes(26, 0x00));
 }
 
-TEST(LatencyDataEncoding, DummyIsTwentySixElementsToo)
+TEST(LatencyDataEncoding, DummyIsTwentySixElements)
 {
     std::vector<unsigned int> expected(26, 0);
     std::fill_n(expected.begin(), 3, allBitsSet);
     EXPECT_EQ(elementsOf(encodedFormOf(QZCLatencyData(true))), expected);
 }
 
-TEST(LatencyDataEncoding, SearchTypeThatWasStoredWholeIsWrittenWhole)
+TEST(LatencyDataEncoding, WholeSearchTypeIsWritten)
 {
     EXPECT_EQ(elementsOf(encodedFormOf(QZCLatencyData(false, 0x12345678, 0, 0))).at(3), 0x12345678u);
 }
 
-TEST(LatencyDataEncoding, TracesEnteringAndLeaving)
+TEST(LatencyDataEncoding, EnteredAndLeftAreTraced)
 {
     QZCLatencyData const data(false);
     QZCEncodableOutStream out;
@@ -379,12 +374,12 @@ TEST(LatencyDataEncoding, TracesEnteringAndLeaving)
     EXPECT_THAT(log.lines(), ElementsAre(latencyLog("encode").entered(), latencyLog("encode").left()));
 }
 
-TEST(LatencyDataAggregation, WeighsTheMeansByTheCounts)
+TEST(LatencyDataAggregation, MeansAreWeightedByTheCounts)
 {
     EXPECT_EQ(merged({1, 10, 100}, {3, 20, 300}), (Figures{4, 17, 250}));
 }
 
-TEST(LatencyDataAggregation, OfTwoZeroEntriesChangesNothing)
+TEST(LatencyDataAggregation, TwoZeroEntriesChangeNothing)
 {
     Entry const one = owned(new (std::nothrow) QZCLatencyData(false));
     Bytes const before = encodedFormOf(*one);
@@ -392,7 +387,7 @@ TEST(LatencyDataAggregation, OfTwoZeroEntriesChangesNothing)
     EXPECT_EQ(encodedFormOf(*one), before);
 }
 
-TEST(LatencyDataAggregation, OfOneIoIntoADummyChangesOnlyTheBuckets)
+TEST(LatencyDataAggregation, OneIoAddedToADummyChangesOnlyTheBuckets)
 {
     Entry const dummy = owned(new (std::nothrow) QZCLatencyData(true));
     dummy->aggregate(entryOf({1, 10, 100}, ascendingBuckets()));
@@ -400,13 +395,13 @@ TEST(LatencyDataAggregation, OfOneIoIntoADummyChangesOnlyTheBuckets)
     EXPECT_EQ(bucketsOf(*dummy), ascendingBuckets());
 }
 
-TEST(LatencyDataAggregation, WithATotalOfZeroLeavesTheMeansAsTheyWere)
+TEST(LatencyDataAggregation, TotalOfZeroDoesNotChangeTheMeans)
 {
     EXPECT_EQ(merged({0, 10, 100}, {0, 20, 300}), (Figures{0, 10, 100}));
     EXPECT_EQ(merged({2147483648u, 10, 100}, {2147483648u, 20, 300}), (Figures{2147483648u, 10, 100}));
 }
 
-TEST(LatencyDataAggregation, AddsEachBucketToItsCounterpart)
+TEST(LatencyDataAggregation, EachBucketIsAddedToItsCounterpart)
 {
     Buckets hundreds;
     Buckets sums;
@@ -439,7 +434,7 @@ TEST(LatencyDataAggregation, ProductsWrap)
     EXPECT_EQ(merged({0, 0, 0}, {65536, 65536, 65537}), (Figures{65536, 0, 1}));
 }
 
-TEST(LatencyDataAggregation, SumOfTheProductsDoesNotWrap)
+TEST(LatencyDataAggregation, SumOfProductsDoesNotWrap)
 {
     EXPECT_EQ(merged({1, 4294967040u, 0}, {1, 4294967040u, 0}).mAverageIoSize, 4294967040u);
 }
@@ -447,7 +442,7 @@ TEST(LatencyDataAggregation, SumOfTheProductsDoesNotWrap)
 TEST(LatencyDataAggregation, ProductsAreRoundedToSinglePrecision)
 {
     EXPECT_EQ(merged({1, 16777217, 16777219}, {0, 0, 0}), (Figures{1, 16777216, 16777220}))
-        << "to the nearest, of two as near to the even one";
+        << "rounded to the nearest value, ties to even";
 }
 
 TEST(LatencyDataAggregation, SumIsRoundedToSinglePrecision)
@@ -459,16 +454,16 @@ TEST(LatencyDataAggregation, SumIsRoundedToSinglePrecision)
 TEST(LatencyDataAggregation, TotalIsRoundedToSinglePrecision)
 {
     EXPECT_EQ(merged({63084698, 55, 0}, {1, 13, 0}).mAverageIoSize, 54u)
-        << "with the total of 63084699 as it is the mean would be 55";
+        << "with the unrounded total of 63084699, the mean would be 55";
 }
 
-TEST(LatencyDataAggregation, QuotientIsRoundedToSinglePrecisionBeforeItIsCut)
+TEST(LatencyDataAggregation, QuotientIsRoundedToSinglePrecisionBeforeTruncation)
 {
     EXPECT_EQ(merged({12582911, 4, 0}, {4194304, 0, 0}).mAverageIoSize, 3u)
         << "50331644 / 16777215 is 2.99999994";
 }
 
-TEST(LatencyDataAggregation, MeansAreCutTowardsZero)
+TEST(LatencyDataAggregation, MeansAreTruncatedTowardsZero)
 {
     EXPECT_EQ(merged({2, 1, 0}, {1, 0, 5}), (Figures{3, 0, 1}));
 }
@@ -485,17 +480,17 @@ TEST(LatencyDataAggregation, LargestQuotientWithinTheRangeIsKept)
     EXPECT_EQ(merged({allBitsSet, 256, 0}, {2, 0, 0}).mAverageIoSize, 4294967040u);
 }
 
-TEST(LatencyDataAggregation, LatencyIsWeighedByTheCountFromBefore)
+TEST(LatencyDataAggregation, LatencyIsWeightedByThePreviousCount)
 {
-    EXPECT_EQ(merged({2, 0, 10}, {2, 0, 30}).mTrueLatency, 20u) << "by the new count it would be 25";
+    EXPECT_EQ(merged({2, 0, 10}, {2, 0, 30}).mTrueLatency, 20u) << "the new count would give 25";
 }
 
-TEST(LatencyDataAggregation, IntoAZeroEntryTakesTheOthersFigures)
+TEST(LatencyDataAggregation, ZeroEntryTakesTheValuesOfTheOther)
 {
     EXPECT_EQ(merged({0, 0, 0}, {7, 512, 90}), (Figures{7, 512, 90}));
 }
 
-TEST(LatencyDataAggregation, LeavesScaleAndMarkerOfBothAlone)
+TEST(LatencyDataAggregation, ScaleAndMarkerAreUnchanged)
 {
     Entry const one = owned(new (std::nothrow) QZCLatencyData(1, 1, 77, 1, 5, 6, 7, nullptr, 0));
     Entry const other = owned(new (std::nothrow) QZCLatencyData(1, 1, 88, 1, 8, 9, 10, nullptr, 0));
@@ -506,7 +501,7 @@ TEST(LatencyDataAggregation, LeavesScaleAndMarkerOfBothAlone)
     EXPECT_EQ(markerOf(*other), 88);
 }
 
-TEST(LatencyDataAggregation, LeavesTheOtherAsItWas)
+TEST(LatencyDataAggregation, OtherRecordIsUnchanged)
 {
     Entry const other = entryOf({3, 20, 300}, ascendingBuckets());
     Bytes const before = encodedFormOf(*other);
@@ -514,7 +509,7 @@ TEST(LatencyDataAggregation, LeavesTheOtherAsItWas)
     EXPECT_EQ(encodedFormOf(*other), before);
 }
 
-TEST(LatencyDataAggregation, WithItselfDoublesCountAndBuckets)
+TEST(LatencyDataAggregation, SelfAggregationDoublesCountAndBuckets)
 {
     Entry const entry = entryOf({4, 17, 250}, ascendingBuckets());
     Buckets doubled = ascendingBuckets();
@@ -527,7 +522,7 @@ TEST(LatencyDataAggregation, WithItselfDoublesCountAndBuckets)
     EXPECT_EQ(bucketsOf(*entry), doubled);
 }
 
-TEST(LatencyDataAggregation, TracesEnteringAndLeaving)
+TEST(LatencyDataAggregation, EnteredAndLeftAreTraced)
 {
     Entry const one = entryOf({1, 10, 100});
     Entry const other = entryOf({3, 20, 300});
@@ -536,7 +531,7 @@ TEST(LatencyDataAggregation, TracesEnteringAndLeaving)
     EXPECT_THAT(log.lines(), ElementsAre(latencyLog("aggregate").entered(), latencyLog("aggregate").left()));
 }
 
-TEST(LatencyDataAggregation, TracesLeavingAlsoWithATotalOfZero)
+TEST(LatencyDataAggregation, LeftIsTracedWithATotalOfZero)
 {
     Entry const one = entryOf({0, 0, 0});
     Entry const other = entryOf({0, 0, 0});
@@ -545,7 +540,7 @@ TEST(LatencyDataAggregation, TracesLeavingAlsoWithATotalOfZero)
     EXPECT_THAT(log.lines(), ElementsAre(latencyLog("aggregate").entered(), latencyLog("aggregate").left()));
 }
 
-TEST(LatencyDataAggregationDeathTest, OfAnEmptyHandleEndsTheProcess)
+TEST(LatencyDataAggregationDeathTest, EmptyHandleEndsTheProcess)
 {
     Entry const one = entryOf({1, 10, 100});
     ExpectedLog const pointer("operator*", "backend/common/include/Pointer");
@@ -558,15 +553,15 @@ TEST(LatencyDataAggregationDeathTest, OfAnEmptyHandleEndsTheProcess)
         onlyTheseLines({latencyLog("aggregate").entered(), pointer.assertion("0 != mPointer")}));
 }
 
-/// Single-precision values done in whole numbers: mMantissa * 2^mExponent, the mantissa of 24 bits or 0.
+/// A single-precision value in integers: mMantissa * 2^mExponent. The mantissa has 24 bits or is 0.
 struct Single
 {
     std::uint64_t mMantissa;
     int mExponent;
 };
 
-/// The nearest single-precision value, of two as near the even one.
-/// @param aInexact whether the value is a little above aMantissa * 2^aExponent
+/// The nearest single-precision value, ties to even.
+/// @param aInexact whether the value is slightly above aMantissa * 2^aExponent
 Single rounded(std::uint64_t aMantissa, int aExponent = 0, bool aInexact = false)
 {
     if (aMantissa == 0)
@@ -584,7 +579,7 @@ Single rounded(std::uint64_t aMantissa, int aExponent = 0, bool aInexact = false
         aMantissa >>= 1;
         ++aExponent;
     }
-    // Two bits too many are left: the half, and whether there is anything below it beside aInexact.
+    // Two extra bits are left: the half bit, and a sticky bit for everything below it.
     bool const half = (aMantissa & 2) != 0;
     bool const below = (aMantissa & 1) != 0 || aInexact;
     std::uint64_t const kept = aMantissa >> 2;
@@ -624,10 +619,10 @@ Figures modelledMerge(Figures const& aOne, Figures const& aOther)
             modelledMean(aOne.mIoCount, aOne.mTrueLatency, aOther.mIoCount, aOther.mTrueLatency)};
 }
 
-TEST(LatencyDataAggregation, AgreesWithAModelInWholeNumbers)
+TEST(LatencyDataAggregation, AgreesWithAnIntegerModel)
 {
     std::mt19937 random(20260504);
-    // Of every magnitude: uniform values would nearly all be large.
+    // Every magnitude is equally likely; nearly all uniform values would be large.
     auto const value = [&] { return static_cast<unsigned int>(random()) >> random() % 32; };
     for (int i = 0; i < 10000; ++i)
     {

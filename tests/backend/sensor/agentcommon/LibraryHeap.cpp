@@ -13,7 +13,7 @@
 
 extern "C"
 {
-    // The C library's own, beneath the names that a program may define.
+    // The C library's implementations of the functions that a program may replace.
     void* __libc_malloc(std::size_t aSize);
     void* __libc_calloc(std::size_t aCount, std::size_t aSize);
     void __libc_free(void* aBlock);
@@ -24,7 +24,7 @@ namespace
 LibraryHeap* gHeap = nullptr;
 
 #if OWNS_MALLOC
-/// Where the library's code lies.
+/// The address range of the library's code.
 std::uintptr_t gCodeBegin = 0;
 std::uintptr_t gCodeEnd = 0;
 
@@ -106,7 +106,7 @@ std::size_t LibraryHeap::sizeOf(void* aBlock)
 {
     if (!isWatched())
     {
-        // The sanitizers' malloc gives exactly as much as it was asked for.
+        // malloc of the sanitizers reports exactly the requested size.
         return malloc_usable_size(aBlock);
     }
     Block const* const place = placeOf(aBlock);
@@ -128,7 +128,7 @@ void* LibraryHeap::allocate(std::size_t aSize, int aFilling)
     Block* const place = placeOf(nullptr);
     if (block == nullptr || place == nullptr)
     {
-        EXPECT_NE(place, nullptr) << "the library holds more blocks than can be watched";
+        EXPECT_NE(place, nullptr) << "the library holds more blocks than the table has entries";
         return block;
     }
     std::memset(block, aFilling, aSize);

@@ -1,6 +1,6 @@
 /// @file
-/// The C heap as the library under test uses it. A test program that links this has its own malloc, calloc
-/// and free, but in a build with sanitizers, which have theirs.
+/// Watches how the library under test uses the C heap, by replacing malloc, calloc and free in the test program,
+/// except in builds with sanitizers, which replace them themselves.
 #pragma once
 
 #include <array>
@@ -10,16 +10,16 @@
 
 #include "tests/support/UncountedAllocator.h"
 
-/// Watches what the library's own code allocates and frees while it lives. One at a time, on one thread. A
-/// block from malloc is filled with sgFilling, so that one that the library should have zeroed shows. Calls of
-/// calloc are taken like those of malloc, since optimisers make one out of malloc and the zeroing.
+/// Records what the library's own code allocates and frees during the object's lifetime. Only one object may exist
+/// at a time, and only on one thread. A block from malloc is filled with sgFilling, which reveals a block that the
+/// library fails to zero. calloc is recorded like malloc, since compilers combine malloc and zeroing into calloc.
 class LibraryHeap
 {
 public:
     static constexpr unsigned char sgFilling = 0xa5;
 
-    /// Whether this build lets it watch. Where not, there are no calls and no failures, and malloc fills the
-    /// blocks as it likes.
+    /// Whether this build replaces the heap functions. If not, no calls are recorded, no allocation fails, and
+    /// blocks are not filled.
     static bool isWatched();
 
     LibraryHeap();
@@ -27,31 +27,30 @@ public:
     LibraryHeap(LibraryHeap const&) = delete;
     LibraryHeap& operator=(LibraryHeap const&) = delete;
 
-    /// The calls so far: "allocate(520)"; "free(520)" for a block from such a call, "free(the caller's)"
-    /// for one from elsewhere.
+    /// The calls so far: "allocate(520)"; "free(520)" for a block that the library allocated; "free(the caller's)"
+    /// for any other block.
     std::vector<std::string> calls() const;
 
-    /// Lets the library's allocation of that number, counted from 1 since construction, give null.
+    /// Makes the library's allocation with that number, counted from 1 since construction, return null.
     void failAllocation(unsigned int aNumber) { failAllocations(aNumber, aNumber); }
 
-    /// Lets the library's allocations from the first number to the last give null.
+    /// Makes the library's allocations from the first number to the last return null.
     void failAllocations(unsigned int aFirst, unsigned int aLast)
     {
         mFirstFailing = aFirst;
         mLastFailing = aLast;
     }
 
-    /// Allocations by the library so far, failed ones included.
+    /// Number of the library's allocations so far, including those that failed.
     unsigned int allocations() const { return mAllocations; }
 
-    /// Number of blocks that the library allocated and nobody has freed yet.
+    /// Number of blocks that the library allocated and nothing has freed.
     long liveBlocks() const;
 
-    /// The number of bytes that were asked for when the library allocated the block; 0 for one that it did
-    /// not allocate.
+    /// The requested size of a block that the library allocated; 0 for any other block.
     std::size_t sizeOf(void* aBlock);
 
-    /// For malloc, calloc and free: an allocation and a release by the library, and a release by others,
+    /// Called by malloc, calloc and free: an allocation and a release by the library, and a release by other code,
     /// which is not recorded.
     /// @{
     void* allocate(std::size_t aSize, int aFilling);
@@ -66,7 +65,7 @@ private:
         std::size_t mSize;
     };
 
-    /// The place of a block that the library allocated, for null one that is free; null when there is none.
+    /// The entry of a block that the library allocated; a free entry for a null block; null when there is none.
     Block* placeOf(void const* aBlock);
 
     void record(char const* aFunction, char const* aArgument);

@@ -1,4 +1,4 @@
-// How the layer counts the adapters and reads their names.
+// Adapter count and adapter names of the vendor library layer.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ using NameHandle = QZCPointer<QZCWorldWideName>;
 
 std::string textOf(NameHandle const& aName) { return aName->getStringForm().get(); }
 
-/// The layer and the names that it is to replace.
+/// The layer and the names that it replaces.
 class LibvqmAdapters : public LibvqmLayer
 {
 protected:
@@ -43,7 +43,7 @@ protected:
     NameHandle mSecond;
 };
 
-TEST_F(LibvqmAdapters, AreCountedByInit)
+TEST_F(LibvqmAdapters, InitSetsTheAdapterCount)
 {
     inFreshProcess(
         [&]
@@ -56,7 +56,7 @@ TEST_F(LibvqmAdapters, AreCountedByInit)
         });
 }
 
-TEST_F(LibvqmAdapters, AreNoneBeforeInit)
+TEST_F(LibvqmAdapters, AdapterCountIsZeroBeforeInit)
 {
     inFreshProcess(
         [&]
@@ -66,7 +66,7 @@ TEST_F(LibvqmAdapters, AreNoneBeforeInit)
         });
 }
 
-TEST_F(LibvqmAdapters, HaveTheirNamesInTheirRoles)
+TEST_F(LibvqmAdapters, EachNameGoesToItsOutput)
 {
     inFreshProcess(
         [&]
@@ -80,7 +80,7 @@ TEST_F(LibvqmAdapters, HaveTheirNamesInTheirRoles)
         });
 }
 
-TEST_F(LibvqmAdapters, AreNotCheckedAgainstTheirNumber)
+TEST_F(LibvqmAdapters, BoardNumberIsNotCheckedAgainstTheCount)
 {
     inFreshProcess(
         [&]
@@ -91,7 +91,7 @@ TEST_F(LibvqmAdapters, AreNotCheckedAgainstTheirNumber)
         });
 }
 
-TEST_F(LibvqmAdapters, FillEmptyHandlesToo)
+TEST_F(LibvqmAdapters, EmptyHandlesReceiveTheNames)
 {
     inFreshProcess(
         [&]
@@ -105,7 +105,7 @@ TEST_F(LibvqmAdapters, FillEmptyHandlesToo)
         });
 }
 
-TEST_F(LibvqmAdapters, HaveTheirFirstNameMadeFirst)
+TEST_F(LibvqmAdapters, FirstNameIsConstructedFirst)
 {
     inFreshProcess(
         [&]
@@ -118,7 +118,7 @@ TEST_F(LibvqmAdapters, HaveTheirFirstNameMadeFirst)
         });
 }
 
-TEST_F(LibvqmAdapters, LeaveTheSecondNameInAHandleGivenForBoth)
+TEST_F(LibvqmAdapters, SameHandleForBothReceivesTheSecondName)
 {
     inFreshProcess(
         [&]
@@ -129,7 +129,7 @@ TEST_F(LibvqmAdapters, LeaveTheSecondNameInAHandleGivenForBoth)
         });
 }
 
-TEST_F(LibvqmAdapters, LetGoOfTheNamesBefore)
+TEST_F(LibvqmAdapters, PreviousNamesAreReleased)
 {
     inFreshProcess(
         [&]
@@ -142,7 +142,7 @@ TEST_F(LibvqmAdapters, LetGoOfTheNamesBefore)
         });
 }
 
-TEST_F(LibvqmAdapters, ThatCannotBeReadAreLoggedAndLeaveTheOutputs)
+TEST_F(LibvqmAdapters, FailedLinkQueryIsLoggedAndKeepsTheOutputs)
 {
     for (unsigned int const result : {1u, 256u, 2147483648u, allBitsSet})
     {
@@ -164,7 +164,7 @@ TEST_F(LibvqmAdapters, ThatCannotBeReadAreLoggedAndLeaveTheOutputs)
     }
 }
 
-TEST_F(LibvqmAdapters, LeaveBothOutputsWhenMemoryRunsOut)
+TEST_F(LibvqmAdapters, MissingMemoryKeepsBothOutputs)
 {
     inFreshProcess(
         [&]
@@ -191,7 +191,7 @@ TEST_F(LibvqmAdapters, LeaveBothOutputsWhenMemoryRunsOut)
         });
 }
 
-TEST_F(LibvqmAdapters, WithoutMemoryLeaveNoOperation)
+TEST_F(LibvqmAdapters, MissingMemoryIsNotTracedAsLeft)
 {
     inFreshProcess(
         [&]

@@ -1,5 +1,4 @@
-// What the layer over the vendor's library does when memory runs out, for each operation and each of its
-// allocations.
+// Failing allocations in the vendor library layer, for each operation and each of its allocations.
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,7 +20,7 @@ namespace
 {
 using Name = QZCPointer<QZCWorldWideName>;
 
-/// The layer over a vendor library that answers all, and what it is given.
+/// The layer with a vendor library that answers every call, and the arguments of its operations.
 struct Scene
 {
     FakeVqm mVqm;
@@ -55,27 +54,19 @@ void keepsTheNames(Scene const& aScene)
 
 std::vector<Operation> rows()
 {
-    // The text, the record of it, in which the empty piece and the parts of the text are made, and the count
-    // of the record's handle.
-    auto const versionOf = [](unsigned int aParts)
-    {
-        return "01"
-               "0" +
-               times(1 + aParts, "01") + "1";
+    // The text, the record, an empty piece and the parts of the text, and the count of the record's handle.
+    auto const versionOf = [](unsigned int aParts) {
+        return joined({{0, 1}, {0}, times(1 + aParts, {0, 1}), {1}});
     };
-    // The record with an empty text and then one of 23 characters, and the count of its handle, with which
-    // all of that is lost.
-    std::string const name =
-        "0"
-        "01"
-        "002"
-        "4";
+    // The record, an empty text, a text of 23 characters, and the count of the record's handle. Without the
+    // count, all four blocks of the record are leaked.
+    Lost const name = joined({{0}, {0, 1}, {0, 0, 2}, {4}});
     return {
         withoutAllocation("Loads", unloaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_LoadLibrary(); }),
         withoutAllocation("Frees", loaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_FreeLibrary(); }),
         withoutAllocation("Closes", loaded, [](Scene& aScene) { aScene.mLayer.LIBVQM_Close(); }),
         operation(
-            "Initialises", versionOf(4) + versionOf(3), outOfMemory, loaded,
+            "Initialises", joined({versionOf(4), versionOf(3)}), outOfMemory, loaded,
             [](Scene& aScene) { aScene.mLayer.LIBVQM_Init(); }, initialisesAfterAll),
         withoutAllocation("InitialisesWithoutAdapters", loaded,
                           [](Scene& aScene)
@@ -91,7 +82,7 @@ std::vector<Operation> rows()
                               aScene.mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>());
                           }),
         operation(
-            "NamesAnAdapter", name + name, outOfMemory, loaded,
+            "NamesAnAdapter", joined({name, name}), outOfMemory, loaded,
             [](Scene& aScene) { aScene.mLayer.LIBVQM_GetAdapterInfo(0, aScene.mFirst, aScene.mSecond); },
             keepsTheNames),
         withoutAllocation("RegistersForPlainEvents", loaded,
@@ -125,7 +116,7 @@ class LibvqmAllocations : public testing::TestWithParam<Operation>
 
 INSTANTIATE_TEST_SUITE_P(Layer, LibvqmAllocations, testing::ValuesIn(rows()), nameOfOperation);
 
-TEST_P(LibvqmAllocations, AreReportedWhenTheyFail)
+TEST_P(LibvqmAllocations, FailureOfEachIsReported)
 {
     failEveryAllocation(GetParam(), [](auto const& aRun) { inFreshProcess(aRun); });
 }

@@ -1,4 +1,4 @@
-// What the layer makes of extreme numbers and texts that the vendor library gives.
+// Extreme numbers and texts from the vendor library.
 #include <ostream>
 #include <string>
 #include <vector>
@@ -22,12 +22,12 @@ class LibvqmNumbers : public LibvqmLayer, public testing::WithParamInterface<uns
 {
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, LibvqmNumbers,
+INSTANTIATE_TEST_SUITE_P(All, LibvqmNumbers,
                          testing::Values(0u, 1u, 31u, 32u, 33u, 255u, 256u, 2147483647u, 2147483648u,
                                          4294967295u),
                          testing::PrintToStringParamName());
 
-TEST_P(LibvqmNumbers, OfAdaptersAreTakenAsTheyAre)
+TEST_P(LibvqmNumbers, AnyAdapterCountIsKept)
 {
     inFreshProcess(
         [&]
@@ -42,7 +42,7 @@ TEST_P(LibvqmNumbers, OfAdaptersAreTakenAsTheyAre)
         });
 }
 
-TEST_P(LibvqmNumbers, AsTheDriversResultAreAFailureButForZero)
+TEST_P(LibvqmNumbers, AnyNonzeroDriverResultIsAFailure)
 {
     inFreshProcess(
         [&]
@@ -53,7 +53,7 @@ TEST_P(LibvqmNumbers, AsTheDriversResultAreAFailureButForZero)
         });
 }
 
-TEST_P(LibvqmNumbers, AsTheLinksResultAreAFailureButForZero)
+TEST_P(LibvqmNumbers, AnyNonzeroLinkResultIsAFailure)
 {
     inFreshProcess(
         [&]
@@ -69,7 +69,7 @@ TEST_P(LibvqmNumbers, AsTheLinksResultAreAFailureButForZero)
         });
 }
 
-TEST_P(LibvqmNumbers, AsBoardReachTheVendorLibrary)
+TEST_P(LibvqmNumbers, AnyBoardNumberReachesTheVendorLibrary)
 {
     inFreshProcess(
         [&]
@@ -82,7 +82,7 @@ TEST_P(LibvqmNumbers, AsBoardReachTheVendorLibrary)
         });
 }
 
-TEST_P(LibvqmNumbers, AsResultsOfRegistrationsComeBack)
+TEST_P(LibvqmNumbers, AnyRegistrationResultIsReturned)
 {
     QZCPointer<QZCWorldWideName> const port = nameOf({1, 2, 3, 4, 5, 6, 7, 8});
     QZCPointer<QZCScopeEvent> const event = eventOf(1, 2);
@@ -98,7 +98,7 @@ TEST_P(LibvqmNumbers, AsResultsOfRegistrationsComeBack)
         });
 }
 
-/// A version text and the components that it is read as.
+/// A version text and its expected components.
 struct VersionText
 {
     std::string mName;
@@ -108,7 +108,7 @@ struct VersionText
 
 std::ostream& operator<<(std::ostream& aOut, VersionText const& aText) { return aOut << aText.mName; }
 
-/// So many bytes that begin with the text and go on with directives.
+/// This many bytes, which start with the text and continue with format directives.
 std::string filledUp(std::string const& aText, std::size_t aLength)
 {
     std::string text = aText;
@@ -122,7 +122,7 @@ std::string filledUp(std::string const& aText, std::size_t aLength)
 class LibvqmTexts : public LibvqmLayer, public testing::WithParamInterface<VersionText>
 {
 protected:
-    /// The lines of the components of a version.
+    /// The log lines of the components of a version.
     static std::vector<std::string> componentsOf(std::vector<unsigned int> const& aComponents)
     {
         std::vector<std::string> lines;
@@ -134,7 +134,7 @@ protected:
         return lines;
     }
 
-    /// Fails the test unless both versions are read as these.
+    /// Fails the test unless both versions have these components.
     void expectVersions(std::vector<unsigned int> const& aLibrary, std::vector<unsigned int> const& aDriver)
     {
         std::vector<std::string> expected = componentsOf(aLibrary);
@@ -147,7 +147,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(
-    Of, LibvqmTexts,
+    All, LibvqmTexts,
     testing::Values(VersionText{"NoBytes", "", {0}}, VersionText{"OneDot", ".", {0, 0}},
                     VersionText{"Directives", "%n%s", {0}},
                     VersionText{"DirectivesAsParts", "7.%n.%s.2", {7, 0, 0, 2}},
@@ -158,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(
                     VersionText{"8000BytesOfDirectives", filledUp("7.2.20", 8000), {7, 2, 20}}),
     [](testing::TestParamInfo<VersionText> const& aInfo) { return "Of" + aInfo.param.mName; });
 
-TEST_P(LibvqmTexts, OfTheLibraryAreReadAsFarAsTheirAreaGoes)
+TEST_P(LibvqmTexts, LibraryVersionIsReadOnlyWithinItsArea)
 {
     inFreshProcess(
         [&]
@@ -171,7 +171,7 @@ TEST_P(LibvqmTexts, OfTheLibraryAreReadAsFarAsTheirAreaGoes)
         });
 }
 
-TEST_P(LibvqmTexts, OfTheDriverAreReadAsFarAsTheirTableGoes)
+TEST_P(LibvqmTexts, DriverVersionIsReadOnlyWithinItsTable)
 {
     inFreshProcess(
         [&]

@@ -1,4 +1,4 @@
-// The areas that the layer hands to the vendor library.
+// The memory areas that the layer passes to the vendor library.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -21,7 +21,7 @@ using testing::Each;
 
 namespace
 {
-/// Leaves no zeros where the functions called next have their variables.
+/// Fills the stack below with nonzero bytes, so that later calls do not find zeros there.
 __attribute__((noinline)) void dirtyStack()
 {
     unsigned char volatile bytes[16384];
@@ -31,7 +31,7 @@ __attribute__((noinline)) void dirtyStack()
     }
 }
 
-/// Runs the action with a dirty stack. It has run before then, as the dynamic linker too leaves traces there
+/// Runs the action with a dirty stack. The action runs once before that, since the dynamic linker also writes to the stack
 /// when a function is called for the first time.
 template <typename Action>
 void onDirtyStack(Action const& aAction)
@@ -44,7 +44,7 @@ void onDirtyStack(Action const& aAction)
 class LibvqmAreas : public LibvqmLayer
 {
 protected:
-    /// The diagnostic environment table as the scripted library leaves it.
+    /// The diagnostic environment table as the scripted library fills it.
     std::array<unsigned char, FakeVqm::tableSize> tableLeft() const
     {
         std::array<unsigned char, FakeVqm::tableSize> table;
@@ -55,7 +55,7 @@ protected:
     }
 };
 
-TEST_F(LibvqmAreas, TakeNumbersOf64Bits)
+TEST_F(LibvqmAreas, RecordsAreAlignedFor64BitNumbers)
 {
     inFreshProcess(
         [&]
@@ -70,7 +70,7 @@ TEST_F(LibvqmAreas, TakeNumbersOf64Bits)
         });
 }
 
-TEST_F(LibvqmAreas, LibraryVersionTextIsZeroAtFirst)
+TEST_F(LibvqmAreas, LibraryVersionTextIsZeroedBeforeTheCall)
 {
     inFreshProcess(
         [&]
@@ -82,7 +82,7 @@ TEST_F(LibvqmAreas, LibraryVersionTextIsZeroAtFirst)
         });
 }
 
-TEST_F(LibvqmAreas, DriverRecordIsOfVersionFourAndElseZeroAtFirst)
+TEST_F(LibvqmAreas, DriverRecordHasVersionFourAndZerosBeforeTheCall)
 {
     inFreshProcess(
         [&]
@@ -94,7 +94,7 @@ TEST_F(LibvqmAreas, DriverRecordIsOfVersionFourAndElseZeroAtFirst)
         });
 }
 
-TEST_F(LibvqmAreas, LinkRecordIsZeroAtFirst)
+TEST_F(LibvqmAreas, LinkRecordIsZeroedBeforeTheCall)
 {
     inFreshProcess(
         [&]
@@ -106,7 +106,7 @@ TEST_F(LibvqmAreas, LinkRecordIsZeroAtFirst)
         });
 }
 
-TEST_F(LibvqmAreas, TableIsLeftByInit)
+TEST_F(LibvqmAreas, InitKeepsTheTable)
 {
     inFreshProcess(
         [&]
@@ -117,7 +117,7 @@ TEST_F(LibvqmAreas, TableIsLeftByInit)
         });
 }
 
-TEST_F(LibvqmAreas, TableIsLeftByClosing)
+TEST_F(LibvqmAreas, CloseKeepsTheTable)
 {
     inFreshProcess(
         [&]
@@ -129,7 +129,7 @@ TEST_F(LibvqmAreas, TableIsLeftByClosing)
         });
 }
 
-TEST_F(LibvqmAreas, TableIsLeftByFreeing)
+TEST_F(LibvqmAreas, FreeKeepsTheTable)
 {
     inFreshProcess(
         [&]
@@ -141,7 +141,7 @@ TEST_F(LibvqmAreas, TableIsLeftByFreeing)
         });
 }
 
-TEST_F(LibvqmAreas, LibraryVersionWithoutTerminatorIsReadToTheEndOfItsArea)
+TEST_F(LibvqmAreas, UnterminatedLibraryVersionIsReadToTheEndOfItsArea)
 {
     inFreshProcess(
         [&]
@@ -153,7 +153,7 @@ TEST_F(LibvqmAreas, LibraryVersionWithoutTerminatorIsReadToTheEndOfItsArea)
         });
 }
 
-TEST_F(LibvqmAreas, DriverVersionWithoutTerminatorIsReadToTheEndOfTheTable)
+TEST_F(LibvqmAreas, UnterminatedDriverVersionIsReadToTheEndOfTheTable)
 {
     inFreshProcess(
         [&]

@@ -1,4 +1,4 @@
-// How the layer registers for events.
+// Event registrations of the vendor library layer.
 #include <cstdint>
 #include <sstream>
 #include <string>
@@ -50,7 +50,7 @@ LogLine emptyHandle()
     return ExpectedLog("operator->", "backend/common/include/Pointer").assertion("0 != mPointer");
 }
 
-/// The layer and what its operations take.
+/// The layer and the arguments of its operations.
 class LibvqmEvents : public LibvqmLayer
 {
 protected:
@@ -81,7 +81,7 @@ TEST_F(LibvqmEvents, PlainRegistrationPassesItsArgumentsAndAZero)
         });
 }
 
-TEST_F(LibvqmEvents, PlainCallbackArrivesAsItIs)
+TEST_F(LibvqmEvents, PlainCallbackIsPassedUnchanged)
 {
     inFreshProcess(
         [&]
@@ -134,7 +134,7 @@ TEST_F(LibvqmEvents, QuazorRegistrationIdentifierReachesTheCaller)
         });
 }
 
-TEST_F(LibvqmEvents, QuazorRegistrationIdentifierIsLeftToTheVendorLibrary)
+TEST_F(LibvqmEvents, QuazorRegistrationIdentifierIsSetOnlyByTheVendorLibrary)
 {
     for (unsigned int const result : {0u, 1u})
     {
@@ -151,7 +151,7 @@ TEST_F(LibvqmEvents, QuazorRegistrationIdentifierIsLeftToTheVendorLibrary)
     }
 }
 
-TEST_F(LibvqmEvents, QuazorRegistrationIdentifierIsNotTouchedWhereItStands)
+TEST_F(LibvqmEvents, QuazorRegistrationDoesNotChangeTheCallersIdentifier)
 {
     inFreshProcess(
         [&]
@@ -167,7 +167,7 @@ TEST_F(LibvqmEvents, QuazorRegistrationIdentifierIsNotTouchedWhereItStands)
         });
 }
 
-TEST_F(LibvqmEvents, QuazorRegistrationPassesHighNumbersOfEvents)
+TEST_F(LibvqmEvents, QuazorRegistrationPassesLargeCategories)
 {
     inFreshProcess(
         [&]
@@ -180,7 +180,7 @@ TEST_F(LibvqmEvents, QuazorRegistrationPassesHighNumbersOfEvents)
         });
 }
 
-TEST_F(LibvqmEvents, QuazorCallbackAndContextArriveAsTheyAre)
+TEST_F(LibvqmEvents, QuazorCallbackAndContextArePassedUnchanged)
 {
     inFreshProcess(
         [&]
@@ -208,7 +208,7 @@ TEST_F(LibvqmEvents, QuazorUnregistrationPassesPortAndIdentifier)
         });
 }
 
-TEST_F(LibvqmEvents, ResultsComeBackUnchangedAndUnlogged)
+TEST_F(LibvqmEvents, ResultsAreReturnedUnchangedAndNotLogged)
 {
     for (unsigned int const result : {0u, 1u, 2147483648u, allBitsSet})
     {
@@ -262,7 +262,7 @@ TEST_F(LibvqmEventsDeathTest, EmptyPortEndsTheUnregistrationBeforeTheLookup)
         ExitedWithCode(1), onlyTheseLines({logOf("LIBVQM_QzapiUnregEvent").entered(), emptyHandle()}));
 }
 
-TEST_F(LibvqmEventsDeathTest, MissingLibraryShowsBeforeTheRegistrationsEmptyPort)
+TEST_F(LibvqmEventsDeathTest, MissingLibraryIsCheckedBeforeTheRegistrationsEmptyPort)
 {
     ExpectedLog const log = logOf("LIBVQM_QzapiRegEvent");
     EXPECT_EXIT(
@@ -273,7 +273,7 @@ TEST_F(LibvqmEventsDeathTest, MissingLibraryShowsBeforeTheRegistrationsEmptyPort
         ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
 }
 
-TEST_F(LibvqmEventsDeathTest, MissingLibraryShowsBeforeTheUnregistrationsEmptyPort)
+TEST_F(LibvqmEventsDeathTest, MissingLibraryIsCheckedBeforeTheUnregistrationsEmptyPort)
 {
     ExpectedLog const log = logOf("LIBVQM_QzapiUnregEvent");
     EXPECT_EXIT(
@@ -297,7 +297,7 @@ TEST_F(LibvqmEventsDeathTest, EmptyEventEndsTheRegistrationAfterTheLookup)
                        LogLines{emptyHandle()}));
 }
 
-TEST_F(LibvqmEvents, MissingFunctionShowsBeforeAnEmptyEvent)
+TEST_F(LibvqmEvents, MissingFunctionIsReportedBeforeAnEmptyEvent)
 {
     inFreshProcess(
         [&]

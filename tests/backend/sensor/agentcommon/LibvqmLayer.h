@@ -1,6 +1,6 @@
 /// @file
-/// The layer over a scripted vendor library, for the tests of its methods. As its state belongs to the
-/// process, a test that calls it does so inFreshProcess() or in a death test.
+/// The vendor library layer with a scripted vendor library. The layer's state belongs to the process, so a test calls it
+/// inFreshProcess() or in a death test.
 #pragma once
 
 #include <algorithm>
@@ -22,32 +22,32 @@ constexpr char symbolMissing[] = "QZCNotAllowedEx 9: dlsym Failed";
 /// The lines that a function of the layer is expected to log.
 inline ExpectedLog logOf(std::string const& aFunction) { return ExpectedLog(aFunction, "LibvqmAbs"); }
 
-/// One after the other.
+/// The lines one after the other.
 inline LogLines operator+(LogLines aFirst, LogLines const& aSecond)
 {
     aFirst.insert(aFirst.end(), aSecond.begin(), aSecond.end());
     return aFirst;
 }
 
-/// What a function of the layer is expected to log around the lines in between.
+/// The given lines between the Entered and Left lines of a function.
 inline LogLines around(std::string const& aFunction, LogLines const& aLines)
 {
     return LogLines{logOf(aFunction).entered()} + aLines + LogLines{logOf(aFunction).left()};
 }
 
-/// The lookup of a symbol.
+/// The expected calls of a symbol lookup.
 inline LogLines lookup(std::string const& aSymbol)
 {
     return {call("dlerror()"), call("dlsym(1, " + aSymbol + ")")};
 }
 
-/// The lookup of a function and its call.
+/// The expected calls of a function's lookup and of the function.
 inline LogLines lookupAndCall(std::string const& aSymbol, std::string const& aArguments)
 {
     return lookup(aSymbol) + LogLines{call(aSymbol + '(' + aArguments + ')')};
 }
 
-/// What opening the environment is expected to show.
+/// The expected events of opening the environment.
 inline LogLines openedEnvironment() { return around("__initLibvqm", lookupAndCall("VQM_InitDiagEnv", "32")); }
 
 inline LogLine foundVersion(std::string const& aText)
@@ -61,7 +61,7 @@ inline LogLine driverVersion(std::string const& aText)
     return logOf("__processDriverVersion").info("KWRT Driver Version - %s", "KWRT Driver Version - " + aText);
 }
 
-/// What is expected when an operation misses its function.
+/// The expected events of an operation whose function is missing.
 inline LogLines failedLookup(std::string const& aSymbol, std::string const& aOperation)
 {
     LogLine const complaint = logOf(aOperation)
@@ -71,20 +71,20 @@ inline LogLines failedLookup(std::string const& aSymbol, std::string const& aOpe
            around("LIBVQM_FreeLibrary", {call("dlclose(1)")});
 }
 
-/// The layer, whose calls show among its log lines in the order of events.
+/// The layer, with its calls merged into its log lines in the order in which they happen.
 class LibvqmLayer : public testing::Test
 {
 protected:
     LibvqmLayer() { mVqm.mOnCall = logCall; }
 
-    /// Loads the library and forgets the events of it.
+    /// Loads the library and discards the events of the load.
     void load()
     {
         mLayer.LIBVQM_LoadLibrary();
         mLog.clear();
     }
 
-    /// Also opens the diagnostic environment.
+    /// Loads the library and opens the diagnostic environment.
     void loadAndInit()
     {
         mLayer.LIBVQM_LoadLibrary();
@@ -92,7 +92,7 @@ protected:
         mLog.clear();
     }
 
-    /// The layer's own lines and the calls, without the lines of the records that it makes.
+    /// The layer's lines and the calls, without the lines of the records that it creates.
     LogLines events() const
     {
         LogLines found;
@@ -101,7 +101,7 @@ protected:
         return found;
     }
 
-    /// The texts of the lines of these formats.
+    /// The texts of the lines with these formats.
     std::vector<std::string> textsOf(std::vector<std::string> const& aFormats) const
     {
         std::vector<std::string> texts;
@@ -115,7 +115,7 @@ protected:
         return texts;
     }
 
-    /// How often a call was made.
+    /// The number of times that a call was made.
     long callsOf(std::string const& aCall) const
     {
         return std::count(mLog.lines().begin(), mLog.lines().end(), call(aCall));

@@ -1,4 +1,4 @@
-// How the layer loads and frees the vendor library, and how it finds the functions in it.
+// Loading and freeing the vendor library.
 #include <string>
 #include <vector>
 
@@ -38,7 +38,7 @@ using LibvqmLoadingDeathTest = LibvqmLayer;
 class LibvqmFreeing : public LibvqmLayer
 {
 protected:
-    /// Does so while the handle is being closed.
+    /// Runs while the handle is being closed.
     template <typename Action>
     void onClosing(Action aAction)
     {
@@ -52,7 +52,7 @@ protected:
     }
 };
 
-TEST_F(LibvqmLoading, OpensTheLibraryLazily)
+TEST_F(LibvqmLoading, LibraryIsOpenedWithLazyBinding)
 {
     inFreshProcess(
         [&]
@@ -65,7 +65,7 @@ TEST_F(LibvqmLoading, OpensTheLibraryLazily)
         });
 }
 
-TEST_F(LibvqmLoading, FailsWithTheLinkersTextWhenThereIsNoLibrary)
+TEST_F(LibvqmLoading, MissingLibraryThrowsTheLinkersText)
 {
     inFreshProcess(
         [&]
@@ -82,7 +82,7 @@ TEST_F(LibvqmLoading, FailsWithTheLinkersTextWhenThereIsNoLibrary)
         });
 }
 
-TEST_F(LibvqmLoading, DoesNotTakeTheLinkersTextForAFormat)
+TEST_F(LibvqmLoading, LinkersTextIsNotUsedAsAFormat)
 {
     inFreshProcess(
         [&]
@@ -96,7 +96,7 @@ TEST_F(LibvqmLoading, DoesNotTakeTheLinkersTextForAFormat)
         });
 }
 
-TEST_F(LibvqmLoading, SaysNoneWhenTheLinkerHasNoText)
+TEST_F(LibvqmLoading, MissingLinkerTextIsLoggedAsNone)
 {
     inFreshProcess(
         [&]
@@ -110,7 +110,7 @@ TEST_F(LibvqmLoading, SaysNoneWhenTheLinkerHasNoText)
         });
 }
 
-TEST_F(LibvqmLoading, OpensTheLibraryAgainAndTakesTheNewHandle)
+TEST_F(LibvqmLoading, SecondLoadOpensTheLibraryAgainAndUsesTheNewHandle)
 {
     inFreshProcess(
         [&]
@@ -123,7 +123,7 @@ TEST_F(LibvqmLoading, OpensTheLibraryAgainAndTakesTheNewHandle)
         });
 }
 
-TEST_F(LibvqmLoading, AgainDoesNotCloseTheHandleBefore)
+TEST_F(LibvqmLoading, SecondLoadDoesNotCloseThePreviousHandle)
 {
     inFreshProcess(
         [&]
@@ -135,7 +135,7 @@ TEST_F(LibvqmLoading, AgainDoesNotCloseTheHandleBefore)
         });
 }
 
-TEST_F(LibvqmLoading, AgainLeavesTheAdapterCount)
+TEST_F(LibvqmLoading, SecondLoadKeepsTheAdapterCount)
 {
     inFreshProcess(
         [&]
@@ -147,7 +147,7 @@ TEST_F(LibvqmLoading, AgainLeavesTheAdapterCount)
         });
 }
 
-TEST_F(LibvqmLoading, AgainLeavesTheAdapterCountWhenItFails)
+TEST_F(LibvqmLoading, FailedSecondLoadKeepsTheAdapterCount)
 {
     inFreshProcess(
         [&]
@@ -160,7 +160,7 @@ TEST_F(LibvqmLoading, AgainLeavesTheAdapterCountWhenItFails)
         });
 }
 
-TEST_F(LibvqmLoading, ThatFailsAtFirstLeavesTheLibraryUnloaded)
+TEST_F(LibvqmLoading, FailedFirstLoadLeavesTheLibraryUnloaded)
 {
     inFreshProcess(
         [&]
@@ -172,7 +172,7 @@ TEST_F(LibvqmLoading, ThatFailsAtFirstLeavesTheLibraryUnloaded)
         });
 }
 
-TEST_F(LibvqmLoading, ThatFailsAfterOneThatDidNotLeavesItLoadedWithoutAHandle)
+TEST_F(LibvqmLoading, FailedSecondLoadLeavesTheLibraryLoadedWithoutAHandle)
 {
     inFreshProcess(
         [&]
@@ -183,11 +183,25 @@ TEST_F(LibvqmLoading, ThatFailsAfterOneThatDidNotLeavesItLoadedWithoutAHandle)
             EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_GetNumberOfAdapters(); }), done);
             EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Close(); }), symbolMissing);
             EXPECT_EQ(callsOf("dlsym(0, VQM_FreeDiagEnv)"), 1);
-            EXPECT_EQ(callsOf("dlclose(0)"), 0) << "the C library ends the process then";
+            EXPECT_EQ(callsOf("dlclose(0)"), 0) << "dlclose of a null handle would end the process";
         });
 }
 
-TEST_F(LibvqmLoading, IsSharedByAllObjects)
+TEST_F(LibvqmLoading, FailedSecondLoadLeavesNoHandleToClose)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            mVqm.mHandle = 0;
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_LoadLibrary(); }), notFound);
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(callsOf("dlclose(1)"), 0) << "the first handle is lost";
+            EXPECT_EQ(callsOf("dlclose(0)"), 0) << "dlclose of a null handle would end the process";
+        });
+}
+
+TEST_F(LibvqmLoading, AllObjectsShareTheLoadedLibrary)
 {
     inFreshProcess(
         [&]
@@ -199,7 +213,7 @@ TEST_F(LibvqmLoading, IsSharedByAllObjects)
         });
 }
 
-TEST_F(LibvqmLoading, IsNoMatterOfConstructionAndDestruction)
+TEST_F(LibvqmLoading, ConstructionAndDestructionDoNotLoadOrFree)
 {
     inFreshProcess(
         [&]
@@ -213,13 +227,13 @@ TEST_F(LibvqmLoading, IsNoMatterOfConstructionAndDestruction)
         });
 }
 
-TEST_F(LibvqmLoading, HasTheDestructorsInTheTableAndNoMembers)
+TEST_F(LibvqmLoading, ClassHasOnlyDestructorsInItsTableAndNoMembers)
 {
     EXPECT_THAT(virtualSlots(&mLayer, 2), Each("QZCLibvqmAbs::~QZCLibvqmAbs()"));
     EXPECT_EQ(sizeof mLayer, sizeof(void*));
 }
 
-TEST_F(LibvqmFreeing, ClosesTheHandle)
+TEST_F(LibvqmFreeing, FreeClosesTheHandle)
 {
     inFreshProcess(
         [&]
@@ -231,7 +245,7 @@ TEST_F(LibvqmFreeing, ClosesTheHandle)
         });
 }
 
-TEST_F(LibvqmFreeing, WithoutALoadReturns)
+TEST_F(LibvqmFreeing, FreeWithoutALoadReturns)
 {
     inFreshProcess(
         [&]
@@ -241,7 +255,7 @@ TEST_F(LibvqmFreeing, WithoutALoadReturns)
         });
 }
 
-TEST_F(LibvqmFreeing, TwiceClosesTheSameHandleTwice)
+TEST_F(LibvqmFreeing, SecondFreeClosesTheSameHandleAgain)
 {
     inFreshProcess(
         [&]
@@ -253,7 +267,7 @@ TEST_F(LibvqmFreeing, TwiceClosesTheSameHandleTwice)
         });
 }
 
-TEST_F(LibvqmFreeing, ForgetsTheAdaptersButNotTheVerdict)
+TEST_F(LibvqmFreeing, FreeResetsTheAdapterCountAndKeepsTheVerdict)
 {
     inFreshProcess(
         [&]
@@ -266,7 +280,7 @@ TEST_F(LibvqmFreeing, ForgetsTheAdaptersButNotTheVerdict)
         });
 }
 
-TEST_F(LibvqmFreeing, UnloadsTheLibraryBeforeItClosesTheHandle)
+TEST_F(LibvqmFreeing, LibraryIsMarkedUnloadedBeforeTheHandleIsClosed)
 {
     inFreshProcess(
         [&]
@@ -282,7 +296,7 @@ TEST_F(LibvqmFreeing, UnloadsTheLibraryBeforeItClosesTheHandle)
         });
 }
 
-TEST_F(LibvqmFreeing, ForgetsTheAdaptersBeforeItClosesTheHandle)
+TEST_F(LibvqmFreeing, AdapterCountIsResetBeforeTheHandleIsClosed)
 {
     inFreshProcess(
         [&]
@@ -300,7 +314,7 @@ TEST_F(LibvqmFreeing, ForgetsTheAdaptersBeforeItClosesTheHandle)
         });
 }
 
-TEST_F(LibvqmLoading, FeatureTestWithoutItThrows)
+TEST_F(LibvqmLoading, FeatureTestWithoutALoadThrows)
 {
     inFreshProcess(
         [&]
@@ -312,7 +326,7 @@ TEST_F(LibvqmLoading, FeatureTestWithoutItThrows)
         });
 }
 
-TEST_F(LibvqmLoadingDeathTest, ClosingAfterFreeingEndsTheProcess)
+TEST_F(LibvqmLoadingDeathTest, CloseAfterFreeEndsTheProcess)
 {
     ExpectedLog const log = logOf("LIBVQM_Close");
     EXPECT_EXIT(
@@ -334,7 +348,7 @@ INSTANTIATE_TEST_SUITE_P(PublicUses, LibvqmUnloadedDeathTest, testing::ValuesIn(
 INSTANTIATE_TEST_SUITE_P(UsesWithoutLookup, LibvqmUnloadedDeathTest, testing::ValuesIn(usesWithoutLookup),
                          nameOfUse);
 
-TEST_P(LibvqmUnloadedDeathTest, EndsTheProcess)
+TEST_P(LibvqmUnloadedDeathTest, UseWithoutALoadEndsTheProcess)
 {
     somePort();
     ExpectedLog const log = logOf(GetParam().mOperation);

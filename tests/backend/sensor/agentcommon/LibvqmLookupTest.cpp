@@ -1,4 +1,4 @@
-// How the layer finds the functions of the vendor library, and what it does when one is missing.
+// Lookup of the vendor library's functions, including missing ones.
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -29,7 +29,7 @@ std::vector<Use> const stepsOfInit = {
 
 void askDriver(QZCLibvqmAbs& aLayer) { aLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()); }
 
-/// The steps that can be made twice, alone or within an operation.
+/// The steps that can run twice, alone or within an operation.
 std::vector<Use> const repeatableSteps = {
     {"__initLibvqm", "VQM_InitDiagEnv", init},
     {"__processLibvqmVersion", "VQM_GetLibVer", initWithoutMemory},
@@ -40,7 +40,7 @@ std::vector<Use> const repeatableSteps = {
 class LibvqmMissingSymbol : public LibvqmLayer, public testing::WithParamInterface<Use>
 {
 protected:
-    /// Loads the library, and does what stands before the use in an agent's run.
+    /// Loads the library and performs what an agent does before this use.
     void prepare()
     {
         somePort();
@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(PublicUses, LibvqmMissingSymbolDeathTest, testing::Valu
 INSTANTIATE_TEST_SUITE_P(StepsOfInit, LibvqmMissingSymbolDeathTest, testing::ValuesIn(stepsOfInit),
                          nameOfUse);
 
-TEST_P(LibvqmMissingSymbol, IsLoggedUnderTheOperationBeforeTheLibraryIsFreed)
+TEST_P(LibvqmMissingSymbol, ErrorNamesTheOperationBeforeTheLibraryIsFreed)
 {
     inFreshProcess(
         [&]
@@ -82,7 +82,7 @@ TEST_P(LibvqmMissingSymbol, IsLoggedUnderTheOperationBeforeTheLibraryIsFreed)
         });
 }
 
-TEST_P(LibvqmMissingSymbolDeathTest, LeavesTheLibraryUnloaded)
+TEST_P(LibvqmMissingSymbolDeathTest, LibraryIsUnloadedAfterwards)
 {
     ExpectedLog const log = logOf("LIBVQM_GetNumberOfAdapters");
     EXPECT_EXIT(
@@ -95,7 +95,20 @@ TEST_P(LibvqmMissingSymbolDeathTest, LeavesTheLibraryUnloaded)
         ExitedWithCode(1), onlyTheseLines({log.entered(), log.assertion("true == sgLoaded")}));
 }
 
-TEST_P(LibvqmMissingSymbol, LeavesNoAdapters)
+TEST_P(LibvqmMissingSymbol, LibraryIsClosedAndAFreeWouldCloseItAgain)
+{
+    inFreshProcess(
+        [&]
+        {
+            prepare();
+            use();
+            EXPECT_EQ(callsOf("dlclose(1)"), 1);
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(callsOf("dlclose(1)"), 2) << "this is why an agent must not free the library then";
+        });
+}
+
+TEST_P(LibvqmMissingSymbol, AdapterCountIsZeroAfterwards)
 {
     inFreshProcess(
         [&]
@@ -107,7 +120,7 @@ TEST_P(LibvqmMissingSymbol, LeavesNoAdapters)
         });
 }
 
-TEST_P(LibvqmMissingSymbol, LeavesTheVerdictAsFarAsItHadCome)
+TEST_P(LibvqmMissingSymbol, VerdictKeepsTheStepsThatSucceeded)
 {
     inFreshProcess(
         [&]
@@ -118,7 +131,7 @@ TEST_P(LibvqmMissingSymbol, LeavesTheVerdictAsFarAsItHadCome)
         });
 }
 
-TEST_P(LibvqmMissingSymbol, IsUsedOnceItIsThereAfterALoad)
+TEST_P(LibvqmMissingSymbol, OperationWorksAfterALoadThatFindsTheFunction)
 {
     inFreshProcess(
         [&]
@@ -140,7 +153,7 @@ class LibvqmRepeatedUse : public LibvqmLayer, public testing::WithParamInterface
 INSTANTIATE_TEST_SUITE_P(PublicUses, LibvqmRepeatedUse, testing::ValuesIn(publicUses), nameOfUse);
 INSTANTIATE_TEST_SUITE_P(RepeatableSteps, LibvqmRepeatedUse, testing::ValuesIn(repeatableSteps), nameOfUse);
 
-TEST_P(LibvqmRepeatedUse, LooksTheFunctionUpAgainAndCallsWhatItFinds)
+TEST_P(LibvqmRepeatedUse, EachUseLooksUpTheFunctionAgain)
 {
     inFreshProcess(
         [&]
@@ -152,13 +165,13 @@ TEST_P(LibvqmRepeatedUse, LooksTheFunctionUpAgainAndCallsWhatItFinds)
             mVqm.mMoved = GetParam().mSymbol;
             GetParam().mRun(mLayer);
             EXPECT_EQ(callsOf("dlsym(1, " + GetParam().mSymbol + ')'), 1) << "not looked up again";
-            EXPECT_EQ(callsOf("moved"), 1) << "called where it was before";
+            EXPECT_EQ(callsOf("moved"), 1) << "called at its previous address";
         });
 }
 
 using LibvqmLookup = LibvqmLayer;
 
-TEST_F(LibvqmLookup, DropsAnErrorTextFromBefore)
+TEST_F(LibvqmLookup, StaleLinkerErrorIsDiscarded)
 {
     inFreshProcess(
         [&]
@@ -172,7 +185,7 @@ TEST_F(LibvqmLookup, DropsAnErrorTextFromBefore)
         });
 }
 
-TEST_F(LibvqmLookup, SaysNoneWhenTheLinkerHasNoText)
+TEST_F(LibvqmLookup, MissingLinkerTextIsLoggedAsNone)
 {
     inFreshProcess(
         [&]
@@ -187,7 +200,7 @@ TEST_F(LibvqmLookup, SaysNoneWhenTheLinkerHasNoText)
         });
 }
 
-TEST_F(LibvqmLookup, IsMadeAnewForEveryCall)
+TEST_F(LibvqmLookup, EveryCallLooksUpItsFunction)
 {
     inFreshProcess(
         [&]
@@ -200,7 +213,7 @@ TEST_F(LibvqmLookup, IsMadeAnewForEveryCall)
         });
 }
 
-TEST_F(LibvqmLookup, OfTheVersionIsNotMadeWithoutAdapters)
+TEST_F(LibvqmLookup, DriverFunctionIsNotLookedUpWithoutAdapters)
 {
     inFreshProcess(
         [&]
@@ -212,7 +225,7 @@ TEST_F(LibvqmLookup, OfTheVersionIsNotMadeWithoutAdapters)
         });
 }
 
-TEST_F(LibvqmLookup, OfTheVersionComesAfterTheEnvironmentWasOpened)
+TEST_F(LibvqmLookup, VersionFunctionIsLookedUpAfterTheEnvironmentIsOpened)
 {
     inFreshProcess(
         [&]

@@ -1,4 +1,4 @@
-// The layer over the C library's own dynamic linker, of which it must not ask what ends the process.
+// The layer with the real dynamic linker, on which it must not make calls that end the process.
 #include <cstdlib>
 
 #include <gtest/gtest.h>

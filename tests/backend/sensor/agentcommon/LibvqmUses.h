@@ -1,5 +1,5 @@
 /// @file
-/// The uses of the layer that need the vendor library, for tests that make them all.
+/// All uses of the layer that need the vendor library.
 #pragma once
 
 #include <functional>
@@ -15,7 +15,7 @@
 #include "tests/support/Outcome.h"
 #include "tests/support/Records.h"
 
-/// Made once, so that its log lines do not come between those of an operation that takes it.
+/// Created once, so that its log lines do not mix with those of the operation that uses it.
 inline QZCPointer<QZCWorldWideName> const& somePort()
 {
     static QZCPointer<QZCWorldWideName> const port = nameOf({0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c});
@@ -44,7 +44,7 @@ inline std::string nameOfUse(testing::TestParamInfo<Use> const& aInfo)
 
 inline void init(QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_Init(); }
 
-/// Initialises with the first allocation failing, which is one for the version that is to be read.
+/// Initialises while the first allocation fails, which is part of reading a version.
 inline std::string initWithoutMemory(QZCLibvqmAbs& aLayer)
 {
     return outcomeWithoutMemory(1, [&] { aLayer.LIBVQM_Init(); });
@@ -57,7 +57,7 @@ inline void getAdapterInfo(QZCLibvqmAbs& aLayer)
     aLayer.LIBVQM_GetAdapterInfo(0, first, second);
 }
 
-/// The public operations that look a function up themselves.
+/// The public operations that look up a function themselves.
 inline std::vector<Use> const publicUses = {
     {"LIBVQM_Close", "VQM_FreeDiagEnv", [](QZCLibvqmAbs& aLayer) { aLayer.LIBVQM_Close(); }},
     {"LIBVQM_GetAdapterInfo", "VQM_GetLinkInfo", getAdapterInfo},

@@ -1,4 +1,4 @@
-// How the layer opens the diagnostic environment and judges whether the driver offers Quazor events.
+// Opening the diagnostic environment, and the verdict on whether the driver supports Quazor events.
 #include <ostream>
 #include <string>
 
@@ -36,7 +36,7 @@ using LibvqmInit = LibvqmLayer;
 using LibvqmVerdict = LibvqmLayer;
 using LibvqmClosing = LibvqmLayer;
 
-TEST_F(LibvqmInit, OpensTheEnvironmentAndProcessesBothVersions)
+TEST_F(LibvqmInit, FirstInitOpensTheEnvironmentAndProcessesBothVersions)
 {
     inFreshProcess(
         [&]
@@ -55,7 +55,7 @@ TEST_F(LibvqmInit, OpensTheEnvironmentAndProcessesBothVersions)
         });
 }
 
-TEST_F(LibvqmInit, AsksTheDriverOfBoardZeroWhateverTheNumberOfAdapters)
+TEST_F(LibvqmInit, DriverOfBoardZeroIsQueriedForAnyNumberOfAdapters)
 {
     inFreshProcess(
         [&]
@@ -68,7 +68,7 @@ TEST_F(LibvqmInit, AsksTheDriverOfBoardZeroWhateverTheNumberOfAdapters)
         });
 }
 
-TEST_F(LibvqmInit, AgainOnlyOpensTheEnvironment)
+TEST_F(LibvqmInit, SecondInitOnlyOpensTheEnvironment)
 {
     inFreshProcess(
         [&]
@@ -81,7 +81,7 @@ TEST_F(LibvqmInit, AgainOnlyOpensTheEnvironment)
         });
 }
 
-TEST_F(LibvqmInit, AfterAnotherLoadOnlyOpensTheEnvironment)
+TEST_F(LibvqmInit, InitAfterASecondLoadOnlyOpensTheEnvironment)
 {
     inFreshProcess(
         [&]
@@ -96,7 +96,7 @@ TEST_F(LibvqmInit, AfterAnotherLoadOnlyOpensTheEnvironment)
         });
 }
 
-TEST_F(LibvqmInit, WithoutAdaptersSettlesTheMatterForTheProcess)
+TEST_F(LibvqmInit, FirstInitWithoutAdaptersIsFinalForTheProcess)
 {
     inFreshProcess(
         [&]
@@ -111,7 +111,7 @@ TEST_F(LibvqmInit, WithoutAdaptersSettlesTheMatterForTheProcess)
         });
 }
 
-TEST_F(LibvqmInit, WithoutAdaptersKeepsAnEarlierVerdict)
+TEST_F(LibvqmInit, InitWithoutAdaptersKeepsAnEarlierVerdict)
 {
     inFreshProcess(
         [&]
@@ -124,7 +124,7 @@ TEST_F(LibvqmInit, WithoutAdaptersKeepsAnEarlierVerdict)
         });
 }
 
-TEST_F(LibvqmInit, RunsTheDriverStepAgainAfterItsFunctionWasMissing)
+TEST_F(LibvqmInit, DriverStepRunsAgainAfterItsFunctionWasMissing)
 {
     inFreshProcess(
         [&]
@@ -142,7 +142,7 @@ TEST_F(LibvqmInit, RunsTheDriverStepAgainAfterItsFunctionWasMissing)
         });
 }
 
-TEST_F(LibvqmInit, WithoutAdaptersSettlesTheDriverStepThatIsLeft)
+TEST_F(LibvqmInit, InitWithoutAdaptersCompletesThePendingDriverStep)
 {
     inFreshProcess(
         [&]
@@ -156,12 +156,12 @@ TEST_F(LibvqmInit, WithoutAdaptersSettlesTheDriverStepThatIsLeft)
             loadAndInit();
             mVqm.mNumAdapters = 2;
             mLayer.LIBVQM_Init();
-            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 0) << "the driver was asked after all";
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 0) << "the driver was queried";
             EXPECT_TRUE(mLayer.LIBVQM_IsQzapiSupported());
         });
 }
 
-TEST_F(LibvqmInit, WithoutMemoryForTheLibraryVersionBeginsWithItAgain)
+TEST_F(LibvqmInit, InitRepeatsTheLibraryVersionAfterMissingMemory)
 {
     inFreshProcess(
         [&]
@@ -182,7 +182,7 @@ TEST_F(LibvqmInit, WithoutMemoryForTheLibraryVersionBeginsWithItAgain)
         });
 }
 
-TEST_F(LibvqmInit, WithoutMemoryForTheDriverVersionBeginsWithItAgain)
+TEST_F(LibvqmInit, InitRepeatsTheDriverVersionAfterMissingMemory)
 {
     inFreshProcess(
         [&]
@@ -207,7 +207,7 @@ TEST_F(LibvqmInit, WithoutMemoryForTheDriverVersionBeginsWithItAgain)
         });
 }
 
-TEST_F(LibvqmVerdict, IsFalseAndSilentBeforeAnyLoad)
+TEST_F(LibvqmVerdict, VerdictIsFalseAndNotLoggedBeforeAnyLoad)
 {
     inFreshProcess(
         [&]
@@ -217,7 +217,7 @@ TEST_F(LibvqmVerdict, IsFalseAndSilentBeforeAnyLoad)
         });
 }
 
-TEST_F(LibvqmVerdict, IsFalseUntilInit)
+TEST_F(LibvqmVerdict, VerdictIsFalseUntilInit)
 {
     inFreshProcess(
         [&]
@@ -228,7 +228,7 @@ TEST_F(LibvqmVerdict, IsFalseUntilInit)
         });
 }
 
-TEST_F(LibvqmVerdict, OfTheFeatureTestItselfIsNotKept)
+TEST_F(LibvqmVerdict, DirectFeatureTestDoesNotChangeTheVerdict)
 {
     inFreshProcess(
         [&]
@@ -239,7 +239,7 @@ TEST_F(LibvqmVerdict, OfTheFeatureTestItselfIsNotKept)
         });
 }
 
-TEST_F(LibvqmClosing, LeavesAdaptersAndVerdict)
+TEST_F(LibvqmClosing, CloseKeepsAdapterCountAndVerdict)
 {
     inFreshProcess(
         [&]
@@ -254,7 +254,7 @@ TEST_F(LibvqmClosing, LeavesAdaptersAndVerdict)
         });
 }
 
-TEST_F(LibvqmClosing, WorksWithoutInit)
+TEST_F(LibvqmClosing, CloseWorksWithoutInit)
 {
     inFreshProcess(
         [&]
@@ -265,7 +265,7 @@ TEST_F(LibvqmClosing, WorksWithoutInit)
         });
 }
 
-/// What the driver answers, and what follows from it.
+/// The driver's answer and the expected verdict.
 struct DriverAnswer
 {
     std::string mName;
@@ -290,7 +290,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(
-    Of, LibvqmDriverAnswer,
+    All, LibvqmDriverAnswer,
     testing::Values(DriverAnswer{"VersionFourWithTheFeature", 0, 4, 0x100, true, "256"},
                     DriverAnswer{"VersionFiveWithTheFeature", 0, 5, 0x100, true, "256"},
                     DriverAnswer{"TheHighestVersionWithTheFeature", 0, 255, 0x100, true, "256"},
@@ -310,7 +310,7 @@ INSTANTIATE_TEST_SUITE_P(
                     DriverAnswer{"FailureOfAllBits", 4294967295u, 4, 0x100, false, ""}),
     [](testing::TestParamInfo<DriverAnswer> const& aInfo) { return aInfo.param.mName; });
 
-TEST_P(LibvqmDriverAnswer, SettlesTheVerdict)
+TEST_P(LibvqmDriverAnswer, AnswerDecidesTheVerdict)
 {
     inFreshProcess(
         [&]
@@ -320,7 +320,7 @@ TEST_P(LibvqmDriverAnswer, SettlesTheVerdict)
         });
 }
 
-TEST_P(LibvqmDriverAnswer, IsLogged)
+TEST_P(LibvqmDriverAnswer, AnswerIsLogged)
 {
     inFreshProcess(
         [&]
@@ -337,7 +337,7 @@ TEST_P(LibvqmDriverAnswer, IsLogged)
         });
 }
 
-TEST_P(LibvqmDriverAnswer, IsNotAskedForAgain)
+TEST_P(LibvqmDriverAnswer, DriverIsNotQueriedAgain)
 {
     inFreshProcess(
         [&]

@@ -1,4 +1,4 @@
-// How the layer reads the versions of library and driver.
+// Versions of the vendor library and the driver.
 #include <string>
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ using testing::ExitedWithCode;
 
 namespace
 {
-/// Gives the driver step to the tests. An explicit instantiation may name a private member.
+/// Gives tests access to the driver step. An explicit instantiation may name a private member.
 template <void (QZCLibvqmAbs::*step)()>
 struct DriverStep
 {
@@ -31,7 +31,7 @@ template struct DriverStep<&QZCLibvqmAbs::__processDriverVersion>;
 class LibvqmVersions : public LibvqmLayer
 {
 protected:
-    /// Processes the library's version, so that the driver's is left.
+    /// Processes the library's version, so that only the driver's remains.
     void processLibraryVersion()
     {
         load();
@@ -44,7 +44,7 @@ protected:
 
 using LibvqmVersionsDeathTest = LibvqmVersions;
 
-TEST_F(LibvqmVersions, AreEachLoggedAndThenParsed)
+TEST_F(LibvqmVersions, EachVersionIsLoggedAndThenParsed)
 {
     inFreshProcess(
         [&]
@@ -60,7 +60,7 @@ TEST_F(LibvqmVersions, AreEachLoggedAndThenParsed)
         });
 }
 
-TEST_F(LibvqmVersions, AreNotTakenForFormats)
+TEST_F(LibvqmVersions, VersionIsNotUsedAsAFormat)
 {
     inFreshProcess(
         [&]
@@ -74,7 +74,7 @@ TEST_F(LibvqmVersions, AreNotTakenForFormats)
         });
 }
 
-TEST_F(LibvqmVersions, MayBeEmpty)
+TEST_F(LibvqmVersions, VersionMayBeEmpty)
 {
     inFreshProcess(
         [&]
@@ -87,7 +87,7 @@ TEST_F(LibvqmVersions, MayBeEmpty)
         });
 }
 
-TEST_F(LibvqmVersions, MayHaveEightParts)
+TEST_F(LibvqmVersions, VersionMayHaveEightParts)
 {
     inFreshProcess(
         [&]
@@ -99,7 +99,7 @@ TEST_F(LibvqmVersions, MayHaveEightParts)
         });
 }
 
-TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheLibrarysEndsTheProcess)
+TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheLibraryVersionEndsTheProcess)
 {
     EXPECT_EXIT(
         {
@@ -111,7 +111,7 @@ TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheLibrarysEndsTheProcess)
         ExitedWithCode(1), "Component#8 - 8(.|\n)*Assertion . this->mNumComponents < 8 . failed");
 }
 
-TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheDriversEndsTheProcess)
+TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheDriverVersionEndsTheProcess)
 {
     EXPECT_EXIT(
         {
@@ -123,7 +123,7 @@ TEST_F(LibvqmVersionsDeathTest, NinthPartOfTheDriversEndsTheProcess)
         ExitedWithCode(1), "Component#8 - 8(.|\n)*Assertion . this->mNumComponents < 8 . failed");
 }
 
-TEST_F(LibvqmVersions, OfTheLibraryWithoutMemoryLeaveNoStep)
+TEST_F(LibvqmVersions, LibraryVersionWithoutMemoryIsNotTracedAsLeft)
 {
     inFreshProcess(
         [&]
@@ -137,7 +137,7 @@ TEST_F(LibvqmVersions, OfTheLibraryWithoutMemoryLeaveNoStep)
         });
 }
 
-TEST_F(LibvqmVersions, OfTheDriverWithoutMemoryLeaveNoStep)
+TEST_F(LibvqmVersions, DriverVersionWithoutMemoryIsNotTracedAsLeft)
 {
     inFreshProcess(
         [&]
@@ -150,7 +150,7 @@ TEST_F(LibvqmVersions, OfTheDriverWithoutMemoryLeaveNoStep)
         });
 }
 
-TEST_F(LibvqmVersions, OfTheDriverAreNotReadWithoutAdapters)
+TEST_F(LibvqmVersions, DriverVersionIsNotReadWithoutAdapters)
 {
     inFreshProcess(
         [&]
@@ -164,7 +164,7 @@ TEST_F(LibvqmVersions, OfTheDriverAreNotReadWithoutAdapters)
         });
 }
 
-TEST_F(LibvqmVersions, OfTheDriverAreStillToBeReadAfterAStepWithoutAdapters)
+TEST_F(LibvqmVersions, DriverVersionIsReadAfterAStepWithoutAdapters)
 {
     inFreshProcess(
         [&]
@@ -173,12 +173,12 @@ TEST_F(LibvqmVersions, OfTheDriverAreStillToBeReadAfterAStepWithoutAdapters)
             processDriverVersion(mLayer);
             EXPECT_FALSE(mLayer.LIBVQM_IsQzapiSupported());
             mLayer.LIBVQM_Init();
-            EXPECT_EQ(callsOf("VQM_GetLibVer()"), 1) << "the library's version was taken for processed";
-            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1) << "the driver's version was taken for processed";
+            EXPECT_EQ(callsOf("VQM_GetLibVer()"), 1) << "the library's version was considered processed";
+            EXPECT_EQ(callsOf("VQM_GetDrvInfo(0)"), 1) << "the driver's version was considered processed";
         });
 }
 
-TEST_F(LibvqmVersions, OfTheDriverLeaveTheVerdictInAStepWithoutAdapters)
+TEST_F(LibvqmVersions, StepWithoutAdaptersKeepsTheVerdict)
 {
     inFreshProcess(
         [&]

@@ -1,4 +1,4 @@
-// The built libraries as files: what they need, what they offer, and what opening them does.
+// The built libraries as files: their dependencies, their exports and their initialisation.
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
@@ -33,7 +33,7 @@ namespace
 {
 using Texts = std::vector<std::string>;
 
-/// The lines that one of the GNU binutils prints. The compiler's own tools may print others.
+/// The lines that a GNU binutils program prints. Tools of other compilers may print them differently.
 Texts linesOf(Texts const& aCommand)
 {
     ProcessResult const result = runProcess(aCommand);
@@ -47,7 +47,7 @@ Texts linesOf(Texts const& aCommand)
     return lines;
 }
 
-/// The rest of each line that has the text, behind it and up to the closing bracket or the end.
+/// For each line with the text: the part after it, up to the closing bracket or the end.
 Texts behind(std::string const& aText, Texts const& aLines)
 {
     Texts found;
@@ -80,8 +80,8 @@ Texts thoseOfHbaapi(Texts const& aNames)
     return found;
 }
 
-/// For a child process: opens the libraries one after another and ends, with 0 when each could be opened,
-/// else with 1 and the reason on standard error.
+/// For a child process: opens the libraries one after another and exits, with 0 when all open, and otherwise with 1
+/// and the reason on standard error.
 [[noreturn]] void openAndExit(Texts const& aLibraries, int aFlags)
 {
     for (std::string const& library : aLibraries)
@@ -95,23 +95,23 @@ Texts thoseOfHbaapi(Texts const& aNames)
     _exit(0);
 }
 
-TEST(LoadDeathTest, FrameworkOpensAlone)
+TEST(LoadDeathTest, FrameworkOpensWithoutOtherLibraries)
 {
     EXPECT_EXIT(openAndExit({FRAMEWORK_LIBRARY}, RTLD_NOW), ExitedWithCode(0), "^$");
 }
 
-TEST(LoadDeathTest, AgentCommonOpensWithTheHbaApiThere)
+TEST(LoadDeathTest, AgentCommonOpensWhenTheHbaApiIsLoaded)
 {
     std::string const commonLibrary = HBAAPI_LIBRARY;
     if (commonLibrary.empty())
     {
-        GTEST_SKIP() << "there is no common library for this machine";
+        GTEST_SKIP() << "there is no HBA library for this machine";
     }
     EXPECT_EXIT(openAndExit({commonLibrary, AGENTCOMMON_LIBRARY}, RTLD_NOW | RTLD_GLOBAL), ExitedWithCode(0),
                 "^$");
 }
 
-TEST(LoadDeathTest, AgentCommonDoesNotBringTheHbaApi)
+TEST(LoadDeathTest, AgentCommonDoesNotLoadTheHbaApi)
 {
     EXPECT_EXIT(openAndExit({AGENTCOMMON_LIBRARY}, RTLD_NOW), ExitedWithCode(1), "undefined symbol: HBA_");
 }
@@ -121,7 +121,7 @@ TEST(LoadDeathTest, AgentCommonOpensLazilyWithoutTheHbaApi)
     EXPECT_EXIT(openAndExit({AGENTCOMMON_LIBRARY}, RTLD_LAZY), ExitedWithCode(0), "^$");
 }
 
-TEST(Libraries, AgentCommonTakesTheHbaApiFromElsewhere)
+TEST(Libraries, AgentCommonImportsTheHbaApi)
 {
     EXPECT_THAT(thoseOfHbaapi(importsOf(AGENTCOMMON_LIBRARY)),
                 UnorderedElementsAre("HBA_LoadLibrary", "HBA_FreeLibrary", "HBA_GetNumberOfAdapters",
@@ -131,7 +131,7 @@ TEST(Libraries, AgentCommonTakesTheHbaApiFromElsewhere)
                                      "HBA_SendReportLUNs"));
 }
 
-TEST(Libraries, AgentCommonLooksForTheVendorLibraryWithTheDynamicLinker)
+TEST(Libraries, AgentCommonFindsTheVendorLibraryWithDlopen)
 {
     Texts imported = importsOf(AGENTCOMMON_LIBRARY);
     for (std::string& name : imported)
@@ -148,13 +148,13 @@ TEST(Libraries, AgentCommonIsNotLinkedAgainstTheVendorLibrary)
                 Each(Not(HasSubstr("vqm"))));
 }
 
-TEST(Libraries, AgentCommonDefinesNothingOfTheHbaApi)
+TEST(Libraries, AgentCommonDefinesNoHbaApiFunction)
 {
     EXPECT_THAT(thoseOfHbaapi(exportsOf(AGENTCOMMON_LIBRARY)), IsEmpty());
     EXPECT_THAT(thoseOfHbaapi(exportsOf(FRAMEWORK_LIBRARY)), IsEmpty());
 }
 
-TEST(Libraries, AgentCommonNeedsTheFrameworkButNoHbaApiLibrary)
+TEST(Libraries, AgentCommonNeedsTheFrameworkAndNoHbaLibrary)
 {
     Texts const needed = behind("Shared library: [", dynamicSectionOf(AGENTCOMMON_LIBRARY));
     EXPECT_THAT(needed, Contains("libQZCommonFramework.so.1"));
@@ -168,7 +168,7 @@ TEST(Libraries, FrameworkDoesNotNeedAgentCommon)
     EXPECT_THAT(needed, Not(Contains(HasSubstr("QZ"))));
 }
 
-TEST(Libraries, BearTheInterfaceVersionInTheirNames)
+TEST(Libraries, SonamesHaveTheInterfaceVersion)
 {
     EXPECT_THAT(behind("Library soname: [", dynamicSectionOf(AGENTCOMMON_LIBRARY)),
                 ElementsAre("libQZSensorAgentCommon.so.1"));
@@ -176,14 +176,14 @@ TEST(Libraries, BearTheInterfaceVersionInTheirNames)
                 ElementsAre("libQZCommonFramework.so.1"));
 }
 
-TEST(Libraries, LetTheirDefinitionsBeReplaced)
+TEST(Libraries, DefinitionsCanBeReplaced)
 {
-    // Bound to themselves they would not see a logger that the agent puts before the framework's.
+    // With symbols bound to themselves, the libraries would ignore an agent's logger that replaces the framework's.
     EXPECT_THAT(dynamicSectionOf(AGENTCOMMON_LIBRARY), Each(Not(HasSubstr("SYMBOLIC"))));
     EXPECT_THAT(dynamicSectionOf(FRAMEWORK_LIBRARY), Each(Not(HasSubstr("SYMBOLIC"))));
 }
 
-/// What runs when a library is opened and closed. Instrumentation adds functions of its own to it.
+/// The functions that run when a library is opened and closed. Instrumentation adds its own.
 class LibrariesAtLoad : public testing::Test
 {
 protected:
@@ -191,18 +191,18 @@ protected:
     {
         if (IS_INSTRUMENTED)
         {
-            GTEST_SKIP() << "this build is instrumented, which runs functions of its own at load";
+            GTEST_SKIP() << "instrumentation runs its own functions at load";
         }
     }
 
-    /// The number of functions in one of the arrays of those that run at load or unload.
+    /// The number of entries in an array of functions that run at load or unload.
     static std::size_t functionsIn(std::string const& aArray, char const* aLibrary)
     {
         Texts const sizes = behind('(' + aArray + "SZ)", dynamicSectionOf(aLibrary));
         return sizes.size() == 1 ? std::stoul(sizes.front()) / sizeof(void*) : 0;
     }
 
-    /// What the functions that initialise the static objects of the sources refer to, themselves included.
+    /// The names that the initialisers of the sources' static objects refer to, including their own.
     static std::set<std::string> initialisersReferTo(char const* aLibrary)
     {
         std::set<std::string> references;
@@ -229,8 +229,8 @@ protected:
     }
 
 private:
-    /// "name" of "name@plt", "name@VERSION" and "name+0x12". The name in "00008000.got2.plt_pic32.name+0x12",
-    /// as PowerPC has it, is not demangled.
+    /// "name" for "name@plt", "name@VERSION" and "name+0x12". The name in "00008000.got2.plt_pic32.name+0x12", a
+    /// PowerPC symbol, is not demangled.
     static std::string withoutPlace(std::string const& aReference)
     {
         std::string const stub = ".plt_pic32.";
@@ -247,9 +247,9 @@ private:
     }
 };
 
-TEST_F(LibrariesAtLoad, AgentCommonRunsOneFunctionForEachSource)
+TEST_F(LibrariesAtLoad, AgentCommonRunsOneInitialiserPerSource)
 {
-    // One more, of the C runtime, comes with every library.
+    // Every library has one more function, of the C runtime.
     EXPECT_EQ(functionsIn("INIT_ARRAY", AGENTCOMMON_LIBRARY), std::size_t{AGENTCOMMON_SOURCES + 1});
 }
 
@@ -259,7 +259,7 @@ TEST_F(LibrariesAtLoad, EachSourceOfAgentCommonInitialisesTheStandardStreams)
     EXPECT_EQ(objects.size(), std::size_t{AGENTCOMMON_SOURCES});
 }
 
-TEST_F(LibrariesAtLoad, NothingElseOfAgentCommonIsInitialised)
+TEST_F(LibrariesAtLoad, AgentCommonInitialisesNothingElse)
 {
     std::set<std::string> others = initialisersReferTo(AGENTCOMMON_LIBRARY);
     EXPECT_THAT(others, IsSupersetOf({"std::ios_base::Init::Init()", "__cxa_atexit"}));
@@ -271,15 +271,15 @@ TEST_F(LibrariesAtLoad, NothingElseOfAgentCommonIsInitialised)
     EXPECT_THAT(others, Each(ContainsRegex("^(_GLOBAL__sub_I_|__static_init|__cxx_global_var_init)")));
 }
 
-TEST_F(LibrariesAtLoad, FrameworkRunsOnlyWhatComesWithEveryLibrary)
+TEST_F(LibrariesAtLoad, FrameworkRunsOnlyTheInitialisersOfEveryLibrary)
 {
     EXPECT_EQ(functionsIn("INIT_ARRAY", FRAMEWORK_LIBRARY), 1u);
     EXPECT_THAT(initialisersReferTo(FRAMEWORK_LIBRARY), IsEmpty());
 }
 
-TEST_F(LibrariesAtLoad, NeitherChoosesAFunctionByRunningAnother)
+TEST_F(LibrariesAtLoad, NeitherLibraryHasIndirectFunctions)
 {
-    // An indirect function's resolver runs when the library is opened, and stands in no array.
+    // The resolver of an indirect function runs when the library is opened, and is in none of the arrays.
     for (char const* const library : {AGENTCOMMON_LIBRARY, FRAMEWORK_LIBRARY})
     {
         Texts const relocations = linesOf({"readelf", "-rW", library});
@@ -289,13 +289,13 @@ TEST_F(LibrariesAtLoad, NeitherChoosesAFunctionByRunningAnother)
     }
 }
 
-TEST_F(LibrariesAtLoad, NeitherRunsAFunctionOfItsOwnAtUnload)
+TEST_F(LibrariesAtLoad, NeitherLibraryRunsItsOwnFunctionsAtUnload)
 {
     EXPECT_EQ(functionsIn("FINI_ARRAY", AGENTCOMMON_LIBRARY), 1u);
     EXPECT_EQ(functionsIn("FINI_ARRAY", FRAMEWORK_LIBRARY), 1u);
 }
 
-/// A class of the public headers and the functions of it that users of the library link.
+/// A class of the public headers, and its functions that users of the library link.
 struct ExportedClass
 {
     std::string mName;
@@ -315,7 +315,7 @@ class LibraryExports : public testing::TestWithParam<ExportedClass>
 };
 
 INSTANTIATE_TEST_SUITE_P(
-    Of, LibraryExports,
+    All, LibraryExports,
     testing::Values(
         exceptionClass("QZCGenericException"), exceptionClass("QZCHaltEx"),
         exceptionClass("QZCLibsException"), exceptionClass("QZCNoMemoryEx"),
@@ -345,7 +345,7 @@ INSTANTIATE_TEST_SUITE_P(
              "getIoCount() const", "getAverageIoSize() const", "getTrueLatency() const",
              "aggregate(QZCPointer<QZCLatencyData> const&)", "encode(QZCEncodableOutStream&) const",
              "size() const"}},
-        // The other constructor of a name is inline, and builds it with _init.
+        // The other constructor is inline and calls _init.
         ExportedClass{
             "QZCWorldWideName",
             {"()"},
@@ -386,7 +386,7 @@ INSTANTIATE_TEST_SUITE_P(
              "LIBVQM_QzapiUnregEvent(unsigned int, QZCPointer<QZCWorldWideName> const&, unsigned int)"}}),
     [](testing::TestParamInfo<ExportedClass> const& aInfo) { return aInfo.param.mName; });
 
-TEST_P(LibraryExports, EverythingThatUsersLink)
+TEST_P(LibraryExports, EveryNameThatUsersLinkIsExported)
 {
     std::string const name = GetParam().mName;
     Texts expected = {"vtable for " + name, "typeinfo for " + name, "typeinfo name for " + name,
@@ -420,29 +420,29 @@ std::size_t slotsOf(std::string const& aClass)
             return size / sizeof(void*) - head;
         }
     }
-    ADD_FAILURE() << "there is no virtual table of " << aClass;
+    ADD_FAILURE() << "no virtual table of " << aClass;
     return 0;
 }
 
-TEST(VirtualTables, OfScopeEventHasTheDestructorsOnly) { EXPECT_EQ(slotsOf("QZCScopeEvent"), 2u); }
+TEST(VirtualTables, ScopeEventHasOnlyTheDestructors) { EXPECT_EQ(slotsOf("QZCScopeEvent"), 2u); }
 
-TEST(VirtualTables, OfLatencyDataHasTheDestructorsAndEightOperations)
+TEST(VirtualTables, LatencyDataHasTheDestructorsAndEightOperations)
 {
     EXPECT_EQ(slotsOf("QZCLatencyData"), 10u);
 }
 
-TEST(VirtualTables, OfWorldWideNameHasTheDestructorsAndFourOperations)
+TEST(VirtualTables, WorldWideNameHasTheDestructorsAndFourOperations)
 {
     EXPECT_EQ(slotsOf("QZCWorldWideName"), 6u);
 }
 
-TEST(VirtualTables, OfDepVersionHasTheDestructorsOnly) { EXPECT_EQ(slotsOf("QZCDepVersion"), 2u); }
+TEST(VirtualTables, DepVersionHasOnlyTheDestructors) { EXPECT_EQ(slotsOf("QZCDepVersion"), 2u); }
 
-TEST(VirtualTables, OfScopeDataHasTheDestructorsAndTwoOperations) { EXPECT_EQ(slotsOf("QZCScopeData"), 4u); }
+TEST(VirtualTables, ScopeDataHasTheDestructorsAndTwoOperations) { EXPECT_EQ(slotsOf("QZCScopeData"), 4u); }
 
-TEST(VirtualTables, OfLibvqmAbsHasTheDestructorsOnly) { EXPECT_EQ(slotsOf("QZCLibvqmAbs"), 2u); }
+TEST(VirtualTables, LibvqmAbsHasOnlyTheDestructors) { EXPECT_EQ(slotsOf("QZCLibvqmAbs"), 2u); }
 
-TEST(VirtualTables, OfHbaapiAbsHasTheDestructorsAndAllOperationsButReportLuns)
+TEST(VirtualTables, HbaapiAbsHasTheDestructorsAndAllOperationsExceptReportLuns)
 {
     EXPECT_EQ(slotsOf("QZCHbaapiAbs"), 12u);
 }

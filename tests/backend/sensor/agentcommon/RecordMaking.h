@@ -1,7 +1,8 @@
 /// @file
-/// Records as the tables of their operations make them.
+/// What the tables of record operations work on.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,18 +11,18 @@
 
 #include "backend/common/include/EncodableStream.h"
 #include "tests/backend/sensor/agentcommon/ScopeDataRecords.h"
+#include "tests/support/AllocationTable.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Records.h"
 
-// What is lost when an allocation of these fails, see Operation. A short text is a string and its count; a
-// long one has characters of its own besides.
-inline std::string const shortText = "01";
-inline std::string const longText = "002";
+// A short text allocates a string and its count. A long one also allocates its characters.
+inline Lost const shortText = {0, 1};
+inline Lost const longText = {0, 0, 2};
 
-/// What a stream takes before it grows.
+/// The number of bytes that a stream takes before it allocates.
 constexpr unsigned int roomInside = 39;
 
-/// What is made, records to make it of, bytes to read it from and a stream to write it to.
+/// A record under construction, the values to construct it from, the bytes to decode it from, and a stream.
 template <typename Record>
 struct Making
 {
@@ -52,7 +53,7 @@ void expectNothingMade(Making<Record> const& aMaking)
     EXPECT_FALSE(aMaking.mRecord);
 }
 
-/// A stream that takes so many bytes before it grows.
+/// Fills the stream until it takes only this many bytes before it allocates.
 template <typename Record>
 void leaveRoom(Making<Record>& aMaking, unsigned int aLength)
 {
@@ -60,4 +61,12 @@ void leaveRoom(Making<Record>& aMaking, unsigned int aLength)
     {
         aMaking.mOut << true;
     }
+}
+
+/// Fails the test unless the bytes are a proper prefix of the whole with at least aLeast bytes.
+inline void expectBeginning(Bytes const& aBytes, Bytes const& aWhole, std::size_t aLeast)
+{
+    EXPECT_GE(aBytes.size(), aLeast);
+    ASSERT_LT(aBytes.size(), aWhole.size());
+    EXPECT_EQ(aBytes, Bytes(aWhole.begin(), aWhole.begin() + static_cast<std::ptrdiff_t>(aBytes.size())));
 }

@@ -1,5 +1,4 @@
-// What latency data, names and versions do when memory runs out, for each operation and each of its
-// allocations.
+// Failing allocations in latency data, names and versions, for each operation and each of its allocations.
 #include <memory>
 #include <new>
 #include <optional>
@@ -62,9 +61,18 @@ Rows latencyRows()
                               ASSERT_EQ(data.getIoCount(), data.getAverageIoSize());
                               ASSERT_EQ(data.getTrueLatency() + data.getBuckets()[0] + data.size(), 104u);
                           }),
-        // Three numbers of five bytes and 23 of one, each of which asks for room for five.
-        operation("LatencyIsEncoded", "0", badAlloc, madeLatency,
-                  [](Latency& aData) { aData.mRecord->encode(aData.mOut); }),
+        // Three numbers of five bytes and 23 of one byte. Each reserves five bytes.
+        operation(
+            "LatencyIsEncoded", {0}, badAlloc, madeLatency,
+            [](Latency& aData) { aData.mRecord->encode(aData.mOut); },
+            [](Latency& aData)
+            {
+                Bytes const whole = encodedFormOf(*aData.mRecord);
+                expectBeginning(bytesOf(aData.mOut.getEncoded()), whole, 1);
+                aData.mOut.clear();
+                aData.mRecord->encode(aData.mOut);
+                EXPECT_EQ(bytesOf(aData.mOut.getEncoded()), whole);
+            }),
     };
 }
 
@@ -84,8 +92,8 @@ Rows nameRows()
     auto const subject = making<QZCWorldWideName>;
     auto const nothingMade = expectNothingMade<QZCWorldWideName>;
     auto const whole = [] { return madeName(roomInside); };
-    // The text is kept first; then each pair is taken out of it.
-    std::string const scanned = longText + times(9, shortText);
+    // The text is copied first. Then each pair is cut out of it.
+    Lost const scanned = joined({longText, times(9, shortText)});
     auto const canBeSetAnew = [](Name& aName)
     {
         aName.mRecord->setBinaryForm(secondBytes.data());
@@ -100,7 +108,7 @@ Rows nameRows()
             "NameOfNothing", shortText, outOfMemory, subject, [](Name& aName) { aName.mRecord.emplace(); },
             nothingMade),
         operation(
-            "NameOfBytes", shortText + longText, outOfMemory, subject,
+            "NameOfBytes", joined({shortText, longText}), outOfMemory, subject,
             [](Name& aName) { aName.mRecord.emplace(firstBytes.data()); }, nothingMade),
         operation("NameIsCopied", longText, outOfMemory, whole,
                   [](Name& aName) { QZCWorldWideName const copy(*aName.mRecord); }),
@@ -117,11 +125,11 @@ Rows nameRows()
             "NameRefusesATextOfAnotherLength", whole,
             [](Name& aName) { aName.mRecord->setStringForm(cutText); }, "QZCInvalidEx 6: Invalid WWN string"),
         operation(
-            "NameIsDecoded", shortText + longText, outOfMemory, whole, [](Name& aName) { aName.decode(); },
-            canBeSetAnew),
+            "NameIsDecoded", joined({shortText, longText}), outOfMemory, whole,
+            [](Name& aName) { aName.decode(); }, canBeSetAnew),
         withoutAllocation("NameIsEncoded", whole, encode),
         operation(
-            "NameIsEncodedInNoRoom", "0", badAlloc, [] { return madeName(0); }, encode,
+            "NameIsEncodedInNoRoom", {0}, badAlloc, [] { return madeName(0); }, encode,
             [](Name const& aName) { EXPECT_EQ(bytesOf(aName.mOut.getEncoded()), Bytes(roomInside, 0xf5)); }),
         withoutAllocation("NameIsRead", whole,
                           [](Name& aName)
@@ -146,7 +154,7 @@ Rows versionRows()
         withoutAllocation("VersionOfThree", nothing, [](Version& aVersion) { aVersion.emplace(1u, 2u, 3u); }),
         withoutAllocation("VersionOfFour", nothing,
                           [](Version& aVersion) { aVersion.emplace(1u, 2u, 3u, 4u); }),
-        // The piece is made empty first, and then anew for each part.
+        // The piece is created empty, and then again for each part.
         operation(
             "VersionOfAnEmptyText", times(2, shortText), outOfMemory, nothing,
             [](Version& aVersion) { aVersion.emplace(emptyText); }, isEmpty),
@@ -154,7 +162,7 @@ Rows versionRows()
             "VersionOfFourParts", times(5, shortText), outOfMemory, nothing,
             [](Version& aVersion) { aVersion.emplace(text); }, isEmpty),
         operation(
-            "VersionOfManyDigits", shortText + longText, outOfMemory, nothing,
+            "VersionOfManyDigits", joined({shortText, longText}), outOfMemory, nothing,
             [](Version& aVersion) { aVersion.emplace(manyDigits); }, isEmpty),
         withoutAllocation("VersionIsAppendedTo", made, [](Version& aVersion) { *aVersion << text << text; }),
         withoutAllocation("VersionIsCompared", made,
@@ -176,5 +184,5 @@ INSTANTIATE_TEST_SUITE_P(Latency, RecordsAllocations, testing::ValuesIn(latencyR
 INSTANTIATE_TEST_SUITE_P(Name, RecordsAllocations, testing::ValuesIn(nameRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Version, RecordsAllocations, testing::ValuesIn(versionRows()), nameOfOperation);
 
-TEST_P(RecordsAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(RecordsAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hbaapi.h>
+#include <sys/wait.h>
 
 #include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
 #include "tests/backend/sensor/agentcommon/LibraryHeap.h"
@@ -21,7 +22,7 @@ using testing::IsEmpty;
 
 namespace
 {
-// The log has it "Failed"; the two texts have always differed by this letter.
+// The log text has "Failed" with a capital F, unlike the exception text. Both are kept for compatibility.
 constexpr char lunsFailed[] = "QZCHbaapiEx 802: HBA_SendReportLUNs method failed";
 constexpr char withoutMemory[] = "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs";
 constexpr HBA_WWN port = {{0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c}};
@@ -43,8 +44,7 @@ protected:
 
     ~ReportLuns() override { std::free(mBuffer); }
 
-    /// Passes a buffer to the request of which the caller says that it has that size. Its bytes can be told
-    /// from zeroed ones.
+    /// Passes a buffer with this declared size to the request. Its bytes are not zero.
     void passBuffer(unsigned int aAllocated, unsigned int aSize)
     {
         std::free(mBuffer);
@@ -53,13 +53,13 @@ protected:
         mSize = aSize;
     }
 
-    /// Lets the HBA API answer the next request so.
+    /// Sets the answer to the next request.
     void answer(HBA_STATUS aStatus, std::function<void(Blocks&)> aFill = {})
     {
         mHbaapi.mReportLuns.push_back({aStatus, std::move(aFill)});
     }
 
-    /// Lets the HBA API answer the next requests with a list of that length in bytes.
+    /// Sets a list of this length in bytes as the answer to the next requests.
     void answerList(unsigned int aLength, HBA_STATUS aStatus = HBA_STATUS_OK, unsigned int aTimes = 1)
     {
         for (unsigned int i = 0; i < aTimes; ++i)
@@ -73,14 +73,14 @@ protected:
         return outcomeOf([&] { mLayer.HA_SendReportLUNs(aHandle, port, &mBuffer, &mSize); });
     }
 
-    /// The first bytes of the buffer that the caller holds.
+    /// The first bytes of the caller's buffer.
     Bytes content(unsigned int aLength) const
     {
         unsigned char const* const first = static_cast<unsigned char const*>(mBuffer);
         return Bytes(first, first + aLength);
     }
 
-    /// The call of the HBA API with a buffer of that size.
+    /// The HBA API call with a buffer of this size.
     static std::string requestOf(unsigned int aSize)
     {
         return "HBA_SendReportLUNs(7, 10000000c92a3b4c, " + std::to_string(aSize) + ", 256)";
@@ -94,7 +94,7 @@ protected:
                                "Size got from SendReportLuns = " + std::to_string(aLength) + '\n');
     }
 
-    /// The last line of a request that fails; "Left" does not follow it.
+    /// The last line of a failed request, which is not followed by "Left".
     LogLine failure(std::string const& aStatusName) const
     {
         return mExpected.trace("Failed SendReportLUNs - %s", "Failed SendReportLUNs - " + aStatusName);
@@ -128,7 +128,7 @@ TEST_F(ReportLuns, ListThatFitsIsInTheCallersBuffer)
     EXPECT_THAT(content(16), ElementsAre(0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x77));
 }
 
-TEST_F(ReportLuns, AreAskedOfTheHandleWhateverItIs)
+TEST_F(ReportLuns, AnyHandleIsPassedToTheHbaApi)
 {
     for (unsigned int const handle : {0u, 1u, 2147483648u, 4294967295u})
     {
@@ -139,7 +139,7 @@ TEST_F(ReportLuns, AreAskedOfTheHandleWhateverItIs)
     }
 }
 
-TEST_F(ReportLuns, BufferIsZeroedOverItsSizeAndNoFurther)
+TEST_F(ReportLuns, BufferIsZeroedExactlyOverItsSize)
 {
     passBuffer(24, 16);
     Bytes seen;
@@ -149,7 +149,7 @@ TEST_F(ReportLuns, BufferIsZeroedOverItsSizeAndNoFurther)
     EXPECT_THAT(Bytes(seen.begin() + 16, seen.end()), Each(untouched));
 }
 
-TEST_F(ReportLuns, BufferIsNotZeroedAgain)
+TEST_F(ReportLuns, BufferIsZeroedOnlyOnce)
 {
     Bytes seen;
     answer(HBA_STATUS_ERROR_BUSY,
@@ -181,7 +181,7 @@ TEST_F(ReportLuns, SenseBufferIsZeroBeforeTheFirstRequestOnly)
     EXPECT_EQ(second, Bytes(256, 0x77));
 }
 
-TEST_F(ReportLuns, BufferAndSizeAreReadAnewForEachRequest)
+TEST_F(ReportLuns, BufferAndSizeAreReadAgainForEachRequest)
 {
     passBuffer(16, 8);
     answer(HBA_STATUS_ERROR_BUSY, [this](Blocks&) { passBuffer(32, 32); });
@@ -195,7 +195,7 @@ TEST_F(ReportLuns, BufferAndSizeAreReadAnewForEachRequest)
     EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(8), requestOf(32)));
 }
 
-TEST_F(ReportLuns, ListThatDoesNotFitIsAskedForAgainInALargerBuffer)
+TEST_F(ReportLuns, ListThatDoesNotFitIsRequestedAgainWithALargerBuffer)
 {
     answerList(64, HBA_STATUS_OK, 2);
     EXPECT_EQ(send(), done);
@@ -204,9 +204,9 @@ TEST_F(ReportLuns, ListThatDoesNotFitIsAskedForAgainInALargerBuffer)
     EXPECT_EQ(mSize, 72u);
 }
 
-TEST_F(ReportLuns, LargerBufferIsEvenLargerThanItsSize)
+TEST_F(ReportLuns, LargerBufferHasSpareBytesPastItsSize)
 {
-    // Deliberate: the block has eight bytes for each byte of the list, its size is that of the response.
+    // Deliberate: the block has eight bytes for each byte of the list, and the reported size is that of the response.
     for (unsigned int const length : {9u, 64u, 1000u, 4096u})
     {
         passBuffer(16, 16);
@@ -217,7 +217,7 @@ TEST_F(ReportLuns, LargerBufferIsEvenLargerThanItsSize)
     }
 }
 
-TEST_F(ReportLuns, ListThatJustFitsIsNotAskedForAgain)
+TEST_F(ReportLuns, ListThatJustFitsIsNotRequestedAgain)
 {
     passBuffer(72, 72);
     answerList(64);
@@ -225,7 +225,7 @@ TEST_F(ReportLuns, ListThatJustFitsIsNotAskedForAgain)
     EXPECT_THAT(mHbaapi.calls(), ElementsAre(requestOf(72)));
 }
 
-TEST_F(ReportLuns, ListThatJustDoesNotFitIsAskedForAgain)
+TEST_F(ReportLuns, ListThatIsOneByteTooLongIsRequestedAgain)
 {
     passBuffer(71, 71);
     answerList(64, HBA_STATUS_OK, 2);
@@ -242,9 +242,9 @@ TEST_F(ReportLuns, EmptyListNeedsItsHeader)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 8u);
 }
 
-TEST_F(ReportLuns, ListThatGrowsIsFollowedHoweverOftenItDoes)
+TEST_F(ReportLuns, GrowingListIsRequestedAgainWithoutALimit)
 {
-    // Deliberately not limited, unlike the answers that ask for another attempt.
+    // Deliberately unlimited, unlike the answers that are retried.
     for (unsigned int length = 9; length <= 1000; ++length)
     {
         answerList(length);
@@ -255,7 +255,7 @@ TEST_F(ReportLuns, ListThatGrowsIsFollowedHoweverOftenItDoes)
     EXPECT_EQ(mSize, 1008u);
 }
 
-TEST_F(ReportLuns, ListThatShrinksStaysInTheLargerBuffer)
+TEST_F(ReportLuns, ShrinkingListStaysInTheLargerBuffer)
 {
     answerList(64);
     answerList(8);
@@ -264,7 +264,7 @@ TEST_F(ReportLuns, ListThatShrinksStaysInTheLargerBuffer)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
 }
 
-TEST_F(ReportLuns, MoreDataThatFitsIsAskedForAgainInTheSameBuffer)
+TEST_F(ReportLuns, MoreDataThatFitsIsRequestedAgainWithTheSameBuffer)
 {
     void* const buffer = mBuffer;
     answerList(8, HBA_STATUS_ERROR_MORE_DATA);
@@ -284,9 +284,9 @@ TEST_F(ReportLuns, MoreDataThatDoesNotFitTakesALargerBuffer)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
 }
 
-TEST_F(ReportLuns, MoreDataIsAskedForAgainHoweverOftenItIsTheAnswer)
+TEST_F(ReportLuns, MoreDataIsRequestedAgainWithoutALimit)
 {
-    // Deliberately not limited.
+    // Deliberately unlimited.
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 1000);
     answerList(8);
     EXPECT_EQ(send(), done);
@@ -301,7 +301,7 @@ TEST_F(ReportLuns, ListOf4096BytesIsAccepted)
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(4104), listOf(4096), mExpected.left()));
 }
 
-/// The lengths of lists that are refused, some of which are negative as signed numbers.
+/// Lengths of lists that are refused. Some are negative as signed numbers.
 class ReportLunsTooLong : public ReportLuns, public testing::WithParamInterface<unsigned int>
 {
 protected:
@@ -325,7 +325,7 @@ TEST_P(ReportLunsTooLong, ListIsRefusedWithMoreData)
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), refusal(), mExpected.left()));
 }
 
-TEST_P(ReportLunsTooLong, ListIsRefusedBeforeItsPlaceIsMade)
+TEST_P(ReportLunsTooLong, ListIsRefusedBeforeALargerBufferIsAllocated)
 {
     void* const buffer = mBuffer;
     answerList(GetParam());
@@ -343,17 +343,17 @@ TEST_P(ReportLunsTooLong, ListIsRefusedInALargerBuffer)
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), listOf(64), request(72), refusal(),
                                       mExpected.left()));
     EXPECT_EQ(mSize, 72u);
-    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u) << "the caller keeps the buffer that belongs to the size";
+    EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u) << "the caller keeps the buffer of this size";
 }
 
-TEST_P(ReportLunsTooLong, ListIsNotLookedAtAfterAnotherStatus)
+TEST_P(ReportLunsTooLong, ListLengthIsIgnoredAfterAnotherStatus)
 {
     answerList(GetParam(), HBA_STATUS_ERROR_BUSY);
     answerList(8);
     EXPECT_EQ(send(), done);
 }
 
-/// The statuses that ask for another attempt.
+/// The statuses that are retried.
 class ReportLunsTransient : public ReportLuns, public testing::WithParamInterface<NamedStatus>
 {
 protected:
@@ -371,17 +371,16 @@ INSTANTIATE_TEST_SUITE_P(Each, ReportLunsTransient,
                                                      "HBA_STATUS_SCSI_CHECK_CONDITION"},
                                          NamedStatus{HBA_STATUS_ERROR_BUSY, "HBA_STATUS_ERROR_BUSY"}));
 
-TEST_P(ReportLunsTransient, IsGivenUpAfterFiveRequests)
+TEST_P(ReportLunsTransient, RequestFailsAfterFiveAttempts)
 {
     answerTransient(5);
     EXPECT_EQ(send(), lunsFailed);
-    // Without a wait between the requests, with the failure as a trace line and, deliberately, without
-    // "Left".
+    // There is no wait between the requests, the failure is a trace line, and deliberately there is no "Left".
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), request(16), request(16), request(16),
                                       request(16), failure(GetParam().mName)));
 }
 
-TEST_P(ReportLunsTransient, MayBeTheAnswerFourTimes)
+TEST_P(ReportLunsTransient, RequestSucceedsAfterFourFailedAttempts)
 {
     answerTransient(4);
     answerList(8);
@@ -390,7 +389,7 @@ TEST_P(ReportLunsTransient, MayBeTheAnswerFourTimes)
                                       request(16), listOf(8), mExpected.left()));
 }
 
-TEST_P(ReportLunsTransient, IsTriedAgainInTheSameBuffer)
+TEST_P(ReportLunsTransient, RetryUsesTheSameBuffer)
 {
     void* const buffer = mBuffer;
     answerTransient(5);
@@ -399,7 +398,7 @@ TEST_P(ReportLunsTransient, IsTriedAgainInTheSameBuffer)
     EXPECT_EQ(mSize, 16u);
 }
 
-TEST_P(ReportLunsTransient, IsTriedAgainAfterThreeOtherAttempts)
+TEST_P(ReportLunsTransient, StatusIsRetriedAfterThreeOtherAttempts)
 {
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 3);
     answerTransient(1);
@@ -408,9 +407,9 @@ TEST_P(ReportLunsTransient, IsTriedAgainAfterThreeOtherAttempts)
     EXPECT_EQ(mHbaapi.calls().size(), 5u);
 }
 
-TEST_P(ReportLunsTransient, IsNotTriedAgainAfterFourOtherAttempts)
+TEST_P(ReportLunsTransient, StatusIsNotRetriedAfterFourOtherAttempts)
 {
-    // Requests that were repeated for another reason count too.
+    // Requests that were repeated for another reason also count.
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 4);
     answerTransient(1);
     EXPECT_EQ(send(), lunsFailed);
@@ -418,7 +417,7 @@ TEST_P(ReportLunsTransient, IsNotTriedAgainAfterFourOtherAttempts)
     EXPECT_EQ(events().back(), failure(GetParam().mName));
 }
 
-TEST_P(ReportLunsTransient, IsNotTriedAgainAfterManyOtherAttempts)
+TEST_P(ReportLunsTransient, StatusIsNotRetriedAfterManyOtherAttempts)
 {
     answerList(8, HBA_STATUS_ERROR_MORE_DATA, 20);
     answerTransient(1);
@@ -426,7 +425,7 @@ TEST_P(ReportLunsTransient, IsNotTriedAgainAfterManyOtherAttempts)
     EXPECT_EQ(mHbaapi.calls().size(), 21u);
 }
 
-TEST_P(ReportLunsTransient, IsGivenUpAfterALargerBufferAndFourMoreRequests)
+TEST_P(ReportLunsTransient, RequestFailsAfterALargerBufferAndFourMoreAttempts)
 {
     answerList(64);
     answerTransient(4);
@@ -457,15 +456,15 @@ INSTANTIATE_TEST_SUITE_P(EachThatFailsAtOnce, ReportLunsStatus,
                                                         HBA_STATUS_SCSI_CHECK_CONDITION,
                                                         HBA_STATUS_ERROR_BUSY})));
 
-TEST_P(ReportLunsStatus, IsNotTriedAgain)
+TEST_P(ReportLunsStatus, FailureIsNotRetried)
 {
     answer(GetParam().mStatus);
     EXPECT_EQ(send(), lunsFailed);
-    // No "Left", and no error line: see IsGivenUpAfterFiveRequests.
+    // There is no "Left" and no error line, as in RequestFailsAfterFiveAttempts.
     EXPECT_THAT(events(), ElementsAre(mExpected.entered(), request(16), failure(GetParam().mName)));
 }
 
-TEST_P(ReportLunsStatus, IsNotTriedAgainAfterOtherAnswers)
+TEST_P(ReportLunsStatus, FailureIsNotRetriedAfterOtherAnswers)
 {
     answer(HBA_STATUS_ERROR_BUSY);
     answerList(8, HBA_STATUS_ERROR_MORE_DATA);
@@ -475,7 +474,7 @@ TEST_P(ReportLunsStatus, IsNotTriedAgainAfterOtherAnswers)
                                       failure(GetParam().mName)));
 }
 
-TEST_P(ReportLunsStatus, LeavesTheCallersBuffer)
+TEST_P(ReportLunsStatus, FailureKeepsTheCallersBuffer)
 {
     void* const buffer = mBuffer;
     answer(GetParam().mStatus);
@@ -484,7 +483,7 @@ TEST_P(ReportLunsStatus, LeavesTheCallersBuffer)
     EXPECT_EQ(mSize, 16u);
 }
 
-TEST_P(ReportLunsStatus, LeavesTheLargerBufferWithItsSize)
+TEST_P(ReportLunsStatus, FailureKeepsTheLargerBufferAndItsSize)
 {
     answerList(64);
     answer(GetParam().mStatus);
@@ -493,7 +492,7 @@ TEST_P(ReportLunsStatus, LeavesTheLargerBufferWithItsSize)
     EXPECT_EQ(mHeap.sizeOf(mBuffer), 520u);
 }
 
-/// What the library does with the C heap.
+/// Watches the library's use of the C heap.
 class ReportLunsHeap : public ReportLuns
 {
 protected:
@@ -501,7 +500,7 @@ protected:
     {
         if (!LibraryHeap::isWatched())
         {
-            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+            GTEST_SKIP() << "the sanitizers replace malloc in this build";
         }
     }
 
@@ -511,6 +510,8 @@ protected:
                                "Allocating " + std::to_string(aSize) + " bytes of memory Failed");
     }
 };
+
+using ReportLunsHeapDeathTest = ReportLunsHeap;
 
 TEST_F(ReportLunsHeap, EachBufferIsFreedOnceBeforeTheNextIsAllocated)
 {
@@ -524,7 +525,7 @@ TEST_F(ReportLunsHeap, EachBufferIsFreedOnceBeforeTheNextIsAllocated)
 
 TEST_F(ReportLunsHeap, LargerBufferIsNotZeroed)
 {
-    // The next request sees what malloc gave.
+    // The next request receives the block as malloc returned it.
     Bytes seen;
     answerList(64);
     answer(HBA_STATUS_OK,
@@ -537,7 +538,25 @@ TEST_F(ReportLunsHeap, LargerBufferIsNotZeroed)
     EXPECT_EQ(seen, Bytes(520, LibraryHeap::sgFilling));
 }
 
-TEST_F(ReportLunsHeap, MemoryThatIsMissingEndsTheRequest)
+TEST_F(ReportLunsHeap, UnwrittenLargerBufferIsReadAsMallocReturnedIt)
+{
+    // The filling of the block reads as a list that is too long.
+    answerList(64);
+    answer(HBA_STATUS_OK, [](Blocks&) {});
+    EXPECT_EQ(send(), "QZCHbaapiEx 802: HBA_SendReportLUNs method failed");
+    EXPECT_EQ(mSize, 72u);
+}
+
+TEST_F(ReportLunsHeapDeathTest, CallingAgainAfterMissingMemoryCrashesTheProcess)
+{
+    answerList(64);
+    mHeap.failAllocation(1);
+    ASSERT_EQ(send(), withoutMemory);
+    EXPECT_EXIT(
+        send(), [](int aStatus) { return WIFSIGNALED(aStatus); }, "");
+}
+
+TEST_F(ReportLunsHeap, MissingMemoryEndsTheRequest)
 {
     answerList(64);
     mHeap.failAllocation(1);
@@ -546,7 +565,7 @@ TEST_F(ReportLunsHeap, MemoryThatIsMissingEndsTheRequest)
                 ElementsAre(mExpected.entered(), request(16), listOf(64), missing(520), mExpected.left()));
 }
 
-TEST_F(ReportLunsHeap, MemoryThatIsMissingLeavesNoBufferButTheSize)
+TEST_F(ReportLunsHeap, MissingMemoryFreesTheBufferAndKeepsTheSize)
 {
     answerList(64);
     mHeap.failAllocation(1);
@@ -556,7 +575,7 @@ TEST_F(ReportLunsHeap, MemoryThatIsMissingLeavesNoBufferButTheSize)
     EXPECT_THAT(mHeap.calls(), ElementsAre("free(the caller's)", "allocate(520)"));
 }
 
-TEST_F(ReportLunsHeap, MemoryThatIsMissingLaterLeavesTheSizeOfTheBufferBefore)
+TEST_F(ReportLunsHeap, LaterMissingMemoryKeepsTheSizeOfThePreviousBuffer)
 {
     answerList(64);
     answerList(4096, HBA_STATUS_ERROR_MORE_DATA);

@@ -1,4 +1,4 @@
-// What scope events and scope data do when memory runs out, for each operation and each of its allocations.
+// Failing allocations in scope events and scope data, for each operation and each of its allocations.
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,12 +20,12 @@ namespace
 {
 using Rows = std::vector<Operation>;
 
-std::string const shortPayload = "01";
-std::string const longPayload = "002";
-// A record with an empty text and its handle's count, the bytes read, and the text made of them.
-std::string const decodedName = "0" + shortText + "3" + shortPayload + longText;
-std::string const decodedNames = times(2, decodedName);
-std::string const decodedEvent = "01";
+Lost const shortPayload = {0, 1};
+Lost const longPayload = {0, 0, 2};
+// The record with an empty text, the count of its handle, the bytes read, and the text made from them.
+Lost const decodedName = joined({{0}, shortText, {3}, shortPayload, longText});
+Lost const decodedNames = times(2, decodedName);
+Lost const decodedEvent = {0, 1};
 
 using Event = Making<QZCScopeEvent>;
 
@@ -50,22 +50,26 @@ Rows eventRows()
         withoutAllocation("EventIsDecoded", whole, [](Event& aEvent) { aEvent.decode(); }),
         withoutAllocation("EventIsEncoded", whole, encode),
         operation(
-            "EventIsEncodedInNoRoom", "0", badAlloc, [] { return madeEvent(0); }, encode,
+            "EventIsEncodedInNoRoom", {0}, badAlloc, [] { return madeEvent(0); }, encode,
             [](Event const& aEvent) { EXPECT_EQ(aEvent.mOut.getEncoded().getLength(), roomInside); }),
-        // Room for two bytes is asked for, whatever the number takes.
+        // Two bytes are reserved for any number.
         operation(
-            "EventIsEncodedInRoomForItsCategory", "0", badAlloc, [] { return madeEvent(2); }, encode,
+            "EventIsEncodedInRoomForItsCategory", {0}, badAlloc, [] { return madeEvent(2); }, encode,
             [](Event const& aEvent) { EXPECT_EQ(aEvent.mOut.getEncoded().getLength(), roomInside - 1); }),
     };
 }
 
 using Data = Making<QZCScopeData>;
 
+// The stream has room for the event, the flag and the first name, but not for the second name.
+constexpr unsigned int lengthOfItsBeginning = 2 + 1 + 13;
+constexpr unsigned int roomForItsBeginning = lengthOfItsBeginning + 12;
+
 Rows dataConstructionRows()
 {
     auto const subject = making<QZCScopeData>;
     auto const check = expectNothingMade<QZCScopeData>;
-    /// A record of so many payload bytes, with room for so many.
+    /// Constructs a record with this payload length and buffer size.
     auto const plain = [](unsigned int aLength, unsigned int aRoom) {
         return [=](Data& aData)
         { aData.mRecord.emplace(aData.mEvent, aData.mPayload.data(), aLength, aRoom); };
@@ -85,12 +89,14 @@ Rows dataConstructionRows()
         withoutAllocation("DataWithoutPayload", subject, plain(0, 100)),
         operation("DataWithShortPayload", shortPayload, outOfMemory, subject, plain(10, 10), check),
         operation("DataWithLongPayload", longPayload, outOfMemory, subject, plain(100, 100), check),
-        operation("DataWithPayloadThatHasNoRoom", "010", outOfMemory, subject, plain(100, 0), check),
-        operation("DataWithPayloadThatHasTooLittleRoom", "0020", outOfMemory, subject, plain(100, 50), check),
+        operation("DataWithPayloadThatHasNoRoom", {0, 1, 0}, outOfMemory, subject, plain(100, 0), check),
+        operation("DataWithPayloadThatHasTooLittleRoom", {0, 0, 2, 0}, outOfMemory, subject, plain(100, 50),
+                  check),
         withoutAllocation("DataWithNamesWithoutPayload", subject, named(0, 100)),
         operation("DataWithNamesAndShortPayload", shortPayload, outOfMemory, subject, named(10, 10), check),
         operation("DataWithNamesAndLongPayload", longPayload, outOfMemory, subject, named(100, 100), check),
-        operation("DataWithNamesAndPayloadThatHasNoRoom", "010", outOfMemory, subject, named(100, 0), check),
+        operation("DataWithNamesAndPayloadThatHasNoRoom", {0, 1, 0}, outOfMemory, subject, named(100, 0),
+                  check),
         withoutAllocation(
             "DataIsCopied",
             [=]
@@ -103,7 +109,7 @@ Rows dataConstructionRows()
     };
 }
 
-/// A record with or without names, of so many payload bytes, and a stream with so much room.
+/// A record with or without names, with this payload length, and a stream with this many bytes of room.
 auto madeData(bool aHasNames, unsigned int aPayload, unsigned int aStreamRoom)
 {
     return [=]
@@ -131,6 +137,16 @@ Rows dataRows()
     auto const encode = [](Data& aData) { aData.mRecord->encode(aData.mOut); };
     auto const encodesElsewhere = [](Data const& aData)
     { EXPECT_EQ(encodedFormOf(*aData.mRecord), aData.mEncoded); };
+    // The bytes written before the failure remain in the stream until clear().
+    auto const isWrittenInPart = [](Data& aData)
+    {
+        expectBeginning(bytesOf(aData.mOut.getEncoded()),
+                        joined(Bytes(roomInside - roomForItsBeginning, 0xf5), aData.mEncoded),
+                        roomInside - roomForItsBeginning + lengthOfItsBeginning);
+        aData.mOut.clear();
+        aData.mRecord->encode(aData.mOut);
+        EXPECT_EQ(bytesOf(aData.mOut.getEncoded()), aData.mEncoded);
+    };
     auto const decode = [](Data& aData) { aData.decode(); };
     auto const decodesAgain = [](Data& aData)
     {
@@ -146,27 +162,29 @@ Rows dataRows()
     };
     return {
         withoutAllocation("DataIsAppendedToWithinItsRoom", madeData(false, 10, 0), append(29)),
-        operation("DataIsAppendedToBeyondItsRoom", "0", badAlloc, madeData(false, roomInside, 0), append(1),
+        operation("DataIsAppendedToBeyondItsRoom", {0}, badAlloc, madeData(false, roomInside, 0), append(1),
                   isAsBefore),
-        operation("DataIsAppendedToMuch", "0", badAlloc, madeData(false, roomInside, 0), append(100),
+        operation("DataIsAppendedToMuch", {0}, badAlloc, madeData(false, roomInside, 0), append(100),
                   isAsBefore),
         withoutAllocation("DataIsRead", madeData(true, 100, 0), read),
         withoutAllocation("DataIsEncodedWithNames", madeData(true, 0, roomInside), encode),
         withoutAllocation("DataIsEncodedWithPayload", madeData(false, 30, roomInside), encode),
-        operation("DataIsEncodedInNoRoom", "0", badAlloc, madeData(false, 0, 0), encode, encodesElsewhere),
-        operation("DataIsEncodedWithNamesInNoRoom", "0", badAlloc, madeData(true, 0, 0), encode,
+        operation("DataIsEncodedInNoRoom", {0}, badAlloc, madeData(false, 0, 0), encode, encodesElsewhere),
+        operation("DataIsEncodedWithNamesInNoRoom", {0}, badAlloc, madeData(true, 0, 0), encode,
                   encodesElsewhere),
-        operation("DataIsEncodedWithPayloadInNoRoom", "00", badAlloc, madeData(false, 100, 0), encode,
+        operation("DataIsEncodedWithPayloadInNoRoom", {0, 0}, badAlloc, madeData(false, 100, 0), encode,
                   encodesElsewhere),
-        operation("DataIsEncodedWithBothInNoRoom", "00", badAlloc, madeData(true, 100, 0), encode,
+        operation("DataIsEncodedWithBothInNoRoom", {0, 0}, badAlloc, madeData(true, 100, 0), encode,
                   encodesElsewhere),
+        operation("DataIsEncodedInRoomForItsBeginning", {0, 0}, badAlloc,
+                  madeData(true, 100, roomForItsBeginning), encode, isWrittenInPart),
         operation("DataIsDecodedOfAnEvent", decodedEvent, outOfMemory, madeData(false, 0, 0), decode,
                   decodesAgain),
-        operation("DataIsDecodedWithNames", decodedEvent + decodedNames, outOfMemory, madeData(true, 0, 0),
-                  decode, decodesAgain),
-        operation("DataIsDecodedWithPayload", decodedEvent + longPayload, outOfMemory,
+        operation("DataIsDecodedWithNames", joined({decodedEvent, decodedNames}), outOfMemory,
+                  madeData(true, 0, 0), decode, decodesAgain),
+        operation("DataIsDecodedWithPayload", joined({decodedEvent, longPayload}), outOfMemory,
                   madeData(false, 100, 0), decode, decodesAgain),
-        operation("DataIsDecodedWithBoth", decodedEvent + decodedNames + longPayload, outOfMemory,
+        operation("DataIsDecodedWithBoth", joined({decodedEvent, decodedNames, longPayload}), outOfMemory,
                   madeData(true, 100, 0), decode, decodesAgain),
     };
 }
@@ -180,5 +198,5 @@ INSTANTIATE_TEST_SUITE_P(Making, ScopeDataAllocations, testing::ValuesIn(dataCon
                          nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Data, ScopeDataAllocations, testing::ValuesIn(dataRows()), nameOfOperation);
 
-TEST_P(ScopeDataAllocations, AreReportedWhenTheyFail) { failEveryAllocation(GetParam()); }
+TEST_P(ScopeDataAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

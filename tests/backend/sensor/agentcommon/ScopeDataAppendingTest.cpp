@@ -14,7 +14,7 @@ namespace
 {
 using ScopeDataDeathTest = ScopeData;
 
-TEST_F(ScopeData, AppendedPayloadIsAccountedAndEncoded)
+TEST_F(ScopeData, AppendedPayloadIsCountedAndEncoded)
 {
     QZCScopeData data = withPayload({1, 2, 3});
     Bytes const more = {4, 5, 6, 7, 8};
@@ -32,7 +32,7 @@ TEST_F(ScopeData, AppendingIsTraced)
                 ElementsAre(logOf("appendEventData").entered(), logOf("appendEventData").left()));
 }
 
-TEST_F(ScopeData, AppendingNothingChangesNothing)
+TEST_F(ScopeData, AppendingNoBytesChangesNothing)
 {
     QZCScopeData data = withPayload(mTen);
     data.appendEventData(nullptr, 0);
@@ -48,7 +48,7 @@ TEST_F(ScopeData, AppendingWorksOnDecodedPayload)
     EXPECT_EQ(encodedFormOf(data), encodedForm(true, {1, 2, 3}));
 }
 
-TEST_F(ScopeData, AppendingThatFailsChangesNothing)
+TEST_F(ScopeData, FailedAppendingChangesNothing)
 {
     QZCScopeData data = withPayload(mTen);
     Bytes const more = someBytes(1000);
@@ -56,7 +56,7 @@ TEST_F(ScopeData, AppendingThatFailsChangesNothing)
     EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
 }
 
-TEST_F(ScopeData, AppendingThatFailsLeavesTheFigure)
+TEST_F(ScopeData, FailedAppendingKeepsTheSize)
 {
     QZCScopeData data = withPayload(mTen);
     Bytes const more = someBytes(1000);
@@ -64,7 +64,7 @@ TEST_F(ScopeData, AppendingThatFailsLeavesTheFigure)
     EXPECT_EQ(data.eventDataSize(), 10u);
 }
 
-TEST_F(ScopeData, AppendingThatFailsIsNotLeft)
+TEST_F(ScopeData, FailedAppendingIsNotTracedAsLeft)
 {
     QZCScopeData data = withPayload(mTen);
     Bytes const more = someBytes(1000);
@@ -73,7 +73,7 @@ TEST_F(ScopeData, AppendingThatFailsIsNotLeft)
     EXPECT_THAT(log.lines(), ElementsAre(logOf("appendEventData").entered()));
 }
 
-TEST_F(ScopeData, AppendingUpToTheBufferSizeAllocatesNothing)
+TEST_F(ScopeData, AppendingUpToTheBufferSizeDoesNotAllocate)
 {
     QZCScopeData data(mEvent, mTen.data(), lengthOf(mTen), 1000);
     Bytes const more = someBytes(990);
@@ -95,7 +95,7 @@ TEST_F(ScopeDataDeathTest, AppendingWithoutPayloadEndsTheProcess)
     }
 }
 
-TEST_F(ScopeData, AppendingShowsInTheCopysPayloadButNotInItsFigure)
+TEST_F(ScopeData, AppendingAffectsTheCopysPayloadButNotItsSize)
 {
     QZCScopeData data = withPayload({1, 2});
     QZCScopeData const copy(data);

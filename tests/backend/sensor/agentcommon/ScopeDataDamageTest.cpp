@@ -20,10 +20,10 @@ using testing::StartsWith;
 
 namespace
 {
-/// More than any object or text takes that decoding a record leads to, but for its payload.
+/// An upper bound for the size of any block that decoding a record allocates, except its payload.
 constexpr std::size_t usualSize = 1000;
 
-/// Damages captures in the ways in which files get damaged, always the same for the same seed.
+/// Damages captures in typical ways. The same seed gives the same damage.
 class Damage
 {
 public:
@@ -72,7 +72,7 @@ private:
     std::mt19937 mRandom;
 };
 
-/// What came of decoding one record after the other, to the end or the first refusal.
+/// The result of decoding one record after the other, up to the end or the first refusal.
 struct Decoded
 {
     unsigned int mRecords;
@@ -81,7 +81,7 @@ struct Decoded
 
 Decoded decodeAll(Bytes const& aCapture)
 {
-    // Exactly as large as its content, so that a sanitizer sees a read past the end.
+    // Exactly as large as its content, so that a sanitizer reports a read past the end.
     Bytes const bytes(aCapture);
     QZCEncodableInStream in(bytes.data(), lengthOf(bytes));
     Decoded decoded{0, done};
@@ -104,11 +104,11 @@ Bytes captureOf(std::vector<Bytes> const& aRecords)
     return capture;
 }
 
-/// One record of each shape.
+/// A capture with one record of each shape.
 std::vector<Bytes> const shapes = {encodedForm(false, {}), encodedForm(true, someBytes(10)),
                                    encodedForm(false, someBytes(50)), encodedForm(true, {})};
 
-TEST(ScopeDataCapture, IsRefusedBehindItsLastWholeRecordWhereverItIsCut)
+TEST(ScopeDataCapture, TruncatedCaptureIsRefusedAfterItsLastWholeRecord)
 {
     Bytes whole;
     for (unsigned int records = 0; records < shapes.size(); ++records)
@@ -127,7 +127,7 @@ TEST(ScopeDataCapture, IsRefusedBehindItsLastWholeRecordWhereverItIsCut)
     }
 }
 
-TEST(ScopeDataCapture, IsDecodedOrRefusedInTenThousandDamagedForms)
+TEST(ScopeDataCapture, TenThousandDamagedCapturesAreDecodedOrRefused)
 {
     Damage damage(20261121);
     Bytes const original = captureOf(shapes);
@@ -148,8 +148,8 @@ TEST(ScopeDataCapture, IsDecodedOrRefusedInTenThousandDamagedForms)
         refused += decoded.mOutcome == done ? 0 : 1;
         records += decoded.mRecords;
     }
-    EXPECT_GT(refused, 1000u) << "the damage did not reach what is checked";
-    EXPECT_GT(records, 10000u) << "the damage left nothing to decode";
+    EXPECT_GT(refused, 1000u) << "the damage rarely caused a refusal";
+    EXPECT_GT(records, 10000u) << "the damage left too little to decode";
 }
 
 TEST_F(ScopeData, DecodingRefusesALengthBeyondTheInputBeforeItAllocates)
@@ -190,7 +190,7 @@ TEST_F(ScopeData, DecodingSurvivesTenThousandDamagedInputs)
             ++refused;
         }
     }
-    EXPECT_GT(refused, 1000u) << "the damage did not reach what is checked";
-    EXPECT_LT(refused, 9000u) << "the damage left nothing to decode";
+    EXPECT_GT(refused, 1000u) << "the damage rarely caused a refusal";
+    EXPECT_LT(refused, 9000u) << "the damage left too little to decode";
 }
 }  // namespace

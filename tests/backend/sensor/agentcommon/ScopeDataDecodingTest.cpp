@@ -21,7 +21,7 @@ namespace
 {
 Bytes const otherName = {0x5a, 0, 0, 0, 8, 0x30, 0, 0, 0, 0xc9, 0, 0, 3};
 
-/// The lines of the records that are held are not this one's.
+/// The log lines of the record itself, without those of the records that it holds.
 std::vector<LogLine> ownLines(LogCapture const& aLog)
 {
     std::vector<LogLine> own;
@@ -38,7 +38,7 @@ TEST_F(ScopeData, DecodingIsTraced)
     EXPECT_THAT(ownLines(log), ElementsAre(logOf("decode").entered(), logOf("decode").left()));
 }
 
-TEST_F(ScopeData, DecodingThatFailsIsNotLeft)
+TEST_F(ScopeData, FailedDecodingIsNotTracedAsLeft)
 {
     QZCScopeData data(mEvent);
     LogCapture const log;
@@ -54,14 +54,14 @@ TEST_F(ScopeData, DecodingReplacesTheEventForThisRecordOnly)
     EXPECT_EQ(mEvent->getCategory(), 3);
 }
 
-TEST_F(ScopeData, DecodingLeavesPayloadThatDoesNotCome)
+TEST_F(ScopeData, DecodingARecordWithoutPayloadKeepsTheOldPayload)
 {
     QZCScopeData data = withPayload(mTen);
     ASSERT_EQ(decodeInto(data, encodedForm(true, {})), done);
     EXPECT_EQ(encodedFormOf(data), encodedForm(true, mTen));
 }
 
-TEST_F(ScopeData, DecodingLeavesNamesThatDoNotCome)
+TEST_F(ScopeData, DecodingARecordWithoutNamesKeepsTheOldNames)
 {
     QZCScopeData data(mEvent, mFirst, mSecond);
     ASSERT_EQ(decodeInto(data, encodedForm(false, mTen)), done);
@@ -70,7 +70,7 @@ TEST_F(ScopeData, DecodingLeavesNamesThatDoNotCome)
     EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
 }
 
-TEST_F(ScopeData, DecodingReplacesThePayloadAndItsFigure)
+TEST_F(ScopeData, DecodingReplacesThePayloadAndItsSize)
 {
     QZCScopeData data = withPayload(mTen);
     ASSERT_EQ(decodeInto(data, encodedForm(false, {0xa1, 0xa2, 0xa3})), done);
@@ -78,7 +78,7 @@ TEST_F(ScopeData, DecodingReplacesThePayloadAndItsFigure)
     EXPECT_EQ(data.eventDataSize(), 3u);
 }
 
-TEST_F(ScopeData, DecodingLeavesThePayloadOfTheCopy)
+TEST_F(ScopeData, DecodingDoesNotChangeThePayloadOfACopy)
 {
     QZCScopeData data = withPayload(mTen);
     QZCScopeData const copy(data);
@@ -96,14 +96,14 @@ TEST_F(ScopeData, DecodingReplacesTheNamesForThisRecordOnly)
     EXPECT_EQ(encodedFormOf(copy), encodedForm(true, {})) << "the names were decoded in place";
 }
 
-TEST_F(ScopeData, DecodingThatFailsBehindTheEventHasReplacedIt)
+TEST_F(ScopeData, DecodingThatFailsAfterTheEventHasReplacedIt)
 {
     QZCScopeData data(mEvent);
     EXPECT_THAT(decodeInto(data, {0x09, 0x0a}), StartsWith("QZCEncodingEx 100: "));
     EXPECT_THAT(encodedFormOf(data), ElementsAre(0x09, 0x0a, 0xf4, 0x00));
 }
 
-TEST_F(ScopeData, DecodingThatFailsBehindTheFlagHasReplacedIt)
+TEST_F(ScopeData, DecodingThatFailsAfterTheFlagHasReplacedIt)
 {
     QZCScopeData data(mEvent, mFirst, mSecond);
     EXPECT_THAT(decodeInto(data, {0x03, 0x07, 0xf4}), StartsWith("QZCEncodingEx 100: "));
@@ -127,7 +127,7 @@ TEST_F(ScopeData, DecodingThatFailsInTheSecondNameHasReplacedTheFirst)
     EXPECT_EQ(encodedFormOf(data), joined(joined(oneName, second), {0x00}));
 }
 
-TEST_F(ScopeData, DecodingTakesAnyMarkerButZeroForPayload)
+TEST_F(ScopeData, DecodingTreatsAnyNonzeroMarkerAsPayload)
 {
     for (Bytes const& marker : {Bytes{0x02}, Bytes{0x17}, Bytes{0x1a, 0xff, 0xff, 0xff, 0xff}})
     {
@@ -138,7 +138,7 @@ TEST_F(ScopeData, DecodingTakesAnyMarkerButZeroForPayload)
     }
 }
 
-TEST_F(ScopeData, DecodingEmptyPayloadMakesARecordToAppendTo)
+TEST_F(ScopeData, DecodingEmptyPayloadGivesARecordThatAcceptsAppends)
 {
     QZCScopeData data(mEvent);
     ASSERT_EQ(decodeInto(data, {0x03, 0x07, 0xf4, 0x01, 0x40}), done);
@@ -147,7 +147,7 @@ TEST_F(ScopeData, DecodingEmptyPayloadMakesARecordToAppendTo)
     EXPECT_EQ(encodedFormOf(data), encodedForm(false, mTen));
 }
 
-TEST_F(ScopeData, DecodingLeavesWhatFollowsInTheStream)
+TEST_F(ScopeData, DecodingDoesNotConsumeWhatFollows)
 {
     Bytes const bytes = joined(encodedForm(true, mTen), {0xf5, 0xf4});
     QZCEncodableInStream in(bytes.data(), lengthOf(bytes));
@@ -166,7 +166,7 @@ TEST_F(ScopeData, DecodingWithoutMemoryIsRefused)
         data.decode(in);
     };
     unsigned int const total = allocationsOf(decode);
-    ASSERT_GE(total, 9u) << "an event, two names and a buffer, each with its count, and the payload";
+    ASSERT_GE(total, 9u) << "an event, two names and a buffer with their counts, and the payload";
     DeliberateLeak const leak;
     for (unsigned int failing = 1; failing <= total; ++failing)
     {

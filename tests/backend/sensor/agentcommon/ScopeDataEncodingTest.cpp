@@ -11,30 +11,30 @@ using testing::IsEmpty;
 
 namespace
 {
-TEST_F(ScopeData, OfAnEventIsEncodedWithoutNamesAndPayload)
+TEST_F(ScopeData, RecordOfAnEventIsEncodedWithoutNamesAndPayload)
 {
     EXPECT_THAT(encodedFormOf(QZCScopeData(mEvent)), ElementsAre(0x03, 0x07, 0xf4, 0x00));
 }
 
-TEST_F(ScopeData, OfNamesIsEncodedFirstNameFirst)
+TEST_F(ScopeData, RecordWithNamesIsEncodedFirstNameFirst)
 {
     EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent, mFirst, mSecond)),
               joined(joined({0x03, 0x07, 0xf5}, encodedNames), {0x00}));
 }
 
-TEST_F(ScopeData, OfPayloadIsEncodedWithTheMarkerBeforeIt)
+TEST_F(ScopeData, RecordWithPayloadIsEncodedWithTheMarkerBeforeIt)
 {
     EXPECT_THAT(encodedFormOf(withPayload({0xaa, 0xbb})),
                 ElementsAre(0x03, 0x07, 0xf4, 0x01, 0x5a, 0, 0, 0, 2, 0xaa, 0xbb));
 }
 
-TEST_F(ScopeData, OfBothIsEncodedNamesBeforePayload)
+TEST_F(ScopeData, RecordWithBothIsEncodedNamesBeforePayload)
 {
     EXPECT_EQ(encodedFormOf(withBoth({0xaa})),
               joined(joined({0x03, 0x07, 0xf5}, encodedNames), {0x01, 0x5a, 0, 0, 0, 1, 0xaa}));
 }
 
-TEST_F(ScopeData, OfNoPayloadIsEncodedAsIfItHadNone)
+TEST_F(ScopeData, EmptyPayloadIsEncodedAsNoPayload)
 {
     EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent, nullptr, 0, 10)), encodedForm(false, {}));
     EXPECT_EQ(encodedFormOf(QZCScopeData(mEvent, nullptr, 0, 10, mFirst, mSecond)), encodedForm(true, {}));
@@ -48,7 +48,7 @@ TEST_F(ScopeData, EncodingIsNotLogged)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(ScopeData, FiguresAreNotLogged)
+TEST_F(ScopeData, SizesAreNotLogged)
 {
     QZCScopeData const data = withBoth(mTen);
     LogCapture const log;
@@ -56,7 +56,7 @@ TEST_F(ScopeData, FiguresAreNotLogged)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(ScopeData, FiguresOfTheTwoWorkedExamples)
+TEST_F(ScopeData, SizesOfTheTwoWorkedExamples)
 {
     EXPECT_EQ(QZCScopeData(mEvent).encodeSize(), 4u);
     EXPECT_EQ(QZCScopeData(mEvent).numEncodedElements(), 2u);

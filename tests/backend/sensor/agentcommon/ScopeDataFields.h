@@ -1,5 +1,5 @@
 /// @file
-/// The fields of scope data, which it gives nobody, as they stand in memory.
+/// Access to the private fields of scope data by their offsets in memory.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 
-// Where the fields stand, from the start of the object.
+// The offsets of the fields from the start of the object.
 constexpr std::size_t handleSize = sizeof(QZCPointer<QZCBuffer>);
 constexpr std::size_t eventPosition = sizeof(void*);
 constexpr std::size_t dataPosition = eventPosition + handleSize;
@@ -37,7 +37,7 @@ inline void const* pointerAt(QZCScopeData const& aData, std::size_t aPosition)
     return pointer;
 }
 
-/// Makes the record account for so many bytes without having them. Nothing may encode it then.
+/// Sets the record's payload size without adding payload. Such a record must not be encoded.
 inline void accountFor(QZCScopeData& aData, unsigned int aSize)
 {
     std::memcpy(reinterpret_cast<unsigned char*>(&aData) + sizePosition, &aSize, sizeof aSize);

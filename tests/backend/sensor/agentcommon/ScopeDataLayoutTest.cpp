@@ -17,7 +17,7 @@ namespace
 {
 using ScopeDataDeathTest = ScopeData;
 
-TEST_F(ScopeData, SizeHasOneExceptionWithoutNames)
+TEST_F(ScopeData, EncodeSizeHasOneExceptionWithoutNames)
 {
     QZCScopeData data = withPayload(mTen);
     for (auto const& [accounted, size] :
@@ -30,7 +30,7 @@ TEST_F(ScopeData, SizeHasOneExceptionWithoutNames)
     }
 }
 
-TEST_F(ScopeData, SizeHasOneExceptionWithNames)
+TEST_F(ScopeData, EncodeSizeHasOneExceptionWithNames)
 {
     QZCScopeData data = withBoth(mTen);
     for (auto const& [accounted, size] :
@@ -42,14 +42,14 @@ TEST_F(ScopeData, SizeHasOneExceptionWithNames)
     }
 }
 
-TEST_F(ScopeData, FiguresWrapAroundAtTheirEnd)
+TEST_F(ScopeData, SizesWrapAround)
 {
     QZCScopeData data = withBoth(mTen);
     accountFor(data, 4294967295u);
     EXPECT_EQ(data.encodeSize(), 34u);
 }
 
-TEST_F(ScopeDataDeathTest, EncodingAccountedPayloadThatIsNotThereEndsTheProcess)
+TEST_F(ScopeDataDeathTest, EncodingMissingPayloadEndsTheProcess)
 {
     QZCScopeData data(mEvent);
     accountFor(data, 1);
@@ -63,7 +63,7 @@ TEST_F(ScopeDataDeathTest, EncodingAccountedPayloadThatIsNotThereEndsTheProcess)
         ExitedWithCode(1), onlyTheseLines({assertion}));
 }
 
-TEST_F(ScopeData, HasItsOperationsInTheOrderOfItsTable)
+TEST_F(ScopeData, VirtualTableKeepsTheOrderOfOperations)
 {
     QZCScopeData const data(mEvent);
     EXPECT_THAT(virtualSlots(&data, 4),
@@ -71,7 +71,7 @@ TEST_F(ScopeData, HasItsOperationsInTheOrderOfItsTable)
                             "QZCScopeData::size() const", "QZCScopeData::eventDataSize() const"));
 }
 
-TEST_F(ScopeData, HasItsFieldsInTheirOrder)
+TEST_F(ScopeData, FieldsAreInOrder)
 {
     QZCScopeData const data = withBoth(mTen);
     EXPECT_EQ(pointerAt(data, eventPosition), &*mEvent);
@@ -80,10 +80,10 @@ TEST_F(ScopeData, HasItsFieldsInTheirOrder)
     EXPECT_EQ(pointerAt(data, secondPosition), &*mSecond);
     EXPECT_EQ(pointerAt(data, firstPosition), &*mFirst);
     EXPECT_EQ(numberAt(data, sizePosition), 10u);
-    EXPECT_EQ(sizeof data, sizePosition + sizeof(void*)) << "no further field";
+    EXPECT_EQ(sizeof data, sizePosition + sizeof(void*)) << "no other field";
 }
 
-TEST_F(ScopeData, HasEmptyHandlesForWhatItLacks)
+TEST_F(ScopeData, MissingNamesAndPayloadAreEmptyHandles)
 {
     QZCScopeData const data(mEvent);
     EXPECT_EQ(pointerAt(data, dataPosition), nullptr);

@@ -1,5 +1,5 @@
 /// @file
-/// Scope data as its tests build it, and the bytes that it is encoded to.
+/// Scope data for tests, and its encoded form.
 #pragma once
 
 #include <array>
@@ -27,20 +27,20 @@ inline Bytes const encodedEvent = {0x03, 0x07};
 inline Bytes const encodedNames = {0x5a, 0, 0, 0, 8, 0x10, 0, 0, 0, 0xc9, 0, 0, 1,
                                    0x5a, 0, 0, 0, 8, 0x20, 0, 0, 0, 0xc9, 0, 0, 2};
 
-/// Decodes the bytes into the record and gives the outcome.
+/// Decodes the bytes into the record and returns the outcome.
 inline std::string decodeInto(QZCScopeData& aData, Bytes const& aBytes)
 {
     QZCEncodableInStream in(aBytes.data(), lengthOf(aBytes));
     return outcomeOf([&] { aData.decode(in); });
 }
 
-/// The payload element of the encoded form, for less than 256 bytes.
+/// The encoded payload element, for payloads of less than 256 bytes.
 inline Bytes encodedPayload(Bytes const& aPayload)
 {
     return joined({0x5a, 0, 0, 0, static_cast<unsigned char>(aPayload.size())}, aPayload);
 }
 
-/// The encoded form of an event of 3 and 7.
+/// The encoded form of an event with the numbers 3 and 7.
 inline Bytes encodedForm(bool aHasNames, Bytes const& aPayload)
 {
     Bytes encoded = joined(encodedEvent, {static_cast<unsigned char>(aHasNames ? 0xf5 : 0xf4)});
@@ -49,7 +49,7 @@ inline Bytes encodedForm(bool aHasNames, Bytes const& aPayload)
     return joined(encoded, aPayload.empty() ? Bytes{} : encodedPayload(aPayload));
 }
 
-/// Records to build from. They log when they are made, so they are made first.
+/// Records to construct scope data from. Their construction logs, so they are created before the log capture.
 class ScopeData : public testing::Test
 {
 protected:

@@ -15,7 +15,7 @@ using testing::StartsWith;
 
 namespace
 {
-/// The length of a record's payload, and whether it has names.
+/// A shape of a record: its payload length, and whether it has names.
 struct Shape
 {
     std::size_t mPayload;
@@ -36,7 +36,7 @@ protected:
     Bytes const mPayload = someBytes(GetParam().mPayload);
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, ScopeDataShape,
+INSTANTIATE_TEST_SUITE_P(All, ScopeDataShape,
                          testing::Values(Shape{0, false, 2}, Shape{1, false, 3}, Shape{10, false, 3},
                                          Shape{39, false, 3}, Shape{40, false, 3}, Shape{70000, false, 3},
                                          Shape{0, true, 4}, Shape{1, true, 5}, Shape{10, true, 5},
@@ -46,19 +46,19 @@ INSTANTIATE_TEST_SUITE_P(Of, ScopeDataShape,
                                     (aInfo.param.mHasNames ? "BytesAndNames" : "Bytes");
                          });
 
-TEST_P(ScopeDataShape, HasTheSizeThatItIsEncodedTo)
+TEST_P(ScopeDataShape, EncodeSizeIsTheEncodedLength)
 {
     QZCScopeData const data = make();
     EXPECT_EQ(data.encodeSize(), encodedFormOf(data).size());
 }
 
-TEST_P(ScopeDataShape, HasItsElements) { EXPECT_EQ(make().numEncodedElements(), GetParam().mElements); }
+TEST_P(ScopeDataShape, ElementsAreInOrder) { EXPECT_EQ(make().numEncodedElements(), GetParam().mElements); }
 
-TEST_P(ScopeDataShape, AccountsForItsPayload) { EXPECT_EQ(make().eventDataSize(), GetParam().mPayload); }
+TEST_P(ScopeDataShape, PayloadSizeIsReported) { EXPECT_EQ(make().eventDataSize(), GetParam().mPayload); }
 
-TEST_P(ScopeDataShape, HasTheFixedSize) { EXPECT_EQ(make().size(), 16u); }
+TEST_P(ScopeDataShape, FixedSizeIsReported) { EXPECT_EQ(make().size(), 16u); }
 
-TEST_P(ScopeDataShape, ComesBackTheSame)
+TEST_P(ScopeDataShape, RecordSurvivesARoundTrip)
 {
     QZCScopeData const data = make();
     Bytes const encoded = encodedFormOf(data);
@@ -68,7 +68,7 @@ TEST_P(ScopeDataShape, ComesBackTheSame)
     EXPECT_EQ(decoded.eventDataSize(), data.eventDataSize());
 }
 
-TEST_P(ScopeDataShape, IsRefusedWhereverItIsCut)
+TEST_P(ScopeDataShape, EveryTruncationIsRefused)
 {
     Bytes const encoded = encodedFormOf(make());
     std::size_t const step = std::max<std::size_t>(1, encoded.size() / 200);

@@ -31,21 +31,21 @@ using ScopeDataDeathTest = ScopeData;
 static_assert(std::is_copy_constructible<QZCScopeData>::value, "copies share");
 static_assert(!std::is_copy_assignable<QZCScopeData>::value, "an empty handle cannot be assigned");
 
-TEST_F(ScopeData, OfAnEventLogsNothingButTheTrace)
+TEST_F(ScopeData, ConstructionFromAnEventLogsOnlyTheTrace)
 {
     LogCapture const log;
     QZCScopeData const data(mEvent);
     EXPECT_THAT(log.lines(), ElementsAre(logOf("QZCScopeData").entered(), logOf("QZCScopeData").left()));
 }
 
-TEST_F(ScopeData, OfNamesLogsNothingButTheTrace)
+TEST_F(ScopeData, ConstructionWithNamesLogsOnlyTheTrace)
 {
     LogCapture const log;
     QZCScopeData const data(mEvent, mFirst, mSecond);
     EXPECT_THAT(log.lines(), ElementsAre(logOf("QZCScopeData").entered(), logOf("QZCScopeData").left()));
 }
 
-TEST_F(ScopeData, OfPayloadLogsItsLength)
+TEST_F(ScopeData, ConstructionWithPayloadLogsItsLength)
 {
     LogCapture const log;
     QZCScopeData const data = withPayload(mTen);
@@ -55,7 +55,7 @@ TEST_F(ScopeData, OfPayloadLogsItsLength)
                             expected.left()));
 }
 
-TEST_F(ScopeData, OfNoPayloadLogsTheLengthZero)
+TEST_F(ScopeData, ConstructionWithEmptyPayloadLogsTheLengthZero)
 {
     LogCapture const log;
     QZCScopeData const data(mEvent, nullptr, 0, 10);
@@ -65,7 +65,7 @@ TEST_F(ScopeData, OfNoPayloadLogsTheLengthZero)
                             expected.left()));
 }
 
-TEST_F(ScopeData, OfPayloadAndNamesDoesNotLogTheLength)
+TEST_F(ScopeData, ConstructionWithPayloadAndNamesDoesNotLogTheLength)
 {
     LogCapture const log;
     QZCScopeData const data = withBoth(mTen);
@@ -81,7 +81,7 @@ TEST_F(ScopeData, BufferSizeIsOnlyAHint)
     }
 }
 
-TEST_F(ScopeData, BufferSizeIsTheRoomThatIsSetAside)
+TEST_F(ScopeData, BufferSizeIsTheAllocatedCapacity)
 {
     for (bool const hasNames : {false, true})
     {
@@ -92,7 +92,7 @@ TEST_F(ScopeData, BufferSizeIsTheRoomThatIsSetAside)
     }
 }
 
-TEST_F(ScopeData, CopiesThePayload)
+TEST_F(ScopeData, ConstructionCopiesThePayload)
 {
     Bytes payload = mTen;
     QZCScopeData const data = withPayload(payload);
@@ -129,7 +129,7 @@ TEST_F(ScopeDataDeathTest, EmptyHandlesEndTheProcess)
     }
 }
 
-TEST_F(ScopeDataDeathTest, EmptyNamesShowBeforeMemoryForPayloadRunsOut)
+TEST_F(ScopeDataDeathTest, EmptyNamesAreCheckedBeforeThePayloadIsAllocated)
 {
     NameHandle const noName;
     unsigned char const byte = 1;
@@ -140,7 +140,7 @@ TEST_F(ScopeDataDeathTest, EmptyNamesShowBeforeMemoryForPayloadRunsOut)
     for (std::size_t i = 0; i < constructions.size(); ++i)
     {
         SCOPED_TRACE("construction " + std::to_string(i));
-        // The exception for want of memory would leave the statement, which is no death.
+        // An out-of-memory exception would leave the statement without ending the process.
         EXPECT_EXIT(
             {
                 AllocationFailure const failure(1);
@@ -150,7 +150,7 @@ TEST_F(ScopeDataDeathTest, EmptyNamesShowBeforeMemoryForPayloadRunsOut)
     }
 }
 
-TEST_F(ScopeData, CopyHasWhatItsOriginalHas)
+TEST_F(ScopeData, CopyHasTheContentOfTheOriginal)
 {
     QZCScopeData const data = withBoth(mTen);
     QZCScopeData const copy(data);
@@ -161,7 +161,7 @@ TEST_F(ScopeData, CopyHasWhatItsOriginalHas)
     }
 }
 
-TEST_F(ScopeData, CopyOfOneWithoutNamesAndPayloadHasNone)
+TEST_F(ScopeData, CopyOfARecordWithoutNamesAndPayloadHasNone)
 {
     QZCScopeData const data(mEvent);
     QZCScopeData const copy(data);
@@ -190,7 +190,7 @@ TEST_F(ScopeData, ConstructionWithoutMemoryIsRefused)
     }
 }
 
-TEST_F(ScopeData, ConstructionThatFailsInGrowthIsRefused)
+TEST_F(ScopeData, ConstructionThatFailsWhileGrowingIsRefused)
 {
     Bytes const payload = someBytes(100);
     auto const construct = [&] { QZCScopeData(mEvent, payload.data(), 100, 0); };
@@ -198,7 +198,7 @@ TEST_F(ScopeData, ConstructionThatFailsInGrowthIsRefused)
     EXPECT_EQ(outcomeWithoutMemory(3, construct), outOfMemory);
 }
 
-TEST_F(ScopeData, ConstructionThatFailsLetsGoOfWhatItHeld)
+TEST_F(ScopeData, FailedConstructionReleasesItsHandles)
 {
     Bytes const payload = someBytes(100);
     long const before = liveBlocks();
@@ -210,14 +210,14 @@ TEST_F(ScopeData, ConstructionThatFailsLetsGoOfWhatItHeld)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST_F(ScopeData, ConstructionThatFailsIsNotLeft)
+TEST_F(ScopeData, FailedConstructionIsNotTracedAsLeft)
 {
     LogCapture const log;
     outcomeWithoutMemory(1, [&] { QZCScopeData(mEvent, mTen.data(), 10, 10, mFirst, mSecond); });
     EXPECT_THAT(log.lines(), ElementsAre(logOf("QZCScopeData").entered()));
 }
 
-TEST_F(ScopeData, OfPayloadThatFailsHasLoggedItsLengthAndIsNotLeft)
+TEST_F(ScopeData, FailedConstructionWithPayloadHasLoggedItsLength)
 {
     LogCapture const log;
     outcomeWithoutMemory(1, [&] { QZCScopeData(mEvent, mTen.data(), 10, 10); });
@@ -226,7 +226,7 @@ TEST_F(ScopeData, OfPayloadThatFailsHasLoggedItsLengthAndIsNotLeft)
                 ElementsAre(expected.entered(), expected.trace("Data length = %u", "Data length = 10")));
 }
 
-/// Tells of its end.
+/// Records its destruction.
 template <typename Record>
 class Mortal : public Record
 {
@@ -245,10 +245,10 @@ QZCPointer<Record> mortal(std::vector<std::string>& aEnds, char const* aName)
     return QZCPointer<Record>(new (std::nothrow) Mortal<Record>(aEnds, aName), QZPST_Individual, QZPAT_New);
 }
 
-TEST_F(ScopeData, LetsGoOfItsRecordsInReverseOrder)
+TEST_F(ScopeData, DestructionReleasesTheRecordsInReverseOrder)
 {
     std::vector<std::string> ends;
-    // The arguments are gone when this has made the record, which then is alone in holding them.
+    // The record is the only owner of its arguments once this function has returned.
     auto const make = [&]
     {
         return QZCScopeData(mortal<QZCScopeEvent>(ends, "event"), mortal<QZCWorldWideName>(ends, "first"),
@@ -261,7 +261,7 @@ TEST_F(ScopeData, LetsGoOfItsRecordsInReverseOrder)
     EXPECT_THAT(ends, ElementsAre("first", "second", "event"));
 }
 
-TEST_F(ScopeData, IsFreedWithItsPayload)
+TEST_F(ScopeData, LastHandleFreesRecordAndPayload)
 {
     Bytes const payload = someBytes(100);
     long const before = liveBlocks();

@@ -23,7 +23,7 @@ using testing::StartsWith;
 
 namespace
 {
-/// Decodes the bytes into the event and gives the outcome.
+/// Decodes the bytes into the event and returns the outcome.
 std::string decodeInto(QZCScopeEvent& aEvent, Bytes const& aBytes)
 {
     QZCEncodableInStream in(aBytes.data(), lengthOf(aBytes));
@@ -41,24 +41,24 @@ QZCScopeEvent eventFrom(unsigned int aCategory, unsigned int aSubcategory)
 
 Bytes numbersOf(QZCScopeEvent const& aEvent) { return {aEvent.getCategory(), aEvent.getSubcategory()}; }
 
-TEST(ScopeEvent, IsZeroByDefault) { EXPECT_THAT(numbersOf(QZCScopeEvent()), ElementsAre(0, 0)); }
+TEST(ScopeEvent, DefaultIsZero) { EXPECT_THAT(numbersOf(QZCScopeEvent()), ElementsAre(0, 0)); }
 
-TEST(ScopeEvent, DefaultOnesAreEqual) { EXPECT_TRUE(QZCScopeEvent() == QZCScopeEvent()); }
+TEST(ScopeEvent, DefaultEventsAreEqual) { EXPECT_TRUE(QZCScopeEvent() == QZCScopeEvent()); }
 
-TEST(ScopeEvent, EqualsOneOfTheSameNumbers) { EXPECT_TRUE(eventFrom(3, 200) == eventFrom(3, 200)); }
+TEST(ScopeEvent, EqualNumbersAreEqual) { EXPECT_TRUE(eventFrom(3, 200) == eventFrom(3, 200)); }
 
-TEST(ScopeEvent, DiffersByTheSubcategoryAlone) { EXPECT_FALSE(eventFrom(3, 200) == eventFrom(3, 201)); }
+TEST(ScopeEvent, DifferentSubcategoriesAreNotEqual) { EXPECT_FALSE(eventFrom(3, 200) == eventFrom(3, 201)); }
 
-TEST(ScopeEvent, DiffersByTheCategoryAlone) { EXPECT_FALSE(eventFrom(3, 200) == eventFrom(4, 200)); }
+TEST(ScopeEvent, DifferentCategoriesAreNotEqual) { EXPECT_FALSE(eventFrom(3, 200) == eventFrom(4, 200)); }
 
-TEST(ScopeEvent, DiffersFromTheOneWithTheNumbersSwapped) { EXPECT_FALSE(eventFrom(3, 4) == eventFrom(4, 3)); }
+TEST(ScopeEvent, SwappedNumbersAreNotEqual) { EXPECT_FALSE(eventFrom(3, 4) == eventFrom(4, 3)); }
 
 TEST(ScopeEvent, DefaultIsEncodedAsTwoZeroElements)
 {
     EXPECT_THAT(encodedFormOf(QZCScopeEvent()), ElementsAre(0x00, 0x00));
 }
 
-TEST(ScopeEvent, IsEncodedCategoryFirst)
+TEST(ScopeEvent, EncodingHasTheCategoryFirst)
 {
     EXPECT_THAT(encodedFormOf(eventFrom(1, 2)), ElementsAre(0x01, 0x02));
 }
@@ -69,21 +69,21 @@ TEST(ScopeEvent, NumbersFromTwentyFourTakeTwoBytes)
     EXPECT_THAT(encodedFormOf(eventFrom(255, 23)), ElementsAre(0x18, 0xff, 0x17));
 }
 
-TEST(ScopeEvent, IsDecodedCategoryFirst)
+TEST(ScopeEvent, DecodingReadsTheCategoryFirst)
 {
     QZCScopeEvent event;
     EXPECT_EQ(decodeInto(event, {0x07, 0x18, 0xc8}), done);
     EXPECT_THAT(numbersOf(event), ElementsAre(7, 200));
 }
 
-TEST(ScopeEvent, DecodingReplacesWhatTheEventWas)
+TEST(ScopeEvent, DecodingReplacesBothNumbers)
 {
     QZCScopeEvent event = eventFrom(3, 200);
     EXPECT_EQ(decodeInto(event, {0x05, 0x06}), done);
     EXPECT_THAT(numbersOf(event), ElementsAre(5, 6));
 }
 
-TEST(ScopeEvent, EveryPairComesBackEqualAndWhole)
+TEST(ScopeEvent, EveryPairSurvivesARoundTrip)
 {
     for (unsigned int pair = 0; pair < 65536; ++pair)
     {
@@ -96,7 +96,7 @@ TEST(ScopeEvent, EveryPairComesBackEqualAndWhole)
     }
 }
 
-TEST(ScopeEvent, DecodingLeavesWhatFollowsInTheStream)
+TEST(ScopeEvent, DecodingDoesNotConsumeWhatFollows)
 {
     Bytes const bytes = {0x01, 0x02, 0x03};
     QZCEncodableInStream in(bytes.data(), lengthOf(bytes));
@@ -104,7 +104,7 @@ TEST(ScopeEvent, DecodingLeavesWhatFollowsInTheStream)
     EXPECT_EQ(in.getRemaining(), 1u);
 }
 
-TEST(ScopeEvent, EncodingAppendsToWhatTheStreamHolds)
+TEST(ScopeEvent, EncodingAppendsToTheStream)
 {
     QZCEncodableOutStream out;
     out << true;
@@ -119,7 +119,7 @@ TEST(ScopeEvent, EmptyInputIsRefusedAndChangesNothing)
     EXPECT_THAT(numbersOf(event), ElementsAre(3, 200));
 }
 
-TEST(ScopeEvent, InputThatEndsAfterTheCategoryHasAlreadyChangedIt)
+TEST(ScopeEvent, InputThatEndsAfterTheCategoryHasReplacedIt)
 {
     QZCScopeEvent event = eventFrom(3, 200);
     EXPECT_THAT(decodeInto(event, {0x05}), StartsWith("QZCEncodingEx 100: at byte 1"));
@@ -133,7 +133,7 @@ TEST(ScopeEvent, NumberAboveAByteIsRefused)
     EXPECT_THAT(numbersOf(event), ElementsAre(3, 200));
 }
 
-TEST(ScopeEvent, WritesNoLogLines)
+TEST(ScopeEvent, LogsNothing)
 {
     LogCapture log;
     {
@@ -146,7 +146,7 @@ TEST(ScopeEvent, WritesNoLogLines)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(ScopeEvent, IsFreedByTheLastHandle)
+TEST(ScopeEvent, LastHandleFreesTheRecord)
 {
     long const before = liveBlocks();
     {
@@ -156,18 +156,18 @@ TEST(ScopeEvent, IsFreedByTheLastHandle)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(ScopeEvent, HasTheDestructorsInItsTable)
+TEST(ScopeEvent, VirtualTableHasOnlyTheDestructors)
 {
     QZCScopeEvent const event;
     EXPECT_THAT(virtualSlots(&event, 2), Each("QZCScopeEvent::~QZCScopeEvent()"));
 }
 
-TEST(ScopeEvent, HasTheTwoNumbersRightBehindTheTable)
+TEST(ScopeEvent, NumbersFollowTheTablePointer)
 {
     QZCScopeEvent const event = eventFrom(3, 200);
     unsigned char const* const fields = reinterpret_cast<unsigned char const*>(&event) + sizeof(void*);
     EXPECT_EQ(fields[0], 3);
     EXPECT_EQ(fields[1], 200);
-    EXPECT_EQ(sizeof event, 2 * sizeof(void*)) << "no further field";
+    EXPECT_EQ(sizeof event, 2 * sizeof(void*)) << "no other field";
 }
 }  // namespace

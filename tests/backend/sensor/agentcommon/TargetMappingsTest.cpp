@@ -22,7 +22,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::ExitedWithCode;
 
-/// Takes the place of the framework's: the waiting shows among the log lines and takes no time.
+/// Replaces the framework's function: a wait becomes a log line and takes no time.
 void ClibSleepMS(unsigned long aMilliseconds)
 {
     logCall(("ClibSleepMS(" + std::to_string(aMilliseconds) + ')').c_str());
@@ -54,7 +54,7 @@ Lines repeated(unsigned int aTimes, Lines const& aLines)
     return lines;
 }
 
-/// The size of a mapping as the standard declares it.
+/// The size of a mapping according to the standard's declaration.
 std::size_t sizeFor(std::size_t aNumEntries)
 {
     return offsetof(HBA_FCPTargetMapping, entry) + aNumEntries * sizeof(HBA_FCPSCSIENTRY);
@@ -72,7 +72,7 @@ class TargetMappings : public HbaapiLayer
 protected:
     ~TargetMappings() override { std::free(mMapping); }
 
-    /// Lets the HBA API answer the next requests so.
+    /// Sets the answers to the next requests.
     void answer(HBA_STATUS aStatus, unsigned int aTimes = 1)
     {
         for (unsigned int i = 0; i < aTimes; ++i)
@@ -81,14 +81,14 @@ protected:
         }
     }
 
-    /// Lets the HBA API answer the next request with MORE_DATA and ask for so many entries.
+    /// Sets MORE_DATA with this number of entries as the answer to the next request.
     void answerMoreData(unsigned int aNumEntries)
     {
         mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [=](HBA_FCPTargetMapping& aMapping)
                                            { aMapping.NumberOfEntries = aNumEntries; }});
     }
 
-    /// Passes a block with so many entries to the next query. Its bytes can be told from zeroed ones.
+    /// Passes a block with this number of entries to the next query. Its bytes are not zero.
     void passBlock(unsigned int aNumEntries)
     {
         mMapping = static_cast<HBA_FCPTargetMapping*>(std::malloc(sizeFor(std::max(aNumEntries, 1u))));
@@ -101,7 +101,7 @@ protected:
         return outcomeOf([&] { mReturned = mLayer.HA_GetTargetMappings(aHandle, mMapping); });
     }
 
-    /// The entries of the mapping, byte by byte.
+    /// The bytes of the mapping's entries.
     static std::vector<unsigned char> entriesOf(HBA_FCPTargetMapping const& aMapping)
     {
         unsigned char const* const first = reinterpret_cast<unsigned char const*>(aMapping.entry);
@@ -109,7 +109,7 @@ protected:
             first, first + sizeFor(aMapping.NumberOfEntries) - offsetof(HBA_FCPTargetMapping, entry));
     }
 
-    /// What one request logs.
+    /// The log lines of one request.
     static Lines request(unsigned int aNumEntries, std::string const& aStatusName)
     {
         ExpectedLog const step = logOf("__sGetTargetMappings");
@@ -118,7 +118,7 @@ protected:
         return lines;
     }
 
-    /// What one request logs that uses the caller's block.
+    /// The log lines of a request with the caller's block.
     static Lines requestInBlock(unsigned int aNumEntries, std::string const& aStatusName)
     {
         ExpectedLog const step = logOf("__sGetTargetMappings");
@@ -129,19 +129,19 @@ protected:
                 step.left()};
     }
 
-    /// What one request logs that is answered with MORE_DATA.
+    /// The log lines of a request that is answered with MORE_DATA.
     static Lines moreWanted(unsigned int aNumEntries)
     {
         return request(aNumEntries, "HBA_STATUS_ERROR_MORE_DATA");
     }
 
-    /// What one request logs that is answered with BUSY, and the waiting.
+    /// The log lines of a request that is answered with BUSY, and of the wait.
     static Lines busy(unsigned int aNumEntries)
     {
         return joinedLines({request(aNumEntries, "HBA_STATUS_ERROR_BUSY"), {call("ClibSleepMS(1000)")}});
     }
 
-    /// What the query logs at its end when it fails.
+    /// The last log lines of a failed query.
     Lines failure(unsigned int aNumEntries, std::string const& aStatusName) const
     {
         return {mExpected.error(
@@ -158,14 +158,14 @@ protected:
     HBA_FCPTargetMapping* mReturned = nullptr;
 };
 
-TEST_F(TargetMappings, WithoutABlockAreAskedForIn256Entries)
+TEST_F(TargetMappings, FirstRequestWithoutABlockHas256Entries)
 {
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
     EXPECT_THAT(events(), ElementsAreArray(joinedLines({mEntered, request(256, "HBA_STATUS_OK"), mLeft})));
 }
 
-TEST_F(TargetMappings, AreReturnedAndKeptInThePointer)
+TEST_F(TargetMappings, BlockIsReturnedAndStoredInThePointer)
 {
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
@@ -173,7 +173,7 @@ TEST_F(TargetMappings, AreReturnedAndKeptInThePointer)
     EXPECT_EQ(mReturned, mMapping);
 }
 
-TEST_F(TargetMappings, AreReturnedAsTheHbaApiFilledThem)
+TEST_F(TargetMappings, HbaApiAnswerIsReturnedUnchanged)
 {
     mHbaapi.mTargetMappings.push_back({HBA_STATUS_OK, [](HBA_FCPTargetMapping& aMapping)
                                        {
@@ -187,21 +187,21 @@ TEST_F(TargetMappings, AreReturnedAsTheHbaApiFilledThem)
     EXPECT_EQ(mMapping->entry[1].FcpId.FcId, 101u);
 }
 
-TEST_F(TargetMappings, AreAskedForInABlockOfZeros)
+TEST_F(TargetMappings, FirstBlockIsZeroed)
 {
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
     EXPECT_THAT(entriesOf(*mMapping), Each(0));
 }
 
-TEST_F(TargetMappings, AreAskedForInABlockAsLargeAsTheStandardMakesIt)
+TEST_F(TargetMappings, BlockHasTheSizeOfTheStandardStructure)
 {
     answer(HBA_STATUS_OK);
     EXPECT_EQ(fetch(), done);
     EXPECT_EQ(mHeap.sizeOf(mMapping), sizeFor(256));
 }
 
-TEST_F(TargetMappings, AreThoseOfTheHandleWhateverItIs)
+TEST_F(TargetMappings, AnyHandleIsPassedToTheHbaApi)
 {
     passBlock(2);
     for (unsigned int const handle : {0u, 1u, 2147483648u, 4294967295u})
@@ -212,7 +212,7 @@ TEST_F(TargetMappings, AreThoseOfTheHandleWhateverItIs)
     }
 }
 
-TEST_F(TargetMappings, InABlockOfTheCallersAreAskedForWithoutAllocating)
+TEST_F(TargetMappings, CallersBlockIsUsedWithoutAllocating)
 {
     passBlock(2);
     answer(HBA_STATUS_OK);
@@ -221,7 +221,7 @@ TEST_F(TargetMappings, InABlockOfTheCallersAreAskedForWithoutAllocating)
                 ElementsAreArray(joinedLines({mEntered, requestInBlock(2, "HBA_STATUS_OK"), mLeft})));
 }
 
-TEST_F(TargetMappings, BlockOfTheCallersIsUsedAsItStands)
+TEST_F(TargetMappings, CallersBlockIsPassedUnchanged)
 {
     passBlock(2);
     HBA_FCPTargetMapping* const block = mMapping;
@@ -232,7 +232,7 @@ TEST_F(TargetMappings, BlockOfTheCallersIsUsedAsItStands)
     EXPECT_THAT(entriesOf(*mMapping), Each(untouched));
 }
 
-TEST_F(TargetMappings, BlockOfOneEntryIsEnough)
+TEST_F(TargetMappings, CallersBlockMayHaveOneEntry)
 {
     passBlock(1);
     answer(HBA_STATUS_OK);
@@ -240,7 +240,7 @@ TEST_F(TargetMappings, BlockOfOneEntryIsEnough)
     EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_GetFcpTargetMapping(7, 1)"));
 }
 
-TEST_F(TargetMappings, MoreOfThemAreAskedForInAsManyEntriesAsItTakes)
+TEST_F(TargetMappings, MoreDataIsRequestedWithTheReportedNumberOfEntries)
 {
     answerMoreData(300);
     answer(HBA_STATUS_OK);
@@ -250,7 +250,7 @@ TEST_F(TargetMappings, MoreOfThemAreAskedForInAsManyEntriesAsItTakes)
         ElementsAreArray(joinedLines({mEntered, moreWanted(256), request(300, "HBA_STATUS_OK"), mLeft})));
 }
 
-TEST_F(TargetMappings, MoreOfThemAreAskedForInANewBlockOfZeros)
+TEST_F(TargetMappings, MoreDataIsRequestedWithANewZeroedBlock)
 {
     mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_MORE_DATA, [](HBA_FCPTargetMapping& aMapping)
                                        {
@@ -265,7 +265,7 @@ TEST_F(TargetMappings, MoreOfThemAreAskedForInANewBlockOfZeros)
     EXPECT_THAT(entriesOf(*mMapping), Each(0));
 }
 
-TEST_F(TargetMappings, MoreOfThemThanTheCallersBlockHoldsTakeANewOne)
+TEST_F(TargetMappings, MoreDataReplacesTheCallersBlock)
 {
     passBlock(2);
     answerMoreData(3);
@@ -277,7 +277,7 @@ TEST_F(TargetMappings, MoreOfThemThanTheCallersBlockHoldsTakeANewOne)
     EXPECT_THAT(entriesOf(*mMapping), Each(0));
 }
 
-TEST_F(TargetMappings, MoreOfThemMayBeFewerThanBefore)
+TEST_F(TargetMappings, MoreDataMayReportFewerEntriesThanBefore)
 {
     answerMoreData(300);
     answerMoreData(2);
@@ -288,9 +288,9 @@ TEST_F(TargetMappings, MoreOfThemMayBeFewerThanBefore)
                             "HBA_GetFcpTargetMapping(7, 2)"));
 }
 
-TEST_F(TargetMappings, AskingForMoreIsNotLimited)
+TEST_F(TargetMappings, MoreDataIsRequestedAgainWithoutALimit)
 {
-    // Deliberately so: an adapter whose mappings keep growing is followed, however often it takes.
+    // Deliberately unlimited: mappings that keep growing are requested again each time.
     for (unsigned int i = 0; i < 1000; ++i)
     {
         answerMoreData(2 + i % 7);
@@ -301,7 +301,7 @@ TEST_F(TargetMappings, AskingForMoreIsNotLimited)
     EXPECT_EQ(mHbaapi.calls().back(), "HBA_GetFcpTargetMapping(7, 7)");
 }
 
-TEST_F(TargetMappings, OfABusyAdapterAreAskedForAgainAfterASecond)
+TEST_F(TargetMappings, BusyAdapterIsQueriedAgainAfterASecond)
 {
     answer(HBA_STATUS_ERROR_BUSY);
     answer(HBA_STATUS_OK);
@@ -310,7 +310,7 @@ TEST_F(TargetMappings, OfABusyAdapterAreAskedForAgainAfterASecond)
                 ElementsAreArray(joinedLines({mEntered, busy(256), request(256, "HBA_STATUS_OK"), mLeft})));
 }
 
-TEST_F(TargetMappings, OfAnAdapterThatIsBusyFourTimesAreHad)
+TEST_F(TargetMappings, QuerySucceedsAfterFourBusyAnswers)
 {
     answer(HBA_STATUS_ERROR_BUSY, 4);
     answer(HBA_STATUS_OK);
@@ -320,9 +320,9 @@ TEST_F(TargetMappings, OfAnAdapterThatIsBusyFourTimesAreHad)
     EXPECT_EQ(mReturned, mMapping);
 }
 
-TEST_F(TargetMappings, OfAnAdapterThatIsBusyFiveTimesAreGivenUpAfterWaitingOnceMore)
+TEST_F(TargetMappings, QueryFailsAfterFiveBusyAnswersAndAFinalWait)
 {
-    // Every busy answer is waited out, the fifth too, after which there is no request any more.
+    // The layer waits after every busy answer, including the fifth, which is not followed by a request.
     answer(HBA_STATUS_ERROR_BUSY, 5);
     EXPECT_EQ(fetch(), mappingsFailed);
     EXPECT_THAT(events(), ElementsAreArray(joinedLines(
@@ -330,7 +330,7 @@ TEST_F(TargetMappings, OfAnAdapterThatIsBusyFiveTimesAreGivenUpAfterWaitingOnceM
     EXPECT_EQ(mMapping, nullptr);
 }
 
-TEST_F(TargetMappings, OfABusyAdapterAreAskedForInAsManyEntriesAsBefore)
+TEST_F(TargetMappings, RetryOfABusyAdapterHasTheSameNumberOfEntries)
 {
     passBlock(2);
     answer(HBA_STATUS_ERROR_BUSY);
@@ -343,7 +343,7 @@ TEST_F(TargetMappings, OfABusyAdapterAreAskedForInAsManyEntriesAsBefore)
                             "HBA_GetFcpTargetMapping(7, 300)", "HBA_GetFcpTargetMapping(7, 300)"));
 }
 
-TEST_F(TargetMappings, OfABusyAdapterAreAskedForInANewBlockOfZeros)
+TEST_F(TargetMappings, RetryOfABusyAdapterHasANewZeroedBlock)
 {
     passBlock(2);
     answer(HBA_STATUS_ERROR_BUSY);
@@ -353,7 +353,7 @@ TEST_F(TargetMappings, OfABusyAdapterAreAskedForInANewBlockOfZeros)
     EXPECT_THAT(entriesOf(*mMapping), Each(0));
 }
 
-TEST_F(TargetMappings, AskingForMoreDoesNotMakeUpForBusyAnswers)
+TEST_F(TargetMappings, MoreDataDoesNotResetTheCountOfBusyAnswers)
 {
     for (unsigned int i = 0; i < 5; ++i)
     {
@@ -367,7 +367,7 @@ TEST_F(TargetMappings, AskingForMoreDoesNotMakeUpForBusyAnswers)
                                                         busy(304), failure(304, "HBA_STATUS_ERROR_BUSY")})));
 }
 
-TEST_F(TargetMappings, AskingForMoreIsNotCountedAsBusy)
+TEST_F(TargetMappings, MoreDataDoesNotCountAsBusy)
 {
     answer(HBA_STATUS_ERROR_BUSY, 4);
     for (unsigned int i = 0; i < 10; ++i)
@@ -391,7 +391,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(EachThatEndsTheQuery, TargetMappingsStatus,
                          testing::ValuesIn(failuresBut({HBA_STATUS_ERROR_MORE_DATA, HBA_STATUS_ERROR_BUSY})));
 
-TEST_P(TargetMappingsStatus, IsNotTriedAgain)
+TEST_P(TargetMappingsStatus, FailureIsNotRetried)
 {
     answer(GetParam().mStatus);
     EXPECT_EQ(fetch(), mappingsFailed);
@@ -399,7 +399,7 @@ TEST_P(TargetMappingsStatus, IsNotTriedAgain)
     EXPECT_EQ(mMapping, nullptr);
 }
 
-TEST_P(TargetMappingsStatus, IsNotTriedAgainAfterMoreWereAskedFor)
+TEST_P(TargetMappingsStatus, FailureIsNotRetriedAfterMoreData)
 {
     answerMoreData(300);
     answer(GetParam().mStatus);
@@ -408,7 +408,7 @@ TEST_P(TargetMappingsStatus, IsNotTriedAgainAfterMoreWereAskedFor)
     EXPECT_EQ(mMapping, nullptr);
 }
 
-TEST_P(TargetMappingsStatus, IsNotTriedAgainAfterABusyAnswer)
+TEST_P(TargetMappingsStatus, FailureIsNotRetriedAfterABusyAnswer)
 {
     answer(HBA_STATUS_ERROR_BUSY);
     answer(GetParam().mStatus);
@@ -417,7 +417,7 @@ TEST_P(TargetMappingsStatus, IsNotTriedAgainAfterABusyAnswer)
     EXPECT_EQ(mMapping, nullptr);
 }
 
-TEST_P(TargetMappingsStatus, TakesTheBlockOfTheCallersAway)
+TEST_P(TargetMappingsStatus, FailureFreesTheCallersBlock)
 {
     passBlock(2);
     answer(GetParam().mStatus);
@@ -443,7 +443,7 @@ TEST_F(TargetMappingsDeathTest, BlockWithoutEntriesEndsTheProcess)
                                      logOf("__sGetTargetMappings").assertion("acNumEntries > 0")}})));
 }
 
-TEST_F(TargetMappingsDeathTest, MoreThatIsOneEntryOrNoneEndsTheProcess)
+TEST_F(TargetMappingsDeathTest, MoreDataWithFewerThanTwoEntriesEndsTheProcess)
 {
     for (unsigned int const numEntries : {0u, 1u})
     {
@@ -461,7 +461,7 @@ TEST_F(TargetMappingsDeathTest, MoreThatIsOneEntryOrNoneEndsTheProcess)
     }
 }
 
-/// What the library does with the C heap.
+/// Watches the library's use of the C heap.
 class TargetMappingsHeap : public TargetMappings
 {
 protected:
@@ -469,12 +469,12 @@ protected:
     {
         if (!LibraryHeap::isWatched())
         {
-            GTEST_SKIP() << "the C heap belongs to the sanitizers in this build";
+            GTEST_SKIP() << "the sanitizers replace malloc in this build";
         }
     }
 };
 
-TEST_F(TargetMappingsHeap, EveryBlockButTheLastIsFreedOnce)
+TEST_F(TargetMappingsHeap, EveryBlockExceptTheLastIsFreedOnce)
 {
     passBlock(2);
     answerMoreData(300);
@@ -485,7 +485,7 @@ TEST_F(TargetMappingsHeap, EveryBlockButTheLastIsFreedOnce)
                 ElementsAre("free(the caller's)", allocateFor(300), freeFor(300), allocateFor(300)));
 }
 
-TEST_F(TargetMappingsHeap, EveryBlockIsFreedOnceByAFailure)
+TEST_F(TargetMappingsHeap, FailureFreesEveryBlockOnce)
 {
     answerMoreData(300);
     answer(HBA_STATUS_ERROR);
@@ -503,7 +503,7 @@ TEST_F(TargetMappingsHeap, EveryBlockOfABusyAdapterIsFreedOnce)
                             allocateFor(2), freeFor(2), allocateFor(2), freeFor(2)));
 }
 
-TEST_F(TargetMappingsHeap, MemoryThatIsMissingIsReportedWithoutAWord)
+TEST_F(TargetMappingsHeap, MissingMemoryIsReportedWithoutALogLine)
 {
     mHeap.failAllocation(1);
     EXPECT_EQ(fetch(), outOfMemory);
@@ -514,7 +514,7 @@ TEST_F(TargetMappingsHeap, MemoryThatIsMissingIsReportedWithoutAWord)
     EXPECT_EQ(mMapping, nullptr);
 }
 
-TEST_F(TargetMappingsHeap, MemoryThatIsMissingForMoreLeavesNothing)
+TEST_F(TargetMappingsHeap, MissingMemoryForMoreDataLeavesNoBlock)
 {
     answerMoreData(300);
     mHeap.failAllocation(2);
@@ -524,14 +524,14 @@ TEST_F(TargetMappingsHeap, MemoryThatIsMissingForMoreLeavesNothing)
     EXPECT_EQ(mMapping, nullptr);
 }
 
-TEST_F(TargetMappingsHeap, SizeOfAsManyEntriesAsAnAdapterCanAskForIsNotCut)
+TEST_F(TargetMappingsHeap, SizeOfTheLargestNumberOfEntriesDoesNotOverflow)
 {
     answerMoreData(4294967295u);
     mHeap.failAllocation(2);
     EXPECT_EQ(fetch(), outOfMemory);
     if (sizeof(std::size_t) == sizeof(std::uint32_t))
     {
-        GTEST_SKIP() << "there are no addresses for so many entries, so none are allocated";
+        GTEST_SKIP() << "the address space is too small for that many entries";
     }
     EXPECT_EQ(mHeap.calls().back(), allocateFor(4294967295u));
 }

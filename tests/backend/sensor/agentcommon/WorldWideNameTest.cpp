@@ -47,7 +47,7 @@ std::string setText(QZCWorldWideName& aName, std::string const& aText)
     return outcomeOf([&] { aName.setStringForm(aText.c_str()); });
 }
 
-/// The bytes that a text is scanned into by a new name, which must accept it.
+/// The bytes of a new name that is set from the text. The text must be accepted.
 Bytes scanned(std::string const& aText)
 {
     QZCWorldWideName name;
@@ -66,7 +66,7 @@ unsigned char const* fieldsOf(QZCWorldWideName const& aName)
     return reinterpret_cast<unsigned char const*>(&aName) + sizeof(void*);
 }
 
-/// The lines of the two builders.
+/// The log lines of both _init functions.
 ExpectedLog const builder("_init", ".//WorldWideName");
 
 LogLine formLine(std::string const& aText)
@@ -74,18 +74,18 @@ LogLine formLine(std::string const& aText)
     return builder.trace("The string form: %s", "The string form: " + aText);
 }
 
-TEST(WorldWideName, HasAnEmptyTextByDefault) { EXPECT_EQ(textOf(QZCWorldWideName()), ""); }
+TEST(WorldWideName, DefaultTextIsEmpty) { EXPECT_EQ(textOf(QZCWorldWideName()), ""); }
 
-TEST(WorldWideName, HasZeroBytesByDefault) { EXPECT_EQ(bytesOf(QZCWorldWideName()), Bytes(nameSize, 0)); }
+TEST(WorldWideName, DefaultBytesAreZero) { EXPECT_EQ(bytesOf(QZCWorldWideName()), Bytes(nameSize, 0)); }
 
-TEST(WorldWideName, BuiltFromBytesHasBothForms)
+TEST(WorldWideName, ConstructionFromBytesSetsBothForms)
 {
     QZCWorldWideName const name(someName.data());
     EXPECT_EQ(bytesOf(name), someName);
     EXPECT_EQ(textOf(name), someText);
 }
 
-TEST(WorldWideName, BuiltFromBytesLogsUnderItsHeader)
+TEST(WorldWideName, ConstructionFromBytesLogsUnderTheHeader)
 {
     ExpectedLog const expected("QZCWorldWideName", "backend/sensor/agentcommon/include/WorldWideName");
     LogCapture log;
@@ -94,7 +94,7 @@ TEST(WorldWideName, BuiltFromBytesLogsUnderItsHeader)
                                          builder.left(), expected.left()));
 }
 
-TEST(WorldWideName, CopiesTheBytesThatItIsBuiltFrom)
+TEST(WorldWideName, ConstructionCopiesTheBytes)
 {
     Bytes bytes = someName;
     QZCWorldWideName const name(bytes.data());
@@ -102,7 +102,7 @@ TEST(WorldWideName, CopiesTheBytesThatItIsBuiltFrom)
     EXPECT_EQ(bytesOf(name), someName);
 }
 
-TEST(WorldWideName, SetFromBytesHasBothForms)
+TEST(WorldWideName, SettingFromBytesSetsBothForms)
 {
     QZCWorldWideName name;
     name.setBinaryForm(someName.data());
@@ -110,7 +110,7 @@ TEST(WorldWideName, SetFromBytesHasBothForms)
     EXPECT_EQ(textOf(name), someText);
 }
 
-TEST(WorldWideName, SetFromBytesLogsTheText)
+TEST(WorldWideName, SettingFromBytesLogsTheText)
 {
     QZCWorldWideName name;
     LogCapture log;
@@ -118,7 +118,7 @@ TEST(WorldWideName, SetFromBytesLogsTheText)
     EXPECT_THAT(log.lines(), ElementsAre(builder.entered(), formLine(someText), builder.left()));
 }
 
-TEST(WorldWideName, SetFromBytesHasALowerCaseTextOfEightPairs)
+TEST(WorldWideName, SettingFromBytesGivesEightLowerCasePairs)
 {
     QZCWorldWideName name;
     Bytes const bytes = {0x00, 0x01, 0x0f, 0x10, 0x7f, 0x80, 0xab, 0xff};
@@ -126,7 +126,7 @@ TEST(WorldWideName, SetFromBytesHasALowerCaseTextOfEightPairs)
     EXPECT_EQ(textOf(name), "00:01:0f:10:7f:80:ab:ff");
 }
 
-TEST(WorldWideName, SetFromTextHasBothForms)
+TEST(WorldWideName, SettingFromTextSetsBothForms)
 {
     QZCWorldWideName name;
     EXPECT_EQ(setText(name, someText), done);
@@ -134,7 +134,7 @@ TEST(WorldWideName, SetFromTextHasBothForms)
     EXPECT_EQ(textOf(name), someText);
 }
 
-TEST(WorldWideName, SetFromTextLogsTheText)
+TEST(WorldWideName, SettingFromTextLogsTheText)
 {
     QZCWorldWideName name;
     QZCString const text(someText);
@@ -143,7 +143,7 @@ TEST(WorldWideName, SetFromTextLogsTheText)
     EXPECT_THAT(log.lines(), ElementsAre(builder.entered(), formLine(someText), builder.left()));
 }
 
-TEST(WorldWideName, KeepsTheLetterCaseOfItsTextUntilItIsSetFromBytes)
+TEST(WorldWideName, SettingFromTextKeepsItsLetterCase)
 {
     QZCWorldWideName name;
     EXPECT_EQ(setText(name, "10:00:00:00:C9:2A:3B:4C"), done);
@@ -170,7 +170,7 @@ TEST(WorldWideName, CanBeSetFromItsOwnBytes)
     EXPECT_EQ(textOf(name), someText);
 }
 
-TEST(WorldWideName, CopyHasATextOfItsOwn)
+TEST(WorldWideName, CopyHasItsOwnText)
 {
     QZCWorldWideName name(someName.data());
     QZCWorldWideName const copy = name;
@@ -179,7 +179,7 @@ TEST(WorldWideName, CopyHasATextOfItsOwn)
     EXPECT_EQ(bytesOf(copy), someName);
 }
 
-TEST(WorldWideName, LogsNothingButBuilding)
+TEST(WorldWideName, OnlyConstructionLogs)
 {
     QZCWorldWideName name(someName.data());
     LogCapture log;
@@ -202,7 +202,7 @@ INSTANTIATE_TEST_SUITE_P(Wrong, WorldWideNameLength,
                                          "10:00:00:00:c9:2a:3b:4c0", " 10:00:00:00:c9:2a:3b:4c",
                                          "10000000c92a3b4c", "%s%n", std::string(1000, ':')));
 
-TEST_P(WorldWideNameLength, IsRefusedWithTheText)
+TEST_P(WorldWideNameLength, WrongLengthIsRefusedWithTheText)
 {
     QZCWorldWideName name;
     LogCapture log;
@@ -213,7 +213,7 @@ TEST_P(WorldWideNameLength, IsRefusedWithTheText)
                                           "The length of string form '" + GetParam() + "' is not 23.")));
 }
 
-TEST_P(WorldWideNameLength, ChangesNothing)
+TEST_P(WorldWideNameLength, WrongLengthChangesNothing)
 {
     QZCWorldWideName name(someName.data());
     EXPECT_EQ(setText(name, GetParam()), invalid);
@@ -225,7 +225,7 @@ TEST_P(WorldWideNameLength, ChangesNothing)
 class WorldWideNameSeparator : public testing::TestWithParam<std::size_t>
 {
 protected:
-    /// A text that is wrong from this separator on.
+    /// A text that is wrong from this separator onwards.
     static std::string wrongText(char aSeparator)
     {
         std::string text = "a1:a2:a3:a4:a5:a6:a7:a8";
@@ -239,7 +239,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(AfterPair, WorldWideNameSeparator, testing::Range<std::size_t>(0, nameSize - 1));
 
-TEST_P(WorldWideNameSeparator, ThatIsNoColonIsRefusedWithTheText)
+TEST_P(WorldWideNameSeparator, WrongSeparatorIsRefusedWithTheText)
 {
     for (char const separator : {'-', ' ', ';', '0', '%', '\n'})
     {
@@ -254,7 +254,7 @@ TEST_P(WorldWideNameSeparator, ThatIsNoColonIsRefusedWithTheText)
     }
 }
 
-TEST_P(WorldWideNameSeparator, ThatIsNoColonLeavesTheBytesBeforeItAndTheText)
+TEST_P(WorldWideNameSeparator, WrongSeparatorKeepsTheBytesBeforeItAndTheText)
 {
     QZCWorldWideName name(someName.data());
     EXPECT_EQ(setText(name, wrongText('-')), invalid);
@@ -267,7 +267,7 @@ TEST_P(WorldWideNameSeparator, ThatIsNoColonLeavesTheBytesBeforeItAndTheText)
     EXPECT_EQ(textOf(name), wrongText('-'));
 }
 
-/// A pair that is scanned loosely, and the byte that comes of it behind a byte 0x10.
+/// A pair that is not two digits, and the byte that it gives after a byte 0x10.
 struct LoosePair
 {
     std::string mPair;
@@ -283,7 +283,7 @@ class WorldWideNamePair : public testing::TestWithParam<LoosePair>
 {
 };
 
-// The looseness is deliberate: names that were once accepted stay so.
+// The lenient parsing is deliberate: names that older versions accepted remain accepted.
 INSTANTIATE_TEST_SUITE_P(Loose, WorldWideNamePair,
                          testing::Values(LoosePair{"1g", 0x01}, LoosePair{"c:", 0x0c}, LoosePair{"F ", 0x0f},
                                          LoosePair{" 7", 0x07}, LoosePair{"\t7", 0x07}, LoosePair{"+7", 0x07},
@@ -293,7 +293,7 @@ INSTANTIATE_TEST_SUITE_P(Loose, WorldWideNamePair,
                                          LoosePair{"::", 0x10}, LoosePair{"  ", 0x10}, LoosePair{"+ ", 0x10},
                                          LoosePair{"--", 0x10}, LoosePair{"%x", 0x10}));
 
-TEST_P(WorldWideNamePair, IsScannedAsFarAsItGoes)
+TEST_P(WorldWideNamePair, PairIsParsedUpToTheFirstInvalidCharacter)
 {
     std::string const text = "10:" + GetParam().mPair + ":00:00:c9:2a:3b:4c";
     Bytes expected = someName;
@@ -301,7 +301,7 @@ TEST_P(WorldWideNamePair, IsScannedAsFarAsItGoes)
     EXPECT_EQ(scanned(text), expected);
 }
 
-TEST_P(WorldWideNamePair, StaysInTheText)
+TEST_P(WorldWideNamePair, PairIsKeptInTheText)
 {
     std::string const text = "10:" + GetParam().mPair + ":00:00:c9:2a:3b:4c";
     QZCWorldWideName name;
@@ -309,39 +309,39 @@ TEST_P(WorldWideNamePair, StaysInTheText)
     EXPECT_EQ(textOf(name), text);
 }
 
-TEST(WorldWideNamePairs, WithoutADigitRepeatTheByteBefore)
+TEST(WorldWideNamePairs, PairWithoutADigitRepeatsThePreviousByte)
 {
     EXPECT_THAT(scanned("aa:gg:  :bb::::-g:cc:zz"),
                 ElementsAre(0xaa, 0xaa, 0xaa, 0xbb, 0xbb, 0xbb, 0xcc, 0xcc));
 }
 
-TEST(WorldWideNamePairs, WithoutADigitFromTheFirstOnAreZero)
+TEST(WorldWideNamePairs, LeadingPairsWithoutADigitAreZero)
 {
     EXPECT_THAT(scanned("gg:zz:00:01:02:03:04:05"), ElementsAre(0, 0, 0, 1, 2, 3, 4, 5));
     EXPECT_EQ(scanned("gg:gg:gg:gg:gg:gg:gg:gg"), Bytes(nameSize, 0));
 }
 
-TEST(WorldWideNamePairs, WithoutADigitDoNotRepeatWhatTheNameHeld)
+TEST(WorldWideNamePairs, PairWithoutADigitDoesNotKeepTheOldByte)
 {
     QZCWorldWideName name(Bytes(nameSize, 0x77).data());
     EXPECT_EQ(setText(name, "gg:01:02:03:04:05:06:07"), done);
     EXPECT_THAT(bytesOf(name), ElementsAre(0, 1, 2, 3, 4, 5, 6, 7));
 }
 
-TEST(WorldWideNameEncoding, IsOneBufferOfTheEightBytes)
+TEST(WorldWideNameEncoding, EncodedFormIsOneBufferOfEightBytes)
 {
     EXPECT_THAT(encodedFormOf(QZCWorldWideName(someName.data())),
                 ElementsAre(0x5a, 0x00, 0x00, 0x00, 0x08, 0x10, 0x00, 0x00, 0x00, 0xc9, 0x2a, 0x3b, 0x4c));
 }
 
-TEST(WorldWideNameEncoding, LeavesOutTheText)
+TEST(WorldWideNameEncoding, EncodedFormHasNoText)
 {
     QZCWorldWideName upper;
     EXPECT_EQ(setText(upper, "10:00:00:00:C9:2A:3B:4C"), done);
     EXPECT_EQ(encodedFormOf(upper), encodedFormOf(QZCWorldWideName(someName.data())));
 }
 
-TEST(WorldWideNameEncoding, AppendsToWhatTheStreamHolds)
+TEST(WorldWideNameEncoding, EncodingAppendsToTheStream)
 {
     QZCEncodableOutStream out;
     out << true;
@@ -349,7 +349,7 @@ TEST(WorldWideNameEncoding, AppendsToWhatTheStreamHolds)
     EXPECT_EQ(bytesOf(out.getEncoded()), joined({0xf5, 0x5a, 0x00, 0x00, 0x00, 0x08}, someName));
 }
 
-TEST(WorldWideNameDecoding, IntoADefaultOneGivesBothForms)
+TEST(WorldWideNameDecoding, DecodingIntoADefaultNameSetsBothForms)
 {
     QZCWorldWideName name;
     EXPECT_EQ(decodeInto(name, joined({0x5a, 0x00, 0x00, 0x00, 0x08}, someName)), done);
@@ -357,7 +357,7 @@ TEST(WorldWideNameDecoding, IntoADefaultOneGivesBothForms)
     EXPECT_EQ(textOf(name), someText);
 }
 
-TEST(WorldWideNameDecoding, GivesALowerCaseText)
+TEST(WorldWideNameDecoding, DecodingGivesALowerCaseText)
 {
     QZCWorldWideName upper;
     EXPECT_EQ(setText(upper, "10:00:00:00:C9:2A:3B:4C"), done);
@@ -366,7 +366,7 @@ TEST(WorldWideNameDecoding, GivesALowerCaseText)
     EXPECT_EQ(textOf(name), someText);
 }
 
-TEST(WorldWideNameDecoding, LogsAsSettingFromBytesDoes)
+TEST(WorldWideNameDecoding, DecodingLogsLikeSettingFromBytes)
 {
     QZCWorldWideName name;
     Bytes const encoded = encodedFormOf(QZCWorldWideName(someName.data()));
@@ -375,7 +375,7 @@ TEST(WorldWideNameDecoding, LogsAsSettingFromBytesDoes)
     EXPECT_THAT(log.lines(), ElementsAre(builder.entered(), formLine(someText), builder.left()));
 }
 
-TEST(WorldWideNameDecoding, LeavesWhatFollowsInTheStream)
+TEST(WorldWideNameDecoding, DecodingDoesNotConsumeWhatFollows)
 {
     Bytes const bytes = joined(joined({0x5a, 0x00, 0x00, 0x00, 0x08}, someName), {0xf5, 0xf4});
     QZCEncodableInStream in(bytes.data(), lengthOf(bytes));
@@ -383,7 +383,7 @@ TEST(WorldWideNameDecoding, LeavesWhatFollowsInTheStream)
     EXPECT_EQ(in.getRemaining(), 2u);
 }
 
-TEST(WorldWideNameDecoding, TakesTheFirstEightBytesOfALongerBuffer)
+TEST(WorldWideNameDecoding, LongerBufferGivesItsFirstEightBytes)
 {
     for (unsigned char const length : Bytes{9, 23, 40, 200})
     {
@@ -393,9 +393,9 @@ TEST(WorldWideNameDecoding, TakesTheFirstEightBytesOfALongerBuffer)
     }
 }
 
-TEST(WorldWideNameDecoding, TakesAShorterBufferAsItStands)
+TEST(WorldWideNameDecoding, ShorterBufferIsNotRefused)
 {
-    // The length is not checked; behind the bytes of the sender the buffer has zeros.
+    // The length is not checked. After the received bytes, the buffer contains zeros.
     for (unsigned char length = 0; length < nameSize; ++length)
     {
         QZCWorldWideName name;
@@ -406,7 +406,7 @@ TEST(WorldWideNameDecoding, TakesAShorterBufferAsItStands)
     }
 }
 
-/// Input that holds no whole buffer.
+/// Input without a complete buffer.
 class WorldWideNameMalformed : public testing::TestWithParam<Bytes>
 {
 };
@@ -424,7 +424,7 @@ std::vector<Bytes> malformedInputs()
 
 INSTANTIATE_TEST_SUITE_P(Any, WorldWideNameMalformed, testing::ValuesIn(malformedInputs()));
 
-TEST_P(WorldWideNameMalformed, InputIsRefusedAndChangesNothing)
+TEST_P(WorldWideNameMalformed, MalformedInputIsRefusedAndChangesNothing)
 {
     QZCWorldWideName name(someName.data());
     LogCapture log;
@@ -434,15 +434,15 @@ TEST_P(WorldWideNameMalformed, InputIsRefusedAndChangesNothing)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-/// Each operation that takes memory, without it.
+/// Operations that allocate, while an allocation fails.
 class WorldWideNameWithoutMemory : public testing::Test
 {
 protected:
-    /// Expects that each allocation of the action that fails is reported and loses nothing.
+    /// Expects that each failing allocation of the action is reported and leaks nothing.
     template <typename Action>
     static void expectReported(Action const& aAction)
     {
-        // The object whose count cannot be had is given up on purpose, see QZCPointer.
+        // QZCPointer leaks an object deliberately when it cannot allocate its count.
         DeliberateLeak const leak;
         unsigned int const allocations = allocationsOf(aAction);
         EXPECT_GT(allocations, 0u);
@@ -456,20 +456,20 @@ protected:
     QZCWorldWideName mName;
 };
 
-TEST_F(WorldWideNameWithoutMemory, BuildingReportsIt)
+TEST_F(WorldWideNameWithoutMemory, ConstructionReportsMissingMemory)
 {
     expectReported([] { QZCWorldWideName const name; });
     expectReported([] { QZCWorldWideName const name(someName.data()); });
 }
 
-TEST_F(WorldWideNameWithoutMemory, SettingReportsIt)
+TEST_F(WorldWideNameWithoutMemory, SettingReportsMissingMemory)
 {
     QZCString const text(someText);
     expectReported([&] { mName.setBinaryForm(someName.data()); });
     expectReported([&] { mName.setStringForm(text); });
 }
 
-TEST_F(WorldWideNameWithoutMemory, DecodingReportsIt)
+TEST_F(WorldWideNameWithoutMemory, DecodingReportsMissingMemory)
 {
     Bytes const encoded = encodedFormOf(QZCWorldWideName(someName.data()));
     expectReported(
@@ -480,14 +480,14 @@ TEST_F(WorldWideNameWithoutMemory, DecodingReportsIt)
         });
 }
 
-TEST_F(WorldWideNameWithoutMemory, SettingDoesNotTraceLeaving)
+TEST_F(WorldWideNameWithoutMemory, FailedSettingIsNotTracedAsLeft)
 {
     LogCapture log;
     EXPECT_EQ(outcomeWithoutMemory(1, [&] { mName.setBinaryForm(someName.data()); }), outOfMemory);
     EXPECT_THAT(log.lines(), ElementsAre(builder.entered()));
 }
 
-TEST(WorldWideName, IsFreedWithItsTextByTheLastHandle)
+TEST(WorldWideName, LastHandleFreesNameAndText)
 {
     long const before = liveBlocks();
     {
@@ -499,7 +499,7 @@ TEST(WorldWideName, IsFreedWithItsTextByTheLastHandle)
     EXPECT_EQ(liveBlocks(), before);
 }
 
-TEST(WorldWideName, HasItsOperationsInTheOrderOfItsTable)
+TEST(WorldWideName, VirtualTableKeepsTheOrderOfOperations)
 {
     QZCWorldWideName const name;
     EXPECT_THAT(
@@ -510,17 +510,17 @@ TEST(WorldWideName, HasItsOperationsInTheOrderOfItsTable)
                     "QZCWorldWideName::setStringForm(QZCString const&)"));
 }
 
-TEST(WorldWideName, HasTheBytesAndThenTheTextBehindTheTable)
+TEST(WorldWideName, BytesAndTextFollowTheTablePointer)
 {
     QZCWorldWideName const name(someName.data());
     void const* const bytes = fieldsOf(name);
     void const* const text = fieldsOf(name) + nameSize;
     EXPECT_EQ(name.getBinaryForm(), bytes);
     EXPECT_EQ(&name.getStringForm(), text);
-    EXPECT_EQ(sizeof name, sizeof(void*) + nameSize + sizeof(QZCString)) << "no further field";
+    EXPECT_EQ(sizeof name, sizeof(void*) + nameSize + sizeof(QZCString)) << "no other field";
 }
 
-TEST(WorldWideNameModel, AnyBytesComeBackFromTheirText)
+TEST(WorldWideNameModel, BytesSurviveTheConversionToTextAndBack)
 {
     std::mt19937_64 random(20260504);
     for (int i = 0; i < 10000; ++i)
@@ -537,9 +537,8 @@ TEST(WorldWideNameModel, AnyBytesComeBackFromTheirText)
     }
 }
 
-/// What is scanned from the two characters of a pair, done by hand: white space, a sign, "0x" and hexadecimal
-/// digits.
-/// @param aBefore what comes of a pair without digits
+/// An independent parser for the two characters of a pair: white space, a sign, "0x" and hexadecimal digits.
+/// @param aBefore the value of a pair without digits
 unsigned int modelledPair(std::string const& aPair, unsigned int aBefore)
 {
     std::string const digits = "0123456789abcdef";
@@ -550,7 +549,7 @@ unsigned int modelledPair(std::string const& aPair, unsigned int aBefore)
     bool isNumber = false;
     for (; position < aPair.size(); ++position)
     {
-        // The x of "0x" ends a pair, so it need not be told from other characters.
+        // The x of "0x" is the last character of the pair, so it ends the number like any other character.
         std::size_t const digit =
             digits.find(static_cast<char>(std::tolower(static_cast<unsigned char>(aPair[position]))));
         if (digit == std::string::npos)
@@ -563,8 +562,8 @@ unsigned int modelledPair(std::string const& aPair, unsigned int aBefore)
     return !isNumber ? aBefore : isNegative ? 0 - value : value;
 }
 
-/// Scans the text into the bytes, as far as it is accepted.
-/// @return whether it is, to the end
+/// Parses the text into the bytes up to the first wrong separator.
+/// @return whether the whole text is accepted
 bool modelledScan(std::string const& aText, Bytes& aBytes)
 {
     unsigned int value = 0;
@@ -580,7 +579,7 @@ bool modelledScan(std::string const& aText, Bytes& aBytes)
     return true;
 }
 
-/// Texts of the right length out of the characters given, most of them with all separators in their places.
+/// Texts of the right length from the given characters. Most have all separators in place.
 class WorldWideNameModelText : public testing::TestWithParam<std::string>
 {
 protected:
@@ -599,11 +598,11 @@ private:
     std::mt19937 mRandom{20260504};
 };
 
-INSTANTIATE_TEST_SUITE_P(OutOf, WorldWideNameModelText,
+INSTANTIATE_TEST_SUITE_P(Random, WorldWideNameModelText,
                          testing::Values("0123456789abcdefABCDEF", "0123456789abcdefABCDEFgGxX",
                                          "01fF+-xX \t:", "09afAF/:@G`g+-xX \t\n\v\f\r%sn\x01\x7f\x80\xff"));
 
-TEST_P(WorldWideNameModelText, IsAcceptedAndScannedAsByHand)
+TEST_P(WorldWideNameModelText, ParsingAgreesWithTheModel)
 {
     unsigned int accepted = 0;
     for (int i = 0; i < 5000; ++i)

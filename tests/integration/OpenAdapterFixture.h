@@ -1,8 +1,7 @@
 /// @file
-/// The queries over the real common library, on the one adapter of a scenario.
+/// The queries of the HBA API layer on the only adapter of a scenario.
 #pragma once
 
-#include <cstdlib>
 #include <ctime>
 #include <memory>
 
@@ -11,34 +10,16 @@
 #include <hbaapi.h>
 
 #include "backend/sensor/agentcommon/include/Exceptions.h"
-#include "tests/integration/HbaapiRoad.h"
-
-struct Freed
-{
-    void operator()(void* aBlock) const { std::free(aBlock); }
-};
-
-inline constexpr unsigned int smallSize = 16;
-
-/// A REPORT LUNS buffer, which the layer may replace.
-struct Response
-{
-    Response() : mBlock(std::malloc(smallSize)) {}
-    ~Response() { std::free(mBlock); }
-    Response(Response const&) = delete;
-    Response& operator=(Response const&) = delete;
-
-    void* mBlock;
-    unsigned int mSize = smallSize;
-};
+#include "tests/integration/HbaapiFixture.h"
+#include "tools/qzagent/hba/HbaapiGuards.h"
 
 inline HBA_WWN targetNumbered(HBA_UINT8 aNumber) { return {{0x50, 0, 0, 0, 0xab, 0, 0, aNumber}}; }
 
-/// The one adapter of the scenario, opened.
-class OpenAdapterRoad : public HbaapiRoad
+/// Opens the only adapter of the scenario.
+class OpenAdapterFixture : public HbaapiFixture
 {
 protected:
-    OpenAdapterRoad()
+    OpenAdapterFixture()
     {
         mHbaapi.HA_LoadHbaapi();
         names();
@@ -58,18 +39,14 @@ protected:
             mHbaapi.HA_GetAdapterPorts(mHandle, attributes().get(), mNumberOfPorts));
     }
 
-    std::unique_ptr<HBA_FCPTargetMapping, Freed> mappings()
+    std::unique_ptr<HBA_FCPTargetMapping, qzagent::Freed> mappings()
     {
-        HBA_FCPTargetMapping* mapping = nullptr;
-        return std::unique_ptr<HBA_FCPTargetMapping, Freed>(mHbaapi.HA_GetTargetMappings(mHandle, mapping));
+        return qzagent::targetMappings(mHbaapi, mHandle);
     }
 
-    void reportLuns(Response& aResponse, HBA_UINT8 aTarget)
-    {
-        mHbaapi.HA_SendReportLUNs(mHandle, targetNumbered(aTarget), &aResponse.mBlock, &aResponse.mSize);
-    }
+    void reportLuns(HBA_UINT8 aTarget) { mResponse.fetch(mHbaapi, mHandle, targetNumbered(aTarget)); }
 
-    /// Expects the action to throw this.
+    /// Expects the action to throw QZCHbaapiEx with this text.
     template <typename Action>
     static void expectHbaapiEx(char const* aText, Action aAction)
     {
@@ -86,6 +63,9 @@ protected:
         }
     }
 
+    static constexpr unsigned int smallSize = 16;
+
     unsigned int mHandle = 0;
     unsigned int mNumberOfPorts = 0;
+    qzagent::ReportLunsResponse mResponse{smallSize};
 };

@@ -17,6 +17,7 @@
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/QueuedEvents.h"
 #include "tests/support/ScratchFolder.h"
@@ -28,15 +29,14 @@ using testing::ElementsAre;
 
 namespace
 {
-using Bytes = std::vector<unsigned char>;
 using NameHandle = QZCPointer<QZCWorldWideName>;
 
-constexpr std::uint64_t eventsInAll = 100000;
+constexpr std::uint64_t totalEvents = 100000;
 
-/// Of each category: how many bytes of payload its events have.
+/// From category to payload size in bytes.
 std::map<unsigned int, std::size_t> const sizes{{3, 64}, {4, 16}, {200, 1000}};
 
-/// The payload that the source sends with its event of that number.
+/// The payload of the source's event with that number.
 Bytes payloadOf(std::uint32_t aNumber, std::size_t aSize)
 {
     Bytes payload(aSize);
@@ -54,15 +54,14 @@ std::uint32_t numberIn(Bytes const& aPayload)
            static_cast<std::uint32_t>(aPayload.at(2)) << 8 | aPayload.at(3);
 }
 
-Bytes bytesOf(QZCEncodableInStream& aIn)
+Bytes takeBuffer(QZCEncodableInStream& aIn)
 {
     QZCPointer<QZCBuffer> buffer;
     aIn >> buffer;
-    unsigned char const* const first = *buffer;
-    return {first, first + buffer->getLength()};
+    return bytesOf(*buffer);
 }
 
-/// A record as it stands in the capture, read element by element.
+/// A record of the capture, read element by element.
 struct Record
 {
     explicit Record(QZCEncodableInStream& aIn)
@@ -70,10 +69,10 @@ struct Record
         bool hasNames = false;
         unsigned int marker = 0;
         aIn >> mCategory >> mSubcategory >> hasNames;
-        mFirst = hasNames ? bytesOf(aIn) : Bytes();
-        mSecond = hasNames ? bytesOf(aIn) : Bytes();
+        mFirst = hasNames ? takeBuffer(aIn) : Bytes();
+        mSecond = hasNames ? takeBuffer(aIn) : Bytes();
         aIn >> marker;
-        mPayload = marker == 1 ? bytesOf(aIn) : Bytes();
+        mPayload = marker == 1 ? takeBuffer(aIn) : Bytes();
     }
 
     unsigned char mCategory = 0;
@@ -83,7 +82,7 @@ struct Record
     Bytes mPayload;
 };
 
-class DiagnosticRoad : public testing::Test
+class EndToEnd : public testing::Test
 {
 protected:
     struct Board
@@ -131,12 +130,12 @@ protected:
         mLibvqm.LIBVQM_FreeLibrary();
     }
 
-    /// Writes what comes in until all of it has come.
+    /// Writes events until all are written or dropped.
     void capture(std::string const& aPath)
     {
         qzagent::CaptureWriter writer(aPath);
         qzagent::WatchedEvent event{};
-        while (writer.numberOfRecords() + mQueue.dropped() < eventsInAll)
+        while (writer.numberOfRecords() + mQueue.dropped() < totalEvents)
         {
             if (mQueue.pop(event))
             {
@@ -169,8 +168,8 @@ protected:
     ScratchFolder mFolder;
 };
 
-// Versions are read and logged once in a process, so this has one of its own.
-class DiagnosticTrace : public DiagnosticRoad
+// The layer logs the versions once per process, so this suite runs in its own process.
+class EndToEndTrace : public EndToEnd
 {
 };
 
@@ -180,18 +179,17 @@ Bytes contentOf(std::string const& aPath)
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// @return the record that the library reads there, written by it again
+/// @return the next record, decoded and encoded again by the library
 Bytes reencoded(QZCEncodableInStream& aIn)
 {
     QZCScopeData data(qzagent::scopeEventOf(0, 0));
     data.decode(aIn);
     QZCEncodableOutStream out;
     data.encode(out);
-    unsigned char const* const first = out.getEncoded();
-    return {first, first + out.getEncoded().getLength()};
+    return bytesOf(out.getEncoded());
 }
 
-TEST_F(DiagnosticRoad, BringsEveryEventIntoTheCaptureInTheOrderOfItsSourceOrCountsItAsDropped)
+TEST_F(EndToEnd, EveryEventIsCapturedInTheOrderOfItsSourceOrCountedAsDropped)
 {
     std::string const path = mFolder.path() / "events.capture";
     open();
@@ -226,11 +224,11 @@ TEST_F(DiagnosticRoad, BringsEveryEventIntoTheCaptureInTheOrderOfItsSourceOrCoun
         ASSERT_EQ(record.mSecond, (Bytes{0x10, 0, 0, 0, 0xc9, 0, 0, port})) << "record " << count;
         position += size;
     }
-    EXPECT_EQ(count + mQueue.dropped(), eventsInAll);
+    EXPECT_EQ(count + mQueue.dropped(), totalEvents);
     EXPECT_GT(count, 0u);
 }
 
-/// The layer's own lines.
+/// The log lines of the layer.
 std::vector<std::string> textsOf(LogCapture const& aLog)
 {
     std::vector<std::string> texts;
@@ -244,7 +242,7 @@ std::vector<std::string> textsOf(LogCapture const& aLog)
     return texts;
 }
 
-TEST_F(DiagnosticTrace, TellsOfEachStepFromBeginningToEnd)
+TEST_F(EndToEndTrace, LayerLogsEachStepInOrder)
 {
     LogCapture const log;
     open();

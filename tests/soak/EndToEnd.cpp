@@ -1,7 +1,6 @@
-#include "tests/soak/Road.h"
+#include "tests/soak/EndToEnd.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -25,10 +24,11 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
 #include "tests/support/QueuedEvents.h"
+#include "tools/qzagent/hba/HbaapiGuards.h"
 #include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/ScopeEvents.h"
 
-// Takes the place of the framework's: busy adapters are not waited for.
+// Replaces the framework's function, so that the soak does not wait for a busy adapter.
 void ClibSleepMS(unsigned long) {}
 
 namespace
@@ -37,14 +37,9 @@ using NameHandle = QZCPointer<QZCWorldWideName>;
 
 constexpr int patience = 10000;  // milliseconds without an event
 
-struct Freed
-{
-    void operator()(void* aBlock) const { std::free(aBlock); }
-};
-
-/// Encodes the record, decodes what came of it, and encodes that.
+/// Encodes the record, decodes the result, and compares by encoding again.
 template <typename Record>
-void sendThereAndBack(Record const& aRecord, Record& aOther, Yield& aYield)
+void checkRoundTrip(Record const& aRecord, Record& aOther, Yield& aYield)
 {
     QZCEncodableOutStream there;
     aRecord.encode(there);
@@ -58,12 +53,12 @@ void sendThereAndBack(Record const& aRecord, Record& aOther, Yield& aYield)
     unsigned char const* const second = same;
     if (bytes.getLength() != same.getLength() || std::memcmp(first, second, bytes.getLength()) != 0)
     {
-        throw std::runtime_error("a record came back changed");
+        throw std::runtime_error("a decoded record differs");
     }
     ++aYield.mRecords;
 }
 
-/// Does the step, or counts its refusal.
+/// Runs the step, and counts it if it fails.
 template <typename Step>
 void attempt(Yield& aYield, Step aStep)
 {
@@ -77,13 +72,13 @@ void attempt(Yield& aYield, Step aStep)
     }
 }
 
-void sendName(HBA_WWN const& aName, Yield& aYield)
+void checkName(HBA_WWN const& aName, Yield& aYield)
 {
     QZCWorldWideName other;
-    sendThereAndBack(QZCWorldWideName(aName.wwn), other, aYield);
+    checkRoundTrip(QZCWorldWideName(aName.wwn), other, aYield);
 }
 
-void walkPorts(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
+void queryPorts(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
 {
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(aHbaapi.HA_GetAdapterAttributes(aHandle));
     unsigned int count = 0;
@@ -91,35 +86,31 @@ void walkPorts(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
         aHbaapi.HA_GetAdapterPorts(aHandle, attributes.get(), count));
     for (unsigned int i = 0; i < count; ++i)
     {
-        sendName(ports[i].PortWWN, aYield);
+        checkName(ports[i].PortWWN, aYield);
     }
 }
 
-void walkTargets(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
+void queryTargets(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
 {
-    HBA_FCPTargetMapping* block = nullptr;
-    std::unique_ptr<HBA_FCPTargetMapping, Freed> const mapping(aHbaapi.HA_GetTargetMappings(aHandle, block));
+    auto const mapping = qzagent::targetMappings(aHbaapi, aHandle);
     for (unsigned int i = 0; i < mapping->NumberOfEntries; ++i)
     {
-        sendName(mapping->entry[i].FcpId.PortWWN, aYield);
+        checkName(mapping->entry[i].FcpId.PortWWN, aYield);
     }
 }
 
 void reportLuns(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, HBA_UINT8 aTarget)
 {
-    unsigned int size = 16;
-    void* block = std::malloc(size);
-    std::unique_ptr<void*, void (*)(void**)> const owner(&block, [](void** aBlock) { std::free(*aBlock); });
-    aHbaapi.HA_SendReportLUNs(aHandle, HBA_WWN{{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}}, &block, &size);
+    qzagent::ReportLunsResponse(16).fetch(aHbaapi, aHandle, {{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}});
 }
 
-void walkAdapter(QZCHbaapiAbs& aHbaapi, QZCString const& aName, Yield& aYield)
+void queryAdapter(QZCHbaapiAbs& aHbaapi, QZCString const& aName, Yield& aYield)
 {
     std::string name(aName.get());
     unsigned int const handle = aHbaapi.HA_OpenAdapter(name.data());
     aHbaapi.HA_RefreshAdapter(handle);
-    attempt(aYield, [&] { walkPorts(aHbaapi, handle, aYield); });
-    attempt(aYield, [&] { walkTargets(aHbaapi, handle, aYield); });
+    attempt(aYield, [&] { queryPorts(aHbaapi, handle, aYield); });
+    attempt(aYield, [&] { queryTargets(aHbaapi, handle, aYield); });
     attempt(aYield, [&] { reportLuns(aHbaapi, handle, 0x01); });
     attempt(aYield, [&] { reportLuns(aHbaapi, handle, 0x41); });
     aHbaapi.HA_CloseAdapter(handle);
@@ -143,13 +134,13 @@ void registerBoard(QZCLibvqmAbs& aLibvqm, unsigned int aNumber, qzagent::EventQu
     aYield.mRefusals += aBoard.mIsRegistered ? 0 : 1;
 }
 
-void sendEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield& aYield)
+void checkEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield& aYield)
 {
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
     QZCScopeData const data(kindOf(aEvent.mHead), aEvent.mPayload.data(), length, length, aBoard.mFirst,
                             aBoard.mSecond);
     QZCScopeData other(qzagent::scopeEventOf(0, 0));
-    sendThereAndBack(data, other, aYield);
+    checkRoundTrip(data, other, aYield);
 }
 
 void takeEvents(qzagent::EventQueue& aQueue, std::uint64_t aEvents, std::vector<Board> const& aBoards,
@@ -160,20 +151,20 @@ void takeEvents(qzagent::EventQueue& aQueue, std::uint64_t aEvents, std::vector<
     {
         if (aQueue.pop(event))
         {
-            sendEvent(event, aBoards.at(event.mHead.mBoard), aYield);
+            checkEvent(event, aBoards.at(event.mHead.mBoard), aYield);
             ++taken;
             continue;
         }
         pollfd queue{aQueue.descriptor(), POLLIN, 0};
         if (::poll(&queue, 1, patience) == 0)
         {
-            throw std::runtime_error("the events do not come any more");
+            throw std::runtime_error("no event arrived for 10 seconds");
         }
     }
 }
 }  // namespace
 
-void walkAdapters(Yield& aYield)
+void queryAdapters(Yield& aYield)
 {
     QZCHbaapiAbs hbaapi;
     hbaapi.HA_LoadHbaapi();
@@ -181,12 +172,12 @@ void walkAdapters(Yield& aYield)
     hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
     for (QZCString const& name : names)
     {
-        attempt(aYield, [&] { walkAdapter(hbaapi, name, aYield); });
+        attempt(aYield, [&] { queryAdapter(hbaapi, name, aYield); });
     }
     hbaapi.HA_FreeHbaapi();
 }
 
-void walkBoards(std::uint64_t aEvents, Yield& aYield)
+void watchBoards(std::uint64_t aEvents, Yield& aYield)
 {
     qzagent::EventQueue queue(65536, 16 * 1024 * 1024);
     QZCLibvqmAbs libvqm;

@@ -1,5 +1,5 @@
 /// @file
-/// The layer over the real common library, which has loaded the simulated vendor library.
+/// The HBA API layer with the real SNIA common library, which loads the simulated HBA library.
 #pragma once
 
 #include <string>
@@ -12,11 +12,11 @@
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tests/support/LogCapture.h"
 
-/// Every case begins with the common library not loaded, and leaves it so.
-class HbaapiRoad : public testing::Test
+/// The common library is not loaded when a case begins, and is freed at its end.
+class HbaapiFixture : public testing::Test
 {
 protected:
-    ~HbaapiRoad() override { mHbaapi.HA_FreeHbaapi(); }
+    ~HbaapiFixture() override { mHbaapi.HA_FreeHbaapi(); }
 
     std::vector<std::string> names()
     {
