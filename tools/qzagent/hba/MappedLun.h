@@ -14,14 +14,14 @@ namespace qzagent
 enum class LunStyle
 {
     scsi,     ///< the eight bytes of the SCSI standard, as the HBA API prescribes
-    integer,  ///< the integer that the operating system numbers the unit by, which is also in ScsiOSLun
+    integer,  ///< the LUN number of the operating system, as in ScsiOSLun
     unknown,
 };
 
-/// @return the style that fits all mappings. The eight bytes fit a mapping if ScsiOSLun is the number of their LUN, or the
-/// integer that Linux makes of them. Where both styles fit, they mean the same LUNs.
+/// @return the style that fits all mappings. The style scsi fits a mapping if ScsiOSLun is the number of the LUN, or the
+///         integer that Linux forms from its bytes. If both styles fit, they give the same LUNs.
 LunStyle lunStyleOf(HBA_FCPTargetMapping const& aMapping);
 
-/// @return the LUN of the mapping; in an unknown style, the 16 hexadecimal digits of FcpLun as it is in memory
+/// @return the LUN of the mapping; in an unknown style, the 16 hexadecimal digits of FcpLun in memory
 Lun lunOf(HBA_FCPSCSIENTRY const& aEntry, LunStyle aStyle);
 }  // namespace qzagent
