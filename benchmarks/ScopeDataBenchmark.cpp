@@ -82,7 +82,42 @@ private:
     QZCScopeData mRecord;
 };
 
+class QzcBuilder
+{
+public:
+    using Writer = QZCEncodableOutStream;
+
+    explicit QzcBuilder(ScopeContents const& aContents)
+        : mHasNames(aContents.mHasNames),
+          mEvent(makeEvent(aContents)),
+          mFirst(makeName(aContents.mFirst)),
+          mSecond(makeName(aContents.mSecond))
+    {
+    }
+
+    void buildAndEncode(unsigned char const* aBytes, std::size_t aLength, Writer& aWriter) const
+    {
+        auto const length = static_cast<unsigned int>(aLength);
+        aWriter.clear();
+        if (mHasNames)
+        {
+            QZCScopeData(mEvent, aBytes, length, length, mFirst, mSecond).encode(aWriter);
+        }
+        else
+        {
+            QZCScopeData(mEvent, aBytes, length, length).encode(aWriter);
+        }
+    }
+
+private:
+    bool mHasNames;
+    QZCPointer<QZCScopeEvent> mEvent;
+    QZCPointer<QZCWorldWideName> mFirst;
+    QZCPointer<QZCWorldWideName> mSecond;
+};
+
 BENCHMARK(encodeReused<QzcCodec>)->Name("QZCEncodeScopeData")->Apply(scopeDataShapes);
 BENCHMARK(encodeFresh<QzcCodec>)->Name("QZCEncodeScopeDataFresh")->Apply(scopeDataShapes);
+BENCHMARK(buildAndEncode<QzcBuilder>)->Name("QZCBuildScopeData")->Apply(scopeDataShapes);
 BENCHMARK(decodeFresh<QzcCodec>)->Name("QZCDecodeScopeData")->Apply(scopeDataShapes);
 }  // namespace

@@ -98,6 +98,27 @@ void encodeFresh(benchmark::State& aState)
             });
 }
 
+/// Builds a record around the bytes of an event and encodes it into a writer that has held one before. Kind and names
+/// of an event are known before its bytes come: a builder has them ready, in the form that its library takes. It has
+///
+///     Builder(ScopeContents const&)
+///     Writer                                   as a codec has it
+///     buildAndEncode(bytes, length, Writer&)   makes a record that owns a copy of the bytes, and encodes it
+template <typename Builder>
+void buildAndEncode(benchmark::State& aState)
+{
+    ScopeContents const contents(aState);
+    auto const builder = makeCodec<Builder>(aState);
+    typename Builder::Writer writer;
+    measure(aState,
+            [&]
+            {
+                builder->buildAndEncode(contents.mPayload.data(), contents.mPayload.size(), writer);
+                benchmark::DoNotOptimize(writer);
+                benchmark::ClobberMemory();
+            });
+}
+
 /// Decodes into a new record.
 template <typename Codec>
 void decodeFresh(benchmark::State& aState)

@@ -1,6 +1,7 @@
 // Scope data as msgpack: an array, packed from the contents; unpacked into an object that owns copies.
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include <benchmark/benchmark.h>
 #include <msgpack.hpp>
@@ -15,7 +16,7 @@ public:
     using Writer = msgpack::sbuffer;
     using Record = msgpack::object_handle;
 
-    explicit MsgpackCodec(ScopeContents const& aContents) : mContents(aContents) {}
+    explicit MsgpackCodec(ScopeContents aContents) : mContents(std::move(aContents)) {}
 
     __attribute__((noinline)) void encode(Writer& aWriter) const
     {
@@ -54,7 +55,26 @@ private:
     ScopeContents mContents;
 };
 
+class MsgpackBuilder
+{
+public:
+    using Writer = MsgpackCodec::Writer;
+
+    explicit MsgpackBuilder(ScopeContents const& aContents) : mEvent(aContents) { mEvent.mPayload = {}; }
+
+    void buildAndEncode(unsigned char const* aBytes, std::size_t aLength, Writer& aWriter) const
+    {
+        ScopeContents contents(mEvent);
+        contents.mPayload.assign(aBytes, aBytes + aLength);
+        MsgpackCodec(std::move(contents)).encode(aWriter);
+    }
+
+private:
+    ScopeContents mEvent;
+};
+
 BENCHMARK(encodeReused<MsgpackCodec>)->Name("MsgpackEncodeScopeData")->Apply(scopeDataShapes);
 BENCHMARK(encodeFresh<MsgpackCodec>)->Name("MsgpackEncodeScopeDataFresh")->Apply(scopeDataShapes);
+BENCHMARK(buildAndEncode<MsgpackBuilder>)->Name("MsgpackBuildScopeData")->Apply(scopeDataShapes);
 BENCHMARK(decodeFresh<MsgpackCodec>)->Name("MsgpackDecodeScopeData")->Apply(scopeDataShapes);
 }  // namespace

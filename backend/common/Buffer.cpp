@@ -7,6 +7,16 @@
 #include <stdexcept>
 #include <string>
 
+static unsigned int const sgLimit = std::numeric_limits<unsigned int>::max();
+
+// Refusals build texts; apart from what they refuse, they do not slow it down.
+[[noreturn]] __attribute__((cold, noinline)) static void __sRefuseToGrow(std::uint64_t aAdded,
+                                                                         unsigned int aLength)
+{
+    throw std::length_error("QZCBuffer: adding " + std::to_string(aAdded) + " bytes to " +
+                            std::to_string(aLength) + " exceeds 4294967295");
+}
+
 unsigned char QZCBuffer::byte(unsigned int aPosition) const
 {
     if (aPosition >= mLength)
@@ -53,14 +63,12 @@ void QZCBuffer::append(void const* apBytes, unsigned int aLength)
 
 unsigned char* QZCBuffer::_grow(std::uint64_t aLength)
 {
-    unsigned int const limit = std::numeric_limits<unsigned int>::max();
-    if (aLength > limit - mLength)
+    if (aLength > sgLimit - mLength)
     {
-        throw std::length_error("QZCBuffer: adding " + std::to_string(aLength) + " bytes to " +
-                                std::to_string(mLength) + " exceeds 4294967295");
+        __sRefuseToGrow(aLength, mLength);
     }
     unsigned int const needed = mLength + static_cast<unsigned int>(aLength);
-    unsigned int const doubled = mCapacity <= limit / 2 ? mCapacity * 2 : limit;
+    unsigned int const doubled = mCapacity <= sgLimit / 2 ? mCapacity * 2 : sgLimit;
     _moveTo(std::max(needed, doubled));
     return mBytes + mLength;
 }
@@ -69,11 +77,20 @@ void QZCBuffer::_moveTo(unsigned int aCapacity)
 {
     bool const fitsInside = aCapacity <= sgInsideCapacity;
     unsigned char* const target = fitsInside ? mInside : new unsigned char[aCapacity];
-    if (mLength != 0)
+    if (mLength == 0)
+    {
+        _release();
+    }
+    else if (mBytes == mInside)
+    {
+        // A copy of fixed size takes no call. Only a larger capacity leaves the inside, so there is room.
+        std::memcpy(target, mInside, sizeof mInside);
+    }
+    else
     {
         std::memcpy(target, mBytes, mLength);
+        _release();
     }
-    _release();
     mBytes = target;
     mCapacity = fitsInside ? sgInsideCapacity : aCapacity;
     mIsForeign = false;

@@ -19,28 +19,117 @@ void* ClibMemset(void* apTarget, int aValue, unsigned int aLength)
     return std::memset(apTarget, aValue, aLength);
 }
 
+// What records print and scan for each byte of a name has a short way here, because the standard functions take ten
+// times as long. A short way that does not apply returns sgNotTaken, and the standard function does the work.
+static int const sgNotTaken = -1;
+
+/// Prints as "%02x" does.
+static int __sPrintByte(char* apTarget, unsigned int aValue)
+{
+    static char const sgDigits[] = "0123456789abcdef";
+    if (aValue > 0xff)
+    {
+        return sgNotTaken;
+    }
+    apTarget[0] = sgDigits[aValue >> 4];
+    apTarget[1] = sgDigits[aValue & 0xf];
+    apTarget[2] = '\0';
+    return 2;
+}
+
+/// Prints a format without directives, which is its own result.
+static int __sPrintText(char* apTarget, char const* apFormat)
+{
+    int length = 0;
+    for (; apFormat[length] != '\0'; ++length)
+    {
+        if (apFormat[length] == '%')
+        {
+            return sgNotTaken;
+        }
+        apTarget[length] = apFormat[length];
+    }
+    apTarget[length] = '\0';
+    return length;
+}
+
+/// @return the value of a hexadecimal digit; 16 for every other character
+static unsigned int __sDigitValue(char aCharacter)
+{
+    if (aCharacter >= '0' && aCharacter <= '9')
+    {
+        return static_cast<unsigned int>(aCharacter - '0');
+    }
+    int const lower = aCharacter | 0x20;
+    return lower >= 'a' && lower <= 'f' ? static_cast<unsigned int>(lower - 'a' + 10) : 16;
+}
+
+/// Scans as "%x" does, if the text begins with one to eight digits.
+static int __sScanDigits(char const* apText, unsigned int& arValue)
+{
+    unsigned int const most = 8;
+    unsigned int value = 0;
+    unsigned int length = 0;
+    unsigned int digit = __sDigitValue(apText[0]);
+    for (; digit < 16 && length < most; digit = __sDigitValue(apText[length]))
+    {
+        value = value << 4 | digit;
+        ++length;
+    }
+    // A zero may begin a prefix.
+    bool const isPrefix = length == 1 && (apText[1] | 0x20) == 'x';
+    if (length == 0 || digit < 16 || isPrefix)
+    {
+        return sgNotTaken;
+    }
+    arValue = value;
+    return 1;
+}
+
+// Values that only a short way takes stay in registers, so the standard functions have a list of their own.
+
 int ClibSprintf(char* apTarget, char const* apFormat, ...)
 {
-    // A format without directives, such as the separator of a World Wide Name, is copied unchanged.
-    if (std::strchr(apFormat, '%') == nullptr)
+    int written;
+    if (apFormat[0] == '%' && apFormat[1] == '0' && apFormat[2] == '2' && apFormat[3] == 'x' &&
+        apFormat[4] == '\0')
     {
-        std::size_t const length = std::strlen(apFormat);
-        std::memcpy(apTarget, apFormat, length + 1);
-        return static_cast<int>(length);
+        std::va_list value;
+        va_start(value, apFormat);
+        written = __sPrintByte(apTarget, va_arg(value, unsigned int));
+        va_end(value);
     }
-    std::va_list values;
-    va_start(values, apFormat);
-    int const written = std::vsprintf(apTarget, apFormat, values);
-    va_end(values);
+    else
+    {
+        written = __sPrintText(apTarget, apFormat);
+    }
+    if (written == sgNotTaken)
+    {
+        std::va_list values;
+        va_start(values, apFormat);
+        written = std::vsprintf(apTarget, apFormat, values);
+        va_end(values);
+    }
     return written;
 }
 
 int ClibSscanf(char const* apText, char const* apFormat, ...)
 {
-    std::va_list targets;
-    va_start(targets, apFormat);
-    int const stored = std::vsscanf(apText, apFormat, targets);
-    va_end(targets);
+    int stored = sgNotTaken;
+    if (apFormat[0] == '%' && apFormat[1] == 'x' && apFormat[2] == '\0')
+    {
+        std::va_list target;
+        va_start(target, apFormat);
+        stored = __sScanDigits(apText, *va_arg(target, unsigned int*));
+        va_end(target);
+    }
+    if (stored == sgNotTaken)
+    {
+        std::va_list targets;
+        va_start(targets, apFormat);
+        stored = std::vsscanf(apText, apFormat, targets);
+        va_end(targets);
+    }
     return stored;
 }
 

@@ -31,7 +31,10 @@ public:
         if (room > sgInsideCapacity)
         {
             _moveTo(room);
-            std::memset(mBytes, 0, aLength);
+            if (aLength != 0)
+            {
+                std::memset(mBytes, 0, aLength);
+            }
         }
         else
         {

@@ -80,7 +80,8 @@ public:
     /// @{
     QZCEncodableOutStream& operator<<(bool const& acrValue)
     {
-        *mEncoded._room(1) = acrValue ? QZCEncodedForm::sgTrue : QZCEncodedForm::sgFalse;
+        unsigned char const value = acrValue ? QZCEncodedForm::sgTrue : QZCEncodedForm::sgFalse;
+        _put(mEncoded._room(1), value);
         mEncoded.mLength += 1;
         return *this;
     }
@@ -103,9 +104,9 @@ public:
         }
         else if (value <= 0xffff)
         {
-            room[0] = QZCEncodedForm::sgUnsigned | QZCEncodedForm::sgFollows2;
-            room[1] = static_cast<unsigned char>(value >> 8);
-            room[2] = static_cast<unsigned char>(value);
+            _put(room, QZCEncodedForm::sgUnsigned | QZCEncodedForm::sgFollows2);
+            _put(room + 1, value >> 8);
+            _put(room + 2, value);
             mEncoded.mLength += 3;
         }
         else
@@ -127,9 +128,9 @@ public:
         unsigned int const length = acrBuffer.mLength;
         unsigned char* const room = mEncoded._room(std::uint64_t{length} + QZCEncodedForm::sgWordHeadSize);
         _putWord(room, QZCEncodedForm::sgByteString | QZCEncodedForm::sgFollows4, length);
+        mEncoded.mLength += length + QZCEncodedForm::sgWordHeadSize;
         // mBytes is read after _room(), because growing moves the bytes if this is the stream's own buffer.
         _putBytes(room + QZCEncodedForm::sgWordHeadSize, acrBuffer.mBytes, length);
-        mEncoded.mLength += length + QZCEncodedForm::sgWordHeadSize;
         return *this;
     }
 
@@ -146,25 +147,35 @@ public:
     void clear() { mEncoded.mLength = 0; }
 
 private:
+    __attribute__((always_inline)) static void _put(unsigned char* apRoom, unsigned int aValue)
+    {
+        // A type of its own: a store through unsigned char might change any object, and the compiler would have to
+        // read the stream's members again after each byte.
+        enum class EncodedByte : unsigned char
+        {
+        };
+        *reinterpret_cast<EncodedByte*>(apRoom) = static_cast<EncodedByte>(aValue);
+    }
+
     static unsigned int _putByte(unsigned char* apRoom, unsigned char aValue)
     {
         if (aValue < QZCEncodedForm::sgFollows1)
         {
-            apRoom[0] = aValue;
+            _put(apRoom, aValue);
             return 1;
         }
-        apRoom[0] = QZCEncodedForm::sgUnsigned | QZCEncodedForm::sgFollows1;
-        apRoom[1] = aValue;
+        _put(apRoom, QZCEncodedForm::sgUnsigned | QZCEncodedForm::sgFollows1);
+        _put(apRoom + 1, aValue);
         return 2;
     }
 
     static void _putWord(unsigned char* apRoom, unsigned char aHead, unsigned int aValue)
     {
-        apRoom[0] = aHead;
-        apRoom[1] = static_cast<unsigned char>(aValue >> 24);
-        apRoom[2] = static_cast<unsigned char>(aValue >> 16);
-        apRoom[3] = static_cast<unsigned char>(aValue >> 8);
-        apRoom[4] = static_cast<unsigned char>(aValue);
+        _put(apRoom, aHead);
+        _put(apRoom + 1, aValue >> 24);
+        _put(apRoom + 2, aValue >> 16);
+        _put(apRoom + 3, aValue >> 8);
+        _put(apRoom + 4, aValue);
     }
 
     static void _putBytes(unsigned char* apRoom, unsigned char const* apBytes, unsigned int aLength)

@@ -106,7 +106,9 @@ void QZCScopeData::appendEventData(unsigned char const* apData, unsigned int aLe
     QZ_LOG_LEFT();
 }
 
-void QZCScopeData::encode(QZCEncodableOutStream& arOut) const
+// An event is encoded and decoded without calls between the records: each of these two functions contains the parts of
+// event and names ("flatten").
+__attribute__((flatten)) void QZCScopeData::encode(QZCEncodableOutStream& arOut) const
 {
     mScopeEvent->encode(arOut);
     arOut << mHasWwns;
@@ -132,7 +134,7 @@ static QZCPointer<Record> __sDecode(QZCEncodableInStream& arIn)
     return record;
 }
 
-void QZCScopeData::decode(QZCEncodableInStream& arIn)
+__attribute__((flatten)) void QZCScopeData::decode(QZCEncodableInStream& arIn)
 {
     QZ_LOG_ENTERED();
     mScopeEvent = __sDecode<QZCScopeEvent>(arIn);

@@ -70,8 +70,10 @@ inline std::unique_ptr<HBA_FCPTargetMapping, Freed> targetMappings(QZCHbaapiAbs&
 class ReportLunsResponse
 {
 public:
+    /// @param aSize the block's size; by default, the layer never replaces the block
     /// @throws std::bad_alloc when memory is exhausted
-    ReportLunsResponse() : mBlock(std::calloc(1, largestReport)), mSize(largestReport)
+    explicit ReportLunsResponse(unsigned int aSize = largestReport)
+        : mBlock(std::calloc(1, aSize)), mSize(aSize)
     {
         if (mBlock == nullptr)
         {

@@ -141,6 +141,23 @@ TEST(Libraries, AgentCommonFindsTheVendorLibraryWithDlopen)
     EXPECT_THAT(imported, IsSupersetOf({"dlopen", "dlsym", "dlerror", "dlclose"}));
 }
 
+TEST(Libraries, AgentCommonCallsTheFrameworkThroughTheDynamicLinker)
+{
+    Texts const functions = {
+        "ClibMemcpy(void*, void const*, unsigned int)",
+        "ClibMemset(void*, int, unsigned int)",
+        "ClibNtohl(unsigned int)",
+        "ClibSleepMS(unsigned long)",
+        "ClibSprintf(char*, char const*, ...)",
+        "ClibSscanf(char const*, char const*, ...)",
+        "PrintLogMessageWithTimeStamp(unsigned int, char const*, unsigned int, char const*, char const*, "
+        "char const*, ...)",
+        "QZCBuffer::append(void const*, unsigned int)",
+        "QZCException::QZCException(char const*, unsigned int)",
+    };
+    EXPECT_THAT(importsOf(AGENTCOMMON_LIBRARY), IsSupersetOf(functions));
+}
+
 TEST(Libraries, AgentCommonIsNotLinkedAgainstTheVendorLibrary)
 {
     EXPECT_THAT(importsOf(AGENTCOMMON_LIBRARY), Each(Not(ContainsRegex("^VQM_|[rR]egisterForEvent"))));
@@ -247,16 +264,16 @@ private:
     }
 };
 
-TEST_F(LibrariesAtLoad, AgentCommonRunsOneInitialiserPerSource)
+TEST_F(LibrariesAtLoad, AgentCommonRunsOneInitialiserPerTranslationUnit)
 {
     // Every library has one more function, of the C runtime.
-    EXPECT_EQ(functionsIn("INIT_ARRAY", AGENTCOMMON_LIBRARY), std::size_t{AGENTCOMMON_SOURCES + 1});
+    EXPECT_EQ(functionsIn("INIT_ARRAY", AGENTCOMMON_LIBRARY), std::size_t{AGENTCOMMON_UNITS + 1});
 }
 
-TEST_F(LibrariesAtLoad, EachSourceOfAgentCommonInitialisesTheStandardStreams)
+TEST_F(LibrariesAtLoad, EachTranslationUnitOfAgentCommonInitialisesTheStandardStreams)
 {
     Texts const objects = behind(" b std::__ioinit", linesOf({"nm", "-C", AGENTCOMMON_LIBRARY}));
-    EXPECT_EQ(objects.size(), std::size_t{AGENTCOMMON_SOURCES});
+    EXPECT_EQ(objects.size(), std::size_t{AGENTCOMMON_UNITS});
 }
 
 TEST_F(LibrariesAtLoad, AgentCommonInitialisesNothingElse)
