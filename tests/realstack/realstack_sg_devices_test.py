@@ -46,7 +46,8 @@ class SgDevices(unittest.TestCase):
 
     def test_have_sense_data_in_fixed_format_with_check_condition(self):
         [inquiry] = answers("check-condition", 0, INQUIRY)
-        self.assertEqual(inquiry, {"status": 2, "data": "", "sense": "70000200000000" + "0a" + "00000000" + "3a00" + "00000000"})
+        sense = "70000200000000" + "0a" + "00000000" + "3a00" + "00000000"
+        self.assertEqual(inquiry, {"status": 2, "data": "", "sense": sense})
 
     def test_answer_busy_without_data(self):
         [inquiry] = answers("busy", 0, INQUIRY)
