@@ -23,19 +23,19 @@ public:
     {
     }
 
-    void write(std::uint32_t aBus, std::uint32_t aTarget, RemotePort const& aPort)
+    void write(std::uint32_t aBus, std::uint32_t aTarget, RemotePort const& aPort, LunStyle aStyle)
     {
         std::size_t const count = std::min(mRoom, aPort.mLuns.size());
         for (std::size_t index = 0; index < count; ++index)
         {
-            *mNext++ = entryOf(aBus, aTarget, aPort, aPort.mLuns[index]);
+            *mNext++ = entryOf(aBus, aTarget, aPort, aPort.mLuns[index], aStyle);
         }
         mRoom -= count;
     }
 
 private:
     static HBA_FCPSCSIENTRY entryOf(std::uint32_t aBus, std::uint32_t aTarget, RemotePort const& aPort,
-                                    std::uint16_t aLun)
+                                    std::uint16_t aLun, LunStyle aStyle)
     {
         HBA_FCPSCSIENTRY entry{};
         fmt::format_to_n(entry.ScsiId.OSDeviceName, sizeof entry.ScsiId.OSDeviceName - 1,
@@ -47,7 +47,15 @@ private:
         entry.FcpId.NodeWWN = aPort.mAttributes.NodeWWN;
         entry.FcpId.PortWWN = aPort.mAttributes.PortWWN;
         LunBytes const lun = lunBytes(aLun, aPort.mLunAddressing);
-        std::memcpy(&entry.FcpId.FcpLun, lun.data(), sizeof entry.FcpId.FcpLun);
+        if (aStyle == LunStyle::integer)
+        {
+            entry.ScsiId.ScsiOSLun = linuxLun(lun);
+            entry.FcpId.FcpLun = entry.ScsiId.ScsiOSLun;
+        }
+        else
+        {
+            std::memcpy(&entry.FcpId.FcpLun, lun.data(), sizeof entry.FcpId.FcpLun);
+        }
         return entry;
     }
 
@@ -67,7 +75,7 @@ HBA_STATUS fillTargetMapping(Adapter const& aAdapter, HBA_FCPTARGETMAPPING& aMap
         {
             if (remotePort.mRole == Role::target)
             {
-                writer.write(bus, target, remotePort);
+                writer.write(bus, target, remotePort, aAdapter.mLunStyle);
                 ++target;
             }
         }

@@ -67,6 +67,8 @@ constexpr Named<LunAddressing> lunAddressings[] = {
     {"flat", LunAddressing::flat},
 };
 
+constexpr Named<LunStyle> lunStyles[] = {{"scsi", LunStyle::scsi}, {"integer", LunStyle::integer}};
+
 // Each of these functions reads a value into one field of the record's attributes.
 
 template <auto field, typename Record>
@@ -253,6 +255,11 @@ void readName(TomlValue const& aValue, Adapter& aAdapter)
     aAdapter.mName = name;
 }
 
+void readLunStyle(TomlValue const& aValue, Adapter& aAdapter)
+{
+    aAdapter.mLunStyle = readNamed(aValue, lunStyles);
+}
+
 void readPorts(TomlValue const& aValue, Adapter& aAdapter)
 {
     Port const usual{usualPort(aAdapter.mAttributes.NodeWWN, {}), {}};
@@ -277,6 +284,7 @@ constexpr Key<Adapter> adapterKeys[] = {
     {"vendor_specific_id", Presence::optional,
      attributeNumber<&HBA_ADAPTERATTRIBUTES::VendorSpecificID, highestNumber>},
     {"driver_name", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::DriverName>},
+    {"lun_style", Presence::optional, readLunStyle},
     {"port", Presence::optional, readPorts},
 };
 

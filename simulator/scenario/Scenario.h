@@ -29,6 +29,13 @@ enum class LunAddressing
     flat        ///< flat space addressing for every LUN
 };
 
+/// How the HBA library of an adapter writes a LUN into FcpLun.
+enum class LunStyle
+{
+    scsi,    ///< the eight bytes of the SCSI standard
+    integer  ///< the integer that Linux forms from these bytes, as in ScsiOSLun
+};
+
 /// A port that a port of the adapter has discovered.
 struct RemotePort
 {
@@ -49,6 +56,7 @@ struct Adapter
 {
     std::string mName;
     HBA_ADAPTERATTRIBUTES mAttributes;
+    LunStyle mLunStyle;
     std::vector<Port> mPorts;
 };
 

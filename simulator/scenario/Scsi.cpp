@@ -31,6 +31,11 @@ LunBytes lunBytes(std::uint16_t aLun, LunAddressing aAddressing)
     return {static_cast<std::uint8_t>(method | byteOf(aLun, 1)), byteOf(aLun, 0)};
 }
 
+std::uint16_t linuxLun(LunBytes const& aLun)
+{
+    return static_cast<std::uint16_t>(aLun[0] << CHAR_BIT | aLun[1]);
+}
+
 //     bytes 0 to 3: length of the list in bytes, big-endian
 //     bytes 4 to 7: 0
 //     then each LUN in 8 bytes, in scenario order

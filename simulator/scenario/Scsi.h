@@ -17,6 +17,9 @@ constexpr std::uint16_t highestLun = 0x3fff;  ///< limit of flat space addressin
 /// @return the LUN as encoded in SCSI
 LunBytes lunBytes(std::uint16_t aLun, LunAddressing aAddressing);
 
+/// @return the integer that Linux forms from a LUN of one level: its first two bytes as a big-endian number
+std::uint16_t linuxLun(LunBytes const& aLun);
+
 /// @return the complete response to REPORT LUNS
 std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget);
 

@@ -106,6 +106,19 @@ TEST_F(HbaLibraryMappings, EntryHasTheScsiEncodingOfTheLun)
     EXPECT_THAT(bytes, ElementsAre(0x41, 44, 0, 0, 0, 0, 0, 0));
 }
 
+TEST_F(HbaLibraryMappings, EntryHasTheLinuxIntegerOfTheLunInTheIntegerStyle)
+{
+    std::string const scenario = fabric;
+    ASSERT_EQ(load("[[adapter]]\nlun_style = \"integer\"\n" + scenario.substr(scenario.find("name"))), ok);
+    mHandle = open("a");
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_EQ(addressOf(block.entry(0)), "0:0:1");
+    EXPECT_EQ(block.entry(0).FcpId.FcpLun, HBA_UINT64{1});
+    EXPECT_EQ(addressOf(block.entry(1)), "0:0:16684");
+    EXPECT_EQ(block.entry(1).FcpId.FcpLun, HBA_UINT64{16684});
+}
+
 TEST_F(HbaLibraryMappings, UnusedEntriesOfALargerBlockAreNotWritten)
 {
     Block block(5);

@@ -124,11 +124,17 @@ TEST(ScenarioError, RefusesAValueWhereATableIsExpected)
 
 TEST(ScenarioError, RefusesAnUnknownKeyOfAnAdapter)
 {
-    EXPECT_EQ(
-        errorOf("[[adapter]]\nname = \"a\"\n  speed = 8\n"),
-        "bad.toml:3:3: expected a key of [[adapter]] (name, manufacturer, serial_number, model, "
-        "model_description, node_wwn, node_symbolic_name, hardware_version, driver_version, "
-        "option_rom_version, firmware_version, vendor_specific_id, driver_name, port), found \"speed\"");
+    EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\n  speed = 8\n"),
+              "bad.toml:3:3: expected a key of [[adapter]] (name, manufacturer, serial_number, model, "
+              "model_description, node_wwn, node_symbolic_name, hardware_version, driver_version, "
+              "option_rom_version, firmware_version, vendor_specific_id, driver_name, lun_style, port), "
+              "found \"speed\"");
+}
+
+TEST(ScenarioError, RefusesAnUnknownLunStyle)
+{
+    EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\nlun_style = \"plain\"\n"),
+              "bad.toml:3:13: expected one of scsi, integer, found \"plain\"");
 }
 
 TEST(ScenarioError, EscapesControlCharactersInAnUnexpectedKey)

@@ -75,6 +75,13 @@ TEST(ScenarioAdapter, ReadsAllStringsOfAnAdapter)
     EXPECT_STREQ(attributes.DriverName, "dn");
 }
 
+TEST(ScenarioAdapter, HasTheScsiLunStyleUnlessTheFileNamesAnother)
+{
+    EXPECT_EQ(adapterWith("").mLunStyle, qzsim::LunStyle::scsi);
+    EXPECT_EQ(adapterWith("lun_style = \"scsi\"\n").mLunStyle, qzsim::LunStyle::scsi);
+    EXPECT_EQ(adapterWith("lun_style = \"integer\"\n").mLunStyle, qzsim::LunStyle::integer);
+}
+
 TEST(ScenarioAdapter, ReadsNodeNameAndVendorSpecificId)
 {
     HBA_ADAPTERATTRIBUTES const attributes =

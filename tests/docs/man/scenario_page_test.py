@@ -163,11 +163,12 @@ class PageOfTheScenario(unittest.TestCase):
             self.assertEqual(self.shown(table, {**values, key: default}), shown)
             self.assertNotEqual(self.shown(table, {**values, key: other}), shown)
 
-        # The programs do not print how LUNs are addressed.
-        self.check_each_key(r"(?!The tables?|For|auto).*Default: (?!none are generated)(.*?)\.( |$)", check)
+        # The programs do not print how LUNs are addressed and mapped.
+        self.check_each_key(r"(?!The tables?|For|auto|How).*Default: (?!none are generated)(.*?)\.( |$)", check)
 
     def test_the_page_has_all_names_of_each_named_value(self):
-        for table, key in (("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
+        for table, key in (("[[adapter]]", "lun_style"),
+                           ("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
                            ("[[adapter.port.remote]]", "role"), ("[[adapter.port.remote]]", "lun_addressing"),
                            ("[[fault]]", "call")):
             with self.subTest(table=table, key=key):

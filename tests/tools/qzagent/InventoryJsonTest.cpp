@@ -49,6 +49,14 @@ TEST(QzagentInventoryJson, ContainsThePortsWithTheirRemotePortsAndLuns)
              "fc_id": "0x010300", "type": "NPORT", "state": "ONLINE"}]})"));
 }
 
+TEST(QzagentInventoryJson, ContainsTheSameLunsIfTheLibraryWritesThemAsIntegers)
+{
+    std::string scenario = shippedScenario("two-adapters");
+    std::string const table = "[[adapter]]\n";
+    scenario.replace(scenario.find(table), table.size(), table + "lun_style = \"integer\"\n");
+    EXPECT_EQ(adaptersOf(runAgentOn(scenario, {"inventory", "--json"})), twoAdapters());
+}
+
 TEST(QzagentInventoryJson, OmitsFieldsThatTheDeviceLeftEmpty)
 {
     EXPECT_EQ(twoAdapters()[1]["ports"][0], nlohmann::json::parse(R"({
@@ -81,7 +89,8 @@ TEST(QzagentInventoryJson, ContainsAnErrorAndNoAdaptersForAnUnknownAdapter)
 TEST(QzagentInventoryJson, ListsMappedAndReportedLunsSeparately)
 {
     EXPECT_EQ(hostileAdapter()["remote_ports"], nlohmann::json::parse(R"([
-        {"port_wwn": "50:00:00:00:ab:00:00:01", "mapped_luns": [5], "reported_luns": ["d200000100000009"]}])"));
+        {"port_wwn": "50:00:00:00:ab:00:00:01", "mapped_luns": ["4005000000000000"],
+         "reported_luns": ["d200000100000009"]}])"));
 }
 
 TEST(QzagentInventoryJson, ShowsValuesWithoutAStandardNameAsNumbers)

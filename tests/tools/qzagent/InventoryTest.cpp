@@ -151,7 +151,15 @@ TEST(QzagentInventory, MarksLunsThatAreOnlyMappedOrOnlyReported)
     std::string const output = squeezed(runAgent({"inventory"}, hostileHbaapi()).mOutput);
     EXPECT_THAT(output, HasSubstr("  ├─luns d200000100000009\n"
                                   "  ├─not mapped d200000100000009\n"
-                                  "  └─not reported 5\n"));
+                                  "  └─not reported 4005000000000000\n"));
+}
+
+TEST(QzagentInventory, NotesThatMappedLunsHaveNoKnownForm)
+{
+    EXPECT_THAT(
+        runAgent({"inventory"}, hostileHbaapi()).mErrors,
+        HasSubstr(
+            ": the LUNs of the target mappings have no known form and are shown as the digits of FcpLun\n"));
 }
 
 TEST(QzagentInventory, ShowsValuesWithoutAStandardNameAsNumbers)

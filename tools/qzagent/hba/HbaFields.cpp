@@ -65,12 +65,13 @@ Fields nameOf(HBA_UINT32 aValue, Name const (&aNames)[count])
 
 // Each of the following functions returns null when the device left the field empty.
 
+/// HBA libraries write "Unknown" for a text that they do not know.
 /// @param aField terminated by a null byte unless the text fills it
 template <std::size_t size>
 Fields text(char const (&aField)[size])
 {
     std::string const content(aField, ::strnlen(aField, size));
-    return content.empty() ? Fields() : Fields(content);
+    return content.empty() || content == "Unknown" ? Fields() : Fields(content);
 }
 
 Fields wwn(HBA_WWN const& aName)
@@ -80,6 +81,9 @@ Fields wwn(HBA_WWN const& aName)
 }
 
 Fields number(HBA_UINT32 aNumber) { return aNumber == 0 ? Fields() : Fields(aNumber); }
+
+/// The standard's types start at 1.
+Fields portType(HBA_PORTTYPE aType) { return aType == 0 ? Fields() : nameOf(aType, portTypes); }
 
 Fields hexNumber(HBA_UINT32 aNumber, int aDigits)
 {
@@ -181,7 +185,7 @@ Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort)
     return present({{"port_wwn", wwnText(aPort.PortWWN)},
                     {"node_wwn", wwn(aPort.NodeWWN)},
                     {"fc_id", hexNumber(aPort.PortFcId, digitsOfFcId)},
-                    {"type", nameOf(aPort.PortType, portTypes)},
+                    {"type", portType(aPort.PortType)},
                     {"state", nameOf(aPort.PortState, portStates)},
                     {"symbolic_name", text(aPort.PortSymbolicName)}});
 }

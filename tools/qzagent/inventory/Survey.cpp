@@ -1,7 +1,6 @@
 #include "tools/qzagent/inventory/Survey.h"
 
 #include <cstddef>
-#include <cstring>
 #include <exception>
 #include <map>
 #include <memory>
@@ -21,6 +20,7 @@
 #include "tools/qzagent/hba/HbaFields.h"
 #include "tools/qzagent/hba/HbaapiGuards.h"
 #include "tools/qzagent/hba/Lun.h"
+#include "tools/qzagent/hba/MappedLun.h"
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 
@@ -62,7 +62,7 @@ void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, Remote
     }
 }
 
-Targets targetsIn(HBA_FCPTargetMapping const& aMapping)
+Targets targetsIn(HBA_FCPTargetMapping const& aMapping, LunStyle aStyle)
 {
     Targets targets;
     HBA_FCPSCSIENTRY const* const entries = aMapping.entry;
@@ -74,9 +74,7 @@ Targets targetsIn(HBA_FCPTargetMapping const& aMapping)
         {
             target = {id.PortWWN, fieldsOfRemotePort(id), TargetLuns(), {}};
         }
-        unsigned char lun[lunSize];
-        std::memcpy(lun, &id.FcpLun, sizeof lun);
-        target.mLuns->mMapped.insert(lunOf(lun));
+        target.mLuns->mMapped.insert(lunOf(entries[i], aStyle));
     }
     return targets;
 }
@@ -132,7 +130,15 @@ private:
     void readTargets(HBA_HANDLE aHandle)
     {
         setStep("target mappings");
-        Targets targets = targetsIn(*targetMappings(mHbaapi, aHandle));
+        auto const mapping = targetMappings(mHbaapi, aHandle);
+        LunStyle const style = lunStyleOf(*mapping);
+        if (style == LunStyle::unknown)
+        {
+            mReport.addNote(mFound.mName +
+                            ": the LUNs of the target mappings have no known form and are shown "
+                            "as the digits of FcpLun");
+        }
+        Targets targets = targetsIn(*mapping, style);
         for (auto& [name, target] : targets)
         {
             RemotePort& asked = target;

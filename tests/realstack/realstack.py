@@ -1,0 +1,46 @@
+"""Runs commands in a made machine."""
+
+import contextlib
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+SG_DEVICES = os.environ["SG_DEVICES"]
+FORBIDDEN = 77
+
+# A machine has thousands of small files, which take long on a disk.
+MEMORY = pathlib.Path("/dev/shm")
+
+
+def require_namespaces():
+    """Ends a test program where the kernel permits no made machine; ctest then counts the test as skipped."""
+    check = subprocess.run([HERE / "in_machine", "--check"], check=False)
+    if check.returncode != 0:
+        sys.exit(FORBIDDEN)
+
+
+def text_of(name):
+    return HERE / "machines" / f"{name}.toml"
+
+
+class Machine:
+    def __init__(self, folder):
+        self._folder = folder
+
+    def run(self, *command):
+        """The sanitizers accept a preloaded library, and do not report what libhbalinux leaks."""
+        options = os.environ.get("ASAN_OPTIONS", "")
+        environment = os.environ | {"SG_PRELOAD": SG_DEVICES, "ASAN_OPTIONS": f"{options}:detect_leaks=0"}
+        return subprocess.run([HERE / "in_machine", self._folder, "--", *command], env=environment,
+                              capture_output=True, text=True, check=False, timeout=60)
+
+
+@contextlib.contextmanager
+def made(name):
+    """The machine of this name, made for one use: what vanishes from it does not come back."""
+    with tempfile.TemporaryDirectory(dir=MEMORY if MEMORY.is_dir() else None) as folder:
+        subprocess.run([sys.executable, "-B", HERE / "make_machine.py", text_of(name), folder], check=True)
+        yield Machine(folder)

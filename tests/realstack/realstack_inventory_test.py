@@ -1,0 +1,142 @@
+"""The agent shows on a real HBA library what the text of a made machine describes."""
+
+import json
+import subprocess
+import tempfile
+import unittest
+
+import machine
+import realstack
+from make_machine import DEVICE, DRIVER, DRIVER_VERSION, REVISION, VENDOR
+from programs import QZAGENT
+
+SCHEMAS = realstack.HERE.parents[1] / "tools" / "qzagent" / "schemas"
+
+PORT_STATES = {"Online": "ONLINE", "Linkdown": "LINKDOWN", "Not Present": "UNKNOWN"}
+PORT_TYPES = {"NPort (fabric via point-to-point)": "NPORT"}
+
+# libhbalinux has numbers for these.
+SPEEDS = {"1 Gbit": "1GBIT", "2 Gbit": "2GBIT", "10 Gbit": "10GBIT", "Not Negotiated": "NOT_NEGOTIATED"}
+
+# libhbalinux writes class 3 as the number 3, in whose place the HBA API has a bit for each class.
+CLASSES = ["F", "1"]
+
+NO_ANSWER = {"exception": "QZCHbaapiEx", "text": "HBA_SendReportLUNs method failed", "code": 802}
+
+
+def present(fields):
+    return {name: value for name, value in fields.items() if value is not None}
+
+
+def known(wwn):
+    return None if wwn == "00:00:00:00:00:00:00:00" else wwn
+
+
+def supported_speeds(text):
+    """In the order of the numbers."""
+    return [name for linux, name in SPEEDS.items() if linux in text.split(", ")] or ["UNKNOWN"]
+
+
+def expected_remote_port(port, answers):
+    fields = {"port_wwn": port.port_wwn, "node_wwn": port.node_wwn, "fc_id": f"0x{port.fc_id:06x}",
+              "state": PORT_STATES[port.state]}
+    if port.units:
+        fields["mapped_luns"] = sorted(unit.lun for unit in port.units)
+        fields |= {"reported_luns": sorted(port.reported)} if answers else {"failures": [NO_ANSWER]}
+    return fields
+
+
+def answers_report_luns(port):
+    return bool(port.first_unit) and port.first_unit.answers["report_luns"] == "good" and not port.vanishes_after
+
+
+def expected_adapter(host):
+    device = f"[{VENDOR:04x}:{DEVICE:04x}]-[{VENDOR:04x}:{DEVICE:04x}]-(0200)"
+    return {
+        "attributes": present({
+            "serial_number": host.serial, "model": device, "model_description": device, "node_wwn": host.node_wwn,
+            "node_symbolic_name": f"fcoe:{host.interface}", "hardware_version": f"{REVISION:02x}",
+            "driver_version": DRIVER_VERSION, "number_of_ports": 1, "driver_name": DRIVER}),
+        "ports": [present({
+            "index": 0, "port_wwn": host.port_wwn, "node_wwn": host.node_wwn,
+            "fc_id": f"0x{host.fc_id:06x}" if host.fc_id else None, "type": PORT_TYPES[host.type],
+            "state": PORT_STATES[host.state], "speed": SPEEDS.get(host.speed, "UNKNOWN"),
+            "supported_speeds": supported_speeds(host.supported_speeds),
+            "supported_classes": CLASSES, "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"],
+            "max_frame_size": host.max_frame_size, "symbolic_name": host.symbolic_name,
+            "os_device_name": host.name, "fabric_name": known(host.fabric_wwn),
+            "remote_ports": [expected_remote_port(port, answers_report_luns(port)) for port in host.remote_ports]})],
+        "remote_ports": []}
+
+
+def is_valid(document):
+    with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
+        file.write(document)
+        file.flush()
+        command = ["/usr/bin/python3", "-m", "jsonschema", "--base-uri", f"file://{SCHEMAS}/", "-i", file.name,
+                   SCHEMAS / "inventory.schema.json"]
+        return subprocess.run(command, capture_output=True, check=False).returncode == 0
+
+
+class Inventory(unittest.TestCase):
+    maxDiff = None
+
+    def assert_shows(self, name, exit_code=0):
+        with realstack.made(name) as made:
+            result = made.run(QZAGENT, "inventory", "--json")
+        self.assertEqual(result.returncode, exit_code, result.stderr)
+        self.assertTrue(is_valid(result.stdout), result.stdout)
+        hosts = machine.load(realstack.text_of(name))
+        adapters = json.loads(result.stdout)["adapters"]
+        # The library lists the adapters in the order of a folder, which is any, and counts them in their names.
+        names = {f"fcoe:{host.interface}": host.name for host in hosts}
+        found = {}
+        for index, adapter in enumerate(adapters):
+            interface, _, count = adapter.pop("name").rpartition("-")
+            self.assertEqual((adapter.pop("index"), int(count)), (index, index))
+            found[names[interface]] = adapter
+        self.assertEqual(found, {host.name: expected_adapter(host) for host in hosts})
+        return result.stderr
+
+    def test_has_hundreds_of_luns_over_several_targets_of_two_hosts(self):
+        self.assert_shows("two-hosts")
+
+    def test_has_the_mapped_luns_of_a_target_without_lun_0(self):
+        self.assert_shows("no-lun-0", exit_code=1)
+
+    def test_has_a_port_whose_link_is_down(self):
+        self.assert_shows("link-down")
+
+    def test_has_what_was_seen_of_a_port_before_it_vanished(self):
+        self.assert_shows("vanishing-port", exit_code=1)
+
+    def test_has_a_host_without_remote_ports(self):
+        self.assert_shows("no-remote-ports")
+
+    def test_has_luns_above_255(self):
+        self.assert_shows("high-luns")
+
+    def test_has_the_speeds_that_the_library_has_numbers_for(self):
+        self.assert_shows("speeds")
+
+    def test_has_a_failure_for_a_device_that_is_not_ready(self):
+        self.assert_shows("check-condition", exit_code=1)
+
+    # The library answers OK without touching the response, which is then the list of no LUNs.
+    @unittest.expectedFailure
+    def test_has_a_failure_for_a_device_that_is_busy(self):
+        self.assert_shows("busy", exit_code=1)
+
+    # The library does not say how much of the response is filled, so the rest is taken for LUN 0.
+    @unittest.expectedFailure
+    def test_has_a_failure_for_a_device_that_answers_too_few_bytes(self):
+        self.assert_shows("short-answers", exit_code=1)
+
+    def test_is_not_mixed_with_what_the_library_prints(self):
+        errors = self.assert_shows("no-capabilities")
+        self.assertIn("PCI capabilities are not supported", errors)
+
+
+if __name__ == "__main__":
+    realstack.require_namespaces()
+    unittest.main()

@@ -1,0 +1,94 @@
+#include "tools/qzagent/hba/MappedLun.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <variant>
+
+#include <fmt/format.h>
+
+namespace qzagent
+{
+namespace
+{
+using LunBytes = std::array<unsigned char, lunSize>;
+
+constexpr unsigned int bitsOfLevel = 16;
+
+LunBytes bytesOf(HBA_FCPSCSIENTRY const& aEntry)
+{
+    LunBytes bytes{};
+    std::memcpy(bytes.data(), &aEntry.FcpId.FcpLun, bytes.size());
+    return bytes;
+}
+
+std::uint64_t integerOf(HBA_FCPSCSIENTRY const& aEntry)
+{
+    std::uint64_t integer = 0;
+    std::memcpy(&integer, &aEntry.FcpId.FcpLun, sizeof integer);
+    return integer;
+}
+
+// Linux reads each level, of two bytes, as a big-endian number; the first level is the lowest part of the integer.
+
+std::uint64_t linuxInteger(LunBytes const& aBytes)
+{
+    std::uint64_t integer = 0;
+    for (std::size_t i = lunSize; i > 0; i -= 2)
+    {
+        auto const level = static_cast<unsigned int>(aBytes[i - 2] << CHAR_BIT | aBytes[i - 1]);
+        integer = integer << bitsOfLevel | level;
+    }
+    return integer;
+}
+
+LunBytes bytesOfLinuxInteger(std::uint64_t aInteger)
+{
+    LunBytes bytes{};
+    for (std::size_t i = 0; i < lunSize; i += 2)
+    {
+        bytes[i] = static_cast<unsigned char>(aInteger >> CHAR_BIT);
+        bytes[i + 1] = static_cast<unsigned char>(aInteger);
+        aInteger >>= bitsOfLevel;
+    }
+    return bytes;
+}
+
+bool fitsScsi(HBA_FCPSCSIENTRY const& aEntry)
+{
+    LunBytes const bytes = bytesOf(aEntry);
+    return lunOf(bytes.data()) == Lun(aEntry.ScsiId.ScsiOSLun) ||
+           linuxInteger(bytes) == aEntry.ScsiId.ScsiOSLun;
+}
+
+bool fitsInteger(HBA_FCPSCSIENTRY const& aEntry) { return integerOf(aEntry) == aEntry.ScsiId.ScsiOSLun; }
+}  // namespace
+
+LunStyle lunStyleOf(HBA_FCPTargetMapping const& aMapping)
+{
+    HBA_FCPSCSIENTRY const* const first = aMapping.entry;
+    HBA_FCPSCSIENTRY const* const end = first + aMapping.NumberOfEntries;
+    if (std::all_of(first, end, fitsScsi))
+    {
+        return LunStyle::scsi;
+    }
+    return std::all_of(first, end, fitsInteger) ? LunStyle::integer : LunStyle::unknown;
+}
+
+Lun lunOf(HBA_FCPSCSIENTRY const& aEntry, LunStyle aStyle)
+{
+    LunBytes const bytes = bytesOf(aEntry);
+    switch (aStyle)
+    {
+        case LunStyle::scsi:
+            return lunOf(bytes.data());
+        case LunStyle::integer:
+            return lunOf(bytesOfLinuxInteger(integerOf(aEntry)).data());
+        default:
+            return fmt::format("{:02x}", fmt::join(bytes, ""));
+    }
+}
+}  // namespace qzagent
