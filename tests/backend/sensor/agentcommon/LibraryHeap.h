@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/UncountedAllocator.h"
+#include "agentkit/testing/UncountedAllocator.h"
 
 /// Watches what the library's own code allocates and frees while it lives. One at a time, on one thread. A
 /// block from malloc is filled with sgFilling, so that one that the library should have zeroed shows. Calls of

@@ -12,9 +12,9 @@
 
 #include <hbaapi.h>
 
+#include "agentkit/testing/FakeLinker.h"
+#include "agentkit/testing/UncountedAllocator.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
-#include "tests/support/FakeLinker.h"
-#include "tests/support/UncountedAllocator.h"
 
 /// The answers that dynamic linker and library give while it lives, and what they were handed. One at a time.
 /// AllocationFailure does not notice it.

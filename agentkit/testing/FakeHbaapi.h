@@ -11,7 +11,7 @@
 
 #include <hbaapi.h>
 
-#include "tests/support/UncountedAllocator.h"
+#include "agentkit/testing/UncountedAllocator.h"
 
 /// The answers that the HBA_* functions give while it lives, and the calls that reach them. One at a time. A
 /// script that runs out fails the test. AllocationFailure does not notice it, as long as the names are short.
