@@ -142,8 +142,8 @@ private:
     std::uint64_t const mLimit;
     std::uint64_t mAccepted = 0;
     std::uint64_t mDropped = 0;
-    bool mIsAwaited = false;  ///< whether the reader waits on the descriptor
-    int const mDescriptor;    ///< made last, as nothing else closes it when a constructor fails
+    bool mIsAwaited = true;  ///< whether the next event makes the descriptor readable
+    int const mDescriptor;   ///< made last, as nothing else closes it when a constructor fails
 };
 
 EventQueue::EventQueue(std::size_t aMaxEvents, std::size_t aMaxBytes, std::uint64_t aLimit)

@@ -34,6 +34,34 @@ HBA_STATUS forward(char const* aName, Arguments... aArguments)
     return keep(aName, next == nullptr ? HBA_STATUS_ERROR_UNAVAILABLE : next(aArguments...));
 }
 
+/// The SCSI status of a call, which the library writes only if the command came that far.
+class ScsiStatus
+{
+public:
+    explicit ScsiStatus(HBA_UINT8* aDestination) : mDestination(aDestination) {}
+
+    /// Where the library writes.
+    HBA_UINT8* place() { return &mWritten; }
+
+    /// Hands the status to the caller of the HBA API.
+    /// @return the status; none when the library wrote none
+    std::optional<HBA_UINT8> handOver() const
+    {
+        if (mWritten == reserved)
+        {
+            return std::nullopt;
+        }
+        *mDestination = mWritten;
+        return mWritten;
+    }
+
+private:
+    static constexpr HBA_UINT8 reserved = 0xff;  // no SCSI status has this value
+
+    HBA_UINT8* mDestination;
+    HBA_UINT8 mWritten = reserved;
+};
+
 /// Keeps what a SCSI command came back with.
 void keepScsi(std::optional<HBA_UINT8> aScsiStatus, void const* aSense, std::size_t aSenseSize)
 {
@@ -132,10 +160,11 @@ extern "C"
                                  HBA_UINT32* aResponseSize, HBA_UINT8* aScsiStatus, void* aSense,
                                  HBA_UINT32* aSenseSize)
     {
+        ScsiStatus scsiStatus(aScsiStatus);
         HBA_STATUS const status = forward<decltype(HBA_ScsiInquiryV2)>(
             "HBA_ScsiInquiryV2", aHandle, aPort, aRemotePort, aLun, aCdbByte1, aCdbByte2, aResponse,
-            aResponseSize, aScsiStatus, aSense, aSenseSize);
-        keepScsi(*aScsiStatus, aSense, *aSenseSize);
+            aResponseSize, scsiStatus.place(), aSense, aSenseSize);
+        keepScsi(scsiStatus.handOver(), aSense, *aSenseSize);
         return status;
     }
 
@@ -143,10 +172,11 @@ extern "C"
                                     HBA_UINT32* aResponseSize, HBA_UINT8* aScsiStatus, void* aSense,
                                     HBA_UINT32* aSenseSize)
     {
+        ScsiStatus scsiStatus(aScsiStatus);
         HBA_STATUS const status = forward<decltype(HBA_ScsiReportLUNsV2)>(
-            "HBA_ScsiReportLUNsV2", aHandle, aPort, aRemotePort, aResponse, aResponseSize, aScsiStatus,
+            "HBA_ScsiReportLUNsV2", aHandle, aPort, aRemotePort, aResponse, aResponseSize, scsiStatus.place(),
             aSense, aSenseSize);
-        keepScsi(*aScsiStatus, aSense, *aSenseSize);
+        keepScsi(scsiStatus.handOver(), aSense, *aSenseSize);
         return status;
     }
 
@@ -154,10 +184,11 @@ extern "C"
                                       void* aResponse, HBA_UINT32* aResponseSize, HBA_UINT8* aScsiStatus,
                                       void* aSense, HBA_UINT32* aSenseSize)
     {
+        ScsiStatus scsiStatus(aScsiStatus);
         HBA_STATUS const status = forward<decltype(HBA_ScsiReadCapacityV2)>(
             "HBA_ScsiReadCapacityV2", aHandle, aPort, aRemotePort, aLun, aResponse, aResponseSize,
-            aScsiStatus, aSense, aSenseSize);
-        keepScsi(*aScsiStatus, aSense, *aSenseSize);
+            scsiStatus.place(), aSense, aSenseSize);
+        keepScsi(scsiStatus.handOver(), aSense, *aSenseSize);
         return status;
     }
 }

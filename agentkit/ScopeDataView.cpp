@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
+#include <type_traits>
 
 #include "backend/common/include/Exception.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
@@ -13,10 +14,18 @@ namespace
 {
 /// The stream counts bytes in 32 bits.
 constexpr unsigned int largestSize = std::numeric_limits<unsigned int>::max();
-/// The largest head of an element: its first byte and eight bytes of value.
-constexpr unsigned int longestHead = 9;
+/// The low bits of a head, which hold a small value or how many bytes of a larger one follow.
+constexpr unsigned int infoBits = 0x1f;
 
-/// Takes elements from the stream, and tells of a refused one where it begins and whether bytes may be missing.
+/// What the elements of a record are.
+enum class Kind
+{
+    boolean,
+    number,
+    bytes
+};
+
+/// Takes elements from the stream. The error of a refused element says where it begins and whether it is cut.
 class Reader
 {
 public:
@@ -31,7 +40,7 @@ public:
     Value read()
     {
         Value value{};
-        attempt([&] { mIn >> value; }, false);
+        attempt([&] { mIn >> value; }, std::is_same_v<Value, bool> ? Kind::boolean : Kind::number);
         return value;
     }
 
@@ -45,7 +54,7 @@ public:
                 bytes.mData = mIn.extractInPlace(size);
                 bytes.mSize = size;
             },
-            true);
+            Kind::bytes);
         return bytes;
     }
 
@@ -67,7 +76,7 @@ public:
 
 private:
     template <typename Extraction>
-    void attempt(Extraction aExtract, bool aAreBytes)
+    void attempt(Extraction aExtract, Kind aKind)
     {
         try
         {
@@ -75,24 +84,33 @@ private:
         }
         catch (QZCEncodingEx const& error)
         {
-            throw ScopeDataError(error.what(), position(), mayBeShort(aAreBytes));
+            throw ScopeDataError(error.what(), position(), isCut(aKind));
         }
     }
 
-    /// Only the end of the bytes can cut an element: in its head, or in the body of a byte string.
-    bool mayBeShort(bool aAreBytes) const
+    /// Whether bytes may be missing in the refused element that comes next.
+    bool isCut(Kind aKind) const
     {
+        unsigned int const remaining = mIn.getRemaining();
         if (mSize == largestSize)
         {
             return false;
         }
-        if (mIn.getRemaining() < longestHead)
+        if (remaining == 0)
         {
             return true;
         }
-        unsigned char const head = mBytes[position()];
-        return aAreBytes && head >= QZCEncodedForm::sgByteString &&
-               head <= (QZCEncodedForm::sgByteString | QZCEncodedForm::sgFollows8);
+        unsigned int const head = mBytes[position()];
+        unsigned int const info = head & infoBits;
+        unsigned int const major =
+            aKind == Kind::bytes ? QZCEncodedForm::sgByteString : QZCEncodedForm::sgUnsigned;
+        if (aKind == Kind::boolean || head - info != major || info > QZCEncodedForm::sgFollows8)
+        {
+            return false;
+        }
+        // A byte string with a proper head is refused for the missing bytes of its body; a number that is refused has
+        // bytes of value, and is too large if they are there.
+        return aKind == Kind::bytes || 1u << (info - QZCEncodedForm::sgFollows1) >= remaining;
     }
 
     unsigned char const* mBytes;

@@ -3,6 +3,8 @@
 #include <exception>
 #include <utility>
 
+#include "backend/sensor/agentcommon/include/Exceptions.h"
+
 namespace qz
 {
 namespace
@@ -40,6 +42,15 @@ VqmLibrary::~VqmLibrary()
 }
 
 bool VqmLibrary::isLoaded() const { return mLoad == gLoads && QZCLibvqmAbs::LIBVQM_IsLoaded(); }
+
+QZCLibvqmAbs& VqmLibrary::layer()
+{
+    if (!isLoaded())
+    {
+        throw QZCNotAllowedEx("LIBVQM is not loaded", 9);
+    }
+    return mLayer;
+}
 
 VqmEnvironment::VqmEnvironment(VqmLibrary& aLibrary) : mLibrary(aLibrary)
 {

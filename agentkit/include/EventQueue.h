@@ -60,11 +60,12 @@ public:
 
     /// Takes the oldest event.
     /// @param aEvent set to the event; its payload's memory is reused
-    /// @return whether there was an event; if not, descriptor() becomes readable when the next one arrives
+    /// @return whether there was an event
     /// @throws std::bad_alloc when aEvent cannot grow; the event stays in the queue
     bool pop(Event& aEvent);
 
-    /// @return a descriptor for poll(), owned by the queue, which only pop() reads
+    /// @return a descriptor for poll(), owned by the queue: readable from the arrival of an event until pop() finds the
+    ///         queue empty. Only pop() reads it
     int descriptor() const noexcept;
 
     /// @return how many events were pushed, including dropped ones

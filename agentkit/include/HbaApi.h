@@ -14,7 +14,7 @@
 
 #include <hbaapi.h>
 
-#include "agentkit/include/ScopeDataView.h"
+#include "agentkit/include/Bytes.h"
 #include "agentkit/include/Wwn.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 

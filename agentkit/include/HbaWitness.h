@@ -16,11 +16,10 @@ namespace qz
 /// @ingroup agentkit
 struct HbaCall
 {
-    char const* mFunction = nullptr;  ///< "HBA_SendReportLUNs"; null before the first call
-    std::uint64_t mNumber = 0;        ///< the call's number on this thread, from 1
-    HBA_STATUS mStatus =
-        HBA_STATUS_OK;  ///< its answer; HBA_STATUS_ERROR for HBA_OpenAdapter without a handle
-    std::optional<HBA_UINT8> mScsiStatus;     ///< the SCSI status of a call that reports one
+    char const* mFunction = nullptr;     ///< "HBA_SendReportLUNs"; null before the first call
+    std::uint64_t mNumber = 0;           ///< the call's number on this thread, from 1
+    HBA_STATUS mStatus = HBA_STATUS_OK;  ///< its answer; HBA_STATUS_ERROR when HBA_OpenAdapter gave no handle
+    std::optional<HBA_UINT8> mScsiStatus;     ///< the SCSI status, if the call reported one
     std::array<unsigned char, 256> mSense{};  ///< sense data that the call returned
     std::size_t mSenseSize = 0;               ///< their number of bytes; 0 when there are none
 };
@@ -28,8 +27,10 @@ struct HbaCall
 /// Tells why the call behind an exception failed: the layer's exceptions have a text and a code, and the status goes to
 /// the log only.
 ///
-/// Linking QZSensorAgent::HbaWitness puts functions of the same names before those of the common library. They
-/// forward each call and keep its answer. Calls without an answer are forwarded unseen.
+/// Linking QZSensorAgent::HbaWitness puts functions before those of the common library that have the same names. They
+/// forward each call and keep its answer: the loading, freeing and opening calls, and the queries of names, attributes,
+/// statistics, FCP mappings and SCSI data. All other calls go to the common library directly. Without a common library
+/// the answer is HBA_STATUS_ERROR_UNAVAILABLE.
 /// Thread-safety: each thread sees its own calls.
 /// @return the calling thread's last call; valid as long as the thread, and changed by its next call
 /// @ingroup agentkit

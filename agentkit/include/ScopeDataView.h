@@ -5,24 +5,12 @@
 #include <cstddef>
 #include <optional>
 
+#include "agentkit/include/Bytes.h"
 #include "agentkit/include/Wwn.h"
 #include "backend/common/include/EncodableStream.h"
 
 namespace qz
 {
-/// Bytes that belong to somebody else.
-/// @ingroup agentkit
-struct Bytes
-{
-    unsigned char const* mData;  ///< the first byte
-    std::size_t mSize;           ///< their number
-
-    /// @return the first byte
-    unsigned char const* begin() const { return mData; }
-    /// @return the end of the bytes
-    unsigned char const* end() const { return mData + mSize; }
-};
-
 /// Bytes that do not begin with a whole record of scope data. The text says what was expected, what was found, and at
 /// which byte; the code is 100.
 /// @ingroup agentkit
@@ -37,7 +25,8 @@ public:
     /// @return the position of the refused element in the bytes
     std::size_t position() const noexcept { return mPosition; }
 
-    /// @return whether the bytes may be the beginning of a whole record, so that a reader of a stream waits for more
+    /// @return whether the refused element is cut, so that more bytes may complete the record: a reader of a stream
+    ///         waits for more then
     bool mayBeShort() const noexcept { return mMayBeShort; }
 
 private:

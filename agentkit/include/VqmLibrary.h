@@ -2,8 +2,8 @@
 /// Owners of what QZCLibvqmAbs loads, opens and registers.
 ///
 /// The layer's state belongs to the process, and a missing function frees the library at once. So each owner asks,
-/// before it releases anything, whether what it acquired is still there: no order of failures and destructions calls an
-/// operation that the layer would end the process for.
+/// before it calls the layer, whether what it acquired is still there: no order of failures and destructions calls an
+/// operation for which the layer would end the process.
 #pragma once
 
 #include <ctime>
@@ -41,7 +41,8 @@ public:
     bool isLoaded() const;
 
     /// @return the layer, for calls that these classes do not have
-    QZCLibvqmAbs& layer() { return mLayer; }
+    /// @throws QZCNotAllowedEx "LIBVQM is not loaded", code 9, when the library was freed: the layer would end the process
+    QZCLibvqmAbs& layer();
 
 private:
     QZCLibvqmAbs mLayer;
@@ -56,15 +57,18 @@ struct BoardNames
     QZCPointer<QZCWorldWideName> mSecond;  ///< the port's name: the one to register for
 };
 
-/// The open diagnostic environment.
+/// The open diagnostic environment, of which there is one at a time.
+///
+/// All calls except close() and the destructor throw QZCNotAllowedEx "LIBVQM is not loaded", code 9, after the library was
+/// freed.
 /// @ingroup agentkit
 class VqmEnvironment
 {
 public:
     /// Opens the environment.
     /// @param aLibrary outlives this object
-    /// @throws QZCNotAllowedEx "dlsym Failed", code 9; QZCNoMemoryEx "Out of Memory", code 2. The environment is closed
-    ///         again then, if the library can still be called
+    /// @throws QZCNotAllowedEx "dlsym Failed" or "LIBVQM is not loaded", code 9; QZCNoMemoryEx "Out of Memory", code 2.
+    ///         The environment is closed again then, if the library can still be called
     explicit VqmEnvironment(VqmLibrary& aLibrary);
 
     /// Closes the environment as close() does; a failure is ignored, since the layer has logged it.
@@ -118,7 +122,7 @@ public:
     /// @param aContext  handed to the callback
     /// @param aCallback called by the vendor library, on whatever thread it chooses; must not throw
     /// @return the registration, which the vendor library may have refused
-    /// @throws QZCNotAllowedEx "dlsym Failed", code 9
+    /// @throws QZCNotAllowedEx "dlsym Failed" or "LIBVQM is not loaded", code 9
     static VqmRegistration quazor(VqmLibrary& aLibrary, unsigned int aBoard,
                                   QZCPointer<QZCWorldWideName> const& aPort,
                                   QZCPointer<QZCScopeEvent> const& aEvent, void* aContext,
@@ -132,7 +136,7 @@ public:
     /// @param aFourth   passed through
     /// @param aCallback called by the vendor library, on whatever thread it chooses; must not throw
     /// @return the registration, which the vendor library may have refused
-    /// @throws QZCNotAllowedEx "dlsym Failed", code 9
+    /// @throws QZCNotAllowedEx "dlsym Failed" or "LIBVQM is not loaded", code 9
     static VqmRegistration plain(VqmLibrary& aLibrary, unsigned int aBoard, unsigned int aSecond,
                                  void* aThird, unsigned int aFourth, QZVqmCallback aCallback);
 

@@ -1,13 +1,13 @@
 /// @file
-/// Makes the C heap run out of memory. A test program that links this has its own malloc, but in a build with
-/// sanitizers, which have theirs.
+/// Makes the C heap run out of memory. A test program that links this has its own malloc and calloc, except in a build
+/// with sanitizers, which have theirs.
 #pragma once
 
-/// While it lives, malloc gives null.
+/// While it lives, malloc and calloc give null.
 class MallocFailure
 {
 public:
-    /// Whether this build lets it. Where not, malloc goes on as ever.
+    /// Whether this build supports it. If not, an object has no effect.
     static bool isPossible();
 
     MallocFailure();

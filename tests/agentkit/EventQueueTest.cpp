@@ -9,12 +9,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 
-#include "tools/qzagent/vqm/EventQueue.h"
+#include "agentkit/include/EventQueue.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/Outcome.h"
 
-using qzagent::EventHead;
-using qzagent::EventQueue;
-using qzagent::WatchedEvent;
+using qz::Event;
+using qz::EventHead;
+using qz::EventQueue;
 using testing::ElementsAre;
 
 namespace
@@ -30,7 +33,7 @@ void push(EventQueue& aQueue, std::string const& aPayload, unsigned int aBoard =
 std::vector<std::string> payloadsOf(EventQueue& aQueue)
 {
     std::vector<std::string> payloads;
-    WatchedEvent event{};
+    Event event{};
     while (aQueue.pop(event))
     {
         payloads.emplace_back(event.mPayload.begin(), event.mPayload.end());
@@ -60,7 +63,7 @@ TEST(EventQueue, GivesAnEventAsItWasPushed)
     EventHead const head{std::chrono::system_clock::now(), 1, 2, 3};
     unsigned char const payload = 4;
     queue.push(head, &payload, 1);
-    WatchedEvent event{};
+    Event event{};
     ASSERT_TRUE(queue.pop(event));
     EXPECT_EQ(event.mHead.mTime, head.mTime);
     EXPECT_EQ(event.mHead.mBoard, 1u);
@@ -74,7 +77,7 @@ TEST(EventQueue, KeepsPayloadTogetherAcrossTheEndOfItsRoom)
     EventQueue queue(3, 10);
     push(queue, "123456");
     push(queue, "abc");
-    WatchedEvent event{};
+    Event event{};
     ASSERT_TRUE(queue.pop(event));
     push(queue, "ABCDEFG");
     EXPECT_THAT(payloadsOf(queue), ElementsAre("abc", "ABCDEFG"));
@@ -114,7 +117,7 @@ TEST(EventQueue, TakesEventsAgainOnceThereIsRoom)
     EXPECT_THAT(payloadsOf(queue), ElementsAre("54321"));
 }
 
-TEST(EventQueue, HasNothingToDoWithEventsBeyondItsLimit)
+TEST(EventQueue, IgnoresEventsBeyondItsLimit)
 {
     EventQueue queue(10, 100, 2);
     for (char const* const payload : {"a", "b", "c"})
@@ -126,23 +129,131 @@ TEST(EventQueue, HasNothingToDoWithEventsBeyondItsLimit)
     EXPECT_THAT(payloadsOf(queue), ElementsAre("a", "b"));
 }
 
-TEST(EventQueue, TellsOfTheNextEventOnceItWasFoundEmpty)
+TEST(EventQueue, IsReadableFromTheFirstEventOn)
 {
     EventQueue queue(10, 100);
-    WatchedEvent event{};
-    ASSERT_FALSE(queue.pop(event));
     EXPECT_FALSE(canBeRead(queue));
     push(queue, "a");
-    EXPECT_TRUE(canBeRead(queue));
+    EXPECT_TRUE(canBeRead(queue)) << "a reader that polls before its first pop waits for good";
 }
 
-TEST(EventQueue, TellsOfNothingWhenItIsEmptyAgain)
+TEST(EventQueue, IsReadableAgainFromTheNextEventAfterItWasFoundEmpty)
 {
     EventQueue queue(10, 100);
-    payloadsOf(queue);
+    for (int round = 0; round < 3; ++round)
+    {
+        Event event{};
+        ASSERT_FALSE(queue.pop(event));
+        EXPECT_FALSE(canBeRead(queue));
+        push(queue, "a");
+        EXPECT_TRUE(canBeRead(queue));
+        ASSERT_TRUE(queue.pop(event));
+    }
+}
+
+TEST(EventQueue, StaysReadableUntilItIsFoundEmpty)
+{
+    EventQueue queue(10, 100);
     push(queue, "a");
-    payloadsOf(queue);
+    push(queue, "b");
+    Event event{};
+    for (int events = 0; events < 2; ++events)
+    {
+        EXPECT_TRUE(canBeRead(queue));
+        ASSERT_TRUE(queue.pop(event));
+    }
+    ASSERT_FALSE(queue.pop(event));
     EXPECT_FALSE(canBeRead(queue));
+}
+
+TEST(EventQueue, IsNotReadableForAnEventThatWasDropped)
+{
+    EventQueue queue(10, 1);
+    push(queue, "too long");
+    EXPECT_FALSE(canBeRead(queue));
+    EXPECT_EQ(queue.dropped(), 1u);
+}
+
+TEST(EventQueue, PushesWithoutAllocating)
+{
+    EventQueue queue(2, 100);
+    std::string const payload(60, 'x');
+    EXPECT_EQ(allocationsOf(
+                  [&]
+                  {
+                      push(queue, payload);
+                      push(queue, payload);
+                      push(queue, "");
+                      push(queue, "");
+                  }),
+              0u);
+    EXPECT_EQ(queue.dropped(), 2u) << "one for its bytes, one for its number";
+}
+
+TEST(EventQueue, TakesAnEmptyPayloadAtNoAddress)
+{
+    EventQueue queue(2, 1);
+    queue.push(EventHead{}, nullptr, 0);
+    EXPECT_THAT(payloadsOf(queue), ElementsAre(""));
+}
+
+TEST(EventQueue, KeepsAnEventThatThereIsNoMemoryFor)
+{
+    EventQueue queue(2, 100);
+    push(queue, "kept", 1);
+    push(queue, "next", 2);
+    Event event{};
+    EXPECT_EQ(outcomeWithoutMemory(1, [&] { queue.pop(event); }), badAlloc);
+    EXPECT_TRUE(event.mPayload.empty());
+    ASSERT_TRUE(queue.pop(event));
+    EXPECT_EQ(event.mHead.mBoard, 1u);
+    EXPECT_EQ(std::string(event.mPayload.begin(), event.mPayload.end()), "kept");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("next"));
+}
+
+TEST(EventQueue, ReusesTheMemoryOfTheEventThatItFills)
+{
+    EventQueue queue(2, 100);
+    push(queue, "a long payload");
+    push(queue, "short");
+    Event event{};
+    ASSERT_TRUE(queue.pop(event));
+    EXPECT_EQ(allocationsOf([&] { queue.pop(event); }), 0u);
+    EXPECT_EQ(std::string(event.mPayload.begin(), event.mPayload.end()), "short");
+}
+
+TEST(EventQueue, IsNotMadeWithoutMemoryAndLeavesNothing)
+{
+    long const before = liveBlocks();
+    unsigned int const allocations = allocationsOf([] { EventQueue(2, 100); });
+    ASSERT_GT(allocations, 0u);
+    for (unsigned int failing = 1; failing <= allocations; ++failing)
+    {
+        EXPECT_EQ(outcomeWithoutMemory(failing, [] { EventQueue(2, 100); }), badAlloc) << failing;
+    }
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(EventQueue, ReportsThatNoDescriptorIsLeft)
+{
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    rlimit const none{0, limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::string const outcome = outcomeOf([] { EventQueue(2, 100); });
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_THAT(outcome, testing::StartsWith("std::system_error: cannot make a queue: "));
+}
+
+TEST(EventQueue, ClosesItsDescriptor)
+{
+    int descriptor = -1;
+    {
+        EventQueue const queue(1, 1);
+        descriptor = queue.descriptor();
+    }
+    EventQueue const again(1, 1);
+    EXPECT_EQ(again.descriptor(), descriptor) << "the lowest free number is given out first";
 }
 
 TEST(EventQueue, KeepsTheOrderOfEachThreadAndCountsWhatItDrops)
@@ -164,7 +275,7 @@ TEST(EventQueue, KeepsTheOrderOfEachThreadAndCountsWhatItDrops)
     }
     std::array<unsigned long, threads> last{};
     std::uint64_t taken = 0;
-    WatchedEvent event{};
+    Event event{};
     while (taken + queue.dropped() < threads * eventsOfEach)
     {
         if (queue.pop(event))
