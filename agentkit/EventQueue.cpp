@@ -24,7 +24,7 @@ int makeDescriptor()
 }  // namespace
 
 /// The events and their bytes, each in a ring: first to last, and on from the start.
-class EventQueue::Rings
+class __attribute__((visibility("hidden"))) EventQueue::Rings
 {
 public:
     Rings(std::size_t aMaxEvents, std::size_t aMaxBytes, std::uint64_t aLimit)

@@ -124,6 +124,8 @@ ScopeDataError::ScopeDataError(char const* aText, std::size_t aPosition, bool aM
 {
 }
 
+ScopeDataError::~ScopeDataError() noexcept = default;
+
 ScopeDataView::ScopeDataView(unsigned char const* aBytes, std::size_t aSize)
 {
     Reader reader(aBytes, aSize);

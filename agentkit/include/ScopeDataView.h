@@ -22,6 +22,16 @@ public:
     /// @param aMayBeShort whether more bytes may complete the record
     ScopeDataError(char const* aText, std::size_t aPosition, bool aMayBeShort) noexcept;
 
+    /// Frees nothing: all is inside the object.
+    ~ScopeDataError() noexcept override;
+
+    /// Copies the text, the code and the position; throws nothing.
+    ScopeDataError(ScopeDataError const&) noexcept = default;
+
+    /// Takes the text, the code and the position of another error; throws nothing.
+    /// @return this error
+    ScopeDataError& operator=(ScopeDataError const&) noexcept = default;
+
     /// @return the position of the refused element in the bytes
     std::size_t position() const noexcept { return mPosition; }
 

@@ -24,7 +24,7 @@ std::string textOf(HBA_WWN const& aName)
     return text;
 }
 
-std::string textOf(char const* aText) { return aText; }
+std::string textOf(char* aText) { return aText; }
 
 template <typename Number>
 std::string textOf(Number aNumber)

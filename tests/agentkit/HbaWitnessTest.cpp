@@ -193,11 +193,12 @@ TEST_F(HbaWitness, ForwardsEachCallAndKeepsItsAnswer)
 TEST_F(HbaWitness, ForwardsTheArguments)
 {
     ScsiBlocks blocks;
-    commonLibrary().mScsiStatus = 0;
     inquireV2(blocks);
     EXPECT_EQ(commonLibrary().mArguments, "1, 0102030405060708, 0807060504030201, 2, 3, 4, 16, 32");
+    blocks = ScsiBlocks();
     reportLunsV2(blocks);
     EXPECT_EQ(commonLibrary().mArguments, "1, 0102030405060708, 0807060504030201, 16, 32");
+    blocks = ScsiBlocks();
     readCapacityV2(blocks);
     EXPECT_EQ(commonLibrary().mArguments, "1, 0102030405060708, 0807060504030201, 2, 16, 32");
     std::vector<unsigned char> sense(32);
