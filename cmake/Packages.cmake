@@ -42,7 +42,8 @@ SNIA HBA API and the vendor's diagnostic library.")
 qz_package(runtime libqzsensoragentcommon1 libs
 "common layer of a sensor agent for storage networks
 ${qz_purpose}
-This package has the library and the framework that it stands on.")
+This package has the library, the framework that it stands on, and the
+agent kit: owners, an event queue and views of records.")
 # The library calls the HBA API without linking it, so nothing finds this by itself.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libhbaapi2)
 # PreparePackages.cmake writes two of these. CPack writes scripts that call ldconfig where none are named,
@@ -58,10 +59,11 @@ qz_package(development libqzsensoragentcommon-dev libdevel
 "common layer of a sensor agent for storage networks (development)
 ${qz_purpose}
 This package has the headers, what CMake and pkg-config find the library by,
-and a program that checks replacements of the framework.")
+doubles of the HBA API and the diagnostic library for unit tests, and a
+program that checks replacements of the framework.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libqzsensoragentcommon1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), libhbaapi-dev")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libqzsensoragentcommon-doc, qzsim")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libgtest-dev, libqzsensoragentcommon-doc, qzsim")
 
 qz_package(simulator qzsim utils
 "runs a program with simulated Fibre Channel adapters

@@ -14,6 +14,11 @@ execute_process(
   COMMAND strip --strip-unneeded --remove-section=.comment --remove-section=.note ${libraries} ${programs}
   COMMAND_ERROR_IS_FATAL ANY)
 
+file(GLOB archives ${components}/usr/lib/*/lib*.a)
+execute_process(
+  COMMAND strip --strip-debug --remove-section=.comment --enable-deterministic-archives ${archives}
+  COMMAND_ERROR_IS_FATAL ANY)
+
 # Whoever is built with the libraries asks for the version that it was built with: by the symbols that it
 # uses, or, where these are not looked at, by the soname.
 set(shlibs "")

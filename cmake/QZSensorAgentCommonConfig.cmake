@@ -2,6 +2,9 @@
 #
 #   QZSensorAgent::AgentCommon   the library, with the framework and the HBA API
 #   QZSensorAgent::Framework     the framework alone
+#   QZSensorAgent::AgentKit      owners, an event queue, views and values for agents, with the library
+#   QZSensorAgent::HbaWitness    keeps what the HBA API answered last, with the agent kit
+#   QZSensorAgent::Testing       scripted HBA API and diagnostic library for unit tests; only where GoogleTest is found
 #
 # The library calls the HBA API without linking it, so whoever links the library links the HBA API too.
 include(CMakeFindDependencyMacro)
@@ -16,3 +19,11 @@ if(NOT TARGET PkgConfig::HBAAPI)
 endif()
 
 include(${CMAKE_CURRENT_LIST_DIR}/QZSensorAgentCommonTargets.cmake)
+
+if(NOT TARGET GTest::gtest)
+  find_package(GTest QUIET)
+endif()
+if(TARGET GTest::gtest)
+  # An installation that was built without GoogleTest has no such targets.
+  include(${CMAKE_CURRENT_LIST_DIR}/QZSensorAgentTestingTargets.cmake OPTIONAL)
+endif()

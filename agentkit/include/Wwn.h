@@ -17,7 +17,8 @@
 
 namespace qz
 {
-/// The 8 bytes of a Fibre Channel World Wide Name, most significant first: cheap to copy, ordered, hashable.
+/// The 8 bytes of a Fibre Channel World Wide Name, most significant first: cheap to copy, ordered, and hashable
+/// with std::hash.
 ///
 /// QZCWorldWideName is the record that streams and the vendor library's calls take. Its text form is scanned
 /// loosely; parse() is strict.
@@ -43,6 +44,7 @@ public:
 
     /// Copies a name out of other data.
     /// @param aBytes at least 8 bytes, most significant first
+    /// @return the name of the first 8
     static Wwn ofBytes(unsigned char const* aBytes) noexcept;
 
     /// Parses eight pairs of hexadecimal digits, in either letter case, with ":" between them.
@@ -87,14 +89,15 @@ private:
 };
 }  // namespace qz
 
+/// @cond
 /// Hashes names for unordered containers.
 template <>
 struct std::hash<qz::Wwn>
 {
-    /// @param aName the name
     std::size_t operator()(qz::Wwn const& aName) const noexcept
     {
         return std::hash<std::string_view>()(
             {reinterpret_cast<char const*>(aName.bytes().data()), aName.bytes().size()});
     }
 };
+/// @endcond

@@ -15,17 +15,17 @@
 namespace
 {
 /// How an extraction ended, and what it gave.
-struct Extraction
+struct Taken
 {
     std::string mOutcome;
     std::optional<Bytes> mBytes;
     unsigned int mRemaining = 0;
 };
 
-Extraction copied(Bytes const& aInput)
+Taken copied(Bytes const& aInput)
 {
     Input input(aInput);
-    Extraction extraction;
+    Taken extraction;
     extraction.mOutcome = outcomeOf(
         [&]
         {
@@ -37,10 +37,10 @@ Extraction copied(Bytes const& aInput)
     return extraction;
 }
 
-Extraction inPlace(Bytes const& aInput)
+Taken inPlace(Bytes const& aInput)
 {
     Input input(aInput);
-    Extraction extraction;
+    Taken extraction;
     extraction.mOutcome = outcomeOf(
         [&]
         {
@@ -54,8 +54,8 @@ Extraction inPlace(Bytes const& aInput)
 
 void expectTheSame(Bytes const& aInput)
 {
-    Extraction const expected = copied(aInput);
-    Extraction const found = inPlace(aInput);
+    Taken const expected = copied(aInput);
+    Taken const found = inPlace(aInput);
     EXPECT_EQ(found.mOutcome, expected.mOutcome);
     EXPECT_EQ(found.mBytes, expected.mBytes);
     EXPECT_EQ(found.mRemaining, expected.mRemaining);
