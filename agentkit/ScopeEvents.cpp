@@ -9,7 +9,8 @@ namespace qz
 {
 QZCPointer<QZCScopeEvent> makeScopeEvent(unsigned char aCategory, unsigned char aSubcategory)
 {
-    QZCPointer<QZCScopeEvent> const event(new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New);
+    QZCScopeEvent* const empty = new (std::nothrow) QZCScopeEvent;
+    QZCPointer<QZCScopeEvent> const event(empty, QZPST_Individual, QZPAT_New);
     QZCEncodableOutStream out;
     out << aCategory << aSubcategory;
     QZCBuffer const& encoded = out.getEncoded();

@@ -30,7 +30,14 @@ TEST(ScopeEvents, AreNewRecordsEachTime)
 
 TEST(ScopeEvents, ReportThatThereIsNoMemoryForTheRecord)
 {
-    EXPECT_EQ(outcomeWithoutMemory(1, [] { qz::makeScopeEvent(1, 2); }), outOfMemory);
+    unsigned int const allocations = allocationsOf([] { qz::makeScopeEvent(1, 2); });
+    ASSERT_GT(allocations, 1u);
+    for (unsigned int failing = 1; failing <= allocations; ++failing)
+    {
+        // A handle gives its object up when it has no memory for the count.
+        DeliberateLeak const leak;
+        EXPECT_EQ(outcomeWithoutMemory(failing, [] { qz::makeScopeEvent(1, 2); }), outOfMemory) << failing;
+    }
 }
 
 TEST(ScopeEvents, LeaveNothingBehind)

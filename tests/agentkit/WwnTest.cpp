@@ -188,7 +188,18 @@ TEST(Wwn, ComesFromAndGoesToTheRecord)
 
 TEST(Wwn, ReportsThatThereIsNoMemoryForTheRecord)
 {
-    EXPECT_EQ(outcomeWithoutMemory(1, [] { Wwn(sampleBytes).record(); }), outOfMemory);
+    unsigned int const allocations = allocationsOf([] { Wwn(sampleBytes).record(); });
+    ASSERT_GT(allocations, 1u);
+    for (unsigned int failing = 1; failing <= allocations; ++failing)
+    {
+        // A handle gives its object up when it has no memory for the count.
+        DeliberateLeak const leak;
+        EXPECT_EQ(outcomeWithoutMemory(failing, [] { Wwn(sampleBytes).record(); }), outOfMemory) << failing;
+    }
+}
+
+TEST(Wwn, LeavesNothingOfTheRecordBehind)
+{
     long const before = liveBlocks();
     Wwn(sampleBytes).record();
     EXPECT_EQ(liveBlocks(), before);
