@@ -22,9 +22,9 @@ constexpr HBA_UINT32 firstMappingCount = 256;
 constexpr std::chrono::milliseconds busyWait{100};
 
 template <typename Block>
-std::unique_ptr<Block, BlockRelease> zeroedBlock(std::size_t aSize)
+std::unique_ptr<Block, BlockRelease> zeroedBlock(std::size_t aCount, std::size_t aSize)
 {
-    std::unique_ptr<Block, BlockRelease> block(static_cast<Block*>(std::calloc(1, aSize)));
+    std::unique_ptr<Block, BlockRelease> block(static_cast<Block*>(std::calloc(aCount, aSize)));
     if (block == nullptr)
     {
         throw QZCNoMemoryEx("Out of Memory", 2);
@@ -32,15 +32,12 @@ std::unique_ptr<Block, BlockRelease> zeroedBlock(std::size_t aSize)
     return block;
 }
 
+/// @param aCapacity at least 1
 MappingBlock mappingBlock(HBA_UINT32 aCapacity)
 {
-    constexpr std::size_t headerSize = offsetof(HBA_FCPTargetMapping, entry);
-    // A count that the address space cannot hold is one that malloc cannot give.
-    if (aCapacity > (static_cast<std::size_t>(-1) - headerSize) / sizeof(HBA_FCPSCSIENTRY))
-    {
-        throw QZCNoMemoryEx("Out of Memory", 2);  // GCOVR_EXCL_LINE: only with 32-bit addresses
-    }
-    MappingBlock block = zeroedBlock<HBA_FCPTargetMapping>(headerSize + aCapacity * sizeof(HBA_FCPSCSIENTRY));
+    // The structure has one entry, so as many structures have room for as many entries. calloc refuses a product that
+    // the address space cannot hold.
+    MappingBlock block = zeroedBlock<HBA_FCPTargetMapping>(aCapacity, sizeof(HBA_FCPTargetMapping));
     block->NumberOfEntries = aCapacity;
     return block;
 }
@@ -141,7 +138,7 @@ TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDe
 LunReport Adapter::reportLuns(Wwn const& aPort)
 {
     unsigned int size = reportHeaderSize + largestLunList;
-    void* block = zeroedBlock<void>(size).release();
+    void* block = zeroedBlock<void>(1, size).release();
     // The layer may replace the block, so it is handed over as it is and owned again afterwards.
     struct Owner
     {
