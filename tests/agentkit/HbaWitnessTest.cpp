@@ -149,6 +149,8 @@ std::vector<Function> const functions = {
     scsiFunction("HBA_ScsiReadCapacityV2", readCapacityV2),
 };
 
+constexpr HBA_STATUS statuses[] = {HBA_STATUS_OK, HBA_STATUS_ERROR_BUSY, HBA_STATUS_ERROR_ILLEGAL_WWN};
+
 class HbaWitness : public testing::Test
 {
 protected:
@@ -173,16 +175,16 @@ TEST_F(HbaWitness, ForwardsEachCallAndKeepsItsAnswer)
 {
     for (Function const& function : functions)
     {
-        for (HBA_STATUS const status : {HBA_STATUS_OK, HBA_STATUS_ERROR_BUSY, HBA_STATUS_ERROR_ILLEGAL_WWN})
+        for (HBA_STATUS const status : statuses)
         {
             commonLibrary() = CommonLibrary();
-            commonLibrary().mStatus = static_cast<HBA_STATUS>(status);
+            commonLibrary().mStatus = status;
             std::uint64_t const before = lastHbaCall().mNumber;
-            EXPECT_EQ(function.mCall(), static_cast<HBA_STATUS>(status)) << function.mName;
+            EXPECT_EQ(function.mCall(), status) << function.mName;
             EXPECT_EQ(commonLibrary().mCalls, 1u) << function.mName;
             EXPECT_EQ(commonLibrary().mFunction, function.mName);
             EXPECT_EQ(lastHbaCall().mFunction, function.mName);
-            EXPECT_EQ(lastHbaCall().mStatus, static_cast<HBA_STATUS>(status));
+            EXPECT_EQ(lastHbaCall().mStatus, status);
             EXPECT_EQ(lastHbaCall().mNumber, before + 1) << function.mName;
             EXPECT_FALSE(lastHbaCall().mScsiStatus.has_value()) << function.mName;
             EXPECT_EQ(lastHbaCall().mSenseSize, 0u) << function.mName;

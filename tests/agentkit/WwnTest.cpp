@@ -18,7 +18,6 @@
 #include "tests/support/Outcome.h"
 
 using qz::Wwn;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 namespace
