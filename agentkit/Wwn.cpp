@@ -28,9 +28,9 @@ Wwn::Wwn(QZCWorldWideName const& aName) : Wwn(ofBytes(aName.getBinaryForm())) {}
 
 Wwn Wwn::ofBytes(unsigned char const* aBytes) noexcept
 {
-    Wwn name;
-    std::copy_n(aBytes, size, name.mBytes.begin());
-    return name;
+    std::array<unsigned char, size> bytes;
+    std::copy_n(aBytes, size, bytes.begin());
+    return Wwn(bytes);
 }
 
 std::optional<Wwn> Wwn::parse(std::string_view aText) noexcept
@@ -39,7 +39,7 @@ std::optional<Wwn> Wwn::parse(std::string_view aText) noexcept
     {
         return std::nullopt;
     }
-    Wwn name;
+    std::array<unsigned char, size> bytes;
     for (std::size_t i = 0; i < size; ++i)
     {
         std::size_t const position = i * pairPitch;
@@ -50,9 +50,9 @@ std::optional<Wwn> Wwn::parse(std::string_view aText) noexcept
         {
             return std::nullopt;
         }
-        name.mBytes[i] = static_cast<unsigned char>(high * 16 + low);
+        bytes[i] = static_cast<unsigned char>(high * 16 + low);
     }
-    return name;
+    return Wwn(bytes);
 }
 
 std::string Wwn::text() const

@@ -86,6 +86,11 @@ std::string asListed(std::string aName)
     replaceAll(aName, "std::string >", "std::string>");
     replaceAll(aName, "decltype(nullptr)", "std::nullptr_t");
     replaceAll(aName, "[abi:cxx11]", "");
+    for (char const* const suffix : {"u", "ul"})
+    {
+        replaceAll(aName, std::string("std::array<unsigned char, 8") + suffix + '>',
+                   "std::array<unsigned char, 8>");
+    }
     for (std::string const type : {"long", "long long"})
     {
         std::string const suffix = type == "long" ? "l" : "ll";
