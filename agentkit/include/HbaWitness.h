@@ -25,7 +25,7 @@ struct HbaCall
 };
 
 /// Tells why the call behind an exception failed: the layer's exceptions have a text and a code, and the status goes to
-/// the log only.
+/// the log only. HbaApi::adapterName(), Adapter::port() and Adapter::targetMappings() with a deadline log nothing.
 ///
 /// Linking QZSensorAgent::HbaWitness puts functions before those of the common library that have the same names. They
 /// forward each call and keep its answer: the loading, freeing and opening calls, and the queries of names, attributes,

@@ -169,8 +169,7 @@ private:
     VqmLibrary* mLibrary;
     unsigned int mBoard;
     unsigned int mResult;
-    unsigned int
-        mIdentifier;  ///< the identifier of a Quazor registration, the second argument of a plain one
+    unsigned int mIdentifier;            ///< of a Quazor registration; in a plain one its second argument
     QZCPointer<QZCWorldWideName> mPort;  ///< empty in a plain registration
     bool mIsActive;
 };
