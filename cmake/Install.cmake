@@ -15,21 +15,23 @@ function(qz_install_library aTarget)
     FILE_SET HEADERS DESTINATION ${QZ_INSTALL_HEADERS} COMPONENT development)
 endfunction()
 
-set(qz_config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QZSensorAgentCommon)
+set(QZ_INSTALL_CONFIG ${CMAKE_INSTALL_LIBDIR}/cmake/QZSensorAgentCommon)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/QZSensorAgentCommonConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(EXPORT QZSensorAgentCommonTargets
-  NAMESPACE QZSensorAgent:: DESTINATION ${qz_config_dir} COMPONENT development)
+  NAMESPACE QZSensorAgent:: DESTINATION ${QZ_INSTALL_CONFIG} COMPONENT development)
 install(FILES
   cmake/QZSensorAgentCommonConfig.cmake
   ${PROJECT_BINARY_DIR}/QZSensorAgentCommonConfigVersion.cmake
-  DESTINATION ${qz_config_dir} COMPONENT development)
+  DESTINATION ${QZ_INSTALL_CONFIG} COMPONENT development)
 
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QZ_PKGCONFIG_TO_PREFIX)
-configure_file(cmake/qzsensoragentcommon.pc.in ${PROJECT_BINARY_DIR}/qzsensoragentcommon.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/qzsensoragentcommon.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+foreach(name qzsensoragentcommon qzsensoragentkit)
+  configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()
 
 # The documents keep their relative links to each other and to the examples. The reference of the public headers is
 # installed if the target documentation has been built.

@@ -42,7 +42,8 @@ HBA API and the vendor's diagnostic library.")
 qz_package(runtime libqzsensoragentcommon1 libs
 "common layer of a sensor agent for storage networks
 ${qz_purpose}
-This package contains the library and the framework that it uses.")
+This package contains the library, the framework that it uses, and the agent
+kit: owners, an event queue and views of records.")
 # The library calls the HBA library without linking it, so dpkg-shlibdeps does not find this dependency.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libhbaapi2)
 # PreparePackages.cmake writes shlibs and symbols. Without a postinst and a postrm, CPack generates scripts that call
@@ -57,11 +58,12 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
 qz_package(development libqzsensoragentcommon-dev libdevel
 "common layer of a sensor agent for storage networks (development)
 ${qz_purpose}
-This package contains the headers, the files for CMake and pkg-config, and a
+This package contains the headers, the files for CMake and pkg-config, doubles
+of the HBA API and the diagnostic library for unit tests, and a
 program that checks replacements of the framework.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libqzsensoragentcommon1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), libhbaapi-dev")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libqzsensoragentcommon-doc, qzsim")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libgtest-dev, libqzsensoragentcommon-doc, qzsim")
 
 qz_package(simulator qzsim utils
 "runs a program with simulated Fibre Channel adapters

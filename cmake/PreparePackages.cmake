@@ -14,6 +14,11 @@ execute_process(
   COMMAND strip --strip-unneeded --remove-section=.comment --remove-section=.note ${libraries} ${programs}
   COMMAND_ERROR_IS_FATAL ANY)
 
+file(GLOB archives ${components}/usr/lib/*/lib*.a)
+execute_process(
+  COMMAND strip --strip-debug --remove-section=.comment --enable-deterministic-archives ${archives}
+  COMMAND_ERROR_IS_FATAL ANY)
+
 # A package built with the libraries depends on the version that introduced the symbols that it uses. Where symbols are
 # not checked, it depends on the version that it was built with, by soname.
 set(shlibs "")

@@ -2,6 +2,9 @@
 #
 #   QZSensorAgent::AgentCommon   the library, with the framework and the HBA library
 #   QZSensorAgent::Framework     only the framework
+#   QZSensorAgent::AgentKit      owners, an event queue, views and values for agents, with the library
+#   QZSensorAgent::HbaWitness    keeps the last answer of the HBA API, with the agent kit
+#   QZSensorAgent::Testing       scripted HBA API and diagnostic library for unit tests, if GoogleTest is found
 #
 # The library calls the HBA library without linking it, so its users link the HBA library too.
 include(CMakeFindDependencyMacro)
@@ -16,3 +19,11 @@ if(NOT TARGET PkgConfig::HBAAPI)
 endif()
 
 include(${CMAKE_CURRENT_LIST_DIR}/QZSensorAgentCommonTargets.cmake)
+
+if(NOT TARGET GTest::gtest)
+  find_package(GTest QUIET)
+endif()
+if(TARGET GTest::gtest)
+  # An installation that was built without GoogleTest has no such targets.
+  include(${CMAKE_CURRENT_LIST_DIR}/QZSensorAgentTestingTargets.cmake OPTIONAL)
+endif()

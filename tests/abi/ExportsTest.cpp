@@ -25,6 +25,9 @@ using Names = std::set<std::string>;
 constexpr char const* uint64Type =
     std::is_same_v<std::uint64_t, unsigned long> ? "unsigned long" : "unsigned long long";
 
+constexpr char const* sizeType =
+    std::is_same_v<std::size_t, unsigned long> ? "unsigned long" : "unsigned int";
+
 struct Library
 {
     std::string mName;
@@ -81,6 +84,21 @@ std::string asListed(std::string aName)
                "std::string");
     replaceAll(aName, "std::string >", "std::string>");
     replaceAll(aName, "decltype(nullptr)", "std::nullptr_t");
+    replaceAll(aName, "[abi:cxx11]", "");
+    for (char const* const suffix : {"u", "ul"})
+    {
+        replaceAll(aName, std::string("std::array<unsigned char, 8") + suffix + '>',
+                   "std::array<unsigned char, 8>");
+    }
+    for (std::string const type : {"long", "long long"})
+    {
+        std::string const suffix = type == "long" ? "l" : "ll";
+        std::string const duration =
+            "std::chrono::duration<" + type + ", std::ratio<1" + suffix + ", 1000000000" + suffix + "> >";
+        replaceAll(aName, "std::chrono::time_point<std::chrono::_V2::steady_clock, " + duration + " >",
+                   "std::chrono::steady_clock::time_point");
+    }
+    replaceAll(aName, "std::basic_string_view<char, std::char_traits<char> >", "std::string_view");
     return aName;
 }
 
@@ -115,6 +133,7 @@ struct Promise
                 continue;
             }
             replaceAll(line, "std::uint64_t", uint64Type);
+            replaceAll(line, "std::size_t", sizeType);
             bool const isCopy = startsWith(line, inlineMark);
             (isCopy ? mCopies : mNames).insert(isCopy ? line.substr(inlineMark.size()) : line);
         }
@@ -147,7 +166,8 @@ protected:
 INSTANTIATE_TEST_SUITE_P(All, Exports,
                          testing::Values(Library{"QZCommonFramework", FRAMEWORK_LIBRARY, FRAMEWORK_EXPORTS},
                                          Library{"QZSensorAgentCommon", AGENTCOMMON_LIBRARY,
-                                                 AGENTCOMMON_EXPORTS}),
+                                                 AGENTCOMMON_EXPORTS},
+                                         Library{"QZSensorAgentKit", KIT_LIBRARY, KIT_EXPORTS}),
                          [](testing::TestParamInfo<Library> const& aInfo) { return aInfo.param.mName; });
 
 TEST_P(Exports, EveryListedNameIsExported)

@@ -14,9 +14,9 @@
 
 #include <gtest/gtest.h>
 
+#include "agentkit/testing/UncountedAllocator.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/Outcome.h"
-#include "tests/support/UncountedAllocator.h"
 
 /// An operation that is ready to run, and the checks after its failure.
 struct Attempt

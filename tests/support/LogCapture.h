@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/UncountedAllocator.h"
+#include "agentkit/testing/UncountedAllocator.h"
 
 /// One call of the logger, except its source line.
 struct LogLine

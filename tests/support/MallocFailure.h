@@ -1,13 +1,13 @@
 /// @file
-/// Makes malloc fail by replacing it in the test program, except in builds with sanitizers, which replace it
-/// themselves.
+/// Makes malloc and calloc fail by replacing them in the test program, except in builds with sanitizers, which replace
+/// them themselves.
 #pragma once
 
-/// During its lifetime, malloc returns null.
+/// During its lifetime, malloc and calloc return null.
 class MallocFailure
 {
 public:
-    /// Whether this build replaces malloc. If not, malloc works as usual.
+    /// Whether this build replaces them. If not, they work as usual.
     static bool isPossible();
 
     MallocFailure();

@@ -272,6 +272,17 @@ public:
         return *this;
     }
 
+    /// Extracts one element of bytes without copying them.
+    /// @param arLength set to their number
+    /// @return the bytes, among those that the stream was made of
+    /// @throws QZCEncodingEx, code 100; arLength is then undefined
+    unsigned char const* extractInPlace(unsigned int& arLength)
+    {
+        unsigned int const start = _findString(arLength);
+        mPosition = start + arLength;
+        return mBytes + start;
+    }
+
     /// @return number of bytes not yet extracted
     unsigned int getRemaining() const { return mLength - mPosition; }
 

@@ -153,6 +153,8 @@ void QZCLibvqmAbs::LIBVQM_Close()
     QZ_LOG_LEFT();
 }
 
+bool QZCLibvqmAbs::LIBVQM_IsLoaded() { return sgLoaded; }
+
 bool QZCLibvqmAbs::LIBVQM_IsQzapiSupported() { return sgQzapiSupported; }
 
 void QZCLibvqmAbs::__initLibvqm()

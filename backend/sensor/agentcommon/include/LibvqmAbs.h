@@ -160,6 +160,12 @@ public:
     unsigned int LIBVQM_QzapiUnregEvent(unsigned int aBoardId, QZCPointer<QZCWorldWideName> const& acrPortWwn,
                                         unsigned int aRegistrationId);
 
+    /// Tells whether the vendor library is loaded, so that the operations that assert it may be called. Traces nothing;
+    /// may be called at any time. Never throws.
+    /// @return true from LIBVQM_LoadLibrary() until LIBVQM_FreeLibrary(), also after a missing symbol freed it: then
+    ///         false
+    static bool LIBVQM_IsLoaded();
+
 private:
     void __initLibvqm();
     void __processLibvqmVersion();

@@ -8,12 +8,12 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
+#include "agentkit/testing/FakeHbaapi.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tests/backend/sensor/agentcommon/HbaapiLayer.h"
 #include "tests/support/AllocationFailure.h"
-#include "tests/support/FakeHbaapi.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Outcome.h"
 #include "tests/support/VirtualSlots.h"

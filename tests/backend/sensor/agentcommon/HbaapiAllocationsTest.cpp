@@ -10,12 +10,12 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
+#include "agentkit/testing/FakeHbaapi.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tests/backend/sensor/agentcommon/LibraryHeap.h"
 #include "tests/support/AllocationTable.h"
-#include "tests/support/FakeHbaapi.h"
 #include "tests/support/Outcome.h"
 
 namespace

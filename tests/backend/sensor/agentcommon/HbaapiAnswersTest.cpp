@@ -12,11 +12,11 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
+#include "agentkit/testing/FakeHbaapi.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tests/support/CallLog.h"
-#include "tests/support/FakeHbaapi.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Outcome.h"
 

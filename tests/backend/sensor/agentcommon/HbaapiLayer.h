@@ -12,9 +12,9 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
+#include "agentkit/testing/FakeHbaapi.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tests/support/CallLog.h"
-#include "tests/support/FakeHbaapi.h"
 #include "tests/support/LogCapture.h"
 
 /// The lines that a function of the layer is expected to log.

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/UncountedAllocator.h"
+#include "agentkit/testing/UncountedAllocator.h"
 
 /// Records what the library's own code allocates and frees during the object's lifetime. Only one object may exist
 /// at a time, and only on one thread. A block from malloc is filled with sgFilling, which reveals a block that the

@@ -5,13 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include "agentkit/testing/FakeVqm.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/DepVersion.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/support/AllocationTable.h"
-#include "tests/support/FakeVqm.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/support/Outcome.h"
 #include "tests/support/Records.h"

@@ -8,12 +8,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "agentkit/testing/FakeVqm.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/DepVersion.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
 #include "tests/backend/sensor/agentcommon/LibvqmUses.h"
-#include "tests/support/FakeVqm.h"
 #include "tests/support/FreshProcess.h"
 
 using testing::Contains;

@@ -10,9 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include "agentkit/testing/FakeVqm.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tests/support/CallLog.h"
-#include "tests/support/FakeVqm.h"
 #include "tests/support/LogCapture.h"
 
 using LogLines = std::vector<LogLine>;

@@ -191,6 +191,8 @@ TEST(Libraries, SonamesHaveTheInterfaceVersion)
                 ElementsAre("libQZSensorAgentCommon.so.1"));
     EXPECT_THAT(behind("Library soname: [", dynamicSectionOf(FRAMEWORK_LIBRARY)),
                 ElementsAre("libQZCommonFramework.so.1"));
+    EXPECT_THAT(behind("Library soname: [", dynamicSectionOf(KIT_LIBRARY)),
+                ElementsAre("libQZSensorAgentKit.so.1"));
 }
 
 TEST(Libraries, DefinitionsCanBeReplaced)

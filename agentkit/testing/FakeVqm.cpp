@@ -1,4 +1,4 @@
-#include "tests/support/FakeVqm.h"
+#include "agentkit/testing/FakeVqm.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "tests/support/FakeHbaapi.h"
+#include "agentkit/testing/FakeHbaapi.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -12,9 +12,9 @@
 
 #include <hbaapi.h>
 
+#include "agentkit/testing/FakeLinker.h"
+#include "agentkit/testing/UncountedAllocator.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
-#include "tests/support/FakeLinker.h"
-#include "tests/support/UncountedAllocator.h"
 
 /// Holds the answers of the dynamic linker and the vendor library, and records their arguments. Only one object
 /// may exist at a time. AllocationFailure does not count its allocations.

@@ -11,7 +11,7 @@
 
 #include <hbaapi.h>
 
-#include "tests/support/UncountedAllocator.h"
+#include "agentkit/testing/UncountedAllocator.h"
 
 /// Holds the answers of the HBA_* functions and records their calls. Only one object may exist at a time. A
 /// call without an answer fails the test. AllocationFailure does not count its allocations, as long as the

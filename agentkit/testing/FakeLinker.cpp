@@ -1,4 +1,4 @@
-#include "tests/support/FakeLinker.h"
+#include "agentkit/testing/FakeLinker.h"
 
 #include <dlfcn.h>
 

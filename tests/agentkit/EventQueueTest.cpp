@@ -1,0 +1,301 @@
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/resource.h>
+
+#include "agentkit/include/EventQueue.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/Outcome.h"
+
+using qz::Event;
+using qz::EventHead;
+using qz::EventQueue;
+using testing::ElementsAre;
+
+namespace
+{
+void push(EventQueue& aQueue, std::string const& aPayload, unsigned int aBoard = 0)
+{
+    EventHead head{};
+    head.mBoard = aBoard;
+    aQueue.push(head, reinterpret_cast<unsigned char const*>(aPayload.data()), aPayload.size());
+}
+
+/// The payloads that are waiting.
+std::vector<std::string> payloadsOf(EventQueue& aQueue)
+{
+    std::vector<std::string> payloads;
+    Event event{};
+    while (aQueue.pop(event))
+    {
+        payloads.emplace_back(event.mPayload.begin(), event.mPayload.end());
+    }
+    return payloads;
+}
+
+bool canBeRead(EventQueue const& aQueue)
+{
+    pollfd descriptor{aQueue.descriptor(), POLLIN, 0};
+    return ::poll(&descriptor, 1, 0) == 1;
+}
+
+TEST(EventQueue, GivesEventsInTheirOrder)
+{
+    EventQueue queue(10, 100);
+    push(queue, "first");
+    push(queue, "");
+    push(queue, "third");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("first", "", "third"));
+    EXPECT_EQ(queue.received(), 3u);
+}
+
+TEST(EventQueue, GivesAnEventAsItWasPushed)
+{
+    EventQueue queue(1, 1);
+    EventHead const head{std::chrono::system_clock::now(), 1, 2, 3};
+    unsigned char const payload = 4;
+    queue.push(head, &payload, 1);
+    Event event{};
+    ASSERT_TRUE(queue.pop(event));
+    EXPECT_EQ(event.mHead.mTime, head.mTime);
+    EXPECT_EQ(event.mHead.mBoard, 1u);
+    EXPECT_EQ(event.mHead.mCategory, 2u);
+    EXPECT_EQ(event.mHead.mSubcategory, 3u);
+    EXPECT_THAT(event.mPayload, ElementsAre(4));
+}
+
+TEST(EventQueue, KeepsPayloadTogetherAcrossTheEndOfItsRoom)
+{
+    EventQueue queue(3, 10);
+    push(queue, "123456");
+    push(queue, "abc");
+    Event event{};
+    ASSERT_TRUE(queue.pop(event));
+    push(queue, "ABCDEFG");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("abc", "ABCDEFG"));
+    EXPECT_EQ(queue.dropped(), 0u);
+}
+
+TEST(EventQueue, DropsAndCountsEventsBeyondItsNumber)
+{
+    EventQueue queue(2, 100);
+    for (char const* const payload : {"a", "b", "c", "d"})
+    {
+        push(queue, payload);
+    }
+    EXPECT_EQ(queue.received(), 4u);
+    EXPECT_EQ(queue.dropped(), 2u);
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("a", "b"));
+}
+
+TEST(EventQueue, DropsWhatItHasNoBytesForAndTakesWhatItHas)
+{
+    EventQueue queue(10, 5);
+    push(queue, "123");
+    push(queue, "456");
+    push(queue, "78");
+    push(queue, "");
+    EXPECT_EQ(queue.dropped(), 1u);
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("123", "78", ""));
+}
+
+TEST(EventQueue, TakesEventsAgainOnceThereIsRoom)
+{
+    EventQueue queue(1, 5);
+    push(queue, "12345");
+    push(queue, "lost");
+    payloadsOf(queue);
+    push(queue, "54321");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("54321"));
+}
+
+TEST(EventQueue, IgnoresEventsBeyondItsLimit)
+{
+    EventQueue queue(10, 100, 2);
+    for (char const* const payload : {"a", "b", "c"})
+    {
+        push(queue, payload);
+    }
+    EXPECT_EQ(queue.received(), 2u);
+    EXPECT_EQ(queue.dropped(), 0u);
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("a", "b"));
+}
+
+TEST(EventQueue, IsReadableFromTheFirstEventOn)
+{
+    EventQueue queue(10, 100);
+    EXPECT_FALSE(canBeRead(queue));
+    push(queue, "a");
+    EXPECT_TRUE(canBeRead(queue)) << "a reader that polls before its first pop waits for good";
+}
+
+TEST(EventQueue, IsReadableAgainFromTheNextEventAfterItWasFoundEmpty)
+{
+    EventQueue queue(10, 100);
+    for (int round = 0; round < 3; ++round)
+    {
+        Event event{};
+        ASSERT_FALSE(queue.pop(event));
+        EXPECT_FALSE(canBeRead(queue));
+        push(queue, "a");
+        EXPECT_TRUE(canBeRead(queue));
+        ASSERT_TRUE(queue.pop(event));
+    }
+}
+
+TEST(EventQueue, StaysReadableUntilItIsFoundEmpty)
+{
+    EventQueue queue(10, 100);
+    push(queue, "a");
+    push(queue, "b");
+    Event event{};
+    for (int events = 0; events < 2; ++events)
+    {
+        EXPECT_TRUE(canBeRead(queue));
+        ASSERT_TRUE(queue.pop(event));
+    }
+    ASSERT_FALSE(queue.pop(event));
+    EXPECT_FALSE(canBeRead(queue));
+}
+
+TEST(EventQueue, IsNotReadableForAnEventThatWasDropped)
+{
+    EventQueue queue(10, 1);
+    push(queue, "too long");
+    EXPECT_FALSE(canBeRead(queue));
+    EXPECT_EQ(queue.dropped(), 1u);
+}
+
+TEST(EventQueue, PushesWithoutAllocating)
+{
+    EventQueue queue(2, 100);
+    std::string const payload(60, 'x');
+    EXPECT_EQ(allocationsOf(
+                  [&]
+                  {
+                      push(queue, payload);
+                      push(queue, payload);
+                      push(queue, "");
+                      push(queue, "");
+                  }),
+              0u);
+    EXPECT_EQ(queue.dropped(), 2u) << "one for its bytes, one for its number";
+}
+
+TEST(EventQueue, TakesAnEmptyPayloadAtNoAddress)
+{
+    EventQueue queue(2, 1);
+    queue.push(EventHead{}, nullptr, 0);
+    EXPECT_THAT(payloadsOf(queue), ElementsAre(""));
+}
+
+TEST(EventQueue, KeepsAnEventThatThereIsNoMemoryFor)
+{
+    EventQueue queue(2, 100);
+    push(queue, "kept", 1);
+    push(queue, "next", 2);
+    Event event{};
+    EXPECT_EQ(outcomeWithoutMemory(1, [&] { queue.pop(event); }), badAlloc);
+    EXPECT_TRUE(event.mPayload.empty());
+    ASSERT_TRUE(queue.pop(event));
+    EXPECT_EQ(event.mHead.mBoard, 1u);
+    EXPECT_EQ(std::string(event.mPayload.begin(), event.mPayload.end()), "kept");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("next"));
+}
+
+TEST(EventQueue, ReusesTheMemoryOfTheEventThatItFills)
+{
+    EventQueue queue(2, 100);
+    push(queue, "a long payload");
+    push(queue, "short");
+    Event event{};
+    ASSERT_TRUE(queue.pop(event));
+    EXPECT_EQ(allocationsOf([&] { queue.pop(event); }), 0u);
+    EXPECT_EQ(std::string(event.mPayload.begin(), event.mPayload.end()), "short");
+}
+
+TEST(EventQueue, IsNotMadeWithoutMemoryAndLeavesNothing)
+{
+    long const before = liveBlocks();
+    unsigned int const allocations = allocationsOf([] { EventQueue(2, 100); });
+    ASSERT_GT(allocations, 0u);
+    for (unsigned int failing = 1; failing <= allocations; ++failing)
+    {
+        EXPECT_EQ(outcomeWithoutMemory(failing, [] { EventQueue(2, 100); }), badAlloc) << failing;
+    }
+    EXPECT_EQ(liveBlocks(), before);
+}
+
+TEST(EventQueue, ReportsThatNoDescriptorIsLeft)
+{
+    if (IS_SANITIZED)
+    {
+        GTEST_SKIP() << "the sanitizer of undefined behaviour needs descriptors to look at an exception";
+    }
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    rlimit const none{0, limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::string const outcome = outcomeOf([] { EventQueue(2, 100); });
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_THAT(outcome, testing::StartsWith("std::system_error: cannot make a queue: "));
+}
+
+TEST(EventQueue, ClosesItsDescriptor)
+{
+    int descriptor = -1;
+    {
+        EventQueue const queue(1, 1);
+        descriptor = queue.descriptor();
+    }
+    EventQueue const again(1, 1);
+    EXPECT_EQ(again.descriptor(), descriptor) << "the lowest free number is given out first";
+}
+
+TEST(EventQueue, KeepsTheOrderOfEachThreadAndCountsWhatItDrops)
+{
+    constexpr unsigned int threads = 4;
+    constexpr std::uint32_t eventsOfEach = 20000;
+    EventQueue queue(64, 1000);
+    std::vector<std::thread> sources;
+    for (unsigned int source = 0; source < threads; ++source)
+    {
+        sources.emplace_back(
+            [&queue, source]
+            {
+                for (std::uint32_t number = 1; number <= eventsOfEach; ++number)
+                {
+                    push(queue, std::to_string(number), source);
+                }
+            });
+    }
+    std::array<unsigned long, threads> last{};
+    std::uint64_t taken = 0;
+    Event event{};
+    while (taken + queue.dropped() < threads * eventsOfEach)
+    {
+        if (queue.pop(event))
+        {
+            ++taken;
+            unsigned long const number =
+                std::stoul(std::string(event.mPayload.begin(), event.mPayload.end()));
+            ASSERT_GT(number, last.at(event.mHead.mBoard)) << "from thread " << event.mHead.mBoard;
+            last.at(event.mHead.mBoard) = number;
+        }
+    }
+    for (std::thread& source : sources)
+    {
+        source.join();
+    }
+    EXPECT_EQ(queue.received(), threads * eventsOfEach);
+    EXPECT_THAT(payloadsOf(queue), testing::IsEmpty());
+}
+}  // namespace

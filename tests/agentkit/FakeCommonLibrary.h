@@ -1,0 +1,26 @@
+/// @file
+/// A common library of the HBA API for the tests of the witness: a shared library, since the witness forwards to the
+/// next one that has the function.
+#pragma once
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include <hbaapi.h>
+
+/// What the library answers, and what it was last called with.
+struct CommonLibrary
+{
+    HBA_STATUS mStatus = HBA_STATUS_OK;  ///< of every call that has one
+    HBA_HANDLE mHandle = 0;              ///< given by HBA_OpenAdapter
+    int mScsiStatus = -1;                ///< written by the SCSI calls that report one; none when negative
+    std::vector<unsigned char> mSense;   ///< written by the SCSI calls
+
+    unsigned int mCalls = 0;
+    std::string mFunction;
+    std::string mArguments;  ///< the values of the last call: numbers, names, and the sizes of the blocks
+};
+
+/// The one state of the library.
+CommonLibrary& commonLibrary();

@@ -1,0 +1,500 @@
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "agentkit/include/HbaApi.h"
+#include "agentkit/include/Wwn.h"
+#include "agentkit/testing/FakeHbaapi.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/MallocFailure.h"
+#include "tests/support/Outcome.h"
+
+using qz::Adapter;
+using qz::HbaApi;
+using qz::LunReport;
+using qz::TargetMappings;
+using qz::Wwn;
+using std::chrono::steady_clock;
+using testing::AllOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::Ge;
+using testing::IsEmpty;
+using testing::Lt;
+
+namespace
+{
+constexpr char nameFailed[] = "QZCExitConditionEx 19: HBA_GetAdapterName method failed";
+constexpr char portFailed[] = "QZCHbaapiEx 802: HBA_GetAdapterPortAttributes method failed";
+constexpr char mappingFailed[] = "QZCHbaapiEx 802: HBA_GetFcpTargetMapping method failed";
+constexpr char lunsFailed[] = "QZCHbaapiEx 802: HBA_SendReportLUNs method failed";
+
+Wwn const remotePort = *Wwn::parse("10:00:00:00:c9:2a:3b:4c");
+
+class HbaApiCalls : public testing::Test
+{
+protected:
+    /// Lets the HBA API answer the next query of mappings with so many, numbered from 0 as their bus numbers.
+    void answerMappings(HBA_STATUS aStatus, HBA_UINT32 aCount)
+    {
+        mHbaapi.mTargetMappings.push_back({aStatus, [this, aCount](HBA_FCPTargetMapping& aBlock)
+                                           {
+                                               HBA_UINT32 const room =
+                                                   std::min(aBlock.NumberOfEntries, aCount);
+                                               for (HBA_UINT32 i = 0; i < room; ++i)
+                                               {
+                                                   entryOf(aBlock, i).ScsiId.ScsiBusNumber = i;
+                                               }
+                                               aBlock.NumberOfEntries = aCount;
+                                               ++mMappingQueries;
+                                           }});
+    }
+
+    void answerBusy(unsigned int aTimes)
+    {
+        for (unsigned int i = 0; i < aTimes; ++i)
+        {
+            mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_BUSY});
+        }
+    }
+
+    /// Lets the HBA API answer the next REPORT LUNS with these bytes.
+    void answerLuns(HBA_STATUS aStatus, Bytes const& aAnswer = {})
+    {
+        mHbaapi.mReportLuns.push_back({aStatus, [aAnswer](FakeHbaapi::ReportLunsBlocks& aBlocks)
+                                       {
+                                           ASSERT_LE(aAnswer.size(), aBlocks.mResponseSize);
+                                           std::copy(aAnswer.begin(), aAnswer.end(), aBlocks.mResponse);
+                                       }});
+    }
+
+    static std::vector<unsigned int> busNumbersOf(TargetMappings const& aMappings)
+    {
+        std::vector<unsigned int> numbers;
+        for (HBA_FCPSCSIENTRY const& entry : aMappings)
+        {
+            numbers.push_back(entry.ScsiId.ScsiBusNumber);
+        }
+        return numbers;
+    }
+
+    /// The calls that reached the HBA API, without loading, opening, closing and freeing.
+    std::vector<std::string> queries() const
+    {
+        std::vector<std::string> const& calls = mHbaapi.calls();
+        EXPECT_GE(calls.size(), 4u);
+        return {calls.begin() + 2, calls.end() - 2};
+    }
+
+    /// How often a call was made.
+    long timesOf(std::string const& aCall) const
+    {
+        return std::count(mHbaapi.calls().begin(), mHbaapi.calls().end(), aCall);
+    }
+
+    FakeHbaapi mHbaapi;
+    LogCapture mLog;
+    unsigned int mMappingQueries = 0;
+
+private:
+    static HBA_FCPSCSIENTRY& entryOf(HBA_FCPTargetMapping& aBlock, HBA_UINT32 aIndex)
+    {
+        HBA_FCPSCSIENTRY* const first = aBlock.entry;
+        return first[aIndex];
+    }
+};
+
+/// The numbers from 0 to below the end.
+std::vector<unsigned int> numbersUpTo(unsigned int aEnd)
+{
+    std::vector<unsigned int> numbers(aEnd);
+    for (unsigned int i = 0; i < aEnd; ++i)
+    {
+        numbers[i] = i;
+    }
+    return numbers;
+}
+
+TEST_F(HbaApiCalls, LoadAndFreeTheLibraryOnce)
+{
+    {
+        HbaApi api;
+        EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_LoadLibrary()"));
+    }
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_LoadLibrary()", "HBA_FreeLibrary()"));
+}
+
+TEST_F(HbaApiCalls, DoNotFreeALibraryThatDidNotLoad)
+{
+    mHbaapi.mLoadStatus = HBA_STATUS_ERROR;
+    EXPECT_EQ(outcomeOf([] { HbaApi(); }), "QZCExitConditionEx 19: Can't load HBAAPI library!");
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_LoadLibrary()"));
+}
+
+TEST_F(HbaApiCalls, ReachTheLayer)
+{
+    mHbaapi.mNumberOfAdapters = 3;
+    HbaApi api;
+    EXPECT_EQ(api.numberOfAdapters(), 3u);
+    EXPECT_EQ(api.layer().HA_GetNumberOfAdapters(), 3u);
+}
+
+TEST_F(HbaApiCalls, ReadTheNamesOfOtherAdaptersWhenOneFails)
+{
+    mHbaapi.mNames = {
+        {HBA_STATUS_OK, "first"}, {HBA_STATUS_ERROR_UNAVAILABLE, "lost"}, {HBA_STATUS_OK, "third"}};
+    HbaApi api;
+    EXPECT_EQ(api.adapterName(0), "first");
+    EXPECT_EQ(outcomeOf([&] { api.adapterName(1); }), nameFailed);
+    EXPECT_EQ(api.adapterName(2), "third");
+    EXPECT_TRUE(mHbaapi.mNameBuffersWereZero);
+    EXPECT_THAT(mHbaapi.calls(), ElementsAre("HBA_LoadLibrary()", "HBA_GetAdapterName(0)",
+                                             "HBA_GetAdapterName(1)", "HBA_GetAdapterName(2)"));
+}
+
+TEST_F(HbaApiCalls, EndANameThatComesWithoutATerminator)
+{
+    mHbaapi.mNames = {{HBA_STATUS_OK, std::string(256, 'x')}};
+    HbaApi api;
+    EXPECT_EQ(api.adapterName(0), std::string(256, 'x'));
+}
+
+TEST_F(HbaApiCalls, ReportThatThereIsNoMemoryForAName)
+{
+    mHbaapi.mNames = {{HBA_STATUS_OK, "a name that does not fit into the string object itself"}};
+    HbaApi api;
+    EXPECT_EQ(outcomeWithoutMemory(1, [&] { api.adapterName(0); }), badAlloc);
+}
+
+TEST_F(HbaApiCalls, OpenAndCloseAnAdapterOnce)
+{
+    mHbaapi.mOpenHandle = 7;
+    {
+        HbaApi api;
+        Adapter adapter(api, "qz-0");
+        EXPECT_EQ(adapter.handle(), 7u);
+        adapter.refresh();
+    }
+    EXPECT_THAT(mHbaapi.calls(),
+                ElementsAre("HBA_LoadLibrary()", "HBA_OpenAdapter(qz-0)", "HBA_RefreshInformation(7)",
+                            "HBA_CloseAdapter(7)", "HBA_FreeLibrary()"));
+}
+
+TEST_F(HbaApiCalls, DoNotCloseAnAdapterThatDidNotOpen)
+{
+    mHbaapi.mOpenHandle = 0;
+    {
+        HbaApi api;
+        EXPECT_EQ(outcomeOf([&] { Adapter(api, "qz-0"); }), "QZCHbaapiEx 802: HBA_OpenAdapter method failed");
+    }
+    EXPECT_THAT(mHbaapi.calls(),
+                ElementsAre("HBA_LoadLibrary()", "HBA_OpenAdapter(qz-0)", "HBA_FreeLibrary()"));
+}
+
+TEST_F(HbaApiCalls, CloseTheAdapterAndFreeTheLibraryWhenAnExceptionPasses)
+{
+    auto const fail = [&]
+    {
+        HbaApi api;
+        Adapter adapter(api, "qz-0");
+        mHbaapi.mPortAttributes = {{HBA_STATUS_ERROR}};
+        adapter.port(0);
+    };
+    EXPECT_EQ(outcomeOf(fail), portFailed);
+    EXPECT_EQ(timesOf("HBA_CloseAdapter(1)"), 1);
+    EXPECT_EQ(timesOf("HBA_FreeLibrary()"), 1);
+}
+
+TEST_F(HbaApiCalls, ReadTheAttributesIntoARecordThatIsFreed)
+{
+    long const before = liveBlocks();
+    {
+        HbaApi api;
+        Adapter adapter(api, "qz-0");
+        mHbaapi.mAdapterAttributes.push_back(
+            {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes) { aAttributes.NumberOfPorts = 2; }});
+        EXPECT_EQ(adapter.attributes()->NumberOfPorts, 2u);
+        mHbaapi.mAdapterAttributes.push_back({HBA_STATUS_ERROR});
+        EXPECT_EQ(outcomeOf([&] { adapter.attributes(); }),
+                  "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed");
+    }
+    EXPECT_LE(liveBlocks(), before + 10) << "the log and the fake keep some";
+}
+
+TEST_F(HbaApiCalls, ReadOtherPortsWhenOneFails)
+{
+    HbaApi api;
+    Adapter adapter(api, "qz-0");
+    mHbaapi.mPortAttributes.push_back(
+        {HBA_STATUS_OK, [](HBA_PORTATTRIBUTES& aAttributes) { aAttributes.PortFcId = 11; }});
+    mHbaapi.mPortAttributes.push_back(
+        {HBA_STATUS_ERROR, [](HBA_PORTATTRIBUTES& aAttributes) { aAttributes.PortFcId = 12; }});
+    mHbaapi.mPortAttributes.push_back(
+        {HBA_STATUS_OK, [](HBA_PORTATTRIBUTES& aAttributes) { EXPECT_EQ(aAttributes.PortFcId, 0u); }});
+    EXPECT_EQ(adapter.port(0).PortFcId, 11u);
+    EXPECT_EQ(outcomeOf([&] { adapter.port(1); }), portFailed);
+    EXPECT_EQ(adapter.port(2).PortFcId, 0u);
+    EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 0)"), 1);
+    EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 1)"), 1);
+    EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 2)"), 1);
+}
+
+/// Reads the mappings in one of the two ways.
+struct Way
+{
+    char const* mName;
+    std::function<TargetMappings(Adapter&)> mRead;
+};
+
+std::ostream& operator<<(std::ostream& aOut, Way const& aWay) { return aOut << aWay.mName; }
+
+class HbaApiMappings : public HbaApiCalls, public testing::WithParamInterface<Way>
+{
+protected:
+    TargetMappings read() { return GetParam().mRead(mAdapter); }
+
+    HbaApi mApi;
+    Adapter mAdapter{mApi, "qz-0"};
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, HbaApiMappings,
+    testing::Values(Way{"TheLayer", [](Adapter& aAdapter) { return aAdapter.targetMappings(); }},
+                    Way{"ADeadline", [](Adapter& aAdapter)
+                        { return aAdapter.targetMappings(steady_clock::time_point()); }}),
+    [](testing::TestParamInfo<Way> const& aInfo) { return aInfo.param.mName; });
+
+TEST_P(HbaApiMappings, MayBeNone)
+{
+    answerMappings(HBA_STATUS_OK, 0);
+    TargetMappings const mappings = read();
+    EXPECT_EQ(mappings.size(), 0u);
+    EXPECT_EQ(mappings.begin(), mappings.end());
+}
+
+TEST_P(HbaApiMappings, AreReadAgainAfterThereWereNone)
+{
+    answerMappings(HBA_STATUS_OK, 0);
+    answerMappings(HBA_STATUS_OK, 3);
+    EXPECT_EQ(read().size(), 0u);
+    EXPECT_THAT(busNumbersOf(read()), ElementsAre(0, 1, 2));
+    EXPECT_EQ(timesOf("HBA_GetFcpTargetMapping(1, 256)"), 2) << "each query has a block of its own";
+}
+
+TEST_P(HbaApiMappings, AreReadIntoALargerBlockWhenThereAreMore)
+{
+    answerMappings(HBA_STATUS_ERROR_MORE_DATA, 300);
+    answerMappings(HBA_STATUS_OK, 300);
+    EXPECT_THAT(busNumbersOf(read()), ElementsAreArray(numbersUpTo(300)));
+    EXPECT_EQ(timesOf("HBA_GetFcpTargetMapping(1, 256)"), 1);
+    EXPECT_EQ(timesOf("HBA_GetFcpTargetMapping(1, 300)"), 1);
+}
+
+TEST_P(HbaApiMappings, EndWithTheLayersExceptionWhenTheQueryFails)
+{
+    mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_UNAVAILABLE});
+    EXPECT_EQ(outcomeOf([&] { read(); }), mappingFailed);
+}
+
+TEST_P(HbaApiMappings, AreMovedWithTheirBlock)
+{
+    answerMappings(HBA_STATUS_OK, 2);
+    TargetMappings mappings = read();
+    TargetMappings const moved = std::move(mappings);
+    EXPECT_THAT(busNumbersOf(moved), ElementsAre(0, 1));
+}
+
+class HbaApiDeadline : public HbaApiCalls
+{
+protected:
+    std::string outcomeUntil(steady_clock::time_point aDeadline)
+    {
+        return outcomeOf([&] { mAdapter.targetMappings(aDeadline); });
+    }
+
+    HbaApi mApi;
+    Adapter mAdapter{mApi, "qz-0"};
+};
+
+TEST_F(HbaApiDeadline, ThatHasPassedAllowsOneQuery)
+{
+    answerBusy(1);
+    EXPECT_EQ(outcomeUntil(steady_clock::time_point()), mappingFailed);
+    EXPECT_THAT(mHbaapi.mTargetMappings, IsEmpty());
+}
+
+TEST_F(HbaApiDeadline, EndsTheWaitingForABusyAdapter)
+{
+    answerBusy(100);
+    auto const start = steady_clock::now();
+    EXPECT_EQ(outcomeUntil(start + std::chrono::milliseconds(250)), mappingFailed);
+    EXPECT_THAT(steady_clock::now() - start,
+                AllOf(Ge(std::chrono::milliseconds(250)), Lt(std::chrono::seconds(20))));
+    std::size_t const made = 100 - mHbaapi.mTargetMappings.size();
+    EXPECT_THAT(made, AllOf(Ge(2u), testing::Le(4u))) << "queries at 0, 100, 200 and 250 ms";
+}
+
+TEST_F(HbaApiDeadline, IsNotWaitedForOnceTheAdapterAnswers)
+{
+    answerBusy(1);
+    answerMappings(HBA_STATUS_OK, 1);
+    auto const start = steady_clock::now();
+    EXPECT_EQ(mAdapter.targetMappings(start + std::chrono::hours(1)).size(), 1u);
+    EXPECT_LT(steady_clock::now() - start, std::chrono::minutes(1));
+}
+
+TEST_F(HbaApiDeadline, DoesNotLetAnAdapterAskForABlockThatIsNoLarger)
+{
+    for (HBA_UINT32 const count : {0u, 1u, 255u, 256u})
+    {
+        answerMappings(HBA_STATUS_ERROR_MORE_DATA, count);
+        EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), mappingFailed) << count;
+    }
+    EXPECT_THAT(mHbaapi.mTargetMappings, IsEmpty());
+}
+
+TEST_F(HbaApiDeadline, GivesAsManyMappingsAsTheBlockHolds)
+{
+    answerMappings(HBA_STATUS_OK, 4000);
+    EXPECT_EQ(mAdapter.targetMappings(steady_clock::now()).size(), 256u);
+}
+
+TEST_F(HbaApiDeadline, DoesNotHideThatThereIsNoMemory)
+{
+    if (!MallocFailure::isPossible())
+    {
+        GTEST_SKIP() << "the sanitizers have a heap of their own";
+    }
+    auto const failing = [&]
+    {
+        MallocFailure const failure;
+        mAdapter.targetMappings(steady_clock::now());
+    };
+    EXPECT_EQ(outcomeOf(failing), outOfMemory);
+}
+
+class HbaApiLuns : public HbaApiCalls
+{
+protected:
+    HbaApi mApi;
+    Adapter mAdapter{mApi, "qz-0"};
+};
+
+TEST_F(HbaApiLuns, AreAskedForInAZeroedBlockWithRoomForTheLongestList)
+{
+    mHbaapi.mReportLuns.push_back(
+        {HBA_STATUS_OK, [](FakeHbaapi::ReportLunsBlocks& aBlocks)
+         { EXPECT_THAT(Bytes(aBlocks.mResponse, aBlocks.mResponse + aBlocks.mResponseSize), Each(0)); }});
+    LunReport const report = mAdapter.reportLuns(remotePort);
+    EXPECT_EQ(report.bytes().mSize, 4104u);
+    EXPECT_THAT(report.luns(), IsEmpty());
+    EXPECT_EQ(timesOf("HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)"), 1);
+}
+
+TEST_F(HbaApiLuns, AreGivenAsScsiWritesThem)
+{
+    answerLuns(HBA_STATUS_OK,
+               {0, 0, 0, 16, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0x40, 0xff, 0, 0, 0, 0, 0, 9});
+    EXPECT_THAT(mAdapter.reportLuns(remotePort).luns(),
+                ElementsAre(ElementsAre(0, 1, 0, 0, 0, 0, 0, 0), ElementsAre(0x40, 0xff, 0, 0, 0, 0, 0, 9)));
+}
+
+TEST_F(HbaApiLuns, FillTheWholeBlock)
+{
+    answerLuns(HBA_STATUS_OK, {0, 0, 0x10, 0});
+    EXPECT_EQ(mAdapter.reportLuns(remotePort).luns().size(), 512u);
+}
+
+TEST_F(HbaApiLuns, AreNotReadWhenTheListIsLongerThanTheLayerAccepts)
+{
+    answerLuns(HBA_STATUS_OK, {0, 0, 0x10, 1});
+    EXPECT_EQ(outcomeOf([&] { mAdapter.reportLuns(remotePort); }), lunsFailed);
+}
+
+TEST_F(HbaApiLuns, EndWithTheLayersExceptionWhenTheQueryFails)
+{
+    answerLuns(HBA_STATUS_ERROR);
+    EXPECT_EQ(outcomeOf([&] { mAdapter.reportLuns(remotePort); }), lunsFailed);
+}
+
+TEST_F(HbaApiLuns, ReportThatThereIsNoMemory)
+{
+    if (!MallocFailure::isPossible())
+    {
+        GTEST_SKIP() << "the sanitizers have a heap of their own";
+    }
+    auto const failing = [&]
+    {
+        MallocFailure const failure;
+        mAdapter.reportLuns(remotePort);
+    };
+    EXPECT_EQ(outcomeOf(failing), outOfMemory);
+    EXPECT_EQ(timesOf("HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)"), 0);
+}
+
+/// A report in a block of exactly its size.
+LunReport reportOf(Bytes const& aBytes)
+{
+    void* const block = std::malloc(std::max<std::size_t>(aBytes.size(), 1));
+    std::copy(aBytes.begin(), aBytes.end(), static_cast<unsigned char*>(block));
+    return LunReport(std::unique_ptr<void, qz::BlockRelease>(block), aBytes.size());
+}
+
+/// A report whose list is so many bytes long, in a block that holds another number of them.
+std::size_t lunsOf(unsigned int aLength, std::size_t aHeld)
+{
+    Bytes bytes(8 + aHeld);
+    for (unsigned int i = 0; i < 4; ++i)
+    {
+        bytes[i] = static_cast<unsigned char>(aLength >> (24 - 8 * i));
+    }
+    return reportOf(bytes).luns().size();
+}
+
+TEST(LunReport, HasNoLunsInABlockThatIsShorterThanItsHeader)
+{
+    for (std::size_t size = 0; size < 8; ++size)
+    {
+        EXPECT_THAT(reportOf(Bytes(size, 0xff)).luns(), IsEmpty()) << size;
+    }
+}
+
+TEST(LunReport, HasTheLunsThatItsBlockHolds)
+{
+    EXPECT_EQ(lunsOf(24, 16), 2u);
+    EXPECT_EQ(lunsOf(0xffffffff, 8), 1u);
+    EXPECT_EQ(lunsOf(0xffffffff, 0), 0u);
+}
+
+TEST(LunReport, LeavesOutWhatIsNoWholeLun)
+{
+    for (unsigned int length = 0; length < 24; ++length)
+    {
+        EXPECT_EQ(lunsOf(length, 24), length / 8) << length;
+        EXPECT_EQ(lunsOf(24, length), length / 8) << length;
+    }
+}
+
+TEST(LunReport, ShowsItsBytesInPlace)
+{
+    LunReport const report = reportOf({0, 0, 0, 0, 1, 2, 3, 4});
+    EXPECT_THAT(std::vector<unsigned char>(report.bytes().begin(), report.bytes().end()),
+                ElementsAre(0, 0, 0, 0, 1, 2, 3, 4));
+}
+}  // namespace

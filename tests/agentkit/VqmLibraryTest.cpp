@@ -1,0 +1,755 @@
+// The owners over a scripted vendor library. The layer's state belongs to the process, so each run has one of its own.
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include "agentkit/include/ScopeEvents.h"
+#include "agentkit/include/VqmLibrary.h"
+#include "agentkit/testing/FakeVqm.h"
+#include "agentkit/testing/UncountedAllocator.h"
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "tests/support/AllocationFailure.h"
+#include "tests/support/FreshProcess.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Outcome.h"
+
+using qz::BoardNames;
+using qz::VqmEnvironment;
+using qz::VqmLibrary;
+using qz::VqmRegistration;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::Not;
+
+namespace
+{
+using Calls = std::vector<std::string>;
+
+constexpr char functionMissing[] = "QZCNotAllowedEx 9: dlsym Failed";
+constexpr char libraryFreed[] = "QZCNotAllowedEx 9: LIBVQM is not loaded";
+constexpr char loadFailed[] = "QZCNotFoundEx 8: No libvqm located";
+constexpr char loading[] = "dlopen(/usr/lib/libvqm.so, 1)";
+constexpr char freeing[] = "dlclose(1)";
+constexpr char initialising[] = "VQM_InitDiagEnv(32)";
+constexpr char closing[] = "VQM_FreeDiagEnv()";
+constexpr char quazorBegin[] = "VQM_QZ_RegisterForEvent(0, 10000000c9000001, 3, 7)";
+constexpr char quazorEnd[] = "VQM_QZ_unRegisterForEvent(0, 10000000c9000001, 42)";
+constexpr char plainBegin[] = "RegisterForEvent(0, 5, (nil), 6, 0)";
+constexpr char plainEnd[] = "unRegisterForEvent(0, 5)";
+
+/// What opening the environment calls in a process that has not opened it before.
+Calls const opening = {initialising, "VQM_GetLibVer()", "VQM_GetDrvInfo(0)"};
+
+std::vector<std::string> const vendorFunctions = {
+    "VQM_InitDiagEnv",           "VQM_GetLibVer",           "VQM_GetDrvInfo",
+    "VQM_GetLinkInfo",           "VQM_QZ_RegisterForEvent", "RegisterForEvent",
+    "VQM_QZ_unRegisterForEvent", "unRegisterForEvent",      "VQM_FreeDiagEnv"};
+
+Calls operator+(Calls aFirst, Calls const& aSecond)
+{
+    aFirst.insert(aFirst.end(), aSecond.begin(), aSecond.end());
+    return aFirst;
+}
+
+void ignoreQuazorEvent(unsigned int, HBA_wwn, unsigned int, unsigned int, void*, QZ_event*) {}
+void ignorePlainEvent(unsigned int, ...) {}
+
+/// A vendor library that keeps its calls, without the lookups.
+class Vendor
+{
+public:
+    Vendor()
+    {
+        mVqm.mRegistrationId = 42;
+        mVqm.mOnCall = [this](char const* aCall)
+        {
+            UncountedString const call = aCall;
+            if (call != "dlerror()" && call.rfind("dlsym(", 0) != 0)
+            {
+                mCalls.push_back(call);
+            }
+        };
+    }
+
+    Calls calls() const
+    {
+        Calls calls;
+        for (UncountedString const& call : mCalls)
+        {
+            calls.emplace_back(call.c_str());
+        }
+        return calls;
+    }
+
+    long timesOf(std::string const& aFunction) const
+    {
+        Calls const all = calls();
+        return std::count_if(all.begin(), all.end(),
+                             [&](std::string const& aCall) { return aCall.rfind(aFunction + '(', 0) == 0; });
+    }
+
+    FakeVqm mVqm;
+
+private:
+    UncountedVector<UncountedString> mCalls;
+};
+
+VqmRegistration registerQuazor(VqmLibrary& aLibrary, QZCPointer<QZCWorldWideName> const& aPort)
+{
+    return VqmRegistration::quazor(aLibrary, 0, aPort, qz::makeScopeEvent(3, 7), nullptr, ignoreQuazorEvent);
+}
+
+VqmRegistration registerPlain(VqmLibrary& aLibrary)
+{
+    return VqmRegistration::plain(aLibrary, 0, 5, nullptr, 6, ignorePlainEvent);
+}
+
+/// How many steps an agent takes from loading the library to its last registration.
+constexpr unsigned int allSteps = 5;
+
+/// What the agent itself throws.
+constexpr char agentFailed[] = "std::runtime_error: the agent failed";
+
+/// The agent takes some of the steps; then it fails, unless it took all.
+void takeSteps(unsigned int aSteps)
+{
+    auto const failAfter = [&](unsigned int aStep)
+    {
+        if (aStep == aSteps)
+        {
+            throw std::runtime_error("the agent failed");
+        }
+    };
+    failAfter(0);
+    VqmLibrary library;
+    failAfter(1);
+    VqmEnvironment environment(library);
+    failAfter(2);
+    BoardNames const names = environment.names(0);
+    failAfter(3);
+    VqmRegistration const quazor = registerQuazor(library, names.mSecond);
+    failAfter(4);
+    VqmRegistration const plain = registerPlain(library);
+}
+
+/// What an agent that takes these steps calls in a library that does all.
+Calls callsOf(unsigned int aSteps)
+{
+    Calls begin;
+    Calls end;
+    begin = aSteps >= 2 ? begin + opening : begin;
+    begin = aSteps >= 3 ? begin + Calls{"VQM_GetLinkInfo(0)"} : begin;
+    begin = aSteps >= 4 ? begin + Calls{quazorBegin} : begin;
+    begin = aSteps >= 5 ? begin + Calls{plainBegin} : begin;
+    end = aSteps >= 5 ? end + Calls{plainEnd} : end;
+    end = aSteps >= 4 ? end + Calls{quazorEnd} : end;
+    end = aSteps >= 2 ? end + Calls{closing} : end;
+    return aSteps == 0 ? Calls{} : Calls{loading} + begin + end + Calls{freeing};
+}
+
+/// The same in a library that lacks a function: freed at once, it is not called any more.
+Calls callsWithout(std::string const& aFunction, unsigned int aSteps)
+{
+    Calls calls = callsOf(aSteps);
+    auto const missing =
+        std::find_if(calls.begin(), calls.end(),
+                     [&](std::string const& aCall) { return aCall.rfind(aFunction + '(', 0) == 0; });
+    if (missing != calls.end())
+    {
+        calls.erase(missing, calls.end());
+        calls.emplace_back(freeing);
+    }
+    return calls;
+}
+
+bool isLoggedAsAssertion(LogLine const& aLine) { return aLine.mTag == "-H-"; }
+
+/// Runs the body in a process of its own, and fails the test when an assertion fails in it.
+template <typename Body>
+void inVendorProcess(Body const& aBody)
+{
+    inFreshProcess(
+        [&]
+        {
+            LogCapture const log;
+            Vendor vendor;
+            aBody(vendor);
+            EXPECT_FALSE(std::any_of(log.lines().begin(), log.lines().end(), isLoggedAsAssertion));
+            EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << "the library is left loaded";
+        });
+}
+
+/// The ways in which an agent comes to take its steps.
+struct Circumstance
+{
+    std::string mName;
+    std::function<void(unsigned int)> mTakeSteps;
+};
+
+/// Takes the steps when it goes, which is while an exception passes.
+class StepsAtTheEnd
+{
+public:
+    explicit StepsAtTheEnd(unsigned int aSteps) : mSteps(aSteps) {}
+    ~StepsAtTheEnd()
+    {
+        try
+        {
+            takeSteps(mSteps);
+        }
+        catch (std::exception const&)
+        {
+            // The exception that passes goes on.
+        }
+    }
+    StepsAtTheEnd(StepsAtTheEnd const&) = delete;
+    StepsAtTheEnd& operator=(StepsAtTheEnd const&) = delete;
+
+private:
+    unsigned int const mSteps;
+};
+
+std::vector<Circumstance> const circumstances = {
+    {"by themselves", takeSteps},
+    {"while an exception is handled",
+     [](unsigned int aSteps)
+     {
+         try
+         {
+             throw std::logic_error("another failure");
+         }
+         catch (std::logic_error const&)
+         {
+             takeSteps(aSteps);
+         }
+     }},
+    {"while an exception passes",
+     [](unsigned int aSteps)
+     {
+         StepsAtTheEnd const steps(aSteps);
+         throw std::logic_error("another failure");
+     }},
+};
+
+TEST(VqmLibrary, IsReleasedFromEveryStepWhateverFunctionItLacks)
+{
+    std::vector<std::string> missing = vendorFunctions;
+    missing.emplace_back("");
+    for (Circumstance const& circumstance : circumstances)
+    {
+        for (unsigned int steps = 0; steps <= allSteps; ++steps)
+        {
+            for (std::string const& function : missing)
+            {
+                SCOPED_TRACE(std::to_string(steps) + " steps " + circumstance.mName + " without " + function);
+                inVendorProcess(
+                    [&](Vendor& aVendor)
+                    {
+                        aVendor.mVqm.mMissing = function;
+                        outcomeOf([&] { circumstance.mTakeSteps(steps); });
+                        EXPECT_THAT(aVendor.calls(), ElementsAreArray(callsWithout(function, steps)));
+                    });
+            }
+        }
+    }
+}
+
+TEST(VqmLibrary, GivesTheAgentTheFirstFailure)
+{
+    for (std::string const& function : vendorFunctions)
+    {
+        bool const isOfTheEnd =
+            function == "VQM_FreeDiagEnv" || function.find("unRegister") != std::string::npos;
+        inVendorProcess(
+            [&](Vendor& aVendor)
+            {
+                aVendor.mVqm.mMissing = function;
+                EXPECT_EQ(outcomeOf([] { takeSteps(allSteps); }), isOfTheEnd ? done : functionMissing)
+                    << function;
+            });
+    }
+}
+
+TEST(VqmLibrary, IsReleasedFromEveryStepWhateverAnswerIsARefusal)
+{
+    struct Refusal
+    {
+        std::string mCall;  ///< the call that is refused
+        Calls mNotMade;     ///< the calls that are left out then
+        std::function<void(FakeVqm&, unsigned int)> mAnswer;
+    };
+    auto const answerEvent = [](FakeVqm& aVqm, unsigned int aResult) { aVqm.mEventResult = aResult; };
+    std::vector<Refusal> const refusals = {
+        {"VQM_GetDrvInfo(0)", {}, [](FakeVqm& aVqm, unsigned int aResult) { aVqm.mDriverResult = aResult; }},
+        {"VQM_GetLinkInfo(0)",
+         {quazorBegin, plainBegin, plainEnd, quazorEnd},
+         [](FakeVqm& aVqm, unsigned int aResult) { aVqm.mLinkResult = aResult; }},
+        {quazorBegin, {quazorEnd}, answerEvent},
+        {plainBegin, {plainEnd}, answerEvent},
+        {plainEnd, {}, answerEvent},
+        {quazorEnd, {}, answerEvent},
+    };
+    for (Refusal const& refusal : refusals)
+    {
+        for (unsigned int steps = 0; steps <= allSteps; ++steps)
+        {
+            SCOPED_TRACE(std::to_string(steps) + " steps, " + refusal.mCall + " refused");
+            Calls expected = callsOf(steps);
+            expected.erase(std::remove_if(expected.begin(), expected.end(),
+                                          [&](std::string const& aCall) {
+                                              return std::find(refusal.mNotMade.begin(),
+                                                               refusal.mNotMade.end(),
+                                                               aCall) != refusal.mNotMade.end();
+                                          }),
+                           expected.end());
+            inVendorProcess(
+                [&](Vendor& aVendor)
+                {
+                    auto const keep = std::move(aVendor.mVqm.mOnCall);
+                    aVendor.mVqm.mOnCall = [&](char const* aCall)
+                    {
+                        keep(aCall);
+                        refusal.mAnswer(aVendor.mVqm, refusal.mCall == aCall ? 1 : 0);
+                    };
+                    outcomeOf([&] { takeSteps(steps); });
+                    EXPECT_THAT(aVendor.calls(), ElementsAreArray(expected));
+                });
+        }
+    }
+}
+
+TEST(VqmLibrary, IsNotFreedWhenItDidNotLoad)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            aVendor.mVqm.mHandle = 0;
+            EXPECT_EQ(outcomeOf([] { takeSteps(allSteps); }), loadFailed);
+            EXPECT_THAT(aVendor.calls(), ElementsAre(loading));
+        });
+}
+
+TEST(VqmLibrary, IsReleasedWithoutBoards)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            aVendor.mVqm.mNumAdapters = 0;
+            EXPECT_EQ(outcomeOf([] { takeSteps(2); }), agentFailed);
+            EXPECT_THAT(aVendor.calls(), ElementsAre(loading, initialising, closing, freeing));
+        });
+}
+
+/// A number that a child process hands back.
+class SharedNumber
+{
+public:
+    SharedNumber()
+        : mPlace(static_cast<unsigned int*>(::mmap(nullptr, sizeof(unsigned int), PROT_READ | PROT_WRITE,
+                                                   MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
+    {
+    }
+    ~SharedNumber() { ::munmap(mPlace, sizeof(unsigned int)); }
+    SharedNumber(SharedNumber const&) = delete;
+    SharedNumber& operator=(SharedNumber const&) = delete;
+
+    unsigned int& operator*() { return *mPlace; }
+
+private:
+    unsigned int* const mPlace;
+};
+
+/// Takes all steps while allocations fail.
+/// @return number of allocations
+unsigned int takeStepsWithoutMemory(unsigned int aFirst, unsigned int aLast)
+{
+    SharedNumber allocations;
+    inVendorProcess(
+        [&](Vendor& aVendor)
+        {
+            // A handle gives its object up when it has no memory for the count.
+            DeliberateLeak const leak;
+            bool isOutOfMemory = false;
+            {
+                AllocationFailure const failure(aFirst, aLast);
+                try
+                {
+                    takeSteps(std::numeric_limits<unsigned int>::max());
+                }
+                catch (std::exception const& error)
+                {
+                    isOutOfMemory = dynamic_cast<QZCNoMemoryEx const*>(&error) != nullptr ||
+                                    dynamic_cast<std::bad_alloc const*>(&error) != nullptr;
+                }
+                *allocations = failure.allocations();
+            }
+            EXPECT_EQ(isOutOfMemory, aFirst != 0);
+            EXPECT_EQ(aVendor.timesOf("dlopen"), 1);
+            EXPECT_EQ(aVendor.timesOf("dlclose"), 1);
+            EXPECT_EQ(aVendor.timesOf("VQM_FreeDiagEnv"), aVendor.timesOf("VQM_InitDiagEnv"));
+            EXPECT_EQ(aVendor.timesOf("VQM_QZ_unRegisterForEvent"),
+                      aVendor.timesOf("VQM_QZ_RegisterForEvent"));
+            EXPECT_EQ(aVendor.timesOf("unRegisterForEvent"), aVendor.timesOf("RegisterForEvent"));
+            EXPECT_EQ(aVendor.calls().back(), freeing);
+        });
+    return *allocations;
+}
+
+TEST(VqmLibrary, IsReleasedWhicheverAllocationFails)
+{
+    unsigned int const allocations = takeStepsWithoutMemory(0, 0);
+    ASSERT_GT(allocations, 5u) << "versions, names and the kind of event take memory";
+    for (unsigned int failing = 1; failing <= allocations; ++failing)
+    {
+        SCOPED_TRACE("allocation " + std::to_string(failing));
+        takeStepsWithoutMemory(failing, failing);
+        takeStepsWithoutMemory(failing, std::numeric_limits<unsigned int>::max());
+    }
+}
+
+TEST(VqmLibrary, IsSharedByItsObjectsAndFreedByTheLast)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            auto first = std::make_unique<VqmLibrary>();
+            auto second = std::make_unique<VqmLibrary>();
+            first.reset();
+            EXPECT_TRUE(second->isLoaded());
+            EXPECT_THAT(aVendor.calls(), ElementsAre(loading));
+            second.reset();
+            EXPECT_THAT(aVendor.calls(), ElementsAre(loading, freeing));
+        });
+}
+
+TEST(VqmLibrary, IsLoadedAgainAfterTheLastObject)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            for (int times = 0; times < 2; ++times)
+            {
+                VqmLibrary const library;
+                EXPECT_TRUE(library.isLoaded());
+            }
+            EXPECT_THAT(aVendor.calls(), ElementsAre(loading, freeing, loading, freeing));
+        });
+}
+
+/// The owners of an agent, to be destroyed in any order that their contracts allow.
+struct Owners
+{
+    std::unique_ptr<VqmLibrary> mLibrary = std::make_unique<VqmLibrary>();
+    std::unique_ptr<VqmEnvironment> mEnvironment = std::make_unique<VqmEnvironment>(*mLibrary);
+    std::unique_ptr<VqmRegistration> mQuazor =
+        std::make_unique<VqmRegistration>(registerQuazor(*mLibrary, mEnvironment->names(0).mSecond));
+    std::unique_ptr<VqmRegistration> mPlain = std::make_unique<VqmRegistration>(registerPlain(*mLibrary));
+
+    /// Lets the library be freed for a function that it lacks.
+    void loseLibrary(FakeVqm& aVqm)
+    {
+        aVqm.mMissing = "VQM_GetLinkInfo";
+        EXPECT_EQ(outcomeOf([&] { mEnvironment->names(0); }), functionMissing);
+        aVqm.mMissing.clear();
+    }
+};
+
+/// What the owners call until all is acquired.
+Calls acquiring() { return Calls{loading} + opening + Calls{"VQM_GetLinkInfo(0)", quazorBegin, plainBegin}; }
+
+TEST(VqmLibrary, IsReleasedInAnyOrderOfItsUsers)
+{
+    std::vector<std::pair<char const*, std::function<void(Owners&)>>> users = {
+        {closing, [](Owners& aOwners) { aOwners.mEnvironment.reset(); }},
+        {quazorEnd, [](Owners& aOwners) { aOwners.mQuazor.reset(); }},
+        {plainEnd, [](Owners& aOwners) { aOwners.mPlain.reset(); }},
+    };
+    auto const byCall = [](auto const& aLeft, auto const& aRight)
+    { return std::string(aLeft.first) < aRight.first; };
+    std::sort(users.begin(), users.end(), byCall);
+    unsigned int orders = 0;
+    do
+    {
+        ++orders;
+        inVendorProcess(
+            [&](Vendor& aVendor)
+            {
+                Calls expected = acquiring();
+                {
+                    Owners owners;
+                    for (auto const& [call, release] : users)
+                    {
+                        release(owners);
+                        expected.emplace_back(call);
+                    }
+                }
+                expected.emplace_back(freeing);
+                EXPECT_THAT(aVendor.calls(), ElementsAreArray(expected));
+            });
+    } while (std::next_permutation(users.begin(), users.end(), byCall));
+    EXPECT_EQ(orders, 6u);
+}
+
+TEST(VqmLibrary, IsLoadedAgainByANewObjectAfterAMissingFunction)
+{
+    for (bool const isOldFirst : {true, false})
+    {
+        inVendorProcess(
+            [&](Vendor& aVendor)
+            {
+                auto lost = std::make_unique<Owners>();
+                lost->loseLibrary(aVendor.mVqm);
+                auto again = std::make_unique<Owners>();
+                EXPECT_FALSE(lost->mLibrary->isLoaded());
+                EXPECT_TRUE(again->mLibrary->isLoaded());
+                EXPECT_FALSE(lost->mPlain->isActive());
+                EXPECT_TRUE(again->mPlain->isActive());
+                (isOldFirst ? lost : again).reset();
+                (isOldFirst ? again : lost).reset();
+                EXPECT_THAT(
+                    aVendor.calls(),
+                    ElementsAreArray(acquiring() + Calls{freeing, loading, initialising, "VQM_GetLinkInfo(0)",
+                                                         quazorBegin, plainBegin, plainEnd, quazorEnd,
+                                                         closing, freeing}))
+                    << "what is left of the first load calls nothing in the second";
+            });
+    }
+}
+
+TEST(VqmLibrary, IsNotFreedTwiceWhenItDoesNotLoadAgain)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            {
+                Owners lost;
+                lost.loseLibrary(aVendor.mVqm);
+                aVendor.mVqm.mHandle = 0;
+                EXPECT_EQ(outcomeOf([] { VqmLibrary(); }), loadFailed);
+            }
+            EXPECT_THAT(aVendor.calls(), ElementsAreArray(acquiring() + Calls{freeing, loading}));
+        });
+}
+
+TEST(VqmLibrary, ThrowsForEveryOperationAfterAMissingFunction)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            Owners owners;
+            BoardNames const names = owners.mEnvironment->names(0);
+            owners.loseLibrary(aVendor.mVqm);
+            std::size_t const callsBefore = aVendor.calls().size();
+            EXPECT_EQ(outcomeOf([&] { owners.mLibrary->layer(); }), libraryFreed);
+            EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->numberOfBoards(); }), libraryFreed);
+            EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->offersQuazorEvents(); }), libraryFreed);
+            EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->names(0); }), libraryFreed);
+            EXPECT_EQ(outcomeOf([&] { VqmEnvironment(*owners.mLibrary); }), libraryFreed);
+            EXPECT_EQ(outcomeOf([&] { registerQuazor(*owners.mLibrary, names.mSecond); }), libraryFreed);
+            EXPECT_EQ(outcomeOf([&] { registerPlain(*owners.mLibrary); }), libraryFreed);
+            EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->close(); }), done);
+            EXPECT_EQ(owners.mQuazor->end(), VqmRegistration::accepted);
+            EXPECT_EQ(aVendor.calls().size(), callsBefore);
+        });
+}
+
+TEST(VqmLibrary, StaysTheProgramsWhenTheProgramLoadedIt)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            QZCLibvqmAbs layer;
+            layer.LIBVQM_LoadLibrary();
+            {
+                Owners owners;
+                EXPECT_TRUE(owners.mLibrary->isLoaded());
+            }
+            EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+            layer.LIBVQM_FreeLibrary();
+            EXPECT_THAT(aVendor.calls(),
+                        ElementsAreArray(acquiring() + Calls{plainEnd, quazorEnd, closing, freeing}));
+        });
+}
+
+TEST(VqmLibrary, IsLoadedByANewObjectAfterTheProgramsLackedAFunction)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            QZCLibvqmAbs().LIBVQM_LoadLibrary();
+            {
+                Owners lost;
+                lost.loseLibrary(aVendor.mVqm);
+                VqmLibrary const again;
+                EXPECT_FALSE(lost.mLibrary->isLoaded());
+                EXPECT_TRUE(again.isLoaded());
+            }
+            EXPECT_THAT(aVendor.calls(), ElementsAreArray(acquiring() + Calls{freeing, loading, freeing}));
+        });
+}
+
+TEST(VqmLibrary, IsLeftAloneWhenTheProgramHasFreedIt)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            {
+                Owners owners;
+                owners.mLibrary->layer().LIBVQM_FreeLibrary();
+            }
+            EXPECT_THAT(aVendor.calls(), ElementsAreArray(acquiring() + Calls{freeing}));
+        });
+}
+
+TEST(VqmEnvironment, TellsWhatTheVendorLibraryAnswers)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            aVendor.mVqm.mNumAdapters = 3;
+            VqmLibrary library;
+            VqmEnvironment environment(library);
+            EXPECT_EQ(environment.numberOfBoards(), 3u);
+            EXPECT_TRUE(environment.offersQuazorEvents());
+            BoardNames const names = environment.names(2);
+            EXPECT_STREQ(names.mFirst->getStringForm().get(), "20:00:00:00:c9:00:00:01");
+            EXPECT_STREQ(names.mSecond->getStringForm().get(), "10:00:00:00:c9:00:00:01");
+            EXPECT_EQ(&environment.library(), &library);
+            EXPECT_EQ(aVendor.calls().back(), "VQM_GetLinkInfo(2)");
+        });
+}
+
+TEST(VqmEnvironment, IsClosedOnce)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            {
+                VqmLibrary library;
+                VqmEnvironment environment(library);
+                environment.close();
+                environment.close();
+            }
+            EXPECT_THAT(aVendor.calls(),
+                        ElementsAreArray(Calls{loading} + opening + Calls{closing, freeing}));
+        });
+}
+
+TEST(VqmEnvironment, ReportsAFailureToCloseOnce)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            VqmLibrary library;
+            VqmEnvironment environment(library);
+            aVendor.mVqm.mMissing = "VQM_FreeDiagEnv";
+            EXPECT_EQ(outcomeOf([&] { environment.close(); }), functionMissing);
+            EXPECT_EQ(outcomeOf([&] { environment.close(); }), done);
+        });
+}
+
+static_assert(std::is_nothrow_move_constructible<VqmRegistration>::value, "a vector of registrations grows");
+static_assert(!std::is_copy_constructible<VqmRegistration>::value, "a registration ends once");
+
+TEST(VqmRegistration, IsHandedToTheVendorLibrary)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            VqmLibrary library;
+            VqmEnvironment environment(library);
+            int context = 0;
+            VqmRegistration const quazor =
+                VqmRegistration::quazor(library, 0, environment.names(0).mSecond, qz::makeScopeEvent(3, 7),
+                                        &context, ignoreQuazorEvent);
+            EXPECT_TRUE(quazor.isActive());
+            EXPECT_EQ(quazor.result(), VqmRegistration::accepted);
+            EXPECT_EQ(aVendor.mVqm.mQzapiContext, &context);
+            EXPECT_EQ(aVendor.mVqm.mQzapiCallback, &ignoreQuazorEvent);
+            VqmRegistration const plain = registerPlain(library);
+            EXPECT_TRUE(plain.isActive());
+            EXPECT_EQ(aVendor.mVqm.mVqmCallback, &ignorePlainEvent);
+        });
+}
+
+TEST(VqmRegistration, MayBeRefused)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            Owners owners;
+            aVendor.mVqm.mEventResult = 17;
+            VqmRegistration const quazor =
+                registerQuazor(*owners.mLibrary, owners.mEnvironment->names(0).mSecond);
+            EXPECT_FALSE(quazor.isActive());
+            EXPECT_EQ(quazor.result(), 17u);
+            EXPECT_FALSE(registerPlain(*owners.mLibrary).isActive());
+            EXPECT_EQ(aVendor.timesOf("unRegisterForEvent"), 0) << "a refused registration is not ended";
+        });
+}
+
+TEST(VqmRegistration, EndsOnceWithTheVendorLibrarysAnswer)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            {
+                Owners owners;
+                aVendor.mVqm.mEventResult = 5;
+                EXPECT_EQ(owners.mQuazor->end(), 5u);
+                EXPECT_EQ(owners.mPlain->end(), 5u);
+                EXPECT_FALSE(owners.mQuazor->isActive());
+                EXPECT_EQ(owners.mQuazor->end(), VqmRegistration::accepted);
+            }
+            EXPECT_THAT(aVendor.calls(),
+                        ElementsAreArray(acquiring() + Calls{quazorEnd, plainEnd, closing, freeing}));
+        });
+}
+
+TEST(VqmRegistration, ReportsAFailureToEndOnce)
+{
+    for (std::string const function : {"VQM_QZ_unRegisterForEvent", "unRegisterForEvent"})
+    {
+        inVendorProcess(
+            [&](Vendor& aVendor)
+            {
+                Owners owners;
+                VqmRegistration& registration =
+                    function == "unRegisterForEvent" ? *owners.mPlain : *owners.mQuazor;
+                aVendor.mVqm.mMissing = function;
+                EXPECT_EQ(outcomeOf([&] { registration.end(); }), functionMissing);
+                EXPECT_EQ(registration.end(), VqmRegistration::accepted);
+                EXPECT_FALSE(registration.isActive());
+            });
+    }
+}
+
+TEST(VqmRegistration, IsTakenOver)
+{
+    inVendorProcess(
+        [](Vendor& aVendor)
+        {
+            {
+                Owners owners;
+                VqmRegistration const taken(std::move(*owners.mQuazor));
+                EXPECT_TRUE(taken.isActive());
+                EXPECT_FALSE(owners.mQuazor->isActive());
+                owners.mQuazor.reset();
+                EXPECT_THAT(aVendor.calls(), Not(testing::Contains(quazorEnd)));
+            }
+            EXPECT_EQ(aVendor.timesOf("VQM_QZ_unRegisterForEvent"), 1);
+        });
+}
+}  // namespace

@@ -1,0 +1,88 @@
+// Whether the vendor library counts as loaded, after each operation that may change it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "tests/backend/sensor/agentcommon/LibvqmLayer.h"
+#include "tests/backend/sensor/agentcommon/LibvqmUses.h"
+#include "tests/support/FreshProcess.h"
+#include "tests/support/Outcome.h"
+
+namespace
+{
+using LibvqmIsLoaded = LibvqmLayer;
+
+TEST_F(LibvqmIsLoaded, NotBeforeTheFirstLoad)
+{
+    inFreshProcess([] { EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded()); });
+}
+
+TEST_F(LibvqmIsLoaded, FromLoadingToFreeing)
+{
+    inFreshProcess(
+        [&]
+        {
+            mLayer.LIBVQM_LoadLibrary();
+            EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+            mLayer.LIBVQM_Init();
+            EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+            mLayer.LIBVQM_Close();
+            EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+            mLayer.LIBVQM_LoadLibrary();
+            EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+        });
+}
+
+TEST_F(LibvqmIsLoaded, NotAfterAFirstLoadThatFailed)
+{
+    inFreshProcess(
+        [&]
+        {
+            mVqm.mHandle = 0;
+            outcomeOf([&] { mLayer.LIBVQM_LoadLibrary(); });
+            EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+        });
+}
+
+TEST_F(LibvqmIsLoaded, StillAfterASecondLoadThatFailed)
+{
+    inFreshProcess(
+        [&]
+        {
+            mLayer.LIBVQM_LoadLibrary();
+            mVqm.mHandle = 0;
+            outcomeOf([&] { mLayer.LIBVQM_LoadLibrary(); });
+            EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded());
+        });
+}
+
+TEST_F(LibvqmIsLoaded, NotAfterAMissingFunction)
+{
+    for (Use const& use : publicUses)
+    {
+        inFreshProcess(
+            [&]
+            {
+                loadAndInit();
+                mVqm.mMissing = use.mSymbol;
+                EXPECT_EQ(outcomeOf([&] { use.mRun(mLayer); }), symbolMissing) << use;
+                EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << use;
+            });
+    }
+}
+
+TEST_F(LibvqmIsLoaded, IsNotLogged)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            QZCLibvqmAbs::LIBVQM_IsLoaded();
+            EXPECT_THAT(mLog.lines(), testing::IsEmpty());
+        });
+}
+}  // namespace
