@@ -43,7 +43,7 @@ qz_package(runtime libqzsensoragentcommon1 libs
 "common layer of a sensor agent for storage networks
 ${qz_purpose}
 This package contains the library and the framework that it uses.")
-# The library calls the HBA library without linking it, so dpkg-shlibdeps does not find this dependency.
+# The library calls the common library without linking it, so dpkg-shlibdeps does not find this dependency.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libhbaapi2)
 # PreparePackages.cmake writes shlibs and symbols. Without a postinst and a postrm, CPack generates scripts that call
 # ldconfig, which the trigger already does. Naming two files that do not exist prevents that.

@@ -1,9 +1,9 @@
 # Defines the targets
 #
-#   QZSensorAgent::AgentCommon   the library, with the framework and the HBA library
+#   QZSensorAgent::AgentCommon   the library, with the framework and the common library of the HBA API
 #   QZSensorAgent::Framework     only the framework
 #
-# The library calls the HBA library without linking it, so its users link the HBA library too.
+# The library calls the common library without linking it, so its users link the common library too.
 include(CMakeFindDependencyMacro)
 find_dependency(PkgConfig)
 if(NOT TARGET PkgConfig::HBAAPI)

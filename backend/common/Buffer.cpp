@@ -9,7 +9,7 @@
 
 static unsigned int const sgLimit = std::numeric_limits<unsigned int>::max();
 
-// Refusals build texts; apart from what they refuse, they do not slow it down.
+// The functions that throw build texts. They are cold and separate, so that they do not slow down their callers.
 [[noreturn]] __attribute__((cold, noinline)) static void __sRefuseToGrow(std::uint64_t aAdded,
                                                                          unsigned int aLength)
 {
