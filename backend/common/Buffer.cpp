@@ -83,7 +83,7 @@ void QZCBuffer::_moveTo(unsigned int aCapacity)
     }
     else if (mBytes == mInside)
     {
-        // A copy of fixed size takes no call. Only a larger capacity leaves the inside, so there is room.
+        // A copy of fixed size needs no function call. The new block is always larger than the array inside.
         std::memcpy(target, mInside, sizeof mInside);
     }
     else

@@ -41,7 +41,7 @@ struct QZCLogTarget
 {
     QZLogSink mSink;
     void* mContext;
-    QZCLogTarget const* mNext;  ///< the target that was known before this one
+    QZCLogTarget const* mNext;  ///< the target that was added before this one
 };
 }  // namespace
 
