@@ -296,7 +296,7 @@ TEST_F(LibrariesAtLoad, FrameworkRunsOnlyTheInitialisersOfEveryLibrary)
 
 TEST_F(LibrariesAtLoad, NeitherLibraryHasIndirectFunctions)
 {
-    // The resolver of an indirect function runs when the library is opened, and is in none of the arrays.
+    // The resolver of an indirect function runs when the library is opened, but the arrays do not contain it.
     for (char const* const library : {AGENTCOMMON_LIBRARY, FRAMEWORK_LIBRARY})
     {
         Texts const relocations = linesOf({"readelf", "-rW", library});
