@@ -1,4 +1,4 @@
-// Parsing a version of four parts beside the conversions and substrings that it takes.
+// Compares parsing a version of four parts with the conversions and substrings that parsing needs.
 #include <cstdlib>
 #include <string>
 

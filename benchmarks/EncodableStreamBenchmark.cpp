@@ -1,4 +1,4 @@
-// Encoding a buffer into a reused stream beside msgpack, and beside the plain copy for large ones.
+// Compares encoding a buffer into a reused stream with msgpack, and for large buffers with a plain copy.
 #include <cstring>
 #include <vector>
 

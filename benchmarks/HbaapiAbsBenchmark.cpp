@@ -1,4 +1,4 @@
-// What the layer adds to a call of the HBA API, over a fake that answers at once. The peer makes the same
+// Measures what the layer adds to a call of the HBA API. A fake HBA API answers immediately. The peer makes the same
 // allocations and calls without the layer.
 #include <cstddef>
 #include <cstdlib>

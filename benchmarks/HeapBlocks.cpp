@@ -1,7 +1,7 @@
 #include "benchmarks/HeapBlocks.h"
 
-// The C library's own names of the functions that this program puts itself in front of. Freeing is left to
-// the C library; operator new calls malloc.
+// This program replaces malloc, calloc and realloc, and calls the C library's functions by these names. It does not
+// replace free. operator new calls malloc.
 extern "C"
 {
     void* __libc_malloc(std::size_t aSize);
@@ -11,7 +11,7 @@ extern "C"
 
 namespace
 {
-// Counted for one thread at a time: the benchmarks that report it run on one.
+// Not atomic: the benchmarks that report it run on one thread.
 std::size_t gHeapBlocks = 0;
 }  // namespace
 

@@ -1,13 +1,13 @@
 /// @file
-/// Counts the heap blocks of the benchmark program and of all that it calls.
+/// Counts the heap blocks that the benchmark program and its libraries allocate.
 #pragma once
 
 #include <cstddef>
 
-/// @return number of blocks allocated so far, whichever way: malloc, calloc, realloc or operator new
+/// @return number of blocks allocated so far by malloc, calloc, realloc and operator new
 std::size_t heapBlocks();
 
-/// @return number of blocks that one run of aOperation allocates, once it has run before
+/// @return number of blocks that the second run of aOperation allocates
 template <typename Operation>
 std::size_t heapBlocksOf(Operation aOperation)
 {

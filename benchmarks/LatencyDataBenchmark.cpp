@@ -1,4 +1,4 @@
-// A latency record beside msgpack packing the same values, and its merge beside a plain loop.
+// Compares encoding a latency record with msgpack packing the same values, and merging two records with a plain loop.
 #include <new>
 
 #include <benchmark/benchmark.h>
@@ -12,7 +12,7 @@ namespace
 {
 constexpr unsigned int numBuckets = QZCLatencyData::sgNumBuckets;
 
-// Values of every encoded size.
+// The values have every encoded size.
 unsigned int bucketValue(unsigned int aBucket) { return 7u << aBucket; }
 
 QZCPointer<QZCLatencyData> makeRecord()

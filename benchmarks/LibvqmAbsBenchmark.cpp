@@ -1,6 +1,6 @@
-// What the layer adds to a call of the vendor library, over a stub that answers at once. Of each call there are
-// three figures: through the layer; directly, through a pointer that is known; and directly, with one lookup of
-// the symbol before, which no call of the layer can do without. The last two tell what a lookup costs there.
+// Measures what the layer adds to a call of the vendor library. A stub of the vendor library answers immediately. Each
+// call is measured in three ways: through the layer; directly, through a known pointer; and directly, after a lookup of
+// the symbol, which every call of the layer needs. The difference between the last two is the cost of the lookup.
 #include <cstring>
 #include <ctime>
 #include <new>
@@ -25,7 +25,7 @@ Name makeName(unsigned char const* aBytes)
     return Name(new (std::nothrow) QZCWorldWideName(aBytes), QZPST_Individual, QZPAT_New);
 }
 
-/// The stub, opened before the layer asks for the vendor library under the name that the stub bears.
+/// Opens the stub. Its soname is the path of the vendor library, so the layer then loads the stub too.
 void* stub()
 {
     static void* const handle = dlopen(QZ_VQM_STUB, RTLD_LAZY);
@@ -38,7 +38,7 @@ Function* find(char const* aSymbol)
     return reinterpret_cast<Function*>(dlsym(stub(), aSymbol));
 }
 
-/// A function of the stub that was looked up once.
+/// A function of the stub that is looked up once.
 template <typename Function>
 class Known
 {
@@ -125,7 +125,7 @@ void QZCGetAdapterInfo(benchmark::State& aState)
     }
 }
 
-/// Makes the same two names, which are what the caller asks for.
+/// Makes the same two names as the layer, because they are its result.
 template <template <typename> class Access>
 void directGetAdapterInfo(benchmark::State& aState)
 {

@@ -1,4 +1,4 @@
-// A masked trace call beside an out-of-line variadic function that tests one relaxed atomic and returns.
+// Compares a masked trace call with an out-of-line variadic function that tests one relaxed atomic and returns.
 #include <benchmark/benchmark.h>
 
 #include "backend/common/include/Logger.h"

@@ -1,5 +1,5 @@
 /// @file
-/// The least that a masked variadic logger can do, in a shared library of its own, as the real one is.
+/// The minimum that a masked variadic logger must do. Like the real logger, it is in its own shared library.
 #pragma once
 
 void peerLog(unsigned int aLevel, char const* aTag, unsigned int aLine, char const* aFunction,

@@ -1,4 +1,4 @@
-// The shared-ownership handle beside std::shared_ptr.
+// Compares QZCPointer with std::shared_ptr.
 #include <memory>
 #include <thread>
 
@@ -13,7 +13,7 @@ struct Payload
     unsigned int mValue = 1;
 };
 
-/// From its first thread on a process counts with locked instructions.
+/// After its first thread has started, a process counts references with locked instructions.
 void startThread(benchmark::State const&)
 {
     std::thread([] {}).join();

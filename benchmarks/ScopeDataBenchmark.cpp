@@ -1,4 +1,4 @@
-// Scope data; the peers stand in the files ScopeDataPeer*.cpp, each with the same contents.
+// Measures scope data. The files ScopeDataPeer*.cpp measure the peers with the same contents.
 #include "benchmarks/ScopeDataBenchmark.h"
 
 #include <cstddef>
@@ -48,7 +48,7 @@ class QzcCodec
 public:
     using Writer = QZCEncodableOutStream;
 
-    /// A record cannot be without an event: until one is decoded, all share this one.
+    /// A record must always have an event, so all records share this event until they have decoded their own.
     struct Record : QZCScopeData
     {
         Record() : QZCScopeData(placeholder()) {}

@@ -1,18 +1,18 @@
 /// @file
-/// What the benchmarks of scope data and of its peers share: the record's contents, and what is measured.
+/// The benchmarks of scope data and of its peers share the record's contents and the measured operations.
 ///
-/// A codec is a class that holds one record the way its library holds records, and has
+/// A codec is a class that has one record in the form of its library. Its members are
 ///
 ///     Codec(ScopeContents const&)
-///     Writer                           what is encoded into; made empty by its default constructor
-///     encode(Writer&) const            forgets what the writer holds, keeps its room, and encodes the record
-///     bytes(Writer const&)             where the encoded record starts
-///     length(Writer const&)            and its number of bytes
+///     Writer                           the target of encoding; its default constructor makes it empty
+///     encode(Writer&) const            clears the writer, keeps its capacity, and encodes the record
+///     bytes(Writer const&)             the start of the encoded record
+///     length(Writer const&)            the number of encoded bytes
 ///     Record                           a decoded record that owns its contents
-///     decode(Record&, bytes, length)   reads into a fresh record; false when the bytes are no record
+///     decode(Record&, bytes, length)   reads into a new record; returns false if the bytes are not a record
 ///
-/// Ours is a function of a shared library; those that are inline in their headers are kept from melting into
-/// the loops, since a record's encoding and decoding are functions of some library there too.
+/// Our record is encoded by a function of a shared library. The codecs of header-only peers are therefore noinline: in
+/// a real program their encoding and decoding would be functions of some library too.
 #pragma once
 
 #include <cstddef>
@@ -23,12 +23,12 @@
 
 #include "benchmarks/HeapBlocks.h"
 
-/// A diagnostic event: the two numbers of its kind, two names of 8 bytes if it has any, and its payload.
+/// A diagnostic event: the two numbers of its kind, optionally two names of 8 bytes, and its payload.
 struct ScopeContents
 {
     static constexpr unsigned int sNameSize = 8;
 
-    /// Of the size and with the names that the benchmark's arguments ask for.
+    /// The benchmark's arguments are the size of the payload, and whether there are names.
     explicit ScopeContents(benchmark::State const& aState)
         : mHasNames(aState.range(1) != 0), mPayload(static_cast<std::size_t>(aState.range(0)), 0x5a)
     {
@@ -58,7 +58,7 @@ void measure(benchmark::State& aState, Operation aOperation)
     }
 }
 
-/// Makes a codec of which the compiler knows nothing when it compiles the loops: not even what it holds.
+/// Makes a codec and hides its contents from the compiler, so that the loops are not optimised for them.
 template <typename Codec>
 std::unique_ptr<Codec> makeCodec(benchmark::State const& aState)
 {
@@ -67,7 +67,7 @@ std::unique_ptr<Codec> makeCodec(benchmark::State const& aState)
     return codec;
 }
 
-/// Encodes into a writer that has held the record before.
+/// Encodes into a writer that has already been used for the record.
 template <typename Codec>
 void encodeReused(benchmark::State& aState)
 {
@@ -98,11 +98,12 @@ void encodeFresh(benchmark::State& aState)
             });
 }
 
-/// Builds a record around the bytes of an event and encodes it into a writer that has held one before. Kind and names
-/// of an event are known before its bytes come: a builder has them ready, in the form that its library takes. It has
+/// Builds a record from the bytes of an event, and encodes it into a writer that has already been used. The kind and
+/// the names of an event are known before its bytes arrive, so a builder already has them in the form of its library.
+/// Its members are
 ///
 ///     Builder(ScopeContents const&)
-///     Writer                                   as a codec has it
+///     Writer                                   like the writer of a codec
 ///     buildAndEncode(bytes, length, Writer&)   makes a record that owns a copy of the bytes, and encodes it
 template <typename Builder>
 void buildAndEncode(benchmark::State& aState)

@@ -1,4 +1,4 @@
-// Scope data as flatbuffers: built from the contents; verified, then copied out into a plain record.
+// Scope data with flatbuffers. Encoding builds from the contents. Decoding verifies and copies into a plain record.
 #include <cstddef>
 #include <vector>
 

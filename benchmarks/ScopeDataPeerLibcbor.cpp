@@ -1,4 +1,4 @@
-// Scope data as an array of libcbor: a tree of items, serialised and loaded.
+// Scope data with libcbor. A record is a tree of items in an array, which is serialised and loaded.
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
@@ -17,7 +17,7 @@ struct DropItem
 
 using Item = std::unique_ptr<cbor_item_t, DropItem>;
 
-/// A block that grows, as the library leaves it to its callers.
+/// A block that can grow. libcbor leaves the growing to its callers.
 struct Block
 {
     Block() = default;

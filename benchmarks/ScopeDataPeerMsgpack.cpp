@@ -1,4 +1,4 @@
-// Scope data as msgpack: an array, packed from the contents; unpacked into an object that owns copies.
+// Scope data with msgpack. Encoding packs an array from the contents. Decoding unpacks into an object that owns copies.
 #include <cstddef>
 #include <cstdint>
 #include <utility>

@@ -1,5 +1,5 @@
-// Scope data decoded by hand, with the conversions and the heap blocks that our record makes; and the one copy
-// that a payload costs.
+// Scope data decoded by hand, with the same conversions and heap blocks as our record, and the cost of copying only the
+// payload.
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -16,7 +16,7 @@
 
 namespace
 {
-/// Something and the count of its holders, in two blocks.
+/// An object and the count of its owners, in two blocks.
 template <typename T>
 struct Counted
 {
@@ -36,7 +36,7 @@ struct PlainEvent
     unsigned char mSubcategory = 0;
 };
 
-/// Few bytes are held inside, more in a block.
+/// Up to 39 bytes are inside the object, more are in a block.
 struct PlainBuffer
 {
     PlainBuffer(unsigned char const* aBytes, std::size_t aLength) : mLength(aLength)
@@ -68,7 +68,7 @@ struct PlainRecord
     std::optional<Counted<PlainBuffer>> mPayload;
 };
 
-/// Reads our encoded form; what does not fit sets mIsBroken.
+/// Reads our encoded form. Invalid input sets mIsBroken.
 class PlainReader
 {
 public:
@@ -127,7 +127,7 @@ Counted<PlainName> readName(PlainReader& aReader)
     char* end = text;
     for (unsigned int i = 0; i < ScopeContents::sNameSize - 1; ++i)
     {
-        // A byte and its separator are written apart, as our record writes them.
+        // Like our record, this writes each byte and its separator separately.
         end += std::sprintf(end, "%02x", bytes[i]);
         end += std::sprintf(end, "%s", ":");
     }

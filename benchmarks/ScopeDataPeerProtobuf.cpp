@@ -1,4 +1,4 @@
-// Scope data as protobuf: a generated message, serialised to and parsed from memory.
+// Scope data with protobuf. A generated message is serialised to memory and parsed from it.
 #include <cstddef>
 #include <string>
 

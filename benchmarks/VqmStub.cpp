@@ -1,4 +1,4 @@
-// The vendor library for the benchmark of the layer over it: every function answers at once.
+// The vendor library for LibvqmAbsBenchmark. Every function answers immediately.
 #include <ctime>
 
 #include <hbaapi.h>

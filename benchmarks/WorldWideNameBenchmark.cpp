@@ -1,4 +1,4 @@
-// Setting a World Wide Name beside the conversions that it is made of.
+// Compares setting a World Wide Name with the conversions that it needs.
 #include <cstdio>
 #include <string>
 

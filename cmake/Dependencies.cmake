@@ -1,6 +1,6 @@
 find_package(PkgConfig REQUIRED)
 
-# The SNIA common library (HBA library) and its headers. The library calls it, and users of the library link it.
+# The SNIA common library of the HBA API, and its headers. The library calls it, and users of the library link it.
 pkg_check_modules(HBAAPI REQUIRED IMPORTED_TARGET HBAAPI)
 
 find_package(Threads REQUIRED)

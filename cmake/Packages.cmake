@@ -44,7 +44,7 @@ qz_package(runtime libqzsensoragentcommon1 libs
 ${qz_purpose}
 This package contains the library, the framework that it uses, and the agent
 kit: owners, an event queue and views of records.")
-# The library calls the HBA library without linking it, so dpkg-shlibdeps does not find this dependency.
+# The library calls the common library without linking it, so dpkg-shlibdeps does not find this dependency.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libhbaapi2)
 # PreparePackages.cmake writes shlibs and symbols. Without a postinst and a postrm, CPack generates scripts that call
 # ldconfig, which the trigger already does. Naming two files that do not exist prevents that.

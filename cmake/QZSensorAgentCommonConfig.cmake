@@ -1,12 +1,12 @@
 # Defines the targets
 #
-#   QZSensorAgent::AgentCommon   the library, with the framework and the HBA library
+#   QZSensorAgent::AgentCommon   the library, with the framework and the common library of the HBA API
 #   QZSensorAgent::Framework     only the framework
 #   QZSensorAgent::AgentKit      owners, an event queue, views and values for agents, with the library
 #   QZSensorAgent::HbaWitness    keeps the last answer of the HBA API, with the agent kit
 #   QZSensorAgent::Testing       scripted HBA API and diagnostic library for unit tests, if GoogleTest is found
 #
-# The library calls the HBA library without linking it, so its users link the HBA library too.
+# The library calls the common library without linking it, so its users link the common library too.
 include(CMakeFindDependencyMacro)
 find_dependency(PkgConfig)
 if(NOT TARGET PkgConfig::HBAAPI)

@@ -14,7 +14,7 @@
 
 namespace
 {
-/// Loads the HBA API library, and frees it even after an exception.
+/// Loads the common library of the HBA API, and frees it even after an exception.
 class LoadedHbaapi
 {
 public:

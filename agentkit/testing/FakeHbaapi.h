@@ -1,6 +1,6 @@
 /// @file
-/// A scripted HBA API, for answers that no real one can be made to give. It defines the HBA_* functions in the
-/// test program, where they replace those of the common library.
+/// A scripted HBA API, for answers that a real one never returns. It defines the HBA_* functions in the test program,
+/// where they replace those of the common library.
 #pragma once
 
 #include <ctime>

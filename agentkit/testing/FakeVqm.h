@@ -42,8 +42,8 @@ public:
 
     /// Receives each call with its arguments before it is answered: "dlopen(/usr/lib/libvqm.so, 1)" with the
     /// mode, "dlsym(1, VQM_GetLibVer)" and "dlclose(1)" with the handle, "VQM_GetDrvInfo(0)" with the board.
-    /// Areas and callbacks are left out; the members below have them. A call of the function mMoved is preceded
-    /// by "moved".
+    /// The text has no areas and callbacks, which the members below contain. A call of the function mMoved is
+    /// preceded by "moved".
     std::function<void(char const* aCall)> mOnCall;
 
     /// @name Answers of the dynamic linker

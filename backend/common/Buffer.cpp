@@ -9,7 +9,7 @@
 
 static unsigned int const sgLimit = std::numeric_limits<unsigned int>::max();
 
-// Refusals build texts; apart from what they refuse, they do not slow it down.
+// The functions that throw build texts. They are cold and separate, so that they do not slow down their callers.
 [[noreturn]] __attribute__((cold, noinline)) static void __sRefuseToGrow(std::uint64_t aAdded,
                                                                          unsigned int aLength)
 {
@@ -83,7 +83,7 @@ void QZCBuffer::_moveTo(unsigned int aCapacity)
     }
     else if (mBytes == mInside)
     {
-        // A copy of fixed size takes no call. Only a larger capacity leaves the inside, so there is room.
+        // A copy of fixed size needs no function call. The new block is always larger than the array inside.
         std::memcpy(target, mInside, sizeof mInside);
     }
     else

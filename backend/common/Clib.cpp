@@ -19,8 +19,8 @@ void* ClibMemset(void* apTarget, int aValue, unsigned int aLength)
     return std::memset(apTarget, aValue, aLength);
 }
 
-// What records print and scan for each byte of a name has a short way here, because the standard functions take ten
-// times as long. A short way that does not apply returns sgNotTaken, and the standard function does the work.
+// The formats that records use for each byte of a name have a fast path here, because the standard functions take ten
+// times as long. A fast path that does not apply returns sgNotTaken, and the standard function does the work.
 static int const sgNotTaken = -1;
 
 /// Prints as "%02x" does.
@@ -86,7 +86,8 @@ static int __sScanDigits(char const* apText, unsigned int& arValue)
     return 1;
 }
 
-// Values that only a short way takes stay in registers, so the standard functions have a list of their own.
+// The fast path and the standard function use separate argument lists, so that values that only the fast path reads
+// stay in registers.
 
 int ClibSprintf(char* apTarget, char const* apFormat, ...)
 {

@@ -41,14 +41,14 @@ struct QZCLogTarget
 {
     QZLogSink mSink;
     void* mContext;
-    QZCLogTarget const* mNext;  ///< the target that was known before this one
+    QZCLogTarget const* mNext;  ///< the target that was added before this one
 };
 }  // namespace
 
 static std::atomic<unsigned int> sgLevelMask{~static_cast<unsigned int>(QZLL_Trace)};
 
-// Where lines go; null stands for standard error. One pointer holds sink and context, so that a call takes both
-// or neither without a lock, which a forked child could find locked forever.
+// The current target; null for standard error. One pointer refers to sink and context, so that a call reads both
+// together without a lock, which a forked child could find locked forever.
 static std::atomic<QZCLogTarget const*> sgTarget{nullptr};
 
 // All targets. None is ever freed: a call on another thread may still use a target that was replaced.
@@ -102,8 +102,8 @@ static void __sWriteAll(char const* apLine, std::size_t aLength)
 
 static void __sWriteToStandardError(char const* apLine, std::size_t aLength)
 {
-    // A pipe may accept a long line in several pieces. The lock keeps the pieces together. It is that of the
-    // stream, because the C library releases it in a forked child.
+    // A pipe may accept a long line in several pieces. The lock keeps the pieces together. It is the lock of
+    // stderr, because the C library releases that lock in a forked child.
     flockfile(stderr);
     __sWriteAll(apLine, aLength);
     funlockfile(stderr);

@@ -36,7 +36,7 @@ public:
     bool join();
 
     /// @name Around a fork
-    /// The child process has none of the environment's threads, so it abandons the environment.
+    /// The environment's threads do not exist in the child process, so the child abandons the environment.
     /// @{
     void beforeFork();
     void afterForkInParent();

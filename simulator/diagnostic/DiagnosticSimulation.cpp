@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
-#include "simulator/control/Environment.h"
+#include "simulator/control/EnvironmentVariables.h"
 #include "simulator/control/Strikes.h"
 #include "simulator/diagnostic/EventSource.h"
 #include "simulator/scenario/Scenario.h"

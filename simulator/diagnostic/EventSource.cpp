@@ -102,7 +102,7 @@ EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::ti
 
 bool EventSource::waitUntil(Clock::time_point aTime)
 {
-    // Without the lock when many events are due at once.
+    // If the event is already due, no lock is needed.
     if (!mIsStopped && aTime > Clock::now())
     {
         std::unique_lock lock(mMutex);

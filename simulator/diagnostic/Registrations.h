@@ -99,7 +99,7 @@ private:
     template <typename Predicate>
     QZ_result remove(Predicate aIsMeant);
 
-    /// Waits until none of the callbacks that match runs on another thread.
+    /// Waits until no matching callback runs on another thread.
     template <typename Predicate>
     void await(Predicate aIsMeant, std::unique_lock<std::mutex>& aLock);
 

@@ -5,7 +5,7 @@
 #include <hbaapi.h>
 #include <vendorhbaapi.h>
 
-#include "simulator/control/Environment.h"
+#include "simulator/control/EnvironmentVariables.h"
 #include "simulator/control/Strikes.h"
 #include "simulator/hba/HbaSimulation.h"
 #include "simulator/library/EntryPoint.h"

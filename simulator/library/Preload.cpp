@@ -9,7 +9,7 @@
 
 #include <dlfcn.h>
 
-#include "simulator/control/Environment.h"
+#include "simulator/control/EnvironmentVariables.h"
 
 namespace
 {

@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "simulator/control/Environment.h"
+#include "simulator/control/EnvironmentVariables.h"
 
 namespace fs = std::filesystem;
 

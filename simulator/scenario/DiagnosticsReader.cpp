@@ -177,7 +177,7 @@ void readEvents(TomlValue const& aValue, Diagnostics& aDiagnostics)
                    }
                    if (aTable.find("payload") != nullptr && aTable.find("size") != nullptr)
                    {
-                       aTable.find("size")->refuse("no key \"size\" beside the key \"payload\"");
+                       aTable.find("size")->refuse("no key \"size\" together with the key \"payload\"");
                    }
                    if (aTable.find("port_wwn") == nullptr)
                    {

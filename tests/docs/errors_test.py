@@ -10,7 +10,7 @@ class Errors(unittest.TestCase):
 
     @staticmethod
     def row_of(call):
-        """Class, code and text of a throw; the page describes composed texts in words."""
+        """The class, code and text of a throw. The page describes composed texts in words."""
         name, number = call.what.split()[1], call.arguments.rsplit(', ', 1)[-1]
         if name.startswith('std::'):
             return name, '-', '-'

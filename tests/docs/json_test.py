@@ -15,7 +15,7 @@ def json_docs(root, *arguments):
 
 class JsonPage(unittest.TestCase):
     def copy(self):
-        """A tree of its own with the generator, the schemas and the page."""
+        """Copies the generator, the schemas and the page to a temporary tree."""
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         root = pathlib.Path(folder.name)

@@ -17,7 +17,7 @@ def plain(cell):
 
 
 def is_logged_by(call, text):
-    """Whether the text is what becomes of the call's format with some values."""
+    """Whether the call's format can produce the text."""
     parts = re.split(r'%\w+', TRACES.get(call.what) or call.texts()[0])
     return re.fullmatch('.*'.join(map(re.escape, parts)), text)
 
@@ -28,7 +28,7 @@ def is_logged(tag, file, function, text):
 
 
 def samples():
-    """The log lines that pages show, each with its page."""
+    """The log lines in the pages, each with its page."""
     return [(page.relative_to(ROOT), sample) for pattern in PAGES for page in ROOT.glob(pattern)
             for sample in SAMPLE.findall(page.read_text())]
 
@@ -37,7 +37,7 @@ class Logging(unittest.TestCase):
     def setUp(self):
         self.maxDiff = None
 
-    def test_every_line_stands_in_the_table_and_every_row_in_a_source(self):
+    def test_the_table_lists_exactly_the_lines_that_the_sources_log(self):
         logged = {(LEVELS[call.what], call.file,
                    'the operation' if call.what == 'QZ_LOG_ERROR_OF' else call.function, call.texts()[0])
                   for call in calls('QZ_LOG_') if call.what not in TRACES}
@@ -54,13 +54,13 @@ class Logging(unittest.TestCase):
                       for file, functions in table('logging.md', 'Entry and exit') for function in code(functions)}
             self.assertEqual(sorted(tracing), sorted(listed), f'sources of {trace} first, docs/logging.md second')
 
-    def test_every_line_that_a_page_shows_is_logged_by_that_function(self):
-        self.assertNotEqual(samples(), [], 'no page shows any')
+    def test_every_log_line_in_a_page_is_logged_by_the_function_that_it_names(self):
+        self.assertNotEqual(samples(), [], 'no page has a log line')
         stale = [f'{page}: ' + ' '.join(sample) for page, sample in samples()
                  if not is_logged(sample[0], sample[1], *sample[3:])]
-        self.assertEqual(stale, [], 'not what the function logs')
+        self.assertEqual(stale, [], 'the named function does not log this')
 
-    def test_every_line_that_a_page_shows_has_n_in_place_of_its_number(self):
+    def test_every_log_line_in_a_page_has_n_instead_of_a_line_number(self):
         numbered = [f'{page}: ' + ' '.join(sample) for page, sample in samples() if sample[2] != 'N']
         self.assertEqual(numbered, [], 'line numbers change with every edit')
 
@@ -70,17 +70,17 @@ class Logging(unittest.TestCase):
             paths[call.file].add(str(call.path.relative_to(ROOT)))
         self.assertGreater(len(paths), 5, 'the sources were not read')
         shared = {file: found for file, found in paths.items() if file == '' or len(found) > 1}
-        self.assertEqual(shared, {}, 'these names do not tell which source logs')
+        self.assertEqual(shared, {}, 'several sources log with these names')
 
-    def test_every_logged_line_of_a_source_belongs_to_one_call(self):
-        # A call that takes several lines is logged with one of them, and compilers do not agree which.
+    def test_every_line_number_that_a_source_logs_belongs_to_one_call(self):
+        # A call on several lines is logged with the number of one of them. Which one depends on the compiler.
         owners = collections.defaultdict(list)
         for call in calls('QZ_LOG_', 'QZ_ASSERT'):
             for line in call.lines:
                 owners[f'{call.path.relative_to(ROOT)}:{line}'].append(f'{call.what}({call.arguments})')
         self.assertGreater(len(owners), 100, 'the sources were not read')
         shared = {place: found for place, found in owners.items() if len(found) > 1}
-        self.assertEqual(shared, {}, 'these lines do not tell which call logs')
+        self.assertEqual(shared, {}, 'several calls log with these lines')
 
 
 if __name__ == '__main__':

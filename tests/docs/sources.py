@@ -1,4 +1,4 @@
-"""What the sources of the libraries log, throw and assert, and what the tables of the documents say about it."""
+"""Reads what the sources of the libraries log, throw and assert, and the tables of the documents that list it."""
 import pathlib
 import re
 
@@ -8,7 +8,7 @@ COMMENT_OR_TEXT = re.compile(r'//[^\n]*|("(?:[^"\\\n]|\\.)*")')
 DEFINE = re.compile(r'^#define(?:[^\n]*\\\n)*[^\n]*', re.MULTILINE)
 CALL = re.compile(r'\b(QZ_LOG_\w+|QZ_ASSERT|throw \w+(?:::\w+)?|PrintLogMessageWithTimeStamp)\(')
 TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
-# Definitions begin at the margin, in a class of a header one step further in.
+# Definitions begin at the left margin, or with one indentation in a class of a header.
 DEFINITION = re.compile(r'(?=[A-Za-z_~\[])[^;=()]*?(operator\W+|~?\b\w+)\((?!.*;$)')
 
 
@@ -41,7 +41,7 @@ def _end_of_arguments(text, start):
 
 
 def _function_before(lines, margins):
-    """The name of the definition that the last of the lines stands in."""
+    """The name of the function that contains the last of the lines."""
     for line in reversed(lines):
         for margin in margins:
             found = DEFINITION.match(line[len(margin):]) if line.startswith(margin) else None
@@ -69,12 +69,12 @@ def calls(*beginnings):
 
 
 def table(page, heading):
-    """The rows of cells of the table that stands under a heading of a document."""
+    """The rows of the table under a heading of a document. Each row is a list of cells."""
     section = (ROOT / 'docs' / page).read_text().split(f'\n## {heading}\n')[1].split('\n## ')[0]
     rows = [line for line in section.split('\n') if line.startswith('| ')]
     return [[cell.strip() for cell in re.split(r' \| ', row.strip('| '))] for row in rows[1:]]
 
 
 def code(cell):
-    """The texts that are set as code in a cell."""
+    """The texts in backquotes in a cell."""
     return re.findall(r'`(.*?)`', cell)

@@ -172,7 +172,7 @@ TEST(ScenarioDiagnosticsError, RefusesAPayloadThatIsTooLarge)
 TEST(ScenarioDiagnosticsError, RefusesASizeTogetherWithAPayload)
 {
     EXPECT_EQ(errorOfEvent("payload = \"01\"\nsize = 1"),
-              "bad.toml:9:8: expected no key \"size\" beside the key \"payload\", found 1");
+              "bad.toml:9:8: expected no key \"size\" together with the key \"payload\", found 1");
 }
 
 TEST(ScenarioDiagnosticsError, RefusesTimingValuesOutOfRange)

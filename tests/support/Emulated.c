@@ -1,5 +1,6 @@
-// Runs the program of the same name in the folder "bin" beside this one's on an emulator, so that tests start programs
-// of another machine like native ones. It is linked statically, so that LD_PRELOAD affects only the emulated program.
+// Starts a program of another machine on the emulator, so that tests start it like a native program. The program has the
+// same name as this launcher, and is in the folder "bin" next to the launcher's folder. The launcher is linked
+// statically, so that LD_PRELOAD affects only the emulated program.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

@@ -49,7 +49,7 @@ Results:
   FAILED  the requirement is not met; the line says what was expected and what was found
   unseen  the program cannot see whether the requirement is met; the line says where to look
 
-Each requirement is checked in a process of its own, so a crash, an exit or a hang fails only one requirement.
+Each requirement is checked in its own process, so a crash, an exit or a hang fails only one requirement.
 
 Exit codes:
   0  no requirement failed

@@ -38,7 +38,7 @@ public:
         }
         else
         {
-            // A reader that takes more bytes than a faulty sender sent (a short World Wide Name) finds zeros.
+            // A decoder that reads more bytes than a faulty sender sent (a short World Wide Name) reads zeros.
             std::memset(mInside, 0, sizeof mInside);
         }
         mLength = aLength;

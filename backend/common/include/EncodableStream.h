@@ -149,8 +149,8 @@ public:
 private:
     __attribute__((always_inline)) static void _put(unsigned char* apRoom, unsigned int aValue)
     {
-        // A type of its own: a store through unsigned char might change any object, and the compiler would have to
-        // read the stream's members again after each byte.
+        // A separate type, because a store through unsigned char might change any object: the compiler would have
+        // to read the stream's members again after each byte.
         enum class EncodedByte : unsigned char
         {
         };

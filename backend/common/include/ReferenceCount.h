@@ -45,7 +45,7 @@ public:
     /// @return number of remaining holders; 0 means that the caller was the last one
     unsigned int decrement()
     {
-        // A single holder has no competitor: another holder could only be a copy of its own handle.
+        // No other thread can change the count of a single holder: only that holder's handle can be copied.
         unsigned int const count = mCount.load(std::memory_order_acquire);
         if (count == 1 || _isSingleThreaded())
         {

@@ -167,7 +167,7 @@ unsigned int QZCScopeData::numEncodedElements() const
 
 unsigned int QZCScopeData::size() const
 {
-    // A fixed value with one exception. Callers rely on both.
+    // The result is fixed, with one exception. Callers rely on both.
     return mEventDataSize + (mHasWwns ? 1 : 0) == 4294967293u ? 0 : 16;
 }
 

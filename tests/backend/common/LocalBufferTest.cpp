@@ -14,7 +14,7 @@ using testing::ElementsAre;
 namespace
 {
 static_assert(std::is_base_of<QZCBuffer, QZCLocalBuffer>::value, "streams take it as a buffer");
-static_assert(sizeof(QZCLocalBuffer) == sizeof(QZCBuffer), "it has no fields of its own");
+static_assert(sizeof(QZCLocalBuffer) == sizeof(QZCBuffer), "it adds no fields");
 
 TEST(LocalBuffer, ReturnsTheBytesThatItWraps)
 {

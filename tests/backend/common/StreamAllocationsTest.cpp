@@ -217,5 +217,5 @@ class StreamAllocations : public testing::TestWithParam<Operation>
 INSTANTIATE_TEST_SUITE_P(Buffer, StreamAllocations, testing::ValuesIn(bufferRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Stream, StreamAllocations, testing::ValuesIn(streamRows()), nameOfOperation);
 
-TEST_P(StreamAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
+TEST_P(StreamAllocations, EveryFailedAllocationIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

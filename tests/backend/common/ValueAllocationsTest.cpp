@@ -243,5 +243,5 @@ INSTANTIATE_TEST_SUITE_P(String, ValueAllocations, testing::ValuesIn(stringRows(
 INSTANTIATE_TEST_SUITE_P(Vector, ValueAllocations, testing::ValuesIn(vectorRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Exceptions, ValueAllocations, testing::ValuesIn(exceptionRows()), nameOfOperation);
 
-TEST_P(ValueAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
+TEST_P(ValueAllocations, EveryFailedAllocationIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

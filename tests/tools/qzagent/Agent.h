@@ -39,12 +39,12 @@ ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments
 ProcessResult runAgentInOn(std::string const& aScript, std::string const& aScenario,
                            Arguments const& aArguments);
 
-/// Runs the agent on a terminal of its own. The output contains everything on the terminal, including standard error.
+/// Runs the agent on its own terminal. The output contains everything on the terminal, including standard error.
 /// @param aShellText appended to the agent's command, such as "| cat"
 ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,
                                  std::string const& aShellText = {});
 
-/// Runs the agent on a terminal of its own on the simulated host of a scenario.
+/// Runs the agent on its own terminal on the simulated host of a scenario.
 ProcessResult runAgentOnTerminalOf(std::string const& aScenario, Arguments const& aArguments);
 
 /// @return the output as a JSON document; null when it is none, which fails the test

@@ -20,7 +20,7 @@ inline std::string contentOf(std::string const& aPath)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// A capture in a folder of its own.
+/// A capture in its own folder.
 class CaptureFixture : public testing::Test
 {
 protected:

@@ -1,5 +1,5 @@
 /// @file
-/// An HBA API to preload that behaves in ways which the simulator does not offer. It prints to standard output through
+/// An HBA API to preload that behaves in ways that the simulator cannot. It prints to standard output through
 /// stdio and through the descriptor. Its names are arbitrary bytes, its texts are not terminated and its values have no
 /// names in the standard. It prints its calls on standard error.
 

@@ -171,7 +171,7 @@ TEST(QzagentLatency, EscapesNamesThatWouldMoveTheCursor)
                 AllOf(HasSubstr("café-\\xff, target port "), Not(HasSubstr("\x1b"))));
 }
 
-/// The output file, in a folder of its own.
+/// The output file, in its own folder.
 class QzagentLatencyFile : public testing::Test
 {
 protected:

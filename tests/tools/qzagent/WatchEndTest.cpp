@@ -102,7 +102,7 @@ TEST_F(QzagentWatchEnd, ReportsUnwritableOutputAfterReleasingEverything)
 
 TEST_F(QzagentWatchEnd, ReportsEventsThatTheQueueDropped)
 {
-    // The source's thread ends after its last event. The emulator has a thread of its own.
+    // The source's thread ends after its last event. The emulator has its own thread.
     std::string const threads = IS_EMULATED ? "2" : "1";
     ProcessResult const result = runAgentInOn(
         scriptWithoutReader(mFolder.path() / "pipe", "until [ $(ls /proc/$agent/task | wc -l) = " + threads +

@@ -12,7 +12,7 @@
 namespace qzagent
 {
 /// Replaces `stdout` and `stderr` of the process with a stream that writes to standard error and knows whether the last
-/// line is complete. The HBA API library leaves lines unfinished; the tool's own lines and the log lines then start on a
+/// line is complete. The common library leaves lines unfinished; the tool's own lines and the log lines then start on a
 /// new line. `stdout` is replaced because standard output belongs to the tool's result, not to the libraries.
 ///
 /// main() creates one object, after Output, which outlives everything that prints.

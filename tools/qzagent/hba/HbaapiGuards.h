@@ -15,11 +15,11 @@
 
 namespace qzagent
 {
-/// Keeps the HBA API library loaded.
+/// Keeps the common library loaded.
 class LoadedHbaapi
 {
 public:
-    /// @throws QZCExitConditionEx when the HBA API library does not load
+    /// @throws QZCExitConditionEx when the common library does not load
     explicit LoadedHbaapi(QZCHbaapiAbs& aHbaapi) : mHbaapi(aHbaapi) { mHbaapi.HA_LoadHbaapi(); }
     ~LoadedHbaapi() { mHbaapi.HA_FreeHbaapi(); }
     LoadedHbaapi(LoadedHbaapi const&) = delete;

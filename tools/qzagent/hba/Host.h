@@ -15,7 +15,7 @@ namespace qzagent
 /// Function that takes the layer, and the index and the name of an adapter.
 using Visit = std::function<void(QZCHbaapiAbs&, std::size_t, std::string const&)>;
 
-/// Loads the HBA API library, calls the function for one adapter or for each adapter in the order of their indexes, and
+/// Loads the common library, calls the function for one adapter or for each adapter in the order of their indexes, and
 /// frees the library.
 /// @param aReport receives failures, a note when there are no adapters, and an error when the wanted adapter does not
 ///                exist

@@ -116,7 +116,7 @@ void showAll(Setting const& aSetting, Capture& aCapture)
     }
 }
 
-/// Writes its output itself: with --json each record is a document of its own, without an envelope.
+/// Writes its output itself: with --json each record is a separate document, without an envelope.
 std::optional<Answer> show(Setting const& aSetting, std::string const& aPath)
 {
     try

@@ -21,7 +21,7 @@ namespace qzagent
 {
 namespace
 {
-/// Runs on whatever thread the vendor library chooses and must not block it, so it only queues the event.
+/// Runs on a thread that the vendor library chooses, and must not block that thread, so it only queues the event.
 void handOver(void* aQueue, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
               QZ_event const* aEvent)
 {

@@ -10,7 +10,7 @@
 ///         QZCNoMemoryEx      2   also a QZCHaltEx
 ///         QZCExitConditionEx 19  also a QZCHaltEx
 ///       QZCHaltEx            1   conditions after which the caller should stop
-///       QZCLibsException         failures of an outside library
+///       QZCLibsException         failures of an external library
 ///         QZCHbaapiEx        802
 ///
 /// All bases are virtual, so an exception of two kinds has one text and one code. Every constructor takes the
@@ -47,7 +47,7 @@ public:
     ~QZCHaltEx() noexcept override;
 };
 
-/// A failure of an outside library.
+/// A failure of an external library.
 /// @ingroup exceptions
 class QZCLibsException : virtual public QZCException
 {

@@ -15,19 +15,19 @@
 /// Each method wraps one call of the HBA API (or a short sequence) and traces "Entered" and "Left" around it.
 /// A method that fails logs the failure, with the name of the status if there is one, and throws. Missing memory
 /// for a name or for target mappings is thrown without a log line. The descriptions below say which statuses are
-/// ignored. docs/logging.md has the lines. The objects keep no state: the HBA API library keeps what is loaded
-/// and open, so all objects behave identically.
+/// ignored. docs/logging.md has the lines. The objects have no state: the common library of the HBA API keeps
+/// track of what is loaded and open, so all objects behave identically.
 ///
 /// An adapter has an index, from 0 to the adapter count minus one, which is used only to get its name. An adapter
 /// that was opened by name has an `HBA_HANDLE`, which the caller keeps and passes to each query.
 ///
 /// Order of use: HA_LoadHbaapi(), HA_GetNumberOfAdapters(), HA_GetAdapterNames(), HA_OpenAdapter(), any queries,
-/// HA_CloseAdapter(), HA_FreeHbaapi(). The layer does not enforce this order. It passes every call to the HBA API
-/// library and handles the status as usual.
+/// HA_CloseAdapter(), HA_FreeHbaapi(). The layer does not enforce this order. It passes every call to the
+/// common library and handles the status as usual.
 ///
-/// The agent provides the HBA API library: it links it, or loads it globally before this library.
+/// The agent provides the common library: it links it, or loads it globally before this library.
 /// Assertions: see HA_GetAdapterPorts() and HA_GetTargetMappings().
-/// Thread-safety: the layer has no state and takes no locks. Concurrent calls are safe if the HBA API library
+/// Thread-safety: the layer has no state and takes no locks. Concurrent calls are safe if the common library
 /// allows them.
 /// @ingroup layers
 class QZCHbaapiAbs
@@ -39,15 +39,15 @@ public:
     virtual ~QZCHbaapiAbs();
     /// @}
 
-    /// Loads the HBA API library, which loads the HBA libraries that are configured on the host.
+    /// Loads the common library, which loads the HBA libraries that are configured on the host.
     /// @throws QZCExitConditionEx "Can't load HBAAPI library!", code 19
     virtual void HA_LoadHbaapi();
 
-    /// Frees the HBA API library. The status is ignored. Never throws.
+    /// Frees the common library. The status is ignored. Never throws.
     virtual void HA_FreeHbaapi();
 
     /// Never throws.
-    /// @return the adapter count of the HBA API library, unchanged
+    /// @return the adapter count of the common library, unchanged
     virtual unsigned int HA_GetNumberOfAdapters();
 
     /// Opens an adapter.
@@ -58,11 +58,11 @@ public:
     virtual unsigned int HA_OpenAdapter(char* apName);
 
     /// Closes an adapter. Never throws.
-    /// @param aHandle any number; what the HBA API library makes of a bad one is ignored
+    /// @param aHandle any number, passed on unchecked
     virtual void HA_CloseAdapter(unsigned int aHandle);
 
-    /// Makes the HBA API library read the adapter's information again. Never throws.
-    /// @param aHandle any number; what the HBA API library makes of a bad one is ignored
+    /// Makes the common library read the adapter's information again. Never throws.
+    /// @param aHandle any number, passed on unchecked
     virtual void HA_RefreshAdapter(unsigned int aHandle);
 
     /// Appends the names of the adapters with the indexes 0 to aCount - 1, in this order.

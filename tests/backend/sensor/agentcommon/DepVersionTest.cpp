@@ -206,7 +206,7 @@ TEST(DepVersionParsing, NumberBeyond64BitsBecomesTheLargestOrSmallest)
 
 TEST(DepVersionParsing, TextPastTheDotOfAPieceIsIgnored)
 {
-    // The length of a piece is the dot's position in the whole text, so later pieces include what follows them.
+    // The length of a piece is the dot's position in the whole text, so later pieces also include the text after them.
     EXPECT_THAT(parsed("1000000000.2.3.4"), ElementsAre(1000000000u, 2u, 3u, 4u));
     EXPECT_THAT(parsed("1000000000..3.4"), ElementsAre(1000000000u, 0u, 3u, 4u));
 }

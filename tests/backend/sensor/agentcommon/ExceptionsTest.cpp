@@ -296,7 +296,7 @@ TYPED_TEST(OnefoldException, ClassAddsNoField)
     EXPECT_EQ(sizeof(TypeParam), sizeof(QZCException) + sizeof(void*)) << "the root and one table";
 }
 
-TEST(Exceptions, RootTableHasTheDestructorsAndWhat)
+TEST(Exceptions, RootTableHasTheDestructorsAndTheFunctionWhat)
 {
     QZCException const error("text", 1);
     EXPECT_THAT(virtualSlots(&error, 3),

@@ -104,7 +104,7 @@ class HbaapiAllocations : public testing::TestWithParam<Operation>
 
 INSTANTIATE_TEST_SUITE_P(Layer, HbaapiAllocations, testing::ValuesIn(layerRows()), nameOfOperation);
 
-TEST_P(HbaapiAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
+TEST_P(HbaapiAllocations, EveryFailedAllocationIsReported) { failEveryAllocation(GetParam()); }
 
 LibraryHeap* gFailingHeap = nullptr;
 
@@ -194,5 +194,8 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Layer, HbaapiHeapAllocations, testing::ValuesIn(heapRows()), nameOfOperation);
 
-TEST_P(HbaapiHeapAllocations, FailureOfEachIsReported) { failEveryAllocation<HeapFailure>(GetParam()); }
+TEST_P(HbaapiHeapAllocations, EveryFailedAllocationIsReported)
+{
+    failEveryAllocation<HeapFailure>(GetParam());
+}
 }  // namespace

@@ -50,7 +50,7 @@ std::ostream& operator<<(std::ostream& aOut, Course const& aCourse)
                 << aCourse.mSleeps << " sleeps";
 }
 
-/// The layer with an HBA API that gives these answers.
+/// The layer with an HBA API that returns these answers.
 struct AnsweredScene
 {
     explicit AnsweredScene(Statuses const& aScript)
@@ -76,7 +76,7 @@ struct AnsweredScene
 struct Query
 {
     std::string mName;
-    std::vector<Statuses> mBefore;  ///< what is answered before the status that is looked at
+    std::vector<Statuses> mBefore;  ///< the answers before the status under test
     std::function<void(AnsweredScene&)> mRun;
     std::function<Course(Statuses const&)> mExpect;
 };

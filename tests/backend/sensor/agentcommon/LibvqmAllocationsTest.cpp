@@ -116,7 +116,7 @@ class LibvqmAllocations : public testing::TestWithParam<Operation>
 
 INSTANTIATE_TEST_SUITE_P(Layer, LibvqmAllocations, testing::ValuesIn(rows()), nameOfOperation);
 
-TEST_P(LibvqmAllocations, FailureOfEachIsReported)
+TEST_P(LibvqmAllocations, EveryFailedAllocationIsReported)
 {
     failEveryAllocation(GetParam(), [](auto const& aRun) { inFreshProcess(aRun); });
 }

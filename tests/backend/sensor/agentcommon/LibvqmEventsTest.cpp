@@ -151,7 +151,7 @@ TEST_F(LibvqmEvents, QuazorRegistrationIdentifierIsSetOnlyByTheVendorLibrary)
     }
 }
 
-TEST_F(LibvqmEvents, QuazorRegistrationDoesNotChangeTheCallersIdentifier)
+TEST_F(LibvqmEvents, QuazorRegistrationPassesTheIdentifierPointerUnchecked)
 {
     inFreshProcess(
         [&]

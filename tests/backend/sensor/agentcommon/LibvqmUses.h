@@ -25,10 +25,10 @@ inline QZCPointer<QZCWorldWideName> const& somePort()
 /// A use of the layer that needs the vendor library.
 struct Use
 {
-    std::string mOperation;  ///< whose name the lookup bears
-    std::string mSymbol;     ///< what it looks up; empty when nothing
+    std::string mOperation;  ///< the operation under whose name the lookup is logged
+    std::string mSymbol;     ///< the function that it looks up; empty for none
     std::function<void(QZCLibvqmAbs&)> mRun;
-    bool mIsFirstInit = false;           ///< the function is needed by the first LIBVQM_Init() only
+    bool mIsFirstInit = false;           ///< only the first LIBVQM_Init() needs the function
     bool mIsQzapiSupportedAfter = true;  ///< the verdict when the function is missing
 };
 

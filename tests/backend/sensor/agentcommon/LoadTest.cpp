@@ -47,7 +47,7 @@ Texts linesOf(Texts const& aCommand)
     return lines;
 }
 
-/// For each line with the text: the part after it, up to the closing bracket or the end.
+/// For each line that contains the text, returns the part after the text, up to the closing bracket or the end.
 Texts behind(std::string const& aText, Texts const& aLines)
 {
     Texts found;
@@ -80,8 +80,8 @@ Texts thoseOfHbaapi(Texts const& aNames)
     return found;
 }
 
-/// For a child process: opens the libraries one after another and exits, with 0 when all open, and otherwise with 1
-/// and the reason on standard error.
+/// Runs in a child process. Opens the libraries one after another. Exits with 0 if all open, otherwise with 1 and the
+/// reason on standard error.
 [[noreturn]] void openAndExit(Texts const& aLibraries, int aFlags)
 {
     for (std::string const& library : aLibraries)
@@ -105,7 +105,7 @@ TEST(LoadDeathTest, AgentCommonOpensWhenTheHbaApiIsLoaded)
     std::string const commonLibrary = HBAAPI_LIBRARY;
     if (commonLibrary.empty())
     {
-        GTEST_SKIP() << "there is no HBA library for this machine";
+        GTEST_SKIP() << "there is no common library of the HBA API for this machine";
     }
     EXPECT_EXIT(openAndExit({commonLibrary, AGENTCOMMON_LIBRARY}, RTLD_NOW | RTLD_GLOBAL), ExitedWithCode(0),
                 "^$");
@@ -171,7 +171,7 @@ TEST(Libraries, AgentCommonDefinesNoHbaApiFunction)
     EXPECT_THAT(thoseOfHbaapi(exportsOf(FRAMEWORK_LIBRARY)), IsEmpty());
 }
 
-TEST(Libraries, AgentCommonNeedsTheFrameworkAndNoHbaLibrary)
+TEST(Libraries, AgentCommonNeedsTheFrameworkAndNotTheCommonLibrary)
 {
     Texts const needed = behind("Shared library: [", dynamicSectionOf(AGENTCOMMON_LIBRARY));
     EXPECT_THAT(needed, Contains("libQZCommonFramework.so.1"));
@@ -298,7 +298,7 @@ TEST_F(LibrariesAtLoad, FrameworkRunsOnlyTheInitialisersOfEveryLibrary)
 
 TEST_F(LibrariesAtLoad, NeitherLibraryHasIndirectFunctions)
 {
-    // The resolver of an indirect function runs when the library is opened, and is in none of the arrays.
+    // The resolver of an indirect function runs when the library is opened, but the arrays do not contain it.
     for (char const* const library : {AGENTCOMMON_LIBRARY, FRAMEWORK_LIBRARY})
     {
         Texts const relocations = linesOf({"readelf", "-rW", library});

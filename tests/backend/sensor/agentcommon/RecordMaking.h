@@ -1,5 +1,5 @@
 /// @file
-/// What the tables of record operations work on.
+/// The objects that the tables of record operations use.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@
 inline Lost const shortText = {0, 1};
 inline Lost const longText = {0, 0, 2};
 
-/// The number of bytes that a stream takes before it allocates.
+/// The number of bytes that fit into a stream before it allocates memory.
 constexpr unsigned int roomInside = 39;
 
 /// A record under construction, the values to construct it from, the bytes to decode it from, and a stream.
@@ -53,7 +53,7 @@ void expectNothingMade(Making<Record> const& aMaking)
     EXPECT_FALSE(aMaking.mRecord);
 }
 
-/// Fills the stream until it takes only this many bytes before it allocates.
+/// Fills the stream until only this many bytes fit before it allocates memory.
 template <typename Record>
 void leaveRoom(Making<Record>& aMaking, unsigned int aLength)
 {

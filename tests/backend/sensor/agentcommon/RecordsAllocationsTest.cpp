@@ -129,7 +129,7 @@ Rows nameRows()
             [](Name& aName) { aName.decode(); }, canBeSetAnew),
         withoutAllocation("NameIsEncoded", whole, encode),
         operation(
-            "NameIsEncodedInNoRoom", {0}, badAlloc, [] { return madeName(0); }, encode,
+            "NameIsEncodedIntoAFullStream", {0}, badAlloc, [] { return madeName(0); }, encode,
             [](Name const& aName) { EXPECT_EQ(bytesOf(aName.mOut.getEncoded()), Bytes(roomInside, 0xf5)); }),
         withoutAllocation("NameIsRead", whole,
                           [](Name& aName)
@@ -184,5 +184,5 @@ INSTANTIATE_TEST_SUITE_P(Latency, RecordsAllocations, testing::ValuesIn(latencyR
 INSTANTIATE_TEST_SUITE_P(Name, RecordsAllocations, testing::ValuesIn(nameRows()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Version, RecordsAllocations, testing::ValuesIn(versionRows()), nameOfOperation);
 
-TEST_P(RecordsAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
+TEST_P(RecordsAllocations, EveryFailedAllocationIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

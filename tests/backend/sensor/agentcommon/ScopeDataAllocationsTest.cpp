@@ -50,11 +50,12 @@ Rows eventRows()
         withoutAllocation("EventIsDecoded", whole, [](Event& aEvent) { aEvent.decode(); }),
         withoutAllocation("EventIsEncoded", whole, encode),
         operation(
-            "EventIsEncodedInNoRoom", {0}, badAlloc, [] { return madeEvent(0); }, encode,
+            "EventIsEncodedIntoAFullStream", {0}, badAlloc, [] { return madeEvent(0); }, encode,
             [](Event const& aEvent) { EXPECT_EQ(aEvent.mOut.getEncoded().getLength(), roomInside); }),
-        // Two bytes are reserved for any number.
+        // The encoder reserves two bytes for any number.
         operation(
-            "EventIsEncodedInRoomForItsCategory", {0}, badAlloc, [] { return madeEvent(2); }, encode,
+            "EventIsEncodedIntoAStreamWithRoomForItsCategory", {0}, badAlloc, [] { return madeEvent(2); },
+            encode,
             [](Event const& aEvent) { EXPECT_EQ(aEvent.mOut.getEncoded().getLength(), roomInside - 1); }),
     };
 }
@@ -82,7 +83,8 @@ Rows dataConstructionRows()
         };
     };
     return {
-        withoutAllocation("DataOfAnEvent", subject, [](Data& aData) { aData.mRecord.emplace(aData.mEvent); }),
+        withoutAllocation("DataWithOnlyAnEvent", subject,
+                          [](Data& aData) { aData.mRecord.emplace(aData.mEvent); }),
         withoutAllocation("DataWithNames", subject,
                           [](Data& aData)
                           { aData.mRecord.emplace(aData.mEvent, aData.mFirst, aData.mSecond); }),
@@ -164,21 +166,22 @@ Rows dataRows()
         withoutAllocation("DataIsAppendedToWithinItsRoom", madeData(false, 10, 0), append(29)),
         operation("DataIsAppendedToBeyondItsRoom", {0}, badAlloc, madeData(false, roomInside, 0), append(1),
                   isAsBefore),
-        operation("DataIsAppendedToMuch", {0}, badAlloc, madeData(false, roomInside, 0), append(100),
+        operation("DataIsAppendedToByManyBytes", {0}, badAlloc, madeData(false, roomInside, 0), append(100),
                   isAsBefore),
         withoutAllocation("DataIsRead", madeData(true, 100, 0), read),
         withoutAllocation("DataIsEncodedWithNames", madeData(true, 0, roomInside), encode),
         withoutAllocation("DataIsEncodedWithPayload", madeData(false, 30, roomInside), encode),
-        operation("DataIsEncodedInNoRoom", {0}, badAlloc, madeData(false, 0, 0), encode, encodesElsewhere),
-        operation("DataIsEncodedWithNamesInNoRoom", {0}, badAlloc, madeData(true, 0, 0), encode,
+        operation("DataIsEncodedIntoAFullStream", {0}, badAlloc, madeData(false, 0, 0), encode,
                   encodesElsewhere),
-        operation("DataIsEncodedWithPayloadInNoRoom", {0, 0}, badAlloc, madeData(false, 100, 0), encode,
+        operation("DataIsEncodedWithNamesIntoAFullStream", {0}, badAlloc, madeData(true, 0, 0), encode,
                   encodesElsewhere),
-        operation("DataIsEncodedWithBothInNoRoom", {0, 0}, badAlloc, madeData(true, 100, 0), encode,
+        operation("DataIsEncodedWithPayloadIntoAFullStream", {0, 0}, badAlloc, madeData(false, 100, 0),
+                  encode, encodesElsewhere),
+        operation("DataIsEncodedWithBothIntoAFullStream", {0, 0}, badAlloc, madeData(true, 100, 0), encode,
                   encodesElsewhere),
-        operation("DataIsEncodedInRoomForItsBeginning", {0, 0}, badAlloc,
+        operation("DataIsEncodedIntoAStreamWithRoomForItsBeginning", {0, 0}, badAlloc,
                   madeData(true, 100, roomForItsBeginning), encode, isWrittenInPart),
-        operation("DataIsDecodedOfAnEvent", decodedEvent, outOfMemory, madeData(false, 0, 0), decode,
+        operation("DataWithOnlyAnEventIsDecoded", decodedEvent, outOfMemory, madeData(false, 0, 0), decode,
                   decodesAgain),
         operation("DataIsDecodedWithNames", joined({decodedEvent, decodedNames}), outOfMemory,
                   madeData(true, 0, 0), decode, decodesAgain),
@@ -198,5 +201,5 @@ INSTANTIATE_TEST_SUITE_P(Making, ScopeDataAllocations, testing::ValuesIn(dataCon
                          nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Data, ScopeDataAllocations, testing::ValuesIn(dataRows()), nameOfOperation);
 
-TEST_P(ScopeDataAllocations, FailureOfEachIsReported) { failEveryAllocation(GetParam()); }
+TEST_P(ScopeDataAllocations, EveryFailedAllocationIsReported) { failEveryAllocation(GetParam()); }
 }  // namespace

@@ -56,7 +56,7 @@ TEST_F(ScopeData, SizesAreNotLogged)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(ScopeData, SizesOfTheTwoWorkedExamples)
+TEST_F(ScopeData, SizesOfTheSmallestRecordAndOfOneWithNamesAndPayload)
 {
     EXPECT_EQ(QZCScopeData(mEvent).encodeSize(), 4u);
     EXPECT_EQ(QZCScopeData(mEvent).numEncodedElements(), 2u);

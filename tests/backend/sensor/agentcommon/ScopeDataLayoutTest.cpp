@@ -17,7 +17,7 @@ namespace
 {
 using ScopeDataDeathTest = ScopeData;
 
-TEST_F(ScopeData, EncodeSizeHasOneExceptionWithoutNames)
+TEST_F(ScopeData, SizeIsZeroForOnePayloadLengthWithoutNames)
 {
     QZCScopeData data = withPayload(mTen);
     for (auto const& [accounted, size] :
@@ -30,7 +30,7 @@ TEST_F(ScopeData, EncodeSizeHasOneExceptionWithoutNames)
     }
 }
 
-TEST_F(ScopeData, EncodeSizeHasOneExceptionWithNames)
+TEST_F(ScopeData, SizeIsZeroForOnePayloadLengthWithNames)
 {
     QZCScopeData data = withBoth(mTen);
     for (auto const& [accounted, size] :

@@ -119,7 +119,7 @@ TEST(ScopeEvent, EmptyInputIsRefusedAndChangesNothing)
     EXPECT_THAT(numbersOf(event), ElementsAre(3, 200));
 }
 
-TEST(ScopeEvent, InputThatEndsAfterTheCategoryHasReplacedIt)
+TEST(ScopeEvent, InputThatEndsAfterTheCategoryReplacesOnlyTheCategory)
 {
     QZCScopeEvent event = eventFrom(3, 200);
     EXPECT_THAT(decodeInto(event, {0x05}), StartsWith("QZCEncodingEx 100: at byte 1"));

@@ -267,7 +267,7 @@ TEST_P(WorldWideNameSeparator, WrongSeparatorKeepsTheBytesBeforeItAndTheText)
     EXPECT_EQ(textOf(name), wrongText('-'));
 }
 
-/// A pair that is not two digits, and the byte that it gives after a byte 0x10.
+/// A pair that is not two digits, and the byte that it is parsed into after a byte 0x10.
 struct LoosePair
 {
     std::string mPair;

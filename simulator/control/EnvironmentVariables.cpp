@@ -1,4 +1,4 @@
-#include "simulator/control/Environment.h"
+#include "simulator/control/EnvironmentVariables.h"
 
 #include <cstdlib>
 

@@ -13,7 +13,7 @@ constexpr char const* strikesVariable = "QZSIM_STRIKES";
 /// @return the value of the variable; null when it is unset or empty
 char const* environment(char const* aVariable);
 
-/// @return the path of the scenario; null when nothing is to be simulated
+/// @return the path of the scenario; null if nothing is simulated
 char const* scenarioOfEnvironment();
 
 /// Reads the scenario that the environment names.
