@@ -66,7 +66,8 @@ public:
     {
         ScopeContents contents(mEvent);
         contents.mPayload.assign(aBytes, aBytes + aLength);
-        MsgpackCodec(std::move(contents)).encode(aWriter);
+        MsgpackCodec const codec(std::move(contents));
+        codec.encode(aWriter);
     }
 
 private:

@@ -82,19 +82,15 @@ static void __sWriteAll(char const* apLine, std::size_t aLength)
             apLine += written;
             aLength -= static_cast<std::size_t>(written);
         }
-        else if (written == 0)
-        {
-            // Nothing was written and errno says nothing about it: another attempt could go on forever.
-            return;
-        }
-        else if (errno == EAGAIN)
+        else if (written < 0 && errno == EAGAIN)
         {
             // Standard error is non-blocking. Wait, so that the line is written completely.
             pollfd room = {STDERR_FILENO, POLLOUT, 0};
             poll(&room, 1, -1);
         }
-        else if (errno != EINTR)
+        else if (written == 0 || errno != EINTR)
         {
+            // After 0, errno says nothing, and another attempt could go on forever.
             return;
         }
     }

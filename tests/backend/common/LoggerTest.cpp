@@ -49,7 +49,7 @@ constexpr int writesNothing = 0;
 std::vector<int> gWriteErrors;
 
 /// The number of bytes that the next write does not write.
-std::size_t gLeftByWrite = 0;
+std::atomic<std::size_t> gLeftByWrite = 0;
 
 /// The time of the next log line.
 std::optional<std::time_t> gSeconds;
@@ -60,7 +60,7 @@ extern "C" ssize_t write(int aFile, void const* aBytes, std::size_t aLength)
 {
     if (gWriteErrors.empty())
     {
-        return syscall(SYS_write, aFile, aBytes, aLength - std::exchange(gLeftByWrite, 0));
+        return syscall(SYS_write, aFile, aBytes, aLength - gLeftByWrite.exchange(0));
     }
     errno = gWriteErrors.back();
     gWriteErrors.pop_back();

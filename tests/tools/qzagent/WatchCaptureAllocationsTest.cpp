@@ -39,6 +39,7 @@ bool takeTwice(WatchCapture& aCapture, WatchedEvent const& aEvent, Board const& 
     bool hasFailed = false;
     try
     {
+        DeliberateLeak const leak;
         AllocationFailure const failure(aFailing);
         aCapture.take(aEvent, &aBoard);
     }
