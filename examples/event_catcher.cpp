@@ -1,77 +1,77 @@
-// Writes the first three events of category 3, subcategory 7, at board 0 to standard output, encoded as scope data.
+// Writes the next three events of category 3, subcategory 7, from any board, to standard output as scope data.
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <exception>
-#include <future>
-#include <mutex>
-#include <new>
+#include <vector>
 
 #include <hbaapi.h>
+#include <poll.h>
 
+#include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
+#include "agentkit/include/VqmLibrary.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/EncodableStream.h"
-#include "backend/common/include/Pointer.h"
-#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
-#include "backend/sensor/agentcommon/include/ScopeEvent.h"
-#include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
 
 namespace
 {
-struct Catch
-{
-    QZCPointer<QZCScopeEvent> mKind{new (std::nothrow) QZCScopeEvent, QZPST_Individual, QZPAT_New};
-    std::mutex mMutex;
-    unsigned int mMissing = 3;
-    QZCEncodableOutStream mEncoded;
-    std::promise<void> mIsComplete;
-};
+constexpr unsigned int wanted = 3;
 
-/// Runs on threads of the diagnostic library. An exception must not enter it: noexcept ends the process instead.
-void take(unsigned int, HBA_wwn, unsigned int, unsigned int, void* aCatch, QZ_event* aEvent) noexcept
+/// Runs on whatever thread the vendor library chooses, so it only copies.
+void receive(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory, void* aQueue,
+             QZ_event* aEvent)
 {
-    auto& caught = *static_cast<Catch*>(aCatch);
-    std::lock_guard<std::mutex> const lock(caught.mMutex);
-    if (caught.mMissing > 0)
-    {
-        QZCScopeData const data(caught.mKind, aEvent->mPayload, aEvent->mLength, aEvent->mLength);
-        data.encode(caught.mEncoded);
-        if (--caught.mMissing == 0)
-        {
-            caught.mIsComplete.set_value();
-        }
-    }
+    qz::EventHead const head{std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory};
+    static_cast<qz::EventQueue*>(aQueue)->push(head, aEvent->mPayload, aEvent->mLength);
 }
+
+qz::Event next(qz::EventQueue& aQueue)
+{
+    qz::Event event;
+    while (!aQueue.pop(event))
+    {
+        pollfd arrival{aQueue.descriptor(), POLLIN, 0};
+        ::poll(&arrival, 1, -1);
+    }
+    return event;
+}
+
+void write(QZCBuffer const& aBytes) { std::fwrite(aBytes, 1, aBytes.getLength(), stdout); }
 }  // namespace
 
 int main()
 try
 {
-    Catch caught;
-    unsigned char const kind[] = {3, 7};  // a scope event can only be created from its encoded form
-    QZCEncodableInStream in(kind, sizeof kind);
-    caught.mKind->decode(in);
-    QZCLibvqmAbs libvqm;
-    libvqm.LIBVQM_LoadLibrary();
-    libvqm.LIBVQM_Init();
-    QZCPointer<QZCWorldWideName> first;
-    QZCPointer<QZCWorldWideName> second;  // name of the port, which the registration needs
-    libvqm.LIBVQM_GetAdapterInfo(0, first, second);
-    unsigned int id = 0;
-    if (!libvqm.LIBVQM_IsQzapiSupported() ||
-        libvqm.LIBVQM_QzapiRegEvent(0, second, caught.mKind, &caught, &id, &take) != QZ_OK)
+    qz::EventQueue queue(1000, 1 << 20, wanted);  // outlives the library, which may call back until it is freed
+    qz::VqmLibrary library;
+    qz::VqmEnvironment environment(library);
+    QZCPointer<QZCScopeEvent> const kind = qz::makeScopeEvent(3, 7);
+    std::vector<qz::VqmRegistration> registrations;
+    for (unsigned int board = 0; environment.offersQuazorEvents() && board < environment.numberOfBoards(); ++board)
     {
-        std::fputs("event_catcher: cannot register for Quazor events of board 0\n", stderr);
+        registrations.push_back(qz::VqmRegistration::quazor(library, board, environment.names(board).mSecond, kind,
+                                                            &queue, &receive));
+        if (!registrations.back().isActive())
+        {
+            registrations.pop_back();
+        }
+    }
+    if (registrations.empty())
+    {
+        std::fputs("event_catcher: no board offers such events\n", stderr);
         return 1;
     }
-    caught.mIsComplete.get_future().wait();
-    libvqm.LIBVQM_QzapiUnregEvent(0, second, id);  // after this, no callback runs
-    libvqm.LIBVQM_Close();
-    libvqm.LIBVQM_FreeLibrary();
-
-    QZCBuffer const& bytes = caught.mEncoded.getEncoded();
-    return std::fwrite(bytes, 1, bytes.getLength(), stdout) == bytes.getLength() ? 0 : 1;
+    for (unsigned int i = 0; i < wanted; ++i)
+    {
+        qz::Event const event = next(queue);
+        auto const length = static_cast<unsigned int>(event.mPayload.size());
+        QZCEncodableOutStream encoded;
+        QZCScopeData(kind, event.mPayload.data(), length, length).encode(encoded);
+        write(encoded.getEncoded());
+    }
 }
 catch (std::exception const& exception)
 {

@@ -1,76 +1,50 @@
-// Lists the adapters of this host and the World Wide Names of their ports.
+// Lists the adapters of this host, the World Wide Names of their ports, and the LUNs of their targets.
 #include <cstdio>
 #include <ctime>
 #include <exception>
-#include <memory>
+#include <set>
 #include <string>
 
 #include <hbaapi.h>
 
-#include "backend/common/include/QZString.h"
-#include "backend/common/include/QZVector.h"
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
-#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "agentkit/include/HbaApi.h"
+#include "agentkit/include/Wwn.h"
 
 namespace
 {
-/// Loads the common library of the HBA API, and frees it even after an exception.
-class LoadedHbaapi
+void listTargets(qz::Adapter& aAdapter)
 {
-public:
-    explicit LoadedHbaapi(QZCHbaapiAbs& aHbaapi) : mHbaapi(aHbaapi) { mHbaapi.HA_LoadHbaapi(); }
-    ~LoadedHbaapi() { mHbaapi.HA_FreeHbaapi(); }
-    LoadedHbaapi(LoadedHbaapi const&) = delete;
-
-private:
-    QZCHbaapiAbs& mHbaapi;
-};
-
-/// Opens an adapter, and closes it even after an exception.
-class OpenAdapter
-{
-public:
-    OpenAdapter(QZCHbaapiAbs& aHbaapi, std::string aName)
-        : mHbaapi(aHbaapi), mHandle(mHbaapi.HA_OpenAdapter(aName.data()))
+    std::set<qz::Wwn> targets;
+    for (HBA_FCPSCSIENTRY const& mapping : aAdapter.targetMappings())
     {
+        targets.emplace(mapping.FcpId.PortWWN);
     }
-    ~OpenAdapter() { mHbaapi.HA_CloseAdapter(mHandle); }
-    OpenAdapter(OpenAdapter const&) = delete;
-    unsigned int handle() const { return mHandle; }
-
-private:
-    QZCHbaapiAbs& mHbaapi;
-    unsigned int const mHandle;
-};
-
-void listPorts(QZCHbaapiAbs& aHbaapi, char const* aName)
-{
-    OpenAdapter const adapter(aHbaapi, aName);
-    // The caller owns the memory that the layer allocates.
-    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(
-        aHbaapi.HA_GetAdapterAttributes(adapter.handle()));
-    unsigned int count = 0;
-    std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-        aHbaapi.HA_GetAdapterPorts(adapter.handle(), attributes.get(), count));
-    for (unsigned int index = 0; index < count; ++index)
+    for (qz::Wwn const& target : targets)
     {
-        QZCWorldWideName const name(ports[index].PortWWN.wwn);
-        std::printf("  port %u %s\n", index, name.getStringForm().get());
+        std::printf("  target %s, %zu LUNs\n", target.text().c_str(), aAdapter.reportLuns(target).luns().size());
     }
+}
+
+void listAdapter(qz::HbaApi& aApi, std::string const& aName)
+{
+    std::printf("%s\n", aName.c_str());
+    qz::Adapter adapter(aApi, aName);
+    unsigned int const ports = adapter.attributes()->NumberOfPorts;
+    for (unsigned int port = 0; port < ports; ++port)
+    {
+        std::printf("  port %u %s\n", port, qz::Wwn(adapter.port(port).PortWWN).text().c_str());
+    }
+    listTargets(adapter);
 }
 }  // namespace
 
 int main()
 try
 {
-    QZCHbaapiAbs hbaapi;
-    LoadedHbaapi const loaded(hbaapi);
-    QZCVector<QZCString> names;
-    hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
-    for (QZCString const& name : names)
+    qz::HbaApi api;
+    for (unsigned int index = 0; index < api.numberOfAdapters(); ++index)
     {
-        std::printf("%s\n", name.get());
-        listPorts(hbaapi, name.get());
+        listAdapter(api, api.adapterName(index));
     }
 }
 catch (std::exception const& exception)

@@ -154,7 +154,17 @@ public:
     /// @}
 
     /// @return whether the handle is live; never asserts
+    /// @{
     bool operator!=(std::nullptr_t) const { return 0 != mPointer; }
+    explicit operator bool() const { return 0 != mPointer; }
+    /// @}
+
+    /// @return whether the handle is empty; never asserts
+    bool operator==(std::nullptr_t) const { return 0 == mPointer; }
+
+    /// @return the object held, of an array the first element, valid as long as a handle holds it; null in an empty
+    ///         handle. Never asserts
+    T* get() const { return mPointer; }
 
 private:
     void _letGo()

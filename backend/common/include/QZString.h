@@ -81,6 +81,24 @@ public:
         return static_cast<unsigned int>(mString->size());
     }
 
+    /// Compares the characters, as unsigned bytes from the first on. Throws nothing.
+    /// @param acrOther the text to compare with
+    /// @return whether the texts are equal or different, or this one comes first
+    /// @{
+    bool operator==(QZCString const& acrOther) const { return _compare(acrOther.get()) == 0; }
+    bool operator!=(QZCString const& acrOther) const { return _compare(acrOther.get()) != 0; }
+    bool operator<(QZCString const& acrOther) const { return _compare(acrOther.get()) < 0; }
+    /// @}
+
+    /// Compares with a text, without copying it. Throws nothing.
+    /// @param apOther terminated text to compare with; must not be null
+    /// @return whether the texts are equal or different, or this one comes first
+    /// @{
+    bool operator==(char const* apOther) const { return _compare(apOther) == 0; }
+    bool operator!=(char const* apOther) const { return _compare(apOther) != 0; }
+    bool operator<(char const* apOther) const { return _compare(apOther) < 0; }
+    /// @}
+
     /// Gives access to one character.
     /// @param aPosition position of a character, from 0
     /// @return the character, valid until the object is changed or destroyed
@@ -135,6 +153,12 @@ public:
     }
 
 private:
+    int _compare(char const* apOther) const
+    {
+        QZ_ASSERT(mString != 0);
+        return mString->compare(apOther);
+    }
+
     /// Makes a string from the arguments of one of its constructors.
     template <typename... Arguments>
     static QZCPointer<std::string> _make(Arguments const&... acrArguments)

@@ -172,3 +172,13 @@ unsigned int QZCScopeData::size() const
 }
 
 unsigned int QZCScopeData::eventDataSize() const { return mEventDataSize; }
+
+QZCPointer<QZCScopeEvent> const& QZCScopeData::getScopeEvent() const { return mScopeEvent; }
+
+bool QZCScopeData::hasWwns() const { return mHasWwns; }
+
+QZCPointer<QZCWorldWideName> const& QZCScopeData::getFirstWwn() const { return mFirstWwn; }
+
+QZCPointer<QZCWorldWideName> const& QZCScopeData::getSecondWwn() const { return mSecondWwn; }
+
+QZCPointer<QZCBuffer> const& QZCScopeData::getEventData() const { return mEventData; }

@@ -364,6 +364,28 @@ TEST(Pointer, ComparisonWithNullDoesNotAssert)
     EXPECT_FALSE(empty != 0);
     EXPECT_TRUE(live != nullptr);
     EXPECT_TRUE(live != 0);
+    EXPECT_TRUE(empty == nullptr);
+    EXPECT_FALSE(live == nullptr);
+}
+
+TEST(Pointer, ConversionToBoolTellsWhetherTheHandleIsLive)
+{
+    EXPECT_FALSE(IntHandle());
+    EXPECT_TRUE(handleOf(7));
+    EXPECT_FALSE((std::is_convertible_v<IntHandle, bool>)) << "only explicitly: a handle is no number";
+}
+
+TEST(Pointer, GetReturnsTheObjectAndNullOfAnEmptyHandle)
+{
+    IntHandle const live = handleOf(7);
+    EXPECT_EQ(live.get(), &*live);
+    EXPECT_EQ(IntHandle().get(), nullptr);
+}
+
+TEST(Pointer, GetReturnsTheFirstElementOfAnArray)
+{
+    QZCPointer<int> const numbers(new int[2]{3, 4}, QZPST_Array, QZPAT_New);
+    EXPECT_EQ(numbers.get()[1], 4);
 }
 
 TEST(Pointer, AllFieldsAreZeroAfterDestruction)

@@ -1,3 +1,4 @@
+#include <iterator>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -321,6 +322,52 @@ TEST(QZStringDeathTest, CharacterAccessOnADamagedStringAsserts)
                 assertionOfString("size", "mString != 0"));
     EXPECT_EXIT((echoLogLines(), damaged().at(0)), ExitedWithCode(1),
                 assertionOfString("at", "mString != 0"));
+}
+
+TEST(QZString, EqualityComparesTheCharacters)
+{
+    QZCString const text("example");
+    EXPECT_TRUE(text == "example");
+    EXPECT_TRUE(text == QZCString("example"));
+    EXPECT_FALSE(text == "Example");
+    EXPECT_FALSE(text == QZCString("exampl"));
+    EXPECT_FALSE(text == "example ");
+}
+
+TEST(QZString, InequalityIsTheOppositeOfEquality)
+{
+    QZCString const text("example");
+    EXPECT_FALSE(text != "example");
+    EXPECT_FALSE(text != QZCString("example"));
+    EXPECT_TRUE(text != "");
+    EXPECT_TRUE(text != QZCString("other"));
+}
+
+TEST(QZString, TextsAreOrderedByTheirFirstDifferentByte)
+{
+    char const* const ordered[] = {"", "A", "B", "Ba", "a", "\x7f", "\x80", "\xff"};
+    for (char const* const* left = std::begin(ordered); left != std::end(ordered); ++left)
+    {
+        for (char const* const* right = std::begin(ordered); right != std::end(ordered); ++right)
+        {
+            EXPECT_EQ(QZCString(*left) < *right, left < right) << *left << " before " << *right;
+            EXPECT_EQ(QZCString(*left) < QZCString(*right), left < right) << *left << " before " << *right;
+        }
+    }
+}
+
+TEST(QZString, ComparisonAllocatesNothing)
+{
+    QZCString const text(longText);
+    EXPECT_EQ(
+        allocationsOf([&] { EXPECT_TRUE(text == longText && !(text != longText) && !(text < longText)); }),
+        0u);
+}
+
+TEST(QZStringDeathTest, ComparingADamagedStringAsserts)
+{
+    EXPECT_EXIT((echoLogLines(), static_cast<void>(damaged() == "text")), ExitedWithCode(1),
+                assertionOfString("_compare", "mString != 0"));
 }
 
 TEST(QZStringDeathTest, SearchingADamagedStringAsserts)

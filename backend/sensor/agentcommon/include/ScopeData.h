@@ -102,6 +102,23 @@ public:
     /// @return number of payload bytes
     virtual unsigned int eventDataSize() const;
 
+    /// @return the event; the handle is owned by this record and changed by decode()
+    QZCPointer<QZCScopeEvent> const& getScopeEvent() const;
+
+    /// @return whether the record has names. After a failed decode() it may, without having them
+    bool hasWwns() const;
+
+    /// @return the first name, empty in a record that never had names; the handle is owned by this record and changed by
+    ///         decode()
+    QZCPointer<QZCWorldWideName> const& getFirstWwn() const;
+
+    /// @return the second name, as getFirstWwn()
+    QZCPointer<QZCWorldWideName> const& getSecondWwn() const;
+
+    /// @return the payload, empty in a record that never had payload; the handle is owned by this record and changed by
+    ///         decode(). To add payload use appendEventData(), which counts it
+    QZCPointer<QZCBuffer> const& getEventData() const;
+
 private:
     void _holdEventData(unsigned char const* apData, unsigned int aLength, unsigned int aBufferSize);
 

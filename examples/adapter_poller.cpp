@@ -1,0 +1,84 @@
+// Prints what changes at the adapters' ports: adapter_poller SECONDS ROUNDS.
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <exception>
+#include <map>
+#include <string>
+#include <thread>
+
+#include <hbaapi.h>
+
+#include "agentkit/include/HbaApi.h"
+#include "agentkit/include/Wwn.h"
+
+namespace
+{
+constexpr HBA_PORTSTATE gone = 0;  // no state of the HBA API
+
+using States = std::map<qz::Wwn, HBA_PORTSTATE>;
+
+/// An adapter or port that fails is reported and does not hide the others.
+template <typename Action>
+void attempt(std::string const& aWhat, Action aAction)
+try
+{
+    aAction();
+}
+catch (std::exception const& exception)
+{
+    std::fprintf(stderr, "adapter_poller: %s: %s\n", aWhat.c_str(), exception.what());
+}
+
+void readPort(qz::Adapter& aAdapter, unsigned int aPort, States& aStates)
+{
+    HBA_PORTATTRIBUTES const attributes = aAdapter.port(aPort);
+    aStates[qz::Wwn(attributes.PortWWN)] = attributes.PortState;
+}
+
+void readAdapter(qz::HbaApi& aApi, unsigned int aIndex, States& aStates)
+{
+    std::string const name = aApi.adapterName(aIndex);
+    qz::Adapter adapter(aApi, name);
+    unsigned int const ports = adapter.attributes()->NumberOfPorts;
+    for (unsigned int port = 0; port < ports; ++port)
+    {
+        attempt(name + " port " + std::to_string(port), [&] { readPort(adapter, port, aStates); });
+    }
+}
+
+void readAll(States& aStates)
+{
+    qz::HbaApi api;  // loaded for each round: some HBA libraries read their ports only then
+    for (unsigned int index = 0; index < api.numberOfAdapters(); ++index)
+    {
+        attempt("adapter " + std::to_string(index), [&] { readAdapter(api, index, aStates); });
+    }
+}
+}  // namespace
+
+int main(int aCount, char** aArguments)
+{
+    std::chrono::seconds const interval(aCount > 1 ? std::atoi(aArguments[1]) : 1);
+    int const rounds = aCount > 2 ? std::atoi(aArguments[2]) : 1;
+    States last;
+    for (int round = 0; round < rounds; ++round)
+    {
+        std::this_thread::sleep_for(round == 0 ? interval * 0 : interval);
+        States now = last;
+        for (auto& entry : now)
+        {
+            entry.second = gone;
+        }
+        attempt("HBA API", [&] { readAll(now); });
+        for (auto const& [name, state] : now)
+        {
+            if (last[name] != state)
+            {
+                std::printf("%s %s %u\n", name.text().c_str(), state == gone ? "gone" : "state", state);
+            }
+        }
+        last = now;
+    }
+}

@@ -1,0 +1,64 @@
+// Unit tests of an agent's function, with calls of the HBA API that the test answers.
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <hbaapi.h>
+
+#include "agentkit/include/HbaApi.h"
+#include "agentkit/testing/FakeHbaapi.h"
+#include "backend/sensor/agentcommon/include/Exceptions.h"
+
+namespace
+{
+/// The function under test: the names of the adapters that answer.
+std::vector<std::string> adapterNames()
+{
+    qz::HbaApi api;
+    std::vector<std::string> names;
+    for (unsigned int index = 0; index < api.numberOfAdapters(); ++index)
+    {
+        try
+        {
+            names.push_back(api.adapterName(index));
+        }
+        catch (QZCExitConditionEx const&)
+        {
+            names.emplace_back("(no answer)");
+        }
+    }
+    return names;
+}
+
+TEST(AdapterNames, ListEveryAdapter)
+{
+    FakeHbaapi hbaapi;
+    hbaapi.mNumberOfAdapters = 2;
+    hbaapi.mNames = {{HBA_STATUS_OK, "first"}, {HBA_STATUS_OK, "second"}};
+    EXPECT_EQ(adapterNames(), (std::vector<std::string>{"first", "second"}));
+}
+
+TEST(AdapterNames, GoOnAfterAnAdapterThatIsBusy)
+{
+    FakeHbaapi hbaapi;
+    hbaapi.mNumberOfAdapters = 2;
+    hbaapi.mNames = {{HBA_STATUS_ERROR_BUSY, ""}, {HBA_STATUS_OK, "second"}};
+    EXPECT_EQ(adapterNames(), (std::vector<std::string>{"(no answer)", "second"}));
+}
+
+TEST(AdapterNames, FreeTheLibraryWhenTheyAreRead)
+{
+    FakeHbaapi hbaapi;
+    adapterNames();
+    EXPECT_EQ(hbaapi.calls(),
+              (std::vector<std::string>{"HBA_LoadLibrary()", "HBA_GetNumberOfAdapters()", "HBA_FreeLibrary()"}));
+}
+
+TEST(AdapterNames, ThrowWhenTheLibraryCannotBeLoaded)
+{
+    FakeHbaapi hbaapi;
+    hbaapi.mLoadStatus = HBA_STATUS_ERROR;
+    EXPECT_THROW(adapterNames(), QZCExitConditionEx);
+}
+}  // namespace
