@@ -1,4 +1,5 @@
 // Prints what changes at the adapters' ports: adapter_poller SECONDS ROUNDS.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -31,12 +32,6 @@ catch (std::exception const& exception)
     std::fprintf(stderr, "adapter_poller: %s: %s\n", aWhat.c_str(), exception.what());
 }
 
-void readPort(qz::Adapter& aAdapter, unsigned int aPort, States& aStates)
-{
-    HBA_PORTATTRIBUTES const attributes = aAdapter.port(aPort);
-    aStates[qz::Wwn(attributes.PortWWN)] = attributes.PortState;
-}
-
 void readAdapter(qz::HbaApi& aApi, unsigned int aIndex, States& aStates)
 {
     std::string const name = aApi.adapterName(aIndex);
@@ -44,7 +39,12 @@ void readAdapter(qz::HbaApi& aApi, unsigned int aIndex, States& aStates)
     unsigned int const ports = adapter.attributes()->NumberOfPorts;
     for (unsigned int port = 0; port < ports; ++port)
     {
-        attempt(name + " port " + std::to_string(port), [&] { readPort(adapter, port, aStates); });
+        attempt(name + " port " + std::to_string(port),
+                [&]
+                {
+                    HBA_PORTATTRIBUTES const found = adapter.port(port);
+                    aStates[qz::Wwn(found.PortWWN)] = found.PortState;
+                });
     }
 }
 
@@ -67,10 +67,7 @@ int main(int aCount, char** aArguments)
     {
         std::this_thread::sleep_for(round == 0 ? interval * 0 : interval);
         States now = last;
-        for (auto& entry : now)
-        {
-            entry.second = gone;
-        }
+        std::for_each(now.begin(), now.end(), [](auto& aEntry) { aEntry.second = gone; });
         attempt("HBA API", [&] { readAll(now); });
         for (auto const& [name, state] : now)
         {

@@ -51,8 +51,8 @@ TEST(AdapterNames, FreeTheLibraryWhenTheyAreRead)
 {
     FakeHbaapi hbaapi;
     adapterNames();
-    EXPECT_EQ(hbaapi.calls(),
-              (std::vector<std::string>{"HBA_LoadLibrary()", "HBA_GetNumberOfAdapters()", "HBA_FreeLibrary()"}));
+    EXPECT_EQ(hbaapi.calls(), (std::vector<std::string>{"HBA_LoadLibrary()", "HBA_GetNumberOfAdapters()",
+                                                        "HBA_FreeLibrary()"}));
 }
 
 TEST(AdapterNames, ThrowWhenTheLibraryCannotBeLoaded)

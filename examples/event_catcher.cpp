@@ -1,4 +1,5 @@
 // Writes the next three events of category 3, subcategory 7, from any board, to standard output as scope data.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -39,38 +40,37 @@ qz::Event next(qz::EventQueue& aQueue)
     return event;
 }
 
-void write(QZCBuffer const& aBytes) { std::fwrite(aBytes, 1, aBytes.getLength(), stdout); }
 }  // namespace
 
 int main()
 try
 {
-    qz::EventQueue queue(1000, 1 << 20, wanted);  // outlives the library, which may call back until it is freed
+    // The queue outlives the library, which may call back until it is freed.
+    qz::EventQueue queue(1000, 1 << 20, wanted);
     qz::VqmLibrary library;
     qz::VqmEnvironment environment(library);
     QZCPointer<QZCScopeEvent> const kind = qz::makeScopeEvent(3, 7);
     std::vector<qz::VqmRegistration> registrations;
-    for (unsigned int board = 0; environment.offersQuazorEvents() && board < environment.numberOfBoards(); ++board)
+    unsigned int const boards = environment.supportsQuazorEvents() ? environment.numberOfBoards() : 0;
+    for (unsigned int board = 0; board < boards; ++board)
     {
-        registrations.push_back(qz::VqmRegistration::quazor(library, board, environment.names(board).mSecond, kind,
-                                                            &queue, &receive));
-        if (!registrations.back().isActive())
-        {
-            registrations.pop_back();
-        }
+        registrations.push_back(qz::VqmRegistration::quazor(library, board, environment.names(board).mSecond,
+                                                            kind, &queue, &receive));
     }
-    if (registrations.empty())
+    if (std::none_of(registrations.begin(), registrations.end(),
+                     [](auto const& aOne) { return aOne.isActive(); }))
     {
-        std::fputs("event_catcher: no board offers such events\n", stderr);
+        std::fputs("event_catcher: no board supports such events\n", stderr);
         return 1;
     }
     for (unsigned int i = 0; i < wanted; ++i)
     {
         qz::Event const event = next(queue);
-        auto const length = static_cast<unsigned int>(event.mPayload.size());
+        unsigned int const length = static_cast<unsigned int>(event.mPayload.size());
         QZCEncodableOutStream encoded;
         QZCScopeData(kind, event.mPayload.data(), length, length).encode(encoded);
-        write(encoded.getEncoded());
+        QZCBuffer const& bytes = encoded.getEncoded();
+        std::fwrite(bytes, 1, bytes.getLength(), stdout);
     }
 }
 catch (std::exception const& exception)

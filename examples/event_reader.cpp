@@ -45,7 +45,8 @@ try
 }
 catch (qz::ScopeDataError const& error)
 {
-    std::fprintf(stderr, "event_reader: %s%s\n", error.what(), error.mayBeShort() ? " (the input ends too soon?)" : "");
+    std::fprintf(stderr, "event_reader: %s%s\n", error.what(),
+                 error.mayBeShort() ? " (the input ends too soon?)" : "");
     return 1;
 }
 catch (std::exception const& exception)

@@ -21,7 +21,8 @@ void listTargets(qz::Adapter& aAdapter)
     }
     for (qz::Wwn const& target : targets)
     {
-        std::printf("  target %s, %zu LUNs\n", target.text().c_str(), aAdapter.reportLuns(target).luns().size());
+        std::printf("  target %s, %zu LUNs\n", target.text().c_str(),
+                    aAdapter.reportLuns(target).luns().size());
     }
 }
 

@@ -84,8 +84,8 @@ public:
     /// @return number of boards; they are numbered from 0
     unsigned int numberOfBoards() { return mLibrary.layer().LIBVQM_GetNumberOfAdapters(); }
 
-    /// @return whether the driver offers Quazor events
-    bool offersQuazorEvents() { return mLibrary.layer().LIBVQM_IsQzapiSupported(); }
+    /// @return whether the driver supports Quazor events
+    bool supportsQuazorEvents() { return mLibrary.layer().LIBVQM_IsQzapiSupported(); }
 
     /// Reads the names of a board.
     /// @param aBoard the board's number

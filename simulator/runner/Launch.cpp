@@ -23,6 +23,9 @@ namespace
 {
 constexpr char const* libraryName = "libqzsim.so";
 constexpr char const* preloadVariable = "LD_PRELOAD";
+constexpr char const* sanitizerVariable = "ASAN_OPTIONS";
+// The address sanitizer refuses to start a program in which another library is loaded before its own.
+constexpr char const* sanitizerOption = "verify_asan_link_order=0";
 
 // The dynamic linker splits LD_PRELOAD at spaces and colons and expands names after a dollar sign. The common library
 // splits the lines of its configuration at white space.
@@ -35,6 +38,13 @@ constexpr std::size_t longestLibraryPath = 255;
 constexpr int shellStatusOfSignals = 128;
 
 void setVariable(char const* aName, std::string const& aValue) { ::setenv(aName, aValue.c_str(), 1); }
+
+/// Puts an element before those that the variable has.
+void putFirst(char const* aName, std::string const& aElement)
+{
+    char const* const present = environment(aName);
+    setVariable(aName, present == nullptr ? aElement : aElement + ':' + present);
+}
 
 [[noreturn]] void refuseLibrary(std::string const& aLibrary, std::string const& aReason)
 {
@@ -123,8 +133,8 @@ void injectLibrary(fs::path const& aLibrary, fs::path const& aScenario, std::str
     std::string const library = fs::absolute(aLibrary);
     checkPath(library);
     checkKind(library);
-    char const* const present = environment(preloadVariable);
-    setVariable(preloadVariable, present == nullptr ? library : library + ':' + present);
+    putFirst(preloadVariable, library);
+    putFirst(sanitizerVariable, sanitizerOption);
     setVariable(scenarioVariable, fs::absolute(aScenario));
     setVariable(strikesVariable, aStrikes);
 }

@@ -553,7 +553,7 @@ TEST(VqmLibrary, ThrowsForEveryOperationAfterAMissingFunction)
             std::size_t const callsBefore = aVqm.calls().size();
             EXPECT_EQ(outcomeOf([&] { owners.mLibrary->layer(); }), libraryFreed);
             EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->numberOfBoards(); }), libraryFreed);
-            EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->offersQuazorEvents(); }), libraryFreed);
+            EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->supportsQuazorEvents(); }), libraryFreed);
             EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->names(0); }), libraryFreed);
             EXPECT_EQ(outcomeOf([&] { VqmEnvironment(*owners.mLibrary); }), libraryFreed);
             EXPECT_EQ(outcomeOf([&] { registerQuazor(*owners.mLibrary, names.mSecond); }), libraryFreed);
@@ -621,7 +621,7 @@ TEST(VqmEnvironment, TellsWhatTheVendorLibraryAnswers)
             VqmLibrary library;
             VqmEnvironment environment(library);
             EXPECT_EQ(environment.numberOfBoards(), 3u);
-            EXPECT_TRUE(environment.offersQuazorEvents());
+            EXPECT_TRUE(environment.supportsQuazorEvents());
             BoardNames const names = environment.names(2);
             EXPECT_STREQ(names.mFirst->getStringForm().get(), "20:00:00:00:c9:00:00:01");
             EXPECT_STREQ(names.mSecond->getStringForm().get(), "10:00:00:00:c9:00:00:01");

@@ -138,6 +138,14 @@ TEST(Qzsim, PreloadsOnlyItsLibraryWhenThereIsNoOther)
               "LD_PRELOAD=" QZSIM_LIBRARY "\n");
 }
 
+TEST(Qzsim, LetsTheAddressSanitizerStartBehindAPreloadedLibrary)
+{
+    EXPECT_EQ(
+        runQzsimOnTwoAdapters({hbaProbe, "variable=ASAN_OPTIONS"}, {{"ASAN_OPTIONS", "abort_on_error=1"}})
+            .mOutput,
+        "ASAN_OPTIONS=verify_asan_link_order=0:abort_on_error=1\n");
+}
+
 TEST(Qzsim, PassesTheAbsolutePathOfTheScenario)
 {
     std::string const relative = fs::relative(shipped("two-adapters.toml"));
