@@ -26,7 +26,7 @@ HBA_STATUS keep(char const* aFunction, HBA_STATUS aStatus)
     return aStatus;
 }
 
-/// Forwards a call of the HBA API and keeps its status.
+/// Forwards a call of the HBA API and stores its status.
 template <typename Function, typename... Arguments>
 HBA_STATUS forward(char const* aName, Arguments... aArguments)
 {
@@ -34,7 +34,7 @@ HBA_STATUS forward(char const* aName, Arguments... aArguments)
     return keep(aName, next == nullptr ? HBA_STATUS_ERROR_UNAVAILABLE : next(aArguments...));
 }
 
-/// The SCSI status of a call, which the library writes only if the command came that far.
+/// The SCSI status of a call, which the library writes only if the target answered.
 class ScsiStatus
 {
 public:
@@ -43,7 +43,7 @@ public:
     /// Where the library writes.
     HBA_UINT8* place() { return &mWritten; }
 
-    /// Hands the status to the caller of the HBA API.
+    /// Copies the status to the caller of the HBA API.
     /// @return the status; none when the library wrote none
     std::optional<HBA_UINT8> handOver() const
     {
@@ -62,7 +62,7 @@ private:
     HBA_UINT8 mWritten = reserved;
 };
 
-/// Keeps what a SCSI command came back with.
+/// Stores the answer of a SCSI command.
 void keepScsi(std::optional<HBA_UINT8> aScsiStatus, void const* aSense, std::size_t aSenseSize)
 {
     constexpr HBA_UINT8 checkCondition = 0x02;

@@ -11,7 +11,7 @@
 
 namespace qz
 {
-/// What is known about an event besides its payload.
+/// The properties of an event except its payload.
 /// @ingroup agentkit
 struct EventHead
 {
@@ -21,7 +21,7 @@ struct EventHead
     unsigned int mSubcategory;                    ///< the event's subcategory
 };
 
-/// An event as it leaves the queue.
+/// An event from the queue.
 /// @ingroup agentkit
 struct Event
 {
@@ -31,22 +31,22 @@ struct Event
 
 /// A bounded queue of events: any number of threads push, one pops.
 ///
-/// A vendor library calls back on threads of its own, which must neither throw nor wait. All memory is allocated when
-/// the queue is made, so a push copies the payload and does nothing else. An event for which there is no room is
-/// dropped and counted. Events of one thread keep their order.
+/// The vendor library calls back on its own threads. A callback must neither throw nor wait. All memory is allocated
+/// when the queue is made, so a push only copies the payload. An event for which there is no room is dropped and
+/// counted. Events of one thread keep their order.
 /// Thread-safety: push() and the counts from any thread, pop() and descriptor() from one.
 /// @ingroup agentkit
 class EventQueue
 {
 public:
-    /// @param aMaxEvents how many events can wait, at least 1
-    /// @param aMaxBytes  how many bytes of payload can wait in total, at least 1
-    /// @param aLimit     how many events the queue accepts in its life; later ones are ignored and not counted
-    /// @throws std::system_error when the system has no file descriptor left; std::bad_alloc
+    /// @param aMaxEvents largest number of events in the queue, at least 1
+    /// @param aMaxBytes  largest total payload of these events in bytes, at least 1
+    /// @param aLimit     number of events after which the queue ignores further events and does not count them
+    /// @throws std::system_error when no file descriptor is available; std::bad_alloc
     EventQueue(std::size_t aMaxEvents, std::size_t aMaxBytes,
                std::uint64_t aLimit = std::numeric_limits<std::uint64_t>::max());
 
-    /// Frees the queue. No thread may push any more.
+    /// Frees the queue. No thread may call push() during or after this.
     ~EventQueue();
 
     EventQueue(EventQueue const&) = delete;
@@ -68,10 +68,10 @@ public:
     ///         queue empty. Only pop() reads it
     int descriptor() const noexcept;
 
-    /// @return how many events were pushed, including dropped ones
+    /// @return number of events that were pushed, including dropped ones
     std::uint64_t received() const noexcept;
 
-    /// @return how many events were dropped for lack of room
+    /// @return number of events that were dropped because the queue was full
     std::uint64_t dropped() const noexcept;
 
 private:

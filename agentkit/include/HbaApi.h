@@ -1,5 +1,5 @@
 /// @file
-/// Owners of what QZCHbaapiAbs loads, opens and hands out.
+/// Owners of what QZCHbaapiAbs loads, opens and allocates.
 #pragma once
 
 #include <array>
@@ -28,19 +28,19 @@ struct BlockRelease
     void operator()(void* aBlock) const noexcept { std::free(aBlock); }
 };
 
-/// The loaded HBA API library, freed when this object goes.
+/// Loads the common library of the HBA API, and frees it in the destructor.
 ///
-/// The common library refuses a second load while it is loaded, so a program has one such object at a time.
-/// Thread-safety: as the HBA API library.
+/// The common library refuses a second load while it is loaded, so only one such object may exist at a time.
+/// Thread-safety: that of the common library.
 /// @ingroup agentkit
 class HbaApi
 {
 public:
-    /// Loads the HBA API library.
+    /// Loads the common library.
     /// @throws QZCExitConditionEx "Can't load HBAAPI library!", code 19
     HbaApi();
 
-    /// Frees the HBA API library.
+    /// Frees the common library.
     ~HbaApi();
 
     HbaApi(HbaApi const&) = delete;
@@ -49,11 +49,11 @@ public:
     /// @return the layer, for calls that this class does not have
     QZCHbaapiAbs& layer() { return mLayer; }
 
-    /// @return how many adapters there are
+    /// @return number of adapters
     unsigned int numberOfAdapters() { return mLayer.HA_GetNumberOfAdapters(); }
 
-    /// Reads one name, so that an adapter that fails does not hide the others: HA_GetAdapterNames() ends at the first
-    /// failure.
+    /// Reads one name. HA_GetAdapterNames() ends at the first failure; this function lets the caller skip a failing
+    /// adapter.
     /// @param aIndex the adapter's index, from 0
     /// @return its name, for Adapter
     /// @throws QZCExitConditionEx "HBA_GetAdapterName method failed", code 19
@@ -63,10 +63,10 @@ private:
     QZCHbaapiAbs mLayer;
 };
 
-/// The FCP target mappings of an adapter, in a block of their own.
+/// The FCP target mappings of an adapter, with the block that contains them.
 ///
-/// A block is never handed to the HBA API twice: its entry count, overwritten by the first answer, would be taken for
-/// the block's capacity by the second call, and 0 would end the process.
+/// Each query uses a new block. The first answer overwrites the entry count of the block, and a second query would read
+/// that count as the capacity. A capacity of 0 ends the process.
 /// @ingroup agentkit
 class TargetMappings
 {
@@ -106,8 +106,8 @@ public:
     /// @return the whole answer: a header of 8 bytes, which begins with the list's length, and the list
     Bytes bytes() const { return {static_cast<unsigned char const*>(mBlock.get()), mSize}; }
 
-    /// Copies the list. A length that the block does not hold ends with the block.
-    /// @return the LUNs as SCSI writes them, 8 bytes each
+    /// Copies the list. A list that is longer than the block is truncated.
+    /// @return the LUNs in the encoding of SCSI, 8 bytes each
     std::vector<std::array<unsigned char, 8>> luns() const;
 
 private:
@@ -115,15 +115,15 @@ private:
     std::size_t mSize;
 };
 
-/// An open adapter, closed when this object goes.
-/// Thread-safety: as the HBA API library.
+/// Opens an adapter, and closes it in the destructor.
+/// Thread-safety: that of the common library.
 /// @ingroup agentkit
 class Adapter
 {
 public:
     /// Opens an adapter.
-    /// @param aApi  outlives this object
-    /// @param aName the adapter's name, from HbaApi::adapterName(); a copy, since the standard lets the call write to it
+    /// @param aApi  must outlive this object
+    /// @param aName the adapter's name, from HbaApi::adapterName(); copied, because the call may modify it
     /// @throws QZCHbaapiEx "HBA_OpenAdapter method failed", code 802
     Adapter(HbaApi& aApi, std::string aName);
 
@@ -136,33 +136,33 @@ public:
     /// @return the handle, for calls that this class does not have
     HBA_HANDLE handle() const { return mHandle; }
 
-    /// Makes the HBA API library read the adapter's information again.
+    /// Makes the common library read the adapter's information again.
     void refresh() { mLayer.HA_RefreshAdapter(mHandle); }
 
     /// @return the adapter's attributes
     /// @throws as QZCHbaapiAbs::HA_GetAdapterAttributes()
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> attributes();
 
-    /// Reads one port, so that a port that fails does not hide the others: HA_GetAdapterPorts() ends at the first
-    /// failure.
+    /// Reads one port. HA_GetAdapterPorts() ends at the first failure; this function lets the caller skip a failing
+    /// port.
     /// @param aIndex the port's index, below the attributes' NumberOfPorts
     /// @return the port's attributes
     /// @throws QZCHbaapiEx "HBA_GetAdapterPortAttributes method failed", code 802
     HBA_PORTATTRIBUTES port(unsigned int aIndex);
 
-    /// Reads the target mappings. While the adapter is busy this waits up to five seconds.
-    /// @return the mappings, of which there may be none
+    /// Reads the target mappings. Waits up to five seconds while the adapter is busy.
+    /// @return the mappings, possibly none
     /// @throws as QZCHbaapiAbs::HA_GetTargetMappings()
     TargetMappings targetMappings();
 
-    /// Reads the target mappings, and waits for a busy adapter until a deadline only. An adapter that keeps asking for
-    /// a block that is no larger is not queried further.
-    /// @param aDeadline when to give up; the first query is made in any case
-    /// @return the mappings, of which there may be none
+    /// Reads the target mappings. Waits for a busy adapter until the deadline. An adapter that answers MORE_DATA with a
+    /// number that is not larger than the block is not queried further.
+    /// @param aDeadline end of the wait; the first query is always made
+    /// @return the mappings, possibly none
     /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802; QZCNoMemoryEx "Out of Memory", code 2
     TargetMappings targetMappings(std::chrono::steady_clock::time_point aDeadline);
 
-    /// Asks a remote port for its LUNs, with room for as many as the layer accepts.
+    /// Sends REPORT LUNS to a remote port, with room for the longest list that the layer accepts.
     /// @param aPort the remote port
     /// @return the answer
     /// @throws as QZCHbaapiAbs::HA_SendReportLUNs(); QZCNoMemoryEx "Out of Memory", code 2

@@ -1,5 +1,5 @@
 /// @file
-/// What the HBA API answered last.
+/// The last answer of the HBA API.
 #pragma once
 
 #include <array>
@@ -24,15 +24,15 @@ struct HbaCall
     std::size_t mSenseSize = 0;               ///< their number of bytes; 0 when there are none
 };
 
-/// Tells why the call behind an exception failed: the layer's exceptions have a text and a code, and the status goes to
-/// the log only. HbaApi::adapterName(), Adapter::port() and Adapter::targetMappings() with a deadline log nothing.
+/// Shows why a call failed. The exceptions of the layer have a text and a code, and the layer only logs the status.
+/// HbaApi::adapterName(), Adapter::port() and Adapter::targetMappings() with a deadline log nothing.
 ///
-/// Linking QZSensorAgent::HbaWitness puts functions before those of the common library that have the same names. They
-/// forward each call and keep its answer: the loading, freeing and opening calls, and the queries of names, attributes,
-/// statistics, FCP mappings and SCSI data. All other calls go to the common library directly. Without a common library
+/// Linking QZSensorAgent::HbaWitness adds functions that replace those of the common library with the same names. They
+/// forward each call and store its answer: the loading, freeing and opening calls, and the queries of names,
+/// attributes, statistics, FCP mappings and SCSI data. All other calls go to the common library directly. Without a common library
 /// the answer is HBA_STATUS_ERROR_UNAVAILABLE.
 /// Thread-safety: each thread sees its own calls.
-/// @return the calling thread's last call; valid as long as the thread, and changed by its next call
+/// @return the last call of the calling thread; valid until the thread ends, changed by its next call
 /// @ingroup agentkit
 HbaCall const& lastHbaCall() noexcept;
 }  // namespace qz

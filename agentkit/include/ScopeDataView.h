@@ -11,18 +11,18 @@
 
 namespace qz
 {
-/// Bytes that do not begin with a whole record of scope data. The text says what was expected, what was found, and at
-/// which byte; the code is 100.
+/// The bytes do not begin with a complete record of scope data. The text contains the byte position, the expected
+/// element and the element found. The code is 100.
 /// @ingroup agentkit
 class ScopeDataError : public QZCEncodingEx
 {
 public:
     /// @param aText       the text, which is copied
-    /// @param aPosition   where the refused element begins
+    /// @param aPosition   position of the refused element
     /// @param aMayBeShort whether more bytes may complete the record
     ScopeDataError(char const* aText, std::size_t aPosition, bool aMayBeShort) noexcept;
 
-    /// Frees nothing: all is inside the object.
+    /// Does nothing: the text is inside the object.
     ~ScopeDataError() noexcept override;
 
     /// Copies the text, the code and the position; throws nothing.
@@ -35,8 +35,8 @@ public:
     /// @return the position of the refused element in the bytes
     std::size_t position() const noexcept { return mPosition; }
 
-    /// @return whether the refused element is cut, so that more bytes may complete the record: a reader of a stream
-    ///         waits for more then
+    /// @return whether the refused element is truncated, so that more bytes may complete the record. A reader of a
+    ///         stream then waits for more
     bool mayBeShort() const noexcept { return mMayBeShort; }
 
 private:
@@ -46,20 +46,20 @@ private:
 
 /// The members of a record of scope data, read from its encoded form without copying it.
 ///
-/// The view refuses what QZCScopeData::decode() refuses, and names that are not 8 bytes long, of which decode() takes
-/// the first 8 bytes unchecked. docs/encoded-forms.md draws the form.
-/// Thread-safety: one view may be read by any number of threads.
+/// The view refuses what QZCScopeData::decode() refuses. It also refuses names that are not 8 bytes long, which
+/// decode() does not check. docs/encoded-forms.md draws the form.
+/// Thread-safety: any number of threads may read one view.
 /// @ingroup agentkit
 class ScopeDataView
 {
 public:
-    /// Reads the record that the bytes begin with. What follows it is not read.
+    /// Reads the record at the start of the bytes. Bytes after the record are not read.
     /// @param aBytes not owned; must stay valid as long as the view is used
     /// @param aSize  their number
     /// @throws ScopeDataError, code 100
     ScopeDataView(unsigned char const* aBytes, std::size_t aSize);
 
-    /// @return the size of the encoded record in bytes; the next record begins behind it
+    /// @return the size of the encoded record in bytes; the next record begins there
     std::size_t size() const { return mSize; }
 
     /// @return the event's category
@@ -68,7 +68,7 @@ public:
     /// @return the event's subcategory
     unsigned char subcategory() const { return mSubcategory; }
 
-    /// @return whether the record has names, which are two
+    /// @return whether the record has its two names
     bool hasNames() const { return mFirst.has_value(); }
 
     /// @return the first name; none in a record without names
@@ -77,7 +77,7 @@ public:
     /// @return the second name; none in a record without names
     std::optional<Wwn> const& second() const { return mSecond; }
 
-    /// @return the payload, within the bytes that the view was made of; none in a record without payload
+    /// @return the payload, within the bytes that were passed to the constructor; none in a record without payload
     std::optional<Bytes> const& payload() const { return mPayload; }
 
 private:

@@ -7,12 +7,12 @@
 
 namespace qz
 {
-/// Makes the record of one kind of event. The record takes its values from an encoded form only, so this encodes the
+/// Makes the record of one kind of event. A record can only be set from its encoded form, so this function encodes the
 /// pair and decodes it.
 /// @param aCategory    any category
 /// @param aSubcategory any subcategory
 /// @return a new record
-/// @throws QZCNoMemoryEx "Out of Memory", code 2; std::bad_alloc when there is no memory to encode the pair
+/// @throws QZCNoMemoryEx "Out of Memory", code 2; std::bad_alloc when memory to encode the pair is unavailable
 /// @ingroup agentkit
 QZCPointer<QZCScopeEvent> makeScopeEvent(unsigned char aCategory, unsigned char aSubcategory);
 }  // namespace qz

@@ -1,9 +1,9 @@
 /// @file
 /// Owners of what QZCLibvqmAbs loads, opens and registers.
 ///
-/// The layer's state belongs to the process, and a missing function frees the library at once. So each owner asks,
-/// before it calls the layer, whether what it acquired is still there: no order of failures and destructions calls an
-/// operation for which the layer would end the process.
+/// The state of the layer belongs to the process, and a missing function frees the library immediately. Before an owner
+/// calls the layer, it therefore checks that its library is still loaded. No order of failures and destructions then
+/// calls an operation that would end the process.
 #pragma once
 
 #include <ctime>
@@ -17,12 +17,11 @@
 
 namespace qz
 {
-/// The loaded vendor library. The first such object loads it and the last one frees it, unless a missing function has
-/// freed it before; the next object then loads it again.
+/// The loaded vendor library. The first object loads it and the last one frees it. If a missing function has freed it
+/// before, the next object loads it again.
 ///
-/// A library that the program loaded itself, through QZCLibvqmAbs, stays the program's: these objects use it and do not
-/// free it.
-/// Thread-safety: one thread at a time uses objects of this file.
+/// If the program has loaded the library itself through QZCLibvqmAbs, these objects use it and do not free it.
+/// Thread-safety: only one thread at a time may use the objects of this file.
 /// @ingroup agentkit
 class VqmLibrary
 {
@@ -41,7 +40,7 @@ public:
     bool isLoaded() const;
 
     /// @return the layer, for calls that these classes do not have
-    /// @throws QZCNotAllowedEx "LIBVQM is not loaded", code 9, when the library was freed: the layer would end the process
+    /// @throws QZCNotAllowedEx "LIBVQM is not loaded", code 9, when the library was freed
     QZCLibvqmAbs& layer();
 
 private:
@@ -57,32 +56,32 @@ struct BoardNames
     QZCPointer<QZCWorldWideName> mSecond;  ///< the port's name: the one to register for
 };
 
-/// The open diagnostic environment, of which there is one at a time.
+/// The open diagnostic environment. Only one can be open at a time.
 ///
-/// All calls except close() and the destructor throw QZCNotAllowedEx "LIBVQM is not loaded", code 9, after the library was
-/// freed.
+/// After the library was freed, all calls except close() and the destructor throw QZCNotAllowedEx "LIBVQM is not
+/// loaded", code 9.
 /// @ingroup agentkit
 class VqmEnvironment
 {
 public:
     /// Opens the environment.
-    /// @param aLibrary outlives this object
+    /// @param aLibrary must outlive this object
     /// @throws QZCNotAllowedEx "dlsym Failed" or "LIBVQM is not loaded", code 9; QZCNoMemoryEx "Out of Memory", code 2.
-    ///         The environment is closed again then, if the library can still be called
+    ///         If the library is still loaded, the environment is closed again
     explicit VqmEnvironment(VqmLibrary& aLibrary);
 
-    /// Closes the environment as close() does; a failure is ignored, since the layer has logged it.
+    /// Closes the environment as close() does. A failure is ignored, because the layer has logged it.
     ~VqmEnvironment();
 
     VqmEnvironment(VqmEnvironment const&) = delete;
     VqmEnvironment& operator=(VqmEnvironment const&) = delete;
 
-    /// Closes the environment, unless it is closed or the library was freed. For programs that report a failure to
-    /// close.
-    /// @throws QZCNotAllowedEx "dlsym Failed", code 9; the environment counts as closed then
+    /// Closes the environment, unless it is closed or the library was freed. Programs that report a failure
+    /// to close call this.
+    /// @throws QZCNotAllowedEx "dlsym Failed", code 9; the environment then counts as closed
     void close();
 
-    /// @return how many boards there are, numbered from 0
+    /// @return number of boards; they are numbered from 0
     unsigned int numberOfBoards() { return mLibrary.layer().LIBVQM_GetNumberOfAdapters(); }
 
     /// @return whether the driver supports Quazor events
@@ -104,9 +103,9 @@ private:
     bool mIsOpen = true;
 };
 
-/// A registration for events, which ends when this object goes.
+/// A registration for events, which the destructor ends.
 ///
-/// Whether a callback may still run after the end is the vendor library's to say.
+/// The vendor library defines whether a callback may still run after the end.
 /// @ingroup agentkit
 class VqmRegistration
 {
@@ -115,12 +114,12 @@ public:
     static constexpr unsigned int accepted = 0;
 
     /// Registers for Quazor events of one kind at one port.
-    /// @param aLibrary  outlives the registration
+    /// @param aLibrary  must outlive the registration
     /// @param aBoard    the board's number
-    /// @param aPort     the port's name, BoardNames::mSecond: events of other ports do not come
+    /// @param aPort     the port's name, BoardNames::mSecond; only its events arrive
     /// @param aEvent    the kind of event, from makeScopeEvent()
-    /// @param aContext  handed to the callback
-    /// @param aCallback called by the vendor library, on whatever thread it chooses; must not throw
+    /// @param aContext  passed to the callback
+    /// @param aCallback called by the vendor library on a thread of its choice; must not throw
     /// @return the registration, which the vendor library may have refused
     /// @throws QZCNotAllowedEx "dlsym Failed" or "LIBVQM is not loaded", code 9
     static VqmRegistration quazor(VqmLibrary& aLibrary, unsigned int aBoard,
@@ -128,23 +127,23 @@ public:
                                   QZCPointer<QZCScopeEvent> const& aEvent, void* aContext,
                                   QZQzapiCallback aCallback);
 
-    /// Registers for plain events. What the arguments mean is the vendor library's to say.
-    /// @param aLibrary  outlives the registration
+    /// Registers for plain events. The vendor library defines the arguments.
+    /// @param aLibrary  must outlive the registration
     /// @param aBoard    the board's number
-    /// @param aSecond   passed through; ends the registration as well
+    /// @param aSecond   passed through, also when the registration ends
     /// @param aThird    passed through
     /// @param aFourth   passed through
-    /// @param aCallback called by the vendor library, on whatever thread it chooses; must not throw
+    /// @param aCallback called by the vendor library on a thread of its choice; must not throw
     /// @return the registration, which the vendor library may have refused
     /// @throws QZCNotAllowedEx "dlsym Failed" or "LIBVQM is not loaded", code 9
     static VqmRegistration plain(VqmLibrary& aLibrary, unsigned int aBoard, unsigned int aSecond,
                                  void* aThird, unsigned int aFourth, QZVqmCallback aCallback);
 
     /// Takes over a registration.
-    /// @param aOther left without one
+    /// @param aOther has no registration afterwards
     VqmRegistration(VqmRegistration&& aOther) noexcept;
 
-    /// Ends the registration as end() does; a failure is ignored, since the layer has logged it.
+    /// Ends the registration as end() does. A failure is ignored, because the layer has logged it.
     ~VqmRegistration();
 
     VqmRegistration(VqmRegistration const&) = delete;
@@ -156,10 +155,10 @@ public:
     /// @return whether the registration is active
     bool isActive() const { return mIsActive && mLibrary->isLoaded(); }
 
-    /// Ends the registration, unless it has ended or the library was freed. For programs that report a failure to end
-    /// it.
-    /// @return the vendor library's answer; `accepted` when there was nothing to end
-    /// @throws QZCNotAllowedEx "dlsym Failed", code 9; the registration counts as ended then
+    /// Ends the registration, unless it has ended or the library was freed. Programs that report a failure to
+    /// end it call this.
+    /// @return the vendor library's answer; `accepted` when no registration was active
+    /// @throws QZCNotAllowedEx "dlsym Failed", code 9; the registration then counts as ended
     unsigned int end();
 
 private:

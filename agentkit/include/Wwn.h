@@ -20,9 +20,9 @@ namespace qz
 /// The 8 bytes of a Fibre Channel World Wide Name, most significant first: cheap to copy, ordered, and hashable
 /// with std::hash.
 ///
-/// QZCWorldWideName is the record that streams and the vendor library's calls take. Its text form is scanned
-/// loosely; parse() is strict.
-/// Thread-safety: as any value.
+/// Streams and the layer over the vendor library use the record QZCWorldWideName instead. That record also accepts
+/// malformed pairs of digits; parse() does not.
+/// Thread-safety: only one thread may modify an object at a time.
 /// @ingroup agentkit
 class Wwn
 {
@@ -42,14 +42,14 @@ public:
     /// @param aName a record that was given a value
     explicit Wwn(QZCWorldWideName const& aName);
 
-    /// Copies a name out of other data.
+    /// Copies a name from other data.
     /// @param aBytes at least 8 bytes, most significant first
-    /// @return the name of the first 8
+    /// @return the name in the first 8 bytes
     static Wwn ofBytes(unsigned char const* aBytes) noexcept;
 
     /// Parses eight pairs of hexadecimal digits, in either letter case, with ":" between them.
     /// @param aText the text
-    /// @return the name; none when the text is anything else
+    /// @return the name; none for any other text
     static std::optional<Wwn> parse(std::string_view aText) noexcept;
 
     /// @return the bytes, most significant first

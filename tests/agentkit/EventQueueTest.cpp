@@ -129,7 +129,7 @@ TEST(EventQueue, IgnoresEventsBeyondItsLimit)
     EXPECT_THAT(payloadsOf(queue), ElementsAre("a", "b"));
 }
 
-TEST(EventQueue, IsReadableFromTheFirstEventOn)
+TEST(EventQueue, FirstEventMakesTheQueueReadable)
 {
     EventQueue queue(10, 100);
     EXPECT_FALSE(canBeRead(queue));
@@ -137,7 +137,7 @@ TEST(EventQueue, IsReadableFromTheFirstEventOn)
     EXPECT_TRUE(canBeRead(queue)) << "a reader that polls before its first pop waits for good";
 }
 
-TEST(EventQueue, IsReadableAgainFromTheNextEventAfterItWasFoundEmpty)
+TEST(EventQueue, NextEventMakesAnEmptiedQueueReadableAgain)
 {
     EventQueue queue(10, 100);
     for (int round = 0; round < 3; ++round)
@@ -166,7 +166,7 @@ TEST(EventQueue, StaysReadableUntilItIsFoundEmpty)
     EXPECT_FALSE(canBeRead(queue));
 }
 
-TEST(EventQueue, IsNotReadableForAnEventThatWasDropped)
+TEST(EventQueue, DroppedEventDoesNotMakeTheQueueReadable)
 {
     EventQueue queue(10, 1);
     push(queue, "too long");
@@ -222,7 +222,7 @@ TEST(EventQueue, ReusesTheMemoryOfTheEventThatItFills)
     EXPECT_EQ(std::string(event.mPayload.begin(), event.mPayload.end()), "short");
 }
 
-TEST(EventQueue, IsNotMadeWithoutMemoryAndLeavesNothing)
+TEST(EventQueue, ConstructionWithoutMemoryThrowsAndLeavesNothing)
 {
     long const before = liveBlocks();
     unsigned int const allocations = allocationsOf([] { EventQueue(2, 100); });

@@ -288,7 +288,7 @@ TEST_P(HbaApiMappings, MayBeNone)
     EXPECT_EQ(mappings.begin(), mappings.end());
 }
 
-TEST_P(HbaApiMappings, AreReadAgainAfterThereWereNone)
+TEST_P(HbaApiMappings, QueryAfterAnEmptyAnswerReadsTheNewMappings)
 {
     answerMappings(HBA_STATUS_OK, 0);
     answerMappings(HBA_STATUS_OK, 3);
@@ -297,7 +297,7 @@ TEST_P(HbaApiMappings, AreReadAgainAfterThereWereNone)
     EXPECT_EQ(timesOf("HBA_GetFcpTargetMapping(1, 256)"), 2) << "each query has a block of its own";
 }
 
-TEST_P(HbaApiMappings, AreReadIntoALargerBlockWhenThereAreMore)
+TEST_P(HbaApiMappings, MoreMappingsAreReadIntoALargerBlock)
 {
     answerMappings(HBA_STATUS_ERROR_MORE_DATA, 300);
     answerMappings(HBA_STATUS_OK, 300);
@@ -312,7 +312,7 @@ TEST_P(HbaApiMappings, EndWithTheLayersExceptionWhenTheQueryFails)
     EXPECT_EQ(outcomeOf([&] { read(); }), mappingFailed);
 }
 
-TEST_P(HbaApiMappings, AreMovedWithTheirBlock)
+TEST_P(HbaApiMappings, MovedMappingsKeepTheirEntries)
 {
     answerMappings(HBA_STATUS_OK, 2);
     TargetMappings mappings = read();
@@ -350,7 +350,7 @@ TEST_F(HbaApiDeadline, EndsTheWaitingForABusyAdapter)
     EXPECT_THAT(made, AllOf(Ge(2u), testing::Le(4u))) << "queries at 0, 100, 200 and 250 ms";
 }
 
-TEST_F(HbaApiDeadline, IsNotWaitedForOnceTheAdapterAnswers)
+TEST_F(HbaApiDeadline, AnswerEndsTheWaitBeforeTheDeadline)
 {
     answerBusy(1);
     answerMappings(HBA_STATUS_OK, 1);
@@ -359,7 +359,7 @@ TEST_F(HbaApiDeadline, IsNotWaitedForOnceTheAdapterAnswers)
     EXPECT_LT(steady_clock::now() - start, std::chrono::minutes(1));
 }
 
-TEST_F(HbaApiDeadline, DoesNotLetAnAdapterAskForABlockThatIsNoLarger)
+TEST_F(HbaApiDeadline, RequestForABlockThatIsNoLargerFails)
 {
     for (HBA_UINT32 const count : {0u, 1u, 255u, 256u})
     {
@@ -375,7 +375,7 @@ TEST_F(HbaApiDeadline, GivesAsManyMappingsAsTheBlockHolds)
     EXPECT_EQ(mAdapter.targetMappings(steady_clock::now()).size(), 256u);
 }
 
-TEST_F(HbaApiDeadline, DoesNotHideThatThereIsNoMemory)
+TEST_F(HbaApiDeadline, MissingMemoryIsReported)
 {
     if (!MallocFailure::isPossible())
     {
@@ -396,7 +396,7 @@ protected:
     Adapter mAdapter{mApi, "qz-0"};
 };
 
-TEST_F(HbaApiLuns, AreAskedForInAZeroedBlockWithRoomForTheLongestList)
+TEST_F(HbaApiLuns, RequestHasAZeroedBlockWithRoomForTheLongestList)
 {
     mHbaapi.mReportLuns.push_back(
         {HBA_STATUS_OK, [](FakeHbaapi::ReportLunsBlocks& aBlocks)
@@ -407,7 +407,7 @@ TEST_F(HbaApiLuns, AreAskedForInAZeroedBlockWithRoomForTheLongestList)
     EXPECT_EQ(timesOf("HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)"), 1);
 }
 
-TEST_F(HbaApiLuns, AreGivenAsScsiWritesThem)
+TEST_F(HbaApiLuns, LunsKeepTheBytesOfTheResponse)
 {
     answerLuns(HBA_STATUS_OK,
                {0, 0, 0, 16, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0x40, 0xff, 0, 0, 0, 0, 0, 9});
@@ -421,7 +421,7 @@ TEST_F(HbaApiLuns, FillTheWholeBlock)
     EXPECT_EQ(mAdapter.reportLuns(remotePort).luns().size(), 512u);
 }
 
-TEST_F(HbaApiLuns, AreNotReadWhenTheListIsLongerThanTheLayerAccepts)
+TEST_F(HbaApiLuns, ListLongerThanTheLayerAcceptsIsRefused)
 {
     answerLuns(HBA_STATUS_OK, {0, 0, 0x10, 1});
     EXPECT_EQ(outcomeOf([&] { mAdapter.reportLuns(remotePort); }), lunsFailed);
@@ -467,7 +467,7 @@ std::size_t lunsOf(unsigned int aLength, std::size_t aHeld)
     return reportOf(bytes).luns().size();
 }
 
-TEST(LunReport, HasNoLunsInABlockThatIsShorterThanItsHeader)
+TEST(LunReport, BlockShorterThanItsHeaderHasNoLuns)
 {
     for (std::size_t size = 0; size < 8; ++size)
     {
@@ -475,7 +475,7 @@ TEST(LunReport, HasNoLunsInABlockThatIsShorterThanItsHeader)
     }
 }
 
-TEST(LunReport, HasTheLunsThatItsBlockHolds)
+TEST(LunReport, LengthBeyondTheBlockIsLimitedToTheBlock)
 {
     EXPECT_EQ(lunsOf(24, 16), 2u);
     EXPECT_EQ(lunsOf(0xffffffff, 8), 1u);

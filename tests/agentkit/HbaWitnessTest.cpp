@@ -157,7 +157,7 @@ protected:
     HbaWitness() { commonLibrary() = CommonLibrary(); }
 };
 
-TEST_F(HbaWitness, HasSeenNoCallOnANewThread)
+TEST_F(HbaWitness, NewThreadHasNoLastCall)
 {
     std::thread(
         []
@@ -248,7 +248,7 @@ TEST_F(HbaWitness, KeepsTheScsiStatusAndHandsItOver)
     }
 }
 
-TEST_F(HbaWitness, HasNoScsiStatusWhenTheLibraryWroteNone)
+TEST_F(HbaWitness, CallWithoutAWrittenScsiStatusHasNone)
 {
     for (auto const& scsiCall : callsWithStatus)
     {

@@ -138,7 +138,7 @@ void expectTheRecordsVerdict(Bytes const& aBytes)
     EXPECT_EQ(ScopeDataView(aBytes.data(), aBytes.size()).size(), decoding.mSize);
 }
 
-TEST(ScopeDataView, HasTheMembersOfEveryShape)
+TEST(ScopeDataView, EveryShapeOfARecordShowsItsMembers)
 {
     for (Sample const& sample : samples)
     {
@@ -301,7 +301,7 @@ TEST(ScopeDataView, SaysWhatItRefusesAndWhere)
     }
 }
 
-TEST(ScopeDataView, IsNeverShortWhenItHasAsManyBytesAsTheStreamCounts)
+TEST(ScopeDataView, InputAsLongAsTheStreamCanCountIsNeverShort)
 {
     // A body of 4 GiB less one byte is longer than what the stream sees behind the head. It is not read.
     Bytes const endless = {3, 7, 0xf4, 1, 0x5a, 0xff, 0xff, 0xff, 0xff};
@@ -314,7 +314,7 @@ TEST(ScopeDataView, IsNeverShortWhenItHasAsManyBytesAsTheStreamCounts)
     EXPECT_TRUE(readingOf(endless).mMayBeShort);
 }
 
-TEST(ScopeDataView, IsRefusedWithAnExceptionOfTheStream)
+TEST(ScopeDataView, RefusalThrowsAnExceptionOfTheStream)
 {
     Bytes const bytes = {0x60};
     EXPECT_THROW(ScopeDataView(bytes.data(), bytes.size()), QZCEncodingEx);

@@ -20,7 +20,7 @@ TEST(ScopeEvents, HaveAnyPairOfNumbers)
     }
 }
 
-TEST(ScopeEvents, AreNewRecordsEachTime)
+TEST(ScopeEvents, EachCallMakesANewRecord)
 {
     QZCPointer<QZCScopeEvent> const first = qz::makeScopeEvent(1, 2);
     QZCPointer<QZCScopeEvent> const second = qz::makeScopeEvent(1, 2);

@@ -52,7 +52,7 @@ constexpr char plainEnd[] = "unRegisterForEvent(0, 5)";
 /// What opening the environment calls in a process that has not opened it before.
 Calls const opening = {initialising, "VQM_GetLibVer()", "VQM_GetDrvInfo(0)"};
 
-std::vector<std::string> const vendorFunctions = {
+std::vector<std::string> const vqmFunctions = {
     "VQM_InitDiagEnv",           "VQM_GetLibVer",           "VQM_GetDrvInfo",
     "VQM_GetLinkInfo",           "VQM_QZ_RegisterForEvent", "RegisterForEvent",
     "VQM_QZ_unRegisterForEvent", "unRegisterForEvent",      "VQM_FreeDiagEnv"};
@@ -67,10 +67,10 @@ void ignoreQuazorEvent(unsigned int, HBA_wwn, unsigned int, unsigned int, void*,
 void ignorePlainEvent(unsigned int, ...) {}
 
 /// A vendor library that keeps its calls, without the lookups.
-class Vendor
+class LoggedVqm
 {
 public:
-    Vendor()
+    LoggedVqm()
     {
         mVqm.mRegistrationId = 42;
         mVqm.mOnCall = [this](char const* aCall)
@@ -178,14 +178,14 @@ bool isLoggedAsAssertion(LogLine const& aLine) { return aLine.mTag == "-H-"; }
 
 /// Runs the body in a process of its own, and fails the test when an assertion fails in it.
 template <typename Body>
-void inVendorProcess(Body const& aBody)
+void inVqmProcess(Body const& aBody)
 {
     inFreshProcess(
         [&]
         {
             LogCapture const log;
-            Vendor vendor;
-            aBody(vendor);
+            LoggedVqm vqm;
+            aBody(vqm);
             EXPECT_FALSE(std::any_of(log.lines().begin(), log.lines().end(), isLoggedAsAssertion));
             EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << "the library is left loaded";
         });
@@ -243,9 +243,9 @@ std::vector<Circumstance> const circumstances = {
      }},
 };
 
-TEST(VqmLibrary, IsReleasedFromEveryStepWhateverFunctionItLacks)
+TEST(VqmLibrary, EachMissingFunctionStillLetsEveryStepRelease)
 {
-    std::vector<std::string> missing = vendorFunctions;
+    std::vector<std::string> missing = vqmFunctions;
     missing.emplace_back("");
     for (Circumstance const& circumstance : circumstances)
     {
@@ -254,12 +254,12 @@ TEST(VqmLibrary, IsReleasedFromEveryStepWhateverFunctionItLacks)
             for (std::string const& function : missing)
             {
                 SCOPED_TRACE(std::to_string(steps) + " steps " + circumstance.mName + " without " + function);
-                inVendorProcess(
-                    [&](Vendor& aVendor)
+                inVqmProcess(
+                    [&](LoggedVqm& aVqm)
                     {
-                        aVendor.mVqm.mMissing = function;
+                        aVqm.mVqm.mMissing = function;
                         outcomeOf([&] { circumstance.mTakeSteps(steps); });
-                        EXPECT_THAT(aVendor.calls(), ElementsAreArray(callsWithout(function, steps)));
+                        EXPECT_THAT(aVqm.calls(), ElementsAreArray(callsWithout(function, steps)));
                     });
             }
         }
@@ -268,21 +268,21 @@ TEST(VqmLibrary, IsReleasedFromEveryStepWhateverFunctionItLacks)
 
 TEST(VqmLibrary, GivesTheAgentTheFirstFailure)
 {
-    for (std::string const& function : vendorFunctions)
+    for (std::string const& function : vqmFunctions)
     {
         bool const isOfTheEnd =
             function == "VQM_FreeDiagEnv" || function.find("unRegister") != std::string::npos;
-        inVendorProcess(
-            [&](Vendor& aVendor)
+        inVqmProcess(
+            [&](LoggedVqm& aVqm)
             {
-                aVendor.mVqm.mMissing = function;
+                aVqm.mVqm.mMissing = function;
                 EXPECT_EQ(outcomeOf([] { takeSteps(allSteps); }), isOfTheEnd ? done : functionMissing)
                     << function;
             });
     }
 }
 
-TEST(VqmLibrary, IsReleasedFromEveryStepWhateverAnswerIsARefusal)
+TEST(VqmLibrary, EachRefusedCallStillLetsEveryStepRelease)
 {
     struct Refusal
     {
@@ -314,41 +314,41 @@ TEST(VqmLibrary, IsReleasedFromEveryStepWhateverAnswerIsARefusal)
                                                                aCall) != refusal.mNotMade.end();
                                           }),
                            expected.end());
-            inVendorProcess(
-                [&](Vendor& aVendor)
+            inVqmProcess(
+                [&](LoggedVqm& aVqm)
                 {
-                    auto const keep = std::move(aVendor.mVqm.mOnCall);
-                    aVendor.mVqm.mOnCall = [&](char const* aCall)
+                    auto const keep = std::move(aVqm.mVqm.mOnCall);
+                    aVqm.mVqm.mOnCall = [&](char const* aCall)
                     {
                         keep(aCall);
-                        refusal.mAnswer(aVendor.mVqm, refusal.mCall == aCall ? 1 : 0);
+                        refusal.mAnswer(aVqm.mVqm, refusal.mCall == aCall ? 1 : 0);
                     };
                     outcomeOf([&] { takeSteps(steps); });
-                    EXPECT_THAT(aVendor.calls(), ElementsAreArray(expected));
+                    EXPECT_THAT(aVqm.calls(), ElementsAreArray(expected));
                 });
         }
     }
 }
 
-TEST(VqmLibrary, IsNotFreedWhenItDidNotLoad)
+TEST(VqmLibrary, FailedLoadIsNotFreed)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
-            aVendor.mVqm.mHandle = 0;
+            aVqm.mVqm.mHandle = 0;
             EXPECT_EQ(outcomeOf([] { takeSteps(allSteps); }), loadFailed);
-            EXPECT_THAT(aVendor.calls(), ElementsAre(loading));
+            EXPECT_THAT(aVqm.calls(), ElementsAre(loading));
         });
 }
 
-TEST(VqmLibrary, IsReleasedWithoutBoards)
+TEST(VqmLibrary, LibraryWithoutBoardsIsReleased)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
-            aVendor.mVqm.mNumAdapters = 0;
+            aVqm.mVqm.mNumAdapters = 0;
             EXPECT_EQ(outcomeOf([] { takeSteps(2); }), agentFailed);
-            EXPECT_THAT(aVendor.calls(), ElementsAre(loading, initialising, closing, freeing));
+            EXPECT_THAT(aVqm.calls(), ElementsAre(loading, initialising, closing, freeing));
         });
 }
 
@@ -376,8 +376,8 @@ private:
 unsigned int takeStepsWithoutMemory(unsigned int aFirst, unsigned int aLast)
 {
     SharedNumber allocations;
-    inVendorProcess(
-        [&](Vendor& aVendor)
+    inVqmProcess(
+        [&](LoggedVqm& aVqm)
         {
             // A handle gives its object up when it has no memory for the count.
             DeliberateLeak const leak;
@@ -396,18 +396,17 @@ unsigned int takeStepsWithoutMemory(unsigned int aFirst, unsigned int aLast)
                 *allocations = failure.allocations();
             }
             EXPECT_EQ(isOutOfMemory, aFirst != 0);
-            EXPECT_EQ(aVendor.timesOf("dlopen"), 1);
-            EXPECT_EQ(aVendor.timesOf("dlclose"), 1);
-            EXPECT_EQ(aVendor.timesOf("VQM_FreeDiagEnv"), aVendor.timesOf("VQM_InitDiagEnv"));
-            EXPECT_EQ(aVendor.timesOf("VQM_QZ_unRegisterForEvent"),
-                      aVendor.timesOf("VQM_QZ_RegisterForEvent"));
-            EXPECT_EQ(aVendor.timesOf("unRegisterForEvent"), aVendor.timesOf("RegisterForEvent"));
-            EXPECT_EQ(aVendor.calls().back(), freeing);
+            EXPECT_EQ(aVqm.timesOf("dlopen"), 1);
+            EXPECT_EQ(aVqm.timesOf("dlclose"), 1);
+            EXPECT_EQ(aVqm.timesOf("VQM_FreeDiagEnv"), aVqm.timesOf("VQM_InitDiagEnv"));
+            EXPECT_EQ(aVqm.timesOf("VQM_QZ_unRegisterForEvent"), aVqm.timesOf("VQM_QZ_RegisterForEvent"));
+            EXPECT_EQ(aVqm.timesOf("unRegisterForEvent"), aVqm.timesOf("RegisterForEvent"));
+            EXPECT_EQ(aVqm.calls().back(), freeing);
         });
     return *allocations;
 }
 
-TEST(VqmLibrary, IsReleasedWhicheverAllocationFails)
+TEST(VqmLibrary, EachFailedAllocationStillLetsTheLibraryBeReleased)
 {
     unsigned int const allocations = takeStepsWithoutMemory(0, 0);
     ASSERT_GT(allocations, 5u) << "versions, names and the kind of event take memory";
@@ -419,32 +418,32 @@ TEST(VqmLibrary, IsReleasedWhicheverAllocationFails)
     }
 }
 
-TEST(VqmLibrary, IsSharedByItsObjectsAndFreedByTheLast)
+TEST(VqmLibrary, LastObjectFreesTheSharedLibrary)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             auto first = std::make_unique<VqmLibrary>();
             auto second = std::make_unique<VqmLibrary>();
             first.reset();
             EXPECT_TRUE(second->isLoaded());
-            EXPECT_THAT(aVendor.calls(), ElementsAre(loading));
+            EXPECT_THAT(aVqm.calls(), ElementsAre(loading));
             second.reset();
-            EXPECT_THAT(aVendor.calls(), ElementsAre(loading, freeing));
+            EXPECT_THAT(aVqm.calls(), ElementsAre(loading, freeing));
         });
 }
 
-TEST(VqmLibrary, IsLoadedAgainAfterTheLastObject)
+TEST(VqmLibrary, NextObjectAfterTheLastLoadsAgain)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             for (int times = 0; times < 2; ++times)
             {
                 VqmLibrary const library;
                 EXPECT_TRUE(library.isLoaded());
             }
-            EXPECT_THAT(aVendor.calls(), ElementsAre(loading, freeing, loading, freeing));
+            EXPECT_THAT(aVqm.calls(), ElementsAre(loading, freeing, loading, freeing));
         });
 }
 
@@ -469,7 +468,7 @@ struct Owners
 /// What the owners call until all is acquired.
 Calls acquiring() { return Calls{loading} + opening + Calls{"VQM_GetLinkInfo(0)", quazorBegin, plainBegin}; }
 
-TEST(VqmLibrary, IsReleasedInAnyOrderOfItsUsers)
+TEST(VqmLibrary, OwnersCanBeReleasedInAnyOrder)
 {
     std::vector<std::pair<char const*, std::function<void(Owners&)>>> users = {
         {closing, [](Owners& aOwners) { aOwners.mEnvironment.reset(); }},
@@ -483,8 +482,8 @@ TEST(VqmLibrary, IsReleasedInAnyOrderOfItsUsers)
     do
     {
         ++orders;
-        inVendorProcess(
-            [&](Vendor& aVendor)
+        inVqmProcess(
+            [&](LoggedVqm& aVqm)
             {
                 Calls expected = acquiring();
                 {
@@ -496,21 +495,21 @@ TEST(VqmLibrary, IsReleasedInAnyOrderOfItsUsers)
                     }
                 }
                 expected.emplace_back(freeing);
-                EXPECT_THAT(aVendor.calls(), ElementsAreArray(expected));
+                EXPECT_THAT(aVqm.calls(), ElementsAreArray(expected));
             });
     } while (std::next_permutation(users.begin(), users.end(), byCall));
     EXPECT_EQ(orders, 6u);
 }
 
-TEST(VqmLibrary, IsLoadedAgainByANewObjectAfterAMissingFunction)
+TEST(VqmLibrary, NewObjectLoadsAgainAfterAMissingFunction)
 {
     for (bool const isOldFirst : {true, false})
     {
-        inVendorProcess(
-            [&](Vendor& aVendor)
+        inVqmProcess(
+            [&](LoggedVqm& aVqm)
             {
                 auto lost = std::make_unique<Owners>();
-                lost->loseLibrary(aVendor.mVqm);
+                lost->loseLibrary(aVqm.mVqm);
                 auto again = std::make_unique<Owners>();
                 EXPECT_FALSE(lost->mLibrary->isLoaded());
                 EXPECT_TRUE(again->mLibrary->isLoaded());
@@ -519,7 +518,7 @@ TEST(VqmLibrary, IsLoadedAgainByANewObjectAfterAMissingFunction)
                 (isOldFirst ? lost : again).reset();
                 (isOldFirst ? again : lost).reset();
                 EXPECT_THAT(
-                    aVendor.calls(),
+                    aVqm.calls(),
                     ElementsAreArray(acquiring() + Calls{freeing, loading, initialising, "VQM_GetLinkInfo(0)",
                                                          quazorBegin, plainBegin, plainEnd, quazorEnd,
                                                          closing, freeing}))
@@ -528,30 +527,30 @@ TEST(VqmLibrary, IsLoadedAgainByANewObjectAfterAMissingFunction)
     }
 }
 
-TEST(VqmLibrary, IsNotFreedTwiceWhenItDoesNotLoadAgain)
+TEST(VqmLibrary, LibraryThatDoesNotLoadAgainIsNotFreedTwice)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             {
                 Owners lost;
-                lost.loseLibrary(aVendor.mVqm);
-                aVendor.mVqm.mHandle = 0;
+                lost.loseLibrary(aVqm.mVqm);
+                aVqm.mVqm.mHandle = 0;
                 EXPECT_EQ(outcomeOf([] { VqmLibrary(); }), loadFailed);
             }
-            EXPECT_THAT(aVendor.calls(), ElementsAreArray(acquiring() + Calls{freeing, loading}));
+            EXPECT_THAT(aVqm.calls(), ElementsAreArray(acquiring() + Calls{freeing, loading}));
         });
 }
 
 TEST(VqmLibrary, ThrowsForEveryOperationAfterAMissingFunction)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             Owners owners;
             BoardNames const names = owners.mEnvironment->names(0);
-            owners.loseLibrary(aVendor.mVqm);
-            std::size_t const callsBefore = aVendor.calls().size();
+            owners.loseLibrary(aVqm.mVqm);
+            std::size_t const callsBefore = aVqm.calls().size();
             EXPECT_EQ(outcomeOf([&] { owners.mLibrary->layer(); }), libraryFreed);
             EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->numberOfBoards(); }), libraryFreed);
             EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->supportsQuazorEvents(); }), libraryFreed);
@@ -561,14 +560,14 @@ TEST(VqmLibrary, ThrowsForEveryOperationAfterAMissingFunction)
             EXPECT_EQ(outcomeOf([&] { registerPlain(*owners.mLibrary); }), libraryFreed);
             EXPECT_EQ(outcomeOf([&] { owners.mEnvironment->close(); }), done);
             EXPECT_EQ(owners.mQuazor->end(), VqmRegistration::accepted);
-            EXPECT_EQ(aVendor.calls().size(), callsBefore);
+            EXPECT_EQ(aVqm.calls().size(), callsBefore);
         });
 }
 
 TEST(VqmLibrary, StaysTheProgramsWhenTheProgramLoadedIt)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             QZCLibvqmAbs layer;
             layer.LIBVQM_LoadLibrary();
@@ -578,47 +577,47 @@ TEST(VqmLibrary, StaysTheProgramsWhenTheProgramLoadedIt)
             }
             EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded());
             layer.LIBVQM_FreeLibrary();
-            EXPECT_THAT(aVendor.calls(),
+            EXPECT_THAT(aVqm.calls(),
                         ElementsAreArray(acquiring() + Calls{plainEnd, quazorEnd, closing, freeing}));
         });
 }
 
-TEST(VqmLibrary, IsLoadedByANewObjectAfterTheProgramsLackedAFunction)
+TEST(VqmLibrary, NewObjectLoadsAfterTheProgramsLibraryLackedAFunction)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             QZCLibvqmAbs().LIBVQM_LoadLibrary();
             {
                 Owners lost;
-                lost.loseLibrary(aVendor.mVqm);
+                lost.loseLibrary(aVqm.mVqm);
                 VqmLibrary const again;
                 EXPECT_FALSE(lost.mLibrary->isLoaded());
                 EXPECT_TRUE(again.isLoaded());
             }
-            EXPECT_THAT(aVendor.calls(), ElementsAreArray(acquiring() + Calls{freeing, loading, freeing}));
+            EXPECT_THAT(aVqm.calls(), ElementsAreArray(acquiring() + Calls{freeing, loading, freeing}));
         });
 }
 
-TEST(VqmLibrary, IsLeftAloneWhenTheProgramHasFreedIt)
+TEST(VqmLibrary, LibraryThatTheProgramFreedIsNotUsedAgain)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             {
                 Owners owners;
                 owners.mLibrary->layer().LIBVQM_FreeLibrary();
             }
-            EXPECT_THAT(aVendor.calls(), ElementsAreArray(acquiring() + Calls{freeing}));
+            EXPECT_THAT(aVqm.calls(), ElementsAreArray(acquiring() + Calls{freeing}));
         });
 }
 
 TEST(VqmEnvironment, TellsWhatTheVendorLibraryAnswers)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
-            aVendor.mVqm.mNumAdapters = 3;
+            aVqm.mVqm.mNumAdapters = 3;
             VqmLibrary library;
             VqmEnvironment environment(library);
             EXPECT_EQ(environment.numberOfBoards(), 3u);
@@ -627,14 +626,14 @@ TEST(VqmEnvironment, TellsWhatTheVendorLibraryAnswers)
             EXPECT_STREQ(names.mFirst->getStringForm().get(), "20:00:00:00:c9:00:00:01");
             EXPECT_STREQ(names.mSecond->getStringForm().get(), "10:00:00:00:c9:00:00:01");
             EXPECT_EQ(&environment.library(), &library);
-            EXPECT_EQ(aVendor.calls().back(), "VQM_GetLinkInfo(2)");
+            EXPECT_EQ(aVqm.calls().back(), "VQM_GetLinkInfo(2)");
         });
 }
 
-TEST(VqmEnvironment, IsClosedOnce)
+TEST(VqmEnvironment, SecondCloseDoesNothing)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             {
                 VqmLibrary library;
@@ -642,19 +641,18 @@ TEST(VqmEnvironment, IsClosedOnce)
                 environment.close();
                 environment.close();
             }
-            EXPECT_THAT(aVendor.calls(),
-                        ElementsAreArray(Calls{loading} + opening + Calls{closing, freeing}));
+            EXPECT_THAT(aVqm.calls(), ElementsAreArray(Calls{loading} + opening + Calls{closing, freeing}));
         });
 }
 
 TEST(VqmEnvironment, ReportsAFailureToCloseOnce)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             VqmLibrary library;
             VqmEnvironment environment(library);
-            aVendor.mVqm.mMissing = "VQM_FreeDiagEnv";
+            aVqm.mVqm.mMissing = "VQM_FreeDiagEnv";
             EXPECT_EQ(outcomeOf([&] { environment.close(); }), functionMissing);
             EXPECT_EQ(outcomeOf([&] { environment.close(); }), done);
         });
@@ -663,10 +661,10 @@ TEST(VqmEnvironment, ReportsAFailureToCloseOnce)
 static_assert(std::is_nothrow_move_constructible<VqmRegistration>::value, "a vector of registrations grows");
 static_assert(!std::is_copy_constructible<VqmRegistration>::value, "a registration ends once");
 
-TEST(VqmRegistration, IsHandedToTheVendorLibrary)
+TEST(VqmRegistration, RegistrationPassesContextAndCallbackToTheVendorLibrary)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             VqmLibrary library;
             VqmEnvironment environment(library);
@@ -676,44 +674,44 @@ TEST(VqmRegistration, IsHandedToTheVendorLibrary)
                                         &context, ignoreQuazorEvent);
             EXPECT_TRUE(quazor.isActive());
             EXPECT_EQ(quazor.result(), VqmRegistration::accepted);
-            EXPECT_EQ(aVendor.mVqm.mQzapiContext, &context);
-            EXPECT_EQ(aVendor.mVqm.mQzapiCallback, &ignoreQuazorEvent);
+            EXPECT_EQ(aVqm.mVqm.mQzapiContext, &context);
+            EXPECT_EQ(aVqm.mVqm.mQzapiCallback, &ignoreQuazorEvent);
             VqmRegistration const plain = registerPlain(library);
             EXPECT_TRUE(plain.isActive());
-            EXPECT_EQ(aVendor.mVqm.mVqmCallback, &ignorePlainEvent);
+            EXPECT_EQ(aVqm.mVqm.mVqmCallback, &ignorePlainEvent);
         });
 }
 
 TEST(VqmRegistration, MayBeRefused)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             Owners owners;
-            aVendor.mVqm.mEventResult = 17;
+            aVqm.mVqm.mEventResult = 17;
             VqmRegistration const quazor =
                 registerQuazor(*owners.mLibrary, owners.mEnvironment->names(0).mSecond);
             EXPECT_FALSE(quazor.isActive());
             EXPECT_EQ(quazor.result(), 17u);
             EXPECT_FALSE(registerPlain(*owners.mLibrary).isActive());
-            EXPECT_EQ(aVendor.timesOf("unRegisterForEvent"), 0) << "a refused registration is not ended";
+            EXPECT_EQ(aVqm.timesOf("unRegisterForEvent"), 0) << "a refused registration is not ended";
         });
 }
 
 TEST(VqmRegistration, EndsOnceWithTheVendorLibrarysAnswer)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             {
                 Owners owners;
-                aVendor.mVqm.mEventResult = 5;
+                aVqm.mVqm.mEventResult = 5;
                 EXPECT_EQ(owners.mQuazor->end(), 5u);
                 EXPECT_EQ(owners.mPlain->end(), 5u);
                 EXPECT_FALSE(owners.mQuazor->isActive());
                 EXPECT_EQ(owners.mQuazor->end(), VqmRegistration::accepted);
             }
-            EXPECT_THAT(aVendor.calls(),
+            EXPECT_THAT(aVqm.calls(),
                         ElementsAreArray(acquiring() + Calls{quazorEnd, plainEnd, closing, freeing}));
         });
 }
@@ -722,13 +720,13 @@ TEST(VqmRegistration, ReportsAFailureToEndOnce)
 {
     for (std::string const function : {"VQM_QZ_unRegisterForEvent", "unRegisterForEvent"})
     {
-        inVendorProcess(
-            [&](Vendor& aVendor)
+        inVqmProcess(
+            [&](LoggedVqm& aVqm)
             {
                 Owners owners;
                 VqmRegistration& registration =
                     function == "unRegisterForEvent" ? *owners.mPlain : *owners.mQuazor;
-                aVendor.mVqm.mMissing = function;
+                aVqm.mVqm.mMissing = function;
                 EXPECT_EQ(outcomeOf([&] { registration.end(); }), functionMissing);
                 EXPECT_EQ(registration.end(), VqmRegistration::accepted);
                 EXPECT_FALSE(registration.isActive());
@@ -736,10 +734,10 @@ TEST(VqmRegistration, ReportsAFailureToEndOnce)
     }
 }
 
-TEST(VqmRegistration, IsTakenOver)
+TEST(VqmRegistration, MovedRegistrationHasANewOwner)
 {
-    inVendorProcess(
-        [](Vendor& aVendor)
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
         {
             {
                 Owners owners;
@@ -747,9 +745,9 @@ TEST(VqmRegistration, IsTakenOver)
                 EXPECT_TRUE(taken.isActive());
                 EXPECT_FALSE(owners.mQuazor->isActive());
                 owners.mQuazor.reset();
-                EXPECT_THAT(aVendor.calls(), Not(testing::Contains(quazorEnd)));
+                EXPECT_THAT(aVqm.calls(), Not(testing::Contains(quazorEnd)));
             }
-            EXPECT_EQ(aVendor.timesOf("VQM_QZ_unRegisterForEvent"), 1);
+            EXPECT_EQ(aVqm.timesOf("VQM_QZ_unRegisterForEvent"), 1);
         });
 }
 }  // namespace

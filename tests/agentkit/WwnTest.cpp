@@ -33,7 +33,7 @@ bool isHexDigit(char aCharacter)
     return std::string("0123456789abcdefABCDEF").find(aCharacter) != std::string::npos;
 }
 
-TEST(Wwn, IsEightZeroBytesByDefault)
+TEST(Wwn, DefaultNameHasEightZeroBytes)
 {
     EXPECT_THAT(Wwn().bytes(), testing::Each(0));
     EXPECT_EQ(Wwn().text(), "00:00:00:00:00:00:00:00");
@@ -110,7 +110,7 @@ TEST(Wwn, ParsesWithoutMemory)
     EXPECT_EQ(allocationsOf([] { Wwn::parse(sampleText); }), 0u);
 }
 
-TEST(Wwn, IsOrderedByItsBytesFromTheFirst)
+TEST(Wwn, NamesAreOrderedByTheirBytesFromTheFirst)
 {
     Wwn const smaller = *Wwn::parse("10:00:00:00:c9:2a:3b:ff");
     Wwn const larger = *Wwn::parse("20:00:00:00:c9:2a:3b:00");
@@ -134,7 +134,7 @@ TEST(Wwn, EqualsANameOfTheSameBytesOnly)
     EXPECT_FALSE(Wwn(sampleBytes) != Wwn(sampleBytes));
 }
 
-TEST(Wwn, IsAKeyOfBothKindsOfContainers)
+TEST(Wwn, NameCanBeAKeyInOrderedAndUnorderedContainers)
 {
     std::set<Wwn> ordered;
     std::unordered_set<Wwn> hashed;
@@ -165,7 +165,7 @@ TEST(Wwn, HashesEqualNamesEquallyAndEveryByteCounts)
     }
 }
 
-TEST(Wwn, IsCopiedOutOfOtherData)
+TEST(Wwn, NameIsCopiedFromBytesInOtherData)
 {
     unsigned char const data[] = {0xff, 0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c, 0xff};
     EXPECT_EQ(Wwn::ofBytes(data + 1), Wwn(sampleBytes));

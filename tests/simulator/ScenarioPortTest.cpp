@@ -75,7 +75,7 @@ TEST(ScenarioAdapter, ReadsAllStringsOfAnAdapter)
     EXPECT_STREQ(attributes.DriverName, "dn");
 }
 
-TEST(ScenarioAdapter, HasTheScsiLunStyleUnlessTheFileNamesAnother)
+TEST(ScenarioAdapter, DefaultLunStyleOfAnAdapterIsScsi)
 {
     EXPECT_EQ(adapterWith("").mLunStyle, qzsim::LunStyle::scsi);
     EXPECT_EQ(adapterWith("lun_style = \"scsi\"\n").mLunStyle, qzsim::LunStyle::scsi);

@@ -49,7 +49,7 @@ static_assert(QZCLibvqmRecords::sgDriverVersionPosition < QZCLibvqmRecords::sgDi
               "the driver version text begins inside the first record");
 static_assert(QZCLibvqmRecords::sgSecondWwnPosition + QZCLibvqmRecords::sgWwnSize ==
                   QZCLibvqmRecords::sgFirstWwnPosition,
-              "the two names stand side by side");
+              "the two names are adjacent");
 static_assert(QZCLibvqmRecords::sgFirstWwnPosition + QZCLibvqmRecords::sgWwnSize ==
                   QZCLibvqmRecords::sgLinkInfoSize,
               "the first name ends the link information record");

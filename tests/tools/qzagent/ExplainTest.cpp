@@ -65,7 +65,7 @@ class QzagentExplainArgument : public testing::TestWithParam<NoExitCode>
 {
 };
 
-TEST_P(QzagentExplainArgument, IsRejectedWhenItIsNoExitCode)
+TEST_P(QzagentExplainArgument, ArgumentThatIsNoExitCodeIsRejected)
 {
     ProcessResult const result = runAgent({"explain", GetParam().mText});
     EXPECT_EQ(result.mOutput, "");

@@ -199,7 +199,7 @@ TEST_F(QzagentLatencyFile, ContainsThePortsThenTheAdaptersThenTheTotal)
     EXPECT_EQ(counts, (std::vector<unsigned int>{5, 5, 5, 10, 5, 15}));
 }
 
-TEST_F(QzagentLatencyFile, IsNotReplacedWhenItExists)
+TEST_F(QzagentLatencyFile, ExistingFileIsNotReplaced)
 {
     mFolder.write("latencies", "precious");
     ProcessResult const result = measure(targetsOfTwoAdapters);
@@ -209,13 +209,13 @@ TEST_F(QzagentLatencyFile, IsNotReplacedWhenItExists)
     EXPECT_EQ(std::filesystem::file_size(mPath), 8u);
 }
 
-TEST_F(QzagentLatencyFile, IsNotCreatedWhenNothingIsMeasured)
+TEST_F(QzagentLatencyFile, NoFileIsCreatedWhenNothingIsMeasured)
 {
     EXPECT_EQ(measure("").mErrors, "qzagent: note: no adapters\n");
     EXPECT_FALSE(std::filesystem::exists(mPath));
 }
 
-TEST_F(QzagentLatencyFile, IsRemovedWhenItCannotBeWrittenInFull)
+TEST_F(QzagentLatencyFile, IncompleteFileIsRemoved)
 {
     if (IS_COUNTED)
     {

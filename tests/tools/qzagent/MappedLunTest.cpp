@@ -55,45 +55,45 @@ std::vector<Lun> mappedLuns(std::vector<HBA_FCPSCSIENTRY> const& aEntries)
     return luns;
 }
 
-TEST(QzagentMappedLun, OfEightBytesIsTheirLunWhenTheSystemHasTheSameNumber)
+TEST(QzagentMappedLun, EightBytesWithTheSystemsNumberGiveTheirLun)
 {
     EXPECT_THAT(mappedLuns({scsiEntry(0, {0, 0}), scsiEntry(1, {0, 1}), scsiEntry(300, {0x41, 0x2c})}),
                 ElementsAre(Lun(0u), Lun(1u), Lun(300u)));
 }
 
-TEST(QzagentMappedLun, OfEightBytesIsTheirLunWhenTheSystemHasLinuxsNumber)
+TEST(QzagentMappedLun, EightBytesWithTheNumberThatLinuxGivesThemGiveTheirLun)
 {
     EXPECT_THAT(mappedLuns({scsiEntry(1, {0, 1}), scsiEntry(16684, {0x41, 0x2c}),
                             scsiEntry(0x00020001, {0, 1, 0, 2})}),
                 ElementsAre(Lun(1u), Lun(300u), Lun("0001000200000000")));
 }
 
-TEST(QzagentMappedLun, OfAnIntegerIsTheLunThatLinuxNumbersSo)
+TEST(QzagentMappedLun, IntegerGivesTheLunThatHasThisNumberInLinux)
 {
     EXPECT_THAT(mappedLuns({integerEntry(0, 0), integerEntry(1, 1), integerEntry(16684, 16684)}),
                 ElementsAre(Lun(0u), Lun(1u), Lun(300u)));
 }
 
-TEST(QzagentMappedLun, OfAnIntegerHasTheLevelsThatLinuxPutsInIt)
+TEST(QzagentMappedLun, IntegerGivesTheLevelsThatLinuxEncodesInIt)
 {
     EXPECT_THAT(mappedLuns({integerEntry(1, 1), integerEntry(0x00020001, 0x00020001)}),
                 ElementsAre(Lun(1u), Lun("0001000200000000")));
 }
 
-TEST(QzagentMappedLun, IsTheSameInBothStylesWhenBothFit)
+TEST(QzagentMappedLun, MappingThatFitsBothStylesGivesTheSameLunInBoth)
 {
     EXPECT_THAT(mappedLuns({integerEntry(0x4141, 0x4141)}), ElementsAre(Lun(0x141u)));
     EXPECT_THAT(mappedLuns({integerEntry(0x4141, 0x4141), integerEntry(1, 1)}),
                 ElementsAre(Lun(0x141u), Lun(1u)));
 }
 
-TEST(QzagentMappedLun, IsTheDigitsOfAllMappingsWhenOneFitsNeitherStyle)
+TEST(QzagentMappedLun, AllMappingsGiveDigitsWhenOneFitsNeitherStyle)
 {
     EXPECT_THAT(mappedLuns({scsiEntry(1, {0, 1}), scsiEntry(7, {0, 2})}),
                 ElementsAre(Lun("0001000000000000"), Lun("0002000000000000")));
 }
 
-TEST(QzagentMappedLun, IsTheDigitsOfAllMappingsWhenTheirStylesDiffer)
+TEST(QzagentMappedLun, AllMappingsGiveDigitsWhenTheirStylesDiffer)
 {
     std::vector<Lun> const luns = mappedLuns({scsiEntry(1, {0, 1}), integerEntry(3, 3)});
     EXPECT_EQ(luns.at(0), Lun("0001000000000000"));

@@ -104,7 +104,7 @@ TEST(QzagentOutput, WrapsALongNameSoThatTheTableFitsInto100Columns)
     EXPECT_THAT(lines[4], HasSubstr("library-from-making-up-one-like-this"));
 }
 
-TEST(QzagentOutput, IsColouredOnATerminal)
+TEST(QzagentOutput, TableIsColouredOnATerminal)
 {
     std::string const output =
         runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", "")).mOutput;
@@ -112,7 +112,7 @@ TEST(QzagentOutput, IsColouredOnATerminal)
     EXPECT_THAT(output, HasSubstr("\x1b[31mfailed"));
 }
 
-TEST(QzagentOutput, IsNotColouredOnATerminalWithNoColor)
+TEST(QzagentOutput, TableIsNotColouredWithNoColor)
 {
     std::string const output =
         runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", "1")).mOutput;
@@ -120,7 +120,7 @@ TEST(QzagentOutput, IsNotColouredOnATerminalWithNoColor)
     EXPECT_THAT(output, Not(HasSubstr(escape)));
 }
 
-TEST(QzagentOutput, IsNotColouredWhenOnlyStandardErrorIsATerminal)
+TEST(QzagentOutput, TableIsNotColouredWhenOnlyStandardErrorIsATerminal)
 {
     std::string const output =
         runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", ""), " | cat").mOutput;
@@ -128,7 +128,7 @@ TEST(QzagentOutput, IsNotColouredWhenOnlyStandardErrorIsATerminal)
     EXPECT_THAT(output, Not(HasSubstr(escape)));
 }
 
-TEST(QzagentOutput, IsAnErrorOnAFullDevice)
+TEST(QzagentOutput, FullDeviceIsAnError)
 {
     ProcessResult const result = runAgentIn("\"$@\" >/dev/full", {"explain"});
     EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: No space left on device\n");
@@ -140,28 +140,28 @@ TEST(QzagentOutput, HelpIsAnErrorOnAFullDevice)
     EXPECT_EQ(runAgentIn("\"$@\" >/dev/full", {"--help"}).mExitStatus, 1);
 }
 
-TEST(QzagentOutput, IsAnErrorWhenItIsClosed)
+TEST(QzagentOutput, ClosedStandardOutputIsAnError)
 {
     ProcessResult const result = runAgentIn("\"$@\" >&-", {"explain"});
     EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: Bad file descriptor\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentOutput, DoesNotDisturbTheLibraryWhenItIsClosed)
+TEST(QzagentOutput, ClosedStandardOutputDoesNotDisturbTheLibrary)
 {
     EXPECT_THAT(runAgentIn("\"$@\" >&-", {"adapters"}, hostileHbaapi()).mErrors,
                 EndsWith("HBA_FreeLibrary\n"
                          "qzagent: cannot write standard output: Bad file descriptor\n"));
 }
 
-TEST(QzagentOutput, IsAnErrorAndNoSignalWhenTheReaderIsGone)
+TEST(QzagentOutput, MissingReaderIsAnErrorAndNoSignal)
 {
     ProcessResult const result =
         runAgentIn("{ sleep 0.1; \"$@\"; echo \"status $?\" >&2; } | true", {"explain"});
     EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: Broken pipe\nstatus 1\n");
 }
 
-TEST(QzagentOutput, IsWrittenWhenStandardErrorIsClosed)
+TEST(QzagentOutput, OutputIsWrittenWhenStandardErrorIsClosed)
 {
     ProcessResult const result = runAgentIn("\"$@\" 2>&-", {"adapters", "--json"}, hostileHbaapi());
     EXPECT_EQ(documentOf(result)["adapters"].size(), 3u);

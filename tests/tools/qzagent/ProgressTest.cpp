@@ -25,7 +25,7 @@ std::string busyTimes(int aCount)
            fault("HBA_GetFcpTargetMapping", "\"1-" + std::to_string(aCount) + "\"", "HBA_STATUS_ERROR_BUSY");
 }
 
-TEST(QzagentProgress, IsShownOnATerminalAndErasedBeforeTheResult)
+TEST(QzagentProgress, ProgressOnATerminalIsErasedBeforeTheResult)
 {
     ProcessResult const result = runAgentOnTerminalOf(busyTimes(4), {"inventory"});
     // Whether later steps are shown too depends on timing.
@@ -34,7 +34,7 @@ TEST(QzagentProgress, IsShownOnATerminalAndErasedBeforeTheResult)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentProgress, IsNotShownWithoutATerminal)
+TEST(QzagentProgress, NoProgressIsShownWithoutATerminal)
 {
     ProcessResult const result = runAgentOn(busyTimes(5), {"inventory"});
     EXPECT_EQ(result.mErrors,
@@ -45,14 +45,14 @@ TEST(QzagentProgress, IsNotShownWithoutATerminal)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentProgress, IsNotShownTogetherWithTheTrace)
+TEST(QzagentProgress, TraceReplacesTheProgress)
 {
     std::string const output = runAgentOnTerminalOf(busyTimes(2), {"inventory", "--trace"}).mOutput;
     EXPECT_THAT(output, HasSubstr("HA_GetTargetMappings: Left"));
     EXPECT_THAT(output, Not(HasSubstr("\r\x1b[K")));
 }
 
-TEST(QzagentProgress, IsNotShownForAShortTask)
+TEST(QzagentProgress, ShortTaskShowsNoProgress)
 {
     EXPECT_THAT(runAgentOnTerminalOf(shippedScenario("two-adapters"), {"inventory"}).mOutput,
                 Not(HasSubstr("\r\x1b[K")));

@@ -270,7 +270,7 @@ class QzagentShowInvalidText : public QzagentShow, public testing::WithParamInte
 {
 };
 
-TEST_P(QzagentShowInvalidText, IsReportedWithLineAndColumnAfterTheRecords)
+TEST_P(QzagentShowInvalidText, InvalidTextIsReportedWithLineAndColumnAfterTheRecords)
 {
     ProcessResult const result = show("0307f400 # one\n" + GetParam().mText);
     EXPECT_EQ(result.mOutput, "record 0 at byte 0: " + plainLine);

@@ -47,9 +47,9 @@ typedef void (*QZQzapiCallback)(unsigned int aBoardId, HBA_wwn aPortWwn, unsigne
 /// verdict: the caller is responsible for asking LIBVQM_IsQzapiSupported() before it uses the Quazor operations.
 ///
 /// Order of use: LIBVQM_LoadLibrary(), LIBVQM_Init(), the others, LIBVQM_Close(), LIBVQM_FreeLibrary().
-/// All operations except LIBVQM_IsQzapiSupported() trace "Entered" and "Left". An operation that throws does not trace
-/// "Left", except LIBVQM_LoadLibrary(). Every failure except missing memory is logged before it is thrown.
-/// docs/logging.md has the lines.
+/// All operations except LIBVQM_IsQzapiSupported() and LIBVQM_IsLoaded() trace "Entered" and "Left". An operation that
+/// throws does not trace "Left", except LIBVQM_LoadLibrary(). Every failure except missing memory is logged before it
+/// is thrown. docs/logging.md has the lines.
 ///
 /// Every operation that calls the vendor library throws QZCNotAllowedEx "dlsym Failed", code 9, if the library lacks
 /// the function. The layer has then closed the library as LIBVQM_FreeLibrary() does. After this exception do not
@@ -160,10 +160,9 @@ public:
     unsigned int LIBVQM_QzapiUnregEvent(unsigned int aBoardId, QZCPointer<QZCWorldWideName> const& acrPortWwn,
                                         unsigned int aRegistrationId);
 
-    /// Tells whether the vendor library is loaded, so that the operations that assert it may be called. Traces nothing;
-    /// may be called at any time. Never throws.
-    /// @return true from LIBVQM_LoadLibrary() until LIBVQM_FreeLibrary(), also after a missing symbol freed it: then
-    ///         false
+    /// May be called at any time. Never throws.
+    /// @return whether the vendor library is loaded, so that the operations that assert it may be called. It is false
+    ///         after LIBVQM_FreeLibrary(), and after an operation that did not find its function
     static bool LIBVQM_IsLoaded();
 
 private:

@@ -12,12 +12,12 @@ namespace
 {
 using LibvqmIsLoaded = LibvqmLayer;
 
-TEST_F(LibvqmIsLoaded, NotBeforeTheFirstLoad)
+TEST_F(LibvqmIsLoaded, AnswerIsFalseBeforeTheFirstLoad)
 {
     inFreshProcess([] { EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded()); });
 }
 
-TEST_F(LibvqmIsLoaded, FromLoadingToFreeing)
+TEST_F(LibvqmIsLoaded, AnswerIsTrueFromLoadingToFreeing)
 {
     inFreshProcess(
         [&]
@@ -35,7 +35,7 @@ TEST_F(LibvqmIsLoaded, FromLoadingToFreeing)
         });
 }
 
-TEST_F(LibvqmIsLoaded, NotAfterAFirstLoadThatFailed)
+TEST_F(LibvqmIsLoaded, AnswerIsFalseAfterAFirstLoadThatFailed)
 {
     inFreshProcess(
         [&]
@@ -60,7 +60,7 @@ TEST_F(LibvqmIsLoaded, StillAfterASecondLoadThatFailed)
         });
 }
 
-TEST_F(LibvqmIsLoaded, NotAfterAMissingFunction)
+TEST_F(LibvqmIsLoaded, AnswerIsFalseAfterAMissingFunction)
 {
     for (Use const& use : publicUses)
     {
@@ -75,7 +75,7 @@ TEST_F(LibvqmIsLoaded, NotAfterAMissingFunction)
     }
 }
 
-TEST_F(LibvqmIsLoaded, IsNotLogged)
+TEST_F(LibvqmIsLoaded, AnswerLogsNothing)
 {
     inFreshProcess(
         [&]
