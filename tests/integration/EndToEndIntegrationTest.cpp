@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include "agentkit/include/EventQueue.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Pointer.h"
@@ -22,7 +23,6 @@
 #include "tests/support/QueuedEvents.h"
 #include "tests/support/ScratchFolder.h"
 #include "tools/qzagent/capture/CaptureWriter.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/ScopeEvents.h"
 
 using testing::ElementsAre;
@@ -134,7 +134,7 @@ protected:
     void capture(std::string const& aPath)
     {
         qzagent::CaptureWriter writer(aPath);
-        qzagent::WatchedEvent event{};
+        qz::Event event{};
         while (writer.numberOfRecords() + mQueue.dropped() < totalEvents)
         {
             if (mQueue.pop(event))
@@ -149,7 +149,7 @@ protected:
         }
     }
 
-    void append(qzagent::CaptureWriter& aWriter, qzagent::WatchedEvent const& aEvent)
+    void append(qzagent::CaptureWriter& aWriter, qz::Event const& aEvent)
     {
         Board const& board = mBoards.at(aEvent.mHead.mBoard);
         auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
@@ -163,7 +163,7 @@ protected:
 
     QZCLibvqmAbs mLibvqm;
     std::vector<Board> mBoards;
-    qzagent::EventQueue mQueue{65536, 64 * 1024 * 1024};
+    qz::EventQueue mQueue{65536, 64 * 1024 * 1024};
     QZCEncodableOutStream mStream;
     ScratchFolder mFolder;
 };

@@ -11,6 +11,7 @@
 #include <hbaapi.h>
 #include <poll.h>
 
+#include "agentkit/include/EventQueue.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Clib.h"
 #include "backend/common/include/EncodableStream.h"
@@ -25,7 +26,6 @@
 #include "simulator/include/QzEvent.h"
 #include "tests/support/QueuedEvents.h"
 #include "tools/qzagent/hba/HbaapiGuards.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/ScopeEvents.h"
 
 // Replaces the framework's function, so that the soak does not wait for a busy adapter.
@@ -124,7 +124,7 @@ struct Board
     bool mIsRegistered = false;
 };
 
-void registerBoard(QZCLibvqmAbs& aLibvqm, unsigned int aNumber, qzagent::EventQueue& aQueue, Board& aBoard,
+void registerBoard(QZCLibvqmAbs& aLibvqm, unsigned int aNumber, qz::EventQueue& aQueue, Board& aBoard,
                    Yield& aYield)
 {
     aLibvqm.LIBVQM_GetAdapterInfo(aNumber, aBoard.mFirst, aBoard.mSecond);
@@ -134,7 +134,7 @@ void registerBoard(QZCLibvqmAbs& aLibvqm, unsigned int aNumber, qzagent::EventQu
     aYield.mRefusals += aBoard.mIsRegistered ? 0 : 1;
 }
 
-void checkEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield& aYield)
+void checkEvent(qz::Event const& aEvent, Board const& aBoard, Yield& aYield)
 {
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
     QZCScopeData const data(kindOf(aEvent.mHead), aEvent.mPayload.data(), length, length, aBoard.mFirst,
@@ -143,10 +143,10 @@ void checkEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield&
     checkRoundTrip(data, other, aYield);
 }
 
-void takeEvents(qzagent::EventQueue& aQueue, std::uint64_t aEvents, std::vector<Board> const& aBoards,
+void takeEvents(qz::EventQueue& aQueue, std::uint64_t aEvents, std::vector<Board> const& aBoards,
                 Yield& aYield)
 {
-    qzagent::WatchedEvent event{};
+    qz::Event event{};
     for (std::uint64_t taken = 0; taken < aEvents;)
     {
         if (aQueue.pop(event))
@@ -179,7 +179,7 @@ void queryAdapters(Yield& aYield)
 
 void watchBoards(std::uint64_t aEvents, Yield& aYield)
 {
-    qzagent::EventQueue queue(65536, 16 * 1024 * 1024);
+    qz::EventQueue queue(65536, 16 * 1024 * 1024);
     QZCLibvqmAbs libvqm;
     libvqm.LIBVQM_LoadLibrary();
     libvqm.LIBVQM_Init();

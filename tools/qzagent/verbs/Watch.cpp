@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 #include <poll.h>
 
+#include "agentkit/include/EventQueue.h"
 #include "backend/common/include/Exception.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tools/qzagent/Verbs.h"
@@ -23,7 +24,6 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
 #include "tools/qzagent/vqm/VqmGuards.h"
@@ -253,11 +253,11 @@ private:
     WatchOptions const& mOptions;
     // Created before the vendor library is loaded, so that its threads block the signals too.
     StopSignals mSignals;
-    EventQueue mQueue;
+    qz::EventQueue mQueue;
     std::vector<Board> mBoards;
     std::unique_ptr<WatchSink> mSink;
     std::optional<Clock::time_point> mEnd;
-    WatchedEvent mEvent{};
+    qz::Event mEvent{};
     std::uint64_t mTaken = 0;
     bool mHasBegun = false;  ///< whether a board was registered
     WatchTally mTally;

@@ -8,11 +8,11 @@
 #include <fmt/format.h>
 #include <hbaapi.h>
 
+#include "agentkit/include/EventQueue.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/ScopeEvents.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
 #include "tools/qzagent/vqm/VqmGuards.h"
@@ -26,7 +26,7 @@ void handOver(void* aQueue, unsigned int aBoard, unsigned int aCategory, unsigne
               QZ_event const* aEvent)
 {
     VqmPayload const payload = payloadOf(aEvent);
-    static_cast<EventQueue*>(aQueue)->push(
+    static_cast<qz::EventQueue*>(aQueue)->push(
         {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, payload.mBytes, payload.mLength);
 }
 

@@ -4,10 +4,10 @@
 
 #include <vector>
 
+#include "agentkit/include/EventQueue.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmGuards.h"
 
@@ -28,7 +28,7 @@ public:
     /// @param aQueue  receives the events; must outlive the vendor library, which may send events after it was asked to
     ///                unregister
     /// @param aReport receives refused registrations and unregistrations
-    VqmRegistrations(LoadedLibvqm& aLibrary, EventKind const& aKind, EventQueue& aQueue, Report& aReport)
+    VqmRegistrations(LoadedLibvqm& aLibrary, EventKind const& aKind, qz::EventQueue& aQueue, Report& aReport)
         : mLibrary(aLibrary), mKind(aKind), mQueue(aQueue), mReport(aReport)
     {
     }
@@ -59,7 +59,7 @@ private:
 
     LoadedLibvqm& mLibrary;
     EventKind const mKind;
-    EventQueue& mQueue;
+    qz::EventQueue& mQueue;
     Report& mReport;
     std::vector<Registration> mRegistrations;
 };

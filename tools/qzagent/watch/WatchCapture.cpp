@@ -2,17 +2,17 @@
 
 #include <utility>
 
+#include "agentkit/include/EventQueue.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/ScopeEvents.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 namespace qzagent
 {
-bool WatchCapture::take(WatchedEvent const& aEvent, Board const* aBoard)
+bool WatchCapture::take(qz::Event const& aEvent, Board const* aBoard)
 {
     if (aEvent.mHead.mCategory > largestCategory || aEvent.mHead.mSubcategory > largestCategory)
     {
@@ -27,7 +27,7 @@ bool WatchCapture::take(WatchedEvent const& aEvent, Board const* aBoard)
     return true;
 }
 
-QZCPointer<QZCScopeEvent> const& WatchCapture::kindOf(EventHead const& aHead)
+QZCPointer<QZCScopeEvent> const& WatchCapture::kindOf(qz::EventHead const& aHead)
 {
     std::pair const key(aHead.mCategory, aHead.mSubcategory);
     auto const known = mKinds.find(key);
@@ -41,7 +41,7 @@ QZCPointer<QZCScopeEvent> const& WatchCapture::kindOf(EventHead const& aHead)
     return mKinds.emplace(key, kind).first->second;
 }
 
-QZCScopeData WatchCapture::recordOf(WatchedEvent const& aEvent, Board const* aBoard)
+QZCScopeData WatchCapture::recordOf(qz::Event const& aEvent, Board const* aBoard)
 {
     QZCPointer<QZCScopeEvent> const& kind = kindOf(aEvent.mHead);
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
