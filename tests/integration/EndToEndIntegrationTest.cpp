@@ -11,6 +11,7 @@
 #include <poll.h>
 
 #include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Pointer.h"
@@ -23,7 +24,6 @@
 #include "tests/support/QueuedEvents.h"
 #include "tests/support/ScratchFolder.h"
 #include "tools/qzagent/capture/CaptureWriter.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 
 using testing::ElementsAre;
 
@@ -105,7 +105,7 @@ protected:
 
     void registerAll()
     {
-        auto const any = qzagent::scopeEventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
+        auto const any = qz::makeScopeEvent(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
         for (unsigned int number = 0; number < mBoards.size(); ++number)
         {
             ASSERT_EQ(mLibvqm.LIBVQM_QzapiRegEvent(number, mBoards[number].mSecond, any, &mQueue,
@@ -182,7 +182,7 @@ Bytes contentOf(std::string const& aPath)
 /// @return the next record, decoded and encoded again by the library
 Bytes reencoded(QZCEncodableInStream& aIn)
 {
-    QZCScopeData data(qzagent::scopeEventOf(0, 0));
+    QZCScopeData data(qz::makeScopeEvent(0, 0));
     data.decode(aIn);
     QZCEncodableOutStream out;
     data.encode(out);

@@ -12,6 +12,7 @@
 #include <poll.h>
 
 #include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Clib.h"
 #include "backend/common/include/EncodableStream.h"
@@ -26,7 +27,6 @@
 #include "simulator/include/QzEvent.h"
 #include "tests/support/QueuedEvents.h"
 #include "tools/qzagent/hba/HbaapiGuards.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 
 // Replaces the framework's function, so that the soak does not wait for a busy adapter.
 void ClibSleepMS(unsigned long) {}
@@ -128,7 +128,7 @@ void registerBoard(QZCLibvqmAbs& aLibvqm, unsigned int aNumber, qz::EventQueue& 
                    Yield& aYield)
 {
     aLibvqm.LIBVQM_GetAdapterInfo(aNumber, aBoard.mFirst, aBoard.mSecond);
-    auto const any = qzagent::scopeEventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
+    auto const any = qz::makeScopeEvent(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
     aBoard.mIsRegistered = aLibvqm.LIBVQM_QzapiRegEvent(aNumber, aBoard.mSecond, any, &aQueue,
                                                         &aBoard.mRegistration, &takeEvent) == QZ_OK;
     aYield.mRefusals += aBoard.mIsRegistered ? 0 : 1;
@@ -139,7 +139,7 @@ void checkEvent(qz::Event const& aEvent, Board const& aBoard, Yield& aYield)
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
     QZCScopeData const data(kindOf(aEvent.mHead), aEvent.mPayload.data(), length, length, aBoard.mFirst,
                             aBoard.mSecond);
-    QZCScopeData other(qzagent::scopeEventOf(0, 0));
+    QZCScopeData other(qz::makeScopeEvent(0, 0));
     checkRoundTrip(data, other, aYield);
 }
 

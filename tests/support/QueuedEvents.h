@@ -8,10 +8,10 @@
 #include <hbaapi.h>
 
 #include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "simulator/include/QzEvent.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 
 /// The callback of a registration whose context is a qz::EventQueue.
 inline void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
@@ -25,6 +25,6 @@ inline void takeEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsi
 /// The scope event of an event that a registration received.
 inline QZCPointer<QZCScopeEvent> kindOf(qz::EventHead const& aHead)
 {
-    return qzagent::scopeEventOf(static_cast<unsigned char>(aHead.mCategory),
-                                 static_cast<unsigned char>(aHead.mSubcategory));
+    return qz::makeScopeEvent(static_cast<unsigned char>(aHead.mCategory),
+                              static_cast<unsigned char>(aHead.mSubcategory));
 }

@@ -9,11 +9,11 @@
 #include <hbaapi.h>
 
 #include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
 #include "tools/qzagent/vqm/VqmGuards.h"
 
@@ -80,7 +80,7 @@ unsigned int VqmRegistrations::begin(Registration& aRegistration)
                              &mQueue, mKind.mSubcategory, &takePlainEvent);
     }
     return mLibrary.call(&QZCLibvqmAbs::LIBVQM_QzapiRegEvent, aRegistration.mBoard, aRegistration.mPort,
-                         scopeEventOf(mKind.mCategory, mKind.mSubcategory), &mQueue, &aRegistration.mId,
+                         qz::makeScopeEvent(mKind.mCategory, mKind.mSubcategory), &mQueue, &aRegistration.mId,
                          &takeQuazorEvent);
 }
 

@@ -3,15 +3,21 @@
 #include <utility>
 
 #include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 namespace qzagent
 {
+namespace
+{
+/// The largest category or subcategory that a scope event can have.
+constexpr unsigned int largestCategory = 0xff;
+}  // namespace
+
 bool WatchCapture::take(qz::Event const& aEvent, Board const* aBoard)
 {
     if (aEvent.mHead.mCategory > largestCategory || aEvent.mHead.mSubcategory > largestCategory)
@@ -36,8 +42,8 @@ QZCPointer<QZCScopeEvent> const& WatchCapture::kindOf(qz::EventHead const& aHead
         return known->second;
     }
     // Made before it is kept: a handle that stayed empty after missing memory would end the process later.
-    QZCPointer<QZCScopeEvent> const kind = scopeEventOf(static_cast<unsigned char>(aHead.mCategory),
-                                                        static_cast<unsigned char>(aHead.mSubcategory));
+    QZCPointer<QZCScopeEvent> const kind = qz::makeScopeEvent(static_cast<unsigned char>(aHead.mCategory),
+                                                              static_cast<unsigned char>(aHead.mSubcategory));
     return mKinds.emplace(key, kind).first->second;
 }
 
