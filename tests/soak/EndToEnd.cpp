@@ -12,6 +12,7 @@
 #include <poll.h>
 
 #include "agentkit/include/EventQueue.h"
+#include "agentkit/include/HbaApi.h"
 #include "agentkit/include/ScopeEvents.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Clib.h"
@@ -20,13 +21,12 @@
 #include "backend/common/include/Pointer.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
 #include "tests/support/QueuedEvents.h"
-#include "tools/qzagent/hba/HbaapiGuards.h"
+#include "tests/support/SmallLunReport.h"
 
 // Replaces the framework's function, so that the soak does not wait for a busy adapter.
 void ClibSleepMS(unsigned long) {}
@@ -78,42 +78,39 @@ void checkName(HBA_WWN const& aName, Yield& aYield)
     checkRoundTrip(QZCWorldWideName(aName.wwn), other, aYield);
 }
 
-void queryPorts(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
+void queryPorts(qz::HbaApi& aApi, qz::Adapter& aAdapter, Yield& aYield)
 {
-    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(aHbaapi.HA_GetAdapterAttributes(aHandle));
+    auto const attributes = aAdapter.attributes();
     unsigned int count = 0;
     std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-        aHbaapi.HA_GetAdapterPorts(aHandle, attributes.get(), count));
+        aApi.layer().HA_GetAdapterPorts(aAdapter.handle(), attributes.get(), count));
     for (unsigned int i = 0; i < count; ++i)
     {
         checkName(ports[i].PortWWN, aYield);
     }
 }
 
-void queryTargets(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
+void queryTargets(qz::Adapter& aAdapter, Yield& aYield)
 {
-    auto const mapping = qzagent::targetMappings(aHbaapi, aHandle);
-    for (unsigned int i = 0; i < mapping->NumberOfEntries; ++i)
+    for (HBA_FCPSCSIENTRY const& mapping : aAdapter.targetMappings())
     {
-        checkName(mapping->entry[i].FcpId.PortWWN, aYield);
+        checkName(mapping.FcpId.PortWWN, aYield);
     }
 }
 
-void reportLuns(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, HBA_UINT8 aTarget)
+void reportLuns(qz::HbaApi& aApi, qz::Adapter const& aAdapter, HBA_UINT8 aTarget)
 {
-    qzagent::ReportLunsResponse(16).fetch(aHbaapi, aHandle, {{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}});
+    SmallLunReport().fetch(aApi.layer(), aAdapter.handle(), {{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}});
 }
 
-void queryAdapter(QZCHbaapiAbs& aHbaapi, QZCString const& aName, Yield& aYield)
+void queryAdapter(qz::HbaApi& aApi, QZCString const& aName, Yield& aYield)
 {
-    std::string name(aName.get());
-    unsigned int const handle = aHbaapi.HA_OpenAdapter(name.data());
-    aHbaapi.HA_RefreshAdapter(handle);
-    attempt(aYield, [&] { queryPorts(aHbaapi, handle, aYield); });
-    attempt(aYield, [&] { queryTargets(aHbaapi, handle, aYield); });
-    attempt(aYield, [&] { reportLuns(aHbaapi, handle, 0x01); });
-    attempt(aYield, [&] { reportLuns(aHbaapi, handle, 0x41); });
-    aHbaapi.HA_CloseAdapter(handle);
+    qz::Adapter adapter(aApi, aName.get());
+    adapter.refresh();
+    attempt(aYield, [&] { queryPorts(aApi, adapter, aYield); });
+    attempt(aYield, [&] { queryTargets(adapter, aYield); });
+    attempt(aYield, [&] { reportLuns(aApi, adapter, 0x01); });
+    attempt(aYield, [&] { reportLuns(aApi, adapter, 0x41); });
 }
 
 struct Board
@@ -166,15 +163,13 @@ void takeEvents(qz::EventQueue& aQueue, std::uint64_t aEvents, std::vector<Board
 
 void queryAdapters(Yield& aYield)
 {
-    QZCHbaapiAbs hbaapi;
-    hbaapi.HA_LoadHbaapi();
+    qz::HbaApi api;
     QZCVector<QZCString> names;
-    hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
+    api.layer().HA_GetAdapterNames(api.numberOfAdapters(), names);
     for (QZCString const& name : names)
     {
-        attempt(aYield, [&] { queryAdapter(hbaapi, name, aYield); });
+        attempt(aYield, [&] { queryAdapter(api, name, aYield); });
     }
-    hbaapi.HA_FreeHbaapi();
 }
 
 void watchBoards(std::uint64_t aEvents, Yield& aYield)
