@@ -14,14 +14,13 @@
 #include "agentkit/include/EventQueue.h"
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/ScopeEvents.h"
+#include "agentkit/include/VqmLibrary.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Clib.h"
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Exception.h"
-#include "backend/common/include/Pointer.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
-#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
@@ -33,7 +32,7 @@ void ClibSleepMS(unsigned long) {}
 
 namespace
 {
-using NameHandle = QZCPointer<QZCWorldWideName>;
+using Registrations = std::vector<qz::VqmRegistration>;
 
 constexpr int patience = 10000;  // milliseconds without an event
 
@@ -113,25 +112,18 @@ void queryAdapter(qz::HbaApi& aApi, QZCString const& aName, Yield& aYield)
     attempt(aYield, [&] { reportLuns(aApi, adapter, 0x41); });
 }
 
-struct Board
+/// Registers the board, and sets its names.
+void registerBoard(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, qz::EventQueue& aQueue,
+                   qz::BoardNames& aNames, Registrations& aRegistrations, Yield& aYield)
 {
-    NameHandle mFirst;
-    NameHandle mSecond;
-    unsigned int mRegistration = 0;
-    bool mIsRegistered = false;
-};
-
-void registerBoard(QZCLibvqmAbs& aLibvqm, unsigned int aNumber, qz::EventQueue& aQueue, Board& aBoard,
-                   Yield& aYield)
-{
-    aLibvqm.LIBVQM_GetAdapterInfo(aNumber, aBoard.mFirst, aBoard.mSecond);
+    aNames = aEnvironment.names(aNumber);
     auto const any = qz::makeScopeEvent(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
-    aBoard.mIsRegistered = aLibvqm.LIBVQM_QzapiRegEvent(aNumber, aBoard.mSecond, any, &aQueue,
-                                                        &aBoard.mRegistration, &takeEvent) == QZ_OK;
-    aYield.mRefusals += aBoard.mIsRegistered ? 0 : 1;
+    aRegistrations.push_back(qz::VqmRegistration::quazor(aEnvironment.library(), aNumber, aNames.mSecond, any,
+                                                         &aQueue, &takeEvent));
+    aYield.mRefusals += aRegistrations.back().isActive() ? 0 : 1;
 }
 
-void checkEvent(qz::Event const& aEvent, Board const& aBoard, Yield& aYield)
+void checkEvent(qz::Event const& aEvent, qz::BoardNames const& aBoard, Yield& aYield)
 {
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
     QZCScopeData const data(kindOf(aEvent.mHead), aEvent.mPayload.data(), length, length, aBoard.mFirst,
@@ -140,7 +132,7 @@ void checkEvent(qz::Event const& aEvent, Board const& aBoard, Yield& aYield)
     checkRoundTrip(data, other, aYield);
 }
 
-void takeEvents(qz::EventQueue& aQueue, std::uint64_t aEvents, std::vector<Board> const& aBoards,
+void takeEvents(qz::EventQueue& aQueue, std::uint64_t aEvents, std::vector<qz::BoardNames> const& aBoards,
                 Yield& aYield)
 {
     qz::Event event{};
@@ -175,22 +167,14 @@ void queryAdapters(Yield& aYield)
 void watchBoards(std::uint64_t aEvents, Yield& aYield)
 {
     qz::EventQueue queue(65536, 16 * 1024 * 1024);
-    QZCLibvqmAbs libvqm;
-    libvqm.LIBVQM_LoadLibrary();
-    libvqm.LIBVQM_Init();
-    std::vector<Board> boards(libvqm.LIBVQM_GetNumberOfAdapters());
+    qz::VqmLibrary library;
+    qz::VqmEnvironment environment(library);
+    std::vector<qz::BoardNames> boards(environment.numberOfBoards());
+    Registrations registrations;
     for (unsigned int number = 0; number < boards.size(); ++number)
     {
-        attempt(aYield, [&] { registerBoard(libvqm, number, queue, boards[number], aYield); });
+        attempt(aYield,
+                [&] { registerBoard(environment, number, queue, boards[number], registrations, aYield); });
     }
     takeEvents(queue, aEvents, boards, aYield);
-    for (unsigned int number = 0; number < boards.size(); ++number)
-    {
-        if (boards[number].mIsRegistered)
-        {
-            libvqm.LIBVQM_QzapiUnregEvent(number, boards[number].mSecond, boards[number].mRegistration);
-        }
-    }
-    libvqm.LIBVQM_Close();
-    libvqm.LIBVQM_FreeLibrary();
 }
