@@ -37,9 +37,7 @@ std::string timeText(std::chrono::system_clock::time_point aTime)
 std::string lineOf(qz::Event const& aEvent)
 {
     std::size_t const length = aEvent.mPayload.size();
-    auto const begin = aEvent.mPayload.begin();
-    auto const end = begin + static_cast<std::ptrdiff_t>(std::min(length, bytesInALine));
-    std::string const start = hexOf({begin, end});
+    std::string const start = hexOf({aEvent.mPayload.data(), std::min(length, bytesInALine)});
     return fmt::format("{} board {} category {} subcategory {} length {}{}{}{}\n",
                        timeText(aEvent.mHead.mTime), aEvent.mHead.mBoard, aEvent.mHead.mCategory,
                        aEvent.mHead.mSubcategory, length, start.empty() ? "" : " ", start,
@@ -59,7 +57,9 @@ std::string jsonOf(qz::Event const& aEvent, Board const* aBoard)
                         aBoard->mSecondWwn->getStringForm().get());
     }
     std::size_t const length = aEvent.mPayload.size();
-    return json + fmt::format(R"(,"length":{},"payload":"{}"}})", length, hexOf(aEvent.mPayload)) + "\n";
+    return json +
+           fmt::format(R"(,"length":{},"payload":"{}"}})", length, hexOf({aEvent.mPayload.data(), length})) +
+           "\n";
 }
 }  // namespace
 
