@@ -7,31 +7,55 @@
 #include <string>
 #include <vector>
 
+#include "agentkit/include/ScopeDataView.h"
+#include "agentkit/include/Wwn.h"
 #include "fuzz/Fuzz.h"
 #include "fuzz/MemoryFile.h"
 #include "tools/qzagent/capture/Capture.h"
 #include "tools/qzagent/capture/CaptureFile.h"
-#include "tools/qzagent/capture/CaptureRecord.h"
 #include "tools/qzagent/capture/HexDump.h"
 #include "tools/qzagent/capture/HexText.h"
 
 namespace
 {
 using fuzz::expect;
-using qzagent::CaptureRecord;
+
+/// A copy of a record, which outlives the read window.
+struct Record
+{
+    explicit Record(qz::ScopeDataView const& aView)
+        : mSize(aView.size()),
+          mCategory(aView.category()),
+          mSubcategory(aView.subcategory()),
+          mFirst(aView.first()),
+          mSecond(aView.second())
+    {
+        if (aView.payload())
+        {
+            mPayload.emplace(aView.payload()->begin(), aView.payload()->end());
+        }
+    }
+
+    std::size_t mSize;
+    unsigned char mCategory;
+    unsigned char mSubcategory;
+    std::optional<qz::Wwn> mFirst;
+    std::optional<qz::Wwn> mSecond;
+    std::optional<std::vector<unsigned char>> mPayload;
+};
 
 /// The records up to the end or the first damaged one.
 struct Content
 {
-    std::vector<CaptureRecord> mRecords;
+    std::vector<Record> mRecords;
     bool mIsWhole = true;
 };
 
-bool isSame(CaptureRecord const& aLeft, CaptureRecord const& aRight)
+bool isSame(Record const& aLeft, Record const& aRight)
 {
     return aLeft.mSize == aRight.mSize && aLeft.mCategory == aRight.mCategory &&
-           aLeft.mSubcategory == aRight.mSubcategory && aLeft.mFirstWwn == aRight.mFirstWwn &&
-           aLeft.mSecondWwn == aRight.mSecondWwn && aLeft.mPayload == aRight.mPayload;
+           aLeft.mSubcategory == aRight.mSubcategory && aLeft.mFirst == aRight.mFirst &&
+           aLeft.mSecond == aRight.mSecond && aLeft.mPayload == aRight.mPayload;
 }
 
 bool isSame(Content const& aLeft, Content const& aRight)
@@ -51,10 +75,10 @@ Content contentOf(std::vector<unsigned char> const& aBytes)
     {
         for (std::size_t i = 0; i < aBytes.size(); i += content.mRecords.back().mSize)
         {
-            content.mRecords.push_back(qzagent::decodeRecord(&aBytes[i], aBytes.size() - i));
+            content.mRecords.emplace_back(qz::ScopeDataView(&aBytes[i], aBytes.size() - i));
         }
     }
-    catch (qzagent::RecordDamage const&)
+    catch (qz::ScopeDataError const&)
     {
         content.mIsWhole = false;
     }
@@ -68,11 +92,11 @@ Content readCapture(std::string const& aPath)
     {
         qzagent::Capture capture(aPath);
         std::uint64_t position = 0;
-        while (std::optional<CaptureRecord> record = capture.next())
+        while (std::optional<qz::ScopeDataView> const record = capture.next())
         {
             expect(capture.position() == position, "a record begins where the previous one ends");
-            position += record->mSize;
-            content.mRecords.push_back(*record);
+            position += record->size();
+            content.mRecords.emplace_back(*record);
         }
     }
     catch (qzagent::CaptureError const& error)
@@ -100,7 +124,7 @@ void fuzz::check(Input aInput)
     Content const atOnce = contentOf(bytes);
     expect(isHexText(bytes) || isSame(fromFile, atOnce), "the records do not depend on the read window");
 
-    std::string const text = "# as text\n" + qzagent::hexOf(bytes);
+    std::string const text = "# as text\n" + qzagent::hexOf({bytes.data(), bytes.size()});
     file.write(text.data(), text.size());
     expect(isSame(readCapture(file.path()), atOnce), "hexadecimal text yields the records of its bytes");
 }

@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Pointer.h"
@@ -22,8 +24,6 @@
 #include "tests/support/QueuedEvents.h"
 #include "tests/support/ScratchFolder.h"
 #include "tools/qzagent/capture/CaptureWriter.h"
-#include "tools/qzagent/vqm/EventQueue.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 
 using testing::ElementsAre;
 
@@ -105,7 +105,7 @@ protected:
 
     void registerAll()
     {
-        auto const any = qzagent::scopeEventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
+        auto const any = qz::makeScopeEvent(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
         for (unsigned int number = 0; number < mBoards.size(); ++number)
         {
             ASSERT_EQ(mLibvqm.LIBVQM_QzapiRegEvent(number, mBoards[number].mSecond, any, &mQueue,
@@ -134,7 +134,7 @@ protected:
     void capture(std::string const& aPath)
     {
         qzagent::CaptureWriter writer(aPath);
-        qzagent::WatchedEvent event{};
+        qz::Event event{};
         while (writer.numberOfRecords() + mQueue.dropped() < totalEvents)
         {
             if (mQueue.pop(event))
@@ -149,7 +149,7 @@ protected:
         }
     }
 
-    void append(qzagent::CaptureWriter& aWriter, qzagent::WatchedEvent const& aEvent)
+    void append(qzagent::CaptureWriter& aWriter, qz::Event const& aEvent)
     {
         Board const& board = mBoards.at(aEvent.mHead.mBoard);
         auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
@@ -163,7 +163,7 @@ protected:
 
     QZCLibvqmAbs mLibvqm;
     std::vector<Board> mBoards;
-    qzagent::EventQueue mQueue{65536, 64 * 1024 * 1024};
+    qz::EventQueue mQueue{65536, 64 * 1024 * 1024};
     QZCEncodableOutStream mStream;
     ScratchFolder mFolder;
 };
@@ -182,7 +182,7 @@ Bytes contentOf(std::string const& aPath)
 /// @return the next record, decoded and encoded again by the library
 Bytes reencoded(QZCEncodableInStream& aIn)
 {
-    QZCScopeData data(qzagent::scopeEventOf(0, 0));
+    QZCScopeData data(qz::makeScopeEvent(0, 0));
     data.decode(aIn);
     QZCEncodableOutStream out;
     data.encode(out);

@@ -76,27 +76,26 @@ TEST_F(OneArray, PortAttributesComeInPortOrder)
 TEST_F(OneArray, OneRequestReturnsAllTargetMappings)
 {
     auto const found = mappings();
-    ASSERT_EQ(found->NumberOfEntries, 8u);
+    ASSERT_EQ(found.size(), 8u);
     HBA_WWN const target = targetNumbered(1);
-    EXPECT_EQ(std::memcmp(&found->entry[0].FcpId.PortWWN, &target, sizeof target), 0);
+    EXPECT_EQ(std::memcmp(&found.begin()->FcpId.PortWWN, &target, sizeof target), 0);
     EXPECT_THAT(gRooms, ElementsAre(256u));
 }
 
 TEST_F(ManyMappings, SecondRequestHasExactlyTheRoomThatTheFirstAnswerReports)
 {
     auto const found = mappings();
-    EXPECT_EQ(found->NumberOfEntries, 300u);
+    EXPECT_EQ(found.size(), 300u);
     EXPECT_THAT(gRooms, ElementsAre(256u, 300u));
 }
 
 TEST_F(ManyMappings, SecondRequestReturnsEveryMapping)
 {
     auto const found = mappings();
-    ASSERT_EQ(found->NumberOfEntries, 300u);
-    HBA_FCPSCSIENTRY const* const entries = found->entry;
+    ASSERT_EQ(found.size(), 300u);
     for (unsigned int i = 0; i < 300; ++i)
     {
-        EXPECT_EQ(entries[i].ScsiId.ScsiOSLun, i);
+        EXPECT_EQ(found.begin()[i].ScsiId.ScsiOSLun, i);
     }
 }
 
@@ -118,13 +117,13 @@ TEST_F(LunLists, AcceptsAListOf4096Bytes)
 TEST_F(LunLists, RefusesAListOf4104Bytes)
 {
     expectHbaapiEx("HBA_SendReportLUNs method failed", [this] { reportLuns(3); });
-    EXPECT_EQ(mResponse.size(), smallSize);
+    EXPECT_EQ(mResponse.size(), SmallLunReport::initialSize);
     EXPECT_THAT(mLog.lines(), Contains(logOf("HA_SendReportLUNs").trace("HBA_SendReportLUNs method Failed")));
 }
 
 TEST_F(BusyAdapter, SameRequestIsRepeatedEverySecondUntilTheFifthSucceeds)
 {
-    EXPECT_EQ(mappings()->NumberOfEntries, 8u);
+    EXPECT_EQ(mappings().size(), 8u);
     EXPECT_THAT(gSleeps, ElementsAre(1000ul, 1000ul, 1000ul, 1000ul));
     EXPECT_THAT(gRooms, ElementsAre(256u, 256u, 256u, 256u, 256u));
 }

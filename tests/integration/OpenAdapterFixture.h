@@ -9,9 +9,10 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
+#include "agentkit/include/HbaApi.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 #include "tests/integration/HbaapiFixture.h"
-#include "tools/qzagent/hba/HbaapiGuards.h"
+#include "tests/support/SmallLunReport.h"
 
 inline HBA_WWN targetNumbered(HBA_UINT8 aNumber) { return {{0x50, 0, 0, 0, 0xab, 0, 0, aNumber}}; }
 
@@ -39,9 +40,11 @@ protected:
             mHbaapi.HA_GetAdapterPorts(mHandle, attributes().get(), mNumberOfPorts));
     }
 
-    std::unique_ptr<HBA_FCPTargetMapping, qzagent::Freed> mappings()
+    qz::TargetMappings mappings()
     {
-        return qzagent::targetMappings(mHbaapi, mHandle);
+        HBA_FCPTargetMapping* none = nullptr;
+        return qz::TargetMappings(std::unique_ptr<HBA_FCPTargetMapping, qz::BlockRelease>(
+            mHbaapi.HA_GetTargetMappings(mHandle, none)));
     }
 
     void reportLuns(HBA_UINT8 aTarget) { mResponse.fetch(mHbaapi, mHandle, targetNumbered(aTarget)); }
@@ -63,9 +66,7 @@ protected:
         }
     }
 
-    static constexpr unsigned int smallSize = 16;
-
     unsigned int mHandle = 0;
     unsigned int mNumberOfPorts = 0;
-    qzagent::ReportLunsResponse mResponse{smallSize};
+    SmallLunReport mResponse;
 };

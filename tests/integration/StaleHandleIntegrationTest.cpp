@@ -49,7 +49,7 @@ TEST_F(StaleHandle, ReportLunsFailsAndLogsTheStatus)
 {
     mHbaapi.HA_CloseAdapter(mHandle);
     expectHbaapiEx("HBA_SendReportLUNs method failed", [this] { reportLuns(1); });
-    EXPECT_EQ(mResponse.size(), smallSize);
+    EXPECT_EQ(mResponse.size(), SmallLunReport::initialSize);
     EXPECT_THAT(mLog.lines(),
                 Contains(logOf("HA_SendReportLUNs")
                              .trace("Failed SendReportLUNs - %s",

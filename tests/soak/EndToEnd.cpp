@@ -11,29 +11,28 @@
 #include <hbaapi.h>
 #include <poll.h>
 
+#include "agentkit/include/EventQueue.h"
+#include "agentkit/include/HbaApi.h"
+#include "agentkit/include/ScopeEvents.h"
+#include "agentkit/include/VqmLibrary.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Clib.h"
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Exception.h"
-#include "backend/common/include/Pointer.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
-#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
 #include "tests/support/QueuedEvents.h"
-#include "tools/qzagent/hba/HbaapiGuards.h"
-#include "tools/qzagent/vqm/EventQueue.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
+#include "tests/support/SmallLunReport.h"
 
 // Replaces the framework's function, so that the soak does not wait for a busy adapter.
 void ClibSleepMS(unsigned long) {}
 
 namespace
 {
-using NameHandle = QZCPointer<QZCWorldWideName>;
+using Registrations = std::vector<qz::VqmRegistration>;
 
 constexpr int patience = 10000;  // milliseconds without an event
 
@@ -78,75 +77,65 @@ void checkName(HBA_WWN const& aName, Yield& aYield)
     checkRoundTrip(QZCWorldWideName(aName.wwn), other, aYield);
 }
 
-void queryPorts(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
+void queryPorts(qz::HbaApi& aApi, qz::Adapter& aAdapter, Yield& aYield)
 {
-    std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes(aHbaapi.HA_GetAdapterAttributes(aHandle));
+    auto const attributes = aAdapter.attributes();
     unsigned int count = 0;
     std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-        aHbaapi.HA_GetAdapterPorts(aHandle, attributes.get(), count));
+        aApi.layer().HA_GetAdapterPorts(aAdapter.handle(), attributes.get(), count));
     for (unsigned int i = 0; i < count; ++i)
     {
         checkName(ports[i].PortWWN, aYield);
     }
 }
 
-void queryTargets(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, Yield& aYield)
+void queryTargets(qz::Adapter& aAdapter, Yield& aYield)
 {
-    auto const mapping = qzagent::targetMappings(aHbaapi, aHandle);
-    for (unsigned int i = 0; i < mapping->NumberOfEntries; ++i)
+    for (HBA_FCPSCSIENTRY const& mapping : aAdapter.targetMappings())
     {
-        checkName(mapping->entry[i].FcpId.PortWWN, aYield);
+        checkName(mapping.FcpId.PortWWN, aYield);
     }
 }
 
-void reportLuns(QZCHbaapiAbs& aHbaapi, unsigned int aHandle, HBA_UINT8 aTarget)
+void reportLuns(qz::HbaApi& aApi, qz::Adapter const& aAdapter, HBA_UINT8 aTarget)
 {
-    qzagent::ReportLunsResponse(16).fetch(aHbaapi, aHandle, {{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}});
+    SmallLunReport().fetch(aApi.layer(), aAdapter.handle(), {{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}});
 }
 
-void queryAdapter(QZCHbaapiAbs& aHbaapi, QZCString const& aName, Yield& aYield)
+void queryAdapter(qz::HbaApi& aApi, QZCString const& aName, Yield& aYield)
 {
-    std::string name(aName.get());
-    unsigned int const handle = aHbaapi.HA_OpenAdapter(name.data());
-    aHbaapi.HA_RefreshAdapter(handle);
-    attempt(aYield, [&] { queryPorts(aHbaapi, handle, aYield); });
-    attempt(aYield, [&] { queryTargets(aHbaapi, handle, aYield); });
-    attempt(aYield, [&] { reportLuns(aHbaapi, handle, 0x01); });
-    attempt(aYield, [&] { reportLuns(aHbaapi, handle, 0x41); });
-    aHbaapi.HA_CloseAdapter(handle);
+    qz::Adapter adapter(aApi, aName.get());
+    adapter.refresh();
+    attempt(aYield, [&] { queryPorts(aApi, adapter, aYield); });
+    attempt(aYield, [&] { queryTargets(adapter, aYield); });
+    attempt(aYield, [&] { reportLuns(aApi, adapter, 0x01); });
+    attempt(aYield, [&] { reportLuns(aApi, adapter, 0x41); });
 }
 
-struct Board
+/// Registers the board, and sets its names.
+void registerBoard(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, qz::EventQueue& aQueue,
+                   qz::BoardNames& aNames, Registrations& aRegistrations, Yield& aYield)
 {
-    NameHandle mFirst;
-    NameHandle mSecond;
-    unsigned int mRegistration = 0;
-    bool mIsRegistered = false;
-};
-
-void registerBoard(QZCLibvqmAbs& aLibvqm, unsigned int aNumber, qzagent::EventQueue& aQueue, Board& aBoard,
-                   Yield& aYield)
-{
-    aLibvqm.LIBVQM_GetAdapterInfo(aNumber, aBoard.mFirst, aBoard.mSecond);
-    auto const any = qzagent::scopeEventOf(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
-    aBoard.mIsRegistered = aLibvqm.LIBVQM_QzapiRegEvent(aNumber, aBoard.mSecond, any, &aQueue,
-                                                        &aBoard.mRegistration, &takeEvent) == QZ_OK;
-    aYield.mRefusals += aBoard.mIsRegistered ? 0 : 1;
+    aNames = aEnvironment.names(aNumber);
+    auto const any = qz::makeScopeEvent(QZ_ANY_CATEGORY, QZ_ANY_CATEGORY);
+    aRegistrations.push_back(qz::VqmRegistration::quazor(aEnvironment.library(), aNumber, aNames.mSecond, any,
+                                                         &aQueue, &takeEvent));
+    aYield.mRefusals += aRegistrations.back().isActive() ? 0 : 1;
 }
 
-void checkEvent(qzagent::WatchedEvent const& aEvent, Board const& aBoard, Yield& aYield)
+void checkEvent(qz::Event const& aEvent, qz::BoardNames const& aBoard, Yield& aYield)
 {
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());
     QZCScopeData const data(kindOf(aEvent.mHead), aEvent.mPayload.data(), length, length, aBoard.mFirst,
                             aBoard.mSecond);
-    QZCScopeData other(qzagent::scopeEventOf(0, 0));
+    QZCScopeData other(qz::makeScopeEvent(0, 0));
     checkRoundTrip(data, other, aYield);
 }
 
-void takeEvents(qzagent::EventQueue& aQueue, std::uint64_t aEvents, std::vector<Board> const& aBoards,
+void takeEvents(qz::EventQueue& aQueue, std::uint64_t aEvents, std::vector<qz::BoardNames> const& aBoards,
                 Yield& aYield)
 {
-    qzagent::WatchedEvent event{};
+    qz::Event event{};
     for (std::uint64_t taken = 0; taken < aEvents;)
     {
         if (aQueue.pop(event))
@@ -166,36 +155,26 @@ void takeEvents(qzagent::EventQueue& aQueue, std::uint64_t aEvents, std::vector<
 
 void queryAdapters(Yield& aYield)
 {
-    QZCHbaapiAbs hbaapi;
-    hbaapi.HA_LoadHbaapi();
+    qz::HbaApi api;
     QZCVector<QZCString> names;
-    hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
+    api.layer().HA_GetAdapterNames(api.numberOfAdapters(), names);
     for (QZCString const& name : names)
     {
-        attempt(aYield, [&] { queryAdapter(hbaapi, name, aYield); });
+        attempt(aYield, [&] { queryAdapter(api, name, aYield); });
     }
-    hbaapi.HA_FreeHbaapi();
 }
 
 void watchBoards(std::uint64_t aEvents, Yield& aYield)
 {
-    qzagent::EventQueue queue(65536, 16 * 1024 * 1024);
-    QZCLibvqmAbs libvqm;
-    libvqm.LIBVQM_LoadLibrary();
-    libvqm.LIBVQM_Init();
-    std::vector<Board> boards(libvqm.LIBVQM_GetNumberOfAdapters());
+    qz::EventQueue queue(65536, 16 * 1024 * 1024);
+    qz::VqmLibrary library;
+    qz::VqmEnvironment environment(library);
+    std::vector<qz::BoardNames> boards(environment.numberOfBoards());
+    Registrations registrations;
     for (unsigned int number = 0; number < boards.size(); ++number)
     {
-        attempt(aYield, [&] { registerBoard(libvqm, number, queue, boards[number], aYield); });
+        attempt(aYield,
+                [&] { registerBoard(environment, number, queue, boards[number], registrations, aYield); });
     }
     takeEvents(queue, aEvents, boards, aYield);
-    for (unsigned int number = 0; number < boards.size(); ++number)
-    {
-        if (boards[number].mIsRegistered)
-        {
-            libvqm.LIBVQM_QzapiUnregEvent(number, boards[number].mSecond, boards[number].mRegistration);
-        }
-    }
-    libvqm.LIBVQM_Close();
-    libvqm.LIBVQM_FreeLibrary();
 }

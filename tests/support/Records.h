@@ -5,18 +5,18 @@
 #include <array>
 #include <new>
 
+#include "agentkit/include/ScopeEvents.h"
 #include "backend/common/include/EncodableStream.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/LatencyData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/support/Bytes.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 
 /// A scope event of these numbers.
 inline QZCPointer<QZCScopeEvent> eventOf(unsigned char aCategory, unsigned char aSubcategory)
 {
-    return qzagent::scopeEventOf(aCategory, aSubcategory);
+    return qz::makeScopeEvent(aCategory, aSubcategory);
 }
 
 /// A name with these 8 bytes.

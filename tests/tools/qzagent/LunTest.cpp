@@ -1,17 +1,22 @@
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdlib>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "agentkit/include/HbaApi.h"
 #include "tests/support/Bytes.h"
 #include "tools/qzagent/hba/Lun.h"
 
 using qzagent::Lun;
 using qzagent::lunOf;
 using qzagent::Luns;
-using qzagent::lunsInReport;
+using qzagent::lunsIn;
 using qzagent::textOf;
 using qzagent::without;
 using testing::ElementsAre;
@@ -29,10 +34,11 @@ Bytes reportWithLength(unsigned char aLength)
 }
 
 /// Decodes a response in a block of exactly its size, so that memory checkers detect a read past its end.
-Luns lunsOf(Bytes aResponse)
+Luns lunsOf(Bytes const& aResponse)
 {
-    aResponse.shrink_to_fit();
-    return lunsInReport(aResponse.data(), aResponse.size());
+    std::unique_ptr<void, qz::BlockRelease> block(std::malloc(aResponse.size()));
+    std::copy(aResponse.begin(), aResponse.end(), static_cast<unsigned char*>(block.get()));
+    return lunsIn(qz::LunReport(std::move(block), aResponse.size()));
 }
 
 Luns numbers(unsigned int aFirst, unsigned int aLast, unsigned int aStep)

@@ -1,9 +1,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -11,6 +14,7 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
+#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/MappedLun.h"
 
@@ -42,15 +46,17 @@ HBA_FCPSCSIENTRY integerEntry(HBA_UINT32 aOsLun, HBA_UINT64 aFcpLun)
 /// The LUNs of an adapter with these mappings.
 std::vector<Lun> mappedLuns(std::vector<HBA_FCPSCSIENTRY> const& aEntries)
 {
-    std::vector<unsigned char> block(offsetof(HBA_FCPTargetMapping, entry) +
-                                     aEntries.size() * sizeof(HBA_FCPSCSIENTRY));
-    auto* const mapping = reinterpret_cast<HBA_FCPTargetMapping*>(block.data());
-    mapping->NumberOfEntries = static_cast<HBA_UINT32>(aEntries.size());
-    std::copy(aEntries.begin(), aEntries.end(), static_cast<HBA_FCPSCSIENTRY*>(mapping->entry));
+    std::size_t const size =
+        offsetof(HBA_FCPTargetMapping, entry) + aEntries.size() * sizeof(HBA_FCPSCSIENTRY);
+    std::unique_ptr<HBA_FCPTargetMapping, qz::BlockRelease> block(
+        static_cast<HBA_FCPTargetMapping*>(std::malloc(size)));
+    block->NumberOfEntries = static_cast<HBA_UINT32>(aEntries.size());
+    std::copy(aEntries.begin(), aEntries.end(), static_cast<HBA_FCPSCSIENTRY*>(block->entry));
+    qz::TargetMappings const mappings(std::move(block));
     std::vector<Lun> luns;
     for (HBA_FCPSCSIENTRY const& entry : aEntries)
     {
-        luns.push_back(lunOf(entry, lunStyleOf(*mapping)));
+        luns.push_back(lunOf(entry, lunStyleOf(mappings)));
     }
     return luns;
 }

@@ -7,18 +7,18 @@
 
 #include <gtest/gtest.h>
 
+#include "agentkit/include/EventQueue.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/ScratchFolder.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/watch/WatchCapture.h"
 
 namespace
 {
+using qz::Event;
 using qzagent::Board;
 using qzagent::WatchCapture;
-using qzagent::WatchedEvent;
 
 QZCPointer<QZCWorldWideName> nameOf(unsigned char aLastByte)
 {
@@ -34,7 +34,7 @@ std::string contentOf(std::string const& aPath)
 
 /// Takes the event while the allocation of that number fails, and then again.
 /// @return whether the allocation was reached
-bool takeTwice(WatchCapture& aCapture, WatchedEvent const& aEvent, Board const& aBoard, unsigned int aFailing)
+bool takeTwice(WatchCapture& aCapture, Event const& aEvent, Board const& aBoard, unsigned int aFailing)
 {
     bool hasFailed = false;
     try
@@ -55,7 +55,7 @@ TEST(WatchCaptureAllocations, NothingOfARecordWhoseEncodingFailsIsWritten)
 {
     ScratchFolder const folder;
     Board const board{0, nameOf(1), nameOf(2), {}};
-    WatchedEvent const event{{{}, 0, 3, 7}, std::vector<unsigned char>(1000, 0xaa)};
+    Event const event{{{}, 0, 3, 7}, std::vector<unsigned char>(1000, 0xaa)};
     std::string const path = folder.path() / "whole.capture";
     WatchCapture(path).take(event, &board);
     std::string const record = contentOf(path);

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include <fmt/format.h>
+#include "tools/qzagent/capture/Damage.h"
 
 namespace qzagent
 {
@@ -17,7 +17,7 @@ constexpr std::size_t initialWindow = 65536;
 
 Capture::Capture(std::string const& aPath) : mFile(aPath), mWindow(initialWindow) {}
 
-std::optional<CaptureRecord> Capture::next()
+std::optional<qz::ScopeDataView> Capture::next()
 {
     mPosition += mSize;
     mSize = 0;
@@ -25,27 +25,26 @@ std::optional<CaptureRecord> Capture::next()
     {
         return {};
     }
-    CaptureRecord record = decodeNext();
-    mSize = record.mSize;
+    qz::ScopeDataView const record = viewNext();
+    mSize = record.size();
     mBegin += mSize;
     return record;
 }
 
 /// Decodes the next record, and reads more of the file whenever the window ends inside the record.
-CaptureRecord Capture::decodeNext()
+qz::ScopeDataView Capture::viewNext()
 {
     for (;;)
     {
         try
         {
-            return decodeRecord(&mWindow[mBegin], mEnd - mBegin);
+            return {&mWindow[mBegin], mEnd - mBegin};
         }
-        catch (RecordDamage const& damage)
+        catch (qz::ScopeDataError const& error)
         {
-            if (!damage.mayBeCut() || !readMore())
+            if (!error.mayBeShort() || !readMore())
             {
-                throw CaptureError(
-                    fmt::format("{}: at byte {}: {}", name(), mPosition + damage.position(), damage.what()));
+                throw CaptureError(name() + ": " + damageText(mPosition, error));
             }
         }
     }

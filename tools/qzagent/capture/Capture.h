@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "agentkit/include/ScopeDataView.h"
 #include "tools/qzagent/capture/CaptureFile.h"
-#include "tools/qzagent/capture/CaptureRecord.h"
 
 namespace qzagent
 {
@@ -21,10 +21,9 @@ public:
     /// @throws CaptureError when the file cannot be opened or read
     explicit Capture(std::string const& aPath);
 
-    /// @return the next record; none at the end
+    /// @return the next record, valid until the next call; none at the end
     /// @throws CaptureError when the file cannot be read, or the next bytes are not a complete record
-    /// @throws QZCNoMemoryEx when memory is exhausted
-    std::optional<CaptureRecord> next();
+    std::optional<qz::ScopeDataView> next();
 
     /// Position of the record that next() returned last, in encoded bytes from the beginning.
     std::uint64_t position() const { return mPosition; }
@@ -34,7 +33,7 @@ public:
 
 private:
     bool readMore();
-    CaptureRecord decodeNext();
+    qz::ScopeDataView viewNext();
 
     CaptureFile mFile;
     std::vector<unsigned char> mWindow;

@@ -15,7 +15,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-#include "tools/qzagent/capture/CaptureRecord.h"
+#include "agentkit/include/ScopeDataView.h"
+#include "tools/qzagent/capture/Damage.h"
 
 namespace qzagent
 {
@@ -139,13 +140,12 @@ std::size_t CaptureWriter::sizeOfRecord(unsigned char const* aBytes, std::size_t
 {
     try
     {
-        return decodeRecord(aBytes, aSize).mSize;
+        return qz::ScopeDataView(aBytes, aSize).size();
     }
-    catch (RecordDamage const& damage)
+    catch (qz::ScopeDataError const& error)
     {
-        refuse(
-            fmt::format("it is not a complete capture: at byte {}: {}; its first {} records end at byte {}",
-                        mSize + damage.position(), damage.what(), mNumberOfRecords, mSize));
+        refuse(fmt::format("it is not a complete capture: {}; its first {} records end at byte {}",
+                           damageText(mSize, error), mNumberOfRecords, mSize));
     }
 }
 

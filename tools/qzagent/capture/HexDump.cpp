@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <string>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -22,25 +21,25 @@ void appendHex(std::string& aText, unsigned char aByte)
 
 char shownAs(unsigned char aByte) { return aByte >= ' ' && aByte <= '~' ? static_cast<char>(aByte) : '.'; }
 
-std::string lineOf(std::vector<unsigned char> const& aBytes, std::size_t aOffset)
+std::string lineOf(qz::Bytes aBytes, std::size_t aOffset)
 {
     std::string hex;
     std::string characters;
-    std::size_t const end = std::min(aBytes.size(), aOffset + bytesPerLine);
+    std::size_t const end = std::min(aBytes.mSize, aOffset + bytesPerLine);
     for (std::size_t i = aOffset; i < end; ++i)
     {
         hex += i == aOffset + bytesPerLine / 2 ? "  " : " ";
-        appendHex(hex, aBytes[i]);
-        characters += shownAs(aBytes[i]);
+        appendHex(hex, aBytes.mData[i]);
+        characters += shownAs(aBytes.mData[i]);
     }
     return fmt::format("  {:08x} {:<{}}  |{}|\n", aOffset, hex, 3 * bytesPerLine + 1, characters);
 }
 }  // namespace
 
-std::string hexOf(std::vector<unsigned char> const& aBytes)
+std::string hexOf(qz::Bytes aBytes)
 {
     std::string hex;
-    hex.reserve(2 * aBytes.size());
+    hex.reserve(2 * aBytes.mSize);
     for (unsigned char const byte : aBytes)
     {
         appendHex(hex, byte);
@@ -48,10 +47,10 @@ std::string hexOf(std::vector<unsigned char> const& aBytes)
     return hex;
 }
 
-std::string hexDumpOf(std::vector<unsigned char> const& aBytes)
+std::string hexDumpOf(qz::Bytes aBytes)
 {
     std::string dump;
-    for (std::size_t offset = 0; offset < aBytes.size(); offset += bytesPerLine)
+    for (std::size_t offset = 0; offset < aBytes.mSize; offset += bytesPerLine)
     {
         dump += lineOf(aBytes, offset);
     }

@@ -3,13 +3,14 @@
 #pragma once
 
 #include <string>
-#include <vector>
+
+#include "agentkit/include/Bytes.h"
 
 namespace qzagent
 {
 /// @return two hexadecimal digits for each byte
-std::string hexOf(std::vector<unsigned char> const& aBytes);
+std::string hexOf(qz::Bytes aBytes);
 
 /// @return a line for each 16 bytes: the offset, the bytes, and their printable ASCII characters
-std::string hexDumpOf(std::vector<unsigned char> const& aBytes);
+std::string hexDumpOf(qz::Bytes aBytes);
 }  // namespace qzagent

@@ -7,13 +7,13 @@
 
 #include <fmt/format.h>
 
+#include "agentkit/include/HbaApi.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/hba/HbaapiGuards.h"
 
 namespace qzagent
 {
@@ -38,12 +38,11 @@ void visitAll(Report& aReport, Visit const& aVisit)
 {
     try
     {
-        QZCHbaapiAbs hbaapi;
-        LoadedHbaapi const loaded(hbaapi);
+        qz::HbaApi api;
         std::size_t index = 0;
-        for (QZCString const& name : namesOf(hbaapi, aReport))
+        for (QZCString const& name : namesOf(api.layer(), aReport))
         {
-            aVisit(hbaapi, index++, name.get());
+            aVisit(api, index++, name.get());
         }
     }
     catch (std::exception const& exception)
@@ -70,12 +69,12 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
 {
     bool isVisited = false;
     visitAll(aReport,
-             [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
+             [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
              {
                  if (aWanted.value_or(aName) == aName)
                  {
                      isVisited = true;
-                     aVisit(aHbaapi, aIndex, aName);
+                     aVisit(aApi, aIndex, aName);
                  }
              });
     if (!isVisited)

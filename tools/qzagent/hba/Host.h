@@ -7,13 +7,13 @@
 #include <optional>
 #include <string>
 
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/cli/Report.h"
 
 namespace qzagent
 {
-/// Function that takes the layer, and the index and the name of an adapter.
-using Visit = std::function<void(QZCHbaapiAbs&, std::size_t, std::string const&)>;
+/// Function that takes the HBA API library, and the index and the name of an adapter.
+using Visit = std::function<void(qz::HbaApi&, std::size_t, std::string const&)>;
 
 /// Loads the common library, calls the function for one adapter or for each adapter in the order of their indexes, and
 /// frees the library.

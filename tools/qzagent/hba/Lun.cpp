@@ -77,32 +77,26 @@ Lun lunOf(unsigned char const* aBytes)
     return fmt::format("{:02x}", fmt::join(aBytes, aBytes + lunSize, ""));
 }
 
-//   bytes 0 to 3: length of the list in bytes, big-endian
-//   bytes 4 to 7: reserved
-//   from byte 8:  the LUNs, 8 bytes each
-std::size_t reportSize(unsigned char const* aResponse, std::size_t aSize)
-{
-    if (aSize < reportLunsHeaderSize)
-    {
-        return aSize;
-    }
-    std::size_t const length = bigEndian(aResponse, sizeof(unsigned int));
-    return reportLunsHeaderSize + std::min(length, aSize - reportLunsHeaderSize);
-}
-
-Luns lunsInReport(unsigned char const* aResponse, std::size_t aSize)
+Luns lunsIn(qz::LunReport const& aReport)
 {
     Luns luns;
-    if (aSize < reportLunsHeaderSize)
+    for (auto const& lun : aReport.luns())
     {
-        return luns;
-    }
-    std::size_t const count = (reportSize(aResponse, aSize) - reportLunsHeaderSize) / lunSize;
-    for (std::size_t i = 0; i < count; ++i)
-    {
-        luns.insert(lunOf(aResponse + reportLunsHeaderSize + i * lunSize));
+        luns.insert(lunOf(lun.data()));
     }
     return luns;
+}
+
+// The header begins with the length of the list in bytes.
+std::size_t sizeOf(qz::LunReport const& aReport)
+{
+    qz::Bytes const report = aReport.bytes();
+    if (report.mSize < reportLunsHeaderSize)
+    {
+        return report.mSize;
+    }
+    std::size_t const length = bigEndian(report.begin(), sizeof(unsigned int));
+    return reportLunsHeaderSize + std::min(length, report.mSize - reportLunsHeaderSize);
 }
 
 Luns without(Luns const& aLuns, Luns const& aOthers)

@@ -67,15 +67,14 @@ bool fitsScsi(HBA_FCPSCSIENTRY const& aEntry)
 bool fitsInteger(HBA_FCPSCSIENTRY const& aEntry) { return integerOf(aEntry) == aEntry.ScsiId.ScsiOSLun; }
 }  // namespace
 
-LunStyle lunStyleOf(HBA_FCPTargetMapping const& aMapping)
+LunStyle lunStyleOf(qz::TargetMappings const& aMappings)
 {
-    HBA_FCPSCSIENTRY const* const first = aMapping.entry;
-    HBA_FCPSCSIENTRY const* const end = first + aMapping.NumberOfEntries;
-    if (std::all_of(first, end, fitsScsi))
+    if (std::all_of(aMappings.begin(), aMappings.end(), fitsScsi))
     {
         return LunStyle::scsi;
     }
-    return std::all_of(first, end, fitsInteger) ? LunStyle::integer : LunStyle::unknown;
+    return std::all_of(aMappings.begin(), aMappings.end(), fitsInteger) ? LunStyle::integer
+                                                                        : LunStyle::unknown;
 }
 
 Lun lunOf(HBA_FCPSCSIENTRY const& aEntry, LunStyle aStyle)

@@ -6,6 +6,7 @@
 
 #include <hbaapi.h>
 
+#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/hba/Lun.h"
 
 namespace qzagent
@@ -20,7 +21,7 @@ enum class LunStyle
 
 /// @return the style that fits all mappings. The style scsi fits a mapping if ScsiOSLun is the number of the LUN, or the
 ///         integer that Linux forms from its bytes. If both styles fit, they give the same LUNs.
-LunStyle lunStyleOf(HBA_FCPTargetMapping const& aMapping);
+LunStyle lunStyleOf(qz::TargetMappings const& aMappings);
 
 /// @return the LUN of the mapping; in an unknown style, the 16 hexadecimal digits of FcpLun in memory
 Lun lunOf(HBA_FCPSCSIENTRY const& aEntry, LunStyle aStyle);

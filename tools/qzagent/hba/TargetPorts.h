@@ -8,6 +8,8 @@
 
 #include <hbaapi.h>
 
+#include "agentkit/include/HbaApi.h"
+
 namespace qzagent
 {
 /// Orders names by their bytes.
@@ -21,13 +23,12 @@ struct ByBytes
 
 using PortNames = std::set<HBA_WWN, ByBytes>;
 
-inline PortNames targetPortsIn(HBA_FCPTargetMapping const& aMapping)
+inline PortNames targetPortsIn(qz::TargetMappings const& aMappings)
 {
     PortNames names;
-    HBA_FCPSCSIENTRY const* const entries = aMapping.entry;
-    for (HBA_UINT32 i = 0; i < aMapping.NumberOfEntries; ++i)
+    for (HBA_FCPSCSIENTRY const& mapping : aMappings)
     {
-        names.insert(entries[i].FcpId.PortWWN);
+        names.insert(mapping.FcpId.PortWWN);
     }
     return names;
 }

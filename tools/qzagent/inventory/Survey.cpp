@@ -12,13 +12,12 @@
 #include <fmt/format.h>
 #include <hbaapi.h>
 
+#include "agentkit/include/HbaApi.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/HbaFields.h"
-#include "tools/qzagent/hba/HbaapiGuards.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/MappedLun.h"
 #include "tools/qzagent/hba/TargetPorts.h"
@@ -62,19 +61,18 @@ void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, Remote
     }
 }
 
-Targets targetsIn(HBA_FCPTargetMapping const& aMapping, LunStyle aStyle)
+Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
 {
     Targets targets;
-    HBA_FCPSCSIENTRY const* const entries = aMapping.entry;
-    for (HBA_UINT32 i = 0; i < aMapping.NumberOfEntries; ++i)
+    for (HBA_FCPSCSIENTRY const& mapping : aMappings)
     {
-        HBA_FCPID const& id = entries[i].FcpId;
+        HBA_FCPID const& id = mapping.FcpId;
         RemotePort& target = targets[id.PortWWN];
         if (!target.mLuns)
         {
             target = {id.PortWWN, fieldsOfRemotePort(id), TargetLuns(), {}};
         }
-        target.mLuns->mMapped.insert(lunOf(entries[i], aStyle));
+        target.mLuns->mMapped.insert(lunOf(mapping, aStyle));
     }
     return targets;
 }
@@ -82,8 +80,8 @@ Targets targetsIn(HBA_FCPTargetMapping const& aMapping, LunStyle aStyle)
 class Surveyor
 {
 public:
-    Surveyor(QZCHbaapiAbs& aHbaapi, Report& aReport, Progress& aProgress, FoundAdapter& aFound)
-        : mHbaapi(aHbaapi), mReport(aReport), mProgress(aProgress), mFound(aFound)
+    Surveyor(qz::HbaApi& aApi, Report& aReport, Progress& aProgress, FoundAdapter& aFound)
+        : mApi(aApi), mReport(aReport), mProgress(aProgress), mFound(aFound)
     {
     }
 
@@ -93,22 +91,22 @@ public:
                 [this]
                 {
                     setStep("opening");
-                    OpenAdapter const opened(mHbaapi, mFound.mName);
-                    surveyOpened(opened.handle());
+                    qz::Adapter opened(mApi, mFound.mName);
+                    surveyOpened(opened);
                 });
     }
 
 private:
     /// An adapter that does not report its attributes is not queried further.
-    void surveyOpened(HBA_HANDLE aHandle)
+    void surveyOpened(qz::Adapter& aOpened)
     {
         setStep("refresh");
-        mHbaapi.HA_RefreshAdapter(aHandle);
+        aOpened.refresh();
         setStep("attributes");
-        std::unique_ptr<HBA_ADAPTERATTRIBUTES> const adapter(mHbaapi.HA_GetAdapterAttributes(aHandle));
+        std::unique_ptr<HBA_ADAPTERATTRIBUTES> const adapter = aOpened.attributes();
         mFound.mFields = fieldsOf(*adapter);
-        attempt(mFound.mFailures, [&] { readPorts(aHandle, *adapter); });
-        attempt(mFound.mFailures, [&] { readTargets(aHandle); });
+        attempt(mFound.mFailures, [&] { readPorts(aOpened.handle(), *adapter); });
+        attempt(mFound.mFailures, [&] { readTargets(aOpened); });
     }
 
     void readPorts(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES const& aAdapter)
@@ -116,7 +114,7 @@ private:
         setStep("ports");
         unsigned int count = 0;
         std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-            mHbaapi.HA_GetAdapterPorts(aHandle, &aAdapter, count));
+            mApi.layer().HA_GetAdapterPorts(aHandle, &aAdapter, count));
         for (unsigned int i = 0; i < count; ++i)
         {
             setStep(fmt::format("remote ports of port {}", i));
@@ -127,33 +125,31 @@ private:
         }
     }
 
-    void readTargets(HBA_HANDLE aHandle)
+    void readTargets(qz::Adapter& aOpened)
     {
         setStep("target mappings");
-        auto const mapping = targetMappings(mHbaapi, aHandle);
-        LunStyle const style = lunStyleOf(*mapping);
+        qz::TargetMappings const mappings = aOpened.targetMappings();
+        LunStyle const style = lunStyleOf(mappings);
         if (style == LunStyle::unknown)
         {
             mReport.addNote(mFound.mName +
                             ": the LUNs of the target mappings have no known form and are shown "
                             "as the digits of FcpLun");
         }
-        Targets targets = targetsIn(*mapping, style);
+        Targets targets = targetsIn(mappings, style);
         for (auto& [name, target] : targets)
         {
             RemotePort& asked = target;
             attempt(
-                asked.mFailures, [&] { readLuns(aHandle, asked); }, &name);
+                asked.mFailures, [&] { readLuns(aOpened, asked); }, &name);
         }
         place(std::move(targets));
     }
 
-    void readLuns(HBA_HANDLE aHandle, RemotePort& aTarget)
+    void readLuns(qz::Adapter& aOpened, RemotePort& aTarget)
     {
         setStep("LUNs of " + wwnText(aTarget.mName));
-        ReportLunsResponse response;
-        response.fetch(mHbaapi, aHandle, aTarget.mName);
-        aTarget.mLuns->mReported = lunsInReport(response.bytes(), response.size());
+        aTarget.mLuns->mReported = lunsIn(aOpened.reportLuns(qz::Wwn(aTarget.mName)));
     }
 
     /// Puts each target under the ports that discovered it, and the others under the adapter.
@@ -211,18 +207,18 @@ private:
         }
     }
 
-    QZCHbaapiAbs& mHbaapi;
+    qz::HbaApi& mApi;
     Report& mReport;
     Progress& mProgress;
     FoundAdapter& mFound;
 };
 }  // namespace
 
-FoundAdapter survey(QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName, Report& aReport,
+FoundAdapter survey(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName, Report& aReport,
                     Progress& aProgress)
 {
     FoundAdapter found{aIndex, aName, {}, {}, {}, {}};
-    Surveyor(aHbaapi, aReport, aProgress, found).survey();
+    Surveyor(aApi, aReport, aProgress, found).survey();
     return found;
 }
 }  // namespace qzagent

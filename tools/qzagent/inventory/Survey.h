@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
@@ -17,6 +17,6 @@ namespace qzagent
 /// @param aName     name of the adapter
 /// @param aReport   receives failures, each of which is also recorded in the part of the inventory that it concerns
 /// @param aProgress receives the steps
-FoundAdapter survey(QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName, Report& aReport,
+FoundAdapter survey(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName, Report& aReport,
                     Progress& aProgress);
 }  // namespace qzagent

@@ -10,7 +10,7 @@
 
 #include <hbaapi.h>
 
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
@@ -37,6 +37,6 @@ struct MeasuredAdapter
 /// @param aCount    number of requests to each target port
 /// @param aReport   receives failures; a target port that fails is left out of the result
 /// @param aProgress receives the steps
-MeasuredAdapter measure(QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName,
-                        unsigned int aCount, Report& aReport, Progress& aProgress);
+MeasuredAdapter measure(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName, unsigned int aCount,
+                        Report& aReport, Progress& aProgress);
 }  // namespace qzagent

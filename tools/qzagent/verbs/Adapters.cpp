@@ -7,13 +7,12 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
-#include "tools/qzagent/hba/HbaapiGuards.h"
 #include "tools/qzagent/hba/Host.h"
 
 namespace qzagent
@@ -29,13 +28,13 @@ struct Adapter
     char const* state() const { return mHandle ? "ok" : "failed"; }
 };
 
-Adapter visit(QZCHbaapiAbs& aHbaapi, std::string const& aName, Report& aReport)
+Adapter visit(qz::HbaApi& aApi, std::string const& aName, Report& aReport)
 {
     Adapter adapter{aName, {}};
     try
     {
-        OpenAdapter const opened(aHbaapi, aName);
-        aHbaapi.HA_RefreshAdapter(opened.handle());
+        qz::Adapter opened(aApi, aName);
+        opened.refresh();
         adapter.mHandle = opened.handle();
     }
     catch (std::exception const& exception)
@@ -68,8 +67,8 @@ Answer adapters(Report& aReport, bool aColoured)
 {
     std::vector<Adapter> found;
     visitAdapters(aReport, {},
-                  [&](QZCHbaapiAbs& aHbaapi, std::size_t, std::string const& aName)
-                  { found.push_back(visit(aHbaapi, aName, aReport)); });
+                  [&](qz::HbaApi& aApi, std::size_t, std::string const& aName)
+                  { found.push_back(visit(aApi, aName, aReport)); });
     Table table({{"INDEX", Table::Fit::right},
                  {"NAME", Table::Fit::wrapped},
                  {"HANDLE", Table::Fit::left},

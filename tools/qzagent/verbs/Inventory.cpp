@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ErrorStream.h"
@@ -33,8 +33,8 @@ std::vector<FoundAdapter> surveyAll(Setting const& aSetting, Wanted const& aWant
     progress.setStep("adapters");
     std::vector<FoundAdapter> found;
     visitAdapters(report, aWanted,
-                  [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
-                  { found.push_back(survey(aHbaapi, aIndex, aName, report, progress)); });
+                  [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
+                  { found.push_back(survey(aApi, aIndex, aName, report, progress)); });
     return found;
 }
 

@@ -7,8 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agentkit/include/HbaApi.h"
 #include "backend/common/include/EncodableStream.h"
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ErrorStream.h"
@@ -51,9 +51,9 @@ Measured measureAll(Setting const& aSetting, Options const& aOptions)
     Measured measured{{}, emptyEntry()};
     visitAdapters(
         report, aOptions.mAdapter,
-        [&](QZCHbaapiAbs& aHbaapi, std::size_t aIndex, std::string const& aName)
+        [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
         {
-            measured.mAdapters.push_back(measure(aHbaapi, aIndex, aName, aOptions.mCount, report, progress));
+            measured.mAdapters.push_back(measure(aApi, aIndex, aName, aOptions.mCount, report, progress));
             measured.mLatencies->aggregate(measured.mAdapters.back().mLatencies);
         });
     return measured;

@@ -7,10 +7,10 @@
 
 #include <fmt/format.h>
 
+#include "agentkit/include/ScopeDataView.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/capture/Capture.h"
 #include "tools/qzagent/capture/CaptureFile.h"
-#include "tools/qzagent/capture/CaptureRecord.h"
 #include "tools/qzagent/capture/HexDump.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
@@ -30,36 +30,36 @@ struct Place
     std::uint64_t mPosition;  ///< encoded bytes before the record
 };
 
-std::string textOf(Place const& aPlace, CaptureRecord const& aRecord)
+std::string textOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
 {
     std::string text = fmt::format("record {} at byte {}: category {}, subcategory {}", aPlace.mNumber,
-                                   aPlace.mPosition, aRecord.mCategory, aRecord.mSubcategory);
-    if (aRecord.mFirstWwn)
+                                   aPlace.mPosition, aRecord.category(), aRecord.subcategory());
+    if (aRecord.hasNames())
     {
-        text += fmt::format(", names {} and {}", *aRecord.mFirstWwn, *aRecord.mSecondWwn);
+        text += fmt::format(", names {} and {}", aRecord.first()->text(), aRecord.second()->text());
     }
-    if (!aRecord.mPayload)
+    if (!aRecord.payload())
     {
         return text + ", no payload\n";
     }
-    return text + fmt::format(", payload of {} bytes\n", aRecord.mPayload->size()) +
-           hexDumpOf(*aRecord.mPayload);
+    return text + fmt::format(", payload of {} bytes\n", aRecord.payload()->mSize) +
+           hexDumpOf(*aRecord.payload());
 }
 
 /// Formatted directly, which is faster: no value needs escaping, and there can be millions of records.
-std::string jsonOf(Place const& aPlace, CaptureRecord const& aRecord)
+std::string jsonOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
 {
     std::string json =
         fmt::format(R"({{"record":{},"position":{},"size":{},"category":{},"subcategory":{})", aPlace.mNumber,
-                    aPlace.mPosition, aRecord.mSize, aRecord.mCategory, aRecord.mSubcategory);
-    if (aRecord.mFirstWwn)
+                    aPlace.mPosition, aRecord.size(), aRecord.category(), aRecord.subcategory());
+    if (aRecord.hasNames())
     {
-        json +=
-            fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", *aRecord.mFirstWwn, *aRecord.mSecondWwn);
+        json += fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", aRecord.first()->text(),
+                            aRecord.second()->text());
     }
-    if (aRecord.mPayload)
+    if (aRecord.payload())
     {
-        json += fmt::format(R"(,"payload":"{}")", hexOf(*aRecord.mPayload));
+        json += fmt::format(R"(,"payload":"{}")", hexOf(*aRecord.payload()));
     }
     return json + "}\n";
 }
@@ -70,7 +70,7 @@ class RecordPrinter
 public:
     explicit RecordPrinter(Setting const& aSetting) : mSetting(aSetting) {}
 
-    void add(std::uint64_t aPosition, CaptureRecord const& aRecord)
+    void add(std::uint64_t aPosition, qz::ScopeDataView const& aRecord)
     {
         Place const place{mCount++, aPosition};
         mBlock += mSetting.mIsJson ? jsonOf(place, aRecord) : textOf(place, aRecord);
@@ -99,7 +99,7 @@ void showAll(Setting const& aSetting, Capture& aCapture)
     RecordPrinter printer(aSetting);
     try
     {
-        while (std::optional<CaptureRecord> const record = aCapture.next())
+        while (std::optional<qz::ScopeDataView> const record = aCapture.next())
         {
             printer.add(aCapture.position(), *record);
         }

@@ -6,14 +6,14 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "agentkit/include/VqmLibrary.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
+#include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
-#include "tools/qzagent/vqm/VqmGuards.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 
 namespace qzagent
@@ -28,7 +28,7 @@ struct Findings
     std::vector<Board> mBoards;
 };
 
-DiagnosticEnvironment initialise(LoadedLibvqm& aLibrary, Report& aReport, LibvqmVersions& aVersions)
+ReportedEnvironment initialise(qz::VqmLibrary& aLibrary, Report& aReport, LibvqmVersions& aVersions)
 {
     LibvqmVersionLog const log(aReport.errors(), aVersions);
     return {aLibrary, aReport};
@@ -37,15 +37,15 @@ DiagnosticEnvironment initialise(LoadedLibvqm& aLibrary, Report& aReport, Libvqm
 /// @param aFindings set step by step, so that it keeps the answers before a failure
 void query(Findings& aFindings, Report& aReport)
 {
-    LoadedLibvqm library;
-    DiagnosticEnvironment const environment = initialise(library, aReport, aFindings.mVersions);
-    if (library.call(&QZCLibvqmAbs::LIBVQM_GetNumberOfAdapters) == 0)
+    qz::VqmLibrary library;
+    ReportedEnvironment environment = initialise(library, aReport, aFindings.mVersions);
+    if (environment->numberOfBoards() == 0)
     {
         aReport.addNote("no boards");
         return;
     }
-    aFindings.mSupportsQuazor = library.call(&QZCLibvqmAbs::LIBVQM_IsQzapiSupported);
-    aFindings.mBoards = boardsOf(library, aReport);
+    aFindings.mSupportsQuazor = environment->supportsQuazorEvents();
+    aFindings.mBoards = boardsOf(*environment, aReport);
 }
 
 nlohmann::ordered_json jsonOf(Board const& aBoard)

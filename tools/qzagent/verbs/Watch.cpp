@@ -15,18 +15,18 @@
 #include <fmt/format.h>
 #include <poll.h>
 
+#include "agentkit/include/EventQueue.h"
+#include "agentkit/include/VqmLibrary.h"
 #include "backend/common/include/Exception.h"
-#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
-#include "tools/qzagent/vqm/EventQueue.h"
+#include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
-#include "tools/qzagent/vqm/VqmGuards.h"
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/watch/WatchCapture.h"
 #include "tools/qzagent/watch/WatchLines.h"
@@ -94,10 +94,10 @@ public:
 private:
     void watch()
     {
-        LoadedLibvqm library;
-        DiagnosticEnvironment const environment(library, mSetting.mReport);
-        findBoards(library);
-        if (!mOptions.mIsPlain && !library.call(&QZCLibvqmAbs::LIBVQM_IsQzapiSupported))
+        qz::VqmLibrary library;
+        ReportedEnvironment environment(library, mSetting.mReport);
+        findBoards(*environment);
+        if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
         {
             throw std::runtime_error(
                 "the driver does not support Quazor events; use --plain for plain events");
@@ -111,16 +111,16 @@ private:
         mSink->finish();
     }
 
-    void findBoards(LoadedLibvqm& aLibrary)
+    void findBoards(qz::VqmEnvironment& aEnvironment)
     {
-        unsigned int const count = aLibrary.call(&QZCLibvqmAbs::LIBVQM_GetNumberOfAdapters);
+        unsigned int const count = aEnvironment.numberOfBoards();
         if (count == 0)
         {
             throw std::runtime_error("no boards to watch");
         }
         if (!mOptions.mBoard)
         {
-            mBoards = boardsOf(aLibrary, mSetting.mReport);
+            mBoards = boardsOf(aEnvironment, mSetting.mReport);
             return;
         }
         if (*mOptions.mBoard >= count)
@@ -128,7 +128,7 @@ private:
             throw std::runtime_error(
                 fmt::format("no board {}; run qzagent vendor to list them", *mOptions.mBoard));
         }
-        mBoards.push_back(boardOf(aLibrary, *mOptions.mBoard, mSetting.mReport));
+        mBoards.push_back(boardOf(aEnvironment, *mOptions.mBoard, mSetting.mReport));
     }
 
     void openSink()
@@ -143,7 +143,7 @@ private:
         }
     }
 
-    void watchRegistered(LoadedLibvqm& aLibrary)
+    void watchRegistered(qz::VqmLibrary& aLibrary)
     {
         auto const numberOr = [](std::optional<unsigned int> const& aNumber)
         { return static_cast<unsigned char>(aNumber.value_or(anyCategory)); };
@@ -253,11 +253,11 @@ private:
     WatchOptions const& mOptions;
     // Created before the vendor library is loaded, so that its threads block the signals too.
     StopSignals mSignals;
-    EventQueue mQueue;
+    qz::EventQueue mQueue;
     std::vector<Board> mBoards;
     std::unique_ptr<WatchSink> mSink;
     std::optional<Clock::time_point> mEnd;
-    WatchedEvent mEvent{};
+    qz::Event mEvent{};
     std::uint64_t mTaken = 0;
     bool mHasBegun = false;  ///< whether a board was registered
     WatchTally mTally;

@@ -4,36 +4,35 @@
 
 #include <fmt/format.h>
 
+#include "agentkit/include/VqmLibrary.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
-#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/vqm/VqmGuards.h"
 
 namespace qzagent
 {
-Board boardOf(LoadedLibvqm& aLibrary, unsigned int aNumber, Report& aReport)
+Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aReport)
 {
-    Board board{aNumber, {}, {}, {}};
     try
     {
-        aLibrary.call(&QZCLibvqmAbs::LIBVQM_GetAdapterInfo, aNumber, board.mFirstWwn, board.mSecondWwn);
+        qz::BoardNames const names = aEnvironment.names(aNumber);
+        return {aNumber, names.mFirst, names.mSecond, {}};
     }
     catch (QZCNotFoundEx const& exception)
     {
-        board.mFailure = failureOf(exception);
+        Board const board{aNumber, {}, {}, failureOf(exception)};
         aReport.addFailure(*board.mFailure, fmt::format("board {}", aNumber));
+        return board;
     }
-    return board;
 }
 
-std::vector<Board> boardsOf(LoadedLibvqm& aLibrary, Report& aReport)
+std::vector<Board> boardsOf(qz::VqmEnvironment& aEnvironment, Report& aReport)
 {
-    unsigned int const count = aLibrary.call(&QZCLibvqmAbs::LIBVQM_GetNumberOfAdapters);
+    unsigned int const count = aEnvironment.numberOfBoards();
     std::vector<Board> boards;
     for (unsigned int number = 0; number < count; ++number)
     {
-        boards.push_back(boardOf(aLibrary, number, aReport));
+        boards.push_back(boardOf(aEnvironment, number, aReport));
     }
     return boards;
 }

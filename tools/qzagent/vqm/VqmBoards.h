@@ -5,11 +5,11 @@
 #include <optional>
 #include <vector>
 
+#include "agentkit/include/VqmLibrary.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/vqm/VqmGuards.h"
 
 namespace qzagent
 {
@@ -26,12 +26,12 @@ struct Board
 /// @param aReport receives the failure when the names are unavailable
 /// @throws QZCNotAllowedEx when the vendor library lacks a function
 /// @throws QZCNoMemoryEx when memory is exhausted
-Board boardOf(LoadedLibvqm& aLibrary, unsigned int aNumber, Report& aReport);
+Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aReport);
 
 /// Reads the names of all boards.
 /// @param aReport receives a failure for each board whose names are unavailable
 /// @return the boards in the order of their numbers, which begin with 0
 /// @throws QZCNotAllowedEx when the vendor library lacks a function
 /// @throws QZCNoMemoryEx when memory is exhausted
-std::vector<Board> boardsOf(LoadedLibvqm& aLibrary, Report& aReport);
+std::vector<Board> boardsOf(qz::VqmEnvironment& aEnvironment, Report& aReport);
 }  // namespace qzagent

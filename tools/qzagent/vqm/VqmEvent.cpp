@@ -11,6 +11,4 @@ VqmPayload payloadOf(QZ_event const* aEvent)
     bool const hasPayload = aEvent != nullptr && aEvent->mPayload != nullptr;
     return hasPayload ? VqmPayload{aEvent->mPayload, aEvent->mLength} : VqmPayload{nullptr, 0};
 }
-
-bool isAccepted(unsigned int aResult) { return aResult == QZ_OK; }
 }  // namespace qzagent

@@ -1,5 +1,5 @@
 /// @file
-/// The agent's assumptions about the event records and result codes of the vendor library. No other file depends on
+/// The agent's assumptions about the event records of the vendor library. No other file depends on
 /// them, so an agent for another vendor library replaces this pair of files.
 #pragma once
 
@@ -22,7 +22,4 @@ struct VqmPayload
 /// @param aEvent may be null
 /// @return the payload, valid until the event's callback returns; null and 0 for an event without payload
 VqmPayload payloadOf(QZ_event const* aEvent);
-
-/// @return whether the vendor library accepted a registration or an unregistration
-bool isAccepted(unsigned int aResult);
 }  // namespace qzagent

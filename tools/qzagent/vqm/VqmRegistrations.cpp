@@ -4,18 +4,18 @@
 #include <cstdarg>
 #include <ctime>
 #include <exception>
+#include <utility>
 
 #include <fmt/format.h>
 #include <hbaapi.h>
 
-#include "backend/sensor/agentcommon/include/LibvqmAbs.h"
+#include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
+#include "agentkit/include/VqmLibrary.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/vqm/EventQueue.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
-#include "tools/qzagent/vqm/VqmGuards.h"
 
 namespace qzagent
 {
@@ -26,7 +26,7 @@ void handOver(void* aQueue, unsigned int aBoard, unsigned int aCategory, unsigne
               QZ_event const* aEvent)
 {
     VqmPayload const payload = payloadOf(aEvent);
-    static_cast<EventQueue*>(aQueue)->push(
+    static_cast<qz::EventQueue*>(aQueue)->push(
         {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, payload.mBytes, payload.mLength);
 }
 
@@ -51,55 +51,45 @@ void takePlainEvent(unsigned int aBoard, ...)
 
 VqmRegistrations::~VqmRegistrations()
 {
-    for (Registration const& registration : mRegistrations)
+    for (RegisteredBoard& board : mBoards)
     {
-        end(registration);
+        end(board);
     }
 }
 
 void VqmRegistrations::add(Board const& aBoard)
 {
-    Registration registration{aBoard.mNumber, aBoard.mSecondWwn, 0};
-    mRegistrations.reserve(mRegistrations.size() + 1);
-    unsigned int const result = begin(registration);
-    if (isAccepted(result))
+    qz::VqmRegistration registration = registrationOf(aBoard);
+    if (registration.result() == qz::VqmRegistration::accepted)
     {
-        mRegistrations.push_back(registration);
+        mBoards.push_back({aBoard.mNumber, std::move(registration)});
     }
     else
     {
-        reportRefusal("registration", aBoard.mNumber, result);
+        reportRefusal("registration", aBoard.mNumber, registration.result());
     }
 }
 
-unsigned int VqmRegistrations::begin(Registration& aRegistration)
+qz::VqmRegistration VqmRegistrations::registrationOf(Board const& aBoard)
 {
     if (mKind.mIsPlain)
     {
-        return mLibrary.call(&QZCLibvqmAbs::LIBVQM_VqmRegEvent, aRegistration.mBoard, mKind.mCategory,
-                             &mQueue, mKind.mSubcategory, &takePlainEvent);
+        return qz::VqmRegistration::plain(mLibrary, aBoard.mNumber, mKind.mCategory, &mQueue,
+                                          mKind.mSubcategory, &takePlainEvent);
     }
-    return mLibrary.call(&QZCLibvqmAbs::LIBVQM_QzapiRegEvent, aRegistration.mBoard, aRegistration.mPort,
-                         scopeEventOf(mKind.mCategory, mKind.mSubcategory), &mQueue, &aRegistration.mId,
-                         &takeQuazorEvent);
+    return qz::VqmRegistration::quazor(mLibrary, aBoard.mNumber, aBoard.mSecondWwn,
+                                       qz::makeScopeEvent(mKind.mCategory, mKind.mSubcategory), &mQueue,
+                                       &takeQuazorEvent);
 }
 
-void VqmRegistrations::end(Registration const& aRegistration)
+void VqmRegistrations::end(RegisteredBoard& aBoard)
 {
-    if (!mLibrary.isLoaded())
-    {
-        return;
-    }
     try
     {
-        unsigned int const result =
-            mKind.mIsPlain
-                ? mLibrary.call(&QZCLibvqmAbs::LIBVQM_VqmUnregEvent, aRegistration.mBoard, mKind.mCategory)
-                : mLibrary.call(&QZCLibvqmAbs::LIBVQM_QzapiUnregEvent, aRegistration.mBoard,
-                                aRegistration.mPort, aRegistration.mId);
-        if (!isAccepted(result))
+        unsigned int const result = aBoard.mRegistration.end();
+        if (result != qz::VqmRegistration::accepted)
         {
-            reportRefusal("unregistration", aRegistration.mBoard, result);
+            reportRefusal("unregistration", aBoard.mBoard, result);
         }
     }
     catch (std::exception const& exception)

@@ -4,12 +4,10 @@
 
 #include <vector>
 
-#include "backend/common/include/Pointer.h"
-#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "agentkit/include/EventQueue.h"
+#include "agentkit/include/VqmLibrary.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
-#include "tools/qzagent/vqm/VqmGuards.h"
 
 namespace qzagent
 {
@@ -28,7 +26,8 @@ public:
     /// @param aQueue  receives the events; must outlive the vendor library, which may send events after it was asked to
     ///                unregister
     /// @param aReport receives refused registrations and unregistrations
-    VqmRegistrations(LoadedLibvqm& aLibrary, EventKind const& aKind, EventQueue& aQueue, Report& aReport)
+    VqmRegistrations(qz::VqmLibrary& aLibrary, EventKind const& aKind, qz::EventQueue& aQueue,
+                     Report& aReport)
         : mLibrary(aLibrary), mKind(aKind), mQueue(aQueue), mReport(aReport)
     {
     }
@@ -43,24 +42,23 @@ public:
     void add(Board const& aBoard);
 
     /// @return whether no board is registered
-    bool isEmpty() const { return mRegistrations.empty(); }
+    bool isEmpty() const { return mBoards.empty(); }
 
 private:
-    struct Registration
+    struct RegisteredBoard
     {
         unsigned int mBoard;
-        QZCPointer<QZCWorldWideName> mPort;
-        unsigned int mId;  ///< registration number of the Quazor interface
+        qz::VqmRegistration mRegistration;
     };
 
-    unsigned int begin(Registration& aRegistration);
-    void end(Registration const& aRegistration);
+    qz::VqmRegistration registrationOf(Board const& aBoard);
+    void end(RegisteredBoard& aBoard);
     void reportRefusal(char const* aRefused, unsigned int aBoard, unsigned int aResult);
 
-    LoadedLibvqm& mLibrary;
+    qz::VqmLibrary& mLibrary;
     EventKind const mKind;
-    EventQueue& mQueue;
+    qz::EventQueue& mQueue;
     Report& mReport;
-    std::vector<Registration> mRegistrations;
+    std::vector<RegisteredBoard> mBoards;
 };
 }  // namespace qzagent

@@ -2,17 +2,23 @@
 
 #include <utility>
 
+#include "agentkit/include/EventQueue.h"
+#include "agentkit/include/ScopeEvents.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "backend/sensor/agentcommon/include/ScopeEvent.h"
-#include "tools/qzagent/vqm/EventQueue.h"
-#include "tools/qzagent/vqm/ScopeEvents.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 namespace qzagent
 {
-bool WatchCapture::take(WatchedEvent const& aEvent, Board const* aBoard)
+namespace
+{
+/// The largest category or subcategory that a scope event can have.
+constexpr unsigned int largestCategory = 0xff;
+}  // namespace
+
+bool WatchCapture::take(qz::Event const& aEvent, Board const* aBoard)
 {
     if (aEvent.mHead.mCategory > largestCategory || aEvent.mHead.mSubcategory > largestCategory)
     {
@@ -27,7 +33,7 @@ bool WatchCapture::take(WatchedEvent const& aEvent, Board const* aBoard)
     return true;
 }
 
-QZCPointer<QZCScopeEvent> const& WatchCapture::kindOf(EventHead const& aHead)
+QZCPointer<QZCScopeEvent> const& WatchCapture::kindOf(qz::EventHead const& aHead)
 {
     std::pair const key(aHead.mCategory, aHead.mSubcategory);
     auto const known = mKinds.find(key);
@@ -36,12 +42,12 @@ QZCPointer<QZCScopeEvent> const& WatchCapture::kindOf(EventHead const& aHead)
         return known->second;
     }
     // Made before it is kept: a handle that stayed empty after missing memory would end the process later.
-    QZCPointer<QZCScopeEvent> const kind = scopeEventOf(static_cast<unsigned char>(aHead.mCategory),
-                                                        static_cast<unsigned char>(aHead.mSubcategory));
+    QZCPointer<QZCScopeEvent> const kind = qz::makeScopeEvent(static_cast<unsigned char>(aHead.mCategory),
+                                                              static_cast<unsigned char>(aHead.mSubcategory));
     return mKinds.emplace(key, kind).first->second;
 }
 
-QZCScopeData WatchCapture::recordOf(WatchedEvent const& aEvent, Board const* aBoard)
+QZCScopeData WatchCapture::recordOf(qz::Event const& aEvent, Board const* aBoard)
 {
     QZCPointer<QZCScopeEvent> const& kind = kindOf(aEvent.mHead);
     auto const length = static_cast<unsigned int>(aEvent.mPayload.size());

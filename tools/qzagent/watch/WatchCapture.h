@@ -27,14 +27,14 @@ public:
     /// Appends the event. A record whose encoding fails is not written, not even in part.
     /// @throws CaptureWriteError when the record cannot be written
     /// @throws QZCNoMemoryEx when memory is exhausted
-    bool take(WatchedEvent const& aEvent, Board const* aBoard) override;
+    bool take(qz::Event const& aEvent, Board const* aBoard) override;
     void flush() override {}
     void finish() override { mWriter.sync(); }
     std::uint64_t written() const override { return mWritten; }
 
 private:
-    QZCPointer<QZCScopeEvent> const& kindOf(EventHead const& aHead);
-    QZCScopeData recordOf(WatchedEvent const& aEvent, Board const* aBoard);
+    QZCPointer<QZCScopeEvent> const& kindOf(qz::EventHead const& aHead);
+    QZCScopeData recordOf(qz::Event const& aEvent, Board const* aBoard);
 
     CaptureWriter mWriter;
     QZCEncodableOutStream mStream;

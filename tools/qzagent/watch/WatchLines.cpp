@@ -11,10 +11,10 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include "agentkit/include/EventQueue.h"
 #include "tools/qzagent/capture/HexDump.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/StopSignals.h"
-#include "tools/qzagent/vqm/EventQueue.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 namespace qzagent
@@ -34,12 +34,10 @@ std::string timeText(std::chrono::system_clock::time_point aTime)
                        rest.count());
 }
 
-std::string lineOf(WatchedEvent const& aEvent)
+std::string lineOf(qz::Event const& aEvent)
 {
     std::size_t const length = aEvent.mPayload.size();
-    auto const begin = aEvent.mPayload.begin();
-    auto const end = begin + static_cast<std::ptrdiff_t>(std::min(length, bytesInALine));
-    std::string const start = hexOf({begin, end});
+    std::string const start = hexOf({aEvent.mPayload.data(), std::min(length, bytesInALine)});
     return fmt::format("{} board {} category {} subcategory {} length {}{}{}{}\n",
                        timeText(aEvent.mHead.mTime), aEvent.mHead.mBoard, aEvent.mHead.mCategory,
                        aEvent.mHead.mSubcategory, length, start.empty() ? "" : " ", start,
@@ -47,7 +45,7 @@ std::string lineOf(WatchedEvent const& aEvent)
 }
 
 /// Formatted directly, which is faster: no value needs escaping, and a payload can be long.
-std::string jsonOf(WatchedEvent const& aEvent, Board const* aBoard)
+std::string jsonOf(qz::Event const& aEvent, Board const* aBoard)
 {
     std::string json = fmt::format(R"({{"time":"{}","board":{},"category":{},"subcategory":{})",
                                    timeText(aEvent.mHead.mTime), aEvent.mHead.mBoard, aEvent.mHead.mCategory,
@@ -59,11 +57,13 @@ std::string jsonOf(WatchedEvent const& aEvent, Board const* aBoard)
                         aBoard->mSecondWwn->getStringForm().get());
     }
     std::size_t const length = aEvent.mPayload.size();
-    return json + fmt::format(R"(,"length":{},"payload":"{}"}})", length, hexOf(aEvent.mPayload)) + "\n";
+    return json +
+           fmt::format(R"(,"length":{},"payload":"{}"}})", length, hexOf({aEvent.mPayload.data(), length})) +
+           "\n";
 }
 }  // namespace
 
-bool WatchLines::take(WatchedEvent const& aEvent, Board const* aBoard)
+bool WatchLines::take(qz::Event const& aEvent, Board const* aBoard)
 {
     mLines += mIsJson ? jsonOf(aEvent, aBoard) : lineOf(aEvent);
     ++mNumberOfLines;

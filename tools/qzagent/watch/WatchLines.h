@@ -24,7 +24,7 @@ public:
     /// @throws std::system_error when standard output cannot be written
     /// @throws std::runtime_error when a second signal ends the wait for a reader
     /// @{
-    bool take(WatchedEvent const& aEvent, Board const* aBoard) override;
+    bool take(qz::Event const& aEvent, Board const* aBoard) override;
     void flush() override;
     void finish() override { flush(); }
     /// @}

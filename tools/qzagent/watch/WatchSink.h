@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "tools/qzagent/vqm/EventQueue.h"
+#include "agentkit/include/EventQueue.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 namespace qzagent
@@ -18,7 +18,7 @@ public:
     /// Takes one event.
     /// @param aBoard the event's board; null when the board is unknown
     /// @return false when the sink cannot represent the event
-    virtual bool take(WatchedEvent const& aEvent, Board const* aBoard) = 0;
+    virtual bool take(qz::Event const& aEvent, Board const* aBoard) = 0;
 
     /// Writes the events that the sink has collected. Called when no more events are waiting.
     virtual void flush() = 0;

@@ -9,7 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/qzagent/vqm/EventQueue.h"
+#include "agentkit/include/EventQueue.h"
 
 namespace qzagent
 {
@@ -17,7 +17,7 @@ namespace qzagent
 class WatchTally
 {
 public:
-    void add(EventHead const& aHead) { ++mCounts[{aHead.mBoard, aHead.mCategory}]; }
+    void add(qz::EventHead const& aHead) { ++mCounts[{aHead.mBoard, aHead.mCategory}]; }
 
     /// @return the value of the key `events`, as watch.schema.json describes it
     nlohmann::ordered_json json() const;

@@ -1,0 +1,42 @@
+/// @file
+/// The diagnostic environment of the vendor library, with its failures in the report.
+#pragma once
+
+#include <exception>
+
+#include "agentkit/include/VqmLibrary.h"
+#include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/Report.h"
+
+namespace qzagent
+{
+/// Keeps the environment open, and reports when it cannot be closed, also after an exception.
+class ReportedEnvironment
+{
+public:
+    /// @throws as qz::VqmEnvironment
+    ReportedEnvironment(qz::VqmLibrary& aLibrary, Report& aReport) : mEnvironment(aLibrary), mReport(aReport)
+    {
+    }
+    ~ReportedEnvironment()
+    {
+        try
+        {
+            mEnvironment.close();
+        }
+        catch (std::exception const& exception)
+        {
+            mReport.addFailure(failureOf(exception));
+        }
+    }
+    ReportedEnvironment(ReportedEnvironment const&) = delete;
+    ReportedEnvironment& operator=(ReportedEnvironment const&) = delete;
+
+    qz::VqmEnvironment& operator*() { return mEnvironment; }
+    qz::VqmEnvironment* operator->() { return &mEnvironment; }
+
+private:
+    qz::VqmEnvironment mEnvironment;
+    Report& mReport;
+};
+}  // namespace qzagent
