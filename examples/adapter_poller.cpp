@@ -36,8 +36,7 @@ void readAdapter(qz::HbaApi& aApi, unsigned int aIndex, States& aStates)
 {
     std::string const name = aApi.adapterName(aIndex);
     qz::Adapter adapter(aApi, name);
-    unsigned int const ports = adapter.attributes()->NumberOfPorts;
-    for (unsigned int port = 0; port < ports; ++port)
+    for (unsigned int port = 0, ports = adapter.attributes()->NumberOfPorts; port < ports; ++port)
     {
         attempt(name + " port " + std::to_string(port),
                 [&]
@@ -60,8 +59,8 @@ void readAll(States& aStates)
 
 int main(int aCount, char** aArguments)
 {
-    std::chrono::seconds const interval(aCount > 1 ? std::atoi(aArguments[1]) : 1);
-    int const rounds = aCount > 2 ? std::atoi(aArguments[2]) : 1;
+    std::chrono::seconds const interval(aCount == 3 ? std::atoi(aArguments[1]) : 1);
+    int const rounds = aCount == 3 ? std::atoi(aArguments[2]) : 1;
     States last;
     for (int round = 0; round < rounds; ++round)
     {

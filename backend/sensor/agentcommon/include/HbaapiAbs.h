@@ -97,8 +97,9 @@ public:
     /// MORE_DATA, without limit. If the adapter is busy, the request is repeated after one second, up to four
     /// times. A call may take 5 seconds, because the wait follows the last busy answer too.
     /// @param aHandle   handle of an open adapter, from HA_OpenAdapter()
-    /// @param arMapping null, or a block from malloc whose NumberOfEntries is its capacity (asserted not 0). It is
-    ///                  set to the block with the mappings, whose NumberOfEntries is their number. The caller owns
+    /// @param arMapping null, or a block from malloc whose NumberOfEntries is its capacity (asserted not 0). Null is
+    ///                  the safe choice for every call: an answer overwrites NumberOfEntries, so a block of an
+    ///                  earlier call no longer states its capacity, and ends the process if it states 0. It is set to the block with the mappings, whose NumberOfEntries is their number. The caller owns
     ///                  the block and releases it with free. After an exception arMapping is null, and a block
     ///                  that was passed in has been freed
     /// @return arMapping
