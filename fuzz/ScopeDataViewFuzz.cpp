@@ -18,7 +18,7 @@ namespace
 {
 using fuzz::expect;
 
-/// What the record makes of the bytes.
+/// The result of decoding the bytes as a record.
 struct Decoding
 {
     std::string mRefusal;  ///< empty when it accepts them

@@ -52,7 +52,7 @@ public:
     EventQueue(EventQueue const&) = delete;
     EventQueue& operator=(EventQueue const&) = delete;
 
-    /// Adds an event. Does not throw and does not allocate.
+    /// Adds an event. Throws nothing and allocates nothing.
     /// @param aHead    copied
     /// @param aPayload copied; may be null when aLength is 0
     /// @param aLength  number of payload bytes

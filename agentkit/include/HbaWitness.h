@@ -29,8 +29,8 @@ struct HbaCall
 ///
 /// Linking QZSensorAgent::HbaWitness adds functions that replace those of the common library with the same names. They
 /// forward each call and store its answer: the loading, freeing and opening calls, and the queries of names,
-/// attributes, statistics, FCP mappings and SCSI data. All other calls go to the common library directly. Without a common library
-/// the answer is HBA_STATUS_ERROR_UNAVAILABLE.
+/// attributes, statistics, FCP mappings and SCSI data. All other calls go to the common library directly. Without a
+/// common library the answer is HBA_STATUS_ERROR_UNAVAILABLE.
 /// Thread-safety: each thread sees its own calls.
 /// @return the last call of the calling thread; valid until the thread ends, changed by its next call
 /// @ingroup agentkit

@@ -25,10 +25,10 @@ public:
     /// Does nothing: the text is inside the object.
     ~ScopeDataError() noexcept override;
 
-    /// Copies the text, the code and the position; throws nothing.
+    /// Copies the text, the code and the position. Throws nothing.
     ScopeDataError(ScopeDataError const&) noexcept = default;
 
-    /// Takes the text, the code and the position of another error; throws nothing.
+    /// Takes the text, the code and the position of another error. Throws nothing.
     /// @return this error
     ScopeDataError& operator=(ScopeDataError const&) noexcept = default;
 

@@ -29,7 +29,7 @@ void push(EventQueue& aQueue, std::string const& aPayload, unsigned int aBoard =
     aQueue.push(head, reinterpret_cast<unsigned char const*>(aPayload.data()), aPayload.size());
 }
 
-/// The payloads that are waiting.
+/// The payloads in the queue.
 std::vector<std::string> payloadsOf(EventQueue& aQueue)
 {
     std::vector<std::string> payloads;
@@ -134,7 +134,7 @@ TEST(EventQueue, FirstEventMakesTheQueueReadable)
     EventQueue queue(10, 100);
     EXPECT_FALSE(canBeRead(queue));
     push(queue, "a");
-    EXPECT_TRUE(canBeRead(queue)) << "a reader that polls before its first pop waits for good";
+    EXPECT_TRUE(canBeRead(queue)) << "a reader that polls before its first pop waits forever";
 }
 
 TEST(EventQueue, NextEventMakesAnEmptiedQueueReadableAgain)
@@ -187,7 +187,7 @@ TEST(EventQueue, PushesWithoutAllocating)
                       push(queue, "");
                   }),
               0u);
-    EXPECT_EQ(queue.dropped(), 2u) << "one for its bytes, one for its number";
+    EXPECT_EQ(queue.dropped(), 2u) << "one exceeds the bytes, one the number of events";
 }
 
 TEST(EventQueue, TakesAnEmptyPayloadAtNoAddress)
@@ -238,7 +238,7 @@ TEST(EventQueue, ReportsThatNoDescriptorIsLeft)
 {
     if (IS_SANITIZED)
     {
-        GTEST_SKIP() << "the sanitizer of undefined behaviour needs descriptors to look at an exception";
+        GTEST_SKIP() << "the undefined-behaviour sanitizer needs descriptors to inspect an exception";
     }
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -257,7 +257,7 @@ TEST(EventQueue, ClosesItsDescriptor)
         descriptor = queue.descriptor();
     }
     EventQueue const again(1, 1);
-    EXPECT_EQ(again.descriptor(), descriptor) << "the lowest free number is given out first";
+    EXPECT_EQ(again.descriptor(), descriptor) << "the lowest free number is used first";
 }
 
 TEST(EventQueue, KeepsTheOrderOfEachThreadAndCountsWhatItDrops)

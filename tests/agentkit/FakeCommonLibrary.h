@@ -1,6 +1,6 @@
 /// @file
-/// A common library of the HBA API for the tests of the witness: a shared library, since the witness forwards to the
-/// next one that has the function.
+/// A common library of the HBA API for the tests of the witness. It is a shared library, because the witness forwards
+/// to the next library that has the function.
 #pragma once
 
 #include <ctime>
@@ -9,7 +9,7 @@
 
 #include <hbaapi.h>
 
-/// What the library answers, and what it was last called with.
+/// The answers of the library, and the arguments of its last call.
 struct CommonLibrary
 {
     HBA_STATUS mStatus = HBA_STATUS_OK;  ///< of every call that has one
@@ -22,5 +22,5 @@ struct CommonLibrary
     std::string mArguments;  ///< the values of the last call: numbers, names, and the sizes of the blocks
 };
 
-/// The one state of the library.
+/// The state of the library.
 CommonLibrary& commonLibrary();

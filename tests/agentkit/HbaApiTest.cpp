@@ -50,7 +50,7 @@ Wwn const remotePort = *Wwn::parse("10:00:00:00:c9:2a:3b:4c");
 class HbaApiCalls : public testing::Test
 {
 protected:
-    /// Lets the HBA API answer the next query of mappings with so many, numbered from 0 as their bus numbers.
+    /// Makes the HBA API answer the next query with this number of mappings, whose bus numbers count from 0.
     void answerMappings(HBA_STATUS aStatus, HBA_UINT32 aCount)
     {
         mHbaapi.mTargetMappings.push_back({aStatus, [this, aCount](HBA_FCPTargetMapping& aBlock)
@@ -74,7 +74,7 @@ protected:
         }
     }
 
-    /// Lets the HBA API answer the next REPORT LUNS with these bytes.
+    /// Makes the HBA API answer the next REPORT LUNS with these bytes.
     void answerLuns(HBA_STATUS aStatus, Bytes const& aAnswer = {})
     {
         mHbaapi.mReportLuns.push_back({aStatus, [aAnswer](FakeHbaapi::ReportLunsBlocks& aBlocks)
@@ -102,7 +102,7 @@ protected:
         return {calls.begin() + 2, calls.end() - 2};
     }
 
-    /// How often a call was made.
+    /// Number of times that a call was made.
     long timesOf(std::string const& aCall) const
     {
         return std::count(mHbaapi.calls().begin(), mHbaapi.calls().end(), aCall);
@@ -120,7 +120,7 @@ private:
     }
 };
 
-/// The numbers from 0 to below the end.
+/// The numbers from 0 to the end, without the end.
 std::vector<unsigned int> numbersUpTo(unsigned int aEnd)
 {
     std::vector<unsigned int> numbers(aEnd);
@@ -234,7 +234,7 @@ TEST_F(HbaApiCalls, ReadTheAttributesIntoARecordThatIsFreed)
         EXPECT_EQ(outcomeOf([&] { adapter.attributes(); }),
                   "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed");
     }
-    EXPECT_LE(liveBlocks(), before + 10) << "the log and the fake keep some";
+    EXPECT_LE(liveBlocks(), before + 10) << "the log and the fake hold some blocks";
 }
 
 TEST_F(HbaApiCalls, ReadOtherPortsWhenOneFails)
@@ -294,7 +294,7 @@ TEST_P(HbaApiMappings, QueryAfterAnEmptyAnswerReadsTheNewMappings)
     answerMappings(HBA_STATUS_OK, 3);
     EXPECT_EQ(read().size(), 0u);
     EXPECT_THAT(busNumbersOf(read()), ElementsAre(0, 1, 2));
-    EXPECT_EQ(timesOf("HBA_GetFcpTargetMapping(1, 256)"), 2) << "each query has a block of its own";
+    EXPECT_EQ(timesOf("HBA_GetFcpTargetMapping(1, 256)"), 2) << "each query uses a new block";
 }
 
 TEST_P(HbaApiMappings, MoreMappingsAreReadIntoALargerBlock)
@@ -379,7 +379,7 @@ TEST_F(HbaApiDeadline, MissingMemoryIsReported)
 {
     if (!MallocFailure::isPossible())
     {
-        GTEST_SKIP() << "the sanitizers have a heap of their own";
+        GTEST_SKIP() << "the sanitizers replace the heap";
     }
     auto const failing = [&]
     {
@@ -437,7 +437,7 @@ TEST_F(HbaApiLuns, ReportThatThereIsNoMemory)
 {
     if (!MallocFailure::isPossible())
     {
-        GTEST_SKIP() << "the sanitizers have a heap of their own";
+        GTEST_SKIP() << "the sanitizers replace the heap";
     }
     auto const failing = [&]
     {
@@ -448,7 +448,7 @@ TEST_F(HbaApiLuns, ReportThatThereIsNoMemory)
     EXPECT_EQ(timesOf("HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)"), 0);
 }
 
-/// A report in a block of exactly its size.
+/// A report in a block that has exactly its size.
 LunReport reportOf(Bytes const& aBytes)
 {
     void* const block = std::malloc(std::max<std::size_t>(aBytes.size(), 1));
@@ -456,7 +456,7 @@ LunReport reportOf(Bytes const& aBytes)
     return LunReport(std::unique_ptr<void, qz::BlockRelease>(block), aBytes.size());
 }
 
-/// A report whose list is so many bytes long, in a block that holds another number of them.
+/// The number of LUNs read from a block that has a list length and another number of bytes.
 std::size_t lunsOf(unsigned int aLength, std::size_t aHeld)
 {
     Bytes bytes(8 + aHeld);

@@ -1,4 +1,4 @@
-// The witness in a program that finds no common library behind it: its own dynamic linker finds nothing.
+// The witness in a program without a common library: the dynamic linker of the test finds nothing.
 #include <ctime>
 
 #include <gtest/gtest.h>

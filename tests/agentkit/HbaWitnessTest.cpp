@@ -1,4 +1,4 @@
-// The witness in a program, with a fake common library behind it, which answers as the test says.
+// The witness in a program with a fake common library, whose answers the test sets.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -32,14 +32,14 @@ constexpr HBA_UINT8 statusOfCaller = 0x77;
 HBA_WWN const port = {{1, 2, 3, 4, 5, 6, 7, 8}};
 HBA_WWN const remotePort = {{8, 7, 6, 5, 4, 3, 2, 1}};
 
-/// One function of the HBA API, called with what it takes.
+/// One function of the HBA API, and a call of it.
 struct Function
 {
     std::string mName;
     std::function<HBA_STATUS()> mCall;
 };
 
-/// What a SCSI call of the second version is handed.
+/// The memory areas that are passed to a SCSI call of version 2.
 struct ScsiBlocks
 {
     std::array<unsigned char, 16> mResponse = {};
@@ -244,7 +244,7 @@ TEST_F(HbaWitness, KeepsTheScsiStatusAndHandsItOver)
         scsiCall(blocks);
         EXPECT_EQ(blocks.mScsiStatus, 0x08);
         EXPECT_EQ(lastHbaCall().mScsiStatus, std::optional<HBA_UINT8>(0x08));
-        EXPECT_EQ(lastHbaCall().mSenseSize, 0u) << "busy comes without sense data";
+        EXPECT_EQ(lastHbaCall().mSenseSize, 0u) << "a busy answer has no sense data";
     }
 }
 
@@ -267,14 +267,14 @@ TEST_F(HbaWitness, KeepsTheSenseDataOfACheckCondition)
     {
         for (bool const isOfTheCall : {true, false})
         {
-            // The library tells by the status of the call, of the command, or of both.
+            // The library reports a check condition by the status of the call, of the command, or of both.
             ScsiBlocks blocks;
             commonLibrary().mStatus = isOfTheCall ? HBA_STATUS_SCSI_CHECK_CONDITION : HBA_STATUS_ERROR;
             commonLibrary().mScsiStatus = checkCondition;
             scsiCall(blocks);
             HbaCall const& call = lastHbaCall();
             EXPECT_EQ(call.mScsiStatus, std::optional<HBA_UINT8>(checkCondition));
-            ASSERT_EQ(call.mSenseSize, 3u) << "as many as the library says that it wrote";
+            ASSERT_EQ(call.mSenseSize, 3u) << "the number of bytes that the library reports";
             EXPECT_THAT(std::vector<unsigned char>(call.mSense.begin(), call.mSense.begin() + 3),
                         ElementsAre(0x70, 0, 0x05));
         }

@@ -29,7 +29,7 @@ namespace
 std::array<unsigned char, 8> const firstName = {0x10, 0, 0, 0, 0xc9, 0, 0, 1};
 std::array<unsigned char, 8> const secondName = {0x20, 0, 0, 0, 0xc9, 0, 0, 2};
 
-/// A record as the library encodes it, and what it was made of.
+/// The members of a record, and its encoded form.
 struct Sample
 {
     unsigned char mCategory;
@@ -58,7 +58,7 @@ std::vector<Sample> const samples = {
     {0, 0, false, someBytes(300)},
 };
 
-/// How a view of the bytes comes about.
+/// The result of making a view of the bytes.
 struct Reading
 {
     std::string mOutcome;
@@ -88,18 +88,18 @@ Reading readingOf(unsigned char const* aBytes, std::size_t aSize)
 
 Reading readingOf(Bytes const& aBytes)
 {
-    // Exactly as large as its content, so that a sanitizer sees a read past the end.
+    // The block has exactly the size of its content, so that a sanitizer detects a read past the end.
     Bytes const bytes(aBytes);
     return readingOf(bytes.data(), bytes.size());
 }
 
-/// What is refused with that text at that byte.
+/// The outcome of a refusal at a byte, with this text.
 std::string refusal(std::size_t aPosition, std::string const& aText)
 {
     return "qz::ScopeDataError 100: at byte " + std::to_string(aPosition) + ": " + aText;
 }
 
-/// What the record's own decoding makes of the bytes.
+/// The result of QZCScopeData::decode() for the bytes.
 struct Decoding
 {
     std::string mOutcome;
@@ -223,7 +223,7 @@ TEST(ScopeDataView, AgreesWithTheRecordOnEverySingleByteChange)
     for (Sample const& sample : samples)
     {
         Bytes const encoded = sample.encoded();
-        // Behind its head the payload is any bytes.
+        // After its head the payload may be any bytes.
         std::size_t const end = std::min<std::size_t>(encoded.size(), 64);
         for (std::size_t position = 0; position < end; ++position)
         {
@@ -303,7 +303,7 @@ TEST(ScopeDataView, SaysWhatItRefusesAndWhere)
 
 TEST(ScopeDataView, InputAsLongAsTheStreamCanCountIsNeverShort)
 {
-    // A body of 4 GiB less one byte is longer than what the stream sees behind the head. It is not read.
+    // A body of 4 GiB minus one byte is longer than the rest of the stream after the head. It is not read.
     Bytes const endless = {3, 7, 0xf4, 1, 0x5a, 0xff, 0xff, 0xff, 0xff};
     Reading const reading = readingOf(endless.data(), std::numeric_limits<std::size_t>::max());
     EXPECT_EQ(reading.mOutcome,

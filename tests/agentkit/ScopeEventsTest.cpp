@@ -34,7 +34,7 @@ TEST(ScopeEvents, ReportThatThereIsNoMemoryForTheRecord)
     ASSERT_GT(allocations, 1u);
     for (unsigned int failing = 1; failing <= allocations; ++failing)
     {
-        // A handle gives its object up when it has no memory for the count.
+        // A handle leaks its object when memory for the count is unavailable.
         DeliberateLeak const leak;
         EXPECT_EQ(outcomeWithoutMemory(failing, [] { qz::makeScopeEvent(1, 2); }), outOfMemory) << failing;
     }

@@ -1,4 +1,4 @@
-// The owners over a scripted vendor library. The layer's state belongs to the process, so each run has one of its own.
+// The owners with a scripted vendor library. The layer's state belongs to the process, so each run has its own process.
 #include <algorithm>
 #include <cstddef>
 #include <functional>
@@ -49,7 +49,7 @@ constexpr char quazorEnd[] = "VQM_QZ_unRegisterForEvent(0, 10000000c9000001, 42)
 constexpr char plainBegin[] = "RegisterForEvent(0, 5, (nil), 6, 0)";
 constexpr char plainEnd[] = "unRegisterForEvent(0, 5)";
 
-/// What opening the environment calls in a process that has not opened it before.
+/// The calls of the first opening of the environment in a process.
 Calls const opening = {initialising, "VQM_GetLibVer()", "VQM_GetDrvInfo(0)"};
 
 std::vector<std::string> const vqmFunctions = {
@@ -66,7 +66,7 @@ Calls operator+(Calls aFirst, Calls const& aSecond)
 void ignoreQuazorEvent(unsigned int, HBA_wwn, unsigned int, unsigned int, void*, QZ_event*) {}
 void ignorePlainEvent(unsigned int, ...) {}
 
-/// A vendor library that keeps its calls, without the lookups.
+/// A vendor library that records its calls, without the lookups.
 class LoggedVqm
 {
 public:
@@ -116,13 +116,13 @@ VqmRegistration registerPlain(VqmLibrary& aLibrary)
     return VqmRegistration::plain(aLibrary, 0, 5, nullptr, 6, ignorePlainEvent);
 }
 
-/// How many steps an agent takes from loading the library to its last registration.
+/// Number of steps of an agent from loading the library to its last registration.
 constexpr unsigned int allSteps = 5;
 
-/// What the agent itself throws.
+/// The exception that the agent throws.
 constexpr char agentFailed[] = "std::runtime_error: the agent failed";
 
-/// The agent takes some of the steps; then it fails, unless it took all.
+/// Takes the first steps of an agent, which then fails unless it has taken all of them.
 void takeSteps(unsigned int aSteps)
 {
     auto const failAfter = [&](unsigned int aStep)
@@ -144,7 +144,7 @@ void takeSteps(unsigned int aSteps)
     VqmRegistration const plain = registerPlain(library);
 }
 
-/// What an agent that takes these steps calls in a library that does all.
+/// The calls of an agent that takes these steps, in a library that has all functions.
 Calls callsOf(unsigned int aSteps)
 {
     Calls begin;
@@ -159,7 +159,7 @@ Calls callsOf(unsigned int aSteps)
     return aSteps == 0 ? Calls{} : Calls{loading} + begin + end + Calls{freeing};
 }
 
-/// The same in a library that lacks a function: freed at once, it is not called any more.
+/// The same in a library that lacks a function. It is freed immediately and not called again.
 Calls callsWithout(std::string const& aFunction, unsigned int aSteps)
 {
     Calls calls = callsOf(aSteps);
@@ -176,7 +176,7 @@ Calls callsWithout(std::string const& aFunction, unsigned int aSteps)
 
 bool isLoggedAsAssertion(LogLine const& aLine) { return aLine.mTag == "-H-"; }
 
-/// Runs the body in a process of its own, and fails the test when an assertion fails in it.
+/// Runs the body in a new process, and fails the test when an assertion fails in it.
 template <typename Body>
 void inVqmProcess(Body const& aBody)
 {
@@ -187,18 +187,18 @@ void inVqmProcess(Body const& aBody)
             LoggedVqm vqm;
             aBody(vqm);
             EXPECT_FALSE(std::any_of(log.lines().begin(), log.lines().end(), isLoggedAsAssertion));
-            EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << "the library is left loaded";
+            EXPECT_FALSE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << "the library is still loaded";
         });
 }
 
-/// The ways in which an agent comes to take its steps.
+/// The situations in which an agent takes its steps.
 struct Circumstance
 {
     std::string mName;
     std::function<void(unsigned int)> mTakeSteps;
 };
 
-/// Takes the steps when it goes, which is while an exception passes.
+/// Takes the steps in its destructor, which runs while an exception propagates.
 class StepsAtTheEnd
 {
 public:
@@ -211,7 +211,7 @@ public:
         }
         catch (std::exception const&)
         {
-            // The exception that passes goes on.
+            // The propagating exception continues.
         }
     }
     StepsAtTheEnd(StepsAtTheEnd const&) = delete;
@@ -352,7 +352,7 @@ TEST(VqmLibrary, LibraryWithoutBoardsIsReleased)
         });
 }
 
-/// A number that a child process hands back.
+/// A number that a child process returns to its parent.
 class SharedNumber
 {
 public:
@@ -379,7 +379,7 @@ unsigned int takeStepsWithoutMemory(unsigned int aFirst, unsigned int aLast)
     inVqmProcess(
         [&](LoggedVqm& aVqm)
         {
-            // A handle gives its object up when it has no memory for the count.
+            // A handle leaks its object when memory for the count is unavailable.
             DeliberateLeak const leak;
             bool isOutOfMemory = false;
             {
@@ -409,7 +409,7 @@ unsigned int takeStepsWithoutMemory(unsigned int aFirst, unsigned int aLast)
 TEST(VqmLibrary, EachFailedAllocationStillLetsTheLibraryBeReleased)
 {
     unsigned int const allocations = takeStepsWithoutMemory(0, 0);
-    ASSERT_GT(allocations, 5u) << "versions, names and the kind of event take memory";
+    ASSERT_GT(allocations, 5u) << "versions, names and the kind of event allocate";
     for (unsigned int failing = 1; failing <= allocations; ++failing)
     {
         SCOPED_TRACE("allocation " + std::to_string(failing));
@@ -447,7 +447,7 @@ TEST(VqmLibrary, NextObjectAfterTheLastLoadsAgain)
         });
 }
 
-/// The owners of an agent, to be destroyed in any order that their contracts allow.
+/// The owners of an agent, which a test destroys in any allowed order.
 struct Owners
 {
     std::unique_ptr<VqmLibrary> mLibrary = std::make_unique<VqmLibrary>();
@@ -456,7 +456,7 @@ struct Owners
         std::make_unique<VqmRegistration>(registerQuazor(*mLibrary, mEnvironment->names(0).mSecond));
     std::unique_ptr<VqmRegistration> mPlain = std::make_unique<VqmRegistration>(registerPlain(*mLibrary));
 
-    /// Lets the library be freed for a function that it lacks.
+    /// Makes the layer free the library because it lacks a function.
     void loseLibrary(FakeVqm& aVqm)
     {
         aVqm.mMissing = "VQM_GetLinkInfo";
@@ -465,7 +465,7 @@ struct Owners
     }
 };
 
-/// What the owners call until all is acquired.
+/// The calls of the owners until everything is acquired.
 Calls acquiring() { return Calls{loading} + opening + Calls{"VQM_GetLinkInfo(0)", quazorBegin, plainBegin}; }
 
 TEST(VqmLibrary, OwnersCanBeReleasedInAnyOrder)
@@ -522,7 +522,7 @@ TEST(VqmLibrary, NewObjectLoadsAgainAfterAMissingFunction)
                     ElementsAreArray(acquiring() + Calls{freeing, loading, initialising, "VQM_GetLinkInfo(0)",
                                                          quazorBegin, plainBegin, plainEnd, quazorEnd,
                                                          closing, freeing}))
-                    << "what is left of the first load calls nothing in the second";
+                    << "owners of the first load make no calls after the second load";
             });
     }
 }

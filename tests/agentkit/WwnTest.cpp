@@ -191,7 +191,7 @@ TEST(Wwn, ReportsThatThereIsNoMemoryForTheRecord)
     ASSERT_GT(allocations, 1u);
     for (unsigned int failing = 1; failing <= allocations; ++failing)
     {
-        // A handle gives its object up when it has no memory for the count.
+        // A handle leaks its object when memory for the count is unavailable.
         DeliberateLeak const leak;
         EXPECT_EQ(outcomeWithoutMemory(failing, [] { Wwn(sampleBytes).record(); }), outOfMemory) << failing;
     }

@@ -43,10 +43,10 @@ public:
     /// @throws QZCExitConditionEx "Can't load HBAAPI library!", code 19
     virtual void HA_LoadHbaapi();
 
-    /// Frees the common library. The status is ignored. Never throws.
+    /// Frees the common library. The status is ignored. Throws nothing.
     virtual void HA_FreeHbaapi();
 
-    /// Never throws.
+    /// Throws nothing.
     /// @return the adapter count of the common library, unchanged
     virtual unsigned int HA_GetNumberOfAdapters();
 
@@ -57,11 +57,11 @@ public:
     /// @throws QZCHbaapiEx "HBA_OpenAdapter method failed", code 802
     virtual unsigned int HA_OpenAdapter(char* apName);
 
-    /// Closes an adapter. Never throws.
+    /// Closes an adapter. Throws nothing.
     /// @param aHandle any number, passed on unchecked
     virtual void HA_CloseAdapter(unsigned int aHandle);
 
-    /// Makes the common library read the adapter's information again. Never throws.
+    /// Makes the common library read the adapter's information again. Throws nothing.
     /// @param aHandle any number, passed on unchecked
     virtual void HA_RefreshAdapter(unsigned int aHandle);
 

@@ -79,7 +79,7 @@ public:
 
     /// Closes the handle of the last LIBVQM_LoadLibrary(), unless that failed or was never called. It does not end
     /// registrations. Do not call it twice for one load, nor after "dlsym Failed": it would close the same handle a
-    /// second time. Never throws.
+    /// second time. Throws nothing.
     void LIBVQM_FreeLibrary();
 
     /// Opens the diagnostic environment and gets the adapter count. Once in a process, and only if there are
@@ -104,7 +104,7 @@ public:
     /// @throws QZCNotAllowedEx "LIBVQM is not loaded" or "dlsym Failed", code 9
     bool DoesDriverSupportQzapi(QZCPointer<QZCDepVersion> const& acrDriverVersion);
 
-    /// Does not call the vendor library. Never throws.
+    /// Does not call the vendor library. Throws nothing.
     /// @return the adapter count of the last LIBVQM_Init(); 0 after LIBVQM_FreeLibrary()
     unsigned int LIBVQM_GetNumberOfAdapters();
 
@@ -162,7 +162,7 @@ public:
     unsigned int LIBVQM_QzapiUnregEvent(unsigned int aBoardId, QZCPointer<QZCWorldWideName> const& acrPortWwn,
                                         unsigned int aRegistrationId);
 
-    /// May be called at any time. Never throws.
+    /// May be called at any time. Throws nothing.
     /// @return whether the vendor library is loaded, so that the operations that assert it may be called. It is false
     ///         after LIBVQM_FreeLibrary(), and after an operation that did not find its function
     static bool LIBVQM_IsLoaded();

@@ -105,14 +105,14 @@ public:
     /// @return the event; the handle is owned by this record and changed by decode()
     QZCPointer<QZCScopeEvent> const& getScopeEvent() const;
 
-    /// @return whether the record has names. After a failed decode() it may, without having them
+    /// @return whether the record announces names. After a failed decode() it may announce names that it does not have
     bool hasWwns() const;
 
-    /// @return the first name, empty in a record that never had names; the handle is owned by this record and changed by
-    ///         decode()
+    /// @return the first name, empty in a record that never had names; the handle is owned by this record and changed
+    ///         by decode()
     QZCPointer<QZCWorldWideName> const& getFirstWwn() const;
 
-    /// @return the second name, as getFirstWwn()
+    /// @return the second name, like getFirstWwn()
     QZCPointer<QZCWorldWideName> const& getSecondWwn() const;
 
     /// @return the payload, empty in a record that never had payload; the handle is owned by this record and changed by
