@@ -1,4 +1,3 @@
-#include <cstring>
 #include <ctime>
 #include <vector>
 
@@ -7,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <hbaapi.h>
 
+#include "agentkit/include/Wwn.h"
 #include "backend/common/include/Clib.h"
 #include "tests/integration/OpenAdapterFixture.h"
 #include "tests/support/LogCapture.h"
@@ -77,8 +77,7 @@ TEST_F(OneArray, OneRequestReturnsAllTargetMappings)
 {
     auto const found = mappings();
     ASSERT_EQ(found.size(), 8u);
-    HBA_WWN const target = targetNumbered(1);
-    EXPECT_EQ(std::memcmp(&found.begin()->FcpId.PortWWN, &target, sizeof target), 0);
+    EXPECT_EQ(qz::Wwn(found.begin()->FcpId.PortWWN), qz::Wwn(targetNumbered(1)));
     EXPECT_THAT(gRooms, ElementsAre(256u));
 }
 

@@ -5,7 +5,6 @@
 #include <ctime>
 #include <memory>
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 #include <hbaapi.h>

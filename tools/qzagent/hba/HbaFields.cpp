@@ -12,7 +12,7 @@
 #include <hbaapi.h>
 #include <nlohmann/json.hpp>
 
-#include "backend/sensor/agentcommon/include/WorldWideName.h"
+#include "agentkit/include/Wwn.h"
 
 namespace qzagent
 {
@@ -76,8 +76,8 @@ Fields text(char const (&aField)[size])
 
 Fields wwn(HBA_WWN const& aName)
 {
-    HBA_WWN const none{};
-    return std::memcmp(&aName, &none, sizeof none) == 0 ? Fields() : Fields(wwnText(aName));
+    qz::Wwn const name(aName);
+    return name == qz::Wwn() ? Fields() : Fields(name.text());
 }
 
 Fields number(HBA_UINT32 aNumber) { return aNumber == 0 ? Fields() : Fields(aNumber); }
@@ -143,8 +143,6 @@ constexpr int digitsOfFcId = 6;
 constexpr int digitsOfVendorId = 8;
 }  // namespace
 
-std::string wwnText(HBA_WWN const& aName) { return QZCWorldWideName(aName.wwn).getStringForm().get(); }
-
 Fields fieldsOf(HBA_ADAPTERATTRIBUTES const& aAdapter)
 {
     return present({{"manufacturer", text(aAdapter.Manufacturer)},
@@ -182,7 +180,7 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort)
 
 Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort)
 {
-    return present({{"port_wwn", wwnText(aPort.PortWWN)},
+    return present({{"port_wwn", qz::Wwn(aPort.PortWWN).text()},
                     {"node_wwn", wwn(aPort.NodeWWN)},
                     {"fc_id", hexNumber(aPort.PortFcId, digitsOfFcId)},
                     {"type", portType(aPort.PortType)},
@@ -192,7 +190,7 @@ Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort)
 
 Fields fieldsOfRemotePort(HBA_FCPID const& aPort)
 {
-    return present({{"port_wwn", wwnText(aPort.PortWWN)},
+    return present({{"port_wwn", qz::Wwn(aPort.PortWWN).text()},
                     {"node_wwn", wwn(aPort.NodeWWN)},
                     {"fc_id", hexNumber(aPort.FcId, digitsOfFcId)}});
 }

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <ctime>
-#include <string>
 
 #include <hbaapi.h>
 #include <nlohmann/json.hpp>
@@ -13,9 +12,6 @@ namespace qzagent
 /// The fields of a record by name, in the order in which they are shown. Each value is a text, a number or a list.
 /// Fields that the device left empty are absent.
 using Fields = nlohmann::ordered_json;
-
-/// @return the name in the form 10:00:00:00:c9:2a:3b:4c
-std::string wwnText(HBA_WWN const& aName);
 
 Fields fieldsOf(HBA_ADAPTERATTRIBUTES const& aAdapter);
 

@@ -2,33 +2,24 @@
 /// The target ports in the target mappings of an adapter.
 #pragma once
 
-#include <cstring>
 #include <ctime>
 #include <set>
 
 #include <hbaapi.h>
 
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/Wwn.h"
 
 namespace qzagent
 {
-/// Orders names by their bytes.
-struct ByBytes
-{
-    bool operator()(HBA_WWN const& aLeft, HBA_WWN const& aRight) const
-    {
-        return std::memcmp(&aLeft, &aRight, sizeof aLeft) < 0;
-    }
-};
-
-using PortNames = std::set<HBA_WWN, ByBytes>;
+using PortNames = std::set<qz::Wwn>;
 
 inline PortNames targetPortsIn(qz::TargetMappings const& aMappings)
 {
     PortNames names;
     for (HBA_FCPSCSIENTRY const& mapping : aMappings)
     {
-        names.insert(mapping.FcpId.PortWWN);
+        names.emplace(mapping.FcpId.PortWWN);
     }
     return names;
 }

@@ -3,13 +3,11 @@
 #pragma once
 
 #include <cstddef>
-#include <ctime>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include <hbaapi.h>
-
+#include "agentkit/include/Wwn.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/hba/HbaFields.h"
 #include "tools/qzagent/hba/Lun.h"
@@ -25,7 +23,7 @@ struct TargetLuns
 
 struct RemotePort
 {
-    HBA_WWN mName;
+    qz::Wwn mName;
     Fields mFields;
     std::optional<TargetLuns> mLuns;  ///< none when the port is not known to be a target
     std::vector<Failure> mFailures;

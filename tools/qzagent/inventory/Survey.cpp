@@ -13,6 +13,7 @@
 #include <hbaapi.h>
 
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/Wwn.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
@@ -27,7 +28,7 @@ namespace qzagent
 {
 namespace
 {
-using Targets = std::map<HBA_WWN, RemotePort, ByBytes>;
+using Targets = std::map<qz::Wwn, RemotePort>;
 
 /// The layer does not wrap this call, so the exception is made here in the style of the layer.
 /// @return false when the adapter does not support the call
@@ -57,7 +58,7 @@ void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, Remote
             }
             return;
         }
-        aRemotePorts->push_back({attributes.PortWWN, fieldsOfRemotePort(attributes), {}, {}});
+        aRemotePorts->push_back({qz::Wwn(attributes.PortWWN), fieldsOfRemotePort(attributes), {}, {}});
     }
 }
 
@@ -67,10 +68,11 @@ Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
     for (HBA_FCPSCSIENTRY const& mapping : aMappings)
     {
         HBA_FCPID const& id = mapping.FcpId;
-        RemotePort& target = targets[id.PortWWN];
+        qz::Wwn const name(id.PortWWN);
+        RemotePort& target = targets[name];
         if (!target.mLuns)
         {
-            target = {id.PortWWN, fieldsOfRemotePort(id), TargetLuns(), {}};
+            target = {name, fieldsOfRemotePort(id), TargetLuns(), {}};
         }
         target.mLuns->mMapped.insert(lunOf(mapping, aStyle));
     }
@@ -148,8 +150,8 @@ private:
 
     void readLuns(qz::Adapter& aOpened, RemotePort& aTarget)
     {
-        setStep("LUNs of " + wwnText(aTarget.mName));
-        aTarget.mLuns->mReported = lunsIn(aOpened.reportLuns(qz::Wwn(aTarget.mName)));
+        setStep("LUNs of " + aTarget.mName.text());
+        aTarget.mLuns->mReported = lunsIn(aOpened.reportLuns(aTarget.mName));
     }
 
     /// Puts each target under the ports that discovered it, and the others under the adapter.
@@ -193,7 +195,7 @@ private:
     /// Runs an action. Reports its failure and adds it to the list.
     /// @param aRemotePort name of the remote port that the action concerns, if any
     template <typename Action>
-    void attempt(std::vector<Failure>& aFailures, Action aAction, HBA_WWN const* aRemotePort = nullptr)
+    void attempt(std::vector<Failure>& aFailures, Action aAction, qz::Wwn const* aRemotePort = nullptr)
     {
         try
         {
@@ -203,7 +205,7 @@ private:
         {
             aFailures.push_back(failureOf(exception));
             mReport.addFailure(aFailures.back(), mFound.mName,
-                               aRemotePort == nullptr ? std::nullopt : std::optional(wwnText(*aRemotePort)));
+                               aRemotePort == nullptr ? std::nullopt : std::optional(aRemotePort->text()));
         }
     }
 

@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/sensor/agentcommon/include/LatencyData.h"
-#include "tools/qzagent/hba/HbaFields.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 #include "tools/qzagent/latency/LatencySurvey.h"
 
@@ -49,7 +48,7 @@ nlohmann::ordered_json jsonOf(MeasuredAdapter const& aAdapter)
         for (MeasuredPort const& port : *aAdapter.mPorts)
         {
             list.push_back(
-                {{"port_wwn", wwnText(port.mName)}, {"latencies", jsonOfLatencies(*port.mLatencies)}});
+                {{"port_wwn", port.mName.text()}, {"latencies", jsonOfLatencies(*port.mLatencies)}});
         }
     }
     json["latencies"] = jsonOfLatencies(*aAdapter.mLatencies);

@@ -5,13 +5,11 @@
 #include <exception>
 #include <string>
 
-#include <hbaapi.h>
-
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/Wwn.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/hba/HbaFields.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
@@ -45,17 +43,17 @@ MeasuredAdapter measure(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
         qz::Adapter opened(aApi, aName);
         PortNames const names = targetPortsIn(opened.targetMappings());
         measured.mPorts.emplace();
-        for (HBA_WWN const& name : names)
+        for (qz::Wwn const& name : names)
         {
-            aProgress.setStep(aName + ": latency of " + wwnText(name));
+            aProgress.setStep(aName + ": latency of " + name.text());
             try
             {
-                measured.mPorts->push_back({name, measurePort(opened, qz::Wwn(name), aCount)});
+                measured.mPorts->push_back({name, measurePort(opened, name, aCount)});
                 measured.mLatencies->aggregate(measured.mPorts->back().mLatencies);
             }
             catch (std::exception const& exception)
             {
-                aReport.addFailure(failureOf(exception), aName, wwnText(name));
+                aReport.addFailure(failureOf(exception), aName, name.text());
             }
         }
     }

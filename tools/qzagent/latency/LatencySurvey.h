@@ -3,14 +3,12 @@
 #pragma once
 
 #include <cstddef>
-#include <ctime>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include <hbaapi.h>
-
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/Wwn.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
@@ -19,7 +17,7 @@ namespace qzagent
 {
 struct MeasuredPort
 {
-    HBA_WWN mName;
+    qz::Wwn mName;
     LatencyEntry mLatencies;
 };
 

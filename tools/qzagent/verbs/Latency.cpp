@@ -18,7 +18,6 @@
 #include "tools/qzagent/cli/Printable.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/hba/HbaFields.h"
 #include "tools/qzagent/hba/Host.h"
 #include "tools/qzagent/latency/LatencyChart.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
@@ -69,7 +68,7 @@ void visitLatencies(Measured const& aMeasured, Visit const& aVisit)
     {
         for (MeasuredPort const& port : adapter.mPorts ? *adapter.mPorts : none)
         {
-            aVisit(adapter.mName + ", target port " + wwnText(port.mName), *port.mLatencies);
+            aVisit(adapter.mName + ", target port " + port.mName.text(), *port.mLatencies);
         }
     }
     for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
