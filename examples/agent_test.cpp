@@ -33,7 +33,7 @@ std::vector<std::string> adapterNames()
 
 TEST(AdapterNames, ListEveryAdapter)
 {
-    FakeHbaapi hbaapi;
+    qz::FakeHbaapi hbaapi;
     hbaapi.mNumberOfAdapters = 2;
     hbaapi.mNames = {{HBA_STATUS_OK, "first"}, {HBA_STATUS_OK, "second"}};
     EXPECT_EQ(adapterNames(), (std::vector<std::string>{"first", "second"}));
@@ -41,7 +41,7 @@ TEST(AdapterNames, ListEveryAdapter)
 
 TEST(AdapterNames, GoOnAfterAnAdapterThatIsBusy)
 {
-    FakeHbaapi hbaapi;
+    qz::FakeHbaapi hbaapi;
     hbaapi.mNumberOfAdapters = 2;
     hbaapi.mNames = {{HBA_STATUS_ERROR_BUSY, ""}, {HBA_STATUS_OK, "second"}};
     EXPECT_EQ(adapterNames(), (std::vector<std::string>{"(no answer)", "second"}));
@@ -49,7 +49,7 @@ TEST(AdapterNames, GoOnAfterAnAdapterThatIsBusy)
 
 TEST(AdapterNames, FreeTheLibraryWhenTheyAreRead)
 {
-    FakeHbaapi hbaapi;
+    qz::FakeHbaapi hbaapi;
     adapterNames();
     EXPECT_EQ(hbaapi.calls(), (std::vector<std::string>{"HBA_LoadLibrary()", "HBA_GetNumberOfAdapters()",
                                                         "HBA_FreeLibrary()"}));
@@ -57,7 +57,7 @@ TEST(AdapterNames, FreeTheLibraryWhenTheyAreRead)
 
 TEST(AdapterNames, ThrowWhenTheLibraryCannotBeLoaded)
 {
-    FakeHbaapi hbaapi;
+    qz::FakeHbaapi hbaapi;
     hbaapi.mLoadStatus = HBA_STATUS_ERROR;
     EXPECT_THROW(adapterNames(), QZCExitConditionEx);
 }

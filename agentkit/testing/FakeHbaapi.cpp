@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+using qz::FakeHbaapi;
+using qz::UncountedString;
+
 namespace
 {
 constexpr std::size_t nameBufferSize = 256;

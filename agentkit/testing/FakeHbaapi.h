@@ -13,6 +13,8 @@
 
 #include "agentkit/testing/UncountedAllocator.h"
 
+namespace qz
+{
 /// Holds the answers of the HBA_* functions and records their calls. Only one object may exist at a time. A
 /// call without an answer fails the test. AllocationFailure does not count its allocations, as long as the
 /// names are short.
@@ -81,3 +83,4 @@ private:
     UncountedVector<UncountedString> mRecorded;
     mutable std::vector<std::string> mCalls;  ///< the start of mRecorded that calls() has converted
 };
+}  // namespace qz

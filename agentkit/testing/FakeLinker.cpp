@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 
+using qz::FakeLinker;
+
 namespace
 {
 FakeLinker* gLinker = nullptr;

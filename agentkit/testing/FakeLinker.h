@@ -4,6 +4,8 @@
 /// without sanitizers, since sanitizers call these functions before they are initialised.
 #pragma once
 
+namespace qz
+{
 /// Answers the calls during its lifetime. Otherwise they go to the C library. Only one object may exist at a time.
 class FakeLinker
 {
@@ -18,3 +20,4 @@ public:
     virtual char* takeError() noexcept = 0;
     virtual int close(void* aHandle) noexcept = 0;
 };
+}  // namespace qz

@@ -6,6 +6,8 @@
 #include <iterator>
 #include <utility>
 
+using qz::FakeVqm;
+
 namespace
 {
 FakeVqm* gInstance = nullptr;

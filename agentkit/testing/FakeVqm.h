@@ -16,6 +16,8 @@
 #include "agentkit/testing/UncountedAllocator.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 
+namespace qz
+{
 /// Holds the answers of the dynamic linker and the vendor library, and records their arguments. Only one object
 /// may exist at a time. AllocationFailure does not count its allocations.
 class FakeVqm : public FakeLinker
@@ -87,3 +89,4 @@ public:
     HBA_wwn mQzapiPort = {};
     /// @}
 };
+}  // namespace qz

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace qz
+{
 /// Allocates without operator new, so that AllocationFailure affects only the code under test.
 template <typename T>
 struct UncountedAllocator
@@ -50,3 +52,4 @@ using UncountedString = std::basic_string<char, std::char_traits<char>, Uncounte
 
 template <typename T>
 using UncountedVector = std::vector<T, UncountedAllocator<T>>;
+}  // namespace qz

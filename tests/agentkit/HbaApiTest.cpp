@@ -77,7 +77,7 @@ protected:
     /// Makes the HBA API answer the next REPORT LUNS with these bytes.
     void answerLuns(HBA_STATUS aStatus, Bytes const& aAnswer = {})
     {
-        mHbaapi.mReportLuns.push_back({aStatus, [aAnswer](FakeHbaapi::ReportLunsBlocks& aBlocks)
+        mHbaapi.mReportLuns.push_back({aStatus, [aAnswer](qz::FakeHbaapi::ReportLunsBlocks& aBlocks)
                                        {
                                            ASSERT_LE(aAnswer.size(), aBlocks.mResponseSize);
                                            std::copy(aAnswer.begin(), aAnswer.end(), aBlocks.mResponse);
@@ -108,7 +108,7 @@ protected:
         return std::count(mHbaapi.calls().begin(), mHbaapi.calls().end(), aCall);
     }
 
-    FakeHbaapi mHbaapi;
+    qz::FakeHbaapi mHbaapi;
     LogCapture mLog;
     unsigned int mMappingQueries = 0;
 
@@ -399,7 +399,7 @@ protected:
 TEST_F(HbaApiLuns, RequestHasAZeroedBlockWithRoomForTheLongestList)
 {
     mHbaapi.mReportLuns.push_back(
-        {HBA_STATUS_OK, [](FakeHbaapi::ReportLunsBlocks& aBlocks)
+        {HBA_STATUS_OK, [](qz::FakeHbaapi::ReportLunsBlocks& aBlocks)
          { EXPECT_THAT(Bytes(aBlocks.mResponse, aBlocks.mResponse + aBlocks.mResponseSize), Each(0)); }});
     LunReport const report = mAdapter.reportLuns(remotePort);
     EXPECT_EQ(report.bytes().mSize, 4104u);

@@ -11,7 +11,7 @@ namespace
 {
 TEST(HbaWitness, AnswersThatTheHbaApiIsUnavailableWithoutACommonLibrary)
 {
-    FakeVqm const linker;
+    qz::FakeVqm const linker;
     EXPECT_EQ(HBA_LoadLibrary(), static_cast<HBA_STATUS>(HBA_STATUS_ERROR_UNAVAILABLE));
     EXPECT_STREQ(qz::lastHbaCall().mFunction, "HBA_LoadLibrary");
     EXPECT_EQ(qz::lastHbaCall().mStatus, static_cast<HBA_STATUS>(HBA_STATUS_ERROR_UNAVAILABLE));
@@ -20,7 +20,7 @@ TEST(HbaWitness, AnswersThatTheHbaApiIsUnavailableWithoutACommonLibrary)
 
 TEST(HbaWitness, OpensNoAdapterWithoutACommonLibrary)
 {
-    FakeVqm const linker;
+    qz::FakeVqm const linker;
     char name[] = "qz-0";
     EXPECT_EQ(HBA_OpenAdapter(name), 0u);
     EXPECT_EQ(qz::lastHbaCall().mStatus, static_cast<HBA_STATUS>(HBA_STATUS_ERROR));
@@ -28,7 +28,7 @@ TEST(HbaWitness, OpensNoAdapterWithoutACommonLibrary)
 
 TEST(HbaWitness, WritesNoScsiStatusWithoutACommonLibrary)
 {
-    FakeVqm const linker;
+    qz::FakeVqm const linker;
     unsigned char block[8];
     HBA_UINT32 size = sizeof block;
     HBA_UINT8 scsiStatus = 0x77;

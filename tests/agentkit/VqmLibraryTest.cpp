@@ -75,7 +75,7 @@ public:
         mVqm.mRegistrationId = 42;
         mVqm.mOnCall = [this](char const* aCall)
         {
-            UncountedString const call = aCall;
+            qz::UncountedString const call = aCall;
             if (call != "dlerror()" && call.rfind("dlsym(", 0) != 0)
             {
                 mCalls.push_back(call);
@@ -86,7 +86,7 @@ public:
     Calls calls() const
     {
         Calls calls;
-        for (UncountedString const& call : mCalls)
+        for (qz::UncountedString const& call : mCalls)
         {
             calls.emplace_back(call.c_str());
         }
@@ -100,10 +100,10 @@ public:
                              [&](std::string const& aCall) { return aCall.rfind(aFunction + '(', 0) == 0; });
     }
 
-    FakeVqm mVqm;
+    qz::FakeVqm mVqm;
 
 private:
-    UncountedVector<UncountedString> mCalls;
+    qz::UncountedVector<qz::UncountedString> mCalls;
 };
 
 VqmRegistration registerQuazor(VqmLibrary& aLibrary, QZCPointer<QZCWorldWideName> const& aPort)
@@ -288,14 +288,16 @@ TEST(VqmLibrary, EachRefusedCallStillLetsEveryStepRelease)
     {
         std::string mCall;  ///< the call that is refused
         Calls mNotMade;     ///< the calls that are left out then
-        std::function<void(FakeVqm&, unsigned int)> mAnswer;
+        std::function<void(qz::FakeVqm&, unsigned int)> mAnswer;
     };
-    auto const answerEvent = [](FakeVqm& aVqm, unsigned int aResult) { aVqm.mEventResult = aResult; };
+    auto const answerEvent = [](qz::FakeVqm& aVqm, unsigned int aResult) { aVqm.mEventResult = aResult; };
     std::vector<Refusal> const refusals = {
-        {"VQM_GetDrvInfo(0)", {}, [](FakeVqm& aVqm, unsigned int aResult) { aVqm.mDriverResult = aResult; }},
+        {"VQM_GetDrvInfo(0)",
+         {},
+         [](qz::FakeVqm& aVqm, unsigned int aResult) { aVqm.mDriverResult = aResult; }},
         {"VQM_GetLinkInfo(0)",
          {quazorBegin, plainBegin, plainEnd, quazorEnd},
-         [](FakeVqm& aVqm, unsigned int aResult) { aVqm.mLinkResult = aResult; }},
+         [](qz::FakeVqm& aVqm, unsigned int aResult) { aVqm.mLinkResult = aResult; }},
         {quazorBegin, {quazorEnd}, answerEvent},
         {plainBegin, {plainEnd}, answerEvent},
         {plainEnd, {}, answerEvent},
@@ -457,7 +459,7 @@ struct Owners
     std::unique_ptr<VqmRegistration> mPlain = std::make_unique<VqmRegistration>(registerPlain(*mLibrary));
 
     /// Makes the layer free the library because it lacks a function.
-    void loseLibrary(FakeVqm& aVqm)
+    void loseLibrary(qz::FakeVqm& aVqm)
     {
         aVqm.mMissing = "VQM_GetLinkInfo";
         EXPECT_EQ(outcomeOf([&] { mEnvironment->names(0); }), functionMissing);

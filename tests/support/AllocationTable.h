@@ -109,7 +109,7 @@ Operation withoutAllocation(std::string aName, Prepare aPrepare, Act aAct, std::
 /// The result of one run of an operation.
 struct Run
 {
-    UncountedString mOutcome;
+    qz::UncountedString mOutcome;
     unsigned int mAllocations = 0;
     long mLost = 0;
 };

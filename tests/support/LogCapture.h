@@ -45,14 +45,14 @@ private:
     struct CapturedLine
     {
         unsigned int mLevel;
-        UncountedString mTag;
-        UncountedString mFunction;
-        UncountedString mFile;
-        UncountedString mFormat;
-        UncountedString mText;
+        qz::UncountedString mTag;
+        qz::UncountedString mFunction;
+        qz::UncountedString mFile;
+        qz::UncountedString mFormat;
+        qz::UncountedString mText;
     };
 
-    UncountedVector<CapturedLine> mCaptured;
+    qz::UncountedVector<CapturedLine> mCaptured;
     mutable std::vector<LogLine> mLines;  ///< the start of mCaptured that lines() has converted
 };
 

@@ -396,7 +396,7 @@ protected:
     {
         mLog.clear();
         mNames = QZCVector<QZCString>();
-        mHbaapi.mNames = std::deque<FakeHbaapi::Name>();
+        mHbaapi.mNames = std::deque<qz::FakeHbaapi::Name>();
         answerNames({"sim-1", "sim-2"});
     }
 

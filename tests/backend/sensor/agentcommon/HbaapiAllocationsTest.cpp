@@ -46,7 +46,7 @@ struct Scene
     Scene(Scene const&) = delete;
     Scene& operator=(Scene const&) = delete;
 
-    FakeHbaapi mHbaapi;
+    qz::FakeHbaapi mHbaapi;
     QZCHbaapiAbs mLayer;
     QZCVector<QZCString> mNames;
     HBA_ADAPTERATTRIBUTES mAdapter = {};
@@ -142,7 +142,7 @@ std::shared_ptr<Scene> sceneOfAGrowingAdapter()
                                      {HBA_STATUS_OK}};
     auto const listOf = [](unsigned char aLength)
     {
-        return [=](FakeHbaapi::ReportLunsBlocks& aBlocks)
+        return [=](qz::FakeHbaapi::ReportLunsBlocks& aBlocks)
         {
             std::fill_n(aBlocks.mResponse, 3, static_cast<unsigned char>(0));
             aBlocks.mResponse[3] = aLength;

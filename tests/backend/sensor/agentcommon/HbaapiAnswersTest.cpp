@@ -68,7 +68,7 @@ struct AnsweredScene
         }
     }
 
-    FakeHbaapi mHbaapi;
+    qz::FakeHbaapi mHbaapi;
     LogCapture mLog;
     QZCHbaapiAbs mLayer;
 };

@@ -31,7 +31,7 @@ protected:
 
     std::vector<LogLine> const& events() const { return mLog.lines(); }
 
-    FakeHbaapi mHbaapi;
+    qz::FakeHbaapi mHbaapi;
     LogCapture mLog;
     QZCHbaapiAbs mLayer;
 };

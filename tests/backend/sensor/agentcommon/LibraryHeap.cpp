@@ -95,7 +95,7 @@ LibraryHeap::~LibraryHeap() { gHeap = nullptr; }
 std::vector<std::string> LibraryHeap::calls() const
 {
     std::vector<std::string> texts;
-    for (UncountedString const& text : mCalls)
+    for (qz::UncountedString const& text : mCalls)
     {
         texts.push_back(text.c_str());
     }
@@ -161,5 +161,5 @@ LibraryHeap::Block* LibraryHeap::placeOf(void const* aBlock)
 
 void LibraryHeap::record(char const* aFunction, char const* aArgument)
 {
-    mCalls.push_back(UncountedString(aFunction) + '(' + aArgument + ')');
+    mCalls.push_back(qz::UncountedString(aFunction) + '(' + aArgument + ')');
 }

@@ -74,5 +74,5 @@ private:
     unsigned int mFirstFailing = 0;
     unsigned int mLastFailing = 0;
     std::array<Block, 8> mBlocks = {};  ///< allocated by the library and not freed; the rest is null
-    UncountedVector<UncountedString> mCalls;
+    qz::UncountedVector<qz::UncountedString> mCalls;
 };

@@ -23,7 +23,7 @@ using Name = QZCPointer<QZCWorldWideName>;
 /// The layer with a vendor library that answers every call, and the arguments of its operations.
 struct Scene
 {
-    FakeVqm mVqm;
+    qz::FakeVqm mVqm;
     QZCLibvqmAbs mLayer;
     Name mFirst = nameOf({1, 2, 3, 4, 5, 6, 7, 8});
     Name mSecond = nameOf({8, 7, 6, 5, 4, 3, 2, 1});

@@ -45,12 +45,12 @@ class LibvqmAreas : public LibvqmLayer
 {
 protected:
     /// The diagnostic environment table as the scripted library fills it.
-    std::array<unsigned char, FakeVqm::tableSize> tableLeft() const
+    std::array<unsigned char, qz::FakeVqm::tableSize> tableLeft() const
     {
-        std::array<unsigned char, FakeVqm::tableSize> table;
+        std::array<unsigned char, qz::FakeVqm::tableSize> table;
         table.fill(0xff);
         std::string const& text = mVqm.mDriverVersion;
-        std::copy_n(text.c_str(), text.size() + 1, table.begin() + FakeVqm::driverTextPosition);
+        std::copy_n(text.c_str(), text.size() + 1, table.begin() + qz::FakeVqm::driverTextPosition);
         return table;
     }
 };
@@ -89,7 +89,7 @@ TEST_F(LibvqmAreas, DriverRecordHasVersionFourAndZerosBeforeTheCall)
         {
             load();
             onDirtyStack([&] { mLayer.DoesDriverSupportQzapi(QZCPointer<QZCDepVersion>()); });
-            std::array<unsigned char, FakeVqm::driverRecordSize> const expected = {4};
+            std::array<unsigned char, qz::FakeVqm::driverRecordSize> const expected = {4};
             EXPECT_EQ(mVqm.mDriverRecordOnEntry, expected);
         });
 }

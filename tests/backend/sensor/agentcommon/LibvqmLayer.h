@@ -121,7 +121,7 @@ protected:
         return std::count(mLog.lines().begin(), mLog.lines().end(), call(aCall));
     }
 
-    FakeVqm mVqm;
+    qz::FakeVqm mVqm;
     LogCapture mLog;
     QZCLibvqmAbs mLayer;
 };

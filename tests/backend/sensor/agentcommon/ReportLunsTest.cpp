@@ -27,7 +27,7 @@ constexpr char lunsFailed[] = "QZCHbaapiEx 802: HBA_SendReportLUNs method failed
 constexpr char withoutMemory[] = "QZCHbaapiEx 802: Malloc Failed in HA_SendReportLUNs";
 constexpr HBA_WWN port = {{0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c}};
 
-using Blocks = FakeHbaapi::ReportLunsBlocks;
+using Blocks = qz::FakeHbaapi::ReportLunsBlocks;
 
 void putLength(Blocks& aBlocks, unsigned int aLength)
 {
