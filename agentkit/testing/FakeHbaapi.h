@@ -15,9 +15,12 @@
 
 namespace qz
 {
-/// Holds the answers of the HBA_* functions and records their calls. Only one object may exist at a time. A
-/// call without an answer fails the test. AllocationFailure does not count its allocations, as long as the
-/// names are short.
+/// Holds the answers of the HBA_* functions and records their calls. One object exists at a time; the functions may be
+/// called only while it does. A call without an answer fails the test (GoogleTest).
+///
+/// What it keeps does not come from operator new, as long as names are short and functions capture little: a test that
+/// replaces operator new to make allocations fail sees only the code under test.
+/// @ingroup agentkit
 class FakeHbaapi
 {
 public:
@@ -25,26 +28,25 @@ public:
     /// terminating NUL when it is shorter).
     struct Name
     {
-        HBA_STATUS mStatus;
-        std::string mName;
+        HBA_STATUS mStatus;  ///< returned
+        std::string mName;   ///< copied to the caller
     };
 
     /// An answer of a query: the status, and an optional function that first fills the caller's structure.
-    /// AllocationFailure does not count a function with small captures.
     template <typename Handed>
     struct Answer
     {
-        HBA_STATUS mStatus;
-        std::function<void(Handed&)> mFill = {};
+        HBA_STATUS mStatus;                       ///< returned
+        std::function<void(Handed&)> mFill = {};  ///< called first, if there is one
     };
 
     /// The blocks passed to HBA_SendReportLUNs.
     struct ReportLunsBlocks
     {
-        unsigned char* mResponse;
-        HBA_UINT32 mResponseSize;
-        unsigned char* mSense;
-        HBA_UINT32 mSenseSize;
+        unsigned char* mResponse;  ///< where the response goes
+        HBA_UINT32 mResponseSize;  ///< its size in bytes
+        unsigned char* mSense;     ///< where sense data go
+        HBA_UINT32 mSenseSize;     ///< its size in bytes
     };
 
     FakeHbaapi();
@@ -52,13 +54,14 @@ public:
     FakeHbaapi(FakeHbaapi const&) = delete;
     FakeHbaapi& operator=(FakeHbaapi const&) = delete;
 
-    /// The instance that the HBA_* functions use.
+    /// @return the instance that the HBA_* functions use
     static FakeHbaapi& instance();
 
     /// Records one call and passes it to mOnCall.
+    /// @param aCall the call as calls() lists it
     void record(UncountedString const& aCall);
 
-    /// The calls so far with their numeric arguments: "HBA_GetAdapterName(0)",
+    /// @return the calls so far with their numeric arguments: "HBA_GetAdapterName(0)",
     /// "HBA_GetFcpTargetMapping(7, 256)" with the block's NumberOfEntries, and
     /// "HBA_SendReportLUNs(7, 10000000c92a3b4c, 16, 256)" with the port and the sizes of the two blocks.
     std::vector<std::string> const& calls() const;
@@ -66,15 +69,15 @@ public:
     /// Receives each call before it is answered.
     std::function<void(char const* aCall)> mOnCall;
 
-    HBA_STATUS mLoadStatus = HBA_STATUS_OK;
-    HBA_STATUS mFreeStatus = HBA_STATUS_OK;
-    HBA_UINT32 mNumberOfAdapters = 0;
-    HBA_HANDLE mOpenHandle = 1;
-    std::deque<Name> mNames;
-    std::deque<Answer<HBA_ADAPTERATTRIBUTES>> mAdapterAttributes;
-    std::deque<Answer<HBA_PORTATTRIBUTES>> mPortAttributes;
-    std::deque<Answer<HBA_FCPTargetMapping>> mTargetMappings;
-    std::deque<Answer<ReportLunsBlocks>> mReportLuns;
+    HBA_STATUS mLoadStatus = HBA_STATUS_OK;  ///< of every HBA_LoadLibrary
+    HBA_STATUS mFreeStatus = HBA_STATUS_OK;  ///< of every HBA_FreeLibrary
+    HBA_UINT32 mNumberOfAdapters = 0;        ///< of every HBA_GetNumberOfAdapters
+    HBA_HANDLE mOpenHandle = 1;              ///< of every HBA_OpenAdapter
+    std::deque<Name> mNames;                 ///< of HBA_GetAdapterName, one after the other
+    std::deque<Answer<HBA_ADAPTERATTRIBUTES>> mAdapterAttributes;  ///< of HBA_GetAdapterAttributes
+    std::deque<Answer<HBA_PORTATTRIBUTES>> mPortAttributes;        ///< of HBA_GetAdapterPortAttributes
+    std::deque<Answer<HBA_FCPTargetMapping>> mTargetMappings;      ///< of HBA_GetFcpTargetMapping
+    std::deque<Answer<ReportLunsBlocks>> mReportLuns;              ///< of HBA_SendReportLUNs
 
     /// Whether the 256 bytes of every name buffer so far were zero.
     bool mNameBuffersWereZero = true;
