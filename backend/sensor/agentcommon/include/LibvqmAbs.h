@@ -108,8 +108,8 @@ public:
     /// @return the adapter count of the last LIBVQM_Init(); 0 after LIBVQM_FreeLibrary()
     unsigned int LIBVQM_GetNumberOfAdapters();
 
-    /// Gets the two World Wide Names of an adapter. The second is the name of the port: register Quazor events for it,
-    /// because the events of other ports do not arrive. The vendor library defines this, and the layer does not check it.
+    /// Gets the two World Wide Names of an adapter. The second is the name of the port. Register Quazor events for it,
+    /// because the events of other ports do not arrive.
     /// @param aBoardId    the vendor library's number of the adapter, not checked
     /// @param arFirstWwn  set to a new name; its share of a previous name is released
     /// @param arSecondWwn set to a new name; its share of a previous name is released
