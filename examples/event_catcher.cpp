@@ -39,7 +39,6 @@ qz::Event next(qz::EventQueue& aQueue)
     }
     return event;
 }
-
 }  // namespace
 
 int main()

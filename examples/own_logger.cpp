@@ -5,10 +5,10 @@
 #include <exception>
 #include <string_view>
 
+#include "agentkit/include/HbaApi.h"
 #include "backend/common/include/Logger.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
-#include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 
 namespace
 {
@@ -47,19 +47,9 @@ private:
 
 void readNames()
 {
-    QZCHbaapiAbs hbaapi;
-    hbaapi.HA_LoadHbaapi();
-    try
-    {
-        QZCVector<QZCString> names;
-        hbaapi.HA_GetAdapterNames(hbaapi.HA_GetNumberOfAdapters(), names);
-    }
-    catch (std::exception const&)
-    {
-        hbaapi.HA_FreeHbaapi();
-        throw;
-    }
-    hbaapi.HA_FreeHbaapi();
+    qz::HbaApi api;
+    QZCVector<QZCString> names;
+    api.layer().HA_GetAdapterNames(api.numberOfAdapters(), names);
 }
 }  // namespace
 

@@ -20,6 +20,7 @@
 #include "agentkit/testing/FakeHbaapi.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/Bytes.h"
+#include "tests/support/Circumstances.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/MallocFailure.h"
 #include "tests/support/Outcome.h"
@@ -218,6 +219,91 @@ TEST_F(HbaApiCalls, CloseTheAdapterAndFreeTheLibraryWhenAnExceptionPasses)
     };
     EXPECT_EQ(outcomeOf(fail), portFailed);
     EXPECT_EQ(timesOf("HBA_CloseAdapter(1)"), 1);
+    EXPECT_EQ(timesOf("HBA_FreeLibrary()"), 1);
+}
+
+/// The steps of an agent, each with the call of the HBA API that it makes.
+std::vector<std::string> const agentSteps = {
+    "HBA_LoadLibrary()",
+    "HBA_GetAdapterName(0)",
+    "HBA_OpenAdapter(qz-0)",
+    "HBA_GetAdapterAttributes(1)",
+    "HBA_GetAdapterPortAttributes(1, 0)",
+    "HBA_GetFcpTargetMapping(1, 256)",
+    "HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)",
+};
+
+/// Takes the steps until one fails.
+void takeHbaSteps()
+{
+    HbaApi api;
+    Adapter adapter(api, api.adapterName(0));
+    auto const attributes = adapter.attributes();
+    HBA_PORTATTRIBUTES const port = adapter.port(0);
+    TargetMappings const mappings = adapter.targetMappings(steady_clock::now());
+    LunReport const report = adapter.reportLuns(remotePort);
+    EXPECT_EQ(attributes->NumberOfPorts, 1u);
+    EXPECT_EQ(port.PortState, 0u);
+    EXPECT_EQ(mappings.size(), 0u);
+    EXPECT_THAT(report.luns(), IsEmpty());
+}
+
+TEST_F(HbaApiCalls, ReleaseEveryStepOnceWhereverTheAgentFails)
+{
+    for (Circumstance const& circumstance : circumstances)
+    {
+        for (std::size_t failing = 0; failing <= agentSteps.size(); ++failing)
+        {
+            SCOPED_TRACE("step " + std::to_string(failing) + " fails " + circumstance.mName);
+            auto const answerOf = [&](std::size_t aStep) -> HBA_STATUS
+            { return aStep == failing ? HBA_STATUS_ERROR : HBA_STATUS_OK; };
+            mHbaapi.mLoadStatus = answerOf(0);
+            mHbaapi.mNames = {{answerOf(1), "qz-0"}};
+            mHbaapi.mOpenHandle = failing == 2 ? 0 : 1;
+            mHbaapi.mAdapterAttributes = {
+                {answerOf(3), [](HBA_ADAPTERATTRIBUTES& aAttributes) { aAttributes.NumberOfPorts = 1; }}};
+            mHbaapi.mPortAttributes = {{answerOf(4)}};
+            mHbaapi.mTargetMappings.clear();
+            answerMappings(answerOf(5), 0);
+            mHbaapi.mReportLuns.clear();
+            for (unsigned int attempt = 0; attempt < 3; ++attempt)
+            {
+                answerLuns(answerOf(6));
+            }
+            std::size_t const callsBefore = mHbaapi.calls().size();
+
+            outcomeOf([&] { circumstance.mRun(takeHbaSteps); });
+
+            std::vector<std::string> calls(mHbaapi.calls().begin() + static_cast<std::ptrdiff_t>(callsBefore),
+                                           mHbaapi.calls().end());
+            calls.erase(std::unique(calls.begin(), calls.end()),
+                        calls.end());  // the layer repeats REPORT LUNS
+            std::vector<std::string> expected(
+                agentSteps.begin(),
+                agentSteps.begin() + static_cast<std::ptrdiff_t>(std::min(failing + 1, agentSteps.size())));
+            if (failing > 2)
+            {
+                expected.emplace_back("HBA_CloseAdapter(1)");
+            }
+            if (failing > 0)
+            {
+                expected.emplace_back("HBA_FreeLibrary()");
+            }
+            EXPECT_THAT(calls, ElementsAreArray(expected));
+        }
+    }
+    EXPECT_TRUE(std::none_of(mLog.lines().begin(), mLog.lines().end(),
+                             [](LogLine const& aLine) { return aLine.mTag == "-H-"; }));
+}
+
+TEST_F(HbaApiCalls, RefusedSecondLoadLeavesTheFirstLoaded)
+{
+    {
+        HbaApi const api;
+        mHbaapi.mLoadStatus = HBA_STATUS_ERROR;
+        EXPECT_EQ(outcomeOf([] { HbaApi(); }), "QZCExitConditionEx 19: Can't load HBAAPI library!");
+        EXPECT_EQ(timesOf("HBA_FreeLibrary()"), 0);
+    }
     EXPECT_EQ(timesOf("HBA_FreeLibrary()"), 1);
 }
 

@@ -21,6 +21,7 @@
 #include "agentkit/testing/UncountedAllocator.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
 #include "tests/support/AllocationFailure.h"
+#include "tests/support/Circumstances.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Outcome.h"
@@ -191,58 +192,6 @@ void inVqmProcess(Body const& aBody)
         });
 }
 
-/// The situations in which an agent takes its steps.
-struct Circumstance
-{
-    std::string mName;
-    std::function<void(unsigned int)> mTakeSteps;
-};
-
-/// Takes the steps in its destructor, which runs while an exception propagates.
-class StepsAtTheEnd
-{
-public:
-    explicit StepsAtTheEnd(unsigned int aSteps) : mSteps(aSteps) {}
-    ~StepsAtTheEnd()
-    {
-        try
-        {
-            takeSteps(mSteps);
-        }
-        catch (std::exception const&)
-        {
-            // The propagating exception continues.
-        }
-    }
-    StepsAtTheEnd(StepsAtTheEnd const&) = delete;
-    StepsAtTheEnd& operator=(StepsAtTheEnd const&) = delete;
-
-private:
-    unsigned int const mSteps;
-};
-
-std::vector<Circumstance> const circumstances = {
-    {"by themselves", takeSteps},
-    {"while an exception is handled",
-     [](unsigned int aSteps)
-     {
-         try
-         {
-             throw std::logic_error("another failure");
-         }
-         catch (std::logic_error const&)
-         {
-             takeSteps(aSteps);
-         }
-     }},
-    {"while an exception passes",
-     [](unsigned int aSteps)
-     {
-         StepsAtTheEnd const steps(aSteps);
-         throw std::logic_error("another failure");
-     }},
-};
-
 TEST(VqmLibrary, EachMissingFunctionStillLetsEveryStepRelease)
 {
     std::vector<std::string> missing = vqmFunctions;
@@ -258,7 +207,7 @@ TEST(VqmLibrary, EachMissingFunctionStillLetsEveryStepRelease)
                     [&](LoggedVqm& aVqm)
                     {
                         aVqm.mVqm.mMissing = function;
-                        outcomeOf([&] { circumstance.mTakeSteps(steps); });
+                        outcomeOf([&] { circumstance.mRun([&] { takeSteps(steps); }); });
                         EXPECT_THAT(aVqm.calls(), ElementsAreArray(callsWithout(function, steps)));
                     });
             }

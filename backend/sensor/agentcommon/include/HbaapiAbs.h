@@ -99,9 +99,10 @@ public:
     /// @param aHandle   handle of an open adapter, from HA_OpenAdapter()
     /// @param arMapping null, or a block from malloc whose NumberOfEntries is its capacity (asserted not 0). Null is
     ///                  the safe choice for every call: an answer overwrites NumberOfEntries, so a block of an
-    ///                  earlier call no longer states its capacity, and ends the process if it states 0. It is set to the block with the mappings, whose NumberOfEntries is their number. The caller owns
-    ///                  the block and releases it with free. After an exception arMapping is null, and a block
-    ///                  that was passed in has been freed
+    ///                  earlier call no longer states its capacity, and ends the process if it states 0. It is set to
+    ///                  the block with the mappings, whose NumberOfEntries is their number. The caller owns the block
+    ///                  and releases it with free. After an exception arMapping is null, and a block that was passed in
+    ///                  has been freed
     /// @return arMapping
     /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802; QZCNoMemoryEx "Out of Memory",
     ///         code 2 (without the trace "Left"). Asserts that the number of entries that comes with MORE_DATA is

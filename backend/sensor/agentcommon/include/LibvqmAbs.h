@@ -108,9 +108,8 @@ public:
     /// @return the adapter count of the last LIBVQM_Init(); 0 after LIBVQM_FreeLibrary()
     unsigned int LIBVQM_GetNumberOfAdapters();
 
-    /// Gets the two World Wide Names of an adapter. Which of them is the port's is the vendor library's to say. With the
-    /// simulated vendor library it is the second: register Quazor events for that name, because events of other ports
-    /// do not come.
+    /// Gets the two World Wide Names of an adapter. The second is the name of the port. Register Quazor events for it,
+    /// because the events of other ports do not arrive.
     /// @param aBoardId    the vendor library's number of the adapter, not checked
     /// @param arFirstWwn  set to a new name; its share of a previous name is released
     /// @param arSecondWwn set to a new name; its share of a previous name is released
