@@ -7,7 +7,9 @@
 #include <hbaapi.h>
 
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/VqmLibrary.h"
 #include "agentkit/testing/FakeHbaapi.h"
+#include "agentkit/testing/FakeVqm.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 
 namespace
@@ -60,5 +62,13 @@ TEST(AdapterNames, ThrowWhenTheLibraryCannotBeLoaded)
     qz::FakeHbaapi hbaapi;
     hbaapi.mLoadStatus = HBA_STATUS_ERROR;
     EXPECT_THROW(adapterNames(), QZCExitConditionEx);
+}
+
+TEST(Boards, AreCountedByTheVendorLibrary)
+{
+    qz::FakeVqm vqm;
+    vqm.mNumAdapters = 3;
+    qz::VqmLibrary library;
+    EXPECT_EQ(qz::VqmEnvironment(library).numberOfBoards(), 3u);
 }
 }  // namespace

@@ -20,7 +20,7 @@ Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aR
     }
     catch (QZCNotFoundEx const& exception)
     {
-        Board const board{aNumber, {}, {}, failureOf(exception)};
+        Board board{aNumber, {}, {}, failureOf(exception)};
         aReport.addFailure(*board.mFailure, fmt::format("board {}", aNumber));
         return board;
     }
