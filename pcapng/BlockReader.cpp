@@ -1,0 +1,201 @@
+#include "pcapng/BlockReader.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <variant>
+
+#include "pcapng/Format.h"
+
+namespace pcapng
+{
+namespace
+{
+constexpr std::size_t initialWindow = std::size_t{1} << 20U;
+
+/// Whether a search for the next block accepts the type. Any other number may be data.
+bool isUsual(std::uint32_t aType)
+{
+    switch (static_cast<BlockType>(aType))
+    {
+        case BlockType::interfaceDescription:
+        case BlockType::simplePacket:
+        case BlockType::nameResolution:
+        case BlockType::interfaceStatistics:
+        case BlockType::enhancedPacket:
+        case BlockType::sectionHeader:
+            return true;
+    }
+    return false;
+}
+
+/// @param aMagic the byte-order magic of a section header
+std::optional<ByteOrder> orderOf(unsigned char const* aMagic)
+{
+    for (ByteOrder const order : {ByteOrder::native, ByteOrder::swapped})
+    {
+        if (readNumber<std::uint32_t>(aMagic, order) == byteOrderMagic)
+        {
+            return order;
+        }
+    }
+    return {};
+}
+}  // namespace
+
+BlockReader::BlockReader(Input& aInput, std::size_t aLargest)
+    : mInput(aInput), mLargest(aLargest), mWindow(initialWindow)
+{
+}
+
+std::optional<std::variant<Block, Gap>> BlockReader::next(AtEnd aAtEnd)
+{
+    if (!mGapStart)
+    {
+        std::optional<Block> const block = nextInOrder(aAtEnd);
+        if (block)
+        {
+            return *block;
+        }
+    }
+    if (mGapStart)
+    {
+        std::optional<Gap> const gap = search(aAtEnd);
+        if (gap)
+        {
+            return *gap;
+        }
+    }
+    return {};
+}
+
+/// @return the block that follows the previous one; none when there is none, and then a search begins if there is
+///         something else
+std::optional<Block> BlockReader::nextInOrder(AtEnd aAtEnd)
+{
+    Candidate found = candidate();
+    while (found.mFinding == Finding::needsMore && readMore())
+    {
+        found = candidate();
+    }
+    if (found.mFinding == Finding::block)
+    {
+        return take(found);
+    }
+    bool const mayBeCompleted = found.mFinding == Finding::needsMore && aAtEnd == AtEnd::wait;
+    if (available() != 0 && !mayBeCompleted)
+    {
+        mGapStart = mPosition;
+        skip(1);
+    }
+    return {};
+}
+
+/// @return the bytes before the next block; none when the input may still bring it
+std::optional<Gap> BlockReader::search(AtEnd aAtEnd)
+{
+    bool isAtEnd = false;
+    for (;;)
+    {
+        Candidate const found = candidate();
+        if (found.mFinding == Finding::needsMore && !isAtEnd)
+        {
+            isAtEnd = !readMore();
+            continue;
+        }
+        if (found.mFinding == Finding::needsMore && aAtEnd == AtEnd::wait)
+        {
+            return {};
+        }
+        bool const isBlock = found.mFinding == Finding::block;
+        if (isBlock || available() == 0)
+        {
+            Gap const gap{*mGapStart, mPosition - *mGapStart, !isBlock};
+            mGapStart.reset();
+            return gap;
+        }
+        skip(1);
+    }
+}
+
+BlockReader::Candidate BlockReader::candidate() const
+{
+    if (mOrder)
+    {
+        return candidate(*mOrder);
+    }
+    Candidate const native = candidate(ByteOrder::native);
+    return native.mFinding == Finding::block ? native : candidate(ByteOrder::swapped);
+}
+
+/// Looks for a block at the beginning of the window.
+/// @param aOrder the byte order, unless a section begins here, which says its own
+BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
+{
+    if (available() < smallestBlock)
+    {
+        return {Finding::needsMore};
+    }
+    unsigned char const* const bytes = &mWindow[mBegin];
+    ByteOrder order = aOrder;
+    auto const type = readNumber<std::uint32_t>(bytes, order);
+    if (type == static_cast<std::uint32_t>(BlockType::sectionHeader))
+    {
+        std::optional<ByteOrder> const own = orderOf(bytes + blockHeadSize);
+        if (!own)
+        {
+            return {Finding::damage};
+        }
+        order = *own;
+    }
+    std::size_t const size = readNumber<std::uint32_t>(bytes + sizeof type, order);
+    bool const isPlausible = size >= smallestBlock && size % alignment == 0 && size <= mLargest;
+    if (!isPlausible || (mGapStart && !isUsual(type)))
+    {
+        return {Finding::damage};
+    }
+    if (size > available())
+    {
+        return {Finding::needsMore};
+    }
+    if (readNumber<std::uint32_t>(bytes + size - blockTailSize, order) != size)
+    {
+        return {Finding::damage};
+    }
+    return {Finding::block, type, size, order};
+}
+
+Block BlockReader::take(Candidate const& aCandidate)
+{
+    mOrder = aCandidate.mOrder;
+    Block const block{mPosition,
+                      aCandidate.mType,
+                      aCandidate.mOrder,
+                      {&mWindow[mBegin + blockHeadSize], aCandidate.mSize - smallestBlock}};
+    skip(aCandidate.mSize);
+    return block;
+}
+
+void BlockReader::skip(std::size_t aSize)
+{
+    mBegin += aSize;
+    mPosition += aSize;
+}
+
+/// Moves the window forward, and enlarges it when a block fills it.
+/// @return false when the input has no more bytes
+bool BlockReader::readMore()
+{
+    std::copy(mWindow.begin() + static_cast<std::ptrdiff_t>(mBegin),
+              mWindow.begin() + static_cast<std::ptrdiff_t>(mEnd), mWindow.begin());
+    mEnd -= mBegin;
+    mBegin = 0;
+    if (mWindow.size() - mEnd < initialWindow / 2)
+    {
+        mWindow.resize(2 * mWindow.size());
+    }
+    std::size_t const count = mInput.read(&mWindow[mEnd], mWindow.size() - mEnd);
+    mEnd += count;
+    return count != 0;
+}
+}  // namespace pcapng
