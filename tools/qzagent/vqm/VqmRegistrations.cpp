@@ -1,6 +1,5 @@
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 
-#include <chrono>
 #include <cstdarg>
 #include <ctime>
 #include <exception>
@@ -15,6 +14,7 @@
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
 
 namespace qzagent
@@ -26,8 +26,8 @@ void handOver(void* aQueue, unsigned int aBoard, unsigned int aCategory, unsigne
               QZ_event const* aEvent)
 {
     VqmPayload const payload = payloadOf(aEvent);
-    static_cast<qz::EventQueue*>(aQueue)->push(
-        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, payload.mBytes, payload.mLength);
+    static_cast<qz::EventQueue*>(aQueue)->push({receptionTime(), aBoard, aCategory, aSubcategory},
+                                               payload.mBytes, payload.mLength);
 }
 
 void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,

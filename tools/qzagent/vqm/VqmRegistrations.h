@@ -2,6 +2,7 @@
 /// Registrations for the events of the vendor library.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "agentkit/include/EventQueue.h"
@@ -43,6 +44,9 @@ public:
 
     /// @return whether no board is registered
     bool isEmpty() const { return mBoards.empty(); }
+
+    /// Number of registered boards.
+    std::size_t size() const { return mBoards.size(); }
 
 private:
     struct RegisteredBoard
