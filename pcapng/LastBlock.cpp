@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -39,7 +40,7 @@ public:
 private:
     RandomInput const& mInput;
     std::vector<unsigned char> mWindow;
-    std::optional<std::uint64_t> mStart;
+    std::uint64_t mStart = std::numeric_limits<std::uint64_t>::max();  ///< of the window; no position at first
 };
 
 /// @return the start of the block that ends at the position; none when no block ends there

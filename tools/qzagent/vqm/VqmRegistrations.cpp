@@ -21,19 +21,12 @@ namespace qzagent
 {
 namespace
 {
-/// Runs on a thread that the vendor library chooses, and must not block that thread, so it only queues the event.
 void handOver(void* aQueue, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
               QZ_event const* aEvent)
 {
     VqmPayload const payload = payloadOf(aEvent);
     static_cast<qz::EventQueue*>(aQueue)->push({receptionTime(), aBoard, aCategory, aSubcategory},
                                                payload.mBytes, payload.mLength);
-}
-
-void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
-                     void* aQueue, QZ_event* aEvent)
-{
-    handOver(aQueue, aBoard, aCategory, aSubcategory, aEvent);
 }
 
 void takePlainEvent(unsigned int aBoard, ...)
@@ -48,6 +41,12 @@ void takePlainEvent(unsigned int aBoard, ...)
     handOver(queue, aBoard, category, subcategory, event);
 }
 }  // namespace
+
+void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
+                     void* aQueue, QZ_event* aEvent)
+{
+    handOver(aQueue, aBoard, aCategory, aSubcategory, aEvent);
+}
 
 VqmRegistrations::~VqmRegistrations()
 {
