@@ -99,9 +99,11 @@ std::vector<std::int64_t> timesOfCallback(std::string const& aPath, unsigned int
             isDone = true;
         });
     std::array<qz::QueuedEvent, 64> events;
-    for (std::size_t count = 0; !isDone || count != 0;)
+    for (bool hasMore = true; hasMore;)
     {
-        count = queue.peek(events.data(), events.size());
+        bool const wasDone = isDone;
+        std::size_t const count = queue.peek(events.data(), events.size());
+        hasMore = !wasDone || count != 0;
         std::for_each(events.begin(), events.begin() + static_cast<std::ptrdiff_t>(count),
                       [&](qz::QueuedEvent const& aEvent) { recorder.take(aEvent, nullptr); });
         queue.remove(count);
@@ -124,8 +126,7 @@ std::vector<std::int64_t> timesOfWriting(std::string const& aPath, unsigned int 
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::fopen((aPath + ".fwrite").c_str(), "wb"),
                                                                &std::fclose);
     std::array<unsigned char, payloadSize> const payload{};
-    return timesAtRate(aRate, aSeconds,
-                       [&] { std::fwrite(payload.data(), payload.size(), 1, file.get()); });
+    return timesAtRate(aRate, aSeconds, [&] { std::fwrite(payload.data(), payload.size(), 1, file.get()); });
 }
 }  // namespace
 

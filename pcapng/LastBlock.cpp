@@ -40,7 +40,8 @@ public:
 private:
     RandomInput const& mInput;
     std::vector<unsigned char> mWindow;
-    std::uint64_t mStart = std::numeric_limits<std::uint64_t>::max();  ///< of the window; no position at first
+    std::uint64_t mStart =
+        std::numeric_limits<std::uint64_t>::max();  ///< of the window; no position at first
 };
 
 /// @return the start of the block that ends at the position; none when no block ends there
