@@ -43,7 +43,7 @@ struct RecorderSources
 };
 
 /// Writes several blocks at once while events keep arriving.
-class PcapngRecorder : public WatchRecorder
+class PcapngRecorder final : public WatchRecorder
 {
 public:
     /// @throws CaptureWriteError when the capture cannot be opened
