@@ -48,7 +48,9 @@ TEST(QzagentWatch, PrintsEachEventAsALine)
                                                 "000000000405060708090a0b0c0d0e0f\\.\\.\\."),
                             MatchesRegex(time + " board 0 category 3 subcategory 7 length 64 "
                                                 "0000000105060708090a0b0c0d0e0f10\\.\\.\\.")));
-    EXPECT_EQ(result.mErrors, "qzagent: note: received 2 events, wrote 2, dropped 0\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: watching board 0, category 3, all subcategories\n"
+              "qzagent: note: received 2 events, wrote 2, dropped 0\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -76,7 +78,9 @@ TEST(QzagentWatch, StopsAfterTheGivenTime)
 {
     ProcessResult const result = runAgentOn(events(), {"watch", "--seconds", "1"});
     EXPECT_THAT(linesOf(result.mOutput), SizeIs(101));
-    EXPECT_EQ(result.mErrors, "qzagent: note: received 101 events, wrote 101, dropped 0\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: watching 2 boards, all categories, all subcategories\n"
+              "qzagent: note: received 101 events, wrote 101, dropped 0\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 

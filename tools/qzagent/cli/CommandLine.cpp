@@ -106,6 +106,18 @@ void ArgumentList::addNumberTo(std::function<void(std::uint64_t)> const& aSet, c
         ->check(numberWithin(aBounds));
 }
 
+void ArgumentList::addParsedTo(std::function<bool(std::string const&)> const& aSet, char const* aName,
+                               char const* aValue, char const* aForm, char const* aDescription)
+{
+    auto const complaint = [aSet, aForm](std::string const& aText)
+    { return aSet(aText) ? std::string() : fmt::format("'{}' is not {}", aText, aForm); };
+    mParser
+        .add_option_function<std::string>(
+            aName, [](std::string const&) {}, aDescription)
+        ->type_name(aValue)
+        ->check(CLI::Validator(complaint, ""));
+}
+
 CommandLine::CommandLine()
     : mParser(std::make_unique<CLI::App>("Reference agent for the Fibre Channel adapters of this host.",
                                          toolName))

@@ -81,7 +81,25 @@ public:
         addNumberTo(set, aName, aValue, aBounds, aDescription);
     }
 
+    /// Adds an option whose text is parsed.
+    /// @param aValue  placeholder for the text in the help
+    /// @param aParse  returns the value of a text; none for an invalid text
+    /// @param aForm   what a valid text is, for the message, such as "a size"
+    template <typename Value>
+    void addParsed(char const* aName, char const* aValue, std::optional<Value> (*aParse)(std::string const&),
+                   char const* aForm, std::optional<Value>& aParsed, char const* aDescription)
+    {
+        auto const set = [&aParsed, aParse](std::string const& aText)
+        {
+            aParsed = aParse(aText);
+            return aParsed.has_value();
+        };
+        addParsedTo(set, aName, aValue, aForm, aDescription);
+    }
+
 private:
+    void addParsedTo(std::function<bool(std::string const&)> const& aSet, char const* aName,
+                     char const* aValue, char const* aForm, char const* aDescription);
     void addNumberTo(std::function<void(std::uint64_t)> const& aSet, char const* aName, char const* aValue,
                      Bounds const& aBounds, char const* aDescription);
 

@@ -37,6 +37,11 @@ void Report::addNote(std::string const& aText)
     add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}, {}}, ExitCode::success);
 }
 
+void Report::showNote(std::string const& aText)
+{
+    write({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}, {}});
+}
+
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
 {
     nlohmann::ordered_json document{{"format_version", formatVersion},
@@ -53,9 +58,17 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
 
 void Report::add(Message const& aMessage, ExitCode aCode)
 {
-    mErrors.writeLine("qzagent: " + printable(lineOf(aMessage)) + "\n");
+    write(aMessage);
     mMessages.push_back(aMessage);
     mExitCode = std::max(mExitCode, aCode);
+}
+
+void Report::write(Message const& aMessage)
+{
+    if (!mHidesNotes || aMessage.mSeverity != noteSeverity)
+    {
+        mErrors.writeLine("qzagent: " + printable(lineOf(aMessage)) + "\n");
+    }
 }
 
 std::string Report::lineOf(Message const& aMessage)

@@ -41,6 +41,12 @@ public:
     /// Adds a note, which leaves the exit code unchanged.
     void addNote(std::string const& aText);
 
+    /// Writes a note that is not part of the document, for what happens again and again.
+    void showNote(std::string const& aText);
+
+    /// Notes are no longer written to standard error.
+    void hideNotes() { mHidesNotes = true; }
+
     /// The stream to which the messages are written.
     ErrorStream& errors() { return mErrors; }
 
@@ -64,11 +70,13 @@ private:
     };
 
     void add(Message const& aMessage, ExitCode aCode);
+    void write(Message const& aMessage);
     static std::string lineOf(Message const& aMessage);
     static nlohmann::ordered_json jsonOf(Message const& aMessage);
 
     ErrorStream& mErrors;
     std::vector<Message> mMessages;
     ExitCode mExitCode = ExitCode::success;
+    bool mHidesNotes = false;
 };
 }  // namespace qzagent

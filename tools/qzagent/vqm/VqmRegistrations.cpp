@@ -1,6 +1,5 @@
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 
-#include <chrono>
 #include <cstdarg>
 #include <ctime>
 #include <exception>
@@ -15,25 +14,19 @@
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
 
 namespace qzagent
 {
 namespace
 {
-/// Runs on a thread that the vendor library chooses, and must not block that thread, so it only queues the event.
 void handOver(void* aQueue, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
               QZ_event const* aEvent)
 {
     VqmPayload const payload = payloadOf(aEvent);
-    static_cast<qz::EventQueue*>(aQueue)->push(
-        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, payload.mBytes, payload.mLength);
-}
-
-void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
-                     void* aQueue, QZ_event* aEvent)
-{
-    handOver(aQueue, aBoard, aCategory, aSubcategory, aEvent);
+    static_cast<qz::EventQueue*>(aQueue)->push({receptionTime(), aBoard, aCategory, aSubcategory},
+                                               payload.mBytes, payload.mLength);
 }
 
 void takePlainEvent(unsigned int aBoard, ...)
@@ -48,6 +41,12 @@ void takePlainEvent(unsigned int aBoard, ...)
     handOver(queue, aBoard, category, subcategory, event);
 }
 }  // namespace
+
+void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
+                     void* aQueue, QZ_event* aEvent)
+{
+    handOver(aQueue, aBoard, aCategory, aSubcategory, aEvent);
+}
 
 VqmRegistrations::~VqmRegistrations()
 {

@@ -63,15 +63,33 @@ std::string jsonOf(qz::Event const& aEvent, Board const* aBoard)
 }
 }  // namespace
 
-bool WatchLines::take(qz::Event const& aEvent, Board const* aBoard)
+void WatchLines::take(qz::QueuedEvent const& aEvent, Board const* aBoard)
 {
-    mLines += mIsJson ? jsonOf(aEvent, aBoard) : lineOf(aEvent);
+    mEvent.mHead = aEvent.mHead;
+    mEvent.mPayload.assign(aEvent.mPayload.begin(), aEvent.mPayload.end());
+    mEvent.mPayload.insert(mEvent.mPayload.end(), aEvent.mRest.begin(), aEvent.mRest.end());
+    mLines += mIsJson ? jsonOf(mEvent, aBoard) : lineOf(mEvent);
     ++mNumberOfLines;
+    flushWhenLong();
+}
+
+void WatchLines::takeDrops(ReceptionTime aTime, unsigned int aBoard, std::uint64_t aDropped)
+{
+    if (mIsJson)
+    {
+        mLines += fmt::format(R"({{"time":"{}","board":{},"dropped":{}}})"
+                              "\n",
+                              timeText(aTime), aBoard, aDropped);
+        flushWhenLong();
+    }
+}
+
+void WatchLines::flushWhenLong()
+{
     if (mLines.size() >= PIPE_BUF)
     {
         flush();
     }
-    return true;
 }
 
 void WatchLines::flush()

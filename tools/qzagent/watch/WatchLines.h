@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <string>
 
+#include "agentkit/include/EventQueue.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 #include "tools/qzagent/watch/WatchSink.h"
 
 namespace qzagent
@@ -24,7 +26,11 @@ public:
     /// @throws std::system_error when standard output cannot be written
     /// @throws std::runtime_error when a second signal ends the wait for a reader
     /// @{
-    bool take(qz::Event const& aEvent, Board const* aBoard) override;
+    void take(qz::QueuedEvent const& aEvent, Board const* aBoard) override;
+
+    /// Adds an object for events that were dropped, if the lines are JSON.
+    /// @param aTime when this was noticed
+    void takeDrops(ReceptionTime aTime, unsigned int aBoard, std::uint64_t aDropped);
     void flush() override;
     void finish() override { flush(); }
     /// @}
@@ -32,10 +38,12 @@ public:
 
 private:
     void waitForRoom();
+    void flushWhenLong();
 
     Output& mOutput;
     StopSignals& mSignals;
     bool const mIsJson;
+    qz::Event mEvent{};
     std::string mLines;
     std::uint64_t mNumberOfLines = 0;
     std::uint64_t mWritten = 0;
