@@ -1,8 +1,8 @@
 #include "pcapng/BlockReader.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <optional>
+#include <utility>
 #include <variant>
 
 #include "pcapng/Format.h"
@@ -11,8 +11,6 @@ namespace pcapng
 {
 namespace
 {
-constexpr std::size_t initialWindow = std::size_t{1} << 20U;
-
 /// Whether a search for the next block accepts the type. Any other number may be data.
 bool isUsual(std::uint32_t aType)
 {
@@ -43,14 +41,13 @@ std::optional<ByteOrder> orderOf(unsigned char const* aMagic)
 }
 }  // namespace
 
-BlockReader::BlockReader(Input& aInput, std::size_t aLargest)
-    : mInput(aInput), mLargest(aLargest), mWindow(initialWindow)
+BlockReader::BlockReader(Input& aInput, std::size_t aLargest) : mLargest(aLargest), mWindow(aInput, aLargest)
 {
 }
 
 std::optional<std::variant<Block, Gap>> BlockReader::next(AtEnd aAtEnd)
 {
-    if (!mGapStart)
+    if (!mGap)
     {
         std::optional<Block> const block = nextInOrder(aAtEnd);
         if (block)
@@ -58,7 +55,7 @@ std::optional<std::variant<Block, Gap>> BlockReader::next(AtEnd aAtEnd)
             return *block;
         }
     }
-    if (mGapStart)
+    if (mGap)
     {
         std::optional<Gap> const gap = search(aAtEnd);
         if (gap)
@@ -74,7 +71,7 @@ std::optional<std::variant<Block, Gap>> BlockReader::next(AtEnd aAtEnd)
 std::optional<Block> BlockReader::nextInOrder(AtEnd aAtEnd)
 {
     Candidate found = candidate();
-    while (found.mFinding == Finding::needsMore && readMore())
+    while (found.mFinding == Finding::needsMore && mWindow.readMore())
     {
         found = candidate();
     }
@@ -83,9 +80,9 @@ std::optional<Block> BlockReader::nextInOrder(AtEnd aAtEnd)
         return take(found);
     }
     bool const mayBeCompleted = found.mFinding == Finding::needsMore && aAtEnd == AtEnd::wait;
-    if (available() != 0 && !mayBeCompleted)
+    if (mWindow.size() != 0 && !mayBeCompleted)
     {
-        mGapStart = mPosition;
+        mGap = Gap{mPosition, 0, false, found.mSize};
         skip(1);
     }
     return {};
@@ -100,7 +97,7 @@ std::optional<Gap> BlockReader::search(AtEnd aAtEnd)
         Candidate const found = candidate();
         if (found.mFinding == Finding::needsMore && !isAtEnd)
         {
-            isAtEnd = !readMore();
+            isAtEnd = !mWindow.readMore();
             continue;
         }
         if (found.mFinding == Finding::needsMore && aAtEnd == AtEnd::wait)
@@ -108,11 +105,11 @@ std::optional<Gap> BlockReader::search(AtEnd aAtEnd)
             return {};
         }
         bool const isBlock = found.mFinding == Finding::block;
-        if (isBlock || available() == 0)
+        if (isBlock || mWindow.size() == 0)
         {
-            Gap const gap{*mGapStart, mPosition - *mGapStart, !isBlock};
-            mGapStart.reset();
-            return gap;
+            mGap->mSize = mPosition - mGap->mPosition;
+            mGap->mIsAtEnd = !isBlock;
+            return std::exchange(mGap, {});
         }
         skip(1);
     }
@@ -132,11 +129,11 @@ BlockReader::Candidate BlockReader::candidate() const
 /// @param aOrder the byte order, unless a section begins here, which says its own
 BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
 {
-    if (available() < smallestBlock)
+    if (mWindow.size() < smallestBlock)
     {
         return {Finding::needsMore};
     }
-    unsigned char const* const bytes = &mWindow[mBegin];
+    unsigned char const* const bytes = mWindow.data();
     ByteOrder order = aOrder;
     auto const type = readNumber<std::uint32_t>(bytes, order);
     if (type == static_cast<std::uint32_t>(BlockType::sectionHeader))
@@ -149,12 +146,16 @@ BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
         order = *own;
     }
     std::size_t const size = readNumber<std::uint32_t>(bytes + sizeof type, order);
-    bool const isPlausible = size >= smallestBlock && size % alignment == 0 && size <= mLargest;
-    if (!isPlausible || (mGapStart && !isUsual(type)))
+    bool const isPlausible = size >= smallestBlock && size % alignment == 0;
+    if (!isPlausible || (mGap && !isUsual(type)))
     {
         return {Finding::damage};
     }
-    if (size > available())
+    if (size > mLargest)
+    {
+        return {Finding::damage, type, isUsual(type) ? size : 0};
+    }
+    if (size > mWindow.size())
     {
         return {Finding::needsMore};
     }
@@ -171,31 +172,14 @@ Block BlockReader::take(Candidate const& aCandidate)
     Block const block{mPosition,
                       aCandidate.mType,
                       aCandidate.mOrder,
-                      {&mWindow[mBegin + blockHeadSize], aCandidate.mSize - smallestBlock}};
+                      {mWindow.data() + blockHeadSize, aCandidate.mSize - smallestBlock}};
     skip(aCandidate.mSize);
     return block;
 }
 
 void BlockReader::skip(std::size_t aSize)
 {
-    mBegin += aSize;
+    mWindow.skip(aSize);
     mPosition += aSize;
-}
-
-/// Moves the window forward, and enlarges it when a block fills it.
-/// @return false when the input has no more bytes
-bool BlockReader::readMore()
-{
-    std::copy(mWindow.begin() + static_cast<std::ptrdiff_t>(mBegin),
-              mWindow.begin() + static_cast<std::ptrdiff_t>(mEnd), mWindow.begin());
-    mEnd -= mBegin;
-    mBegin = 0;
-    if (mWindow.size() - mEnd < initialWindow / 2)
-    {
-        mWindow.resize(2 * mWindow.size());
-    }
-    std::size_t const count = mInput.read(&mWindow[mEnd], mWindow.size() - mEnd);
-    mEnd += count;
-    return count != 0;
 }
 }  // namespace pcapng
