@@ -39,6 +39,24 @@ std::optional<ByteOrder> orderOf(unsigned char const* aMagic)
     }
     return {};
 }
+/// Distinguishes the byte orders as long as no section says one. A block of one order can look like a block of the other
+/// order three bytes before it, because most numbers are small.
+bool hasFittingFields(std::uint32_t aType, Bytes aBody, ByteOrder aOrder)
+{
+    constexpr std::size_t captured = 12;
+    constexpr std::size_t reserved = 2;
+    switch (static_cast<BlockType>(aType))
+    {
+        case BlockType::enhancedPacket:
+            return aBody.mSize >= packetHeadSize &&
+                   readNumber<std::uint32_t>(aBody.mData + captured, aOrder) <= aBody.mSize - packetHeadSize;
+        case BlockType::interfaceDescription:
+            return aBody.mSize >= 2 * alignment &&
+                   readNumber<std::uint16_t>(aBody.mData + reserved, aOrder) == 0;
+        default:
+            return true;
+    }
+}
 }  // namespace
 
 BlockReader::BlockReader(Input& aInput, std::size_t aLargest) : mLargest(aLargest), mWindow(aInput, aLargest)
@@ -163,7 +181,8 @@ BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
     {
         return {Finding::damage};
     }
-    return {Finding::block, type, size, order};
+    bool const fits = mOrder || hasFittingFields(type, {bytes + blockHeadSize, size - smallestBlock}, order);
+    return fits ? Candidate{Finding::block, type, size, order} : Candidate{Finding::damage};
 }
 
 Block BlockReader::take(Candidate const& aCandidate)

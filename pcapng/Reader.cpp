@@ -246,7 +246,7 @@ Item Reader::readInterface(Block const& aBlock)
 Item Reader::readPacket(Block const& aBlock) const
 {
     Fields fields(aBlock);
-    Packet packet{aBlock.mPosition, {}, {}, mSection ? &*mSection : nullptr, nullptr};
+    Packet packet{aBlock.mPosition, {}, {}, section(), nullptr};
     packet.mHead.mInterface = fields.number<std::uint32_t>();
     packet.mHead.mTime = timeOf(packet.mHead.mInterface, fields.time());
     auto const size = fields.number<std::uint32_t>();

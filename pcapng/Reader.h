@@ -66,6 +66,9 @@ public:
     /// The block of the last item, valid until the next call; none before the first item and after a gap.
     std::optional<Block> const& block() const { return mBlock; }
 
+    /// @return the section that began last; null when it is lost
+    Section const* section() const { return mSection ? &*mSection : nullptr; }
+
     /// @return the interface of the section; null when the section has none with this number, or it is lost
     Interface const* interfaceNumbered(std::uint32_t aNumber) const;
 

@@ -13,4 +13,9 @@ std::string damageText(std::uint64_t aStart, qz::ScopeDataError const& aError)
     std::string const text = aError.what();
     return fmt::format("at byte {}{}", aStart + aError.position(), text.substr(text.find(':')));
 }
+
+std::string tooLargeText(std::uint64_t aStart, std::uint64_t aLargest)
+{
+    return fmt::format("at byte {}: a record is larger than {} bytes (--max-record)", aStart, aLargest);
+}
 }  // namespace qzagent

@@ -87,6 +87,12 @@ void ArgumentList::addPositional(char const* aName, std::optional<std::string>& 
     mParser.add_option(aName, aText, aDescription)->type_name("");
 }
 
+void ArgumentList::addPositional(char const* aName, std::vector<std::string>& aTexts,
+                                 char const* aDescription)
+{
+    mParser.add_option(aName, aTexts, aDescription)->type_name("")->required();
+}
+
 void ArgumentList::addFlag(char const* aName, bool& aFlag, char const* aDescription)
 {
     mParser.add_flag(aName, aFlag, aDescription)->disable_flag_override();
@@ -96,6 +102,19 @@ void ArgumentList::addText(char const* aName, char const* aValue, std::optional<
                            char const* aDescription)
 {
     mParser.add_option(aName, aText, aDescription)->type_name(aValue);
+}
+
+void ArgumentList::addParsed(char const* aName, char const* aValue,
+                             std::function<bool(std::string const&)> const& aSet, char const* aExpected,
+                             char const* aDescription)
+{
+    auto const complaint = [aSet, aExpected](std::string const& aText)
+    { return aSet(aText) ? std::string() : fmt::format("'{}' is not {}", aText, aExpected); };
+    mParser
+        .add_option_function<std::string>(
+            aName, [](std::string const&) {}, aDescription)
+        ->type_name(aValue)
+        ->check(CLI::Validator(complaint, ""));
 }
 
 void ArgumentList::addNumberTo(std::function<void(std::uint64_t)> const& aSet, char const* aName,

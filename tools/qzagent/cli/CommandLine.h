@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/Report.h"
@@ -62,6 +63,9 @@ public:
     /// Adds an optional positional argument.
     void addPositional(char const* aName, std::optional<std::string>& aText, char const* aDescription);
 
+    /// Adds a positional argument that takes one or more texts.
+    void addPositional(char const* aName, std::vector<std::string>& aTexts, char const* aDescription);
+
     /// Adds an option without a value.
     void addFlag(char const* aName, bool& aFlag, char const* aDescription);
 
@@ -69,6 +73,12 @@ public:
     /// @param aValue placeholder for the text in the help
     void addText(char const* aName, char const* aValue, std::optional<std::string>& aText,
                  char const* aDescription);
+
+    /// Adds an option whose value is parsed.
+    /// @param aSet      returns whether the text is valid
+    /// @param aExpected what the text must be, for the message
+    void addParsed(char const* aName, char const* aValue, std::function<bool(std::string const&)> const& aSet,
+                   char const* aExpected, char const* aDescription);
 
     /// Adds an option that takes a number.
     /// @param aValue   placeholder for the number in the help

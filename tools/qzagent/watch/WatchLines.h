@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/qzagent/capture/EventLine.h"
 #include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/PatientOutput.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/watch/WatchSink.h"
 
@@ -16,10 +18,7 @@ class WatchLines : public WatchSink
 {
 public:
     /// @param aSignals the second signal ends the wait for a reader that does not read
-    WatchLines(Output& aOutput, StopSignals& aSignals, bool aIsJson)
-        : mOutput(aOutput), mSignals(aSignals), mIsJson(aIsJson)
-    {
-    }
+    WatchLines(Output& aOutput, StopSignals& aSignals, bool aIsJson);
 
     /// @throws std::system_error when standard output cannot be written
     /// @throws std::runtime_error when a second signal ends the wait for a reader
@@ -31,11 +30,9 @@ public:
     std::uint64_t written() const override { return mWritten; }
 
 private:
-    void waitForRoom();
-
-    Output& mOutput;
-    StopSignals& mSignals;
-    bool const mIsJson;
+    PatientOutput mOutput;
+    std::string const mHost;
+    EventLine mLine;
     std::string mLines;
     std::uint64_t mNumberOfLines = 0;
     std::uint64_t mWritten = 0;

@@ -1,0 +1,53 @@
+/// @file
+/// Reads captures that are pcapng files.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+
+#include "pcapng/Reader.h"
+#include "tools/qzagent/capture/CaptureFile.h"
+#include "tools/qzagent/capture/CaptureItems.h"
+
+namespace qzagent
+{
+/// Reads everything that is whole, before and behind damage.
+class PcapngSource : public CaptureSource
+{
+public:
+    /// @param aFile    must outlive the source
+    /// @param aLargest size in bytes of the largest record that is accepted
+    PcapngSource(CaptureFile& aFile, std::size_t aLargest);
+
+    std::optional<CaptureItem> next(bool aMayGrow) override;
+
+    /// The block of the last item; none after damage in which no block was found.
+    std::optional<pcapng::Block> const& block() const { return mReader.block(); }
+
+private:
+    /// Counts of an interface since the section began.
+    struct Drops
+    {
+        std::uint64_t mOfPackets = 0;
+        std::uint64_t mReported = 0;
+    };
+
+    std::optional<CaptureItem> itemOf(pcapng::Item const& aItem);
+    CaptureItem itemOf(pcapng::Packet const& aPacket);
+    CaptureItem itemOf(pcapng::Statistics const& aStatistics);
+    CaptureDamage damageOf(pcapng::Gap const& aGap) const;
+    EventOrigin originOf(pcapng::Time aTime, std::uint32_t aInterface);
+    std::optional<std::uint32_t> boardOf(std::uint32_t aNumber, pcapng::Interface const* aInterface);
+    static std::uint64_t report(Drops& aDrops, std::uint64_t aCount);
+
+    CaptureFile& mFile;
+    std::size_t const mLargest;
+    pcapng::Reader mReader;
+    std::map<std::uint32_t, Drops> mDrops;
+    // The board of the last interface, whose name is not read again for each packet.
+    std::optional<std::uint32_t> mInterface;
+    std::optional<std::uint32_t> mBoard;
+};
+}  // namespace qzagent
