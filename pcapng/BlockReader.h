@@ -9,6 +9,7 @@
 
 #include "pcapng/Blocks.h"
 #include "pcapng/ByteOrder.h"
+#include "pcapng/Format.h"
 #include "pcapng/Window.h"
 
 namespace pcapng
@@ -20,6 +21,9 @@ struct Block
     std::uint32_t mType;
     ByteOrder mOrder;
     Bytes mBody;  ///< valid until the next call of the reader
+
+    /// @return all bytes of the block, with the lengths before and after the body
+    Bytes whole() const { return {mBody.mData - blockHeadSize, mBody.mSize + smallestBlock}; }
 };
 
 /// Bytes that belong to no whole block.

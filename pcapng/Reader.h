@@ -69,6 +69,9 @@ public:
     /// @return the section that began last; null when it is lost
     Section const* section() const { return mSection ? &*mSection : nullptr; }
 
+    /// @return number of interfaces of the section so far, with those that cannot be read
+    std::size_t numberOfInterfaces() const { return mInterfaces.size(); }
+
     /// @return the interface of the section; null when the section has none with this number, or it is lost
     Interface const* interfaceNumbered(std::uint32_t aNumber) const;
 

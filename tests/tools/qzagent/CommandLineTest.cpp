@@ -40,10 +40,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         UsageError{"NoArguments",
                    {},
-                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
+                   "no verb given; the verbs are adapters, inventory, latency, show, repair, convert, "
+                   "vendor, watch, explain"},
         UsageError{"NoVerb",
                    {"--trace"},
-                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
+                   "no verb given; the verbs are adapters, inventory, latency, show, repair, convert, "
+                   "vendor, watch, explain"},
         UsageError{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
         UsageError{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
         UsageError{
@@ -70,6 +72,10 @@ INSTANTIATE_TEST_SUITE_P(
         UsageError{
             "OctalCount", {"latency", "--count", "010"}, "--count: '010' is not a number from 1 to 1000000"},
         UsageError{"ShowWithoutFile", {"show"}, "FILE is required"},
+        UsageError{"RepairWithoutOutput", {"repair", "a"}, "--output is required"},
+        UsageError{"ConvertToText",
+                   {"convert", "a", "--output", "b", "--to", "hex"},
+                   "--to: 'hex' is not pcapng, records or json"},
         UsageError{"ShowSinceNoTime",
                    {"show", "--since", "noon", "a"},
                    "--since: 'noon' is not a time such as 2026-11-22T08:53:52Z, -10m or '1h ago'"},
@@ -144,8 +150,8 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
-                         testing::Values("adapters", "inventory", "latency", "show", "vendor", "watch",
-                                         "explain"),
+                         testing::Values("adapters", "inventory", "latency", "show", "repair", "convert",
+                                         "vendor", "watch", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

@@ -1,6 +1,7 @@
 #include "tools/qzagent/capture/CaptureFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -33,11 +34,13 @@ int open(std::string const& aPath)
 }
 }  // namespace
 
-CaptureFile::CaptureFile(std::string const& aPath, Reading aReading, std::optional<CaptureForm> const& aForm)
+CaptureFile::CaptureFile(std::string const& aPath, Reading aReading, std::optional<CaptureForm> const& aForm,
+                         int aStop)
     : mPath(aPath),
       mName(aPath == standardInput ? "standard input" : aPath),
       mDescriptor(open(aPath)),
       mReading(aReading),
+      mStop(aStop),
       mForm(aForm)
 {
     struct stat status = {};
@@ -133,6 +136,7 @@ std::size_t CaptureFile::readDescriptor(unsigned char* aBytes, std::size_t aSize
     {
         return 0;
     }
+    expectNoStop();
     ssize_t count = 0;
     do
     {
@@ -151,5 +155,19 @@ bool CaptureFile::isReady() const
 {
     pollfd descriptor{mDescriptor.number(), POLLIN, 0};
     return mReading == Reading::toTheEnd || ::poll(&descriptor, 1, 0) > 0;
+}
+
+/// Waits until the file can be read, or must not be read any more.
+void CaptureFile::expectNoStop() const
+{
+    if (mStop >= 0)
+    {
+        std::array<pollfd, 2> descriptors{{{mStop, POLLIN, 0}, {mDescriptor.number(), POLLIN, 0}}};
+        ::poll(descriptors.data(), descriptors.size(), -1);
+        if (descriptors[0].revents != 0)
+        {
+            throw Interrupted();
+        }
+    }
 }
 }  // namespace qzagent

@@ -21,6 +21,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// Thrown when a signal ends the reading of a capture.
+class Interrupted : public std::runtime_error
+{
+public:
+    Interrupted() : std::runtime_error("interrupted") {}
+};
+
 /// The bytes of a capture. Commented hexadecimal text is decoded.
 class CaptureFile : public pcapng::Input
 {
@@ -33,8 +40,10 @@ public:
 
     /// @param aPath path of the file; "-" for standard input
     /// @param aForm the form; none when the first bytes tell it
+    /// @param aStop a descriptor that ends reading with an error when it becomes readable; -1 for none
     /// @throws CaptureError when the file cannot be opened
-    CaptureFile(std::string const& aPath, Reading aReading, std::optional<CaptureForm> const& aForm);
+    CaptureFile(std::string const& aPath, Reading aReading, std::optional<CaptureForm> const& aForm,
+                int aStop);
 
     /// Name of the file for messages.
     std::string const& name() const { return mName; }
@@ -46,6 +55,7 @@ public:
 
     /// @return number of bytes; 0 when there are none now
     /// @throws CaptureError when the file cannot be read, or is text that is not hexadecimal
+    /// @throws Interrupted
     std::size_t read(unsigned char* aBytes, std::size_t aSize) override;
 
     /// Whether no bytes can follow those that were read. A file that is followed may always grow.
@@ -60,11 +70,13 @@ private:
     std::size_t readHex(unsigned char* aBytes, std::size_t aSize);
     std::size_t readDescriptor(unsigned char* aBytes, std::size_t aSize);
     bool isReady() const;
+    void expectNoStop() const;
 
     std::string const mPath;
     std::string const mName;
     Descriptor const mDescriptor;
     Reading const mReading;
+    int const mStop;
     bool mCanGrow = false;  ///< whether it is a regular file
     bool mHasEnded = false;
     std::size_t mCount = 0;  ///< number of bytes that were read from the descriptor

@@ -74,6 +74,6 @@ void CaptureInput::open()
 {
     mFile = std::make_unique<CaptureFile>(
         mPath, mOptions.mIsFollowed ? CaptureFile::Reading::following : CaptureFile::Reading::toTheEnd,
-        mOptions.mForm);
+        mOptions.mForm, mOptions.mStop);
 }
 }  // namespace qzagent

@@ -20,6 +20,7 @@ struct CaptureOptions
     std::size_t mLargest = defaultLargestRecord;  ///< size in bytes of the largest record that is accepted
     std::optional<CaptureForm> mForm;             ///< none when the first bytes tell it
     bool mIsFollowed = false;                     ///< whether to wait for what is appended
+    int mStop = -1;  ///< a descriptor that ends reading when it becomes readable; -1 for none
 };
 
 /// Reads a capture of any form. If it is followed and another file takes its path, reading continues there.

@@ -18,4 +18,17 @@ std::string tooLargeText(std::uint64_t aStart, std::uint64_t aLargest)
 {
     return fmt::format("at byte {}: a record is larger than {} bytes (--max-record)", aStart, aLargest);
 }
+
+std::string gapText(pcapng::Gap const& aGap, std::uint64_t aLargest)
+{
+    std::string const place = fmt::format("at byte {}: ", aGap.mPosition);
+    if (aGap.mTooLarge != 0)
+    {
+        return fmt::format("{}a block of {} bytes is larger than {} bytes (--max-record); skipped {} bytes",
+                           place, aGap.mTooLarge, aLargest, aGap.mSize);
+    }
+    return fmt::format("{}{} {} bytes", place,
+                       aGap.mIsAtEnd ? "the file ends inside a block; skipped" : "no whole block; skipped",
+                       aGap.mSize);
+}
 }  // namespace qzagent

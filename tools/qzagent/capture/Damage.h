@@ -6,6 +6,7 @@
 #include <string>
 
 #include "agentkit/include/ScopeDataView.h"
+#include "pcapng/BlockReader.h"
 
 namespace qzagent
 {
@@ -16,4 +17,7 @@ std::string damageText(std::uint64_t aStart, qz::ScopeDataError const& aError);
 /// @param aStart   position of the record in its capture
 /// @param aLargest size in bytes of the largest record that is accepted
 std::string tooLargeText(std::uint64_t aStart, std::uint64_t aLargest);
+
+/// @param aLargest size in bytes of the largest record that is accepted
+std::string gapText(pcapng::Gap const& aGap, std::uint64_t aLargest);
 }  // namespace qzagent

@@ -19,7 +19,7 @@ void DamageReport::add(std::string const& aText)
 {
     if (mCount++ < mostReported)
     {
-        mReport.addError(ExitCode::failed, aText);
+        report(aText);
     }
 }
 
@@ -27,8 +27,19 @@ void DamageReport::finish()
 {
     if (mCount > mostReported)
     {
-        mReport.addError(ExitCode::failed,
-                         fmt::format("{} more places of damage are not reported", mCount - mostReported));
+        report(fmt::format("{} more places of damage are not reported", mCount - mostReported));
+    }
+}
+
+void DamageReport::report(std::string const& aText)
+{
+    if (mSeverity == Severity::error)
+    {
+        mReport.addError(ExitCode::failed, aText);
+    }
+    else
+    {
+        mReport.addNote(aText);
     }
 }
 }  // namespace qzagent

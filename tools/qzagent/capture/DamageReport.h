@@ -9,22 +9,31 @@
 
 namespace qzagent
 {
-/// Reports the first places of damage as errors, and counts the others.
+/// Reports the first places of damage, and counts the others.
 class DamageReport
 {
 public:
+    enum class Severity
+    {
+        error,
+        note
+    };
+
     /// @param aReport must outlive this object
-    explicit DamageReport(Report& aReport) : mReport(aReport) {}
+    DamageReport(Report& aReport, Severity aSeverity) : mReport(aReport), mSeverity(aSeverity) {}
 
     void add(std::string const& aText);
 
-    bool isEmpty() const { return mCount == 0; }
+    std::uint64_t count() const { return mCount; }
 
     /// Reports how many places were not reported.
     void finish();
 
 private:
+    void report(std::string const& aText);
+
     Report& mReport;
+    Severity const mSeverity;
     std::uint64_t mCount = 0;
 };
 }  // namespace qzagent

@@ -19,9 +19,6 @@ namespace qzagent
 {
 namespace
 {
-/// Space in a block for everything except the record: head, options and tail.
-constexpr std::size_t besidesRecord = 4096;
-
 /// @param aName "board N"
 std::optional<std::uint32_t> boardNamed(std::string_view aName)
 {
@@ -43,8 +40,38 @@ std::optional<pcapng::Time> known(pcapng::Time aTime)
 }
 }  // namespace
 
+bool isScopeData(pcapng::Packet const& aPacket)
+{
+    return aPacket.mInterface == nullptr || aPacket.mInterface->mLinkType == scopeDataLinkType;
+}
+
+std::optional<std::string> readRecord(pcapng::Packet const& aPacket, std::size_t aLargest,
+                                      std::optional<qz::ScopeDataView>& aRecord)
+{
+    if (aPacket.mData.mSize > aLargest)
+    {
+        return tooLargeText(aPacket.mPosition, aLargest);
+    }
+    try
+    {
+        aRecord.emplace(aPacket.mData.mData, aPacket.mData.mSize);
+    }
+    catch (qz::ScopeDataError const& error)
+    {
+        return fmt::format("the packet at byte {} has no valid scope data: {}", aPacket.mPosition,
+                           error.what());
+    }
+    std::size_t const behind = aPacket.mData.mSize - aRecord->size();
+    if (behind != 0)
+    {
+        return fmt::format("the packet at byte {} has {} bytes behind its scope data", aPacket.mPosition,
+                           behind);
+    }
+    return {};
+}
+
 PcapngSource::PcapngSource(CaptureFile& aFile, std::size_t aLargest)
-    : mFile(aFile), mLargest(aLargest), mReader(aFile, aLargest + besidesRecord)
+    : mFile(aFile), mLargest(aLargest), mReader(aFile, largestBlockWith(aLargest))
 {
 }
 
@@ -73,7 +100,7 @@ std::optional<CaptureItem> PcapngSource::itemOf(pcapng::Item const& aItem)
     }
     if (auto const* const gap = std::get_if<pcapng::Gap>(&aItem))
     {
-        return damageOf(*gap);
+        return CaptureDamage{mFile.name() + ": " + gapText(*gap, mLargest)};
     }
     // Sections and interfaces remain.
     mInterface.reset();
@@ -87,31 +114,16 @@ std::optional<CaptureItem> PcapngSource::itemOf(pcapng::Item const& aItem)
 
 CaptureItem PcapngSource::itemOf(pcapng::Packet const& aPacket)
 {
-    if (aPacket.mInterface != nullptr && aPacket.mInterface->mLinkType != scopeDataLinkType)
+    if (!isScopeData(aPacket))
     {
         return CaptureOther{aPacket.mHead, aPacket.mInterface, aPacket.mData};
-    }
-    if (aPacket.mData.mSize > mLargest)
-    {
-        return CaptureDamage{mFile.name() + ": " + tooLargeText(aPacket.mPosition, mLargest)};
     }
     CaptureEvent event;
     event.mPosition = aPacket.mPosition;
     event.mEncoded = aPacket.mData;
-    try
+    if (std::optional<std::string> const complaint = readRecord(aPacket, mLargest, event.mRecord))
     {
-        event.mRecord.emplace(aPacket.mData.mData, aPacket.mData.mSize);
-    }
-    catch (qz::ScopeDataError const& error)
-    {
-        return CaptureDamage{fmt::format("{}: the packet at byte {} has no valid scope data: {}",
-                                         mFile.name(), aPacket.mPosition, error.what())};
-    }
-    if (event.mRecord->size() != aPacket.mData.mSize)
-    {
-        return CaptureDamage{fmt::format("{}: the packet at byte {} has {} bytes behind its scope data",
-                                         mFile.name(), aPacket.mPosition,
-                                         aPacket.mData.mSize - event.mRecord->size())};
+        return CaptureDamage{mFile.name() + ": " + *complaint};
     }
     event.mOrigin = originOf(aPacket.mHead.mTime, aPacket.mHead.mInterface);
     event.mInterface = aPacket.mInterface;
@@ -136,19 +148,6 @@ CaptureItem PcapngSource::itemOf(pcapng::Statistics const& aStatistics)
         counts.mDrops.mDropped = report(mDrops[aStatistics.mInterface], *aStatistics.mDropped);
     }
     return counts;
-}
-
-CaptureDamage PcapngSource::damageOf(pcapng::Gap const& aGap) const
-{
-    std::string const place = fmt::format("{}: at byte {}: ", mFile.name(), aGap.mPosition);
-    if (aGap.mTooLarge != 0)
-    {
-        return {fmt::format("{}a block of {} bytes is larger than {} bytes (--max-record); skipped {} bytes",
-                            place, aGap.mTooLarge, mLargest, aGap.mSize)};
-    }
-    return {fmt::format("{}{} {} bytes", place,
-                        aGap.mIsAtEnd ? "the file ends inside a block; skipped" : "no whole block; skipped",
-                        aGap.mSize)};
 }
 
 EventOrigin PcapngSource::originOf(pcapng::Time aTime, std::uint32_t aInterface)

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 
 #include "pcapng/Reader.h"
 #include "tools/qzagent/capture/CaptureFile.h"
@@ -13,6 +14,19 @@
 
 namespace qzagent
 {
+/// @param aRecord size in bytes of a record
+/// @return the size of the largest block that contains it, with head, options and tail
+constexpr std::size_t largestBlockWith(std::size_t aRecord) { return aRecord + 4096; }
+
+/// Whether a packet is an event, or may be one because its interface is unknown.
+bool isScopeData(pcapng::Packet const& aPacket);
+
+/// Reads the record of a packet.
+/// @param aLargest size in bytes of the largest record that is accepted
+/// @return what is wrong, with the position; none when the record is valid
+std::optional<std::string> readRecord(pcapng::Packet const& aPacket, std::size_t aLargest,
+                                      std::optional<qz::ScopeDataView>& aRecord);
+
 /// Reads everything that is whole, before and behind damage.
 class PcapngSource : public CaptureSource
 {
@@ -22,9 +36,6 @@ public:
     PcapngSource(CaptureFile& aFile, std::size_t aLargest);
 
     std::optional<CaptureItem> next(bool aMayGrow) override;
-
-    /// The block of the last item; none after damage in which no block was found.
-    std::optional<pcapng::Block> const& block() const { return mReader.block(); }
 
 private:
     /// Counts of an interface since the section began.
@@ -37,7 +48,6 @@ private:
     std::optional<CaptureItem> itemOf(pcapng::Item const& aItem);
     CaptureItem itemOf(pcapng::Packet const& aPacket);
     CaptureItem itemOf(pcapng::Statistics const& aStatistics);
-    CaptureDamage damageOf(pcapng::Gap const& aGap) const;
     EventOrigin originOf(pcapng::Time aTime, std::uint32_t aInterface);
     std::optional<std::uint32_t> boardOf(std::uint32_t aNumber, pcapng::Interface const* aInterface);
     static std::uint64_t report(Drops& aDrops, std::uint64_t aCount);

@@ -104,6 +104,12 @@ void ArgumentList::addText(char const* aName, char const* aValue, std::optional<
     mParser.add_option(aName, aText, aDescription)->type_name(aValue);
 }
 
+void ArgumentList::addRequiredText(char const* aName, char const* aValue, std::string& aText,
+                                   char const* aDescription)
+{
+    mParser.add_option(aName, aText, aDescription)->type_name(aValue)->required();
+}
+
 void ArgumentList::addParsed(char const* aName, char const* aValue,
                              std::function<bool(std::string const&)> const& aSet, char const* aExpected,
                              char const* aDescription)

@@ -74,6 +74,9 @@ public:
     void addText(char const* aName, char const* aValue, std::optional<std::string>& aText,
                  char const* aDescription);
 
+    /// Adds an option that takes a text and must be given.
+    void addRequiredText(char const* aName, char const* aValue, std::string& aText, char const* aDescription);
+
     /// Adds an option whose value is parsed.
     /// @param aSet      returns whether the text is valid
     /// @param aExpected what the text must be, for the message

@@ -14,7 +14,7 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::uint64_t largestCategory = 0xff;
+constexpr std::uint64_t largestEventCategory = 0xff;
 constexpr std::uint64_t largestBoardNumber = 0xffff'ffff;
 constexpr std::uint64_t mostLast = 1'000'000'000;
 /// The encoded form counts bytes in 32 bits.
@@ -81,9 +81,9 @@ void addOptions(ArgumentList& aArguments, ShowOptions& aOptions)
                          "Only events from this time on, such as 2026-11-22T08:53:52Z, -10m or '1h ago'");
     aArguments.addParsed("--until", "TIME", setterOf(&parsedTime, aOptions.mFilter.mUntil), aTime,
                          "Only events up to this time");
-    aArguments.addNumber("--category", "N", {0, largestCategory}, aOptions.mFilter.mCategory,
+    aArguments.addNumber("--category", "N", {0, largestEventCategory}, aOptions.mFilter.mCategory,
                          "Only events of this category, 0 to 255");
-    aArguments.addNumber("--subcategory", "N", {0, largestCategory}, aOptions.mFilter.mSubcategory,
+    aArguments.addNumber("--subcategory", "N", {0, largestEventCategory}, aOptions.mFilter.mSubcategory,
                          "Only events of this subcategory, 0 to 255");
     aArguments.addNumber("--board", "N", {0, largestBoardNumber}, aOptions.mFilter.mBoard,
                          "Only events of this board");

@@ -47,7 +47,7 @@ public:
     Show(Setting const& aSetting, ShowOptions const& aOptions)
         : mSetting(aSetting),
           mOptions(aOptions),
-          mDamage(aSetting.mReport),
+          mDamage(aSetting.mReport, DamageReport::Severity::error),
           mPrinter(styleOf(aSetting, aOptions), [this](std::string const& aText) { write(aText); }),
           mLast(mPrinter, aOptions.mLast.value_or(1))
     {
@@ -179,7 +179,7 @@ private:
         {
             mSetting.mReport.addNote(fmt::format("skipped {} packets that are not events", mOthers));
         }
-        if (mSelected == 0 && mDamage.isEmpty())
+        if (mSelected == 0 && mDamage.count() == 0)
         {
             mSetting.mReport.addNote(mEvents == 0 ? "no events" : "no events that meet the conditions");
         }
