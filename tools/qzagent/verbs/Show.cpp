@@ -60,7 +60,7 @@ public:
     void run()
     {
         EventMerge merge(mOptions.mPaths, mOptions.mCapture,
-                         {[this](std::string const& aText) { mDamage.add(aText); },
+                         {[this](std::string const& aText) { addDamage(aText); },
                           [this] { mSummary.addSection(); }, [this] { ++mOthers; }});
         try
         {
@@ -171,6 +171,13 @@ private:
         {
             mSetting.mOutput.write(aText);
         }
+    }
+
+    /// Reports damage behind the events before it.
+    void addDamage(std::string const& aText)
+    {
+        mPrinter.flush();
+        mDamage.add(aText);
     }
 
     void addNotes()
