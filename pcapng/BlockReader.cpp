@@ -139,8 +139,9 @@ BlockReader::Candidate BlockReader::candidate() const
     {
         return candidate(*mOrder);
     }
+    // A usual type in one order is none in the other, so at most one of the candidates is more than damage.
     Candidate const native = candidate(ByteOrder::native);
-    return native.mFinding == Finding::block ? native : candidate(ByteOrder::swapped);
+    return native.mFinding == Finding::damage ? candidate(ByteOrder::swapped) : native;
 }
 
 /// Looks for a block at the beginning of the window.
@@ -165,7 +166,7 @@ BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
     }
     std::size_t const size = readNumber<std::uint32_t>(bytes + sizeof type, order);
     bool const isPlausible = size >= smallestBlock && size % alignment == 0;
-    if (!isPlausible || (mGap && !isUsual(type)))
+    if (!isPlausible || ((mGap || !mOrder) && !isUsual(type)))
     {
         return {Finding::damage};
     }

@@ -138,6 +138,16 @@ TEST_P(PcapngBlockReaderTest, FindsTheByteOrderWithoutASection)
     EXPECT_EQ("gap@0+5 6@5+24 1@41+12 ", found(ByteList(5, 0) + some + interface));
 }
 
+TEST_P(PcapngBlockReaderTest, FindsTheSameBlocksInPiecesOfAnySize)
+{
+    ByteList const some = ByteMaker(GetParam()).u32(0).u32(9).u32(0x01020304).u32(4).u32(4).u32(0).block(6);
+    ByteList const damaged = ByteList(28, 'x') + some + some + mSection + some;
+    for (std::size_t piece = 1; piece < 50; ++piece)
+    {
+        EXPECT_EQ("gap@0+28 6@28+24 6@64+24 a0d0d0a@100+16 6@128+24 ", found(damaged, piece)) << piece;
+    }
+}
+
 TEST_P(PcapngBlockReaderTest, WaitsForTheRestOfABlock)
 {
     ByteList const begin(mPacket.begin(), mPacket.begin() + 10);
