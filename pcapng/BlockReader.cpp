@@ -1,8 +1,8 @@
 #include "pcapng/BlockReader.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <optional>
+#include <utility>
 #include <variant>
 
 #include "pcapng/Format.h"
@@ -11,8 +11,6 @@ namespace pcapng
 {
 namespace
 {
-constexpr std::size_t initialWindow = std::size_t{1} << 20U;
-
 /// Whether a search for the next block accepts the type. Any other number may be data.
 bool isUsual(std::uint32_t aType)
 {
@@ -41,16 +39,33 @@ std::optional<ByteOrder> orderOf(unsigned char const* aMagic)
     }
     return {};
 }
+/// Distinguishes the byte orders as long as no section says one. A block of one order can look like a block of the other
+/// order three bytes before it, because most numbers are small.
+bool hasFittingFields(std::uint32_t aType, Bytes aBody, ByteOrder aOrder)
+{
+    constexpr std::size_t captured = 12;
+    constexpr std::size_t reserved = 2;
+    switch (static_cast<BlockType>(aType))
+    {
+        case BlockType::enhancedPacket:
+            return aBody.mSize >= packetHeadSize &&
+                   readNumber<std::uint32_t>(aBody.mData + captured, aOrder) <= aBody.mSize - packetHeadSize;
+        case BlockType::interfaceDescription:
+            return aBody.mSize >= 2 * alignment &&
+                   readNumber<std::uint16_t>(aBody.mData + reserved, aOrder) == 0;
+        default:
+            return true;
+    }
+}
 }  // namespace
 
-BlockReader::BlockReader(Input& aInput, std::size_t aLargest)
-    : mInput(aInput), mLargest(aLargest), mWindow(initialWindow)
+BlockReader::BlockReader(Input& aInput, std::size_t aLargest) : mLargest(aLargest), mWindow(aInput, aLargest)
 {
 }
 
 std::optional<std::variant<Block, Gap>> BlockReader::next(AtEnd aAtEnd)
 {
-    if (!mGapStart)
+    if (!mGap)
     {
         std::optional<Block> const block = nextInOrder(aAtEnd);
         if (block)
@@ -58,7 +73,7 @@ std::optional<std::variant<Block, Gap>> BlockReader::next(AtEnd aAtEnd)
             return *block;
         }
     }
-    if (mGapStart)
+    if (mGap)
     {
         std::optional<Gap> const gap = search(aAtEnd);
         if (gap)
@@ -74,7 +89,7 @@ std::optional<std::variant<Block, Gap>> BlockReader::next(AtEnd aAtEnd)
 std::optional<Block> BlockReader::nextInOrder(AtEnd aAtEnd)
 {
     Candidate found = candidate();
-    while (found.mFinding == Finding::needsMore && readMore())
+    while (found.mFinding == Finding::needsMore && mWindow.readMore())
     {
         found = candidate();
     }
@@ -83,9 +98,9 @@ std::optional<Block> BlockReader::nextInOrder(AtEnd aAtEnd)
         return take(found);
     }
     bool const mayBeCompleted = found.mFinding == Finding::needsMore && aAtEnd == AtEnd::wait;
-    if (available() != 0 && !mayBeCompleted)
+    if (mWindow.size() != 0 && !mayBeCompleted)
     {
-        mGapStart = mPosition;
+        mGap = Gap{mPosition, 0, false, found.mSize};
         skip(1);
     }
     return {};
@@ -100,7 +115,7 @@ std::optional<Gap> BlockReader::search(AtEnd aAtEnd)
         Candidate const found = candidate();
         if (found.mFinding == Finding::needsMore && !isAtEnd)
         {
-            isAtEnd = !readMore();
+            isAtEnd = !mWindow.readMore();
             continue;
         }
         if (found.mFinding == Finding::needsMore && aAtEnd == AtEnd::wait)
@@ -108,11 +123,11 @@ std::optional<Gap> BlockReader::search(AtEnd aAtEnd)
             return {};
         }
         bool const isBlock = found.mFinding == Finding::block;
-        if (isBlock || available() == 0)
+        if (isBlock || mWindow.size() == 0)
         {
-            Gap const gap{*mGapStart, mPosition - *mGapStart, !isBlock};
-            mGapStart.reset();
-            return gap;
+            mGap->mSize = mPosition - mGap->mPosition;
+            mGap->mIsAtEnd = !isBlock;
+            return std::exchange(mGap, {});
         }
         skip(1);
     }
@@ -124,19 +139,20 @@ BlockReader::Candidate BlockReader::candidate() const
     {
         return candidate(*mOrder);
     }
+    // A usual type in one order is none in the other, so at most one of the candidates is more than damage.
     Candidate const native = candidate(ByteOrder::native);
-    return native.mFinding == Finding::block ? native : candidate(ByteOrder::swapped);
+    return native.mFinding == Finding::damage ? candidate(ByteOrder::swapped) : native;
 }
 
 /// Looks for a block at the beginning of the window.
 /// @param aOrder the byte order, unless a section begins here, which says its own
 BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
 {
-    if (available() < smallestBlock)
+    if (mWindow.size() < smallestBlock)
     {
         return {Finding::needsMore};
     }
-    unsigned char const* const bytes = &mWindow[mBegin];
+    unsigned char const* const bytes = mWindow.data();
     ByteOrder order = aOrder;
     auto const type = readNumber<std::uint32_t>(bytes, order);
     if (type == static_cast<std::uint32_t>(BlockType::sectionHeader))
@@ -149,12 +165,16 @@ BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
         order = *own;
     }
     std::size_t const size = readNumber<std::uint32_t>(bytes + sizeof type, order);
-    bool const isPlausible = size >= smallestBlock && size % alignment == 0 && size <= mLargest;
-    if (!isPlausible || (mGapStart && !isUsual(type)))
+    bool const isPlausible = size >= smallestBlock && size % alignment == 0;
+    if (!isPlausible || ((mGap || !mOrder) && !isUsual(type)))
     {
         return {Finding::damage};
     }
-    if (size > available())
+    if (size > mLargest)
+    {
+        return {Finding::damage, type, isUsual(type) ? size : 0};
+    }
+    if (size > mWindow.size())
     {
         return {Finding::needsMore};
     }
@@ -162,7 +182,8 @@ BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
     {
         return {Finding::damage};
     }
-    return {Finding::block, type, size, order};
+    bool const fits = mOrder || hasFittingFields(type, {bytes + blockHeadSize, size - smallestBlock}, order);
+    return fits ? Candidate{Finding::block, type, size, order} : Candidate{Finding::damage};
 }
 
 Block BlockReader::take(Candidate const& aCandidate)
@@ -171,31 +192,14 @@ Block BlockReader::take(Candidate const& aCandidate)
     Block const block{mPosition,
                       aCandidate.mType,
                       aCandidate.mOrder,
-                      {&mWindow[mBegin + blockHeadSize], aCandidate.mSize - smallestBlock}};
+                      {mWindow.data() + blockHeadSize, aCandidate.mSize - smallestBlock}};
     skip(aCandidate.mSize);
     return block;
 }
 
 void BlockReader::skip(std::size_t aSize)
 {
-    mBegin += aSize;
+    mWindow.skip(aSize);
     mPosition += aSize;
-}
-
-/// Moves the window forward, and enlarges it when a block fills it.
-/// @return false when the input has no more bytes
-bool BlockReader::readMore()
-{
-    std::copy(mWindow.begin() + static_cast<std::ptrdiff_t>(mBegin),
-              mWindow.begin() + static_cast<std::ptrdiff_t>(mEnd), mWindow.begin());
-    mEnd -= mBegin;
-    mBegin = 0;
-    if (mWindow.size() - mEnd < initialWindow / 2)
-    {
-        mWindow.resize(2 * mWindow.size());
-    }
-    std::size_t const count = mInput.read(&mWindow[mEnd], mWindow.size() - mEnd);
-    mEnd += count;
-    return count != 0;
 }
 }  // namespace pcapng

@@ -6,23 +6,14 @@
 #include <cstdint>
 #include <optional>
 #include <variant>
-#include <vector>
 
 #include "pcapng/Blocks.h"
 #include "pcapng/ByteOrder.h"
+#include "pcapng/Format.h"
+#include "pcapng/Window.h"
 
 namespace pcapng
 {
-/// A file, a pipe or memory.
-class Input
-{
-public:
-    virtual ~Input() = default;
-
-    /// @return number of bytes that were read; 0 when there are none now
-    virtual std::size_t read(unsigned char* aBytes, std::size_t aSize) = 0;
-};
-
 /// A block whose two lengths agree. Its body is not checked.
 struct Block
 {
@@ -30,6 +21,9 @@ struct Block
     std::uint32_t mType;
     ByteOrder mOrder;
     Bytes mBody;  ///< valid until the next call of the reader
+
+    /// @return all bytes of the block, with the lengths before and after the body
+    Bytes whole() const { return {mBody.mData - blockHeadSize, mBody.mSize + smallestBlock}; }
 };
 
 /// Bytes that belong to no whole block.
@@ -37,7 +31,8 @@ struct Gap
 {
     std::uint64_t mPosition;
     std::uint64_t mSize;
-    bool mIsAtEnd;  ///< whether the input ends with these bytes, as after an interrupted write
+    bool mIsAtEnd;                ///< whether the input ends with these bytes, as after an interrupted write
+    std::uint64_t mTooLarge = 0;  ///< size in bytes of the block that begins here and is too large; else 0
 };
 
 /// Reads block after block. After damage it continues with the next bytes that look like a whole block of a type that
@@ -72,7 +67,7 @@ private:
     {
         Finding mFinding;
         std::uint32_t mType = 0;
-        std::size_t mSize = 0;
+        std::size_t mSize = 0;  ///< in damage, only of a block that is too large
         ByteOrder mOrder = ByteOrder::native;
     };
 
@@ -82,17 +77,11 @@ private:
     std::optional<Gap> search(AtEnd aAtEnd);
     Block take(Candidate const& aCandidate);
     void skip(std::size_t aSize);
-    bool readMore();
-    std::size_t available() const { return mEnd - mBegin; }
 
-    Input& mInput;
     std::size_t const mLargest;
-    std::vector<unsigned char> mWindow;
-    std::size_t mBegin = 0;           ///< index in mWindow of the first byte that is not yet returned
-    std::size_t mEnd = 0;             ///< index in mWindow after the last byte that was read
-    std::uint64_t mPosition = 0;      ///< of mBegin in the input
+    Window mWindow;
+    std::uint64_t mPosition = 0;      ///< of the window in the input
     std::optional<ByteOrder> mOrder;  ///< of the section; none before the first block
-    std::optional<std::uint64_t>
-        mGapStart;  ///< position of the damage behind which the next block is searched
+    std::optional<Gap> mGap;          ///< the damage behind which the next block is searched
 };
 }  // namespace pcapng

@@ -124,43 +124,44 @@ Time nanoseconds(std::uint64_t aUnits, std::uint64_t aUnitsPerSecond)
 
 std::optional<Item> Reader::next(AtEnd aAtEnd)
 {
-    while (std::optional<std::variant<Block, Gap>> const found = mBlocks.next(aAtEnd))
+    mBlock.reset();
+    std::optional<std::variant<Block, Gap>> const found = mBlocks.next(aAtEnd);
+    if (!found)
     {
-        if (auto const* const gap = std::get_if<Gap>(&*found))
-        {
-            return *gap;
-        }
-        auto const& block = std::get<Block>(*found);
-        try
-        {
-            if (std::optional<Item> const item = itemOf(block))
-            {
-                return item;
-            }
-        }
-        catch (BadBody const&)
-        {
-            return Gap{block.mPosition, block.mBody.mSize + smallestBlock, false};
-        }
+        return {};
     }
-    return {};
+    if (auto const* const gap = std::get_if<Gap>(&*found))
+    {
+        mHasGap = true;
+        return *gap;
+    }
+    auto const& block = std::get<Block>(*found);
+    try
+    {
+        Item const item = itemOf(block);
+        mBlock = block;
+        return item;
+    }
+    catch (BadBody const&)
+    {
+        return Gap{block.mPosition, block.mBody.mSize + smallestBlock, false};
+    }
 }
 
-std::optional<Item> Reader::itemOf(Block const& aBlock)
+Item Reader::itemOf(Block const& aBlock)
 {
     switch (static_cast<BlockType>(aBlock.mType))
     {
         case BlockType::sectionHeader:
             return readSection(aBlock);
         case BlockType::interfaceDescription:
-            readInterface(aBlock);
-            return {};
+            return readInterface(aBlock);
         case BlockType::enhancedPacket:
             return readPacket(aBlock);
         case BlockType::interfaceStatistics:
             return readStatistics(aBlock);
         default:
-            return {};
+            return OtherBlock{aBlock.mPosition, aBlock.mType};
     }
 }
 
@@ -192,17 +193,29 @@ Item Reader::readSection(Block const& aBlock)
             }
         });
     mInterfaces.clear();
+    mHasGap = false;
+    mIsUncertain = false;
     mSection = section;
     return SectionStart{aBlock.mPosition, &*mSection};
 }
 
-void Reader::readInterface(Block const& aBlock)
+Item Reader::readInterface(Block const& aBlock)
 {
+    if (mHasGap && !mIsUncertain)
+    {
+        mIsUncertain = true;
+        mInterfaces.clear();
+        mSection.reset();
+    }
+    if (mIsUncertain)
+    {
+        return InterfaceStart{aBlock.mPosition, nullptr};
+    }
     // A description that cannot be read has its number all the same.
     std::unique_ptr<KnownInterface>& place = mInterfaces.emplace_back();
-    auto known = std::make_unique<KnownInterface>(KnownInterface{{}, defaultUnitsPerSecond, 0});
+    auto described = std::make_unique<KnownInterface>(KnownInterface{{}, defaultUnitsPerSecond, 0});
     Fields fields(aBlock);
-    known->mInterface.mLinkType = fields.number<std::uint16_t>();
+    described->mInterface.mLinkType = fields.number<std::uint16_t>();
     fields.number<std::uint16_t>();  // reserved
     fields.number<std::uint32_t>();  // largest size of a packet
     fields.forEachOption(
@@ -211,28 +224,29 @@ void Reader::readInterface(Block const& aBlock)
             switch (aOption)
             {
                 case Option::name:
-                    known->mInterface.mName = aValue.text();
+                    described->mInterface.mName = aValue.text();
                     break;
                 case Option::description:
-                    known->mInterface.mDescription = aValue.text();
+                    described->mInterface.mDescription = aValue.text();
                     break;
                 case Option::timeResolution:
-                    known->mUnitsPerSecond = unitsPerSecond(aValue.number<std::uint8_t>());
+                    described->mUnitsPerSecond = unitsPerSecond(aValue.number<std::uint8_t>());
                     break;
                 case Option::timeOffset:
-                    known->mOffset = aValue.number<std::uint64_t>() * nanosecondsPerSecond;
+                    described->mOffset = aValue.number<std::uint64_t>() * nanosecondsPerSecond;
                     break;
                 default:
                     break;
             }
         });
-    place = std::move(known);
+    place = std::move(described);
+    return InterfaceStart{aBlock.mPosition, &place->mInterface};
 }
 
 Item Reader::readPacket(Block const& aBlock) const
 {
     Fields fields(aBlock);
-    Packet packet{aBlock.mPosition, {}, {}, mSection ? &*mSection : nullptr, nullptr};
+    Packet packet{aBlock.mPosition, {}, {}, section(), nullptr};
     packet.mHead.mInterface = fields.number<std::uint32_t>();
     packet.mHead.mTime = timeOf(packet.mHead.mInterface, fields.time());
     auto const size = fields.number<std::uint32_t>();
@@ -253,8 +267,7 @@ Item Reader::readPacket(Block const& aBlock) const
                     break;
             }
         });
-    KnownInterface const* const known = interfaceNumbered(packet.mHead.mInterface);
-    packet.mInterface = known == nullptr ? nullptr : &known->mInterface;
+    packet.mInterface = interfaceNumbered(packet.mHead.mInterface);
     return packet;
 }
 
@@ -289,8 +302,13 @@ Item Reader::readStatistics(Block const& aBlock) const
     return statistics;
 }
 
-/// @return null when the description is lost
-Reader::KnownInterface const* Reader::interfaceNumbered(std::uint32_t aNumber) const
+Interface const* Reader::interfaceNumbered(std::uint32_t aNumber) const
+{
+    KnownInterface const* const found = known(aNumber);
+    return found == nullptr ? nullptr : &found->mInterface;
+}
+
+Reader::KnownInterface const* Reader::known(std::uint32_t aNumber) const
 {
     return aNumber < mInterfaces.size() ? mInterfaces[aNumber].get() : nullptr;
 }
@@ -298,7 +316,7 @@ Reader::KnownInterface const* Reader::interfaceNumbered(std::uint32_t aNumber) c
 /// Without a description, the resolution is that of the writer of this library.
 Time Reader::timeOf(std::uint32_t aInterface, std::uint64_t aUnits) const
 {
-    KnownInterface const* const known = interfaceNumbered(aInterface);
-    return known == nullptr ? aUnits : known->mOffset + nanoseconds(aUnits, known->mUnitsPerSecond);
+    KnownInterface const* const found = known(aInterface);
+    return found == nullptr ? aUnits : found->mOffset + nanoseconds(aUnits, found->mUnitsPerSecond);
 }
 }  // namespace pcapng

@@ -31,9 +31,25 @@ struct SectionStart
     Section const* mSection;
 };
 
-using Item = std::variant<SectionStart, Packet, Statistics, Gap>;
+/// Describes an interface, which stays valid as long as its section.
+struct InterfaceStart
+{
+    std::uint64_t mPosition;
+    Interface const* mInterface;  ///< null when it cannot be attributed to its packets
+};
 
-/// Skips blocks of other types. A block whose content contradicts its length is a gap.
+/// A whole block of another type.
+struct OtherBlock
+{
+    std::uint64_t mPosition;
+    std::uint32_t mType;
+};
+
+using Item = std::variant<SectionStart, InterfaceStart, Packet, Statistics, Gap, OtherBlock>;
+
+/// A block whose content contradicts its length is a gap. The number of an interface is its place in its section, so
+/// damage before an interface description makes the numbers uncertain. The reader then attributes no further packet to
+/// an interface or a section until the next section begins.
 class Reader
 {
 public:
@@ -47,6 +63,18 @@ public:
     /// @throws what the input throws
     std::optional<Item> next(AtEnd aAtEnd = AtEnd::finish);
 
+    /// The block of the last item, valid until the next call; none before the first item and after a gap.
+    std::optional<Block> const& block() const { return mBlock; }
+
+    /// @return the section that began last; null when it is lost
+    Section const* section() const { return mSection ? &*mSection : nullptr; }
+
+    /// @return number of interfaces of the section so far, with those that cannot be read
+    std::size_t numberOfInterfaces() const { return mInterfaces.size(); }
+
+    /// @return the interface of the section; null when the section has none with this number, or it is lost
+    Interface const* interfaceNumbered(std::uint32_t aNumber) const;
+
 private:
     /// An interface with the resolution of its times.
     struct KnownInterface
@@ -56,16 +84,19 @@ private:
         Time mOffset;
     };
 
-    std::optional<Item> itemOf(Block const& aBlock);
+    Item itemOf(Block const& aBlock);
     Item readSection(Block const& aBlock);
-    void readInterface(Block const& aBlock);
+    Item readInterface(Block const& aBlock);
     Item readPacket(Block const& aBlock) const;
     Item readStatistics(Block const& aBlock) const;
-    KnownInterface const* interfaceNumbered(std::uint32_t aNumber) const;
+    KnownInterface const* known(std::uint32_t aNumber) const;
     Time timeOf(std::uint32_t aInterface, std::uint64_t aUnits) const;
 
     BlockReader mBlocks;
+    std::optional<Block> mBlock;
     std::optional<Section> mSection;
     std::vector<std::unique_ptr<KnownInterface>> mInterfaces;
+    bool mHasGap = false;       ///< whether the section has damage
+    bool mIsUncertain = false;  ///< whether the numbers of the interfaces are uncertain
 };
 }  // namespace pcapng

@@ -81,7 +81,7 @@ TEST_P(PcapngBlockReaderTest, FindsTheBlocksBehindABlockWithAWrongLength)
 
 TEST_P(PcapngBlockReaderTest, FindsTheBlocksBehindALostSectionHeader)
 {
-    EXPECT_EQ("gap@0+7 6@7+4 ", found(ByteList(7, 0xff) + mPacket));
+    EXPECT_EQ("gap@0+7 3@7+4 ", found(ByteList(7, 0xff) + ByteMaker(GetParam()).raw({1, 2, 3, 4}).block(3)));
 }
 
 TEST_P(PcapngBlockReaderTest, ReportsACutLastBlock)
@@ -127,6 +127,25 @@ TEST_P(PcapngBlockReaderTest, SkipsUnusualTypesOnlyBehindDamage)
     ByteList const custom = ByteMaker(GetParam()).block(0xbad);
     EXPECT_EQ("a0d0d0a@0+16 bad@28+0 gap@40+13 6@53+4 ",
               found(mSection + custom + ByteList{0} + custom + mPacket));
+}
+
+TEST_P(PcapngBlockReaderTest, FindsTheByteOrderWithoutASection)
+{
+    // Behind zeros, a description also looks like one of the other byte order.
+    ByteList const interface = ByteMaker(GetParam()).u16(147).u16(0).u32(0).u32(0).block(1);
+    ByteList const some = ByteMaker(GetParam()).u32(0).u32(9).u32(0x01020304).u32(4).u32(4).u32(0).block(6);
+    EXPECT_EQ("gap@0+5 1@5+12 6@29+24 6@65+24 ", found(ByteList(5, 0) + interface + some + some));
+    EXPECT_EQ("gap@0+5 6@5+24 1@41+12 ", found(ByteList(5, 0) + some + interface));
+}
+
+TEST_P(PcapngBlockReaderTest, FindsTheSameBlocksInPiecesOfAnySize)
+{
+    ByteList const some = ByteMaker(GetParam()).u32(0).u32(9).u32(0x01020304).u32(4).u32(4).u32(0).block(6);
+    ByteList const damaged = ByteList(28, 'x') + some + some + mSection + some;
+    for (std::size_t piece = 1; piece < 50; ++piece)
+    {
+        EXPECT_EQ("gap@0+28 6@28+24 6@64+24 a0d0d0a@100+16 6@128+24 ", found(damaged, piece)) << piece;
+    }
 }
 
 TEST_P(PcapngBlockReaderTest, WaitsForTheRestOfABlock)

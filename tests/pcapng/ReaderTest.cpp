@@ -28,10 +28,22 @@ struct Reading
     {
     }
 
+    /// @return the next item, after descriptions of interfaces and blocks of other types
+    std::optional<pcapng::Item> next()
+    {
+        std::optional<pcapng::Item> item;
+        do
+        {
+            item = mReader.next();
+        } while (item && (std::holds_alternative<pcapng::InterfaceStart>(*item) ||
+                          std::holds_alternative<pcapng::OtherBlock>(*item)));
+        return item;
+    }
+
     template <typename Kind>
     Kind expect()
     {
-        std::optional<pcapng::Item> const item = mReader.next();
+        std::optional<pcapng::Item> const item = next();
         if (!item || !std::holds_alternative<Kind>(*item))
         {
             ADD_FAILURE() << "found item " << (item ? static_cast<int>(item->index()) : -1);
@@ -40,7 +52,7 @@ struct Reading
         return std::get<Kind>(*item);
     }
 
-    bool isAtEnd() { return !mReader.next(); }
+    bool isAtEnd() { return !next(); }
 
     MemoryInput mInput;
     pcapng::Reader mReader{mInput, largestBlock};
@@ -202,6 +214,50 @@ TEST_P(PcapngForeignTest, SkipsBlocksAndOptionsThatItDoesNotKnow)
     EXPECT_EQ(nullptr, packet.mInterface) << "the section has no interface 3";
     EXPECT_EQ(7U, packet.mHead.mTime);
     EXPECT_FALSE(packet.mHead.mId);
+}
+
+TEST_P(PcapngForeignTest, AttributesNoPacketAfterDamageBeforeAnInterface)
+{
+    ByteList const damage = {9, 9, 9, 9, 9};
+    ByteList const aPacket = make().u32(0).u32(0).u32(7).u32(0).u32(0).block(6);
+    Reading reading(sectionHeader(GetParam()) + interfaceBlock(9) + aPacket + damage + aPacket +
+                    interfaceBlock(9) + aPacket + sectionHeader(GetParam()) + interfaceBlock(9) + aPacket);
+    reading.expect<pcapng::SectionStart>();
+    EXPECT_NE(nullptr, reading.expect<pcapng::Packet>().mInterface);
+    reading.expect<pcapng::Gap>();
+    EXPECT_NE(nullptr, reading.expect<pcapng::Packet>().mInterface);
+    auto const uncertain = reading.expect<pcapng::Packet>();
+    EXPECT_EQ(nullptr, uncertain.mInterface) << "the description may be the second of a lost section";
+    EXPECT_EQ(nullptr, uncertain.mSection);
+    reading.expect<pcapng::SectionStart>();
+    EXPECT_NE(nullptr, reading.expect<pcapng::Packet>().mInterface);
+}
+
+TEST_P(PcapngForeignTest, PresentsTheBlockOfEachItem)
+{
+    ByteList const section = sectionHeader(GetParam());
+    Reading reading(section + make().u32(1).block(0xbad) + ByteList{9, 9, 9});
+    reading.mReader.next();
+    EXPECT_EQ(0U, reading.mReader.block()->mPosition);
+    auto const other = std::get<pcapng::OtherBlock>(*reading.mReader.next());
+    EXPECT_EQ(0xbadU, other.mType);
+    EXPECT_EQ(section.size(), reading.mReader.block()->mPosition);
+    EXPECT_EQ(4U, reading.mReader.block()->mBody.mSize);
+    reading.expect<pcapng::Gap>();
+    EXPECT_FALSE(reading.mReader.block());
+}
+
+TEST_P(PcapngForeignTest, SaysThatABlockIsTooLarge)
+{
+    ByteList const section = sectionHeader(GetParam());
+    ByteList const large = make().raw(ByteList(largestBlock, 7)).block(6);
+    Reading reading(section + large + section);
+    reading.expect<pcapng::SectionStart>();
+    auto const gap = reading.expect<pcapng::Gap>();
+    EXPECT_EQ(section.size(), gap.mPosition);
+    EXPECT_EQ(large.size(), gap.mSize);
+    EXPECT_EQ(large.size(), gap.mTooLarge);
+    reading.expect<pcapng::SectionStart>();
 }
 
 TEST_P(PcapngForeignTest, ReadsAPacketWhoseSectionIsLost)

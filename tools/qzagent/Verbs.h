@@ -9,6 +9,9 @@ namespace qzagent
 /// Opens, refreshes and closes each adapter of the host. The other adapters are listed even when one fails.
 void addAdapters(CommandLine& aCommandLine);
 
+/// Writes a capture to a new file in another form.
+void addConvert(CommandLine& aCommandLine);
+
 /// Explains exit codes.
 void addExplain(CommandLine& aCommandLine);
 
@@ -19,7 +22,10 @@ void addInventory(CommandLine& aCommandLine);
 /// Measures how long target ports take to answer.
 void addLatency(CommandLine& aCommandLine);
 
-/// Shows the records of a capture.
+/// Writes what is whole in a damaged capture to a new file.
+void addRepair(CommandLine& aCommandLine);
+
+/// Shows, selects and counts the events of captures.
 void addShow(CommandLine& aCommandLine);
 
 /// Shows what the vendor library reports about itself, the driver and the boards. The other boards are shown even when

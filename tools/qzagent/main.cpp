@@ -28,6 +28,8 @@ void addVerbs(CommandLine& aCommandLine)
     addInventory(aCommandLine);
     addLatency(aCommandLine);
     addShow(aCommandLine);
+    addRepair(aCommandLine);
+    addConvert(aCommandLine);
     addVendor(aCommandLine);
     addWatch(aCommandLine);
     addExplain(aCommandLine);

@@ -22,7 +22,7 @@ VERBS = {verb: PAGES.get("qzagent-" + verb + ".1") for verb in programs.verbs()}
 
 
 def options_in(text):
-    return set(re.findall(r"--[a-z]+", text))
+    return set(re.findall(r"--[a-z-]+", text))
 
 
 def options_with_description(page):
@@ -77,6 +77,8 @@ class PageOfTheAgent(unittest.TestCase):
                 self.assertEqual(options_with_description(page), options)
                 self.assertEqual(options_in(page.text("SYNOPSIS")), options - {"--help"})
 
+    FILES = {"show": ["/dev/null"]}  # of verbs that need one
+
     def test_the_page_of_each_verb_has_the_ranges_of_its_options(self):
         host = [QZSIM, "--scenario", str(SCENARIOS / "no-adapters.toml"), "--", QZAGENT]
         required = {"--sync": ["--output", os.devnull]}
@@ -88,6 +90,7 @@ class PageOfTheAgent(unittest.TestCase):
                     for number in (lowest - 1, lowest, highest, highest + 1):
                         with self.subTest(verb=verb, option=option, number=number):
                             is_refused = programs.run(*host, verb, option, str(number),
+                                                      *self.FILES.get(verb, []),
                                                       *required.get(option, [])).returncode == 2
                             self.assertEqual(is_refused, not lowest <= number <= highest)
 

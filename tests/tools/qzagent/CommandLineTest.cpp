@@ -40,10 +40,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         UsageError{"NoArguments",
                    {},
-                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
+                   "no verb given; the verbs are adapters, inventory, latency, show, repair, convert, "
+                   "vendor, watch, explain"},
         UsageError{"NoVerb",
                    {"--trace"},
-                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
+                   "no verb given; the verbs are adapters, inventory, latency, show, repair, convert, "
+                   "vendor, watch, explain"},
         UsageError{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
         UsageError{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
         UsageError{
@@ -70,7 +72,27 @@ INSTANTIATE_TEST_SUITE_P(
         UsageError{
             "OctalCount", {"latency", "--count", "010"}, "--count: '010' is not a number from 1 to 1000000"},
         UsageError{"ShowWithoutFile", {"show"}, "FILE is required"},
-        UsageError{"TwoFiles", {"show", "a", "b"}, "The following argument was not expected: b"},
+        UsageError{"RepairWithoutOutput", {"repair", "a"}, "--output is required"},
+        UsageError{"ConvertToText",
+                   {"convert", "a", "--output", "b", "--to", "hex"},
+                   "--to: 'hex' is not pcapng, records or json"},
+        UsageError{"ShowSinceNoTime",
+                   {"show", "--since", "noon", "a"},
+                   "--since: 'noon' is not a time such as 2026-11-22T08:53:52Z, -10m or '1h ago'"},
+        UsageError{"ShowUnknownFormat",
+                   {"show", "--format", "xml", "a"},
+                   "--format: 'xml' is not pcapng, records, json or hex"},
+        UsageError{"ShowUnknownTime",
+                   {"show", "--time", "mars", "a"},
+                   "--time: 'mars' is not utc, local or relative"},
+        UsageError{
+            "ShowLastNone", {"show", "--last", "0", "a"}, "--last: '0' is not a number from 1 to 1000000000"},
+        UsageError{"ShowNoName",
+                   {"show", "--wwn", "10:00", "a"},
+                   "--wwn: '10:00' is not a World Wide Name such as 10:00:00:00:c9:00:00:01"},
+        UsageError{"ShowNoSize",
+                   {"show", "--max-record", "1T", "a"},
+                   "--max-record: '1T' is not a size from 1 to 4294901760 bytes, such as 4096, 64M or 1G"},
         UsageError{"NameWithoutOption", {"inventory", "a"}, "The following argument was not expected: a"},
         UsageError{"CategoryThatMeansAny",
                    {"watch", "--category", "255"},
@@ -128,8 +150,8 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
-                         testing::Values("adapters", "inventory", "latency", "show", "vendor", "watch",
-                                         "explain"),
+                         testing::Values("adapters", "inventory", "latency", "show", "repair", "convert",
+                                         "vendor", "watch", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

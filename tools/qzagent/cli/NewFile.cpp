@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -21,22 +22,6 @@ constexpr mode_t defaultMode = 0666;  // the umask removes bits
 {
     throw std::system_error(aError, std::generic_category(), "cannot write " + aPath);
 }
-
-/// @return the error number; 0 on success
-int writeAll(int aDescriptor, QZCBuffer const& aContent)
-{
-    unsigned char const* const bytes = aContent;
-    for (std::size_t done = 0; done < aContent.getLength();)
-    {
-        ssize_t const written = ::write(aDescriptor, bytes + done, aContent.getLength() - done);
-        if (written < 0 && errno != EINTR)
-        {
-            return errno;
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-    return 0;
-}
 }  // namespace
 
 void expectNoFile(std::string const& aPath)
@@ -48,22 +33,51 @@ void expectNoFile(std::string const& aPath)
     }
 }
 
+NewFile::NewFile(std::string const& aPath, mode_t aMode)
+    : mPath(aPath), mDescriptor(::open(aPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, aMode))
+{
+    if (mDescriptor < 0)
+    {
+        refuse(mPath, errno);
+    }
+}
+
+NewFile::~NewFile()
+{
+    if (mDescriptor >= 0)
+    {
+        ::close(mDescriptor);
+        ::unlink(mPath.c_str());
+    }
+}
+
+void NewFile::write(qz::Bytes aBytes)
+{
+    for (std::size_t done = 0; done < aBytes.mSize;)
+    {
+        ssize_t const written = ::write(mDescriptor, aBytes.mData + done, aBytes.mSize - done);
+        if (written < 0 && errno != EINTR)
+        {
+            refuse(mPath, errno);
+        }
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+}
+
+void NewFile::finish()
+{
+    if (::close(std::exchange(mDescriptor, -1)) != 0)
+    {
+        int const error = errno;
+        ::unlink(mPath.c_str());
+        refuse(mPath, error);
+    }
+}
+
 void writeNewFile(std::string const& aPath, QZCBuffer const& aContent)
 {
-    int const descriptor = ::open(aPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, defaultMode);
-    if (descriptor < 0)
-    {
-        refuse(aPath, errno);
-    }
-    int error = writeAll(descriptor, aContent);
-    if (::close(descriptor) != 0 && error == 0)
-    {
-        error = errno;
-    }
-    if (error != 0)
-    {
-        ::unlink(aPath.c_str());
-        refuse(aPath, error);
-    }
+    NewFile file(aPath, defaultMode);
+    file.write({aContent, aContent.getLength()});
+    file.finish();
 }
 }  // namespace qzagent

@@ -16,7 +16,7 @@ class StopSignals
 public:
     /// @param aTakesHangups whether SIGHUP is taken too; otherwise it ends the process as usual
     /// @throws std::system_error "cannot wait for signals: ..." when no descriptor is available
-    explicit StopSignals(bool aTakesHangups);
+    explicit StopSignals(bool aTakesHangups = false);
 
     /// For poll(): readable when a signal has arrived. Only take() reads from it.
     int descriptor() const { return mDescriptor.number(); }

@@ -1,146 +1,241 @@
-#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
+#include <poll.h>
 
-#include "agentkit/include/ScopeDataView.h"
 #include "tools/qzagent/Verbs.h"
-#include "tools/qzagent/capture/Capture.h"
-#include "tools/qzagent/capture/CaptureFile.h"
-#include "tools/qzagent/capture/HexDump.h"
+#include "tools/qzagent/capture/DamageReport.h"
+#include "tools/qzagent/capture/EventMerge.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/PatientOutput.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/show/EventPrinter.h"
+#include "tools/qzagent/show/EventSummary.h"
+#include "tools/qzagent/show/LastEvents.h"
+#include "tools/qzagent/show/ShowOptions.h"
 
 namespace qzagent
 {
 namespace
 {
-constexpr std::size_t blockSize = 65536;
+constexpr int millisecondsBetweenLooks = 200;
+/// Number of events of one capture that are shown before the others and the signals are checked again.
+constexpr std::uint64_t eventsPerLook = 4096;
 
-/// Number and position of a record in its capture.
-struct Place
+EventLine::Style styleOf(Setting const& aSetting, ShowOptions const& aOptions)
 {
-    std::uint64_t mNumber;    ///< from 0
-    std::uint64_t mPosition;  ///< encoded bytes before the record
-};
-
-std::string textOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
-{
-    std::string text = fmt::format("record {} at byte {}: category {}, subcategory {}", aPlace.mNumber,
-                                   aPlace.mPosition, aRecord.category(), aRecord.subcategory());
-    if (aRecord.hasNames())
-    {
-        text += fmt::format(", names {} and {}", aRecord.first()->text(), aRecord.second()->text());
-    }
-    if (!aRecord.payload())
-    {
-        return text + ", no payload\n";
-    }
-    return text + fmt::format(", payload of {} bytes\n", aRecord.payload()->mSize) +
-           hexDumpOf(*aRecord.payload());
+    EventLine::Style style;
+    style.mForm = aSetting.mIsJson ? EventLine::Form::json : EventLine::Form::text;
+    style.mTimes = aOptions.mTimes;
+    style.mNamesHosts = aOptions.mPaths.size() > 1;
+    style.mHasDump = aOptions.mHasDump;
+    return style;
 }
 
-/// Formatted directly, which is faster: no value needs escaping, and there can be millions of records.
-std::string jsonOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
-{
-    std::string json =
-        fmt::format(R"({{"record":{},"position":{},"size":{},"category":{},"subcategory":{})", aPlace.mNumber,
-                    aPlace.mPosition, aRecord.size(), aRecord.category(), aRecord.subcategory());
-    if (aRecord.hasNames())
-    {
-        json += fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", aRecord.first()->text(),
-                            aRecord.second()->text());
-    }
-    if (aRecord.payload())
-    {
-        json += fmt::format(R"(,"payload":"{}")", hexOf(*aRecord.payload()));
-    }
-    return json + "}\n";
-}
-
-/// Writes the records to standard output in blocks.
-class RecordPrinter
+class Show
 {
 public:
-    explicit RecordPrinter(Setting const& aSetting) : mSetting(aSetting) {}
-
-    void add(std::uint64_t aPosition, qz::ScopeDataView const& aRecord)
+    Show(Setting const& aSetting, ShowOptions const& aOptions)
+        : mSetting(aSetting),
+          mOptions(aOptions),
+          mDamage(aSetting.mReport, DamageReport::Severity::error),
+          mPrinter(styleOf(aSetting, aOptions), [this](std::string const& aText) { write(aText); }),
+          mLast(mPrinter, aOptions.mLast.value_or(1))
     {
-        Place const place{mCount++, aPosition};
-        mBlock += mSetting.mIsJson ? jsonOf(place, aRecord) : textOf(place, aRecord);
-        if (mBlock.size() >= blockSize)
+        if (mOptions.mCapture.mIsFollowed)
         {
-            flush();
+            mSignals.emplace();
         }
     }
 
-    void flush()
+    void run()
     {
-        mSetting.mOutput.write(mBlock);
-        mBlock.clear();
+        EventMerge merge(mOptions.mPaths, mOptions.mCapture,
+                         {[this](std::string const& aText) { addDamage(aText); },
+                          [this] { mSummary.addSection(); }, [this] { ++mOthers; }});
+        try
+        {
+            showAll(merge);
+        }
+        catch (...)
+        {
+            mDamage.finish();
+            throw;
+        }
+        mDamage.finish();
+        addNotes();
     }
 
-    std::uint64_t count() const { return mCount; }
+    /// @return the counts; none when the events were written to standard output
+    std::optional<Answer> answer() const
+    {
+        return mOptions.mIsSummary ? std::optional(mSummary.answer(mSetting.mIsColoured)) : std::nullopt;
+    }
 
 private:
-    Setting const& mSetting;
-    std::uint64_t mCount = 0;
-    std::string mBlock;
-};
-
-void showAll(Setting const& aSetting, Capture& aCapture)
-{
-    RecordPrinter printer(aSetting);
-    try
+    EventSink& sink()
     {
-        while (std::optional<qz::ScopeDataView> const record = aCapture.next())
+        if (mOptions.mIsSummary)
         {
-            printer.add(aCapture.position(), *record);
+            return mSummary;
+        }
+        return mOptions.mLast ? static_cast<EventSink&>(mLast) : mPrinter;
+    }
+
+    void showAll(EventMerge& aMerge)
+    {
+        EventSink& to = sink();
+        do
+        {
+            showAvailable(aMerge, to);
+            to.flush();
+        } while (!aMerge.hasEnded() && waitForMore(aMerge));
+    }
+
+    void showAvailable(EventMerge& aMerge, EventSink& aSink)
+    {
+        while (CaptureEvent const* const event = aMerge.next())
+        {
+            ++mEvents;
+            take(*event, aSink);
+            if (mSignals && mEvents % eventsPerLook == 0)
+            {
+                if (isStopped())
+                {
+                    return;
+                }
+                aMerge.refresh();
+            }
         }
     }
-    catch (CaptureError const&)
-    {
-        printer.flush();
-        throw;
-    }
-    printer.flush();
-    if (printer.count() == 0)
-    {
-        aSetting.mReport.addNote("no records in " + aCapture.name());
-    }
-}
 
-/// Writes its output itself: with --json each record is a separate document, without an envelope.
-std::optional<Answer> show(Setting const& aSetting, std::string const& aPath)
+    void take(CaptureEvent const& aEvent, EventSink& aSink)
+    {
+        if (!mOptions.mFilter.selectsOrigin(aEvent.mOrigin))
+        {
+            return;
+        }
+        if (!aEvent.mRecord || mOptions.mFilter.selectsRecord(*aEvent.mRecord))
+        {
+            ++mSelected;
+            aSink.take(aEvent);
+        }
+        else if (aEvent.mDropped != 0)
+        {
+            // Nothing says which events were dropped.
+            CaptureEvent drops = aEvent;
+            drops.mRecord.reset();
+            aSink.take(drops);
+        }
+    }
+
+    /// @return false when a signal ends the wait
+    bool waitForMore(EventMerge& aMerge)
+    {
+        if (isStopped())
+        {
+            return false;
+        }
+        pollfd descriptor{mSignals->descriptor(), POLLIN, 0};
+        ::poll(&descriptor, 1, millisecondsBetweenLooks);
+        if (isStopped())
+        {
+            return false;
+        }
+        aMerge.refresh();
+        return true;
+    }
+
+    bool isStopped()
+    {
+        mSignals->take();
+        return mSignals->count() > 0;
+    }
+
+    void write(std::string const& aText)
+    {
+        if (mSignals)
+        {
+            PatientOutput(mSetting.mOutput, *mSignals).write(aText);
+        }
+        else
+        {
+            mSetting.mOutput.write(aText);
+        }
+    }
+
+    /// Reports damage behind the events before it.
+    void addDamage(std::string const& aText)
+    {
+        mPrinter.flush();
+        mDamage.add(aText);
+    }
+
+    void addNotes()
+    {
+        if (mOthers != 0)
+        {
+            mSetting.mReport.addNote(fmt::format("skipped {} packets that are not events", mOthers));
+        }
+        if (mSelected == 0 && mDamage.count() == 0)
+        {
+            mSetting.mReport.addNote(mEvents == 0 ? "no events" : "no events that meet the conditions");
+        }
+    }
+
+    Setting const& mSetting;
+    ShowOptions const& mOptions;
+    std::optional<StopSignals> mSignals;
+    DamageReport mDamage;
+    EventPrinter mPrinter;
+    LastEvents mLast;
+    EventSummary mSummary;
+    std::uint64_t mEvents = 0;
+    std::uint64_t mSelected = 0;
+    std::uint64_t mOthers = 0;
+};
+
+/// Writes lines itself: with --json each event is a separate document, without an envelope.
+std::optional<Answer> show(Setting const& aSetting, ShowOptions const& aOptions)
 {
+    Show show(aSetting, aOptions);
     try
     {
-        Capture capture(aPath);
-        showAll(aSetting, capture);
+        show.run();
+    }
+    catch (std::bad_alloc const&)
+    {
+        aSetting.mReport.addError(ExitCode::failed, "not enough memory; a smaller --max-record needs less");
     }
     catch (std::exception const& error)
     {
         aSetting.mReport.addError(ExitCode::failed, error.what());
     }
-    return {};
+    return show.answer();
 }
 }  // namespace
 
 void addShow(CommandLine& aCommandLine)
 {
-    auto const path = std::make_shared<std::string>();
-    ArgumentList arguments =
-        aCommandLine.addVerb("show", "Show the records of a capture",
-                             "  qzagent show events.capture\n"
-                             "                             each record with its payload\n",
-                             [path](Setting const& aSetting) { return show(aSetting, *path); });
-    arguments.addPositional("FILE", *path,
-                            "The capture, encoded or as hexadecimal text; - for standard input");
+    auto const options = std::make_shared<ShowOptions>();
+    ArgumentList arguments = aCommandLine.addVerb(
+        "show", "Show the events of captures",
+        "  qzagent show events.pcapng\n"
+        "                             a line for each event\n"
+        "  qzagent show --summary *.pcapng\n"
+        "                             how many events of each board and category there are\n"
+        "  qzagent show --follow --last 10 events.pcapng\n"
+        "                             the last ten events, and those that are appended\n",
+        [options](Setting const& aSetting) { return show(aSetting, *options); });
+    addOptions(arguments, *options);
 }
 }  // namespace qzagent

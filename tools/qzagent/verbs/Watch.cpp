@@ -186,13 +186,14 @@ private:
     {
         std::string const& path = *mOptions.mOutput;
         std::optional<CaptureForm> const present = mOptions.mRotate ? std::nullopt : formOfFile(path);
-        if (present && mOptions.mForm && *present != *mOptions.mForm)
+        bool const isPcapng = present == CaptureForm::pcapng;
+        if (present && mOptions.mForm && isPcapng != (mOptions.mForm == CaptureForm::pcapng))
         {
-            throw CaptureWriteError(
-                fmt::format("cannot write {}: it is {}, which --format excludes", path,
-                            *present == CaptureForm::pcapng ? "a pcapng file" : "not a pcapng file"));
+            throw CaptureWriteError(fmt::format("cannot write {}: it is {}, which --format excludes", path,
+                                                isPcapng ? "a pcapng file" : "not a pcapng file"));
         }
-        if (mOptions.mForm.value_or(present.value_or(CaptureForm::pcapng)) == CaptureForm::records)
+        // Files of other forms are refused because they contain no records.
+        if (mOptions.mForm.value_or(present.value_or(CaptureForm::pcapng)) != CaptureForm::pcapng)
         {
             return std::make_unique<RecordsRecorder>(path, mSetting.mReport);
         }

@@ -1,7 +1,6 @@
 #include "tools/qzagent/watch/CaptureSection.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -9,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "agentkit/include/Wwn.h"
+#include "tools/qzagent/capture/EventLine.h"
 #include "tools/qzagent/capture/LinkTypes.h"
 
 namespace qzagent
@@ -79,9 +79,7 @@ CaptureSection::Interface& CaptureSection::interfaceOf(unsigned int aBoardNumber
 /// Callbacks on several threads can enqueue their events in another order than that of their times.
 pcapng::Time CaptureSection::advance(ReceptionTime aTime)
 {
-    using std::chrono::duration_cast;
-    auto const time = duration_cast<std::chrono::nanoseconds>(aTime.time_since_epoch()).count();
-    mTime = std::max(mTime, static_cast<pcapng::Time>(time));
+    mTime = std::max(mTime, timeOf(aTime));
     return mTime;
 }
 }  // namespace qzagent

@@ -19,6 +19,12 @@ constexpr std::uint64_t largestBoard = std::numeric_limits<unsigned int>::max();
 constexpr std::uint64_t mostEvents = 1'000'000'000'000'000;
 constexpr std::uint64_t mostSeconds = 1'000'000'000;
 constexpr std::uint64_t mostSecondsOfSync = 3600;
+
+std::optional<CaptureForm> recordedFormNamed(std::string const& aName)
+{
+    std::optional<CaptureForm> const form = formNamed(aName);
+    return form == CaptureForm::pcapng || form == CaptureForm::records ? form : std::nullopt;
+}
 }  // namespace
 
 void addOptions(ArgumentList& aArguments, WatchOptions& aOptions)
@@ -33,7 +39,7 @@ void addOptions(ArgumentList& aArguments, WatchOptions& aOptions)
     aArguments.addNumber("--count", "N", {1, mostEvents}, aOptions.mCount, "Stop after N events");
     aArguments.addNumber("--seconds", "S", {1, mostSeconds}, aOptions.mSeconds, "Stop after S seconds");
     aArguments.addText("--output", "FILE", aOptions.mOutput, "Append the events to this capture");
-    aArguments.addParsed("--format", "FORM", &formNamed, "pcapng or records", aOptions.mForm,
+    aArguments.addParsed("--format", "FORM", &recordedFormNamed, "pcapng or records", aOptions.mForm,
                          "Form of the capture, pcapng or records; pcapng by default");
     aArguments.addParsed("--rotate", "LIMIT", &parseRotateLimit, "a size such as 100M or a time such as 1h",
                          aOptions.mRotate,
