@@ -115,8 +115,12 @@ TEST_F(CaptureSectionTest, AnUnknownBoardHasItsOwnInterface)
     section.addStatistics(at(100));
     BytesInput input(mBlocks.bytes());
     pcapng::Reader reader(input, 1U << 20U);
-    reader.next();
-    auto const packet = std::get<pcapng::Packet>(*reader.next());
+    std::optional<pcapng::Item> item = reader.next();
+    while (item && !std::holds_alternative<pcapng::Packet>(*item))
+    {
+        item = reader.next();
+    }
+    auto const packet = std::get<pcapng::Packet>(item.value());
     EXPECT_EQ(packet.mHead.mInterface, 1u);
     EXPECT_EQ(packet.mInterface->mName, "board 7");
     EXPECT_EQ(packet.mInterface->mDescription, "");

@@ -363,11 +363,13 @@ TEST_F(QzagentShowPcapng, CountsRecordsWithoutTimes)
 class QzagentShowFollow : public QzagentShowPcapng
 {
 protected:
+    /// A shell makes the commands that it starts in the background ignore SIGINT, so env(1) restores the signals.
     /// @param aScript run while the agent follows; afterwards the agent gets the signal
     ProcessResult follow(std::string const& aScript, Arguments aArguments, char const* aSignal = "INT") const
     {
         aArguments.insert(aArguments.begin(), {"show", "--follow"});
-        return runAgentIn("cd '" + mFolder.path().string() + "' && \"$@\" >output 2>errors & agent=$!; cd '" +
+        return runAgentIn("cd '" + mFolder.path().string() +
+                              "' && env --default-signal \"$@\" >output 2>errors & agent=$!; cd '" +
                               mFolder.path().string() +
                               "'\nuntil_lines() { for i in $(seq 200); do [ \"$(cat output errors | wc -l)\" "
                               "-lt $1 ] || return; sleep 0.1; done; }\n" +
