@@ -57,7 +57,44 @@ std::string deviceOf(Fault const& aFault)
 
 std::string answerOf(Fault const& aFault)
 {
-    return isDiagnostic(aFault.mCall) ? std::to_string(aFault.mAnswer) : nameOf(HBA_STATUS{aFault.mAnswer});
+    Reaction const& reaction = aFault.mReaction;
+    char const* const ending = aFault.mFirst == aFault.mLast ? "s" : "";
+    if (!reaction.mAnswer)
+    {
+        return fmt::format("answer{} as usual", ending);
+    }
+    return fmt::format("return{} {}", ending,
+                       isDiagnostic(aFault.mCall) ? std::to_string(*reaction.mAnswer)
+                                                  : nameOf(HBA_STATUS{*reaction.mAnswer}));
+}
+
+/// @return what the fault does beyond its answer, each part with a leading blank
+std::string additionsOf(Fault const& aFault)
+{
+    Reaction const& reaction = aFault.mReaction;
+    std::string text;
+    if (reaction.mIsUntouched)
+    {
+        text += " without writing";
+    }
+    if (reaction.mSense)
+    {
+        text += fmt::format(" with sense {:X}/{:02X}/{:02X}", reaction.mSense->mKey, reaction.mSense->mCode,
+                            reaction.mSense->mQualifier);
+    }
+    if (reaction.mCount)
+    {
+        text += fmt::format(" with the count {}", *reaction.mCount);
+    }
+    if (reaction.mDelayMs != 0)
+    {
+        text += fmt::format(" after {} ms", reaction.mDelayMs);
+    }
+    if (!reaction.mLine.empty())
+    {
+        text += fmt::format(" and print{} \"{}\"", aFault.mFirst == aFault.mLast ? "s" : "", reaction.mLine);
+    }
+    return text;
 }
 
 /// @return one line for each board and event source
@@ -97,9 +134,8 @@ std::uint32_t strikesIn(Fault const& aFault)
 std::string summaryOf(Fault const& aFault)
 {
     std::string const port = aFault.mPort.empty() ? "" : fmt::format(" to {}", aFault.mPort);
-    char const* const verb = aFault.mFirst == aFault.mLast ? "returns" : "return";
-    return fmt::format("{} of {}{}{} {} {}", callsOf(aFault), nameOf(aFault.mCall), deviceOf(aFault), port,
-                       verb, answerOf(aFault));
+    return fmt::format("{} of {}{}{} {}{}", callsOf(aFault), nameOf(aFault.mCall), deviceOf(aFault), port,
+                       answerOf(aFault), additionsOf(aFault));
 }
 
 std::string summaryOf(Scenario const& aScenario)
