@@ -83,7 +83,7 @@ unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
     }
     std::size_t const boards = mDiagnostics->mBoards.size();
     fillTable(*mDiagnostics, aTable, aTable == nullptr ? 0 : std::min<std::size_t>(boards, aCapacity));
-    return static_cast<unsigned int>(boards);
+    return numberOfBoards(*mDiagnostics);
 }
 
 void DiagnosticSimulation::close()

@@ -105,7 +105,7 @@ HBA_STATUS HbaSimulation::free()
 HBA_UINT32 HbaSimulation::numberOfAdapters()
 {
     auto const loaded = this->loaded();
-    return loaded ? static_cast<HBA_UINT32>(loaded->mScenario.mAdapters.size()) : 0;
+    return loaded ? qzsim::numberOfAdapters(loaded->mScenario) : 0;
 }
 
 HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)

@@ -221,7 +221,7 @@ void readRemotePorts(TomlValue const& aValue, Port& aPort)
     aPort.mAttributes.NumberofDiscoveredPorts = static_cast<HBA_UINT32>(aPort.mRemotePorts.size());
 }
 
-// "remote" comes last: remote ports inherit the fabric name of the port.
+// "remote" comes after the fabric name, which remote ports inherit. It sets the number of discovered ports.
 constexpr Key<Port> portKeys[] = {
     {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
     {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
@@ -240,6 +240,8 @@ constexpr Key<Port> portKeys[] = {
      attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
     {"fabric_name", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},
     {"remote", Presence::optional, readRemotePorts},
+    {"number_of_discovered_ports", Presence::optional,
+     attributeNumber<&HBA_PORTATTRIBUTES::NumberofDiscoveredPorts, highestNumber>},
 };
 
 void readName(TomlValue const& aValue, Adapter& aAdapter)
@@ -268,7 +270,7 @@ void readPorts(TomlValue const& aValue, Adapter& aAdapter)
     aAdapter.mAttributes.NumberOfPorts = static_cast<HBA_UINT32>(aAdapter.mPorts.size());
 }
 
-// "port" comes last: ports inherit the node name of the adapter.
+// "port" comes after the node name, which ports inherit. It sets the number of ports.
 constexpr Key<Adapter> adapterKeys[] = {
     {"name", Presence::required, readName},
     {"manufacturer", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::Manufacturer>},
@@ -286,6 +288,8 @@ constexpr Key<Adapter> adapterKeys[] = {
     {"driver_name", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::DriverName>},
     {"lun_style", Presence::optional, readLunStyle},
     {"port", Presence::optional, readPorts},
+    {"number_of_ports", Presence::optional,
+     attributeNumber<&HBA_ADAPTERATTRIBUTES::NumberOfPorts, highestNumber>},
 };
 
 /// Checks that the names of all adapters, and the port names of all their ports, are unique.

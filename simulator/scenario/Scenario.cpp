@@ -14,6 +14,12 @@ std::string counted(std::size_t aCount, char const* aThing)
     return fmt::format("{} {}{}", aCount, aThing, aCount == 1 ? "" : "s");
 }
 
+/// @param aReported the number that the library reports
+std::string counted(std::size_t aCount, char const* aThing, std::uint64_t aReported)
+{
+    return counted(aCount, aThing) + (aReported == aCount ? "" : fmt::format(" (reported as {})", aReported));
+}
+
 std::string callsOf(Fault const& aFault)
 {
     if (aFault.mFirst == aFault.mLast)
@@ -27,12 +33,16 @@ std::string callsOf(Fault const& aFault)
 std::string summaryOf(Adapter const& aAdapter)
 {
     std::size_t remotePorts = 0;
+    std::uint64_t reportedRemotePorts = 0;
     for (Port const& port : aAdapter.mPorts)
     {
         remotePorts += port.mRemotePorts.size();
+        reportedRemotePorts += port.mAttributes.NumberofDiscoveredPorts;
     }
-    return fmt::format("\"{}\" with {}, {}, {}", aAdapter.mName, counted(aAdapter.mPorts.size(), "port"),
-                       counted(remotePorts, "remote port"), counted(numberOfMappings(aAdapter), "LUN"));
+    return fmt::format("\"{}\" with {}, {}, {}", aAdapter.mName,
+                       counted(aAdapter.mPorts.size(), "port", aAdapter.mAttributes.NumberOfPorts),
+                       counted(remotePorts, "remote port", reportedRemotePorts),
+                       counted(numberOfMappings(aAdapter), "LUN"));
 }
 
 std::string summaryOf(EventSeries const& aSeries)
@@ -113,6 +123,16 @@ std::string summaryOf(Diagnostics const& aDiagnostics)
 }
 }  // namespace
 
+std::uint32_t numberOfAdapters(Scenario const& aScenario)
+{
+    return aScenario.mNumberOfAdapters.value_or(static_cast<std::uint32_t>(aScenario.mAdapters.size()));
+}
+
+std::uint32_t numberOfBoards(Diagnostics const& aDiagnostics)
+{
+    return aDiagnostics.mNumberOfBoards.value_or(static_cast<std::uint32_t>(aDiagnostics.mBoards.size()));
+}
+
 std::size_t numberOfMappings(Adapter const& aAdapter)
 {
     std::size_t number = 0;
@@ -141,12 +161,15 @@ std::string summaryOf(Fault const& aFault)
 std::string summaryOf(Scenario const& aScenario)
 {
     Diagnostics const& diagnostics = aScenario.mDiagnostics;
-    std::string const boards = diagnostics.mBoards.empty()
-                                   ? ""
-                                   : fmt::format("{}, {}, ", counted(diagnostics.mBoards.size(), "board"),
-                                                 counted(diagnostics.mEvents.size(), "event source"));
-    std::string summary = fmt::format("{}, {}{}\n", counted(aScenario.mAdapters.size(), "adapter"), boards,
-                                      counted(aScenario.mFaults.size(), "fault"));
+    std::string const boards =
+        diagnostics.mBoards.empty() && numberOfBoards(diagnostics) == 0
+            ? ""
+            : fmt::format("{}, {}, ",
+                          counted(diagnostics.mBoards.size(), "board", numberOfBoards(diagnostics)),
+                          counted(diagnostics.mEvents.size(), "event source"));
+    std::string summary =
+        fmt::format("{}, {}{}\n", counted(aScenario.mAdapters.size(), "adapter", numberOfAdapters(aScenario)),
+                    boards, counted(aScenario.mFaults.size(), "fault"));
     for (Adapter const& adapter : aScenario.mAdapters)
     {
         summary += fmt::format("adapter: {}\n", summaryOf(adapter));

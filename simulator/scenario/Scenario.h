@@ -52,7 +52,8 @@ struct Port
     std::vector<RemotePort> mRemotePorts;
 };
 
-/// The attributes of adapters and ports are complete HBA API records, which the calls copy as they are.
+/// The attributes of adapters and ports are complete HBA API records, which the calls copy as they are. The counts in
+/// them may differ from what exists.
 struct Adapter
 {
     std::string mName;
@@ -102,9 +103,16 @@ struct Fault
 struct Scenario
 {
     std::vector<Adapter> mAdapters;
+    std::optional<std::uint32_t> mNumberOfAdapters;  ///< reported instead of the number of adapters
     Diagnostics mDiagnostics;
     std::vector<Fault> mFaults;
 };
+
+/// @return the number of adapters that the HBA library reports
+std::uint32_t numberOfAdapters(Scenario const& aScenario);
+
+/// @return the number of boards that the diagnostic library reports
+std::uint32_t numberOfBoards(Diagnostics const& aDiagnostics);
 
 /// @return the number of target mappings of an adapter: one per LUN of each target
 std::size_t numberOfMappings(Adapter const& aAdapter);

@@ -1,6 +1,7 @@
 // Calls of the diagnostic library that the scenario makes fail.
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <future>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "simulator/control/Strikes.h"
 #include "tests/simulator/DiagnosticLibraryFixture.h"
+#include "tests/simulator/Scenarios.h"
 
 using testing::Each;
 using namespace std::chrono_literals;
@@ -65,6 +67,17 @@ TEST_F(DiagnosticLibraryFaults, FailingInitializationReturnsTheResultAndOpensNot
     EXPECT_THAT(mTable, Each(0xee));
     EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), QZ_NO_ENVIRONMENT);
     EXPECT_EQ(init(), 2U);
+}
+
+TEST_F(DiagnosticLibraryFaults, NumberOfBoardsMayDifferFromWhatExists)
+{
+    constexpr std::size_t recordSize = 108;
+    mTable.fill(0xee);
+    EXPECT_EQ(init("[diagnostics]\nnumber_of_boards = 4294967295\n" + std::string(oneBoard)), 4294967295U);
+    EXPECT_NE(mTable[0], 0xee);
+    EXPECT_EQ(mTable[recordSize], 0xee) << "a record of a board that does not exist was written";
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), QZ_NO_BOARD);
 }
 
 TEST_F(DiagnosticLibraryFaults, FailingVersionQueryWritesNothing)

@@ -100,14 +100,15 @@ TEST(ScenarioError, ReportsAnUnknownKeyInAFileOfMaximumDepth)
         closing += "}\n]";
     }
     EXPECT_EQ(errorOf('[' + key + "]\n" + key + " = " + opening + '1' + closing),
-              "bad.toml:1:2: expected a key of the scenario (adapter, diagnostics, fault), found \"a\"");
+              "bad.toml:1:2: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
+              "fault), found \"a\"");
 }
 
 TEST(ScenarioError, RefusesAnUnknownTable)
 {
-    EXPECT_EQ(
-        errorOf("[[adaptor]]\nname = \"a\"\n"),
-        "bad.toml:1:3: expected a key of the scenario (adapter, diagnostics, fault), found \"adaptor\"");
+    EXPECT_EQ(errorOf("[[adaptor]]\nname = \"a\"\n"),
+              "bad.toml:1:3: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
+              "fault), found \"adaptor\"");
 }
 
 TEST(ScenarioError, RefusesASingleAdapterTable)
@@ -127,8 +128,18 @@ TEST(ScenarioError, RefusesAnUnknownKeyOfAnAdapter)
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\n  speed = 8\n"),
               "bad.toml:3:3: expected a key of [[adapter]] (name, manufacturer, serial_number, model, "
               "model_description, node_wwn, node_symbolic_name, hardware_version, driver_version, "
-              "option_rom_version, firmware_version, vendor_specific_id, driver_name, lun_style, port), "
+              "option_rom_version, firmware_version, vendor_specific_id, driver_name, lun_style, port, "
+              "number_of_ports), "
               "found \"speed\"");
+}
+
+TEST(ScenarioError, RefusesReportedNumbersAbove32Bits)
+{
+    std::string const expected = "expected a number from 0 to 4294967295, found 4294967296";
+    EXPECT_EQ(errorOf("number_of_adapters = 4294967296\n"), "bad.toml:1:22: " + expected);
+    EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\nnumber_of_ports = 4294967296\n"),
+              "bad.toml:3:19: " + expected);
+    EXPECT_EQ(errorOf("[diagnostics]\nnumber_of_boards = 4294967296\n"), "bad.toml:2:20: " + expected);
 }
 
 TEST(ScenarioError, RefusesAnUnknownLunStyle)
@@ -139,9 +150,9 @@ TEST(ScenarioError, RefusesAnUnknownLunStyle)
 
 TEST(ScenarioError, EscapesControlCharactersInAnUnexpectedKey)
 {
-    EXPECT_EQ(
-        errorOf("\"a\\u001b[2J\" = 1\n"),
-        "bad.toml:1:1: expected a key of the scenario (adapter, diagnostics, fault), found \"a\\u001B[2J\"");
+    EXPECT_EQ(errorOf("\"a\\u001b[2J\" = 1\n"),
+              "bad.toml:1:1: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
+              "fault), found \"a\\u001B[2J\"");
 }
 
 TEST(ScenarioError, ReportsAnAdapterWithoutName)

@@ -207,6 +207,23 @@ TEST(Scenario, SummaryHasOneLinePerAdapterAndFault)
               "fault: calls 1 and later of HBA_LoadLibrary return 77\n");
 }
 
+TEST(Scenario, SummaryShowsCountsThatDifferFromWhatExists)
+{
+    EXPECT_EQ(summaryOf(scenarioOf(
+                  "number_of_adapters = 7\n[[adapter]]\nname = \"a\"\nnumber_of_ports = 4294967295\n"
+                  "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                  "number_of_discovered_ports = 4294967295\n"
+                  "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n"
+                  "number_of_discovered_ports = 1\n")),
+              "1 adapter (reported as 7), 0 faults\n"
+              "adapter: \"a\" with 2 ports (reported as 4294967295), 0 remote ports (reported as "
+              "4294967296), 0 LUNs\n");
+    EXPECT_EQ(summaryOf(scenarioOf("[diagnostics]\nnumber_of_boards = 1\n")),
+              "0 adapters, 0 boards (reported as 1), 0 event sources, 0 faults\n");
+    EXPECT_EQ(summaryOf(scenarioOf("number_of_adapters = 0\n[diagnostics]\nnumber_of_boards = 0\n")),
+              "0 adapters, 0 faults\n");
+}
+
 TEST(Scenario, FaultMustStrikeInEachCallAndAtLeastOnceIfEndless)
 {
     auto const strikesInFault = [](std::string const& aNth)
