@@ -52,11 +52,21 @@ constexpr Named<HBA_PORTSTATE> portStates[] = {
     {"LOOPBACK", HBA_PORTSTATE_LOOPBACK},
 };
 
+// <hbaapi.h> ends at 10 Gbit. The numbers of the other speeds are those of the current HBA API, which are also the bits
+// of the Fabric-Device Management Interface.
 constexpr Named<HBA_PORTSPEED> portSpeeds[] = {
     {"UNKNOWN", HBA_PORTSPEED_UNKNOWN},
     {"1GBIT", HBA_PORTSPEED_1GBIT},
     {"2GBIT", HBA_PORTSPEED_2GBIT},
+    {"4GBIT", 0x0008},
+    {"8GBIT", 0x0010},
     {"10GBIT", HBA_PORTSPEED_10GBIT},
+    {"16GBIT", 0x0020},
+    {"20GBIT", 0x0080},
+    {"32GBIT", 0x0040},
+    {"40GBIT", 0x0100},
+    {"64GBIT", 0x0400},
+    {"128GBIT", 0x0200},
     {"NOT_NEGOTIATED", HBA_PORTSPEED_NOT_NEGOTIATED},
 };
 
