@@ -8,8 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "simulator/control/EnvironmentVariables.h"
 #include "simulator/hba/TargetMapping.h"
 #include "simulator/scenario/Scsi.h"
+#include "simulator/scenario/Statistics.h"
 #include "simulator/scenario/Wwn.h"
 
 namespace qzsim
@@ -202,6 +204,30 @@ HBA_STATUS HbaSimulation::portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const&
         Call::getPortAttributesByWwn, aHandle, aAttributes,
         [&aName](Adapter const& aAdapter) { return attributesOfPortNamed(aName, aAdapter); },
         HBA_STATUS_ERROR_ILLEGAL_WWN);
+}
+
+HBA_STATUS HbaSimulation::portStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort,
+                                         HBA_PORTSTATISTICS* aStatistics)
+{
+    return withAdapter(aHandle, aStatistics != nullptr,
+                       [&](Adapter const& aAdapter) -> HBA_STATUS
+                       {
+                           Port const* const port = elementAt(aAdapter.mPorts, aPort);
+                           if (port == nullptr)
+                           {
+                               return HBA_STATUS_ERROR_ILLEGAL_INDEX;
+                           }
+                           if (auto const status = fault(Call::getPortStatistics, aAdapter.mName))
+                           {
+                               return *status;
+                           }
+                           if (!port->mStatistics)
+                           {
+                               return HBA_STATUS_ERROR_NOT_SUPPORTED;
+                           }
+                           *aStatistics = statisticsAfter(timeSinceStart(), *port->mStatistics);
+                           return HBA_STATUS_OK;
+                       });
 }
 
 HBA_STATUS HbaSimulation::targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)

@@ -57,6 +57,9 @@ public:
     /// Looks for the name among the ports of the adapter first, then among their remote ports.
     HBA_STATUS portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const& aName, HBA_PORTATTRIBUTES* aAttributes);
 
+    /// @return HBA_STATUS_ERROR_NOT_SUPPORTED when the port has no statistics
+    HBA_STATUS portStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS* aStatistics);
+
     /// @param aMapping its NumberOfEntries receives the number of mappings, even when the scenario makes the call fail
     ///                 with HBA_STATUS_ERROR_MORE_DATA. The scenario may give a wrong number then
     HBA_STATUS targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping);

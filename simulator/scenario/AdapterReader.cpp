@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ctime>
 #include <numeric>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@
 
 #include "simulator/scenario/Named.h"
 #include "simulator/scenario/Scsi.h"
+#include "simulator/scenario/StatisticsReader.h"
 #include "simulator/scenario/TableReader.h"
 #include "simulator/scenario/ValueReader.h"
 #include "simulator/scenario/Wwn.h"
@@ -249,6 +251,8 @@ constexpr Key<Port> portKeys[] = {
     {"max_frame_size", Presence::optional,
      attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
     {"fabric_name", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},
+    {"statistics", Presence::optional, readStatistics},
+    {"statistics_per_second", Presence::optional, readStatisticsPerSecond},
     {"remote", Presence::optional, readRemotePorts},
     {"number_of_discovered_ports", Presence::optional,
      attributeNumber<&HBA_PORTATTRIBUTES::NumberofDiscoveredPorts, highestNumber>},
@@ -274,7 +278,7 @@ void readLunStyle(TomlValue const& aValue, Adapter& aAdapter)
 
 void readPorts(TomlValue const& aValue, Adapter& aAdapter)
 {
-    Port const usual{usualPort(aAdapter.mAttributes.NodeWWN, {}), {}};
+    Port const usual{usualPort(aAdapter.mAttributes.NodeWWN, {}), {}, std::nullopt};
     readTables(aValue, "[[adapter.port]]", portKeys, usual,
                [&](TomlValue const&, Port aPort) { aAdapter.mPorts.push_back(std::move(aPort)); });
     aAdapter.mAttributes.NumberOfPorts = static_cast<HBA_UINT32>(aAdapter.mPorts.size());

@@ -18,6 +18,7 @@ enum class Call
     getAdapterPortAttributes,
     getDiscoveredPortAttributes,
     getPortAttributesByWwn,
+    getPortStatistics,
     getFcpTargetMapping,
     sendReportLuns,
     getLibVer,

@@ -107,6 +107,23 @@ std::string additionsOf(Fault const& aFault)
     return text;
 }
 
+/// @return one line for each port that has statistics
+std::string summaryOfStatistics(Adapter const& aAdapter)
+{
+    std::string summary;
+    for (Port const& port : aAdapter.mPorts)
+    {
+        if (port.mStatistics)
+        {
+            summary +=
+                fmt::format("statistics: {} of port {}, {} growing\n",
+                            counted(numberOfCounters(*port.mStatistics), "counter"),
+                            textOf(port.mAttributes.PortWWN), numberOfGrowingCounters(*port.mStatistics));
+        }
+    }
+    return summary;
+}
+
 /// @return one line for each board and event source
 std::string summaryOf(Diagnostics const& aDiagnostics)
 {
@@ -172,7 +189,7 @@ std::string summaryOf(Scenario const& aScenario)
                     boards, counted(aScenario.mFaults.size(), "fault"));
     for (Adapter const& adapter : aScenario.mAdapters)
     {
-        summary += fmt::format("adapter: {}\n", summaryOf(adapter));
+        summary += fmt::format("adapter: {}\n", summaryOf(adapter)) + summaryOfStatistics(adapter);
     }
     summary += summaryOf(diagnostics);
     for (Fault const& fault : aScenario.mFaults)

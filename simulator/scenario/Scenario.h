@@ -14,6 +14,7 @@
 
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Diagnostics.h"
+#include "simulator/scenario/Statistics.h"
 
 namespace qzsim
 {
@@ -50,6 +51,7 @@ struct Port
 {
     HBA_PORTATTRIBUTES mAttributes;
     std::vector<RemotePort> mRemotePorts;
+    std::optional<Statistics> mStatistics;  ///< nothing when the port does not support them
 };
 
 /// The attributes of adapters and ports are complete HBA API records, which the calls copy as they are. The counts in

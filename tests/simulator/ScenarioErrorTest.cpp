@@ -16,7 +16,8 @@ constexpr char const* expectedNth =
 constexpr char const* expectedCall =
     "expected one of the calls HBA_LoadLibrary, HBA_FreeLibrary, HBA_GetAdapterName, HBA_OpenAdapter, "
     "HBA_GetAdapterAttributes, HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, "
-    "HBA_GetPortAttributesByWWN, HBA_GetFcpTargetMapping, HBA_SendReportLUNs, VQM_GetLibVer, "
+    "HBA_GetPortAttributesByWWN, HBA_GetPortStatistics, HBA_GetFcpTargetMapping, HBA_SendReportLUNs, "
+    "VQM_GetLibVer, "
     "VQM_InitDiagEnv, "
     "VQM_FreeDiagEnv, VQM_GetDrvInfo, VQM_GetLinkInfo, RegisterForEvent, unRegisterForEvent, "
     "VQM_QZ_RegisterForEvent, VQM_QZ_unRegisterForEvent, found ";

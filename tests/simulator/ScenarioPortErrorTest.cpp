@@ -67,7 +67,8 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfAPort)
     EXPECT_EQ(errorOfPort("luns = 3\n"),
               "bad.toml:5:1: expected a key of [[adapter.port]] (port_wwn, node_wwn, fc_id, type, state, "
               "supported_classes, supported_fc4_types, active_fc4_types, symbolic_name, os_device_name, "
-              "supported_speeds, speed, max_frame_size, fabric_name, remote, number_of_discovered_ports), "
+              "supported_speeds, speed, max_frame_size, fabric_name, statistics, "
+              "statistics_per_second, remote, number_of_discovered_ports), "
               "found \"luns\"");
 }
 

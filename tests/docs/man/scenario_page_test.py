@@ -16,6 +16,8 @@ LEADING = {
     "The scenario": [],
     "[[adapter]]": [],
     "[[adapter.port]]": ["[[adapter]]"],
+    "[adapter.port.statistics]": ["[[adapter]]", "[[adapter.port]]"],
+    "[adapter.port.statistics_per_second]": ["[[adapter]]", "[[adapter.port]]"],
     "[[adapter.port.remote]]": ["[[adapter]]", "[[adapter.port]]"],
     "[diagnostics]": [],
     "[[diagnostics.board]]": [],
@@ -63,6 +65,7 @@ DEFAULTS = {
     "NPORT": ('"NPORT"', '"OTHER"'),
     "ONLINE": ('"ONLINE"', '"OFFLINE"'),
     "UNKNOWN": ('"UNKNOWN"', '"1GBIT"'),
+    "not offered": ('"not offered"', "7"),
     "target": ('"target"', '"initiator"'),
 }
 
