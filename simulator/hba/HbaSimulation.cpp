@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "simulator/control/EnvironmentVariables.h"
@@ -73,6 +74,21 @@ void fill(CallerMemory const& aMemory, std::vector<std::uint8_t> const& aContent
     {
         std::memcpy(aMemory.mStart, aContent.data(), size);
     }
+}
+/// The response to a SCSI command, or the sense data of its check condition.
+using ScsiResult = std::variant<std::vector<std::uint8_t>, Sense>;
+
+constexpr std::uint8_t illegalRequest = 0x05;  // sense key
+
+HBA_STATUS answer(ScsiResult const& aResult, ScsiBuffers const& aBuffers)
+{
+    if (auto const* const sense = std::get_if<Sense>(&aResult))
+    {
+        fill(aBuffers.mSense, senseData(*sense));
+        return HBA_STATUS_SCSI_CHECK_CONDITION;
+    }
+    fill(aBuffers.mResponse, std::get<std::vector<std::uint8_t>>(aResult));
+    return HBA_STATUS_OK;
 }
 }  // namespace
 
@@ -246,34 +262,30 @@ HBA_STATUS HbaSimulation::targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING
                        });
 }
 
-HBA_STATUS HbaSimulation::reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, CallerMemory aResponse,
-                                     CallerMemory aSense)
+HBA_STATUS HbaSimulation::reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, ScsiBuffers const& aBuffers)
 {
-    return withAdapter(aHandle, !isMissing(aResponse) && !isMissing(aSense),
-                       [&](Adapter const& aAdapter) -> HBA_STATUS
-                       {
-                           RemotePort const* const port = remotePortNamed(aPort, aAdapter);
-                           if (port == nullptr)
-                           {
-                               return HBA_STATUS_ERROR_ILLEGAL_WWN;
-                           }
-                           if (port->mRole != Role::target)
-                           {
-                               return HBA_STATUS_ERROR_NOT_A_TARGET;
-                           }
-                           Reaction const reaction =
-                               react(Call::sendReportLuns, aAdapter.mName, textOf(aPort));
-                           if (auto const status = statusOf(reaction))
-                           {
-                               if (status == HBA_STATUS_SCSI_CHECK_CONDITION)
-                               {
-                                   fill(aSense, senseData(reaction.mSense.value_or(usualSense)));
-                               }
-                               return *status;
-                           }
-                           fill(aResponse, reportLunsResponse(*port));
-                           return HBA_STATUS_OK;
-                       });
+    return sendToTarget(Call::sendReportLuns, aHandle, aPort, aBuffers,
+                        [](Adapter const&, RemotePort const& aTarget)
+                        { return ScsiResult(reportLunsResponse(aTarget)); });
+}
+
+HBA_STATUS HbaSimulation::inquiry(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                                  HBA_UINT8 aIsVitalProductData, HBA_UINT32 aPage,
+                                  ScsiBuffers const& aBuffers)
+{
+    constexpr Sense invalidFieldInCommand{illegalRequest, 0x24, 0};
+    bool const isStandard = aIsVitalProductData == 0 && aPage == 0;
+    return sendToLun(
+        Call::sendScsiInquiry, aHandle, aPort, aLun, aBuffers,
+        [=](LunData const& aData)
+        { return isStandard ? ScsiResult(inquiryResponse(aData)) : ScsiResult(invalidFieldInCommand); });
+}
+
+HBA_STATUS HbaSimulation::readCapacity(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                                       ScsiBuffers const& aBuffers)
+{
+    return sendToLun(Call::sendReadCapacity, aHandle, aPort, aLun, aBuffers,
+                     [](LunData const& aData) { return ScsiResult(readCapacityResponse(aData)); });
 }
 
 std::shared_ptr<HbaSimulation::Loaded> HbaSimulation::loaded()
@@ -313,6 +325,45 @@ HBA_STATUS HbaSimulation::withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action a
         return HBA_STATUS_ERROR_INVALID_HANDLE;
     }
     return aIsGood ? aAction(loaded->mScenario.mAdapters[*adapter]) : HBA_STATUS_ERROR_ARG;
+}
+
+template <typename Respond>
+HBA_STATUS HbaSimulation::sendToTarget(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort,
+                                       ScsiBuffers const& aBuffers, Respond aRespond)
+{
+    return withAdapter(aHandle, !isMissing(aBuffers.mResponse) && !isMissing(aBuffers.mSense),
+                       [&](Adapter const& aAdapter) -> HBA_STATUS
+                       {
+                           RemotePort const* const port = remotePortNamed(aPort, aAdapter);
+                           if (port == nullptr)
+                           {
+                               return HBA_STATUS_ERROR_ILLEGAL_WWN;
+                           }
+                           if (port->mRole != Role::target)
+                           {
+                               return HBA_STATUS_ERROR_NOT_A_TARGET;
+                           }
+                           Reaction const reaction = react(aCall, aAdapter.mName, textOf(aPort));
+                           auto const status = statusOf(reaction);
+                           if (status == HBA_STATUS_SCSI_CHECK_CONDITION)
+                           {
+                               return answer(reaction.mSense.value_or(usualSense), aBuffers);
+                           }
+                           return status ? *status : answer(aRespond(aAdapter, *port), aBuffers);
+                       });
+}
+
+template <typename Respond>
+HBA_STATUS HbaSimulation::sendToLun(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                                    ScsiBuffers const& aBuffers, Respond aRespond)
+{
+    constexpr Sense lunNotSupported{illegalRequest, 0x25, 0};
+    return sendToTarget(aCall, aHandle, aPort, aBuffers,
+                        [&](Adapter const& aAdapter, RemotePort const& aTarget)
+                        {
+                            auto const lun = lunOf(aTarget, aLun, aAdapter.mLunStyle);
+                            return lun ? aRespond(dataOf(*lun, aTarget)) : ScsiResult(lunNotSupported);
+                        });
 }
 
 template <typename Record, typename Find>

@@ -26,6 +26,13 @@ struct CallerMemory
     std::size_t mSize;
 };
 
+/// The buffers of a call that sends a SCSI command.
+struct ScsiBuffers
+{
+    CallerMemory mResponse;  ///< receives the response, truncated to its size
+    CallerMemory mSense;     ///< receives the sense data of a check condition, truncated to its size
+};
+
 /// One method for each call of the HBA API. Any thread may call them, also while a fault delays the call of another
 /// thread. A call that is refused for its arguments is not counted. A call that the scenario makes fail has no effect
 /// other than its status.
@@ -64,11 +71,16 @@ public:
     ///                 with HBA_STATUS_ERROR_MORE_DATA. The scenario may give a wrong number then
     HBA_STATUS targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping);
 
-    /// @param aResponse receives the response, truncated to its size
-    /// @param aSense    receives the sense data, truncated to its size, when the scenario makes the call fail with
-    ///                  HBA_STATUS_SCSI_CHECK_CONDITION
-    HBA_STATUS reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, CallerMemory aResponse,
-                          CallerMemory aSense);
+    HBA_STATUS reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, ScsiBuffers const& aBuffers);
+
+    /// Answers for the standard data. A vital product page ends with a check condition.
+    /// @param aLun as FcpLun of the target mappings
+    HBA_STATUS inquiry(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                       HBA_UINT8 aIsVitalProductData, HBA_UINT32 aPage, ScsiBuffers const& aBuffers);
+
+    /// @param aLun as FcpLun of the target mappings
+    HBA_STATUS readCapacity(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                            ScsiBuffers const& aBuffers);
 
 private:
     /// Calls that are under way share it, so a call that a fault delays survives a free.
@@ -93,6 +105,18 @@ private:
     /// @param aAction performs the call on the adapter and returns its status
     template <typename Action>
     HBA_STATUS withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action aAction);
+
+    /// Handles a call that sends a SCSI command to a target.
+    /// @param aRespond returns the response of the target to an adapter, or sense data
+    template <typename Respond>
+    HBA_STATUS sendToTarget(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort, ScsiBuffers const& aBuffers,
+                            Respond aRespond);
+
+    /// Same as above, for a command to a LUN. A LUN that the target does not have ends with a check condition.
+    /// @param aRespond returns the response of the LUN, or sense data
+    template <typename Respond>
+    HBA_STATUS sendToLun(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                         ScsiBuffers const& aBuffers, Respond aRespond);
 
     /// Handles a call that copies a record of the adapter.
     /// @param aFind    returns the record of an adapter; null when it does not exist

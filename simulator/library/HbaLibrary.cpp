@@ -103,7 +103,22 @@ HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aPort, void* aResponse, HB
                           void* aSense, HBA_UINT32 aSenseSize)
 {
     return statusOf(&qzsim::HbaSimulation::reportLuns, aHandle, aPort,
-                    qzsim::CallerMemory{aResponse, aResponseSize}, qzsim::CallerMemory{aSense, aSenseSize});
+                    qzsim::ScsiBuffers{{aResponse, aResponseSize}, {aSense, aSenseSize}});
+}
+
+HBA_STATUS sendScsiInquiry(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_UINT64 aLun, HBA_UINT8 aIsVitalProductData,
+                           HBA_UINT32 aPage, void* aResponse, HBA_UINT32 aResponseSize, void* aSense,
+                           HBA_UINT32 aSenseSize)
+{
+    return statusOf(&qzsim::HbaSimulation::inquiry, aHandle, aPort, aLun, aIsVitalProductData, aPage,
+                    qzsim::ScsiBuffers{{aResponse, aResponseSize}, {aSense, aSenseSize}});
+}
+
+HBA_STATUS sendReadCapacity(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_UINT64 aLun, void* aResponse,
+                            HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
+{
+    return statusOf(&qzsim::HbaSimulation::readCapacity, aHandle, aPort, aLun,
+                    qzsim::ScsiBuffers{{aResponse, aResponseSize}, {aSense, aSenseSize}});
 }
 
 // A loaded scenario does not change, so there is nothing to refresh.
@@ -134,6 +149,8 @@ HBA_STATUS fillTable(Table* aTable)
     aTable->RefreshInformationHandler = refreshInformation;
     aTable->GetFcpTargetMappingHandler = getFcpTargetMapping;
     aTable->ReportLUNsHandler = sendReportLuns;
+    aTable->ScsiInquiryHandler = sendScsiInquiry;
+    aTable->ReadCapacityHandler = sendReadCapacity;
     return HBA_STATUS_OK;
 }
 }  // namespace

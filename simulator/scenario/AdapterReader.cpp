@@ -1,5 +1,6 @@
 #include "simulator/scenario/AdapterReader.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -189,6 +190,78 @@ void readLuns(TomlValue const& aValue, RemotePort& aPort)
     std::iota(aPort.mLuns.begin(), aPort.mLuns.end(), std::uint16_t{0});
 }
 
+template <std::string LunData::*field, std::size_t longest, typename Record>
+void inquiryText(TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mLunData.*field = readText(aValue, longest);
+}
+
+template <typename Record>
+void readBlockSize(TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mLunData.mBlockSize = readNumber(aValue, 0, highestNumber);
+}
+
+template <typename Record>
+void readBlocks(TomlValue const& aValue, Record& aRecord)
+{
+    constexpr std::string_view expected = "a number from 1 to 0x7fffffffffffffff";
+    auto const blocks = aValue.as<TomlValue::Number>(expected);
+    if (blocks < 1)
+    {
+        aValue.refuse(expected);
+    }
+    aRecord.mLunData.mBlocks = static_cast<std::uint64_t>(blocks);
+}
+
+/// One table for a LUN.
+struct LunTable
+{
+    std::uint16_t mLun;
+    LunData mLunData;
+};
+
+void readLun(TomlValue const& aValue, LunTable& aTable)
+{
+    aTable.mLun = static_cast<std::uint16_t>(readNumber(aValue, 0, highestLun));
+}
+
+void readOsDevice(TomlValue const& aValue, LunTable& aTable)
+{
+    aTable.mLunData.mDevice = readText(aValue, sizeof HBA_SCSIID::OSDeviceName - 1);
+}
+
+constexpr Key<LunTable> lunKeys[] = {
+    {"lun", Presence::required, readLun},
+    {"inquiry_vendor", Presence::optional, inquiryText<&LunData::mVendor, vendorSize>},
+    {"inquiry_product", Presence::optional, inquiryText<&LunData::mProduct, productSize>},
+    {"inquiry_revision", Presence::optional, inquiryText<&LunData::mRevision, revisionSize>},
+    {"block_size", Presence::optional, readBlockSize},
+    {"blocks", Presence::optional, readBlocks},
+    {"os_device", Presence::optional, readOsDevice},
+};
+
+void readLunTables(TomlValue const& aValue, RemotePort& aPort)
+{
+    if (aPort.mRole != Role::target)
+    {
+        aValue.refuse("no key \"lun\" for a port that is not a target");
+    }
+    readTables(aValue, "[[adapter.port.remote.lun]]", lunKeys, LunTable{0, aPort.mLunData},
+               [&](TomlValue const& aTable, LunTable aLun)
+               {
+                   if (!aPort.mOwnLunData.emplace(aLun.mLun, std::move(aLun.mLunData)).second)
+                   {
+                       aTable.find("lun")->refuse("a LUN that no other table of this target has");
+                   }
+                   if (std::find(aPort.mLuns.begin(), aPort.mLuns.end(), aLun.mLun) == aPort.mLuns.end())
+                   {
+                       aPort.mLuns.push_back(aLun.mLun);
+                   }
+               });
+}
+
+// "lun" comes last: it adds to the list of LUNs, and its tables inherit the other keys.
 constexpr Key<RemotePort> remotePortKeys[] = {
     {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
     {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
@@ -199,6 +272,12 @@ constexpr Key<RemotePort> remotePortKeys[] = {
     {"role", Presence::optional, readRole},
     {"lun_addressing", Presence::optional, readLunAddressing},
     {"luns", Presence::optional, readLuns},
+    {"inquiry_vendor", Presence::optional, inquiryText<&LunData::mVendor, vendorSize>},
+    {"inquiry_product", Presence::optional, inquiryText<&LunData::mProduct, productSize>},
+    {"inquiry_revision", Presence::optional, inquiryText<&LunData::mRevision, revisionSize>},
+    {"block_size", Presence::optional, readBlockSize},
+    {"blocks", Presence::optional, readBlocks},
+    {"lun", Presence::optional, readLunTables},
 };
 
 HBA_PORTATTRIBUTES usualPort(HBA_WWN const& aNode, HBA_WWN const& aFabric)
@@ -218,7 +297,7 @@ HBA_PORTATTRIBUTES usualPort(HBA_WWN const& aNode, HBA_WWN const& aFabric)
 void readRemotePorts(TomlValue const& aValue, Port& aPort)
 {
     RemotePort const usual{
-        usualPort({}, aPort.mAttributes.FabricName), Role::target, LunAddressing::automatic, {}};
+        usualPort({}, aPort.mAttributes.FabricName), Role::target, LunAddressing::automatic, {}, {}, {}};
     std::set<std::uint64_t> names;
     readTables(
         aValue, "[[adapter.port.remote]]", remotePortKeys, usual,

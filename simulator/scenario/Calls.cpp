@@ -38,6 +38,8 @@ constexpr CallEntry calls[] = {
     {"HBA_GetPortStatistics", Call::getPortStatistics, Concern::adapter},
     {"HBA_GetFcpTargetMapping", Call::getFcpTargetMapping, Concern::adapter},
     {"HBA_SendReportLUNs", Call::sendReportLuns, Concern::target},
+    {"HBA_SendScsiInquiry", Call::sendScsiInquiry, Concern::target},
+    {"HBA_SendReadCapacity", Call::sendReadCapacity, Concern::target},
     {"VQM_GetLibVer", Call::getLibVer, Concern::diagnosticLibrary},
     {"VQM_InitDiagEnv", Call::initDiagEnv, Concern::diagnosticLibrary},
     {"VQM_FreeDiagEnv", Call::freeDiagEnv, Concern::diagnosticLibrary},

@@ -21,6 +21,8 @@ enum class Call
     getPortStatistics,
     getFcpTargetMapping,
     sendReportLuns,
+    sendScsiInquiry,
+    sendReadCapacity,
     getLibVer,
     initDiagEnv,
     freeDiagEnv,

@@ -9,7 +9,7 @@ namespace qzsim
 {
 namespace
 {
-std::string counted(std::size_t aCount, char const* aThing)
+std::string counted(std::uint64_t aCount, char const* aThing)
 {
     return fmt::format("{} {}{}", aCount, aThing, aCount == 1 ? "" : "s");
 }
@@ -107,6 +107,34 @@ std::string additionsOf(Fault const& aFault)
     return text;
 }
 
+std::string summaryOf(LunData const& aData)
+{
+    std::string const device = aData.mDevice ? fmt::format(", device \"{}\"", *aData.mDevice) : "";
+    return fmt::format("\"{}\", \"{}\", \"{}\", {} of {} bytes{}", aData.mVendor, aData.mProduct,
+                       aData.mRevision, counted(aData.mBlocks, "block"), aData.mBlockSize, device);
+}
+
+/// @return one line for each target and LUN whose data differ from the default
+std::string summaryOfLuns(Adapter const& aAdapter)
+{
+    std::string const usual = summaryOf(LunData());
+    std::string summary;
+    for (Port const& port : aAdapter.mPorts)
+    {
+        for (RemotePort const& target : port.mRemotePorts)
+        {
+            std::string const name = textOf(target.mAttributes.PortWWN);
+            std::string const data = summaryOf(target.mLunData);
+            summary += data == usual ? "" : fmt::format("LUNs of {}: {}\n", name, data);
+            for (auto const& [lun, ownData] : target.mOwnLunData)
+            {
+                summary += fmt::format("LUN {} of {}: {}\n", lun, name, summaryOf(ownData));
+            }
+        }
+    }
+    return summary;
+}
+
 /// @return one line for each port that has statistics
 std::string summaryOfStatistics(Adapter const& aAdapter)
 {
@@ -150,6 +178,12 @@ std::uint32_t numberOfBoards(Diagnostics const& aDiagnostics)
     return aDiagnostics.mNumberOfBoards.value_or(static_cast<std::uint32_t>(aDiagnostics.mBoards.size()));
 }
 
+LunData const& dataOf(std::uint16_t aLun, RemotePort const& aTarget)
+{
+    auto const found = aTarget.mOwnLunData.find(aLun);
+    return found == aTarget.mOwnLunData.end() ? aTarget.mLunData : found->second;
+}
+
 std::size_t numberOfMappings(Adapter const& aAdapter)
 {
     std::size_t number = 0;
@@ -189,7 +223,8 @@ std::string summaryOf(Scenario const& aScenario)
                     boards, counted(aScenario.mFaults.size(), "fault"));
     for (Adapter const& adapter : aScenario.mAdapters)
     {
-        summary += fmt::format("adapter: {}\n", summaryOf(adapter)) + summaryOfStatistics(adapter);
+        summary += fmt::format("adapter: {}\n", summaryOf(adapter)) + summaryOfStatistics(adapter) +
+                   summaryOfLuns(adapter);
     }
     summary += summaryOf(diagnostics);
     for (Fault const& fault : aScenario.mFaults)

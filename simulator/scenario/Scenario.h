@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ctime>
 #include <limits>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -38,6 +39,17 @@ enum class LunStyle
     integer  ///< the integer that Linux forms from these bytes, as in ScsiOSLun
 };
 
+/// What a LUN answers to INQUIRY and READ CAPACITY, and the name of its device.
+struct LunData
+{
+    std::string mVendor = "EXAMPLE";
+    std::string mProduct = "SIMULATED DISK";
+    std::string mRevision = "1.0";
+    std::uint32_t mBlockSize = 512;
+    std::uint64_t mBlocks = 0x200000;
+    std::optional<std::string> mDevice = std::nullopt;  ///< nothing: a generated name
+};
+
 /// A port that a port of the adapter has discovered.
 struct RemotePort
 {
@@ -45,6 +57,8 @@ struct RemotePort
     Role mRole;
     LunAddressing mLunAddressing;
     std::vector<std::uint16_t> mLuns;
+    LunData mLunData;                              ///< of all LUNs except those of mOwnLunData
+    std::map<std::uint16_t, LunData> mOwnLunData;  ///< of single LUNs
 };
 
 struct Port
@@ -115,6 +129,9 @@ std::uint32_t numberOfAdapters(Scenario const& aScenario);
 
 /// @return the number of boards that the diagnostic library reports
 std::uint32_t numberOfBoards(Diagnostics const& aDiagnostics);
+
+/// @return the data of a LUN of the target
+LunData const& dataOf(std::uint16_t aLun, RemotePort const& aTarget);
 
 /// @return the number of target mappings of an adapter: one per LUN of each target
 std::size_t numberOfMappings(Adapter const& aAdapter);

@@ -1,8 +1,8 @@
 // The only source that uses the TOML library, which is compiled into it.
 #define TOML_EXCEPTIONS 0
-// Maximum nesting of arrays and tables. A scenario written in one line has seven levels. The default limit of the
-// library is so high that parsing could overflow the stack.
-#define TOML_MAX_NESTED_VALUES 8
+// Maximum nesting of arrays, tables and the values in them. A scenario written in one line has eight levels of arrays and
+// tables. The default limit of the library is so high that parsing could overflow the stack.
+#define TOML_MAX_NESTED_VALUES 9
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>

@@ -96,6 +96,25 @@ TEST_F(HbaLibraryMappings, EntryNamesTheDevice)
     EXPECT_STREQ(block.entry(1).ScsiId.OSDeviceName, "/dev/disk/by-path/fc-0x5000000000000001-lun-300");
 }
 
+TEST_F(HbaLibraryMappings, EntryNamesTheDeviceOfItsLunTable)
+{
+    std::string const longest = "/dev/" + std::string(250, 'x');
+    ASSERT_EQ(load("[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                   "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nluns = [2]\n"
+                   "[[adapter.port.remote.lun]]\nlun = 2\nos_device = \"/dev/sdc\"\n"
+                   "[[adapter.port.remote.lun]]\nlun = 5\nos_device = \"\"\n"
+                   "[[adapter.port.remote.lun]]\nlun = 3\nos_device = \"" +
+                   longest + "\"\n[[adapter.port.remote.lun]]\nlun = 4\n"),
+              ok);
+    mHandle = open("a");
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_STREQ(block.entry(0).ScsiId.OSDeviceName, "/dev/sdc");
+    EXPECT_STREQ(block.entry(1).ScsiId.OSDeviceName, "");
+    EXPECT_EQ(block.entry(2).ScsiId.OSDeviceName, longest);
+    EXPECT_STREQ(block.entry(3).ScsiId.OSDeviceName, "/dev/disk/by-path/fc-0x5000000000000001-lun-4");
+}
+
 TEST_F(HbaLibraryMappings, EntryHasTheScsiEncodingOfTheLun)
 {
     Block block(4);

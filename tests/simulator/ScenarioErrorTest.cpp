@@ -17,6 +17,7 @@ constexpr char const* expectedCall =
     "expected one of the calls HBA_LoadLibrary, HBA_FreeLibrary, HBA_GetAdapterName, HBA_OpenAdapter, "
     "HBA_GetAdapterAttributes, HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, "
     "HBA_GetPortAttributesByWWN, HBA_GetPortStatistics, HBA_GetFcpTargetMapping, HBA_SendReportLUNs, "
+    "HBA_SendScsiInquiry, HBA_SendReadCapacity, "
     "VQM_GetLibVer, "
     "VQM_InitDiagEnv, "
     "VQM_FreeDiagEnv, VQM_GetDrvInfo, VQM_GetLinkInfo, RegisterForEvent, unRegisterForEvent, "
@@ -82,7 +83,7 @@ TEST(ScenarioError, RefusesALineWithTooManyDots)
 TEST(ScenarioError, RefusesValuesThatAreNestedTooDeeply)
 {
     EXPECT_EQ(errorOf("adapter = " + std::string(100000, '[')),
-              "bad.toml:1:19: Error while parsing value: exceeded maximum nested value depth of 8 "
+              "bad.toml:1:20: Error while parsing value: exceeded maximum nested value depth of 9 "
               "(TOML_MAX_NESTED_VALUES)");
 }
 

@@ -1,5 +1,6 @@
 // Reading the adapters and ports of a scenario.
 #include <ctime>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +17,7 @@
 
 using qzsim::Adapter;
 using qzsim::LunAddressing;
+using qzsim::LunData;
 using qzsim::Port;
 using qzsim::RemotePort;
 using qzsim::Role;
@@ -252,6 +254,49 @@ TEST(ScenarioRemotePort, NumberOfLunsCountsFromZero)
     EXPECT_EQ(remotePortWith("luns = 16384\n").mLuns.back(), 16383);
 }
 
+TEST(ScenarioRemotePort, LunDataHaveDefaults)
+{
+    LunData const lun = remotePortWith("").mLunData;
+    EXPECT_EQ(lun.mVendor, "EXAMPLE");
+    EXPECT_EQ(lun.mProduct, "SIMULATED DISK");
+    EXPECT_EQ(lun.mRevision, "1.0");
+    EXPECT_EQ(lun.mBlockSize, 512U);
+    EXPECT_EQ(lun.mBlocks, 2097152U);
+    EXPECT_EQ(lun.mDevice, std::nullopt);
+}
+
+TEST(ScenarioRemotePort, TableOfALunInheritsFromItsTarget)
+{
+    RemotePort const port = remotePortWith(
+        "inquiry_vendor = \"V\"\ninquiry_product = \"P\"\ninquiry_revision = \"R\"\nblock_size = 4294967295\n"
+        "blocks = 0x7fffffffffffffff\nluns = 2\n"
+        "[[adapter.port.remote.lun]]\nlun = 1\n"
+        "[[adapter.port.remote.lun]]\nlun = 16383\ninquiry_vendor = \"\"\ninquiry_product = \"Q\"\n"
+        "inquiry_revision = \"S\"\nblock_size = 0\nblocks = 1\nos_device = \"/dev/sdb\"\n");
+    LunData const& inherited = dataOf(1, port);
+    EXPECT_EQ(inherited.mVendor, "V");
+    EXPECT_EQ(inherited.mProduct, "P");
+    EXPECT_EQ(inherited.mRevision, "R");
+    EXPECT_EQ(inherited.mBlockSize, 4294967295U);
+    EXPECT_EQ(inherited.mBlocks, 0x7fffffffffffffffU);
+    LunData const& own = dataOf(16383, port);
+    EXPECT_EQ(own.mVendor, "");
+    EXPECT_EQ(own.mProduct, "Q");
+    EXPECT_EQ(own.mRevision, "S");
+    EXPECT_EQ(own.mBlockSize, 0U);
+    EXPECT_EQ(own.mBlocks, 1U);
+    EXPECT_EQ(own.mDevice, "/dev/sdb");
+    EXPECT_EQ(dataOf(0, port).mVendor, "V");
+}
+
+TEST(ScenarioRemotePort, TableOfALunAddsItToTheList)
+{
+    EXPECT_THAT(remotePortWith("luns = [5]\n[[adapter.port.remote.lun]]\nlun = 7\n"
+                               "[[adapter.port.remote.lun]]\nlun = 5\n")
+                    .mLuns,
+                ElementsAre(5, 7));
+}
+
 TEST(ScenarioRemotePort, AcceptsALongListOfLunsInOneLine)
 {
     std::string list = "0";
@@ -265,12 +310,12 @@ TEST(ScenarioRemotePort, AcceptsALongListOfLunsInOneLine)
 TEST(ScenarioRemotePort, AdapterWithRemotePortMayBeWrittenInOneLine)
 {
     ScratchFolder const folder;
-    std::string const path =
-        folder.write("scenario.toml",
-                     "adapter = [{name = \"a\", port = [{port_wwn = \"10:00:00:00:00:00:00:01\", "
-                     "remote = [{port_wwn = \"50:00:00:00:00:00:00:01\", luns = [4]}]}]}]\n");
+    std::string const path = folder.write(
+        "scenario.toml",
+        "adapter = [{name = \"a\", port = [{port_wwn = \"10:00:00:00:00:00:00:01\", "
+        "remote = [{port_wwn = \"50:00:00:00:00:00:00:01\", luns = [4], lun = [{lun = 6}]}]}]}]\n");
     Adapter const adapter = qzsim::readScenario(path).mAdapters.at(0);
-    EXPECT_THAT(adapter.mPorts.at(0).mRemotePorts.at(0).mLuns, ElementsAre(4));
+    EXPECT_THAT(adapter.mPorts.at(0).mRemotePorts.at(0).mLuns, ElementsAre(4, 6));
 }
 
 TEST(ScenarioRemotePort, AcceptsAStringOfDots)

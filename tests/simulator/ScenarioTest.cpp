@@ -224,6 +224,19 @@ TEST(Scenario, SummaryShowsCountsThatDifferFromWhatExists)
               "0 adapters, 0 faults\n");
 }
 
+TEST(Scenario, SummaryShowsLunDataThatDifferFromTheDefaults)
+{
+    EXPECT_EQ(
+        summaryOf(scenarioOf("[[adapter]]\nname = \"a\"\n" + std::string(onePort) + oneRemotePort +
+                             "luns = 2\nblocks = 1\n"
+                             "[[adapter.port.remote.lun]]\nlun = 1\nblocks = 2\nos_device = \"/dev/sdb\"\n")),
+        "1 adapter, 0 faults\n"
+        "adapter: \"a\" with 1 port, 1 remote port, 2 LUNs\n"
+        "LUNs of 50:00:00:00:00:00:00:01: \"EXAMPLE\", \"SIMULATED DISK\", \"1.0\", 1 block of 512 bytes\n"
+        "LUN 1 of 50:00:00:00:00:00:00:01: \"EXAMPLE\", \"SIMULATED DISK\", \"1.0\", 2 blocks of 512 bytes, "
+        "device \"/dev/sdb\"\n");
+}
+
 TEST(Scenario, FaultMustStrikeInEachCallAndAtLeastOnceIfEndless)
 {
     auto const strikesInFault = [](std::string const& aNth)
