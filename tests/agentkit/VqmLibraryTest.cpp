@@ -563,6 +563,75 @@ TEST(VqmLibrary, LibraryThatTheProgramFreedIsNotUsedAgain)
         });
 }
 
+/// Frees the library of the owners: because it lacks a function, or because the program frees it.
+std::vector<std::function<void(Owners&, qz::FakeVqm&)>> const losses = {
+    [](Owners& aOwners, qz::FakeVqm& aVqm) { aOwners.loseLibrary(aVqm); },
+    [](Owners& aOwners, qz::FakeVqm&) { aOwners.mLibrary->layer().LIBVQM_FreeLibrary(); },
+};
+
+TEST(VqmLibrary, OwnersOfALostLibraryLeaveTheOneThatTheProgramLoadsNextAlone)
+{
+    for (auto const& lose : losses)
+    {
+        inVqmProcess(
+            [&](LoggedVqm& aVqm)
+            {
+                QZCLibvqmAbs layer;
+                {
+                    Owners lost;
+                    lose(lost, aVqm.mVqm);
+                    layer.LIBVQM_LoadLibrary();
+                    EXPECT_FALSE(lost.mLibrary->isLoaded());
+                    EXPECT_FALSE(lost.mPlain->isActive());
+                    EXPECT_EQ(outcomeOf([&] { lost.mLibrary->layer(); }), libraryFreed);
+                }
+                EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << "the library is the program's";
+                layer.LIBVQM_Init();
+                layer.LIBVQM_FreeLibrary();
+                EXPECT_THAT(aVqm.calls(),
+                            ElementsAreArray(acquiring() + Calls{freeing, loading, initialising, freeing}));
+            });
+    }
+}
+
+TEST(VqmLibrary, NewObjectUsesWhatTheProgramLoadedAfterAMissingFunction)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            QZCLibvqmAbs layer;
+            {
+                Owners lost;
+                lost.loseLibrary(aVqm.mVqm);
+                layer.LIBVQM_LoadLibrary();
+                Owners const again;
+                EXPECT_FALSE(lost.mLibrary->isLoaded());
+                EXPECT_TRUE(again.mLibrary->isLoaded());
+            }
+            EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << "the library is the program's";
+            layer.LIBVQM_FreeLibrary();
+            EXPECT_THAT(aVqm.calls(),
+                        ElementsAreArray(acquiring() + Calls{freeing, loading, initialising,
+                                                             "VQM_GetLinkInfo(0)", quazorBegin, plainBegin,
+                                                             plainEnd, quazorEnd, closing, freeing}));
+        });
+}
+
+TEST(VqmLibrary, OwnersContinueWhenTheProgramLoadsTheLibraryOnceMore)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            {
+                Owners owners;
+                QZCLibvqmAbs().LIBVQM_LoadLibrary();
+                EXPECT_TRUE(owners.mLibrary->isLoaded());
+            }
+            EXPECT_THAT(aVqm.calls(), ElementsAreArray(acquiring() + Calls{loading, plainEnd, quazorEnd,
+                                                                           closing, freeing}));
+        });
+}
+
 TEST(VqmEnvironment, TellsWhatTheVendorLibraryAnswers)
 {
     inVqmProcess(
