@@ -120,7 +120,10 @@ public:
         {
             return std::nullopt;
         }
-        *mDestination = mWritten;
+        if (mDestination != nullptr)
+        {
+            *mDestination = mWritten;
+        }
         return mWritten;
     }
 
@@ -162,7 +165,8 @@ HBA_STATUS forwardScsiV2(char const* aName, std::tuple<Arguments...> aArguments)
     ScsiStatus scsiStatus(std::get<size - 3>(aArguments));
     std::get<size - 3>(aArguments) = scsiStatus.place();
     HBA_STATUS const status = forwardStatus<Function>(aName, aArguments);
-    keepScsi(scsiStatus.handOver(), std::get<size - 2>(aArguments), *std::get<size - 1>(aArguments));
+    HBA_UINT32 const* const senseSize = std::get<size - 1>(aArguments);
+    keepScsi(scsiStatus.handOver(), std::get<size - 2>(aArguments), senseSize == nullptr ? 0 : *senseSize);
     return status;
 }
 }  // namespace
