@@ -110,6 +110,10 @@ private:
 
     void copyIn(unsigned char const* aPayload, std::size_t aLength)
     {
+        if (aLength == 0)
+        {
+            return;  // the ring may have no bytes at all
+        }
         if (mNumberOfBytes == 0)
         {
             // Memory that was used just now is in the cache; the rest of the ring is not.
@@ -124,6 +128,10 @@ private:
 
     void copyOut(unsigned char* aPayload, std::size_t aLength)
     {
+        if (aLength == 0)
+        {
+            return;
+        }
         std::size_t const untilEnd = std::min(aLength, mMaxBytes - mFirstByte);
         std::copy_n(mBytes.get() + mFirstByte, untilEnd, aPayload);
         std::copy_n(mBytes.get(), aLength - untilEnd, aPayload + untilEnd);

@@ -39,8 +39,8 @@ struct Event
 class EventQueue
 {
 public:
-    /// @param aMaxEvents largest number of events in the queue, at least 1
-    /// @param aMaxBytes  largest total payload of these events in bytes, at least 1
+    /// @param aMaxEvents largest number of events in the queue; 0 drops every event
+    /// @param aMaxBytes  largest total payload of these events in bytes; 0 drops every event that has a payload
     /// @param aLimit     number of events after which the queue ignores further events and does not count them
     /// @throws std::system_error when no file descriptor is available; std::bad_alloc
     EventQueue(std::size_t aMaxEvents, std::size_t aMaxBytes,
