@@ -309,18 +309,17 @@ TEST_F(HbaApiCalls, RefusedSecondLoadLeavesTheFirstLoaded)
 
 TEST_F(HbaApiCalls, ReadTheAttributesIntoARecordThatIsFreed)
 {
+    mHbaapi.mAdapterAttributes.push_back(
+        {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes) { aAttributes.NumberOfPorts = 2; }});
+    mHbaapi.mAdapterAttributes.push_back({HBA_STATUS_ERROR});
+    HbaApi api;
+    Adapter adapter(api, "qz-0");
     long const before = liveBlocks();
-    {
-        HbaApi api;
-        Adapter adapter(api, "qz-0");
-        mHbaapi.mAdapterAttributes.push_back(
-            {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes) { aAttributes.NumberOfPorts = 2; }});
-        EXPECT_EQ(adapter.attributes()->NumberOfPorts, 2u);
-        mHbaapi.mAdapterAttributes.push_back({HBA_STATUS_ERROR});
-        EXPECT_EQ(outcomeOf([&] { adapter.attributes(); }),
-                  "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed");
-    }
-    EXPECT_LE(liveBlocks(), before + 10) << "the log and the fake hold some blocks";
+    EXPECT_EQ(adapter.attributes()->NumberOfPorts, 2u);
+    EXPECT_EQ(liveBlocks(), before);
+    EXPECT_EQ(outcomeOf([&] { adapter.attributes(); }),
+              "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed");
+    EXPECT_EQ(liveBlocks(), before);
 }
 
 TEST_F(HbaApiCalls, ReadOtherPortsWhenOneFails)
@@ -339,6 +338,81 @@ TEST_F(HbaApiCalls, ReadOtherPortsWhenOneFails)
     EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 0)"), 1);
     EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 1)"), 1);
     EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 2)"), 1);
+}
+
+template <typename Movable>
+void moveAway(Movable& aMovable)
+{
+    Movable const taken = std::move(aMovable);
+}
+
+/// The FC-IDs of the ports.
+std::vector<unsigned int> idsOf(qz::AdapterPorts const& aPorts)
+{
+    std::vector<unsigned int> ids;
+    for (HBA_PORTATTRIBUTES const& port : aPorts)
+    {
+        ids.push_back(port.PortFcId);
+    }
+    return ids;
+}
+
+class HbaApiPorts : public HbaApiCalls
+{
+protected:
+    HbaApiPorts()
+    {
+        mHbaapi.mAdapterAttributes.push_back(
+            {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes) { aAttributes.NumberOfPorts = 2; }});
+    }
+
+    void answerPort(HBA_UINT32 aId)
+    {
+        mHbaapi.mPortAttributes.push_back(
+            {HBA_STATUS_OK, [aId](HBA_PORTATTRIBUTES& aAttributes) { aAttributes.PortFcId = aId; }});
+    }
+
+    HbaApi mApi;
+    Adapter mAdapter{mApi, "qz-0"};
+};
+
+TEST_F(HbaApiPorts, AreAllPortsOfTheAttributes)
+{
+    answerPort(11);
+    answerPort(12);
+    qz::AdapterPorts const ports = mAdapter.ports();
+    EXPECT_EQ(ports.size(), 2u);
+    EXPECT_THAT(idsOf(ports), ElementsAre(11, 12));
+}
+
+TEST_F(HbaApiPorts, EndWithTheFirstPortThatFails)
+{
+    answerPort(11);
+    mHbaapi.mPortAttributes.push_back({HBA_STATUS_ERROR});
+    EXPECT_EQ(outcomeOf([&] { mAdapter.ports(); }), portFailed);
+}
+
+TEST_F(HbaApiPorts, EndWithTheFailureOfTheAttributes)
+{
+    mHbaapi.mAdapterAttributes = {{HBA_STATUS_ERROR}};
+    EXPECT_EQ(outcomeOf([&] { mAdapter.ports(); }),
+              "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed");
+}
+
+TEST_F(HbaApiPorts, AreFreedWithTheirOwner)
+{
+    answerPort(11);
+    answerPort(12);
+    long const before = liveBlocks();
+    {
+        qz::AdapterPorts ports = mAdapter.ports();
+        EXPECT_EQ(liveBlocks(), before + 1);
+        moveAway(ports);
+        EXPECT_EQ(ports.size(), 0u);
+        EXPECT_EQ(ports.begin(), ports.end());
+        EXPECT_EQ(liveBlocks(), before);
+    }
+    EXPECT_EQ(liveBlocks(), before);
 }
 
 /// Reads the mappings in one of the two ways.
@@ -392,6 +466,12 @@ TEST_P(HbaApiMappings, MoreMappingsAreReadIntoALargerBlock)
     EXPECT_EQ(timesOf("HBA_GetFcpTargetMapping(1, 300)"), 1);
 }
 
+TEST_P(HbaApiMappings, AreAsManyAsTheBlockHoldsWhenTheAnswerCountsMore)
+{
+    answerMappings(HBA_STATUS_OK, 4000);
+    EXPECT_THAT(busNumbersOf(read()), ElementsAreArray(numbersUpTo(256)));
+}
+
 TEST_P(HbaApiMappings, EndWithTheLayersExceptionWhenTheQueryFails)
 {
     mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_UNAVAILABLE});
@@ -404,6 +484,15 @@ TEST_P(HbaApiMappings, MovedMappingsKeepTheirEntries)
     TargetMappings mappings = read();
     TargetMappings const moved = std::move(mappings);
     EXPECT_THAT(busNumbersOf(moved), ElementsAre(0, 1));
+}
+
+TEST_P(HbaApiMappings, AreNoneAfterTheyWereMoved)
+{
+    answerMappings(HBA_STATUS_OK, 2);
+    TargetMappings mappings = read();
+    moveAway(mappings);
+    EXPECT_EQ(mappings.size(), 0u);
+    EXPECT_EQ(mappings.begin(), mappings.end());
 }
 
 class HbaApiDeadline : public HbaApiCalls
@@ -453,12 +542,6 @@ TEST_F(HbaApiDeadline, RequestForABlockThatIsNoLargerFails)
         EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), mappingFailed) << count;
     }
     EXPECT_THAT(mHbaapi.mTargetMappings, IsEmpty());
-}
-
-TEST_F(HbaApiDeadline, GivesAsManyMappingsAsTheBlockHolds)
-{
-    answerMappings(HBA_STATUS_OK, 4000);
-    EXPECT_EQ(mAdapter.targetMappings(steady_clock::now()).size(), 256u);
 }
 
 TEST_F(HbaApiDeadline, MissingMemoryIsReported)
@@ -549,8 +632,6 @@ TEST_F(HbaApiLuns, QueryIntoAReportReplacesItsListAndKeepsItsBlock)
     EXPECT_EQ(report.bytes().mSize, 4104u);
 }
 
-void moveAway(LunReport& aReport) { LunReport const taken = std::move(aReport); }
-
 TEST_F(HbaApiLuns, QueryIntoAReportThatHasNoBlockOrASmallOneAllocatesOne)
 {
     LunReport moved;
@@ -621,6 +702,15 @@ TEST(LunReport, AnswerEndsWithItsBlock)
     EXPECT_EQ(reportOf({0xff, 0xff, 0xff, 0xff, 0, 0, 0, 0}).answerSize(), 8u);
     EXPECT_EQ(reportOf(Bytes(7, 0xff)).answerSize(), 7u);
     EXPECT_EQ(reportOf({}).answerSize(), 0u);
+}
+
+TEST(LunReport, HasNoLunsAndNoBytesAfterItWasMoved)
+{
+    LunReport report = reportOf({0, 0, 0, 8, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0});
+    moveAway(report);
+    EXPECT_THAT(report.luns(), IsEmpty());
+    EXPECT_EQ(report.answerSize(), 0u);
+    EXPECT_EQ(report.bytes().mSize, 0u);
 }
 
 TEST(LunReport, ShowsItsBytesInPlace)
