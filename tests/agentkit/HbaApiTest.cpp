@@ -2,10 +2,12 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -16,6 +18,7 @@
 #include <hbaapi.h>
 
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/HbaWitness.h"
 #include "agentkit/include/Wwn.h"
 #include "agentkit/testing/FakeHbaapi.h"
 #include "tests/support/AllocationFailure.h"
@@ -220,6 +223,106 @@ TEST_F(HbaApiCalls, CloseTheAdapterAndFreeTheLibraryWhenAnExceptionPasses)
     EXPECT_EQ(outcomeOf(fail), portFailed);
     EXPECT_EQ(timesOf("HBA_CloseAdapter(1)"), 1);
     EXPECT_EQ(timesOf("HBA_FreeLibrary()"), 1);
+}
+
+/// Expects that the double's last call is this one.
+void expectLastCall(std::uint64_t aNumber, std::string const& aFunction, HBA_STATUS aStatus)
+{
+    EXPECT_EQ(qz::lastHbaCall().mNumber, aNumber);
+    EXPECT_EQ(qz::lastHbaCall().mFunction, aFunction);
+    EXPECT_EQ(qz::lastHbaCall().mStatus, aStatus) << aFunction;
+}
+
+TEST_F(HbaApiCalls, AreTheLastCallOfTheDouble)
+{
+    mHbaapi.mLoadStatus = HBA_STATUS_ERROR_BUSY;
+    outcomeOf([] { HbaApi(); });
+    expectLastCall(1, "HBA_LoadLibrary", HBA_STATUS_ERROR_BUSY);
+    mHbaapi.mLoadStatus = HBA_STATUS_OK;
+    mHbaapi.mFreeStatus = HBA_STATUS_ERROR_NOT_SUPPORTED;
+    {
+        HbaApi api;
+        mHbaapi.mNames = {{HBA_STATUS_ERROR_UNAVAILABLE, ""}};
+        outcomeOf([&] { api.adapterName(0); });
+        expectLastCall(3, "HBA_GetAdapterName", HBA_STATUS_ERROR_UNAVAILABLE);
+        mHbaapi.mOpenHandle = 0;
+        outcomeOf([&] { Adapter(api, "qz-0"); });
+        expectLastCall(4, "HBA_OpenAdapter", HBA_STATUS_ERROR);
+        mHbaapi.mOpenHandle = 1;
+        Adapter adapter(api, "qz-0");
+        expectLastCall(5, "HBA_OpenAdapter", HBA_STATUS_OK);
+        mHbaapi.mAdapterAttributes = {{HBA_STATUS_ERROR_ILLEGAL_INDEX}};
+        outcomeOf([&] { adapter.attributes(); });
+        expectLastCall(6, "HBA_GetAdapterAttributes", HBA_STATUS_ERROR_ILLEGAL_INDEX);
+        mHbaapi.mPortAttributes = {{HBA_STATUS_ERROR_STALE_DATA}};
+        outcomeOf([&] { adapter.port(0); });
+        expectLastCall(7, "HBA_GetAdapterPortAttributes", HBA_STATUS_ERROR_STALE_DATA);
+        mHbaapi.mTargetMappings = {{HBA_STATUS_ERROR_TRY_AGAIN}};
+        outcomeOf([&] { adapter.targetMappings(); });
+        expectLastCall(8, "HBA_GetFcpTargetMapping", HBA_STATUS_ERROR_TRY_AGAIN);
+        answerLuns(HBA_STATUS_ERROR_INVALID_LUN);
+        outcomeOf([&] { adapter.reportLuns(remotePort); });
+        expectLastCall(9, "HBA_SendReportLUNs", HBA_STATUS_ERROR_INVALID_LUN);
+        EXPECT_FALSE(qz::lastHbaCall().mScsiStatus.has_value());
+        adapter.refresh();
+        static_cast<void>(api.numberOfAdapters());
+        expectLastCall(9, "HBA_SendReportLUNs", HBA_STATUS_ERROR_INVALID_LUN);
+    }
+    expectLastCall(10, "HBA_FreeLibrary", HBA_STATUS_ERROR_NOT_SUPPORTED);
+}
+
+TEST_F(HbaApiCalls, ShowTheSenseDataOfTheDouble)
+{
+    HbaApi api;
+    Adapter adapter(api, "qz-0");
+    for (unsigned int attempt = 0; attempt < 5; ++attempt)
+    {
+        mHbaapi.mReportLuns.push_back({HBA_STATUS_SCSI_CHECK_CONDITION,
+                                       [](qz::FakeHbaapi::ReportLunsBlocks& aBlocks)
+                                       { aBlocks.mSense[2] = 0x05; }});
+    }
+    EXPECT_EQ(outcomeOf([&] { adapter.reportLuns(remotePort); }), lunsFailed);
+    EXPECT_EQ(qz::lastHbaCall().mScsiStatus, std::optional<HBA_UINT8>(0x02));
+    EXPECT_EQ(qz::lastHbaCall().mSenseSize, 256u);
+    EXPECT_EQ(qz::lastHbaCall().mSense[2], 0x05);
+}
+
+TEST_F(HbaApiCalls, RunWhileTheDoubleAnswersThem)
+{
+    std::vector<std::string> running;
+    mHbaapi.mOnCall = [&](char const*) { running.emplace_back(qz::runningHbaCall()); };
+    mHbaapi.mNames = {{HBA_STATUS_OK, "qz-0"}};
+    mHbaapi.mAdapterAttributes = {{HBA_STATUS_ERROR}};
+    mHbaapi.mPortAttributes = {{HBA_STATUS_OK}};
+    mHbaapi.mTargetMappings = {{HBA_STATUS_ERROR}};
+    mHbaapi.mReportLuns = {{HBA_STATUS_ERROR}};
+    {
+        HbaApi api;
+        static_cast<void>(api.numberOfAdapters());
+        Adapter adapter(api, api.adapterName(0));
+        adapter.refresh();
+        outcomeOf([&] { adapter.attributes(); });
+        adapter.port(0);
+        outcomeOf([&] { adapter.targetMappings(); });
+        outcomeOf([&] { adapter.reportLuns(remotePort); });
+        EXPECT_EQ(qz::runningHbaCall(), nullptr);
+    }
+    EXPECT_THAT(running, ElementsAre("HBA_LoadLibrary", "HBA_GetNumberOfAdapters", "HBA_GetAdapterName",
+                                     "HBA_OpenAdapter", "HBA_RefreshInformation", "HBA_GetAdapterAttributes",
+                                     "HBA_GetAdapterPortAttributes", "HBA_GetFcpTargetMapping",
+                                     "HBA_SendReportLUNs", "HBA_CloseAdapter", "HBA_FreeLibrary"));
+}
+
+TEST(FakeHbaapi, BeginsWithoutALastCall)
+{
+    {
+        qz::FakeHbaapi const hbaapi;
+        HBA_LoadLibrary();
+        EXPECT_EQ(qz::lastHbaCall().mNumber, 1u);
+    }
+    qz::FakeHbaapi const hbaapi;
+    EXPECT_EQ(qz::lastHbaCall().mNumber, 0u);
+    EXPECT_EQ(qz::lastHbaCall().mFunction, nullptr);
 }
 
 /// The steps of an agent, each with the call of the HBA API that it makes.
