@@ -27,7 +27,7 @@ install(FILES
 
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QZ_PKGCONFIG_TO_PREFIX)
-set(qz_pkgconfig_names qzsensoragentcommon qzsensoragentkit)
+set(qz_pkgconfig_names qzsensoragentcommon qzsensoragentkit qzsensoragenthbawitness)
 if(GTest_FOUND)
   list(APPEND qz_pkgconfig_names qzsensoragenttesting)
 endif()
