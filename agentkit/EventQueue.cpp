@@ -29,9 +29,9 @@ class __attribute__((visibility("hidden"))) EventQueue::Rings
 public:
     Rings(std::size_t aMaxEvents, std::size_t aMaxBytes, std::uint64_t aLimit)
         : mEntries(aMaxEvents),
-          mMaxBytes(aMaxBytes),
+          mMaxBytes(std::max<std::size_t>(aMaxBytes, 1)),  // positions in the ring are remainders
           // Not initialised: memory that is never needed is never touched.
-          mBytes(new unsigned char[aMaxBytes]),
+          mBytes(new unsigned char[mMaxBytes]),
           mLimit(aLimit),
           mDescriptor(makeDescriptor())
     {
@@ -110,10 +110,6 @@ private:
 
     void copyIn(unsigned char const* aPayload, std::size_t aLength)
     {
-        if (aLength == 0)
-        {
-            return;  // the ring may have no bytes at all
-        }
         if (mNumberOfBytes == 0)
         {
             // Memory that was used just now is in the cache; the rest of the ring is not.
@@ -128,10 +124,6 @@ private:
 
     void copyOut(unsigned char* aPayload, std::size_t aLength)
     {
-        if (aLength == 0)
-        {
-            return;
-        }
         std::size_t const untilEnd = std::min(aLength, mMaxBytes - mFirstByte);
         std::copy_n(mBytes.get() + mFirstByte, untilEnd, aPayload);
         std::copy_n(mBytes.get(), aLength - untilEnd, aPayload + untilEnd);

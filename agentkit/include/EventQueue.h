@@ -40,7 +40,7 @@ class EventQueue
 {
 public:
     /// @param aMaxEvents largest number of events in the queue; 0 drops every event
-    /// @param aMaxBytes  largest total payload of these events in bytes; 0 drops every event that has a payload
+    /// @param aMaxBytes  largest total payload of these events in bytes; 0 counts as 1
     /// @param aLimit     number of events after which the queue ignores further events and does not count them
     /// @throws std::system_error when no file descriptor is available; std::bad_alloc
     EventQueue(std::size_t aMaxEvents, std::size_t aMaxBytes,

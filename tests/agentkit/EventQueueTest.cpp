@@ -57,12 +57,13 @@ TEST(EventQueue, GivesEventsInTheirOrder)
     EXPECT_EQ(queue.received(), 3u);
 }
 
-TEST(EventQueue, WithoutRoomForBytesTakesEventsWithoutPayload)
+TEST(EventQueue, HasRoomForAtLeastOneByte)
 {
     EventQueue queue(10, 0);
     push(queue, "");
     push(queue, "x");
-    EXPECT_THAT(payloadsOf(queue), ElementsAre(""));
+    push(queue, "y");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("", "x"));
     EXPECT_EQ(queue.dropped(), 1u);
 }
 
