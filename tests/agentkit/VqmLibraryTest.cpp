@@ -827,6 +827,55 @@ TEST(VqmLibrary, OwnersContinueWhenTheProgramLoadsTheLibraryOnceMore)
         });
 }
 
+TEST(FakeVqm, FindsAMovedFunctionAtAnotherAddress)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            aVqm.mVqm.mMoved = "VQM_GetLinkInfo";
+            VqmLibrary library;
+            VqmEnvironment environment(library);
+            environment.names(0);
+            EXPECT_THAT(aVqm.calls(),
+                        ElementsAreArray(Calls{loading} + opening + Calls{"moved", "VQM_GetLinkInfo(0)"}));
+        });
+}
+
+TEST(FakeVqm, StoresTheIdentifierOfARegistrationIfThereIsOneAndAPlaceForIt)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            VqmLibrary library;
+            auto const port = VqmEnvironment(library).names(0).mSecond;
+            auto const registerWith = [&](unsigned int* aIdentifier)
+            {
+                library.layer().LIBVQM_QzapiRegEvent(0, port, qz::makeScopeEvent(3, 7), nullptr, aIdentifier,
+                                                     ignoreQuazorEvent);
+            };
+            unsigned int identifier = 5;
+            registerWith(nullptr);
+            registerWith(&identifier);
+            EXPECT_EQ(identifier, 42u);
+            aVqm.mVqm.mRegistrationId.reset();
+            identifier = 5;
+            registerWith(&identifier);
+            EXPECT_EQ(identifier, 5u);
+        });
+}
+
+TEST(FakeVqm, FindsNoFunctionWithoutAHandleOrOfAnotherName)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            int library = 0;
+            EXPECT_EQ(aVqm.mVqm.find(nullptr, "VQM_GetLinkInfo"), nullptr);
+            EXPECT_EQ(aVqm.mVqm.find(&library, "VQM_NoSuchFunction"), nullptr);
+            EXPECT_NE(aVqm.mVqm.find(&library, "VQM_GetLinkInfo"), nullptr);
+        });
+}
+
 TEST(VqmEnvironment, TellsWhatTheVendorLibraryAnswers)
 {
     inVqmProcess(
