@@ -22,7 +22,7 @@ VERBS = {verb: PAGES.get("qzagent-" + verb + ".1") for verb in programs.verbs()}
 
 
 def options_in(text):
-    return set(re.findall(r"--[a-z]+", text))
+    return set(re.findall(r"--[a-z]+(?:-[a-z]+)*", text))
 
 
 def options_with_description(page):

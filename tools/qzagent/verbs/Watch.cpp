@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -24,6 +23,8 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/vqm/EventIntake.h"
+#include "tools/qzagent/vqm/EventLayoutFile.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
@@ -44,6 +45,9 @@ constexpr std::size_t mostWaitingEvents = 65'536;
 constexpr std::size_t mostWaitingBytes = std::size_t{64} << 20U;
 /// Number of events that are processed before the clock and the signals are checked again.
 constexpr unsigned int eventsPerRound = 256;
+
+/// Longest wait in milliseconds. An event that is discarded wakes nobody, but it is reported.
+constexpr int longestWait = 1000;
 
 class Watch
 {
@@ -94,6 +98,7 @@ public:
 private:
     void watch()
     {
+        std::optional<EventLayout> const layout = givenLayout();
         qz::VqmLibrary library;
         ReportedEnvironment environment(library, mSetting.mReport);
         findBoards(*environment);
@@ -103,12 +108,32 @@ private:
                 "the driver does not support Quazor events; use --plain for plain events");
         }
         openSink();
+        makeIntake(layout);
         watchRegistered(library);
         // Nothing is registered any more; the events still in the queue are processed.
         while (!hasAll() && takeSome())
         {
         }
         mSink->finish();
+    }
+
+    std::optional<EventLayout> givenLayout() const
+    {
+        return mOptions.mEventLayout ? std::optional(readEventLayout(*mOptions.mEventLayout)) : std::nullopt;
+    }
+
+    void makeIntake(std::optional<EventLayout> const& aGivenLayout)
+    {
+        EventLayout const layout = aGivenLayout.value_or(EventLayout());
+        bool const isKnown = !aGivenLayout && isSimulator();
+        if (!aGivenLayout && !isKnown)
+        {
+            mSetting.mReport.addNote(fmt::format(
+                "the diagnostic library is not the simulator; assuming the simulator's event records: {}; "
+                "--event-layout describes others",
+                layout.description()));
+        }
+        mIntake.emplace(mQueue, layout, !isKnown);
     }
 
     void findBoards(qz::VqmEnvironment& aEnvironment)
@@ -149,7 +174,7 @@ private:
         { return static_cast<unsigned char>(aNumber.value_or(anyCategory)); };
         EventKind const kind{numberOr(mOptions.mCategory), numberOr(mOptions.mSubcategory),
                              mOptions.mIsPlain};
-        VqmRegistrations registrations(aLibrary, kind, mQueue, mSetting.mReport);
+        VqmRegistrations registrations(aLibrary, kind, *mIntake, mSetting.mReport);
         for (Board const& board : mBoards)
         {
             if (!board.mFailure)
@@ -178,6 +203,7 @@ private:
             {
                 mSink->flush();
             }
+            mIntake->reportDiscarded(mSetting.mReport);
             // A signal may have arrived while flush() waited for the reader.
             wait(hasMore || mustStop() ? 0 : millisecondsLeft());
         }
@@ -218,10 +244,10 @@ private:
     {
         if (!mEnd)
         {
-            return -1;
+            return longestWait;
         }
         auto const left = std::chrono::ceil<std::chrono::milliseconds>(*mEnd - Clock::now()).count();
-        return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
+        return static_cast<int>(std::clamp<decltype(left)>(left, 0, longestWait));
     }
 
     /// Waits for an event or a signal.
@@ -235,6 +261,8 @@ private:
 
     void reportCounts()
     {
+        mIntake->reportDiscarded(mSetting.mReport);
+        mIntake->reportTotal(mSetting.mReport);
         mSetting.mReport.addNote(fmt::format("received {} events, wrote {}, dropped {}", mQueue.received(),
                                              mSink->written(), dropped()));
         if (dropped() > 0)
@@ -254,6 +282,7 @@ private:
     // Created before the vendor library is loaded, so that its threads block the signals too.
     StopSignals mSignals;
     qz::EventQueue mQueue;
+    std::optional<EventIntake> mIntake;
     std::vector<Board> mBoards;
     std::unique_ptr<WatchSink> mSink;
     std::optional<Clock::time_point> mEnd;
