@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -62,7 +63,7 @@ TEST(MemoryCheck, FindsEachPageThatIsNotReadable)
 {
     constexpr std::size_t count = 150;
     qzagent::MemoryCheck const check;
-    for (std::size_t const forbidden : {0, 1, 63, 64, 65, 127, 128, 149})
+    for (std::size_t const forbidden : std::vector<std::size_t>{0, 1, 63, 64, 65, 127, 128, 149})
     {
         Pages const pages(count);
         EXPECT_TRUE(check.isReadable(pages.page(0) + 1, count * pageSize() - 1));
