@@ -93,8 +93,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(QzagentCommandLine, PrintsAJsonDocumentForAnErrorBeforeTheOptionJson)
 {
-    EXPECT_EQ(documentOf(runAgent({"adapters", "--bogus", "--json"})), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 2,
+    EXPECT_EQ(findingsOf(runAgent({"adapters", "--bogus", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 2,
         "messages": [{"severity": "error", "code": 2,
                       "text": "The following argument was not expected: --bogus; see qzagent --help"}]
         })"));
