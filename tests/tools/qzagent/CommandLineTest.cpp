@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(
             "ShortenedOption", {"adapters", "--trac"}, "The following argument was not expected: --trac"},
         UsageError{"TwoExitCodes", {"explain", "1", "2"}, "The following argument was not expected: 2"},
         UsageError{"FlagWithValue", {"adapters", "--trace=1"}, "trace was given a disallowed flag override"},
-        UsageError{"AdapterWithoutName", {"inventory", "--adapter"}, "--adapter: 1 required NAME missing"},
+        UsageError{"AdapterWithoutName", {"inventory", "--adapter"}, "--adapter: 1 required ADAPTER missing"},
         UsageError{"TwoAdapters",
                    {"inventory", "--adapter", "a", "--adapter", "b"},
                    "--adapter: At Most 1 required but received 2"},
