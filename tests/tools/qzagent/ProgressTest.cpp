@@ -38,7 +38,8 @@ TEST(QzagentProgress, NoProgressIsShownWithoutATerminal)
 {
     ProcessResult const result = runAgentOn(busyTimes(5), {"inventory"});
     EXPECT_EQ(result.mErrors,
-              "qzagent: example-fc-0: QZCHbaapiEx: HBA_GetFcpTargetMapping method failed (code 802)\n");
+              "qzagent: example-fc-0: QZCHbaapiEx: HBA_GetFcpTargetMapping method failed (code 802): "
+              "HBA_STATUS_ERROR_BUSY (10) in call 11, HBA_GetFcpTargetMapping\n");
     EXPECT_THAT(squeezed(result.mOutput),
                 AllOf(HasSubstr("\n├─failed QZCHbaapiEx: HBA_GetFcpTargetMapping method failed (code 802)\n"),
                       HasSubstr("\n  └─remote port 50:00:00:00:ab:00:00:01\n")));

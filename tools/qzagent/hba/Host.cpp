@@ -12,8 +12,8 @@
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tools/qzagent/cli/ExitCodes.h"
-#include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/HbaStep.h"
 
 namespace qzagent
 {
@@ -23,19 +23,21 @@ namespace
 QZCVector<QZCString> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
 {
     QZCVector<QZCString> names;
+    HbaStep const step;
     try
     {
         aHbaapi.HA_GetAdapterNames(aHbaapi.HA_GetNumberOfAdapters(), names);
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception));
+        aReport.addFailure(step.failureOf(exception));
     }
     return names;
 }
 
 void visitAll(Report& aReport, Visit const& aVisit)
 {
+    HbaStep const step;
     try
     {
         qz::HbaApi api;
@@ -47,7 +49,7 @@ void visitAll(Report& aReport, Visit const& aVisit)
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception));
+        aReport.addFailure(step.failureOf(exception));
     }
 }
 

@@ -19,8 +19,10 @@
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/MappedLun.h"
+#include "tools/qzagent/hba/ReportLuns.h"
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 
@@ -151,7 +153,15 @@ private:
     void readLuns(qz::Adapter& aOpened, RemotePort& aTarget)
     {
         setStep("LUNs of " + aTarget.mName.text());
-        aTarget.mLuns->mReported = lunsIn(aOpened.reportLuns(aTarget.mName));
+        Luns const luns = lunsIn(reportLuns(aOpened.handle(), aTarget.mName));
+        aTarget.mLuns->mReported = luns;
+        if (luns.size() > mostLunsOfLayer)
+        {
+            mReport.addNote(
+                fmt::format("{}: {}: the target reports {} LUNs, more than the library accepts ({}); the "
+                            "tool requested the list itself",
+                            mFound.mName, aTarget.mName.text(), luns.size(), mostLunsOfLayer));
+        }
     }
 
     /// Puts each target under the ports that discovered it, and the others under the adapter.
@@ -197,13 +207,14 @@ private:
     template <typename Action>
     void attempt(std::vector<Failure>& aFailures, Action aAction, qz::Wwn const* aRemotePort = nullptr)
     {
+        HbaStep const step;
         try
         {
             aAction();
         }
         catch (std::exception const& exception)
         {
-            aFailures.push_back(failureOf(exception));
+            aFailures.push_back(step.failureOf(exception));
             mReport.addFailure(aFailures.back(), mFound.mName,
                                aRemotePort == nullptr ? std::nullopt : std::optional(aRemotePort->text()));
         }
