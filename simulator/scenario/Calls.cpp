@@ -85,6 +85,8 @@ bool concernsAdapter(Call aCall)
     return concern == Concern::adapter || concern == Concern::target;
 }
 
+bool writesMemory(Call aCall) { return concernsAdapter(aCall) && aCall != Call::openAdapter; }
+
 bool concernsTarget(Call aCall) { return entryOf(aCall).mConcern == Concern::target; }
 
 bool concernsBoard(Call aCall) { return entryOf(aCall).mConcern == Concern::board; }
