@@ -56,8 +56,8 @@ TEST(QzagentAdapters, ListsAdaptersInATable)
 TEST(QzagentAdapters, ListsAdaptersInJson)
 {
     ProcessResult const result = runAgentOn(exampleAdapters, {"adapters", "--json"});
-    EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 0, "messages": [],
+    EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 0, "messages": [],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
                      {"index": 1, "name": "example-fc-1", "state": "ok", "handle": 2}]})"));
     EXPECT_EQ(result.mErrors, "");
@@ -84,8 +84,8 @@ TEST(QzagentAdapters, PrintsOneLineOnStandardErrorForAnAdapterThatCannotBeOpened
 TEST(QzagentAdapters, OmitsTheHandleOfAnAdapterThatCannotBeOpenedInJson)
 {
     ProcessResult const result = runAgentOn(secondAdapterFails(), {"--json", "adapters"});
-    EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 1,
+    EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "HBA_OpenAdapter method failed", "code": 802,
                       "exception": "QZCHbaapiEx", "adapter": "example-fc-1",
                       "cause": {"call": 5, "function": "HBA_OpenAdapter", "status": 1,
@@ -118,8 +118,8 @@ TEST(QzagentAdapters, PrintsANoteAndNoTableWithoutAdapters)
 
 TEST(QzagentAdapters, PrintsANoteAndAnEmptyListWithoutAdaptersInJson)
 {
-    EXPECT_EQ(documentOf(runAgentOn("", {"adapters", "--json"})), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 0,
+    EXPECT_EQ(findingsOf(runAgentOn("", {"adapters", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 0,
         "messages": [{"severity": "note", "text": "no adapters", "code": 0}],
         "adapters": []})"));
 }
@@ -138,8 +138,8 @@ TEST(QzagentAdapters, PrintsOneLineWhenTheCommonLibraryDoesNotLoad)
 
 TEST(QzagentAdapters, ReportsInJsonThatTheCommonLibraryDoesNotLoad)
 {
-    EXPECT_EQ(documentOf(runAgentOn(doesNotLoad, {"adapters", "--json"})), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 1,
+    EXPECT_EQ(findingsOf(runAgentOn(doesNotLoad, {"adapters", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "Can't load HBAAPI library!", "code": 19,
                       "exception": "QZCExitConditionEx",
                       "cause": {"call": 1, "function": "HBA_LoadLibrary", "status": 1,
