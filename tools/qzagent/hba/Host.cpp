@@ -16,6 +16,7 @@
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Suggestion.h"
+#include "tools/qzagent/hba/HbaLimits.h"
 #include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/WantedAdapters.h"
 
@@ -30,7 +31,9 @@ std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
     HbaStep const step;
     try
     {
-        aHbaapi.HA_GetAdapterNames(aHbaapi.HA_GetNumberOfAdapters(), names);
+        unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
+        expectAtMost(mostAdapters, count, "adapters");
+        aHbaapi.HA_GetAdapterNames(count, names);
     }
     catch (std::exception const& exception)
     {

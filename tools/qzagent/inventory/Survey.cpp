@@ -19,6 +19,7 @@
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/HbaLimits.h"
 #include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/MappedLun.h"
@@ -48,6 +49,7 @@ bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTA
 /// Stops at the first remote port that fails, because a port may report more remote ports than there are.
 void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, RemotePorts& aRemotePorts)
 {
+    expectAtMost(mostDiscoveredPorts, aCount, "discovered ports");
     aRemotePorts.emplace();
     for (HBA_UINT32 i = 0; i < aCount; ++i)
     {
@@ -116,6 +118,7 @@ private:
     void readPorts(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES const& aAdapter)
     {
         setStep("ports");
+        expectAtMost(mostPorts, aAdapter.NumberOfPorts, "ports");
         unsigned int count = 0;
         std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
             mApi.layer().HA_GetAdapterPorts(aHandle, &aAdapter, count));
@@ -132,7 +135,7 @@ private:
     void readTargets(qz::Adapter& aOpened)
     {
         setStep("target mappings");
-        qz::TargetMappings const mappings = aOpened.targetMappings();
+        qz::TargetMappings const mappings = targetMappingsOf(aOpened);
         LunStyle const style = lunStyleOf(mappings);
         if (style == LunStyle::unknown)
         {

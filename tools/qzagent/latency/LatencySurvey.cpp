@@ -42,7 +42,7 @@ MeasuredAdapter measure(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
     {
         aProgress.setStep(aName + ": target mappings");
         qz::Adapter opened(aApi, aName);
-        PortNames const names = targetPortsIn(opened.targetMappings());
+        PortNames const names = targetPortsIn(targetMappingsOf(opened));
         measured.mPorts.emplace();
         for (qz::Wwn const& name : names)
         {
