@@ -117,6 +117,7 @@ extern "C"
     HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void* aResponse, HBA_UINT32, void*, HBA_UINT32)
     {
         auto* const response = static_cast<HBA_UINT8*>(aResponse);
+        std::memset(response, 0, 8);
         response[3] = sizeof extendedLun;
         std::memcpy(response + 8, extendedLun, sizeof extendedLun);
         return HBA_STATUS_OK;

@@ -37,8 +37,7 @@ std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std:
 void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
                         std::optional<std::string> const& aRemotePort)
 {
-    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter, aRemotePort},
-        ExitCode::failed);
+    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure, aAdapter, aRemotePort}, ExitCode::failed);
 }
 
 void Report::addError(ExitCode aCode, std::string const& aText)
@@ -81,11 +80,15 @@ std::string Report::lineOf(Message const& aMessage)
     {
         return fmt::format("{}: {}", aMessage.mSeverity, aMessage.mText);
     }
-    if (!aMessage.mException)
+    if (!aMessage.mFailure)
     {
         return aMessage.mText;
     }
-    std::string line = textOf(Failure{*aMessage.mException, aMessage.mText, aMessage.mCode});
+    std::string line = textOf(*aMessage.mFailure);
+    if (aMessage.mFailure->mCause)
+    {
+        line += ": " + aMessage.mFailure->mCause->mText;
+    }
     for (auto const& subject : {aMessage.mRemotePort, aMessage.mAdapter})
     {
         line = (subject ? *subject + ": " : "") + line;
@@ -97,9 +100,9 @@ nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
 {
     nlohmann::ordered_json json{
         {"severity", aMessage.mSeverity}, {"text", aMessage.mText}, {"code", aMessage.mCode}};
-    if (aMessage.mException)
+    if (aMessage.mFailure)
     {
-        json["exception"] = *aMessage.mException;
+        json.update(qzagent::jsonOf(*aMessage.mFailure));
     }
     if (aMessage.mAdapter)
     {

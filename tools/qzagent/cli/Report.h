@@ -58,7 +58,7 @@ private:
         char const* mSeverity;
         std::string mText;
         unsigned int mCode;
-        std::optional<std::string> mException;
+        std::optional<Failure> mFailure;
         std::optional<std::string> mAdapter;
         std::optional<std::string> mRemotePort;
     };

@@ -14,9 +14,10 @@
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
 #include "tools/qzagent/cli/ExitCodes.h"
-#include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Suggestion.h"
+#include "tools/qzagent/hba/HbaLimits.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/WantedAdapters.h"
 
 namespace qzagent
@@ -27,13 +28,16 @@ namespace
 std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
 {
     QZCVector<QZCString> names;
+    HbaStep const step;
     try
     {
-        aHbaapi.HA_GetAdapterNames(aHbaapi.HA_GetNumberOfAdapters(), names);
+        unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
+        expectAtMost(mostAdapters, count, "adapters");
+        aHbaapi.HA_GetAdapterNames(count, names);
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception));
+        aReport.addFailure(step.failureOf(exception));
     }
     std::vector<std::string> result;
     for (QZCString const& name : names)
@@ -72,6 +76,7 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
 {
     std::vector<std::string> names;
     bool isVisited = false;
+    HbaStep const step;
     try
     {
         qz::HbaApi api;
@@ -85,7 +90,7 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception));
+        aReport.addFailure(step.failureOf(exception));
     }
     if (!isVisited)
     {

@@ -129,7 +129,11 @@ private:
     {
         for (Failure const& failure : aFailures)
         {
-            addRow("failed", {textOf(failure), "red"}, aParent);
+            Table::Row const row = addRow("failed", {textOf(failure), "red"}, aParent);
+            if (failure.mCause)
+            {
+                addRow("cause", failure.mCause->mText, row);
+            }
         }
     }
 

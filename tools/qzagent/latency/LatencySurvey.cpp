@@ -7,9 +7,9 @@
 
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/Wwn.h"
-#include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 
@@ -37,15 +37,17 @@ MeasuredAdapter measure(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
                         Report& aReport, Progress& aProgress)
 {
     MeasuredAdapter measured{aIndex, aName, {}, emptyEntry()};
+    HbaStep const step;
     try
     {
         aProgress.setStep(aName + ": target mappings");
         qz::Adapter opened(aApi, aName);
-        PortNames const names = targetPortsIn(opened.targetMappings());
+        PortNames const names = targetPortsIn(targetMappingsOf(opened));
         measured.mPorts.emplace();
         for (qz::Wwn const& name : names)
         {
             aProgress.setStep(aName + ": latency of " + name.text());
+            HbaStep const requests;
             try
             {
                 measured.mPorts->push_back({name, measurePort(opened, name, aCount)});
@@ -53,13 +55,13 @@ MeasuredAdapter measure(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
             }
             catch (std::exception const& exception)
             {
-                aReport.addFailure(failureOf(exception), aName, name.text());
+                aReport.addFailure(requests.failureOf(exception), aName, name.text());
             }
         }
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception), aName);
+        aReport.addFailure(step.failureOf(exception), aName);
     }
     return measured;
 }

@@ -10,9 +10,9 @@
 #include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
-#include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/Host.h"
 
 namespace qzagent
@@ -31,6 +31,7 @@ struct Adapter
 Adapter visit(qz::HbaApi& aApi, std::string const& aName, Report& aReport)
 {
     Adapter adapter{aName, {}};
+    HbaStep const step;
     try
     {
         qz::Adapter opened(aApi, aName);
@@ -39,7 +40,7 @@ Adapter visit(qz::HbaApi& aApi, std::string const& aName, Report& aReport)
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception), aName);
+        aReport.addFailure(step.failureOf(exception), aName);
     }
     return adapter;
 }

@@ -7,8 +7,10 @@
 #include <nlohmann/json.hpp>
 
 #include "agentkit/include/VqmLibrary.h"
+#include "backend/common/include/Exception.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
@@ -39,7 +41,7 @@ void query(Findings& aFindings, Report& aReport)
 {
     qz::VqmLibrary library;
     ReportedEnvironment environment = initialise(library, aReport, aFindings.mVersions);
-    if (environment->numberOfBoards() == 0)
+    if (numberOfBoards(*environment) == 0)
     {
         aReport.addNote("no boards");
         return;
@@ -129,9 +131,13 @@ Answer vendor(Setting const& aSetting)
     {
         query(findings, aSetting.mReport);
     }
-    catch (std::exception const& exception)
+    catch (QZCException const& exception)
     {
         aSetting.mReport.addFailure(failureOf(exception));
+    }
+    catch (std::exception const& exception)
+    {
+        aSetting.mReport.addError(ExitCode::failed, exception.what());
     }
     return {jsonOf(findings), tableOf(findings, aSetting.mIsColoured)};
 }

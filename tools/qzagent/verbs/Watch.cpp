@@ -114,7 +114,7 @@ private:
 
     void findBoards(qz::VqmEnvironment& aEnvironment)
     {
-        unsigned int const count = aEnvironment.numberOfBoards();
+        unsigned int const count = numberOfBoards(aEnvironment);
         if (count == 0)
         {
             throw std::runtime_error("no boards to watch");

@@ -1,5 +1,6 @@
 #include "tools/qzagent/vqm/VqmBoards.h"
 
+#include <stdexcept>
 #include <vector>
 
 #include <fmt/format.h>
@@ -11,6 +12,17 @@
 
 namespace qzagent
 {
+unsigned int numberOfBoards(qz::VqmEnvironment& aEnvironment)
+{
+    constexpr unsigned int most = 4096;
+    unsigned int const count = aEnvironment.numberOfBoards();
+    if (count > most)
+    {
+        throw std::runtime_error(fmt::format("implausible number of boards: {} (at most {})", count, most));
+    }
+    return count;
+}
+
 Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aReport)
 {
     try
@@ -28,7 +40,7 @@ Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aR
 
 std::vector<Board> boardsOf(qz::VqmEnvironment& aEnvironment, Report& aReport)
 {
-    unsigned int const count = aEnvironment.numberOfBoards();
+    unsigned int const count = numberOfBoards(aEnvironment);
     std::vector<Board> boards;
     for (unsigned int number = 0; number < count; ++number)
     {
