@@ -174,6 +174,24 @@ TEST(QzagentOutput, TableIsNotColouredWithNoColor)
     EXPECT_THAT(output, Not(HasSubstr(escape)));
 }
 
+TEST(QzagentOutput, TableIsNotColouredOnADumbTerminal)
+{
+    std::string const output =
+        runAgentOnTerminal({"adapters"}, with(with(hostileHbaapi(), "NO_COLOR", ""), "TERM", "dumb")).mOutput;
+    EXPECT_THAT(output, HasSubstr(" 0xabc  ok"));
+    EXPECT_THAT(output, Not(HasSubstr(escape)));
+}
+
+TEST(QzagentOutput, StatesOfPortsAreColouredOnATerminal)
+{
+    std::string const scenario =
+        shippedScenario("two-adapters") + "\n" +
+        "[[adapter.port]]\nport_wwn = \"10:00:00:00:c9:00:00:12\"\nstate = \"DIAGNOSTICS\"\n";
+    std::string const output = runAgentOnTerminalOf(scenario, {"inventory"}).mOutput;
+    EXPECT_THAT(output, AllOf(HasSubstr(std::string(green) + "ONLINE"), HasSubstr("\x1b[31mLINKDOWN"),
+                              HasSubstr("\x1b[33mDIAGNOSTICS")));
+}
+
 TEST(QzagentOutput, TableIsNotColouredWhenOnlyStandardErrorIsATerminal)
 {
     std::string const output =
