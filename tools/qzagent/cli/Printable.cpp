@@ -64,10 +64,10 @@ std::size_t appendFirst(std::string& aResult, std::string_view aText)
     std::mbstate_t state{};
     wchar_t character = 0;
     std::size_t const length = std::mbrtowc(&character, aText.data(), aText.size(), &state);
-    auto const number = static_cast<std::uint32_t>(character);
+    auto const number = static_cast<std::wint_t>(character);
     // For truncated and invalid characters mbrtowc() returns values that are larger than any length.
     bool const isValid = length <= aText.size() && number != 0;
-    bool const isPrintable = isValid && std::iswprint(static_cast<std::wint_t>(character)) != 0;
+    bool const isPrintable = isValid && std::iswprint(number) != 0;
     if (isPrintable && !isInvisible(number) && !startsEscape(aText))
     {
         aResult.append(aText, 0, length);
