@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cuchar>
 #include <cwchar>
 #include <cwctype>
 #include <iterator>
@@ -62,12 +63,11 @@ bool startsEscape(std::string_view aText)
 std::size_t appendFirst(std::string& aResult, std::string_view aText)
 {
     std::mbstate_t state{};
-    wchar_t character = 0;
-    std::size_t const length = std::mbrtowc(&character, aText.data(), aText.size(), &state);
-    auto const number = static_cast<std::wint_t>(character);
-    // For truncated and invalid characters mbrtowc() returns values that are larger than any length.
+    char32_t number = 0;
+    std::size_t const length = std::mbrtoc32(&number, aText.data(), aText.size(), &state);
+    // For truncated and invalid characters mbrtoc32() returns values that are larger than any length.
     bool const isValid = length <= aText.size() && number != 0;
-    bool const isPrintable = isValid && std::iswprint(number) != 0;
+    bool const isPrintable = isValid && std::iswprint(static_cast<std::wint_t>(number)) != 0;
     if (isPrintable && !isInvisible(number) && !startsEscape(aText))
     {
         aResult.append(aText, 0, length);
@@ -75,7 +75,7 @@ std::size_t appendFirst(std::string& aResult, std::string_view aText)
     }
     if (isValid && number >= endOfAscii)
     {
-        aResult += fmt::format("\\u{{{:x}}}", number);
+        aResult += fmt::format("\\u{{{:x}}}", static_cast<std::uint32_t>(number));
         return length;
     }
     aResult += fmt::format("\\x{:02x}", static_cast<unsigned char>(aText.front()));
