@@ -6,8 +6,6 @@
 #include <optional>
 #include <string>
 
-#include <fmt/format.h>
-
 #include "backend/common/include/Logger.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
@@ -67,7 +65,7 @@ std::optional<Answer> answer(CommandLine& aCommandLine, int aCount, char const* 
     }
     catch (Misuse const& misuse)
     {
-        aReport.addError(ExitCode::misused, fmt::format("{}; see {} --help", misuse.what(), toolName));
+        aReport.addError(ExitCode::misused, misuse.what());
     }
     return Answer();
 }
@@ -77,10 +75,17 @@ void show(Output& aOutput, int aCount, char const* const* aArguments, Report& aR
     CommandLine commandLine;
     addVerbs(commandLine);
     std::optional<Answer> const found = answer(commandLine, aCount, aArguments, aReport, aOutput);
-    if (found)
+    if (!found)
     {
-        aOutput.write(asksForJson(aCount, aArguments) ? aReport.document(commandLine.command(), found->mKeys)
-                                                      : found->mText);
+        return;
+    }
+    if (asksForJson(aCount, aArguments))
+    {
+        aOutput.writeWhole(aReport.document(commandLine.command(), found->mKeys));
+    }
+    else
+    {
+        aOutput.write(found->mText);
     }
 }
 }  // namespace

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <exception>
+#include <numeric>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -14,13 +16,15 @@
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/cli/Suggestion.h"
+#include "tools/qzagent/hba/WantedAdapters.h"
 
 namespace qzagent
 {
 namespace
 {
 /// @return the names of the adapters, up to the first name that cannot be read
-QZCVector<QZCString> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
+std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
 {
     QZCVector<QZCString> names;
     try
@@ -31,32 +35,31 @@ QZCVector<QZCString> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
     {
         aReport.addFailure(failureOf(exception));
     }
-    return names;
+    std::vector<std::string> result;
+    for (QZCString const& name : names)
+    {
+        result.emplace_back(name.get());
+    }
+    return result;
 }
 
-void visitAll(Report& aReport, Visit const& aVisit)
+std::vector<std::size_t> allIndexes(std::size_t aCount)
 {
-    try
-    {
-        qz::HbaApi api;
-        std::size_t index = 0;
-        for (QZCString const& name : namesOf(api.layer(), aReport))
-        {
-            aVisit(api, index++, name.get());
-        }
-    }
-    catch (std::exception const& exception)
-    {
-        aReport.addFailure(failureOf(exception));
-    }
+    std::vector<std::size_t> indexes(aCount);
+    std::iota(indexes.begin(), indexes.end(), std::size_t{0});
+    return indexes;
 }
 
-void reportNone(Report& aReport, std::optional<std::string> const& aWanted)
+void reportNone(Report& aReport, std::optional<std::string> const& aWanted,
+                std::vector<std::string> const& aNames)
 {
     if (aWanted)
     {
-        aReport.addError(ExitCode::failed,
-                         fmt::format("no adapter '{}'; run qzagent adapters to list them", *aWanted));
+        std::string const suggestion = suggestionFor(*aWanted, aNames);
+        aReport.addError(
+            ExitCode::failed,
+            fmt::format("no adapter '{}'{}", *aWanted,
+                        suggestion.empty() ? "; run qzagent adapters to list them" : suggestion));
     }
     else if (aReport.exitCode() == ExitCode::success)
     {
@@ -67,19 +70,26 @@ void reportNone(Report& aReport, std::optional<std::string> const& aWanted)
 
 void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit)
 {
+    std::vector<std::string> names;
     bool isVisited = false;
-    visitAll(aReport,
-             [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
-             {
-                 if (aWanted.value_or(aName) == aName)
-                 {
-                     isVisited = true;
-                     aVisit(aApi, aIndex, aName);
-                 }
-             });
+    try
+    {
+        qz::HbaApi api;
+        names = namesOf(api.layer(), aReport);
+        for (std::size_t const index :
+             aWanted ? wantedAdapters(api, names, *aWanted, aReport) : allIndexes(names.size()))
+        {
+            isVisited = true;
+            aVisit(api, index, names[index]);
+        }
+    }
+    catch (std::exception const& exception)
+    {
+        aReport.addFailure(failureOf(exception));
+    }
     if (!isVisited)
     {
-        reportNone(aReport, aWanted);
+        reportNone(aReport, aWanted, names);
     }
 }
 }  // namespace qzagent

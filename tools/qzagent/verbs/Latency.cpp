@@ -161,7 +161,9 @@ void addLatency(CommandLine& aCommandLine)
         "  qzagent latency --count 1000\n"
         "                             a histogram of the latencies of each target port\n",
         [options](Setting const& aSetting) { return latency(aSetting, *options); });
-    arguments.addText("--adapter", "NAME", options->mAdapter, "Measure only through this adapter");
+    arguments.addText(
+        "--adapter", "ADAPTER", options->mAdapter,
+        "Measure only through this adapter: its name or index, or the WWN of its node or of a port");
     arguments.addNumber("--count", "N", {1, largestCount}, options->mCount,
                         "Number of requests to each target port, 1 to 1000000; 10 by default");
     arguments.addText("--output", "FILE", options->mOutput,

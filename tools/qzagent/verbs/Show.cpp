@@ -99,7 +99,8 @@ void showAll(Setting const& aSetting, Capture& aCapture)
     RecordPrinter printer(aSetting);
     try
     {
-        while (std::optional<qz::ScopeDataView> const record = aCapture.next())
+        while (std::optional<qz::ScopeDataView> const record =
+                   aSetting.mOutput.isAbandoned() ? std::nullopt : aCapture.next())
         {
             printer.add(aCapture.position(), *record);
         }
