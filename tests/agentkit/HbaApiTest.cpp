@@ -579,10 +579,12 @@ TEST_F(HbaApiLuns, QueryIntoAReportReplacesItsListAndKeepsItsBlock)
     EXPECT_EQ(report.bytes().mSize, 4104u);
 }
 
+void moveAway(LunReport& aReport) { LunReport const taken = std::move(aReport); }
+
 TEST_F(HbaApiLuns, QueryIntoAReportThatHasNoBlockOrASmallOneAllocatesOne)
 {
     LunReport moved;
-    LunReport const taken = std::move(moved);
+    moveAway(moved);
     LunReport small(std::unique_ptr<void, qz::BlockRelease>(std::calloc(1, 4103)), 4103);
     for (LunReport* const report : {&moved, &small})
     {

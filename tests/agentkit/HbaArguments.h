@@ -22,6 +22,10 @@ Value hbaArgument(std::size_t aIndex)
     {
         return reinterpret_cast<Value>(&areas[aIndex]);
     }
+    else if constexpr (std::is_enum_v<Value>)
+    {
+        return static_cast<Value>(1);  // not every number is a value of an enumeration
+    }
     else
     {
         Value value;
