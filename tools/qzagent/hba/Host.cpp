@@ -13,6 +13,7 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Suggestion.h"
@@ -79,7 +80,9 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
     HbaStep const step;
     try
     {
+        setCurrentStep("loading of the HBA libraries");
         qz::HbaApi api;
+        setCurrentStep("adapters");
         names = namesOf(api.layer(), aReport);
         for (std::size_t const index :
              aWanted ? wantedAdapters(api, names, *aWanted, aReport) : allIndexes(names.size()))

@@ -87,10 +87,11 @@ Answer adapters(Report& aReport, bool aColoured)
 
 void addAdapters(CommandLine& aCommandLine)
 {
-    aCommandLine.addVerb("adapters", "Open, refresh and close each adapter, and list them",
-                         "  qzagent adapters           a table\n"
-                         "  qzagent adapters --json    a JSON document\n",
-                         [](Setting const& aSetting)
-                         { return adapters(aSetting.mReport, aSetting.mIsColoured); });
+    ArgumentList arguments = aCommandLine.addVerb(
+        "adapters", "Open, refresh and close each adapter, and list them",
+        "  qzagent adapters           a table\n"
+        "  qzagent adapters --json    a JSON document\n",
+        [](Setting const& aSetting) { return adapters(aSetting.mReport, aSetting.mIsColoured); });
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

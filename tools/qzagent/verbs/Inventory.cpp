@@ -60,5 +60,6 @@ void addInventory(CommandLine& aCommandLine)
                              [wanted](Setting const& aSetting) { return inventory(aSetting, *wanted); });
     arguments.addText("--adapter", "ADAPTER", *wanted,
                       "Show only this adapter: its name or index, or the WWN of its node or of a port");
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -168,5 +168,6 @@ void addLatency(CommandLine& aCommandLine)
                         "Number of requests to each target port, 1 to 1000000; 10 by default");
     arguments.addText("--output", "FILE", options->mOutput,
                       "Write the encoded latency data to this file, which must not exist");
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent
