@@ -263,7 +263,8 @@ TEST(QzagentOutput, LeavingReaderDoesNotHideOtherFailures)
     ProcessResult const result =
         runAgentInOn(scriptWithReader("head -n 1"),
                      manyAdapters() + fault("HBA_OpenAdapter", "7", "HBA_STATUS_ERROR"), {"adapters"});
-    EXPECT_THAT(result.mErrors, HasSubstr("HBA_OpenAdapter method failed (code 802)\nstatus 1\n"));
+    EXPECT_THAT(result.mErrors,
+                AllOf(HasSubstr("HBA_OpenAdapter method failed (code 802)"), EndsWith("\nstatus 1\n")));
 }
 
 TEST(QzagentOutput, OutputIsWrittenWhenStandardErrorIsClosed)
