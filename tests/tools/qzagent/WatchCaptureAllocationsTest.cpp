@@ -67,7 +67,8 @@ TEST(WatchCaptureAllocations, NothingOfARecordWhoseEncodingFailsIsWritten)
         std::string const failed = folder.path() / ("failed" + std::to_string(failing) + ".capture");
         WatchCapture capture(failed);
         hasFailed = takeTwice(capture, event, board, failing);
-        EXPECT_TRUE(contentOfFile(failed) == (hasFailed ? record : record + record)) << "allocation " << failing;
+        EXPECT_TRUE(contentOfFile(failed) == (hasFailed ? record : record + record))
+            << "allocation " << failing;
     }
     EXPECT_GT(failing, 4u) << "event, payload and stream allocate";
 }
