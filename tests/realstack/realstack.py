@@ -30,6 +30,11 @@ class Machine:
     def __init__(self, folder):
         self._folder = folder
 
+    def append_configuration(self, line):
+        """Adds a line to /etc/hba.conf."""
+        with open(pathlib.Path(self._folder) / "hba.conf", "a", encoding="ascii") as file:
+            file.write(line + "\n")
+
     def run(self, *command):
         """The sanitizers accept a preloaded library, and do not report what libhbalinux leaks."""
         options = os.environ.get("ASAN_OPTIONS", "")

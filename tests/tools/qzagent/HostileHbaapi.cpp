@@ -111,7 +111,7 @@ extern "C"
         aAttributes->PortSpeed = 8;
         aAttributes->PortSupportedSpeed = 0x80000009;
         fillUp(aAttributes->OSDeviceName, 'd');
-        aAttributes->NumberofDiscoveredPorts = 0xffffffff;
+        aAttributes->NumberofDiscoveredPorts = 0xffff;
         return HBA_STATUS_OK;
     }
 

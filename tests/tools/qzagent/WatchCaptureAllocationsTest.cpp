@@ -26,7 +26,7 @@ QZCPointer<QZCWorldWideName> nameOf(unsigned char aLastByte)
     return {new QZCWorldWideName(bytes), QZPST_Individual, QZPAT_New};
 }
 
-std::string contentOf(std::string const& aPath)
+std::string contentOfFile(std::string const& aPath)
 {
     std::ifstream file(aPath, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -58,7 +58,7 @@ TEST(WatchCaptureAllocations, NothingOfARecordWhoseEncodingFailsIsWritten)
     Event const event{{{}, 0, 3, 7}, std::vector<unsigned char>(1000, 0xaa)};
     std::string const path = folder.path() / "whole.capture";
     WatchCapture(path).take(event, &board);
-    std::string const record = contentOf(path);
+    std::string const record = contentOfFile(path);
     bool hasFailed = true;
     unsigned int failing = 0;
     while (hasFailed)
@@ -67,7 +67,8 @@ TEST(WatchCaptureAllocations, NothingOfARecordWhoseEncodingFailsIsWritten)
         std::string const failed = folder.path() / ("failed" + std::to_string(failing) + ".capture");
         WatchCapture capture(failed);
         hasFailed = takeTwice(capture, event, board, failing);
-        EXPECT_TRUE(contentOf(failed) == (hasFailed ? record : record + record)) << "allocation " << failing;
+        EXPECT_TRUE(contentOfFile(failed) == (hasFailed ? record : record + record))
+            << "allocation " << failing;
     }
     EXPECT_GT(failing, 4u) << "event, payload and stream allocate";
 }

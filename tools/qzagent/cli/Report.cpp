@@ -4,6 +4,7 @@
 #include <array>
 #include <climits>
 #include <ctime>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -52,12 +53,13 @@ void Report::addNote(std::string const& aText)
 
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
 {
+    std::lock_guard const lock(mMutex);
     nlohmann::ordered_json document{{"format_version", formatVersion},
                                     {"tool_version", QZAGENT_VERSION},
                                     {"host", printable(hostName())},
                                     {"generated_at", now()},
                                     {"command", aCommand},
-                                    {"exit_status", static_cast<int>(mExitCode)},
+                                    {"exit_status", static_cast<int>(mExitCode.load())},
                                     {"messages", nlohmann::ordered_json::array()}};
     for (Message const& message : mMessages)
     {
@@ -70,8 +72,9 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
 void Report::add(Message const& aMessage, ExitCode aCode)
 {
     mErrors.writeLine("qzagent: " + lineOf(aMessage));
+    std::lock_guard const lock(mMutex);
     mMessages.push_back(aMessage);
-    mExitCode = std::max(mExitCode, aCode);
+    mExitCode = std::max(mExitCode.load(), aCode);
 }
 
 std::string Report::lineOf(Message const& aMessage)

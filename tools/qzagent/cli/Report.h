@@ -2,6 +2,8 @@
 /// The messages of a run, and the exit code that they cause.
 #pragma once
 
+#include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +24,7 @@ struct Answer
 };
 
 /// Collects the messages of a run. Each message is also written to standard error as one line when it is added.
+/// Thread-safe.
 class Report
 {
 public:
@@ -68,7 +71,8 @@ private:
     static nlohmann::ordered_json jsonOf(Message const& aMessage);
 
     ErrorStream& mErrors;
+    mutable std::mutex mMutex;  ///< of the messages
     std::vector<Message> mMessages;
-    ExitCode mExitCode = ExitCode::success;
+    std::atomic<ExitCode> mExitCode = ExitCode::success;
 };
 }  // namespace qzagent

@@ -13,9 +13,11 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Suggestion.h"
+#include "tools/qzagent/hba/HbaConfiguration.h"
 #include "tools/qzagent/hba/HbaLimits.h"
 #include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/WantedAdapters.h"
@@ -76,10 +78,15 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
 {
     std::vector<std::string> names;
     bool isVisited = false;
+    bool isLoaded = false;
     HbaStep const step;
     try
     {
+        setCurrentStep("loading of the HBA libraries");
         qz::HbaApi api;
+        isLoaded = true;
+        reportMissingLibraries(aReport);
+        setCurrentStep("adapters");
         names = namesOf(api.layer(), aReport);
         for (std::size_t const index :
              aWanted ? wantedAdapters(api, names, *aWanted, aReport) : allIndexes(names.size()))
@@ -91,6 +98,10 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
     catch (std::exception const& exception)
     {
         aReport.addFailure(step.failureOf(exception));
+    }
+    if (!isLoaded)
+    {
+        reportFailedLoad(aReport);
     }
     if (!isVisited)
     {

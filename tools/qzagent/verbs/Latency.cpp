@@ -139,6 +139,7 @@ Answer latency(Setting const& aSetting, Options const& aOptions)
     {
         return {keysOf({{}, emptyEntry()}), ""};
     }
+    aSetting.mPartial.provide([] { return Answer{keysOf({{}, emptyEntry()}), ""}; });
     Measured const measured = measureAll(aSetting, aOptions);
     if (measured.mLatencies->getIoCount() == 0)
     {
@@ -168,5 +169,6 @@ void addLatency(CommandLine& aCommandLine)
                         "Number of requests to each target port, 1 to 1000000; 10 by default");
     arguments.addText("--output", "FILE", options->mOutput,
                       "Write the encoded latency data to this file, which must not exist");
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -1,4 +1,5 @@
 #include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "tools/qzagent/cli/Table.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
+#include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 
 namespace qzagent
@@ -39,8 +41,8 @@ ReportedEnvironment initialise(qz::VqmLibrary& aLibrary, Report& aReport, Libvqm
 /// @param aFindings set step by step, so that it keeps the answers before a failure
 void query(Findings& aFindings, Report& aReport)
 {
-    qz::VqmLibrary library;
-    ReportedEnvironment environment = initialise(library, aReport, aFindings.mVersions);
+    std::unique_ptr<qz::VqmLibrary> const library = loadVqm(aReport);
+    ReportedEnvironment environment = initialise(*library, aReport, aFindings.mVersions);
     if (numberOfBoards(*environment) == 0)
     {
         aReport.addNote("no boards");
@@ -126,6 +128,7 @@ std::string tableOf(Findings const& aFindings, bool aColoured)
 
 Answer vendor(Setting const& aSetting)
 {
+    aSetting.mPartial.provide([] { return Answer{jsonOf(Findings()), ""}; });
     Findings findings;
     try
     {
@@ -145,8 +148,10 @@ Answer vendor(Setting const& aSetting)
 
 void addVendor(CommandLine& aCommandLine)
 {
-    aCommandLine.addVerb("vendor", "Show the vendor library (libvqm), its driver and its boards",
-                         "  qzagent vendor             versions, support of Quazor events, and board names\n",
-                         [](Setting const& aSetting) { return vendor(aSetting); });
+    ArgumentList arguments = aCommandLine.addVerb(
+        "vendor", "Show the vendor library (libvqm), its driver and its boards",
+        "  qzagent vendor             versions, support of Quazor events, and board names\n",
+        [](Setting const& aSetting) { return vendor(aSetting); });
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

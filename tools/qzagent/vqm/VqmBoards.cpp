@@ -7,6 +7,7 @@
 
 #include "agentkit/include/VqmLibrary.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 
@@ -25,6 +26,7 @@ unsigned int numberOfBoards(qz::VqmEnvironment& aEnvironment)
 
 Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aReport)
 {
+    setCurrentStep(fmt::format("VQM_GetLinkInfo of board {}", aNumber));
     try
     {
         qz::BoardNames const names = aEnvironment.names(aNumber);
