@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -34,16 +35,29 @@ QZCVector<QZCString> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
     return names;
 }
 
-void visitAll(Report& aReport, Visit const& aVisit)
+void visitNamed(qz::HbaApi& aApi, Report& aReport, Visit const& aVisit)
+{
+    try
+    {
+        std::size_t index = 0;
+        for (QZCString const& name : namesOf(aApi.layer(), aReport))
+        {
+            aVisit(aApi, index++, name.get());
+        }
+    }
+    catch (std::exception const& exception)
+    {
+        aReport.addFailure(failureOf(exception));
+    }
+}
+
+void visitAll(Report& aReport, Visit const& aVisit, std::function<void()> const& aEnd)
 {
     try
     {
         qz::HbaApi api;
-        std::size_t index = 0;
-        for (QZCString const& name : namesOf(api.layer(), aReport))
-        {
-            aVisit(api, index++, name.get());
-        }
+        visitNamed(api, aReport, aVisit);
+        aEnd();
     }
     catch (std::exception const& exception)
     {
@@ -65,18 +79,21 @@ void reportNone(Report& aReport, std::optional<std::string> const& aWanted)
 }
 }  // namespace
 
-void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit)
+void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit,
+                   std::function<void()> const& aEnd)
 {
     bool isVisited = false;
-    visitAll(aReport,
-             [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
-             {
-                 if (aWanted.value_or(aName) == aName)
-                 {
-                     isVisited = true;
-                     aVisit(aApi, aIndex, aName);
-                 }
-             });
+    visitAll(
+        aReport,
+        [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
+        {
+            if (aWanted.value_or(aName) == aName)
+            {
+                isVisited = true;
+                aVisit(aApi, aIndex, aName);
+            }
+        },
+        aEnd);
     if (!isVisited)
     {
         reportNone(aReport, aWanted);
