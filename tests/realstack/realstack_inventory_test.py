@@ -73,8 +73,7 @@ def is_valid(document):
     with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
         file.write(document)
         file.flush()
-        command = ["/usr/bin/python3", "-m", "jsonschema", "--base-uri", f"file://{SCHEMAS}/", "-i", file.name,
-                   SCHEMAS / "inventory.schema.json"]
+        command = ["/usr/bin/python3", "-m", "jsonschema", "-i", file.name, SCHEMAS / "inventory.schema.json"]
         return subprocess.run(command, capture_output=True, check=False).returncode == 0
 
 

@@ -77,10 +77,17 @@ void show(Output& aOutput, int aCount, char const* const* aArguments, Report& aR
     CommandLine commandLine;
     addVerbs(commandLine);
     std::optional<Answer> const found = answer(commandLine, aCount, aArguments, aReport, aOutput);
-    if (found)
+    if (!found)
     {
-        aOutput.write(asksForJson(aCount, aArguments) ? aReport.document(commandLine.command(), found->mKeys)
-                                                      : found->mText);
+        return;
+    }
+    if (asksForJson(aCount, aArguments))
+    {
+        aOutput.writeWhole(aReport.document(commandLine.command(), found->mKeys));
+    }
+    else
+    {
+        aOutput.write(found->mText);
     }
 }
 }  // namespace

@@ -55,8 +55,8 @@ TEST(QzagentAdapters, ListsAdaptersInATable)
 TEST(QzagentAdapters, ListsAdaptersInJson)
 {
     ProcessResult const result = runAgentOn(exampleAdapters, {"adapters", "--json"});
-    EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 0, "messages": [],
+    EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 0, "messages": [],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
                      {"index": 1, "name": "example-fc-1", "state": "ok", "handle": 2}]})"));
     EXPECT_EQ(result.mErrors, "");
@@ -82,8 +82,8 @@ TEST(QzagentAdapters, PrintsOneLineOnStandardErrorForAnAdapterThatCannotBeOpened
 TEST(QzagentAdapters, OmitsTheHandleOfAnAdapterThatCannotBeOpenedInJson)
 {
     ProcessResult const result = runAgentOn(secondAdapterFails(), {"--json", "adapters"});
-    EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 1,
+    EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "HBA_OpenAdapter method failed", "code": 802,
                       "exception": "QZCHbaapiEx", "adapter": "example-fc-1"}],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
@@ -111,8 +111,8 @@ TEST(QzagentAdapters, PrintsANoteAndNoTableWithoutAdapters)
 
 TEST(QzagentAdapters, PrintsANoteAndAnEmptyListWithoutAdaptersInJson)
 {
-    EXPECT_EQ(documentOf(runAgentOn("", {"adapters", "--json"})), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 0,
+    EXPECT_EQ(findingsOf(runAgentOn("", {"adapters", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 0,
         "messages": [{"severity": "note", "text": "no adapters", "code": 0}],
         "adapters": []})"));
 }
@@ -129,8 +129,8 @@ TEST(QzagentAdapters, PrintsOneLineWhenTheCommonLibraryDoesNotLoad)
 
 TEST(QzagentAdapters, ReportsInJsonThatTheCommonLibraryDoesNotLoad)
 {
-    EXPECT_EQ(documentOf(runAgentOn(doesNotLoad, {"adapters", "--json"})), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 1,
+    EXPECT_EQ(findingsOf(runAgentOn(doesNotLoad, {"adapters", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "Can't load HBAAPI library!", "code": 19,
                       "exception": "QZCExitConditionEx"}],
         "adapters": []})"));

@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(
             "ShortenedOption", {"adapters", "--trac"}, "The following argument was not expected: --trac"},
         UsageError{"TwoExitCodes", {"explain", "1", "2"}, "The following argument was not expected: 2"},
         UsageError{"FlagWithValue", {"adapters", "--trace=1"}, "trace was given a disallowed flag override"},
-        UsageError{"AdapterWithoutName", {"inventory", "--adapter"}, "--adapter: 1 required NAME missing"},
+        UsageError{"AdapterWithoutName", {"inventory", "--adapter"}, "--adapter: 1 required ADAPTER missing"},
         UsageError{"TwoAdapters",
                    {"inventory", "--adapter", "a", "--adapter", "b"},
                    "--adapter: At Most 1 required but received 2"},
@@ -93,8 +93,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(QzagentCommandLine, PrintsAJsonDocumentForAnErrorBeforeTheOptionJson)
 {
-    EXPECT_EQ(documentOf(runAgent({"adapters", "--bogus", "--json"})), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 2,
+    EXPECT_EQ(findingsOf(runAgent({"adapters", "--bogus", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 2,
         "messages": [{"severity": "error", "code": 2,
                       "text": "The following argument was not expected: --bogus; see qzagent --help"}]
         })"));

@@ -1,7 +1,7 @@
 /// @file
 /// An HBA API to preload that behaves in ways that the simulator cannot. It prints to standard output through
 /// stdio and through the descriptor. Its names are arbitrary bytes, its texts are not terminated and its values have no
-/// names in the standard. It prints its calls on standard error.
+/// names in the standard. The name of the host has an escape sequence. It prints its calls on standard error.
 
 #include <cstddef>
 #include <cstdio>
@@ -39,6 +39,13 @@ void printCall(char const* aCall) { std::fprintf(stderr, "%s\n", aCall); }
 
 extern "C"
 {
+    /// Replaces the function of the C library.
+    int gethostname(char* aName, std::size_t aSize) noexcept
+    {
+        std::snprintf(aName, aSize, "host\x1b[2J");
+        return 0;
+    }
+
     HBA_STATUS HBA_LoadLibrary()
     {
         printCall("HBA_LoadLibrary");

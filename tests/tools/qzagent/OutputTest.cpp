@@ -1,17 +1,28 @@
 #include <algorithm>
+#include <csignal>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
+#include "tests/support/FreshProcess.h"
 #include "tests/support/Process.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/FileLimit.h"
+#include "tools/qzagent/cli/Output.h"
 
+using testing::AllOf;
 using testing::Contains;
 using testing::Each;
 using testing::EndsWith;
+using testing::Ge;
 using testing::HasSubstr;
 using testing::Le;
 using testing::Not;
@@ -92,6 +103,48 @@ TEST(QzagentOutput, JsonIsPrintableAscii)
     EXPECT_TRUE(std::all_of(output.begin(), output.end(),
                             [](char aByte) { return aByte == '\n' || (aByte >= ' ' && aByte <= '~'); }))
         << output;
+}
+
+TEST(QzagentOutput, DocumentHasTheVersionOfTheTool)
+{
+    std::string const version = documentOf(runAgent({"explain", "--json"}))["tool_version"];
+    EXPECT_EQ("qzagent " + version + "\n", runAgent({"--version"}).mOutput);
+}
+
+TEST(QzagentOutput, DocumentHasTheNameOfTheHost)
+{
+    ProcessResult const result = runAgentIn("\"$@\" && hostname >&2", {"explain", "--json"});
+    EXPECT_EQ(documentOf(result)["host"].get<std::string>() + "\n", result.mErrors);
+}
+
+TEST(QzagentOutput, DocumentHasTheNameOfTheHostInPrintableForm)
+{
+    EXPECT_EQ(documentOf(runAgent({"explain", "--json"}, hostileHbaapi()))["host"], R"(host\x1b[2J)");
+}
+
+TEST(QzagentOutput, DocumentHasTheTimeAtWhichItWasWritten)
+{
+    constexpr char const* script = "date -u +%FT%TZ >&2; TZ=America/New_York \"$@\"; date -u +%FT%TZ >&2";
+    ProcessResult const result = runAgentIn(script, {"explain", "--json"});
+    std::vector<std::string> const bounds = linesOf(result.mErrors);
+    ASSERT_THAT(bounds, SizeIs(2));
+    EXPECT_THAT(documentOf(result)["generated_at"].get<std::string>(), AllOf(Ge(bounds[0]), Le(bounds[1])));
+}
+
+TEST(QzagentOutput, DocumentThatDoesNotFitInTheFileIsNotWrittenInPart)
+{
+    ScratchFolder const folder;
+    std::string const path = folder.write("output", "first ");
+    inFreshProcess(
+        [&path]
+        {
+            ::dup2(::open(path.c_str(), O_WRONLY | O_APPEND), STDOUT_FILENO);
+            std::signal(SIGXFSZ, SIG_IGN);
+            limitFiles(9);
+            qzagent::Output output;
+            EXPECT_THROW(output.writeWhole("document"), std::system_error);
+        });
+    EXPECT_EQ(std::filesystem::file_size(path), 6u);
 }
 
 TEST(QzagentOutput, WrapsALongNameSoThatTheTableFitsInto100Columns)

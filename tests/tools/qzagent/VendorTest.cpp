@@ -33,10 +33,10 @@ TEST(QzagentVendor, ShowsVersionsQuazorSupportAndTheNamesOfEachBoard)
 
 TEST(QzagentVendor, PrintsVersionsQuazorSupportAndBoardsInJson)
 {
-    nlohmann::json document =
-        documentOf(runAgentOn(shippedScenario("diagnostic-events"), {"vendor", "--json"}));
-    EXPECT_EQ(document, nlohmann::json::parse(R"({
-        "format_version": 1, "command": "vendor", "exit_status": 0, "messages": [],
+    nlohmann::json const findings =
+        findingsOf(runAgentOn(shippedScenario("diagnostic-events"), {"vendor", "--json"}));
+    EXPECT_EQ(findings, nlohmann::json::parse(R"({
+        "format_version": 2, "command": "vendor", "exit_status": 0, "messages": [],
         "library_version": "2.1.0", "driver_version": "4.0.12", "quazor_events": true,
         "boards": [{"board": 0, "first_wwn": "20:00:00:00:c9:00:00:00",
                     "second_wwn": "10:00:00:00:c9:00:00:01"},

@@ -10,6 +10,8 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace qzagent
@@ -36,6 +38,11 @@ int takeStandardOutput()
     openStandardDescriptors();
     ::dup2(STDERR_FILENO, STDOUT_FILENO);
     return taken;
+}
+
+[[noreturn]] void refuse(int aError)
+{
+    throw std::system_error(aError, std::generic_category(), "cannot write standard output");
 }
 }  // namespace
 
@@ -76,14 +83,50 @@ bool Output::waitForRoom(int aDescriptor) const
 
 void Output::write(std::string const& aText)
 {
-    for (std::size_t done = 0; done < aText.size();)
+    if (writeUntilError(aText) < aText.size())
+    {
+        refuse(errno);
+    }
+}
+
+void Output::writeWhole(std::string const& aText)
+{
+    std::size_t const written = writeUntilError(aText);
+    if (written < aText.size())
+    {
+        int const error = errno;
+        removeLast(written);
+        refuse(error);
+    }
+}
+
+/// @return number of bytes written; errno is set when it is not all of them
+std::size_t Output::writeUntilError(std::string const& aText)
+{
+    std::size_t done = 0;
+    while (done < aText.size())
     {
         ssize_t const written = ::write(mDescriptor, aText.data() + done, aText.size() - done);
         if (written < 0 && errno != EINTR)
         {
-            throw std::system_error(errno, std::generic_category(), "cannot write standard output");
+            break;
         }
         done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+    return done;
+}
+
+/// Changes nothing when another process has appended to the file in the meantime.
+void Output::removeLast(std::size_t aSize)
+{
+    struct stat status = {};
+    off_t const end = ::lseek(mDescriptor, 0, SEEK_CUR);
+    off_t const start = end - static_cast<off_t>(aSize);
+    bool const isLast =
+        ::fstat(mDescriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == end;
+    if (isLast && ::ftruncate(mDescriptor, start) == 0)
+    {
+        ::lseek(mDescriptor, start, SEEK_SET);
     }
 }
 }  // namespace qzagent

@@ -28,9 +28,16 @@ public:
     bool waitForRoom(int aDescriptor) const;
 
     /// @throws std::system_error "cannot write standard output: ..." when the text cannot be written in full
+    /// @{
     void write(std::string const& aText);
+    void writeWhole(
+        std::string const& aText);  ///< on failure removes the written part again, if it is in a file
+    /// @}
 
 private:
+    std::size_t writeUntilError(std::string const& aText);
+    void removeLast(std::size_t aSize);
+
     int mDescriptor;  ///< -1 when the process was started without a standard output
 };
 }  // namespace qzagent

@@ -1,11 +1,16 @@
 #include "tools/qzagent/cli/Report.h"
 
 #include <algorithm>
+#include <array>
+#include <climits>
+#include <ctime>
 #include <optional>
 #include <string>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
@@ -15,9 +20,18 @@ namespace qzagent
 {
 namespace
 {
-constexpr int formatVersion = 1;
+constexpr int formatVersion = 2;
 constexpr char const* errorSeverity = "error";
 constexpr char const* noteSeverity = "note";
+
+std::string hostName()
+{
+    std::array<char, HOST_NAME_MAX + 1> name{};
+    ::gethostname(name.data(), name.size() - 1);
+    return name.data();
+}
+
+std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr))); }
 }  // namespace
 
 void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
@@ -40,6 +54,9 @@ void Report::addNote(std::string const& aText)
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
 {
     nlohmann::ordered_json document{{"format_version", formatVersion},
+                                    {"tool_version", QZAGENT_VERSION},
+                                    {"host", printable(hostName())},
+                                    {"generated_at", now()},
                                     {"command", aCommand},
                                     {"exit_status", static_cast<int>(mExitCode)},
                                     {"messages", nlohmann::ordered_json::array()}};

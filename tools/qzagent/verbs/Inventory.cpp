@@ -22,7 +22,7 @@ namespace qzagent
 {
 namespace
 {
-/// Name of the adapter to show; none for all adapters.
+/// The adapter to show; none for all adapters.
 using Wanted = std::optional<std::string>;
 
 std::vector<FoundAdapter> surveyAll(Setting const& aSetting, Wanted const& aWanted)
@@ -58,6 +58,7 @@ void addInventory(CommandLine& aCommandLine)
                              "  qzagent inventory --adapter example-fc-0\n"
                              "                             one adapter with everything visible through it\n",
                              [wanted](Setting const& aSetting) { return inventory(aSetting, *wanted); });
-    arguments.addText("--adapter", "NAME", *wanted, "Show only this adapter");
+    arguments.addText("--adapter", "ADAPTER", *wanted,
+                      "Show only this adapter: its name or index, or the WWN of its node or of a port");
 }
 }  // namespace qzagent

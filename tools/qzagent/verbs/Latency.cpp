@@ -186,7 +186,9 @@ void addLatency(CommandLine& aCommandLine)
         "  qzagent latency --interval 5\n"
         "                             also the latencies of each five seconds, until SIGINT or SIGTERM\n",
         [options](Setting const& aSetting) { return latency(aSetting, *options); });
-    arguments.addText("--adapter", "NAME", options->mAdapter, "Measure only through this adapter");
+    arguments.addText(
+        "--adapter", "ADAPTER", options->mAdapter,
+        "Measure only through this adapter: its name or index, or the WWN of its node or of a port");
     arguments.addNumber("--count", "N", {1, largestCount}, options->mCount,
                         "Number of requests to each target port, 1 to 1000000; 10 by default, 1000000 with "
                         "--interval");
