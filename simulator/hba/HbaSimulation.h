@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <ctime>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -25,8 +26,9 @@ struct CallerMemory
     std::size_t mSize;
 };
 
-/// One method for each call of the HBA API. Any thread may call them. A call that is refused for its arguments is not
-/// counted. A call that the scenario makes fail has no effect other than its status.
+/// One method for each call of the HBA API. Any thread may call them, also while a fault delays the call of another
+/// thread. A call that is refused for its arguments is not counted. A call that the scenario makes fail has no effect
+/// other than its status.
 class HbaSimulation
 {
 public:
@@ -55,8 +57,11 @@ public:
     /// Looks for the name among the ports of the adapter first, then among their remote ports.
     HBA_STATUS portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const& aName, HBA_PORTATTRIBUTES* aAttributes);
 
+    /// @return HBA_STATUS_ERROR_NOT_SUPPORTED when the port has no statistics
+    HBA_STATUS portStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS* aStatistics);
+
     /// @param aMapping its NumberOfEntries receives the number of mappings, even when the scenario makes the call fail
-    ///                 with HBA_STATUS_ERROR_MORE_DATA
+    ///                 with HBA_STATUS_ERROR_MORE_DATA. The scenario may give a wrong number then
     HBA_STATUS targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping);
 
     /// @param aResponse receives the response, truncated to its size
@@ -66,18 +71,22 @@ public:
                           CallerMemory aSense);
 
 private:
+    /// Calls that are under way share it, so a call that a fault delays survives a free.
     struct Loaded
     {
-        Scenario mScenario;
-        Handles mHandles;
+        Scenario const mScenario;
+        Handles mHandles;  ///< protected by the mutex
     };
 
-    /// Counts the call.
-    /// @return the status of the fault that covers it; HBA_STATUS_OK when no fault does
-    HBA_STATUS fault(Call aCall, std::string const& aAdapter = {}, std::string const& aPort = {});
+    /// @return what is loaded; null when nothing is
+    std::shared_ptr<Loaded> loaded();
 
-    /// @return the adapter of the open handle; null when the handle is not open
-    Adapter const* adapterOf(HBA_HANDLE aHandle) const;
+    /// Counts the call. Prints and waits if the fault that covers it says so.
+    Reaction react(Call aCall, std::string const& aAdapter = {}, std::string const& aPort = {});
+
+    /// Same as react().
+    /// @return the status that the call must return; nothing when it answers as usual
+    std::optional<HBA_STATUS> fault(Call aCall, std::string const& aAdapter = {});
 
     /// Handles a call for an open adapter.
     /// @param aIsGood whether the other arguments of the call are valid
@@ -93,6 +102,6 @@ private:
 
     std::mutex mMutex;
     Faults mFaults;
-    std::optional<Loaded> mLoaded;
+    std::shared_ptr<Loaded> mLoaded;  ///< null when nothing is loaded
 };
 }  // namespace qzsim

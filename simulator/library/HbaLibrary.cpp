@@ -89,6 +89,11 @@ HBA_STATUS getPortAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN aName, HBA_PORTATT
     return statusOf(&qzsim::HbaSimulation::portAttributesByWwn, aHandle, aName, aAttributes);
 }
 
+HBA_STATUS getPortStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS* aStatistics)
+{
+    return statusOf(&qzsim::HbaSimulation::portStatistics, aHandle, aPort, aStatistics);
+}
+
 HBA_STATUS getFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
 {
     return statusOf(&qzsim::HbaSimulation::targetMapping, aHandle, aMapping);
@@ -123,6 +128,7 @@ HBA_STATUS fillTable(Table* aTable)
     aTable->CloseAdapterHandler = closeAdapter;
     aTable->GetAdapterAttributesHandler = getAdapterAttributes;
     aTable->GetAdapterPortAttributesHandler = getAdapterPortAttributes;
+    aTable->GetPortStatisticsHandler = getPortStatistics;
     aTable->GetDiscoveredPortAttributesHandler = getDiscoveredPortAttributes;
     aTable->GetPortAttributesByWWNHandler = getPortAttributesByWwn;
     aTable->RefreshInformationHandler = refreshInformation;

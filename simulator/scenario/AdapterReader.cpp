@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ctime>
 #include <numeric>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@
 
 #include "simulator/scenario/Named.h"
 #include "simulator/scenario/Scsi.h"
+#include "simulator/scenario/StatisticsReader.h"
 #include "simulator/scenario/TableReader.h"
 #include "simulator/scenario/ValueReader.h"
 #include "simulator/scenario/Wwn.h"
@@ -52,11 +54,21 @@ constexpr Named<HBA_PORTSTATE> portStates[] = {
     {"LOOPBACK", HBA_PORTSTATE_LOOPBACK},
 };
 
+// <hbaapi.h> ends at 10 Gbit. The numbers of the other speeds are those of the current HBA API, which are also the bits
+// of the Fabric-Device Management Interface.
 constexpr Named<HBA_PORTSPEED> portSpeeds[] = {
     {"UNKNOWN", HBA_PORTSPEED_UNKNOWN},
     {"1GBIT", HBA_PORTSPEED_1GBIT},
     {"2GBIT", HBA_PORTSPEED_2GBIT},
+    {"4GBIT", 0x0008},
+    {"8GBIT", 0x0010},
     {"10GBIT", HBA_PORTSPEED_10GBIT},
+    {"16GBIT", 0x0020},
+    {"20GBIT", 0x0080},
+    {"32GBIT", 0x0040},
+    {"40GBIT", 0x0100},
+    {"64GBIT", 0x0400},
+    {"128GBIT", 0x0200},
     {"NOT_NEGOTIATED", HBA_PORTSPEED_NOT_NEGOTIATED},
 };
 
@@ -221,7 +233,7 @@ void readRemotePorts(TomlValue const& aValue, Port& aPort)
     aPort.mAttributes.NumberofDiscoveredPorts = static_cast<HBA_UINT32>(aPort.mRemotePorts.size());
 }
 
-// "remote" comes last: remote ports inherit the fabric name of the port.
+// "remote" comes after the fabric name, which remote ports inherit. It sets the number of discovered ports.
 constexpr Key<Port> portKeys[] = {
     {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
     {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
@@ -239,7 +251,11 @@ constexpr Key<Port> portKeys[] = {
     {"max_frame_size", Presence::optional,
      attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
     {"fabric_name", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},
+    {"statistics", Presence::optional, readStatistics},
+    {"statistics_per_second", Presence::optional, readStatisticsPerSecond},
     {"remote", Presence::optional, readRemotePorts},
+    {"number_of_discovered_ports", Presence::optional,
+     attributeNumber<&HBA_PORTATTRIBUTES::NumberofDiscoveredPorts, highestNumber>},
 };
 
 void readName(TomlValue const& aValue, Adapter& aAdapter)
@@ -262,13 +278,13 @@ void readLunStyle(TomlValue const& aValue, Adapter& aAdapter)
 
 void readPorts(TomlValue const& aValue, Adapter& aAdapter)
 {
-    Port const usual{usualPort(aAdapter.mAttributes.NodeWWN, {}), {}};
+    Port const usual{usualPort(aAdapter.mAttributes.NodeWWN, {}), {}, std::nullopt};
     readTables(aValue, "[[adapter.port]]", portKeys, usual,
                [&](TomlValue const&, Port aPort) { aAdapter.mPorts.push_back(std::move(aPort)); });
     aAdapter.mAttributes.NumberOfPorts = static_cast<HBA_UINT32>(aAdapter.mPorts.size());
 }
 
-// "port" comes last: ports inherit the node name of the adapter.
+// "port" comes after the node name, which ports inherit. It sets the number of ports.
 constexpr Key<Adapter> adapterKeys[] = {
     {"name", Presence::required, readName},
     {"manufacturer", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::Manufacturer>},
@@ -286,6 +302,8 @@ constexpr Key<Adapter> adapterKeys[] = {
     {"driver_name", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::DriverName>},
     {"lun_style", Presence::optional, readLunStyle},
     {"port", Presence::optional, readPorts},
+    {"number_of_ports", Presence::optional,
+     attributeNumber<&HBA_ADAPTERATTRIBUTES::NumberOfPorts, highestNumber>},
 };
 
 /// Checks that the names of all adapters, and the port names of all their ports, are unique.

@@ -35,6 +35,7 @@ constexpr CallEntry calls[] = {
     {"HBA_GetAdapterPortAttributes", Call::getAdapterPortAttributes, Concern::adapter},
     {"HBA_GetDiscoveredPortAttributes", Call::getDiscoveredPortAttributes, Concern::adapter},
     {"HBA_GetPortAttributesByWWN", Call::getPortAttributesByWwn, Concern::adapter},
+    {"HBA_GetPortStatistics", Call::getPortStatistics, Concern::adapter},
     {"HBA_GetFcpTargetMapping", Call::getFcpTargetMapping, Concern::adapter},
     {"HBA_SendReportLUNs", Call::sendReportLuns, Concern::target},
     {"VQM_GetLibVer", Call::getLibVer, Concern::diagnosticLibrary},
@@ -84,6 +85,8 @@ bool concernsAdapter(Call aCall)
     Concern const concern = entryOf(aCall).mConcern;
     return concern == Concern::adapter || concern == Concern::target;
 }
+
+bool writesMemory(Call aCall) { return concernsAdapter(aCall) && aCall != Call::openAdapter; }
 
 bool concernsTarget(Call aCall) { return entryOf(aCall).mConcern == Concern::target; }
 

@@ -54,29 +54,11 @@ std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget)
     return response;
 }
 
-std::vector<std::uint8_t> unitAttention()
+std::vector<std::uint8_t> senseData(Sense const& aSense)
 {
     constexpr std::uint8_t currentErrorInFixedFormat = 0x70;
-    constexpr std::uint8_t unitAttentionKey = 0x06;
     constexpr std::uint8_t additionalLength = 10;
-    constexpr std::uint8_t reportedLunsDataHasChanged[] = {0x3f, 0x0e};
-    return {currentErrorInFixedFormat,
-            0,
-            unitAttentionKey,
-            0,
-            0,
-            0,
-            0,
-            additionalLength,
-            0,
-            0,
-            0,
-            0,
-            reportedLunsDataHasChanged[0],
-            reportedLunsDataHasChanged[1],
-            0,
-            0,
-            0,
-            0};
+    return {currentErrorInFixedFormat, 0, aSense.mKey, 0, 0, 0, 0, additionalLength, 0, 0, 0, 0, aSense.mCode,
+            aSense.mQualifier,         0, 0,           0, 0};
 }
 }  // namespace qzsim

@@ -23,6 +23,6 @@ std::uint16_t linuxLun(LunBytes const& aLun);
 /// @return the complete response to REPORT LUNS
 std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget);
 
-/// @return the sense data of a command that ends with a unit attention
-std::vector<std::uint8_t> unitAttention();
+/// @return the sense data in the fixed format of 18 bytes
+std::vector<std::uint8_t> senseData(Sense const& aSense);
 }  // namespace qzsim

@@ -113,7 +113,7 @@ private:
     static TomlValue::Content content(toml::value<std::string> const& aText) { return aText.get(); }
     static TomlValue::Content content(toml::value<std::int64_t> const& aNumber) { return aNumber.get(); }
     static TomlValue::Content content(toml::value<double> const&) { return other("a fractional number"); }
-    static TomlValue::Content content(toml::value<bool> const&) { return other("a boolean"); }
+    static TomlValue::Content content(toml::value<bool> const& aBoolean) { return aBoolean.get(); }
     static TomlValue::Content content(toml::value<toml::date> const&) { return other("a date"); }
     static TomlValue::Content content(toml::value<toml::time> const&) { return other("a time"); }
     static TomlValue::Content content(toml::value<toml::date_time> const&)

@@ -188,6 +188,27 @@ TEST_F(HbaLibraryMappings, MoreDataFaultReportsOnlyTheNumberNeeded)
     EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
 }
 
+TEST_F(HbaLibraryMappings, MoreDataFaultMayReportAWrongNumber)
+{
+    for (std::string const count : {"0", "1", "4294967295"})
+    {
+        loadWith(fault("HBA_GetFcpTargetMapping", moreData, "\"1+\"") + "count = " + count + "\n");
+        Block block(7);
+        EXPECT_EQ(mappings(block), moreData);
+        EXPECT_EQ(std::to_string(block.number()), count);
+        EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
+    }
+}
+
+TEST_F(HbaLibraryMappings, QueryMaySucceedWithoutWritingTheBlock)
+{
+    loadWith("[[fault]]\ncall = \"HBA_GetFcpTargetMapping\"\nnth = 1\nuntouched = true\n");
+    Block block(7);
+    EXPECT_EQ(mappings(block), ok);
+    EXPECT_EQ(block.number(), 7U);
+    EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
+}
+
 TEST_F(HbaLibraryMappings, LastOfSixtyThousandEntriesNamesItsDevice)
 {
     constexpr HBA_UINT32 many = 60000;

@@ -67,7 +67,9 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfAPort)
     EXPECT_EQ(errorOfPort("luns = 3\n"),
               "bad.toml:5:1: expected a key of [[adapter.port]] (port_wwn, node_wwn, fc_id, type, state, "
               "supported_classes, supported_fc4_types, active_fc4_types, symbolic_name, os_device_name, "
-              "supported_speeds, speed, max_frame_size, fabric_name, remote), found \"luns\"");
+              "supported_speeds, speed, max_frame_size, fabric_name, statistics, "
+              "statistics_per_second, remote, number_of_discovered_ports), "
+              "found \"luns\"");
 }
 
 TEST(ScenarioPortError, RefusesAnFcIdAbove24Bits)
@@ -94,10 +96,10 @@ TEST(ScenarioPortError, RefusesAPortStateThatIsNotAString)
 
 TEST(ScenarioPortError, RefusesAnUnknownPortSpeed)
 {
-    EXPECT_EQ(
-        errorOfPort("speed = \"4GBIT\"\n"),
-        "bad.toml:5:9: expected one of UNKNOWN, 1GBIT, 2GBIT, 10GBIT, NOT_NEGOTIATED or a number from 0 "
-        "to 4294967295, found \"4GBIT\"");
+    EXPECT_EQ(errorOfPort("speed = \"3GBIT\"\n"),
+              "bad.toml:5:9: expected one of UNKNOWN, 1GBIT, 2GBIT, 4GBIT, 8GBIT, 10GBIT, 16GBIT, 20GBIT, "
+              "32GBIT, 40GBIT, 64GBIT, "
+              "128GBIT, NOT_NEGOTIATED or a number from 0 to 4294967295, found \"3GBIT\"");
 }
 
 TEST(ScenarioPortError, RefusesSupportedSpeedsThatAreNotAList)

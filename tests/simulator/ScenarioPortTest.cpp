@@ -1,6 +1,7 @@
 // Reading the adapters and ports of a scenario.
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -167,10 +168,19 @@ TEST(ScenarioPort, SupportedSpeedsAreCombined)
     EXPECT_EQ(port.PortSpeed, 8U);
 }
 
-TEST(ScenarioPort, SpeedMayBeAName)
+TEST(ScenarioPort, SpeedsHaveTheNumbersOfTheHbaApi)
 {
-    EXPECT_EQ(portWith("speed = \"NOT_NEGOTIATED\"\n").mAttributes.PortSpeed,
-              HBA_PORTSPEED{HBA_PORTSPEED_NOT_NEGOTIATED});
+    std::vector<std::pair<std::string, HBA_PORTSPEED>> const speeds = {
+        {"1GBIT", 1},      {"2GBIT", 2},     {"10GBIT", 4},        {"4GBIT", 8},      {"8GBIT", 0x10},
+        {"16GBIT", 0x20},  {"32GBIT", 0x40}, {"20GBIT", 0x80},     {"40GBIT", 0x100}, {"128GBIT", 0x200},
+        {"64GBIT", 0x400}, {"UNKNOWN", 0},   {"NOT_NEGOTIATED", 5}};
+    for (auto const& [name, number] : speeds)
+    {
+        EXPECT_EQ(portWith("speed = \"" + name + "\"\n").mAttributes.PortSpeed, number) << name;
+    }
+    EXPECT_EQ(
+        portWith("supported_speeds = [\"32GBIT\", \"64GBIT\", \"128GBIT\"]\n").mAttributes.PortSupportedSpeed,
+        0x640U);
 }
 
 TEST(ScenarioPort, ReadsFc4Types)

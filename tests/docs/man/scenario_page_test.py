@@ -16,6 +16,8 @@ LEADING = {
     "The scenario": [],
     "[[adapter]]": [],
     "[[adapter.port]]": ["[[adapter]]"],
+    "[adapter.port.statistics]": ["[[adapter]]", "[[adapter.port]]"],
+    "[adapter.port.statistics_per_second]": ["[[adapter]]", "[[adapter.port]]"],
     "[[adapter.port.remote]]": ["[[adapter]]", "[[adapter.port]]"],
     "[diagnostics]": [],
     "[[diagnostics.board]]": [],
@@ -46,6 +48,10 @@ DEFAULTS = {
     "all zero": ('"00:00:00:00:00:00:00:00"', '"20:00:00:00:c9:00:00:42"'),
     "that of the adapter": ('"00:00:00:00:00:00:00:00"', '"20:00:00:00:c9:00:00:42"'),
     "the second name of the board": (SAMPLES["second_wwn"], '"20:00:00:00:c9:00:00:42"'),
+    "the number of adapters": ("0", "7"),
+    "the number of ports": ("1", "7"),
+    "the number of remote ports": ("0", "7"),
+    "the number of boards": ("1", "7"),
     "0": ("0", "7"),
     "1": ("1", "7"),
     "4": ("4", "0"),
@@ -59,6 +65,7 @@ DEFAULTS = {
     "NPORT": ('"NPORT"', '"OTHER"'),
     "ONLINE": ('"ONLINE"', '"OFFLINE"'),
     "UNKNOWN": ('"UNKNOWN"', '"1GBIT"'),
+    "not offered": ('"not offered"', "7"),
     "target": ('"target"', '"initiator"'),
 }
 
