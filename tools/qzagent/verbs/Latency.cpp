@@ -53,6 +53,23 @@ struct Options
     }
 };
 
+/// Calls aAction and reports its failure.
+/// @return whether it did not fail
+template <typename Action>
+bool attempt(Report& aReport, Action const& aAction)
+{
+    try
+    {
+        aAction();
+        return true;
+    }
+    catch (std::exception const& error)
+    {
+        aReport.addError(ExitCode::failed, error.what());
+        return false;
+    }
+}
+
 Measured measureAll(Setting const& aSetting, Options const& aOptions)
 {
     Report& report = aSetting.mReport;
@@ -61,16 +78,19 @@ Measured measureAll(Setting const& aSetting, Options const& aOptions)
     bool const isShown = !aSetting.mIsTraced && !aOptions.mInterval && ErrorStream::canShowStatus();
     Progress progress(report.errors(), isShown);
     LatencySurvey survey(aOptions.count(), report, progress);
-    auto const show = [&aSetting](LatencyInterval const& aInterval)
+    bool canShow = true;
+    auto const show = [&](LatencyInterval const& aInterval)
     {
-        aSetting.mOutput.write(aSetting.mIsJson ? jsonLineOf(aInterval)
-                                                : tableOf(aInterval, aSetting.mIsColoured) + "\n");
+        std::string const text =
+            aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
+        canShow = attempt(report, [&] { aSetting.mOutput.write(text); });
     };
+    auto const mustStop = [&] { return Interruption::hasArrived() || !canShow; };
     visitAdapters(
         report, aOptions.mAdapter,
         [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
         { survey.add(aApi, aIndex, aName); },
-        [&] { survey.measure(&Interruption::hasArrived, aOptions.interval(), show); });
+        [&] { survey.measure(mustStop, aOptions.interval(), show); });
     Measured measured = survey.result();
     if (Interruption::hasArrived())
     {
@@ -131,23 +151,6 @@ nlohmann::ordered_json keysOf(Measured const& aMeasured)
         list.push_back(jsonOf(adapter));
     }
     return {{"adapters", list}, {"latencies", jsonOf(aMeasured.mLatencies)}};
-}
-
-/// Calls aAction and reports its failure.
-/// @return whether it did not fail
-template <typename Action>
-bool attempt(Report& aReport, Action const& aAction)
-{
-    try
-    {
-        aAction();
-        return true;
-    }
-    catch (std::exception const& error)
-    {
-        aReport.addError(ExitCode::failed, error.what());
-        return false;
-    }
 }
 
 /// Writes the file last, so that the measured latencies are shown even when writing fails.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 
 #include <fmt/format.h>
@@ -12,6 +11,7 @@
 #include "tools/qzagent/capture/HexDump.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/cli/StoppableOutput.h"
 #include "tools/qzagent/cli/TimeText.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
@@ -20,7 +20,6 @@ namespace qzagent
 namespace
 {
 constexpr std::size_t bytesInALine = 16;
-constexpr unsigned int signalsToGiveUp = 2;
 
 std::string lineOf(qz::Event const& aEvent)
 {
@@ -65,26 +64,9 @@ bool WatchLines::take(qz::Event const& aEvent, Board const* aBoard)
 
 void WatchLines::flush()
 {
-    for (std::size_t done = 0; done < mLines.size(); done += PIPE_BUF)
-    {
-        waitForRoom();
-        mOutput.write(mLines.substr(done, PIPE_BUF));
-    }
+    writeStoppably(mOutput, mSignals, mLines);
     mLines.clear();
     mWritten += mNumberOfLines;
     mNumberOfLines = 0;
-}
-
-/// Waits here because a signal does not end a write that blocks.
-void WatchLines::waitForRoom()
-{
-    while (!mOutput.waitForRoom(mSignals.descriptor()))
-    {
-        mSignals.take();
-        if (mSignals.count() >= signalsToGiveUp)
-        {
-            throw std::runtime_error("cannot write standard output: the reader does not read");
-        }
-    }
 }
 }  // namespace qzagent
