@@ -6,8 +6,6 @@
 #include <optional>
 #include <string>
 
-#include <fmt/format.h>
-
 #include "backend/common/include/Logger.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
@@ -68,7 +66,7 @@ std::optional<Answer> answer(CommandLine& aCommandLine, int aCount, char const* 
     }
     catch (Misuse const& misuse)
     {
-        aReport.addError(ExitCode::misused, fmt::format("{}; see {} --help", misuse.what(), toolName));
+        aReport.addError(ExitCode::misused, misuse.what());
     }
     return Answer();
 }

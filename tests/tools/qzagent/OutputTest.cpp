@@ -16,6 +16,7 @@
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
 #include "tests/tools/qzagent/FileLimit.h"
+#include "tests/tools/qzagent/Scenarios.h"
 #include "tools/qzagent/cli/Output.h"
 
 using testing::AllOf;
@@ -212,6 +213,54 @@ TEST(QzagentOutput, MissingReaderIsAnErrorAndNoSignal)
     ProcessResult const result =
         runAgentIn("{ sleep 0.1; \"$@\"; echo \"status $?\" >&2; } | true", {"explain"});
     EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: Broken pipe\nstatus 1\n");
+}
+
+/// A script in which the command reads the output. Prints the status of the agent.
+std::string scriptWithReader(std::string const& aCommand)
+{
+    return "{ \"$@\"; echo \"status $?\" >&2; } | " + aCommand;
+}
+
+/// Adapters whose list does not fit in a pipe.
+std::string manyAdapters()
+{
+    std::string scenario;
+    for (int i = 0; i < 2000; ++i)
+    {
+        scenario += adapterNamed("example-fc-" + std::to_string(i) + std::string(60, 'x'));
+    }
+    return scenario;
+}
+
+class QzagentLeavingReader : public testing::TestWithParam<Arguments>
+{
+};
+
+TEST_P(QzagentLeavingReader, EndsTheToolQuietlyAfterAWholeLine)
+{
+    ProcessResult const result = runAgentInOn(scriptWithReader("head -n 1"), manyAdapters(), GetParam());
+    EXPECT_THAT(linesOf(result.mOutput), SizeIs(1));
+    EXPECT_EQ(result.mErrors, "status 0\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, QzagentLeavingReader,
+                         testing::Values(Arguments{"adapters"}, Arguments{"adapters", "--json"}),
+                         [](testing::TestParamInfo<Arguments> const& aInfo)
+                         { return std::string(aInfo.param.size() == 1 ? "Text" : "Json"); });
+
+TEST(QzagentOutput, ReaderThatLeavesInTheFirstLineIsAnError)
+{
+    ProcessResult const result = runAgentInOn(scriptWithReader("head -c 5"), manyAdapters(), {"adapters"});
+    EXPECT_EQ(result.mOutput, "INDEX");
+    EXPECT_EQ(result.mErrors, "qzagent: cannot write standard output: Broken pipe\nstatus 1\n");
+}
+
+TEST(QzagentOutput, LeavingReaderDoesNotHideOtherFailures)
+{
+    ProcessResult const result =
+        runAgentInOn(scriptWithReader("head -n 1"),
+                     manyAdapters() + fault("HBA_OpenAdapter", "7", "HBA_STATUS_ERROR"), {"adapters"});
+    EXPECT_THAT(result.mErrors, HasSubstr("HBA_OpenAdapter method failed (code 802)\nstatus 1\n"));
 }
 
 TEST(QzagentOutput, OutputIsWrittenWhenStandardErrorIsClosed)

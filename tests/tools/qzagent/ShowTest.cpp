@@ -14,6 +14,7 @@
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::SizeIs;
 
 namespace
 {
@@ -208,6 +209,23 @@ TEST_F(QzagentShow, NeedsNoMoreMemoryForALargeFileThanForItsLargestRecord)
     ProcessResult const result = runAgentIn("ulimit -d 10000 && \"$@\" | tail -n 64", {"show", path});
     EXPECT_THAT(result.mOutput, HasSubstr("record 15999 at byte 16558965: "));
     EXPECT_THAT(result.mErrors, HasSubstr(": at byte 16560000: expected "));
+}
+
+TEST_F(QzagentShow, EndsQuietlyWhenTheReaderLeavesAfterAWholeLine)
+{
+    std::string capture;
+    for (int i = 0; i < 16000; ++i)
+    {
+        capture += plainRecord();
+    }
+    std::string const path = mFolder.write("damaged at its end", capture + '\x20');
+    for (char const* const option : {"--json", "--trace"})
+    {
+        ProcessResult const result =
+            runAgentIn(R"({ "$@"; echo "status $?" >&2; } | head -n 1)", {"show", path, option});
+        EXPECT_THAT(linesOf(result.mOutput), SizeIs(1));
+        EXPECT_EQ(result.mErrors, "status 0\n") << option;
+    }
 }
 
 TEST_F(QzagentShow, ReadsStandardInputForADash)

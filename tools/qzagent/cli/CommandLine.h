@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/Report.h"
@@ -16,7 +17,8 @@
 namespace CLI
 {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace qzagent
 {
@@ -36,7 +38,7 @@ struct Setting
 /// @return the result to print; none when the verb has already written its output
 using Verb = std::function<std::optional<Answer>(Setting const&)>;
 
-/// Thrown when the arguments are invalid.
+/// Thrown when the arguments are invalid. The text names the help to read.
 class Misuse : public std::runtime_error
 {
 public:
@@ -99,7 +101,7 @@ public:
     ArgumentList addVerb(char const* aName, char const* aDescription, char const* aExamples,
                          Verb const& aVerb);
 
-    /// @return the help or the version if the arguments ask for it, and then there is no verb to run; none otherwise
+    /// @return the help or the version if the arguments request it, and then there is no verb to run; none otherwise
     /// @throws Misuse when the arguments are invalid or name no verb
     std::optional<std::string> parse(int aCount, char const* const* aArguments);
 
@@ -113,9 +115,17 @@ public:
     std::optional<Answer> run(Report& aReport, Output& aOutput) const;
 
 private:
-    std::string verbNames() const;
+    std::optional<std::string> parseStrictly(std::vector<std::string> const& aArguments);
+    void checkValues(std::vector<std::string> const& aArguments) const;
+    std::string complaintAbout(std::string const& aUnexpected) const;
+    std::string helpText() const;
+    CLI::App const* verb() const;
+    CLI::Option const* optionNamed(std::string const& aName) const;
+    std::vector<std::string> verbNames() const;
 
     std::unique_ptr<CLI::App> const mParser;
+    CLI::App* mHelp;
+    std::optional<std::string> mHelpedVerb;  ///< argument of the verb help
     bool mIsJson = false;
     bool mIsTraced = false;
     std::string mExamples;

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include <fcntl.h>
@@ -38,11 +39,6 @@ int takeStandardOutput()
     openStandardDescriptors();
     ::dup2(STDERR_FILENO, STDOUT_FILENO);
     return taken;
-}
-
-[[noreturn]] void refuse(int aError)
-{
-    throw std::system_error(aError, std::generic_category(), "cannot write standard output");
 }
 }  // namespace
 
@@ -103,7 +99,7 @@ void Output::writeWhole(std::string const& aText)
 /// @return number of bytes written; errno is set when it is not all of them
 std::size_t Output::writeUntilError(std::string const& aText)
 {
-    std::size_t done = 0;
+    std::size_t done = mIsAbandoned ? aText.size() : 0;
     while (done < aText.size())
     {
         ssize_t const written = ::write(mDescriptor, aText.data() + done, aText.size() - done);
@@ -111,9 +107,37 @@ std::size_t Output::writeUntilError(std::string const& aText)
         {
             break;
         }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+        std::size_t const size = written > 0 ? static_cast<std::size_t>(written) : 0;
+        count(std::string_view(aText).substr(done, size));
+        done += size;
     }
     return done;
+}
+
+void Output::count(std::string_view aWritten)
+{
+    std::size_t const end = aWritten.find('\n');
+    if (!mFirstLine && end != std::string_view::npos)
+    {
+        mFirstLine = mWritten + end + 1;
+    }
+    mWritten += aWritten.size();
+}
+
+void Output::refuse(int aError)
+{
+    mIsAbandoned = aError == EPIPE && mFirstLine && mWritten - unread() >= *mFirstLine;
+    if (!mIsAbandoned)
+    {
+        throw std::system_error(aError, std::generic_category(), "cannot write standard output");
+    }
+}
+
+/// @return number of bytes that are left in the pipe
+std::size_t Output::unread() const
+{
+    int unread = 0;
+    return ::ioctl(mDescriptor, FIONREAD, &unread) == 0 ? static_cast<std::size_t>(unread) : 0;
 }
 
 /// Changes nothing when another process has appended to the file in the meantime.

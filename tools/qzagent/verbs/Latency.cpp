@@ -85,7 +85,8 @@ Measured measureAll(Setting const& aSetting, Options const& aOptions)
             aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
         canShow = attempt(report, [&] { aSetting.mOutput.write(text); });
     };
-    auto const mustStop = [&] { return Interruption::hasArrived() || !canShow; };
+    auto const mustStop = [&]
+    { return Interruption::hasArrived() || !canShow || aSetting.mOutput.isAbandoned(); };
     visitAdapters(
         report, aOptions.mAdapter,
         [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)

@@ -116,6 +116,9 @@ public:
         mBlock.clear();
     }
 
+    /// Whether nobody reads what is printed.
+    bool isAbandoned() const { return mSetting.mOutput.isAbandoned(); }
+
     std::uint64_t count() const { return mCount; }
 
 private:
@@ -137,7 +140,7 @@ private:
 template <typename Next>
 void printAll(RecordPrinter& aPrinter, Capture& aCapture, Next aNext)
 {
-    while (auto const record = (aCapture.*aNext)())
+    while (auto const record = aPrinter.isAbandoned() ? std::nullopt : (aCapture.*aNext)())
     {
         aPrinter.add(aCapture.position(), *record);
     }

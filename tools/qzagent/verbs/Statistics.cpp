@@ -58,7 +58,7 @@ public:
         {
             mEnd += mLength;
             take(look());
-            if (mSignals.count() > 0 || (i < count && !waitUntilEnd()))
+            if (mSignals.count() > 0 || mSetting.mOutput.isAbandoned() || (i < count && !waitUntilEnd()))
             {
                 return;
             }

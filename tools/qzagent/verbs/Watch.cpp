@@ -71,7 +71,8 @@ public:
         {
             mSetting.mReport.addError(ExitCode::failed, exception.what());
         }
-        if (mHasBegun)
+        // Without its reader, the verb ends quietly.
+        if (mHasBegun && !mSetting.mOutput.isAbandoned())
         {
             reportCounts();
         }
@@ -183,7 +184,11 @@ private:
         }
     }
 
-    bool mustStop() const { return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd); }
+    bool mustStop() const
+    {
+        return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd) ||
+               mSetting.mOutput.isAbandoned();
+    }
 
     /// @return whether the queue may have more events
     bool takeSome()
@@ -224,13 +229,18 @@ private:
         return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
     }
 
-    /// Waits for an event or a signal.
+    /// Waits for an event or a signal, or until the reader of the lines leaves.
     void wait(int aMilliseconds)
     {
-        std::array<pollfd, 2> descriptors{
-            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}}};
+        int const lines = mOptions.mOutput ? -1 : mSetting.mOutput.descriptor();
+        std::array<pollfd, 3> descriptors{
+            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}, {lines, 0, 0}}};
         ::poll(descriptors.data(), descriptors.size(), aMilliseconds);
         mSignals.take();
+        if ((descriptors[2].revents & POLLERR) != 0)
+        {
+            mSetting.mOutput.handleMissingReader();
+        }
     }
 
     void reportCounts()
