@@ -50,7 +50,7 @@ public:
     {
     }
 
-    /// Ends after the last interval or a signal.
+    /// Ends after the last interval or a signal, or when there are no adapters at the start.
     void run()
     {
         std::uint64_t const count = mOptions.mCount.value_or(std::numeric_limits<std::uint64_t>::max());
@@ -58,7 +58,8 @@ public:
         {
             mEnd += mLength;
             take(look());
-            if (mSignals.count() > 0 || mSetting.mOutput.isAbandoned() || (i < count && !waitUntilEnd()))
+            if (mIsEmpty || mSignals.count() > 0 || mSetting.mOutput.isAbandoned() ||
+                (i < count && !waitUntilEnd()))
             {
                 return;
             }
@@ -111,6 +112,7 @@ private:
         }
         mSetting.mReport.addOthers(aLook->mExitCode);
         StatisticsInterval const interval = mHistory.add(*aLook);
+        mIsEmpty = !mHasBegun && aLook->mAdapters.empty();
         if (mHasBegun)
         {
             auto const now = std::chrono::system_clock::now();
@@ -153,6 +155,7 @@ private:
     StatisticsHistory mHistory;
     LookClock::time_point mEnd = LookClock::now();  ///< of the current interval
     bool mHasBegun = false;                         ///< whether a look succeeded
+    bool mIsEmpty = false;                          ///< whether the first one found no adapters
 };
 
 Answer totals(Setting const& aSetting, StatisticsOptions const& aOptions)
