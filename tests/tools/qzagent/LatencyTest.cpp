@@ -272,6 +272,15 @@ TEST(QzagentLatency, PrintsWhatItHasMeasuredWhenItIsInterrupted)
     }
 }
 
+TEST(QzagentLatency, EndsAfterASecondSignalDuringACallThatDoesNotReturn)
+{
+    ProcessResult const result = runAgentInOn(
+        "\"$@\" & sleep 0.5; kill -INT $!; sleep 0.2; kill -INT $!; sleep 1; kill -TERM $!; wait $!; echo $?",
+        targetsOfTwoAdapters + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 1\ndelay_ms = 60000\n",
+        {"latency"});
+    EXPECT_EQ(result.mOutput, "143\n") << "SIGTERM ends it, the SIGINT shortly after the first one does not";
+}
+
 /// The output file, in its own folder.
 class QzagentLatencyFile : public testing::Test
 {

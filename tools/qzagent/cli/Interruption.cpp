@@ -1,12 +1,14 @@
 #include "tools/qzagent/cli/Interruption.h"
 
 #include <csignal>
+#include <ctime>
 
 #include <signal.h>
 
 namespace qzagent
 {
 std::sig_atomic_t volatile Interruption::sArrived = 0;
+timespec Interruption::sTime = {};
 
 Interruption::Interruption() : mInterrupt(), mTerminate()
 {
@@ -24,12 +26,24 @@ Interruption::~Interruption()
     ::sigaction(SIGTERM, &mTerminate, nullptr);
 }
 
-void Interruption::arrive(int)
+void Interruption::arrive(int aSignal)
 {
-    sArrived = 1;
-    struct sigaction action = {};
-    action.sa_handler = SIG_DFL;
-    ::sigaction(SIGINT, &action, nullptr);
-    ::sigaction(SIGTERM, &action, nullptr);
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    if (sArrived == 0)
+    {
+        sTime = now;
+        sArrived = 1;
+        return;
+    }
+    bool const isLater =
+        now.tv_sec - sTime.tv_sec > 1 || (now.tv_sec > sTime.tv_sec && now.tv_nsec >= sTime.tv_nsec);
+    if (isLater)
+    {
+        struct sigaction action = {};
+        action.sa_handler = SIG_DFL;
+        ::sigaction(aSignal, &action, nullptr);
+        ::raise(aSignal);
+    }
 }
 }  // namespace qzagent

@@ -3,13 +3,15 @@
 #pragma once
 
 #include <csignal>
+#include <ctime>
 
 #include <signal.h>
 
 namespace qzagent
 {
-/// Notices the first SIGINT or SIGTERM without interrupting a call of a library. The second signal ends the process as
-/// usual, so that a call that never returns can be stopped. One object may exist at a time.
+/// Notices the first SIGINT or SIGTERM without interrupting a call of a library. A signal that arrives a second later or
+/// more ends the process as usual, so that a call that never returns can be stopped. timeout(1) sends a signal twice at
+/// once, which counts as one. One object may exist at a time.
 class Interruption
 {
 public:
@@ -25,6 +27,7 @@ private:
     static void arrive(int aSignal);
 
     static std::sig_atomic_t volatile sArrived;
+    static timespec sTime;        ///< at which the first signal arrived
     struct sigaction mInterrupt;  ///< the previous actions
     struct sigaction mTerminate;
 };
