@@ -126,7 +126,7 @@ ProcessResult runAgentOnTerminalOf(std::string const& aScenario, Arguments const
 {
     TemporaryFile const scenario(aScenario, ".toml");
     return runOnTerminal({SIMULATOR, "--scenario", scenario.path(), "--", AGENT}, aArguments,
-                         {{"TERM", "xterm"}}, {});
+                         {{"TERM", "xterm"}, {"NO_COLOR", ""}}, {});
 }
 
 nlohmann::json documentOf(ProcessResult const& aResult)

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <iterator>
 
+#include <dlfcn.h>
 #include <hbaapi.h>
 #include <unistd.h>
 
@@ -35,6 +36,17 @@ void fillUp(char (&aField)[size], char aByte)
     std::memset(aField, aByte, size);
 }
 
+/// Loads and calls the library that the environment names, if any.
+void loadNoisyLibrary()
+{
+    char const* const path = std::getenv("NOISY_LIBRARY");
+    void* const library = path == nullptr ? nullptr : dlopen(path, RTLD_NOW);
+    if (library != nullptr)
+    {
+        reinterpret_cast<void (*)(char const*)>(dlsym(library, "printNoise"))("call");
+    }
+}
+
 void printCall(char const* aCall) { std::fprintf(stderr, "%s\n", aCall); }
 }  // namespace
 
@@ -51,6 +63,7 @@ extern "C"
     {
         printCall("HBA_LoadLibrary");
         std::printf("complaint through stdio\n");
+        loadNoisyLibrary();
         char const complaint[] = "complaint through the descriptor\n";
         return write(STDOUT_FILENO, complaint, sizeof complaint - 1) > 0 ? HBA_STATUS_OK : HBA_STATUS_ERROR;
     }

@@ -58,6 +58,20 @@ TEST(QzagentOutput, ContainsNoOutputOfAnHbaLibrary)
     EXPECT_THAT(result.mOutput, Not(HasSubstr("complaint")));
 }
 
+TEST(QzagentOutput, ContainsNothingThatALibraryPrintsInAnyWayAtAnyTime)
+{
+    ProcessResult const result =
+        runAgent({"adapters", "--json"}, with(hostileHbaapi(), "NOISY_LIBRARY", NOISY_LIBRARY));
+    EXPECT_EQ(documentOf(result)["adapters"].size(), 3u);
+    for (std::string const moment : {"load", "call", "atexit", "destruction"})
+    {
+        for (std::string const way : {"printf", "puts", "fputs", "cout", "write"})
+        {
+            EXPECT_THAT(linesOf(result.mErrors), Contains(moment + ": " + way));
+        }
+    }
+}
+
 TEST(QzagentOutput, LibraryOutputAppearsOnStandardErrorImmediately)
 {
     EXPECT_THAT(runAgent({"adapters"}, hostileHbaapi()).mErrors,
@@ -172,6 +186,24 @@ TEST(QzagentOutput, TableIsNotColouredWithNoColor)
         runAgentOnTerminal({"adapters"}, with(hostileHbaapi(), "NO_COLOR", "1")).mOutput;
     EXPECT_THAT(output, HasSubstr(" 0xabc  ok"));
     EXPECT_THAT(output, Not(HasSubstr(escape)));
+}
+
+TEST(QzagentOutput, TableIsNotColouredOnADumbTerminal)
+{
+    std::string const output =
+        runAgentOnTerminal({"adapters"}, with(with(hostileHbaapi(), "NO_COLOR", ""), "TERM", "dumb")).mOutput;
+    EXPECT_THAT(output, HasSubstr(" 0xabc  ok"));
+    EXPECT_THAT(output, Not(HasSubstr(escape)));
+}
+
+TEST(QzagentOutput, StatesOfPortsAreColouredOnATerminal)
+{
+    std::string const scenario =
+        shippedScenario("two-adapters") + "\n" +
+        "[[adapter.port]]\nport_wwn = \"10:00:00:00:c9:00:00:12\"\nstate = \"DIAGNOSTICS\"\n";
+    std::string const output = runAgentOnTerminalOf(scenario, {"inventory"}).mOutput;
+    EXPECT_THAT(output, AllOf(HasSubstr(std::string(green) + "ONLINE"), HasSubstr("\x1b[31mLINKDOWN"),
+                              HasSubstr("\x1b[1;33mDIAGNOSTICS")));
 }
 
 TEST(QzagentOutput, TableIsNotColouredWhenOnlyStandardErrorIsATerminal)

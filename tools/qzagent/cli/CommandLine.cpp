@@ -22,6 +22,7 @@
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Suggestion.h"
+#include "tools/qzagent/cli/Terminal.h"
 
 namespace qzagent
 {
@@ -32,7 +33,7 @@ constexpr char const* helpName = "help";
 bool isColoured(Output const& aOutput)
 {
     char const* const noColour = std::getenv("NO_COLOR");
-    return aOutput.isTerminal() && (noColour == nullptr || *noColour == '\0');
+    return aOutput.isTerminal() && understandsEscapes() && (noColour == nullptr || *noColour == '\0');
 }
 
 std::string footer(std::string const& aExamples)

@@ -70,7 +70,7 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
 
 void Report::add(Message const& aMessage, ExitCode aCode)
 {
-    mErrors.writeLine("qzagent: " + printable(lineOf(aMessage)) + "\n");
+    mErrors.writeLine("qzagent: " + lineOf(aMessage));
     mMessages.push_back(aMessage);
     mExitCode = std::max(mExitCode, aCode);
 }

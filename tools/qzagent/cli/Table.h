@@ -10,8 +10,8 @@ struct libscols_table;
 
 namespace qzagent
 {
-/// A table whose lines are at most 100 characters wide. Bytes that the locale cannot print are shown as \xNN, so no
-/// cell can control the terminal.
+/// A table whose lines are at most 100 characters wide. The cells are shown in printable form, so none can
+/// control the terminal.
 class Table
 {
 public:

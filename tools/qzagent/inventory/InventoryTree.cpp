@@ -121,7 +121,7 @@ private:
         {
             std::string item = name;
             std::replace(item.begin(), item.end(), '_', ' ');
-            addRow(item, valueText(value), aParent);
+            addRow(item, {valueText(value), name == "state" ? colourOfState(value) : nullptr}, aParent);
         }
     }
 
