@@ -414,6 +414,17 @@ protected:
         return outcomeOf([&] { mAdapter.targetMappings(aDeadline); });
     }
 
+    /// The outcome of an answer MORE_DATA that no adapter gives.
+    static std::string implausible(HBA_UINT32 aCount, HBA_UINT32 aRoom)
+    {
+        std::string text = mappingFailed;
+        std::string const start = "HBA_GetFcpTargetMapping method failed";
+        text.insert(text.find(start) + start.size(), ": implausible number of mappings, " +
+                                                         std::to_string(aCount) + " after room for " +
+                                                         std::to_string(aRoom));
+        return text;
+    }
+
     HbaApi mApi;
     Adapter mAdapter{mApi, "qz-0"};
 };
@@ -450,8 +461,27 @@ TEST_F(HbaApiDeadline, RequestForABlockThatIsNoLargerFails)
     for (HBA_UINT32 const count : {0u, 1u, 255u, 256u})
     {
         answerMappings(HBA_STATUS_ERROR_MORE_DATA, count);
-        EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), mappingFailed) << count;
+        EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), implausible(count, 256));
     }
+    EXPECT_THAT(mHbaapi.mTargetMappings, IsEmpty());
+}
+
+TEST_F(HbaApiDeadline, RequestForMoreThanAMillionMappingsFails)
+{
+    answerMappings(HBA_STATUS_ERROR_MORE_DATA, 0x100001);
+    EXPECT_EQ(outcomeUntil(steady_clock::now()), implausible(0x100001, 256));
+    answerMappings(HBA_STATUS_ERROR_MORE_DATA, 0x100000);
+    answerMappings(HBA_STATUS_OK, 1);
+    EXPECT_EQ(mAdapter.targetMappings(steady_clock::now()).size(), 1u);
+}
+
+TEST_F(HbaApiDeadline, RequestForALargerBlockIsMetSixteenTimes)
+{
+    for (HBA_UINT32 count = 257; count <= 273; ++count)
+    {
+        answerMappings(HBA_STATUS_ERROR_MORE_DATA, count);
+    }
+    EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), implausible(273, 272));
     EXPECT_THAT(mHbaapi.mTargetMappings, IsEmpty());
 }
 
@@ -534,6 +564,36 @@ TEST_F(HbaApiLuns, ReportThatThereIsNoMemory)
     EXPECT_EQ(timesOf("HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)"), 0);
 }
 
+TEST_F(HbaApiLuns, QueryIntoAReportReplacesItsListAndKeepsItsBlock)
+{
+    answerLuns(HBA_STATUS_OK, {0, 0, 0, 16, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 2});
+    answerLuns(HBA_STATUS_OK, {0, 0, 0, 8, 0, 0, 0, 0, 0, 3});
+    LunReport report;
+    unsigned char const* const block = report.bytes().begin();
+    EXPECT_THAT(report.luns(), IsEmpty());
+    mAdapter.reportLuns(remotePort, report);
+    EXPECT_EQ(report.luns().size(), 2u);
+    mAdapter.reportLuns(remotePort, report);
+    EXPECT_THAT(report.luns(), ElementsAre(ElementsAre(0, 3, 0, 0, 0, 0, 0, 0)));
+    EXPECT_EQ(report.bytes().begin(), block);
+    EXPECT_EQ(report.bytes().mSize, 4104u);
+}
+
+TEST_F(HbaApiLuns, QueryIntoAReportThatHasNoBlockOrASmallOneAllocatesOne)
+{
+    LunReport moved;
+    LunReport const taken = std::move(moved);
+    LunReport small(std::unique_ptr<void, qz::BlockRelease>(std::calloc(1, 4103)), 4103);
+    for (LunReport* const report : {&moved, &small})
+    {
+        answerLuns(HBA_STATUS_OK, {0, 0, 0x10, 0});
+        mAdapter.reportLuns(remotePort, *report);
+        EXPECT_EQ(report->luns().size(), 512u);
+        EXPECT_EQ(report->bytes().mSize, 4104u);
+    }
+    EXPECT_EQ(timesOf("HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)"), 2);
+}
+
 /// A report in a block that has exactly its size.
 LunReport reportOf(Bytes const& aBytes)
 {
@@ -575,6 +635,20 @@ TEST(LunReport, LeavesOutWhatIsNoWholeLun)
         EXPECT_EQ(lunsOf(length, 24), length / 8) << length;
         EXPECT_EQ(lunsOf(24, length), length / 8) << length;
     }
+}
+
+TEST(LunReport, AnswerHasTheHeaderAndTheList)
+{
+    EXPECT_EQ(reportOf({0, 0, 0, 8, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xee, 0xee}).answerSize(), 16u);
+    EXPECT_EQ(reportOf({0, 0, 0, 0, 0, 0, 0, 0, 0xee}).answerSize(), 8u);
+}
+
+TEST(LunReport, AnswerEndsWithItsBlock)
+{
+    EXPECT_EQ(reportOf({0, 0, 0, 9, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0}).answerSize(), 16u);
+    EXPECT_EQ(reportOf({0xff, 0xff, 0xff, 0xff, 0, 0, 0, 0}).answerSize(), 8u);
+    EXPECT_EQ(reportOf(Bytes(7, 0xff)).answerSize(), 7u);
+    EXPECT_EQ(reportOf({}).answerSize(), 0u);
 }
 
 TEST(LunReport, ShowsItsBytesInPlace)

@@ -51,7 +51,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "inventory",
                   1},
         Situation{"FaultyPort", shippedScenario("faulty-port"), {"inventory", "--json"}, "inventory", 1},
-        Situation{"LargeFabric", shippedScenario("large-fabric"), {"inventory", "--json"}, "inventory", 1},
+        Situation{"LargeFabric", shippedScenario("large-fabric"), {"inventory", "--json"}, "inventory", 0},
         Situation{"UnknownAdapter",
                   oneAdapter,
                   {"inventory", "--json", "--adapter", "example-fc-9"},

@@ -111,7 +111,7 @@ extern "C"
         aAttributes->PortSpeed = 8;
         aAttributes->PortSupportedSpeed = 0x80000009;
         fillUp(aAttributes->OSDeviceName, 'd');
-        aAttributes->NumberofDiscoveredPorts = 0xffffffff;
+        aAttributes->NumberofDiscoveredPorts = 0xffff;
         return HBA_STATUS_OK;
     }
 
@@ -145,6 +145,7 @@ extern "C"
     HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void* aResponse, HBA_UINT32, void*, HBA_UINT32)
     {
         auto* const response = static_cast<HBA_UINT8*>(aResponse);
+        std::memset(response, 0, 8);
         response[3] = sizeof extendedLun;
         std::memcpy(response + 8, extendedLun, sizeof extendedLun);
         return HBA_STATUS_OK;

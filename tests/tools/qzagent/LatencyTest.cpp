@@ -38,7 +38,7 @@ std::string const oneFails = targetsOfTwoAdapters + fault("HBA_SendReportLUNs", 
 
 char const* const failedReport =
     "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed (code "
-    "802)\n";
+    "802): HBA_STATUS_ERROR (1) in call 15, HBA_SendReportLUNs\n";
 
 unsigned int sumOfBuckets(nlohmann::json const& aLatencies)
 {

@@ -45,9 +45,11 @@ TEST(QzagentOutput, ContainsNoOutputOfTheCommonLibrary)
 {
     ProcessResult const result = runAgent({"adapters"}, hiddenConfiguration());
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors,
-              "Cannot open /etc/hba.conf\n"
-              "qzagent: QZCExitConditionEx: Can't load HBAAPI library! (code 19)\n");
+    EXPECT_EQ(
+        result.mErrors,
+        "Cannot open /etc/hba.conf\n"
+        "qzagent: QZCExitConditionEx: Can't load HBAAPI library! (code 19): HBA_STATUS_ERROR (1) in call 1, "
+        "HBA_LoadLibrary\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -101,7 +103,8 @@ TEST(QzagentOutput, EscapesNamesOnStandardError)
 {
     std::string const errors = runAgent({"adapters"}, hostileHbaapi()).mErrors;
     EXPECT_THAT(linesOf(errors), Contains(R"(qzagent: red\x1b[2J\x0aalert: QZCHbaapiEx: )"
-                                          "HBA_OpenAdapter method failed (code 802)"));
+                                          "HBA_OpenAdapter method failed (code 802): HBA_STATUS_ERROR (1) "
+                                          "in call 5, HBA_OpenAdapter"));
     EXPECT_THAT(errors, Not(HasSubstr(escape)));
 }
 
@@ -292,7 +295,8 @@ TEST(QzagentOutput, LeavingReaderDoesNotHideOtherFailures)
     ProcessResult const result =
         runAgentInOn(scriptWithReader("head -n 1"),
                      manyAdapters() + fault("HBA_OpenAdapter", "7", "HBA_STATUS_ERROR"), {"adapters"});
-    EXPECT_THAT(result.mErrors, HasSubstr("HBA_OpenAdapter method failed (code 802)\nstatus 1\n"));
+    EXPECT_THAT(result.mErrors,
+                AllOf(HasSubstr("HBA_OpenAdapter method failed (code 802)"), EndsWith("\nstatus 1\n")));
 }
 
 TEST(QzagentOutput, OutputIsWrittenWhenStandardErrorIsClosed)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/PartialAnswer.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Suggestion.h"
 #include "tools/qzagent/cli/Terminal.h"
@@ -326,9 +328,21 @@ CLI::Option const* CommandLine::optionNamed(std::string const& aName) const
 
 std::string CommandLine::command() const { return verb() == nullptr ? toolName : verb()->get_name(); }
 
-std::optional<Answer> CommandLine::run(Report& aReport, Output& aOutput) const
+void CommandLine::addTimeout(ArgumentList& aArguments)
 {
-    return mVerb({aReport, aOutput, mIsJson, mIsTraced, isColoured(aOutput)});
+    constexpr unsigned int day = 86400;
+    aArguments.addNumber("--timeout", "S", {1, day}, mTimeout,
+                         "Fail when the verb takes longer than S seconds, 1 to 86400; no limit by default");
+}
+
+std::optional<std::chrono::seconds> CommandLine::timeout() const
+{
+    return mTimeout ? std::optional(std::chrono::seconds(*mTimeout)) : std::nullopt;
+}
+
+std::optional<Answer> CommandLine::run(Report& aReport, Output& aOutput, PartialAnswer& aPartial) const
+{
+    return mVerb({aReport, aOutput, mIsJson, mIsTraced, isColoured(aOutput), aPartial});
 }
 
 std::vector<std::string> CommandLine::verbNames() const

@@ -2,6 +2,7 @@
 /// The command line of qzagent: its verbs, their options, and the parsed values.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/PartialAnswer.h"
 #include "tools/qzagent/cli/Report.h"
 
 // Only the source file includes the parser, which takes seconds to compile.
@@ -32,6 +34,7 @@ struct Setting
     bool mIsJson;
     bool mIsTraced;
     bool mIsColoured;  ///< whether the text output uses colours
+    PartialAnswer& mPartial;
 };
 
 /// Runs a verb.
@@ -101,6 +104,9 @@ public:
     ArgumentList addVerb(char const* aName, char const* aDescription, char const* aExamples,
                          Verb const& aVerb);
 
+    /// Adds the option --timeout of verbs that call libraries.
+    void addTimeout(ArgumentList& aArguments);
+
     /// @return the help or the version if the arguments request it, and then there is no verb to run; none otherwise
     /// @throws Misuse when the arguments are invalid or name no verb
     std::optional<std::string> parse(int aCount, char const* const* aArguments);
@@ -110,9 +116,12 @@ public:
 
     bool isTraced() const { return mIsTraced; }
 
+    /// The longest time that the run may take; none for no limit.
+    std::optional<std::chrono::seconds> timeout() const;
+
     /// Runs the verb that the arguments name.
     /// @return the result to print; none when the verb has already written its output
-    std::optional<Answer> run(Report& aReport, Output& aOutput) const;
+    std::optional<Answer> run(Report& aReport, Output& aOutput, PartialAnswer& aPartial) const;
 
 private:
     std::optional<std::string> parseStrictly(std::vector<std::string> const& aArguments);
@@ -128,6 +137,7 @@ private:
     std::optional<std::string> mHelpedVerb;  ///< argument of the verb help
     bool mIsJson = false;
     bool mIsTraced = false;
+    std::optional<unsigned int> mTimeout;
     std::string mExamples;
     Verb mVerb;
 };

@@ -4,6 +4,7 @@
 #include <array>
 #include <climits>
 #include <ctime>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -37,8 +38,7 @@ std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std:
 void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
                         std::optional<std::string> const& aRemotePort)
 {
-    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter, aRemotePort},
-        ExitCode::failed);
+    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure, aAdapter, aRemotePort}, ExitCode::failed);
 }
 
 void Report::addError(ExitCode aCode, std::string const& aText)
@@ -53,12 +53,13 @@ void Report::addNote(std::string const& aText)
 
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
 {
+    std::lock_guard const lock(mMutex);
     nlohmann::ordered_json document{{"format_version", formatVersion},
                                     {"tool_version", QZAGENT_VERSION},
                                     {"host", printable(hostName())},
                                     {"generated_at", now()},
                                     {"command", aCommand},
-                                    {"exit_status", static_cast<int>(mExitCode)},
+                                    {"exit_status", static_cast<int>(mExitCode.load())},
                                     {"messages", nlohmann::ordered_json::array()}};
     for (Message const& message : mMessages)
     {
@@ -71,8 +72,9 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
 void Report::add(Message const& aMessage, ExitCode aCode)
 {
     mErrors.writeLine("qzagent: " + lineOf(aMessage));
+    std::lock_guard const lock(mMutex);
     mMessages.push_back(aMessage);
-    mExitCode = std::max(mExitCode, aCode);
+    mExitCode = std::max(mExitCode.load(), aCode);
 }
 
 std::string Report::lineOf(Message const& aMessage)
@@ -81,11 +83,15 @@ std::string Report::lineOf(Message const& aMessage)
     {
         return fmt::format("{}: {}", aMessage.mSeverity, aMessage.mText);
     }
-    if (!aMessage.mException)
+    if (!aMessage.mFailure)
     {
         return aMessage.mText;
     }
-    std::string line = textOf(Failure{*aMessage.mException, aMessage.mText, aMessage.mCode});
+    std::string line = textOf(*aMessage.mFailure);
+    if (aMessage.mFailure->mCause)
+    {
+        line += ": " + aMessage.mFailure->mCause->mText;
+    }
     for (auto const& subject : {aMessage.mRemotePort, aMessage.mAdapter})
     {
         line = (subject ? *subject + ": " : "") + line;
@@ -97,9 +103,9 @@ nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
 {
     nlohmann::ordered_json json{
         {"severity", aMessage.mSeverity}, {"text", aMessage.mText}, {"code", aMessage.mCode}};
-    if (aMessage.mException)
+    if (aMessage.mFailure)
     {
-        json["exception"] = *aMessage.mException;
+        json.update(qzagent::jsonOf(*aMessage.mFailure));
     }
     if (aMessage.mAdapter)
     {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +25,7 @@ struct Answer
 };
 
 /// Collects the messages of a run. Each message is also written to standard error as one line when it is added.
+/// Thread-safe.
 class Report
 {
 public:
@@ -43,7 +46,7 @@ public:
     void addNote(std::string const& aText);
 
     /// Raises the exit code to that of messages that another process has written to standard error.
-    void addOthers(ExitCode aCode) { mExitCode = std::max(mExitCode, aCode); }
+    void addOthers(ExitCode aCode) { mExitCode = std::max(mExitCode.load(), aCode); }
 
     /// The stream to which the messages are written.
     ErrorStream& errors() { return mErrors; }
@@ -62,7 +65,7 @@ private:
         char const* mSeverity;
         std::string mText;
         unsigned int mCode;
-        std::optional<std::string> mException;
+        std::optional<Failure> mFailure;
         std::optional<std::string> mAdapter;
         std::optional<std::string> mRemotePort;
     };
@@ -72,7 +75,8 @@ private:
     static nlohmann::ordered_json jsonOf(Message const& aMessage);
 
     ErrorStream& mErrors;
+    mutable std::mutex mMutex;  ///< of the messages
     std::vector<Message> mMessages;
-    ExitCode mExitCode = ExitCode::success;
+    std::atomic<ExitCode> mExitCode = ExitCode::success;
 };
 }  // namespace qzagent

@@ -76,6 +76,8 @@ Table::Row Table::addRow(std::vector<Cell> const& aCells, Row aParent)
     return line;
 }
 
+void Table::hideNames() { check(scols_table_enable_noheadings(mTable, 1) == 0); }
+
 std::string Table::text() const
 {
     char* text = nullptr;

@@ -50,6 +50,9 @@ public:
     /// @param aParent parent row in the tree; null for none
     Row addRow(std::vector<Cell> const& aCells, Row aParent = nullptr);
 
+    /// Leaves out the names of the columns.
+    void hideNames();
+
     /// @return the table as text
     /// @throws std::bad_alloc when memory is exhausted, as do all methods
     std::string text() const;

@@ -14,10 +14,12 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
-#include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Suggestion.h"
+#include "tools/qzagent/hba/HbaLimits.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/WantedAdapters.h"
 
 namespace qzagent
@@ -27,13 +29,14 @@ namespace
 /// Calls the function, and reports its failure.
 void reportFailure(Report& aReport, std::function<void()> const& aFunction)
 {
+    HbaStep const step;
     try
     {
         aFunction();
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception));
+        aReport.addFailure(step.failureOf(exception));
     }
 }
 
@@ -41,7 +44,13 @@ void reportFailure(Report& aReport, std::function<void()> const& aFunction)
 std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
 {
     QZCVector<QZCString> names;
-    reportFailure(aReport, [&] { aHbaapi.HA_GetAdapterNames(aHbaapi.HA_GetNumberOfAdapters(), names); });
+    reportFailure(aReport,
+                  [&]
+                  {
+                      unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
+                      expectAtMost(mostAdapters, count, "adapters");
+                      aHbaapi.HA_GetAdapterNames(count, names);
+                  });
     std::vector<std::string> result;
     for (QZCString const& name : names)
     {
@@ -83,7 +92,9 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
     reportFailure(aReport,
                   [&]
                   {
+                      setCurrentStep("loading of the HBA libraries");
                       qz::HbaApi api;
+                      setCurrentStep("adapters");
                       reportFailure(aReport,
                                     [&]
                                     {

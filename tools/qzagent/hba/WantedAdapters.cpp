@@ -14,6 +14,8 @@
 #include "agentkit/include/Wwn.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/HbaLimits.h"
+#include "tools/qzagent/hba/HbaStep.h"
 
 namespace qzagent
 {
@@ -40,6 +42,7 @@ bool hasName(qz::Adapter& aAdapter, qz::Wwn const& aName)
 {
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> const attributes = aAdapter.attributes();
     bool isFound = qz::Wwn(attributes->NodeWWN) == aName;
+    expectAtMost(mostPorts, attributes->NumberOfPorts, "ports");
     for (HBA_UINT32 i = 0; !isFound && i < attributes->NumberOfPorts; ++i)
     {
         HBA_PORTATTRIBUTES const port = aAdapter.port(i);
@@ -54,6 +57,7 @@ Indexes withName(qz::HbaApi& aApi, std::vector<std::string> const& aNames, qz::W
     std::vector<std::pair<std::string, Failure>> failures;
     auto const isWanted = [&](std::size_t aIndex)
     {
+        HbaStep const step;
         try
         {
             qz::Adapter adapter(aApi, aNames[aIndex]);
@@ -61,7 +65,7 @@ Indexes withName(qz::HbaApi& aApi, std::vector<std::string> const& aNames, qz::W
         }
         catch (std::exception const& exception)
         {
-            failures.emplace_back(aNames[aIndex], failureOf(exception));
+            failures.emplace_back(aNames[aIndex], step.failureOf(exception));
             return false;
         }
     };

@@ -16,7 +16,7 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/hba/Lun.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
@@ -64,11 +64,12 @@ LatencySurvey::~LatencySurvey() = default;
 void LatencySurvey::add(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
 {
     SurveyedAdapter adapter{aIndex, aName, {}, {}};
+    HbaStep const step;
     try
     {
         mProgress.setStep(aName + ": target mappings");
         adapter.mOpened = std::make_unique<qz::Adapter>(aApi, aName);
-        PortNames const names = targetPortsIn(adapter.mOpened->targetMappings());
+        PortNames const names = targetPortsIn(targetMappingsOf(*adapter.mOpened));
         adapter.mPorts.emplace();
         for (qz::Wwn const& name : names)
         {
@@ -77,7 +78,7 @@ void LatencySurvey::add(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
     }
     catch (std::exception const& exception)
     {
-        mReport.addFailure(failureOf(exception), aName);
+        mReport.addFailure(step.failureOf(exception), aName);
     }
     mAdapters.push_back(std::move(adapter));
 }
@@ -148,18 +149,19 @@ void LatencySurvey::measure(std::function<bool()> const& aMustStop,
 void LatencySurvey::query(SurveyedAdapter& aAdapter, Port& aPort)
 {
     mProgress.setStep(aPort.mStep);
+    HbaStep const step;
     try
     {
         Clock::time_point const start = Clock::now();
-        qz::LunReport const report = aAdapter.mOpened->reportLuns(aPort.mName);
+        aAdapter.mOpened->reportLuns(aPort.mName, mAnswer);
         Latency const latency = Clock::now() - start;
         aPort.mValues.push_back(latency);
-        aPort.mHistogram.add(latency, sizeOf(report));
+        aPort.mHistogram.add(latency, mAnswer.answerSize());
     }
     catch (std::exception const& exception)
     {
         aPort.mHasFailed = true;
-        mReport.addFailure(failureOf(exception), aAdapter.mName, aPort.mName.text());
+        mReport.addFailure(step.failureOf(exception), aAdapter.mName, aPort.mName.text());
     }
 }
 

@@ -97,5 +97,6 @@ private:
     Report& mReport;
     Progress& mProgress;
     std::vector<SurveyedAdapter> mAdapters;
+    qz::LunReport mAnswer;
 };
 }  // namespace qzagent

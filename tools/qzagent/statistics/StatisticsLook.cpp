@@ -20,9 +20,10 @@
 #include "agentkit/include/Wwn.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 #include "tools/qzagent/cli/ExitCodes.h"
-#include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/HbaLimits.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/Host.h"
 #include "tools/qzagent/statistics/Counters.h"
 
@@ -30,7 +31,7 @@ namespace qzagent
 {
 namespace
 {
-constexpr unsigned int hbaapiCode = 802;
+constexpr unsigned int failedCallCode = 802;
 
 Counts countsOfPort(qz::Adapter& aAdapter, unsigned int aIndex, qz::Wwn const& aName)
 {
@@ -43,7 +44,8 @@ Counts countsOfPort(qz::Adapter& aAdapter, unsigned int aIndex, qz::Wwn const& a
     if (HBA_GetPortStatistics(aAdapter.handle(), aIndex, &statistics) != HBA_STATUS_OK)
     {
         throw QZCHbaapiEx(
-            fmt::format("HBA_GetPortStatistics method failed for port {}", aName.text()).c_str(), hbaapiCode);
+            fmt::format("HBA_GetPortStatistics method failed for port {}", aName.text()).c_str(),
+            failedCallCode);
     }
     return countsOf(statistics);
 }
@@ -53,17 +55,19 @@ void readPorts(qz::HbaApi& aApi, AdapterStatistics& aAdapter, Report& aReport)
 {
     qz::Adapter opened(aApi, aAdapter.mName);
     unsigned int const count = opened.attributes()->NumberOfPorts;
+    expectAtMost(mostPorts, count, "ports");
     aAdapter.mPorts.emplace();
     for (unsigned int i = 0; i < count; ++i)
     {
         PortStatistics port{i, qz::Wwn(opened.port(i).PortWWN), {}};
+        HbaStep const step;
         try
         {
             port.mCounts = countsOfPort(opened, i, port.mName);
         }
         catch (std::exception const& exception)
         {
-            aReport.addFailure(failureOf(exception), aAdapter.mName);
+            aReport.addFailure(step.failureOf(exception), aAdapter.mName);
         }
         aAdapter.mPorts->push_back(port);
     }
@@ -173,13 +177,14 @@ StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport
                       aProgress.setStep(aName + ": statistics");
                       AdapterStatistics& adapter =
                           look.mAdapters.emplace_back(AdapterStatistics{aIndex, aName, {}, false});
+                      HbaStep const step;
                       try
                       {
                           readPorts(aApi, adapter, aReport);
                       }
                       catch (std::exception const& exception)
                       {
-                          aReport.addFailure(failureOf(exception), aName);
+                          aReport.addFailure(step.failureOf(exception), aName);
                       }
                   });
     look.mTime = std::chrono::steady_clock::now().time_since_epoch();

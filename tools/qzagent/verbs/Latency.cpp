@@ -163,6 +163,7 @@ std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
     std::string charts;
     if (!aOptions.mOutput || attempt(report, [&] { file.emplace(*aOptions.mOutput); }))
     {
+        aSetting.mPartial.provide([] { return Answer{keysOf({{}, {emptyEntry(), {}}}), ""}; });
         measured = measureAll(aSetting, aOptions);
         if (measured.mLatencies.mFigures)
         {
@@ -200,5 +201,6 @@ void addLatency(CommandLine& aCommandLine)
                         "Also show the latencies of each S seconds");
     arguments.addText("--output", "FILE", options->mOutput,
                       "Write the encoded latency data to this file, which must not exist");
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -162,6 +162,7 @@ Answer totals(Setting const& aSetting, StatisticsOptions const& aOptions)
 {
     Report& report = aSetting.mReport;
     Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
+    aSetting.mPartial.provide([] { return Answer{{{"adapters", nlohmann::ordered_json::array()}}, ""}; });
     StatisticsLook const look = lookAt(aOptions.mAdapter, report, progress);
     return {{{"adapters", jsonOf(look)}}, tableOf(look, aSetting.mIsColoured)};
 }
@@ -205,5 +206,6 @@ void addStatistics(CommandLine& aCommandLine)
                         "Show what was counted in each S seconds");
     arguments.addNumber("--count", "N", {1, mostIntervals}, options->mCount,
                         "With --interval, stop after N intervals");
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

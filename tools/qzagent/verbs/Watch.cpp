@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <poll.h>
 
 #include "agentkit/include/EventQueue.h"
@@ -20,6 +21,7 @@
 #include "backend/common/include/Exception.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
@@ -44,6 +46,12 @@ constexpr std::size_t mostWaitingEvents = 65'536;
 constexpr std::size_t mostWaitingBytes = std::size_t{64} << 20U;
 /// Number of events that are processed before the clock and the signals are checked again.
 constexpr unsigned int eventsPerRound = 256;
+
+nlohmann::ordered_json keysOf(std::uint64_t aReceived, std::uint64_t aWritten, std::uint64_t aDropped,
+                              WatchTally const& aTally)
+{
+    return {{"received", aReceived}, {"written", aWritten}, {"dropped", aDropped}, {"events", aTally.json()}};
+}
 
 class Watch
 {
@@ -85,16 +93,14 @@ public:
         {
             return {};
         }
-        return Answer{{{"received", mQueue.received()},
-                       {"written", written()},
-                       {"dropped", dropped()},
-                       {"events", mTally.json()}},
+        return Answer{keysOf(mQueue.received(), written(), dropped(), mTally),
                       mTally.table(mSetting.mIsColoured)};
     }
 
 private:
     void watch()
     {
+        setCurrentStep("loading of libvqm");
         qz::VqmLibrary library;
         ReportedEnvironment environment(library, mSetting.mReport);
         findBoards(*environment);
@@ -114,7 +120,7 @@ private:
 
     void findBoards(qz::VqmEnvironment& aEnvironment)
     {
-        unsigned int const count = aEnvironment.numberOfBoards();
+        unsigned int const count = numberOfBoards(aEnvironment);
         if (count == 0)
         {
             throw std::runtime_error("no boards to watch");
@@ -168,6 +174,7 @@ private:
 
     void watchUntilEnd()
     {
+        setCurrentStep("waiting for events");
         if (mOptions.mSeconds)
         {
             mEnd = Clock::now() + std::chrono::seconds(*mOptions.mSeconds);
@@ -275,6 +282,15 @@ private:
 
 std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOptions)
 {
+    aSetting.mPartial.provide(
+        [&aOptions]() -> std::optional<Answer>
+        {
+            if (!aOptions.mOutput)
+            {
+                return {};
+            }
+            return Answer{keysOf(0, 0, 0, WatchTally()), ""};
+        });
     Watch watch(aSetting, aOptions);
     watch.run();
     return watch.answer();
@@ -293,5 +309,6 @@ void addWatch(CommandLine& aCommandLine)
                              "until SIGINT or SIGTERM\n",
                              [options](Setting const& aSetting) { return watch(aSetting, *options); });
     addOptions(arguments, *options);
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent
