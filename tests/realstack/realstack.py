@@ -31,6 +31,11 @@ class Machine:
         self._folder = folder
         self.sys = pathlib.Path(folder) / "sys"
 
+    def append_configuration(self, line):
+        """Adds a line to /etc/hba.conf."""
+        with open(pathlib.Path(self._folder) / "hba.conf", "a", encoding="ascii") as file:
+            file.write(line + "\n")
+
     def _arguments(self, command):
         """The sanitizers accept a preloaded library, and do not report what libhbalinux leaks."""
         options = os.environ.get("ASAN_OPTIONS", "")

@@ -166,6 +166,18 @@ class Inventory(unittest.TestCase):
     def test_has_a_failure_for_a_device_that_answers_too_few_bytes(self):
         self.assert_shows("short-answers", exit_code=1)
 
+    def test_notes_a_library_that_is_not_loaded_and_shows_the_adapters_of_the_others(self):
+        with realstack.made("no-remote-ports") as made:
+            made.append_configuration("# a comment /usr/lib/none.so")
+            made.append_configuration("example.missing /usr/lib/none.so # no such file")
+            result = made.run(QZAGENT, "inventory", "--json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        document = json.loads(result.stdout)
+        self.assertEqual([(message["severity"], message["text"]) for message in document["messages"]],
+                         [("note", "HBA library example.missing (/usr/lib/none.so) is not loaded: /usr/lib/none.so: "
+                                   "cannot open shared object file: No such file or directory")])
+        self.assertEqual(len(document["adapters"]), 1)
+
     def test_is_not_mixed_with_what_the_library_prints(self):
         errors = self.assert_shows("no-capabilities")
         self.assertIn("PCI capabilities are not supported", errors)

@@ -49,7 +49,8 @@ TEST(QzagentOutput, ContainsNoOutputOfTheCommonLibrary)
         result.mErrors,
         "Cannot open /etc/hba.conf\n"
         "qzagent: QZCExitConditionEx: Can't load HBAAPI library! (code 19): HBA_STATUS_ERROR (1) in call 1, "
-        "HBA_LoadLibrary\n");
+        "HBA_LoadLibrary\n"
+        "qzagent: note: cannot read /etc/hba.conf: No such file or directory\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

@@ -69,7 +69,9 @@ TEST(QzagentVendor, ReportsAMissingVendorLibrary)
 {
     ProcessResult const result = runAgent({"vendor"});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: /usr/lib/libvqm.so is missing\n"
+              "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

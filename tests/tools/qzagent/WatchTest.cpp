@@ -166,7 +166,9 @@ TEST(QzagentWatch, ReportsARefusedUnregistration)
 TEST(QzagentWatch, ReportsAMissingVendorLibrary)
 {
     ProcessResult const result = runAgent({"watch"});
-    EXPECT_EQ(result.mErrors, "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: /usr/lib/libvqm.so is missing\n"
+              "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

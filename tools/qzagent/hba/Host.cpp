@@ -18,6 +18,7 @@
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Suggestion.h"
+#include "tools/qzagent/hba/HbaConfiguration.h"
 #include "tools/qzagent/hba/HbaLimits.h"
 #include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/WantedAdapters.h"
@@ -89,11 +90,14 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
 {
     std::vector<std::string> names;
     bool isVisited = false;
+    bool isLoaded = false;
     reportFailure(aReport,
                   [&]
                   {
                       setCurrentStep("loading of the HBA libraries");
                       qz::HbaApi api;
+                      isLoaded = true;
+                      reportMissingLibraries(aReport);
                       setCurrentStep("adapters");
                       reportFailure(aReport,
                                     [&]
@@ -109,6 +113,10 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
                                     });
                       aEnd();
                   });
+    if (!isLoaded)
+    {
+        reportFailedLoad(aReport);
+    }
     if (!isVisited)
     {
         reportNone(aReport, aWanted, names);

@@ -1,4 +1,5 @@
 #include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,13 +11,13 @@
 #include "backend/common/include/Exception.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
-#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
+#include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 
 namespace qzagent
@@ -40,9 +41,8 @@ ReportedEnvironment initialise(qz::VqmLibrary& aLibrary, Report& aReport, Libvqm
 /// @param aFindings set step by step, so that it keeps the answers before a failure
 void query(Findings& aFindings, Report& aReport)
 {
-    setCurrentStep("loading of libvqm");
-    qz::VqmLibrary library;
-    ReportedEnvironment environment = initialise(library, aReport, aFindings.mVersions);
+    std::unique_ptr<qz::VqmLibrary> const library = loadVqm(aReport);
+    ReportedEnvironment environment = initialise(*library, aReport, aFindings.mVersions);
     if (numberOfBoards(*environment) == 0)
     {
         aReport.addNote("no boards");

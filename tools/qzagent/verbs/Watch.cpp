@@ -29,6 +29,7 @@
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
+#include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/watch/WatchCapture.h"
 #include "tools/qzagent/watch/WatchLines.h"
@@ -100,9 +101,8 @@ public:
 private:
     void watch()
     {
-        setCurrentStep("loading of libvqm");
-        qz::VqmLibrary library;
-        ReportedEnvironment environment(library, mSetting.mReport);
+        std::unique_ptr<qz::VqmLibrary> const library = loadVqm(mSetting.mReport);
+        ReportedEnvironment environment(*library, mSetting.mReport);
         findBoards(*environment);
         if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
         {
@@ -110,7 +110,7 @@ private:
                 "the driver does not support Quazor events; use --plain for plain events");
         }
         openSink();
-        watchRegistered(library);
+        watchRegistered(*library);
         // Nothing is registered any more; the events still in the queue are processed.
         while (!hasAll() && takeSome())
         {
