@@ -35,6 +35,7 @@ void addVerbs(CommandLine& aCommandLine)
     addInventory(aCommandLine);
     addLatency(aCommandLine);
     addShow(aCommandLine);
+    addStatistics(aCommandLine);
     addVendor(aCommandLine);
     addWatch(aCommandLine);
     addExplain(aCommandLine);

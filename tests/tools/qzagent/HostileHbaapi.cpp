@@ -120,6 +120,20 @@ extern "C"
         return HBA_STATUS_ERROR_NOT_SUPPORTED;
     }
 
+    HBA_STATUS HBA_GetPortStatistics(HBA_HANDLE, HBA_UINT32, HBA_PORTSTATISTICS* aStatistics)
+    {
+        char const* const file = std::getenv("CRASH_ONCE");
+        if (file != nullptr && std::remove(file) == 0)
+        {
+            std::abort();
+        }
+        // The other counters stay as they are.
+        aStatistics->TxFrames = 1;
+        aStatistics->RxFrames = -2;
+        aStatistics->InvalidCRCCount = 0x7fffffffffffffff;
+        return HBA_STATUS_OK;
+    }
+
     HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING* aMapping)
     {
         aMapping->NumberOfEntries = 1;

@@ -133,8 +133,7 @@ TEST(QzagentWantedAdapter, FailuresOfTheSearchForAWwnAreReportedWhenNoAdapterMat
     ProcessResult const result = inventoryOf(firstHasAPortAndSecondFails, "10:00:00:00:c9:00:00:77");
     EXPECT_EQ(result.mErrors,
               "qzagent: example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed (code 802): "
-              "HBA_STATUS_ERROR (1) in call 7, "
-              "HBA_OpenAdapter\n"
+              "HBA_STATUS_ERROR (1) in call 7, HBA_OpenAdapter\n"
               "qzagent: no adapter '10:00:00:00:c9:00:00:77'; run qzagent adapters to list them\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }

@@ -1,7 +1,5 @@
 // A capture holds whole records even if memory runs out while one is encoded.
 #include <exception>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -11,6 +9,7 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/tools/qzagent/Captures.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/watch/WatchCapture.h"
 
@@ -24,12 +23,6 @@ QZCPointer<QZCWorldWideName> nameOf(unsigned char aLastByte)
 {
     unsigned char const bytes[8] = {0x10, 0, 0, 0, 0xc9, 0, 0, aLastByte};
     return {new QZCWorldWideName(bytes), QZPST_Individual, QZPAT_New};
-}
-
-std::string contentOfFile(std::string const& aPath)
-{
-    std::ifstream file(aPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 /// Takes the event while the allocation of that number fails, and then again.
@@ -58,7 +51,7 @@ TEST(WatchCaptureAllocations, NothingOfARecordWhoseEncodingFailsIsWritten)
     Event const event{{{}, 0, 3, 7}, std::vector<unsigned char>(1000, 0xaa)};
     std::string const path = folder.path() / "whole.capture";
     WatchCapture(path).take(event, &board);
-    std::string const record = contentOfFile(path);
+    std::string const record = contentOf(path);
     bool hasFailed = true;
     unsigned int failing = 0;
     while (hasFailed)
@@ -67,8 +60,7 @@ TEST(WatchCaptureAllocations, NothingOfARecordWhoseEncodingFailsIsWritten)
         std::string const failed = folder.path() / ("failed" + std::to_string(failing) + ".capture");
         WatchCapture capture(failed);
         hasFailed = takeTwice(capture, event, board, failing);
-        EXPECT_TRUE(contentOfFile(failed) == (hasFailed ? record : record + record))
-            << "allocation " << failing;
+        EXPECT_TRUE(contentOf(failed) == (hasFailed ? record : record + record)) << "allocation " << failing;
     }
     EXPECT_GT(failing, 4u) << "event, payload and stream allocate";
 }

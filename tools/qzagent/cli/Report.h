@@ -2,6 +2,7 @@
 /// The messages of a run, and the exit code that they cause.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <optional>
@@ -43,6 +44,9 @@ public:
 
     /// Adds a note, which leaves the exit code unchanged.
     void addNote(std::string const& aText);
+
+    /// Raises the exit code to that of messages that another process has written to standard error.
+    void addOthers(ExitCode aCode) { mExitCode = std::max(mExitCode.load(), aCode); }
 
     /// The stream to which the messages are written.
     ErrorStream& errors() { return mErrors; }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <numeric>
 #include <optional>
 #include <string>
@@ -26,21 +27,31 @@ namespace qzagent
 {
 namespace
 {
-/// @return the names of the adapters, up to the first name that cannot be read
-std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
+/// Calls the function, and reports its failure.
+void reportFailure(Report& aReport, std::function<void()> const& aFunction)
 {
-    QZCVector<QZCString> names;
     HbaStep const step;
     try
     {
-        unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
-        expectAtMost(mostAdapters, count, "adapters");
-        aHbaapi.HA_GetAdapterNames(count, names);
+        aFunction();
     }
     catch (std::exception const& exception)
     {
         aReport.addFailure(step.failureOf(exception));
     }
+}
+
+/// @return the names of the adapters, up to the first name that cannot be read
+std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
+{
+    QZCVector<QZCString> names;
+    reportFailure(aReport,
+                  [&]
+                  {
+                      unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
+                      expectAtMost(mostAdapters, count, "adapters");
+                      aHbaapi.HA_GetAdapterNames(count, names);
+                  });
     std::vector<std::string> result;
     for (QZCString const& name : names)
     {
@@ -74,31 +85,34 @@ void reportNone(Report& aReport, std::optional<std::string> const& aWanted,
 }
 }  // namespace
 
-void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit)
+void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit,
+                   std::function<void()> const& aEnd)
 {
     std::vector<std::string> names;
     bool isVisited = false;
     bool isLoaded = false;
-    HbaStep const step;
-    try
-    {
-        setCurrentStep("loading of the HBA libraries");
-        qz::HbaApi api;
-        isLoaded = true;
-        reportMissingLibraries(aReport);
-        setCurrentStep("adapters");
-        names = namesOf(api.layer(), aReport);
-        for (std::size_t const index :
-             aWanted ? wantedAdapters(api, names, *aWanted, aReport) : allIndexes(names.size()))
-        {
-            isVisited = true;
-            aVisit(api, index, names[index]);
-        }
-    }
-    catch (std::exception const& exception)
-    {
-        aReport.addFailure(step.failureOf(exception));
-    }
+    reportFailure(aReport,
+                  [&]
+                  {
+                      setCurrentStep("loading of the HBA libraries");
+                      qz::HbaApi api;
+                      isLoaded = true;
+                      reportMissingLibraries(aReport);
+                      setCurrentStep("adapters");
+                      reportFailure(aReport,
+                                    [&]
+                                    {
+                                        names = namesOf(api.layer(), aReport);
+                                        for (std::size_t const index :
+                                             aWanted ? wantedAdapters(api, names, *aWanted, aReport)
+                                                     : allIndexes(names.size()))
+                                        {
+                                            isVisited = true;
+                                            aVisit(api, index, names[index]);
+                                        }
+                                    });
+                      aEnd();
+                  });
     if (!isLoaded)
     {
         reportFailedLoad(aReport);
