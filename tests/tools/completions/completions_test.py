@@ -49,7 +49,8 @@ class Completion(unittest.TestCase):
         return set(result.stdout.split())
 
     def test_qzagent_offers_its_verbs(self):
-        self.assertEqual(self.offered("qzagent "), set(programs.verbs()))
+        self.assertEqual(self.offered("qzagent "), {*programs.verbs(), "help"})
+        self.assertEqual(self.offered("qzagent help "), set(programs.verbs()))
         self.assertEqual(self.offered("qzagent --trace ad"), {"adapters"})
 
     def test_qzagent_offers_the_options_of_its_help(self):

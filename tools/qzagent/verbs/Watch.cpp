@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <poll.h>
 
 #include "agentkit/include/EventQueue.h"
@@ -19,6 +20,7 @@
 #include "backend/common/include/Exception.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
@@ -28,6 +30,7 @@
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
+#include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/watch/WatchCapture.h"
 #include "tools/qzagent/watch/WatchLines.h"
@@ -48,6 +51,12 @@ constexpr unsigned int eventsPerRound = 256;
 
 /// Longest wait in milliseconds. An event that is discarded wakes nobody, but it is reported.
 constexpr int longestWait = 1000;
+
+nlohmann::ordered_json keysOf(std::uint64_t aReceived, std::uint64_t aWritten, std::uint64_t aDropped,
+                              WatchTally const& aTally)
+{
+    return {{"received", aReceived}, {"written", aWritten}, {"dropped", aDropped}, {"events", aTally.json()}};
+}
 
 class Watch
 {
@@ -75,7 +84,8 @@ public:
         {
             mSetting.mReport.addError(ExitCode::failed, exception.what());
         }
-        if (mHasBegun)
+        // Without its reader, the verb ends quietly.
+        if (mHasBegun && !mSetting.mOutput.isAbandoned())
         {
             reportCounts();
         }
@@ -88,10 +98,7 @@ public:
         {
             return {};
         }
-        return Answer{{{"received", mQueue.received()},
-                       {"written", written()},
-                       {"dropped", dropped()},
-                       {"events", mTally.json()}},
+        return Answer{keysOf(mQueue.received(), written(), dropped(), mTally),
                       mTally.table(mSetting.mIsColoured)};
     }
 
@@ -99,8 +106,8 @@ private:
     void watch()
     {
         std::optional<EventLayout> const layout = givenLayout();
-        qz::VqmLibrary library;
-        ReportedEnvironment environment(library, mSetting.mReport);
+        std::unique_ptr<qz::VqmLibrary> const library = loadVqm(mSetting.mReport);
+        ReportedEnvironment environment(*library, mSetting.mReport);
         findBoards(*environment);
         if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
         {
@@ -109,7 +116,7 @@ private:
         }
         openSink();
         makeIntake(layout);
-        watchRegistered(library);
+        watchRegistered(*library);
         // Nothing is registered any more; the events still in the queue are processed.
         while (!hasAll() && takeSome())
         {
@@ -138,7 +145,7 @@ private:
 
     void findBoards(qz::VqmEnvironment& aEnvironment)
     {
-        unsigned int const count = aEnvironment.numberOfBoards();
+        unsigned int const count = numberOfBoards(aEnvironment);
         if (count == 0)
         {
             throw std::runtime_error("no boards to watch");
@@ -192,6 +199,7 @@ private:
 
     void watchUntilEnd()
     {
+        setCurrentStep("waiting for events");
         if (mOptions.mSeconds)
         {
             mEnd = Clock::now() + std::chrono::seconds(*mOptions.mSeconds);
@@ -209,7 +217,11 @@ private:
         }
     }
 
-    bool mustStop() const { return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd); }
+    bool mustStop() const
+    {
+        return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd) ||
+               mSetting.mOutput.isAbandoned();
+    }
 
     /// @return whether the queue may have more events
     bool takeSome()
@@ -250,13 +262,18 @@ private:
         return static_cast<int>(std::clamp<decltype(left)>(left, 0, longestWait));
     }
 
-    /// Waits for an event or a signal.
+    /// Waits for an event or a signal, or until the reader of the lines leaves.
     void wait(int aMilliseconds)
     {
-        std::array<pollfd, 2> descriptors{
-            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}}};
+        int const lines = mOptions.mOutput ? -1 : mSetting.mOutput.descriptor();
+        std::array<pollfd, 3> descriptors{
+            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}, {lines, 0, 0}}};
         ::poll(descriptors.data(), descriptors.size(), aMilliseconds);
         mSignals.take();
+        if ((descriptors[2].revents & POLLERR) != 0)
+        {
+            mSetting.mOutput.handleMissingReader();
+        }
     }
 
     void reportCounts()
@@ -294,6 +311,15 @@ private:
 
 std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOptions)
 {
+    aSetting.mPartial.provide(
+        [&aOptions]() -> std::optional<Answer>
+        {
+            if (!aOptions.mOutput)
+            {
+                return {};
+            }
+            return Answer{keysOf(0, 0, 0, WatchTally()), ""};
+        });
     Watch watch(aSetting, aOptions);
     watch.run();
     return watch.answer();
@@ -312,5 +338,6 @@ void addWatch(CommandLine& aCommandLine)
                              "until SIGINT or SIGTERM\n",
                              [options](Setting const& aSetting) { return watch(aSetting, *options); });
     addOptions(arguments, *options);
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

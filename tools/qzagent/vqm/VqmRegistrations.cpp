@@ -11,6 +11,7 @@
 
 #include "agentkit/include/ScopeEvents.h"
 #include "agentkit/include/VqmLibrary.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
@@ -70,6 +71,7 @@ void VqmRegistrations::add(Board const& aBoard)
 
 qz::VqmRegistration VqmRegistrations::registrationOf(Board const& aBoard)
 {
+    setCurrentStep(fmt::format("registration of board {}", aBoard.mNumber));
     if (mKind.mIsPlain)
     {
         return qz::VqmRegistration::plain(mLibrary, aBoard.mNumber, mKind.mCategory, &mIntake,
@@ -82,6 +84,7 @@ qz::VqmRegistration VqmRegistrations::registrationOf(Board const& aBoard)
 
 void VqmRegistrations::end(RegisteredBoard& aBoard)
 {
+    setCurrentStep(fmt::format("unregistration of board {}", aBoard.mBoard));
     try
     {
         unsigned int const result = aBoard.mRegistration.end();
