@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -22,6 +23,9 @@ constexpr std::size_t reportHeaderSize = 8;
 /// The layer refuses longer lists, so it never replaces a block of this size.
 constexpr std::size_t largestReport = reportHeaderSize + 4096;
 constexpr HBA_UINT32 firstMappingCount = 256;
+constexpr HBA_UINT32 mostMappings = 1U << 20U;
+/// An adapter may discover LUNs between two queries, but not each time.
+constexpr unsigned int mostGrowths = 16;
 constexpr std::chrono::milliseconds busyWait{100};
 
 template <typename Block>
@@ -137,6 +141,7 @@ TargetMappings Adapter::targetMappings()
 TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDeadline)
 {
     HBA_UINT32 capacity = firstMappingCount;
+    unsigned int numGrowths = 0;
     for (;;)
     {
         MappingBlock block = mappingBlock(capacity);
@@ -147,9 +152,17 @@ TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDe
             block->NumberOfEntries = std::min(block->NumberOfEntries, capacity);
             return TargetMappings(std::move(block));
         }
-        if (status == HBA_STATUS_ERROR_MORE_DATA && block->NumberOfEntries > capacity)
+        if (status == HBA_STATUS_ERROR_MORE_DATA)
         {
-            capacity = block->NumberOfEntries;
+            HBA_UINT32 const wanted = block->NumberOfEntries;
+            if (wanted <= capacity || wanted > mostMappings || ++numGrowths > mostGrowths)
+            {
+                throw QZCHbaapiEx(("HBA_GetFcpTargetMapping method failed: implausible number of mappings, " +
+                                   std::to_string(wanted) + " after room for " + std::to_string(capacity))
+                                      .c_str(),
+                                  802);
+            }
+            capacity = wanted;
         }
         else if (status == HBA_STATUS_ERROR_BUSY && now < aDeadline)
         {

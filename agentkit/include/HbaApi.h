@@ -202,11 +202,12 @@ public:
     TargetMappings targetMappings();
 
     /// Reads the target mappings without the layer, and logs nothing. Waits for a busy adapter until the deadline. An
-    /// adapter that answers MORE_DATA with a number that is not larger than the block is not queried further. A count
-    /// that is larger than the block is limited to the block.
+    /// adapter is not queried further if it answers MORE_DATA with a number that is not larger than the block, with a
+    /// number above 1048576, or more than 16 times. A count that is larger than the block is limited to the block.
     /// @param aDeadline end of the wait; the first query is always made
     /// @return the mappings, possibly none
-    /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802; QZCNoMemoryEx "Out of Memory", code 2
+    /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802, followed by ": implausible number of
+    ///         mappings, N after room for M" after such an answer; QZCNoMemoryEx "Out of Memory", code 2
     TargetMappings targetMappings(std::chrono::steady_clock::time_point aDeadline);
 
     /// Sends REPORT LUNS to a remote port, with room for the longest list that the layer accepts.

@@ -606,6 +606,17 @@ protected:
         return outcomeOf([&] { mAdapter.targetMappings(aDeadline); });
     }
 
+    /// The outcome of an answer MORE_DATA that no adapter gives.
+    static std::string implausible(HBA_UINT32 aCount, HBA_UINT32 aRoom)
+    {
+        std::string text = mappingFailed;
+        std::string const start = "HBA_GetFcpTargetMapping method failed";
+        text.insert(text.find(start) + start.size(), ": implausible number of mappings, " +
+                                                         std::to_string(aCount) + " after room for " +
+                                                         std::to_string(aRoom));
+        return text;
+    }
+
     HbaApi mApi;
     Adapter mAdapter{mApi, "qz-0"};
 };
@@ -642,8 +653,27 @@ TEST_F(HbaApiDeadline, RequestForABlockThatIsNoLargerFails)
     for (HBA_UINT32 const count : {0u, 1u, 255u, 256u})
     {
         answerMappings(HBA_STATUS_ERROR_MORE_DATA, count);
-        EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), mappingFailed) << count;
+        EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), implausible(count, 256));
     }
+    EXPECT_THAT(mHbaapi.mTargetMappings, IsEmpty());
+}
+
+TEST_F(HbaApiDeadline, RequestForMoreThanAMillionMappingsFails)
+{
+    answerMappings(HBA_STATUS_ERROR_MORE_DATA, 0x100001);
+    EXPECT_EQ(outcomeUntil(steady_clock::now()), implausible(0x100001, 256));
+    answerMappings(HBA_STATUS_ERROR_MORE_DATA, 0x100000);
+    answerMappings(HBA_STATUS_OK, 1);
+    EXPECT_EQ(mAdapter.targetMappings(steady_clock::now()).size(), 1u);
+}
+
+TEST_F(HbaApiDeadline, RequestForALargerBlockIsMetSixteenTimes)
+{
+    for (HBA_UINT32 count = 257; count <= 273; ++count)
+    {
+        answerMappings(HBA_STATUS_ERROR_MORE_DATA, count);
+    }
+    EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), implausible(273, 272));
     EXPECT_THAT(mHbaapi.mTargetMappings, IsEmpty());
 }
 

@@ -22,6 +22,9 @@ void addLatency(CommandLine& aCommandLine);
 /// Shows the records of a capture.
 void addShow(CommandLine& aCommandLine);
 
+/// Shows the counters of the ports, or their differences in intervals.
+void addStatistics(CommandLine& aCommandLine);
+
 /// Shows what the vendor library reports about itself, the driver and the boards. The other boards are shown even when
 /// one fails.
 void addVendor(CommandLine& aCommandLine);

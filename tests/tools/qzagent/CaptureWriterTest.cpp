@@ -1,14 +1,13 @@
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "tests/support/FreshProcess.h"
 #include "tests/tools/qzagent/Captures.h"
+#include "tests/tools/qzagent/FileLimit.h"
 #include "tools/qzagent/capture/CaptureWriter.h"
 
 using qzagent::CaptureWriteError;
@@ -49,24 +48,6 @@ protected:
     std::string refusalOfOpening() const
     {
         return refusalOf([this] { CaptureWriter writer(mPath); });
-    }
-
-    static void liftLimit()
-    {
-        rlimit limit{};
-        ::getrlimit(RLIMIT_FSIZE, &limit);
-        limit.rlim_cur = limit.rlim_max;
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-
-    static void limitFiles(rlim_t aSize)
-    {
-        rlimit limit{};
-        ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-        limit.rlim_cur = aSize;
-        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-        // gcov writes its counts at exit. A count file that is cut would break every later process.
-        ASSERT_EQ(std::atexit(&liftLimit), 0);
     }
 };
 

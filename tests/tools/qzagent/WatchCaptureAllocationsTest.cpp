@@ -1,7 +1,5 @@
 // A capture holds whole records even if memory runs out while one is encoded.
 #include <exception>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -11,6 +9,7 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "tests/support/AllocationFailure.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/tools/qzagent/Captures.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/watch/WatchCapture.h"
 
@@ -24,12 +23,6 @@ QZCPointer<QZCWorldWideName> nameOf(unsigned char aLastByte)
 {
     unsigned char const bytes[8] = {0x10, 0, 0, 0, 0xc9, 0, 0, aLastByte};
     return {new QZCWorldWideName(bytes), QZPST_Individual, QZPAT_New};
-}
-
-std::string contentOf(std::string const& aPath)
-{
-    std::ifstream file(aPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 /// Takes the event while the allocation of that number fails, and then again.

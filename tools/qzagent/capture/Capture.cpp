@@ -6,7 +6,9 @@
 #include <optional>
 #include <string>
 
+#include "agentkit/include/ScopeDataView.h"
 #include "tools/qzagent/capture/Damage.h"
+#include "tools/qzagent/capture/LatencyRecord.h"
 
 namespace qzagent
 {
@@ -17,7 +19,22 @@ constexpr std::size_t initialWindow = 65536;
 
 Capture::Capture(std::string const& aPath) : mFile(aPath), mWindow(initialWindow) {}
 
-std::optional<qz::ScopeDataView> Capture::next()
+bool Capture::hasLatencies()
+{
+    std::optional<bool> found;
+    do
+    {
+        found = LatencyRecord::startsIn(&mWindow[mBegin], mEnd - mBegin);
+    } while (!found && readMore());
+    return found.value_or(false);
+}
+
+std::optional<qz::ScopeDataView> Capture::next() { return nextOf<qz::ScopeDataView>(); }
+
+std::optional<LatencyRecord> Capture::nextLatencies() { return nextOf<LatencyRecord>(); }
+
+template <typename Record>
+std::optional<Record> Capture::nextOf()
 {
     mPosition += mSize;
     mSize = 0;
@@ -25,14 +42,15 @@ std::optional<qz::ScopeDataView> Capture::next()
     {
         return {};
     }
-    qz::ScopeDataView const record = viewNext();
+    Record const record = viewNext<Record>();
     mSize = record.size();
     mBegin += mSize;
     return record;
 }
 
 /// Decodes the next record, and reads more of the file whenever the window ends inside the record.
-qz::ScopeDataView Capture::viewNext()
+template <typename Record>
+Record Capture::viewNext()
 {
     for (;;)
     {

@@ -1,5 +1,5 @@
 /// @file
-/// Reads captures: files of encoded scope data, one record after another.
+/// Reads captures: files of encoded scope data or latency data, one record after another.
 #pragma once
 
 #include <cstddef>
@@ -10,6 +10,7 @@
 
 #include "agentkit/include/ScopeDataView.h"
 #include "tools/qzagent/capture/CaptureFile.h"
+#include "tools/qzagent/capture/LatencyRecord.h"
 
 namespace qzagent
 {
@@ -21,11 +22,18 @@ public:
     /// @throws CaptureError when the file cannot be opened or read
     explicit Capture(std::string const& aPath);
 
-    /// @return the next record, valid until the next call; none at the end
-    /// @throws CaptureError when the file cannot be read, or the next bytes are not a complete record
-    std::optional<qz::ScopeDataView> next();
+    /// @return whether the file starts with latency data. Called before the first record is read
+    /// @throws CaptureError when the file cannot be read
+    bool hasLatencies();
 
-    /// Position of the record that next() returned last, in encoded bytes from the beginning.
+    /// @return the next record, valid until the next call; none at the end
+    /// @throws CaptureError when the file cannot be read, or the next bytes are not a complete record of that kind
+    /// @{
+    std::optional<qz::ScopeDataView> next();
+    std::optional<LatencyRecord> nextLatencies();
+    /// @}
+
+    /// Position of the record that was returned last, in encoded bytes from the beginning.
     std::uint64_t position() const { return mPosition; }
 
     /// Name of the file for messages.
@@ -33,7 +41,10 @@ public:
 
 private:
     bool readMore();
-    qz::ScopeDataView viewNext();
+    template <typename Record>
+    std::optional<Record> nextOf();
+    template <typename Record>
+    Record viewNext();
 
     CaptureFile mFile;
     std::vector<unsigned char> mWindow;

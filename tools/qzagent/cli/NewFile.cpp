@@ -22,48 +22,44 @@ constexpr mode_t defaultMode = 0666;  // the umask removes bits
     throw std::system_error(aError, std::generic_category(), "cannot write " + aPath);
 }
 
-/// @return the error number; 0 on success
-int writeAll(int aDescriptor, QZCBuffer const& aContent)
-{
-    unsigned char const* const bytes = aContent;
-    for (std::size_t done = 0; done < aContent.getLength();)
-    {
-        ssize_t const written = ::write(aDescriptor, bytes + done, aContent.getLength() - done);
-        if (written < 0 && errno != EINTR)
-        {
-            return errno;
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-    return 0;
-}
-}  // namespace
-
-void expectNoFile(std::string const& aPath)
-{
-    struct stat status;
-    if (::lstat(aPath.c_str(), &status) == 0)
-    {
-        refuse(aPath, EEXIST);
-    }
-}
-
-void writeNewFile(std::string const& aPath, QZCBuffer const& aContent)
+int create(std::string const& aPath)
 {
     int const descriptor = ::open(aPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, defaultMode);
     if (descriptor < 0)
     {
         refuse(aPath, errno);
     }
-    int error = writeAll(descriptor, aContent);
-    if (::close(descriptor) != 0 && error == 0)
+    return descriptor;
+}
+}  // namespace
+
+NewFile::NewFile(std::string const& aPath) : mPath(aPath), mDescriptor(create(aPath)) {}
+
+NewFile::~NewFile()
+{
+    if (!mIsComplete)
     {
-        error = errno;
+        ::unlink(mPath.c_str());
     }
-    if (error != 0)
+}
+
+void NewFile::write(QZCBuffer const& aContent)
+{
+    unsigned char const* const bytes = aContent;
+    for (std::size_t done = 0; done < aContent.getLength();)
     {
-        ::unlink(aPath.c_str());
-        refuse(aPath, error);
+        ssize_t const written = ::write(mDescriptor.number(), bytes + done, aContent.getLength() - done);
+        if (written < 0 && errno != EINTR)
+        {
+            refuse(mPath, errno);
+        }
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
     }
+    // Some file systems report only here that there is no room.
+    if (::fsync(mDescriptor.number()) != 0 && errno != EINVAL)
+    {
+        refuse(mPath, errno);
+    }
+    mIsComplete = true;
 }
 }  // namespace qzagent

@@ -5,13 +5,29 @@
 #include <string>
 
 #include "backend/common/include/Buffer.h"
+#include "tools/qzagent/cli/Descriptor.h"
 
 namespace qzagent
 {
-/// @throws std::system_error "cannot write PATH: File exists" when the path exists
-void expectNoFile(std::string const& aPath);
+/// A new file. It is removed when this object is destroyed, unless write() succeeded.
+class NewFile
+{
+public:
+    /// Creates the file.
+    /// @throws std::system_error "cannot write PATH: File exists" when the path exists, "cannot write PATH: ..." when
+    ///         the file cannot be created
+    explicit NewFile(std::string const& aPath);
+    ~NewFile();
+    NewFile(NewFile const&) = delete;
+    NewFile& operator=(NewFile const&) = delete;
 
-/// Creates a file with the content. On failure no file remains.
-/// @throws std::system_error "cannot write PATH: ..." when the file exists, or cannot be created or written in full
-void writeNewFile(std::string const& aPath, QZCBuffer const& aContent);
+    /// Writes the content, once.
+    /// @throws std::system_error "cannot write PATH: ..." when it cannot be written in full
+    void write(QZCBuffer const& aContent);
+
+private:
+    std::string const mPath;
+    Descriptor const mDescriptor;
+    bool mIsComplete = false;
+};
 }  // namespace qzagent

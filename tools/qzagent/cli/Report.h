@@ -2,6 +2,9 @@
 /// The messages of a run, and the exit code that they cause.
 #pragma once
 
+#include <algorithm>
+#include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +25,7 @@ struct Answer
 };
 
 /// Collects the messages of a run. Each message is also written to standard error as one line when it is added.
+/// Thread-safe.
 class Report
 {
 public:
@@ -41,6 +45,9 @@ public:
     /// Adds a note, which leaves the exit code unchanged.
     void addNote(std::string const& aText);
 
+    /// Raises the exit code to that of messages that another process has written to standard error.
+    void addOthers(ExitCode aCode) { mExitCode = std::max(mExitCode.load(), aCode); }
+
     /// The stream to which the messages are written.
     ErrorStream& errors() { return mErrors; }
 
@@ -58,7 +65,7 @@ private:
         char const* mSeverity;
         std::string mText;
         unsigned int mCode;
-        std::optional<std::string> mException;
+        std::optional<Failure> mFailure;
         std::optional<std::string> mAdapter;
         std::optional<std::string> mRemotePort;
     };
@@ -68,7 +75,8 @@ private:
     static nlohmann::ordered_json jsonOf(Message const& aMessage);
 
     ErrorStream& mErrors;
+    mutable std::mutex mMutex;  ///< of the messages
     std::vector<Message> mMessages;
-    ExitCode mExitCode = ExitCode::success;
+    std::atomic<ExitCode> mExitCode = ExitCode::success;
 };
 }  // namespace qzagent

@@ -6,16 +6,21 @@
 #include <string>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "agentkit/include/ScopeDataView.h"
+#include "backend/sensor/agentcommon/include/LatencyData.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/capture/Capture.h"
 #include "tools/qzagent/capture/CaptureFile.h"
 #include "tools/qzagent/capture/HexDump.h"
+#include "tools/qzagent/capture/LatencyRecord.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/latency/LatencyChart.h"
+#include "tools/qzagent/latency/LatencyJson.h"
 
 namespace qzagent
 {
@@ -49,9 +54,9 @@ std::string textOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
 /// Formatted directly, which is faster: no value needs escaping, and there can be millions of records.
 std::string jsonOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
 {
-    std::string json =
-        fmt::format(R"({{"record":{},"position":{},"size":{},"category":{},"subcategory":{})", aPlace.mNumber,
-                    aPlace.mPosition, aRecord.size(), aRecord.category(), aRecord.subcategory());
+    std::string json = fmt::format(
+        R"({{"record":{},"position_bytes":{},"size_bytes":{},"category":{},"subcategory":{})", aPlace.mNumber,
+        aPlace.mPosition, aRecord.size(), aRecord.category(), aRecord.subcategory());
     if (aRecord.hasNames())
     {
         json += fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", aRecord.first()->text(),
@@ -64,6 +69,29 @@ std::string jsonOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
     return json + "}\n";
 }
 
+std::string textOf(Place const& aPlace, LatencyRecord const& aRecord, std::size_t aWidth)
+{
+    QZCLatencyData const data = aRecord.data();
+    return fmt::format("record {} at byte {}: {} I/Os, search type {}, base {}, step {}\n", aPlace.mNumber,
+                       aPlace.mPosition, data.getIoCount(), aRecord.searchType(), data.getBase(),
+                       data.getStep()) +
+           chartOf(data, aWidth);
+}
+
+std::string jsonOf(Place const& aPlace, LatencyRecord const& aRecord)
+{
+    QZCLatencyData const data = aRecord.data();
+    nlohmann::ordered_json const json{{"record", aPlace.mNumber},
+                                      {"position_bytes", aPlace.mPosition},
+                                      {"size_bytes", aRecord.size()},
+                                      {"io_count", data.getIoCount()},
+                                      {"search_type", aRecord.searchType()},
+                                      {"base", data.getBase()},
+                                      {"step", data.getStep()},
+                                      {"latency_record", jsonOfRecord(data)}};
+    return json.dump() + "\n";
+}
+
 /// Writes the records to standard output in blocks.
 class RecordPrinter
 {
@@ -73,11 +101,13 @@ public:
     void add(std::uint64_t aPosition, qz::ScopeDataView const& aRecord)
     {
         Place const place{mCount++, aPosition};
-        mBlock += mSetting.mIsJson ? jsonOf(place, aRecord) : textOf(place, aRecord);
-        if (mBlock.size() >= blockSize)
-        {
-            flush();
-        }
+        add(mSetting.mIsJson ? jsonOf(place, aRecord) : textOf(place, aRecord));
+    }
+
+    void add(std::uint64_t aPosition, LatencyRecord const& aRecord)
+    {
+        Place const place{mCount++, aPosition};
+        add(mSetting.mIsJson ? jsonOf(place, aRecord) : textOf(place, aRecord, mSetting.mOutput.width()));
     }
 
     void flush()
@@ -86,22 +116,48 @@ public:
         mBlock.clear();
     }
 
+    /// Whether nobody reads what is printed.
+    bool isAbandoned() const { return mSetting.mOutput.isAbandoned(); }
+
     std::uint64_t count() const { return mCount; }
 
 private:
+    void add(std::string const& aText)
+    {
+        mBlock += aText;
+        if (mBlock.size() >= blockSize)
+        {
+            flush();
+        }
+    }
+
     Setting const& mSetting;
     std::uint64_t mCount = 0;
     std::string mBlock;
 };
+
+/// @param aNext the function that reads the next record
+template <typename Next>
+void printAll(RecordPrinter& aPrinter, Capture& aCapture, Next aNext)
+{
+    while (auto const record = aPrinter.isAbandoned() ? std::nullopt : (aCapture.*aNext)())
+    {
+        aPrinter.add(aCapture.position(), *record);
+    }
+}
 
 void showAll(Setting const& aSetting, Capture& aCapture)
 {
     RecordPrinter printer(aSetting);
     try
     {
-        while (std::optional<qz::ScopeDataView> const record = aCapture.next())
+        if (aCapture.hasLatencies())
         {
-            printer.add(aCapture.position(), *record);
+            printAll(printer, aCapture, &Capture::nextLatencies);
+        }
+        else
+        {
+            printAll(printer, aCapture, &Capture::next);
         }
     }
     catch (CaptureError const&)
@@ -136,11 +192,12 @@ void addShow(CommandLine& aCommandLine)
 {
     auto const path = std::make_shared<std::string>();
     ArgumentList arguments =
-        aCommandLine.addVerb("show", "Show the records of a capture",
+        aCommandLine.addVerb("show", "Show the records of a capture or of latency data",
                              "  qzagent show events.capture\n"
-                             "                             each record with its payload\n",
+                             "                             each record with its payload\n"
+                             "  qzagent show latency.data  the records of latency --output\n",
                              [path](Setting const& aSetting) { return show(aSetting, *path); });
-    arguments.addPositional("FILE", *path,
-                            "The capture, encoded or as hexadecimal text; - for standard input");
+    arguments.addPositional(
+        "FILE", *path, "The capture or latency data, encoded or as hexadecimal text; - for standard input");
 }
 }  // namespace qzagent

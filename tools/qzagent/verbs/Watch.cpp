@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <poll.h>
 
 #include "agentkit/include/EventQueue.h"
@@ -20,13 +20,17 @@
 #include "backend/common/include/Exception.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/vqm/EventIntake.h"
+#include "tools/qzagent/vqm/EventLayoutFile.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
+#include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/watch/WatchCapture.h"
 #include "tools/qzagent/watch/WatchLines.h"
@@ -44,6 +48,15 @@ constexpr std::size_t mostWaitingEvents = 65'536;
 constexpr std::size_t mostWaitingBytes = std::size_t{64} << 20U;
 /// Number of events that are processed before the clock and the signals are checked again.
 constexpr unsigned int eventsPerRound = 256;
+
+/// Longest wait in milliseconds. An event that is discarded wakes nobody, but it is reported.
+constexpr int longestWait = 1000;
+
+nlohmann::ordered_json keysOf(std::uint64_t aReceived, std::uint64_t aWritten, std::uint64_t aDropped,
+                              WatchTally const& aTally)
+{
+    return {{"received", aReceived}, {"written", aWritten}, {"dropped", aDropped}, {"events", aTally.json()}};
+}
 
 class Watch
 {
@@ -71,7 +84,8 @@ public:
         {
             mSetting.mReport.addError(ExitCode::failed, exception.what());
         }
-        if (mHasBegun)
+        // Without its reader, the verb ends quietly.
+        if (mHasBegun && !mSetting.mOutput.isAbandoned())
         {
             reportCounts();
         }
@@ -84,18 +98,16 @@ public:
         {
             return {};
         }
-        return Answer{{{"received", mQueue.received()},
-                       {"written", written()},
-                       {"dropped", dropped()},
-                       {"events", mTally.json()}},
+        return Answer{keysOf(mQueue.received(), written(), dropped(), mTally),
                       mTally.table(mSetting.mIsColoured)};
     }
 
 private:
     void watch()
     {
-        qz::VqmLibrary library;
-        ReportedEnvironment environment(library, mSetting.mReport);
+        std::optional<EventLayout> const layout = givenLayout();
+        std::unique_ptr<qz::VqmLibrary> const library = loadVqm(mSetting.mReport);
+        ReportedEnvironment environment(*library, mSetting.mReport);
         findBoards(*environment);
         if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
         {
@@ -103,7 +115,8 @@ private:
                 "the driver does not support Quazor events; use --plain for plain events");
         }
         openSink();
-        watchRegistered(library);
+        makeIntake(layout);
+        watchRegistered(*library);
         // Nothing is registered any more; the events still in the queue are processed.
         while (!hasAll() && takeSome())
         {
@@ -111,9 +124,28 @@ private:
         mSink->finish();
     }
 
+    std::optional<EventLayout> givenLayout() const
+    {
+        return mOptions.mEventLayout ? std::optional(readEventLayout(*mOptions.mEventLayout)) : std::nullopt;
+    }
+
+    void makeIntake(std::optional<EventLayout> const& aGivenLayout)
+    {
+        EventLayout const layout = aGivenLayout.value_or(EventLayout());
+        bool const isKnown = !aGivenLayout && isSimulator();
+        if (!aGivenLayout && !isKnown)
+        {
+            mSetting.mReport.addNote(fmt::format(
+                "the diagnostic library is not the simulator; assuming the simulator's event records: {}; "
+                "--event-layout describes others",
+                layout.description()));
+        }
+        mIntake.emplace(mQueue, layout, !isKnown);
+    }
+
     void findBoards(qz::VqmEnvironment& aEnvironment)
     {
-        unsigned int const count = aEnvironment.numberOfBoards();
+        unsigned int const count = numberOfBoards(aEnvironment);
         if (count == 0)
         {
             throw std::runtime_error("no boards to watch");
@@ -149,7 +181,7 @@ private:
         { return static_cast<unsigned char>(aNumber.value_or(anyCategory)); };
         EventKind const kind{numberOr(mOptions.mCategory), numberOr(mOptions.mSubcategory),
                              mOptions.mIsPlain};
-        VqmRegistrations registrations(aLibrary, kind, mQueue, mSetting.mReport);
+        VqmRegistrations registrations(aLibrary, kind, *mIntake, mSetting.mReport);
         for (Board const& board : mBoards)
         {
             if (!board.mFailure)
@@ -167,6 +199,7 @@ private:
 
     void watchUntilEnd()
     {
+        setCurrentStep("waiting for events");
         if (mOptions.mSeconds)
         {
             mEnd = Clock::now() + std::chrono::seconds(*mOptions.mSeconds);
@@ -178,12 +211,17 @@ private:
             {
                 mSink->flush();
             }
+            mIntake->reportDiscarded(mSetting.mReport);
             // A signal may have arrived while flush() waited for the reader.
             wait(hasMore || mustStop() ? 0 : millisecondsLeft());
         }
     }
 
-    bool mustStop() const { return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd); }
+    bool mustStop() const
+    {
+        return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd) ||
+               mSetting.mOutput.isAbandoned();
+    }
 
     /// @return whether the queue may have more events
     bool takeSome()
@@ -218,23 +256,30 @@ private:
     {
         if (!mEnd)
         {
-            return -1;
+            return longestWait;
         }
         auto const left = std::chrono::ceil<std::chrono::milliseconds>(*mEnd - Clock::now()).count();
-        return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
+        return static_cast<int>(std::clamp<decltype(left)>(left, 0, longestWait));
     }
 
-    /// Waits for an event or a signal.
+    /// Waits for an event or a signal, or until the reader of the lines leaves.
     void wait(int aMilliseconds)
     {
-        std::array<pollfd, 2> descriptors{
-            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}}};
+        int const lines = mOptions.mOutput ? -1 : mSetting.mOutput.descriptor();
+        std::array<pollfd, 3> descriptors{
+            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}, {lines, 0, 0}}};
         ::poll(descriptors.data(), descriptors.size(), aMilliseconds);
         mSignals.take();
+        if ((descriptors[2].revents & POLLERR) != 0)
+        {
+            mSetting.mOutput.handleMissingReader();
+        }
     }
 
     void reportCounts()
     {
+        mIntake->reportDiscarded(mSetting.mReport);
+        mIntake->reportTotal(mSetting.mReport);
         mSetting.mReport.addNote(fmt::format("received {} events, wrote {}, dropped {}", mQueue.received(),
                                              mSink->written(), dropped()));
         if (dropped() > 0)
@@ -254,6 +299,7 @@ private:
     // Created before the vendor library is loaded, so that its threads block the signals too.
     StopSignals mSignals;
     qz::EventQueue mQueue;
+    std::optional<EventIntake> mIntake;
     std::vector<Board> mBoards;
     std::unique_ptr<WatchSink> mSink;
     std::optional<Clock::time_point> mEnd;
@@ -265,6 +311,15 @@ private:
 
 std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOptions)
 {
+    aSetting.mPartial.provide(
+        [&aOptions]() -> std::optional<Answer>
+        {
+            if (!aOptions.mOutput)
+            {
+                return {};
+            }
+            return Answer{keysOf(0, 0, 0, WatchTally()), ""};
+        });
     Watch watch(aSetting, aOptions);
     watch.run();
     return watch.answer();
@@ -283,5 +338,6 @@ void addWatch(CommandLine& aCommandLine)
                              "until SIGINT or SIGTERM\n",
                              [options](Setting const& aSetting) { return watch(aSetting, *options); });
     addOptions(arguments, *options);
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -4,9 +4,9 @@
 
 #include <vector>
 
-#include "agentkit/include/EventQueue.h"
 #include "agentkit/include/VqmLibrary.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/vqm/EventIntake.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 namespace qzagent
@@ -23,12 +23,11 @@ struct EventKind
 class VqmRegistrations
 {
 public:
-    /// @param aQueue  receives the events; must outlive the vendor library, which may send events after it was asked to
+    /// @param aIntake receives the events; must outlive the vendor library, which may send events after it was asked to
     ///                unregister
     /// @param aReport receives refused registrations and unregistrations
-    VqmRegistrations(qz::VqmLibrary& aLibrary, EventKind const& aKind, qz::EventQueue& aQueue,
-                     Report& aReport)
-        : mLibrary(aLibrary), mKind(aKind), mQueue(aQueue), mReport(aReport)
+    VqmRegistrations(qz::VqmLibrary& aLibrary, EventKind const& aKind, EventIntake& aIntake, Report& aReport)
+        : mLibrary(aLibrary), mKind(aKind), mIntake(aIntake), mReport(aReport)
     {
     }
     ~VqmRegistrations();
@@ -57,7 +56,7 @@ private:
 
     qz::VqmLibrary& mLibrary;
     EventKind const mKind;
-    qz::EventQueue& mQueue;
+    EventIntake& mIntake;
     Report& mReport;
     std::vector<RegisteredBoard> mBoards;
 };

@@ -1,20 +1,18 @@
 #include "tools/qzagent/watch/WatchLines.h"
 
 #include <algorithm>
-#include <chrono>
 #include <climits>
 #include <cstddef>
-#include <ctime>
-#include <stdexcept>
 #include <string>
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include "agentkit/include/EventQueue.h"
 #include "tools/qzagent/capture/HexDump.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/cli/StoppableOutput.h"
+#include "tools/qzagent/cli/TimeText.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 namespace qzagent
@@ -22,17 +20,6 @@ namespace qzagent
 namespace
 {
 constexpr std::size_t bytesInALine = 16;
-constexpr unsigned int signalsToGiveUp = 2;
-
-/// @return the time in the form with which log lines begin
-std::string timeText(std::chrono::system_clock::time_point aTime)
-{
-    using std::chrono::system_clock;
-    auto const second = std::chrono::floor<std::chrono::seconds>(aTime);
-    auto const rest = std::chrono::duration_cast<std::chrono::microseconds>(aTime - second);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(system_clock::to_time_t(second)),
-                       rest.count());
-}
 
 std::string lineOf(qz::Event const& aEvent)
 {
@@ -58,7 +45,8 @@ std::string jsonOf(qz::Event const& aEvent, Board const* aBoard)
     }
     std::size_t const length = aEvent.mPayload.size();
     return json +
-           fmt::format(R"(,"length":{},"payload":"{}"}})", length, hexOf({aEvent.mPayload.data(), length})) +
+           fmt::format(R"(,"length_bytes":{},"payload":"{}"}})", length,
+                       hexOf({aEvent.mPayload.data(), length})) +
            "\n";
 }
 }  // namespace
@@ -76,26 +64,9 @@ bool WatchLines::take(qz::Event const& aEvent, Board const* aBoard)
 
 void WatchLines::flush()
 {
-    for (std::size_t done = 0; done < mLines.size(); done += PIPE_BUF)
-    {
-        waitForRoom();
-        mOutput.write(mLines.substr(done, PIPE_BUF));
-    }
+    writeStoppably(mOutput, mSignals, mLines);
     mLines.clear();
     mWritten += mNumberOfLines;
     mNumberOfLines = 0;
-}
-
-/// Waits here because a signal does not end a write that blocks.
-void WatchLines::waitForRoom()
-{
-    while (!mOutput.waitForRoom(mSignals.descriptor()))
-    {
-        mSignals.take();
-        if (mSignals.count() >= signalsToGiveUp)
-        {
-            throw std::runtime_error("cannot write standard output: the reader does not read");
-        }
-    }
 }
 }  // namespace qzagent

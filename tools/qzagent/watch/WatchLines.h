@@ -31,8 +31,6 @@ public:
     std::uint64_t written() const override { return mWritten; }
 
 private:
-    void waitForRoom();
-
     Output& mOutput;
     StopSignals& mSignals;
     bool const mIsJson;

@@ -18,7 +18,8 @@ struct WatchOptions
     bool mIsPlain = false;                  ///< true for the plain interface, false for the Quazor interface
     std::optional<std::uint64_t> mCount;    ///< number of events after which the watch stops
     std::optional<std::uint64_t> mSeconds;  ///< seconds after which the watch stops
-    std::optional<std::string> mOutput;     ///< path of the capture; none for lines on standard output
+    std::optional<std::string> mEventLayout;  ///< path of the layout of events; none for the simulator's
+    std::optional<std::string> mOutput;       ///< path of the capture; none for lines on standard output
 };
 
 /// Adds the options to the arguments of the verb.

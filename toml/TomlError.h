@@ -1,15 +1,15 @@
 /// @file
-/// Reports an invalid scenario.
+/// Reports a TOML file that cannot be read, is no TOML or has other values than expected.
 #pragma once
 
 #include <stdexcept>
 
-namespace qzsim
+namespace tomlfile
 {
 /// The message has the position and the expectation: "file:line:column: expected ..., found ...".
-class ScenarioError : public std::runtime_error
+class TomlError : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
-}  // namespace qzsim
+}  // namespace tomlfile

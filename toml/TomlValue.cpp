@@ -1,13 +1,13 @@
-#include "simulator/scenario/TomlValue.h"
+#include "toml/TomlValue.h"
 
 #include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
 
-#include "simulator/scenario/ScenarioError.h"
+#include "toml/TomlError.h"
 
-namespace qzsim
+namespace tomlfile
 {
 namespace
 {
@@ -23,7 +23,7 @@ struct Description
 {
     std::string operator()(TomlValue::Table const&) const { return "a table"; }
     std::string operator()(TomlValue::Array const&) const { return "an array"; }
-    std::string operator()(TomlValue::Text const& aText) const { return qzsim::inQuotes(aText); }
+    std::string operator()(TomlValue::Text const& aText) const { return tomlfile::inQuotes(aText); }
     std::string operator()(TomlValue::Number aNumber) const { return std::to_string(aNumber); }
     std::string operator()(TomlValue::Boolean) const { return "a boolean"; }
     std::string operator()(TomlValue::Other const& aOther) const { return aOther.mKind; }
@@ -47,7 +47,7 @@ TomlValue const* TomlValue::find(std::string_view aKey) const
 
 void TomlValue::refuse(std::string_view aExpected) const
 {
-    throw ScenarioError(
+    throw TomlError(
         fmt::format("{}: expected {}, found {}", mPlace, aExpected, std::visit(Description(), mContent)));
 }
 
@@ -69,4 +69,4 @@ bool hasControlCharacter(std::string_view aText)
 {
     return std::any_of(aText.begin(), aText.end(), isControlCharacter);
 }
-}  // namespace qzsim
+}  // namespace tomlfile

@@ -1,24 +1,21 @@
 /// @file
-/// Reads single values of a scenario.
+/// Reads single values.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <limits>
 #include <string>
 #include <string_view>
 
-#include <hbaapi.h>
+#include "toml/Named.h"
+#include "toml/TomlValue.h"
 
-#include "simulator/scenario/Named.h"
-#include "simulator/scenario/TomlValue.h"
-
-namespace qzsim
+namespace tomlfile
 {
 constexpr std::uint32_t highestNumber = std::numeric_limits<std::uint32_t>::max();
 
-/// @throws ScenarioError when the value is not such a number
+/// @throws TomlError when the value is not such a number
 std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest,
                          std::string_view aExpected);
 
@@ -26,20 +23,17 @@ std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::ui
 std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest);
 
 /// @param aLongest highest number of bytes
-/// @throws ScenarioError when the value is not a text of this length without control characters
+/// @throws TomlError when the value is not a text of this length without control characters
 std::string const& readText(TomlValue const& aValue, std::size_t aLongest);
 
 /// Reads text without control characters into a field.
 /// @param aSize size of the field, including the terminator
-/// @throws ScenarioError when the value is not such a text
+/// @throws TomlError when the value is not such a text
 void readText(TomlValue const& aValue, char* aField, std::size_t aSize);
-
-/// @throws ScenarioError when the value is not a World Wide Name
-HBA_WWN readWwn(TomlValue const& aValue);
 
 /// Reads a text and converts it.
 /// @param aFind returns the converted value; nothing for an unexpected text
-/// @throws ScenarioError when the value is not an expected text
+/// @throws TomlError when the value is not an expected text
 template <typename Find>
 auto readFound(TomlValue const& aValue, Find aFind, std::string_view aExpected)
 {
@@ -60,7 +54,7 @@ std::uint32_t readFoundOrNumber(TomlValue const& aValue, Find aFind, std::string
 }
 
 /// Reads one of the names of a table.
-/// @throws ScenarioError when the value is not one of them
+/// @throws TomlError when the value is not one of them
 template <typename Value, std::size_t count>
 Value readNamed(TomlValue const& aValue, Named<Value> const (&aTable)[count])
 {
@@ -68,4 +62,4 @@ Value readNamed(TomlValue const& aValue, Named<Value> const (&aTable)[count])
         aValue, [&aTable](std::string_view aName) { return valueNamed(aName, aTable); },
         "one of " + namesIn(aTable));
 }
-}  // namespace qzsim
+}  // namespace tomlfile

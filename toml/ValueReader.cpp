@@ -1,12 +1,10 @@
-#include "simulator/scenario/ValueReader.h"
+#include "toml/ValueReader.h"
 
 #include <cstring>
 
 #include <fmt/format.h>
 
-#include "simulator/scenario/Wwn.h"
-
-namespace qzsim
+namespace tomlfile
 {
 std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest,
                          std::string_view aExpected)
@@ -41,9 +39,4 @@ void readText(TomlValue const& aValue, char* aField, std::size_t aSize)
     std::string const& text = readText(aValue, aSize - 1);
     std::memcpy(aField, text.c_str(), text.size() + 1);
 }
-
-HBA_WWN readWwn(TomlValue const& aValue)
-{
-    return readFound(aValue, wwnIn, "a World Wide Name such as \"20:00:00:00:c9:00:00:01\"");
-}
-}  // namespace qzsim
+}  // namespace tomlfile

@@ -11,10 +11,10 @@
 
 #include <fmt/format.h>
 
-#include "simulator/scenario/ScenarioError.h"
-#include "simulator/scenario/TomlValue.h"
+#include "toml/TomlError.h"
+#include "toml/TomlValue.h"
 
-namespace qzsim
+namespace tomlfile
 {
 enum class Presence
 {
@@ -44,8 +44,8 @@ void refuseUnknownKeys(TomlValue::Table const& aEntries, std::string_view aTitle
     {
         if (std::find(names.begin(), names.end(), entry.mKey) == names.end())
         {
-            throw ScenarioError(fmt::format("{}: expected a key of {} ({}), found {}", entry.mPlace, aTitle,
-                                            fmt::join(names, ", "), inQuotes(entry.mKey)));
+            throw TomlError(fmt::format("{}: expected a key of {} ({}), found {}", entry.mPlace, aTitle,
+                                        fmt::join(names, ", "), inQuotes(entry.mKey)));
         }
     }
 }
@@ -53,13 +53,13 @@ void refuseUnknownKeys(TomlValue::Table const& aEntries, std::string_view aTitle
 [[noreturn]] inline void refuseMissingKey(TomlValue const& aTable, std::string_view aKey,
                                           std::string_view aTitle)
 {
-    throw ScenarioError(fmt::format("{}: expected the key {} in this {}, found none", aTable.place(),
-                                    inQuotes(aKey), aTitle));
+    throw TomlError(fmt::format("{}: expected the key {} in this {}, found none", aTable.place(),
+                                inQuotes(aKey), aTitle));
 }
 
 /// Reads a table in the order of aKeys, so a key can depend on keys before it.
 /// @param aTitle name of the table in messages, such as "[[adapter]]"
-/// @throws ScenarioError when a key is unknown, or a required key is missing
+/// @throws TomlError when a key is unknown, or a required key is missing
 template <typename Record, std::size_t count>
 void readTable(TomlValue const& aTable, std::string_view aTitle, Key<Record> const (&aKeys)[count],
                Record& aRecord)
@@ -82,7 +82,7 @@ void readTable(TomlValue const& aTable, std::string_view aTitle, Key<Record> con
 /// Reads an array of tables.
 /// @param aInitial initial value of each record
 /// @param aTake    called with each table and its record
-/// @throws ScenarioError when a table is invalid
+/// @throws TomlError when a table is invalid
 template <typename Record, std::size_t count, typename Take>
 void readTables(TomlValue const& aTables, std::string_view aTitle, Key<Record> const (&aKeys)[count],
                 Record const& aInitial, Take aTake)
@@ -94,4 +94,4 @@ void readTables(TomlValue const& aTables, std::string_view aTitle, Key<Record> c
         aTake(table, std::move(record));
     }
 }
-}  // namespace qzsim
+}  // namespace tomlfile

@@ -1,5 +1,5 @@
 /// @file
-/// Tables that map names in a scenario to values.
+/// Tables that map names in a file to values.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace qzsim
+namespace tomlfile
 {
 template <typename Value>
 struct Named
@@ -38,4 +38,4 @@ std::string namesIn(Named<Value> const (&aTable)[count])
     }
     return names;
 }
-}  // namespace qzsim
+}  // namespace tomlfile

@@ -1,7 +1,8 @@
 // The only source that uses the TOML library, which is compiled into it.
 #define TOML_EXCEPTIONS 0
-// Maximum nesting of arrays, tables and the values in them. A scenario written in one line has eight levels of arrays and
-// tables. The default limit of the library is so high that parsing could overflow the stack.
+// Maximum nesting of arrays, tables and the values in them. The deepest files are scenarios of the simulator: written in
+// one line, they have eight levels of arrays and tables. The default limit of the library is so high that parsing could
+// overflow the stack.
 #define TOML_MAX_NESTED_VALUES 9
 #include <algorithm>
 #include <cerrno>
@@ -25,10 +26,10 @@
 #define TOML_UNREACHABLE __builtin_unreachable()
 #include <toml++/toml.h>
 
-#include "simulator/scenario/ScenarioError.h"
-#include "simulator/scenario/TomlValue.h"
+#include "toml/TomlError.h"
+#include "toml/TomlValue.h"
 
-namespace qzsim
+namespace tomlfile
 {
 namespace
 {
@@ -36,7 +37,7 @@ constexpr std::ptrdiff_t mostDotsOfLine = 300;
 
 [[noreturn]] void refuseFile(std::string const& aPath, std::string const& aReason)
 {
-    throw ScenarioError(fmt::format("{}: cannot be read: {}", aPath, aReason));
+    throw TomlError(fmt::format("{}: cannot be read: {}", aPath, aReason));
 }
 
 std::string contentOf(std::string const& aPath)
@@ -66,8 +67,8 @@ void checkDots(std::string const& aPath, std::string const& aContent)
         auto const dots = std::count(line.begin(), line.end(), '.');
         if (dots > mostDotsOfLine)
         {
-            throw ScenarioError(fmt::format("{}:{}:1: expected a line of at most {} dots, found {}", aPath,
-                                            number, mostDotsOfLine, dots));
+            throw TomlError(fmt::format("{}:{}:1: expected a line of at most {} dots, found {}", aPath,
+                                        number, mostDotsOfLine, dots));
         }
     }
 }
@@ -135,9 +136,9 @@ TomlValue readToml(std::string const& aPath)
     toml::parse_result const result = toml::parse(content);
     if (!result)
     {
-        throw ScenarioError(fmt::format("{}: {}", conversion.place(result.error().source()),
-                                        escaped(result.error().description())));
+        throw TomlError(fmt::format("{}: {}", conversion.place(result.error().source()),
+                                    escaped(result.error().description())));
     }
     return conversion(result.table());
 }
-}  // namespace qzsim
+}  // namespace tomlfile

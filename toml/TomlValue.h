@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-namespace qzsim
+namespace tomlfile
 {
 struct TomlEntry;
 
@@ -21,7 +21,7 @@ public:
     using Number = std::int64_t;
     using Boolean = bool;
 
-    /// A value of a type that scenarios do not use; the text names the type ("a date").
+    /// A value of a type that no file of this project uses; the text names the type ("a date").
     struct Other
     {
         std::string mKind;
@@ -38,14 +38,14 @@ public:
     bool is() const;
 
     /// @return the content as this type
-    /// @throws ScenarioError when the content has another type
+    /// @throws TomlError when the content has another type
     template <typename Kind>
     Kind const& as(std::string_view aExpected) const;
 
     /// @return the value of a key of this table; null when there is none
     TomlValue const* find(std::string_view aKey) const;
 
-    /// @throws ScenarioError always, with the position, the expectation and the content
+    /// @throws TomlError always, with the position, the expectation and the content
     [[noreturn]] void refuse(std::string_view aExpected) const;
 
 private:
@@ -62,7 +62,7 @@ struct TomlEntry
 
 /// Reads a file. Its top-level keys form a table.
 /// @param aPath appears in messages as given here
-/// @throws ScenarioError when the file cannot be read or is not valid TOML
+/// @throws TomlError when the file cannot be read or is not valid TOML
 TomlValue readToml(std::string const& aPath);
 
 /// @return the text with escaped control characters
@@ -88,4 +88,4 @@ Kind const& TomlValue::as(std::string_view aExpected) const
     }
     return std::get<Kind>(mContent);
 }
-}  // namespace qzsim
+}  // namespace tomlfile
