@@ -31,9 +31,9 @@ class __attribute__((visibility("hidden"))) EventQueue::Rings
 public:
     Rings(std::size_t aMaxEvents, std::size_t aMaxBytes, std::uint64_t aLimit)
         : mEntries(aMaxEvents),
-          mMaxBytes(aMaxBytes),
+          mMaxBytes(std::max<std::size_t>(aMaxBytes, 1)),  // positions in the ring are remainders
           // Not initialised: memory that is never needed is never touched.
-          mBytes(new unsigned char[aMaxBytes]),
+          mBytes(new unsigned char[mMaxBytes]),
           mLimit(aLimit),
           mDescriptor(makeDescriptor())
     {

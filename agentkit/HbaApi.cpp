@@ -1,9 +1,13 @@
 #include "agentkit/include/HbaApi.h"
 
 #include <algorithm>
-#include <cstring>
-#include <new>
+#include <cstddef>
+#include <memory>
+#include <string>
 #include <thread>
+#include <utility>
+
+#include <malloc.h>
 
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 
@@ -16,9 +20,12 @@ using MappingBlock = std::unique_ptr<HBA_FCPTargetMapping, BlockRelease>;
 constexpr std::size_t nameBufferSize = 256;
 constexpr std::size_t lunSize = 8;
 constexpr std::size_t reportHeaderSize = 8;
-/// The layer refuses longer lists, so a block of this size is never replaced.
-constexpr std::size_t largestLunList = 4096;
+/// The layer refuses longer lists, so it never replaces a block of this size.
+constexpr std::size_t largestReport = reportHeaderSize + 4096;
 constexpr HBA_UINT32 firstMappingCount = 256;
+constexpr HBA_UINT32 mostMappings = 1U << 20U;
+/// An adapter may discover LUNs between two queries, but not each time.
+constexpr unsigned int mostGrowths = 16;
 constexpr std::chrono::milliseconds busyWait{100};
 
 template <typename Block>
@@ -41,6 +48,13 @@ MappingBlock mappingBlock(HBA_UINT32 aCapacity)
     block->NumberOfEntries = aCapacity;
     return block;
 }
+
+/// The layer does not say for how many entries it made the block.
+HBA_UINT32 roomOf(HBA_FCPTargetMapping& aBlock)
+{
+    std::size_t const room = ::malloc_usable_size(&aBlock) - offsetof(HBA_FCPTargetMapping, entry);
+    return static_cast<HBA_UINT32>(room / sizeof(HBA_FCPSCSIENTRY));
+}
 }  // namespace
 
 HbaApi::HbaApi() { mLayer.HA_LoadHbaapi(); }
@@ -58,25 +72,32 @@ std::string HbaApi::adapterName(unsigned int aIndex)
     return name;
 }
 
+LunReport::LunReport() : LunReport(zeroedBlock<void>(1, largestReport), largestReport) {}
+
 std::vector<std::array<unsigned char, 8>> LunReport::luns() const
+{
+    std::size_t const size = answerSize();
+    std::vector<std::array<unsigned char, lunSize>> luns;
+    for (std::size_t end = reportHeaderSize + lunSize; end <= size; end += lunSize)
+    {
+        std::copy_n(bytes().begin() + end - lunSize, lunSize, luns.emplace_back().begin());
+    }
+    return luns;
+}
+
+std::size_t LunReport::answerSize() const
 {
     Bytes const report = bytes();
     if (report.mSize < reportHeaderSize)
     {
-        return {};
+        return report.mSize;
     }
     std::size_t length = 0;
     for (unsigned char const* byte = report.begin(); byte != report.begin() + 4; ++byte)
     {
         length = length << 8 | *byte;
     }
-    std::vector<std::array<unsigned char, lunSize>> luns(std::min(length, report.mSize - reportHeaderSize) /
-                                                         lunSize);
-    for (std::size_t i = 0; i < luns.size(); ++i)
-    {
-        std::copy_n(report.begin() + reportHeaderSize + i * lunSize, lunSize, luns[i].begin());
-    }
-    return luns;
+    return reportHeaderSize + std::min(length, report.mSize - reportHeaderSize);
 }
 
 Adapter::Adapter(HbaApi& aApi, std::string aName)
@@ -101,15 +122,26 @@ HBA_PORTATTRIBUTES Adapter::port(unsigned int aIndex)
     return attributes;
 }
 
+AdapterPorts Adapter::ports()
+{
+    auto const known = attributes();
+    unsigned int count = 0;
+    std::unique_ptr<HBA_PORTATTRIBUTES[]> ports(mLayer.HA_GetAdapterPorts(mHandle, known.get(), count));
+    return AdapterPorts(std::move(ports), count);
+}
+
 TargetMappings Adapter::targetMappings()
 {
     HBA_FCPTargetMapping* none = nullptr;
-    return TargetMappings(MappingBlock(mLayer.HA_GetTargetMappings(mHandle, none)));
+    MappingBlock block(mLayer.HA_GetTargetMappings(mHandle, none));
+    block->NumberOfEntries = std::min(block->NumberOfEntries, roomOf(*block));
+    return TargetMappings(std::move(block));
 }
 
 TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDeadline)
 {
     HBA_UINT32 capacity = firstMappingCount;
+    unsigned int numGrowths = 0;
     for (;;)
     {
         MappingBlock block = mappingBlock(capacity);
@@ -120,9 +152,17 @@ TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDe
             block->NumberOfEntries = std::min(block->NumberOfEntries, capacity);
             return TargetMappings(std::move(block));
         }
-        if (status == HBA_STATUS_ERROR_MORE_DATA && block->NumberOfEntries > capacity)
+        if (status == HBA_STATUS_ERROR_MORE_DATA)
         {
-            capacity = block->NumberOfEntries;
+            HBA_UINT32 const wanted = block->NumberOfEntries;
+            if (wanted <= capacity || wanted > mostMappings || ++numGrowths > mostGrowths)
+            {
+                throw QZCHbaapiEx(("HBA_GetFcpTargetMapping method failed: implausible number of mappings, " +
+                                   std::to_string(wanted) + " after room for " + std::to_string(capacity))
+                                      .c_str(),
+                                  802);
+            }
+            capacity = wanted;
         }
         else if (status == HBA_STATUS_ERROR_BUSY && now < aDeadline)
         {
@@ -137,15 +177,20 @@ TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDe
 
 LunReport Adapter::reportLuns(Wwn const& aPort)
 {
-    unsigned int size = reportHeaderSize + largestLunList;
-    void* block = zeroedBlock<void>(1, size).release();
-    // The layer may replace the block, so it is handed over as it is and owned again afterwards.
-    struct Owner
+    LunReport report;
+    reportLuns(aPort, report);
+    return report;
+}
+
+void Adapter::reportLuns(Wwn const& aPort, LunReport& aReport)
+{
+    // A report that was moved from has no block.
+    if (aReport.mBlock == nullptr || aReport.mSize < largestReport)
     {
-        ~Owner() { std::free(mBlock); }
-        void*& mBlock;
-    } owner{block};
+        aReport = LunReport();
+    }
+    void* block = aReport.mBlock.get();
+    unsigned int size = largestReport;
     mLayer.HA_SendReportLUNs(mHandle, aPort.hbaWwn(), &block, &size);
-    return LunReport(std::unique_ptr<void, BlockRelease>(std::exchange(owner.mBlock, nullptr)), size);
 }
 }  // namespace qz

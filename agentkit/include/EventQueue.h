@@ -57,8 +57,8 @@ public:
     /// Drops are counted separately for the boards with smaller numbers, and together for all others.
     static constexpr unsigned int countedBoards = 256;
 
-    /// @param aMaxEvents largest number of events in the queue, at least 1
-    /// @param aMaxBytes  largest total payload of these events in bytes, at least 1
+    /// @param aMaxEvents largest number of events in the queue; 0 drops every event
+    /// @param aMaxBytes  largest total payload of these events in bytes; 0 counts as 1
     /// @param aLimit     number of events, including dropped ones, after which the queue ignores further events and
     ///                   does not count them
     /// @throws std::system_error when no file descriptor is available; std::bad_alloc

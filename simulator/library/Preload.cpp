@@ -31,6 +31,13 @@ bool isInCommonLibrary(void const* aCode)
     {
         return false;
     }
+    // A program may define the functions itself and forward the calls; it then reads the configuration, too.
+    void const* const first = ::dlsym(RTLD_DEFAULT, "HBA_LoadLibrary");
+    Dl_info forwarder{};
+    if (first != nullptr && ::dladdr(first, &forwarder) != 0 && forwarder.dli_fbase == caller.dli_fbase)
+    {
+        return true;
+    }
     std::unique_ptr<void, LibraryCloser> const library(::dlopen(caller.dli_fname, RTLD_LAZY | RTLD_NOLOAD));
     if (!library)
     {

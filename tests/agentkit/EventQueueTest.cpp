@@ -86,6 +86,25 @@ TEST(EventQueue, GivesEventsInTheirOrder)
     EXPECT_EQ(queue.received(), 3u);
 }
 
+TEST(EventQueue, HasRoomForAtLeastOneByte)
+{
+    EventQueue queue(10, 0);
+    push(queue, "");
+    push(queue, "x");
+    push(queue, "y");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("", "x"));
+    EXPECT_EQ(queue.dropped(), 1u);
+}
+
+TEST(EventQueue, WithoutRoomForEventsDropsAll)
+{
+    EventQueue queue(0, 10);
+    push(queue, "");
+    push(queue, "x");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre());
+    EXPECT_EQ(queue.dropped(), 2u);
+}
+
 TEST(EventQueue, GivesAnEventAsItWasPushed)
 {
     EventQueue queue(1, 1);

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "agentkit/HbaFunction.h"
 
 CommonLibrary& commonLibrary()
 {
@@ -24,20 +28,28 @@ std::string textOf(HBA_WWN const& aName)
     return text;
 }
 
-std::string textOf(char* aText) { return aText; }
-
 template <typename Number>
 std::string textOf(Number aNumber)
 {
     return std::to_string(aNumber);
 }
 
+void record(char const* aFunction)
+{
+    CommonLibrary& library = commonLibrary();
+    if (auto const onCall = library.mOnCall)  // a copy, since the function may replace it
+    {
+        onCall();
+    }
+    ++library.mCalls;
+    library.mFunction = aFunction;
+}
+
 template <typename... Arguments>
 HBA_STATUS answer(char const* aFunction, Arguments const&... aArguments)
 {
+    record(aFunction);
     CommonLibrary& library = commonLibrary();
-    ++library.mCalls;
-    library.mFunction = aFunction;
     library.mArguments.clear();
     for (std::string const& argument : std::vector<std::string>{textOf(aArguments)...})
     {
@@ -46,11 +58,21 @@ HBA_STATUS answer(char const* aFunction, Arguments const&... aArguments)
     return library.mStatus;
 }
 
+template <typename Result, typename... Arguments>
+Result answerBytes(char const* aFunction, std::tuple<Arguments...> const& aArguments)
+{
+    record(aFunction);
+    commonLibrary().mArgumentBytes = bytesOfEach(aArguments);
+    return static_cast<Result>(commonLibrary().mStatus);
+}
+
 void writeSense(void* aSense, std::size_t aSize)
 {
     std::vector<unsigned char> const& sense = commonLibrary().mSense;
     std::copy_n(sense.begin(), std::min(aSize, sense.size()), static_cast<unsigned char*>(aSense));
 }
+
+HBA_UINT32 sizeOf(HBA_UINT32 const* aSenseSize) { return aSenseSize != nullptr ? *aSenseSize : 0; }
 
 void writeScsi(HBA_UINT8* aScsiStatus, void* aSense, HBA_UINT32* aSenseSize)
 {
@@ -59,55 +81,30 @@ void writeScsi(HBA_UINT8* aScsiStatus, void* aSense, HBA_UINT32* aSenseSize)
     {
         *aScsiStatus = static_cast<HBA_UINT8>(library.mScsiStatus);
     }
-    writeSense(aSense, *aSenseSize);
-    *aSenseSize = std::min(*aSenseSize, static_cast<HBA_UINT32>(library.mSense.size()));
+    writeSense(aSense, sizeOf(aSenseSize));
+    if (aSenseSize != nullptr)
+    {
+        *aSenseSize = std::min(*aSenseSize, static_cast<HBA_UINT32>(library.mSense.size()));
+    }
 }
 }  // namespace
 
+#define QZ_ANSWER(count, function)                                                                         \
+    QZ_HBA_RESULT(function) function(QZ_HBA_PARAMETERS_##count(function))                                  \
+    {                                                                                                      \
+        return answerBytes<QZ_HBA_RESULT(function)>(#function, std::make_tuple(QZ_HBA_ARGUMENTS_##count)); \
+    }
+
 extern "C"
 {
-    HBA_STATUS HBA_LoadLibrary() { return answer("HBA_LoadLibrary"); }
-
-    HBA_STATUS HBA_FreeLibrary() { return answer("HBA_FreeLibrary"); }
-
-    HBA_UINT32 HBA_GetNumberOfAdapters() { return 0; }
-
-    HBA_STATUS HBA_GetAdapterName(HBA_UINT32 aIndex, char*) { return answer("HBA_GetAdapterName", aIndex); }
+    QZ_HBA_STATUS_FUNCTIONS(QZ_ANSWER)
+    QZ_HBA_OTHER_FUNCTIONS(QZ_ANSWER)
 
     HBA_HANDLE HBA_OpenAdapter(char* aName)
     {
-        answer("HBA_OpenAdapter", aName);
+        record("HBA_OpenAdapter");
+        commonLibrary().mArgumentBytes = {bytesOf(aName)};
         return commonLibrary().mHandle;
-    }
-
-    void HBA_CloseAdapter(HBA_HANDLE) {}
-
-    void HBA_RefreshInformation(HBA_HANDLE) {}
-
-    HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES*)
-    {
-        return answer("HBA_GetAdapterAttributes", aHandle);
-    }
-
-    HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTATTRIBUTES*)
-    {
-        return answer("HBA_GetAdapterPortAttributes", aHandle, aPort);
-    }
-
-    HBA_STATUS HBA_GetDiscoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aRemotePort,
-                                               HBA_PORTATTRIBUTES*)
-    {
-        return answer("HBA_GetDiscoveredPortAttributes", aHandle, aPort, aRemotePort);
-    }
-
-    HBA_STATUS HBA_GetPortStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS*)
-    {
-        return answer("HBA_GetPortStatistics", aHandle, aPort);
-    }
-
-    HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING*)
-    {
-        return answer("HBA_GetFcpTargetMapping", aHandle);
     }
 
     HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE aHandle, HBA_WWN aPort, void*, HBA_UINT32 aResponseSize,
@@ -137,7 +134,7 @@ extern "C"
                                  HBA_UINT8* aScsiStatus, void* aSense, HBA_UINT32* aSenseSize)
     {
         HBA_STATUS const status = answer("HBA_ScsiInquiryV2", aHandle, aPort, aRemotePort, aLun, aCdbByte1,
-                                         aCdbByte2, *aResponseSize, *aSenseSize);
+                                         aCdbByte2, *aResponseSize, sizeOf(aSenseSize));
         writeScsi(aScsiStatus, aSense, aSenseSize);
         return status;
     }
@@ -147,7 +144,7 @@ extern "C"
                                     HBA_UINT32* aSenseSize)
     {
         HBA_STATUS const status =
-            answer("HBA_ScsiReportLUNsV2", aHandle, aPort, aRemotePort, *aResponseSize, *aSenseSize);
+            answer("HBA_ScsiReportLUNsV2", aHandle, aPort, aRemotePort, *aResponseSize, sizeOf(aSenseSize));
         writeScsi(aScsiStatus, aSense, aSenseSize);
         return status;
     }
@@ -156,8 +153,8 @@ extern "C"
                                       void*, HBA_UINT32* aResponseSize, HBA_UINT8* aScsiStatus, void* aSense,
                                       HBA_UINT32* aSenseSize)
     {
-        HBA_STATUS const status =
-            answer("HBA_ScsiReadCapacityV2", aHandle, aPort, aRemotePort, aLun, *aResponseSize, *aSenseSize);
+        HBA_STATUS const status = answer("HBA_ScsiReadCapacityV2", aHandle, aPort, aRemotePort, aLun,
+                                         *aResponseSize, sizeOf(aSenseSize));
         writeScsi(aScsiStatus, aSense, aSenseSize);
         return status;
     }

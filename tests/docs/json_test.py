@@ -52,6 +52,31 @@ class JsonPage(unittest.TestCase):
         self.assertIn('| `exit_codes[].code` | `0`, `1`, `2` | Another text. |\n',
                       (root / 'docs/qzagent-json.md').read_text())
 
+    def test_the_check_reports_a_stale_copy_of_the_envelope_and_the_generator_renews_it(self):
+        root = self.copy()
+        schemas = root / 'tools/qzagent/schemas'
+        envelope = schemas / 'envelope.schema.json'
+        envelope.write_text(envelope.read_text().replace('Version of the tool.', 'Another text.'))
+        result = json_docs(root, '--check')
+        self.assertIn('json-docs: tools/qzagent/schemas/watch.schema.json is stale; run scripts/json-docs\n',
+                      result.stderr)
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(json_docs(root).returncode, 0)
+        for name in ('adapters', 'explain', 'watch'):
+            schema = json.loads((schemas / f'{name}.schema.json').read_text())
+            self.assertEqual(schema['$defs']['envelope'], json.loads(envelope.read_text()))
+        self.assertEqual(json_docs(root, '--check').returncode, 0)
+
+    def test_the_generator_adds_the_envelope_to_a_new_schema(self):
+        root = self.copy()
+        schemas = root / 'tools/qzagent/schemas'
+        for number, definitions in enumerate(('', ',\n  "$defs": { "x": true }')):
+            path = schemas / f'new{number}.schema.json'
+            path.write_text('{\n  "title": "New",\n  "$ref": "envelope.schema.json"' + definitions + '\n}\n')
+            self.assertEqual(json_docs(root).returncode, 0)
+            self.assertEqual(json.loads(path.read_text())['$defs']['envelope'],
+                             json.loads((schemas / 'envelope.schema.json').read_text()))
+
     def test_the_generator_refuses_a_key_without_a_description(self):
         root = self.copy()
         self.change(root / 'tools/qzagent/schemas/explain.schema.json', 'description', None)

@@ -29,13 +29,25 @@ def text_of(name):
 class Machine:
     def __init__(self, folder):
         self._folder = folder
+        self.sys = pathlib.Path(folder) / "sys"
 
-    def run(self, *command):
+    def append_configuration(self, line):
+        """Adds a line to /etc/hba.conf."""
+        with open(pathlib.Path(self._folder) / "hba.conf", "a", encoding="ascii") as file:
+            file.write(line + "\n")
+
+    def _arguments(self, command):
         """The sanitizers accept a preloaded library, and do not report what libhbalinux leaks."""
         options = os.environ.get("ASAN_OPTIONS", "")
         environment = os.environ | {"SG_PRELOAD": SG_DEVICES, "ASAN_OPTIONS": f"{options}:detect_leaks=0"}
-        return subprocess.run([HERE / "in_machine", self._folder, "--", *command], env=environment,
-                              capture_output=True, text=True, check=False, timeout=60)
+        return {"args": [HERE / "in_machine", self._folder, "--", *command], "env": environment, "text": True}
+
+    def run(self, *command):
+        return subprocess.run(**self._arguments(command), capture_output=True, check=False, timeout=60)
+
+    def start(self, *command):
+        """The running command, whose standard output is a pipe."""
+        return subprocess.Popen(**self._arguments(command), stdout=subprocess.PIPE)
 
 
 @contextlib.contextmanager

@@ -31,6 +31,21 @@ std::string outputOfTwoLoads(int aFailing)
     return runQzsim({"--scenario", scenario, hbaProbe, "load", "free", "load", "free"}).mOutput;
 }
 
+TEST(Qzsim, UnmodifiedProgramQueriesALun)
+{
+    ScratchFolder const folder;
+    std::string const scenario =
+        folder.write("scenario.toml",
+                     "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                     "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nluns = 1\n"
+                     "block_size = 4096\n");
+    EXPECT_EQ(
+        runQzsim({"--scenario", scenario, hbaProbe, "load", "count", "open=a", "lun=50:00:00:00:00:00:00:01"})
+            .mOutput,
+        "load: 0\ncount: 1\nopen a: 1\ninquiry: 0 \"EXAMPLE SIMULATED DISK  1.0 \"\n"
+        "capacity: 0 with blocks of 4096\n");
+}
+
 TEST(Qzsim, UnmodifiedProgramFindsTheAdapters)
 {
     ProcessResult const result = runQzsimOnTwoAdapters(
@@ -56,7 +71,7 @@ TEST(Qzsim, CallWithoutEntryPointIsNotSupported)
 {
     EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "load", "count", "open=example-fc-0", "statistics=0", "free"})
                   .mOutput,
-              "load: 0\ncount: 2\nopen example-fc-0: 1\nstatistics 0: 2\nfree: 0\n");
+              "load: 0\ncount: 2\nopen example-fc-0: 1\nstatistics 0: 2 rx 0\nfree: 0\n");
 }
 
 TEST(Qzsim, AcceptsBlanksInTheScenarioPath)

@@ -65,13 +65,34 @@ void printMappings(std::string const& aRoom)
     std::printf("mappings: %u of %u\n", status, mapping->NumberOfEntries);
 }
 
+HBA_WWN wwnOf(std::string const& aText)
+{
+    HBA_WWN name{};
+    for (std::size_t index = 0; index < sizeof name.wwn; ++index)
+    {
+        name.wwn[index] = static_cast<HBA_UINT8>(std::stoul(aText.substr(index * 3, 2), nullptr, 16));
+    }
+    return name;
+}
+
+/// Sends INQUIRY and READ CAPACITY to LUN 0.
+void printLun(std::string const& aPort)
+{
+    HBA_WWN const port = wwnOf(aPort);
+    char response[nameBufferSize] = {};
+    char sense[nameBufferSize] = {};
+    HBA_STATUS const status =
+        HBA_SendScsiInquiry(gHandle, port, 0, 0, 0, response, sizeof response, sense, sizeof sense);
+    std::printf("inquiry: %u \"%s\"\n", status, response + 8);
+    unsigned char capacity[8] = {};
+    HBA_STATUS const capacityStatus =
+        HBA_SendReadCapacity(gHandle, port, 0, capacity, sizeof capacity, sense, sizeof sense);
+    std::printf("capacity: %u with blocks of %u\n", capacityStatus, capacity[6] * 256U + capacity[7]);
+}
+
 void printLuns(std::string const& aPort)
 {
-    HBA_WWN port{};
-    for (std::size_t index = 0; index < sizeof port.wwn; ++index)
-    {
-        port.wwn[index] = static_cast<HBA_UINT8>(std::stoul(aPort.substr(index * 3, 2), nullptr, 16));
-    }
+    HBA_WWN const port = wwnOf(aPort);
     unsigned char response[nameBufferSize] = {};
     unsigned char sense[nameBufferSize] = {};
     HBA_STATUS const status =
@@ -110,12 +131,14 @@ Steps const steps = {
     {"port", printPort},
     {"mappings", printMappings},
     {"luns", printLuns},
+    {"lun", printLun},
     {"statistics",
      [](std::string const& aIndex)
      {
          HBA_PORTSTATISTICS statistics{};
          auto const port = static_cast<HBA_UINT32>(std::stoul(aIndex));
-         std::printf("statistics %u: %u\n", port, HBA_GetPortStatistics(gHandle, port, &statistics));
+         HBA_STATUS const status = HBA_GetPortStatistics(gHandle, port, &statistics);
+         std::printf("statistics %u: %u rx %lld\n", port, status, statistics.RxFrames);
      }},
     {"file", [](std::string const& aPath) { printFirstLine(std::fopen(aPath.c_str(), "r")); }},
     {"fileFromLibrary", [](std::string const& aPath) { printFirstLine(openFromLibrary(aPath.c_str())); }},

@@ -28,6 +28,9 @@ void addRepair(CommandLine& aCommandLine);
 /// Shows, selects and counts the events of captures.
 void addShow(CommandLine& aCommandLine);
 
+/// Shows the counters of the ports, or their differences in intervals.
+void addStatistics(CommandLine& aCommandLine);
+
 /// Shows what the vendor library reports about itself, the driver and the boards. The other boards are shown even when
 /// one fails.
 void addVendor(CommandLine& aCommandLine);

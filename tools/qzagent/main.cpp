@@ -1,21 +1,28 @@
 // The qzagent program: runs the verb that the arguments name, and prints its result.
 
 #include <algorithm>
+#include <chrono>
 #include <clocale>
 #include <exception>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include "agentkit/include/HbaWitness.h"
 #include "backend/common/include/Logger.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/PartialAnswer.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/cli/Timeout.h"
 
 namespace qzagent
 {
@@ -30,6 +37,7 @@ void addVerbs(CommandLine& aCommandLine)
     addShow(aCommandLine);
     addRepair(aCommandLine);
     addConvert(aCommandLine);
+    addStatistics(aCommandLine);
     addVendor(aCommandLine);
     addWatch(aCommandLine);
     addExplain(aCommandLine);
@@ -41,12 +49,82 @@ bool asksForJson(int aCount, char const* const* aArguments)
     return std::find(aArguments, aArguments + aCount, std::string("--json")) != aArguments + aCount;
 }
 
-std::optional<Answer> runVerb(CommandLine const& aCommandLine, Report& aReport, Output& aOutput)
+/// Ends the process although a library does not return.
+class Expiry
+{
+public:
+    Expiry(CommandLine const& aCommandLine, bool aIsJson, PartialAnswer const& aPartial, Report& aReport,
+           Output& aOutput)
+        : mCommandLine(aCommandLine), mIsJson(aIsJson), mPartial(aPartial), mReport(aReport), mOutput(aOutput)
+    {
+    }
+
+    [[noreturn]] void end(bool aIsWriting) const
+    {
+        constexpr std::chrono::milliseconds longestOutput(500);
+        // Standard output or standard error may not accept text.
+        std::thread(
+            [longestOutput]
+            {
+                std::this_thread::sleep_for(longestOutput);
+                ::_exit(static_cast<int>(ExitCode::failed));
+            })
+            .detach();
+        mReport.addError(ExitCode::failed, fmt::format("timeout after {} s: {}",
+                                                       mCommandLine.timeout()->count(), place(aIsWriting)));
+        if (!aIsWriting)
+        {
+            writePartialAnswer();
+        }
+        ::_exit(static_cast<int>(ExitCode::failed));
+    }
+
+private:
+    static std::string place(bool aIsWriting)
+    {
+        if (aIsWriting)
+        {
+            return "standard output does not accept the result";
+        }
+        std::string const step = currentStep();
+        char const* const call = qz::runningHbaCall();
+        return call == nullptr ? "in the step: " + step : fmt::format("{} has not returned ({})", call, step);
+    }
+
+    void writePartialAnswer() const
+    {
+        try
+        {
+            if (std::optional<Answer> const found = mPartial.get())
+            {
+                mOutput.write(mIsJson ? mReport.document(mCommandLine.command(), found->mKeys)
+                                      : found->mText);
+            }
+        }
+        catch (std::exception const& error)
+        {
+            mReport.addError(ExitCode::failed, error.what());
+        }
+    }
+
+    CommandLine const& mCommandLine;
+    bool const mIsJson;
+    PartialAnswer const& mPartial;
+    Report& mReport;
+    Output& mOutput;
+};
+
+std::optional<Answer> runVerb(CommandLine const& aCommandLine, Report& aReport, Output& aOutput,
+                              PartialAnswer& aPartial, Timeout& aTimeout)
 {
     try
     {
+        if (aCommandLine.timeout())
+        {
+            aTimeout.start(*aCommandLine.timeout());
+        }
         SetLogLevelMask(aCommandLine.isTraced() ? ~0u : QZLL_Assertion);
-        return aCommandLine.run(aReport, aOutput);
+        return aCommandLine.run(aReport, aOutput, aPartial);
     }
     catch (std::exception const& exception)
     {
@@ -56,7 +134,7 @@ std::optional<Answer> runVerb(CommandLine const& aCommandLine, Report& aReport, 
 }
 
 std::optional<Answer> answer(CommandLine& aCommandLine, int aCount, char const* const* aArguments,
-                             Report& aReport, Output& aOutput)
+                             Report& aReport, Output& aOutput, PartialAnswer& aPartial, Timeout& aTimeout)
 {
     try
     {
@@ -65,11 +143,11 @@ std::optional<Answer> answer(CommandLine& aCommandLine, int aCount, char const* 
             aOutput.write(*help);
             return {};
         }
-        return runVerb(aCommandLine, aReport, aOutput);
+        return runVerb(aCommandLine, aReport, aOutput, aPartial, aTimeout);
     }
     catch (Misuse const& misuse)
     {
-        aReport.addError(ExitCode::misused, fmt::format("{}; see {} --help", misuse.what(), toolName));
+        aReport.addError(ExitCode::misused, misuse.what());
     }
     return Answer();
 }
@@ -78,11 +156,24 @@ void show(Output& aOutput, int aCount, char const* const* aArguments, Report& aR
 {
     CommandLine commandLine;
     addVerbs(commandLine);
-    std::optional<Answer> const found = answer(commandLine, aCount, aArguments, aReport, aOutput);
-    if (found)
+    bool const isJson = asksForJson(aCount, aArguments);
+    PartialAnswer partial;
+    Expiry const expiry(commandLine, isJson, partial, aReport, aOutput);
+    Timeout timeout([&expiry](bool aIsWriting) { expiry.end(aIsWriting); });
+    std::optional<Answer> const found =
+        answer(commandLine, aCount, aArguments, aReport, aOutput, partial, timeout);
+    timeout.beginOutput();
+    if (!found)
     {
-        aOutput.write(asksForJson(aCount, aArguments) ? aReport.document(commandLine.command(), found->mKeys)
-                                                      : found->mText);
+        return;
+    }
+    if (isJson)
+    {
+        aOutput.writeWhole(aReport.document(commandLine.command(), found->mKeys));
+    }
+    else
+    {
+        aOutput.write(found->mText);
     }
 }
 }  // namespace

@@ -56,9 +56,9 @@ class ManPage:
         return commands
 
     def references(self):
-        """The pages that it refers to, such as "qzsim.1"."""
+        """The pages that it refers to, such as "qzsim.1". A status such as "HBA_STATUS_ERROR (1)" is not a page."""
         lines = (line for section in self.sections.values() for line in section)
-        return {".".join(name) for line in lines for name in re.findall(r"([\w-]+) ?\((\d)\)", text_of(line))}
+        return {".".join(name) for line in lines for name in re.findall(r"(?!HBA_)\b([\w-]+) ?\((\d)\)", text_of(line))}
 
 
 def items(lines):

@@ -49,7 +49,8 @@ class Completion(unittest.TestCase):
         return set(result.stdout.split())
 
     def test_qzagent_offers_its_verbs(self):
-        self.assertEqual(self.offered("qzagent "), set(programs.verbs()))
+        self.assertEqual(self.offered("qzagent "), {*programs.verbs(), "help"})
+        self.assertEqual(self.offered("qzagent help "), set(programs.verbs()))
         self.assertEqual(self.offered("qzagent --trace ad"), {"adapters"})
 
     def test_qzagent_offers_the_options_of_its_help(self):
@@ -71,12 +72,16 @@ class Completion(unittest.TestCase):
 
     def test_qzagent_offers_the_forms_of_captures(self):
         self.assertEqual(self.offered("qzagent watch --format "), {"pcapng", "records"})
+        self.assertEqual(self.offered("qzagent show --format "), {"pcapng", "records", "json", "hex"})
+
+    def test_qzagent_offers_toml_files_for_event_layouts(self):
+        self.assertEqual(self.offered("qzagent watch --event-layout "), {"two.toml"})
 
     def test_qzagent_offers_nothing_for_names_and_numbers(self):
         for verb in programs.verbs():
             for option in programs.options_of(QZAGENT, verb) - {
-                    "--help", "--plain", "--output", "--print", "--quiet", "--follow", "--summary", "--hex",
-                    "--format", "--time", "--to"}:
+                    "--help", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow", "--summary",
+                    "--hex", "--format", "--time", "--to"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 

@@ -14,6 +14,7 @@
 using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::MatchesRegex;
 
 namespace
 {
@@ -55,8 +56,8 @@ TEST(QzagentAdapters, ListsAdaptersInATable)
 TEST(QzagentAdapters, ListsAdaptersInJson)
 {
     ProcessResult const result = runAgentOn(exampleAdapters, {"adapters", "--json"});
-    EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 0, "messages": [],
+    EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 0, "messages": [],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
                      {"index": 1, "name": "example-fc-1", "state": "ok", "handle": 2}]})"));
     EXPECT_EQ(result.mErrors, "");
@@ -76,16 +77,20 @@ TEST(QzagentAdapters, ListsTheOtherAdaptersWhenOneCannotBeOpened)
 TEST(QzagentAdapters, PrintsOneLineOnStandardErrorForAnAdapterThatCannotBeOpened)
 {
     EXPECT_EQ(runAgentOn(secondAdapterFails(), {"adapters"}).mErrors,
-              "qzagent: example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed (code 802)\n");
+              "qzagent: example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed (code 802): "
+              "HBA_STATUS_ERROR (1) in call 5, HBA_OpenAdapter\n");
 }
 
 TEST(QzagentAdapters, OmitsTheHandleOfAnAdapterThatCannotBeOpenedInJson)
 {
     ProcessResult const result = runAgentOn(secondAdapterFails(), {"--json", "adapters"});
-    EXPECT_EQ(documentOf(result), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 1,
+    EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "HBA_OpenAdapter method failed", "code": 802,
-                      "exception": "QZCHbaapiEx", "adapter": "example-fc-1"}],
+                      "exception": "QZCHbaapiEx", "adapter": "example-fc-1",
+                      "cause": {"call": 5, "function": "HBA_OpenAdapter", "status": 1,
+                                "status_name": "HBA_STATUS_ERROR",
+                                "text": "HBA_STATUS_ERROR (1) in call 5, HBA_OpenAdapter"}}],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
                      {"index": 1, "name": "example-fc-1", "state": "failed"}]})"));
     EXPECT_EQ(result.mExitStatus, 1);
@@ -97,7 +102,9 @@ TEST(QzagentAdapters, ListsTheAdaptersBeforeOneWhoseNameCannotBeRead)
     EXPECT_EQ(result.mOutput,
               "INDEX NAME         HANDLE STATE\n"
               "    0 example-fc-0 0x1    ok\n");
-    EXPECT_EQ(result.mErrors, "qzagent: QZCExitConditionEx: HBA_GetAdapterName method failed (code 19)\n");
+    EXPECT_THAT(result.mErrors,
+                MatchesRegex("qzagent: QZCExitConditionEx: HBA_GetAdapterName method failed .code 19.: "
+                             "HBA_STATUS_[A-Z_]+ .[0-9]+. in call 3, HBA_GetAdapterName\n"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -111,8 +118,8 @@ TEST(QzagentAdapters, PrintsANoteAndNoTableWithoutAdapters)
 
 TEST(QzagentAdapters, PrintsANoteAndAnEmptyListWithoutAdaptersInJson)
 {
-    EXPECT_EQ(documentOf(runAgentOn("", {"adapters", "--json"})), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 0,
+    EXPECT_EQ(findingsOf(runAgentOn("", {"adapters", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 0,
         "messages": [{"severity": "note", "text": "no adapters", "code": 0}],
         "adapters": []})"));
 }
@@ -121,18 +128,23 @@ TEST(QzagentAdapters, PrintsOneLineWhenTheCommonLibraryDoesNotLoad)
 {
     ProcessResult const result = runAgentOn(doesNotLoad, {"adapters"});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_THAT(result.mErrors,
-                EndsWith("\nqzagent: QZCExitConditionEx: Can't load HBAAPI library! (code 19)\n"))
+    EXPECT_THAT(
+        result.mErrors,
+        EndsWith("\nqzagent: QZCExitConditionEx: Can't load HBAAPI library! (code 19): HBA_STATUS_ERROR (1) "
+                 "in call 1, HBA_LoadLibrary\n"))
         << "the common library prints an unfinished line first";
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
 TEST(QzagentAdapters, ReportsInJsonThatTheCommonLibraryDoesNotLoad)
 {
-    EXPECT_EQ(documentOf(runAgentOn(doesNotLoad, {"adapters", "--json"})), nlohmann::json::parse(R"({
-        "format_version": 1, "command": "adapters", "exit_status": 1,
+    EXPECT_EQ(findingsOf(runAgentOn(doesNotLoad, {"adapters", "--json"})), nlohmann::json::parse(R"({
+        "format_version": 2, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "Can't load HBAAPI library!", "code": 19,
-                      "exception": "QZCExitConditionEx"}],
+                      "exception": "QZCExitConditionEx",
+                      "cause": {"call": 1, "function": "HBA_LoadLibrary", "status": 1,
+                                "status_name": "HBA_STATUS_ERROR",
+                                "text": "HBA_STATUS_ERROR (1) in call 1, HBA_LoadLibrary"}}],
         "adapters": []})"));
 }
 

@@ -50,6 +50,9 @@ ProcessResult runAgentOnTerminalOf(std::string const& aScenario, Arguments const
 /// @return the output as a JSON document; null when it is none, which fails the test
 nlohmann::json documentOf(ProcessResult const& aResult);
 
+/// @return documentOf() without the keys that tell where and when the document was written
+nlohmann::json findingsOf(ProcessResult const& aResult);
+
 std::vector<std::string> linesOf(std::string const& aText);
 
 /// @return the text with one blank after each word, so that it does not depend on the width of columns

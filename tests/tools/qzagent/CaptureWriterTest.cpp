@@ -7,6 +7,7 @@
 
 #include "tests/support/FreshProcess.h"
 #include "tests/tools/qzagent/Captures.h"
+#include "tests/tools/qzagent/FileLimit.h"
 #include "tools/qzagent/capture/CaptureWriter.h"
 
 using qzagent::CaptureWriteError;

@@ -1,14 +1,16 @@
 /// @file
 /// An HBA API to preload that behaves in ways that the simulator cannot. It prints to standard output through
 /// stdio and through the descriptor. Its names are arbitrary bytes, its texts are not terminated and its values have no
-/// names in the standard. It prints its calls on standard error.
+/// names in the standard. The name of the host has an escape sequence. It prints its calls on standard error.
 
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <iterator>
 
+#include <dlfcn.h>
 #include <hbaapi.h>
 #include <unistd.h>
 
@@ -34,15 +36,34 @@ void fillUp(char (&aField)[size], char aByte)
     std::memset(aField, aByte, size);
 }
 
+/// Loads and calls the library that the environment names, if any.
+void loadNoisyLibrary()
+{
+    char const* const path = std::getenv("NOISY_LIBRARY");
+    void* const library = path == nullptr ? nullptr : dlopen(path, RTLD_NOW);
+    if (library != nullptr)
+    {
+        reinterpret_cast<void (*)(char const*)>(dlsym(library, "printNoise"))("call");
+    }
+}
+
 void printCall(char const* aCall) { std::fprintf(stderr, "%s\n", aCall); }
 }  // namespace
 
 extern "C"
 {
+    /// Replaces the function of the C library.
+    int gethostname(char* aName, std::size_t aSize) noexcept
+    {
+        std::snprintf(aName, aSize, "host\x1b[2J");
+        return 0;
+    }
+
     HBA_STATUS HBA_LoadLibrary()
     {
         printCall("HBA_LoadLibrary");
         std::printf("complaint through stdio\n");
+        loadNoisyLibrary();
         char const complaint[] = "complaint through the descriptor\n";
         return write(STDOUT_FILENO, complaint, sizeof complaint - 1) > 0 ? HBA_STATUS_OK : HBA_STATUS_ERROR;
     }
@@ -90,13 +111,27 @@ extern "C"
         aAttributes->PortSpeed = 8;
         aAttributes->PortSupportedSpeed = 0x80000009;
         fillUp(aAttributes->OSDeviceName, 'd');
-        aAttributes->NumberofDiscoveredPorts = 0xffffffff;
+        aAttributes->NumberofDiscoveredPorts = 0xffff;
         return HBA_STATUS_OK;
     }
 
     HBA_STATUS HBA_GetDiscoveredPortAttributes(HBA_HANDLE, HBA_UINT32, HBA_UINT32, HBA_PORTATTRIBUTES*)
     {
         return HBA_STATUS_ERROR_NOT_SUPPORTED;
+    }
+
+    HBA_STATUS HBA_GetPortStatistics(HBA_HANDLE, HBA_UINT32, HBA_PORTSTATISTICS* aStatistics)
+    {
+        char const* const file = std::getenv("CRASH_ONCE");
+        if (file != nullptr && std::remove(file) == 0)
+        {
+            std::abort();
+        }
+        // The other counters stay as they are.
+        aStatistics->TxFrames = 1;
+        aStatistics->RxFrames = -2;
+        aStatistics->InvalidCRCCount = 0x7fffffffffffffff;
+        return HBA_STATUS_OK;
     }
 
     HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE, HBA_FCPTARGETMAPPING* aMapping)
@@ -110,6 +145,7 @@ extern "C"
     HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE, HBA_WWN, void* aResponse, HBA_UINT32, void*, HBA_UINT32)
     {
         auto* const response = static_cast<HBA_UINT8*>(aResponse);
+        std::memset(response, 0, 8);
         response[3] = sizeof extendedLun;
         std::memcpy(response + 8, extendedLun, sizeof extendedLun);
         return HBA_STATUS_OK;

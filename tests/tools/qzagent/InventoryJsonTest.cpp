@@ -78,9 +78,9 @@ TEST(QzagentInventoryJson, ContainsTheHostIndexOfTheSelectedAdapter)
 
 TEST(QzagentInventoryJson, ContainsAnErrorAndNoAdaptersForAnUnknownAdapter)
 {
-    EXPECT_EQ(documentOf(runAgentOn("", {"inventory", "--json", "--adapter", "example-fc-9"})),
+    EXPECT_EQ(findingsOf(runAgentOn("", {"inventory", "--json", "--adapter", "example-fc-9"})),
               nlohmann::json::parse(R"({
-        "format_version": 1, "command": "inventory", "exit_status": 1,
+        "format_version": 2, "command": "inventory", "exit_status": 1,
         "messages": [{"severity": "error", "code": 1,
                       "text": "no adapter 'example-fc-9'; run qzagent adapters to list them"}],
         "adapters": []})"));

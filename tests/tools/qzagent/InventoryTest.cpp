@@ -216,13 +216,11 @@ TEST(QzagentInventory, FitsALongLunListInto100Columns)
 
 TEST(QzagentInventory, ReadsTheLongestLunListWithoutRepeatingTheRequest)
 {
-    ProcessResult const result = runAgentOn(
-        adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 512), {"inventory", "--trace"});
+    ProcessResult const result =
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 512) +
+                       fault("HBA_SendReportLUNs", R"("2+")", "HBA_STATUS_ERROR"),
+                   {"inventory"});
     EXPECT_THAT(squeezed(result.mOutput), HasSubstr("─luns 0-511\n"));
-    std::string const answer = "Size got from SendReportLuns = 4096";
-    std::size_t const first = result.mErrors.find(answer);
-    ASSERT_NE(first, std::string::npos) << result.mErrors;
-    EXPECT_EQ(result.mErrors.find(answer, first + 1), std::string::npos)
-        << "a repeated request means that the layer has replaced the buffer";
+    EXPECT_EQ(result.mErrors, "");
 }
 }  // namespace

@@ -47,6 +47,14 @@ TEST(LatencyScale, PutsALatencyAtTheEndOfABucketIntoTheNextBucket)
     EXPECT_EQ(LatencyScale::bucketOf(std::chrono::hours(1)), 19u);
 }
 
+TEST(LatencyScale, IsThatOfARecordWithItsSearchTypeBaseAndStep)
+{
+    EXPECT_TRUE(LatencyScale::isOf({false, 1, 10, 2}));
+    EXPECT_FALSE(LatencyScale::isOf({false, 2, 10, 2}));
+    EXPECT_FALSE(LatencyScale::isOf({false, 1, 11, 2}));
+    EXPECT_FALSE(LatencyScale::isOf({false, 1, 10, 3}));
+}
+
 TEST(LatencyHistogram, GivesAnEmptyRecordWithoutLatencies)
 {
     auto const entry = LatencyHistogram().entry();

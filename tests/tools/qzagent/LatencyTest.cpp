@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -17,8 +18,10 @@
 #include "tests/tools/qzagent/Scenarios.h"
 
 using testing::AllOf;
+using testing::Contains;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
@@ -35,12 +38,12 @@ std::string const oneFails = targetsOfTwoAdapters + fault("HBA_SendReportLUNs", 
 
 char const* const failedReport =
     "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed (code "
-    "802)\n";
+    "802): HBA_STATUS_ERROR (1) in call 15, HBA_SendReportLUNs\n";
 
 unsigned int sumOfBuckets(nlohmann::json const& aLatencies)
 {
     unsigned int sum = 0;
-    for (nlohmann::json const& bucket : aLatencies["buckets"])
+    for (nlohmann::json const& bucket : aLatencies["record"]["buckets"])
     {
         sum += bucket["count"].get<unsigned int>();
     }
@@ -65,13 +68,17 @@ std::vector<unsigned int> numbersIn(std::string const& aPath)
 TEST(QzagentLatency, QueriesEachTargetPortTenTimesByDefault)
 {
     ProcessResult const result = runAgentOn(targetsOfTwoAdapters, {"latency"});
-    EXPECT_THAT(
-        result.mOutput,
-        AllOf(StartsWith("example-fc-0, target port 50:00:00:00:ab:00:00:01: 10 I/Os of 24 bytes, "),
-              HasSubstr("\nexample-fc-0, target port 50:00:00:00:ab:00:00:02: 10 I/Os of 40 bytes, "),
-              HasSubstr("\nexample-fc-1, target port 50:00:00:00:ab:00:00:03: 10 I/Os of 24 bytes, "),
-              HasSubstr("\nexample-fc-0: 20 I/Os of 32 bytes, "),
-              HasSubstr("\nexample-fc-1: 10 I/Os of 24 bytes, "), HasSubstr("\nall: 30 I/Os of 29 bytes, ")));
+    EXPECT_THAT(result.mOutput,
+                AllOf(StartsWith("example-fc-0, target port 50:00:00:00:ab:00:00:01: 10 I/Os\n"),
+                      HasSubstr("\nexample-fc-0, target port 50:00:00:00:ab:00:00:02: 10 I/Os\n"),
+                      HasSubstr("\nexample-fc-1, target port 50:00:00:00:ab:00:00:03: 10 I/Os\n"),
+                      HasSubstr("\nexample-fc-0: 20 I/Os\n"), HasSubstr("\nexample-fc-1: 10 I/Os\n"),
+                      HasSubstr("\nall: 30 I/Os\n")));
+    EXPECT_THAT(linesOf(result.mOutput),
+                AllOf(Contains(StartsWith("record: average I/O size 24 bytes, true latency ")).Times(3),
+                      Contains(StartsWith("record: average I/O size 40 bytes, ")),
+                      Contains(StartsWith("record: average I/O size 32 bytes, ")),
+                      Contains(StartsWith("record: average I/O size 29 bytes, "))));
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
 }
@@ -84,19 +91,56 @@ TEST(QzagentLatency, PrintsTheLatenciesInJson)
     nlohmann::json const adapter = document["adapters"][0];
     EXPECT_EQ(adapter["name"], "example-fc-0");
     EXPECT_EQ(adapter["target_ports"][1]["port_wwn"], "50:00:00:00:ab:00:00:02");
-    EXPECT_EQ(adapter["target_ports"][1]["latencies"]["average_io_size"], 40);
+    EXPECT_EQ(adapter["target_ports"][1]["latencies"]["record"]["average_io_size_bytes"], 40);
     EXPECT_EQ(sumOfBuckets(adapter["target_ports"][1]["latencies"]), 7u);
     EXPECT_EQ(sumOfBuckets(adapter["latencies"]), 14u);
     EXPECT_EQ(document["latencies"]["io_count"], 21);
-    EXPECT_EQ(document["latencies"]["buckets"][0]["below"], 10);
-    EXPECT_EQ(document["latencies"]["buckets"][19]["from"], 2621440);
+    EXPECT_EQ(document["latencies"]["record"]["buckets"][0]["below_us"], 10);
+    EXPECT_EQ(document["latencies"]["record"]["buckets"][19]["from_us"], 2621440);
+}
+
+/// @return the keys of the figures, in ascending order of the values that they may have
+std::vector<double> ascendingFigures(nlohmann::json const& aLatencies)
+{
+    std::vector<double> values;
+    for (char const* const key : {"minimum", "p50", "p90", "p99", "p99_9", "maximum", "sum"})
+    {
+        values.push_back(aLatencies["latency_us"][key].get<double>());
+    }
+    return values;
+}
+
+TEST(QzagentLatency, ComputesTheFiguresOfAnAdapterFromTheValuesOfItsTargetPorts)
+{
+    nlohmann::json const document =
+        documentOf(runAgentOn(targetsOfTwoAdapters, {"latency", "--json", "--count", "50"}));
+    nlohmann::json const adapter = document["adapters"][0];
+    nlohmann::json const ports = adapter["target_ports"];
+    EXPECT_THAT(ascendingFigures(adapter["latencies"]),
+                testing::WhenSorted(ascendingFigures(adapter["latencies"])));
+    double const sum = ports[0]["latencies"]["latency_us"]["sum"].get<double>() +
+                       ports[1]["latencies"]["latency_us"]["sum"].get<double>();
+    EXPECT_NEAR(adapter["latencies"]["latency_us"]["sum"].get<double>(), sum, 1e-6);
+    EXPECT_EQ(adapter["latencies"]["latency_us"]["maximum"].get<double>(),
+              std::max(ports[0]["latencies"]["latency_us"]["maximum"].get<double>(),
+                       ports[1]["latencies"]["latency_us"]["maximum"].get<double>()));
+}
+
+TEST(QzagentLatency, QueriesTheTargetPortsInTurn)
+{
+    // The second request to each port of the first adapter fails, so each port has one answer before any has two.
+    ProcessResult const result = runAgentOn(
+        targetsOfTwoAdapters + fault("HBA_SendReportLUNs", "\"4-6\"", "HBA_STATUS_ERROR"), {"latency"});
+    EXPECT_THAT(result.mErrors,
+                AllOf(HasSubstr("ab:00:00:01"), HasSubstr("ab:00:00:02"), HasSubstr("ab:00:00:03")));
+    EXPECT_EQ(result.mOutput, "");
 }
 
 TEST(QzagentLatency, MeasuresOnlyTheSelectedAdapter)
 {
     std::string const output =
         runAgentOn(targetsOfTwoAdapters, {"latency", "--adapter", "example-fc-1", "--count", "1"}).mOutput;
-    EXPECT_THAT(output, AllOf(HasSubstr("\nall: 1 I/Os of 24 bytes, "), Not(HasSubstr("example-fc-0"))));
+    EXPECT_THAT(output, AllOf(HasSubstr("\nall: 1 I/Os\n"), Not(HasSubstr("example-fc-0"))));
 }
 
 TEST(QzagentLatency, ReportsAndOmitsATargetPortThatFails)
@@ -104,7 +148,7 @@ TEST(QzagentLatency, ReportsAndOmitsATargetPortThatFails)
     ProcessResult const result = runAgentOn(oneFails, {"latency"});
     EXPECT_EQ(result.mErrors, failedReport);
     EXPECT_THAT(result.mOutput,
-                AllOf(HasSubstr("\nall: 20 I/Os of 24 bytes, "), Not(HasSubstr("50:00:00:00:ab:00:00:02"))));
+                AllOf(HasSubstr("\nall: 20 I/Os\n"), Not(HasSubstr("50:00:00:00:ab:00:00:02"))));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -171,6 +215,72 @@ TEST(QzagentLatency, EscapesNamesThatWouldMoveTheCursor)
                 AllOf(HasSubstr("café-\\xff, target port "), Not(HasSubstr("\x1b"))));
 }
 
+TEST(QzagentLatency, PrintsATableForEachInterval)
+{
+    ProcessResult const result = runAgentInOn("timeout --preserve-status -s INT 2.5 \"$@\"",
+                                              targetsOfTwoAdapters, {"latency", "--interval", "1"});
+    std::vector<std::string> const lines = linesOf(result.mOutput);
+    EXPECT_THAT(lines, Contains(MatchesRegex("2[-0-9]+T[0-9:.]+Z, [0-9.]+ s")).Times(3));
+    EXPECT_THAT(lines, Contains(StartsWith("ADAPTER      TARGET PORT ")).Times(3));
+    EXPECT_THAT(
+        lines,
+        Contains(MatchesRegex("example-fc-1 50:00:00:00:ab:00:00:03 +[1-9][0-9]*( +[0-9.]+){6}")).Times(3));
+    EXPECT_THAT(lines, Contains(MatchesRegex("all: [0-9]+ I/Os"))) << "the total follows";
+    EXPECT_THAT(result.mErrors, MatchesRegex("qzagent: note: interrupted after [0-9]+ answers\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentLatency, PrintsALineOfJsonForEachInterval)
+{
+    ProcessResult const result =
+        runAgentOn(targetsOfTwoAdapters, {"latency", "--json", "--interval", "3600", "--count", "3"});
+    std::vector<std::string> const lines = linesOf(result.mOutput);
+    ASSERT_EQ(lines.size(), 1u) << "the last interval ends with the last request";
+    EXPECT_TRUE(satisfies(lines[0], "latency-interval"));
+    nlohmann::json const ports = nlohmann::json::parse(lines[0])["target_ports"];
+    ASSERT_EQ(ports.size(), 3u);
+    EXPECT_EQ(ports[2]["adapter_index"], 1);
+    EXPECT_EQ(ports[2]["adapter_name"], "example-fc-1");
+    EXPECT_EQ(ports[2]["port_wwn"], "50:00:00:00:ab:00:00:03");
+    EXPECT_EQ(ports[2]["io_count"], 3);
+}
+
+TEST(QzagentLatency, OmitsATargetPortThatFailedFromTheIntervals)
+{
+    ProcessResult const result =
+        runAgentOn(oneFails, {"latency", "--json", "--interval", "3600", "--count", "3"});
+    nlohmann::json const ports = nlohmann::json::parse(result.mOutput)["target_ports"];
+    ASSERT_EQ(ports.size(), 2u);
+    EXPECT_EQ(ports[1]["port_wwn"], "50:00:00:00:ab:00:00:03");
+    EXPECT_EQ(result.mErrors, failedReport);
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentLatency, PrintsWhatItHasMeasuredWhenItIsInterrupted)
+{
+    for (std::string const signal : {"INT", "TERM"})
+    {
+        ProcessResult const result =
+            runAgentInOn("timeout --preserve-status -s " + signal + " 0.5 \"$@\"", targetsOfTwoAdapters,
+                         {"latency", "--json", "--count", "1000000"});
+        EXPECT_TRUE(satisfies(result.mOutput, "latency"));
+        nlohmann::json const document = documentOf(result);
+        EXPECT_GT(document["latencies"]["io_count"], 0);
+        EXPECT_EQ(document["messages"][0]["text"],
+                  "interrupted after " + document["latencies"]["io_count"].dump() + " answers");
+        EXPECT_EQ(result.mExitStatus, 0);
+    }
+}
+
+TEST(QzagentLatency, EndsAfterASecondSignalDuringACallThatDoesNotReturn)
+{
+    ProcessResult const result = runAgentInOn(
+        "\"$@\" & sleep 0.5; kill -INT $!; sleep 0.2; kill -INT $!; sleep 1; kill -TERM $!; wait $!; echo $?",
+        targetsOfTwoAdapters + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 1\ndelay_ms = 60000\n",
+        {"latency"});
+    EXPECT_EQ(result.mOutput, "143\n") << "SIGTERM ends it, the SIGINT shortly after the first one does not";
+}
+
 /// The output file, in its own folder.
 class QzagentLatencyFile : public testing::Test
 {
@@ -213,6 +323,42 @@ TEST_F(QzagentLatencyFile, NoFileIsCreatedWhenNothingIsMeasured)
 {
     EXPECT_EQ(measure("").mErrors, "qzagent: note: no adapters\n");
     EXPECT_FALSE(std::filesystem::exists(mPath));
+}
+
+TEST_F(QzagentLatencyFile, FolderThatDoesNotExistIsReportedBeforeAnythingIsMeasured)
+{
+    std::string const path = mFolder.path() / "missing" / "latencies";
+    ProcessResult const result = runAgentOn(targetsOfTwoAdapters, {"latency", "--output", path});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, "qzagent: cannot write " + path + ": No such file or directory\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentLatencyFile, VerbShowPrintsTheRecords)
+{
+    EXPECT_EQ(measure(targetsOfTwoAdapters).mExitStatus, 0);
+    ProcessResult const result = runAgent({"show", mPath});
+    EXPECT_THAT(
+        linesOf(result.mOutput),
+        AllOf(Contains(MatchesRegex("record . at byte [0-9]+: .* I/Os, search type 1, base 10, step 2"))
+                  .Times(6),
+              Contains("record 5 at byte 135: 15 I/Os, search type 1, base 10, step 2"),
+              Contains(MatchesRegex("record: average I/O size 40 bytes, true latency [0-9]+ us"))));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentLatencyFile, VerbShowPrintsTheRecordsAsLinesOfJson)
+{
+    EXPECT_EQ(measure(targetsOfTwoAdapters).mExitStatus, 0);
+    std::vector<std::string> const lines = linesOf(runAgent({"show", "--json", mPath}).mOutput);
+    ASSERT_EQ(lines.size(), 6u);
+    EXPECT_TRUE(satisfies(lines[1], "show-latency"));
+    nlohmann::json const second = nlohmann::json::parse(lines[1]);
+    EXPECT_EQ(second["record"], 1);
+    EXPECT_EQ(second["io_count"], 5);
+    EXPECT_EQ(second["latency_record"]["average_io_size_bytes"], 40);
+    EXPECT_EQ(second["latency_record"]["buckets"][1]["from_us"], 10);
 }
 
 TEST_F(QzagentLatencyFile, IncompleteFileIsRemoved)

@@ -25,7 +25,7 @@ namespace
 {
 // 2026-11-22T08:53:52Z
 constexpr std::uint64_t someTime = 1'795'337'632'000'000'000;
-constexpr std::uint64_t second = 1'000'000'000;
+constexpr std::uint64_t oneSecond = 1'000'000'000;
 
 std::string const plainText = "category 3 subcategory 7 length 0";
 std::string const fullText = "category 9 subcategory 10 length 2 6162";
@@ -95,7 +95,7 @@ TEST_P(QzagentShowPcapngOrder, PrintsTheKeysOfWatchAsJson)
         line,
         R"({"time":"2026-11-22T08:53:52.000000001Z","host":"host-a","board":7,"category":9,)"
         R"("subcategory":10,"first_wwn":"10:00:00:00:c9:00:00:01","second_wwn":"50:00:00:00:ab:00:00:01",)"
-        R"("length":2,"payload":"6162"})");
+        R"("length_bytes":2,"payload":"6162"})");
     EXPECT_TRUE(satisfies(line, "show"));
 }
 
@@ -308,7 +308,7 @@ TEST_F(QzagentShowPcapng, PrintsANoteWhenNoEventMeetsTheConditions)
 
 TEST_F(QzagentShowPcapng, PrintsTimesAsRequested)
 {
-    PcapngBuilder const capture = twoEvents().packet(0, someTime - second, plainRecord());
+    PcapngBuilder const capture = twoEvents().packet(0, someTime - oneSecond, plainRecord());
     EXPECT_THAT(lines(capture, {"--time", "relative"}),
                 ElementsAre("+0.000000000 board 0 " + plainText, "+0.000000001 board 7 " + fullText,
                             "-1.000000000 board 0 " + plainText));
@@ -325,10 +325,10 @@ TEST_F(QzagentShowPcapng, PrintsTimesAsRequested)
 TEST_F(QzagentShowPcapng, CountsEvents)
 {
     PcapngBuilder capture = twoEvents()
-                                .packet(0, someTime + 4 * second, plainRecord(), 2)
+                                .packet(0, someTime + 4 * oneSecond, plainRecord(), 2)
                                 .section("host-b")
                                 .interface("board 0")
-                                .packet(0, someTime + 8 * second, plainRecord());
+                                .packet(0, someTime + 8 * oneSecond, plainRecord());
     EXPECT_EQ(squeezed(show(capture, {"--summary"}).mOutput),
               "ITEM        VALUE\n"
               "sections 2\n"
@@ -437,7 +437,7 @@ TEST_F(QzagentShowFollow, ShowsTheLastEventsFirst)
 TEST_F(QzagentShowFollow, FollowsRecordsJsonAndText)
 {
     mFolder.write("records", plainRecord());
-    mFolder.write("lines", R"({"category":4,"subcategory":0,"length":0,"payload":""})"
+    mFolder.write("lines", R"({"category":4,"subcategory":0,"length_bytes":0,"payload":""})"
                            "\n");
     mFolder.write("hex", "05 00 f4 00\n");
     mFolder.write("more", plainRecord().substr(2));

@@ -66,11 +66,11 @@ TEST_F(QzagentShow, PrintsEachRecordAsALineOfJson)
 {
     ProcessResult const result = show(plainRecord() + fullRecord("ab"), {"show", "--json"});
     EXPECT_EQ(result.mOutput,
-              R"({"category":3,"subcategory":7,"length":0,"payload":""})"
+              R"({"category":3,"subcategory":7,"length_bytes":0,"payload":""})"
               "\n"
               R"({"category":9,"subcategory":10,)"
               R"("first_wwn":"10:00:00:00:c9:00:00:01","second_wwn":"50:00:00:00:ab:00:00:01",)"
-              R"("length":2,"payload":"6162"})"
+              R"("length_bytes":2,"payload":"6162"})"
               "\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
@@ -155,8 +155,8 @@ TEST_F(QzagentShow, PrintsARecordLargerThanTheReadBuffer)
     }
     ProcessResult const result = show(plainRecord() + fullRecord(large) + plainRecord(), {"show", "--json"});
     EXPECT_THAT(linesOf(result.mOutput),
-                ElementsAre(testing::_, EndsWith("\"length\":1000000,\"payload\":\"" + hex + "\"}"),
-                            R"({"category":3,"subcategory":7,"length":0,"payload":""})"));
+                ElementsAre(testing::_, EndsWith("\"length_bytes\":1000000,\"payload\":\"" + hex + "\"}"),
+                            R"({"category":3,"subcategory":7,"length_bytes":0,"payload":""})"));
     EXPECT_EQ(result.mErrors, "");
 }
 
@@ -209,6 +209,46 @@ TEST_F(QzagentShow, ReportsThatMemoryIsExhausted)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+/// A record of latency data as hexadecimal text: 7 I/Os of 512 bytes, 4660 us, with the scale, and 1 and 6 I/Os in the
+/// first and third bucket.
+std::string latencyText(std::string const& aScale)
+{
+    return "07 190200 191234 " + aScale + " 01 00 06 00000000000000000000000000 00000000\n";
+}
+
+TEST_F(QzagentShow, PrintsLatencyDataWithTheRangesOfItsBuckets)
+{
+    ProcessResult const result = show(latencyText("01 0a 02"));
+    EXPECT_EQ(result.mOutput,
+              "record 0 at byte 0: 7 I/Os, search type 1, base 10, step 2\n"
+              "record: average I/O size 512 bytes, true latency 4660 us\n"
+              "        0 -      10 us           1 ████████\n"
+              "       10 -      20 us           0\n"
+              "       20 -      40 us           6 █████████████████████████████████████████████\n");
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentShow, PrintsLatencyDataOfAnotherScaleWithTheNumbersOfItsBuckets)
+{
+    ProcessResult const result = show("# another scale\n" + latencyText("190102 05 03"), {"show", "--json"});
+    EXPECT_TRUE(satisfies(result.mOutput, "show-latency"));
+    nlohmann::json const document = nlohmann::json::parse(result.mOutput);
+    EXPECT_EQ(document["search_type"], 258);
+    EXPECT_EQ(document["latency_record"]["buckets"][2], nlohmann::json({{"count", 6}}));
+    EXPECT_THAT(show(latencyText("02 0a 02")).mOutput, HasSubstr("\nbucket  2                        6 █"));
+}
+
+TEST_F(QzagentShow, PrintsTheLatencyDataBeforeATruncatedRecordAndReportsIt)
+{
+    ProcessResult const result = show(latencyText("01 0a 02") + "07 1902");
+    EXPECT_THAT(result.mOutput, testing::StartsWith("record 0 at byte 0: 7 I/Os"));
+    EXPECT_EQ(result.mErrors, complaint(" at byte 31: expected an unsigned integer up to 4294967295, found "
+                                        "unsigned integer cut in its head (0x19); skipped 3 bytes from "
+                                        "byte 31 to the end"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST_F(QzagentShow, NeedsNoMoreMemoryForALargeFileThanForItsLargestRecord)
 {
     if (IS_SANITIZED || IS_EMULATED)
@@ -226,6 +266,23 @@ TEST_F(QzagentShow, NeedsNoMoreMemoryForALargeFileThanForItsLargestRecord)
     ProcessResult const result = runAgentIn("ulimit -d 10000 && \"$@\" | tail -n 64", {"show", path});
     EXPECT_THAT(linesOf(result.mOutput), SizeIs(64));
     EXPECT_THAT(result.mErrors, HasSubstr(": at byte 16560000: expected "));
+}
+
+TEST_F(QzagentShow, EndsQuietlyWhenTheReaderLeavesAfterAWholeLine)
+{
+    std::string capture;
+    for (int i = 0; i < 16000; ++i)
+    {
+        capture += plainRecord();
+    }
+    std::string const path = mFolder.write("damaged at its end", capture + '\x20');
+    for (char const* const option : {"--json", "--trace"})
+    {
+        ProcessResult const result =
+            runAgentIn(R"({ "$@"; echo "status $?" >&2; } | head -n 1)", {"show", path, option});
+        EXPECT_THAT(linesOf(result.mOutput), SizeIs(1));
+        EXPECT_EQ(result.mErrors, "status 0\n") << option;
+    }
 }
 
 TEST_F(QzagentShow, ReadsStandardInputForADash)

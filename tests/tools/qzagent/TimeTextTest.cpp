@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/qzagent/capture/TimeText.h"
 #include "tools/qzagent/cli/ByteSize.h"
+#include "tools/qzagent/cli/TimeText.h"
 
 namespace
 {

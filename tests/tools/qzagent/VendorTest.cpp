@@ -33,10 +33,10 @@ TEST(QzagentVendor, ShowsVersionsQuazorSupportAndTheNamesOfEachBoard)
 
 TEST(QzagentVendor, PrintsVersionsQuazorSupportAndBoardsInJson)
 {
-    nlohmann::json document =
-        documentOf(runAgentOn(shippedScenario("diagnostic-events"), {"vendor", "--json"}));
-    EXPECT_EQ(document, nlohmann::json::parse(R"({
-        "format_version": 1, "command": "vendor", "exit_status": 0, "messages": [],
+    nlohmann::json const findings =
+        findingsOf(runAgentOn(shippedScenario("diagnostic-events"), {"vendor", "--json"}));
+    EXPECT_EQ(findings, nlohmann::json::parse(R"({
+        "format_version": 2, "command": "vendor", "exit_status": 0, "messages": [],
         "library_version": "2.1.0", "driver_version": "4.0.12", "quazor_events": true,
         "boards": [{"board": 0, "first_wwn": "20:00:00:00:c9:00:00:00",
                     "second_wwn": "10:00:00:00:c9:00:00:01"},
@@ -69,7 +69,9 @@ TEST(QzagentVendor, ReportsAMissingVendorLibrary)
 {
     ProcessResult const result = runAgent({"vendor"});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: /usr/lib/libvqm.so is missing\n"
+              "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

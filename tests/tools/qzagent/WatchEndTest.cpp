@@ -12,6 +12,7 @@
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::SizeIs;
 
 namespace
 {
@@ -112,6 +113,28 @@ TEST_F(QzagentWatchEnd, ReportsUnwritableOutputAfterReleasingEverything)
                                           HasSubstr(" LIBVQM_FreeLibrary: Left\n")))
             << output;
     }
+}
+
+TEST_F(QzagentWatchEnd, EndsQuietlyWhenTheReaderLeavesAfterAWholeLine)
+{
+    ProcessResult const result =
+        runAgentInOn(R"({ "$@"; echo "status $?" >&2; } | head -n 3)", endless, {"watch", "--json"});
+    EXPECT_THAT(linesOf(result.mOutput), SizeIs(3));
+    EXPECT_EQ(result.mErrors, "status 0\n");
+}
+
+TEST_F(QzagentWatchEnd, EndsWhenTheReaderLeavesWhileNoEventArrives)
+{
+    ProcessResult const result =
+        runAgentInOn(R"({ "$@"; echo "status $?" >&2; } | head -n 1)", oneSource(7, 8, 1000, 1), {"watch"});
+    EXPECT_THAT(linesOf(result.mOutput), SizeIs(1));
+    EXPECT_EQ(result.mErrors, "status 0\n");
+}
+
+TEST_F(QzagentWatchEnd, RecordsWithoutAReaderOfStandardOutput)
+{
+    runAgentInOn(R"("$@" | true)", oneSource(7, 8, 1000, 50), {"watch", "--count", "50", "--output", mPath});
+    EXPECT_EQ(std::filesystem::file_size(mPath), 50 * sizeOfRecord);
 }
 
 TEST_F(QzagentWatchEnd, ReportsEventsThatTheQueueDropped)

@@ -72,7 +72,7 @@ TEST(QzagentWatch, PrintsEachEventAsAJsonObject)
               nlohmann::json::parse(R"({
         "board": 0, "category": 3, "subcategory": 7,
         "first_wwn": "20:00:00:00:c9:00:00:00", "second_wwn": "10:00:00:00:c9:00:00:01",
-        "length": 64, "payload": "000000000405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f)"
+        "length_bytes": 64, "payload": "000000000405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f)"
                                     R"(202122232425262728292a2b2c2d2e2f303132333435363738393a3b3c3d3e3f"})"));
 }
 
@@ -172,7 +172,9 @@ TEST(QzagentWatch, ReportsARefusedUnregistration)
 TEST(QzagentWatch, ReportsAMissingVendorLibrary)
 {
     ProcessResult const result = runAgent({"watch"});
-    EXPECT_EQ(result.mErrors, "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: /usr/lib/libvqm.so is missing\n"
+              "qzagent: QZCNotFoundEx: No libvqm located (code 8)\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

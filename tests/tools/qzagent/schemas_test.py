@@ -3,6 +3,7 @@
 import copy
 import json
 import pathlib
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -50,12 +51,12 @@ def changed(document, place, value):
 def verdicts(schema, documents):
     """The validator's verdict on each document: "SUCCESS", or the kind of error."""
     with tempfile.TemporaryDirectory() as folder:
-        command = ["/usr/bin/python3", "-m", "jsonschema", "--base-uri", f"file://{SCHEMAS}/", "--output", "pretty"]
+        command = ["/usr/bin/python3", "-m", "jsonschema", "--output", "pretty"]
         paths = [pathlib.Path(folder) / f"{number}.json" for number in range(len(documents))]
         for path, document in zip(paths, documents):
             path.write_text(json.dumps(document), encoding="utf-8")
             command += ["-i", path]
-        result = subprocess.run([*command, SCHEMAS / f"{schema}.schema.json"],
+        result = subprocess.run([*command, schema],
                                 capture_output=True, text=True, check=False)
     heads = [line for line in (result.stdout + result.stderr).splitlines() if line.startswith("===[")]
     return [next((head[4:head.index("]")] for head in heads if f"({path})" in head), "nothing") for path in paths]
@@ -74,6 +75,20 @@ def keys_in(schema):
 
 
 class Schema(unittest.TestCase):
+    def test_the_id_of_every_schema_ends_with_its_file_name(self):
+        for path in sorted(SCHEMAS.iterdir()):
+            with self.subTest(path.name):
+                schema = json.loads(path.read_text(encoding="utf-8"))
+                self.assertEqual(schema["$id"], f"https://qzagent.example/schemas/{path.name}")
+
+    def test_a_validator_needs_only_the_file_of_the_schema(self):
+        document = document_of(TWO_ADAPTERS, "adapters")
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "adapters.schema.json"
+            shutil.copy(SCHEMAS / path.name, path)
+            self.assertEqual(verdicts(path, [document, changed(document, "messages", NOTHING)]),
+                             ["SUCCESS", "ValidationError"])
+
     def test_every_key_has_a_description(self):
         for path in sorted(SCHEMAS.iterdir()):
             keys = list(keys_in(json.loads(path.read_text(encoding="utf-8"))))
@@ -83,17 +98,24 @@ class Schema(unittest.TestCase):
                     self.assertRegex(schema.get("description", ""), r"^[A-Z\"].*\.$")
 
     def assert_rejects_changes(self, schema, document, changes):
-        self.assertEqual(verdicts(schema, [document]), ["SUCCESS"])
+        path = SCHEMAS / f"{schema}.schema.json"
+        self.assertEqual(verdicts(path, [document]), ["SUCCESS"])
         documents = [changed(document, place, value) for place, value in changes]
-        for change, verdict in zip(changes, verdicts(schema, documents)):
+        for change, verdict in zip(changes, verdicts(path, documents)):
             with self.subTest(change):
                 self.assertEqual(verdict, "ValidationError")
 
     def test_adapters_schema_rejects_invalid_changes(self):
         self.assert_rejects_changes("adapters", document_of(TWO_ADAPTERS + SECOND_FAILS, "adapters"), [
             ("surplus", 1),
-            ("format_version", 2),
+            ("format_version", 1),
             ("format_version", NOTHING),
+            ("tool_version", NOTHING),
+            ("tool_version", "1.2"),
+            ("host", NOTHING),
+            ("host", None),
+            ("generated_at", NOTHING),
+            ("generated_at", "2026-01-31 12:00:00"),
             ("command", "explain"),
             ("exit_status", 0),
             ("messages", []),

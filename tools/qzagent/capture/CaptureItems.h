@@ -10,6 +10,7 @@
 #include "agentkit/include/ScopeDataView.h"
 #include "pcapng/Blocks.h"
 #include "tools/qzagent/capture/EventLine.h"
+#include "tools/qzagent/capture/LatencyRecord.h"
 
 namespace qzagent
 {
@@ -50,14 +51,23 @@ struct CaptureOther
     pcapng::Bytes mData;
 };
 
+/// A record of latency data, in a file that has only those.
+struct CaptureLatencies
+{
+    std::uint64_t mNumber;    ///< from 0
+    std::uint64_t mPosition;  ///< encoded bytes before the record
+    LatencyRecord mRecord;
+    pcapng::Bytes mEncoded;
+};
+
 /// Something that could not be read. The text names the capture and the position.
 struct CaptureDamage
 {
     std::string mText;
 };
 
-using CaptureItem =
-    std::variant<CaptureEvent, CaptureSectionStart, CaptureCounts, CaptureOther, CaptureDamage>;
+using CaptureItem = std::variant<CaptureEvent, CaptureSectionStart, CaptureCounts, CaptureOther,
+                                 CaptureLatencies, CaptureDamage>;
 
 /// Reads the items of a capture.
 class CaptureSource

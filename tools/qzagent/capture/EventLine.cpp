@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -120,7 +119,7 @@ void EventLine::appendJson(std::string& aText, EventValues const& aEvent, Relief
         appendName(aText, R"(","second_wwn":")", *aEvent.mSecond);
         aText += '"';
     }
-    appendNumber(aText, R"(,"length":)", aEvent.mPayload.mSize);
+    appendNumber(aText, R"(,"length_bytes":)", aEvent.mPayload.mSize);
     aText += R"(,"payload":")";
     inPieces(aEvent.mPayload, aRelief, [&](qz::Bytes aPiece, std::size_t) { appendHex(aText, aPiece); });
     aText += "\"}\n";
@@ -179,11 +178,5 @@ std::string const& EventLine::shown(std::string_view aHost)
                          : printable(mHost);
     }
     return mShownHost;
-}
-
-pcapng::Time timeOf(std::chrono::system_clock::time_point aTime)
-{
-    return static_cast<pcapng::Time>(
-        std::chrono::duration_cast<std::chrono::nanoseconds>(aTime.time_since_epoch()).count());
 }
 }  // namespace qzagent

@@ -2,7 +2,6 @@
 /// Formats events as lines.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -12,7 +11,7 @@
 #include "agentkit/include/Bytes.h"
 #include "agentkit/include/Wwn.h"
 #include "pcapng/Blocks.h"
-#include "tools/qzagent/capture/TimeText.h"
+#include "tools/qzagent/cli/TimeText.h"
 
 namespace qzagent
 {
@@ -77,7 +76,4 @@ private:
     std::string mHost;
     std::string mShownHost;  ///< mHost in the form of the line
 };
-
-/// @return the time in the unit of captures
-pcapng::Time timeOf(std::chrono::system_clock::time_point aTime);
 }  // namespace qzagent

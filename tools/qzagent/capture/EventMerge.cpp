@@ -117,6 +117,10 @@ bool EventMerge::take(Input& aInput, CaptureItem const& aItem)
     {
         mHandlers.mSection();
     }
+    else if (auto const* const latencies = std::get_if<CaptureLatencies>(&aItem))
+    {
+        mHandlers.mLatencies(*latencies);
+    }
     else
     {
         mHandlers.mOther();

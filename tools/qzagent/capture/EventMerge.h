@@ -25,6 +25,7 @@ public:
         std::function<void(std::string const&)> mDamage;
         std::function<void()> mSection;
         std::function<void()> mOther;  ///< a packet that is not an event
+        std::function<void(CaptureLatencies const&)> mLatencies;
     };
 
     EventMerge(std::vector<std::string> const& aPaths, CaptureOptions const& aOptions,

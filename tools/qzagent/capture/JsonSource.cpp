@@ -20,7 +20,7 @@
 #include "backend/common/include/Buffer.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "tools/qzagent/capture/HexText.h"
-#include "tools/qzagent/capture/TimeText.h"
+#include "tools/qzagent/cli/TimeText.h"
 
 namespace qzagent
 {

@@ -18,7 +18,6 @@ RecordSource::RecordSource(CaptureFile& aFile, std::size_t aLargest)
 {
 }
 
-/// Decodes the next record, and reads more of the file whenever the window ends inside the record.
 std::optional<CaptureItem> RecordSource::next(bool aMayGrow)
 {
     mPosition += mSize;
@@ -27,17 +26,39 @@ std::optional<CaptureItem> RecordSource::next(bool aMayGrow)
     {
         return {};
     }
+    if (!mHasLatencies)
+    {
+        mHasLatencies = hasLatencies(aMayGrow);
+    }
+    if (!mHasLatencies)
+    {
+        return {};
+    }
+    return *mHasLatencies ? nextOf<LatencyRecord>(aMayGrow) : nextOf<qz::ScopeDataView>(aMayGrow);
+}
+
+/// @return none when more bytes are necessary
+std::optional<bool> RecordSource::hasLatencies(bool aMayGrow)
+{
+    std::optional<bool> found;
+    do
+    {
+        found = LatencyRecord::startsIn(mWindow.data(), mWindow.size());
+    } while (!found && mWindow.readMore());
+    return found || aMayGrow ? found : false;
+}
+
+/// Decodes the next record, and reads more of the file whenever the window ends inside the record.
+template <typename Record>
+std::optional<CaptureItem> RecordSource::nextOf(bool aMayGrow)
+{
     for (;;)
     {
         try
         {
-            CaptureEvent event;
-            event.mPosition = mPosition;
-            event.mRecord.emplace(mWindow.data(), mWindow.size());
-            mSize = event.mRecord->size();
-            event.mEncoded = {mWindow.data(), mSize};
-            return mSize > mLargest ? std::optional<CaptureItem>(damage(tooLargeText(mPosition, mLargest)))
-                                    : event;
+            Record const record(mWindow.data(), mWindow.size());
+            mSize = record.size();
+            return mSize > mLargest ? damage(tooLargeText(mPosition, mLargest)) : itemOf(record);
         }
         catch (qz::ScopeDataError const& error)
         {
@@ -57,6 +78,20 @@ std::optional<CaptureItem> RecordSource::next(bool aMayGrow)
             return damage(damageText(mPosition, error));
         }
     }
+}
+
+CaptureItem RecordSource::itemOf(qz::ScopeDataView const& aRecord) const
+{
+    CaptureEvent event;
+    event.mPosition = mPosition;
+    event.mRecord = aRecord;
+    event.mEncoded = {mWindow.data(), mSize};
+    return event;
+}
+
+CaptureItem RecordSource::itemOf(LatencyRecord const& aRecord)
+{
+    return CaptureLatencies{mLatencies++, mPosition, aRecord, {mWindow.data(), mSize}};
 }
 
 CaptureDamage RecordSource::damage(std::string const& aText)

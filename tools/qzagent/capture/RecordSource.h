@@ -14,7 +14,8 @@
 
 namespace qzagent
 {
-/// Reads records until the first damage, because nothing marks the beginning of a record.
+/// Reads records until the first damage, because nothing marks the beginning of a record. The first record tells whether
+/// the file has events or latency data.
 class RecordSource : public CaptureSource
 {
 public:
@@ -25,6 +26,11 @@ public:
     std::optional<CaptureItem> next(bool aMayGrow) override;
 
 private:
+    std::optional<bool> hasLatencies(bool aMayGrow);
+    template <typename Record>
+    std::optional<CaptureItem> nextOf(bool aMayGrow);
+    CaptureItem itemOf(qz::ScopeDataView const& aRecord) const;
+    CaptureItem itemOf(LatencyRecord const& aRecord);
     CaptureDamage damage(std::string const& aText);
     std::uint64_t skipAll();
 
@@ -33,5 +39,7 @@ private:
     pcapng::Window mWindow;
     std::size_t mSize = 0;  ///< size in bytes of the last record
     std::uint64_t mPosition = 0;
+    std::optional<bool> mHasLatencies;  ///< none before the first record
+    std::uint64_t mLatencies = 0;       ///< number of records of latency data so far
 };
 }  // namespace qzagent

@@ -2,6 +2,7 @@
 /// The command line of qzagent: its verbs, their options, and the parsed values.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -11,13 +12,15 @@
 #include <vector>
 
 #include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/PartialAnswer.h"
 #include "tools/qzagent/cli/Report.h"
 
 // Only the source file includes the parser, which takes seconds to compile.
 namespace CLI
 {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace qzagent
 {
@@ -31,13 +34,14 @@ struct Setting
     bool mIsJson;
     bool mIsTraced;
     bool mIsColoured;  ///< whether the text output uses colours
+    PartialAnswer& mPartial;
 };
 
 /// Runs a verb.
 /// @return the result to print; none when the verb has already written its output
 using Verb = std::function<std::optional<Answer>(Setting const&)>;
 
-/// Thrown when the arguments are invalid.
+/// Thrown when the arguments are invalid. The text names the help to read.
 class Misuse : public std::runtime_error
 {
 public:
@@ -128,7 +132,10 @@ public:
     ArgumentList addVerb(char const* aName, char const* aDescription, char const* aExamples,
                          Verb const& aVerb);
 
-    /// @return the help or the version if the arguments ask for it, and then there is no verb to run; none otherwise
+    /// Adds the option --timeout of verbs that call libraries.
+    void addTimeout(ArgumentList& aArguments);
+
+    /// @return the help or the version if the arguments request it, and then there is no verb to run; none otherwise
     /// @throws Misuse when the arguments are invalid or name no verb
     std::optional<std::string> parse(int aCount, char const* const* aArguments);
 
@@ -137,16 +144,28 @@ public:
 
     bool isTraced() const { return mIsTraced; }
 
+    /// The longest time that the run may take; none for no limit.
+    std::optional<std::chrono::seconds> timeout() const;
+
     /// Runs the verb that the arguments name.
     /// @return the result to print; none when the verb has already written its output
-    std::optional<Answer> run(Report& aReport, Output& aOutput) const;
+    std::optional<Answer> run(Report& aReport, Output& aOutput, PartialAnswer& aPartial) const;
 
 private:
-    std::string verbNames() const;
+    std::optional<std::string> parseStrictly(std::vector<std::string> const& aArguments);
+    void checkValues(std::vector<std::string> const& aArguments) const;
+    std::string complaintAbout(std::string const& aUnexpected) const;
+    std::string helpText() const;
+    CLI::App const* verb() const;
+    CLI::Option const* optionNamed(std::string const& aName) const;
+    std::vector<std::string> verbNames() const;
 
     std::unique_ptr<CLI::App> const mParser;
+    CLI::App* mHelp;
+    std::optional<std::string> mHelpedVerb;  ///< argument of the verb help
     bool mIsJson = false;
     bool mIsTraced = false;
+    std::optional<unsigned int> mTimeout;
     std::string mExamples;
     Verb mVerb;
 };

@@ -4,8 +4,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -13,6 +12,8 @@
 #include <unistd.h>
 
 #include "backend/common/include/Logger.h"
+#include "tools/qzagent/cli/Printable.h"
+#include "tools/qzagent/cli/Terminal.h"
 
 namespace qzagent
 {
@@ -55,26 +56,31 @@ void ErrorStream::takeLog() { SetLogSink(&writeLogLine, this); }
 
 void ErrorStream::writeLine(std::string_view aLine)
 {
+    std::string line;
+    try
+    {
+        line = printable(aLine) + "\n";
+    }
+    catch (std::bad_alloc const&)
+    {
+        // Libraries that log can neither handle an exception nor report one.
+        return;
+    }
     ::flockfile(mStream);
     if (!mIsAtLineStart)
     {
         std::fputc('\n', mStream);
     }
-    std::fwrite(aLine.data(), 1, aLine.size(), mStream);
+    std::fwrite(line.data(), 1, line.size(), mStream);
     ::funlockfile(mStream);
 }
 
 void ErrorStream::writeLogLine(void* aErrors, char const* aLine, unsigned int aLength)
 {
-    static_cast<ErrorStream*>(aErrors)->writeLine({aLine, aLength});
+    static_cast<ErrorStream*>(aErrors)->writeLine({aLine, aLength - 1});
 }
 
-bool ErrorStream::canShowStatus()
-{
-    char const* const terminal = std::getenv("TERM");
-    bool const isDumb = terminal != nullptr && std::strcmp(terminal, "dumb") == 0;
-    return ::isatty(STDERR_FILENO) == 1 && !isDumb;
-}
+bool ErrorStream::canShowStatus() { return ::isatty(STDERR_FILENO) == 1 && understandsEscapes(); }
 
 void ErrorStream::showStatus(std::string const& aStatus)
 {

@@ -28,8 +28,9 @@ public:
     /// Directs the log lines to this stream again. They go there from the start, until another log sink is set.
     void takeLog();
 
-    /// Writes a line, on a new line if the last one is unfinished. Thread-safe.
-    /// @param aLine the line with its line end
+    /// Writes a line in printable form, on a new line if the last one is unfinished. Without memory it writes nothing.
+    /// Thread-safe.
+    /// @param aLine the line without its line end
     void writeLine(std::string_view aLine);
 
     /// @return whether standard error is a terminal that can erase a line, so that a status can be shown

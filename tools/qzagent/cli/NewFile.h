@@ -7,20 +7,19 @@
 #include <sys/types.h>
 
 #include "agentkit/include/Bytes.h"
-#include "backend/common/include/Buffer.h"
+#include "tools/qzagent/cli/Descriptor.h"
 
 namespace qzagent
 {
-/// @throws std::system_error "cannot write PATH: File exists" when the path exists
-void expectNoFile(std::string const& aPath);
-
-/// A file that is written piece by piece. It is removed unless it is finished.
+/// A new file, which is written piece by piece. It is removed when this object is destroyed, unless it is finished.
 class NewFile
 {
 public:
+    /// Creates the file.
     /// @param aMode the permissions, from which the umask removes bits
-    /// @throws std::system_error "cannot write PATH: ..." when the file exists or cannot be created
-    NewFile(std::string const& aPath, mode_t aMode);
+    /// @throws std::system_error "cannot write PATH: File exists" when the path exists, "cannot write PATH: ..." when
+    ///         the file cannot be created
+    explicit NewFile(std::string const& aPath, mode_t aMode = 0666);
     ~NewFile();
     NewFile(NewFile const&) = delete;
     NewFile& operator=(NewFile const&) = delete;
@@ -28,16 +27,13 @@ public:
     /// @throws std::system_error "cannot write PATH: ..." when the bytes cannot be written in full
     void write(qz::Bytes aBytes);
 
-    /// Closes the file.
-    /// @throws std::system_error "cannot write PATH: ..."
+    /// Returns when all bytes are on the device. The file then remains.
+    /// @throws std::system_error "cannot write PATH: ..." when the device reports an error
     void finish();
 
 private:
     std::string const mPath;
-    int mDescriptor;
+    Descriptor const mDescriptor;
+    bool mIsComplete = false;
 };
-
-/// Creates a file with the content. On failure no file remains.
-/// @throws std::system_error "cannot write PATH: ..." when the file exists, or cannot be created or written in full
-void writeNewFile(std::string const& aPath, QZCBuffer const& aContent);
 }  // namespace qzagent

@@ -5,11 +5,14 @@
 #include <csignal>
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace qzagent
@@ -76,14 +79,78 @@ bool Output::waitForRoom(int aDescriptor) const
 
 void Output::write(std::string const& aText)
 {
-    for (std::size_t done = 0; done < aText.size();)
+    if (writeUntilError(aText) < aText.size())
+    {
+        refuse(errno);
+    }
+}
+
+void Output::writeWhole(std::string const& aText)
+{
+    std::size_t const written = writeUntilError(aText);
+    if (written < aText.size())
+    {
+        int const error = errno;
+        removeLast(written);
+        refuse(error);
+    }
+}
+
+/// @return number of bytes written; errno is set when it is not all of them
+std::size_t Output::writeUntilError(std::string const& aText)
+{
+    std::size_t done = mIsAbandoned ? aText.size() : 0;
+    while (done < aText.size())
     {
         ssize_t const written = ::write(mDescriptor, aText.data() + done, aText.size() - done);
         if (written < 0 && errno != EINTR)
         {
-            throw std::system_error(errno, std::generic_category(), "cannot write standard output");
+            break;
         }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+        std::size_t const size = written > 0 ? static_cast<std::size_t>(written) : 0;
+        count(std::string_view(aText).substr(done, size));
+        done += size;
+    }
+    return done;
+}
+
+void Output::count(std::string_view aWritten)
+{
+    std::size_t const end = aWritten.find('\n');
+    if (!mFirstLine && end != std::string_view::npos)
+    {
+        mFirstLine = mWritten + end + 1;
+    }
+    mWritten += aWritten.size();
+}
+
+void Output::refuse(int aError)
+{
+    mIsAbandoned = aError == EPIPE && mFirstLine && mWritten - unread() >= *mFirstLine;
+    if (!mIsAbandoned)
+    {
+        throw std::system_error(aError, std::generic_category(), "cannot write standard output");
+    }
+}
+
+/// @return number of bytes that are left in the pipe
+std::size_t Output::unread() const
+{
+    int unread = 0;
+    return ::ioctl(mDescriptor, FIONREAD, &unread) == 0 ? static_cast<std::size_t>(unread) : 0;
+}
+
+/// Changes nothing when another process has appended to the file in the meantime.
+void Output::removeLast(std::size_t aSize)
+{
+    struct stat status = {};
+    off_t const end = ::lseek(mDescriptor, 0, SEEK_CUR);
+    off_t const start = end - static_cast<off_t>(aSize);
+    bool const isLast =
+        ::fstat(mDescriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == end;
+    if (isLast && ::ftruncate(mDescriptor, start) == 0)
+    {
+        ::lseek(mDescriptor, start, SEEK_SET);
     }
 }
 }  // namespace qzagent

@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/Printable.h"
 
@@ -41,6 +42,7 @@ Progress::~Progress()
 
 void Progress::setStep(std::string const& aStep)
 {
+    setCurrentStep(aStep);
     std::lock_guard const lock(mMutex);
     mStep = aStep;
 }

@@ -1,30 +1,35 @@
 #include "tools/qzagent/cli/Report.h"
 
 #include <algorithm>
+#include <ctime>
+#include <mutex>
 #include <optional>
 #include <string>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/HostName.h"
 #include "tools/qzagent/cli/Printable.h"
 
 namespace qzagent
 {
 namespace
 {
-constexpr int formatVersion = 1;
+constexpr int formatVersion = 2;
 constexpr char const* errorSeverity = "error";
 constexpr char const* noteSeverity = "note";
+
+std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr))); }
 }  // namespace
 
 void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
                         std::optional<std::string> const& aRemotePort)
 {
-    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter, aRemotePort},
-        ExitCode::failed);
+    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure, aAdapter, aRemotePort}, ExitCode::failed);
 }
 
 void Report::addError(ExitCode aCode, std::string const& aText)
@@ -44,9 +49,13 @@ void Report::showNote(std::string const& aText)
 
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
 {
+    std::lock_guard const lock(mMutex);
     nlohmann::ordered_json document{{"format_version", formatVersion},
+                                    {"tool_version", QZAGENT_VERSION},
+                                    {"host", printable(hostName())},
+                                    {"generated_at", now()},
                                     {"command", aCommand},
-                                    {"exit_status", static_cast<int>(mExitCode)},
+                                    {"exit_status", static_cast<int>(mExitCode.load())},
                                     {"messages", nlohmann::ordered_json::array()}};
     for (Message const& message : mMessages)
     {
@@ -59,15 +68,16 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
 void Report::add(Message const& aMessage, ExitCode aCode)
 {
     write(aMessage);
+    std::lock_guard const lock(mMutex);
     mMessages.push_back(aMessage);
-    mExitCode = std::max(mExitCode, aCode);
+    mExitCode = std::max(mExitCode.load(), aCode);
 }
 
 void Report::write(Message const& aMessage)
 {
     if (!mHidesNotes || aMessage.mSeverity != noteSeverity)
     {
-        mErrors.writeLine("qzagent: " + printable(lineOf(aMessage)) + "\n");
+        mErrors.writeLine("qzagent: " + lineOf(aMessage));
     }
 }
 
@@ -77,11 +87,15 @@ std::string Report::lineOf(Message const& aMessage)
     {
         return fmt::format("{}: {}", aMessage.mSeverity, aMessage.mText);
     }
-    if (!aMessage.mException)
+    if (!aMessage.mFailure)
     {
         return aMessage.mText;
     }
-    std::string line = textOf(Failure{*aMessage.mException, aMessage.mText, aMessage.mCode});
+    std::string line = textOf(*aMessage.mFailure);
+    if (aMessage.mFailure->mCause)
+    {
+        line += ": " + aMessage.mFailure->mCause->mText;
+    }
     for (auto const& subject : {aMessage.mRemotePort, aMessage.mAdapter})
     {
         line = (subject ? *subject + ": " : "") + line;
@@ -93,9 +107,9 @@ nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
 {
     nlohmann::ordered_json json{
         {"severity", aMessage.mSeverity}, {"text", aMessage.mText}, {"code", aMessage.mCode}};
-    if (aMessage.mException)
+    if (aMessage.mFailure)
     {
-        json["exception"] = *aMessage.mException;
+        json.update(qzagent::jsonOf(*aMessage.mFailure));
     }
     if (aMessage.mAdapter)
     {

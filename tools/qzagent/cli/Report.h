@@ -2,6 +2,9 @@
 /// The messages of a run, and the exit code that they cause.
 #pragma once
 
+#include <algorithm>
+#include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +25,7 @@ struct Answer
 };
 
 /// Collects the messages of a run. Each message is also written to standard error as one line when it is added.
+/// Thread-safe.
 class Report
 {
 public:
@@ -47,6 +51,9 @@ public:
     /// Notes are no longer written to standard error.
     void hideNotes() { mHidesNotes = true; }
 
+    /// Raises the exit code to that of messages that another process has written to standard error.
+    void addOthers(ExitCode aCode) { mExitCode = std::max(mExitCode.load(), aCode); }
+
     /// The stream to which the messages are written.
     ErrorStream& errors() { return mErrors; }
 
@@ -64,7 +71,7 @@ private:
         char const* mSeverity;
         std::string mText;
         unsigned int mCode;
-        std::optional<std::string> mException;
+        std::optional<Failure> mFailure;
         std::optional<std::string> mAdapter;
         std::optional<std::string> mRemotePort;
     };
@@ -75,8 +82,9 @@ private:
     static nlohmann::ordered_json jsonOf(Message const& aMessage);
 
     ErrorStream& mErrors;
+    mutable std::mutex mMutex;  ///< of the messages
     std::vector<Message> mMessages;
-    ExitCode mExitCode = ExitCode::success;
+    std::atomic<ExitCode> mExitCode = ExitCode::success;
     bool mHidesNotes = false;
 };
 }  // namespace qzagent

@@ -10,6 +10,8 @@
 
 #include <libsmartcols/libsmartcols.h>
 
+#include "tools/qzagent/cli/Printable.h"
+
 namespace qzagent
 {
 namespace
@@ -54,6 +56,8 @@ Table::Table(std::vector<Column> const& aColumns, bool aColoured) : mTable(scols
     // The library would otherwise query the standard output of the process, where the table does not go.
     check(scols_table_set_termforce(mTable, SCOLS_TERMFORCE_ALWAYS) == 0);
     check(scols_table_set_termwidth(mTable, width) == 0);
+    // The cells are escaped here, in the same way as messages. The library would escape them again.
+    check(scols_table_enable_noencoding(mTable, true) == 0);
     check(scols_table_enable_colors(mTable, aColoured) == 0);
     static_cast<void>(guard.release());
 }
@@ -66,11 +70,13 @@ Table::Row Table::addRow(std::vector<Cell> const& aCells, Row aParent)
     check(line != nullptr);
     for (std::size_t i = 0; i < aCells.size(); ++i)
     {
-        check(scols_line_set_data(line, i, aCells[i].mText.c_str()) == 0);
+        check(scols_line_set_data(line, i, printable(aCells[i].mText).c_str()) == 0);
         check(scols_cell_set_color(scols_line_get_cell(line, i), aCells[i].mColour) == 0);
     }
     return line;
 }
+
+void Table::hideNames() { check(scols_table_enable_noheadings(mTable, 1) == 0); }
 
 std::string Table::text() const
 {

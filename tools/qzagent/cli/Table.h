@@ -10,8 +10,8 @@ struct libscols_table;
 
 namespace qzagent
 {
-/// A table whose lines are at most 100 characters wide. Bytes that the locale cannot print are shown as \xNN, so no
-/// cell can control the terminal.
+/// A table whose lines are at most 100 characters wide. The cells are shown in printable form, so none can
+/// control the terminal.
 class Table
 {
 public:
@@ -49,6 +49,9 @@ public:
     /// @param aCells  one for each column
     /// @param aParent parent row in the tree; null for none
     Row addRow(std::vector<Cell> const& aCells, Row aParent = nullptr);
+
+    /// Leaves out the names of the columns.
+    void hideNames();
 
     /// @return the table as text
     /// @throws std::bad_alloc when memory is exhausted, as do all methods

@@ -178,6 +178,16 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort)
                     {"fabric_name", wwn(aPort.FabricName)}});
 }
 
+char const* colourOfState(Fields const& aState)
+{
+    if (aState == "ONLINE")
+    {
+        return "green";
+    }
+    bool const isDown = aState == "OFFLINE" || aState == "LINKDOWN" || aState == "ERROR";
+    return isDown ? "red" : "yellow";
+}
+
 Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort)
 {
     return present({{"port_wwn", qz::Wwn(aPort.PortWWN).text()},

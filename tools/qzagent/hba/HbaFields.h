@@ -21,6 +21,10 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort);
 /// The fields of a remote port that a port of the host discovered.
 Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort);
 
+/// @param aState the value of the field "state" of a port
+/// @return name of the colour in which a table shows it
+char const* colourOfState(Fields const& aState);
+
 /// The fields of a remote port in a target mapping.
 Fields fieldsOfRemotePort(HBA_FCPID const& aPort);
 }  // namespace qzagent

@@ -2,8 +2,11 @@
 
 #include <cstddef>
 #include <exception>
+#include <functional>
+#include <numeric>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -11,52 +14,69 @@
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
-#include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/cli/Suggestion.h"
+#include "tools/qzagent/hba/HbaConfiguration.h"
+#include "tools/qzagent/hba/HbaLimits.h"
+#include "tools/qzagent/hba/HbaStep.h"
+#include "tools/qzagent/hba/WantedAdapters.h"
 
 namespace qzagent
 {
 namespace
 {
+/// Calls the function, and reports its failure.
+void reportFailure(Report& aReport, std::function<void()> const& aFunction)
+{
+    HbaStep const step;
+    try
+    {
+        aFunction();
+    }
+    catch (std::exception const& exception)
+    {
+        aReport.addFailure(step.failureOf(exception));
+    }
+}
+
 /// @return the names of the adapters, up to the first name that cannot be read
-QZCVector<QZCString> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
+std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
 {
     QZCVector<QZCString> names;
-    try
+    reportFailure(aReport,
+                  [&]
+                  {
+                      unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
+                      expectAtMost(mostAdapters, count, "adapters");
+                      aHbaapi.HA_GetAdapterNames(count, names);
+                  });
+    std::vector<std::string> result;
+    for (QZCString const& name : names)
     {
-        aHbaapi.HA_GetAdapterNames(aHbaapi.HA_GetNumberOfAdapters(), names);
+        result.emplace_back(name.get());
     }
-    catch (std::exception const& exception)
-    {
-        aReport.addFailure(failureOf(exception));
-    }
-    return names;
+    return result;
 }
 
-void visitAll(Report& aReport, Visit const& aVisit)
+std::vector<std::size_t> allIndexes(std::size_t aCount)
 {
-    try
-    {
-        qz::HbaApi api;
-        std::size_t index = 0;
-        for (QZCString const& name : namesOf(api.layer(), aReport))
-        {
-            aVisit(api, index++, name.get());
-        }
-    }
-    catch (std::exception const& exception)
-    {
-        aReport.addFailure(failureOf(exception));
-    }
+    std::vector<std::size_t> indexes(aCount);
+    std::iota(indexes.begin(), indexes.end(), std::size_t{0});
+    return indexes;
 }
 
-void reportNone(Report& aReport, std::optional<std::string> const& aWanted)
+void reportNone(Report& aReport, std::optional<std::string> const& aWanted,
+                std::vector<std::string> const& aNames)
 {
     if (aWanted)
     {
-        aReport.addError(ExitCode::failed,
-                         fmt::format("no adapter '{}'; run qzagent adapters to list them", *aWanted));
+        std::string const suggestion = suggestionFor(*aWanted, aNames);
+        aReport.addError(
+            ExitCode::failed,
+            fmt::format("no adapter '{}'{}", *aWanted,
+                        suggestion.empty() ? "; run qzagent adapters to list them" : suggestion));
     }
     else if (aReport.exitCode() == ExitCode::success)
     {
@@ -65,21 +85,41 @@ void reportNone(Report& aReport, std::optional<std::string> const& aWanted)
 }
 }  // namespace
 
-void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit)
+void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit,
+                   std::function<void()> const& aEnd)
 {
+    std::vector<std::string> names;
     bool isVisited = false;
-    visitAll(aReport,
-             [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
-             {
-                 if (aWanted.value_or(aName) == aName)
-                 {
-                     isVisited = true;
-                     aVisit(aApi, aIndex, aName);
-                 }
-             });
+    bool isLoaded = false;
+    reportFailure(aReport,
+                  [&]
+                  {
+                      setCurrentStep("loading of the HBA libraries");
+                      qz::HbaApi api;
+                      isLoaded = true;
+                      reportMissingLibraries(aReport);
+                      setCurrentStep("adapters");
+                      reportFailure(aReport,
+                                    [&]
+                                    {
+                                        names = namesOf(api.layer(), aReport);
+                                        for (std::size_t const index :
+                                             aWanted ? wantedAdapters(api, names, *aWanted, aReport)
+                                                     : allIndexes(names.size()))
+                                        {
+                                            isVisited = true;
+                                            aVisit(api, index, names[index]);
+                                        }
+                                    });
+                      aEnd();
+                  });
+    if (!isLoaded)
+    {
+        reportFailedLoad(aReport);
+    }
     if (!isVisited)
     {
-        reportNone(aReport, aWanted);
+        reportNone(aReport, aWanted, names);
     }
 }
 }  // namespace qzagent

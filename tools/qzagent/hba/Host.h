@@ -15,10 +15,14 @@ namespace qzagent
 /// Function that takes the HBA API library, and the index and the name of an adapter.
 using Visit = std::function<void(qz::HbaApi&, std::size_t, std::string const&)>;
 
-/// Loads the common library, calls the function for one adapter or for each adapter in the order of their indexes, and
-/// frees the library.
+/// Loads the common library, calls the function for the wanted adapters or for all adapters in the order of their
+/// indexes, then the function for the end, and frees the library.
 /// @param aReport receives failures, a note when there are no adapters, and an error when the wanted adapter does not
 ///                exist
-/// @param aWanted name of the adapter; none for all adapters
-void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit);
+/// @param aWanted name, index, or WWN of a port or node of the adapter; none for all adapters
+/// @param aEnd    called once after all adapters, whatever failed, if the library was loaded. What the first function
+///                opened must be closed when it returns
+void visitAdapters(
+    Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit,
+    std::function<void()> const& aEnd = [] {});
 }  // namespace qzagent

@@ -19,8 +19,8 @@ enum class LunStyle
     unknown,
 };
 
-/// @return the style that fits all mappings. The style scsi fits a mapping if ScsiOSLun is the number of the LUN, or the
-///         integer that Linux forms from its bytes. If both styles fit, they give the same LUNs.
+/// @return the style that fits all mappings. The style scsi fits a mapping if ScsiOSLun is the number of the LUN, or
+///         the integer that Linux forms from its bytes. If both styles fit, they give the same LUNs.
 LunStyle lunStyleOf(qz::TargetMappings const& aMappings);
 
 /// @return the LUN of the mapping; in an unknown style, the 16 hexadecimal digits of FcpLun in memory

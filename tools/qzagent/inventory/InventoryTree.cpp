@@ -36,9 +36,13 @@ std::string valueText(Fields const& aValue)
 class Tree
 {
 public:
-    explicit Tree(bool aColoured)
+    Tree(bool aHasHeading, bool aColoured)
         : mTable({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured)
     {
+        if (!aHasHeading)
+        {
+            mTable.hideNames();
+        }
     }
 
     void add(FoundAdapter const& aAdapter)
@@ -121,7 +125,7 @@ private:
         {
             std::string item = name;
             std::replace(item.begin(), item.end(), '_', ' ');
-            addRow(item, valueText(value), aParent);
+            addRow(item, {valueText(value), name == "state" ? colourOfState(value) : nullptr}, aParent);
         }
     }
 
@@ -129,7 +133,11 @@ private:
     {
         for (Failure const& failure : aFailures)
         {
-            addRow("failed", {textOf(failure), "red"}, aParent);
+            Table::Row const row = addRow("failed", {textOf(failure), "red"}, aParent);
+            if (failure.mCause)
+            {
+                addRow("cause", failure.mCause->mText, row);
+            }
         }
     }
 
@@ -142,12 +150,12 @@ private:
 };
 }  // namespace
 
-std::string treeOf(std::vector<FoundAdapter> const& aAdapters, bool aColoured)
+std::string treeOf(std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst, bool aColoured)
 {
-    Tree tree(aColoured);
-    for (FoundAdapter const& adapter : aAdapters)
+    Tree tree(aFirst == 0, aColoured);
+    for (std::size_t i = aFirst; i < aAdapters.size(); ++i)
     {
-        tree.add(adapter);
+        tree.add(aAdapters[i]);
     }
     return tree.text();
 }

@@ -2,6 +2,7 @@
 /// The inventory as a tree.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -9,7 +10,8 @@
 
 namespace qzagent
 {
+/// @param aFirst    index of the first adapter in the tree; the tree has a heading if it is 0
 /// @param aColoured whether the tree has colours
 /// @return the tree, whose lines are at most 100 characters wide
-std::string treeOf(std::vector<FoundAdapter> const& aAdapters, bool aColoured);
+std::string treeOf(std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst, bool aColoured);
 }  // namespace qzagent

@@ -19,8 +19,11 @@
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/HbaLimits.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/MappedLun.h"
+#include "tools/qzagent/hba/ReportLuns.h"
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 
@@ -46,6 +49,7 @@ bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTA
 /// Stops at the first remote port that fails, because a port may report more remote ports than there are.
 void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, RemotePorts& aRemotePorts)
 {
+    expectAtMost(mostDiscoveredPorts, aCount, "discovered ports");
     aRemotePorts.emplace();
     for (HBA_UINT32 i = 0; i < aCount; ++i)
     {
@@ -114,6 +118,7 @@ private:
     void readPorts(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES const& aAdapter)
     {
         setStep("ports");
+        expectAtMost(mostPorts, aAdapter.NumberOfPorts, "ports");
         unsigned int count = 0;
         std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
             mApi.layer().HA_GetAdapterPorts(aHandle, &aAdapter, count));
@@ -130,7 +135,7 @@ private:
     void readTargets(qz::Adapter& aOpened)
     {
         setStep("target mappings");
-        qz::TargetMappings const mappings = aOpened.targetMappings();
+        qz::TargetMappings const mappings = targetMappingsOf(aOpened);
         LunStyle const style = lunStyleOf(mappings);
         if (style == LunStyle::unknown)
         {
@@ -151,7 +156,15 @@ private:
     void readLuns(qz::Adapter& aOpened, RemotePort& aTarget)
     {
         setStep("LUNs of " + aTarget.mName.text());
-        aTarget.mLuns->mReported = lunsIn(aOpened.reportLuns(aTarget.mName));
+        Luns const luns = lunsIn(reportLuns(aOpened.handle(), aTarget.mName));
+        aTarget.mLuns->mReported = luns;
+        if (luns.size() > mostLunsOfLayer)
+        {
+            mReport.addNote(
+                fmt::format("{}: {}: the target reports {} LUNs, more than the library accepts ({}); the "
+                            "tool requested the list itself",
+                            mFound.mName, aTarget.mName.text(), luns.size(), mostLunsOfLayer));
+        }
     }
 
     /// Puts each target under the ports that discovered it, and the others under the adapter.
@@ -197,13 +210,14 @@ private:
     template <typename Action>
     void attempt(std::vector<Failure>& aFailures, Action aAction, qz::Wwn const* aRemotePort = nullptr)
     {
+        HbaStep const step;
         try
         {
             aAction();
         }
         catch (std::exception const& exception)
         {
-            aFailures.push_back(failureOf(exception));
+            aFailures.push_back(step.failureOf(exception));
             mReport.addFailure(aFailures.back(), mFound.mName,
                                aRemotePort == nullptr ? std::nullopt : std::optional(aRemotePort->text()));
         }

@@ -9,7 +9,9 @@
 #include <langinfo.h>
 
 #include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
+#include "tools/qzagent/latency/LatencySurvey.h"
 
 namespace qzagent
 {
@@ -38,9 +40,11 @@ std::string barOf(unsigned int aCount, unsigned int aLargest, std::size_t aRoom)
     return bar;
 }
 
-std::string barsOf(unsigned int const* aBuckets, std::size_t aWidth)
+std::string barsOf(QZCLatencyData const& aRecord, std::size_t aWidth)
 {
-    auto const isUsed = [aBuckets](unsigned int aBucket) { return aBuckets[aBucket] != 0; };
+    unsigned int const* const buckets = aRecord.getBuckets();
+    bool const isKnown = LatencyScale::isOf(aRecord);
+    auto const isUsed = [buckets](unsigned int aBucket) { return buckets[aBucket] != 0; };
     unsigned int first = 0;
     unsigned int end = LatencyScale::count;
     for (; first < end && !isUsed(first); ++first)
@@ -50,21 +54,30 @@ std::string barsOf(unsigned int const* aBuckets, std::size_t aWidth)
     {
     }
     std::string bars;
-    unsigned int const largest = *std::max_element(aBuckets, aBuckets + LatencyScale::count);
+    unsigned int const largest = *std::max_element(buckets, buckets + LatencyScale::count);
     for (unsigned int bucket = first; bucket < end; ++bucket)
     {
-        std::string line = fmt::format("{:<22}  {:>10}", rangeOf(bucket), aBuckets[bucket]);
+        std::string line =
+            fmt::format("{:<22}  {:>10}", isKnown ? rangeOf(bucket) : fmt::format("bucket {:>2}", bucket),
+                        buckets[bucket]);
         std::size_t const room = aWidth < line.size() + shortestBar ? shortestBar : aWidth - line.size() - 1;
-        bars += (line += barOf(aBuckets[bucket], largest, room)) + "\n";
+        bars += (line += barOf(buckets[bucket], largest, room)) + "\n";
     }
     return bars;
 }
 }  // namespace
 
-std::string chartOf(std::string const& aTitle, QZCLatencyData const& aLatencies, std::size_t aWidth)
+std::string chartOf(QZCLatencyData const& aRecord, std::size_t aWidth)
 {
-    return fmt::format("{}: {} I/Os of {} bytes, {} us on average\n", aTitle, aLatencies.getIoCount(),
-                       aLatencies.getAverageIoSize(), aLatencies.getTrueLatency()) +
-           barsOf(aLatencies.getBuckets(), aWidth);
+    return fmt::format("record: average I/O size {} bytes, true latency {} us\n", aRecord.getAverageIoSize(),
+                       aRecord.getTrueLatency()) +
+           barsOf(aRecord, aWidth);
+}
+
+std::string chartOf(std::string const& aTitle, Latencies const& aLatencies, std::size_t aWidth)
+{
+    return fmt::format("{}: {} I/Os\nmeasured us: {}\n", aTitle, aLatencies.mFigures->mCount,
+                       textOf(*aLatencies.mFigures)) +
+           chartOf(*aLatencies.mRecord, aWidth);
 }
 }  // namespace qzagent

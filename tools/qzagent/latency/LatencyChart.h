@@ -6,11 +6,17 @@
 #include <string>
 
 #include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "tools/qzagent/latency/LatencySurvey.h"
 
 namespace qzagent
 {
-/// @param aTitle printable name of what was measured
 /// @param aWidth width of the chart in columns
-/// @return a heading, and a line for each bucket from the first to the last bucket with a count
-std::string chartOf(std::string const& aTitle, QZCLatencyData const& aLatencies, std::size_t aWidth);
+/// @return a line with the fields of the record, and a line for each bucket from the first to the last bucket with a
+///         count. A bucket of a record that is not on the agent's scale has its number in place of its range
+std::string chartOf(QZCLatencyData const& aRecord, std::size_t aWidth);
+
+/// @param aTitle     printable name of what was measured
+/// @param aLatencies at least one
+/// @return a heading, a line with the exact figures, and the chart of the record
+std::string chartOf(std::string const& aTitle, Latencies const& aLatencies, std::size_t aWidth);
 }  // namespace qzagent

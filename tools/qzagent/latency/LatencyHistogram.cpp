@@ -10,6 +10,7 @@
 
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "tools/qzagent/latency/LatencyFigures.h"
 
 namespace qzagent
 {
@@ -48,6 +49,11 @@ unsigned int LatencyScale::bucketOf(Latency aLatency)
         ++bucket;
     }
     return bucket;
+}
+
+bool LatencyScale::isOf(QZCLatencyData const& aRecord)
+{
+    return aRecord.getSearchType() == doubling && aRecord.getBase() == base && aRecord.getStep() == step;
 }
 
 LatencyEntry emptyEntry()

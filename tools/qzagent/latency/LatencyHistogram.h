@@ -3,18 +3,16 @@
 #pragma once
 
 #include <array>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 
 #include "backend/common/include/Pointer.h"
 #include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "tools/qzagent/latency/LatencyFigures.h"
 
 namespace qzagent
 {
-using Latency = std::chrono::nanoseconds;
-
 /// A record of latencies; never null.
 using LatencyEntry = QZCPointer<QZCLatencyData>;
 
@@ -32,6 +30,9 @@ struct LatencyScale
 
     /// @return the latency in microseconds at which a bucket ends, which is not in the bucket; none for the last bucket
     static std::optional<std::uint64_t> end(unsigned int aBucket);
+
+    /// @return whether the buckets of the record are those of this scale
+    static bool isOf(QZCLatencyData const& aRecord);
 
     /// @return number of the bucket that holds the latency
     static unsigned int bucketOf(Latency aLatency);

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 #include "tools/qzagent/latency/LatencySurvey.h"
 
@@ -12,31 +13,43 @@ namespace
 {
 using Json = nlohmann::ordered_json;
 
-Json bucketOf(unsigned int aBucket, unsigned int aCount)
+/// @return the bucket; without its range when the record is not on the agent's scale
+Json bucketOf(QZCLatencyData const& aRecord, unsigned int aBucket)
 {
-    Json json{{"from", LatencyScale::begin(aBucket)}};
-    if (auto const end = LatencyScale::end(aBucket))
+    Json json;
+    if (LatencyScale::isOf(aRecord))
     {
-        json["below"] = *end;
+        json["from_us"] = LatencyScale::begin(aBucket);
+        if (auto const end = LatencyScale::end(aBucket))
+        {
+            json["below_us"] = *end;
+        }
     }
-    json["count"] = aCount;
+    json["count"] = aRecord.getBuckets()[aBucket];
     return json;
 }
 }  // namespace
 
-nlohmann::ordered_json jsonOfLatencies(QZCLatencyData const& aLatencies)
+nlohmann::ordered_json jsonOfRecord(QZCLatencyData const& aRecord)
 {
-    Json json{{"io_count", aLatencies.getIoCount()}};
-    if (aLatencies.getIoCount() != 0)
-    {
-        json["average_io_size"] = aLatencies.getAverageIoSize();
-        json["true_latency"] = aLatencies.getTrueLatency();
-    }
+    Json json{{"average_io_size_bytes", aRecord.getAverageIoSize()},
+              {"true_latency_us", aRecord.getTrueLatency()}};
     for (unsigned int bucket = 0; bucket < LatencyScale::count; ++bucket)
     {
-        json["buckets"].push_back(bucketOf(bucket, aLatencies.getBuckets()[bucket]));
+        json["buckets"].push_back(bucketOf(aRecord, bucket));
     }
     return json;
+}
+
+nlohmann::ordered_json jsonOf(Latencies const& aLatencies)
+{
+    if (!aLatencies.mFigures)
+    {
+        return {{"io_count", 0}};
+    }
+    return {{"io_count", aLatencies.mFigures->mCount},
+            {"latency_us", jsonOf(*aLatencies.mFigures)},
+            {"record", jsonOfRecord(*aLatencies.mRecord)}};
 }
 
 nlohmann::ordered_json jsonOf(MeasuredAdapter const& aAdapter)
@@ -47,11 +60,10 @@ nlohmann::ordered_json jsonOf(MeasuredAdapter const& aAdapter)
         Json& list = json["target_ports"] = Json::array();
         for (MeasuredPort const& port : *aAdapter.mPorts)
         {
-            list.push_back(
-                {{"port_wwn", port.mName.text()}, {"latencies", jsonOfLatencies(*port.mLatencies)}});
+            list.push_back({{"port_wwn", port.mName.text()}, {"latencies", jsonOf(port.mLatencies)}});
         }
     }
-    json["latencies"] = jsonOfLatencies(*aAdapter.mLatencies);
+    json["latencies"] = jsonOf(aAdapter.mLatencies);
     return json;
 }
 }  // namespace qzagent

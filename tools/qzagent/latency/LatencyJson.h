@@ -9,8 +9,11 @@
 
 namespace qzagent
 {
+/// @return the fields of a record: the value of a key `record`, as latency.schema.json describes it
+nlohmann::ordered_json jsonOfRecord(QZCLatencyData const& aRecord);
+
 /// @return the value of a key `latencies`, as latency.schema.json describes it
-nlohmann::ordered_json jsonOfLatencies(QZCLatencyData const& aLatencies);
+nlohmann::ordered_json jsonOf(Latencies const& aLatencies);
 
 /// @return an element of the key `adapters`, as latency.schema.json describes it
 nlohmann::ordered_json jsonOf(MeasuredAdapter const& aAdapter);

@@ -3,15 +3,22 @@
 #include <chrono>
 #include <cstddef>
 #include <exception>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/Wwn.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/hba/Lun.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/TargetPorts.h"
+#include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 
 namespace qzagent
@@ -19,48 +26,187 @@ namespace qzagent
 namespace
 {
 using Clock = std::chrono::steady_clock;
+using Values = std::vector<Latency>;
 
-LatencyEntry measurePort(qz::Adapter& aAdapter, qz::Wwn const& aPort, unsigned int aCount)
+/// Moves the values to the end of others and releases their memory, which is large.
+void moveTo(Values& aTarget, Values& aValues)
 {
-    LatencyHistogram histogram;
-    for (unsigned int i = 0; i < aCount; ++i)
-    {
-        Clock::time_point const start = Clock::now();
-        qz::LunReport const report = aAdapter.reportLuns(aPort);
-        histogram.add(Clock::now() - start, sizeOf(report));
-    }
-    return histogram.entry();
+    aTarget.insert(aTarget.end(), aValues.begin(), aValues.end());
+    Values().swap(aValues);
 }
 }  // namespace
 
-MeasuredAdapter measure(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName, unsigned int aCount,
-                        Report& aReport, Progress& aProgress)
+struct LatencySurvey::Port
 {
-    MeasuredAdapter measured{aIndex, aName, {}, emptyEntry()};
+    qz::Wwn mName;
+    std::string mStep;  ///< for the progress
+    LatencyHistogram mHistogram;
+    Values mValues;
+    std::size_t mShown = 0;  ///< number of values in earlier intervals
+    bool mHasFailed = false;
+};
+
+struct LatencySurvey::SurveyedAdapter
+{
+    std::size_t mIndex;
+    std::string mName;
+    std::unique_ptr<qz::Adapter> mOpened;
+    std::optional<std::vector<Port>> mPorts;
+};
+
+LatencySurvey::LatencySurvey(unsigned int aCount, Report& aReport, Progress& aProgress)
+    : mCount(aCount), mReport(aReport), mProgress(aProgress)
+{
+}
+
+LatencySurvey::~LatencySurvey() = default;
+
+void LatencySurvey::add(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
+{
+    SurveyedAdapter adapter{aIndex, aName, {}, {}};
+    HbaStep const step;
     try
     {
-        aProgress.setStep(aName + ": target mappings");
-        qz::Adapter opened(aApi, aName);
-        PortNames const names = targetPortsIn(opened.targetMappings());
-        measured.mPorts.emplace();
+        mProgress.setStep(aName + ": target mappings");
+        adapter.mOpened = std::make_unique<qz::Adapter>(aApi, aName);
+        PortNames const names = targetPortsIn(targetMappingsOf(*adapter.mOpened));
+        adapter.mPorts.emplace();
         for (qz::Wwn const& name : names)
         {
-            aProgress.setStep(aName + ": latency of " + name.text());
-            try
-            {
-                measured.mPorts->push_back({name, measurePort(opened, name, aCount)});
-                measured.mLatencies->aggregate(measured.mPorts->back().mLatencies);
-            }
-            catch (std::exception const& exception)
-            {
-                aReport.addFailure(failureOf(exception), aName, name.text());
-            }
+            adapter.mPorts->push_back({name, aName + ": latency of " + name.text(), {}, {}});
         }
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception), aName);
+        mReport.addFailure(step.failureOf(exception), aName);
     }
+    mAdapters.push_back(std::move(adapter));
+}
+
+/// Calls a function for each adapter with each of its target ports that has not failed.
+template <typename Action>
+void LatencySurvey::visitRemaining(Action const& aAction)
+{
+    for (SurveyedAdapter& adapter : mAdapters)
+    {
+        for (std::size_t i = 0; adapter.mPorts && i < adapter.mPorts->size(); ++i)
+        {
+            if (!(*adapter.mPorts)[i].mHasFailed)
+            {
+                aAction(adapter, (*adapter.mPorts)[i]);
+            }
+        }
+    }
+}
+
+void LatencySurvey::measure(std::function<bool()> const& aMustStop,
+                            std::optional<std::chrono::seconds> aInterval,
+                            std::function<void(LatencyInterval const&)> const& aOnInterval)
+{
+    Clock::time_point begin = Clock::now();
+    bool isOpen = false;
+    auto const endInterval = [&]
+    {
+        Clock::time_point const now = Clock::now();
+        aOnInterval(takeInterval(now - begin));
+        begin = now;
+        isOpen = false;
+    };
+    auto const step = [&](SurveyedAdapter& aAdapter, Port& aPort)
+    {
+        if (aMustStop())
+        {
+            return;
+        }
+        query(aAdapter, aPort);
+        isOpen = true;
+        if (aInterval && Clock::now() >= begin + *aInterval)
+        {
+            endInterval();
+        }
+    };
+    try
+    {
+        for (unsigned int i = 0; i < mCount && !aMustStop(); ++i)
+        {
+            visitRemaining(step);
+        }
+        if (aInterval && isOpen)
+        {
+            endInterval();
+        }
+    }
+    catch (std::exception const& exception)
+    {
+        mReport.addFailure(failureOf(exception));
+    }
+    for (SurveyedAdapter& adapter : mAdapters)
+    {
+        adapter.mOpened.reset();
+    }
+}
+
+void LatencySurvey::query(SurveyedAdapter& aAdapter, Port& aPort)
+{
+    mProgress.setStep(aPort.mStep);
+    HbaStep const step;
+    try
+    {
+        Clock::time_point const start = Clock::now();
+        aAdapter.mOpened->reportLuns(aPort.mName, mAnswer);
+        Latency const latency = Clock::now() - start;
+        aPort.mValues.push_back(latency);
+        aPort.mHistogram.add(latency, mAnswer.answerSize());
+    }
+    catch (std::exception const& exception)
+    {
+        aPort.mHasFailed = true;
+        mReport.addFailure(step.failureOf(exception), aAdapter.mName, aPort.mName.text());
+    }
+}
+
+LatencyInterval LatencySurvey::takeInterval(std::chrono::duration<double> aLength)
+{
+    LatencyInterval interval{std::chrono::system_clock::now(), aLength, {}};
+    visitRemaining(
+        [&](SurveyedAdapter const& aAdapter, Port& aPort)
+        {
+            auto const begin = std::next(aPort.mValues.begin(), static_cast<std::ptrdiff_t>(aPort.mShown));
+            interval.mPorts.push_back(
+                {aAdapter.mIndex, aAdapter.mName, aPort.mName, figuresOf({begin, aPort.mValues.end()})});
+            aPort.mShown = aPort.mValues.size();
+        });
+    return interval;
+}
+
+Measured LatencySurvey::result()
+{
+    Measured measured{{}, {emptyEntry(), {}}};
+    Values all;
+    for (SurveyedAdapter& adapter : mAdapters)
+    {
+        MeasuredAdapter& result = measured.mAdapters.emplace_back(
+            MeasuredAdapter{adapter.mIndex, adapter.mName, {}, {emptyEntry(), {}}});
+        if (!adapter.mPorts)
+        {
+            continue;
+        }
+        result.mPorts.emplace();
+        Values ofAdapter;
+        for (Port& port : *adapter.mPorts)
+        {
+            if (!port.mHasFailed && !port.mValues.empty())
+            {
+                result.mPorts->push_back({port.mName, {port.mHistogram.entry(), figuresOf(port.mValues)}});
+                result.mLatencies.mRecord->aggregate(result.mPorts->back().mLatencies.mRecord);
+                moveTo(ofAdapter, port.mValues);
+            }
+        }
+        result.mLatencies.mFigures = figuresOf(ofAdapter);
+        measured.mLatencies.mRecord->aggregate(result.mLatencies.mRecord);
+        moveTo(all, ofAdapter);
+    }
+    measured.mLatencies.mFigures = figuresOf(std::move(all));
     return measured;
 }
 }  // namespace qzagent

@@ -9,8 +9,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "tools/qzagent/capture/TimeText.h"
 #include "tools/qzagent/cli/Table.h"
+#include "tools/qzagent/cli/TimeText.h"
 
 namespace qzagent
 {

@@ -7,8 +7,8 @@
 
 #include "agentkit/include/Wwn.h"
 #include "tools/qzagent/capture/CaptureForm.h"
-#include "tools/qzagent/capture/EventLine.h"
 #include "tools/qzagent/cli/ByteSize.h"
+#include "tools/qzagent/cli/TimeText.h"
 
 namespace qzagent
 {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "tools/qzagent/capture/CaptureInput.h"
-#include "tools/qzagent/capture/TimeText.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/TimeText.h"
 #include "tools/qzagent/show/EventFilter.h"
 
 namespace qzagent

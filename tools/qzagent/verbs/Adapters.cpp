@@ -10,9 +10,11 @@
 #include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
-#include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/CurrentStep.h"
+#include "tools/qzagent/cli/GradualAnswer.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
+#include "tools/qzagent/hba/HbaStep.h"
 #include "tools/qzagent/hba/Host.h"
 
 namespace qzagent
@@ -31,6 +33,7 @@ struct Adapter
 Adapter visit(qz::HbaApi& aApi, std::string const& aName, Report& aReport)
 {
     Adapter adapter{aName, {}};
+    HbaStep const step;
     try
     {
         qz::Adapter opened(aApi, aName);
@@ -39,7 +42,7 @@ Adapter visit(qz::HbaApi& aApi, std::string const& aName, Report& aReport)
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception), aName);
+        aReport.addFailure(step.failureOf(exception), aName);
     }
     return adapter;
 }
@@ -62,34 +65,57 @@ std::vector<Table::Cell> rowOf(std::size_t aIndex, Adapter const& aAdapter)
             {aAdapter.state(), aAdapter.mHandle ? "green" : "red"}};
 }
 
-/// @param aReport receives failures
-Answer adapters(Report& aReport, bool aColoured)
+nlohmann::ordered_json keysOf(std::vector<Adapter> const& aAdapters)
 {
-    std::vector<Adapter> found;
-    visitAdapters(aReport, {},
-                  [&](qz::HbaApi& aApi, std::size_t, std::string const& aName)
-                  { found.push_back(visit(aApi, aName, aReport)); });
+    auto list = nlohmann::ordered_json::array();
+    for (std::size_t index = 0; index < aAdapters.size(); ++index)
+    {
+        list.push_back(jsonOf(index, aAdapters[index]));
+    }
+    return {{"adapters", list}};
+}
+
+/// @param aFirst index of the first adapter in the table; the table has a heading if it is 0
+std::string tableOf(std::vector<Adapter> const& aAdapters, std::size_t aFirst, bool aColoured)
+{
     Table table({{"INDEX", Table::Fit::right},
                  {"NAME", Table::Fit::wrapped},
                  {"HANDLE", Table::Fit::left},
                  {"STATE", Table::Fit::left}},
                 aColoured);
-    auto list = nlohmann::ordered_json::array();
-    for (std::size_t index = 0; index < found.size(); ++index)
+    if (aFirst > 0)
     {
-        list.push_back(jsonOf(index, found[index]));
-        table.addRow(rowOf(index, found[index]));
+        table.hideNames();
     }
-    return {{{"adapters", list}}, found.empty() ? "" : table.text()};
+    for (std::size_t index = aFirst; index < aAdapters.size(); ++index)
+    {
+        table.addRow(rowOf(index, aAdapters[index]));
+    }
+    return table.text();
+}
+
+Answer adapters(Setting const& aSetting)
+{
+    GradualAnswer<Adapter> found(aSetting, &keysOf,
+                                 [&aSetting](std::vector<Adapter> const& aAdapters, std::size_t aFirst)
+                                 { return tableOf(aAdapters, aFirst, aSetting.mIsColoured); });
+    visitAdapters(aSetting.mReport, {},
+                  [&](qz::HbaApi& aApi, std::size_t, std::string const& aName)
+                  {
+                      setCurrentStep(aName);
+                      found.add(visit(aApi, aName, aSetting.mReport));
+                  });
+    return found.rest();
 }
 }  // namespace
 
 void addAdapters(CommandLine& aCommandLine)
 {
-    aCommandLine.addVerb("adapters", "Open, refresh and close each adapter, and list them",
-                         "  qzagent adapters           a table\n"
-                         "  qzagent adapters --json    a JSON document\n",
-                         [](Setting const& aSetting)
-                         { return adapters(aSetting.mReport, aSetting.mIsColoured); });
+    ArgumentList arguments =
+        aCommandLine.addVerb("adapters", "Open, refresh and close each adapter, and list them",
+                             "  qzagent adapters           a table\n"
+                             "  qzagent adapters --json    a JSON document\n",
+                             [](Setting const& aSetting) { return adapters(aSetting); });
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/capture/CaptureFile.h"
 #include "tools/qzagent/capture/CaptureForm.h"
 #include "tools/qzagent/capture/CaptureInput.h"
 #include "tools/qzagent/capture/DamageReport.h"
@@ -34,6 +35,11 @@ class Conversion
 {
 public:
     Conversion(ConvertTarget& aTarget, DamageReport& aDamage) : mTarget(aTarget), mDamage(aDamage) {}
+
+    [[noreturn]] void operator()(CaptureLatencies const&) const
+    {
+        throw CaptureError("latency data has no events to convert");
+    }
 
     void operator()(CaptureEvent const& aEvent)
     {

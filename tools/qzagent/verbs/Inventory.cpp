@@ -10,6 +10,7 @@
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ErrorStream.h"
+#include "tools/qzagent/cli/GradualAnswer.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/Host.h"
@@ -22,31 +23,32 @@ namespace qzagent
 {
 namespace
 {
-/// Name of the adapter to show; none for all adapters.
+/// The adapter to show; none for all adapters.
 using Wanted = std::optional<std::string>;
 
-std::vector<FoundAdapter> surveyAll(Setting const& aSetting, Wanted const& aWanted)
+nlohmann::ordered_json keysOf(std::vector<FoundAdapter> const& aAdapters)
 {
-    Report& report = aSetting.mReport;
-    // The trace already shows each step.
-    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
-    progress.setStep("adapters");
-    std::vector<FoundAdapter> found;
-    visitAdapters(report, aWanted,
-                  [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
-                  { found.push_back(survey(aApi, aIndex, aName, report, progress)); });
-    return found;
+    auto list = nlohmann::ordered_json::array();
+    for (FoundAdapter const& adapter : aAdapters)
+    {
+        list.push_back(jsonOf(adapter));
+    }
+    return {{"adapters", list}};
 }
 
 Answer inventory(Setting const& aSetting, Wanted const& aWanted)
 {
-    std::vector<FoundAdapter> const found = surveyAll(aSetting, aWanted);
-    auto list = nlohmann::ordered_json::array();
-    for (FoundAdapter const& adapter : found)
-    {
-        list.push_back(jsonOf(adapter));
-    }
-    return {{{"adapters", list}}, found.empty() ? "" : treeOf(found, aSetting.mIsColoured)};
+    Report& report = aSetting.mReport;
+    GradualAnswer<FoundAdapter> found(
+        aSetting, &keysOf,
+        [&aSetting](std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst)
+        { return treeOf(aAdapters, aFirst, aSetting.mIsColoured); });
+    // The trace already shows each step.
+    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
+    visitAdapters(report, aWanted,
+                  [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
+                  { found.add(survey(aApi, aIndex, aName, report, progress)); });
+    return found.rest();
 }
 }  // namespace
 
@@ -58,6 +60,8 @@ void addInventory(CommandLine& aCommandLine)
                              "  qzagent inventory --adapter example-fc-0\n"
                              "                             one adapter with everything visible through it\n",
                              [wanted](Setting const& aSetting) { return inventory(aSetting, *wanted); });
-    arguments.addText("--adapter", "NAME", *wanted, "Show only this adapter");
+    arguments.addText("--adapter", "ADAPTER", *wanted,
+                      "Show only this adapter: its name or index, or the WWN of its node or of a port");
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -1,10 +1,13 @@
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "agentkit/include/HbaApi.h"
@@ -13,6 +16,7 @@
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/Interruption.h"
 #include "tools/qzagent/cli/NewFile.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/Printable.h"
@@ -20,7 +24,9 @@
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/Host.h"
 #include "tools/qzagent/latency/LatencyChart.h"
+#include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
+#include "tools/qzagent/latency/LatencyIntervals.h"
 #include "tools/qzagent/latency/LatencyJson.h"
 #include "tools/qzagent/latency/LatencySurvey.h"
 
@@ -29,32 +35,69 @@ namespace qzagent
 namespace
 {
 constexpr unsigned int largestCount = 1000000;
+constexpr unsigned int defaultCount = 10;
+constexpr std::uint64_t longestInterval = 86400;
 
 struct Options
 {
-    std::optional<std::string> mAdapter;  ///< none for all adapters
-    unsigned int mCount = 10;
+    std::optional<std::string> mAdapter;     ///< none for all adapters
+    std::optional<unsigned int> mCount;      ///< none for the default
+    std::optional<std::uint64_t> mInterval;  ///< in seconds; none for no intervals
     std::optional<std::string> mOutput;
+
+    unsigned int count() const { return mCount.value_or(mInterval ? largestCount : defaultCount); }
+
+    std::optional<std::chrono::seconds> interval() const
+    {
+        return mInterval ? std::optional(std::chrono::seconds(*mInterval)) : std::nullopt;
+    }
 };
 
-struct Measured
+/// Calls aAction and reports its failure.
+/// @return whether it did not fail
+template <typename Action>
+bool attempt(Report& aReport, Action const& aAction)
 {
-    std::vector<MeasuredAdapter> mAdapters;
-    LatencyEntry mLatencies;  ///< of all adapters
-};
+    try
+    {
+        aAction();
+        return true;
+    }
+    catch (std::exception const& error)
+    {
+        aReport.addError(ExitCode::failed, error.what());
+        return false;
+    }
+}
 
 Measured measureAll(Setting const& aSetting, Options const& aOptions)
 {
     Report& report = aSetting.mReport;
-    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
-    Measured measured{{}, emptyEntry()};
+    Interruption const interruption;
+    // The progress would be mixed with the intervals, which show the same.
+    bool const isShown = !aSetting.mIsTraced && !aOptions.mInterval && ErrorStream::canShowStatus();
+    Progress progress(report.errors(), isShown);
+    LatencySurvey survey(aOptions.count(), report, progress);
+    bool canShow = true;
+    auto const show = [&](LatencyInterval const& aInterval)
+    {
+        std::string const text =
+            aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
+        canShow = attempt(report, [&] { aSetting.mOutput.write(text); });
+    };
+    auto const mustStop = [&]
+    { return Interruption::hasArrived() || !canShow || aSetting.mOutput.isAbandoned(); };
     visitAdapters(
         report, aOptions.mAdapter,
         [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
-        {
-            measured.mAdapters.push_back(measure(aApi, aIndex, aName, aOptions.mCount, report, progress));
-            measured.mLatencies->aggregate(measured.mAdapters.back().mLatencies);
-        });
+        { survey.add(aApi, aIndex, aName); },
+        [&] { survey.measure(mustStop, aOptions.interval(), show); });
+    Measured measured = survey.result();
+    if (Interruption::hasArrived())
+    {
+        report.addNote(fmt::format("interrupted after {} answers",
+                                   measured.mLatencies.mFigures ? measured.mLatencies.mFigures->mCount : 0));
+    }
     return measured;
 }
 
@@ -68,32 +111,34 @@ void visitLatencies(Measured const& aMeasured, Visit const& aVisit)
     {
         for (MeasuredPort const& port : adapter.mPorts ? *adapter.mPorts : none)
         {
-            aVisit(adapter.mName + ", target port " + port.mName.text(), *port.mLatencies);
+            aVisit(adapter.mName + ", target port " + port.mName.text(), port.mLatencies);
         }
     }
     for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
     {
-        if (adapter.mLatencies->getIoCount() != 0)
+        if (adapter.mLatencies.mFigures)
         {
-            aVisit(adapter.mName, *adapter.mLatencies);
+            aVisit(adapter.mName, adapter.mLatencies);
         }
     }
-    aVisit("all", *aMeasured.mLatencies);
+    aVisit("all", aMeasured.mLatencies);
 }
 
-void writeEntries(Measured const& aMeasured, std::string const& aPath)
+void writeRecords(Measured const& aMeasured, NewFile& aFile)
 {
     QZCEncodableOutStream out;
-    visitLatencies(aMeasured,
-                   [&out](std::string const&, QZCLatencyData const& aLatencies) { aLatencies.encode(out); });
-    writeNewFile(aPath, out.getEncoded());
+    visitLatencies(aMeasured, [&out](std::string const&, Latencies const& aLatencies)
+                   { aLatencies.mRecord->encode(out); });
+    QZCBuffer const& encoded = out.getEncoded();
+    aFile.write({encoded, encoded.getLength()});
+    aFile.finish();
 }
 
 std::string chartsOf(Measured const& aMeasured, std::size_t aWidth)
 {
     std::string charts;
     visitLatencies(aMeasured,
-                   [&](std::string const& aTitle, QZCLatencyData const& aLatencies)
+                   [&](std::string const& aTitle, Latencies const& aLatencies)
                    {
                        charts += charts.empty() ? "" : "\n";
                        charts += chartOf(printable(aTitle), aLatencies, aWidth);
@@ -108,48 +153,33 @@ nlohmann::ordered_json keysOf(Measured const& aMeasured)
     {
         list.push_back(jsonOf(adapter));
     }
-    return {{"adapters", list}, {"latencies", jsonOfLatencies(*aMeasured.mLatencies)}};
-}
-
-/// Calls aAction with the path of the output file, if there is one, and reports its failure.
-/// @return whether it did not fail
-template <typename Action>
-bool doWithFile(Report& aReport, Options const& aOptions, Action const& aAction)
-{
-    try
-    {
-        if (aOptions.mOutput)
-        {
-            aAction(*aOptions.mOutput);
-        }
-        return true;
-    }
-    catch (std::exception const& error)
-    {
-        aReport.addError(ExitCode::failed, error.what());
-        return false;
-    }
+    return {{"adapters", list}, {"latencies", jsonOf(aMeasured.mLatencies)}};
 }
 
 /// Writes the file last, so that the measured latencies are shown even when writing fails.
-Answer latency(Setting const& aSetting, Options const& aOptions)
+std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
 {
     Report& report = aSetting.mReport;
-    if (!doWithFile(report, aOptions, &expectNoFile))
+    std::optional<NewFile> file;
+    Measured measured{{}, {emptyEntry(), {}}};
+    std::string charts;
+    if (!aOptions.mOutput || attempt(report, [&] { file.emplace(*aOptions.mOutput); }))
     {
-        return {keysOf({{}, emptyEntry()}), ""};
-    }
-    Measured const measured = measureAll(aSetting, aOptions);
-    if (measured.mLatencies->getIoCount() == 0)
-    {
-        if (!measured.mAdapters.empty() && report.exitCode() == ExitCode::success)
+        aSetting.mPartial.provide([] { return Answer{keysOf({{}, {emptyEntry(), {}}}), ""}; });
+        measured = measureAll(aSetting, aOptions);
+        if (measured.mLatencies.mFigures)
+        {
+            charts = chartsOf(measured, aSetting.mOutput.width());
+            static_cast<void>(!file || attempt(report, [&] { writeRecords(measured, *file); }));
+        }
+        else if (!measured.mAdapters.empty() && report.exitCode() == ExitCode::success &&
+                 !Interruption::hasArrived())
         {
             report.addNote("no target ports");
         }
-        return {keysOf(measured), ""};
     }
-    doWithFile(report, aOptions, [&](std::string const& aPath) { writeEntries(measured, aPath); });
-    return {keysOf(measured), chartsOf(measured, aSetting.mOutput.width())};
+    bool const hasLines = aOptions.mInterval && aSetting.mIsJson;
+    return hasLines ? std::nullopt : std::optional(Answer{keysOf(measured), charts});
 }
 }  // namespace
 
@@ -159,12 +189,20 @@ void addLatency(CommandLine& aCommandLine)
     ArgumentList arguments = aCommandLine.addVerb(
         "latency", "Measure how long target ports take to answer",
         "  qzagent latency --count 1000\n"
-        "                             a histogram of the latencies of each target port\n",
+        "                             the latencies of each target port: exact figures and a histogram\n"
+        "  qzagent latency --interval 5\n"
+        "                             also the latencies of each five seconds, until SIGINT or SIGTERM\n",
         [options](Setting const& aSetting) { return latency(aSetting, *options); });
-    arguments.addText("--adapter", "NAME", options->mAdapter, "Measure only through this adapter");
+    arguments.addText(
+        "--adapter", "ADAPTER", options->mAdapter,
+        "Measure only through this adapter: its name or index, or the WWN of its node or of a port");
     arguments.addNumber("--count", "N", {1, largestCount}, options->mCount,
-                        "Number of requests to each target port, 1 to 1000000; 10 by default");
+                        "Number of requests to each target port, 1 to 1000000; 10 by default, 1000000 with "
+                        "--interval");
+    arguments.addNumber("--interval", "S", {1, longestInterval}, options->mInterval,
+                        "Also show the latencies of each S seconds");
     arguments.addText("--output", "FILE", options->mOutput,
                       "Write the encoded latency data to this file, which must not exist");
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -48,15 +48,14 @@ std::uint64_t repairRecords(CaptureFile& aFile, std::size_t aLargest, CaptureCop
     RecordSource source(aFile, aLargest);
     while (std::optional<CaptureItem> const item = source.next(false))
     {
-        if (auto const* const event = std::get_if<CaptureEvent>(&*item))
+        if (auto const* const damage = std::get_if<CaptureDamage>(&*item))
         {
-            aCopy.write(event->mEncoded);
-            ++records;
+            aDamage.add(damage->mText);
+            continue;
         }
-        else
-        {
-            aDamage.add(std::get<CaptureDamage>(*item).mText);
-        }
+        auto const* const event = std::get_if<CaptureEvent>(&*item);
+        aCopy.write(event != nullptr ? event->mEncoded : std::get<CaptureLatencies>(*item).mEncoded);
+        ++records;
     }
     return records;
 }

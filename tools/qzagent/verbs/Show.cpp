@@ -1,3 +1,4 @@
+#include <array>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -15,12 +16,13 @@
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Output.h"
-#include "tools/qzagent/cli/PatientOutput.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/cli/StoppableOutput.h"
 #include "tools/qzagent/show/EventPrinter.h"
 #include "tools/qzagent/show/EventSummary.h"
 #include "tools/qzagent/show/LastEvents.h"
+#include "tools/qzagent/show/LatencyLines.h"
 #include "tools/qzagent/show/ShowOptions.h"
 
 namespace qzagent
@@ -59,9 +61,10 @@ public:
 
     void run()
     {
-        EventMerge merge(mOptions.mPaths, mOptions.mCapture,
-                         {[this](std::string const& aText) { addDamage(aText); },
-                          [this] { mSummary.addSection(); }, [this] { ++mOthers; }});
+        EventMerge merge(
+            mOptions.mPaths, mOptions.mCapture,
+            {[this](std::string const& aText) { addDamage(aText); }, [this] { mSummary.addSection(); },
+             [this] { ++mOthers; }, [this](CaptureLatencies const& aLatencies) { show(aLatencies); }});
         try
         {
             showAll(merge);
@@ -72,7 +75,11 @@ public:
             throw;
         }
         mDamage.finish();
-        addNotes();
+        // Without its reader, the verb ends quietly.
+        if (!mSetting.mOutput.isAbandoned())
+        {
+            addNotes();
+        }
     }
 
     /// @return the counts; none when the events were written to standard output
@@ -98,12 +105,12 @@ private:
         {
             showAvailable(aMerge, to);
             to.flush();
-        } while (!aMerge.hasEnded() && waitForMore(aMerge));
+        } while (!mSetting.mOutput.isAbandoned() && !aMerge.hasEnded() && waitForMore(aMerge));
     }
 
     void showAvailable(EventMerge& aMerge, EventSink& aSink)
     {
-        while (CaptureEvent const* const event = aMerge.next())
+        while (CaptureEvent const* const event = mSetting.mOutput.isAbandoned() ? nullptr : aMerge.next())
         {
             ++mEvents;
             take(*event, aSink);
@@ -138,16 +145,21 @@ private:
         }
     }
 
-    /// @return false when a signal ends the wait
+    /// @return false when a signal or the leaving reader ends the wait
     bool waitForMore(EventMerge& aMerge)
     {
         if (isStopped())
         {
             return false;
         }
-        pollfd descriptor{mSignals->descriptor(), POLLIN, 0};
-        ::poll(&descriptor, 1, millisecondsBetweenLooks);
-        if (isStopped())
+        std::array<pollfd, 2> descriptors{
+            {{mSignals->descriptor(), POLLIN, 0}, {mSetting.mOutput.descriptor(), 0, 0}}};
+        ::poll(descriptors.data(), descriptors.size(), millisecondsBetweenLooks);
+        if ((descriptors[1].revents & POLLERR) != 0)
+        {
+            mSetting.mOutput.handleMissingReader();
+        }
+        if (isStopped() || mSetting.mOutput.isAbandoned())
         {
             return false;
         }
@@ -165,12 +177,24 @@ private:
     {
         if (mSignals)
         {
-            PatientOutput(mSetting.mOutput, *mSignals).write(aText);
+            writeStoppably(mSetting.mOutput, *mSignals, aText);
         }
         else
         {
             mSetting.mOutput.write(aText);
         }
+    }
+
+    void show(CaptureLatencies const& aLatencies)
+    {
+        if (mOptions.mIsSummary)
+        {
+            ++mOthers;
+            return;
+        }
+        ++mSelected;
+        mPrinter.flush();
+        write(mSetting.mIsJson ? jsonOf(aLatencies) : textOf(aLatencies, mSetting.mOutput.width()));
     }
 
     /// Reports damage behind the events before it.

@@ -1,4 +1,5 @@
 #include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -7,13 +8,16 @@
 #include <nlohmann/json.hpp>
 
 #include "agentkit/include/VqmLibrary.h"
+#include "backend/common/include/Exception.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
+#include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 
 namespace qzagent
@@ -31,9 +35,9 @@ struct Findings
 /// @param aFindings set step by step, so that it keeps the answers before a failure
 void query(Findings& aFindings, Report& aReport)
 {
-    qz::VqmLibrary library;
-    ReportedEnvironment environment = openEnvironment(library, aReport, aFindings.mVersions);
-    if (environment->numberOfBoards() == 0)
+    std::unique_ptr<qz::VqmLibrary> const library = loadVqm(aReport);
+    ReportedEnvironment environment = openEnvironment(*library, aReport, aFindings.mVersions);
+    if (numberOfBoards(*environment) == 0)
     {
         aReport.addNote("no boards");
         return;
@@ -118,14 +122,19 @@ std::string tableOf(Findings const& aFindings, bool aColoured)
 
 Answer vendor(Setting const& aSetting)
 {
+    aSetting.mPartial.provide([] { return Answer{jsonOf(Findings()), ""}; });
     Findings findings;
     try
     {
         query(findings, aSetting.mReport);
     }
-    catch (std::exception const& exception)
+    catch (QZCException const& exception)
     {
         aSetting.mReport.addFailure(failureOf(exception));
+    }
+    catch (std::exception const& exception)
+    {
+        aSetting.mReport.addError(ExitCode::failed, exception.what());
     }
     return {jsonOf(findings), tableOf(findings, aSetting.mIsColoured)};
 }
@@ -133,8 +142,10 @@ Answer vendor(Setting const& aSetting)
 
 void addVendor(CommandLine& aCommandLine)
 {
-    aCommandLine.addVerb("vendor", "Show the vendor library (libvqm), its driver and its boards",
-                         "  qzagent vendor             versions, support of Quazor events, and board names\n",
-                         [](Setting const& aSetting) { return vendor(aSetting); });
+    ArgumentList arguments = aCommandLine.addVerb(
+        "vendor", "Show the vendor library (libvqm), its driver and its boards",
+        "  qzagent vendor             versions, support of Quazor events, and board names\n",
+        [](Setting const& aSetting) { return vendor(aSetting); });
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -26,14 +26,18 @@
 #include "tools/qzagent/capture/CaptureLimits.h"
 #include "tools/qzagent/capture/RecordEncoder.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/vqm/EventIntake.h"
+#include "tools/qzagent/vqm/EventLayoutFile.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
+#include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 #include "tools/qzagent/watch/DropCounts.h"
@@ -64,6 +68,16 @@ constexpr std::chrono::milliseconds pace(5);
 constexpr std::chrono::milliseconds longestWait(1000);
 constexpr std::chrono::seconds betweenDropNotes(1);
 constexpr unsigned int defaultSync = 5;
+
+nlohmann::ordered_json keysOf(std::uint64_t aReceived, std::uint64_t aWritten, std::uint64_t aDropped,
+                              nlohmann::ordered_json const& aDrops, WatchTally const& aTally)
+{
+    return {{"received", aReceived},
+            {"written", aWritten},
+            {"dropped", aDropped},
+            {"drops", aDrops},
+            {"events", aTally.json()}};
+}
 
 class Watch
 {
@@ -98,7 +112,8 @@ public:
             mSetting.mReport.addError(ExitCode::failed, exception.what());
         }
         mStatus.reset();
-        if (mHasBegun)
+        // Without its reader, the verb ends quietly.
+        if (mHasBegun && !mSetting.mOutput.isAbandoned())
         {
             reportCounts();
         }
@@ -111,11 +126,7 @@ public:
         {
             return {};
         }
-        return Answer{{{"received", mQueue.received()},
-                       {"written", written()},
-                       {"dropped", dropped()},
-                       {"drops", dropsJson()},
-                       {"events", mTally.json()}},
+        return Answer{keysOf(mQueue.received(), written(), dropped(), dropsJson(), mTally),
                       mTally.table(mSetting.mIsColoured)};
     }
 
@@ -124,9 +135,10 @@ private:
 
     void watch()
     {
-        qz::VqmLibrary library;
+        std::optional<EventLayout> const layout = givenLayout();
+        std::unique_ptr<qz::VqmLibrary> const library = loadVqm(mSetting.mReport);
         LibvqmVersions versions;
-        ReportedEnvironment environment = openEnvironment(library, mSetting.mReport, versions);
+        ReportedEnvironment environment = openEnvironment(*library, mSetting.mReport, versions);
         findBoards(*environment);
         if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
         {
@@ -134,7 +146,8 @@ private:
                 "the driver does not support Quazor events; use --plain for plain events");
         }
         openSinks(versions);
-        watchRegistered(library);
+        makeIntake(layout);
+        watchRegistered(*library);
         // Nothing is registered any more; the events still in the queue are processed.
         while (takeSome() != 0)
         {
@@ -146,9 +159,28 @@ private:
         }
     }
 
+    std::optional<EventLayout> givenLayout() const
+    {
+        return mOptions.mEventLayout ? std::optional(readEventLayout(*mOptions.mEventLayout)) : std::nullopt;
+    }
+
+    void makeIntake(std::optional<EventLayout> const& aGivenLayout)
+    {
+        EventLayout const layout = aGivenLayout.value_or(EventLayout());
+        bool const isKnown = !aGivenLayout && isSimulator();
+        if (!aGivenLayout && !isKnown)
+        {
+            mSetting.mReport.addNote(fmt::format(
+                "the diagnostic library is not the simulator; assuming the simulator's event records: {}; "
+                "--event-layout describes others",
+                layout.description()));
+        }
+        mIntake.emplace(mQueue, layout, !isKnown);
+    }
+
     void findBoards(qz::VqmEnvironment& aEnvironment)
     {
-        unsigned int const count = aEnvironment.numberOfBoards();
+        unsigned int const count = numberOfBoards(aEnvironment);
         if (count == 0)
         {
             throw std::runtime_error("no boards to watch");
@@ -210,7 +242,7 @@ private:
         { return static_cast<unsigned char>(aNumber.value_or(anyCategory)); };
         EventKind const kind{numberOr(mOptions.mCategory), numberOr(mOptions.mSubcategory),
                              mOptions.mIsPlain};
-        VqmRegistrations registrations(aLibrary, kind, mQueue, mSetting.mReport);
+        VqmRegistrations registrations(aLibrary, kind, *mIntake, mSetting.mReport);
         for (Board const& board : mBoards)
         {
             if (!board.mFailure)
@@ -243,6 +275,7 @@ private:
 
     void watchUntilEnd()
     {
+        setCurrentStep("waiting for events");
         if (mOptions.mSeconds)
         {
             mEnd = Clock::now() + std::chrono::seconds(*mOptions.mSeconds);
@@ -256,7 +289,11 @@ private:
         }
     }
 
-    bool mustStop() const { return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd); }
+    bool mustStop() const
+    {
+        return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd) ||
+               mSetting.mOutput.isAbandoned();
+    }
 
     bool hasAll() const { return mTaken + mQueue.dropped() == mOptions.mCount; }
 
@@ -358,6 +395,7 @@ private:
                 mRecorder->continueInNextFile();
             }
         }
+        mIntake->reportDiscarded(mSetting.mReport);
         if (Clock::now() >= mNextDropNote)
         {
             reportDrops();
@@ -393,7 +431,7 @@ private:
         }
     }
 
-    /// Waits for an event or a signal, or until something else is due.
+    /// Waits for an event or a signal, until the reader of the lines leaves, or until something else is due.
     /// @param aTaken number of events in this round
     void wait(std::size_t aTaken)
     {
@@ -403,10 +441,15 @@ private:
         // A signal may have arrived while a sink waited for its reader.
         bool const isUrgent = hasMore || mustStop();
         std::chrono::milliseconds const wait = isUrgent ? pace * 0 : atMost(isAwaited ? longestWait : pace);
-        std::array<pollfd, 2> descriptors{
-            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}}};
-        ::poll(descriptors.data(), isAwaited ? 2 : 1, static_cast<int>(wait.count()));
+        std::array<pollfd, 3> descriptors{{{mSignals.descriptor(), POLLIN, 0},
+                                           {isAwaited ? mQueue.descriptor() : -1, POLLIN, 0},
+                                           {mLines ? mSetting.mOutput.descriptor() : -1, 0, 0}}};
+        ::poll(descriptors.data(), descriptors.size(), static_cast<int>(wait.count()));
         mSignals.take();
+        if ((descriptors[2].revents & POLLERR) != 0)
+        {
+            mSetting.mOutput.handleMissingReader();
+        }
     }
 
     std::chrono::milliseconds atMost(std::chrono::milliseconds aTime) const
@@ -421,6 +464,8 @@ private:
 
     void reportCounts()
     {
+        mIntake->reportDiscarded(mSetting.mReport);
+        mIntake->reportTotal(mSetting.mReport);
         mSetting.mReport.addNote(
             fmt::format("received {} events, wrote {}, dropped {}", mQueue.received(), written(), dropped()));
         if (dropped() > 0)
@@ -471,6 +516,7 @@ private:
     // Created before the vendor library is loaded, so that its threads block the signals too.
     StopSignals mSignals;
     qz::EventQueue mQueue;
+    std::optional<EventIntake> mIntake;
     DropCounts mDrops;
     std::map<unsigned int, std::uint64_t> mReportedDrops;  ///< by the boards' numbers
     WatchClock mClock;
@@ -493,6 +539,15 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
         aSetting.mReport.addError(ExitCode::misused, *complaint);
         return Answer();
     }
+    aSetting.mPartial.provide(
+        [&aOptions]() -> std::optional<Answer>
+        {
+            if (!aOptions.mOutput || aOptions.mIsPrinted)
+            {
+                return {};
+            }
+            return Answer{keysOf(0, 0, 0, nlohmann::ordered_json::array(), WatchTally()), ""};
+        });
     Watch watch(aSetting, aOptions);
     watch.run();
     return watch.answer();
@@ -513,5 +568,6 @@ void addWatch(CommandLine& aCommandLine)
                              "                             record in numbered files and keep the last ten\n",
                              [options](Setting const& aSetting) { return watch(aSetting, *options); });
     addOptions(arguments, *options);
+    aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "agentkit/include/VqmLibrary.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
@@ -16,11 +17,13 @@ class ReportedEnvironment
 {
 public:
     /// @throws as qz::VqmEnvironment
-    ReportedEnvironment(qz::VqmLibrary& aLibrary, Report& aReport) : mEnvironment(aLibrary), mReport(aReport)
+    ReportedEnvironment(qz::VqmLibrary& aLibrary, Report& aReport)
+        : mEnvironment(opening(aLibrary)), mReport(aReport)
     {
     }
     ~ReportedEnvironment()
     {
+        setCurrentStep("VQM_FreeDiagEnv");
         try
         {
             mEnvironment.close();
@@ -37,6 +40,12 @@ public:
     qz::VqmEnvironment* operator->() { return &mEnvironment; }
 
 private:
+    static qz::VqmLibrary& opening(qz::VqmLibrary& aLibrary)
+    {
+        setCurrentStep("VQM_InitDiagEnv, or VQM_GetLibVer or VQM_GetDrvInfo after it");
+        return aLibrary;
+    }
+
     qz::VqmEnvironment mEnvironment;
     Report& mReport;
 };

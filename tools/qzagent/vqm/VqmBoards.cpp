@@ -1,18 +1,32 @@
 #include "tools/qzagent/vqm/VqmBoards.h"
 
+#include <stdexcept>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "agentkit/include/VqmLibrary.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 
 namespace qzagent
 {
+unsigned int numberOfBoards(qz::VqmEnvironment& aEnvironment)
+{
+    constexpr unsigned int most = 4096;
+    unsigned int const count = aEnvironment.numberOfBoards();
+    if (count > most)
+    {
+        throw std::runtime_error(fmt::format("implausible number of boards: {} (at most {})", count, most));
+    }
+    return count;
+}
+
 Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aReport)
 {
+    setCurrentStep(fmt::format("VQM_GetLinkInfo of board {}", aNumber));
     try
     {
         qz::BoardNames const names = aEnvironment.names(aNumber);
@@ -28,7 +42,7 @@ Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aR
 
 std::vector<Board> boardsOf(qz::VqmEnvironment& aEnvironment, Report& aReport)
 {
-    unsigned int const count = aEnvironment.numberOfBoards();
+    unsigned int const count = numberOfBoards(aEnvironment);
     std::vector<Board> boards;
     for (unsigned int number = 0; number < count; ++number)
     {

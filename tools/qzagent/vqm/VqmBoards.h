@@ -22,6 +22,10 @@ struct Board
     std::optional<Failure> mFailure;          ///< why the names are unavailable
 };
 
+/// @return number of boards
+/// @throws std::runtime_error "implausible number of boards: N (at most 4096)"
+unsigned int numberOfBoards(qz::VqmEnvironment& aEnvironment);
+
 /// Reads the names of a board.
 /// @param aReport receives the failure when the names are unavailable
 /// @throws QZCNotAllowedEx when the vendor library lacks a function
@@ -33,5 +37,6 @@ Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aR
 /// @return the boards in the order of their numbers, which begin with 0
 /// @throws QZCNotAllowedEx when the vendor library lacks a function
 /// @throws QZCNoMemoryEx when memory is exhausted
+/// @throws std::runtime_error as numberOfBoards()
 std::vector<Board> boardsOf(qz::VqmEnvironment& aEnvironment, Report& aReport);
 }  // namespace qzagent

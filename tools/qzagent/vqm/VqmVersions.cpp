@@ -19,7 +19,6 @@ constexpr std::string_view driverText = "KWRT Driver Version - ";
 std::string_view loggedTextOf(std::string_view aLine)
 {
     constexpr std::string_view endOfPlace = ": ";
-    aLine.remove_suffix(1);
     std::size_t const place = aLine.find(endOfPlace);
     return place == std::string_view::npos ? aLine : aLine.substr(place + endOfPlace.size());
 }
@@ -49,7 +48,7 @@ LibvqmVersionLog::~LibvqmVersionLog()
 void LibvqmVersionLog::takeLine(void* aLog, char const* aLine, unsigned int aLength)
 {
     auto& log = *static_cast<LibvqmVersionLog*>(aLog);
-    std::string_view const line(aLine, aLength);
+    std::string_view const line(aLine, aLength - 1);
     takeVersion(log.mVersions.mLibrary, loggedTextOf(line), libraryText);
     takeVersion(log.mVersions.mDriver, loggedTextOf(line), driverText);
     bool const isInformation = line.find(tagOfInformation) < line.find(": ");

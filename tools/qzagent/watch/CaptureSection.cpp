@@ -8,8 +8,8 @@
 #include <fmt/format.h>
 
 #include "agentkit/include/Wwn.h"
-#include "tools/qzagent/capture/EventLine.h"
 #include "tools/qzagent/capture/LinkTypes.h"
+#include "tools/qzagent/cli/TimeText.h"
 
 namespace qzagent
 {

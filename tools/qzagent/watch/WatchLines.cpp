@@ -9,6 +9,8 @@
 #include "tools/qzagent/cli/HostName.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/cli/StoppableOutput.h"
+#include "tools/qzagent/cli/TimeText.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 namespace qzagent
@@ -25,7 +27,7 @@ EventLine::Style styleOf(bool aIsJson)
 }  // namespace
 
 WatchLines::WatchLines(Output& aOutput, StopSignals& aSignals, bool aIsJson)
-    : mOutput(aOutput, aSignals), mIsJson(aIsJson), mHost(hostName()), mLine(styleOf(aIsJson))
+    : mOutput(aOutput), mSignals(aSignals), mIsJson(aIsJson), mHost(hostName()), mLine(styleOf(aIsJson))
 {
 }
 
@@ -83,7 +85,7 @@ void WatchLines::flushWhenLong()
 
 void WatchLines::flush()
 {
-    mOutput.write(mLines);
+    writeStoppably(mOutput, mSignals, mLines);
     mLines.clear();
     mWritten += mNumberOfLines;
     mNumberOfLines = 0;

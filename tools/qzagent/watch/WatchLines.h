@@ -9,7 +9,6 @@
 #include "agentkit/include/EventQueue.h"
 #include "tools/qzagent/capture/EventLine.h"
 #include "tools/qzagent/cli/Output.h"
-#include "tools/qzagent/cli/PatientOutput.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/vqm/ReceptionTime.h"
 #include "tools/qzagent/watch/WatchSink.h"
@@ -41,7 +40,8 @@ private:
     EventValues valuesOf(qz::QueuedEvent const& aEvent, Board const* aBoard);
     qz::Bytes payloadOf(qz::QueuedEvent const& aEvent);
 
-    PatientOutput mOutput;
+    Output& mOutput;
+    StopSignals& mSignals;
     bool const mIsJson;
     std::string const mHost;
     EventLine mLine;

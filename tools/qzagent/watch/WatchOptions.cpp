@@ -38,6 +38,8 @@ void addOptions(ArgumentList& aArguments, WatchOptions& aOptions)
     aArguments.addFlag("--plain", aOptions.mIsPlain, "Use the plain interface instead of Quazor events");
     aArguments.addNumber("--count", "N", {1, mostEvents}, aOptions.mCount, "Stop after N events");
     aArguments.addNumber("--seconds", "S", {1, mostSeconds}, aOptions.mSeconds, "Stop after S seconds");
+    aArguments.addText("--event-layout", "FILE", aOptions.mEventLayout,
+                       "Read the vendor library's event records as this file describes them");
     aArguments.addText("--output", "FILE", aOptions.mOutput, "Append the events to this capture");
     aArguments.addParsed("--format", "FORM", &recordedFormNamed, "pcapng or records", aOptions.mForm,
                          "Form of the capture, pcapng or records; pcapng by default");

@@ -1,0 +1,175 @@
+#include <chrono>
+#include <future>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Scenarios.h"
+#include "tools/qzagent/cli/Timeout.h"
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace
+{
+std::string const hour = "nth = \"1+\"\ndelay_ms = 3600000\n";
+
+std::string hangs(std::string const& aCall, std::string const& aWhere = {})
+{
+    return "[[fault]]\ncall = \"" + aCall + "\"\n" + hour + aWhere;
+}
+
+/// Two adapters with a target each. The second one does not return its target mappings.
+std::string const secondHangs = adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) +
+                                adapterNamed("example-fc-1") + portNumbered(2) + targetNumbered(2, 2) +
+                                hangs("HBA_GetFcpTargetMapping", "adapter = \"example-fc-1\"\n");
+
+TEST(QzagentTimeout, NamesTheCallThatHangsAndItsStep)
+{
+    ProcessResult const result = runAgentOn(secondHangs, {"inventory", "--timeout", "1"});
+    EXPECT_EQ(result.mErrors,
+              "qzagent: timeout after 1 s: HBA_GetFcpTargetMapping has not returned (example-fc-1: target "
+              "mappings)\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentTimeout, ShowsTheAdaptersBeforeTheOneThatHangs)
+{
+    std::string const output = runAgentOn(secondHangs, {"inventory", "--timeout", "1"}).mOutput;
+    EXPECT_THAT(output, AllOf(StartsWith("ITEM "), HasSubstr("\nadapter 0               example-fc-0\n"),
+                              Not(HasSubstr("example-fc-1"))));
+}
+
+TEST(QzagentTimeout, WritesAWholeDocumentWithTheAdaptersBefore)
+{
+    ProcessResult const result = runAgentOn(secondHangs, {"inventory", "--timeout", "1", "--json"});
+    EXPECT_TRUE(satisfies(result.mOutput, "inventory"));
+    nlohmann::json const document = documentOf(result);
+    ASSERT_EQ(document["adapters"].size(), 1u);
+    EXPECT_EQ(document["adapters"][0]["name"], "example-fc-0");
+    EXPECT_EQ(document["messages"][0]["code"], 1);
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+/// A verb whose library does not return.
+struct Hang
+{
+    std::string mName;
+    std::string mScenario;
+    std::vector<std::string> mArguments;
+    std::string mText;
+};
+
+void PrintTo(Hang const& aHang, std::ostream* aStream) { *aStream << aHang.mName; }
+
+class QzagentHang : public testing::TestWithParam<Hang>
+{
+};
+
+TEST_P(QzagentHang, EndsWithADocumentThatSatisfiesTheSchema)
+{
+    std::vector<std::string> arguments = GetParam().mArguments;
+    arguments.insert(arguments.end(), {"--json", "--timeout", "1"});
+    ProcessResult const result = runAgentOn(GetParam().mScenario, arguments);
+    EXPECT_EQ(result.mErrors, "qzagent: timeout after 1 s: " + GetParam().mText + "\n");
+    EXPECT_TRUE(satisfies(result.mOutput, GetParam().mArguments.front()));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+std::string const boardsHang = shippedScenario("diagnostic-events") + hangs("VQM_GetLinkInfo");
+
+INSTANTIATE_TEST_SUITE_P(
+    Verbs, QzagentHang,
+    testing::Values(Hang{"Adapters",
+                         adapterNamed("example-fc-0") + hangs("HBA_OpenAdapter"),
+                         {"adapters"},
+                         "HBA_OpenAdapter has not returned (example-fc-0)"},
+                    Hang{"Latency",
+                         secondHangs,
+                         {"latency"},
+                         "HBA_GetFcpTargetMapping has not returned (example-fc-1: target mappings)"},
+                    Hang{"Load",
+                         hangs("HBA_LoadLibrary"),
+                         {"inventory"},
+                         "HBA_LoadLibrary has not returned (loading of the HBA libraries)"},
+                    Hang{"Vendor", boardsHang, {"vendor"}, "in the step: VQM_GetLinkInfo of board 0"},
+                    Hang{"Environment",
+                         shippedScenario("diagnostic-events") + hangs("VQM_InitDiagEnv"),
+                         {"vendor"},
+                         "in the step: VQM_InitDiagEnv, or VQM_GetLibVer or VQM_GetDrvInfo after it"},
+                    Hang{"Watch",
+                         boardsHang,
+                         {"watch", "--output", testing::TempDir() + "hang.capture"},
+                         "in the step: VQM_GetLinkInfo of board 0"}),
+    [](testing::TestParamInfo<Hang> const& aInfo) { return aInfo.param.mName; });
+
+TEST(QzagentTimeout, WritesNoDocumentAmongTheLinesOfEvents)
+{
+    ProcessResult const result = runAgentOn(shippedScenario("diagnostic-events"),
+                                            {"watch", "--category", "200", "--json", "--timeout", "1"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, "qzagent: timeout after 1 s: in the step: waiting for events\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentTimeout, EndsARunWhoseOutputIsNotRead)
+{
+    std::string const longList = adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 5000);
+    ProcessResult const result = runAgentInOn("(\"$@\"; echo \"status $?\" >&2) | sleep 4", longList,
+                                              {"inventory", "--json", "--timeout", "1"});
+    EXPECT_THAT(result.mErrors,
+                EndsWith("timeout after 1 s: standard output does not accept the result\nstatus 1\n"));
+}
+
+TEST(QzagentTimeout, ChangesNothingWhenTheVerbEndsBefore)
+{
+    ProcessResult const with =
+        runAgentOn(shippedScenario("two-adapters"), {"inventory", "--timeout", "86400"});
+    ProcessResult const without = runAgentOn(shippedScenario("two-adapters"), {"inventory"});
+    EXPECT_EQ(with.mOutput, without.mOutput);
+    EXPECT_EQ(with.mErrors, "");
+    EXPECT_EQ(with.mExitStatus, 0);
+}
+
+TEST(QzagentTimeout, ExpiresOnceAndOnlyAfterItsTime)
+{
+    auto const start = std::chrono::steady_clock::now();
+    std::promise<bool> expired;
+    qzagent::Timeout timeout([&expired](bool aIsWriting) { expired.set_value(aIsWriting); });
+    timeout.start(std::chrono::seconds(1));
+    timeout.beginOutput();
+    EXPECT_TRUE(expired.get_future().get());
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+TEST(QzagentHangingAdapter, DoesNotHideTheAdaptersBeforeItWithoutATimeout)
+{
+    ProcessResult const result = runAgentInOn("timeout --signal KILL 3 \"$@\"", secondHangs, {"inventory"});
+    EXPECT_THAT(result.mOutput,
+                AllOf(StartsWith("ITEM "), HasSubstr("\nadapter 0               example-fc-0\n")));
+}
+
+TEST(QzagentHangingAdapter, IsShownLaterWithoutASecondHeading)
+{
+    std::string const scenario =
+        adapterNamed("example-fc-0") + portNumbered(1) + adapterNamed("example-fc-1") + portNumbered(2) +
+        "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"example-fc-1\"\nnth = 1\n"
+        "delay_ms = 1500\n";
+    EXPECT_EQ(runAgentOn(scenario, {"adapters"}).mOutput,
+              "INDEX NAME         HANDLE STATE\n"
+              "    0 example-fc-0 0x1    ok\n"
+              "    1 example-fc-1 0x2    ok\n");
+    EXPECT_THAT(runAgentOn(scenario, {"inventory"}).mOutput,
+                AllOf(StartsWith("ITEM "), HasSubstr("\nadapter 0               example-fc-0\n"),
+                      HasSubstr("\nadapter 1               example-fc-1\n"), Not(HasSubstr("\nITEM"))));
+}
+}  // namespace

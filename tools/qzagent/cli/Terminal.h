@@ -1,0 +1,9 @@
+/// @file
+/// What the environment says about the terminal.
+#pragma once
+
+namespace qzagent
+{
+/// @return whether the terminal may receive escape sequences (TERM is not "dumb")
+bool understandsEscapes();
+}  // namespace qzagent

@@ -1,0 +1,15 @@
+/// @file
+/// The HBA libraries that the common library of the HBA API is configured to load.
+#pragma once
+
+#include "tools/qzagent/cli/Report.h"
+
+namespace qzagent
+{
+/// Adds a note for each library that /etc/hba.conf names and that is not loaded, with the reason.
+void reportMissingLibraries(Report& aReport);
+
+/// Adds notes that say why the common library did not load: as reportMissingLibraries(), or that the file does not exist
+/// or names no library.
+void reportFailedLoad(Report& aReport);
+}  // namespace qzagent

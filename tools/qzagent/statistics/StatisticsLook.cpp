@@ -1,0 +1,210 @@
+#include "tools/qzagent/statistics/StatisticsLook.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <hbaapi.h>
+#include <nlohmann/json.hpp>
+
+#include "agentkit/include/HbaApi.h"
+#include "agentkit/include/Wwn.h"
+#include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/Progress.h"
+#include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/HbaLimits.h"
+#include "tools/qzagent/hba/HbaStep.h"
+#include "tools/qzagent/hba/Host.h"
+#include "tools/qzagent/statistics/Counters.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr unsigned int failedCallCode = 802;
+
+Counts countsOfPort(qz::Adapter& aAdapter, unsigned int aIndex, qz::Wwn const& aName)
+{
+    HBA_PORTSTATISTICS statistics{};
+    // A library that answers OK without an answer must not look like a port that counted nothing.
+    for (Counter const& counter : counters)
+    {
+        statistics.*counter.mField = -1;
+    }
+    if (HBA_GetPortStatistics(aAdapter.handle(), aIndex, &statistics) != HBA_STATUS_OK)
+    {
+        throw QZCHbaapiEx(
+            fmt::format("HBA_GetPortStatistics method failed for port {}", aName.text()).c_str(),
+            failedCallCode);
+    }
+    return countsOf(statistics);
+}
+
+/// Reads the ports up to the first whose attributes are unavailable.
+void readPorts(qz::HbaApi& aApi, AdapterStatistics& aAdapter, Report& aReport)
+{
+    qz::Adapter opened(aApi, aAdapter.mName);
+    unsigned int const count = opened.attributes()->NumberOfPorts;
+    expectAtMost(mostPorts, count, "ports");
+    aAdapter.mPorts.emplace();
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        PortStatistics port{i, qz::Wwn(opened.port(i).PortWWN), {}};
+        HbaStep const step;
+        try
+        {
+            port.mCounts = countsOfPort(opened, i, port.mName);
+        }
+        catch (std::exception const& exception)
+        {
+            aReport.addFailure(step.failureOf(exception), aAdapter.mName);
+        }
+        aAdapter.mPorts->push_back(port);
+    }
+    aAdapter.mIsComplete = true;
+}
+
+using LookJson = nlohmann::json;
+
+constexpr char const* invalidAnswer = "invalid answer";
+
+/// @return the number, which json converts without a check
+std::uint64_t numberIn(LookJson const& aJson,
+                       std::uint64_t aLargest = std::numeric_limits<std::uint64_t>::max())
+{
+    if (!aJson.is_number_unsigned() || aJson.get<std::uint64_t>() > aLargest)
+    {
+        throw std::runtime_error(invalidAnswer);
+    }
+    return aJson.get<std::uint64_t>();
+}
+
+/// A list as json, or null; and back.
+/// @{
+template <typename Element, typename Convert>
+LookJson listOf(std::vector<Element> const& aElements, Convert const& aConvert)
+{
+    LookJson list = LookJson::array();
+    for (Element const& element : aElements)
+    {
+        list.push_back(aConvert(element));
+    }
+    return list;
+}
+
+template <typename Element, typename Convert>
+std::vector<Element> listIn(LookJson const& aJson, Convert const& aConvert)
+{
+    std::vector<Element> elements;
+    for (LookJson const& element : aJson.get_ref<LookJson::array_t const&>())
+    {
+        elements.push_back(aConvert(element));
+    }
+    return elements;
+}
+/// @}
+
+LookJson bytesOfPort(PortStatistics const& aPort)
+{
+    LookJson counts;
+    if (aPort.mCounts)
+    {
+        for (auto const& count : *aPort.mCounts)
+        {
+            counts.push_back(count ? LookJson(*count) : LookJson());
+        }
+    }
+    return {aPort.mIndex, aPort.mName.text(), counts};
+}
+
+PortStatistics portIn(LookJson const& aJson)
+{
+    std::optional<qz::Wwn> const name = qz::Wwn::parse(aJson.at(1).get<std::string>());
+    if (!name)
+    {
+        throw std::runtime_error(invalidAnswer);
+    }
+    PortStatistics port{numberIn(aJson.at(0)), *name, {}};
+    LookJson const& counts = aJson.at(2);
+    if (!counts.is_null())
+    {
+        port.mCounts.emplace();
+        for (std::size_t i = 0; i < counters.size(); ++i)
+        {
+            if (!counts.at(i).is_null())
+            {
+                (*port.mCounts)[i] = numberIn(counts.at(i));
+            }
+        }
+    }
+    return port;
+}
+
+LookJson bytesOfAdapter(AdapterStatistics const& aAdapter)
+{
+    return {aAdapter.mIndex, aAdapter.mName,
+            aAdapter.mPorts ? listOf(*aAdapter.mPorts, &bytesOfPort) : LookJson(), aAdapter.mIsComplete};
+}
+
+AdapterStatistics adapterIn(LookJson const& aJson)
+{
+    AdapterStatistics adapter{
+        numberIn(aJson.at(0)), aJson.at(1).get<std::string>(), {}, aJson.at(3).get<bool>()};
+    if (!aJson.at(2).is_null())
+    {
+        adapter.mPorts = listIn<PortStatistics>(aJson.at(2), &portIn);
+    }
+    return adapter;
+}
+}  // namespace
+
+StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport, Progress& aProgress)
+{
+    StatisticsLook look{};
+    visitAdapters(aReport, aWanted,
+                  [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
+                  {
+                      aProgress.setStep(aName + ": statistics");
+                      AdapterStatistics& adapter =
+                          look.mAdapters.emplace_back(AdapterStatistics{aIndex, aName, {}, false});
+                      HbaStep const step;
+                      try
+                      {
+                          readPorts(aApi, adapter, aReport);
+                      }
+                      catch (std::exception const& exception)
+                      {
+                          aReport.addFailure(step.failureOf(exception), aName);
+                      }
+                  });
+    look.mTime = std::chrono::steady_clock::now().time_since_epoch();
+    look.mExitCode = aReport.exitCode();
+    return look;
+}
+
+std::vector<std::uint8_t> bytesOf(StatisticsLook const& aLook)
+{
+    return LookJson::to_cbor({aLook.mTime.count(), listOf(aLook.mAdapters, &bytesOfAdapter),
+                              static_cast<unsigned int>(aLook.mExitCode)});
+}
+
+StatisticsLook lookIn(std::vector<std::uint8_t> const& aBytes)
+{
+    LookJson const json = LookJson::from_cbor(aBytes);
+    constexpr auto largestTime = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    constexpr auto largestCode = static_cast<std::uint64_t>(ExitCode::misused);
+    return {std::chrono::nanoseconds(numberIn(json.at(0), largestTime)),
+            listIn<AdapterStatistics>(json.at(1), &adapterIn),
+            static_cast<ExitCode>(numberIn(json.at(2), largestCode))};
+}
+}  // namespace qzagent

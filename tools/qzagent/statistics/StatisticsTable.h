@@ -1,0 +1,20 @@
+/// @file
+/// Counters of ports for the terminal.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "tools/qzagent/statistics/StatisticsHistory.h"
+#include "tools/qzagent/statistics/StatisticsLook.h"
+
+namespace qzagent
+{
+/// @return a table with a row for each adapter, each port and each error counter that is not 0; empty without adapters
+std::string tableOf(StatisticsLook const& aLook, bool aColoured);
+
+/// @param aTime end of the interval
+/// @return a line with the time, the same table of the differences, and a line for each port that came or went
+std::string tableOf(StatisticsInterval const& aInterval, std::chrono::system_clock::time_point aTime,
+                    bool aColoured);
+}  // namespace qzagent
