@@ -25,7 +25,7 @@ namespace
 {
 // 2026-11-22T08:53:52Z
 constexpr std::uint64_t someTime = 1'795'337'632'000'000'000;
-constexpr std::uint64_t oneSecond = 1'000'000'000;
+constexpr std::uint64_t secondOfCapture = 1'000'000'000;
 
 std::string const plainText = "category 3 subcategory 7 length 0";
 std::string const fullText = "category 9 subcategory 10 length 2 6162";
@@ -308,7 +308,7 @@ TEST_F(QzagentShowPcapng, PrintsANoteWhenNoEventMeetsTheConditions)
 
 TEST_F(QzagentShowPcapng, PrintsTimesAsRequested)
 {
-    PcapngBuilder const capture = twoEvents().packet(0, someTime - oneSecond, plainRecord());
+    PcapngBuilder const capture = twoEvents().packet(0, someTime - secondOfCapture, plainRecord());
     EXPECT_THAT(lines(capture, {"--time", "relative"}),
                 ElementsAre("+0.000000000 board 0 " + plainText, "+0.000000001 board 7 " + fullText,
                             "-1.000000000 board 0 " + plainText));
@@ -325,10 +325,10 @@ TEST_F(QzagentShowPcapng, PrintsTimesAsRequested)
 TEST_F(QzagentShowPcapng, CountsEvents)
 {
     PcapngBuilder capture = twoEvents()
-                                .packet(0, someTime + 4 * oneSecond, plainRecord(), 2)
+                                .packet(0, someTime + 4 * secondOfCapture, plainRecord(), 2)
                                 .section("host-b")
                                 .interface("board 0")
-                                .packet(0, someTime + 8 * oneSecond, plainRecord());
+                                .packet(0, someTime + 8 * secondOfCapture, plainRecord());
     EXPECT_EQ(squeezed(show(capture, {"--summary"}).mOutput),
               "ITEM        VALUE\n"
               "sections 2\n"

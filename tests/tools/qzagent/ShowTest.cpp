@@ -245,7 +245,7 @@ TEST_F(QzagentShow, PrintsTheLatencyDataBeforeATruncatedRecordAndReportsIt)
     EXPECT_THAT(result.mOutput, testing::StartsWith("record 0 at byte 0: 7 I/Os"));
     EXPECT_EQ(result.mErrors, complaint(" at byte 31: expected an unsigned integer up to 4294967295, found "
                                         "unsigned integer cut in its head (0x19); skipped 3 bytes from "
-                                        "byte 31 to the end"));
+                                        "byte 30 to the end"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

@@ -97,7 +97,8 @@ TEST(QzagentByteSize, ParsesNumbersWithUnits)
     EXPECT_EQ(qzagent::byteSizeOf("3K"), 3072U);
     EXPECT_EQ(qzagent::byteSizeOf("64M"), 67'108'864U);
     EXPECT_EQ(qzagent::byteSizeOf("2G"), 2'147'483'648U);
-    for (char const* const text : {"", "K", "-1", "1T", "1KB", "1 K", "99999999999G", "99999999999999999999"})
+    EXPECT_EQ(qzagent::byteSizeOf("3T"), 3'298'534'883'328U);
+    for (char const* const text : {"", "K", "-1", "1P", "1KB", "1 K", "99999999999G", "99999999999999999999"})
     {
         EXPECT_FALSE(qzagent::byteSizeOf(text)) << text;
     }

@@ -170,10 +170,10 @@ private:
         bool const isKnown = !aGivenLayout && isSimulator();
         if (!aGivenLayout && !isKnown)
         {
-            mSetting.mReport.addNote(fmt::format(
+            mAssumption = fmt::format(
                 "the diagnostic library is not the simulator; assuming the simulator's event records: {}; "
                 "--event-layout describes others",
-                layout.description()));
+                layout.description());
         }
         mIntake.emplace(mQueue, layout, !isKnown);
     }
@@ -271,6 +271,10 @@ private:
             "watching {}, {}, {}{}", boards, part("category", "all categories", mOptions.mCategory),
             part("subcategory", "all subcategories", mOptions.mSubcategory),
             mRecorder ? fmt::format("; recording in {}", mRecorder->path()) : ""));
+        if (mAssumption)
+        {
+            mSetting.mReport.addNote(*mAssumption);
+        }
     }
 
     void watchUntilEnd()
@@ -517,6 +521,7 @@ private:
     StopSignals mSignals;
     qz::EventQueue mQueue;
     std::optional<EventIntake> mIntake;
+    std::optional<std::string> mAssumption;  ///< about the layout of the events
     DropCounts mDrops;
     std::map<unsigned int, std::uint64_t> mReportedDrops;  ///< by the boards' numbers
     WatchClock mClock;
