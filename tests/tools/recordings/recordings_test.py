@@ -407,10 +407,10 @@ class Printing(Recordings):
 
     def test_options_without_their_condition_are_refused(self):
         for arguments, complaint in (
-                (["--print"], "--format, --rotate, --sync and --print require --output"),
-                (["--output", "x", "--keep", "3"], "--keep requires --rotate"),
+                (["--print"], "--format, --rotate, --sync and --print require --output; see qzagent watch --help"),
+                (["--output", "x", "--keep", "3"], "--keep requires --rotate; see qzagent watch --help"),
                 (["--output", "x", "--format", "records", "--sync", "1"],
-                 "--rotate and --sync require the form pcapng"),
+                 "--rotate and --sync require the form pcapng; see qzagent watch --help"),
                 (["--output", "x", "--format", "pcap"],
                  "--format: 'pcap' is not pcapng or records; see qzagent watch --help"),
                 (["--output", "x", "--rotate", "10"],

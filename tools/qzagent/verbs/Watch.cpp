@@ -541,7 +541,7 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
 {
     if (std::optional<std::string> const complaint = complaintAbout(aOptions))
     {
-        aSetting.mReport.addError(ExitCode::misused, *complaint);
+        aSetting.mReport.addError(ExitCode::misused, *complaint + "; see qzagent watch --help");
         return Answer();
     }
     aSetting.mPartial.provide(
