@@ -15,7 +15,8 @@ SCHEMAS = realstack.HERE.parents[1] / "tools" / "qzagent" / "schemas"
 PORT_STATES = {"Online": "ONLINE", "Linkdown": "LINKDOWN", "Not Present": "UNKNOWN"}
 PORT_TYPES = {"NPort (fabric via point-to-point)": "NPORT"}
 
-# libhbalinux has numbers for these.
+# libhbalinux has numbers for these, which are those of the header of the HBA API.
+SPEED_BITS = {"1 Gbit": 1, "2 Gbit": 2, "10 Gbit": 4, "Not Negotiated": 5}
 SPEEDS = {"1 Gbit": "1GBIT", "2 Gbit": "2GBIT", "10 Gbit": "10GBIT", "Not Negotiated": "NOT_NEGOTIATED"}
 
 # libhbalinux writes class 3 as the number 3, in whose place the HBA API has a bit for each class.
@@ -61,7 +62,9 @@ def expected_adapter(host):
             "index": 0, "port_wwn": host.port_wwn, "node_wwn": host.node_wwn,
             "fc_id": f"0x{host.fc_id:06x}" if host.fc_id else None, "type": PORT_TYPES[host.type],
             "state": PORT_STATES[host.state], "speed": SPEEDS.get(host.speed, "UNKNOWN"),
+            "speed_bits": SPEED_BITS.get(host.speed, 0),
             "supported_speeds": supported_speeds(host.supported_speeds),
+            "supported_speeds_bits": sum(SPEED_BITS.get(name, 0) for name in host.supported_speeds.split(", ")),
             "supported_classes": CLASSES, "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"],
             "max_frame_size": host.max_frame_size, "symbolic_name": host.symbolic_name,
             "os_device_name": host.name, "fabric_name": known(host.fabric_wwn),

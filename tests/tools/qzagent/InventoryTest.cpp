@@ -167,8 +167,8 @@ TEST(QzagentInventory, ShowsValuesWithoutAStandardNameAsNumbers)
     std::string const output = squeezed(runAgent({"inventory"}, hostileHbaapi()).mOutput);
     EXPECT_THAT(output, HasSubstr("├─type 99\n"));
     EXPECT_THAT(output, HasSubstr("├─state 77\n"));
-    EXPECT_THAT(output, HasSubstr("├─speed 8\n"));
-    EXPECT_THAT(output, HasSubstr("├─supported speeds 1GBIT, 8, 2147483648\n"));
+    EXPECT_THAT(output, HasSubstr("├─speed 1073741824\n"));
+    EXPECT_THAT(output, HasSubstr("├─supported speeds 1GBIT, 1073741824, 2147483648\n"));
 }
 
 TEST(QzagentInventory, EndsATextWithoutTerminatorAtTheEndOfItsField)

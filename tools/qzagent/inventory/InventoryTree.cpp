@@ -110,7 +110,10 @@ private:
         bool const isNamed = aFields.contains(nameOfPort);
         Table::Row const row = addRow(aItem, isNamed ? valueText(aFields[nameOfPort]) : "-", aParent);
         Fields others = aFields;
-        others.erase(nameOfPort);
+        for (char const* const key : {nameOfPort, "speed_bits", "supported_speeds_bits"})
+        {
+            others.erase(key);
+        }
         addFields(others, row);
         return row;
     }
