@@ -26,6 +26,7 @@ void addVerbs(CommandLine& aCommandLine)
 {
     addAdapters(aCommandLine);
     addInventory(aCommandLine);
+    addPorts(aCommandLine);
     addLatency(aCommandLine);
     addShow(aCommandLine);
     addVendor(aCommandLine);

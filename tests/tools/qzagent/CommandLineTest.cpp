@@ -38,12 +38,14 @@ TEST_P(QzagentUsageError, PrintsOneLineOnStandardErrorAndExitsWithTwo)
 INSTANTIATE_TEST_SUITE_P(
     Arguments, QzagentUsageError,
     testing::Values(
-        UsageError{"NoArguments",
-                   {},
-                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
-        UsageError{"NoVerb",
-                   {"--trace"},
-                   "no verb given; the verbs are adapters, inventory, latency, show, vendor, watch, explain"},
+        UsageError{
+            "NoArguments",
+            {},
+            "no verb given; the verbs are adapters, inventory, ports, latency, show, vendor, watch, explain"},
+        UsageError{
+            "NoVerb",
+            {"--trace"},
+            "no verb given; the verbs are adapters, inventory, ports, latency, show, vendor, watch, explain"},
         UsageError{"UnknownVerb", {"adapter"}, "The following argument was not expected: adapter"},
         UsageError{"SurplusArgument", {"adapters", "0"}, "The following argument was not expected: 0"},
         UsageError{
@@ -128,8 +130,8 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
-                         testing::Values("adapters", "inventory", "latency", "show", "vendor", "watch",
-                                         "explain"),
+                         testing::Values("adapters", "inventory", "ports", "latency", "show", "vendor",
+                                         "watch", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

@@ -60,27 +60,31 @@ TEST(QzagentInventoryFaults, ShowsAnAdapterWithoutPortsAsFailed)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentInventoryFaults, ShowsTheAttributesWhenAPortFails)
+TEST(QzagentInventoryFaults, ShowsAPortThatFailsBesideTheOthers)
 {
     ProcessResult const result = runAgentOn(shippedScenario("faulty-port"), {"inventory"});
-    EXPECT_EQ(result.mOutput,
-              "ITEM              VALUE\n"
-              "adapter 0         example-fc-0\n"
-              "├─node wwn        20:00:00:00:c9:00:00:00\n"
-              "├─number of ports 2\n"
-              "└─failed          QZCHbaapiEx: HBA_GetAdapterPortAttributes method failed (code 802)\n");
+    std::string const output = squeezed(result.mOutput);
+    EXPECT_THAT(output, HasSubstr("\n├─number of ports 2\n├─port 0 10:00:00:00:c9:00:00:01\n"));
+    EXPECT_THAT(output, EndsWith("\n└─port 1 -\n"
+                                 "  └─failed QZCHbaapiEx: HBA_GetAdapterPortAttributes method failed (code "
+                                 "802)\n"));
+    EXPECT_EQ(result.mErrors,
+              "qzagent: example-fc-0: port 1: QZCHbaapiEx: HBA_GetAdapterPortAttributes method failed (code "
+              "802)\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentInventoryFaults, ShowsTheTargetsUnderTheAdapterWhenAPortFails)
+TEST(QzagentInventoryFaults, ShowsTheTargetsOfAPortThatFailsUnderTheAdapter)
 {
     nlohmann::json const adapter = adapterOf(
         runAgentOn(threeTargets + fault("HBA_GetAdapterPortAttributes", "2", "HBA_STATUS_ERROR_UNAVAILABLE"),
                    {"inventory", "--json"}));
-    EXPECT_FALSE(adapter.contains("ports")) << adapter;
-    ASSERT_EQ(adapter["remote_ports"].size(), 3u) << adapter;
-    EXPECT_EQ(adapter["remote_ports"][2]["reported_luns"], nlohmann::json({0, 1, 2, 3}));
-    EXPECT_EQ(adapter["failures"], failuresWith("HBA_GetAdapterPortAttributes method failed"));
+    EXPECT_EQ(adapter["ports"][0]["remote_ports"].size(), 2u) << adapter;
+    EXPECT_EQ(adapter["ports"][1], nlohmann::json({{"index", 1},
+                                                   {"failures", failuresWith("HBA_GetAdapterPortAttributes "
+                                                                             "method failed")}}));
+    ASSERT_EQ(adapter["remote_ports"].size(), 1u) << adapter;
+    EXPECT_EQ(adapter["remote_ports"][0]["reported_luns"], nlohmann::json({0, 1, 2, 3}));
 }
 
 TEST(QzagentInventoryFaults, ShowsPortsAndRemotePortsWhenTheMappingsFail)

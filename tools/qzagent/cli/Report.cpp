@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -18,23 +19,34 @@ namespace
 constexpr int formatVersion = 1;
 constexpr char const* errorSeverity = "error";
 constexpr char const* noteSeverity = "note";
+
+/// @return the parts of the subject, each followed by a colon
+std::string prefixOf(Subject const& aSubject)
+{
+    std::string text = aSubject.mAdapter ? *aSubject.mAdapter + ": " : "";
+    text += aSubject.mPort ? fmt::format("port {}: ", *aSubject.mPort) : "";
+    text += aSubject.mRemotePort ? *aSubject.mRemotePort + ": " : "";
+    if (aSubject.mLun)
+    {
+        std::visit([&text](auto const& aLun) { text += fmt::format("LUN {}: ", aLun); }, *aSubject.mLun);
+    }
+    return text;
+}
 }  // namespace
 
-void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
-                        std::optional<std::string> const& aRemotePort)
+void Report::addFailure(Failure const& aFailure, Subject const& aSubject)
 {
-    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure.mException, aAdapter, aRemotePort},
-        ExitCode::failed);
+    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure.mException, aSubject}, ExitCode::failed);
 }
 
 void Report::addError(ExitCode aCode, std::string const& aText)
 {
-    add({errorSeverity, aText, static_cast<unsigned int>(aCode), {}, {}, {}}, aCode);
+    add({errorSeverity, aText, static_cast<unsigned int>(aCode), {}, {}}, aCode);
 }
 
 void Report::addNote(std::string const& aText)
 {
-    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}, {}}, ExitCode::success);
+    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}}, ExitCode::success);
 }
 
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
@@ -68,12 +80,8 @@ std::string Report::lineOf(Message const& aMessage)
     {
         return aMessage.mText;
     }
-    std::string line = textOf(Failure{*aMessage.mException, aMessage.mText, aMessage.mCode});
-    for (auto const& subject : {aMessage.mRemotePort, aMessage.mAdapter})
-    {
-        line = (subject ? *subject + ": " : "") + line;
-    }
-    return line;
+    Failure const failure{*aMessage.mException, aMessage.mText, aMessage.mCode};
+    return prefixOf(aMessage.mSubject) + textOf(failure);
 }
 
 nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
@@ -84,13 +92,22 @@ nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
     {
         json["exception"] = *aMessage.mException;
     }
-    if (aMessage.mAdapter)
+    Subject const& subject = aMessage.mSubject;
+    if (subject.mAdapter)
     {
-        json["adapter"] = *aMessage.mAdapter;
+        json["adapter"] = *subject.mAdapter;
     }
-    if (aMessage.mRemotePort)
+    if (subject.mPort)
     {
-        json["remote_port"] = *aMessage.mRemotePort;
+        json["port"] = *subject.mPort;
+    }
+    if (subject.mRemotePort)
+    {
+        json["remote_port"] = *subject.mRemotePort;
+    }
+    if (subject.mLun)
+    {
+        std::visit([&json](auto const& aLun) { json["lun"] = aLun; }, *subject.mLun);
     }
     return json;
 }

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -21,6 +22,15 @@ struct Answer
     std::string mText;
 };
 
+/// What a failure concerns. A part is absent if the failure concerns no such thing, or several.
+struct Subject
+{
+    std::optional<std::string> mAdapter = {};     ///< name of an adapter
+    std::optional<unsigned int> mPort = {};       ///< index of a port of the adapter
+    std::optional<std::string> mRemotePort = {};  ///< port WWN of a remote port of the adapter
+    std::optional<std::variant<unsigned int, std::string>> mLun = {};  ///< LUN of the remote port
+};
+
 /// Collects the messages of a run. Each message is also written to standard error as one line when it is added.
 class Report
 {
@@ -29,10 +39,7 @@ public:
     explicit Report(ErrorStream& aErrors) : mErrors(aErrors) {}
 
     /// Adds the message of an exception.
-    /// @param aAdapter    name of the adapter that the exception concerns, if any
-    /// @param aRemotePort name of the adapter's remote port that the exception concerns, if any
-    void addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter = {},
-                    std::optional<std::string> const& aRemotePort = {});
+    void addFailure(Failure const& aFailure, Subject const& aSubject = {});
 
     /// Adds an error of the tool itself.
     /// @param aCode the exit code that the error causes
@@ -59,8 +66,7 @@ private:
         std::string mText;
         unsigned int mCode;
         std::optional<std::string> mException;
-        std::optional<std::string> mAdapter;
-        std::optional<std::string> mRemotePort;
+        Subject mSubject;
     };
 
     void add(Message const& aMessage, ExitCode aCode);

@@ -10,7 +10,7 @@ struct libscols_table;
 
 namespace qzagent
 {
-/// A table whose lines are at most 100 characters wide. Bytes that the locale cannot print are shown as \xNN, so no
+/// A table. Bytes that the locale cannot print are shown as \xNN, so no
 /// cell can control the terminal.
 class Table
 {
@@ -37,8 +37,14 @@ public:
         char const* mColour;  ///< name of the colour, such as "red"; null for none
     };
 
+    enum class Width
+    {
+        page,      ///< at most 100 characters
+        unlimited  ///< each row is one line, however long
+    };
+
     /// @param aColoured whether colours are shown
-    Table(std::vector<Column> const& aColumns, bool aColoured);
+    Table(std::vector<Column> const& aColumns, bool aColoured, Width aWidth = Width::page);
     ~Table();
     Table(Table const&) = delete;
     Table& operator=(Table const&) = delete;

@@ -206,4 +206,24 @@ Fields fieldsOfRemotePort(HBA_FCPID const& aPort)
                     {"node_wwn", wwn(aPort.NodeWWN)},
                     {"fc_id", hexNumber(aPort.FcId, digitsOfFcId)}});
 }
+
+std::string valueText(Fields const& aValue)
+{
+    if (!aValue.is_array())
+    {
+        return aValue.is_string() ? aValue.get<std::string>() : aValue.dump();
+    }
+    std::string text;
+    for (Fields const& value : aValue)
+    {
+        text += (text.empty() ? "" : ", ") + valueText(value);
+    }
+    return text;
+}
+
+std::string valueText(Fields const& aFields, char const* aName)
+{
+    auto const found = aFields.find(aName);
+    return found == aFields.end() ? "-" : valueText(*found);
+}
 }  // namespace qzagent

@@ -35,7 +35,7 @@ using RemotePorts = std::optional<std::vector<RemotePort>>;
 /// A port of the host. Its index is its position in the list.
 struct Port
 {
-    Fields mFields;
+    Fields mFields = Fields::object();  ///< empty when the attributes are unavailable
     RemotePorts mRemotePorts;
     std::vector<Failure> mFailures;
 };

@@ -26,14 +26,6 @@ Json jsonOf(Luns const& aLuns)
     return list;
 }
 
-void addFailures(Json& aJson, std::vector<Failure> const& aFailures)
-{
-    for (Failure const& failure : aFailures)
-    {
-        aJson["failures"].push_back(jsonOf(failure));
-    }
-}
-
 Json jsonOf(RemotePort const& aPort)
 {
     Json json = aPort.mFields;
@@ -86,5 +78,13 @@ nlohmann::ordered_json jsonOf(FoundAdapter const& aAdapter)
     addRemotePorts(json, aAdapter.mRemotePorts);
     addFailures(json, aAdapter.mFailures);
     return json;
+}
+
+void addFailures(nlohmann::ordered_json& aJson, std::vector<Failure> const& aFailures)
+{
+    for (Failure const& failure : aFailures)
+    {
+        aJson["failures"].push_back(jsonOf(failure));
+    }
 }
 }  // namespace qzagent

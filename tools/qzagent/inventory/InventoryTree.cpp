@@ -19,20 +19,6 @@ namespace
 {
 constexpr char const* nameOfPort = "port_wwn";
 
-std::string valueText(Fields const& aValue)
-{
-    if (!aValue.is_array())
-    {
-        return aValue.is_string() ? aValue.get<std::string>() : aValue.dump();
-    }
-    std::string text;
-    for (Fields const& value : aValue)
-    {
-        text += (text.empty() ? "" : ", ") + valueText(value);
-    }
-    return text;
-}
-
 class Tree
 {
 public:
@@ -107,8 +93,7 @@ private:
     /// Adds a port, with its name as the value of its row.
     Table::Row addPort(std::string const& aItem, Fields const& aFields, Table::Row aParent)
     {
-        bool const isNamed = aFields.contains(nameOfPort);
-        Table::Row const row = addRow(aItem, isNamed ? valueText(aFields[nameOfPort]) : "-", aParent);
+        Table::Row const row = addRow(aItem, valueText(aFields, nameOfPort), aParent);
         Fields others = aFields;
         for (char const* const key : {nameOfPort, "speed_bits", "supported_speeds_bits"})
         {

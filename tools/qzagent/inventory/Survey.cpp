@@ -15,10 +15,13 @@
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/Wwn.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/Host.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/MappedLun.h"
 #include "tools/qzagent/hba/TargetPorts.h"
@@ -30,6 +33,12 @@ namespace
 {
 using Targets = std::map<qz::Wwn, RemotePort>;
 
+/// Code of the layer's exceptions for failed queries.
+constexpr unsigned int codeOfQueries = 802;
+
+/// An adapter that reports more ports than this does not report a number of ports.
+constexpr HBA_UINT32 largestPortCount = 4096;
+
 /// The layer does not wrap this call, so the exception is made here in the style of the layer.
 /// @return false when the adapter does not support the call
 bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTATTRIBUTES& aRemotePort)
@@ -38,7 +47,8 @@ bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTA
     if (status != HBA_STATUS_OK && status != HBA_STATUS_ERROR_NOT_SUPPORTED)
     {
         throw QZCHbaapiEx(
-            fmt::format("HBA_GetDiscoveredPortAttributes method failed, status {}", status).c_str(), 802);
+            fmt::format("HBA_GetDiscoveredPortAttributes method failed, status {}", status).c_str(),
+            codeOfQueries);
     }
     return status == HBA_STATUS_OK;
 }
@@ -82,8 +92,8 @@ Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
 class Surveyor
 {
 public:
-    Surveyor(qz::HbaApi& aApi, Report& aReport, Progress& aProgress, FoundAdapter& aFound)
-        : mApi(aApi), mReport(aReport), mProgress(aProgress), mFound(aFound)
+    Surveyor(qz::HbaApi& aApi, Depth aDepth, Report& aReport, Progress& aProgress, FoundAdapter& aFound)
+        : mApi(aApi), mDepth(aDepth), mReport(aReport), mProgress(aProgress), mFound(aFound)
     {
     }
 
@@ -107,23 +117,37 @@ private:
         setStep("attributes");
         std::unique_ptr<HBA_ADAPTERATTRIBUTES> const adapter = aOpened.attributes();
         mFound.mFields = fieldsOf(*adapter);
-        attempt(mFound.mFailures, [&] { readPorts(aOpened.handle(), *adapter); });
-        attempt(mFound.mFailures, [&] { readTargets(aOpened); });
+        attempt(mFound.mFailures, [&] { readPorts(aOpened, adapter->NumberOfPorts); });
+        if (mDepth >= Depth::mappings)
+        {
+            attempt(mFound.mFailures, [&] { readTargets(aOpened); });
+        }
     }
 
-    void readPorts(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES const& aAdapter)
+    void readPorts(qz::Adapter& aOpened, HBA_UINT32 aCount)
     {
-        setStep("ports");
-        unsigned int count = 0;
-        std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-            mApi.layer().HA_GetAdapterPorts(aHandle, &aAdapter, count));
-        for (unsigned int i = 0; i < count; ++i)
+        if (aCount > largestPortCount)
         {
-            setStep(fmt::format("remote ports of port {}", i));
+            throw QZCHbaapiEx(
+                fmt::format("the adapter has an implausible number of ports, {}", aCount).c_str(),
+                codeOfQueries);
+        }
+        for (HBA_UINT32 i = 0; i < aCount; ++i)
+        {
             Port& port = mFound.mPorts.emplace_back();
-            port.mFields = fieldsOfPort(ports[i]);
-            attempt(port.mFailures,
-                    [&] { discoverAll(aHandle, i, ports[i].NumberofDiscoveredPorts, port.mRemotePorts); });
+            attempt(port.mFailures, [&] { readPort(aOpened, i, port); }, {{}, i});
+        }
+    }
+
+    void readPort(qz::Adapter& aOpened, HBA_UINT32 aIndex, Port& aPort)
+    {
+        setStep(fmt::format("port {}", aIndex));
+        HBA_PORTATTRIBUTES const attributes = aOpened.port(aIndex);
+        aPort.mFields = fieldsOfPort(attributes);
+        if (mDepth >= Depth::mappings)
+        {
+            setStep(fmt::format("remote ports of port {}", aIndex));
+            discoverAll(aOpened.handle(), aIndex, attributes.NumberofDiscoveredPorts, aPort.mRemotePorts);
         }
     }
 
@@ -132,18 +156,20 @@ private:
         setStep("target mappings");
         qz::TargetMappings const mappings = aOpened.targetMappings();
         LunStyle const style = lunStyleOf(mappings);
-        if (style == LunStyle::unknown)
+        if (style == LunStyle::unknown && mDepth >= Depth::luns)
         {
             mReport.addNote(mFound.mName +
                             ": the LUNs of the target mappings have no known form and are shown "
                             "as the digits of FcpLun");
         }
         Targets targets = targetsIn(mappings, style);
-        for (auto& [name, target] : targets)
+        if (mDepth >= Depth::luns)
         {
-            RemotePort& asked = target;
-            attempt(
-                asked.mFailures, [&] { readLuns(aOpened, asked); }, &name);
+            for (auto& [name, target] : targets)
+            {
+                RemotePort& asked = target;
+                attempt(asked.mFailures, [&] { readLuns(aOpened, asked); }, {{}, {}, name.text()});
+            }
         }
         place(std::move(targets));
     }
@@ -193,9 +219,9 @@ private:
     void setStep(std::string const& aStep) { mProgress.setStep(mFound.mName + ": " + aStep); }
 
     /// Runs an action. Reports its failure and adds it to the list.
-    /// @param aRemotePort name of the remote port that the action concerns, if any
+    /// @param aSubject what the action concerns in addition to the adapter
     template <typename Action>
-    void attempt(std::vector<Failure>& aFailures, Action aAction, qz::Wwn const* aRemotePort = nullptr)
+    void attempt(std::vector<Failure>& aFailures, Action aAction, Subject const& aSubject = {})
     {
         try
         {
@@ -204,23 +230,34 @@ private:
         catch (std::exception const& exception)
         {
             aFailures.push_back(failureOf(exception));
-            mReport.addFailure(aFailures.back(), mFound.mName,
-                               aRemotePort == nullptr ? std::nullopt : std::optional(aRemotePort->text()));
+            Subject subject = aSubject;
+            subject.mAdapter = mFound.mName;
+            mReport.addFailure(aFailures.back(), subject);
         }
     }
 
     qz::HbaApi& mApi;
+    Depth const mDepth;
     Report& mReport;
     Progress& mProgress;
     FoundAdapter& mFound;
 };
 }  // namespace
 
-FoundAdapter survey(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName, Report& aReport,
-                    Progress& aProgress)
+std::vector<FoundAdapter> survey(Setting const& aSetting, std::optional<std::string> const& aWanted,
+                                 Depth aDepth)
 {
-    FoundAdapter found{aIndex, aName, {}, {}, {}, {}};
-    Surveyor(aApi, aReport, aProgress, found).survey();
+    Report& report = aSetting.mReport;
+    // The trace already shows each step.
+    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
+    progress.setStep("adapters");
+    std::vector<FoundAdapter> found;
+    visitAdapters(report, aWanted,
+                  [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
+                  {
+                      found.push_back({aIndex, aName, {}, {}, {}, {}});
+                      Surveyor(aApi, aDepth, report, progress, found.back()).survey();
+                  });
     return found;
 }
 }  // namespace qzagent

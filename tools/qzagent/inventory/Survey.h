@@ -1,22 +1,27 @@
 /// @file
-/// Reads the inventory of an adapter.
+/// Reads the inventory of the adapters.
 #pragma once
 
-#include <cstddef>
+#include <optional>
 #include <string>
+#include <vector>
 
-#include "agentkit/include/HbaApi.h"
-#include "tools/qzagent/cli/Progress.h"
-#include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 
 namespace qzagent
 {
-/// Opens, refreshes, queries and closes an adapter.
-/// @param aIndex    index of the adapter
-/// @param aName     name of the adapter
-/// @param aReport   receives failures, each of which is also recorded in the part of the inventory that it concerns
-/// @param aProgress receives the steps
-FoundAdapter survey(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName, Report& aReport,
-                    Progress& aProgress);
+/// What is read of an adapter. Each depth includes those before it.
+enum class Depth
+{
+    ports,     ///< the attributes of the adapter and of its ports
+    mappings,  ///< the remote ports and the target mappings
+    luns,      ///< the LUNs that the targets report
+};
+
+/// Opens, refreshes, queries and closes one adapter or each adapter in turn. Failures are reported, and are also
+/// recorded in the part of the inventory that they concern.
+/// @param aWanted name of the adapter; none for all adapters
+std::vector<FoundAdapter> survey(Setting const& aSetting, std::optional<std::string> const& aWanted,
+                                 Depth aDepth);
 }  // namespace qzagent

@@ -53,13 +53,13 @@ MeasuredAdapter measure(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
             }
             catch (std::exception const& exception)
             {
-                aReport.addFailure(failureOf(exception), aName, name.text());
+                aReport.addFailure(failureOf(exception), {aName, {}, name.text()});
             }
         }
     }
     catch (std::exception const& exception)
     {
-        aReport.addFailure(failureOf(exception), aName);
+        aReport.addFailure(failureOf(exception), {aName});
     }
     return measured;
 }

@@ -1,95 +1,106 @@
-#include <cstddef>
-#include <exception>
-#include <optional>
+#include <algorithm>
 #include <string>
 #include <vector>
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
-#include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
-#include "tools/qzagent/hba/Host.h"
+#include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/PortStates.h"
+#include "tools/qzagent/inventory/FoundAdapter.h"
+#include "tools/qzagent/inventory/Survey.h"
 
 namespace qzagent
 {
 namespace
 {
-/// An adapter. Its index is its position in the list.
-struct Adapter
-{
-    std::string mName;
-    std::optional<unsigned int> mHandle;  ///< none when the adapter could not be opened
+constexpr char const* shownAttributes[] = {"model", "driver_version", "firmware_version", "number_of_ports"};
+constexpr char const* worstState = "worst_port_state";
 
-    char const* state() const { return mHandle ? "ok" : "failed"; }
-};
-
-Adapter visit(qz::HbaApi& aApi, std::string const& aName, Report& aReport)
+bool isFailed(FoundAdapter const& aAdapter)
 {
-    Adapter adapter{aName, {}};
-    try
-    {
-        qz::Adapter opened(aApi, aName);
-        opened.refresh();
-        adapter.mHandle = opened.handle();
-    }
-    catch (std::exception const& exception)
-    {
-        aReport.addFailure(failureOf(exception), aName);
-    }
-    return adapter;
+    return !aAdapter.mFailures.empty() ||
+           std::any_of(aAdapter.mPorts.begin(), aAdapter.mPorts.end(),
+                       [](Port const& aPort) { return !aPort.mFailures.empty(); });
 }
 
-nlohmann::ordered_json jsonOf(std::size_t aIndex, Adapter const& aAdapter)
+/// @param aPorts at least one port
+Fields worstStateOf(std::vector<Port> const& aPorts)
 {
-    nlohmann::ordered_json json{{"index", aIndex}, {"name", aAdapter.mName}, {"state", aAdapter.state()}};
-    if (aAdapter.mHandle)
+    Fields worst = aPorts.front().mFields.value("state", Fields("UNKNOWN"));
+    for (Port const& port : aPorts)
     {
-        json["handle"] = *aAdapter.mHandle;
+        Fields const state = port.mFields.value("state", Fields("UNKNOWN"));
+        worst = isWorsePortState(state, worst) ? state : worst;
+    }
+    return worst;
+}
+
+nlohmann::ordered_json summaryOf(FoundAdapter const& aAdapter)
+{
+    nlohmann::ordered_json json{{"index", aAdapter.mIndex},
+                                {"name", aAdapter.mName},
+                                {"state", isFailed(aAdapter) ? "failed" : "ok"}};
+    for (char const* const name : shownAttributes)
+    {
+        if (aAdapter.mFields && aAdapter.mFields->contains(name))
+        {
+            json[name] = aAdapter.mFields->at(name);
+        }
+    }
+    if (!aAdapter.mPorts.empty())
+    {
+        json[worstState] = worstStateOf(aAdapter.mPorts);
     }
     return json;
 }
 
-std::vector<Table::Cell> rowOf(std::size_t aIndex, Adapter const& aAdapter)
+/// @param aAdapter the adapter as JSON
+std::vector<Table::Cell> rowOf(Fields const& aAdapter)
 {
-    return {std::to_string(aIndex),
-            aAdapter.mName,
-            aAdapter.mHandle ? fmt::format("{:#x}", *aAdapter.mHandle) : "-",
-            {aAdapter.state(), aAdapter.mHandle ? "green" : "red"}};
+    std::vector<Table::Cell> row{valueText(aAdapter, "index"), valueText(aAdapter, "name")};
+    for (char const* const name : shownAttributes)
+    {
+        row.emplace_back(valueText(aAdapter, name));
+    }
+    bool const hasState = aAdapter.contains(worstState);
+    row.emplace_back(valueText(aAdapter, worstState),
+                     hasState ? colourOfPortState(aAdapter[worstState]) : nullptr);
+    row.emplace_back(valueText(aAdapter, "state"), aAdapter["state"] == "ok" ? "green" : "red");
+    return row;
 }
 
-/// @param aReport receives failures
-Answer adapters(Report& aReport, bool aColoured)
+Answer adapters(Setting const& aSetting)
 {
-    std::vector<Adapter> found;
-    visitAdapters(aReport, {},
-                  [&](qz::HbaApi& aApi, std::size_t, std::string const& aName)
-                  { found.push_back(visit(aApi, aName, aReport)); });
     Table table({{"INDEX", Table::Fit::right},
                  {"NAME", Table::Fit::wrapped},
-                 {"HANDLE", Table::Fit::left},
+                 {"MODEL", Table::Fit::wrapped},
+                 {"DRIVER", Table::Fit::wrapped},
+                 {"FIRMWARE", Table::Fit::wrapped},
+                 {"PORTS", Table::Fit::right},
+                 {"WORST PORT", Table::Fit::left},
                  {"STATE", Table::Fit::left}},
-                aColoured);
+                aSetting.mIsColoured);
     auto list = nlohmann::ordered_json::array();
-    for (std::size_t index = 0; index < found.size(); ++index)
+    for (FoundAdapter const& adapter : survey(aSetting, {}, Depth::ports))
     {
-        list.push_back(jsonOf(index, found[index]));
-        table.addRow(rowOf(index, found[index]));
+        list.push_back(summaryOf(adapter));
+        table.addRow(rowOf(list.back()));
     }
-    return {{{"adapters", list}}, found.empty() ? "" : table.text()};
+    bool const isEmpty = list.empty();
+    return {{{"adapters", std::move(list)}}, isEmpty ? "" : table.text()};
 }
 }  // namespace
 
 void addAdapters(CommandLine& aCommandLine)
 {
-    aCommandLine.addVerb("adapters", "Open, refresh and close each adapter, and list them",
+    aCommandLine.addVerb("adapters",
+                         "List the adapters with their versions and the worst state of their ports",
                          "  qzagent adapters           a table\n"
                          "  qzagent adapters --json    a JSON document\n",
-                         [](Setting const& aSetting)
-                         { return adapters(aSetting.mReport, aSetting.mIsColoured); });
+                         &adapters);
 }
 }  // namespace qzagent

@@ -1,4 +1,3 @@
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -6,13 +5,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
-#include "tools/qzagent/cli/ErrorStream.h"
-#include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/hba/Host.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 #include "tools/qzagent/inventory/InventoryJson.h"
 #include "tools/qzagent/inventory/InventoryTree.h"
@@ -25,22 +20,9 @@ namespace
 /// Name of the adapter to show; none for all adapters.
 using Wanted = std::optional<std::string>;
 
-std::vector<FoundAdapter> surveyAll(Setting const& aSetting, Wanted const& aWanted)
-{
-    Report& report = aSetting.mReport;
-    // The trace already shows each step.
-    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
-    progress.setStep("adapters");
-    std::vector<FoundAdapter> found;
-    visitAdapters(report, aWanted,
-                  [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
-                  { found.push_back(survey(aApi, aIndex, aName, report, progress)); });
-    return found;
-}
-
 Answer inventory(Setting const& aSetting, Wanted const& aWanted)
 {
-    std::vector<FoundAdapter> const found = surveyAll(aSetting, aWanted);
+    std::vector<FoundAdapter> const found = survey(aSetting, aWanted, Depth::luns);
     auto list = nlohmann::ordered_json::array();
     for (FoundAdapter const& adapter : found)
     {
