@@ -5,6 +5,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -77,11 +78,12 @@ void show(Output& aOutput, int aCount, char const* const* aArguments, Report& aR
 {
     CommandLine commandLine;
     addVerbs(commandLine);
-    std::optional<Answer> const found = answer(commandLine, aCount, aArguments, aReport, aOutput);
+    std::optional<Answer> found = answer(commandLine, aCount, aArguments, aReport, aOutput);
     if (found)
     {
-        aOutput.write(asksForJson(aCount, aArguments) ? aReport.document(commandLine.command(), found->mKeys)
-                                                      : found->mText);
+        aOutput.write(asksForJson(aCount, aArguments)
+                          ? aReport.document(commandLine.command(), std::move(found->mKeys))
+                          : found->mText);
     }
 }
 }  // namespace

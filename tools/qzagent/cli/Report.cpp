@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 
 #include <fmt/format.h>
@@ -49,7 +50,7 @@ void Report::addNote(std::string const& aText)
     add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}}, ExitCode::success);
 }
 
-std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
+std::string Report::document(std::string const& aCommand, nlohmann::ordered_json aKeys) const
 {
     nlohmann::ordered_json document{{"format_version", formatVersion},
                                     {"command", aCommand},
@@ -59,7 +60,10 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
     {
         document["messages"].push_back(jsonOf(message));
     }
-    document.update(aKeys);
+    for (auto& [name, value] : aKeys.items())
+    {
+        document[name] = std::move(value);
+    }
     return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 

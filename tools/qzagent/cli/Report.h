@@ -57,7 +57,7 @@ public:
     /// @return the JSON document of the run with its line end, in printable ASCII whatever the texts contain
     /// @param aCommand the verb
     /// @param aKeys    the verb's own keys
-    std::string document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const;
+    std::string document(std::string const& aCommand, nlohmann::ordered_json aKeys) const;
 
 private:
     struct Message

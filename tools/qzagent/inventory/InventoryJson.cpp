@@ -1,6 +1,7 @@
 #include "tools/qzagent/inventory/InventoryJson.h"
 
 #include <cstddef>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -26,16 +27,38 @@ Json jsonOf(Luns const& aLuns)
     return list;
 }
 
+Json jsonOf(std::vector<MappedLun> const& aLuns)
+{
+    Json list = Json::array();
+    for (MappedLun const& lun : aLuns)
+    {
+        Json json = Json::object();
+        std::visit([&json](auto const& aValue) { json["lun"] = aValue; }, lun.mLun);
+        if (!lun.mDevice.empty())
+        {
+            json["os_device"] = lun.mDevice;
+        }
+        if (!lun.mUnit.is_null())
+        {
+            json.update(lun.mUnit);
+        }
+        addFailures(json, lun.mFailures);
+        list.push_back(std::move(json));
+    }
+    return list;
+}
+
 Json jsonOf(RemotePort const& aPort)
 {
     Json json = aPort.mFields;
     if (aPort.mLuns)
     {
-        json["mapped_luns"] = jsonOf(aPort.mLuns->mMapped);
+        json["mapped_luns"] = jsonOf(lunsOf(aPort.mLuns->mMapped));
         if (aPort.mLuns->mReported)
         {
             json["reported_luns"] = jsonOf(*aPort.mLuns->mReported);
         }
+        json["luns"] = jsonOf(aPort.mLuns->mMapped);
     }
     addFailures(json, aPort.mFailures);
     return json;

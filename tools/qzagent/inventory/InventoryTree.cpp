@@ -10,6 +10,7 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Table.h"
 #include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/LogicalUnit.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 
@@ -22,8 +23,9 @@ constexpr char const* nameOfPort = "port_wwn";
 class Tree
 {
 public:
-    explicit Tree(bool aColoured)
-        : mTable({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured)
+    Tree(bool aHasUnits, bool aColoured)
+        : mHasUnits(aHasUnits),
+          mTable({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured)
     {
     }
 
@@ -72,14 +74,48 @@ private:
     /// Adds the LUNs that the target reports, and the differences from the mapped LUNs.
     void addLuns(TargetLuns const& aLuns, Table::Row aParent)
     {
-        if (!aLuns.mReported)
+        Luns const mapped = lunsOf(aLuns.mMapped);
+        if (aLuns.mReported)
         {
-            addRow("mapped luns", textOf(aLuns.mMapped), aParent);
-            return;
+            addRow("luns", textOf(*aLuns.mReported), aParent);
+            addDifference("not mapped", without(*aLuns.mReported, mapped), aParent);
+            addDifference("not reported", without(mapped, *aLuns.mReported), aParent);
         }
-        addRow("luns", textOf(*aLuns.mReported), aParent);
-        addDifference("not mapped", without(*aLuns.mReported, aLuns.mMapped), aParent);
-        addDifference("not reported", without(aLuns.mMapped, *aLuns.mReported), aParent);
+        else
+        {
+            addRow("mapped luns", textOf(mapped), aParent);
+        }
+        mHasUnits ? addUnits(aLuns.mMapped, aParent) : addDevices(aLuns.mMapped, aParent);
+    }
+
+    void addDevices(std::vector<MappedLun> const& aMapped, Table::Row aParent)
+    {
+        std::vector<std::string> devices;
+        for (MappedLun const& lun : aMapped)
+        {
+            if (!lun.mDevice.empty())
+            {
+                devices.push_back(lun.mDevice);
+            }
+        }
+        if (!devices.empty())
+        {
+            addRow("os devices", textOf(devices), aParent);
+        }
+    }
+
+    /// Adds a row for each LUN.
+    void addUnits(std::vector<MappedLun> const& aMapped, Table::Row aParent)
+    {
+        for (MappedLun const& lun : aMapped)
+        {
+            std::string const unit = textOfUnit(lun.mUnit);
+            std::string const separator = lun.mDevice.empty() || unit.empty() ? "" : ", ";
+            std::string const text = lun.mDevice + separator + unit;
+            Table::Row const row =
+                addRow("lun " + textOf(Luns{lun.mLun}), text.empty() ? "-" : text, aParent);
+            addFailures(lun.mFailures, row);
+        }
     }
 
     void addDifference(char const* aItem, Luns const& aLuns, Table::Row aParent)
@@ -126,13 +162,14 @@ private:
         return mTable.addRow({aItem, aValue}, aParent);
     }
 
+    bool const mHasUnits;
     Table mTable;
 };
 }  // namespace
 
-std::string treeOf(std::vector<FoundAdapter> const& aAdapters, bool aColoured)
+std::string treeOf(std::vector<FoundAdapter> const& aAdapters, bool aHasUnits, bool aColoured)
 {
-    Tree tree(aColoured);
+    Tree tree(aHasUnits, aColoured);
     for (FoundAdapter const& adapter : aAdapters)
     {
         tree.add(adapter);

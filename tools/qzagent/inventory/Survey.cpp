@@ -1,11 +1,13 @@
 #include "tools/qzagent/inventory/Survey.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <exception>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -22,6 +24,7 @@
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/HbaFields.h"
 #include "tools/qzagent/hba/Host.h"
+#include "tools/qzagent/hba/LogicalUnit.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/MappedLun.h"
 #include "tools/qzagent/hba/TargetPorts.h"
@@ -72,6 +75,17 @@ void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, Remote
     }
 }
 
+/// Sorts the mappings, and removes those that say nothing new.
+void sortOut(std::vector<MappedLun>& aMapped)
+{
+    auto const key = [](MappedLun const& aLun) { return std::tie(aLun.mLun, aLun.mDevice); };
+    std::sort(aMapped.begin(), aMapped.end(),
+              [&](MappedLun const& aLun, MappedLun const& aOther) { return key(aLun) < key(aOther); });
+    auto const isSame = [&](MappedLun const& aLun, MappedLun const& aOther)
+    { return key(aLun) == key(aOther); };
+    aMapped.erase(std::unique(aMapped.begin(), aMapped.end(), isSame), aMapped.end());
+}
+
 Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
 {
     Targets targets;
@@ -82,12 +96,24 @@ Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
         RemotePort& target = targets[name];
         if (!target.mLuns)
         {
-            target = {name, fieldsOfRemotePort(id), TargetLuns(), {}};
+            target = {name, fieldsOfRemotePort(id), std::make_shared<TargetLuns>(), {}};
         }
-        target.mLuns->mMapped.insert(lunOf(mapping, aStyle));
+        target.mLuns->mMapped.push_back(
+            {lunOf(mapping, aStyle), mapping.FcpId.FcpLun, deviceOf(mapping), {}, {}});
+    }
+    for (auto& [name, target] : targets)
+    {
+        sortOut(target.mLuns->mMapped);
     }
     return targets;
 }
+
+/// A command to LUNs.
+struct LunCommand
+{
+    char const* mName;
+    bool mIsSupported = true;
+};
 
 class Surveyor
 {
@@ -171,6 +197,13 @@ private:
                 attempt(asked.mFailures, [&] { readLuns(aOpened, asked); }, {{}, {}, name.text()});
             }
         }
+        if (mDepth >= Depth::units)
+        {
+            for (auto& [name, target] : targets)
+            {
+                readUnits(aOpened.handle(), target);
+            }
+        }
         place(std::move(targets));
     }
 
@@ -178,6 +211,55 @@ private:
     {
         setStep("LUNs of " + aTarget.mName.text());
         aTarget.mLuns->mReported = lunsIn(aOpened.reportLuns(aTarget.mName));
+    }
+
+    void readUnits(HBA_HANDLE aHandle, RemotePort& aTarget)
+    {
+        MappedLun const* last = nullptr;
+        for (MappedLun& lun : aTarget.mLuns->mMapped)
+        {
+            if (last != nullptr && last->mLun == lun.mLun)
+            {
+                lun.mUnit = last->mUnit;
+                continue;
+            }
+            last = &lun;
+            Subject const subject{{}, {}, aTarget.mName.text(), lun.mLun};
+            LunAddress const address{aHandle, aTarget.mName, lun.mFcpLun};
+            attemptCommand(mInquiry, lun, subject, [&] { return inquire(address); });
+            if (hasBlocks(lun.mUnit))
+            {
+                attemptCommand(mReadCapacity, lun, subject,
+                               [&] { return readCapacity(address, lun.mDevice); });
+            }
+        }
+    }
+
+    /// Adds the fields that a command returns to the LUN. A command that the HBA library does not support is noted once
+    /// and not repeated.
+    template <typename Send>
+    void attemptCommand(LunCommand& aCommand, MappedLun& aLun, Subject const& aSubject, Send aSend)
+    {
+        if (!aCommand.mIsSupported)
+        {
+            return;
+        }
+        setStep(std::string(aCommand.mName) + " to " + *aSubject.mRemotePort);
+        auto const send = [&]
+        {
+            std::optional<Fields> const fields = aSend();
+            aCommand.mIsSupported = fields.has_value();
+            if (fields)
+            {
+                aLun.mUnit.update(*fields);
+            }
+        };
+        attempt(aLun.mFailures, send, aSubject);
+        if (!aCommand.mIsSupported)
+        {
+            mReport.addNote(
+                fmt::format("{}: the HBA library does not support {}", mFound.mName, aCommand.mName));
+        }
     }
 
     /// Puts each target under the ports that discovered it, and the others under the adapter.
@@ -236,6 +318,8 @@ private:
         }
     }
 
+    LunCommand mInquiry{"INQUIRY"};
+    LunCommand mReadCapacity{"READ CAPACITY"};
     qz::HbaApi& mApi;
     Depth const mDepth;
     Report& mReport;

@@ -17,6 +17,7 @@ enum class Depth
     ports,     ///< the attributes of the adapter and of its ports
     mappings,  ///< the remote ports and the target mappings
     luns,      ///< the LUNs that the targets report
+    units,     ///< what the mapped LUNs answer to INQUIRY and READ CAPACITY
 };
 
 /// Opens, refreshes, queries and closes one adapter or each adapter in turn. Failures are reported, and are also

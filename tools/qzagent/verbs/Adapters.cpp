@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -90,8 +91,10 @@ Answer adapters(Setting const& aSetting)
         list.push_back(summaryOf(adapter));
         table.addRow(rowOf(list.back()));
     }
-    bool const isEmpty = list.empty();
-    return {{{"adapters", std::move(list)}}, isEmpty ? "" : table.text()};
+    Answer answer;
+    answer.mText = list.empty() ? "" : table.text();
+    answer.mKeys["adapters"] = std::move(list);
+    return answer;
 }
 }  // namespace
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,29 +19,42 @@ namespace qzagent
 {
 namespace
 {
-/// Name of the adapter to show; none for all adapters.
-using Wanted = std::optional<std::string>;
-
-Answer inventory(Setting const& aSetting, Wanted const& aWanted)
+struct InventoryOptions
 {
-    std::vector<FoundAdapter> const found = survey(aSetting, aWanted, Depth::luns);
-    auto list = nlohmann::ordered_json::array();
-    for (FoundAdapter const& adapter : found)
+    std::optional<std::string> mAdapter;  ///< none for all adapters
+    bool mHasUnits = false;
+};
+
+Answer inventory(Setting const& aSetting, InventoryOptions const& aOptions)
+{
+    Depth const depth = aOptions.mHasUnits ? Depth::units : Depth::luns;
+    std::vector<FoundAdapter> const found = survey(aSetting, aOptions.mAdapter, depth);
+    Answer answer;
+    if (aSetting.mIsJson)
     {
-        list.push_back(jsonOf(adapter));
+        nlohmann::ordered_json& list = answer.mKeys["adapters"] = nlohmann::ordered_json::array();
+        std::transform(found.begin(), found.end(), std::back_inserter(list),
+                       [](FoundAdapter const& aAdapter) { return jsonOf(aAdapter); });
     }
-    return {{{"adapters", list}}, found.empty() ? "" : treeOf(found, aSetting.mIsColoured)};
+    else if (!found.empty())
+    {
+        answer.mText = treeOf(found, aOptions.mHasUnits, aSetting.mIsColoured);
+    }
+    return answer;
 }
 }  // namespace
 
 void addInventory(CommandLine& aCommandLine)
 {
-    auto const wanted = std::make_shared<Wanted>();
+    auto const options = std::make_shared<InventoryOptions>();
     ArgumentList arguments =
         aCommandLine.addVerb("inventory", "Show each adapter with its ports, remote ports and LUNs",
                              "  qzagent inventory --adapter example-fc-0\n"
-                             "                             one adapter with everything visible through it\n",
-                             [wanted](Setting const& aSetting) { return inventory(aSetting, *wanted); });
-    arguments.addText("--adapter", "NAME", *wanted, "Show only this adapter");
+                             "                             one adapter with everything visible through it\n"
+                             "  qzagent inventory --luns   also the product and the size of each LUN\n",
+                             [options](Setting const& aSetting) { return inventory(aSetting, *options); });
+    arguments.addText("--adapter", "NAME", options->mAdapter, "Show only this adapter");
+    arguments.addFlag("--luns", options->mHasUnits,
+                      "Show each mapped LUN with its vendor, product, revision and capacity");
 }
 }  // namespace qzagent

@@ -58,7 +58,7 @@ struct TargetCounts
         for (RemotePort const& port : aPorts)
         {
             mTargets += port.mLuns ? 1 : 0;
-            mLuns += port.mLuns ? port.mLuns->mMapped.size() : 0;
+            mLuns += port.mLuns ? lunsOf(port.mLuns->mMapped).size() : 0;
         }
     }
 };
@@ -161,8 +161,10 @@ Answer ports(Setting const& aSetting, WantedAdapter const& aWanted)
     {
         list.push_back(portsOf(adapter));
     }
-    std::string text = list.empty() ? "" : tableOf(list, aSetting.mIsColoured);
-    return {{{"adapters", std::move(list)}}, std::move(text)};
+    Answer answer;
+    answer.mText = list.empty() || aSetting.mIsJson ? "" : tableOf(list, aSetting.mIsColoured);
+    answer.mKeys["adapters"] = std::move(list);
+    return answer;
 }
 }  // namespace
 
