@@ -7,7 +7,8 @@ import unittest
 
 import machine
 import realstack
-from make_machine import DEVICE, DRIVER, DRIVER_VERSION, REVISION, VENDOR
+from make_machine import (DEVICE, DRIVER, DRIVER_VERSION, REVISION, SCSI_MODEL, SCSI_REVISION, SCSI_VENDOR,
+                          VENDOR)
 from programs import QZAGENT
 
 SCHEMAS = realstack.HERE.parents[1] / "tools" / "qzagent" / "schemas"
@@ -38,11 +39,38 @@ def supported_speeds(text):
     return [name for linux, name in SPEEDS.items() if linux in text.split(", ")] or ["UNKNOWN"]
 
 
+def expected_units(port):
+    return [{"lun": unit.lun, "os_device": f"/dev/{unit.disk}"} for unit in sorted(port.units, key=lambda unit: unit.lun)]
+
+
+def expected_answers(unit):
+    """What --luns adds to a unit."""
+    inquiry, capacity = unit.answers["inquiry"], unit.answers["read_capacity"]
+    fields, failures = {}, []
+    if inquiry == "good":
+        fields |= {"device_type": "0x00", "vendor": SCSI_VENDOR, "product": SCSI_MODEL, "revision": SCSI_REVISION}
+    else:
+        failures.append(command_failure("INQUIRY", "HBA_SendScsiInquiry", inquiry, 36))
+    if capacity == "good":
+        fields |= {"block_size_bytes": unit.block_size, "capacity_bytes": unit.size}
+    else:
+        failures.append(command_failure("READ CAPACITY", "HBA_SendReadCapacity", capacity, 8))
+    return fields | ({"failures": failures} if failures else {})
+
+
+def command_failure(command, function, answer, size):
+    texts = {"busy": f"{command}: no answer although the status is HBA_STATUS_OK",
+             "short": f"{command}: short answer, fewer than {size} bytes",
+             "check": f"{function} method failed, status 9"}
+    return {"exception": "QZCHbaapiEx", "text": texts[answer.partition(" ")[0]], "code": 802}
+
+
 def expected_remote_port(port, answers):
     fields = {"port_wwn": port.port_wwn, "node_wwn": port.node_wwn, "fc_id": f"0x{port.fc_id:06x}",
               "state": PORT_STATES[port.state]}
     if port.units:
         fields["mapped_luns"] = sorted(unit.lun for unit in port.units)
+        fields["luns"] = expected_units(port)
         fields |= {"reported_luns": sorted(port.reported)} if answers else {"failures": [NO_ANSWER]}
     return fields
 
@@ -134,6 +162,36 @@ class Inventory(unittest.TestCase):
     @unittest.expectedFailure
     def test_has_a_failure_for_a_device_that_answers_too_few_bytes(self):
         self.assert_shows("short-answers", exit_code=1)
+
+    def assert_shows_units(self, name, exit_code=0):
+        with realstack.made(name) as made:
+            result = made.run(QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual(result.returncode, exit_code, result.stderr)
+        self.assertTrue(is_valid(result.stdout), result.stdout)
+        found = [port.get("luns", []) for adapter in json.loads(result.stdout)["adapters"]
+                 for port in adapter["ports"][0]["remote_ports"]]
+        expected = [[shown | expected_answers(unit) for shown, unit in zip(expected_units(port), port.units)]
+                    for host in machine.load(realstack.text_of(name)) for port in host.remote_ports]
+        # The library lists the adapters in any order.
+        self.assertEqual(sorted(found, key=str), sorted(expected, key=str))
+
+    def test_has_vendor_product_revision_and_capacity_of_hundreds_of_luns(self):
+        self.assert_shows_units("two-hosts")
+
+    def test_has_the_products_of_luns_above_255(self):
+        self.assert_shows_units("high-luns")
+
+    def test_has_the_products_of_a_target_without_lun_0(self):
+        self.assert_shows_units("no-lun-0", exit_code=1)
+
+    def test_has_a_failure_for_each_lun_that_is_not_ready(self):
+        self.assert_shows_units("check-condition", exit_code=1)
+
+    def test_has_a_failure_for_each_lun_that_is_busy(self):
+        self.assert_shows_units("busy", exit_code=1)
+
+    def test_has_a_failure_for_each_lun_that_answers_too_few_bytes(self):
+        self.assert_shows_units("short-answers", exit_code=1)
 
     def test_is_not_mixed_with_what_the_library_prints(self):
         errors = self.assert_shows("no-capabilities")

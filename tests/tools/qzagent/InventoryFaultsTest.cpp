@@ -135,6 +135,7 @@ TEST(QzagentInventoryFaults, ShowsTheFailureOfReportLunsAtItsRemotePort)
                           "│   ├─type NPORT\n"
                           "│   ├─state ONLINE\n"
                           "│   ├─mapped luns 0-2\n"
+                          "│   ├─os devices /dev/disk/by-path/fc-0x50000000ab000002-lun-0, and 2 more\n"
                           "│   └─failed QZCHbaapiEx: HBA_SendReportLUNs method failed (code 802)\n"));
     EXPECT_THAT(squeezed(result.mOutput), HasSubstr("luns 0-3\n")) << "of the other target";
     EXPECT_EQ(result.mErrors,
@@ -172,6 +173,7 @@ TEST(QzagentInventoryFaults, ShowsTheMappedLunsWhenTheReportedListIsTooLong)
     ProcessResult const result = runAgentOn(shippedScenario("large-fabric"), {"inventory"});
     EXPECT_THAT(squeezed(result.mOutput),
                 HasSubstr("├─mapped luns 0-4999\n"
+                          "  │ ├─os devices /dev/disk/by-path/fc-0x50000000ab000011-lun-0, and 4999 more\n"
                           "  │ └─failed QZCHbaapiEx: HBA_SendReportLUNs method failed (code 802)\n"));
     EXPECT_THAT(squeezed(result.mOutput), Not(HasSubstr("├─luns")));
     EXPECT_THAT(

@@ -44,7 +44,11 @@ TEST(QzagentInventoryJson, ContainsThePortsWithTheirRemotePortsAndLuns)
         "remote_ports": [
             {"port_wwn": "50:00:00:00:ab:00:00:01", "node_wwn": "50:00:00:00:ab:00:00:00",
              "fc_id": "0x010200", "type": "NPORT", "state": "ONLINE",
-             "mapped_luns": [0, 1, 2, 300], "reported_luns": [0, 1, 2, 300]},
+             "mapped_luns": [0, 1, 2, 300], "reported_luns": [0, 1, 2, 300],
+             "luns": [{"lun": 0, "os_device": "/dev/disk/by-path/fc-0x50000000ab000001-lun-0"},
+                      {"lun": 1, "os_device": "/dev/disk/by-path/fc-0x50000000ab000001-lun-1"},
+                      {"lun": 2, "os_device": "/dev/disk/by-path/fc-0x50000000ab000001-lun-2"},
+                      {"lun": 300, "os_device": "/dev/disk/by-path/fc-0x50000000ab000001-lun-300"}]},
             {"port_wwn": "10:00:00:00:c9:00:00:71", "node_wwn": "20:00:00:00:c9:00:00:70",
              "fc_id": "0x010300", "type": "NPORT", "state": "ONLINE"}]})"));
 }
@@ -90,7 +94,7 @@ TEST(QzagentInventoryJson, ListsMappedAndReportedLunsSeparately)
 {
     EXPECT_EQ(hostileAdapter()["remote_ports"], nlohmann::json::parse(R"([
         {"port_wwn": "50:00:00:00:ab:00:00:01", "mapped_luns": ["4005000000000000"],
-         "reported_luns": ["d200000100000009"]}])"));
+         "reported_luns": ["d200000100000009"], "luns": [{"lun": "4005000000000000"}]}])"));
 }
 
 TEST(QzagentInventoryJson, ShowsValuesWithoutAStandardNameAsNumbers)

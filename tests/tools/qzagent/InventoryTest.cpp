@@ -53,7 +53,8 @@ adapter 0               example-fc-0
 │ │ ├─fc id             0x010200
 │ │ ├─type              NPORT
 │ │ ├─state             ONLINE
-│ │ └─luns              0-2, 300
+│ │ ├─luns              0-2, 300
+│ │ └─os devices        /dev/disk/by-path/fc-0x50000000ab000001-lun-0, and 3 more
 │ └─remote port         10:00:00:00:c9:00:00:71
 │   ├─node wwn          20:00:00:00:c9:00:00:70
 │   ├─fc id             0x010300
@@ -78,7 +79,8 @@ adapter 0               example-fc-0
     ├─fc id             0x020200
     ├─type              NPORT
     ├─state             ONLINE
-    └─luns              0-2, 300
+    ├─luns              0-2, 300
+    └─os devices        /dev/disk/by-path/fc-0x50000000ab000002-lun-0, and 3 more
 adapter 1               example-fc-1
 ├─manufacturer          Example Adapters
 ├─serial number         EX0002

@@ -153,6 +153,14 @@ class Schema(unittest.TestCase):
             ("adapters/0/ports/0/remote_ports/0/mapped_luns", NOTHING),
             ("adapters/0/ports/0/remote_ports/0/mapped_luns", [1, 1]),
             ("adapters/0/ports/0/remote_ports/0/mapped_luns", [16384]),
+            ("adapters/0/ports/0/remote_ports/0/luns", NOTHING),
+            ("adapters/0/ports/0/remote_ports/0/luns", []),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/lun", NOTHING),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/os_device", ""),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/surplus", 1),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/block_size_bytes", 512),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/capacity_bytes", 512),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/failures", []),
             ("adapters/0/remote_ports", [{"port_wwn": "50:00:00:00:ab:00:00:09"}]),
         ])
 
