@@ -1,6 +1,11 @@
 #include "simulator/control/EnvironmentVariables.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <system_error>
 
 #include <fmt/format.h>
 
@@ -9,10 +14,36 @@
 
 namespace qzsim
 {
+namespace
+{
+/// The clock is the same in all processes of the host.
+std::chrono::nanoseconds now() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
+std::optional<std::chrono::nanoseconds> startOfEnvironment()
+{
+    char const* const text = environment(startVariable);
+    if (text == nullptr)
+    {
+        return std::nullopt;
+    }
+    std::chrono::nanoseconds::rep start = 0;
+    auto const [end, error] = std::from_chars(text, text + std::strlen(text), start);
+    return error == std::errc() ? std::optional(std::chrono::nanoseconds(start)) : std::nullopt;
+}
+}  // namespace
+
 char const* environment(char const* aVariable)
 {
     char const* const value = std::getenv(aVariable);
     return value == nullptr || *value == '\0' ? nullptr : value;
+}
+
+std::string startTime() { return std::to_string(now().count()); }
+
+std::chrono::nanoseconds timeSinceStart()
+{
+    static std::chrono::nanoseconds const firstCall = now();
+    return std::max(std::chrono::nanoseconds::zero(), now() - startOfEnvironment().value_or(firstCall));
 }
 
 char const* scenarioOfEnvironment() { return environment(scenarioVariable); }

@@ -2,6 +2,9 @@
 /// Environment variables through which the runner controls the simulated libraries.
 #pragma once
 
+#include <chrono>
+#include <string>
+
 #include "simulator/control/Strikes.h"
 #include "simulator/scenario/Scenario.h"
 
@@ -9,9 +12,16 @@ namespace qzsim
 {
 constexpr char const* scenarioVariable = "QZSIM_SCENARIO";
 constexpr char const* strikesVariable = "QZSIM_STRIKES";
+constexpr char const* startVariable = "QZSIM_START";
 
 /// @return the value of the variable; null when it is unset or empty
 char const* environment(char const* aVariable);
+
+/// @return the present time as text, for startVariable
+std::string startTime();
+
+/// @return the time that has passed since the time of startVariable. Without a time there, since the first call
+std::chrono::nanoseconds timeSinceStart();
 
 /// @return the path of the scenario; null if nothing is simulated
 char const* scenarioOfEnvironment();

@@ -1,8 +1,11 @@
 #include "simulator/control/Faults.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
+#include <cstdio>
 #include <set>
+#include <thread>
 #include <utility>
 
 namespace qzsim
@@ -13,7 +16,7 @@ void Faults::schedule(std::vector<Fault> aFaults, Strikes aStrikes)
     mStrikes = std::move(aStrikes);
 }
 
-std::optional<std::uint32_t> Faults::next(Call aCall, std::string const& aDevice, std::string const& aPort)
+Reaction Faults::next(Call aCall, std::string const& aDevice, std::string const& aPort)
 {
     std::set<Group> const groups = {
         {aCall, "", ""}, {aCall, aDevice, ""}, {aCall, "", aPort}, {aCall, aDevice, aPort}};
@@ -30,9 +33,21 @@ std::optional<std::uint32_t> Faults::next(Call aCall, std::string const& aDevice
                                     });
     if (fault == mFaults.end())
     {
-        return std::nullopt;
+        return {};
     }
     mStrikes.add(static_cast<std::size_t>(fault - mFaults.begin()));
-    return fault->mAnswer;
+    return fault->mReaction;
+}
+
+void printAndWait(Reaction const& aReaction)
+{
+    if (!aReaction.mLine.empty())
+    {
+        std::puts(aReaction.mLine.c_str());
+    }
+    if (aReaction.mDelayMs != 0)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(aReaction.mDelayMs));
+    }
 }
 }  // namespace qzsim

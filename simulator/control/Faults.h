@@ -1,10 +1,9 @@
 /// @file
-/// Decides which calls fail.
+/// Decides which calls fail or misbehave.
 #pragma once
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -26,9 +25,8 @@ public:
     /// Counts one call. When several faults cover it, the first one in the scenario decides.
     /// @param aDevice the adapter or board of the call; empty when the call concerns none
     /// @param aPort   the remote port of the call; empty when the call concerns none
-    /// @return the status or result that the call must return; nothing when no fault covers it
-    std::optional<std::uint32_t> next(Call aCall, std::string const& aDevice = {},
-                                      std::string const& aPort = {});
+    /// @return what the call must do; the usual when no fault covers it
+    Reaction next(Call aCall, std::string const& aDevice = {}, std::string const& aPort = {});
 
 private:
     /// Key of one count: the calls for one device, for one port, or for both. An empty name stands for all.
@@ -38,4 +36,7 @@ private:
     Strikes mStrikes;
     std::map<Group, std::uint64_t> mCounts;
 };
+
+/// Prints the line of the reaction and waits for its delay. The caller must not hold a lock that other calls need.
+void printAndWait(Reaction const& aReaction);
 }  // namespace qzsim

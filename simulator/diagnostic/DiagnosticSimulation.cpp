@@ -57,9 +57,9 @@ void fillTable(Diagnostics const& aDiagnostics, void* aTable, std::size_t aRecor
 
 void DiagnosticSimulation::libraryVersion(char* aText)
 {
-    std::lock_guard const lock(mMutex);
+    std::unique_lock lock(mMutex);
     loadFirst();
-    if (aText != nullptr && !mFaults.next(Call::getLibVer))
+    if (aText != nullptr && !react(Call::getLibVer, lock))
     {
         std::memcpy(aText, mDiagnostics->mLibraryVersion, sizeof mDiagnostics->mLibraryVersion);
     }
@@ -67,13 +67,13 @@ void DiagnosticSimulation::libraryVersion(char* aText)
 
 unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
 {
-    std::lock_guard const lock(mMutex);
+    std::unique_lock lock(mMutex);
     dropEnded();
     if (!mEnvironment)
     {
         load();
     }
-    if (std::optional<std::uint32_t> const result = mFaults.next(Call::initDiagEnv))
+    if (auto const result = react(Call::initDiagEnv, lock))
     {
         return *result;
     }
@@ -83,16 +83,16 @@ unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
     }
     std::size_t const boards = mDiagnostics->mBoards.size();
     fillTable(*mDiagnostics, aTable, aTable == nullptr ? 0 : std::min<std::size_t>(boards, aCapacity));
-    return static_cast<unsigned int>(boards);
+    return numberOfBoards(*mDiagnostics);
 }
 
 void DiagnosticSimulation::close()
 {
     std::list<Environment> closed;
     {
-        std::lock_guard const lock(mMutex);
+        std::unique_lock lock(mMutex);
         loadFirst();
-        if (mEnvironment && mFaults.next(Call::freeDiagEnv))
+        if (mEnvironment && react(Call::freeDiagEnv, lock))
         {
             return;
         }
@@ -246,6 +246,16 @@ void DiagnosticSimulation::loadFirst()
     }
 }
 
+std::optional<std::uint32_t> DiagnosticSimulation::react(Call aCall, std::unique_lock<std::mutex>& aLock)
+{
+    Reaction const reaction = mFaults.next(aCall);
+    aLock.unlock();
+    printAndWait(reaction);
+    aLock.lock();
+    loadFirst();  // the process may have begun to end meanwhile
+    return reaction.mAnswer;
+}
+
 QZ_result DiagnosticSimulation::refusalOf(Request const& aRequest) const
 {
     if (!mEnvironment)
@@ -267,6 +277,7 @@ template <typename Action>
 unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aAction)
 {
     Environment environment;
+    Reaction reaction;
     {
         std::lock_guard const lock(mMutex);
         loadFirst();
@@ -275,15 +286,12 @@ unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aActio
         {
             return refusal;
         }
-        if (std::optional<std::uint32_t> const result =
-                mFaults.next(aRequest.mCall, std::to_string(aRequest.mBoard)))
-        {
-            return *result;
-        }
+        reaction = mFaults.next(aRequest.mCall, std::to_string(aRequest.mBoard));
         environment = mEnvironment;
     }
-    // Without the lock: the action may wait for callbacks, and these may call the library.
-    return aAction(*environment);
+    // Without the lock: the fault may delay the call. The action may wait for callbacks, and these may call the library.
+    printAndWait(reaction);
+    return reaction.mAnswer ? *reaction.mAnswer : aAction(*environment);
 }
 
 void DiagnosticSimulation::closeEnvironment()

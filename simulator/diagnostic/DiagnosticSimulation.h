@@ -2,6 +2,7 @@
 /// The simulated boards behind the calls of the diagnostic library.
 #pragma once
 
+#include <cstdint>
 #include <ctime>
 #include <list>
 #include <memory>
@@ -25,8 +26,8 @@ using PlainCallback = void (*)(unsigned int aBoard, ...);
 using QuazorCallback = void (*)(unsigned int aBoard, HBA_WWN aPort, unsigned int aCategory,
                                 unsigned int aSubcategory, void* aContext, QZ_event* aEvent);
 
-/// One method for each call of the diagnostic library. Any thread may call them, also from inside a callback. A call
-/// that is refused for its arguments is not counted. A call that the scenario makes fail has no effect other than its
+/// One method for each call of the diagnostic library. Any thread may call them, also from inside a callback, and while a
+/// fault delays the call of another thread. A call that is refused for its arguments is not counted. A call that the scenario makes fail has no effect other than its
 /// result. QzEvent.h defines the results.
 ///
 /// open() reads the scenario that the environment names. A call before the first open() reads it too.
@@ -85,6 +86,10 @@ private:
 
     void load();
     void loadFirst();
+
+    /// Counts the call. Releases the lock while it prints and waits as the fault that covers it says.
+    /// @return the result that replaces the call; nothing when it answers as usual
+    std::optional<std::uint32_t> react(Call aCall, std::unique_lock<std::mutex>& aLock);
 
     /// @return the result that the call is refused with; QZ_OK when it is not refused
     QZ_result refusalOf(Request const& aRequest) const;

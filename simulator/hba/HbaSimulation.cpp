@@ -6,10 +6,13 @@
 #include <cstring>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
+#include "simulator/control/EnvironmentVariables.h"
 #include "simulator/hba/TargetMapping.h"
 #include "simulator/scenario/Scsi.h"
+#include "simulator/scenario/Statistics.h"
 #include "simulator/scenario/Wwn.h"
 
 namespace qzsim
@@ -55,6 +58,13 @@ HBA_PORTATTRIBUTES const* attributesOfPortNamed(HBA_WWN const& aName, Adapter co
     return remotePort == nullptr ? nullptr : &remotePort->mAttributes;
 }
 
+/// @return the status that the call must return; nothing when it answers as usual
+std::optional<HBA_STATUS> statusOf(Reaction const& aReaction)
+{
+    bool const isUsual = aReaction.mAnswer == HBA_STATUS_OK && !aReaction.mIsUntouched;
+    return isUsual ? std::nullopt : aReaction.mAnswer;
+}
+
 bool isMissing(CallerMemory const& aMemory) { return aMemory.mStart == nullptr && aMemory.mSize != 0; }
 
 void fill(CallerMemory const& aMemory, std::vector<std::uint8_t> const& aContent)
@@ -65,42 +75,61 @@ void fill(CallerMemory const& aMemory, std::vector<std::uint8_t> const& aContent
         std::memcpy(aMemory.mStart, aContent.data(), size);
     }
 }
+/// The response to a SCSI command, or the sense data of its check condition.
+using ScsiResult = std::variant<std::vector<std::uint8_t>, Sense>;
+
+constexpr std::uint8_t illegalRequest = 0x05;  // sense key
+
+HBA_STATUS answer(ScsiResult const& aResult, ScsiBuffers const& aBuffers)
+{
+    if (auto const* const sense = std::get_if<Sense>(&aResult))
+    {
+        fill(aBuffers.mSense, senseData(*sense));
+        return HBA_STATUS_SCSI_CHECK_CONDITION;
+    }
+    fill(aBuffers.mResponse, std::get<std::vector<std::uint8_t>>(aResult));
+    return HBA_STATUS_OK;
+}
 }  // namespace
 
 HBA_STATUS HbaSimulation::load(Scenario aScenario, Strikes aStrikes)
 {
-    std::lock_guard const lock(mMutex);
-    mLoaded.reset();
-    mFaults.schedule(aScenario.mFaults, std::move(aStrikes));
-    HBA_STATUS const status = fault(Call::loadLibrary);
-    if (status == HBA_STATUS_OK)
     {
-        mLoaded = Loaded{std::move(aScenario), {}};
+        std::lock_guard const lock(mMutex);
+        mLoaded.reset();
+        mFaults.schedule(aScenario.mFaults, std::move(aStrikes));
     }
-    return status;
+    if (auto const status = fault(Call::loadLibrary))
+    {
+        return *status;
+    }
+    auto const loaded = std::make_shared<Loaded>(Loaded{std::move(aScenario), {}});
+    std::lock_guard const lock(mMutex);
+    mLoaded = loaded;
+    return HBA_STATUS_OK;
 }
 
 HBA_STATUS HbaSimulation::free()
 {
-    std::lock_guard const lock(mMutex);
-    HBA_STATUS const status = fault(Call::freeLibrary);
-    if (status == HBA_STATUS_OK)
+    if (auto const status = fault(Call::freeLibrary))
     {
-        mLoaded.reset();
+        return *status;
     }
-    return status;
+    std::lock_guard const lock(mMutex);
+    mLoaded.reset();
+    return HBA_STATUS_OK;
 }
 
 HBA_UINT32 HbaSimulation::numberOfAdapters()
 {
-    std::lock_guard const lock(mMutex);
-    return mLoaded ? static_cast<HBA_UINT32>(mLoaded->mScenario.mAdapters.size()) : 0;
+    auto const loaded = this->loaded();
+    return loaded ? qzsim::numberOfAdapters(loaded->mScenario) : 0;
 }
 
 HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
 {
-    std::lock_guard const lock(mMutex);
-    if (!mLoaded)
+    auto const loaded = this->loaded();
+    if (!loaded)
     {
         return HBA_STATUS_ERROR;
     }
@@ -108,34 +137,35 @@ HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
     {
         return HBA_STATUS_ERROR_ARG;
     }
-    if (aIndex >= mLoaded->mScenario.mAdapters.size())
+    if (aIndex >= loaded->mScenario.mAdapters.size())
     {
         return HBA_STATUS_ERROR_ILLEGAL_INDEX;
     }
-    std::string const& name = mLoaded->mScenario.mAdapters[aIndex].mName;
-    HBA_STATUS const status = fault(Call::getAdapterName, name);
-    if (status == HBA_STATUS_OK)
+    std::string const& name = loaded->mScenario.mAdapters[aIndex].mName;
+    if (auto const status = fault(Call::getAdapterName, name))
     {
-        std::memcpy(aName, name.c_str(), name.size() + 1);
+        return *status;
     }
-    return status;
+    std::memcpy(aName, name.c_str(), name.size() + 1);
+    return HBA_STATUS_OK;
 }
 
 HBA_HANDLE HbaSimulation::openAdapter(char const* aName)
 {
-    std::lock_guard const lock(mMutex);
-    if (!mLoaded || aName == nullptr)
+    auto const loaded = this->loaded();
+    if (!loaded || aName == nullptr)
     {
         return HBA_HANDLE_INVALID;
     }
-    std::vector<Adapter> const& adapters = mLoaded->mScenario.mAdapters;
+    std::vector<Adapter> const& adapters = loaded->mScenario.mAdapters;
     auto const found = std::find_if(adapters.begin(), adapters.end(),
                                     [aName](Adapter const& aAdapter) { return aAdapter.mName == aName; });
-    if (found == adapters.end() || fault(Call::openAdapter, found->mName) != HBA_STATUS_OK)
+    if (found == adapters.end() || fault(Call::openAdapter, found->mName))
     {
         return HBA_HANDLE_INVALID;
     }
-    return mLoaded->mHandles.open(static_cast<std::size_t>(found - adapters.begin()));
+    std::lock_guard const lock(mMutex);
+    return loaded->mHandles.open(static_cast<std::size_t>(found - adapters.begin()));
 }
 
 void HbaSimulation::closeAdapter(HBA_HANDLE aHandle)
@@ -192,25 +222,116 @@ HBA_STATUS HbaSimulation::portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const&
         HBA_STATUS_ERROR_ILLEGAL_WWN);
 }
 
+HBA_STATUS HbaSimulation::portStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort,
+                                         HBA_PORTSTATISTICS* aStatistics)
+{
+    return withAdapter(aHandle, aStatistics != nullptr,
+                       [&](Adapter const& aAdapter) -> HBA_STATUS
+                       {
+                           Port const* const port = elementAt(aAdapter.mPorts, aPort);
+                           if (port == nullptr)
+                           {
+                               return HBA_STATUS_ERROR_ILLEGAL_INDEX;
+                           }
+                           if (auto const status = fault(Call::getPortStatistics, aAdapter.mName))
+                           {
+                               return *status;
+                           }
+                           if (!port->mStatistics)
+                           {
+                               return HBA_STATUS_ERROR_NOT_SUPPORTED;
+                           }
+                           *aStatistics = statisticsAfter(timeSinceStart(), *port->mStatistics);
+                           return HBA_STATUS_OK;
+                       });
+}
+
 HBA_STATUS HbaSimulation::targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
 {
     return withAdapter(aHandle, aMapping != nullptr,
                        [&](Adapter const& aAdapter)
                        {
-                           HBA_STATUS const status = fault(Call::getFcpTargetMapping, aAdapter.mName);
+                           Reaction const reaction = react(Call::getFcpTargetMapping, aAdapter.mName);
+                           auto const status = statusOf(reaction);
                            if (status == HBA_STATUS_ERROR_MORE_DATA)
                            {
-                               aMapping->NumberOfEntries =
-                                   static_cast<HBA_UINT32>(numberOfMappings(aAdapter));
+                               aMapping->NumberOfEntries = reaction.mCount.value_or(
+                                   static_cast<HBA_UINT32>(numberOfMappings(aAdapter)));
                            }
-                           return status == HBA_STATUS_OK ? fillTargetMapping(aAdapter, *aMapping) : status;
+                           return status ? *status : fillTargetMapping(aAdapter, *aMapping);
                        });
 }
 
-HBA_STATUS HbaSimulation::reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, CallerMemory aResponse,
-                                     CallerMemory aSense)
+HBA_STATUS HbaSimulation::reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, ScsiBuffers const& aBuffers)
 {
-    return withAdapter(aHandle, !isMissing(aResponse) && !isMissing(aSense),
+    return sendToTarget(Call::sendReportLuns, aHandle, aPort, aBuffers,
+                        [](Adapter const&, RemotePort const& aTarget)
+                        { return ScsiResult(reportLunsResponse(aTarget)); });
+}
+
+HBA_STATUS HbaSimulation::inquiry(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                                  HBA_UINT8 aIsVitalProductData, HBA_UINT32 aPage,
+                                  ScsiBuffers const& aBuffers)
+{
+    constexpr Sense invalidFieldInCommand{illegalRequest, 0x24, 0};
+    bool const isStandard = aIsVitalProductData == 0 && aPage == 0;
+    return sendToLun(
+        Call::sendScsiInquiry, aHandle, aPort, aLun, aBuffers,
+        [=](LunData const& aData)
+        { return isStandard ? ScsiResult(inquiryResponse(aData)) : ScsiResult(invalidFieldInCommand); });
+}
+
+HBA_STATUS HbaSimulation::readCapacity(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                                       ScsiBuffers const& aBuffers)
+{
+    return sendToLun(Call::sendReadCapacity, aHandle, aPort, aLun, aBuffers,
+                     [](LunData const& aData) { return ScsiResult(readCapacityResponse(aData)); });
+}
+
+std::shared_ptr<HbaSimulation::Loaded> HbaSimulation::loaded()
+{
+    std::lock_guard const lock(mMutex);
+    return mLoaded;
+}
+
+Reaction HbaSimulation::react(Call aCall, std::string const& aAdapter, std::string const& aPort)
+{
+    Reaction reaction;
+    {
+        std::lock_guard const lock(mMutex);
+        reaction = mFaults.next(aCall, aAdapter, aPort);
+    }
+    printAndWait(reaction);
+    return reaction;
+}
+
+std::optional<HBA_STATUS> HbaSimulation::fault(Call aCall, std::string const& aAdapter)
+{
+    return statusOf(react(aCall, aAdapter));
+}
+
+template <typename Action>
+HBA_STATUS HbaSimulation::withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action aAction)
+{
+    auto const loaded = this->loaded();
+    std::optional<std::size_t> adapter;
+    if (loaded)
+    {
+        std::lock_guard const lock(mMutex);
+        adapter = loaded->mHandles.adapterOf(aHandle);
+    }
+    if (!adapter)
+    {
+        return HBA_STATUS_ERROR_INVALID_HANDLE;
+    }
+    return aIsGood ? aAction(loaded->mScenario.mAdapters[*adapter]) : HBA_STATUS_ERROR_ARG;
+}
+
+template <typename Respond>
+HBA_STATUS HbaSimulation::sendToTarget(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort,
+                                       ScsiBuffers const& aBuffers, Respond aRespond)
+{
+    return withAdapter(aHandle, !isMissing(aBuffers.mResponse) && !isMissing(aBuffers.mSense),
                        [&](Adapter const& aAdapter) -> HBA_STATUS
                        {
                            RemotePort const* const port = remotePortNamed(aPort, aAdapter);
@@ -222,45 +343,27 @@ HBA_STATUS HbaSimulation::reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, C
                            {
                                return HBA_STATUS_ERROR_NOT_A_TARGET;
                            }
-                           HBA_STATUS const status =
-                               fault(Call::sendReportLuns, aAdapter.mName, textOf(aPort));
-                           if (status == HBA_STATUS_OK)
+                           Reaction const reaction = react(aCall, aAdapter.mName, textOf(aPort));
+                           auto const status = statusOf(reaction);
+                           if (status == HBA_STATUS_SCSI_CHECK_CONDITION)
                            {
-                               fill(aResponse, reportLunsResponse(*port));
+                               return answer(reaction.mSense.value_or(usualSense), aBuffers);
                            }
-                           else if (status == HBA_STATUS_SCSI_CHECK_CONDITION)
-                           {
-                               fill(aSense, unitAttention());
-                           }
-                           return status;
+                           return status ? *status : answer(aRespond(aAdapter, *port), aBuffers);
                        });
 }
 
-HBA_STATUS HbaSimulation::fault(Call aCall, std::string const& aAdapter, std::string const& aPort)
+template <typename Respond>
+HBA_STATUS HbaSimulation::sendToLun(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                                    ScsiBuffers const& aBuffers, Respond aRespond)
 {
-    return mFaults.next(aCall, aAdapter, aPort).value_or(HBA_STATUS_OK);
-}
-
-Adapter const* HbaSimulation::adapterOf(HBA_HANDLE aHandle) const
-{
-    if (!mLoaded)
-    {
-        return nullptr;
-    }
-    std::optional<std::size_t> const index = mLoaded->mHandles.adapterOf(aHandle);
-    return index ? &mLoaded->mScenario.mAdapters[*index] : nullptr;
-}
-
-template <typename Action>
-HBA_STATUS HbaSimulation::withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action aAction)
-{
-    std::lock_guard const lock(mMutex);
-    Adapter const* const adapter = adapterOf(aHandle);
-    if (adapter == nullptr)
-    {
-        return HBA_STATUS_ERROR_INVALID_HANDLE;
-    }
-    return aIsGood ? aAction(*adapter) : HBA_STATUS_ERROR_ARG;
+    constexpr Sense lunNotSupported{illegalRequest, 0x25, 0};
+    return sendToTarget(aCall, aHandle, aPort, aBuffers,
+                        [&](Adapter const& aAdapter, RemotePort const& aTarget)
+                        {
+                            auto const lun = lunOf(aTarget, aLun, aAdapter.mLunStyle);
+                            return lun ? aRespond(dataOf(*lun, aTarget)) : ScsiResult(lunNotSupported);
+                        });
 }
 
 template <typename Record, typename Find>
@@ -275,12 +378,12 @@ HBA_STATUS HbaSimulation::copyRecord(Call aCall, HBA_HANDLE aHandle, Record* aRe
                            {
                                return aMissing;
                            }
-                           HBA_STATUS const status = fault(aCall, aAdapter.mName);
-                           if (status == HBA_STATUS_OK)
+                           if (auto const status = fault(aCall, aAdapter.mName))
                            {
-                               *aRecord = *record;
+                               return *status;
                            }
-                           return status;
+                           *aRecord = *record;
+                           return HBA_STATUS{HBA_STATUS_OK};
                        });
 }
 }  // namespace qzsim

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <ctime>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -25,8 +26,16 @@ struct CallerMemory
     std::size_t mSize;
 };
 
-/// One method for each call of the HBA API. Any thread may call them. A call that is refused for its arguments is not
-/// counted. A call that the scenario makes fail has no effect other than its status.
+/// The buffers of a call that sends a SCSI command.
+struct ScsiBuffers
+{
+    CallerMemory mResponse;  ///< receives the response, truncated to its size
+    CallerMemory mSense;     ///< receives the sense data of a check condition, truncated to its size
+};
+
+/// One method for each call of the HBA API. Any thread may call them, also while a fault delays the call of another
+/// thread. A call that is refused for its arguments is not counted. A call that the scenario makes fail has no effect
+/// other than its status.
 class HbaSimulation
 {
 public:
@@ -55,35 +64,59 @@ public:
     /// Looks for the name among the ports of the adapter first, then among their remote ports.
     HBA_STATUS portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const& aName, HBA_PORTATTRIBUTES* aAttributes);
 
+    /// @return HBA_STATUS_ERROR_NOT_SUPPORTED when the port has no statistics
+    HBA_STATUS portStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS* aStatistics);
+
     /// @param aMapping its NumberOfEntries receives the number of mappings, even when the scenario makes the call fail
-    ///                 with HBA_STATUS_ERROR_MORE_DATA
+    ///                 with HBA_STATUS_ERROR_MORE_DATA. The scenario may give a wrong number then
     HBA_STATUS targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping);
 
-    /// @param aResponse receives the response, truncated to its size
-    /// @param aSense    receives the sense data, truncated to its size, when the scenario makes the call fail with
-    ///                  HBA_STATUS_SCSI_CHECK_CONDITION
-    HBA_STATUS reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, CallerMemory aResponse,
-                          CallerMemory aSense);
+    HBA_STATUS reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, ScsiBuffers const& aBuffers);
+
+    /// Answers for the standard data. A vital product page ends with a check condition.
+    /// @param aLun as FcpLun of the target mappings
+    HBA_STATUS inquiry(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                       HBA_UINT8 aIsVitalProductData, HBA_UINT32 aPage, ScsiBuffers const& aBuffers);
+
+    /// @param aLun as FcpLun of the target mappings
+    HBA_STATUS readCapacity(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                            ScsiBuffers const& aBuffers);
 
 private:
+    /// Calls that are under way share it, so a call that a fault delays survives a free.
     struct Loaded
     {
-        Scenario mScenario;
-        Handles mHandles;
+        Scenario const mScenario;
+        Handles mHandles;  ///< protected by the mutex
     };
 
-    /// Counts the call.
-    /// @return the status of the fault that covers it; HBA_STATUS_OK when no fault does
-    HBA_STATUS fault(Call aCall, std::string const& aAdapter = {}, std::string const& aPort = {});
+    /// @return what is loaded; null when nothing is
+    std::shared_ptr<Loaded> loaded();
 
-    /// @return the adapter of the open handle; null when the handle is not open
-    Adapter const* adapterOf(HBA_HANDLE aHandle) const;
+    /// Counts the call. Prints and waits if the fault that covers it says so.
+    Reaction react(Call aCall, std::string const& aAdapter = {}, std::string const& aPort = {});
+
+    /// Same as react().
+    /// @return the status that the call must return; nothing when it answers as usual
+    std::optional<HBA_STATUS> fault(Call aCall, std::string const& aAdapter = {});
 
     /// Handles a call for an open adapter.
     /// @param aIsGood whether the other arguments of the call are valid
     /// @param aAction performs the call on the adapter and returns its status
     template <typename Action>
     HBA_STATUS withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action aAction);
+
+    /// Handles a call that sends a SCSI command to a target.
+    /// @param aRespond returns the response of the target to an adapter, or sense data
+    template <typename Respond>
+    HBA_STATUS sendToTarget(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort, ScsiBuffers const& aBuffers,
+                            Respond aRespond);
+
+    /// Same as above, for a command to a LUN. A LUN that the target does not have ends with a check condition.
+    /// @param aRespond returns the response of the LUN, or sense data
+    template <typename Respond>
+    HBA_STATUS sendToLun(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
+                         ScsiBuffers const& aBuffers, Respond aRespond);
 
     /// Handles a call that copies a record of the adapter.
     /// @param aFind    returns the record of an adapter; null when it does not exist
@@ -93,6 +126,6 @@ private:
 
     std::mutex mMutex;
     Faults mFaults;
-    std::optional<Loaded> mLoaded;
+    std::shared_ptr<Loaded> mLoaded;  ///< null when nothing is loaded
 };
 }  // namespace qzsim

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
+#include <string>
 
 #include <fmt/format.h>
 
@@ -38,23 +40,27 @@ private:
                                     std::uint16_t aLun, LunStyle aStyle)
     {
         HBA_FCPSCSIENTRY entry{};
-        fmt::format_to_n(entry.ScsiId.OSDeviceName, sizeof entry.ScsiId.OSDeviceName - 1,
-                         "/dev/disk/by-path/fc-0x{:016x}-lun-{}", numberOf(aPort.mAttributes.PortWWN), aLun);
+        std::optional<std::string> const& device = dataOf(aLun, aPort).mDevice;
+        if (device)
+        {
+            std::memcpy(entry.ScsiId.OSDeviceName, device->c_str(), device->size() + 1);
+        }
+        else
+        {
+            fmt::format_to_n(entry.ScsiId.OSDeviceName, sizeof entry.ScsiId.OSDeviceName - 1,
+                             "/dev/disk/by-path/fc-0x{:016x}-lun-{}", numberOf(aPort.mAttributes.PortWWN),
+                             aLun);
+        }
         entry.ScsiId.ScsiBusNumber = aBus;
         entry.ScsiId.ScsiTargetNumber = aTarget;
         entry.ScsiId.ScsiOSLun = aLun;
         entry.FcpId.FcId = aPort.mAttributes.PortFcId;
         entry.FcpId.NodeWWN = aPort.mAttributes.NodeWWN;
         entry.FcpId.PortWWN = aPort.mAttributes.PortWWN;
-        LunBytes const lun = lunBytes(aLun, aPort.mLunAddressing);
+        entry.FcpId.FcpLun = fcpLun(aLun, aPort.mLunAddressing, aStyle);
         if (aStyle == LunStyle::integer)
         {
-            entry.ScsiId.ScsiOSLun = linuxLun(lun);
-            entry.FcpId.FcpLun = entry.ScsiId.ScsiOSLun;
-        }
-        else
-        {
-            std::memcpy(&entry.FcpId.FcpLun, lun.data(), sizeof entry.FcpId.FcpLun);
+            entry.ScsiId.ScsiOSLun = static_cast<HBA_UINT32>(entry.FcpId.FcpLun);
         }
         return entry;
     }

@@ -89,6 +89,11 @@ HBA_STATUS getPortAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN aName, HBA_PORTATT
     return statusOf(&qzsim::HbaSimulation::portAttributesByWwn, aHandle, aName, aAttributes);
 }
 
+HBA_STATUS getPortStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS* aStatistics)
+{
+    return statusOf(&qzsim::HbaSimulation::portStatistics, aHandle, aPort, aStatistics);
+}
+
 HBA_STATUS getFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
 {
     return statusOf(&qzsim::HbaSimulation::targetMapping, aHandle, aMapping);
@@ -98,7 +103,22 @@ HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aPort, void* aResponse, HB
                           void* aSense, HBA_UINT32 aSenseSize)
 {
     return statusOf(&qzsim::HbaSimulation::reportLuns, aHandle, aPort,
-                    qzsim::CallerMemory{aResponse, aResponseSize}, qzsim::CallerMemory{aSense, aSenseSize});
+                    qzsim::ScsiBuffers{{aResponse, aResponseSize}, {aSense, aSenseSize}});
+}
+
+HBA_STATUS sendScsiInquiry(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_UINT64 aLun, HBA_UINT8 aIsVitalProductData,
+                           HBA_UINT32 aPage, void* aResponse, HBA_UINT32 aResponseSize, void* aSense,
+                           HBA_UINT32 aSenseSize)
+{
+    return statusOf(&qzsim::HbaSimulation::inquiry, aHandle, aPort, aLun, aIsVitalProductData, aPage,
+                    qzsim::ScsiBuffers{{aResponse, aResponseSize}, {aSense, aSenseSize}});
+}
+
+HBA_STATUS sendReadCapacity(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_UINT64 aLun, void* aResponse,
+                            HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
+{
+    return statusOf(&qzsim::HbaSimulation::readCapacity, aHandle, aPort, aLun,
+                    qzsim::ScsiBuffers{{aResponse, aResponseSize}, {aSense, aSenseSize}});
 }
 
 // A loaded scenario does not change, so there is nothing to refresh.
@@ -123,11 +143,14 @@ HBA_STATUS fillTable(Table* aTable)
     aTable->CloseAdapterHandler = closeAdapter;
     aTable->GetAdapterAttributesHandler = getAdapterAttributes;
     aTable->GetAdapterPortAttributesHandler = getAdapterPortAttributes;
+    aTable->GetPortStatisticsHandler = getPortStatistics;
     aTable->GetDiscoveredPortAttributesHandler = getDiscoveredPortAttributes;
     aTable->GetPortAttributesByWWNHandler = getPortAttributesByWwn;
     aTable->RefreshInformationHandler = refreshInformation;
     aTable->GetFcpTargetMappingHandler = getFcpTargetMapping;
     aTable->ReportLUNsHandler = sendReportLuns;
+    aTable->ScsiInquiryHandler = sendScsiInquiry;
+    aTable->ReadCapacityHandler = sendReadCapacity;
     return HBA_STATUS_OK;
 }
 }  // namespace

@@ -137,6 +137,7 @@ void injectLibrary(fs::path const& aLibrary, fs::path const& aScenario, std::str
     putFirst(sanitizerVariable, sanitizerOption);
     setVariable(scenarioVariable, fs::absolute(aScenario));
     setVariable(strikesVariable, aStrikes);
+    setVariable(startVariable, startTime());
 }
 
 int becomeProgram(std::vector<std::string> aCommand)

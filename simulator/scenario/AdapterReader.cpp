@@ -1,10 +1,12 @@
 #include "simulator/scenario/AdapterReader.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <numeric>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -15,6 +17,7 @@
 
 #include "simulator/scenario/Named.h"
 #include "simulator/scenario/Scsi.h"
+#include "simulator/scenario/StatisticsReader.h"
 #include "simulator/scenario/TableReader.h"
 #include "simulator/scenario/ValueReader.h"
 #include "simulator/scenario/Wwn.h"
@@ -52,11 +55,21 @@ constexpr Named<HBA_PORTSTATE> portStates[] = {
     {"LOOPBACK", HBA_PORTSTATE_LOOPBACK},
 };
 
+// <hbaapi.h> ends at 10 Gbit. The numbers of the other speeds are those of the current HBA API, which are also the bits
+// of the Fabric-Device Management Interface.
 constexpr Named<HBA_PORTSPEED> portSpeeds[] = {
     {"UNKNOWN", HBA_PORTSPEED_UNKNOWN},
     {"1GBIT", HBA_PORTSPEED_1GBIT},
     {"2GBIT", HBA_PORTSPEED_2GBIT},
+    {"4GBIT", 0x0008},
+    {"8GBIT", 0x0010},
     {"10GBIT", HBA_PORTSPEED_10GBIT},
+    {"16GBIT", 0x0020},
+    {"20GBIT", 0x0080},
+    {"32GBIT", 0x0040},
+    {"40GBIT", 0x0100},
+    {"64GBIT", 0x0400},
+    {"128GBIT", 0x0200},
     {"NOT_NEGOTIATED", HBA_PORTSPEED_NOT_NEGOTIATED},
 };
 
@@ -177,6 +190,78 @@ void readLuns(TomlValue const& aValue, RemotePort& aPort)
     std::iota(aPort.mLuns.begin(), aPort.mLuns.end(), std::uint16_t{0});
 }
 
+template <std::string LunData::*field, std::size_t longest, typename Record>
+void inquiryText(TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mLunData.*field = readText(aValue, longest);
+}
+
+template <typename Record>
+void readBlockSize(TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mLunData.mBlockSize = readNumber(aValue, 0, highestNumber);
+}
+
+template <typename Record>
+void readBlocks(TomlValue const& aValue, Record& aRecord)
+{
+    constexpr std::string_view expected = "a number from 1 to 0x7fffffffffffffff";
+    auto const blocks = aValue.as<TomlValue::Number>(expected);
+    if (blocks < 1)
+    {
+        aValue.refuse(expected);
+    }
+    aRecord.mLunData.mBlocks = static_cast<std::uint64_t>(blocks);
+}
+
+/// One table for a LUN.
+struct LunTable
+{
+    std::uint16_t mLun;
+    LunData mLunData;
+};
+
+void readLun(TomlValue const& aValue, LunTable& aTable)
+{
+    aTable.mLun = static_cast<std::uint16_t>(readNumber(aValue, 0, highestLun));
+}
+
+void readOsDevice(TomlValue const& aValue, LunTable& aTable)
+{
+    aTable.mLunData.mDevice = readText(aValue, sizeof HBA_SCSIID::OSDeviceName - 1);
+}
+
+constexpr Key<LunTable> lunKeys[] = {
+    {"lun", Presence::required, readLun},
+    {"inquiry_vendor", Presence::optional, inquiryText<&LunData::mVendor, vendorSize>},
+    {"inquiry_product", Presence::optional, inquiryText<&LunData::mProduct, productSize>},
+    {"inquiry_revision", Presence::optional, inquiryText<&LunData::mRevision, revisionSize>},
+    {"block_size", Presence::optional, readBlockSize},
+    {"blocks", Presence::optional, readBlocks},
+    {"os_device", Presence::optional, readOsDevice},
+};
+
+void readLunTables(TomlValue const& aValue, RemotePort& aPort)
+{
+    if (aPort.mRole != Role::target)
+    {
+        aValue.refuse("no key \"lun\" for a port that is not a target");
+    }
+    readTables(aValue, "[[adapter.port.remote.lun]]", lunKeys, LunTable{0, aPort.mLunData},
+               [&](TomlValue const& aTable, LunTable aLun)
+               {
+                   if (!aPort.mOwnLunData.emplace(aLun.mLun, std::move(aLun.mLunData)).second)
+                   {
+                       aTable.find("lun")->refuse("a LUN that no other table of this target has");
+                   }
+                   if (std::find(aPort.mLuns.begin(), aPort.mLuns.end(), aLun.mLun) == aPort.mLuns.end())
+                   {
+                       aPort.mLuns.push_back(aLun.mLun);
+                   }
+               });
+}
+
+// "lun" comes last: it adds to the list of LUNs, and its tables inherit the other keys.
 constexpr Key<RemotePort> remotePortKeys[] = {
     {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
     {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
@@ -187,6 +272,12 @@ constexpr Key<RemotePort> remotePortKeys[] = {
     {"role", Presence::optional, readRole},
     {"lun_addressing", Presence::optional, readLunAddressing},
     {"luns", Presence::optional, readLuns},
+    {"inquiry_vendor", Presence::optional, inquiryText<&LunData::mVendor, vendorSize>},
+    {"inquiry_product", Presence::optional, inquiryText<&LunData::mProduct, productSize>},
+    {"inquiry_revision", Presence::optional, inquiryText<&LunData::mRevision, revisionSize>},
+    {"block_size", Presence::optional, readBlockSize},
+    {"blocks", Presence::optional, readBlocks},
+    {"lun", Presence::optional, readLunTables},
 };
 
 HBA_PORTATTRIBUTES usualPort(HBA_WWN const& aNode, HBA_WWN const& aFabric)
@@ -206,7 +297,7 @@ HBA_PORTATTRIBUTES usualPort(HBA_WWN const& aNode, HBA_WWN const& aFabric)
 void readRemotePorts(TomlValue const& aValue, Port& aPort)
 {
     RemotePort const usual{
-        usualPort({}, aPort.mAttributes.FabricName), Role::target, LunAddressing::automatic, {}};
+        usualPort({}, aPort.mAttributes.FabricName), Role::target, LunAddressing::automatic, {}, {}, {}};
     std::set<std::uint64_t> names;
     readTables(
         aValue, "[[adapter.port.remote]]", remotePortKeys, usual,
@@ -221,7 +312,7 @@ void readRemotePorts(TomlValue const& aValue, Port& aPort)
     aPort.mAttributes.NumberofDiscoveredPorts = static_cast<HBA_UINT32>(aPort.mRemotePorts.size());
 }
 
-// "remote" comes last: remote ports inherit the fabric name of the port.
+// "remote" comes after the fabric name, which remote ports inherit. It sets the number of discovered ports.
 constexpr Key<Port> portKeys[] = {
     {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
     {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
@@ -239,7 +330,11 @@ constexpr Key<Port> portKeys[] = {
     {"max_frame_size", Presence::optional,
      attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
     {"fabric_name", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},
+    {"statistics", Presence::optional, readStatistics},
+    {"statistics_per_second", Presence::optional, readStatisticsPerSecond},
     {"remote", Presence::optional, readRemotePorts},
+    {"number_of_discovered_ports", Presence::optional,
+     attributeNumber<&HBA_PORTATTRIBUTES::NumberofDiscoveredPorts, highestNumber>},
 };
 
 void readName(TomlValue const& aValue, Adapter& aAdapter)
@@ -262,13 +357,13 @@ void readLunStyle(TomlValue const& aValue, Adapter& aAdapter)
 
 void readPorts(TomlValue const& aValue, Adapter& aAdapter)
 {
-    Port const usual{usualPort(aAdapter.mAttributes.NodeWWN, {}), {}};
+    Port const usual{usualPort(aAdapter.mAttributes.NodeWWN, {}), {}, std::nullopt};
     readTables(aValue, "[[adapter.port]]", portKeys, usual,
                [&](TomlValue const&, Port aPort) { aAdapter.mPorts.push_back(std::move(aPort)); });
     aAdapter.mAttributes.NumberOfPorts = static_cast<HBA_UINT32>(aAdapter.mPorts.size());
 }
 
-// "port" comes last: ports inherit the node name of the adapter.
+// "port" comes after the node name, which ports inherit. It sets the number of ports.
 constexpr Key<Adapter> adapterKeys[] = {
     {"name", Presence::required, readName},
     {"manufacturer", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::Manufacturer>},
@@ -286,6 +381,8 @@ constexpr Key<Adapter> adapterKeys[] = {
     {"driver_name", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::DriverName>},
     {"lun_style", Presence::optional, readLunStyle},
     {"port", Presence::optional, readPorts},
+    {"number_of_ports", Presence::optional,
+     attributeNumber<&HBA_ADAPTERATTRIBUTES::NumberOfPorts, highestNumber>},
 };
 
 /// Checks that the names of all adapters, and the port names of all their ports, are unique.

@@ -35,8 +35,11 @@ constexpr CallEntry calls[] = {
     {"HBA_GetAdapterPortAttributes", Call::getAdapterPortAttributes, Concern::adapter},
     {"HBA_GetDiscoveredPortAttributes", Call::getDiscoveredPortAttributes, Concern::adapter},
     {"HBA_GetPortAttributesByWWN", Call::getPortAttributesByWwn, Concern::adapter},
+    {"HBA_GetPortStatistics", Call::getPortStatistics, Concern::adapter},
     {"HBA_GetFcpTargetMapping", Call::getFcpTargetMapping, Concern::adapter},
     {"HBA_SendReportLUNs", Call::sendReportLuns, Concern::target},
+    {"HBA_SendScsiInquiry", Call::sendScsiInquiry, Concern::target},
+    {"HBA_SendReadCapacity", Call::sendReadCapacity, Concern::target},
     {"VQM_GetLibVer", Call::getLibVer, Concern::diagnosticLibrary},
     {"VQM_InitDiagEnv", Call::initDiagEnv, Concern::diagnosticLibrary},
     {"VQM_FreeDiagEnv", Call::freeDiagEnv, Concern::diagnosticLibrary},
@@ -84,6 +87,8 @@ bool concernsAdapter(Call aCall)
     Concern const concern = entryOf(aCall).mConcern;
     return concern == Concern::adapter || concern == Concern::target;
 }
+
+bool writesMemory(Call aCall) { return concernsAdapter(aCall) && aCall != Call::openAdapter; }
 
 bool concernsTarget(Call aCall) { return entryOf(aCall).mConcern == Concern::target; }
 

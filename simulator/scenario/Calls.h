@@ -18,8 +18,11 @@ enum class Call
     getAdapterPortAttributes,
     getDiscoveredPortAttributes,
     getPortAttributesByWwn,
+    getPortStatistics,
     getFcpTargetMapping,
     sendReportLuns,
+    sendScsiInquiry,
+    sendReadCapacity,
     getLibVer,
     initDiagEnv,
     freeDiagEnv,
@@ -48,6 +51,9 @@ bool concernsAdapter(Call aCall);
 
 /// @return whether the call concerns one target port
 bool concernsTarget(Call aCall);
+
+/// @return whether the call writes into the memory of its caller, among the calls of the HBA API
+bool writesMemory(Call aCall);
 
 /// @return whether the call concerns one board of the diagnostic library
 bool concernsBoard(Call aCall);

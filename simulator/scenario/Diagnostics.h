@@ -45,6 +45,7 @@ struct Diagnostics
     std::uint8_t mRecordVersion = QZCLibvqmRecords::sgDriverInfoVersion;
     std::uint64_t mFeatureList = QZCLibvqmRecords::sgQuazorFeature;
     std::vector<Board> mBoards;
+    std::optional<std::uint32_t> mNumberOfBoards;  ///< reported instead of the number of boards
     std::vector<EventSeries> mEvents;
 };
 }  // namespace qzsim

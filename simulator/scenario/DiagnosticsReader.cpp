@@ -194,6 +194,7 @@ constexpr Key<Diagnostics> diagnosticsKeys[] = {
     {"record_version", Presence::optional, readRecordVersion},
     {"feature_list", Presence::optional, readFeatureList},
     {"board", Presence::optional, readBoards},
+    {"number_of_boards", Presence::optional, number<&Diagnostics::mNumberOfBoards, 0, highestNumber>},
     {"event", Presence::optional, readEvents},
 };
 }  // namespace

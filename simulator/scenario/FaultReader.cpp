@@ -124,7 +124,7 @@ void readNth(TomlValue const& aValue, Fault& aFault)
 void readStatus(TomlValue const& aValue, Fault& aFault)
 {
     checkLibrary(aValue, "status", aFault.mCall, false);
-    aFault.mAnswer =
+    aFault.mReaction.mAnswer =
         readFoundOrNumber(aValue, statusNamed,
                           "a status name such as \"HBA_STATUS_ERROR_BUSY\" or a number from 0 to 4294967295");
 }
@@ -132,22 +132,101 @@ void readStatus(TomlValue const& aValue, Fault& aFault)
 void readResult(TomlValue const& aValue, Fault& aFault)
 {
     checkLibrary(aValue, "result", aFault.mCall, true);
-    aFault.mAnswer = readNumber(aValue, 0, highestNumber);
+    aFault.mReaction.mAnswer = readNumber(aValue, 0, highestNumber);
 }
 
+/// Refuses a key that applies only to calls that return this status.
+void checkStatus(TomlValue const& aValue, char const* aKey, Fault const& aFault, HBA_STATUS aStatus)
+{
+    if (aFault.mReaction.mAnswer != aStatus)
+    {
+        aValue.refuse(fmt::format("no key \"{}\" without the status {}", aKey, nameOf(aStatus)));
+    }
+}
+
+void readUntouched(TomlValue const& aValue, Fault& aFault)
+{
+    if (!writesMemory(aFault.mCall))
+    {
+        refuseKey(aValue, "untouched", aFault.mCall, "is no query of the HBA API");
+    }
+    aFault.mReaction.mIsUntouched = aValue.as<TomlValue::Boolean>("true or false");
+    if (aFault.mReaction.mIsUntouched && aFault.mReaction.mAnswer.value_or(HBA_STATUS_OK) != HBA_STATUS_OK)
+    {
+        aValue.refuse("no key \"untouched\" with a status other than HBA_STATUS_OK");
+    }
+    if (aFault.mReaction.mIsUntouched)
+    {
+        aFault.mReaction.mAnswer = HBA_STATUS_OK;
+    }
+}
+
+constexpr char senseKey[] = "sense_key";
+constexpr char additionalCode[] = "asc";
+constexpr char qualifier[] = "ascq";
+
+template <auto const& key, std::uint8_t Sense::*field, std::uint32_t highest>
+void readSense(TomlValue const& aValue, Fault& aFault)
+{
+    if (!concernsTarget(aFault.mCall))
+    {
+        refuseKey(aValue, key, aFault.mCall, "sends no SCSI command");
+    }
+    checkStatus(aValue, key, aFault, HBA_STATUS_SCSI_CHECK_CONDITION);
+    Sense sense = aFault.mReaction.mSense.value_or(Sense{});
+    sense.*field = static_cast<std::uint8_t>(readNumber(aValue, 0, highest));
+    aFault.mReaction.mSense = sense;
+}
+
+void readCount(TomlValue const& aValue, Fault& aFault)
+{
+    if (aFault.mCall != Call::getFcpTargetMapping)
+    {
+        refuseKey(aValue, "count", aFault.mCall, "does not return a number of mappings");
+    }
+    checkStatus(aValue, "count", aFault, HBA_STATUS_ERROR_MORE_DATA);
+    aFault.mReaction.mCount = readNumber(aValue, 0, highestNumber);
+}
+
+void readDelay(TomlValue const& aValue, Fault& aFault)
+{
+    aFault.mReaction.mDelayMs = readNumber(aValue, 0, highestNumber);
+}
+
+void readPrints(TomlValue const& aValue, Fault& aFault)
+{
+    constexpr std::size_t longestLine = 255;
+    aFault.mReaction.mLine = readText(aValue, longestLine);
+}
+
+constexpr std::uint32_t highestSenseKey = 0x0f;
+constexpr std::uint32_t highestByte = 0xff;
+
+// The keys after "status" depend on it.
 constexpr Key<Fault> faultKeys[] = {
-    {"call", Presence::required, readCall},        {"adapter", Presence::optional, readAdapter},
-    {"port_wwn", Presence::optional, readPortWwn}, {"board", Presence::optional, readBoard},
-    {"nth", Presence::required, readNth},          {"status", Presence::optional, readStatus},
+    {"call", Presence::required, readCall},
+    {"adapter", Presence::optional, readAdapter},
+    {"port_wwn", Presence::optional, readPortWwn},
+    {"board", Presence::optional, readBoard},
+    {"nth", Presence::required, readNth},
+    {"status", Presence::optional, readStatus},
     {"result", Presence::optional, readResult},
+    {"untouched", Presence::optional, readUntouched},
+    {senseKey, Presence::optional, readSense<senseKey, &Sense::mKey, highestSenseKey>},
+    {additionalCode, Presence::optional, readSense<additionalCode, &Sense::mCode, highestByte>},
+    {qualifier, Presence::optional, readSense<qualifier, &Sense::mQualifier, highestByte>},
+    {"count", Presence::optional, readCount},
+    {"delay_ms", Presence::optional, readDelay},
+    {"prints", Presence::optional, readPrints},
 };
 
-void checkAnswer(TomlValue const& aTable, Fault const& aFault)
+/// Refuses a fault that has no effect.
+void checkEffect(TomlValue const& aTable, Fault const& aFault)
 {
-    char const* const key = isDiagnostic(aFault.mCall) ? "result" : "status";
-    if (aTable.find(key) == nullptr)
+    Reaction const& reaction = aFault.mReaction;
+    if (!reaction.mAnswer && reaction.mDelayMs == 0 && reaction.mLine.empty())
     {
-        refuseMissingKey(aTable, key, "[[fault]]");
+        refuseMissingKey(aTable, isDiagnostic(aFault.mCall) ? "result" : "status", "[[fault]]");
     }
 }
 
@@ -210,7 +289,7 @@ std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenari
         aTables, "[[fault]]", faultKeys, Fault{},
         [&](TomlValue const& aTable, Fault aFault)
         {
-            checkAnswer(aTable, aFault);
+            checkEffect(aTable, aFault);
             checkNames(aTable, aFault, aScenario.mAdapters);
             checkBoard(aTable, aScenario.mDiagnostics.mBoards.size());
             aFault.mPlace = aTable.place();

@@ -9,9 +9,15 @@ namespace qzsim
 {
 namespace
 {
-std::string counted(std::size_t aCount, char const* aThing)
+std::string counted(std::uint64_t aCount, char const* aThing)
 {
     return fmt::format("{} {}{}", aCount, aThing, aCount == 1 ? "" : "s");
+}
+
+/// @param aReported the number that the library reports
+std::string counted(std::size_t aCount, char const* aThing, std::uint64_t aReported)
+{
+    return counted(aCount, aThing) + (aReported == aCount ? "" : fmt::format(" (reported as {})", aReported));
 }
 
 std::string callsOf(Fault const& aFault)
@@ -27,12 +33,16 @@ std::string callsOf(Fault const& aFault)
 std::string summaryOf(Adapter const& aAdapter)
 {
     std::size_t remotePorts = 0;
+    std::uint64_t reportedRemotePorts = 0;
     for (Port const& port : aAdapter.mPorts)
     {
         remotePorts += port.mRemotePorts.size();
+        reportedRemotePorts += port.mAttributes.NumberofDiscoveredPorts;
     }
-    return fmt::format("\"{}\" with {}, {}, {}", aAdapter.mName, counted(aAdapter.mPorts.size(), "port"),
-                       counted(remotePorts, "remote port"), counted(numberOfMappings(aAdapter), "LUN"));
+    return fmt::format("\"{}\" with {}, {}, {}", aAdapter.mName,
+                       counted(aAdapter.mPorts.size(), "port", aAdapter.mAttributes.NumberOfPorts),
+                       counted(remotePorts, "remote port", reportedRemotePorts),
+                       counted(numberOfMappings(aAdapter), "LUN"));
 }
 
 std::string summaryOf(EventSeries const& aSeries)
@@ -57,7 +67,89 @@ std::string deviceOf(Fault const& aFault)
 
 std::string answerOf(Fault const& aFault)
 {
-    return isDiagnostic(aFault.mCall) ? std::to_string(aFault.mAnswer) : nameOf(HBA_STATUS{aFault.mAnswer});
+    Reaction const& reaction = aFault.mReaction;
+    char const* const ending = aFault.mFirst == aFault.mLast ? "s" : "";
+    if (!reaction.mAnswer)
+    {
+        return fmt::format("answer{} as usual", ending);
+    }
+    return fmt::format("return{} {}", ending,
+                       isDiagnostic(aFault.mCall) ? std::to_string(*reaction.mAnswer)
+                                                  : nameOf(HBA_STATUS{*reaction.mAnswer}));
+}
+
+/// @return what the fault does beyond its answer, each part with a leading blank
+std::string additionsOf(Fault const& aFault)
+{
+    Reaction const& reaction = aFault.mReaction;
+    std::string text;
+    if (reaction.mIsUntouched)
+    {
+        text += " without writing";
+    }
+    if (reaction.mSense)
+    {
+        text += fmt::format(" with sense {:X}/{:02X}/{:02X}", reaction.mSense->mKey, reaction.mSense->mCode,
+                            reaction.mSense->mQualifier);
+    }
+    if (reaction.mCount)
+    {
+        text += fmt::format(" with the count {}", *reaction.mCount);
+    }
+    if (reaction.mDelayMs != 0)
+    {
+        text += fmt::format(" after {} ms", reaction.mDelayMs);
+    }
+    if (!reaction.mLine.empty())
+    {
+        text += fmt::format(" and print{} \"{}\"", aFault.mFirst == aFault.mLast ? "s" : "", reaction.mLine);
+    }
+    return text;
+}
+
+std::string summaryOf(LunData const& aData)
+{
+    std::string const device = aData.mDevice ? fmt::format(", device \"{}\"", *aData.mDevice) : "";
+    return fmt::format("\"{}\", \"{}\", \"{}\", {} of {} bytes{}", aData.mVendor, aData.mProduct,
+                       aData.mRevision, counted(aData.mBlocks, "block"), aData.mBlockSize, device);
+}
+
+/// @return one line for each target and LUN whose data differ from the default
+std::string summaryOfLuns(Adapter const& aAdapter)
+{
+    std::string const usual = summaryOf(LunData());
+    std::string summary;
+    for (Port const& port : aAdapter.mPorts)
+    {
+        for (RemotePort const& target : port.mRemotePorts)
+        {
+            std::string const name = textOf(target.mAttributes.PortWWN);
+            std::string const data = summaryOf(target.mLunData);
+            summary += data == usual ? "" : fmt::format("LUNs of {}: {}\n", name, data);
+            for (auto const& [lun, ownData] : target.mOwnLunData)
+            {
+                summary += fmt::format("LUN {} of {}: {}\n", lun, name, summaryOf(ownData));
+            }
+        }
+    }
+    return summary;
+}
+
+/// @return one line for each port that has statistics
+std::string summaryOfStatistics(Adapter const& aAdapter)
+{
+    std::string summary;
+    for (Port const& port : aAdapter.mPorts)
+    {
+        if (port.mStatistics)
+        {
+            summary +=
+                fmt::format("statistics: {} of port {}, {} growing\n",
+                            counted(numberOfCounters(*port.mStatistics), "counter"),
+                            textOf(port.mAttributes.PortWWN), numberOfGrowingCounters(*port.mStatistics));
+        }
+    }
+    return summary;
 }
 
 /// @return one line for each board and event source
@@ -75,6 +167,22 @@ std::string summaryOf(Diagnostics const& aDiagnostics)
     return summary;
 }
 }  // namespace
+
+std::uint32_t numberOfAdapters(Scenario const& aScenario)
+{
+    return aScenario.mNumberOfAdapters.value_or(static_cast<std::uint32_t>(aScenario.mAdapters.size()));
+}
+
+std::uint32_t numberOfBoards(Diagnostics const& aDiagnostics)
+{
+    return aDiagnostics.mNumberOfBoards.value_or(static_cast<std::uint32_t>(aDiagnostics.mBoards.size()));
+}
+
+LunData const& dataOf(std::uint16_t aLun, RemotePort const& aTarget)
+{
+    auto const found = aTarget.mOwnLunData.find(aLun);
+    return found == aTarget.mOwnLunData.end() ? aTarget.mLunData : found->second;
+}
 
 std::size_t numberOfMappings(Adapter const& aAdapter)
 {
@@ -97,23 +205,26 @@ std::uint32_t strikesIn(Fault const& aFault)
 std::string summaryOf(Fault const& aFault)
 {
     std::string const port = aFault.mPort.empty() ? "" : fmt::format(" to {}", aFault.mPort);
-    char const* const verb = aFault.mFirst == aFault.mLast ? "returns" : "return";
-    return fmt::format("{} of {}{}{} {} {}", callsOf(aFault), nameOf(aFault.mCall), deviceOf(aFault), port,
-                       verb, answerOf(aFault));
+    return fmt::format("{} of {}{}{} {}{}", callsOf(aFault), nameOf(aFault.mCall), deviceOf(aFault), port,
+                       answerOf(aFault), additionsOf(aFault));
 }
 
 std::string summaryOf(Scenario const& aScenario)
 {
     Diagnostics const& diagnostics = aScenario.mDiagnostics;
-    std::string const boards = diagnostics.mBoards.empty()
-                                   ? ""
-                                   : fmt::format("{}, {}, ", counted(diagnostics.mBoards.size(), "board"),
-                                                 counted(diagnostics.mEvents.size(), "event source"));
-    std::string summary = fmt::format("{}, {}{}\n", counted(aScenario.mAdapters.size(), "adapter"), boards,
-                                      counted(aScenario.mFaults.size(), "fault"));
+    std::string const boards =
+        diagnostics.mBoards.empty() && numberOfBoards(diagnostics) == 0
+            ? ""
+            : fmt::format("{}, {}, ",
+                          counted(diagnostics.mBoards.size(), "board", numberOfBoards(diagnostics)),
+                          counted(diagnostics.mEvents.size(), "event source"));
+    std::string summary =
+        fmt::format("{}, {}{}\n", counted(aScenario.mAdapters.size(), "adapter", numberOfAdapters(aScenario)),
+                    boards, counted(aScenario.mFaults.size(), "fault"));
     for (Adapter const& adapter : aScenario.mAdapters)
     {
-        summary += fmt::format("adapter: {}\n", summaryOf(adapter));
+        summary += fmt::format("adapter: {}\n", summaryOf(adapter)) + summaryOfStatistics(adapter) +
+                   summaryOfLuns(adapter);
     }
     summary += summaryOf(diagnostics);
     for (Fault const& fault : aScenario.mFaults)

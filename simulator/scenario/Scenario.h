@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <ctime>
 #include <limits>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +15,7 @@
 
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Diagnostics.h"
+#include "simulator/scenario/Statistics.h"
 
 namespace qzsim
 {
@@ -36,6 +39,17 @@ enum class LunStyle
     integer  ///< the integer that Linux forms from these bytes, as in ScsiOSLun
 };
 
+/// What a LUN answers to INQUIRY and READ CAPACITY, and the name of its device.
+struct LunData
+{
+    std::string mVendor = "EXAMPLE";
+    std::string mProduct = "SIMULATED DISK";
+    std::string mRevision = "1.0";
+    std::uint32_t mBlockSize = 512;
+    std::uint64_t mBlocks = 0x200000;
+    std::optional<std::string> mDevice = std::nullopt;  ///< nothing: a generated name
+};
+
 /// A port that a port of the adapter has discovered.
 struct RemotePort
 {
@@ -43,15 +57,19 @@ struct RemotePort
     Role mRole;
     LunAddressing mLunAddressing;
     std::vector<std::uint16_t> mLuns;
+    LunData mLunData;                              ///< of all LUNs except those of mOwnLunData
+    std::map<std::uint16_t, LunData> mOwnLunData;  ///< of single LUNs
 };
 
 struct Port
 {
     HBA_PORTATTRIBUTES mAttributes;
     std::vector<RemotePort> mRemotePorts;
+    std::optional<Statistics> mStatistics;  ///< nothing when the port does not support them
 };
 
-/// The attributes of adapters and ports are complete HBA API records, which the calls copy as they are.
+/// The attributes of adapters and ports are complete HBA API records, which the calls copy as they are. The counts in
+/// them may differ from what exists.
 struct Adapter
 {
     std::string mName;
@@ -63,24 +81,57 @@ struct Adapter
 /// Value of Fault::mLast for a fault without an end: every call from mFirst on fails.
 constexpr std::uint32_t endless = std::numeric_limits<std::uint32_t>::max();
 
-/// Calls that fail: they return what the scenario specifies.
+/// Sense data of a SCSI command that ends with a check condition.
+struct Sense
+{
+    std::uint8_t mKey;
+    std::uint8_t mCode;       ///< additional sense code
+    std::uint8_t mQualifier;  ///< additional sense code qualifier
+};
+
+/// A unit attention: the reported LUNs data has changed.
+constexpr Sense usualSense{0x06, 0x3f, 0x0e};
+
+/// What a call does when a fault strikes: it prints, waits and answers, in this order.
+struct Reaction
+{
+    /// Status of the HBA API, or result of the diagnostic library. Nothing: the call answers as usual.
+    std::optional<std::uint32_t> mAnswer = std::nullopt;
+    bool mIsUntouched = false;  ///< whether the call succeeds without writing into the memory of the caller
+    std::optional<Sense> mSense = std::nullopt;          ///< sense data instead of the usual one
+    std::optional<std::uint32_t> mCount = std::nullopt;  ///< number of mappings instead of the true one
+    std::uint32_t mDelayMs = 0;
+    std::string mLine = {};  ///< printed on standard output, unless it is empty
+};
+
+/// Calls that fail or misbehave in another way.
 struct Fault
 {
     Call mCall;
     std::string mDevice;  ///< name of an adapter or number of a board: only its calls count; empty: all calls
     std::string mPort;    ///< name of a remote port: only its calls count; empty: all calls
-    std::uint32_t mFirst;   ///< first call that fails, counted from 1
-    std::uint32_t mLast;    ///< last call that fails
-    std::uint32_t mAnswer;  ///< status of the HBA API, or result of the diagnostic library
-    std::string mPlace;     ///< position in the file, "file:line:column"
+    std::uint32_t mFirst;  ///< first call that fails, counted from 1
+    std::uint32_t mLast;   ///< last call that fails
+    Reaction mReaction;
+    std::string mPlace;  ///< position in the file, "file:line:column"
 };
 
 struct Scenario
 {
     std::vector<Adapter> mAdapters;
+    std::optional<std::uint32_t> mNumberOfAdapters;  ///< reported instead of the number of adapters
     Diagnostics mDiagnostics;
     std::vector<Fault> mFaults;
 };
+
+/// @return the number of adapters that the HBA library reports
+std::uint32_t numberOfAdapters(Scenario const& aScenario);
+
+/// @return the number of boards that the diagnostic library reports
+std::uint32_t numberOfBoards(Diagnostics const& aDiagnostics);
+
+/// @return the data of a LUN of the target
+LunData const& dataOf(std::uint16_t aLun, RemotePort const& aTarget);
 
 /// @return the number of target mappings of an adapter: one per LUN of each target
 std::size_t numberOfMappings(Adapter const& aAdapter);

@@ -5,6 +5,7 @@
 #include "simulator/scenario/FaultReader.h"
 #include "simulator/scenario/TableReader.h"
 #include "simulator/scenario/TomlValue.h"
+#include "simulator/scenario/ValueReader.h"
 
 namespace qzsim
 {
@@ -12,6 +13,9 @@ namespace
 {
 // "fault" comes last: faults refer to adapters and boards.
 constexpr Key<Scenario> scenarioKeys[] = {
+    {"number_of_adapters", Presence::optional,
+     [](TomlValue const& aValue, Scenario& aScenario)
+     { aScenario.mNumberOfAdapters = readNumber(aValue, 0, highestNumber); }},
     {"adapter", Presence::optional,
      [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mAdapters = readAdapters(aValue); }},
     {"diagnostics", Presence::optional,

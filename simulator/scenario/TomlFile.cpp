@@ -1,8 +1,8 @@
 // The only source that uses the TOML library, which is compiled into it.
 #define TOML_EXCEPTIONS 0
-// Maximum nesting of arrays and tables. A scenario written in one line has seven levels. The default limit of the
-// library is so high that parsing could overflow the stack.
-#define TOML_MAX_NESTED_VALUES 8
+// Maximum nesting of arrays, tables and the values in them. A scenario written in one line has eight levels of arrays and
+// tables. The default limit of the library is so high that parsing could overflow the stack.
+#define TOML_MAX_NESTED_VALUES 9
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
@@ -113,7 +113,7 @@ private:
     static TomlValue::Content content(toml::value<std::string> const& aText) { return aText.get(); }
     static TomlValue::Content content(toml::value<std::int64_t> const& aNumber) { return aNumber.get(); }
     static TomlValue::Content content(toml::value<double> const&) { return other("a fractional number"); }
-    static TomlValue::Content content(toml::value<bool> const&) { return other("a boolean"); }
+    static TomlValue::Content content(toml::value<bool> const& aBoolean) { return aBoolean.get(); }
     static TomlValue::Content content(toml::value<toml::date> const&) { return other("a date"); }
     static TomlValue::Content content(toml::value<toml::time> const&) { return other("a time"); }
     static TomlValue::Content content(toml::value<toml::date_time> const&)

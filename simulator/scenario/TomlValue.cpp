@@ -25,6 +25,7 @@ struct Description
     std::string operator()(TomlValue::Array const&) const { return "an array"; }
     std::string operator()(TomlValue::Text const& aText) const { return qzsim::inQuotes(aText); }
     std::string operator()(TomlValue::Number aNumber) const { return std::to_string(aNumber); }
+    std::string operator()(TomlValue::Boolean) const { return "a boolean"; }
     std::string operator()(TomlValue::Other const& aOther) const { return aOther.mKind; }
 };
 }  // namespace

@@ -19,14 +19,15 @@ public:
     using Array = std::vector<TomlValue>;
     using Text = std::string;
     using Number = std::int64_t;
+    using Boolean = bool;
 
-    /// A value of a type that scenarios do not use; the text names the type ("a boolean").
+    /// A value of a type that scenarios do not use; the text names the type ("a date").
     struct Other
     {
         std::string mKind;
     };
 
-    using Content = std::variant<Table, Array, Text, Number, Other>;
+    using Content = std::variant<Table, Array, Text, Number, Boolean, Other>;
 
     /// @param aPlace "file:line:column"
     TomlValue(std::string aPlace, Content aContent);

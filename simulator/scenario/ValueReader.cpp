@@ -24,15 +24,21 @@ std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::ui
     return readNumber(aValue, aLowest, aHighest, fmt::format("a number from {} to {}", aLowest, aHighest));
 }
 
-void readText(TomlValue const& aValue, char* aField, std::size_t aSize)
+std::string const& readText(TomlValue const& aValue, std::size_t aLongest)
 {
     std::string const expected =
-        fmt::format("a string of at most {} bytes without control characters", aSize - 1);
+        fmt::format("a string of at most {} bytes without control characters", aLongest);
     auto const& text = aValue.as<TomlValue::Text>(expected);
-    if (text.size() >= aSize || hasControlCharacter(text))
+    if (text.size() > aLongest || hasControlCharacter(text))
     {
         aValue.refuse(expected);
     }
+    return text;
+}
+
+void readText(TomlValue const& aValue, char* aField, std::size_t aSize)
+{
+    std::string const& text = readText(aValue, aSize - 1);
     std::memcpy(aField, text.c_str(), text.size() + 1);
 }
 

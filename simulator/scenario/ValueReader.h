@@ -25,6 +25,10 @@ std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::ui
 /// Same as above, with a generated description of the expected numbers.
 std::uint32_t readNumber(TomlValue const& aValue, std::uint32_t aLowest, std::uint32_t aHighest);
 
+/// @param aLongest highest number of bytes
+/// @throws ScenarioError when the value is not a text of this length without control characters
+std::string const& readText(TomlValue const& aValue, std::size_t aLongest);
+
 /// Reads text without control characters into a field.
 /// @param aSize size of the field, including the terminator
 /// @throws ScenarioError when the value is not such a text

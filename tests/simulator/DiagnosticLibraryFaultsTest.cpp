@@ -1,6 +1,9 @@
 // Calls of the diagnostic library that the scenario makes fail.
 #include <array>
+#include <chrono>
+#include <cstddef>
 #include <cstdlib>
+#include <future>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -8,8 +11,10 @@
 
 #include "simulator/control/Strikes.h"
 #include "tests/simulator/DiagnosticLibraryFixture.h"
+#include "tests/simulator/Scenarios.h"
 
 using testing::Each;
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -62,6 +67,17 @@ TEST_F(DiagnosticLibraryFaults, FailingInitializationReturnsTheResultAndOpensNot
     EXPECT_THAT(mTable, Each(0xee));
     EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), QZ_NO_ENVIRONMENT);
     EXPECT_EQ(init(), 2U);
+}
+
+TEST_F(DiagnosticLibraryFaults, NumberOfBoardsMayDifferFromWhatExists)
+{
+    constexpr std::size_t recordSize = 108;
+    mTable.fill(0xee);
+    EXPECT_EQ(init("[diagnostics]\nnumber_of_boards = 4294967295\n" + std::string(oneBoard)), 4294967295U);
+    EXPECT_NE(mTable[0], 0xee);
+    EXPECT_EQ(mTable[recordSize], 0xee) << "a record of a board that does not exist was written";
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), QZ_NO_BOARD);
 }
 
 TEST_F(DiagnosticLibraryFaults, FailingVersionQueryWritesNothing)
@@ -124,5 +140,39 @@ TEST_F(DiagnosticLibraryFaults, StrikesAreCounted)
     qzsim::Strikes const strikes(file.path(), 2);
     EXPECT_EQ(strikes.of(0), 0U);
     EXPECT_EQ(strikes.of(1), 2U);
+}
+
+TEST_F(DiagnosticLibraryFaults, DelayedInitializationOpensTheEnvironmentAfterTheDelay)
+{
+    auto const start = std::chrono::steady_clock::now();
+    EXPECT_EQ(
+        init(twoBoards + std::string("[[fault]]\ncall = \"VQM_InitDiagEnv\"\nnth = 1\ndelay_ms = 50\n")), 2U);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+}
+
+TEST_F(DiagnosticLibraryFaults, QueryOfABoardMayPrintALine)
+{
+    init(twoBoards + std::string("[[fault]]\ncall = \"VQM_GetLinkInfo\"\nnth = 1\nprints = \"board\"\n"));
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "board\n");
+}
+
+TEST_F(DiagnosticLibraryFaults, CallsOfOtherThreadsGoOnDuringADelay)
+{
+    init(twoBoards + std::string("[[fault]]\ncall = \"VQM_GetLinkInfo\"\nnth = 1\ndelay_ms = 1000\n"
+                                 "[[fault]]\ncall = \"VQM_GetLibVer\"\nnth = 1\ndelay_ms = 1000\n"));
+    std::array<char, 128> text = {'x'};
+    auto link = std::async(std::launch::async, [this] { return mGetLinkInfo(0, mRecord.data()); });
+    auto version = std::async(std::launch::async, [&] { mGetLibVer(text.data()); });
+    EXPECT_EQ(link.wait_for(100ms), std::future_status::timeout);
+    EXPECT_EQ(version.wait_for(0ms), std::future_status::timeout);
+    std::array<unsigned char, 168> record;
+    EXPECT_EQ(mGetLinkInfo(1, record.data()), ok);
+    EXPECT_EQ(link.wait_for(0ms), std::future_status::timeout) << "the other call waited for the delayed one";
+    EXPECT_EQ(link.get(), ok);
+    version.get();
+    EXPECT_STREQ(text.data(), "2.1.0");
 }
 }  // namespace

@@ -23,7 +23,7 @@ constexpr HBA_STATUS unavailable = HBA_STATUS_ERROR_UNAVAILABLE;
 Fault faultOfRange(Call aCall, std::string const& aAdapter, std::uint32_t aFirst, std::uint32_t aLast,
                    HBA_STATUS aStatus = busy)
 {
-    return {aCall, aAdapter, "", aFirst, aLast, aStatus, ""};
+    return {aCall, aAdapter, "", aFirst, aLast, {aStatus}, ""};
 }
 
 Fault fault(Call aCall, std::string const& aAdapter, std::uint32_t aNth, HBA_STATUS aStatus = busy)
@@ -41,80 +41,80 @@ Faults scheduled(std::vector<Fault> const& aFaults)
 TEST(Faults, EmptyScheduleLetsEveryCallSucceed)
 {
     Faults faults;
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
 }
 
 TEST(Faults, OnlyTheNthCallFails)
 {
     Faults faults = scheduled({fault(Call::loadLibrary, "", 2)});
-    EXPECT_EQ(faults.next(Call::loadLibrary), std::nullopt);
-    EXPECT_EQ(faults.next(Call::loadLibrary), busy);
-    EXPECT_EQ(faults.next(Call::loadLibrary), std::nullopt);
+    EXPECT_EQ(faults.next(Call::loadLibrary).mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::loadLibrary).mAnswer, busy);
+    EXPECT_EQ(faults.next(Call::loadLibrary).mAnswer, std::nullopt);
 }
 
 TEST(Faults, EachFunctionIsCountedSeparately)
 {
     Faults faults = scheduled({fault(Call::openAdapter, "", 1)});
-    EXPECT_EQ(faults.next(Call::getAdapterName, "a"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
+    EXPECT_EQ(faults.next(Call::getAdapterName, "a").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
 }
 
 TEST(Faults, AdapterFaultCountsOnlyThatAdapter)
 {
     Faults faults = scheduled({fault(Call::openAdapter, "b", 2)});
-    EXPECT_EQ(faults.next(Call::openAdapter, "b"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::openAdapter, "b"), busy);
+    EXPECT_EQ(faults.next(Call::openAdapter, "b").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "b").mAnswer, busy);
 }
 
 TEST(Faults, FaultWithoutAdapterCountsAllAdaptersTogether)
 {
     Faults faults = scheduled({fault(Call::openAdapter, "", 3)});
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::openAdapter, "b"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "b").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
 }
 
 TEST(Faults, FirstOfTwoFaultsForACallDecides)
 {
     Faults faults =
         scheduled({fault(Call::openAdapter, "a", 1, unavailable), fault(Call::openAdapter, "", 1)});
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), unavailable);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, unavailable);
 }
 
 TEST(Faults, RangeFailsFromItsFirstToItsLastCall)
 {
     Faults faults = scheduled({faultOfRange(Call::openAdapter, "a", 2, 3)});
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
 }
 
 TEST(Faults, EndlessRangeFailsFromItsFirstCallOn)
 {
     Faults faults = scheduled({faultOfRange(Call::openAdapter, "a", 2, qzsim::endless)});
-    EXPECT_EQ(faults.next(Call::openAdapter, "a"), std::nullopt);
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
     for (int count = 0; count < 1000; ++count)
     {
-        EXPECT_EQ(faults.next(Call::openAdapter, "a"), busy);
+        EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
     }
 }
 
 TEST(Faults, PortFaultCountsThatPortThroughAnyAdapter)
 {
-    Faults faults = scheduled({{Call::sendReportLuns, "", "p", 2, 2, busy, ""}});
-    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "p"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "q"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "p"), busy);
+    Faults faults = scheduled({{Call::sendReportLuns, "", "p", 2, 2, {busy}, ""}});
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "p").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "q").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "p").mAnswer, busy);
 }
 
 TEST(Faults, PortAndAdapterFaultCountsOnlyThatPortThroughThatAdapter)
 {
-    Faults faults = scheduled({{Call::sendReportLuns, "b", "p", 1, 1, busy, ""}});
-    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "p"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "q"), std::nullopt);
-    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "p"), busy);
+    Faults faults = scheduled({{Call::sendReportLuns, "b", "p", 1, 1, {busy}, ""}});
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "a", "p").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "q").mAnswer, std::nullopt);
+    EXPECT_EQ(faults.next(Call::sendReportLuns, "b", "p").mAnswer, busy);
 }
 
 TEST(Faults, StrikesAreCountedPerFault)
@@ -137,8 +137,8 @@ TEST(Faults, CountsSurviveANewSchedule)
     std::vector<Fault> const schedule = {fault(Call::loadLibrary, "", 1),
                                          fault(Call::loadLibrary, "", 2, unavailable)};
     Faults faults = scheduled(schedule);
-    EXPECT_EQ(faults.next(Call::loadLibrary), busy);
+    EXPECT_EQ(faults.next(Call::loadLibrary).mAnswer, busy);
     faults.schedule(schedule);
-    EXPECT_EQ(faults.next(Call::loadLibrary), unavailable);
+    EXPECT_EQ(faults.next(Call::loadLibrary).mAnswer, unavailable);
 }
 }  // namespace

@@ -1,5 +1,7 @@
 // Calls of the simulated HBA library that the scenario makes fail.
+#include <chrono>
 #include <ctime>
+#include <future>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -9,8 +11,16 @@
 
 namespace
 {
+using namespace std::chrono_literals;
+
 class HbaLibraryFaults : public HbaLibraryFixture
 {
+protected:
+    /// @return a fault without status in the first call
+    static std::string effect(std::string const& aCall, std::string const& aLine)
+    {
+        return "[[fault]]\ncall = \"" + aCall + "\"\nnth = 1\n" + aLine + '\n';
+    }
 };
 
 TEST_F(HbaLibraryFaults, FailingNameQueryDoesNotWriteTheBuffer)
@@ -61,5 +71,73 @@ TEST_F(HbaLibraryFaults, FailingFreeKeepsEverythingLoaded)
     load(twoAdapters + fault("HBA_FreeLibrary", busy));
     EXPECT_EQ(mTable.FreeLibraryHandler(), busy);
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 2U);
+}
+
+TEST_F(HbaLibraryFaults, DelayedCallAnswersAsUsualAfterTheDelay)
+{
+    load(twoAdapters + effect("HBA_OpenAdapter", "delay_ms = 50"));
+    auto const start = std::chrono::steady_clock::now();
+    EXPECT_NE(open("example-fc-0"), 0U);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+}
+
+TEST_F(HbaLibraryFaults, DelayedCallMayFail)
+{
+    load(twoAdapters + fault("HBA_FreeLibrary", busy) + "delay_ms = 50\n");
+    auto const start = std::chrono::steady_clock::now();
+    EXPECT_EQ(mTable.FreeLibraryHandler(), busy);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+}
+
+TEST_F(HbaLibraryFaults, QueryOfANameMaySucceedWithoutWritingTheBuffer)
+{
+    load(twoAdapters + effect("HBA_GetAdapterName", "untouched = true"));
+    EXPECT_EQ(name(0).mName[0], 'x');
+    EXPECT_EQ(name(0).mName, "example-fc-0");
+}
+
+TEST_F(HbaLibraryFaults, QueryOfARecordMaySucceedWithoutWritingIt)
+{
+    load(twoAdapters + effect("HBA_GetAdapterAttributes", "untouched = true"));
+    HBA_ADAPTERATTRIBUTES attributes{};
+    attributes.NumberOfPorts = 77;
+    EXPECT_EQ(mTable.GetAdapterAttributesHandler(open("example-fc-0"), &attributes), ok);
+    EXPECT_EQ(attributes.NumberOfPorts, 77U);
+}
+
+TEST_F(HbaLibraryFaults, CallMayPrintALineOnStandardOutput)
+{
+    load(twoAdapters + effect("HBA_OpenAdapter", "prints = \"driver 1: opened\""));
+    testing::internal::CaptureStdout();
+    EXPECT_NE(open("example-fc-0"), 0U);
+    EXPECT_NE(open("example-fc-0"), 0U);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "driver 1: opened\n");
+}
+
+TEST_F(HbaLibraryFaults, CallsOfOtherThreadsGoOnDuringADelay)
+{
+    load(twoAdapters + effect("HBA_OpenAdapter", "delay_ms = 1000"));
+    auto delayed = std::async(std::launch::async, [this] { return open("example-fc-0"); });
+    EXPECT_EQ(delayed.wait_for(100ms), std::future_status::timeout);
+    EXPECT_EQ(name(1).mName, "example-fc-1");
+    HBA_HANDLE const handle = open("example-fc-1");
+    HBA_ADAPTERATTRIBUTES attributes;
+    EXPECT_EQ(mTable.GetAdapterAttributesHandler(handle, &attributes), ok);
+    EXPECT_EQ(delayed.wait_for(0ms), std::future_status::timeout)
+        << "the other calls waited for the delayed one";
+    EXPECT_NE(delayed.get(), handle);
+}
+
+TEST_F(HbaLibraryFaults, LibraryMayBeFreedDuringADelay)
+{
+    load(twoAdapters + effect("HBA_GetAdapterAttributes", "delay_ms = 200"));
+    HBA_HANDLE const handle = open("example-fc-0");
+    HBA_ADAPTERATTRIBUTES attributes{};
+    auto delayed = std::async(std::launch::async,
+                              [&] { return mTable.GetAdapterAttributesHandler(handle, &attributes); });
+    EXPECT_EQ(delayed.wait_for(50ms), std::future_status::timeout);
+    EXPECT_EQ(mTable.FreeLibraryHandler(), ok);
+    EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
+    EXPECT_EQ(delayed.get(), ok);
 }
 }  // namespace

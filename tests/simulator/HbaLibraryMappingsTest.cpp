@@ -96,6 +96,25 @@ TEST_F(HbaLibraryMappings, EntryNamesTheDevice)
     EXPECT_STREQ(block.entry(1).ScsiId.OSDeviceName, "/dev/disk/by-path/fc-0x5000000000000001-lun-300");
 }
 
+TEST_F(HbaLibraryMappings, EntryNamesTheDeviceOfItsLunTable)
+{
+    std::string const longest = "/dev/" + std::string(250, 'x');
+    ASSERT_EQ(load("[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                   "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nluns = [2]\n"
+                   "[[adapter.port.remote.lun]]\nlun = 2\nos_device = \"/dev/sdc\"\n"
+                   "[[adapter.port.remote.lun]]\nlun = 5\nos_device = \"\"\n"
+                   "[[adapter.port.remote.lun]]\nlun = 3\nos_device = \"" +
+                   longest + "\"\n[[adapter.port.remote.lun]]\nlun = 4\n"),
+              ok);
+    mHandle = open("a");
+    Block block(4);
+    ASSERT_EQ(mappings(block), ok);
+    EXPECT_STREQ(block.entry(0).ScsiId.OSDeviceName, "/dev/sdc");
+    EXPECT_STREQ(block.entry(1).ScsiId.OSDeviceName, "");
+    EXPECT_EQ(block.entry(2).ScsiId.OSDeviceName, longest);
+    EXPECT_STREQ(block.entry(3).ScsiId.OSDeviceName, "/dev/disk/by-path/fc-0x5000000000000001-lun-4");
+}
+
 TEST_F(HbaLibraryMappings, EntryHasTheScsiEncodingOfTheLun)
 {
     Block block(4);
@@ -185,6 +204,27 @@ TEST_F(HbaLibraryMappings, MoreDataFaultReportsOnlyTheNumberNeeded)
     Block block(7);
     EXPECT_EQ(mappings(block), moreData);
     EXPECT_EQ(block.number(), 4U);
+    EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
+}
+
+TEST_F(HbaLibraryMappings, MoreDataFaultMayReportAWrongNumber)
+{
+    for (std::string const count : {"0", "1", "4294967295"})
+    {
+        loadWith(fault("HBA_GetFcpTargetMapping", moreData, "\"1+\"") + "count = " + count + "\n");
+        Block block(7);
+        EXPECT_EQ(mappings(block), moreData);
+        EXPECT_EQ(std::to_string(block.number()), count);
+        EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
+    }
+}
+
+TEST_F(HbaLibraryMappings, QueryMaySucceedWithoutWritingTheBlock)
+{
+    loadWith("[[fault]]\ncall = \"HBA_GetFcpTargetMapping\"\nnth = 1\nuntouched = true\n");
+    Block block(7);
+    EXPECT_EQ(mappings(block), ok);
+    EXPECT_EQ(block.number(), 7U);
     EXPECT_TRUE(isStill(fill, block.entry(0))) << "an entry was written";
 }
 

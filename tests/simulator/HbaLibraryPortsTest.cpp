@@ -52,6 +52,36 @@ TEST_F(HbaLibraryPorts, AdapterAttributesFillTheWholeRecord)
     EXPECT_STREQ(mAttributes.DriverName, "");
 }
 
+TEST_F(HbaLibraryPorts, CountsMayDifferFromWhatExists)
+{
+    load(
+        "number_of_adapters = 4294967295\n[[adapter]]\nname = \"a\"\nnumber_of_ports = 4294967295\n"
+        "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\nnumber_of_discovered_ports = "
+        "4294967295\n");
+    EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 4294967295U);
+    EXPECT_EQ(name(0).mStatus, ok);
+    EXPECT_EQ(name(1).mStatus, badIndex);
+    mHandle = open("a");
+    ASSERT_EQ(attributes(mHandle), ok);
+    EXPECT_EQ(mAttributes.NumberOfPorts, 4294967295U);
+    ASSERT_EQ(port(0), ok);
+    EXPECT_EQ(mPort.NumberofDiscoveredPorts, 4294967295U);
+    EXPECT_EQ(port(1), badIndex);
+    EXPECT_EQ(discovered(0, 0), badIndex);
+}
+
+TEST_F(HbaLibraryPorts, CountsMayBeLowerThanWhatExists)
+{
+    std::string const scenario = fabric;
+    load("number_of_adapters = 0\n[[adapter]]\nnumber_of_ports = 0\n" +
+         scenario.substr(scenario.find("name")));
+    EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
+    mHandle = open("a");
+    ASSERT_EQ(attributes(mHandle), ok);
+    EXPECT_EQ(mAttributes.NumberOfPorts, 0U);
+    EXPECT_EQ(port(1), ok);
+}
+
 TEST_F(HbaLibraryPorts, AdapterMayHaveNoPorts)
 {
     EXPECT_EQ(attributes(open("b")), ok);

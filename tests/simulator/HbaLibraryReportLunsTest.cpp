@@ -132,6 +132,23 @@ TEST_F(HbaLibraryReportLuns, CheckConditionReturnsSenseData)
     EXPECT_THAT(sense, ElementsAre(0x70, 0, 6, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x3f, 0x0e, 0, 0, 0, 0, fill));
 }
 
+TEST_F(HbaLibraryReportLuns, CheckConditionReturnsTheSenseDataOfTheFault)
+{
+    loadWith(fault("HBA_SendReportLUNs", checkCondition) + "sense_key = 2\nasc = 0x3a\nascq = 1\n");
+    Bytes sense(18, fill);
+    EXPECT_EQ(reportLuns(target, mResponse, sense), checkCondition);
+    EXPECT_THAT(sense, ElementsAre(0x70, 0, 2, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x3a, 1, 0, 0, 0, 0));
+}
+
+TEST_F(HbaLibraryReportLuns, CallMaySucceedWithoutWritingTheBuffers)
+{
+    loadWith("[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 1\nuntouched = true\n");
+    Bytes sense(18, fill);
+    EXPECT_EQ(reportLuns(target, mResponse, sense), ok);
+    EXPECT_THAT(mResponse, Each(fill));
+    EXPECT_THAT(sense, Each(fill));
+}
+
 TEST_F(HbaLibraryReportLuns, SenseDataIsTruncatedToItsBuffer)
 {
     loadWith(fault("HBA_SendReportLUNs", checkCondition, "\"1-2\""));

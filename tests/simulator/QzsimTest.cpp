@@ -56,7 +56,7 @@ TEST(Qzsim, CallWithoutEntryPointIsNotSupported)
 {
     EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "load", "count", "open=example-fc-0", "statistics=0", "free"})
                   .mOutput,
-              "load: 0\ncount: 2\nopen example-fc-0: 1\nstatistics 0: 2\nfree: 0\n");
+              "load: 0\ncount: 2\nopen example-fc-0: 1\nstatistics 0: 2 rx 0\nfree: 0\n");
 }
 
 TEST(Qzsim, AcceptsBlanksInTheScenarioPath)

@@ -14,6 +14,7 @@
 using qzsim::Diagnostics;
 using qzsim::EventSeries;
 using qzsim::Fault;
+using qzsim::Reaction;
 using qzsim::Scenario;
 using testing::AllOf;
 using testing::ElementsAre;
@@ -126,8 +127,10 @@ TEST(ScenarioDiagnostics, ReadsCallsAndBoardsOfFaults)
                                           "result = 4294967295\n"
                                           "[[fault]]\ncall = \"VQM_InitDiagEnv\"\nnth = 1\nresult = 0\n"))
             .mFaults;
-    EXPECT_THAT(faults, ElementsAre(AllOf(Field(&Fault::mDevice, "0"), Field(&Fault::mAnswer, 4294967295U)),
-                                    AllOf(Field(&Fault::mDevice, ""), Field(&Fault::mAnswer, 0U))));
+    EXPECT_THAT(faults, ElementsAre(AllOf(Field(&Fault::mDevice, "0"),
+                                          Field(&Fault::mReaction, Field(&Reaction::mAnswer, 4294967295U))),
+                                    AllOf(Field(&Fault::mDevice, ""),
+                                          Field(&Fault::mReaction, Field(&Reaction::mAnswer, 0U)))));
 }
 
 TEST(ScenarioDiagnostics, AllNineDiagnosticCallsMayFail)

@@ -16,7 +16,9 @@ constexpr char const* expectedNth =
 constexpr char const* expectedCall =
     "expected one of the calls HBA_LoadLibrary, HBA_FreeLibrary, HBA_GetAdapterName, HBA_OpenAdapter, "
     "HBA_GetAdapterAttributes, HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, "
-    "HBA_GetPortAttributesByWWN, HBA_GetFcpTargetMapping, HBA_SendReportLUNs, VQM_GetLibVer, "
+    "HBA_GetPortAttributesByWWN, HBA_GetPortStatistics, HBA_GetFcpTargetMapping, HBA_SendReportLUNs, "
+    "HBA_SendScsiInquiry, HBA_SendReadCapacity, "
+    "VQM_GetLibVer, "
     "VQM_InitDiagEnv, "
     "VQM_FreeDiagEnv, VQM_GetDrvInfo, VQM_GetLinkInfo, RegisterForEvent, unRegisterForEvent, "
     "VQM_QZ_RegisterForEvent, VQM_QZ_unRegisterForEvent, found ";
@@ -81,7 +83,7 @@ TEST(ScenarioError, RefusesALineWithTooManyDots)
 TEST(ScenarioError, RefusesValuesThatAreNestedTooDeeply)
 {
     EXPECT_EQ(errorOf("adapter = " + std::string(100000, '[')),
-              "bad.toml:1:19: Error while parsing value: exceeded maximum nested value depth of 8 "
+              "bad.toml:1:20: Error while parsing value: exceeded maximum nested value depth of 9 "
               "(TOML_MAX_NESTED_VALUES)");
 }
 
@@ -100,14 +102,15 @@ TEST(ScenarioError, ReportsAnUnknownKeyInAFileOfMaximumDepth)
         closing += "}\n]";
     }
     EXPECT_EQ(errorOf('[' + key + "]\n" + key + " = " + opening + '1' + closing),
-              "bad.toml:1:2: expected a key of the scenario (adapter, diagnostics, fault), found \"a\"");
+              "bad.toml:1:2: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
+              "fault), found \"a\"");
 }
 
 TEST(ScenarioError, RefusesAnUnknownTable)
 {
-    EXPECT_EQ(
-        errorOf("[[adaptor]]\nname = \"a\"\n"),
-        "bad.toml:1:3: expected a key of the scenario (adapter, diagnostics, fault), found \"adaptor\"");
+    EXPECT_EQ(errorOf("[[adaptor]]\nname = \"a\"\n"),
+              "bad.toml:1:3: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
+              "fault), found \"adaptor\"");
 }
 
 TEST(ScenarioError, RefusesASingleAdapterTable)
@@ -127,8 +130,18 @@ TEST(ScenarioError, RefusesAnUnknownKeyOfAnAdapter)
     EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\n  speed = 8\n"),
               "bad.toml:3:3: expected a key of [[adapter]] (name, manufacturer, serial_number, model, "
               "model_description, node_wwn, node_symbolic_name, hardware_version, driver_version, "
-              "option_rom_version, firmware_version, vendor_specific_id, driver_name, lun_style, port), "
+              "option_rom_version, firmware_version, vendor_specific_id, driver_name, lun_style, port, "
+              "number_of_ports), "
               "found \"speed\"");
+}
+
+TEST(ScenarioError, RefusesReportedNumbersAbove32Bits)
+{
+    std::string const expected = "expected a number from 0 to 4294967295, found 4294967296";
+    EXPECT_EQ(errorOf("number_of_adapters = 4294967296\n"), "bad.toml:1:22: " + expected);
+    EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\nnumber_of_ports = 4294967296\n"),
+              "bad.toml:3:19: " + expected);
+    EXPECT_EQ(errorOf("[diagnostics]\nnumber_of_boards = 4294967296\n"), "bad.toml:2:20: " + expected);
 }
 
 TEST(ScenarioError, RefusesAnUnknownLunStyle)
@@ -139,9 +152,9 @@ TEST(ScenarioError, RefusesAnUnknownLunStyle)
 
 TEST(ScenarioError, EscapesControlCharactersInAnUnexpectedKey)
 {
-    EXPECT_EQ(
-        errorOf("\"a\\u001b[2J\" = 1\n"),
-        "bad.toml:1:1: expected a key of the scenario (adapter, diagnostics, fault), found \"a\\u001B[2J\"");
+    EXPECT_EQ(errorOf("\"a\\u001b[2J\" = 1\n"),
+              "bad.toml:1:1: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
+              "fault), found \"a\\u001B[2J\"");
 }
 
 TEST(ScenarioError, ReportsAnAdapterWithoutName)
@@ -182,9 +195,9 @@ TEST(ScenarioError, RefusesASecondAdapterWithTheSameName)
 
 TEST(ScenarioError, RefusesAnUnknownKeyOfAFault)
 {
-    EXPECT_EQ(errorOfFault("count = 3\n"),
+    EXPECT_EQ(errorOfFault("times = 3\n"),
               "bad.toml:4:1: expected a key of [[fault]] (call, adapter, port_wwn, board, nth, status, "
-              "result), found \"count\"");
+              "result, untouched, sense_key, asc, ascq, count, delay_ms, prints), found \"times\"");
 }
 
 TEST(ScenarioError, ReportsAFaultWithoutCall)
@@ -298,6 +311,99 @@ TEST(ScenarioError, RefusesAFaultOfAnUnknownTarget)
                            "status = 1\n"),
               "bad.toml:5:12: expected the port_wwn of a target that the adapter sees, found "
               "\"50:00:00:00:00:00:00:01\"");
+}
+
+TEST(ScenarioError, RefusesAFaultWithoutAnyEffect)
+{
+    for (char const* const line : {"delay_ms = 0\n", "untouched = false\n", "prints = \"\"\n"})
+    {
+        EXPECT_EQ(errorOfFault(std::string("call = \"HBA_GetAdapterName\"\nnth = 1\n") + line),
+                  "bad.toml:3:1: expected the key \"status\" in this [[fault]], found none");
+    }
+    EXPECT_EQ(errorOfFault("call = \"VQM_InitDiagEnv\"\nnth = 1\ndelay_ms = 0\n"),
+              "bad.toml:3:1: expected the key \"result\" in this [[fault]], found none");
+}
+
+TEST(ScenarioError, RefusesADelayAbove32Bits)
+{
+    EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nnth = 1\ndelay_ms = 4294967296\n"),
+              "bad.toml:6:12: expected a number from 0 to 4294967295, found 4294967296");
+}
+
+TEST(ScenarioError, RefusesAPrintedLineThatIsTooLongOrHasAControlCharacter)
+{
+    std::string const fault = "call = \"HBA_OpenAdapter\"\nnth = 1\nprints = ";
+    std::string const expected =
+        "bad.toml:6:10: expected a string of at most 255 bytes without control characters, found ";
+    std::string const line(256, 'x');
+    EXPECT_EQ(errorOfFault(fault + '"' + line + "\"\n"), expected + '"' + line + '"');
+    EXPECT_EQ(errorOfFault(fault + "\"a\\nb\"\n"), expected + "\"a\\u000Ab\"");
+}
+
+TEST(ScenarioError, RefusesUntouchedForACallThatWritesNothing)
+{
+    for (std::string const call : {"HBA_LoadLibrary", "HBA_OpenAdapter", "VQM_GetDrvInfo"})
+    {
+        EXPECT_EQ(errorOfFault("call = \"" + call + "\"\nnth = 1\nuntouched = true\n"),
+                  "bad.toml:6:13: expected no key \"untouched\" for " + call +
+                      ", which is no query of the HBA API, found a boolean");
+    }
+}
+
+TEST(ScenarioError, RefusesUntouchedWithAnotherStatusThanOk)
+{
+    EXPECT_EQ(errorOfFault("call = \"HBA_GetAdapterName\"\nnth = 1\nstatus = 1\nuntouched = true\n"),
+              "bad.toml:7:13: expected no key \"untouched\" with a status other than HBA_STATUS_OK, found a "
+              "boolean");
+}
+
+TEST(ScenarioError, RefusesUntouchedThatIsNotABoolean)
+{
+    EXPECT_EQ(errorOfFault("call = \"HBA_GetAdapterName\"\nnth = 1\nuntouched = 1\n"),
+              "bad.toml:6:13: expected true or false, found 1");
+}
+
+TEST(ScenarioError, RefusesSenseDataForACallThatSendsNoScsiCommand)
+{
+    for (std::string const key : {"sense_key", "asc", "ascq"})
+    {
+        EXPECT_EQ(errorOfFault("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 9\n" + key + " = 2\n"),
+                  "bad.toml:7:" + std::to_string(key.size() + 4) + ": expected no key \"" + key +
+                      "\" for HBA_OpenAdapter, which sends no SCSI command, found 2");
+    }
+}
+
+TEST(ScenarioError, RefusesSenseDataWithoutACheckCondition)
+{
+    EXPECT_EQ(errorOfFault("call = \"HBA_SendReportLUNs\"\nnth = 1\nstatus = 10\nasc = 2\n"),
+              "bad.toml:7:7: expected no key \"asc\" without the status HBA_STATUS_SCSI_CHECK_CONDITION, "
+              "found 2");
+}
+
+TEST(ScenarioError, RefusesSenseDataThatDoesNotFitItsField)
+{
+    std::string const fault = "call = \"HBA_SendReportLUNs\"\nnth = 1\nstatus = 9\n";
+    EXPECT_EQ(errorOfFault(fault + "sense_key = 16\n"),
+              "bad.toml:7:13: expected a number from 0 to 15, found 16");
+    EXPECT_EQ(errorOfFault(fault + "asc = 256\n"),
+              "bad.toml:7:7: expected a number from 0 to 255, found 256");
+    EXPECT_EQ(errorOfFault(fault + "ascq = 256\n"),
+              "bad.toml:7:8: expected a number from 0 to 255, found 256");
+}
+
+TEST(ScenarioError, RefusesACountForACallThatReturnsNone)
+{
+    EXPECT_EQ(
+        errorOfFault("call = \"HBA_SendReportLUNs\"\nnth = 1\nstatus = 7\ncount = 2\n"),
+        "bad.toml:7:9: expected no key \"count\" for HBA_SendReportLUNs, which does not return a number "
+        "of mappings, found 2");
+}
+
+TEST(ScenarioError, RefusesACountWithoutMoreData)
+{
+    EXPECT_EQ(
+        errorOfFault("call = \"HBA_GetFcpTargetMapping\"\nnth = 1\nstatus = 10\ncount = 2\n"),
+        "bad.toml:7:9: expected no key \"count\" without the status HBA_STATUS_ERROR_MORE_DATA, found 2");
 }
 
 TEST(ScenarioError, RefusesTwoFaultsForTheSameCall)

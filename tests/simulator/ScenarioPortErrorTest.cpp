@@ -67,7 +67,9 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfAPort)
     EXPECT_EQ(errorOfPort("luns = 3\n"),
               "bad.toml:5:1: expected a key of [[adapter.port]] (port_wwn, node_wwn, fc_id, type, state, "
               "supported_classes, supported_fc4_types, active_fc4_types, symbolic_name, os_device_name, "
-              "supported_speeds, speed, max_frame_size, fabric_name, remote), found \"luns\"");
+              "supported_speeds, speed, max_frame_size, fabric_name, statistics, "
+              "statistics_per_second, remote, number_of_discovered_ports), "
+              "found \"luns\"");
 }
 
 TEST(ScenarioPortError, RefusesAnFcIdAbove24Bits)
@@ -94,10 +96,10 @@ TEST(ScenarioPortError, RefusesAPortStateThatIsNotAString)
 
 TEST(ScenarioPortError, RefusesAnUnknownPortSpeed)
 {
-    EXPECT_EQ(
-        errorOfPort("speed = \"4GBIT\"\n"),
-        "bad.toml:5:9: expected one of UNKNOWN, 1GBIT, 2GBIT, 10GBIT, NOT_NEGOTIATED or a number from 0 "
-        "to 4294967295, found \"4GBIT\"");
+    EXPECT_EQ(errorOfPort("speed = \"3GBIT\"\n"),
+              "bad.toml:5:9: expected one of UNKNOWN, 1GBIT, 2GBIT, 4GBIT, 8GBIT, 10GBIT, 16GBIT, 20GBIT, "
+              "32GBIT, 40GBIT, 64GBIT, "
+              "128GBIT, NOT_NEGOTIATED or a number from 0 to 4294967295, found \"3GBIT\"");
 }
 
 TEST(ScenarioPortError, RefusesSupportedSpeedsThatAreNotAList)
@@ -144,7 +146,8 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfARemotePort)
     EXPECT_EQ(
         errorOfRemotePort("speed = 1\n"),
         "bad.toml:7:1: expected a key of [[adapter.port.remote]] (port_wwn, node_wwn, fc_id, type, state, "
-        "symbolic_name, role, lun_addressing, luns), found \"speed\"");
+        "symbolic_name, role, lun_addressing, luns, inquiry_vendor, inquiry_product, inquiry_revision, "
+        "block_size, blocks, lun), found \"speed\"");
 }
 
 TEST(ScenarioPortError, RefusesAnUnknownRole)
@@ -177,6 +180,60 @@ TEST(ScenarioPortError, RefusesALunAbove16383)
 {
     EXPECT_EQ(errorOfRemotePort("luns = [0, 16384]\n"),
               "bad.toml:7:12: expected a number from 0 to 16383, found 16384");
+}
+
+TEST(ScenarioPortError, RefusesTextsThatDoNotFitTheResponseToInquiry)
+{
+    std::string const expected = " bytes without control characters, found \"";
+    EXPECT_EQ(errorOfRemotePort("inquiry_vendor = \"123456789\"\n"),
+              "bad.toml:7:18: expected a string of at most 8" + expected + "123456789\"");
+    EXPECT_EQ(errorOfRemotePort("inquiry_product = \"12345678901234567\"\n"),
+              "bad.toml:7:19: expected a string of at most 16" + expected + "12345678901234567\"");
+    EXPECT_EQ(errorOfRemotePort("inquiry_revision = \"12345\"\n"),
+              "bad.toml:7:20: expected a string of at most 4" + expected + "12345\"");
+}
+
+TEST(ScenarioPortError, RefusesANumberOfBlocksBelowOne)
+{
+    EXPECT_EQ(errorOfRemotePort("blocks = 0\n"),
+              "bad.toml:7:10: expected a number from 1 to 0x7fffffffffffffff, found 0");
+}
+
+TEST(ScenarioPortError, RefusesAnUnknownKeyOfALun)
+{
+    EXPECT_EQ(
+        errorOfRemotePort("[[adapter.port.remote.lun]]\nlun = 1\nid = 1\n"),
+        "bad.toml:9:1: expected a key of [[adapter.port.remote.lun]] (lun, inquiry_vendor, inquiry_product, "
+        "inquiry_revision, block_size, blocks, os_device), found \"id\"");
+}
+
+TEST(ScenarioPortError, RefusesATableOfALunWithoutNumberOrAbove16383)
+{
+    EXPECT_EQ(errorOfRemotePort("[[adapter.port.remote.lun]]\n"),
+              "bad.toml:7:1: expected the key \"lun\" in this [[adapter.port.remote.lun]], found none");
+    EXPECT_EQ(errorOfRemotePort("[[adapter.port.remote.lun]]\nlun = 16384\n"),
+              "bad.toml:8:7: expected a number from 0 to 16383, found 16384");
+}
+
+TEST(ScenarioPortError, RefusesTwoTablesForOneLun)
+{
+    EXPECT_EQ(
+        errorOfRemotePort("[[adapter.port.remote.lun]]\nlun = 2\n[[adapter.port.remote.lun]]\nlun = 2\n"),
+        "bad.toml:10:7: expected a LUN that no other table of this target has, found 2");
+}
+
+TEST(ScenarioPortError, RefusesATableOfALunForAnInitiator)
+{
+    EXPECT_EQ(errorOfRemotePort("role = \"initiator\"\n[[adapter.port.remote.lun]]\nlun = 2\n"),
+              "bad.toml:8:1: expected no key \"lun\" for a port that is not a target, found an array");
+}
+
+TEST(ScenarioPortError, RefusesAnOsDeviceThatIsTooLong)
+{
+    std::string const device(256, 'd');
+    EXPECT_EQ(errorOfRemotePort("[[adapter.port.remote.lun]]\nlun = 2\nos_device = \"" + device + "\"\n"),
+              "bad.toml:9:13: expected a string of at most 255 bytes without control characters, found \"" +
+                  device + '"');
 }
 
 TEST(ScenarioPortError, RefusesADuplicateLun)

@@ -1,6 +1,8 @@
 // Reading the adapters and ports of a scenario.
 #include <ctime>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -15,6 +17,7 @@
 
 using qzsim::Adapter;
 using qzsim::LunAddressing;
+using qzsim::LunData;
 using qzsim::Port;
 using qzsim::RemotePort;
 using qzsim::Role;
@@ -167,10 +170,19 @@ TEST(ScenarioPort, SupportedSpeedsAreCombined)
     EXPECT_EQ(port.PortSpeed, 8U);
 }
 
-TEST(ScenarioPort, SpeedMayBeAName)
+TEST(ScenarioPort, SpeedsHaveTheNumbersOfTheHbaApi)
 {
-    EXPECT_EQ(portWith("speed = \"NOT_NEGOTIATED\"\n").mAttributes.PortSpeed,
-              HBA_PORTSPEED{HBA_PORTSPEED_NOT_NEGOTIATED});
+    std::vector<std::pair<std::string, HBA_PORTSPEED>> const speeds = {
+        {"1GBIT", 1},      {"2GBIT", 2},     {"10GBIT", 4},        {"4GBIT", 8},      {"8GBIT", 0x10},
+        {"16GBIT", 0x20},  {"32GBIT", 0x40}, {"20GBIT", 0x80},     {"40GBIT", 0x100}, {"128GBIT", 0x200},
+        {"64GBIT", 0x400}, {"UNKNOWN", 0},   {"NOT_NEGOTIATED", 5}};
+    for (auto const& [name, number] : speeds)
+    {
+        EXPECT_EQ(portWith("speed = \"" + name + "\"\n").mAttributes.PortSpeed, number) << name;
+    }
+    EXPECT_EQ(
+        portWith("supported_speeds = [\"32GBIT\", \"64GBIT\", \"128GBIT\"]\n").mAttributes.PortSupportedSpeed,
+        0x640U);
 }
 
 TEST(ScenarioPort, ReadsFc4Types)
@@ -242,6 +254,49 @@ TEST(ScenarioRemotePort, NumberOfLunsCountsFromZero)
     EXPECT_EQ(remotePortWith("luns = 16384\n").mLuns.back(), 16383);
 }
 
+TEST(ScenarioRemotePort, LunDataHaveDefaults)
+{
+    LunData const lun = remotePortWith("").mLunData;
+    EXPECT_EQ(lun.mVendor, "EXAMPLE");
+    EXPECT_EQ(lun.mProduct, "SIMULATED DISK");
+    EXPECT_EQ(lun.mRevision, "1.0");
+    EXPECT_EQ(lun.mBlockSize, 512U);
+    EXPECT_EQ(lun.mBlocks, 2097152U);
+    EXPECT_EQ(lun.mDevice, std::nullopt);
+}
+
+TEST(ScenarioRemotePort, TableOfALunInheritsFromItsTarget)
+{
+    RemotePort const port = remotePortWith(
+        "inquiry_vendor = \"V\"\ninquiry_product = \"P\"\ninquiry_revision = \"R\"\nblock_size = 4294967295\n"
+        "blocks = 0x7fffffffffffffff\nluns = 2\n"
+        "[[adapter.port.remote.lun]]\nlun = 1\n"
+        "[[adapter.port.remote.lun]]\nlun = 16383\ninquiry_vendor = \"\"\ninquiry_product = \"Q\"\n"
+        "inquiry_revision = \"S\"\nblock_size = 0\nblocks = 1\nos_device = \"/dev/sdb\"\n");
+    LunData const& inherited = dataOf(1, port);
+    EXPECT_EQ(inherited.mVendor, "V");
+    EXPECT_EQ(inherited.mProduct, "P");
+    EXPECT_EQ(inherited.mRevision, "R");
+    EXPECT_EQ(inherited.mBlockSize, 4294967295U);
+    EXPECT_EQ(inherited.mBlocks, 0x7fffffffffffffffU);
+    LunData const& own = dataOf(16383, port);
+    EXPECT_EQ(own.mVendor, "");
+    EXPECT_EQ(own.mProduct, "Q");
+    EXPECT_EQ(own.mRevision, "S");
+    EXPECT_EQ(own.mBlockSize, 0U);
+    EXPECT_EQ(own.mBlocks, 1U);
+    EXPECT_EQ(own.mDevice, "/dev/sdb");
+    EXPECT_EQ(dataOf(0, port).mVendor, "V");
+}
+
+TEST(ScenarioRemotePort, TableOfALunAddsItToTheList)
+{
+    EXPECT_THAT(remotePortWith("luns = [5]\n[[adapter.port.remote.lun]]\nlun = 7\n"
+                               "[[adapter.port.remote.lun]]\nlun = 5\n")
+                    .mLuns,
+                ElementsAre(5, 7));
+}
+
 TEST(ScenarioRemotePort, AcceptsALongListOfLunsInOneLine)
 {
     std::string list = "0";
@@ -255,12 +310,12 @@ TEST(ScenarioRemotePort, AcceptsALongListOfLunsInOneLine)
 TEST(ScenarioRemotePort, AdapterWithRemotePortMayBeWrittenInOneLine)
 {
     ScratchFolder const folder;
-    std::string const path =
-        folder.write("scenario.toml",
-                     "adapter = [{name = \"a\", port = [{port_wwn = \"10:00:00:00:00:00:00:01\", "
-                     "remote = [{port_wwn = \"50:00:00:00:00:00:00:01\", luns = [4]}]}]}]\n");
+    std::string const path = folder.write(
+        "scenario.toml",
+        "adapter = [{name = \"a\", port = [{port_wwn = \"10:00:00:00:00:00:00:01\", "
+        "remote = [{port_wwn = \"50:00:00:00:00:00:00:01\", luns = [4], lun = [{lun = 6}]}]}]}]\n");
     Adapter const adapter = qzsim::readScenario(path).mAdapters.at(0);
-    EXPECT_THAT(adapter.mPorts.at(0).mRemotePorts.at(0).mLuns, ElementsAre(4));
+    EXPECT_THAT(adapter.mPorts.at(0).mRemotePorts.at(0).mLuns, ElementsAre(4, 6));
 }
 
 TEST(ScenarioRemotePort, AcceptsAStringOfDots)

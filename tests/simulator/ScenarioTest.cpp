@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -13,6 +14,7 @@
 using qzsim::Adapter;
 using qzsim::Call;
 using qzsim::Fault;
+using qzsim::Reaction;
 using qzsim::Scenario;
 using testing::AllOf;
 using testing::ElementsAre;
@@ -54,10 +56,67 @@ TEST(Scenario, ReadsAllKeysOfAFault)
     Fault const fault = faultWith(
         "call = \"HBA_GetAdapterName\"\nadapter = \"example-fc-0\"\nnth = 2\n"
         "status = \"HBA_STATUS_ERROR_BUSY\"\n");
-    EXPECT_THAT(fault,
-                AllOf(Field(&Fault::mCall, Call::getAdapterName), Field(&Fault::mDevice, "example-fc-0"),
-                      Field(&Fault::mFirst, 2U), Field(&Fault::mLast, 2U),
-                      Field(&Fault::mAnswer, HBA_STATUS{HBA_STATUS_ERROR_BUSY})));
+    EXPECT_THAT(
+        fault, AllOf(Field(&Fault::mCall, Call::getAdapterName), Field(&Fault::mDevice, "example-fc-0"),
+                     Field(&Fault::mFirst, 2U), Field(&Fault::mLast, 2U),
+                     Field(&Fault::mReaction, Field(&Reaction::mAnswer, HBA_STATUS{HBA_STATUS_ERROR_BUSY}))));
+}
+
+TEST(Scenario, ReadsWhatAFaultDoesBeyondItsStatus)
+{
+    Reaction const reaction =
+        faultWith(
+            "call = \"HBA_SendReportLUNs\"\nnth = 1\nstatus = \"HBA_STATUS_SCSI_CHECK_CONDITION\"\n"
+            "sense_key = 15\nasc = 255\nascq = 254\ndelay_ms = 4294967295\nprints = \"a line\"\n")
+            .mReaction;
+    ASSERT_TRUE(reaction.mSense);
+    EXPECT_EQ(reaction.mSense->mKey, 15U);
+    EXPECT_EQ(reaction.mSense->mCode, 255U);
+    EXPECT_EQ(reaction.mSense->mQualifier, 254U);
+    EXPECT_EQ(reaction.mDelayMs, 4294967295U);
+    EXPECT_EQ(reaction.mLine, "a line");
+    EXPECT_EQ(faultWith("call = \"HBA_GetFcpTargetMapping\"\nnth = 1\nstatus = 7\ncount = 4294967295\n")
+                  .mReaction.mCount,
+              4294967295U);
+}
+
+TEST(Scenario, AbsentPartsOfTheSenseDataAreZero)
+{
+    Reaction const reaction =
+        faultWith("call = \"HBA_SendReportLUNs\"\nnth = 1\nstatus = 9\nsense_key = 2\n").mReaction;
+    ASSERT_TRUE(reaction.mSense);
+    EXPECT_EQ(reaction.mSense->mKey, 2U);
+    EXPECT_EQ(reaction.mSense->mCode, 0U);
+    EXPECT_EQ(reaction.mSense->mQualifier, 0U);
+}
+
+TEST(Scenario, FaultThatOnlyDelaysOrPrintsNeedsNoAnswer)
+{
+    for (std::string const line : {"delay_ms = 1\n", "prints = \"a\"\n"})
+    {
+        for (std::string const call : {"HBA_OpenAdapter", "VQM_GetDrvInfo"})
+        {
+            EXPECT_EQ(faultWith("call = \"" + call + "\"\nnth = 1\n" + line).mReaction.mAnswer, std::nullopt);
+        }
+    }
+}
+
+TEST(Scenario, SummaryNamesWhatAFaultDoesBeyondItsStatus)
+{
+    auto const summaryWith = [](std::string const& aLines) { return summaryOf(faultWith(aLines)); };
+    EXPECT_EQ(summaryWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 1\ndelay_ms = 500\n"),
+              "call 1 of HBA_OpenAdapter returns HBA_STATUS_ERROR after 500 ms");
+    EXPECT_EQ(
+        summaryWith("call = \"VQM_GetDrvInfo\"\nnth = \"2+\"\ndelay_ms = 1\nprints = \"a \\\"b\\\"\"\n"),
+        "calls 2 and later of VQM_GetDrvInfo answer as usual after 1 ms and print \"a \"b\"\"");
+    EXPECT_EQ(summaryWith("call = \"HBA_GetAdapterName\"\nnth = 1\nprints = \"a\"\n"),
+              "call 1 of HBA_GetAdapterName answers as usual and prints \"a\"");
+    EXPECT_EQ(summaryWith("call = \"HBA_GetAdapterName\"\nnth = 1\nuntouched = true\n"),
+              "call 1 of HBA_GetAdapterName returns HBA_STATUS_OK without writing");
+    EXPECT_EQ(summaryWith("call = \"HBA_SendReportLUNs\"\nnth = 1\nstatus = 9\nsense_key = 2\nasc = 0x3a\n"),
+              "call 1 of HBA_SendReportLUNs returns HBA_STATUS_SCSI_CHECK_CONDITION with sense 2/3A/00");
+    EXPECT_EQ(summaryWith("call = \"HBA_GetFcpTargetMapping\"\nnth = 1\nstatus = 7\ncount = 0\n"),
+              "call 1 of HBA_GetFcpTargetMapping returns HBA_STATUS_ERROR_MORE_DATA with the count 0");
 }
 
 TEST(Scenario, FaultMayPrecedeTheAdapterItNames)
@@ -75,7 +134,8 @@ TEST(Scenario, FaultWithoutAdapterAppliesToAllAdapters)
 
 TEST(Scenario, StatusMayBeANumberWithoutName)
 {
-    EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 4294967295\n").mAnswer, 4294967295U);
+    EXPECT_EQ(faultWith("call = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 4294967295\n").mReaction.mAnswer,
+              4294967295U);
 }
 
 TEST(Scenario, SeveralFaultsMayCoverTheSameFunction)
@@ -145,6 +205,36 @@ TEST(Scenario, SummaryHasOneLinePerAdapterAndFault)
               "fault: calls 2 to 3 of HBA_SendReportLUNs to 50:00:00:00:00:00:00:02 return "
               "HBA_STATUS_ERROR_BUSY\n"
               "fault: calls 1 and later of HBA_LoadLibrary return 77\n");
+}
+
+TEST(Scenario, SummaryShowsCountsThatDifferFromWhatExists)
+{
+    EXPECT_EQ(summaryOf(scenarioOf(
+                  "number_of_adapters = 7\n[[adapter]]\nname = \"a\"\nnumber_of_ports = 4294967295\n"
+                  "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                  "number_of_discovered_ports = 4294967295\n"
+                  "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n"
+                  "number_of_discovered_ports = 1\n")),
+              "1 adapter (reported as 7), 0 faults\n"
+              "adapter: \"a\" with 2 ports (reported as 4294967295), 0 remote ports (reported as "
+              "4294967296), 0 LUNs\n");
+    EXPECT_EQ(summaryOf(scenarioOf("[diagnostics]\nnumber_of_boards = 1\n")),
+              "0 adapters, 0 boards (reported as 1), 0 event sources, 0 faults\n");
+    EXPECT_EQ(summaryOf(scenarioOf("number_of_adapters = 0\n[diagnostics]\nnumber_of_boards = 0\n")),
+              "0 adapters, 0 faults\n");
+}
+
+TEST(Scenario, SummaryShowsLunDataThatDifferFromTheDefaults)
+{
+    EXPECT_EQ(
+        summaryOf(scenarioOf("[[adapter]]\nname = \"a\"\n" + std::string(onePort) + oneRemotePort +
+                             "luns = 2\nblocks = 1\n"
+                             "[[adapter.port.remote.lun]]\nlun = 1\nblocks = 2\nos_device = \"/dev/sdb\"\n")),
+        "1 adapter, 0 faults\n"
+        "adapter: \"a\" with 1 port, 1 remote port, 2 LUNs\n"
+        "LUNs of 50:00:00:00:00:00:00:01: \"EXAMPLE\", \"SIMULATED DISK\", \"1.0\", 1 block of 512 bytes\n"
+        "LUN 1 of 50:00:00:00:00:00:00:01: \"EXAMPLE\", \"SIMULATED DISK\", \"1.0\", 2 blocks of 512 bytes, "
+        "device \"/dev/sdb\"\n");
 }
 
 TEST(Scenario, FaultMustStrikeInEachCallAndAtLeastOnceIfEndless)

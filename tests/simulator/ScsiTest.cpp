@@ -55,7 +55,7 @@ TEST(ReportLunsResponse, ListLengthMayExceedOneByte)
 
 TEST(UnitAttention, SenseDataHasFixedFormatOf18Bytes)
 {
-    std::vector<std::uint8_t> const sense = qzsim::unitAttention();
+    std::vector<std::uint8_t> const sense = qzsim::senseData(qzsim::usualSense);
     EXPECT_EQ(sense.size(), 18U);
     EXPECT_EQ(sense[0], 0x70) << "response code";
     EXPECT_EQ(sense[2], 0x06) << "sense key";

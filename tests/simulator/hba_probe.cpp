@@ -115,7 +115,8 @@ Steps const steps = {
      {
          HBA_PORTSTATISTICS statistics{};
          auto const port = static_cast<HBA_UINT32>(std::stoul(aIndex));
-         std::printf("statistics %u: %u\n", port, HBA_GetPortStatistics(gHandle, port, &statistics));
+         HBA_STATUS const status = HBA_GetPortStatistics(gHandle, port, &statistics);
+         std::printf("statistics %u: %u rx %lld\n", port, status, statistics.RxFrames);
      }},
     {"file", [](std::string const& aPath) { printFirstLine(std::fopen(aPath.c_str(), "r")); }},
     {"fileFromLibrary", [](std::string const& aPath) { printFirstLine(openFromLibrary(aPath.c_str())); }},

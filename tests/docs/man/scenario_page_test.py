@@ -16,7 +16,10 @@ LEADING = {
     "The scenario": [],
     "[[adapter]]": [],
     "[[adapter.port]]": ["[[adapter]]"],
+    "[adapter.port.statistics]": ["[[adapter]]", "[[adapter.port]]"],
+    "[adapter.port.statistics_per_second]": ["[[adapter]]", "[[adapter.port]]"],
     "[[adapter.port.remote]]": ["[[adapter]]", "[[adapter.port]]"],
+    "[[adapter.port.remote.lun]]": ["[[adapter]]", "[[adapter.port]]", "[[adapter.port.remote]]"],
     "[diagnostics]": [],
     "[[diagnostics.board]]": [],
     "[[diagnostics.event]]": ["[[diagnostics.board]]"],
@@ -30,6 +33,7 @@ SAMPLES = {
     "first_wwn": '"20:00:00:00:c9:00:00:01"',
     "second_wwn": '"10:00:00:00:c9:00:00:01"',
     "board": "0",
+    "lun": "0",
     "category": "0",
     "subcategory": "0",
     "call": '"HBA_OpenAdapter"',
@@ -46,19 +50,29 @@ DEFAULTS = {
     "all zero": ('"00:00:00:00:00:00:00:00"', '"20:00:00:00:c9:00:00:42"'),
     "that of the adapter": ('"00:00:00:00:00:00:00:00"', '"20:00:00:00:c9:00:00:42"'),
     "the second name of the board": (SAMPLES["second_wwn"], '"20:00:00:00:c9:00:00:42"'),
+    "the number of adapters": ("0", "7"),
+    "the number of ports": ("1", "7"),
+    "the number of remote ports": ("0", "7"),
+    "the number of boards": ("1", "7"),
     "0": ("0", "7"),
     "1": ("1", "7"),
     "4": ("4", "0"),
+    "512": ("512", "7"),
     "1000": ("1000", "7"),
     "2112": ("2112", "7"),
     "0x100": ("0x100", "7"),
+    "0x200000": ("0x200000", "7"),
     '"1.0.0"': ('"1.0.0"', '"2"'),
+    '"1.0"': ('"1.0"', '"2"'),
+    '"EXAMPLE"': ('"EXAMPLE"', '"x"'),
+    '"SIMULATED DISK"': ('"SIMULATED DISK"', '"x"'),
     "8, class 3": ("8", "7"),
     "[8], FCP": ("[8]", "[7]"),
     "[]": ("[]", '["1GBIT"]'),
     "NPORT": ('"NPORT"', '"OTHER"'),
     "ONLINE": ('"ONLINE"', '"OFFLINE"'),
     "UNKNOWN": ('"UNKNOWN"', '"1GBIT"'),
+    "not offered": ('"not offered"', "7"),
     "target": ('"target"', '"initiator"'),
 }
 
@@ -158,13 +172,13 @@ class PageOfTheScenario(unittest.TestCase):
         def check(table, key, found):
             default, other = DEFAULTS[found[1]]
             # Only targets have LUNs.
-            values = {**self.good_values(table), **({"luns": "1"} if "remote" in table else {})}
+            values = {**self.good_values(table), **({"luns": "1"} if table == "[[adapter.port.remote]]" else {})}
             shown = self.shown(table, values)
             self.assertEqual(self.shown(table, {**values, key: default}), shown)
             self.assertNotEqual(self.shown(table, {**values, key: other}), shown)
 
         # The programs do not print how LUNs are addressed and mapped.
-        self.check_each_key(r"(?!The tables?|For|auto|How).*Default: (?!none are generated)(.*?)\.( |$)", check)
+        self.check_each_key(r"(?!The tables?|For|auto|How).*Default: (?!none are generated|generated)(.*?)\.( |$)", check)
 
     def test_the_page_has_all_names_of_each_named_value(self):
         for table, key in (("[[adapter]]", "lun_style"),
