@@ -223,7 +223,7 @@ std::string textOfUnit(Fields const& aUnit)
     }
     bool const isKnown = aUnit.contains("capacity_bytes");
     auto const size = aUnit[isKnown ? "capacity_bytes" : "capacity_at_least_bytes"].get<std::uint64_t>();
-    return fmt::format("{}{}{}{} in blocks of {} bytes", text, text.empty() ? "" : ", ", textOfSize(size),
+    return fmt::format("{}{}{}{}, {}-byte blocks", text, text.empty() ? "" : ", ", textOfSize(size),
                        isKnown ? "" : " or more", valueText(aUnit, "block_size_bytes"));
 }
 }  // namespace qzagent

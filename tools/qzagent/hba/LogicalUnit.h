@@ -39,6 +39,6 @@ std::optional<Fields> readCapacity(LunAddress const& aLun, std::string const& aD
 bool hasBlocks(Fields const& aUnit);
 
 /// @param aUnit the fields of inquire() and readCapacity()
-/// @return "VENDOR PRODUCT REVISION, 10.00 GiB in blocks of 512 bytes"; parts that are unknown are omitted
+/// @return "VENDOR PRODUCT REVISION, 10.00 GiB, 512-byte blocks"; parts that are unknown are omitted
 std::string textOfUnit(Fields const& aUnit);
 }  // namespace qzagent
