@@ -16,8 +16,8 @@ using MappingBlock = std::unique_ptr<HBA_FCPTargetMapping, BlockRelease>;
 constexpr std::size_t nameBufferSize = 256;
 constexpr std::size_t lunSize = 8;
 constexpr std::size_t reportHeaderSize = 8;
-/// The layer refuses longer lists, so a block of this size is never replaced.
-constexpr std::size_t largestLunList = 4096;
+/// The layer refuses longer lists, so it never replaces a block of this size.
+constexpr std::size_t largestReport = reportHeaderSize + 4096;
 constexpr HBA_UINT32 firstMappingCount = 256;
 constexpr std::chrono::milliseconds busyWait{100};
 
@@ -58,25 +58,32 @@ std::string HbaApi::adapterName(unsigned int aIndex)
     return name;
 }
 
+LunReport::LunReport() : LunReport(zeroedBlock<void>(1, largestReport), largestReport) {}
+
 std::vector<std::array<unsigned char, 8>> LunReport::luns() const
+{
+    std::size_t const size = answerSize();
+    std::vector<std::array<unsigned char, lunSize>> luns;
+    for (std::size_t end = reportHeaderSize + lunSize; end <= size; end += lunSize)
+    {
+        std::copy_n(bytes().begin() + end - lunSize, lunSize, luns.emplace_back().begin());
+    }
+    return luns;
+}
+
+std::size_t LunReport::answerSize() const
 {
     Bytes const report = bytes();
     if (report.mSize < reportHeaderSize)
     {
-        return {};
+        return report.mSize;
     }
     std::size_t length = 0;
     for (unsigned char const* byte = report.begin(); byte != report.begin() + 4; ++byte)
     {
         length = length << 8 | *byte;
     }
-    std::vector<std::array<unsigned char, lunSize>> luns(std::min(length, report.mSize - reportHeaderSize) /
-                                                         lunSize);
-    for (std::size_t i = 0; i < luns.size(); ++i)
-    {
-        std::copy_n(report.begin() + reportHeaderSize + i * lunSize, lunSize, luns[i].begin());
-    }
-    return luns;
+    return reportHeaderSize + std::min(length, report.mSize - reportHeaderSize);
 }
 
 Adapter::Adapter(HbaApi& aApi, std::string aName)
@@ -137,15 +144,20 @@ TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDe
 
 LunReport Adapter::reportLuns(Wwn const& aPort)
 {
-    unsigned int size = reportHeaderSize + largestLunList;
-    void* block = zeroedBlock<void>(1, size).release();
-    // The layer may replace the block, so it is handed over as it is and owned again afterwards.
-    struct Owner
+    LunReport report;
+    reportLuns(aPort, report);
+    return report;
+}
+
+void Adapter::reportLuns(Wwn const& aPort, LunReport& aReport)
+{
+    // A report that was moved from has no block.
+    if (aReport.mBlock == nullptr || aReport.mSize < largestReport)
     {
-        ~Owner() { std::free(mBlock); }
-        void*& mBlock;
-    } owner{block};
+        aReport = LunReport();
+    }
+    void* block = aReport.mBlock.get();
+    unsigned int size = largestReport;
     mLayer.HA_SendReportLUNs(mHandle, aPort.hbaWwn(), &block, &size);
-    return LunReport(std::unique_ptr<void, BlockRelease>(std::exchange(owner.mBlock, nullptr)), size);
 }
 }  // namespace qz

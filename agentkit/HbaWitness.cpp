@@ -1,13 +1,62 @@
 #include "agentkit/include/HbaWitness.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <mutex>
+#include <tuple>
 
 #include <dlfcn.h>
+
+#include "agentkit/HbaFunction.h"
 
 namespace
 {
 thread_local qz::HbaCall gLast;
+
+/// A call that has started and not yet returned. Calls of several threads end in any order.
+class RunningCall
+{
+public:
+    explicit RunningCall(char const* aName) : mName(aName)
+    {
+        std::lock_guard<std::mutex> const lock(sMutex);
+        mOlder = sNewest;
+        setNewest(this);
+    }
+
+    ~RunningCall()
+    {
+        std::lock_guard<std::mutex> const lock(sMutex);
+        RunningCall** place = &sNewest;
+        while (*place != this)
+        {
+            place = &(*place)->mOlder;
+        }
+        *place = mOlder;
+        setNewest(sNewest);
+    }
+
+    RunningCall(RunningCall const&) = delete;
+    RunningCall& operator=(RunningCall const&) = delete;
+
+    /// Reads without a lock, so that a signal handler may ask.
+    static char const* newestName() noexcept { return sNewestName; }
+
+private:
+    static void setNewest(RunningCall* aCall)
+    {
+        sNewest = aCall;
+        sNewestName = aCall == nullptr ? nullptr : aCall->mName;
+    }
+
+    static inline std::mutex sMutex;
+    static inline RunningCall* sNewest = nullptr;
+    static inline std::atomic<char const*> sNewestName = nullptr;
+
+    char const* mName;
+    RunningCall* mOlder = nullptr;
+};
 
 /// The common library's function of that name; null when the program is linked without one.
 template <typename Function>
@@ -26,12 +75,32 @@ HBA_STATUS keep(char const* aFunction, HBA_STATUS aStatus)
     return aStatus;
 }
 
-/// Forwards a call of the HBA API and stores its status.
+/// Forwards a call of the HBA API.
+/// @return its answer; the given one without a common library
 template <typename Function, typename... Arguments>
-HBA_STATUS forward(char const* aName, Arguments... aArguments)
+typename qz::HbaFunction<Function>::Result forward(char const* aName,
+                                                   std::tuple<Arguments...> const& aArguments,
+                                                   HBA_UINT32 aWithoutLibrary)
 {
+    using Result = typename qz::HbaFunction<Function>::Result;
+    RunningCall const running(aName);
     auto* const next = nextFunction<Function>(aName);
-    return keep(aName, next == nullptr ? HBA_STATUS_ERROR_UNAVAILABLE : next(aArguments...));
+    return next == nullptr ? static_cast<Result>(aWithoutLibrary) : std::apply(next, aArguments);
+}
+
+/// Forwards a call that has no status. The last call remains.
+template <typename Function, typename... Arguments>
+typename qz::HbaFunction<Function>::Result forwardOther(char const* aName,
+                                                        std::tuple<Arguments...> const& aArguments)
+{
+    return forward<Function>(aName, aArguments, 0);
+}
+
+/// Forwards a call and stores its status.
+template <typename Function, typename... Arguments>
+HBA_STATUS forwardStatus(char const* aName, std::tuple<Arguments...> const& aArguments)
+{
+    return keep(aName, forward<Function>(aName, aArguments, HBA_STATUS_ERROR_UNAVAILABLE));
 }
 
 /// The SCSI status of a call, which the library writes only if the target answered.
@@ -74,121 +143,104 @@ void keepScsi(std::optional<HBA_UINT8> aScsiStatus, void const* aSense, std::siz
         std::memcpy(gLast.mSense.data(), aSense, gLast.mSenseSize);
     }
 }
+
+/// Forwards a SCSI command. The last parameters are the sense data and their size.
+template <typename Function, typename... Arguments>
+HBA_STATUS forwardScsi(char const* aName, std::tuple<Arguments...> const& aArguments)
+{
+    constexpr std::size_t size = sizeof...(Arguments);
+    HBA_STATUS const status = forwardStatus<Function>(aName, aArguments);
+    keepScsi(std::nullopt, std::get<size - 2>(aArguments), std::get<size - 1>(aArguments));
+    return status;
+}
+
+/// Forwards a SCSI command. The last parameters point to the SCSI status, the sense data and their size.
+template <typename Function, typename... Arguments>
+HBA_STATUS forwardScsiV2(char const* aName, std::tuple<Arguments...> aArguments)
+{
+    constexpr std::size_t size = sizeof...(Arguments);
+    ScsiStatus scsiStatus(std::get<size - 3>(aArguments));
+    std::get<size - 3>(aArguments) = scsiStatus.place();
+    HBA_STATUS const status = forwardStatus<Function>(aName, aArguments);
+    keepScsi(scsiStatus.handOver(), std::get<size - 2>(aArguments), *std::get<size - 1>(aArguments));
+    return status;
+}
 }  // namespace
 
 qz::HbaCall const& qz::lastHbaCall() noexcept { return gLast; }
 
-extern "C"
-{
-    HBA_STATUS HBA_LoadLibrary() { return forward<decltype(HBA_LoadLibrary)>("HBA_LoadLibrary"); }
+char const* qz::runningHbaCall() noexcept { return RunningCall::newestName(); }
 
-    HBA_STATUS HBA_FreeLibrary() { return forward<decltype(HBA_FreeLibrary)>("HBA_FreeLibrary"); }
-
-    HBA_STATUS HBA_GetAdapterName(HBA_UINT32 aIndex, char* aName)
-    {
-        return forward<decltype(HBA_GetAdapterName)>("HBA_GetAdapterName", aIndex, aName);
+/// Defines a function of the HBA API that has that number of parameters and forwards itself.
+#define QZ_FORWARD(kind, count, function)                                                               \
+    QZ_HBA_RESULT(function) function(QZ_HBA_PARAMETERS_##count(function))                               \
+    {                                                                                                   \
+        return forward##kind<decltype(function)>(#function, std::make_tuple(QZ_HBA_ARGUMENTS_##count)); \
     }
 
+extern "C"
+{
     HBA_HANDLE HBA_OpenAdapter(char* aName)
     {
-        auto* const next = nextFunction<HBA_HANDLE(char*)>("HBA_OpenAdapter");
-        HBA_HANDLE const handle = next == nullptr ? 0 : next(aName);
+        auto const handle =
+            forwardOther<decltype(HBA_OpenAdapter)>("HBA_OpenAdapter", std::make_tuple(aName));
         keep("HBA_OpenAdapter", handle == 0 ? HBA_STATUS_ERROR : HBA_STATUS_OK);
         return handle;
     }
 
-    HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)
-    {
-        return forward<decltype(HBA_GetAdapterAttributes)>("HBA_GetAdapterAttributes", aHandle, aAttributes);
-    }
+    QZ_FORWARD(Status, 0, HBA_LoadLibrary)
+    QZ_FORWARD(Status, 0, HBA_FreeLibrary)
+    QZ_FORWARD(Status, 2, HBA_GetAdapterName)
+    QZ_FORWARD(Status, 2, HBA_OpenAdapterByWWN)
+    QZ_FORWARD(Status, 2, HBA_GetAdapterAttributes)
+    QZ_FORWARD(Status, 3, HBA_GetAdapterPortAttributes)
+    QZ_FORWARD(Status, 3, HBA_GetPortStatistics)
+    QZ_FORWARD(Status, 4, HBA_GetDiscoveredPortAttributes)
+    QZ_FORWARD(Status, 3, HBA_GetPortAttributesByWWN)
+    QZ_FORWARD(Status, 6, HBA_SendCTPassThruV2)
+    QZ_FORWARD(Status, 5, HBA_SendCTPassThru)
+    QZ_FORWARD(Status, 3, HBA_GetEventBuffer)
+    QZ_FORWARD(Status, 2, HBA_SetRNIDMgmtInfo)
+    QZ_FORWARD(Status, 2, HBA_GetRNIDMgmtInfo)
+    QZ_FORWARD(Status, 7, HBA_SendRNIDV2)
+    QZ_FORWARD(Status, 5, HBA_SendRNID)
+    QZ_FORWARD(Status, 7, HBA_SendRPL)
+    QZ_FORWARD(Status, 8, HBA_SendRPS)
+    QZ_FORWARD(Status, 6, HBA_SendSRL)
+    QZ_FORWARD(Status, 5, HBA_SendRLS)
+    QZ_FORWARD(Status, 7, HBA_SendLIRR)
+    QZ_FORWARD(Status, 4, HBA_GetFC4Statistics)
+    QZ_FORWARD(Status, 3, HBA_GetFCPStatistics)
+    QZ_FORWARD(Status, 2, HBA_GetFcpTargetMapping)
+    QZ_FORWARD(Status, 3, HBA_GetFcpTargetMappingV2)
+    QZ_FORWARD(Status, 3, HBA_GetBindingCapability)
+    QZ_FORWARD(Status, 3, HBA_GetBindingSupport)
+    QZ_FORWARD(Status, 3, HBA_SetPersistentBindingV2)
+    QZ_FORWARD(Status, 3, HBA_GetPersistentBindingV2)
+    QZ_FORWARD(Status, 3, HBA_RemovePersistentBinding)
+    QZ_FORWARD(Status, 2, HBA_GetFcpPersistentBinding)
+    QZ_FORWARD(Status, 2, HBA_RemoveAllPersistentBindings)
+    QZ_FORWARD(Status, 1, HBA_RemoveCallback)
+    QZ_FORWARD(Status, 3, HBA_RegisterForAdapterAddEvents)
+    QZ_FORWARD(Status, 4, HBA_RegisterForAdapterEvents)
+    QZ_FORWARD(Status, 5, HBA_RegisterForAdapterPortEvents)
+    QZ_FORWARD(Status, 7, HBA_RegisterForAdapterPortStatEvents)
+    QZ_FORWARD(Status, 7, HBA_RegisterForTargetEvents)
+    QZ_FORWARD(Status, 6, HBA_RegisterForLinkEvents)
 
-    HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
-                                            HBA_PORTATTRIBUTES* aAttributes)
-    {
-        return forward<decltype(HBA_GetAdapterPortAttributes)>("HBA_GetAdapterPortAttributes", aHandle, aPort,
-                                                               aAttributes);
-    }
+    QZ_FORWARD(Scsi, 9, HBA_SendScsiInquiry)
+    QZ_FORWARD(Scsi, 6, HBA_SendReportLUNs)
+    QZ_FORWARD(Scsi, 7, HBA_SendReadCapacity)
+    QZ_FORWARD(ScsiV2, 11, HBA_ScsiInquiryV2)
+    QZ_FORWARD(ScsiV2, 8, HBA_ScsiReportLUNsV2)
+    QZ_FORWARD(ScsiV2, 9, HBA_ScsiReadCapacityV2)
 
-    HBA_STATUS HBA_GetDiscoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aRemotePort,
-                                               HBA_PORTATTRIBUTES* aAttributes)
-    {
-        return forward<decltype(HBA_GetDiscoveredPortAttributes)>("HBA_GetDiscoveredPortAttributes", aHandle,
-                                                                  aPort, aRemotePort, aAttributes);
-    }
-
-    HBA_STATUS HBA_GetPortStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS* aStatistics)
-    {
-        return forward<decltype(HBA_GetPortStatistics)>("HBA_GetPortStatistics", aHandle, aPort, aStatistics);
-    }
-
-    HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
-    {
-        return forward<decltype(HBA_GetFcpTargetMapping)>("HBA_GetFcpTargetMapping", aHandle, aMapping);
-    }
-
-    HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE aHandle, HBA_WWN aPort, void* aResponse,
-                                  HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
-    {
-        HBA_STATUS const status = forward<decltype(HBA_SendReportLUNs)>(
-            "HBA_SendReportLUNs", aHandle, aPort, aResponse, aResponseSize, aSense, aSenseSize);
-        keepScsi(std::nullopt, aSense, aSenseSize);
-        return status;
-    }
-
-    HBA_STATUS HBA_SendScsiInquiry(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_UINT64 aLun, HBA_UINT8 aEvpd,
-                                   HBA_UINT32 aPage, void* aResponse, HBA_UINT32 aResponseSize, void* aSense,
-                                   HBA_UINT32 aSenseSize)
-    {
-        HBA_STATUS const status =
-            forward<decltype(HBA_SendScsiInquiry)>("HBA_SendScsiInquiry", aHandle, aPort, aLun, aEvpd, aPage,
-                                                   aResponse, aResponseSize, aSense, aSenseSize);
-        keepScsi(std::nullopt, aSense, aSenseSize);
-        return status;
-    }
-
-    HBA_STATUS HBA_SendReadCapacity(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_UINT64 aLun, void* aResponse,
-                                    HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
-    {
-        HBA_STATUS const status = forward<decltype(HBA_SendReadCapacity)>(
-            "HBA_SendReadCapacity", aHandle, aPort, aLun, aResponse, aResponseSize, aSense, aSenseSize);
-        keepScsi(std::nullopt, aSense, aSenseSize);
-        return status;
-    }
-
-    HBA_STATUS HBA_ScsiInquiryV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aRemotePort, HBA_UINT64 aLun,
-                                 HBA_UINT8 aCdbByte1, HBA_UINT8 aCdbByte2, void* aResponse,
-                                 HBA_UINT32* aResponseSize, HBA_UINT8* aScsiStatus, void* aSense,
-                                 HBA_UINT32* aSenseSize)
-    {
-        ScsiStatus scsiStatus(aScsiStatus);
-        HBA_STATUS const status = forward<decltype(HBA_ScsiInquiryV2)>(
-            "HBA_ScsiInquiryV2", aHandle, aPort, aRemotePort, aLun, aCdbByte1, aCdbByte2, aResponse,
-            aResponseSize, scsiStatus.place(), aSense, aSenseSize);
-        keepScsi(scsiStatus.handOver(), aSense, *aSenseSize);
-        return status;
-    }
-
-    HBA_STATUS HBA_ScsiReportLUNsV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aRemotePort, void* aResponse,
-                                    HBA_UINT32* aResponseSize, HBA_UINT8* aScsiStatus, void* aSense,
-                                    HBA_UINT32* aSenseSize)
-    {
-        ScsiStatus scsiStatus(aScsiStatus);
-        HBA_STATUS const status = forward<decltype(HBA_ScsiReportLUNsV2)>(
-            "HBA_ScsiReportLUNsV2", aHandle, aPort, aRemotePort, aResponse, aResponseSize, scsiStatus.place(),
-            aSense, aSenseSize);
-        keepScsi(scsiStatus.handOver(), aSense, *aSenseSize);
-        return status;
-    }
-
-    HBA_STATUS HBA_ScsiReadCapacityV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aRemotePort, HBA_UINT64 aLun,
-                                      void* aResponse, HBA_UINT32* aResponseSize, HBA_UINT8* aScsiStatus,
-                                      void* aSense, HBA_UINT32* aSenseSize)
-    {
-        ScsiStatus scsiStatus(aScsiStatus);
-        HBA_STATUS const status = forward<decltype(HBA_ScsiReadCapacityV2)>(
-            "HBA_ScsiReadCapacityV2", aHandle, aPort, aRemotePort, aLun, aResponse, aResponseSize,
-            scsiStatus.place(), aSense, aSenseSize);
-        keepScsi(scsiStatus.handOver(), aSense, *aSenseSize);
-        return status;
-    }
+    QZ_FORWARD(Other, 0, HBA_GetVersion)
+    QZ_FORWARD(Other, 0, HBA_GetNumberOfAdapters)
+    QZ_FORWARD(Other, 1, HBA_CloseAdapter)
+    QZ_FORWARD(Other, 0, HBA_RefreshAdapterConfiguration)
+    QZ_FORWARD(Other, 1, HBA_RefreshInformation)
+    QZ_FORWARD(Other, 2, HBA_ResetStatistics)
+    QZ_FORWARD(Other, 2, HBA_GetVendorLibraryAttributes)
+    QZ_FORWARD(Other, 1, HBA_GetWrapperLibraryAttributes)
 }

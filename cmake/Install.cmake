@@ -27,7 +27,11 @@ install(FILES
 
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QZ_PKGCONFIG_TO_PREFIX)
-foreach(name qzsensoragentcommon qzsensoragentkit)
+set(qz_pkgconfig_names qzsensoragentcommon qzsensoragentkit)
+if(GTest_FOUND)
+  list(APPEND qz_pkgconfig_names qzsensoragenttesting)
+endif()
+foreach(name IN LISTS qz_pkgconfig_names)
   configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

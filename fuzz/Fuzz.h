@@ -1,6 +1,6 @@
 /// @file
-/// Shared by all fuzz targets. Each target is a program with a source that defines check(). Fuzz.cpp has the entry points
-/// that libFuzzer calls.
+/// Shared by all fuzz targets. Each target is a program with a source that defines check(). Fuzz.cpp has the entry
+/// points that libFuzzer calls.
 #pragma once
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Decodes scope data, one record after the other. The encoded form of each decoded record must decode to the same record
-// again.
+// Decodes scope data, one record after the other. The encoded form of each decoded record must decode to the same
+// record again.
 #include <cstddef>
 #include <cstring>
 #include <new>

@@ -1,5 +1,5 @@
-// Views scope data, one record after the other. A view must accept what the record's own decoding accepts, with the same
-// size and members, except that it also refuses names which are not 8 bytes long.
+// Views scope data, one record after the other. A view must accept what the record's own decoding accepts, with the
+// same size and members, except that it also refuses names which are not 8 bytes long.
 #include <cstddef>
 #include <cstring>
 #include <new>

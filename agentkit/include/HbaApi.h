@@ -95,6 +95,10 @@ private:
 class LunReport
 {
 public:
+    /// An empty list, with room for the longest list that the layer accepts.
+    /// @throws QZCNoMemoryEx "Out of Memory", code 2
+    LunReport();
+
     /// The answer in its block.
     /// @param aBlock a block from malloc, not null
     /// @param aSize  its size in bytes
@@ -103,14 +107,19 @@ public:
     {
     }
 
-    /// @return the whole answer: a header of 8 bytes, which begins with the list's length, and the list
+    /// @return the block: a header of 8 bytes, which begins with the list's length, the list, and unused room
     Bytes bytes() const { return {static_cast<unsigned char const*>(mBlock.get()), mSize}; }
 
     /// Copies the list. A list that is longer than the block is truncated.
     /// @return the LUNs in the encoding of SCSI, 8 bytes each
     std::vector<std::array<unsigned char, 8>> luns() const;
 
+    /// @return number of bytes of the header and the list; a list that is longer than the block is truncated
+    std::size_t answerSize() const;
+
 private:
+    friend class Adapter;
+
     std::unique_ptr<void, BlockRelease> mBlock;
     std::size_t mSize;
 };
@@ -167,6 +176,13 @@ public:
     /// @return the answer
     /// @throws as QZCHbaapiAbs::HA_SendReportLUNs(); QZCNoMemoryEx "Out of Memory", code 2
     LunReport reportLuns(Wwn const& aPort);
+
+    /// Sends REPORT LUNS to a remote port. The block of the report is reused if it has room for the longest list that
+    /// the layer accepts, so that a caller can measure the query without an allocation.
+    /// @param aPort   the remote port
+    /// @param aReport takes the answer; LunReport() has enough room. After an exception its contents are undefined
+    /// @throws as the other reportLuns()
+    void reportLuns(Wwn const& aPort, LunReport& aReport);
 
 private:
     QZCHbaapiAbs& mLayer;

@@ -1,5 +1,5 @@
 /// @file
-/// The last answer of the HBA API.
+/// The last answer of the HBA API, and the call that is running.
 #pragma once
 
 #include <array>
@@ -27,12 +27,19 @@ struct HbaCall
 /// Shows why a call failed. The exceptions of the layer have a text and a code, and the layer only logs the status.
 /// HbaApi::adapterName(), Adapter::port() and Adapter::targetMappings() with a deadline log nothing.
 ///
-/// Linking QZSensorAgent::HbaWitness adds functions that replace those of the common library with the same names. They
-/// forward each call and store its answer: the loading, freeing and opening calls, and the queries of names,
-/// attributes, statistics, FCP mappings and SCSI data. All other calls go to the common library directly. Without a
-/// common library the answer is HBA_STATUS_ERROR_UNAVAILABLE.
+/// Linking QZSensorAgent::HbaWitness adds functions that replace those of the common library with the same names: all
+/// functions of hbaapi.h, except HBA_SetBindingSupportFunc, which the common library lacks. They forward each call and
+/// store the answer of those that return a status, and of HBA_OpenAdapter. The others, such as HBA_CloseAdapter, leave
+/// the last call unchanged. Without a common library the answer is HBA_STATUS_ERROR_UNAVAILABLE, or 0 for a number.
 /// Thread-safety: each thread sees its own calls.
 /// @return the last call of the calling thread; valid until the thread ends, changed by its next call
 /// @ingroup agentkit
 HbaCall const& lastHbaCall() noexcept;
+
+/// Tells a watchdog which call does not return.
+/// Thread-safety: any thread and any signal handler.
+/// @return the function that has started and not yet returned, in any thread; of several, the one that started last;
+///         null when none is running
+/// @ingroup agentkit
+char const* runningHbaCall() noexcept;
 }  // namespace qz

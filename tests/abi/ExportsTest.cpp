@@ -1,5 +1,6 @@
 // Each library exports exactly the names in the list beside its sources. Names of the standard library are ignored:
-// which of its templates are compiled as functions changes with every compiler version.
+// which of its templates are compiled as functions changes with every compiler version. What the libraries import shows
+// what they never do.
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -16,6 +17,7 @@
 #include "tests/support/Process.h"
 
 using testing::IsEmpty;
+using testing::Not;
 using testing::TestWithParam;
 
 namespace
@@ -118,6 +120,20 @@ Names exportedBy(std::string const& aFile)
     return names;
 }
 
+/// The functions that the file uses and does not have, without parameters and versions.
+Names importedBy(std::string const& aFile, std::string const& aSymbols)
+{
+    ProcessResult const result = runProcess({NM, aSymbols, "--undefined-only", aFile});
+    EXPECT_EQ(result.mExitStatus, 0) << NM << ": " << result.mErrors;
+    std::istringstream lines(result.mOutput);
+    Names names;
+    for (std::string line; std::getline(lines, line);)
+    {
+        names.insert(line.substr(0, line.find_first_of("(@")));
+    }
+    return names;
+}
+
 /// A reviewed list: the names that every build exports, and the copies of inline functions.
 struct Promise
 {
@@ -193,4 +209,18 @@ TEST_P(Exports, DebugBuildExportsTheListedInlineFunctions)
     EXPECT_THAT(inFirstOnly(mPromise.mCopies, mExported), IsEmpty())
         << "not exported by " << GetParam().mFile << ", though listed as inline in " << GetParam().mList;
 }
+
+void expectNoThreads(Names const& aImported)
+{
+    EXPECT_THAT(aImported, Not(IsEmpty()));
+    for (char const* const function :
+         {"pthread_create", "thrd_create", "std::thread::_M_start_thread", "clone", "timer_create"})
+    {
+        EXPECT_EQ(aImported.count(function), 0u) << function;
+    }
+}
+
+TEST_P(Exports, LibraryStartsNoThread) { expectNoThreads(importedBy(GetParam().mFile, "-DCj")); }
+
+TEST(Witness, StartsNoThread) { expectNoThreads(importedBy(WITNESS, "-Cj")); }
 }  // namespace

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "agentkit/HbaFunction.h"
 
 CommonLibrary& commonLibrary()
 {
@@ -24,26 +28,42 @@ std::string textOf(HBA_WWN const& aName)
     return text;
 }
 
-std::string textOf(char* aText) { return aText; }
-
 template <typename Number>
 std::string textOf(Number aNumber)
 {
     return std::to_string(aNumber);
 }
 
+void record(char const* aFunction)
+{
+    CommonLibrary& library = commonLibrary();
+    if (auto const onCall = library.mOnCall)  // a copy, since the function may replace it
+    {
+        onCall();
+    }
+    ++library.mCalls;
+    library.mFunction = aFunction;
+}
+
 template <typename... Arguments>
 HBA_STATUS answer(char const* aFunction, Arguments const&... aArguments)
 {
+    record(aFunction);
     CommonLibrary& library = commonLibrary();
-    ++library.mCalls;
-    library.mFunction = aFunction;
     library.mArguments.clear();
     for (std::string const& argument : std::vector<std::string>{textOf(aArguments)...})
     {
         library.mArguments += (library.mArguments.empty() ? "" : ", ") + argument;
     }
     return library.mStatus;
+}
+
+template <typename Result, typename... Arguments>
+Result answerBytes(char const* aFunction, std::tuple<Arguments...> const& aArguments)
+{
+    record(aFunction);
+    commonLibrary().mArgumentBytes = bytesOfEach(aArguments);
+    return static_cast<Result>(commonLibrary().mStatus);
 }
 
 void writeSense(void* aSense, std::size_t aSize)
@@ -64,50 +84,22 @@ void writeScsi(HBA_UINT8* aScsiStatus, void* aSense, HBA_UINT32* aSenseSize)
 }
 }  // namespace
 
+#define QZ_ANSWER(count, function)                                                                         \
+    QZ_HBA_RESULT(function) function(QZ_HBA_PARAMETERS_##count(function))                                  \
+    {                                                                                                      \
+        return answerBytes<QZ_HBA_RESULT(function)>(#function, std::make_tuple(QZ_HBA_ARGUMENTS_##count)); \
+    }
+
 extern "C"
 {
-    HBA_STATUS HBA_LoadLibrary() { return answer("HBA_LoadLibrary"); }
-
-    HBA_STATUS HBA_FreeLibrary() { return answer("HBA_FreeLibrary"); }
-
-    HBA_UINT32 HBA_GetNumberOfAdapters() { return 0; }
-
-    HBA_STATUS HBA_GetAdapterName(HBA_UINT32 aIndex, char*) { return answer("HBA_GetAdapterName", aIndex); }
+    QZ_HBA_STATUS_FUNCTIONS(QZ_ANSWER)
+    QZ_HBA_OTHER_FUNCTIONS(QZ_ANSWER)
 
     HBA_HANDLE HBA_OpenAdapter(char* aName)
     {
-        answer("HBA_OpenAdapter", aName);
+        record("HBA_OpenAdapter");
+        commonLibrary().mArgumentBytes = {bytesOf(aName)};
         return commonLibrary().mHandle;
-    }
-
-    void HBA_CloseAdapter(HBA_HANDLE) {}
-
-    void HBA_RefreshInformation(HBA_HANDLE) {}
-
-    HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES*)
-    {
-        return answer("HBA_GetAdapterAttributes", aHandle);
-    }
-
-    HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTATTRIBUTES*)
-    {
-        return answer("HBA_GetAdapterPortAttributes", aHandle, aPort);
-    }
-
-    HBA_STATUS HBA_GetDiscoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aRemotePort,
-                                               HBA_PORTATTRIBUTES*)
-    {
-        return answer("HBA_GetDiscoveredPortAttributes", aHandle, aPort, aRemotePort);
-    }
-
-    HBA_STATUS HBA_GetPortStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS*)
-    {
-        return answer("HBA_GetPortStatistics", aHandle, aPort);
-    }
-
-    HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING*)
-    {
-        return answer("HBA_GetFcpTargetMapping", aHandle);
     }
 
     HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE aHandle, HBA_WWN aPort, void*, HBA_UINT32 aResponseSize,

@@ -534,6 +534,38 @@ TEST_F(HbaApiLuns, ReportThatThereIsNoMemory)
     EXPECT_EQ(timesOf("HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)"), 0);
 }
 
+TEST_F(HbaApiLuns, QueryIntoAReportReplacesItsListAndKeepsItsBlock)
+{
+    answerLuns(HBA_STATUS_OK, {0, 0, 0, 16, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 2});
+    answerLuns(HBA_STATUS_OK, {0, 0, 0, 8, 0, 0, 0, 0, 0, 3});
+    LunReport report;
+    unsigned char const* const block = report.bytes().begin();
+    EXPECT_THAT(report.luns(), IsEmpty());
+    mAdapter.reportLuns(remotePort, report);
+    EXPECT_EQ(report.luns().size(), 2u);
+    mAdapter.reportLuns(remotePort, report);
+    EXPECT_THAT(report.luns(), ElementsAre(ElementsAre(0, 3, 0, 0, 0, 0, 0, 0)));
+    EXPECT_EQ(report.bytes().begin(), block);
+    EXPECT_EQ(report.bytes().mSize, 4104u);
+}
+
+void moveAway(LunReport& aReport) { LunReport const taken = std::move(aReport); }
+
+TEST_F(HbaApiLuns, QueryIntoAReportThatHasNoBlockOrASmallOneAllocatesOne)
+{
+    LunReport moved;
+    moveAway(moved);
+    LunReport small(std::unique_ptr<void, qz::BlockRelease>(std::calloc(1, 4103)), 4103);
+    for (LunReport* const report : {&moved, &small})
+    {
+        answerLuns(HBA_STATUS_OK, {0, 0, 0x10, 0});
+        mAdapter.reportLuns(remotePort, *report);
+        EXPECT_EQ(report->luns().size(), 512u);
+        EXPECT_EQ(report->bytes().mSize, 4104u);
+    }
+    EXPECT_EQ(timesOf("HBA_SendReportLUNs(1, 10000000c92a3b4c, 4104, 256)"), 2);
+}
+
 /// A report in a block that has exactly its size.
 LunReport reportOf(Bytes const& aBytes)
 {
@@ -575,6 +607,20 @@ TEST(LunReport, LeavesOutWhatIsNoWholeLun)
         EXPECT_EQ(lunsOf(length, 24), length / 8) << length;
         EXPECT_EQ(lunsOf(24, length), length / 8) << length;
     }
+}
+
+TEST(LunReport, AnswerHasTheHeaderAndTheList)
+{
+    EXPECT_EQ(reportOf({0, 0, 0, 8, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xee, 0xee}).answerSize(), 16u);
+    EXPECT_EQ(reportOf({0, 0, 0, 0, 0, 0, 0, 0, 0xee}).answerSize(), 8u);
+}
+
+TEST(LunReport, AnswerEndsWithItsBlock)
+{
+    EXPECT_EQ(reportOf({0, 0, 0, 9, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0}).answerSize(), 16u);
+    EXPECT_EQ(reportOf({0xff, 0xff, 0xff, 0xff, 0, 0, 0, 0}).answerSize(), 8u);
+    EXPECT_EQ(reportOf(Bytes(7, 0xff)).answerSize(), 7u);
+    EXPECT_EQ(reportOf({}).answerSize(), 0u);
 }
 
 TEST(LunReport, ShowsItsBytesInPlace)

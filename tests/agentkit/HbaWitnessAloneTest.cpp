@@ -7,17 +7,33 @@
 
 #include "agentkit/include/HbaWitness.h"
 #include "agentkit/testing/FakeVqm.h"
+#include "tests/agentkit/FakeCommonLibrary.h"
+#include "tests/agentkit/HbaArguments.h"
 
 namespace
 {
+#define QZ_EXPECT_UNAVAILABLE(count, function)                          \
+    {                                                                   \
+        std::uint64_t const before = qz::lastHbaCall().mNumber;         \
+        EXPECT_EQ(callHba(function), unavailable) << #function;         \
+        EXPECT_STREQ(qz::lastHbaCall().mFunction, #function);           \
+        EXPECT_EQ(qz::lastHbaCall().mStatus, unavailable) << #function; \
+        EXPECT_EQ(qz::lastHbaCall().mNumber, before + 1) << #function;  \
+    }
+
 TEST(HbaWitness, AnswersThatTheHbaApiIsUnavailableWithoutACommonLibrary)
 {
+    constexpr HBA_STATUS unavailable = HBA_STATUS_ERROR_UNAVAILABLE;
     qz::FakeVqm const linker;
-    std::uint64_t const before = qz::lastHbaCall().mNumber;
-    EXPECT_EQ(HBA_LoadLibrary(), static_cast<HBA_STATUS>(HBA_STATUS_ERROR_UNAVAILABLE));
-    EXPECT_STREQ(qz::lastHbaCall().mFunction, "HBA_LoadLibrary");
-    EXPECT_EQ(qz::lastHbaCall().mStatus, static_cast<HBA_STATUS>(HBA_STATUS_ERROR_UNAVAILABLE));
-    EXPECT_EQ(qz::lastHbaCall().mNumber, before + 1);
+    QZ_HBA_STATUS_FUNCTIONS(QZ_EXPECT_UNAVAILABLE)
+}
+
+#define QZ_EXPECT_ZERO_OR_NOTHING(count, function) EXPECT_EQ(callHba(function).value_or(0), 0u) << #function;
+
+TEST(HbaWitness, AnswersZeroOrDoesNothingWithoutACommonLibrary)
+{
+    qz::FakeVqm const linker;
+    QZ_HBA_OTHER_FUNCTIONS(QZ_EXPECT_ZERO_OR_NOTHING)
 }
 
 TEST(HbaWitness, OpensNoAdapterWithoutACommonLibrary)

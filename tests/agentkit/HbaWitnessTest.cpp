@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <future>
 #include <optional>
 #include <string>
 #include <thread>
@@ -17,10 +18,12 @@
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/HbaWitness.h"
 #include "tests/agentkit/FakeCommonLibrary.h"
+#include "tests/agentkit/HbaArguments.h"
 #include "tests/support/Outcome.h"
 
 using qz::HbaCall;
 using qz::lastHbaCall;
+using qz::runningHbaCall;
 using testing::Each;
 using testing::ElementsAre;
 
@@ -85,45 +88,7 @@ Function scsiFunction(std::string const& aName, Call aCall)
             }};
 }
 
-std::vector<Function> const functions = {
-    {"HBA_LoadLibrary", [] { return HBA_LoadLibrary(); }},
-    {"HBA_FreeLibrary", [] { return HBA_FreeLibrary(); }},
-    {"HBA_GetAdapterName",
-     []
-     {
-         char name[256];
-         return HBA_GetAdapterName(1, name);
-     }},
-    {"HBA_GetAdapterAttributes",
-     []
-     {
-         HBA_ADAPTERATTRIBUTES attributes;
-         return HBA_GetAdapterAttributes(1, &attributes);
-     }},
-    {"HBA_GetAdapterPortAttributes",
-     []
-     {
-         HBA_PORTATTRIBUTES attributes;
-         return HBA_GetAdapterPortAttributes(1, 2, &attributes);
-     }},
-    {"HBA_GetDiscoveredPortAttributes",
-     []
-     {
-         HBA_PORTATTRIBUTES attributes;
-         return HBA_GetDiscoveredPortAttributes(1, 2, 3, &attributes);
-     }},
-    {"HBA_GetPortStatistics",
-     []
-     {
-         HBA_PORTSTATISTICS statistics;
-         return HBA_GetPortStatistics(1, 2, &statistics);
-     }},
-    {"HBA_GetFcpTargetMapping",
-     []
-     {
-         HBA_FCPTargetMapping mapping;
-         return HBA_GetFcpTargetMapping(1, &mapping);
-     }},
+std::vector<Function> const scsiFunctions = {
     {"HBA_SendReportLUNs",
      []
      {
@@ -171,9 +136,9 @@ TEST_F(HbaWitness, NewThreadHasNoLastCall)
         .join();
 }
 
-TEST_F(HbaWitness, ForwardsEachCallAndKeepsItsAnswer)
+TEST_F(HbaWitness, ForwardsEachScsiCallAndKeepsItsAnswer)
 {
-    for (Function const& function : functions)
+    for (Function const& function : scsiFunctions)
     {
         for (HBA_STATUS const status : statuses)
         {
@@ -192,7 +157,7 @@ TEST_F(HbaWitness, ForwardsEachCallAndKeepsItsAnswer)
     }
 }
 
-TEST_F(HbaWitness, ForwardsTheArguments)
+TEST_F(HbaWitness, ForwardsTheArgumentsOfScsiCalls)
 {
     ScsiBlocks blocks;
     inquireV2(blocks);
@@ -211,19 +176,48 @@ TEST_F(HbaWitness, ForwardsTheArguments)
     EXPECT_EQ(commonLibrary().mArguments, "1, 0807060504030201, 2, 3, 4, 16, 8");
     HBA_SendReadCapacity(1, remotePort, 2, block, sizeof block, block, 8);
     EXPECT_EQ(commonLibrary().mArguments, "1, 0807060504030201, 2, 16, 8");
-    char name[] = "qz-0";
-    HBA_OpenAdapter(name);
-    EXPECT_EQ(commonLibrary().mArguments, "qz-0");
-    HBA_PORTATTRIBUTES attributes;
-    HBA_GetDiscoveredPortAttributes(1, 2, 3, &attributes);
-    EXPECT_EQ(commonLibrary().mArguments, "1, 2, 3");
 }
+
+/// Calls the function and expects that the common library gets the call, and the caller the library's answer.
+template <typename Called>
+void expectForwarded(std::string const& aName, Called* aFunction)
+{
+    commonLibrary() = CommonLibrary();
+    commonLibrary().mStatus = HBA_STATUS_ERROR_BUSY;
+    EXPECT_EQ(callHba(aFunction).value_or(HBA_STATUS_ERROR_BUSY), HBA_STATUS_ERROR_BUSY) << aName;
+    EXPECT_EQ(commonLibrary().mCalls, 1u) << aName;
+    EXPECT_EQ(commonLibrary().mFunction, aName);
+    EXPECT_EQ(commonLibrary().mArgumentBytes, bytesOfEach(hbaArguments(aFunction))) << aName;
+}
+
+#define QZ_EXPECT_STATUS(count, function)                                     \
+    {                                                                         \
+        std::uint64_t const before = lastHbaCall().mNumber;                   \
+        expectForwarded(#function, function);                                 \
+        EXPECT_STREQ(lastHbaCall().mFunction, #function);                     \
+        EXPECT_EQ(lastHbaCall().mStatus, HBA_STATUS_ERROR_BUSY) << #function; \
+        EXPECT_EQ(lastHbaCall().mNumber, before + 1) << #function;            \
+    }
+
+#define QZ_EXPECT_NOTHING_KEPT(count, function)                \
+    {                                                          \
+        std::uint64_t const before = lastHbaCall().mNumber;    \
+        expectForwarded(#function, function);                  \
+        EXPECT_EQ(lastHbaCall().mNumber, before) << #function; \
+    }
+
+TEST_F(HbaWitness, ForwardsEachCallThatHasAStatusAndKeepsItsAnswer){QZ_HBA_STATUS_FUNCTIONS(QZ_EXPECT_STATUS)}
+
+TEST_F(HbaWitness,
+       ForwardsTheCallsWithoutAStatusAndKeepsTheLastCall){QZ_HBA_OTHER_FUNCTIONS(QZ_EXPECT_NOTHING_KEPT)}
 
 TEST_F(HbaWitness, KeepsWhetherAnAdapterOpened)
 {
     char name[] = "qz-0";
+    char* const nameOfCaller = name;
     commonLibrary().mHandle = 9;
     EXPECT_EQ(HBA_OpenAdapter(name), 9u);
+    EXPECT_THAT(commonLibrary().mArgumentBytes, ElementsAre(bytesOf(nameOfCaller)));
     EXPECT_STREQ(lastHbaCall().mFunction, "HBA_OpenAdapter");
     EXPECT_EQ(lastHbaCall().mStatus, HBA_STATUS_OK);
     commonLibrary().mHandle = 0;
@@ -338,6 +332,82 @@ TEST_F(HbaWitness, ShowsEachThreadItsOwnCalls)
     EXPECT_STREQ(lastHbaCall().mFunction, "HBA_LoadLibrary");
     EXPECT_EQ(lastHbaCall().mNumber, number);
     EXPECT_EQ(lastHbaCall().mStatus, static_cast<HBA_STATUS>(HBA_STATUS_ERROR_BUSY));
+}
+
+/// What qz::runningHbaCall() says while the function runs.
+template <typename Called>
+std::string runningDuring(Called* aFunction)
+{
+    std::string running;
+    commonLibrary().mOnCall = [&] { running = runningHbaCall(); };
+    callHba(aFunction);
+    return running;
+}
+
+#define QZ_EXPECT_NAMED(count, function)           \
+    EXPECT_EQ(runningDuring(function), #function); \
+    EXPECT_EQ(runningHbaCall(), nullptr) << #function;
+
+TEST_F(HbaWitness, NamesTheCallThatIsRunning)
+{
+    EXPECT_EQ(runningHbaCall(), nullptr);
+    QZ_HBA_STATUS_FUNCTIONS(QZ_EXPECT_NAMED)
+    QZ_HBA_OTHER_FUNCTIONS(QZ_EXPECT_NAMED)
+    QZ_EXPECT_NAMED(1, HBA_OpenAdapter)
+}
+
+TEST_F(HbaWitness, NamesTheScsiCallThatIsRunning)
+{
+    for (Function const& function : scsiFunctions)
+    {
+        std::string running;
+        commonLibrary().mOnCall = [&] { running = runningHbaCall(); };
+        function.mCall();
+        EXPECT_EQ(running, function.mName);
+        EXPECT_EQ(runningHbaCall(), nullptr);
+    }
+}
+
+/// A thread whose call does not return before release().
+class BlockedCall
+{
+public:
+    explicit BlockedCall(HBA_STATUS (*aFunction)())
+    {
+        commonLibrary().mOnCall = [this]
+        {
+            mEntered.set_value();
+            mReleased.get_future().wait();
+        };
+        mThread = std::thread(aFunction);
+        mEntered.get_future().wait();
+    }
+
+    void release()
+    {
+        mReleased.set_value();
+        mThread.join();
+    }
+
+private:
+    std::promise<void> mEntered;
+    std::promise<void> mReleased;
+    std::thread mThread;
+};
+
+TEST_F(HbaWitness, NamesTheRunningCallOfSeveralThatStartedLast)
+{
+    for (bool const endsFirstStartedFirst : {true, false})
+    {
+        BlockedCall first(HBA_LoadLibrary);
+        EXPECT_STREQ(runningHbaCall(), "HBA_LoadLibrary");
+        BlockedCall second(HBA_FreeLibrary);
+        EXPECT_STREQ(runningHbaCall(), "HBA_FreeLibrary");
+        (endsFirstStartedFirst ? first : second).release();
+        EXPECT_STREQ(runningHbaCall(), endsFirstStartedFirst ? "HBA_FreeLibrary" : "HBA_LoadLibrary");
+        (endsFirstStartedFirst ? second : first).release();
+        EXPECT_EQ(runningHbaCall(), nullptr);
+    }
 }
 
 TEST_F(HbaWitness, SaysWhyTheLayerThrew)

@@ -31,6 +31,21 @@ std::string outputOfTwoLoads(int aFailing)
     return runQzsim({"--scenario", scenario, hbaProbe, "load", "free", "load", "free"}).mOutput;
 }
 
+TEST(Qzsim, UnmodifiedProgramQueriesALun)
+{
+    ScratchFolder const folder;
+    std::string const scenario =
+        folder.write("scenario.toml",
+                     "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                     "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nluns = 1\n"
+                     "block_size = 4096\n");
+    EXPECT_EQ(
+        runQzsim({"--scenario", scenario, hbaProbe, "load", "count", "open=a", "lun=50:00:00:00:00:00:00:01"})
+            .mOutput,
+        "load: 0\ncount: 1\nopen a: 1\ninquiry: 0 \"EXAMPLE SIMULATED DISK  1.0 \"\n"
+        "capacity: 0 with blocks of 4096\n");
+}
+
 TEST(Qzsim, UnmodifiedProgramFindsTheAdapters)
 {
     ProcessResult const result = runQzsimOnTwoAdapters(

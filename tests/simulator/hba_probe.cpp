@@ -65,13 +65,34 @@ void printMappings(std::string const& aRoom)
     std::printf("mappings: %u of %u\n", status, mapping->NumberOfEntries);
 }
 
+HBA_WWN wwnOf(std::string const& aText)
+{
+    HBA_WWN name{};
+    for (std::size_t index = 0; index < sizeof name.wwn; ++index)
+    {
+        name.wwn[index] = static_cast<HBA_UINT8>(std::stoul(aText.substr(index * 3, 2), nullptr, 16));
+    }
+    return name;
+}
+
+/// Sends INQUIRY and READ CAPACITY to LUN 0.
+void printLun(std::string const& aPort)
+{
+    HBA_WWN const port = wwnOf(aPort);
+    char response[nameBufferSize] = {};
+    char sense[nameBufferSize] = {};
+    HBA_STATUS const status =
+        HBA_SendScsiInquiry(gHandle, port, 0, 0, 0, response, sizeof response, sense, sizeof sense);
+    std::printf("inquiry: %u \"%s\"\n", status, response + 8);
+    unsigned char capacity[8] = {};
+    HBA_STATUS const capacityStatus =
+        HBA_SendReadCapacity(gHandle, port, 0, capacity, sizeof capacity, sense, sizeof sense);
+    std::printf("capacity: %u with blocks of %u\n", capacityStatus, capacity[6] * 256U + capacity[7]);
+}
+
 void printLuns(std::string const& aPort)
 {
-    HBA_WWN port{};
-    for (std::size_t index = 0; index < sizeof port.wwn; ++index)
-    {
-        port.wwn[index] = static_cast<HBA_UINT8>(std::stoul(aPort.substr(index * 3, 2), nullptr, 16));
-    }
+    HBA_WWN const port = wwnOf(aPort);
     unsigned char response[nameBufferSize] = {};
     unsigned char sense[nameBufferSize] = {};
     HBA_STATUS const status =
@@ -110,6 +131,7 @@ Steps const steps = {
     {"port", printPort},
     {"mappings", printMappings},
     {"luns", printLuns},
+    {"lun", printLun},
     {"statistics",
      [](std::string const& aIndex)
      {

@@ -1,5 +1,5 @@
-// Starts a program of another machine on the emulator, so that tests start it like a native program. The program has the
-// same name as this launcher, and is in the folder "bin" next to the launcher's folder. The launcher is linked
+// Starts a program of another machine on the emulator, so that tests start it like a native program. The program has
+// the same name as this launcher, and is in the folder "bin" next to the launcher's folder. The launcher is linked
 // statically, so that LD_PRELOAD affects only the emulated program.
 #include <stdio.h>
 #include <stdlib.h>

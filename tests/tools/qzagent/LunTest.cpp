@@ -24,6 +24,7 @@ using testing::IsEmpty;
 
 namespace
 {
+constexpr std::size_t reportHeaderSize = 8;
 
 Lun lunOfBytes(std::array<unsigned char, qzagent::lunSize> const& aBytes) { return lunOf(aBytes.data()); }
 
@@ -110,7 +111,7 @@ TEST(QzagentLun, IgnoresATruncatedEntryOfAReport)
 TEST(QzagentLun, ReadsNoLunsFromAResponseShorterThanItsHeader)
 {
     Bytes const report = reportWithLength(16);
-    for (std::size_t size = 0; size < qzagent::reportLunsHeaderSize; ++size)
+    for (std::size_t size = 0; size < reportHeaderSize; ++size)
     {
         EXPECT_THAT(lunsOf(Bytes(report.begin(), report.begin() + static_cast<std::ptrdiff_t>(size))),
                     IsEmpty())
@@ -120,11 +121,11 @@ TEST(QzagentLun, ReadsNoLunsFromAResponseShorterThanItsHeader)
 
 TEST(QzagentLun, ReadsTheLengthOfAReportAsBigEndian)
 {
-    Bytes response(qzagent::reportLunsHeaderSize + 512 * qzagent::lunSize);
+    Bytes response(reportHeaderSize + 512 * qzagent::lunSize);
     response[2] = 0x10;
     for (std::size_t lun = 0; lun < 512; ++lun)
     {
-        std::size_t const entry = qzagent::reportLunsHeaderSize + lun * qzagent::lunSize;
+        std::size_t const entry = reportHeaderSize + lun * qzagent::lunSize;
         response[entry] = static_cast<unsigned char>(0x40 | lun >> 8);
         response[entry + 1] = static_cast<unsigned char>(lun & 0xff);
     }

@@ -1,7 +1,6 @@
 #include "tools/qzagent/hba/Lun.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <iterator>
 #include <string>
 #include <variant>
@@ -18,16 +17,6 @@ constexpr std::size_t lineWidth = 60;
 constexpr unsigned int addressingMethod = 0xc0;
 constexpr unsigned int peripheral = 0x00;
 constexpr unsigned int flatSpace = 0x40;
-
-unsigned int bigEndian(unsigned char const* aBytes, std::size_t aCount)
-{
-    unsigned int number = 0;
-    for (std::size_t i = 0; i < aCount; ++i)
-    {
-        number = number << 8 | aBytes[i];
-    }
-    return number;
-}
 
 /// @return whether the LUN has only its first level, the first two bytes
 bool hasOneLevel(unsigned char const* aBytes)
@@ -94,7 +83,7 @@ Luns::const_iterator lastOfRange(Luns::const_iterator aFirst, Luns::const_iterat
 Lun lunOf(unsigned char const* aBytes)
 {
     unsigned int const method = aBytes[0] & addressingMethod;
-    unsigned int const number = bigEndian(aBytes, 2) & ~(addressingMethod << 8);
+    unsigned int const number = (aBytes[0] & ~addressingMethod) << 8 | aBytes[1];
     bool const isPeripheral = method == peripheral && aBytes[0] == 0;
     if ((isPeripheral || method == flatSpace) && hasOneLevel(aBytes))
     {
@@ -111,18 +100,6 @@ Luns lunsIn(qz::LunReport const& aReport)
         luns.insert(lunOf(lun.data()));
     }
     return luns;
-}
-
-// The header begins with the length of the list in bytes.
-std::size_t sizeOf(qz::LunReport const& aReport)
-{
-    qz::Bytes const report = aReport.bytes();
-    if (report.mSize < reportLunsHeaderSize)
-    {
-        return report.mSize;
-    }
-    std::size_t const length = bigEndian(report.begin(), sizeof(unsigned int));
-    return reportLunsHeaderSize + std::min(length, report.mSize - reportLunsHeaderSize);
 }
 
 Luns without(Luns const& aLuns, Luns const& aOthers)

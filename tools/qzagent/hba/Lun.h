@@ -13,7 +13,6 @@
 namespace qzagent
 {
 constexpr std::size_t lunSize = 8;
-constexpr std::size_t reportLunsHeaderSize = 8;
 
 /// A LUN: its number in peripheral or flat space addressing, its 16 hexadecimal digits in any other addressing method.
 using Lun = std::variant<unsigned int, std::string>;
@@ -25,9 +24,6 @@ Lun lunOf(unsigned char const* aBytes);
 
 /// @return the LUNs in a response to REPORT LUNS
 Luns lunsIn(qz::LunReport const& aReport);
-
-/// @return size in bytes of the response in its buffer: the header and the list
-std::size_t sizeOf(qz::LunReport const& aReport);
 
 /// @return the LUNs that are in aLuns and not in aOthers
 Luns without(Luns const& aLuns, Luns const& aOthers);

@@ -20,8 +20,8 @@ enum class LunStyle
     unknown,
 };
 
-/// @return the style that fits all mappings. The style scsi fits a mapping if ScsiOSLun is the number of the LUN, or the
-///         integer that Linux forms from its bytes. If both styles fit, they give the same LUNs.
+/// @return the style that fits all mappings. The style scsi fits a mapping if ScsiOSLun is the number of the LUN, or
+///         the integer that Linux forms from its bytes. If both styles fit, they give the same LUNs.
 LunStyle lunStyleOf(qz::TargetMappings const& aMappings);
 
 /// @return name of the LUN's device in the operating system; empty if it is unknown

@@ -10,7 +10,6 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 
@@ -23,11 +22,12 @@ using Clock = std::chrono::steady_clock;
 LatencyEntry measurePort(qz::Adapter& aAdapter, qz::Wwn const& aPort, unsigned int aCount)
 {
     LatencyHistogram histogram;
+    qz::LunReport report;
     for (unsigned int i = 0; i < aCount; ++i)
     {
         Clock::time_point const start = Clock::now();
-        qz::LunReport const report = aAdapter.reportLuns(aPort);
-        histogram.add(Clock::now() - start, sizeOf(report));
+        aAdapter.reportLuns(aPort, report);
+        histogram.add(Clock::now() - start, report.answerSize());
     }
     return histogram.entry();
 }

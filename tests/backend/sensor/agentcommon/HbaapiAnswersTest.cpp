@@ -1,5 +1,5 @@
-// Every status at every call of each query of the HBA API layer. The expected results are computed from the rules of each
-// query, which are implemented independently here.
+// Every status at every call of each query of the HBA API layer. The expected results are computed from the rules of
+// each query, which are implemented independently here.
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>

@@ -31,8 +31,8 @@ __attribute__((noinline)) void dirtyStack()
     }
 }
 
-/// Runs the action with a dirty stack. The action runs once before that, since the dynamic linker also writes to the stack
-/// when a function is called for the first time.
+/// Runs the action with a dirty stack. The action runs once before that, since the dynamic linker also writes to the
+/// stack when a function is called for the first time.
 template <typename Action>
 void onDirtyStack(Action const& aAction)
 {

@@ -1,6 +1,6 @@
 /// @file
-/// The vendor library layer with a scripted vendor library. The layer's state belongs to the process, so a test calls it
-/// inFreshProcess() or in a death test.
+/// The vendor library layer with a scripted vendor library. The layer's state belongs to the process, so a test calls
+/// it inFreshProcess() or in a death test.
 #pragma once
 
 #include <algorithm>
