@@ -192,7 +192,7 @@ TEST(QzagentInventoryLuns, AreQueriedOnceIfSeveralPortsDiscoverTheirTarget)
     EXPECT_EQ(luns[0]["os_device"], "/dev/sda");
     EXPECT_EQ(luns[1]["os_device"], "/dev/sdb");
     EXPECT_EQ(luns[0]["product"], luns[1]["product"]);
-    EXPECT_EQ(remotePortOf(result)["mapped_luns"], nlohmann::json({0}));
+    EXPECT_EQ(remotePortOf(result)["mapped_luns"], nlohmann::json::array({0}));
 }
 
 TEST(QzagentInventoryLuns, SatisfyTheSchema)
