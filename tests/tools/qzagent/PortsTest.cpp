@@ -118,7 +118,7 @@ TEST(QzagentPorts, ShowsAnAdapterWithoutKnownPortsInOneLine)
     EXPECT_EQ(result.mErrors,
               "qzagent: example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed (code 802): "
               "HBA_STATUS_ERROR (1) in "
-              "call NUMBER, HBA_OpenAdapter\n");
+              "call 8, HBA_OpenAdapter\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
