@@ -41,13 +41,13 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         UsageError{"NoArguments",
                    {},
-                   "no verb given; the verbs are adapters, inventory, latency, show, statistics, vendor, "
-                   "watch, explain; "
+                   "no verb given; the verbs are adapters, inventory, ports, latency, show, statistics, "
+                   "vendor, watch, explain; "
                    "see qzagent --help"},
         UsageError{"NoVerb",
                    {"--trace"},
-                   "no verb given; the verbs are adapters, inventory, latency, show, statistics, vendor, "
-                   "watch, explain; "
+                   "no verb given; the verbs are adapters, inventory, ports, latency, show, statistics, "
+                   "vendor, watch, explain; "
                    "see qzagent --help"},
         UsageError{"UnknownVerb", {"bogus"}, "no verb 'bogus'; see qzagent --help"},
         UsageError{
@@ -209,8 +209,8 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
-                         testing::Values("adapters", "inventory", "latency", "show", "statistics", "vendor",
-                                         "watch", "explain"),
+                         testing::Values("adapters", "inventory", "ports", "latency", "show", "statistics",
+                                         "vendor", "watch", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)
