@@ -7,7 +7,8 @@ import unittest
 
 import machine
 import realstack
-from make_machine import DEVICE, DRIVER, DRIVER_VERSION, REVISION, VENDOR
+from make_machine import (DEVICE, DRIVER, DRIVER_VERSION, REVISION, SCSI_MODEL, SCSI_REVISION, SCSI_VENDOR,
+                          VENDOR)
 from programs import QZAGENT
 
 SCHEMAS = realstack.HERE.parents[1] / "tools" / "qzagent" / "schemas"
@@ -15,7 +16,8 @@ SCHEMAS = realstack.HERE.parents[1] / "tools" / "qzagent" / "schemas"
 PORT_STATES = {"Online": "ONLINE", "Linkdown": "LINKDOWN", "Not Present": "UNKNOWN"}
 PORT_TYPES = {"NPort (fabric via point-to-point)": "NPORT"}
 
-# libhbalinux has numbers for these.
+# libhbalinux has numbers for these, which are those of the header of the HBA API.
+SPEED_BITS = {"1 Gbit": 1, "2 Gbit": 2, "10 Gbit": 4, "Not Negotiated": 5}
 SPEEDS = {"1 Gbit": "1GBIT", "2 Gbit": "2GBIT", "10 Gbit": "10GBIT", "Not Negotiated": "NOT_NEGOTIATED"}
 
 # libhbalinux writes class 3 as the number 3, in whose place the HBA API has a bit for each class.
@@ -39,32 +41,40 @@ def supported_speeds(text):
     return [name for linux, name in SPEEDS.items() if linux in text.split(", ")] or ["UNKNOWN"]
 
 
-def failure(text, status, status_name, scsi=None, scsi_text=""):
-    """A failure of REPORT LUNS, without the number of the call."""
-    cause = {"function": "HBA_SendReportLUNs", "status": status, "status_name": status_name} | (scsi or {})
+def failure(text, function, status, status_name, scsi=None, scsi_text=""):
+    """A failure without the number of the call."""
+    cause = {"function": function, "status": status, "status_name": status_name} | (scsi or {})
     return {"exception": "QZCHbaapiEx", "text": text, "code": 802,
             "cause": cause | {"text": f"{scsi_text}{status_name} ({status})"}}
 
 
-def expected_failure(port):
-    """What makes REPORT LUNS fail; None if nothing does."""
-    failed = "HBA_SendReportLUNs method failed"
-    if not port.first_unit or port.vanishes_after:
-        return failure(failed, 23, "HBA_STATUS_ERROR_TARGET_PORT_WWN")
-    kind, _, detail = port.first_unit.answers["report_luns"].partition(" ")
+def expected_failure(command, function, answer, size):
+    """What makes a command fail whose whole answer has this size; None if nothing does.
+
+    libhbalinux fills the buffer of INQUIRY with zeros. A short answer then has the length 0 after the first 5 bytes."""
+    kind, _, detail = answer.partition(" ")
+    is_filled = command == "INQUIRY"
     if kind == "busy":
-        return failure("REPORT LUNS: no answer, the HBA library left the buffer unchanged", 0, "HBA_STATUS_OK")
+        done = "filled the buffer with zeros" if is_filled else "left the buffer unchanged"
+        return failure(f"{command}: no answer, the HBA library {done}", function, 0, "HBA_STATUS_OK")
     if kind == "short":
-        size = 8 + 8 * len(port.reported)
-        return failure(f"REPORT LUNS: short answer, {detail} of {size} bytes", 0, "HBA_STATUS_OK")
+        found = 5 if is_filled else detail
+        return failure(f"{command}: short answer, {found} of {size} bytes", function, 0, "HBA_STATUS_OK")
     if kind == "check":
         key, asc, ascq = (int(number, 16) for number in detail.split("/"))
         key_name, additional = SENSE_KEYS[key], ADDITIONAL_SENSE[asc << 8 | ascq]
         scsi = {"scsi_status": 2, "scsi_status_name": "CHECK CONDITION", "sense_key": key, "sense_key_name": key_name,
                 "asc": asc, "ascq": ascq, "additional_sense": additional}
-        text = f"REPORT LUNS: CHECK CONDITION, {key_name}, {additional} ({asc:02X}/{ascq:02X}); "
-        return failure(failed, 9, "HBA_STATUS_SCSI_CHECK_CONDITION", scsi, text)
+        text = f"{command}: CHECK CONDITION, {key_name}, {additional} ({asc:02X}/{ascq:02X}); "
+        return failure(f"{function} method failed", function, 9, "HBA_STATUS_SCSI_CHECK_CONDITION", scsi, text)
     return None
+
+
+def expected_failure_of_report_luns(port):
+    function = "HBA_SendReportLUNs"
+    if not port.first_unit or port.vanishes_after:
+        return failure(f"{function} method failed", function, 23, "HBA_STATUS_ERROR_TARGET_PORT_WWN")
+    return expected_failure("REPORT LUNS", function, port.first_unit.answers["report_luns"], 8 + 8 * len(port.reported))
 
 
 def without_call_numbers(value):
@@ -79,12 +89,29 @@ def without_call_numbers(value):
     return value
 
 
+def expected_units(port):
+    return [{"lun": unit.lun, "os_device": f"/dev/{unit.disk}"} for unit in sorted(port.units, key=lambda unit: unit.lun)]
+
+
+def expected_answers(unit):
+    """What --luns adds to a unit."""
+    failures = [expected_failure("INQUIRY", "HBA_SendScsiInquiry", unit.answers["inquiry"], 36),
+                expected_failure("READ CAPACITY", "HBA_SendReadCapacity", unit.answers["read_capacity"], 8)]
+    fields = {}
+    if not failures[0]:
+        fields |= {"device_type": "0x00", "vendor": SCSI_VENDOR, "product": SCSI_MODEL, "revision": SCSI_REVISION}
+    if not failures[1]:
+        fields |= {"block_size_bytes": unit.block_size, "capacity_bytes": unit.size}
+    return fields | ({"failures": [one for one in failures if one]} if any(failures) else {})
+
+
 def expected_remote_port(port):
     fields = {"port_wwn": port.port_wwn, "node_wwn": port.node_wwn, "fc_id": f"0x{port.fc_id:06x}",
               "state": PORT_STATES[port.state]}
     if port.units:
         fields["mapped_luns"] = sorted(unit.lun for unit in port.units)
-        problem = expected_failure(port)
+        fields["luns"] = expected_units(port)
+        problem = expected_failure_of_report_luns(port)
         fields |= {"failures": [problem]} if problem else {"reported_luns": sorted(port.reported)}
     return fields
 
@@ -100,7 +127,9 @@ def expected_adapter(host):
             "index": 0, "port_wwn": host.port_wwn, "node_wwn": host.node_wwn,
             "fc_id": f"0x{host.fc_id:06x}" if host.fc_id else None, "type": PORT_TYPES[host.type],
             "state": PORT_STATES[host.state], "speed": SPEEDS.get(host.speed, "UNKNOWN"),
+            "speed_bits": SPEED_BITS.get(host.speed, 0),
             "supported_speeds": supported_speeds(host.supported_speeds),
+            "supported_speeds_bits": sum(SPEED_BITS.get(name, 0) for name in host.supported_speeds.split(", ")),
             "supported_classes": CLASSES, "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"],
             "max_frame_size": host.max_frame_size, "symbolic_name": host.symbolic_name,
             "os_device_name": host.name, "fabric_name": known(host.fabric_wwn),
@@ -177,6 +206,36 @@ class Inventory(unittest.TestCase):
                          [("note", "HBA library example.missing (/usr/lib/none.so) is not loaded: /usr/lib/none.so: "
                                    "cannot open shared object file: No such file or directory")])
         self.assertEqual(len(document["adapters"]), 1)
+
+    def assert_shows_units(self, name, exit_code=0):
+        with realstack.made(name) as made:
+            result = made.run(QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual(result.returncode, exit_code, result.stderr)
+        self.assertTrue(is_valid(result.stdout), result.stdout)
+        found = [without_call_numbers(port.get("luns", [])) for adapter in json.loads(result.stdout)["adapters"]
+                 for port in adapter["ports"][0]["remote_ports"]]
+        expected = [[shown | expected_answers(unit) for shown, unit in zip(expected_units(port), port.units)]
+                    for host in machine.load(realstack.text_of(name)) for port in host.remote_ports]
+        # The library lists the adapters in any order.
+        self.assertEqual(sorted(found, key=str), sorted(expected, key=str))
+
+    def test_has_vendor_product_revision_and_capacity_of_hundreds_of_luns(self):
+        self.assert_shows_units("two-hosts")
+
+    def test_has_the_products_of_luns_above_255(self):
+        self.assert_shows_units("high-luns")
+
+    def test_has_the_products_of_a_target_without_lun_0(self):
+        self.assert_shows_units("no-lun-0", exit_code=1)
+
+    def test_has_a_failure_for_each_lun_that_is_not_ready(self):
+        self.assert_shows_units("check-condition", exit_code=1)
+
+    def test_has_a_failure_for_each_lun_that_is_busy(self):
+        self.assert_shows_units("busy", exit_code=1)
+
+    def test_has_a_failure_for_each_lun_that_answers_too_few_bytes(self):
+        self.assert_shows_units("short-answers", exit_code=1)
 
     def test_is_not_mixed_with_what_the_library_prints(self):
         errors = self.assert_shows("no-capabilities")

@@ -6,7 +6,8 @@
 
 namespace qzagent
 {
-/// Opens, refreshes and closes each adapter of the host. The other adapters are listed even when one fails.
+/// Lists the adapters of the host with their versions and the worst state of their ports. The other adapters are listed
+/// even when one fails.
 void addAdapters(CommandLine& aCommandLine);
 
 /// Writes a capture to a new file in another form.
@@ -21,6 +22,9 @@ void addInventory(CommandLine& aCommandLine);
 
 /// Measures how long target ports take to answer.
 void addLatency(CommandLine& aCommandLine);
+
+/// Lists the ports of all adapters, or of one. What can be read is shown even when something else fails.
+void addPorts(CommandLine& aCommandLine);
 
 /// Writes what is whole in a damaged capture to a new file.
 void addRepair(CommandLine& aCommandLine);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -33,6 +34,7 @@ void addVerbs(CommandLine& aCommandLine)
 {
     addAdapters(aCommandLine);
     addInventory(aCommandLine);
+    addPorts(aCommandLine);
     addLatency(aCommandLine);
     addShow(aCommandLine);
     addRepair(aCommandLine);
@@ -95,9 +97,9 @@ private:
     {
         try
         {
-            if (std::optional<Answer> const found = mPartial.get())
+            if (std::optional<Answer> found = mPartial.get())
             {
-                mOutput.write(mIsJson ? mReport.document(mCommandLine.command(), found->mKeys)
+                mOutput.write(mIsJson ? mReport.document(mCommandLine.command(), std::move(found->mKeys))
                                       : found->mText);
             }
         }
@@ -160,8 +162,7 @@ void show(Output& aOutput, int aCount, char const* const* aArguments, Report& aR
     PartialAnswer partial;
     Expiry const expiry(commandLine, isJson, partial, aReport, aOutput);
     Timeout timeout([&expiry](bool aIsWriting) { expiry.end(aIsWriting); });
-    std::optional<Answer> const found =
-        answer(commandLine, aCount, aArguments, aReport, aOutput, partial, timeout);
+    std::optional<Answer> found = answer(commandLine, aCount, aArguments, aReport, aOutput, partial, timeout);
     timeout.beginOutput();
     if (!found)
     {
@@ -169,7 +170,7 @@ void show(Output& aOutput, int aCount, char const* const* aArguments, Report& aR
     }
     if (isJson)
     {
-        aOutput.writeWhole(aReport.document(commandLine.command(), found->mKeys));
+        aOutput.writeWhole(aReport.document(commandLine.command(), std::move(found->mKeys)));
     }
     else
     {

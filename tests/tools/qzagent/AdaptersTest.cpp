@@ -18,7 +18,8 @@ using testing::MatchesRegex;
 
 namespace
 {
-std::string const exampleAdapters = adapterNamed("example-fc-0") + adapterNamed("example-fc-1");
+std::string const exampleAdapters =
+    adapterNamed("example-fc-0") + portNumbered(1) + adapterNamed("example-fc-1") + portNumbered(2);
 
 std::string const secondHasNoName =
     exampleAdapters + fault("HBA_GetAdapterName", "2", "HBA_STATUS_ERROR_BUSY");
@@ -42,24 +43,88 @@ std::vector<std::string> traceIn(std::string const& aText)
     return trace;
 }
 
+/// An adapter with a port in each of the states.
+std::string adapterWithPorts(std::vector<std::string> const& aStates)
+{
+    std::string scenario = adapterNamed("example-fc-0");
+    for (unsigned int i = 0; i < aStates.size(); ++i)
+    {
+        scenario += portNumbered(i) + "state = \"" + aStates[i] + "\"\n";
+    }
+    return scenario;
+}
+
 TEST(QzagentAdapters, ListsAdaptersInATable)
 {
-    ProcessResult const result = runAgentOn(exampleAdapters, {"adapters"});
+    ProcessResult const result = runAgentOn(shippedScenario("two-adapters"), {"adapters"});
     EXPECT_EQ(result.mOutput,
-              "INDEX NAME         HANDLE STATE\n"
-              "    0 example-fc-0 0x1    ok\n"
-              "    1 example-fc-1 0x2    ok\n");
+              "INDEX NAME         MODEL   DRIVER FIRMWARE PORTS WORST PORT STATE\n"
+              "    0 example-fc-0 EX-2200 2.4.1  3.90         2 ONLINE     ok\n"
+              "    1 example-fc-1 EX-2100 2.4.1  3.90         1 LINKDOWN   ok\n");
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
 TEST(QzagentAdapters, ListsAdaptersInJson)
 {
-    ProcessResult const result = runAgentOn(exampleAdapters, {"adapters", "--json"});
+    ProcessResult const result = runAgentOn(shippedScenario("two-adapters"), {"adapters", "--json"});
     EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
         "format_version": 2, "command": "adapters", "exit_status": 0, "messages": [],
-        "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
-                     {"index": 1, "name": "example-fc-1", "state": "ok", "handle": 2}]})"));
+        "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "model": "EX-2200",
+                      "driver_version": "2.4.1", "firmware_version": "3.90", "number_of_ports": 2,
+                      "worst_port_state": "ONLINE"},
+                     {"index": 1, "name": "example-fc-1", "state": "ok", "model": "EX-2100",
+                      "driver_version": "2.4.1", "firmware_version": "3.90", "number_of_ports": 1,
+                      "worst_port_state": "LINKDOWN"}]})"));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentAdapters, ShowsTheWorstStateOfTheirPorts)
+{
+    std::vector<std::string> states = {"ONLINE",  "LOOPBACK", "DIAGNOSTICS", "BYPASSED",
+                                       "UNKNOWN", "OFFLINE",  "LINKDOWN",    "ERROR"};
+    for (; !states.empty(); states.pop_back())
+    {
+        nlohmann::json const adapter =
+            documentOf(runAgentOn(adapterWithPorts(states), {"adapters", "--json"}))["adapters"][0];
+        EXPECT_EQ(adapter["worst_port_state"], states.back());
+    }
+}
+
+TEST(QzagentAdapters, ShowsAPortThatFailsAsUnknownAndTheAdapterAsFailed)
+{
+    ProcessResult const result =
+        runAgentOn(adapterWithPorts({"ONLINE", "ONLINE"}) +
+                       fault("HBA_GetAdapterPortAttributes", "2", "HBA_STATUS_ERROR_UNAVAILABLE"),
+                   {"adapters"});
+    EXPECT_EQ(result.mOutput,
+              "INDEX NAME         MODEL DRIVER FIRMWARE PORTS WORST PORT STATE\n"
+              "    0 example-fc-0 -     -      -            2 UNKNOWN    failed\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: example-fc-0: port 1: QZCHbaapiEx: HBA_GetAdapterPortAttributes method failed (code "
+              "802): HBA_STATUS_ERROR_UNAVAILABLE (12) in call 6, HBA_GetAdapterPortAttributes\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentAdapters, NamesThePortThatFailsInJson)
+{
+    nlohmann::json const document =
+        documentOf(runAgentOn(adapterWithPorts({"ONLINE", "ONLINE"}) +
+                                  fault("HBA_GetAdapterPortAttributes", "2", "HBA_STATUS_ERROR_UNAVAILABLE"),
+                              {"adapters", "--json"}));
+    ASSERT_EQ(document["messages"].size(), 1u) << document;
+    EXPECT_EQ(document["messages"][0]["adapter"], "example-fc-0");
+    EXPECT_EQ(document["messages"][0]["port"], 1);
+    EXPECT_EQ(document["messages"][0]["cause"]["status_name"], "HBA_STATUS_ERROR_UNAVAILABLE");
+}
+
+TEST(QzagentAdapters, AreNotQueriedForRemotePortsAndMappings)
+{
+    ProcessResult const result =
+        runAgentOn(exampleAdapters + fault("HBA_GetFcpTargetMapping", R"("1+")", "HBA_STATUS_ERROR") +
+                       fault("HBA_GetDiscoveredPortAttributes", R"("1+")", "HBA_STATUS_ERROR"),
+                   {"adapters"});
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
 }
@@ -68,9 +133,9 @@ TEST(QzagentAdapters, ListsTheOtherAdaptersWhenOneCannotBeOpened)
 {
     ProcessResult const result = runAgentOn(secondAdapterFails(), {"adapters"});
     EXPECT_EQ(result.mOutput,
-              "INDEX NAME         HANDLE STATE\n"
-              "    0 example-fc-0 0x1    ok\n"
-              "    1 example-fc-1 -      failed\n");
+              "INDEX NAME         MODEL DRIVER FIRMWARE PORTS WORST PORT STATE\n"
+              "    0 example-fc-0 -     -      -            1 ONLINE     ok\n"
+              "    1 example-fc-1 -     -      -            - -          failed\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -78,20 +143,21 @@ TEST(QzagentAdapters, PrintsOneLineOnStandardErrorForAnAdapterThatCannotBeOpened
 {
     EXPECT_EQ(runAgentOn(secondAdapterFails(), {"adapters"}).mErrors,
               "qzagent: example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed (code 802): "
-              "HBA_STATUS_ERROR (1) in call 5, HBA_OpenAdapter\n");
+              "HBA_STATUS_ERROR (1) in call 7, HBA_OpenAdapter\n");
 }
 
-TEST(QzagentAdapters, OmitsTheHandleOfAnAdapterThatCannotBeOpenedInJson)
+TEST(QzagentAdapters, OmitsWhatIsUnknownOfAnAdapterThatCannotBeOpenedInJson)
 {
     ProcessResult const result = runAgentOn(secondAdapterFails(), {"--json", "adapters"});
     EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
         "format_version": 2, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "HBA_OpenAdapter method failed", "code": 802,
                       "exception": "QZCHbaapiEx", "adapter": "example-fc-1",
-                      "cause": {"call": 5, "function": "HBA_OpenAdapter", "status": 1,
+                      "cause": {"call": 7, "function": "HBA_OpenAdapter", "status": 1,
                                 "status_name": "HBA_STATUS_ERROR",
-                                "text": "HBA_STATUS_ERROR (1) in call 5, HBA_OpenAdapter"}}],
-        "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "handle": 1},
+                                "text": "HBA_STATUS_ERROR (1) in call 7, HBA_OpenAdapter"}}],
+        "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "number_of_ports": 1,
+                      "worst_port_state": "ONLINE"},
                      {"index": 1, "name": "example-fc-1", "state": "failed"}]})"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
@@ -100,8 +166,8 @@ TEST(QzagentAdapters, ListsTheAdaptersBeforeOneWhoseNameCannotBeRead)
 {
     ProcessResult const result = runAgentOn(secondHasNoName, {"adapters"});
     EXPECT_EQ(result.mOutput,
-              "INDEX NAME         HANDLE STATE\n"
-              "    0 example-fc-0 0x1    ok\n");
+              "INDEX NAME         MODEL DRIVER FIRMWARE PORTS WORST PORT STATE\n"
+              "    0 example-fc-0 -     -      -            1 ONLINE     ok\n");
     EXPECT_THAT(result.mErrors,
                 MatchesRegex("qzagent: QZCExitConditionEx: HBA_GetAdapterName method failed .code 19.: "
                              "HBA_STATUS_[A-Z_]+ .[0-9]+. in call 3, HBA_GetAdapterName\n"));
@@ -150,21 +216,23 @@ TEST(QzagentAdapters, ReportsInJsonThatTheCommonLibraryDoesNotLoad)
 
 TEST(QzagentAdapters, TraceShowsTheLibraryCallsInOrder)
 {
-    std::string const errors = runAgentOn(adapterNamed("example-fc-0"), {"adapters", "--trace"}).mErrors;
+    std::string const errors =
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1), {"adapters", "--trace"}).mErrors;
     EXPECT_THAT(
         traceIn(errors),
-        ElementsAre("HA_LoadHbaapi: Entered", "HA_LoadHbaapi: Going to open HBAAPI library",
-                    "HA_LoadHbaapi: Left", "HA_GetNumberOfAdapters: Entered", "HA_GetNumberOfAdapters: Left",
-                    "HA_GetAdapterNames: Entered", "HA_GetAdapterNames: Going to get adapter name, # = <0>",
-                    "HA_GetAdapterNames: Adapter name: example-fc-0", "HA_GetAdapterNames: Left",
-                    "HA_OpenAdapter: Entered",
-                    "HA_OpenAdapter: Going to open adapter, adapter name = <example-fc-0>",
-                    "HA_OpenAdapter: Left", "HA_RefreshAdapter: Entered",
-                    "HA_RefreshAdapter: Going to refresh adapter's information...",
-                    "HA_RefreshAdapter: Refreshed adapter's information", "HA_RefreshAdapter: Left",
-                    "HA_CloseAdapter: Entered", "HA_CloseAdapter: Going to close adapter...",
-                    "HA_CloseAdapter: Closed adapter", "HA_CloseAdapter: Left", "HA_FreeHbaapi: Entered",
-                    "HA_FreeHbaapi: Left"))
+        ElementsAre(
+            "HA_LoadHbaapi: Entered", "HA_LoadHbaapi: Going to open HBAAPI library", "HA_LoadHbaapi: Left",
+            "HA_GetNumberOfAdapters: Entered", "HA_GetNumberOfAdapters: Left", "HA_GetAdapterNames: Entered",
+            "HA_GetAdapterNames: Going to get adapter name, # = <0>",
+            "HA_GetAdapterNames: Adapter name: example-fc-0", "HA_GetAdapterNames: Left",
+            "HA_OpenAdapter: Entered", "HA_OpenAdapter: Going to open adapter, adapter name = <example-fc-0>",
+            "HA_OpenAdapter: Left", "HA_RefreshAdapter: Entered",
+            "HA_RefreshAdapter: Going to refresh adapter's information...",
+            "HA_RefreshAdapter: Refreshed adapter's information", "HA_RefreshAdapter: Left",
+            "HA_GetAdapterAttributes: Entered", "HA_GetAdapterAttributes: Going to get adapter attributes",
+            "HA_GetAdapterAttributes: Left", "HA_CloseAdapter: Entered",
+            "HA_CloseAdapter: Going to close adapter...", "HA_CloseAdapter: Closed adapter",
+            "HA_CloseAdapter: Left", "HA_FreeHbaapi: Entered", "HA_FreeHbaapi: Left"))
         << errors;
 }
 

@@ -41,11 +41,11 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         UsageError{"NoArguments",
                    {},
-                   "no verb given; the verbs are adapters, inventory, latency, show, repair, convert, "
+                   "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
                    "statistics, vendor, watch, explain; see qzagent --help"},
         UsageError{"NoVerb",
                    {"--trace"},
-                   "no verb given; the verbs are adapters, inventory, latency, show, repair, convert, "
+                   "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
                    "statistics, vendor, watch, explain; see qzagent --help"},
         UsageError{"UnknownVerb", {"bogus"}, "no verb 'bogus'; see qzagent --help"},
         UsageError{
@@ -234,8 +234,8 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
-                         testing::Values("adapters", "inventory", "latency", "show", "repair", "convert",
-                                         "statistics", "vendor", "watch", "explain"),
+                         testing::Values("adapters", "inventory", "ports", "latency", "show", "repair",
+                                         "convert", "statistics", "vendor", "watch", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

@@ -21,7 +21,7 @@ struct Situation
 
 std::ostream& operator<<(std::ostream& aOut, Situation const& aSituation) { return aOut << aSituation.mName; }
 
-std::string const oneAdapter = adapterNamed("example-fc-0");
+std::string const oneAdapter = adapterNamed("example-fc-0") + portNumbered(1);
 
 class QzagentDocument : public testing::TestWithParam<Situation>
 {
@@ -44,6 +44,22 @@ INSTANTIATE_TEST_SUITE_P(
         Situation{"OneFailingAdapter", secondAdapterFails(), {"adapters", "--json"}, "adapters", 1},
         Situation{"FailedLoad", failedLoad(), {"adapters", "--json"}, "adapters", 1},
         Situation{"AdaptersUsageError", "", {"adapters", "--json", "--bogus"}, "adapters", 2},
+        Situation{"AdaptersWithAFailingPort",
+                  shippedScenario("faulty-port"),
+                  {"adapters", "--json"},
+                  "adapters",
+                  1},
+        Situation{"Ports", shippedScenario("two-adapters"), {"ports", "--json"}, "ports", 0},
+        Situation{"PortsWithAFailingPort", shippedScenario("faulty-port"), {"ports", "--json"}, "ports", 1},
+        Situation{"PortsOfAnUnsupportedAdapter",
+                  shippedScenario("unsupported-adapter"),
+                  {"ports", "--json"},
+                  "ports",
+                  1},
+        Situation{"PortsOfALargeFabric", shippedScenario("large-fabric"), {"ports", "--json"}, "ports", 0},
+        Situation{"PortsWithoutAdapters", "", {"ports", "--json"}, "ports", 0},
+        Situation{"PortsFailedLoad", failedLoad(), {"ports", "--json"}, "ports", 1},
+        Situation{"PortsUsageError", "", {"ports", "--json", "0"}, "ports", 2},
         Situation{"Inventory", shippedScenario("two-adapters"), {"inventory", "--json"}, "inventory", 0},
         Situation{"UnsupportedAdapter",
                   shippedScenario("unsupported-adapter"),
@@ -93,6 +109,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(QzagentDocuments, AdaptersSatisfyTheSchemaWithHostileNames)
 {
     EXPECT_TRUE(satisfies(runAgent({"adapters", "--json"}, hostileHbaapi()).mOutput, "adapters"));
+}
+
+TEST(QzagentDocuments, PortsSatisfyTheSchemaWithHostileValues)
+{
+    EXPECT_TRUE(satisfies(runAgent({"ports", "--json"}, hostileHbaapi()).mOutput, "ports"));
 }
 
 TEST(QzagentDocuments, InventorySatisfiesTheSchemaWithHostileValues)

@@ -108,8 +108,8 @@ extern "C"
         *aAttributes = HBA_PORTATTRIBUTES{};
         aAttributes->PortType = 99;
         aAttributes->PortState = 77;
-        aAttributes->PortSpeed = 8;
-        aAttributes->PortSupportedSpeed = 0x80000009;
+        aAttributes->PortSpeed = 0x40000000;
+        aAttributes->PortSupportedSpeed = 0xc0000001;
         fillUp(aAttributes->OSDeviceName, 'd');
         aAttributes->NumberofDiscoveredPorts = 0xffff;
         return HBA_STATUS_OK;

@@ -36,15 +36,19 @@ TEST(QzagentInventoryJson, ContainsThePortsWithTheirRemotePortsAndLuns)
 {
     EXPECT_EQ(twoAdapters()[0]["ports"][0], nlohmann::json::parse(R"({
         "index": 0, "port_wwn": "10:00:00:00:c9:00:00:01", "node_wwn": "20:00:00:00:c9:00:00:00",
-        "fc_id": "0x010100", "type": "NPORT", "state": "ONLINE", "speed": "2GBIT",
-        "supported_speeds": ["1GBIT", "2GBIT"], "supported_classes": ["3"],
+        "fc_id": "0x010100", "type": "NPORT", "state": "ONLINE", "speed": "2GBIT", "speed_bits": 2,
+        "supported_speeds": ["1GBIT", "2GBIT"], "supported_speeds_bits": 3, "supported_classes": ["3"],
         "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"], "max_frame_size": 2112,
         "symbolic_name": "EX-2200 port 0", "os_device_name": "/sys/class/fc_host/host0",
         "fabric_name": "10:00:00:60:69:00:00:01",
         "remote_ports": [
             {"port_wwn": "50:00:00:00:ab:00:00:01", "node_wwn": "50:00:00:00:ab:00:00:00",
              "fc_id": "0x010200", "type": "NPORT", "state": "ONLINE",
-             "mapped_luns": [0, 1, 2, 300], "reported_luns": [0, 1, 2, 300]},
+             "mapped_luns": [0, 1, 2, 300], "reported_luns": [0, 1, 2, 300],
+             "luns": [{"lun": 0, "os_device": "/dev/disk/by-path/fc-0x50000000ab000001-lun-0"},
+                      {"lun": 1, "os_device": "/dev/disk/by-path/fc-0x50000000ab000001-lun-1"},
+                      {"lun": 2, "os_device": "/dev/disk/by-path/fc-0x50000000ab000001-lun-2"},
+                      {"lun": 300, "os_device": "/dev/disk/by-path/fc-0x50000000ab000001-lun-300"}]},
             {"port_wwn": "10:00:00:00:c9:00:00:71", "node_wwn": "20:00:00:00:c9:00:00:70",
              "fc_id": "0x010300", "type": "NPORT", "state": "ONLINE"}]})"));
 }
@@ -61,8 +65,8 @@ TEST(QzagentInventoryJson, OmitsFieldsThatTheDeviceLeftEmpty)
 {
     EXPECT_EQ(twoAdapters()[1]["ports"][0], nlohmann::json::parse(R"({
         "index": 0, "port_wwn": "10:00:00:00:c9:00:00:11", "node_wwn": "20:00:00:00:c9:00:00:10",
-        "type": "UNKNOWN", "state": "LINKDOWN", "speed": "NOT_NEGOTIATED",
-        "supported_speeds": ["1GBIT", "2GBIT"], "supported_classes": ["3"],
+        "type": "UNKNOWN", "state": "LINKDOWN", "speed": "NOT_NEGOTIATED", "speed_bits": 5,
+        "supported_speeds": ["1GBIT", "2GBIT"], "supported_speeds_bits": 3, "supported_classes": ["3"],
         "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"], "max_frame_size": 2112,
         "os_device_name": "/sys/class/fc_host/host2", "remote_ports": []})"));
 }
@@ -90,17 +94,20 @@ TEST(QzagentInventoryJson, ListsMappedAndReportedLunsSeparately)
 {
     EXPECT_EQ(hostileAdapter()["remote_ports"], nlohmann::json::parse(R"([
         {"port_wwn": "50:00:00:00:ab:00:00:01", "mapped_luns": ["4005000000000000"],
-         "reported_luns": ["d200000100000009"]}])"));
+         "reported_luns": ["d200000100000009"], "luns": [{"lun": "4005000000000000"}]}])"));
 }
 
 TEST(QzagentInventoryJson, ShowsValuesWithoutAStandardNameAsNumbers)
 {
-    EXPECT_EQ(hostileAdapter()["ports"][0], nlohmann::json({{"index", 0},
-                                                            {"type", 99},
-                                                            {"state", 77},
-                                                            {"speed", 8},
-                                                            {"supported_speeds", {"1GBIT", 8, 2147483648}},
-                                                            {"os_device_name", std::string(256, 'd')}}));
+    EXPECT_EQ(hostileAdapter()["ports"][0],
+              nlohmann::json({{"index", 0},
+                              {"type", 99},
+                              {"state", 77},
+                              {"speed", 1073741824},
+                              {"speed_bits", 1073741824},
+                              {"supported_speeds", {"1GBIT", 1073741824, 2147483648}},
+                              {"supported_speeds_bits", 3221225473},
+                              {"os_device_name", std::string(256, 'd')}}));
 }
 
 TEST(QzagentInventoryJson, EndsATextWithoutTerminatorAtTheEndOfItsField)

@@ -53,7 +53,8 @@ adapter 0               example-fc-0
 │ │ ├─fc id             0x010200
 │ │ ├─type              NPORT
 │ │ ├─state             ONLINE
-│ │ └─luns              0-2, 300
+│ │ ├─luns              0-2, 300
+│ │ └─os devices        /dev/disk/by-path/fc-0x50000000ab000001-lun-0, and 3 more
 │ └─remote port         10:00:00:00:c9:00:00:71
 │   ├─node wwn          20:00:00:00:c9:00:00:70
 │   ├─fc id             0x010300
@@ -78,7 +79,8 @@ adapter 0               example-fc-0
     ├─fc id             0x020200
     ├─type              NPORT
     ├─state             ONLINE
-    └─luns              0-2, 300
+    ├─luns              0-2, 300
+    └─os devices        /dev/disk/by-path/fc-0x50000000ab000002-lun-0, and 3 more
 adapter 1               example-fc-1
 ├─manufacturer          Example Adapters
 ├─serial number         EX0002
@@ -167,8 +169,8 @@ TEST(QzagentInventory, ShowsValuesWithoutAStandardNameAsNumbers)
     std::string const output = squeezed(runAgent({"inventory"}, hostileHbaapi()).mOutput);
     EXPECT_THAT(output, HasSubstr("├─type 99\n"));
     EXPECT_THAT(output, HasSubstr("├─state 77\n"));
-    EXPECT_THAT(output, HasSubstr("├─speed 8\n"));
-    EXPECT_THAT(output, HasSubstr("├─supported speeds 1GBIT, 8, 2147483648\n"));
+    EXPECT_THAT(output, HasSubstr("├─speed 1073741824\n"));
+    EXPECT_THAT(output, HasSubstr("├─supported speeds 1GBIT, 1073741824, 2147483648\n"));
 }
 
 TEST(QzagentInventory, EndsATextWithoutTerminatorAtTheEndOfItsField)

@@ -31,7 +31,7 @@ TEST(QzagentProgress, ProgressOnATerminalIsErasedBeforeTheResult)
     ProcessResult const result = runAgentOnTerminalOf(busyTimes(20), {"inventory"});
     // Whether later steps are shown too depends on timing.
     EXPECT_THAT(result.mOutput, AllOf(StartsWith(statusLine + erased), HasSubstr(erased + "ITEM ")));
-    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("└─luns 0-1\r\n"));
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("├─luns 0-1\r\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 

@@ -35,10 +35,10 @@ inline std::string fault(std::string const& aCall, std::string const& aNth, std:
     return "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + aNth + "\nstatus = \"" + aStatus + "\"\n" + aWhere;
 }
 
-/// Two adapters, of which the second cannot be opened.
+/// Two adapters with a port each, of which the second cannot be opened.
 inline std::string secondAdapterFails()
 {
-    return adapterNamed("example-fc-0") + adapterNamed("example-fc-1") +
+    return adapterNamed("example-fc-0") + portNumbered(1) + adapterNamed("example-fc-1") + portNumbered(2) +
            fault("HBA_OpenAdapter", "1", "HBA_STATUS_ERROR", "adapter = \"example-fc-1\"\n");
 }
 

@@ -50,7 +50,7 @@ std::string withSingleBlanks(std::string const& aText)
 }
 
 char const* const withoutStatistics =
-    "qzagent: example-fc-0: QZCHbaapiEx: HBA_GetPortStatistics method failed for port "
+    "qzagent: example-fc-0: port 1: QZCHbaapiEx: HBA_GetPortStatistics method failed for port "
     "10:00:00:00:c9:00:00:02 (code 802): HBA_STATUS_ERROR_NOT_SUPPORTED (2) in call 8, "
     "HBA_GetPortStatistics\n";
 

@@ -92,10 +92,14 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Hang{"Adapters",
                          adapterNamed("example-fc-0") + hangs("HBA_OpenAdapter"),
                          {"adapters"},
-                         "HBA_OpenAdapter has not returned (example-fc-0)"},
+                         "HBA_OpenAdapter has not returned (example-fc-0: opening)"},
                     Hang{"Latency",
                          secondHangs,
                          {"latency"},
+                         "HBA_GetFcpTargetMapping has not returned (example-fc-1: target mappings)"},
+                    Hang{"Ports",
+                         secondHangs,
+                         {"ports"},
                          "HBA_GetFcpTargetMapping has not returned (example-fc-1: target mappings)"},
                     Hang{"Load",
                          hangs("HBA_LoadLibrary"),
@@ -167,9 +171,9 @@ TEST(QzagentHangingAdapter, IsShownLaterWithoutASecondHeading)
         "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"example-fc-1\"\nnth = 1\n"
         "delay_ms = 1500\n";
     EXPECT_EQ(runAgentOn(scenario, {"adapters"}).mOutput,
-              "INDEX NAME         HANDLE STATE\n"
-              "    0 example-fc-0 0x1    ok\n"
-              "    1 example-fc-1 0x2    ok\n");
+              "INDEX NAME         MODEL DRIVER FIRMWARE PORTS WORST PORT STATE\n"
+              "    0 example-fc-0 -     -      -            1 ONLINE     ok\n"
+              "    1 example-fc-1 -     -      -            1 ONLINE     ok\n");
     EXPECT_THAT(runAgentOn(scenario, {"inventory"}).mOutput,
                 AllOf(StartsWith("ITEM "), HasSubstr("\nadapter 0               example-fc-0\n"),
                       HasSubstr("\nadapter 1               example-fc-1\n"), Not(HasSubstr("\nITEM"))));

@@ -33,7 +33,7 @@ def document_of(scenario, verb):
 
 
 def changed(document, place, value):
-    """A copy of the document with a new value at the place, such as "adapters/0/handle"; "-" appends to a list."""
+    """A copy of the document with a new value at the place, such as "adapters/0/model"; "-" appends to a list."""
     result = copy.deepcopy(document)
     *way, last = (int(key) if key.isdigit() else key for key in place.split("/"))
     found = result
@@ -124,10 +124,31 @@ class Schema(unittest.TestCase):
             ("messages/-", {"severity": "warning", "text": "x", "code": 0}),
             ("messages/0/surplus", 1),
             ("adapters", NOTHING),
-            ("adapters/0/handle", NOTHING),
-            ("adapters/0/handle", 0),
-            ("adapters/1/handle", 1),
+            ("adapters/0/number_of_ports", NOTHING),
+            ("adapters/0/number_of_ports", 0),
+            ("adapters/0/worst_port_state", NOTHING),
+            ("adapters/0/worst_port_state", "UP"),
+            ("adapters/1/worst_port_state", "ONLINE"),
+            ("adapters/0/model", ""),
             ("adapters/0/surplus", 1),
+        ])
+
+    def test_ports_schema_rejects_invalid_changes(self):
+        self.assert_rejects_changes("ports", document_of(TWO_ADAPTERS, "ports"), [
+            ("adapters", NOTHING),
+            ("adapters/0/surplus", 1),
+            ("adapters/0/ports", NOTHING),
+            ("adapters/0/ports", []),
+            ("adapters/0/failures", []),
+            ("adapters/0/ports/0/surplus", 1),
+            ("adapters/0/ports/0/state", NOTHING),
+            ("adapters/0/ports/0/state", "UP"),
+            ("adapters/0/ports/0/speed", "3GBIT"),
+            ("adapters/0/ports/0/speed_bits", NOTHING),
+            ("adapters/0/ports/0/number_of_targets", NOTHING),
+            ("adapters/0/ports/0/number_of_luns", NOTHING),
+            ("adapters/0/ports/0/number_of_luns", -1),
+            ("adapters/0/ports/0/failures", []),
         ])
 
     def test_inventory_schema_rejects_invalid_changes(self):
@@ -146,6 +167,7 @@ class Schema(unittest.TestCase):
             ("adapters/0/attributes/node_wwn", "10:00:00:00:C9:00:00:01"),
             ("adapters/0/ports/0/surplus", 1),
             ("adapters/0/ports/0/state", "UP"),
+            ("adapters/0/ports/0/state", NOTHING),
             ("adapters/0/ports/0/supported_speeds/0", "3GBIT"),
             ("adapters/0/ports/0/fc_id", "0x000000"),
             ("adapters/0/ports/0/remote_ports/0/surplus", 1),
@@ -153,6 +175,14 @@ class Schema(unittest.TestCase):
             ("adapters/0/ports/0/remote_ports/0/mapped_luns", NOTHING),
             ("adapters/0/ports/0/remote_ports/0/mapped_luns", [1, 1]),
             ("adapters/0/ports/0/remote_ports/0/mapped_luns", [16384]),
+            ("adapters/0/ports/0/remote_ports/0/luns", NOTHING),
+            ("adapters/0/ports/0/remote_ports/0/luns", []),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/lun", NOTHING),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/os_device", ""),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/surplus", 1),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/block_size_bytes", 512),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/capacity_bytes", 512),
+            ("adapters/0/ports/0/remote_ports/0/luns/0/failures", []),
             ("adapters/0/remote_ports", [{"port_wwn": "50:00:00:00:ab:00:00:09"}]),
         ])
 

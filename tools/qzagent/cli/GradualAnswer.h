@@ -27,13 +27,13 @@ template <typename Item>
 class GradualAnswer
 {
 public:
-    using Keys = nlohmann::ordered_json (*)(std::vector<Item> const&);
+    using Keys = std::function<nlohmann::ordered_json(std::vector<Item> const&)>;
 
     /// Takes all items and the index of the first one to show. Not called without items to show.
     using Text = std::function<std::string(std::vector<Item> const&, std::size_t)>;
 
     GradualAnswer(Setting const& aSetting, Keys aKeys, Text aText)
-        : mSetting(aSetting), mKeys(aKeys), mText(std::move(aText))
+        : mSetting(aSetting), mKeys(std::move(aKeys)), mText(std::move(aText))
     {
         mSetting.mPartial.provide(
             [this]
@@ -77,9 +77,19 @@ public:
     std::vector<Item> const& items() const { return mItems; }
 
 private:
+    /// Makes only the form that is shown, because a large result takes long in each form.
     Answer unshown() const
     {
-        return {mKeys(mItems), mShown < mItems.size() && !mSetting.mIsJson ? mText(mItems, mShown) : ""};
+        Answer answer;
+        if (mSetting.mIsJson)
+        {
+            answer.mKeys = mKeys(mItems);
+        }
+        else if (mShown < mItems.size())
+        {
+            answer.mText = mText(mItems, mShown);
+        }
+        return answer;
     }
 
     void stop()

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
+#include <variant>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -24,30 +26,42 @@ constexpr char const* errorSeverity = "error";
 constexpr char const* noteSeverity = "note";
 
 std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr))); }
+
+/// @return the parts of the subject, each followed by a colon
+std::string prefixOf(Subject const& aSubject)
+{
+    std::string text = aSubject.mAdapter ? *aSubject.mAdapter + ": " : "";
+    text += aSubject.mPort ? fmt::format("port {}: ", *aSubject.mPort) : "";
+    text += aSubject.mRemotePort ? *aSubject.mRemotePort + ": " : "";
+    if (aSubject.mLun)
+    {
+        std::visit([&text](auto const& aLun) { text += fmt::format("LUN {}: ", aLun); }, *aSubject.mLun);
+    }
+    return text;
+}
 }  // namespace
 
-void Report::addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter,
-                        std::optional<std::string> const& aRemotePort)
+void Report::addFailure(Failure const& aFailure, Subject const& aSubject)
 {
-    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure, aAdapter, aRemotePort}, ExitCode::failed);
+    add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure, aSubject}, ExitCode::failed);
 }
 
 void Report::addError(ExitCode aCode, std::string const& aText)
 {
-    add({errorSeverity, aText, static_cast<unsigned int>(aCode), {}, {}, {}}, aCode);
+    add({errorSeverity, aText, static_cast<unsigned int>(aCode), {}, {}}, aCode);
 }
 
 void Report::addNote(std::string const& aText)
 {
-    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}, {}}, ExitCode::success);
+    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}}, ExitCode::success);
 }
 
 void Report::showNote(std::string const& aText)
 {
-    write({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}, {}});
+    write({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}});
 }
 
-std::string Report::document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const
+std::string Report::document(std::string const& aCommand, nlohmann::ordered_json aKeys) const
 {
     std::lock_guard const lock(mMutex);
     nlohmann::ordered_json document{{"format_version", formatVersion},
@@ -61,7 +75,10 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
     {
         document["messages"].push_back(jsonOf(message));
     }
-    document.update(aKeys);
+    for (auto& [name, value] : aKeys.items())
+    {
+        document[name] = std::move(value);
+    }
     return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
@@ -91,14 +108,10 @@ std::string Report::lineOf(Message const& aMessage)
     {
         return aMessage.mText;
     }
-    std::string line = textOf(*aMessage.mFailure);
+    std::string line = prefixOf(aMessage.mSubject) + textOf(*aMessage.mFailure);
     if (aMessage.mFailure->mCause)
     {
         line += ": " + aMessage.mFailure->mCause->mText;
-    }
-    for (auto const& subject : {aMessage.mRemotePort, aMessage.mAdapter})
-    {
-        line = (subject ? *subject + ": " : "") + line;
     }
     return line;
 }
@@ -111,13 +124,22 @@ nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
     {
         json.update(qzagent::jsonOf(*aMessage.mFailure));
     }
-    if (aMessage.mAdapter)
+    Subject const& subject = aMessage.mSubject;
+    if (subject.mAdapter)
     {
-        json["adapter"] = *aMessage.mAdapter;
+        json["adapter"] = *subject.mAdapter;
     }
-    if (aMessage.mRemotePort)
+    if (subject.mPort)
     {
-        json["remote_port"] = *aMessage.mRemotePort;
+        json["port"] = *subject.mPort;
+    }
+    if (subject.mRemotePort)
+    {
+        json["remote_port"] = *subject.mRemotePort;
+    }
+    if (subject.mLun)
+    {
+        std::visit([&json](auto const& aLun) { json["lun"] = aLun; }, *subject.mLun);
     }
     return json;
 }

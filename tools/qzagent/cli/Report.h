@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -24,6 +25,15 @@ struct Answer
     std::string mText;
 };
 
+/// What a failure concerns. A part is absent if the failure concerns no such thing, or several.
+struct Subject
+{
+    std::optional<std::string> mAdapter = {};     ///< name of an adapter
+    std::optional<unsigned int> mPort = {};       ///< index of a port of the adapter
+    std::optional<std::string> mRemotePort = {};  ///< port WWN of a remote port of the adapter
+    std::optional<std::variant<unsigned int, std::string>> mLun = {};  ///< LUN of the remote port
+};
+
 /// Collects the messages of a run. Each message is also written to standard error as one line when it is added.
 /// Thread-safe.
 class Report
@@ -33,10 +43,7 @@ public:
     explicit Report(ErrorStream& aErrors) : mErrors(aErrors) {}
 
     /// Adds the message of an exception.
-    /// @param aAdapter    name of the adapter that the exception concerns, if any
-    /// @param aRemotePort name of the adapter's remote port that the exception concerns, if any
-    void addFailure(Failure const& aFailure, std::optional<std::string> const& aAdapter = {},
-                    std::optional<std::string> const& aRemotePort = {});
+    void addFailure(Failure const& aFailure, Subject const& aSubject = {});
 
     /// Adds an error of the tool itself.
     /// @param aCode the exit code that the error causes
@@ -63,7 +70,7 @@ public:
     /// @return the JSON document of the run with its line end, in printable ASCII whatever the texts contain
     /// @param aCommand the verb
     /// @param aKeys    the verb's own keys
-    std::string document(std::string const& aCommand, nlohmann::ordered_json const& aKeys) const;
+    std::string document(std::string const& aCommand, nlohmann::ordered_json aKeys) const;
 
 private:
     struct Message
@@ -72,8 +79,7 @@ private:
         std::string mText;
         unsigned int mCode;
         std::optional<Failure> mFailure;
-        std::optional<std::string> mAdapter;
-        std::optional<std::string> mRemotePort;
+        Subject mSubject;
     };
 
     void add(Message const& aMessage, ExitCode aCode);

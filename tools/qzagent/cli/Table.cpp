@@ -16,7 +16,7 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::size_t width = 100;
+constexpr std::size_t pageWidth = 100;
 
 /// The library calls in this file fail only when memory is exhausted.
 void check(bool aDone)
@@ -45,7 +45,7 @@ int flagsOf(Table::Fit aFit)
 
 Table::Cell::Cell(std::string aText, char const* aColour) : mText(std::move(aText)), mColour(aColour) {}
 
-Table::Table(std::vector<Column> const& aColumns, bool aColoured) : mTable(scols_new_table())
+Table::Table(std::vector<Column> const& aColumns, bool aColoured, Width aWidth) : mTable(scols_new_table())
 {
     check(mTable != nullptr);
     std::unique_ptr<libscols_table, decltype(&scols_unref_table)> guard(mTable, &scols_unref_table);
@@ -54,8 +54,9 @@ Table::Table(std::vector<Column> const& aColumns, bool aColoured) : mTable(scols
         check(scols_table_new_column(mTable, column.mName, 0, flagsOf(column.mFit)) != nullptr);
     }
     // The library would otherwise query the standard output of the process, where the table does not go.
-    check(scols_table_set_termforce(mTable, SCOLS_TERMFORCE_ALWAYS) == 0);
-    check(scols_table_set_termwidth(mTable, width) == 0);
+    check(scols_table_set_termforce(
+              mTable, aWidth == Width::page ? SCOLS_TERMFORCE_ALWAYS : SCOLS_TERMFORCE_NEVER) == 0);
+    check(scols_table_set_termwidth(mTable, pageWidth) == 0);
     // The cells are escaped here, in the same way as messages. The library would escape them again.
     check(scols_table_enable_noencoding(mTable, true) == 0);
     check(scols_table_enable_colors(mTable, aColoured) == 0);

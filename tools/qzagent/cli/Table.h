@@ -10,8 +10,7 @@ struct libscols_table;
 
 namespace qzagent
 {
-/// A table whose lines are at most 100 characters wide. The cells are shown in printable form, so none can
-/// control the terminal.
+/// A table. The cells are shown in printable form, so none can control the terminal.
 class Table
 {
 public:
@@ -37,8 +36,14 @@ public:
         char const* mColour;  ///< name of the colour, such as "red"; null for none
     };
 
+    enum class Width
+    {
+        page,      ///< at most 100 characters
+        unlimited  ///< each row is one line, however long
+    };
+
     /// @param aColoured whether colours are shown
-    Table(std::vector<Column> const& aColumns, bool aColoured);
+    Table(std::vector<Column> const& aColumns, bool aColoured, Width aWidth = Width::page);
     ~Table();
     Table(Table const&) = delete;
     Table& operator=(Table const&) = delete;

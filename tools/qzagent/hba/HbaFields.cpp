@@ -43,12 +43,22 @@ constexpr Name portStates[] = {
     {HBA_PORTSTATE_ERROR, "ERROR"},       {HBA_PORTSTATE_LOOPBACK, "LOOPBACK"},
 };
 
+/// The header has the speeds of the first version of the standard. The others are those of FC-GS-7.
 constexpr Name speeds[] = {
     {HBA_PORTSPEED_UNKNOWN, "UNKNOWN"},
     {HBA_PORTSPEED_1GBIT, "1GBIT"},
     {HBA_PORTSPEED_2GBIT, "2GBIT"},
     {HBA_PORTSPEED_10GBIT, "10GBIT"},
+    {0x0008, "4GBIT"},
+    {0x0010, "8GBIT"},
+    {0x0020, "16GBIT"},
+    {0x0040, "32GBIT"},
+    {0x0080, "20GBIT"},
+    {0x0100, "40GBIT"},
+    {0x0200, "128GBIT"},
+    {0x0400, "64GBIT"},
     {HBA_PORTSPEED_NOT_NEGOTIATED, "NOT_NEGOTIATED"},
+    {0x8000, "NOT_NEGOTIATED"},  // in the second version of the standard
 };
 
 constexpr Name classesOfService[] = {{0x01, "F"}, {0x02, "1"}, {0x04, "2"},
@@ -168,7 +178,9 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort)
                     {"type", nameOf(aPort.PortType, portTypes)},
                     {"state", nameOf(aPort.PortState, portStates)},
                     {"speed", nameOf(aPort.PortSpeed, speeds)},
+                    {"speed_bits", aPort.PortSpeed},
                     {"supported_speeds", supportedSpeeds(aPort.PortSupportedSpeed)},
+                    {"supported_speeds_bits", aPort.PortSupportedSpeed},
                     {"supported_classes", bits(aPort.PortSupportedClassofService, classesOfService)},
                     {"supported_fc4_types", fc4Types(aPort.PortSupportedFc4Types)},
                     {"active_fc4_types", fc4Types(aPort.PortActiveFc4Types)},
@@ -176,16 +188,6 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort)
                     {"symbolic_name", text(aPort.PortSymbolicName)},
                     {"os_device_name", text(aPort.OSDeviceName)},
                     {"fabric_name", wwn(aPort.FabricName)}});
-}
-
-char const* colourOfState(Fields const& aState)
-{
-    if (aState == "ONLINE")
-    {
-        return "green";
-    }
-    bool const isDown = aState == "OFFLINE" || aState == "LINKDOWN" || aState == "ERROR";
-    return isDown ? "red" : "yellow";
 }
 
 Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort)
@@ -203,5 +205,25 @@ Fields fieldsOfRemotePort(HBA_FCPID const& aPort)
     return present({{"port_wwn", qz::Wwn(aPort.PortWWN).text()},
                     {"node_wwn", wwn(aPort.NodeWWN)},
                     {"fc_id", hexNumber(aPort.FcId, digitsOfFcId)}});
+}
+
+std::string valueText(Fields const& aValue)
+{
+    if (!aValue.is_array())
+    {
+        return aValue.is_string() ? aValue.get<std::string>() : aValue.dump();
+    }
+    std::string text;
+    for (Fields const& value : aValue)
+    {
+        text += (text.empty() ? "" : ", ") + valueText(value);
+    }
+    return text;
+}
+
+std::string valueText(Fields const& aFields, char const* aName)
+{
+    auto const found = aFields.find(aName);
+    return found == aFields.end() ? "-" : valueText(*found);
 }
 }  // namespace qzagent

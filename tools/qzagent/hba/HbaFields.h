@@ -3,6 +3,7 @@
 #pragma once
 
 #include <ctime>
+#include <string>
 
 #include <hbaapi.h>
 #include <nlohmann/json.hpp>
@@ -21,10 +22,12 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort);
 /// The fields of a remote port that a port of the host discovered.
 Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort);
 
-/// @param aState the value of the field "state" of a port
-/// @return name of the colour in which a table shows it
-char const* colourOfState(Fields const& aState);
-
 /// The fields of a remote port in a target mapping.
 Fields fieldsOfRemotePort(HBA_FCPID const& aPort);
+
+/// @return the value as text; a list has commas between its values
+std::string valueText(Fields const& aValue);
+
+/// @return the value of the field as text; "-" if the field is absent
+std::string valueText(Fields const& aFields, char const* aName);
 }  // namespace qzagent

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -35,6 +36,31 @@ std::string numberOf(Lun const& aLun)
     auto const* const number = std::get_if<unsigned int>(&aLun);
     return number != nullptr ? std::to_string(*number) : std::get<std::string>(aLun);
 }
+
+/// Texts in one line, with commas between them.
+class ShortList
+{
+public:
+    /// @return false, and adds nothing, if the line would be too long. The first text is always added
+    bool add(std::string const& aText)
+    {
+        std::string const longer = mLine.empty() ? aText : mLine + ", " + aText;
+        bool const isAdded = mLine.empty() || longer.size() <= lineWidth;
+        mLine = isAdded ? longer : mLine;
+        return isAdded;
+    }
+
+    std::string text() const { return mLine; }
+
+    /// @param aRest number of things that are left out
+    std::string textWithout(std::ptrdiff_t aRest) const
+    {
+        return fmt::format("{}, and {} more", mLine, aRest);
+    }
+
+private:
+    std::string mLine;
+};
 
 /// @return the last LUN of the range that begins with the first
 Luns::const_iterator lastOfRange(Luns::const_iterator aFirst, Luns::const_iterator aEnd)
@@ -84,21 +110,32 @@ Luns without(Luns const& aLuns, Luns const& aOthers)
     return difference;
 }
 
+std::string textOf(std::vector<std::string> const& aTexts)
+{
+    ShortList list;
+    for (auto text = aTexts.begin(); text != aTexts.end(); ++text)
+    {
+        if (!list.add(*text))
+        {
+            return list.textWithout(std::distance(text, aTexts.end()));
+        }
+    }
+    return list.text();
+}
+
 std::string textOf(Luns const& aLuns)
 {
-    std::string text;
+    ShortList list;
     for (auto first = aLuns.begin(); first != aLuns.end();)
     {
         auto const last = lastOfRange(first, aLuns.end());
         std::string const range = first == last ? numberOf(*first) : numberOf(*first) + "-" + numberOf(*last);
-        std::string const longer = text.empty() ? range : text + ", " + range;
-        if (longer.size() > lineWidth)
+        if (!list.add(range))
         {
-            return fmt::format("{}, and {} more", text, std::distance(first, aLuns.end()));
+            return list.textWithout(std::distance(first, aLuns.end()));
         }
-        text = longer;
         first = std::next(last);
     }
-    return text.empty() ? "none" : text;
+    return aLuns.empty() ? "none" : list.text();
 }
 }  // namespace qzagent

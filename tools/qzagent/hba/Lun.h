@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "agentkit/include/HbaApi.h"
 
@@ -26,6 +27,10 @@ Luns lunsIn(qz::LunReport const& aReport);
 
 /// @return the LUNs that are in aLuns and not in aOthers
 Luns without(Luns const& aLuns, Luns const& aOthers);
+
+/// @return the texts with commas between them. A list that is too long for a line is cut and ends with the number of
+///         texts that are left out
+std::string textOf(std::vector<std::string> const& aTexts);
 
 /// @return the LUNs in ranges, such as "0-2, 300". A list that is too long for a line is cut and ends with the number
 ///         of LUNs that are left out. An empty list is "none"

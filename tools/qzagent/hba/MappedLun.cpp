@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <variant>
 
 #include <fmt/format.h>
@@ -75,6 +76,12 @@ LunStyle lunStyleOf(qz::TargetMappings const& aMappings)
     }
     return std::all_of(aMappings.begin(), aMappings.end(), fitsInteger) ? LunStyle::integer
                                                                         : LunStyle::unknown;
+}
+
+std::string deviceOf(HBA_FCPSCSIENTRY const& aEntry)
+{
+    char const* const name = aEntry.ScsiId.OSDeviceName;
+    return {name, ::strnlen(name, sizeof aEntry.ScsiId.OSDeviceName)};
 }
 
 Lun lunOf(HBA_FCPSCSIENTRY const& aEntry, LunStyle aStyle)

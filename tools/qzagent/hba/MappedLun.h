@@ -3,6 +3,7 @@
 #pragma once
 
 #include <ctime>
+#include <string>
 
 #include <hbaapi.h>
 
@@ -22,6 +23,9 @@ enum class LunStyle
 /// @return the style that fits all mappings. The style scsi fits a mapping if ScsiOSLun is the number of the LUN, or
 ///         the integer that Linux forms from its bytes. If both styles fit, they give the same LUNs.
 LunStyle lunStyleOf(qz::TargetMappings const& aMappings);
+
+/// @return name of the LUN's device in the operating system; empty if it is unknown
+std::string deviceOf(HBA_FCPSCSIENTRY const& aEntry);
 
 /// @return the LUN of the mapping; in an unknown style, the 16 hexadecimal digits of FcpLun in memory
 Lun lunOf(HBA_FCPSCSIENTRY const& aEntry, LunStyle aStyle);

@@ -17,9 +17,9 @@ constexpr std::size_t mostLunsOfLayer = 512;
 
 /// Sends REPORT LUNS as QZCHbaapiAbs::HA_SendReportLUNs() does, with these differences:
 ///   - A list of more than 512 LUNs is requested again with the size that the target reports.
-///   - An HBA library may return HBA_STATUS_OK without an answer, or with the beginning of one. The buffer is filled with
-///     bytes that no answer has, so the part that the library did not write is recognised.
-///   - The room for sense data fits in 8 bits. libhbalinux2 returns no sense data for 256 bytes.
+///   - An answer that is missing although the library returned HBA_STATUS_OK, or that ends early, is recognised as in
+///     ScsiAnswer.
+///   - The room for sense data is that of SenseBuffer.
 /// @param aHandle an open adapter
 /// @return a complete answer
 /// @throws QZCHbaapiEx, code 802; QZCNoMemoryEx "Out of Memory", code 2

@@ -74,7 +74,7 @@ Indexes withName(qz::HbaApi& aApi, std::vector<std::string> const& aNames, qz::W
     {
         for (auto const& [adapter, failure] : failures)
         {
-            aReport.addFailure(failure, adapter);
+            aReport.addFailure(failure, {adapter});
         }
     }
     return found;

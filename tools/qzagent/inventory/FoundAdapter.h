@@ -3,9 +3,13 @@
 #pragma once
 
 #include <cstddef>
+#include <ctime>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <hbaapi.h>
 
 #include "agentkit/include/Wwn.h"
 #include "tools/qzagent/cli/Failure.h"
@@ -14,18 +18,33 @@
 
 namespace qzagent
 {
+/// A LUN in a target mapping.
+struct MappedLun
+{
+    Lun mLun;
+    HBA_UINT64 mFcpLun;   ///< as the HBA library wrote it
+    std::string mDevice;  ///< its device in the operating system; empty if it is unknown
+    Fields
+        mUnit;  ///< what it answered to INQUIRY and READ CAPACITY; null if it was not asked or did not answer
+    std::vector<Failure> mFailures;
+};
+
 /// The LUNs of a target.
 struct TargetLuns
 {
-    Luns mMapped;
-    std::optional<Luns> mReported;  ///< none when the target did not answer
+    std::vector<MappedLun> mMapped;  ///< in the order of their LUNs; several for a LUN with several devices
+    std::optional<Luns> mReported;   ///< none when the target did not answer
 };
+
+/// @return each LUN once
+Luns lunsOf(std::vector<MappedLun> const& aMapped);
 
 struct RemotePort
 {
     qz::Wwn mName;
     Fields mFields;
-    std::optional<TargetLuns> mLuns;  ///< none when the port is not known to be a target
+    std::shared_ptr<TargetLuns>
+        mLuns;  ///< null when the port is not known to be a target; ports may share a target
     std::vector<Failure> mFailures;
 };
 
@@ -35,7 +54,7 @@ using RemotePorts = std::optional<std::vector<RemotePort>>;
 /// A port of the host. Its index is its position in the list.
 struct Port
 {
-    Fields mFields;
+    Fields mFields = Fields::object();  ///< empty when the attributes are unavailable
     RemotePorts mRemotePorts;
     std::vector<Failure> mFailures;
 };

@@ -1,6 +1,7 @@
 #include "tools/qzagent/inventory/InventoryJson.h"
 
 #include <cstddef>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -26,12 +27,25 @@ Json jsonOf(Luns const& aLuns)
     return list;
 }
 
-void addFailures(Json& aJson, std::vector<Failure> const& aFailures)
+Json jsonOf(std::vector<MappedLun> const& aLuns)
 {
-    for (Failure const& failure : aFailures)
+    Json list = Json::array();
+    for (MappedLun const& lun : aLuns)
     {
-        aJson["failures"].push_back(jsonOf(failure));
+        Json json = Json::object();
+        std::visit([&json](auto const& aValue) { json["lun"] = aValue; }, lun.mLun);
+        if (!lun.mDevice.empty())
+        {
+            json["os_device"] = lun.mDevice;
+        }
+        if (!lun.mUnit.is_null())
+        {
+            json.update(lun.mUnit);
+        }
+        addFailures(json, lun.mFailures);
+        list.push_back(std::move(json));
     }
+    return list;
 }
 
 Json jsonOf(RemotePort const& aPort)
@@ -39,11 +53,12 @@ Json jsonOf(RemotePort const& aPort)
     Json json = aPort.mFields;
     if (aPort.mLuns)
     {
-        json["mapped_luns"] = jsonOf(aPort.mLuns->mMapped);
+        json["mapped_luns"] = jsonOf(lunsOf(aPort.mLuns->mMapped));
         if (aPort.mLuns->mReported)
         {
             json["reported_luns"] = jsonOf(*aPort.mLuns->mReported);
         }
+        json["luns"] = jsonOf(aPort.mLuns->mMapped);
     }
     addFailures(json, aPort.mFailures);
     return json;
@@ -86,5 +101,13 @@ nlohmann::ordered_json jsonOf(FoundAdapter const& aAdapter)
     addRemotePorts(json, aAdapter.mRemotePorts);
     addFailures(json, aAdapter.mFailures);
     return json;
+}
+
+void addFailures(nlohmann::ordered_json& aJson, std::vector<Failure> const& aFailures)
+{
+    for (Failure const& failure : aFailures)
+    {
+        aJson["failures"].push_back(jsonOf(failure));
+    }
 }
 }  // namespace qzagent

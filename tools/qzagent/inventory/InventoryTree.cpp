@@ -10,7 +10,9 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Table.h"
 #include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/LogicalUnit.h"
 #include "tools/qzagent/hba/Lun.h"
+#include "tools/qzagent/hba/PortStates.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 
 namespace qzagent
@@ -19,25 +21,12 @@ namespace
 {
 constexpr char const* nameOfPort = "port_wwn";
 
-std::string valueText(Fields const& aValue)
-{
-    if (!aValue.is_array())
-    {
-        return aValue.is_string() ? aValue.get<std::string>() : aValue.dump();
-    }
-    std::string text;
-    for (Fields const& value : aValue)
-    {
-        text += (text.empty() ? "" : ", ") + valueText(value);
-    }
-    return text;
-}
-
 class Tree
 {
 public:
-    Tree(bool aHasHeading, bool aColoured)
-        : mTable({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured)
+    Tree(bool aHasHeading, bool aHasUnits, bool aColoured)
+        : mHasUnits(aHasUnits),
+          mTable({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured)
     {
         if (!aHasHeading)
         {
@@ -90,14 +79,48 @@ private:
     /// Adds the LUNs that the target reports, and the differences from the mapped LUNs.
     void addLuns(TargetLuns const& aLuns, Table::Row aParent)
     {
-        if (!aLuns.mReported)
+        Luns const mapped = lunsOf(aLuns.mMapped);
+        if (aLuns.mReported)
         {
-            addRow("mapped luns", textOf(aLuns.mMapped), aParent);
-            return;
+            addRow("luns", textOf(*aLuns.mReported), aParent);
+            addDifference("not mapped", without(*aLuns.mReported, mapped), aParent);
+            addDifference("not reported", without(mapped, *aLuns.mReported), aParent);
         }
-        addRow("luns", textOf(*aLuns.mReported), aParent);
-        addDifference("not mapped", without(*aLuns.mReported, aLuns.mMapped), aParent);
-        addDifference("not reported", without(aLuns.mMapped, *aLuns.mReported), aParent);
+        else
+        {
+            addRow("mapped luns", textOf(mapped), aParent);
+        }
+        mHasUnits ? addUnits(aLuns.mMapped, aParent) : addDevices(aLuns.mMapped, aParent);
+    }
+
+    void addDevices(std::vector<MappedLun> const& aMapped, Table::Row aParent)
+    {
+        std::vector<std::string> devices;
+        for (MappedLun const& lun : aMapped)
+        {
+            if (!lun.mDevice.empty())
+            {
+                devices.push_back(lun.mDevice);
+            }
+        }
+        if (!devices.empty())
+        {
+            addRow("os devices", textOf(devices), aParent);
+        }
+    }
+
+    /// Adds a row for each LUN.
+    void addUnits(std::vector<MappedLun> const& aMapped, Table::Row aParent)
+    {
+        for (MappedLun const& lun : aMapped)
+        {
+            std::string const unit = textOfUnit(lun.mUnit);
+            std::string const separator = lun.mDevice.empty() || unit.empty() ? "" : ", ";
+            std::string const text = lun.mDevice + separator + unit;
+            Table::Row const row =
+                addRow("lun " + textOf(Luns{lun.mLun}), text.empty() ? "-" : text, aParent);
+            addFailures(lun.mFailures, row);
+        }
     }
 
     void addDifference(char const* aItem, Luns const& aLuns, Table::Row aParent)
@@ -111,10 +134,12 @@ private:
     /// Adds a port, with its name as the value of its row.
     Table::Row addPort(std::string const& aItem, Fields const& aFields, Table::Row aParent)
     {
-        bool const isNamed = aFields.contains(nameOfPort);
-        Table::Row const row = addRow(aItem, isNamed ? valueText(aFields[nameOfPort]) : "-", aParent);
+        Table::Row const row = addRow(aItem, valueText(aFields, nameOfPort), aParent);
         Fields others = aFields;
-        others.erase(nameOfPort);
+        for (char const* const key : {nameOfPort, "speed_bits", "supported_speeds_bits"})
+        {
+            others.erase(key);
+        }
         addFields(others, row);
         return row;
     }
@@ -146,13 +171,15 @@ private:
         return mTable.addRow({aItem, aValue}, aParent);
     }
 
+    bool const mHasUnits;
     Table mTable;
 };
 }  // namespace
 
-std::string treeOf(std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst, bool aColoured)
+std::string treeOf(std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst, bool aHasUnits,
+                   bool aColoured)
 {
-    Tree tree(aFirst == 0, aColoured);
+    Tree tree(aFirst == 0, aHasUnits, aColoured);
     for (std::size_t i = aFirst; i < aAdapters.size(); ++i)
     {
         tree.add(aAdapters[i]);

@@ -1,26 +1,35 @@
 #include "tools/qzagent/inventory/Survey.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 #include <hbaapi.h>
+#include <nlohmann/json.hpp>
 
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/Wwn.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/GradualAnswer.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/HbaFields.h"
 #include "tools/qzagent/hba/HbaLimits.h"
 #include "tools/qzagent/hba/HbaStep.h"
+#include "tools/qzagent/hba/Host.h"
+#include "tools/qzagent/hba/LogicalUnit.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/MappedLun.h"
 #include "tools/qzagent/hba/ReportLuns.h"
@@ -33,6 +42,9 @@ namespace
 {
 using Targets = std::map<qz::Wwn, RemotePort>;
 
+/// Code of the layer's exceptions for failed queries.
+constexpr unsigned int codeOfQueries = 802;
+
 /// The layer does not wrap this call, so the exception is made here in the style of the layer.
 /// @return false when the adapter does not support the call
 bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTATTRIBUTES& aRemotePort)
@@ -41,7 +53,8 @@ bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTA
     if (status != HBA_STATUS_OK && status != HBA_STATUS_ERROR_NOT_SUPPORTED)
     {
         throw QZCHbaapiEx(
-            fmt::format("HBA_GetDiscoveredPortAttributes method failed, status {}", status).c_str(), 802);
+            fmt::format("HBA_GetDiscoveredPortAttributes method failed, status {}", status).c_str(),
+            codeOfQueries);
     }
     return status == HBA_STATUS_OK;
 }
@@ -66,6 +79,17 @@ void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, Remote
     }
 }
 
+/// Sorts the mappings, and removes those that say nothing new.
+void sortOut(std::vector<MappedLun>& aMapped)
+{
+    auto const key = [](MappedLun const& aLun) { return std::tie(aLun.mLun, aLun.mDevice); };
+    std::sort(aMapped.begin(), aMapped.end(),
+              [&](MappedLun const& aLun, MappedLun const& aOther) { return key(aLun) < key(aOther); });
+    auto const isSame = [&](MappedLun const& aLun, MappedLun const& aOther)
+    { return key(aLun) == key(aOther); };
+    aMapped.erase(std::unique(aMapped.begin(), aMapped.end(), isSame), aMapped.end());
+}
+
 Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
 {
     Targets targets;
@@ -76,18 +100,30 @@ Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
         RemotePort& target = targets[name];
         if (!target.mLuns)
         {
-            target = {name, fieldsOfRemotePort(id), TargetLuns(), {}};
+            target = {name, fieldsOfRemotePort(id), std::make_shared<TargetLuns>(), {}};
         }
-        target.mLuns->mMapped.insert(lunOf(mapping, aStyle));
+        target.mLuns->mMapped.push_back(
+            {lunOf(mapping, aStyle), mapping.FcpId.FcpLun, deviceOf(mapping), {}, {}});
+    }
+    for (auto& [name, target] : targets)
+    {
+        sortOut(target.mLuns->mMapped);
     }
     return targets;
 }
 
+/// A command to LUNs.
+struct LunCommand
+{
+    char const* mName;
+    bool mIsSupported = true;
+};
+
 class Surveyor
 {
 public:
-    Surveyor(qz::HbaApi& aApi, Report& aReport, Progress& aProgress, FoundAdapter& aFound)
-        : mApi(aApi), mReport(aReport), mProgress(aProgress), mFound(aFound)
+    Surveyor(qz::HbaApi& aApi, Depth aDepth, Report& aReport, Progress& aProgress, FoundAdapter& aFound)
+        : mApi(aApi), mDepth(aDepth), mReport(aReport), mProgress(aProgress), mFound(aFound)
     {
     }
 
@@ -111,24 +147,32 @@ private:
         setStep("attributes");
         std::unique_ptr<HBA_ADAPTERATTRIBUTES> const adapter = aOpened.attributes();
         mFound.mFields = fieldsOf(*adapter);
-        attempt(mFound.mFailures, [&] { readPorts(aOpened.handle(), *adapter); });
-        attempt(mFound.mFailures, [&] { readTargets(aOpened); });
+        attempt(mFound.mFailures, [&] { readPorts(aOpened, adapter->NumberOfPorts); });
+        if (mDepth >= Depth::mappings)
+        {
+            attempt(mFound.mFailures, [&] { readTargets(aOpened); });
+        }
     }
 
-    void readPorts(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES const& aAdapter)
+    void readPorts(qz::Adapter& aOpened, HBA_UINT32 aCount)
     {
-        setStep("ports");
-        expectAtMost(mostPorts, aAdapter.NumberOfPorts, "ports");
-        unsigned int count = 0;
-        std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-            mApi.layer().HA_GetAdapterPorts(aHandle, &aAdapter, count));
-        for (unsigned int i = 0; i < count; ++i)
+        expectAtMost(mostPorts, aCount, "ports");
+        for (HBA_UINT32 i = 0; i < aCount; ++i)
         {
-            setStep(fmt::format("remote ports of port {}", i));
             Port& port = mFound.mPorts.emplace_back();
-            port.mFields = fieldsOfPort(ports[i]);
-            attempt(port.mFailures,
-                    [&] { discoverAll(aHandle, i, ports[i].NumberofDiscoveredPorts, port.mRemotePorts); });
+            attempt(port.mFailures, [&] { readPort(aOpened, i, port); }, {{}, i});
+        }
+    }
+
+    void readPort(qz::Adapter& aOpened, HBA_UINT32 aIndex, Port& aPort)
+    {
+        setStep(fmt::format("port {}", aIndex));
+        HBA_PORTATTRIBUTES const attributes = aOpened.port(aIndex);
+        aPort.mFields = fieldsOfPort(attributes);
+        if (mDepth >= Depth::mappings)
+        {
+            setStep(fmt::format("remote ports of port {}", aIndex));
+            discoverAll(aOpened.handle(), aIndex, attributes.NumberofDiscoveredPorts, aPort.mRemotePorts);
         }
     }
 
@@ -137,18 +181,27 @@ private:
         setStep("target mappings");
         qz::TargetMappings const mappings = targetMappingsOf(aOpened);
         LunStyle const style = lunStyleOf(mappings);
-        if (style == LunStyle::unknown)
+        if (style == LunStyle::unknown && mDepth >= Depth::luns)
         {
             mReport.addNote(mFound.mName +
                             ": the LUNs of the target mappings have no known form and are shown "
                             "as the digits of FcpLun");
         }
         Targets targets = targetsIn(mappings, style);
-        for (auto& [name, target] : targets)
+        if (mDepth >= Depth::luns)
         {
-            RemotePort& asked = target;
-            attempt(
-                asked.mFailures, [&] { readLuns(aOpened, asked); }, &name);
+            for (auto& [name, target] : targets)
+            {
+                RemotePort& asked = target;
+                attempt(asked.mFailures, [&] { readLuns(aOpened, asked); }, {{}, {}, name.text()});
+            }
+        }
+        if (mDepth >= Depth::units)
+        {
+            for (auto& [name, target] : targets)
+            {
+                readUnits(aOpened.handle(), target);
+            }
         }
         place(std::move(targets));
     }
@@ -164,6 +217,55 @@ private:
                 fmt::format("{}: {}: the target reports {} LUNs, more than the library accepts ({}); the "
                             "tool requested the list itself",
                             mFound.mName, aTarget.mName.text(), luns.size(), mostLunsOfLayer));
+        }
+    }
+
+    void readUnits(HBA_HANDLE aHandle, RemotePort& aTarget)
+    {
+        MappedLun const* last = nullptr;
+        for (MappedLun& lun : aTarget.mLuns->mMapped)
+        {
+            if (last != nullptr && last->mLun == lun.mLun)
+            {
+                lun.mUnit = last->mUnit;
+                continue;
+            }
+            last = &lun;
+            Subject const subject{{}, {}, aTarget.mName.text(), lun.mLun};
+            LunAddress const address{aHandle, aTarget.mName, lun.mFcpLun};
+            attemptCommand(mInquiry, lun, subject, [&] { return inquire(address); });
+            if (hasBlocks(lun.mUnit))
+            {
+                attemptCommand(mReadCapacity, lun, subject,
+                               [&] { return readCapacity(address, lun.mDevice); });
+            }
+        }
+    }
+
+    /// Adds the fields that a command returns to the LUN. A command that the HBA library does not support is noted once
+    /// and not repeated.
+    template <typename Send>
+    void attemptCommand(LunCommand& aCommand, MappedLun& aLun, Subject const& aSubject, Send aSend)
+    {
+        if (!aCommand.mIsSupported)
+        {
+            return;
+        }
+        setStep(std::string(aCommand.mName) + " to " + *aSubject.mRemotePort);
+        auto const send = [&]
+        {
+            std::optional<Fields> const fields = aSend();
+            aCommand.mIsSupported = fields.has_value();
+            if (fields)
+            {
+                aLun.mUnit.update(*fields);
+            }
+        };
+        attempt(aLun.mFailures, send, aSubject);
+        if (!aCommand.mIsSupported)
+        {
+            mReport.addNote(
+                fmt::format("{}: the HBA library does not support {}", mFound.mName, aCommand.mName));
         }
     }
 
@@ -206,9 +308,9 @@ private:
     void setStep(std::string const& aStep) { mProgress.setStep(mFound.mName + ": " + aStep); }
 
     /// Runs an action. Reports its failure and adds it to the list.
-    /// @param aRemotePort name of the remote port that the action concerns, if any
+    /// @param aSubject what the action concerns in addition to the adapter
     template <typename Action>
-    void attempt(std::vector<Failure>& aFailures, Action aAction, qz::Wwn const* aRemotePort = nullptr)
+    void attempt(std::vector<Failure>& aFailures, Action aAction, Subject const& aSubject = {})
     {
         HbaStep const step;
         try
@@ -218,23 +320,42 @@ private:
         catch (std::exception const& exception)
         {
             aFailures.push_back(step.failureOf(exception));
-            mReport.addFailure(aFailures.back(), mFound.mName,
-                               aRemotePort == nullptr ? std::nullopt : std::optional(aRemotePort->text()));
+            Subject subject = aSubject;
+            subject.mAdapter = mFound.mName;
+            mReport.addFailure(aFailures.back(), subject);
         }
     }
 
+    LunCommand mInquiry{"INQUIRY"};
+    LunCommand mReadCapacity{"READ CAPACITY"};
     qz::HbaApi& mApi;
+    Depth const mDepth;
     Report& mReport;
     Progress& mProgress;
     FoundAdapter& mFound;
 };
 }  // namespace
 
-FoundAdapter survey(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName, Report& aReport,
-                    Progress& aProgress)
+Answer survey(Setting const& aSetting, std::optional<std::string> const& aWanted, Depth aDepth,
+              AdapterJson aJson, AdaptersText aText)
 {
-    FoundAdapter found{aIndex, aName, {}, {}, {}, {}};
-    Surveyor(aApi, aReport, aProgress, found).survey();
-    return found;
+    auto const keys = [aJson](std::vector<FoundAdapter> const& aAdapters)
+    {
+        auto list = nlohmann::ordered_json::array();
+        std::transform(aAdapters.begin(), aAdapters.end(), std::back_inserter(list), aJson);
+        return nlohmann::ordered_json::object({{"adapters", std::move(list)}});
+    };
+    GradualAnswer<FoundAdapter> found(aSetting, keys, std::move(aText));
+    Report& report = aSetting.mReport;
+    // The trace already shows each step.
+    Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
+    visitAdapters(report, aWanted,
+                  [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
+                  {
+                      FoundAdapter adapter{aIndex, aName, {}, {}, {}, {}};
+                      Surveyor(aApi, aDepth, report, progress, adapter).survey();
+                      found.add(std::move(adapter));
+                  });
+    return found.rest();
 }
 }  // namespace qzagent

@@ -1,22 +1,38 @@
 /// @file
-/// Reads the inventory of an adapter.
+/// Reads the inventory of the adapters and makes the result of a verb from it.
 #pragma once
 
-#include <cstddef>
+#include <optional>
 #include <string>
 
-#include "agentkit/include/HbaApi.h"
-#include "tools/qzagent/cli/Progress.h"
+#include <nlohmann/json.hpp>
+
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/GradualAnswer.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 
 namespace qzagent
 {
-/// Opens, refreshes, queries and closes an adapter.
-/// @param aIndex    index of the adapter
-/// @param aName     name of the adapter
-/// @param aReport   receives failures, each of which is also recorded in the part of the inventory that it concerns
-/// @param aProgress receives the steps
-FoundAdapter survey(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName, Report& aReport,
-                    Progress& aProgress);
+/// What is read of an adapter. Each depth includes those before it.
+enum class Depth
+{
+    ports,     ///< the attributes of the adapter and of its ports
+    mappings,  ///< the remote ports and the target mappings
+    luns,      ///< the LUNs that the targets report
+    units,     ///< what the mapped LUNs answer to INQUIRY and READ CAPACITY
+};
+
+using AdapterJson = nlohmann::ordered_json (*)(FoundAdapter const&);
+
+/// Takes all adapters and the index of the first one to show.
+using AdaptersText = GradualAnswer<FoundAdapter>::Text;
+
+/// Opens, refreshes, queries and closes each wanted adapter in turn. Failures are reported, and are also recorded in
+/// the part of the inventory that they concern.
+/// @param aWanted name, index, or WWN of a port or node of the adapter; none for all adapters
+/// @param aJson   returns an element of the key `adapters`
+/// @return the result of the verb, as GradualAnswer makes it
+Answer survey(Setting const& aSetting, std::optional<std::string> const& aWanted, Depth aDepth,
+              AdapterJson aJson, AdaptersText aText);
 }  // namespace qzagent

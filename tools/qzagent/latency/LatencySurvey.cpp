@@ -78,7 +78,7 @@ void LatencySurvey::add(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
     }
     catch (std::exception const& exception)
     {
-        mReport.addFailure(step.failureOf(exception), aName);
+        mReport.addFailure(step.failureOf(exception), {aName});
     }
     mAdapters.push_back(std::move(adapter));
 }
@@ -161,7 +161,7 @@ void LatencySurvey::query(SurveyedAdapter& aAdapter, Port& aPort)
     catch (std::exception const& exception)
     {
         aPort.mHasFailed = true;
-        mReport.addFailure(step.failureOf(exception), aAdapter.mName, aPort.mName.text());
+        mReport.addFailure(step.failureOf(exception), {aAdapter.mName, {}, aPort.mName.text()});
     }
 }
 

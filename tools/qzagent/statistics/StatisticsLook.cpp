@@ -67,7 +67,7 @@ void readPorts(qz::HbaApi& aApi, AdapterStatistics& aAdapter, Report& aReport)
         }
         catch (std::exception const& exception)
         {
-            aReport.addFailure(step.failureOf(exception), aAdapter.mName);
+            aReport.addFailure(step.failureOf(exception), {aAdapter.mName, i});
         }
         aAdapter.mPorts->push_back(port);
     }
@@ -184,7 +184,7 @@ StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport
                       }
                       catch (std::exception const& exception)
                       {
-                          aReport.addFailure(step.failureOf(exception), aName);
+                          aReport.addFailure(step.failureOf(exception), {aName});
                       }
                   });
     look.mTime = std::chrono::steady_clock::now().time_since_epoch();

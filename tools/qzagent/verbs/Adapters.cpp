@@ -1,121 +1,116 @@
+#include <algorithm>
 #include <cstddef>
-#include <exception>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "agentkit/include/HbaApi.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
-#include "tools/qzagent/cli/CurrentStep.h"
-#include "tools/qzagent/cli/GradualAnswer.h"
-#include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
-#include "tools/qzagent/hba/HbaStep.h"
-#include "tools/qzagent/hba/Host.h"
+#include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/hba/PortStates.h"
+#include "tools/qzagent/inventory/FoundAdapter.h"
+#include "tools/qzagent/inventory/Survey.h"
 
 namespace qzagent
 {
 namespace
 {
-/// An adapter. Its index is its position in the list.
-struct Adapter
-{
-    std::string mName;
-    std::optional<unsigned int> mHandle;  ///< none when the adapter could not be opened
+constexpr char const* shownAttributes[] = {"model", "driver_version", "firmware_version", "number_of_ports"};
+constexpr char const* worstState = "worst_port_state";
 
-    char const* state() const { return mHandle ? "ok" : "failed"; }
-};
-
-Adapter visit(qz::HbaApi& aApi, std::string const& aName, Report& aReport)
+bool isFailed(FoundAdapter const& aAdapter)
 {
-    Adapter adapter{aName, {}};
-    HbaStep const step;
-    try
-    {
-        qz::Adapter opened(aApi, aName);
-        opened.refresh();
-        adapter.mHandle = opened.handle();
-    }
-    catch (std::exception const& exception)
-    {
-        aReport.addFailure(step.failureOf(exception), aName);
-    }
-    return adapter;
+    return !aAdapter.mFailures.empty() ||
+           std::any_of(aAdapter.mPorts.begin(), aAdapter.mPorts.end(),
+                       [](Port const& aPort) { return !aPort.mFailures.empty(); });
 }
 
-nlohmann::ordered_json jsonOf(std::size_t aIndex, Adapter const& aAdapter)
+/// @param aPorts at least one port
+Fields worstStateOf(std::vector<Port> const& aPorts)
 {
-    nlohmann::ordered_json json{{"index", aIndex}, {"name", aAdapter.mName}, {"state", aAdapter.state()}};
-    if (aAdapter.mHandle)
+    Fields worst = aPorts.front().mFields.value("state", Fields("UNKNOWN"));
+    for (Port const& port : aPorts)
     {
-        json["handle"] = *aAdapter.mHandle;
+        Fields const state = port.mFields.value("state", Fields("UNKNOWN"));
+        worst = isWorsePortState(state, worst) ? state : worst;
+    }
+    return worst;
+}
+
+nlohmann::ordered_json summaryOf(FoundAdapter const& aAdapter)
+{
+    nlohmann::ordered_json json{{"index", aAdapter.mIndex},
+                                {"name", aAdapter.mName},
+                                {"state", isFailed(aAdapter) ? "failed" : "ok"}};
+    for (char const* const name : shownAttributes)
+    {
+        if (aAdapter.mFields && aAdapter.mFields->contains(name))
+        {
+            json[name] = aAdapter.mFields->at(name);
+        }
+    }
+    if (!aAdapter.mPorts.empty())
+    {
+        json[worstState] = worstStateOf(aAdapter.mPorts);
     }
     return json;
 }
 
-std::vector<Table::Cell> rowOf(std::size_t aIndex, Adapter const& aAdapter)
+/// @param aAdapter the adapter as JSON
+std::vector<Table::Cell> rowOf(Fields const& aAdapter)
 {
-    return {std::to_string(aIndex),
-            aAdapter.mName,
-            aAdapter.mHandle ? fmt::format("{:#x}", *aAdapter.mHandle) : "-",
-            {aAdapter.state(), aAdapter.mHandle ? "green" : "red"}};
-}
-
-nlohmann::ordered_json keysOf(std::vector<Adapter> const& aAdapters)
-{
-    auto list = nlohmann::ordered_json::array();
-    for (std::size_t index = 0; index < aAdapters.size(); ++index)
+    std::vector<Table::Cell> row{valueText(aAdapter, "index"), valueText(aAdapter, "name")};
+    for (char const* const name : shownAttributes)
     {
-        list.push_back(jsonOf(index, aAdapters[index]));
+        row.emplace_back(valueText(aAdapter, name));
     }
-    return {{"adapters", list}};
+    bool const hasState = aAdapter.contains(worstState);
+    row.emplace_back(valueText(aAdapter, worstState),
+                     hasState ? colourOfState(aAdapter[worstState]) : nullptr);
+    row.emplace_back(valueText(aAdapter, "state"), aAdapter["state"] == "ok" ? "green" : "red");
+    return row;
 }
 
 /// @param aFirst index of the first adapter in the table; the table has a heading if it is 0
-std::string tableOf(std::vector<Adapter> const& aAdapters, std::size_t aFirst, bool aColoured)
+std::string adapterTableOf(std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst, bool aColoured)
 {
     Table table({{"INDEX", Table::Fit::right},
                  {"NAME", Table::Fit::wrapped},
-                 {"HANDLE", Table::Fit::left},
+                 {"MODEL", Table::Fit::wrapped},
+                 {"DRIVER", Table::Fit::wrapped},
+                 {"FIRMWARE", Table::Fit::wrapped},
+                 {"PORTS", Table::Fit::right},
+                 {"WORST PORT", Table::Fit::left},
                  {"STATE", Table::Fit::left}},
                 aColoured);
     if (aFirst > 0)
     {
         table.hideNames();
     }
-    for (std::size_t index = aFirst; index < aAdapters.size(); ++index)
+    for (std::size_t i = aFirst; i < aAdapters.size(); ++i)
     {
-        table.addRow(rowOf(index, aAdapters[index]));
+        table.addRow(rowOf(summaryOf(aAdapters[i])));
     }
     return table.text();
 }
 
 Answer adapters(Setting const& aSetting)
 {
-    GradualAnswer<Adapter> found(aSetting, &keysOf,
-                                 [&aSetting](std::vector<Adapter> const& aAdapters, std::size_t aFirst)
-                                 { return tableOf(aAdapters, aFirst, aSetting.mIsColoured); });
-    visitAdapters(aSetting.mReport, {},
-                  [&](qz::HbaApi& aApi, std::size_t, std::string const& aName)
-                  {
-                      setCurrentStep(aName);
-                      found.add(visit(aApi, aName, aSetting.mReport));
-                  });
-    return found.rest();
+    return survey(aSetting, {}, Depth::ports, &summaryOf,
+                  [&aSetting](std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst)
+                  { return adapterTableOf(aAdapters, aFirst, aSetting.mIsColoured); });
 }
 }  // namespace
 
 void addAdapters(CommandLine& aCommandLine)
 {
-    ArgumentList arguments =
-        aCommandLine.addVerb("adapters", "Open, refresh and close each adapter, and list them",
-                             "  qzagent adapters           a table\n"
-                             "  qzagent adapters --json    a JSON document\n",
-                             [](Setting const& aSetting) { return adapters(aSetting); });
+    ArgumentList arguments = aCommandLine.addVerb(
+        "adapters", "List the adapters with their versions and the worst state of their ports",
+        "  qzagent adapters           a table\n"
+        "  qzagent adapters --json    a JSON document\n",
+        &adapters);
     aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

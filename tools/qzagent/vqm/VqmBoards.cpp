@@ -35,7 +35,7 @@ Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aR
     catch (QZCNotFoundEx const& exception)
     {
         Board board{aNumber, {}, {}, failureOf(exception)};
-        aReport.addFailure(*board.mFailure, fmt::format("board {}", aNumber));
+        aReport.addFailure(*board.mFailure, {fmt::format("board {}", aNumber)});
         return board;
     }
 }
