@@ -1,4 +1,3 @@
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -42,12 +41,6 @@ invalid_crc_count = 5
 tx_frames = 1000
 rx_frames = 1000
 )";
-
-/// @return the text with one blank in place of several, and none at the ends of lines
-std::string withSingleBlanks(std::string const& aText)
-{
-    return std::regex_replace(std::regex_replace(aText, std::regex(" +"), " "), std::regex(" \n"), "\n");
-}
 
 char const* const withoutStatistics =
     "qzagent: example-fc-0: port 1: QZCHbaapiEx: HBA_GetPortStatistics method failed for port "
