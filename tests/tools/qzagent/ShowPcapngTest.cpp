@@ -190,7 +190,7 @@ TEST_F(QzagentShowPcapng, CountsPacketsThatAreNotEvents)
     ProcessResult const result =
         show(twoEvents().interface("json", 149).packet(2, someTime, "{}").other(0xbad));
     EXPECT_THAT(linesOf(result.mOutput), testing::SizeIs(2));
-    EXPECT_EQ(result.mErrors, "qzagent: note: skipped 1 packets that are not events\n");
+    EXPECT_EQ(result.mErrors, "qzagent: note: skipped 1 packets or records that are not events\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -410,6 +410,27 @@ TEST_F(QzagentShowFollow, WaitsForAnEmptyFileToTellItsForm)
                        {"events"})
                     .mOutput),
         testing::SizeIs(2));
+}
+
+TEST_F(QzagentShowFollow, WaitsForLatencyDataToTellItself)
+{
+    mFolder.write("events", std::string("\x07\x19", 2));
+    ProcessResult const result = follow(
+        "sleep 0.5; printf '\\002\\000\\031\\022\\064\\001\\012\\002' >>events; "
+        "head -c 20 /dev/zero >>events; until_lines 1",
+        {"events"});
+    EXPECT_THAT(result.mOutput,
+                testing::StartsWith("record 0 at byte 0: 7 I/Os, search type 1, base 10, step 2\n"));
+    EXPECT_EQ(result.mErrors, "");
+}
+
+TEST_F(QzagentShowFollow, EndsQuietlyWhenItsReaderLeaves)
+{
+    write("events", twoEvents());
+    ProcessResult const result = runAgentIn(R"({ timeout 20 "$@"; echo "status $?" >&2; } | head -n 1)",
+                                            {"show", "--follow", (mFolder.path() / "events").string()});
+    EXPECT_THAT(linesOf(result.mOutput), testing::SizeIs(1));
+    EXPECT_EQ(result.mErrors, "status 0\n");
 }
 
 TEST_F(QzagentShowFollow, FollowsTheNameOfAFileThatIsReplaced)

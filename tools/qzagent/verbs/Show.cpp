@@ -208,7 +208,8 @@ private:
     {
         if (mOthers != 0)
         {
-            mSetting.mReport.addNote(fmt::format("skipped {} packets that are not events", mOthers));
+            mSetting.mReport.addNote(
+                fmt::format("skipped {} packets or records that are not events", mOthers));
         }
         if (mSelected == 0 && mDamage.count() == 0)
         {
