@@ -27,6 +27,7 @@
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/vqm/EventIntake.h"
 #include "tools/qzagent/vqm/EventLayoutFile.h"
+#include "tools/qzagent/vqm/QuazorSupport.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
@@ -109,7 +110,7 @@ private:
         std::unique_ptr<qz::VqmLibrary> const library = loadVqm(mSetting.mReport);
         ReportedEnvironment environment(*library, mSetting.mReport);
         findBoards(*environment);
-        if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
+        if (!mOptions.mIsPlain && !supportsQuazorEvents(*environment))
         {
             throw std::runtime_error(
                 "the driver does not support Quazor events; use --plain for plain events");
