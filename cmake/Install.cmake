@@ -53,6 +53,12 @@ install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/html
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation OPTIONAL)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 
+# Wireshark and tshark load every dissector in this folder.
+if(QZ_BUILD_TOOLS)
+  install(FILES share/wireshark/qz_scope_data.lua
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tools)
+endif()
+
 # Manual pages and shell completions belong to the component of their program.
 if(QZ_BUILD_TOOLS)
   file(GLOB qz_help CONFIGURE_DEPENDS

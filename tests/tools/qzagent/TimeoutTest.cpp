@@ -121,7 +121,9 @@ TEST(QzagentTimeout, WritesNoDocumentAmongTheLinesOfEvents)
     ProcessResult const result = runAgentOn(shippedScenario("diagnostic-events"),
                                             {"watch", "--category", "200", "--json", "--timeout", "1"});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: timeout after 1 s: in the step: waiting for events\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: watching 2 boards, category 200, all subcategories\n"
+              "qzagent: timeout after 1 s: in the step: waiting for events\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

@@ -1,6 +1,5 @@
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 
-#include <chrono>
 #include <cstdarg>
 #include <ctime>
 #include <exception>
@@ -16,23 +15,16 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/vqm/EventIntake.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 
 namespace qzagent
 {
 namespace
 {
-/// Runs on a thread that the vendor library chooses, and must not block that thread, so it only queues the event.
 void handOver(void* aIntake, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
               QZ_event const* aEvent)
 {
-    static_cast<EventIntake*>(aIntake)->take(
-        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, aEvent);
-}
-
-void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
-                     void* aIntake, QZ_event* aEvent)
-{
-    handOver(aIntake, aBoard, aCategory, aSubcategory, aEvent);
+    static_cast<EventIntake*>(aIntake)->take({receptionTime(), aBoard, aCategory, aSubcategory}, aEvent);
 }
 
 void takePlainEvent(unsigned int aBoard, ...)
@@ -47,6 +39,12 @@ void takePlainEvent(unsigned int aBoard, ...)
     handOver(intake, aBoard, category, subcategory, event);
 }
 }  // namespace
+
+void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
+                     void* aIntake, QZ_event* aEvent)
+{
+    handOver(aIntake, aBoard, aCategory, aSubcategory, aEvent);
+}
 
 VqmRegistrations::~VqmRegistrations()
 {

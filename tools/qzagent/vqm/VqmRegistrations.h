@@ -2,12 +2,18 @@
 /// Registrations for the events of the vendor library.
 #pragma once
 
+#include <cstddef>
+#include <ctime>
 #include <vector>
+
+#include <hbaapi.h>
 
 #include "agentkit/include/VqmLibrary.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/vqm/EventIntake.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
+
+struct QZ_event;
 
 namespace qzagent
 {
@@ -18,6 +24,12 @@ struct EventKind
     unsigned char mSubcategory;  ///< anyCategory for every subcategory
     bool mIsPlain;               ///< true for the plain interface, false for the Quazor interface
 };
+
+/// The callback of the Quazor interface. Runs on a thread that the vendor library chooses, and must not block that
+/// thread, so it only queues the event.
+/// @param aIntake the EventIntake that receives the event
+void takeQuazorEvent(unsigned int aBoard, HBA_wwn aPort, unsigned int aCategory, unsigned int aSubcategory,
+                     void* aIntake, QZ_event* aEvent);
 
 /// Registers boards for events, and unregisters them when it is destroyed.
 class VqmRegistrations
@@ -42,6 +54,9 @@ public:
 
     /// @return whether no board is registered
     bool isEmpty() const { return mBoards.empty(); }
+
+    /// Number of registered boards.
+    std::size_t size() const { return mBoards.size(); }
 
 private:
     struct RegisteredBoard
