@@ -20,8 +20,8 @@ PORT_TYPES = {"NPort (fabric via point-to-point)": "NPORT"}
 SPEED_BITS = {"1 Gbit": 1, "2 Gbit": 2, "10 Gbit": 4, "Not Negotiated": 5}
 SPEEDS = {"1 Gbit": "1GBIT", "2 Gbit": "2GBIT", "10 Gbit": "10GBIT", "Not Negotiated": "NOT_NEGOTIATED"}
 
-# libhbalinux writes class 3 as the number 3, in whose place the HBA API has a bit for each class.
-CLASSES = ["F", "1"]
+# The only class of the ports of all machines. libhbalinux writes it as a number, where the HBA API has a bit for it.
+CLASS = 3
 
 # The texts of the sense data that machines have.
 SENSE_KEYS = {0x02: "NOT READY"}
@@ -130,7 +130,8 @@ def expected_adapter(host):
             "speed_bits": SPEED_BITS.get(host.speed, 0),
             "supported_speeds": supported_speeds(host.supported_speeds),
             "supported_speeds_bits": sum(SPEED_BITS.get(name, 0) for name in host.supported_speeds.split(", ")),
-            "supported_classes": CLASSES, "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"],
+            "supported_classes": [str(CLASS)], "supported_classes_bits": CLASS,
+            "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"],
             "max_frame_size": host.max_frame_size, "symbolic_name": host.symbolic_name,
             "os_device_name": host.name, "fabric_name": known(host.fabric_wwn),
             "remote_ports": [expected_remote_port(port) for port in host.remote_ports]})],

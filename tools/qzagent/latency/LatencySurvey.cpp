@@ -152,11 +152,9 @@ void LatencySurvey::query(SurveyedAdapter& aAdapter, Port& aPort)
     HbaStep const step;
     try
     {
-        Clock::time_point const start = Clock::now();
-        aAdapter.mOpened->reportLuns(aPort.mName, mAnswer);
-        Latency const latency = Clock::now() - start;
-        aPort.mValues.push_back(latency);
-        aPort.mHistogram.add(latency, mAnswer.answerSize());
+        mQuery.send(aAdapter.mOpened->handle(), aPort.mName);
+        aPort.mValues.push_back(mQuery.latency());
+        aPort.mHistogram.add(mQuery.latency(), mQuery.answerSize());
     }
     catch (std::exception const& exception)
     {

@@ -14,6 +14,7 @@
 #include "agentkit/include/Wwn.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/ReportLuns.h"
 #include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 
@@ -97,6 +98,6 @@ private:
     Report& mReport;
     Progress& mProgress;
     std::vector<SurveyedAdapter> mAdapters;
-    qz::LunReport mAnswer;
+    LunQuery mQuery;
 };
 }  // namespace qzagent

@@ -34,6 +34,7 @@
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/vqm/EventIntake.h"
 #include "tools/qzagent/vqm/EventLayoutFile.h"
+#include "tools/qzagent/vqm/QuazorSupport.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
@@ -140,7 +141,7 @@ private:
         LibvqmVersions versions;
         ReportedEnvironment environment = openEnvironment(*library, mSetting.mReport, versions);
         findBoards(*environment);
-        if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
+        if (!mOptions.mIsPlain && !supportsQuazorEvents(*environment))
         {
             throw std::runtime_error(
                 "the driver does not support Quazor events; use --plain for plain events");
