@@ -35,7 +35,9 @@ int create(std::string const& aPath)
 
 NewFile::NewFile(std::string const& aPath) : mPath(aPath), mDescriptor(create(aPath)) {}
 
-NewFile::~NewFile()
+NewFile::~NewFile() { remove(); }
+
+void NewFile::remove() noexcept
 {
     if (!mIsComplete)
     {

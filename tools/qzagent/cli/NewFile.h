@@ -2,6 +2,7 @@
 /// Files that the agent creates and never replaces.
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "backend/common/include/Buffer.h"
@@ -9,7 +10,8 @@
 
 namespace qzagent
 {
-/// A new file. It is removed when this object is destroyed, unless write() succeeded.
+/// A new file. It is removed when this object is destroyed, unless write() succeeded. Only remove() may be called while
+/// another thread uses the object.
 class NewFile
 {
 public:
@@ -25,9 +27,12 @@ public:
     /// @throws std::system_error "cannot write PATH: ..." when it cannot be written in full
     void write(QZCBuffer const& aContent);
 
+    /// Removes the file unless write() succeeded, for a process that ends without destroying this object.
+    void remove() noexcept;
+
 private:
     std::string const mPath;
     Descriptor const mDescriptor;
-    bool mIsComplete = false;
+    std::atomic<bool> mIsComplete = false;
 };
 }  // namespace qzagent
