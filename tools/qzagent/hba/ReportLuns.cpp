@@ -88,8 +88,8 @@ HBA_STATUS LunQuery::request(HBA_HANDLE aHandle, qz::Wwn const& aPort)
     mAnswer.clear();
     auto const start = std::chrono::steady_clock::now();
     HBA_STATUS const status =
-        HBA_SendReportLUNs(aHandle, aPort.hbaWwn(), mAnswer.buffer(),
-                           static_cast<HBA_UINT32>(mAnswer.size()), sense.data(), sense.size());
+        HBA_SendReportLUNs(aHandle, aPort.hbaWwn(), mAnswer.buffer(), static_cast<HBA_UINT32>(mAnswer.size()),
+                           sense.data(), sense.size());
     mLatency = std::chrono::steady_clock::now() - start;
     return status;
 }

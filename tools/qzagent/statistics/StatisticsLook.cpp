@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ctime>
 #include <exception>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -168,7 +169,8 @@ AdapterStatistics adapterIn(LookJson const& aJson)
 }
 }  // namespace
 
-StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport, Progress& aProgress)
+StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport, Progress& aProgress,
+                      std::function<void(AdapterStatistics const&)> const& aOnAdapter)
 {
     StatisticsLook look{};
     visitAdapters(aReport, aWanted,
@@ -186,6 +188,7 @@ StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport
                       {
                           aReport.addFailure(step.failureOf(exception), {aName});
                       }
+                      aOnAdapter(adapter);
                   });
     look.mTime = std::chrono::steady_clock::now().time_since_epoch();
     look.mExitCode = aReport.exitCode();
