@@ -364,11 +364,7 @@ TEST_F(QzagentLatencyFile, VerbShowPrintsTheRecords)
         linesOf(result.mOutput),
         AllOf(Contains(MatchesRegex("record . at byte [0-9]+: .* I/Os, search type 1, base 10, step 2"))
                   .Times(6),
-<<<<<<< HEAD
               Contains(MatchesRegex("record 5 at byte [0-9]+: 15 I/Os, search type 1, base 10, step 2")),
-=======
-              Contains(MatchesRegex("record 5 at byte 1[0-9]+: 15 I/Os, search type 1, base 10, step 2")),
->>>>>>> fac67b2b4ff653f27b2e11385a273cb407053140
               Contains(MatchesRegex("record: average I/O size 40 bytes, true latency [0-9]+ us"))));
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);

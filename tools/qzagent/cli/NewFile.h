@@ -12,12 +12,8 @@
 
 namespace qzagent
 {
-<<<<<<< HEAD
-/// A new file, which is written piece by piece. It is removed when this object is destroyed, unless it is finished.
-=======
-/// A new file. It is removed when this object is destroyed, unless write() succeeded. Only remove() may be called while
-/// another thread uses the object.
->>>>>>> fac67b2b4ff653f27b2e11385a273cb407053140
+/// A new file, which is written piece by piece. It is removed when this object is destroyed, unless it is finished. Only
+/// remove() may be called while another thread uses the object.
 class NewFile
 {
 public:
@@ -37,7 +33,7 @@ public:
     /// @throws std::system_error "cannot write PATH: ..." when the device reports an error
     void finish();
 
-    /// Removes the file unless write() succeeded, for a process that ends without destroying this object.
+    /// Removes the file unless it is finished, for a process that ends without destroying this object.
     void remove() noexcept;
 
 private:
