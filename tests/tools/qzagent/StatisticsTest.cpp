@@ -61,6 +61,12 @@ TEST(QzagentStatistics, PrintsTheCountersAndTheErrorsThatAreNotZero)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST(QzagentStatistics, PrintsNoBlanksAtTheEndsOfLines)
+{
+    EXPECT_THAT(runAgentOn(oneOfTwoPortsCounts, {"statistics"}).mOutput,
+                AllOf(HasSubstr("\nadapter 0 example-fc-0\n"), Not(HasSubstr(" \n"))));
+}
+
 TEST(QzagentStatistics, PrintsADashForACounterThatThePortDoesNotOffer)
 {
     ProcessResult const result = runAgentOn(growingPort, {"statistics"});

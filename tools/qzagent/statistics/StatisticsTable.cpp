@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -165,7 +166,8 @@ std::string treeOf(std::vector<Table::Column> const& aColumns, std::vector<Adapt
             addPort(table, row, port);
         }
     }
-    return table.text();
+    // The table fills the empty cells of the last column.
+    return std::regex_replace(table.text(), std::regex(" +\n"), "\n");
 }
 
 std::string linesOf(std::vector<qz::Wwn> const& aPorts, char const* aKind)
