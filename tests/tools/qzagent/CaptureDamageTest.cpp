@@ -138,7 +138,8 @@ TEST_P(QzagentCaptureDamage, FiveThousandChangedCapturesYieldTheirWholeBlocks)
         for (std::size_t changes = 1 + below(4); changes > 0; --changes)
         {
             std::size_t const place = below(content.size());
-            content[place] = static_cast<char>(content[place] ^ (1 + below(255)));
+            auto const byte = static_cast<unsigned char>(content[place]);
+            content[place] = static_cast<char>(byte ^ (1 + below(255)));
             auto const after = std::upper_bound(mBounds.begin(), mBounds.end(), place);
             isWhole[static_cast<std::size_t>(after - mBounds.begin()) - 1] = false;
         }
