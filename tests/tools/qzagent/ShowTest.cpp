@@ -189,7 +189,7 @@ TEST_F(QzagentShow, NeedsLittleMoreMemoryThanItsLargestRecord)
         GTEST_SKIP() << "sanitizers and the emulator need more memory than the limit";
     }
     // The record has 32 million bytes; the limit is 64 million bytes of data.
-    std::string const path = mFolder.write("large", fullRecord(std::string(32'000'000, 'x')));
+    std::string const path = mFolder.write("large", fullRecord(std::string().append(32'000'000, 'x')));
     for (char const* const form : {"--json", "--hex", "--last=1"})
     {
         ProcessResult const result =
@@ -205,7 +205,7 @@ TEST_F(QzagentShow, ReportsThatMemoryIsExhausted)
     {
         GTEST_SKIP() << "sanitizers and the emulator need more memory than the limit";
     }
-    std::string const path = mFolder.write("large", fullRecord(std::string(32'000'000, 'x')));
+    std::string const path = mFolder.write("large", fullRecord(std::string().append(32'000'000, 'x')));
     ProcessResult const result = runAgentIn("ulimit -d 20000 && \"$@\"", {"show", path});
     EXPECT_EQ(result.mErrors, "qzagent: not enough memory; a smaller --max-record needs less\n");
     EXPECT_EQ(result.mExitStatus, 1);

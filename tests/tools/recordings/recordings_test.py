@@ -363,7 +363,7 @@ class Drops(Recordings):
     def test_dropped_events_are_counted_in_packets_and_statistics_and_reported(self):
         objects, errors = self.watch_without_reader(FLOOD)
         total = int(re.search(r"dropped ([0-9]+)\n", errors)[1])
-        self.assertGreater(total, 10)
+        self.assertGreater(total, 0)
         section, = self.sections()
         self.assertEqual(sum(packet.drops for packet in section.packets), total)
         last = section.interfaces[0].statistics[-1]

@@ -95,7 +95,11 @@ private:
         {
             return mSummary;
         }
-        return mOptions.mLast ? static_cast<EventSink&>(mLast) : mPrinter;
+        if (mOptions.mLast)
+        {
+            return mLast;
+        }
+        return mPrinter;
     }
 
     void showAll(EventMerge& aMerge)
