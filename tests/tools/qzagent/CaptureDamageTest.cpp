@@ -29,7 +29,7 @@ constexpr std::uint64_t firstTime = 1'000'000'000'000;
 PcapngBuilder someCapture(bool aIsBigEndian)
 {
     PcapngBuilder capture(aIsBigEndian);
-    for (std::uint64_t i = 0; i < packets; ++i)
+    for (std::size_t i = 0; i < packets; ++i)
     {
         if (i % packetsPerSection == 0)
         {
@@ -91,7 +91,7 @@ protected:
     static std::vector<std::uint64_t> wholeIds(std::vector<bool> const& aIsWhole)
     {
         std::vector<std::uint64_t> ids;
-        for (std::uint64_t i = 0; i < packets; ++i)
+        for (std::size_t i = 0; i < packets; ++i)
         {
             std::size_t const section = i / packetsPerSection;
             std::size_t const block = i + blocksBeforePackets * (section + 1);
