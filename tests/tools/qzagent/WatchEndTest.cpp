@@ -73,6 +73,10 @@ TEST_F(QzagentWatchEnd, LosesNoEventWhenASecondSignalArrives)
 
 TEST_F(QzagentWatchEnd, IgnoresASignalThatItWasStartedToIgnore)
 {
+    if (IS_EMULATED)
+    {
+        GTEST_SKIP() << "under the emulator the agent ends at these signals";
+    }
     ProcessResult const result = runAgentInOn(R"(trap '' INT HUP; "$@" & agent=$!; until [ -e ')" + mPath +
                                                   "' ]; do sleep 0.01; done; kill -INT $agent; kill -HUP "
                                                   "$agent; sleep 0.3; kill -TERM $agent; wait $agent",
