@@ -87,7 +87,7 @@ bool containAll(std::vector<std::uint64_t> const& aNumbers, std::vector<std::uin
 class QzagentCaptureDamage : public testing::TestWithParam<bool>
 {
 protected:
-    /// @param aIsWhole tells of each block whether it is unchanged
+    /// @param aIsWhole for each block, whether it is unchanged
     static std::vector<std::uint64_t> wholeIds(std::vector<bool> const& aIsWhole)
     {
         std::vector<std::uint64_t> ids;
