@@ -11,6 +11,7 @@
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace
 {
@@ -122,7 +123,7 @@ TEST(QzagentInventoryLuns, HaveALowerBoundOfTheCapacityIfTheirDeviceDoesNotExist
 TEST(QzagentInventoryLuns, ShowAFailedCommandAtItsLunAndContinue)
 {
     ProcessResult const result =
-        runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", "1", "HBA_STATUS_SCSI_CHECK_CONDITION"),
+        runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", R"("1-2")", "HBA_STATUS_SCSI_CHECK_CONDITION"),
                    {"inventory", "--luns"});
     EXPECT_THAT(squeezed(result.mOutput),
                 AllOf(HasSubstr("    ├─lun 0 /dev/sda, 10.00 GiB, 512-byte blocks\n"
@@ -133,6 +134,43 @@ TEST(QzagentInventoryLuns, ShowAFailedCommandAtItsLunAndContinue)
                 HasSubstr("qzagent: example-fc-0: 50:00:00:00:ab:00:00:01: LUN 0: QZCHbaapiEx: "
                           "HBA_SendScsiInquiry method failed (code 802): INQUIRY: CHECK CONDITION, "));
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentInventoryLuns, AnswerACommandThatIsRepeatedAfterAUnitAttention)
+{
+    std::string const reset = "sense_key = 6\nasc = 0x29\nascq = 0\n";
+    ProcessResult const result =
+        runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", "1", "HBA_STATUS_SCSI_CHECK_CONDITION", reset) +
+                       fault("HBA_SendReadCapacity", "2", "HBA_STATUS_SCSI_CHECK_CONDITION", reset),
+                   {"inventory", "--luns", "--json"});
+    EXPECT_EQ(remotePortOf(result)["luns"], unitsOf(twoDisks));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentInventoryLuns, AnswerACommandThatIsRepeatedAfterTheLibraryWasBusy)
+{
+    ProcessResult const result =
+        runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", "2", "HBA_STATUS_ERROR_BUSY") +
+                       fault("HBA_SendReadCapacity", "1", "HBA_STATUS_ERROR_BUSY"),
+                   {"inventory", "--luns", "--json"});
+    EXPECT_EQ(remotePortOf(result)["luns"], unitsOf(twoDisks));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentInventoryLuns, HaveTheNumberOfTheRepeatedCallInTheCauseOfTheFailure)
+{
+    auto const callOf = [](char const* aNth, char const* aStatus)
+    {
+        return unitsOf(twoDisks + fault("HBA_SendReadCapacity", aNth, aStatus))
+            .at(0)["failures"]
+            .at(0)["cause"]["call"]
+            .get<int>();
+    };
+    int const notRepeated = callOf("1", "HBA_STATUS_ERROR");
+    EXPECT_EQ(callOf(R"("1-2")", "HBA_STATUS_ERROR_BUSY"), notRepeated + 1);
+    EXPECT_EQ(callOf(R"("1-2")", "HBA_STATUS_SCSI_CHECK_CONDITION"), notRepeated + 1);
 }
 
 TEST(QzagentInventoryLuns, NameTheLunOfAFailureInTheMessage)
@@ -177,6 +215,44 @@ TEST(QzagentInventoryLuns, NoteOnceThatTheLibraryDoesNotSupportACommand)
                                   "qzagent: note: example-fc-0: READ CAPACITY" + reasons);
     EXPECT_THAT(squeezed(result.mOutput), AllOf(HasSubstr("─lun 0 /dev/sda\n"), HasSubstr("─lun 300 -\n")));
     EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentInventoryLuns, FailIfACommandIsNotSupportedForOneOfThem)
+{
+    for (char const* const nth : {"1", "2"})
+    {
+        ProcessResult const result =
+            runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", nth, "HBA_STATUS_ERROR_NOT_SUPPORTED"),
+                       {"inventory", "--luns", "--json"});
+        nlohmann::json const luns = remotePortOf(result)["luns"];
+        bool const isFirst = *nth == '1';
+        nlohmann::json const& failed = luns.at(isFirst ? 0 : 1);
+        nlohmann::json const& answered = luns.at(isFirst ? 1 : 0);
+        EXPECT_EQ(failed["failures"].at(0)["text"], "HBA_SendScsiInquiry method failed");
+        EXPECT_EQ(failed["failures"].at(0)["cause"]["status_name"], "ENOENT");
+        EXPECT_THAT(failed["failures"].at(0)["cause"]["text"],
+                    StartsWith("errno ENOENT (2), No such file or directory in call "));
+        EXPECT_TRUE(failed.contains("capacity_bytes")) << failed;
+        EXPECT_EQ(answered["product"], "ARRAY");
+        EXPECT_FALSE(answered.contains("failures")) << answered;
+        EXPECT_EQ(documentOf(result)["messages"].size(), 1u) << "an error, and no note";
+        EXPECT_EQ(result.mExitStatus, 1);
+    }
+}
+
+TEST(QzagentInventoryLuns, FailIfACommandIsNotSupportedForOneAndFailsForAnother)
+{
+    ProcessResult const result =
+        runAgentOn(twoDisks + fault("HBA_SendReadCapacity", "1", "HBA_STATUS_ERROR_NOT_SUPPORTED") +
+                       fault("HBA_SendReadCapacity", "2", "HBA_STATUS_ERROR"),
+                   {"inventory", "--luns", "--json"});
+    nlohmann::json const messages = documentOf(result)["messages"];
+    ASSERT_EQ(messages.size(), 2u) << messages;
+    EXPECT_EQ(messages[0]["lun"], 0);
+    EXPECT_EQ(messages[0]["cause"]["status_name"], "ENOENT");
+    EXPECT_EQ(messages[1]["lun"], 300);
+    EXPECT_EQ(messages[1]["cause"]["status_name"], "HBA_STATUS_ERROR");
+    EXPECT_EQ(result.mExitStatus, 1);
 }
 
 TEST(QzagentInventoryLuns, AreQueriedOnceIfSeveralPortsDiscoverTheirTarget)
