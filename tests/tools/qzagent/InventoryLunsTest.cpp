@@ -74,6 +74,28 @@ TEST(QzagentInventoryLuns, PassesLunsBackAsTheLibraryWritesThem)
     EXPECT_EQ(unitsOf(scenario), unitsOf(twoDisks));
 }
 
+TEST(QzagentInventoryLuns, HaveANoteIfLun0IsNotMappedAndTheTargetDoesNotAnswer)
+{
+    std::string const target = adapterNamed("example-fc-0") + portNumbered(1) +
+                               "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:00:01\"\n";
+    std::string const failing = fault("HBA_SendReportLUNs", R"("1+")", "HBA_STATUS_ERROR");
+    std::string const note =
+        "example-fc-0: 50:00:00:00:ab:00:00:01: the adapter maps no LUN 0 of the target, and some HBA "
+        "libraries send "
+        "REPORT LUNS only to LUN 0";
+    ProcessResult const result = runAgentOn(target + "luns = [1, 2]\n" + failing, {"inventory", "--json"});
+    nlohmann::json const messages = documentOf(result)["messages"];
+    ASSERT_EQ(messages.size(), 2u) << messages;
+    EXPECT_EQ(messages[0]["severity"], "error");
+    EXPECT_EQ(messages[1]["severity"], "note");
+    EXPECT_EQ(messages[1]["text"], note);
+    EXPECT_THAT(runAgentOn(target + "luns = [1, 2]\n" + failing, {"inventory"}).mErrors,
+                HasSubstr("\nqzagent: note: " + note + "\n"));
+    EXPECT_THAT(runAgentOn(target + "luns = [0, 1]\n" + failing, {"inventory"}).mErrors,
+                Not(HasSubstr("note")));
+    EXPECT_EQ(runAgentOn(target + "luns = [1, 2]\n", {"inventory"}).mErrors, "") << "the target answers";
+}
+
 TEST(QzagentInventoryLuns, ShowsOnlyTheDevicesWithoutTheOption)
 {
     ProcessResult const result = runAgentOn(twoDisks, {"inventory"});

@@ -210,6 +210,7 @@ private:
             {
                 RemotePort& asked = target;
                 attempt(asked.mFailures, [&] { readLuns(aOpened, asked); }, {{}, {}, name.text()});
+                noteMissingLun0(asked);
             }
         }
         if (mDepth >= Depth::units)
@@ -235,6 +236,22 @@ private:
                 fmt::format("{}: {}: the target reports {} LUNs, more than the library accepts ({}); the "
                             "tool requested the list itself",
                             mFound.mName, aTarget.mName.text(), luns.size(), mostLunsOfLayer));
+        }
+    }
+
+    /// The HBA API leaves it to the HBA library to which LUN of a target it sends REPORT LUNS.
+    void noteMissingLun0(RemotePort const& aTarget)
+    {
+        auto const& luns = aTarget.mLuns->mMapped;
+        bool const isMissing =
+            std::none_of(luns.begin(), luns.end(),
+                         [](MappedLun const& aLun) { return aLun.mLun == Lun(0U) || aLun.mFcpLun == 0; });
+        if (isMissing && !aTarget.mLuns->mReported)
+        {
+            mReport.addNote(
+                fmt::format("{}: {}: the adapter maps no LUN 0 of the target, and some HBA libraries send "
+                            "REPORT LUNS only to LUN 0",
+                            mFound.mName, aTarget.mName.text()));
         }
     }
 
