@@ -1,3 +1,4 @@
+#include <regex>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -74,6 +75,53 @@ TEST(QzagentInventoryLuns, PassesLunsBackAsTheLibraryWritesThem)
     EXPECT_EQ(unitsOf(scenario), unitsOf(twoDisks));
 }
 
+TEST(QzagentInventoryLuns, AreWrappedOnlyAfterAComma)
+{
+    std::string const device = "/dev/disk/by-path/fc-0x5000000000000001-lun-0";
+    std::string const scenario =
+        targetWithTwoLuns("[[adapter.port.remote.lun]]\nlun = 0\nos_device = \"" + device + "\"\n");
+    EXPECT_THAT(runAgentOn(scenario, {"inventory", "--luns"}).mOutput,
+                HasSubstr("    ├─lun 0             " + device +
+                          ", EXAMPLE SIMULATED DISK 1.0,\n"
+                          "    │                   1.00 GiB, 512-byte blocks\n"));
+}
+
+TEST(QzagentInventoryLuns, AreWrappedInTheirDeviceOnlyIfItIsLongerThanALine)
+{
+    std::string const device = "/dev/" + std::string(200, 'x');
+    std::string const scenario =
+        targetWithTwoLuns("[[adapter.port.remote.lun]]\nlun = 0\nos_device = \"" + device + "\"\n");
+    std::string const output = runAgentOn(scenario, {"inventory", "--luns"}).mOutput;
+    EXPECT_THAT(output, HasSubstr("    ├─lun 0             /dev/" + std::string(71, 'x') + "\n" +
+                                  "    │                   " + std::string(76, 'x') + "\n" +
+                                  "    │                   " + std::string(53, 'x') +
+                                  ",\n    │                   EXAMPLE SIMULATED DISK 1.0, 1.00 GiB, "
+                                  "512-byte blocks\n"));
+}
+
+TEST(QzagentInventoryLuns, HaveTheirDevicesWithoutTheOptionHoweverManyThereAre)
+{
+    std::string text;
+    std::string expected;
+    for (int lun = 0; lun < 40; lun += 2)
+    {
+        std::string const device = "/dev/sd" + std::string(1, static_cast<char>('a' + lun / 2));
+        text += "[[adapter.port.remote.lun]]\nlun = " + std::to_string(lun) + "\nos_device = \"" + device +
+                "\"\n";
+        expected += (lun == 0 ? "" : ", ") + std::to_string(lun) + ": " + device;
+    }
+    std::string const output =
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) +
+                       "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:00:01\"\n" + text,
+                   {"inventory"})
+            .mOutput;
+    std::string const item = "─os devices ";
+    ASSERT_THAT(output, HasSubstr(item));
+    EXPECT_EQ(withSingleBlanks(std::regex_replace(output.substr(output.find(item) + item.size()),
+                                                  std::regex("\n *"), " ")),
+              " " + expected + " ");
+}
+
 TEST(QzagentInventoryLuns, HaveANoteIfLun0IsNotMappedAndTheTargetDoesNotAnswer)
 {
     std::string const target = adapterNamed("example-fc-0") + portNumbered(1) +
@@ -99,7 +147,7 @@ TEST(QzagentInventoryLuns, HaveANoteIfLun0IsNotMappedAndTheTargetDoesNotAnswer)
 TEST(QzagentInventoryLuns, ShowsOnlyTheDevicesWithoutTheOption)
 {
     ProcessResult const result = runAgentOn(twoDisks, {"inventory"});
-    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("    ├─luns 0, 300\n    └─os devices /dev/sda\n"));
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("    ├─luns 0, 300\n    └─os devices 0: /dev/sda\n"));
     EXPECT_THAT(result.mOutput, Not(HasSubstr("ARRAY")));
 }
 
