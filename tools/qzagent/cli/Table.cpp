@@ -6,6 +6,7 @@
 #include <cwchar>
 #include <memory>
 #include <new>
+#include <numeric>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,6 +21,7 @@ namespace qzagent
 namespace
 {
 constexpr std::size_t pageWidth = 100;
+constexpr unsigned char endOfAscii = 0x80;
 
 /// The library calls in this file fail only when memory is exhausted.
 void check(bool aDone)
@@ -60,10 +62,15 @@ Extent extentOf(std::string_view aText, std::size_t aLimit = std::string_view::n
     std::mbstate_t state{};
     while (extent.mBytes < aText.size())
     {
-        wchar_t character = 0;
-        std::size_t const size =
-            std::mbrtowc(&character, aText.data() + extent.mBytes, aText.size() - extent.mBytes, &state);
-        auto const width = static_cast<std::size_t>(::wcwidth(character));
+        std::size_t size = 1;
+        std::size_t width = 1;
+        if (static_cast<unsigned char>(aText[extent.mBytes]) >= endOfAscii)
+        {
+            wchar_t character = 0;
+            size =
+                std::mbrtowc(&character, aText.data() + extent.mBytes, aText.size() - extent.mBytes, &state);
+            width = static_cast<std::size_t>(::wcwidth(character));
+        }
         if (extent.mBytes > 0 && extent.mWidth + width > aLimit)
         {
             break;
@@ -117,6 +124,7 @@ Table::Table(std::vector<Column> const& aColumns, bool aColoured, Width aWidth) 
         libscols_column* const added = scols_table_new_column(mTable, column.mName, 0, flagsOf(column.mFit));
         check(added != nullptr);
         mWords = column.mFit == Fit::words ? added : nullptr;
+        mWidths.push_back(extentOf(column.mName).mWidth);
     }
     // The library would otherwise query the standard output of the process, where the table does not go.
     check(scols_table_set_termforce(
@@ -134,13 +142,19 @@ Table::Row Table::addRow(std::vector<Cell> const& aCells, Row aParent)
 {
     libscols_line* const line = scols_table_new_line(mTable, aParent);
     check(line != nullptr);
+    // The first column has the tree, if the table is one.
+    std::size_t indent = 0;
+    for (Row parent = aParent; parent != nullptr; parent = scols_line_get_parent(parent))
+    {
+        indent += 2;
+    }
     for (std::size_t i = 0; i < aCells.size(); ++i)
     {
         std::string const text = printable(aCells[i].mText);
         check(scols_line_set_data(line, i, text.c_str()) == 0);
         check(scols_cell_set_color(scols_line_get_cell(line, i), aCells[i].mColour) == 0);
-        mLongest = mWords != nullptr && i + 1 == aCells.size() ? std::max(mLongest, extentOf(text).mWidth)
-                                                               : mLongest;
+        mWidths[i] = std::max(mWidths[i], indent + extentOf(text).mWidth);
+        indent = 0;
     }
     return line;
 }
@@ -149,15 +163,17 @@ void Table::hideNames() { check(scols_table_enable_noheadings(mTable, 1) == 0); 
 
 std::string Table::text()
 {
-    std::string text = print();
-    // Only the library knows how much of the page the other columns leave.
-    std::size_t const width = mWords == nullptr ? mLongest : scols_column_get_width(mWords);
-    if (mLongest > width)
+    if (mWords != nullptr)
     {
-        wrapWords(width);
-        text = print();
+        // The library narrows no column that wraps in its own way.
+        std::size_t const others = std::accumulate(mWidths.begin(), mWidths.end() - 1, mWidths.size() - 1);
+        std::size_t const width = others < pageWidth ? pageWidth - others : 1;
+        if (mWidths.back() > width)
+        {
+            wrapWords(width);
+        }
     }
-    return text;
+    return print();
 }
 
 void Table::wrapWords(std::size_t aWidth)
@@ -171,7 +187,7 @@ void Table::wrapWords(std::size_t aWidth)
         libscols_cell* const cell = scols_line_get_column_cell(line, mWords);
         check(scols_cell_set_data(cell, wrapped(scols_cell_get_data(cell), aWidth).c_str()) == 0);
     }
-    mLongest = 0;  // is no longer known, and fits
+    mWidths.back() = aWidth;
 }
 
 std::string Table::print() const

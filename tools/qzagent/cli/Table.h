@@ -72,6 +72,6 @@ private:
 
     libscols_table* mTable;
     libscols_column* mWords = nullptr;  ///< the column that is wrapped between words
-    std::size_t mLongest = 0;           ///< width of its longest text
+    std::vector<std::size_t> mWidths;   ///< of the widest text in each column
 };
 }  // namespace qzagent
