@@ -15,6 +15,10 @@ using testing::MatchesRegex;
 
 namespace
 {
+char const* const verbList =
+    "the verbs are adapters, inventory, ports, latency, show, repair, convert, statistics, vendor, watch, "
+    "explain; see qzagent --help";
+
 struct UsageError
 {
     char const* mName;
@@ -39,22 +43,17 @@ TEST_P(QzagentUsageError, PrintsOneLineOnStandardErrorAndExitsWithTwo)
 INSTANTIATE_TEST_SUITE_P(
     Arguments, QzagentUsageError,
     testing::Values(
-        UsageError{"NoArguments",
-                   {},
-                   "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
-                   "statistics, vendor, watch, explain; see qzagent --help"},
-        UsageError{"NoVerb",
-                   {"--trace"},
-                   "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
-                   "statistics, vendor, watch, explain; see qzagent --help"},
-        UsageError{"UnknownVerb", {"bogus"}, "no verb 'bogus'; see qzagent --help"},
+        UsageError{"NoArguments", {}, std::string("no verb given; ") + verbList},
+        UsageError{"NoVerb", {"--trace"}, std::string("no verb given; ") + verbList},
+        UsageError{"UnknownVerb", {"bogus"}, std::string("no verb 'bogus'; ") + verbList},
         UsageError{
             "MistypedVerb", {"adapter"}, "no verb 'adapter'; did you mean 'adapters'? see qzagent --help"},
         UsageError{"MistypedVerbHelp", {"hepl"}, "no verb 'hepl'; did you mean 'help'? see qzagent --help"},
-        UsageError{"EmptyVerb", {""}, "no verb ''; see qzagent --help"},
-        UsageError{"HelpOfAnUnknownVerb",
+        UsageError{"EmptyVerb", {""}, std::string("no verb ''; ") + verbList},
+        UsageError{"HelpOfAMistypedVerb",
                    {"help", "wacth"},
                    "no verb 'wacth'; did you mean 'watch'? see qzagent --help"},
+        UsageError{"HelpOfAnUnknownVerb", {"help", "foo"}, std::string("no verb 'foo'; ") + verbList},
         UsageError{
             "HelpOfTwoVerbs", {"help", "watch", "show"}, "unexpected argument 'show'; see qzagent --help"},
         UsageError{

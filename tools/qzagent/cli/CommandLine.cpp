@@ -86,10 +86,17 @@ std::string answerTo(CLI::Success const& aRequest, CLI::App const& aParser)
     return text.str();
 }
 
-std::string noVerb(std::string const& aName, std::vector<std::string> aVerbs)
+std::string listOf(std::vector<std::string> const& aVerbs)
 {
-    aVerbs.emplace_back(helpName);
-    return fmt::format("no verb '{}'{}", aName, suggestionFor(aName, aVerbs));
+    return fmt::format("; the verbs are {}", fmt::join(aVerbs, ", "));
+}
+
+std::string noVerb(std::string const& aName, std::vector<std::string> const& aVerbs)
+{
+    std::vector<std::string> candidates = aVerbs;
+    candidates.emplace_back(helpName);
+    std::string const suggestion = suggestionFor(aName, candidates);
+    return fmt::format("no verb '{}'{}", aName, suggestion.empty() ? listOf(aVerbs) : suggestion);
 }
 
 /// Negative numbers and "-", which stands for standard input, are values.
@@ -267,7 +274,7 @@ std::optional<std::string> CommandLine::parseStrictly(std::vector<std::string> c
     }
     if (!mVerb)
     {
-        throw Misuse(fmt::format("no verb given; the verbs are {}", fmt::join(verbNames(), ", ")));
+        throw Misuse("no verb given" + listOf(verbNames()));
     }
     return {};
 }
