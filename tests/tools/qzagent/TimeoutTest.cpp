@@ -42,6 +42,13 @@ TEST(QzagentTimeout, NamesTheCallThatHangsAndItsStep)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST(QzagentTimeout, LimitsTheVerbThatFollowsIt)
+{
+    ProcessResult const before = runAgentOn(secondHangs, {"--timeout", "1", "inventory"});
+    EXPECT_THAT(before.mErrors, StartsWith("qzagent: timeout after 1 s: HBA_GetFcpTargetMapping "));
+    EXPECT_EQ(before.mExitStatus, 1);
+}
+
 TEST(QzagentTimeout, ShowsTheAdaptersBeforeTheOneThatHangs)
 {
     std::string const output = runAgentOn(secondHangs, {"inventory", "--timeout", "1"}).mOutput;
