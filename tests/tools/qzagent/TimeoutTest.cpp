@@ -207,6 +207,13 @@ TEST(QzagentHangingAdapter, DoesNotHideTheAdaptersBeforeItWithoutATimeout)
                 AllOf(StartsWith("ITEM "), HasSubstr("\nadapter 0               example-fc-0\n")));
 }
 
+TEST(QzagentHangingAdapter, DoesNotHideTheCountersBeforeItWithoutATimeout)
+{
+    ProcessResult const result =
+        runAgentInOn("timeout --signal KILL 3 \"$@\"", secondCounterHangs, {"statistics"});
+    EXPECT_THAT(result.mOutput, AllOf(StartsWith("PORT "), HasSubstr("\nadapter 0 example-fc-0\n")));
+}
+
 TEST(QzagentHangingAdapter, ShowsItsCountersLaterWithoutASecondHeading)
 {
     ProcessResult const result =
