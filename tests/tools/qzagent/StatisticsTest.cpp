@@ -53,12 +53,43 @@ TEST(QzagentStatistics, PrintsTheCountersAndTheErrorsThatAreNotZero)
     EXPECT_EQ(withSingleBlanks(result.mOutput),
               "PORT SECONDS TX FRAMES TX WORDS RX FRAMES RX WORDS ERRORS\n"
               "adapter 0 example-fc-0\n"
-              "├─10:00:00:00:c9:00:00:01 3600 1000000 5120000000 2000000 0 19\n"
+              "├─10:00:00:00:c9:00:00:01 3600 1000000 5120000000 2000000 0 17\n"
               "│ ├─lip count 2\n"
               "│ └─invalid crc count 17\n"
               "└─10:00:00:00:c9:00:00:02 failed\n");
     EXPECT_EQ(result.mErrors, withoutStatistics);
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+/// Each counter from the events of the loop on has another digit.
+std::string const portWithAllErrors = adapterNamed("example-fc-0") + portNumbered(1) + R"(
+[adapter.port.statistics]
+lip_count = 1000000000
+nos_count = 200000000
+error_frames = 30000000
+dumped_frames = 4000000
+link_failure_count = 500000
+loss_of_sync_count = 60000
+loss_of_signal_count = 7000
+primitive_seq_protocol_err_count = 800
+invalid_tx_word_count = 90
+invalid_crc_count = 1
+)";
+
+TEST(QzagentStatistics, SumsTheErrorsWithoutTheEventsOfTheLoopAndTheLink)
+{
+    std::vector<std::string> const lines =
+        linesOf(withSingleBlanks(runAgentOn(portWithAllErrors, {"statistics"}).mOutput));
+    ASSERT_EQ(lines.size(), 13u);
+    EXPECT_THAT(lines[2], HasSubstr(" 34567891"));
+    EXPECT_EQ(lines[3], " ├─lip count 1000000000");
+    EXPECT_EQ(lines[4], " ├─nos count 200000000");
+}
+
+TEST(QzagentStatistics, ColoursErrorsRedAndEventsYellow)
+{
+    std::string const output = runAgentOnTerminalOf(portWithAllErrors, {"statistics"}).mOutput;
+    EXPECT_THAT(output, AllOf(ContainsRegex("\x1b\\[1;33m *200000000"), ContainsRegex("\x1b\\[31m *30000000")));
 }
 
 TEST(QzagentStatistics, PrintsNoBlanksAtTheEndsOfLines)
@@ -172,6 +203,7 @@ link_failure_count = 100
                                      MatchesRegex("└─10:00:00:00:c9:00:00:02 [12]\\.[0-9] - "
                                                   "(8[0-9]|9[0-9]|10[0-9]|11[0-9])\\.[0-9]+ - - [0-9]+"),
                                      MatchesRegex(" └─link failure count [0-9]+"), ""));
+    EXPECT_THAT(result.mOutput, Not(HasSubstr(" \n")));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
