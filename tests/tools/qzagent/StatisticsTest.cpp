@@ -18,7 +18,7 @@ using testing::Not;
 
 namespace
 {
-/// A port with counters, and one without.
+/// A port with counters, and one that offers none.
 std::string const oneOfTwoPortsCounts = adapterNamed("example-fc-0") + portNumbered(1) + R"(
 [adapter.port.statistics]
 seconds_since_last_reset = 3600
@@ -42,10 +42,11 @@ tx_frames = 1000
 rx_frames = 1000
 )";
 
-char const* const withoutStatistics =
-    "qzagent: example-fc-0: port 1: QZCHbaapiEx: HBA_GetPortStatistics method failed for port "
-    "10:00:00:00:c9:00:00:02 (code 802): HBA_STATUS_ERROR_NOT_SUPPORTED (2) in call 8, "
-    "HBA_GetPortStatistics\n";
+char const* const withoutStatistics = "qzagent: note: example-fc-0: port 1 does not offer port statistics\n";
+
+/// The same ports; the second has counters, but they cannot be read.
+std::string const oneOfTwoPortsFails = oneOfTwoPortsCounts + "[adapter.port.statistics]\ntx_frames = 1\n" +
+                                       fault("HBA_GetPortStatistics", "2", "HBA_STATUS_ERROR");
 
 TEST(QzagentStatistics, PrintsTheCountersAndTheErrorsThatAreNotZero)
 {
@@ -56,9 +57,38 @@ TEST(QzagentStatistics, PrintsTheCountersAndTheErrorsThatAreNotZero)
               "├─10:00:00:00:c9:00:00:01 3600 1000000 5120000000 2000000 0 17\n"
               "│ ├─lip count 2\n"
               "│ └─invalid crc count 17\n"
-              "└─10:00:00:00:c9:00:00:02 failed\n");
+              "└─10:00:00:00:c9:00:00:02 -\n");
     EXPECT_EQ(result.mErrors, withoutStatistics);
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentStatistics, PrintsAPortWhoseCountersCannotBeReadAsFailed)
+{
+    ProcessResult const result = runAgentOn(oneOfTwoPortsFails, {"statistics"});
+    EXPECT_THAT(withSingleBlanks(result.mOutput), HasSubstr("\n└─10:00:00:00:c9:00:00:02 failed\n"));
+    EXPECT_THAT(
+        result.mErrors,
+        MatchesRegex(
+            "qzagent: example-fc-0: port 1: QZCHbaapiEx: HBA_GetPortStatistics method failed for port "
+            "10:00:00:00:c9:00:00:02 \\(code 802\\): HBA_STATUS_ERROR \\(1\\) in call [0-9]+, "
+            "HBA_GetPortStatistics\n"));
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentStatistics, NotesOncePerAdapterThatNoPortOffersCounters)
+{
+    ProcessResult const result = runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) + portNumbered(2) +
+                                                adapterNamed("example-fc-1") + portNumbered(3),
+                                            {"statistics", "--json"});
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: example-fc-0: the adapter does not offer port statistics\n"
+              "qzagent: note: example-fc-1: the adapter does not offer port statistics\n");
+    EXPECT_EQ(documentOf(result)["messages"][0],
+              (nlohmann::json{{"severity", "note"},
+                              {"text", "example-fc-0: the adapter does not offer port statistics"},
+                              {"code", 0}}));
+    EXPECT_TRUE(satisfies(result.mOutput, "statistics"));
+    EXPECT_EQ(result.mExitStatus, 0);
 }
 
 /// Each counter from the events of the loop on has another digit.
@@ -89,7 +119,8 @@ TEST(QzagentStatistics, SumsTheErrorsWithoutTheEventsOfTheLoopAndTheLink)
 TEST(QzagentStatistics, ColoursErrorsRedAndEventsYellow)
 {
     std::string const output = runAgentOnTerminalOf(portWithAllErrors, {"statistics"}).mOutput;
-    EXPECT_THAT(output, AllOf(ContainsRegex("\x1b\\[1;33m *200000000"), ContainsRegex("\x1b\\[31m *30000000")));
+    EXPECT_THAT(output,
+                AllOf(ContainsRegex("\x1b\\[1;33m *200000000"), ContainsRegex("\x1b\\[31m *30000000")));
 }
 
 TEST(QzagentStatistics, PrintsNoBlanksAtTheEndsOfLines)
@@ -273,12 +304,21 @@ TEST(QzagentStatistics, EndsAfterASignalDuringALook)
 TEST(QzagentStatistics, HasTheExitCodeOfTheLooksOfItsProcesses)
 {
     ProcessResult const result =
-        runAgentOn(oneOfTwoPortsCounts, {"statistics", "--json", "--interval", "1", "--count", "1"});
+        runAgentOn(oneOfTwoPortsFails, {"statistics", "--json", "--interval", "1", "--count", "1"});
     EXPECT_TRUE(satisfies(result.mOutput, "statistics-interval"));
-    EXPECT_EQ(result.mErrors, std::string(withoutStatistics) + withoutStatistics);
+    EXPECT_EQ(linesOf(result.mErrors).size(), 2u);
     EXPECT_EQ(nlohmann::json::parse(result.mOutput)["adapters"][0]["ports"][1],
               (nlohmann::json{{"index", 1}, {"port_wwn", "10:00:00:00:c9:00:00:02"}}));
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentStatistics, NotesInTheFirstLookThatAPortOffersNoCounters)
+{
+    ProcessResult const result =
+        runAgentOn(oneOfTwoPortsCounts, {"statistics", "--interval", "1", "--count", "1"});
+    EXPECT_EQ(result.mErrors, withoutStatistics);
+    EXPECT_THAT(withSingleBlanks(result.mOutput), HasSubstr("\n└─10:00:00:00:c9:00:00:02 -\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
 }
 
 TEST(QzagentStatistics, ReportsAFullDeviceForItsOutput)

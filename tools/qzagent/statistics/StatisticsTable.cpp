@@ -98,16 +98,18 @@ std::string megabytesOf(PortInterval const& aPort, std::size_t aWords)
                 : textOf((*aPort.mDifferences)[aWords]);
 }
 
-Table::Row addFailed(Table& aTable, Table::Row aAdapter, qz::Wwn const& aPort)
+/// Adds a row for a port without counters.
+void addUncounted(Table& aTable, Table::Row aAdapter, qz::Wwn const& aPort, bool aIsOffered)
 {
-    return aTable.addRow(sparseRow(aPort.text(), {"failed", "red"}), aAdapter);
+    Table::Cell const text = aIsOffered ? Table::Cell("failed", "red") : Table::Cell(notOffered);
+    aTable.addRow(sparseRow(aPort.text(), text), aAdapter);
 }
 
 void addPort(Table& aTable, Table::Row aAdapter, PortStatistics const& aPort)
 {
     if (!aPort.mCounts)
     {
-        addFailed(aTable, aAdapter, aPort.mName);
+        addUncounted(aTable, aAdapter, aPort.mName, aPort.mIsOffered);
         return;
     }
     Counts const& counts = *aPort.mCounts;
@@ -124,7 +126,7 @@ void addPort(Table& aTable, Table::Row aAdapter, PortInterval const& aPort)
 {
     if (!aPort.mDifferences)
     {
-        addFailed(aTable, aAdapter, aPort.mName);
+        addUncounted(aTable, aAdapter, aPort.mName, aPort.mIsOffered);
         return;
     }
     Differences const& differences = *aPort.mDifferences;

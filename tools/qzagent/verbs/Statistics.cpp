@@ -105,6 +105,10 @@ private:
     ChildProcess::Bytes lookInChild() const
     {
         Report report(mSetting.mReport.errors());
+        if (mHasBegun)
+        {
+            report.hideNotes();  // those of the first look
+        }
         Progress progress(report.errors(), false);
         return bytesOf(lookAt(mOptions.mAdapter, report, progress));
     }
