@@ -66,6 +66,32 @@ TEST(QzagentVendor, ShowsTheOtherBoardsWhenOneFails)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST(QzagentVendor, FailsWhenTheLibraryDoesNotWriteItsVersion)
+{
+    std::string const scenario = shippedScenario("diagnostic-events") +
+                                 "[[fault]]\ncall = \"VQM_GetLibVer\"\nnth = \"1+\"\nresult = 5\n";
+    ProcessResult const text = runAgentOn(scenario, {"vendor"});
+    EXPECT_EQ(text.mErrors, "qzagent: VQM_GetLibVer wrote no version of the library\n");
+    EXPECT_THAT(squeezed(text.mOutput), HasSubstr("\nlibrary version failed\ndriver version 4.0.12\n"));
+    EXPECT_EQ(text.mExitStatus, 1);
+    ProcessResult const json = runAgentOn(scenario, {"vendor", "--json"});
+    EXPECT_TRUE(satisfies(json.mOutput, "vendor"));
+    EXPECT_FALSE(documentOf(json).contains("library_version"));
+    EXPECT_EQ(documentOf(json)["driver_version"], "4.0.12");
+}
+
+TEST(QzagentVendor, FailsWhenTheLibraryDoesNotWriteTheVersionOfTheDriver)
+{
+    std::string scenario = shippedScenario("diagnostic-events");
+    std::string const version = "4.0.12";
+    scenario.erase(scenario.find(version), version.size());
+    ProcessResult const text = runAgentOn(scenario, {"vendor"});
+    EXPECT_EQ(text.mErrors, "qzagent: VQM_InitDiagEnv wrote no version of the driver\n");
+    EXPECT_THAT(squeezed(text.mOutput), HasSubstr("\ndriver version failed\n"));
+    EXPECT_EQ(text.mExitStatus, 1);
+    EXPECT_FALSE(documentOf(runAgentOn(scenario, {"vendor", "--json"})).contains("driver_version"));
+}
+
 std::string driverFault(std::string const& aNth)
 {
     return shippedScenario("diagnostic-events") + "[[fault]]\ncall = \"VQM_GetDrvInfo\"\nnth = " + aNth +

@@ -33,6 +33,19 @@ struct Findings
     std::vector<Board> mBoards;
 };
 
+/// Reports the versions that the library did not write. It has written them when there are boards.
+void reportMissing(LibvqmVersions const& aVersions, Report& aReport)
+{
+    if (!aVersions.mLibrary)
+    {
+        aReport.addError(ExitCode::failed, "VQM_GetLibVer wrote no version of the library");
+    }
+    if (!aVersions.mDriver)
+    {
+        aReport.addError(ExitCode::failed, "VQM_InitDiagEnv wrote no version of the driver");
+    }
+}
+
 /// @param aFindings set step by step, so that it keeps the answers before a failure
 void query(Findings& aFindings, Report& aReport)
 {
@@ -43,6 +56,7 @@ void query(Findings& aFindings, Report& aReport)
         aReport.addNote("no boards");
         return;
     }
+    reportMissing(aFindings.mVersions, aReport);
     aFindings.mBoards = boardsOf(*environment, aReport);
     aFindings.mSupportsQuazor = supportsQuazorEvents(*environment);
 }
@@ -83,12 +97,9 @@ nlohmann::ordered_json jsonOf(Findings const& aFindings)
     return json;
 }
 
-void addRow(Table& aTable, char const* aItem, std::optional<std::string> const& aValue)
+void addVersion(Table& aTable, char const* aItem, std::optional<std::string> const& aVersion)
 {
-    if (aValue)
-    {
-        aTable.addRow({std::string(aItem), *aValue});
-    }
+    aTable.addRow({std::string(aItem), aVersion ? Table::Cell(*aVersion) : Table::Cell("failed", "red")});
 }
 
 void addRows(Table& aTable, Board const& aBoard)
@@ -111,11 +122,11 @@ std::string tableOf(Findings const& aFindings, bool aColoured)
         return {};
     }
     Table table({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured);
-    addRow(table, "library version", aFindings.mVersions.mLibrary);
-    addRow(table, "driver version", aFindings.mVersions.mDriver);
+    addVersion(table, "library version", aFindings.mVersions.mLibrary);
+    addVersion(table, "driver version", aFindings.mVersions.mDriver);
     if (aFindings.mSupportsQuazor)
     {
-        addRow(table, "quazor events", *aFindings.mSupportsQuazor ? "supported" : "not supported");
+        table.addRow({{"quazor events"}, {*aFindings.mSupportsQuazor ? "supported" : "not supported"}});
     }
     for (Board const& board : aFindings.mBoards)
     {
