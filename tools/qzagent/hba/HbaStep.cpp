@@ -50,7 +50,7 @@ Cause causeOf(qz::HbaCall const& aCall)
         cause.mScsi = scsiCauseOf(*aCall.mScsiStatus, aCall.mSense.data(), aCall.mSenseSize);
         cause.mText = fmt::format("{}: {}; ", commandOf(aCall.mFunction), textOf(*cause.mScsi));
     }
-    cause.mText += fmt::format("{} in call {}, {}", statusText(cause.mStatus), cause.mCall, cause.mFunction);
+    cause.mText += fmt::format("{} in call {}, {}", statusText(*cause.mStatus), cause.mCall, cause.mFunction);
     return cause;
 }
 }  // namespace
