@@ -12,6 +12,7 @@
 
 using testing::AllOf;
 using testing::ContainsRegex;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -266,6 +267,13 @@ TEST_F(QzagentStatisticsCrash, IsReportedAndTheNextLooksGoOn)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST_F(QzagentStatisticsCrash, LeavesNoCallThatATimeoutNames)
+{
+    EXPECT_THAT(runUntilSecondLook({"statistics", "--interval", "9", "--timeout", "1"}).mErrors,
+                AllOf(HasSubstr(" was killed by signal 6 (Aborted)\n"),
+                      EndsWith("timeout after 1 s: in the step: waiting for the end of the interval\n")));
+}
+
 TEST(QzagentStatisticsSlowLibrary, IsKilledAtTheEndOfTheInterval)
 {
     ProcessResult const result =
@@ -274,7 +282,9 @@ TEST(QzagentStatisticsSlowLibrary, IsKilledAtTheEndOfTheInterval)
     EXPECT_EQ(result.mOutput, "");
     EXPECT_EQ(linesOf(result.mErrors),
               std::vector<std::string>(
-                  2, "qzagent: the process that reads the statistics did not end within 1 s and was killed"));
+                  2,
+                  "qzagent: the process that reads the statistics did not end within 1 s and was killed: "
+                  "HBA_GetPortStatistics has not returned (example-fc-0: statistics)"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

@@ -147,8 +147,9 @@ TEST(QzagentTimeout, WritesNoDocumentAmongTheIntervalsOfCounters)
     ProcessResult const result =
         runAgentOn(secondCounterHangs, {"statistics", "--interval", "5", "--json", "--timeout", "1"});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors,
-              "qzagent: timeout after 1 s: in the step: statistics, which a process of its own reads\n");
+    EXPECT_EQ(
+        result.mErrors,
+        "qzagent: timeout after 1 s: HBA_GetPortStatistics has not returned (example-fc-1: statistics)\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
