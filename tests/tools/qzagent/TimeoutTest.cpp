@@ -42,6 +42,32 @@ TEST(QzagentTimeout, NamesTheCallThatHangsAndItsStep)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+std::string const secondIsBusy =
+    adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) + adapterNamed("example-fc-1") +
+    portNumbered(2) + targetNumbered(2, 2) +
+    fault("HBA_GetFcpTargetMapping", "\"1+\"", "HBA_STATUS_ERROR_BUSY", "adapter = \"example-fc-1\"\n");
+
+TEST(QzagentTimeout, NamesTheCallThatKeepsAnsweringBusy)
+{
+    for (char const* const verb : {"inventory", "latency"})
+    {
+        EXPECT_EQ(runAgentOn(secondIsBusy, {verb, "--timeout", "1"}).mErrors,
+                  "qzagent: timeout after 1 s: HBA_GetFcpTargetMapping keeps answering HBA_STATUS_ERROR_BUSY "
+                  "(example-fc-1: target mappings)\n");
+    }
+}
+
+TEST(QzagentBusyAdapter, FailsWithItsStatusAfterFiveSeconds)
+{
+    auto const start = std::chrono::steady_clock::now();
+    ProcessResult const result = runAgentOn(secondIsBusy, {"ports"});
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_THAT(result.mErrors,
+                StartsWith("qzagent: example-fc-1: QZCHbaapiEx: HBA_GetFcpTargetMapping method "
+                           "failed (code 802): HBA_STATUS_ERROR_BUSY (10) in call "));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST(QzagentTimeout, LimitsTheVerbThatFollowsIt)
 {
     ProcessResult const before = runAgentOn(secondHangs, {"--timeout", "1", "inventory"});

@@ -22,6 +22,7 @@ struct Place
 
     std::array<char, 1024> mStep{};  ///< with a terminator; a longer text is truncated
     std::atomic<char const*> mCall = nullptr;
+    char const* mBusyCall = nullptr;
 };
 
 std::mutex placeMutex;
@@ -35,14 +36,26 @@ void setCurrentStep(std::string const& aStep)
     place->mStep[aStep.copy(place->mStep.data(), place->mStep.size() - 1)] = '\0';
     // A process that was killed leaves the call.
     place->mCall = nullptr;
+    place->mBusyCall = nullptr;
+}
+
+void setBusyCall(char const* aFunction)
+{
+    std::lock_guard const lock(placeMutex);
+    place->mBusyCall = aFunction;
 }
 
 std::string currentPlace()
 {
     std::lock_guard const lock(placeMutex);
     std::string const step = place->mStep.data();
-    char const* const call = qz::runningHbaCall();
-    return call == nullptr ? "in the step: " + step : fmt::format("{} has not returned ({})", call, step);
+    if (char const* const call = qz::runningHbaCall(); call != nullptr)
+    {
+        return fmt::format("{} has not returned ({})", call, step);
+    }
+    return place->mBusyCall == nullptr
+               ? "in the step: " + step
+               : fmt::format("{} keeps answering HBA_STATUS_ERROR_BUSY ({})", place->mBusyCall, step);
 }
 
 void shareCurrentStep()
