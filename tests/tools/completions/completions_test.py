@@ -52,6 +52,8 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzagent "), {*programs.verbs(), "help"})
         self.assertEqual(self.offered("qzagent help "), set(programs.verbs()))
         self.assertEqual(self.offered("qzagent --trace ad"), {"adapters"})
+        self.assertEqual(self.offered("qzagent --timeout 5 ad"), {"adapters"})
+        self.assertEqual(self.offered("qzagent --timeout = 5 ad"), {"adapters"})
 
     def test_qzagent_offers_the_options_of_its_help(self):
         self.assertEqual(self.offered("qzagent -"), programs.options_of(QZAGENT))
@@ -60,6 +62,7 @@ class Completion(unittest.TestCase):
         for verb in programs.verbs():
             with self.subTest(verb):
                 self.assertEqual(self.offered(f"qzagent --json {verb} -"), programs.options_of_verb(verb))
+                self.assertEqual(self.offered(f"qzagent --timeout 5 {verb} -"), programs.options_of_verb(verb))
 
     def test_qzagent_explain_offers_the_exit_codes(self):
         self.assertEqual(self.offered("qzagent explain "), programs.exit_codes().keys())
@@ -72,6 +75,7 @@ class Completion(unittest.TestCase):
 
     def test_qzagent_offers_the_forms_of_captures(self):
         self.assertEqual(self.offered("qzagent watch --format "), {"pcapng", "records"})
+        self.assertEqual(self.offered("qzagent --timeout 5 watch --format "), {"pcapng", "records"})
         self.assertEqual(self.offered("qzagent show --format "), {"pcapng", "records", "json", "hex"})
 
     def test_qzagent_offers_toml_files_for_event_layouts(self):

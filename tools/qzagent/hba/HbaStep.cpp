@@ -44,7 +44,7 @@ std::string_view commandOf(std::string_view aFunction)
 
 std::string textOfCall(Cause const& aCause)
 {
-    return fmt::format("{} in call {}, {}", statusText(aCause.mStatus), aCause.mCall, aCause.mFunction);
+    return fmt::format("{} in call {}, {}", statusText(*aCause.mStatus), aCause.mCall, aCause.mFunction);
 }
 
 Cause causeOf(qz::HbaCall const& aCall)
@@ -74,7 +74,7 @@ Failure HbaStep::failureOf(std::exception const& aException) const
 Cause withErrno(Cause const& aCause)
 {
     Cause cause = aCause;
-    cause.mStatus = errnoOf(aCause.mStatus.mNumber);
+    cause.mStatus = errnoOf(aCause.mStatus->mNumber);
     cause.mText = textOfCall(cause);
     return cause;
 }

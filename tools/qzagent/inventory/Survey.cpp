@@ -132,7 +132,8 @@ struct LunCommand
 
 bool isRefusal(Failure const& aFailure)
 {
-    return aFailure.mCause && aFailure.mCause->mStatus.mNumber == HBA_STATUS_ERROR_NOT_SUPPORTED;
+    return aFailure.mCause && aFailure.mCause->mStatus &&
+           aFailure.mCause->mStatus->mNumber == HBA_STATUS_ERROR_NOT_SUPPORTED;
 }
 
 class Surveyor
