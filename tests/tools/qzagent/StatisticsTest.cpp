@@ -44,7 +44,7 @@ rx_frames = 1000
 )";
 
 /// @return the text with one blank in place of several, and none at the ends of lines
-std::string withSingleBlanks(std::string const& aText)
+std::string statisticsWithSingleBlanks(std::string const& aText)
 {
     return std::regex_replace(std::regex_replace(aText, std::regex(" +"), " "), std::regex(" \n"), "\n");
 }
@@ -57,7 +57,7 @@ char const* const withoutStatistics =
 TEST(QzagentStatistics, PrintsTheCountersAndTheErrorsThatAreNotZero)
 {
     ProcessResult const result = runAgentOn(oneOfTwoPortsCounts, {"statistics"});
-    EXPECT_EQ(withSingleBlanks(result.mOutput),
+    EXPECT_EQ(statisticsWithSingleBlanks(result.mOutput),
               "PORT SECONDS TX FRAMES TX WORDS RX FRAMES RX WORDS ERRORS\n"
               "adapter 0 example-fc-0\n"
               "├─10:00:00:00:c9:00:00:01 3600 1000000 5120000000 2000000 0 19\n"
@@ -71,7 +71,7 @@ TEST(QzagentStatistics, PrintsTheCountersAndTheErrorsThatAreNotZero)
 TEST(QzagentStatistics, PrintsADashForACounterThatThePortDoesNotOffer)
 {
     ProcessResult const result = runAgentOn(growingPort, {"statistics"});
-    EXPECT_THAT(withSingleBlanks(result.mOutput), ContainsRegex(":01 - 1[0-9]+ - [0-9]+ - 5\n"));
+    EXPECT_THAT(statisticsWithSingleBlanks(result.mOutput), ContainsRegex(":01 - 1[0-9]+ - [0-9]+ - 5\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -166,7 +166,7 @@ link_failure_count = 100
 )",
                                             {"statistics", "--interval", "1", "--count", "1"});
     EXPECT_THAT(
-        linesOf(withSingleBlanks(result.mOutput)),
+        linesOf(statisticsWithSingleBlanks(result.mOutput)),
         testing::ElementsAre(
             MatchesRegex("2[-0-9]+T[0-9:.]+Z"), "PORT SECONDS TX FRAMES TX MB/S RX FRAMES RX MB/S ERRORS",
             "adapter 0 example-fc-0", "├─10:00:00:00:c9:00:00:01 1.0 0 0.00 0 0.00 0",
