@@ -1,10 +1,13 @@
 #include "agentkit/include/HbaApi.h"
 
 #include <algorithm>
-#include <cstring>
-#include <new>
+#include <cstddef>
+#include <memory>
 #include <string>
 #include <thread>
+#include <utility>
+
+#include <malloc.h>
 
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 
@@ -44,6 +47,13 @@ MappingBlock mappingBlock(HBA_UINT32 aCapacity)
     MappingBlock block = zeroedBlock<HBA_FCPTargetMapping>(aCapacity, sizeof(HBA_FCPTargetMapping));
     block->NumberOfEntries = aCapacity;
     return block;
+}
+
+/// The layer does not say for how many entries it made the block.
+HBA_UINT32 roomOf(HBA_FCPTargetMapping& aBlock)
+{
+    std::size_t const room = ::malloc_usable_size(&aBlock) - offsetof(HBA_FCPTargetMapping, entry);
+    return static_cast<HBA_UINT32>(room / sizeof(HBA_FCPSCSIENTRY));
 }
 }  // namespace
 
@@ -112,10 +122,20 @@ HBA_PORTATTRIBUTES Adapter::port(unsigned int aIndex)
     return attributes;
 }
 
+AdapterPorts Adapter::ports()
+{
+    auto const known = attributes();
+    unsigned int count = 0;
+    std::unique_ptr<HBA_PORTATTRIBUTES[]> ports(mLayer.HA_GetAdapterPorts(mHandle, known.get(), count));
+    return AdapterPorts(std::move(ports), count);
+}
+
 TargetMappings Adapter::targetMappings()
 {
     HBA_FCPTargetMapping* none = nullptr;
-    return TargetMappings(MappingBlock(mLayer.HA_GetTargetMappings(mHandle, none)));
+    MappingBlock block(mLayer.HA_GetTargetMappings(mHandle, none));
+    block->NumberOfEntries = std::min(block->NumberOfEntries, roomOf(*block));
+    return TargetMappings(std::move(block));
 }
 
 TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDeadline)

@@ -1,78 +1,23 @@
 #include "agentkit/include/HbaWitness.h"
 
-#include <algorithm>
-#include <atomic>
-#include <cstring>
-#include <mutex>
+#include <cstddef>
+#include <ctime>
+#include <optional>
 #include <tuple>
 
 #include <dlfcn.h>
+#include <hbaapi.h>
 
+#include "agentkit/HbaCallRecord.h"
 #include "agentkit/HbaFunction.h"
 
 namespace
 {
-thread_local qz::HbaCall gLast;
-
-/// A call that has started and not yet returned. Calls of several threads end in any order.
-class RunningCall
-{
-public:
-    explicit RunningCall(char const* aName) : mName(aName)
-    {
-        std::lock_guard<std::mutex> const lock(sMutex);
-        mOlder = sNewest;
-        setNewest(this);
-    }
-
-    ~RunningCall()
-    {
-        std::lock_guard<std::mutex> const lock(sMutex);
-        RunningCall** place = &sNewest;
-        while (*place != this)
-        {
-            place = &(*place)->mOlder;
-        }
-        *place = mOlder;
-        setNewest(sNewest);
-    }
-
-    RunningCall(RunningCall const&) = delete;
-    RunningCall& operator=(RunningCall const&) = delete;
-
-    /// Reads without a lock, so that a signal handler may ask.
-    static char const* newestName() noexcept { return sNewestName; }
-
-private:
-    static void setNewest(RunningCall* aCall)
-    {
-        sNewest = aCall;
-        sNewestName = aCall == nullptr ? nullptr : aCall->mName;
-    }
-
-    static inline std::mutex sMutex;
-    static inline RunningCall* sNewest = nullptr;
-    static inline std::atomic<char const*> sNewestName = nullptr;
-
-    char const* mName;
-    RunningCall* mOlder = nullptr;
-};
-
 /// The common library's function of that name; null when the program is linked without one.
 template <typename Function>
 Function* nextFunction(char const* aName)
 {
     return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, aName));
-}
-
-HBA_STATUS keep(char const* aFunction, HBA_STATUS aStatus)
-{
-    gLast.mFunction = aFunction;
-    ++gLast.mNumber;
-    gLast.mStatus = aStatus;
-    gLast.mScsiStatus.reset();
-    gLast.mSenseSize = 0;
-    return aStatus;
 }
 
 /// Forwards a call of the HBA API.
@@ -83,7 +28,7 @@ typename qz::HbaFunction<Function>::Result forward(char const* aName,
                                                    HBA_UINT32 aWithoutLibrary)
 {
     using Result = typename qz::HbaFunction<Function>::Result;
-    RunningCall const running(aName);
+    qz::RunningHbaCall const running(aName);
     auto* const next = nextFunction<Function>(aName);
     return next == nullptr ? static_cast<Result>(aWithoutLibrary) : std::apply(next, aArguments);
 }
@@ -100,7 +45,7 @@ typename qz::HbaFunction<Function>::Result forwardOther(char const* aName,
 template <typename Function, typename... Arguments>
 HBA_STATUS forwardStatus(char const* aName, std::tuple<Arguments...> const& aArguments)
 {
-    return keep(aName, forward<Function>(aName, aArguments, HBA_STATUS_ERROR_UNAVAILABLE));
+    return qz::keepHbaCall(aName, forward<Function>(aName, aArguments, HBA_STATUS_ERROR_UNAVAILABLE));
 }
 
 /// The SCSI status of a call, which the library writes only if the target answered.
@@ -120,7 +65,10 @@ public:
         {
             return std::nullopt;
         }
-        *mDestination = mWritten;
+        if (mDestination != nullptr)
+        {
+            *mDestination = mWritten;
+        }
         return mWritten;
     }
 
@@ -131,26 +79,13 @@ private:
     HBA_UINT8 mWritten = reserved;
 };
 
-/// Stores the answer of a SCSI command.
-void keepScsi(std::optional<HBA_UINT8> aScsiStatus, void const* aSense, std::size_t aSenseSize)
-{
-    constexpr HBA_UINT8 checkCondition = 0x02;
-    bool const hasSense = gLast.mStatus == HBA_STATUS_SCSI_CHECK_CONDITION || aScsiStatus == checkCondition;
-    gLast.mScsiStatus = hasSense && !aScsiStatus ? checkCondition : aScsiStatus;
-    if (hasSense && aSense != nullptr)
-    {
-        gLast.mSenseSize = std::min(aSenseSize, gLast.mSense.size());
-        std::memcpy(gLast.mSense.data(), aSense, gLast.mSenseSize);
-    }
-}
-
 /// Forwards a SCSI command. The last parameters are the sense data and their size.
 template <typename Function, typename... Arguments>
 HBA_STATUS forwardScsi(char const* aName, std::tuple<Arguments...> const& aArguments)
 {
     constexpr std::size_t size = sizeof...(Arguments);
     HBA_STATUS const status = forwardStatus<Function>(aName, aArguments);
-    keepScsi(std::nullopt, std::get<size - 2>(aArguments), std::get<size - 1>(aArguments));
+    qz::keepScsiAnswer(std::nullopt, std::get<size - 2>(aArguments), std::get<size - 1>(aArguments));
     return status;
 }
 
@@ -162,14 +97,16 @@ HBA_STATUS forwardScsiV2(char const* aName, std::tuple<Arguments...> aArguments)
     ScsiStatus scsiStatus(std::get<size - 3>(aArguments));
     std::get<size - 3>(aArguments) = scsiStatus.place();
     HBA_STATUS const status = forwardStatus<Function>(aName, aArguments);
-    keepScsi(scsiStatus.handOver(), std::get<size - 2>(aArguments), *std::get<size - 1>(aArguments));
+    HBA_UINT32 const* const senseSize = std::get<size - 1>(aArguments);
+    qz::keepScsiAnswer(scsiStatus.handOver(), std::get<size - 2>(aArguments),
+                       senseSize == nullptr ? 0 : *senseSize);
     return status;
 }
 }  // namespace
 
-qz::HbaCall const& qz::lastHbaCall() noexcept { return gLast; }
+qz::HbaCall const& qz::lastHbaCall() noexcept { return gLastHbaCall; }
 
-char const* qz::runningHbaCall() noexcept { return RunningCall::newestName(); }
+char const* qz::runningHbaCall() noexcept { return RunningHbaCall::newestName(); }
 
 /// Defines a function of the HBA API that has that number of parameters and forwards itself.
 #define QZ_FORWARD(kind, count, function)                                                               \
@@ -182,10 +119,8 @@ extern "C"
 {
     HBA_HANDLE HBA_OpenAdapter(char* aName)
     {
-        auto const handle =
-            forwardOther<decltype(HBA_OpenAdapter)>("HBA_OpenAdapter", std::make_tuple(aName));
-        keep("HBA_OpenAdapter", handle == 0 ? HBA_STATUS_ERROR : HBA_STATUS_OK);
-        return handle;
+        return qz::keepHbaOpening(
+            forwardOther<decltype(HBA_OpenAdapter)>("HBA_OpenAdapter", std::make_tuple(aName)));
     }
 
     QZ_FORWARD(Status, 0, HBA_LoadLibrary)

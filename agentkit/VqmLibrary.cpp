@@ -10,9 +10,13 @@ namespace qz
 namespace
 {
 // The layer's state belongs to the process, so this does as well.
-unsigned int gObjects = 0;  // how many VqmLibrary objects there are
-unsigned int gLoads = 0;    // how often they have loaded the library
-bool gIsOwned = false;      // whether the loaded library is theirs to free
+unsigned int gObjects = 0;    // how many VqmLibrary objects there are
+unsigned int gOwnedLoad = 0;  // the number of the load that is theirs to free; 0 when there is none
+
+bool isCurrent(unsigned int aLoad)
+{
+    return aLoad == QZCLibvqmAbs::LIBVQM_GetLoadNumber() && QZCLibvqmAbs::LIBVQM_IsLoaded();
+}
 }  // namespace
 
 VqmLibrary::VqmLibrary()
@@ -20,28 +24,22 @@ VqmLibrary::VqmLibrary()
     if (!mLayer.LIBVQM_IsLoaded())
     {
         mLayer.LIBVQM_LoadLibrary();
-        gIsOwned = true;
-        ++gLoads;
+        gOwnedLoad = QZCLibvqmAbs::LIBVQM_GetLoadNumber();
     }
-    mLoad = gLoads;
+    mLoad = QZCLibvqmAbs::LIBVQM_GetLoadNumber();
     ++gObjects;
 }
 
 VqmLibrary::~VqmLibrary()
 {
     --gObjects;
-    if (gObjects > 0)
-    {
-        return;
-    }
-    if (gIsOwned && mLayer.LIBVQM_IsLoaded())
+    if (gObjects == 0 && isCurrent(gOwnedLoad))
     {
         mLayer.LIBVQM_FreeLibrary();
     }
-    gIsOwned = false;
 }
 
-bool VqmLibrary::isLoaded() const { return mLoad == gLoads && QZCLibvqmAbs::LIBVQM_IsLoaded(); }
+bool VqmLibrary::isLoaded() const { return isCurrent(mLoad); }
 
 QZCLibvqmAbs& VqmLibrary::layer()
 {

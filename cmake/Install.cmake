@@ -27,7 +27,7 @@ install(FILES
 
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE QZ_PKGCONFIG_TO_PREFIX)
-set(qz_pkgconfig_names qzsensoragentcommon qzsensoragentkit)
+set(qz_pkgconfig_names qzsensoragentcommon qzsensoragentkit qzsensoragenthbawitness)
 if(GTest_FOUND)
   list(APPEND qz_pkgconfig_names qzsensoragenttesting)
 endif()
@@ -40,12 +40,24 @@ endforeach()
 # The documents keep their relative links to each other and to the examples. The reference of the public headers is
 # installed if the target documentation has been built.
 file(GLOB qz_documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
-install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
+# The installed README leaves out what only the source tree has.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS README.md)
+file(READ README.md qz_readme)
+string(REGEX REPLACE "## Two commands in the source tree\n.*(## An agent in ten lines)" "\\1" qz_readme "${qz_readme}")
+string(REGEX REPLACE "## The source tree\n.*(All rights reserved)" "\\1" qz_readme "${qz_readme}")
+file(WRITE ${PROJECT_BINARY_DIR}/README.md "${qz_readme}")
+install(FILES ${PROJECT_BINARY_DIR}/README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 install(FILES ${qz_documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
 install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/html
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation OPTIONAL)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+
+# Wireshark and tshark load every dissector in this folder.
+if(QZ_BUILD_TOOLS)
+  install(FILES share/wireshark/qz_scope_data.lua
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tools)
+endif()
 
 # Manual pages and shell completions belong to the component of their program.
 if(QZ_BUILD_TOOLS)

@@ -7,6 +7,7 @@
 #include <hbaapi.h>
 
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/HbaWitness.h"
 #include "agentkit/include/VqmLibrary.h"
 #include "agentkit/testing/FakeHbaapi.h"
 #include "agentkit/testing/FakeVqm.h"
@@ -14,7 +15,7 @@
 
 namespace
 {
-/// The function under test: the names of the adapters that answer.
+/// The function under test: the names of the adapters, or the status of those that do not answer.
 std::vector<std::string> adapterNames()
 {
     qz::HbaApi api;
@@ -27,7 +28,7 @@ std::vector<std::string> adapterNames()
         }
         catch (QZCExitConditionEx const&)
         {
-            names.emplace_back("(no answer)");
+            names.push_back("(status " + std::to_string(qz::lastHbaCall().mStatus) + ")");
         }
     }
     return names;
@@ -46,7 +47,7 @@ TEST(AdapterNames, GoOnAfterAnAdapterThatIsBusy)
     qz::FakeHbaapi hbaapi;
     hbaapi.mNumberOfAdapters = 2;
     hbaapi.mNames = {{HBA_STATUS_ERROR_BUSY, ""}, {HBA_STATUS_OK, "second"}};
-    EXPECT_EQ(adapterNames(), (std::vector<std::string>{"(no answer)", "second"}));
+    EXPECT_EQ(adapterNames(), (std::vector<std::string>{"(status 10)", "second"}));
 }
 
 TEST(AdapterNames, FreeTheLibraryWhenTheyAreRead)

@@ -6,8 +6,8 @@
 #include "fuzz/Fuzz.h"
 #include "fuzz/MemoryFile.h"
 #include "simulator/scenario/Scenario.h"
-#include "simulator/scenario/ScenarioError.h"
 #include "simulator/scenario/ScenarioReader.h"
+#include "toml/TomlError.h"
 
 namespace
 {
@@ -54,7 +54,7 @@ void fuzz::check(Input aInput)
         std::string const summary = summaryOf(qzsim::readScenario(file.path()));
         expect(!summary.empty() && isPrintable(summary), "a scenario has a printable summary");
     }
-    catch (qzsim::ScenarioError const& error)
+    catch (tomlfile::TomlError const& error)
     {
         expect(hasPlace(error.what(), file.path()), "a refusal has the position");
         expect(isPrintable(error.what()), "a refusal is printable");

@@ -53,7 +53,7 @@ public:
     unsigned int numberOfAdapters() { return mLayer.HA_GetNumberOfAdapters(); }
 
     /// Reads one name. HA_GetAdapterNames() ends at the first failure; this function lets the caller skip a failing
-    /// adapter.
+    /// adapter. It logs nothing.
     /// @param aIndex the adapter's index, from 0
     /// @return its name, for Adapter
     /// @throws QZCExitConditionEx "HBA_GetAdapterName method failed", code 19
@@ -61,6 +61,32 @@ public:
 
 private:
     QZCHbaapiAbs mLayer;
+};
+
+/// The attributes of all ports of an adapter.
+/// @ingroup agentkit
+class AdapterPorts
+{
+public:
+    /// @param aPorts an array from HA_GetAdapterPorts()
+    /// @param aCount its number of ports
+    AdapterPorts(std::unique_ptr<HBA_PORTATTRIBUTES[]> aPorts, std::size_t aCount)
+        : mPorts(std::move(aPorts)), mCount(aCount)
+    {
+    }
+
+    /// @return number of ports; 0 after they were moved
+    std::size_t size() const { return mPorts == nullptr ? 0 : mCount; }
+
+    /// @return the first port
+    HBA_PORTATTRIBUTES const* begin() const { return mPorts.get(); }
+
+    /// @return the end of the ports
+    HBA_PORTATTRIBUTES const* end() const { return begin() + size(); }
+
+private:
+    std::unique_ptr<HBA_PORTATTRIBUTES[]> mPorts;
+    std::size_t mCount;
 };
 
 /// The FCP target mappings of an adapter, with the block that contains them.
@@ -77,11 +103,11 @@ public:
     {
     }
 
-    /// @return number of mappings
-    std::size_t size() const { return mBlock->NumberOfEntries; }
+    /// @return number of mappings; 0 after they were moved
+    std::size_t size() const { return mBlock == nullptr ? 0 : mBlock->NumberOfEntries; }
 
     /// @return the first mapping
-    HBA_FCPSCSIENTRY const* begin() const { return mBlock->entry; }
+    HBA_FCPSCSIENTRY const* begin() const { return mBlock == nullptr ? nullptr : mBlock->entry; }
 
     /// @return the end of the mappings
     HBA_FCPSCSIENTRY const* end() const { return begin() + size(); }
@@ -107,8 +133,12 @@ public:
     {
     }
 
-    /// @return the block: a header of 8 bytes, which begins with the list's length, the list, and unused room
-    Bytes bytes() const { return {static_cast<unsigned char const*>(mBlock.get()), mSize}; }
+    /// @return the block: a header of 8 bytes, which begins with the list's length, the list, and unused room. Nothing
+    ///         after the report was moved
+    Bytes bytes() const
+    {
+        return {static_cast<unsigned char const*>(mBlock.get()), mBlock == nullptr ? 0 : mSize};
+    }
 
     /// Copies the list. A list that is longer than the block is truncated.
     /// @return the LUNs in the encoding of SCSI, 8 bytes each
@@ -153,20 +183,27 @@ public:
     std::unique_ptr<HBA_ADAPTERATTRIBUTES> attributes();
 
     /// Reads one port. HA_GetAdapterPorts() ends at the first failure; this function lets the caller skip a failing
-    /// port.
+    /// port. It logs nothing.
     /// @param aIndex the port's index, below the attributes' NumberOfPorts
     /// @return the port's attributes
     /// @throws QZCHbaapiEx "HBA_GetAdapterPortAttributes method failed", code 802
     HBA_PORTATTRIBUTES port(unsigned int aIndex);
 
-    /// Reads the target mappings. Waits up to five seconds while the adapter is busy.
+    /// Reads the adapter's attributes, and then all ports. Ends at the first port that fails.
+    /// @return the ports, at least one
+    /// @throws as attributes() and as QZCHbaapiAbs::HA_GetAdapterPorts()
+    AdapterPorts ports();
+
+    /// Reads the target mappings through the layer, which logs each query. Waits up to five seconds while the adapter is
+    /// busy. A count that is larger than the block is limited to the block.
     /// @return the mappings, possibly none
-    /// @throws as QZCHbaapiAbs::HA_GetTargetMappings()
+    /// @throws as QZCHbaapiAbs::HA_GetTargetMappings(), which ends the process by an assertion when the adapter answers
+    ///         MORE_DATA with a number below 2. The function with a deadline throws then
     TargetMappings targetMappings();
 
-    /// Reads the target mappings. Waits for a busy adapter until the deadline. An adapter is not queried further if it
-    /// answers MORE_DATA with a number that is not larger than the block, with a number above 1048576, or more than 16
-    /// times.
+    /// Reads the target mappings without the layer, and logs nothing. Waits for a busy adapter until the deadline. An
+    /// adapter is not queried further if it answers MORE_DATA with a number that is not larger than the block, with a
+    /// number above 1048576, or more than 16 times. A count that is larger than the block is limited to the block.
     /// @param aDeadline end of the wait; the first query is always made
     /// @return the mappings, possibly none
     /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802, followed by ": implausible number of

@@ -31,6 +31,8 @@ struct HbaCall
 /// functions of hbaapi.h, except HBA_SetBindingSupportFunc, which the common library lacks. They forward each call and
 /// store the answer of those that return a status, and of HBA_OpenAdapter. The others, such as HBA_CloseAdapter, leave
 /// the last call unchanged. Without a common library the answer is HBA_STATUS_ERROR_UNAVAILABLE, or 0 for a number.
+///
+/// In a unit test FakeHbaapi defines the functions of this file too. Link it there instead of the witness.
 /// Thread-safety: each thread sees its own calls.
 /// @return the last call of the calling thread; valid until the thread ends, changed by its next call
 /// @ingroup agentkit

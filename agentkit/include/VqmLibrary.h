@@ -2,8 +2,8 @@
 /// Owners of what QZCLibvqmAbs loads, opens and registers.
 ///
 /// The state of the layer belongs to the process, and a missing function frees the library immediately. Before an owner
-/// calls the layer, it therefore checks that its library is still loaded. No order of failures and destructions then
-/// calls an operation that would end the process.
+/// calls the layer, it therefore checks that its library is still loaded, and that nobody has loaded another one since.
+/// No order of failures, loads and destructions then calls an operation that would end the process.
 #pragma once
 
 #include <ctime>
@@ -20,7 +20,8 @@ namespace qz
 /// The loaded vendor library. The first object loads it and the last one frees it. If a missing function has freed it
 /// before, the next object loads it again.
 ///
-/// If the program has loaded the library itself through QZCLibvqmAbs, these objects use it and do not free it.
+/// If the program has loaded the library itself through QZCLibvqmAbs, these objects use it and do not free it. That
+/// includes a load that follows a missing function: the objects of the lost library then leave the new one alone.
 /// Thread-safety: only one thread at a time may use the objects of this file.
 /// @ingroup agentkit
 class VqmLibrary
@@ -45,7 +46,7 @@ public:
 
 private:
     QZCLibvqmAbs mLayer;
-    unsigned int mLoad;  ///< which of the process's loads this object uses
+    unsigned int mLoad;  ///< the number of the load that this object uses
 };
 
 /// The two names of a board.

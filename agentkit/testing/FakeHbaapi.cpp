@@ -4,9 +4,13 @@
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
+#include <optional>
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#include "agentkit/HbaCallRecord.h"
+#include "agentkit/include/HbaWitness.h"
 
 using qz::FakeHbaapi;
 using qz::UncountedString;
@@ -39,7 +43,7 @@ HBA_STATUS answerQuery(std::deque<FakeHbaapi::Answer<Handed>>& aAnswers, char co
     {
         answer.mFill(aHanded);
     }
-    return answer.mStatus;
+    return qz::keepHbaCall(aCall, answer.mStatus);
 }
 
 UncountedString textOf(HBA_UINT32 aNumber)
@@ -75,7 +79,11 @@ UncountedString callOf(char const* aFunction, Arguments const&... aArguments)
 }
 }  // namespace
 
-FakeHbaapi::FakeHbaapi() { gInstance = this; }
+FakeHbaapi::FakeHbaapi()
+{
+    gInstance = this;
+    qz::gLastHbaCall = {};
+}
 
 FakeHbaapi::~FakeHbaapi() { gInstance = nullptr; }
 
@@ -90,6 +98,10 @@ void FakeHbaapi::record(UncountedString const& aCall)
     }
 }
 
+qz::HbaCall const& qz::lastHbaCall() noexcept { return gLastHbaCall; }
+
+char const* qz::runningHbaCall() noexcept { return RunningHbaCall::newestName(); }
+
 std::vector<std::string> const& FakeHbaapi::calls() const
 {
     while (mCalls.size() < mRecorded.size())
@@ -103,24 +115,28 @@ extern "C"
 {
     HBA_STATUS HBA_LoadLibrary()
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi::instance().record("HBA_LoadLibrary()");
-        return FakeHbaapi::instance().mLoadStatus;
+        return qz::keepHbaCall(__func__, FakeHbaapi::instance().mLoadStatus);
     }
 
     HBA_STATUS HBA_FreeLibrary()
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi::instance().record("HBA_FreeLibrary()");
-        return FakeHbaapi::instance().mFreeStatus;
+        return qz::keepHbaCall(__func__, FakeHbaapi::instance().mFreeStatus);
     }
 
     HBA_UINT32 HBA_GetNumberOfAdapters()
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi::instance().record("HBA_GetNumberOfAdapters()");
         return FakeHbaapi::instance().mNumberOfAdapters;
     }
 
     HBA_STATUS HBA_GetAdapterName(HBA_UINT32 aIndex, char* aName)
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi& fake = FakeHbaapi::instance();
         fake.record(callOf("HBA_GetAdapterName", aIndex));
         fake.mNameBuffersWereZero =
@@ -129,54 +145,63 @@ extern "C"
         FakeHbaapi::Name const answer =
             nextAnswer(fake.mNames, "HBA_GetAdapterName", FakeHbaapi::Name{HBA_STATUS_ERROR, ""});
         std::memcpy(aName, answer.mName.c_str(), std::min(answer.mName.size() + 1, nameBufferSize));
-        return answer.mStatus;
+        return qz::keepHbaCall(__func__, answer.mStatus);
     }
 
     HBA_HANDLE HBA_OpenAdapter(char* aName)
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi::instance().record(UncountedString("HBA_OpenAdapter(") + aName + ")");
-        return FakeHbaapi::instance().mOpenHandle;
+        return qz::keepHbaOpening(FakeHbaapi::instance().mOpenHandle);
     }
 
     void HBA_CloseAdapter(HBA_HANDLE aHandle)
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi::instance().record(callOf("HBA_CloseAdapter", aHandle));
     }
 
     void HBA_RefreshInformation(HBA_HANDLE aHandle)
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi::instance().record(callOf("HBA_RefreshInformation", aHandle));
     }
 
     HBA_STATUS HBA_GetAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi& fake = FakeHbaapi::instance();
         fake.record(callOf("HBA_GetAdapterAttributes", aHandle));
-        return answerQuery(fake.mAdapterAttributes, "HBA_GetAdapterAttributes", *aAttributes);
+        return answerQuery(fake.mAdapterAttributes, __func__, *aAttributes);
     }
 
     HBA_STATUS HBA_GetAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
                                             HBA_PORTATTRIBUTES* aAttributes)
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi& fake = FakeHbaapi::instance();
         fake.record(callOf("HBA_GetAdapterPortAttributes", aHandle, aPort));
-        return answerQuery(fake.mPortAttributes, "HBA_GetAdapterPortAttributes", *aAttributes);
+        return answerQuery(fake.mPortAttributes, __func__, *aAttributes);
     }
 
     HBA_STATUS HBA_GetFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi& fake = FakeHbaapi::instance();
         fake.record(callOf("HBA_GetFcpTargetMapping", aHandle, aMapping->NumberOfEntries));
-        return answerQuery(fake.mTargetMappings, "HBA_GetFcpTargetMapping", *aMapping);
+        return answerQuery(fake.mTargetMappings, __func__, *aMapping);
     }
 
     HBA_STATUS HBA_SendReportLUNs(HBA_HANDLE aHandle, HBA_WWN aPort, void* aResponse,
                                   HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
     {
+        qz::RunningHbaCall const running(__func__);
         FakeHbaapi& fake = FakeHbaapi::instance();
         fake.record(callOf("HBA_SendReportLUNs", aHandle, aPort, aResponseSize, aSenseSize));
         FakeHbaapi::ReportLunsBlocks blocks = {static_cast<unsigned char*>(aResponse), aResponseSize,
                                                static_cast<unsigned char*>(aSense), aSenseSize};
-        return answerQuery(fake.mReportLuns, "HBA_SendReportLUNs", blocks);
+        HBA_STATUS const status = answerQuery(fake.mReportLuns, __func__, blocks);
+        qz::keepScsiAnswer(std::nullopt, aSense, aSenseSize);
+        return status;
     }
 }

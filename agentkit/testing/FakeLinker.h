@@ -6,7 +6,8 @@
 
 namespace qz
 {
-/// Answers the calls during its lifetime. Otherwise they go to the C library. Only one object may exist at a time.
+/// Answers the calls during its lifetime. Otherwise they go to the C library, except that dlerror() then returns null: the
+/// search for the function of the C library clears the error. Only one object may exist at a time.
 /// @ingroup agentkit
 class FakeLinker
 {

@@ -5,11 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
 
 #include <fmt/format.h>
 
-#include "simulator/scenario/ScenarioError.h"
 #include "simulator/scenario/ScenarioReader.h"
 
 namespace qzsim
@@ -53,7 +53,7 @@ Scenario readScenarioOfEnvironment()
     char const* const path = scenarioOfEnvironment();
     if (path == nullptr)
     {
-        throw ScenarioError(
+        throw std::runtime_error(
             fmt::format("{} is not set; it must hold the path of a scenario", scenarioVariable));
     }
     return readScenario(path);

@@ -27,7 +27,7 @@ std::chrono::nanoseconds timeSinceStart();
 char const* scenarioOfEnvironment();
 
 /// Reads the scenario that the environment names.
-/// @throws ScenarioError when the environment names none, or the scenario is invalid
+/// @throws std::runtime_error when the environment names none, or the scenario is invalid
 Scenario readScenarioOfEnvironment();
 
 /// Opens the strike counts of this run. Without a file in the environment, the object counts nothing.

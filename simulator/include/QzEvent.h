@@ -17,6 +17,9 @@ struct QZ_event
 /// Matches every category, or every subcategory, when a registration specifies it. No event has this number.
 constexpr unsigned int QZ_ANY_CATEGORY = 0xff;
 
+/// Name of a function that libqzsim.so exports. A real diagnostic library has none of this name.
+constexpr char const* QZ_SIMULATOR_MARKER = "QZSIM_IsSimulator";
+
 /// Results of the calls of the diagnostic library. When several apply, a call returns the lowest. A fault of the
 /// scenario can replace the result by any number.
 enum QZ_result : unsigned int

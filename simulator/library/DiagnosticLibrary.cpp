@@ -57,6 +57,9 @@ void call(void (qzsim::DiagnosticSimulation::*aMethod)(Parameters...), Arguments
 }
 }  // namespace
 
+// QZ_SIMULATOR_MARKER
+extern "C" void QZSIM_IsSimulator() {}
+
 extern "C" void VQM_GetLibVer(char* aText) { call(&qzsim::DiagnosticSimulation::libraryVersion, aText); }
 
 extern "C" unsigned int VQM_InitDiagEnv(void* aTable, unsigned int aCapacity)

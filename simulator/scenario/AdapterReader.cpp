@@ -15,17 +15,25 @@
 #include <fmt/format.h>
 #include <hbaapi.h>
 
-#include "simulator/scenario/Named.h"
 #include "simulator/scenario/Scsi.h"
 #include "simulator/scenario/StatisticsReader.h"
-#include "simulator/scenario/TableReader.h"
-#include "simulator/scenario/ValueReader.h"
 #include "simulator/scenario/Wwn.h"
+#include "simulator/scenario/WwnReader.h"
+#include "toml/Named.h"
+#include "toml/TableReader.h"
+#include "toml/ValueReader.h"
 
 namespace qzsim
 {
 namespace
 {
+using tomlfile::hasControlCharacter;
+using tomlfile::highestNumber;
+using tomlfile::Key;
+using tomlfile::Named;
+using tomlfile::Presence;
+using tomlfile::TomlValue;
+
 constexpr std::uint32_t highestFcId = 0xffffff;
 
 constexpr std::uint32_t fcp = 0x08;   // FC-4 type of SCSI

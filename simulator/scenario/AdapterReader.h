@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "simulator/scenario/Scenario.h"
-#include "simulator/scenario/TomlValue.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
-/// @throws ScenarioError when a table is invalid
-std::vector<Adapter> readAdapters(TomlValue const& aTables);
+/// @throws tomlfile::TomlError when a table is invalid
+std::vector<Adapter> readAdapters(tomlfile::TomlValue const& aTables);
 }  // namespace qzsim

@@ -16,15 +16,22 @@
 #include <fmt/format.h>
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
-#include "simulator/scenario/ScenarioError.h"
-#include "simulator/scenario/TableReader.h"
-#include "simulator/scenario/ValueReader.h"
 #include "simulator/scenario/Wwn.h"
+#include "simulator/scenario/WwnReader.h"
+#include "toml/TableReader.h"
+#include "toml/TomlError.h"
+#include "toml/ValueReader.h"
 
 namespace qzsim
 {
 namespace
 {
+using tomlfile::highestNumber;
+using tomlfile::Key;
+using tomlfile::Presence;
+using tomlfile::TomlError;
+using tomlfile::TomlValue;
+
 constexpr std::uint32_t highestCategory = 0xfe;  // 0xff is the wildcard
 constexpr std::uint32_t largestPayload = 1U << 20U;
 constexpr std::uint32_t highestRate = 100000;
@@ -132,7 +139,7 @@ void readBoards(TomlValue const& aValue, Diagnostics& aDiagnostics)
                    }
                    if (aDiagnostics.mBoards.size() == QZCLibvqmRecords::sgDiagEnvCapacity)
                    {
-                       throw ScenarioError(
+                       throw TomlError(
                            fmt::format("{}: expected at most {} tables [[diagnostics.board]], found more",
                                        aTable.place(), QZCLibvqmRecords::sgDiagEnvCapacity));
                    }

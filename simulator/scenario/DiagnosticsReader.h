@@ -3,10 +3,10 @@
 #pragma once
 
 #include "simulator/scenario/Diagnostics.h"
-#include "simulator/scenario/TomlValue.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
-/// @throws ScenarioError when a table is invalid
-Diagnostics readDiagnostics(TomlValue const& aTable);
+/// @throws tomlfile::TomlError when a table is invalid
+Diagnostics readDiagnostics(tomlfile::TomlValue const& aTable);
 }  // namespace qzsim

@@ -13,16 +13,23 @@
 #include <fmt/format.h>
 
 #include "simulator/scenario/Calls.h"
-#include "simulator/scenario/ScenarioError.h"
 #include "simulator/scenario/Statuses.h"
-#include "simulator/scenario/TableReader.h"
-#include "simulator/scenario/ValueReader.h"
 #include "simulator/scenario/Wwn.h"
+#include "simulator/scenario/WwnReader.h"
+#include "toml/TableReader.h"
+#include "toml/TomlError.h"
+#include "toml/ValueReader.h"
 
 namespace qzsim
 {
 namespace
 {
+using tomlfile::highestNumber;
+using tomlfile::Key;
+using tomlfile::Presence;
+using tomlfile::TomlError;
+using tomlfile::TomlValue;
+
 constexpr std::string_view expectedAdapter = "the name of an adapter of this scenario";
 constexpr std::string_view expectedBoard = "the number of a board of this scenario";
 
@@ -297,7 +304,7 @@ std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenari
                                             [&](Fault const& aOther) { return shareCalls(aFault, aOther); });
             if (rival != faults.end())
             {
-                throw ScenarioError(fmt::format(
+                throw TomlError(fmt::format(
                     "{}: expected calls that no other fault covers, found an overlap with the fault at {}",
                     aFault.mPlace, rival->mPlace));
             }

@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "simulator/scenario/Scenario.h"
-#include "simulator/scenario/TomlValue.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
 /// @param aScenario provides the adapters and boards that faults can name
-/// @throws ScenarioError when a table is invalid
-std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenario);
+/// @throws tomlfile::TomlError when a table is invalid
+std::vector<Fault> readFaults(tomlfile::TomlValue const& aTables, Scenario const& aScenario);
 }  // namespace qzsim

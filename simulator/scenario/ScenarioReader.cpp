@@ -3,14 +3,19 @@
 #include "simulator/scenario/AdapterReader.h"
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/FaultReader.h"
-#include "simulator/scenario/TableReader.h"
-#include "simulator/scenario/TomlValue.h"
-#include "simulator/scenario/ValueReader.h"
+#include "toml/TableReader.h"
+#include "toml/TomlValue.h"
+#include "toml/ValueReader.h"
 
 namespace qzsim
 {
 namespace
 {
+using tomlfile::highestNumber;
+using tomlfile::Key;
+using tomlfile::Presence;
+using tomlfile::TomlValue;
+
 // "fault" comes last: faults refer to adapters and boards.
 constexpr Key<Scenario> scenarioKeys[] = {
     {"number_of_adapters", Presence::optional,
@@ -28,7 +33,7 @@ constexpr Key<Scenario> scenarioKeys[] = {
 Scenario readScenario(std::string const& aPath)
 {
     Scenario scenario;
-    readTable(readToml(aPath), "the scenario", scenarioKeys, scenario);
+    readTable(tomlfile::readToml(aPath), "the scenario", scenarioKeys, scenario);
     return scenario;
 }
 }  // namespace qzsim

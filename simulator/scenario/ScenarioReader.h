@@ -10,6 +10,6 @@ namespace qzsim
 {
 /// Reads and checks a scenario.
 /// @param aPath appears in messages as given here
-/// @throws ScenarioError for the first error in the file
+/// @throws tomlfile::TomlError for the first error in the file
 Scenario readScenario(std::string const& aPath);
 }  // namespace qzsim

@@ -7,13 +7,18 @@
 #include <utility>
 
 #include "simulator/scenario/Statistics.h"
-#include "simulator/scenario/TableReader.h"
-#include "simulator/scenario/ValueReader.h"
+#include "toml/TableReader.h"
+#include "toml/ValueReader.h"
 
 namespace qzsim
 {
 namespace
 {
+using tomlfile::highestNumber;
+using tomlfile::Key;
+using tomlfile::Presence;
+using tomlfile::TomlValue;
+
 struct StartReader
 {
     template <std::size_t index>

@@ -3,15 +3,15 @@
 #pragma once
 
 #include "simulator/scenario/Scenario.h"
-#include "simulator/scenario/TomlValue.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
 /// Reads the counters when the program starts.
-/// @throws ScenarioError when the table is invalid
-void readStatistics(TomlValue const& aTable, Port& aPort);
+/// @throws tomlfile::TomlError when the table is invalid
+void readStatistics(tomlfile::TomlValue const& aTable, Port& aPort);
 
 /// Reads the growth of the counters. A counter that grows is offered.
-/// @throws ScenarioError when the table is invalid
-void readStatisticsPerSecond(TomlValue const& aTable, Port& aPort);
+/// @throws tomlfile::TomlError when the table is invalid
+void readStatisticsPerSecond(tomlfile::TomlValue const& aTable, Port& aPort);
 }  // namespace qzsim

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <iterator>
 
-#include "simulator/scenario/Named.h"
+#include "toml/Named.h"
 
 namespace qzsim
 {
 namespace
 {
+using tomlfile::Named;
+
 constexpr Named<HBA_STATUS> namedStatuses[] = {
     {"HBA_STATUS_OK", HBA_STATUS_OK},
     {"HBA_STATUS_ERROR", HBA_STATUS_ERROR},

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -18,6 +19,7 @@
 using qz::Event;
 using qz::EventHead;
 using qz::EventQueue;
+using qz::QueuedEvent;
 using testing::ElementsAre;
 
 namespace
@@ -41,6 +43,33 @@ std::vector<std::string> payloadsOf(EventQueue& aQueue)
     return payloads;
 }
 
+std::string payloadOf(QueuedEvent const& aEvent)
+{
+    std::string payload(aEvent.mPayload.begin(), aEvent.mPayload.end());
+    return payload.append(aEvent.mRest.begin(), aEvent.mRest.end());
+}
+
+/// The payloads of at most so many events, which stay in the queue.
+std::vector<std::string> peekAt(EventQueue& aQueue, std::size_t aMost)
+{
+    std::vector<QueuedEvent> events(aMost);
+    events.resize(aQueue.peek(events.data(), aMost));
+    std::vector<std::string> payloads(events.size());
+    std::transform(events.begin(), events.end(), payloads.begin(), &payloadOf);
+    return payloads;
+}
+
+/// For each event in the queue, the number of events of its board that were dropped before it.
+std::vector<std::uint64_t> dropsBeforeEach(EventQueue& aQueue)
+{
+    std::vector<QueuedEvent> events(10);
+    events.resize(aQueue.peek(events.data(), events.size()));
+    std::vector<std::uint64_t> drops(events.size());
+    std::transform(events.begin(), events.end(), drops.begin(),
+                   [](QueuedEvent const& aEvent) { return aEvent.mDropped; });
+    return drops;
+}
+
 bool canBeRead(EventQueue const& aQueue)
 {
     pollfd descriptor{aQueue.descriptor(), POLLIN, 0};
@@ -55,6 +84,25 @@ TEST(EventQueue, GivesEventsInTheirOrder)
     push(queue, "third");
     EXPECT_THAT(payloadsOf(queue), ElementsAre("first", "", "third"));
     EXPECT_EQ(queue.received(), 3u);
+}
+
+TEST(EventQueue, HasRoomForAtLeastOneByte)
+{
+    EventQueue queue(10, 0);
+    push(queue, "");
+    push(queue, "x");
+    push(queue, "y");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("", "x"));
+    EXPECT_EQ(queue.dropped(), 1u);
+}
+
+TEST(EventQueue, WithoutRoomForEventsDropsAll)
+{
+    EventQueue queue(0, 10);
+    push(queue, "");
+    push(queue, "x");
+    EXPECT_THAT(payloadsOf(queue), ElementsAre());
+    EXPECT_EQ(queue.dropped(), 2u);
 }
 
 TEST(EventQueue, GivesAnEventAsItWasPushed)
@@ -129,6 +177,98 @@ TEST(EventQueue, IgnoresEventsBeyondItsLimit)
     EXPECT_THAT(payloadsOf(queue), ElementsAre("a", "b"));
 }
 
+TEST(EventQueue, CountsDroppedEventsTowardsItsLimit)
+{
+    EventQueue queue(10, 1, 2);
+    for (char const* const payload : {"too long", "a", "b"})
+    {
+        push(queue, payload);
+    }
+    EXPECT_EQ(queue.received(), 2u);
+    EXPECT_EQ(queue.dropped(), 1u);
+    EXPECT_THAT(payloadsOf(queue), ElementsAre("a"));
+}
+
+TEST(EventQueue, ShowsEventsInPlaceUntilTheyAreRemoved)
+{
+    EventQueue queue(3, 10);
+    push(queue, "123");
+    push(queue, "");
+    push(queue, "45");
+    EXPECT_THAT(peekAt(queue, 2), ElementsAre("123", ""));
+    EXPECT_THAT(peekAt(queue, 9), ElementsAre("123", "", "45"));
+    queue.remove(2);
+    EXPECT_THAT(peekAt(queue, 9), ElementsAre("45"));
+    queue.remove(1);
+    EXPECT_THAT(peekAt(queue, 9), testing::IsEmpty());
+}
+
+TEST(EventQueue, ShowsPayloadAcrossTheEndOfItsRoomInTwoParts)
+{
+    EventQueue queue(3, 10);
+    push(queue, "123456");
+    push(queue, "abc");
+    queue.remove(1);
+    push(queue, "ABCDEFG");
+    QueuedEvent events[2];
+    ASSERT_EQ(queue.peek(events, 2), 2u);
+    EXPECT_EQ(payloadOf(events[0]), "abc");
+    EXPECT_EQ(events[1].mPayload.mSize, 1u);
+    EXPECT_EQ(events[1].mRest.mSize, 6u);
+    EXPECT_EQ(payloadOf(events[1]), "ABCDEFG");
+}
+
+TEST(EventQueue, ShowsAnEventAsItWasPushed)
+{
+    EventQueue queue(1, 1);
+    EventHead const head{std::chrono::system_clock::now(), 1, 2, 3};
+    queue.push(head, nullptr, 0);
+    QueuedEvent event;
+    ASSERT_EQ(queue.peek(&event, 1), 1u);
+    EXPECT_EQ(event.mHead.mTime, head.mTime);
+    EXPECT_EQ(event.mHead.mBoard, 1u);
+    EXPECT_EQ(event.mHead.mCategory, 2u);
+    EXPECT_EQ(event.mHead.mSubcategory, 3u);
+}
+
+TEST(EventQueue, RoomOfRemovedEventsIsUsedAgain)
+{
+    EventQueue queue(1, 5);
+    push(queue, "12345");
+    queue.remove(1);
+    push(queue, "54321");
+    EXPECT_THAT(peekAt(queue, 1), ElementsAre("54321"));
+}
+
+TEST(EventQueue, CountsTheDropsOfEachBoard)
+{
+    EventQueue queue(1, 100);
+    for (unsigned int const board : {0U, 0U, 7U, 255U, 256U, 4000000000U})
+    {
+        push(queue, "a", board);
+    }
+    EXPECT_EQ(queue.dropped(0), 1u);
+    EXPECT_EQ(queue.dropped(7), 1u);
+    EXPECT_EQ(queue.dropped(255), 1u);
+    EXPECT_EQ(queue.dropped(256), 2u) << "boards from 256 are counted together";
+    EXPECT_EQ(queue.dropped(4000000000U), 2u);
+    EXPECT_EQ(queue.dropped(1), 0u);
+    EXPECT_EQ(queue.dropped(), 5u);
+}
+
+TEST(EventQueue, EachEventHasTheDropsOfItsBoardSinceThePreviousOne)
+{
+    EventQueue queue(10, 1);
+    push(queue, "too long", 1);
+    push(queue, "too long", 1);
+    push(queue, "", 2);
+    push(queue, "", 1);
+    push(queue, "too long", 2);
+    push(queue, "", 1);
+    push(queue, "", 2);
+    EXPECT_THAT(dropsBeforeEach(queue), ElementsAre(0u, 2u, 0u, 1u));
+}
+
 TEST(EventQueue, FirstEventMakesTheQueueReadable)
 {
     EventQueue queue(10, 100);
@@ -164,6 +304,26 @@ TEST(EventQueue, StaysReadableUntilItIsFoundEmpty)
     }
     ASSERT_FALSE(queue.pop(event));
     EXPECT_FALSE(canBeRead(queue));
+}
+
+TEST(EventQueue, OnlyAwaitingMakesADrainedQueueReadableAtTheNextEvent)
+{
+    EventQueue queue(10, 100);
+    push(queue, "a");
+    queue.remove(1);
+    EXPECT_TRUE(queue.await());
+    EXPECT_FALSE(canBeRead(queue));
+    push(queue, "b");
+    EXPECT_TRUE(canBeRead(queue));
+}
+
+TEST(EventQueue, IsNotAwaitedWhileItHasEvents)
+{
+    EventQueue queue(10, 100);
+    EXPECT_TRUE(queue.await());
+    push(queue, "a");
+    EXPECT_FALSE(queue.await());
+    EXPECT_TRUE(canBeRead(queue)) << "the event that made it readable is still there";
 }
 
 TEST(EventQueue, DroppedEventDoesNotMakeTheQueueReadable)

@@ -72,6 +72,8 @@ void writeSense(void* aSense, std::size_t aSize)
     std::copy_n(sense.begin(), std::min(aSize, sense.size()), static_cast<unsigned char*>(aSense));
 }
 
+HBA_UINT32 sizeOf(HBA_UINT32 const* aSenseSize) { return aSenseSize != nullptr ? *aSenseSize : 0; }
+
 void writeScsi(HBA_UINT8* aScsiStatus, void* aSense, HBA_UINT32* aSenseSize)
 {
     CommonLibrary const& library = commonLibrary();
@@ -79,8 +81,11 @@ void writeScsi(HBA_UINT8* aScsiStatus, void* aSense, HBA_UINT32* aSenseSize)
     {
         *aScsiStatus = static_cast<HBA_UINT8>(library.mScsiStatus);
     }
-    writeSense(aSense, *aSenseSize);
-    *aSenseSize = std::min(*aSenseSize, static_cast<HBA_UINT32>(library.mSense.size()));
+    writeSense(aSense, sizeOf(aSenseSize));
+    if (aSenseSize != nullptr)
+    {
+        *aSenseSize = std::min(*aSenseSize, static_cast<HBA_UINT32>(library.mSense.size()));
+    }
 }
 }  // namespace
 
@@ -129,7 +134,7 @@ extern "C"
                                  HBA_UINT8* aScsiStatus, void* aSense, HBA_UINT32* aSenseSize)
     {
         HBA_STATUS const status = answer("HBA_ScsiInquiryV2", aHandle, aPort, aRemotePort, aLun, aCdbByte1,
-                                         aCdbByte2, *aResponseSize, *aSenseSize);
+                                         aCdbByte2, *aResponseSize, sizeOf(aSenseSize));
         writeScsi(aScsiStatus, aSense, aSenseSize);
         return status;
     }
@@ -139,7 +144,7 @@ extern "C"
                                     HBA_UINT32* aSenseSize)
     {
         HBA_STATUS const status =
-            answer("HBA_ScsiReportLUNsV2", aHandle, aPort, aRemotePort, *aResponseSize, *aSenseSize);
+            answer("HBA_ScsiReportLUNsV2", aHandle, aPort, aRemotePort, *aResponseSize, sizeOf(aSenseSize));
         writeScsi(aScsiStatus, aSense, aSenseSize);
         return status;
     }
@@ -148,8 +153,8 @@ extern "C"
                                       void*, HBA_UINT32* aResponseSize, HBA_UINT8* aScsiStatus, void* aSense,
                                       HBA_UINT32* aSenseSize)
     {
-        HBA_STATUS const status =
-            answer("HBA_ScsiReadCapacityV2", aHandle, aPort, aRemotePort, aLun, *aResponseSize, *aSenseSize);
+        HBA_STATUS const status = answer("HBA_ScsiReadCapacityV2", aHandle, aPort, aRemotePort, aLun,
+                                         *aResponseSize, sizeOf(aSenseSize));
         writeScsi(aScsiStatus, aSense, aSenseSize);
         return status;
     }

@@ -2,10 +2,12 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -16,6 +18,7 @@
 #include <hbaapi.h>
 
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/HbaWitness.h"
 #include "agentkit/include/Wwn.h"
 #include "agentkit/testing/FakeHbaapi.h"
 #include "tests/support/AllocationFailure.h"
@@ -222,6 +225,106 @@ TEST_F(HbaApiCalls, CloseTheAdapterAndFreeTheLibraryWhenAnExceptionPasses)
     EXPECT_EQ(timesOf("HBA_FreeLibrary()"), 1);
 }
 
+/// Expects that the double's last call is this one.
+void expectLastCall(std::uint64_t aNumber, std::string const& aFunction, HBA_STATUS aStatus)
+{
+    EXPECT_EQ(qz::lastHbaCall().mNumber, aNumber);
+    EXPECT_EQ(qz::lastHbaCall().mFunction, aFunction);
+    EXPECT_EQ(qz::lastHbaCall().mStatus, aStatus) << aFunction;
+}
+
+TEST_F(HbaApiCalls, AreTheLastCallOfTheDouble)
+{
+    mHbaapi.mLoadStatus = HBA_STATUS_ERROR_BUSY;
+    outcomeOf([] { HbaApi(); });
+    expectLastCall(1, "HBA_LoadLibrary", HBA_STATUS_ERROR_BUSY);
+    mHbaapi.mLoadStatus = HBA_STATUS_OK;
+    mHbaapi.mFreeStatus = HBA_STATUS_ERROR_NOT_SUPPORTED;
+    {
+        HbaApi api;
+        mHbaapi.mNames = {{HBA_STATUS_ERROR_UNAVAILABLE, ""}};
+        outcomeOf([&] { api.adapterName(0); });
+        expectLastCall(3, "HBA_GetAdapterName", HBA_STATUS_ERROR_UNAVAILABLE);
+        mHbaapi.mOpenHandle = 0;
+        outcomeOf([&] { Adapter(api, "qz-0"); });
+        expectLastCall(4, "HBA_OpenAdapter", HBA_STATUS_ERROR);
+        mHbaapi.mOpenHandle = 1;
+        Adapter adapter(api, "qz-0");
+        expectLastCall(5, "HBA_OpenAdapter", HBA_STATUS_OK);
+        mHbaapi.mAdapterAttributes = {{HBA_STATUS_ERROR_ILLEGAL_INDEX}};
+        outcomeOf([&] { adapter.attributes(); });
+        expectLastCall(6, "HBA_GetAdapterAttributes", HBA_STATUS_ERROR_ILLEGAL_INDEX);
+        mHbaapi.mPortAttributes = {{HBA_STATUS_ERROR_STALE_DATA}};
+        outcomeOf([&] { adapter.port(0); });
+        expectLastCall(7, "HBA_GetAdapterPortAttributes", HBA_STATUS_ERROR_STALE_DATA);
+        mHbaapi.mTargetMappings = {{HBA_STATUS_ERROR_TRY_AGAIN}};
+        outcomeOf([&] { adapter.targetMappings(); });
+        expectLastCall(8, "HBA_GetFcpTargetMapping", HBA_STATUS_ERROR_TRY_AGAIN);
+        answerLuns(HBA_STATUS_ERROR_INVALID_LUN);
+        outcomeOf([&] { adapter.reportLuns(remotePort); });
+        expectLastCall(9, "HBA_SendReportLUNs", HBA_STATUS_ERROR_INVALID_LUN);
+        EXPECT_FALSE(qz::lastHbaCall().mScsiStatus.has_value());
+        adapter.refresh();
+        static_cast<void>(api.numberOfAdapters());
+        expectLastCall(9, "HBA_SendReportLUNs", HBA_STATUS_ERROR_INVALID_LUN);
+    }
+    expectLastCall(10, "HBA_FreeLibrary", HBA_STATUS_ERROR_NOT_SUPPORTED);
+}
+
+TEST_F(HbaApiCalls, ShowTheSenseDataOfTheDouble)
+{
+    HbaApi api;
+    Adapter adapter(api, "qz-0");
+    for (unsigned int attempt = 0; attempt < 5; ++attempt)
+    {
+        mHbaapi.mReportLuns.push_back({HBA_STATUS_SCSI_CHECK_CONDITION,
+                                       [](qz::FakeHbaapi::ReportLunsBlocks& aBlocks)
+                                       { aBlocks.mSense[2] = 0x05; }});
+    }
+    EXPECT_EQ(outcomeOf([&] { adapter.reportLuns(remotePort); }), lunsFailed);
+    EXPECT_EQ(qz::lastHbaCall().mScsiStatus, std::optional<HBA_UINT8>(0x02));
+    EXPECT_EQ(qz::lastHbaCall().mSenseSize, 256u);
+    EXPECT_EQ(qz::lastHbaCall().mSense[2], 0x05);
+}
+
+TEST_F(HbaApiCalls, RunWhileTheDoubleAnswersThem)
+{
+    std::vector<std::string> running;
+    mHbaapi.mOnCall = [&](char const*) { running.emplace_back(qz::runningHbaCall()); };
+    mHbaapi.mNames = {{HBA_STATUS_OK, "qz-0"}};
+    mHbaapi.mAdapterAttributes = {{HBA_STATUS_ERROR}};
+    mHbaapi.mPortAttributes = {{HBA_STATUS_OK}};
+    mHbaapi.mTargetMappings = {{HBA_STATUS_ERROR}};
+    mHbaapi.mReportLuns = {{HBA_STATUS_ERROR}};
+    {
+        HbaApi api;
+        static_cast<void>(api.numberOfAdapters());
+        Adapter adapter(api, api.adapterName(0));
+        adapter.refresh();
+        outcomeOf([&] { adapter.attributes(); });
+        adapter.port(0);
+        outcomeOf([&] { adapter.targetMappings(); });
+        outcomeOf([&] { adapter.reportLuns(remotePort); });
+        EXPECT_EQ(qz::runningHbaCall(), nullptr);
+    }
+    EXPECT_THAT(running, ElementsAre("HBA_LoadLibrary", "HBA_GetNumberOfAdapters", "HBA_GetAdapterName",
+                                     "HBA_OpenAdapter", "HBA_RefreshInformation", "HBA_GetAdapterAttributes",
+                                     "HBA_GetAdapterPortAttributes", "HBA_GetFcpTargetMapping",
+                                     "HBA_SendReportLUNs", "HBA_CloseAdapter", "HBA_FreeLibrary"));
+}
+
+TEST(FakeHbaapi, BeginsWithoutALastCall)
+{
+    {
+        qz::FakeHbaapi const hbaapi;
+        HBA_LoadLibrary();
+        EXPECT_EQ(qz::lastHbaCall().mNumber, 1u);
+    }
+    qz::FakeHbaapi const hbaapi;
+    EXPECT_EQ(qz::lastHbaCall().mNumber, 0u);
+    EXPECT_EQ(qz::lastHbaCall().mFunction, nullptr);
+}
+
 /// The steps of an agent, each with the call of the HBA API that it makes.
 std::vector<std::string> const agentSteps = {
     "HBA_LoadLibrary()",
@@ -309,18 +412,17 @@ TEST_F(HbaApiCalls, RefusedSecondLoadLeavesTheFirstLoaded)
 
 TEST_F(HbaApiCalls, ReadTheAttributesIntoARecordThatIsFreed)
 {
+    mHbaapi.mAdapterAttributes.push_back(
+        {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes) { aAttributes.NumberOfPorts = 2; }});
+    mHbaapi.mAdapterAttributes.push_back({HBA_STATUS_ERROR});
+    HbaApi api;
+    Adapter adapter(api, "qz-0");
     long const before = liveBlocks();
-    {
-        HbaApi api;
-        Adapter adapter(api, "qz-0");
-        mHbaapi.mAdapterAttributes.push_back(
-            {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes) { aAttributes.NumberOfPorts = 2; }});
-        EXPECT_EQ(adapter.attributes()->NumberOfPorts, 2u);
-        mHbaapi.mAdapterAttributes.push_back({HBA_STATUS_ERROR});
-        EXPECT_EQ(outcomeOf([&] { adapter.attributes(); }),
-                  "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed");
-    }
-    EXPECT_LE(liveBlocks(), before + 10) << "the log and the fake hold some blocks";
+    EXPECT_EQ(adapter.attributes()->NumberOfPorts, 2u);
+    EXPECT_EQ(liveBlocks(), before);
+    EXPECT_EQ(outcomeOf([&] { adapter.attributes(); }),
+              "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed");
+    EXPECT_EQ(liveBlocks(), before);
 }
 
 TEST_F(HbaApiCalls, ReadOtherPortsWhenOneFails)
@@ -339,6 +441,81 @@ TEST_F(HbaApiCalls, ReadOtherPortsWhenOneFails)
     EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 0)"), 1);
     EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 1)"), 1);
     EXPECT_EQ(timesOf("HBA_GetAdapterPortAttributes(1, 2)"), 1);
+}
+
+template <typename Movable>
+void moveAway(Movable& aMovable)
+{
+    Movable const taken = std::move(aMovable);
+}
+
+/// The FC-IDs of the ports.
+std::vector<unsigned int> idsOf(qz::AdapterPorts const& aPorts)
+{
+    std::vector<unsigned int> ids;
+    for (HBA_PORTATTRIBUTES const& port : aPorts)
+    {
+        ids.push_back(port.PortFcId);
+    }
+    return ids;
+}
+
+class HbaApiPorts : public HbaApiCalls
+{
+protected:
+    HbaApiPorts()
+    {
+        mHbaapi.mAdapterAttributes.push_back(
+            {HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes) { aAttributes.NumberOfPorts = 2; }});
+    }
+
+    void answerPort(HBA_UINT32 aId)
+    {
+        mHbaapi.mPortAttributes.push_back(
+            {HBA_STATUS_OK, [aId](HBA_PORTATTRIBUTES& aAttributes) { aAttributes.PortFcId = aId; }});
+    }
+
+    HbaApi mApi;
+    Adapter mAdapter{mApi, "qz-0"};
+};
+
+TEST_F(HbaApiPorts, AreAllPortsOfTheAttributes)
+{
+    answerPort(11);
+    answerPort(12);
+    qz::AdapterPorts const ports = mAdapter.ports();
+    EXPECT_EQ(ports.size(), 2u);
+    EXPECT_THAT(idsOf(ports), ElementsAre(11, 12));
+}
+
+TEST_F(HbaApiPorts, EndWithTheFirstPortThatFails)
+{
+    answerPort(11);
+    mHbaapi.mPortAttributes.push_back({HBA_STATUS_ERROR});
+    EXPECT_EQ(outcomeOf([&] { mAdapter.ports(); }), portFailed);
+}
+
+TEST_F(HbaApiPorts, EndWithTheFailureOfTheAttributes)
+{
+    mHbaapi.mAdapterAttributes = {{HBA_STATUS_ERROR}};
+    EXPECT_EQ(outcomeOf([&] { mAdapter.ports(); }),
+              "QZCHbaapiEx 802: HBA_GetAdapterAttributes method failed");
+}
+
+TEST_F(HbaApiPorts, AreFreedWithTheirOwner)
+{
+    answerPort(11);
+    answerPort(12);
+    long const before = liveBlocks();
+    {
+        qz::AdapterPorts ports = mAdapter.ports();
+        EXPECT_EQ(liveBlocks(), before + 1);
+        moveAway(ports);
+        EXPECT_EQ(ports.size(), 0u);
+        EXPECT_EQ(ports.begin(), ports.end());
+        EXPECT_EQ(liveBlocks(), before);
+    }
+    EXPECT_EQ(liveBlocks(), before);
 }
 
 /// Reads the mappings in one of the two ways.
@@ -392,6 +569,12 @@ TEST_P(HbaApiMappings, MoreMappingsAreReadIntoALargerBlock)
     EXPECT_EQ(timesOf("HBA_GetFcpTargetMapping(1, 300)"), 1);
 }
 
+TEST_P(HbaApiMappings, AreAsManyAsTheBlockHoldsWhenTheAnswerCountsMore)
+{
+    answerMappings(HBA_STATUS_OK, 4000);
+    EXPECT_THAT(busNumbersOf(read()), ElementsAreArray(numbersUpTo(256)));
+}
+
 TEST_P(HbaApiMappings, EndWithTheLayersExceptionWhenTheQueryFails)
 {
     mHbaapi.mTargetMappings.push_back({HBA_STATUS_ERROR_UNAVAILABLE});
@@ -404,6 +587,15 @@ TEST_P(HbaApiMappings, MovedMappingsKeepTheirEntries)
     TargetMappings mappings = read();
     TargetMappings const moved = std::move(mappings);
     EXPECT_THAT(busNumbersOf(moved), ElementsAre(0, 1));
+}
+
+TEST_P(HbaApiMappings, AreNoneAfterTheyWereMoved)
+{
+    answerMappings(HBA_STATUS_OK, 2);
+    TargetMappings mappings = read();
+    moveAway(mappings);
+    EXPECT_EQ(mappings.size(), 0u);
+    EXPECT_EQ(mappings.begin(), mappings.end());
 }
 
 class HbaApiDeadline : public HbaApiCalls
@@ -483,12 +675,6 @@ TEST_F(HbaApiDeadline, RequestForALargerBlockIsMetSixteenTimes)
     }
     EXPECT_EQ(outcomeUntil(steady_clock::now() + std::chrono::hours(1)), implausible(273, 272));
     EXPECT_THAT(mHbaapi.mTargetMappings, IsEmpty());
-}
-
-TEST_F(HbaApiDeadline, GivesAsManyMappingsAsTheBlockHolds)
-{
-    answerMappings(HBA_STATUS_OK, 4000);
-    EXPECT_EQ(mAdapter.targetMappings(steady_clock::now()).size(), 256u);
 }
 
 TEST_F(HbaApiDeadline, MissingMemoryIsReported)
@@ -579,8 +765,6 @@ TEST_F(HbaApiLuns, QueryIntoAReportReplacesItsListAndKeepsItsBlock)
     EXPECT_EQ(report.bytes().mSize, 4104u);
 }
 
-void moveAway(LunReport& aReport) { LunReport const taken = std::move(aReport); }
-
 TEST_F(HbaApiLuns, QueryIntoAReportThatHasNoBlockOrASmallOneAllocatesOne)
 {
     LunReport moved;
@@ -651,6 +835,15 @@ TEST(LunReport, AnswerEndsWithItsBlock)
     EXPECT_EQ(reportOf({0xff, 0xff, 0xff, 0xff, 0, 0, 0, 0}).answerSize(), 8u);
     EXPECT_EQ(reportOf(Bytes(7, 0xff)).answerSize(), 7u);
     EXPECT_EQ(reportOf({}).answerSize(), 0u);
+}
+
+TEST(LunReport, HasNoLunsAndNoBytesAfterItWasMoved)
+{
+    LunReport report = reportOf({0, 0, 0, 8, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0});
+    moveAway(report);
+    EXPECT_THAT(report.luns(), IsEmpty());
+    EXPECT_EQ(report.answerSize(), 0u);
+    EXPECT_EQ(report.bytes().mSize, 0u);
 }
 
 TEST(LunReport, ShowsItsBytesInPlace)

@@ -304,6 +304,27 @@ TEST_F(HbaWitness, DoesWithoutASenseBuffer)
     EXPECT_EQ(lastHbaCall().mSenseSize, 0u);
 }
 
+TEST_F(HbaWitness, KeepsTheScsiStatusThatTheCallerDoesNotAskFor)
+{
+    commonLibrary().mScsiStatus = 0x08;
+    ScsiBlocks blocks;
+    EXPECT_EQ(HBA_ScsiReportLUNsV2(1, port, remotePort, blocks.mResponse.data(), &blocks.mResponseSize,
+                                   nullptr, blocks.mSense.data(), &blocks.mSenseSize),
+              static_cast<HBA_STATUS>(HBA_STATUS_OK));
+    EXPECT_EQ(lastHbaCall().mScsiStatus, std::optional<HBA_UINT8>(0x08));
+}
+
+TEST_F(HbaWitness, KeepsNoSenseDataOfACallWithoutTheirSize)
+{
+    commonLibrary().mStatus = HBA_STATUS_SCSI_CHECK_CONDITION;
+    ScsiBlocks blocks;
+    EXPECT_EQ(HBA_ScsiReportLUNsV2(1, port, remotePort, blocks.mResponse.data(), &blocks.mResponseSize,
+                                   &blocks.mScsiStatus, blocks.mSense.data(), nullptr),
+              static_cast<HBA_STATUS>(HBA_STATUS_SCSI_CHECK_CONDITION));
+    EXPECT_EQ(lastHbaCall().mScsiStatus, std::optional<HBA_UINT8>(checkCondition));
+    EXPECT_EQ(lastHbaCall().mSenseSize, 0u);
+}
+
 TEST_F(HbaWitness, ForgetsScsiStatusAndSenseDataWithTheNextCall)
 {
     commonLibrary().mStatus = HBA_STATUS_SCSI_CHECK_CONDITION;

@@ -13,10 +13,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <hbaapi.h>
 #include <sys/mman.h>
 
+#include "agentkit/include/HbaApi.h"
 #include "agentkit/include/ScopeEvents.h"
 #include "agentkit/include/VqmLibrary.h"
+#include "agentkit/include/Wwn.h"
+#include "agentkit/testing/FakeHbaapi.h"
 #include "agentkit/testing/FakeVqm.h"
 #include "agentkit/testing/UncountedAllocator.h"
 #include "backend/sensor/agentcommon/include/LibvqmAbs.h"
@@ -79,10 +83,12 @@ public:
             qz::UncountedString const call = aCall;
             if (call != "dlerror()" && call.rfind("dlsym(", 0) != 0)
             {
-                mCalls.push_back(call);
+                keep(aCall);
             }
         };
     }
+
+    void keep(char const* aCall) { mCalls.emplace_back(aCall); }
 
     Calls calls() const
     {
@@ -231,14 +237,42 @@ TEST(VqmLibrary, GivesTheAgentTheFirstFailure)
     }
 }
 
+/// A call that the vendor library refuses.
+struct Refusal
+{
+    std::string mCall;
+    Calls mNotMade;  ///< the calls that are left out then
+    std::function<void(qz::FakeVqm&, unsigned int)> mAnswer;
+};
+
+/// Takes the steps while the vendor library refuses the call, and compares the calls.
+void expectReleased(unsigned int aSteps, Refusal const& aRefusal, Circumstance const& aCircumstance)
+{
+    SCOPED_TRACE(std::to_string(aSteps) + " steps " + aCircumstance.mName + ", " + aRefusal.mCall +
+                 " refused");
+    Calls expected = callsOf(aSteps);
+    expected.erase(std::remove_if(expected.begin(), expected.end(),
+                                  [&](std::string const& aCall) {
+                                      return std::find(aRefusal.mNotMade.begin(), aRefusal.mNotMade.end(),
+                                                       aCall) != aRefusal.mNotMade.end();
+                                  }),
+                   expected.end());
+    inVqmProcess(
+        [&](LoggedVqm& aVqm)
+        {
+            auto const keep = std::move(aVqm.mVqm.mOnCall);
+            aVqm.mVqm.mOnCall = [&](char const* aCall)
+            {
+                keep(aCall);
+                aRefusal.mAnswer(aVqm.mVqm, aRefusal.mCall == aCall ? 1 : 0);
+            };
+            outcomeOf([&] { aCircumstance.mRun([&] { takeSteps(aSteps); }); });
+            EXPECT_THAT(aVqm.calls(), ElementsAreArray(expected));
+        });
+}
+
 TEST(VqmLibrary, EachRefusedCallStillLetsEveryStepRelease)
 {
-    struct Refusal
-    {
-        std::string mCall;  ///< the call that is refused
-        Calls mNotMade;     ///< the calls that are left out then
-        std::function<void(qz::FakeVqm&, unsigned int)> mAnswer;
-    };
     auto const answerEvent = [](qz::FakeVqm& aVqm, unsigned int aResult) { aVqm.mEventResult = aResult; };
     std::vector<Refusal> const refusals = {
         {"VQM_GetDrvInfo(0)",
@@ -252,32 +286,193 @@ TEST(VqmLibrary, EachRefusedCallStillLetsEveryStepRelease)
         {plainEnd, {}, answerEvent},
         {quazorEnd, {}, answerEvent},
     };
-    for (Refusal const& refusal : refusals)
+    for (Circumstance const& circumstance : circumstances)
     {
-        for (unsigned int steps = 0; steps <= allSteps; ++steps)
+        for (Refusal const& refusal : refusals)
         {
-            SCOPED_TRACE(std::to_string(steps) + " steps, " + refusal.mCall + " refused");
-            Calls expected = callsOf(steps);
-            expected.erase(std::remove_if(expected.begin(), expected.end(),
-                                          [&](std::string const& aCall) {
-                                              return std::find(refusal.mNotMade.begin(),
-                                                               refusal.mNotMade.end(),
-                                                               aCall) != refusal.mNotMade.end();
-                                          }),
-                           expected.end());
-            inVqmProcess(
-                [&](LoggedVqm& aVqm)
-                {
-                    auto const keep = std::move(aVqm.mVqm.mOnCall);
-                    aVqm.mVqm.mOnCall = [&](char const* aCall)
-                    {
-                        keep(aCall);
-                        refusal.mAnswer(aVqm.mVqm, refusal.mCall == aCall ? 1 : 0);
-                    };
-                    outcomeOf([&] { takeSteps(steps); });
-                    EXPECT_THAT(aVqm.calls(), ElementsAreArray(expected));
-                });
+            for (unsigned int steps = 0; steps <= allSteps; ++steps)
+            {
+                expectReleased(steps, refusal, circumstance);
+            }
         }
+    }
+}
+
+/// A call of an agent that uses both libraries.
+struct StepOfBoth
+{
+    std::string mCall;
+    std::string
+        mRelease;  ///< the call that releases what this one acquired; empty when there is nothing to release
+    std::function<void(qz::FakeHbaapi&)> mRefuse;  ///< makes the HBA API refuse the call
+};
+
+std::vector<StepOfBoth> const stepsOfBoth = {
+    {"HBA_LoadLibrary()", "HBA_FreeLibrary()",
+     [](qz::FakeHbaapi& aHbaapi) { aHbaapi.mLoadStatus = HBA_STATUS_ERROR; }},
+    {"HBA_GetAdapterName(0)", "",
+     [](qz::FakeHbaapi& aHbaapi) {
+         aHbaapi.mNames = {{HBA_STATUS_ERROR, ""}};
+     }},
+    {"HBA_OpenAdapter(qz-0)", "HBA_CloseAdapter(1)",
+     [](qz::FakeHbaapi& aHbaapi) { aHbaapi.mOpenHandle = 0; }},
+    {"HBA_GetAdapterAttributes(1)", "",
+     [](qz::FakeHbaapi& aHbaapi) { aHbaapi.mAdapterAttributes = {{HBA_STATUS_ERROR}}; }},
+    {"HBA_GetAdapterPortAttributes(1, 0)", "",
+     [](qz::FakeHbaapi& aHbaapi) { aHbaapi.mPortAttributes = {{HBA_STATUS_ERROR}}; }},
+    {"HBA_GetFcpTargetMapping(1, 256)", "",
+     [](qz::FakeHbaapi& aHbaapi) { aHbaapi.mTargetMappings = {{HBA_STATUS_ERROR}}; }},
+    {"HBA_SendReportLUNs(1, 10000000c9000001, 4104, 256)", "",
+     [](qz::FakeHbaapi& aHbaapi) { aHbaapi.mReportLuns = {{HBA_STATUS_ERROR}}; }},
+    {loading, freeing, {}},
+    {initialising, closing, {}},
+    {"VQM_GetLibVer()", "", {}},
+    {"VQM_GetDrvInfo(0)", "", {}},
+    {"VQM_GetLinkInfo(0)", "", {}},
+    {quazorBegin, quazorEnd, {}},
+    {plainBegin, plainEnd, {}},
+};
+
+/// Position of the first call of the vendor library.
+constexpr std::size_t firstVqmStep = 7;
+
+/// Takes the steps of an agent that uses both libraries, which fails after the call unless it is empty.
+void takeStepsOfBoth(std::string const& aLast)
+{
+    auto const failAfter = [&](std::string const& aCall)
+    {
+        if (aCall == aLast)
+        {
+            throw std::runtime_error("the agent failed");
+        }
+    };
+    qz::HbaApi api;
+    failAfter("HBA_LoadLibrary()");
+    std::string const name = api.adapterName(0);
+    failAfter("HBA_GetAdapterName(0)");
+    qz::Adapter adapter(api, name);
+    failAfter("HBA_OpenAdapter(qz-0)");
+    auto const attributes = adapter.attributes();
+    failAfter("HBA_GetAdapterAttributes(1)");
+    qz::Wwn const port(adapter.port(0).PortWWN);
+    failAfter("HBA_GetAdapterPortAttributes(1, 0)");
+    qz::TargetMappings const mappings = adapter.targetMappings();
+    failAfter("HBA_GetFcpTargetMapping(1, 256)");
+    qz::LunReport const report = adapter.reportLuns(port);
+    failAfter("HBA_SendReportLUNs(1, 10000000c9000001, 4104, 256)");
+    VqmLibrary library;
+    failAfter(loading);
+    VqmEnvironment environment(library);
+    failAfter("VQM_GetDrvInfo(0)");
+    BoardNames const names = environment.names(0);
+    failAfter("VQM_GetLinkInfo(0)");
+    VqmRegistration const quazor = registerQuazor(library, names.mSecond);
+    failAfter(quazorBegin);
+    VqmRegistration const plain = registerPlain(library);
+    failAfter(plainBegin);
+}
+
+/// The first calls.
+Calls firstCallsOfBoth(std::size_t aNumber)
+{
+    Calls calls;
+    for (std::size_t step = 0; step < aNumber; ++step)
+    {
+        calls.push_back(stepsOfBoth[step].mCall);
+    }
+    return calls;
+}
+
+/// The releases of what the first calls acquired, from a step on.
+Calls releasesOfBoth(std::size_t aNumber, std::size_t aFrom = 0)
+{
+    Calls calls;
+    for (std::size_t step = aNumber; step > aFrom; --step)
+    {
+        if (!stepsOfBoth[step - 1].mRelease.empty())
+        {
+            calls.push_back(stepsOfBoth[step - 1].mRelease);
+        }
+    }
+    return calls;
+}
+
+/// Takes the steps with two scripted libraries, and compares the calls of both.
+void expectCallsOfBoth(std::string const& aLast,
+                       std::function<void(qz::FakeHbaapi&, qz::FakeVqm&)> const& aScript,
+                       Calls const& aExpected)
+{
+    for (Circumstance const& circumstance : circumstances)
+    {
+        SCOPED_TRACE(circumstance.mName);
+        inVqmProcess(
+            [&](LoggedVqm& aVqm)
+            {
+                qz::FakeHbaapi hbaapi;
+                hbaapi.mOnCall = [&](char const* aCall) { aVqm.keep(aCall); };
+                hbaapi.mNames = {{HBA_STATUS_OK, "qz-0"}};
+                hbaapi.mAdapterAttributes = {{HBA_STATUS_OK, [](HBA_ADAPTERATTRIBUTES& aAttributes)
+                                              { aAttributes.NumberOfPorts = 1; }}};
+                hbaapi.mPortAttributes = {{HBA_STATUS_OK, [](HBA_PORTATTRIBUTES& aAttributes) {
+                                               aAttributes.PortWWN = {{0x10, 0, 0, 0, 0xc9, 0, 0, 1}};
+                                           }}};
+                hbaapi.mTargetMappings = {
+                    {HBA_STATUS_OK, [](HBA_FCPTargetMapping& aBlock) { aBlock.NumberOfEntries = 0; }}};
+                hbaapi.mReportLuns = {{HBA_STATUS_OK}};
+                aScript(hbaapi, aVqm.mVqm);
+                outcomeOf([&] { circumstance.mRun([&] { takeStepsOfBoth(aLast); }); });
+                EXPECT_THAT(aVqm.calls(), ElementsAreArray(aExpected));
+            });
+    }
+}
+
+void changeNothing(qz::FakeHbaapi&, qz::FakeVqm&) {}
+
+TEST(BothLibraries, AreReleasedOnceWhereverTheAgentFails)
+{
+    std::size_t const all = stepsOfBoth.size();
+    for (std::size_t steps = 1; steps <= all; ++steps)
+    {
+        SCOPED_TRACE("the agent fails after " + stepsOfBoth[steps - 1].mCall);
+        bool const endsWithinOpening = steps == firstVqmStep + 2 || steps == firstVqmStep + 3;
+        std::size_t const taken = endsWithinOpening ? all : steps;  // the opening is one step of the agent
+        expectCallsOfBoth(stepsOfBoth[steps - 1].mCall, changeNothing,
+                          firstCallsOfBoth(taken) + releasesOfBoth(taken));
+    }
+}
+
+TEST(BothLibraries, AreReleasedOnceWhicheverCallOfTheHbaApiFails)
+{
+    for (std::size_t failing = 0; failing < firstVqmStep; ++failing)
+    {
+        SCOPED_TRACE(stepsOfBoth[failing].mCall);
+        expectCallsOfBoth(
+            "", [&](qz::FakeHbaapi& aHbaapi, qz::FakeVqm&) { stepsOfBoth[failing].mRefuse(aHbaapi); },
+            firstCallsOfBoth(failing + 1) + releasesOfBoth(failing));
+    }
+}
+
+TEST(BothLibraries, AreReleasedOnceWhenTheVendorLibraryDoesNotLoad)
+{
+    expectCallsOfBoth(
+        "", [](qz::FakeHbaapi&, qz::FakeVqm& aVqm) { aVqm.mHandle = 0; },
+        firstCallsOfBoth(firstVqmStep + 1) + releasesOfBoth(firstVqmStep));
+}
+
+TEST(BothLibraries, AreReleasedOnceWhicheverFunctionTheVendorLibraryLacks)
+{
+    std::size_t const all = stepsOfBoth.size();
+    Calls const complete = firstCallsOfBoth(all) + releasesOfBoth(all, firstVqmStep);
+    for (std::string const& function : vqmFunctions)
+    {
+        SCOPED_TRACE(function);
+        Calls expected = complete;
+        auto const isOfFunction = [&](std::string const& aCall)
+        { return aCall.rfind(function + '(', 0) == 0; };
+        expected.erase(std::find_if(expected.begin(), expected.end(), isOfFunction), expected.end());
+        expected = expected + Calls{freeing} + releasesOfBoth(firstVqmStep);
+        expectCallsOfBoth(
+            "", [&](qz::FakeHbaapi&, qz::FakeVqm& aVqm) { aVqm.mMissing = function; }, expected);
     }
 }
 
@@ -560,6 +755,124 @@ TEST(VqmLibrary, LibraryThatTheProgramFreedIsNotUsedAgain)
                 owners.mLibrary->layer().LIBVQM_FreeLibrary();
             }
             EXPECT_THAT(aVqm.calls(), ElementsAreArray(acquiring() + Calls{freeing}));
+        });
+}
+
+/// Frees the library of the owners: because it lacks a function, or because the program frees it.
+std::vector<std::function<void(Owners&, qz::FakeVqm&)>> const losses = {
+    [](Owners& aOwners, qz::FakeVqm& aVqm) { aOwners.loseLibrary(aVqm); },
+    [](Owners& aOwners, qz::FakeVqm&) { aOwners.mLibrary->layer().LIBVQM_FreeLibrary(); },
+};
+
+TEST(VqmLibrary, OwnersOfALostLibraryLeaveTheOneThatTheProgramLoadsNextAlone)
+{
+    for (auto const& lose : losses)
+    {
+        inVqmProcess(
+            [&](LoggedVqm& aVqm)
+            {
+                QZCLibvqmAbs layer;
+                {
+                    Owners lost;
+                    lose(lost, aVqm.mVqm);
+                    layer.LIBVQM_LoadLibrary();
+                    EXPECT_FALSE(lost.mLibrary->isLoaded());
+                    EXPECT_FALSE(lost.mPlain->isActive());
+                    EXPECT_EQ(outcomeOf([&] { lost.mLibrary->layer(); }), libraryFreed);
+                }
+                EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << "the library is the program's";
+                layer.LIBVQM_Init();
+                layer.LIBVQM_FreeLibrary();
+                EXPECT_THAT(aVqm.calls(),
+                            ElementsAreArray(acquiring() + Calls{freeing, loading, initialising, freeing}));
+            });
+    }
+}
+
+TEST(VqmLibrary, NewObjectUsesWhatTheProgramLoadedAfterAMissingFunction)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            QZCLibvqmAbs layer;
+            {
+                Owners lost;
+                lost.loseLibrary(aVqm.mVqm);
+                layer.LIBVQM_LoadLibrary();
+                Owners const again;
+                EXPECT_FALSE(lost.mLibrary->isLoaded());
+                EXPECT_TRUE(again.mLibrary->isLoaded());
+            }
+            EXPECT_TRUE(QZCLibvqmAbs::LIBVQM_IsLoaded()) << "the library is the program's";
+            layer.LIBVQM_FreeLibrary();
+            EXPECT_THAT(aVqm.calls(),
+                        ElementsAreArray(acquiring() + Calls{freeing, loading, initialising,
+                                                             "VQM_GetLinkInfo(0)", quazorBegin, plainBegin,
+                                                             plainEnd, quazorEnd, closing, freeing}));
+        });
+}
+
+TEST(VqmLibrary, OwnersContinueWhenTheProgramLoadsTheLibraryOnceMore)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            {
+                Owners owners;
+                QZCLibvqmAbs().LIBVQM_LoadLibrary();
+                EXPECT_TRUE(owners.mLibrary->isLoaded());
+            }
+            EXPECT_THAT(aVqm.calls(), ElementsAreArray(acquiring() + Calls{loading, plainEnd, quazorEnd,
+                                                                           closing, freeing}));
+        });
+}
+
+TEST(FakeVqm, FindsAMovedFunctionAtAnotherAddress)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            aVqm.mVqm.mMoved = "VQM_GetLinkInfo";
+            VqmLibrary library;
+            VqmEnvironment environment(library);
+            environment.names(0);
+            EXPECT_THAT(aVqm.calls(),
+                        ElementsAreArray(Calls{loading} + opening + Calls{"moved", "VQM_GetLinkInfo(0)"}));
+        });
+}
+
+TEST(FakeVqm, StoresTheIdentifierOfARegistrationIfThereIsOneAndAPlaceForIt)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            VqmLibrary library;
+            auto const port = VqmEnvironment(library).names(0).mSecond;
+            auto const registerWith = [&](unsigned int* aIdentifier)
+            {
+                library.layer().LIBVQM_QzapiRegEvent(0, port, qz::makeScopeEvent(3, 7), nullptr, aIdentifier,
+                                                     ignoreQuazorEvent);
+            };
+            unsigned int identifier = 5;
+            registerWith(nullptr);
+            registerWith(&identifier);
+            EXPECT_EQ(identifier, 42u);
+            aVqm.mVqm.mRegistrationId.reset();
+            identifier = 5;
+            registerWith(&identifier);
+            EXPECT_EQ(identifier, 5u);
+        });
+}
+
+TEST(FakeVqm, FindsNoFunctionWithoutAHandleOrOfAnotherName)
+{
+    inVqmProcess(
+        [](LoggedVqm& aVqm)
+        {
+            int library = 0;
+            EXPECT_EQ(aVqm.mVqm.find(nullptr, "VQM_GetLinkInfo"), nullptr);
+            EXPECT_EQ(aVqm.mVqm.find(&library, "VQM_NoSuchFunction"), nullptr);
+            EXPECT_NE(aVqm.mVqm.find(&library, "VQM_GetLinkInfo"), nullptr);
         });
 }
 

@@ -63,8 +63,9 @@ def _calls_in(path):
 
 
 def calls(*beginnings):
-    """The calls in the sources and headers of backend/ whose names begin like this."""
-    paths = [path for path in sorted(ROOT.glob('backend/**/*')) if path.suffix in ('.cpp', '.h')]
+    """The calls in the sources and headers of the libraries whose names begin like this."""
+    paths = [path for folder in ('agentkit', 'backend') for path in sorted(ROOT.glob(f'{folder}/**/*'))
+             if path.suffix in ('.cpp', '.h') and 'testing' not in path.parts]
     return [call for path in paths for call in _calls_in(path) if call.what.startswith(beginnings)]
 
 

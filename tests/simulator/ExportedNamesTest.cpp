@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "simulator/include/QzEvent.h"
 #include "tests/support/Process.h"
 
 namespace
@@ -45,6 +46,7 @@ TEST(ExportedNames, MatchTheVersionScript)
 {
     std::set<std::string> const listed = listedNames(QZSIM_MAP);
     EXPECT_THAT(listed, testing::Contains("HBA_RegisterLibrary"));
+    EXPECT_THAT(listed, testing::Contains(QZ_SIMULATOR_MARKER));
     EXPECT_EQ(exportedNames(QZSIM_LIBRARY), listed);
 }
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/simulator/ScenarioErrors.h"
-#include "tests/support/ScratchFolder.h"
 
 namespace
 {
@@ -27,64 +26,6 @@ constexpr char const* expectedCall =
 std::string errorOfFault(std::string const& aLines)
 {
     return errorOf("[[adapter]]\nname = \"a\"\n[[fault]]\n" + aLines);
-}
-
-TEST(ScenarioError, NamesAMissingFile)
-{
-    ScratchFolder const folder;
-    std::string const path = folder.path() / "none.toml";
-    EXPECT_EQ(errorOfFile(path), path + ": cannot be read: No such file or directory");
-}
-
-TEST(ScenarioError, NamesAFolderGivenAsAFile)
-{
-    ScratchFolder const folder;
-    EXPECT_EQ(errorOfFile(folder.path()), folder.path().string() + ": cannot be read: Is a directory");
-}
-
-TEST(ScenarioError, ReportsThePositionOfASyntaxError)
-{
-    EXPECT_EQ(
-        errorOf("[[adapter]]\nname = \"a\nnth"),
-        "bad.toml:2:10: Error while parsing string: unescaped control characters other than TAB (U+0009) are "
-        "explicitly prohibited");
-}
-
-TEST(ScenarioError, EscapesControlCharactersInASyntaxError)
-{
-    EXPECT_EQ(errorOf("first = n\f"),
-              "bad.toml:1:10: Error while parsing floating-point: expected 'nan', saw 'n\\u000C'");
-}
-
-TEST(ScenarioError, ReportsThePositionOfADuplicateKey)
-{
-    EXPECT_EQ(errorOf("[[adapter]]\nname = \"a\"\nname = \"b\"\n"),
-              "bad.toml:3:8: Error while parsing key-value pair: cannot redefine existing string 'name'");
-}
-
-TEST(ScenarioError, ReportsThePositionOfInvalidUtf8)
-{
-    EXPECT_EQ(errorOf("[[adapter]]\nname = \"\xff\"\n").substr(0, 11), "bad.toml:2:");
-}
-
-TEST(ScenarioError, RefusesAKeyThatStartsWithANonAsciiLetter)
-{
-    EXPECT_EQ(errorOf("\u00e9 = 1"),
-              "bad.toml:1:1: Error while parsing root table: expected keys, tables, whitespace or comments, "
-              "saw '\u00e9'");
-}
-
-TEST(ScenarioError, RefusesALineWithTooManyDots)
-{
-    EXPECT_EQ(errorOf("\na" + std::string(301, '.')),
-              "bad.toml:2:1: expected a line of at most 300 dots, found 301");
-}
-
-TEST(ScenarioError, RefusesValuesThatAreNestedTooDeeply)
-{
-    EXPECT_EQ(errorOf("adapter = " + std::string(100000, '[')),
-              "bad.toml:1:20: Error while parsing value: exceeded maximum nested value depth of 9 "
-              "(TOML_MAX_NESTED_VALUES)");
 }
 
 TEST(ScenarioError, ReportsAnUnknownKeyInAFileOfMaximumDepth)

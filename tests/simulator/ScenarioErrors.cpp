@@ -2,9 +2,9 @@
 
 #include <cstddef>
 
-#include "simulator/scenario/ScenarioError.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "tests/support/ScratchFolder.h"
+#include "toml/TomlError.h"
 
 namespace
 {
@@ -24,7 +24,7 @@ std::string errorOfFile(std::string const& aPath)
     {
         qzsim::readScenario(aPath);
     }
-    catch (qzsim::ScenarioError const& error)
+    catch (tomlfile::TomlError const& error)
     {
         return error.what();
     }

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
-#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -14,6 +13,7 @@
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/ScopeEvents.h"
 #include "agentkit/include/VqmLibrary.h"
+#include "agentkit/include/Wwn.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/common/include/Clib.h"
 #include "backend/common/include/EncodableStream.h"
@@ -24,7 +24,6 @@
 #include "backend/sensor/agentcommon/include/WorldWideName.h"
 #include "simulator/include/QzEvent.h"
 #include "tests/support/QueuedEvents.h"
-#include "tests/support/SmallLunReport.h"
 
 // Replaces the framework's function, so that the soak does not wait for a busy adapter.
 void ClibSleepMS(unsigned long) {}
@@ -76,15 +75,11 @@ void checkName(HBA_WWN const& aName, Yield& aYield)
     checkRoundTrip(QZCWorldWideName(aName.wwn), other, aYield);
 }
 
-void queryPorts(qz::HbaApi& aApi, qz::Adapter& aAdapter, Yield& aYield)
+void queryPorts(qz::Adapter& aAdapter, Yield& aYield)
 {
-    auto const attributes = aAdapter.attributes();
-    unsigned int count = 0;
-    std::unique_ptr<HBA_PORTATTRIBUTES[]> const ports(
-        aApi.layer().HA_GetAdapterPorts(aAdapter.handle(), attributes.get(), count));
-    for (unsigned int i = 0; i < count; ++i)
+    for (HBA_PORTATTRIBUTES const& port : aAdapter.ports())
     {
-        checkName(ports[i].PortWWN, aYield);
+        checkName(port.PortWWN, aYield);
     }
 }
 
@@ -96,19 +91,19 @@ void queryTargets(qz::Adapter& aAdapter, Yield& aYield)
     }
 }
 
-void reportLuns(qz::HbaApi& aApi, qz::Adapter const& aAdapter, HBA_UINT8 aTarget)
+void reportLuns(qz::Adapter& aAdapter, HBA_UINT8 aTarget)
 {
-    SmallLunReport().fetch(aApi.layer(), aAdapter.handle(), {{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}});
+    aAdapter.reportLuns(qz::Wwn(HBA_WWN{{0x50, 0, 0, 0, 0xab, 0, 0, aTarget}}));
 }
 
 void queryAdapter(qz::HbaApi& aApi, QZCString const& aName, Yield& aYield)
 {
     qz::Adapter adapter(aApi, aName.get());
     adapter.refresh();
-    attempt(aYield, [&] { queryPorts(aApi, adapter, aYield); });
+    attempt(aYield, [&] { queryPorts(adapter, aYield); });
     attempt(aYield, [&] { queryTargets(adapter, aYield); });
-    attempt(aYield, [&] { reportLuns(aApi, adapter, 0x01); });
-    attempt(aYield, [&] { reportLuns(aApi, adapter, 0x41); });
+    attempt(aYield, [&] { reportLuns(adapter, 0x01); });
+    attempt(aYield, [&] { reportLuns(adapter, 0x41); });
 }
 
 /// Registers the board, and sets its names.

@@ -30,7 +30,7 @@ def help_of(*command):
 
 def options_of(*command):
     """Returns the options that the help of a program or verb lists, such as "--json"."""
-    return set(re.findall(r"^  (?:-h,)?(--[a-z]+)", help_of(*command), re.M))
+    return set(re.findall(r"^  (?:-h,)?(--[a-z]+(?:-[a-z]+)*)", help_of(*command), re.M))
 
 
 def verbs():

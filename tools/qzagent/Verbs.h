@@ -10,6 +10,9 @@ namespace qzagent
 /// even when one fails.
 void addAdapters(CommandLine& aCommandLine);
 
+/// Writes a capture to a new file in another form.
+void addConvert(CommandLine& aCommandLine);
+
 /// Explains exit codes.
 void addExplain(CommandLine& aCommandLine);
 
@@ -23,7 +26,10 @@ void addLatency(CommandLine& aCommandLine);
 /// Lists the ports of all adapters, or of one. What can be read is shown even when something else fails.
 void addPorts(CommandLine& aCommandLine);
 
-/// Shows the records of a capture.
+/// Writes what is whole in a damaged capture to a new file.
+void addRepair(CommandLine& aCommandLine);
+
+/// Shows, selects and counts the events of captures.
 void addShow(CommandLine& aCommandLine);
 
 /// Shows the counters of the ports, or their differences in intervals.

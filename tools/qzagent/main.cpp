@@ -37,6 +37,8 @@ void addVerbs(CommandLine& aCommandLine)
     addPorts(aCommandLine);
     addLatency(aCommandLine);
     addShow(aCommandLine);
+    addRepair(aCommandLine);
+    addConvert(aCommandLine);
     addStatistics(aCommandLine);
     addVendor(aCommandLine);
     addWatch(aCommandLine);

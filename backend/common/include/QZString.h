@@ -2,6 +2,8 @@
 /// The text value.
 #pragma once
 
+#include <cstddef>
+#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -81,22 +83,29 @@ public:
         return static_cast<unsigned int>(mString->size());
     }
 
-    /// Compares the characters, as unsigned bytes from the first on. Throws nothing.
+    /// Compares the characters as unsigned bytes, from the first on. A NUL is a character like any other. Throws
+    /// nothing.
     /// @param acrOther the text to compare with
     /// @return whether the texts are equal or different, or this one comes first
     /// @{
-    bool operator==(QZCString const& acrOther) const { return _compare(acrOther.get()) == 0; }
-    bool operator!=(QZCString const& acrOther) const { return _compare(acrOther.get()) != 0; }
-    bool operator<(QZCString const& acrOther) const { return _compare(acrOther.get()) < 0; }
+    bool operator==(QZCString const& acrOther) const
+    {
+        return _compare(acrOther.get(), acrOther.size()) == 0;
+    }
+    bool operator!=(QZCString const& acrOther) const
+    {
+        return _compare(acrOther.get(), acrOther.size()) != 0;
+    }
+    bool operator<(QZCString const& acrOther) const { return _compare(acrOther.get(), acrOther.size()) < 0; }
     /// @}
 
     /// Compares with a text, without copying it. Throws nothing.
     /// @param apOther terminated text to compare with; must not be null
     /// @return whether the texts are equal or different, or this one comes first
     /// @{
-    bool operator==(char const* apOther) const { return _compare(apOther) == 0; }
-    bool operator!=(char const* apOther) const { return _compare(apOther) != 0; }
-    bool operator<(char const* apOther) const { return _compare(apOther) < 0; }
+    bool operator==(char const* apOther) const { return _compare(apOther, std::strlen(apOther)) == 0; }
+    bool operator!=(char const* apOther) const { return _compare(apOther, std::strlen(apOther)) != 0; }
+    bool operator<(char const* apOther) const { return _compare(apOther, std::strlen(apOther)) < 0; }
     /// @}
 
     /// Gives access to one character.
@@ -153,10 +162,10 @@ public:
     }
 
 private:
-    int _compare(char const* apOther) const
+    int _compare(char const* apOther, std::size_t aSize) const
     {
         QZ_ASSERT(mString != 0);
-        return mString->compare(apOther);
+        return mString->compare(0, std::string::npos, apOther, aSize);
     }
 
     /// Makes a string from the arguments of one of its constructors.

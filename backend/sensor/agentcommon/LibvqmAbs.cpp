@@ -37,6 +37,7 @@ typedef unsigned int VQM_QZ_unRegisterForEvent(unsigned int aBoardId, HBA_wwn aP
                                                unsigned int aRegistrationId);
 
 static bool sgLoaded = false;
+static unsigned int sgLoadNumber = 0;
 static void* sgLibHandle = nullptr;
 static unsigned int sgNumAdapters = 0;
 // The vendor library may fill all bytes except the last one, which terminates a version text without a terminator.
@@ -100,6 +101,10 @@ void QZCLibvqmAbs::LIBVQM_LoadLibrary()
         throw QZCNotFoundEx("No libvqm located", 8);
     }
     QZ_LOG_TRACE("Call to dlopen was successful");
+    if (!sgLoaded)
+    {
+        ++sgLoadNumber;
+    }
     sgLoaded = true;
     QZ_LOG_LEFT();
 }
@@ -154,6 +159,8 @@ void QZCLibvqmAbs::LIBVQM_Close()
 }
 
 bool QZCLibvqmAbs::LIBVQM_IsLoaded() { return sgLoaded; }
+
+unsigned int QZCLibvqmAbs::LIBVQM_GetLoadNumber() { return sgLoadNumber; }
 
 bool QZCLibvqmAbs::LIBVQM_IsQzapiSupported() { return sgQzapiSupported; }
 

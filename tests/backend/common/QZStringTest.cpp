@@ -334,6 +334,22 @@ TEST(QZString, EqualityComparesTheCharacters)
     EXPECT_FALSE(text == "example ");
 }
 
+TEST(QZString, ComparisonIncludesTheCharactersAfterANul)
+{
+    QZCString left("a-b");
+    QZCString right("a-c");
+    left.at(1) = '\0';
+    right.at(1) = '\0';
+    EXPECT_TRUE(left == QZCString(left));
+    EXPECT_FALSE(left == right);
+    EXPECT_TRUE(left != right);
+    EXPECT_TRUE(left < right);
+    EXPECT_FALSE(right < left);
+    EXPECT_FALSE(left == "a");
+    EXPECT_TRUE(QZCString("a") < left);
+    EXPECT_FALSE(left < "a");
+}
+
 TEST(QZString, InequalityIsTheOppositeOfEquality)
 {
     QZCString const text("example");

@@ -65,15 +65,30 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzagent explain "), programs.exit_codes().keys())
 
     def test_qzagent_offers_files_for_file_arguments(self):
-        for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev"):
+        for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev", "repair ev", "convert ev",
+                     "repair --output ev"):
             with self.subTest(line):
                 self.assertEqual(self.offered("qzagent " + line), {"events.capture"})
 
+    def test_qzagent_offers_the_forms_of_captures(self):
+        self.assertEqual(self.offered("qzagent watch --format "), {"pcapng", "records"})
+        self.assertEqual(self.offered("qzagent show --format "), {"pcapng", "records", "json", "hex"})
+
+    def test_qzagent_offers_toml_files_for_event_layouts(self):
+        self.assertEqual(self.offered("qzagent watch --event-layout "), {"two.toml"})
+
     def test_qzagent_offers_nothing_for_names_and_numbers(self):
         for verb in programs.verbs():
-            for option in programs.options_of(QZAGENT, verb) - {"--help", "--luns", "--plain", "--output"}:
+            for option in programs.options_of(QZAGENT, verb) - {
+                    "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow", "--summary",
+                    "--hex", "--format", "--time", "--to"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
+
+    def test_qzagent_offers_the_words_of_an_option(self):
+        self.assertEqual(self.offered("qzagent show --format "), {"pcapng", "records", "json", "hex"})
+        self.assertEqual(self.offered("qzagent show --time "), {"utc", "local", "relative"})
+        self.assertEqual(self.offered("qzagent convert --to "), {"pcapng", "records", "json"})
 
     def test_qzsim_offers_the_options_of_its_help(self):
         self.assertEqual(self.offered("qzsim "), programs.options_of(QZSIM))

@@ -27,7 +27,7 @@ class CaptureWriterTest : public CaptureFixture
 protected:
     static void append(CaptureWriter& aWriter, std::string const& aRecord)
     {
-        aWriter.append(reinterpret_cast<unsigned char const*>(aRecord.data()), aRecord.size());
+        aWriter.append({reinterpret_cast<unsigned char const*>(aRecord.data()), aRecord.size()});
     }
 
     /// @return the text of the exception that the action throws; "nothing" when it throws none
@@ -59,6 +59,13 @@ TEST_F(CaptureWriterTest, CreatesACapture)
     writer.sync();
     EXPECT_EQ(content(), shortRecord + longRecord);
     EXPECT_EQ(writer.numberOfRecords(), 2u);
+}
+
+TEST_F(CaptureWriterTest, CreatesACaptureThatOnlyItsOwnerCanRead)
+{
+    CaptureWriter const writer(mPath);
+    EXPECT_EQ(std::filesystem::status(mPath).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 TEST_F(CaptureWriterTest, AppendsToAnExistingCapture)

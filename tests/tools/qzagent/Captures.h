@@ -2,11 +2,13 @@
 /// Captures, and records that the library encodes.
 #pragma once
 
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "tests/support/Bytes.h"
@@ -25,6 +27,24 @@ class CaptureFixture : public testing::Test
 {
 protected:
     std::string content() const { return contentOf(mPath); }
+
+    static void liftLimit()
+    {
+        rlimit limit{};
+        ::getrlimit(RLIMIT_FSIZE, &limit);
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+
+    static void limitFiles(rlim_t aSize)
+    {
+        rlimit limit{};
+        ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+        limit.rlim_cur = aSize;
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+        // gcov writes its counts at exit. A count file that is cut would break every later process.
+        ASSERT_EQ(std::atexit(&liftLimit), 0);
+    }
 
     ScratchFolder mFolder;
     std::string const mPath = mFolder.path() / "events.capture";

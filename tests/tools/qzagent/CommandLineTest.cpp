@@ -41,14 +41,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         UsageError{"NoArguments",
                    {},
-                   "no verb given; the verbs are adapters, inventory, ports, latency, show, statistics, "
-                   "vendor, watch, explain; "
-                   "see qzagent --help"},
+                   "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
+                   "statistics, vendor, watch, explain; see qzagent --help"},
         UsageError{"NoVerb",
                    {"--trace"},
-                   "no verb given; the verbs are adapters, inventory, ports, latency, show, statistics, "
-                   "vendor, watch, explain; "
-                   "see qzagent --help"},
+                   "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
+                   "statistics, vendor, watch, explain; see qzagent --help"},
         UsageError{"UnknownVerb", {"bogus"}, "no verb 'bogus'; see qzagent --help"},
         UsageError{
             "MistypedVerb", {"adapter"}, "no verb 'adapter'; did you mean 'adapters'? see qzagent --help"},
@@ -123,9 +121,36 @@ INSTANTIATE_TEST_SUITE_P(
                    {"latency", "--count", "010"},
                    "--count: '010' is not a number from 1 to 1000000; see qzagent latency --help"},
         UsageError{"ShowWithoutFile", {"show"}, "FILE is required; see qzagent show --help"},
-        UsageError{"TwoFiles", {"show", "a", "b"}, "unexpected argument 'b'; see qzagent show --help"},
         UsageError{
             "NameWithoutOption", {"inventory", "a"}, "unexpected argument 'a'; see qzagent inventory --help"},
+        UsageError{"RepairWithoutOutput", {"repair", "a"}, "--output is required; see qzagent repair --help"},
+        UsageError{"ConvertToText",
+                   {"convert", "a", "--output", "b", "--to", "hex"},
+                   "--to: 'hex' is not pcapng, records or json; see qzagent convert --help"},
+        UsageError{
+            "ShowSinceNoTime",
+            {"show", "--since", "noon", "a"},
+            "--since: 'noon' is not a time such as 2026-11-22T08:53:52Z, -10m or '1h ago'; see qzagent "
+            "show --help"},
+        UsageError{"ShowUnknownFormat",
+                   {"show", "--format", "xml", "a"},
+                   "--format: 'xml' is not pcapng, records, json or hex; see qzagent show --help"},
+        UsageError{"ShowUnknownTime",
+                   {"show", "--time", "mars", "a"},
+                   "--time: 'mars' is not utc, local or relative; see qzagent show --help"},
+        UsageError{"ShowLastNone",
+                   {"show", "--last", "0", "a"},
+                   "--last: '0' is not a number from 1 to 1000000000; see qzagent show --help"},
+        UsageError{
+            "ShowNoName",
+            {"show", "--wwn", "10:00", "a"},
+            "--wwn: '10:00' is not a World Wide Name such as 10:00:00:00:c9:00:00:01; see qzagent show "
+            "--help"},
+        UsageError{
+            "ShowNoSize",
+            {"show", "--max-record", "1T", "a"},
+            "--max-record: '1T' is not a size from 1 to 4294901760 bytes, such as 4096, 64M or 1G; see "
+            "qzagent show --help"},
         UsageError{"CategoryThatMeansAny",
                    {"watch", "--category", "255"},
                    "--category: '255' is not a number from 0 to 254; see qzagent watch --help"},
@@ -209,8 +234,8 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
-                         testing::Values("adapters", "inventory", "ports", "latency", "show", "statistics",
-                                         "vendor", "watch", "explain"),
+                         testing::Values("adapters", "inventory", "ports", "latency", "show", "repair", "convert",
+                                         "statistics", "vendor", "watch", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

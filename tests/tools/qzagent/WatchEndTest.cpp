@@ -24,17 +24,20 @@ std::string const large = oneSource(7, 1048576, 100000, 70);
 
 constexpr std::uintmax_t sizeOfRecord = 43;
 
+/// Starts the agent in a script. A shell makes the commands that it starts in the background ignore SIGINT.
+std::string const startOfAgent = R"(env --default-signal "$@")";
+
 /// A script that starts the agent, waits until its capture is not empty and continues with its process id in $agent.
 std::string script(std::string const& aCapture, std::string const& aRest)
 {
-    return R"("$@" & agent=$!; until [ -s ')" + aCapture + "' ]; do sleep 0.01; done; " + aRest;
+    return startOfAgent + R"( & agent=$!; until [ -s ')" + aCapture + "' ]; do sleep 0.01; done; " + aRest;
 }
 
 /// A script that starts the agent with its output in a pipe, reads one byte from it and continues with the pipe on
 /// descriptor 3.
 std::string scriptWithoutReader(std::string const& aPipe, std::string const& aRest)
 {
-    return "mkfifo '" + aPipe + R"('; "$@" >')" + aPipe + "' & agent=$!; exec 3<'" + aPipe +
+    return "mkfifo '" + aPipe + "'; " + startOfAgent + " >'" + aPipe + "' & agent=$!; exec 3<'" + aPipe +
            "'; head -c 1 <&3 >/dev/null; " + aRest;
 }
 
@@ -47,12 +50,12 @@ using QzagentWatchEnd = CaptureFixture;
 TEST_P(QzagentWatchStopSignal, WritesAllReceivedEventsAndPrintsTheCounts)
 {
     ProcessResult const result = runAgentInOn(script(mPath, "kill -" + GetParam() + " $agent; wait $agent"),
-                                              endless, {"watch", "--output", mPath});
+                                              endless, {"watch", "--format", "records", "--output", mPath});
     std::uintmax_t const size = std::filesystem::file_size(mPath);
     std::string const count = std::to_string(size / sizeOfRecord);
     EXPECT_EQ(size % sizeOfRecord, 0u);
-    EXPECT_EQ(result.mErrors,
-              "qzagent: note: received " + count + " events, wrote " + count + ", dropped 0\n");
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("qzagent: note: received " + count + " events, wrote " + count + ", dropped 0\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -63,8 +66,19 @@ TEST_F(QzagentWatchEnd, LosesNoEventWhenASecondSignalArrives)
 {
     ProcessResult const result =
         runAgentInOn(script(mPath, "kill -INT $agent; kill -TERM $agent; kill -INT $agent; wait $agent"),
-                     endless, {"watch", "--output", mPath});
+                     endless, {"watch", "--format", "records", "--output", mPath});
     EXPECT_THAT(result.mErrors, HasSubstr(", dropped 0\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentWatchEnd, IgnoresASignalThatItWasStartedToIgnore)
+{
+    ProcessResult const result = runAgentInOn(R"(trap '' INT HUP; "$@" & agent=$!; until [ -e ')" + mPath +
+                                                  "' ]; do sleep 0.01; done; kill -INT $agent; kill -HUP "
+                                                  "$agent; sleep 0.3; kill -TERM $agent; wait $agent",
+                                              endless, {"watch", "--seconds", "5", "--output", mPath});
+    EXPECT_THAT(result.mErrors,
+                AllOf(HasSubstr(", dropped 0\n"), testing::Not(HasSubstr("No such process"))));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -72,10 +86,10 @@ TEST_F(QzagentWatchEnd, StopsAtASignalWithoutWaitingForAnEvent)
 {
     // The agent blocks the signals before it creates the capture.
     ProcessResult const result =
-        runAgentInOn(R"("$@" & agent=$!; until [ -e ')" + mPath + "' ]; do sleep 0.01; done; " +
+        runAgentInOn(startOfAgent + " & agent=$!; until [ -e '" + mPath + "' ]; do sleep 0.01; done; " +
                          "kill -INT $agent; wait $agent",
                      endless, {"watch", "--category", "9", "--output", mPath});
-    EXPECT_EQ(result.mErrors, "qzagent: note: received 0 events, wrote 0, dropped 0\n");
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: note: received 0 events, wrote 0, dropped 0\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -134,8 +148,10 @@ TEST_F(QzagentWatchEnd, ReportsEventsThatTheQueueDropped)
                                                          "cat <&3 >/dev/null; wait $agent"),
         large, {"watch", "--json"});
     EXPECT_EQ(result.mErrors,
-              "qzagent: note: received 70 events, wrote 65, dropped 5\n"
-              "qzagent: 5 of 70 events were dropped\n");
+              "qzagent: note: watching 1 board, all categories, all subcategories\n"
+              "qzagent: note: dropped events: 6 of board 0\n"
+              "qzagent: note: received 70 events, wrote 64, dropped 6\n"
+              "qzagent: 6 of 70 events were dropped: 6 of board 0\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

@@ -42,13 +42,15 @@ TEST(QzagentWatch, PrintsEachEventAsALine)
 {
     ProcessResult const result =
         runAgentOn(events(), {"watch", "--board", "0", "--category", "3", "--count", "2"});
-    std::string const time = "20[0-9-]+T[0-9:]+\\.[0-9]{6}Z";
+    std::string const time = "20[0-9-]+T[0-9:]+\\.[0-9]{9}Z";
     EXPECT_THAT(linesOf(result.mOutput),
                 ElementsAre(MatchesRegex(time + " board 0 category 3 subcategory 7 length 64 "
                                                 "000000000405060708090a0b0c0d0e0f\\.\\.\\."),
                             MatchesRegex(time + " board 0 category 3 subcategory 7 length 64 "
                                                 "0000000105060708090a0b0c0d0e0f10\\.\\.\\.")));
-    EXPECT_EQ(result.mErrors, "qzagent: note: received 2 events, wrote 2, dropped 0\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: watching board 0, category 3, all subcategories\n"
+              "qzagent: note: received 2 events, wrote 2, dropped 0\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -64,6 +66,8 @@ TEST(QzagentWatch, PrintsEachEventAsAJsonObject)
     EXPECT_TRUE(satisfies(result.mOutput, "watch-event"));
     nlohmann::json event = documentOf(result);
     event.erase("time");
+    EXPECT_TRUE(event["host"].is_string());
+    event.erase("host");
     EXPECT_EQ(event,
               nlohmann::json::parse(R"({
         "board": 0, "category": 3, "subcategory": 7,
@@ -76,7 +80,9 @@ TEST(QzagentWatch, StopsAfterTheGivenTime)
 {
     ProcessResult const result = runAgentOn(events(), {"watch", "--seconds", "1"});
     EXPECT_THAT(linesOf(result.mOutput), SizeIs(101));
-    EXPECT_EQ(result.mErrors, "qzagent: note: received 101 events, wrote 101, dropped 0\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: watching 2 boards, all categories, all subcategories\n"
+              "qzagent: note: received 101 events, wrote 101, dropped 0\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 

@@ -1,18 +1,20 @@
 #include "tools/qzagent/capture/CaptureFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
+#include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
-#include <utility>
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
-
-#include "tools/qzagent/capture/HexText.h"
 
 namespace qzagent
 {
@@ -20,10 +22,10 @@ namespace
 {
 constexpr char const* standardInput = "-";
 
-std::FILE* open(std::string const& aPath)
+int open(std::string const& aPath)
 {
-    return aPath == standardInput ? ::fdopen(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0), "rb")
-                                  : std::fopen(aPath.c_str(), "rbe");
+    return aPath == standardInput ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                  : ::open(aPath.c_str(), O_RDONLY | O_CLOEXEC);
 }
 
 [[noreturn]] void refuse(std::string const& aName)
@@ -32,20 +34,47 @@ std::FILE* open(std::string const& aPath)
 }
 }  // namespace
 
-CaptureFile::CaptureFile(std::string const& aPath)
-    : mName(aPath == standardInput ? "standard input" : aPath), mFile(open(aPath), &std::fclose)
+CaptureFile::CaptureFile(std::string const& aPath, Reading aReading, std::optional<CaptureForm> const& aForm,
+                         int aStop)
+    : mPath(aPath),
+      mName(aPath == standardInput ? "standard input" : aPath),
+      mDescriptor(open(aPath)),
+      mReading(aReading),
+      mStop(aStop),
+      mForm(aForm)
 {
-    if (!mFile)
+    struct stat status = {};
+    if (mDescriptor.number() < 0 || ::fstat(mDescriptor.number(), &status) != 0)
     {
         refuse(mName);
     }
-    unsigned char head[HexText::headSize];
-    std::size_t const size = readRaw(head, sizeof head);
-    mHead.assign(head, head + size);
-    if (HexText::isText(mHead))
+    mCanGrow = S_ISREG(status.st_mode);
+    if (mForm == CaptureForm::hexadecimal)
     {
         mHexText.emplace();
     }
+}
+
+std::optional<CaptureForm> CaptureFile::form()
+{
+    bool hasMore = true;
+    while (!mForm)
+    {
+        mForm = formOf(mHead, mHead.size() == formHeadSize || mHasEnded);
+        if (mForm == CaptureForm::hexadecimal)
+        {
+            mHexText.emplace();
+        }
+        if (mForm || !hasMore)
+        {
+            break;
+        }
+        unsigned char bytes[formHeadSize];
+        std::size_t const count = readDescriptor(bytes, formHeadSize - mHead.size());
+        mHead.append(bytes, bytes + count);
+        hasMore = count != 0;
+    }
+    return mForm;
 }
 
 std::size_t CaptureFile::read(unsigned char* aBytes, std::size_t aSize)
@@ -53,16 +82,29 @@ std::size_t CaptureFile::read(unsigned char* aBytes, std::size_t aSize)
     return mHexText ? readHex(aBytes, aSize) : readRaw(aBytes, aSize);
 }
 
+bool CaptureFile::isReplaced() const
+{
+    struct stat now = {};
+    struct stat opened = {};
+    if (!mCanGrow || mPath == standardInput || ::stat(mPath.c_str(), &now) != 0 ||
+        ::fstat(mDescriptor.number(), &opened) != 0)
+    {
+        return false;
+    }
+    return now.st_dev != opened.st_dev || now.st_ino != opened.st_ino ||
+           static_cast<std::uint64_t>(opened.st_size) < mCount;
+}
+
 std::size_t CaptureFile::readRaw(unsigned char* aBytes, std::size_t aSize)
 {
-    std::string const head = std::exchange(mHead, {});
-    std::copy(head.begin(), head.end(), aBytes);
-    std::size_t const size = std::fread(aBytes + head.size(), 1, aSize - head.size(), mFile.get());
-    if (std::ferror(mFile.get()) != 0)
+    if (mHead.empty())
     {
-        refuse(mName);
+        return readDescriptor(aBytes, aSize);
     }
-    return head.size() + size;
+    std::size_t const size = std::min(aSize, mHead.size());
+    std::copy_n(mHead.begin(), size, aBytes);
+    mHead.erase(0, size);
+    return size;
 }
 
 std::size_t CaptureFile::readHex(unsigned char* aBytes, std::size_t aSize)
@@ -76,7 +118,7 @@ std::size_t CaptureFile::readHex(unsigned char* aBytes, std::size_t aSize)
         isAtEnd = size == 0;
         decoded = mHexText->decode(aBytes, size);
     }
-    if (isAtEnd)
+    if (isAtEnd && mHasEnded)
     {
         mHexText->end();
     }
@@ -86,5 +128,46 @@ std::size_t CaptureFile::readHex(unsigned char* aBytes, std::size_t aSize)
         throw CaptureError(mName + ":" + *mHexText->complaint());
     }
     return decoded;
+}
+
+std::size_t CaptureFile::readDescriptor(unsigned char* aBytes, std::size_t aSize)
+{
+    if (mHasEnded || !isReady())
+    {
+        return 0;
+    }
+    expectNoStop();
+    ssize_t count = 0;
+    do
+    {
+        count = ::read(mDescriptor.number(), aBytes, aSize);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0)
+    {
+        refuse(mName);
+    }
+    mHasEnded = count == 0 && !(mCanGrow && mReading == Reading::following);
+    mCount += static_cast<std::size_t>(count);
+    return static_cast<std::size_t>(count);
+}
+
+bool CaptureFile::isReady() const
+{
+    pollfd descriptor{mDescriptor.number(), POLLIN, 0};
+    return mReading == Reading::toTheEnd || ::poll(&descriptor, 1, 0) > 0;
+}
+
+/// Waits until the file can be read, or must not be read any more.
+void CaptureFile::expectNoStop() const
+{
+    if (mStop >= 0)
+    {
+        std::array<pollfd, 2> descriptors{{{mStop, POLLIN, 0}, {mDescriptor.number(), POLLIN, 0}}};
+        ::poll(descriptors.data(), descriptors.size(), -1);
+        if (descriptors[0].revents != 0)
+        {
+            throw Interrupted();
+        }
+    }
 }
 }  // namespace qzagent

@@ -3,13 +3,14 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
+#include "pcapng/Window.h"
+#include "tools/qzagent/capture/CaptureForm.h"
 #include "tools/qzagent/capture/HexText.h"
+#include "tools/qzagent/cli/Descriptor.h"
 
 namespace qzagent
 {
@@ -20,30 +21,66 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The encoded bytes of a capture. The file contains them directly or as commented hexadecimal text.
-class CaptureFile
+/// Thrown when a signal ends the reading of a capture.
+class Interrupted : public std::runtime_error
 {
 public:
+    Interrupted() : std::runtime_error("interrupted") {}
+};
+
+/// The bytes of a capture. Commented hexadecimal text is decoded.
+class CaptureFile : public pcapng::Input
+{
+public:
+    enum class Reading
+    {
+        toTheEnd,
+        following  ///< read() does not wait for a pipe or a terminal
+    };
+
     /// @param aPath path of the file; "-" for standard input
-    /// @throws CaptureError when the file cannot be opened or read
-    explicit CaptureFile(std::string const& aPath);
+    /// @param aForm the form; none when the first bytes tell it
+    /// @param aStop a descriptor that ends reading with an error when it becomes readable; -1 for none
+    /// @throws CaptureError when the file cannot be opened
+    CaptureFile(std::string const& aPath, Reading aReading, std::optional<CaptureForm> const& aForm,
+                int aStop);
 
     /// Name of the file for messages.
     std::string const& name() const { return mName; }
 
-    /// Reads the next bytes.
-    /// @param aBytes buffer for the bytes
-    /// @param aSize  size of the buffer, at least HexText::headSize
-    /// @return number of bytes; 0 at the end
+    /// Reads the first bytes if necessary.
+    /// @return none when the file is followed and has too few bytes
+    /// @throws CaptureError when the file cannot be read
+    std::optional<CaptureForm> form();
+
+    /// @return number of bytes; 0 when there are none now
     /// @throws CaptureError when the file cannot be read, or is text that is not hexadecimal
-    std::size_t read(unsigned char* aBytes, std::size_t aSize);
+    /// @throws Interrupted
+    std::size_t read(unsigned char* aBytes, std::size_t aSize) override;
+
+    /// Whether no bytes can follow those that were read. A file that is followed may always grow.
+    bool hasEnded() const { return mHasEnded; }
+
+    /// Whether the path has become that of another file, or the file has become shorter than what was read. False for
+    /// standard input.
+    bool isReplaced() const;
 
 private:
     std::size_t readRaw(unsigned char* aBytes, std::size_t aSize);
     std::size_t readHex(unsigned char* aBytes, std::size_t aSize);
+    std::size_t readDescriptor(unsigned char* aBytes, std::size_t aSize);
+    bool isReady() const;
+    void expectNoStop() const;
 
-    std::string mName;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> mFile;
+    std::string const mPath;
+    std::string const mName;
+    Descriptor const mDescriptor;
+    Reading const mReading;
+    int const mStop;
+    bool mCanGrow = false;  ///< whether it is a regular file
+    bool mHasEnded = false;
+    std::size_t mCount = 0;  ///< number of bytes that were read from the descriptor
+    std::optional<CaptureForm> mForm;
     std::string mHead;  ///< first bytes, read ahead to recognise the form
     std::optional<HexText> mHexText;
 };

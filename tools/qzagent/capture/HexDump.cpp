@@ -1,7 +1,9 @@
 #include "tools/qzagent/capture/HexDump.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <iterator>
 #include <string>
 
 #include <fmt/format.h>
@@ -10,50 +12,67 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::size_t bytesPerLine = 16;
-
-void appendHex(std::string& aText, unsigned char aByte)
+/// The two digits of every byte, one after another.
+constexpr std::array<char, 512> digitPairs = []
 {
     constexpr char digits[] = "0123456789abcdef";
-    aText += digits[aByte >> 4];
-    aText += digits[aByte & 0xf];
-}
+    std::array<char, 512> pairs{};
+    for (std::size_t byte = 0; byte < pairs.size() / 2; ++byte)
+    {
+        pairs[2 * byte] = digits[byte / 16];
+        pairs[2 * byte + 1] = digits[byte % 16];
+    }
+    return pairs;
+}();
 
 char shownAs(unsigned char aByte) { return aByte >= ' ' && aByte <= '~' ? static_cast<char>(aByte) : '.'; }
 
-std::string lineOf(qz::Bytes aBytes, std::size_t aOffset)
+void appendDumpLine(std::string& aText, qz::Bytes aBytes, std::size_t aOffset)
 {
-    std::string hex;
-    std::string characters;
-    std::size_t const end = std::min(aBytes.mSize, aOffset + bytesPerLine);
-    for (std::size_t i = aOffset; i < end; ++i)
+    fmt::format_to(std::back_inserter(aText), "  {:08x} ", aOffset);
+    for (std::size_t i = 0; i < bytesPerDumpLine; ++i)
     {
-        hex += i == aOffset + bytesPerLine / 2 ? "  " : " ";
-        appendHex(hex, aBytes.mData[i]);
-        characters += shownAs(aBytes.mData[i]);
+        aText += i == bytesPerDumpLine / 2 ? "  " : " ";
+        if (i < aBytes.mSize)
+        {
+            appendHex(aText, {aBytes.mData + i, 1});
+        }
+        else
+        {
+            aText += "  ";
+        }
     }
-    return fmt::format("  {:08x} {:<{}}  |{}|\n", aOffset, hex, 3 * bytesPerLine + 1, characters);
+    aText += "  |";
+    std::transform(aBytes.begin(), aBytes.end(), std::back_inserter(aText), shownAs);
+    aText += "|\n";
 }
 }  // namespace
+
+void appendHex(std::string& aText, qz::Bytes aBytes)
+{
+    std::size_t place = aText.size();
+    aText.resize(place + 2 * aBytes.mSize);
+    for (unsigned char const byte : aBytes)
+    {
+        aText[place] = digitPairs[2U * byte];
+        aText[place + 1] = digitPairs[2U * byte + 1];
+        place += 2;
+    }
+}
 
 std::string hexOf(qz::Bytes aBytes)
 {
     std::string hex;
-    hex.reserve(2 * aBytes.mSize);
-    for (unsigned char const byte : aBytes)
-    {
-        appendHex(hex, byte);
-    }
+    appendHex(hex, aBytes);
     return hex;
 }
 
-std::string hexDumpOf(qz::Bytes aBytes)
+void appendHexDump(std::string& aText, qz::Bytes aBytes, std::size_t aOffset)
 {
-    std::string dump;
-    for (std::size_t offset = 0; offset < aBytes.mSize; offset += bytesPerLine)
+    for (std::size_t done = 0; done < aBytes.mSize; done += bytesPerDumpLine)
     {
-        dump += lineOf(aBytes, offset);
+        appendDumpLine(aText, {aBytes.mData + done, std::min(bytesPerDumpLine, aBytes.mSize - done)},
+                       aOffset + done);
     }
-    return dump;
 }
 }  // namespace qzagent

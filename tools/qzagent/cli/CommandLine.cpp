@@ -151,6 +151,12 @@ void ArgumentList::addPositional(char const* aName, std::optional<std::string>& 
     mParser.add_option(aName, aText, aDescription)->type_name("");
 }
 
+void ArgumentList::addPositional(char const* aName, std::vector<std::string>& aTexts,
+                                 char const* aDescription)
+{
+    mParser.add_option(aName, aTexts, aDescription)->type_name("")->required();
+}
+
 void ArgumentList::addFlag(char const* aName, bool& aFlag, char const* aDescription)
 {
     mParser.add_flag(aName, aFlag, aDescription)->disable_flag_override();
@@ -162,12 +168,30 @@ void ArgumentList::addText(char const* aName, char const* aValue, std::optional<
     mParser.add_option(aName, aText, aDescription)->type_name(aValue);
 }
 
+void ArgumentList::addRequiredText(char const* aName, char const* aValue, std::string& aText,
+                                   char const* aDescription)
+{
+    mParser.add_option(aName, aText, aDescription)->type_name(aValue)->required();
+}
+
 void ArgumentList::addNumberTo(std::function<void(std::uint64_t)> const& aSet, char const* aName,
                                char const* aValue, Bounds const& aBounds, char const* aDescription)
 {
     mParser.add_option_function<std::uint64_t>(aName, aSet, aDescription)
         ->type_name(aValue)
         ->check(numberWithin(aBounds));
+}
+
+void ArgumentList::addParsedTo(std::function<bool(std::string const&)> const& aSet, char const* aName,
+                               char const* aValue, char const* aExpected, char const* aDescription)
+{
+    auto const complaint = [aSet, aExpected](std::string const& aText)
+    { return aSet(aText) ? std::string() : fmt::format("'{}' is not {}", aText, aExpected); };
+    mParser
+        .add_option_function<std::string>(
+            aName, [](std::string const&) {}, aDescription)
+        ->type_name(aValue)
+        ->check(CLI::Validator(complaint, ""));
 }
 
 CommandLine::CommandLine()

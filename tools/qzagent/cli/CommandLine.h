@@ -67,6 +67,9 @@ public:
     /// Adds an optional positional argument.
     void addPositional(char const* aName, std::optional<std::string>& aText, char const* aDescription);
 
+    /// Adds a positional argument that takes one or more texts.
+    void addPositional(char const* aName, std::vector<std::string>& aTexts, char const* aDescription);
+
     /// Adds an option without a value.
     void addFlag(char const* aName, bool& aFlag, char const* aDescription);
 
@@ -74,6 +77,9 @@ public:
     /// @param aValue placeholder for the text in the help
     void addText(char const* aName, char const* aValue, std::optional<std::string>& aText,
                  char const* aDescription);
+
+    /// Adds an option that takes a text and must be given.
+    void addRequiredText(char const* aName, char const* aValue, std::string& aText, char const* aDescription);
 
     /// Adds an option that takes a number.
     /// @param aValue   placeholder for the number in the help
@@ -86,7 +92,29 @@ public:
         addNumberTo(set, aName, aValue, aBounds, aDescription);
     }
 
+    /// Adds an option whose text is parsed.
+    /// @param aValue    placeholder for the text in the help
+    /// @param aParse    returns the optional value of a text; none for an invalid text
+    /// @param aExpected what the text must be, for the message, such as "a size"
+    template <typename Parse, typename Value>
+    void addParsed(char const* aName, char const* aValue, Parse aParse, char const* aExpected, Value& aParsed,
+                   char const* aDescription)
+    {
+        auto const set = [&aParsed, aParse](std::string const& aText)
+        {
+            auto const parsed = aParse(aText);
+            if (parsed)
+            {
+                aParsed = *parsed;
+            }
+            return parsed.has_value();
+        };
+        addParsedTo(set, aName, aValue, aExpected, aDescription);
+    }
+
 private:
+    void addParsedTo(std::function<bool(std::string const&)> const& aSet, char const* aName,
+                     char const* aValue, char const* aExpected, char const* aDescription);
     void addNumberTo(std::function<void(std::uint64_t)> const& aSet, char const* aName, char const* aValue,
                      Bounds const& aBounds, char const* aDescription);
 

@@ -4,26 +4,32 @@
 
 #include <string>
 
-#include "backend/common/include/Buffer.h"
+#include <sys/types.h>
+
+#include "agentkit/include/Bytes.h"
 #include "tools/qzagent/cli/Descriptor.h"
 
 namespace qzagent
 {
-/// A new file. It is removed when this object is destroyed, unless write() succeeded.
+/// A new file, which is written piece by piece. It is removed when this object is destroyed, unless it is finished.
 class NewFile
 {
 public:
     /// Creates the file.
+    /// @param aMode the permissions, from which the umask removes bits
     /// @throws std::system_error "cannot write PATH: File exists" when the path exists, "cannot write PATH: ..." when
     ///         the file cannot be created
-    explicit NewFile(std::string const& aPath);
+    explicit NewFile(std::string const& aPath, mode_t aMode = 0666);
     ~NewFile();
     NewFile(NewFile const&) = delete;
     NewFile& operator=(NewFile const&) = delete;
 
-    /// Writes the content, once.
-    /// @throws std::system_error "cannot write PATH: ..." when it cannot be written in full
-    void write(QZCBuffer const& aContent);
+    /// @throws std::system_error "cannot write PATH: ..." when the bytes cannot be written in full
+    void write(qz::Bytes aBytes);
+
+    /// Returns when all bytes are on the device. The file then remains.
+    /// @throws std::system_error "cannot write PATH: ..." when the device reports an error
+    void finish();
 
 private:
     std::string const mPath;

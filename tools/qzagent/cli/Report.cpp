@@ -1,8 +1,6 @@
 #include "tools/qzagent/cli/Report.h"
 
 #include <algorithm>
-#include <array>
-#include <climits>
 #include <ctime>
 #include <mutex>
 #include <optional>
@@ -13,10 +11,10 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/HostName.h"
 #include "tools/qzagent/cli/Printable.h"
 
 namespace qzagent
@@ -26,13 +24,6 @@ namespace
 constexpr int formatVersion = 2;
 constexpr char const* errorSeverity = "error";
 constexpr char const* noteSeverity = "note";
-
-std::string hostName()
-{
-    std::array<char, HOST_NAME_MAX + 1> name{};
-    ::gethostname(name.data(), name.size() - 1);
-    return name.data();
-}
 
 std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr))); }
 /// @return the parts of the subject, each followed by a colon
@@ -64,6 +55,11 @@ void Report::addNote(std::string const& aText)
     add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}}, ExitCode::success);
 }
 
+void Report::showNote(std::string const& aText)
+{
+    write({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}});
+}
+
 std::string Report::document(std::string const& aCommand, nlohmann::ordered_json aKeys) const
 {
     std::lock_guard const lock(mMutex);
@@ -87,10 +83,18 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
 
 void Report::add(Message const& aMessage, ExitCode aCode)
 {
-    mErrors.writeLine("qzagent: " + lineOf(aMessage));
+    write(aMessage);
     std::lock_guard const lock(mMutex);
     mMessages.push_back(aMessage);
     mExitCode = std::max(mExitCode.load(), aCode);
+}
+
+void Report::write(Message const& aMessage)
+{
+    if (!mHidesNotes || aMessage.mSeverity != noteSeverity)
+    {
+        mErrors.writeLine("qzagent: " + lineOf(aMessage));
+    }
 }
 
 std::string Report::lineOf(Message const& aMessage)

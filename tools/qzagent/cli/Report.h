@@ -52,6 +52,12 @@ public:
     /// Adds a note, which leaves the exit code unchanged.
     void addNote(std::string const& aText);
 
+    /// Writes a note that is not part of the document, for what happens again and again.
+    void showNote(std::string const& aText);
+
+    /// Notes are no longer written to standard error.
+    void hideNotes() { mHidesNotes = true; }
+
     /// Raises the exit code to that of messages that another process has written to standard error.
     void addOthers(ExitCode aCode) { mExitCode = std::max(mExitCode.load(), aCode); }
 
@@ -77,6 +83,7 @@ private:
     };
 
     void add(Message const& aMessage, ExitCode aCode);
+    void write(Message const& aMessage);
     static std::string lineOf(Message const& aMessage);
     static nlohmann::ordered_json jsonOf(Message const& aMessage);
 
@@ -84,5 +91,6 @@ private:
     mutable std::mutex mMutex;  ///< of the messages
     std::vector<Message> mMessages;
     std::atomic<ExitCode> mExitCode = ExitCode::success;
+    bool mHidesNotes = false;
 };
 }  // namespace qzagent

@@ -129,7 +129,9 @@ void writeRecords(Measured const& aMeasured, NewFile& aFile)
     QZCEncodableOutStream out;
     visitLatencies(aMeasured, [&out](std::string const&, Latencies const& aLatencies)
                    { aLatencies.mRecord->encode(out); });
-    aFile.write(out.getEncoded());
+    QZCBuffer const& encoded = out.getEncoded();
+    aFile.write({encoded, encoded.getLength()});
+    aFile.finish();
 }
 
 std::string chartsOf(Measured const& aMeasured, std::size_t aWidth)

@@ -1,203 +1,265 @@
-#include <cstddef>
+#include <array>
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
+#include <poll.h>
 
-#include "agentkit/include/ScopeDataView.h"
-#include "backend/sensor/agentcommon/include/LatencyData.h"
 #include "tools/qzagent/Verbs.h"
-#include "tools/qzagent/capture/Capture.h"
-#include "tools/qzagent/capture/CaptureFile.h"
-#include "tools/qzagent/capture/HexDump.h"
-#include "tools/qzagent/capture/LatencyRecord.h"
+#include "tools/qzagent/capture/DamageReport.h"
+#include "tools/qzagent/capture/EventMerge.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/latency/LatencyChart.h"
-#include "tools/qzagent/latency/LatencyJson.h"
+#include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/cli/StoppableOutput.h"
+#include "tools/qzagent/show/EventPrinter.h"
+#include "tools/qzagent/show/EventSummary.h"
+#include "tools/qzagent/show/LastEvents.h"
+#include "tools/qzagent/show/LatencyLines.h"
+#include "tools/qzagent/show/ShowOptions.h"
 
 namespace qzagent
 {
 namespace
 {
-constexpr std::size_t blockSize = 65536;
+constexpr int millisecondsBetweenLooks = 200;
+/// Number of events of one capture that are shown before the others and the signals are checked again.
+constexpr std::uint64_t eventsPerLook = 4096;
 
-/// Number and position of a record in its capture.
-struct Place
+EventLine::Style styleOf(Setting const& aSetting, ShowOptions const& aOptions)
 {
-    std::uint64_t mNumber;    ///< from 0
-    std::uint64_t mPosition;  ///< encoded bytes before the record
-};
-
-std::string textOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
-{
-    std::string text = fmt::format("record {} at byte {}: category {}, subcategory {}", aPlace.mNumber,
-                                   aPlace.mPosition, aRecord.category(), aRecord.subcategory());
-    if (aRecord.hasNames())
-    {
-        text += fmt::format(", names {} and {}", aRecord.first()->text(), aRecord.second()->text());
-    }
-    if (!aRecord.payload())
-    {
-        return text + ", no payload\n";
-    }
-    return text + fmt::format(", payload of {} bytes\n", aRecord.payload()->mSize) +
-           hexDumpOf(*aRecord.payload());
+    EventLine::Style style;
+    style.mForm = aSetting.mIsJson ? EventLine::Form::json : EventLine::Form::text;
+    style.mTimes = aOptions.mTimes;
+    style.mNamesHosts = aOptions.mPaths.size() > 1;
+    style.mHasDump = aOptions.mHasDump;
+    return style;
 }
 
-/// Formatted directly, which is faster: no value needs escaping, and there can be millions of records.
-std::string jsonOf(Place const& aPlace, qz::ScopeDataView const& aRecord)
-{
-    std::string json = fmt::format(
-        R"({{"record":{},"position_bytes":{},"size_bytes":{},"category":{},"subcategory":{})", aPlace.mNumber,
-        aPlace.mPosition, aRecord.size(), aRecord.category(), aRecord.subcategory());
-    if (aRecord.hasNames())
-    {
-        json += fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", aRecord.first()->text(),
-                            aRecord.second()->text());
-    }
-    if (aRecord.payload())
-    {
-        json += fmt::format(R"(,"payload":"{}")", hexOf(*aRecord.payload()));
-    }
-    return json + "}\n";
-}
-
-std::string textOf(Place const& aPlace, LatencyRecord const& aRecord, std::size_t aWidth)
-{
-    QZCLatencyData const data = aRecord.data();
-    return fmt::format("record {} at byte {}: {} I/Os, search type {}, base {}, step {}\n", aPlace.mNumber,
-                       aPlace.mPosition, data.getIoCount(), aRecord.searchType(), data.getBase(),
-                       data.getStep()) +
-           chartOf(data, aWidth);
-}
-
-std::string jsonOf(Place const& aPlace, LatencyRecord const& aRecord)
-{
-    QZCLatencyData const data = aRecord.data();
-    nlohmann::ordered_json const json{{"record", aPlace.mNumber},
-                                      {"position_bytes", aPlace.mPosition},
-                                      {"size_bytes", aRecord.size()},
-                                      {"io_count", data.getIoCount()},
-                                      {"search_type", aRecord.searchType()},
-                                      {"base", data.getBase()},
-                                      {"step", data.getStep()},
-                                      {"latency_record", jsonOfRecord(data)}};
-    return json.dump() + "\n";
-}
-
-/// Writes the records to standard output in blocks.
-class RecordPrinter
+class Show
 {
 public:
-    explicit RecordPrinter(Setting const& aSetting) : mSetting(aSetting) {}
-
-    void add(std::uint64_t aPosition, qz::ScopeDataView const& aRecord)
+    Show(Setting const& aSetting, ShowOptions const& aOptions)
+        : mSetting(aSetting),
+          mOptions(aOptions),
+          mDamage(aSetting.mReport, DamageReport::Severity::error),
+          mPrinter(styleOf(aSetting, aOptions), [this](std::string const& aText) { write(aText); }),
+          mLast(mPrinter, aOptions.mLast.value_or(1))
     {
-        Place const place{mCount++, aPosition};
-        add(mSetting.mIsJson ? jsonOf(place, aRecord) : textOf(place, aRecord));
+        if (mOptions.mCapture.mIsFollowed)
+        {
+            mSignals.emplace();
+        }
     }
 
-    void add(std::uint64_t aPosition, LatencyRecord const& aRecord)
+    void run()
     {
-        Place const place{mCount++, aPosition};
-        add(mSetting.mIsJson ? jsonOf(place, aRecord) : textOf(place, aRecord, mSetting.mOutput.width()));
+        EventMerge merge(
+            mOptions.mPaths, mOptions.mCapture,
+            {[this](std::string const& aText) { addDamage(aText); }, [this] { mSummary.addSection(); },
+             [this] { ++mOthers; }, [this](CaptureLatencies const& aLatencies) { show(aLatencies); }});
+        try
+        {
+            showAll(merge);
+        }
+        catch (...)
+        {
+            mDamage.finish();
+            throw;
+        }
+        mDamage.finish();
+        // Without its reader, the verb ends quietly.
+        if (!mSetting.mOutput.isAbandoned())
+        {
+            addNotes();
+        }
     }
 
-    void flush()
+    /// @return the counts; none when the events were written to standard output
+    std::optional<Answer> answer() const
     {
-        mSetting.mOutput.write(mBlock);
-        mBlock.clear();
+        return mOptions.mIsSummary ? std::optional(mSummary.answer(mSetting.mIsColoured)) : std::nullopt;
     }
-
-    /// Whether nobody reads what is printed.
-    bool isAbandoned() const { return mSetting.mOutput.isAbandoned(); }
-
-    std::uint64_t count() const { return mCount; }
 
 private:
-    void add(std::string const& aText)
+    EventSink& sink()
     {
-        mBlock += aText;
-        if (mBlock.size() >= blockSize)
+        if (mOptions.mIsSummary)
         {
-            flush();
+            return mSummary;
+        }
+        return mOptions.mLast ? static_cast<EventSink&>(mLast) : mPrinter;
+    }
+
+    void showAll(EventMerge& aMerge)
+    {
+        EventSink& to = sink();
+        do
+        {
+            showAvailable(aMerge, to);
+            to.flush();
+        } while (!mSetting.mOutput.isAbandoned() && !aMerge.hasEnded() && waitForMore(aMerge));
+    }
+
+    void showAvailable(EventMerge& aMerge, EventSink& aSink)
+    {
+        while (CaptureEvent const* const event = mSetting.mOutput.isAbandoned() ? nullptr : aMerge.next())
+        {
+            ++mEvents;
+            take(*event, aSink);
+            if (mSignals && mEvents % eventsPerLook == 0)
+            {
+                if (isStopped())
+                {
+                    return;
+                }
+                aMerge.refresh();
+            }
+        }
+    }
+
+    void take(CaptureEvent const& aEvent, EventSink& aSink)
+    {
+        if (!mOptions.mFilter.selectsOrigin(aEvent.mOrigin))
+        {
+            return;
+        }
+        if (!aEvent.mRecord || mOptions.mFilter.selectsRecord(*aEvent.mRecord))
+        {
+            ++mSelected;
+            aSink.take(aEvent);
+        }
+        else if (aEvent.mDropped != 0)
+        {
+            // Nothing says which events were dropped.
+            CaptureEvent drops = aEvent;
+            drops.mRecord.reset();
+            aSink.take(drops);
+        }
+    }
+
+    /// @return false when a signal or the leaving reader ends the wait
+    bool waitForMore(EventMerge& aMerge)
+    {
+        if (isStopped())
+        {
+            return false;
+        }
+        std::array<pollfd, 2> descriptors{
+            {{mSignals->descriptor(), POLLIN, 0}, {mSetting.mOutput.descriptor(), 0, 0}}};
+        ::poll(descriptors.data(), descriptors.size(), millisecondsBetweenLooks);
+        if ((descriptors[1].revents & POLLERR) != 0)
+        {
+            mSetting.mOutput.handleMissingReader();
+        }
+        if (isStopped() || mSetting.mOutput.isAbandoned())
+        {
+            return false;
+        }
+        aMerge.refresh();
+        return true;
+    }
+
+    bool isStopped()
+    {
+        mSignals->take();
+        return mSignals->count() > 0;
+    }
+
+    void write(std::string const& aText)
+    {
+        if (mSignals)
+        {
+            writeStoppably(mSetting.mOutput, *mSignals, aText);
+        }
+        else
+        {
+            mSetting.mOutput.write(aText);
+        }
+    }
+
+    void show(CaptureLatencies const& aLatencies)
+    {
+        if (mOptions.mIsSummary)
+        {
+            ++mOthers;
+            return;
+        }
+        ++mSelected;
+        mPrinter.flush();
+        write(mSetting.mIsJson ? jsonOf(aLatencies) : textOf(aLatencies, mSetting.mOutput.width()));
+    }
+
+    /// Reports damage behind the events before it.
+    void addDamage(std::string const& aText)
+    {
+        mPrinter.flush();
+        mDamage.add(aText);
+    }
+
+    void addNotes()
+    {
+        if (mOthers != 0)
+        {
+            mSetting.mReport.addNote(fmt::format("skipped {} packets that are not events", mOthers));
+        }
+        if (mSelected == 0 && mDamage.count() == 0)
+        {
+            mSetting.mReport.addNote(mEvents == 0 ? "no events" : "no events that meet the conditions");
         }
     }
 
     Setting const& mSetting;
-    std::uint64_t mCount = 0;
-    std::string mBlock;
+    ShowOptions const& mOptions;
+    std::optional<StopSignals> mSignals;
+    DamageReport mDamage;
+    EventPrinter mPrinter;
+    LastEvents mLast;
+    EventSummary mSummary;
+    std::uint64_t mEvents = 0;
+    std::uint64_t mSelected = 0;
+    std::uint64_t mOthers = 0;
 };
 
-/// @param aNext the function that reads the next record
-template <typename Next>
-void printAll(RecordPrinter& aPrinter, Capture& aCapture, Next aNext)
+/// Writes lines itself: with --json each event is a separate document, without an envelope.
+std::optional<Answer> show(Setting const& aSetting, ShowOptions const& aOptions)
 {
-    while (auto const record = aPrinter.isAbandoned() ? std::nullopt : (aCapture.*aNext)())
-    {
-        aPrinter.add(aCapture.position(), *record);
-    }
-}
-
-void showAll(Setting const& aSetting, Capture& aCapture)
-{
-    RecordPrinter printer(aSetting);
+    Show show(aSetting, aOptions);
     try
     {
-        if (aCapture.hasLatencies())
-        {
-            printAll(printer, aCapture, &Capture::nextLatencies);
-        }
-        else
-        {
-            printAll(printer, aCapture, &Capture::next);
-        }
+        show.run();
     }
-    catch (CaptureError const&)
+    catch (std::bad_alloc const&)
     {
-        printer.flush();
-        throw;
-    }
-    printer.flush();
-    if (printer.count() == 0)
-    {
-        aSetting.mReport.addNote("no records in " + aCapture.name());
-    }
-}
-
-/// Writes its output itself: with --json each record is a separate document, without an envelope.
-std::optional<Answer> show(Setting const& aSetting, std::string const& aPath)
-{
-    try
-    {
-        Capture capture(aPath);
-        showAll(aSetting, capture);
+        aSetting.mReport.addError(ExitCode::failed, "not enough memory; a smaller --max-record needs less");
     }
     catch (std::exception const& error)
     {
         aSetting.mReport.addError(ExitCode::failed, error.what());
     }
-    return {};
+    return show.answer();
 }
 }  // namespace
 
 void addShow(CommandLine& aCommandLine)
 {
-    auto const path = std::make_shared<std::string>();
-    ArgumentList arguments =
-        aCommandLine.addVerb("show", "Show the records of a capture or of latency data",
-                             "  qzagent show events.capture\n"
-                             "                             each record with its payload\n"
-                             "  qzagent show latency.data  the records of latency --output\n",
-                             [path](Setting const& aSetting) { return show(aSetting, *path); });
-    arguments.addPositional(
-        "FILE", *path, "The capture or latency data, encoded or as hexadecimal text; - for standard input");
+    auto const options = std::make_shared<ShowOptions>();
+    ArgumentList arguments = aCommandLine.addVerb(
+        "show", "Show the events of captures",
+        "  qzagent show events.pcapng\n"
+        "                             a line for each event\n"
+        "  qzagent show --summary *.pcapng\n"
+        "                             how many events of each board and category there are\n"
+        "  qzagent show --follow --last 10 events.pcapng\n"
+        "                             the last ten events, and those that are appended\n",
+        [options](Setting const& aSetting) { return show(aSetting, *options); });
+    addOptions(arguments, *options);
 }
 }  // namespace qzagent

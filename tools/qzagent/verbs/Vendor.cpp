@@ -32,17 +32,11 @@ struct Findings
     std::vector<Board> mBoards;
 };
 
-ReportedEnvironment initialise(qz::VqmLibrary& aLibrary, Report& aReport, LibvqmVersions& aVersions)
-{
-    LibvqmVersionLog const log(aReport.errors(), aVersions);
-    return {aLibrary, aReport};
-}
-
 /// @param aFindings set step by step, so that it keeps the answers before a failure
 void query(Findings& aFindings, Report& aReport)
 {
     std::unique_ptr<qz::VqmLibrary> const library = loadVqm(aReport);
-    ReportedEnvironment environment = initialise(*library, aReport, aFindings.mVersions);
+    ReportedEnvironment environment = openEnvironment(*library, aReport, aFindings.mVersions);
     if (numberOfBoards(*environment) == 0)
     {
         aReport.addNote("no boards");

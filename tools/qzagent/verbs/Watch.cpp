@@ -1,12 +1,13 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <limits>
+#include <map>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -20,21 +21,33 @@
 #include "agentkit/include/VqmLibrary.h"
 #include "backend/common/include/Exception.h"
 #include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/capture/AppendedFile.h"
+#include "tools/qzagent/capture/CaptureForm.h"
+#include "tools/qzagent/capture/CaptureLimits.h"
+#include "tools/qzagent/capture/RecordEncoder.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/CurrentStep.h"
+#include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/vqm/EventIntake.h"
+#include "tools/qzagent/vqm/EventLayoutFile.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
 #include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmRegistrations.h"
-#include "tools/qzagent/watch/WatchCapture.h"
+#include "tools/qzagent/vqm/VqmVersions.h"
+#include "tools/qzagent/watch/DropCounts.h"
+#include "tools/qzagent/watch/PcapngRecorder.h"
+#include "tools/qzagent/watch/RecordsRecorder.h"
+#include "tools/qzagent/watch/WatchClock.h"
 #include "tools/qzagent/watch/WatchLines.h"
 #include "tools/qzagent/watch/WatchOptions.h"
 #include "tools/qzagent/watch/WatchSink.h"
+#include "tools/qzagent/watch/WatchStatus.h"
 #include "tools/qzagent/watch/WatchTally.h"
 
 namespace qzagent
@@ -45,13 +58,25 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t mostWaitingEvents = 65'536;
 constexpr std::size_t mostWaitingBytes = std::size_t{64} << 20U;
+/// Number of events that are taken from the queue together. The queue is locked while they are listed.
+constexpr std::size_t eventsTogether = 64;
 /// Number of events that are processed before the clock and the signals are checked again.
-constexpr unsigned int eventsPerRound = 256;
+constexpr std::size_t eventsPerRound = 1024;
+/// Time between two looks into the queue while events keep arriving.
+constexpr std::chrono::milliseconds pace(5);
+/// Longest time between two rounds, in which files and drops are checked.
+constexpr std::chrono::milliseconds longestWait(1000);
+constexpr std::chrono::seconds betweenDropNotes(1);
+constexpr unsigned int defaultSync = 5;
 
 nlohmann::ordered_json keysOf(std::uint64_t aReceived, std::uint64_t aWritten, std::uint64_t aDropped,
-                              WatchTally const& aTally)
+                              nlohmann::ordered_json const& aDrops, WatchTally const& aTally)
 {
-    return {{"received", aReceived}, {"written", aWritten}, {"dropped", aDropped}, {"events", aTally.json()}};
+    return {{"received", aReceived},
+            {"written", aWritten},
+            {"dropped", aDropped},
+            {"drops", aDrops},
+            {"events", aTally.json()}};
 }
 
 class Watch
@@ -60,9 +85,15 @@ public:
     Watch(Setting const& aSetting, WatchOptions const& aOptions)
         : mSetting(aSetting),
           mOptions(aOptions),
+          mSignals(aOptions.mOutput.has_value()),
           mQueue(mostWaitingEvents, mostWaitingBytes,
-                 aOptions.mCount.value_or(std::numeric_limits<std::uint64_t>::max()))
+                 aOptions.mCount.value_or(std::numeric_limits<std::uint64_t>::max())),
+          mDrops(mQueue)
     {
+        if (aOptions.mIsQuiet)
+        {
+            aSetting.mReport.hideNotes();
+        }
     }
 
     /// Watches until the end condition holds, and reports failures.
@@ -80,6 +111,7 @@ public:
         {
             mSetting.mReport.addError(ExitCode::failed, exception.what());
         }
+        mStatus.reset();
         // Without its reader, the verb ends quietly.
         if (mHasBegun && !mSetting.mOutput.isAbandoned())
         {
@@ -90,32 +122,60 @@ public:
     /// @return the counts; none when the events were written to standard output
     std::optional<Answer> answer() const
     {
-        if (!mOptions.mOutput)
+        if (prints())
         {
             return {};
         }
-        return Answer{keysOf(mQueue.received(), written(), dropped(), mTally),
+        return Answer{keysOf(mQueue.received(), written(), dropped(), dropsJson(), mTally),
                       mTally.table(mSetting.mIsColoured)};
     }
 
 private:
+    bool prints() const { return !mOptions.mOutput || mOptions.mIsPrinted; }
+
     void watch()
     {
+        std::optional<EventLayout> const layout = givenLayout();
         std::unique_ptr<qz::VqmLibrary> const library = loadVqm(mSetting.mReport);
-        ReportedEnvironment environment(*library, mSetting.mReport);
+        LibvqmVersions versions;
+        ReportedEnvironment environment = openEnvironment(*library, mSetting.mReport, versions);
         findBoards(*environment);
         if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
         {
             throw std::runtime_error(
                 "the driver does not support Quazor events; use --plain for plain events");
         }
-        openSink();
+        openSinks(versions);
+        makeIntake(layout);
         watchRegistered(*library);
         // Nothing is registered any more; the events still in the queue are processed.
-        while (!hasAll() && takeSome())
+        while (takeSome() != 0)
         {
         }
-        mSink->finish();
+        reportDrops();
+        for (WatchSink* const sink : sinks())
+        {
+            sink->finish();
+        }
+    }
+
+    std::optional<EventLayout> givenLayout() const
+    {
+        return mOptions.mEventLayout ? std::optional(readEventLayout(*mOptions.mEventLayout)) : std::nullopt;
+    }
+
+    void makeIntake(std::optional<EventLayout> const& aGivenLayout)
+    {
+        EventLayout const layout = aGivenLayout.value_or(EventLayout());
+        bool const isKnown = !aGivenLayout && isSimulator();
+        if (!aGivenLayout && !isKnown)
+        {
+            mSetting.mReport.addNote(fmt::format(
+                "the diagnostic library is not the simulator; assuming the simulator's event records: {}; "
+                "--event-layout describes others",
+                layout.description()));
+        }
+        mIntake.emplace(mQueue, layout, !isKnown);
     }
 
     void findBoards(qz::VqmEnvironment& aEnvironment)
@@ -138,16 +198,42 @@ private:
         mBoards.push_back(boardOf(aEnvironment, *mOptions.mBoard, mSetting.mReport));
     }
 
-    void openSink()
+    void openSinks(LibvqmVersions const& aVersions)
     {
         if (mOptions.mOutput)
         {
-            mSink = std::make_unique<WatchCapture>(*mOptions.mOutput);
+            mRecorder = recorder(aVersions);
         }
-        else
+        if (prints())
         {
-            mSink = std::make_unique<WatchLines>(mSetting.mOutput, mSignals, mSetting.mIsJson);
+            mLines.emplace(mSetting.mOutput, mSignals, mSetting.mIsJson);
         }
+        else if (!mOptions.mIsQuiet && !mSetting.mIsTraced && ErrorStream::canShowStatus())
+        {
+            mStatus.emplace(mSetting.mReport.errors());
+        }
+    }
+
+    std::unique_ptr<WatchRecorder> recorder(LibvqmVersions const& aVersions)
+    {
+        std::string const& path = *mOptions.mOutput;
+        std::optional<CaptureForm> const present = mOptions.mRotate ? std::nullopt : formOfFile(path);
+        bool const isPcapng = present == CaptureForm::pcapng;
+        if (present && mOptions.mForm && isPcapng != (mOptions.mForm == CaptureForm::pcapng))
+        {
+            throw CaptureWriteError(fmt::format("cannot write {}: it is {}, which --format excludes", path,
+                                                isPcapng ? "a pcapng file" : "not a pcapng file"));
+        }
+        // Files of other forms are refused because they contain no records.
+        if (mOptions.mForm.value_or(present.value_or(CaptureForm::pcapng)) != CaptureForm::pcapng)
+        {
+            return std::make_unique<RecordsRecorder>(path, mSetting.mReport);
+        }
+        RecorderOptions const options{path, mOptions.mRotate, mOptions.mKeep.value_or(KeepLimit{}),
+                                      std::chrono::seconds(mOptions.mSync.value_or(defaultSync))};
+        mVersions = aVersions;
+        return std::make_unique<PcapngRecorder>(
+            options, RecorderSources{mBoards, mVersions, mDrops, mClock, mSetting.mReport});
     }
 
     void watchRegistered(qz::VqmLibrary& aLibrary)
@@ -156,7 +242,7 @@ private:
         { return static_cast<unsigned char>(aNumber.value_or(anyCategory)); };
         EventKind const kind{numberOr(mOptions.mCategory), numberOr(mOptions.mSubcategory),
                              mOptions.mIsPlain};
-        VqmRegistrations registrations(aLibrary, kind, mQueue, mSetting.mReport);
+        VqmRegistrations registrations(aLibrary, kind, *mIntake, mSetting.mReport);
         for (Board const& board : mBoards)
         {
             if (!board.mFailure)
@@ -169,7 +255,22 @@ private:
             throw std::runtime_error("nothing to watch: no board is registered");
         }
         mHasBegun = true;
+        reportBeginning(registrations.size());
         watchUntilEnd();
+    }
+
+    void reportBeginning(std::size_t aBoards)
+    {
+        std::string const boards = mOptions.mBoard
+                                       ? fmt::format("board {}", *mOptions.mBoard)
+                                       : fmt::format("{} board{}", aBoards, aBoards == 1 ? "" : "s");
+        auto const part =
+            [](char const* aSingle, char const* aAll, std::optional<unsigned int> const& aNumber)
+        { return aNumber ? fmt::format("{} {}", aSingle, *aNumber) : std::string(aAll); };
+        mSetting.mReport.addNote(fmt::format(
+            "watching {}, {}, {}{}", boards, part("category", "all categories", mOptions.mCategory),
+            part("subcategory", "all subcategories", mOptions.mSubcategory),
+            mRecorder ? fmt::format("; recording in {}", mRecorder->path()) : ""));
     }
 
     void watchUntilEnd()
@@ -181,13 +282,10 @@ private:
         }
         while (!mustStop())
         {
-            bool const hasMore = takeSome();
-            if (!hasMore)
-            {
-                mSink->flush();
-            }
-            // A signal may have arrived while flush() waited for the reader.
-            wait(hasMore || mustStop() ? 0 : millisecondsLeft());
+            std::size_t const taken = takeSome();
+            flush();
+            tick();
+            wait(taken);
         }
     }
 
@@ -197,25 +295,59 @@ private:
                mSetting.mOutput.isAbandoned();
     }
 
-    /// @return whether the queue may have more events
-    bool takeSome()
+    bool hasAll() const { return mTaken + mQueue.dropped() == mOptions.mCount; }
+
+    /// @return number of events that were taken from the queue
+    std::size_t takeSome()
     {
-        for (unsigned int i = 0; i < eventsPerRound && !hasAll(); ++i)
+        std::array<qz::QueuedEvent, eventsTogether> events;
+        std::size_t taken = 0;
+        while (taken < eventsPerRound)
         {
-            if (!mQueue.pop(mEvent))
+            std::size_t const count = mQueue.peek(events.data(), events.size());
+            if (count == 0)
             {
-                return false;
+                break;
             }
-            ++mTaken;
-            if (mSink->take(mEvent, boardNumbered(mEvent.mHead.mBoard)))
+            for (std::size_t i = 0; i < count; ++i)
             {
-                mTally.add(mEvent.mHead);
+                events[i].mHead.mTime = mClock.wallTimeOf(events[i].mHead.mTime);
             }
+            record(events.data(), count);
+            print(events.data(), count);
+            mQueue.remove(count);
+            taken += count;
+            mTaken += count;
         }
-        return true;
+        return taken;
     }
 
-    bool hasAll() const { return mTaken == mOptions.mCount; }
+    void record(qz::QueuedEvent const* aEvents, std::size_t aCount)
+    {
+        for (std::size_t i = 0; mRecorder && i < aCount; ++i)
+        {
+            qz::EventHead const& head = aEvents[i].mHead;
+            if (!RecordEncoder::canEncode(head))
+            {
+                mDrops.addUnencodable(head.mBoard);
+                continue;
+            }
+            mRecorder->take(aEvents[i], boardNumbered(head.mBoard));
+            mTally.add(head);
+        }
+        if (mRecorder && mLines)
+        {
+            mRecorder->flush();  // printing can wait for the reader
+        }
+    }
+
+    void print(qz::QueuedEvent const* aEvents, std::size_t aCount)
+    {
+        for (std::size_t i = 0; mLines && i < aCount; ++i)
+        {
+            mLines->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
+        }
+    }
 
     Board const* boardNumbered(unsigned int aNumber) const
     {
@@ -225,24 +357,94 @@ private:
         return found == mBoards.end() ? nullptr : &*found;
     }
 
-    /// @return the timeout for poll()
-    int millisecondsLeft() const
+    void flush()
     {
-        if (!mEnd)
+        for (WatchSink* const sink : sinks())
         {
-            return -1;
+            sink->flush();
         }
-        auto const left = std::chrono::ceil<std::chrono::milliseconds>(*mEnd - Clock::now()).count();
-        return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
     }
 
-    /// Waits for an event or a signal, or until the reader of the lines leaves.
-    void wait(int aMilliseconds)
+    /// The recorder comes first, because printing can wait for the reader.
+    std::vector<WatchSink*> sinks()
     {
-        int const lines = mOptions.mOutput ? -1 : mSetting.mOutput.descriptor();
-        std::array<pollfd, 3> descriptors{
-            {{mSignals.descriptor(), POLLIN, 0}, {mQueue.descriptor(), POLLIN, 0}, {lines, 0, 0}}};
-        ::poll(descriptors.data(), descriptors.size(), aMilliseconds);
+        std::vector<WatchSink*> sinks;
+        if (mRecorder)
+        {
+            sinks.push_back(mRecorder.get());
+        }
+        if (mLines)
+        {
+            sinks.push_back(&*mLines);
+        }
+        return sinks;
+    }
+
+    /// Does what is due besides events.
+    void tick()
+    {
+        if (mClock.follow() && mRecorder)
+        {
+            mRecorder->startSection();
+        }
+        if (mRecorder)
+        {
+            mRecorder->tick();
+            if (mSignals.takeHangup())
+            {
+                mRecorder->continueInNextFile();
+            }
+        }
+        mIntake->reportDiscarded(mSetting.mReport);
+        if (Clock::now() >= mNextDropNote)
+        {
+            reportDrops();
+            mNextDropNote = Clock::now() + betweenDropNotes;
+        }
+        if (mStatus)
+        {
+            mStatus->show({mTaken, numberOfDrops(), mRecorder->size()});
+        }
+    }
+
+    /// Reports the events that were dropped since the previous call.
+    void reportDrops()
+    {
+        std::string text;
+        for (Board const& board : mBoards)
+        {
+            std::uint64_t& reported = mReportedDrops[board.mNumber];
+            std::uint64_t const fresh = mDrops.total(board.mNumber) - reported;
+            reported += fresh;
+            if (fresh != 0)
+            {
+                text += fmt::format("{}{} of board {}", text.empty() ? "" : ", ", fresh, board.mNumber);
+                if (mLines)
+                {
+                    mLines->takeDrops(mClock.now(), board.mNumber, fresh);
+                }
+            }
+        }
+        if (!text.empty())
+        {
+            mSetting.mReport.showNote("dropped events: " + text);
+        }
+    }
+
+    /// Waits for an event or a signal, until the reader of the lines leaves, or until something else is due.
+    /// @param aTaken number of events in this round
+    void wait(std::size_t aTaken)
+    {
+        // While events keep arriving, the callbacks do not have to wake this thread.
+        bool const isAwaited = aTaken == 0 && mQueue.await();
+        bool const hasMore = aTaken >= eventsPerRound || (aTaken == 0 && !isAwaited);
+        // A signal may have arrived while a sink waited for its reader.
+        bool const isUrgent = hasMore || mustStop();
+        std::chrono::milliseconds const wait = isUrgent ? pace * 0 : atMost(isAwaited ? longestWait : pace);
+        std::array<pollfd, 3> descriptors{{{mSignals.descriptor(), POLLIN, 0},
+                                           {isAwaited ? mQueue.descriptor() : -1, POLLIN, 0},
+                                           {mLines ? mSetting.mOutput.descriptor() : -1, 0, 0}}};
+        ::poll(descriptors.data(), descriptors.size(), static_cast<int>(wait.count()));
         mSignals.take();
         if ((descriptors[2].revents & POLLERR) != 0)
         {
@@ -250,18 +452,61 @@ private:
         }
     }
 
+    std::chrono::milliseconds atMost(std::chrono::milliseconds aTime) const
+    {
+        if (!mEnd)
+        {
+            return aTime;
+        }
+        auto const left = std::chrono::ceil<std::chrono::milliseconds>(*mEnd - Clock::now());
+        return std::clamp(left, std::chrono::milliseconds(0), aTime);
+    }
+
     void reportCounts()
     {
-        mSetting.mReport.addNote(fmt::format("received {} events, wrote {}, dropped {}", mQueue.received(),
-                                             mSink->written(), dropped()));
+        mIntake->reportDiscarded(mSetting.mReport);
+        mIntake->reportTotal(mSetting.mReport);
+        mSetting.mReport.addNote(
+            fmt::format("received {} events, wrote {}, dropped {}", mQueue.received(), written(), dropped()));
         if (dropped() > 0)
         {
-            mSetting.mReport.addError(
-                ExitCode::failed, fmt::format("{} of {} events were dropped", dropped(), mQueue.received()));
+            std::string text;
+            for (auto const& drops : dropsJson())
+            {
+                text +=
+                    fmt::format("{}{} of board {}", text.empty() ? ": " : ", ",
+                                drops["dropped"].get<std::uint64_t>(), drops["board"].get<unsigned int>());
+            }
+            mSetting.mReport.addError(ExitCode::failed, fmt::format("{} of {} events were dropped{}",
+                                                                    dropped(), mQueue.received(), text));
         }
     }
 
-    std::uint64_t written() const { return mSink ? mSink->written() : 0; }
+    /// @return the boards that dropped events
+    nlohmann::ordered_json dropsJson() const
+    {
+        auto list = nlohmann::ordered_json::array();
+        for (Board const& board : mBoards)
+        {
+            if (std::uint64_t const count = mDrops.total(board.mNumber))
+            {
+                list.push_back({{"board", board.mNumber}, {"dropped", count}});
+            }
+        }
+        return list;
+    }
+
+    std::uint64_t numberOfDrops() const
+    {
+        return std::accumulate(mBoards.begin(), mBoards.end(), std::uint64_t{0},
+                               [this](std::uint64_t aSum, Board const& aBoard)
+                               { return aSum + mDrops.total(aBoard.mNumber); });
+    }
+
+    std::uint64_t written() const
+    {
+        return mRecorder ? mRecorder->written() : mLines ? mLines->written() : 0;
+    }
 
     /// Number of events that did not fit in the queue or could not be written.
     std::uint64_t dropped() const { return mQueue.received() - written(); }
@@ -271,10 +516,17 @@ private:
     // Created before the vendor library is loaded, so that its threads block the signals too.
     StopSignals mSignals;
     qz::EventQueue mQueue;
+    std::optional<EventIntake> mIntake;
+    DropCounts mDrops;
+    std::map<unsigned int, std::uint64_t> mReportedDrops;  ///< by the boards' numbers
+    WatchClock mClock;
+    LibvqmVersions mVersions;
     std::vector<Board> mBoards;
-    std::unique_ptr<WatchSink> mSink;
+    std::unique_ptr<WatchRecorder> mRecorder;
+    std::optional<WatchLines> mLines;
+    std::optional<WatchStatus> mStatus;
     std::optional<Clock::time_point> mEnd;
-    qz::Event mEvent{};
+    Clock::time_point mNextDropNote;
     std::uint64_t mTaken = 0;
     bool mHasBegun = false;  ///< whether a board was registered
     WatchTally mTally;
@@ -282,14 +534,19 @@ private:
 
 std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOptions)
 {
+    if (std::optional<std::string> const complaint = complaintAbout(aOptions))
+    {
+        aSetting.mReport.addError(ExitCode::misused, *complaint);
+        return Answer();
+    }
     aSetting.mPartial.provide(
         [&aOptions]() -> std::optional<Answer>
         {
-            if (!aOptions.mOutput)
+            if (!aOptions.mOutput || aOptions.mIsPrinted)
             {
                 return {};
             }
-            return Answer{keysOf(0, 0, 0, WatchTally()), ""};
+            return Answer{keysOf(0, 0, 0, nlohmann::ordered_json::array(), WatchTally()), ""};
         });
     Watch watch(aSetting, aOptions);
     watch.run();
@@ -304,9 +561,11 @@ void addWatch(CommandLine& aCommandLine)
         aCommandLine.addVerb("watch", "Show or record diagnostic events as they arrive",
                              "  qzagent watch --seconds 10\n"
                              "                             a line for each event of the next ten seconds\n"
-                             "  qzagent watch --category 3 --output events.capture\n"
+                             "  qzagent watch --category 3 --output events.pcapng\n"
                              "                             append the events of one category to a capture "
-                             "until SIGINT or SIGTERM\n",
+                             "until SIGINT or SIGTERM\n"
+                             "  qzagent watch --output events.pcapng --rotate 100M --keep 10\n"
+                             "                             record in numbered files and keep the last ten\n",
                              [options](Setting const& aSetting) { return watch(aSetting, *options); });
     addOptions(arguments, *options);
     aCommandLine.addTimeout(arguments);

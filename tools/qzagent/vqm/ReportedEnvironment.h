@@ -8,6 +8,7 @@
 #include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/vqm/VqmVersions.h"
 
 namespace qzagent
 {
@@ -48,4 +49,13 @@ private:
     qz::VqmEnvironment mEnvironment;
     Report& mReport;
 };
+
+/// @param aVersions set to the versions of the vendor library and its driver
+/// @throws as qz::VqmEnvironment
+inline ReportedEnvironment openEnvironment(qz::VqmLibrary& aLibrary, Report& aReport,
+                                           LibvqmVersions& aVersions)
+{
+    LibvqmVersionLog const log(aReport.errors(), aVersions);
+    return {aLibrary, aReport};
+}
 }  // namespace qzagent

@@ -1,6 +1,5 @@
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 
-#include <chrono>
 #include <cstdarg>
 #include <ctime>
 #include <exception>
@@ -9,32 +8,23 @@
 #include <fmt/format.h>
 #include <hbaapi.h>
 
-#include "agentkit/include/EventQueue.h"
 #include "agentkit/include/ScopeEvents.h"
 #include "agentkit/include/VqmLibrary.h"
 #include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/vqm/VqmEvent.h"
+#include "tools/qzagent/vqm/EventIntake.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 
 namespace qzagent
 {
 namespace
 {
-/// Runs on a thread that the vendor library chooses, and must not block that thread, so it only queues the event.
-void handOver(void* aQueue, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
+void handOver(void* aIntake, unsigned int aBoard, unsigned int aCategory, unsigned int aSubcategory,
               QZ_event const* aEvent)
 {
-    VqmPayload const payload = payloadOf(aEvent);
-    static_cast<qz::EventQueue*>(aQueue)->push(
-        {std::chrono::system_clock::now(), aBoard, aCategory, aSubcategory}, payload.mBytes, payload.mLength);
-}
-
-void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
-                     void* aQueue, QZ_event* aEvent)
-{
-    handOver(aQueue, aBoard, aCategory, aSubcategory, aEvent);
+    static_cast<EventIntake*>(aIntake)->take({receptionTime(), aBoard, aCategory, aSubcategory}, aEvent);
 }
 
 void takePlainEvent(unsigned int aBoard, ...)
@@ -43,12 +33,18 @@ void takePlainEvent(unsigned int aBoard, ...)
     va_start(arguments, aBoard);
     unsigned int const category = va_arg(arguments, unsigned int);
     unsigned int const subcategory = va_arg(arguments, unsigned int);
-    void* const queue = va_arg(arguments, void*);
+    void* const intake = va_arg(arguments, void*);
     QZ_event const* const event = va_arg(arguments, QZ_event*);
     va_end(arguments);
-    handOver(queue, aBoard, category, subcategory, event);
+    handOver(intake, aBoard, category, subcategory, event);
 }
 }  // namespace
+
+void takeQuazorEvent(unsigned int aBoard, HBA_wwn, unsigned int aCategory, unsigned int aSubcategory,
+                     void* aIntake, QZ_event* aEvent)
+{
+    handOver(aIntake, aBoard, aCategory, aSubcategory, aEvent);
+}
 
 VqmRegistrations::~VqmRegistrations()
 {
@@ -76,11 +72,11 @@ qz::VqmRegistration VqmRegistrations::registrationOf(Board const& aBoard)
     setCurrentStep(fmt::format("registration of board {}", aBoard.mNumber));
     if (mKind.mIsPlain)
     {
-        return qz::VqmRegistration::plain(mLibrary, aBoard.mNumber, mKind.mCategory, &mQueue,
+        return qz::VqmRegistration::plain(mLibrary, aBoard.mNumber, mKind.mCategory, &mIntake,
                                           mKind.mSubcategory, &takePlainEvent);
     }
     return qz::VqmRegistration::quazor(mLibrary, aBoard.mNumber, aBoard.mSecondWwn,
-                                       qz::makeScopeEvent(mKind.mCategory, mKind.mSubcategory), &mQueue,
+                                       qz::makeScopeEvent(mKind.mCategory, mKind.mSubcategory), &mIntake,
                                        &takeQuazorEvent);
 }
 

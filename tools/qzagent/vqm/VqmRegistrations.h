@@ -2,12 +2,18 @@
 /// Registrations for the events of the vendor library.
 #pragma once
 
+#include <cstddef>
+#include <ctime>
 #include <vector>
 
-#include "agentkit/include/EventQueue.h"
+#include <hbaapi.h>
+
 #include "agentkit/include/VqmLibrary.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/vqm/EventIntake.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
+
+struct QZ_event;
 
 namespace qzagent
 {
@@ -19,16 +25,21 @@ struct EventKind
     bool mIsPlain;               ///< true for the plain interface, false for the Quazor interface
 };
 
+/// The callback of the Quazor interface. Runs on a thread that the vendor library chooses, and must not block that
+/// thread, so it only queues the event.
+/// @param aIntake the EventIntake that receives the event
+void takeQuazorEvent(unsigned int aBoard, HBA_wwn aPort, unsigned int aCategory, unsigned int aSubcategory,
+                     void* aIntake, QZ_event* aEvent);
+
 /// Registers boards for events, and unregisters them when it is destroyed.
 class VqmRegistrations
 {
 public:
-    /// @param aQueue  receives the events; must outlive the vendor library, which may send events after it was asked to
+    /// @param aIntake receives the events; must outlive the vendor library, which may send events after it was asked to
     ///                unregister
     /// @param aReport receives refused registrations and unregistrations
-    VqmRegistrations(qz::VqmLibrary& aLibrary, EventKind const& aKind, qz::EventQueue& aQueue,
-                     Report& aReport)
-        : mLibrary(aLibrary), mKind(aKind), mQueue(aQueue), mReport(aReport)
+    VqmRegistrations(qz::VqmLibrary& aLibrary, EventKind const& aKind, EventIntake& aIntake, Report& aReport)
+        : mLibrary(aLibrary), mKind(aKind), mIntake(aIntake), mReport(aReport)
     {
     }
     ~VqmRegistrations();
@@ -44,6 +55,9 @@ public:
     /// @return whether no board is registered
     bool isEmpty() const { return mBoards.empty(); }
 
+    /// Number of registered boards.
+    std::size_t size() const { return mBoards.size(); }
+
 private:
     struct RegisteredBoard
     {
@@ -57,7 +71,7 @@ private:
 
     qz::VqmLibrary& mLibrary;
     EventKind const mKind;
-    qz::EventQueue& mQueue;
+    EventIntake& mIntake;
     Report& mReport;
     std::vector<RegisteredBoard> mBoards;
 };

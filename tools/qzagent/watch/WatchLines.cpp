@@ -1,14 +1,12 @@
 #include "tools/qzagent/watch/WatchLines.h"
 
-#include <algorithm>
 #include <climits>
-#include <cstddef>
+#include <cstdint>
 #include <string>
 
-#include <fmt/format.h>
-
 #include "agentkit/include/EventQueue.h"
-#include "tools/qzagent/capture/HexDump.h"
+#include "tools/qzagent/capture/EventLine.h"
+#include "tools/qzagent/cli/HostName.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/cli/StoppableOutput.h"
@@ -19,47 +17,70 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::size_t bytesInALine = 16;
-
-std::string lineOf(qz::Event const& aEvent)
+EventLine::Style styleOf(bool aIsJson)
 {
-    std::size_t const length = aEvent.mPayload.size();
-    std::string const start = hexOf({aEvent.mPayload.data(), std::min(length, bytesInALine)});
-    return fmt::format("{} board {} category {} subcategory {} length {}{}{}{}\n",
-                       timeText(aEvent.mHead.mTime), aEvent.mHead.mBoard, aEvent.mHead.mCategory,
-                       aEvent.mHead.mSubcategory, length, start.empty() ? "" : " ", start,
-                       length > bytesInALine ? "..." : "");
+    EventLine::Style style;
+    style.mForm = aIsJson ? EventLine::Form::json : EventLine::Form::text;
+    return style;
 }
 
-/// Formatted directly, which is faster: no value needs escaping, and a payload can be long.
-std::string jsonOf(qz::Event const& aEvent, Board const* aBoard)
-{
-    std::string json = fmt::format(R"({{"time":"{}","board":{},"category":{},"subcategory":{})",
-                                   timeText(aEvent.mHead.mTime), aEvent.mHead.mBoard, aEvent.mHead.mCategory,
-                                   aEvent.mHead.mSubcategory);
-    if (aBoard != nullptr)
-    {
-        json +=
-            fmt::format(R"(,"first_wwn":"{}","second_wwn":"{}")", aBoard->mFirstWwn->getStringForm().get(),
-                        aBoard->mSecondWwn->getStringForm().get());
-    }
-    std::size_t const length = aEvent.mPayload.size();
-    return json +
-           fmt::format(R"(,"length_bytes":{},"payload":"{}"}})", length,
-                       hexOf({aEvent.mPayload.data(), length})) +
-           "\n";
-}
 }  // namespace
 
-bool WatchLines::take(qz::Event const& aEvent, Board const* aBoard)
+WatchLines::WatchLines(Output& aOutput, StopSignals& aSignals, bool aIsJson)
+    : mOutput(aOutput), mSignals(aSignals), mIsJson(aIsJson), mHost(hostName()), mLine(styleOf(aIsJson))
 {
-    mLines += mIsJson ? jsonOf(aEvent, aBoard) : lineOf(aEvent);
+}
+
+void WatchLines::take(qz::QueuedEvent const& aEvent, Board const* aBoard)
+{
+    mLine.append(mLines, valuesOf(aEvent, aBoard));
     ++mNumberOfLines;
+    flushWhenLong();
+}
+
+void WatchLines::takeDrops(ReceptionTime aTime, unsigned int aBoard, std::uint64_t aDropped)
+{
+    if (mIsJson)
+    {
+        mLine.appendDropped(mLines, {timeOf(aTime), mHost, aBoard}, aDropped);
+        flushWhenLong();
+    }
+}
+
+EventValues WatchLines::valuesOf(qz::QueuedEvent const& aEvent, Board const* aBoard)
+{
+    qz::EventHead const& head = aEvent.mHead;
+    EventValues values{{timeOf(head.mTime), mHost, head.mBoard},
+                       head.mCategory,
+                       head.mSubcategory,
+                       {},
+                       {},
+                       payloadOf(aEvent)};
+    if (aBoard != nullptr)
+    {
+        values.mFirst.emplace(*aBoard->mFirstWwn);
+        values.mSecond.emplace(*aBoard->mSecondWwn);
+    }
+    return values;
+}
+
+qz::Bytes WatchLines::payloadOf(qz::QueuedEvent const& aEvent)
+{
+    if (aEvent.mRest.mSize == 0)
+    {
+        return aEvent.mPayload;
+    }
+    mPayload.assign(aEvent.mPayload.begin(), aEvent.mPayload.end());
+    mPayload.insert(mPayload.end(), aEvent.mRest.begin(), aEvent.mRest.end());
+    return {mPayload.data(), mPayload.size()};
+}
+
+void WatchLines::flushWhenLong()
+{
     if (mLines.size() >= PIPE_BUF)
     {
         flush();
     }
-    return true;
 }
 
 void WatchLines::flush()

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "agentkit/include/EventQueue.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
@@ -16,9 +17,9 @@ public:
     virtual ~WatchSink() = default;
 
     /// Takes one event.
+    /// @param aEvent valid during the call, with its time on the wall clock
     /// @param aBoard the event's board; null when the board is unknown
-    /// @return false when the sink cannot represent the event
-    virtual bool take(qz::Event const& aEvent, Board const* aBoard) = 0;
+    virtual void take(qz::QueuedEvent const& aEvent, Board const* aBoard) = 0;
 
     /// Writes the events that the sink has collected. Called when no more events are waiting.
     virtual void flush() = 0;
@@ -28,5 +29,25 @@ public:
 
     /// Number of events that are written.
     virtual std::uint64_t written() const = 0;
+};
+
+/// Records watched events in a file.
+class WatchRecorder : public WatchSink
+{
+public:
+    /// Does what is due. Called at least once a second, with no event collected.
+    virtual void tick() = 0;
+
+    /// Continues in the next file, or in a file that is opened again.
+    virtual void continueInNextFile() = 0;
+
+    /// Called when the wall clock was set.
+    virtual void startSection() = 0;
+
+    /// Path of the current file.
+    virtual std::string const& path() const = 0;
+
+    /// Size of the current file in bytes.
+    virtual std::uint64_t size() const = 0;
 };
 }  // namespace qzagent

@@ -47,9 +47,9 @@ typedef void (*QZQzapiCallback)(unsigned int aBoardId, HBA_wwn aPortWwn, unsigne
 /// verdict: the caller is responsible for asking LIBVQM_IsQzapiSupported() before it uses the Quazor operations.
 ///
 /// Order of use: LIBVQM_LoadLibrary(), LIBVQM_Init(), the others, LIBVQM_Close(), LIBVQM_FreeLibrary().
-/// All operations except LIBVQM_IsQzapiSupported() and LIBVQM_IsLoaded() trace "Entered" and "Left". An operation that
-/// throws does not trace "Left", except LIBVQM_LoadLibrary(). Every failure except missing memory is logged before it
-/// is thrown. docs/logging.md has the lines.
+/// All operations except LIBVQM_IsQzapiSupported(), LIBVQM_IsLoaded() and LIBVQM_GetLoadNumber() trace "Entered" and
+/// "Left". An operation that throws does not trace "Left", except LIBVQM_LoadLibrary(). Every failure except missing
+/// memory is logged before it is thrown. docs/logging.md has the lines.
 ///
 /// Every operation that calls the vendor library throws QZCNotAllowedEx "dlsym Failed", code 9, if the library lacks
 /// the function. The layer has then closed the library as LIBVQM_FreeLibrary() does. After this exception do not
@@ -165,6 +165,12 @@ public:
     /// @return whether the vendor library is loaded, so that the operations that assert it may be called. It is false
     ///         after LIBVQM_FreeLibrary(), and after an operation that did not find its function
     static bool LIBVQM_IsLoaded();
+
+    /// Tells one load from the next: code that keeps what the library gave it compares the number with that of its own
+    /// load. Loading the library once more while it is loaded does not change the number. May be called at any time.
+    /// Throws nothing.
+    /// @return number of times that the library was loaded while it was not loaded, so 0 before the first load
+    static unsigned int LIBVQM_GetLoadNumber();
 
 private:
     void __initLibvqm();

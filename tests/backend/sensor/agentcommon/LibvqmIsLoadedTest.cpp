@@ -85,4 +85,63 @@ TEST_F(LibvqmIsLoaded, AnswerLogsNothing)
             EXPECT_THAT(mLog.lines(), testing::IsEmpty());
         });
 }
+
+using LibvqmLoadNumber = LibvqmLayer;
+
+TEST_F(LibvqmLoadNumber, IsZeroBeforeTheFirstLoad)
+{
+    inFreshProcess([] { EXPECT_EQ(QZCLibvqmAbs::LIBVQM_GetLoadNumber(), 0u); });
+}
+
+TEST_F(LibvqmLoadNumber, ChangesWhenTheLibraryIsLoadedAfterItWasFreed)
+{
+    inFreshProcess(
+        [&]
+        {
+            mLayer.LIBVQM_LoadLibrary();
+            EXPECT_EQ(QZCLibvqmAbs::LIBVQM_GetLoadNumber(), 1u);
+            mLayer.LIBVQM_FreeLibrary();
+            EXPECT_EQ(QZCLibvqmAbs::LIBVQM_GetLoadNumber(), 1u);
+            mLayer.LIBVQM_LoadLibrary();
+            EXPECT_EQ(QZCLibvqmAbs::LIBVQM_GetLoadNumber(), 2u);
+        });
+}
+
+TEST_F(LibvqmLoadNumber, ChangesWhenTheLibraryIsLoadedAfterAMissingFunction)
+{
+    inFreshProcess(
+        [&]
+        {
+            mLayer.LIBVQM_LoadLibrary();
+            mVqm.mMissing = "VQM_InitDiagEnv";
+            EXPECT_EQ(outcomeOf([&] { mLayer.LIBVQM_Init(); }), symbolMissing);
+            mLayer.LIBVQM_LoadLibrary();
+            EXPECT_EQ(QZCLibvqmAbs::LIBVQM_GetLoadNumber(), 2u);
+        });
+}
+
+TEST_F(LibvqmLoadNumber, StaysWhenTheLoadedLibraryIsLoadedOnceMore)
+{
+    inFreshProcess(
+        [&]
+        {
+            mLayer.LIBVQM_LoadLibrary();
+            mLayer.LIBVQM_LoadLibrary();
+            EXPECT_EQ(QZCLibvqmAbs::LIBVQM_GetLoadNumber(), 1u);
+            mVqm.mHandle = 0;
+            outcomeOf([&] { mLayer.LIBVQM_LoadLibrary(); });
+            EXPECT_EQ(QZCLibvqmAbs::LIBVQM_GetLoadNumber(), 1u);
+        });
+}
+
+TEST_F(LibvqmLoadNumber, QueryLogsNothing)
+{
+    inFreshProcess(
+        [&]
+        {
+            load();
+            QZCLibvqmAbs::LIBVQM_GetLoadNumber();
+            EXPECT_THAT(mLog.lines(), testing::IsEmpty());
+        });
+}
 }  // namespace

@@ -1,0 +1,62 @@
+/// @file
+/// The numbers of the pcapng format.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace pcapng
+{
+enum class BlockType : std::uint32_t
+{
+    interfaceDescription = 1,
+    simplePacket = 3,
+    nameResolution = 4,
+    interfaceStatistics = 5,
+    enhancedPacket = 6,
+    sectionHeader = 0x0a0d0d0a,  // the same in both byte orders
+};
+
+constexpr std::uint32_t byteOrderMagic = 0x1a2b3c4d;
+constexpr std::uint16_t majorVersion = 1;
+
+/// Every field, option and block begins at a multiple of this size.
+constexpr std::size_t alignment = 4;
+
+/// Type and total length before the body, and the total length again after it.
+constexpr std::size_t blockHeadSize = 8;
+constexpr std::size_t blockTailSize = 4;
+constexpr std::size_t smallestBlock = blockHeadSize + blockTailSize;
+
+/// The fields of a packet before its data.
+constexpr std::size_t packetHeadSize = 20;
+
+enum class Option : std::uint16_t
+{
+    end = 0,
+    comment = 1,
+
+    // of a section header
+    hardware = 2,
+    system = 3,
+    application = 4,
+
+    // of an interface description
+    name = 2,
+    description = 3,
+    timeResolution = 9,
+    timeOffset = 14,
+
+    // of a packet
+    dropCount = 4,
+    packetId = 5,
+
+    // of interface statistics
+    startTime = 2,
+    endTime = 3,
+    received = 4,
+    dropped = 5,
+};
+
+constexpr std::size_t paddingAfter(std::size_t aSize) { return (alignment - aSize % alignment) % alignment; }
+}  // namespace pcapng

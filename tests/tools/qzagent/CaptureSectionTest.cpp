@@ -1,0 +1,145 @@
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <variant>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "agentkit/include/EventQueue.h"
+#include "pcapng/BlockWriter.h"
+#include "pcapng/Reader.h"
+#include "tests/support/Records.h"
+#include "tools/qzagent/watch/CaptureSection.h"
+
+using qzagent::Board;
+using qzagent::CaptureSection;
+using qzagent::DropCounts;
+using qzagent::ReceptionTime;
+using testing::ElementsAre;
+
+namespace
+{
+class BytesInput : public pcapng::Input
+{
+public:
+    explicit BytesInput(qz::Bytes aBytes) : mLeft(aBytes) {}
+
+    std::size_t read(unsigned char* aBytes, std::size_t aSize) override
+    {
+        std::size_t const size = std::min(aSize, mLeft.mSize);
+        std::copy_n(mLeft.mData, size, aBytes);
+        mLeft = {mLeft.mData + size, mLeft.mSize - size};
+        return size;
+    }
+
+private:
+    qz::Bytes mLeft;
+};
+
+class CaptureSectionTest : public testing::Test
+{
+protected:
+    /// @return the packets or the statistics in the blocks
+    template <typename Kind>
+    std::vector<Kind> all() const
+    {
+        BytesInput input(mBlocks.bytes());
+        pcapng::Reader reader(input, 1U << 20U);
+        std::vector<Kind> found;
+        while (std::optional<pcapng::Item> const item = reader.next())
+        {
+            if (auto const* const kind = std::get_if<Kind>(&*item))
+            {
+                found.push_back(*kind);
+            }
+        }
+        return found;
+    }
+
+    static qz::QueuedEvent event(unsigned int aBoard, std::uint64_t aDropped, int aSeconds = 100)
+    {
+        return {{at(aSeconds), aBoard, 3, 7}, {nullptr, 0}, {nullptr, 0}, aDropped};
+    }
+
+    static ReceptionTime at(int aSeconds) { return ReceptionTime(std::chrono::seconds(aSeconds)); }
+
+    Board const mBoard{0, nameOf({0x20, 0, 0, 0, 0xc9, 0, 0, 1}), nameOf({0x10, 0, 0, 0, 0xc9, 0, 0, 1}), {}};
+    std::vector<Board> const mBoards{mBoard};
+    qz::EventQueue mQueue{1, 1};
+    DropCounts mDrops{mQueue};
+    pcapng::BlockWriter mBlocks;
+};
+
+TEST_F(CaptureSectionTest, EachPacketHasTheDropsSinceThePreviousOneOfItsInterface)
+{
+    mDrops.addUnencodable(0);
+    CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
+    section.addPacket(event(0, 2), &mBoard);
+    mDrops.addUnencodable(0);
+    mDrops.addUnencodable(9);
+    section.addPacket(event(0, 3), &mBoard);
+    section.addPacket(event(0, 0), &mBoard);
+    std::vector<std::uint64_t> drops;
+    for (auto const& packet : all<pcapng::Packet>())
+    {
+        drops.push_back(*packet.mHead.mDropCount);
+    }
+    EXPECT_THAT(drops, ElementsAre(2u, 4u, 0u)) << "the drop before the section belongs to the previous one";
+}
+
+TEST_F(CaptureSectionTest, StatisticsCountTheDropsOfTheSection)
+{
+    mQueue.push({at(1), 0, 0, 0}, reinterpret_cast<unsigned char const*>("ab"), 2);
+    CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
+    section.addPacket(event(0, 0), &mBoard);
+    mQueue.push({at(1), 0, 0, 0}, reinterpret_cast<unsigned char const*>("ab"), 2);
+    mDrops.addUnencodable(0);
+    section.addStatistics(at(105));
+    auto const statistics = all<pcapng::Statistics>();
+    ASSERT_EQ(statistics.size(), 1u);
+    EXPECT_EQ(statistics[0].mReceived, 3u);
+    EXPECT_EQ(statistics[0].mDropped, 2u);
+    EXPECT_EQ(statistics[0].mStart, 100'000'000'000u);
+    EXPECT_EQ(statistics[0].mEnd, 105'000'000'000u);
+}
+
+TEST_F(CaptureSectionTest, AnUnknownBoardHasItsOwnInterface)
+{
+    CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
+    section.addPacket(event(7, 0), nullptr);
+    section.addPacket(event(7, 0), nullptr);
+    section.addStatistics(at(100));
+    BytesInput input(mBlocks.bytes());
+    pcapng::Reader reader(input, 1U << 20U);
+    std::optional<pcapng::Item> item = reader.next();
+    while (item && !std::holds_alternative<pcapng::Packet>(*item))
+    {
+        item = reader.next();
+    }
+    auto const packet = std::get<pcapng::Packet>(item.value());
+    EXPECT_EQ(packet.mHead.mInterface, 1u);
+    EXPECT_EQ(packet.mInterface->mName, "board 7");
+    EXPECT_EQ(packet.mInterface->mDescription, "");
+    EXPECT_EQ(packet.mData.mSize, 4u) << "a record without names and payload";
+    EXPECT_EQ(all<pcapng::Statistics>().size(), 2u);
+}
+
+TEST_F(CaptureSectionTest, TimesNeverGoBack)
+{
+    CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
+    std::vector<std::uint64_t> seconds;
+    for (int const time : {99, 103, 102, 104})
+    {
+        section.addPacket(event(0, 0, time), &mBoard);
+    }
+    for (auto const& packet : all<pcapng::Packet>())
+    {
+        seconds.push_back(packet.mHead.mTime / 1'000'000'000);
+    }
+    EXPECT_THAT(seconds, ElementsAre(100u, 103u, 103u, 104u));
+}
+}  // namespace

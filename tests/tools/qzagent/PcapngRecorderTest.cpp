@@ -1,0 +1,104 @@
+#include <chrono>
+#include <cstddef>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "agentkit/include/EventQueue.h"
+#include "pcapng/BlockWriter.h"
+#include "tests/support/FreshProcess.h"
+#include "tests/tools/qzagent/Captures.h"
+#include "tools/qzagent/capture/PcapngFile.h"
+#include "tools/qzagent/cli/ErrorStream.h"
+#include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/watch/PcapngRecorder.h"
+
+using qzagent::CaptureWriteError;
+using qzagent::PcapngFile;
+using qzagent::PcapngRecorder;
+
+namespace
+{
+constexpr std::size_t sizeOfPacket = 36;  // a packet with four bytes of data and without options
+
+/// So many packets of four bytes.
+class Packets
+{
+public:
+    explicit Packets(unsigned int aCount)
+    {
+        for (unsigned int i = 0; i < aCount; ++i)
+        {
+            mWriter.add(pcapng::PacketHead{}, {{reinterpret_cast<unsigned char const*>("data"), 4}});
+        }
+    }
+
+    pcapng::Bytes bytes() const { return mWriter.bytes(); }
+
+private:
+    pcapng::BlockWriter mWriter;
+};
+
+using PcapngFileTest = CaptureFixture;
+
+TEST_F(PcapngFileTest, KeepsTheWholeBlocksOfAWriteThatFails)
+{
+    inFreshProcess(
+        [this]
+        {
+            PcapngFile file(mPath);
+            file.append(Packets(2).bytes());
+            limitFiles(5 * sizeOfPacket + 10);
+            try
+            {
+                file.append(Packets(9).bytes());
+                FAIL() << "the file exceeds its limit";
+            }
+            catch (CaptureWriteError const& error)
+            {
+                EXPECT_EQ(std::string(error.what()),
+                          "cannot write " + mPath + ": File too large; its first 180 bytes are whole blocks");
+            }
+            EXPECT_EQ(file.packets(), 5u);
+            EXPECT_EQ(content().size(), 5 * sizeOfPacket);
+        });
+}
+
+TEST_F(PcapngFileTest, KeepsWhatAnotherProcessAppended)
+{
+    inFreshProcess(
+        [this]
+        {
+            PcapngFile file(mPath);
+            file.append(Packets(1).bytes());
+            std::ofstream(mPath, std::ios::binary | std::ios::app) << "other";
+            limitFiles(2 * sizeOfPacket);
+            EXPECT_THROW(file.append(Packets(1).bytes()), CaptureWriteError);
+            EXPECT_EQ(content().substr(sizeOfPacket, 5), "other");
+            EXPECT_EQ(content().size(), 2 * sizeOfPacket) << "the partial block remains";
+        });
+}
+
+TEST_F(PcapngFileTest, ANewSectionBeginsWhenTheWallClockIsSet)
+{
+    qzagent::ErrorStream errors;
+    qzagent::Report report(errors);
+    qz::EventQueue const queue(1, 1);
+    qzagent::DropCounts const drops(queue);
+    qzagent::WatchClock const clock;
+    std::vector<qzagent::Board> const boards;
+    qzagent::LibvqmVersions const versions;
+    PcapngRecorder recorder({mPath, {}, {}, std::chrono::seconds(0)},
+                            {boards, versions, drops, clock, report});
+    std::string const header = content();
+    recorder.startSection();
+    std::string const start = header.substr(0, 4);
+    EXPECT_EQ(content().substr(header.size(), 4), start);
+    EXPECT_EQ(recorder.written(), 0u);
+    EXPECT_EQ(recorder.path(), mPath);
+    EXPECT_EQ(recorder.size(), content().size());
+}
+}  // namespace

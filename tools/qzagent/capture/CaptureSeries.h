@@ -1,0 +1,36 @@
+/// @file
+/// The numbered files of a recording.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+
+#include "tools/qzagent/capture/CaptureLimits.h"
+
+namespace qzagent
+{
+/// The files NAME-00001.pcapng, NAME-00002.pcapng and so on. Continues after the files that exist.
+class CaptureSeries
+{
+public:
+    /// @param aPath path of the files without number; ".pcapng" at its end is ignored
+    CaptureSeries(std::string const& aPath, KeepLimit const& aKeep);
+
+    /// Begins the next file.
+    /// @return its path
+    std::string next();
+
+    /// Removes the oldest files until the rest is within the limit. Keeps the current file.
+    /// @param aCurrentSize size of the current file in bytes
+    void removeOldest(std::uint64_t aCurrentSize);
+
+private:
+    std::string pathOf(std::uint64_t aNumber) const;
+    bool isWithinLimit(std::uint64_t aCurrentSize) const;
+
+    std::string const mName;
+    KeepLimit const mKeep;
+    std::deque<std::uint64_t> mNumbers;  ///< of the files, oldest first; the current one is the last
+};
+}  // namespace qzagent

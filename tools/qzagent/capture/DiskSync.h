@@ -1,0 +1,46 @@
+/// @file
+/// Bounds what a power failure costs.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "tools/qzagent/cli/Descriptor.h"
+
+namespace qzagent
+{
+/// Makes the device store what was written to files, at intervals. A thread of its own does this, because the device
+/// can take longer than events can wait.
+class DiskSync
+{
+public:
+    using File = std::shared_ptr<Descriptor const>;
+
+    /// @param aInterval at least a second
+    explicit DiskSync(std::chrono::seconds aInterval);
+    ~DiskSync();
+    DiskSync(DiskSync const&) = delete;
+    DiskSync& operator=(DiskSync const&) = delete;
+
+    /// Adds the next file. The previous one is still synchronised once.
+    void follow(File const& aFile);
+
+    /// @return the number of the last error that the device reported; 0 for none
+    int error() const;
+
+private:
+    void run(std::chrono::seconds aInterval);
+
+    mutable std::mutex mMutex;
+    std::condition_variable mEnd;
+    std::set<File> mFiles;
+    File mCurrent;
+    int mError = 0;
+    bool mIsEnded = false;
+    std::thread mThread;  ///< last, because it uses the others
+};
+}  // namespace qzagent

@@ -1,0 +1,105 @@
+#include "tools/qzagent/capture/PcapngFile.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "pcapng/ByteOrder.h"
+#include "pcapng/Format.h"
+#include "pcapng/LastBlock.h"
+
+namespace qzagent
+{
+namespace
+{
+/// A cut block can be this large: more than the queue of events has room for.
+constexpr std::size_t largestBlock = std::size_t{72} << 20U;
+
+/// A file up to this size without a whole block is the beginning of a section header.
+constexpr std::uint64_t largestHeader = 4096;
+
+class FileInput : public pcapng::RandomInput
+{
+public:
+    explicit FileInput(AppendedFile const& aFile) : mFile(aFile) {}
+
+    std::uint64_t size() const override { return mFile.size(); }
+
+    void read(std::uint64_t aPosition, unsigned char* aBytes, std::size_t aSize) const override
+    {
+        mFile.read(aPosition, aBytes, aSize);
+    }
+
+private:
+    AppendedFile const& mFile;
+};
+
+/// The whole blocks at the start of some bytes.
+struct WholeBlocks
+{
+    std::size_t mSize;
+    std::uint64_t mPackets;
+};
+
+/// @param aBytes blocks of this machine's byte order, the last of which may be cut
+WholeBlocks wholeBlocksIn(qz::Bytes aBytes)
+{
+    using pcapng::ByteOrder;
+    WholeBlocks whole{0, 0};
+    while (aBytes.mSize - whole.mSize >= pcapng::smallestBlock)
+    {
+        unsigned char const* const block = aBytes.mData + whole.mSize;
+        auto const type = pcapng::readNumber<std::uint32_t>(block, ByteOrder::native);
+        auto const size = pcapng::readNumber<std::uint32_t>(block + sizeof type, ByteOrder::native);
+        if (size > aBytes.mSize - whole.mSize)
+        {
+            break;
+        }
+        whole.mSize += size;
+        whole.mPackets += type == static_cast<std::uint32_t>(pcapng::BlockType::enhancedPacket) ? 1 : 0;
+    }
+    return whole;
+}
+}  // namespace
+
+PcapngFile::PcapngFile(std::string const& aPath) : mFile(aPath)
+{
+    if (mFile.size() != 0)
+    {
+        checkEnd();
+    }
+}
+
+void PcapngFile::checkEnd()
+{
+    std::uint64_t const size = mFile.size();
+    std::optional<std::uint64_t> const end = pcapng::endOfLastBlock(FileInput(mFile), largestBlock);
+    if (!end && size > largestHeader)
+    {
+        mFile.refuse("it does not end with pcapng blocks");
+    }
+    if (!mFile.shorten(end.value_or(0)))
+    {
+        mFile.refuse("a block at its end is cut and cannot be removed");
+    }
+    mRemovedBytes = size - mFile.size();
+}
+
+void PcapngFile::append(qz::Bytes aBlocks)
+{
+    std::uint64_t const end = mFile.size();
+    AppendedFile::Outcome const outcome = mFile.append(aBlocks);
+    WholeBlocks const whole = wholeBlocksIn({aBlocks.mData, outcome.mWritten});
+    mPackets += whole.mPackets;
+    if (outcome.mError != 0)
+    {
+        bool const isWhole = mFile.shorten(end + whole.mSize);
+        mFile.refuse(fmt::format("{}; its first {} bytes are whole blocks{}", std::strerror(outcome.mError),
+                                 end + whole.mSize, isWhole ? "" : ", but a partial block follows them"));
+    }
+}
+}  // namespace qzagent

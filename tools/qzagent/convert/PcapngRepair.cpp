@@ -1,0 +1,207 @@
+#include "tools/qzagent/convert/PcapngRepair.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "pcapng/ByteOrder.h"
+#include "pcapng/Format.h"
+#include "tools/qzagent/capture/CaptureItems.h"
+#include "tools/qzagent/capture/Damage.h"
+#include "tools/qzagent/capture/LinkTypes.h"
+#include "tools/qzagent/capture/PcapngSource.h"
+
+namespace qzagent
+{
+namespace
+{
+/// Larger numbers of interfaces are damage.
+constexpr std::uint32_t mostInterfaces = 1024;
+
+/// Builds a block in a byte order.
+class BlockMaker
+{
+public:
+    explicit BlockMaker(pcapng::ByteOrder aOrder) : mOrder(aOrder) {}
+
+    template <typename Number>
+    BlockMaker& add(Number aNumber)
+    {
+        auto const* const bytes = reinterpret_cast<unsigned char const*>(&aNumber);
+        auto const swapped = pcapng::readNumber<Number>(bytes, mOrder);
+        auto const* const ordered = reinterpret_cast<unsigned char const*>(&swapped);
+        mBody.insert(mBody.end(), ordered, ordered + sizeof swapped);
+        return *this;
+    }
+
+    std::vector<unsigned char> block(pcapng::BlockType aType) const
+    {
+        auto const size = static_cast<std::uint32_t>(mBody.size() + pcapng::smallestBlock);
+        BlockMaker maker(mOrder);
+        maker.add(static_cast<std::uint32_t>(aType)).add(size);
+        maker.mBody.insert(maker.mBody.end(), mBody.begin(), mBody.end());
+        return maker.add(size).mBody;
+    }
+
+private:
+    pcapng::ByteOrder mOrder;
+    std::vector<unsigned char> mBody;
+};
+}  // namespace
+
+PcapngRepair::PcapngRepair(pcapng::Input& aInput, std::size_t aLargest, Write const& aWrite,
+                           Complain const& aComplain)
+    : mReader(aInput, largestBlockWith(aLargest)), mLargest(aLargest), mWrite(aWrite), mComplain(aComplain)
+{
+}
+
+void PcapngRepair::run()
+{
+    while (std::optional<pcapng::Item> const item = mReader.next())
+    {
+        take(*item);
+    }
+}
+
+void PcapngRepair::take(pcapng::Item const& aItem)
+{
+    if (auto const* const gap = std::get_if<pcapng::Gap>(&aItem))
+    {
+        mComplain(gapText(*gap, mLargest));
+    }
+    else if (std::holds_alternative<pcapng::SectionStart>(aItem))
+    {
+        mHasSection = true;
+        mIsUncertain = false;
+        mInterfaces = 0;
+        copy();
+    }
+    else if (auto const* const start = std::get_if<pcapng::InterfaceStart>(&aItem))
+    {
+        take(*start);
+    }
+    else if (auto const* const packet = std::get_if<pcapng::Packet>(&aItem))
+    {
+        take(*packet);
+    }
+    else if (auto const* const statistics = std::get_if<pcapng::Statistics>(&aItem))
+    {
+        if (describe(statistics->mInterface))
+        {
+            copy();
+        }
+    }
+    else
+    {
+        beginSection();
+        copy();
+    }
+}
+
+void PcapngRepair::take(pcapng::InterfaceStart const& aStart)
+{
+    if (aStart.mInterface == nullptr)
+    {
+        // Its number is lost, so the following packets go into a section whose interfaces are replaced.
+        mHasSection = mHasSection && mIsUncertain;
+        mIsUncertain = true;
+        return;
+    }
+    beginSection();
+    // Descriptions that cannot be read have their numbers too.
+    while (mInterfaces + 1 < mReader.numberOfInterfaces())
+    {
+        addInterface();
+    }
+    ++mInterfaces;
+    copy();
+}
+
+void PcapngRepair::take(pcapng::Packet const& aPacket)
+{
+    std::optional<qz::ScopeDataView> record;
+    std::optional<std::string> const complaint =
+        isScopeData(aPacket) ? readRecord(aPacket, mLargest, record) : std::nullopt;
+    if (complaint)
+    {
+        mComplain(*complaint);
+    }
+    else if (describe(aPacket.mHead.mInterface))
+    {
+        copy();
+        ++mPackets;
+    }
+}
+
+/// Adds the interfaces up to this one to the copy.
+/// @return false when there cannot be so many
+bool PcapngRepair::describe(std::uint32_t aInterface)
+{
+    if (aInterface >= mostInterfaces && aInterface >= mInterfaces)
+    {
+        mComplain(fmt::format("the block at byte {} belongs to interface {}, which does not exist",
+                              mReader.block()->mPosition, aInterface));
+        return false;
+    }
+    beginSection();
+    while (mInterfaces <= aInterface)
+    {
+        addInterface();
+    }
+    return true;
+}
+
+void PcapngRepair::beginSection()
+{
+    if (mHasSection)
+    {
+        return;
+    }
+    constexpr std::uint16_t minorVersion = 0;
+    std::vector<unsigned char> const header = BlockMaker(mReader.block()->mOrder)
+                                                  .add(pcapng::byteOrderMagic)
+                                                  .add(pcapng::majorVersion)
+                                                  .add(minorVersion)
+                                                  .add(std::numeric_limits<std::uint64_t>::max())
+                                                  .block(pcapng::BlockType::sectionHeader);
+    mWrite({header.data(), header.size()});
+    mHasSection = true;
+    mInterfaces = 0;
+}
+
+/// Adds an interface without texts, whose times have a resolution of a nanosecond.
+void PcapngRepair::addInterface()
+{
+    constexpr std::uint16_t reserved = 0;
+    constexpr std::uint32_t unlimited = 0;
+    constexpr std::uint16_t sizeOfResolution = 1;
+    constexpr std::uint8_t nanoseconds = 9;
+    constexpr std::uint8_t padding = 0;
+    constexpr std::uint32_t endOfOptions = 0;
+    std::vector<unsigned char> const description =
+        BlockMaker(mReader.block()->mOrder)
+            .add(scopeDataLinkType)
+            .add(reserved)
+            .add(unlimited)
+            .add(static_cast<std::uint16_t>(pcapng::Option::timeResolution))
+            .add(sizeOfResolution)
+            .add(nanoseconds)
+            .add(padding)
+            .add(padding)
+            .add(padding)
+            .add(endOfOptions)
+            .block(pcapng::BlockType::interfaceDescription);
+    mWrite({description.data(), description.size()});
+    ++mInterfaces;
+}
+
+void PcapngRepair::copy() { mWrite(mReader.block()->whole()); }
+}  // namespace qzagent

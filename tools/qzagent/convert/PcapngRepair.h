@@ -1,0 +1,50 @@
+/// @file
+/// Copies what is whole in a pcapng capture.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "pcapng/Reader.h"
+
+namespace qzagent
+{
+/// Copies whole blocks unchanged. A section header or interface description that is lost is replaced by one without
+/// texts, so that the copy is a valid file.
+class PcapngRepair
+{
+public:
+    using Write = std::function<void(pcapng::Bytes)>;
+    using Complain = std::function<void(std::string const&)>;
+
+    /// @param aLargest size in bytes of the largest record that is accepted
+    PcapngRepair(pcapng::Input& aInput, std::size_t aLargest, Write const& aWrite, Complain const& aComplain);
+
+    /// @throws what the input and the functions throw
+    void run();
+
+    /// Number of packets that were copied.
+    std::uint64_t packets() const { return mPackets; }
+
+private:
+    void take(pcapng::Item const& aItem);
+    void take(pcapng::InterfaceStart const& aStart);
+    void take(pcapng::Packet const& aPacket);
+    bool describe(std::uint32_t aInterface);
+    void beginSection();
+    void addInterface();
+    void copy();
+
+    pcapng::Reader mReader;
+    std::size_t const mLargest;
+    Write const mWrite;
+    Complain const mComplain;
+    bool mHasSection = false;
+    bool mIsUncertain = false;    ///< whether the interfaces of the section are replaced
+    std::size_t mInterfaces = 0;  ///< in the section of the copy
+    std::uint64_t mPackets = 0;
+};
+}  // namespace qzagent

@@ -1,0 +1,85 @@
+#include "tools/qzagent/watch/CaptureSection.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "agentkit/include/Wwn.h"
+#include "tools/qzagent/capture/LinkTypes.h"
+#include "tools/qzagent/cli/TimeText.h"
+
+namespace qzagent
+{
+namespace
+{
+std::string namesOf(Board const& aBoard)
+{
+    if (aBoard.mFailure)
+    {
+        return {};
+    }
+    return fmt::format("{} {}", qz::Wwn(*aBoard.mFirstWwn).text(), qz::Wwn(*aBoard.mSecondWwn).text());
+}
+}  // namespace
+
+CaptureSection::CaptureSection(pcapng::Section const& aSection, std::vector<Board> const& aBoards,
+                               DropCounts const& aDrops, ReceptionTime aNow, pcapng::BlockWriter& aBlocks)
+    : mDrops(aDrops), mBlocks(aBlocks), mStart(advance(aNow))
+{
+    mBlocks.add(aSection);
+    for (Board const& board : aBoards)
+    {
+        interfaceOf(board.mNumber, &board);
+    }
+}
+
+void CaptureSection::addPacket(qz::QueuedEvent const& aEvent, Board const* aBoard)
+{
+    qz::EventHead const& head = aEvent.mHead;
+    Interface& interface = interfaceOf(head.mBoard, aBoard);
+    std::uint64_t const unencodable = mDrops.unencodable(head.mBoard);
+    std::size_t const length = aEvent.mPayload.mSize + aEvent.mRest.mSize;
+    mBlocks.add({interface.mNumber, advance(head.mTime),
+                 aEvent.mDropped + unencodable - interface.mUnencodableSoFar, mPackets + 1},
+                {mEncoder.startOf(head, aBoard, length), aEvent.mPayload, aEvent.mRest});
+    interface.mUnencodableSoFar = unencodable;
+    ++interface.mPackets;
+    ++mPackets;
+}
+
+void CaptureSection::addStatistics(ReceptionTime aNow)
+{
+    pcapng::Time const now = advance(aNow);
+    for (auto const& [board, interface] : mInterfaces)
+    {
+        std::uint64_t const dropped = mDrops.total(board) - interface.mDropsBefore;
+        mBlocks.add(
+            pcapng::Statistics{interface.mNumber, now, mStart, now, interface.mPackets + dropped, dropped});
+    }
+}
+
+CaptureSection::Interface& CaptureSection::interfaceOf(unsigned int aBoardNumber, Board const* aBoard)
+{
+    auto const found = mInterfaces.find(aBoardNumber);
+    if (found != mInterfaces.end())
+    {
+        return found->second;
+    }
+    mBlocks.add(pcapng::Interface{scopeDataLinkType, fmt::format("board {}", aBoardNumber),
+                                  aBoard == nullptr ? "" : namesOf(*aBoard)});
+    return mInterfaces
+        .emplace(aBoardNumber, Interface{static_cast<std::uint32_t>(mInterfaces.size()),
+                                         mDrops.total(aBoardNumber), mDrops.unencodable(aBoardNumber), 0})
+        .first->second;
+}
+
+/// Callbacks on several threads can enqueue their events in another order than that of their times.
+pcapng::Time CaptureSection::advance(ReceptionTime aTime)
+{
+    mTime = std::max(mTime, timeOf(aTime));
+    return mTime;
+}
+}  // namespace qzagent

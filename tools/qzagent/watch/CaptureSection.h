@@ -1,0 +1,57 @@
+/// @file
+/// A section of a capture.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "agentkit/include/EventQueue.h"
+#include "pcapng/BlockWriter.h"
+#include "pcapng/Blocks.h"
+#include "tools/qzagent/capture/RecordEncoder.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
+#include "tools/qzagent/vqm/VqmBoards.h"
+#include "tools/qzagent/watch/DropCounts.h"
+
+namespace qzagent
+{
+/// Adds the blocks of a section: an interface for each board, a packet for each event, and statistics.
+class CaptureSection
+{
+public:
+    /// Adds the header of the section and the interfaces.
+    /// @param aBlocks receives the blocks; must outlive this object, as must the boards and the drops
+    CaptureSection(pcapng::Section const& aSection, std::vector<Board> const& aBoards,
+                   DropCounts const& aDrops, ReceptionTime aNow, pcapng::BlockWriter& aBlocks);
+
+    /// Adds a packet. Nothing remains of a packet for which memory is exhausted.
+    /// @param aEvent an event that can be encoded, with its time on the wall clock
+    /// @param aBoard the event's board; null when the board is unknown
+    /// @throws std::bad_alloc, std::length_error; QZCNoMemoryEx when memory is exhausted
+    void addPacket(qz::QueuedEvent const& aEvent, Board const* aBoard);
+
+    /// Adds the statistics of all interfaces.
+    void addStatistics(ReceptionTime aNow);
+
+private:
+    struct Interface
+    {
+        std::uint32_t mNumber;
+        std::uint64_t mDropsBefore;       ///< of the board, before the section
+        std::uint64_t mUnencodableSoFar;  ///< of the board, before the previous packet
+        std::uint64_t mPackets;
+    };
+
+    Interface& interfaceOf(unsigned int aBoardNumber, Board const* aBoard);
+    pcapng::Time advance(ReceptionTime aTime);
+
+    DropCounts const& mDrops;
+    pcapng::BlockWriter& mBlocks;
+    RecordEncoder mEncoder;
+    std::map<unsigned int, Interface> mInterfaces;  ///< by the boards' numbers
+    pcapng::Time mTime = 0;                         ///< of the last block
+    pcapng::Time const mStart;
+    std::uint64_t mPackets = 0;
+};
+}  // namespace qzagent

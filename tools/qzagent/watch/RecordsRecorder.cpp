@@ -1,0 +1,46 @@
+#include "tools/qzagent/watch/RecordsRecorder.h"
+
+#include <memory>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "agentkit/include/Bytes.h"
+
+namespace qzagent
+{
+RecordsRecorder::RecordsRecorder(std::string const& aPath, Report& aReport)
+    : mReport(aReport), mWriter(std::make_unique<CaptureWriter>(aPath))
+{
+}
+
+void RecordsRecorder::take(qz::QueuedEvent const& aEvent, Board const* aBoard)
+{
+    mRecord.clear();
+    qz::Bytes const start =
+        mEncoder.startOf(aEvent.mHead, aBoard, aEvent.mPayload.mSize + aEvent.mRest.mSize);
+    for (qz::Bytes const& part : {start, aEvent.mPayload, aEvent.mRest})
+    {
+        mRecord.insert(mRecord.end(), part.begin(), part.end());
+    }
+    mWriter->append({mRecord.data(), mRecord.size()});
+    ++mWritten;
+}
+
+void RecordsRecorder::tick()
+{
+    if (!mWriter->file().isStillThere())
+    {
+        mReport.addNote(
+            fmt::format("{} was deleted or replaced; the recording continues in a new file", path()));
+        continueInNextFile();
+    }
+}
+
+void RecordsRecorder::continueInNextFile()
+{
+    std::string const same = path();
+    mWriter.reset();  // a second writer would find the capture locked
+    mWriter = std::make_unique<CaptureWriter>(same);
+}
+}  // namespace qzagent
