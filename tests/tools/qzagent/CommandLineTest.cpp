@@ -234,8 +234,8 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
-                         testing::Values("adapters", "inventory", "ports", "latency", "show", "repair", "convert",
-                                         "statistics", "vendor", "watch", "explain"),
+                         testing::Values("adapters", "inventory", "ports", "latency", "show", "repair",
+                                         "convert", "statistics", "vendor", "watch", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

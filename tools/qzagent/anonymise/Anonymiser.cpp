@@ -290,6 +290,14 @@ std::string Anonymiser::digitsOf(std::string_view aIdentity) const
     return hexOf(mHash.of("text", aIdentity));
 }
 
+/// The pseudonym of a text that is known to be of this kind.
+std::string Anonymiser::anonymised(Kind aKind, std::string const& aText) const
+{
+    return aText.empty()
+               ? std::string()
+               : textOfPseudonym(aKind, aText, digitsOf(aKind == Kind::host ? hostIn(aText) : aText));
+}
+
 std::optional<Anonymiser::Match> Anonymiser::nameAt(std::string_view aText, std::size_t aPosition) const
 {
     if (aText[aPosition] == formatOfLongName && !isWithinDigits(aText, aPosition) &&
@@ -337,9 +345,7 @@ void Anonymiser::anonymiseValue(std::string_view aKey, Json& aValue) const
     {
         auto const& text = aValue.get_ref<std::string const&>();
         std::optional<Kind> const kind = kindOf(aKey);
-        aValue = kind && !text.empty()
-                     ? textOfPseudonym(*kind, text, digitsOf(*kind == Kind::host ? hostIn(text) : text))
-                     : anonymised(text);
+        aValue = kind ? anonymised(*kind, text) : anonymised(text);
     }
 }
 }  // namespace qzagent

@@ -33,6 +33,9 @@ public:
     /// Learns all originals in a document of the tool.
     void learn(nlohmann::ordered_json const& aDocument);
 
+    /// @return the pseudonym of a host, however short its name is
+    std::string anonymisedHost(std::string const& aName) const { return anonymised(Kind::host, aName); }
+
     /// Also of a name that has not been learned.
     qz::Wwn anonymised(qz::Wwn const& aName) const;
 
@@ -76,6 +79,7 @@ private:
     void learnNames(std::string_view aText);
     void addKnown(Kind aKind, std::string const& aText, std::string const& aIdentity);
     std::string digitsOf(std::string_view aIdentity) const;
+    std::string anonymised(Kind aKind, std::string const& aText) const;
     std::optional<Match> nameAt(std::string_view aText, std::size_t aPosition) const;
     Known const* knownAt(std::string_view aText, std::size_t aPosition) const;
     void anonymiseValue(std::string_view aKey, nlohmann::ordered_json& aValue) const;

@@ -13,7 +13,7 @@ namespace qzagent
 {
 namespace
 {
-unsigned char const* bytesOf(std::string_view aText)
+unsigned char const* unsignedBytesOf(std::string_view aText)
 {
     return reinterpret_cast<unsigned char const*>(aText.data());
 }
@@ -36,7 +36,7 @@ std::string contentOf(std::string const& aPath)
 
 KeyedHash::KeyedHash(std::string_view aSecret)
 {
-    hmac_sha256_set_key(&mKeyed, aSecret.size(), bytesOf(aSecret));
+    hmac_sha256_set_key(&mKeyed, aSecret.size(), unsignedBytesOf(aSecret));
 }
 
 KeyedHash KeyedHash::ofFile(std::string const& aPath)
@@ -60,9 +60,9 @@ KeyedHash::Digest KeyedHash::of(std::string_view aPurpose, std::string_view aTex
 {
     hmac_sha256_ctx context = mKeyed;
     unsigned char const separator = 0;
-    hmac_sha256_update(&context, aPurpose.size(), bytesOf(aPurpose));
+    hmac_sha256_update(&context, aPurpose.size(), unsignedBytesOf(aPurpose));
     hmac_sha256_update(&context, sizeof separator, &separator);
-    hmac_sha256_update(&context, aText.size(), bytesOf(aText));
+    hmac_sha256_update(&context, aText.size(), unsignedBytesOf(aText));
     Digest digest;
     hmac_sha256_digest(&context, digest.size(), digest.data());
     return digest;

@@ -29,7 +29,7 @@ std::uint64_t numberOf(qz::Wwn const& aName)
     return number;
 }
 
-std::array<unsigned char, qz::Wwn::size> bytesOf(std::uint64_t aNumber)
+std::array<unsigned char, qz::Wwn::size> bytesOfNumber(std::uint64_t aNumber)
 {
     std::array<unsigned char, qz::Wwn::size> bytes;
     for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte)
@@ -121,8 +121,8 @@ private:
     std::uint64_t hashOf(unsigned char aRound, std::uint64_t aHalf) const
     {
         std::array<unsigned char, 2 * qz::Wwn::size + 1> input{aRound};
-        auto const kept = bytesOf(mKept);
-        auto const half = bytesOf(aHalf);
+        auto const kept = bytesOfNumber(mKept);
+        auto const half = bytesOfNumber(aHalf);
         std::copy(kept.begin(), kept.end(), input.begin() + 1);
         std::copy(half.begin(), half.end(), input.begin() + 1 + kept.size());
         auto const digest =
@@ -146,6 +146,6 @@ qz::Wwn pseudonymOf(qz::Wwn const& aName, KeyedHash const& aHash)
     std::uint64_t const hidden = hiddenBitsOf(name);
     std::uint64_t const kept = name & ~hidden;
     Permutation const permute(aHash, kept, hidden);
-    return qz::Wwn(bytesOf(kept | scatter(permute(gather(name, hidden)), hidden)));
+    return qz::Wwn(bytesOfNumber(kept | scatter(permute(gather(name, hidden)), hidden)));
 }
 }  // namespace qzagent

@@ -40,6 +40,11 @@ std::string prefixOf(Subject const& aSubject)
 }
 }  // namespace
 
+std::string documentText(nlohmann::ordered_json const& aDocument)
+{
+    return aDocument.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
 void Report::addFailure(Failure const& aFailure, Subject const& aSubject)
 {
     add({errorSeverity, aFailure.mText, aFailure.mCode, aFailure, aSubject}, ExitCode::failed);
@@ -78,7 +83,7 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
     {
         document[name] = std::move(value);
     }
-    return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    return documentText(document);
 }
 
 void Report::add(Message const& aMessage, ExitCode aCode)

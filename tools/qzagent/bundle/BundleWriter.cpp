@@ -1,0 +1,100 @@
+#include "tools/qzagent/bundle/BundleWriter.h"
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "agentkit/include/ScopeDataView.h"
+#include "tools/qzagent/capture/LinkTypes.h"
+#include "tools/qzagent/capture/SectionComment.h"
+#include "tools/qzagent/cli/Report.h"
+
+namespace qzagent
+{
+namespace
+{
+pcapng::Bytes bytesOfDocument(std::string const& aText)
+{
+    return {reinterpret_cast<unsigned char const*>(aText.data()), aText.size()};
+}
+}  // namespace
+
+BundleWriter::BundleWriter(std::string const& aPath, pcapng::Section const& aSection, Anonymiser* aAnonymiser)
+    : mAnonymiser(aAnonymiser),
+      mFile(aPath),
+      mTarget([this](pcapng::Bytes aBytes) { mFile.write(aBytes); }),
+      mSection(aAnonymiser == nullptr ? aSection : anonymised(aSection))
+{
+    mTarget.addSection(mSection);
+}
+
+void BundleWriter::add(CaptureDocument const& aDocument)
+{
+    pcapng::Interface const interface {
+        documentLinkType, aDocument.mName, "JSON document"
+    };
+    std::string const text =
+        mAnonymiser == nullptr
+            ? aDocument.mText
+            : documentText(mAnonymiser->anonymisedDocument(nlohmann::ordered_json::parse(aDocument.mText)));
+    pcapng::PacketHead head;
+    head.mTime = aDocument.mTime;
+    mTarget.add(CaptureOther{head, &interface, bytesOfDocument(text)});
+    mDocuments.push_back({aDocument.mName, text.size()});
+}
+
+void BundleWriter::add(CaptureEvent aEvent)
+{
+    replace(aEvent);
+    mTarget.add(aEvent);
+}
+
+void BundleWriter::add(CaptureCounts aCounts)
+{
+    replace(aCounts.mDrops);
+    aCounts.mInterface = aCounts.mDrops.mInterface;
+    mTarget.add(aCounts);
+}
+
+void BundleWriter::finish()
+{
+    mTarget.finish();
+    mFile.finish();
+}
+
+pcapng::Section BundleWriter::anonymised(pcapng::Section const& aSection) const
+{
+    SectionComment comment = parseSectionComment(aSection.mComment);
+    comment.mBootId.reset();  // other files of the host have it too
+    return {mAnonymiser->anonymisedHost(aSection.mHardware), mAnonymiser->anonymised(aSection.mSystem),
+            aSection.mApplication, mAnonymiser->anonymised(formatSectionComment(comment))};
+}
+
+/// Makes the event one of this section.
+void BundleWriter::replace(CaptureEvent& aEvent)
+{
+    aEvent.mOrigin.mHost = mSection.mHardware;
+    if (mAnonymiser == nullptr)
+    {
+        return;
+    }
+    if (aEvent.mInterface != nullptr)
+    {
+        mInterface = *aEvent.mInterface;
+        mInterface.mDescription = mAnonymiser->anonymised(mInterface.mDescription);
+        aEvent.mInterface = &mInterface;
+    }
+    if (aEvent.mRecord)
+    {
+        mBytes.assign(aEvent.mEncoded.begin(), aEvent.mEncoded.end());
+        if (aEvent.mRecord->hasNames())
+        {
+            mAnonymiser->learn(*aEvent.mRecord->first());
+            mAnonymiser->learn(*aEvent.mRecord->second());
+        }
+        mAnonymiser->anonymise(mBytes.data(), mBytes.size());
+        aEvent.mEncoded = {mBytes.data(), mBytes.size()};
+        aEvent.mRecord.emplace(mBytes.data(), mBytes.size());
+    }
+}
+}  // namespace qzagent
