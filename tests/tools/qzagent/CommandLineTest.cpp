@@ -42,11 +42,11 @@ INSTANTIATE_TEST_SUITE_P(
         UsageError{"NoArguments",
                    {},
                    "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
-                   "statistics, vendor, watch, explain; see qzagent --help"},
+                   "statistics, vendor, watch, bundle, explain; see qzagent --help"},
         UsageError{"NoVerb",
                    {"--trace"},
                    "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
-                   "statistics, vendor, watch, explain; see qzagent --help"},
+                   "statistics, vendor, watch, bundle, explain; see qzagent --help"},
         UsageError{"UnknownVerb", {"bogus"}, "no verb 'bogus'; see qzagent --help"},
         UsageError{
             "MistypedVerb", {"adapter"}, "no verb 'adapter'; did you mean 'adapters'? see qzagent --help"},
@@ -235,7 +235,7 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
                          testing::Values("adapters", "inventory", "ports", "latency", "show", "repair",
-                                         "convert", "statistics", "vendor", "watch", "explain"),
+                                         "convert", "statistics", "vendor", "watch", "bundle", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)
