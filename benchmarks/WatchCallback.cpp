@@ -22,6 +22,8 @@
 #include "simulator/include/QzEvent.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/vqm/EventIntake.h"
+#include "tools/qzagent/vqm/VqmEvent.h"
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/watch/DropCounts.h"
 #include "tools/qzagent/watch/PcapngRecorder.h"
@@ -83,6 +85,7 @@ std::vector<std::int64_t> timesOfCallback(std::string const& aPath, unsigned int
     std::vector<qzagent::Board> const boards{{0, {}, {}, qzagent::Failure{}}};
     qzagent::LibvqmVersions const versions;
     qz::EventQueue queue(65'536, std::size_t{64} << 20U);
+    qzagent::EventIntake intake(queue, qzagent::EventLayout(), false);
     qzagent::DropCounts const drops(queue);
     qzagent::WatchClock const clock;
     qzagent::PcapngRecorder recorder({aPath, {}, {}, std::chrono::seconds(5)},
@@ -95,7 +98,7 @@ std::vector<std::int64_t> timesOfCallback(std::string const& aPath, unsigned int
         [&]
         {
             times = timesAtRate(aRate, aSeconds,
-                                [&] { qzagent::takeQuazorEvent(0, HBA_wwn{}, 3, 7, &queue, &event); });
+                                [&] { qzagent::takeQuazorEvent(0, HBA_wwn{}, 3, 7, &intake, &event); });
             isDone = true;
         });
     std::array<qz::QueuedEvent, 64> events;

@@ -83,7 +83,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS qzsim)
 qz_package(documentation libqzsensoragentcommon-doc doc
 "common layer of a sensor agent for storage networks (documentation)
 ${qz_purpose}
-This package contains the documents, the reference of the headers, and examples.")
+This package contains the documents, the reference of the headers, and
+examples.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 install(FILES packaging/doc-base RENAME libqzsensoragentcommon
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc-base COMPONENT documentation EXCLUDE_FROM_ALL)

@@ -1,5 +1,6 @@
 // Reads captures record by record, from the input itself and from the same bytes as hexadecimal text. Both must
 // yield the records that are decoded from all bytes at once.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -49,6 +50,7 @@ struct Record
 struct Content
 {
     std::vector<Record> mRecords;
+    std::vector<unsigned char> mLatencies;  ///< the bytes of all records, in a file of latency data
     bool mIsWhole = true;
 };
 
@@ -61,7 +63,8 @@ bool isSame(Record const& aLeft, Record const& aRight)
 
 bool isSame(Content const& aLeft, Content const& aRight)
 {
-    bool same = aLeft.mIsWhole == aRight.mIsWhole && aLeft.mRecords.size() == aRight.mRecords.size();
+    bool same = aLeft.mIsWhole == aRight.mIsWhole && aLeft.mRecords.size() == aRight.mRecords.size() &&
+                aLeft.mLatencies == aRight.mLatencies;
     for (std::size_t i = 0; same && i < aLeft.mRecords.size(); ++i)
     {
         same = isSame(aLeft.mRecords[i], aRight.mRecords[i]);
@@ -103,6 +106,13 @@ Content readCapture(std::string const& aPath, qzagent::CaptureForm aForm)
                 position += event->mRecord->size();
                 content.mRecords.emplace_back(*event->mRecord);
             }
+            else if (auto const* const latencies = std::get_if<qzagent::CaptureLatencies>(&*item))
+            {
+                expect(latencies->mPosition == content.mLatencies.size(),
+                       "a record begins where the previous one ends");
+                content.mLatencies.insert(content.mLatencies.end(), latencies->mEncoded.begin(),
+                                          latencies->mEncoded.end());
+            }
             else
             {
                 std::string const text = std::get<qzagent::CaptureDamage>(*item).mText;
@@ -125,12 +135,20 @@ void fuzz::check(Input aInput)
     static MemoryFile file;
     std::vector<unsigned char> const bytes(aInput.data(), aInput.data() + aInput.size());
     file.write(bytes.data(), bytes.size());
-    Content const atOnce = contentOf(bytes);
-    expect(isSame(readCapture(file.path(), qzagent::CaptureForm::records), atOnce),
-           "the records do not depend on the read window");
+    Content const content = readCapture(file.path(), qzagent::CaptureForm::records);
+    if (content.mLatencies.empty())
+    {
+        expect(isSame(content, contentOf(bytes)), "the records do not depend on the read window");
+    }
+    else
+    {
+        expect(content.mRecords.empty() && content.mLatencies.size() <= bytes.size() &&
+                   std::equal(content.mLatencies.begin(), content.mLatencies.end(), bytes.begin()),
+               "latency data are the bytes of the file");
+    }
 
     std::string const text = "# as text\n" + qzagent::hexOf({bytes.data(), bytes.size()});
     file.write(text.data(), text.size());
-    expect(isSame(readCapture(file.path(), qzagent::CaptureForm::hexadecimal), atOnce),
+    expect(isSame(readCapture(file.path(), qzagent::CaptureForm::hexadecimal), content),
            "hexadecimal text yields the records of its bytes");
 }

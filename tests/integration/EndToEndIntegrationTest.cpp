@@ -158,7 +158,7 @@ protected:
                      board.mSecond)
             .encode(mStream);
         QZCBuffer const& encoded = mStream.getEncoded();
-        aWriter.append(encoded, encoded.getLength());
+        aWriter.append({encoded, encoded.getLength()});
     }
 
     QZCLibvqmAbs mLibvqm;

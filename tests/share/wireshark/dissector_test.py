@@ -1,5 +1,8 @@
 """tshark shows scope data by the dissector, and accepts exactly the records that the agent accepts."""
 
+import datetime
+import itertools
+import json
 import pathlib
 import subprocess
 import tempfile
@@ -57,6 +60,13 @@ def fields(path, names, *arguments):
     return [line.split("\t") for line in tshark(path, "-T", "fields", *options, *arguments)]
 
 
+def epoch(time):
+    """The seconds since 1970 of a time in UTC with nanoseconds, with nine digits behind the point."""
+    date, nanoseconds = time.removesuffix("Z").split(".")
+    second = datetime.datetime.fromisoformat(date).replace(tzinfo=datetime.timezone.utc)
+    return f"{int(second.timestamp())}.{nanoseconds}"
+
+
 def accepts(record):
     """Whether the agent takes the bytes for one complete record."""
     result = subprocess.run([QZAGENT, "show", "--json", "-"], input=record, capture_output=True, check=False, timeout=60)
@@ -69,10 +79,10 @@ class DissectorTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.path = pathlib.Path(folder.name) / "events.pcapng"
 
-    def write(self, records, order=pcapng.LITTLE):
+    def write(self, records, order=pcapng.LITTLE, times=None):
         content = pcapng.section(order) + pcapng.interface(order, b"board 0") + pcapng.interface(order, b"board 1")
-        for index, record in enumerate(records):
-            content += pcapng.packet(order, record, time=index * 10**9, number=index % 2)
+        for index, (record, time) in enumerate(zip(records, times or itertools.count(0, 10**9))):
+            content += pcapng.packet(order, record, time=time, number=index % 2)
         self.path.write_bytes(content)
         return self.path
 
@@ -117,6 +127,19 @@ class DissectorTest(unittest.TestCase):
         for record, [malformed] in zip(records, shown):
             with self.subTest(record=record.hex()):
                 self.assertEqual(accepts(record), malformed == "")
+
+    def test_agrees_with_the_agent_on_the_time_the_board_and_the_record_of_each_event(self):
+        names = ["frame.time_epoch", "frame.interface_name", "qz_scope.category", "qz_scope.subcategory",
+                 "qz_scope.payload"]
+        times = [1795337632000000001, 1795337632999999999, 4102444800123456789]  # the last one is in 2100
+        for order in (pcapng.LITTLE, pcapng.BIG):
+            with self.subTest(order=order):
+                self.write([PLAIN, WITH_PAYLOAD, COMPLETE], order, times)
+                shown = subprocess.run([QZAGENT, "show", "--json", self.path], capture_output=True, check=True, timeout=60)
+                events = map(json.loads, shown.stdout.splitlines())
+                self.assertEqual([[epoch(event["time"]), f"board {event['board']}", str(event["category"]),
+                                   str(event["subcategory"]), event["payload"]] for event in events],
+                                 fields(self.path, names))
 
     def test_says_what_it_expected_and_where(self):
         self.write([bytes.fromhex("0307f600")])

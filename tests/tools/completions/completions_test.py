@@ -80,8 +80,8 @@ class Completion(unittest.TestCase):
     def test_qzagent_offers_nothing_for_names_and_numbers(self):
         for verb in programs.verbs():
             for option in programs.options_of(QZAGENT, verb) - {
-                    "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow", "--summary",
-                    "--hex", "--format", "--time", "--to", "--anonymise"}:
+                    "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow",
+                    "--summary", "--hex", "--format", "--time", "--to", "--anonymise"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 

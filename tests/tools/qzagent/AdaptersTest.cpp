@@ -143,7 +143,7 @@ TEST(QzagentAdapters, PrintsOneLineOnStandardErrorForAnAdapterThatCannotBeOpened
 {
     EXPECT_EQ(runAgentOn(secondAdapterFails(), {"adapters"}).mErrors,
               "qzagent: example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed (code 802): "
-              "HBA_STATUS_ERROR (1) in call 5, HBA_OpenAdapter\n");
+              "HBA_STATUS_ERROR (1) in call 7, HBA_OpenAdapter\n");
 }
 
 TEST(QzagentAdapters, OmitsWhatIsUnknownOfAnAdapterThatCannotBeOpenedInJson)
@@ -153,9 +153,9 @@ TEST(QzagentAdapters, OmitsWhatIsUnknownOfAnAdapterThatCannotBeOpenedInJson)
         "format_version": 2, "command": "adapters", "exit_status": 1,
         "messages": [{"severity": "error", "text": "HBA_OpenAdapter method failed", "code": 802,
                       "exception": "QZCHbaapiEx", "adapter": "example-fc-1",
-                      "cause": {"call": 5, "function": "HBA_OpenAdapter", "status": 1,
+                      "cause": {"call": 7, "function": "HBA_OpenAdapter", "status": 1,
                                 "status_name": "HBA_STATUS_ERROR",
-                                "text": "HBA_STATUS_ERROR (1) in call 5, HBA_OpenAdapter"}}],
+                                "text": "HBA_STATUS_ERROR (1) in call 7, HBA_OpenAdapter"}}],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "number_of_ports": 1,
                       "worst_port_state": "ONLINE"},
                      {"index": 1, "name": "example-fc-1", "state": "failed"}]})"));

@@ -167,6 +167,11 @@ std::string squeezed(std::string const& aText)
     return std::regex_replace(aText, blanks, "$1 ");
 }
 
+std::string withSingleBlanks(std::string const& aText)
+{
+    return std::regex_replace(std::regex_replace(aText, std::regex(" +"), " "), std::regex(" \n"), "\n");
+}
+
 testing::AssertionResult satisfies(std::string const& aDocument, std::string const& aSchema)
 {
     TemporaryFile const document(aDocument, ".json");

@@ -58,6 +58,9 @@ std::vector<std::string> linesOf(std::string const& aText);
 /// @return the text with one blank after each word, so that it does not depend on the width of columns
 std::string squeezed(std::string const& aText);
 
+/// @return the text with one blank in place of several, and none at the ends of lines
+std::string withSingleBlanks(std::string const& aText);
+
 /// @param aSchema name of the schema, such as "adapters" for adapters.schema.json
 /// @return whether the document satisfies the schema
 testing::AssertionResult satisfies(std::string const& aDocument, std::string const& aSchema);

@@ -29,7 +29,7 @@ constexpr std::uint64_t firstTime = 1'000'000'000'000;
 PcapngBuilder someCapture(bool aIsBigEndian)
 {
     PcapngBuilder capture(aIsBigEndian);
-    for (std::uint64_t i = 0; i < packets; ++i)
+    for (std::size_t i = 0; i < packets; ++i)
     {
         if (i % packetsPerSection == 0)
         {
@@ -87,11 +87,11 @@ bool containAll(std::vector<std::uint64_t> const& aNumbers, std::vector<std::uin
 class QzagentCaptureDamage : public testing::TestWithParam<bool>
 {
 protected:
-    /// @param aIsWhole tells of each block whether it is unchanged
+    /// @param aIsWhole for each block, whether it is unchanged
     static std::vector<std::uint64_t> wholeIds(std::vector<bool> const& aIsWhole)
     {
         std::vector<std::uint64_t> ids;
-        for (std::uint64_t i = 0; i < packets; ++i)
+        for (std::size_t i = 0; i < packets; ++i)
         {
             std::size_t const section = i / packetsPerSection;
             std::size_t const block = i + blocksBeforePackets * (section + 1);
@@ -138,7 +138,8 @@ TEST_P(QzagentCaptureDamage, FiveThousandChangedCapturesYieldTheirWholeBlocks)
         for (std::size_t changes = 1 + below(4); changes > 0; --changes)
         {
             std::size_t const place = below(content.size());
-            content[place] = static_cast<char>(content[place] ^ (1 + below(255)));
+            auto const byte = static_cast<unsigned char>(content[place]);
+            content[place] = static_cast<char>(byte ^ (1 + below(255)));
             auto const after = std::upper_bound(mBounds.begin(), mBounds.end(), place);
             isWhole[static_cast<std::size_t>(after - mBounds.begin()) - 1] = false;
         }

@@ -198,7 +198,7 @@ TEST_F(QzagentConvert, ReportsThatMemoryIsExhausted)
     {
         GTEST_SKIP() << "sanitizers and the emulator need more memory than the limit";
     }
-    mFolder.write("large", fullRecord(std::string(32'000'000, 'x')));
+    mFolder.write("large", fullRecord(std::string().append(32'000'000, 'x')));
     ProcessResult const result =
         runAgentIn("ulimit -d 20000 && \"$@\"", {"convert", path("large"), "--output", path("new")});
     EXPECT_EQ(result.mErrors, "qzagent: not enough memory; a smaller --max-record needs less\n");

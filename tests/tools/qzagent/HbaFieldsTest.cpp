@@ -60,6 +60,35 @@ TEST(QzagentPortSpeeds, AreUnknownIfTheyAreZero)
     EXPECT_EQ(fields["speed_bits"], 0);
 }
 
+/// PortSupportedClassofService with the classes that it stands for.
+struct Classes
+{
+    HBA_COS mValue;
+    Fields mClasses;
+};
+
+class QzagentPortClasses : public testing::TestWithParam<Classes>
+{
+};
+
+TEST_P(QzagentPortClasses, HaveTheirNamesAndTheValueOfTheLibrary)
+{
+    HBA_PORTATTRIBUTES port{};
+    port.PortSupportedClassofService = GetParam().mValue;
+    Fields const fields = fieldsOfPort(port);
+    EXPECT_EQ(fields["supported_classes"], GetParam().mClasses);
+    EXPECT_EQ(fields["supported_classes_bits"], GetParam().mValue);
+}
+
+INSTANTIATE_TEST_SUITE_P(AsBits, QzagentPortClasses,
+                         testing::Values(Classes{0x01, {"F"}}, Classes{0x04, {"2"}},
+                                         Classes{0x06, {"1", "2"}}, Classes{0x08, {"3"}},
+                                         Classes{0x0c, {"2", "3"}}, Classes{0x28, {"3", 0x20}},
+                                         Classes{0x50, {"4", "6"}}));
+
+INSTANTIATE_TEST_SUITE_P(AsANumber, QzagentPortClasses,
+                         testing::Values(Classes{2, {"2"}}, Classes{3, {"3"}}));
+
 TEST(QzagentPortSpeeds, AreNumbersIfSeveralBitsAreSet)
 {
     HBA_PORTATTRIBUTES port{};

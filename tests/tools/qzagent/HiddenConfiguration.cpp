@@ -7,13 +7,28 @@
 
 #include <dlfcn.h>
 
-extern "C" std::FILE* fopen(char const* aPath, char const* aMode)
+namespace
+{
+using Function = std::FILE* (*)(char const*, char const*);
+
+std::FILE* openUnlessHidden(char const* aPath, char const* aMode, char const* aFunction)
 {
     if (std::strcmp(aPath, "/etc/hba.conf") == 0)
     {
         errno = ENOENT;
         return nullptr;
     }
-    using Function = std::FILE* (*)(char const*, char const*);
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "fopen"))(aPath, aMode);
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, aFunction))(aPath, aMode);
+}
+}  // namespace
+
+extern "C" std::FILE* fopen(char const* aPath, char const* aMode)
+{
+    return openUnlessHidden(aPath, aMode, "fopen");
+}
+
+/// Programs with 64-bit file offsets call this function instead.
+extern "C" std::FILE* fopen64(char const* aPath, char const* aMode)
+{
+    return openUnlessHidden(aPath, aMode, "fopen64");
 }

@@ -105,7 +105,7 @@ TEST(QzagentInventoryFaults, ShowsTheTargetsOfAPortThatFailsUnderTheAdapter)
     EXPECT_EQ(adapter["ports"][1],
               nlohmann::json({{"index", 1},
                               {"failures", failuresWith("HBA_GetAdapterPortAttributes method failed",
-                                                        {6, "HBA_GetAdapterPortAttributes", 12,
+                                                        {8, "HBA_GetAdapterPortAttributes", 12,
                                                          "HBA_STATUS_ERROR_UNAVAILABLE"})}}));
     ASSERT_EQ(adapter["remote_ports"].size(), 1u) << adapter;
     EXPECT_EQ(adapter["remote_ports"][0]["reported_luns"], nlohmann::json({0, 1, 2, 3}));
@@ -133,7 +133,7 @@ TEST(QzagentInventoryFaults, ShowsTheFailureOfADiscoveredPortAtItsPort)
     nlohmann::json const& port = adapter["ports"][0];
     EXPECT_EQ(port["failures"],
               failuresWith("HBA_GetDiscoveredPortAttributes method failed, status 8",
-                           {8, "HBA_GetDiscoveredPortAttributes", 8, "HBA_STATUS_ERROR_STALE_DATA"}));
+                           {7, "HBA_GetDiscoveredPortAttributes", 8, "HBA_STATUS_ERROR_STALE_DATA"}));
     ASSERT_EQ(port["remote_ports"].size(), 1u) << "the port before the failure: " << port;
     ASSERT_EQ(adapter["remote_ports"].size(), 1u) << "the port that failed: " << adapter;
     EXPECT_EQ(adapter["remote_ports"][0]["port_wwn"], "50:00:00:00:ab:00:00:02");

@@ -38,6 +38,7 @@ TEST(QzagentInventoryJson, ContainsThePortsWithTheirRemotePortsAndLuns)
         "index": 0, "port_wwn": "10:00:00:00:c9:00:00:01", "node_wwn": "20:00:00:00:c9:00:00:00",
         "fc_id": "0x010100", "type": "NPORT", "state": "ONLINE", "speed": "2GBIT", "speed_bits": 2,
         "supported_speeds": ["1GBIT", "2GBIT"], "supported_speeds_bits": 3, "supported_classes": ["3"],
+        "supported_classes_bits": 8,
         "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"], "max_frame_size": 2112,
         "symbolic_name": "EX-2200 port 0", "os_device_name": "/sys/class/fc_host/host0",
         "fabric_name": "10:00:00:60:69:00:00:01",
@@ -67,6 +68,7 @@ TEST(QzagentInventoryJson, OmitsFieldsThatTheDeviceLeftEmpty)
         "index": 0, "port_wwn": "10:00:00:00:c9:00:00:11", "node_wwn": "20:00:00:00:c9:00:00:10",
         "type": "UNKNOWN", "state": "LINKDOWN", "speed": "NOT_NEGOTIATED", "speed_bits": 5,
         "supported_speeds": ["1GBIT", "2GBIT"], "supported_speeds_bits": 3, "supported_classes": ["3"],
+        "supported_classes_bits": 8,
         "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"], "max_frame_size": 2112,
         "os_device_name": "/sys/class/fc_host/host2", "remote_ports": []})"));
 }

@@ -25,7 +25,7 @@ namespace
 {
 // 2026-11-22T08:53:52Z
 constexpr std::uint64_t someTime = 1'795'337'632'000'000'000;
-constexpr std::uint64_t oneSecond = 1'000'000'000;
+constexpr std::uint64_t secondOfCapture = 1'000'000'000;
 
 std::string const plainText = "category 3 subcategory 7 length 0";
 std::string const fullText = "category 9 subcategory 10 length 2 6162";
@@ -190,7 +190,7 @@ TEST_F(QzagentShowPcapng, CountsPacketsThatAreNotEvents)
     ProcessResult const result =
         show(twoEvents().interface("others", 148).packet(2, someTime, "{}").other(0xbad));
     EXPECT_THAT(linesOf(result.mOutput), testing::SizeIs(2));
-    EXPECT_EQ(result.mErrors, "qzagent: note: skipped 1 packets that are not events\n");
+    EXPECT_EQ(result.mErrors, "qzagent: note: skipped 1 packets or records that are not events\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -317,7 +317,7 @@ TEST_F(QzagentShowPcapng, PrintsANoteWhenNoEventMeetsTheConditions)
 
 TEST_F(QzagentShowPcapng, PrintsTimesAsRequested)
 {
-    PcapngBuilder const capture = twoEvents().packet(0, someTime - oneSecond, plainRecord());
+    PcapngBuilder const capture = twoEvents().packet(0, someTime - secondOfCapture, plainRecord());
     EXPECT_THAT(lines(capture, {"--time", "relative"}),
                 ElementsAre("+0.000000000 board 0 " + plainText, "+0.000000001 board 7 " + fullText,
                             "-1.000000000 board 0 " + plainText));
@@ -334,10 +334,10 @@ TEST_F(QzagentShowPcapng, PrintsTimesAsRequested)
 TEST_F(QzagentShowPcapng, CountsEvents)
 {
     PcapngBuilder capture = twoEvents()
-                                .packet(0, someTime + 4 * oneSecond, plainRecord(), 2)
+                                .packet(0, someTime + 4 * secondOfCapture, plainRecord(), 2)
                                 .section("host-b")
                                 .interface("board 0")
-                                .packet(0, someTime + 8 * oneSecond, plainRecord());
+                                .packet(0, someTime + 8 * secondOfCapture, plainRecord());
     EXPECT_EQ(squeezed(show(capture, {"--summary"}).mOutput),
               "ITEM        VALUE\n"
               "sections 2\n"
@@ -419,6 +419,27 @@ TEST_F(QzagentShowFollow, WaitsForAnEmptyFileToTellItsForm)
                        {"events"})
                     .mOutput),
         testing::SizeIs(2));
+}
+
+TEST_F(QzagentShowFollow, WaitsForLatencyDataToTellItself)
+{
+    mFolder.write("events", std::string("\x07\x19", 2));
+    ProcessResult const result = follow(
+        "sleep 0.5; printf '\\002\\000\\031\\022\\064\\001\\012\\002' >>events; "
+        "head -c 20 /dev/zero >>events; until_lines 1",
+        {"events"});
+    EXPECT_THAT(result.mOutput,
+                testing::StartsWith("record 0 at byte 0: 7 I/Os, search type 1, base 10, step 2\n"));
+    EXPECT_EQ(result.mErrors, "");
+}
+
+TEST_F(QzagentShowFollow, EndsQuietlyWhenItsReaderLeaves)
+{
+    write("events", twoEvents());
+    ProcessResult const result = runAgentIn(R"({ timeout 20 "$@"; echo "status $?" >&2; } | head -n 1)",
+                                            {"show", "--follow", (mFolder.path() / "events").string()});
+    EXPECT_THAT(linesOf(result.mOutput), testing::SizeIs(1));
+    EXPECT_EQ(result.mErrors, "status 0\n");
 }
 
 TEST_F(QzagentShowFollow, FollowsTheNameOfAFileThatIsReplaced)

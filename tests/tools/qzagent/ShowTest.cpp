@@ -1,4 +1,5 @@
 #include <cstddef>
+#include <filesystem>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -12,6 +13,7 @@
 #include "tests/tools/qzagent/Agent.h"
 #include "tests/tools/qzagent/Captures.h"
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -187,7 +189,7 @@ TEST_F(QzagentShow, NeedsLittleMoreMemoryThanItsLargestRecord)
         GTEST_SKIP() << "sanitizers and the emulator need more memory than the limit";
     }
     // The record has 32 million bytes; the limit is 64 million bytes of data.
-    std::string const path = mFolder.write("large", fullRecord(std::string(32'000'000, 'x')));
+    std::string const path = mFolder.write("large", fullRecord(std::string().append(32'000'000, 'x')));
     for (char const* const form : {"--json", "--hex", "--last=1"})
     {
         ProcessResult const result =
@@ -203,7 +205,7 @@ TEST_F(QzagentShow, ReportsThatMemoryIsExhausted)
     {
         GTEST_SKIP() << "sanitizers and the emulator need more memory than the limit";
     }
-    std::string const path = mFolder.write("large", fullRecord(std::string(32'000'000, 'x')));
+    std::string const path = mFolder.write("large", fullRecord(std::string().append(32'000'000, 'x')));
     ProcessResult const result = runAgentIn("ulimit -d 20000 && \"$@\"", {"show", path});
     EXPECT_EQ(result.mErrors, "qzagent: not enough memory; a smaller --max-record needs less\n");
     EXPECT_EQ(result.mExitStatus, 1);
@@ -239,13 +241,40 @@ TEST_F(QzagentShow, PrintsLatencyDataOfAnotherScaleWithTheNumbersOfItsBuckets)
     EXPECT_THAT(show(latencyText("02 0a 02")).mOutput, HasSubstr("\nbucket  2                        6 █"));
 }
 
+TEST_F(QzagentShow, CountsNoEventsInLatencyData)
+{
+    ProcessResult const result =
+        show(latencyText("01 0a 02") + latencyText("01 0a 02"), {"show", "--summary"});
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("events 0\n"));
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: skipped 2 packets or records that are not events\n"
+              "qzagent: note: no events\n");
+}
+
+TEST_F(QzagentShow, CopiesLatencyDataAndDoesNotConvertIt)
+{
+    std::string const path =
+        mFolder.write("latencies", latencyText("01 0a 02") + latencyText("01 0a 03") + "07");
+    std::string const copy = mFolder.path() / "copy";
+    EXPECT_EQ(runAgent({"repair", path, "--output", copy}).mOutput,
+              "wrote 2 records to " + copy + "; places of damage: 1\n");
+    EXPECT_THAT(runAgent({"show", copy}).mOutput,
+                AllOf(HasSubstr("record 0 at byte 0: 7 I/Os, search type 1, base 10, step 2\n"),
+                      HasSubstr("record 1 at byte 30: 7 I/Os, search type 1, base 10, step 3\n")));
+    std::filesystem::remove(copy);
+    ProcessResult const result = runAgent({"convert", path, "--output", copy});
+    EXPECT_EQ(result.mErrors, "qzagent: latency data has no events to convert\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_FALSE(std::filesystem::exists(copy));
+}
+
 TEST_F(QzagentShow, PrintsTheLatencyDataBeforeATruncatedRecordAndReportsIt)
 {
     ProcessResult const result = show(latencyText("01 0a 02") + "07 1902");
     EXPECT_THAT(result.mOutput, testing::StartsWith("record 0 at byte 0: 7 I/Os"));
     EXPECT_EQ(result.mErrors, complaint(" at byte 31: expected an unsigned integer up to 4294967295, found "
                                         "unsigned integer cut in its head (0x19); skipped 3 bytes from "
-                                        "byte 31 to the end"));
+                                        "byte 30 to the end"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

@@ -9,8 +9,8 @@
 
 namespace
 {
-constexpr std::uint64_t secondInNanoseconds = 1'000'000'000;
-constexpr std::uint64_t now = 1'795'337'632 * secondInNanoseconds;
+constexpr std::uint64_t oneSecond = 1'000'000'000;
+constexpr std::uint64_t now = 1'795'337'632 * oneSecond;
 
 std::string utcText(std::uint64_t aTime)
 {
@@ -22,16 +22,16 @@ std::string utcText(std::uint64_t aTime)
 TEST(QzagentTimeText, FormatsTimesInUtc)
 {
     EXPECT_EQ(utcText(0), "1970-01-01T00:00:00.000000000Z");
-    EXPECT_EQ(utcText(951'782'400 * secondInNanoseconds + 1), "2000-02-29T00:00:00.000000001Z");
-    EXPECT_EQ(utcText(4'107'542'399 * secondInNanoseconds), "2100-02-28T23:59:59.000000000Z");
-    EXPECT_EQ(utcText(4'107'542'400 * secondInNanoseconds), "2100-03-01T00:00:00.000000000Z");
+    EXPECT_EQ(utcText(951'782'400 * oneSecond + 1), "2000-02-29T00:00:00.000000001Z");
+    EXPECT_EQ(utcText(4'107'542'399 * oneSecond), "2100-02-28T23:59:59.000000000Z");
+    EXPECT_EQ(utcText(4'107'542'400 * oneSecond), "2100-03-01T00:00:00.000000000Z");
     EXPECT_EQ(utcText(18'446'744'073'709'551'615U), "2554-07-21T23:34:33.709551615Z");
 }
 
 TEST(QzagentTimeText, ParsesWhatItFormats)
 {
-    for (std::uint64_t time = 1; time < 18'000'000'000 * secondInNanoseconds;
-         time += 12'345'678 * secondInNanoseconds + 987'654'321)
+    for (std::uint64_t time = 1; time < 18'000'000'000 * oneSecond;
+         time += 12'345'678 * oneSecond + 987'654'321)
     {
         EXPECT_EQ(qzagent::timeOf(utcText(time)), time) << utcText(time);
     }
@@ -41,7 +41,7 @@ TEST(QzagentTimeText, ParsesTheVariantsOfRfc3339)
 {
     EXPECT_EQ(qzagent::timeOf("2026-11-22T08:53:52Z"), now);
     EXPECT_EQ(qzagent::timeOf("2026-11-22t08:53:52z"), now);
-    EXPECT_EQ(qzagent::timeOf("2026-11-22 08:53:52.5Z"), now + secondInNanoseconds / 2);
+    EXPECT_EQ(qzagent::timeOf("2026-11-22 08:53:52.5Z"), now + oneSecond / 2);
     EXPECT_EQ(qzagent::timeOf("2026-11-22T14:23:52+05:30"), now);
     EXPECT_EQ(qzagent::timeOf("2026-11-21T23:53:52-09:00"), now);
 }
@@ -77,10 +77,10 @@ TEST(QzagentTimeText, RefusesEverythingElse)
 
 TEST(QzagentTimeText, ParsesTimesBeforeNow)
 {
-    EXPECT_EQ(qzagent::timeOf("-90s", now), now - 90 * secondInNanoseconds);
-    EXPECT_EQ(qzagent::timeOf("-10m", now), now - 600 * secondInNanoseconds);
-    EXPECT_EQ(qzagent::timeOf("1h ago", now), now - 3600 * secondInNanoseconds);
-    EXPECT_EQ(qzagent::timeOf("2d ago", now), now - 172'800 * secondInNanoseconds);
+    EXPECT_EQ(qzagent::timeOf("-90s", now), now - 90 * oneSecond);
+    EXPECT_EQ(qzagent::timeOf("-10m", now), now - 600 * oneSecond);
+    EXPECT_EQ(qzagent::timeOf("1h ago", now), now - 3600 * oneSecond);
+    EXPECT_EQ(qzagent::timeOf("2d ago", now), now - 172'800 * oneSecond);
     EXPECT_EQ(qzagent::timeOf("-99999d", now), 0U);
     EXPECT_EQ(qzagent::timeOf("2026-11-22T08:53:52Z", 0), now);
     for (char const* const text :
@@ -97,7 +97,8 @@ TEST(QzagentByteSize, ParsesNumbersWithUnits)
     EXPECT_EQ(qzagent::byteSizeOf("3K"), 3072U);
     EXPECT_EQ(qzagent::byteSizeOf("64M"), 67'108'864U);
     EXPECT_EQ(qzagent::byteSizeOf("2G"), 2'147'483'648U);
-    for (char const* const text : {"", "K", "-1", "1T", "1KB", "1 K", "99999999999G", "99999999999999999999"})
+    EXPECT_EQ(qzagent::byteSizeOf("3T"), 3'298'534'883'328U);
+    for (char const* const text : {"", "K", "-1", "1P", "1KB", "1 K", "99999999999G", "99999999999999999999"})
     {
         EXPECT_FALSE(qzagent::byteSizeOf(text)) << text;
     }

@@ -92,10 +92,14 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Hang{"Adapters",
                          adapterNamed("example-fc-0") + hangs("HBA_OpenAdapter"),
                          {"adapters"},
-                         "HBA_OpenAdapter has not returned (example-fc-0)"},
+                         "HBA_OpenAdapter has not returned (example-fc-0: opening)"},
                     Hang{"Latency",
                          secondHangs,
                          {"latency"},
+                         "HBA_GetFcpTargetMapping has not returned (example-fc-1: target mappings)"},
+                    Hang{"Ports",
+                         secondHangs,
+                         {"ports"},
                          "HBA_GetFcpTargetMapping has not returned (example-fc-1: target mappings)"},
                     Hang{"Load",
                          hangs("HBA_LoadLibrary"),
@@ -112,12 +116,50 @@ INSTANTIATE_TEST_SUITE_P(
                          "in the step: VQM_GetLinkInfo of board 0"}),
     [](testing::TestParamInfo<Hang> const& aInfo) { return aInfo.param.mName; });
 
+std::string counting(char const* aAdapter, unsigned int aPort)
+{
+    return adapterNamed(aAdapter) + portNumbered(aPort) + "[adapter.port.statistics]\ntx_frames = 1\n";
+}
+
+std::string const secondCounterHangs = counting("example-fc-0", 1) + counting("example-fc-1", 2) +
+                                       hangs("HBA_GetPortStatistics", "adapter = \"example-fc-1\"\n");
+
+TEST(QzagentTimeout, ShowsTheCountersOfTheAdaptersBeforeTheOneThatHangs)
+{
+    ProcessResult const text = runAgentOn(secondCounterHangs, {"statistics", "--timeout", "1"});
+    EXPECT_THAT(text.mOutput, AllOf(StartsWith("PORT "), HasSubstr("\nadapter 0 example-fc-0"),
+                                    Not(HasSubstr("example-fc-1"))));
+    ProcessResult const json = runAgentOn(secondCounterHangs, {"statistics", "--json", "--timeout", "1"});
+    EXPECT_TRUE(satisfies(json.mOutput, "statistics"));
+    ASSERT_EQ(documentOf(json)["adapters"].size(), 1u);
+    EXPECT_EQ(documentOf(json)["adapters"][0]["name"], "example-fc-0");
+}
+
+TEST(QzagentTimeout, WritesNoDocumentAmongTheIntervalsOfCounters)
+{
+    ProcessResult const result =
+        runAgentOn(secondCounterHangs, {"statistics", "--interval", "5", "--json", "--timeout", "1"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: timeout after 1 s: in the step: statistics, which a process of its own reads\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentTimeout, NamesTheWaitBetweenTheIntervalsOfCounters)
+{
+    EXPECT_EQ(
+        runAgentOn(counting("example-fc-0", 1), {"statistics", "--interval", "5", "--timeout", "1"}).mErrors,
+        "qzagent: timeout after 1 s: in the step: waiting for the end of the interval\n");
+}
+
 TEST(QzagentTimeout, WritesNoDocumentAmongTheLinesOfEvents)
 {
     ProcessResult const result = runAgentOn(shippedScenario("diagnostic-events"),
                                             {"watch", "--category", "200", "--json", "--timeout", "1"});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: timeout after 1 s: in the step: waiting for events\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: watching 2 boards, category 200, all subcategories\n"
+              "qzagent: timeout after 1 s: in the step: waiting for events\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -158,6 +200,17 @@ TEST(QzagentHangingAdapter, DoesNotHideTheAdaptersBeforeItWithoutATimeout)
                 AllOf(StartsWith("ITEM "), HasSubstr("\nadapter 0               example-fc-0\n")));
 }
 
+TEST(QzagentHangingAdapter, ShowsItsCountersLaterWithoutASecondHeading)
+{
+    ProcessResult const result =
+        runAgentOn(counting("example-fc-0", 1) + counting("example-fc-1", 2) +
+                       "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"example-fc-1\"\nnth = 1\n"
+                       "delay_ms = 1500\n",
+                   {"statistics"});
+    EXPECT_THAT(result.mOutput, AllOf(StartsWith("PORT "), HasSubstr("\nadapter 0 example-fc-0"),
+                                      HasSubstr("\nadapter 1 example-fc-1"), Not(HasSubstr("\nPORT"))));
+}
+
 TEST(QzagentHangingAdapter, IsShownLaterWithoutASecondHeading)
 {
     std::string const scenario =
@@ -165,9 +218,9 @@ TEST(QzagentHangingAdapter, IsShownLaterWithoutASecondHeading)
         "[[fault]]\ncall = \"HBA_OpenAdapter\"\nadapter = \"example-fc-1\"\nnth = 1\n"
         "delay_ms = 1500\n";
     EXPECT_EQ(runAgentOn(scenario, {"adapters"}).mOutput,
-              "INDEX NAME         HANDLE STATE\n"
-              "    0 example-fc-0 0x1    ok\n"
-              "    1 example-fc-1 0x2    ok\n");
+              "INDEX NAME         MODEL DRIVER FIRMWARE PORTS WORST PORT STATE\n"
+              "    0 example-fc-0 -     -      -            1 ONLINE     ok\n"
+              "    1 example-fc-1 -     -      -            1 ONLINE     ok\n");
     EXPECT_THAT(runAgentOn(scenario, {"inventory"}).mOutput,
                 AllOf(StartsWith("ITEM "), HasSubstr("\nadapter 0               example-fc-0\n"),
                       HasSubstr("\nadapter 1               example-fc-1\n"), Not(HasSubstr("\nITEM"))));

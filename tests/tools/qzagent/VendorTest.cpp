@@ -9,6 +9,7 @@
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace
 {
@@ -63,6 +64,41 @@ TEST(QzagentVendor, ShowsTheOtherBoardsWhenOneFails)
     EXPECT_THAT(squeezed(result.mOutput), AllOf(HasSubstr("board 0 \n├─first wwn 20:00:00:00:c9:00:00:00\n"),
                                                 HasSubstr(std::string("board 1 \n└─failed ") + failure)));
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+std::string driverFault(std::string const& aNth)
+{
+    return shippedScenario("diagnostic-events") + "[[fault]]\ncall = \"VQM_GetDrvInfo\"\nnth = " + aNth +
+           "\nresult = 77\n";
+}
+
+TEST(QzagentVendor, FailsWithTheResultOfADriverThatDoesNotAnswer)
+{
+    ProcessResult const result = runAgentOn(driverFault("\"1+\""), {"vendor", "--json"});
+    EXPECT_EQ(result.mErrors, "qzagent: VQM_GetDrvInfo of board 0 failed with result 77\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_TRUE(satisfies(result.mOutput, "vendor"));
+    nlohmann::json const document = documentOf(result);
+    EXPECT_FALSE(document.contains("quazor_events"));
+    EXPECT_EQ(document["boards"].size(), 2u);
+}
+
+TEST(QzagentVendor, ShowsTheBoardsWithoutQuazorSupportWhenTheDriverAnswersOnlyTheSecondTime)
+{
+    ProcessResult const result = runAgentOn(driverFault("1"), {"vendor"});
+    EXPECT_EQ(result.mErrors, "qzagent: VQM_GetDrvInfo of board 0 failed once; a second call succeeded\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(squeezed(result.mOutput), AllOf(HasSubstr("board 1 \n"), Not(HasSubstr("quazor events"))));
+}
+
+TEST(QzagentVendor, ReportsADriverWithAnOldRecordAsWithoutSupport)
+{
+    std::string scenario = shippedScenario("diagnostic-events");
+    std::string const section = "\n[diagnostics]\n";
+    scenario.insert(scenario.find(section) + section.size(), "record_version = 3\n");
+    ProcessResult const result = runAgentOn(scenario, {"vendor"});
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("quazor events not supported\n"));
+    EXPECT_EQ(result.mErrors, "");
 }
 
 TEST(QzagentVendor, ReportsAMissingVendorLibrary)

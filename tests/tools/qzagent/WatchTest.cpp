@@ -38,6 +38,15 @@ std::vector<int> categoriesOf(Arguments aArguments)
     return categories;
 }
 
+TEST(QzagentWatch, FailsWithTheResultOfADriverThatDoesNotAnswer)
+{
+    ProcessResult const result =
+        runAgentOn(events() + "\n[[fault]]\ncall = \"VQM_GetDrvInfo\"\nnth = \"1+\"\nresult = 77\n",
+                   {"watch", "--count", "1"});
+    EXPECT_EQ(result.mErrors, "qzagent: VQM_GetDrvInfo of board 0 failed with result 77\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST(QzagentWatch, PrintsEachEventAsALine)
 {
     ProcessResult const result =

@@ -363,7 +363,7 @@ class Drops(Recordings):
     def test_dropped_events_are_counted_in_packets_and_statistics_and_reported(self):
         objects, errors = self.watch_without_reader(FLOOD)
         total = int(re.search(r"dropped ([0-9]+)\n", errors)[1])
-        self.assertGreater(total, 10)
+        self.assertGreater(total, 0)
         section, = self.sections()
         self.assertEqual(sum(packet.drops for packet in section.packets), total)
         last = section.interfaces[0].statistics[-1]
@@ -372,7 +372,7 @@ class Drops(Recordings):
         self.assertEqual(sum(map(int, re.findall("note: dropped events: ([0-9]+) of board 0\n", errors))), total)
         self.assertRegex(errors, f"qzagent: {total} of [0-9]+ events were dropped: {total} of board 0\n$")
         drops = [each for each in objects if "dropped" in each]
-        self.assertEqual({tuple(each) for each in drops}, {("time", "board", "dropped")})
+        self.assertEqual({tuple(each) for each in drops}, {("time", "host", "board", "dropped")})
         self.assertEqual(sum(each["dropped"] for each in drops), total)
 
     def test_a_watch_for_a_count_ends_although_events_are_dropped(self):
@@ -407,14 +407,14 @@ class Printing(Recordings):
 
     def test_options_without_their_condition_are_refused(self):
         for arguments, complaint in (
-                (["--print"], "--format, --rotate, --sync and --print require --output"),
-                (["--output", "x", "--keep", "3"], "--keep requires --rotate"),
+                (["--print"], "--format, --rotate, --sync and --print require --output; see qzagent watch --help"),
+                (["--output", "x", "--keep", "3"], "--keep requires --rotate; see qzagent watch --help"),
                 (["--output", "x", "--format", "records", "--sync", "1"],
-                 "--rotate and --sync require the form pcapng"),
+                 "--rotate and --sync require the form pcapng; see qzagent watch --help"),
                 (["--output", "x", "--format", "pcap"],
-                 "--format: 'pcap' is not pcapng or records; see qzagent --help"),
+                 "--format: 'pcap' is not pcapng or records; see qzagent watch --help"),
                 (["--output", "x", "--rotate", "10"],
-                 "--rotate: '10' is not a size such as 100M or a time such as 1h; see qzagent --help")):
+                 "--rotate: '10' is not a size such as 100M or a time such as 1h; see qzagent watch --help")):
             result = subprocess.run([QZAGENT, "watch", *arguments], capture_output=True, text=True, check=False)
             self.assertEqual((result.returncode, result.stderr), (2, f"qzagent: {complaint}\n"))
 

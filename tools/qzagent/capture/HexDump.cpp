@@ -12,8 +12,7 @@ namespace qzagent
 {
 namespace
 {
-/// The two digits of every byte, one after another.
-constexpr std::array<char, 512> digitPairs = []
+constexpr std::array<char, 512> makeDigitPairs()
 {
     constexpr char digits[] = "0123456789abcdef";
     std::array<char, 512> pairs{};
@@ -23,7 +22,10 @@ constexpr std::array<char, 512> digitPairs = []
         pairs[2 * byte + 1] = digits[byte % 16];
     }
     return pairs;
-}();
+}
+
+/// The two digits of every byte, one after another.
+constexpr std::array<char, 512> digitPairs = makeDigitPairs();
 
 char shownAs(unsigned char aByte) { return aByte >= ' ' && aByte <= '~' ? static_cast<char>(aByte) : '.'; }
 
@@ -54,8 +56,9 @@ void appendHex(std::string& aText, qz::Bytes aBytes)
     aText.resize(place + 2 * aBytes.mSize);
     for (unsigned char const byte : aBytes)
     {
-        aText[place] = digitPairs[2U * byte];
-        aText[place + 1] = digitPairs[2U * byte + 1];
+        std::size_t const pair = std::size_t{2} * byte;
+        aText[place] = digitPairs[pair];
+        aText[place + 1] = digitPairs[pair + 1];
         place += 2;
     }
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <optional>
 #include <stdexcept>
@@ -117,15 +116,17 @@ std::optional<std::string_view> JsonSource::nextLine(bool aMayGrow)
     mPosition += mSize;
     mWindow.skip(std::exchange(mSize, 0));
     ++mLine;
+    // The window may move whenever it reads.
+    auto const firstBytes = [this](std::size_t aSize)
+    { return std::string_view(reinterpret_cast<char const*>(mWindow.data()), aSize); };
     std::size_t searched = 0;
     for (;;)
     {
-        void const* const end = std::memchr(mWindow.data() + searched, '\n', mWindow.size() - searched);
-        std::string_view const text(reinterpret_cast<char const*>(mWindow.data()), mWindow.size());
-        if (end != nullptr)
+        std::size_t const end = firstBytes(mWindow.size()).find('\n', searched);
+        if (end != std::string_view::npos)
         {
-            mSize = static_cast<std::size_t>(static_cast<char const*>(end) - text.data()) + 1;
-            return text.substr(0, mSize - 1);
+            mSize = end + 1;
+            return firstBytes(end);
         }
         searched = mWindow.size();
         if (mWindow.readMore())
@@ -140,7 +141,7 @@ std::optional<std::string_view> JsonSource::nextLine(bool aMayGrow)
         }
         // A line that is too long becomes several bad lines.
         mSize = searched;
-        return text;
+        return firstBytes(searched);
     }
 }
 

@@ -81,7 +81,7 @@ std::optional<CaptureItem> PcapngSource::next(bool aMayGrow)
     using AtEnd = pcapng::Reader::AtEnd;
     while (std::optional<pcapng::Item> const item = mReader.next(aMayGrow ? AtEnd::wait : AtEnd::finish))
     {
-        if (std::optional<CaptureItem> const found = itemOf(*item))
+        if (std::optional<CaptureItem> found = itemOf(*item))
         {
             return found;
         }

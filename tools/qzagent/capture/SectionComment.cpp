@@ -87,13 +87,13 @@ std::string formatSectionComment(SectionComment const& aComment)
 
 SectionComment parseSectionComment(std::string_view aText)
 {
-    SectionComment comment;
+    SectionComment parsed;
     while (!aText.empty())
     {
         std::size_t const end = std::min(aText.find(' '), aText.size());
-        takeWord(comment, aText.substr(0, end));
+        takeWord(parsed, aText.substr(0, end));
         aText.remove_prefix(std::min(end + 1, aText.size()));
     }
-    return comment;
+    return parsed;
 }
 }  // namespace qzagent

@@ -28,7 +28,9 @@ NewFile::NewFile(std::string const& aPath, mode_t aMode)
     }
 }
 
-NewFile::~NewFile()
+NewFile::~NewFile() { remove(); }
+
+void NewFile::remove() noexcept
 {
     if (!mIsComplete)
     {

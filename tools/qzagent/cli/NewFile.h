@@ -2,6 +2,7 @@
 /// Files that the agent creates and never replaces.
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include <sys/types.h>
@@ -11,7 +12,8 @@
 
 namespace qzagent
 {
-/// A new file, which is written piece by piece. It is removed when this object is destroyed, unless it is finished.
+/// A new file, which is written piece by piece. It is removed when this object is destroyed, unless it is finished. Only
+/// remove() may be called while another thread uses the object.
 class NewFile
 {
 public:
@@ -31,9 +33,12 @@ public:
     /// @throws std::system_error "cannot write PATH: ..." when the device reports an error
     void finish();
 
+    /// Removes the file unless it is finished, for a process that ends without destroying this object.
+    void remove() noexcept;
+
 private:
     std::string const mPath;
     Descriptor const mDescriptor;
-    bool mIsComplete = false;
+    std::atomic<bool> mIsComplete = false;
 };
 }  // namespace qzagent

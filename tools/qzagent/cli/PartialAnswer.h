@@ -36,4 +36,27 @@ private:
     mutable std::mutex mMutex;
     Source mSource;
 };
+
+/// The source of a partial answer while this object exists, since a source may use what does not outlive it.
+class ScopedSource
+{
+public:
+    ScopedSource(PartialAnswer& aPartial, PartialAnswer::Source aSource) : mPartial(aPartial)
+    {
+        mPartial.provide(std::move(aSource));
+    }
+    ~ScopedSource()
+    {
+        mPartial.provide([last = std::move(mLast)] { return last; });
+    }
+    ScopedSource(ScopedSource const&) = delete;
+    ScopedSource& operator=(ScopedSource const&) = delete;
+
+    /// Sets what is shown from the end of this object on; by default an empty answer.
+    void setLast(std::optional<Answer> aLast) { mLast = std::move(aLast); }
+
+private:
+    PartialAnswer& mPartial;
+    std::optional<Answer> mLast = Answer();
+};
 }  // namespace qzagent

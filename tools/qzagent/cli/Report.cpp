@@ -26,6 +26,7 @@ constexpr char const* errorSeverity = "error";
 constexpr char const* noteSeverity = "note";
 
 std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr))); }
+
 /// @return the parts of the subject, each followed by a colon
 std::string prefixOf(Subject const& aSubject)
 {

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -13,9 +14,12 @@
 
 #include <dlfcn.h>
 #include <fmt/format.h>
+#include <hbaapi.h>
+#include <vendorhbaapi.h>
 
 #include "tools/qzagent/cli/LoadError.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/HbaLimits.h"
 
 namespace qzagent
 {
@@ -61,22 +65,37 @@ std::optional<std::vector<HbaLibrary>> configuredLibraries()
     return libraries;
 }
 
-/// Does not load the library.
-bool isLoaded(std::string const& aPath)
+struct LibraryCloser
 {
-    void* const library = ::dlopen(aPath.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    if (library != nullptr)
-    {
-        ::dlclose(library);
-    }
-    return library != nullptr;
+    void operator()(void* aLibrary) const { ::dlclose(aLibrary); }
+};
+
+using OpenLibrary = std::unique_ptr<void, LibraryCloser>;
+
+/// Does not load the library.
+/// @return null when it is not loaded
+OpenLibrary loadedLibrary(std::string const& aPath)
+{
+    return OpenLibrary(::dlopen(aPath.c_str(), RTLD_LAZY | RTLD_NOLOAD));
+}
+
+/// @return number of adapters that the library reports; 0 when it cannot be asked
+HBA_UINT32 adaptersOf(HbaLibrary const& aLibrary)
+{
+    OpenLibrary const library = loadedLibrary(aLibrary.mPath);
+    auto* const registerLibrary = reinterpret_cast<HBARegisterLibraryFunc>(
+        library ? ::dlsym(library.get(), "HBA_RegisterLibrary") : nullptr);
+    HBA_ENTRYPOINTS table{};
+    bool const isRegistered = registerLibrary != nullptr && registerLibrary(&table) == HBA_STATUS_OK &&
+                              table.GetNumberOfAdaptersHandler != nullptr;
+    return isRegistered ? table.GetNumberOfAdaptersHandler() : 0;
 }
 
 void reportUnloaded(std::vector<HbaLibrary> const& aLibraries, Report& aReport)
 {
     for (HbaLibrary const& library : aLibraries)
     {
-        if (!isLoaded(library.mPath))
+        if (!loadedLibrary(library.mPath))
         {
             std::string const error = loadErrorOf(library.mPath);
             aReport.addNote(fmt::format("HBA library {} ({}) is not loaded: {}", library.mName, library.mPath,
@@ -106,6 +125,14 @@ void reportFailedLoad(Report& aReport)
     else
     {
         reportUnloaded(*libraries, aReport);
+    }
+}
+
+void expectPlausibleLibraries()
+{
+    for (HbaLibrary const& library : configuredLibraries().value_or(std::vector<HbaLibrary>()))
+    {
+        expectAtMost(mostAdapters, adaptersOf(library), "adapters");
     }
 }
 }  // namespace qzagent

@@ -12,4 +12,9 @@ void reportMissingLibraries(Report& aReport);
 /// Adds notes that say why the common library did not load: as reportMissingLibraries(), or that the file does not exist
 /// or names no library.
 void reportFailedLoad(Report& aReport);
+
+/// Refuses a number of adapters that the common library hides: if an HBA library returns a number above 2147483647, the
+/// common library takes it as negative and reports no adapters.
+/// @throws QZCHbaapiEx "implausible number of adapters: 4294967295 (at most 4096)", code 802
+void expectPlausibleLibraries();
 }  // namespace qzagent

@@ -122,6 +122,14 @@ Fields supportedSpeeds(HBA_PORTSPEED aSpeeds)
                                             : bits(aSpeeds, speeds);
 }
 
+/// libhbalinux2 writes the number of the first class, where the HBA API has a bit for each class. A port that carries FCP
+/// supports class 2 or 3, so 2 and 3, which would be "class 1" and "classes F and 1" as bits, are numbers.
+Fields supportedClasses(HBA_COS aClasses)
+{
+    bool const isNumber = aClasses == 2 || aClasses == 3;
+    return isNumber ? Fields::array({std::to_string(aClasses)}) : bits(aClasses, classesOfService);
+}
+
 /// @param aTypes 8 words of 32 bits, each with its most significant byte first
 Fields fc4Types(HBA_FC4TYPES const& aTypes)
 {
@@ -181,7 +189,8 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort)
                     {"speed_bits", aPort.PortSpeed},
                     {"supported_speeds", supportedSpeeds(aPort.PortSupportedSpeed)},
                     {"supported_speeds_bits", aPort.PortSupportedSpeed},
-                    {"supported_classes", bits(aPort.PortSupportedClassofService, classesOfService)},
+                    {"supported_classes", supportedClasses(aPort.PortSupportedClassofService)},
+                    {"supported_classes_bits", number(aPort.PortSupportedClassofService)},
                     {"supported_fc4_types", fc4Types(aPort.PortSupportedFc4Types)},
                     {"active_fc4_types", fc4Types(aPort.PortActiveFc4Types)},
                     {"max_frame_size", number(aPort.PortMaxFrameSize)},

@@ -50,6 +50,10 @@ std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
                   {
                       unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
                       expectAtMost(mostAdapters, count, "adapters");
+                      if (count == 0)
+                      {
+                          expectPlausibleLibraries();
+                      }
                       aHbaapi.HA_GetAdapterNames(count, names);
                   });
     std::vector<std::string> result;

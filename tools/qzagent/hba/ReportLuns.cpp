@@ -1,5 +1,6 @@
 #include "tools/qzagent/hba/ReportLuns.h"
 
+#include <chrono>
 #include <cstddef>
 
 #include <fmt/format.h>
@@ -12,16 +13,10 @@ namespace qzagent
 {
 namespace
 {
+constexpr char const* command = "REPORT LUNS";
 constexpr std::size_t reportHeaderSize = 8;
 constexpr std::size_t lengthSize = 4;  // the header begins with the length of the list
 constexpr unsigned int mostAttempts = 5;
-
-HBA_STATUS request(HBA_HANDLE aHandle, qz::Wwn const& aPort, ScsiAnswer& aAnswer)
-{
-    SenseBuffer sense{};
-    return HBA_SendReportLUNs(aHandle, aPort.hbaWwn(), aAnswer.buffer(),
-                              static_cast<HBA_UINT32>(aAnswer.size()), sense.data(), sense.size());
-}
 
 /// @return size that the whole answer has according to its header
 /// @throws QZCHbaapiEx when there is no header, or the size is implausible
@@ -53,20 +48,24 @@ bool mayBeRepeated(HBA_STATUS aStatus)
 }
 }  // namespace
 
-qz::LunReport reportLuns(HBA_HANDLE aHandle, qz::Wwn const& aPort)
+LunQuery::LunQuery() : mAnswer(command, reportHeaderSize + mostLunsOfLayer * lunSize) {}
+
+void LunQuery::send(HBA_HANDLE aHandle, qz::Wwn const& aPort)
 {
-    std::size_t size = reportHeaderSize + mostLunsOfLayer * lunSize;
     for (unsigned int attempt = 0; attempt < mostAttempts; ++attempt)
     {
-        ScsiAnswer answer("REPORT LUNS", size);
-        HBA_STATUS const status = request(aHandle, aPort, answer);
+        HBA_STATUS const status = request(aHandle, aPort);
         if (status == HBA_STATUS_OK || status == HBA_STATUS_ERROR_MORE_DATA)
         {
-            size = wholeSizeOf(answer);
-            if (status == HBA_STATUS_OK && size <= answer.size())
+            mAnswerSize = wholeSizeOf(mAnswer);
+            if (mAnswerSize > mAnswer.size())
             {
-                expectWhole(answer, size);
-                return {answer.take(), answer.size()};
+                mAnswer = ScsiAnswer(command, mAnswerSize);
+            }
+            else if (status == HBA_STATUS_OK)
+            {
+                expectWhole(mAnswer, mAnswerSize);
+                return;
             }
         }
         else if (!mayBeRepeated(status))
@@ -75,5 +74,30 @@ qz::LunReport reportLuns(HBA_HANDLE aHandle, qz::Wwn const& aPort)
         }
     }
     failCommand("HBA_SendReportLUNs method failed");
+}
+
+qz::LunReport LunQuery::take()
+{
+    std::size_t const size = mAnswer.size();
+    return {mAnswer.take(), size};
+}
+
+HBA_STATUS LunQuery::request(HBA_HANDLE aHandle, qz::Wwn const& aPort)
+{
+    SenseBuffer sense{};
+    mAnswer.clear();
+    auto const start = std::chrono::steady_clock::now();
+    HBA_STATUS const status =
+        HBA_SendReportLUNs(aHandle, aPort.hbaWwn(), mAnswer.buffer(), static_cast<HBA_UINT32>(mAnswer.size()),
+                           sense.data(), sense.size());
+    mLatency = std::chrono::steady_clock::now() - start;
+    return status;
+}
+
+qz::LunReport reportLuns(HBA_HANDLE aHandle, qz::Wwn const& aPort)
+{
+    LunQuery query;
+    query.send(aHandle, aPort);
+    return query.take();
 }
 }  // namespace qzagent

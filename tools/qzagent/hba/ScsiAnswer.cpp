@@ -31,6 +31,11 @@ ScsiAnswer::ScsiAnswer(char const* aCommand, std::size_t aSize)
     {
         throw QZCNoMemoryEx("Out of Memory", 2);
     }
+    clear();
+}
+
+void ScsiAnswer::clear()
+{
     for (std::size_t i = 0; i < mSize; ++i)
     {
         static_cast<unsigned char*>(mBlock.get())[i] = unwrittenAt(i);

@@ -32,6 +32,9 @@ public:
     /// @throws QZCNoMemoryEx "Out of Memory", code 2
     ScsiAnswer(char const* aCommand, std::size_t aSize);
 
+    /// Fills the buffer again, for the next command.
+    void clear();
+
     void* buffer() { return mBlock.get(); }
     unsigned char const* bytes() const { return static_cast<unsigned char const*>(mBlock.get()); }
     std::size_t size() const { return mSize; }

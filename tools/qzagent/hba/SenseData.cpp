@@ -205,7 +205,8 @@ ScsiCause scsiCauseOf(unsigned int aStatus, unsigned char const* aSense, std::si
     }
     if (size > format->mCode + 1)
     {
-        unsigned int const code = aSense[format->mCode] << 8U | aSense[format->mCode + 1];
+        unsigned int const high = aSense[format->mCode];
+        unsigned int const code = high << 8U | aSense[format->mCode + 1];
         cause.mAdditionalSense = named(code, additionalSenseNames);
     }
     return cause;

@@ -136,7 +136,8 @@ private:
     {
         Table::Row const row = addRow(aItem, valueText(aFields, nameOfPort), aParent);
         Fields others = aFields;
-        for (char const* const key : {nameOfPort, "speed_bits", "supported_speeds_bits"})
+        for (char const* const key :
+             {nameOfPort, "speed_bits", "supported_speeds_bits", "supported_classes_bits"})
         {
             others.erase(key);
         }

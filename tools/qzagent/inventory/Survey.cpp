@@ -265,7 +265,9 @@ private:
         if (!aCommand.mIsSupported)
         {
             mReport.addNote(
-                fmt::format("{}: the HBA library does not support {}", mFound.mName, aCommand.mName));
+                fmt::format("{}: {} failed with status 2: the HBA library does not support the command, or a "
+                            "device file is missing (errno ENOENT)",
+                            mFound.mName, aCommand.mName));
         }
     }
 

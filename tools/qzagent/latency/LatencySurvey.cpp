@@ -1,11 +1,13 @@
 #include "tools/qzagent/latency/LatencySurvey.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <exception>
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -80,6 +82,7 @@ void LatencySurvey::add(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
     {
         mReport.addFailure(step.failureOf(exception), {aName});
     }
+    std::lock_guard const lock(mMutex);
     mAdapters.push_back(std::move(adapter));
 }
 
@@ -152,26 +155,31 @@ void LatencySurvey::query(SurveyedAdapter& aAdapter, Port& aPort)
     HbaStep const step;
     try
     {
-        Clock::time_point const start = Clock::now();
-        aAdapter.mOpened->reportLuns(aPort.mName, mAnswer);
-        Latency const latency = Clock::now() - start;
-        aPort.mValues.push_back(latency);
-        aPort.mHistogram.add(latency, mAnswer.answerSize());
+        mQuery.send(aAdapter.mOpened->handle(), aPort.mName);
+        std::lock_guard const lock(mMutex);
+        aPort.mValues.push_back(mQuery.latency());
+        aPort.mHistogram.add(mQuery.latency(), mQuery.answerSize());
     }
     catch (std::exception const& exception)
     {
-        aPort.mHasFailed = true;
+        {
+            std::lock_guard const lock(mMutex);
+            aPort.mHasFailed = true;
+        }
         mReport.addFailure(step.failureOf(exception), {aAdapter.mName, {}, aPort.mName.text()});
     }
 }
 
 LatencyInterval LatencySurvey::takeInterval(std::chrono::duration<double> aLength)
 {
+    std::lock_guard const lock(mMutex);
     LatencyInterval interval{std::chrono::system_clock::now(), aLength, {}};
     visitRemaining(
         [&](SurveyedAdapter const& aAdapter, Port& aPort)
         {
-            auto const begin = std::next(aPort.mValues.begin(), static_cast<std::ptrdiff_t>(aPort.mShown));
+            // The result on another thread may have taken the values.
+            std::size_t const shown = std::min(aPort.mShown, aPort.mValues.size());
+            auto const begin = std::next(aPort.mValues.begin(), static_cast<std::ptrdiff_t>(shown));
             interval.mPorts.push_back(
                 {aAdapter.mIndex, aAdapter.mName, aPort.mName, figuresOf({begin, aPort.mValues.end()})});
             aPort.mShown = aPort.mValues.size();
@@ -179,7 +187,17 @@ LatencyInterval LatencySurvey::takeInterval(std::chrono::duration<double> aLengt
     return interval;
 }
 
-Measured LatencySurvey::result()
+Measured const& LatencySurvey::result()
+{
+    std::lock_guard const lock(mMutex);
+    if (!mResult)
+    {
+        mResult = takeResult();
+    }
+    return *mResult;
+}
+
+Measured LatencySurvey::takeResult()
 {
     Measured measured{{}, {emptyEntry(), {}}};
     Values all;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "agentkit/include/Wwn.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/hba/ReportLuns.h"
 #include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 
@@ -81,8 +83,9 @@ public:
     void measure(std::function<bool()> const& aMustStop, std::optional<std::chrono::seconds> aInterval,
                  std::function<void(LatencyInterval const&)> const& aOnInterval);
 
-    /// @return the result of all adapters. Called once
-    Measured result();
+    /// @return the result of all adapters so far. Nothing is added to it after the first call, which may come from
+    ///         another thread
+    Measured const& result();
 
 private:
     struct Port;
@@ -91,12 +94,15 @@ private:
     template <typename Action>
     void visitRemaining(Action const& aAction);
     void query(SurveyedAdapter& aAdapter, Port& aPort);
+    Measured takeResult();
     LatencyInterval takeInterval(std::chrono::duration<double> aLength);
 
     unsigned int const mCount;
     Report& mReport;
     Progress& mProgress;
     std::vector<SurveyedAdapter> mAdapters;
-    qz::LunReport mAnswer;
+    LunQuery mQuery;
+    std::mutex mMutex;  ///< of mAdapters and mResult, which result() may read on another thread
+    std::optional<Measured> mResult;
 };
 }  // namespace qzagent

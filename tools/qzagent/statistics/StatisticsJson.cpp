@@ -94,10 +94,10 @@ OrderedJson namesOf(std::vector<qz::Wwn> const& aPorts)
 }
 }  // namespace
 
-nlohmann::ordered_json jsonOf(StatisticsLook const& aLook)
+nlohmann::ordered_json jsonOf(std::vector<AdapterStatistics> const& aAdapters)
 {
     auto adapters = OrderedJson::array();
-    for (AdapterStatistics const& adapter : aLook.mAdapters)
+    for (AdapterStatistics const& adapter : aAdapters)
     {
         adapters.push_back(jsonOf(adapter));
     }

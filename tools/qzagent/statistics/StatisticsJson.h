@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -13,7 +14,7 @@
 namespace qzagent
 {
 /// @return the value of the key `adapters`, as statistics.schema.json describes it
-nlohmann::ordered_json jsonOf(StatisticsLook const& aLook);
+nlohmann::ordered_json jsonOf(std::vector<AdapterStatistics> const& aAdapters);
 
 /// @param aTime end of the interval
 /// @return a line of JSON, as statistics-interval.schema.json describes it

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ctime>
 #include <exception>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -89,6 +90,11 @@ std::uint64_t numberIn(LookJson const& aJson,
     return aJson.get<std::uint64_t>();
 }
 
+std::size_t indexIn(LookJson const& aJson)
+{
+    return static_cast<std::size_t>(numberIn(aJson, std::numeric_limits<std::size_t>::max()));
+}
+
 /// A list as json, or null; and back.
 /// @{
 template <typename Element, typename Convert>
@@ -134,7 +140,7 @@ PortStatistics portIn(LookJson const& aJson)
     {
         throw std::runtime_error(invalidAnswer);
     }
-    PortStatistics port{numberIn(aJson.at(0)), *name, {}};
+    PortStatistics port{indexIn(aJson.at(0)), *name, {}};
     LookJson const& counts = aJson.at(2);
     if (!counts.is_null())
     {
@@ -159,7 +165,7 @@ LookJson bytesOfAdapter(AdapterStatistics const& aAdapter)
 AdapterStatistics adapterIn(LookJson const& aJson)
 {
     AdapterStatistics adapter{
-        numberIn(aJson.at(0)), aJson.at(1).get<std::string>(), {}, aJson.at(3).get<bool>()};
+        indexIn(aJson.at(0)), aJson.at(1).get<std::string>(), {}, aJson.at(3).get<bool>()};
     if (!aJson.at(2).is_null())
     {
         adapter.mPorts = listIn<PortStatistics>(aJson.at(2), &portIn);
@@ -168,7 +174,8 @@ AdapterStatistics adapterIn(LookJson const& aJson)
 }
 }  // namespace
 
-StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport, Progress& aProgress)
+StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport, Progress& aProgress,
+                      std::function<void(AdapterStatistics const&)> const& aOnAdapter)
 {
     StatisticsLook look{};
     visitAdapters(aReport, aWanted,
@@ -186,6 +193,7 @@ StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport
                       {
                           aReport.addFailure(step.failureOf(exception), {aName});
                       }
+                      aOnAdapter(adapter);
                   });
     look.mTime = std::chrono::steady_clock::now().time_since_epoch();
     look.mExitCode = aReport.exitCode();

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,7 +44,10 @@ struct StatisticsLook
 /// @param aWanted   the adapter, as for visitAdapters(); none for all adapters
 /// @param aReport   receives failures
 /// @param aProgress receives the steps
-StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport, Progress& aProgress);
+/// @param aOnAdapter receives each adapter when it is complete
+StatisticsLook lookAt(
+    std::optional<std::string> const& aWanted, Report& aReport, Progress& aProgress,
+    std::function<void(AdapterStatistics const&)> const& aOnAdapter = [](AdapterStatistics const&) {});
 
 /// The bytes in which a look is passed from one process to another.
 /// @{

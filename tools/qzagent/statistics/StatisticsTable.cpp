@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -144,15 +145,20 @@ std::vector<PortInterval> const& portsOf(AdapterInterval const& aAdapter) { retu
 
 template <typename Adapter>
 std::string treeOf(std::vector<Table::Column> const& aColumns, std::vector<Adapter> const& aAdapters,
-                   bool aColoured)
+                   std::size_t aFirst, bool aColoured)
 {
     if (aAdapters.empty())
     {
         return {};
     }
     Table table(aColumns, aColoured);
-    for (Adapter const& adapter : aAdapters)
+    if (aFirst > 0)
     {
+        table.hideNames();
+    }
+    for (std::size_t i = aFirst; i < aAdapters.size(); ++i)
+    {
+        Adapter const& adapter = aAdapters[i];
         Table::Row const row =
             table.addRow(sparseRow(fmt::format("adapter {} {}", adapter.mIndex, adapter.mName), {""}));
         for (auto const& port : portsOf(adapter))
@@ -160,7 +166,8 @@ std::string treeOf(std::vector<Table::Column> const& aColumns, std::vector<Adapt
             addPort(table, row, port);
         }
     }
-    return table.text();
+    // The table fills the empty cells of the last column.
+    return std::regex_replace(table.text(), std::regex(" +\n"), "\n");
 }
 
 std::string linesOf(std::vector<qz::Wwn> const& aPorts, char const* aKind)
@@ -174,7 +181,7 @@ std::string linesOf(std::vector<qz::Wwn> const& aPorts, char const* aKind)
 }
 }  // namespace
 
-std::string tableOf(StatisticsLook const& aLook, bool aColoured)
+std::string tableOf(std::vector<AdapterStatistics> const& aAdapters, std::size_t aFirst, bool aColoured)
 {
     return treeOf({{"PORT", Table::Fit::tree},
                    {"SECONDS", Table::Fit::right},
@@ -183,7 +190,7 @@ std::string tableOf(StatisticsLook const& aLook, bool aColoured)
                    {"RX FRAMES", Table::Fit::right},
                    {"RX WORDS", Table::Fit::right},
                    {"ERRORS", Table::Fit::right}},
-                  aLook.mAdapters, aColoured);
+                  aAdapters, aFirst, aColoured);
 }
 
 std::string tableOf(StatisticsInterval const& aInterval, std::chrono::system_clock::time_point aTime,
@@ -197,7 +204,7 @@ std::string tableOf(StatisticsInterval const& aInterval, std::chrono::system_clo
                    {"RX FRAMES", Table::Fit::right},
                    {"RX MB/S", Table::Fit::right},
                    {"ERRORS", Table::Fit::right}},
-                  aInterval.mAdapters, aColoured) +
+                  aInterval.mAdapters, 0, aColoured) +
            linesOf(aInterval.mNewPorts, "new") + linesOf(aInterval.mGonePorts, "gone");
 }
 }  // namespace qzagent

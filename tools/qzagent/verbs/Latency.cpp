@@ -19,6 +19,7 @@
 #include "tools/qzagent/cli/Interruption.h"
 #include "tools/qzagent/cli/NewFile.h"
 #include "tools/qzagent/cli/Output.h"
+#include "tools/qzagent/cli/PartialAnswer.h"
 #include "tools/qzagent/cli/Printable.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
@@ -68,37 +69,6 @@ bool attempt(Report& aReport, Action const& aAction)
         aReport.addError(ExitCode::failed, error.what());
         return false;
     }
-}
-
-Measured measureAll(Setting const& aSetting, Options const& aOptions)
-{
-    Report& report = aSetting.mReport;
-    Interruption const interruption;
-    // The progress would be mixed with the intervals, which show the same.
-    bool const isShown = !aSetting.mIsTraced && !aOptions.mInterval && ErrorStream::canShowStatus();
-    Progress progress(report.errors(), isShown);
-    LatencySurvey survey(aOptions.count(), report, progress);
-    bool canShow = true;
-    auto const show = [&](LatencyInterval const& aInterval)
-    {
-        std::string const text =
-            aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
-        canShow = attempt(report, [&] { aSetting.mOutput.write(text); });
-    };
-    auto const mustStop = [&]
-    { return Interruption::hasArrived() || !canShow || aSetting.mOutput.isAbandoned(); };
-    visitAdapters(
-        report, aOptions.mAdapter,
-        [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
-        { survey.add(aApi, aIndex, aName); },
-        [&] { survey.measure(mustStop, aOptions.interval(), show); });
-    Measured measured = survey.result();
-    if (Interruption::hasArrived())
-    {
-        report.addNote(fmt::format("interrupted after {} answers",
-                                   measured.mLatencies.mFigures ? measured.mLatencies.mFigures->mCount : 0));
-    }
-    return measured;
 }
 
 /// Calls aVisit with a title and the latencies of each target port, then of each adapter that has latencies, then of
@@ -156,30 +126,88 @@ nlohmann::ordered_json keysOf(Measured const& aMeasured)
     return {{"adapters", list}, {"latencies", jsonOf(aMeasured.mLatencies)}};
 }
 
+/// Makes only the form that is shown, because a large result takes long in each form.
+/// @return none when the result consists of the lines that have been written
+std::optional<Answer> answerOf(Measured const& aMeasured, Setting const& aSetting, Options const& aOptions)
+{
+    if (aSetting.mIsJson)
+    {
+        return aOptions.mInterval ? std::nullopt : std::optional(Answer{keysOf(aMeasured), ""});
+    }
+    Answer answer;
+    if (aMeasured.mLatencies.mFigures)
+    {
+        answer.mText = chartsOf(aMeasured, aSetting.mOutput.width());
+    }
+    return answer;
+}
+
+void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& aOptions)
+{
+    bool canShow = true;
+    auto const show = [&](LatencyInterval const& aInterval)
+    {
+        std::string const text =
+            aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
+        canShow = attempt(aSetting.mReport, [&] { aSetting.mOutput.write(text); });
+    };
+    auto const mustStop = [&]
+    { return Interruption::hasArrived() || !canShow || aSetting.mOutput.isAbandoned(); };
+    visitAdapters(
+        aSetting.mReport, aOptions.mAdapter,
+        [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
+        { aSurvey.add(aApi, aIndex, aName); },
+        [&] { aSurvey.measure(mustStop, aOptions.interval(), show); });
+}
+
+void reportEnd(Measured const& aMeasured, Report& aReport)
+{
+    if (Interruption::hasArrived())
+    {
+        aReport.addNote(
+            fmt::format("interrupted after {} answers",
+                        aMeasured.mLatencies.mFigures ? aMeasured.mLatencies.mFigures->mCount : 0));
+    }
+    else if (!aMeasured.mLatencies.mFigures && !aMeasured.mAdapters.empty() &&
+             aReport.exitCode() == ExitCode::success)
+    {
+        aReport.addNote("no target ports");
+    }
+}
+
 /// Writes the file last, so that the measured latencies are shown even when writing fails.
 std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
 {
     Report& report = aSetting.mReport;
     std::optional<NewFile> file;
-    Measured measured{{}, {emptyEntry(), {}}};
-    std::string charts;
-    if (!aOptions.mOutput || attempt(report, [&] { file.emplace(*aOptions.mOutput); }))
+    if (aOptions.mOutput && !attempt(report, [&] { file.emplace(*aOptions.mOutput); }))
     {
-        aSetting.mPartial.provide([] { return Answer{keysOf({{}, {emptyEntry(), {}}}), ""}; });
-        measured = measureAll(aSetting, aOptions);
-        if (measured.mLatencies.mFigures)
-        {
-            charts = chartsOf(measured, aSetting.mOutput.width());
-            static_cast<void>(!file || attempt(report, [&] { writeRecords(measured, *file); }));
-        }
-        else if (!measured.mAdapters.empty() && report.exitCode() == ExitCode::success &&
-                 !Interruption::hasArrived())
-        {
-            report.addNote("no target ports");
-        }
+        return answerOf({{}, {emptyEntry(), {}}}, aSetting, aOptions);
     }
-    bool const hasLines = aOptions.mInterval && aSetting.mIsJson;
-    return hasLines ? std::nullopt : std::optional(Answer{keysOf(measured), charts});
+    Interruption const interruption;
+    // The progress would be mixed with the intervals, which show the same.
+    bool const isShown = !aSetting.mIsTraced && !aOptions.mInterval && ErrorStream::canShowStatus();
+    Progress progress(report.errors(), isShown);
+    LatencySurvey survey(aOptions.count(), report, progress);
+    ScopedSource source(aSetting.mPartial,
+                        [&]
+                        {
+                            if (file)
+                            {
+                                file->remove();
+                            }
+                            return answerOf(survey.result(), aSetting, aOptions);
+                        });
+    measureAll(survey, aSetting, aOptions);
+    Measured const& measured = survey.result();
+    reportEnd(measured, report);
+    std::optional<Answer> answer = answerOf(measured, aSetting, aOptions);
+    source.setLast(answer);
+    if (file && measured.mLatencies.mFigures)
+    {
+        attempt(report, [&] { writeRecords(measured, *file); });
+    }
+    return answer;
 }
 }  // namespace
 

@@ -98,7 +98,11 @@ private:
         {
             return mSummary;
         }
-        return mOptions.mLast ? static_cast<EventSink&>(mLast) : mPrinter;
+        if (mOptions.mLast)
+        {
+            return mLast;
+        }
+        return mPrinter;
     }
 
     void showAll(EventMerge& aMerge)
@@ -248,7 +252,8 @@ private:
     {
         if (mOthers != 0)
         {
-            mSetting.mReport.addNote(fmt::format("skipped {} packets that are not events", mOthers));
+            mSetting.mReport.addNote(
+                fmt::format("skipped {} packets or records that are not events", mOthers));
         }
         if (mOptions.mDocument)
         {

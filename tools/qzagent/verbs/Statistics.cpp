@@ -1,5 +1,6 @@
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <limits>
@@ -7,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -15,8 +17,10 @@
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/ChildProcess.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/GradualAnswer.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
@@ -74,6 +78,7 @@ private:
     {
         try
         {
+            setCurrentStep("statistics, which a process of its own reads");
             ChildProcess child([this] { return lookInChild(); });
             do
             {
@@ -144,6 +149,7 @@ private:
     /// @return false after a signal
     bool waitUntilEnd()
     {
+        setCurrentStep("waiting for the end of the interval");
         waitFor(-1);
         return mSignals.count() == 0;
     }
@@ -162,9 +168,16 @@ Answer totals(Setting const& aSetting, StatisticsOptions const& aOptions)
 {
     Report& report = aSetting.mReport;
     Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
-    aSetting.mPartial.provide([] { return Answer{{{"adapters", nlohmann::ordered_json::array()}}, ""}; });
-    StatisticsLook const look = lookAt(aOptions.mAdapter, report, progress);
-    return {{{"adapters", jsonOf(look)}}, tableOf(look, aSetting.mIsColoured)};
+    GradualAnswer<AdapterStatistics> found(
+        aSetting,
+        [](std::vector<AdapterStatistics> const& aAdapters) {
+            return nlohmann::ordered_json{{"adapters", jsonOf(aAdapters)}};
+        },
+        [&](std::vector<AdapterStatistics> const& aAdapters, std::size_t aFirst)
+        { return tableOf(aAdapters, aFirst, aSetting.mIsColoured); });
+    lookAt(aOptions.mAdapter, report, progress,
+           [&found](AdapterStatistics const& aAdapter) { found.add(aAdapter); });
+    return found.rest();
 }
 
 std::optional<Answer> statistics(Setting const& aSetting, StatisticsOptions const& aOptions)
@@ -179,6 +192,8 @@ std::optional<Answer> statistics(Setting const& aSetting, StatisticsOptions cons
         }
         return totals(aSetting, aOptions);
     }
+    // No document follows the intervals that have been written.
+    aSetting.mPartial.provide([] { return std::nullopt; });
     try
     {
         StatisticsWatch(aSetting, aOptions).run();

@@ -15,6 +15,7 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
+#include "tools/qzagent/vqm/QuazorSupport.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmLoad.h"
@@ -28,7 +29,7 @@ namespace
 struct Findings
 {
     LibvqmVersions mVersions;
-    std::optional<bool> mSupportsQuazor;  ///< none without boards, because the driver version is then unknown
+    std::optional<bool> mSupportsQuazor;  ///< none without boards or without an answer of the driver
     std::vector<Board> mBoards;
 };
 
@@ -42,8 +43,8 @@ void query(Findings& aFindings, Report& aReport)
         aReport.addNote("no boards");
         return;
     }
-    aFindings.mSupportsQuazor = environment->supportsQuazorEvents();
     aFindings.mBoards = boardsOf(*environment, aReport);
+    aFindings.mSupportsQuazor = supportsQuazorEvents(*environment);
 }
 
 nlohmann::ordered_json jsonOf(Board const& aBoard)
@@ -112,7 +113,10 @@ std::string tableOf(Findings const& aFindings, bool aColoured)
     Table table({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured);
     addRow(table, "library version", aFindings.mVersions.mLibrary);
     addRow(table, "driver version", aFindings.mVersions.mDriver);
-    addRow(table, "quazor events", *aFindings.mSupportsQuazor ? "supported" : "not supported");
+    if (aFindings.mSupportsQuazor)
+    {
+        addRow(table, "quazor events", *aFindings.mSupportsQuazor ? "supported" : "not supported");
+    }
     for (Board const& board : aFindings.mBoards)
     {
         addRows(table, board);

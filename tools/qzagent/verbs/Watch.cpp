@@ -34,6 +34,7 @@
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/vqm/EventIntake.h"
 #include "tools/qzagent/vqm/EventLayoutFile.h"
+#include "tools/qzagent/vqm/QuazorSupport.h"
 #include "tools/qzagent/vqm/ReportedEnvironment.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
 #include "tools/qzagent/vqm/VqmEvent.h"
@@ -140,7 +141,7 @@ private:
         LibvqmVersions versions;
         ReportedEnvironment environment = openEnvironment(*library, mSetting.mReport, versions);
         findBoards(*environment);
-        if (!mOptions.mIsPlain && !environment->supportsQuazorEvents())
+        if (!mOptions.mIsPlain && !supportsQuazorEvents(*environment))
         {
             throw std::runtime_error(
                 "the driver does not support Quazor events; use --plain for plain events");
@@ -170,10 +171,10 @@ private:
         bool const isKnown = !aGivenLayout && isSimulator();
         if (!aGivenLayout && !isKnown)
         {
-            mSetting.mReport.addNote(fmt::format(
+            mAssumption = fmt::format(
                 "the diagnostic library is not the simulator; assuming the simulator's event records: {}; "
                 "--event-layout describes others",
-                layout.description()));
+                layout.description());
         }
         mIntake.emplace(mQueue, layout, !isKnown);
     }
@@ -271,6 +272,10 @@ private:
             "watching {}, {}, {}{}", boards, part("category", "all categories", mOptions.mCategory),
             part("subcategory", "all subcategories", mOptions.mSubcategory),
             mRecorder ? fmt::format("; recording in {}", mRecorder->path()) : ""));
+        if (mAssumption)
+        {
+            mSetting.mReport.addNote(*mAssumption);
+        }
     }
 
     void watchUntilEnd()
@@ -517,6 +522,7 @@ private:
     StopSignals mSignals;
     qz::EventQueue mQueue;
     std::optional<EventIntake> mIntake;
+    std::optional<std::string> mAssumption;  ///< about the layout of the events
     DropCounts mDrops;
     std::map<unsigned int, std::uint64_t> mReportedDrops;  ///< by the boards' numbers
     WatchClock mClock;
@@ -536,7 +542,7 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
 {
     if (std::optional<std::string> const complaint = complaintAbout(aOptions))
     {
-        aSetting.mReport.addError(ExitCode::misused, *complaint);
+        aSetting.mReport.addError(ExitCode::misused, *complaint + "; see qzagent watch --help");
         return Answer();
     }
     aSetting.mPartial.provide(

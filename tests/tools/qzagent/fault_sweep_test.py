@@ -1,0 +1,176 @@
+"""Every verb under every failing call: the agent ends properly, its JSON is valid, and its messages name the cause."""
+
+import concurrent.futures
+import json
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+import jsonschema
+
+import programs
+from programs import QZAGENT, QZSIM
+
+ROOT = pathlib.Path(__file__).resolve().parents[3]
+SCHEMAS = ROOT / "tools" / "qzagent" / "schemas"
+BOARDS = (ROOT / "simulator" / "scenarios" / "diagnostic-events.toml").read_text(encoding="utf-8")
+SCENARIO = """
+[[adapter]]
+name = "example-fc-0"
+[[adapter.port]]
+port_wwn = "10:00:00:00:c9:00:00:01"
+[[adapter.port.remote]]
+port_wwn = "50:00:00:00:ab:00:00:01"
+luns = [0, 300]
+[adapter.port.statistics]
+tx_frames = 1
+[[adapter]]
+name = "example-fc-1"
+[[adapter.port]]
+port_wwn = "10:00:00:00:c9:00:00:02"
+[adapter.port.statistics]
+tx_frames = 1
+"""
+
+CALLS = re.findall(r'\{"(\w+)", Call::', (ROOT / "simulator/scenario/Calls.cpp").read_text("utf-8"))
+HBA_CALLS = [call for call in CALLS if call.startswith("HBA_")]
+VQM_CALLS = [call for call in CALLS if not call.startswith("HBA_")]
+
+# The statuses in the order of their numbers, from 0.
+STATUSES = [f"HBA_STATUS_{name}" for name in """
+    OK ERROR ERROR_NOT_SUPPORTED ERROR_INVALID_HANDLE ERROR_ARG ERROR_ILLEGAL_WWN ERROR_ILLEGAL_INDEX ERROR_MORE_DATA
+    ERROR_STALE_DATA SCSI_CHECK_CONDITION ERROR_BUSY ERROR_TRY_AGAIN ERROR_UNAVAILABLE ERROR_ELS_REJECT
+    ERROR_INVALID_LUN ERROR_INCOMPATIBLE ERROR_AMBIGUOUS_WWN ERROR_LOCAL_BUS ERROR_LOCAL_TARGET ERROR_LOCAL_LUN
+    ERROR_LOCAL_SCSIID_BOUND ERROR_TARGET_FCID ERROR_TARGET_NODE_WWN ERROR_TARGET_PORT_WWN ERROR_TARGET_LUN
+    ERROR_TARGET_LUID ERROR_NO_SUCH_BINDING ERROR_NOT_A_TARGET ERROR_UNSUPPORTED_FC4 ERROR_INCAPABLE
+    ERROR_TARGET_BUSY""".split()]
+RESULTS = (1, 2, 255, 0xFFFFFFFF)
+
+INVENTORY, LUNS, LATENCY = ("inventory",), ("inventory", "--luns"), ("latency", "--count", "2")
+HBA_VERBS = (("adapters",), ("ports",), INVENTORY, LUNS, ("statistics",), LATENCY)
+VQM_VERBS = (("vendor",), ("watch", "--seconds", "1", "--count", "1", "--output", "/dev/null"))
+
+SECONDS = 20  # a run that takes longer hangs
+
+# The verbs that need each call. They fail if the call returns an error.
+NEED = {
+    "HBA_LoadLibrary": HBA_VERBS,
+    "HBA_FreeLibrary": (),
+    "HBA_GetAdapterName": HBA_VERBS,
+    "HBA_OpenAdapter": HBA_VERBS,
+    "HBA_GetAdapterAttributes": HBA_VERBS[:5],
+    "HBA_GetAdapterPortAttributes": HBA_VERBS[:5],
+    "HBA_GetDiscoveredPortAttributes": (("ports",), INVENTORY, LUNS),
+    "HBA_GetPortAttributesByWWN": (),
+    "HBA_GetPortStatistics": (("statistics",),),
+    "HBA_GetFcpTargetMapping": (("ports",), INVENTORY, LUNS, LATENCY),
+    "HBA_SendReportLUNs": (INVENTORY, LUNS, LATENCY),
+    "HBA_SendScsiInquiry": (LUNS,),
+    "HBA_SendReadCapacity": (LUNS,),
+}
+
+# The common library returns no status of the HBA library from these calls.
+WITHOUT_STATUS = ("HBA_LoadLibrary", "HBA_OpenAdapter")
+
+
+def validators():
+    """The validator of each verb's document, which needs the file of its schema only."""
+    found = {}
+    for path in SCHEMAS.glob("*.schema.json"):
+        schema = json.loads(path.read_text(encoding="utf-8"))
+        found[path.name.split(".")[0]] = jsonschema.Draft202012Validator(schema)
+    return found
+
+
+VALIDATORS = validators()
+
+
+def fault(call, answer):
+    key = "status" if call in HBA_CALLS else "result"
+    return f'\n[[fault]]\ncall = "{call}"\nnth = "1+"\n{key} = {json.dumps(answer)}\n'
+
+
+def run(scenario, verb):
+    with tempfile.NamedTemporaryFile("w", suffix=".toml") as file:
+        file.write(scenario)
+        file.flush()
+        command = [QZSIM, "--scenario", file.name, "--", QZAGENT, "--json", *verb]
+        return subprocess.run(command, capture_output=True, check=False, timeout=SECONDS)
+
+
+def check(call, answer, verb):
+    """Runs a verb while each call of a kind fails.
+
+    Returns what is wrong with the run, one text each."""
+    is_hba = call in HBA_CALLS
+    try:
+        result = run((SCENARIO if is_hba else BOARDS) + fault(call, answer), verb)
+    except subprocess.TimeoutExpired:
+        return [f"took longer than {SECONDS} seconds"]
+    found = list(problems_of_document(verb, result))
+    if not found and is_hba:
+        found = list(problems_of_causes(call, answer, verb, result))
+    return found
+
+
+def problems_of_document(verb, result):
+    if result.returncode not in (0, 1):
+        yield f"ended with {result.returncode}: {result.stderr.decode('utf-8', 'replace')[-300:]}"
+        return
+    try:
+        document = json.loads(result.stdout)
+    except ValueError as error:
+        yield f"wrote no JSON: {error}"
+        return
+    for error in VALIDATORS[verb[0]].iter_errors(document):
+        yield f"the document breaks its schema at {list(error.absolute_path)}: {error.message[:200]}"
+    if document["exit_status"] != result.returncode:
+        yield f"ended with {result.returncode}, and the document says {document['exit_status']}"
+
+
+def errors_in(result):
+    return [message for message in json.loads(result.stdout)["messages"] if message["severity"] == "error"]
+
+
+def problems_of_causes(call, answer, verb, result):
+    """The errors name the call and its answer as their causes."""
+    status = 1 if call in WITHOUT_STATUS and answer != "HBA_STATUS_OK" else STATUSES.index(answer)
+    causes = [(error["cause"]["function"], error["cause"]["status"]) if "cause" in error else error["text"]
+              for error in errors_in(result)]
+    if any(cause != (call, status) for cause in causes):
+        yield f"the causes are not status {status} of {call}: {causes}"
+    if answer == "HBA_STATUS_ERROR" and bool(causes) != (verb in NEED[call]):
+        yield f"has {len(causes)} errors"
+
+
+class FaultSweep(unittest.TestCase):
+    def sweep(self, calls, answers, verbs):
+        runs = [(call, answer, verb) for call in calls for answer in answers for verb in verbs]
+        self.assertGreater(len(runs), 0)
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            for (call, answer, verb), found in zip(runs, pool.map(lambda one: check(*one), runs)):
+                with self.subTest(call=call, answer=answer, verb=" ".join(verb)):
+                    self.assertEqual([], found)
+
+    def test_no_verb_fails_without_a_fault(self):
+        for scenario, verbs in ((SCENARIO, HBA_VERBS), (BOARDS, VQM_VERBS)):
+            for verb in verbs:
+                with self.subTest(verb=" ".join(verb)):
+                    self.assertEqual(0, run(scenario, verb).returncode)
+
+    def test_knows_every_status_of_the_simulator(self):
+        source = (ROOT / "simulator/scenario/Statuses.cpp").read_text("utf-8")
+        self.assertEqual(set(STATUSES), set(re.findall(r'\{"(HBA_STATUS_[A-Z0-9_]+)"', source)))
+
+    def test_every_status_of_every_hba_call_in_every_verb(self):
+        self.sweep(HBA_CALLS, STATUSES, HBA_VERBS)
+
+    def test_every_result_of_every_diagnostic_call_in_every_verb(self):
+        # The layer repeats VQM_InitDiagEnv as long as it answers -1.
+        self.sweep(VQM_CALLS, RESULTS, VQM_VERBS)
+
+
+if __name__ == "__main__":
+    unittest.main()
