@@ -1,13 +1,19 @@
 #include "tools/qzagent/anonymise/KeyedHash.h"
 
 #include <cerrno>
-#include <fstream>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <nettle/hmac.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include "tools/qzagent/cli/Descriptor.h"
 
 namespace qzagent
 {
@@ -18,18 +24,47 @@ unsigned char const* unsignedBytesOf(std::string_view aText)
     return reinterpret_cast<unsigned char const*>(aText.data());
 }
 
+[[noreturn]] void refuse(std::string const& aPath)
+{
+    throw std::system_error(errno, std::generic_category(), "cannot read " + aPath);
+}
+
+/// Whoever has the secret can test which name a pseudonym stands for.
+void expectPrivate(Descriptor const& aFile, std::string const& aPath)
+{
+    struct stat status = {};
+    if (::fstat(aFile.number(), &status) != 0)
+    {
+        refuse(aPath);
+    }
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+    {
+        throw std::runtime_error(
+            fmt::format("{} is open to other users: a key file must be private, as after chmod 600", aPath));
+    }
+}
+
 /// @return the content; one byte more than the longest secret of a file that is longer
 std::string contentOf(std::string const& aPath)
 {
-    errno = 0;
-    std::ifstream file(aPath, std::ios::binary);
-    std::string content(KeyedHash::largestSecret + 1, '\0');
-    file.read(content.data(), static_cast<std::streamsize>(content.size()));
-    if (file.bad() || !file.is_open())
+    Descriptor const file(::open(aPath.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.number() < 0)
     {
-        throw std::system_error(errno, std::generic_category(), "cannot read " + aPath);
+        refuse(aPath);
     }
-    content.resize(static_cast<std::size_t>(file.gcount()));
+    expectPrivate(file, aPath);
+    std::string content(KeyedHash::largestSecret + 1, '\0');
+    std::size_t size = 0;
+    for (ssize_t count = 1; count != 0 && size < content.size();)
+    {
+        count = ::read(file.number(), &content[size], content.size() - size);
+        if (count < 0 && errno != EINTR)
+        {
+            refuse(aPath);
+        }
+        size += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    content.resize(size);
     return content;
 }
 }  // namespace
