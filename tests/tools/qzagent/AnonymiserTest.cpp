@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -58,22 +60,39 @@ std::string inLowerCase(std::string aText)
     return aText;
 }
 
-/// @return the spellings of a name, and its bytes in both orders
+/// @return the bytes in hexadecimal
+std::string inGroups(std::string const& aBytes, std::size_t aGroup, char const* aSeparator)
+{
+    std::string text;
+    for (std::size_t i = 0; i < aBytes.size(); ++i)
+    {
+        text += fmt::format("{}{:02x}", i != 0 && i % aGroup == 0 ? aSeparator : "",
+                            static_cast<unsigned char>(aBytes[i]));
+    }
+    return text;
+}
+
+/// @return the spellings of a name, and its bytes, all in both orders; the bytes last
 std::vector<std::string> spellingsOf(std::string const& aName)
 {
     std::vector<std::string> spellings;
-    for (std::string const separator : {":", "-", ".", " ", "_", ""})
+    auto bytes = qz::Wwn::parse(aName)->bytes();
+    std::string const inOrder(bytes.begin(), bytes.end());
+    std::reverse(bytes.begin(), bytes.end());
+    std::string const reversed(bytes.begin(), bytes.end());
+    for (std::string const& order : {inOrder, reversed})
     {
-        std::string spelled;
-        for (std::size_t i = 0; i < aName.size(); ++i)
+        for (std::size_t const group : {1, 2, 4})
         {
-            spelled += aName[i] == ':' ? separator : std::string(1, aName[i]);
+            for (char const* const separator : {":", "-", ".", " ", "_"})
+            {
+                spellings.push_back(inGroups(order, group, separator));
+            }
         }
-        spellings.push_back(spelled);
+        spellings.push_back(inGroups(order, order.size(), ""));
     }
-    auto const bytes = qz::Wwn::parse(aName)->bytes();
-    spellings.emplace_back(bytes.begin(), bytes.end());
-    spellings.emplace_back(bytes.rbegin(), bytes.rend());
+    spellings.push_back(inOrder);
+    spellings.push_back(reversed);
     return spellings;
 }
 
@@ -99,7 +118,7 @@ TEST_F(QzagentAnonymiser, LeavesEverythingElse)
 {
     ordered_json const document{{"model", "EX-2200"},
                                 {"manufacturer", "Example Adapters"},
-                                {"fc_id", "0x010100"},
+                                {"fc_id", "0xfffffe"},
                                 {"lun", "5000000000000000"},
                                 {"mapped_luns", {0, "5000000000000000"}},
                                 {"reported_luns", {"5000000000000000"}},
@@ -163,7 +182,82 @@ TEST_F(QzagentAnonymiser, ReplacesNamesInEverySpelling)
     std::vector<std::string> const spellings = spellingsOf(portName);
     for (std::size_t i = 0; i + 2 < spellings.size(); ++i)
     {
-        EXPECT_THAT(mAnonymiser.anonymised("3" + spellings[i]), Not(HasSubstr(spellings[i]))) << spellings[i];
+        std::string upper = spellings[i];
+        std::transform(upper.begin(), upper.end(), upper.begin(),
+                       [](unsigned char aCharacter) { return static_cast<char>(std::toupper(aCharacter)); });
+        for (std::string const& spelling : {spellings[i], upper})
+        {
+            EXPECT_THAT(mAnonymiser.anonymised("3" + spelling), Not(HasSubstr(spelling))) << spelling;
+            EXPECT_THAT(bytesAfter("3" + spelling + "4"), Not(HasSubstr(spelling))) << spelling;
+        }
+    }
+}
+
+TEST_F(QzagentAnonymiser, GivesAReversedNameTheReversedPseudonym)
+{
+    mAnonymiser.learn(*qz::Wwn::parse(portName));
+    auto bytes = mAnonymiser.anonymised(*qz::Wwn::parse(portName)).bytes();
+    std::reverse(bytes.begin(), bytes.end());
+    EXPECT_EQ(mAnonymiser.anonymised("4c:3b:2a:c9:00:00:00:10"), qz::Wwn(bytes).text());
+}
+
+TEST_F(QzagentAnonymiser, ReplacesNamesAndHostsInMessages)
+{
+    ordered_json const document{
+        {"host", "web01"},
+        {"ports", {{{"port_wwn", portName}, {"os_device", "/dev/sdq"}}}},
+        {"messages",
+         {{{"text", "web01: cannot read /dev/sdq of 10000000C92A3B4C"}, {"remote_port", portName}}}}};
+    mAnonymiser.learn(document);
+    std::string const name = mAnonymiser.anonymised(*qz::Wwn::parse(portName)).text();
+    std::string digits;
+    std::copy_if(name.begin(), name.end(), std::back_inserter(digits),
+                 [](char aDigit) { return aDigit != ':'; });
+    std::transform(digits.begin(), digits.end(), digits.begin(),
+                   [](unsigned char aDigit) { return static_cast<char>(std::toupper(aDigit)); });
+    ordered_json const replaced = mAnonymiser.anonymisedDocument(document);
+    EXPECT_EQ(replaced["messages"][0]["text"], replaced["host"].get<std::string>() + ": cannot read " +
+                                                   replaced["ports"][0]["os_device"].get<std::string>() +
+                                                   " of " + digits);
+    EXPECT_EQ(replaced["messages"][0]["remote_port"], name);
+}
+
+TEST_F(QzagentAnonymiser, ReplacesAddressesWithOrWithout0x)
+{
+    std::string const address = valueAfter("fc_id", "0x010a00");
+    EXPECT_THAT(address, MatchesRegex("0x[0-9a-f]{6}"));
+    EXPECT_NE(address, "0x010a00");
+    EXPECT_EQ(mAnonymiser.anonymised("from 0x010a00"), "from " + address);
+    EXPECT_EQ(mAnonymiser.anonymised("from 010A00."), "from " + address.substr(2) + ".");
+    EXPECT_EQ(bytesAfter("0x010a00"), address);
+    EXPECT_EQ(mAnonymiser.anonymised("1010a00 010a000 0x010a01"), "1010a00 010a000 0x010a01");
+}
+
+TEST_F(QzagentAnonymiser, LeavesValuesOfAFixedForm)
+{
+    valueAfter("host", "ports");
+    valueAfter("serial_number", "ONLINE");
+    valueAfter("symbolic_name", "2026");
+    ordered_json const document{
+        {"command", "ports"}, {"state", "ONLINE"}, {"generated_at", "2026-01-02T03:04:05Z"}};
+    EXPECT_EQ(mAnonymiser.anonymisedDocument(document), document);
+    EXPECT_THAT(mAnonymiser.anonymised("ONLINE ports"),
+                MatchesRegex("serial-[0-9a-f]{12} host-[0-9a-f]{12}"));
+}
+
+TEST_F(QzagentAnonymiser, LeavesNothingOfTextsThatOverlap)
+{
+    valueAfter("serial_number", "EX0001");
+    valueAfter("symbolic_name", "0001-lab");
+    valueAfter("node_symbolic_name", "lab EX0001-lab-web01");
+    valueAfter("host", "lab-web01");
+    for (char const* const text : {"EX0001-lab", "EX0001-lab-web01", "lab EX0001-lab-web0", "0001-lab-web01"})
+    {
+        std::string const replaced = mAnonymiser.anonymised(text) + "|" + bytesAfter(text);
+        for (char const* const original : {"EX0001", "0001-lab", "lab-web01"})
+        {
+            EXPECT_THAT(replaced, Not(HasSubstr(original))) << text;
+        }
     }
 }
 

@@ -1,4 +1,5 @@
 #include <array>
+#include <cstdint>
 #include <set>
 #include <string>
 
@@ -47,6 +48,29 @@ TEST(QzagentPseudonymOfName, KeepsOnlyTheFormatOfANameWithoutVendor)
 TEST(QzagentPseudonymOfName, LeavesTheNameThatStandsForNone)
 {
     EXPECT_EQ(pseudonymOfText("00:00:00:00:00:00:00:00"), "00:00:00:00:00:00:00:00");
+}
+
+TEST(QzagentPseudonymOfAddress, ReplacesAllBitsOfAnAddress)
+{
+    qzagent::KeyedHash const hash("a secret of some length");
+    EXPECT_EQ(qzagent::pseudonymOfAddress(0x010100, hash), 0xe1567fU);
+    EXPECT_EQ(qzagent::pseudonymOfAddress(0x020200, hash), 0xe69f69U);
+}
+
+TEST(QzagentPseudonymOfAddress, LeavesReservedAddresses)
+{
+    qzagent::KeyedHash const hash("a secret of some length");
+    for (std::uint32_t const address : {0U, 0xfffff0U, 0xfffffeU, 0xffffffU})
+    {
+        EXPECT_EQ(qzagent::pseudonymOfAddress(address, hash), address);
+    }
+}
+
+TEST(QzagentPseudonymOfAddress, IsNeverAReservedAddress)
+{
+    qzagent::KeyedHash const hash("a secret of some length");
+    EXPECT_EQ(qzagent::pseudonymOfAddress(0xefa0df, hash), 0xa34bf1U);
+    EXPECT_EQ(qzagent::pseudonymOfAddress(0x6c54c3, hash), 0xc0e0aeU);
 }
 
 TEST(QzagentPseudonymOfName, DiffersForDifferentNames)

@@ -35,10 +35,11 @@ TEST(QzagentSpelledName, ReadsPairsGroupsAndRowsOfDigitsInEitherCase)
     }
 }
 
-TEST(QzagentSpelledName, IsUncertainOfSeparatorsThatNamesRarelyHave)
+TEST(QzagentSpelledName, IsUncertainOfSeparatorsAndGroupsThatNamesRarelyHave)
 {
     for (char const* const text :
-         {"10 00 00 00 c9 2a 3b 4c", "10.00.00.00.c9.2a.3b.4c", "10_00_00_00_c9_2a_3b_4c"})
+         {"10 00 00 00 c9 2a 3b 4c", "10.00.00.00.c9.2a.3b.4c", "10_00_00_00_c9_2a_3b_4c",
+          "1000 0000 c92a 3b4c", "10000000 c92a3b4c", "10000000-c92a3b4c"})
     {
         EXPECT_TRUE(isSpelling(text, false)) << text;
     }

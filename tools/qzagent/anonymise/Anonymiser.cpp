@@ -1,10 +1,13 @@
 #include "tools/qzagent/anonymise/Anonymiser.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include <fmt/format.h>
 
@@ -24,6 +27,9 @@ constexpr std::size_t digitsOfPseudonym = 12;
 constexpr std::size_t digitsOfLongName = 32;
 constexpr std::size_t keptDigitsOfLongName = 7;
 constexpr char formatOfLongName = '6';
+
+constexpr char const* keyOfAddress = "fc_id";
+constexpr std::size_t digitsOfAddress = 6;
 
 /// ASCII only, whatever the locale.
 std::string lower(std::string_view aText)
@@ -69,10 +75,44 @@ std::string startOf(std::string_view aLowerText)
     return std::string(aLowerText.substr(0, shortestSearched));
 }
 
-/// LUNs can look like names.
-bool hasLuns(std::string_view aKey)
+/// @return whether the values of the key have a fixed form, which a replacement would violate. LUNs can look like names.
+bool isFixed(std::string_view aKey)
 {
-    return aKey == "lun" || aKey == "mapped_luns" || aKey == "reported_luns";
+    constexpr std::string_view keys[] = {"active_fc4_types",
+                                         "call",
+                                         "command",
+                                         "device_type",
+                                         "exception",
+                                         "function",
+                                         "generated_at",
+                                         "lun",
+                                         "mapped_luns",
+                                         "reported_luns",
+                                         "scsi_status_name",
+                                         "sense_key_name",
+                                         "severity",
+                                         "speed",
+                                         "state",
+                                         "status_name",
+                                         "supported_classes",
+                                         "supported_fc4_types",
+                                         "supported_speeds",
+                                         "tool_version",
+                                         "type",
+                                         "vendor_specific_id",
+                                         "worst_port_state"};
+    return std::find(std::begin(keys), std::end(keys), aKey) != std::end(keys);
+}
+
+/// @param aDigits hexadecimal, with or without 0x
+std::optional<std::uint32_t> addressIn(std::string_view aDigits)
+{
+    constexpr int base = 16;
+    aDigits.remove_prefix(aDigits.substr(0, 2) == "0x" ? 2 : 0);
+    std::uint32_t address = 0;
+    char const* const end = aDigits.data() + aDigits.size();
+    auto const [last, error] = std::from_chars(aDigits.data(), end, address, base);
+    return error == std::errc() && last == end ? std::optional(address) : std::nullopt;
 }
 
 /// What identifies a host: its name without the domain.
@@ -131,10 +171,10 @@ void Anonymiser::learnHost(std::string const& aName) { learn(Kind::host, aName);
 void Anonymiser::learn(qz::Wwn const& aName)
 {
     qz::Wwn const pseudonym = pseudonymOf(aName, mHash);
-    if (pseudonym != aName && mNames.emplace(aName, pseudonym).second)
+    if (pseudonym != aName)
     {
-        mBinaryNames.emplace(aName, pseudonym);
-        mBinaryNames.emplace(reversed(aName), reversed(pseudonym));
+        mNames.insert_or_assign(aName, pseudonym);
+        mNames.emplace(reversed(aName), reversed(pseudonym));
     }
 }
 
@@ -142,7 +182,7 @@ void Anonymiser::learn(Json const& aDocument)
 {
     for (auto const& [key, value] : aDocument.items())
     {
-        if (hasLuns(key))
+        if (isFixed(key))
         {
             continue;
         }
@@ -154,7 +194,11 @@ void Anonymiser::learn(Json const& aDocument)
         {
             auto const& text = value.get_ref<std::string const&>();
             learnNames(text);
-            if (std::optional<Kind> const kind = kindOf(key))
+            if (key == keyOfAddress)
+            {
+                learnAddress(text);
+            }
+            else if (std::optional<Kind> const kind = kindOf(key))
             {
                 learn(*kind, text);
             }
@@ -173,7 +217,7 @@ std::string Anonymiser::anonymised(std::string_view aText) const
     std::string text;
     for (std::size_t position = 0; position < aText.size();)
     {
-        if (std::optional<Match> const name = nameAt(aText, position))
+        if (std::optional<Match> const name = digitsAt(aText, position))
         {
             text += name->mReplacement;
             position += name->mLength;
@@ -208,13 +252,13 @@ void Anonymiser::anonymise(unsigned char* aBytes, std::size_t aSize) const
     {
         unsigned char* const to = aBytes + position;
         auto const binary =
-            aSize - position < qz::Wwn::size ? mBinaryNames.end() : mBinaryNames.find(qz::Wwn::ofBytes(to));
-        if (binary != mBinaryNames.end())
+            aSize - position < qz::Wwn::size ? mNames.end() : mNames.find(qz::Wwn::ofBytes(to));
+        if (binary != mNames.end())
         {
             std::copy_n(binary->second.bytes().begin(), qz::Wwn::size, to);
             position += qz::Wwn::size;
         }
-        else if (std::optional<Match> const name = nameAt(text, position))
+        else if (std::optional<Match> const name = digitsAt(text, position))
         {
             std::copy(name->mReplacement.begin(), name->mReplacement.end(), to);
             position += name->mLength;
@@ -264,6 +308,14 @@ void Anonymiser::learnNames(std::string_view aText)
     }
 }
 
+void Anonymiser::learnAddress(std::string const& aText)
+{
+    if (std::optional<std::uint32_t> const address = addressIn(aText))
+    {
+        mAddresses.insert(*address);
+    }
+}
+
 /// @param aIdentity texts with the same identity have the same digits in their pseudonyms
 void Anonymiser::addKnown(Kind aKind, std::string const& aText, std::string const& aIdentity)
 {
@@ -298,23 +350,55 @@ std::string Anonymiser::anonymised(Kind aKind, std::string const& aText) const
                : textOfPseudonym(aKind, aText, digitsOf(aKind == Kind::host ? hostIn(aText) : aText));
 }
 
+/// @return the World Wide Name or the address that begins at the position
+std::optional<Anonymiser::Match> Anonymiser::digitsAt(std::string_view aText, std::size_t aPosition) const
+{
+    std::optional<Match> found = longNameAt(aText, aPosition);
+    if (!found)
+    {
+        found = nameAt(aText, aPosition);
+    }
+    return found ? found : addressAt(aText, aPosition);
+}
+
+std::optional<Anonymiser::Match> Anonymiser::longNameAt(std::string_view aText, std::size_t aPosition) const
+{
+    if (aText[aPosition] != formatOfLongName || isWithinDigits(aText, aPosition) ||
+        digitsFrom(aText, aPosition) != digitsOfLongName)
+    {
+        return {};
+    }
+    std::string const name = lower(aText.substr(aPosition, digitsOfLongName));
+    return Match{digitsOfLongName,
+                 name.substr(0, keptDigitsOfLongName) +
+                     hexOf(mHash.of("long name", name))
+                         .substr(keptDigitsOfLongName, digitsOfLongName - keptDigitsOfLongName)};
+}
+
 std::optional<Anonymiser::Match> Anonymiser::nameAt(std::string_view aText, std::size_t aPosition) const
 {
-    if (aText[aPosition] == formatOfLongName && !isWithinDigits(aText, aPosition) &&
-        digitsFrom(aText, aPosition) == digitsOfLongName)
-    {
-        std::string const name = lower(aText.substr(aPosition, digitsOfLongName));
-        return Match{digitsOfLongName,
-                     name.substr(0, keptDigitsOfLongName) +
-                         hexOf(mHash.of("long name", name))
-                             .substr(keptDigitsOfLongName, digitsOfLongName - keptDigitsOfLongName)};
-    }
     std::optional<SpelledName> const name = spelledNameAt(aText, aPosition);
     if (!name || (!name->mIsCertain && mNames.count(name->mName) == 0))
     {
         return {};
     }
     return Match{name->mLength, spelledLike(aText.substr(aPosition, name->mLength), anonymised(name->mName))};
+}
+
+/// Finds the learned addresses, with 0x or without.
+std::optional<Anonymiser::Match> Anonymiser::addressAt(std::string_view aText, std::size_t aPosition) const
+{
+    if (mAddresses.empty() || isWithinDigits(aText, aPosition) ||
+        digitsFrom(aText, aPosition) != digitsOfAddress)
+    {
+        return {};
+    }
+    std::uint32_t const address = addressIn(aText.substr(aPosition, digitsOfAddress)).value_or(0);
+    if (mAddresses.count(address) == 0)
+    {
+        return {};
+    }
+    return Match{digitsOfAddress, fmt::format("{:06x}", pseudonymOfAddress(address, mHash))};
 }
 
 Anonymiser::Known const* Anonymiser::knownAt(std::string_view aText, std::size_t aPosition) const
@@ -333,7 +417,7 @@ Anonymiser::Known const* Anonymiser::knownAt(std::string_view aText, std::size_t
 
 void Anonymiser::anonymiseValue(std::string_view aKey, Json& aValue) const
 {
-    if (hasLuns(aKey))
+    if (isFixed(aKey))
     {
         return;
     }
@@ -344,8 +428,16 @@ void Anonymiser::anonymiseValue(std::string_view aKey, Json& aValue) const
     else if (aValue.is_string())
     {
         auto const& text = aValue.get_ref<std::string const&>();
+        std::optional<std::uint32_t> const address = aKey == keyOfAddress ? addressIn(text) : std::nullopt;
         std::optional<Kind> const kind = kindOf(aKey);
-        aValue = kind ? anonymised(*kind, text) : anonymised(text);
+        if (address)
+        {
+            aValue = fmt::format("0x{:06x}", pseudonymOfAddress(*address, mHash));
+        }
+        else
+        {
+            aValue = kind ? anonymised(*kind, text) : anonymised(text);
+        }
     }
 }
 }  // namespace qzagent

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,10 +18,11 @@
 
 namespace qzagent
 {
-/// Replaces originals with pseudonyms: World Wide Names, names of hosts, serial numbers, symbolic names and names of OS
-/// devices. The same original has the same pseudonym wherever it is found with the same key. It learns the originals
-/// first, and then finds them in texts and bytes too. Texts of fewer than four characters are replaced where a document
-/// has them as values, but are not searched elsewhere, because they would be found everywhere.
+/// Replaces originals with pseudonyms: World Wide Names, addresses (FC IDs), names of hosts, serial numbers, symbolic
+/// names and names of OS devices. The same original has the same pseudonym wherever it is found with the same key. It
+/// learns the originals first, and then finds them in texts and bytes too. Texts of fewer than four characters are
+/// replaced where a document has them as values, but are not searched elsewhere, because they would be found everywhere.
+/// Values that have a fixed form or that the tool itself chooses, such as the state of a port, are never replaced.
 class Anonymiser
 {
 public:
@@ -29,6 +32,9 @@ public:
     void learnHost(std::string const& aName);
 
     void learn(qz::Wwn const& aName);
+
+    /// Learns the World Wide Names that a text certainly contains.
+    void learnNames(std::string_view aText);
 
     /// Learns all originals in a document of the tool.
     void learn(nlohmann::ordered_json const& aDocument);
@@ -45,8 +51,8 @@ public:
     /// @param aDocument a document of the tool, from which the originals need not have been learned
     nlohmann::ordered_json anonymisedDocument(nlohmann::ordered_json const& aDocument) const;
 
-    /// Replaces the same as in a text, and learned names as 8 bytes in either byte order. Sizes are unchanged: a text is
-    /// replaced with the beginning of its pseudonym's digits.
+    /// Replaces the same as in a text, and learned names as 8 bytes in either byte order. An address as 3 bytes is not
+    /// recognised. Sizes are unchanged: a text is replaced with the beginning of its pseudonym's digits.
     void anonymise(unsigned char* aBytes, std::size_t aSize) const;
 
 private:
@@ -76,17 +82,20 @@ private:
     static std::string textOfPseudonym(Kind aKind, std::string_view aOriginal, std::string const& aDigits);
 
     void learn(Kind aKind, std::string const& aText);
-    void learnNames(std::string_view aText);
+    void learnAddress(std::string const& aText);
     void addKnown(Kind aKind, std::string const& aText, std::string const& aIdentity);
     std::string digitsOf(std::string_view aIdentity) const;
     std::string anonymised(Kind aKind, std::string const& aText) const;
+    std::optional<Match> digitsAt(std::string_view aText, std::size_t aPosition) const;
+    std::optional<Match> longNameAt(std::string_view aText, std::size_t aPosition) const;
     std::optional<Match> nameAt(std::string_view aText, std::size_t aPosition) const;
+    std::optional<Match> addressAt(std::string_view aText, std::size_t aPosition) const;
     Known const* knownAt(std::string_view aText, std::size_t aPosition) const;
     void anonymiseValue(std::string_view aKey, nlohmann::ordered_json& aValue) const;
 
     KeyedHash const mHash;
-    std::unordered_map<qz::Wwn, qz::Wwn> mNames;        ///< pseudonyms by name
-    std::unordered_map<qz::Wwn, qz::Wwn> mBinaryNames;  ///< the same in both byte orders
+    std::unordered_map<qz::Wwn, qz::Wwn> mNames;  ///< pseudonyms by name, in both byte orders
+    std::set<std::uint32_t> mAddresses;
     std::unordered_map<std::string, std::vector<Known>>
         mTexts;  ///< by their first characters, the longest first
 };

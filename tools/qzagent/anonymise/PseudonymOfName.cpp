@@ -19,6 +19,9 @@ constexpr std::uint64_t ieeeExtension = 0x0fff'0000'0000'0000;
 constexpr std::uint64_t registeredSerial = 0x000f'ffff'ffff;
 constexpr std::uint64_t everythingBelowNaa = 0x0fff'ffff'ffff'ffff;
 
+constexpr std::uint32_t bitsOfAddress = 0x00ff'ffff;
+constexpr std::uint32_t firstWellKnownAddress = 0x00ff'fff0;
+
 std::uint64_t numberOf(qz::Wwn const& aName)
 {
     std::uint64_t number = 0;
@@ -92,9 +95,11 @@ std::uint64_t scatter(std::uint64_t aGathered, std::uint64_t aMask)
 class Permutation
 {
 public:
-    /// @param aKept  different values give different permutations
-    /// @param aMask  as many bits as the numbers have
-    Permutation(KeyedHash const& aHash, std::uint64_t aKept, std::uint64_t aMask) : mHash(aHash), mKept(aKept)
+    /// @param aPurpose different texts give different permutations
+    /// @param aKept    different values give different permutations
+    /// @param aMask    as many bits as the numbers have
+    Permutation(KeyedHash const& aHash, char const* aPurpose, std::uint64_t aKept, std::uint64_t aMask)
+        : mHash(aHash), mPurpose(aPurpose), mKept(aKept)
     {
         for (std::uint64_t bits = gather(aMask, aMask); bits != 0; bits >>= 2U)
         {
@@ -125,12 +130,12 @@ private:
         auto const half = bytesOfNumber(aHalf);
         std::copy(kept.begin(), kept.end(), input.begin() + 1);
         std::copy(half.begin(), half.end(), input.begin() + 1 + kept.size());
-        auto const digest =
-            mHash.of("world wide name", {reinterpret_cast<char const*>(input.data()), input.size()});
+        auto const digest = mHash.of(mPurpose, {reinterpret_cast<char const*>(input.data()), input.size()});
         return numberOf(qz::Wwn::ofBytes(digest.data()));
     }
 
     KeyedHash const& mHash;
+    char const* const mPurpose;
     std::uint64_t const mKept;
     unsigned int mHalf = 0;  ///< number of bits
 };
@@ -145,7 +150,25 @@ qz::Wwn pseudonymOf(qz::Wwn const& aName, KeyedHash const& aHash)
     std::uint64_t const name = numberOf(aName);
     std::uint64_t const hidden = hiddenBitsOf(name);
     std::uint64_t const kept = name & ~hidden;
-    Permutation const permute(aHash, kept, hidden);
+    Permutation const permute(aHash, "world wide name", kept, hidden);
     return qz::Wwn(bytesOfNumber(kept | scatter(permute(gather(name, hidden)), hidden)));
+}
+
+std::uint32_t pseudonymOfAddress(std::uint32_t aAddress, KeyedHash const& aHash)
+{
+    auto const isReserved = [](std::uint64_t aNumber)
+    { return aNumber == 0 || aNumber >= firstWellKnownAddress; };
+    std::uint64_t number = aAddress & bitsOfAddress;
+    if (isReserved(number))
+    {
+        return aAddress;
+    }
+    Permutation const permute(aHash, "address", 0, bitsOfAddress);
+    // This ends, because the numbers of a repeated permutation return to the first, which is not reserved.
+    do
+    {
+        number = permute(number);
+    } while (isReserved(number));
+    return (aAddress & ~bitsOfAddress) | static_cast<std::uint32_t>(number);
 }
 }  // namespace qzagent

@@ -13,6 +13,9 @@ constexpr std::size_t digitsOfName = 2 * qz::Wwn::size;
 constexpr std::string_view separators = ":-._ ";
 constexpr std::string_view certainSeparators = ":-";
 
+/// Two groups of eight digits are often two numbers.
+constexpr std::size_t longestCertainGroup = 4;
+
 /// The standard's locale-independent digits.
 bool isDigit(char aCharacter)
 {
@@ -91,12 +94,13 @@ std::optional<SpelledName> spelledNameAt(std::string_view aText, std::size_t aPo
         bool const isCertain = !isWithin && inRow == digitsOfName && hasUsualFormat(rest[0]);
         return SpelledName{nameOf(rest), digitsOfName, isCertain};
     }
-    for (std::size_t const group : {2, 4})
+    for (std::size_t const group : {2, 4, 8})
     {
         if (std::string const digits = digitsIn(rest, group); !digits.empty())
         {
             std::size_t const length = digitsOfName + digitsOfName / group - 1;
             bool const isCertain = !isWithin && digitsFrom(rest, length) == 0 &&
+                                   group <= longestCertainGroup &&
                                    certainSeparators.find(rest[group]) != std::string_view::npos;
             return SpelledName{nameOf(digits), length, isCertain};
         }

@@ -11,8 +11,8 @@
 
 namespace qzagent
 {
-/// Sixteen hexadecimal digits in either letter case: in a row, or in pairs or groups of four with the same separator
-/// between them.
+/// Sixteen hexadecimal digits in either letter case: in a row, or in groups of two, four or eight with the same
+/// separator between them.
 struct SpelledName
 {
     qz::Wwn mName;

@@ -19,7 +19,8 @@ pcapng::Bytes bytesOfDocument(std::string const& aText)
 }
 }  // namespace
 
-BundleWriter::BundleWriter(std::string const& aPath, pcapng::Section const& aSection, Anonymiser* aAnonymiser)
+BundleWriter::BundleWriter(std::string const& aPath, pcapng::Section const& aSection,
+                           Anonymiser const* aAnonymiser)
     : mAnonymiser(aAnonymiser),
       mFile(aPath),
       mTarget([this](pcapng::Bytes aBytes) { mFile.write(aBytes); }),
@@ -87,11 +88,6 @@ void BundleWriter::replace(CaptureEvent& aEvent)
     if (aEvent.mRecord)
     {
         mBytes.assign(aEvent.mEncoded.begin(), aEvent.mEncoded.end());
-        if (aEvent.mRecord->hasNames())
-        {
-            mAnonymiser->learn(*aEvent.mRecord->first());
-            mAnonymiser->learn(*aEvent.mRecord->second());
-        }
         mAnonymiser->anonymise(mBytes.data(), mBytes.size());
         aEvent.mEncoded = {mBytes.data(), mBytes.size()};
         aEvent.mRecord.emplace(mBytes.data(), mBytes.size());

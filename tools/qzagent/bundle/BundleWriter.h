@@ -32,9 +32,9 @@ public:
         std::size_t mSize;  ///< number of bytes of the text
     };
 
-    /// @param aAnonymiser has learned what the documents and the section contain; null to keep originals
+    /// @param aAnonymiser has learned what section, documents and events contain; null to keep originals
     /// @throws std::system_error "cannot write PATH: ..." when the file exists or cannot be created
-    BundleWriter(std::string const& aPath, pcapng::Section const& aSection, Anonymiser* aAnonymiser);
+    BundleWriter(std::string const& aPath, pcapng::Section const& aSection, Anonymiser const* aAnonymiser);
 
     /// @throws std::system_error "cannot write PATH: ..."
     /// @{
@@ -51,7 +51,7 @@ private:
     pcapng::Section anonymised(pcapng::Section const& aSection) const;
     void replace(CaptureEvent& aEvent);
 
-    Anonymiser* const mAnonymiser;
+    Anonymiser const* const mAnonymiser;
     CaptureCopy mFile;
     PcapngTarget mTarget;
     pcapng::Section const mSection;
