@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -48,12 +49,15 @@ port_wwn = "10:00:00:00:c9:00:00:11"
 os_device_name = "/sys/class/fc_host/host7"
 symbolic_name = "lab port seven"
 fabric_name = "10:00:00:60:69:00:00:12"
+fc_id = 0x010a0b
 [adapter.port.statistics]
 tx_frames = 5
 [[adapter.port.remote]]
 port_wwn = "50:00:00:00:ab:00:00:13"
 node_wwn = "50:00:00:00:ab:00:00:14"
-luns = 1
+[[adapter.port.remote.lun]]
+lun = 0
+os_device = "/dev/sdq"
 [diagnostics]
 library_version = "2.1.0"
 driver_version = "4.0.12"
@@ -79,7 +83,14 @@ protected:
 
     ProcessResult anonymised(std::string const& aScenario) const
     {
-        return bundle(aScenario, {"--seconds", "1", "--anonymise", mFolder.write("key", secretOfBundle)});
+        return bundle(aScenario, {"--seconds", "1", "--anonymise", keyFile(secretOfBundle)});
+    }
+
+    std::string keyFile(std::string const& aSecret) const
+    {
+        std::string path = mFolder.write("key", aSecret);
+        EXPECT_EQ(::chmod(path.c_str(), 0600), 0);
+        return path;
     }
 
     json document(std::string const& aName) const
@@ -185,6 +196,49 @@ TEST_F(QzagentBundle, GoesOnWithoutAVendorLibrary)
     EXPECT_EQ(summary()["events"], 0);
 }
 
+TEST_F(QzagentBundle, SaysInItsDocumentsThatTheHbaLibraryDoesNotLoad)
+{
+    ProcessResult const result = bundle(failedLoad() + "[diagnostics]\n", {"--seconds", "0"});
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_EQ(document("vendor")["exit_status"], 0);
+    for (char const* const name : {"ports", "inventory", "statistics-start", "latency", "statistics-end"})
+    {
+        json const found = document(name);
+        EXPECT_EQ(found["exit_status"], 1) << name;
+        EXPECT_THAT(found["messages"].dump(), HasSubstr("HBA_LoadLibrary")) << name;
+        EXPECT_EQ(found["adapters"], json::array()) << name;
+    }
+}
+
+class QzagentBundleSignal : public QzagentBundle, public testing::WithParamInterface<char const*>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Signals, QzagentBundleSignal, testing::Values("INT", "TERM"),
+                         [](testing::TestParamInfo<char const*> const& aInfo)
+                         { return std::string(aInfo.param); });
+
+TEST_P(QzagentBundleSignal, KeepsTheDocumentsAndEventsSoFar)
+{
+    std::string const log = mFolder.path() / "log";
+    // The shell would make its background process ignore SIGINT.
+    std::string const script = "env --default-signal=INT \"$@\" 2>" + log +
+                               " & for i in $(seq 600); do grep -q QzapiRegEvent:.Left " + log +
+                               " && break; sleep 0.1; done; sleep 1; kill -" + GetParam() + " $!; wait $!";
+    ProcessResult const result =
+        runAgentInOn(script, hostOfBundle, {"bundle", "--output", mPath, "--seconds", "60", "--trace"});
+    EXPECT_EQ(result.mExitStatus, 1);
+    std::ifstream file(log);
+    std::string const errors{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(errors,
+                HasSubstr("\nqzagent: interrupted; these parts are missing: watch, statistics-end\n"));
+    json const found = summary();
+    EXPECT_THAT(namesIn(found["documents"]),
+                ElementsAre("vendor", "ports", "inventory", "statistics-start", "latency"));
+    EXPECT_EQ(found["events"], 1);
+    EXPECT_EQ(runAgent({"show", mPath}).mExitStatus, 0);
+}
+
 TEST_F(QzagentBundle, RecordsPlainEventsWithoutQuazorEvents)
 {
     bundle(shippedScenario("no-quazor"));
@@ -214,7 +268,7 @@ TEST_F(QzagentBundle, KeepsAnExistingFile)
 
 TEST_F(QzagentBundle, RefusesAShortKeyBeforeItBegins)
 {
-    std::string const key = mFolder.write("key", "short");
+    std::string const key = keyFile("short");
     ProcessResult const result = bundle(hostOfBundle, {"--anonymise", key});
     EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_EQ(result.mErrors,
@@ -222,49 +276,112 @@ TEST_F(QzagentBundle, RefusesAShortKeyBeforeItBegins)
     EXPECT_FALSE(std::filesystem::exists(mPath));
 }
 
-TEST_F(QzagentBundle, LeavesNoOriginalInAnAnonymisedFile)
+std::vector<std::string> const namesOfBundle{"20:00:00:00:c9:00:00:10", "10:00:00:00:c9:00:00:11",
+                                             "10:00:00:60:69:00:00:12", "50:00:00:00:ab:00:00:13",
+                                             "50:00:00:00:ab:00:00:14"};
+
+/// @return the texts that identify the host, in lower case, with several spellings of names
+std::vector<std::string> textsOfBundle()
 {
-    bundle(hostOfBundle);
-    std::string const plain = content();
-    std::filesystem::remove(mPath);
-    EXPECT_EQ(anonymised(hostOfBundle).mExitStatus, 0);
-    std::string searched = content();
-    ASSERT_THAT(searched, Not(IsEmpty()));
-
-    std::string host(256, '\0');
-    ::gethostname(host.data(), host.size());
-    EXPECT_EQ(document("ports")["host"].get<std::string>().find("host-"), 0U);
-    EXPECT_THAT(runAgent({"show", "--json", mPath}).mOutput, HasSubstr("\"host\":\"host-"));
-
-    std::vector<std::string> originals{"EX0001", "lab host seven", "lab port seven", "host7"};
-    if (std::string const name = host.c_str(); name.size() >= 4)  // a shorter one occurs by chance
+    std::vector<std::string> texts{
+        "ex0001",    "lab host seven",  "lab port seven", "/sys/class/fc_host/host7",
+        "host7",     "0x010a0b",        "010a0b",         "web-lab07.storage.example",
+        "web-lab07", "storage.example", "/dev/sdq"};
+    for (std::string const& name : namesOfBundle)
     {
-        originals.push_back(name);
-    }
-    for (char const* const name :
-         {"20:00:00:00:c9:00:00:10", "10:00:00:00:c9:00:00:11", "10:00:00:60:69:00:00:12",
-          "50:00:00:00:ab:00:00:13", "50:00:00:00:ab:00:00:14"})
-    {
-        auto const bytes = qz::Wwn::parse(name)->bytes();
         std::string digits = name;
         digits.erase(std::remove(digits.begin(), digits.end(), ':'), digits.end());
-        originals.insert(originals.end(), {name, digits, std::string(bytes.begin(), bytes.end()),
-                                           std::string(bytes.rbegin(), bytes.rend())});
+        std::string reversedDigits;
+        for (std::size_t i = digits.size(); i > 0; i -= 2)
+        {
+            reversedDigits += digits.substr(i - 2, 2);
+        }
+        std::string dashed = name;
+        std::replace(dashed.begin(), dashed.end(), ':', '-');
+        texts.insert(texts.end(), {name, digits, dashed, reversedDigits});
     }
-    auto const inLower = [](std::string aText)
+    return texts;
+}
+
+/// @return the names as bytes in both orders
+std::vector<std::string> binaryNamesOfBundle()
+{
+    std::vector<std::string> names;
+    for (std::string const& name : namesOfBundle)
     {
-        std::transform(aText.begin(), aText.end(), aText.begin(),
-                       [](unsigned char aByte) { return static_cast<char>(std::tolower(aByte)); });
-        return aText;
-    };
-    searched = inLower(searched);
-    std::size_t present = 0;
-    for (std::string const& original : originals)
-    {
-        EXPECT_EQ(searched.find(inLower(original)), std::string::npos) << original << " survives";
-        present += plain.find(original) == std::string::npos ? 0 : 1;
+        auto const bytes = qz::Wwn::parse(name)->bytes();
+        names.emplace_back(bytes.begin(), bytes.end());
+        names.emplace_back(bytes.rbegin(), bytes.rend());
     }
-    EXPECT_GE(present, 12U);  // in the file with originals
+    return names;
+}
+
+std::string changedLetters(std::string aText, int (*aChange)(int))
+{
+    std::transform(aText.begin(), aText.end(), aText.begin(),
+                   [aChange](unsigned char aByte) { return static_cast<char>(aChange(aByte)); });
+    return aText;
+}
+
+/// @return an event whose payload has every original, also in upper case
+std::string eventWithOriginals()
+{
+    std::string payload;
+    for (std::string const& text : textsOfBundle())
+    {
+        payload += text + ";" + changedLetters(text, &std::toupper) + "|";
+    }
+    for (std::string const& name : binaryNamesOfBundle())
+    {
+        payload += name + "|";
+    }
+    std::string hex;
+    for (unsigned char const byte : payload)
+    {
+        hex += fmt::format("{:02x}", byte);
+    }
+    return "[[diagnostics.event]]\nboard = 0\ncategory = 9\nsubcategory = 1\nat_ms = 2\npayload = \"" + hex +
+           "\"\n";
+}
+
+TEST_F(QzagentBundle, LeavesNoOriginalInAnAnonymisedFile)
+{
+    std::string const failingTarget = fault("HBA_SendReportLUNs", "\"1+\"", "HBA_STATUS_ERROR");
+    std::string const scenario = hostOfBundle + eventWithOriginals() + failingTarget;
+    std::string const onNamedHost = "LD_PRELOAD=" NAMED_HOST " exec \"$@\"";
+    Arguments arguments{"bundle", "--output", mPath, "--seconds", "1"};
+    EXPECT_EQ(runAgentInOn(onNamedHost, scenario, arguments).mExitStatus, 1);
+    std::string const plain = content();
+    std::filesystem::remove(mPath);
+    arguments.insert(arguments.end(), {"--anonymise", keyFile(secretOfBundle)});
+    EXPECT_EQ(runAgentInOn(onNamedHost, scenario, arguments).mExitStatus, 1);
+    std::string const searched = content();
+    ASSERT_EQ(summary()["events"], 2);
+
+    auto const inLowerCase = [](std::string const& aText) { return changedLetters(aText, &std::tolower); };
+    for (std::string const& text : textsOfBundle())
+    {
+        EXPECT_NE(inLowerCase(plain).find(text), std::string::npos) << text;
+        EXPECT_EQ(inLowerCase(searched).find(text), std::string::npos) << text << " survives";
+    }
+    for (std::string const& name : binaryNamesOfBundle())
+    {
+        EXPECT_NE(plain.find(name), std::string::npos);
+        EXPECT_EQ(searched.find(name), std::string::npos);
+    }
+    EXPECT_THAT(document("ports")["host"], StartsWith("host-"));
+    EXPECT_THAT(document("inventory")["messages"].dump(), HasSubstr("50:00:00:0"));
+    EXPECT_THAT(runAgent({"show", "--json", mPath}).mOutput, HasSubstr("\"host\":\"host-"));
+}
+
+TEST_F(QzagentBundle, HasAnonymisedDocumentsThatSatisfyTheirSchemas)
+{
+    anonymised(hostOfBundle);
+    for (char const* const verb : {"vendor", "ports", "inventory", "latency", "watch"})
+    {
+        EXPECT_TRUE(satisfies(document(verb).dump(), verb));
+    }
+    EXPECT_TRUE(satisfies(document("statistics-start").dump(), "statistics"));
 }
 
 TEST_F(QzagentBundle, GivesAPortTheSamePseudonymInDocumentsAndEvents)

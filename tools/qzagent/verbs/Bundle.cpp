@@ -80,6 +80,35 @@ private:
     Descriptor const mDescriptor;
 };
 
+/// Learns the originals that only the events of a recording contain.
+class EventLearner
+{
+public:
+    explicit EventLearner(Anonymiser& aAnonymiser) : mAnonymiser(aAnonymiser) {}
+
+    void operator()(CaptureEvent const& aEvent)
+    {
+        if (!aEvent.mRecord)
+        {
+            return;
+        }
+        mAnonymiser.learnNames({reinterpret_cast<char const*>(aEvent.mEncoded.mData), aEvent.mEncoded.mSize});
+        if (aEvent.mRecord->hasNames())
+        {
+            mAnonymiser.learn(*aEvent.mRecord->first());
+            mAnonymiser.learn(*aEvent.mRecord->second());
+        }
+    }
+    /// Only events have originals.
+    template <typename Item>
+    void operator()(Item const&)
+    {
+    }
+
+private:
+    Anonymiser& mAnonymiser;
+};
+
 /// Passes the events of a recording to the bundle.
 class EventCopy
 {
@@ -106,6 +135,16 @@ private:
     Report& mReport;
     std::uint64_t mEvents = 0;
 };
+
+template <typename Visitor>
+void visitItems(std::string const& aPath, Visitor& aVisitor)
+{
+    CaptureInput input(aPath, {});
+    while (std::optional<CaptureItem> const item = input.next())
+    {
+        std::visit(aVisitor, *item);
+    }
+}
 
 class Bundle
 {
@@ -138,9 +177,11 @@ public:
             watch(recording);
         }
         add({"statistics-end", &addStatistics, {"statistics"}, noAdapters});
-        if (mSignals.count() > 0)
+        if (!mMissing.empty())
         {
-            mSetting.mReport.addNote("interrupted; the bundle has what was complete");
+            mSetting.mReport.addError(
+                ExitCode::failed,
+                fmt::format("interrupted; these parts are missing: {}", fmt::join(mMissing, ", ")));
         }
         return write(before, recording);
     }
@@ -162,11 +203,12 @@ private:
 
     void add(Part const& aPart)
     {
-        if (mSignals.count() > 0)
+        std::optional<VerbDocument> const found = mSignals.count() > 0 ? std::nullopt : documentOf(aPart);
+        if (!found)
         {
-            return;
+            mMissing.emplace_back(aPart.mName);
         }
-        if (std::optional<VerbDocument> const found = documentOf(aPart))
+        else
         {
             mDocuments.push_back({aPart.mName, now(), found->mText});
             if (found->mExitCode != ExitCode::success)
@@ -233,11 +275,7 @@ private:
         pcapng::Section const header = section();
         if (mAnonymiser)
         {
-            mAnonymiser->learnHost(header.mHardware);
-            for (CaptureDocument const& document : mDocuments)
-            {
-                mAnonymiser->learn(nlohmann::ordered_json::parse(document.mText));
-            }
+            learnAll(header, aRecording);
         }
         BundleWriter writer(mOptions.mOutput, header, mAnonymiser ? &*mAnonymiser : nullptr);
         EventCopy copy(writer, mSetting.mReport);
@@ -245,11 +283,7 @@ private:
         {
             if (i == aBefore)
             {
-                CaptureInput input(aRecording.path(), {});
-                while (std::optional<CaptureItem> const item = input.next())
-                {
-                    std::visit(copy, *item);
-                }
+                visitItems(aRecording.path(), copy);
             }
             if (i < mDocuments.size())
             {
@@ -258,6 +292,18 @@ private:
         }
         writer.finish();
         return answer(writer.documents(), copy.events());
+    }
+
+    /// Everything is learned before anything is written, because a document can contain what only an event identifies.
+    void learnAll(pcapng::Section const& aHeader, NamelessFile const& aRecording)
+    {
+        mAnonymiser->learnHost(aHeader.mHardware);
+        for (CaptureDocument const& document : mDocuments)
+        {
+            mAnonymiser->learn(nlohmann::ordered_json::parse(document.mText));
+        }
+        EventLearner learner(*mAnonymiser);
+        visitItems(aRecording.path(), learner);
     }
 
     Answer answer(std::vector<BundleWriter::Written> const& aDocuments, std::uint64_t aEvents) const
@@ -279,6 +325,7 @@ private:
     StopSignals mSignals;
     std::optional<Anonymiser> mAnonymiser;
     std::vector<CaptureDocument> mDocuments;
+    std::vector<std::string> mMissing;  ///< names of the documents that a signal prevented
 };
 
 Answer bundle(Setting const& aSetting, BundleOptions const& aOptions)
