@@ -5,20 +5,11 @@
 #include <nlohmann/json.hpp>
 
 #include "agentkit/include/ScopeDataView.h"
-#include "tools/qzagent/capture/LinkTypes.h"
 #include "tools/qzagent/capture/SectionComment.h"
 #include "tools/qzagent/cli/Report.h"
 
 namespace qzagent
 {
-namespace
-{
-pcapng::Bytes bytesOfDocument(std::string const& aText)
-{
-    return {reinterpret_cast<unsigned char const*>(aText.data()), aText.size()};
-}
-}  // namespace
-
 BundleWriter::BundleWriter(std::string const& aPath, pcapng::Section const& aSection,
                            Anonymiser const* aAnonymiser)
     : mAnonymiser(aAnonymiser),
@@ -29,19 +20,18 @@ BundleWriter::BundleWriter(std::string const& aPath, pcapng::Section const& aSec
     mTarget.addSection(mSection);
 }
 
-void BundleWriter::add(CaptureDocument const& aDocument)
+void BundleWriter::add(CaptureDocument aDocument)
 {
-    pcapng::Interface const interface {
-        documentLinkType, aDocument.mName, "JSON document"
-    };
-    std::string const text =
-        mAnonymiser == nullptr
-            ? aDocument.mText
-            : documentText(mAnonymiser->anonymisedDocument(nlohmann::ordered_json::parse(aDocument.mText)));
+    if (mAnonymiser != nullptr)
+    {
+        aDocument.mText =
+            documentText(mAnonymiser->anonymisedDocument(nlohmann::ordered_json::parse(aDocument.mText)));
+    }
+    pcapng::Interface const interface = interfaceOf(aDocument);
     pcapng::PacketHead head;
     head.mTime = aDocument.mTime;
-    mTarget.add(CaptureOther{head, &interface, bytesOfDocument(text)});
-    mDocuments.push_back({aDocument.mName, text.size()});
+    mTarget.add(CaptureOther{head, &interface, bytesOf(aDocument)});
+    mDocuments.push_back({aDocument.mName, aDocument.mText.size()});
 }
 
 void BundleWriter::add(CaptureEvent aEvent)

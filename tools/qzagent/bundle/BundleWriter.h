@@ -8,20 +8,13 @@
 
 #include "pcapng/Blocks.h"
 #include "tools/qzagent/anonymise/Anonymiser.h"
+#include "tools/qzagent/capture/CaptureDocument.h"
 #include "tools/qzagent/capture/CaptureItems.h"
 #include "tools/qzagent/convert/CaptureCopy.h"
 #include "tools/qzagent/convert/PcapngTarget.h"
 
 namespace qzagent
 {
-/// A JSON document in a capture.
-struct CaptureDocument
-{
-    std::string mName;
-    pcapng::Time mTime;
-    std::string mText;
-};
-
 /// Writes documents and events in one section of a new file. The file is removed unless it is finished.
 class BundleWriter
 {
@@ -38,7 +31,7 @@ public:
 
     /// @throws std::system_error "cannot write PATH: ..."
     /// @{
-    void add(CaptureDocument const& aDocument);
+    void add(CaptureDocument aDocument);
     void add(CaptureEvent aEvent);
     void add(CaptureCounts aCounts);
     void finish();

@@ -20,6 +20,7 @@
 #include "tools/qzagent/anonymise/KeyedHash.h"
 #include "tools/qzagent/bundle/BundleWriter.h"
 #include "tools/qzagent/bundle/VerbProcess.h"
+#include "tools/qzagent/capture/CaptureDocument.h"
 #include "tools/qzagent/capture/CaptureInput.h"
 #include "tools/qzagent/capture/SectionOfHost.h"
 #include "tools/qzagent/cli/CommandLine.h"
@@ -28,7 +29,6 @@
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/cli/Table.h"
-#include "tools/qzagent/vqm/ReceptionTime.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 
 namespace qzagent
@@ -210,7 +210,7 @@ private:
         }
         else
         {
-            mDocuments.push_back({aPart.mName, now(), found->mText});
+            mDocuments.push_back(makeCaptureDocument(aPart.mName, found->mText));
             if (found->mExitCode != ExitCode::success)
             {
                 mSetting.mReport.addError(ExitCode::failed,
@@ -234,12 +234,6 @@ private:
                             fmt::format("the process of {} {}", aPart.mArguments.front(), exception.what()));
             return VerbDocument{report.document(aPart.mArguments.front(), aPart.mKeys), report.exitCode()};
         }
-    }
-
-    static pcapng::Time now()
-    {
-        return static_cast<pcapng::Time>(
-            std::chrono::duration_cast<std::chrono::nanoseconds>(wallTime().time_since_epoch()).count());
     }
 
     /// @return the value of a key of a document; the default if there is none
