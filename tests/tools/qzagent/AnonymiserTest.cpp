@@ -82,7 +82,7 @@ std::vector<std::string> spellingsOf(std::string const& aName)
     std::string const reversed(bytes.begin(), bytes.end());
     for (std::string const& order : {inOrder, reversed})
     {
-        for (std::size_t const group : {1, 2, 4})
+        for (std::size_t const group : {1U, 2U, 4U})
         {
             for (char const* const separator : {":", "-", ".", " ", "_"})
             {

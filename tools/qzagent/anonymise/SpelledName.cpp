@@ -94,7 +94,7 @@ std::optional<SpelledName> spelledNameAt(std::string_view aText, std::size_t aPo
         bool const isCertain = !isWithin && inRow == digitsOfName && hasUsualFormat(rest[0]);
         return SpelledName{nameOf(rest), digitsOfName, isCertain};
     }
-    for (std::size_t const group : {2, 4, 8})
+    for (std::size_t const group : {2U, 4U, 8U})
     {
         if (std::string const digits = digitsIn(rest, group); !digits.empty())
         {
