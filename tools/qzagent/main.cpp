@@ -41,6 +41,7 @@ void addVerbs(CommandLine& aCommandLine)
     addStatistics(aCommandLine);
     addVendor(aCommandLine);
     addWatch(aCommandLine);
+    addBundle(aCommandLine);
     addExplain(aCommandLine);
 }
 

@@ -246,7 +246,7 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
                          testing::Values("adapters", "inventory", "ports", "latency", "show", "repair",
-                                         "convert", "statistics", "vendor", "watch", "explain"),
+                                         "convert", "statistics", "vendor", "watch", "bundle", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

@@ -382,7 +382,7 @@ std::optional<std::chrono::seconds> CommandLine::timeout() const
 
 std::optional<Answer> CommandLine::run(Report& aReport, Output& aOutput, PartialAnswer& aPartial) const
 {
-    return mVerb({aReport, aOutput, mIsJson, mIsTraced, isColoured(aOutput), aPartial});
+    return mVerb({command(), aReport, aOutput, mIsJson, mIsTraced, isColoured(aOutput), aPartial});
 }
 
 std::vector<std::string> CommandLine::verbNames() const

@@ -29,6 +29,7 @@ constexpr char const* toolName = "qzagent";
 /// What a verb works with in addition to its own options.
 struct Setting
 {
+    std::string mCommand;  ///< name of the verb
     Report& mReport;
     Output& mOutput;
     bool mIsJson;

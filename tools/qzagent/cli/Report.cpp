@@ -57,6 +57,11 @@ std::string prefixOf(Subject const& aSubject)
 }
 }  // namespace
 
+std::string documentText(nlohmann::ordered_json const& aDocument)
+{
+    return aDocument.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
 Report::~Report()
 {
     try
@@ -107,7 +112,7 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
     {
         document[name] = std::move(value);
     }
-    return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    return documentText(document);
 }
 
 void Report::add(Message const& aMessage, ExitCode aCode)

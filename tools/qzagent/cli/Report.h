@@ -25,6 +25,9 @@ struct Answer
     std::string mText;
 };
 
+/// @return the document as the tool prints it: with its line end, in printable ASCII whatever the texts contain
+std::string documentText(nlohmann::ordered_json const& aDocument);
+
 /// What a failure concerns. A part is absent if the failure concerns no such thing, or several.
 struct Subject
 {

@@ -19,6 +19,7 @@
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/Wwn.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "tools/qzagent/capture/DocumentRecording.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/Failure.h"
@@ -403,8 +404,17 @@ private:
 };
 }  // namespace
 
-Answer survey(Setting const& aSetting, std::optional<std::string> const& aWanted, Depth aDepth,
-              AdapterJson aJson, AdaptersText aText)
+void addOptions(CommandLine& aCommandLine, ArgumentList& aArguments, SurveyOptions& aOptions)
+{
+    aArguments.addText("--adapter", "ADAPTER", aOptions.mAdapter,
+                       "Show only this adapter: its name or index, or the WWN of its node or of a port");
+    aArguments.addText("--output", "FILE", aOptions.mOutput,
+                       "Also append the JSON document to this pcapng capture, or create it");
+    aCommandLine.addTimeout(aArguments);
+}
+
+Answer survey(Setting const& aSetting, SurveyOptions const& aOptions, Depth aDepth, AdapterJson aJson,
+              AdaptersText aText)
 {
     auto const keys = [aJson](std::vector<FoundAdapter> const& aAdapters)
     {
@@ -412,17 +422,24 @@ Answer survey(Setting const& aSetting, std::optional<std::string> const& aWanted
         std::transform(aAdapters.begin(), aAdapters.end(), std::back_inserter(list), aJson);
         return nlohmann::ordered_json::object({{"adapters", std::move(list)}});
     };
+    DocumentRecording recording(aSetting, aOptions.mOutput);
+    if (!recording.isPossible())
+    {
+        return {keys({}), {}};
+    }
     GradualAnswer<FoundAdapter> found(aSetting, keys, std::move(aText));
     Report& report = aSetting.mReport;
     // The trace already shows each step.
     Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
-    visitAdapters(report, aWanted,
+    visitAdapters(report, aOptions.mAdapter,
                   [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
                   {
                       FoundAdapter adapter{aIndex, aName, {}, {}, {}, {}};
                       Surveyor(aApi, aDepth, report, progress, adapter).survey();
                       found.add(std::move(adapter));
                   });
-    return found.rest();
+    Answer answer = found.rest();
+    recording.finish([&] { return keys(found.items()); });
+    return answer;
 }
 }  // namespace qzagent
