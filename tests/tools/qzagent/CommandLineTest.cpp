@@ -17,7 +17,7 @@ namespace
 {
 char const* const verbList =
     "the verbs are adapters, inventory, ports, latency, show, repair, convert, statistics, vendor, watch, "
-    "explain; see qzagent --help";
+    "bundle, explain; see qzagent --help";
 
 struct UsageError
 {
