@@ -442,6 +442,38 @@ TEST_F(QzagentShowFollow, FollowsTheNameOfAFileThatIsReplaced)
     EXPECT_EQ(result.mErrors, "");
 }
 
+TEST_F(QzagentShowFollow, ContinuesInTheNextFileOfASeries)
+{
+    auto const capture = [](std::string const& aBoard)
+    { return PcapngBuilder().section("h").interface(aBoard).packet(0, someTime, plainRecord()); };
+    write("events-00009.pcapng", capture("board 1"));
+    write("other-00010.pcapng", capture("board 2"));
+    write("next", capture("board 3"));
+    ProcessResult const result = follow(
+        "until_lines 1; cp next events-00012.pcapng; until_lines 2; cat next >>events-00012.pcapng\n"
+        "until_lines 3; rm events-00012.pcapng; cp next events-100000.pcapng; until_lines 4",
+        {"events-00009.pcapng"});
+    EXPECT_THAT(linesOf(result.mOutput), ElementsAre(HasSubstr(" board 1 "), HasSubstr(" board 3 "),
+                                                     HasSubstr(" board 3 "), HasSubstr(" board 3 ")));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentShowFollow, ReadsEachFileOfASeriesOnce)
+{
+    PcapngBuilder const capture =
+        PcapngBuilder().section("h").interface("board 1").packet(0, someTime, plainRecord());
+    for (char const* const name : {"events-00001.pcapng", "events-00002.pcapng", "last"})
+    {
+        write(name, capture);
+    }
+    ProcessResult const result =
+        follow("until_lines 2; mv last events-00003.pcapng; until_lines 3; sleep 0.5",
+               {"events-00001.pcapng", "events-00002.pcapng"});
+    EXPECT_THAT(linesOf(result.mOutput), testing::SizeIs(3));
+    EXPECT_EQ(result.mErrors, "");
+}
+
 TEST_F(QzagentShowFollow, ShowsTheLastEventsFirst)
 {
     write("events", twoEvents());

@@ -286,6 +286,20 @@ class Files(Recordings):
             packets += [packet.data for packet in section.packets]
         self.assertEqual(packets, [record(number) for number in range(1500 - len(packets), 1500)])
 
+    def test_all_files_can_be_followed_from_the_first_one(self):
+        agent = self.start(ENDLESS, "--rotate", "20K", "--count", "3000")
+        follower = subprocess.Popen([QZAGENT, "show", "--follow", "--json", self.folder / "events-00001.pcapng"],
+                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=ENVIRONMENT)
+        self.addCleanup(self.end, follower)
+        lines = [follower.stdout.readline() for _ in range(3000)]
+        self.assertEqual(agent.wait(timeout=60), 0)
+        follower.send_signal(signal.SIGINT)
+        self.assertEqual(follower.communicate(timeout=60), ("", ""))
+        self.assertEqual(follower.returncode, 0)
+        self.assertGreater(len(self.files()), 5)
+        self.assertEqual([json.loads(line)["payload"] for line in lines],
+                         [record(number)[-8:].hex() for number in range(3000)])
+
     def test_numbers_continue_after_the_existing_files(self):
         for name in ("events-00041.pcapng", "events-123456.pcapng", "events-7.pcapng", "events-99999999.log",
                      "other-00050.pcapng"):
