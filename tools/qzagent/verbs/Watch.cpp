@@ -228,6 +228,11 @@ private:
         // Files of other forms are refused because they contain no records.
         if (mOptions.mForm.value_or(present.value_or(CaptureForm::pcapng)) != CaptureForm::pcapng)
         {
+            if (mOptions.mSync)
+            {
+                throw CaptureWriteError(
+                    fmt::format("cannot write {}: it is not a pcapng file, which --sync requires", path));
+            }
             return std::make_unique<RecordsRecorder>(path, mSetting.mReport);
         }
         RecorderOptions const options{path, mOptions.mRotate, mOptions.mKeep.value_or(KeepLimit{}),
