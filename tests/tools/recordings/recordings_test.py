@@ -161,6 +161,23 @@ class File(Recordings):
         self.assertRegex(infos.stdout, f"Description = {FIRST} {SECOND}")
 
 
+    @unittest.skipUnless(shutil.which("tshark") and shutil.which("capinfos"), "tshark is not installed")
+    def test_wireshark_stops_at_a_record_over_256_kib_and_the_agent_does_not(self):
+        limit = 262144
+        self.watch(scenario((3, limit - 35, 1000, 1)), "--count", "1")
+        self.watch(scenario((3, limit - 34, 1000, 2)), "--count", "2")
+        fields = subprocess.run(["tshark", "-r", self.path, "-T", "fields", "-e", "frame.len"], capture_output=True,
+                                text=True, check=False)
+        self.assertEqual(fields.stdout, f"{limit}\n")
+        infos = subprocess.run(["capinfos", "-c", self.path], capture_output=True, text=True, check=False)
+        for result in fields, infos:
+            self.assertIn(f"cap_len {limit + 1} is larger than {limit}", result.stderr)
+            self.assertNotEqual(result.returncode, 0)
+        shown = subprocess.run([QZAGENT, "show", "--summary", self.path], capture_output=True, text=True, check=False)
+        self.assertRegex(shown.stdout, "(?m)^events +3$")
+        self.assertEqual((shown.stderr, shown.returncode), ("", 0))
+
+
 class Appending(Recordings):
     def test_a_new_section_follows_the_previous_ones(self):
         self.watch(ONE_SOURCE, "--count", "2")
