@@ -322,6 +322,19 @@ TEST_F(QzagentShowPcapng, PrintsTimesAsRequested)
     }
 }
 
+TEST_F(QzagentShowPcapng, ReadsTimesAfter2038)
+{
+    // 2040-04-15T10:00:00Z, in summer. In 32 bits it would be a time in March.
+    constexpr std::uint64_t time = 2'218'096'800'000'000'000;
+    PcapngBuilder const capture = twoEvents().packet(0, time, plainRecord());
+    EXPECT_THAT(lines(capture, {"--since", "2040-04-15T10:00:00Z"}),
+                ElementsAre("2040-04-15T10:00:00.000000000Z board 0 " + plainText));
+    EXPECT_THAT(runAgent({"show", "--last", "1", "--time", "local", write("events", capture)},
+                         {{"TZ", "CET-1CEST,M3.5.0,M10.5.0/3"}})
+                    .mOutput,
+                testing::StartsWith("2040-04-15T12:00:00.000000000+02:00 "));
+}
+
 TEST_F(QzagentShowPcapng, CountsEvents)
 {
     PcapngBuilder capture = twoEvents()
