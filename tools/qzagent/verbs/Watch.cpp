@@ -30,6 +30,7 @@
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/Reason.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/vqm/EventIntake.h"
@@ -110,7 +111,7 @@ public:
         }
         catch (std::exception const& exception)
         {
-            mSetting.mReport.addError(ExitCode::failed, exception.what());
+            mSetting.mReport.addError(ExitCode::failed, reasonOf(exception));
         }
         mStatus.reset();
         // Without its reader, the verb ends quietly.
