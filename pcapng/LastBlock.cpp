@@ -101,24 +101,26 @@ std::optional<std::uint64_t> endOfLastBlock(RandomInput const& aInput, std::size
     std::uint64_t const size = aInput.size();
     std::uint64_t const last = size / alignment * alignment;
     std::uint64_t const first = size - std::min<std::uint64_t>(size, aLargest);
+    std::uint64_t const least = std::max<std::uint64_t>(first, smallestBlock);
     std::uint64_t end = last;
-    while (end >= std::max<std::uint64_t>(first, smallestBlock) && !isEndOfBlocks(words, end))
+    while (end >= least && !isEndOfBlocks(words, end))
     {
         end -= alignment;
     }
-    if (end < std::max<std::uint64_t>(first, smallestBlock))
+    if (end < least)
     {
         return {};
     }
-    // Blocks behind damage are kept.
-    for (std::uint64_t behind = last; behind > end && !isCutBlock(words, end, size - end);
-         behind -= alignment)
+    if (isCutBlock(words, end, size - end))
     {
-        if (behind - end >= smallestBlock && isEndOfBlock(words, behind, end))
-        {
-            return behind;
-        }
+        return end;
     }
-    return end;
+    // Blocks behind damage are kept.
+    std::uint64_t behind = last;
+    while (behind >= end + smallestBlock && !isEndOfBlock(words, behind, end))
+    {
+        behind -= alignment;
+    }
+    return behind >= end + smallestBlock ? behind : end;
 }
 }  // namespace pcapng
