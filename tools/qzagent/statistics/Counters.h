@@ -18,7 +18,8 @@ struct Counter
     HBA_INT64 HBA_PORTSTATISTICS::*mField;
 };
 
-/// The counters in the order of the HBA API.
+/// The counters in the order of the HBA API. The simulator has its own table: a wrong name or field in a shared table would
+/// be wrong in both, and no test would find it.
 constexpr std::array<Counter, 15> counters{{
     {"seconds_since_last_reset", &HBA_PORTSTATISTICS::SecondsSinceLastReset},
     {"tx_frames", &HBA_PORTSTATISTICS::TxFrames},
