@@ -43,7 +43,8 @@ TEST(ScenarioDiagnosticsError, RefusesAnUnknownKey)
 {
     EXPECT_EQ(errorOfDiagnostics("version = 3"),
               "bad.toml:2:1: expected a key of [diagnostics] (library_version, driver_version, "
-              "record_version, feature_list, board, number_of_boards, event), found \"version\"");
+              "record_version, required_record_version, library, missing_functions, feature_list, board, "
+              "number_of_boards, event), found \"version\"");
 }
 
 TEST(ScenarioDiagnosticsError, RefusesVersionsThatAreTooLong)
