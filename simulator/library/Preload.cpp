@@ -19,18 +19,26 @@ namespace
 using Dlopen = void*(char const*, int);
 using Fopen = std::FILE*(char const*, char const*);
 
-/// What the runner has chosen, and the functions that come after those of this library.
+/// What the runner has chosen, and what is looked up at load.
 struct Redirections
 {
     char const* mVendorLibrary;
     char const* mHbaLibrary;
     char mConfiguration[512];
-    Dlopen* mDlopen;
+    void const* mForwarder;  ///< start of the object that defines the functions of the common library at load
+    Dlopen* mDlopen;         ///< the function that comes after that of this library
     Fopen* mFopen;
     Fopen* mFopen64;
 };
 
 Redirections gRedirections;
+
+/// @return the start of the object that has the code; null for none
+void const* objectOf(void const* aCode)
+{
+    Dl_info object{};
+    return ::dladdr(aCode, &object) == 0 ? nullptr : object.dli_fbase;
+}
 
 /// Initializers of other libraries may open files and libraries before this library is initialized.
 [[gnu::constructor]] void prepare()
@@ -42,6 +50,8 @@ Redirections gRedirections;
     {
         std::snprintf(all.mConfiguration, sizeof all.mConfiguration, "qzsim %s\n", all.mHbaLibrary);
     }
+    all.mForwarder = objectOf(::dlsym(RTLD_DEFAULT, "HBA_LoadLibrary"));
+    ::dlerror();  // most programs have no such function at load
     all.mFopen = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, "fopen"));
     all.mFopen64 = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, "fopen64"));
     all.mDlopen = reinterpret_cast<Dlopen*>(::dlsym(RTLD_NEXT, "dlopen"));
@@ -56,7 +66,9 @@ Redirections& redirections()
     return gRedirections;
 }
 
-/// The name of the file decides, because a lookup of its functions would disturb a pending dlerror.
+/// A program may define the functions of the common library itself and forward the calls; it then reads the configuration,
+/// too. The common library that is loaded later is recognised by the name of its file, because a lookup of its functions
+/// would disturb a pending dlerror.
 bool isInCommonLibrary(void const* aCode)
 {
     constexpr char name[] = "libHBAAPI.so";
@@ -64,6 +76,10 @@ bool isInCommonLibrary(void const* aCode)
     if (::dladdr(aCode, &caller) == 0)
     {
         return false;
+    }
+    if (caller.dli_fbase == gRedirections.mForwarder)
+    {
+        return true;
     }
     char const* const slash = std::strrchr(caller.dli_fname, '/');
     return std::strncmp(slash == nullptr ? caller.dli_fname : slash + 1, name, sizeof name - 1) == 0;
