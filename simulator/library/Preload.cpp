@@ -12,11 +12,12 @@
 
 #include <dlfcn.h>
 
+#include "simulator/library/Dlopen.h"
 #include "simulator/library/Redirection.h"
 
 namespace
 {
-using Dlopen = void*(char const*, int);
+using qzsim::Dlopen;
 using Fopen = std::FILE*(char const*, char const*);
 
 /// What the runner has chosen, and what is looked up at load.
@@ -97,23 +98,27 @@ std::FILE* openFor(void const* aCaller, Fopen* aNext, char const* aPath, char co
 }
 }  // namespace
 
-/// The jump to the next function leaves the return address in place. That function finds the caller by it, and searches
-/// the folders of the caller.
-extern "C" void* dlopen(char const* aPath, int aMode)
+namespace qzsim
 {
-    Redirections const& all = redirections();
-    if (aPath != nullptr && all.mVendorLibrary != nullptr &&
-        std::strcmp(aPath, qzsim::vendorLibraryPath) == 0)
-    {
-        aPath = all.mVendorLibrary;
-    }
-    // The common library closes the HBA library on each HBA_FreeLibrary. Its counts of calls must stay.
-    if (aPath != nullptr && all.mHbaLibrary != nullptr && std::strcmp(aPath, all.mHbaLibrary) == 0)
-    {
-        aMode |= RTLD_NODELETE;
-    }
-    return all.mDlopen(aPath, aMode);
+Dlopen* nextDlopen() { return redirections().mDlopen; }
+
+char const* redirectedPath(char const* aPath)
+{
+    char const* const vendorLibrary = redirections().mVendorLibrary;
+    bool const isVendorLibrary =
+        aPath != nullptr && vendorLibrary != nullptr && std::strcmp(aPath, vendorLibraryPath) == 0;
+    return isVendorLibrary ? vendorLibrary : aPath;
 }
+
+int redirectedMode(char const* aPath, int aMode)
+{
+    // The common library closes the HBA library on each HBA_FreeLibrary. Its counts of calls must stay.
+    char const* const hbaLibrary = redirections().mHbaLibrary;
+    bool const isHbaLibrary =
+        aPath != nullptr && hbaLibrary != nullptr && std::strcmp(aPath, hbaLibrary) == 0;
+    return isHbaLibrary ? aMode | RTLD_NODELETE : aMode;
+}
+}  // namespace qzsim
 
 extern "C" std::FILE* fopen(char const* aPath, char const* aMode)
 {
