@@ -4,6 +4,7 @@
 #include <chrono>
 #include <clocale>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -12,7 +13,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include "agentkit/include/HbaWitness.h"
 #include "backend/common/include/Logger.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
@@ -22,6 +22,7 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/PartialAnswer.h"
+#include "tools/qzagent/cli/Reason.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Timeout.h"
 
@@ -42,6 +43,7 @@ void addVerbs(CommandLine& aCommandLine)
     addStatistics(aCommandLine);
     addVendor(aCommandLine);
     addWatch(aCommandLine);
+    addBundle(aCommandLine);
     addExplain(aCommandLine);
 }
 
@@ -88,9 +90,7 @@ private:
         {
             return "standard output does not accept the result";
         }
-        std::string const step = currentStep();
-        char const* const call = qz::runningHbaCall();
-        return call == nullptr ? "in the step: " + step : fmt::format("{} has not returned ({})", call, step);
+        return currentPlace();
     }
 
     void writePartialAnswer() const
@@ -105,7 +105,7 @@ private:
         }
         catch (std::exception const& error)
         {
-            mReport.addError(ExitCode::failed, error.what());
+            mReport.addError(ExitCode::failed, reasonOf(error));
         }
     }
 
@@ -127,6 +127,10 @@ std::optional<Answer> runVerb(CommandLine const& aCommandLine, Report& aReport, 
         }
         SetLogLevelMask(aCommandLine.isTraced() ? ~0u : QZLL_Assertion);
         return aCommandLine.run(aReport, aOutput, aPartial);
+    }
+    catch (std::bad_alloc const& exception)
+    {
+        aReport.addError(ExitCode::failed, reasonOf(exception));
     }
     catch (std::exception const& exception)
     {
@@ -192,7 +196,7 @@ int main(int aCount, char** aArguments)
     }
     catch (std::exception const& error)
     {
-        report.addError(qzagent::ExitCode::failed, error.what());
+        report.addError(qzagent::ExitCode::failed, qzagent::reasonOf(error));
     }
     return static_cast<int>(report.exitCode());
 }
