@@ -18,7 +18,6 @@
 ///     void afterForkInChild();
 #pragma once
 
-#include <cstdlib>
 #include <new>
 
 #include <dlfcn.h>
@@ -52,7 +51,7 @@ class Lifetime
 public:
     static void load()
     {
-        std::atexit(beginExit);
+        static ExitNotice const notice;
         ::pthread_atfork([] { simulation<Simulation>().beforeFork(); },
                          [] { simulation<Simulation>().afterForkInParent(); },
                          [] { simulation<Simulation>().afterForkInChild(); });
@@ -72,14 +71,21 @@ public:
     }
 
 private:
-    static void beginExit()
+    /// Its destructor is the exit function. After dlclose, the thread sanitizer would still call one of std::atexit.
+    struct ExitNotice
     {
-        if (!sIsUnloading)
+        ExitNotice() = default;
+        ~ExitNotice()
         {
-            sIsExiting = true;
-            keepLoaded(reinterpret_cast<void const*>(&beginExit));
+            if (!sIsUnloading)
+            {
+                sIsExiting = true;
+                keepLoaded(reinterpret_cast<void const*>(&unload));
+            }
         }
-    }
+        ExitNotice(ExitNotice const&) = delete;
+        ExitNotice& operator=(ExitNotice const&) = delete;
+    };
 
     inline static bool sIsExiting = false;
     inline static bool sIsUnloading = false;
