@@ -120,6 +120,13 @@ HBA_STATUS HbaSimulation::free()
     return HBA_STATUS_OK;
 }
 
+void HbaSimulation::end() noexcept
+{
+    std::lock_guard const lock(mMutex);
+    mLoaded.reset();
+    mFaults = {};
+}
+
 HBA_UINT32 HbaSimulation::numberOfAdapters()
 {
     auto const loaded = this->loaded();

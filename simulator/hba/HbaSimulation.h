@@ -46,6 +46,17 @@ public:
     /// Discards everything except the counts of calls, which last as long as the library stays in the process.
     HBA_STATUS free();
 
+    /// Discards everything.
+    void end() noexcept;
+
+    /// @name Around a fork
+    /// The child process has what is loaded and open, and the counts of calls.
+    /// @{
+    void beforeFork() { mMutex.lock(); }
+    void afterForkInParent() { mMutex.unlock(); }
+    void afterForkInChild() { mMutex.unlock(); }
+    /// @}
+
     HBA_UINT32 numberOfAdapters();
 
     /// @param aName receives up to 256 bytes

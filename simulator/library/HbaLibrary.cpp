@@ -9,15 +9,18 @@
 #include "simulator/control/Strikes.h"
 #include "simulator/hba/HbaSimulation.h"
 #include "simulator/library/EntryPoint.h"
+#include "simulator/library/Lifetime.h"
 #include "simulator/scenario/Scenario.h"
 
 namespace
 {
-qzsim::HbaSimulation& simulation()
-{
-    static qzsim::HbaSimulation instance;
-    return instance;
-}
+using Lifetime = qzsim::Lifetime<qzsim::HbaSimulation>;
+
+[[gnu::constructor]] void load() { Lifetime::load(); }
+
+[[gnu::destructor]] void unload() { Lifetime::unload(); }
+
+qzsim::HbaSimulation& simulation() { return qzsim::simulation<qzsim::HbaSimulation>(); }
 
 /// Calls a method that returns a status.
 template <typename... Parameters, typename... Arguments>
