@@ -3,9 +3,9 @@
 #include <climits>
 #include <cstddef>
 
-#include <signal.h>
-
+#include "simulator/control/SignalBlock.h"
 #include "simulator/include/QzEvent.h"
+#include "simulator/scenario/EventTimes.h"
 
 namespace qzsim
 {
@@ -14,24 +14,6 @@ namespace
 // Static thread-local storage. Storage that is allocated on first use sometimes confuses the leak detection of the
 // address sanitizer, which then ends in a signal.
 [[gnu::tls_model("initial-exec")]] thread_local bool isSourceThread = false;
-
-/// Blocks all signals during its lifetime. A thread inherits the mask, so one created meanwhile receives none.
-class SignalBlock
-{
-public:
-    SignalBlock()
-    {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &mFormerMask);
-    }
-    ~SignalBlock() { ::pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr); }
-    SignalBlock(SignalBlock const&) = delete;
-    SignalBlock& operator=(SignalBlock const&) = delete;
-
-private:
-    sigset_t mFormerMask{};
-};
 
 /// Generates the payload of an event: its number in big-endian order, then bytes that count up.
 void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
@@ -95,9 +77,7 @@ void EventSource::run(Clock::time_point aStart)
 
 EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const
 {
-    std::chrono::nanoseconds constexpr second = std::chrono::seconds(1);
-    return aStart + std::chrono::milliseconds(mSeries.mStartMs) +
-           second * std::int64_t{aNumber} / mSeries.mRate;
+    return aStart + timeOf(aNumber, mSeries);
 }
 
 bool EventSource::waitUntil(Clock::time_point aTime)

@@ -11,7 +11,6 @@
 
 #include "simulator/hba/Answers.h"
 #include "simulator/hba/HbaSimulation.h"
-#include "simulator/hba/Ports.h"
 #include "simulator/scenario/Scsi.h"
 #include "simulator/scenario/Wwn.h"
 

@@ -11,7 +11,6 @@
 
 #include "simulator/control/EnvironmentVariables.h"
 #include "simulator/hba/Answers.h"
-#include "simulator/hba/Ports.h"
 #include "simulator/hba/TargetMapping.h"
 #include "simulator/scenario/Statistics.h"
 #include "simulator/scenario/Wwn.h"
@@ -75,9 +74,9 @@ bool isSame(HBA_SCSIID const& aOne, HBA_SCSIID const& aOther)
 
 HBA_STATUS HbaSimulation::load(Scenario aScenario, Strikes aStrikes)
 {
+    discard();
     {
         std::lock_guard const lock(mMutex);
-        mLoaded.reset();
         mFaults.schedule(aScenario.mFaults, std::move(aStrikes));
     }
     if (auto const status = fault(Call::loadLibrary))
@@ -85,7 +84,9 @@ HBA_STATUS HbaSimulation::load(Scenario aScenario, Strikes aStrikes)
         return *status;
     }
     Handles handles(aScenario.mBehaviour, aScenario.mAdapters.size());
-    auto const loaded = std::make_shared<Loaded>(Loaded{std::move(aScenario), std::move(handles)});
+    auto events = std::make_unique<AdapterEventSource>(aScenario.mAdapters);
+    auto const loaded =
+        std::make_shared<Loaded>(Loaded{std::move(aScenario), std::move(handles), std::move(events)});
     std::lock_guard const lock(mMutex);
     mLoaded = loaded;
     return HBA_STATUS_OK;
@@ -97,8 +98,7 @@ HBA_STATUS HbaSimulation::free()
     {
         return *status;
     }
-    std::lock_guard const lock(mMutex);
-    mLoaded.reset();
+    discard();
     return HBA_STATUS_OK;
 }
 
@@ -304,6 +304,20 @@ HBA_STATUS HbaSimulation::targetMappingV2(HBA_HANDLE aHandle, HBA_WWN const& aPo
     return mapTargets(Call::getFcpTargetMappingV2, aHandle, aPort, aMapping);
 }
 
+void HbaSimulation::discard()
+{
+    std::shared_ptr<Loaded> loaded;
+    {
+        std::lock_guard const lock(mMutex);
+        loaded.swap(mLoaded);
+    }
+    // Without the lock: callbacks may call the library.
+    if (loaded)
+    {
+        loaded->mEvents->end();
+    }
+}
+
 std::shared_ptr<HbaSimulation::Loaded> HbaSimulation::loaded()
 {
     std::lock_guard const lock(mMutex);
@@ -359,7 +373,7 @@ HBA_STATUS HbaSimulation::withAdapter(Call aCall, HBA_HANDLE aHandle, bool aIsGo
     {
         return refusalOf(Reason::handle, aCall, behaviour);
     }
-    return aIsGood ? aAction({aCall, behaviour, loaded->mScenario.mAdapters[*adapter]})
+    return aIsGood ? aAction({aCall, behaviour, *loaded, *adapter, loaded->mScenario.mAdapters[*adapter]})
                    : HBA_STATUS_ERROR_ARG;
 }
 

@@ -17,6 +17,8 @@
 
 #include "simulator/control/Faults.h"
 #include "simulator/control/Strikes.h"
+#include "simulator/hba/AdapterEventSource.h"
+#include "simulator/hba/Answers.h"
 #include "simulator/hba/Handles.h"
 #include "simulator/hba/Refusals.h"
 #include "simulator/scenario/Calls.h"
@@ -24,6 +26,15 @@
 
 namespace qzsim
 {
+/// @name Callbacks of the HBA API
+/// @{
+using AdapterCallback = void (*)(void* aData, HBA_WWN aPort, HBA_UINT32 aType);
+using PortCallback = void (*)(void* aData, HBA_WWN aPort, HBA_UINT32 aType, HBA_UINT32 aFabricPortId);
+using TargetCallback = void (*)(void* aData, HBA_WWN aPort, HBA_WWN aTarget, HBA_UINT32 aType);
+using LinkCallback = void (*)(void* aData, HBA_WWN aAdapter, HBA_UINT32 aType, void* aBuffer,
+                              HBA_UINT32 aSize);
+/// @}
+
 /// The remote port that a SCSI command is sent to.
 struct ScsiAddress
 {
@@ -104,16 +115,49 @@ public:
     HBA_STATUS readCapacity(ScsiAddress const& aAddress, HBA_UINT64 aLun, ScsiBuffers const& aBuffers);
     /// @}
 
+    /// @name Events
+    /// Callbacks run on a thread of the library.
+    /// @param aHandle receives the handle of the registration
+    /// @{
+    HBA_STATUS registerForAdapterAddEvents(AdapterCallback aCallback, void* aData,
+                                           HBA_CALLBACKHANDLE* aHandle);
+    HBA_STATUS registerForAdapterEvents(AdapterCallback aCallback, void* aData, HBA_HANDLE aAdapter,
+                                        HBA_CALLBACKHANDLE* aHandle);
+    HBA_STATUS registerForPortEvents(PortCallback aCallback, void* aData, HBA_HANDLE aAdapter,
+                                     HBA_WWN const& aPort, HBA_CALLBACKHANDLE* aHandle);
+
+    /// The scenario sends the events, whatever the limits of the counters are.
+    /// @param aType HBA_EVENT_PORT_STAT_THRESHOLD or HBA_EVENT_PORT_STAT_GROWTH
+    HBA_STATUS registerForPortStatEvents(AdapterCallback aCallback, void* aData, HBA_HANDLE aAdapter,
+                                         HBA_WWN const& aPort, HBA_UINT32 aType, HBA_CALLBACKHANDLE* aHandle);
+
+    /// @param aTarget nothing: all remote ports of the port
+    HBA_STATUS registerForTargetEvents(TargetCallback aCallback, void* aData, HBA_HANDLE aAdapter,
+                                       HBA_WWN const& aPort, std::optional<HBA_WWN> const& aTarget,
+                                       HBA_CALLBACKHANDLE* aHandle);
+
+    /// @param aBuffer receives the payload of an event, truncated to its size, before the callback
+    HBA_STATUS registerForLinkEvents(LinkCallback aCallback, void* aData, CallerMemory const& aBuffer,
+                                     HBA_HANDLE aAdapter, HBA_CALLBACKHANDLE* aHandle);
+
+    /// Does not wait for a running callback.
+    HBA_STATUS removeCallback(HBA_CALLBACKHANDLE aHandle);
+    /// @}
+
 private:
     /// Calls that are under way share it, so a call that a fault delays survives a free.
     struct Loaded
     {
         Scenario const mScenario;
         Handles mHandles;  ///< protected by the mutex
+        std::unique_ptr<AdapterEventSource> mEvents;
     };
 
     /// @return what is loaded; null when nothing is
     std::shared_ptr<Loaded> loaded();
+
+    /// Ends the events and unloads.
+    void discard();
 
     /// Counts the call. Prints and waits if the fault that covers it says so.
     Reaction react(Call aCall, std::string const& aAdapter = {}, std::string const& aPort = {});
@@ -129,6 +173,8 @@ private:
     {
         Call mCall;
         Behaviour mBehaviour;
+        Loaded& mLoaded;
+        std::size_t mIndex;  ///< of the adapter
         Adapter const& mAdapter;
 
         HBA_STATUS refused(Reason aReason) const { return refusalOf(aReason, mCall, mBehaviour); }
@@ -178,6 +224,13 @@ private:
     /// Sends the command to a target that exists.
     HBA_STATUS sendTo(RemotePort const& aTarget, Query const& aQuery, Command const& aCommand,
                       Respond const& aRespond);
+
+    /// What a registration covers, or why there is no such port.
+    using Coverage = std::variant<EventRegistration, Reason>;
+
+    /// Handles a registration for events of an adapter.
+    HBA_STATUS registerFor(Call aCall, HBA_HANDLE aAdapter, bool aIsGood, HBA_CALLBACKHANDLE* aHandle,
+                           std::function<Coverage(Adapter const& aAdapter)> const& aCover);
 
     /// @return the behaviour of the loaded scenario
     Behaviour behaviour();

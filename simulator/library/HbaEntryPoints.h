@@ -21,6 +21,9 @@ HBA_STATUS statusOfCall(HBA_STATUS (HbaSimulation::*aMethod)(Parameters...), Arg
     return answerOf<HBA_STATUS>(HBA_STATUS_ERROR, [=] { return (hbaSimulation().*aMethod)(aArguments...); });
 }
 
-/// Adds the calls of the second version of the HBA API to the entry table.
+/// @name Calls that the second version of the HBA API added to the entry table
+/// @{
 void addSecondVersion(HBA_ENTRYPOINTSV2& aTable);
+void addEventCalls(HBA_ENTRYPOINTSV2& aTable);
+/// @}
 }  // namespace qzsim

@@ -168,6 +168,7 @@ extern "C" HBA_STATUS HBA_RegisterLibraryV2(HBA_ENTRYPOINTSV2* aTable)
     if (status == HBA_STATUS_OK)
     {
         qzsim::addSecondVersion(*aTable);
+        qzsim::addEventCalls(*aTable);
     }
     return status;
 }

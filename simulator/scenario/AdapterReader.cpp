@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 #include <hbaapi.h>
 
+#include "simulator/scenario/AdapterEventReader.h"
 #include "simulator/scenario/PortAttributes.h"
 #include "simulator/scenario/RemotePortReader.h"
 #include "simulator/scenario/StatisticsReader.h"
@@ -148,7 +149,7 @@ void readPorts(TomlValue const& aValue, Adapter& aAdapter)
     aAdapter.mAttributes.NumberOfPorts = static_cast<HBA_UINT32>(aAdapter.mPorts.size());
 }
 
-// "port" comes after the node name, which ports inherit. It sets the number of ports.
+// "port" comes after the node name, which ports inherit. It sets the number of ports. "event" refers to ports.
 constexpr Key<Adapter> adapterKeys[] = {
     {"name", Presence::required, readName},
     {"manufacturer", Presence::optional, attributeText<&HBA_ADAPTERATTRIBUTES::Manufacturer>},
@@ -168,6 +169,7 @@ constexpr Key<Adapter> adapterKeys[] = {
     {"port", Presence::optional, readPorts},
     {"number_of_ports", Presence::optional,
      attributeNumber<&HBA_ADAPTERATTRIBUTES::NumberOfPorts, highestNumber>},
+    {"event", Presence::optional, readAdapterEvents},
 };
 
 /// Checks that the names of all adapters, and the port names of all their ports, are unique.

@@ -1,7 +1,23 @@
 #include "simulator/scenario/Scenario.h"
 
+#include <algorithm>
+
+#include "simulator/scenario/Wwn.h"
+
 namespace qzsim
 {
+namespace
+{
+/// @return the first element whose port has this name; the end when there is none
+template <typename Element>
+auto named(HBA_WWN const& aName, std::vector<Element> const& aElements)
+{
+    return std::find_if(aElements.begin(), aElements.end(),
+                        [name = numberOf(aName)](Element const& aElement)
+                        { return numberOf(aElement.mAttributes.PortWWN) == name; });
+}
+}  // namespace
+
 std::uint32_t numberOfAdapters(Scenario const& aScenario)
 {
     return aScenario.mNumberOfAdapters.value_or(static_cast<std::uint32_t>(aScenario.mAdapters.size()));
@@ -18,6 +34,19 @@ LunData const& dataOf(std::uint16_t aLun, RemotePort const& aTarget)
     return found == aTarget.mOwnLunData.end() ? aTarget.mLunData : found->second;
 }
 
+std::optional<std::size_t> indexOfPortNamed(HBA_WWN const& aName, Adapter const& aAdapter)
+{
+    auto const found = named(aName, aAdapter.mPorts);
+    return found == aAdapter.mPorts.end()
+               ? std::nullopt
+               : std::optional(static_cast<std::size_t>(found - aAdapter.mPorts.begin()));
+}
+
+RemotePort const* remotePortNamed(HBA_WWN const& aName, Port const& aPort)
+{
+    auto const found = named(aName, aPort.mRemotePorts);
+    return found == aPort.mRemotePorts.end() ? nullptr : &*found;
+}
 std::size_t numberOfMappings(Adapter const& aAdapter)
 {
     std::size_t number = 0;

@@ -13,6 +13,7 @@
 
 #include <hbaapi.h>
 
+#include "simulator/scenario/AdapterEvents.h"
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Diagnostics.h"
 #include "simulator/scenario/Statistics.h"
@@ -80,6 +81,7 @@ struct Adapter
     HBA_ADAPTERATTRIBUTES mAttributes;
     LunStyle mLunStyle;
     std::vector<Port> mPorts;
+    std::vector<AdapterEventSeries> mEvents;
 };
 
 /// Value of Fault::mLast for a fault without an end: every call from mFirst on fails.
@@ -157,6 +159,12 @@ std::uint32_t numberOfBoards(Diagnostics const& aDiagnostics);
 
 /// @return the data of a LUN of the target
 LunData const& dataOf(std::uint16_t aLun, RemotePort const& aTarget);
+
+/// @return the index of the adapter's port with this name; nothing when it has none
+std::optional<std::size_t> indexOfPortNamed(HBA_WWN const& aName, Adapter const& aAdapter);
+
+/// @return the port with this name that the port has discovered; null when there is none
+RemotePort const* remotePortNamed(HBA_WWN const& aName, Port const& aPort);
 
 /// @return the number of target mappings of an adapter: one per LUN of each target
 std::size_t numberOfMappings(Adapter const& aAdapter);

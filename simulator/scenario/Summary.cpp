@@ -178,6 +178,23 @@ std::string summaryOfStatistics(Adapter const& aAdapter)
     return summary;
 }
 
+/// @return one line for each series of events
+std::string summaryOfEvents(Adapter const& aAdapter)
+{
+    std::string summary;
+    for (AdapterEventSeries const& series : aAdapter.mEvents)
+    {
+        AdapterEvent const& event = series.mEvent;
+        std::string const remotePort = groupOf(event) == EventGroup::target
+                                           ? fmt::format(", remote port {}", textOf(event.mRemotePort))
+                                           : "";
+        summary +=
+            fmt::format("adapter event: {} {}, {} per second starting at {} ms, port {}{}\n", series.mCount,
+                        nameOfType(event), series.mRate, series.mStartMs, textOf(event.mPort), remotePort);
+    }
+    return summary;
+}
+
 /// @return one line for each board and event source
 std::string summaryOf(Diagnostics const& aDiagnostics)
 {
@@ -216,7 +233,7 @@ std::string summaryOf(Scenario const& aScenario)
     for (Adapter const& adapter : aScenario.mAdapters)
     {
         summary += fmt::format("adapter: {}\n", summaryOf(adapter)) + summaryOfStatistics(adapter) +
-                   summaryOfLuns(adapter);
+                   summaryOfLuns(adapter) + summaryOfEvents(adapter);
     }
     summary += summaryOf(diagnostics);
     for (Fault const& fault : aScenario.mFaults)

@@ -76,7 +76,7 @@ TEST(ScenarioError, RefusesAnUnknownKeyOfAnAdapter)
               "bad.toml:3:3: expected a key of [[adapter]] (name, manufacturer, serial_number, model, "
               "model_description, node_wwn, node_symbolic_name, hardware_version, driver_version, "
               "option_rom_version, firmware_version, vendor_specific_id, driver_name, lun_style, port, "
-              "number_of_ports), "
+              "number_of_ports, event), "
               "found \"speed\"");
 }
 
