@@ -1,7 +1,10 @@
 #include "simulator/diagnostic/EventSource.h"
 
+#include <cinttypes>
 #include <climits>
 #include <cstddef>
+#include <cstdio>
+#include <new>
 
 #include "simulator/control/SignalBlock.h"
 #include "simulator/include/QzEvent.h"
@@ -11,9 +14,6 @@ namespace qzsim
 {
 namespace
 {
-// Static thread-local storage. Storage that is allocated on first use sometimes confuses the leak detection of the
-// address sanitizer, which then ends in a signal.
-[[gnu::tls_model("initial-exec")]] thread_local bool isSourceThread = false;
 
 /// Generates the payload of an event: its number in big-endian order, then bytes that count up.
 void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
@@ -50,8 +50,6 @@ void EventSource::stop()
     mStopped.notify_all();
 }
 
-bool EventSource::runsThisThread() { return isSourceThread; }
-
 bool EventSource::join()
 {
     if (mThread.get_id() == std::this_thread::get_id())
@@ -67,10 +65,13 @@ bool EventSource::join()
 
 void EventSource::run(Clock::time_point aStart)
 {
-    isSourceThread = true;
     for (std::uint32_t number = 0; number < mSeries.mCount && waitUntil(due(number, aStart)); ++number)
     {
         send(number);
+    }
+    if (mDropped > 1)
+    {
+        std::fprintf(stderr, "libqzsim: an event source dropped %" PRIu32 " events in total\n", mDropped);
     }
     mHasEnded = true;
 }
@@ -92,6 +93,7 @@ bool EventSource::waitUntil(Clock::time_point aTime)
 }
 
 void EventSource::send(std::uint32_t aNumber)
+try
 {
     Registrations::Audience const audience = mRegistrations.audienceOf(mSeries);
     if (audience.isEmpty())
@@ -105,5 +107,13 @@ void EventSource::send(std::uint32_t aNumber)
     QZ_event const event{static_cast<unsigned int>(mPayload.size()),
                          mPayload.empty() ? nullptr : mPayload.data()};
     mRegistrations.deliver(audience, mSeries, event);
+}
+catch (std::bad_alloc const&)
+{
+    // A source may send 100000 events per second, so only the first one is reported at once.
+    if (++mDropped == 1)
+    {
+        std::fputs("libqzsim: out of memory, an event source drops an event\n", stderr);
+    }
 }
 }  // namespace qzsim

@@ -45,9 +45,6 @@ public:
     /// @return whether the thread has ended
     bool join();
 
-    /// @return whether the calling thread belongs to a source
-    static bool runsThisThread();
-
     /// Stops the source in a forked child process, where its thread does not exist.
     void abandon() { mIsStopped = true; }
 
@@ -60,6 +57,7 @@ private:
     /// @return true at that time; false when the source was stopped before
     bool waitUntil(Clock::time_point aTime);
 
+    /// Drops the event when memory runs out.
     void send(std::uint32_t aNumber);
 
     EventSeries const& mSeries;
@@ -69,6 +67,7 @@ private:
     std::condition_variable mStopped;
     std::atomic<bool> mIsStopped = false;
     std::atomic<bool> mHasEnded = false;
+    std::uint32_t mDropped = 0;
     std::thread mThread;
 };
 }  // namespace qzsim

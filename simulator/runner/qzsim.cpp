@@ -18,6 +18,7 @@
 #include "simulator/runner/Launch.h"
 #include "simulator/scenario/Scenario.h"
 #include "simulator/scenario/ScenarioReader.h"
+#include "toml/TomlValue.h"
 
 namespace fs = std::filesystem;
 
@@ -76,6 +77,7 @@ struct Options
     std::optional<std::string> mLibrary;
     bool mCheckOnly = false;
     bool mVerify = false;
+    bool mKeepLoaded = false;
     std::vector<std::string> mCommand;
 };
 
@@ -109,6 +111,8 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
     aParser.add_flag("--check", aOptions.mCheckOnly, "Only check the scenario and print its contents");
     aParser.add_flag("--verify", aOptions.mVerify,
                      "Report at the end each fault of the scenario that did not strike");
+    aParser.add_flag("--keep-loaded", aOptions.mKeepLoaded,
+                     "Keep the vendor library loaded after dlclose, and report calls of it");
     aParser
         .add_option("--library", aOptions.mLibrary,
                     "Use this libqzsim.so instead of the one installed with qzsim")
@@ -134,13 +138,14 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
 
 int refuseProgram(std::string const& aProgram, int aError)
 {
-    fmt::print(stderr, "qzsim: cannot run \"{}\": {}\n", aProgram, std::generic_category().message(aError));
+    fmt::print(stderr, "qzsim: cannot run {}: {}\n", tomlfile::inQuotes(aProgram),
+               std::generic_category().message(aError));
     return aError == ENOENT ? notFound : notExecutable;
 }
 
-int run(Options const& aOptions, fs::path const& aLibrary)
+int run(Options const& aOptions, qzsim::Injection const& aInjection)
 {
-    qzsim::injectLibrary(aLibrary, aOptions.mScenario);
+    qzsim::inject(aInjection);
     return refuseProgram(aOptions.mCommand.front(), qzsim::becomeProgram(aOptions.mCommand));
 }
 
@@ -163,12 +168,13 @@ bool reportFaultsLeft(qzsim::Scenario const& aScenario, qzsim::Strikes const& aS
     return isAnyLeft;
 }
 
-int runAndVerify(Options const& aOptions, fs::path const& aLibrary, qzsim::Scenario const& aScenario)
+int runAndVerify(Options const& aOptions, qzsim::Injection aInjection, qzsim::Scenario const& aScenario)
 {
     std::size_t const faults = aScenario.mFaults.size();
     std::optional<qzsim::StrikesFile> file(faults);
     qzsim::Strikes const strikes(file->path(), faults);
-    qzsim::injectLibrary(aLibrary, aOptions.mScenario, file->path());
+    aInjection.mStrikes = file->path();
+    qzsim::inject(aInjection);
     qzsim::Outcome const outcome = qzsim::runProgram(aOptions.mCommand);
     file.reset();  // now, because a signal may end this process below
     if (outcome.mError != 0)
@@ -182,14 +188,28 @@ int runAndVerify(Options const& aOptions, fs::path const& aLibrary, qzsim::Scena
 
 int checkAndRun(Options const& aOptions)
 {
-    qzsim::Scenario const scenario = qzsim::readScenario(aOptions.mScenario);
+    std::string const content = tomlfile::contentOf(aOptions.mScenario);
+    qzsim::Scenario const scenario = qzsim::readScenario(aOptions.mScenario, content);
     if (aOptions.mCheckOnly)
     {
         fmt::print("{}", summaryOf(scenario));
         return good;
     }
-    fs::path const library = aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary();
-    return aOptions.mVerify ? runAndVerify(aOptions, library, scenario) : run(aOptions, library);
+    qzsim::Injection const injection{aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary(),
+                                     qzsim::publish(aOptions.mScenario, content), "",
+                                     scenario.mDiagnostics.mLibrary, aOptions.mKeepLoaded};
+    return aOptions.mVerify ? runAndVerify(aOptions, injection, scenario) : run(aOptions, injection);
+}
+
+/// @param aStatus the exit status if the output was written
+int finishOutput(int aStatus)
+{
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+    {
+        return aStatus;
+    }
+    fmt::print(stderr, "qzsim: cannot write standard output: {}\n", std::generic_category().message(errno));
+    return misused;
 }
 }  // namespace
 
@@ -200,19 +220,23 @@ int main(int aCount, char** aArguments)
     {
         Options options;
         parse(parser, options, aCount, aArguments);
-        return checkAndRun(options);
+        return finishOutput(checkAndRun(options));
     }
     catch (CLI::Success const& request)  // --help and --version
     {
-        return parser.exit(request);
+        return finishOutput(parser.exit(request));
     }
     catch (CLI::ParseError const& error)
     {
-        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", error.what());
+        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", tomlfile::escaped(error.what()));
+    }
+    catch (qzsim::LaunchError const& error)
+    {
+        fmt::print(stderr, "qzsim: {}\n", error.what());
     }
     catch (std::exception const& error)
     {
-        fmt::print(stderr, "qzsim: {}\n", error.what());
+        fmt::print(stderr, "qzsim: {}\n", tomlfile::escaped(error.what()));
     }
     return misused;
 }

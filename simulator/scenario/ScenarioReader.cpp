@@ -40,10 +40,12 @@ constexpr Key<Scenario> scenarioKeys[] = {
 };
 }  // namespace
 
-Scenario readScenario(std::string const& aPath)
+Scenario readScenario(std::string const& aPath) { return readScenario(aPath, tomlfile::contentOf(aPath)); }
+
+Scenario readScenario(std::string const& aPath, std::string const& aContent)
 {
     Scenario scenario;
-    readTable(tomlfile::readToml(aPath), "the scenario", scenarioKeys, scenario);
+    readTable(tomlfile::readToml(aPath, aContent), "the scenario", scenarioKeys, scenario);
     return scenario;
 }
 }  // namespace qzsim

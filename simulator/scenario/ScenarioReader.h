@@ -12,4 +12,7 @@ namespace qzsim
 /// @param aPath appears in messages as given here
 /// @throws tomlfile::TomlError for the first error in the file
 Scenario readScenario(std::string const& aPath);
+
+/// Same as above, for a file that has been read.
+Scenario readScenario(std::string const& aPath, std::string const& aContent);
 }  // namespace qzsim
