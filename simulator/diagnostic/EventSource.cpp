@@ -6,31 +6,14 @@
 #include <cstdio>
 #include <new>
 
-#include <signal.h>
-
+#include "simulator/control/SignalBlock.h"
 #include "simulator/include/QzEvent.h"
+#include "simulator/scenario/EventTimes.h"
 
 namespace qzsim
 {
 namespace
 {
-/// Blocks all signals during its lifetime. A thread inherits the mask, so one created meanwhile receives none.
-class SignalBlock
-{
-public:
-    SignalBlock()
-    {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &mFormerMask);
-    }
-    ~SignalBlock() { ::pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr); }
-    SignalBlock(SignalBlock const&) = delete;
-    SignalBlock& operator=(SignalBlock const&) = delete;
-
-private:
-    sigset_t mFormerMask{};
-};
 
 /// Generates the payload of an event: its number in big-endian order, then bytes that count up.
 void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
@@ -95,9 +78,7 @@ void EventSource::run(Clock::time_point aStart)
 
 EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const
 {
-    std::chrono::nanoseconds constexpr second = std::chrono::seconds(1);
-    return aStart + std::chrono::milliseconds(mSeries.mStartMs) +
-           second * std::int64_t{aNumber} / mSeries.mRate;
+    return aStart + timeOf(aNumber, mSeries);
 }
 
 bool EventSource::waitUntil(Clock::time_point aTime)

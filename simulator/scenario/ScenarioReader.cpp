@@ -3,6 +3,7 @@
 #include "simulator/scenario/AdapterReader.h"
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/FaultReader.h"
+#include "toml/Named.h"
 #include "toml/TableReader.h"
 #include "toml/TomlValue.h"
 #include "toml/ValueReader.h"
@@ -13,11 +14,20 @@ namespace
 {
 using tomlfile::highestNumber;
 using tomlfile::Key;
+using tomlfile::Named;
 using tomlfile::Presence;
 using tomlfile::TomlValue;
 
+constexpr Named<Behaviour> behaviours[] = {
+    {"standard", Behaviour::standard},
+    {"linux", Behaviour::libhbalinux},
+};
+
 // "fault" comes last: faults refer to adapters and boards.
 constexpr Key<Scenario> scenarioKeys[] = {
+    {"behaviour", Presence::optional,
+     [](TomlValue const& aValue, Scenario& aScenario)
+     { aScenario.mBehaviour = readNamed(aValue, behaviours); }},
     {"number_of_adapters", Presence::optional,
      [](TomlValue const& aValue, Scenario& aScenario)
      { aScenario.mNumberOfAdapters = readNumber(aValue, 0, highestNumber); }},
