@@ -128,12 +128,13 @@ private:
 };
 }  // namespace
 
-TomlValue readToml(std::string const& aPath)
+TomlValue readToml(std::string const& aPath) { return parseToml(aPath, contentOf(aPath)); }
+
+TomlValue parseToml(std::string const& aName, std::string const& aText)
 {
-    Conversion const conversion(aPath);
-    std::string const content = contentOf(aPath);
-    checkDots(aPath, content);
-    toml::parse_result const result = toml::parse(content);
+    Conversion const conversion(aName);
+    checkDots(aName, aText);
+    toml::parse_result const result = toml::parse(aText);
     if (!result)
     {
         throw TomlError(fmt::format("{}: {}", conversion.place(result.error().source()),

@@ -48,6 +48,9 @@ public:
     /// @throws TomlError always, with the position, the expectation and the content
     [[noreturn]] void refuse(std::string_view aExpected) const;
 
+    Content const& content() const { return mContent; }
+    Content& content() { return mContent; }
+
 private:
     std::string mPlace;
     Content mContent;
@@ -64,6 +67,11 @@ struct TomlEntry
 /// @param aPath appears in messages as given here
 /// @throws TomlError when the file cannot be read or is not valid TOML
 TomlValue readToml(std::string const& aPath);
+
+/// Reads the text of a file.
+/// @param aName appears in messages instead of a path
+/// @throws TomlError when the text is not valid TOML
+TomlValue parseToml(std::string const& aName, std::string const& aText);
 
 /// @return the text with escaped control characters
 std::string escaped(std::string_view aText);

@@ -2,9 +2,10 @@
 
 #include <climits>
 #include <cstddef>
+#include <list>
+#include <utility>
 
-#include <signal.h>
-
+#include "simulator/control/SignalBlock.h"
 #include "simulator/include/QzEvent.h"
 
 namespace qzsim
@@ -15,24 +16,6 @@ namespace
 // address sanitizer, which then ends in a signal.
 [[gnu::tls_model("initial-exec")]] thread_local bool isSourceThread = false;
 
-/// Blocks all signals during its lifetime. A thread inherits the mask, so one created meanwhile receives none.
-class SignalBlock
-{
-public:
-    SignalBlock()
-    {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &mFormerMask);
-    }
-    ~SignalBlock() { ::pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr); }
-    SignalBlock(SignalBlock const&) = delete;
-    SignalBlock& operator=(SignalBlock const&) = delete;
-
-private:
-    sigset_t mFormerMask{};
-};
-
 /// Generates the payload of an event: its number in big-endian order, then bytes that count up.
 void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
 {
@@ -42,12 +25,19 @@ void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
             index < sizeof aNumber ? aNumber >> (CHAR_BIT * (sizeof aNumber - 1 - index)) : aNumber + index);
     }
 }
+
+EventSeries const noSeries{};
 }  // namespace
 
 EventSource::EventSource(EventSeries const& aSeries, Registrations& aRegistrations)
     : mSeries(aSeries),
       mRegistrations(aRegistrations),
       mPayload(mSeries.mGeneratedSize ? std::vector<std::uint8_t>(*mSeries.mGeneratedSize) : mSeries.mPayload)
+{
+}
+
+EventSource::EventSource(Feed aFeed, Registrations& aRegistrations)
+    : mFeed(std::move(aFeed)), mSeries(noSeries), mRegistrations(aRegistrations)
 {
 }
 
@@ -86,11 +76,51 @@ bool EventSource::join()
 void EventSource::run(Clock::time_point aStart)
 {
     isSourceThread = true;
+    if (mFeed)
+    {
+        runFeed();
+    }
     for (std::uint32_t number = 0; number < mSeries.mCount && waitUntil(due(number, aStart)); ++number)
     {
         send(number);
     }
     mHasEnded = true;
+}
+
+struct EventSource::Fed
+{
+    Fed(EventSeries aSeries, Registrations& aRegistrations)
+        : mSeries(std::move(aSeries)), mSource(mSeries, aRegistrations)
+    {
+    }
+
+    EventSeries const mSeries;
+    EventSource mSource;
+    Clock::time_point mStart = Clock::now();
+    std::uint32_t mNext = 0;
+};
+
+void EventSource::runFeed()
+{
+    constexpr std::chrono::milliseconds interval(5);
+    std::list<Fed> all;
+    while (waitUntil(Clock::now() + interval))
+    {
+        for (EventSeries& series : mFeed())
+        {
+            all.emplace_back(std::move(series), mRegistrations);
+        }
+        all.remove_if(
+            [this](Fed& aFed)
+            {
+                while (!mIsStopped && aFed.mNext < aFed.mSeries.mCount &&
+                       aFed.mSource.due(aFed.mNext, aFed.mStart) <= Clock::now())
+                {
+                    aFed.mSource.send(aFed.mNext++);
+                }
+                return aFed.mNext == aFed.mSeries.mCount;
+            });
+    }
 }
 
 EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const

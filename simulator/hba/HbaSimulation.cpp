@@ -92,18 +92,19 @@ HBA_STATUS answer(ScsiResult const& aResult, ScsiBuffers const& aBuffers)
 }
 }  // namespace
 
-HBA_STATUS HbaSimulation::load(Scenario aScenario, Strikes aStrikes)
+HBA_STATUS HbaSimulation::load(World aWorld, Strikes aStrikes)
 {
+    auto const loaded = std::make_shared<Loaded>(Loaded{std::move(aWorld), {}});
     {
         std::lock_guard const lock(mMutex);
         mLoaded.reset();
-        mFaults.schedule(aScenario.mFaults, std::move(aStrikes));
+        mCurrent = loaded->mWorld.at(timeSinceStart());
+        mFaults.schedule(mCurrent->mFaults, std::move(aStrikes));
     }
     if (auto const status = fault(Call::loadLibrary))
     {
         return *status;
     }
-    auto const loaded = std::make_shared<Loaded>(Loaded{std::move(aScenario), {}});
     std::lock_guard const lock(mMutex);
     mLoaded = loaded;
     return HBA_STATUS_OK;
@@ -123,7 +124,7 @@ HBA_STATUS HbaSimulation::free()
 HBA_UINT32 HbaSimulation::numberOfAdapters()
 {
     auto const loaded = this->loaded();
-    return loaded ? qzsim::numberOfAdapters(loaded->mScenario) : 0;
+    return loaded ? qzsim::numberOfAdapters(*loaded.mScenario) : 0;
 }
 
 HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
@@ -137,11 +138,11 @@ HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
     {
         return HBA_STATUS_ERROR_ARG;
     }
-    if (aIndex >= loaded->mScenario.mAdapters.size())
+    if (aIndex >= loaded.mScenario->mAdapters.size())
     {
         return HBA_STATUS_ERROR_ILLEGAL_INDEX;
     }
-    std::string const& name = loaded->mScenario.mAdapters[aIndex].mName;
+    std::string const& name = loaded.mScenario->mAdapters[aIndex].mName;
     if (auto const status = fault(Call::getAdapterName, name))
     {
         return *status;
@@ -157,7 +158,7 @@ HBA_HANDLE HbaSimulation::openAdapter(char const* aName)
     {
         return HBA_HANDLE_INVALID;
     }
-    std::vector<Adapter> const& adapters = loaded->mScenario.mAdapters;
+    std::vector<Adapter> const& adapters = loaded.mScenario->mAdapters;
     auto const found = std::find_if(adapters.begin(), adapters.end(),
                                     [aName](Adapter const& aAdapter) { return aAdapter.mName == aName; });
     if (found == adapters.end() || fault(Call::openAdapter, found->mName))
@@ -165,7 +166,7 @@ HBA_HANDLE HbaSimulation::openAdapter(char const* aName)
         return HBA_HANDLE_INVALID;
     }
     std::lock_guard const lock(mMutex);
-    return loaded->mHandles.open(static_cast<std::size_t>(found - adapters.begin()));
+    return loaded.mLoaded->mHandles.open(static_cast<std::size_t>(found - adapters.begin()));
 }
 
 void HbaSimulation::closeAdapter(HBA_HANDLE aHandle)
@@ -288,10 +289,23 @@ HBA_STATUS HbaSimulation::readCapacity(HBA_HANDLE aHandle, HBA_WWN const& aPort,
                      [](LunData const& aData) { return ScsiResult(readCapacityResponse(aData)); });
 }
 
-std::shared_ptr<HbaSimulation::Loaded> HbaSimulation::loaded()
+HbaSimulation::Present HbaSimulation::loaded()
 {
-    std::lock_guard const lock(mMutex);
-    return mLoaded;
+    std::unique_lock lock(mMutex);
+    for (; mLoaded; waitInPause(lock))
+    {
+        auto const scenario = mLoaded->mWorld.at(timeSinceStart());
+        if (scenario != mCurrent)
+        {
+            mFaults.update(scenario->mFaults);
+            mCurrent = scenario;
+        }
+        if (!mLoaded->mWorld.isPaused())
+        {
+            break;
+        }
+    }
+    return {mLoaded, mCurrent};
 }
 
 Reaction HbaSimulation::react(Call aCall, std::string const& aAdapter, std::string const& aPort)
@@ -300,6 +314,10 @@ Reaction HbaSimulation::react(Call aCall, std::string const& aAdapter, std::stri
     {
         std::lock_guard const lock(mMutex);
         reaction = mFaults.next(aCall, aAdapter, aPort);
+        if (mLoaded)
+        {
+            mLoaded->mWorld.called(aCall, mFaults.callsOf(aCall), timeSinceStart());
+        }
     }
     printAndWait(reaction);
     return reaction;
@@ -318,13 +336,13 @@ HBA_STATUS HbaSimulation::withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action a
     if (loaded)
     {
         std::lock_guard const lock(mMutex);
-        adapter = loaded->mHandles.adapterOf(aHandle);
+        adapter = loaded.mLoaded->mHandles.adapterOf(aHandle);
     }
     if (!adapter)
     {
         return HBA_STATUS_ERROR_INVALID_HANDLE;
     }
-    return aIsGood ? aAction(loaded->mScenario.mAdapters[*adapter]) : HBA_STATUS_ERROR_ARG;
+    return aIsGood ? aAction(loaded.mScenario->mAdapters[*adapter]) : HBA_STATUS_ERROR_ARG;
 }
 
 template <typename Respond>

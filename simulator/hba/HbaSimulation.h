@@ -16,6 +16,7 @@
 #include "simulator/hba/Handles.h"
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Scenario.h"
+#include "simulator/world/World.h"
 
 namespace qzsim
 {
@@ -39,9 +40,9 @@ struct ScsiBuffers
 class HbaSimulation
 {
 public:
-    /// Replaces what was loaded before by the scenario.
+    /// Replaces what was loaded before by the world.
     /// @param aStrikes counts each call that a fault makes fail
-    HBA_STATUS load(Scenario aScenario, Strikes aStrikes);
+    HBA_STATUS load(World aWorld, Strikes aStrikes);
 
     /// Discards everything except the counts of calls, which last as long as the library stays in the process.
     HBA_STATUS free();
@@ -83,15 +84,25 @@ public:
                             ScsiBuffers const& aBuffers);
 
 private:
-    /// Calls that are under way share it, so a call that a fault delays survives a free.
+    /// Protected by the mutex.
     struct Loaded
     {
-        Scenario const mScenario;
-        Handles mHandles;  ///< protected by the mutex
+        World mWorld;
+        Handles mHandles;
     };
 
-    /// @return what is loaded; null when nothing is
-    std::shared_ptr<Loaded> loaded();
+    /// What a call works with. It does not change while the call is under way, and survives a free.
+    struct Present
+    {
+        std::shared_ptr<Loaded> mLoaded;
+        std::shared_ptr<Scenario const> mScenario;
+
+        explicit operator bool() const { return mLoaded != nullptr; }
+    };
+
+    /// Waits while the world is paused.
+    /// @return what is loaded; false when nothing is
+    Present loaded();
 
     /// Counts the call. Prints and waits if the fault that covers it says so.
     Reaction react(Call aCall, std::string const& aAdapter = {}, std::string const& aPort = {});
@@ -126,6 +137,7 @@ private:
 
     std::mutex mMutex;
     Faults mFaults;
-    std::shared_ptr<Loaded> mLoaded;  ///< null when nothing is loaded
+    std::shared_ptr<Loaded> mLoaded;           ///< null when nothing is loaded
+    std::shared_ptr<Scenario const> mCurrent;  ///< whose faults are scheduled
 };
 }  // namespace qzsim

@@ -9,7 +9,7 @@
 #include "simulator/control/Strikes.h"
 #include "simulator/hba/HbaSimulation.h"
 #include "simulator/library/EntryPoint.h"
-#include "simulator/scenario/Scenario.h"
+#include "simulator/world/World.h"
 
 namespace
 {
@@ -34,9 +34,10 @@ HBA_STATUS loadLibrary()
     return qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
                                        []
                                        {
-                                           qzsim::Scenario scenario = qzsim::readScenarioOfEnvironment();
-                                           qzsim::Strikes strikes = qzsim::openStrikesOfEnvironment(scenario);
-                                           return simulation().load(std::move(scenario), std::move(strikes));
+                                           qzsim::World world = qzsim::World::ofEnvironment();
+                                           qzsim::Strikes strikes =
+                                               qzsim::openStrikesOfEnvironment(world.original());
+                                           return simulation().load(std::move(world), std::move(strikes));
                                        });
 }
 

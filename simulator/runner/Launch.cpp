@@ -128,7 +128,8 @@ fs::path findLibrary()
         fmt::format("cannot find {}; specify its path with --library. Searched:{}", libraryName, tried));
 }
 
-void injectLibrary(fs::path const& aLibrary, fs::path const& aScenario, std::string const& aStrikes)
+void injectLibrary(fs::path const& aLibrary, fs::path const& aScenario, std::string const& aStrikes,
+                   std::string const& aJournal)
 {
     std::string const library = fs::absolute(aLibrary);
     checkPath(library);
@@ -137,6 +138,7 @@ void injectLibrary(fs::path const& aLibrary, fs::path const& aScenario, std::str
     putFirst(sanitizerVariable, sanitizerOption);
     setVariable(scenarioVariable, fs::absolute(aScenario));
     setVariable(strikesVariable, aStrikes);
+    setVariable(journalVariable, aJournal);
     setVariable(startVariable, startTime());
 }
 

@@ -22,9 +22,10 @@ std::filesystem::path findLibrary();
 
 /// Sets the environment so that programs started after this preload the library and use the scenario.
 /// @param aStrikes file in which the library counts the strikes of faults; empty for none
+/// @param aJournal file of the changes that all processes share; empty for none
 /// @throws LaunchError when the library cannot be preloaded: the dynamic linker would start the program without it
 void injectLibrary(std::filesystem::path const& aLibrary, std::filesystem::path const& aScenario,
-                   std::string const& aStrikes = {});
+                   std::string const& aStrikes = {}, std::string const& aJournal = {});
 
 /// Replaces this process by the program.
 /// @return the error number when the program cannot be started; otherwise this does not return

@@ -56,7 +56,10 @@ HBA_PORTSTATISTICS statisticsAfter(std::chrono::nanoseconds aTime, Statistics co
         auto const rate = static_cast<std::uint64_t>(aStatistics.mPerSecond.*counter.mField);
         if (value != notOffered)
         {
-            value = static_cast<HBA_INT64>((static_cast<std::uint64_t>(value) + growthAfter(aTime, rate)) &
+            // The clocks of two threads may differ a little.
+            auto const time = std::max(std::chrono::nanoseconds::zero(),
+                                       aTime - std::chrono::nanoseconds(aStatistics.mSince.*counter.mField));
+            value = static_cast<HBA_INT64>((static_cast<std::uint64_t>(value) + growthAfter(time, rate)) &
                                            highest);
         }
     }

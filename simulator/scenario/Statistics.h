@@ -13,11 +13,12 @@ namespace qzsim
 /// Value of a counter that the port does not offer: all bits are set.
 constexpr HBA_INT64 notOffered = -1;
 
-/// A counter has the same number in both records.
+/// A counter has its own field in each record.
 struct Statistics
 {
     HBA_PORTSTATISTICS mStart;      ///< the counters when the program starts
     HBA_PORTSTATISTICS mPerSecond;  ///< growth of the counters
+    HBA_PORTSTATISTICS mSince = {};  ///< time of each counter in mStart, in nanoseconds
 };
 
 struct Counter
