@@ -7,7 +7,8 @@ namespace tomlfile
 {
 namespace
 {
-constexpr std::string_view bareCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+constexpr std::string_view bareCharacters =
+    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
 
 /// @return the text in quotation marks, as TOML and JSON both write it
 std::string quoted(std::string_view aText)

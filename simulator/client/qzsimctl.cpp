@@ -106,8 +106,8 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
     std::string const& command = aOptions.mWords[1];
     if (std::find(std::begin(commands), std::end(commands), command) == std::end(commands))
     {
-        throw CLI::ValidationError(
-            "COMMAND", fmt::format("\"{}\" is none of {}", command, fmt::join(commands, ", ")));
+        throw CLI::ValidationError("COMMAND",
+                                   fmt::format("\"{}\" is none of {}", command, fmt::join(commands, ", ")));
     }
     if (aOptions.mIsJson && command != "get")
     {
@@ -148,7 +148,8 @@ std::string answerTo(std::string const& aLine, std::string const& aPath)
     ::setsockopt(socket.number(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     for (std::size_t sent = 0; sent < aLine.size();)
     {
-        ssize_t const length = ::send(socket.number(), aLine.data() + sent, aLine.size() - sent, MSG_NOSIGNAL);
+        ssize_t const length =
+            ::send(socket.number(), aLine.data() + sent, aLine.size() - sent, MSG_NOSIGNAL);
         if (length < 0)
         {
             fail("cannot send the command");

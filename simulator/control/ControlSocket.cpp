@@ -111,7 +111,8 @@ void ControlSocket::run()
         for (Client const& client : mClients)
         {
             bool const isSending = !client.mToSend.empty();
-            polled.push_back({client.mDescriptor.number(), static_cast<short>(isSending ? POLLOUT : POLLIN), 0});
+            polled.push_back(
+                {client.mDescriptor.number(), static_cast<short>(isSending ? POLLOUT : POLLIN), 0});
         }
         if (mClients.size() < mostClients)
         {

@@ -123,8 +123,7 @@ unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord
                   [&](DiagnosticEnvironment&, Diagnostics const& aDiagnostics)
                   {
                       unsigned char* const record = cleared(aRecord, Records::sgDriverInfoSize);
-                      write(aDiagnostics.mRecordVersion,
-                            record + Records::sgDriverInfoVersionPosition);
+                      write(aDiagnostics.mRecordVersion, record + Records::sgDriverInfoVersionPosition);
                       write(aDiagnostics.mFeatureList, record + Records::sgFeatureListPosition);
                       return QZ_OK;
                   });
@@ -238,8 +237,7 @@ void DiagnosticSimulation::load()
 {
     mScenario.reset();
     mWorld.reset();
-    mWorld.emplace(
-        World::ofEnvironment([this](EventSeries const& aSeries) { mEvents.push_back(aSeries); }));
+    mWorld.emplace(World::ofEnvironment([this](EventSeries const& aSeries) { mEvents.push_back(aSeries); }));
     mScenario = mWorld->at(timeSinceStart());
     mFaults.schedule(mScenario->mFaults, openStrikesOfEnvironment(mWorld->original()));
 }

@@ -125,8 +125,8 @@ private:
     std::optional<World> mWorld;
     std::shared_ptr<Scenario const> mScenario;  ///< null without a world
     std::vector<EventSeries> mEvents;           ///< that changes have sent
-    Environment mEnvironment;                ///< null when no environment is open
-    std::list<Environment> mClosed = {};     ///< closed environments with threads that may still run
-    std::list<Environment> mAbandoned = {};  ///< environments with threads that cannot be joined
+    Environment mEnvironment;                   ///< null when no environment is open
+    std::list<Environment> mClosed = {};        ///< closed environments with threads that may still run
+    std::list<Environment> mAbandoned = {};     ///< environments with threads that cannot be joined
 };
 }  // namespace qzsim

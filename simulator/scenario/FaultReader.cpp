@@ -299,8 +299,9 @@ void checkBoard(TomlValue const& aTable, std::size_t aBoards)
 /// Faults with names may share calls, because they start and end.
 bool shareCalls(Fault const& aOne, Fault const& aOther)
 {
-    return aOne.mName.empty() && aOther.mName.empty() && aOne.mCall == aOther.mCall && aOne.mDevice == aOther.mDevice && aOne.mPort == aOther.mPort &&
-           aOne.mFirst <= aOther.mLast && aOther.mFirst <= aOne.mLast;
+    return aOne.mName.empty() && aOther.mName.empty() && aOne.mCall == aOther.mCall &&
+           aOne.mDevice == aOther.mDevice && aOne.mPort == aOther.mPort && aOne.mFirst <= aOther.mLast &&
+           aOther.mFirst <= aOne.mLast;
 }
 }  // namespace
 

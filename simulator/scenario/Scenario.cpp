@@ -228,9 +228,9 @@ std::string summaryOf(Scenario const& aScenario)
                           counted(diagnostics.mEvents.size(), "event source"));
     std::string const changes =
         aScenario.mTimeline.empty() ? "" : ", " + counted(aScenario.mTimeline.size(), "change");
-    std::string summary =
-        fmt::format("{}, {}{}{}\n", counted(aScenario.mAdapters.size(), "adapter", numberOfAdapters(aScenario)),
-                    boards, counted(aScenario.mFaults.size(), "fault"), changes);
+    std::string summary = fmt::format(
+        "{}, {}{}{}\n", counted(aScenario.mAdapters.size(), "adapter", numberOfAdapters(aScenario)), boards,
+        counted(aScenario.mFaults.size(), "fault"), changes);
     for (Adapter const& adapter : aScenario.mAdapters)
     {
         summary += fmt::format("adapter: {}\n", summaryOf(adapter)) + summaryOfStatistics(adapter) +

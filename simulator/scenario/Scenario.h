@@ -114,7 +114,7 @@ struct Fault
     std::uint32_t mFirst;  ///< first call that fails, counted from 1
     std::uint32_t mLast;   ///< last call that fails
     Reaction mReaction;
-    std::string mPlace;  ///< position in the file, "file:line:column"
+    std::string mPlace;      ///< position in the file, "file:line:column"
     std::string mName = {};  ///< starts and ends the fault; may be empty
     bool mIsActive = true;
 };

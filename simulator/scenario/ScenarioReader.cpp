@@ -66,7 +66,8 @@ char const* violationOf(Scenario const& aFormer, Scenario const& aScenario)
 /// @return the position of the change, for messages about its effect
 std::string placeOf(Change const& aChange)
 {
-    return aChange.mSettings.empty() ? aChange.mRemovals.front().place() : aChange.mSettings.front().mPath.place();
+    return aChange.mSettings.empty() ? aChange.mRemovals.front().place()
+                                     : aChange.mSettings.front().mPath.place();
 }
 
 void checkTimeline(TomlValue const& aTree, Scenario const& aScenario)
@@ -96,8 +97,8 @@ ChangedScenario changed(TomlValue const& aTree, Scenario const& aScenario, Chang
 {
     ChangedScenario result{aTree, {}, {}};
     auto& entries = std::get<TomlValue::Table>(result.mTree.content());
-    entries.erase(std::remove_if(entries.begin(), entries.end(), [](tomlfile::TomlEntry const& aEntry)
-                                 { return aEntry.mKey == "timeline"; }),
+    entries.erase(std::remove_if(entries.begin(), entries.end(),
+                                 [](tomlfile::TomlEntry const& aEntry) { return aEntry.mKey == "timeline"; }),
                   entries.end());
     for (Setting const& setting : aChange.mSettings)
     {

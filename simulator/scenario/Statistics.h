@@ -16,8 +16,8 @@ constexpr HBA_INT64 notOffered = -1;
 /// A counter has its own field in each record.
 struct Statistics
 {
-    HBA_PORTSTATISTICS mStart;      ///< the counters when the program starts
-    HBA_PORTSTATISTICS mPerSecond;  ///< growth of the counters
+    HBA_PORTSTATISTICS mStart;       ///< the counters when the program starts
+    HBA_PORTSTATISTICS mPerSecond;   ///< growth of the counters
     HBA_PORTSTATISTICS mSince = {};  ///< time of each counter in mStart, in nanoseconds
 };
 

@@ -45,7 +45,8 @@ bool isSelected(TomlValue const& aElement, std::string const& aName)
 }
 }  // namespace
 
-ValuePath::ValuePath(std::string aPlace, std::string aText) : mPlace(std::move(aPlace)), mText(std::move(aText))
+ValuePath::ValuePath(std::string aPlace, std::string aText)
+    : mPlace(std::move(aPlace)), mText(std::move(aText))
 {
     std::string_view rest = mText;
     while (!rest.empty() || mSteps.empty())
@@ -122,7 +123,8 @@ void ValuePath::remove(TomlValue& aTree) const
         return;
     }
     auto& entries = std::get<TomlValue::Table>(parent->content());
-    entries.erase(std::find_if(entries.begin(), entries.end(), [value](tomlfile::TomlEntry const& aEntry)
+    entries.erase(std::find_if(entries.begin(), entries.end(),
+                               [value](tomlfile::TomlEntry const& aEntry)
                                { return &aEntry.mValue == value; }));
 }
 
@@ -131,18 +133,19 @@ std::size_t ValuePath::positionIn(TomlValue const& aArray, Step const& aStep) co
     auto const* const elements = std::get_if<TomlValue::Array>(&aArray.content());
     if (elements == nullptr)
     {
-        refuse(fmt::format("selects element {} of a value that is no array", tomlfile::inQuotes(aStep.mText)));
+        refuse(
+            fmt::format("selects element {} of a value that is no array", tomlfile::inQuotes(aStep.mText)));
     }
     if (aStep.mText == newElement)
     {
         return elements->size();
     }
-    auto const selected = std::find_if(elements->begin(), elements->end(), [&](TomlValue const& aElement)
-                                       { return isSelected(aElement, aStep.mText); });
-    std::size_t const position =
-        selected == elements->end()
-            ? positionOf(aStep.mText).value_or(elements->size())
-            : static_cast<std::size_t>(std::distance(elements->begin(), selected));
+    auto const selected =
+        std::find_if(elements->begin(), elements->end(),
+                     [&](TomlValue const& aElement) { return isSelected(aElement, aStep.mText); });
+    std::size_t const position = selected == elements->end()
+                                     ? positionOf(aStep.mText).value_or(elements->size())
+                                     : static_cast<std::size_t>(std::distance(elements->begin(), selected));
     if (position >= elements->size())
     {
         refuse(fmt::format("selects {}, but the array has {} elements and none with this name",
@@ -161,7 +164,8 @@ TomlValue const* ValuePath::valueAt(TomlValue const& aValue, Step const& aStep) 
     }
     if (!aValue.is<TomlValue::Table>())
     {
-        refuse(fmt::format("selects the key {} of a value that is no table", tomlfile::inQuotes(aStep.mText)));
+        refuse(
+            fmt::format("selects the key {} of a value that is no table", tomlfile::inQuotes(aStep.mText)));
     }
     return aValue.find(aStep.mText);
 }
@@ -191,7 +195,6 @@ TomlValue& ValuePath::madeAt(TomlValue& aValue, std::size_t aStep) const
 
 void ValuePath::refuse(std::string const& aReason) const
 {
-    throw tomlfile::TomlError(
-        fmt::format("{}: the path {} {}", mPlace, tomlfile::inQuotes(mText), aReason));
+    throw tomlfile::TomlError(fmt::format("{}: the path {} {}", mPlace, tomlfile::inQuotes(mText), aReason));
 }
 }  // namespace qzsim

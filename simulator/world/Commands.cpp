@@ -115,11 +115,13 @@ std::string Commands::perform(std::string_view aCommand, World::Time aNow)
     std::string const arguments(rest);
     if (command == "get")
     {
-        return fmt::format(" {}\n{}", tomlfile::tomlText(mWorld.valueAt({commandName, arguments}, aNow)), done);
+        return fmt::format(" {}\n{}", tomlfile::tomlText(mWorld.valueAt({commandName, arguments}, aNow)),
+                           done);
     }
     if (command == "get-json")
     {
-        return fmt::format(" {}\n{}", tomlfile::jsonText(mWorld.valueAt({commandName, arguments}, aNow)), done);
+        return fmt::format(" {}\n{}", tomlfile::jsonText(mWorld.valueAt({commandName, arguments}, aNow)),
+                           done);
     }
     if (command == "set")
     {

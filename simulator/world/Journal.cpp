@@ -22,8 +22,8 @@ namespace
 {
 [[noreturn]] void refuseJournal(std::string const& aPath)
 {
-    throw std::runtime_error(fmt::format("cannot record changes in \"{}\": {}", aPath,
-                                         std::generic_category().message(errno)));
+    throw std::runtime_error(
+        fmt::format("cannot record changes in \"{}\": {}", aPath, std::generic_category().message(errno)));
 }
 }  // namespace
 

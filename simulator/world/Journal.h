@@ -33,7 +33,7 @@ private:
     void readFile();
 
     std::string mPath = {};
-    std::string mUnread = {};    ///< content after the lines that were returned
+    std::string mUnread = {};   ///< content after the lines that were returned
     std::size_t mPosition = 0;  ///< in the file, after mUnread
 };
 

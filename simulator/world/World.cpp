@@ -99,7 +99,8 @@ World::World(TomlValue aTree, Journal aJournal, EventSink aSink)
             mTimed.push_back(entry);
         }
     }
-    std::stable_sort(mTimed.begin(), mTimed.end(), [&](std::size_t aOne, std::size_t aOther)
+    std::stable_sort(mTimed.begin(), mTimed.end(),
+                     [&](std::size_t aOne, std::size_t aOther)
                      { return timeline[aOne].mAtMs < timeline[aOther].mAtMs; });
     std::reverse(mTimed.begin(), mTimed.end());
 }
@@ -250,7 +251,8 @@ ChangedScenario World::result(Change const& aChange, Time aNow, std::map<std::st
     ChangedScenario changed = qzsim::changed(tree, *mScenario, aChange);
     for (std::string const& path : paths)
     {
-        forCounters(changed.mScenario, path, [&](std::string const& aCounter, Port const&, Counter const&)
+        forCounters(changed.mScenario, path,
+                    [&](std::string const& aCounter, Port const&, Counter const&)
                     { aSince[aCounter] = aNow; });
     }
     forCounters(changed.mScenario, everything,

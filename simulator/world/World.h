@@ -107,8 +107,9 @@ private:
     tomlfile::TomlValue mTree;
     std::shared_ptr<Scenario const> mOriginal;
     std::shared_ptr<Scenario const> mScenario;
-    std::vector<std::size_t> mTimed;  ///< entries of the timeline with a time that have not happened, the next one last
-    std::vector<bool> mHasHappened;   ///< for each entry of the timeline
+    std::vector<std::size_t>
+        mTimed;  ///< entries of the timeline with a time that have not happened, the next one last
+    std::vector<bool> mHasHappened;      ///< for each entry of the timeline
     std::map<std::string, Time> mSince;  ///< when a counter was set, by its path
     bool mIsPaused = false;
 };

@@ -44,14 +44,14 @@ TEST(ScenarioError, ReportsAnUnknownKeyInAFileOfMaximumDepth)
     }
     EXPECT_EQ(errorOf('[' + key + "]\n" + key + " = " + opening + '1' + closing),
               "bad.toml:1:2: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
-              "fault), found \"a\"");
+              "fault, timeline), found \"a\"");
 }
 
 TEST(ScenarioError, RefusesAnUnknownTable)
 {
     EXPECT_EQ(errorOf("[[adaptor]]\nname = \"a\"\n"),
               "bad.toml:1:3: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
-              "fault), found \"adaptor\"");
+              "fault, timeline), found \"adaptor\"");
 }
 
 TEST(ScenarioError, RefusesASingleAdapterTable)
@@ -95,7 +95,7 @@ TEST(ScenarioError, EscapesControlCharactersInAnUnexpectedKey)
 {
     EXPECT_EQ(errorOf("\"a\\u001b[2J\" = 1\n"),
               "bad.toml:1:1: expected a key of the scenario (number_of_adapters, adapter, diagnostics, "
-              "fault), found \"a\\u001B[2J\"");
+              "fault, timeline), found \"a\\u001B[2J\"");
 }
 
 TEST(ScenarioError, ReportsAnAdapterWithoutName)
@@ -137,7 +137,8 @@ TEST(ScenarioError, RefusesASecondAdapterWithTheSameName)
 TEST(ScenarioError, RefusesAnUnknownKeyOfAFault)
 {
     EXPECT_EQ(errorOfFault("times = 3\n"),
-              "bad.toml:4:1: expected a key of [[fault]] (call, adapter, port_wwn, board, nth, status, "
+              "bad.toml:4:1: expected a key of [[fault]] (name, active, call, adapter, port_wwn, board, nth, "
+              "status, "
               "result, untouched, sense_key, asc, ascq, count, delay_ms, prints), found \"times\"");
 }
 
