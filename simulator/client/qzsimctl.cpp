@@ -103,11 +103,17 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
     {
         throw CLI::RequiredError(aOptions.mWords.empty() ? "SOCKET" : "COMMAND");
     }
-    std::string const& command = aOptions.mWords[1];
+    std::string const command = aOptions.mWords[1];
     if (std::find(std::begin(commands), std::end(commands), command) == std::end(commands))
     {
         throw CLI::ValidationError("COMMAND",
                                    fmt::format("\"{}\" is none of {}", command, fmt::join(commands, ", ")));
+    }
+    constexpr std::size_t afterCommand = 2;
+    if (aOptions.mWords.size() > afterCommand && aOptions.mWords[afterCommand] == "--json")
+    {
+        aOptions.mIsJson = true;
+        aOptions.mWords.erase(aOptions.mWords.begin() + afterCommand);
     }
     if (aOptions.mIsJson && command != "get")
     {
