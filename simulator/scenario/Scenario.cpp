@@ -239,7 +239,8 @@ std::string summaryOf(Scenario const& aScenario)
     summary += summaryOf(diagnostics);
     for (Fault const& fault : aScenario.mFaults)
     {
-        summary += fmt::format("fault: {}\n", summaryOf(fault));
+        std::string const name = fault.mName.empty() ? "" : fmt::format(" \"{}\"", fault.mName);
+        summary += fmt::format("fault{}: {}\n", name, summaryOf(fault));
     }
     for (TimelineEntry const& entry : aScenario.mTimeline)
     {

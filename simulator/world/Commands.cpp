@@ -51,27 +51,28 @@ TomlValue valueIn(std::string const& aText)
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.:/";
     try
     {
-        return *tomlfile::parseToml(commandName, "value = " + aText).find("value");
+        TomlValue const value = *tomlfile::parseToml("value", "value = " + aText).find("value");
+        return {"value", value.content()};  // a position would count from the start of another text
     }
     catch (TomlError const&)
     {
         if (aText.empty() || aText.find_first_not_of(characters) != std::string::npos)
         {
-            throw;
+            refuse("a TOML value or a word", aText);
         }
-        return {commandName, TomlValue::Text(aText)};
+        return {"value", TomlValue::Text(aText)};
     }
 }
 
-bool isTable(std::string_view aText) { return !aText.empty() && aText.front() == '{'; }
-
 /// @return a table with one key
-std::string tableOf(char const* aKey, TomlValue aValue)
+TomlValue tableOf(std::string aKey, TomlValue aValue)
 {
     TomlValue::Table table;
-    table.push_back({aKey, commandName, std::move(aValue)});
-    return tomlfile::tomlText({commandName, std::move(table)});
+    table.push_back({std::move(aKey), commandName, std::move(aValue)});
+    return {commandName, std::move(table)};
 }
+
+bool isTable(std::string_view aText) { return !aText.empty() && aText.front() == '{'; }
 
 TomlValue textValue(std::string_view aText) { return {commandName, TomlValue::Text(aText)}; }
 }  // namespace
@@ -133,11 +134,11 @@ std::string Commands::perform(std::string_view aCommand, World::Time aNow)
     }
     if (command == "change")
     {
-        return change(arguments, aNow);
+        return change(valueIn(arguments), aNow);
     }
     if (command == "event")
     {
-        return change(fmt::format("{{event = {}}}", isTable(rest) ? arguments : '{' + arguments + '}'), aNow);
+        return change(tableOf("event", valueIn(isTable(rest) ? arguments : '{' + arguments + '}')), aNow);
     }
     if (command == "fault")
     {
@@ -159,9 +160,7 @@ std::string Commands::setValue(std::string_view aArguments, World::Time aNow)
 {
     std::string_view rest = aArguments;
     std::string const path(takeArgument(rest));
-    TomlValue::Table settings;
-    settings.push_back({path, commandName, valueIn(std::string(rest))});
-    return change(tableOf("set", {commandName, std::move(settings)}), aNow);
+    return change(tableOf("set", tableOf(path, valueIn(std::string(rest)))), aNow);
 }
 
 std::string Commands::startOrEndFault(std::string_view aArguments, World::Time aNow)
@@ -179,11 +178,10 @@ std::string Commands::startOrEndFault(std::string_view aArguments, World::Time a
     return change(tableOf(action == "start" ? "fault_start" : "fault_end", textValue(rest)), aNow);
 }
 
-std::string Commands::change(std::string const& aTable, World::Time aNow)
+std::string Commands::change(TomlValue const& aTable, World::Time aNow)
 {
-    TomlValue const tree = tomlfile::parseToml(commandName, "change = " + aTable);
-    Change const change = readChange(*tree.find("change"));
-    checkEffect(*tree.find("change"), change);
+    Change const change = readChange(aTable);
+    checkEffect(aTable, change);
     mWorld.change(change, aNow);
     return done;
 }

@@ -8,6 +8,7 @@
 
 #include "simulator/control/Strikes.h"
 #include "simulator/world/World.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
@@ -33,7 +34,7 @@ private:
 
     std::string setValue(std::string_view aArguments, World::Time aNow);
     std::string startOrEndFault(std::string_view aArguments, World::Time aNow);
-    std::string change(std::string const& aTable, World::Time aNow);
+    std::string change(tomlfile::TomlValue const& aTable, World::Time aNow);
     std::string verify(World::Time aNow);
 
     World& mWorld;

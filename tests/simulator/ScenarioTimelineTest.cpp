@@ -31,7 +31,10 @@ TEST(ScenarioTimeline, SummaryHasEachChangeInWords)
         "remove = \"adapter[0].port[0].state\"\nfault_start = \"busy\"\n"
         "[[timeline]]\nafter_call = \"HBA_OpenAdapter\"\nnth = 3\nfault_end = \"busy\"\n")));
     EXPECT_THAT(summary, HasSubstr("1 adapter, 1 fault, 2 changes\n"));
-    EXPECT_THAT(summary, HasSubstr("returns HBA_STATUS_ERROR, when it is started\n"));
+    EXPECT_THAT(
+        summary,
+        HasSubstr(
+            "fault \"busy\": call 1 of HBA_OpenAdapter returns HBA_STATUS_ERROR, when it is started\n"));
     EXPECT_THAT(summary, HasSubstr("timeline: at 20 ms: set adapter[0].port[0].state = \"LINKDOWN\", set "
                                    "fault[busy].active = true, remove adapter[0].port[0].state\n"));
     EXPECT_THAT(summary,

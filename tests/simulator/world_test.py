@@ -11,9 +11,8 @@ import time
 import unittest
 
 import programs
-from programs import QZAGENT, QZSIM
+from programs import QZAGENT, QZSIM, QZSIMCTL
 
-QZSIMCTL = os.environ["QZSIMCTL"]
 PATIENCE = 60  # seconds
 
 SCENARIO = """
