@@ -47,18 +47,27 @@ public:
     RunningHbaCall& operator=(RunningHbaCall const&) = delete;
 
     /// Reads without a lock, so that a signal handler may ask.
-    static char const* newestName() noexcept { return sNewestName; }
+    static char const* newestName() noexcept { return *sNewestName.load(); }
+
+    /// Sets where the name of the newest call is.
+    static void keepNewestName(std::atomic<char const*>& aPlace) noexcept
+    {
+        std::lock_guard<std::mutex> const lock(sMutex);
+        aPlace = newestName();
+        sNewestName = &aPlace;
+    }
 
 private:
     static void setNewest(RunningHbaCall* aCall)
     {
         sNewest = aCall;
-        sNewestName = aCall == nullptr ? nullptr : aCall->mName;
+        *sNewestName.load() = aCall == nullptr ? nullptr : aCall->mName;
     }
 
     static inline std::mutex sMutex;
     static inline RunningHbaCall* sNewest = nullptr;
-    static inline std::atomic<char const*> sNewestName = nullptr;
+    static inline std::atomic<char const*> sOwnPlace = nullptr;
+    static inline std::atomic<std::atomic<char const*>*> sNewestName = &sOwnPlace;
 
     char const* mName;
     RunningHbaCall* mOlder = nullptr;

@@ -1,5 +1,6 @@
 #include "agentkit/include/HbaWitness.h"
 
+#include <atomic>
 #include <cstddef>
 #include <ctime>
 #include <optional>
@@ -107,6 +108,11 @@ HBA_STATUS forwardScsiV2(char const* aName, std::tuple<Arguments...> aArguments)
 qz::HbaCall const& qz::lastHbaCall() noexcept { return gLastHbaCall; }
 
 char const* qz::runningHbaCall() noexcept { return RunningHbaCall::newestName(); }
+
+void qz::keepRunningHbaCall(std::atomic<char const*>& aPlace) noexcept
+{
+    RunningHbaCall::keepNewestName(aPlace);
+}
 
 /// Defines a function of the HBA API that has that number of parameters and forwards itself.
 #define QZ_FORWARD(kind, count, function)                                                               \

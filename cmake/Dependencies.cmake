@@ -11,6 +11,7 @@ if(QZ_BUILD_TOOLS)
   find_package(nlohmann_json REQUIRED)
   find_package(tomlplusplus REQUIRED)
   pkg_check_modules(SMARTCOLS REQUIRED IMPORTED_TARGET smartcols)
+  pkg_check_modules(NETTLE REQUIRED IMPORTED_TARGET nettle)
 endif()
 
 # The doubles for unit tests of agents are built where GoogleTest is installed.

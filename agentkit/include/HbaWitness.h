@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -44,4 +45,13 @@ HbaCall const& lastHbaCall() noexcept;
 ///         null when none is running
 /// @ingroup agentkit
 char const* runningHbaCall() noexcept;
+
+/// Shows a process which call of its child process does not return. From now on the name of the running call is kept at
+/// the place. If the place is in memory that the process shares with the processes it forks, runningHbaCall() sees their
+/// calls too, as long as they do not execute another program. A process that is killed during a call leaves the name;
+/// whoever killed it sets the place to null.
+/// Thread-safety: any thread.
+/// @param aPlace valid until the process ends
+/// @ingroup agentkit
+void keepRunningHbaCall(std::atomic<char const*>& aPlace) noexcept;
 }  // namespace qz

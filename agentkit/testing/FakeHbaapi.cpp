@@ -1,6 +1,7 @@
 #include "agentkit/testing/FakeHbaapi.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
@@ -101,6 +102,11 @@ void FakeHbaapi::record(UncountedString const& aCall)
 qz::HbaCall const& qz::lastHbaCall() noexcept { return gLastHbaCall; }
 
 char const* qz::runningHbaCall() noexcept { return RunningHbaCall::newestName(); }
+
+void qz::keepRunningHbaCall(std::atomic<char const*>& aPlace) noexcept
+{
+    RunningHbaCall::keepNewestName(aPlace);
+}
 
 std::vector<std::string> const& FakeHbaapi::calls() const
 {

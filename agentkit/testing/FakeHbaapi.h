@@ -18,9 +18,9 @@ namespace qz
 /// Holds the answers of the HBA_* functions and records their calls. One object exists at a time; the functions may be
 /// called only while it does. A call without an answer fails the test (GoogleTest).
 ///
-/// It also defines qz::lastHbaCall() and qz::runningHbaCall(), which report the calls of the double as the witness reports
-/// those of the common library. A test program therefore does not link QZSensorAgent::HbaWitness. Each new object begins
-/// without a last call.
+/// It also defines qz::lastHbaCall(), qz::runningHbaCall() and qz::keepRunningHbaCall(), which report the calls of the
+/// double as the witness reports those of the common library. A test program therefore does not link
+/// QZSensorAgent::HbaWitness. Each new object begins without a last call.
 ///
 /// What it keeps does not come from operator new, as long as names are short and functions capture little: a test that
 /// replaces operator new to make allocations fail sees only the code under test.

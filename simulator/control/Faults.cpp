@@ -64,7 +64,19 @@ Reaction Faults::next(Call aCall, std::string const& aDevice, std::string const&
         return {};
     }
     mStrikes.add(static_cast<std::size_t>(found - mFaults.begin()));
-    return found->mFault.mReaction;
+    Reaction reaction = found->mFault.mReaction;
+    if (reaction.mLongestDelayMs > reaction.mDelayMs)
+    {
+        std::uniform_int_distribution<std::uint32_t> delays(reaction.mDelayMs, reaction.mLongestDelayMs);
+        reaction.mDelayMs = delays(mRandom);
+    }
+    return reaction;
+}
+
+std::optional<HBA_STATUS> statusOf(Reaction const& aReaction)
+{
+    bool const isUsual = aReaction.mAnswer == HBA_STATUS_OK && !aReaction.mShape.mIsUntouched;
+    return isUsual ? std::nullopt : aReaction.mAnswer;
 }
 
 void printAndWait(Reaction const& aReaction)
@@ -76,6 +88,10 @@ void printAndWait(Reaction const& aReaction)
     if (aReaction.mDelayMs != 0)
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(aReaction.mDelayMs));
+    }
+    while (aReaction.mHangs)
+    {
+        std::this_thread::sleep_for(std::chrono::hours(1));
     }
 }
 }  // namespace qzsim

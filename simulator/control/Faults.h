@@ -3,10 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <map>
+#include <optional>
+#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
+
+#include <hbaapi.h>
 
 #include "simulator/control/Strikes.h"
 #include "simulator/scenario/Calls.h"
@@ -32,7 +37,7 @@ public:
     /// Counts one call. When several faults cover it, the first one in the scenario decides.
     /// @param aDevice the adapter or board of the call; empty when the call concerns none
     /// @param aPort   the remote port of the call; empty when the call concerns none
-    /// @return what the call must do; the usual when no fault covers it
+    /// @return what the call must do, with the drawn delay; the usual when no fault covers it
     Reaction next(Call aCall, std::string const& aDevice = {}, std::string const& aPort = {});
 
 private:
@@ -52,8 +57,13 @@ private:
     std::vector<Scheduled> mFaults;
     Strikes mStrikes;
     std::map<Group, std::uint64_t> mCounts;
+    std::mt19937 mRandom;  ///< draws delays; every process draws the same ones
 };
 
-/// Prints the line of the reaction and waits for its delay. The caller must not hold a lock that other calls need.
+/// @return the status that the call must return; nothing when it answers as usual
+std::optional<HBA_STATUS> statusOf(Reaction const& aReaction);
+
+/// Prints the line of the reaction and waits for its delay, or forever if the call hangs. The caller must not hold a
+/// lock that other calls need.
 void printAndWait(Reaction const& aReaction);
 }  // namespace qzsim

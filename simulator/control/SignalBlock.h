@@ -1,8 +1,7 @@
 /// @file
-/// Threads without signals.
+/// Blocks signals while a thread is created.
 #pragma once
 
-#include <pthread.h>
 #include <signal.h>
 
 namespace qzsim

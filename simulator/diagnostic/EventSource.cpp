@@ -7,6 +7,7 @@
 
 #include "simulator/control/SignalBlock.h"
 #include "simulator/include/QzEvent.h"
+#include "simulator/scenario/EventTimes.h"
 
 namespace qzsim
 {
@@ -125,9 +126,7 @@ void EventSource::runFeed()
 
 EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const
 {
-    std::chrono::nanoseconds constexpr second = std::chrono::seconds(1);
-    return aStart + std::chrono::milliseconds(mSeries.mStartMs) +
-           second * std::int64_t{aNumber} / mSeries.mRate;
+    return aStart + timeOf(aNumber, mSeries);
 }
 
 bool EventSource::waitUntil(Clock::time_point aTime)

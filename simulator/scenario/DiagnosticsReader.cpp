@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "simulator/scenario/HexBytes.h"
 #include "simulator/scenario/Wwn.h"
 #include "simulator/scenario/WwnReader.h"
 #include "toml/TableReader.h"
@@ -49,32 +50,6 @@ std::optional<std::uint64_t> hexNumberIn(std::string_view aText)
     char const* const end = aText.data() + aText.size();
     auto const result = std::from_chars(aText.data() + prefix.size(), end, number, hexadecimal);
     return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
-}
-
-void skipBlanks(std::string_view& aText)
-{
-    aText.remove_prefix(std::min(aText.find_first_not_of(' '), aText.size()));
-}
-
-/// Parses bytes such as "01 02 ff". The blanks are optional.
-std::optional<std::vector<std::uint8_t>> bytesIn(std::string_view aText)
-{
-    constexpr std::size_t lengthOfPair = 2;
-    std::vector<std::uint8_t> bytes;
-    for (skipBlanks(aText); !aText.empty(); skipBlanks(aText))
-    {
-        std::string_view const pair = aText.substr(0, lengthOfPair);
-        std::uint8_t byte = 0;
-        if (std::from_chars(pair.data(), pair.data() + pair.size(), byte, hexadecimal).ptr !=
-                pair.data() + lengthOfPair ||
-            bytes.size() == largestPayload)
-        {
-            return std::nullopt;
-        }
-        bytes.push_back(byte);
-        aText.remove_prefix(lengthOfPair);
-    }
-    return bytes;
 }
 
 // Each of these functions reads a value into one field of the record.
@@ -149,8 +124,7 @@ void readBoards(TomlValue const& aValue, Diagnostics& aDiagnostics)
 
 void readPayload(TomlValue const& aValue, EventSeries& aSeries)
 {
-    aSeries.mPayload = readFound(
-        aValue, bytesIn, fmt::format("at most {} bytes in hexadecimal such as \"01 02 ff\"", largestPayload));
+    aSeries.mPayload = readHexBytes(aValue, largestPayload);
 }
 
 void readSize(TomlValue const& aValue, EventSeries& aSeries)

@@ -10,6 +10,7 @@
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/FaultReader.h"
 #include "simulator/scenario/TimelineReader.h"
+#include "toml/Named.h"
 #include "toml/TableReader.h"
 #include "toml/TomlError.h"
 #include "toml/TomlValue.h"
@@ -21,12 +22,21 @@ namespace
 {
 using tomlfile::highestNumber;
 using tomlfile::Key;
+using tomlfile::Named;
 using tomlfile::Presence;
 using tomlfile::TomlError;
 using tomlfile::TomlValue;
 
+constexpr Named<Behaviour> behaviours[] = {
+    {"standard", Behaviour::standard},
+    {"linux", Behaviour::libhbalinux},
+};
+
 // "fault" comes last: faults refer to adapters and boards.
 constexpr Key<Scenario> scenarioKeys[] = {
+    {"behaviour", Presence::optional,
+     [](TomlValue const& aValue, Scenario& aScenario)
+     { aScenario.mBehaviour = readNamed(aValue, behaviours); }},
     {"number_of_adapters", Presence::optional,
      [](TomlValue const& aValue, Scenario& aScenario)
      { aScenario.mNumberOfAdapters = readNumber(aValue, 0, highestNumber); }},

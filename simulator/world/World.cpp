@@ -46,7 +46,22 @@ bool covers(std::string_view aPath, std::string_view aOther)
     return aOther.substr(0, aPath.size()) == aPath &&
            (aOther.size() == aPath.size() || aOther[aPath.size()] == '.' || aOther[aPath.size()] == '[');
 }
-/// Calls the action with each possible counter that the path covers: its path, its port and the counter.
+/// Calls the action with each possible counter of a port that the path covers: its path, its statistics and the counter.
+/// @param aTable path of the table of these statistics
+template <typename Statistics, typename Action>
+void forCountersOf(std::string const& aTable, Statistics& aStatistics, std::string_view aPath, Action aAction)
+{
+    for (auto const& counter : CountersOf<decltype(aStatistics->mStart)>::all)
+    {
+        std::string const path = fmt::format("{}.{}", aTable, counter.mName);
+        if (covers(aPath, path) || covers(aPath, fmt::format("{}_per_second.{}", aTable, counter.mName)))
+        {
+            aAction(path, aStatistics, counter);
+        }
+    }
+}
+
+/// Same as above, for the ports of all adapters.
 template <typename AnyScenario, typename Action>
 void forCounters(AnyScenario& aScenario, std::string_view aPath, Action aAction)
 {
@@ -55,19 +70,13 @@ void forCounters(AnyScenario& aScenario, std::string_view aPath, Action aAction)
         auto& ports = aScenario.mAdapters[adapter].mPorts;
         for (std::size_t port = 0; port < ports.size(); ++port)
         {
-            std::string const place = fmt::format("adapter[{}].port[{}]", adapter, port);
-            for (Counter const& counter : counters)
-            {
-                std::string const path = fmt::format("{}.statistics.{}", place, counter.mName);
-                if (covers(aPath, path) ||
-                    covers(aPath, fmt::format("{}.statistics_per_second.{}", place, counter.mName)))
-                {
-                    aAction(path, ports[port], counter);
-                }
-            }
+            std::string const place = fmt::format("adapter[{}].port[{}].", adapter, port);
+            forCountersOf(place + "statistics", ports[port].mStatistics, aPath, aAction);
+            forCountersOf(place + "fc4_statistics", ports[port].mFc4Statistics, aPath, aAction);
         }
     }
 }
+
 /// Runs the action. Changes were checked before, but their order was not known then.
 template <typename Action>
 void attempt(Action aAction)
@@ -252,16 +261,15 @@ ChangedScenario World::result(Change const& aChange, Time aNow, std::map<std::st
     for (std::string const& path : paths)
     {
         forCounters(changed.mScenario, path,
-                    [&](std::string const& aCounter, Port const&, Counter const&)
-                    { aSince[aCounter] = aNow; });
+                    [&](std::string const& aCounter, auto const&, auto const&) { aSince[aCounter] = aNow; });
     }
     forCounters(changed.mScenario, everything,
-                [&](std::string const& aPath, Port& aPort, Counter const& aCounter)
+                [&](std::string const& aPath, auto& aStatistics, auto const& aCounter)
                 {
                     auto const since = aSince.find(aPath);
-                    if (aPort.mStatistics && since != aSince.end())
+                    if (aStatistics && since != aSince.end())
                     {
-                        aPort.mStatistics->mSince.*aCounter.mField = since->second.count();
+                        aStatistics->mSince.*aCounter.mField = since->second.count();
                     }
                 });
     return changed;
@@ -270,11 +278,11 @@ ChangedScenario World::result(Change const& aChange, Time aNow, std::map<std::st
 void World::writeCounters(std::string const& aPath, Time aNow, TomlValue& aTree) const
 {
     forCounters(*mScenario, aPath,
-                [&](std::string const& aCounterPath, Port const& aPort, Counter const& aCounter)
+                [&](std::string const& aCounterPath, auto const& aStatistics, auto const& aCounter)
                 {
-                    if (aPort.mStatistics && aPort.mStatistics->mPerSecond.*aCounter.mField != 0)
+                    if (aStatistics && aStatistics->mPerSecond.*aCounter.mField != 0)
                     {
-                        HBA_PORTSTATISTICS const present = statisticsAfter(aNow, *aPort.mStatistics);
+                        auto const present = statisticsAfter(aNow, *aStatistics);
                         ValuePath(journalName, aCounterPath)
                             .set(aTree, {journalName, TomlValue::Number(present.*aCounter.mField)});
                     }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -285,6 +286,17 @@ TEST_F(HbaApiCalls, ShowTheSenseDataOfTheDouble)
     EXPECT_EQ(qz::lastHbaCall().mScsiStatus, std::optional<HBA_UINT8>(0x02));
     EXPECT_EQ(qz::lastHbaCall().mSenseSize, 256u);
     EXPECT_EQ(qz::lastHbaCall().mSense[2], 0x05);
+}
+
+TEST_F(HbaApiCalls, KeepTheirNamesAtThePlaceThatTheProgramSets)
+{
+    static std::atomic<char const*> place = nullptr;
+    qz::keepRunningHbaCall(place);
+    std::vector<std::string> running;
+    mHbaapi.mOnCall = [&](char const*) { running.emplace_back(place.load()); };
+    HBA_LoadLibrary();
+    EXPECT_THAT(running, ElementsAre("HBA_LoadLibrary"));
+    EXPECT_EQ(place, nullptr);
 }
 
 TEST_F(HbaApiCalls, RunWhileTheDoubleAnswersThem)

@@ -1,11 +1,13 @@
 // The witness in a program with a fake common library, whose answers the test sets.
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <functional>
 #include <future>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -14,6 +16,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hbaapi.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/HbaWitness.h"
@@ -429,6 +434,29 @@ TEST_F(HbaWitness, NamesTheRunningCallOfSeveralThatStartedLast)
         (endsFirstStartedFirst ? second : first).release();
         EXPECT_EQ(runningHbaCall(), nullptr);
     }
+}
+
+TEST_F(HbaWitness, KeepsTheNameOfTheRunningCallInSharedMemory)
+{
+    using Place = std::atomic<char const*>;
+    void* const memory =
+        ::mmap(nullptr, sizeof(Place), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    qz::keepRunningHbaCall(*new (memory) Place("stale"));
+    EXPECT_EQ(runningHbaCall(), nullptr);
+    commonLibrary().mOnCall = [] { ::_exit(0); };
+    pid_t const child = ::fork();
+    if (child == 0)
+    {
+        HBA_LoadLibrary();
+        ::_exit(1);
+    }
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    EXPECT_STREQ(runningHbaCall(), "HBA_LoadLibrary");
+    static std::atomic<char const*> own = nullptr;
+    static_cast<Place*>(memory)->store(nullptr);
+    qz::keepRunningHbaCall(own);
+    ::munmap(memory, sizeof(Place));
 }
 
 TEST_F(HbaWitness, SaysWhyTheLayerThrew)

@@ -1,6 +1,7 @@
 /// @file
 /// To be preloaded: answers for the devices /dev/sgN of the machine in the folder SG_MACHINE. The answers are lines of
-/// the file sg/sgN there, as make_machine.py describes them. Nothing is kept between calls, so threads need no lock.
+/// the file sg/sgN there, as make_machine.py describes them. A file without any permission stands for
+/// a device that nobody may open. Nothing is kept between calls, so threads need no lock.
 
 #include <algorithm>
 #include <array>
@@ -20,6 +21,7 @@
 #include <fcntl.h>
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -50,6 +52,13 @@ std::string fileOf(char const* aPath)
     std::string const devices = "/dev/sg";
     bool const isDevice = path.compare(0, devices.size(), devices) == 0;
     return isDevice && !machine().empty() ? machine() + "/sg/" + path.substr(std::strlen("/dev/")) : path;
+}
+
+/// @return whether the file stands for a device that nobody may open, not even root, which may run the tests
+bool isForbidden(std::string const& aFile, char const* aPath)
+{
+    struct stat status = {};
+    return aFile != aPath && stat(aFile.c_str(), &status) == 0 && (status.st_mode & ALLPERMS) == 0;
 }
 
 /// @return the file that stands for the device that is open, if one does
@@ -185,6 +194,17 @@ mode_t modeOf(int aFlags, std::va_list aArguments)
 {
     return (aFlags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(aArguments, mode_t) : 0;
 }
+
+int openFile(Open aOpen, char const* aPath, int aFlags, mode_t aMode)
+{
+    std::string const file = fileOf(aPath);
+    if (isForbidden(file, aPath))
+    {
+        errno = EACCES;
+        return -1;
+    }
+    return aOpen(file.c_str(), aFlags, aMode);
+}
 }  // namespace
 
 extern "C" int open(char const* aPath, int aFlags, ...)
@@ -193,7 +213,7 @@ extern "C" int open(char const* aPath, int aFlags, ...)
     va_start(arguments, aFlags);
     mode_t const mode = modeOf(aFlags, arguments);
     va_end(arguments);
-    return next<Open>("open")(fileOf(aPath).c_str(), aFlags, mode);
+    return openFile(next<Open>("open"), aPath, aFlags, mode);
 }
 
 extern "C" int open64(char const* aPath, int aFlags, ...)
@@ -202,7 +222,7 @@ extern "C" int open64(char const* aPath, int aFlags, ...)
     va_start(arguments, aFlags);
     mode_t const mode = modeOf(aFlags, arguments);
     va_end(arguments);
-    return next<Open>("open64")(fileOf(aPath).c_str(), aFlags, mode);
+    return openFile(next<Open>("open64"), aPath, aFlags, mode);
 }
 
 extern "C" int ioctl(int aDescriptor, unsigned long aRequest, ...) noexcept

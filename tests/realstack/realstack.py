@@ -30,6 +30,7 @@ class Machine:
     def __init__(self, folder):
         self._folder = folder
         self.sys = pathlib.Path(folder) / "sys"
+        self.sg = pathlib.Path(folder) / "sg"
 
     def append_configuration(self, line):
         """Adds a line to /etc/hba.conf."""

@@ -170,7 +170,9 @@ class Inventory(unittest.TestCase):
         self.assert_shows("two-hosts")
 
     def test_has_the_mapped_luns_of_a_target_without_lun_0(self):
-        self.assert_shows("no-lun-0", exit_code=1)
+        errors = self.assert_shows("no-lun-0", exit_code=1)
+        self.assertRegex(errors, "50:00:02:00:00:00:01:01: the adapter maps no LUN 0 of the target, and some HBA libraries "
+                                 "send REPORT LUNS only to LUN 0\n")
 
     def test_has_a_port_whose_link_is_down(self):
         self.assert_shows("link-down")

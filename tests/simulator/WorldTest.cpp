@@ -215,6 +215,17 @@ TEST(World, OtherCountersKeepTheFractionsThatTheyHaveGrown)
     EXPECT_EQ(statistics(world, milliseconds(1000)).TxFrames, 0);
 }
 
+TEST(World, CountersOfFc4TypesContinueToo)
+{
+    World world = worldOf(
+        "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+        "fc4_statistics_per_second = { input_requests = 10 }\n");
+    set(world, "adapter[0].port[0].fc4_statistics_per_second.input_requests", "0", milliseconds(2000));
+    EXPECT_EQ(statisticsAfter(milliseconds(9000), *world.at({})->mAdapters[0].mPorts[0].mFc4Statistics)
+                  .InputRequests,
+              20);
+}
+
 TEST(World, RemovedStatisticsAreNotSupported)
 {
     World world = worldOf(twoPorts);

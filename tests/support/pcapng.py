@@ -58,8 +58,7 @@ class Packet:
         self.time = high << 32 | low
         self.data = body[20:20 + size]
         found = options(order, body[20 + size + -size % 4:])
-        self.drops = number(order, found[4])
-        self.id = number(order, found[5])
+        self.drops, self.id = (number(order, found[code]) if code in found else None for code in (4, 5))
 
 
 class Statistics:

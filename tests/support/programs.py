@@ -43,7 +43,7 @@ def options_of_verb(verb):
     """Returns all options that may follow the verb: its own, and the shared ones that the help names."""
     text = help_of(QZAGENT, verb)
     shared = re.search(r"^(.*) can be given before or after the verb\.$", text, re.M)[1]
-    return options_of(QZAGENT, verb) | set(shared.split(" and "))
+    return options_of(QZAGENT, verb) | set(re.findall("--[a-z]+", shared))
 
 
 def exit_codes():

@@ -10,6 +10,9 @@ namespace qzagent
 /// even when one fails.
 void addAdapters(CommandLine& aCommandLine);
 
+/// Writes the documents of other verbs and the events of some seconds to one file.
+void addBundle(CommandLine& aCommandLine);
+
 /// Writes a capture to a new file in another form.
 void addConvert(CommandLine& aCommandLine);
 

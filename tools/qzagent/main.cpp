@@ -12,7 +12,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include "agentkit/include/HbaWitness.h"
 #include "backend/common/include/Logger.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/cli/CommandLine.h"
@@ -42,6 +41,7 @@ void addVerbs(CommandLine& aCommandLine)
     addStatistics(aCommandLine);
     addVendor(aCommandLine);
     addWatch(aCommandLine);
+    addBundle(aCommandLine);
     addExplain(aCommandLine);
 }
 
@@ -88,9 +88,7 @@ private:
         {
             return "standard output does not accept the result";
         }
-        std::string const step = currentStep();
-        char const* const call = qz::runningHbaCall();
-        return call == nullptr ? "in the step: " + step : fmt::format("{} has not returned ({})", call, step);
+        return currentPlace();
     }
 
     void writePartialAnswer() const

@@ -53,6 +53,8 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzagent "), {*programs.verbs(), "help"})
         self.assertEqual(self.offered("qzagent help "), set(programs.verbs()))
         self.assertEqual(self.offered("qzagent --trace ad"), {"adapters"})
+        self.assertEqual(self.offered("qzagent --timeout 5 ad"), {"adapters"})
+        self.assertEqual(self.offered("qzagent --timeout = 5 ad"), {"adapters"})
 
     def test_qzagent_offers_the_options_of_its_help(self):
         self.assertEqual(self.offered("qzagent -"), programs.options_of(QZAGENT))
@@ -61,18 +63,20 @@ class Completion(unittest.TestCase):
         for verb in programs.verbs():
             with self.subTest(verb):
                 self.assertEqual(self.offered(f"qzagent --json {verb} -"), programs.options_of_verb(verb))
+                self.assertEqual(self.offered(f"qzagent --timeout 5 {verb} -"), programs.options_of_verb(verb))
 
     def test_qzagent_explain_offers_the_exit_codes(self):
         self.assertEqual(self.offered("qzagent explain "), programs.exit_codes().keys())
 
     def test_qzagent_offers_files_for_file_arguments(self):
         for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev", "repair ev", "convert ev",
-                     "repair --output ev"):
+                     "repair --output ev", "inventory --output ev", "ports --output ev", "bundle --output ev", "bundle --anonymise ev"):
             with self.subTest(line):
                 self.assertEqual(self.offered("qzagent " + line), {"events.capture"})
 
     def test_qzagent_offers_the_forms_of_captures(self):
         self.assertEqual(self.offered("qzagent watch --format "), {"pcapng", "records"})
+        self.assertEqual(self.offered("qzagent --timeout 5 watch --format "), {"pcapng", "records"})
         self.assertEqual(self.offered("qzagent show --format "), {"pcapng", "records", "json", "hex"})
 
     def test_qzagent_offers_toml_files_for_event_layouts(self):
@@ -82,7 +86,7 @@ class Completion(unittest.TestCase):
         for verb in programs.verbs():
             for option in programs.options_of(QZAGENT, verb) - {
                     "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow",
-                    "--summary", "--hex", "--format", "--time", "--to"}:
+                    "--summary", "--hex", "--format", "--time", "--to", "--anonymise"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 

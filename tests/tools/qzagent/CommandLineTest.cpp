@@ -15,6 +15,10 @@ using testing::MatchesRegex;
 
 namespace
 {
+char const* const verbList =
+    "the verbs are adapters, inventory, ports, latency, show, repair, convert, statistics, vendor, watch, "
+    "bundle, explain; see qzagent --help";
+
 struct UsageError
 {
     char const* mName;
@@ -39,22 +43,17 @@ TEST_P(QzagentUsageError, PrintsOneLineOnStandardErrorAndExitsWithTwo)
 INSTANTIATE_TEST_SUITE_P(
     Arguments, QzagentUsageError,
     testing::Values(
-        UsageError{"NoArguments",
-                   {},
-                   "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
-                   "statistics, vendor, watch, explain; see qzagent --help"},
-        UsageError{"NoVerb",
-                   {"--trace"},
-                   "no verb given; the verbs are adapters, inventory, ports, latency, show, repair, convert, "
-                   "statistics, vendor, watch, explain; see qzagent --help"},
-        UsageError{"UnknownVerb", {"bogus"}, "no verb 'bogus'; see qzagent --help"},
+        UsageError{"NoArguments", {}, std::string("no verb given; ") + verbList},
+        UsageError{"NoVerb", {"--trace"}, std::string("no verb given; ") + verbList},
+        UsageError{"UnknownVerb", {"bogus"}, std::string("no verb 'bogus'; ") + verbList},
         UsageError{
             "MistypedVerb", {"adapter"}, "no verb 'adapter'; did you mean 'adapters'? see qzagent --help"},
         UsageError{"MistypedVerbHelp", {"hepl"}, "no verb 'hepl'; did you mean 'help'? see qzagent --help"},
-        UsageError{"EmptyVerb", {""}, "no verb ''; see qzagent --help"},
-        UsageError{"HelpOfAnUnknownVerb",
+        UsageError{"EmptyVerb", {""}, std::string("no verb ''; ") + verbList},
+        UsageError{"HelpOfAMistypedVerb",
                    {"help", "wacth"},
                    "no verb 'wacth'; did you mean 'watch'? see qzagent --help"},
+        UsageError{"HelpOfAnUnknownVerb", {"help", "foo"}, std::string("no verb 'foo'; ") + verbList},
         UsageError{
             "HelpOfTwoVerbs", {"help", "watch", "show"}, "unexpected argument 'show'; see qzagent --help"},
         UsageError{
@@ -77,6 +76,18 @@ INSTANTIATE_TEST_SUITE_P(
         UsageError{"OptionOfTheVerbBeforeIt",
                    {"--adapter", "a", "inventory"},
                    "--adapter is an option of the verb and must follow it; see qzagent inventory --help"},
+        UsageError{"TimeoutBeforeAndAfterTheVerb",
+                   {"--timeout", "5", "inventory", "--timeout=6"},
+                   "--timeout is given more than once; see qzagent inventory --help"},
+        UsageError{"TimeoutOfAVerbWithoutLibraries",
+                   {"--timeout", "5", "show", "a"},
+                   "show takes no --timeout; see qzagent show --help"},
+        UsageError{"TimeoutAfterAVerbWithoutLibraries",
+                   {"explain", "--timeout", "5"},
+                   "explain takes no --timeout; see qzagent explain --help"},
+        UsageError{"TimeoutOfZeroBeforeTheVerb",
+                   {"--timeout", "0", "inventory"},
+                   "--timeout: '0' is not a number from 1 to 86400; see qzagent inventory --help"},
         UsageError{
             "TwoExitCodes", {"explain", "1", "2"}, "unexpected argument '2'; see qzagent explain --help"},
         UsageError{"FlagWithValue",
@@ -235,7 +246,7 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
                          testing::Values("adapters", "inventory", "ports", "latency", "show", "repair",
-                                         "convert", "statistics", "vendor", "watch", "explain"),
+                                         "convert", "statistics", "vendor", "watch", "bundle", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)
@@ -252,6 +263,16 @@ TEST(QzagentCommandLineHelp, IsAlsoPrintedByTheVerbHelp)
     EXPECT_EQ(runAgent({"help"}).mOutput, help);
     EXPECT_EQ(runAgent({"help", "help"}).mOutput, help);
     EXPECT_EQ(runAgent({"help", "--help"}).mOutput, help);
+}
+
+TEST(QzagentCommandLineHelp, NamesTheOptionsThatMayPrecedeTheVerb)
+{
+    char const* const withTimeout =
+        "\n--json, --trace and --timeout can be given before or after the verb.\n";
+    EXPECT_THAT(runAgent({"--help"}).mOutput, HasSubstr(withTimeout));
+    EXPECT_THAT(runAgent({"vendor", "--help"}).mOutput, HasSubstr(withTimeout));
+    EXPECT_THAT(runAgent({"show", "--help"}).mOutput,
+                HasSubstr("\n--json and --trace can be given before or after the verb.\n"));
 }
 
 TEST(QzagentCommandLine, PrintsTheVersionInOneLine)

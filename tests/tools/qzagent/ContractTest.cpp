@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/support/Process.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
 #include "tests/tools/qzagent/Scenarios.h"
 
@@ -76,7 +77,7 @@ INSTANTIATE_TEST_SUITE_P(
         Situation{"InventoryWithoutAdapters", "", {"inventory", "--json"}, "inventory", 0},
         Situation{"InventoryFailedLoad", failedLoad(), {"inventory", "--json"}, "inventory", 1},
         Situation{"InventoryUsageError", "", {"inventory", "--json", "0"}, "inventory", 2},
-        Situation{"Statistics", shippedScenario("two-adapters"), {"statistics", "--json"}, "statistics", 1},
+        Situation{"Statistics", shippedScenario("two-adapters"), {"statistics", "--json"}, "statistics", 0},
         Situation{"StatisticsWithoutAdapters", "", {"statistics", "--json"}, "statistics", 0},
         Situation{"StatisticsFailedLoad", failedLoad(), {"statistics", "--json"}, "statistics", 1},
         Situation{"StatisticsUsageError", "", {"statistics", "--json", "--count", "0"}, "statistics", 2},
@@ -101,10 +102,44 @@ INSTANTIATE_TEST_SUITE_P(
                   "watch",
                   1},
         Situation{"WatchUsageError", "", {"watch", "--json", "--count", "0"}, "watch", 2},
+        Situation{"BundleToAMissingFolder", "", {"bundle", "--json", "--output", "/missing/b"}, "bundle", 1},
+        Situation{"BundleUsageError", "", {"bundle", "--json"}, "bundle", 2},
+        Situation{"RepairOfAMissingFile",
+                  "",
+                  {"repair", "--json", "/missing/a", "--output", "/missing/b"},
+                  "repair",
+                  1},
+        Situation{"RepairUsageError", "", {"repair", "--json", "/missing/a"}, "repair", 2},
+        Situation{"ConvertOfAMissingFile",
+                  "",
+                  {"convert", "--json", "/missing/a", "--output", "/missing/b"},
+                  "convert",
+                  1},
+        Situation{"ConvertUsageError", "", {"convert", "--json", "/missing/a"}, "convert", 2},
         Situation{"Explain", "", {"explain", "--json"}, "explain", 0},
         Situation{"ExplainUsageError", "", {"explain", "--json", "3"}, "explain", 2},
         Situation{"NoVerb", "", {"--json"}, "envelope", 2}),
     [](testing::TestParamInfo<Situation> const& aInfo) { return std::string(aInfo.param.mName); });
+
+TEST(QzagentDocuments, OfVerbsThatWriteFilesSatisfyTheirSchemas)
+{
+    ScratchFolder const folder;
+    std::string const bundle = folder.path() / "bundle";
+    ProcessResult const bundled =
+        runAgentOn(oneAdapter + "[adapter.port.statistics]\ntx_frames = 1\n[diagnostics]\n",
+                   {"bundle", "--json", "--seconds", "0", "--output", bundle});
+    EXPECT_TRUE(satisfies(bundled.mOutput, "bundle"));
+    EXPECT_EQ(documentOf(bundled)["exit_status"], 0);
+    for (std::string const verb : {"repair", "convert"})
+    {
+        ProcessResult const result = runAgent({verb, "--json", bundle, "--output", folder.path() / verb});
+        EXPECT_TRUE(satisfies(result.mOutput, verb));
+        EXPECT_EQ(result.mExitStatus, 0);
+        // Both keep the documents.
+        EXPECT_EQ(runAgent({"show", "--document", "ports", folder.path() / verb}).mOutput,
+                  runAgent({"show", "--document", "ports", bundle}).mOutput);
+    }
+}
 
 TEST(QzagentDocuments, AdaptersSatisfyTheSchemaWithHostileNames)
 {

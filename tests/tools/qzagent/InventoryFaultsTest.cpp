@@ -158,16 +158,15 @@ TEST(QzagentInventoryFaults, ShowsTheFailureOfReportLunsAtItsRemotePort)
         runAgentOn(threeTargets + fault("HBA_SendReportLUNs", R"("1+")", "HBA_STATUS_SCSI_CHECK_CONDITION",
                                         "port_wwn = \"50:00:00:00:ab:00:00:02\"\n"),
                    {"inventory"});
-    EXPECT_THAT(
-        squeezed(result.mOutput),
-        HasSubstr(
-            "│ └─remote port 50:00:00:00:ab:00:00:02\n"
-            "│   ├─type NPORT\n"
-            "│   ├─state ONLINE\n"
-            "│   ├─mapped luns 0-2\n"
-            "│   ├─os devices /dev/disk/by-path/fc-0x50000000ab000002-lun-0, and 2 more\n"
-            "│   └─failed QZCHbaapiEx: HBA_SendReportLUNs method failed (code 802)\n"
-            "│     └─cause REPORT LUNS: CHECK CONDITION, UNIT ATTENTION, reported LUNs data has changed\n"));
+    EXPECT_THAT(squeezed(result.mOutput),
+                HasSubstr("│ └─remote port 50:00:00:00:ab:00:00:02\n"
+                          "│   ├─type NPORT\n"
+                          "│   ├─state ONLINE\n"
+                          "│   ├─mapped luns 0-2\n"
+                          "│   ├─os devices 0-2: /dev/disk/by-path/fc-0x50000000ab000002-lun-0 to\n"
+                          "│   │                   /dev/disk/by-path/fc-0x50000000ab000002-lun-2\n"
+                          "│   └─failed QZCHbaapiEx: HBA_SendReportLUNs method failed (code 802)\n"
+                          "│     └─cause REPORT LUNS: CHECK CONDITION, UNIT ATTENTION,\n"));
     EXPECT_THAT(squeezed(result.mOutput), HasSubstr("luns 0-3\n")) << "of the other target";
     EXPECT_EQ(
         result.mErrors,

@@ -1,3 +1,4 @@
+#include <regex>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -11,6 +12,7 @@
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace
 {
@@ -73,10 +75,79 @@ TEST(QzagentInventoryLuns, PassesLunsBackAsTheLibraryWritesThem)
     EXPECT_EQ(unitsOf(scenario), unitsOf(twoDisks));
 }
 
+TEST(QzagentInventoryLuns, AreWrappedOnlyAfterAComma)
+{
+    std::string const device = "/dev/disk/by-path/fc-0x5000000000000001-lun-0";
+    std::string const scenario =
+        targetWithTwoLuns("[[adapter.port.remote.lun]]\nlun = 0\nos_device = \"" + device + "\"\n");
+    EXPECT_THAT(runAgentOn(scenario, {"inventory", "--luns"}).mOutput,
+                HasSubstr("    ├─lun 0             " + device +
+                          ", EXAMPLE SIMULATED DISK 1.0,\n"
+                          "    │                   1.00 GiB, 512-byte blocks\n"));
+}
+
+TEST(QzagentInventoryLuns, AreWrappedInTheirDeviceOnlyIfItIsLongerThanALine)
+{
+    std::string const device = "/dev/" + std::string(200, 'x');
+    std::string const scenario =
+        targetWithTwoLuns("[[adapter.port.remote.lun]]\nlun = 0\nos_device = \"" + device + "\"\n");
+    std::string const output = runAgentOn(scenario, {"inventory", "--luns"}).mOutput;
+    EXPECT_THAT(output, HasSubstr("    ├─lun 0             /dev/" + std::string(71, 'x') + "\n" +
+                                  "    │                   " + std::string(76, 'x') + "\n" +
+                                  "    │                   " + std::string(53, 'x') +
+                                  ",\n    │                   EXAMPLE SIMULATED DISK 1.0, 1.00 GiB, "
+                                  "512-byte blocks\n"));
+}
+
+TEST(QzagentInventoryLuns, HaveTheirDevicesWithoutTheOptionHoweverManyThereAre)
+{
+    std::string text;
+    std::string expected;
+    for (int lun = 0; lun < 40; lun += 2)
+    {
+        std::string const device = "/dev/sd" + std::string(1, static_cast<char>('a' + lun / 2));
+        text += "[[adapter.port.remote.lun]]\nlun = " + std::to_string(lun) + "\nos_device = \"" + device +
+                "\"\n";
+        expected += (lun == 0 ? "" : ", ") + std::to_string(lun) + ": " + device;
+    }
+    std::string const output =
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) +
+                       "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:00:01\"\n" + text,
+                   {"inventory"})
+            .mOutput;
+    std::string const item = "─os devices ";
+    ASSERT_THAT(output, HasSubstr(item));
+    EXPECT_EQ(withSingleBlanks(std::regex_replace(output.substr(output.find(item) + item.size()),
+                                                  std::regex("\n *"), " ")),
+              " " + expected + " ");
+}
+
+TEST(QzagentInventoryLuns, HaveANoteIfLun0IsNotMappedAndTheTargetDoesNotAnswer)
+{
+    std::string const target = adapterNamed("example-fc-0") + portNumbered(1) +
+                               "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:00:00:01\"\n";
+    std::string const failing = fault("HBA_SendReportLUNs", R"("1+")", "HBA_STATUS_ERROR");
+    std::string const note =
+        "example-fc-0: 50:00:00:00:ab:00:00:01: the adapter maps no LUN 0 of the target, and some HBA "
+        "libraries send "
+        "REPORT LUNS only to LUN 0";
+    ProcessResult const result = runAgentOn(target + "luns = [1, 2]\n" + failing, {"inventory", "--json"});
+    nlohmann::json const messages = documentOf(result)["messages"];
+    ASSERT_EQ(messages.size(), 2u) << messages;
+    EXPECT_EQ(messages[0]["severity"], "error");
+    EXPECT_EQ(messages[1]["severity"], "note");
+    EXPECT_EQ(messages[1]["text"], note);
+    EXPECT_THAT(runAgentOn(target + "luns = [1, 2]\n" + failing, {"inventory"}).mErrors,
+                HasSubstr("\nqzagent: note: " + note + "\n"));
+    EXPECT_THAT(runAgentOn(target + "luns = [0, 1]\n" + failing, {"inventory"}).mErrors,
+                Not(HasSubstr("note")));
+    EXPECT_EQ(runAgentOn(target + "luns = [1, 2]\n", {"inventory"}).mErrors, "") << "the target answers";
+}
+
 TEST(QzagentInventoryLuns, ShowsOnlyTheDevicesWithoutTheOption)
 {
     ProcessResult const result = runAgentOn(twoDisks, {"inventory"});
-    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("    ├─luns 0, 300\n    └─os devices /dev/sda\n"));
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("    ├─luns 0, 300\n    └─os devices 0: /dev/sda\n"));
     EXPECT_THAT(result.mOutput, Not(HasSubstr("ARRAY")));
 }
 
@@ -122,7 +193,7 @@ TEST(QzagentInventoryLuns, HaveALowerBoundOfTheCapacityIfTheirDeviceDoesNotExist
 TEST(QzagentInventoryLuns, ShowAFailedCommandAtItsLunAndContinue)
 {
     ProcessResult const result =
-        runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", "1", "HBA_STATUS_SCSI_CHECK_CONDITION"),
+        runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", R"("1-2")", "HBA_STATUS_SCSI_CHECK_CONDITION"),
                    {"inventory", "--luns"});
     EXPECT_THAT(squeezed(result.mOutput),
                 AllOf(HasSubstr("    ├─lun 0 /dev/sda, 10.00 GiB, 512-byte blocks\n"
@@ -133,6 +204,43 @@ TEST(QzagentInventoryLuns, ShowAFailedCommandAtItsLunAndContinue)
                 HasSubstr("qzagent: example-fc-0: 50:00:00:00:ab:00:00:01: LUN 0: QZCHbaapiEx: "
                           "HBA_SendScsiInquiry method failed (code 802): INQUIRY: CHECK CONDITION, "));
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentInventoryLuns, AnswerACommandThatIsRepeatedAfterAUnitAttention)
+{
+    std::string const reset = "sense_key = 6\nasc = 0x29\nascq = 0\n";
+    ProcessResult const result =
+        runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", "1", "HBA_STATUS_SCSI_CHECK_CONDITION", reset) +
+                       fault("HBA_SendReadCapacity", "2", "HBA_STATUS_SCSI_CHECK_CONDITION", reset),
+                   {"inventory", "--luns", "--json"});
+    EXPECT_EQ(remotePortOf(result)["luns"], unitsOf(twoDisks));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentInventoryLuns, AnswerACommandThatIsRepeatedAfterTheLibraryWasBusy)
+{
+    ProcessResult const result =
+        runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", "2", "HBA_STATUS_ERROR_BUSY") +
+                       fault("HBA_SendReadCapacity", "1", "HBA_STATUS_ERROR_BUSY"),
+                   {"inventory", "--luns", "--json"});
+    EXPECT_EQ(remotePortOf(result)["luns"], unitsOf(twoDisks));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentInventoryLuns, HaveTheNumberOfTheRepeatedCallInTheCauseOfTheFailure)
+{
+    auto const callOf = [](char const* aNth, char const* aStatus)
+    {
+        return unitsOf(twoDisks + fault("HBA_SendReadCapacity", aNth, aStatus))
+            .at(0)["failures"]
+            .at(0)["cause"]["call"]
+            .get<int>();
+    };
+    int const notRepeated = callOf("1", "HBA_STATUS_ERROR");
+    EXPECT_EQ(callOf(R"("1-2")", "HBA_STATUS_ERROR_BUSY"), notRepeated + 1);
+    EXPECT_EQ(callOf(R"("1-2")", "HBA_STATUS_SCSI_CHECK_CONDITION"), notRepeated + 1);
 }
 
 TEST(QzagentInventoryLuns, NameTheLunOfAFailureInTheMessage)
@@ -177,6 +285,44 @@ TEST(QzagentInventoryLuns, NoteOnceThatTheLibraryDoesNotSupportACommand)
                                   "qzagent: note: example-fc-0: READ CAPACITY" + reasons);
     EXPECT_THAT(squeezed(result.mOutput), AllOf(HasSubstr("─lun 0 /dev/sda\n"), HasSubstr("─lun 300 -\n")));
     EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentInventoryLuns, FailIfACommandIsNotSupportedForOneOfThem)
+{
+    for (char const* const nth : {"1", "2"})
+    {
+        ProcessResult const result =
+            runAgentOn(twoDisks + fault("HBA_SendScsiInquiry", nth, "HBA_STATUS_ERROR_NOT_SUPPORTED"),
+                       {"inventory", "--luns", "--json"});
+        nlohmann::json const luns = remotePortOf(result)["luns"];
+        bool const isFirst = *nth == '1';
+        nlohmann::json const& failed = luns.at(isFirst ? 0 : 1);
+        nlohmann::json const& answered = luns.at(isFirst ? 1 : 0);
+        EXPECT_EQ(failed["failures"].at(0)["text"], "HBA_SendScsiInquiry method failed");
+        EXPECT_EQ(failed["failures"].at(0)["cause"]["status_name"], "ENOENT");
+        EXPECT_THAT(failed["failures"].at(0)["cause"]["text"],
+                    StartsWith("errno ENOENT (2), No such file or directory in call "));
+        EXPECT_TRUE(failed.contains("capacity_bytes")) << failed;
+        EXPECT_EQ(answered["product"], "ARRAY");
+        EXPECT_FALSE(answered.contains("failures")) << answered;
+        EXPECT_EQ(documentOf(result)["messages"].size(), 1u) << "an error, and no note";
+        EXPECT_EQ(result.mExitStatus, 1);
+    }
+}
+
+TEST(QzagentInventoryLuns, FailIfACommandIsNotSupportedForOneAndFailsForAnother)
+{
+    ProcessResult const result =
+        runAgentOn(twoDisks + fault("HBA_SendReadCapacity", "1", "HBA_STATUS_ERROR_NOT_SUPPORTED") +
+                       fault("HBA_SendReadCapacity", "2", "HBA_STATUS_ERROR"),
+                   {"inventory", "--luns", "--json"});
+    nlohmann::json const messages = documentOf(result)["messages"];
+    ASSERT_EQ(messages.size(), 2u) << messages;
+    EXPECT_EQ(messages[0]["lun"], 0);
+    EXPECT_EQ(messages[0]["cause"]["status_name"], "ENOENT");
+    EXPECT_EQ(messages[1]["lun"], 300);
+    EXPECT_EQ(messages[1]["cause"]["status_name"], "HBA_STATUS_ERROR");
+    EXPECT_EQ(result.mExitStatus, 1);
 }
 
 TEST(QzagentInventoryLuns, AreQueriedOnceIfSeveralPortsDiscoverTheirTarget)

@@ -54,7 +54,9 @@ adapter 0               example-fc-0
 │ │ ├─type              NPORT
 │ │ ├─state             ONLINE
 │ │ ├─luns              0-2, 300
-│ │ └─os devices        /dev/disk/by-path/fc-0x50000000ab000001-lun-0, and 3 more
+│ │ └─os devices        0-2: /dev/disk/by-path/fc-0x50000000ab000001-lun-0 to
+│ │                     /dev/disk/by-path/fc-0x50000000ab000001-lun-2,
+│ │                     300: /dev/disk/by-path/fc-0x50000000ab000001-lun-300
 │ └─remote port         10:00:00:00:c9:00:00:71
 │   ├─node wwn          20:00:00:00:c9:00:00:70
 │   ├─fc id             0x010300
@@ -80,7 +82,9 @@ adapter 0               example-fc-0
     ├─type              NPORT
     ├─state             ONLINE
     ├─luns              0-2, 300
-    └─os devices        /dev/disk/by-path/fc-0x50000000ab000002-lun-0, and 3 more
+    └─os devices        0-2: /dev/disk/by-path/fc-0x50000000ab000002-lun-0 to
+                        /dev/disk/by-path/fc-0x50000000ab000002-lun-2,
+                        300: /dev/disk/by-path/fc-0x50000000ab000002-lun-300
 adapter 1               example-fc-1
 ├─manufacturer          Example Adapters
 ├─serial number         EX0002

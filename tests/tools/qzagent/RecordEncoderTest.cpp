@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Records.h"
 #include "tools/qzagent/capture/RecordEncoder.h"

@@ -188,10 +188,19 @@ TEST_F(QzagentShowPcapng, LimitsTheNumberOfDamageMessages)
 TEST_F(QzagentShowPcapng, CountsPacketsThatAreNotEvents)
 {
     ProcessResult const result =
-        show(twoEvents().interface("json", 149).packet(2, someTime, "{}").other(0xbad));
+        show(twoEvents().interface("others", 148).packet(2, someTime, "{}").other(0xbad));
     EXPECT_THAT(linesOf(result.mOutput), testing::SizeIs(2));
     EXPECT_EQ(result.mErrors, "qzagent: note: skipped 1 packets or records that are not events\n");
     EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentShowPcapng, ReportsADocumentThatIsNotJson)
+{
+    ProcessResult const result =
+        show(twoEvents().interface("ports", 149).packet(2, someTime, "{\x1b[2J"), {"--document", "ports"});
+    EXPECT_THAT(result.mOutput, IsEmpty());
+    EXPECT_EQ(result.mErrors, "qzagent: the document ports is not valid JSON\n");
+    EXPECT_EQ(result.mExitStatus, 1);
 }
 
 TEST_F(QzagentShowPcapng, ShowsAnInterfaceThatIsNoBoardWithoutABoard)

@@ -158,7 +158,7 @@ TEST(StatisticsHistory, ComparesWithTheLastCountersThatWereAvailable)
 /// A look with everything that one can have.
 StatisticsLook fullLook()
 {
-    StatisticsLook look = lookOf(7, {{0, portA, countsWith(1, 0x7fffffffffffffff)}, {1, portB, {}}});
+    StatisticsLook look = lookOf(7, {{0, portA, countsWith(1, 0x7fffffffffffffff)}, {1, portB, {}, false}});
     look.mAdapters.push_back({4, "caf\xff", {}, false});
     look.mExitCode = qzagent::ExitCode::failed;
     return look;
@@ -177,6 +177,8 @@ TEST(StatisticsLook, IsTheSameAfterItWasPassedOn)
     EXPECT_EQ(look.mAdapters[0].mPorts->at(0).mCounts, countsWith(1, 0x7fffffffffffffff));
     EXPECT_EQ(look.mAdapters[0].mPorts->at(1).mIndex, 1u);
     EXPECT_FALSE(look.mAdapters[0].mPorts->at(1).mCounts);
+    EXPECT_TRUE(look.mAdapters[0].mPorts->at(0).mIsOffered);
+    EXPECT_FALSE(look.mAdapters[0].mPorts->at(1).mIsOffered);
     EXPECT_EQ(look.mAdapters[1].mName, "caf\xff");
     EXPECT_FALSE(look.mAdapters[1].mPorts);
     EXPECT_FALSE(look.mAdapters[1].mIsComplete);
@@ -198,11 +200,11 @@ TEST(StatisticsLook, IsRefusedWhenBytesAreMissingOrAdded)
 TEST(StatisticsLook, IsRefusedWhenAValueHasTheWrongTypeOrRange)
 {
     using Json = nlohmann::json;
-    Json const port{0, "10:00:00:00:c9:00:00:0a", nullptr};
+    Json const port{0, "10:00:00:00:c9:00:00:0a", nullptr, true};
     Json const valid{7, Json::array({Json{3, "fc", Json::array({port}), true}}), 0};
     ASSERT_NO_THROW(qzagent::lookIn(Json::to_cbor(valid)));
     for (char const* const place : {"/0", "/1", "/2", "/1/0", "/1/0/0", "/1/0/1", "/1/0/2", "/1/0/3",
-                                    "/1/0/2/0", "/1/0/2/0/0", "/1/0/2/0/1", "/1/0/2/0/2"})
+                                    "/1/0/2/0", "/1/0/2/0/0", "/1/0/2/0/1", "/1/0/2/0/2", "/1/0/2/0/3"})
     {
         Json wrong = valid;
         wrong[Json::json_pointer(place)] = -1;

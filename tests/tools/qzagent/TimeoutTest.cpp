@@ -42,6 +42,39 @@ TEST(QzagentTimeout, NamesTheCallThatHangsAndItsStep)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+std::string const secondIsBusy =
+    adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) + adapterNamed("example-fc-1") +
+    portNumbered(2) + targetNumbered(2, 2) +
+    fault("HBA_GetFcpTargetMapping", "\"1+\"", "HBA_STATUS_ERROR_BUSY", "adapter = \"example-fc-1\"\n");
+
+TEST(QzagentTimeout, NamesTheCallThatKeepsAnsweringBusy)
+{
+    for (char const* const verb : {"inventory", "latency"})
+    {
+        EXPECT_EQ(runAgentOn(secondIsBusy, {verb, "--timeout", "1"}).mErrors,
+                  "qzagent: timeout after 1 s: HBA_GetFcpTargetMapping keeps answering HBA_STATUS_ERROR_BUSY "
+                  "(example-fc-1: target mappings)\n");
+    }
+}
+
+TEST(QzagentBusyAdapter, FailsWithItsStatusAfterFiveSeconds)
+{
+    auto const start = std::chrono::steady_clock::now();
+    ProcessResult const result = runAgentOn(secondIsBusy, {"ports"});
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_THAT(result.mErrors,
+                StartsWith("qzagent: example-fc-1: QZCHbaapiEx: HBA_GetFcpTargetMapping method "
+                           "failed (code 802): HBA_STATUS_ERROR_BUSY (10) in call "));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentTimeout, LimitsTheVerbThatFollowsIt)
+{
+    ProcessResult const before = runAgentOn(secondHangs, {"--timeout", "1", "inventory"});
+    EXPECT_THAT(before.mErrors, StartsWith("qzagent: timeout after 1 s: HBA_GetFcpTargetMapping "));
+    EXPECT_EQ(before.mExitStatus, 1);
+}
+
 TEST(QzagentTimeout, ShowsTheAdaptersBeforeTheOneThatHangs)
 {
     std::string const output = runAgentOn(secondHangs, {"inventory", "--timeout", "1"}).mOutput;
@@ -140,8 +173,9 @@ TEST(QzagentTimeout, WritesNoDocumentAmongTheIntervalsOfCounters)
     ProcessResult const result =
         runAgentOn(secondCounterHangs, {"statistics", "--interval", "5", "--json", "--timeout", "1"});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors,
-              "qzagent: timeout after 1 s: in the step: statistics, which a process of its own reads\n");
+    EXPECT_EQ(
+        result.mErrors,
+        "qzagent: timeout after 1 s: HBA_GetPortStatistics has not returned (example-fc-1: statistics)\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -198,6 +232,13 @@ TEST(QzagentHangingAdapter, DoesNotHideTheAdaptersBeforeItWithoutATimeout)
     ProcessResult const result = runAgentInOn("timeout --signal KILL 3 \"$@\"", secondHangs, {"inventory"});
     EXPECT_THAT(result.mOutput,
                 AllOf(StartsWith("ITEM "), HasSubstr("\nadapter 0               example-fc-0\n")));
+}
+
+TEST(QzagentHangingAdapter, DoesNotHideTheCountersBeforeItWithoutATimeout)
+{
+    ProcessResult const result =
+        runAgentInOn("timeout --signal KILL 3 \"$@\"", secondCounterHangs, {"statistics"});
+    EXPECT_THAT(result.mOutput, AllOf(StartsWith("PORT "), HasSubstr("\nadapter 0 example-fc-0\n")));
 }
 
 TEST(QzagentHangingAdapter, ShowsItsCountersLaterWithoutASecondHeading)

@@ -8,6 +8,7 @@
 #include "tests/tools/qzagent/Agent.h"
 
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -59,11 +60,78 @@ TEST(QzagentVendor, ShowsTheOtherBoardsWhenOneFails)
         runAgentOn(shippedScenario("diagnostic-events") +
                        "[[fault]]\ncall = \"VQM_GetLinkInfo\"\nnth = 1\nboard = 1\nresult = 5\n",
                    {"vendor"});
-    char const* const failure = "QZCNotFoundEx: Failed to find information of an adapter (code 8)\n";
-    EXPECT_EQ(result.mErrors, std::string("qzagent: board 1: ") + failure);
-    EXPECT_THAT(squeezed(result.mOutput), AllOf(HasSubstr("board 0 \n├─first wwn 20:00:00:00:c9:00:00:00\n"),
-                                                HasSubstr(std::string("board 1 \n└─failed ") + failure)));
+    std::string const failure = "QZCNotFoundEx: Failed to find information of an adapter (code 8)";
+    EXPECT_EQ(result.mErrors,
+              "qzagent: board 1: " + failure + ": a result other than 0 in call 2, VQM_GetLinkInfo\n");
+    EXPECT_THAT(withSingleBlanks(result.mOutput),
+                AllOf(HasSubstr("board 0\n├─first wwn 20:00:00:00:c9:00:00:00\n"),
+                      HasSubstr("board 1\n└─failed " + failure +
+                                "\n └─cause a result other than 0 in call 2, VQM_GetLinkInfo\n")));
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+/// A library with two boards that claims to have 40.
+std::string fortyBoards()
+{
+    std::string scenario = shippedScenario("diagnostic-events");
+    std::string const section = "\n[diagnostics]\n";
+    return scenario.insert(scenario.find(section) + section.size(), "number_of_boards = 40\n");
+}
+
+TEST(QzagentVendor, CountsEqualFailuresOfManyBoards)
+{
+    ProcessResult const result = runAgentOn(fortyBoards(), {"vendor"});
+    std::string const failure = "QZCNotFoundEx: Failed to find information of an adapter (code 8)";
+    std::string const cause = ": a result other than 0 in call ";
+    EXPECT_EQ(result.mErrors, "qzagent: board 2: " + failure + cause + "3, VQM_GetLinkInfo\n" +
+                                  "qzagent: board 3: " + failure + cause + "4, VQM_GetLinkInfo\n" +
+                                  "qzagent: board 4: " + failure + cause + "5, VQM_GetLinkInfo\n" +
+                                  "qzagent: the same failure 35 more times, the last: board 39: " + failure +
+                                  cause + "40, VQM_GetLinkInfo\n");
+    EXPECT_THAT(withSingleBlanks(result.mOutput),
+                EndsWith("\nboards 2 to 39\n└─failed " + failure +
+                         "\n └─first cause a result other than 0 in call 3, VQM_GetLinkInfo\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentVendor, ListsEachFailureOfManyBoardsInJson)
+{
+    ProcessResult const result = runAgentOn(fortyBoards(), {"vendor", "--json"});
+    EXPECT_TRUE(satisfies(result.mOutput, "vendor"));
+    nlohmann::json const document = documentOf(result);
+    EXPECT_EQ(document["boards"].size(), 40u);
+    ASSERT_EQ(document["messages"].size(), 38u);
+    EXPECT_EQ(document["messages"][37]["adapter"], "board 39");
+    EXPECT_EQ(document["messages"][37].value("cause", nlohmann::json()),
+              (nlohmann::json{{"call", 40},
+                              {"function", "VQM_GetLinkInfo"},
+                              {"text", "a result other than 0 in call 40, VQM_GetLinkInfo"}}));
+}
+
+TEST(QzagentVendor, FailsWhenTheLibraryDoesNotWriteItsVersion)
+{
+    std::string const scenario = shippedScenario("diagnostic-events") +
+                                 "[[fault]]\ncall = \"VQM_GetLibVer\"\nnth = \"1+\"\nresult = 5\n";
+    ProcessResult const text = runAgentOn(scenario, {"vendor"});
+    EXPECT_EQ(text.mErrors, "qzagent: VQM_GetLibVer wrote no version of the library\n");
+    EXPECT_THAT(squeezed(text.mOutput), HasSubstr("\nlibrary version failed\ndriver version 4.0.12\n"));
+    EXPECT_EQ(text.mExitStatus, 1);
+    ProcessResult const json = runAgentOn(scenario, {"vendor", "--json"});
+    EXPECT_TRUE(satisfies(json.mOutput, "vendor"));
+    EXPECT_FALSE(documentOf(json).contains("library_version"));
+    EXPECT_EQ(documentOf(json)["driver_version"], "4.0.12");
+}
+
+TEST(QzagentVendor, FailsWhenTheLibraryDoesNotWriteTheVersionOfTheDriver)
+{
+    std::string scenario = shippedScenario("diagnostic-events");
+    std::string const version = "4.0.12";
+    scenario.erase(scenario.find(version), version.size());
+    ProcessResult const text = runAgentOn(scenario, {"vendor"});
+    EXPECT_EQ(text.mErrors, "qzagent: VQM_InitDiagEnv wrote no version of the driver\n");
+    EXPECT_THAT(squeezed(text.mOutput), HasSubstr("\ndriver version failed\n"));
+    EXPECT_EQ(text.mExitStatus, 1);
+    EXPECT_FALSE(documentOf(runAgentOn(scenario, {"vendor", "--json"})).contains("driver_version"));
 }
 
 std::string driverFault(std::string const& aNth)

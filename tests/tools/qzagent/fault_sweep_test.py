@@ -16,6 +16,8 @@ from programs import QZAGENT, QZSIM
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 SCHEMAS = ROOT / "tools" / "qzagent" / "schemas"
 BOARDS = (ROOT / "simulator" / "scenarios" / "diagnostic-events.toml").read_text(encoding="utf-8")
+
+# The HBA libraries of the adapters write LUNs in different styles.
 SCENARIO = """
 [[adapter]]
 name = "example-fc-0"
@@ -28,8 +30,12 @@ luns = [0, 300]
 tx_frames = 1
 [[adapter]]
 name = "example-fc-1"
+lun_style = "integer"
 [[adapter.port]]
 port_wwn = "10:00:00:00:c9:00:00:02"
+[[adapter.port.remote]]
+port_wwn = "50:00:00:00:ab:00:00:02"
+luns = [0, 300]
 [adapter.port.statistics]
 tx_frames = 1
 """
@@ -87,32 +93,69 @@ def validators():
 VALIDATORS = validators()
 
 
+BOARD_NOT_FOUND = r"board \d+: QZCNotFoundEx: Failed to find information of an adapter \(code 8\)"
+NOTHING_TO_WATCH = "nothing to watch: no board is registered"
+
+
+def expected_vqm_errors(call, result, verb):
+    """A pattern for each error, in order. The results of the other calls are ignored, or no verb calls them."""
+    watches = verb[0] == "watch"
+    if call == "VQM_InitDiagEnv" and result == 0xFFFFFFFF:
+        return [r"implausible number of boards: 4294967295 \(at most 4096\)"]
+    if call == "VQM_InitDiagEnv":  # the result is the number of boards, and none of them was found
+        return [BOARD_NOT_FOUND] * result + ["VQM_GetDrvInfo of board 0 failed with result 1"]
+    if call == "VQM_GetDrvInfo":
+        return [f"VQM_GetDrvInfo of board 0 failed with result {result}"]
+    if call == "VQM_GetLinkInfo":
+        return [BOARD_NOT_FOUND] * 2 + [NOTHING_TO_WATCH] * watches
+    if call == "VQM_QZ_RegisterForEvent" and watches:
+        return [rf"board {board}: the registration was refused with result {result}" for board in (0, 1)] + \
+            [NOTHING_TO_WATCH]
+    if call == "VQM_QZ_unRegisterForEvent" and watches:
+        return [rf"board {board}: the unregistration was refused with result {result}" for board in (0, 1)]
+    return []
+
+
 def fault(call, answer):
     key = "status" if call in HBA_CALLS else "result"
     return f'\n[[fault]]\ncall = "{call}"\nnth = "1+"\n{key} = {json.dumps(answer)}\n'
 
 
-def run(scenario, verb):
+def run(scenario, verb, *options):
     with tempfile.NamedTemporaryFile("w", suffix=".toml") as file:
         file.write(scenario)
         file.flush()
-        command = [QZSIM, "--scenario", file.name, "--", QZAGENT, "--json", *verb]
+        command = [QZSIM, "--scenario", file.name, "--", QZAGENT, *options, *verb]
         return subprocess.run(command, capture_output=True, check=False, timeout=SECONDS)
+
+
+def faulty(call, answer):
+    return (SCENARIO if call in HBA_CALLS else BOARDS) + fault(call, answer)
 
 
 def check(call, answer, verb):
     """Runs a verb while each call of a kind fails.
 
     Returns what is wrong with the run, one text each."""
-    is_hba = call in HBA_CALLS
     try:
-        result = run((SCENARIO if is_hba else BOARDS) + fault(call, answer), verb)
+        result = run(faulty(call, answer), verb, "--json")
     except subprocess.TimeoutExpired:
         return [f"took longer than {SECONDS} seconds"]
     found = list(problems_of_document(verb, result))
-    if not found and is_hba:
+    if not found and call in HBA_CALLS:
         found = list(problems_of_causes(call, answer, verb, result))
-    return found
+    return found or list(problems_of_text(call, answer, verb, result))
+
+
+def check_text(call, answer, verb):
+    """The same for a run that writes text."""
+    try:
+        result = run(faulty(call, answer), verb)
+    except subprocess.TimeoutExpired:
+        return [f"took longer than {SECONDS} seconds"]
+    if result.returncode not in (0, 1):
+        return [f"ended with {result.returncode}"]
+    return list(problems_of_text(call, answer, verb, result))
 
 
 def problems_of_document(verb, result):
@@ -134,9 +177,29 @@ def errors_in(result):
     return [message for message in json.loads(result.stdout)["messages"] if message["severity"] == "error"]
 
 
+def status_of(call, answer):
+    """The status that the agent sees."""
+    return 1 if call in WITHOUT_STATUS and answer != "HBA_STATUS_OK" else STATUSES.index(answer)
+
+
+def problems_of_text(call, answer, verb, result):
+    """The messages name the cause, and there is one if the exit code is 1."""
+    # The common library of the HBA API writes lines of its own.
+    lines = [line for line in result.stderr.decode("utf-8").splitlines()
+             if line.startswith("qzagent: ") and not line.startswith("qzagent: note: ")]
+    if (result.returncode != 0) != bool(lines):
+        yield f"ended with {result.returncode} and the errors {lines[:3]}"
+    if call in HBA_CALLS:
+        patterns = [rf".* \({status_of(call, answer)}\).* in call \d+, {call}"] * len(lines)
+    else:
+        patterns = [f"qzagent: {pattern}" for pattern in expected_vqm_errors(call, answer, verb)]
+    if len(patterns) != len(lines) or not all(map(re.fullmatch, patterns, lines)):
+        yield f"the errors do not name the cause: {lines[:3]}"
+
+
 def problems_of_causes(call, answer, verb, result):
     """The errors name the call and its answer as their causes."""
-    status = 1 if call in WITHOUT_STATUS and answer != "HBA_STATUS_OK" else STATUSES.index(answer)
+    status = status_of(call, answer)
     causes = [(error["cause"]["function"], error["cause"]["status"]) if "cause" in error else error["text"]
               for error in errors_in(result)]
     if any(cause != (call, status) for cause in causes):
@@ -147,10 +210,12 @@ def problems_of_causes(call, answer, verb, result):
 
 class FaultSweep(unittest.TestCase):
     def sweep(self, calls, answers, verbs):
-        runs = [(call, answer, verb) for call in calls for answer in answers for verb in verbs]
+        self.run_all(check, [(call, answer, verb) for call in calls for answer in answers for verb in verbs])
+
+    def run_all(self, checked, runs):
         self.assertGreater(len(runs), 0)
         with concurrent.futures.ThreadPoolExecutor(2) as pool:
-            for (call, answer, verb), found in zip(runs, pool.map(lambda one: check(*one), runs)):
+            for (call, answer, verb), found in zip(runs, pool.map(lambda one: checked(*one), runs)):
                 with self.subTest(call=call, answer=answer, verb=" ".join(verb)):
                     self.assertEqual([], found)
 
@@ -160,6 +225,11 @@ class FaultSweep(unittest.TestCase):
                 with self.subTest(verb=" ".join(verb)):
                     self.assertEqual(0, run(scenario, verb).returncode)
 
+    def test_both_styles_of_luns_give_the_same_luns(self):
+        document = json.loads(run(SCENARIO, INVENTORY, "--json").stdout)
+        luns = [adapter["ports"][0]["remote_ports"][0]["mapped_luns"] for adapter in document["adapters"]]
+        self.assertEqual(luns, [[0, 300]] * 2)
+
     def test_knows_every_status_of_the_simulator(self):
         source = (ROOT / "simulator/scenario/Statuses.cpp").read_text("utf-8")
         self.assertEqual(set(STATUSES), set(re.findall(r'\{"(HBA_STATUS_[A-Z0-9_]+)"', source)))
@@ -168,8 +238,14 @@ class FaultSweep(unittest.TestCase):
         self.sweep(HBA_CALLS, STATUSES, HBA_VERBS)
 
     def test_every_result_of_every_diagnostic_call_in_every_verb(self):
-        # The layer repeats VQM_InitDiagEnv as long as it answers -1.
         self.sweep(VQM_CALLS, RESULTS, VQM_VERBS)
+
+    def test_an_answer_of_every_call_in_every_verb_that_writes_text(self):
+        for calls, answers, verbs in ((HBA_CALLS, STATUSES, HBA_VERBS), (VQM_CALLS, RESULTS, VQM_VERBS)):
+            pairs = [(call, verb) for call in calls for verb in verbs]
+            # Each pair has another answer, so that all answers occur.
+            self.run_all(check_text, [(call, answers[index % len(answers)], verb)
+                                      for index, (call, verb) in enumerate(pairs)])
 
 
 if __name__ == "__main__":

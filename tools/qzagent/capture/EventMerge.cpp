@@ -123,7 +123,7 @@ bool EventMerge::take(Input& aInput, CaptureItem const& aItem)
     }
     else
     {
-        mHandlers.mOther();
+        mHandlers.mOther(std::get<CaptureOther>(aItem));
     }
     return false;
 }

@@ -24,7 +24,7 @@ public:
     {
         std::function<void(std::string const&)> mDamage;
         std::function<void()> mSection;
-        std::function<void()> mOther;  ///< a packet that is not an event
+        std::function<void(CaptureOther const&)> mOther;  ///< a packet that is not an event
         std::function<void(CaptureLatencies const&)> mLatencies;
     };
 

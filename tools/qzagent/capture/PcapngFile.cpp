@@ -89,6 +89,14 @@ void PcapngFile::checkEnd()
     mRemovedBytes = size - mFile.size();
 }
 
+std::optional<std::string> PcapngFile::repairNote() const
+{
+    return mRemovedBytes == 0
+               ? std::nullopt
+               : std::optional(fmt::format("{}: removed its last {} bytes, a block that was cut",
+                                           mFile.path(), mRemovedBytes));
+}
+
 void PcapngFile::append(qz::Bytes aBlocks)
 {
     std::uint64_t const end = mFile.size();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "agentkit/include/Bytes.h"
@@ -19,8 +20,8 @@ public:
     /// @throws CaptureWriteError when the file cannot be opened, is locked, or is no pcapng file
     explicit PcapngFile(std::string const& aPath);
 
-    /// Number of bytes of a cut block that the constructor removed.
-    std::uint64_t removedBytes() const { return mRemovedBytes; }
+    /// @return that the constructor removed a cut block; none if it did not
+    std::optional<std::string> repairNote() const;
 
     /// Appends whole blocks with one write.
     /// @throws CaptureWriteError when they cannot be written in full. Then the whole blocks among them remain

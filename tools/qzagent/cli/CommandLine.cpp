@@ -31,6 +31,7 @@ namespace qzagent
 namespace
 {
 constexpr char const* helpName = "help";
+constexpr char const* timeoutName = "--timeout";
 
 bool isColoured(Output const& aOutput)
 {
@@ -38,10 +39,13 @@ bool isColoured(Output const& aOutput)
     return aOutput.isTerminal() && understandsEscapes() && (noColour == nullptr || *noColour == '\0');
 }
 
-std::string footer(std::string const& aExamples)
+/// @param aParser the tool or a verb
+std::string footer(std::string const& aExamples, CLI::App const& aParser)
 {
-    std::string text = "Examples:\n" + aExamples +
-                       "\n--json and --trace can be given before or after the verb.\n"
+    bool const hasTimeout = aParser.get_option_no_throw(timeoutName) != nullptr;
+    std::string text = "Examples:\n" + aExamples + "\n" +
+                       (hasTimeout ? "--json, --trace and --timeout" : "--json and --trace") +
+                       " can be given before or after the verb.\n"
                        "qzagent help VERB is the same as qzagent VERB --help.\n\nExit codes:";
     for (ExitCodeEntry const& entry : exitCodes)
     {
@@ -86,10 +90,17 @@ std::string answerTo(CLI::Success const& aRequest, CLI::App const& aParser)
     return text.str();
 }
 
-std::string noVerb(std::string const& aName, std::vector<std::string> aVerbs)
+std::string listOf(std::vector<std::string> const& aVerbs)
 {
-    aVerbs.emplace_back(helpName);
-    return fmt::format("no verb '{}'{}", aName, suggestionFor(aName, aVerbs));
+    return fmt::format("; the verbs are {}", fmt::join(aVerbs, ", "));
+}
+
+std::string noVerb(std::string const& aName, std::vector<std::string> const& aVerbs)
+{
+    std::vector<std::string> candidates = aVerbs;
+    candidates.emplace_back(helpName);
+    std::string const suggestion = suggestionFor(aName, candidates);
+    return fmt::format("no verb '{}'{}", aName, suggestion.empty() ? listOf(aVerbs) : suggestion);
 }
 
 /// Negative numbers and "-", which stands for standard input, are values.
@@ -202,6 +213,8 @@ CommandLine::CommandLine()
     ArgumentList ofAllVerbs(*mParser);
     ofAllVerbs.addFlag("--json", mIsJson, "Print a JSON document instead of text");
     ofAllVerbs.addFlag("--trace", mIsTraced, "Print the library's trace on standard error");
+    addTimeout(ofAllVerbs);
+    mParser->footer([this] { return footer(mExamples, *mParser); });
     mParser->fallthrough();
     mParser->require_subcommand(0, 1);
     mParser->formatter(std::make_shared<HelpFormatter>());
@@ -216,9 +229,8 @@ ArgumentList CommandLine::addVerb(char const* aName, char const* aDescription, c
                                   Verb const& aVerb)
 {
     mExamples += aExamples;
-    mParser->footer(footer(mExamples));
     CLI::App& verb = *mParser->add_subcommand(aName, aDescription);
-    verb.footer(footer(aExamples));
+    verb.footer([&verb, examples = std::string(aExamples)] { return footer(examples, verb); });
     verb.group("Verbs");
     verb.callback([this, aVerb] { mVerb = aVerb; });
     return ArgumentList(verb);
@@ -267,7 +279,11 @@ std::optional<std::string> CommandLine::parseStrictly(std::vector<std::string> c
     }
     if (!mVerb)
     {
-        throw Misuse(fmt::format("no verb given; the verbs are {}", fmt::join(verbNames(), ", ")));
+        throw Misuse("no verb given" + listOf(verbNames()));
+    }
+    if (mTimeout && verb()->get_option_no_throw(timeoutName) == nullptr)
+    {
+        throw Misuse(fmt::format("{} takes no {}", verb()->get_name(), timeoutName));
     }
     return {};
 }
@@ -355,7 +371,7 @@ std::string CommandLine::command() const { return verb() == nullptr ? toolName :
 void CommandLine::addTimeout(ArgumentList& aArguments)
 {
     constexpr unsigned int day = 86400;
-    aArguments.addNumber("--timeout", "S", {1, day}, mTimeout,
+    aArguments.addNumber(timeoutName, "S", {1, day}, mTimeout,
                          "Fail when the verb takes longer than S seconds, 1 to 86400; no limit by default");
 }
 
@@ -366,7 +382,7 @@ std::optional<std::chrono::seconds> CommandLine::timeout() const
 
 std::optional<Answer> CommandLine::run(Report& aReport, Output& aOutput, PartialAnswer& aPartial) const
 {
-    return mVerb({aReport, aOutput, mIsJson, mIsTraced, isColoured(aOutput), aPartial});
+    return mVerb({command(), aReport, aOutput, mIsJson, mIsTraced, isColoured(aOutput), aPartial});
 }
 
 std::vector<std::string> CommandLine::verbNames() const

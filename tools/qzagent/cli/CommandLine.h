@@ -29,6 +29,7 @@ constexpr char const* toolName = "qzagent";
 /// What a verb works with in addition to its own options.
 struct Setting
 {
+    std::string mCommand;  ///< name of the verb
     Report& mReport;
     Output& mOutput;
     bool mIsJson;
@@ -132,7 +133,7 @@ public:
     ArgumentList addVerb(char const* aName, char const* aDescription, char const* aExamples,
                          Verb const& aVerb);
 
-    /// Adds the option --timeout of verbs that call libraries.
+    /// Adds the option --timeout of verbs that call libraries. It may also precede the verb.
     void addTimeout(ArgumentList& aArguments);
 
     /// @return the help or the version if the arguments request it, and then there is no verb to run; none otherwise

@@ -9,6 +9,15 @@ namespace qzagent
 /// Names the step that begins, such as "example-fc-0: target mappings". Thread-safe.
 void setCurrentStep(std::string const& aStep);
 
-/// @return the step that began last; empty before the first. Thread-safe.
-std::string currentStep();
+/// Says that a call of the current step answers HBA_STATUS_ERROR_BUSY and is repeated. Thread-safe.
+/// @param aFunction its name, which is not copied
+void setBusyCall(char const* aFunction);
+
+/// Says what the run is waiting for: the call that has not returned, and the step. Thread-safe.
+/// @return "HBA_OpenAdapter has not returned (STEP)"; between calls, "HBA_OpenAdapter keeps answering
+///         HBA_STATUS_ERROR_BUSY (STEP)" for a busy call, else "in the step: STEP"
+std::string currentPlace();
+
+/// From now on the steps and calls of processes that are forked are those of this process too. Call it once.
+void shareCurrentStep();
 }  // namespace qzagent

@@ -59,7 +59,10 @@ std::string textOf(Failure const& aFailure)
 nlohmann::ordered_json jsonOf(Cause const& aCause)
 {
     nlohmann::ordered_json json{{"call", aCause.mCall}, {"function", aCause.mFunction}};
-    add(json, "status", aCause.mStatus);
+    if (aCause.mStatus)
+    {
+        add(json, "status", *aCause.mStatus);
+    }
     if (aCause.mScsi)
     {
         add(json, "scsi_status", aCause.mScsi->mStatus);

@@ -31,7 +31,7 @@ struct Cause
 {
     std::uint64_t mCall;  ///< number of the call, from 1
     std::string mFunction;
-    NamedNumber mStatus;  ///< its answer
+    std::optional<NamedNumber> mStatus;  ///< its answer; none when it is unknown
     std::optional<ScsiCause> mScsi;
     std::string mText;  ///< all of this for a person
 };

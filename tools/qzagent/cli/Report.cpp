@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <ctime>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -24,8 +26,22 @@ namespace
 constexpr int formatVersion = 2;
 constexpr char const* errorSeverity = "error";
 constexpr char const* noteSeverity = "note";
+constexpr unsigned int mostEqualLines = 3;
 
 std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr))); }
+
+/// @return the cause as JSON, without what differs between equal calls; null without a cause
+nlohmann::ordered_json answerOf(Failure const& aFailure)
+{
+    nlohmann::ordered_json json;
+    if (aFailure.mCause)
+    {
+        json = jsonOf(*aFailure.mCause);
+        json.erase("call");
+        json.erase("text");
+    }
+    return json;
+}
 
 /// @return the parts of the subject, each followed by a colon
 std::string prefixOf(Subject const& aSubject)
@@ -40,6 +56,23 @@ std::string prefixOf(Subject const& aSubject)
     return text;
 }
 }  // namespace
+
+std::string documentText(nlohmann::ordered_json const& aDocument)
+{
+    return aDocument.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+Report::~Report()
+{
+    try
+    {
+        writeLines(endOfRun());
+    }
+    catch (std::bad_alloc const&)
+    {
+        // The failures are in the document.
+    }
+}
 
 void Report::addFailure(Failure const& aFailure, Subject const& aSubject)
 {
@@ -79,7 +112,7 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
     {
         document[name] = std::move(value);
     }
-    return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    return documentText(document);
 }
 
 void Report::add(Message const& aMessage, ExitCode aCode)
@@ -92,10 +125,62 @@ void Report::add(Message const& aMessage, ExitCode aCode)
 
 void Report::write(Message const& aMessage)
 {
+    std::vector<std::string> lines;
+    {
+        std::lock_guard const lock(mMutex);
+        lines = linesFor(aMessage);
+    }
+    writeLines(lines);
+}
+
+/// @return what is to be written on standard error for the message, and for the run that it ends
+std::vector<std::string> Report::linesFor(Message const& aMessage)
+{
+    if (mRun && isSame(mRun->mLast, aMessage))
+    {
+        mRun->mLast = aMessage;
+        ++mRun->mLength;
+        return mRun->mLength > mostEqualLines ? std::vector<std::string>() : std::vector{lineOf(aMessage)};
+    }
+    std::vector<std::string> lines = endOfRun();
+    mRun = aMessage.mFailure ? std::optional(Run{aMessage, 1}) : std::nullopt;
     if (!mHidesNotes || aMessage.mSeverity != noteSeverity)
     {
-        mErrors.writeLine("qzagent: " + lineOf(aMessage));
+        lines.push_back(lineOf(aMessage));
     }
+    return lines;
+}
+
+/// @return the line for the failures of the run that have none of their own
+std::vector<std::string> Report::endOfRun() const
+{
+    if (!mRun || mRun->mLength <= mostEqualLines)
+    {
+        return {};
+    }
+    unsigned int const count = mRun->mLength - mostEqualLines;
+    std::string const last = lineOf(mRun->mLast);
+    return {count == 1 ? last : fmt::format("the same failure {} more times, the last: {}", count, last)};
+}
+
+void Report::writeLines(std::vector<std::string> const& aLines)
+{
+    for (std::string const& line : aLines)
+    {
+        mErrors.writeLine("qzagent: " + line);
+    }
+}
+
+/// @return whether both messages are failures, and differ at most in the subject and the number of the call
+bool Report::isSame(Message const& aMessage, Message const& aOther)
+{
+    if (!aMessage.mFailure || !aOther.mFailure)
+    {
+        return false;
+    }
+    Failure const& failure = *aMessage.mFailure;
+    Failure const& other = *aOther.mFailure;
+    return textOf(failure) == textOf(other) && answerOf(failure) == answerOf(other);
 }
 
 std::string Report::lineOf(Message const& aMessage)

@@ -25,6 +25,9 @@ struct Answer
     std::string mText;
 };
 
+/// @return the document as the tool prints it: with its line end, in printable ASCII whatever the texts contain
+std::string documentText(nlohmann::ordered_json const& aDocument);
+
 /// What a failure concerns. A part is absent if the failure concerns no such thing, or several.
 struct Subject
 {
@@ -34,13 +37,17 @@ struct Subject
     std::optional<std::variant<unsigned int, std::string>> mLun = {};  ///< LUN of the remote port
 };
 
-/// Collects the messages of a run. Each message is also written to standard error as one line when it is added.
+/// Collects the messages of a run. Each message is also written to standard error as one line when it is added. Of more
+/// than three equal failures in a row, such as those of many boards, the later ones are counted in one line.
 /// Thread-safe.
 class Report
 {
 public:
     /// @param aErrors must outlive the report
     explicit Report(ErrorStream& aErrors) : mErrors(aErrors) {}
+    ~Report();
+    Report(Report const&) = delete;
+    Report& operator=(Report const&) = delete;
 
     /// Adds the message of an exception.
     void addFailure(Failure const& aFailure, Subject const& aSubject = {});
@@ -83,12 +90,24 @@ private:
     };
 
     void add(Message const& aMessage, ExitCode aCode);
+    /// Equal failures in a row.
+    struct Run
+    {
+        Message mLast;
+        unsigned int mLength;
+    };
+
     void write(Message const& aMessage);
+    std::vector<std::string> linesFor(Message const& aMessage);
+    std::vector<std::string> endOfRun() const;
+    void writeLines(std::vector<std::string> const& aLines);
+    static bool isSame(Message const& aMessage, Message const& aOther);
     static std::string lineOf(Message const& aMessage);
     static nlohmann::ordered_json jsonOf(Message const& aMessage);
 
     ErrorStream& mErrors;
-    mutable std::mutex mMutex;  ///< of the messages
+    mutable std::mutex mMutex;  ///< of the messages and of the run
+    std::optional<Run> mRun;    ///< none when the last message is not a failure
     std::vector<Message> mMessages;
     std::atomic<ExitCode> mExitCode = ExitCode::success;
     bool mHidesNotes = false;

@@ -2,9 +2,11 @@
 /// Tables for the terminal.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
+struct libscols_column;
 struct libscols_line;
 struct libscols_table;
 
@@ -19,7 +21,9 @@ public:
         left,
         right,
         wrapped,  ///< left, and wrapped to several lines when it is too wide
-        tree      ///< left, after lines that connect it with its parent row
+        words,  ///< as wrapped, but after a comma, else at a blank, if a word is not wider than the column. Only for the
+        ///< last column
+        tree  ///< left, after lines that connect it with its parent row
     };
 
     struct Column
@@ -60,9 +64,14 @@ public:
 
     /// @return the table as text
     /// @throws std::bad_alloc when memory is exhausted, as do all methods
-    std::string text() const;
+    std::string text();
 
 private:
+    std::string print() const;
+    void wrapWords(std::size_t aWidth);
+
     libscols_table* mTable;
+    libscols_column* mWords = nullptr;  ///< the column that is wrapped between words
+    std::vector<std::size_t> mWidths;   ///< of the widest text in each column
 };
 }  // namespace qzagent

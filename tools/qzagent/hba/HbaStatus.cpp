@@ -11,6 +11,7 @@ namespace qzagent
 {
 namespace
 {
+// The simulator has its own table. A wrong name in a shared table would be wrong in both, and no test would find it.
 constexpr char const* hbaStatusNames[] = {
     "HBA_STATUS_OK",
     "HBA_STATUS_ERROR",
@@ -98,8 +99,10 @@ std::string errnoName(unsigned int aNumber)
 
 NamedNumber statusOf(std::string_view aFunction, HBA_STATUS aStatus)
 {
-    return {aStatus, canReturn(aFunction, aStatus) ? hbaStatusNames[aStatus] : errnoName(aStatus)};
+    return canReturn(aFunction, aStatus) ? NamedNumber{aStatus, hbaStatusNames[aStatus]} : errnoOf(aStatus);
 }
+
+NamedNumber errnoOf(unsigned int aNumber) { return {aNumber, errnoName(aNumber)}; }
 
 std::string statusText(NamedNumber const& aStatus)
 {

@@ -18,6 +18,9 @@ namespace qzagent
 /// @return the status with its name, or with the name of the errno value such as "EACCES"
 NamedNumber statusOf(std::string_view aFunction, HBA_STATUS aStatus);
 
+/// @return the number as an errno value, with a name such as "ENOENT"
+NamedNumber errnoOf(unsigned int aNumber);
+
 /// @return such as "HBA_STATUS_ERROR_BUSY (10)" or "errno EACCES (13), Permission denied"
 std::string statusText(NamedNumber const& aStatus);
 }  // namespace qzagent

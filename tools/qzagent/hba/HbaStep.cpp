@@ -42,6 +42,11 @@ std::string_view commandOf(std::string_view aFunction)
     return {};
 }
 
+std::string textOfCall(Cause const& aCause)
+{
+    return fmt::format("{} in call {}, {}", statusText(*aCause.mStatus), aCause.mCall, aCause.mFunction);
+}
+
 Cause causeOf(qz::HbaCall const& aCall)
 {
     Cause cause{aCall.mNumber, aCall.mFunction, statusOf(aCall.mFunction, aCall.mStatus), {}, {}};
@@ -50,7 +55,7 @@ Cause causeOf(qz::HbaCall const& aCall)
         cause.mScsi = scsiCauseOf(*aCall.mScsiStatus, aCall.mSense.data(), aCall.mSenseSize);
         cause.mText = fmt::format("{}: {}; ", commandOf(aCall.mFunction), textOf(*cause.mScsi));
     }
-    cause.mText += fmt::format("{} in call {}, {}", statusText(cause.mStatus), cause.mCall, cause.mFunction);
+    cause.mText += textOfCall(cause);
     return cause;
 }
 }  // namespace
@@ -64,5 +69,13 @@ Failure HbaStep::failureOf(std::exception const& aException) const
         failure.mCause = causeOf(last);
     }
     return failure;
+}
+
+Cause withErrno(Cause const& aCause)
+{
+    Cause cause = aCause;
+    cause.mStatus = errnoOf(aCause.mStatus->mNumber);
+    cause.mText = textOfCall(cause);
+    return cause;
 }
 }  // namespace qzagent

@@ -21,4 +21,7 @@ public:
 private:
     std::uint64_t const mCallsBefore = qz::lastHbaCall().mNumber;
 };
+
+/// @return the cause, with its status read as an errno value
+Cause withErrno(Cause const& aCause);
 }  // namespace qzagent

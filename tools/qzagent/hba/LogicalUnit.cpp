@@ -21,16 +21,28 @@ namespace
 constexpr std::size_t inquirySize = 36;
 constexpr std::size_t capacitySize = 8;
 
-/// @param aFunction name of a function that answered with the status
-/// @return whether the HBA library supports the function
+/// Calls a function that sends a SCSI command, and calls it once more if that is worthwhile.
+/// @param aFunction name of the function
+/// @param aSend     calls the function with the buffer for the sense data and its size
 /// @throws QZCHbaapiEx if the function failed
-bool isSupported(char const* aFunction, HBA_STATUS aStatus)
+template <typename Send>
+void send(char const* aFunction, ScsiAnswer& aAnswer, Send aSend)
 {
-    if (aStatus != HBA_STATUS_OK && aStatus != HBA_STATUS_ERROR_NOT_SUPPORTED)
+    auto const sendOnce = [&]
+    {
+        SenseBuffer sense{};
+        aAnswer.clear();
+        return aSend(sense.data(), static_cast<HBA_UINT32>(sense.size()));
+    };
+    HBA_STATUS status = sendOnce();
+    if (mayBeRepeated(status))
+    {
+        status = sendOnce();
+    }
+    if (status != HBA_STATUS_OK)
     {
         failCommand(fmt::format("{} method failed", aFunction));
     }
-    return aStatus == HBA_STATUS_OK;
 }
 
 /// @throws QZCHbaapiEx if the library wrote less than the whole buffer. Some libraries fill it with zeros first
@@ -94,16 +106,15 @@ std::string textOfSize(std::uint64_t aBytes)
 }
 }  // namespace
 
-std::optional<Fields> inquire(LunAddress const& aLun)
+Fields inquire(LunAddress const& aLun)
 {
     ScsiAnswer answer("INQUIRY", inquirySize);
-    SenseBuffer sense{};
-    if (!isSupported("HBA_SendScsiInquiry",
-                     HBA_SendScsiInquiry(aLun.mAdapter, aLun.mPort.hbaWwn(), aLun.mFcpLun, 0, 0,
-                                         answer.buffer(), inquirySize, sense.data(), sense.size())))
-    {
-        return {};
-    }
+    send("HBA_SendScsiInquiry", answer,
+         [&](void* aSense, HBA_UINT32 aSenseSize)
+         {
+             return HBA_SendScsiInquiry(aLun.mAdapter, aLun.mPort.hbaWwn(), aLun.mFcpLun, 0, 0,
+                                        answer.buffer(), inquirySize, aSense, aSenseSize);
+         });
     expectFull(answer);
     answer.expectWhole(additionalLength + 1U + answer.bytes()[additionalLength], inquirySize);
     Fields fields{{"device_type", fmt::format("0x{:02x}", answer.bytes()[0] & 0x1fU)}};
@@ -113,16 +124,15 @@ std::optional<Fields> inquire(LunAddress const& aLun)
     return fields;
 }
 
-std::optional<Fields> readCapacity(LunAddress const& aLun, std::string const& aDevice)
+Fields readCapacity(LunAddress const& aLun, std::string const& aDevice)
 {
     ScsiAnswer answer("READ CAPACITY", capacitySize);
-    SenseBuffer sense{};
-    if (!isSupported("HBA_SendReadCapacity",
-                     HBA_SendReadCapacity(aLun.mAdapter, aLun.mPort.hbaWwn(), aLun.mFcpLun, answer.buffer(),
-                                          capacitySize, sense.data(), sense.size())))
-    {
-        return {};
-    }
+    send("HBA_SendReadCapacity", answer,
+         [&](void* aSense, HBA_UINT32 aSenseSize)
+         {
+             return HBA_SendReadCapacity(aLun.mAdapter, aLun.mPort.hbaWwn(), aLun.mFcpLun, answer.buffer(),
+                                         capacitySize, aSense, aSenseSize);
+         });
     expectFull(answer);
     std::uint64_t const blockSize = answer.number(sizeof(std::uint32_t));
     if (blockSize == 0)

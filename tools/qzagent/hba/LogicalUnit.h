@@ -3,7 +3,6 @@
 #pragma once
 
 #include <ctime>
-#include <optional>
 #include <string>
 
 #include <hbaapi.h>
@@ -21,18 +20,19 @@ struct LunAddress
     HBA_UINT64 mFcpLun;  ///< as the HBA library wrote it in a target mapping
 };
 
+// A command that ends with CHECK CONDITION or that the HBA library answers with "busy" is sent once more.
+
 /// Sends INQUIRY.
-/// @return the fields device_type, vendor, product and revision; none if the HBA library does not support the call
+/// @return the fields device_type, vendor, product and revision
 /// @throws QZCHbaapiEx, code 802
-std::optional<Fields> inquire(LunAddress const& aLun);
+Fields inquire(LunAddress const& aLun);
 
 /// Sends READ CAPACITY.
 /// @param aDevice the device of the LUN in the operating system. The answer has no room for 2^32 blocks; the size of the
 ///                device replaces it if the device is known
-/// @return the fields block_size_bytes, and capacity_bytes or capacity_at_least_bytes; none if the HBA library does not
-///         support the call
+/// @return the fields block_size_bytes, and capacity_bytes or capacity_at_least_bytes
 /// @throws QZCHbaapiEx, code 802
-std::optional<Fields> readCapacity(LunAddress const& aLun, std::string const& aDevice);
+Fields readCapacity(LunAddress const& aLun, std::string const& aDevice);
 
 /// @param aUnit the fields of inquire()
 /// @return whether the LUN has blocks, so that it answers READ CAPACITY; true if its type is unknown

@@ -4,7 +4,6 @@
 #include <iterator>
 #include <string>
 #include <variant>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -22,13 +21,6 @@ constexpr unsigned int flatSpace = 0x40;
 bool hasOneLevel(unsigned char const* aBytes)
 {
     return std::all_of(aBytes + 2, aBytes + lunSize, [](unsigned char aByte) { return aByte == 0; });
-}
-
-bool follows(Lun const& aLun, Lun const& aOther)
-{
-    auto const* const number = std::get_if<unsigned int>(&aLun);
-    auto const* const other = std::get_if<unsigned int>(&aOther);
-    return number != nullptr && other != nullptr && *number == *other + 1;
 }
 
 std::string numberOf(Lun const& aLun)
@@ -102,25 +94,19 @@ Luns lunsIn(qz::LunReport const& aReport)
     return luns;
 }
 
+bool follows(Lun const& aLun, Lun const& aOther)
+{
+    auto const* const number = std::get_if<unsigned int>(&aLun);
+    auto const* const other = std::get_if<unsigned int>(&aOther);
+    return number != nullptr && other != nullptr && *number == *other + 1;
+}
+
 Luns without(Luns const& aLuns, Luns const& aOthers)
 {
     Luns difference;
     std::set_difference(aLuns.begin(), aLuns.end(), aOthers.begin(), aOthers.end(),
                         std::inserter(difference, difference.end()));
     return difference;
-}
-
-std::string textOf(std::vector<std::string> const& aTexts)
-{
-    ShortList list;
-    for (auto text = aTexts.begin(); text != aTexts.end(); ++text)
-    {
-        if (!list.add(*text))
-        {
-            return list.textWithout(std::distance(text, aTexts.end()));
-        }
-    }
-    return list.text();
 }
 
 std::string textOf(Luns const& aLuns)

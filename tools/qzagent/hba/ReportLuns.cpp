@@ -41,11 +41,6 @@ void expectWhole(ScsiAnswer const& aAnswer, std::size_t aSize)
         aAnswer.expectWhole(found, aSize);
     }
 }
-
-bool mayBeRepeated(HBA_STATUS aStatus)
-{
-    return aStatus == HBA_STATUS_SCSI_CHECK_CONDITION || aStatus == HBA_STATUS_ERROR_BUSY;
-}
 }  // namespace
 
 LunQuery::LunQuery() : mAnswer(command, reportHeaderSize + mostLunsOfLayer * lunSize) {}

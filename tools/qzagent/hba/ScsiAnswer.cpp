@@ -24,6 +24,11 @@ unsigned char unwrittenAt(std::size_t aOffset) { return unwritten[aOffset % unwr
 
 void failCommand(std::string const& aText) { throw QZCHbaapiEx(aText.c_str(), 802); }
 
+bool mayBeRepeated(HBA_STATUS aStatus)
+{
+    return aStatus == HBA_STATUS_SCSI_CHECK_CONDITION || aStatus == HBA_STATUS_ERROR_BUSY;
+}
+
 ScsiAnswer::ScsiAnswer(char const* aCommand, std::size_t aSize)
     : mCommand(aCommand), mBlock(std::malloc(aSize)), mSize(aSize)
 {

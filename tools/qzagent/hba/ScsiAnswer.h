@@ -22,6 +22,10 @@ using SenseBuffer = std::array<unsigned char, 252>;
 /// @throws QZCHbaapiEx with the text, code 802
 [[noreturn]] void failCommand(std::string const& aText);
 
+/// @return whether a SCSI command that the library answered with the status is worth repeating. A busy device may answer
+///         the next command, and a device reports a unit attention, such as a reset, once
+bool mayBeRepeated(HBA_STATUS aStatus);
+
 /// A buffer for the answer to a SCSI command. An HBA library may return HBA_STATUS_OK without an answer, or with the
 /// beginning of one. The buffer is filled with bytes that no answer has, so the part that the library did not write is
 /// recognised. The methods that fail throw QZCHbaapiEx, code 802.

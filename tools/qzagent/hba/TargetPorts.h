@@ -2,7 +2,6 @@
 /// The target ports in the target mappings of an adapter.
 #pragma once
 
-#include <chrono>
 #include <ctime>
 #include <set>
 
@@ -13,12 +12,9 @@
 
 namespace qzagent
 {
-/// @return the target mappings. A busy adapter is queried for five seconds
+/// @return the target mappings. A busy adapter is queried for five seconds, and is the current place meanwhile
 /// @throws as qz::Adapter::targetMappings() with a deadline
-inline qz::TargetMappings targetMappingsOf(qz::Adapter& aAdapter)
-{
-    return aAdapter.targetMappings(std::chrono::steady_clock::now() + std::chrono::seconds(5));
-}
+qz::TargetMappings targetMappingsOf(qz::Adapter& aAdapter);
 
 using PortNames = std::set<qz::Wwn>;
 

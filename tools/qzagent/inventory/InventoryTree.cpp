@@ -13,6 +13,7 @@
 #include "tools/qzagent/hba/LogicalUnit.h"
 #include "tools/qzagent/hba/Lun.h"
 #include "tools/qzagent/hba/PortStates.h"
+#include "tools/qzagent/inventory/DeviceRanges.h"
 #include "tools/qzagent/inventory/FoundAdapter.h"
 
 namespace qzagent
@@ -25,8 +26,7 @@ class Tree
 {
 public:
     Tree(bool aHasHeading, bool aHasUnits, bool aColoured)
-        : mHasUnits(aHasUnits),
-          mTable({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured)
+        : mHasUnits(aHasUnits), mTable({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::words}}, aColoured)
     {
         if (!aHasHeading)
         {
@@ -49,7 +49,7 @@ public:
         add(aAdapter.mRemotePorts, row);
     }
 
-    std::string text() const { return mTable.text(); }
+    std::string text() { return mTable.text(); }
 
 private:
     void add(std::size_t aIndex, Port const& aPort, Table::Row aParent)
@@ -95,17 +95,10 @@ private:
 
     void addDevices(std::vector<MappedLun> const& aMapped, Table::Row aParent)
     {
-        std::vector<std::string> devices;
-        for (MappedLun const& lun : aMapped)
-        {
-            if (!lun.mDevice.empty())
-            {
-                devices.push_back(lun.mDevice);
-            }
-        }
+        std::string const devices = textOfDevices(aMapped);
         if (!devices.empty())
         {
-            addRow("os devices", textOf(devices), aParent);
+            addRow("os devices", devices, aParent);
         }
     }
 

@@ -19,6 +19,7 @@
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/Wwn.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
+#include "tools/qzagent/capture/DocumentRecording.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/Failure.h"
@@ -112,12 +113,29 @@ Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
     return targets;
 }
 
-/// A command to LUNs.
+/// A failure that has not been reported.
+struct Refusal
+{
+    MappedLun* mLun;
+    Failure mFailure;
+    Subject mSubject;
+};
+
+/// A command to the LUNs of an adapter. The status HBA_STATUS_ERROR_NOT_SUPPORTED is also the errno value ENOENT, which
+/// libhbalinux2 returns if the device file of a LUN is missing. It means that the HBA library does not support the command
+/// unless the library has sent the command to another LUN.
 struct LunCommand
 {
     char const* mName;
-    bool mIsSupported = true;
+    bool mIsSupported = false;
+    std::vector<Refusal> mRefusals = {};  ///< answers with that status while nothing shows what it means
 };
+
+bool isRefusal(Failure const& aFailure)
+{
+    return aFailure.mCause && aFailure.mCause->mStatus &&
+           aFailure.mCause->mStatus->mNumber == HBA_STATUS_ERROR_NOT_SUPPORTED;
+}
 
 class Surveyor
 {
@@ -194,6 +212,7 @@ private:
             {
                 RemotePort& asked = target;
                 attempt(asked.mFailures, [&] { readLuns(aOpened, asked); }, {{}, {}, name.text()});
+                noteMissingLun0(asked);
             }
         }
         if (mDepth >= Depth::units)
@@ -202,6 +221,8 @@ private:
             {
                 readUnits(aOpened.handle(), target);
             }
+            noteUnlessSupported(mInquiry);
+            noteUnlessSupported(mReadCapacity);
         }
         place(std::move(targets));
     }
@@ -217,6 +238,22 @@ private:
                 fmt::format("{}: {}: the target reports {} LUNs, more than the library accepts ({}); the "
                             "tool requested the list itself",
                             mFound.mName, aTarget.mName.text(), luns.size(), mostLunsOfLayer));
+        }
+    }
+
+    /// The HBA API leaves it to the HBA library to which LUN of a target it sends REPORT LUNS.
+    void noteMissingLun0(RemotePort const& aTarget)
+    {
+        auto const& luns = aTarget.mLuns->mMapped;
+        bool const isMissing =
+            std::none_of(luns.begin(), luns.end(),
+                         [](MappedLun const& aLun) { return aLun.mLun == Lun(0U) || aLun.mFcpLun == 0; });
+        if (isMissing && !aTarget.mLuns->mReported)
+        {
+            mReport.addNote(
+                fmt::format("{}: {}: the adapter maps no LUN 0 of the target, and some HBA libraries send "
+                            "REPORT LUNS only to LUN 0",
+                            mFound.mName, aTarget.mName.text()));
         }
     }
 
@@ -242,27 +279,39 @@ private:
         }
     }
 
-    /// Adds the fields that a command returns to the LUN. A command that the HBA library does not support is noted once
-    /// and not repeated.
+    /// Adds the fields that a command returns to the LUN.
     template <typename Send>
     void attemptCommand(LunCommand& aCommand, MappedLun& aLun, Subject const& aSubject, Send aSend)
     {
-        if (!aCommand.mIsSupported)
-        {
-            return;
-        }
         setStep(std::string(aCommand.mName) + " to " + *aSubject.mRemotePort);
-        auto const send = [&]
+        std::optional<Failure> failure = failureOf([&] { aLun.mUnit.update(aSend()); });
+        bool const isRefused = failure && isRefusal(*failure);
+        aCommand.mIsSupported = aCommand.mIsSupported || !failure || (failure->mCause && !isRefused);
+        if (isRefused)
         {
-            std::optional<Fields> const fields = aSend();
-            aCommand.mIsSupported = fields.has_value();
-            if (fields)
-            {
-                aLun.mUnit.update(*fields);
-            }
-        };
-        attempt(aLun.mFailures, send, aSubject);
-        if (!aCommand.mIsSupported)
+            aCommand.mRefusals.push_back({&aLun, std::move(*failure), aSubject});
+            failure.reset();
+        }
+        if (aCommand.mIsSupported)
+        {
+            reportRefusals(aCommand);
+        }
+        addFailure(aLun.mFailures, std::move(failure), aSubject);
+    }
+
+    void reportRefusals(LunCommand& aCommand)
+    {
+        for (Refusal& refusal : aCommand.mRefusals)
+        {
+            refusal.mFailure.mCause = withErrno(*refusal.mFailure.mCause);
+            addFailure(refusal.mLun->mFailures, std::move(refusal.mFailure), refusal.mSubject);
+        }
+        aCommand.mRefusals.clear();
+    }
+
+    void noteUnlessSupported(LunCommand const& aCommand)
+    {
+        if (!aCommand.mRefusals.empty())
         {
             mReport.addNote(
                 fmt::format("{}: {} failed with status 2: the HBA library does not support the command, or a "
@@ -314,17 +363,34 @@ private:
     template <typename Action>
     void attempt(std::vector<Failure>& aFailures, Action aAction, Subject const& aSubject = {})
     {
+        addFailure(aFailures, failureOf(aAction), aSubject);
+    }
+
+    /// @return the failure of an action, if it fails
+    template <typename Action>
+    static std::optional<Failure> failureOf(Action aAction)
+    {
         HbaStep const step;
         try
         {
             aAction();
+            return {};
         }
         catch (std::exception const& exception)
         {
-            aFailures.push_back(step.failureOf(exception));
+            return step.failureOf(exception);
+        }
+    }
+
+    /// Reports a failure, if there is one, and adds it to the list.
+    void addFailure(std::vector<Failure>& aFailures, std::optional<Failure> aFailure, Subject const& aSubject)
+    {
+        if (aFailure)
+        {
             Subject subject = aSubject;
             subject.mAdapter = mFound.mName;
-            mReport.addFailure(aFailures.back(), subject);
+            mReport.addFailure(*aFailure, subject);
+            aFailures.push_back(std::move(*aFailure));
         }
     }
 
@@ -338,8 +404,17 @@ private:
 };
 }  // namespace
 
-Answer survey(Setting const& aSetting, std::optional<std::string> const& aWanted, Depth aDepth,
-              AdapterJson aJson, AdaptersText aText)
+void addOptions(CommandLine& aCommandLine, ArgumentList& aArguments, SurveyOptions& aOptions)
+{
+    aArguments.addText("--adapter", "ADAPTER", aOptions.mAdapter,
+                       "Show only this adapter: its name or index, or the WWN of its node or of a port");
+    aArguments.addText("--output", "FILE", aOptions.mOutput,
+                       "Also append the JSON document to this pcapng capture, or create it");
+    aCommandLine.addTimeout(aArguments);
+}
+
+Answer survey(Setting const& aSetting, SurveyOptions const& aOptions, Depth aDepth, AdapterJson aJson,
+              AdaptersText aText)
 {
     auto const keys = [aJson](std::vector<FoundAdapter> const& aAdapters)
     {
@@ -347,17 +422,24 @@ Answer survey(Setting const& aSetting, std::optional<std::string> const& aWanted
         std::transform(aAdapters.begin(), aAdapters.end(), std::back_inserter(list), aJson);
         return nlohmann::ordered_json::object({{"adapters", std::move(list)}});
     };
+    DocumentRecording recording(aSetting, aOptions.mOutput);
+    if (!recording.isPossible())
+    {
+        return {keys({}), {}};
+    }
     GradualAnswer<FoundAdapter> found(aSetting, keys, std::move(aText));
     Report& report = aSetting.mReport;
     // The trace already shows each step.
     Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
-    visitAdapters(report, aWanted,
+    visitAdapters(report, aOptions.mAdapter,
                   [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
                   {
                       FoundAdapter adapter{aIndex, aName, {}, {}, {}, {}};
                       Surveyor(aApi, aDepth, report, progress, adapter).survey();
                       found.add(std::move(adapter));
                   });
-    return found.rest();
+    Answer answer = found.rest();
+    recording.finish([&] { return keys(found.items()); });
+    return answer;
 }
 }  // namespace qzagent

@@ -23,6 +23,16 @@ enum class Depth
     units,     ///< what the mapped LUNs answer to INQUIRY and READ CAPACITY
 };
 
+struct SurveyOptions
+{
+    std::optional<std::string> mAdapter;  ///< name, index, or WWN of a port or node; none for all adapters
+    std::optional<std::string>
+        mOutput;  ///< the capture to which the document is appended; none for no capture
+};
+
+/// Adds the options --adapter, --output and --timeout.
+void addOptions(CommandLine& aCommandLine, ArgumentList& aArguments, SurveyOptions& aOptions);
+
 using AdapterJson = nlohmann::ordered_json (*)(FoundAdapter const&);
 
 /// Takes all adapters and the index of the first one to show.
@@ -30,9 +40,8 @@ using AdaptersText = GradualAnswer<FoundAdapter>::Text;
 
 /// Opens, refreshes, queries and closes each wanted adapter in turn. Failures are reported, and are also recorded in
 /// the part of the inventory that they concern.
-/// @param aWanted name, index, or WWN of a port or node of the adapter; none for all adapters
-/// @param aJson   returns an element of the key `adapters`
+/// @param aJson returns an element of the key `adapters`
 /// @return the result of the verb, as GradualAnswer makes it
-Answer survey(Setting const& aSetting, std::optional<std::string> const& aWanted, Depth aDepth,
-              AdapterJson aJson, AdaptersText aText);
+Answer survey(Setting const& aSetting, SurveyOptions const& aOptions, Depth aDepth, AdapterJson aJson,
+              AdaptersText aText);
 }  // namespace qzagent

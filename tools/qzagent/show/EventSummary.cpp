@@ -51,7 +51,7 @@ void EventSummary::take(CaptureEvent const& aEvent)
 
 Answer EventSummary::answer(bool aIsColoured) const
 {
-    return {json(), totals(aIsColoured) + table(aIsColoured)};
+    return {json(), totals(aIsColoured) + table(aIsColoured) + documentTable(aIsColoured)};
 }
 
 EventSummary::Counts& EventSummary::countsOf(EventOrigin const& aOrigin)
@@ -135,6 +135,10 @@ nlohmann::ordered_json EventSummary::json() const
             }
             keys["counts"].push_back(count);
         });
+    for (auto const& [name, size] : mDocuments)
+    {
+        keys["documents"].push_back({{"name", name}, {"size_bytes", size}});
+    }
     return keys;
 }
 
@@ -178,6 +182,20 @@ std::string EventSummary::table(bool aIsColoured) const
                           aBoard ? std::to_string(*aBoard) : std::string("-"), std::to_string(aCategory),
                           std::to_string(aCount), rate ? fmt::format("{:.1f}", *rate) : std::string("-")});
         });
+    return "\n" + table.text();
+}
+
+std::string EventSummary::documentTable(bool aIsColoured) const
+{
+    if (mDocuments.empty())
+    {
+        return {};
+    }
+    Table table({{"DOCUMENT", Table::Fit::left}, {"SIZE", Table::Fit::right}}, aIsColoured);
+    for (auto const& [name, size] : mDocuments)
+    {
+        table.addRow({name, fmt::format("{} bytes", size)});
+    }
     return "\n" + table.text();
 }
 }  // namespace qzagent

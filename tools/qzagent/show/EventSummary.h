@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -26,6 +27,8 @@ public:
 
     /// Counts a section.
     void addSection() { ++mSections; }
+
+    void addDocument(std::string const& aName, std::size_t aSize) { mDocuments.emplace_back(aName, aSize); }
 
     Answer answer(bool aIsColoured) const;
 
@@ -48,9 +51,11 @@ private:
     nlohmann::ordered_json json() const;
     std::string totals(bool aIsColoured) const;
     std::string table(bool aIsColoured) const;
+    std::string documentTable(bool aIsColoured) const;
 
     std::map<Source, Counts> mCounts;
-    std::pair<Source const, Counts>* mLast = nullptr;  ///< the counts of the last event
+    std::pair<Source const, Counts>* mLast = nullptr;             ///< the counts of the last event
+    std::vector<std::pair<std::string, std::size_t>> mDocuments;  ///< names and sizes in bytes
     std::uint64_t mSections = 0;
     std::uint64_t mEvents = 0;
     std::uint64_t mDropped = 0;

@@ -78,6 +78,8 @@ void addOptions(ArgumentList& aArguments, ShowOptions& aOptions)
     aArguments.addFlag("--follow", aOptions.mCapture.mIsFollowed,
                        "Wait for events that are appended, until SIGINT");
     aArguments.addFlag("--summary", aOptions.mIsSummary, "Count the events instead of showing them");
+    aArguments.addText("--document", "NAME", aOptions.mDocument,
+                       "Show this document of a bundle instead of events; --summary lists the documents");
     aArguments.addFlag("--hex", aOptions.mHasDump, "Show the payload of each event as a hexadecimal dump");
     aArguments.addParsed("--time", "STYLE", &styleNamed, "utc, local or relative", aOptions.mTimes,
                          "Show times in utc, local or relative to the first event; utc by default");

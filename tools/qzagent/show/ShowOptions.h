@@ -21,6 +21,7 @@ struct ShowOptions
     EventFilter mFilter;
     std::optional<std::size_t> mLast;  ///< none for all events
     bool mIsSummary = false;
+    std::optional<std::string> mDocument;  ///< name of the document to show; none to show events
     bool mHasDump = false;
     TimeText::Style mTimes = TimeText::Style::utc;
 };

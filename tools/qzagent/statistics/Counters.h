@@ -18,7 +18,8 @@ struct Counter
     HBA_INT64 HBA_PORTSTATISTICS::*mField;
 };
 
-/// The counters in the order of the HBA API.
+/// The counters in the order of the HBA API. The simulator has its own table: a wrong name or field in a shared table would
+/// be wrong in both, and no test would find it.
 constexpr std::array<Counter, 15> counters{{
     {"seconds_since_last_reset", &HBA_PORTSTATISTICS::SecondsSinceLastReset},
     {"tx_frames", &HBA_PORTSTATISTICS::TxFrames},
@@ -37,14 +38,16 @@ constexpr std::array<Counter, 15> counters{{
     {"invalid_crc_count", &HBA_PORTSTATISTICS::InvalidCRCCount},
 }};
 
-/// Indexes of counters that have a column of their own. The counters from firstError on are errors and link events.
+/// Indexes of counters that have a column of their own. The counters from firstEvent on are events of the loop or link,
+/// and those from firstError on are errors.
 /// @{
 constexpr std::size_t secondsSinceReset = 0;
 constexpr std::size_t txFrames = 1;
 constexpr std::size_t txWords = 2;
 constexpr std::size_t rxFrames = 3;
 constexpr std::size_t rxWords = 4;
-constexpr std::size_t firstError = 5;
+constexpr std::size_t firstEvent = 5;
+constexpr std::size_t firstError = 7;
 /// @}
 
 /// The values of the counters; none for a counter that the port does not offer.

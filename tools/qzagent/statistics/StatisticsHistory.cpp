@@ -81,7 +81,8 @@ StatisticsInterval StatisticsHistory::add(StatisticsLook const& aLook)
             }
             else
             {
-                ofAdapter.mPorts.push_back({port.mIndex, port.mName, aLook.mTime - known.mTime, {}});
+                ofAdapter.mPorts.push_back(
+                    {port.mIndex, port.mName, aLook.mTime - known.mTime, {}, port.mIsOffered});
                 if (known.mCounts && port.mCounts)
                 {
                     ofAdapter.mPorts.back().mDifferences = differencesOf(*known.mCounts, *port.mCounts);

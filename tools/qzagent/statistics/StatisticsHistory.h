@@ -37,6 +37,7 @@ struct PortInterval
     qz::Wwn mName;
     std::chrono::duration<double> mLength;    ///< time since the counters were last read
     std::optional<Differences> mDifferences;  ///< none when the counters are unavailable
+    bool mIsOffered;                          ///< whether the port offers counters
 
     bool isReset() const;
 

@@ -1,5 +1,6 @@
 #include "tools/qzagent/statistics/StatisticsLook.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -34,7 +35,8 @@ namespace
 {
 constexpr unsigned int failedCallCode = 802;
 
-Counts countsOfPort(qz::Adapter& aAdapter, unsigned int aIndex, qz::Wwn const& aName)
+/// Sets the counters, or that the port offers none.
+void readCounts(qz::Adapter& aAdapter, unsigned int aIndex, PortStatistics& aPort)
 {
     HBA_PORTSTATISTICS statistics{};
     // A library that answers OK without an answer must not look like a port that counted nothing.
@@ -42,13 +44,38 @@ Counts countsOfPort(qz::Adapter& aAdapter, unsigned int aIndex, qz::Wwn const& a
     {
         statistics.*counter.mField = -1;
     }
-    if (HBA_GetPortStatistics(aAdapter.handle(), aIndex, &statistics) != HBA_STATUS_OK)
+    HBA_STATUS const status = HBA_GetPortStatistics(aAdapter.handle(), aIndex, &statistics);
+    aPort.mIsOffered = status != HBA_STATUS_ERROR_NOT_SUPPORTED;
+    if (status == HBA_STATUS_OK)
+    {
+        aPort.mCounts = countsOf(statistics);
+    }
+    else if (aPort.mIsOffered)
     {
         throw QZCHbaapiEx(
-            fmt::format("HBA_GetPortStatistics method failed for port {}", aName.text()).c_str(),
+            fmt::format("HBA_GetPortStatistics method failed for port {}", aPort.mName.text()).c_str(),
             failedCallCode);
     }
-    return countsOf(statistics);
+}
+
+/// Adds a note for each port that offers no counters; only one if this applies to all ports.
+void noteMissing(AdapterStatistics const& aAdapter, Report& aReport)
+{
+    std::vector<PortStatistics> const ports = aAdapter.mPorts.value_or(std::vector<PortStatistics>());
+    auto const isMissing = [](PortStatistics const& aPort) { return !aPort.mIsOffered; };
+    if (aAdapter.mIsComplete && !ports.empty() && std::all_of(ports.begin(), ports.end(), isMissing))
+    {
+        aReport.addNote(aAdapter.mName + ": the adapter does not offer port statistics");
+        return;
+    }
+    for (PortStatistics const& port : ports)
+    {
+        if (isMissing(port))
+        {
+            aReport.addNote(
+                fmt::format("{}: port {} does not offer port statistics", aAdapter.mName, port.mIndex));
+        }
+    }
 }
 
 /// Reads the ports up to the first whose attributes are unavailable.
@@ -64,7 +91,7 @@ void readPorts(qz::HbaApi& aApi, AdapterStatistics& aAdapter, Report& aReport)
         HbaStep const step;
         try
         {
-            port.mCounts = countsOfPort(opened, i, port.mName);
+            readCounts(opened, i, port);
         }
         catch (std::exception const& exception)
         {
@@ -130,7 +157,7 @@ LookJson bytesOfPort(PortStatistics const& aPort)
             counts.push_back(count ? LookJson(*count) : LookJson());
         }
     }
-    return {aPort.mIndex, aPort.mName.text(), counts};
+    return {aPort.mIndex, aPort.mName.text(), counts, aPort.mIsOffered};
 }
 
 PortStatistics portIn(LookJson const& aJson)
@@ -140,7 +167,7 @@ PortStatistics portIn(LookJson const& aJson)
     {
         throw std::runtime_error(invalidAnswer);
     }
-    PortStatistics port{indexIn(aJson.at(0)), *name, {}};
+    PortStatistics port{indexIn(aJson.at(0)), *name, {}, aJson.at(3).get<bool>()};
     LookJson const& counts = aJson.at(2);
     if (!counts.is_null())
     {
@@ -193,6 +220,7 @@ StatisticsLook lookAt(std::optional<std::string> const& aWanted, Report& aReport
                       {
                           aReport.addFailure(step.failureOf(exception), {aName});
                       }
+                      noteMissing(adapter, aReport);
                       aOnAdapter(adapter);
                   });
     look.mTime = std::chrono::steady_clock::now().time_since_epoch();

@@ -23,6 +23,7 @@ struct PortStatistics
     std::size_t mIndex;
     qz::Wwn mName;
     std::optional<Counts> mCounts;  ///< none when they are unavailable
+    bool mIsOffered = true;         ///< false when the library says that the port has no counters
 };
 
 struct AdapterStatistics

@@ -39,15 +39,15 @@ std::vector<Table::Cell> sparseRow(std::string const& aLabel, Table::Cell const&
     return {aLabel, {""}, {""}, {""}, {""}, {""}, aLast};
 }
 
-/// Adds a row for each error counter that went back or is not 0.
-void addErrors(Table& aTable, Table::Row aPort, Differences const& aErrors)
+/// Adds a row for each counter of events or errors that went back or is not 0.
+void addEventsAndErrors(Table& aTable, Table::Row aPort, Differences const& aCounts)
 {
-    for (std::size_t i = firstError; i < counters.size(); ++i)
+    for (std::size_t i = firstEvent; i < counters.size(); ++i)
     {
-        if (aErrors[i].mIsReset || aErrors[i].mValue.value_or(0) != 0)
+        if (aCounts[i].mIsReset || aCounts[i].mValue.value_or(0) != 0)
         {
-            Table::Cell const count(aErrors[i].mIsReset ? "reset" : std::to_string(*aErrors[i].mValue),
-                                    "red");
+            Table::Cell const count(aCounts[i].mIsReset ? "reset" : std::to_string(*aCounts[i].mValue),
+                                    i < firstError ? "yellow" : "red");
             aTable.addRow(sparseRow(labelOf(i), count), aPort);
         }
     }
@@ -98,16 +98,18 @@ std::string megabytesOf(PortInterval const& aPort, std::size_t aWords)
                 : textOf((*aPort.mDifferences)[aWords]);
 }
 
-Table::Row addFailed(Table& aTable, Table::Row aAdapter, qz::Wwn const& aPort)
+/// Adds a row for a port without counters.
+void addUncounted(Table& aTable, Table::Row aAdapter, qz::Wwn const& aPort, bool aIsOffered)
 {
-    return aTable.addRow(sparseRow(aPort.text(), {"failed", "red"}), aAdapter);
+    Table::Cell const text = aIsOffered ? Table::Cell("failed", "red") : Table::Cell(notOffered);
+    aTable.addRow(sparseRow(aPort.text(), text), aAdapter);
 }
 
 void addPort(Table& aTable, Table::Row aAdapter, PortStatistics const& aPort)
 {
     if (!aPort.mCounts)
     {
-        addFailed(aTable, aAdapter, aPort.mName);
+        addUncounted(aTable, aAdapter, aPort.mName, aPort.mIsOffered);
         return;
     }
     Counts const& counts = *aPort.mCounts;
@@ -117,14 +119,14 @@ void addPort(Table& aTable, Table::Row aAdapter, PortStatistics const& aPort)
                        textOf(counts[txWords]), textOf(counts[rxFrames]), textOf(counts[rxWords]),
                        textOf(sumOfErrors(totals))},
                       aAdapter);
-    addErrors(aTable, row, totals);
+    addEventsAndErrors(aTable, row, totals);
 }
 
 void addPort(Table& aTable, Table::Row aAdapter, PortInterval const& aPort)
 {
     if (!aPort.mDifferences)
     {
-        addFailed(aTable, aAdapter, aPort.mName);
+        addUncounted(aTable, aAdapter, aPort.mName, aPort.mIsOffered);
         return;
     }
     Differences const& differences = *aPort.mDifferences;
@@ -132,7 +134,7 @@ void addPort(Table& aTable, Table::Row aAdapter, PortInterval const& aPort)
         {aPort.mName.text(), lengthOf(aPort), textOf(differences[txFrames]), megabytesOf(aPort, txWords),
          textOf(differences[rxFrames]), megabytesOf(aPort, rxWords), textOf(sumOfErrors(differences))},
         aAdapter);
-    addErrors(aTable, row, differences);
+    addEventsAndErrors(aTable, row, differences);
 }
 
 std::vector<PortStatistics> const& portsOf(AdapterStatistics const& aAdapter)

@@ -13,7 +13,8 @@
 namespace qzagent
 {
 /// @param aFirst index of the first adapter in the table; the table has a heading if it is 0
-/// @return a table with a row for each adapter, each port and each error counter that is not 0; empty without adapters
+/// @return a table with a row for each adapter, each port and each counter of events or errors that is not 0; empty
+///         without adapters
 std::string tableOf(std::vector<AdapterStatistics> const& aAdapters, std::size_t aFirst, bool aColoured);
 
 /// @param aTime end of the interval

@@ -1,7 +1,5 @@
 #include <cstddef>
 #include <memory>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "tools/qzagent/Verbs.h"
@@ -18,13 +16,13 @@ namespace
 {
 struct InventoryOptions
 {
-    std::optional<std::string> mAdapter;  ///< none for all adapters
+    SurveyOptions mSurvey;
     bool mHasUnits = false;
 };
 
 Answer inventory(Setting const& aSetting, InventoryOptions const& aOptions)
 {
-    return survey(aSetting, aOptions.mAdapter, aOptions.mHasUnits ? Depth::units : Depth::luns,
+    return survey(aSetting, aOptions.mSurvey, aOptions.mHasUnits ? Depth::units : Depth::luns,
                   &qzagent::jsonOf,
                   [&](std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst)
                   { return treeOf(aAdapters, aFirst, aOptions.mHasUnits, aSetting.mIsColoured); });
@@ -40,10 +38,8 @@ void addInventory(CommandLine& aCommandLine)
                              "                             one adapter with everything visible through it\n"
                              "  qzagent inventory --luns   also the product and the size of each LUN\n",
                              [options](Setting const& aSetting) { return inventory(aSetting, *options); });
-    arguments.addText("--adapter", "ADAPTER", options->mAdapter,
-                      "Show only this adapter: its name or index, or the WWN of its node or of a port");
     arguments.addFlag("--luns", options->mHasUnits,
                       "Show each mapped LUN with its vendor, product, revision and capacity");
-    aCommandLine.addTimeout(arguments);
+    addOptions(aCommandLine, arguments, options->mSurvey);
 }
 }  // namespace qzagent

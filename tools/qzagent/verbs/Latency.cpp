@@ -13,6 +13,8 @@
 #include "agentkit/include/HbaApi.h"
 #include "backend/common/include/EncodableStream.h"
 #include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/capture/CaptureForm.h"
+#include "tools/qzagent/capture/DocumentRecording.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
@@ -179,8 +181,12 @@ void reportEnd(Measured const& aMeasured, Report& aReport)
 std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
 {
     Report& report = aSetting.mReport;
+    bool const isCapture = aOptions.mOutput && formOfFile(*aOptions.mOutput) == CaptureForm::pcapng;
     std::optional<NewFile> file;
-    if (aOptions.mOutput && !attempt(report, [&] { file.emplace(*aOptions.mOutput); }))
+    bool const canWrite =
+        !aOptions.mOutput || isCapture || attempt(report, [&] { file.emplace(*aOptions.mOutput); });
+    DocumentRecording recording(aSetting, isCapture ? aOptions.mOutput : std::nullopt);
+    if (!canWrite || !recording.isPossible())
     {
         return answerOf({{}, {emptyEntry(), {}}}, aSetting, aOptions);
     }
@@ -207,6 +213,7 @@ std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
     {
         attempt(report, [&] { writeRecords(measured, *file); });
     }
+    recording.finish([&] { return keysOf(measured); });
     return answer;
 }
 }  // namespace
@@ -229,8 +236,10 @@ void addLatency(CommandLine& aCommandLine)
                         "--interval");
     arguments.addNumber("--interval", "S", {1, longestInterval}, options->mInterval,
                         "Also show the latencies of each S seconds");
-    arguments.addText("--output", "FILE", options->mOutput,
-                      "Write the encoded latency data to this file, which must not exist");
+    arguments.addText(
+        "--output", "FILE", options->mOutput,
+        "Write the encoded latency data to this new file, or append the JSON document to this pcapng "
+        "capture");
     aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

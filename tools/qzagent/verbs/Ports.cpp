@@ -22,9 +22,6 @@ namespace qzagent
 {
 namespace
 {
-/// The adapter to show; none for all adapters.
-using WantedAdapter = std::optional<std::string>;
-
 struct PortColumn
 {
     char const* mKey;
@@ -156,9 +153,9 @@ std::string portTableOf(std::vector<FoundAdapter> const& aAdapters, std::size_t 
     return table.text();
 }
 
-Answer ports(Setting const& aSetting, WantedAdapter const& aWanted)
+Answer ports(Setting const& aSetting, SurveyOptions const& aOptions)
 {
-    return survey(aSetting, aWanted, Depth::mappings, &portsOf,
+    return survey(aSetting, aOptions, Depth::mappings, &portsOf,
                   [&aSetting](std::vector<FoundAdapter> const& aAdapters, std::size_t aFirst)
                   { return portTableOf(aAdapters, aFirst, aSetting.mIsColoured); });
 }
@@ -166,13 +163,11 @@ Answer ports(Setting const& aSetting, WantedAdapter const& aWanted)
 
 void addPorts(CommandLine& aCommandLine)
 {
-    auto const wanted = std::make_shared<WantedAdapter>();
+    auto const options = std::make_shared<SurveyOptions>();
     ArgumentList arguments = aCommandLine.addVerb(
         "ports", "List the ports with their state and the number of their targets and LUNs",
         "  qzagent ports              one line for each port\n",
-        [wanted](Setting const& aSetting) { return ports(aSetting, *wanted); });
-    arguments.addText("--adapter", "ADAPTER", *wanted,
-                      "Show only this adapter: its name or index, or the WWN of its node or of a port");
-    aCommandLine.addTimeout(arguments);
+        [options](Setting const& aSetting) { return ports(aSetting, *options); });
+    addOptions(aCommandLine, arguments, *options);
 }
 }  // namespace qzagent

@@ -8,11 +8,13 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <poll.h>
 
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/capture/DamageReport.h"
 #include "tools/qzagent/capture/EventMerge.h"
+#include "tools/qzagent/capture/LinkTypes.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Output.h"
@@ -64,7 +66,8 @@ public:
         EventMerge merge(
             mOptions.mPaths, mOptions.mCapture,
             {[this](std::string const& aText) { addDamage(aText); }, [this] { mSummary.addSection(); },
-             [this] { ++mOthers; }, [this](CaptureLatencies const& aLatencies) { show(aLatencies); }});
+             [this](CaptureOther const& aOther) { take(aOther); },
+             [this](CaptureLatencies const& aLatencies) { show(aLatencies); }});
         try
         {
             showAll(merge);
@@ -131,6 +134,10 @@ private:
 
     void take(CaptureEvent const& aEvent, EventSink& aSink)
     {
+        if (mOptions.mDocument)
+        {
+            return;
+        }
         if (!mOptions.mFilter.selectsOrigin(aEvent.mOrigin))
         {
             return;
@@ -191,7 +198,7 @@ private:
 
     void show(CaptureLatencies const& aLatencies)
     {
-        if (mOptions.mIsSummary)
+        if (mOptions.mIsSummary || mOptions.mDocument)
         {
             ++mOthers;
             return;
@@ -199,6 +206,39 @@ private:
         ++mSelected;
         mPrinter.flush();
         write(mSetting.mIsJson ? jsonOf(aLatencies) : textOf(aLatencies, mSetting.mOutput.width()));
+    }
+
+    void take(CaptureOther const& aOther)
+    {
+        if (aOther.mInterface->mLinkType != documentLinkType)
+        {
+            ++mOthers;
+            return;
+        }
+        std::string const& name = aOther.mInterface->mName;
+        mDocuments.push_back(name);
+        if (mOptions.mIsSummary)
+        {
+            mSummary.addDocument(name, aOther.mData.mSize);
+        }
+        else if (mOptions.mDocument == name)
+        {
+            showDocument(name, aOther.mData);
+        }
+    }
+
+    void showDocument(std::string const& aName, pcapng::Bytes aDocument)
+    {
+        auto const document =
+            nlohmann::ordered_json::parse(aDocument.begin(), aDocument.end(), nullptr, false);
+        if (document.is_discarded())
+        {
+            addDamage(fmt::format("the document {} is not valid JSON", aName));
+            return;
+        }
+        // The capture may come from anywhere, and its bytes could control the terminal.
+        write(documentText(document));
+        ++mSelected;
     }
 
     /// Reports damage behind the events before it.
@@ -215,9 +255,31 @@ private:
             mSetting.mReport.addNote(
                 fmt::format("skipped {} packets or records that are not events", mOthers));
         }
+        if (mOptions.mDocument)
+        {
+            reportMissingDocument();
+            return;
+        }
+        if (!mDocuments.empty() && !mOptions.mIsSummary)
+        {
+            mSetting.mReport.addNote(
+                fmt::format("skipped {} documents, which --summary lists", mDocuments.size()));
+        }
         if (mSelected == 0 && mDamage.count() == 0)
         {
             mSetting.mReport.addNote(mEvents == 0 ? "no events" : "no events that meet the conditions");
+        }
+    }
+
+    void reportMissingDocument()
+    {
+        if (mSelected == 0 && mDamage.count() == 0)
+        {
+            std::string const names = fmt::format("{}", fmt::join(mDocuments, ", "));
+            mSetting.mReport.addError(
+                ExitCode::failed,
+                fmt::format("no document '{}'{}{}", *mOptions.mDocument,
+                            names.empty() ? ", and no others" : "; the documents are ", names));
         }
     }
 
@@ -231,6 +293,7 @@ private:
     std::uint64_t mEvents = 0;
     std::uint64_t mSelected = 0;
     std::uint64_t mOthers = 0;
+    std::vector<std::string> mDocuments;  ///< names
 };
 
 /// Writes lines itself: with --json each event is a separate document, without an envelope.

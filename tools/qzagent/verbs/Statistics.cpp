@@ -52,6 +52,7 @@ public:
     StatisticsWatch(Setting const& aSetting, StatisticsOptions const& aOptions)
         : mSetting(aSetting), mOptions(aOptions), mLength(*aOptions.mInterval)
     {
+        shareCurrentStep();
     }
 
     /// Ends after the last interval or a signal, or when there are no adapters at the start.
@@ -88,8 +89,8 @@ private:
                     {
                         return {};
                     }
-                    throw std::runtime_error(
-                        fmt::format("did not end within {} s and was killed", mLength.count()));
+                    throw std::runtime_error(fmt::format("did not end within {} s and was killed: {}",
+                                                         mLength.count(), currentPlace()));
                 }
             } while (child.read());
             return lookIn(child.takeAnswer());
@@ -105,6 +106,10 @@ private:
     ChildProcess::Bytes lookInChild() const
     {
         Report report(mSetting.mReport.errors());
+        if (mHasBegun)
+        {
+            report.hideNotes();  // those of the first look
+        }
         Progress progress(report.errors(), false);
         return bytesOf(lookAt(mOptions.mAdapter, report, progress));
     }

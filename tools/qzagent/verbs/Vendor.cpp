@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <cstddef>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +36,19 @@ struct Findings
     std::vector<Board> mBoards;
 };
 
+/// Reports the versions that the library did not write. It has written them when there are boards.
+void reportMissing(LibvqmVersions const& aVersions, Report& aReport)
+{
+    if (!aVersions.mLibrary)
+    {
+        aReport.addError(ExitCode::failed, "VQM_GetLibVer wrote no version of the library");
+    }
+    if (!aVersions.mDriver)
+    {
+        aReport.addError(ExitCode::failed, "VQM_InitDiagEnv wrote no version of the driver");
+    }
+}
+
 /// @param aFindings set step by step, so that it keeps the answers before a failure
 void query(Findings& aFindings, Report& aReport)
 {
@@ -43,6 +59,7 @@ void query(Findings& aFindings, Report& aReport)
         aReport.addNote("no boards");
         return;
     }
+    reportMissing(aFindings.mVersions, aReport);
     aFindings.mBoards = boardsOf(*environment, aReport);
     aFindings.mSupportsQuazor = supportsQuazorEvents(*environment);
 }
@@ -83,24 +100,49 @@ nlohmann::ordered_json jsonOf(Findings const& aFindings)
     return json;
 }
 
-void addRow(Table& aTable, char const* aItem, std::optional<std::string> const& aValue)
+void addVersion(Table& aTable, char const* aItem, std::optional<std::string> const& aVersion)
 {
-    if (aValue)
-    {
-        aTable.addRow({std::string(aItem), *aValue});
-    }
+    aTable.addRow({std::string(aItem), aVersion ? Table::Cell(*aVersion) : Table::Cell("failed", "red")});
+}
+
+/// Boards in a row that failed in the same way.
+struct FailedBoards
+{
+    Board const& mFirst;
+    Board const& mLast;
+};
+
+void addRows(Table& aTable, FailedBoards const& aBoards)
+{
+    Failure const& failure = *aBoards.mFirst.mFailure;
+    bool const isOne = aBoards.mFirst.mNumber == aBoards.mLast.mNumber;
+    Table::Row const row =
+        aTable.addRow({isOne ? fmt::format("board {}", aBoards.mFirst.mNumber)
+                             : fmt::format("boards {} to {}", aBoards.mFirst.mNumber, aBoards.mLast.mNumber),
+                       std::string()});
+    Table::Row const failed = aTable.addRow({std::string("failed"), {textOf(failure), "red"}}, row);
+    aTable.addRow({std::string(isOne ? "cause" : "first cause"), failure.mCause->mText}, failed);
 }
 
 void addRows(Table& aTable, Board const& aBoard)
 {
     Table::Row const row = aTable.addRow({fmt::format("board {}", aBoard.mNumber), std::string()});
-    if (aBoard.mFailure)
-    {
-        aTable.addRow({std::string("failed"), {textOf(*aBoard.mFailure), "red"}}, row);
-        return;
-    }
     aTable.addRow({std::string("first wwn"), std::string(aBoard.mFirstWwn->getStringForm().get())}, row);
     aTable.addRow({std::string("second wwn"), std::string(aBoard.mSecondWwn->getStringForm().get())}, row);
+}
+
+/// @return the end of the boards from the first one on that share a row: those that failed in the same way, if there are
+///         more than a few
+std::vector<Board>::const_iterator endOfShared(std::vector<Board>::const_iterator aFirst,
+                                               std::vector<Board>::const_iterator aEnd)
+{
+    constexpr std::ptrdiff_t few = 3;
+    auto const end = std::find_if(aFirst, aEnd,
+                                  [aFirst](Board const& aBoard) {
+                                      return !aFirst->mFailure || !aBoard.mFailure ||
+                                             textOf(*aBoard.mFailure) != textOf(*aFirst->mFailure);
+                                  });
+    return std::distance(aFirst, end) > few ? end : std::next(aFirst);
 }
 
 /// @return a table; empty without boards
@@ -111,15 +153,25 @@ std::string tableOf(Findings const& aFindings, bool aColoured)
         return {};
     }
     Table table({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured);
-    addRow(table, "library version", aFindings.mVersions.mLibrary);
-    addRow(table, "driver version", aFindings.mVersions.mDriver);
+    addVersion(table, "library version", aFindings.mVersions.mLibrary);
+    addVersion(table, "driver version", aFindings.mVersions.mDriver);
     if (aFindings.mSupportsQuazor)
     {
-        addRow(table, "quazor events", *aFindings.mSupportsQuazor ? "supported" : "not supported");
+        table.addRow({{"quazor events"}, {*aFindings.mSupportsQuazor ? "supported" : "not supported"}});
     }
-    for (Board const& board : aFindings.mBoards)
+    std::vector<Board> const& boards = aFindings.mBoards;
+    for (auto board = boards.begin(); board != boards.end();)
     {
-        addRows(table, board);
+        auto const next = endOfShared(board, boards.end());
+        if (board->mFailure)
+        {
+            addRows(table, FailedBoards{*board, *std::prev(next)});
+        }
+        else
+        {
+            addRows(table, *board);
+        }
+        board = next;
     }
     return table.text();
 }

@@ -1,5 +1,6 @@
 #include "tools/qzagent/vqm/VqmBoards.h"
 
+#include <cstdint>
 #include <stdexcept>
 #include <vector>
 
@@ -13,6 +14,19 @@
 
 namespace qzagent
 {
+namespace
+{
+/// The layer does not report the result of the call. It fails for every result except 0.
+Cause causeOf(std::uint64_t aCall)
+{
+    return {aCall,
+            "VQM_GetLinkInfo",
+            {},
+            {},
+            fmt::format("a result other than 0 in call {}, VQM_GetLinkInfo", aCall)};
+}
+}  // namespace
+
 unsigned int numberOfBoards(qz::VqmEnvironment& aEnvironment)
 {
     constexpr unsigned int most = 4096;
@@ -26,7 +40,9 @@ unsigned int numberOfBoards(qz::VqmEnvironment& aEnvironment)
 
 Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aReport)
 {
+    static std::uint64_t numCalls = 0;
     setCurrentStep(fmt::format("VQM_GetLinkInfo of board {}", aNumber));
+    ++numCalls;
     try
     {
         qz::BoardNames const names = aEnvironment.names(aNumber);
@@ -35,6 +51,7 @@ Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aR
     catch (QZCNotFoundEx const& exception)
     {
         Board board{aNumber, {}, {}, failureOf(exception)};
+        board.mFailure->mCause = causeOf(numCalls);
         aReport.addFailure(*board.mFailure, {fmt::format("board {}", aNumber)});
         return board;
     }

@@ -23,9 +23,10 @@ std::string_view loggedTextOf(std::string_view aLine)
     return place == std::string_view::npos ? aLine : aLine.substr(place + endOfPlace.size());
 }
 
+/// An empty version is none: the library has written nothing.
 void takeVersion(std::optional<std::string>& aVersion, std::string_view aText, std::string_view aStart)
 {
-    if (aText.substr(0, aStart.size()) == aStart)
+    if (aText.substr(0, aStart.size()) == aStart && aText.size() > aStart.size())
     {
         aVersion = aText.substr(aStart.size());
     }

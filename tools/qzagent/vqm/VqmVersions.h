@@ -11,8 +11,8 @@ namespace qzagent
 {
 struct LibvqmVersions
 {
-    std::optional<std::string> mLibrary;
-    std::optional<std::string> mDriver;
+    std::optional<std::string> mLibrary;  ///< none when VQM_GetLibVer wrote no text
+    std::optional<std::string> mDriver;   ///< none when VQM_InitDiagEnv wrote no text
 };
 
 /// Reads the versions from the log while the object exists. The log lines that were shown before are still shown. Only

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <fmt/format.h>
@@ -131,10 +132,9 @@ void PcapngRecorder::openFile()
     std::string const path = mSeries ? mSeries->next() : mOptions.mPath;
     mFile = std::make_unique<PcapngFile>(path);
     mFileStart = Clock::now();
-    if (mFile->removedBytes() != 0)
+    if (std::optional<std::string> const note = mFile->repairNote())
     {
-        mSources.mReport.addNote(
-            fmt::format("{}: removed its last {} bytes, a block that was cut", path, mFile->removedBytes()));
+        mSources.mReport.addNote(*note);
     }
     if (mSeries)
     {

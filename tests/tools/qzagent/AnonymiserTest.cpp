@@ -1,0 +1,373 @@
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include "agentkit/include/ScopeDataView.h"
+#include "agentkit/include/Wwn.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Records.h"
+#include "tests/tools/qzagent/Agent.h"
+#include "tools/qzagent/anonymise/Anonymiser.h"
+#include "tools/qzagent/anonymise/KeyedHash.h"
+
+using nlohmann::ordered_json;
+using qzagent::Anonymiser;
+using qzagent::KeyedHash;
+using testing::Each;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+namespace
+{
+constexpr char const* portName = "10:00:00:00:c9:2a:3b:4c";
+
+class QzagentAnonymiser : public testing::Test
+{
+protected:
+    /// @return the value of the key after the document was learned and replaced
+    std::string valueAfter(std::string const& aKey, std::string const& aValue)
+    {
+        ordered_json const document{{aKey, aValue}};
+        mAnonymiser.learn(document);
+        return mAnonymiser.anonymisedDocument(document)[aKey];
+    }
+
+    std::string bytesAfter(std::string aBytes) const
+    {
+        mAnonymiser.anonymise(reinterpret_cast<unsigned char*>(aBytes.data()), aBytes.size());
+        return aBytes;
+    }
+
+    Anonymiser mAnonymiser{KeyedHash("a secret of some length")};
+};
+
+std::string inLowerCase(std::string aText)
+{
+    std::transform(aText.begin(), aText.end(), aText.begin(),
+                   [](unsigned char aCharacter) { return static_cast<char>(std::tolower(aCharacter)); });
+    return aText;
+}
+
+/// @return the bytes in hexadecimal
+std::string inGroups(std::string const& aBytes, std::size_t aGroup, char const* aSeparator)
+{
+    std::string text;
+    for (std::size_t i = 0; i < aBytes.size(); ++i)
+    {
+        text += fmt::format("{}{:02x}", i != 0 && i % aGroup == 0 ? aSeparator : "",
+                            static_cast<unsigned char>(aBytes[i]));
+    }
+    return text;
+}
+
+/// @return the spellings of a name, and its bytes, all in both orders; the bytes last
+std::vector<std::string> spellingsOf(std::string const& aName)
+{
+    std::vector<std::string> spellings;
+    auto bytes = qz::Wwn::parse(aName)->bytes();
+    std::string const inOrder(bytes.begin(), bytes.end());
+    std::reverse(bytes.begin(), bytes.end());
+    std::string const reversed(bytes.begin(), bytes.end());
+    for (std::string const& order : {inOrder, reversed})
+    {
+        for (std::size_t const group : {1U, 2U, 4U})
+        {
+            for (char const* const separator : {":", "-", ".", " ", "_"})
+            {
+                spellings.push_back(inGroups(order, group, separator));
+            }
+        }
+        spellings.push_back(inGroups(order, order.size(), ""));
+    }
+    spellings.push_back(inOrder);
+    spellings.push_back(reversed);
+    return spellings;
+}
+
+TEST_F(QzagentAnonymiser, ReplacesTheValuesThatIdentify)
+{
+    EXPECT_THAT(valueAfter("host", "web01"), MatchesRegex("host-[0-9a-f]{12}"));
+    EXPECT_THAT(valueAfter("serial_number", "EX0001"), MatchesRegex("serial-[0-9a-f]{12}"));
+    EXPECT_THAT(valueAfter("symbolic_name", "lab port"), MatchesRegex("name-[0-9a-f]{12}"));
+    EXPECT_THAT(valueAfter("node_symbolic_name", "lab"), MatchesRegex("name-[0-9a-f]{12}"));
+}
+
+TEST_F(QzagentAnonymiser, KeepsTheClassOfADevice)
+{
+    EXPECT_THAT(valueAfter("os_device", "/dev/sda"), MatchesRegex("/dev/sd-[0-9a-f]{12}"));
+    EXPECT_THAT(valueAfter("os_device", "/dev/mapper/oracle"),
+                MatchesRegex("/dev/mapper/device-[0-9a-f]{12}"));
+    EXPECT_THAT(valueAfter("os_device_name", "/sys/class/fc_host/host0"),
+                MatchesRegex("/sys/class/fc_host/host-[0-9a-f]{12}"));
+    EXPECT_THAT(valueAfter("os_device", "/devices/oracle"), MatchesRegex("device-[0-9a-f]{12}"));
+}
+
+TEST_F(QzagentAnonymiser, LeavesEverythingElse)
+{
+    ordered_json const document{{"model", "EX-2200"},
+                                {"manufacturer", "Example Adapters"},
+                                {"fc_id", "0xfffffe"},
+                                {"lun", "5000000000000000"},
+                                {"mapped_luns", {0, "5000000000000000"}},
+                                {"reported_luns", {"5000000000000000"}},
+                                {"speed_bits", 2},
+                                {"symbolic_name", ""},
+                                {"generated_at", "2026-01-02T03:04:05Z"},
+                                {"uuid", "5d6f9a30-7c1e-4d5b-9a61-0123456789ab"}};
+    mAnonymiser.learn(document);
+    EXPECT_EQ(mAnonymiser.anonymisedDocument(document), document);
+}
+
+TEST_F(QzagentAnonymiser, GivesTheSameOriginalTheSamePseudonymWhereverItIs)
+{
+    ordered_json const first{{"host", "web01"}, {"ports", {{{"port_wwn", portName}}}}};
+    mAnonymiser.learn(first);
+    ordered_json const replaced = mAnonymiser.anonymisedDocument(first);
+    std::string const host = replaced["host"];
+    std::string const name = replaced["ports"][0]["port_wwn"];
+    EXPECT_NE(name, portName);
+    EXPECT_EQ(mAnonymiser.anonymised(std::string("web01: ") + portName + " failed"),
+              host + ": " + name + " failed");
+
+    Anonymiser other{KeyedHash("a secret of some length")};
+    other.learn(first);
+    EXPECT_EQ(other.anonymisedDocument(first), replaced);
+    EXPECT_NE(Anonymiser(KeyedHash("another secret, as long")).anonymisedDocument(first), replaced);
+}
+
+TEST_F(QzagentAnonymiser, FindsLearnedTextsInsideOthersInEitherCase)
+{
+    std::string const pseudonym = valueAfter("serial_number", "EX0001");
+    EXPECT_EQ(mAnonymiser.anonymised("board_ex0001, EX000"), "board_" + pseudonym + ", EX000");
+}
+
+TEST_F(QzagentAnonymiser, PrefersTheLongerOfTwoLearnedTexts)
+{
+    std::string const shorter = valueAfter("serial_number", "EX00");
+    std::string const longer = valueAfter("serial_number", "EX0001");
+    EXPECT_EQ(mAnonymiser.anonymised("EX0001 EX0002"), longer + " " + shorter + "02");
+}
+
+TEST_F(QzagentAnonymiser, DoesNotSearchTextsOfFewCharacters)
+{
+    EXPECT_THAT(valueAfter("serial_number", "101"), MatchesRegex("serial-[0-9a-f]{12}"));
+    EXPECT_EQ(mAnonymiser.anonymised("code 101"), "code 101");
+}
+
+TEST_F(QzagentAnonymiser, KnowsAHostByItsNameWithoutItsDomain)
+{
+    mAnonymiser.learnHost("Web01.lab.example");
+    std::string const host = mAnonymiser.anonymised("web01");
+    EXPECT_THAT(host, MatchesRegex("host-[0-9a-f]{12}"));
+    EXPECT_EQ(mAnonymiser.anonymised("WEB01.lab.example"), host);
+    EXPECT_THAT(mAnonymiser.anonymised("web02.lab.example"), Not(HasSubstr("lab")));
+    EXPECT_EQ(mAnonymiser.anonymisedDocument(ordered_json{{"host", "web01"}})["host"], host);
+}
+
+TEST_F(QzagentAnonymiser, ReplacesNamesInEverySpelling)
+{
+    mAnonymiser.learn(*qz::Wwn::parse(portName));
+    std::vector<std::string> const spellings = spellingsOf(portName);
+    for (std::size_t i = 0; i + 2 < spellings.size(); ++i)
+    {
+        std::string upper = spellings[i];
+        std::transform(upper.begin(), upper.end(), upper.begin(),
+                       [](unsigned char aCharacter) { return static_cast<char>(std::toupper(aCharacter)); });
+        for (std::string const& spelling : {spellings[i], upper})
+        {
+            EXPECT_THAT(mAnonymiser.anonymised("3" + spelling), Not(HasSubstr(spelling))) << spelling;
+            EXPECT_THAT(bytesAfter("3" + spelling + "4"), Not(HasSubstr(spelling))) << spelling;
+        }
+    }
+}
+
+TEST_F(QzagentAnonymiser, GivesAReversedNameTheReversedPseudonym)
+{
+    mAnonymiser.learn(*qz::Wwn::parse(portName));
+    auto bytes = mAnonymiser.anonymised(*qz::Wwn::parse(portName)).bytes();
+    std::reverse(bytes.begin(), bytes.end());
+    EXPECT_EQ(mAnonymiser.anonymised("4c:3b:2a:c9:00:00:00:10"), qz::Wwn(bytes).text());
+}
+
+TEST_F(QzagentAnonymiser, ReplacesNamesAndHostsInMessages)
+{
+    ordered_json const document{
+        {"host", "web01"},
+        {"ports", {{{"port_wwn", portName}, {"os_device", "/dev/sdq"}}}},
+        {"messages",
+         {{{"text", "web01: cannot read /dev/sdq of 10000000C92A3B4C"}, {"remote_port", portName}}}}};
+    mAnonymiser.learn(document);
+    std::string const name = mAnonymiser.anonymised(*qz::Wwn::parse(portName)).text();
+    std::string digits;
+    std::copy_if(name.begin(), name.end(), std::back_inserter(digits),
+                 [](char aDigit) { return aDigit != ':'; });
+    std::transform(digits.begin(), digits.end(), digits.begin(),
+                   [](unsigned char aDigit) { return static_cast<char>(std::toupper(aDigit)); });
+    ordered_json const replaced = mAnonymiser.anonymisedDocument(document);
+    EXPECT_EQ(replaced["messages"][0]["text"], replaced["host"].get<std::string>() + ": cannot read " +
+                                                   replaced["ports"][0]["os_device"].get<std::string>() +
+                                                   " of " + digits);
+    EXPECT_EQ(replaced["messages"][0]["remote_port"], name);
+}
+
+TEST_F(QzagentAnonymiser, ReplacesAddressesWithOrWithout0x)
+{
+    std::string const address = valueAfter("fc_id", "0x010a00");
+    EXPECT_THAT(address, MatchesRegex("0x[0-9a-f]{6}"));
+    EXPECT_NE(address, "0x010a00");
+    EXPECT_EQ(mAnonymiser.anonymised("from 0x010a00"), "from " + address);
+    EXPECT_EQ(mAnonymiser.anonymised("from 010A00."), "from " + address.substr(2) + ".");
+    EXPECT_EQ(bytesAfter("0x010a00"), address);
+    EXPECT_EQ(mAnonymiser.anonymised("1010a00 010a000 0x010a01"), "1010a00 010a000 0x010a01");
+}
+
+TEST_F(QzagentAnonymiser, LeavesValuesOfAFixedForm)
+{
+    valueAfter("host", "ports");
+    valueAfter("serial_number", "ONLINE");
+    valueAfter("symbolic_name", "2026");
+    ordered_json const document{
+        {"command", "ports"}, {"state", "ONLINE"}, {"generated_at", "2026-01-02T03:04:05Z"}};
+    EXPECT_EQ(mAnonymiser.anonymisedDocument(document), document);
+    EXPECT_THAT(mAnonymiser.anonymised("ONLINE ports"),
+                MatchesRegex("serial-[0-9a-f]{12} host-[0-9a-f]{12}"));
+}
+
+TEST_F(QzagentAnonymiser, LeavesNothingOfTextsThatOverlap)
+{
+    valueAfter("serial_number", "EX0001");
+    valueAfter("symbolic_name", "0001-lab");
+    valueAfter("node_symbolic_name", "lab EX0001-lab-web01");
+    valueAfter("host", "lab-web01");
+    for (char const* const text : {"EX0001-lab", "EX0001-lab-web01", "lab EX0001-lab-web0", "0001-lab-web01"})
+    {
+        std::string const replaced = mAnonymiser.anonymised(text) + "|" + bytesAfter(text);
+        for (char const* const original : {"EX0001", "0001-lab", "lab-web01"})
+        {
+            EXPECT_THAT(replaced, Not(HasSubstr(original))) << text;
+        }
+    }
+}
+
+TEST_F(QzagentAnonymiser, ReplacesNamesThatItHasNotLearned)
+{
+    EXPECT_EQ(mAnonymiser.anonymised("at " + std::string(portName)),
+              "at " + mAnonymiser.anonymised(*qz::Wwn::parse(portName)).text());
+    EXPECT_THAT(mAnonymiser.anonymised("wwn-0x50060160c1234567"), MatchesRegex("wwn-0x5006016[0-9a-f]{9}"));
+}
+
+TEST_F(QzagentAnonymiser, KeepsTheVendorOfANameOfThirtyTwoDigits)
+{
+    std::string const replaced = mAnonymiser.anonymised("naa.600601601234567890abcdef12345678");
+    EXPECT_THAT(replaced, MatchesRegex("naa.6006016[0-9a-f]{25}"));
+    EXPECT_THAT(replaced, Not(HasSubstr("1234567890")));
+}
+
+TEST_F(QzagentAnonymiser, ReplacesNamesInBytesInEitherByteOrder)
+{
+    qz::Wwn const name = *qz::Wwn::parse(portName);
+    mAnonymiser.learn(name);
+    auto const bytes = name.bytes();
+    auto const replaced = mAnonymiser.anonymised(name).bytes();
+    EXPECT_EQ(bytesAfter("a" + std::string(bytes.begin(), bytes.end()) + "b"),
+              "a" + std::string(replaced.begin(), replaced.end()) + "b");
+    EXPECT_EQ(bytesAfter(std::string(bytes.rbegin(), bytes.rend())),
+              std::string(replaced.rbegin(), replaced.rend()));
+}
+
+TEST_F(QzagentAnonymiser, KeepsTheLengthOfTextsInBytes)
+{
+    std::string const serial = valueAfter("serial_number", "EX0001");
+    EXPECT_EQ(bytesAfter("<EX0001>"), "<" + serial.substr(7, 6) + ">");
+    std::string const shown = bytesAfter("at " + std::string(portName));
+    EXPECT_EQ(shown, "at " + mAnonymiser.anonymised(*qz::Wwn::parse(portName)).text());
+    std::string const longText(100, 'x');
+    valueAfter("symbolic_name", longText);
+    EXPECT_THAT(bytesAfter(longText), MatchesRegex("[0-9a-f]{100}"));
+}
+
+TEST_F(QzagentAnonymiser, LeavesARecordThatCanBeDecoded)
+{
+    unsigned char const payload[] = "port 10000000c92a3b4c of web01";
+    QZCScopeData const record(eventOf(3, 4), payload, sizeof payload, 0,
+                              nameOf({0x10, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c}),
+                              nameOf({0x20, 0, 0, 0, 0xc9, 0x2a, 0x3b, 0x4c}));
+    Bytes encoded = encodedFormOf(record);
+    mAnonymiser.learnHost("web01");
+    mAnonymiser.learn(
+        ordered_json{{"first_wwn", "10:00:00:00:c9:2a:3b:4c"}, {"second_wwn", "20:00:00:00:c9:2a:3b:4c"}});
+    mAnonymiser.anonymise(encoded.data(), encoded.size());
+
+    qz::ScopeDataView const view(encoded.data(), encoded.size());
+    EXPECT_EQ(view.category(), 3);
+    EXPECT_EQ(*view.first(), mAnonymiser.anonymised(*qz::Wwn::parse("10:00:00:00:c9:2a:3b:4c")));
+    EXPECT_EQ(*view.second(), mAnonymiser.anonymised(*qz::Wwn::parse("20:00:00:00:c9:2a:3b:4c")));
+    ASSERT_EQ(view.payload()->mSize, sizeof payload);
+    std::string const text(view.payload()->begin(), view.payload()->end());
+    EXPECT_THAT(text, StartsWith("port 10000000c9"));
+    EXPECT_THAT(text, Not(HasSubstr("2a3b4c")));
+    EXPECT_THAT(text, Not(HasSubstr("web01")));
+}
+
+/// The originals of the shipped scenario "two-adapters".
+std::vector<std::string> originalsOfTwoAdapters()
+{
+    std::string host(256, '\0');
+    ::gethostname(host.data(), host.size());
+    std::vector<std::string> originals{host.c_str(),     "EX0001", "EX0002", "EX-2200 port 0",
+                                       "EX-2200 port 1", "host0",  "host1",  "host2"};
+    for (char const* const name :
+         {"20:00:00:00:c9:00:00:00", "10:00:00:00:c9:00:00:01", "10:00:00:60:69:00:00:01",
+          "50:00:00:00:ab:00:00:01", "50:00:00:00:ab:00:00:00", "10:00:00:00:c9:00:00:71",
+          "20:00:00:00:c9:00:00:70", "10:00:00:00:c9:00:00:02", "10:00:00:60:69:00:00:02",
+          "50:00:00:00:ab:00:00:02", "20:00:00:00:c9:00:00:10", "10:00:00:00:c9:00:00:11"})
+    {
+        std::vector<std::string> const spellings = spellingsOf(name);
+        originals.insert(originals.end(), spellings.begin(), spellings.end());
+    }
+    return originals;
+}
+
+TEST_F(QzagentAnonymiser, LeavesNoOriginalInTheDocumentsOfAHost)
+{
+    std::vector<ordered_json> documents;
+    for (Arguments const& arguments :
+         {Arguments{"inventory", "--luns", "--json"}, Arguments{"ports", "--json"},
+          Arguments{"statistics", "--json"}, Arguments{"vendor", "--json"},
+          Arguments{"latency", "--count", "1", "--json"}, Arguments{"adapters", "--json"}})
+    {
+        documents.push_back(
+            ordered_json::parse(runAgentOn(shippedScenario("two-adapters"), arguments).mOutput));
+        mAnonymiser.learn(documents.back());
+    }
+    std::string all;
+    std::string before;
+    for (ordered_json const& document : documents)
+    {
+        before += document.dump();
+        all += mAnonymiser.anonymisedDocument(document).dump();
+    }
+    std::string const searched = inLowerCase(all);
+    std::vector<std::string> const originals = originalsOfTwoAdapters();
+    std::size_t found = 0;
+    for (std::string const& original : originals)
+    {
+        EXPECT_EQ(searched.find(inLowerCase(original)), std::string::npos) << original << " survives";
+        found += before.find(original) == std::string::npos ? 0 : 1;
+    }
+    EXPECT_GE(found, 20U);  // of which 12 are names
+    EXPECT_THAT(all, HasSubstr("EX-2200"));
+}
+}  // namespace

@@ -1,0 +1,102 @@
+/// @file
+/// Replaces what identifies hosts, adapters, ports and devices.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "agentkit/include/Wwn.h"
+#include "tools/qzagent/anonymise/KeyedHash.h"
+
+namespace qzagent
+{
+/// Replaces originals with pseudonyms: World Wide Names, addresses (FC IDs), names of hosts, serial numbers, symbolic
+/// names and names of OS devices. The same original has the same pseudonym wherever it is found with the same key. It
+/// learns the originals first, and then finds them in texts and bytes too. Texts of fewer than four characters are
+/// replaced where a document has them as values, but are not searched elsewhere, because they would be found everywhere.
+/// Values that have a fixed form or that the tool itself chooses, such as the state of a port, are never replaced.
+class Anonymiser
+{
+public:
+    explicit Anonymiser(KeyedHash const& aHash) : mHash(aHash) {}
+
+    /// Learns the name of a host: in full, and without its domain.
+    void learnHost(std::string const& aName);
+
+    void learn(qz::Wwn const& aName);
+
+    /// Learns the World Wide Names that a text certainly contains.
+    void learnNames(std::string_view aText);
+
+    /// Learns all originals in a document of the tool.
+    void learn(nlohmann::ordered_json const& aDocument);
+
+    /// @return the pseudonym of a host, however short its name is
+    std::string anonymisedHost(std::string const& aName) const { return anonymised(Kind::host, aName); }
+
+    /// Also of a name that has not been learned.
+    qz::Wwn anonymised(qz::Wwn const& aName) const;
+
+    /// @return the text with pseudonyms of everything learned, and of other World Wide Names that can be recognised
+    std::string anonymised(std::string_view aText) const;
+
+    /// @param aDocument a document of the tool, from which the originals need not have been learned
+    nlohmann::ordered_json anonymisedDocument(nlohmann::ordered_json const& aDocument) const;
+
+    /// Replaces the same as in a text, and learned names as 8 bytes in either byte order. An address as 3 bytes is not
+    /// recognised. Sizes are unchanged: a text is replaced with the beginning of its pseudonym's digits.
+    void anonymise(unsigned char* aBytes, std::size_t aSize) const;
+
+private:
+    /// What a text is the name of.
+    enum class Kind
+    {
+        host,
+        serialNumber,
+        symbolicName,
+        device
+    };
+
+    struct Known
+    {
+        std::string mOriginal;  ///< in lower case
+        std::string mPseudonym;
+        std::string mDigits;  ///< of the hash; the pseudonym ends with the first of them
+    };
+
+    struct Match
+    {
+        std::size_t mLength;
+        std::string mReplacement;
+    };
+
+    static std::optional<Kind> kindOf(std::string_view aKey);
+    static std::string textOfPseudonym(Kind aKind, std::string_view aOriginal, std::string const& aDigits);
+
+    void learn(Kind aKind, std::string const& aText);
+    void learnAddress(std::string const& aText);
+    void addKnown(Kind aKind, std::string const& aText, std::string const& aIdentity);
+    std::string digitsOf(std::string_view aIdentity) const;
+    std::string anonymised(Kind aKind, std::string const& aText) const;
+    std::optional<Match> digitsAt(std::string_view aText, std::size_t aPosition) const;
+    std::optional<Match> longNameAt(std::string_view aText, std::size_t aPosition) const;
+    std::optional<Match> nameAt(std::string_view aText, std::size_t aPosition) const;
+    std::optional<Match> addressAt(std::string_view aText, std::size_t aPosition) const;
+    Known const* knownAt(std::string_view aText, std::size_t aPosition) const;
+    void anonymiseValue(std::string_view aKey, nlohmann::ordered_json& aValue) const;
+
+    KeyedHash const mHash;
+    std::unordered_map<qz::Wwn, qz::Wwn> mNames;  ///< pseudonyms by name, in both byte orders
+    std::set<std::uint32_t> mAddresses;
+    std::unordered_map<std::string, std::vector<Known>>
+        mTexts;  ///< by their first characters, the longest first
+};
+}  // namespace qzagent

@@ -1,0 +1,105 @@
+#include "tools/qzagent/anonymise/KeyedHash.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <nettle/hmac.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include "tools/qzagent/cli/Descriptor.h"
+
+namespace qzagent
+{
+namespace
+{
+unsigned char const* unsignedBytesOf(std::string_view aText)
+{
+    return reinterpret_cast<unsigned char const*>(aText.data());
+}
+
+[[noreturn]] void refuse(std::string const& aPath)
+{
+    throw std::system_error(errno, std::generic_category(), "cannot read " + aPath);
+}
+
+/// Whoever has the secret can test which name a pseudonym stands for.
+void expectPrivate(Descriptor const& aFile, std::string const& aPath)
+{
+    struct stat status = {};
+    if (::fstat(aFile.number(), &status) != 0)
+    {
+        refuse(aPath);
+    }
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+    {
+        throw std::runtime_error(
+            fmt::format("{} is open to other users: a key file must be private, as after chmod 600", aPath));
+    }
+}
+
+/// @return the content; one byte more than the longest secret of a file that is longer
+std::string contentOf(std::string const& aPath)
+{
+    Descriptor const file(::open(aPath.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.number() < 0)
+    {
+        refuse(aPath);
+    }
+    expectPrivate(file, aPath);
+    std::string content(KeyedHash::largestSecret + 1, '\0');
+    std::size_t size = 0;
+    for (ssize_t count = 1; count != 0 && size < content.size();)
+    {
+        count = ::read(file.number(), &content[size], content.size() - size);
+        if (count < 0 && errno != EINTR)
+        {
+            refuse(aPath);
+        }
+        size += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    content.resize(size);
+    return content;
+}
+}  // namespace
+
+KeyedHash::KeyedHash(std::string_view aSecret)
+{
+    hmac_sha256_set_key(&mKeyed, aSecret.size(), unsignedBytesOf(aSecret));
+}
+
+KeyedHash KeyedHash::ofFile(std::string const& aPath)
+{
+    std::string const secret = contentOf(aPath);
+    if (secret.size() < smallestSecret)
+    {
+        throw std::runtime_error(
+            fmt::format("{} is too short: it has {} bytes, and a key file needs at least {}", aPath,
+                        secret.size(), smallestSecret));
+    }
+    if (secret.size() > largestSecret)
+    {
+        throw std::runtime_error(
+            fmt::format("{} is too long: a key file has at most {} bytes", aPath, largestSecret));
+    }
+    return KeyedHash(secret);
+}
+
+KeyedHash::Digest KeyedHash::of(std::string_view aPurpose, std::string_view aText) const
+{
+    hmac_sha256_ctx context = mKeyed;
+    unsigned char const separator = 0;
+    hmac_sha256_update(&context, aPurpose.size(), unsignedBytesOf(aPurpose));
+    hmac_sha256_update(&context, sizeof separator, &separator);
+    hmac_sha256_update(&context, aText.size(), unsignedBytesOf(aText));
+    Digest digest;
+    hmac_sha256_digest(&context, digest.size(), digest.data());
+    return digest;
+}
+}  // namespace qzagent

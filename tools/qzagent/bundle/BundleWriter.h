@@ -1,0 +1,55 @@
+/// @file
+/// Writes the file of a bundle.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "pcapng/Blocks.h"
+#include "tools/qzagent/anonymise/Anonymiser.h"
+#include "tools/qzagent/capture/CaptureDocument.h"
+#include "tools/qzagent/capture/CaptureItems.h"
+#include "tools/qzagent/convert/CaptureCopy.h"
+#include "tools/qzagent/convert/PcapngTarget.h"
+
+namespace qzagent
+{
+/// Writes documents and events in one section of a new file. The file is removed unless it is finished.
+class BundleWriter
+{
+public:
+    struct Written
+    {
+        std::string mName;
+        std::size_t mSize;  ///< number of bytes of the text
+    };
+
+    /// @param aAnonymiser has learned what section, documents and events contain; null to keep originals
+    /// @throws std::system_error "cannot write PATH: ..." when the file exists or cannot be created
+    BundleWriter(std::string const& aPath, pcapng::Section const& aSection, Anonymiser const* aAnonymiser);
+
+    /// @throws std::system_error "cannot write PATH: ..."
+    /// @{
+    void add(CaptureDocument aDocument);
+    void add(CaptureEvent aEvent);
+    void add(CaptureCounts aCounts);
+    void finish();
+    /// @}
+
+    /// The documents so far.
+    std::vector<Written> const& documents() const { return mDocuments; }
+
+private:
+    pcapng::Section anonymised(pcapng::Section const& aSection) const;
+    void replace(CaptureEvent& aEvent);
+
+    Anonymiser const* const mAnonymiser;
+    CaptureCopy mFile;
+    PcapngTarget mTarget;
+    pcapng::Section const mSection;
+    pcapng::Interface mInterface;  ///< of the current item
+    std::vector<Written> mDocuments;
+    std::vector<unsigned char> mBytes;  ///< of the current event
+};
+}  // namespace qzagent

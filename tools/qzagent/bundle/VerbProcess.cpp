@@ -1,0 +1,86 @@
+#include "tools/qzagent/bundle/VerbProcess.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <iterator>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+#include <poll.h>
+
+#include "tools/qzagent/cli/ChildProcess.h"
+#include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/PartialAnswer.h"
+#include "tools/qzagent/cli/Report.h"
+
+namespace qzagent
+{
+namespace
+{
+/// @return the exit code, and the document
+ChildProcess::Bytes runInChild(Setting const& aSetting, void (*aAdd)(CommandLine&),
+                               std::vector<std::string> const& aArguments)
+{
+    std::vector<char const*> arguments{toolName, "--json"};
+    if (aSetting.mIsTraced)
+    {
+        arguments.push_back("--trace");
+    }
+    std::transform(aArguments.begin(), aArguments.end(), std::back_inserter(arguments),
+                   [](std::string const& aArgument) { return aArgument.c_str(); });
+    Report report(aSetting.mReport.errors());
+    CommandLine commandLine;
+    aAdd(commandLine);
+    PartialAnswer partial;
+    std::optional<Answer> answer;
+    try
+    {
+        commandLine.parse(static_cast<int>(arguments.size()), arguments.data());
+        answer = commandLine.run(report, aSetting.mOutput, partial);
+    }
+    catch (std::exception const& exception)
+    {
+        report.addFailure(failureOf(exception));
+    }
+    std::string const document =
+        report.document(commandLine.command(), std::move(answer.value_or(Answer()).mKeys));
+    ChildProcess::Bytes bytes{static_cast<unsigned char>(report.exitCode())};
+    bytes.insert(bytes.end(), document.begin(), document.end());
+    return bytes;
+}
+}  // namespace
+
+std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignals& aSignals,
+                                             std::chrono::seconds aLimit, void (*aAdd)(CommandLine&),
+                                             std::vector<std::string> const& aArguments)
+{
+    using Clock = std::chrono::steady_clock;
+    auto const end = Clock::now() + aLimit;
+    ChildProcess child([&] { return runInChild(aSetting, aAdd, aArguments); });
+    std::array<pollfd, 2> descriptors{{{aSignals.descriptor(), POLLIN, 0}, {child.descriptor(), POLLIN, 0}}};
+    do
+    {
+        auto const left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        if (::poll(descriptors.data(), descriptors.size(),
+                   static_cast<int>(std::max<std::int64_t>(left.count(), 0))) == 0)
+        {
+            throw std::runtime_error(
+                fmt::format("did not answer within {} s and was killed", aLimit.count()));
+        }
+        aSignals.take();
+        if (aSignals.count() > 0)
+        {
+            return {};
+        }
+    } while (child.read());
+    ChildProcess::Bytes const bytes = child.takeAnswer();
+    return VerbDocument{std::string(bytes.begin() + 1, bytes.end()), static_cast<ExitCode>(bytes.front())};
+}
+}  // namespace qzagent

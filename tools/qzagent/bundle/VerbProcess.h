@@ -1,0 +1,33 @@
+/// @file
+/// Runs verbs of the agent in processes of their own.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/StopSignals.h"
+
+namespace qzagent
+{
+/// What a verb found.
+struct VerbDocument
+{
+    std::string mText;  ///< exactly what the verb prints with --json
+    ExitCode mExitCode;
+};
+
+/// Runs a verb with --json. In its own process, what a library breaks or leaks does not affect other verbs, and each
+/// verb loads the libraries again, because they keep what they read when they were loaded.
+/// @param aLimit     after which the process is killed
+/// @param aAdd       adds the verb to a command line
+/// @param aArguments the verb and its options
+/// @return none when a signal arrived; the process is killed then
+/// @throws std::exception "was killed by signal ..." and the like or "did not answer within S s and was killed"
+std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignals& aSignals,
+                                             std::chrono::seconds aLimit, void (*aAdd)(CommandLine&),
+                                             std::vector<std::string> const& aArguments);
+}  // namespace qzagent
