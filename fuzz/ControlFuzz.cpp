@@ -63,7 +63,7 @@ bool isAnswer(std::string aText)
 
 void fuzz::check(Input aInput)
 {
-    qzsim::World world(tomlfile::parseToml("world", content));
+    qzsim::World world(tomlfile::readToml("world", content));
     qzsim::Strikes const strikes;
     qzsim::Commands commands(world, strikes);
     std::string rest(aInput.data(), aInput.data() + aInput.size());

@@ -11,22 +11,6 @@ namespace pcapng
 {
 namespace
 {
-/// Whether a search for the next block accepts the type. Any other number may be data.
-bool isUsual(std::uint32_t aType)
-{
-    switch (static_cast<BlockType>(aType))
-    {
-        case BlockType::interfaceDescription:
-        case BlockType::simplePacket:
-        case BlockType::nameResolution:
-        case BlockType::interfaceStatistics:
-        case BlockType::enhancedPacket:
-        case BlockType::sectionHeader:
-            return true;
-    }
-    return false;
-}
-
 /// @param aMagic the byte-order magic of a section header
 std::optional<ByteOrder> orderOf(unsigned char const* aMagic)
 {

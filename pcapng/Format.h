@@ -17,6 +17,22 @@ enum class BlockType : std::uint32_t
     sectionHeader = 0x0a0d0d0a,  // the same in both byte orders
 };
 
+/// Whether a search for a block accepts the type. Any other number may be data.
+constexpr bool isUsual(std::uint32_t aType)
+{
+    switch (static_cast<BlockType>(aType))
+    {
+        case BlockType::interfaceDescription:
+        case BlockType::simplePacket:
+        case BlockType::nameResolution:
+        case BlockType::interfaceStatistics:
+        case BlockType::enhancedPacket:
+        case BlockType::sectionHeader:
+            return true;
+    }
+    return false;
+}
+
 constexpr std::uint32_t byteOrderMagic = 0x1a2b3c4d;
 constexpr std::uint16_t majorVersion = 1;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <vector>
@@ -19,11 +20,13 @@ constexpr std::size_t windowSize = std::size_t{1} << 16U;
 /// Number of blocks whose lengths must agree, the last one included. Data can look like one block by chance.
 constexpr unsigned int checkedBlocks = 8;
 
-/// Reads lengths through a window on the input, because the search reads each of its last words.
-class Lengths
+constexpr ByteOrder byteOrders[] = {ByteOrder::native, ByteOrder::swapped};
+
+/// Reads types and lengths through a window on the input, because the search reads each of its last words.
+class Words
 {
 public:
-    explicit Lengths(RandomInput const& aInput) : mInput(aInput), mWindow(windowSize) {}
+    explicit Words(RandomInput const& aInput) : mInput(aInput), mWindow(windowSize) {}
 
     std::uint32_t at(std::uint64_t aPosition, ByteOrder aOrder)
     {
@@ -45,13 +48,13 @@ private:
 };
 
 /// @return the start of the block that ends at the position; none when no block ends there
-std::optional<std::uint64_t> startOfBlock(Lengths& aLengths, std::uint64_t aEnd)
+std::optional<std::uint64_t> startOfBlock(Words& aWords, std::uint64_t aEnd)
 {
-    for (ByteOrder const order : {ByteOrder::native, ByteOrder::swapped})
+    for (ByteOrder const order : byteOrders)
     {
-        std::uint64_t const size = aLengths.at(aEnd - blockTailSize, order);
+        std::uint64_t const size = aWords.at(aEnd - blockTailSize, order);
         bool const isPlausible = size >= smallestBlock && size % alignment == 0 && size <= aEnd;
-        if (isPlausible && aLengths.at(aEnd - size + blockHeadSize / 2, order) == size)
+        if (isPlausible && aWords.at(aEnd - size + blockHeadSize / 2, order) == size)
         {
             return aEnd - size;
         }
@@ -59,30 +62,65 @@ std::optional<std::uint64_t> startOfBlock(Lengths& aLengths, std::uint64_t aEnd)
     return {};
 }
 
-bool isEndOfBlocks(Lengths& aLengths, std::uint64_t aEnd)
+bool isEndOfBlocks(Words& aWords, std::uint64_t aEnd)
 {
     std::optional<std::uint64_t> start = aEnd;
     for (unsigned int checked = 0; checked < checkedBlocks && start && *start != 0; ++checked)
     {
-        start = *start < smallestBlock ? std::nullopt : startOfBlock(aLengths, *start);
+        start = *start < smallestBlock ? std::nullopt : startOfBlock(aWords, *start);
     }
     return start.has_value();
+}
+
+/// Whether a block that an interrupted write left begins at the position.
+/// @param aSize number of bytes from the position to the end
+bool isCutBlock(Words& aWords, std::uint64_t aPosition, std::uint64_t aSize)
+{
+    return aSize < blockHeadSize ||
+           std::any_of(std::begin(byteOrders), std::end(byteOrders),
+                       [&](ByteOrder aOrder)
+                       {
+                           return isUsual(aWords.at(aPosition, aOrder)) &&
+                                  aWords.at(aPosition + blockHeadSize / 2, aOrder) > aSize;
+                       });
+}
+
+/// @return whether a single block ends at the position and begins at or behind another one
+bool isEndOfBlock(Words& aWords, std::uint64_t aEnd, std::uint64_t aFirst)
+{
+    std::optional<std::uint64_t> const start = startOfBlock(aWords, aEnd);
+    return start && *start >= aFirst &&
+           std::any_of(std::begin(byteOrders), std::end(byteOrders),
+                       [&](ByteOrder aOrder) { return isUsual(aWords.at(*start, aOrder)); });
 }
 }  // namespace
 
 std::optional<std::uint64_t> endOfLastBlock(RandomInput const& aInput, std::size_t aLargest)
 {
-    Lengths lengths(aInput);
+    Words words(aInput);
     std::uint64_t const size = aInput.size();
+    std::uint64_t const last = size / alignment * alignment;
     std::uint64_t const first = size - std::min<std::uint64_t>(size, aLargest);
-    for (std::uint64_t end = size / alignment * alignment;
-         end >= std::max<std::uint64_t>(first, smallestBlock); end -= alignment)
+    std::uint64_t const least = std::max<std::uint64_t>(first, smallestBlock);
+    std::uint64_t end = last;
+    while (end >= least && !isEndOfBlocks(words, end))
     {
-        if (isEndOfBlocks(lengths, end))
-        {
-            return end;
-        }
+        end -= alignment;
     }
-    return {};
+    if (end < least)
+    {
+        return {};
+    }
+    if (isCutBlock(words, end, size - end))
+    {
+        return end;
+    }
+    // Blocks behind damage are kept.
+    std::uint64_t behind = last;
+    while (behind >= end + smallestBlock && !isEndOfBlock(words, behind, end))
+    {
+        behind -= alignment;
+    }
+    return behind >= end + smallestBlock ? behind : end;
 }
 }  // namespace pcapng

@@ -22,7 +22,8 @@ public:
 };
 
 /// Searches backwards from the end, so the time does not depend on the size of the file. A block has its length at both
-/// of its ends. Some blocks before it are checked in the same way.
+/// of its ends. Some blocks before it are checked in the same way. A block behind damage is found if it is at a multiple
+/// of the alignment, unless the damage looks like a block that was cut.
 /// @param aLargest size in bytes of the largest block that may be cut
 /// @return the position after the block; none when there is no whole block within that distance from the end
 /// @throws what the input throws

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 
 namespace pcapng
@@ -13,7 +14,10 @@ namespace
 constexpr std::size_t initialRoom = std::size_t{1} << 18U;
 }  // namespace
 
-Window::Window(Input& aInput, std::size_t aLargest) : mInput(aInput), mMost(aLargest + initialRoom)
+Window::Window(Input& aInput, std::size_t aLargest)
+    : mInput(aInput),
+      // On a machine of 32 bits, the largest block can be almost as large as the address space.
+      mMost(aLargest + std::min(initialRoom, std::numeric_limits<std::size_t>::max() - aLargest))
 {
     grow();
 }
@@ -39,7 +43,7 @@ bool Window::readMore()
 /// Allocated with realloc, which moves large memory without copying it.
 void Window::grow()
 {
-    std::size_t const room = std::min(std::max(2 * mRoom, initialRoom), mMost);
+    std::size_t const room = mRoom < mMost / 2 ? std::max(2 * mRoom, initialRoom) : mMost;
     auto* const bytes = static_cast<unsigned char*>(std::realloc(mBytes.get(), room));
     if (bytes == nullptr)
     {

@@ -8,7 +8,7 @@
 
 namespace tomlfile
 {
-/// @return the value as TOML that parseToml() reads again; tables are inline
+/// @return the value as TOML that readToml() reads again; tables are inline
 std::string tomlText(TomlValue const& aValue);
 
 /// @return the value as JSON

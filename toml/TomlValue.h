@@ -64,14 +64,15 @@ struct TomlEntry
 };
 
 /// Reads a file. Its top-level keys form a table.
-/// @param aPath appears in messages as given here
-/// @throws TomlError when the file cannot be read or is not valid TOML
+/// @param aPath appears in messages as given here, with escaped control characters
+/// @throws TomlError when the file cannot be read, has more than 16 MiB, or is not valid TOML
 TomlValue readToml(std::string const& aPath);
 
-/// Reads the text of a file.
-/// @param aName appears in messages instead of a path
-/// @throws TomlError when the text is not valid TOML
-TomlValue parseToml(std::string const& aName, std::string const& aText);
+/// Same as above, in two steps. A pipe can be read only once.
+/// @{
+std::string contentOf(std::string const& aPath);
+TomlValue readToml(std::string const& aPath, std::string const& aContent);
+/// @}
 
 /// @return the text with escaped control characters
 std::string escaped(std::string_view aText);

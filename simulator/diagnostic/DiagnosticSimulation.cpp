@@ -10,7 +10,6 @@
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
 #include "simulator/control/EnvironmentVariables.h"
 #include "simulator/control/Strikes.h"
-#include "simulator/diagnostic/EventSource.h"
 #include "simulator/scenario/Scenario.h"
 #include "simulator/scenario/Wwn.h"
 
@@ -106,7 +105,9 @@ void DiagnosticSimulation::close()
             closed.push_back(mClosed.back());
         }
         // Other threads may be closing environments. A callback does not wait for them, because they may wait for it.
-        if (!EventSource::runsThisThread())
+        if (std::none_of(mClosed.begin(), mClosed.end(),
+                         [](Environment const& aEnvironment)
+                         { return aEnvironment->registrations().isInCallback(); }))
         {
             closed = mClosed;
         }
@@ -119,7 +120,7 @@ void DiagnosticSimulation::close()
 
 unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord)
 {
-    return answer({Call::getDrvInfo, aBoard, std::nullopt, aRecord != nullptr},
+    return answer({Call::getDrvInfo, aBoard, std::nullopt, isRecord(aRecord)},
                   [&](DiagnosticEnvironment&, Diagnostics const& aDiagnostics)
                   {
                       unsigned char* const record = cleared(aRecord, Records::sgDriverInfoSize);
@@ -199,7 +200,7 @@ void DiagnosticSimulation::end() noexcept
         mFaults = {};
     }
     closed.remove_if([](Environment const& aEnvironment) { return aEnvironment->join(); });
-    // Only the environment of the calling thread can be left: a callback that ends the process.
+    // Only the environment of the calling thread can be left: a callback that closes the library.
     std::lock_guard const lock(mMutex);
     mAbandoned.splice(mAbandoned.end(), closed);
 }
@@ -291,8 +292,21 @@ std::optional<std::uint32_t> DiagnosticSimulation::react(Call aCall, std::unique
     aLock.unlock();
     printAndWait(reaction);
     aLock.lock();
-    loadFirst();  // the process may have begun to end meanwhile
+    loadFirst();  // the library may have been closed meanwhile
     return reaction.mAnswer;
+}
+
+bool DiagnosticSimulation::isRecord(void const* aRecord)
+{
+    if (aRecord == nullptr)
+    {
+        return false;
+    }
+    std::lock_guard const lock(mMutex);
+    loadFirst();
+    auto const required = diagnostics().mRequiredRecordVersion;
+    return !required ||
+           static_cast<unsigned char const*>(aRecord)[Records::sgDriverInfoVersionPosition] == *required;
 }
 
 QZ_result DiagnosticSimulation::refusalOf(Request const& aRequest) const

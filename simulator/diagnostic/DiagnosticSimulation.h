@@ -50,7 +50,7 @@ public:
     /// Closes the environment. After this, no callback runs except the one that makes this call.
     void close();
 
-    /// @param aRecord receives 152 bytes
+    /// @param aRecord receives 152 bytes; its first byte has the version that the scenario requires, if it requires one
     unsigned int driverInfo(unsigned int aBoard, void* aRecord);
 
     /// @param aRecord receives 168 bytes
@@ -64,7 +64,8 @@ public:
                                 QuazorCallback aCallback);
     unsigned int unregisterQuazor(unsigned int aBoard, HBA_WWN const& aPort, unsigned int aId);
 
-    /// Closes the environment even if the scenario makes VQM_FreeDiagEnv fail, and discards all state.
+    /// Closes the environment even if the scenario makes VQM_FreeDiagEnv fail, waits for its callbacks, and discards all
+    /// state.
     void end() noexcept;
 
     /// @name Around a fork
@@ -105,6 +106,9 @@ private:
     /// Counts the call. Releases the lock while it prints and waits as the fault that covers it says.
     /// @return the result that replaces the call; nothing when it answers as usual
     std::optional<std::uint32_t> react(Call aCall, std::unique_lock<std::mutex>& aLock);
+
+    /// @return whether this is a driver information record of the version that the scenario requires
+    bool isRecord(void const* aRecord);
 
     /// @return the result that the call is refused with; QZ_OK when it is not refused
     QZ_result refusalOf(Request const& aRequest) const;

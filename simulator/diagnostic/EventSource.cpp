@@ -1,8 +1,11 @@
 #include "simulator/diagnostic/EventSource.h"
 
+#include <cinttypes>
 #include <climits>
 #include <cstddef>
+#include <cstdio>
 #include <list>
+#include <new>
 #include <utility>
 
 #include "simulator/control/SignalBlock.h"
@@ -13,9 +16,6 @@ namespace qzsim
 {
 namespace
 {
-// Static thread-local storage. Storage that is allocated on first use sometimes confuses the leak detection of the
-// address sanitizer, which then ends in a signal.
-[[gnu::tls_model("initial-exec")]] thread_local bool isSourceThread = false;
 
 /// Generates the payload of an event: its number in big-endian order, then bytes that count up.
 void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
@@ -59,8 +59,6 @@ void EventSource::stop()
     mStopped.notify_all();
 }
 
-bool EventSource::runsThisThread() { return isSourceThread; }
-
 bool EventSource::join()
 {
     if (mThread.get_id() == std::this_thread::get_id())
@@ -76,7 +74,6 @@ bool EventSource::join()
 
 void EventSource::run(Clock::time_point aStart)
 {
-    isSourceThread = true;
     if (mFeed)
     {
         runFeed();
@@ -84,6 +81,10 @@ void EventSource::run(Clock::time_point aStart)
     for (std::uint32_t number = 0; number < mSeries.mCount && waitUntil(due(number, aStart)); ++number)
     {
         send(number);
+    }
+    if (mDropped > 1)
+    {
+        std::fprintf(stderr, "libqzsim: an event source dropped %" PRIu32 " events in total\n", mDropped);
     }
     mHasEnded = true;
 }
@@ -141,6 +142,7 @@ bool EventSource::waitUntil(Clock::time_point aTime)
 }
 
 void EventSource::send(std::uint32_t aNumber)
+try
 {
     Registrations::Audience const audience = mRegistrations.audienceOf(mSeries);
     if (audience.isEmpty())
@@ -154,5 +156,13 @@ void EventSource::send(std::uint32_t aNumber)
     QZ_event const event{static_cast<unsigned int>(mPayload.size()),
                          mPayload.empty() ? nullptr : mPayload.data()};
     mRegistrations.deliver(audience, mSeries, event);
+}
+catch (std::bad_alloc const&)
+{
+    // A source may send 100000 events per second, so only the first one is reported at once.
+    if (++mDropped == 1)
+    {
+        std::fputs("libqzsim: out of memory, an event source drops an event\n", stderr);
+    }
 }
 }  // namespace qzsim

@@ -53,9 +53,6 @@ public:
     /// @return whether the thread has ended
     bool join();
 
-    /// @return whether the calling thread belongs to a source
-    static bool runsThisThread();
-
     /// Stops the source in a forked child process, where its thread does not exist.
     void abandon() { mIsStopped = true; }
 
@@ -72,6 +69,7 @@ private:
     /// @return true at that time; false when the source was stopped before
     bool waitUntil(Clock::time_point aTime);
 
+    /// Drops the event when memory runs out.
     void send(std::uint32_t aNumber);
 
     Feed const mFeed;  ///< empty for a source of one series
@@ -82,6 +80,7 @@ private:
     std::condition_variable mStopped;
     std::atomic<bool> mIsStopped = false;
     std::atomic<bool> mHasEnded = false;
+    std::uint32_t mDropped = 0;
     std::thread mThread;
 };
 }  // namespace qzsim

@@ -69,6 +69,9 @@ public:
     /// Calls back each registration of the audience that has not ended.
     void deliver(Audience const& aAudience, EventSeries const& aSeries, QZ_event const& aEvent);
 
+    /// @return whether a callback makes this call
+    bool isInCallback();
+
     /// @name Around a fork
     /// Between lock and unlock no other thread changes the state, so the child process gets a consistent copy.
     /// @{

@@ -151,15 +151,6 @@ AdapterEventSource::AdapterEventSource(std::vector<Adapter> const& aAdapters)
     }
 }
 
-AdapterEventSource::~AdapterEventSource()
-{
-    std::thread thread = stop();
-    if (thread.joinable())
-    {
-        thread.detach();
-    }
-}
-
 HBA_CALLBACKHANDLE AdapterEventSource::add(EventRegistration aRegistration)
 {
     std::lock_guard const lock(mState->mMutex);

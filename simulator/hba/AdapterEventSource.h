@@ -35,8 +35,7 @@ class AdapterEventSource
 public:
     explicit AdapterEventSource(std::vector<Adapter> const& aAdapters);
 
-    /// Sends no more events, and does not wait for a callback that runs.
-    ~AdapterEventSource();
+    ~AdapterEventSource() { end(); }
     AdapterEventSource(AdapterEventSource const&) = delete;
     AdapterEventSource& operator=(AdapterEventSource const&) = delete;
 

@@ -104,6 +104,40 @@ HBA_STATUS HbaSimulation::free()
     return HBA_STATUS_OK;
 }
 
+void HbaSimulation::end() noexcept
+{
+    discard();
+    std::lock_guard const lock(mMutex);
+    mFaults = {};
+}
+
+void HbaSimulation::beforeFork()
+{
+    mMutex.lock();
+    if (mLoaded)
+    {
+        mLoaded->mEvents->beforeFork();
+    }
+}
+
+void HbaSimulation::afterForkInParent()
+{
+    if (mLoaded)
+    {
+        mLoaded->mEvents->afterForkInParent();
+    }
+    mMutex.unlock();
+}
+
+void HbaSimulation::afterForkInChild()
+{
+    if (mLoaded)
+    {
+        mLoaded->mEvents->afterForkInChild();
+    }
+    mMutex.unlock();
+}
+
 HBA_UINT32 HbaSimulation::numberOfAdapters()
 {
     auto const loaded = this->loaded();

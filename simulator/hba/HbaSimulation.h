@@ -68,6 +68,18 @@ public:
     /// Discards everything except the counts of calls, which last as long as the library stays in the process.
     HBA_STATUS free();
 
+    /// Discards everything. No callback runs after this, except the one that makes this call.
+    void end() noexcept;
+
+    /// @name Around a fork
+    /// The child process has what is loaded and open, and the counts of calls. It receives no events until it registers
+    /// a callback.
+    /// @{
+    void beforeFork();
+    void afterForkInParent();
+    void afterForkInChild();
+    /// @}
+
     HBA_UINT32 numberOfAdapters();
 
     /// @param aName receives up to 256 bytes

@@ -11,17 +11,19 @@
 #include "simulator/hba/HbaSimulation.h"
 #include "simulator/library/EntryPoint.h"
 #include "simulator/library/HbaEntryPoints.h"
+#include "simulator/library/Lifetime.h"
 #include "simulator/world/World.h"
 
-qzsim::HbaSimulation& qzsim::hbaSimulation()
-{
-    static HbaSimulation instance;
-    return instance;
-}
+qzsim::HbaSimulation& qzsim::hbaSimulation() { return simulation<HbaSimulation>(); }
 
 namespace
 {
 using qzsim::statusOfCall;
+using Lifetime = qzsim::Lifetime<qzsim::HbaSimulation>;
+
+[[gnu::constructor]] void load() { Lifetime::load(); }
+
+[[gnu::destructor]] void unload() { Lifetime::unload(); }
 
 HBA_UINT32 getVersion() { return HBA_LIBVERSION; }
 

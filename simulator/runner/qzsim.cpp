@@ -86,6 +86,7 @@ struct Options
     std::optional<std::string> mControl;
     bool mCheckOnly = false;
     bool mVerify = false;
+    bool mKeepLoaded = false;
     std::vector<std::string> mCommand;
 };
 
@@ -119,6 +120,8 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
     aParser.add_flag("--check", aOptions.mCheckOnly, "Only check the scenario and print its contents");
     aParser.add_flag("--verify", aOptions.mVerify,
                      "Report at the end each fault that did not strike and each change that did not happen");
+    aParser.add_flag("--keep-loaded", aOptions.mKeepLoaded,
+                     "Keep the vendor library loaded after dlclose, and report calls of it");
     aParser
         .add_option("--control", aOptions.mControl,
                     "Create this socket, through which qzsimctl changes the simulation")
@@ -153,13 +156,14 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
 
 int refuseProgram(std::string const& aProgram, int aError)
 {
-    fmt::print(stderr, "qzsim: cannot run \"{}\": {}\n", aProgram, std::generic_category().message(aError));
+    fmt::print(stderr, "qzsim: cannot run {}: {}\n", tomlfile::inQuotes(aProgram),
+               std::generic_category().message(aError));
     return aError == ENOENT ? notFound : notExecutable;
 }
 
-int run(Options const& aOptions, fs::path const& aLibrary)
+int run(Options const& aOptions, qzsim::Injection const& aInjection)
 {
-    qzsim::injectLibrary(aLibrary, aOptions.mScenario);
+    qzsim::inject(aInjection);
     return refuseProgram(aOptions.mCommand.front(), qzsim::becomeProgram(aOptions.mCommand));
 }
 
@@ -176,13 +180,17 @@ bool reportUnfinished(qzsim::World& aWorld, qzsim::Strikes const& aStrikes)
 }
 
 /// Runs the program as a child process. Its simulated libraries share the journal and the strikes.
-int runAsChild(Options const& aOptions, fs::path const& aLibrary, std::size_t aFaults)
+/// @param aContent of the scenario
+int runAsChild(Options const& aOptions, qzsim::Injection aInjection, std::string const& aContent)
 {
-    std::optional<qzsim::StrikesFile> strikesFile(aFaults);
     std::optional<qzsim::JournalFile> journalFile(std::in_place);
-    qzsim::Strikes const strikes(strikesFile->path(), aFaults);
-    qzsim::injectLibrary(aLibrary, aOptions.mScenario, strikesFile->path(), journalFile->path());
-    qzsim::World world(tomlfile::readToml(aOptions.mScenario), qzsim::Journal(journalFile->path()));
+    qzsim::World world(tomlfile::readToml(aOptions.mScenario, aContent), qzsim::Journal(journalFile->path()));
+    std::size_t const faults = world.original().mFaults.size();
+    std::optional<qzsim::StrikesFile> strikesFile(faults);
+    qzsim::Strikes const strikes(strikesFile->path(), faults);
+    aInjection.mStrikes = strikesFile->path();
+    aInjection.mJournal = journalFile->path();
+    qzsim::inject(aInjection);
     qzsim::Commands commands(world, strikes);
     std::optional<qzsim::ControlSocket> control;
     if (aOptions.mControl)
@@ -213,15 +221,29 @@ bool hasSharedChanges(qzsim::Scenario const& aScenario)
 
 int checkAndRun(Options const& aOptions)
 {
-    qzsim::Scenario const scenario = qzsim::readScenario(aOptions.mScenario);
+    std::string const content = tomlfile::contentOf(aOptions.mScenario);
+    qzsim::Scenario const scenario = qzsim::readScenario(aOptions.mScenario, content);
     if (aOptions.mCheckOnly)
     {
         fmt::print("{}", summaryOf(scenario));
         return good;
     }
-    fs::path const library = aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary();
+    qzsim::Injection const injection{aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary(),
+                                     qzsim::publish(aOptions.mScenario, content), "",
+                                     scenario.mDiagnostics.mLibrary, aOptions.mKeepLoaded};
     bool const isChild = aOptions.mVerify || aOptions.mControl || hasSharedChanges(scenario);
-    return isChild ? runAsChild(aOptions, library, scenario.mFaults.size()) : run(aOptions, library);
+    return isChild ? runAsChild(aOptions, injection, content) : run(aOptions, injection);
+}
+
+/// @param aStatus the exit status if the output was written
+int finishOutput(int aStatus)
+{
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+    {
+        return aStatus;
+    }
+    fmt::print(stderr, "qzsim: cannot write standard output: {}\n", std::generic_category().message(errno));
+    return misused;
 }
 }  // namespace
 
@@ -232,19 +254,23 @@ int main(int aCount, char** aArguments)
     {
         Options options;
         parse(parser, options, aCount, aArguments);
-        return checkAndRun(options);
+        return finishOutput(checkAndRun(options));
     }
     catch (CLI::Success const& request)  // --help and --version
     {
-        return parser.exit(request);
+        return finishOutput(parser.exit(request));
     }
     catch (CLI::ParseError const& error)
     {
-        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", error.what());
+        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", tomlfile::escaped(error.what()));
+    }
+    catch (qzsim::LaunchError const& error)
+    {
+        fmt::print(stderr, "qzsim: {}\n", error.what());
     }
     catch (std::exception const& error)
     {
-        fmt::print(stderr, "qzsim: {}\n", error.what());
+        fmt::print(stderr, "qzsim: {}\n", tomlfile::escaped(error.what()));
     }
     return misused;
 }

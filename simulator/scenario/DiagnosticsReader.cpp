@@ -16,9 +16,11 @@
 #include <fmt/format.h>
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "simulator/scenario/Calls.h"
 #include "simulator/scenario/HexBytes.h"
 #include "simulator/scenario/Wwn.h"
 #include "simulator/scenario/WwnReader.h"
+#include "toml/Named.h"
 #include "toml/TableReader.h"
 #include "toml/TomlError.h"
 #include "toml/ValueReader.h"
@@ -77,6 +79,39 @@ void readRecordVersion(TomlValue const& aValue, Diagnostics& aDiagnostics)
 {
     constexpr std::uint32_t highest = std::numeric_limits<std::uint8_t>::max();
     aDiagnostics.mRecordVersion = static_cast<std::uint8_t>(readNumber(aValue, 0, highest));
+}
+
+void readRequiredRecordVersion(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    constexpr std::uint32_t highest = std::numeric_limits<std::uint8_t>::max();
+    aDiagnostics.mRequiredRecordVersion = static_cast<std::uint8_t>(readNumber(aValue, 0, highest));
+}
+
+constexpr tomlfile::Named<VendorLibrary> vendorLibraries[] = {
+    {"present", VendorLibrary::present},
+    {"absent", VendorLibrary::absent},
+    {"broken", VendorLibrary::broken},
+};
+
+void readLibrary(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    aDiagnostics.mLibrary = readNamed(aValue, vendorLibraries);
+}
+
+std::optional<Call> functionNamed(std::string_view aName)
+{
+    auto const call = callNamed(aName);
+    return call && isDiagnostic(*call) ? call : std::nullopt;
+}
+
+void readMissingFunctions(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    for (TomlValue const& name :
+         aValue.as<TomlValue::Array>("a list of functions such as [\"VQM_GetLibVer\"]"))
+    {
+        aDiagnostics.mMissingFunctions.push_back(
+            readFound(name, functionNamed, "a function of the diagnostic library such as \"VQM_GetLibVer\""));
+    }
 }
 
 void readFeatureList(TomlValue const& aValue, Diagnostics& aDiagnostics)
@@ -184,6 +219,9 @@ constexpr Key<Diagnostics> diagnosticsKeys[] = {
     {"library_version", Presence::optional, text<&Diagnostics::mLibraryVersion>},
     {"driver_version", Presence::optional, text<&Diagnostics::mDriverVersion>},
     {"record_version", Presence::optional, readRecordVersion},
+    {"required_record_version", Presence::optional, readRequiredRecordVersion},
+    {"library", Presence::optional, readLibrary},
+    {"missing_functions", Presence::optional, readMissingFunctions},
     {"feature_list", Presence::optional, readFeatureList},
     {"board", Presence::optional, readBoards},
     {"number_of_boards", Presence::optional, number<&Diagnostics::mNumberOfBoards, 0, highestNumber>},

@@ -49,6 +49,7 @@ constexpr Key<Scenario> scenarioKeys[] = {
     {"timeline", Presence::optional,
      [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mTimeline = readTimeline(aValue); }},
 };
+
 Scenario scenarioIn(TomlValue const& aTree)
 {
     Scenario scenario;
@@ -95,6 +96,11 @@ void checkTimeline(TomlValue const& aTree, Scenario const& aScenario)
 }  // namespace
 
 Scenario readScenario(std::string const& aPath) { return readScenario(tomlfile::readToml(aPath)); }
+
+Scenario readScenario(std::string const& aPath, std::string const& aContent)
+{
+    return readScenario(tomlfile::readToml(aPath, aContent));
+}
 
 Scenario readScenario(TomlValue const& aTree)
 {

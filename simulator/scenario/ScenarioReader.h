@@ -17,6 +17,8 @@ namespace qzsim
 /// @throws tomlfile::TomlError for the first error in the file
 Scenario readScenario(std::string const& aPath);
 
+/// Same as above, for a file that has been read.
+Scenario readScenario(std::string const& aPath, std::string const& aContent);
 /// Reads and checks the content of a scenario file.
 /// @throws tomlfile::TomlError for the first error
 Scenario readScenario(tomlfile::TomlValue const& aTree);

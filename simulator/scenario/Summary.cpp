@@ -195,10 +195,30 @@ std::string summaryOfEvents(Adapter const& aAdapter)
     return summary;
 }
 
+/// @return one line for each way in which the vendor library differs from a complete one
+std::string summaryOfLibrary(Diagnostics const& aDiagnostics)
+{
+    std::string summary;
+    if (aDiagnostics.mLibrary != VendorLibrary::present)
+    {
+        summary += fmt::format("vendor library: {}\n",
+                               aDiagnostics.mLibrary == VendorLibrary::absent ? "absent" : "broken");
+    }
+    for (Call const function : aDiagnostics.mMissingFunctions)
+    {
+        summary += fmt::format("missing function: {}\n", nameOf(function));
+    }
+    if (aDiagnostics.mRequiredRecordVersion)
+    {
+        summary += fmt::format("required record version: {}\n", *aDiagnostics.mRequiredRecordVersion);
+    }
+    return summary;
+}
+
 /// @return one line for each board and event source
 std::string summaryOf(Diagnostics const& aDiagnostics)
 {
-    std::string summary;
+    std::string summary = summaryOfLibrary(aDiagnostics);
     for (Board const& board : aDiagnostics.mBoards)
     {
         summary += fmt::format("board: {}, {}\n", textOf(board.mFirstWwn), textOf(board.mSecondWwn));

@@ -51,7 +51,7 @@ TomlValue valueIn(std::string const& aText)
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.:/";
     try
     {
-        TomlValue const value = *tomlfile::parseToml("value", "value = " + aText).find("value");
+        TomlValue const value = *tomlfile::readToml("value", "value = " + aText).find("value");
         return {"value", value.content()};  // a position would count from the start of another text
     }
     catch (TomlError const&)

@@ -194,7 +194,7 @@ void World::apply(std::string const& aLine)
         attempt(
             [&]
             {
-                TomlValue const tree = tomlfile::parseToml(journalName, "change = " + std::string(rest));
+                TomlValue const tree = tomlfile::readToml(journalName, "change = " + std::string(rest));
                 apply(readChange(*tree.find("change")), time);
             });
     }

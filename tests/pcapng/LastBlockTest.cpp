@@ -77,6 +77,26 @@ TEST(LastBlockTest, IsNotDataThatLooksLikeABlock)
     EXPECT_EQ(endIn(whole + cut), whole.size());
 }
 
+TEST(LastBlockTest, IsNotABlockInTheDataOfACutBlock)
+{
+    ByteList const whole = sectionHeader(false) + packetBlock(false, 40);
+    ByteList const data = ByteMaker(false).u32(0).u64(0).u32(4).u32(4).u32(7).block(6);
+    ByteList cut = ByteMaker(false).raw(ByteList(20, 0) + data).u32(0).block(6);
+    cut.resize(cut.size() - 8);
+    EXPECT_EQ(endIn(whole + cut), whole.size());
+}
+
+TEST_P(LastBlock, IsFoundBehindDamage)
+{
+    ByteList const whole = sectionHeader(GetParam()) + packetBlock(GetParam(), 40);
+    for (std::size_t const size : {4U, 400U})
+    {
+        ByteList const damaged = whole + ByteList(size, 0x11) + packetBlock(GetParam(), 40);
+        EXPECT_EQ(endIn(damaged), damaged.size());
+        EXPECT_EQ(endIn(damaged + ByteList(3, 0x11)), damaged.size());
+    }
+}
+
 TEST(LastBlockTest, IsMissingInOtherBytes)
 {
     EXPECT_EQ(endIn({}), std::nullopt);

@@ -39,8 +39,7 @@ protected:
     StrikesFile mFile{1};
     Strikes mStrikes{mFile.path(), 1};
     int mEvents = 0;
-    World mWorld{
-        tomlfile::parseToml("w.toml", content), {}, [this](qzsim::EventSeries const&) { ++mEvents; }};
+    World mWorld{tomlfile::readToml("w.toml", content), {}, [this](qzsim::EventSeries const&) { ++mEvents; }};
     Commands mCommands{mWorld, mStrikes};
 };
 

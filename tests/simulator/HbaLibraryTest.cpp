@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +11,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hbaapi.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vendorhbaapi.h>
 
 #include "tests/simulator/HbaLibraryFixture.h"
@@ -114,6 +117,34 @@ TEST_F(HbaLibrary, ReportsNoAdaptersAfterFreeing)
     load(twoAdapters);
     EXPECT_EQ(mTable.FreeLibraryHandler(), ok);
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
+}
+
+TEST_F(HbaLibrary, ForkedProcessMayCallItWhileTheParentDoes)
+{
+    ASSERT_EQ(load(twoAdapters), ok);
+    std::atomic<bool> isEnding = false;
+    std::thread caller(
+        [&]
+        {
+            while (!isEnding)
+            {
+                name(0);
+            }
+        });
+    for (int times = 0; times < 200; ++times)
+    {
+        pid_t const child = ::fork();
+        if (child == 0)
+        {
+            ::alarm(20);
+            ::_exit(mTable.GetNumberOfAdaptersHandler() == 2 ? 0 : 1);
+        }
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << "after " << times << " forks";
+    }
+    isEnding = true;
+    caller.join();
 }
 
 TEST_F(HbaLibrary, RefusesAnAdapterIndexOutOfRange)

@@ -16,7 +16,7 @@ constexpr char const* content =
     "a = 1\nlist = [10, 20]\n[t]\nk = 2\n"
     "[[x]]\nname = \"first one\"\n[[x]]\nport_wwn = \"10:01\"\nsub = { deep = [ { v = 3 } ] }\n";
 
-TomlValue tree() { return tomlfile::parseToml("test", content); }
+TomlValue tree() { return tomlfile::readToml("test", content); }
 
 ValuePath path(std::string const& aText) { return {"here", aText}; }
 
@@ -78,7 +78,7 @@ TEST(ValuePath, RefusesWhatDoesNotExist)
 
 std::string afterSetting(std::string const& aPath)
 {
-    TomlValue changed = tomlfile::parseToml("test", "a = 1\nl = [1, {}]\n");
+    TomlValue changed = tomlfile::readToml("test", "a = 1\nl = [1, {}]\n");
     path(aPath).set(changed, {"there", TomlValue::Number(7)});
     return tomlText(changed);
 }

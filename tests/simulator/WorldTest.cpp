@@ -43,12 +43,12 @@ constexpr char const* board =
 
 World worldOf(std::string const& aText, Journal aJournal = {}, World::EventSink aSink = {})
 {
-    return World(tomlfile::parseToml("w.toml", aText), std::move(aJournal), std::move(aSink));
+    return World(tomlfile::readToml("w.toml", aText), std::move(aJournal), std::move(aSink));
 }
 
 qzsim::Change changeOf(std::string const& aTable)
 {
-    return qzsim::readChange(*tomlfile::parseToml("change", "change = " + aTable).find("change"));
+    return qzsim::readChange(*tomlfile::readToml("change", "change = " + aTable).find("change"));
 }
 
 void set(World& aWorld, std::string const& aPath, std::string const& aValue, World::Time aNow = {})

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <map>
 #include <mutex>
@@ -14,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include <dlfcn.h>
 #include <hbaapi.h>
 
 #include "tests/simulator/ProbeLibrary.h"
@@ -116,6 +118,26 @@ void printFirstLine(std::FILE* aFile)
     std::fgets(line, sizeof line, aFile);
     std::fclose(aFile);
     std::printf("file: %s", line);
+}
+
+/// Opens a file between a failed lookup and the question why it failed.
+void printPendingError(std::string const& aPath)
+{
+    ::dlsym(RTLD_DEFAULT, "no_such_function");
+    std::FILE* const file = std::fopen(aPath.c_str(), "r");
+    char const* const error = ::dlerror();
+    std::printf("pending: %s\n", error == nullptr ? "none" : std::strchr(error, ':') + 2);
+    if (file != nullptr)
+    {
+        std::fclose(file);
+    }
+}
+
+/// Exit function that calls the library after the exit functions of the library.
+void callLastly()
+{
+    std::printf("lastly: %u adapters\n", HBA_GetNumberOfAdapters());
+    printName("0");
 }
 
 void printVariable(std::string const& aName)
@@ -324,6 +346,11 @@ Steps const steps = {
     {"file", [](std::string const& aPath) { printFirstLine(std::fopen(aPath.c_str(), "r")); }},
     {"fileFromLibrary", [](std::string const& aPath) { printFirstLine(openFromLibrary(aPath.c_str())); }},
     {"file64", [](std::string const& aPath) { printFirstLine(::fopen64(aPath.c_str(), "r")); }},
+    {"pendingError", printPendingError},
+    {"ownFunction", [](std::string const&) { std::printf("own function: %u\n", RegisterForEvent(41)); }},
+    {"neighbour",
+     [](std::string const&) { std::printf("neighbour: %s\n", opensNeighbour() ? "there" : "absent"); }},
+    {"lastly", [](std::string const&) { std::atexit(callLastly); }},
     {"variable", printVariable},
     {"exit", [](std::string const& aStatus) { std::exit(std::stoi(aStatus)); }},
     {"raise", [](std::string const& aSignal) { std::raise(std::stoi(aSignal)); }},

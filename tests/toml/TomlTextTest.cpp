@@ -9,7 +9,7 @@ namespace
 {
 tomlfile::TomlValue parsed(std::string const& aValue)
 {
-    return *tomlfile::parseToml("test", "value = " + aValue).find("value");
+    return *tomlfile::readToml("test", "value = " + aValue).find("value");
 }
 
 std::string rewritten(std::string const& aValue) { return tomlText(parsed(aValue)); }

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <clocale>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -21,6 +22,7 @@
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/Output.h"
 #include "tools/qzagent/cli/PartialAnswer.h"
+#include "tools/qzagent/cli/Reason.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Timeout.h"
 
@@ -103,7 +105,7 @@ private:
         }
         catch (std::exception const& error)
         {
-            mReport.addError(ExitCode::failed, error.what());
+            mReport.addError(ExitCode::failed, reasonOf(error));
         }
     }
 
@@ -125,6 +127,10 @@ std::optional<Answer> runVerb(CommandLine const& aCommandLine, Report& aReport, 
         }
         SetLogLevelMask(aCommandLine.isTraced() ? ~0u : QZLL_Assertion);
         return aCommandLine.run(aReport, aOutput, aPartial);
+    }
+    catch (std::bad_alloc const& exception)
+    {
+        aReport.addError(ExitCode::failed, reasonOf(exception));
     }
     catch (std::exception const& exception)
     {
@@ -190,7 +196,7 @@ int main(int aCount, char** aArguments)
     }
     catch (std::exception const& error)
     {
-        report.addError(qzagent::ExitCode::failed, error.what());
+        report.addError(qzagent::ExitCode::failed, qzagent::reasonOf(error));
     }
     return static_cast<int>(report.exitCode());
 }

@@ -78,6 +78,8 @@ DEFAULTS = {
     "not offered": ('"not offered"', "7"),
     "true": ("true", "false"),
     "target": ('"target"', '"initiator"'),
+    "present": ('"present"', '"absent"'),
+    "no functions": ("[]", '["VQM_GetLibVer"]'),
 }
 
 # Tables without which the program does not query the table under test.
@@ -193,7 +195,7 @@ class PageOfTheScenario(unittest.TestCase):
         for table, key in (("[[adapter]]", "lun_style"),
                            ("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
                            ("[[adapter.port.remote]]", "role"), ("[[adapter.port.remote]]", "lun_addressing"),
-                           ("[[fault]]", "call")):
+                           ("[diagnostics]", "library"), ("[[fault]]", "call")):
             with self.subTest(table=table, key=key):
                 complaint = self.complaint(table, {**self.good_values(table), key: '"?"'})
                 names = re.search(r"one of (?:the calls )?(.*?)(?: or a number.*)?, found", complaint)[1].split(", ")

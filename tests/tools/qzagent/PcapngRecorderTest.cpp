@@ -1,14 +1,20 @@
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <fstream>
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "agentkit/include/EventQueue.h"
 #include "pcapng/BlockWriter.h"
+#include "pcapng/Reader.h"
+#include "tests/pcapng/Bytes.h"
 #include "tests/support/FreshProcess.h"
 #include "tests/tools/qzagent/Captures.h"
 #include "tools/qzagent/capture/PcapngFile.h"
@@ -100,5 +106,42 @@ TEST_F(PcapngFileTest, ANewSectionBeginsWhenTheWallClockIsSet)
     EXPECT_EQ(recorder.written(), 0u);
     EXPECT_EQ(recorder.path(), mPath);
     EXPECT_EQ(recorder.size(), content().size());
+}
+
+TEST_F(PcapngFileTest, RecordsTimesAfter2038)
+{
+    static constexpr std::uint64_t seconds = 2'218'096'800;  // 2040-04-15T10:00:00Z
+    auto const now = []() noexcept { return qzagent::ReceptionTime(std::chrono::seconds(seconds)); };
+    qzagent::ErrorStream errors;
+    qzagent::Report report(errors);
+    qz::EventQueue const queue(1, 1);
+    qzagent::DropCounts const drops(queue);
+    qzagent::WatchClock const clock(now, now);
+    std::vector<qzagent::Board> const boards;
+    qzagent::LibvqmVersions const versions;
+    PcapngRecorder recorder({mPath, {}, {}, std::chrono::seconds(0)},
+                            {boards, versions, drops, clock, report});
+    qz::QueuedEvent event{};
+    event.mHead.mTime = clock.now();
+    recorder.take(event, nullptr);
+    recorder.finish();
+
+    std::ifstream file(mPath, std::ios::binary);
+    ByteList const bytes{std::istreambuf_iterator<char>(file), {}};
+    MemoryInput input(bytes);
+    pcapng::Reader reader(input, bytes.size());
+    std::vector<std::uint64_t> times;
+    while (std::optional<pcapng::Item> const item = reader.next())
+    {
+        if (auto const* const packet = std::get_if<pcapng::Packet>(&*item))
+        {
+            times.push_back(packet->mHead.mTime);
+        }
+        if (auto const* const statistics = std::get_if<pcapng::Statistics>(&*item))
+        {
+            times.push_back(statistics->mTime);
+        }
+    }
+    EXPECT_EQ(times, std::vector<std::uint64_t>(2, seconds * 1'000'000'000));
 }
 }  // namespace

@@ -331,6 +331,19 @@ TEST_F(QzagentShowPcapng, PrintsTimesAsRequested)
     }
 }
 
+TEST_F(QzagentShowPcapng, ReadsTimesAfter2038)
+{
+    // 2040-04-15T10:00:00Z, in summer. In 32 bits it would be a time in March.
+    constexpr std::uint64_t time = 2'218'096'800'000'000'000;
+    PcapngBuilder const capture = twoEvents().packet(0, time, plainRecord());
+    EXPECT_THAT(lines(capture, {"--since", "2040-04-15T10:00:00Z"}),
+                ElementsAre("2040-04-15T10:00:00.000000000Z board 0 " + plainText));
+    EXPECT_THAT(runAgent({"show", "--last", "1", "--time", "local", write("events", capture)},
+                         {{"TZ", "CET-1CEST,M3.5.0,M10.5.0/3"}})
+                    .mOutput,
+                testing::StartsWith("2040-04-15T12:00:00.000000000+02:00 "));
+}
+
 TEST_F(QzagentShowPcapng, CountsEvents)
 {
     PcapngBuilder capture = twoEvents()
@@ -448,6 +461,38 @@ TEST_F(QzagentShowFollow, FollowsTheNameOfAFileThatIsReplaced)
     write("next", PcapngBuilder().section("h").interface("board 5").packet(0, someTime, plainRecord()));
     ProcessResult const result = follow("until_lines 2; mv next events; until_lines 3", {"events"});
     EXPECT_THAT(linesOf(result.mOutput), ElementsAre(testing::_, testing::_, HasSubstr(" board 5 ")));
+    EXPECT_EQ(result.mErrors, "");
+}
+
+TEST_F(QzagentShowFollow, ContinuesInTheNextFileOfASeries)
+{
+    auto const capture = [](std::string const& aBoard)
+    { return PcapngBuilder().section("h").interface(aBoard).packet(0, someTime, plainRecord()); };
+    write("events-00009.pcapng", capture("board 1"));
+    write("other-00010.pcapng", capture("board 2"));
+    write("next", capture("board 3"));
+    ProcessResult const result = follow(
+        "until_lines 1; cp next events-00012.pcapng; until_lines 2; cat next >>events-00012.pcapng\n"
+        "until_lines 3; rm events-00012.pcapng; cp next events-100000.pcapng; until_lines 4",
+        {"events-00009.pcapng"});
+    EXPECT_THAT(linesOf(result.mOutput), ElementsAre(HasSubstr(" board 1 "), HasSubstr(" board 3 "),
+                                                     HasSubstr(" board 3 "), HasSubstr(" board 3 ")));
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentShowFollow, ReadsEachFileOfASeriesOnce)
+{
+    PcapngBuilder const capture =
+        PcapngBuilder().section("h").interface("board 1").packet(0, someTime, plainRecord());
+    for (char const* const name : {"events-00001.pcapng", "events-00002.pcapng", "last"})
+    {
+        write(name, capture);
+    }
+    ProcessResult const result =
+        follow("until_lines 2; mv last events-00003.pcapng; until_lines 3; sleep 0.5",
+               {"events-00001.pcapng", "events-00002.pcapng"});
+    EXPECT_THAT(linesOf(result.mOutput), testing::SizeIs(3));
     EXPECT_EQ(result.mErrors, "");
 }
 

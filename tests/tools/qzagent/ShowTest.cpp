@@ -174,6 +174,14 @@ TEST_F(QzagentShow, RefusesARecordThatIsLargerThanTheLimit)
     EXPECT_EQ(show(plainRecord() + fullRecord(large), {"show", "--max-record", "1M"}).mExitStatus, 0);
 }
 
+TEST_F(QzagentShow, TakesTheLargestLimit)
+{
+    ProcessResult const result =
+        show(fullRecord(std::string(1000000, 'x')), {"show", "--summary", "--max-record", "4294901760"});
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("events 1\n"));
+    EXPECT_EQ(result.mErrors, "");
+}
+
 TEST_F(QzagentShow, RefusesARecordBelowTheReadBufferThatIsLargerThanTheLimit)
 {
     EXPECT_EQ(

@@ -75,7 +75,7 @@ TEST_F(QzagentWatchEnd, IgnoresASignalThatItWasStartedToIgnore)
 {
     if (IS_EMULATED)
     {
-        GTEST_SKIP() << "under the emulator the agent ends at these signals";
+        GTEST_SKIP() << "under the emulator qzsim does not pass ignored signals on to the program it starts";
     }
     ProcessResult const result = runAgentInOn(R"(trap '' INT HUP; "$@" & agent=$!; until [ -e ')" + mPath +
                                                   "' ]; do sleep 0.01; done; kill -INT $agent; kill -HUP "

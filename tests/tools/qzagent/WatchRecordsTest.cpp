@@ -97,6 +97,17 @@ TEST_F(QzagentWatchRecords, RefusesAnotherFormThanThatOfTheFile)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST_F(QzagentWatchRecords, RefusesToSynchroniseBareRecords)
+{
+    mFolder.write("events.capture", recordsOf(2));
+    ProcessResult const result =
+        runAgentOn(scenarioOfOneSource, {"watch", "--output", mPath, "--sync", "1", "--count", "1"});
+    EXPECT_EQ(result.mErrors,
+              "qzagent: cannot write " + mPath + ": it is not a pcapng file, which --sync requires\n");
+    EXPECT_EQ(content(), recordsOf(2));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST_F(QzagentWatchRecords, OpensTheCaptureAgainAfterItWasReplacedOrAtAHangup)
 {
     std::string const rest = "mv '" + mPath + "' '" + mPath + ".1'; until [ -s '" + mPath +

@@ -47,6 +47,19 @@ TEST(QzagentWatch, FailsWithTheResultOfADriverThatDoesNotAnswer)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST(QzagentWatch, ReportsThatMemoryIsExhausted)
+{
+    if (IS_SANITIZED || IS_EMULATED)
+    {
+        GTEST_SKIP() << "sanitizers and the emulator need more memory than the limit";
+    }
+    // The queue of events needs 64 MiB.
+    ProcessResult const result =
+        runAgentInOn(R"(ulimit -d 20000 && exec "$@")", events(), {"watch", "--count", "1"});
+    EXPECT_EQ(result.mErrors, "qzagent: not enough memory\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST(QzagentWatch, PrintsEachEventAsALine)
 {
     ProcessResult const result =

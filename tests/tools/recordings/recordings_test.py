@@ -161,6 +161,23 @@ class File(Recordings):
         self.assertRegex(infos.stdout, f"Description = {FIRST} {SECOND}")
 
 
+    @unittest.skipUnless(shutil.which("tshark") and shutil.which("capinfos"), "tshark is not installed")
+    def test_wireshark_stops_at_a_record_over_256_kib_and_the_agent_does_not(self):
+        limit = 262144
+        self.watch(scenario((3, limit - 35, 1000, 1)), "--count", "1")
+        self.watch(scenario((3, limit - 34, 1000, 2)), "--count", "2")
+        fields = subprocess.run(["tshark", "-r", self.path, "-T", "fields", "-e", "frame.len"], capture_output=True,
+                                text=True, check=False)
+        self.assertEqual(fields.stdout, f"{limit}\n")
+        infos = subprocess.run(["capinfos", "-c", self.path], capture_output=True, text=True, check=False)
+        for result in fields, infos:
+            self.assertIn(f"cap_len {limit + 1} is larger than {limit}", result.stderr)
+            self.assertNotEqual(result.returncode, 0)
+        shown = subprocess.run([QZAGENT, "show", "--summary", self.path], capture_output=True, text=True, check=False)
+        self.assertRegex(shown.stdout, "(?m)^events +3$")
+        self.assertEqual((shown.stderr, shown.returncode), ("", 0))
+
+
 class Appending(Recordings):
     def test_a_new_section_follows_the_previous_ones(self):
         self.watch(ONE_SOURCE, "--count", "2")
@@ -285,6 +302,20 @@ class Files(Recordings):
             self.assertEqual(section.interfaces[0].statistics[-1].received, len(section.packets))
             packets += [packet.data for packet in section.packets]
         self.assertEqual(packets, [record(number) for number in range(1500 - len(packets), 1500)])
+
+    def test_all_files_can_be_followed_from_the_first_one(self):
+        agent = self.start(ENDLESS, "--rotate", "20K", "--count", "3000")
+        follower = subprocess.Popen([QZAGENT, "show", "--follow", "--json", self.folder / "events-00001.pcapng"],
+                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=ENVIRONMENT)
+        self.addCleanup(self.end, follower)
+        lines = [follower.stdout.readline() for _ in range(3000)]
+        self.assertEqual(agent.wait(timeout=60), 0)
+        follower.send_signal(signal.SIGINT)
+        self.assertEqual(follower.communicate(timeout=60), ("", ""))
+        self.assertEqual(follower.returncode, 0)
+        self.assertGreater(len(self.files()), 5)
+        self.assertEqual([json.loads(line)["payload"] for line in lines],
+                         [record(number)[-8:].hex() for number in range(3000)])
 
     def test_numbers_continue_after_the_existing_files(self):
         for name in ("events-00041.pcapng", "events-123456.pcapng", "events-7.pcapng", "events-99999999.log",

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/qzagent/capture/CaptureSeries.h"
 #include "tools/qzagent/capture/JsonSource.h"
 #include "tools/qzagent/capture/PcapngSource.h"
 #include "tools/qzagent/capture/RecordSource.h"
@@ -35,12 +36,18 @@ CaptureInput::CaptureInput(std::string const& aPath, CaptureOptions const& aOpti
 std::optional<CaptureItem> CaptureInput::next()
 {
     std::optional<CaptureItem> item = read(mOptions.mIsFollowed && !mFile->hasEnded());
-    while (!item && !mHasEnded && mFile->isReplaced())
+    while (!item && !mHasEnded)
     {
-        // What the replaced file has at its end stays as it is.
+        std::optional<std::string> const next = pathOfNext();
+        if (!next)
+        {
+            break;
+        }
+        // Nothing is appended to this file any more.
         item = read(false);
         if (!item)
         {
+            mPath = *next;
             mSource.reset();
             open();
             item = read(true);
@@ -68,6 +75,21 @@ std::optional<CaptureItem> CaptureInput::read(bool aMayGrow)
         item = mSource->next(false);
     }
     return item;
+}
+
+/// @return path of the file in which reading continues; none as long as it is this one
+std::optional<std::string> CaptureInput::pathOfNext() const
+{
+    if (!mOptions.mIsFollowed)
+    {
+        return {};
+    }
+    if (mFile->isReplaced())
+    {
+        return mPath;
+    }
+    std::optional<std::string> const next = nextInSeries(mPath);
+    return next && mOptions.mOwnInputs.count(*next) == 0 ? next : std::nullopt;
 }
 
 void CaptureInput::open()

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "tools/qzagent/capture/CaptureFile.h"
@@ -21,9 +22,11 @@ struct CaptureOptions
     std::optional<CaptureForm> mForm;             ///< none when the first bytes tell it
     bool mIsFollowed = false;                     ///< whether to wait for what is appended
     int mStop = -1;  ///< a descriptor that ends reading when it becomes readable; -1 for none
+    std::set<std::string> mOwnInputs;  ///< paths at which no followed capture continues
 };
 
-/// Reads a capture of any form. If it is followed and another file takes its path, reading continues there.
+/// Reads a capture of any form. If it is followed, reading continues in another file that takes its path, and in the
+/// next file of its series.
 class CaptureInput
 {
 public:
@@ -46,9 +49,10 @@ public:
 
 private:
     std::optional<CaptureItem> read(bool aMayGrow);
+    std::optional<std::string> pathOfNext() const;
     void open();
 
-    std::string const mPath;
+    std::string mPath;
     CaptureOptions const mOptions;
     std::unique_ptr<CaptureFile> mFile;
     std::unique_ptr<CaptureSource> mSource;  ///< none as long as the form is unknown

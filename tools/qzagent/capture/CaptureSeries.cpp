@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <numeric>
 #include <optional>
@@ -43,6 +44,26 @@ std::optional<std::uint64_t> numberIn(std::string const& aFile, std::string cons
     return number != 0 && fileName(aName, number) == aFile ? std::optional(number) : std::nullopt;
 }
 
+/// @param aName path of the files without number
+/// @return the numbers of the files that exist, sorted
+std::deque<std::uint64_t> numbersOf(std::string const& aName)
+{
+    std::filesystem::path const path(aName);
+    std::filesystem::path const folder = path.has_parent_path() ? path.parent_path() : ".";
+    std::deque<std::uint64_t> numbers;
+    // A folder that cannot be read is reported when a file in it is opened.
+    std::error_code ignored;
+    for (auto const& entry : std::filesystem::directory_iterator(folder, ignored))
+    {
+        if (auto const number = numberIn(entry.path().filename().string(), path.filename().string()))
+        {
+            numbers.push_back(*number);
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
 std::uint64_t sizeOf(std::string const& aPath)
 {
     std::error_code error;
@@ -52,20 +73,8 @@ std::uint64_t sizeOf(std::string const& aPath)
 }  // namespace
 
 CaptureSeries::CaptureSeries(std::string const& aPath, KeepLimit const& aKeep)
-    : mName(withoutSuffix(aPath)), mKeep(aKeep)
+    : mName(withoutSuffix(aPath)), mKeep(aKeep), mNumbers(numbersOf(mName))
 {
-    std::filesystem::path const path(mName);
-    std::filesystem::path const folder = path.has_parent_path() ? path.parent_path() : ".";
-    // A folder that cannot be read is reported when the file is created.
-    std::error_code ignored;
-    for (auto const& entry : std::filesystem::directory_iterator(folder, ignored))
-    {
-        if (auto const number = numberIn(entry.path().filename().string(), path.filename().string()))
-        {
-            mNumbers.push_back(*number);
-        }
-    }
-    std::sort(mNumbers.begin(), mNumbers.end());
 }
 
 std::string CaptureSeries::next()
@@ -95,5 +104,18 @@ bool CaptureSeries::isWithinLimit(std::uint64_t aCurrentSize) const
     return !mKeep.mSize || std::accumulate(mNumbers.begin(), std::prev(mNumbers.end()), aCurrentSize,
                                            [this](std::uint64_t aSize, std::uint64_t aNumber)
                                            { return aSize + sizeOf(pathOf(aNumber)); }) <= *mKeep.mSize;
+}
+
+std::optional<std::string> nextInSeries(std::string const& aPath)
+{
+    std::string const name = aPath.substr(0, std::min(aPath.rfind('-'), aPath.size()));
+    std::optional<std::uint64_t> const number = numberIn(aPath, name);
+    if (!number)
+    {
+        return {};
+    }
+    std::deque<std::uint64_t> const numbers = numbersOf(name);
+    auto const next = std::upper_bound(numbers.begin(), numbers.end(), *number);
+    return next == numbers.end() ? std::nullopt : std::optional(fileName(name, *next));
 }
 }  // namespace qzagent

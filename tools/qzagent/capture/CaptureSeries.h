@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <string>
 
 #include "tools/qzagent/capture/CaptureLimits.h"
@@ -33,4 +34,8 @@ private:
     KeepLimit const mKeep;
     std::deque<std::uint64_t> mNumbers;  ///< of the files, oldest first; the current one is the last
 };
+
+/// @param aPath any path
+/// @return path of the file that follows it in its series; none when it is the last one, or in no series
+std::optional<std::string> nextInSeries(std::string const& aPath);
 }  // namespace qzagent

@@ -1,5 +1,6 @@
 #include "tools/qzagent/capture/CaptureWriter.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -8,6 +9,7 @@
 
 #include <fmt/format.h>
 #include <sys/mman.h>
+#include <sys/types.h>
 
 #include "agentkit/include/ScopeDataView.h"
 #include "tools/qzagent/capture/Damage.h"
@@ -16,23 +18,31 @@ namespace qzagent
 {
 namespace
 {
-/// A file mapped into memory for reading.
-class MappedFile
+/// Size of the part of a file that is mapped at once, because a file can be larger than the address space. Larger than
+/// any record that is recorded.
+constexpr std::size_t windowSize = std::size_t{256} << 20U;
+/// A multiple of the size of a page on every machine.
+constexpr std::uint64_t windowAlignment = std::uint64_t{1} << 16U;
+
+/// A part of a file, mapped into memory for reading.
+class MappedWindow
 {
 public:
-    MappedFile(int aDescriptor, std::size_t aSize)
-        : mSize(aSize), mBytes(::mmap(nullptr, aSize, PROT_READ, MAP_PRIVATE, aDescriptor, 0))
+    /// @param aPosition of the first byte, a multiple of windowAlignment
+    MappedWindow(int aDescriptor, std::uint64_t aPosition, std::size_t aSize)
+        : mSize(aSize),
+          mBytes(::mmap(nullptr, aSize, PROT_READ, MAP_PRIVATE, aDescriptor, static_cast<off_t>(aPosition)))
     {
     }
-    ~MappedFile()
+    ~MappedWindow()
     {
         if (isMapped())
         {
             ::munmap(mBytes, mSize);
         }
     }
-    MappedFile(MappedFile const&) = delete;
-    MappedFile& operator=(MappedFile const&) = delete;
+    MappedWindow(MappedWindow const&) = delete;
+    MappedWindow& operator=(MappedWindow const&) = delete;
 
     bool isMapped() const { return mBytes != MAP_FAILED; }
     unsigned char const* bytes() const { return static_cast<unsigned char const*>(mBytes); }
@@ -45,9 +55,9 @@ private:
 
 CaptureWriter::CaptureWriter(std::string const& aPath) : mFile(aPath)
 {
-    if (mFile.size() != 0)
+    for (std::uint64_t position = 0; position < mFile.size();)
     {
-        checkRecords();
+        position = checkRecords(position);
     }
 }
 
@@ -64,30 +74,38 @@ void CaptureWriter::append(qz::Bytes aRecord)
     ++mNumberOfRecords;
 }
 
-void CaptureWriter::checkRecords()
+/// Checks some records.
+/// @param aStart position of a record
+/// @return the position after the last checked record
+std::uint64_t CaptureWriter::checkRecords(std::uint64_t aStart)
 {
-    auto const size = static_cast<std::size_t>(mFile.size());
-    MappedFile const file(mFile.descriptor()->number(), size);
-    if (!file.isMapped())
+    std::uint64_t const first = aStart / windowAlignment * windowAlignment;
+    auto const size = static_cast<std::size_t>(std::min<std::uint64_t>(windowSize, mFile.size() - first));
+    MappedWindow const window(mFile.descriptor()->number(), first, size);
+    if (!window.isMapped())
     {
         mFile.refuse(std::strerror(errno));
     }
-    for (std::size_t position = 0; position < size; ++mNumberOfRecords)
+    auto position = static_cast<std::size_t>(aStart - first);
+    for (; position < size; ++mNumberOfRecords)
     {
-        position += sizeOfRecord({file.bytes() + position, size - position}, position);
+        try
+        {
+            position += qz::ScopeDataView(window.bytes() + position, size - position).size();
+        }
+        catch (qz::ScopeDataError const& error)
+        {
+            // The record may continue behind the window.
+            bool const isLast = first + size == mFile.size();
+            if (!isLast && error.mayBeShort() && first + position != aStart)
+            {
+                break;
+            }
+            mFile.refuse(fmt::format("it is not a complete capture: {}; its first {} records end at byte {}",
+                                     damageText(first + position, error), mNumberOfRecords,
+                                     first + position));
+        }
     }
-}
-
-std::size_t CaptureWriter::sizeOfRecord(qz::Bytes aBytes, std::uint64_t aPosition) const
-{
-    try
-    {
-        return qz::ScopeDataView(aBytes.mData, aBytes.mSize).size();
-    }
-    catch (qz::ScopeDataError const& error)
-    {
-        mFile.refuse(fmt::format("it is not a complete capture: {}; its first {} records end at byte {}",
-                                 damageText(aPosition, error), mNumberOfRecords, aPosition));
-    }
+    return first + position;
 }
 }  // namespace qzagent

@@ -2,7 +2,6 @@
 /// The file in which bare records are recorded.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -35,8 +34,7 @@ public:
     AppendedFile const& file() const { return mFile; }
 
 private:
-    void checkRecords();
-    std::size_t sizeOfRecord(qz::Bytes aBytes, std::uint64_t aPosition) const;
+    std::uint64_t checkRecords(std::uint64_t aStart);
 
     AppendedFile mFile;
     std::uint64_t mNumberOfRecords = 0;

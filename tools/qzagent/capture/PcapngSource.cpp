@@ -1,18 +1,17 @@
 #include "tools/qzagent/capture/PcapngSource.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <variant>
 
 #include <fmt/format.h>
 
 #include "pcapng/Format.h"
+#include "tools/qzagent/capture/BoardInterface.h"
 #include "tools/qzagent/capture/Damage.h"
 #include "tools/qzagent/capture/LinkTypes.h"
 
@@ -20,20 +19,6 @@ namespace qzagent
 {
 namespace
 {
-/// @param aName "board N"
-std::optional<std::uint32_t> boardNamed(std::string_view aName)
-{
-    constexpr std::string_view start = "board ";
-    if (aName.substr(0, start.size()) != start)
-    {
-        return {};
-    }
-    aName.remove_prefix(start.size());
-    std::uint32_t number = 0;
-    auto const [end, error] = std::from_chars(aName.data(), aName.data() + aName.size(), number);
-    return error == std::errc() && end == aName.data() + aName.size() ? std::optional(number) : std::nullopt;
-}
-
 /// A converted record without a time has the time 0.
 std::optional<pcapng::Time> known(pcapng::Time aTime)
 {

@@ -17,6 +17,8 @@
 
 namespace qzagent
 {
+static_assert(sizeof(std::time_t) == sizeof(std::int64_t), "times after 2038 do not fit in 32 bits");
+
 namespace
 {
 constexpr std::int64_t secondsPerMinute = 60;
@@ -25,8 +27,8 @@ constexpr std::int64_t secondsPerDay = 24 * secondsPerHour;
 constexpr unsigned int digitsOfFraction = 9;
 constexpr std::int64_t largestSecond = std::numeric_limits<std::uint64_t>::max() / nanosecondsPerSecond - 1;
 
-// The functions of the C library end in 2038 where time_t has 32 bits, so dates are computed here. A year begins with
-// March, which puts the leap day at its end. An era is 400 years.
+// Dates are computed here, because the C library has no portable inverse of gmtime(). A year begins with March, which
+// puts the leap day at its end. An era is 400 years.
 constexpr std::int64_t yearsPerEra = 400;
 constexpr std::int64_t daysPerEra = 146'097;
 constexpr std::int64_t daysFromEraTo1970 = 719'468;

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
-#include <fmt/format.h>
-
 #include "agentkit/include/ScopeDataView.h"
-#include "tools/qzagent/capture/LinkTypes.h"
+#include "tools/qzagent/capture/BoardInterface.h"
 
 namespace qzagent
 {
@@ -24,19 +23,9 @@ bool isSame(pcapng::Interface const& aLeft, pcapng::Interface const& aRight)
 /// Describes the interface of an event as a recording does.
 pcapng::Interface interfaceOf(CaptureEvent const& aEvent)
 {
-    pcapng::Interface interface {
-        scopeDataLinkType, {}, {}
-    };
-    if (aEvent.mOrigin.mBoard)
-    {
-        interface.mName = fmt::format("board {}", *aEvent.mOrigin.mBoard);
-    }
-    if (aEvent.mRecord && aEvent.mRecord->hasNames())
-    {
-        interface.mDescription =
-            fmt::format("{} {}", aEvent.mRecord->first()->text(), aEvent.mRecord->second()->text());
-    }
-    return interface;
+    bool const hasRecord = aEvent.mRecord.has_value();
+    return interfaceOfBoard(aEvent.mOrigin.mBoard, hasRecord ? aEvent.mRecord->first() : std::nullopt,
+                            hasRecord ? aEvent.mRecord->second() : std::nullopt);
 }
 }  // namespace
 

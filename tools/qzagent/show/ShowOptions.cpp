@@ -1,6 +1,5 @@
 #include "tools/qzagent/show/ShowOptions.h"
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,6 +8,7 @@
 #include "tools/qzagent/capture/CaptureForm.h"
 #include "tools/qzagent/cli/ByteSize.h"
 #include "tools/qzagent/cli/TimeText.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 
 namespace qzagent
 {
@@ -33,10 +33,7 @@ std::optional<TimeText::Style> styleNamed(std::string const& aName)
     return aName == "relative" ? std::optional(TimeText::Style::relative) : std::nullopt;
 }
 
-std::optional<pcapng::Time> parsedTime(std::string const& aText)
-{
-    return timeOf(aText, timeOf(std::chrono::system_clock::now()));
-}
+std::optional<pcapng::Time> parsedTime(std::string const& aText) { return timeOf(aText, timeOf(wallTime())); }
 
 std::optional<std::size_t> parsedLimit(std::string const& aText)
 {

@@ -63,8 +63,10 @@ public:
 
     void run()
     {
+        CaptureOptions options = mOptions.mCapture;
+        options.mOwnInputs = {mOptions.mPaths.begin(), mOptions.mPaths.end()};
         EventMerge merge(
-            mOptions.mPaths, mOptions.mCapture,
+            mOptions.mPaths, options,
             {[this](std::string const& aText) { addDamage(aText); }, [this] { mSummary.addSection(); },
              [this](CaptureOther const& aOther) { take(aOther); },
              [this](CaptureLatencies const& aLatencies) { show(aLatencies); }});

@@ -30,6 +30,7 @@
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/Reason.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/vqm/EventIntake.h"
@@ -110,7 +111,7 @@ public:
         }
         catch (std::exception const& exception)
         {
-            mSetting.mReport.addError(ExitCode::failed, exception.what());
+            mSetting.mReport.addError(ExitCode::failed, reasonOf(exception));
         }
         mStatus.reset();
         // Without its reader, the verb ends quietly.
@@ -228,6 +229,11 @@ private:
         // Files of other forms are refused because they contain no records.
         if (mOptions.mForm.value_or(present.value_or(CaptureForm::pcapng)) != CaptureForm::pcapng)
         {
+            if (mOptions.mSync)
+            {
+                throw CaptureWriteError(
+                    fmt::format("cannot write {}: it is not a pcapng file, which --sync requires", path));
+            }
             return std::make_unique<RecordsRecorder>(path, mSetting.mReport);
         }
         RecorderOptions const options{path, mOptions.mRotate, mOptions.mKeep.value_or(KeepLimit{}),

@@ -3,25 +3,22 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <string>
-
-#include <fmt/format.h>
 
 #include "agentkit/include/Wwn.h"
-#include "tools/qzagent/capture/LinkTypes.h"
+#include "tools/qzagent/capture/BoardInterface.h"
 #include "tools/qzagent/cli/TimeText.h"
 
 namespace qzagent
 {
 namespace
 {
-std::string namesOf(Board const& aBoard)
+pcapng::Interface describe(unsigned int aNumber, Board const* aBoard)
 {
-    if (aBoard.mFailure)
+    if (aBoard == nullptr || aBoard->mFailure)
     {
-        return {};
+        return interfaceOfBoard(aNumber, {}, {});
     }
-    return fmt::format("{} {}", qz::Wwn(*aBoard.mFirstWwn).text(), qz::Wwn(*aBoard.mSecondWwn).text());
+    return interfaceOfBoard(aNumber, qz::Wwn(*aBoard->mFirstWwn), qz::Wwn(*aBoard->mSecondWwn));
 }
 }  // namespace
 
@@ -68,8 +65,7 @@ CaptureSection::Interface& CaptureSection::interfaceOf(unsigned int aBoardNumber
     {
         return found->second;
     }
-    mBlocks.add(pcapng::Interface{scopeDataLinkType, fmt::format("board {}", aBoardNumber),
-                                  aBoard == nullptr ? "" : namesOf(*aBoard)});
+    mBlocks.add(describe(aBoardNumber, aBoard));
     return mInterfaces
         .emplace(aBoardNumber, Interface{static_cast<std::uint32_t>(mInterfaces.size()),
                                          mDrops.total(aBoardNumber), mDrops.unencodable(aBoardNumber), 0})
