@@ -10,9 +10,12 @@
 #include <utility>
 #include <vector>
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hbaapi.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "simulator/scenario/Wwn.h"
 #include "tests/simulator/HbaQueryFixture.h"
@@ -283,6 +286,42 @@ TEST_F(HbaEvents, CallbackMayFreeTheLibrary)
     EXPECT_EQ(context.mResult.get_future().get(), ok);
     EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
     std::this_thread::sleep_for(50ms);  // the thread must leave the library before that is closed
+}
+
+TEST_F(HbaEvents, ForkedProcessReceivesEventsAfterItRegisters)
+{
+    loadPorts(event("ADAPTER_CHANGE", "count = 4000000000"));
+    EXPECT_EQ(watchAdapter(mHandle), ok);
+    mLog.await(1);
+    pid_t const child = ::fork();
+    if (child == 0)
+    {
+        ::alarm(20);
+        HbaEventLog log;
+        HBA_CALLBACKHANDLE callback = nullptr;
+        mTable.RemoveCallbackHandler(mCallback);
+        HBA_STATUS const status = mTable.RegisterForAdapterEventsHandler(onAdapter, &log, mHandle, &callback);
+        bool const isGood = status == ok && log.await(2).size() >= 2 && mTable.FreeLibraryHandler() == ok;
+        ::_exit(isGood ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    std::size_t const received = mLog.await(0).size();
+    EXPECT_GT(mLog.await(received + 1).size(), received) << "the parent does not receive events any more";
+}
+
+TEST_F(HbaEvents, EventsEndWhenTheLibraryIsUnloaded)
+{
+    loadPorts(event("ADAPTER_CHANGE", "count = 4000000000"));
+    EXPECT_EQ(watchAdapter(mHandle), ok);
+    mLog.await(1);
+    ::dlclose(mLibrary);
+    std::size_t const received = mLog.await(0).size();
+    std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(mLog.await(0).size(), received);
+    mLibrary = ::dlopen(QZSIM_HBA_LIBRARY, RTLD_LAZY);
+    ASSERT_NE(mLibrary, nullptr);
 }
 
 TEST_F(HbaEvents, RegistrationIsRefusedForItsNames)

@@ -18,8 +18,15 @@ LEADING = {
     "[[adapter.port]]": ["[[adapter]]"],
     "[adapter.port.statistics]": ["[[adapter]]", "[[adapter.port]]"],
     "[adapter.port.statistics_per_second]": ["[[adapter]]", "[[adapter.port]]"],
+    "[adapter.port.fc4_statistics]": ["[[adapter]]", "[[adapter.port]]"],
+    "[adapter.port.fc4_statistics_per_second]": ["[[adapter]]", "[[adapter.port]]"],
     "[[adapter.port.remote]]": ["[[adapter]]", "[[adapter.port]]"],
     "[[adapter.port.remote.lun]]": ["[[adapter]]", "[[adapter.port]]", "[[adapter.port.remote]]"],
+    "[adapter.port.remote.lun.fcp_statistics]": [
+        "[[adapter]]", "[[adapter.port]]", "[[adapter.port.remote]]", "[[adapter.port.remote.lun]]"],
+    "[adapter.port.remote.lun.fcp_statistics_per_second]": [
+        "[[adapter]]", "[[adapter.port]]", "[[adapter.port.remote]]", "[[adapter.port.remote.lun]]"],
+    "[[adapter.event]]": ["[[adapter]]"],
     "[diagnostics]": [],
     "[[diagnostics.board]]": [],
     "[[diagnostics.event]]": ["[[diagnostics.board]]"],
@@ -35,6 +42,7 @@ SAMPLES = {
     "second_wwn": '"10:00:00:00:c9:00:00:01"',
     "board": "0",
     "lun": "0",
+    "type": '"ADAPTER_CHANGE"',
     "category": "0",
     "subcategory": "0",
     "call": '"HBA_OpenAdapter"',
@@ -192,7 +200,7 @@ class PageOfTheScenario(unittest.TestCase):
         self.check_each_key(r"(?!The tables?|For|auto|How).*Default: (?!none are generated|generated)(.*?)\.( |$)", check)
 
     def test_the_page_has_all_names_of_each_named_value(self):
-        for table, key in (("[[adapter]]", "lun_style"),
+        for table, key in (("The scenario", "behaviour"), ("[[adapter]]", "lun_style"), ("[[adapter.event]]", "type"),
                            ("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
                            ("[[adapter.port.remote]]", "role"), ("[[adapter.port.remote]]", "lun_addressing"),
                            ("[diagnostics]", "library"), ("[[fault]]", "call")):
