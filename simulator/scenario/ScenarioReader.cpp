@@ -71,6 +71,10 @@ char const* violationOf(Scenario const& aFormer, Scenario const& aScenario)
     {
         return "the same number of boards";
     }
+    if (aFormer.mBehaviour != aScenario.mBehaviour)
+    {
+        return "the behaviour";
+    }
     return aScenario.mFaults.size() < aFormer.mFaults.size() ? "all former faults" : nullptr;
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// Reads scenario files; docs/simulator.md describes the format.
+/// Reads scenario files; docs/simulator/scenarios.md describes the format.
 #pragma once
 
 #include <optional>

@@ -117,6 +117,12 @@ TEST(ScenarioTimeline, RefusesToChangeTheNumberOfBoards)
         HasSubstr("expected a change that keeps the same number of boards"));
 }
 
+TEST(ScenarioTimeline, RefusesToChangeTheBehaviour)
+{
+    EXPECT_THAT(errorOfTimeline("at_ms = 1\nset = { behaviour = \"linux\" }\n"),
+                HasSubstr("expected a change that keeps the behaviour"));
+}
+
 TEST(ScenarioTimeline, RefusesToRemoveAFault)
 {
     EXPECT_THAT(
