@@ -237,10 +237,16 @@ void DiagnosticSimulation::afterForkInChild()
 void DiagnosticSimulation::load()
 {
     mScenario.reset();
-    mWorld.reset();
-    mWorld.emplace(World::ofEnvironment([this](EventSeries const& aSeries) { mEvents.push_back(aSeries); }));
-    mScenario = mWorld->at(timeSinceStart());
-    mFaults.schedule(mScenario->mFaults, openStrikesOfEnvironment(mWorld->original()));
+    World world = World::ofEnvironment([this](EventSeries const& aSeries) { mEvents.push_back(aSeries); });
+    bool const isContinued = mWorld && world.isLike(*mWorld);
+    if (!isContinued)
+    {
+        mWorld = std::move(world);
+    }
+    auto const scenario = mWorld->at(timeSinceStart());
+    isContinued ? mFaults.update(scenario->mFaults)
+                : mFaults.schedule(scenario->mFaults, openStrikesOfEnvironment(mWorld->original()));
+    mScenario = scenario;
 }
 
 void DiagnosticSimulation::loadFirst()

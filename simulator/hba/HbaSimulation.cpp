@@ -75,14 +75,24 @@ bool isSame(HBA_SCSIID const& aOne, HBA_SCSIID const& aOther)
 HBA_STATUS HbaSimulation::load(World aWorld, Strikes aStrikes)
 {
     discard();
-    std::shared_ptr<Scenario const> const scenario = aWorld.at(timeSinceStart());
+    std::shared_ptr<Scenario const> scenario;
     {
         std::lock_guard const lock(mMutex);
+        bool const isContinued = mFormerWorld && aWorld.isLike(*mFormerWorld);
+        if (isContinued)
+        {
+            std::swap(aWorld, *mFormerWorld);
+        }
+        mFormerWorld.reset();
+        scenario = aWorld.at(timeSinceStart());
         mCurrent = scenario;
-        mFaults.schedule(scenario->mFaults, std::move(aStrikes));
+        isContinued ? mFaults.update(scenario->mFaults)
+                    : mFaults.schedule(scenario->mFaults, std::move(aStrikes));
     }
     if (auto const status = fault(Call::loadLibrary))
     {
+        std::lock_guard const lock(mMutex);
+        mFormerWorld = std::move(aWorld);
         return *status;
     }
     Handles handles(scenario->mBehaviour, scenario->mAdapters.size());
@@ -108,6 +118,7 @@ void HbaSimulation::end() noexcept
 {
     discard();
     std::lock_guard const lock(mMutex);
+    mFormerWorld.reset();
     mFaults = {};
 }
 
@@ -346,6 +357,10 @@ void HbaSimulation::discard()
     {
         std::lock_guard const lock(mMutex);
         loaded.swap(mLoaded);
+        if (loaded)
+        {
+            mFormerWorld = std::move(loaded->mWorld);
+        }
     }
     // Without the lock: callbacks may call the library.
     if (loaded)

@@ -61,7 +61,8 @@ struct ScsiBuffers
 class HbaSimulation
 {
 public:
-    /// Replaces what was loaded before by the world.
+    /// Replaces what was loaded before by the world. If that was the same world, it continues: its changes need not be
+    /// applied again, and faults that have started keep their counts.
     /// @param aStrikes counts each call that a fault makes fail
     HBA_STATUS load(World aWorld, Strikes aStrikes);
 
@@ -261,6 +262,7 @@ private:
     std::mutex mMutex;
     Faults mFaults;
     std::shared_ptr<Loaded> mLoaded;           ///< null when nothing is loaded
+    std::optional<World> mFormerWorld;         ///< of what was loaded before
     std::shared_ptr<Scenario const> mCurrent;  ///< whose faults are scheduled
 };
 }  // namespace qzsim

@@ -21,7 +21,7 @@ using tomlfile::TomlError;
 using tomlfile::TomlValue;
 
 constexpr char const* commandName = "command";
-constexpr char const* done = "ok\n";
+constexpr char const* doneAnswer = "ok\n";
 
 constexpr std::string_view commandNames =
     "get, get-json, set, remove, change, event, fault, pause, resume or verify";
@@ -117,12 +117,12 @@ std::string Commands::perform(std::string_view aCommand, World::Time aNow)
     if (command == "get")
     {
         return fmt::format(" {}\n{}", tomlfile::tomlText(mWorld.valueAt({commandName, arguments}, aNow)),
-                           done);
+                           doneAnswer);
     }
     if (command == "get-json")
     {
         return fmt::format(" {}\n{}", tomlfile::jsonText(mWorld.valueAt({commandName, arguments}, aNow)),
-                           done);
+                           doneAnswer);
     }
     if (command == "set")
     {
@@ -151,7 +151,7 @@ std::string Commands::perform(std::string_view aCommand, World::Time aNow)
     if (command == "pause" || command == "resume")
     {
         command == "pause" ? mWorld.pause(aNow) : mWorld.resume(aNow);
-        return done;
+        return doneAnswer;
     }
     refuse(fmt::format("a command ({})", commandNames), command);
 }
@@ -183,7 +183,7 @@ std::string Commands::change(TomlValue const& aTable, World::Time aNow)
     Change const change = readChange(aTable);
     checkEffect(aTable, change);
     mWorld.change(change, aNow);
-    return done;
+    return doneAnswer;
 }
 
 std::string Commands::verify(World::Time aNow)
@@ -194,6 +194,6 @@ std::string Commands::verify(World::Time aNow)
     {
         answer.append(1, ' ').append(line).append(1, '\n');
     }
-    return answer + (lines.empty() ? done : "left\n");
+    return answer + (lines.empty() ? doneAnswer : "left\n");
 }
 }  // namespace qzsim

@@ -21,6 +21,9 @@ public:
 
     bool isShared() const { return !mPath.empty(); }
 
+    /// @return the path of the file; empty without a file
+    std::string const& path() const { return mPath; }
+
     /// Adds a line.
     /// @throws std::runtime_error when the file cannot be written
     void append(std::string const& aLine);

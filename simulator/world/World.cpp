@@ -13,6 +13,7 @@
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/scenario/Statistics.h"
 #include "toml/TomlError.h"
+#include "toml/TomlText.h"
 
 namespace qzsim
 {
@@ -96,6 +97,7 @@ World::World(TomlValue aTree, Journal aJournal, EventSink aSink)
     : mJournal(std::move(aJournal)),
       mSink(std::move(aSink)),
       mTree(std::move(aTree)),
+      mContent(tomlText(mTree)),
       mOriginal(std::make_shared<Scenario const>(readScenario(mTree))),
       mScenario(mOriginal),
       mHasHappened(mOriginal->mTimeline.size())

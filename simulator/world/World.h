@@ -43,6 +43,12 @@ public:
     /// @throws std::runtime_error when the environment names no scenario, or the scenario is invalid
     static World ofEnvironment(EventSink aSink = {});
 
+    /// @return whether both are the world of the same scenario and journal, so that one can continue as the other
+    bool isLike(World const& aOther) const
+    {
+        return mContent == aOther.mContent && mJournal.path() == aOther.mJournal.path();
+    }
+
     /// @return the scenario before the first change
     Scenario const& original() const { return *mOriginal; }
 
@@ -105,6 +111,7 @@ private:
     Journal mJournal;
     EventSink mSink;
     tomlfile::TomlValue mTree;
+    std::string mContent;  ///< of the scenario file
     std::shared_ptr<Scenario const> mOriginal;
     std::shared_ptr<Scenario const> mScenario;
     std::vector<std::size_t>

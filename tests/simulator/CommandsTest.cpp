@@ -20,7 +20,7 @@ using testing::StartsWith;
 
 namespace
 {
-constexpr char const* content =
+constexpr char const* controlledContent =
     "[[adapter]]\nname = \"my adapter\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
     "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\nsecond_wwn = "
     "\"10:00:00:00:00:00:00:09\"\n"
@@ -39,7 +39,9 @@ protected:
     StrikesFile mFile{1};
     Strikes mStrikes{mFile.path(), 1};
     int mEvents = 0;
-    World mWorld{tomlfile::readToml("w.toml", content), {}, [this](qzsim::EventSeries const&) { ++mEvents; }};
+    World mWorld{tomlfile::readToml("w.toml", controlledContent), {}, [this](qzsim::EventSeries const&) {
+                     ++mEvents;
+                 }};
     Commands mCommands{mWorld, mStrikes};
 };
 

@@ -12,11 +12,11 @@ using tomlfile::TomlValue;
 
 namespace
 {
-constexpr char const* content =
+constexpr char const* pathContent =
     "a = 1\nlist = [10, 20]\n[t]\nk = 2\n"
     "[[x]]\nname = \"first one\"\n[[x]]\nport_wwn = \"10:01\"\nsub = { deep = [ { v = 3 } ] }\n";
 
-TomlValue tree() { return tomlfile::readToml("test", content); }
+TomlValue tree() { return tomlfile::readToml("test", pathContent); }
 
 ValuePath path(std::string const& aText) { return {"here", aText}; }
 

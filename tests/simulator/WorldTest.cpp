@@ -31,13 +31,13 @@ namespace
 {
 using std::chrono::milliseconds;
 
-constexpr char const* twoPorts =
+constexpr char const* twoPortWorld =
     "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
     "[adapter.port.statistics]\ntx_frames = 100\nrx_frames = 7\n"
     "[adapter.port.statistics_per_second]\ntx_frames = 1000\nlip_count = 10\n"
     "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n";
 
-constexpr char const* board =
+constexpr char const* boardOfWorld =
     "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\nsecond_wwn = "
     "\"10:00:00:00:00:00:00:09\"\n";
 
@@ -74,7 +74,7 @@ std::string entry(std::string const& aWhen, std::uint32_t aFcId)
 
 TEST(World, IsTheScenarioBeforeTheFirstChange)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     EXPECT_FALSE(world.canChange());
     EXPECT_EQ(world.at(milliseconds(5)).get(), &world.original());
 }
@@ -82,7 +82,7 @@ TEST(World, IsTheScenarioBeforeTheFirstChange)
 TEST(World, EntriesOfTheTimelineHappenAtTheirTimes)
 {
     World world =
-        worldOf(twoPorts + entry("at_ms = 30", 3) + entry("at_ms = 10", 1) + entry("at_ms = 20", 2));
+        worldOf(twoPortWorld + entry("at_ms = 30", 3) + entry("at_ms = 10", 1) + entry("at_ms = 20", 2));
     EXPECT_TRUE(world.canChange());
     EXPECT_EQ(fcId(world, milliseconds(9)), 0U);
     EXPECT_EQ(fcId(world, milliseconds(10)), 1U);
@@ -92,7 +92,7 @@ TEST(World, EntriesOfTheTimelineHappenAtTheirTimes)
 
 TEST(World, EntryAfterACallHappensOnce)
 {
-    World world = worldOf(twoPorts + entry("after_call = \"HBA_OpenAdapter\"\nnth = 2", 5));
+    World world = worldOf(twoPortWorld + entry("after_call = \"HBA_OpenAdapter\"\nnth = 2", 5));
     world.called(Call::openAdapter, 1, {});
     world.called(Call::loadLibrary, 2, {});
     EXPECT_EQ(fcId(world), 0U);
@@ -105,7 +105,7 @@ TEST(World, EntryAfterACallHappensOnce)
 
 TEST(World, ScenarioThatACallHoldsDoesNotChange)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     std::shared_ptr<qzsim::Scenario const> const held = world.at({});
     set(world, "adapter[0].port[0].fc_id", "6");
     EXPECT_EQ(held->mAdapters[0].mPorts[0].mAttributes.PortFcId, 0U);
@@ -114,7 +114,7 @@ TEST(World, ScenarioThatACallHoldsDoesNotChange)
 
 TEST(World, EverythingInOneChangeHappensOrNothing)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     EXPECT_THROW(
         world.change(
             changeOf("{set = {\"adapter[0].port[0].fc_id\" = 6, \"adapter[0].port[0].state\" = \"X\"}}"), {}),
@@ -125,21 +125,21 @@ TEST(World, EverythingInOneChangeHappensOrNothing)
 TEST(World, ChangeReachesEveryWorldWithTheSameJournal)
 {
     JournalFile const file;
-    World one = worldOf(twoPorts, Journal(file.path()));
-    World other = worldOf(twoPorts, Journal(file.path()));
+    World one = worldOf(twoPortWorld, Journal(file.path()));
+    World other = worldOf(twoPortWorld, Journal(file.path()));
     EXPECT_TRUE(other.canChange());
     set(one, "adapter[0].port[0].fc_id", "6");
     EXPECT_EQ(fcId(other), 6U);
     other.change(changeOf("{remove = \"adapter[0].port[0].fc_id\"}"), {});
     EXPECT_EQ(fcId(one), 0U);
-    World late = worldOf(twoPorts, Journal(file.path()));
+    World late = worldOf(twoPortWorld, Journal(file.path()));
     EXPECT_EQ(fcId(late), 0U);
 }
 
 TEST(World, WorldsAgreeOnTheOrderOfTimelineAndJournal)
 {
     JournalFile const file;
-    std::string const text = twoPorts + entry("at_ms = 10", 1);
+    std::string const text = twoPortWorld + entry("at_ms = 10", 1);
     World one = worldOf(text, Journal(file.path()));
     set(one, "adapter[0].port[0].fc_id", "6", milliseconds(5));
     World late = worldOf(text, Journal(file.path()));
@@ -150,7 +150,7 @@ TEST(World, WorldsAgreeOnTheOrderOfTimelineAndJournal)
 TEST(World, EntryAfterACallHappensOnceInAllProcesses)
 {
     JournalFile const file;
-    std::string const text = twoPorts + entry("after_call = \"HBA_OpenAdapter\"", 5);
+    std::string const text = twoPortWorld + entry("after_call = \"HBA_OpenAdapter\"", 5);
     World one = worldOf(text, Journal(file.path()));
     World other = worldOf(text, Journal(file.path()));
     one.called(Call::openAdapter, 1, {});
@@ -164,8 +164,8 @@ TEST(World, EntryAfterACallHappensOnceInAllProcesses)
 TEST(World, PauseReachesEveryWorld)
 {
     JournalFile const file;
-    World one = worldOf(twoPorts, Journal(file.path()));
-    World other = worldOf(twoPorts, Journal(file.path()));
+    World one = worldOf(twoPortWorld, Journal(file.path()));
+    World other = worldOf(twoPortWorld, Journal(file.path()));
     one.pause({});
     other.at({});
     EXPECT_TRUE(other.isPaused());
@@ -180,7 +180,7 @@ TEST(World, IgnoresWhatTheJournalCannotHold)
     Journal(file.path()).append("0 timeline 99");
     Journal(file.path()).append("0 change {set = {\"adapter[5].name\" = 1}}");
     Journal(file.path()).append("0 change }");
-    World world = worldOf(twoPorts, Journal(file.path()));
+    World world = worldOf(twoPortWorld, Journal(file.path()));
     testing::internal::CaptureStderr();
     EXPECT_EQ(fcId(world), 0U);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
@@ -189,7 +189,7 @@ TEST(World, IgnoresWhatTheJournalCannotHold)
 
 TEST(World, CounterContinuesWhenItsRateChanges)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     set(world, "adapter[0].port[0].statistics_per_second.tx_frames", "0", milliseconds(2000));
     EXPECT_EQ(statistics(world, milliseconds(9000)).TxFrames, 2100);
     set(world, "adapter[0].port[0].statistics_per_second.tx_frames", "500", milliseconds(10000));
@@ -198,14 +198,14 @@ TEST(World, CounterContinuesWhenItsRateChanges)
 
 TEST(World, CounterGrowsFromTheNumberThatIsSet)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     set(world, "adapter[0].port[0].statistics.tx_frames", "100", milliseconds(2000));
     EXPECT_EQ(statistics(world, milliseconds(3000)).TxFrames, 1100);
 }
 
 TEST(World, OtherCountersKeepTheFractionsThatTheyHaveGrown)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     for (int time = 1; time <= 100; ++time)
     {
         set(world, "adapter[0].port[0].statistics.tx_frames", "0", milliseconds(10 * time));
@@ -228,7 +228,7 @@ TEST(World, CountersOfFc4TypesContinueToo)
 
 TEST(World, RemovedStatisticsAreNotSupported)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     world.change(
         changeOf(
             "{remove = [\"adapter[0].port[0].statistics\", \"adapter[0].port[0].statistics_per_second\"]}"),
@@ -238,7 +238,7 @@ TEST(World, RemovedStatisticsAreNotSupported)
 
 TEST(World, NewPortHasCountersThatStartWithIt)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     set(world, "adapter[0].port[+]",
         "{port_wwn = \"10:00:00:00:00:00:00:03\", statistics_per_second = {tx_frames = 10}}",
         milliseconds(1000));
@@ -248,7 +248,7 @@ TEST(World, NewPortHasCountersThatStartWithIt)
 
 TEST(World, ValueOfACounterIsThatToWhichItHasGrown)
 {
-    World world = worldOf(twoPorts);
+    World world = worldOf(twoPortWorld);
     EXPECT_EQ(tomlText(world.valueAt({"", "adapter[a].port[0].statistics"}, milliseconds(1000))),
               "{rx_frames = 7, tx_frames = 1100, lip_count = 10}");
     EXPECT_EQ(tomlText(world.valueAt({"", "adapter[a].port[1].port_wwn"}, milliseconds(1000))),
@@ -259,7 +259,7 @@ TEST(World, EventsGoToTheSink)
 {
     std::vector<std::uint32_t> categories;
     std::string const text =
-        std::string(board) +
+        std::string(boardOfWorld) +
         "[[timeline]]\nat_ms = 5\nevent = { board = 0, category = 3, subcategory = 7 }\n";
     World world = worldOf(
         text, {}, [&](qzsim::EventSeries const& aSeries) { categories.push_back(aSeries.mCategory); });
@@ -274,7 +274,8 @@ TEST(World, EventsGoToTheSink)
 
 TEST(World, PendingEntriesAreThoseThatHaveNotHappened)
 {
-    World world = worldOf(twoPorts + entry("at_ms = 10", 1) + entry("after_call = \"HBA_OpenAdapter\"", 2));
+    World world =
+        worldOf(twoPortWorld + entry("at_ms = 10", 1) + entry("after_call = \"HBA_OpenAdapter\"", 2));
     EXPECT_EQ(world.pending({}).size(), 2U);
     ASSERT_EQ(world.pending(milliseconds(10)).size(), 1U);
     EXPECT_EQ(world.pending(milliseconds(10))[0]->mCall, Call::openAdapter);
