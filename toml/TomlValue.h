@@ -48,6 +48,9 @@ public:
     /// @throws TomlError always, with the position, the expectation and the content
     [[noreturn]] void refuse(std::string_view aExpected) const;
 
+    Content const& content() const { return mContent; }
+    Content& content() { return mContent; }
+
 private:
     std::string mPlace;
     Content mContent;

@@ -27,6 +27,13 @@ public:
     /// @param aStrikes counts each call that a fault makes fail
     void schedule(std::vector<Fault> aFaults, Strikes aStrikes = {});
 
+    /// Replaces the faults after a change of the world. A fault that has started counts its calls from now on.
+    /// @param aFaults the former faults, which may have started or ended, and faults that were added
+    void update(std::vector<Fault> aFaults);
+
+    /// @return the number of calls of the function so far
+    std::uint64_t callsOf(Call aCall) const;
+
     /// Counts one call. When several faults cover it, the first one in the scenario decides.
     /// @param aDevice the adapter or board of the call; empty when the call concerns none
     /// @param aPort   the remote port of the call; empty when the call concerns none
@@ -37,7 +44,17 @@ private:
     /// Key of one count: the calls for one device, for one port, or for both. An empty name stands for all.
     using Group = std::tuple<Call, std::string, std::string>;
 
-    std::vector<Fault> mFaults;
+    static Group groupOf(Fault const& aFault) { return {aFault.mCall, aFault.mDevice, aFault.mPort}; }
+    std::uint64_t countOf(Group const& aGroup) const;
+
+    /// A fault, and the number of calls before it started.
+    struct Scheduled
+    {
+        Fault mFault;
+        std::uint64_t mEarlierCalls;
+    };
+
+    std::vector<Scheduled> mFaults;
     Strikes mStrikes;
     std::map<Group, std::uint64_t> mCounts;
     std::mt19937 mRandom;  ///< draws delays; every process draws the same ones

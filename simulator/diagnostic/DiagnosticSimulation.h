@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include <hbaapi.h>
 
@@ -16,6 +17,8 @@
 #include "simulator/include/QzEvent.h"
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Diagnostics.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/world/World.h"
 
 namespace qzsim
 {
@@ -88,6 +91,18 @@ private:
     void load();
     void loadFirst();
 
+    /// Reads the scenario unless it was read, and applies the changes that are due.
+    void advance();
+
+    /// Same as above. Waits while the world is paused.
+    void advance(std::unique_lock<std::mutex>& aLock);
+
+    /// @return the events that changes have sent since the last call
+    std::vector<EventSeries> takeEvents();
+
+    /// @return the boards and versions
+    Diagnostics const& diagnostics() const { return mScenario->mDiagnostics; }
+
     /// Counts the call. Releases the lock while it prints and waits as the fault that covers it says.
     /// @return the result that replaces the call; nothing when it answers as usual
     std::optional<std::uint32_t> react(Call aCall, std::unique_lock<std::mutex>& aLock);
@@ -99,7 +114,7 @@ private:
     QZ_result refusalOf(Request const& aRequest) const;
 
     /// Handles a call for a board: refuses it, makes it fail, or performs it.
-    /// @param aAction performs the call on the environment and returns its result
+    /// @param aAction performs the call on the environment and the boards, and returns its result
     template <typename Action>
     unsigned int answer(Request const& aRequest, Action aAction);
 
@@ -111,9 +126,11 @@ private:
 
     std::mutex mMutex;
     Faults mFaults;
-    std::optional<Diagnostics> mDiagnostics;
-    Environment mEnvironment;                ///< null when no environment is open
-    std::list<Environment> mClosed = {};     ///< closed environments with threads that may still run
-    std::list<Environment> mAbandoned = {};  ///< environments with threads that cannot be joined
+    std::optional<World> mWorld;
+    std::shared_ptr<Scenario const> mScenario;  ///< null without a world
+    std::vector<EventSeries> mEvents;           ///< that changes have sent
+    Environment mEnvironment;                   ///< null when no environment is open
+    std::list<Environment> mClosed = {};        ///< closed environments with threads that may still run
+    std::list<Environment> mAbandoned = {};     ///< environments with threads that cannot be joined
 };
 }  // namespace qzsim

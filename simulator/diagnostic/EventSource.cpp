@@ -4,7 +4,9 @@
 #include <climits>
 #include <cstddef>
 #include <cstdio>
+#include <list>
 #include <new>
+#include <utility>
 
 #include "simulator/control/SignalBlock.h"
 #include "simulator/include/QzEvent.h"
@@ -24,12 +26,19 @@ void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
             index < sizeof aNumber ? aNumber >> (CHAR_BIT * (sizeof aNumber - 1 - index)) : aNumber + index);
     }
 }
+
+EventSeries const noSeries{};
 }  // namespace
 
 EventSource::EventSource(EventSeries const& aSeries, Registrations& aRegistrations)
     : mSeries(aSeries),
       mRegistrations(aRegistrations),
       mPayload(mSeries.mGeneratedSize ? std::vector<std::uint8_t>(*mSeries.mGeneratedSize) : mSeries.mPayload)
+{
+}
+
+EventSource::EventSource(Feed aFeed, Registrations& aRegistrations)
+    : mFeed(std::move(aFeed)), mSeries(noSeries), mRegistrations(aRegistrations)
 {
 }
 
@@ -65,6 +74,10 @@ bool EventSource::join()
 
 void EventSource::run(Clock::time_point aStart)
 {
+    if (mFeed)
+    {
+        runFeed();
+    }
     for (std::uint32_t number = 0; number < mSeries.mCount && waitUntil(due(number, aStart)); ++number)
     {
         send(number);
@@ -74,6 +87,42 @@ void EventSource::run(Clock::time_point aStart)
         std::fprintf(stderr, "libqzsim: an event source dropped %" PRIu32 " events in total\n", mDropped);
     }
     mHasEnded = true;
+}
+
+struct EventSource::Fed
+{
+    Fed(EventSeries aSeries, Registrations& aRegistrations)
+        : mSeries(std::move(aSeries)), mSource(mSeries, aRegistrations)
+    {
+    }
+
+    EventSeries const mSeries;
+    EventSource mSource;
+    Clock::time_point mStart = Clock::now();
+    std::uint32_t mNext = 0;
+};
+
+void EventSource::runFeed()
+{
+    constexpr std::chrono::milliseconds interval(5);
+    std::list<Fed> all;
+    while (waitUntil(Clock::now() + interval))
+    {
+        for (EventSeries& series : mFeed())
+        {
+            all.emplace_back(std::move(series), mRegistrations);
+        }
+        all.remove_if(
+            [this](Fed& aFed)
+            {
+                while (!mIsStopped && aFed.mNext < aFed.mSeries.mCount &&
+                       aFed.mSource.due(aFed.mNext, aFed.mStart) <= Clock::now())
+                {
+                    aFed.mSource.send(aFed.mNext++);
+                }
+                return aFed.mNext == aFed.mSeries.mCount;
+            });
+    }
 }
 
 EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const

@@ -33,24 +33,24 @@ bool matches(EventRegistration const& aRegistration, std::size_t aAdapter, Adapt
            aRegistration.mStatistics.value_or(aEvent.mType) == aEvent.mType;
 }
 
-/// A series, and the next of its events.
-struct Progress
-{
-    std::size_t mAdapter;
-    AdapterEventSeries mSeries;
-    std::optional<Clock::time_point> mStart;  ///< nothing until a registration matches
-    std::uint32_t mNext;                      ///< number of the next event
-
-    bool isRunning() const { return mStart && mNext < mSeries.mCount; }
-    Clock::time_point due() const { return *mStart + timeOf(mNext, mSeries); }
-};
-
 /// Callback handles are numbers, which no program may use as addresses.
 HBA_CALLBACKHANDLE handleOf(std::uintptr_t aNumber) { return reinterpret_cast<HBA_CALLBACKHANDLE>(aNumber); }
 }  // namespace
 
 struct AdapterEventSource::State
 {
+    /// A series, and the next of its events.
+    struct Progress
+    {
+        std::size_t mAdapter;
+        AdapterEventSeries mSeries;
+        std::optional<Clock::time_point> mStart;  ///< nothing until a registration matches
+        std::uint32_t mNext;                      ///< number of the next event
+
+        bool isRunning() const { return mStart && mNext < mSeries.mCount; }
+        Clock::time_point due() const { return *mStart + timeOf(mNext, mSeries); }
+    };
+
     std::mutex mMutex;
     std::condition_variable mChanged;
     bool mIsStopped = false;
@@ -92,7 +92,7 @@ void AdapterEventSource::State::run()
     }
 }
 
-Progress* AdapterEventSource::State::first()
+AdapterEventSource::State::Progress* AdapterEventSource::State::first()
 {
     Progress* found = nullptr;
     for (Progress& progress : mSeries)
@@ -155,7 +155,7 @@ HBA_CALLBACKHANDLE AdapterEventSource::add(EventRegistration aRegistration)
 {
     std::lock_guard const lock(mState->mMutex);
     bool isWaiting = false;
-    for (Progress& progress : mState->mSeries)
+    for (State::Progress& progress : mState->mSeries)
     {
         if (matches(aRegistration, progress.mAdapter, progress.mSeries.mEvent))
         {

@@ -35,7 +35,7 @@ HBA_STATUS HbaSimulation::registerForAdapterAddEvents(AdapterCallback aCallback,
     {
         return HBA_STATUS_ERROR;
     }
-    if (auto const absence = absenceOf(Call::registerForAdapterAddEvents, loaded->mScenario.mBehaviour))
+    if (auto const absence = absenceOf(Call::registerForAdapterAddEvents, loaded.mScenario->mBehaviour))
     {
         return *absence;
     }
@@ -47,8 +47,8 @@ HBA_STATUS HbaSimulation::registerForAdapterAddEvents(AdapterCallback aCallback,
     {
         return *status;
     }
-    *aHandle = loaded->mEvents->add({EventGroup::adapterAdd, std::nullopt, std::nullopt, std::nullopt,
-                                     std::nullopt, simple(aCallback, aData)});
+    *aHandle = loaded.mLoaded->mEvents->add({EventGroup::adapterAdd, std::nullopt, std::nullopt, std::nullopt,
+                                             std::nullopt, simple(aCallback, aData)});
     return HBA_STATUS_OK;
 }
 
@@ -147,7 +147,7 @@ HBA_STATUS HbaSimulation::removeCallback(HBA_CALLBACKHANDLE aHandle)
     {
         return HBA_STATUS_ERROR;
     }
-    if (auto const absence = absenceOf(Call::removeCallback, loaded->mScenario.mBehaviour))
+    if (auto const absence = absenceOf(Call::removeCallback, loaded.mScenario->mBehaviour))
     {
         return *absence;
     }
@@ -155,7 +155,7 @@ HBA_STATUS HbaSimulation::removeCallback(HBA_CALLBACKHANDLE aHandle)
     {
         return *status;
     }
-    return loaded->mEvents->remove(aHandle) ? HBA_STATUS_OK : HBA_STATUS_ERROR_INVALID_HANDLE;
+    return loaded.mLoaded->mEvents->remove(aHandle) ? HBA_STATUS_OK : HBA_STATUS_ERROR_INVALID_HANDLE;
 }
 
 HBA_STATUS HbaSimulation::registerFor(Call aCall, HBA_HANDLE aAdapter, bool aIsGood,

@@ -72,21 +72,33 @@ bool isSame(HBA_SCSIID const& aOne, HBA_SCSIID const& aOther)
 }
 }  // namespace
 
-HBA_STATUS HbaSimulation::load(Scenario aScenario, Strikes aStrikes)
+HBA_STATUS HbaSimulation::load(World aWorld, Strikes aStrikes)
 {
     discard();
+    std::shared_ptr<Scenario const> scenario;
     {
         std::lock_guard const lock(mMutex);
-        mFaults.schedule(aScenario.mFaults, std::move(aStrikes));
+        bool const isContinued = mFormerWorld && aWorld.isLike(*mFormerWorld);
+        if (isContinued)
+        {
+            std::swap(aWorld, *mFormerWorld);
+        }
+        mFormerWorld.reset();
+        scenario = aWorld.at(timeSinceStart());
+        mCurrent = scenario;
+        isContinued ? mFaults.update(scenario->mFaults)
+                    : mFaults.schedule(scenario->mFaults, std::move(aStrikes));
     }
     if (auto const status = fault(Call::loadLibrary))
     {
+        std::lock_guard const lock(mMutex);
+        mFormerWorld = std::move(aWorld);
         return *status;
     }
-    Handles handles(aScenario.mBehaviour, aScenario.mAdapters.size());
-    auto events = std::make_unique<AdapterEventSource>(aScenario.mAdapters);
+    Handles handles(scenario->mBehaviour, scenario->mAdapters.size());
+    auto events = std::make_unique<AdapterEventSource>(aWorld.original().mAdapters);
     auto const loaded =
-        std::make_shared<Loaded>(Loaded{std::move(aScenario), std::move(handles), std::move(events)});
+        std::make_shared<Loaded>(Loaded{std::move(aWorld), std::move(handles), std::move(events)});
     std::lock_guard const lock(mMutex);
     mLoaded = loaded;
     return HBA_STATUS_OK;
@@ -106,6 +118,7 @@ void HbaSimulation::end() noexcept
 {
     discard();
     std::lock_guard const lock(mMutex);
+    mFormerWorld.reset();
     mFaults = {};
 }
 
@@ -139,7 +152,7 @@ void HbaSimulation::afterForkInChild()
 HBA_UINT32 HbaSimulation::numberOfAdapters()
 {
     auto const loaded = this->loaded();
-    return loaded ? qzsim::numberOfAdapters(loaded->mScenario) : 0;
+    return loaded ? qzsim::numberOfAdapters(*loaded.mScenario) : 0;
 }
 
 HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
@@ -153,11 +166,11 @@ HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
     {
         return HBA_STATUS_ERROR_ARG;
     }
-    if (aIndex >= loaded->mScenario.mAdapters.size())
+    if (aIndex >= loaded.mScenario->mAdapters.size())
     {
         return HBA_STATUS_ERROR_ILLEGAL_INDEX;
     }
-    std::string const& name = loaded->mScenario.mAdapters[aIndex].mName;
+    std::string const& name = loaded.mScenario->mAdapters[aIndex].mName;
     Reaction const reaction = react(Call::getAdapterName, name);
     if (auto const status = statusOf(reaction))
     {
@@ -176,14 +189,14 @@ HBA_HANDLE HbaSimulation::openAdapter(char const* aName)
     {
         return HBA_HANDLE_INVALID;
     }
-    std::vector<Adapter> const& adapters = loaded->mScenario.mAdapters;
+    std::vector<Adapter> const& adapters = loaded.mScenario->mAdapters;
     auto const found = std::find_if(adapters.begin(), adapters.end(),
                                     [aName](Adapter const& aAdapter) { return aAdapter.mName == aName; });
     if (found == adapters.end() || fault(Call::openAdapter, found->mName))
     {
         return HBA_HANDLE_INVALID;
     }
-    return open(*loaded, static_cast<std::size_t>(found - adapters.begin()));
+    return open(*loaded.mLoaded, static_cast<std::size_t>(found - adapters.begin()));
 }
 
 HBA_STATUS HbaSimulation::openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN const& aName)
@@ -193,7 +206,7 @@ HBA_STATUS HbaSimulation::openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN const& a
     {
         return HBA_STATUS_ERROR;
     }
-    if (auto const absence = absenceOf(Call::openAdapterByWwn, loaded->mScenario.mBehaviour))
+    if (auto const absence = absenceOf(Call::openAdapterByWwn, loaded.mScenario->mBehaviour))
     {
         return *absence;
     }
@@ -202,7 +215,7 @@ HBA_STATUS HbaSimulation::openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN const& a
         return HBA_STATUS_ERROR_ARG;
     }
     *aHandle = HBA_HANDLE_INVALID;
-    std::vector<Adapter> const& adapters = loaded->mScenario.mAdapters;
+    std::vector<Adapter> const& adapters = loaded.mScenario->mAdapters;
     auto const isNamed = [&aName](Adapter const& aAdapter) { return isName(aName, aAdapter); };
     auto const found = std::find_if(adapters.begin(), adapters.end(), isNamed);
     if (found == adapters.end())
@@ -217,7 +230,7 @@ HBA_STATUS HbaSimulation::openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN const& a
     {
         return *status;
     }
-    *aHandle = open(*loaded, static_cast<std::size_t>(found - adapters.begin()));
+    *aHandle = open(*loaded.mLoaded, static_cast<std::size_t>(found - adapters.begin()));
     return *aHandle == HBA_HANDLE_INVALID ? HBA_STATUS_ERROR : HBA_STATUS_OK;
 }
 
@@ -344,6 +357,10 @@ void HbaSimulation::discard()
     {
         std::lock_guard const lock(mMutex);
         loaded.swap(mLoaded);
+        if (loaded)
+        {
+            mFormerWorld = std::move(loaded->mWorld);
+        }
     }
     // Without the lock: callbacks may call the library.
     if (loaded)
@@ -352,10 +369,23 @@ void HbaSimulation::discard()
     }
 }
 
-std::shared_ptr<HbaSimulation::Loaded> HbaSimulation::loaded()
+HbaSimulation::Present HbaSimulation::loaded()
 {
-    std::lock_guard const lock(mMutex);
-    return mLoaded;
+    std::unique_lock lock(mMutex);
+    for (; mLoaded; waitInPause(lock))
+    {
+        auto const scenario = mLoaded->mWorld.at(timeSinceStart());
+        if (scenario != mCurrent)
+        {
+            mFaults.update(scenario->mFaults);
+            mCurrent = scenario;
+        }
+        if (!mLoaded->mWorld.isPaused())
+        {
+            break;
+        }
+    }
+    return {mLoaded, mCurrent};
 }
 
 Reaction HbaSimulation::react(Call aCall, std::string const& aAdapter, std::string const& aPort)
@@ -364,6 +394,10 @@ Reaction HbaSimulation::react(Call aCall, std::string const& aAdapter, std::stri
     {
         std::lock_guard const lock(mMutex);
         reaction = mFaults.next(aCall, aAdapter, aPort);
+        if (mLoaded)
+        {
+            mLoaded->mWorld.called(aCall, mFaults.callsOf(aCall), timeSinceStart());
+        }
     }
     printAndWait(reaction);
     return reaction;
@@ -383,7 +417,7 @@ HBA_HANDLE HbaSimulation::open(Loaded& aLoaded, std::size_t aAdapter)
 Behaviour HbaSimulation::behaviour()
 {
     auto const loaded = this->loaded();
-    return loaded ? loaded->mScenario.mBehaviour : Behaviour::standard;
+    return loaded ? loaded.mScenario->mBehaviour : Behaviour::standard;
 }
 
 HBA_STATUS HbaSimulation::withAdapter(Call aCall, HBA_HANDLE aHandle, bool aIsGood, Action const& aAction)
@@ -393,7 +427,7 @@ HBA_STATUS HbaSimulation::withAdapter(Call aCall, HBA_HANDLE aHandle, bool aIsGo
     {
         return HBA_STATUS_ERROR_INVALID_HANDLE;
     }
-    Behaviour const behaviour = loaded->mScenario.mBehaviour;
+    Behaviour const behaviour = loaded.mScenario->mBehaviour;
     if (auto const absence = absenceOf(aCall, behaviour))
     {
         return *absence;
@@ -401,14 +435,15 @@ HBA_STATUS HbaSimulation::withAdapter(Call aCall, HBA_HANDLE aHandle, bool aIsGo
     std::optional<std::size_t> adapter;
     {
         std::lock_guard const lock(mMutex);
-        adapter = loaded->mHandles.adapterOf(aHandle);
+        adapter = loaded.mLoaded->mHandles.adapterOf(aHandle);
     }
     if (!adapter)
     {
         return refusalOf(Reason::handle, aCall, behaviour);
     }
-    return aIsGood ? aAction({aCall, behaviour, *loaded, *adapter, loaded->mScenario.mAdapters[*adapter]})
-                   : HBA_STATUS_ERROR_ARG;
+    return aIsGood
+               ? aAction({aCall, behaviour, *loaded.mLoaded, *adapter, loaded.mScenario->mAdapters[*adapter]})
+               : HBA_STATUS_ERROR_ARG;
 }
 
 template <typename Record, typename Find>

@@ -23,6 +23,7 @@
 #include "simulator/hba/Refusals.h"
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Scenario.h"
+#include "simulator/world/World.h"
 
 namespace qzsim
 {
@@ -60,9 +61,10 @@ struct ScsiBuffers
 class HbaSimulation
 {
 public:
-    /// Replaces what was loaded before by the scenario.
+    /// Replaces what was loaded before by the world. If that was the same world, it continues: its changes need not be
+    /// applied again, and faults that have started keep their counts.
     /// @param aStrikes counts each call that a fault makes fail
-    HBA_STATUS load(Scenario aScenario, Strikes aStrikes);
+    HBA_STATUS load(World aWorld, Strikes aStrikes);
 
     /// Discards everything except the counts of calls, which last as long as the library stays in the process.
     HBA_STATUS free();
@@ -157,16 +159,26 @@ public:
     /// @}
 
 private:
-    /// Calls that are under way share it, so a call that a fault delays survives a free.
+    /// Protected by the mutex.
     struct Loaded
     {
-        Scenario const mScenario;
-        Handles mHandles;  ///< protected by the mutex
-        std::unique_ptr<AdapterEventSource> mEvents;
+        World mWorld;
+        Handles mHandles;
+        std::unique_ptr<AdapterEventSource> mEvents;  ///< set once
     };
 
-    /// @return what is loaded; null when nothing is
-    std::shared_ptr<Loaded> loaded();
+    /// What a call works with. It does not change while the call is under way, and survives a free.
+    struct Present
+    {
+        std::shared_ptr<Loaded> mLoaded;
+        std::shared_ptr<Scenario const> mScenario;
+
+        explicit operator bool() const { return mLoaded != nullptr; }
+    };
+
+    /// Waits while the world is paused.
+    /// @return what is loaded; false when nothing is
+    Present loaded();
 
     /// Ends the events and unloads.
     void discard();
@@ -249,6 +261,8 @@ private:
 
     std::mutex mMutex;
     Faults mFaults;
-    std::shared_ptr<Loaded> mLoaded;  ///< null when nothing is loaded
+    std::shared_ptr<Loaded> mLoaded;           ///< null when nothing is loaded
+    std::optional<World> mFormerWorld;         ///< of what was loaded before
+    std::shared_ptr<Scenario const> mCurrent;  ///< whose faults are scheduled
 };
 }  // namespace qzsim

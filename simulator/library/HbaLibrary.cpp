@@ -12,7 +12,7 @@
 #include "simulator/library/EntryPoint.h"
 #include "simulator/library/HbaEntryPoints.h"
 #include "simulator/library/Lifetime.h"
-#include "simulator/scenario/Scenario.h"
+#include "simulator/world/World.h"
 
 qzsim::HbaSimulation& qzsim::hbaSimulation() { return simulation<HbaSimulation>(); }
 
@@ -29,14 +29,14 @@ HBA_UINT32 getVersion() { return HBA_LIBVERSION; }
 
 HBA_STATUS loadLibrary()
 {
-    return qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
-                                       []
-                                       {
-                                           qzsim::Scenario scenario = qzsim::readScenarioOfEnvironment();
-                                           qzsim::Strikes strikes = qzsim::openStrikesOfEnvironment(scenario);
-                                           return qzsim::hbaSimulation().load(std::move(scenario),
-                                                                              std::move(strikes));
-                                       });
+    return qzsim::answerOf<HBA_STATUS>(
+        HBA_STATUS_ERROR,
+        []
+        {
+            qzsim::World world = qzsim::World::ofEnvironment();
+            qzsim::Strikes strikes = qzsim::openStrikesOfEnvironment(world.original());
+            return qzsim::hbaSimulation().load(std::move(world), std::move(strikes));
+        });
 }
 
 HBA_STATUS freeLibrary() { return statusOfCall(&qzsim::HbaSimulation::free); }

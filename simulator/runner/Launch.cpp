@@ -209,6 +209,7 @@ void inject(Injection const& aInjection)
     setVariable(vendorLibraryVariable, vendorLibraryFor(aInjection, folder));
     setVariable(scenarioVariable, aInjection.mScenario);
     setVariable(strikesVariable, aInjection.mStrikes);
+    setVariable(journalVariable, aInjection.mJournal);
     setVariable(startVariable, startTime());
 }
 

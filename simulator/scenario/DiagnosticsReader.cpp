@@ -179,28 +179,39 @@ constexpr Key<EventSeries> eventKeys[] = {
     {"count", Presence::optional, number<&EventSeries::mCount, 1, highestNumber>},
 };
 
-void readEvents(TomlValue const& aValue, Diagnostics& aDiagnostics)
+constexpr std::string_view eventTitle = "[[diagnostics.event]]";
+
+EventSeries usualEvent()
 {
     EventSeries usual{};
     usual.mRate = usualRate;
     usual.mCount = 1;
-    readTables(aValue, "[[diagnostics.event]]", eventKeys, usual,
+    return usual;
+}
+
+/// Checks an event, and adds what depends on its board.
+EventSeries completed(TomlValue const& aTable, EventSeries aSeries, Diagnostics const& aDiagnostics)
+{
+    if (aSeries.mBoard >= aDiagnostics.mBoards.size())
+    {
+        aTable.find("board")->refuse("the number of a board of this scenario");
+    }
+    if (aTable.find("payload") != nullptr && aTable.find("size") != nullptr)
+    {
+        aTable.find("size")->refuse("no key \"size\" together with the key \"payload\"");
+    }
+    if (aTable.find("port_wwn") == nullptr)
+    {
+        aSeries.mPort = aDiagnostics.mBoards[aSeries.mBoard].mSecondWwn;
+    }
+    return aSeries;
+}
+
+void readEvents(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    readTables(aValue, eventTitle, eventKeys, usualEvent(),
                [&](TomlValue const& aTable, EventSeries aSeries)
-               {
-                   if (aSeries.mBoard >= aDiagnostics.mBoards.size())
-                   {
-                       aTable.find("board")->refuse("the number of a board of this scenario");
-                   }
-                   if (aTable.find("payload") != nullptr && aTable.find("size") != nullptr)
-                   {
-                       aTable.find("size")->refuse("no key \"size\" together with the key \"payload\"");
-                   }
-                   if (aTable.find("port_wwn") == nullptr)
-                   {
-                       aSeries.mPort = aDiagnostics.mBoards[aSeries.mBoard].mSecondWwn;
-                   }
-                   aDiagnostics.mEvents.push_back(std::move(aSeries));
-               });
+               { aDiagnostics.mEvents.push_back(completed(aTable, std::move(aSeries), aDiagnostics)); });
 }
 
 // "event" comes last: events refer to boards.
@@ -223,5 +234,12 @@ Diagnostics readDiagnostics(TomlValue const& aTable)
     Diagnostics diagnostics;
     readTable(aTable, "[diagnostics]", diagnosticsKeys, diagnostics);
     return diagnostics;
+}
+
+EventSeries readEvent(TomlValue const& aTable, Diagnostics const& aDiagnostics)
+{
+    EventSeries series = usualEvent();
+    readTable(aTable, eventTitle, eventKeys, series);
+    return completed(aTable, std::move(series), aDiagnostics);
 }
 }  // namespace qzsim

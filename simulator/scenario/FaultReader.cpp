@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -200,11 +201,24 @@ void readPrints(TomlValue const& aValue, Fault& aFault)
     aFault.mReaction.mLine = readText(aValue, longestLine);
 }
 
+void readFaultName(TomlValue const& aValue, Fault& aFault)
+{
+    constexpr std::size_t longestName = 255;
+    aFault.mName = readText(aValue, longestName);
+}
+
+void readActive(TomlValue const& aValue, Fault& aFault)
+{
+    aFault.mIsActive = aValue.as<TomlValue::Boolean>("true or false");
+}
+
 constexpr std::uint32_t highestSenseKey = 0x0f;
 constexpr std::uint32_t highestByte = 0xff;
 
 // The keys after "status" depend on it.
 constexpr Key<Fault> faultKeys[] = {
+    {"name", Presence::optional, readFaultName},
+    {"active", Presence::optional, readActive},
     {"call", Presence::required, readCall},
     {"adapter", Presence::optional, readAdapter},
     {"port_wwn", Presence::optional, readPortWwn},
@@ -293,16 +307,19 @@ void checkBoard(TomlValue const& aTable, std::size_t aBoards)
     }
 }
 
+/// Faults with names may share calls, because they start and end.
 bool shareCalls(Fault const& aOne, Fault const& aOther)
 {
-    return aOne.mCall == aOther.mCall && aOne.mDevice == aOther.mDevice && aOne.mPort == aOther.mPort &&
-           aOne.mFirst <= aOther.mLast && aOther.mFirst <= aOne.mLast;
+    return aOne.mName.empty() && aOther.mName.empty() && aOne.mCall == aOther.mCall &&
+           aOne.mDevice == aOther.mDevice && aOne.mPort == aOther.mPort && aOne.mFirst <= aOther.mLast &&
+           aOther.mFirst <= aOne.mLast;
 }
 }  // namespace
 
 std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenario)
 {
     std::vector<Fault> faults;
+    std::set<std::string> names;
     readTables(
         aTables, "[[fault]]", faultKeys, Fault{},
         [&](TomlValue const& aTable, Fault aFault)
@@ -310,6 +327,10 @@ std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenari
             checkEffect(aTable, aFault);
             checkNames(aTable, aFault, aScenario.mAdapters);
             checkBoard(aTable, aScenario.mDiagnostics.mBoards.size());
+            if (!aFault.mName.empty() && !names.insert(aFault.mName).second)
+            {
+                aTable.find("name")->refuse("a name that no other fault has");
+            }
             aFault.mPlace = aTable.place();
             auto const rival = std::find_if(faults.begin(), faults.end(),
                                             [&](Fault const& aOther) { return shareCalls(aFault, aOther); });

@@ -15,6 +15,7 @@
 
 #include "simulator/scenario/AdapterEvents.h"
 #include "simulator/scenario/Calls.h"
+#include "simulator/scenario/Change.h"
 #include "simulator/scenario/Diagnostics.h"
 #include "simulator/scenario/Statistics.h"
 
@@ -132,6 +133,18 @@ struct Fault
     std::uint32_t mFirst;  ///< first call that fails, counted from 1
     std::uint32_t mLast;   ///< last call that fails
     Reaction mReaction;
+    std::string mPlace;      ///< position in the file, "file:line:column"
+    std::string mName = {};  ///< starts and ends the fault; may be empty
+    bool mIsActive = true;
+};
+
+/// A change that happens at a time, or after a call.
+struct TimelineEntry
+{
+    std::optional<std::uint32_t> mAtMs;  ///< time after the start of the program
+    std::optional<Call> mCall;           ///< otherwise the change happens after a call of this function
+    std::uint32_t mNth;                  ///< which call, counted from 1
+    Change mChange;
     std::string mPlace;  ///< position in the file, "file:line:column"
 };
 
@@ -149,6 +162,7 @@ struct Scenario
     std::optional<std::uint32_t> mNumberOfAdapters;  ///< reported instead of the number of adapters
     Diagnostics mDiagnostics;
     std::vector<Fault> mFaults;
+    std::vector<TimelineEntry> mTimeline;
 };
 
 /// @return the number of adapters that the HBA library reports
@@ -175,6 +189,9 @@ std::uint32_t strikesIn(Fault const& aFault);
 /// @return the fault in words: "call 2 of HBA_OpenAdapter returns HBA_STATUS_ERROR_BUSY"
 std::string summaryOf(Fault const& aFault);
 
-/// @return the scenario in words, one line for each adapter, board, event source and fault
+/// @return the timeline entry in words: "at 2000 ms: set adapter[0].port[1].state = "LINKDOWN""
+std::string summaryOf(TimelineEntry const& aEntry);
+
+/// @return the scenario in words, one line for each adapter, board, event source, fault and timeline entry
 std::string summaryOf(Scenario const& aScenario);
 }  // namespace qzsim

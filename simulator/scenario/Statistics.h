@@ -17,12 +17,13 @@ namespace qzsim
 /// Value of a counter that the port does not offer: all bits are set.
 constexpr HBA_INT64 notOffered = -1;
 
-/// A counter has the same number in both records.
+/// A counter has its own field in each record.
 template <typename Record>
 struct GrowingCounters
 {
-    Record mStart;      ///< the counters when the program starts
-    Record mPerSecond;  ///< growth of the counters
+    Record mStart;       ///< the counters when the program starts
+    Record mPerSecond;   ///< growth of the counters
+    Record mSince = {};  ///< time of each counter in mStart, in nanoseconds
 };
 
 using Statistics = GrowingCounters<HBA_PORTSTATISTICS>;
@@ -123,7 +124,10 @@ Record statisticsAfter(std::chrono::nanoseconds aTime, GrowingCounters<Record> c
         auto const rate = static_cast<std::uint32_t>(aStatistics.mPerSecond.*counter.mField);
         if (value != notOffered)
         {
-            value = static_cast<HBA_INT64>((static_cast<std::uint64_t>(value) + growthAfter(aTime, rate)) &
+            // The clocks of two threads may differ a little.
+            auto const time = std::max(std::chrono::nanoseconds::zero(),
+                                       aTime - std::chrono::nanoseconds(aStatistics.mSince.*counter.mField));
+            value = static_cast<HBA_INT64>((static_cast<std::uint64_t>(value) + growthAfter(time, rate)) &
                                            highest);
         }
     }

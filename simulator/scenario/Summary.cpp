@@ -234,8 +234,16 @@ std::string summaryOf(Diagnostics const& aDiagnostics)
 std::string summaryOf(Fault const& aFault)
 {
     std::string const port = aFault.mPort.empty() ? "" : fmt::format(" to {}", aFault.mPort);
-    return fmt::format("{} of {}{}{} {}{}", callsOf(aFault), nameOf(aFault.mCall), deviceOf(aFault), port,
-                       answerOf(aFault), additionsOf(aFault));
+    return fmt::format("{} of {}{}{} {}{}{}", callsOf(aFault), nameOf(aFault.mCall), deviceOf(aFault), port,
+                       answerOf(aFault), additionsOf(aFault), aFault.mIsActive ? "" : ", when it is started");
+}
+
+std::string summaryOf(TimelineEntry const& aEntry)
+{
+    std::string const when = aEntry.mAtMs
+                                 ? fmt::format("at {} ms", *aEntry.mAtMs)
+                                 : fmt::format("after call {} of {}", aEntry.mNth, nameOf(*aEntry.mCall));
+    return fmt::format("{}: {}", when, aEntry.mChange.summary());
 }
 
 std::string summaryOf(Scenario const& aScenario)
@@ -247,9 +255,11 @@ std::string summaryOf(Scenario const& aScenario)
             : fmt::format("{}, {}, ",
                           counted(diagnostics.mBoards.size(), "board", numberOfBoards(diagnostics)),
                           counted(diagnostics.mEvents.size(), "event source"));
-    std::string summary =
-        fmt::format("{}, {}{}\n", counted(aScenario.mAdapters.size(), "adapter", numberOfAdapters(aScenario)),
-                    boards, counted(aScenario.mFaults.size(), "fault"));
+    std::string const changes =
+        aScenario.mTimeline.empty() ? "" : ", " + counted(aScenario.mTimeline.size(), "change");
+    std::string summary = fmt::format(
+        "{}, {}{}{}\n", counted(aScenario.mAdapters.size(), "adapter", numberOfAdapters(aScenario)), boards,
+        counted(aScenario.mFaults.size(), "fault"), changes);
     for (Adapter const& adapter : aScenario.mAdapters)
     {
         summary += fmt::format("adapter: {}\n", summaryOf(adapter)) + summaryOfStatistics(adapter) +
@@ -258,7 +268,12 @@ std::string summaryOf(Scenario const& aScenario)
     summary += summaryOf(diagnostics);
     for (Fault const& fault : aScenario.mFaults)
     {
-        summary += fmt::format("fault: {}\n", summaryOf(fault));
+        std::string const name = fault.mName.empty() ? "" : fmt::format(" \"{}\"", fault.mName);
+        summary += fmt::format("fault{}: {}\n", name, summaryOf(fault));
+    }
+    for (TimelineEntry const& entry : aScenario.mTimeline)
+    {
+        summary += fmt::format("timeline: {}\n", summaryOf(entry));
     }
     return summary;
 }

@@ -141,4 +141,61 @@ TEST(Faults, CountsSurviveANewSchedule)
     faults.schedule(schedule);
     EXPECT_EQ(faults.next(Call::loadLibrary).mAnswer, unavailable);
 }
+
+Fault namedFault(bool aIsActive, std::uint32_t aFirst = 1, std::uint32_t aLast = 1)
+{
+    Fault named = faultOfRange(Call::openAdapter, "", aFirst, aLast);
+    named.mName = "x";
+    named.mIsActive = aIsActive;
+    return named;
+}
+
+TEST(Faults, FaultThatIsNotActiveDoesNotStrike)
+{
+    Faults faults = scheduled({namedFault(false)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+}
+
+TEST(Faults, FaultCountsItsCallsFromItsStart)
+{
+    Faults faults = scheduled({namedFault(false, 2, 2)});
+    faults.next(Call::openAdapter, "a");
+    faults.next(Call::openAdapter, "a");
+    faults.update({namedFault(true, 2, 2)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+    faults.update({namedFault(true, 2, 2)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+}
+
+TEST(Faults, FaultThatStartsAgainCountsAgain)
+{
+    Faults faults = scheduled({namedFault(true)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+    faults.update({namedFault(false)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+    faults.update({namedFault(true)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+}
+
+TEST(Faults, FaultThatIsAddedCountsItsCallsFromThen)
+{
+    Faults faults = scheduled({});
+    faults.next(Call::openAdapter, "a");
+    faults.update({namedFault(true)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+    EXPECT_EQ(faults.callsOf(Call::openAdapter), 2U);
+    EXPECT_EQ(faults.callsOf(Call::loadLibrary), 0U);
+}
+
+TEST(Faults, FaultThatWasAddedHasNoStrikes)
+{
+    StrikesFile const file(1);
+    Strikes const strikes(file.path(), 1);
+    Faults faults;
+    faults.schedule({fault(Call::loadLibrary, "", 1)}, strikes);
+    faults.update({fault(Call::loadLibrary, "", 1), namedFault(true)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+    EXPECT_EQ(strikes.of(0), 0U);
+    EXPECT_EQ(strikes.of(1), 0U);
+}
 }  // namespace

@@ -47,7 +47,7 @@ TEST(ScenarioError, ReportsAnUnknownKeyInAFileOfMaximumDepth)
     EXPECT_EQ(
         errorOf('[' + key + "]\n" + key + " = " + opening + '1' + closing),
         "bad.toml:1:2: expected a key of the scenario (behaviour, number_of_adapters, adapter, diagnostics, "
-        "fault), found \"a\"");
+        "fault, timeline), found \"a\"");
 }
 
 TEST(ScenarioError, RefusesAnUnknownTable)
@@ -55,7 +55,7 @@ TEST(ScenarioError, RefusesAnUnknownTable)
     EXPECT_EQ(
         errorOf("[[adaptor]]\nname = \"a\"\n"),
         "bad.toml:1:3: expected a key of the scenario (behaviour, number_of_adapters, adapter, diagnostics, "
-        "fault), found \"adaptor\"");
+        "fault, timeline), found \"adaptor\"");
 }
 
 TEST(ScenarioError, RefusesASingleAdapterTable)
@@ -100,7 +100,7 @@ TEST(ScenarioError, EscapesControlCharactersInAnUnexpectedKey)
     EXPECT_EQ(
         errorOf("\"a\\u001b[2J\" = 1\n"),
         "bad.toml:1:1: expected a key of the scenario (behaviour, number_of_adapters, adapter, diagnostics, "
-        "fault), found \"a\\u001B[2J\"");
+        "fault, timeline), found \"a\\u001B[2J\"");
 }
 
 TEST(ScenarioError, ReportsAnAdapterWithoutName)
@@ -143,7 +143,8 @@ TEST(ScenarioError, RefusesAnUnknownKeyOfAFault)
 {
     EXPECT_EQ(
         errorOfFault("times = 3\n"),
-        "bad.toml:4:1: expected a key of [[fault]] (call, adapter, port_wwn, board, nth, status, "
+        "bad.toml:4:1: expected a key of [[fault]] (name, active, call, adapter, port_wwn, board, nth, "
+        "status, "
         "result, untouched, sense_key, asc, ascq, count, entries, missing, list_length, length, garbage, "
         "delay_ms, hangs, prints), found \"times\"");
 }

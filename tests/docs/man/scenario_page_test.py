@@ -31,6 +31,7 @@ LEADING = {
     "[[diagnostics.board]]": [],
     "[[diagnostics.event]]": ["[[diagnostics.board]]"],
     "[[fault]]": [],
+    "[[timeline]]": [],
 }
 
 # Valid values of all required keys.
@@ -47,6 +48,8 @@ SAMPLES = {
     "call": '"HBA_OpenAdapter"',
     "nth": "1",
     "status": "1",
+    "at_ms": "1",
+    "set": "{ number_of_adapters = 1 }",
 }
 
 HIGHEST_NUMBER = 4294967295
@@ -81,6 +84,7 @@ DEFAULTS = {
     "ONLINE": ('"ONLINE"', '"OFFLINE"'),
     "UNKNOWN": ('"UNKNOWN"', '"1GBIT"'),
     "not offered": ('"not offered"', "7"),
+    "true": ("true", "false"),
     "target": ('"target"', '"initiator"'),
     "present": ('"present"', '"absent"'),
     "no functions": ("[]", '["VQM_GetLibVer"]'),
@@ -94,9 +98,13 @@ FOLLOWING = {
 }
 
 
+# Keys of which the table needs one.
+ALTERNATIVES = {"[[fault]]": ["status"], "[[timeline]]": ["at_ms", "set"]}
+
+
 def required_keys(table):
     keys = [key for key, text in man_page.terms(TABLES[table]) if "Required." in text]
-    return keys + ["status"] * (table == "[[fault]]")
+    return keys + ALTERNATIVES.get(table, [])
 
 
 def scenario(table, values):

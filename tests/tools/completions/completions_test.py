@@ -1,13 +1,14 @@
-"""bash completion offers the verbs, options and arguments that qzagent and qzsim accept."""
+"""bash completion offers the verbs, options and arguments that the programs accept."""
 
 import os
 import pathlib
+import re
 import subprocess
 import tempfile
 import unittest
 
 import programs
-from programs import QZAGENT, QZSIM
+from programs import QZAGENT, QZSIM, QZSIMCTL
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 BASH_COMPLETION = pathlib.Path("/usr/share/bash-completion/bash_completion")
@@ -111,6 +112,16 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzsim --scenario two.toml -- qzagent wa"), {"watch"})
         self.assertEqual(self.offered("qzsim --scenario = two.toml qzagent show --"),
                          programs.options_of_verb("show"))
+
+    def test_qzsim_offers_files_for_the_socket(self):
+        self.assertIn("two.toml", self.offered("qzsim --control "))
+
+    def test_qzsimctl_offers_its_options_sockets_and_commands(self):
+        self.assertEqual(self.offered("qzsimctl -"), programs.options_of(QZSIMCTL))
+        self.assertEqual(self.offered("qzsimctl tw"), {"two.toml"})
+        commands = re.findall(r"^  ([a-z]+) ", programs.help_of(QZSIMCTL).split("\nCommands:\n")[1].split("\n\n")[0], re.M)
+        self.assertEqual(self.offered("qzsimctl --json two.toml "), set(commands))
+        self.assertEqual(self.offered("qzsimctl two.toml fault "), {"start", "end"})
 
 
 if __name__ == "__main__":
