@@ -16,8 +16,9 @@ if(QZ_SANITIZE)
   target_link_options(qz_options INTERFACE -fsanitize=${QZ_SANITIZE})
 endif()
 
-# libqzsim may be preloaded into a program without sanitizers, so clang++ must use the shared runtime of the address
-# sanitizer, as g++ does. The check of function types is off, since types of different libraries never compare equal.
+# The simulated libraries may be loaded into a program without sanitizers, so clang++ must use the shared runtime of the
+# address sanitizer, as g++ does. The check of function types is off, since types of different libraries never compare
+# equal.
 if(QZ_SANITIZE MATCHES "^address" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   execute_process(
     COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so

@@ -1,5 +1,6 @@
 #include "simulator/library/HiddenFunctions.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -24,9 +25,9 @@ struct LibraryCloser
 void removeValue(Symbol* aSymbol)
 {
     auto const pageSize = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
-    auto const first = reinterpret_cast<std::uintptr_t>(aSymbol) / pageSize * pageSize;
-    std::size_t const size = reinterpret_cast<std::uintptr_t>(aSymbol + 1) - first;
-    void* const page = reinterpret_cast<void*>(first);
+    std::size_t const offset = reinterpret_cast<std::uintptr_t>(aSymbol) % pageSize;
+    std::size_t const size = offset + sizeof *aSymbol;
+    char* const page = reinterpret_cast<char*>(aSymbol) - offset;
     if (::mprotect(page, size, PROT_READ | PROT_WRITE) == 0)
     {
         aSymbol->st_value = 0;
