@@ -11,6 +11,7 @@
 #include <hbaapi.h>
 
 #include "simulator/scenario/AdapterEvents.h"
+#include "simulator/scenario/EventTimes.h"
 #include "simulator/scenario/HexBytes.h"
 #include "simulator/scenario/PortAttributes.h"
 #include "simulator/scenario/WwnReader.h"
@@ -28,11 +29,7 @@ using tomlfile::Named;
 using tomlfile::Presence;
 using tomlfile::TomlValue;
 
-constexpr std::uint32_t highestRate = 100000;
-constexpr std::uint32_t usualRate = 1000;
-constexpr std::size_t largestPayload = 1U << 20U;
-
-constexpr Named<HBA_UINT32> types[] = {
+constexpr Named<HBA_UINT32> eventTypes[] = {
     {"ADAPTER_UNKNOWN", HBA_EVENT_ADAPTER_UNKNOWN},   {"ADAPTER_ADD", HBA_EVENT_ADAPTER_ADD},
     {"ADAPTER_REMOVE", HBA_EVENT_ADAPTER_REMOVE},     {"ADAPTER_CHANGE", HBA_EVENT_ADAPTER_CHANGE},
     {"PORT_UNKNOWN", HBA_EVENT_PORT_UNKNOWN},         {"PORT_OFFLINE", HBA_EVENT_PORT_OFFLINE},
@@ -56,7 +53,7 @@ void checkGroup(TomlValue const& aValue, char const* aKey, AdapterEventSeries co
 
 void readType(TomlValue const& aValue, AdapterEventSeries& aSeries)
 {
-    aSeries.mEvent.mType = readNamed(aValue, types);
+    aSeries.mEvent.mType = readNamed(aValue, eventTypes);
 }
 
 void readPort(TomlValue const& aValue, AdapterEventSeries& aSeries)
@@ -83,21 +80,21 @@ void readPayload(TomlValue const& aValue, AdapterEventSeries& aSeries)
 }
 
 template <std::uint32_t AdapterEventSeries::*field, std::uint32_t lowest, std::uint32_t highest>
-void number(TomlValue const& aValue, AdapterEventSeries& aSeries)
+void eventNumber(TomlValue const& aValue, AdapterEventSeries& aSeries)
 {
     aSeries.*field = readNumber(aValue, lowest, highest);
 }
 
 // The keys after "type" depend on it.
-constexpr Key<AdapterEventSeries> eventKeys[] = {
+constexpr Key<AdapterEventSeries> adapterEventKeys[] = {
     {"type", Presence::required, readType},
     {"port_wwn", Presence::optional, readPort},
     {"remote_wwn", Presence::optional, readRemotePort},
     {"fabric_port_id", Presence::optional, readFabricPortId},
     {"payload", Presence::optional, readPayload},
-    {"at_ms", Presence::optional, number<&AdapterEventSeries::mStartMs, 0, highestNumber>},
-    {"rate", Presence::optional, number<&AdapterEventSeries::mRate, 1, highestRate>},
-    {"count", Presence::optional, number<&AdapterEventSeries::mCount, 1, highestNumber>},
+    {"at_ms", Presence::optional, eventNumber<&AdapterEventSeries::mStartMs, 0, highestNumber>},
+    {"rate", Presence::optional, eventNumber<&AdapterEventSeries::mRate, 1, highestRate>},
+    {"count", Presence::optional, eventNumber<&AdapterEventSeries::mCount, 1, highestNumber>},
 };
 
 /// @return the port that the event names, or else the first one; null for an adapter without ports
@@ -160,14 +157,14 @@ EventGroup groupOf(AdapterEvent const& aEvent)
 std::string nameOfType(AdapterEvent const& aEvent)
 {
     auto const found =
-        std::find_if(std::begin(types), std::end(types),
+        std::find_if(std::begin(eventTypes), std::end(eventTypes),
                      [&](Named<HBA_UINT32> const& aNamed) { return aNamed.mValue == aEvent.mType; });
     return std::string(found->mName);
 }
 
 void readAdapterEvents(TomlValue const& aTables, Adapter& aAdapter)
 {
-    readTables(aTables, "[[adapter.event]]", eventKeys, AdapterEventSeries{{}, 0, usualRate, 1},
+    readTables(aTables, "[[adapter.event]]", adapterEventKeys, AdapterEventSeries{{}, 0, usualRate, 1},
                [&](TomlValue const& aTable, AdapterEventSeries aSeries)
                {
                    Port const* const port = portOf(aTable, aSeries.mEvent, aAdapter);
