@@ -26,14 +26,6 @@ constexpr char const* fabric =
     "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nfc_id = 0x24\nluns = 1\n"
     "[[adapter]]\nname = \"b\"\n";
 
-/// @name The ports and targets of the fabric
-/// @{
-constexpr char const* firstPort = "10:00:00:00:00:00:00:01";
-constexpr char const* secondPort = "10:00:00:00:00:00:00:02";
-constexpr char const* sharedTarget = "50:00:00:00:00:00:00:01";  ///< both ports see it
-constexpr char const* secondTarget = "50:00:00:00:00:00:00:02";  ///< the second port sees it
-/// @}
-
 /// Content of memory that the library has not written.
 constexpr unsigned char fill = 0xa5;
 
@@ -45,6 +37,14 @@ protected:
     static constexpr HBA_STATUS badIndex = HBA_STATUS_ERROR_ILLEGAL_INDEX;
     static constexpr HBA_STATUS badName = HBA_STATUS_ERROR_ILLEGAL_WWN;
     static constexpr HBA_STATUS moreData = HBA_STATUS_ERROR_MORE_DATA;
+
+    /// @name The ports and targets of the fabric
+    /// @{
+    static constexpr char const* firstPort = "10:00:00:00:00:00:00:01";
+    static constexpr char const* secondPort = "10:00:00:00:00:00:00:02";
+    static constexpr char const* sharedTarget = "50:00:00:00:00:00:00:01";  ///< both ports see it
+    static constexpr char const* secondTarget = "50:00:00:00:00:00:00:02";  ///< the second port sees it
+    /// @}
 
     HbaQueryFixture() { loadWith(""); }
 
