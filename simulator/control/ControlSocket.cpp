@@ -166,7 +166,7 @@ void ControlSocket::answerCommands(Client& aClient)
     // One command at a time: the answers of a client that does not read them must not pile up.
     std::string& received = aClient.mReceived;
     std::size_t const end = received.find('\n');
-    if (end != std::string::npos && end <= longestCommand)
+    if (end <= longestCommand && end < received.size())
     {
         aClient.mToSend = mAnswer(received.substr(0, end));
         received.erase(0, end + 1);

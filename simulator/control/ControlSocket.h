@@ -26,7 +26,7 @@ public:
     /// Returns the answer to a command, which ends with a line end.
     using Answer = std::function<std::string(std::string const& aCommand)>;
 
-    static constexpr std::size_t longestCommand = 64 * 1024;
+    static constexpr std::size_t longestCommand = 65536;
     static constexpr std::size_t mostClients = 16;
 
     /// Creates the socket, and replaces one that a killed simulation has left.

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <random>
 #include <set>
 #include <thread>
 #include <utility>
@@ -67,8 +68,10 @@ Reaction Faults::next(Call aCall, std::string const& aDevice, std::string const&
     Reaction reaction = found->mFault.mReaction;
     if (reaction.mLongestDelayMs > reaction.mDelayMs)
     {
-        std::uniform_int_distribution<std::uint32_t> delays(reaction.mDelayMs, reaction.mLongestDelayMs);
-        reaction.mDelayMs = delays(mRandom);
+        // The number of the call is the seed, so a test gives the same result each time.
+        std::mt19937 random(static_cast<std::uint32_t>(mCounts[{aCall, "", ""}]));
+        reaction.mDelayMs =
+            std::uniform_int_distribution(reaction.mDelayMs, reaction.mLongestDelayMs)(random);
     }
     return reaction;
 }

@@ -6,7 +6,6 @@
 #include <ctime>
 #include <map>
 #include <optional>
-#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -57,7 +56,6 @@ private:
     std::vector<Scheduled> mFaults;
     Strikes mStrikes;
     std::map<Group, std::uint64_t> mCounts;
-    std::mt19937 mRandom;  ///< draws delays; every process draws the same ones
 };
 
 /// @return the status that the call must return; nothing when it answers as usual

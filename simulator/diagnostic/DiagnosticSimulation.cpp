@@ -266,7 +266,7 @@ void DiagnosticSimulation::advance()
         mFaults.update(scenario->mFaults);
         mScenario = scenario;
     }
-    if (!mEnvironment)
+    if (!mEnvironment || mEnvironment->registrations().areNone())
     {
         mEvents.clear();
     }

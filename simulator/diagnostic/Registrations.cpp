@@ -113,6 +113,12 @@ void Registrations::await(Predicate aIsMeant, std::unique_lock<std::mutex>& aLoc
     }
 }
 
+bool Registrations::areNone()
+{
+    std::lock_guard const lock(mMutex);
+    return mEntries.empty();
+}
+
 void Registrations::close()
 {
     std::lock_guard const lock(mMutex);

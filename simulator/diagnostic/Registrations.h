@@ -54,6 +54,9 @@ public:
     /// @return QZ_NOT_REGISTERED when there is none
     QZ_result removeQuazor(unsigned int aBoard, HBA_WWN const& aPort, unsigned int aId);
 
+    /// @return whether there is no registration
+    bool areNone();
+
     /// Ends all registrations and accepts no more. Does not wait.
     void close();
 

@@ -5,7 +5,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
-#include <map>
+#include <iterator>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -32,9 +32,6 @@ bool matches(EventRegistration const& aRegistration, std::size_t aAdapter, Adapt
            matches(aRegistration.mRemotePort, aEvent.mRemotePort) &&
            aRegistration.mStatistics.value_or(aEvent.mType) == aEvent.mType;
 }
-
-/// Callback handles are numbers, which no program may use as addresses.
-HBA_CALLBACKHANDLE handleOf(std::uintptr_t aNumber) { return reinterpret_cast<HBA_CALLBACKHANDLE>(aNumber); }
 }  // namespace
 
 struct AdapterEventSource::State
@@ -55,8 +52,7 @@ struct AdapterEventSource::State
     std::condition_variable mChanged;
     bool mIsStopped = false;
     std::vector<Progress> mSeries;
-    std::map<HBA_CALLBACKHANDLE, EventRegistration> mRegistrations;
-    std::uintptr_t mLatest = 0;
+    std::vector<std::shared_ptr<EventRegistration>> mRegistrations;  ///< the handle of each is its address
 
     void run();
 
@@ -65,8 +61,7 @@ struct AdapterEventSource::State
 
     void deliver(std::size_t aAdapter, AdapterEvent const& aEvent);
 
-    /// @return the callback; empty when the registration has ended
-    std::function<void(AdapterEvent const&)> callbackOf(HBA_CALLBACKHANDLE aHandle);
+    bool isRegistered(EventRegistration const& aRegistration);
 };
 
 void AdapterEventSource::State::run()
@@ -108,22 +103,17 @@ AdapterEventSource::State::Progress* AdapterEventSource::State::first()
 void AdapterEventSource::State::deliver(std::size_t aAdapter, AdapterEvent const& aEvent)
 try
 {
-    std::vector<HBA_CALLBACKHANDLE> audience;
+    std::vector<std::shared_ptr<EventRegistration>> audience;
     {
         std::lock_guard const lock(mMutex);
-        for (auto const& [handle, registration] : mRegistrations)
-        {
-            if (matches(registration, aAdapter, aEvent))
-            {
-                audience.push_back(handle);
-            }
-        }
+        std::copy_if(mRegistrations.begin(), mRegistrations.end(), std::back_inserter(audience),
+                     [&](auto const& aRegistration) { return matches(*aRegistration, aAdapter, aEvent); });
     }
-    for (HBA_CALLBACKHANDLE const handle : audience)
+    for (auto const& registration : audience)
     {
-        if (auto const callback = callbackOf(handle))
+        if (isRegistered(*registration))
         {
-            callback(aEvent);
+            registration->mCallback(aEvent);
         }
     }
 }
@@ -132,11 +122,11 @@ catch (std::bad_alloc const&)
     std::fputs("libqzsim: out of memory, an event of an adapter is dropped\n", stderr);
 }
 
-std::function<void(AdapterEvent const&)> AdapterEventSource::State::callbackOf(HBA_CALLBACKHANDLE aHandle)
+bool AdapterEventSource::State::isRegistered(EventRegistration const& aRegistration)
 {
     std::lock_guard const lock(mMutex);
-    auto const found = mRegistrations.find(aHandle);
-    return found == mRegistrations.end() ? nullptr : found->second.mCallback;
+    return std::any_of(mRegistrations.begin(), mRegistrations.end(),
+                       [&](auto const& aOther) { return aOther.get() == &aRegistration; });
 }
 
 AdapterEventSource::AdapterEventSource(std::vector<Adapter> const& aAdapters)
@@ -169,15 +159,23 @@ HBA_CALLBACKHANDLE AdapterEventSource::add(EventRegistration aRegistration)
         mThread = std::thread([state = mState] { state->run(); });
     }
     mState->mChanged.notify_all();
-    HBA_CALLBACKHANDLE const handle = handleOf(++mState->mLatest);
-    mState->mRegistrations.emplace(handle, std::move(aRegistration));
-    return handle;
+    mState->mRegistrations.push_back(std::make_shared<EventRegistration>(std::move(aRegistration)));
+    return mState->mRegistrations.back().get();
 }
 
 bool AdapterEventSource::remove(HBA_CALLBACKHANDLE aHandle)
 {
     std::lock_guard const lock(mState->mMutex);
-    return mState->mRegistrations.erase(aHandle) != 0;
+    auto& registrations = mState->mRegistrations;
+    auto const found =
+        std::find_if(registrations.begin(), registrations.end(),
+                     [=](auto const& aRegistration) { return aRegistration.get() == aHandle; });
+    if (found == registrations.end())
+    {
+        return false;
+    }
+    registrations.erase(found);
+    return true;
 }
 
 void AdapterEventSource::send(std::size_t aAdapter, AdapterEvent const& aEvent)
@@ -212,7 +210,6 @@ void AdapterEventSource::afterForkInChild()
     state->mIsStopped = mState->mIsStopped;
     state->mSeries = mState->mSeries;
     state->mRegistrations = mState->mRegistrations;
-    state->mLatest = mState->mLatest;
     mState->mMutex.unlock();
     abandoned.emplace_back(std::move(mThread), std::exchange(mState, std::move(state)));
     mThread = std::thread();

@@ -11,6 +11,7 @@
 #include <hbaapi.h>
 
 #include "simulator/scenario/AdapterEvents.h"
+#include "simulator/scenario/EventTimes.h"
 #include "simulator/scenario/HexBytes.h"
 #include "simulator/scenario/PortAttributes.h"
 #include "simulator/scenario/WwnReader.h"
@@ -27,10 +28,6 @@ using tomlfile::Key;
 using tomlfile::Named;
 using tomlfile::Presence;
 using tomlfile::TomlValue;
-
-constexpr std::uint32_t highestEventRate = 100000;
-constexpr std::uint32_t usualEventRate = 1000;
-constexpr std::size_t largestEventPayload = 1U << 20U;
 
 constexpr Named<HBA_UINT32> eventTypes[] = {
     {"ADAPTER_UNKNOWN", HBA_EVENT_ADAPTER_UNKNOWN},   {"ADAPTER_ADD", HBA_EVENT_ADAPTER_ADD},
@@ -79,11 +76,11 @@ void readFabricPortId(TomlValue const& aValue, AdapterEventSeries& aSeries)
 void readPayload(TomlValue const& aValue, AdapterEventSeries& aSeries)
 {
     checkGroup(aValue, "payload", aSeries, EventGroup::link);
-    aSeries.mEvent.mPayload = readHexBytes(aValue, largestEventPayload);
+    aSeries.mEvent.mPayload = readHexBytes(aValue, largestPayload);
 }
 
 template <std::uint32_t AdapterEventSeries::*field, std::uint32_t lowest, std::uint32_t highest>
-void number(TomlValue const& aValue, AdapterEventSeries& aSeries)
+void eventNumber(TomlValue const& aValue, AdapterEventSeries& aSeries)
 {
     aSeries.*field = readNumber(aValue, lowest, highest);
 }
@@ -95,9 +92,9 @@ constexpr Key<AdapterEventSeries> adapterEventKeys[] = {
     {"remote_wwn", Presence::optional, readRemotePort},
     {"fabric_port_id", Presence::optional, readFabricPortId},
     {"payload", Presence::optional, readPayload},
-    {"at_ms", Presence::optional, number<&AdapterEventSeries::mStartMs, 0, highestNumber>},
-    {"rate", Presence::optional, number<&AdapterEventSeries::mRate, 1, highestEventRate>},
-    {"count", Presence::optional, number<&AdapterEventSeries::mCount, 1, highestNumber>},
+    {"at_ms", Presence::optional, eventNumber<&AdapterEventSeries::mStartMs, 0, highestNumber>},
+    {"rate", Presence::optional, eventNumber<&AdapterEventSeries::mRate, 1, highestRate>},
+    {"count", Presence::optional, eventNumber<&AdapterEventSeries::mCount, 1, highestNumber>},
 };
 
 /// @return the port that the event names, or else the first one; null for an adapter without ports
@@ -167,7 +164,7 @@ std::string nameOfType(AdapterEvent const& aEvent)
 
 void readAdapterEvents(TomlValue const& aTables, Adapter& aAdapter)
 {
-    readTables(aTables, "[[adapter.event]]", adapterEventKeys, AdapterEventSeries{{}, 0, usualEventRate, 1},
+    readTables(aTables, "[[adapter.event]]", adapterEventKeys, AdapterEventSeries{{}, 0, usualRate, 1},
                [&](TomlValue const& aTable, AdapterEventSeries aSeries)
                {
                    Port const* const port = portOf(aTable, aSeries.mEvent, aAdapter);

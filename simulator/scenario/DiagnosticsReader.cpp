@@ -17,6 +17,7 @@
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
 #include "simulator/scenario/Calls.h"
+#include "simulator/scenario/EventTimes.h"
 #include "simulator/scenario/HexBytes.h"
 #include "simulator/scenario/Wwn.h"
 #include "simulator/scenario/WwnReader.h"
@@ -36,9 +37,6 @@ using tomlfile::TomlError;
 using tomlfile::TomlValue;
 
 constexpr std::uint32_t highestCategory = 0xfe;  // 0xff is the wildcard
-constexpr std::uint32_t largestPayload = 1U << 20U;
-constexpr std::uint32_t highestRate = 100000;
-constexpr std::uint32_t usualRate = 1000;
 
 /// Parses a number such as "0x8000000000000100".
 std::optional<std::uint64_t> hexNumberIn(std::string_view aText)

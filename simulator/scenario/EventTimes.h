@@ -1,5 +1,5 @@
 /// @file
-/// When the events of a series are due.
+/// Limits of series of events, and when their events are due.
 #pragma once
 
 #include <chrono>
@@ -7,6 +7,10 @@
 
 namespace qzsim
 {
+constexpr std::uint32_t largestPayload = 1U << 20U;  ///< bytes of an event
+constexpr std::uint32_t highestRate = 100000;        ///< events per second
+constexpr std::uint32_t usualRate = 1000;
+
 /// @param aNumber of the event, counted from 0
 /// @return the time on the clock of a series, which has mStartMs and mRate
 template <typename Series>

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "simulator/control/EnvironmentVariables.h"
+#include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/scenario/Statistics.h"
 #include "toml/TomlError.h"
@@ -232,6 +233,16 @@ void World::happen(std::size_t aEntry, Time aNow)
 
 void World::apply(Change const& aChange, Time aNow)
 {
+    if (aChange.mSettings.empty() && aChange.mRemovals.empty() && aChange.mEvent)
+    {
+        // Programs start late: they apply all changes so far, most of which may be events.
+        EventSeries const series = readEvent(*aChange.mEvent, mScenario->mDiagnostics);
+        if (mSink)
+        {
+            mSink(series);
+        }
+        return;
+    }
     std::map<std::string, Time> since = mSince;
     ChangedScenario changed = result(aChange, aNow, since);
     mTree = std::move(changed.mTree);

@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -130,6 +131,23 @@ TEST(Faults, StrikesAreCountedPerFault)
     Strikes const strikes(file.path(), 2);
     EXPECT_EQ(strikes.of(0), 0U);
     EXPECT_EQ(strikes.of(1), 2U);
+}
+
+TEST(Faults, DelayBetweenTwoLimitsVariesAndIsTheSameInEveryProcess)
+{
+    Fault uniform = faultOfRange(Call::openAdapter, "", 1, qzsim::endless);
+    uniform.mReaction.mDelayMs = 10;
+    uniform.mReaction.mLongestDelayMs = 13;
+    Faults one = scheduled({uniform});
+    Faults other = scheduled({uniform});
+    std::set<std::uint32_t> delays;
+    for (int count = 0; count < 200; ++count)
+    {
+        std::uint32_t const delay = one.next(Call::openAdapter, "a").mDelayMs;
+        EXPECT_EQ(other.next(Call::openAdapter, "a").mDelayMs, delay);
+        delays.insert(delay);
+    }
+    EXPECT_EQ(delays, (std::set<std::uint32_t>{10, 11, 12, 13}));
 }
 
 TEST(Faults, CountsSurviveANewSchedule)

@@ -14,10 +14,6 @@
 
 namespace
 {
-constexpr char const* firstPort = "10:00:00:00:00:00:00:01";
-constexpr char const* secondPort = "10:00:00:00:00:00:00:02";
-constexpr char const* sharedTarget = "50:00:00:00:00:00:00:01";
-constexpr char const* secondTarget = "50:00:00:00:00:00:00:02";
 constexpr char const* initiator = "10:00:00:00:00:00:00:09";
 
 constexpr HBA_STATUS failed = HBA_STATUS_ERROR;

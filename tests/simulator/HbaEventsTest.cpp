@@ -25,10 +25,6 @@ using testing::ElementsAre;
 
 namespace
 {
-constexpr char const* firstPort = "10:00:00:00:00:00:00:01";
-constexpr char const* secondPort = "10:00:00:00:00:00:00:02";
-constexpr char const* sharedTarget = "50:00:00:00:00:00:00:01";
-constexpr char const* secondTarget = "50:00:00:00:00:00:00:02";
 
 /// Events in the order of their arrival.
 class HbaEventLog

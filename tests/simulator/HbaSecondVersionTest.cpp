@@ -15,10 +15,6 @@ using testing::ElementsAre;
 
 namespace
 {
-constexpr char const* firstPort = "10:00:00:00:00:00:00:01";
-constexpr char const* secondPort = "10:00:00:00:00:00:00:02";
-constexpr char const* sharedTarget = "50:00:00:00:00:00:00:01";
-constexpr char const* secondTarget = "50:00:00:00:00:00:00:02";
 
 using BlockV2 = MappingBlock<HBA_FCPTARGETMAPPINGV2>;
 

@@ -42,13 +42,13 @@ protected:
     ScratchFolder mFolder;
 };
 
-constexpr char const* port = "10:00:00:00:00:00:00:01";
-constexpr char const* target = "50:00:00:00:00:00:00:02";
+constexpr char const* onlyPort = "10:00:00:00:00:00:00:01";
+constexpr char const* onlyTarget = "50:00:00:00:00:00:00:02";
 
 TEST_F(QzsimSecondVersion, UnmodifiedProgramOpensAdaptersByName)
 {
-    EXPECT_THAT(run({"openByWwn=20:00:00:00:00:00:00:01", "attributes", std::string("openByWwn=") + port,
-                     std::string("openByWwn=") + target}),
+    EXPECT_THAT(run({"openByWwn=20:00:00:00:00:00:00:01", "attributes", std::string("openByWwn=") + onlyPort,
+                     std::string("openByWwn=") + onlyTarget}),
                 HasSubstr("open 20:00:00:00:00:00:00:01: 0, handle\nattributes: 0 \"\" with 1 ports\n"
                           "open 10:00:00:00:00:00:00:01: 0, handle\n"
                           "open 50:00:00:00:00:00:00:02: 5, no handle\n"));
@@ -56,8 +56,8 @@ TEST_F(QzsimSecondVersion, UnmodifiedProgramOpensAdaptersByName)
 
 TEST_F(QzsimSecondVersion, UnmodifiedProgramMapsTargetsAndSendsCommands)
 {
-    std::string const both = std::string(port) + '/' + target;
-    EXPECT_THAT(run({std::string("mappingsV2=") + port, "targetV2=" + both}),
+    std::string const both = std::string(onlyPort) + '/' + onlyTarget;
+    EXPECT_THAT(run({std::string("mappingsV2=") + onlyPort, "targetV2=" + both}),
                 HasSubstr("mappings V2: 7 of 2, id 000021, luid 7f\n"
                           "luns V2: 0, SCSI status 0, 24 bytes, 0 of sense\n"
                           "inquiry V2: 0, SCSI status 0, 36 bytes \"EXAMPLE SIMULATED DISK  1.0 \"\n"
@@ -66,7 +66,7 @@ TEST_F(QzsimSecondVersion, UnmodifiedProgramMapsTargetsAndSendsCommands)
 
 TEST_F(QzsimSecondVersion, UnmodifiedProgramReadsFc4Statistics)
 {
-    EXPECT_THAT(run({std::string("fc4Statistics=") + port, "fcpStatistics=0", "fcpStatistics=2"}),
+    EXPECT_THAT(run({std::string("fc4Statistics=") + onlyPort, "fcpStatistics=0", "fcpStatistics=2"}),
                 HasSubstr("FC-4 statistics: 0, 11\nFCP statistics: 0, 12\nFCP statistics: 14, 0\n"));
 }
 
@@ -81,8 +81,8 @@ TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesEventsOfAdapters)
 TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesEventsOfPortsAndTargets)
 {
     EXPECT_THAT(
-        run({std::string("watchPort=") + port, "await=1", "unwatch", std::string("watchTargets=") + port,
-             "await=2", "unwatch", "free"}),
+        run({std::string("watchPort=") + onlyPort, "await=1", "unwatch",
+             std::string("watchTargets=") + onlyPort, "await=2", "unwatch", "free"}),
         HasSubstr("watch port: 0\nport event: 204 of 1, fabric port 010203\nevents: all\nunwatch: 0\n"
                   "watch targets: 0\ntarget event: 401 of 2 at 1\nevents: all\nunwatch: 0\nfree: 0\n"));
 }
@@ -97,7 +97,7 @@ TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesTheDataOfLinkEvents)
 // The common library keeps a lock after the first event of statistics. It hangs when the callback is removed.
 TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesAnEventOfStatistics)
 {
-    EXPECT_THAT(run({std::string("watchStatistics=") + port, "await=1"}),
+    EXPECT_THAT(run({std::string("watchStatistics=") + onlyPort, "await=1"}),
                 HasSubstr("watch statistics: 0\nstatistics event: 302 of 1\nevents: all\n"));
 }
 
@@ -109,9 +109,9 @@ TEST_F(QzsimSecondVersion, ProgramMayEndWhileItWaitsForEvents)
 TEST_F(QzsimSecondVersion, LibraryOfLinuxOffersNoEvents)
 {
     EXPECT_THAT(
-        run({"watchAdapters", "watchAdapter", std::string("watchPort=") + port,
-             std::string("watchStatistics=") + port, std::string("watchTargets=") + port, "watchLink",
-             std::string("openByWwn=") + port},
+        run({"watchAdapters", "watchAdapter", std::string("watchPort=") + onlyPort,
+             std::string("watchStatistics=") + onlyPort, std::string("watchTargets=") + onlyPort, "watchLink",
+             std::string("openByWwn=") + onlyPort},
             "behaviour = \"linux\"\n"),
         HasSubstr("open a: 256\nwatch adapters: 2\nwatch adapter: 2\nwatch port: 2\nwatch statistics: 2\n"
                   "watch targets: 2\nwatch link: 2\nopen 10:00:00:00:00:00:00:01: 5, no handle\n"));

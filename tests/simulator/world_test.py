@@ -43,7 +43,8 @@ class Simulation:
         test.addCleanup(self.errors.close)
         self.process = subprocess.Popen(
             [QZSIM, "--control", self.socket, "--scenario", file, *options, "--", *command],
-            stdout=subprocess.PIPE, stderr=self.errors, start_new_session=True)
+            stdout=subprocess.PIPE, stderr=self.errors, start_new_session=True,
+            env={**os.environ, "TMPDIR": folder.name})  # a killed qzsim leaves its temporary files
         test.addCleanup(self.process.stdout.close)
         test.addCleanup(self.process.wait, PATIENCE)
         test.addCleanup(self.kill)
