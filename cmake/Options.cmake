@@ -1,10 +1,14 @@
 # qz_options has the compile options of every target of this project. It is linked privately, so that users of the
 # libraries do not inherit them.
 add_library(qz_options INTERFACE)
-target_compile_features(qz_options INTERFACE cxx_std_17)
-target_compile_options(qz_options INTERFACE
+
+# For code that must not be instrumented.
+add_library(qz_plain_options INTERFACE)
+target_compile_features(qz_plain_options INTERFACE cxx_std_17)
+target_compile_options(qz_plain_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion
   $<$<BOOL:${QZ_WERROR}>:-Werror>)
+target_link_libraries(qz_options INTERFACE qz_plain_options)
 
 if(QZ_SANITIZE)
   target_compile_options(qz_options INTERFACE
@@ -12,8 +16,9 @@ if(QZ_SANITIZE)
   target_link_options(qz_options INTERFACE -fsanitize=${QZ_SANITIZE})
 endif()
 
-# libqzsim may be preloaded into a program without sanitizers, so clang++ must use the shared runtime of the address
-# sanitizer, as g++ does. The check of function types is off, since types of different libraries never compare equal.
+# The simulated libraries may be loaded into a program without sanitizers, so clang++ must use the shared runtime of the
+# address sanitizer, as g++ does. The check of function types is off, since types of different libraries never compare
+# equal.
 if(QZ_SANITIZE MATCHES "^address" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   execute_process(
     COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so

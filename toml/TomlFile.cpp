@@ -35,26 +35,12 @@ namespace
 {
 constexpr std::ptrdiff_t mostDotsOfLine = 300;
 
+/// Devices such as /dev/zero never end.
+constexpr std::size_t largestFile = std::size_t{16} << 20U;
+
 [[noreturn]] void refuseFile(std::string const& aPath, std::string const& aReason)
 {
-    throw TomlError(fmt::format("{}: cannot be read: {}", aPath, aReason));
-}
-
-std::string contentOf(std::string const& aPath)
-{
-    std::ifstream file(aPath, std::ios::binary);
-    if (!file)
-    {
-        refuseFile(aPath, std::generic_category().message(errno));
-    }
-    try
-    {
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
-    catch (std::ios_base::failure const& error)  // opening a directory succeeds, reading it fails
-    {
-        refuseFile(aPath, error.code().message());
-    }
+    throw TomlError(fmt::format("{}: cannot be read: {}", escaped(aPath), aReason));
 }
 
 /// Each dot of a key opens a nested table, and the library recurses into them without a limit.
@@ -128,12 +114,40 @@ private:
 };
 }  // namespace
 
-TomlValue readToml(std::string const& aPath)
+std::string contentOf(std::string const& aPath)
 {
-    Conversion const conversion(aPath);
-    std::string const content = contentOf(aPath);
-    checkDots(aPath, content);
-    toml::parse_result const result = toml::parse(content);
+    std::ifstream file(aPath, std::ios::binary);
+    if (!file)
+    {
+        refuseFile(aPath, std::generic_category().message(errno));
+    }
+    try
+    {
+        std::string content;
+        for (std::istreambuf_iterator<char> next(file), end; next != end; ++next)
+        {
+            content += *next;
+            if (content.size() > largestFile)
+            {
+                refuseFile(aPath, fmt::format("it has more than {} bytes", largestFile));
+            }
+        }
+        return content;
+    }
+    catch (std::ios_base::failure const& error)  // opening a directory succeeds, reading it fails
+    {
+        refuseFile(aPath, error.code().message());
+    }
+}
+
+TomlValue readToml(std::string const& aPath) { return readToml(aPath, contentOf(aPath)); }
+
+TomlValue readToml(std::string const& aPath, std::string const& aContent)
+{
+    std::string const shownPath = escaped(aPath);
+    Conversion const conversion(shownPath);
+    checkDots(shownPath, aContent);
+    toml::parse_result const result = toml::parse(aContent);
     if (!result)
     {
         throw TomlError(fmt::format("{}: {}", conversion.place(result.error().source()),

@@ -48,6 +48,9 @@ public:
     /// @throws TomlError always, with the position, the expectation and the content
     [[noreturn]] void refuse(std::string_view aExpected) const;
 
+    Content const& content() const { return mContent; }
+    Content& content() { return mContent; }
+
 private:
     std::string mPlace;
     Content mContent;
@@ -61,9 +64,15 @@ struct TomlEntry
 };
 
 /// Reads a file. Its top-level keys form a table.
-/// @param aPath appears in messages as given here
-/// @throws TomlError when the file cannot be read or is not valid TOML
+/// @param aPath appears in messages as given here, with escaped control characters
+/// @throws TomlError when the file cannot be read, has more than 16 MiB, or is not valid TOML
 TomlValue readToml(std::string const& aPath);
+
+/// Same as above, in two steps. A pipe can be read only once.
+/// @{
+std::string contentOf(std::string const& aPath);
+TomlValue readToml(std::string const& aPath, std::string const& aContent);
+/// @}
 
 /// @return the text with escaped control characters
 std::string escaped(std::string_view aText);

@@ -160,3 +160,5 @@ function scope.dissector(buffer, packet, root)
 end
 
 DissectorTable.get("wtap_encap"):add(wtap.USER0, scope)
+-- Captures also contain JSON documents.
+DissectorTable.get("wtap_encap"):add(wtap.USER2, Dissector.get("json"))

@@ -11,7 +11,6 @@
 #include <fmt/format.h>
 
 #include "simulator/scenario/ScenarioReader.h"
-
 namespace qzsim
 {
 namespace
@@ -48,7 +47,7 @@ std::chrono::nanoseconds timeSinceStart()
 
 char const* scenarioOfEnvironment() { return environment(scenarioVariable); }
 
-Scenario readScenarioOfEnvironment()
+tomlfile::TomlValue readContentOfEnvironment()
 {
     char const* const path = scenarioOfEnvironment();
     if (path == nullptr)
@@ -56,8 +55,10 @@ Scenario readScenarioOfEnvironment()
         throw std::runtime_error(
             fmt::format("{} is not set; it must hold the path of a scenario", scenarioVariable));
     }
-    return readScenario(path);
+    return tomlfile::readToml(path);
 }
+
+Scenario readScenarioOfEnvironment() { return readScenario(readContentOfEnvironment()); }
 
 Strikes openStrikesOfEnvironment(Scenario const& aScenario)
 {

@@ -7,11 +7,13 @@
 
 #include "simulator/control/Strikes.h"
 #include "simulator/scenario/Scenario.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
 constexpr char const* scenarioVariable = "QZSIM_SCENARIO";
 constexpr char const* strikesVariable = "QZSIM_STRIKES";
+constexpr char const* journalVariable = "QZSIM_JOURNAL";
 constexpr char const* startVariable = "QZSIM_START";
 
 /// @return the value of the variable; null when it is unset or empty
@@ -25,6 +27,10 @@ std::chrono::nanoseconds timeSinceStart();
 
 /// @return the path of the scenario; null if nothing is simulated
 char const* scenarioOfEnvironment();
+
+/// Reads the content of the scenario file that the environment names.
+/// @throws std::runtime_error when the environment names none, or the file is not valid TOML
+tomlfile::TomlValue readContentOfEnvironment();
 
 /// Reads the scenario that the environment names.
 /// @throws std::runtime_error when the environment names none, or the scenario is invalid

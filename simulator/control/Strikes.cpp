@@ -12,6 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "simulator/control/Descriptor.h"
+
 namespace qzsim
 {
 namespace
@@ -25,27 +27,6 @@ namespace
 {
     refuseStrikes(aPath, std::generic_category().message(errno));
 }
-
-/// Owns a file descriptor and closes it.
-class Descriptor
-{
-public:
-    explicit Descriptor(int aNumber) : mNumber(aNumber) {}
-    ~Descriptor()
-    {
-        if (mNumber >= 0)
-        {
-            ::close(mNumber);
-        }
-    }
-    Descriptor(Descriptor const&) = delete;
-    Descriptor& operator=(Descriptor const&) = delete;
-
-    int number() const { return mNumber; }
-
-private:
-    int mNumber;
-};
 
 std::size_t sizeOf(int aFile, std::string const& aPath)
 {
@@ -80,11 +61,12 @@ Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
         refuseStrikes(aPath);
     }
     mCounts = {static_cast<StrikeCount*>(memory), [size](StrikeCount* aCounts) { ::munmap(aCounts, size); }};
+    mSize = aFaults;
 }
 
 void Strikes::add(std::size_t aFault)
 {
-    if (mCounts)
+    if (aFault < mSize)
     {
         ++mCounts[static_cast<std::ptrdiff_t>(aFault)];
     }
@@ -92,7 +74,7 @@ void Strikes::add(std::size_t aFault)
 
 std::uint32_t Strikes::of(std::size_t aFault) const
 {
-    return mCounts ? mCounts[static_cast<std::ptrdiff_t>(aFault)].load() : 0;
+    return aFault < mSize ? mCounts[static_cast<std::ptrdiff_t>(aFault)].load() : 0;
 }
 
 StrikesFile::StrikesFile(std::size_t aFaults)

@@ -26,11 +26,13 @@ public:
     /// @throws std::runtime_error when the file cannot be mapped, or was made for another number of faults
     Strikes(std::string const& aPath, std::size_t aFaults);
 
+    /// Counts a strike. A fault that was added after the start has no count.
     void add(std::size_t aFault);
     std::uint32_t of(std::size_t aFault) const;
 
 private:
     std::shared_ptr<StrikeCount[]> mCounts;
+    std::size_t mSize = 0;
 };
 
 /// A temporary file of zero counts. The destructor removes it.

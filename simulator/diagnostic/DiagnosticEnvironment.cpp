@@ -6,11 +6,16 @@
 
 namespace qzsim
 {
-DiagnosticEnvironment::DiagnosticEnvironment(Diagnostics aDiagnostics) : mDiagnostics(std::move(aDiagnostics))
+DiagnosticEnvironment::DiagnosticEnvironment(Diagnostics aDiagnostics, EventSource::Feed aFeed)
+    : mDiagnostics(std::move(aDiagnostics))
 {
     for (EventSeries const& series : mDiagnostics.mEvents)
     {
         mSources.emplace_back(series, mRegistrations);
+    }
+    if (aFeed)
+    {
+        mSources.emplace_back(std::move(aFeed), mRegistrations);
     }
 }
 
@@ -39,7 +44,7 @@ void DiagnosticEnvironment::startSourcesFor(Registration const& aRegistration)
 {
     for (EventSource& source : mSources)
     {
-        if (isMatch(aRegistration, source.series()))
+        if (source.isFor(aRegistration))
         {
             source.start();
         }

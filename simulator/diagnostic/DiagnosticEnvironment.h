@@ -15,9 +15,9 @@ namespace qzsim
 class DiagnosticEnvironment
 {
 public:
-    explicit DiagnosticEnvironment(Diagnostics aDiagnostics);
+    /// @param aFeed returns the events that changes of the world send; may be empty
+    explicit DiagnosticEnvironment(Diagnostics aDiagnostics, EventSource::Feed aFeed = {});
 
-    Diagnostics const& diagnostics() const { return mDiagnostics; }
     Registrations& registrations() { return mRegistrations; }
 
     /// Adds the registration and starts the sources that match it and have not started yet.

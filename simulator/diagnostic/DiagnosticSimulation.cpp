@@ -10,7 +10,6 @@
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
 #include "simulator/control/EnvironmentVariables.h"
 #include "simulator/control/Strikes.h"
-#include "simulator/diagnostic/EventSource.h"
 #include "simulator/scenario/Scenario.h"
 #include "simulator/scenario/Wwn.h"
 
@@ -58,10 +57,10 @@ void fillTable(Diagnostics const& aDiagnostics, void* aTable, std::size_t aRecor
 void DiagnosticSimulation::libraryVersion(char* aText)
 {
     std::unique_lock lock(mMutex);
-    loadFirst();
+    advance(lock);
     if (aText != nullptr && !react(Call::getLibVer, lock))
     {
-        std::memcpy(aText, mDiagnostics->mLibraryVersion, sizeof mDiagnostics->mLibraryVersion);
+        std::memcpy(aText, diagnostics().mLibraryVersion, sizeof diagnostics().mLibraryVersion);
     }
 }
 
@@ -73,17 +72,20 @@ unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
     {
         load();
     }
+    advance(lock);
     if (auto const result = react(Call::initDiagEnv, lock))
     {
         return *result;
     }
     if (!mEnvironment)
     {
-        mEnvironment = std::make_shared<DiagnosticEnvironment>(*mDiagnostics);
+        EventSource::Feed const feed = [this] { return takeEvents(); };
+        mEnvironment = std::make_shared<DiagnosticEnvironment>(
+            diagnostics(), mWorld->canChange() ? feed : EventSource::Feed());
     }
-    std::size_t const boards = mDiagnostics->mBoards.size();
-    fillTable(*mDiagnostics, aTable, aTable == nullptr ? 0 : std::min<std::size_t>(boards, aCapacity));
-    return numberOfBoards(*mDiagnostics);
+    std::size_t const boards = diagnostics().mBoards.size();
+    fillTable(diagnostics(), aTable, aTable == nullptr ? 0 : std::min<std::size_t>(boards, aCapacity));
+    return numberOfBoards(diagnostics());
 }
 
 void DiagnosticSimulation::close()
@@ -91,7 +93,7 @@ void DiagnosticSimulation::close()
     std::list<Environment> closed;
     {
         std::unique_lock lock(mMutex);
-        loadFirst();
+        advance(lock);
         if (mEnvironment && react(Call::freeDiagEnv, lock))
         {
             return;
@@ -103,7 +105,9 @@ void DiagnosticSimulation::close()
             closed.push_back(mClosed.back());
         }
         // Other threads may be closing environments. A callback does not wait for them, because they may wait for it.
-        if (!EventSource::runsThisThread())
+        if (std::none_of(mClosed.begin(), mClosed.end(),
+                         [](Environment const& aEnvironment)
+                         { return aEnvironment->registrations().isInCallback(); }))
         {
             closed = mClosed;
         }
@@ -116,13 +120,12 @@ void DiagnosticSimulation::close()
 
 unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord)
 {
-    return answer({Call::getDrvInfo, aBoard, std::nullopt, aRecord != nullptr},
-                  [&](DiagnosticEnvironment& aEnvironment)
+    return answer({Call::getDrvInfo, aBoard, std::nullopt, isRecord(aRecord)},
+                  [&](DiagnosticEnvironment&, Diagnostics const& aDiagnostics)
                   {
                       unsigned char* const record = cleared(aRecord, Records::sgDriverInfoSize);
-                      write(aEnvironment.diagnostics().mRecordVersion,
-                            record + Records::sgDriverInfoVersionPosition);
-                      write(aEnvironment.diagnostics().mFeatureList, record + Records::sgFeatureListPosition);
+                      write(aDiagnostics.mRecordVersion, record + Records::sgDriverInfoVersionPosition);
+                      write(aDiagnostics.mFeatureList, record + Records::sgFeatureListPosition);
                       return QZ_OK;
                   });
 }
@@ -130,9 +133,9 @@ unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord
 unsigned int DiagnosticSimulation::linkInfo(unsigned int aBoard, void* aRecord)
 {
     return answer({Call::getLinkInfo, aBoard, std::nullopt, aRecord != nullptr},
-                  [&](DiagnosticEnvironment& aEnvironment)
+                  [&](DiagnosticEnvironment&, Diagnostics const& aDiagnostics)
                   {
-                      Board const& board = aEnvironment.diagnostics().mBoards[aBoard];
+                      Board const& board = aDiagnostics.mBoards[aBoard];
                       unsigned char* const record = cleared(aRecord, Records::sgLinkInfoSize);
                       write(board.mFirstWwn.wwn, record + Records::sgFirstWwnPosition);
                       write(board.mSecondWwn.wwn, record + Records::sgSecondWwnPosition);
@@ -148,7 +151,7 @@ unsigned int DiagnosticSimulation::registerPlain(unsigned int aBoard, unsigned i
     { aCallback(aBoard, aSeries.mCategory, aSeries.mSubcategory, aContext, aEvent); };
     return answer(
         {Call::registerForEvent, aBoard, std::nullopt, isGood},
-        [&](DiagnosticEnvironment& aEnvironment) {
+        [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&) {
             return aEnvironment.add({aBoard, std::nullopt, aCategory, aSubcategory, callback}, nullptr);
         });
 }
@@ -156,7 +159,7 @@ unsigned int DiagnosticSimulation::registerPlain(unsigned int aBoard, unsigned i
 unsigned int DiagnosticSimulation::unregisterPlain(unsigned int aBoard, unsigned int aCategory)
 {
     return answer({Call::unregisterForEvent, aBoard, std::nullopt, isCategory(aCategory)},
-                  [&](DiagnosticEnvironment& aEnvironment)
+                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&)
                   { return aEnvironment.registrations().removePlain(aBoard, aCategory); });
 }
 
@@ -169,7 +172,7 @@ unsigned int DiagnosticSimulation::registerQuazor(unsigned int aBoard, HBA_WWN c
     auto const callback = [=](EventSeries const& aSeries, QZ_event* aEvent)
     { aCallback(aBoard, aSeries.mPort, aSeries.mCategory, aSeries.mSubcategory, aContext, aEvent); };
     return answer({Call::quazorRegisterForEvent, aBoard, aPort, isGood},
-                  [&](DiagnosticEnvironment& aEnvironment) {
+                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&) {
                       return aEnvironment.add({aBoard, aPort, aCategory, aSubcategory, callback}, aId);
                   });
 }
@@ -178,7 +181,7 @@ unsigned int DiagnosticSimulation::unregisterQuazor(unsigned int aBoard, HBA_WWN
                                                     unsigned int aId)
 {
     return answer({Call::quazorUnregisterForEvent, aBoard, aPort, true},
-                  [&](DiagnosticEnvironment& aEnvironment)
+                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&)
                   { return aEnvironment.registrations().removeQuazor(aBoard, aPort, aId); });
 }
 
@@ -192,11 +195,12 @@ void DiagnosticSimulation::end() noexcept
             closeEnvironment();
         }
         closed.swap(mClosed);
-        mDiagnostics.reset();
+        mWorld.reset();
+        mScenario.reset();
         mFaults = {};
     }
     closed.remove_if([](Environment const& aEnvironment) { return aEnvironment->join(); });
-    // Only the environment of the calling thread can be left: a callback that ends the process.
+    // Only the environment of the calling thread can be left: a callback that closes the library.
     std::lock_guard const lock(mMutex);
     mAbandoned.splice(mAbandoned.end(), closed);
 }
@@ -232,28 +236,83 @@ void DiagnosticSimulation::afterForkInChild()
 
 void DiagnosticSimulation::load()
 {
-    mDiagnostics.reset();
-    Scenario scenario = readScenarioOfEnvironment();
-    mFaults.schedule(scenario.mFaults, openStrikesOfEnvironment(scenario));
-    mDiagnostics = std::move(scenario.mDiagnostics);
+    mScenario.reset();
+    World world = World::ofEnvironment([this](EventSeries const& aSeries) { mEvents.push_back(aSeries); });
+    bool const isContinued = mWorld && world.isLike(*mWorld);
+    if (!isContinued)
+    {
+        mWorld = std::move(world);
+    }
+    auto const scenario = mWorld->at(timeSinceStart());
+    isContinued ? mFaults.update(scenario->mFaults)
+                : mFaults.schedule(scenario->mFaults, openStrikesOfEnvironment(mWorld->original()));
+    mScenario = scenario;
 }
 
 void DiagnosticSimulation::loadFirst()
 {
-    if (!mDiagnostics)
+    if (!mScenario)
     {
         load();
     }
 }
 
+void DiagnosticSimulation::advance()
+{
+    loadFirst();
+    auto const scenario = mWorld->at(timeSinceStart());
+    if (scenario != mScenario)
+    {
+        mFaults.update(scenario->mFaults);
+        mScenario = scenario;
+    }
+    if (!mEnvironment || mEnvironment->registrations().areNone())
+    {
+        mEvents.clear();
+    }
+}
+
+void DiagnosticSimulation::advance(std::unique_lock<std::mutex>& aLock)
+{
+    for (advance(); mWorld->isPaused(); advance())
+    {
+        waitInPause(aLock);
+    }
+}
+
+std::vector<EventSeries> DiagnosticSimulation::takeEvents()
+{
+    std::lock_guard const lock(mMutex);
+    if (!mEnvironment)
+    {
+        return {};
+    }
+    advance();
+    return mWorld->isPaused() ? std::vector<EventSeries>() : std::exchange(mEvents, {});
+}
+
 std::optional<std::uint32_t> DiagnosticSimulation::react(Call aCall, std::unique_lock<std::mutex>& aLock)
 {
     Reaction const reaction = mFaults.next(aCall);
+    mWorld->called(aCall, mFaults.callsOf(aCall), timeSinceStart());
     aLock.unlock();
     printAndWait(reaction);
     aLock.lock();
-    loadFirst();  // the process may have begun to end meanwhile
+    loadFirst();  // the library may have been closed meanwhile
     return reaction.mAnswer;
+}
+
+bool DiagnosticSimulation::isRecord(void const* aRecord)
+{
+    if (aRecord == nullptr)
+    {
+        return false;
+    }
+    std::lock_guard const lock(mMutex);
+    loadFirst();
+    auto const required = diagnostics().mRequiredRecordVersion;
+    return !required ||
+           static_cast<unsigned char const*>(aRecord)[Records::sgDriverInfoVersionPosition] == *required;
 }
 
 QZ_result DiagnosticSimulation::refusalOf(Request const& aRequest) const
@@ -262,11 +321,11 @@ QZ_result DiagnosticSimulation::refusalOf(Request const& aRequest) const
     {
         return QZ_NO_ENVIRONMENT;
     }
-    if (aRequest.mBoard >= mDiagnostics->mBoards.size())
+    if (aRequest.mBoard >= diagnostics().mBoards.size())
     {
         return QZ_NO_BOARD;
     }
-    if (aRequest.mPort && !hasPort(*mDiagnostics, aRequest.mBoard, *aRequest.mPort))
+    if (aRequest.mPort && !hasPort(diagnostics(), aRequest.mBoard, *aRequest.mPort))
     {
         return QZ_NO_PORT;
     }
@@ -277,21 +336,24 @@ template <typename Action>
 unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aAction)
 {
     Environment environment;
+    std::shared_ptr<Scenario const> scenario;
     Reaction reaction;
     {
-        std::lock_guard const lock(mMutex);
-        loadFirst();
+        std::unique_lock lock(mMutex);
+        advance(lock);
         QZ_result const refusal = refusalOf(aRequest);
         if (refusal != QZ_OK)
         {
             return refusal;
         }
         reaction = mFaults.next(aRequest.mCall, std::to_string(aRequest.mBoard));
+        mWorld->called(aRequest.mCall, mFaults.callsOf(aRequest.mCall), timeSinceStart());
         environment = mEnvironment;
+        scenario = mScenario;
     }
     // Without the lock: the fault may delay the call. The action may wait for callbacks, and these may call the library.
     printAndWait(reaction);
-    return reaction.mAnswer ? *reaction.mAnswer : aAction(*environment);
+    return reaction.mAnswer ? *reaction.mAnswer : aAction(*environment, scenario->mDiagnostics);
 }
 
 void DiagnosticSimulation::closeEnvironment()

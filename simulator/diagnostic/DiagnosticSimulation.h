@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include <hbaapi.h>
 
@@ -16,6 +17,8 @@
 #include "simulator/include/QzEvent.h"
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Diagnostics.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/world/World.h"
 
 namespace qzsim
 {
@@ -47,7 +50,7 @@ public:
     /// Closes the environment. After this, no callback runs except the one that makes this call.
     void close();
 
-    /// @param aRecord receives 152 bytes
+    /// @param aRecord receives 152 bytes; its first byte has the version that the scenario requires, if it requires one
     unsigned int driverInfo(unsigned int aBoard, void* aRecord);
 
     /// @param aRecord receives 168 bytes
@@ -61,7 +64,8 @@ public:
                                 QuazorCallback aCallback);
     unsigned int unregisterQuazor(unsigned int aBoard, HBA_WWN const& aPort, unsigned int aId);
 
-    /// Closes the environment even if the scenario makes VQM_FreeDiagEnv fail, and discards all state.
+    /// Closes the environment even if the scenario makes VQM_FreeDiagEnv fail, waits for its callbacks, and discards all
+    /// state.
     void end() noexcept;
 
     /// @name Around a fork
@@ -87,15 +91,30 @@ private:
     void load();
     void loadFirst();
 
+    /// Reads the scenario unless it was read, and applies the changes that are due.
+    void advance();
+
+    /// Same as above. Waits while the world is paused.
+    void advance(std::unique_lock<std::mutex>& aLock);
+
+    /// @return the events that changes have sent since the last call
+    std::vector<EventSeries> takeEvents();
+
+    /// @return the boards and versions
+    Diagnostics const& diagnostics() const { return mScenario->mDiagnostics; }
+
     /// Counts the call. Releases the lock while it prints and waits as the fault that covers it says.
     /// @return the result that replaces the call; nothing when it answers as usual
     std::optional<std::uint32_t> react(Call aCall, std::unique_lock<std::mutex>& aLock);
+
+    /// @return whether this is a driver information record of the version that the scenario requires
+    bool isRecord(void const* aRecord);
 
     /// @return the result that the call is refused with; QZ_OK when it is not refused
     QZ_result refusalOf(Request const& aRequest) const;
 
     /// Handles a call for a board: refuses it, makes it fail, or performs it.
-    /// @param aAction performs the call on the environment and returns its result
+    /// @param aAction performs the call on the environment and the boards, and returns its result
     template <typename Action>
     unsigned int answer(Request const& aRequest, Action aAction);
 
@@ -107,9 +126,11 @@ private:
 
     std::mutex mMutex;
     Faults mFaults;
-    std::optional<Diagnostics> mDiagnostics;
-    Environment mEnvironment;                ///< null when no environment is open
-    std::list<Environment> mClosed = {};     ///< closed environments with threads that may still run
-    std::list<Environment> mAbandoned = {};  ///< environments with threads that cannot be joined
+    std::optional<World> mWorld;
+    std::shared_ptr<Scenario const> mScenario;  ///< null without a world
+    std::vector<EventSeries> mEvents;           ///< that changes have sent
+    Environment mEnvironment;                   ///< null when no environment is open
+    std::list<Environment> mClosed = {};        ///< closed environments with threads that may still run
+    std::list<Environment> mAbandoned = {};     ///< environments with threads that cannot be joined
 };
 }  // namespace qzsim

@@ -1,37 +1,21 @@
 #include "simulator/diagnostic/EventSource.h"
 
+#include <cinttypes>
 #include <climits>
 #include <cstddef>
+#include <cstdio>
+#include <list>
+#include <new>
+#include <utility>
 
-#include <signal.h>
-
+#include "simulator/control/SignalBlock.h"
 #include "simulator/include/QzEvent.h"
+#include "simulator/scenario/EventTimes.h"
 
 namespace qzsim
 {
 namespace
 {
-// Static thread-local storage. Storage that is allocated on first use sometimes confuses the leak detection of the
-// address sanitizer, which then ends in a signal.
-[[gnu::tls_model("initial-exec")]] thread_local bool isSourceThread = false;
-
-/// Blocks all signals during its lifetime. A thread inherits the mask, so one created meanwhile receives none.
-class SignalBlock
-{
-public:
-    SignalBlock()
-    {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &mFormerMask);
-    }
-    ~SignalBlock() { ::pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr); }
-    SignalBlock(SignalBlock const&) = delete;
-    SignalBlock& operator=(SignalBlock const&) = delete;
-
-private:
-    sigset_t mFormerMask{};
-};
 
 /// Generates the payload of an event: its number in big-endian order, then bytes that count up.
 void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
@@ -42,12 +26,19 @@ void generate(std::uint32_t aNumber, std::vector<std::uint8_t>& aPayload)
             index < sizeof aNumber ? aNumber >> (CHAR_BIT * (sizeof aNumber - 1 - index)) : aNumber + index);
     }
 }
+
+EventSeries const noSeries{};
 }  // namespace
 
 EventSource::EventSource(EventSeries const& aSeries, Registrations& aRegistrations)
     : mSeries(aSeries),
       mRegistrations(aRegistrations),
       mPayload(mSeries.mGeneratedSize ? std::vector<std::uint8_t>(*mSeries.mGeneratedSize) : mSeries.mPayload)
+{
+}
+
+EventSource::EventSource(Feed aFeed, Registrations& aRegistrations)
+    : mFeed(std::move(aFeed)), mSeries(noSeries), mRegistrations(aRegistrations)
 {
 }
 
@@ -68,8 +59,6 @@ void EventSource::stop()
     mStopped.notify_all();
 }
 
-bool EventSource::runsThisThread() { return isSourceThread; }
-
 bool EventSource::join()
 {
     if (mThread.get_id() == std::this_thread::get_id())
@@ -85,19 +74,60 @@ bool EventSource::join()
 
 void EventSource::run(Clock::time_point aStart)
 {
-    isSourceThread = true;
+    if (mFeed)
+    {
+        runFeed();
+    }
     for (std::uint32_t number = 0; number < mSeries.mCount && waitUntil(due(number, aStart)); ++number)
     {
         send(number);
     }
+    if (mDropped > 1)
+    {
+        std::fprintf(stderr, "libqzsim: an event source dropped %" PRIu32 " events in total\n", mDropped);
+    }
     mHasEnded = true;
+}
+
+struct EventSource::Fed
+{
+    Fed(EventSeries aSeries, Registrations& aRegistrations)
+        : mSeries(std::move(aSeries)), mSource(mSeries, aRegistrations)
+    {
+    }
+
+    EventSeries const mSeries;
+    EventSource mSource;
+    Clock::time_point mStart = Clock::now();
+    std::uint32_t mNext = 0;
+};
+
+void EventSource::runFeed()
+{
+    constexpr std::chrono::milliseconds interval(5);
+    std::list<Fed> all;
+    while (waitUntil(Clock::now() + interval))
+    {
+        for (EventSeries& series : mFeed())
+        {
+            all.emplace_back(std::move(series), mRegistrations);
+        }
+        all.remove_if(
+            [this](Fed& aFed)
+            {
+                while (!mIsStopped && aFed.mNext < aFed.mSeries.mCount &&
+                       aFed.mSource.due(aFed.mNext, aFed.mStart) <= Clock::now())
+                {
+                    aFed.mSource.send(aFed.mNext++);
+                }
+                return aFed.mNext == aFed.mSeries.mCount;
+            });
+    }
 }
 
 EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const
 {
-    std::chrono::nanoseconds constexpr second = std::chrono::seconds(1);
-    return aStart + std::chrono::milliseconds(mSeries.mStartMs) +
-           second * std::int64_t{aNumber} / mSeries.mRate;
+    return aStart + timeOf(aNumber, mSeries);
 }
 
 bool EventSource::waitUntil(Clock::time_point aTime)
@@ -112,6 +142,7 @@ bool EventSource::waitUntil(Clock::time_point aTime)
 }
 
 void EventSource::send(std::uint32_t aNumber)
+try
 {
     Registrations::Audience const audience = mRegistrations.audienceOf(mSeries);
     if (audience.isEmpty())
@@ -125,5 +156,13 @@ void EventSource::send(std::uint32_t aNumber)
     QZ_event const event{static_cast<unsigned int>(mPayload.size()),
                          mPayload.empty() ? nullptr : mPayload.data()};
     mRegistrations.deliver(audience, mSeries, event);
+}
+catch (std::bad_alloc const&)
+{
+    // A source may send 100000 events per second, so only the first one is reported at once.
+    if (++mDropped == 1)
+    {
+        std::fputs("libqzsim: out of memory, an event source drops an event\n", stderr);
+    }
 }
 }  // namespace qzsim

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -24,10 +25,17 @@ public:
     /// @param aRegistrations must outlive the source
     EventSource(EventSeries const& aSeries, Registrations& aRegistrations);
 
+    /// Returns the series that are to be sent from now on.
+    using Feed = std::function<std::vector<EventSeries>()>;
+
+    /// Creates a source of whatever series the feed returns while the source runs.
+    EventSource(Feed aFeed, Registrations& aRegistrations);
+
     EventSource(EventSource const&) = delete;
     EventSource& operator=(EventSource const&) = delete;
 
-    EventSeries const& series() const { return mSeries; }
+    /// @return whether the source may send events to the registration
+    bool isFor(Registration const& aRegistration) const { return mFeed || isMatch(aRegistration, mSeries); }
 
     /// Starts the thread and the clock, unless the source was already started or stopped.
     /// @throws std::system_error when a thread cannot be created
@@ -45,23 +53,26 @@ public:
     /// @return whether the thread has ended
     bool join();
 
-    /// @return whether the calling thread belongs to a source
-    static bool runsThisThread();
-
     /// Stops the source in a forked child process, where its thread does not exist.
     void abandon() { mIsStopped = true; }
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    /// A series of the feed.
+    struct Fed;
+
     void run(Clock::time_point aStart);
+    void runFeed();
     Clock::time_point due(std::uint32_t aNumber, Clock::time_point aStart) const;
 
     /// @return true at that time; false when the source was stopped before
     bool waitUntil(Clock::time_point aTime);
 
+    /// Drops the event when memory runs out.
     void send(std::uint32_t aNumber);
 
+    Feed const mFeed;  ///< empty for a source of one series
     EventSeries const& mSeries;
     Registrations& mRegistrations;
     std::vector<std::uint8_t> mPayload;
@@ -69,6 +80,7 @@ private:
     std::condition_variable mStopped;
     std::atomic<bool> mIsStopped = false;
     std::atomic<bool> mHasEnded = false;
+    std::uint32_t mDropped = 0;
     std::thread mThread;
 };
 }  // namespace qzsim

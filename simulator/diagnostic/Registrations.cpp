@@ -15,6 +15,12 @@ bool isMatch(unsigned int aWanted, unsigned int aNumber)
     return aWanted == QZ_ANY_CATEGORY || aWanted == aNumber;
 }
 
+/// A callback is a C function. An exception that leaves it ends the process, as it does in the vendor library.
+void call(Registration const& aRegistration, EventSeries const& aSeries, QZ_event& aEvent) noexcept
+{
+    aRegistration.mCallback(aSeries, &aEvent);
+}
+
 bool isPlainFor(Registration const& aRegistration, unsigned int aBoard, unsigned int aCategory)
 {
     return !aRegistration.mPort && aRegistration.mBoard == aBoard && aRegistration.mCategory == aCategory;
@@ -107,6 +113,12 @@ void Registrations::await(Predicate aIsMeant, std::unique_lock<std::mutex>& aLoc
     }
 }
 
+bool Registrations::areNone()
+{
+    std::lock_guard const lock(mMutex);
+    return mEntries.empty();
+}
+
 void Registrations::close()
 {
     std::lock_guard const lock(mMutex);
@@ -136,10 +148,18 @@ void Registrations::deliver(Audience const& aAudience, EventSeries const& aSerie
         if (auto const running = enter(*entry))
         {
             QZ_event event = aEvent;  // a copy for each callback
-            entry->mRegistration.mCallback(aSeries, &event);
+            call(entry->mRegistration, aSeries, event);
             leave(*running);
         }
     }
+}
+
+bool Registrations::isInCallback()
+{
+    std::lock_guard const lock(mMutex);
+    return std::any_of(mRunning.begin(), mRunning.end(),
+                       [self = std::this_thread::get_id()](Running const& aRunning)
+                       { return aRunning.mThread == self; });
 }
 
 std::optional<Registrations::RunningList::iterator> Registrations::enter(Entry const& aEntry)

@@ -54,6 +54,9 @@ public:
     /// @return QZ_NOT_REGISTERED when there is none
     QZ_result removeQuazor(unsigned int aBoard, HBA_WWN const& aPort, unsigned int aId);
 
+    /// @return whether there is no registration
+    bool areNone();
+
     /// Ends all registrations and accepts no more. Does not wait.
     void close();
 
@@ -68,6 +71,9 @@ public:
 
     /// Calls back each registration of the audience that has not ended.
     void deliver(Audience const& aAudience, EventSeries const& aSeries, QZ_event const& aEvent);
+
+    /// @return whether a callback makes this call
+    bool isInCallback();
 
     /// @name Around a fork
     /// Between lock and unlock no other thread changes the state, so the child process gets a consistent copy.

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "simulator/control/EnvironmentVariables.h"
+#include "simulator/hba/Answers.h"
 #include "simulator/hba/TargetMapping.h"
-#include "simulator/scenario/Scsi.h"
 #include "simulator/scenario/Statistics.h"
 #include "simulator/scenario/Wwn.h"
 
@@ -25,85 +25,80 @@ Element const* elementAt(std::vector<Element> const& aElements, std::size_t aInd
     return aIndex < aElements.size() ? &aElements[aIndex] : nullptr;
 }
 
-bool hasName(HBA_PORTATTRIBUTES const& aPort, HBA_WWN const& aName)
+HBA_PORTATTRIBUTES const* attributesOfPortNamed(HBA_WWN const& aName, Adapter const& aAdapter)
 {
-    return numberOf(aPort.PortWWN) == numberOf(aName);
-}
-
-RemotePort const* remotePortNamed(HBA_WWN const& aName, Adapter const& aAdapter)
-{
+    if (auto const port = indexOfPortNamed(aName, aAdapter))
+    {
+        return &aAdapter.mPorts[*port].mAttributes;
+    }
     for (Port const& port : aAdapter.mPorts)
     {
-        for (RemotePort const& remotePort : port.mRemotePorts)
+        if (RemotePort const* const remotePort = remotePortNamed(aName, port))
         {
-            if (hasName(remotePort.mAttributes, aName))
-            {
-                return &remotePort;
-            }
+            return &remotePort->mAttributes;
         }
     }
     return nullptr;
 }
 
-HBA_PORTATTRIBUTES const* attributesOfPortNamed(HBA_WWN const& aName, Adapter const& aAdapter)
+bool isName(HBA_WWN const& aName, Adapter const& aAdapter)
 {
-    for (Port const& port : aAdapter.mPorts)
-    {
-        if (hasName(port.mAttributes, aName))
-        {
-            return &port.mAttributes;
-        }
-    }
-    RemotePort const* const remotePort = remotePortNamed(aName, aAdapter);
-    return remotePort == nullptr ? nullptr : &remotePort->mAttributes;
+    std::uint64_t const name = numberOf(aName);
+    return numberOf(aAdapter.mAttributes.NodeWWN) == name ||
+           std::any_of(aAdapter.mPorts.begin(), aAdapter.mPorts.end(),
+                       [name](Port const& aPort) {
+                           return numberOf(aPort.mAttributes.NodeWWN) == name ||
+                                  numberOf(aPort.mAttributes.PortWWN) == name;
+                       });
 }
 
-/// @return the status that the call must return; nothing when it answers as usual
-std::optional<HBA_STATUS> statusOf(Reaction const& aReaction)
-{
-    bool const isUsual = aReaction.mAnswer == HBA_STATUS_OK && !aReaction.mIsUntouched;
-    return isUsual ? std::nullopt : aReaction.mAnswer;
-}
+template <typename Record>
+using CountersOrReason = std::variant<std::optional<GrowingCounters<Record>>, Reason>;
 
-bool isMissing(CallerMemory const& aMemory) { return aMemory.mStart == nullptr && aMemory.mSize != 0; }
-
-void fill(CallerMemory const& aMemory, std::vector<std::uint8_t> const& aContent)
+/// libhbalinux makes all counters unavailable before it looks for the port.
+template <typename Record>
+void clearCounters(Record* aRecord, Behaviour aBehaviour)
 {
-    std::size_t const size = std::min(aMemory.mSize, aContent.size());
-    if (size != 0)
+    if (aRecord != nullptr && aBehaviour == Behaviour::libhbalinux)
     {
-        std::memcpy(aMemory.mStart, aContent.data(), size);
+        *aRecord = emptyStatistics<Record>().mStart;
     }
 }
-/// The response to a SCSI command, or the sense data of its check condition.
-using ScsiResult = std::variant<std::vector<std::uint8_t>, Sense>;
 
-constexpr std::uint8_t illegalRequest = 0x05;  // sense key
-
-HBA_STATUS answer(ScsiResult const& aResult, ScsiBuffers const& aBuffers)
+bool isSame(HBA_SCSIID const& aOne, HBA_SCSIID const& aOther)
 {
-    if (auto const* const sense = std::get_if<Sense>(&aResult))
-    {
-        fill(aBuffers.mSense, senseData(*sense));
-        return HBA_STATUS_SCSI_CHECK_CONDITION;
-    }
-    fill(aBuffers.mResponse, std::get<std::vector<std::uint8_t>>(aResult));
-    return HBA_STATUS_OK;
+    return aOne.ScsiBusNumber == aOther.ScsiBusNumber && aOne.ScsiTargetNumber == aOther.ScsiTargetNumber &&
+           aOne.ScsiOSLun == aOther.ScsiOSLun;
 }
 }  // namespace
 
-HBA_STATUS HbaSimulation::load(Scenario aScenario, Strikes aStrikes)
+HBA_STATUS HbaSimulation::load(World aWorld, Strikes aStrikes)
 {
+    discard();
+    std::shared_ptr<Scenario const> scenario;
     {
         std::lock_guard const lock(mMutex);
-        mLoaded.reset();
-        mFaults.schedule(aScenario.mFaults, std::move(aStrikes));
+        bool const isContinued = mFormerWorld && aWorld.isLike(*mFormerWorld);
+        if (isContinued)
+        {
+            std::swap(aWorld, *mFormerWorld);
+        }
+        mFormerWorld.reset();
+        scenario = aWorld.at(timeSinceStart());
+        mCurrent = scenario;
+        isContinued ? mFaults.update(scenario->mFaults)
+                    : mFaults.schedule(scenario->mFaults, std::move(aStrikes));
     }
     if (auto const status = fault(Call::loadLibrary))
     {
+        std::lock_guard const lock(mMutex);
+        mFormerWorld = std::move(aWorld);
         return *status;
     }
-    auto const loaded = std::make_shared<Loaded>(Loaded{std::move(aScenario), {}});
+    Handles handles(scenario->mBehaviour, scenario->mAdapters.size());
+    auto events = std::make_unique<AdapterEventSource>(aWorld.original().mAdapters);
+    auto const loaded =
+        std::make_shared<Loaded>(Loaded{std::move(aWorld), std::move(handles), std::move(events)});
     std::lock_guard const lock(mMutex);
     mLoaded = loaded;
     return HBA_STATUS_OK;
@@ -115,15 +110,49 @@ HBA_STATUS HbaSimulation::free()
     {
         return *status;
     }
-    std::lock_guard const lock(mMutex);
-    mLoaded.reset();
+    discard();
     return HBA_STATUS_OK;
+}
+
+void HbaSimulation::end() noexcept
+{
+    discard();
+    std::lock_guard const lock(mMutex);
+    mFormerWorld.reset();
+    mFaults = {};
+}
+
+void HbaSimulation::beforeFork()
+{
+    mMutex.lock();
+    if (mLoaded)
+    {
+        mLoaded->mEvents->beforeFork();
+    }
+}
+
+void HbaSimulation::afterForkInParent()
+{
+    if (mLoaded)
+    {
+        mLoaded->mEvents->afterForkInParent();
+    }
+    mMutex.unlock();
+}
+
+void HbaSimulation::afterForkInChild()
+{
+    if (mLoaded)
+    {
+        mLoaded->mEvents->afterForkInChild();
+    }
+    mMutex.unlock();
 }
 
 HBA_UINT32 HbaSimulation::numberOfAdapters()
 {
     auto const loaded = this->loaded();
-    return loaded ? qzsim::numberOfAdapters(loaded->mScenario) : 0;
+    return loaded ? qzsim::numberOfAdapters(*loaded.mScenario) : 0;
 }
 
 HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
@@ -137,16 +166,19 @@ HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
     {
         return HBA_STATUS_ERROR_ARG;
     }
-    if (aIndex >= loaded->mScenario.mAdapters.size())
+    if (aIndex >= loaded.mScenario->mAdapters.size())
     {
         return HBA_STATUS_ERROR_ILLEGAL_INDEX;
     }
-    std::string const& name = loaded->mScenario.mAdapters[aIndex].mName;
-    if (auto const status = fault(Call::getAdapterName, name))
+    std::string const& name = loaded.mScenario->mAdapters[aIndex].mName;
+    Reaction const reaction = react(Call::getAdapterName, name);
+    if (auto const status = statusOf(reaction))
     {
         return *status;
     }
-    std::memcpy(aName, name.c_str(), name.size() + 1);
+    constexpr std::size_t sizeOfCommonLibrary = 256;  // the buffer of the common library
+    std::size_t const size = reaction.mShape.mHasGarbage ? sizeOfCommonLibrary : name.size() + 1;
+    writeBytes({aName, size}, name.c_str(), name.size() + 1, reaction.mShape);
     return HBA_STATUS_OK;
 }
 
@@ -157,15 +189,49 @@ HBA_HANDLE HbaSimulation::openAdapter(char const* aName)
     {
         return HBA_HANDLE_INVALID;
     }
-    std::vector<Adapter> const& adapters = loaded->mScenario.mAdapters;
+    std::vector<Adapter> const& adapters = loaded.mScenario->mAdapters;
     auto const found = std::find_if(adapters.begin(), adapters.end(),
                                     [aName](Adapter const& aAdapter) { return aAdapter.mName == aName; });
     if (found == adapters.end() || fault(Call::openAdapter, found->mName))
     {
         return HBA_HANDLE_INVALID;
     }
-    std::lock_guard const lock(mMutex);
-    return loaded->mHandles.open(static_cast<std::size_t>(found - adapters.begin()));
+    return open(*loaded.mLoaded, static_cast<std::size_t>(found - adapters.begin()));
+}
+
+HBA_STATUS HbaSimulation::openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN const& aName)
+{
+    auto const loaded = this->loaded();
+    if (!loaded)
+    {
+        return HBA_STATUS_ERROR;
+    }
+    if (auto const absence = absenceOf(Call::openAdapterByWwn, loaded.mScenario->mBehaviour))
+    {
+        return *absence;
+    }
+    if (aHandle == nullptr)
+    {
+        return HBA_STATUS_ERROR_ARG;
+    }
+    *aHandle = HBA_HANDLE_INVALID;
+    std::vector<Adapter> const& adapters = loaded.mScenario->mAdapters;
+    auto const isNamed = [&aName](Adapter const& aAdapter) { return isName(aName, aAdapter); };
+    auto const found = std::find_if(adapters.begin(), adapters.end(), isNamed);
+    if (found == adapters.end())
+    {
+        return HBA_STATUS_ERROR_ILLEGAL_WWN;
+    }
+    if (std::any_of(found + 1, adapters.end(), isNamed))
+    {
+        return HBA_STATUS_ERROR_AMBIGUOUS_WWN;
+    }
+    if (auto const status = fault(Call::openAdapterByWwn, found->mName))
+    {
+        return *status;
+    }
+    *aHandle = open(*loaded.mLoaded, static_cast<std::size_t>(found - adapters.begin()));
+    return *aHandle == HBA_HANDLE_INVALID ? HBA_STATUS_ERROR : HBA_STATUS_OK;
 }
 
 void HbaSimulation::closeAdapter(HBA_HANDLE aHandle)
@@ -181,7 +247,7 @@ HBA_STATUS HbaSimulation::adapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRI
 {
     return copyRecord(
         Call::getAdapterAttributes, aHandle, aAttributes,
-        [](Adapter const& aAdapter) { return &aAdapter.mAttributes; }, HBA_STATUS_ERROR);
+        [](Adapter const& aAdapter) { return &aAdapter.mAttributes; }, Reason::index);
 }
 
 HBA_STATUS HbaSimulation::portAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
@@ -194,7 +260,7 @@ HBA_STATUS HbaSimulation::portAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
             Port const* const port = elementAt(aAdapter.mPorts, aPort);
             return port == nullptr ? nullptr : &port->mAttributes;
         },
-        HBA_STATUS_ERROR_ILLEGAL_INDEX);
+        Reason::index);
 }
 
 HBA_STATUS HbaSimulation::discoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
@@ -210,7 +276,7 @@ HBA_STATUS HbaSimulation::discoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT3
                 port == nullptr ? nullptr : elementAt(port->mRemotePorts, aDiscoveredPort);
             return remotePort == nullptr ? nullptr : &remotePort->mAttributes;
         },
-        HBA_STATUS_ERROR_ILLEGAL_INDEX);
+        Reason::index);
 }
 
 HBA_STATUS HbaSimulation::portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const& aName,
@@ -218,80 +284,108 @@ HBA_STATUS HbaSimulation::portAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN const&
 {
     return copyRecord(
         Call::getPortAttributesByWwn, aHandle, aAttributes,
-        [&aName](Adapter const& aAdapter) { return attributesOfPortNamed(aName, aAdapter); },
-        HBA_STATUS_ERROR_ILLEGAL_WWN);
+        [&aName](Adapter const& aAdapter) { return attributesOfPortNamed(aName, aAdapter); }, Reason::name);
 }
 
 HBA_STATUS HbaSimulation::portStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort,
                                          HBA_PORTSTATISTICS* aStatistics)
 {
-    return withAdapter(aHandle, aStatistics != nullptr,
-                       [&](Adapter const& aAdapter) -> HBA_STATUS
-                       {
-                           Port const* const port = elementAt(aAdapter.mPorts, aPort);
-                           if (port == nullptr)
-                           {
-                               return HBA_STATUS_ERROR_ILLEGAL_INDEX;
-                           }
-                           if (auto const status = fault(Call::getPortStatistics, aAdapter.mName))
-                           {
-                               return *status;
-                           }
-                           if (!port->mStatistics)
-                           {
-                               return HBA_STATUS_ERROR_NOT_SUPPORTED;
-                           }
-                           *aStatistics = statisticsAfter(timeSinceStart(), *port->mStatistics);
-                           return HBA_STATUS_OK;
-                       });
+    return readCounters(Call::getPortStatistics, aHandle, true, aStatistics,
+                        [&](Adapter const& aAdapter) -> CountersOrReason<HBA_PORTSTATISTICS>
+                        {
+                            Port const* const port = elementAt(aAdapter.mPorts, aPort);
+                            if (port == nullptr)
+                            {
+                                return Reason::index;
+                            }
+                            return port->mStatistics;
+                        });
+}
+
+HBA_STATUS HbaSimulation::fc4Statistics(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT8 aType,
+                                        HBA_FC4STATISTICS* aStatistics)
+{
+    constexpr HBA_UINT8 fcp = 0x08;
+    bool const isType = aType == fcp || behaviour() == Behaviour::libhbalinux;
+    return readCounters(Call::getFc4Statistics, aHandle, true, aStatistics,
+                        [&](Adapter const& aAdapter) -> CountersOrReason<HBA_FC4STATISTICS>
+                        {
+                            auto const port = indexOfPortNamed(aPort, aAdapter);
+                            if (!port)
+                            {
+                                return Reason::port;
+                            }
+                            if (!isType)
+                            {
+                                return Reason::fc4Type;
+                            }
+                            return aAdapter.mPorts[*port].mFc4Statistics;
+                        });
+}
+
+HBA_STATUS HbaSimulation::fcpStatistics(HBA_HANDLE aHandle, HBA_SCSIID const* aLun,
+                                        HBA_FC4STATISTICS* aStatistics)
+{
+    return readCounters(Call::getFcpStatistics, aHandle, aLun != nullptr, aStatistics,
+                        [&](Adapter const& aAdapter) -> CountersOrReason<HBA_FC4STATISTICS>
+                        {
+                            for (MappedLun const& lun : mappedLunsOf(aAdapter, std::nullopt))
+                            {
+                                if (isSame(mappingOf(lun, aAdapter.mLunStyle).ScsiId, *aLun))
+                                {
+                                    return dataOf(lun.mLun, *lun.mPort).mStatistics;
+                                }
+                            }
+                            return Reason::lun;
+                        });
 }
 
 HBA_STATUS HbaSimulation::targetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
 {
-    return withAdapter(aHandle, aMapping != nullptr,
-                       [&](Adapter const& aAdapter)
-                       {
-                           Reaction const reaction = react(Call::getFcpTargetMapping, aAdapter.mName);
-                           auto const status = statusOf(reaction);
-                           if (status == HBA_STATUS_ERROR_MORE_DATA)
-                           {
-                               aMapping->NumberOfEntries = reaction.mCount.value_or(
-                                   static_cast<HBA_UINT32>(numberOfMappings(aAdapter)));
-                           }
-                           return status ? *status : fillTargetMapping(aAdapter, *aMapping);
-                       });
+    return mapTargets(Call::getFcpTargetMapping, aHandle, std::nullopt, aMapping);
 }
 
-HBA_STATUS HbaSimulation::reportLuns(HBA_HANDLE aHandle, HBA_WWN const& aPort, ScsiBuffers const& aBuffers)
+HBA_STATUS HbaSimulation::targetMappingV2(HBA_HANDLE aHandle, HBA_WWN const& aPort,
+                                          HBA_FCPTARGETMAPPINGV2* aMapping)
 {
-    return sendToTarget(Call::sendReportLuns, aHandle, aPort, aBuffers,
-                        [](Adapter const&, RemotePort const& aTarget)
-                        { return ScsiResult(reportLunsResponse(aTarget)); });
+    return mapTargets(Call::getFcpTargetMappingV2, aHandle, aPort, aMapping);
 }
 
-HBA_STATUS HbaSimulation::inquiry(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
-                                  HBA_UINT8 aIsVitalProductData, HBA_UINT32 aPage,
-                                  ScsiBuffers const& aBuffers)
+void HbaSimulation::discard()
 {
-    constexpr Sense invalidFieldInCommand{illegalRequest, 0x24, 0};
-    bool const isStandard = aIsVitalProductData == 0 && aPage == 0;
-    return sendToLun(
-        Call::sendScsiInquiry, aHandle, aPort, aLun, aBuffers,
-        [=](LunData const& aData)
-        { return isStandard ? ScsiResult(inquiryResponse(aData)) : ScsiResult(invalidFieldInCommand); });
+    std::shared_ptr<Loaded> loaded;
+    {
+        std::lock_guard const lock(mMutex);
+        loaded.swap(mLoaded);
+        if (loaded)
+        {
+            mFormerWorld = std::move(loaded->mWorld);
+        }
+    }
+    // Without the lock: callbacks may call the library.
+    if (loaded)
+    {
+        loaded->mEvents->end();
+    }
 }
 
-HBA_STATUS HbaSimulation::readCapacity(HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
-                                       ScsiBuffers const& aBuffers)
+HbaSimulation::Present HbaSimulation::loaded()
 {
-    return sendToLun(Call::sendReadCapacity, aHandle, aPort, aLun, aBuffers,
-                     [](LunData const& aData) { return ScsiResult(readCapacityResponse(aData)); });
-}
-
-std::shared_ptr<HbaSimulation::Loaded> HbaSimulation::loaded()
-{
-    std::lock_guard const lock(mMutex);
-    return mLoaded;
+    std::unique_lock lock(mMutex);
+    for (; mLoaded; waitInPause(lock))
+    {
+        auto const scenario = mLoaded->mWorld.at(timeSinceStart());
+        if (scenario != mCurrent)
+        {
+            mFaults.update(scenario->mFaults);
+            mCurrent = scenario;
+        }
+        if (!mLoaded->mWorld.isPaused())
+        {
+            break;
+        }
+    }
+    return {mLoaded, mCurrent};
 }
 
 Reaction HbaSimulation::react(Call aCall, std::string const& aAdapter, std::string const& aPort)
@@ -300,6 +394,10 @@ Reaction HbaSimulation::react(Call aCall, std::string const& aAdapter, std::stri
     {
         std::lock_guard const lock(mMutex);
         reaction = mFaults.next(aCall, aAdapter, aPort);
+        if (mLoaded)
+        {
+            mLoaded->mWorld.called(aCall, mFaults.callsOf(aCall), timeSinceStart());
+        }
     }
     printAndWait(reaction);
     return reaction;
@@ -310,80 +408,121 @@ std::optional<HBA_STATUS> HbaSimulation::fault(Call aCall, std::string const& aA
     return statusOf(react(aCall, aAdapter));
 }
 
-template <typename Action>
-HBA_STATUS HbaSimulation::withAdapter(HBA_HANDLE aHandle, bool aIsGood, Action aAction)
+HBA_HANDLE HbaSimulation::open(Loaded& aLoaded, std::size_t aAdapter)
+{
+    std::lock_guard const lock(mMutex);
+    return aLoaded.mHandles.open(aAdapter);
+}
+
+Behaviour HbaSimulation::behaviour()
 {
     auto const loaded = this->loaded();
-    std::optional<std::size_t> adapter;
-    if (loaded)
-    {
-        std::lock_guard const lock(mMutex);
-        adapter = loaded->mHandles.adapterOf(aHandle);
-    }
-    if (!adapter)
+    return loaded ? loaded.mScenario->mBehaviour : Behaviour::standard;
+}
+
+HBA_STATUS HbaSimulation::withAdapter(Call aCall, HBA_HANDLE aHandle, bool aIsGood, Action const& aAction)
+{
+    auto const loaded = this->loaded();
+    if (!loaded)
     {
         return HBA_STATUS_ERROR_INVALID_HANDLE;
     }
-    return aIsGood ? aAction(loaded->mScenario.mAdapters[*adapter]) : HBA_STATUS_ERROR_ARG;
-}
-
-template <typename Respond>
-HBA_STATUS HbaSimulation::sendToTarget(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort,
-                                       ScsiBuffers const& aBuffers, Respond aRespond)
-{
-    return withAdapter(aHandle, !isMissing(aBuffers.mResponse) && !isMissing(aBuffers.mSense),
-                       [&](Adapter const& aAdapter) -> HBA_STATUS
-                       {
-                           RemotePort const* const port = remotePortNamed(aPort, aAdapter);
-                           if (port == nullptr)
-                           {
-                               return HBA_STATUS_ERROR_ILLEGAL_WWN;
-                           }
-                           if (port->mRole != Role::target)
-                           {
-                               return HBA_STATUS_ERROR_NOT_A_TARGET;
-                           }
-                           Reaction const reaction = react(aCall, aAdapter.mName, textOf(aPort));
-                           auto const status = statusOf(reaction);
-                           if (status == HBA_STATUS_SCSI_CHECK_CONDITION)
-                           {
-                               return answer(reaction.mSense.value_or(usualSense), aBuffers);
-                           }
-                           return status ? *status : answer(aRespond(aAdapter, *port), aBuffers);
-                       });
-}
-
-template <typename Respond>
-HBA_STATUS HbaSimulation::sendToLun(Call aCall, HBA_HANDLE aHandle, HBA_WWN const& aPort, HBA_UINT64 aLun,
-                                    ScsiBuffers const& aBuffers, Respond aRespond)
-{
-    constexpr Sense lunNotSupported{illegalRequest, 0x25, 0};
-    return sendToTarget(aCall, aHandle, aPort, aBuffers,
-                        [&](Adapter const& aAdapter, RemotePort const& aTarget)
-                        {
-                            auto const lun = lunOf(aTarget, aLun, aAdapter.mLunStyle);
-                            return lun ? aRespond(dataOf(*lun, aTarget)) : ScsiResult(lunNotSupported);
-                        });
+    Behaviour const behaviour = loaded.mScenario->mBehaviour;
+    if (auto const absence = absenceOf(aCall, behaviour))
+    {
+        return *absence;
+    }
+    std::optional<std::size_t> adapter;
+    {
+        std::lock_guard const lock(mMutex);
+        adapter = loaded.mLoaded->mHandles.adapterOf(aHandle);
+    }
+    if (!adapter)
+    {
+        return refusalOf(Reason::handle, aCall, behaviour);
+    }
+    return aIsGood
+               ? aAction({aCall, behaviour, *loaded.mLoaded, *adapter, loaded.mScenario->mAdapters[*adapter]})
+               : HBA_STATUS_ERROR_ARG;
 }
 
 template <typename Record, typename Find>
 HBA_STATUS HbaSimulation::copyRecord(Call aCall, HBA_HANDLE aHandle, Record* aRecord, Find aFind,
-                                     HBA_STATUS aMissing)
+                                     Reason aMissing)
 {
-    return withAdapter(aHandle, aRecord != nullptr,
-                       [&](Adapter const& aAdapter)
+    return withAdapter(aCall, aHandle, aRecord != nullptr,
+                       [&](Query const& aQuery)
                        {
-                           Record const* const record = aFind(aAdapter);
+                           Record const* const record = aFind(aQuery.mAdapter);
                            if (record == nullptr)
                            {
-                               return aMissing;
+                               return aQuery.refused(aMissing);
                            }
-                           if (auto const status = fault(aCall, aAdapter.mName))
+                           Reaction const reaction = react(aCall, aQuery.mAdapter.mName);
+                           if (auto const status = statusOf(reaction))
                            {
                                return *status;
                            }
-                           *aRecord = *record;
+                           writeRecord(*record, *aRecord, reaction.mShape);
                            return HBA_STATUS{HBA_STATUS_OK};
+                       });
+}
+
+template <typename Record, typename Find>
+HBA_STATUS HbaSimulation::readCounters(Call aCall, HBA_HANDLE aHandle, bool aIsGood, Record* aRecord,
+                                       Find aFind)
+{
+    clearCounters(aRecord, behaviour());
+    return withAdapter(aCall, aHandle, aIsGood && aRecord != nullptr,
+                       [&](Query const& aQuery)
+                       {
+                           CountersOrReason<Record> const found = aFind(aQuery.mAdapter);
+                           if (auto const* const reason = std::get_if<Reason>(&found))
+                           {
+                               return aQuery.refused(*reason);
+                           }
+                           Reaction const reaction = react(aCall, aQuery.mAdapter.mName);
+                           if (auto const status = statusOf(reaction))
+                           {
+                               return *status;
+                           }
+                           auto const& counters = std::get<std::optional<GrowingCounters<Record>>>(found);
+                           if (!counters)
+                           {
+                               return aQuery.refused(Reason::noStatistics);
+                           }
+                           writeCounters(statisticsAfter(timeSinceStart(), *counters), *aRecord,
+                                         reaction.mShape);
+                           return HBA_STATUS{HBA_STATUS_OK};
+                       });
+}
+
+template <typename Mapping>
+HBA_STATUS HbaSimulation::mapTargets(Call aCall, HBA_HANDLE aHandle, std::optional<HBA_WWN> const& aPort,
+                                     Mapping* aMapping)
+{
+    return withAdapter(aCall, aHandle, aMapping != nullptr,
+                       [&](Query const& aQuery)
+                       {
+                           Adapter const& adapter = aQuery.mAdapter;
+                           auto const port = aPort ? indexOfPortNamed(*aPort, adapter) : std::nullopt;
+                           if (aPort && !port)
+                           {
+                               return aQuery.refused(Reason::port);
+                           }
+                           Reaction const reaction = react(aCall, adapter.mName);
+                           auto const status = statusOf(reaction);
+                           if (status && *status != HBA_STATUS_ERROR_MORE_DATA)
+                           {
+                               return *status;
+                           }
+                           if (aQuery.mBehaviour == Behaviour::libhbalinux)
+                           {
+                               std::memset(static_cast<void*>(aMapping->entry), 0,
+                                           aMapping->NumberOfEntries * sizeof aMapping->entry[0]);
+                           }
+                           return fillTargetMapping(mappedLunsOf(adapter, port), adapter.mLunStyle, reaction,
+                                                    *aMapping);
                        });
 }
 }  // namespace qzsim

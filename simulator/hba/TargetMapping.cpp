@@ -1,14 +1,12 @@
 #include "simulator/hba/TargetMapping.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
-#include <optional>
 #include <string>
 
 #include <fmt/format.h>
 
+#include "simulator/hba/Answers.h"
 #include "simulator/scenario/Scsi.h"
 #include "simulator/scenario/Wwn.h"
 
@@ -16,80 +14,105 @@ namespace qzsim
 {
 namespace
 {
-/// Writes entries into the caller's block until it is full.
-class MappingWriter
+void writeEntry(HBA_FCPSCSIENTRYV2 const& aEntry, HBA_FCPSCSIENTRYV2& aPlace) { aPlace = aEntry; }
+
+void writeEntry(HBA_FCPSCSIENTRYV2 const& aEntry, HBA_FCPSCSIENTRY& aPlace)
 {
-public:
-    explicit MappingWriter(HBA_FCPTARGETMAPPING& aMapping)
-        : mNext(aMapping.entry), mRoom(aMapping.NumberOfEntries)
-    {
-    }
+    aPlace = {aEntry.ScsiId, aEntry.FcpId};
+}
 
-    void write(std::uint32_t aBus, std::uint32_t aTarget, RemotePort const& aPort, LunStyle aStyle)
-    {
-        std::size_t const count = std::min(mRoom, aPort.mLuns.size());
-        for (std::size_t index = 0; index < count; ++index)
-        {
-            *mNext++ = entryOf(aBus, aTarget, aPort, aPort.mLuns[index], aStyle);
-        }
-        mRoom -= count;
-    }
+/// @return how many mappings are written
+std::size_t writtenOf(std::size_t aMappings, std::size_t aRoom, Reaction const& aReaction)
+{
+    // A fault that only asks for a larger block writes nothing.
+    std::size_t const most = aReaction.mAnswer == HBA_STATUS_ERROR_MORE_DATA ? 0 : endless;
+    return std::min({aMappings, aRoom, static_cast<std::size_t>(aReaction.mShape.mEntries.value_or(most))});
+}
 
-private:
-    static HBA_FCPSCSIENTRY entryOf(std::uint32_t aBus, std::uint32_t aTarget, RemotePort const& aPort,
-                                    std::uint16_t aLun, LunStyle aStyle)
+template <typename Mapping>
+HBA_STATUS fill(std::vector<MappedLun> const& aLuns, LunStyle aStyle, Reaction const& aReaction,
+                Mapping& aMapping)
+{
+    AnswerShape const& shape = aReaction.mShape;
+    std::size_t const room = aMapping.NumberOfEntries;
+    std::size_t const mappings = aLuns.size() - std::min<std::size_t>(shape.mMissing, aLuns.size());
+    std::size_t const written = writtenOf(mappings, room, aReaction);
+    auto* const entries = aMapping.entry;
+    for (std::size_t index = 0; index < written; ++index)
     {
-        HBA_FCPSCSIENTRY entry{};
-        std::optional<std::string> const& device = dataOf(aLun, aPort).mDevice;
-        if (device)
-        {
-            std::memcpy(entry.ScsiId.OSDeviceName, device->c_str(), device->size() + 1);
-        }
-        else
-        {
-            fmt::format_to_n(entry.ScsiId.OSDeviceName, sizeof entry.ScsiId.OSDeviceName - 1,
-                             "/dev/disk/by-path/fc-0x{:016x}-lun-{}", numberOf(aPort.mAttributes.PortWWN),
-                             aLun);
-        }
-        entry.ScsiId.ScsiBusNumber = aBus;
-        entry.ScsiId.ScsiTargetNumber = aTarget;
-        entry.ScsiId.ScsiOSLun = aLun;
-        entry.FcpId.FcId = aPort.mAttributes.PortFcId;
-        entry.FcpId.NodeWWN = aPort.mAttributes.NodeWWN;
-        entry.FcpId.PortWWN = aPort.mAttributes.PortWWN;
-        entry.FcpId.FcpLun = fcpLun(aLun, aPort.mLunAddressing, aStyle);
-        if (aStyle == LunStyle::integer)
-        {
-            entry.ScsiId.ScsiOSLun = static_cast<HBA_UINT32>(entry.FcpId.FcpLun);
-        }
-        return entry;
+        writeEntry(mappingOf(aLuns[index], aStyle), entries[index]);
     }
-
-    HBA_FCPSCSIENTRY* mNext;
-    std::size_t mRoom;
-};
+    if (shape.mHasGarbage)
+    {
+        std::memset(static_cast<void*>(entries + written), garbage, (room - written) * sizeof *entries);
+    }
+    aMapping.NumberOfEntries = shape.mCount.value_or(static_cast<HBA_UINT32>(mappings));
+    bool const isTooSmall = aReaction.mAnswer == HBA_STATUS_ERROR_MORE_DATA || room < mappings;
+    return isTooSmall ? HBA_STATUS_ERROR_MORE_DATA : HBA_STATUS_OK;
+}
 }  // namespace
 
-HBA_STATUS fillTargetMapping(Adapter const& aAdapter, HBA_FCPTARGETMAPPING& aMapping)
+std::vector<MappedLun> mappedLunsOf(Adapter const& aAdapter, std::optional<std::size_t> aPort)
 {
-    MappingWriter writer(aMapping);
-    std::uint32_t bus = 0;
-    for (Port const& port : aAdapter.mPorts)
+    std::vector<MappedLun> mapped;
+    for (std::size_t bus = 0; bus < aAdapter.mPorts.size(); ++bus)
     {
         std::uint32_t target = 0;
-        for (RemotePort const& remotePort : port.mRemotePorts)
+        for (RemotePort const& remotePort : aAdapter.mPorts[bus].mRemotePorts)
         {
-            if (remotePort.mRole == Role::target)
+            if (remotePort.mRole != Role::target || aPort.value_or(bus) != bus)
             {
-                writer.write(bus, target, remotePort, aAdapter.mLunStyle);
-                ++target;
+                continue;
             }
+            for (std::uint16_t const lun : remotePort.mLuns)
+            {
+                mapped.push_back({static_cast<std::uint32_t>(bus), target, &remotePort, lun});
+            }
+            ++target;
         }
-        ++bus;
     }
-    auto const needed = static_cast<HBA_UINT32>(numberOfMappings(aAdapter));
-    bool const isRoomEnough = needed <= aMapping.NumberOfEntries;
-    aMapping.NumberOfEntries = needed;
-    return isRoomEnough ? HBA_STATUS_OK : HBA_STATUS_ERROR_MORE_DATA;
+    return mapped;
+}
+
+HBA_FCPSCSIENTRYV2 mappingOf(MappedLun const& aLun, LunStyle aStyle)
+{
+    HBA_FCPSCSIENTRYV2 entry{};
+    RemotePort const& port = *aLun.mPort;
+    LunData const& data = dataOf(aLun.mLun, port);
+    if (data.mDevice)
+    {
+        std::memcpy(entry.ScsiId.OSDeviceName, data.mDevice->c_str(), data.mDevice->size() + 1);
+    }
+    else
+    {
+        fmt::format_to_n(entry.ScsiId.OSDeviceName, sizeof entry.ScsiId.OSDeviceName - 1,
+                         "/dev/disk/by-path/fc-0x{:016x}-lun-{}", numberOf(port.mAttributes.PortWWN),
+                         aLun.mLun);
+    }
+    entry.ScsiId.ScsiBusNumber = aLun.mBus;
+    entry.ScsiId.ScsiTargetNumber = aLun.mTarget;
+    entry.ScsiId.ScsiOSLun = aLun.mLun;
+    entry.FcpId.FcId = port.mAttributes.PortFcId;
+    entry.FcpId.NodeWWN = port.mAttributes.NodeWWN;
+    entry.FcpId.PortWWN = port.mAttributes.PortWWN;
+    entry.FcpId.FcpLun = fcpLun(aLun.mLun, port.mLunAddressing, aStyle);
+    if (aStyle == LunStyle::integer)
+    {
+        entry.ScsiId.ScsiOSLun = static_cast<HBA_UINT32>(entry.FcpId.FcpLun);
+    }
+    std::copy(data.mLuid.begin(), data.mLuid.end(), entry.LUID.buffer);
+    return entry;
+}
+
+HBA_STATUS fillTargetMapping(std::vector<MappedLun> const& aLuns, LunStyle aStyle, Reaction const& aReaction,
+                             HBA_FCPTARGETMAPPING& aMapping)
+{
+    return fill(aLuns, aStyle, aReaction, aMapping);
+}
+
+HBA_STATUS fillTargetMapping(std::vector<MappedLun> const& aLuns, LunStyle aStyle, Reaction const& aReaction,
+                             HBA_FCPTARGETMAPPINGV2& aMapping)
+{
+    return fill(aLuns, aStyle, aReaction, aMapping);
 }
 }  // namespace qzsim

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <exception>
 
+#include "toml/TomlValue.h"
+
 namespace qzsim
 {
 /// Runs the action. An exception must not leave a C function, so it is reported on standard error.
@@ -18,7 +20,7 @@ Answer answerOf(Answer aFailure, Action aAction) noexcept
     }
     catch (std::exception const& error)
     {
-        std::fprintf(stderr, "libqzsim: %s\n", error.what());
+        std::fprintf(stderr, "libqzsim: %s\n", tomlfile::escaped(error.what()).c_str());
         return aFailure;
     }
 }

@@ -1,98 +1,131 @@
-// Replaces fopen of the C library in a program that preloads this library: when the common library of the HBA API opens
-// its configuration, it gets one that names this library. Every other call passes through.
+// The library that is preloaded into the program. It replaces three functions of the C library, each for one purpose:
+// - dlopen: the path of the vendor library leads to the simulated one.
+// - fopen and fopen64: the common library of the HBA API reads a configuration that names the simulated HBA library.
+// Every other call passes through. The program never notices this library: it looks up the next functions once, at load,
+// and so leaves a pending dlerror alone. It is compiled without instrumentation and uses only the C library, because it
+// comes before the runtimes of sanitizers and of C++.
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
-#include <exception>
-#include <memory>
-#include <string>
-#include <string_view>
+#include <cstdlib>
+#include <cstring>
 
 #include <dlfcn.h>
 
-#include "simulator/control/EnvironmentVariables.h"
+#include "simulator/library/Dlopen.h"
+#include "simulator/library/Redirection.h"
 
 namespace
 {
-constexpr std::string_view configurationPath = "/etc/hba.conf";
-
+using qzsim::Dlopen;
 using Fopen = std::FILE*(char const*, char const*);
 
-struct LibraryCloser
+/// What the runner has chosen, and what is looked up at load.
+struct Redirections
 {
-    void operator()(void* aLibrary) const { ::dlclose(aLibrary); }
+    char const* mVendorLibrary;
+    char const* mHbaLibrary;
+    char mConfiguration[512];
+    void const* mForwarder;  ///< start of the object that defines the functions of the common library at load
+    Dlopen* mDlopen;         ///< the function that comes after that of this library
+    Fopen* mFopen;
+    Fopen* mFopen64;
 };
 
-/// @return whether the code is in the library that defines HBA_LoadLibrary. dlsym also finds functions of the library's
-/// dependencies, so this checks which library the function is in.
+Redirections gRedirections;
+
+/// @return the start of the object that has the code; null for none
+void const* objectOf(void const* aCode)
+{
+    Dl_info object{};
+    return ::dladdr(aCode, &object) == 0 ? nullptr : object.dli_fbase;
+}
+
+/// Initializers of other libraries may open files and libraries before this library is initialized.
+[[gnu::constructor]] void prepare()
+{
+    Redirections& all = gRedirections;
+    all.mVendorLibrary = std::getenv(qzsim::vendorLibraryVariable);
+    all.mHbaLibrary = std::getenv(qzsim::hbaLibraryVariable);
+    if (all.mHbaLibrary != nullptr)
+    {
+        std::snprintf(all.mConfiguration, sizeof all.mConfiguration, "qzsim %s\n", all.mHbaLibrary);
+    }
+    all.mForwarder = objectOf(::dlsym(RTLD_DEFAULT, "HBA_LoadLibrary"));
+    ::dlerror();  // most programs have no such function at load
+    all.mFopen = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, "fopen"));
+    all.mFopen64 = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, "fopen64"));
+    all.mDlopen = reinterpret_cast<Dlopen*>(::dlsym(RTLD_NEXT, "dlopen"));
+}
+
+Redirections& redirections()
+{
+    if (gRedirections.mDlopen == nullptr)
+    {
+        prepare();
+    }
+    return gRedirections;
+}
+
+/// A program may define the functions of the common library itself and forward the calls; it then reads the configuration,
+/// too. The common library that is loaded later is recognised by the name of its file, because a lookup of its functions
+/// would disturb a pending dlerror.
 bool isInCommonLibrary(void const* aCode)
 {
+    constexpr char name[] = "libHBAAPI.so";
     Dl_info caller{};
     if (::dladdr(aCode, &caller) == 0)
     {
         return false;
     }
-    // A program may define the functions itself and forward the calls; it then reads the configuration, too.
-    void const* const first = ::dlsym(RTLD_DEFAULT, "HBA_LoadLibrary");
-    Dl_info forwarder{};
-    if (first != nullptr && ::dladdr(first, &forwarder) != 0 && forwarder.dli_fbase == caller.dli_fbase)
+    if (caller.dli_fbase == gRedirections.mForwarder)
     {
         return true;
     }
-    std::unique_ptr<void, LibraryCloser> const library(::dlopen(caller.dli_fname, RTLD_LAZY | RTLD_NOLOAD));
-    if (!library)
-    {
-        return false;
-    }
-    void const* const function = ::dlsym(library.get(), "HBA_LoadLibrary");
-    Dl_info definition{};
-    return function != nullptr && ::dladdr(function, &definition) != 0 &&
-           definition.dli_fbase == caller.dli_fbase;
+    char const* const slash = std::strrchr(caller.dli_fname, '/');
+    return std::strncmp(slash == nullptr ? caller.dli_fname : slash + 1, name, sizeof name - 1) == 0;
 }
 
-std::string makeConfiguration()
+std::FILE* openFor(void const* aCaller, Fopen* aNext, char const* aPath, char const* aMode)
 {
-    Dl_info self{};
-    ::dladdr(reinterpret_cast<void const*>(&isInCommonLibrary), &self);
-    return std::string("qzsim ") + self.dli_fname + '\n';
-}
-
-std::FILE* openConfiguration() noexcept
-{
-    try
-    {
-        static std::string configuration = makeConfiguration();
-        return ::fmemopen(configuration.data(), configuration.size(), "r");
-    }
-    catch (std::exception const&)
-    {
-        errno = ENOMEM;
-        return nullptr;
-    }
-}
-
-std::FILE* openFor(void const* aCaller, char const* aFunction, char const* aPath, char const* aMode)
-{
-    if (aPath != nullptr && aPath == configurationPath && qzsim::scenarioOfEnvironment() != nullptr &&
+    char* const configuration = gRedirections.mConfiguration;
+    if (*configuration != '\0' && aPath != nullptr && std::strcmp(aPath, "/etc/hba.conf") == 0 &&
         isInCommonLibrary(aCaller))
     {
-        return openConfiguration();
+        return ::fmemopen(configuration, std::strlen(configuration), "r");
     }
-    auto* const next = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, aFunction));
-    if (next == nullptr)
-    {
-        errno = ENOSYS;
-        return nullptr;
-    }
-    return next(aPath, aMode);
+    return aNext(aPath, aMode);
 }
 }  // namespace
 
+namespace qzsim
+{
+Dlopen* nextDlopen() { return redirections().mDlopen; }
+
+char const* redirectedPath(char const* aPath)
+{
+    char const* const vendorLibrary = redirections().mVendorLibrary;
+    bool const isVendorLibrary =
+        aPath != nullptr && vendorLibrary != nullptr && std::strcmp(aPath, vendorLibraryPath) == 0;
+    return isVendorLibrary ? vendorLibrary : aPath;
+}
+
+int redirectedMode(char const* aPath, int aMode)
+{
+    // The common library closes the HBA library on each HBA_FreeLibrary. Its counts of calls must stay.
+    char const* const hbaLibrary = redirections().mHbaLibrary;
+    bool const isHbaLibrary =
+        aPath != nullptr && hbaLibrary != nullptr && std::strcmp(aPath, hbaLibrary) == 0;
+    return isHbaLibrary ? aMode | RTLD_NODELETE : aMode;
+}
+}  // namespace qzsim
+
 extern "C" std::FILE* fopen(char const* aPath, char const* aMode)
 {
-    return openFor(__builtin_return_address(0), "fopen", aPath, aMode);
+    return openFor(__builtin_return_address(0), redirections().mFopen, aPath, aMode);
 }
 
 extern "C" std::FILE* fopen64(char const* aPath, char const* aMode)
 {
-    return openFor(__builtin_return_address(0), "fopen64", aPath, aMode);
+    return openFor(__builtin_return_address(0), redirections().mFopen64, aPath, aMode);
 }

@@ -2,18 +2,24 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
+#include <system_error>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "simulator/control/EnvironmentVariables.h"
+#include "simulator/library/Redirection.h"
+#include "toml/TomlValue.h"
 
 namespace fs = std::filesystem;
 
@@ -21,6 +27,9 @@ namespace qzsim
 {
 namespace
 {
+using tomlfile::escaped;
+using tomlfile::inQuotes;
+
 constexpr char const* libraryName = "libqzsim.so";
 constexpr char const* preloadVariable = "LD_PRELOAD";
 constexpr char const* sanitizerVariable = "ASAN_OPTIONS";
@@ -31,8 +40,18 @@ constexpr char const* sanitizerOption = "verify_asan_link_order=0";
 // splits the lines of its configuration at white space.
 constexpr char const* unfitForPreload = " \t\n:$";
 
+constexpr char const* hbaLibraryName = "libqzsim-hba.so";
+constexpr char const* vendorLibraryName = "libqzsim-vqm.so";
+constexpr char const* keptLibraryName = "libqzsim-vqm-kept.so";
+
 // The common library rejects longer paths.
-constexpr std::size_t longestLibraryPath = 255;
+constexpr std::size_t longestHbaLibraryPath = 255;
+
+// An empty file is a broken library.
+constexpr char const* brokenLibrary = "/dev/null";
+
+// Programs often use the lowest descriptors for themselves.
+constexpr int lowestScenarioDescriptor = 100;
 
 // Shells add the signal number to this for a program that a signal ended.
 constexpr int shellStatusOfSignals = 128;
@@ -48,7 +67,8 @@ void putFirst(char const* aName, std::string const& aElement)
 
 [[noreturn]] void refuseLibrary(std::string const& aLibrary, std::string const& aReason)
 {
-    throw LaunchError(fmt::format("the library \"{}\" cannot be preloaded: {}", aLibrary, aReason));
+    throw LaunchError(
+        fmt::format("the library {} cannot be preloaded: {}", inQuotes(aLibrary), escaped(aReason)));
 }
 
 void checkPath(std::string const& aLibrary)
@@ -56,10 +76,6 @@ void checkPath(std::string const& aLibrary)
     if (aLibrary.find_first_of(unfitForPreload) != std::string::npos)
     {
         refuseLibrary(aLibrary, "its path must not contain white space, colons or dollar signs");
-    }
-    if (aLibrary.size() > longestLibraryPath)
-    {
-        refuseLibrary(aLibrary, fmt::format("its path must not be longer than {} bytes", longestLibraryPath));
     }
 }
 
@@ -70,11 +86,45 @@ void checkKind(std::string const& aLibrary)
     {
         refuseLibrary(aLibrary, ::dlerror());
     }
-    bool const isHbaLibrary = ::dlsym(library, "HBA_RegisterLibrary") != nullptr;
+    // The lookup also finds the function of the C library.
+    Dl_info origin{};
+    bool const isPreload = ::dladdr(::dlsym(library, "dlopen"), &origin) != 0 && aLibrary == origin.dli_fname;
     ::dlclose(library);
-    if (!isHbaLibrary)
+    if (!isPreload)
     {
-        refuseLibrary(aLibrary, "it does not export HBA_RegisterLibrary");
+        refuseLibrary(aLibrary, "it does not replace dlopen");
+    }
+}
+
+void checkCompanions(std::string const& aLibrary)
+{
+    fs::path const folder = fs::path(aLibrary).parent_path();
+    for (char const* const name : {hbaLibraryName, vendorLibraryName, keptLibraryName})
+    {
+        if (!fs::is_regular_file(folder / name))
+        {
+            refuseLibrary(aLibrary, fmt::format("its folder has no {}", name));
+        }
+    }
+    if ((folder / hbaLibraryName).native().size() > longestHbaLibraryPath)
+    {
+        refuseLibrary(aLibrary, fmt::format("the path of {} in its folder must not be longer than {} bytes",
+                                            hbaLibraryName, longestHbaLibraryPath));
+    }
+}
+
+/// @return the path that replaces the path of the vendor library
+std::string vendorLibraryFor(Injection const& aInjection, fs::path const& aFolder)
+{
+    switch (aInjection.mVendorLibrary)
+    {
+        case VendorLibrary::absent:
+            // The error message of the dynamic linker then has the path that the program opens, if possible.
+            return fs::exists(vendorLibraryPath) ? aFolder / "absent" / "libvqm.so" : vendorLibraryPath;
+        case VendorLibrary::broken:
+            return brokenLibrary;
+        default:
+            return aFolder / (aInjection.mIsKeptLoaded ? keptLibraryName : vendorLibraryName);
     }
 }
 
@@ -122,21 +172,44 @@ fs::path findLibrary()
         {
             return library;
         }
-        tried += "\n  " + library.string();
+        tried += "\n  " + escaped(library.string());
     }
     throw LaunchError(
         fmt::format("cannot find {}; specify its path with --library. Searched:{}", libraryName, tried));
 }
 
-void injectLibrary(fs::path const& aLibrary, fs::path const& aScenario, std::string const& aStrikes)
+std::string publish(std::string const& aPath, std::string const& aContent)
 {
-    std::string const library = fs::absolute(aLibrary);
+    if (fs::is_regular_file(aPath))
+    {
+        return fs::absolute(aPath);
+    }
+    int const memory = ::memfd_create("scenario", MFD_CLOEXEC);
+    std::FILE* const file = memory < 0 ? nullptr : ::fdopen(memory, "w");
+    int const inherited = memory < 0 ? -1 : ::fcntl(memory, F_DUPFD, lowestScenarioDescriptor);
+    bool const isWritten =
+        file != nullptr && std::fwrite(aContent.data(), 1, aContent.size(), file) == aContent.size();
+    if (file == nullptr || std::fclose(file) != 0 || !isWritten || inherited < 0)
+    {
+        throw std::system_error(errno, std::generic_category(), "cannot keep the scenario in memory");
+    }
+    return fmt::format("/proc/self/fd/{}", inherited);
+}
+
+void inject(Injection const& aInjection)
+{
+    std::string const library = fs::absolute(aInjection.mLibrary);
+    fs::path const folder = fs::path(library).parent_path();
     checkPath(library);
     checkKind(library);
+    checkCompanions(library);
     putFirst(preloadVariable, library);
     putFirst(sanitizerVariable, sanitizerOption);
-    setVariable(scenarioVariable, fs::absolute(aScenario));
-    setVariable(strikesVariable, aStrikes);
+    setVariable(hbaLibraryVariable, folder / hbaLibraryName);
+    setVariable(vendorLibraryVariable, vendorLibraryFor(aInjection, folder));
+    setVariable(scenarioVariable, aInjection.mScenario);
+    setVariable(strikesVariable, aInjection.mStrikes);
+    setVariable(journalVariable, aInjection.mJournal);
     setVariable(startVariable, startTime());
 }
 

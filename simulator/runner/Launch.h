@@ -1,5 +1,5 @@
 /// @file
-/// Starts a program with the simulated libraries preloaded.
+/// Starts a program that uses the simulated libraries.
 #pragma once
 
 #include <filesystem>
@@ -7,24 +7,42 @@
 #include <string>
 #include <vector>
 
+#include "simulator/scenario/Diagnostics.h"
+
 namespace qzsim
 {
-/// Reports why libqzsim.so cannot be preloaded.
+/// Reports why libqzsim.so cannot be preloaded. The message can be printed as it is.
 class LaunchError : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
+/// What a program is started with.
+struct Injection
+{
+    std::filesystem::path
+        mLibrary;           ///< libqzsim.so, which the program preloads; the other libraries are beside it
+    std::string mScenario;  ///< path of the scenario
+    std::string mStrikes;   ///< file in which the libraries count the strikes of faults; empty for none
+    VendorLibrary mVendorLibrary;  ///< what the path of the vendor library leads to
+    bool mIsKeptLoaded;            ///< whether the vendor library stays loaded after dlclose
+    std::string mJournal = {};     ///< file of the changes that all processes share; empty for none
+};
+
 /// @return the libqzsim.so that was built or installed with this program
 /// @throws LaunchError when it is not found
 std::filesystem::path findLibrary();
 
-/// Sets the environment so that programs started after this preload the library and use the scenario.
-/// @param aStrikes file in which the library counts the strikes of faults; empty for none
+/// Makes a scenario available to programs started after this: an ordinary file has a path, anything else, such as a pipe,
+/// is copied into memory.
+/// @param aContent what has been read from aPath
+/// @return the path of the scenario
+std::string publish(std::string const& aPath, std::string const& aContent);
+
+/// Sets the environment so that programs started after this use the simulated libraries.
 /// @throws LaunchError when the library cannot be preloaded: the dynamic linker would start the program without it
-void injectLibrary(std::filesystem::path const& aLibrary, std::filesystem::path const& aScenario,
-                   std::string const& aStrikes = {});
+void inject(Injection const& aInjection);
 
 /// Replaces this process by the program.
 /// @return the error number when the program cannot be started; otherwise this does not return

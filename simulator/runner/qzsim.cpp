@@ -1,7 +1,7 @@
 // Runs a program with simulated adapters instead of the adapters of the host.
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -9,15 +9,22 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "simulator/control/ControlSocket.h"
+#include "simulator/control/EnvironmentVariables.h"
 #include "simulator/control/Strikes.h"
 #include "simulator/runner/Launch.h"
 #include "simulator/scenario/Scenario.h"
 #include "simulator/scenario/ScenarioReader.h"
+#include "simulator/world/Commands.h"
+#include "simulator/world/Journal.h"
+#include "simulator/world/World.h"
+#include "toml/TomlValue.h"
 
 namespace fs = std::filesystem;
 
@@ -27,7 +34,7 @@ enum ExitStatus
 {
     good = 0,
     misused = 2,
-    faultsLeft = 3,
+    unfinishedStatus = 3,
     notExecutable = 126,
     notFound = 127
 };
@@ -56,9 +63,11 @@ constexpr char const* footer = R"(Example:
   $ qzsim --check --scenario two.toml
   $ qzsim --scenario two.toml qzagent adapters
   $ qzsim --verify --scenario two.toml qzagent adapters
+  $ qzsim --control /run/user/1000/sim --scenario two.toml qzagent watch &
+  $ qzsimctl /run/user/1000/sim set 'adapter[0].port[0].state' LINKDOWN
 
-The exit status is PROGRAM's; or 2 when the scenario or the command line is invalid, 3 when --verify reports a
-fault and PROGRAM's is 0, 126 when PROGRAM cannot be executed, 127 when it does not exist.)";
+The exit status is PROGRAM's; or 2 when the scenario or the command line is invalid, 3 when --verify reports
+something and PROGRAM's is 0, 126 when PROGRAM cannot be executed, 127 when it does not exist.)";
 
 class HelpFormatter : public CLI::Formatter
 {
@@ -74,8 +83,10 @@ struct Options
 {
     std::string mScenario;
     std::optional<std::string> mLibrary;
+    std::optional<std::string> mControl;
     bool mCheckOnly = false;
     bool mVerify = false;
+    bool mKeepLoaded = false;
     std::vector<std::string> mCommand;
 };
 
@@ -108,7 +119,14 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
         ->required();
     aParser.add_flag("--check", aOptions.mCheckOnly, "Only check the scenario and print its contents");
     aParser.add_flag("--verify", aOptions.mVerify,
-                     "Report at the end each fault of the scenario that did not strike");
+                     "Report at the end each fault that did not strike and each change that did not happen");
+    aParser.add_flag("--keep-loaded", aOptions.mKeepLoaded,
+                     "Keep the vendor library loaded after dlclose, and report calls of it");
+    aParser
+        .add_option("--control", aOptions.mControl,
+                    "Create this socket, through which qzsimctl changes the simulation")
+        ->type_name("SOCKET")
+        ->check(refuseEmpty);
     aParser
         .add_option("--library", aOptions.mLibrary,
                     "Use this libqzsim.so instead of the one installed with qzsim")
@@ -126,6 +144,10 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
     {
         throw CLI::ValidationError("--verify", "needs a program to run, and --check runs none");
     }
+    if (aOptions.mCheckOnly && aOptions.mControl)
+    {
+        throw CLI::ValidationError("--control", "needs a program to run, and --check runs none");
+    }
     if (!aOptions.mCheckOnly && aOptions.mCommand.empty())
     {
         throw CLI::RequiredError("PROGRAM");
@@ -134,62 +156,94 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
 
 int refuseProgram(std::string const& aProgram, int aError)
 {
-    fmt::print(stderr, "qzsim: cannot run \"{}\": {}\n", aProgram, std::generic_category().message(aError));
+    fmt::print(stderr, "qzsim: cannot run {}: {}\n", tomlfile::inQuotes(aProgram),
+               std::generic_category().message(aError));
     return aError == ENOENT ? notFound : notExecutable;
 }
 
-int run(Options const& aOptions, fs::path const& aLibrary)
+int run(Options const& aOptions, qzsim::Injection const& aInjection)
 {
-    qzsim::injectLibrary(aLibrary, aOptions.mScenario);
+    qzsim::inject(aInjection);
     return refuseProgram(aOptions.mCommand.front(), qzsim::becomeProgram(aOptions.mCommand));
 }
 
-/// Reports the faults that have not struck as often as they should.
+/// Reports the faults that have not struck as often as they should, and the changes that have not happened.
 /// @return whether there are any
-bool reportFaultsLeft(qzsim::Scenario const& aScenario, qzsim::Strikes const& aStrikes)
+bool reportUnfinished(qzsim::World& aWorld, qzsim::Strikes const& aStrikes)
 {
-    bool isAnyLeft = false;
-    for (std::size_t index = 0; index < aScenario.mFaults.size(); ++index)
+    std::vector<std::string> const lines = qzsim::unfinished(aWorld, aStrikes, qzsim::timeSinceStart());
+    for (std::string const& line : lines)
     {
-        qzsim::Fault const& fault = aScenario.mFaults[index];
-        std::uint32_t const strikes = aStrikes.of(index);
-        if (strikes < strikesIn(fault))
-        {
-            fmt::print(stderr, "qzsim: {}: the fault struck {} of {} times: {}\n", fault.mPlace, strikes,
-                       strikesIn(fault), summaryOf(fault));
-            isAnyLeft = true;
-        }
+        fmt::print(stderr, "qzsim: {}\n", line);
     }
-    return isAnyLeft;
+    return !lines.empty();
 }
 
-int runAndVerify(Options const& aOptions, fs::path const& aLibrary, qzsim::Scenario const& aScenario)
+/// Runs the program as a child process. Its simulated libraries share the journal and the strikes.
+/// @param aContent of the scenario
+int runAsChild(Options const& aOptions, qzsim::Injection aInjection, std::string const& aContent)
 {
-    std::size_t const faults = aScenario.mFaults.size();
-    std::optional<qzsim::StrikesFile> file(faults);
-    qzsim::Strikes const strikes(file->path(), faults);
-    qzsim::injectLibrary(aLibrary, aOptions.mScenario, file->path());
+    std::optional<qzsim::JournalFile> journalFile(std::in_place);
+    qzsim::World world(tomlfile::readToml(aOptions.mScenario, aContent), qzsim::Journal(journalFile->path()));
+    std::size_t const faults = world.original().mFaults.size();
+    std::optional<qzsim::StrikesFile> strikesFile(faults);
+    qzsim::Strikes const strikes(strikesFile->path(), faults);
+    aInjection.mStrikes = strikesFile->path();
+    aInjection.mJournal = journalFile->path();
+    qzsim::inject(aInjection);
+    qzsim::Commands commands(world, strikes);
+    std::optional<qzsim::ControlSocket> control;
+    if (aOptions.mControl)
+    {
+        control.emplace(*aOptions.mControl, [&](std::string const& aCommand)
+                        { return commands.answer(aCommand, qzsim::timeSinceStart()); });
+    }
     qzsim::Outcome const outcome = qzsim::runProgram(aOptions.mCommand);
-    file.reset();  // now, because a signal may end this process below
+    // Now, because a signal may end this process below.
+    control.reset();
+    bool const isUnfinished = aOptions.mVerify && outcome.mError == 0 && reportUnfinished(world, strikes);
+    strikesFile.reset();
+    journalFile.reset();
     if (outcome.mError != 0)
     {
         return refuseProgram(aOptions.mCommand.front(), outcome.mError);
     }
-    bool const areFaultsLeft = reportFaultsLeft(aScenario, strikes);
     int const status = endLike(outcome);
-    return areFaultsLeft && status == good ? faultsLeft : status;
+    return isUnfinished && status == good ? unfinishedStatus : status;
+}
+
+/// @return whether processes must share what happens: a change after a call of one process concerns all
+bool hasSharedChanges(qzsim::Scenario const& aScenario)
+{
+    return std::any_of(aScenario.mTimeline.begin(), aScenario.mTimeline.end(),
+                       [](qzsim::TimelineEntry const& aEntry) { return aEntry.mCall.has_value(); });
 }
 
 int checkAndRun(Options const& aOptions)
 {
-    qzsim::Scenario const scenario = qzsim::readScenario(aOptions.mScenario);
+    std::string const content = tomlfile::contentOf(aOptions.mScenario);
+    qzsim::Scenario const scenario = qzsim::readScenario(aOptions.mScenario, content);
     if (aOptions.mCheckOnly)
     {
         fmt::print("{}", summaryOf(scenario));
         return good;
     }
-    fs::path const library = aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary();
-    return aOptions.mVerify ? runAndVerify(aOptions, library, scenario) : run(aOptions, library);
+    qzsim::Injection const injection{aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary(),
+                                     qzsim::publish(aOptions.mScenario, content), "",
+                                     scenario.mDiagnostics.mLibrary, aOptions.mKeepLoaded};
+    bool const isChild = aOptions.mVerify || aOptions.mControl || hasSharedChanges(scenario);
+    return isChild ? runAsChild(aOptions, injection, content) : run(aOptions, injection);
+}
+
+/// @param aStatus the exit status if the output was written
+int finishOutput(int aStatus)
+{
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+    {
+        return aStatus;
+    }
+    fmt::print(stderr, "qzsim: cannot write standard output: {}\n", std::generic_category().message(errno));
+    return misused;
 }
 }  // namespace
 
@@ -200,19 +254,23 @@ int main(int aCount, char** aArguments)
     {
         Options options;
         parse(parser, options, aCount, aArguments);
-        return checkAndRun(options);
+        return finishOutput(checkAndRun(options));
     }
     catch (CLI::Success const& request)  // --help and --version
     {
-        return parser.exit(request);
+        return finishOutput(parser.exit(request));
     }
     catch (CLI::ParseError const& error)
     {
-        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", error.what());
+        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", tomlfile::escaped(error.what()));
+    }
+    catch (qzsim::LaunchError const& error)
+    {
+        fmt::print(stderr, "qzsim: {}\n", error.what());
     }
     catch (std::exception const& error)
     {
-        fmt::print(stderr, "qzsim: {}\n", error.what());
+        fmt::print(stderr, "qzsim: {}\n", tomlfile::escaped(error.what()));
     }
     return misused;
 }

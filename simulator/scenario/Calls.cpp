@@ -24,31 +24,49 @@ struct CallEntry
     std::string_view mName;
     Call mCall;
     Concern mConcern;
+    Content mContent;
 };
 
 constexpr CallEntry calls[] = {
-    {"HBA_LoadLibrary", Call::loadLibrary, Concern::library},
-    {"HBA_FreeLibrary", Call::freeLibrary, Concern::library},
-    {"HBA_GetAdapterName", Call::getAdapterName, Concern::adapter},
-    {"HBA_OpenAdapter", Call::openAdapter, Concern::adapter},
-    {"HBA_GetAdapterAttributes", Call::getAdapterAttributes, Concern::adapter},
-    {"HBA_GetAdapterPortAttributes", Call::getAdapterPortAttributes, Concern::adapter},
-    {"HBA_GetDiscoveredPortAttributes", Call::getDiscoveredPortAttributes, Concern::adapter},
-    {"HBA_GetPortAttributesByWWN", Call::getPortAttributesByWwn, Concern::adapter},
-    {"HBA_GetPortStatistics", Call::getPortStatistics, Concern::adapter},
-    {"HBA_GetFcpTargetMapping", Call::getFcpTargetMapping, Concern::adapter},
-    {"HBA_SendReportLUNs", Call::sendReportLuns, Concern::target},
-    {"HBA_SendScsiInquiry", Call::sendScsiInquiry, Concern::target},
-    {"HBA_SendReadCapacity", Call::sendReadCapacity, Concern::target},
-    {"VQM_GetLibVer", Call::getLibVer, Concern::diagnosticLibrary},
-    {"VQM_InitDiagEnv", Call::initDiagEnv, Concern::diagnosticLibrary},
-    {"VQM_FreeDiagEnv", Call::freeDiagEnv, Concern::diagnosticLibrary},
-    {"VQM_GetDrvInfo", Call::getDrvInfo, Concern::board},
-    {"VQM_GetLinkInfo", Call::getLinkInfo, Concern::board},
-    {"RegisterForEvent", Call::registerForEvent, Concern::board},
-    {"unRegisterForEvent", Call::unregisterForEvent, Concern::board},
-    {"VQM_QZ_RegisterForEvent", Call::quazorRegisterForEvent, Concern::board},
-    {"VQM_QZ_unRegisterForEvent", Call::quazorUnregisterForEvent, Concern::board},
+    {"HBA_LoadLibrary", Call::loadLibrary, Concern::library, Content::nothing},
+    {"HBA_FreeLibrary", Call::freeLibrary, Concern::library, Content::nothing},
+    {"HBA_GetAdapterName", Call::getAdapterName, Concern::adapter, Content::name},
+    {"HBA_OpenAdapter", Call::openAdapter, Concern::adapter, Content::nothing},
+    {"HBA_GetAdapterAttributes", Call::getAdapterAttributes, Concern::adapter, Content::record},
+    {"HBA_GetAdapterPortAttributes", Call::getAdapterPortAttributes, Concern::adapter, Content::record},
+    {"HBA_GetDiscoveredPortAttributes", Call::getDiscoveredPortAttributes, Concern::adapter, Content::record},
+    {"HBA_GetPortAttributesByWWN", Call::getPortAttributesByWwn, Concern::adapter, Content::record},
+    {"HBA_GetPortStatistics", Call::getPortStatistics, Concern::adapter, Content::counters},
+    {"HBA_GetFcpTargetMapping", Call::getFcpTargetMapping, Concern::adapter, Content::mappings},
+    {"HBA_SendReportLUNs", Call::sendReportLuns, Concern::target, Content::luns},
+    {"HBA_SendScsiInquiry", Call::sendScsiInquiry, Concern::target, Content::response},
+    {"HBA_SendReadCapacity", Call::sendReadCapacity, Concern::target, Content::response},
+    {"HBA_OpenAdapterByWWN", Call::openAdapterByWwn, Concern::adapter, Content::nothing},
+    {"HBA_GetFcpTargetMappingV2", Call::getFcpTargetMappingV2, Concern::adapter, Content::mappings},
+    {"HBA_ScsiReportLUNsV2", Call::scsiReportLunsV2, Concern::target, Content::luns},
+    {"HBA_ScsiInquiryV2", Call::scsiInquiryV2, Concern::target, Content::response},
+    {"HBA_ScsiReadCapacityV2", Call::scsiReadCapacityV2, Concern::target, Content::response},
+    {"HBA_GetFC4Statistics", Call::getFc4Statistics, Concern::adapter, Content::counters},
+    {"HBA_GetFCPStatistics", Call::getFcpStatistics, Concern::adapter, Content::counters},
+    {"HBA_RegisterForAdapterAddEvents", Call::registerForAdapterAddEvents, Concern::library,
+     Content::nothing},
+    {"HBA_RegisterForAdapterEvents", Call::registerForAdapterEvents, Concern::adapter, Content::nothing},
+    {"HBA_RegisterForAdapterPortEvents", Call::registerForAdapterPortEvents, Concern::adapter,
+     Content::nothing},
+    {"HBA_RegisterForAdapterPortStatEvents", Call::registerForAdapterPortStatEvents, Concern::adapter,
+     Content::nothing},
+    {"HBA_RegisterForTargetEvents", Call::registerForTargetEvents, Concern::adapter, Content::nothing},
+    {"HBA_RegisterForLinkEvents", Call::registerForLinkEvents, Concern::adapter, Content::nothing},
+    {"HBA_RemoveCallback", Call::removeCallback, Concern::library, Content::nothing},
+    {"VQM_GetLibVer", Call::getLibVer, Concern::diagnosticLibrary, Content::nothing},
+    {"VQM_InitDiagEnv", Call::initDiagEnv, Concern::diagnosticLibrary, Content::nothing},
+    {"VQM_FreeDiagEnv", Call::freeDiagEnv, Concern::diagnosticLibrary, Content::nothing},
+    {"VQM_GetDrvInfo", Call::getDrvInfo, Concern::board, Content::nothing},
+    {"VQM_GetLinkInfo", Call::getLinkInfo, Concern::board, Content::nothing},
+    {"RegisterForEvent", Call::registerForEvent, Concern::board, Content::nothing},
+    {"unRegisterForEvent", Call::unregisterForEvent, Concern::board, Content::nothing},
+    {"VQM_QZ_RegisterForEvent", Call::quazorRegisterForEvent, Concern::board, Content::nothing},
+    {"VQM_QZ_unRegisterForEvent", Call::quazorUnregisterForEvent, Concern::board, Content::nothing},
 };
 
 /// Every call has an entry.
@@ -88,7 +106,7 @@ bool concernsAdapter(Call aCall)
     return concern == Concern::adapter || concern == Concern::target;
 }
 
-bool writesMemory(Call aCall) { return concernsAdapter(aCall) && aCall != Call::openAdapter; }
+Content contentOf(Call aCall) { return entryOf(aCall).mContent; }
 
 bool concernsTarget(Call aCall) { return entryOf(aCall).mConcern == Concern::target; }
 

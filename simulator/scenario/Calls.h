@@ -23,6 +23,20 @@ enum class Call
     sendReportLuns,
     sendScsiInquiry,
     sendReadCapacity,
+    openAdapterByWwn,
+    getFcpTargetMappingV2,
+    scsiReportLunsV2,
+    scsiInquiryV2,
+    scsiReadCapacityV2,
+    getFc4Statistics,
+    getFcpStatistics,
+    registerForAdapterAddEvents,
+    registerForAdapterEvents,
+    registerForAdapterPortEvents,
+    registerForAdapterPortStatEvents,
+    registerForTargetEvents,
+    registerForLinkEvents,
+    removeCallback,
     getLibVer,
     initDiagEnv,
     freeDiagEnv,
@@ -32,6 +46,18 @@ enum class Call
     unregisterForEvent,
     quazorRegisterForEvent,
     quazorUnregisterForEvent
+};
+
+/// What a call of the HBA API writes into the memory of its caller.
+enum class Content
+{
+    nothing,   ///< nothing, or only a handle
+    name,      ///< the name of an adapter
+    record,    ///< a record with a text
+    counters,  ///< a record of counters
+    mappings,  ///< a block of target mappings
+    luns,      ///< the response to REPORT LUNS
+    response   ///< the response to another SCSI command
 };
 
 /// @param aName such as "HBA_OpenAdapter"
@@ -52,8 +78,8 @@ bool concernsAdapter(Call aCall);
 /// @return whether the call concerns one target port
 bool concernsTarget(Call aCall);
 
-/// @return whether the call writes into the memory of its caller, among the calls of the HBA API
-bool writesMemory(Call aCall);
+/// @return what the call writes; nothing for a call of the diagnostic library
+Content contentOf(Call aCall);
 
 /// @return whether the call concerns one board of the diagnostic library
 bool concernsBoard(Call aCall);

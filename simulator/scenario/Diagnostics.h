@@ -11,6 +11,7 @@
 #include <hbaapi.h>
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "simulator/scenario/Calls.h"
 
 namespace qzsim
 {
@@ -34,6 +35,14 @@ struct EventSeries
     std::uint32_t mCount;
 };
 
+/// What the path of the vendor library leads to.
+enum class VendorLibrary
+{
+    present,
+    absent,
+    broken
+};
+
 /// The strings are null-terminated and have the size of the fields they are copied to.
 struct Diagnostics
 {
@@ -44,6 +53,10 @@ struct Diagnostics
     char mDriverVersion[driverVersionSize] = "1.0.0";
     std::uint8_t mRecordVersion = QZCLibvqmRecords::sgDriverInfoVersion;
     std::uint64_t mFeatureList = QZCLibvqmRecords::sgQuazorFeature;
+    std::optional<std::uint8_t>
+        mRequiredRecordVersion;  ///< version that VQM_GetDrvInfo requires in the record
+    VendorLibrary mLibrary = VendorLibrary::present;
+    std::vector<Call> mMissingFunctions;
     std::vector<Board> mBoards;
     std::optional<std::uint32_t> mNumberOfBoards;  ///< reported instead of the number of boards
     std::vector<EventSeries> mEvents;

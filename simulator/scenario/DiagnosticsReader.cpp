@@ -16,8 +16,12 @@
 #include <fmt/format.h>
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "simulator/scenario/Calls.h"
+#include "simulator/scenario/EventTimes.h"
+#include "simulator/scenario/HexBytes.h"
 #include "simulator/scenario/Wwn.h"
 #include "simulator/scenario/WwnReader.h"
+#include "toml/Named.h"
 #include "toml/TableReader.h"
 #include "toml/TomlError.h"
 #include "toml/ValueReader.h"
@@ -33,9 +37,6 @@ using tomlfile::TomlError;
 using tomlfile::TomlValue;
 
 constexpr std::uint32_t highestCategory = 0xfe;  // 0xff is the wildcard
-constexpr std::uint32_t largestPayload = 1U << 20U;
-constexpr std::uint32_t highestRate = 100000;
-constexpr std::uint32_t usualRate = 1000;
 
 /// Parses a number such as "0x8000000000000100".
 std::optional<std::uint64_t> hexNumberIn(std::string_view aText)
@@ -49,32 +50,6 @@ std::optional<std::uint64_t> hexNumberIn(std::string_view aText)
     char const* const end = aText.data() + aText.size();
     auto const result = std::from_chars(aText.data() + prefix.size(), end, number, hexadecimal);
     return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
-}
-
-void skipBlanks(std::string_view& aText)
-{
-    aText.remove_prefix(std::min(aText.find_first_not_of(' '), aText.size()));
-}
-
-/// Parses bytes such as "01 02 ff". The blanks are optional.
-std::optional<std::vector<std::uint8_t>> bytesIn(std::string_view aText)
-{
-    constexpr std::size_t lengthOfPair = 2;
-    std::vector<std::uint8_t> bytes;
-    for (skipBlanks(aText); !aText.empty(); skipBlanks(aText))
-    {
-        std::string_view const pair = aText.substr(0, lengthOfPair);
-        std::uint8_t byte = 0;
-        if (std::from_chars(pair.data(), pair.data() + pair.size(), byte, hexadecimal).ptr !=
-                pair.data() + lengthOfPair ||
-            bytes.size() == largestPayload)
-        {
-            return std::nullopt;
-        }
-        bytes.push_back(byte);
-        aText.remove_prefix(lengthOfPair);
-    }
-    return bytes;
 }
 
 // Each of these functions reads a value into one field of the record.
@@ -102,6 +77,39 @@ void readRecordVersion(TomlValue const& aValue, Diagnostics& aDiagnostics)
 {
     constexpr std::uint32_t highest = std::numeric_limits<std::uint8_t>::max();
     aDiagnostics.mRecordVersion = static_cast<std::uint8_t>(readNumber(aValue, 0, highest));
+}
+
+void readRequiredRecordVersion(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    constexpr std::uint32_t highest = std::numeric_limits<std::uint8_t>::max();
+    aDiagnostics.mRequiredRecordVersion = static_cast<std::uint8_t>(readNumber(aValue, 0, highest));
+}
+
+constexpr tomlfile::Named<VendorLibrary> vendorLibraries[] = {
+    {"present", VendorLibrary::present},
+    {"absent", VendorLibrary::absent},
+    {"broken", VendorLibrary::broken},
+};
+
+void readLibrary(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    aDiagnostics.mLibrary = readNamed(aValue, vendorLibraries);
+}
+
+std::optional<Call> functionNamed(std::string_view aName)
+{
+    auto const call = callNamed(aName);
+    return call && isDiagnostic(*call) ? call : std::nullopt;
+}
+
+void readMissingFunctions(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    for (TomlValue const& name :
+         aValue.as<TomlValue::Array>("a list of functions such as [\"VQM_GetLibVer\"]"))
+    {
+        aDiagnostics.mMissingFunctions.push_back(
+            readFound(name, functionNamed, "a function of the diagnostic library such as \"VQM_GetLibVer\""));
+    }
 }
 
 void readFeatureList(TomlValue const& aValue, Diagnostics& aDiagnostics)
@@ -149,8 +157,7 @@ void readBoards(TomlValue const& aValue, Diagnostics& aDiagnostics)
 
 void readPayload(TomlValue const& aValue, EventSeries& aSeries)
 {
-    aSeries.mPayload = readFound(
-        aValue, bytesIn, fmt::format("at most {} bytes in hexadecimal such as \"01 02 ff\"", largestPayload));
+    aSeries.mPayload = readHexBytes(aValue, largestPayload);
 }
 
 void readSize(TomlValue const& aValue, EventSeries& aSeries)
@@ -170,28 +177,39 @@ constexpr Key<EventSeries> eventKeys[] = {
     {"count", Presence::optional, number<&EventSeries::mCount, 1, highestNumber>},
 };
 
-void readEvents(TomlValue const& aValue, Diagnostics& aDiagnostics)
+constexpr std::string_view eventTitle = "[[diagnostics.event]]";
+
+EventSeries usualEvent()
 {
     EventSeries usual{};
     usual.mRate = usualRate;
     usual.mCount = 1;
-    readTables(aValue, "[[diagnostics.event]]", eventKeys, usual,
+    return usual;
+}
+
+/// Checks an event, and adds what depends on its board.
+EventSeries completed(TomlValue const& aTable, EventSeries aSeries, Diagnostics const& aDiagnostics)
+{
+    if (aSeries.mBoard >= aDiagnostics.mBoards.size())
+    {
+        aTable.find("board")->refuse("the number of a board of this scenario");
+    }
+    if (aTable.find("payload") != nullptr && aTable.find("size") != nullptr)
+    {
+        aTable.find("size")->refuse("no key \"size\" together with the key \"payload\"");
+    }
+    if (aTable.find("port_wwn") == nullptr)
+    {
+        aSeries.mPort = aDiagnostics.mBoards[aSeries.mBoard].mSecondWwn;
+    }
+    return aSeries;
+}
+
+void readEvents(TomlValue const& aValue, Diagnostics& aDiagnostics)
+{
+    readTables(aValue, eventTitle, eventKeys, usualEvent(),
                [&](TomlValue const& aTable, EventSeries aSeries)
-               {
-                   if (aSeries.mBoard >= aDiagnostics.mBoards.size())
-                   {
-                       aTable.find("board")->refuse("the number of a board of this scenario");
-                   }
-                   if (aTable.find("payload") != nullptr && aTable.find("size") != nullptr)
-                   {
-                       aTable.find("size")->refuse("no key \"size\" together with the key \"payload\"");
-                   }
-                   if (aTable.find("port_wwn") == nullptr)
-                   {
-                       aSeries.mPort = aDiagnostics.mBoards[aSeries.mBoard].mSecondWwn;
-                   }
-                   aDiagnostics.mEvents.push_back(std::move(aSeries));
-               });
+               { aDiagnostics.mEvents.push_back(completed(aTable, std::move(aSeries), aDiagnostics)); });
 }
 
 // "event" comes last: events refer to boards.
@@ -199,6 +217,9 @@ constexpr Key<Diagnostics> diagnosticsKeys[] = {
     {"library_version", Presence::optional, text<&Diagnostics::mLibraryVersion>},
     {"driver_version", Presence::optional, text<&Diagnostics::mDriverVersion>},
     {"record_version", Presence::optional, readRecordVersion},
+    {"required_record_version", Presence::optional, readRequiredRecordVersion},
+    {"library", Presence::optional, readLibrary},
+    {"missing_functions", Presence::optional, readMissingFunctions},
     {"feature_list", Presence::optional, readFeatureList},
     {"board", Presence::optional, readBoards},
     {"number_of_boards", Presence::optional, number<&Diagnostics::mNumberOfBoards, 0, highestNumber>},
@@ -211,5 +232,12 @@ Diagnostics readDiagnostics(TomlValue const& aTable)
     Diagnostics diagnostics;
     readTable(aTable, "[diagnostics]", diagnosticsKeys, diagnostics);
     return diagnostics;
+}
+
+EventSeries readEvent(TomlValue const& aTable, Diagnostics const& aDiagnostics)
+{
+    EventSeries series = usualEvent();
+    readTable(aTable, eventTitle, eventKeys, series);
+    return completed(aTable, std::move(series), aDiagnostics);
 }
 }  // namespace qzsim

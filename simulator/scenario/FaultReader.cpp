@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -12,6 +13,7 @@
 
 #include <fmt/format.h>
 
+#include "simulator/scenario/AnswerShapeReader.h"
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Statuses.h"
 #include "simulator/scenario/Wwn.h"
@@ -32,11 +34,6 @@ using tomlfile::TomlValue;
 
 constexpr std::string_view expectedAdapter = "the name of an adapter of this scenario";
 constexpr std::string_view expectedBoard = "the number of a board of this scenario";
-
-[[noreturn]] void refuseKey(TomlValue const& aValue, char const* aKey, Call aCall, std::string_view aReason)
-{
-    aValue.refuse(fmt::format("no key \"{}\" for {}, which {}", aKey, nameOf(aCall), aReason));
-}
 
 /// Refuses a key that applies only to calls of the other library.
 void checkLibrary(TomlValue const& aValue, char const* aKey, Call aCall, bool aIsOfDiagnostics)
@@ -151,23 +148,6 @@ void checkStatus(TomlValue const& aValue, char const* aKey, Fault const& aFault,
     }
 }
 
-void readUntouched(TomlValue const& aValue, Fault& aFault)
-{
-    if (!writesMemory(aFault.mCall))
-    {
-        refuseKey(aValue, "untouched", aFault.mCall, "is no query of the HBA API");
-    }
-    aFault.mReaction.mIsUntouched = aValue.as<TomlValue::Boolean>("true or false");
-    if (aFault.mReaction.mIsUntouched && aFault.mReaction.mAnswer.value_or(HBA_STATUS_OK) != HBA_STATUS_OK)
-    {
-        aValue.refuse("no key \"untouched\" with a status other than HBA_STATUS_OK");
-    }
-    if (aFault.mReaction.mIsUntouched)
-    {
-        aFault.mReaction.mAnswer = HBA_STATUS_OK;
-    }
-}
-
 constexpr char senseKey[] = "sense_key";
 constexpr char additionalCode[] = "asc";
 constexpr char qualifier[] = "ascq";
@@ -185,19 +165,34 @@ void readSense(TomlValue const& aValue, Fault& aFault)
     aFault.mReaction.mSense = sense;
 }
 
-void readCount(TomlValue const& aValue, Fault& aFault)
+/// @return the shortest and the longest delay
+std::pair<std::uint32_t, std::uint32_t> delaysIn(TomlValue const& aValue)
 {
-    if (aFault.mCall != Call::getFcpTargetMapping)
+    constexpr std::string_view expected =
+        "a number from 0 to 4294967295, or a list of the shortest and the longest delay";
+    if (!aValue.is<TomlValue::Array>())
     {
-        refuseKey(aValue, "count", aFault.mCall, "does not return a number of mappings");
+        std::uint32_t const delay = readNumber(aValue, 0, highestNumber, expected);
+        return {delay, delay};
     }
-    checkStatus(aValue, "count", aFault, HBA_STATUS_ERROR_MORE_DATA);
-    aFault.mReaction.mCount = readNumber(aValue, 0, highestNumber);
+    constexpr std::size_t limits = 2;
+    auto const& values = aValue.as<TomlValue::Array>(expected);
+    if (values.size() != limits)
+    {
+        aValue.refuse(expected);
+    }
+    std::uint32_t const shortest = readNumber(values[0], 0, highestNumber);
+    return {shortest, readNumber(values[1], shortest, highestNumber)};
 }
 
 void readDelay(TomlValue const& aValue, Fault& aFault)
 {
-    aFault.mReaction.mDelayMs = readNumber(aValue, 0, highestNumber);
+    std::tie(aFault.mReaction.mDelayMs, aFault.mReaction.mLongestDelayMs) = delaysIn(aValue);
+}
+
+void readHangs(TomlValue const& aValue, Fault& aFault)
+{
+    aFault.mReaction.mHangs = aValue.as<TomlValue::Boolean>("true or false");
 }
 
 void readPrints(TomlValue const& aValue, Fault& aFault)
@@ -206,11 +201,24 @@ void readPrints(TomlValue const& aValue, Fault& aFault)
     aFault.mReaction.mLine = readText(aValue, longestLine);
 }
 
+void readFaultName(TomlValue const& aValue, Fault& aFault)
+{
+    constexpr std::size_t longestName = 255;
+    aFault.mName = readText(aValue, longestName);
+}
+
+void readActive(TomlValue const& aValue, Fault& aFault)
+{
+    aFault.mIsActive = aValue.as<TomlValue::Boolean>("true or false");
+}
+
 constexpr std::uint32_t highestSenseKey = 0x0f;
 constexpr std::uint32_t highestByte = 0xff;
 
 // The keys after "status" depend on it.
 constexpr Key<Fault> faultKeys[] = {
+    {"name", Presence::optional, readFaultName},
+    {"active", Presence::optional, readActive},
     {"call", Presence::required, readCall},
     {"adapter", Presence::optional, readAdapter},
     {"port_wwn", Presence::optional, readPortWwn},
@@ -223,15 +231,32 @@ constexpr Key<Fault> faultKeys[] = {
     {additionalCode, Presence::optional, readSense<additionalCode, &Sense::mCode, highestByte>},
     {qualifier, Presence::optional, readSense<qualifier, &Sense::mQualifier, highestByte>},
     {"count", Presence::optional, readCount},
+    {"entries", Presence::optional, readEntries},
+    {"missing", Presence::optional, readMissing},
+    {"list_length", Presence::optional, readListLength},
+    {"length", Presence::optional, readLength},
+    {"garbage", Presence::optional, readGarbage},
     {"delay_ms", Presence::optional, readDelay},
+    {"hangs", Presence::optional, readHangs},
     {"prints", Presence::optional, readPrints},
 };
+
+bool hasEffect(AnswerShape const& aShape)
+{
+    return aShape.mHasGarbage || aShape.mMissing != 0 || aShape.mLength || aShape.mEntries || aShape.mCount ||
+           aShape.mListLength;
+}
+
+bool hasEffect(Reaction const& aReaction)
+{
+    return aReaction.mAnswer || hasEffect(aReaction.mShape) || aReaction.mLongestDelayMs != 0 ||
+           aReaction.mHangs || !aReaction.mLine.empty();
+}
 
 /// Refuses a fault that has no effect.
 void checkEffect(TomlValue const& aTable, Fault const& aFault)
 {
-    Reaction const& reaction = aFault.mReaction;
-    if (!reaction.mAnswer && reaction.mDelayMs == 0 && reaction.mLine.empty())
+    if (!hasEffect(aFault.mReaction))
     {
         refuseMissingKey(aTable, isDiagnostic(aFault.mCall) ? "result" : "status", "[[fault]]");
     }
@@ -282,16 +307,19 @@ void checkBoard(TomlValue const& aTable, std::size_t aBoards)
     }
 }
 
+/// Faults with names may share calls, because they start and end.
 bool shareCalls(Fault const& aOne, Fault const& aOther)
 {
-    return aOne.mCall == aOther.mCall && aOne.mDevice == aOther.mDevice && aOne.mPort == aOther.mPort &&
-           aOne.mFirst <= aOther.mLast && aOther.mFirst <= aOne.mLast;
+    return aOne.mName.empty() && aOther.mName.empty() && aOne.mCall == aOther.mCall &&
+           aOne.mDevice == aOther.mDevice && aOne.mPort == aOther.mPort && aOne.mFirst <= aOther.mLast &&
+           aOther.mFirst <= aOne.mLast;
 }
 }  // namespace
 
 std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenario)
 {
     std::vector<Fault> faults;
+    std::set<std::string> names;
     readTables(
         aTables, "[[fault]]", faultKeys, Fault{},
         [&](TomlValue const& aTable, Fault aFault)
@@ -299,6 +327,10 @@ std::vector<Fault> readFaults(TomlValue const& aTables, Scenario const& aScenari
             checkEffect(aTable, aFault);
             checkNames(aTable, aFault, aScenario.mAdapters);
             checkBoard(aTable, aScenario.mDiagnostics.mBoards.size());
+            if (!aFault.mName.empty() && !names.insert(aFault.mName).second)
+            {
+                aTable.find("name")->refuse("a name that no other fault has");
+            }
             aFault.mPlace = aTable.place();
             auto const rival = std::find_if(faults.begin(), faults.end(),
                                             [&](Fault const& aOther) { return shareCalls(aFault, aOther); });

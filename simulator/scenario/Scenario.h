@@ -13,7 +13,9 @@
 
 #include <hbaapi.h>
 
+#include "simulator/scenario/AdapterEvents.h"
 #include "simulator/scenario/Calls.h"
+#include "simulator/scenario/Change.h"
 #include "simulator/scenario/Diagnostics.h"
 #include "simulator/scenario/Statistics.h"
 
@@ -39,7 +41,7 @@ enum class LunStyle
     integer  ///< the integer that Linux forms from these bytes, as in ScsiOSLun
 };
 
-/// What a LUN answers to INQUIRY and READ CAPACITY, and the name of its device.
+/// What a LUN answers to INQUIRY and READ CAPACITY, the names of its device, and its statistics.
 struct LunData
 {
     std::string mVendor = "EXAMPLE";
@@ -47,7 +49,9 @@ struct LunData
     std::string mRevision = "1.0";
     std::uint32_t mBlockSize = 512;
     std::uint64_t mBlocks = 0x200000;
-    std::optional<std::string> mDevice = std::nullopt;  ///< nothing: a generated name
+    std::optional<std::string> mDevice = std::nullopt;        ///< nothing: a generated name
+    std::vector<std::uint8_t> mLuid = {};                     ///< the start of LUID in target mappings
+    std::optional<Fc4Statistics> mStatistics = std::nullopt;  ///< nothing: the LUN does not support them
 };
 
 /// A port that a port of the adapter has discovered.
@@ -56,6 +60,7 @@ struct RemotePort
     HBA_PORTATTRIBUTES mAttributes;
     Role mRole;
     LunAddressing mLunAddressing;
+    std::uint32_t mReportLunsMinimum;  ///< the target refuses REPORT LUNS with a smaller buffer
     std::vector<std::uint16_t> mLuns;
     LunData mLunData;                              ///< of all LUNs except those of mOwnLunData
     std::map<std::uint16_t, LunData> mOwnLunData;  ///< of single LUNs
@@ -65,7 +70,8 @@ struct Port
 {
     HBA_PORTATTRIBUTES mAttributes;
     std::vector<RemotePort> mRemotePorts;
-    std::optional<Statistics> mStatistics;  ///< nothing when the port does not support them
+    std::optional<Statistics> mStatistics;        ///< nothing when the port does not support them
+    std::optional<Fc4Statistics> mFc4Statistics;  ///< the same
 };
 
 /// The attributes of adapters and ports are complete HBA API records, which the calls copy as they are. The counts in
@@ -76,6 +82,7 @@ struct Adapter
     HBA_ADAPTERATTRIBUTES mAttributes;
     LunStyle mLunStyle;
     std::vector<Port> mPorts;
+    std::vector<AdapterEventSeries> mEvents;
 };
 
 /// Value of Fault::mLast for a fault without an end: every call from mFirst on fails.
@@ -92,16 +99,29 @@ struct Sense
 /// A unit attention: the reported LUNs data has changed.
 constexpr Sense usualSense{0x06, 0x3f, 0x0e};
 
+/// How the answer of a call of the HBA API differs from the true one.
+struct AnswerShape
+{
+    bool mIsUntouched = false;  ///< whether the call succeeds without writing into the memory of the caller
+    bool mHasGarbage = false;  ///< whether the memory of the caller behind the content is filled with garbage
+    std::uint32_t mMissing = 0;                            ///< how many LUNs are missing at the end of a list
+    std::optional<std::uint32_t> mLength = std::nullopt;   ///< number of bytes that are written, at most
+    std::optional<std::uint32_t> mEntries = std::nullopt;  ///< number of mappings that are written, at most
+    std::optional<std::uint32_t> mCount = std::nullopt;  ///< number that is reported instead of the true one
+    std::optional<std::uint32_t> mListLength = std::nullopt;  ///< length in the response to REPORT LUNS
+};
+
 /// What a call does when a fault strikes: it prints, waits and answers, in this order.
 struct Reaction
 {
     /// Status of the HBA API, or result of the diagnostic library. Nothing: the call answers as usual.
     std::optional<std::uint32_t> mAnswer = std::nullopt;
-    bool mIsUntouched = false;  ///< whether the call succeeds without writing into the memory of the caller
-    std::optional<Sense> mSense = std::nullopt;          ///< sense data instead of the usual one
-    std::optional<std::uint32_t> mCount = std::nullopt;  ///< number of mappings instead of the true one
+    AnswerShape mShape = {};
+    std::optional<Sense> mSense = std::nullopt;  ///< sense data instead of the usual one
     std::uint32_t mDelayMs = 0;
-    std::string mLine = {};  ///< printed on standard output, unless it is empty
+    std::uint32_t mLongestDelayMs = 0;  ///< the delay is drawn from mDelayMs to this, unless this is smaller
+    bool mHangs = false;                ///< whether the call never answers
+    std::string mLine = {};             ///< printed on standard output, unless it is empty
 };
 
 /// Calls that fail or misbehave in another way.
@@ -113,15 +133,36 @@ struct Fault
     std::uint32_t mFirst;  ///< first call that fails, counted from 1
     std::uint32_t mLast;   ///< last call that fails
     Reaction mReaction;
+    std::string mPlace;      ///< position in the file, "file:line:column"
+    std::string mName = {};  ///< starts and ends the fault; may be empty
+    bool mIsActive = true;
+};
+
+/// A change that happens at a time, or after a call.
+struct TimelineEntry
+{
+    std::optional<std::uint32_t> mAtMs;  ///< time after the start of the program
+    std::optional<Call> mCall;           ///< otherwise the change happens after a call of this function
+    std::uint32_t mNth;                  ///< which call, counted from 1
+    Change mChange;
     std::string mPlace;  ///< position in the file, "file:line:column"
+};
+
+/// Whom the HBA library imitates in what it answers to unknown handles, indexes and names.
+enum class Behaviour
+{
+    standard,    ///< the standard of the HBA API
+    libhbalinux  ///< the HBA library of Linux with this name
 };
 
 struct Scenario
 {
+    Behaviour mBehaviour = Behaviour::standard;
     std::vector<Adapter> mAdapters;
     std::optional<std::uint32_t> mNumberOfAdapters;  ///< reported instead of the number of adapters
     Diagnostics mDiagnostics;
     std::vector<Fault> mFaults;
+    std::vector<TimelineEntry> mTimeline;
 };
 
 /// @return the number of adapters that the HBA library reports
@@ -133,6 +174,12 @@ std::uint32_t numberOfBoards(Diagnostics const& aDiagnostics);
 /// @return the data of a LUN of the target
 LunData const& dataOf(std::uint16_t aLun, RemotePort const& aTarget);
 
+/// @return the index of the adapter's port with this name; nothing when it has none
+std::optional<std::size_t> indexOfPortNamed(HBA_WWN const& aName, Adapter const& aAdapter);
+
+/// @return the port with this name that the port has discovered; null when there is none
+RemotePort const* remotePortNamed(HBA_WWN const& aName, Port const& aPort);
+
 /// @return the number of target mappings of an adapter: one per LUN of each target
 std::size_t numberOfMappings(Adapter const& aAdapter);
 
@@ -142,6 +189,9 @@ std::uint32_t strikesIn(Fault const& aFault);
 /// @return the fault in words: "call 2 of HBA_OpenAdapter returns HBA_STATUS_ERROR_BUSY"
 std::string summaryOf(Fault const& aFault);
 
-/// @return the scenario in words, one line for each adapter, board, event source and fault
+/// @return the timeline entry in words: "at 2000 ms: set adapter[0].port[1].state = "LINKDOWN""
+std::string summaryOf(TimelineEntry const& aEntry);
+
+/// @return the scenario in words, one line for each adapter, board, event source, fault and timeline entry
 std::string summaryOf(Scenario const& aScenario);
 }  // namespace qzsim

@@ -1,9 +1,18 @@
 #include "simulator/scenario/ScenarioReader.h"
 
+#include <algorithm>
+#include <utility>
+#include <variant>
+
+#include <fmt/format.h>
+
 #include "simulator/scenario/AdapterReader.h"
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/FaultReader.h"
+#include "simulator/scenario/TimelineReader.h"
+#include "toml/Named.h"
 #include "toml/TableReader.h"
+#include "toml/TomlError.h"
 #include "toml/TomlValue.h"
 #include "toml/ValueReader.h"
 
@@ -13,11 +22,21 @@ namespace
 {
 using tomlfile::highestNumber;
 using tomlfile::Key;
+using tomlfile::Named;
 using tomlfile::Presence;
+using tomlfile::TomlError;
 using tomlfile::TomlValue;
+
+constexpr Named<Behaviour> behaviours[] = {
+    {"standard", Behaviour::standard},
+    {"linux", Behaviour::libhbalinux},
+};
 
 // "fault" comes last: faults refer to adapters and boards.
 constexpr Key<Scenario> scenarioKeys[] = {
+    {"behaviour", Presence::optional,
+     [](TomlValue const& aValue, Scenario& aScenario)
+     { aScenario.mBehaviour = readNamed(aValue, behaviours); }},
     {"number_of_adapters", Presence::optional,
      [](TomlValue const& aValue, Scenario& aScenario)
      { aScenario.mNumberOfAdapters = readNumber(aValue, 0, highestNumber); }},
@@ -27,13 +46,101 @@ constexpr Key<Scenario> scenarioKeys[] = {
      [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mDiagnostics = readDiagnostics(aValue); }},
     {"fault", Presence::optional,
      [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mFaults = readFaults(aValue, aScenario); }},
+    {"timeline", Presence::optional,
+     [](TomlValue const& aValue, Scenario& aScenario) { aScenario.mTimeline = readTimeline(aValue); }},
 };
-}  // namespace
 
-Scenario readScenario(std::string const& aPath)
+Scenario scenarioIn(TomlValue const& aTree)
 {
     Scenario scenario;
-    readTable(tomlfile::readToml(aPath), "the scenario", scenarioKeys, scenario);
+    readTable(aTree, "the scenario", scenarioKeys, scenario);
     return scenario;
+}
+
+bool isNamedLike(Adapter const& aOne, Adapter const& aOther) { return aOne.mName == aOther.mName; }
+
+/// @return what the change does to the scenario and must not do; null when the change is possible
+char const* violationOf(Scenario const& aFormer, Scenario const& aScenario)
+{
+    if (!std::equal(aFormer.mAdapters.begin(), aFormer.mAdapters.end(), aScenario.mAdapters.begin(),
+                    aScenario.mAdapters.end(), isNamedLike))
+    {
+        return "the same adapters in the same order";
+    }
+    if (aFormer.mDiagnostics.mBoards.size() != aScenario.mDiagnostics.mBoards.size())
+    {
+        return "the same number of boards";
+    }
+    if (aFormer.mBehaviour != aScenario.mBehaviour)
+    {
+        return "the behaviour";
+    }
+    return aScenario.mFaults.size() < aFormer.mFaults.size() ? "all former faults" : nullptr;
+}
+
+/// @return the position of the change, for messages about its effect
+std::string placeOf(Change const& aChange)
+{
+    return aChange.mSettings.empty() ? aChange.mRemovals.front().place()
+                                     : aChange.mSettings.front().mPath.place();
+}
+
+void checkTimeline(TomlValue const& aTree, Scenario const& aScenario)
+{
+    if (aScenario.mTimeline.empty())
+    {
+        return;
+    }
+    ChangedScenario present{aTree, aScenario, {}};
+    for (TimelineEntry const& entry : aScenario.mTimeline)
+    {
+        present = changed(present.mTree, present.mScenario, entry.mChange);
+    }
+}
+}  // namespace
+
+Scenario readScenario(std::string const& aPath) { return readScenario(tomlfile::readToml(aPath)); }
+
+Scenario readScenario(std::string const& aPath, std::string const& aContent)
+{
+    return readScenario(tomlfile::readToml(aPath, aContent));
+}
+
+Scenario readScenario(TomlValue const& aTree)
+{
+    Scenario scenario = scenarioIn(aTree);
+    checkTimeline(aTree, scenario);
+    return scenario;
+}
+
+ChangedScenario changed(TomlValue const& aTree, Scenario const& aScenario, Change const& aChange)
+{
+    ChangedScenario result{aTree, {}, {}};
+    auto& entries = std::get<TomlValue::Table>(result.mTree.content());
+    entries.erase(std::remove_if(entries.begin(), entries.end(),
+                                 [](tomlfile::TomlEntry const& aEntry) { return aEntry.mKey == "timeline"; }),
+                  entries.end());
+    for (Setting const& setting : aChange.mSettings)
+    {
+        setting.mPath.set(result.mTree, setting.mValue);
+    }
+    for (ValuePath const& path : aChange.mRemovals)
+    {
+        path.remove(result.mTree);
+    }
+    result.mScenario = scenarioIn(result.mTree);
+    if (!result.mScenario.mTimeline.empty())
+    {
+        throw TomlError(fmt::format("{}: expected a timeline that does not change itself", placeOf(aChange)));
+    }
+    if (char const* const violation = violationOf(aScenario, result.mScenario))
+    {
+        throw TomlError(fmt::format("{}: expected a change that keeps {}", placeOf(aChange), violation));
+    }
+    if (aChange.mEvent)
+    {
+        result.mEvent = readEvent(*aChange.mEvent, result.mScenario.mDiagnostics);
+    }
+    return result;
 }
 }  // namespace qzsim

@@ -15,7 +15,7 @@ constexpr std::uint16_t highestPeripheralLun = 0xff;
 
 constexpr std::size_t reportLunsHeaderSize = 8;
 
-std::uint8_t byteOf(std::size_t aNumber, unsigned int aIndex)
+std::uint8_t byteOf(std::uint64_t aNumber, unsigned int aIndex)
 {
     return static_cast<std::uint8_t>(aNumber >> (aIndex * CHAR_BIT));
 }
@@ -27,7 +27,9 @@ void appendText(std::string const& aText, std::size_t aSize, std::vector<std::ui
     aResponse.insert(aResponse.end(), aSize - aText.size(), ' ');
 }
 
-void appendNumber(std::uint32_t aNumber, std::vector<std::uint8_t>& aResponse)
+/// Appends the number, big-endian.
+template <typename Number>
+void appendNumber(Number aNumber, std::vector<std::uint8_t>& aResponse)
 {
     for (unsigned int index = sizeof aNumber; index > 0; --index)
     {
@@ -105,19 +107,34 @@ std::vector<std::uint8_t> readCapacityResponse(LunData const& aLun)
     return response;
 }
 
+//     bytes 0 to 7:   number of the last block, big-endian
+//     bytes 8 to 11:  size of a block in bytes, big-endian
+//     bytes 12 to 31: 0, no protection and one logical block per physical block
+std::vector<std::uint8_t> readCapacity16Response(LunData const& aLun)
+{
+    constexpr std::size_t size = 32;
+    std::vector<std::uint8_t> response;
+    appendNumber(aLun.mBlocks - 1, response);
+    appendNumber(aLun.mBlockSize, response);
+    response.resize(size);
+    return response;
+}
+
 //     bytes 0 to 3: length of the list in bytes, big-endian
 //     bytes 4 to 7: 0
 //     then each LUN in 8 bytes, in scenario order
-std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget)
+std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget, AnswerShape const& aShape)
 {
-    std::size_t const listLength = aTarget.mLuns.size() * sizeof(LunBytes);
+    std::size_t const count =
+        aTarget.mLuns.size() - std::min<std::size_t>(aShape.mMissing, aTarget.mLuns.size());
+    auto const listLength = static_cast<std::uint32_t>(count * sizeof(LunBytes));
     std::vector<std::uint8_t> response;
-    appendNumber(static_cast<std::uint32_t>(listLength), response);
+    appendNumber(aShape.mListLength.value_or(listLength), response);
     response.reserve(reportLunsHeaderSize + listLength);
     response.resize(reportLunsHeaderSize);
-    for (std::uint16_t const lun : aTarget.mLuns)
+    for (std::size_t index = 0; index < count; ++index)
     {
-        LunBytes const bytes = lunBytes(lun, aTarget.mLunAddressing);
+        LunBytes const bytes = lunBytes(aTarget.mLuns[index], aTarget.mLunAddressing);
         response.insert(response.end(), bytes.begin(), bytes.end());
     }
     return response;

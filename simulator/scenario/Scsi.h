@@ -44,8 +44,11 @@ std::vector<std::uint8_t> inquiryResponse(LunData const& aLun);
 /// @return the complete response to READ CAPACITY(10)
 std::vector<std::uint8_t> readCapacityResponse(LunData const& aLun);
 
-/// @return the complete response to REPORT LUNS
-std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget);
+/// @return the complete response to READ CAPACITY(16)
+std::vector<std::uint8_t> readCapacity16Response(LunData const& aLun);
+
+/// @return the complete response to REPORT LUNS, as shaped by a fault
+std::vector<std::uint8_t> reportLunsResponse(RemotePort const& aTarget, AnswerShape const& aShape = {});
 
 /// @return the sense data in the fixed format of 18 bytes
 std::vector<std::uint8_t> senseData(Sense const& aSense);

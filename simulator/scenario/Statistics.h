@@ -1,10 +1,14 @@
 /// @file
-/// Statistics of a port: counters that may grow.
+/// Statistics of ports and LUNs: counters that may grow.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
+#include <iterator>
+#include <limits>
 
 #include <hbaapi.h>
 
@@ -13,46 +17,120 @@ namespace qzsim
 /// Value of a counter that the port does not offer: all bits are set.
 constexpr HBA_INT64 notOffered = -1;
 
-/// A counter has the same number in both records.
-struct Statistics
+/// A counter has its own field in each record.
+template <typename Record>
+struct GrowingCounters
 {
-    HBA_PORTSTATISTICS mStart;      ///< the counters when the program starts
-    HBA_PORTSTATISTICS mPerSecond;  ///< growth of the counters
+    Record mStart;       ///< the counters when the program starts
+    Record mPerSecond;   ///< growth of the counters
+    Record mSince = {};  ///< time of each counter in mStart, in nanoseconds
 };
 
+using Statistics = GrowingCounters<HBA_PORTSTATISTICS>;
+using Fc4Statistics = GrowingCounters<HBA_FC4STATISTICS>;
+
+template <typename Record>
 struct Counter
 {
     char const* mName;
-    HBA_INT64 HBA_PORTSTATISTICS::*mField;
+    HBA_INT64 Record::*mField;
 };
 
-constexpr Counter counters[] = {
-    {"seconds_since_last_reset", &HBA_PORTSTATISTICS::SecondsSinceLastReset},
-    {"tx_frames", &HBA_PORTSTATISTICS::TxFrames},
-    {"tx_words", &HBA_PORTSTATISTICS::TxWords},
-    {"rx_frames", &HBA_PORTSTATISTICS::RxFrames},
-    {"rx_words", &HBA_PORTSTATISTICS::RxWords},
-    {"lip_count", &HBA_PORTSTATISTICS::LIPCount},
-    {"nos_count", &HBA_PORTSTATISTICS::NOSCount},
-    {"error_frames", &HBA_PORTSTATISTICS::ErrorFrames},
-    {"dumped_frames", &HBA_PORTSTATISTICS::DumpedFrames},
-    {"link_failure_count", &HBA_PORTSTATISTICS::LinkFailureCount},
-    {"loss_of_sync_count", &HBA_PORTSTATISTICS::LossOfSyncCount},
-    {"loss_of_signal_count", &HBA_PORTSTATISTICS::LossOfSignalCount},
-    {"primitive_seq_protocol_err_count", &HBA_PORTSTATISTICS::PrimitiveSeqProtocolErrCount},
-    {"invalid_tx_word_count", &HBA_PORTSTATISTICS::InvalidTxWordCount},
-    {"invalid_crc_count", &HBA_PORTSTATISTICS::InvalidCRCCount},
+/// The counters of a record.
+template <typename Record>
+struct CountersOf;
+
+template <>
+struct CountersOf<HBA_PORTSTATISTICS>
+{
+    static constexpr Counter<HBA_PORTSTATISTICS> all[] = {
+        {"seconds_since_last_reset", &HBA_PORTSTATISTICS::SecondsSinceLastReset},
+        {"tx_frames", &HBA_PORTSTATISTICS::TxFrames},
+        {"tx_words", &HBA_PORTSTATISTICS::TxWords},
+        {"rx_frames", &HBA_PORTSTATISTICS::RxFrames},
+        {"rx_words", &HBA_PORTSTATISTICS::RxWords},
+        {"lip_count", &HBA_PORTSTATISTICS::LIPCount},
+        {"nos_count", &HBA_PORTSTATISTICS::NOSCount},
+        {"error_frames", &HBA_PORTSTATISTICS::ErrorFrames},
+        {"dumped_frames", &HBA_PORTSTATISTICS::DumpedFrames},
+        {"link_failure_count", &HBA_PORTSTATISTICS::LinkFailureCount},
+        {"loss_of_sync_count", &HBA_PORTSTATISTICS::LossOfSyncCount},
+        {"loss_of_signal_count", &HBA_PORTSTATISTICS::LossOfSignalCount},
+        {"primitive_seq_protocol_err_count", &HBA_PORTSTATISTICS::PrimitiveSeqProtocolErrCount},
+        {"invalid_tx_word_count", &HBA_PORTSTATISTICS::InvalidTxWordCount},
+        {"invalid_crc_count", &HBA_PORTSTATISTICS::InvalidCRCCount},
+    };
 };
+
+template <>
+struct CountersOf<HBA_FC4STATISTICS>
+{
+    static constexpr Counter<HBA_FC4STATISTICS> all[] = {
+        {"input_requests", &HBA_FC4STATISTICS::InputRequests},
+        {"output_requests", &HBA_FC4STATISTICS::OutputRequests},
+        {"control_requests", &HBA_FC4STATISTICS::ControlRequests},
+        {"input_megabytes", &HBA_FC4STATISTICS::InputMegabytes},
+        {"output_megabytes", &HBA_FC4STATISTICS::OutputMegabytes},
+    };
+};
+
+/// @return how much a counter grows in this time
+std::uint64_t growthAfter(std::chrono::nanoseconds aTime, std::uint32_t aPerSecond);
 
 /// @return statistics without any counter
-Statistics emptyStatistics();
+template <typename Record>
+GrowingCounters<Record> emptyStatistics()
+{
+    GrowingCounters<Record> statistics{};
+    for (Counter<Record> const& counter : CountersOf<Record>::all)
+    {
+        statistics.mStart.*counter.mField = notOffered;
+    }
+    return statistics;
+}
 
-/// @return the number of counters that the port offers
-std::size_t numberOfCounters(Statistics const& aStatistics);
+template <typename Record, typename Predicate>
+std::size_t countCounters(Predicate aPredicate)
+{
+    auto const& all = CountersOf<Record>::all;
+    return static_cast<std::size_t>(std::count_if(std::begin(all), std::end(all), aPredicate));
+}
+
+/// @return the number of counters that the port or LUN offers
+template <typename Record>
+std::size_t numberOfCounters(GrowingCounters<Record> const& aStatistics)
+{
+    return countCounters<Record>([&](Counter<Record> const& aCounter)
+                                 { return aStatistics.mStart.*aCounter.mField != notOffered; });
+}
 
 /// @return the number of counters that grow
-std::size_t numberOfGrowingCounters(Statistics const& aStatistics);
+template <typename Record>
+std::size_t numberOfGrowingCounters(GrowingCounters<Record> const& aStatistics)
+{
+    return countCounters<Record>([&](Counter<Record> const& aCounter)
+                                 { return aStatistics.mPerSecond.*aCounter.mField != 0; });
+}
 
 /// @return the counters after this time. A counter of 63 bits that overflows continues at 0
-HBA_PORTSTATISTICS statisticsAfter(std::chrono::nanoseconds aTime, Statistics const& aStatistics);
+template <typename Record>
+Record statisticsAfter(std::chrono::nanoseconds aTime, GrowingCounters<Record> const& aStatistics)
+{
+    constexpr auto highest = static_cast<std::uint64_t>(std::numeric_limits<HBA_INT64>::max());
+    Record result = aStatistics.mStart;
+    for (Counter<Record> const& counter : CountersOf<Record>::all)
+    {
+        HBA_INT64& value = result.*counter.mField;
+        auto const rate = static_cast<std::uint32_t>(aStatistics.mPerSecond.*counter.mField);
+        if (value != notOffered)
+        {
+            // The clocks of two threads may differ a little.
+            auto const time = std::max(std::chrono::nanoseconds::zero(),
+                                       aTime - std::chrono::nanoseconds(aStatistics.mSince.*counter.mField));
+            value = static_cast<HBA_INT64>((static_cast<std::uint64_t>(value) + growthAfter(time, rate)) &
+                                           highest);
+        }
+    }
+    return result;
+}
 }  // namespace qzsim

@@ -42,7 +42,7 @@ class Links(unittest.TestCase):
         self.assertEqual(broken, [])
 
     def test_every_link_of_an_installed_document_leads_to_an_installed_file(self):
-        pages = [*ROOT.glob('*.md'), *ROOT.glob('docs/*.md')]
+        pages = [*ROOT.glob('*.md'), *ROOT.glob('docs/**/*.md')]
         leaving = [f'{page.relative_to(ROOT)}: {file}' for page in pages for file, _ in links(page)
                    if file and not is_installed((page.parent / file).resolve())]
         self.assertEqual(leaving, [])
@@ -52,6 +52,10 @@ class Links(unittest.TestCase):
         listed = {file for file, _ in links(index)}
         self.assertEqual(sorted({page.name for page in ROOT.glob('docs/*.md')} - {'README.md', *listed}), [],
                          'documents that docs/README.md does not list')
+
+    def test_the_page_of_the_simulator_links_to_its_pages(self):
+        listed = {file for file, _ in links(ROOT / 'docs' / 'simulator.md')}
+        self.assertEqual(sorted({'simulator/' + page.name for page in ROOT.glob('docs/simulator/*.md')} - listed), [])
 
 
 if __name__ == '__main__':

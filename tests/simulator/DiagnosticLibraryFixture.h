@@ -1,6 +1,5 @@
 /// @file
-/// Loads the simulated diagnostic library as an agent does: by the path of the diagnostic library, in a process that
-/// has loaded libqzsim.so.
+/// Loads the simulated diagnostic library and finds its functions.
 #pragma once
 
 #include <array>
@@ -57,9 +56,8 @@ protected:
 
     void openLibrary()
     {
-        mPreloaded = ::dlopen(QZSIM_LIBRARY, RTLD_LAZY);
-        mLibrary = ::dlopen("/usr/lib/libvqm.so", RTLD_LAZY);
-        if (mPreloaded == nullptr || mLibrary == nullptr)
+        mLibrary = ::dlopen(QZSIM_VQM_LIBRARY, RTLD_LAZY);
+        if (mLibrary == nullptr)
         {
             throw std::runtime_error(::dlerror());
         }
@@ -75,11 +73,7 @@ protected:
     }
 
     /// Unloads the library: nothing else has it open.
-    void closeLibrary()
-    {
-        ::dlclose(mLibrary);
-        ::dlclose(mPreloaded);
-    }
+    void closeLibrary() { ::dlclose(mLibrary); }
 
     void choose(std::string const& aScenario)
     {
@@ -117,7 +111,6 @@ protected:
     }
 
     ScratchFolder mFolder;
-    void* mPreloaded = nullptr;
     void* mLibrary = nullptr;
     std::array<unsigned char, 3456> mTable = {};
     unsigned int mId = 0;  ///< identifier of the last Quazor registration

@@ -65,14 +65,23 @@ protected:
     }
 };
 
-TEST_F(DiagnosticLibrary, OpeningItsPathYieldsThePreloadedLibrary) { EXPECT_EQ(mLibrary, mPreloaded); }
-
 TEST_F(DiagnosticLibrary, ReportsItsVersionBeforeAndAfterInitialization)
 {
     choose(twoBoards);
     EXPECT_EQ(version(), "2.1.0");
     init();
     EXPECT_EQ(version(), "2.1.0");
+}
+
+TEST_F(DiagnosticLibrary, RequiresTheRecordVersionOfTheScenario)
+{
+    init("[diagnostics]\nrequired_record_version = 3\n" + std::string(oneBoard));
+    std::array<unsigned char, 152> record = {};
+    record[0] = 4;
+    EXPECT_EQ(mGetDrvInfo(0, record.data()), QZ_BAD_ARGUMENT);
+    record[0] = 3;
+    EXPECT_EQ(mGetDrvInfo(0, record.data()), ok);
+    EXPECT_EQ(record[0], 4) << "the library does not write its own version";
 }
 
 TEST_F(DiagnosticLibrary, ReportsDefaultVersions)

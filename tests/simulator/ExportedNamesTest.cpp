@@ -1,5 +1,6 @@
-// Each symbol that libqzsim.so exports overrides that symbol in every program that preloads it. It must therefore
-// export exactly the symbols that simulator/library/libqzsim.map lists.
+// Each symbol that libqzsim.so exports overrides that symbol in every program that preloads it. The other libraries export
+// what a program looks up in them. Each must export exactly the symbols that its .map file lists.
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -13,18 +14,20 @@
 
 namespace
 {
-/// @return the names between "global:" and "local:" of a version script
+namespace fs = std::filesystem;
+
+/// @return the names before "local:" of a version script
 std::set<std::string> listedNames(std::string const& aPath)
 {
     std::ifstream file(aPath);
     std::set<std::string> names;
     std::string word;
-    while (file >> word && word != "global:")
-    {
-    }
     while (file >> word && word != "local:")
     {
-        names.insert(word.substr(0, word.find(';')));
+        if (word.back() == ';')
+        {
+            names.insert(word.substr(0, word.find(';')));
+        }
     }
     return names;
 }
@@ -42,11 +45,26 @@ std::set<std::string> exportedNames(std::string const& aPath)
     return names;
 }
 
-TEST(ExportedNames, MatchTheVersionScript)
+TEST(ExportedNames, PreloadedLibraryReplacesOnlyWhatItMust)
 {
-    std::set<std::string> const listed = listedNames(QZSIM_MAP);
-    EXPECT_THAT(listed, testing::Contains("HBA_RegisterLibrary"));
-    EXPECT_THAT(listed, testing::Contains(QZ_SIMULATOR_MARKER));
-    EXPECT_EQ(exportedNames(QZSIM_LIBRARY), listed);
+    EXPECT_THAT(exportedNames(QZSIM_LIBRARY), testing::ElementsAre("dlopen", "fopen", "fopen64"));
+}
+
+TEST(ExportedNames, HbaLibraryExportsOnlyItsRegistration)
+{
+    EXPECT_THAT(exportedNames(QZSIM_HBA_LIBRARY),
+                testing::ElementsAre("HBA_RegisterLibrary", "HBA_RegisterLibraryV2"));
+}
+
+TEST(ExportedNames, MatchTheVersionScripts)
+{
+    fs::path const folder = fs::path(QZSIM_LIBRARY).parent_path();
+    for (char const* const name : {"libqzsim", "libqzsim-hba", "libqzsim-vqm", "libqzsim-vqm-kept"})
+    {
+        EXPECT_EQ(exportedNames((folder / name).string() + ".so"),
+                  listedNames(QZSIM_MAPS "/" + std::string(name) + ".map"))
+            << name;
+    }
+    EXPECT_THAT(exportedNames(QZSIM_VQM_LIBRARY), testing::Contains(QZ_SIMULATOR_MARKER));
 }
 }  // namespace

@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -132,6 +133,23 @@ TEST(Faults, StrikesAreCountedPerFault)
     EXPECT_EQ(strikes.of(1), 2U);
 }
 
+TEST(Faults, DelayBetweenTwoLimitsVariesAndIsTheSameInEveryProcess)
+{
+    Fault uniform = faultOfRange(Call::openAdapter, "", 1, qzsim::endless);
+    uniform.mReaction.mDelayMs = 10;
+    uniform.mReaction.mLongestDelayMs = 13;
+    Faults one = scheduled({uniform});
+    Faults other = scheduled({uniform});
+    std::set<std::uint32_t> delays;
+    for (int count = 0; count < 200; ++count)
+    {
+        std::uint32_t const delay = one.next(Call::openAdapter, "a").mDelayMs;
+        EXPECT_EQ(other.next(Call::openAdapter, "a").mDelayMs, delay);
+        delays.insert(delay);
+    }
+    EXPECT_EQ(delays, (std::set<std::uint32_t>{10, 11, 12, 13}));
+}
+
 TEST(Faults, CountsSurviveANewSchedule)
 {
     std::vector<Fault> const schedule = {fault(Call::loadLibrary, "", 1),
@@ -140,5 +158,62 @@ TEST(Faults, CountsSurviveANewSchedule)
     EXPECT_EQ(faults.next(Call::loadLibrary).mAnswer, busy);
     faults.schedule(schedule);
     EXPECT_EQ(faults.next(Call::loadLibrary).mAnswer, unavailable);
+}
+
+Fault namedFault(bool aIsActive, std::uint32_t aFirst = 1, std::uint32_t aLast = 1)
+{
+    Fault named = faultOfRange(Call::openAdapter, "", aFirst, aLast);
+    named.mName = "x";
+    named.mIsActive = aIsActive;
+    return named;
+}
+
+TEST(Faults, FaultThatIsNotActiveDoesNotStrike)
+{
+    Faults faults = scheduled({namedFault(false)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+}
+
+TEST(Faults, FaultCountsItsCallsFromItsStart)
+{
+    Faults faults = scheduled({namedFault(false, 2, 2)});
+    faults.next(Call::openAdapter, "a");
+    faults.next(Call::openAdapter, "a");
+    faults.update({namedFault(true, 2, 2)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+    faults.update({namedFault(true, 2, 2)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+}
+
+TEST(Faults, FaultThatStartsAgainCountsAgain)
+{
+    Faults faults = scheduled({namedFault(true)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+    faults.update({namedFault(false)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, std::nullopt);
+    faults.update({namedFault(true)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+}
+
+TEST(Faults, FaultThatIsAddedCountsItsCallsFromThen)
+{
+    Faults faults = scheduled({});
+    faults.next(Call::openAdapter, "a");
+    faults.update({namedFault(true)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+    EXPECT_EQ(faults.callsOf(Call::openAdapter), 2U);
+    EXPECT_EQ(faults.callsOf(Call::loadLibrary), 0U);
+}
+
+TEST(Faults, FaultThatWasAddedHasNoStrikes)
+{
+    StrikesFile const file(1);
+    Strikes const strikes(file.path(), 1);
+    Faults faults;
+    faults.schedule({fault(Call::loadLibrary, "", 1)}, strikes);
+    faults.update({fault(Call::loadLibrary, "", 1), namedFault(true)});
+    EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
+    EXPECT_EQ(strikes.of(0), 0U);
+    EXPECT_EQ(strikes.of(1), 0U);
 }
 }  // namespace

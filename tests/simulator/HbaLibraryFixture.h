@@ -31,7 +31,7 @@ protected:
     static constexpr HBA_STATUS ok = HBA_STATUS_OK;
     static constexpr HBA_STATUS busy = HBA_STATUS_ERROR_BUSY;
 
-    HbaLibraryFixture() : mLibrary(::dlopen(QZSIM_LIBRARY, RTLD_LAZY))
+    HbaLibraryFixture() : mLibrary(::dlopen(QZSIM_HBA_LIBRARY, RTLD_LAZY))
     {
         if (mLibrary == nullptr)
         {

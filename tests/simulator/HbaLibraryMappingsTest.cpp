@@ -12,53 +12,14 @@
 
 #include "simulator/scenario/Wwn.h"
 #include "tests/simulator/HbaQueryFixture.h"
+#include "tests/simulator/MappingBlock.h"
 
 using qzsim::textOf;
 using testing::ElementsAre;
 
 namespace
 {
-
-/// A caller's block with room for exactly this many entries.
-class Block
-{
-public:
-    explicit Block(HBA_UINT32 aRoom)
-        : mBytes(offsetof(HBA_FCPTARGETMAPPING, entry) + aRoom * sizeof(HBA_FCPSCSIENTRY), fill)
-    {
-        setNumber(aRoom);
-    }
-
-    HBA_FCPTARGETMAPPING* get() { return reinterpret_cast<HBA_FCPTARGETMAPPING*>(mBytes.data()); }
-
-    HBA_UINT32 number() const
-    {
-        HBA_UINT32 number;
-        std::memcpy(&number, mBytes.data(), sizeof number);
-        return number;
-    }
-
-    void setNumber(HBA_UINT32 aNumber) { std::memcpy(mBytes.data(), &aNumber, sizeof aNumber); }
-
-    HBA_FCPSCSIENTRY entry(std::size_t aIndex) const
-    {
-        HBA_FCPSCSIENTRY entry;
-        std::size_t const place = offsetof(HBA_FCPTARGETMAPPING, entry) + aIndex * sizeof entry;
-        std::memcpy(&entry, mBytes.data() + place, sizeof entry);
-        return entry;
-    }
-
-private:
-    std::vector<unsigned char> mBytes;
-};
-
-/// @return bus, target and LUN of an entry, to compare them at once
-std::string addressOf(HBA_FCPSCSIENTRY const& aEntry)
-{
-    HBA_SCSIID const& id = aEntry.ScsiId;
-    return std::to_string(id.ScsiBusNumber) + ':' + std::to_string(id.ScsiTargetNumber) + ':' +
-           std::to_string(id.ScsiOSLun);
-}
+using Block = MappingBlock<HBA_FCPTARGETMAPPING>;
 
 class HbaLibraryMappings : public HbaQueryFixture
 {

@@ -38,6 +38,14 @@ protected:
     static constexpr HBA_STATUS badName = HBA_STATUS_ERROR_ILLEGAL_WWN;
     static constexpr HBA_STATUS moreData = HBA_STATUS_ERROR_MORE_DATA;
 
+    /// @name The ports and targets of the fabric
+    /// @{
+    static constexpr char const* firstPort = "10:00:00:00:00:00:00:01";
+    static constexpr char const* secondPort = "10:00:00:00:00:00:00:02";
+    static constexpr char const* sharedTarget = "50:00:00:00:00:00:00:01";  ///< both ports see it
+    static constexpr char const* secondTarget = "50:00:00:00:00:00:00:02";  ///< the second port sees it
+    /// @}
+
     HbaQueryFixture() { loadWith(""); }
 
     /// Loads the fabric with a fault and opens the first adapter.

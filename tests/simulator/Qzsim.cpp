@@ -1,8 +1,23 @@
 #include "tests/simulator/Qzsim.h"
 
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
+namespace fs = std::filesystem;
+
 std::string shipped(std::string const& aScenario) { return std::string(QZSIM_SCENARIOS "/") + aScenario; }
+
+fs::path copyOfLibraries(fs::path const& aFolder)
+{
+    fs::path const original = QZSIM_LIBRARY;
+    for (char const* const name :
+         {"libqzsim.so", "libqzsim-hba.so", "libqzsim-vqm.so", "libqzsim-vqm-kept.so"})
+    {
+        fs::copy_file(original.parent_path() / name, aFolder / name);
+    }
+    return aFolder / original.filename();
+}
 
 ProcessResult runQzsim(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment)
 {

@@ -2,6 +2,7 @@
 /// Runs qzsim as a user does.
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -14,6 +15,10 @@ constexpr int misused = 2;
 
 /// @return the path of a scenario that is shipped with the simulator
 std::string shipped(std::string const& aScenario);
+
+/// Copies the simulated libraries.
+/// @return the path of the copied libqzsim.so
+std::filesystem::path copyOfLibraries(std::filesystem::path const& aFolder);
 
 ProcessResult runQzsim(Arguments aArguments, std::map<std::string, std::string> const& aEnvironment = {});
 

@@ -10,9 +10,11 @@
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 
+using testing::AllOf;
 using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 namespace fs = std::filesystem;
@@ -41,6 +43,49 @@ TEST(QzsimCommandLine, CheckReportsAnUnreadableScenario)
 {
     expectMisuse(runQzsim({"--check", "--scenario", "/nowhere/none.toml"}),
                  "/nowhere/none.toml: cannot be read: No such file or directory");
+}
+
+TEST(QzsimCommandLine, ProgramUsesAScenarioThatIsAPipe)
+{
+    ProcessResult const result = runProcess(
+        {QZSIM, "--scenario", "/dev/stdin", HBA_PROBE, "load", "count", "free", "load", "count", "free"}, {},
+        "[[adapter]]\nname = \"example-fc-0\"\n");
+    EXPECT_EQ(result.mOutput, "load: 0\ncount: 1\nfree: 0\nload: 0\ncount: 1\nfree: 0\n");
+    EXPECT_EQ(result.mErrors, "");
+}
+
+TEST(QzsimCommandLine, RefusesAScenarioWithoutEnd)
+{
+    expectMisuse(runQzsim({"--check", "--scenario", "/dev/zero"}),
+                 "/dev/zero: cannot be read: it has more than 16777216 bytes");
+}
+
+TEST(QzsimCommandLine, ReportsThatItsOutputCannotBeWritten)
+{
+    for (std::string const& arguments : {"--check --scenario '" + shipped("failing-name.toml") + '\'',
+                                         std::string("--help"), std::string("--version")})
+    {
+        ProcessResult const result = runProcess({"sh", "-c", "exec " QZSIM " " + arguments + " >/dev/full"});
+        EXPECT_EQ(result.mErrors, "qzsim: cannot write standard output: No space left on device\n")
+            << arguments;
+        EXPECT_EQ(result.mExitStatus, misused) << arguments;
+    }
+}
+
+TEST(QzsimCommandLine, MessagesEscapeControlCharacters)
+{
+    expectMisuse(runQzsim({"--check", "--scenario", "/nowhere/\x1b[2J\n"}),
+                 "/nowhere/\\u001B[2J\\u000A: cannot be read: No such file or directory");
+    expectMisuse(runQzsimOnTwoAdapters({"--\x1b"}),
+                 "The following argument was not expected: --\\u001B; see qzsim --help");
+    EXPECT_EQ(runQzsimOnTwoAdapters({"no\x1bprogram"}).mErrors,
+              "qzsim: cannot run \"no\\u001Bprogram\": No such file or directory\n");
+    EXPECT_THAT(runQzsimOnTwoAdapters({"--library", "/no\x1bwhere.so", "echo"}).mErrors,
+                AllOf(StartsWith("qzsim: the library \"/no\\u001Bwhere.so\" cannot be preloaded: "),
+                      Not(HasSubstr("\x1b"))));
+    ScratchFolder const folder;
+    EXPECT_THAT(runQzsim({"--check", "--scenario", folder.write("bad\x1b.toml", "x = 1\n")}).mErrors,
+                HasSubstr("/bad\\u001B.toml:1:1: expected a key"));
 }
 
 TEST(QzsimCommandLine, CheckRefusesAProgram)
@@ -93,10 +138,25 @@ TEST(QzsimCommandLine, RefusesALibraryWhosePathCannotBePreloaded)
 
 TEST(QzsimCommandLine, RefusesALibraryWhosePathIsTooLong)
 {
-    ProcessResult const result = runQzsimOnTwoAdapters({"--library", '/' + std::string(255, 'x'), "echo"});
+    ScratchFolder const folder;
+    std::string const longName(255 - folder.path().native().size(), 'x');
+    fs::create_directory(folder.path() / longName);
+    ProcessResult const result =
+        runQzsimOnTwoAdapters({"--library", copyOfLibraries(folder.path() / longName), "echo"});
     EXPECT_EQ(result.mExitStatus, misused);
     EXPECT_THAT(result.mErrors,
-                EndsWith("cannot be preloaded: its path must not be longer than 255 bytes\n"));
+                EndsWith("cannot be preloaded: the path of libqzsim-hba.so in its folder must "
+                         "not be longer than 255 bytes\n"));
+}
+
+TEST(QzsimCommandLine, RefusesALibraryWithoutItsCompanions)
+{
+    ScratchFolder const folder;
+    fs::path const library = copyOfLibraries(folder.path());
+    fs::remove(folder.path() / "libqzsim-vqm-kept.so");
+    expectMisuse(runQzsimOnTwoAdapters({"--library", library, "echo"}),
+                 "the library \"" + library.string() +
+                     "\" cannot be preloaded: its folder has no libqzsim-vqm-kept.so");
 }
 
 TEST(QzsimCommandLine, RefusesALibraryThatDoesNotExist)
@@ -106,11 +166,10 @@ TEST(QzsimCommandLine, RefusesALibraryThatDoesNotExist)
     EXPECT_THAT(result.mErrors, StartsWith("qzsim: the library \"/nowhere/none.so\" cannot be preloaded: "));
 }
 
-TEST(QzsimCommandLine, RefusesALibraryThatIsNotAnHbaLibrary)
+TEST(QzsimCommandLine, RefusesAForeignLibrary)
 {
     expectMisuse(runQzsimOnTwoAdapters({"--library", FOREIGN_LIBRARY, "echo"}),
-                 "the library \"" FOREIGN_LIBRARY
-                 "\" cannot be preloaded: it does not export HBA_RegisterLibrary");
+                 "the library \"" FOREIGN_LIBRARY "\" cannot be preloaded: it does not replace dlopen");
 }
 
 TEST(QzsimCommandLine, ReportsWhereItSearchedForTheLibrary)

@@ -11,8 +11,10 @@
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 
+using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace fs = std::filesystem;
 
@@ -75,6 +77,116 @@ TEST(QzsimDiagnostics, DoesNotAffectOtherLibraryPaths)
     }
 }
 
+TEST(QzsimDiagnostics, ClosingTheLibraryUnloadsIt)
+{
+    EXPECT_EQ(qzsimOnEvents({vqmProbe, openLibrary, "init", "close", openLibrary, "link=0", "init", "close"})
+                  .mOutput,
+              opened + "init: 2, driver \"4.0.12\"\nclose: gone\n" + opened +
+                  "link 0: 1 first 00:00:00:00:00:00:00:00 second 00:00:00:00:00:00:00:00\n"
+                  "init: 2, driver \"4.0.12\"\nclose: gone\n");
+}
+
+TEST(QzsimDiagnostics, ClosingTheLibraryEndsTheEvents)
+{
+    // A callback after dlclose would crash: its thread would run unmapped code.
+    EXPECT_EQ(onBusyBoard({"init", "plain=0", "events=100", "close", openLibrary, "init", "close"}),
+              opened + "init: 1, driver \"1.0.0\"\nplain 0: 0\n(events)\nclose: gone\n" + opened +
+                  "init: 1, driver \"1.0.0\"\nclose: gone\n");
+}
+
+TEST(QzsimDiagnostics, CallAfterTheLastCloseCrashes)
+{
+    ProcessResult const result = qzsimOnEvents({vqmProbe, openLibrary, "init", "stale"});
+    EXPECT_NE(result.mExitStatus, 0);
+    EXPECT_THAT(result.mOutput, Not(HasSubstr("stale")));
+}
+
+TEST(QzsimDiagnostics, KeptLibraryReportsACallAfterTheLastClose)
+{
+    ProcessResult const result = runQzsim({"--keep-loaded", "--scenario", shipped("diagnostic-events.toml"),
+                                           vqmProbe, openLibrary, "init", "stale"});
+    EXPECT_EQ(result.mOutput, opened + "init: 2, driver \"4.0.12\"\nstale: link 1\nstale: init 0\n");
+    EXPECT_EQ(result.mErrors,
+              "libqzsim: VQM_GetLinkInfo was called after the last dlclose of the library\n"
+              "libqzsim: VQM_InitDiagEnv was called after the last dlclose of the library\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzsimDiagnostics, KeptLibraryStartsFromNothingWhenOpenedAgain)
+{
+    EXPECT_EQ(runQzsim({"--keep-loaded", "--scenario", shipped("diagnostic-events.toml"), vqmProbe,
+                        openLibrary, "init", "plain=0", "close", openLibrary, "link=0", "init", "close"})
+                  .mOutput,
+              opened + "init: 2, driver \"4.0.12\"\nplain 0: 0\nclose: loaded\n" + opened +
+                  "link 0: 1 first 00:00:00:00:00:00:00:00 second 00:00:00:00:00:00:00:00\n"
+                  "init: 2, driver \"4.0.12\"\nclose: loaded\n");
+}
+
+TEST(QzsimDiagnostics, EndOfTheProcessDoesNotWaitForCallbacks)
+{
+    for (std::string const keeping : {"--keep-loaded", "--"})
+    {
+        ProcessResult const result =
+            runQzsim({"--scenario", shipped("diagnostic-events.toml"), keeping, "timeout", "20", vqmProbe,
+                      openLibrary, "init", "stickInCallbacks", "plain=0", "awaitCallback"});
+        EXPECT_THAT(result.mOutput, EndsWith("in callback\n"));
+        EXPECT_EQ(result.mExitStatus, 0) << keeping;
+    }
+}
+
+/// @return the output of steps under a scenario with these lines in the table [diagnostics]
+std::string withDiagnostics(std::string const& aLines, Arguments aSteps)
+{
+    ScratchFolder const folder;
+    aSteps.insert(
+        aSteps.begin(),
+        {"--scenario", folder.write("scenario.toml", "[diagnostics]\n" + aLines + oneBoard), vqmProbe});
+    return runQzsim(aSteps).mOutput;
+}
+
+TEST(QzsimDiagnostics, LibraryMayBeAbsent)
+{
+    EXPECT_THAT(withDiagnostics("library = \"absent\"\n", {"openBad=/usr/lib/libvqm.so"}),
+                AllOf(HasSubstr("libvqm.so: "),
+                      EndsWith("cannot open shared object file: No such file or directory\n")));
+}
+
+TEST(QzsimDiagnostics, LibraryMayBeBroken)
+{
+    EXPECT_THAT(withDiagnostics("library = \"broken\"\n", {"openBad=/usr/lib/libvqm.so"}),
+                EndsWith(": file too short\n"));
+}
+
+TEST(QzsimDiagnostics, EachFunctionMayBeMissing)
+{
+    std::string const functions[] = {
+        "VQM_GetLibVer",      "VQM_InitDiagEnv",         "VQM_FreeDiagEnv",
+        "VQM_GetDrvInfo",     "VQM_GetLinkInfo",         "RegisterForEvent",
+        "unRegisterForEvent", "VQM_QZ_RegisterForEvent", "VQM_QZ_unRegisterForEvent"};
+    for (std::string const& missing : functions)
+    {
+        Arguments steps = {openLibrary};
+        std::string expected = opened;
+        for (std::string const& function : functions)
+        {
+            steps.push_back("find=" + function);
+            expected +=
+                function + ": " + (function == missing ? "undefined symbol: " + missing : "there") + '\n';
+        }
+        EXPECT_EQ(withDiagnostics("missing_functions = [\"" + missing + "\"]\n", steps), expected);
+    }
+}
+
+TEST(QzsimDiagnostics, SeveralFunctionsMayBeMissing)
+{
+    EXPECT_EQ(withDiagnostics("missing_functions = [\"VQM_GetLibVer\", \"RegisterForEvent\"]\n",
+                              {openLibrary, "find=VQM_GetLibVer", "find=RegisterForEvent", "init"}),
+              opened +
+                  "VQM_GetLibVer: undefined symbol: VQM_GetLibVer\n"
+                  "RegisterForEvent: undefined symbol: RegisterForEvent\n"
+                  "init: 1, driver \"1.0.0\"\n");
+}
+
 TEST(QzsimDiagnostics, VerifyCountsStrikesOfDiagnosticFaults)
 {
     ScratchFolder const folder;
@@ -90,7 +202,7 @@ TEST(QzsimDiagnostics, LibraryMayBeCalledFromAnExitHandler)
 {
     ProcessResult const result =
         qzsimOnEvents({vqmProbe, openLibrary, "lastly", "init", "plain=0", "events=10"});
-    EXPECT_THAT(result.mOutput, EndsWith("lastly: link 1, free\n"));
+    EXPECT_THAT(result.mOutput, EndsWith("lastly: link 0, free\n"));
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
@@ -123,7 +235,7 @@ TEST(QzsimDiagnostics, InstalledLibraryNeedsOnlyTheScenarioVariable)
 {
     ScratchFolder const folder;
     fs::path const library = folder.path() / "libvqm.so";
-    fs::copy_file(QZSIM_LIBRARY, library);
+    fs::copy_file(QZSIM_VQM_LIBRARY, library);
     EXPECT_EQ(runProcess({vqmProbe, "open=" + library.string(), "init", "plain=1", "events=1", "free"},
                          {{"QZSIM_SCENARIO", shipped("diagnostic-events.toml")}})
                   .mOutput,

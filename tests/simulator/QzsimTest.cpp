@@ -101,6 +101,38 @@ TEST(Qzsim, DoesNotAffectOtherFiles)
         "file: a file of its own\nfile: a file of its own\nfile: absent\n");
 }
 
+TEST(Qzsim, OpeningAFileKeepsAPendingErrorOfTheDynamicLinker)
+{
+    ScratchFolder const folder;
+    for (std::string const& path : {folder.write("file", "text\n"), std::string("/etc/hba.conf")})
+    {
+        EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "pendingError=" + path}).mOutput,
+                  "pending: undefined symbol: no_such_function\n");
+    }
+}
+
+TEST(Qzsim, ProgramMayHaveFunctionsWithNamesOfTheVendorLibrary)
+{
+    EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "ownFunction"}).mOutput, "own function: 42\n");
+}
+
+TEST(Qzsim, LibraryOfTheProgramFindsItsNeighboursByName)
+{
+    // The dynamic linker searches the folders of the library that calls dlopen.
+    if (runProcess({hbaProbe, "neighbour"}).mOutput == "neighbour: absent\n")
+    {
+        GTEST_SKIP() << "the address sanitizer replaces dlopen, and hides the caller";
+    }
+    EXPECT_EQ(runQzsimOnTwoAdapters({hbaProbe, "neighbour"}).mOutput, "neighbour: there\n");
+}
+
+TEST(Qzsim, HbaLibraryMayBeCalledFromAnExitFunction)
+{
+    ProcessResult const result = runQzsimOnTwoAdapters({hbaProbe, "lastly", "load"});
+    EXPECT_EQ(result.mOutput, "load: 0\nlastly: 2 adapters\nname 0: 0 \"example-fc-0\"\n");
+    EXPECT_EQ(result.mExitStatus, 0) << result.mErrors;
+}
+
 TEST(Qzsim, PreloadedLibraryWithoutAScenarioChangesNothing)
 {
     Arguments const command = {hbaProbe, "load", "free"};
@@ -172,8 +204,7 @@ TEST(Qzsim, PassesTheAbsolutePathOfTheScenario)
 TEST(Qzsim, UsesTheLibraryNamedByTheUser)
 {
     ScratchFolder const folder;
-    fs::path const library = folder.path() / "other.so";
-    fs::copy_file(QZSIM_LIBRARY, library);
+    fs::path const library = copyOfLibraries(folder.path());
     EXPECT_EQ(runQzsimOnTwoAdapters({"--library", library, hbaProbe, "load", "variable=LD_PRELOAD", "free"})
                   .mOutput,
               "load: 0\nLD_PRELOAD=" + library.string() + "\nfree: 0\n");

@@ -43,7 +43,8 @@ TEST(ScenarioDiagnosticsError, RefusesAnUnknownKey)
 {
     EXPECT_EQ(errorOfDiagnostics("version = 3"),
               "bad.toml:2:1: expected a key of [diagnostics] (library_version, driver_version, "
-              "record_version, feature_list, board, number_of_boards, event), found \"version\"");
+              "record_version, required_record_version, library, missing_functions, feature_list, board, "
+              "number_of_boards, event), found \"version\"");
 }
 
 TEST(ScenarioDiagnosticsError, RefusesVersionsThatAreTooLong)
@@ -60,6 +61,32 @@ TEST(ScenarioDiagnosticsError, RefusesARecordVersionAbove255)
 {
     EXPECT_EQ(errorOfDiagnostics("record_version = 256"),
               "bad.toml:2:18: expected a number from 0 to 255, found 256");
+}
+
+TEST(ScenarioDiagnosticsError, RefusesAnInvalidRequiredRecordVersion)
+{
+    EXPECT_EQ(errorOfDiagnostics("required_record_version = 256"),
+              "bad.toml:2:27: expected a number from 0 to 255, found 256");
+}
+
+TEST(ScenarioDiagnosticsError, RefusesAnUnknownStateOfTheLibrary)
+{
+    EXPECT_EQ(errorOfDiagnostics("library = \"gone\""),
+              "bad.toml:2:11: expected one of present, absent, broken, found \"gone\"");
+}
+
+TEST(ScenarioDiagnosticsError, RefusesMissingFunctionsThatTheLibraryDoesNotHave)
+{
+    EXPECT_EQ(
+        errorOfDiagnostics("missing_functions = \"VQM_GetLibVer\""),
+        "bad.toml:2:21: expected a list of functions such as [\"VQM_GetLibVer\"], found \"VQM_GetLibVer\"");
+    for (std::string const name : {"HBA_OpenAdapter", "QZSIM_IsSimulator"})
+    {
+        EXPECT_EQ(errorOfDiagnostics("missing_functions = [\"" + name + "\"]"),
+                  "bad.toml:2:22: expected a function of the diagnostic library such as \"VQM_GetLibVer\", "
+                  "found \"" +
+                      name + '"');
+    }
 }
 
 TEST(ScenarioDiagnosticsError, RefusesAnInvalidFeatureList)

@@ -57,6 +57,19 @@ TEST(ScenarioDiagnostics, ReadsVersionsAndFeatures)
     EXPECT_EQ(diagnostics.mFeatureList, 0x7fffffffffffffffU);
 }
 
+TEST(ScenarioDiagnostics, SummaryHasWhatTheLibraryLacks)
+{
+    EXPECT_EQ(summaryOf(scenarioOf("[diagnostics]\nlibrary = \"absent\"\n")),
+              "0 adapters, 0 faults\nvendor library: absent\n");
+    EXPECT_EQ(summaryOf(scenarioOf("[diagnostics]\nlibrary = \"broken\"\n")),
+              "0 adapters, 0 faults\nvendor library: broken\n");
+    EXPECT_EQ(summaryOf(scenarioOf("[diagnostics]\nlibrary = \"present\"\n"
+                                   "missing_functions = [\"VQM_GetLibVer\", \"RegisterForEvent\"]\n"
+                                   "required_record_version = 3\n")),
+              "0 adapters, 0 faults\nmissing function: VQM_GetLibVer\nmissing function: RegisterForEvent\n"
+              "required record version: 3\n");
+}
+
 TEST(ScenarioDiagnostics, ReadsFeaturesBeyondTheRangeOfTomlNumbers)
 {
     for (char const* const text : {"0xffffffffffffffff", "0xFFFFFFFFFFFFFFFF"})

@@ -68,7 +68,8 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfAPort)
               "bad.toml:5:1: expected a key of [[adapter.port]] (port_wwn, node_wwn, fc_id, type, state, "
               "supported_classes, supported_fc4_types, active_fc4_types, symbolic_name, os_device_name, "
               "supported_speeds, speed, max_frame_size, fabric_name, statistics, "
-              "statistics_per_second, remote, number_of_discovered_ports), "
+              "statistics_per_second, fc4_statistics, fc4_statistics_per_second, remote, "
+              "number_of_discovered_ports), "
               "found \"luns\"");
 }
 
@@ -146,8 +147,8 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfARemotePort)
     EXPECT_EQ(
         errorOfRemotePort("speed = 1\n"),
         "bad.toml:7:1: expected a key of [[adapter.port.remote]] (port_wwn, node_wwn, fc_id, type, state, "
-        "symbolic_name, role, lun_addressing, luns, inquiry_vendor, inquiry_product, inquiry_revision, "
-        "block_size, blocks, lun), found \"speed\"");
+        "symbolic_name, role, lun_addressing, luns, report_luns_minimum, inquiry_vendor, inquiry_product, "
+        "inquiry_revision, block_size, blocks, lun), found \"speed\"");
 }
 
 TEST(ScenarioPortError, RefusesAnUnknownRole)
@@ -204,7 +205,8 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfALun)
     EXPECT_EQ(
         errorOfRemotePort("[[adapter.port.remote.lun]]\nlun = 1\nid = 1\n"),
         "bad.toml:9:1: expected a key of [[adapter.port.remote.lun]] (lun, inquiry_vendor, inquiry_product, "
-        "inquiry_revision, block_size, blocks, os_device), found \"id\"");
+        "inquiry_revision, block_size, blocks, os_device, luid, fcp_statistics, fcp_statistics_per_second), "
+        "found \"id\"");
 }
 
 TEST(ScenarioPortError, RefusesATableOfALunWithoutNumberOrAbove16383)

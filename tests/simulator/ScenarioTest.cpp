@@ -74,9 +74,10 @@ TEST(Scenario, ReadsWhatAFaultDoesBeyondItsStatus)
     EXPECT_EQ(reaction.mSense->mCode, 255U);
     EXPECT_EQ(reaction.mSense->mQualifier, 254U);
     EXPECT_EQ(reaction.mDelayMs, 4294967295U);
+    EXPECT_EQ(reaction.mLongestDelayMs, 4294967295U);
     EXPECT_EQ(reaction.mLine, "a line");
     EXPECT_EQ(faultWith("call = \"HBA_GetFcpTargetMapping\"\nnth = 1\nstatus = 7\ncount = 4294967295\n")
-                  .mReaction.mCount,
+                  .mReaction.mShape.mCount,
               4294967295U);
 }
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <map>
 #include <mutex>
 #include <sstream>
@@ -33,12 +34,33 @@ constexpr std::size_t firstNamePosition = 160;
 
 void* gLibrary = nullptr;
 
-/// The events that callbacks received, in order.
+/// The events that callbacks received, in order. They are never destroyed: callbacks run until the process is gone.
 std::mutex gMutex;
-std::vector<std::string> gEvents;
+std::vector<std::string>& gEvents = *new std::vector<std::string>;
 
 /// Exit status with which the first callback ends the process; negative: callbacks do not end it.
 std::atomic<int> gExitStatus = -1;
+
+/// Whether callbacks never return, and whether one is running.
+std::atomic<bool> gIsStuck = false;
+std::atomic<bool> gIsInCallback = false;
+
+[[noreturn]] void waitForEver()
+{
+    for (;;)
+    {
+        ::pause();
+    }
+}
+
+void awaitCallback(std::string const&)
+{
+    while (!gIsInCallback)
+    {
+        std::this_thread::yield();
+    }
+    std::printf("in callback\n");
+}
 
 template <typename Function>
 Function* function(char const* aName)
@@ -50,6 +72,50 @@ void openLibrary(std::string const& aPath)
 {
     gLibrary = ::dlopen(aPath.c_str(), RTLD_LAZY);
     std::printf("open %s: %s\n", aPath.c_str(), gLibrary == nullptr ? "absent" : "there");
+}
+
+void openBadLibrary(std::string const& aPath)
+{
+    bool const isThere = ::dlopen(aPath.c_str(), RTLD_LAZY) != nullptr;
+    std::printf("open: %s\n", isThere ? "there" : ::dlerror());
+}
+
+void findFunction(std::string const& aName)
+{
+    bool const isThere = ::dlsym(gLibrary, aName.c_str()) != nullptr;
+    std::printf("%s: %s\n", aName.c_str(), isThere ? "there" : std::strchr(::dlerror(), ':') + 2);
+}
+
+/// @return whether a file with this name is mapped into the process
+bool isMapped(std::string const& aName)
+{
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    while (std::getline(maps, line))
+    {
+        if (line.find(aName) != std::string::npos)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+void closeLibrary(std::string const&)
+{
+    ::dlclose(gLibrary);
+    std::printf("close: %s\n", isMapped("libqzsim-vqm.so") ? "loaded" : "gone");
+}
+
+/// Calls a function of the library after its last dlclose.
+void callStaleFunction(std::string const&)
+{
+    auto* const query = function<unsigned int(unsigned int, void*)>("VQM_GetLinkInfo");
+    auto* const initialization = function<unsigned int(void*, unsigned int)>("VQM_InitDiagEnv");
+    ::dlclose(gLibrary);
+    std::array<unsigned char, 168> record{};
+    std::printf("stale: link %u\n", query(0, record.data()));
+    std::printf("stale: init %u\n", initialization(nullptr, 0));
 }
 
 void printVersion(std::string const&)
@@ -108,6 +174,11 @@ void note(std::string const& aInterface, unsigned int aBoard, unsigned int aCate
     std::ostringstream line;
     line << aInterface << " board " << aBoard << " category " << aCategory << '/' << aSubcategory << ' '
          << static_cast<char const*>(aContext) << " length " << aEvent->mLength;
+    if (gIsStuck)
+    {
+        gIsInCallback = true;
+        waitForEver();
+    }
     if (gExitStatus >= 0)
     {
         std::exit(gExitStatus);
@@ -197,14 +268,6 @@ void forkProcess(std::string const&)
     std::exit(EXIT_SUCCESS);
 }
 
-[[noreturn]] void waitForEver(std::string const&)
-{
-    for (;;)
-    {
-        ::pause();
-    }
-}
-
 /// Exit handler that calls the library after the library's own cleanup.
 void callLastly()
 {
@@ -217,6 +280,11 @@ void callLastly()
 
 Steps const steps = {
     {"open", openLibrary},
+    {"openBad", openBadLibrary},
+    {"find", findFunction},
+    {"close", closeLibrary},
+    {"stale", callStaleFunction},
+    {"stickInCallbacks", [](std::string const&) { gIsStuck = true; }},
     {"version", printVersion},
     {"init", initialize},
     {"free", freeEnvironment},
@@ -228,7 +296,8 @@ Steps const steps = {
     {"lastly", [](std::string const&) { std::atexit(callLastly); }},
     {"fork", forkProcess},
     {"exitInCallbacks", [](std::string const& aStatus) { gExitStatus = std::stoi(aStatus); }},
-    {"waitForEver", waitForEver},
+    {"awaitCallback", awaitCallback},
+    {"waitForEver", [](std::string const&) { waitForEver(); }},
 };
 }  // namespace
 

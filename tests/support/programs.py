@@ -1,4 +1,4 @@
-"""Reads verbs, options and exit codes from qzagent and qzsim, for tests that compare documents with them."""
+"""Reads verbs, options and exit codes from the programs, for tests that compare documents with them."""
 
 import json
 import os
@@ -8,6 +8,7 @@ import tempfile
 
 QZAGENT = os.environ["QZAGENT"]
 QZSIM = os.environ["QZSIM"]
+QZSIMCTL = os.environ["QZSIMCTL"]
 
 
 def run(*command):

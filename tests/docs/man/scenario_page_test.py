@@ -18,12 +18,20 @@ LEADING = {
     "[[adapter.port]]": ["[[adapter]]"],
     "[adapter.port.statistics]": ["[[adapter]]", "[[adapter.port]]"],
     "[adapter.port.statistics_per_second]": ["[[adapter]]", "[[adapter.port]]"],
+    "[adapter.port.fc4_statistics]": ["[[adapter]]", "[[adapter.port]]"],
+    "[adapter.port.fc4_statistics_per_second]": ["[[adapter]]", "[[adapter.port]]"],
     "[[adapter.port.remote]]": ["[[adapter]]", "[[adapter.port]]"],
     "[[adapter.port.remote.lun]]": ["[[adapter]]", "[[adapter.port]]", "[[adapter.port.remote]]"],
+    "[adapter.port.remote.lun.fcp_statistics]": [
+        "[[adapter]]", "[[adapter.port]]", "[[adapter.port.remote]]", "[[adapter.port.remote.lun]]"],
+    "[adapter.port.remote.lun.fcp_statistics_per_second]": [
+        "[[adapter]]", "[[adapter.port]]", "[[adapter.port.remote]]", "[[adapter.port.remote.lun]]"],
+    "[[adapter.event]]": ["[[adapter]]"],
     "[diagnostics]": [],
     "[[diagnostics.board]]": [],
     "[[diagnostics.event]]": ["[[diagnostics.board]]"],
     "[[fault]]": [],
+    "[[timeline]]": [],
 }
 
 # Valid values of all required keys.
@@ -34,11 +42,14 @@ SAMPLES = {
     "second_wwn": '"10:00:00:00:c9:00:00:01"',
     "board": "0",
     "lun": "0",
+    "type": '"ADAPTER_CHANGE"',
     "category": "0",
     "subcategory": "0",
     "call": '"HBA_OpenAdapter"',
     "nth": "1",
     "status": "1",
+    "at_ms": "1",
+    "set": "{ number_of_adapters = 1 }",
 }
 
 HIGHEST_NUMBER = 4294967295
@@ -73,7 +84,10 @@ DEFAULTS = {
     "ONLINE": ('"ONLINE"', '"OFFLINE"'),
     "UNKNOWN": ('"UNKNOWN"', '"1GBIT"'),
     "not offered": ('"not offered"', "7"),
+    "true": ("true", "false"),
     "target": ('"target"', '"initiator"'),
+    "present": ('"present"', '"absent"'),
+    "no functions": ("[]", '["VQM_GetLibVer"]'),
 }
 
 # Tables without which the program does not query the table under test.
@@ -84,9 +98,13 @@ FOLLOWING = {
 }
 
 
+# Keys of which the table needs one.
+ALTERNATIVES = {"[[fault]]": ["status"], "[[timeline]]": ["at_ms", "set"]}
+
+
 def required_keys(table):
     keys = [key for key, text in man_page.terms(TABLES[table]) if "Required." in text]
-    return keys + ["status"] * (table == "[[fault]]")
+    return keys + ALTERNATIVES.get(table, [])
 
 
 def scenario(table, values):
@@ -182,10 +200,10 @@ class PageOfTheScenario(unittest.TestCase):
         self.check_each_key(r"(?!The tables?|For|auto|How).*Default: (?!none are generated|generated)(.*?)\.( |$)", check)
 
     def test_the_page_has_all_names_of_each_named_value(self):
-        for table, key in (("[[adapter]]", "lun_style"),
+        for table, key in (("The scenario", "behaviour"), ("[[adapter]]", "lun_style"), ("[[adapter.event]]", "type"),
                            ("[[adapter.port]]", "type"), ("[[adapter.port]]", "state"), ("[[adapter.port]]", "speed"),
                            ("[[adapter.port.remote]]", "role"), ("[[adapter.port.remote]]", "lun_addressing"),
-                           ("[[fault]]", "call")):
+                           ("[diagnostics]", "library"), ("[[fault]]", "call")):
             with self.subTest(table=table, key=key):
                 complaint = self.complaint(table, {**self.good_values(table), key: '"?"'})
                 names = re.search(r"one of (?:the calls )?(.*?)(?: or a number.*)?, found", complaint)[1].split(", ")

@@ -150,6 +150,13 @@ class DissectorTest(unittest.TestCase):
         self.write([PLAIN + b"\x00\x01"])
         self.assertEqual([["2 bytes after the record"]], fields(self.path, ["_ws.expert.message"]))
 
+    def test_shows_documents_as_json(self):
+        for order in (pcapng.LITTLE, pcapng.BIG):
+            with self.subTest(order=order):
+                self.path.write_bytes(pcapng.section(order) + pcapng.interface(order, b"ports", link_type=149) +
+                                      pcapng.packet(order, b'{"command": "ports"}'))
+                self.assertEqual([["command", "ports"]], fields(self.path, ["json.key", "json.value.string"]))
+
     def test_shows_an_empty_packet_as_malformed(self):
         self.write([b""])
         self.assertEqual([["At byte 0: expected a category, found the end"]], fields(self.path, ["_ws.expert.message"]))

@@ -1,13 +1,14 @@
-"""bash completion offers the verbs, options and arguments that qzagent and qzsim accept."""
+"""bash completion offers the verbs, options and arguments that the programs accept."""
 
 import os
 import pathlib
+import re
 import subprocess
 import tempfile
 import unittest
 
 import programs
-from programs import QZAGENT, QZSIM
+from programs import QZAGENT, QZSIM, QZSIMCTL
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 BASH_COMPLETION = pathlib.Path("/usr/share/bash-completion/bash_completion")
@@ -69,7 +70,8 @@ class Completion(unittest.TestCase):
 
     def test_qzagent_offers_files_for_file_arguments(self):
         for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev", "repair ev", "convert ev",
-                     "repair --output ev", "inventory --output ev", "ports --output ev", "bundle --output ev", "bundle --anonymise ev"):
+                     "repair --output ev", "inventory --output ev", "ports --output ev", "bundle --output ev", "bundle --anonymise ev", "diff ev",
+                     "check ev", "check --baseline ev"):
             with self.subTest(line):
                 self.assertEqual(self.offered("qzagent " + line), {"events.capture"})
 
@@ -78,14 +80,16 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzagent --timeout 5 watch --format "), {"pcapng", "records"})
         self.assertEqual(self.offered("qzagent show --format "), {"pcapng", "records", "json", "hex"})
 
-    def test_qzagent_offers_toml_files_for_event_layouts(self):
+    def test_qzagent_offers_toml_files_for_event_layouts_and_rules(self):
         self.assertEqual(self.offered("qzagent watch --event-layout "), {"two.toml"})
+        self.assertEqual(self.offered("qzagent check --rules "), {"two.toml"})
 
     def test_qzagent_offers_nothing_for_names_and_numbers(self):
         for verb in programs.verbs():
             for option in programs.options_of(QZAGENT, verb) - {
                     "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow",
-                    "--summary", "--hex", "--format", "--time", "--to", "--anonymise"}:
+                    "--summary", "--hex", "--format", "--time", "--to", "--anonymise", "--rules", "--baseline",
+                    "--print-rules"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 
@@ -111,6 +115,16 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzsim --scenario two.toml -- qzagent wa"), {"watch"})
         self.assertEqual(self.offered("qzsim --scenario = two.toml qzagent show --"),
                          programs.options_of_verb("show"))
+
+    def test_qzsim_offers_files_for_the_socket(self):
+        self.assertIn("two.toml", self.offered("qzsim --control "))
+
+    def test_qzsimctl_offers_its_options_sockets_and_commands(self):
+        self.assertEqual(self.offered("qzsimctl -"), programs.options_of(QZSIMCTL))
+        self.assertEqual(self.offered("qzsimctl tw"), {"two.toml"})
+        commands = re.findall(r"^  ([a-z]+) ", programs.help_of(QZSIMCTL).split("\nCommands:\n")[1].split("\n\n")[0], re.M)
+        self.assertEqual(self.offered("qzsimctl --json two.toml "), set(commands))
+        self.assertEqual(self.offered("qzsimctl two.toml fault "), {"start", "end"})
 
 
 if __name__ == "__main__":

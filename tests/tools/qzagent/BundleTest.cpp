@@ -336,9 +336,9 @@ std::string eventWithOriginals()
         payload += name + "|";
     }
     std::string hex;
-    for (unsigned char const byte : payload)
+    for (char const byte : payload)
     {
-        hex += fmt::format("{:02x}", byte);
+        hex += fmt::format("{:02x}", static_cast<unsigned char>(byte));
     }
     return "[[diagnostics.event]]\nboard = 0\ncategory = 9\nsubcategory = 1\nat_ms = 2\npayload = \"" + hex +
            "\"\n";

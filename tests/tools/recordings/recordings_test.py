@@ -1,6 +1,7 @@
 """The files that qzagent watch --output writes, also when it is killed, its disk is full or its file is moved away."""
 
 import collections
+import fcntl
 import json
 import os
 import pathlib
@@ -10,6 +11,7 @@ import signal
 import struct
 import subprocess
 import tempfile
+import termios
 import threading
 import time
 import unittest
@@ -381,10 +383,27 @@ class Files(Recordings):
 
 
 class Drops(Recordings):
+    def await_full_queue(self, agent):
+        """The agent waits for a reader, and its sources, which copied what the queue holds, have little to do."""
+        def ticks():
+            fields = pathlib.Path(f"/proc/{agent.pid}/stat").read_text(encoding="utf-8").rsplit(")", 1)[1].split()
+            return int(fields[11]) + int(fields[12])
+
+        def has_output():
+            return struct.unpack("i", fcntl.ioctl(agent.stdout, termios.FIONREAD, bytes(4)))[0] > 4096
+
+        def is_idle():
+            before = ticks()
+            time.sleep(1)
+            return ticks() - before <= 2
+
+        self.await_condition(has_output)
+        self.await_condition(is_idle)
+
     def watch_without_reader(self, scenario_text, *arguments):
         """Reads what the agent prints only after its queue is full, and then ends it unless it ends by itself."""
         agent = self.start(scenario_text, "--print", "--json", *arguments)
-        time.sleep(1.5)
+        self.await_full_queue(agent)
         if "--count" not in arguments:
             threading.Timer(2, agent.send_signal, [signal.SIGTERM]).start()
         output, errors = agent.communicate(timeout=60)

@@ -1,0 +1,74 @@
+/// @file
+/// Reads the attributes that ports of an adapter and remote ports have in common.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+#include <hbaapi.h>
+
+#include "simulator/scenario/WwnReader.h"
+#include "toml/Named.h"
+#include "toml/TomlValue.h"
+#include "toml/ValueReader.h"
+
+namespace qzsim
+{
+constexpr std::uint32_t highestFcId = 0xffffff;
+
+inline constexpr tomlfile::Named<HBA_PORTTYPE> portTypes[] = {
+    {"UNKNOWN", HBA_PORTTYPE_UNKNOWN},
+    {"OTHER", HBA_PORTTYPE_OTHER},
+    {"NOTPRESENT", HBA_PORTTYPE_NOTPRESENT},
+    {"NPORT", HBA_PORTTYPE_NPORT},
+    {"NLPORT", HBA_PORTTYPE_NLPORT},
+    {"FLPORT", HBA_PORTTYPE_FLPORT},
+    {"FPORT", HBA_PORTTYPE_FPORT},
+    {"LPORT", HBA_PORTTYPE_LPORT},
+    {"PTP", HBA_PORTTYPE_PTP},
+};
+
+inline constexpr tomlfile::Named<HBA_PORTSTATE> portStates[] = {
+    {"UNKNOWN", HBA_PORTSTATE_UNKNOWN},
+    {"ONLINE", HBA_PORTSTATE_ONLINE},
+    {"OFFLINE", HBA_PORTSTATE_OFFLINE},
+    {"BYPASSED", HBA_PORTSTATE_BYPASSED},
+    {"DIAGNOSTICS", HBA_PORTSTATE_DIAGNOSTICS},
+    {"LINKDOWN", HBA_PORTSTATE_LINKDOWN},
+    {"ERROR", HBA_PORTSTATE_ERROR},
+    {"LOOPBACK", HBA_PORTSTATE_LOOPBACK},
+};
+
+// Each of these functions reads a value into one field of the record's attributes.
+
+template <auto field, typename Record>
+void attributeText(tomlfile::TomlValue const& aValue, Record& aRecord)
+{
+    auto& content = aRecord.mAttributes.*field;
+    tomlfile::readText(aValue, content, sizeof content);
+}
+
+template <auto field, typename Record>
+void attributeWwn(tomlfile::TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mAttributes.*field = readWwn(aValue);
+}
+
+template <auto field, std::uint32_t highest, typename Record>
+void attributeNumber(tomlfile::TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mAttributes.*field = tomlfile::readNumber(aValue, 0, highest);
+}
+
+template <auto field, auto const& table, typename Record>
+void attributeNamed(tomlfile::TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mAttributes.*field = tomlfile::readNamed(aValue, table);
+}
+
+/// Adds an FC-4 type to the list of a port.
+void addFc4Type(HBA_FC4TYPES& aTypes, std::uint32_t aType);
+
+/// @return the attributes of a port for which the scenario gives only its names
+HBA_PORTATTRIBUTES usualPort(HBA_WWN const& aNode, HBA_WWN const& aFabric);
+}  // namespace qzsim

@@ -1,0 +1,87 @@
+#include "simulator/world/Journal.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "simulator/control/Descriptor.h"
+
+namespace qzsim
+{
+namespace
+{
+[[noreturn]] void refuseJournal(std::string const& aPath)
+{
+    throw std::runtime_error(
+        fmt::format("cannot record changes in \"{}\": {}", aPath, std::generic_category().message(errno)));
+}
+}  // namespace
+
+void Journal::append(std::string const& aLine)
+{
+    std::string const line = aLine + '\n';
+    if (!isShared())
+    {
+        mUnread += line;
+        return;
+    }
+    Descriptor const file(::open(mPath.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    // One call: the system then keeps the lines of different processes apart.
+    if (file.number() < 0 ||
+        ::write(file.number(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
+    {
+        refuseJournal(mPath);
+    }
+}
+
+std::vector<std::string> Journal::takeNew()
+{
+    if (isShared())
+    {
+        readFile();
+    }
+    std::vector<std::string> lines;
+    for (std::size_t end = mUnread.find('\n'); end != std::string::npos; end = mUnread.find('\n'))
+    {
+        lines.push_back(mUnread.substr(0, end));
+        mUnread.erase(0, end + 1);
+    }
+    return lines;
+}
+
+void Journal::readFile()
+{
+    // Without a look at the size, each call of the simulated libraries would open a file.
+    struct stat status = {};
+    if (::stat(mPath.c_str(), &status) != 0 || static_cast<std::size_t>(status.st_size) <= mPosition)
+    {
+        return;
+    }
+    std::ifstream file(mPath, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(mPosition));
+    std::string const added(std::istreambuf_iterator<char>(file), {});
+    mPosition += added.size();
+    mUnread += added;
+}
+
+JournalFile::JournalFile() : mPath(std::filesystem::temp_directory_path() / "qzsim-journal-XXXXXX")
+{
+    Descriptor const file(::mkostemp(mPath.data(), O_CLOEXEC));
+    if (file.number() < 0)
+    {
+        refuseJournal(mPath);
+    }
+}
+
+JournalFile::~JournalFile() { ::unlink(mPath.c_str()); }
+}  // namespace qzsim

@@ -1,0 +1,156 @@
+// The commands of qzsimctl, as the simulation answers them.
+#include <chrono>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulator/control/Strikes.h"
+#include "simulator/scenario/Scenario.h"
+#include "simulator/world/Commands.h"
+#include "simulator/world/World.h"
+#include "toml/TomlValue.h"
+
+using qzsim::Commands;
+using qzsim::Strikes;
+using qzsim::StrikesFile;
+using qzsim::World;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+constexpr char const* controlledContent =
+    "[[adapter]]\nname = \"my adapter\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+    "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\nsecond_wwn = "
+    "\"10:00:00:00:00:00:00:09\"\n"
+    "[[fault]]\nname = \"busy\"\nactive = false\ncall = \"HBA_OpenAdapter\"\nnth = 1\nstatus = 1\n"
+    "[[timeline]]\nat_ms = 1000\nset = { number_of_adapters = 9 }\n";
+
+class CommandsFixture : public testing::Test
+{
+protected:
+    std::string answer(std::string const& aCommand) { return mCommands.answer(aCommand, {}); }
+
+    qzsim::Scenario const& scenario() { return *mWorld.at({}); }
+
+    std::string state() { return answer("get adapter[0].port[0].state"); }
+
+    StrikesFile mFile{1};
+    Strikes mStrikes{mFile.path(), 1};
+    int mEvents = 0;
+    World mWorld{tomlfile::readToml("w.toml", controlledContent), {}, [this](qzsim::EventSeries const&) {
+                     ++mEvents;
+                 }};
+    Commands mCommands{mWorld, mStrikes};
+};
+
+using ControlCommands = CommandsFixture;
+
+TEST_F(ControlCommands, SetTakesAWordATextOrAnotherValue)
+{
+    EXPECT_EQ(answer("set adapter[0].port[0].state LINKDOWN"), "ok\n");
+    EXPECT_EQ(state(), " \"LINKDOWN\"\nok\n");
+    EXPECT_EQ(answer("set adapter[my adapter].port[0].state   \"ONLINE\""), "ok\n");
+    EXPECT_EQ(state(), " \"ONLINE\"\nok\n");
+    EXPECT_EQ(answer("set adapter[0].port[0].remote [{port_wwn = \"50:00:00:00:00:00:00:01\", luns = 3}]"),
+              "ok\n");
+    EXPECT_EQ(scenario().mAdapters[0].mPorts[0].mRemotePorts.at(0).mLuns.size(), 3U);
+    EXPECT_EQ(answer("set adapter[0].port[0].port_wwn 10:00:00:00:00:00:00:aa"), "ok\n");
+}
+
+TEST_F(ControlCommands, GetWritesTomlOrJson)
+{
+    EXPECT_EQ(answer("get fault[busy]"),
+              " {active = false, call = \"HBA_OpenAdapter\", name = \"busy\", nth = 1, status = 1}\nok\n");
+    EXPECT_EQ(answer("get-json adapter[0].port"), " [{\"port_wwn\": \"10:00:00:00:00:00:00:01\"}]\nok\n");
+}
+
+TEST_F(ControlCommands, RemoveRestoresTheDefault)
+{
+    answer("set adapter[0].port[0].state OFFLINE");
+    EXPECT_EQ(answer("remove adapter[0].port[0].state"), "ok\n");
+    EXPECT_EQ(scenario().mAdapters[0].mPorts[0].mAttributes.PortState, HBA_PORTSTATE{HBA_PORTSTATE_ONLINE});
+}
+
+TEST_F(ControlCommands, ChangeDoesSeveralThingsAtOnce)
+{
+    EXPECT_EQ(answer("change {set = {\"adapter[0].port[0].state\" = \"OFFLINE\"}, fault_start = \"busy\"}"),
+              "ok\n");
+    EXPECT_EQ(state(), " \"OFFLINE\"\nok\n");
+    EXPECT_TRUE(scenario().mFaults[0].mIsActive);
+}
+
+TEST_F(ControlCommands, FaultStartsAndEnds)
+{
+    EXPECT_EQ(answer("fault start busy"), "ok\n");
+    EXPECT_TRUE(scenario().mFaults[0].mIsActive);
+    EXPECT_EQ(answer("fault end busy"), "ok\n");
+    EXPECT_FALSE(scenario().mFaults[0].mIsActive);
+}
+
+TEST_F(ControlCommands, FaultThatIsNotInTheScenarioIsAdded)
+{
+    EXPECT_EQ(answer("fault start {name = \"new\", call = \"HBA_LoadLibrary\", nth = \"1+\", status = 1}"),
+              "ok\n");
+    EXPECT_EQ(scenario().mFaults.at(1).mName, "new");
+    EXPECT_TRUE(scenario().mFaults.at(1).mIsActive);
+}
+
+TEST_F(ControlCommands, EventNeedsNoBraces)
+{
+    EXPECT_EQ(answer("event board = 0, category = 1, subcategory = 2"), "ok\n");
+    EXPECT_EQ(answer("event {board = 0, category = 1, subcategory = 2}"), "ok\n");
+    EXPECT_EQ(mEvents, 2);
+}
+
+TEST_F(ControlCommands, PauseLastsUntilItIsResumed)
+{
+    EXPECT_EQ(answer("pause"), "ok\n");
+    scenario();
+    EXPECT_TRUE(mWorld.isPaused());
+    EXPECT_EQ(answer("resume"), "ok\n");
+    scenario();
+    EXPECT_FALSE(mWorld.isPaused());
+}
+
+TEST_F(ControlCommands, VerifyListsWhatHasNotHappened)
+{
+    EXPECT_EQ(answer("verify"),
+              " w.toml:8:1: the fault struck 0 of 1 times: call 1 of HBA_OpenAdapter returns "
+              "HBA_STATUS_ERROR, when it "
+              "is started\n w.toml:14:1: the change did not happen: at 1000 ms: set number_of_adapters = "
+              "9\nleft\n");
+    mStrikes.add(0);
+    EXPECT_EQ(mCommands.answer("verify", std::chrono::seconds(1)), "ok\n");
+}
+
+TEST_F(ControlCommands, RefusesWhatIsNoCommand)
+{
+    for (char const* const command : {"", " ", "bogus", "GET x", "getx"})
+    {
+        EXPECT_THAT(answer(command), StartsWith("error expected a command (get, ")) << command;
+    }
+    EXPECT_EQ(answer("fault stop x"), "error expected fault start or fault end, found \"stop\"\n");
+}
+
+TEST_F(ControlCommands, RefusesABadValueAndKeepsTheWorld)
+{
+    EXPECT_THAT(answer("set adapter[0].port[0].state DOWN"),
+                StartsWith("error value: expected one of UNKNOWN, ONLINE"));
+    EXPECT_EQ(answer("set adapter[0].port[0].state"), "error expected a TOML value or a word, found \"\"\n");
+    EXPECT_EQ(answer("set adapter[0].port[0].state [1"),
+              "error expected a TOML value or a word, found \"[1\"\n");
+    EXPECT_EQ(answer("set x y z"), "error expected a TOML value or a word, found \"y z\"\n");
+    EXPECT_THAT(answer("change {}"), HasSubstr("expected the key \"set\""));
+    EXPECT_THAT(answer("change {pause = true}"), HasSubstr("expected a key of the change (set, remove, "));
+    EXPECT_THAT(answer("event board = 5, category = 1, subcategory = 2"), HasSubstr("found 5"));
+    EXPECT_THAT(state(), HasSubstr("is not set in the scenario"));
+}
+
+TEST_F(ControlCommands, AnswersAreOfOneLinePerItemWhateverTheCommandHas)
+{
+    EXPECT_EQ(answer("get a\x01\t"),
+              "error command: the path \"a\\u0001\\u0009\" is not a path such as adapter[0].port[1].state\n");
+}
+}  // namespace

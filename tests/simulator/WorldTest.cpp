@@ -1,0 +1,323 @@
+// The world and its journal.
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulator/scenario/Scenario.h"
+#include "simulator/scenario/Statistics.h"
+#include "simulator/world/Journal.h"
+#include "simulator/world/World.h"
+#include "tests/support/ScratchFolder.h"
+#include "toml/TomlError.h"
+#include "toml/TomlText.h"
+#include "toml/TomlValue.h"
+
+using qzsim::Call;
+using qzsim::Journal;
+using qzsim::JournalFile;
+using qzsim::World;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+using std::chrono::milliseconds;
+
+constexpr char const* twoPortWorld =
+    "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+    "[adapter.port.statistics]\ntx_frames = 100\nrx_frames = 7\n"
+    "[adapter.port.statistics_per_second]\ntx_frames = 1000\nlip_count = 10\n"
+    "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:02\"\n";
+
+constexpr char const* boardOfWorld =
+    "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:00\"\nsecond_wwn = "
+    "\"10:00:00:00:00:00:00:09\"\n";
+
+World worldOf(std::string const& aText, Journal aJournal = {}, World::EventSink aSink = {})
+{
+    return World(tomlfile::readToml("w.toml", aText), std::move(aJournal), std::move(aSink));
+}
+
+qzsim::Change changeOf(std::string const& aTable)
+{
+    return qzsim::readChange(*tomlfile::readToml("change", "change = " + aTable).find("change"));
+}
+
+void set(World& aWorld, std::string const& aPath, std::string const& aValue, World::Time aNow = {})
+{
+    aWorld.change(changeOf("{set = {\"" + aPath + "\" = " + aValue + "}}"), aNow);
+}
+
+std::uint32_t fcId(World& aWorld, World::Time aNow = {})
+{
+    return aWorld.at(aNow)->mAdapters[0].mPorts[0].mAttributes.PortFcId;
+}
+
+HBA_PORTSTATISTICS statistics(World& aWorld, World::Time aNow)
+{
+    return statisticsAfter(aNow, aWorld.at(aNow)->mAdapters[0].mPorts[0].mStatistics.value());
+}
+
+std::string entry(std::string const& aWhen, std::uint32_t aFcId)
+{
+    return "[[timeline]]\n" + aWhen + "\nset = { \"adapter[0].port[0].fc_id\" = " + std::to_string(aFcId) +
+           " }\n";
+}
+
+TEST(World, IsTheScenarioBeforeTheFirstChange)
+{
+    World world = worldOf(twoPortWorld);
+    EXPECT_FALSE(world.canChange());
+    EXPECT_EQ(world.at(milliseconds(5)).get(), &world.original());
+}
+
+TEST(World, EntriesOfTheTimelineHappenAtTheirTimes)
+{
+    World world =
+        worldOf(twoPortWorld + entry("at_ms = 30", 3) + entry("at_ms = 10", 1) + entry("at_ms = 20", 2));
+    EXPECT_TRUE(world.canChange());
+    EXPECT_EQ(fcId(world, milliseconds(9)), 0U);
+    EXPECT_EQ(fcId(world, milliseconds(10)), 1U);
+    EXPECT_EQ(fcId(world, milliseconds(29)), 2U);
+    EXPECT_EQ(fcId(world, milliseconds(99)), 3U);
+}
+
+TEST(World, EntryAfterACallHappensOnce)
+{
+    World world = worldOf(twoPortWorld + entry("after_call = \"HBA_OpenAdapter\"\nnth = 2", 5));
+    world.called(Call::openAdapter, 1, {});
+    world.called(Call::loadLibrary, 2, {});
+    EXPECT_EQ(fcId(world), 0U);
+    world.called(Call::openAdapter, 2, {});
+    EXPECT_EQ(fcId(world), 5U);
+    set(world, "adapter[0].port[0].fc_id", "6");
+    world.called(Call::openAdapter, 2, {});
+    EXPECT_EQ(fcId(world), 6U);
+}
+
+TEST(World, ScenarioThatACallHoldsDoesNotChange)
+{
+    World world = worldOf(twoPortWorld);
+    std::shared_ptr<qzsim::Scenario const> const held = world.at({});
+    set(world, "adapter[0].port[0].fc_id", "6");
+    EXPECT_EQ(held->mAdapters[0].mPorts[0].mAttributes.PortFcId, 0U);
+    EXPECT_EQ(fcId(world), 6U);
+}
+
+TEST(World, EverythingInOneChangeHappensOrNothing)
+{
+    World world = worldOf(twoPortWorld);
+    EXPECT_THROW(
+        world.change(
+            changeOf("{set = {\"adapter[0].port[0].fc_id\" = 6, \"adapter[0].port[0].state\" = \"X\"}}"), {}),
+        tomlfile::TomlError);
+    EXPECT_EQ(fcId(world), 0U);
+}
+
+TEST(World, ChangeReachesEveryWorldWithTheSameJournal)
+{
+    JournalFile const file;
+    World one = worldOf(twoPortWorld, Journal(file.path()));
+    World other = worldOf(twoPortWorld, Journal(file.path()));
+    EXPECT_TRUE(other.canChange());
+    set(one, "adapter[0].port[0].fc_id", "6");
+    EXPECT_EQ(fcId(other), 6U);
+    other.change(changeOf("{remove = \"adapter[0].port[0].fc_id\"}"), {});
+    EXPECT_EQ(fcId(one), 0U);
+    World late = worldOf(twoPortWorld, Journal(file.path()));
+    EXPECT_EQ(fcId(late), 0U);
+}
+
+TEST(World, WorldsAgreeOnTheOrderOfTimelineAndJournal)
+{
+    JournalFile const file;
+    std::string const text = twoPortWorld + entry("at_ms = 10", 1);
+    World one = worldOf(text, Journal(file.path()));
+    set(one, "adapter[0].port[0].fc_id", "6", milliseconds(5));
+    World late = worldOf(text, Journal(file.path()));
+    EXPECT_EQ(fcId(late, milliseconds(50)), 1U);
+    EXPECT_EQ(fcId(one, milliseconds(50)), 1U);
+}
+
+TEST(World, EntryAfterACallHappensOnceInAllProcesses)
+{
+    JournalFile const file;
+    std::string const text = twoPortWorld + entry("after_call = \"HBA_OpenAdapter\"", 5);
+    World one = worldOf(text, Journal(file.path()));
+    World other = worldOf(text, Journal(file.path()));
+    one.called(Call::openAdapter, 1, {});
+    other.called(Call::openAdapter, 1, {});
+    EXPECT_EQ(fcId(one), 5U);
+    set(one, "adapter[0].port[0].fc_id", "6");
+    EXPECT_EQ(fcId(other), 6U);
+    EXPECT_THAT(one.pending({}), IsEmpty());
+}
+
+TEST(World, PauseReachesEveryWorld)
+{
+    JournalFile const file;
+    World one = worldOf(twoPortWorld, Journal(file.path()));
+    World other = worldOf(twoPortWorld, Journal(file.path()));
+    one.pause({});
+    other.at({});
+    EXPECT_TRUE(other.isPaused());
+    one.resume({});
+    other.at({});
+    EXPECT_FALSE(other.isPaused());
+}
+
+TEST(World, IgnoresWhatTheJournalCannotHold)
+{
+    JournalFile const file;
+    Journal(file.path()).append("0 timeline 99");
+    Journal(file.path()).append("0 change {set = {\"adapter[5].name\" = 1}}");
+    Journal(file.path()).append("0 change }");
+    World world = worldOf(twoPortWorld, Journal(file.path()));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(fcId(world), 0U);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::StartsWith("libqzsim: a change is not possible: change:1:"));
+}
+
+TEST(World, CounterContinuesWhenItsRateChanges)
+{
+    World world = worldOf(twoPortWorld);
+    set(world, "adapter[0].port[0].statistics_per_second.tx_frames", "0", milliseconds(2000));
+    EXPECT_EQ(statistics(world, milliseconds(9000)).TxFrames, 2100);
+    set(world, "adapter[0].port[0].statistics_per_second.tx_frames", "500", milliseconds(10000));
+    EXPECT_EQ(statistics(world, milliseconds(12000)).TxFrames, 3100);
+}
+
+TEST(World, CounterGrowsFromTheNumberThatIsSet)
+{
+    World world = worldOf(twoPortWorld);
+    set(world, "adapter[0].port[0].statistics.tx_frames", "100", milliseconds(2000));
+    EXPECT_EQ(statistics(world, milliseconds(3000)).TxFrames, 1100);
+}
+
+TEST(World, OtherCountersKeepTheFractionsThatTheyHaveGrown)
+{
+    World world = worldOf(twoPortWorld);
+    for (int time = 1; time <= 100; ++time)
+    {
+        set(world, "adapter[0].port[0].statistics.tx_frames", "0", milliseconds(10 * time));
+    }
+    EXPECT_EQ(statistics(world, milliseconds(1000)).LIPCount, 10);
+    EXPECT_EQ(statistics(world, milliseconds(1000)).RxFrames, 7);
+    EXPECT_EQ(statistics(world, milliseconds(1000)).TxFrames, 0);
+}
+
+TEST(World, CountersOfFc4TypesContinueToo)
+{
+    World world = worldOf(
+        "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+        "fc4_statistics_per_second = { input_requests = 10 }\n");
+    set(world, "adapter[0].port[0].fc4_statistics_per_second.input_requests", "0", milliseconds(2000));
+    EXPECT_EQ(statisticsAfter(milliseconds(9000), *world.at({})->mAdapters[0].mPorts[0].mFc4Statistics)
+                  .InputRequests,
+              20);
+}
+
+TEST(World, RemovedStatisticsAreNotSupported)
+{
+    World world = worldOf(twoPortWorld);
+    world.change(
+        changeOf(
+            "{remove = [\"adapter[0].port[0].statistics\", \"adapter[0].port[0].statistics_per_second\"]}"),
+        milliseconds(10));
+    EXPECT_FALSE(world.at({})->mAdapters[0].mPorts[0].mStatistics.has_value());
+}
+
+TEST(World, NewPortHasCountersThatStartWithIt)
+{
+    World world = worldOf(twoPortWorld);
+    set(world, "adapter[0].port[+]",
+        "{port_wwn = \"10:00:00:00:00:00:00:03\", statistics_per_second = {tx_frames = 10}}",
+        milliseconds(1000));
+    EXPECT_EQ(statisticsAfter(milliseconds(2000), *world.at({})->mAdapters[0].mPorts[2].mStatistics).TxFrames,
+              10);
+}
+
+TEST(World, ValueOfACounterIsThatToWhichItHasGrown)
+{
+    World world = worldOf(twoPortWorld);
+    EXPECT_EQ(tomlText(world.valueAt({"", "adapter[a].port[0].statistics"}, milliseconds(1000))),
+              "{rx_frames = 7, tx_frames = 1100, lip_count = 10}");
+    EXPECT_EQ(tomlText(world.valueAt({"", "adapter[a].port[1].port_wwn"}, milliseconds(1000))),
+              "\"10:00:00:00:00:00:00:02\"");
+}
+
+TEST(World, EventsGoToTheSink)
+{
+    std::vector<std::uint32_t> categories;
+    std::string const text =
+        std::string(boardOfWorld) +
+        "[[timeline]]\nat_ms = 5\nevent = { board = 0, category = 3, subcategory = 7 }\n";
+    World world = worldOf(
+        text, {}, [&](qzsim::EventSeries const& aSeries) { categories.push_back(aSeries.mCategory); });
+    world.at(milliseconds(4));
+    EXPECT_THAT(categories, IsEmpty());
+    world.change(changeOf("{event = {board = 0, category = 4, subcategory = 1}}"), milliseconds(6));
+    world.at(milliseconds(9));
+    EXPECT_THAT(categories, ElementsAre(3, 4));
+    World silent = worldOf(text);
+    EXPECT_NO_THROW(silent.at(milliseconds(9)));
+}
+
+TEST(World, PendingEntriesAreThoseThatHaveNotHappened)
+{
+    World world =
+        worldOf(twoPortWorld + entry("at_ms = 10", 1) + entry("after_call = \"HBA_OpenAdapter\"", 2));
+    EXPECT_EQ(world.pending({}).size(), 2U);
+    ASSERT_EQ(world.pending(milliseconds(10)).size(), 1U);
+    EXPECT_EQ(world.pending(milliseconds(10))[0]->mCall, Call::openAdapter);
+}
+
+TEST(Journal, LineIsReturnedOnce)
+{
+    JournalFile const file;
+    Journal one(file.path());
+    Journal other(file.path());
+    one.append("a");
+    other.append("b");
+    EXPECT_THAT(one.takeNew(), ElementsAre("a", "b"));
+    EXPECT_THAT(one.takeNew(), IsEmpty());
+    one.append("c");
+    EXPECT_THAT(other.takeNew(), ElementsAre("a", "b", "c"));
+}
+
+TEST(Journal, IncompleteLineIsReturnedWhenItIsComplete)
+{
+    ScratchFolder const folder;
+    Journal journal(folder.write("journal", "a\nb"));
+    EXPECT_THAT(journal.takeNew(), ElementsAre("a"));
+    folder.write("journal", "a\nbc\n");
+    EXPECT_THAT(journal.takeNew(), ElementsAre("bc"));
+}
+
+TEST(Journal, MissingFileHasNoLinesAndTakesNone)
+{
+    Journal journal("/nonexistent/journal");
+    EXPECT_THAT(journal.takeNew(), IsEmpty());
+    EXPECT_THROW(journal.append("a"), std::runtime_error);
+}
+
+TEST(Journal, FileExistsAsLongAsItsObject)
+{
+    std::string path;
+    {
+        JournalFile const file;
+        path = file.path();
+        EXPECT_TRUE(std::filesystem::exists(path));
+    }
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+}  // namespace
