@@ -101,7 +101,7 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
                       setCurrentStep("loading of the HBA libraries");
                       qz::HbaApi api;
                       isLoaded = true;
-                      reportMissingLibraries(aReport);
+                      reportUnusedLibraries(aReport);
                       setCurrentStep("adapters");
                       reportFailure(aReport,
                                     [&]
