@@ -44,7 +44,8 @@ std::string_view commandOf(std::string_view aFunction)
 
 std::string textOfCall(Cause const& aCause)
 {
-    return fmt::format("{} in call {}, {}", statusText(*aCause.mStatus), aCause.mCall, aCause.mFunction);
+    return fmt::format("{} in call {}, {}", statusText(aCause.mFunction, *aCause.mStatus), aCause.mCall,
+                       aCause.mFunction);
 }
 
 Cause causeOf(qz::HbaCall const& aCall)
