@@ -56,7 +56,9 @@ Cause causeOf(qz::HbaCall const& aCall)
         cause.mScsi = scsiCauseOf(*aCall.mScsiStatus, aCall.mSense.data(), aCall.mSenseSize);
         cause.mText = fmt::format("{}: {}; ", commandOf(aCall.mFunction), textOf(*cause.mScsi));
     }
-    cause.mText += textOfCall(cause);
+    cause.mText += aCall.mIsUnanswered ? fmt::format("{} without data in call {}, {}",
+                                                     statusText(*cause.mStatus), cause.mCall, cause.mFunction)
+                                       : textOfCall(cause);
     return cause;
 }
 }  // namespace
