@@ -170,6 +170,35 @@ INSTANTIATE_TEST_SUITE_P(
                          "in the step: VQM_GetLinkInfo of board 0"}),
     [](testing::TestParamInfo<Hang> const& aInfo) { return aInfo.param.mName; });
 
+TEST(QzagentTimeout, ShowsTheVersionsAndTheBoardsBeforeTheOneThatHangs)
+{
+    std::string const scenario =
+        shippedScenario("diagnostic-events") + hangs("VQM_GetLinkInfo", "board = 1\n");
+    EXPECT_EQ(withSingleBlanks(runAgentOn(scenario, {"vendor", "--timeout", "1"}).mOutput),
+              "ITEM VALUE\nlibrary version 2.1.0\ndriver version 4.0.12\nboard 0\n"
+              "├─first wwn 20:00:00:00:c9:00:00:00\n└─second wwn 10:00:00:00:c9:00:00:01\n");
+    nlohmann::json const document = documentOf(runAgentOn(scenario, {"vendor", "--timeout", "1", "--json"}));
+    EXPECT_EQ(document["library_version"], "2.1.0");
+    ASSERT_EQ(document["boards"].size(), 1u);
+    EXPECT_EQ(document["boards"][0]["second_wwn"], "10:00:00:00:c9:00:00:01");
+}
+
+TEST(QzagentTimeout, ShowsTheVersionsWhenNoBoardAnswers)
+{
+    EXPECT_EQ(withSingleBlanks(runAgentOn(boardsHang, {"vendor", "--timeout", "1"}).mOutput),
+              "ITEM VALUE\nlibrary version 2.1.0\ndriver version 4.0.12\n");
+}
+
+TEST(QzagentTimeout, NamesTheLunOfACommandThatHangs)
+{
+    ProcessResult const result = runAgentOn(
+        adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) + hangs("HBA_SendScsiInquiry"),
+        {"inventory", "--luns", "--timeout", "1"});
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("HBA_SendScsiInquiry has not returned (example-fc-0: INQUIRY to LUN 0 of "
+                          "50:00:00:00:ab:00:00:"));
+}
+
 std::string counting(char const* aAdapter, unsigned int aPort)
 {
     return adapterNamed(aAdapter) + portNumbered(aPort) + "[adapter.port.statistics]\ntx_frames = 1\n";
