@@ -118,6 +118,7 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
                                         }
                                     });
                       aEnd();
+                      setCurrentStep("freeing of the HBA libraries");
                   });
     if (!isLoaded)
     {
