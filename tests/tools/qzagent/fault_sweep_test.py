@@ -56,7 +56,8 @@ RESULTS = (1, 2, 255, 0xFFFFFFFF)
 
 INVENTORY, LUNS, LATENCY = ("inventory",), ("inventory", "--luns"), ("latency", "--count", "2")
 HBA_VERBS = (("adapters",), ("ports",), INVENTORY, LUNS, ("statistics",), LATENCY)
-VQM_VERBS = (("vendor",), ("watch", "--seconds", "1", "--count", "1", "--output", "/dev/null"))
+WATCH = ("watch", "--seconds", "1", "--count", "1", "--output", "/dev/null")
+VQM_VERBS = (("vendor",), WATCH, (*WATCH, "--plain"))
 
 SECONDS = 20  # a run that takes longer hangs
 
@@ -114,21 +115,25 @@ def boards_not_found(number):
 def expected_vqm_errors(call, result, verb):
     """A pattern for each error, in order. The results of the other calls are ignored, or no verb calls them."""
     watches = verb[0] == "watch"
+    is_plain = "--plain" in verb
+    register, unregister = (("RegisterForEvent", "unRegisterForEvent") if is_plain else
+                            ("VQM_QZ_RegisterForEvent", "VQM_QZ_unRegisterForEvent"))
     if call == "VQM_InitDiagEnv" and result == 0xFFFFFFFF:
         return [r"implausible number of boards: 4294967295 \(at most 4096\)"]
     if call == "VQM_InitDiagEnv":  # the result is the number of boards, and none of them was found
         version = [] if watches else ["VQM_InitDiagEnv wrote no version of the driver"]
-        return version + boards_not_found(result) + ["VQM_GetDrvInfo of board 0 failed with result 1"]
+        end = NOTHING_TO_WATCH if is_plain else "VQM_GetDrvInfo of board 0 failed with result 1"
+        return version + boards_not_found(result) + [end]
     if call == "VQM_GetLibVer" and not watches:
         return ["VQM_GetLibVer wrote no version of the library"]
-    if call == "VQM_GetDrvInfo":
+    if call == "VQM_GetDrvInfo" and not is_plain:  # plain registrations need no support of Quazor events
         return [f"VQM_GetDrvInfo of board 0 failed with result {result}"]
     if call == "VQM_GetLinkInfo":
         return boards_not_found(2) + [NOTHING_TO_WATCH] * watches
-    if call == "VQM_QZ_RegisterForEvent" and watches:
+    if call == register and watches:
         return [rf"board {board}: the registration was refused with result {result}" for board in (0, 1)] + \
             [NOTHING_TO_WATCH]
-    if call == "VQM_QZ_unRegisterForEvent" and watches:
+    if call == unregister and watches:
         return [rf"board {board}: the unregistration was refused with result {result}" for board in (0, 1)]
     return []
 
