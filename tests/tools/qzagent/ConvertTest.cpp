@@ -141,7 +141,7 @@ TEST_F(QzagentConvert, ReportsBadLinesOfJsonAndConvertsTheOthers)
                      "\n"
                      R"({"category":3,"subcategory":7,"payload":"","time":"noon"})"
                      "\n[]\n{\n" +
-                     good);
+                     std::string(50'000, '[') + "\n" + good);
     ProcessResult const result = convert("lines", "new", "records", {"--json"});
     EXPECT_TRUE(satisfies(result.mOutput, "convert"));
     EXPECT_EQ(contentOf(path("new")), plainRecord() + plainRecord());
@@ -152,7 +152,8 @@ TEST_F(QzagentConvert, ReportsBadLinesOfJsonAndConvertsTheOthers)
                             start + "4: \"payload\" is not a text",
                             start + "5: \"first_wwn\" is not a World Wide Name",
                             start + "6: \"time\" is not a time as in RFC 3339",
-                            start + "7: not a JSON object", start + "8: not a JSON object"));
+                            start + "7: not a JSON object", start + "8: not a JSON object",
+                            start + "9: nested more than 100 levels deep"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

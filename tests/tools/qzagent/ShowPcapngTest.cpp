@@ -203,6 +203,26 @@ TEST_F(QzagentShowPcapng, ReportsADocumentThatIsNotJson)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST_F(QzagentShowPcapng, RefusesADocumentThatIsNestedTooDeeply)
+{
+    auto const shown = [this](std::string const& aDocument)
+    {
+        return show(PcapngBuilder().section("web01").interface("ports", 149).packet(0, someTime, aDocument),
+                    {"--document", "ports"});
+    };
+    auto const nested = [](std::size_t aDepth)
+    { return std::string(aDepth, '[') + "\"\\\"[[[\"" + std::string(aDepth, ']'); };
+    EXPECT_THAT(shown(nested(100)).mOutput, HasSubstr("\"\\\"[[[\""));
+    for (std::string const& document : {nested(101), std::string(50'000, '['), nested(50'000)})
+    {
+        ProcessResult const result = shown(document);
+        EXPECT_EQ(result.mErrors, "qzagent: the document ports is nested more than 100 levels deep\n");
+        EXPECT_EQ(result.mExitStatus, 1);
+    }
+    EXPECT_EQ(shown("[\"\\").mErrors, "qzagent: the document ports is not valid JSON\n");
+    EXPECT_THAT(shown("[[],[" + nested(98) + "]]").mOutput, HasSubstr("[[["));
+}
+
 TEST_F(QzagentShowPcapng, ShowsAnInterfaceThatIsNoBoardWithoutABoard)
 {
     for (char const* const name : {"eth0", "board x", "board 1x", "board "})

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agentkit/include/ScopeDataView.h"
+#include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/SectionComment.h"
 #include "tools/qzagent/cli/Report.h"
 
@@ -25,7 +26,7 @@ void BundleWriter::add(CaptureDocument aDocument)
     if (mAnonymiser != nullptr)
     {
         aDocument.mText =
-            documentText(mAnonymiser->anonymisedDocument(nlohmann::ordered_json::parse(aDocument.mText)));
+            documentText(mAnonymiser->anonymisedDocument(parseForeignJson<nlohmann::ordered_json>(aDocument.mText)));
     }
     pcapng::Interface const interface = interfaceOf(aDocument);
     pcapng::PacketHead head;

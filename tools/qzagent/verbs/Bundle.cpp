@@ -22,6 +22,7 @@
 #include "tools/qzagent/bundle/VerbProcess.h"
 #include "tools/qzagent/capture/CaptureDocument.h"
 #include "tools/qzagent/capture/CaptureInput.h"
+#include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/SectionOfHost.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/Descriptor.h"
@@ -244,7 +245,7 @@ private:
         {
             if (document.mName == aDocument)
             {
-                return nlohmann::ordered_json::parse(document.mText).value(aKey, aDefault);
+                return parseForeignJson<nlohmann::ordered_json>(document.mText).value(aKey, aDefault);
             }
         }
         return aDefault;
@@ -294,7 +295,7 @@ private:
         mAnonymiser->learnHost(aHeader.mHardware);
         for (CaptureDocument const& document : mDocuments)
         {
-            mAnonymiser->learn(nlohmann::ordered_json::parse(document.mText));
+            mAnonymiser->learn(parseForeignJson<nlohmann::ordered_json>(document.mText));
         }
         EventLearner learner(*mAnonymiser);
         visitItems(aRecording.path(), learner);
