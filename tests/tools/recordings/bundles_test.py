@@ -104,7 +104,7 @@ class LargeDocuments(unittest.TestCase):
             remote = ('[[adapter.port.remote]]\nport_wwn = "50:00:00:00:ab:01:{0:02x}:{1:02x}"\n'
                       'node_wwn = "50:00:00:00:ab:02:{0:02x}:{1:02x}"\n')
             before, after = SCENARIO.split("[diagnostics]")
-            (folder / "host.toml").write_text(before + "".join(remote.format(*divmod(i, 256)) for i in range(4000)) +
+            (folder / "host.toml").write_text(before + "".join(remote.format(*divmod(i, 256)) for i in range(6000)) +
                                               "[diagnostics]" + after, encoding="ascii")
             written = folder / "bundle"
             subprocess.run([QZSIM, "--scenario", folder / "host.toml", "--", QZAGENT, "bundle", "--seconds", "0",

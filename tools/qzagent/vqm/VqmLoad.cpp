@@ -24,7 +24,7 @@ std::unique_ptr<qz::VqmLibrary> loadVqm(Report& aReport)
     {
         std::string const path = "/usr/lib/libvqm.so";
         bool const isMissing = ::access(path.c_str(), F_OK) != 0;
-        aReport.addNote(isMissing ? path + " is missing" : path + " does not load: " + loadErrorOf(path));
+        aReport.addNote(isMissing ? missingVqmNote : path + " does not load: " + loadErrorOf(path));
         throw;
     }
 }
