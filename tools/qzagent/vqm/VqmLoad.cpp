@@ -53,7 +53,7 @@ std::unique_ptr<qz::VqmLibrary> loadVqm(Report& aReport)
     catch (QZCNotFoundEx const&)
     {
         bool const isMissing = ::access(path.c_str(), F_OK) != 0;
-        aReport.addNote(isMissing ? path + " is missing" : path + " does not load: " + loadErrorOf(path));
+        aReport.addNote(isMissing ? missingVqmNote : path + " does not load: " + loadErrorOf(path));
         throw;
     }
 }
