@@ -41,7 +41,6 @@ tx_frames = 1
 """
 
 CALLS = re.findall(r'\{"(\w+)", Call::', (ROOT / "simulator/scenario/Calls.cpp").read_text("utf-8"))
-HBA_CALLS = [call for call in CALLS if call.startswith("HBA_")]
 VQM_CALLS = [call for call in CALLS if not call.startswith("HBA_")]
 
 # The statuses in the order of their numbers, from 0.
@@ -77,6 +76,9 @@ NEED = {
     "HBA_SendScsiInquiry": (LUNS,),
     "HBA_SendReadCapacity": (LUNS,),
 }
+
+HBA_CALLS = list(NEED)
+OTHER_CALLS = [call for call in CALLS if call.startswith("HBA_") and call not in NEED]
 
 # The common library returns no status of the HBA library from these calls.
 WITHOUT_STATUS = ("HBA_LoadLibrary", "HBA_OpenAdapter")
@@ -139,7 +141,7 @@ def expected_vqm_errors(call, result, verb):
 
 
 def fault(call, answer):
-    key = "status" if call in HBA_CALLS else "result"
+    key = "result" if call in VQM_CALLS else "status"
     return f'\n[[fault]]\ncall = "{call}"\nnth = "1+"\n{key} = {json.dumps(answer)}\n'
 
 
@@ -152,7 +154,7 @@ def run(scenario, verb, *options):
 
 
 def faulty(call, answer):
-    return (SCENARIO if call in HBA_CALLS else BOARDS) + fault(call, answer)
+    return (BOARDS if call in VQM_CALLS else SCENARIO) + fault(call, answer)
 
 
 def check(call, answer, verb):
@@ -256,6 +258,12 @@ class FaultSweep(unittest.TestCase):
     def test_knows_every_status_of_the_simulator(self):
         source = (ROOT / "simulator/scenario/Statuses.cpp").read_text("utf-8")
         self.assertEqual(set(STATUSES), set(re.findall(r'\{"(HBA_STATUS_[A-Z0-9_]+)"', source)))
+
+    def test_no_verb_makes_another_call(self):
+        for index, call in enumerate(OTHER_CALLS):
+            verb = HBA_VERBS[index % len(HBA_VERBS)]
+            with self.subTest(call=call, verb=" ".join(verb)):
+                self.assertEqual(0, run(faulty(call, "HBA_STATUS_ERROR"), verb).returncode)
 
     def test_every_status_of_every_hba_call_in_every_verb(self):
         self.sweep(HBA_CALLS, STATUSES, HBA_VERBS)
