@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/bundle/VerbProcess.h"
+#include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/documents/DocumentValue.h"
 
 namespace qzagent
@@ -26,7 +27,8 @@ nlohmann::ordered_json readLive(Setting const& aSetting, StopSignals& aSignals, 
     {
         throw DocumentError(fmt::format("the process of {} {}", aArguments.front(), exception.what()));
     }
-    if (!found)
+    // A verb may have answered although it was interrupted.
+    if (!found || aSignals.hasArrived())
     {
         throw DocumentError(fmt::format("interrupted during {}", aArguments.front()));
     }
