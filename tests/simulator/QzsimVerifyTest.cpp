@@ -132,6 +132,36 @@ TEST_F(QzsimVerify, AddsUpTheStrikesOfAllProcesses)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
+TEST_F(QzsimVerify, ForwardsSignalsToTheProgram)
+{
+    writeScenario("1");
+    for (char const* const signal : {"HUP", "INT", "QUIT", "TERM", "USR1", "USR2"})
+    {
+        ProcessResult const result = verifyProgram(
+            {"sh", "-c",
+             std::string("trap 'echo caught; exit 5' ") + signal + "; (kill -" + signal +
+                 " $PPID) & for step in 1 2 3 4 5 6 7 8 9 10; do sleep 0.3; done; echo missed"});
+        EXPECT_EQ(result.mOutput, "caught\n") << signal;
+        EXPECT_EQ(result.mExitStatus, 5) << signal;
+    }
+}
+
+TEST_F(QzsimVerify, EndsWithTheSignalThatItForwards)
+{
+    writeScenario("1");
+    ProcessResult const result = verifyProgram({"sh", "-c", "(kill -TERM $PPID) & exec sleep 3"});
+    EXPECT_EQ(result.mExitStatus, 128 + SIGTERM);
+}
+
+TEST_F(QzsimVerify, DoesNotRepeatASignalThatTheProgramSendsToBoth)
+{
+    writeScenario("1");
+    ProcessResult const result = verifyProgram(
+        {"sh", "-c", "trap 'echo caught' TERM; kill -TERM $PPID $$; sleep 0.3; sleep 0.1; echo end"});
+    EXPECT_THAT(result.mOutput, testing::EndsWith("caught\nend\n"));
+    EXPECT_THAT(result.mOutput, testing::Not(HasSubstr("caught\ncaught\n")));
+}
+
 TEST_F(QzsimVerify, BlocksTerminationSignalsWhileTheProgramRuns)
 {
     writeScenario("1");

@@ -3,9 +3,11 @@
 import json
 import os
 import pathlib
+import pty
 import select
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -152,6 +154,32 @@ class StatisticsOfTheAgent(unittest.TestCase):
         self.assertIn("c9:00:00:02", json.dumps(self.wait_until(lambda interval: interval["new_ports"])["new_ports"]))
         self.simulation.control("remove", "adapter[0].port[10:00:00:00:c9:00:00:02]")
         self.assertIn("c9:00:00:02", json.dumps(self.wait_until(lambda interval: interval["gone_ports"])["gone_ports"]))
+
+
+class Terminal(unittest.TestCase):
+    COUNTER = """
+import signal, time
+signal.signal(signal.SIGINT, lambda *_: print("caught", flush=True))
+print("ready", flush=True)
+deadline = time.monotonic() + 1
+while time.monotonic() < deadline:
+    time.sleep(0.05)
+print("end", flush=True)
+"""
+
+    def test_the_program_receives_ctrl_c_once(self):
+        process, terminal = pty.fork()
+        if process == 0:
+            os.execl(QZSIM, "qzsim", "--verify", "--scenario", os.devnull, "--", sys.executable, "-c", self.COUNTER)
+        output = b""
+        while not output.endswith(b"end\r\n"):
+            self.assertTrue(select.select([terminal], [], [], PATIENCE)[0], output)
+            output += os.read(terminal, 1000)
+            if output == b"ready\r\n":
+                os.write(terminal, b"\x03")
+        self.assertEqual(os.waitpid(process, 0)[1], 0)
+        os.close(terminal)
+        self.assertEqual(output.count(b"caught"), 1, output)
 
 
 class Control(unittest.TestCase):
