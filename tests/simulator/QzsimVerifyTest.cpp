@@ -30,7 +30,6 @@ protected:
     ProcessResult verifyProgram(Arguments aCommand)
     {
         aCommand.insert(aCommand.begin(), {"--verify", "--scenario", mScenario, "--"});
-        // qzsim creates the file of counts in this folder.
         return runQzsim(aCommand, {{"TMPDIR", mTemporary.path()}});
     }
 
@@ -48,7 +47,7 @@ protected:
                " of HBA_OpenAdapter return" + (aCalls == "call 1" ? "s" : "") + " HBA_STATUS_ERROR_BUSY\n";
     }
 
-    /// Checks that qzsim has removed its file of counts.
+    /// Checks that qzsim leaves no files.
     void TearDown() override
     {
         EXPECT_TRUE(std::filesystem::is_empty(mTemporary.path())) << mTemporary.path();
@@ -160,6 +159,12 @@ TEST_F(QzsimVerify, DoesNotRepeatASignalThatTheProgramSendsToBoth)
         {"sh", "-c", "trap 'echo caught' TERM; kill -TERM $PPID $$; sleep 0.3; sleep 0.1; echo end"});
     EXPECT_THAT(result.mOutput, testing::EndsWith("caught\nend\n"));
     EXPECT_THAT(result.mOutput, testing::Not(HasSubstr("caught\ncaught\n")));
+}
+
+TEST_F(QzsimVerify, LeavesNoFilesWhenItIsKilled)
+{
+    writeScenario("1");
+    EXPECT_EQ(verifyProgram({"sh", "-c", "kill -KILL $PPID"}).mExitStatus, 128 + SIGKILL);
 }
 
 TEST_F(QzsimVerify, BlocksTerminationSignalsWhileTheProgramRuns)

@@ -45,8 +45,7 @@ class Simulation:
         test.addCleanup(self.errors.close)
         self.process = subprocess.Popen(
             [QZSIM, "--control", self.socket, "--scenario", file, *options, "--", *command],
-            stdout=subprocess.PIPE, stderr=self.errors, start_new_session=True,
-            env={**os.environ, "TMPDIR": folder.name})  # a killed qzsim leaves its temporary files
+            stdout=subprocess.PIPE, stderr=self.errors, start_new_session=True)
         test.addCleanup(self.process.stdout.close)
         test.addCleanup(self.process.wait, PATIENCE)
         test.addCleanup(self.kill)
@@ -239,6 +238,14 @@ class Timeline(unittest.TestCase):
         timeline = ('[[timeline]]\nafter_call = "HBA_OpenAdapter"\n'
                     f'set = {{ "{PORT}.state" = "BYPASSED" }}\n')
         self.assertIn("BYPASSED", self.run_agent(timeline, "ports").stdout)
+
+    def test_a_change_follows_a_call_of_another_process(self):
+        timeline = ('[[timeline]]\nafter_call = "HBA_LoadLibrary"\nnth = 2\n'
+                    f'set = {{ "{PORT}.state" = "BYPASSED" }}\n')
+        ports = programs.simulate(SCENARIO + timeline, "--", "sh", "-c", '"$0" ports; echo -; "$0" ports', QZAGENT)
+        first, second = ports.stdout.split("-\n", 1)
+        self.assertNotIn("BYPASSED", first)
+        self.assertIn("BYPASSED", second)
 
     def test_an_event_follows_a_registration(self):
         timeline = ('[[timeline]]\nafter_call = "VQM_QZ_RegisterForEvent"\n'
