@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "simulator/scenario/AdapterEventReader.h"
 #include "simulator/scenario/AdapterReader.h"
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/FaultReader.h"
@@ -100,6 +101,10 @@ void checkTimeline(TomlValue const& aTree, Scenario const& aScenario)
         if (entry.mChange.mEvent)
         {
             readEvent(*entry.mChange.mEvent, present.mDiagnostics);
+        }
+        if (entry.mChange.mAdapterEvent)
+        {
+            readAdapterEvent(*entry.mChange.mAdapterEvent, present.mAdapters);
         }
     }
 }

@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include "simulator/control/EnvironmentVariables.h"
+#include "simulator/scenario/AdapterEventReader.h"
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/scenario/Statistics.h"
@@ -242,6 +243,7 @@ World World::ofEnvironment(EventSink aSink)
 
 std::shared_ptr<Scenario const> World::at(Time aNow)
 {
+    mAdapterEvents.clear();
     for (std::string const& line : mJournal.takeNew())
     {
         apply(line);
@@ -269,7 +271,7 @@ void World::called(Call aCall, std::uint64_t aCount, Time aNow)
 void World::change(Change const& aChange, Time aNow)
 {
     at(aNow);
-    std::vector<EventSeries> events;
+    Events events;
     result({{aChange, aNow}}, events);  // refuses what is not possible
     record(aNow, "change " + aChange.table());
     at(aNow);
@@ -357,12 +359,13 @@ void World::happen(std::size_t aEntry, Time aTime)
 void World::apply(ChangeList const& aChanges)
 try
 {
-    std::vector<EventSeries> events;
+    Events events;
     mState = result(aChanges, events);
     if (mSink)
     {
-        std::for_each(events.begin(), events.end(), mSink);
+        std::for_each(events.mVendor.begin(), events.mVendor.end(), mSink);
     }
+    mAdapterEvents.insert(mAdapterEvents.end(), events.mAdapter.begin(), events.mAdapter.end());
 }
 catch (tomlfile::TomlError const& error)
 {
@@ -376,7 +379,7 @@ catch (tomlfile::TomlError const& error)
     apply(ChangeList(middle, aChanges.end()));
 }
 
-World::State World::result(ChangeList const& aChanges, std::vector<EventSeries>& aEvents) const
+World::State World::result(ChangeList const& aChanges, Events& aEvents) const
 {
     State state = mState;
     Change const* last = nullptr;
@@ -398,7 +401,11 @@ World::State World::result(ChangeList const& aChanges, std::vector<EventSeries>&
     {
         if (change.mEvent)
         {
-            aEvents.push_back(readEvent(*change.mEvent, state.mScenario->mDiagnostics));
+            aEvents.mVendor.push_back(readEvent(*change.mEvent, state.mScenario->mDiagnostics));
+        }
+        if (change.mAdapterEvent)
+        {
+            aEvents.mAdapter.push_back(readAdapterEvent(*change.mAdapterEvent, state.mScenario->mAdapters));
         }
     }
     return state;
