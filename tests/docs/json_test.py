@@ -49,7 +49,7 @@ class JsonPage(unittest.TestCase):
         root = self.copy()
         self.change(root / 'tools/qzagent/schemas/explain.schema.json', 'description', 'Another text.')
         self.assertEqual(json_docs(root).returncode, 0)
-        self.assertIn('| `exit_codes[].code` | `0`, `1`, `2` | Another text. |\n',
+        self.assertIn('| `exit_codes[].code` | `0`, `1`, `2`, `3` | Another text. |\n',
                       (root / 'docs/qzagent-json.md').read_text())
 
     def test_the_check_reports_a_stale_copy_of_the_envelope_and_the_generator_renews_it(self):

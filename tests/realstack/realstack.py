@@ -51,9 +51,14 @@ class Machine:
         return subprocess.Popen(**self._arguments(command), stdout=subprocess.PIPE)
 
 
-@contextlib.contextmanager
 def made(name):
     """The machine of this name, made for one use: what vanishes from it does not come back."""
+    return made_of(text_of(name))
+
+
+@contextlib.contextmanager
+def made_of(path):
+    """The machine of the text in this file."""
     with tempfile.TemporaryDirectory(dir=MEMORY if MEMORY.is_dir() else None) as folder:
-        subprocess.run([sys.executable, "-B", HERE / "make_machine.py", text_of(name), folder], check=True)
+        subprocess.run([sys.executable, "-B", HERE / "make_machine.py", path, folder], check=True)
         yield Machine(folder)

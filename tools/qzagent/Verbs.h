@@ -13,8 +13,14 @@ void addAdapters(CommandLine& aCommandLine);
 /// Writes the documents of other verbs and the events of some seconds to one file.
 void addBundle(CommandLine& aCommandLine);
 
+/// Finds what is wrong with the host by rules.
+void addCheck(CommandLine& aCommandLine);
+
 /// Writes a capture to a new file in another form.
 void addConvert(CommandLine& aCommandLine);
+
+/// Shows what changed on a host between two inventories.
+void addDiff(CommandLine& aCommandLine);
 
 /// Explains exit codes.
 void addExplain(CommandLine& aCommandLine);

@@ -36,6 +36,8 @@ void addVerbs(CommandLine& aCommandLine)
     addAdapters(aCommandLine);
     addInventory(aCommandLine);
     addPorts(aCommandLine);
+    addDiff(aCommandLine);
+    addCheck(aCommandLine);
     addLatency(aCommandLine);
     addShow(aCommandLine);
     addRepair(aCommandLine);

@@ -5,7 +5,7 @@ import re
 
 def plain(text):
     """The text without escapes."""
-    for escape, character in ((r"\-", "-"), (r"\(dq", '"'), (r"\(aq", "'"), (r"\`", "`"), (r"\&", "")):
+    for escape, character in ((r"\-", "-"), (r"\(dq", '"'), (r"\(aq", "'"), (r"\(ti", "~"), (r"\`", "`"), (r"\&", "")):
         text = text.replace(escape, character)
     return re.sub(r"\\f.", "", text).replace(r"\e", "\\")
 

@@ -70,7 +70,8 @@ class Completion(unittest.TestCase):
 
     def test_qzagent_offers_files_for_file_arguments(self):
         for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev", "repair ev", "convert ev",
-                     "repair --output ev", "inventory --output ev", "ports --output ev", "bundle --output ev", "bundle --anonymise ev"):
+                     "repair --output ev", "inventory --output ev", "ports --output ev", "bundle --output ev", "bundle --anonymise ev", "diff ev",
+                     "check ev", "check --baseline ev"):
             with self.subTest(line):
                 self.assertEqual(self.offered("qzagent " + line), {"events.capture"})
 
@@ -79,14 +80,16 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzagent --timeout 5 watch --format "), {"pcapng", "records"})
         self.assertEqual(self.offered("qzagent show --format "), {"pcapng", "records", "json", "hex"})
 
-    def test_qzagent_offers_toml_files_for_event_layouts(self):
+    def test_qzagent_offers_toml_files_for_event_layouts_and_rules(self):
         self.assertEqual(self.offered("qzagent watch --event-layout "), {"two.toml"})
+        self.assertEqual(self.offered("qzagent check --rules "), {"two.toml"})
 
     def test_qzagent_offers_nothing_for_names_and_numbers(self):
         for verb in programs.verbs():
             for option in programs.options_of(QZAGENT, verb) - {
                     "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow",
-                    "--summary", "--hex", "--format", "--time", "--to", "--anonymise"}:
+                    "--summary", "--hex", "--format", "--time", "--to", "--anonymise", "--rules", "--baseline",
+                    "--print-rules"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 

@@ -10,7 +10,8 @@ enum class ExitCode : int
 {
     success = 0,
     failed = 1,
-    misused = 2
+    misused = 2,
+    notSeen = 3  ///< of the verbs whose status 1 is a result
 };
 
 struct ExitCodeEntry
@@ -20,5 +21,5 @@ struct ExitCodeEntry
     char const* mAdvice;   ///< what the user can do, one line
 };
 
-extern std::array<ExitCodeEntry, 3> const exitCodes;
+extern std::array<ExitCodeEntry, 4> const exitCodes;
 }  // namespace qzagent

@@ -84,6 +84,11 @@ Lun lunOf(unsigned char const* aBytes)
     return fmt::format("{:02x}", fmt::join(aBytes, aBytes + lunSize, ""));
 }
 
+Lun lunNamed(std::string const& aName)
+{
+    return aName.size() == 2 * lunSize ? Lun(aName) : Lun(static_cast<unsigned int>(std::stoul(aName)));
+}
+
 Luns lunsIn(qz::LunReport const& aReport)
 {
     Luns luns;
@@ -107,6 +112,19 @@ Luns without(Luns const& aLuns, Luns const& aOthers)
     std::set_difference(aLuns.begin(), aLuns.end(), aOthers.begin(), aOthers.end(),
                         std::inserter(difference, difference.end()));
     return difference;
+}
+
+std::string textOf(std::vector<std::string> const& aTexts)
+{
+    ShortList list;
+    for (auto text = aTexts.begin(); text != aTexts.end(); ++text)
+    {
+        if (!list.add(*text))
+        {
+            return list.textWithout(std::distance(text, aTexts.end()));
+        }
+    }
+    return list.text();
 }
 
 std::string textOf(Luns const& aLuns)

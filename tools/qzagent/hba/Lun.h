@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "agentkit/include/HbaApi.h"
 
@@ -21,6 +22,9 @@ using Luns = std::set<Lun>;
 /// @param aBytes lunSize bytes, beginning with the first level
 Lun lunOf(unsigned char const* aBytes);
 
+/// @param aName a LUN as text: its number, or its 16 hexadecimal digits
+Lun lunNamed(std::string const& aName);
+
 /// @return the LUNs in a response to REPORT LUNS
 Luns lunsIn(qz::LunReport const& aReport);
 
@@ -29,6 +33,10 @@ bool follows(Lun const& aLun, Lun const& aOther);
 
 /// @return the LUNs that are in aLuns and not in aOthers
 Luns without(Luns const& aLuns, Luns const& aOthers);
+
+/// @return the texts with commas between them. A list that is too long for a line is cut and ends with the number of
+///         texts that are left out
+std::string textOf(std::vector<std::string> const& aTexts);
 
 /// @return the LUNs in ranges, such as "0-2, 300". A list that is too long for a line is cut and ends with the number
 ///         of LUNs that are left out. An empty list is "none"

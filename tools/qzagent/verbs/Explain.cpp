@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/check/Rules.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Report.h"
@@ -14,6 +15,14 @@ namespace qzagent
 {
 namespace
 {
+Answer explain(Rule const& aRule)
+{
+    return {
+        {{"rule",
+          {{"name", aRule.mName}, {"meaning", aRule.mMeaning}, {"why", aRule.mWhy}, {"next", aRule.mNext}}}},
+        fmt::format("{}: {}\n  why: {}\n  next: {}\n", aRule.mName, aRule.mMeaning, aRule.mWhy, aRule.mNext)};
+}
+
 /// @param aReport receives a usage error when the code does not exist
 /// @param aCode   the code as the user wrote it; none for all codes
 Answer explain(Report& aReport, std::optional<std::string> const& aCode)
@@ -31,9 +40,17 @@ Answer explain(Report& aReport, std::optional<std::string> const& aCode)
             text += fmt::format("{}  {}\n   {}\n", code, entry.mMeaning, entry.mAdvice);
         }
     }
+    if (Rule const* const rule = aCode ? ruleNamed(*aCode) : nullptr)
+    {
+        return explain(*rule);
+    }
     if (list.empty())
     {
-        aReport.addError(ExitCode::misused, fmt::format("no exit code '{}'; the codes are{}", *aCode, known));
+        aReport.addError(
+            ExitCode::misused,
+            fmt::format(
+                "no exit code or rule '{}'; the codes are{}; qzagent check --print-rules shows the rules",
+                *aCode, known));
         return {};
     }
     return {{{"exit_codes", list}}, text};
@@ -44,9 +61,11 @@ void addExplain(CommandLine& aCommandLine)
 {
     auto const code = std::make_shared<std::optional<std::string>>();
     ArgumentList arguments =
-        aCommandLine.addVerb("explain", "Explain one exit code or all of them",
-                             "  qzagent explain 1          what exit code 1 means, and what to do\n",
+        aCommandLine.addVerb("explain", "Explain exit codes and findings",
+                             "  qzagent explain 1          what exit code 1 means, and what to do\n"
+                             "  qzagent explain link-down  what this finding of check means\n",
                              [code](Setting const& aSetting) { return explain(aSetting.mReport, *code); });
-    arguments.addPositional("N", *code, "The exit code; all exit codes by default");
+    arguments.addPositional("N", *code,
+                            "The exit code, or the name of a finding's rule; all exit codes by default");
 }
 }  // namespace qzagent

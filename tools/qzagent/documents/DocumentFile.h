@@ -1,0 +1,24 @@
+/// @file
+/// Reads documents that were kept as files.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+namespace qzagent
+{
+/// JSON documents by name. A document of a bundle has the name that the bundle gives it, any other document the verb
+/// that printed it.
+using Documents = std::map<std::string, nlohmann::ordered_json>;
+
+/// @param aPath path of a JSON document or of a bundle; "-" for a JSON document from standard input
+/// @throws DocumentError when the file cannot be read, or is neither
+Documents readDocuments(std::string const& aPath);
+
+/// @return the document, whose absence is an error
+/// @throws DocumentError
+nlohmann::ordered_json const& documentNamed(char const* aName, Documents const& aDocuments,
+                                            std::string const& aPath);
+}  // namespace qzagent

@@ -1,0 +1,221 @@
+#include "tools/qzagent/documents/HostTree.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <initializer_list>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/qzagent/documents/DocumentValue.h"
+
+namespace qzagent
+{
+namespace
+{
+using Json = nlohmann::ordered_json;
+using Value = DocumentValue;
+
+bool endsWith(std::string const& aText, std::string const& aEnd)
+{
+    return aText.size() >= aEnd.size() && aText.compare(aText.size() - aEnd.size(), aEnd.size(), aEnd) == 0;
+}
+
+/// Takes the values of an object except those that identify it, that are shown as its parts, or that repeat
+/// another value in its raw form.
+std::map<std::string, Json> fieldsOf(Value const& aObject, std::set<std::string> const& aOthers)
+{
+    std::map<std::string, Json> fields;
+    for (auto const& [key, value] : aObject.json().items())
+    {
+        if (aOthers.count(key) == 0 && !endsWith(key, "_bits"))
+        {
+            fields.emplace(key, value);
+        }
+    }
+    return fields;
+}
+
+/// @return the text of the first failure of an object; empty when there is none
+std::string failureOf(Value const& aObject)
+{
+    std::vector<Value> const failures = aObject.listAt("failures");
+    if (failures.empty())
+    {
+        return {};
+    }
+    Value const& first = failures.front();
+    return first.has("cause") ? first.at("cause").at("text").text() : first.at("text").text();
+}
+
+void addWwn(HostPart& aPart, std::optional<std::string> const& aWwn)
+{
+    if (aWwn)
+    {
+        aPart.mWwns.insert(*aWwn);
+    }
+}
+
+HostPart lunNamed(std::string const& aName)
+{
+    HostPart lun;
+    lun.mKind = PartKind::lun;
+    lun.mName = aName;
+    lun.mSubstitute = aName;
+    return lun;
+}
+
+/// Joins the elements of a LUN with several devices.
+void addUnit(HostPart& aLun, Value const& aUnit)
+{
+    for (auto& [key, value] : fieldsOf(aUnit, {"lun", "os_device", "failures"}))
+    {
+        aLun.mFields.emplace(key, std::move(value));
+    }
+    if (std::optional<std::string> const device = aUnit.textAt("os_device"))
+    {
+        Json& devices = aLun.mFields["os_device"];
+        devices.push_back(*device);
+        std::sort(devices.begin(), devices.end());
+    }
+}
+
+/// @return the LUNs that the target reported or that are mapped
+std::vector<HostPart> lunsOf(Value const& aRemotePort)
+{
+    std::map<std::string, HostPart> luns;
+    auto const lunAt = [&luns](Value const& aValue) -> HostPart&
+    {
+        std::string const name = aValue.lun();
+        return luns.emplace(name, lunNamed(name)).first->second;
+    };
+    for (Value const& lun : aRemotePort.listAt("mapped_luns"))
+    {
+        lunAt(lun).mFields["mapped"] = true;
+    }
+    for (Value const& lun : aRemotePort.listAt("reported_luns"))
+    {
+        lunAt(lun).mFields["reported"] = true;
+    }
+    for (Value const& unit : aRemotePort.listAt("luns"))
+    {
+        addUnit(lunAt(unit.at("lun")), unit);
+    }
+    std::vector<HostPart> parts;
+    for (auto& [name, lun] : luns)
+    {
+        lun.mFields.emplace("mapped", false);
+        if (aRemotePort.has("reported_luns"))
+        {
+            lun.mFields.emplace("reported", false);
+        }
+        parts.push_back(std::move(lun));
+    }
+    return parts;
+}
+
+/// @param aAreMappingsKnown whether the adapter provided its target mappings
+HostPart remotePortOf(Value const& aRemotePort, bool aAreMappingsKnown)
+{
+    HostPart part;
+    part.mKind = PartKind::remotePort;
+    part.mName = aRemotePort.at("port_wwn").text();
+    part.mWwns.insert(part.mName);
+    part.mTarget = aRemotePort.textAt("node_wwn").value_or(part.mName);
+    part.mFields = fieldsOf(aRemotePort, {"port_wwn", "mapped_luns", "reported_luns", "luns", "failures"});
+    part.mParts = lunsOf(aRemotePort);
+    part.mFailure = failureOf(aRemotePort);
+    part.mArePartsKnown = aAreMappingsKnown && part.mFailure.empty();
+    return part;
+}
+
+void addRemotePorts(HostPart& aPart, Value const& aOwner, bool aAreMappingsKnown)
+{
+    for (Value const& remotePort : aOwner.listAt("remote_ports"))
+    {
+        aPart.mParts.push_back(remotePortOf(remotePort, aAreMappingsKnown));
+    }
+}
+
+HostPart portOf(Value const& aPort, bool aAreMappingsKnown)
+{
+    HostPart part;
+    part.mKind = PartKind::port;
+    std::optional<std::string> const wwn = aPort.textAt("port_wwn");
+    part.mSubstitute = aPort.at("index").json().dump();
+    part.mName = wwn.value_or(part.mSubstitute);
+    addWwn(part, wwn);
+    part.mFields = fieldsOf(aPort, {"index", "port_wwn", "remote_ports", "failures"});
+    part.mFailure = failureOf(aPort);
+    part.mArePartsKnown = aPort.has("remote_ports") && part.mFailure.empty();
+    addRemotePorts(part, aPort, aAreMappingsKnown);
+    return part;
+}
+
+HostPart adapterOf(Value const& aAdapter)
+{
+    HostPart part;
+    part.mKind = PartKind::adapter;
+    part.mName = aAdapter.at("name").text();
+    part.mSubstitute = part.mName;
+    part.mFailure = failureOf(aAdapter);
+    part.mArePartsKnown = aAdapter.has("ports");
+    if (aAdapter.has("attributes"))
+    {
+        Value const attributes = aAdapter.at("attributes");
+        addWwn(part, attributes.textAt("node_wwn"));
+        part.mFields = fieldsOf(attributes, {"node_wwn"});
+    }
+    bool const areMappingsKnown = aAdapter.has("remote_ports");
+    for (Value const& port : aAdapter.listAt("ports"))
+    {
+        part.mParts.push_back(portOf(port, areMappingsKnown));
+        addWwn(part, port.textAt("port_wwn"));
+    }
+    // What the adapter reaches, an only port reaches.
+    HostPart& owner = part.mParts.size() == 1 ? part.mParts.front() : part;
+    addRemotePorts(owner, aAdapter, areMappingsKnown);
+    return part;
+}
+
+/// @return the first error that concerns no adapter; empty when there is none
+std::string failureOfHost(Value const& aDocument)
+{
+    for (Value const& message : aDocument.listAt("messages"))
+    {
+        if (message.at("severity").json() == "error" && !message.has("adapter"))
+        {
+            return message.at("text").text();
+        }
+    }
+    return {};
+}
+
+bool hasUnits(HostPart const& aPart)
+{
+    return aPart.mFields.count("device_type") > 0 ||
+           std::any_of(aPart.mParts.begin(), aPart.mParts.end(), hasUnits);
+}
+}  // namespace
+
+HostTree hostTreeOf(nlohmann::ordered_json const& aDocument, std::string const& aName)
+{
+    Value const document = documentOf("inventory", aDocument, aName);
+    document.at("adapters");
+    HostPart root;
+    root.mFailure = failureOfHost(document);
+    root.mArePartsKnown = root.mFailure.empty();
+    for (Value const& adapter : document.listAt("adapters"))
+    {
+        root.mParts.push_back(adapterOf(adapter));
+    }
+    bool const areUnitsKnown = hasUnits(root);
+    return {document.at("host").text(), document.at("generated_at").text(), areUnitsKnown, std::move(root)};
+}
+}  // namespace qzagent

@@ -1,0 +1,49 @@
+/// @file
+/// A host as its inventory describes it, in a form that can be compared.
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace qzagent
+{
+enum class PartKind
+{
+    host,
+    adapter,
+    port,
+    remotePort,
+    lun
+};
+
+/// A part of a host, with the parts that belong to it.
+struct HostPart
+{
+    PartKind mKind = PartKind::host;
+    std::string mName;            ///< World Wide Name; of adapters and LUNs what the inventory calls them
+    std::set<std::string> mWwns;  ///< any of them identifies the part; empty if none is known
+    std::string mSubstitute;      ///< identifies the part as long as no World Wide Name does
+    std::string mTarget;          ///< of a remote port, the node to which it belongs
+    std::map<std::string, nlohmann::ordered_json> mFields;  ///< values without identity, by their JSON keys
+    std::vector<HostPart> mParts;
+    bool mArePartsKnown = true;  ///< whether the list of parts is complete
+    std::string mFailure;        ///< why something is unknown; empty when nothing failed
+};
+
+struct HostTree
+{
+    std::string mHost;  ///< name of the host
+    std::string mTime;  ///< when the document was generated
+    bool mHasUnits;     ///< whether the LUNs were asked for what they are
+    HostPart mRoot;
+};
+
+/// @param aDocument what the verb inventory prints with --json
+/// @param aName     name of the document for messages
+/// @throws DocumentError
+HostTree hostTreeOf(nlohmann::ordered_json const& aDocument, std::string const& aName);
+}  // namespace qzagent

@@ -1,0 +1,35 @@
+#include "tools/qzagent/documents/LiveDocument.h"
+
+#include <chrono>
+#include <exception>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/qzagent/bundle/VerbProcess.h"
+#include "tools/qzagent/documents/DocumentValue.h"
+
+namespace qzagent
+{
+nlohmann::ordered_json readLive(Setting const& aSetting, StopSignals& aSignals, std::chrono::seconds aLimit,
+                                void (*aAdd)(CommandLine&), std::vector<std::string> const& aArguments)
+{
+    std::optional<VerbDocument> found;
+    try
+    {
+        found = runVerbInProcess(aSetting, aSignals, aLimit, aAdd, aArguments);
+    }
+    catch (std::exception const& exception)
+    {
+        throw DocumentError(fmt::format("the process of {} {}", aArguments.front(), exception.what()));
+    }
+    if (!found)
+    {
+        throw DocumentError(fmt::format("interrupted during {}", aArguments.front()));
+    }
+    return nlohmann::ordered_json::parse(found->mText);
+}
+}  // namespace qzagent
