@@ -35,7 +35,11 @@ void Faults::update(std::vector<Fault> aFaults)
     mFaults = std::move(faults);
 }
 
-std::uint64_t Faults::callsOf(Call aCall) const { return countOf({aCall, "", ""}); }
+std::uint64_t Faults::callsOf(Call aCall) const
+{
+    auto const found = mCalls.find(aCall);
+    return found == mCalls.end() ? 0 : found->second;
+}
 
 std::uint64_t Faults::countOf(Group const& aGroup) const
 {
@@ -51,6 +55,8 @@ Reaction Faults::next(Call aCall, std::string const& aDevice, std::string const&
     {
         ++mCounts[group];
     }
+    std::uint64_t const own = mCounts[{aCall, "", ""}];
+    mCalls[aCall] = mStrikes.countCall(aCall).value_or(own);
     auto const found = std::find_if(mFaults.begin(), mFaults.end(),
                                     [&](Scheduled const& aScheduled)
                                     {
@@ -69,7 +75,7 @@ Reaction Faults::next(Call aCall, std::string const& aDevice, std::string const&
     if (reaction.mLongestDelayMs > reaction.mDelayMs)
     {
         // The number of the call is the seed, so a test gives the same result each time.
-        std::mt19937 random(static_cast<std::uint32_t>(mCounts[{aCall, "", ""}]));
+        std::mt19937 random(static_cast<std::uint32_t>(own));
         reaction.mDelayMs =
             std::uniform_int_distribution(reaction.mDelayMs, reaction.mLongestDelayMs)(random);
     }

@@ -30,7 +30,8 @@ public:
     /// @param aFaults the former faults, which may have started or ended, and faults that were added
     void update(std::vector<Fault> aFaults);
 
-    /// @return the number of calls of the function so far
+    /// @return the number of calls of the function up to the last one that this object has counted, in all processes that
+    ///         share the strikes
     std::uint64_t callsOf(Call aCall) const;
 
     /// Counts one call. When several faults cover it, the first one in the scenario decides.
@@ -56,6 +57,7 @@ private:
     std::vector<Scheduled> mFaults;
     Strikes mStrikes;
     std::map<Group, std::uint64_t> mCounts;
+    std::map<Call, std::uint64_t> mCalls;
 };
 
 /// @return the status that the call must return; nothing when it answers as usual

@@ -1,13 +1,11 @@
 #include "simulator/control/Strikes.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,14 +44,10 @@ Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
     {
         refuseStrikes(aPath);
     }
-    std::size_t const size = aFaults * sizeof(StrikeCount);
+    std::size_t const size = sizeOfFile(aFaults);
     if (sizeOf(file.number(), aPath) != size)
     {
         refuseStrikes(aPath, "it was made for another scenario");
-    }
-    if (size == 0)  // an empty mapping is not possible
-    {
-        return;
     }
     void* const memory = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
     if (memory == MAP_FAILED)
@@ -77,22 +71,12 @@ std::uint32_t Strikes::of(std::size_t aFault) const
     return aFault < mSize ? mCounts[static_cast<std::ptrdiff_t>(aFault)].load() : 0;
 }
 
-StrikesFile::StrikesFile(std::size_t aFaults)
-    : mPath(std::filesystem::temp_directory_path() / "qzsim-strikes-XXXXXX")
+std::optional<std::uint32_t> Strikes::countCall(Call aCall)
 {
-    Descriptor const file(::mkostemp(mPath.data(), O_CLOEXEC));
-    if (file.number() < 0)
+    if (!mCounts)
     {
-        refuseStrikes(mPath);
+        return std::nullopt;
     }
-    if (::ftruncate(file.number(), static_cast<off_t>(aFaults * sizeof(StrikeCount))) != 0)
-    {
-        ::unlink(mPath.c_str());
-        refuseStrikes(mPath);
-    }
+    return ++mCounts[static_cast<std::ptrdiff_t>(mSize + static_cast<std::size_t>(aCall))];
 }
-
-StrikesFile::~StrikesFile() { ::unlink(mPath.c_str()); }
-
-std::string const& StrikesFile::path() const { return mPath; }
 }  // namespace qzsim

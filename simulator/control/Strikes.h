@@ -1,12 +1,17 @@
 /// @file
-/// Strikes: how many calls each fault of a scenario has made fail, over all processes that load the scenario.
+/// Counts over all processes that load a scenario: of the calls, and of the strikes, the calls that each fault has made
+/// fail.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+
+#include "simulator/control/MemoryFile.h"
+#include "simulator/scenario/Calls.h"
 
 namespace qzsim
 {
@@ -14,8 +19,8 @@ namespace qzsim
 using StrikeCount = std::atomic<std::uint32_t>;
 static_assert(StrikeCount::is_always_lock_free, "processes cannot share a lock");
 
-/// One count per fault, in scenario order, in a file that all processes map. A count survives the process that made
-/// it.
+/// One count per fault, in scenario order, and one per function, in a file that all processes map. A count survives the
+/// process that made it.
 class Strikes
 {
 public:
@@ -30,24 +35,25 @@ public:
     void add(std::size_t aFault);
     std::uint32_t of(std::size_t aFault) const;
 
+    /// Counts a call.
+    /// @return the number of calls of the function so far, in all processes; nothing without a file
+    std::optional<std::uint32_t> countCall(Call aCall);
+
+    static std::size_t sizeOfFile(std::size_t aFaults)
+    {
+        return (aFaults + numberOfCalls) * sizeof(StrikeCount);
+    }
+
 private:
     std::shared_ptr<StrikeCount[]> mCounts;
     std::size_t mSize = 0;
 };
 
-/// A temporary file of zero counts. The destructor removes it.
-class StrikesFile
+/// The file of zero counts for a number of faults.
+class StrikesFile : public MemoryFile
 {
 public:
     /// @throws std::runtime_error when the file cannot be created
-    explicit StrikesFile(std::size_t aFaults);
-    ~StrikesFile();
-    StrikesFile(StrikesFile const&) = delete;
-    StrikesFile& operator=(StrikesFile const&) = delete;
-
-    std::string const& path() const;
-
-private:
-    std::string mPath;
+    explicit StrikesFile(std::size_t aFaults) : MemoryFile(Strikes::sizeOfFile(aFaults)) {}
 };
 }  // namespace qzsim

@@ -89,11 +89,15 @@ HBA_STATUS HbaSimulation::load(World aWorld, Strikes aStrikes)
         isContinued ? mFaults.update(scenario->mFaults)
                     : mFaults.schedule(scenario->mFaults, std::move(aStrikes));
     }
-    if (auto const status = fault(Call::loadLibrary))
+    auto const status = fault(Call::loadLibrary);
     {
         std::lock_guard const lock(mMutex);
-        mFormerWorld = std::move(aWorld);
-        return *status;
+        aWorld.called(Call::loadLibrary, mFaults.callsOf(Call::loadLibrary), timeSinceStart());
+        if (status)
+        {
+            mFormerWorld = std::move(aWorld);
+            return *status;
+        }
     }
     Handles handles(scenario->mBehaviour, scenario->mAdapters.size());
     auto events = std::make_unique<AdapterEventSource>(aWorld.original().mAdapters);

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <initializer_list>
 #include <system_error>
 
@@ -150,14 +151,49 @@ sigset_t setOf(std::initializer_list<int> aSignals)
     return set;
 }
 
-/// Blocks the signals with which terminals and shells end programs.
+/// The signals that are for the program, and the one that reports its end.
+sigset_t const awaitedSignals = setOf({SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGCHLD});
+
+/// Blocks the signals, so that awaitEnd() receives them.
 /// @return the previous mask
-sigset_t blockEndingSignals()
+sigset_t blockAwaitedSignals()
 {
-    sigset_t const set = setOf({SIGHUP, SIGINT, SIGQUIT, SIGTERM});
+    // If the signal were ignored, the system would not keep the status of the program.
+    ::signal(SIGCHLD, SIG_DFL);
     sigset_t formerMask;
-    ::sigprocmask(SIG_BLOCK, &set, &formerMask);
+    ::sigprocmask(SIG_BLOCK, &awaitedSignals, &formerMask);
     return formerMask;
+}
+
+/// @return whether the program has not received the signal itself. A terminal, that is the kernel, sends it to the whole
+///         process group, and so does a program that signals its own group.
+bool isForOneProcess(siginfo_t const& aSignal, pid_t aProcess)
+{
+    return aSignal.si_signo != SIGCHLD && aSignal.si_code <= 0 && aSignal.si_pid != aProcess;
+}
+
+/// Waits for the end of the program and forwards signals to it.
+/// @return its status from waitpid
+int awaitEnd(pid_t aProcess)
+{
+    sigset_t const end = setOf({SIGCHLD});
+    constexpr timespec patience{0, 100'000'000};
+    int status = 0;
+    while (::waitpid(aProcess, &status, WNOHANG) == 0)
+    {
+        siginfo_t signal{};
+        ::sigwaitinfo(&awaitedSignals, &signal);
+        if (isForOneProcess(signal, aProcess))
+        {
+            // Another process may have sent it to the whole group. A program that ends now does not get it twice.
+            ::sigtimedwait(&end, nullptr, &patience);
+            if (::waitpid(aProcess, &status, WNOHANG) == 0)
+            {
+                ::kill(aProcess, signal.si_signo);
+            }
+        }
+    }
+    return status;
 }
 }  // namespace
 
@@ -222,7 +258,7 @@ int becomeProgram(std::vector<std::string> aCommand)
 
 Outcome runProgram(std::vector<std::string> aCommand)
 {
-    sigset_t const formerMask = blockEndingSignals();
+    sigset_t const formerMask = blockAwaitedSignals();
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
     ::posix_spawnattr_setsigmask(&attributes, &formerMask);
@@ -235,9 +271,7 @@ Outcome runProgram(std::vector<std::string> aCommand)
     ::posix_spawnattr_destroy(&attributes);
     if (outcome.mError == 0)
     {
-        while (::waitpid(process, &outcome.mStatus, 0) < 0 && errno == EINTR)
-        {
-        }
+        outcome.mStatus = awaitEnd(process);
     }
     return outcome;
 }

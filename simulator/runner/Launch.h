@@ -55,8 +55,8 @@ struct Outcome
     int mStatus;  ///< status from waitpid
 };
 
-/// Runs the program to its end. From then on this process blocks the signals with which terminals and shells end
-/// programs, so that only the program receives them.
+/// Runs the program to its end. From then on this process blocks the signals that users send to programs. It forwards those
+/// that the program does not receive itself.
 Outcome runProgram(std::vector<std::string> aCommand);
 
 /// Ends this process with the signal that ended the program.

@@ -9,7 +9,6 @@
 #include <optional>
 #include <string>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -183,13 +182,13 @@ bool reportUnfinished(qzsim::World& aWorld, qzsim::Strikes const& aStrikes)
 /// @param aContent of the scenario
 int runAsChild(Options const& aOptions, qzsim::Injection aInjection, std::string const& aContent)
 {
-    std::optional<qzsim::JournalFile> journalFile(std::in_place);
-    qzsim::World world(tomlfile::readToml(aOptions.mScenario, aContent), qzsim::Journal(journalFile->path()));
+    qzsim::JournalFile const journalFile;
+    qzsim::World world(tomlfile::readToml(aOptions.mScenario, aContent), qzsim::Journal(journalFile.path()));
     std::size_t const faults = world.original().mFaults.size();
-    std::optional<qzsim::StrikesFile> strikesFile(faults);
-    qzsim::Strikes const strikes(strikesFile->path(), faults);
-    aInjection.mStrikes = strikesFile->path();
-    aInjection.mJournal = journalFile->path();
+    qzsim::StrikesFile const strikesFile(faults);
+    qzsim::Strikes const strikes(strikesFile.path(), faults);
+    aInjection.mStrikes = strikesFile.path();
+    aInjection.mJournal = journalFile.path();
     qzsim::inject(aInjection);
     qzsim::Commands commands(world, strikes);
     std::optional<qzsim::ControlSocket> control;
@@ -202,8 +201,6 @@ int runAsChild(Options const& aOptions, qzsim::Injection aInjection, std::string
     // Now, because a signal may end this process below.
     control.reset();
     bool const isUnfinished = aOptions.mVerify && outcome.mError == 0 && reportUnfinished(world, strikes);
-    strikesFile.reset();
-    journalFile.reset();
     if (outcome.mError != 0)
     {
         return refuseProgram(aOptions.mCommand.front(), outcome.mError);

@@ -2,6 +2,7 @@
 /// The calls of the HBA library and the diagnostic library that a scenario can make fail.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -47,6 +48,8 @@ enum class Call
     quazorRegisterForEvent,
     quazorUnregisterForEvent
 };
+
+constexpr std::size_t numberOfCalls = static_cast<std::size_t>(Call::quazorUnregisterForEvent) + 1;
 
 /// What a call of the HBA API writes into the memory of its caller.
 enum class Content

@@ -91,10 +91,16 @@ void checkTimeline(TomlValue const& aTree, Scenario const& aScenario)
     {
         return;
     }
-    ChangedScenario present{aTree, aScenario, {}};
+    TomlValue tree = aTree;
+    Scenario present = aScenario;
     for (TimelineEntry const& entry : aScenario.mTimeline)
     {
-        present = changed(present.mTree, present.mScenario, entry.mChange);
+        edit(entry.mChange, tree);
+        present = readEdited(tree, present, entry.mChange);
+        if (entry.mChange.mEvent)
+        {
+            readEvent(*entry.mChange.mEvent, present.mDiagnostics);
+        }
     }
 }
 }  // namespace
@@ -113,34 +119,33 @@ Scenario readScenario(TomlValue const& aTree)
     return scenario;
 }
 
-ChangedScenario changed(TomlValue const& aTree, Scenario const& aScenario, Change const& aChange)
+void edit(Change const& aChange, TomlValue& aTree)
 {
-    ChangedScenario result{aTree, {}, {}};
-    auto& entries = std::get<TomlValue::Table>(result.mTree.content());
+    auto& entries = std::get<TomlValue::Table>(aTree.content());
     entries.erase(std::remove_if(entries.begin(), entries.end(),
                                  [](tomlfile::TomlEntry const& aEntry) { return aEntry.mKey == "timeline"; }),
                   entries.end());
     for (Setting const& setting : aChange.mSettings)
     {
-        setting.mPath.set(result.mTree, setting.mValue);
+        setting.mPath.set(aTree, setting.mValue);
     }
     for (ValuePath const& path : aChange.mRemovals)
     {
-        path.remove(result.mTree);
+        path.remove(aTree);
     }
-    result.mScenario = scenarioIn(result.mTree);
-    if (!result.mScenario.mTimeline.empty())
+}
+
+Scenario readEdited(TomlValue const& aTree, Scenario const& aFormer, Change const& aChange)
+{
+    Scenario scenario = scenarioIn(aTree);
+    if (!scenario.mTimeline.empty())
     {
         throw TomlError(fmt::format("{}: expected a timeline that does not change itself", placeOf(aChange)));
     }
-    if (char const* const violation = violationOf(aScenario, result.mScenario))
+    if (char const* const violation = violationOf(aFormer, scenario))
     {
         throw TomlError(fmt::format("{}: expected a change that keeps {}", placeOf(aChange), violation));
     }
-    if (aChange.mEvent)
-    {
-        result.mEvent = readEvent(*aChange.mEvent, result.mScenario.mDiagnostics);
-    }
-    return result;
+    return scenario;
 }
 }  // namespace qzsim

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <ctime>
 #include <iterator>
-#include <limits>
 
 #include <hbaapi.h>
 
@@ -74,8 +73,8 @@ struct CountersOf<HBA_FC4STATISTICS>
     };
 };
 
-/// @return how much a counter grows in this time
-std::uint64_t growthAfter(std::chrono::nanoseconds aTime, std::uint32_t aPerSecond);
+/// @return a counter after this time. A counter of 63 bits that overflows continues at 0
+HBA_INT64 counterAfter(std::chrono::nanoseconds aTime, HBA_INT64 aStart, std::uint32_t aPerSecond);
 
 /// @return statistics without any counter
 template <typename Record>
@@ -112,11 +111,10 @@ std::size_t numberOfGrowingCounters(GrowingCounters<Record> const& aStatistics)
                                  { return aStatistics.mPerSecond.*aCounter.mField != 0; });
 }
 
-/// @return the counters after this time. A counter of 63 bits that overflows continues at 0
+/// @return the counters after this time
 template <typename Record>
 Record statisticsAfter(std::chrono::nanoseconds aTime, GrowingCounters<Record> const& aStatistics)
 {
-    constexpr auto highest = static_cast<std::uint64_t>(std::numeric_limits<HBA_INT64>::max());
     Record result = aStatistics.mStart;
     for (Counter<Record> const& counter : CountersOf<Record>::all)
     {
@@ -124,11 +122,8 @@ Record statisticsAfter(std::chrono::nanoseconds aTime, GrowingCounters<Record> c
         auto const rate = static_cast<std::uint32_t>(aStatistics.mPerSecond.*counter.mField);
         if (value != notOffered)
         {
-            // The clocks of two threads may differ a little.
-            auto const time = std::max(std::chrono::nanoseconds::zero(),
-                                       aTime - std::chrono::nanoseconds(aStatistics.mSince.*counter.mField));
-            value = static_cast<HBA_INT64>((static_cast<std::uint64_t>(value) + growthAfter(time, rate)) &
-                                           highest);
+            value = counterAfter(aTime - std::chrono::nanoseconds(aStatistics.mSince.*counter.mField), value,
+                                 rate);
         }
     }
     return result;

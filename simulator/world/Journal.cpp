@@ -1,7 +1,6 @@
 #include "simulator/world/Journal.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -10,7 +9,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -51,11 +49,13 @@ std::vector<std::string> Journal::takeNew()
         readFile();
     }
     std::vector<std::string> lines;
-    for (std::size_t end = mUnread.find('\n'); end != std::string::npos; end = mUnread.find('\n'))
+    std::size_t start = 0;
+    for (std::size_t end = mUnread.find('\n'); end != std::string::npos; end = mUnread.find('\n', start))
     {
-        lines.push_back(mUnread.substr(0, end));
-        mUnread.erase(0, end + 1);
+        lines.push_back(mUnread.substr(start, end - start));
+        start = end + 1;
     }
+    mUnread.erase(0, start);
     return lines;
 }
 
@@ -73,15 +73,4 @@ void Journal::readFile()
     mPosition += added.size();
     mUnread += added;
 }
-
-JournalFile::JournalFile() : mPath(std::filesystem::temp_directory_path() / "qzsim-journal-XXXXXX")
-{
-    Descriptor const file(::mkostemp(mPath.data(), O_CLOEXEC));
-    if (file.number() < 0)
-    {
-        refuseJournal(mPath);
-    }
-}
-
-JournalFile::~JournalFile() { ::unlink(mPath.c_str()); }
 }  // namespace qzsim

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "simulator/control/MemoryFile.h"
+
 namespace qzsim
 {
 /// With a file, all processes that use the file have the same changes. They open it for each access: a program may close
@@ -40,19 +42,6 @@ private:
     std::size_t mPosition = 0;  ///< in the file, after mUnread
 };
 
-/// A temporary file for an empty journal. The destructor removes it.
-class JournalFile
-{
-public:
-    /// @throws std::runtime_error when the file cannot be created
-    JournalFile();
-    ~JournalFile();
-    JournalFile(JournalFile const&) = delete;
-    JournalFile& operator=(JournalFile const&) = delete;
-
-    std::string const& path() const { return mPath; }
-
-private:
-    std::string mPath;
-};
+/// The file of an empty journal.
+using JournalFile = MemoryFile;
 }  // namespace qzsim

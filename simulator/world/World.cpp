@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <map>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -23,7 +28,6 @@ namespace
 using tomlfile::TomlValue;
 
 constexpr char const* journalName = "change";
-constexpr std::string_view everything = "adapter";
 
 /// Removes a word and the blank after it from the front of the text.
 std::string_view takeWord(std::string_view& aText)
@@ -48,61 +52,173 @@ bool covers(std::string_view aPath, std::string_view aOther)
     return aOther.substr(0, aPath.size()) == aPath &&
            (aOther.size() == aPath.size() || aOther[aPath.size()] == '.' || aOther[aPath.size()] == '[');
 }
-/// Calls the action with each possible counter of a port that the path covers: its path, its statistics and the counter.
-/// @param aTable path of the table of these statistics
-template <typename Statistics, typename Action>
-void forCountersOf(std::string const& aTable, Statistics& aStatistics, std::string_view aPath, Action aAction)
+
+constexpr char const* tableOf(HBA_PORTSTATISTICS const&) { return "statistics"; }
+constexpr char const* tableOf(HBA_FC4STATISTICS const&) { return "fc4_statistics"; }
+
+std::string nameOfRates(std::string const& aTable) { return aTable + "_per_second"; }
+
+/// Calls the action with each counter of the record that the path covers: its path, its table and the counter.
+template <typename Record, typename Action>
+void forCountersOf(std::string const& aPort, std::string_view aPath, Action aAction)
 {
-    for (auto const& counter : CountersOf<decltype(aStatistics->mStart)>::all)
+    std::string const table = tableOf(Record{});
+    for (auto const& counter : CountersOf<Record>::all)
     {
-        std::string const path = fmt::format("{}.{}", aTable, counter.mName);
-        if (covers(aPath, path) || covers(aPath, fmt::format("{}_per_second.{}", aTable, counter.mName)))
+        std::string const path = fmt::format("{}.{}.{}", aPort, table, counter.mName);
+        if (covers(aPath, path) ||
+            covers(aPath, fmt::format("{}.{}.{}", aPort, nameOfRates(table), counter.mName)))
         {
-            aAction(path, aStatistics, counter);
+            aAction(path, table, counter);
         }
     }
 }
 
-/// Same as above, for the ports of all adapters.
-template <typename AnyScenario, typename Action>
-void forCounters(AnyScenario& aScenario, std::string_view aPath, Action aAction)
+std::string nameOfPort(std::size_t aAdapter, std::size_t aPort)
 {
-    for (std::size_t adapter = 0; adapter < aScenario.mAdapters.size(); ++adapter)
+    return fmt::format("adapter[{}].port[{}]", aAdapter, aPort);
+}
+
+TomlValue const* entryIn(TomlValue const* aTable, std::string_view aKey)
+{
+    return aTable != nullptr && aTable->is<TomlValue::Table>() ? aTable->find(aKey) : nullptr;
+}
+
+TomlValue::Array const& elementsIn(TomlValue const* aArray)
+{
+    static TomlValue::Array const none;
+    return aArray != nullptr && aArray->is<TomlValue::Array>() ? aArray->as<TomlValue::Array>({}) : none;
+}
+
+/// Calls the action with each possible counter in the tree that the path covers: its path, its table, the counter and the
+/// port.
+template <typename Action>
+void forCounters(TomlValue const& aTree, std::string_view aPath, Action aAction)
+{
+    std::size_t adapter = 0;
+    for (TomlValue const& one : elementsIn(entryIn(&aTree, "adapter")))
     {
-        auto& ports = aScenario.mAdapters[adapter].mPorts;
+        std::size_t number = 0;
+        for (TomlValue const& port : elementsIn(entryIn(&one, "port")))
+        {
+            std::string const name = nameOfPort(adapter, number++);
+            auto const action = [&](std::string const& aCounter, std::string const& aTable,
+                                    auto const& aRecord) { aAction(aCounter, aTable, aRecord.mName, port); };
+            if (covers(aPath, name) || covers(name, aPath))
+            {
+                forCountersOf<HBA_PORTSTATISTICS>(name, aPath, action);
+                forCountersOf<HBA_FC4STATISTICS>(name, aPath, action);
+            }
+        }
+        ++adapter;
+    }
+}
+
+TomlValue::Number numberOfCounter(TomlValue const& aPort, std::string const& aTable, char const* aCounter)
+{
+    TomlValue const* const number = entryIn(entryIn(&aPort, aTable), aCounter);
+    return number != nullptr && number->is<TomlValue::Number>() ? number->as<TomlValue::Number>({}) : 0;
+}
+
+using Since = std::map<std::string, World::Time>;
+
+/// Writes the numbers that the counters have grown to into the tree.
+/// @param aPath only counters that this path covers
+void writeCounters(std::string const& aPath, World::Time aNow, Since const& aSince, TomlValue& aTree)
+{
+    std::map<std::string, TomlValue::Number> numbers;
+    forCounters(
+        aTree, aPath,
+        [&](std::string const& aCounter, std::string const& aTable, char const* aName, TomlValue const& aPort)
+        {
+            auto const rate = static_cast<std::uint32_t>(numberOfCounter(aPort, nameOfRates(aTable), aName));
+            auto const since = aSince.find(aCounter);
+            if (rate != 0)
+            {
+                numbers[aCounter] =
+                    counterAfter(aNow - (since == aSince.end() ? World::Time() : since->second),
+                                 numberOfCounter(aPort, aTable, aName), rate);
+            }
+        });
+    for (auto const& [counter, number] : numbers)
+    {
+        ValuePath(journalName, counter).set(aTree, {journalName, TomlValue::Number(number)});
+    }
+}
+
+/// Makes a change in the tree.
+/// @param aSince receives the time of each counter that the change sets
+void editWithCounters(Change const& aChange, World::Time aTime, TomlValue& aTree, Since& aSince)
+{
+    std::vector<std::string> paths;
+    for (Setting const& setting : aChange.mSettings)
+    {
+        paths.push_back(setting.mPath.resolved(aTree));
+    }
+    for (ValuePath const& path : aChange.mRemovals)
+    {
+        paths.push_back(path.resolved(aTree));
+    }
+    for (std::string const& path : paths)
+    {
+        writeCounters(path, aTime, aSince, aTree);
+    }
+    edit(aChange, aTree);
+    for (std::string const& path : paths)
+    {
+        forCounters(aTree, path,
+                    [&](std::string const& aCounter, auto const&...) { aSince[aCounter] = aTime; });
+    }
+}
+
+template <typename Record>
+void stampCounters(std::string const& aPort, Since const& aSince,
+                   std::optional<GrowingCounters<Record>>& aStatistics)
+{
+    if (aStatistics)
+    {
+        forCountersOf<Record>(aPort, aPort,
+                              [&](std::string const& aPath, std::string const&, auto const& aCounter)
+                              {
+                                  auto const since = aSince.find(aPath);
+                                  aStatistics->mSince.*aCounter.mField =
+                                      since == aSince.end() ? 0 : since->second.count();
+                              });
+    }
+}
+
+/// Gives each counter of the scenario the time since which it grows.
+void stampCounters(Since const& aSince, Scenario& aScenario)
+{
+    for (std::size_t adapter = 0; adapter < aScenario.mAdapters.size() && !aSince.empty(); ++adapter)
+    {
+        std::vector<Port>& ports = aScenario.mAdapters[adapter].mPorts;
         for (std::size_t port = 0; port < ports.size(); ++port)
         {
-            std::string const place = fmt::format("adapter[{}].port[{}].", adapter, port);
-            forCountersOf(place + "statistics", ports[port].mStatistics, aPath, aAction);
-            forCountersOf(place + "fc4_statistics", ports[port].mFc4Statistics, aPath, aAction);
+            stampCounters(nameOfPort(adapter, port), aSince, ports[port].mStatistics);
+            stampCounters(nameOfPort(adapter, port), aSince, ports[port].mFc4Statistics);
         }
     }
 }
 
-/// Runs the action. Changes were checked before, but their order was not known then.
-template <typename Action>
-void attempt(Action aAction)
+bool isEdit(Change const& aChange) { return !aChange.mSettings.empty() || !aChange.mRemovals.empty(); }
+
+/// Changes were checked before, but their order was not known then.
+void reportImpossible(tomlfile::TomlError const& aError)
 {
-    try
-    {
-        aAction();
-    }
-    catch (tomlfile::TomlError const& error)
-    {
-        std::fprintf(stderr, "libqzsim: a change is not possible: %s\n", error.what());
-    }
+    std::fprintf(stderr, "libqzsim: a change is not possible: %s\n", aError.what());
 }
 }  // namespace
 
 World::World(TomlValue aTree, Journal aJournal, EventSink aSink)
     : mJournal(std::move(aJournal)),
       mSink(std::move(aSink)),
-      mTree(std::move(aTree)),
-      mContent(tomlText(mTree)),
-      mOriginal(std::make_shared<Scenario const>(readScenario(mTree))),
-      mScenario(mOriginal),
+      mState{std::move(aTree), nullptr},
+      mContent(tomlText(mState.mTree)),
+      mOriginal(std::make_shared<Scenario const>(readScenario(mState.mTree))),
       mHasHappened(mOriginal->mTimeline.size())
 {
+    mState.mScenario = mOriginal;
     std::vector<TimelineEntry> const& timeline = mOriginal->mTimeline;
     for (std::size_t entry = 0; entry < timeline.size(); ++entry)
     {
@@ -131,7 +247,11 @@ std::shared_ptr<Scenario const> World::at(Time aNow)
         apply(line);
     }
     applyTimeline(aNow);
-    return mScenario;
+    if (!mDue.empty())
+    {
+        apply(std::exchange(mDue, {}));
+    }
+    return mState.mScenario;
 }
 
 void World::called(Call aCall, std::uint64_t aCount, Time aNow)
@@ -149,8 +269,8 @@ void World::called(Call aCall, std::uint64_t aCount, Time aNow)
 void World::change(Change const& aChange, Time aNow)
 {
     at(aNow);
-    std::map<std::string, Time> since;
-    result(aChange, aNow, since);  // refuses what is not possible
+    std::vector<EventSeries> events;
+    result({{aChange, aNow}}, events);  // refuses what is not possible
     record(aNow, "change " + aChange.table());
     at(aNow);
 }
@@ -158,8 +278,8 @@ void World::change(Change const& aChange, Time aNow)
 TomlValue World::valueAt(ValuePath const& aPath, Time aNow)
 {
     at(aNow);
-    TomlValue tree = mTree;
-    writeCounters(aPath.resolved(mTree), aNow, tree);
+    TomlValue tree = mState.mTree;
+    writeCounters(aPath.resolved(tree), aNow, mState.mSince, tree);
     return aPath.valueIn(tree);
 }
 
@@ -194,12 +314,15 @@ void World::apply(std::string const& aLine)
     }
     else if (what == "change")
     {
-        attempt(
-            [&]
-            {
-                TomlValue const tree = tomlfile::readToml(journalName, "change = " + std::string(rest));
-                apply(readChange(*tree.find("change")), time);
-            });
+        try
+        {
+            TomlValue const tree = tomlfile::readToml(journalName, "change = " + std::string(rest));
+            mDue.push_back({readChange(*tree.find("change")), time});
+        }
+        catch (tomlfile::TomlError const& error)
+        {
+            reportImpossible(error);
+        }
     }
     else
     {
@@ -221,85 +344,64 @@ void World::applyTimeline(Time aNow)
     }
 }
 
-void World::happen(std::size_t aEntry, Time aNow)
+void World::happen(std::size_t aEntry, Time aTime)
 {
     // Several processes may count to the number of the entry.
     if (aEntry < mHasHappened.size() && !mHasHappened[aEntry])
     {
         mHasHappened[aEntry] = true;
-        attempt([&] { apply(mOriginal->mTimeline[aEntry].mChange, aNow); });
+        mDue.push_back({mOriginal->mTimeline[aEntry].mChange, aTime});
     }
 }
 
-void World::apply(Change const& aChange, Time aNow)
+void World::apply(ChangeList const& aChanges)
+try
 {
-    if (aChange.mSettings.empty() && aChange.mRemovals.empty() && aChange.mEvent)
+    std::vector<EventSeries> events;
+    mState = result(aChanges, events);
+    if (mSink)
     {
-        // Programs start late: they apply all changes so far, most of which may be events.
-        EventSeries const series = readEvent(*aChange.mEvent, mScenario->mDiagnostics);
-        if (mSink)
-        {
-            mSink(series);
-        }
+        std::for_each(events.begin(), events.end(), mSink);
+    }
+}
+catch (tomlfile::TomlError const& error)
+{
+    if (aChanges.size() == 1)
+    {
+        reportImpossible(error);
         return;
     }
-    std::map<std::string, Time> since = mSince;
-    ChangedScenario changed = result(aChange, aNow, since);
-    mTree = std::move(changed.mTree);
-    mScenario = std::make_shared<Scenario const>(std::move(changed.mScenario));
-    mSince = std::move(since);
-    if (changed.mEvent && mSink)
-    {
-        mSink(*changed.mEvent);
-    }
+    auto const middle = aChanges.begin() + static_cast<std::ptrdiff_t>(aChanges.size() / 2);
+    apply(ChangeList(aChanges.begin(), middle));
+    apply(ChangeList(middle, aChanges.end()));
 }
 
-ChangedScenario World::result(Change const& aChange, Time aNow, std::map<std::string, Time>& aSince) const
+World::State World::result(ChangeList const& aChanges, std::vector<EventSeries>& aEvents) const
 {
-    std::vector<std::string> paths;
-    for (Setting const& setting : aChange.mSettings)
+    State state = mState;
+    Change const* last = nullptr;
+    for (auto const& [change, time] : aChanges)
     {
-        paths.push_back(setting.mPath.resolved(mTree));
+        if (isEdit(change))
+        {
+            editWithCounters(change, time, state.mTree, state.mSince);
+            last = &change;
+        }
     }
-    for (ValuePath const& path : aChange.mRemovals)
+    if (last != nullptr)
     {
-        paths.push_back(path.resolved(mTree));
+        Scenario scenario = readEdited(state.mTree, *mState.mScenario, *last);
+        stampCounters(state.mSince, scenario);
+        state.mScenario = std::make_shared<Scenario const>(std::move(scenario));
     }
-    TomlValue tree = mTree;
-    for (std::string const& path : paths)
+    for (auto const& [change, time] : aChanges)
     {
-        writeCounters(path, aNow, tree);
+        if (change.mEvent)
+        {
+            aEvents.push_back(readEvent(*change.mEvent, state.mScenario->mDiagnostics));
+        }
     }
-    ChangedScenario changed = qzsim::changed(tree, *mScenario, aChange);
-    for (std::string const& path : paths)
-    {
-        forCounters(changed.mScenario, path,
-                    [&](std::string const& aCounter, auto const&, auto const&) { aSince[aCounter] = aNow; });
-    }
-    forCounters(changed.mScenario, everything,
-                [&](std::string const& aPath, auto& aStatistics, auto const& aCounter)
-                {
-                    auto const since = aSince.find(aPath);
-                    if (aStatistics && since != aSince.end())
-                    {
-                        aStatistics->mSince.*aCounter.mField = since->second.count();
-                    }
-                });
-    return changed;
-}
-
-void World::writeCounters(std::string const& aPath, Time aNow, TomlValue& aTree) const
-{
-    forCounters(*mScenario, aPath,
-                [&](std::string const& aCounterPath, auto const& aStatistics, auto const& aCounter)
-                {
-                    if (aStatistics && aStatistics->mPerSecond.*aCounter.mField != 0)
-                    {
-                        auto const present = statisticsAfter(aNow, *aStatistics);
-                        ValuePath(journalName, aCounterPath)
-                            .set(aTree, {journalName, TomlValue::Number(present.*aCounter.mField)});
-                    }
-                });
+    return state;
 }
 
 void waitInPause(std::unique_lock<std::mutex>& aLock)

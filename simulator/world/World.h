@@ -16,7 +16,6 @@
 #include "simulator/scenario/Change.h"
 #include "simulator/scenario/Diagnostics.h"
 #include "simulator/scenario/Scenario.h"
-#include "simulator/scenario/ScenarioReader.h"
 #include "simulator/scenario/ValuePath.h"
 #include "simulator/world/Journal.h"
 #include "toml/TomlValue.h"
@@ -89,6 +88,21 @@ public:
     /// @}
 
 private:
+    struct DatedChange
+    {
+        Change mChange;
+        Time mTime;
+    };
+    using ChangeList = std::vector<DatedChange>;
+
+    /// What changes make of the scenario.
+    struct State
+    {
+        tomlfile::TomlValue mTree;
+        std::shared_ptr<Scenario const> mScenario;
+        std::map<std::string, Time> mSince = {};  ///< when a counter was set, by its path
+    };
+
     void record(Time aNow, std::string const& aWhat);
 
     /// Applies a line of the journal.
@@ -97,27 +111,26 @@ private:
     /// Applies the entries of the timeline that are due at this time.
     void applyTimeline(Time aNow);
 
-    void happen(std::size_t aEntry, Time aNow);
-    void apply(Change const& aChange, Time aNow);
+    void happen(std::size_t aEntry, Time aTime);
 
-    /// @param aSince receives the time of each counter that the change sets
-    /// @return what a change makes of the scenario
-    ChangedScenario result(Change const& aChange, Time aNow, std::map<std::string, Time>& aSince) const;
+    /// Applies changes, and reports those that are not possible. A process that starts late applies all changes so far, so the
+    /// scenario is read once for all of them if it can.
+    void apply(ChangeList const& aChanges);
 
-    /// Writes the numbers that the counters have grown to into the tree.
-    /// @param aPath only counters that this path covers
-    void writeCounters(std::string const& aPath, Time aNow, tomlfile::TomlValue& aTree) const;
+    /// @param aEvents receives the events of the changes
+    /// @return the state after the changes
+    /// @throws tomlfile::TomlError when a change is not possible
+    State result(ChangeList const& aChanges, std::vector<EventSeries>& aEvents) const;
 
     Journal mJournal;
     EventSink mSink;
-    tomlfile::TomlValue mTree;
+    State mState;
     std::string mContent;  ///< of the scenario file
     std::shared_ptr<Scenario const> mOriginal;
-    std::shared_ptr<Scenario const> mScenario;
+    ChangeList mDue = {};  ///< changes that are not applied yet
     std::vector<std::size_t>
         mTimed;  ///< entries of the timeline with a time that have not happened, the next one last
-    std::vector<bool> mHasHappened;      ///< for each entry of the timeline
-    std::map<std::string, Time> mSince;  ///< when a counter was set, by its path
+    std::vector<bool> mHasHappened;  ///< for each entry of the timeline
     bool mIsPaused = false;
 };
 

@@ -216,4 +216,19 @@ TEST(Faults, FaultThatWasAddedHasNoStrikes)
     EXPECT_EQ(strikes.of(0), 0U);
     EXPECT_EQ(strikes.of(1), 0U);
 }
+
+TEST(Faults, CallsOfAllProcessesWithTheSameFileAddUp)
+{
+    StrikesFile const file(0);
+    Faults one;
+    Faults other;
+    one.schedule({}, qzsim::Strikes(file.path(), 0));
+    other.schedule({}, qzsim::Strikes(file.path(), 0));
+    one.next(Call::openAdapter);
+    other.next(Call::loadLibrary);
+    other.next(Call::openAdapter);
+    EXPECT_EQ(one.callsOf(Call::openAdapter), 1U);
+    EXPECT_EQ(other.callsOf(Call::openAdapter), 2U);
+    EXPECT_EQ(other.callsOf(Call::loadLibrary), 1U);
+}
 }  // namespace

@@ -48,6 +48,12 @@ TEST_F(HbaLibraryWorld, ChangeFollowsTheCallWhichIsAnsweredBefore)
     EXPECT_EQ(port(handle).PortFcId, 7U);
 }
 
+TEST_F(HbaLibraryWorld, ChangeFollowsTheLoadOfTheLibrary)
+{
+    load(changingPort + changeOfFcId("after_call = \"HBA_LoadLibrary\"", 7));
+    EXPECT_EQ(port(open("a")).PortFcId, 7U);
+}
+
 TEST_F(HbaLibraryWorld, ChangeSurvivesAReloadOfTheLibrary)
 {
     std::string const scenario = changingPort + changeOfFcId("after_call = \"HBA_OpenAdapter\"", 7);

@@ -30,7 +30,6 @@ protected:
     ProcessResult verifyProgram(Arguments aCommand)
     {
         aCommand.insert(aCommand.begin(), {"--verify", "--scenario", mScenario, "--"});
-        // qzsim creates the file of counts in this folder.
         return runQzsim(aCommand, {{"TMPDIR", mTemporary.path()}});
     }
 
@@ -48,7 +47,7 @@ protected:
                " of HBA_OpenAdapter return" + (aCalls == "call 1" ? "s" : "") + " HBA_STATUS_ERROR_BUSY\n";
     }
 
-    /// Checks that qzsim has removed its file of counts.
+    /// Checks that qzsim leaves no files.
     void TearDown() override
     {
         EXPECT_TRUE(std::filesystem::is_empty(mTemporary.path())) << mTemporary.path();
@@ -130,6 +129,42 @@ TEST_F(QzsimVerify, AddsUpTheStrikesOfAllProcesses)
     ProcessResult const result = verifyProgram({"sh", "-c", probe + "; " + probe});
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzsimVerify, ForwardsSignalsToTheProgram)
+{
+    writeScenario("1");
+    for (char const* const signal : {"HUP", "INT", "QUIT", "TERM", "USR1", "USR2"})
+    {
+        ProcessResult const result = verifyProgram(
+            {"sh", "-c",
+             std::string("trap 'echo caught; exit 5' ") + signal + "; (kill -" + signal +
+                 " $PPID) & for step in 1 2 3 4 5 6 7 8 9 10; do sleep 0.3; done; echo missed"});
+        EXPECT_EQ(result.mOutput, "caught\n") << signal;
+        EXPECT_EQ(result.mExitStatus, 5) << signal;
+    }
+}
+
+TEST_F(QzsimVerify, EndsWithTheSignalThatItForwards)
+{
+    writeScenario("1");
+    ProcessResult const result = verifyProgram({"sh", "-c", "(kill -TERM $PPID) & exec sleep 3"});
+    EXPECT_EQ(result.mExitStatus, 128 + SIGTERM);
+}
+
+TEST_F(QzsimVerify, DoesNotRepeatASignalThatTheProgramSendsToBoth)
+{
+    writeScenario("1");
+    ProcessResult const result = verifyProgram(
+        {"sh", "-c", "trap 'echo caught' TERM; kill -TERM $PPID $$; sleep 0.3; sleep 0.1; echo end"});
+    EXPECT_THAT(result.mOutput, testing::EndsWith("caught\nend\n"));
+    EXPECT_THAT(result.mOutput, testing::Not(HasSubstr("caught\ncaught\n")));
+}
+
+TEST_F(QzsimVerify, LeavesNoFilesWhenItIsKilled)
+{
+    writeScenario("1");
+    EXPECT_EQ(verifyProgram({"sh", "-c", "kill -KILL $PPID"}).mExitStatus, 128 + SIGKILL);
 }
 
 TEST_F(QzsimVerify, BlocksTerminationSignalsWhileTheProgramRuns)

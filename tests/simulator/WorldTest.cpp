@@ -1,4 +1,5 @@
 // The world and its journal.
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -159,6 +160,74 @@ TEST(World, EntryAfterACallHappensOnceInAllProcesses)
     set(one, "adapter[0].port[0].fc_id", "6");
     EXPECT_EQ(fcId(other), 6U);
     EXPECT_THAT(one.pending({}), IsEmpty());
+}
+
+TEST(World, LateWorldReadsTheScenarioOnceForAllChanges)
+{
+    JournalFile const file;
+    Journal journal(file.path());
+    std::string text = twoPortWorld;
+    for (int adapter = 0; adapter < 50; ++adapter)
+    {
+        text += "[[adapter]]\nname = \"x" + std::to_string(adapter) +
+                "\"\n[[adapter.port]]\nport_wwn = \"20:00:00:00:00:00:00:" + std::to_string(10 + adapter) +
+                "\"\n";
+    }
+    constexpr int changes = 5000;
+    for (int change = 1; change <= changes; ++change)
+    {
+        journal.append("0 change {set = {\"adapter[0].port[0].fc_id\" = " + std::to_string(change) + "}}");
+    }
+    World world = worldOf(text, Journal(file.path()));
+    auto const start = std::chrono::steady_clock::now();
+    world.at({});
+    auto const first = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(fcId(world), 5000U);
+    constexpr int single = 20;
+    World other = worldOf(text);
+    auto const singleStart = std::chrono::steady_clock::now();
+    for (int change = 1; change <= single; ++change)
+    {
+        set(other, "adapter[0].port[0].fc_id", std::to_string(change));
+    }
+    EXPECT_LT(first / changes, (std::chrono::steady_clock::now() - singleStart) / single / 4);
+}
+
+TEST(World, LateWorldHasTheSameCounters)
+{
+    JournalFile const file;
+    World early = worldOf(twoPortWorld, Journal(file.path()));
+    std::string const port = "adapter[0].port[0].";
+    set(early, port + "statistics_per_second.tx_frames", "10", milliseconds(1000));
+    set(early, port + "statistics_per_second.tx_frames", "20", milliseconds(2000));
+    set(early, port + "statistics.lip_count", "3", milliseconds(2500));
+    set(early, port + "statistics_per_second.rx_frames", "4", milliseconds(3000));
+    World late = worldOf(twoPortWorld, Journal(file.path()));
+    for (World* const world : {&early, &late})
+    {
+        HBA_PORTSTATISTICS const counters = statistics(*world, milliseconds(4500));
+        EXPECT_EQ(counters.TxFrames, 100 + 1000 + 10 + 50);
+        EXPECT_EQ(counters.LIPCount, 3 + 20);
+        EXPECT_EQ(counters.RxFrames, 7 + 6);
+    }
+}
+
+TEST(World, LateWorldSkipsOnlyTheChangesThatAreNotPossible)
+{
+    JournalFile const file;
+    Journal journal(file.path());
+    for (int change = 1; change <= 9; ++change)
+    {
+        std::string const path =
+            change == 4 ? "adapter[5].name" : "adapter[0].port[" + std::to_string(change % 2) + "].fc_id";
+        journal.append("0 change {set = {\"" + path + "\" = " + std::to_string(change) + "}}");
+    }
+    World world = worldOf(twoPortWorld, Journal(file.path()));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(world.at({})->mAdapters[0].mPorts[0].mAttributes.PortFcId, 8U);
+    std::string const errors = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_EQ(world.at({})->mAdapters[0].mPorts[1].mAttributes.PortFcId, 9U);
 }
 
 TEST(World, PauseReachesEveryWorld)

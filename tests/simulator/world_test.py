@@ -3,9 +3,11 @@
 import json
 import os
 import pathlib
+import pty
 import select
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -43,8 +45,7 @@ class Simulation:
         test.addCleanup(self.errors.close)
         self.process = subprocess.Popen(
             [QZSIM, "--control", self.socket, "--scenario", file, *options, "--", *command],
-            stdout=subprocess.PIPE, stderr=self.errors, start_new_session=True,
-            env={**os.environ, "TMPDIR": folder.name})  # a killed qzsim leaves its temporary files
+            stdout=subprocess.PIPE, stderr=self.errors, start_new_session=True)
         test.addCleanup(self.process.stdout.close)
         test.addCleanup(self.process.wait, PATIENCE)
         test.addCleanup(self.kill)
@@ -154,6 +155,32 @@ class StatisticsOfTheAgent(unittest.TestCase):
         self.assertIn("c9:00:00:02", json.dumps(self.wait_until(lambda interval: interval["gone_ports"])["gone_ports"]))
 
 
+class Terminal(unittest.TestCase):
+    COUNTER = """
+import signal, time
+signal.signal(signal.SIGINT, lambda *_: print("caught", flush=True))
+print("ready", flush=True)
+deadline = time.monotonic() + 1
+while time.monotonic() < deadline:
+    time.sleep(0.05)
+print("end", flush=True)
+"""
+
+    def test_the_program_receives_ctrl_c_once(self):
+        process, terminal = pty.fork()
+        if process == 0:
+            os.execl(QZSIM, "qzsim", "--verify", "--scenario", os.devnull, "--", sys.executable, "-c", self.COUNTER)
+        output = b""
+        while not output.endswith(b"end\r\n"):
+            self.assertTrue(select.select([terminal], [], [], PATIENCE)[0], output)
+            output += os.read(terminal, 1000)
+            if output == b"ready\r\n":
+                os.write(terminal, b"\x03")
+        self.assertEqual(os.waitpid(process, 0)[1], 0)
+        os.close(terminal)
+        self.assertEqual(output.count(b"caught"), 1, output)
+
+
 class Control(unittest.TestCase):
     def simulation(self, **options):
         return Simulation(self, "sleep", "60", **options)
@@ -211,6 +238,14 @@ class Timeline(unittest.TestCase):
         timeline = ('[[timeline]]\nafter_call = "HBA_OpenAdapter"\n'
                     f'set = {{ "{PORT}.state" = "BYPASSED" }}\n')
         self.assertIn("BYPASSED", self.run_agent(timeline, "ports").stdout)
+
+    def test_a_change_follows_a_call_of_another_process(self):
+        timeline = ('[[timeline]]\nafter_call = "HBA_LoadLibrary"\nnth = 2\n'
+                    f'set = {{ "{PORT}.state" = "BYPASSED" }}\n')
+        ports = programs.simulate(SCENARIO + timeline, "--", "sh", "-c", '"$0" ports; echo -; "$0" ports', QZAGENT)
+        first, second = ports.stdout.split("-\n", 1)
+        self.assertNotIn("BYPASSED", first)
+        self.assertIn("BYPASSED", second)
 
     def test_an_event_follows_a_registration(self):
         timeline = ('[[timeline]]\nafter_call = "VQM_QZ_RegisterForEvent"\n'

@@ -1,0 +1,23 @@
+#include "simulator/control/MemoryFile.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace qzsim
+{
+MemoryFile::MemoryFile(std::size_t aSize)
+    : mFile(::memfd_create("qzsim", MFD_CLOEXEC)),
+      // Through this process, because a program may close descriptors that it inherits.
+      mPath(fmt::format("/proc/{}/fd/{}", ::getpid(), mFile.number()))
+{
+    if (mFile.number() < 0 || ::ftruncate(mFile.number(), static_cast<off_t>(aSize)) != 0)
+    {
+        throw std::system_error(errno, std::generic_category(), "cannot create a file in memory");
+    }
+}
+}  // namespace qzsim
