@@ -108,10 +108,7 @@ void EventSource::runFeed()
     std::list<Fed> all;
     while (waitUntil(Clock::now() + interval))
     {
-        for (EventSeries& series : mFeed())
-        {
-            all.emplace_back(std::move(series), mRegistrations);
-        }
+        takeFed(all);
         all.remove_if(
             [this](Fed& aFed)
             {
@@ -123,6 +120,19 @@ void EventSource::runFeed()
                 return aFed.mNext == aFed.mSeries.mCount;
             });
     }
+}
+
+void EventSource::takeFed(std::list<Fed>& aAll)
+try
+{
+    for (EventSeries& series : mFeed())
+    {
+        aAll.emplace_back(std::move(series), mRegistrations);
+    }
+}
+catch (std::bad_alloc const&)
+{
+    drop();
 }
 
 EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const
@@ -158,6 +168,11 @@ try
     mRegistrations.deliver(audience, mSeries, event);
 }
 catch (std::bad_alloc const&)
+{
+    drop();
+}
+
+void EventSource::drop()
 {
     // A source may send 100000 events per second, so only the first one is reported at once.
     if (++mDropped == 1)

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -64,6 +65,10 @@ private:
 
     void run(Clock::time_point aStart);
     void runFeed();
+
+    /// Adds the series of the feed, or drops them when memory runs out.
+    void takeFed(std::list<Fed>& aAll);
+
     Clock::time_point due(std::uint32_t aNumber, Clock::time_point aStart) const;
 
     /// @return true at that time; false when the source was stopped before
@@ -71,6 +76,9 @@ private:
 
     /// Drops the event when memory runs out.
     void send(std::uint32_t aNumber);
+
+    /// Reports that an event is dropped because memory has run out.
+    void drop();
 
     Feed const mFeed;  ///< empty for a source of one series
     EventSeries const& mSeries;

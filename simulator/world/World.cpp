@@ -242,14 +242,15 @@ World World::ofEnvironment(EventSink aSink)
 
 std::shared_ptr<Scenario const> World::at(Time aNow)
 {
-    for (std::string const& line : mJournal.takeNew())
-    {
-        apply(line);
-    }
+    applyLines();
+    mLines = mJournal.takeNew();
+    std::reverse(mLines.begin(), mLines.end());
+    applyLines();
     applyTimeline(aNow);
     if (!mDue.empty())
     {
-        apply(std::exchange(mDue, {}));
+        apply(mDue);
+        mDue.clear();
     }
     return mState.mScenario;
 }
@@ -302,6 +303,14 @@ void World::record(Time aNow, std::string const& aWhat)
     mJournal.append(fmt::format("{} {}", aNow.count(), aWhat));
 }
 
+void World::applyLines()
+{
+    for (; !mLines.empty(); mLines.pop_back())
+    {
+        apply(mLines.back());
+    }
+}
+
 void World::apply(std::string const& aLine)
 {
     std::string_view rest = aLine;
@@ -349,8 +358,8 @@ void World::happen(std::size_t aEntry, Time aTime)
     // Several processes may count to the number of the entry.
     if (aEntry < mHasHappened.size() && !mHasHappened[aEntry])
     {
-        mHasHappened[aEntry] = true;
         mDue.push_back({mOriginal->mTimeline[aEntry].mChange, aTime});
+        mHasHappened[aEntry] = true;
     }
 }
 

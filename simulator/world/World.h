@@ -105,6 +105,8 @@ private:
 
     void record(Time aNow, std::string const& aWhat);
 
+    void applyLines();
+
     /// Applies a line of the journal.
     void apply(std::string const& aLine);
 
@@ -127,6 +129,8 @@ private:
     State mState;
     std::string mContent;  ///< of the scenario file
     std::shared_ptr<Scenario const> mOriginal;
+    std::vector<std::string> mLines =
+        {};  ///< of the journal that are not applied yet, the next one last; memory may run out between them
     ChangeList mDue = {};  ///< changes that are not applied yet
     std::vector<std::size_t>
         mTimed;  ///< entries of the timeline with a time that have not happened, the next one last

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "simulator/scenario/Statistics.h"
 #include "simulator/world/Journal.h"
 #include "simulator/world/World.h"
+#include "tests/support/AllocationFailure.h"
 #include "tests/support/ScratchFolder.h"
 #include "toml/TomlError.h"
 #include "toml/TomlText.h"
@@ -228,6 +230,30 @@ TEST(World, LateWorldSkipsOnlyTheChangesThatAreNotPossible)
     std::string const errors = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
     EXPECT_EQ(world.at({})->mAdapters[0].mPorts[1].mAttributes.PortFcId, 9U);
+}
+
+TEST(World, AppliesEveryChangeAfterMemoryHasRunOut)
+{
+    std::string const text = twoPortWorld + entry("at_ms = 10", 1);
+    bool hasFailed = true;
+    for (unsigned int allocation = 1; hasFailed; ++allocation)
+    {
+        JournalFile const file;
+        Journal(file.path()).append("0 change {set = {\"adapter[0].port[1].fc_id\" = 6}}");
+        World world = worldOf(text, Journal(file.path()));
+        hasFailed = false;
+        try
+        {
+            AllocationFailure const failure(allocation);
+            world.at(milliseconds(20));
+        }
+        catch (std::bad_alloc const&)
+        {
+            hasFailed = true;
+        }
+        EXPECT_EQ(fcId(world, milliseconds(20)), 1U) << allocation;
+        EXPECT_EQ(world.at(milliseconds(20))->mAdapters[0].mPorts[1].mAttributes.PortFcId, 6U) << allocation;
+    }
 }
 
 TEST(World, PauseReachesEveryWorld)
