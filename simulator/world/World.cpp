@@ -18,6 +18,7 @@
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/scenario/Statistics.h"
+#include "simulator/scenario/TimelineReader.h"
 #include "toml/TomlError.h"
 #include "toml/TomlText.h"
 
@@ -133,11 +134,11 @@ void writeCounters(std::string const& aPath, World::Time aNow, Since const& aSin
         {
             auto const rate = static_cast<std::uint32_t>(numberOfCounter(aPort, nameOfRates(aTable), aName));
             auto const since = aSince.find(aCounter);
-            if (rate != 0)
+            World::Time const age = aNow - (since == aSince.end() ? World::Time() : since->second);
+            // A counter that the same change has set or removed has not grown.
+            if (rate != 0 && age != World::Time())
             {
-                numbers[aCounter] =
-                    counterAfter(aNow - (since == aSince.end() ? World::Time() : since->second),
-                                 numberOfCounter(aPort, aTable, aName), rate);
+                numbers[aCounter] = counterAfter(age, numberOfCounter(aPort, aTable, aName), rate);
             }
         });
     for (auto const& [counter, number] : numbers)
@@ -146,28 +147,62 @@ void writeCounters(std::string const& aPath, World::Time aNow, Since const& aSin
     }
 }
 
-/// Makes a change in the tree.
+/// @return the times of the counters after the removal of this element of an array: the elements behind it move
+Since withoutElement(std::string const& aPath, Since const& aSince)
+{
+    std::size_t const start = aPath.rfind('[') + 1;
+    std::string_view const array = std::string_view(aPath).substr(0, start);
+    auto const removed = numberIn<std::size_t>(std::string_view(aPath).substr(start));
+    Since left;
+    for (auto const& [counter, time] : aSince)
+    {
+        if (std::string_view(counter).substr(0, start) != array)
+        {
+            left[counter] = time;
+            continue;
+        }
+        std::string_view rest = std::string_view(counter).substr(start);
+        auto const position = numberIn<std::size_t>(rest);
+        rest.remove_prefix(rest.find(']'));
+        if (position != removed)
+        {
+            left[fmt::format("{}{}{}", array, position - (position > removed ? 1 : 0), rest)] = time;
+        }
+    }
+    return left;
+}
+
+/// Sets or removes one value.
+/// @param aPath  of the value
+/// @param aSince receives the time of each counter that this sets
+void editWithCounters(Change const& aStep, std::string const& aPath, World::Time aTime, TomlValue& aTree,
+                      Since& aSince)
+{
+    writeCounters(aPath, aTime, aSince, aTree);
+    edit(aStep, aTree);
+    if (!aStep.mRemovals.empty() && aPath.back() == ']')
+    {
+        aSince = withoutElement(aPath, aSince);
+        return;
+    }
+    forCounters(aTree, aPath, [&](std::string const& aCounter, auto const&...) { aSince[aCounter] = aTime; });
+}
+
+/// Makes a change in the tree. Each step can move the elements that the next one selects.
 /// @param aSince receives the time of each counter that the change sets
 void editWithCounters(Change const& aChange, World::Time aTime, TomlValue& aTree, Since& aSince)
 {
-    std::vector<std::string> paths;
     for (Setting const& setting : aChange.mSettings)
     {
-        paths.push_back(setting.mPath.resolved(aTree));
+        Change step;
+        step.mSettings.push_back(setting);
+        editWithCounters(step, setting.mPath.resolved(aTree), aTime, aTree, aSince);
     }
     for (ValuePath const& path : aChange.mRemovals)
     {
-        paths.push_back(path.resolved(aTree));
-    }
-    for (std::string const& path : paths)
-    {
-        writeCounters(path, aTime, aSince, aTree);
-    }
-    edit(aChange, aTree);
-    for (std::string const& path : paths)
-    {
-        forCounters(aTree, path,
-                    [&](std::string const& aCounter, auto const&...) { aSince[aCounter] = aTime; });
+        Change step;
+        step.mRemovals.push_back(path);
+        editWithCounters(step, path.resolved(aTree), aTime, aTree, aSince);
     }
 }
 
@@ -216,20 +251,11 @@ World::World(TomlValue aTree, Journal aJournal, EventSink aSink)
       mState{std::move(aTree), nullptr},
       mContent(tomlText(mState.mTree)),
       mOriginal(std::make_shared<Scenario const>(readScenario(mState.mTree))),
-      mHasHappened(mOriginal->mTimeline.size())
+      mTimed(timedEntries(mOriginal->mTimeline)),
+      mHasHappened(mOriginal->mTimeline.size()),
+      mIsImpossible(mOriginal->mTimeline.size())
 {
     mState.mScenario = mOriginal;
-    std::vector<TimelineEntry> const& timeline = mOriginal->mTimeline;
-    for (std::size_t entry = 0; entry < timeline.size(); ++entry)
-    {
-        if (timeline[entry].mAtMs)
-        {
-            mTimed.push_back(entry);
-        }
-    }
-    std::stable_sort(mTimed.begin(), mTimed.end(),
-                     [&](std::size_t aOne, std::size_t aOther)
-                     { return timeline[aOne].mAtMs < timeline[aOther].mAtMs; });
     std::reverse(mTimed.begin(), mTimed.end());
 }
 
@@ -290,7 +316,7 @@ std::vector<TimelineEntry const*> World::pending(Time aNow)
     std::vector<TimelineEntry const*> entries;
     for (std::size_t entry = 0; entry < mHasHappened.size(); ++entry)
     {
-        if (!mHasHappened[entry])
+        if (!mHasHappened[entry] || mIsImpossible[entry])
         {
             entries.push_back(&mOriginal->mTimeline[entry]);
         }
@@ -358,7 +384,7 @@ void World::happen(std::size_t aEntry, Time aTime)
     // Several processes may count to the number of the entry.
     if (aEntry < mHasHappened.size() && !mHasHappened[aEntry])
     {
-        mDue.push_back({mOriginal->mTimeline[aEntry].mChange, aTime});
+        mDue.push_back({mOriginal->mTimeline[aEntry].mChange, aTime, aEntry});
         mHasHappened[aEntry] = true;
     }
 }
@@ -378,6 +404,10 @@ catch (tomlfile::TomlError const& error)
     if (aChanges.size() == 1)
     {
         reportImpossible(error);
+        if (aChanges[0].mEntry)
+        {
+            mIsImpossible[*aChanges[0].mEntry] = true;
+        }
         return;
     }
     auto const middle = aChanges.begin() + static_cast<std::ptrdiff_t>(aChanges.size() / 2);
@@ -389,12 +419,12 @@ World::State World::result(ChangeList const& aChanges, std::vector<EventSeries>&
 {
     State state = mState;
     Change const* last = nullptr;
-    for (auto const& [change, time] : aChanges)
+    for (DatedChange const& dated : aChanges)
     {
-        if (isEdit(change))
+        if (isEdit(dated.mChange))
         {
-            editWithCounters(change, time, state.mTree, state.mSince);
-            last = &change;
+            editWithCounters(dated.mChange, dated.mTime, state.mTree, state.mSince);
+            last = &dated.mChange;
         }
     }
     if (last != nullptr)
@@ -403,8 +433,9 @@ World::State World::result(ChangeList const& aChanges, std::vector<EventSeries>&
         stampCounters(state.mSince, scenario);
         state.mScenario = std::make_shared<Scenario const>(std::move(scenario));
     }
-    for (auto const& [change, time] : aChanges)
+    for (DatedChange const& dated : aChanges)
     {
+        Change const& change = dated.mChange;
         if (change.mEvent)
         {
             aEvents.push_back(readEvent(*change.mEvent, state.mScenario->mDiagnostics));

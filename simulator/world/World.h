@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -92,6 +93,7 @@ private:
     {
         Change mChange;
         Time mTime;
+        std::optional<std::size_t> mEntry = std::nullopt;  ///< of the timeline
     };
     using ChangeList = std::vector<DatedChange>;
 
@@ -134,7 +136,8 @@ private:
     ChangeList mDue = {};  ///< changes that are not applied yet
     std::vector<std::size_t>
         mTimed;  ///< entries of the timeline with a time that have not happened, the next one last
-    std::vector<bool> mHasHappened;  ///< for each entry of the timeline
+    std::vector<bool> mHasHappened;   ///< for each entry of the timeline, also if it was not possible
+    std::vector<bool> mIsImpossible;  ///< for each entry of the timeline, whether it has failed
     bool mIsPaused = false;
 };
 
