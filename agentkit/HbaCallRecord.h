@@ -83,6 +83,7 @@ inline HBA_STATUS keepHbaCall(char const* aFunction, HBA_STATUS aStatus)
     gLastHbaCall.mStatus = aStatus;
     gLastHbaCall.mScsiStatus.reset();
     gLastHbaCall.mSenseSize = 0;
+    gLastHbaCall.mIsUnanswered = false;
     return aStatus;
 }
 

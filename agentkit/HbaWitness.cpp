@@ -1,7 +1,9 @@
 #include "agentkit/include/HbaWitness.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstring>
 #include <ctime>
 #include <optional>
 #include <tuple>
@@ -47,6 +49,64 @@ template <typename Function, typename... Arguments>
 HBA_STATUS forwardStatus(char const* aName, std::tuple<Arguments...> const& aArguments)
 {
     return qz::keepHbaCall(aName, forward<Function>(aName, aArguments, HBA_STATUS_ERROR_UNAVAILABLE));
+}
+
+std::atomic<bool> gRefusesUnanswered = false;
+
+/// The memory for the answer to a query, which is zero until the library writes into it.
+template <typename Answer>
+class ZeroedAnswer
+{
+public:
+    explicit ZeroedAnswer(Answer& aAnswer) : mAnswer(aAnswer) { std::memset(&mAnswer, 0, sizeof mAnswer); }
+
+    bool isUnanswered() const
+    {
+        auto const* const bytes = reinterpret_cast<unsigned char const*>(&mAnswer);
+        return std::all_of(bytes, bytes + sizeof mAnswer, [](unsigned char aByte) { return aByte == 0; });
+    }
+
+private:
+    Answer& mAnswer;
+};
+
+/// The caller sets the number of entries that have room.
+template <>
+class ZeroedAnswer<HBA_FCPTARGETMAPPING>
+{
+public:
+    explicit ZeroedAnswer(HBA_FCPTARGETMAPPING& aMapping)
+        : mMapping(aMapping), mRoom(aMapping.NumberOfEntries)
+    {
+        if (mRoom > 0)
+        {
+            mFirst.emplace(aMapping.entry[0]);
+        }
+    }
+
+    bool isUnanswered() const
+    {
+        return mFirst && mMapping.NumberOfEntries == mRoom && mFirst->isUnanswered();
+    }
+
+private:
+    HBA_FCPTARGETMAPPING const& mMapping;
+    HBA_UINT32 const mRoom;
+    std::optional<ZeroedAnswer<HBA_FCPSCSIENTRY>> mFirst;
+};
+
+/// Forwards a query. The last parameter points to the memory for the answer.
+template <typename Function, typename... Arguments>
+HBA_STATUS forwardQuery(char const* aName, std::tuple<Arguments...> const& aArguments)
+{
+    if (!gRefusesUnanswered)
+    {
+        return forwardStatus<Function>(aName, aArguments);
+    }
+    ZeroedAnswer const answer(*std::get<sizeof...(Arguments) - 1>(aArguments));
+    HBA_STATUS const status = forwardStatus<Function>(aName, aArguments);
+    qz::gLastHbaCall.mIsUnanswered = status == HBA_STATUS_OK && answer.isUnanswered();
+    return qz::gLastHbaCall.mIsUnanswered ? HBA_STATUS_ERROR : status;
 }
 
 /// The SCSI status of a call, which the library writes only if the target answered.
@@ -107,6 +167,8 @@ HBA_STATUS forwardScsiV2(char const* aName, std::tuple<Arguments...> aArguments)
 
 qz::HbaCall const& qz::lastHbaCall() noexcept { return gLastHbaCall; }
 
+void qz::refuseUnansweredQueries(bool aRefuses) noexcept { gRefusesUnanswered = aRefuses; }
+
 char const* qz::runningHbaCall() noexcept { return RunningHbaCall::newestName(); }
 
 void qz::keepRunningHbaCall(std::atomic<char const*>& aPlace) noexcept
@@ -133,11 +195,11 @@ extern "C"
     QZ_FORWARD(Status, 0, HBA_FreeLibrary)
     QZ_FORWARD(Status, 2, HBA_GetAdapterName)
     QZ_FORWARD(Status, 2, HBA_OpenAdapterByWWN)
-    QZ_FORWARD(Status, 2, HBA_GetAdapterAttributes)
-    QZ_FORWARD(Status, 3, HBA_GetAdapterPortAttributes)
+    QZ_FORWARD(Query, 2, HBA_GetAdapterAttributes)
+    QZ_FORWARD(Query, 3, HBA_GetAdapterPortAttributes)
     QZ_FORWARD(Status, 3, HBA_GetPortStatistics)
-    QZ_FORWARD(Status, 4, HBA_GetDiscoveredPortAttributes)
-    QZ_FORWARD(Status, 3, HBA_GetPortAttributesByWWN)
+    QZ_FORWARD(Query, 4, HBA_GetDiscoveredPortAttributes)
+    QZ_FORWARD(Query, 3, HBA_GetPortAttributesByWWN)
     QZ_FORWARD(Status, 6, HBA_SendCTPassThruV2)
     QZ_FORWARD(Status, 5, HBA_SendCTPassThru)
     QZ_FORWARD(Status, 3, HBA_GetEventBuffer)
@@ -152,7 +214,7 @@ extern "C"
     QZ_FORWARD(Status, 7, HBA_SendLIRR)
     QZ_FORWARD(Status, 4, HBA_GetFC4Statistics)
     QZ_FORWARD(Status, 3, HBA_GetFCPStatistics)
-    QZ_FORWARD(Status, 2, HBA_GetFcpTargetMapping)
+    QZ_FORWARD(Query, 2, HBA_GetFcpTargetMapping)
     QZ_FORWARD(Status, 3, HBA_GetFcpTargetMappingV2)
     QZ_FORWARD(Status, 3, HBA_GetBindingCapability)
     QZ_FORWARD(Status, 3, HBA_GetBindingSupport)

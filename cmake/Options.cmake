@@ -39,6 +39,17 @@ if(QZ_COVERAGE)
     COMMAND find ${PROJECT_BINARY_DIR} -name "*.gcda" -delete VERBATIM)
 endif()
 
+# qz_tool_options has the compile options of the tools. On 32-bit machines they have times after 2038, files above 2 GiB
+# and file serial numbers of 64 bits. The preloaded library of the simulator does not, because it defines the C
+# library's functions for both sizes.
+add_library(qz_tool_options INTERFACE)
+target_link_libraries(qz_tool_options INTERFACE qz_options)
+target_compile_definitions(qz_tool_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+if(QZ_STATIC_RUNTIME)
+  target_link_options(qz_tool_options INTERFACE
+    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-libstdc++;-static-libgcc>)
+endif()
+
 # Programs and tests run from these folders of the build.
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)

@@ -18,6 +18,20 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 
+# A cross build has no packages for every machine. dpkg-shlibdeps knows no libraries of other machines, so the packages
+# name them, with the versions of docs/install.md: libstdc++ of GCC 5.2, 11 and 12 has the symbols GLIBCXX_3.4.21, 3.4.29
+# and 3.4.30.
+set(CPACK_QZ_STRIP ${CMAKE_STRIP})
+if(CMAKE_CROSSCOMPILING)
+  list(REMOVE_ITEM CPACK_COMPONENTS_ALL documentation)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${QZ_DEBIAN_ARCHITECTURE})
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
+  set(qz_runtime_needs ", libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 5.2)")
+  set(qz_development_needs ", libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 11)")
+  set(qz_simulator_needs "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)")
+  set(qz_tools_needs ", ${qz_simulator_needs}, libnettle8, libsmartcols1 (>= 2.31)")
+endif()
+
 # The first line of each package's description is its summary.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 
@@ -45,7 +59,7 @@ ${qz_purpose}
 This package contains the library, the framework that it uses, and the agent
 kit: owners, an event queue and views of records.")
 # The library calls the common library without linking it, so dpkg-shlibdeps does not find this dependency.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libhbaapi2)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libhbaapi2${qz_runtime_needs}")
 # PreparePackages.cmake writes shlibs and symbols. Without a postinst and a postrm, CPack generates scripts that call
 # ldconfig, which the trigger already does. Naming two files that do not exist prevents that.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
@@ -62,7 +76,7 @@ This package contains the headers, the files for CMake and pkg-config, doubles
 of the HBA API and the diagnostic library for unit tests, and a
 program that checks replacements of the framework.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "libqzsensoragentcommon1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), libhbaapi-dev")
+  "libqzsensoragentcommon1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), libhbaapi-dev${qz_development_needs}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libgtest-dev, libqzsensoragentcommon-doc, qzsim")
 
 qz_package(simulator qzsim utils
@@ -70,6 +84,7 @@ qz_package(simulator qzsim utils
 The program runs unchanged and needs neither root nor an adapter: it calls the
 real SNIA common library, which loads a simulated HBA library. A scenario, a
 small TOML file, describes the adapters and the calls that fail.")
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_DEPENDS "${qz_simulator_needs}")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SUGGESTS "libhbaapi2, qzagent")
 
 qz_package(tools qzagent admin
@@ -77,7 +92,7 @@ qz_package(tools qzagent admin
 Takes the inventory of a host's Fibre Channel adapters, measures latencies,
 and watches and records diagnostic events, as tables or as JSON.")
 # dpkg-shlibdeps ignores the private library, which belongs to no installed package, so it is named here.
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libqzsensoragentcommon1 (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libqzsensoragentcommon1 (>= ${PROJECT_VERSION})${qz_tools_needs}")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS qzsim)
 
 qz_package(documentation libqzsensoragentcommon-doc doc

@@ -11,12 +11,12 @@ endforeach()
 file(GLOB libraries ${components}/usr/lib/*/lib*.so.*.*.*)
 file(GLOB programs ${components}/usr/bin/* ${components}/usr/lib/*/qzsim/*)
 execute_process(
-  COMMAND strip --strip-unneeded --remove-section=.comment --remove-section=.note ${libraries} ${programs}
+  COMMAND ${CPACK_QZ_STRIP} --strip-unneeded --remove-section=.comment --remove-section=.note ${libraries} ${programs}
   COMMAND_ERROR_IS_FATAL ANY)
 
 file(GLOB archives ${components}/usr/lib/*/lib*.a)
 execute_process(
-  COMMAND strip --strip-debug --remove-section=.comment --enable-deterministic-archives ${archives}
+  COMMAND ${CPACK_QZ_STRIP} --strip-debug --remove-section=.comment --enable-deterministic-archives ${archives}
   COMMAND_ERROR_IS_FATAL ANY)
 
 # A package built with the libraries depends on the version that introduced the symbols that it uses. Where symbols are
@@ -28,8 +28,11 @@ foreach(library IN LISTS libraries)
 endforeach()
 file(WRITE ${CPACK_PACKAGE_DIRECTORY}/shlibs ${shlibs})
 list(TRANSFORM libraries PREPEND -e)
+if(CPACK_DEBIAN_PACKAGE_ARCHITECTURE)
+  set(architecture -a${CPACK_DEBIAN_PACKAGE_ARCHITECTURE})
+endif()
 execute_process(
-  COMMAND dpkg-gensymbols -q -c0 -p${runtime_package} -v${CPACK_PACKAGE_VERSION} ${libraries}
+  COMMAND dpkg-gensymbols ${architecture} -q -c0 -p${runtime_package} -v${CPACK_PACKAGE_VERSION} ${libraries}
           -P${CPACK_TEMPORARY_DIRECTORY}/runtime -I${CMAKE_CURRENT_LIST_DIR}/../packaging/symbols
           -O${CPACK_PACKAGE_DIRECTORY}/symbols
   WORKING_DIRECTORY ${CPACK_TEMPORARY_DIRECTORY} COMMAND_ERROR_IS_FATAL ANY)

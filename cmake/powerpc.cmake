@@ -5,6 +5,7 @@ set(CMAKE_SYSTEM_PROCESSOR ppc)
 set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
 
+set(QZ_DEBIAN_ARCHITECTURE powerpc)
 set(QZ_EMULATOR qemu-ppc-static)
 set(QZ_EMULATED_ROOT /usr/powerpc-linux-gnu)
 set(CMAKE_CROSSCOMPILING_EMULATOR "${QZ_EMULATOR};-L;${QZ_EMULATED_ROOT}")

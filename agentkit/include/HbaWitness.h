@@ -23,6 +23,7 @@ struct HbaCall
     std::optional<HBA_UINT8> mScsiStatus;     ///< the SCSI status, if the call reported one
     std::array<unsigned char, 256> mSense{};  ///< sense data that the call returned
     std::size_t mSenseSize = 0;               ///< their number of bytes; 0 when there are none
+    bool mIsUnanswered = false;               ///< see refuseUnansweredQueries()
 };
 
 /// Shows why a call failed. The exceptions of the layer have a text and a code, and the layer only logs the status.
@@ -38,6 +39,16 @@ struct HbaCall
 /// @return the last call of the calling thread; valid until the thread ends, changed by its next call
 /// @ingroup agentkit
 HbaCall const& lastHbaCall() noexcept;
+
+/// Some HBA libraries return HBA_STATUS_OK without an answer when a device is busy. From now on, the caller gets
+/// HBA_STATUS_ERROR then, and lastHbaCall() has HBA_STATUS_OK and mIsUnanswered. This concerns HBA_GetAdapterAttributes,
+/// HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, HBA_GetPortAttributesByWWN and HBA_GetFcpTargetMapping.
+/// Before the call, the witness fills the attributes, or the first entry of the mapping, with zeros. An answer is missing
+/// if they are still zero after the call, and the number of mappings is unchanged. FakeHbaapi ignores the request.
+/// Thread-safety: any thread.
+/// @param aRefuses false to forward such answers, as in the beginning
+/// @ingroup agentkit
+void refuseUnansweredQueries(bool aRefuses) noexcept;
 
 /// Tells a watchdog which call does not return.
 /// Thread-safety: any thread and any signal handler.

@@ -103,6 +103,8 @@ qz::HbaCall const& qz::lastHbaCall() noexcept { return gLastHbaCall; }
 
 char const* qz::runningHbaCall() noexcept { return RunningHbaCall::newestName(); }
 
+void qz::refuseUnansweredQueries(bool) noexcept {}
+
 void qz::keepRunningHbaCall(std::atomic<char const*>& aPlace) noexcept
 {
     RunningHbaCall::keepNewestName(aPlace);

@@ -42,6 +42,7 @@ constexpr char const* footer = R"(Commands:
   remove PATH               remove an element of a list, or a key, whose default then applies
   change TABLE              several changes at once: {set = {"PATH" = VALUE, ...}, remove = [...], ...}
   event TABLE               send a vendor event: {board = 0, category = 3, subcategory = 7, payload = "01"}
+                            or an event of the HBA API: {adapter = "example-fc-0", type = "PORT_OFFLINE"}
   fault start NAME          start a fault of the scenario
   fault start TABLE         add a fault and start it: {name = "busy", call = "HBA_OpenAdapter", nth = "1+", ...}
   fault end NAME            end a fault

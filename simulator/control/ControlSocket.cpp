@@ -55,7 +55,7 @@ void removeStale(std::string const& aPath, SocketAddress const& aAddress)
     ::unlink(aPath.c_str());
 }
 
-ino_t inodeOf(std::string const& aPath)
+std::uint64_t inodeOf(std::string const& aPath)
 {
     struct stat status = {};
     return ::lstat(aPath.c_str(), &status) == 0 ? status.st_ino : 0;

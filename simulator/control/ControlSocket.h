@@ -4,13 +4,12 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <list>
 #include <string>
 #include <thread>
-
-#include <sys/types.h>
 
 #include "simulator/control/Descriptor.h"
 
@@ -68,7 +67,7 @@ private:
     std::chrono::milliseconds const mPatience;
     Descriptor mSocket;
     Descriptor mStop;
-    ino_t mInode = 0;
+    std::uint64_t mInode = 0;
     std::list<Client> mClients;
     std::thread mThread;
 };

@@ -5,7 +5,9 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <iterator>
+#include <list>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -43,6 +45,7 @@ struct AdapterEventSource::State
         AdapterEventSeries mSeries;
         std::optional<Clock::time_point> mStart;  ///< nothing until a registration matches
         std::uint32_t mNext;                      ///< number of the next event
+        bool mIsInjected = false;                 ///< whether it is removed at its end
 
         bool isRunning() const { return mStart && mNext < mSeries.mCount; }
         Clock::time_point due() const { return *mStart + timeOf(mNext, mSeries); }
@@ -51,10 +54,16 @@ struct AdapterEventSource::State
     std::mutex mMutex;
     std::condition_variable mChanged;
     bool mIsStopped = false;
-    std::vector<Progress> mSeries;
+    bool mIsPaused = false;
+    Feed mFeed;
+    std::list<Progress> mSeries;
     std::vector<std::shared_ptr<EventRegistration>> mRegistrations;  ///< the handle of each is its address
 
     void run();
+
+    /// Waits for the time of the next event, or a moment, and looks for changes.
+    void wait(Progress const* aNext, std::unique_lock<std::mutex>& aLock);
+    void feed();
 
     /// @return the series whose event is due first; null when none runs
     Progress* first();
@@ -69,22 +78,47 @@ void AdapterEventSource::State::run()
     std::unique_lock lock(mMutex);
     while (!mIsStopped)
     {
-        Progress* const next = first();
-        if (next == nullptr)
+        mSeries.remove_if([](Progress const& aProgress)
+                          { return aProgress.mIsInjected && !aProgress.isRunning(); });
+        Progress* const next = mIsPaused ? nullptr : first();
+        if (next != nullptr && next->due() <= Clock::now())
         {
-            mChanged.wait(lock);
+            ++next->mNext;
+            lock.unlock();
+            deliver(next->mAdapter, next->mSeries.mEvent);
+            lock.lock();
             continue;
         }
-        if (Clock::now() < next->due())
-        {
-            mChanged.wait_until(lock, next->due());
-            continue;
-        }
-        ++next->mNext;
-        lock.unlock();
-        deliver(next->mAdapter, next->mSeries.mEvent);
-        lock.lock();
+        wait(next, lock);
     }
+}
+
+void AdapterEventSource::State::wait(Progress const* aNext, std::unique_lock<std::mutex>& aLock)
+{
+    constexpr std::chrono::milliseconds interval(5);
+    if (!mFeed)
+    {
+        aNext == nullptr ? mChanged.wait(aLock) : static_cast<void>(mChanged.wait_until(aLock, aNext->due()));
+        return;
+    }
+    Clock::time_point const look = Clock::now() + interval;
+    mChanged.wait_until(aLock, aNext == nullptr ? look : std::min(look, aNext->due()));
+    if (!mIsStopped)
+    {
+        aLock.unlock();
+        feed();
+        aLock.lock();
+    }
+}
+
+void AdapterEventSource::State::feed()
+try
+{
+    mFeed();
+}
+catch (std::exception const& error)
+{
+    std::fprintf(stderr, "libqzsim: an event of an adapter is dropped: %s\n", error.what());
 }
 
 AdapterEventSource::State::Progress* AdapterEventSource::State::first()
@@ -129,14 +163,15 @@ bool AdapterEventSource::State::isRegistered(EventRegistration const& aRegistrat
                        [&](auto const& aOther) { return aOther.get() == &aRegistration; });
 }
 
-AdapterEventSource::AdapterEventSource(std::vector<Adapter> const& aAdapters)
+AdapterEventSource::AdapterEventSource(std::vector<Adapter> const& aAdapters, Feed aFeed)
     : mState(std::make_shared<State>())
 {
+    mState->mFeed = std::move(aFeed);
     for (std::size_t index = 0; index < aAdapters.size(); ++index)
     {
         for (AdapterEventSeries const& series : aAdapters[index].mEvents)
         {
-            mState->mSeries.push_back({index, series, std::nullopt, 0});
+            mState->mSeries.push_back({index, series, std::nullopt, 0, false});
         }
     }
 }
@@ -144,7 +179,7 @@ AdapterEventSource::AdapterEventSource(std::vector<Adapter> const& aAdapters)
 HBA_CALLBACKHANDLE AdapterEventSource::add(EventRegistration aRegistration)
 {
     std::lock_guard const lock(mState->mMutex);
-    bool isWaiting = false;
+    bool isWaiting = static_cast<bool>(mState->mFeed);
     for (State::Progress& progress : mState->mSeries)
     {
         if (matches(aRegistration, progress.mAdapter, progress.mSeries.mEvent))
@@ -178,9 +213,17 @@ bool AdapterEventSource::remove(HBA_CALLBACKHANDLE aHandle)
     return true;
 }
 
-void AdapterEventSource::send(std::size_t aAdapter, AdapterEvent const& aEvent)
+void AdapterEventSource::update(bool aIsPaused, std::vector<InjectedAdapterEvent> const& aEvents)
 {
-    mState->deliver(aAdapter, aEvent);
+    std::lock_guard const lock(mState->mMutex);
+    mState->mIsPaused = aIsPaused;
+    for (InjectedAdapterEvent const& event : aEvents)
+    {
+        if (!mState->mRegistrations.empty())
+        {
+            mState->mSeries.push_back({event.mAdapter, event.mSeries, Clock::now(), 0, true});
+        }
+    }
 }
 
 void AdapterEventSource::end()
@@ -208,6 +251,8 @@ void AdapterEventSource::afterForkInChild()
     static auto& abandoned = *new std::vector<std::pair<std::thread, std::shared_ptr<State>>>;
     auto state = std::make_shared<State>();
     state->mIsStopped = mState->mIsStopped;
+    state->mIsPaused = mState->mIsPaused;
+    state->mFeed = mState->mFeed;
     state->mSeries = mState->mSeries;
     state->mRegistrations = mState->mRegistrations;
     mState->mMutex.unlock();

@@ -33,7 +33,11 @@ struct EventRegistration
 class AdapterEventSource
 {
 public:
-    explicit AdapterEventSource(std::vector<Adapter> const& aAdapters);
+    /// Calls update() when the world has changed. Runs without a lock.
+    using Feed = std::function<void()>;
+
+    /// @param aFeed called from time to time while there are registrations; may be empty
+    explicit AdapterEventSource(std::vector<Adapter> const& aAdapters, Feed aFeed = {});
 
     ~AdapterEventSource() { end(); }
     AdapterEventSource(AdapterEventSource const&) = delete;
@@ -47,8 +51,9 @@ public:
     /// @return whether there was such a registration
     bool remove(HBA_CALLBACKHANDLE aHandle);
 
-    /// Sends an event on the calling thread.
-    void send(std::size_t aAdapter, AdapterEvent const& aEvent);
+    /// Starts series for the registrations that exist now.
+    /// @param aIsPaused whether no events are sent
+    void update(bool aIsPaused, std::vector<InjectedAdapterEvent> const& aEvents);
 
     /// Ends all registrations. No callback runs after this, except the one that makes this call.
     void end();

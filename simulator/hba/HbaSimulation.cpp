@@ -100,7 +100,16 @@ HBA_STATUS HbaSimulation::load(World aWorld, Strikes aStrikes)
         }
     }
     Handles handles(scenario->mBehaviour, scenario->mAdapters.size());
-    auto events = std::make_unique<AdapterEventSource>(aWorld.original().mAdapters);
+    AdapterEventSource::Feed const feed = [this]
+    {
+        std::lock_guard const lock(mMutex);
+        if (mLoaded)
+        {
+            advance();
+        }
+    };
+    auto events = std::make_unique<AdapterEventSource>(
+        aWorld.original().mAdapters, aWorld.canChange() ? feed : AdapterEventSource::Feed());
     auto const loaded =
         std::make_shared<Loaded>(Loaded{std::move(aWorld), std::move(handles), std::move(events)});
     std::lock_guard const lock(mMutex);
@@ -123,6 +132,7 @@ void HbaSimulation::end() noexcept
     discard();
     std::lock_guard const lock(mMutex);
     mFormerWorld.reset();
+    mCurrent.reset();
     mFaults = {};
 }
 
@@ -373,17 +383,24 @@ void HbaSimulation::discard()
     }
 }
 
+void HbaSimulation::advance()
+{
+    World& world = mLoaded->mWorld;
+    auto const scenario = world.at(timeSinceStart());
+    if (scenario != mCurrent)
+    {
+        mFaults.update(scenario->mFaults);
+        mCurrent = scenario;
+    }
+    mLoaded->mEvents->update(world.isPaused(), world.adapterEvents());
+}
+
 HbaSimulation::Present HbaSimulation::loaded()
 {
     std::unique_lock lock(mMutex);
     for (; mLoaded; waitInPause(lock))
     {
-        auto const scenario = mLoaded->mWorld.at(timeSinceStart());
-        if (scenario != mCurrent)
-        {
-            mFaults.update(scenario->mFaults);
-            mCurrent = scenario;
-        }
+        advance();
         if (!mLoaded->mWorld.isPaused())
         {
             break;

@@ -180,6 +180,9 @@ private:
     /// @return what is loaded; false when nothing is
     Present loaded();
 
+    /// Applies what has changed in the world that is loaded. The caller holds the mutex.
+    void advance();
+
     /// Ends the events and unloads.
     void discard();
 

@@ -27,7 +27,10 @@ struct Redirections
     char const* mHbaLibrary;
     char mConfiguration[512];
     void const* mForwarder;  ///< start of the object that defines the functions of the common library at load
-    Dlopen* mDlopen;         ///< the function that comes after that of this library
+    void const*
+        mInterceptor;  ///< start of the object whose fopen the common library calls: this one, or the program
+                       ///< if a sanitizer is linked into it
+    Dlopen* mDlopen;   ///< the function that comes after that of this library
     Fopen* mFopen;
     Fopen* mFopen64;
 };
@@ -52,6 +55,7 @@ void const* objectOf(void const* aCode)
         std::snprintf(all.mConfiguration, sizeof all.mConfiguration, "qzsim %s\n", all.mHbaLibrary);
     }
     all.mForwarder = objectOf(::dlsym(RTLD_DEFAULT, "HBA_LoadLibrary"));
+    all.mInterceptor = objectOf(::dlsym(RTLD_DEFAULT, "fopen"));
     ::dlerror();  // most programs have no such function at load
     all.mFopen = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, "fopen"));
     all.mFopen64 = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, "fopen64"));
@@ -78,7 +82,7 @@ bool isInCommonLibrary(void const* aCode)
     {
         return false;
     }
-    if (caller.dli_fbase == gRedirections.mForwarder)
+    if (caller.dli_fbase == gRedirections.mForwarder || caller.dli_fbase == gRedirections.mInterceptor)
     {
         return true;
     }

@@ -1,6 +1,7 @@
 #include "simulator/scenario/AdapterEventReader.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <iterator>
@@ -129,6 +130,16 @@ void checkRemotePort(TomlValue const& aTable, AdapterEvent const& aEvent, Port c
         name->refuse("the port_wwn of a remote port of the port");
     }
 }
+
+AdapterEventSeries usualSeries() { return {{}, 0, usualRate, 1}; }
+
+/// Completes a series with the name of its port.
+void nameThePort(TomlValue const& aTable, Adapter const& aAdapter, AdapterEventSeries& aSeries)
+{
+    Port const* const port = portOf(aTable, aSeries.mEvent, aAdapter);
+    checkRemotePort(aTable, aSeries.mEvent, port);
+    aSeries.mEvent.mPort = port == nullptr ? aAdapter.mAttributes.NodeWWN : port->mAttributes.PortWWN;
+}
 }  // namespace
 
 EventGroup groupOf(AdapterEvent const& aEvent)
@@ -164,14 +175,36 @@ std::string nameOfType(AdapterEvent const& aEvent)
 
 void readAdapterEvents(TomlValue const& aTables, Adapter& aAdapter)
 {
-    readTables(aTables, "[[adapter.event]]", adapterEventKeys, AdapterEventSeries{{}, 0, usualRate, 1},
+    readTables(aTables, "[[adapter.event]]", adapterEventKeys, usualSeries(),
                [&](TomlValue const& aTable, AdapterEventSeries aSeries)
                {
-                   Port const* const port = portOf(aTable, aSeries.mEvent, aAdapter);
-                   checkRemotePort(aTable, aSeries.mEvent, port);
-                   aSeries.mEvent.mPort =
-                       port == nullptr ? aAdapter.mAttributes.NodeWWN : port->mAttributes.PortWWN;
+                   nameThePort(aTable, aAdapter, aSeries);
                    aAdapter.mEvents.push_back(std::move(aSeries));
                });
+}
+
+InjectedAdapterEvent readAdapterEvent(TomlValue const& aTable, std::vector<Adapter> const& aAdapters)
+{
+    constexpr char const* key = "adapter";
+    TomlValue const* const name = aTable.find(key);
+    if (name == nullptr)
+    {
+        tomlfile::refuseMissingKey(aTable, key, "event");
+    }
+    auto const& text = name->as<TomlValue::Text>("the name of an adapter");
+    auto const adapter = std::find_if(aAdapters.begin(), aAdapters.end(),
+                                      [&](Adapter const& aAdapter) { return aAdapter.mName == text; });
+    if (adapter == aAdapters.end())
+    {
+        name->refuse("the name of an adapter");
+    }
+    TomlValue::Table entries = aTable.as<TomlValue::Table>({});
+    entries.erase(std::find_if(entries.begin(), entries.end(),
+                               [](tomlfile::TomlEntry const& aEntry) { return aEntry.mKey == key; }));
+    TomlValue const table(aTable.place(), std::move(entries));
+    AdapterEventSeries series = usualSeries();
+    readTable(table, "the event", adapterEventKeys, series);
+    nameThePort(table, *adapter, series);
+    return {static_cast<std::size_t>(adapter - aAdapters.begin()), std::move(series)};
 }
 }  // namespace qzsim

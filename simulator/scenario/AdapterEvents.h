@@ -2,6 +2,7 @@
 /// The events that the HBA library sends.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -38,6 +39,13 @@ struct AdapterEventSeries
     std::uint32_t mStartMs;  ///< time of the first event, on the clock of the series
     std::uint32_t mRate;     ///< events per second
     std::uint32_t mCount;
+};
+
+/// A series of one adapter.
+struct InjectedAdapterEvent
+{
+    std::size_t mAdapter;
+    AdapterEventSeries mSeries;
 };
 
 EventGroup groupOf(AdapterEvent const& aEvent);

@@ -34,6 +34,7 @@ constexpr Key<Change> changeKeys[] = {
     {"fault_start", Presence::optional, readFaultStart},
     {"fault_end", Presence::optional, readFaultEnd},
     {"event", Presence::optional, readInjectedEvent},
+    {"adapter_event", Presence::optional, readInjectedAdapterEvent},
 };
 }  // namespace
 
@@ -51,6 +52,10 @@ std::string Change::summary() const
     if (mEvent)
     {
         parts.push_back(fmt::format("event {}", tomlfile::tomlText(*mEvent)));
+    }
+    if (mAdapterEvent)
+    {
+        parts.push_back(fmt::format("adapter_event {}", tomlfile::tomlText(*mAdapterEvent)));
     }
     return fmt::format("{}", fmt::join(parts, ", "));
 }
@@ -73,6 +78,10 @@ std::string Change::table() const
     if (mEvent)
     {
         entries.push_back({"event", {}, *mEvent});
+    }
+    if (mAdapterEvent)
+    {
+        entries.push_back({"adapter_event", {}, *mAdapterEvent});
     }
     return tomlfile::tomlText({{}, std::move(entries)});
 }
@@ -108,6 +117,12 @@ void readInjectedEvent(TomlValue const& aTable, Change& aChange)
     aChange.mEvent = aTable;
 }
 
+void readInjectedAdapterEvent(TomlValue const& aTable, Change& aChange)
+{
+    aTable.as<TomlValue::Table>("a table with the key \"adapter\" and the keys of [[adapter.event]]");
+    aChange.mAdapterEvent = aTable;
+}
+
 Change readChange(TomlValue const& aTable)
 {
     Change change;
@@ -117,7 +132,7 @@ Change readChange(TomlValue const& aTable)
 
 void checkEffect(TomlValue const& aTable, Change const& aChange)
 {
-    if (aChange.mSettings.empty() && aChange.mRemovals.empty() && !aChange.mEvent)
+    if (aChange.mSettings.empty() && aChange.mRemovals.empty() && !aChange.mEvent && !aChange.mAdapterEvent)
     {
         tomlfile::refuseMissingKey(aTable, "set", "[[timeline]]");
     }

@@ -23,7 +23,8 @@ struct Change
 {
     std::vector<Setting> mSettings;
     std::vector<ValuePath> mRemovals;
-    std::optional<tomlfile::TomlValue> mEvent;  ///< a vendor event, with the keys of an event source
+    std::optional<tomlfile::TomlValue> mEvent;         ///< a vendor event, with the keys of an event source
+    std::optional<tomlfile::TomlValue> mAdapterEvent;  ///< see readAdapterEvent()
 
     /// @return the change in words: "set adapter[0].port[1].state = "LINKDOWN""
     std::string summary() const;
@@ -32,7 +33,7 @@ struct Change
     std::string table() const;
 };
 
-/// @name Readers of the keys "set", "remove", "fault_start", "fault_end" and "event"
+/// @name Readers of the keys "set", "remove", "fault_start", "fault_end", "event" and "adapter_event"
 /// @throws tomlfile::TomlError when the value is invalid
 /// @{
 void readSet(tomlfile::TomlValue const& aTable, Change& aChange);
@@ -40,6 +41,7 @@ void readRemove(tomlfile::TomlValue const& aValue, Change& aChange);
 void readFaultStart(tomlfile::TomlValue const& aName, Change& aChange);
 void readFaultEnd(tomlfile::TomlValue const& aName, Change& aChange);
 void readInjectedEvent(tomlfile::TomlValue const& aTable, Change& aChange);
+void readInjectedAdapterEvent(tomlfile::TomlValue const& aTable, Change& aChange);
 /// @}
 
 /// Reads a table of these keys.

@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "simulator/scenario/AdapterEventReader.h"
 #include "simulator/scenario/AdapterReader.h"
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/FaultReader.h"
@@ -132,6 +133,10 @@ void checkTimeline(TomlValue const& aTree, Scenario const& aScenario)
         if (entry.mChange.mEvent)
         {
             readEvent(*entry.mChange.mEvent, present.mDiagnostics);
+        }
+        if (entry.mChange.mAdapterEvent)
+        {
+            readAdapterEvent(*entry.mChange.mAdapterEvent, present.mAdapters);
         }
     }
 }

@@ -62,6 +62,7 @@ constexpr Key<TimelineEntry> timelineKeys[] = {
     {"fault_start", Presence::optional, inChange<readFaultStart>},
     {"fault_end", Presence::optional, inChange<readFaultEnd>},
     {"event", Presence::optional, inChange<readInjectedEvent>},
+    {"adapter_event", Presence::optional, inChange<readInjectedAdapterEvent>},
 };
 }  // namespace
 

@@ -138,7 +138,9 @@ std::string Commands::perform(std::string_view aCommand, World::Time aNow)
     }
     if (command == "event")
     {
-        return change(tableOf("event", valueIn(isTable(rest) ? arguments : '{' + arguments + '}')), aNow);
+        TomlValue const table = valueIn(isTable(rest) ? arguments : '{' + arguments + '}');
+        bool const isOfAdapter = table.is<TomlValue::Table>() && table.find("adapter") != nullptr;
+        return change(tableOf(isOfAdapter ? "adapter_event" : "event", table), aNow);
     }
     if (command == "fault")
     {

@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include "simulator/control/EnvironmentVariables.h"
+#include "simulator/scenario/AdapterEventReader.h"
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/scenario/Statistics.h"
@@ -268,6 +269,7 @@ World World::ofEnvironment(EventSink aSink)
 
 std::shared_ptr<Scenario const> World::at(Time aNow)
 {
+    mAdapterEvents.clear();
     applyLines();
     mLines = mJournal.takeNew();
     std::reverse(mLines.begin(), mLines.end());
@@ -296,7 +298,7 @@ void World::called(Call aCall, std::uint64_t aCount, Time aNow)
 void World::change(Change const& aChange, Time aNow)
 {
     at(aNow);
-    std::vector<EventSeries> events;
+    Events events;
     result({{aChange, aNow}}, events);  // refuses what is not possible
     record(aNow, "change " + aChange.table());
     at(aNow);
@@ -392,12 +394,13 @@ void World::happen(std::size_t aEntry, Time aTime)
 void World::apply(ChangeList const& aChanges)
 try
 {
-    std::vector<EventSeries> events;
+    Events events;
     mState = result(aChanges, events);
     if (mSink)
     {
-        std::for_each(events.begin(), events.end(), mSink);
+        std::for_each(events.mVendor.begin(), events.mVendor.end(), mSink);
     }
+    mAdapterEvents.insert(mAdapterEvents.end(), events.mAdapter.begin(), events.mAdapter.end());
 }
 catch (tomlfile::TomlError const& error)
 {
@@ -415,7 +418,7 @@ catch (tomlfile::TomlError const& error)
     apply(ChangeList(middle, aChanges.end()));
 }
 
-World::State World::result(ChangeList const& aChanges, std::vector<EventSeries>& aEvents) const
+World::State World::result(ChangeList const& aChanges, Events& aEvents) const
 {
     State state = mState;
     Change const* last = nullptr;
@@ -438,7 +441,11 @@ World::State World::result(ChangeList const& aChanges, std::vector<EventSeries>&
         Change const& change = dated.mChange;
         if (change.mEvent)
         {
-            aEvents.push_back(readEvent(*change.mEvent, state.mScenario->mDiagnostics));
+            aEvents.mVendor.push_back(readEvent(*change.mEvent, state.mScenario->mDiagnostics));
+        }
+        if (change.mAdapterEvent)
+        {
+            aEvents.mAdapter.push_back(readAdapterEvent(*change.mAdapterEvent, state.mScenario->mAdapters));
         }
     }
     return state;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/scenario/AdapterEvents.h"
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Change.h"
 #include "simulator/scenario/Diagnostics.h"
@@ -35,7 +36,7 @@ public:
     using EventSink = std::function<void(EventSeries const&)>;
 
     /// @param aTree content of the scenario file
-    /// @param aSink receives the events that changes send; may be empty
+    /// @param aSink receives the vendor events that changes send; may be empty
     /// @throws tomlfile::TomlError when the scenario is invalid
     explicit World(tomlfile::TomlValue aTree, Journal aJournal = {}, EventSink aSink = {});
 
@@ -55,6 +56,9 @@ public:
     /// Applies the changes that are due.
     /// @return the scenario after them
     std::shared_ptr<Scenario const> at(Time aNow);
+
+    /// @return the events of adapters in the changes that the last at() has applied
+    std::vector<InjectedAdapterEvent> const& adapterEvents() const { return mAdapterEvents; }
 
     /// Whether calls must wait. at() updates it.
     bool isPaused() const { return mIsPaused; }
@@ -121,16 +125,23 @@ private:
     /// scenario is read once for all of them if it can.
     void apply(ChangeList const& aChanges);
 
+    struct Events
+    {
+        std::vector<EventSeries> mVendor = {};
+        std::vector<InjectedAdapterEvent> mAdapter = {};
+    };
+
     /// @param aEvents receives the events of the changes
     /// @return the state after the changes
     /// @throws tomlfile::TomlError when a change is not possible
-    State result(ChangeList const& aChanges, std::vector<EventSeries>& aEvents) const;
+    State result(ChangeList const& aChanges, Events& aEvents) const;
 
     Journal mJournal;
     EventSink mSink;
     State mState;
     std::string mContent;  ///< of the scenario file
     std::shared_ptr<Scenario const> mOriginal;
+    std::vector<InjectedAdapterEvent> mAdapterEvents = {};  ///< of the changes that the last at() has applied
     std::vector<std::string> mLines =
         {};  ///< of the journal that are not applied yet, the next one last; memory may run out between them
     ChangeList mDue = {};  ///< changes that are not applied yet

@@ -1,6 +1,5 @@
-// Each library exports exactly the names in the list beside its sources. Names of the standard library are ignored:
-// which of its templates are compiled as functions changes with every compiler version. What the libraries import shows
-// what they never do.
+// Each library exports exactly the names in the list beside its sources. What the libraries import shows what they never
+// do.
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -49,36 +48,6 @@ void replaceAll(std::string& aText, std::string const& aOld, std::string const& 
 
 bool startsWith(std::string const& aText, std::string const& aStart) { return aText.rfind(aStart, 0) == 0; }
 
-/// The name without template arguments and parameters, so that types of the standard library in them do not count.
-std::string outerPart(std::string const& aName)
-{
-    std::string outer;
-    int depth = 0;
-    for (char const c : aName)
-    {
-        depth -= c == '>' || c == ')' ? 1 : 0;
-        if (depth == 0)
-        {
-            outer += c;
-        }
-        depth += c == '<' || c == '(' ? 1 : 0;
-    }
-    return outer;
-}
-
-bool isOfStandardLibrary(std::string const& aName)
-{
-    std::string name = aName;
-    for (char const* const anOperator : {"operator<<", "operator>>", "operator->", "operator<", "operator>"})
-    {
-        replaceAll(name, anOperator, "operator");
-    }
-    std::string const outer = outerPart(name);
-    return outer.find("std::") != std::string::npos || outer.find("__gnu_cxx::") != std::string::npos ||
-           startsWith(name, "operator new") || startsWith(name, "operator delete") ||
-           startsWith(name, "construction vtable for ");
-}
-
 /// The name in the notation of the lists. The GNU and LLVM tools print the type of a null pointer differently.
 std::string asListed(std::string aName)
 {
@@ -112,10 +81,7 @@ Names exportedBy(std::string const& aFile)
     Names names;
     for (std::string name; std::getline(lines, name);)
     {
-        if (!isOfStandardLibrary(name))
-        {
-            names.insert(asListed(name));
-        }
+        names.insert(asListed(name));
     }
     return names;
 }

@@ -213,8 +213,93 @@ void expectForwarded(std::string const& aName, Called* aFunction)
 
 TEST_F(HbaWitness, ForwardsEachCallThatHasAStatusAndKeepsItsAnswer){QZ_HBA_STATUS_FUNCTIONS(QZ_EXPECT_STATUS)}
 
-TEST_F(HbaWitness,
-       ForwardsTheCallsWithoutAStatusAndKeepsTheLastCall){QZ_HBA_OTHER_FUNCTIONS(QZ_EXPECT_NOTHING_KEPT)}
+TEST_F(HbaWitness, ForwardsTheCallsWithoutAStatusAndKeepsTheLastCall)
+{
+    QZ_HBA_OTHER_FUNCTIONS(QZ_EXPECT_NOTHING_KEPT)
+}
+
+/// Refuses queries without an answer while it exists.
+class Refusal
+{
+public:
+    Refusal() { qz::refuseUnansweredQueries(true); }
+    ~Refusal() { qz::refuseUnansweredQueries(false); }
+    Refusal(Refusal const&) = delete;
+    Refusal& operator=(Refusal const&) = delete;
+};
+
+TEST_F(HbaWitness, ForwardsAnAnswerWithoutDataUnlessItIsRefused)
+{
+    HBA_ADAPTERATTRIBUTES attributes;
+    attributes.NumberOfPorts = 7;
+    EXPECT_EQ(HBA_GetAdapterAttributes(1, &attributes), HBA_STATUS_OK);
+    EXPECT_EQ(attributes.NumberOfPorts, 7u);
+    EXPECT_FALSE(lastHbaCall().mIsUnanswered);
+}
+
+TEST_F(HbaWitness, RefusesAttributesThatTheLibraryDoesNotWrite)
+{
+    Refusal const refusal;
+    HBA_ADAPTERATTRIBUTES adapter;
+    HBA_PORTATTRIBUTES ports;
+    adapter.NumberOfPorts = ports.PortFcId = 7;
+    EXPECT_EQ(HBA_GetAdapterAttributes(1, &adapter), HBA_STATUS_ERROR);
+    EXPECT_EQ(adapter.NumberOfPorts, 0u);
+    EXPECT_EQ(lastHbaCall().mStatus, HBA_STATUS_OK);
+    EXPECT_TRUE(lastHbaCall().mIsUnanswered);
+    EXPECT_EQ(HBA_GetAdapterPortAttributes(1, 0, &ports), HBA_STATUS_ERROR);
+    EXPECT_EQ(ports.PortFcId, 0u);
+    ports.PortFcId = 7;
+    EXPECT_EQ(HBA_GetDiscoveredPortAttributes(1, 0, 0, &ports), HBA_STATUS_ERROR);
+    EXPECT_EQ(ports.PortFcId, 0u);
+    ports.PortFcId = 7;
+    EXPECT_EQ(HBA_GetPortAttributesByWWN(1, port, &ports), HBA_STATUS_ERROR);
+    EXPECT_EQ(ports.PortFcId, 0u);
+}
+
+TEST_F(HbaWitness, ForwardsAttributesThatTheLibraryWrites)
+{
+    Refusal const refusal;
+    HBA_ADAPTERATTRIBUTES attributes;
+    commonLibrary().mOnCall = [&] { attributes.NumberOfPorts = 2; };
+    EXPECT_EQ(HBA_GetAdapterAttributes(1, &attributes), HBA_STATUS_OK);
+    EXPECT_EQ(attributes.NumberOfPorts, 2u);
+    EXPECT_FALSE(lastHbaCall().mIsUnanswered);
+    EXPECT_EQ(attributes.Model[0], '\0');
+}
+
+TEST_F(HbaWitness, ForwardsTheErrorOfAQuery)
+{
+    Refusal const refusal;
+    HBA_ADAPTERATTRIBUTES attributes;
+    commonLibrary().mStatus = HBA_STATUS_ERROR_BUSY;
+    EXPECT_EQ(HBA_GetAdapterAttributes(1, &attributes), HBA_STATUS_ERROR_BUSY);
+    EXPECT_FALSE(lastHbaCall().mIsUnanswered);
+}
+
+TEST_F(HbaWitness, RefusesTargetMappingsThatTheLibraryDoesNotWrite)
+{
+    Refusal const refusal;
+    HBA_FCPTARGETMAPPING mapping;
+    std::memset(&mapping, 7, sizeof mapping);
+    mapping.NumberOfEntries = 1;
+    EXPECT_EQ(HBA_GetFcpTargetMapping(1, &mapping), HBA_STATUS_ERROR);
+    EXPECT_TRUE(lastHbaCall().mIsUnanswered);
+    commonLibrary().mOnCall = [&] { mapping.entry[0].FcpId.PortWWN = port; };
+    EXPECT_EQ(HBA_GetFcpTargetMapping(1, &mapping), HBA_STATUS_OK);
+    EXPECT_FALSE(lastHbaCall().mIsUnanswered);
+}
+
+TEST_F(HbaWitness, ForwardsThatThereAreNoTargetMappings)
+{
+    Refusal const refusal;
+    HBA_FCPTARGETMAPPING mapping = {};
+    mapping.NumberOfEntries = 1;
+    commonLibrary().mOnCall = [&] { mapping.NumberOfEntries = 0; };
+    EXPECT_EQ(HBA_GetFcpTargetMapping(1, &mapping), HBA_STATUS_OK);
+    // The caller only wants the number of mappings.
+    EXPECT_EQ(HBA_GetFcpTargetMapping(1, &mapping), HBA_STATUS_OK);
+}
 
 TEST_F(HbaWitness, KeepsWhetherAnAdapterOpened)
 {

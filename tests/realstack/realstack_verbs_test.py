@@ -89,6 +89,16 @@ class Devices(unittest.TestCase):
         self.assertRegex(text.stdout, f"cause +{re.escape(FORBIDDEN)} in call ")
         self.assertNotIn("ELS_REJECT", text.stdout + text.stderr)
 
+    def test_that_are_all_missing_may_be_the_reason_why_a_command_fails(self):
+        with realstack.made("high-luns") as made:
+            for device in list(made.sg.iterdir()):
+                device.unlink()
+            for arguments in (("inventory",), ("latency", "--count", "1")):
+                result = made.run(QZAGENT, *arguments, "--json")
+                self.assertEqual(result.returncode, 1)
+                self.assertEqual({cause_of(error) for error in errors_in(result)},
+                                 {("HBA_SendReportLUNs", 2, "HBA_STATUS_ERROR_NOT_SUPPORTED (2), or errno ENOENT,")})
+
     def assert_only_fails(self, missing):
         """Both commands fail for the unit whose device is missing, and all other units answer."""
         with realstack.made(NAME) as made:

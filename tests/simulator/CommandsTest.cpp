@@ -104,6 +104,16 @@ TEST_F(ControlCommands, EventNeedsNoBraces)
     EXPECT_EQ(mEvents, 2);
 }
 
+TEST_F(ControlCommands, EventWithAnAdapterIsOneOfTheHbaApi)
+{
+    EXPECT_EQ(answer("event adapter = \"my adapter\", type = \"PORT_OFFLINE\", count = 3"), "ok\n");
+    EXPECT_EQ(mEvents, 0);
+    ASSERT_EQ(mWorld.adapterEvents().size(), 1U);
+    EXPECT_EQ(mWorld.adapterEvents()[0].mSeries.mCount, 3U);
+    EXPECT_EQ(answer("event adapter = \"other\", type = \"PORT_OFFLINE\""),
+              "error value:1:20: expected the name of an adapter, found \"other\"\n");
+}
+
 TEST_F(ControlCommands, PauseLastsUntilItIsResumed)
 {
     EXPECT_EQ(answer("pause"), "ok\n");

@@ -194,6 +194,29 @@ TEST_F(HbaEvents, OfTheLinkFillTheBufferOfTheRegistration)
     EXPECT_THAT(mLog.await(2), ElementsAre("01:1281:ab", "01:1280:"));
 }
 
+TEST_F(HbaEvents, OfTheTimelineAreSentWithoutACall)
+{
+    loadPorts(
+        {},
+        "[[timeline]]\nafter_call = \"HBA_RegisterForAdapterPortEvents\"\n"
+        "adapter_event = { adapter = \"a\", type = \"PORT_OFFLINE\", count = 2, rate = 100 }\n"
+        "[[timeline]]\nafter_call = \"HBA_RegisterForAdapterPortEvents\"\nadapter_event = { adapter = "
+        "\"a\", type = \"PORT_FABRIC\", port_wwn = \"10:00:00:00:00:00:00:02\", fabric_port_id = 9 }\n");
+    EXPECT_EQ(watchPort(firstPort), ok);
+    EXPECT_THAT(mLog.await(2), ElementsAre("01:513:0", "01:513:0"));
+}
+
+TEST_F(HbaEvents, OfTheTimelineWithoutARegistrationAreLost)
+{
+    loadPorts({},
+              "[[timeline]]\nafter_call = \"HBA_OpenAdapter\"\n"
+              "adapter_event = { adapter = \"a\", type = \"PORT_OFFLINE\" }\n"
+              "[[timeline]]\nafter_call = \"HBA_RegisterForAdapterPortEvents\"\n"
+              "adapter_event = { adapter = \"a\", type = \"PORT_ONLINE\" }\n");
+    EXPECT_EQ(watchPort(firstPort), ok);
+    EXPECT_THAT(mLog.await(1), ElementsAre("01:514:0"));
+}
+
 TEST_F(HbaEvents, EndWithTheRegistration)
 {
     loadPorts(event("ADAPTER_CHANGE", "count = 4000000000"));

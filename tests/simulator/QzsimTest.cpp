@@ -224,4 +224,9 @@ TEST(Qzsim, ReportsAProgramThatCannotBeExecuted)
     EXPECT_EQ(result.mErrors,
               "qzsim: cannot run \"" + shipped("two-adapters.toml") + "\": Permission denied\n");
 }
+
+TEST(Qzsim, ProgramThatReplacesFopenSeesTheAdapters)
+{
+    EXPECT_EQ(runQzsimOnTwoAdapters({HBA_PROBE_WITH_FOPEN, "load", "count"}).mOutput, "load: 0\ncount: 2\n");
+}
 }  // namespace

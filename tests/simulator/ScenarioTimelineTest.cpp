@@ -168,6 +168,16 @@ TEST(ScenarioTimeline, RefusesToStartAFaultThatDoesNotExist)
                 HasSubstr("bad.toml:7:15: the path \"fault[x].active\""));
 }
 
+TEST(ScenarioTimeline, RefusesAnEventOfAnAdapterThatDoesNotExist)
+{
+    EXPECT_EQ(errorOfTimeline("at_ms = 1\nadapter_event = { adapter = \"z\", type = \"PORT_OFFLINE\" }\n"),
+              "bad.toml:7:29: expected the name of an adapter, found \"z\"");
+    EXPECT_THAT(errorOfTimeline("at_ms = 1\nadapter_event = { type = \"PORT_OFFLINE\" }\n"),
+                HasSubstr("expected the key \"adapter\""));
+    EXPECT_THAT(errorOfTimeline("at_ms = 1\nadapter_event = { adapter = \"a\", type = \"PORT\" }\n"),
+                HasSubstr("expected one of ADAPTER_UNKNOWN, "));
+}
+
 TEST(ScenarioTimeline, RefusesAnEventOfABoardThatDoesNotExist)
 {
     EXPECT_EQ(errorOfTimeline("at_ms = 1\nevent = { board = 0, category = 1, subcategory = 2 }\n"),

@@ -60,6 +60,7 @@ QZCLatencyData::QZCLatencyData(unsigned int aIoCount, unsigned int aAverageIoSiz
       mStep(aStep)
 {
     QZ_LOG_ENTERED();
+    static_cast<void>(mMarker);  // otherwise clang++ warns that it is not read
     ClibMemset(mBuckets, 0, sizeof mBuckets);
     if (apBuckets != nullptr)
     {

@@ -166,6 +166,85 @@ TEST_F(QzagentAnonymiser, DoesNotSearchTextsOfFewCharacters)
     EXPECT_EQ(mAnonymiser.anonymised("code 101"), "code 101");
 }
 
+TEST_F(QzagentAnonymiser, FindsASerialNumberWithoutTheBlanksAroundIt)
+{
+    std::string const pseudonym = valueAfter("serial_number", " EX0001   ");
+    EXPECT_EQ(valueAfter("serial_number", "EX0001"), pseudonym);
+    EXPECT_EQ(mAnonymiser.anonymised("board EX0001."), "board " + pseudonym + ".");
+    EXPECT_EQ(bytesAfter("EX0001"), pseudonym.substr(7, 6));
+    valueAfter("serial_number", "      ");
+    EXPECT_EQ(mAnonymiser.anonymised("a      b"), "a      b");
+}
+
+TEST_F(QzagentAnonymiser, LearnsTheHostsInSymbolicNames)
+{
+    valueAfter("symbolic_name", "EX-2200 FV2.01A1 DVR:8.0.22 HN:db02.bank.example OS:Linux");
+    valueAfter("node_symbolic_name", "Example Host Name: web77, driver");
+    valueAfter("symbolic_name", "port of mail.bank.example. (EX-2200 v2.1.0)");
+    for (char const* const host : {"db02.bank.example", "db02", "bank.example", "web77", "mail"})
+    {
+        EXPECT_THAT(mAnonymiser.anonymised(host), MatchesRegex("host-[0-9a-f]{12}")) << host;
+    }
+    for (char const* const word : {"EX-2200", "FV2.01A1", "8.0.22", "Linux", "Example", "driver", "v2.1.0"})
+    {
+        EXPECT_EQ(mAnonymiser.anonymised(word), word);
+    }
+}
+
+TEST_F(QzagentAnonymiser, ReplacesAShortHostWhereItIsAWord)
+{
+    mAnonymiser.learnHost("db1");
+    std::string const host = mAnonymiser.anonymised("db1");
+    EXPECT_THAT(host, MatchesRegex("host-[0-9a-f]{12}"));
+    EXPECT_EQ(mAnonymiser.anonymised("DB1: xdb1 db12 of-db1"), host + ": xdb1 db12 of-" + host);
+    EXPECT_EQ(bytesAfter("(db1)"), "(" + host.substr(5, 3) + ")");
+}
+
+TEST_F(QzagentAnonymiser, FindsBytesThatAreNotUtf8)
+{
+    valueAfter("symbolic_name", "caf\xc3\xa9 seven");
+    EXPECT_THAT(bytesAfter("<caf\xe9 seven>"), MatchesRegex("<[0-9a-f]{10}>"));
+    // A document has replacement characters in place of such bytes.
+    valueAfter("serial_number",
+               "n\xef\xbf\xbd\xef\xbf\xbd"
+               "17");
+    EXPECT_THAT(bytesAfter("<n\xe5\xf8"
+                           "17>"),
+                MatchesRegex("<[0-9a-f]{5}>"));
+    EXPECT_EQ(bytesAfter("<nxx17> n\xe5"), "<nxx17> n\xe5");
+}
+
+TEST_F(QzagentAnonymiser, FindsTextsInUtf16)
+{
+    mAnonymiser.learnHost("web01");
+    std::string wide;
+    for (char const character : std::string("at web01, ") + portName)
+    {
+        wide += std::string{character, '\0'};
+    }
+    for (std::string const& order : {wide, std::string(1, '\0') + wide.substr(0, wide.size() - 1)})
+    {
+        std::string const replaced = bytesAfter(order);
+        std::string narrow;
+        std::copy_if(replaced.begin(), replaced.end(), std::back_inserter(narrow),
+                     [](char aByte) { return aByte != '\0'; });
+        EXPECT_EQ(replaced.size(), order.size());
+        EXPECT_THAT(narrow, StartsWith("at "));
+        EXPECT_THAT(narrow, Not(HasSubstr("web01")));
+        EXPECT_THAT(narrow, Not(HasSubstr(portName)));
+    }
+}
+
+TEST_F(QzagentAnonymiser, ReplacesNamesInHalvesOfAnotherByteOrder)
+{
+    mAnonymiser.learn(*qz::Wwn::parse("10:00:00:00:c9:2a:3b:4c"));
+    for (std::string const& bytes : {std::string("\x00\x00\x00\x10\x4c\x3b\x2a\xc9", 8),
+                                     std::string("\xc9\x2a\x3b\x4c\x10\x00\x00\x00", 8)})
+    {
+        EXPECT_NE(bytesAfter(bytes), bytes);
+    }
+}
+
 TEST_F(QzagentAnonymiser, KnowsAHostByItsNameWithoutItsDomain)
 {
     mAnonymiser.learnHost("Web01.lab.example");
@@ -231,6 +310,8 @@ TEST_F(QzagentAnonymiser, ReplacesAddressesWithOrWithout0x)
     EXPECT_EQ(mAnonymiser.anonymised("from 010A00."), "from " + address.substr(2) + ".");
     EXPECT_EQ(bytesAfter("0x010a00"), address);
     EXPECT_EQ(mAnonymiser.anonymised("1010a00 010a000 0x010a01"), "1010a00 010a000 0x010a01");
+    EXPECT_EQ(mAnonymiser.anonymised("0x10A00 0x0010a00 10a00"), address + " 0x0010a00 10a00");
+    EXPECT_EQ(bytesAfter("0x10a00"), "0x" + address.substr(3));
 }
 
 TEST_F(QzagentAnonymiser, LeavesValuesOfAFixedForm)

@@ -96,4 +96,11 @@ INSTANTIATE_TEST_SUITE_P(
                     {"watch", "--output", testing::TempDir() + "bounds.capture"},
                     "implausible number of boards: " + largest + " (at most 4096)"}),
     [](testing::TestParamInfo<Implausible> const& aInfo) { return aInfo.param.mName; });
+TEST(QzagentImplausiblePorts, HaveTheQueryAsTheirCause)
+{
+    nlohmann::json const document = documentOf(
+        runAgentOn(adapterWith("number_of_ports = " + largest + "\n", ""), {"adapters", "--json"}));
+    EXPECT_EQ(document["messages"][0]["cause"]["function"], "HBA_GetAdapterAttributes");
+    EXPECT_EQ(document["messages"][0]["cause"]["status_name"], "HBA_STATUS_OK");
+}
 }  // namespace

@@ -17,7 +17,9 @@
 #include <unistd.h>
 
 #include "agentkit/include/Wwn.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
 #include "tests/support/Process.h"
+#include "tests/support/Records.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
 #include "tests/tools/qzagent/Scenarios.h"
@@ -40,14 +42,14 @@ std::string const secretOfBundle = "a secret of some length";
 std::string const hostOfBundle = R"(
 [[adapter]]
 name = "example-fc-0"
-serial_number = "EX0001"
+serial_number = "EX0001    "
 model = "EX-2200"
 node_wwn = "20:00:00:00:c9:00:00:10"
 node_symbolic_name = "lab host seven"
 [[adapter.port]]
 port_wwn = "10:00:00:00:c9:00:00:11"
 os_device_name = "/sys/class/fc_host/host7"
-symbolic_name = "lab port seven"
+symbolic_name = "lab port seven HN:customer-db02.bank.example OS:Linux"
 fabric_name = "10:00:00:60:69:00:00:12"
 fc_id = 0x010a0b
 [adapter.port.statistics]
@@ -187,13 +189,31 @@ TEST_F(QzagentBundle, GoesOnWhenAVerbFails)
     EXPECT_EQ(summary()["events"], 1);
 }
 
-TEST_F(QzagentBundle, GoesOnWithoutAVendorLibrary)
+TEST_F(QzagentBundle, IsCompleteOnAHostWithoutBoards)
 {
     ProcessResult const result = bundle(adapterNamed("example-fc-0") + portNumbered(1));
+    EXPECT_EQ(result.mExitStatus, 0) << result.mErrors;
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: note: no boards, so events are not recorded\n"));
+    EXPECT_THAT(namesIn(summary()["documents"]),
+                ElementsAre("vendor", "ports", "inventory", "statistics-start", "latency", "statistics-end"));
+    EXPECT_EQ(document("vendor")["boards"], json::array());
+}
+
+TEST_F(QzagentBundle, DoesNotFailBecauseOfAMissingVendorLibrary)
+{
+    ProcessResult const result = runAgent({"bundle", "--output", mPath, "--seconds", "1"});
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: note: no vendor library, so events are not recorded\n"));
+    EXPECT_THAT(result.mErrors, Not(HasSubstr("vendor failed")));
+    EXPECT_THAT(result.mErrors, HasSubstr("ports failed"));
+    EXPECT_THAT(document("vendor")["messages"].dump(), HasSubstr("libvqm.so is missing"));
+}
+
+TEST_F(QzagentBundle, FailsWhenTheVendorLibraryDoes)
+{
+    ProcessResult const result =
+        bundle(hostOfBundle + "[[fault]]\ncall = \"VQM_GetLibVer\"\nnth = \"1+\"\nresult = 5\n");
     EXPECT_EQ(result.mExitStatus, 1);
-    EXPECT_EQ(document("ports")["exit_status"], 0);
-    EXPECT_EQ(document("watch")["exit_status"], 1);
-    EXPECT_EQ(summary()["events"], 0);
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: vendor failed; the document has the reason\n"));
 }
 
 TEST_F(QzagentBundle, SaysInItsDocumentsThatTheHbaLibraryDoesNotLoad)
@@ -214,7 +234,7 @@ class QzagentBundleSignal : public QzagentBundle, public testing::WithParamInter
 {
 };
 
-INSTANTIATE_TEST_SUITE_P(Signals, QzagentBundleSignal, testing::Values("INT", "TERM"),
+INSTANTIATE_TEST_SUITE_P(Signals, QzagentBundleSignal, testing::Values("INT", "TERM", "HUP"),
                          [](testing::TestParamInfo<char const*> const& aInfo)
                          { return std::string(aInfo.param); });
 
@@ -222,7 +242,7 @@ TEST_P(QzagentBundleSignal, KeepsTheDocumentsAndEventsSoFar)
 {
     std::string const log = mFolder.path() / "log";
     // The shell would make its background process ignore SIGINT.
-    std::string const script = "env --default-signal=INT \"$@\" 2>" + log +
+    std::string const script = "env --default-signal=INT,HUP \"$@\" 2>" + log +
                                " & for i in $(seq 600); do grep -q QzapiRegEvent:.Left " + log +
                                " && break; sleep 0.1; done; sleep 1; kill -" + GetParam() + " $!; wait $!";
     ProcessResult const result =
@@ -230,11 +250,11 @@ TEST_P(QzagentBundleSignal, KeepsTheDocumentsAndEventsSoFar)
     EXPECT_EQ(result.mExitStatus, 1);
     std::ifstream file(log);
     std::string const errors{std::istreambuf_iterator<char>(file), {}};
-    EXPECT_THAT(errors,
-                HasSubstr("\nqzagent: interrupted; these parts are missing: watch, statistics-end\n"));
+    EXPECT_THAT(errors, HasSubstr("\nqzagent: interrupted; these parts are missing: statistics-end\n"));
     json const found = summary();
     EXPECT_THAT(namesIn(found["documents"]),
-                ElementsAre("vendor", "ports", "inventory", "statistics-start", "latency"));
+                ElementsAre("vendor", "ports", "inventory", "statistics-start", "latency", "watch"));
+    EXPECT_EQ(document("watch")["written"], 1);
     EXPECT_EQ(found["events"], 1);
     EXPECT_EQ(runAgent({"show", mPath}).mExitStatus, 0);
 }
@@ -255,6 +275,75 @@ TEST_F(QzagentBundle, KillsAVerbThatHangs)
     EXPECT_THAT(ports["messages"], SizeIs(1));
     EXPECT_EQ(ports["messages"][0]["text"], "the process of ports did not answer within 2 s and was killed");
     EXPECT_TRUE(satisfies(ports.dump(), "ports"));
+}
+
+/// @return the beginning of a record's encoded form, spelled as a name
+std::string headOfRecord()
+{
+    QZCScopeData const record(eventOf(3, 7), nameOf({0x20, 0, 0, 0, 0xc9, 0, 0, 0x10}),
+                              nameOf({0x10, 0, 0, 0, 0xc9, 0, 0, 0x11}));
+    return qz::Wwn::ofBytes(encodedFormOf(record).data()).text();
+}
+
+TEST_F(QzagentBundle, KeepsTheFormOfARecordThatContainsAName)
+{
+    std::string scenario = hostOfBundle;
+    std::string const fabric = "10:00:00:60:69:00:00:12";
+    scenario.replace(scenario.find(fabric), fabric.size(), headOfRecord());
+    EXPECT_EQ(anonymised(scenario).mExitStatus, 0);
+    ProcessResult const shown = runAgent({"show", mPath});
+    EXPECT_EQ(shown.mExitStatus, 0) << shown.mErrors;
+    EXPECT_THAT(shown.mOutput, HasSubstr("board 0 category 3 subcategory 7 length 31 5000000"));
+}
+
+TEST_F(QzagentBundle, LosesOnlyTheDamagedPacket)
+{
+    bundle(hostOfBundle);
+    std::string damaged = content();
+    std::size_t const position = damaged.find("\"command\": \"vendor\"");
+    ASSERT_NE(position, std::string::npos);
+    // The length at the beginning of the packet's block; the head of a packet has 28 bytes.
+    std::size_t const block = damaged.rfind("{", position) - 28;
+    damaged[block + 4] = static_cast<char>(damaged[block + 4] ^ 0x40);
+    std::string const path = mFolder.write("damaged", damaged);
+    std::string const repaired = mFolder.path() / "repaired";
+    EXPECT_THAT(runAgent({"repair", path, "--output", repaired}).mErrors,
+                HasSubstr("no whole block; skipped"));
+    for (std::string const& file : {path, repaired})
+    {
+        json const found = documentOf(runAgent({"show", "--summary", "--json", file}));
+        EXPECT_THAT(namesIn(found["documents"]), ElementsAre("ports", "inventory", "statistics-start",
+                                                             "latency", "watch", "statistics-end"))
+            << file;
+        EXPECT_EQ(found["events"], 1);
+        EXPECT_EQ(documentOf(runAgent({"show", "--document", "statistics-end", file}))["exit_status"], 0);
+    }
+}
+
+/// A host with so many target ports that its inventory has more than a megabyte.
+std::string manyTargets()
+{
+    std::string scenario = hostOfBundle.substr(0, hostOfBundle.find("[[adapter.port.remote]]"));
+    for (unsigned int i = 0; i < 6000; ++i)
+    {
+        scenario += fmt::format(
+            "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:ab:01:{:02x}:{:02x}\"\n"
+            "node_wwn = \"50:00:00:00:ab:02:{:02x}:{:02x}\"\n",
+            i >> 8U, i & 0xffU, i >> 8U, i & 0xffU);
+    }
+    return scenario + "[diagnostics]\n";
+}
+
+TEST_F(QzagentBundle, HasDocumentsThatAreLargerThanAPacketCanBe)
+{
+    EXPECT_EQ(bundle(manyTargets(), {"--seconds", "0"}).mExitStatus, 0);
+    ProcessResult const inventory = runAgent({"show", "--document", "inventory", mPath});
+    EXPECT_GT(inventory.mOutput.size(), 1'000'000U);
+    EXPECT_EQ(documentOf(inventory)["adapters"][0]["ports"][0]["remote_ports"].size(), 6000U);
+    json const documents = summary()["documents"];
+    EXPECT_EQ(documents[2]["name"], "inventory");
+    EXPECT_EQ(documents[2]["size_bytes"], inventory.mOutput.size());
+    EXPECT_THAT(documents, SizeIs(6));
 }
 
 TEST_F(QzagentBundle, KeepsAnExistingFile)
@@ -283,10 +372,21 @@ std::vector<std::string> const namesOfBundle{"20:00:00:00:c9:00:00:10", "10:00:0
 /// @return the texts that identify the host, in lower case, with several spellings of names
 std::vector<std::string> textsOfBundle()
 {
-    std::vector<std::string> texts{
-        "ex0001",    "lab host seven",  "lab port seven", "/sys/class/fc_host/host7",
-        "host7",     "0x010a0b",        "010a0b",         "web-lab07.storage.example",
-        "web-lab07", "storage.example", "/dev/sdq"};
+    std::vector<std::string> texts{"ex0001",
+                                   "lab host seven",
+                                   "lab port seven hn:customer-db02.bank.example os:linux",
+                                   "customer-db02.bank.example",
+                                   "customer-db02",
+                                   "bank.example",
+                                   "/sys/class/fc_host/host7",
+                                   "host7",
+                                   "0x010a0b",
+                                   "010a0b",
+                                   "0x10a0b",
+                                   "web-lab07.storage.example",
+                                   "web-lab07",
+                                   "storage.example",
+                                   "/dev/sdq"};
     for (std::string const& name : namesOfBundle)
     {
         std::string digits = name;
@@ -303,7 +403,18 @@ std::vector<std::string> textsOfBundle()
     return texts;
 }
 
-/// @return the names as bytes in both orders
+/// @return the ASCII text in UTF-16 without its last byte, which depends on the byte order
+std::string inUtf16(std::string const& aText)
+{
+    std::string wide;
+    for (char const character : aText)
+    {
+        wide += std::string(wide.empty() ? "" : std::string(1, '\0')) + character;
+    }
+    return wide;
+}
+
+/// @return the names as bytes in both orders, as one number and as two
 std::vector<std::string> binaryNamesOfBundle()
 {
     std::vector<std::string> names;
@@ -312,6 +423,8 @@ std::vector<std::string> binaryNamesOfBundle()
         auto const bytes = qz::Wwn::parse(name)->bytes();
         names.emplace_back(bytes.begin(), bytes.end());
         names.emplace_back(bytes.rbegin(), bytes.rend());
+        std::string const& reversed = names.back();
+        names.push_back(reversed.substr(4) + reversed.substr(0, 4));
     }
     return names;
 }
@@ -329,7 +442,7 @@ std::string eventWithOriginals()
     std::string payload;
     for (std::string const& text : textsOfBundle())
     {
-        payload += text + ";" + changedLetters(text, &std::toupper) + "|";
+        payload += text + ";" + changedLetters(text, &std::toupper) + "|" + inUtf16(text) + "|";
     }
     for (std::string const& name : binaryNamesOfBundle())
     {
@@ -363,6 +476,8 @@ TEST_F(QzagentBundle, LeavesNoOriginalInAnAnonymisedFile)
     {
         EXPECT_NE(inLowerCase(plain).find(text), std::string::npos) << text;
         EXPECT_EQ(inLowerCase(searched).find(text), std::string::npos) << text << " survives";
+        EXPECT_NE(inLowerCase(plain).find(inUtf16(text)), std::string::npos) << text;
+        EXPECT_EQ(inLowerCase(searched).find(inUtf16(text)), std::string::npos) << text << " survives";
     }
     for (std::string const& name : binaryNamesOfBundle())
     {

@@ -82,7 +82,7 @@ std::string targetOf(unsigned int aNode, unsigned int aNumber, unsigned int aLun
            "\"\n";
 }
 
-std::string adapterWith(std::string const& aName, std::string const& aKeys)
+std::string adapterOfModel(std::string const& aName, std::string const& aKeys)
 {
     return adapterNamed(aName) + aKeys + portNumbered(aName.back() == '0' ? 1 : 3);
 }
@@ -196,17 +196,17 @@ INSTANTIATE_TEST_SUITE_P(
                  "warning errors-rising: " + portOne + R"(: invalid crc count \+[0-9]+)",
                  oneHost + counters("tx_frames", 10)},
         RuleCase{"DriverUnequal", "driver-unequal", "",
-                 adapterWith("example-fc-0", "model = \"EX\"\ndriver_version = \"1\"\n") +
-                     adapterWith("example-fc-1", "model = \"EX\"\ndriver_version = \"2\"\n"),
+                 adapterOfModel("example-fc-0", "model = \"EX\"\ndriver_version = \"1\"\n") +
+                     adapterOfModel("example-fc-1", "model = \"EX\"\ndriver_version = \"2\"\n"),
                  R"(warning driver-unequal: model EX: versions 1 \(example-fc-0\), 2 \(example-fc-1\))",
-                 adapterWith("example-fc-0", "model = \"EX\"\ndriver_version = \"1\"\n") +
-                     adapterWith("example-fc-1", "model = \"EY\"\ndriver_version = \"2\"\n")},
+                 adapterOfModel("example-fc-0", "model = \"EX\"\ndriver_version = \"1\"\n") +
+                     adapterOfModel("example-fc-1", "model = \"EY\"\ndriver_version = \"2\"\n")},
         RuleCase{"FirmwareUnequal", "firmware-unequal", "",
-                 adapterWith("example-fc-0", "model = \"EX\"\nfirmware_version = \"1\"\n") +
-                     adapterWith("example-fc-1", "model = \"EX\"\nfirmware_version = \"2\"\n"),
+                 adapterOfModel("example-fc-0", "model = \"EX\"\nfirmware_version = \"1\"\n") +
+                     adapterOfModel("example-fc-1", "model = \"EX\"\nfirmware_version = \"2\"\n"),
                  R"(warning firmware-unequal: model EX: versions 1 \(example-fc-0\), 2 \(example-fc-1\))",
-                 adapterWith("example-fc-0", "model = \"EX\"\nfirmware_version = \"1\"\n") +
-                     adapterWith("example-fc-1", "model = \"EX\"\nfirmware_version = \"1\"\n")},
+                 adapterOfModel("example-fc-0", "model = \"EX\"\nfirmware_version = \"1\"\n") +
+                     adapterOfModel("example-fc-1", "model = \"EX\"\nfirmware_version = \"1\"\n")},
         RuleCase{"Events", "events", "categories = [7]\nevents = 2\n", eventsOf(7, 3),
                  "warning events: board 0: 3 events of category 7", eventsOf(7, 2)},
         RuleCase{"EventsOfAnotherCategory", "events", "categories = [6, 7]\n", eventsOf(6, 1),
@@ -321,9 +321,9 @@ TEST_F(QzagentCheck, OrdersFindingsByRuleAndExplainsEachRuleOnce)
 {
     std::string const file = rules("[link-flapping]\nenabled = false\n[errors-rising]\nenabled = false\n");
     ProcessResult const result =
-        runAgentOn(adapterWith("example-fc-0", "model = \"EX\"\nfirmware_version = \"1\"\n") +
+        runAgentOn(adapterOfModel("example-fc-0", "model = \"EX\"\nfirmware_version = \"1\"\n") +
                        "state = \"OFFLINE\"\n" + portNumbered(2) + "state = \"LINKDOWN\"\n" +
-                       adapterWith("example-fc-1", "model = \"EX\"\nfirmware_version = \"2\"\n"),
+                       adapterOfModel("example-fc-1", "model = \"EX\"\nfirmware_version = \"2\"\n"),
                    {"check", "--rules", file});
     std::string const down =
         "error link-down: port 10:00:00:00:c9:00:00:01 of adapter example-fc-0: the state is OFFLINE\n"

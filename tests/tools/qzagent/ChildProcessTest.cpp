@@ -1,4 +1,5 @@
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <functional>
 #include <stdexcept>
@@ -17,9 +18,10 @@ using qzagent::ChildProcess;
 namespace
 {
 /// @return the answer; the text of the exception when there is none
-std::string answerOf(std::function<ChildProcess::Bytes()> const& aFunction)
+std::string answerOf(std::function<ChildProcess::Bytes()> const& aFunction,
+                     std::size_t aMostBytes = ChildProcess::usualBytes)
 {
-    ChildProcess child(aFunction);
+    ChildProcess child(aFunction, aMostBytes);
     while (child.read())
     {
     }
@@ -73,8 +75,31 @@ TEST(ChildProcess, ReportsHowItEndedWithoutAnAnswer)
 
 TEST(ChildProcess, RefusesAnAnswerThatIsTooLong)
 {
-    EXPECT_EQ(answerOf([] { return ChildProcess::Bytes(ChildProcess::mostBytes + 1); }),
-              "sent more than 16777216 bytes");
+    EXPECT_EQ(answerOf([] { return ChildProcess::Bytes(16'777'217); }), "sent more than 16777216 bytes");
+    EXPECT_EQ(answerOf([] { return ChildProcess::Bytes(101); }, 100), "sent more than 100 bytes");
+    EXPECT_EQ(answerOf([] { return ChildProcess::Bytes(16'777'217, 'x'); }, 16'777'217).size(), 16'777'217U);
+}
+
+TEST(ChildProcess, CanEndWhenItIsTerminated)
+{
+    sigset_t terminations;
+    ::sigemptyset(&terminations);
+    ::sigaddset(&terminations, SIGTERM);
+    sigset_t before;
+    ::pthread_sigmask(SIG_BLOCK, &terminations, &before);
+    ChildProcess child(
+        [&terminations]
+        {
+            int signal = 0;
+            ::sigwait(&terminations, &signal);
+            return ChildProcess::Bytes{'e', 'n', 'd'};
+        });
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    child.terminate();
+    while (child.read())
+    {
+    }
+    EXPECT_EQ(child.takeAnswer(), (ChildProcess::Bytes{'e', 'n', 'd'}));
 }
 
 TEST(ChildProcess, IsKilledWhenItsOwnerDoesNotWait)

@@ -141,18 +141,19 @@ TEST_F(QzagentConvert, ReportsBadLinesOfJsonAndConvertsTheOthers)
                      "\n"
                      R"({"category":3,"subcategory":7,"payload":"","time":"noon"})"
                      "\n[]\n{\n" +
-                     good);
+                     std::string(50'000, '[') + "\n" + good);
     ProcessResult const result = convert("lines", "new", "records", {"--json"});
     EXPECT_TRUE(satisfies(result.mOutput, "convert"));
     EXPECT_EQ(contentOf(path("new")), plainRecord() + plainRecord());
     std::string const start = "qzagent: " + path("lines") + ":";
-    EXPECT_THAT(linesOf(result.mErrors),
-                ElementsAre(start + "2: \"category\" is not a number up to 255",
-                            start + "3: \"payload\" is not pairs of hexadecimal digits",
-                            start + "4: \"payload\" is not a text",
-                            start + "5: \"first_wwn\" is not a World Wide Name",
-                            start + "6: \"time\" is not a time as in RFC 3339",
-                            start + "7: not a JSON object", start + "8: not a JSON object"));
+    EXPECT_THAT(
+        linesOf(result.mErrors),
+        ElementsAre(start + "2: \"category\" is not a number up to 255",
+                    start + "3: \"payload\" is not pairs of hexadecimal digits",
+                    start + "4: \"payload\" is not a text",
+                    start + "5: \"first_wwn\" is not a World Wide Name",
+                    start + "6: \"time\" is not a time as in RFC 3339", start + "7: not a JSON object",
+                    start + "8: not a JSON object", start + "9: nested more than 100 levels deep"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

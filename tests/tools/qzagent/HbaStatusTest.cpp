@@ -13,6 +13,11 @@ std::string shown(char const* aFunction, HBA_STATUS aStatus)
     return statusText(qzagent::statusOf(aFunction, aStatus));
 }
 
+std::string inSentence(char const* aFunction, HBA_STATUS aStatus)
+{
+    return statusText(aFunction, qzagent::statusOf(aFunction, aStatus));
+}
+
 TEST(QzagentHbaStatus, HasTheNameOfTheHeader)
 {
     EXPECT_EQ(shown("HBA_GetAdapterName", HBA_STATUS_OK), "HBA_STATUS_OK (0)");
@@ -29,6 +34,22 @@ TEST(QzagentHbaStatus, OfAScsiCommandIsAnErrnoValueWhenNoScsiCommandIsRejectedTh
     EXPECT_EQ(shown("HBA_SendScsiInquiry", 13), "errno EACCES (13), Permission denied");
     EXPECT_EQ(shown("HBA_ScsiReadCapacityV2", 6), "errno ENXIO (6), No such device or address");
     EXPECT_EQ(shown("HBA_SendReadCapacity", 19), "errno ENODEV (19), No such device");
+}
+
+TEST(QzagentHbaStatus, OfAScsiCommandHasBothReadingsWhenItCanBeAStatusOrAnErrnoValue)
+{
+    EXPECT_EQ(inSentence("HBA_SendReportLUNs", 2), "HBA_STATUS_ERROR_NOT_SUPPORTED (2), or errno ENOENT,");
+    EXPECT_EQ(inSentence("HBA_SendScsiInquiry", 5), "HBA_STATUS_ERROR_ILLEGAL_WWN (5), or errno EIO,");
+    EXPECT_EQ(inSentence("HBA_SendReadCapacity", 11), "HBA_STATUS_ERROR_TRY_AGAIN (11), or errno EAGAIN,");
+    EXPECT_EQ(inSentence("HBA_ScsiReportLUNsV2", 12), "HBA_STATUS_ERROR_UNAVAILABLE (12), or errno ENOMEM,");
+    EXPECT_EQ(inSentence("HBA_SendReportLUNs", 16), "HBA_STATUS_ERROR_AMBIGUOUS_WWN (16), or errno EBUSY,");
+}
+
+TEST(QzagentHbaStatus, HasOneReadingWhenItIsClear)
+{
+    EXPECT_EQ(inSentence("HBA_SendReportLUNs", 10), "HBA_STATUS_ERROR_BUSY (10)");
+    EXPECT_EQ(inSentence("HBA_SendReportLUNs", 13), "errno EACCES (13), Permission denied");
+    EXPECT_EQ(inSentence("HBA_GetAdapterAttributes", 2), "HBA_STATUS_ERROR_NOT_SUPPORTED (2)");
 }
 
 TEST(QzagentHbaStatus, OfAQueryIsNoRejectedRequest)

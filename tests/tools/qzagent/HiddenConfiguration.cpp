@@ -1,8 +1,10 @@
 /// @file
-/// A library to preload. It hides /etc/hba.conf, so that the common library prints an error message.
+/// A library to preload. In place of /etc/hba.conf it opens the file that HBA_CONFIGURATION names. Without that variable
+/// it hides /etc/hba.conf, so that the common library prints an error message.
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <dlfcn.h>
@@ -13,12 +15,18 @@ using Function = std::FILE* (*)(char const*, char const*);
 
 std::FILE* openUnlessHidden(char const* aPath, char const* aMode, char const* aFunction)
 {
-    if (std::strcmp(aPath, "/etc/hba.conf") == 0)
+    auto const next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, aFunction));
+    if (std::strcmp(aPath, "/etc/hba.conf") != 0)
+    {
+        return next(aPath, aMode);
+    }
+    char const* const configuration = std::getenv("HBA_CONFIGURATION");
+    if (configuration == nullptr)
     {
         errno = ENOENT;
         return nullptr;
     }
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, aFunction))(aPath, aMode);
+    return next(configuration, aMode);
 }
 }  // namespace
 

@@ -12,6 +12,7 @@
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 
 namespace
@@ -57,6 +58,30 @@ TEST(QzagentInventoryFaults, ShowsAnUnsupportedAdapterAsFailedBesideTheOthers)
               "qzagent: example-fc-1: QZCHbaapiEx: HBA_GetAdapterAttributes encounter non-supported Adapter "
               "(code 802): HBA_STATUS_ERROR_NOT_SUPPORTED (2) in call 9, HBA_GetAdapterAttributes\n");
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentInventoryFaults, ReportsAQueryThatIsAnsweredOkWithoutData)
+{
+    struct Query
+    {
+        std::string mFunction;
+        std::string mText;
+    };
+    for (Query const& query :
+         {Query{"HBA_GetAdapterAttributes", "HBA_GetAdapterAttributes method failed"},
+          Query{"HBA_GetAdapterPortAttributes", "HBA_GetAdapterPortAttributes method failed"},
+          Query{"HBA_GetDiscoveredPortAttributes", "HBA_GetDiscoveredPortAttributes method failed, status 1"},
+          Query{"HBA_GetFcpTargetMapping", "HBA_GetFcpTargetMapping method failed"}})
+    {
+        ProcessResult const result = runAgentOn(
+            threeTargets + "[[fault]]\ncall = \"" + query.mFunction + "\"\nnth = 1\nuntouched = true\n",
+            {"inventory"});
+        EXPECT_THAT(result.mErrors,
+                    MatchesRegex("qzagent: example-fc-0: (port 0: )?QZCHbaapiEx: " + query.mText +
+                                 " \\(code 802\\): HBA_STATUS_OK \\(0\\) without data in call [0-9]+, " +
+                                 query.mFunction + "\n"));
+        EXPECT_EQ(result.mExitStatus, 1) << query.mFunction;
+    }
 }
 
 TEST(QzagentInventoryFaults, ShowsAnAdapterThatCannotBeOpenedAsFailed)

@@ -83,9 +83,19 @@ TEST_F(QzagentKeyFile, IsRefusedWhenItCannotBeRead)
     std::string const missing = mFolder.path() / "missing";
     EXPECT_THAT([&missing] { KeyedHash::ofFile(missing); },
                 ThrowsMessage<std::system_error>("cannot read " + missing + ": No such file or directory"));
+}
+
+TEST_F(QzagentKeyFile, IsRefusedWhenItIsNoRegularFile)
+{
+    std::string const pipe = mFolder.path() / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_EQ(::chmod(mFolder.path().c_str(), 0700), 0);
-    EXPECT_THAT([this] { KeyedHash::ofFile(mFolder.path()); },
-                ThrowsMessage<std::system_error>(HasSubstr("Is a directory")));
+    for (std::string const& path : {pipe, mFolder.path().string()})
+    {
+        EXPECT_THAT(
+            [&path] { KeyedHash::ofFile(path); },
+            ThrowsMessage<std::runtime_error>(path + " is not a regular file, which a key file must be"));
+    }
 }
 
 TEST_F(QzagentKeyFile, IsRefusedWhenOtherUsersHaveAPermission)

@@ -27,14 +27,14 @@ constexpr std::size_t largePayload = std::size_t{63} << 20U;
 // 2040-04-15T10:00:00Z
 constexpr std::uint64_t timeAfter2038 = 2'218'096'800'000'000'000;
 
-std::string textOf(ByteMaker const& aMaker) { return {aMaker.bytes().begin(), aMaker.bytes().end()}; }
+std::string contentOfMaker(ByteMaker const& aMaker) { return {aMaker.bytes().begin(), aMaker.bytes().end()}; }
 
 /// The first bytes of a record, followed by the large payload.
 std::string headOfLargeRecord()
 {
     // The payload is the last element: a byte, the length in four bytes, and the content.
     std::string const small = fullRecord("x");
-    return small.substr(0, small.size() - 5) + textOf(ByteMaker(true).u32(largePayload));
+    return small.substr(0, small.size() - 5) + contentOfMaker(ByteMaker(true).u32(largePayload));
 }
 
 class QzagentLargeCapture : public CaptureFixture
@@ -63,11 +63,11 @@ protected:
         std::string const head = headOfLargeRecord();
         std::size_t const length = head.size() + largePayload;
         std::string const padding((4 - length % 4) % 4, '\0');
-        std::string const total = textOf(ByteMaker(isBigEndian()).u32(length + padding.size() + 32));
+        std::string const total = contentOfMaker(ByteMaker(isBigEndian()).u32(length + padding.size() + 32));
         while (size() <= aSize)
         {
-            add(textOf(ByteMaker(isBigEndian()).u32(6)) + total +
-                textOf(ByteMaker(isBigEndian()).u32(0).u64(0).u32(length).u32(length)) + head);
+            add(contentOfMaker(ByteMaker(isBigEndian()).u32(6)) + total +
+                contentOfMaker(ByteMaker(isBigEndian()).u32(0).u64(0).u32(length).u32(length)) + head);
             addLargePayload();
             add(padding + total);
         }

@@ -303,6 +303,24 @@ TEST(QzagentLatency, EndsAfterASecondSignalDuringACallThatDoesNotReturn)
     EXPECT_EQ(result.mOutput, "143\n") << "SIGTERM ends it, the SIGINT shortly after the first one does not";
 }
 
+TEST(QzagentLatency, PrintsWhatItHasMeasuredWhenASecondSignalEndsACallThatDoesNotReturn)
+{
+    std::string const signals = " & sleep 0.5; kill -INT $!; sleep 1.2; kill -TERM $!; wait $!; echo $? >&2";
+    std::string const scenario =
+        targetsOfTwoAdapters + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 3\ndelay_ms = 60000\n";
+    ScratchFolder const folder;
+    std::string const file = folder.path() / "latency";
+    ProcessResult const json =
+        runAgentInOn("\"$@\"" + signals, scenario, {"latency", "--json", "--output", file});
+    EXPECT_THAT(json.mErrors, AllOf(StartsWith("qzagent: interrupted: HBA_SendReportLUNs has not returned ("),
+                                    HasSubstr("\n143\n")));
+    EXPECT_TRUE(satisfies(json.mOutput, "latency"));
+    EXPECT_EQ(documentOf(json)["latencies"]["io_count"], 2);
+    EXPECT_FALSE(std::filesystem::exists(file));
+    ProcessResult const text = runAgentInOn("\"$@\"" + signals, scenario, {"latency"});
+    EXPECT_THAT(text.mOutput, HasSubstr("example-fc-0"));
+}
+
 /// The output file, in its own folder.
 class QzagentLatencyFile : public testing::Test
 {

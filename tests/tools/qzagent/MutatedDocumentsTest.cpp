@@ -40,7 +40,7 @@ Json const unexpected[] = {nullptr,
                            {1, "a", nullptr},
                            {{"text", 5}}};
 
-Json const inventory = Json::parse(R"({
+Json const inventoryDocument = Json::parse(R"({
     "format_version": 2, "host": "example", "generated_at": "2026-01-01T00:00:00Z", "command": "inventory",
     "exit_status": 1, "messages": [{"severity": "error", "text": "failed", "code": 1}],
     "adapters": [{"index": 0, "name": "example-fc-0",
@@ -55,15 +55,15 @@ Json const inventory = Json::parse(R"({
                                        "cause": {"text": "BUSY"}}]}],
         "remote_ports": [{"port_wwn": "50:00:00:00:ab:00:00:02", "mapped_luns": [1], "luns": [{"lun": 1}]}]}]})");
 
-Json const statistics = Json::parse(R"({
+Json const statisticsDocument = Json::parse(R"({
     "format_version": 2, "command": "statistics", "adapters": [{"index": 0, "name": "example-fc-0",
         "ports": [{"index": 0, "port_wwn": "10:00:00:00:c9:00:00:01", "counters": {"error_frames": 5}}]}]})");
 
-Json const latency = Json::parse(R"({
+Json const latencyDocument = Json::parse(R"({
     "format_version": 2, "command": "latency", "adapters": [{"index": 0, "name": "example-fc-0",
         "target_ports": [{"port_wwn": "50:00:00:00:ab:00:00:01", "latencies": {"latency_us": {"p99": 30000}}}]}]})");
 
-Json const watch = Json::parse(R"({
+Json const watchDocument = Json::parse(R"({
     "format_version": 2, "command": "watch", "events": [{"board": 0, "category": 7, "written": 3}],
     "drops": [{"board": 0, "dropped": 1}]})");
 
@@ -139,7 +139,7 @@ std::size_t acceptedBy(Read aRead, Json const& aDocument)
 
 TEST(MutatedDocuments, AreComparedOrRefused)
 {
-    qzagent::HostTree const whole = qzagent::hostTreeOf(inventory, "whole");
+    qzagent::HostTree const whole = qzagent::hostTreeOf(inventoryDocument, "whole");
     auto const compare = [&whole](Json const& aDocument)
     {
         qzagent::HostTree const tree = qzagent::hostTreeOf(aDocument, "mutated");
@@ -147,8 +147,8 @@ TEST(MutatedDocuments, AreComparedOrRefused)
         std::vector<qzagent::Change> const changes = changesBetween(whole, tree);
         EXPECT_EQ(textOf(changes).empty(), jsonOf(changes).empty());
     };
-    std::size_t const mutations = mutationsOf(inventory).size();
-    std::size_t const accepted = acceptedBy(compare, inventory);
+    std::size_t const mutations = mutationsOf(inventoryDocument).size();
+    std::size_t const accepted = acceptedBy(compare, inventoryDocument);
     EXPECT_GT(accepted, mutations / 10) << "values of unknown keys can be anything";
     EXPECT_LT(accepted, mutations) << "some are refused";
 }
@@ -163,7 +163,7 @@ TEST(MutatedDocuments, AreExaminedOrRefused)
         findings({qzagent::hostTreeOf(aDocument, "mutated"), {}, {}, {}});
     };
     auto const examineStatistics = [&](Json const& aDocument) {
-        findings({{}, qzagent::countersBetween(statistics, aDocument), {}, {}});
+        findings({{}, qzagent::countersBetween(statisticsDocument, aDocument), {}, {}});
     };
     auto const examineLatency = [&](Json const& aDocument) {
         findings({{}, {}, qzagent::latenciesIn(aDocument), {}});
@@ -171,9 +171,9 @@ TEST(MutatedDocuments, AreExaminedOrRefused)
     auto const examineEvents = [&](Json const& aDocument) {
         findings({{}, {}, {}, qzagent::eventsIn(aDocument)});
     };
-    EXPECT_GT(acceptedBy(examineInventory, inventory), 0u);
-    EXPECT_GT(acceptedBy(examineStatistics, statistics), 0u);
-    EXPECT_GT(acceptedBy(examineLatency, latency), 0u);
-    EXPECT_GT(acceptedBy(examineEvents, watch), 0u);
+    EXPECT_GT(acceptedBy(examineInventory, inventoryDocument), 0u);
+    EXPECT_GT(acceptedBy(examineStatistics, statisticsDocument), 0u);
+    EXPECT_GT(acceptedBy(examineLatency, latencyDocument), 0u);
+    EXPECT_GT(acceptedBy(examineEvents, watchDocument), 0u);
 }
 }  // namespace

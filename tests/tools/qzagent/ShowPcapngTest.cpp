@@ -203,6 +203,79 @@ TEST_F(QzagentShowPcapng, ReportsADocumentThatIsNotJson)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST_F(QzagentShowPcapng, RefusesADocumentThatIsNestedTooDeeply)
+{
+    auto const shown = [this](std::string const& aDocument)
+    {
+        return show(PcapngBuilder().section("web01").interface("ports", 149).packet(0, someTime, aDocument),
+                    {"--document", "ports"});
+    };
+    auto const nested = [](std::size_t aDepth)
+    { return std::string(aDepth, '[') + "\"\\\"[[[\"" + std::string(aDepth, ']'); };
+    EXPECT_THAT(shown(nested(100)).mOutput, HasSubstr("\"\\\"[[[\""));
+    for (std::string const& document : {nested(101), std::string(50'000, '['), nested(50'000)})
+    {
+        ProcessResult const result = shown(document);
+        EXPECT_EQ(result.mErrors, "qzagent: the document ports is nested more than 100 levels deep\n");
+        EXPECT_EQ(result.mExitStatus, 1);
+    }
+    EXPECT_EQ(shown("[\"\\").mErrors, "qzagent: the document ports is not valid JSON\n");
+    EXPECT_THAT(shown("[[],[" + nested(98) + "]]").mOutput, HasSubstr("[[["));
+}
+
+/// A document whose packets have these sizes.
+PcapngBuilder documentInPackets(std::vector<std::size_t> const& aSizes)
+{
+    PcapngBuilder capture;
+    capture.section("web01").interface("ports", 149);
+    std::string open = "\"";
+    for (std::size_t const size : aSizes)
+    {
+        bool const isLast = size != 262'144;
+        capture.packet(0, someTime,
+                       open + std::string(size - open.size() - (isLast ? 1 : 0), 'x') + (isLast ? "\"" : ""));
+        open.clear();
+    }
+    return capture;
+}
+
+TEST_F(QzagentShowPcapng, JoinsThePacketsOfADocument)
+{
+    ProcessResult const result = show(documentInPackets({262'144, 262'144, 10}), {"--document", "ports"});
+    EXPECT_EQ(result.mOutput, '"' + std::string(524'296, 'x') + "\"\n");
+    EXPECT_EQ(result.mErrors, "");
+}
+
+TEST_F(QzagentShowPcapng, JoinsADocumentWhoseLastPacketIsEmpty)
+{
+    std::string const document = '"' + std::string(262'142, 'x') + '"';
+    ProcessResult const result =
+        show(PcapngBuilder().section("web01").interface("ports", 149).packet(0, 1, document).packet(0, 1, ""),
+             {"--document", "ports"});
+    EXPECT_EQ(result.mOutput, document + "\n");
+    EXPECT_EQ(result.mErrors, "");
+}
+
+TEST_F(QzagentShowPcapng, ReportsADocumentWithoutItsLastPacket)
+{
+    std::string const text = "the last part of these documents is missing: ports";
+    ProcessResult const atEnd = show(documentInPackets({262'144}), {"--document", "ports"});
+    EXPECT_EQ(atEnd.mErrors, complaint(text));
+    ProcessResult const atSection =
+        show(documentInPackets({262'144}).section("web02").interface("ports", 149).packet(0, 1, "1"),
+             {"--document", "ports"});
+    EXPECT_EQ(atSection.mOutput, "1\n");
+    EXPECT_EQ(atSection.mErrors, complaint(text));
+}
+
+TEST_F(QzagentShowPcapng, RefusesADocumentThatIsLargerThanTheLimit)
+{
+    ProcessResult const result = show(documentInPackets({262'144, 262'144, 262'144, 10}),
+                                      {"--document", "ports", "--max-record", "500000"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors, complaint("the document ports is larger than 500000 bytes (--max-record)"));
+}
+
 TEST_F(QzagentShowPcapng, ShowsAnInterfaceThatIsNoBoardWithoutABoard)
 {
     for (char const* const name : {"eth0", "board x", "board 1x", "board "})

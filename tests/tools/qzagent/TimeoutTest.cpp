@@ -142,12 +142,62 @@ INSTANTIATE_TEST_SUITE_P(
                     Hang{"Environment",
                          shippedScenario("diagnostic-events") + hangs("VQM_InitDiagEnv"),
                          {"vendor"},
-                         "in the step: VQM_InitDiagEnv, or VQM_GetLibVer or VQM_GetDrvInfo after it"},
+                         "in the step: VQM_InitDiagEnv"},
+                    Hang{"LibraryVersion",
+                         shippedScenario("diagnostic-events") + hangs("VQM_GetLibVer"),
+                         {"vendor"},
+                         "in the step: VQM_GetLibVer"},
+                    Hang{"DriverInformation",
+                         shippedScenario("diagnostic-events") + hangs("VQM_GetDrvInfo"),
+                         {"vendor"},
+                         "in the step: VQM_GetDrvInfo of board 0"},
+                    Hang{"Registration",
+                         shippedScenario("diagnostic-events") +
+                             hangs("VQM_QZ_RegisterForEvent", "board = 1\n"),
+                         {"watch", "--output", testing::TempDir() + "hang-quazor.capture"},
+                         "in the step: VQM_QZ_RegisterForEvent of board 1"},
+                    Hang{"PlainRegistration",
+                         shippedScenario("diagnostic-events") + hangs("RegisterForEvent"),
+                         {"watch", "--plain", "--output", testing::TempDir() + "hang-plain.capture"},
+                         "in the step: RegisterForEvent of board 0"},
+                    Hang{"Free",
+                         adapterNamed("example-fc-0") + hangs("HBA_FreeLibrary"),
+                         {"adapters"},
+                         "HBA_FreeLibrary has not returned (freeing of the HBA libraries)"},
                     Hang{"Watch",
                          boardsHang,
                          {"watch", "--output", testing::TempDir() + "hang.capture"},
                          "in the step: VQM_GetLinkInfo of board 0"}),
     [](testing::TestParamInfo<Hang> const& aInfo) { return aInfo.param.mName; });
+
+TEST(QzagentTimeout, ShowsTheVersionsAndTheBoardsBeforeTheOneThatHangs)
+{
+    std::string const scenario =
+        shippedScenario("diagnostic-events") + hangs("VQM_GetLinkInfo", "board = 1\n");
+    EXPECT_EQ(withSingleBlanks(runAgentOn(scenario, {"vendor", "--timeout", "1"}).mOutput),
+              "ITEM VALUE\nlibrary version 2.1.0\ndriver version 4.0.12\nboard 0\n"
+              "├─first wwn 20:00:00:00:c9:00:00:00\n└─second wwn 10:00:00:00:c9:00:00:01\n");
+    nlohmann::json const document = documentOf(runAgentOn(scenario, {"vendor", "--timeout", "1", "--json"}));
+    EXPECT_EQ(document["library_version"], "2.1.0");
+    ASSERT_EQ(document["boards"].size(), 1u);
+    EXPECT_EQ(document["boards"][0]["second_wwn"], "10:00:00:00:c9:00:00:01");
+}
+
+TEST(QzagentTimeout, ShowsTheVersionsWhenNoBoardAnswers)
+{
+    EXPECT_EQ(withSingleBlanks(runAgentOn(boardsHang, {"vendor", "--timeout", "1"}).mOutput),
+              "ITEM VALUE\nlibrary version 2.1.0\ndriver version 4.0.12\n");
+}
+
+TEST(QzagentTimeout, NamesTheLunOfACommandThatHangs)
+{
+    ProcessResult const result = runAgentOn(
+        adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) + hangs("HBA_SendScsiInquiry"),
+        {"inventory", "--luns", "--timeout", "1"});
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("HBA_SendScsiInquiry has not returned (example-fc-0: INQUIRY to LUN 0 of "
+                          "50:00:00:00:ab:00:00:"));
+}
 
 std::string counting(char const* aAdapter, unsigned int aPort)
 {

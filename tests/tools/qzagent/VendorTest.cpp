@@ -70,6 +70,16 @@ TEST(QzagentVendor, ShowsTheOtherBoardsWhenOneFails)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST(QzagentVendor, NamesTheFunctionsThatTheLibraryLacks)
+{
+    ProcessResult const result = runAgent({"vendor"}, {{"LD_PRELOAD", PARTIAL_VQM}});
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("qzagent: note: /usr/lib/libvqm.so lacks functions: VQM_GetLibVer, VQM_GetDrvInfo, "
+                          "VQM_GetLinkInfo, RegisterForEvent, unRegisterForEvent, VQM_QZ_RegisterForEvent, "
+                          "VQM_QZ_unRegisterForEvent\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 /// A library with two boards that claims to have 40.
 std::string fortyBoards()
 {

@@ -58,6 +58,9 @@ TEST_P(QzagentSelection, SelectsTheSecondAdapter)
 INSTANTIATE_TEST_SUITE_P(Forms, QzagentSelection,
                          testing::Values(Selection{"Name", "example-fc-1"}, Selection{"Index", "1"},
                                          Selection{"NodeWwn", "20:00:00:00:c9:00:00:10"},
+                                         Selection{"WwnWithoutColons", "20000000c9000010"},
+                                         Selection{"WwnWithPrefix", "0x20000000C9000010"},
+                                         Selection{"WwnWithLargePrefix", "0X20000000c9000010"},
                                          Selection{"PortWwn", "10:00:00:00:c9:00:00:11"},
                                          Selection{"UpperCase", "10:00:00:00:C9:00:00:11"}),
                          [](testing::TestParamInfo<Selection> const& aInfo)

@@ -41,7 +41,6 @@ tx_frames = 1
 """
 
 CALLS = re.findall(r'\{"(\w+)", Call::', (ROOT / "simulator/scenario/Calls.cpp").read_text("utf-8"))
-HBA_CALLS = [call for call in CALLS if call.startswith("HBA_")]
 VQM_CALLS = [call for call in CALLS if not call.startswith("HBA_")]
 
 # The statuses in the order of their numbers, from 0.
@@ -56,7 +55,8 @@ RESULTS = (1, 2, 255, 0xFFFFFFFF)
 
 INVENTORY, LUNS, LATENCY = ("inventory",), ("inventory", "--luns"), ("latency", "--count", "2")
 HBA_VERBS = (("adapters",), ("ports",), INVENTORY, LUNS, ("statistics",), LATENCY)
-VQM_VERBS = (("vendor",), ("watch", "--seconds", "1", "--count", "1", "--output", "/dev/null"))
+WATCH = ("watch", "--seconds", "1", "--count", "1", "--output", "/dev/null")
+VQM_VERBS = (("vendor",), WATCH, (*WATCH, "--plain"))
 
 SECONDS = 20  # a run that takes longer hangs
 
@@ -76,6 +76,9 @@ NEED = {
     "HBA_SendScsiInquiry": (LUNS,),
     "HBA_SendReadCapacity": (LUNS,),
 }
+
+HBA_CALLS = list(NEED)
+OTHER_CALLS = [call for call in CALLS if call.startswith("HBA_") and call not in NEED]
 
 # The common library returns no status of the HBA library from these calls.
 WITHOUT_STATUS = ("HBA_LoadLibrary", "HBA_OpenAdapter")
@@ -114,27 +117,31 @@ def boards_not_found(number):
 def expected_vqm_errors(call, result, verb):
     """A pattern for each error, in order. The results of the other calls are ignored, or no verb calls them."""
     watches = verb[0] == "watch"
+    is_plain = "--plain" in verb
+    register, unregister = (("RegisterForEvent", "unRegisterForEvent") if is_plain else
+                            ("VQM_QZ_RegisterForEvent", "VQM_QZ_unRegisterForEvent"))
     if call == "VQM_InitDiagEnv" and result == 0xFFFFFFFF:
         return [r"implausible number of boards: 4294967295 \(at most 4096\)"]
     if call == "VQM_InitDiagEnv":  # the result is the number of boards, and none of them was found
         version = [] if watches else ["VQM_InitDiagEnv wrote no version of the driver"]
-        return version + boards_not_found(result) + ["VQM_GetDrvInfo of board 0 failed with result 1"]
+        end = NOTHING_TO_WATCH if is_plain else "VQM_GetDrvInfo of board 0 failed with result 1"
+        return version + boards_not_found(result) + [end]
     if call == "VQM_GetLibVer" and not watches:
         return ["VQM_GetLibVer wrote no version of the library"]
-    if call == "VQM_GetDrvInfo":
+    if call == "VQM_GetDrvInfo" and not is_plain:  # plain registrations need no support of Quazor events
         return [f"VQM_GetDrvInfo of board 0 failed with result {result}"]
     if call == "VQM_GetLinkInfo":
         return boards_not_found(2) + [NOTHING_TO_WATCH] * watches
-    if call == "VQM_QZ_RegisterForEvent" and watches:
+    if call == register and watches:
         return [rf"board {board}: the registration was refused with result {result}" for board in (0, 1)] + \
             [NOTHING_TO_WATCH]
-    if call == "VQM_QZ_unRegisterForEvent" and watches:
+    if call == unregister and watches:
         return [rf"board {board}: the unregistration was refused with result {result}" for board in (0, 1)]
     return []
 
 
 def fault(call, answer):
-    key = "status" if call in HBA_CALLS else "result"
+    key = "result" if call in VQM_CALLS else "status"
     return f'\n[[fault]]\ncall = "{call}"\nnth = "1+"\n{key} = {json.dumps(answer)}\n'
 
 
@@ -147,7 +154,7 @@ def run(scenario, verb, *options):
 
 
 def faulty(call, answer):
-    return (SCENARIO if call in HBA_CALLS else BOARDS) + fault(call, answer)
+    return (BOARDS if call in VQM_CALLS else SCENARIO) + fault(call, answer)
 
 
 def check(call, answer, verb):
@@ -251,6 +258,12 @@ class FaultSweep(unittest.TestCase):
     def test_knows_every_status_of_the_simulator(self):
         source = (ROOT / "simulator/scenario/Statuses.cpp").read_text("utf-8")
         self.assertEqual(set(STATUSES), set(re.findall(r'\{"(HBA_STATUS_[A-Z0-9_]+)"', source)))
+
+    def test_no_verb_makes_another_call(self):
+        for index, call in enumerate(OTHER_CALLS):
+            verb = HBA_VERBS[index % len(HBA_VERBS)]
+            with self.subTest(call=call, verb=" ".join(verb)):
+                self.assertEqual(0, run(faulty(call, "HBA_STATUS_ERROR"), verb).returncode)
 
     def test_every_status_of_every_hba_call_in_every_verb(self):
         self.sweep(HBA_CALLS, STATUSES, HBA_VERBS)

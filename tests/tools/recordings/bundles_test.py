@@ -97,5 +97,31 @@ class Bundles(unittest.TestCase):
                 self.assertRegex(infos.stdout, r"Number of interfaces in file:\s+8\n")
 
 
+class LargeDocuments(unittest.TestCase):
+    def test_other_tools_read_the_packets_of_a_large_document(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            remote = ('[[adapter.port.remote]]\nport_wwn = "50:00:00:00:ab:01:{0:02x}:{1:02x}"\n'
+                      'node_wwn = "50:00:00:00:ab:02:{0:02x}:{1:02x}"\n')
+            before, after = SCENARIO.split("[diagnostics]")
+            (folder / "host.toml").write_text(before + "".join(remote.format(*divmod(i, 256)) for i in range(6000)) +
+                                              "[diagnostics]" + after, encoding="ascii")
+            written = folder / "bundle"
+            subprocess.run([QZSIM, "--scenario", folder / "host.toml", "--", QZAGENT, "bundle", "--seconds", "0",
+                            "--output", written], check=True, capture_output=True, timeout=120)
+            section, = pcapng.sections(written.read_bytes())
+            pieces = [packet.data for packet in section.interfaces[NAMES.index("inventory")].packets]
+            self.assertEqual({len(piece) for piece in pieces[:-1]}, {262144})
+            self.assertLess(len(pieces[-1]), 262144)
+            document = b"".join(pieces)
+            self.assertGreater(len(document), 1000000)
+            shown = subprocess.run([QZAGENT, "show", "--document", "inventory", written], check=True,
+                                   capture_output=True, timeout=60)
+            self.assertTrue(shown.stdout == document, "the joined packets differ from the document")
+            if shutil.which("tshark") and shutil.which("capinfos"):
+                for command in (["tshark", "-r"], ["capinfos"]):
+                    subprocess.run([*command, written], check=True, capture_output=True, timeout=60)
+
+
 if __name__ == "__main__":
     unittest.main()

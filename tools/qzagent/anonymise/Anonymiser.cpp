@@ -7,7 +7,9 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -115,8 +117,96 @@ std::optional<std::uint32_t> addressIn(std::string_view aDigits)
     return error == std::errc() && last == end ? std::optional(address) : std::nullopt;
 }
 
+/// @return the text without the blanks with which fields of a fixed size are filled
+std::string_view trimmed(std::string_view aText)
+{
+    constexpr std::string_view blanks = " \t";
+    std::size_t const first = std::min(aText.find_first_not_of(blanks), aText.size());
+    return aText.substr(first, aText.find_last_not_of(blanks) + 1 - first);
+}
+
 /// What identifies a host: its name without the domain.
 std::string hostIn(std::string_view aName) { return lower(aName.substr(0, aName.find('.'))); }
+
+bool isWordCharacter(char aCharacter)
+{
+    return (aCharacter >= '0' && aCharacter <= '9') || (lower({&aCharacter, 1}) != std::string{aCharacter}) ||
+           (aCharacter >= 'a' && aCharacter <= 'z');
+}
+
+bool isAscii(char aCharacter) { return static_cast<unsigned char>(aCharacter) < 0x80; }
+
+/// @return whether a word has the form of a name with a domain, such as db02.bank.example. Versions have digits at their
+///         end.
+bool isDottedName(std::string_view aWord)
+{
+    std::size_t const dot = aWord.rfind('.');
+    if (dot == std::string_view::npos || dot == 0 || aWord.size() - dot < 3)
+    {
+        return false;
+    }
+    auto const isLetter = [](char aCharacter)
+    { return isWordCharacter(aCharacter) && (aCharacter < '0' || aCharacter > '9'); };
+    return std::all_of(aWord.begin() + dot + 1, aWord.end(), isLetter) &&
+           std::all_of(aWord.begin(), aWord.begin() + dot,
+                       [](char aCharacter)
+                       { return isWordCharacter(aCharacter) || aCharacter == '-' || aCharacter == '.'; });
+}
+
+/// Replaces what UTF-8 has no character for.
+constexpr std::string_view replacementCharacter = "\xef\xbf\xbd";
+
+/// @return the text in Latin-1; empty if it is ASCII or has other characters
+std::string latin1Of(std::string_view aText)
+{
+    std::string text;
+    bool isDifferent = false;
+    for (std::size_t i = 0; i < aText.size(); ++i)
+    {
+        auto const byte = static_cast<unsigned char>(aText[i]);
+        if (byte < 0x80)
+        {
+            text += aText[i];
+        }
+        else if ((byte == 0xc2 || byte == 0xc3) && i + 1 < aText.size())
+        {
+            ++i;
+            text += static_cast<char>((byte & 0x03U) << 6U | (static_cast<unsigned char>(aText[i]) & 0x3fU));
+            isDifferent = true;
+        }
+        else
+        {
+            return {};
+        }
+    }
+    return isDifferent ? text : std::string();
+}
+
+/// @return number of bytes at the beginning of the text that a text with replacement characters stands for; 0 if none
+std::size_t roughLength(std::string_view aRough, std::string_view aText)
+{
+    std::size_t position = 0;
+    for (std::size_t i = 0; i < aRough.size(); ++i, ++position)
+    {
+        if (position >= aText.size())
+        {
+            return 0;
+        }
+        if (aRough.substr(i, replacementCharacter.size()) == replacementCharacter)
+        {
+            if (isAscii(aText[position]))
+            {
+                return 0;
+            }
+            i += replacementCharacter.size() - 1;
+        }
+        else if (lower(aText.substr(position, 1)) != aRough.substr(i, 1))
+        {
+            return 0;
+        }
+    }
+    return position;
+}
 
 std::string hexOf(KeyedHash::Digest const& aDigest) { return fmt::format("{:02x}", fmt::join(aDigest, "")); }
 
@@ -124,6 +214,14 @@ qz::Wwn reversed(qz::Wwn const& aName)
 {
     auto bytes = aName.bytes();
     std::reverse(bytes.begin(), bytes.end());
+    return qz::Wwn(bytes);
+}
+
+/// @return the two halves in the other order; reversed() of it has the bytes of each half reversed
+qz::Wwn exchanged(qz::Wwn const& aName)
+{
+    auto bytes = aName.bytes();
+    std::rotate(bytes.begin(), bytes.begin() + qz::Wwn::size / 2, bytes.end());
     return qz::Wwn(bytes);
 }
 }  // namespace
@@ -175,6 +273,8 @@ void Anonymiser::learn(qz::Wwn const& aName)
     {
         mNames.insert_or_assign(aName, pseudonym);
         mNames.emplace(reversed(aName), reversed(pseudonym));
+        mNames.emplace(exchanged(aName), exchanged(pseudonym));
+        mNames.emplace(reversed(exchanged(aName)), reversed(exchanged(pseudonym)));
     }
 }
 
@@ -247,6 +347,39 @@ Json Anonymiser::anonymisedDocument(Json const& aDocument) const
 
 void Anonymiser::anonymise(unsigned char* aBytes, std::size_t aSize) const
 {
+    anonymiseNarrow(aBytes, aSize);
+    anonymiseWide(aBytes, aSize);
+}
+
+/// Replaces in each row of bytes that null bytes separate, which is what ASCII and Latin-1 are in UTF-16.
+void Anonymiser::anonymiseWide(unsigned char* aBytes, std::size_t aSize) const
+{
+    std::vector<unsigned char> narrow;
+    for (std::size_t begin = 0; begin < aSize;)
+    {
+        narrow.clear();
+        std::size_t end = begin;
+        while (end < aSize && aBytes[end] != 0 && (end == begin || aBytes[end - 1] == 0))
+        {
+            narrow.push_back(aBytes[end]);
+            end += 2;
+        }
+        if (narrow.size() < 2)
+        {
+            ++begin;
+            continue;
+        }
+        anonymiseNarrow(narrow.data(), narrow.size());
+        for (std::size_t i = 0; i < narrow.size(); ++i)
+        {
+            aBytes[begin + 2 * i] = narrow[i];
+        }
+        begin = end - 1;
+    }
+}
+
+void Anonymiser::anonymiseNarrow(unsigned char* aBytes, std::size_t aSize) const
+{
     std::string_view const text(reinterpret_cast<char const*>(aBytes), aSize);
     for (std::size_t position = 0; position < aSize;)
     {
@@ -260,7 +393,9 @@ void Anonymiser::anonymise(unsigned char* aBytes, std::size_t aSize) const
         }
         else if (std::optional<Match> const name = digitsAt(text, position))
         {
-            std::copy(name->mReplacement.begin(), name->mReplacement.end(), to);
+            // A shorter number keeps its size.
+            std::copy_n(name->mReplacement.end() - static_cast<std::ptrdiff_t>(name->mLength), name->mLength,
+                        to);
             position += name->mLength;
         }
         else if (Known const* const found = knownAt(text, position))
@@ -271,6 +406,11 @@ void Anonymiser::anonymise(unsigned char* aBytes, std::size_t aSize) const
             }
             position += found->mOriginal.size();
         }
+        else if (std::optional<Match> const rough = roughAt(text, position))
+        {
+            std::copy(rough->mReplacement.begin(), rough->mReplacement.end(), to);
+            position += rough->mLength;
+        }
         else
         {
             ++position;
@@ -280,17 +420,22 @@ void Anonymiser::anonymise(unsigned char* aBytes, std::size_t aSize) const
 
 void Anonymiser::learn(Kind aKind, std::string const& aText)
 {
-    std::string const identity = aKind == Kind::host ? hostIn(aText) : aText;
-    addKnown(aKind, aText, identity);
+    std::string const inner(trimmed(aText));
+    std::string const identity = aKind == Kind::host ? hostIn(inner) : inner;
+    addKnown(aKind, inner, identity);
+    if (aKind == Kind::symbolicName)
+    {
+        learnHostsIn(aText);
+    }
     if (aKind == Kind::host)
     {
         addKnown(aKind, identity, identity);
-        std::string const domain = lower(aText).substr(std::min(identity.size() + 1, aText.size()));
+        std::string const domain = lower(inner).substr(std::min(identity.size() + 1, inner.size()));
         addKnown(aKind, domain, domain);
     }
     else if (aKind == Kind::device)
     {
-        addKnown(aKind, aText.substr(partsOf(aText).mFolder.size()), identity);
+        addKnown(aKind, inner.substr(partsOf(inner).mFolder.size()), identity);
     }
 }
 
@@ -308,6 +453,43 @@ void Anonymiser::learnNames(std::string_view aText)
     }
 }
 
+/// Learns the words of a symbolic name that are names of hosts.
+void Anonymiser::learnHostsIn(std::string_view aSymbolicName)
+{
+    constexpr std::string_view blanks = " \t,;()[]\"'";
+    constexpr std::string_view keys[] = {"hn", "host", "hostname", "name"};
+    bool isHost = false;
+    std::string previous;
+    for (std::size_t begin = 0;
+         (begin = aSymbolicName.find_first_not_of(blanks, begin)) < aSymbolicName.size();)
+    {
+        std::size_t const end = std::min(aSymbolicName.find_first_of(blanks, begin), aSymbolicName.size());
+        std::string_view word = aSymbolicName.substr(begin, end - begin);
+        if (std::size_t const separator = word.find_first_of(":="); separator != std::string_view::npos)
+        {
+            std::string const key = lower(word.substr(0, separator));
+            isHost = std::find(std::begin(keys), std::end(keys), key) != std::end(keys) &&
+                     (key != "name" || previous == "host");
+            word.remove_prefix(separator + 1);
+        }
+        previous = lower(word);
+        if (!word.empty())
+        {
+            learnWord(word, std::exchange(isHost, false));
+        }
+        begin = end;
+    }
+}
+
+void Anonymiser::learnWord(std::string_view aWord, bool aIsHost)
+{
+    std::string_view const name = aWord.substr(0, aWord.find_last_not_of('.') + 1);
+    if (aIsHost || isDottedName(name))
+    {
+        learn(Kind::host, std::string(name));
+    }
+}
+
 void Anonymiser::learnAddress(std::string const& aText)
 {
     if (std::optional<std::uint32_t> const address = addressIn(aText))
@@ -319,11 +501,25 @@ void Anonymiser::learnAddress(std::string const& aText)
 /// @param aIdentity texts with the same identity have the same digits in their pseudonyms
 void Anonymiser::addKnown(Kind aKind, std::string const& aText, std::string const& aIdentity)
 {
+    std::string const original = lower(aText);
     if (aText.size() < shortestSearched)
     {
+        if (aKind == Kind::host && !aText.empty())
+        {
+            std::string const digits = digitsOf(aIdentity);
+            mShortHosts.push_back({original, textOfPseudonym(aKind, aText, digits), digits});
+        }
         return;
     }
-    std::string const original = lower(aText);
+    if (original.find(replacementCharacter) != std::string::npos)
+    {
+        std::string const digits = digitsOf(aIdentity);
+        mRoughTexts.push_back({original, textOfPseudonym(aKind, aText, digits), digits});
+    }
+    if (std::string const latin1 = latin1Of(aText); !latin1.empty())
+    {
+        addKnown(aKind, latin1, aIdentity);
+    }
     std::vector<Known>& list = mTexts[startOf(original)];
     auto const place =
         std::find_if(list.begin(), list.end(),
@@ -345,9 +541,10 @@ std::string Anonymiser::digitsOf(std::string_view aIdentity) const
 /// The pseudonym of a text that is known to be of this kind.
 std::string Anonymiser::anonymised(Kind aKind, std::string const& aText) const
 {
-    return aText.empty()
+    std::string_view const inner = trimmed(aText);
+    return inner.empty()
                ? std::string()
-               : textOfPseudonym(aKind, aText, digitsOf(aKind == Kind::host ? hostIn(aText) : aText));
+               : textOfPseudonym(aKind, inner, digitsOf(aKind == Kind::host ? hostIn(inner) : inner));
 }
 
 /// @return the World Wide Name or the address that begins at the position
@@ -388,17 +585,23 @@ std::optional<Anonymiser::Match> Anonymiser::nameAt(std::string_view aText, std:
 /// Finds the learned addresses, with 0x or without.
 std::optional<Anonymiser::Match> Anonymiser::addressAt(std::string_view aText, std::size_t aPosition) const
 {
-    if (mAddresses.empty() || isWithinDigits(aText, aPosition) ||
-        digitsFrom(aText, aPosition) != digitsOfAddress)
+    bool const isHexadecimal = aPosition >= 2 && lower(aText.substr(aPosition - 2, 2)) == "0x" &&
+                               !isWithinDigits(aText, aPosition - 2);
+    if (mAddresses.empty() || isWithinDigits(aText, aPosition))
     {
         return {};
     }
-    std::uint32_t const address = addressIn(aText.substr(aPosition, digitsOfAddress)).value_or(0);
+    std::size_t const size = digitsFrom(aText, aPosition);
+    if (size > digitsOfAddress || (size < digitsOfAddress && !isHexadecimal))
+    {
+        return {};
+    }
+    std::uint32_t const address = addressIn(aText.substr(aPosition, size)).value_or(0);
     if (mAddresses.count(address) == 0)
     {
         return {};
     }
-    return Match{digitsOfAddress, fmt::format("{:06x}", pseudonymOfAddress(address, mHash))};
+    return Match{size, fmt::format("{:06x}", pseudonymOfAddress(address, mHash))};
 }
 
 Anonymiser::Known const* Anonymiser::knownAt(std::string_view aText, std::size_t aPosition) const
@@ -406,13 +609,45 @@ Anonymiser::Known const* Anonymiser::knownAt(std::string_view aText, std::size_t
     auto const list = mTexts.find(startOf(lower(aText.substr(aPosition, shortestSearched))));
     if (list == mTexts.end())
     {
-        return nullptr;
+        return shortHostAt(aText, aPosition);
     }
     auto const found =
         std::find_if(list->second.begin(), list->second.end(),
                      [&](Known const& aKnown)
                      { return lower(aText.substr(aPosition, aKnown.mOriginal.size())) == aKnown.mOriginal; });
-    return found == list->second.end() ? nullptr : &*found;
+    return found == list->second.end() ? shortHostAt(aText, aPosition) : &*found;
+}
+
+/// Finds short names of hosts where they are whole words.
+Anonymiser::Known const* Anonymiser::shortHostAt(std::string_view aText, std::size_t aPosition) const
+{
+    auto const isAt = [&](Known const& aKnown)
+    {
+        std::size_t const end = aPosition + aKnown.mOriginal.size();
+        return lower(aText.substr(aPosition, aKnown.mOriginal.size())) == aKnown.mOriginal &&
+               (aPosition == 0 || !isWordCharacter(aText[aPosition - 1])) &&
+               (end == aText.size() || !isWordCharacter(aText[end]));
+    };
+    auto const found = std::find_if(mShortHosts.begin(), mShortHosts.end(), isAt);
+    return found == mShortHosts.end() ? nullptr : &*found;
+}
+
+/// Finds bytes that a document shows as replacement characters.
+std::optional<Anonymiser::Match> Anonymiser::roughAt(std::string_view aText, std::size_t aPosition) const
+{
+    for (Known const& known : mRoughTexts)
+    {
+        if (std::size_t const length = roughLength(known.mOriginal, aText.substr(aPosition)); length != 0)
+        {
+            std::string digits;
+            while (digits.size() < length)
+            {
+                digits += known.mDigits;
+            }
+            return Match{length, digits.substr(0, length)};
+        }
+    }
+    return {};
 }
 
 void Anonymiser::anonymiseValue(std::string_view aKey, Json& aValue) const

@@ -22,6 +22,9 @@ namespace qzagent
 /// names and names of OS devices. The same original has the same pseudonym wherever it is found with the same key. It
 /// learns the originals first, and then finds them in texts and bytes too. Texts of fewer than four characters are
 /// replaced where a document has them as values, but are not searched elsewhere, because they would be found everywhere.
+/// Names of hosts of fewer than four characters are also replaced where they are whole words.
+/// Symbolic names often contain names of hosts. A word of a symbolic name is the name of a host if it follows HN:,
+/// Host:, Hostname: or Host Name: (or = instead of the colon), or if it has the form of a name with a domain.
 /// Values that have a fixed form or that the tool itself chooses, such as the state of a port, are never replaced.
 class Anonymiser
 {
@@ -52,7 +55,8 @@ public:
     nlohmann::ordered_json anonymisedDocument(nlohmann::ordered_json const& aDocument) const;
 
     /// Replaces the same as in a text, and learned names as 8 bytes in either byte order. An address as 3 bytes is not
-    /// recognised. Sizes are unchanged: a text is replaced with the beginning of its pseudonym's digits.
+    /// recognised. Texts are also found in UTF-16, and names as two 32-bit words in another byte order. Sizes are
+    /// unchanged: a text is replaced with the beginning of its pseudonym's digits.
     void anonymise(unsigned char* aBytes, std::size_t aSize) const;
 
 private:
@@ -82,6 +86,8 @@ private:
     static std::string textOfPseudonym(Kind aKind, std::string_view aOriginal, std::string const& aDigits);
 
     void learn(Kind aKind, std::string const& aText);
+    void learnHostsIn(std::string_view aSymbolicName);
+    void learnWord(std::string_view aWord, bool aIsHost);
     void learnAddress(std::string const& aText);
     void addKnown(Kind aKind, std::string const& aText, std::string const& aIdentity);
     std::string digitsOf(std::string_view aIdentity) const;
@@ -91,6 +97,10 @@ private:
     std::optional<Match> nameAt(std::string_view aText, std::size_t aPosition) const;
     std::optional<Match> addressAt(std::string_view aText, std::size_t aPosition) const;
     Known const* knownAt(std::string_view aText, std::size_t aPosition) const;
+    Known const* shortHostAt(std::string_view aText, std::size_t aPosition) const;
+    std::optional<Match> roughAt(std::string_view aText, std::size_t aPosition) const;
+    void anonymiseNarrow(unsigned char* aBytes, std::size_t aSize) const;
+    void anonymiseWide(unsigned char* aBytes, std::size_t aSize) const;
     void anonymiseValue(std::string_view aKey, nlohmann::ordered_json& aValue) const;
 
     KeyedHash const mHash;
@@ -98,5 +108,7 @@ private:
     std::set<std::uint32_t> mAddresses;
     std::unordered_map<std::string, std::vector<Known>>
         mTexts;  ///< by their first characters, the longest first
+    std::vector<Known> mShortHosts;
+    std::vector<Known> mRoughTexts;  ///< with characters that stand for bytes that are not UTF-8
 };
 }  // namespace qzagent

@@ -30,12 +30,16 @@ unsigned char const* unsignedBytesOf(std::string_view aText)
 }
 
 /// Whoever has the secret can test which name a pseudonym stands for.
-void expectPrivate(Descriptor const& aFile, std::string const& aPath)
+void expectPrivateFile(Descriptor const& aFile, std::string const& aPath)
 {
     struct stat status = {};
     if (::fstat(aFile.number(), &status) != 0)
     {
         refuse(aPath);
+    }
+    if (!S_ISREG(status.st_mode))
+    {
+        throw std::runtime_error(aPath + " is not a regular file, which a key file must be");
     }
     if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
     {
@@ -47,12 +51,13 @@ void expectPrivate(Descriptor const& aFile, std::string const& aPath)
 /// @return the content; one byte more than the longest secret of a file that is longer
 std::string contentOf(std::string const& aPath)
 {
-    Descriptor const file(::open(aPath.c_str(), O_RDONLY | O_CLOEXEC));
+    // A pipe without a writer would be waited for.
+    Descriptor const file(::open(aPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (file.number() < 0)
     {
         refuse(aPath);
     }
-    expectPrivate(file, aPath);
+    expectPrivateFile(file, aPath);
     std::string content(KeyedHash::largestSecret + 1, '\0');
     std::size_t size = 0;
     for (ssize_t count = 1; count != 0 && size < content.size();)

@@ -25,6 +25,7 @@ public:
     /// Takes the whole content of a file as the secret.
     /// @throws std::system_error "cannot read PATH: ..."
     /// @throws std::runtime_error "PATH is too short ..." or "PATH is too long ..." outside the limits of a secret
+    /// @throws std::runtime_error "PATH is not a regular file ..."
     /// @throws std::runtime_error "PATH is open to other users ..." when others than the owner have a permission
     static KeyedHash ofFile(std::string const& aPath);
 

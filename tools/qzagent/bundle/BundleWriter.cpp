@@ -1,10 +1,16 @@
 #include "tools/qzagent/bundle/BundleWriter.h"
 
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "agentkit/include/ScopeDataView.h"
+#include "agentkit/include/ScopeEvents.h"
+#include "agentkit/include/Wwn.h"
+#include "backend/common/include/Buffer.h"
+#include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/SectionComment.h"
 #include "tools/qzagent/cli/Report.h"
 
@@ -20,12 +26,19 @@ BundleWriter::BundleWriter(std::string const& aPath, pcapng::Section const& aSec
     mTarget.addSection(mSection);
 }
 
+void BundleWriter::describe(CaptureDocument const& aDocument) { mTarget.describe(interfaceOf(aDocument)); }
+
+void BundleWriter::describe(pcapng::Interface const& aBoard)
+{
+    mTarget.describe(mAnonymiser == nullptr ? aBoard : anonymised(aBoard));
+}
+
 void BundleWriter::add(CaptureDocument aDocument)
 {
     if (mAnonymiser != nullptr)
     {
-        aDocument.mText =
-            documentText(mAnonymiser->anonymisedDocument(nlohmann::ordered_json::parse(aDocument.mText)));
+        aDocument.mText = documentText(
+            mAnonymiser->anonymisedDocument(parseForeignJson<nlohmann::ordered_json>(aDocument.mText)));
     }
     pcapng::Interface const interface = interfaceOf(aDocument);
     pcapng::PacketHead head;
@@ -61,6 +74,11 @@ pcapng::Section BundleWriter::anonymised(pcapng::Section const& aSection) const
             aSection.mApplication, mAnonymiser->anonymised(formatSectionComment(comment))};
 }
 
+pcapng::Interface BundleWriter::anonymised(pcapng::Interface const& aBoard) const
+{
+    return {aBoard.mLinkType, aBoard.mName, mAnonymiser->anonymised(aBoard.mDescription)};
+}
+
 /// Makes the event one of this section.
 void BundleWriter::replace(CaptureEvent& aEvent)
 {
@@ -71,16 +89,33 @@ void BundleWriter::replace(CaptureEvent& aEvent)
     }
     if (aEvent.mInterface != nullptr)
     {
-        mInterface = *aEvent.mInterface;
-        mInterface.mDescription = mAnonymiser->anonymised(mInterface.mDescription);
+        mInterface = anonymised(*aEvent.mInterface);
         aEvent.mInterface = &mInterface;
     }
     if (aEvent.mRecord)
     {
-        mBytes.assign(aEvent.mEncoded.begin(), aEvent.mEncoded.end());
-        mAnonymiser->anonymise(mBytes.data(), mBytes.size());
-        aEvent.mEncoded = {mBytes.data(), mBytes.size()};
-        aEvent.mRecord.emplace(mBytes.data(), mBytes.size());
+        replaceRecord(aEvent);
     }
+}
+
+/// Encodes the record again, because bytes of its form can be equal to a name.
+void BundleWriter::replaceRecord(CaptureEvent& aEvent)
+{
+    qz::ScopeDataView const& record = *aEvent.mRecord;
+    pcapng::Bytes const original = record.payload().value_or(pcapng::Bytes{nullptr, 0});
+    std::vector<unsigned char> payload(original.begin(), original.end());
+    mAnonymiser->anonymise(payload.data(), payload.size());
+    auto const event = qz::makeScopeEvent(record.category(), record.subcategory());
+    auto const size = static_cast<unsigned int>(payload.size());
+    QZCScopeData const replaced = record.hasNames()
+                                      ? QZCScopeData(event, payload.data(), size, size,
+                                                     mAnonymiser->anonymised(*record.first()).record(),
+                                                     mAnonymiser->anonymised(*record.second()).record())
+                                      : QZCScopeData(event, payload.data(), size, size);
+    mStream.clear();
+    replaced.encode(mStream);
+    QZCBuffer const& encoded = mStream.getEncoded();
+    aEvent.mEncoded = {encoded, encoded.getLength()};
+    aEvent.mRecord.emplace(aEvent.mEncoded.mData, aEvent.mEncoded.mSize);
 }
 }  // namespace qzagent

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "backend/common/include/EncodableStream.h"
 #include "pcapng/Blocks.h"
 #include "tools/qzagent/anonymise/Anonymiser.h"
 #include "tools/qzagent/capture/CaptureDocument.h"
@@ -29,6 +30,13 @@ public:
     /// @throws std::system_error "cannot write PATH: ..." when the file exists or cannot be created
     BundleWriter(std::string const& aPath, pcapng::Section const& aSection, Anonymiser const* aAnonymiser);
 
+    /// Describes the interface of a document or of a board. The descriptions are at the beginning of the file, so that
+    /// damage does not make what is behind it unreadable.
+    /// @{
+    void describe(CaptureDocument const& aDocument);
+    void describe(pcapng::Interface const& aBoard);
+    /// @}
+
     /// @throws std::system_error "cannot write PATH: ..."
     /// @{
     void add(CaptureDocument aDocument);
@@ -42,7 +50,9 @@ public:
 
 private:
     pcapng::Section anonymised(pcapng::Section const& aSection) const;
+    pcapng::Interface anonymised(pcapng::Interface const& aBoard) const;
     void replace(CaptureEvent& aEvent);
+    void replaceRecord(CaptureEvent& aEvent);
 
     Anonymiser const* const mAnonymiser;
     CaptureCopy mFile;
@@ -50,6 +60,6 @@ private:
     pcapng::Section const mSection;
     pcapng::Interface mInterface;  ///< of the current item
     std::vector<Written> mDocuments;
-    std::vector<unsigned char> mBytes;  ///< of the current event
+    QZCEncodableOutStream mStream;  ///< has the record of the current event
 };
 }  // namespace qzagent

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <iterator>
@@ -24,6 +25,11 @@ namespace qzagent
 {
 namespace
 {
+constexpr std::size_t largestDocument = std::size_t{256} << 20U;
+
+/// A verb that is stopped has this long to write its last events and its document.
+constexpr std::chrono::seconds timeToStop{2};
+
 /// @return the exit code, and the document
 ChildProcess::Bytes runInChild(Setting const& aSetting, void (*aAdd)(CommandLine&),
                                std::vector<std::string> const& aArguments)
@@ -62,24 +68,31 @@ std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignal
                                              std::vector<std::string> const& aArguments)
 {
     using Clock = std::chrono::steady_clock;
-    auto const end = Clock::now() + aLimit;
-    ChildProcess child([&] { return runInChild(aSetting, aAdd, aArguments); });
-    std::array<pollfd, 2> descriptors{{{aSignals.descriptor(), POLLIN, 0}, {child.descriptor(), POLLIN, 0}}};
+    auto end = Clock::now() + aLimit;
+    ChildProcess child([&] { return runInChild(aSetting, aAdd, aArguments); }, largestDocument);
+    std::array<pollfd, 2> descriptors{{{child.descriptor(), POLLIN, 0}, {aSignals.descriptor(), POLLIN, 0}}};
+    bool isStopped = false;
     do
     {
         auto const left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
         if (::poll(descriptors.data(), descriptors.size(),
                    static_cast<int>(std::max<std::int64_t>(left.count(), 0))) == 0)
         {
+            if (isStopped)
+            {
+                return {};
+            }
             throw std::runtime_error(
                 fmt::format("did not answer within {} s and was killed", aLimit.count()));
         }
         aSignals.take();
-        if (aSignals.count() > 0)
+        if (!isStopped && aSignals.hasArrived())
         {
-            return {};
+            isStopped = true;
+            child.terminate();
+            end = std::min(end, Clock::now() + timeToStop);
         }
-    } while (child.read());
+    } while (descriptors.front().revents == 0 || child.read());
     ChildProcess::Bytes const bytes = child.takeAnswer();
     return VerbDocument{std::string(bytes.begin() + 1, bytes.end()), static_cast<ExitCode>(bytes.front())};
 }

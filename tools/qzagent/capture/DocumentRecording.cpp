@@ -14,6 +14,7 @@
 #include "tools/qzagent/capture/AppendedFile.h"
 #include "tools/qzagent/capture/CaptureDocument.h"
 #include "tools/qzagent/capture/CaptureForm.h"
+#include "tools/qzagent/capture/DocumentPieces.h"
 #include "tools/qzagent/capture/SectionOfHost.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/NewFile.h"
@@ -82,7 +83,7 @@ void DocumentRecording::append(nlohmann::ordered_json aKeys) const
     blocks.add(interfaceOf(document));
     pcapng::PacketHead head;
     head.mTime = document.mTime;
-    blocks.add(head, {bytesOf(document)});
+    addPieces(blocks, head, bytesOf(document));
     file.append(blocks.bytes());
     file.file().sync();
 }

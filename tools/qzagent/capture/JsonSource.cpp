@@ -18,6 +18,7 @@
 #include "agentkit/include/Wwn.h"
 #include "backend/common/include/Buffer.h"
 #include "backend/sensor/agentcommon/include/ScopeData.h"
+#include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/HexText.h"
 #include "tools/qzagent/cli/TimeText.h"
 
@@ -151,10 +152,14 @@ CaptureItem JsonSource::itemOf(std::string_view aLine)
     event.mPosition = mPosition;
     try
     {
-        read(nlohmann::json::parse(aLine), event);
+        read(parseForeignJson<nlohmann::json>(aLine), event);
         return event;
     }
     catch (BadLine const& error)
+    {
+        return CaptureDamage{fmt::format("{}:{}: {}", mFile.name(), mLine, error.what())};
+    }
+    catch (DeepJsonError const& error)
     {
         return CaptureDamage{fmt::format("{}:{}: {}", mFile.name(), mLine, error.what())};
     }

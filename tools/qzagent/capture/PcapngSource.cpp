@@ -6,7 +6,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -57,12 +59,16 @@ std::optional<std::string> readRecord(pcapng::Packet const& aPacket, std::size_t
 }
 
 PcapngSource::PcapngSource(CaptureFile& aFile, std::size_t aLargest)
-    : mFile(aFile), mLargest(aLargest), mReader(aFile, largestBlockWith(aLargest))
+    : mFile(aFile), mLargest(aLargest), mReader(aFile, largestBlockWith(aLargest)), mDocuments(aLargest)
 {
 }
 
 std::optional<CaptureItem> PcapngSource::next(bool aMayGrow)
 {
+    if (mHeld)
+    {
+        return std::exchange(mHeld, std::nullopt);
+    }
     using AtEnd = pcapng::Reader::AtEnd;
     while (std::optional<pcapng::Item> const item = mReader.next(aMayGrow ? AtEnd::wait : AtEnd::finish))
     {
@@ -71,7 +77,7 @@ std::optional<CaptureItem> PcapngSource::next(bool aMayGrow)
             return found;
         }
     }
-    return {};
+    return aMayGrow ? std::nullopt : incompleteDocuments();
 }
 
 std::optional<CaptureItem> PcapngSource::itemOf(pcapng::Item const& aItem)
@@ -92,17 +98,52 @@ std::optional<CaptureItem> PcapngSource::itemOf(pcapng::Item const& aItem)
     mInterface.reset();
     if (auto const* const start = std::get_if<pcapng::SectionStart>(&aItem))
     {
-        mDrops.clear();
-        return CaptureSectionStart{start->mSection};
+        return itemOf(*start);
     }
     return {};
 }
 
-CaptureItem PcapngSource::itemOf(pcapng::Packet const& aPacket)
+CaptureItem PcapngSource::itemOf(pcapng::SectionStart const& aStart)
+{
+    mDrops.clear();
+    CaptureItem const item = CaptureSectionStart{aStart.mSection};
+    if (std::optional<CaptureItem> const damage = incompleteDocuments())
+    {
+        mHeld = item;
+        return *damage;
+    }
+    return item;
+}
+
+std::optional<CaptureItem> PcapngSource::otherOf(pcapng::Packet const& aPacket)
+{
+    if (aPacket.mInterface->mLinkType != documentLinkType)
+    {
+        return CaptureOther{aPacket.mHead, aPacket.mInterface, aPacket.mData};
+    }
+    std::optional<CaptureItem> item = mDocuments.add(aPacket);
+    if (auto* const damage = item ? std::get_if<CaptureDamage>(&*item) : nullptr)
+    {
+        damage->mText.insert(0, mFile.name() + ": ");
+    }
+    return item;
+}
+
+/// @return that the last packets of documents are missing
+std::optional<CaptureItem> PcapngSource::incompleteDocuments()
+{
+    std::vector<std::string> const names = mDocuments.takeIncomplete();
+    return names.empty() ? std::nullopt
+                         : std::optional<CaptureItem>(CaptureDamage{
+                               fmt::format("{}: the last part of these documents is missing: {}",
+                                           mFile.name(), fmt::join(names, ", "))});
+}
+
+std::optional<CaptureItem> PcapngSource::itemOf(pcapng::Packet const& aPacket)
 {
     if (!isScopeData(aPacket))
     {
-        return CaptureOther{aPacket.mHead, aPacket.mInterface, aPacket.mData};
+        return otherOf(aPacket);
     }
     CaptureEvent event;
     event.mPosition = aPacket.mPosition;

@@ -11,6 +11,7 @@
 #include "pcapng/Reader.h"
 #include "tools/qzagent/capture/CaptureFile.h"
 #include "tools/qzagent/capture/CaptureItems.h"
+#include "tools/qzagent/capture/DocumentPieces.h"
 
 namespace qzagent
 {
@@ -27,7 +28,7 @@ bool isScopeData(pcapng::Packet const& aPacket);
 std::optional<std::string> readRecord(pcapng::Packet const& aPacket, std::size_t aLargest,
                                       std::optional<qz::ScopeDataView>& aRecord);
 
-/// Reads everything that is whole, before and behind damage.
+/// Reads everything that is whole, before and behind damage. A document in several packets is one item.
 class PcapngSource : public CaptureSource
 {
 public:
@@ -46,7 +47,10 @@ private:
     };
 
     std::optional<CaptureItem> itemOf(pcapng::Item const& aItem);
-    CaptureItem itemOf(pcapng::Packet const& aPacket);
+    std::optional<CaptureItem> itemOf(pcapng::Packet const& aPacket);
+    std::optional<CaptureItem> otherOf(pcapng::Packet const& aPacket);
+    CaptureItem itemOf(pcapng::SectionStart const& aStart);
+    std::optional<CaptureItem> incompleteDocuments();
     CaptureItem itemOf(pcapng::Statistics const& aStatistics);
     EventOrigin originOf(pcapng::Time aTime, std::uint32_t aInterface);
     std::optional<std::uint32_t> boardOf(std::uint32_t aNumber, pcapng::Interface const* aInterface);
@@ -55,6 +59,8 @@ private:
     CaptureFile& mFile;
     std::size_t const mLargest;
     pcapng::Reader mReader;
+    DocumentJoiner mDocuments;
+    std::optional<CaptureItem> mHeld;  ///< to be returned next
     std::map<std::uint32_t, Drops> mDrops;
     // The board of the last interface, whose name is not read again for each packet.
     std::optional<std::uint32_t> mInterface;

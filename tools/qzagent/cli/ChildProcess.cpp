@@ -81,9 +81,13 @@ ChildProcess::Pipe ChildProcess::makePipe()
     return {ends[0], ends[1]};
 }
 
-ChildProcess::ChildProcess(std::function<Bytes()> const& aFunction) : ChildProcess(aFunction, makePipe()) {}
+ChildProcess::ChildProcess(std::function<Bytes()> const& aFunction, std::size_t aMostBytes)
+    : ChildProcess(aFunction, aMostBytes, makePipe())
+{
+}
 
-ChildProcess::ChildProcess(std::function<Bytes()> const& aFunction, Pipe const& aPipe) : mPipe(aPipe.mRead)
+ChildProcess::ChildProcess(std::function<Bytes()> const& aFunction, std::size_t aMostBytes, Pipe const& aPipe)
+    : mPipe(aPipe.mRead), mMostBytes(aMostBytes)
 {
     Descriptor const writeEnd(aPipe.mWrite);
     pid_t const parent = ::getpid();
@@ -108,6 +112,8 @@ ChildProcess::~ChildProcess()
     }
 }
 
+void ChildProcess::terminate() const { ::kill(mProcess, SIGTERM); }
+
 bool ChildProcess::read()
 {
     std::size_t const before = mAnswer.size();
@@ -118,14 +124,14 @@ bool ChildProcess::read()
         size = ::read(mPipe.number(), &mAnswer[before], blockSize);
     } while (size < 0 && errno == EINTR);
     mAnswer.resize(before + static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    return size > 0 && mAnswer.size() <= mostBytes;
+    return size > 0 && mAnswer.size() <= mMostBytes;
 }
 
 ChildProcess::Bytes ChildProcess::takeAnswer()
 {
-    if (mAnswer.size() > mostBytes)
+    if (mAnswer.size() > mMostBytes)
     {
-        throw std::runtime_error(fmt::format("sent more than {} bytes", mostBytes));
+        throw std::runtime_error(fmt::format("sent more than {} bytes", mMostBytes));
     }
     int status = 0;
     while (::waitpid(mProcess, &status, 0) < 0 && errno == EINTR)

@@ -20,15 +20,16 @@ namespace qzagent
 class ChildProcess
 {
 public:
-    /// The most bytes that a child may send.
-    static constexpr std::size_t mostBytes = std::size_t{16} << 20U;
+    /// The most bytes that a child may send, unless its owner expects more.
+    static constexpr std::size_t usualBytes = std::size_t{16} << 20U;
 
     using Bytes = std::vector<std::uint8_t>;
 
     /// Starts the child process. It ends when this process ends.
-    /// @param aFunction called in the child process; it is the only thread there
+    /// @param aFunction  called in the child process; it is the only thread there
+    /// @param aMostBytes that it may send
     /// @throws std::system_error "cannot start a process: ..."
-    explicit ChildProcess(std::function<Bytes()> const& aFunction);
+    explicit ChildProcess(std::function<Bytes()> const& aFunction, std::size_t aMostBytes = usualBytes);
 
     /// Kills the child process if it still runs.
     ~ChildProcess();
@@ -37,6 +38,9 @@ public:
 
     /// For poll(): readable when read() has something to do.
     int descriptor() const { return mPipe.number(); }
+
+    /// Sends SIGTERM to the child process.
+    void terminate() const;
 
     /// Reads bytes that have arrived.
     /// @return false when no more can arrive
@@ -52,9 +56,10 @@ private:
 
     static Pipe makePipe();
 
-    ChildProcess(std::function<Bytes()> const& aFunction, Pipe const& aPipe);
+    ChildProcess(std::function<Bytes()> const& aFunction, std::size_t aMostBytes, Pipe const& aPipe);
 
     Descriptor const mPipe;
+    std::size_t const mMostBytes;
     pid_t mProcess;
     Bytes mAnswer;
 };

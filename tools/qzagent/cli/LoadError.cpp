@@ -5,8 +5,9 @@
 #include <csignal>
 #include <cstddef>
 #include <cstring>
+#include <functional>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <system_error>
 
 #include <dlfcn.h>
@@ -22,8 +23,9 @@ namespace
 {
 constexpr int longestWait = 1000;  // milliseconds
 
-/// Reads until the child ends, or is silent for too long.
-std::string readAll(int aDescriptor)
+/// Reads until the child ends.
+/// @return none when the child is silent for too long
+std::optional<std::string> readAll(int aDescriptor)
 {
     std::string text;
     std::array<char, 1024> part{};
@@ -37,21 +39,18 @@ std::string readAll(int aDescriptor)
         }
         text.append(part.data(), static_cast<std::size_t>(size));
     }
-    return "loading does not end";
+    return {};
 }
 
-[[noreturn]] void loadInChild(char const* aPath, int aDescriptor)
+[[noreturn]] void answerInChild(std::function<std::string()> const& aFunction, int aDescriptor)
 {
-    if (::dlopen(aPath, RTLD_LAZY | RTLD_LOCAL) == nullptr)
-    {
-        std::string_view const text = ::dlerror();
-        static_cast<void>(::write(aDescriptor, text.data(), text.size()) < 0);
-    }
+    std::string const text = aFunction();
+    static_cast<void>(::write(aDescriptor, text.data(), text.size()) < 0);
     ::_exit(0);
 }
 }  // namespace
 
-std::string loadErrorOf(std::string const& aPath)
+std::optional<std::string> textFromChild(std::function<std::string()> const& aFunction)
 {
     int ends[2];
     if (::pipe(ends) != 0)
@@ -65,17 +64,24 @@ std::string loadErrorOf(std::string const& aPath)
         child = ::fork();
         if (child == 0)
         {
-            loadInChild(aPath.c_str(), input.number());
+            answerInChild(aFunction, input.number());
         }
     }
     if (child < 0)
     {
         throw std::system_error(errno, std::generic_category(), "cannot create a process");
     }
-    std::string text = readAll(output.number());
+    std::optional<std::string> text = readAll(output.number());
     ::kill(child, SIGKILL);
     int status = 0;
     ::waitpid(child, &status, 0);
     return text;
+}
+
+std::string loadErrorOf(std::string const& aPath)
+{
+    auto const load = [&aPath]
+    { return std::string(::dlopen(aPath.c_str(), RTLD_LAZY | RTLD_LOCAL) == nullptr ? ::dlerror() : ""); };
+    return textFromChild(load).value_or("loading does not end");
 }
 }  // namespace qzagent

@@ -27,6 +27,9 @@ public:
     /// Number of SIGINT and SIGTERM that take() has counted.
     unsigned int count() const { return mCount; }
 
+    /// Whether take() has taken any of the signals. A SIGHUP counts until takeHangup().
+    bool hasArrived() const { return mCount > 0 || mHasHangup; }
+
     /// @return whether take() has taken a SIGHUP since the previous call
     bool takeHangup() { return std::exchange(mHasHangup, false); }
 

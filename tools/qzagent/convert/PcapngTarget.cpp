@@ -9,6 +9,8 @@
 
 #include "agentkit/include/ScopeDataView.h"
 #include "tools/qzagent/capture/BoardInterface.h"
+#include "tools/qzagent/capture/DocumentPieces.h"
+#include "tools/qzagent/capture/LinkTypes.h"
 
 namespace qzagent
 {
@@ -30,6 +32,12 @@ pcapng::Interface interfaceOf(CaptureEvent const& aEvent)
 }  // namespace
 
 void PcapngTarget::addSection(pcapng::Section const& aSection) { begin(aSection); }
+
+void PcapngTarget::describe(pcapng::Interface const& aInterface)
+{
+    numberOf(aInterface);
+    flush();
+}
 
 void PcapngTarget::add(CaptureEvent const& aEvent)
 {
@@ -74,7 +82,14 @@ void PcapngTarget::add(CaptureOther const& aOther)
     }
     pcapng::PacketHead head = aOther.mHead;
     head.mInterface = numberOf(*aOther.mInterface);
-    mWriter.add(head, {aOther.mData});
+    if (aOther.mInterface->mLinkType == documentLinkType)
+    {
+        addPieces(mWriter, head, aOther.mData);
+    }
+    else
+    {
+        mWriter.add(head, {aOther.mData});
+    }
     flush();
 }
 

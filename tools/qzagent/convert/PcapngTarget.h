@@ -20,6 +20,10 @@ public:
     using ConvertTarget::ConvertTarget;
 
     void addSection(pcapng::Section const& aSection) override;
+
+    /// Adds an interface to the section before it has packets.
+    void describe(pcapng::Interface const& aInterface);
+
     void add(CaptureEvent const& aEvent) override;
     void add(CaptureCounts const& aCounts) override;
     void add(CaptureOther const& aOther) override;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,9 @@
 
 namespace qzagent
 {
+/// The longest limit of a look that a user can choose, in seconds.
+constexpr std::uint64_t longestLook = 86400;
+
 /// Runs a verb in its own process.
 /// @param aLimit     after which the process is killed
 /// @param aAdd       adds the verb to a command line

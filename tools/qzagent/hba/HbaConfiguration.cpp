@@ -20,6 +20,7 @@
 #include "tools/qzagent/cli/LoadError.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/HbaLimits.h"
+#include "tools/qzagent/hba/HbaStatus.h"
 
 namespace qzagent
 {
@@ -91,8 +92,93 @@ HBA_UINT32 adaptersOf(HbaLibrary const& aLibrary)
     return isRegistered ? table.GetNumberOfAdaptersHandler() : 0;
 }
 
-void reportUnloaded(std::vector<HbaLibrary> const& aLibraries, Report& aReport)
+/// Unloads a library that its users have not released.
+/// @return whether it is no longer loaded
+bool unload(std::string const& aPath)
 {
+    constexpr unsigned int mostUsers = 16;
+    for (unsigned int i = 0; i < mostUsers; ++i)
+    {
+        void* const library = ::dlopen(aPath.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+        if (library == nullptr)
+        {
+            return true;
+        }
+        ::dlclose(library);
+        ::dlclose(library);  // for the user
+    }
+    return false;
+}
+
+/// @param aFunction the function of the library that registers it
+/// @return the reason why the common library does not accept the library; empty if it does
+template <typename Register, typename Table>
+std::string refusalBy(void* aFunction, char const* aName, Table& aTable)
+{
+    HBA_STATUS const status = reinterpret_cast<Register>(aFunction)(&aTable);
+    return status == HBA_STATUS_OK ? ""
+                                   : fmt::format("{} returns {}", aName, statusText(statusOf(aName, status)));
+}
+
+/// Loads and initialises a library as the common library does.
+/// @return the reason why the common library does not accept it; empty if it does
+std::string refusalOf(std::string const& aPath)
+{
+    void* const library = ::dlopen(aPath.c_str(), RTLD_LAZY);
+    if (library == nullptr)
+    {
+        return ::dlerror();
+    }
+    HBA_ENTRYPOINTSV2 table{};
+    std::string refusal;
+    if (void* const second = ::dlsym(library, "HBA_RegisterLibraryV2"))
+    {
+        refusal = refusalBy<HBARegisterLibraryV2Func>(second, "HBA_RegisterLibraryV2", table);
+    }
+    else if (void* const first = ::dlsym(library, "HBA_RegisterLibrary"))
+    {
+        // The first version of the table is the beginning of the second one.
+        auto& beginning = reinterpret_cast<HBA_ENTRYPOINTS&>(table);
+        refusal = refusalBy<HBARegisterLibraryFunc>(first, "HBA_RegisterLibrary", beginning);
+    }
+    else
+    {
+        return "the library has no function HBA_RegisterLibrary";
+    }
+    if (!refusal.empty())
+    {
+        return refusal;
+    }
+    if (table.GetVersionHandler == nullptr || table.LoadLibraryHandler == nullptr)
+    {
+        return fmt::format("the library registers no {} function",
+                           table.GetVersionHandler == nullptr ? "GetVersion" : "LoadLibrary");
+    }
+    HBA_STATUS const status = table.LoadLibraryHandler();
+    return status == HBA_STATUS_OK ? ""
+                                   : fmt::format("its LoadLibrary function returns {}",
+                                                 statusText(statusOf("HBA_LoadLibrary", status)));
+}
+
+/// The common library keeps a library loaded that it does not accept, and does not say which ones it accepted. Only those
+/// are unloaded when the common library is freed. This happens in a child process, so this process keeps its libraries.
+/// @return the reason why the common library did not accept the library; empty if it did, or if that is unknown
+std::string refusalOfLoaded(std::string const& aPath)
+{
+    return textFromChild(
+               [&aPath]
+               {
+                   HBA_FreeLibrary();
+                   bool const isRefused = loadedLibrary(aPath) != nullptr;
+                   return isRefused && unload(aPath) ? refusalOf(aPath) : std::string();
+               })
+        .value_or("");
+}
+
+/// @param aHasLoaded whether the common library has loaded, so that it has accepted a library
+void reportUnused(std::vector<HbaLibrary> const& aLibraries, bool aHasLoaded, Report& aReport)
+{
+    bool const isAccepted = aHasLoaded && aLibraries.size() == 1;
     for (HbaLibrary const& library : aLibraries)
     {
         if (!loadedLibrary(library.mPath))
@@ -101,13 +187,19 @@ void reportUnloaded(std::vector<HbaLibrary> const& aLibraries, Report& aReport)
             aReport.addNote(fmt::format("HBA library {} ({}) is not loaded: {}", library.mName, library.mPath,
                                         error.empty() ? "the common library did not accept it" : error));
         }
+        else if (std::string const refusal = isAccepted ? "" : refusalOfLoaded(library.mPath);
+                 !refusal.empty())
+        {
+            aReport.addNote(fmt::format("the common library does not use HBA library {} ({}): {}",
+                                        library.mName, library.mPath, refusal));
+        }
     }
 }
 }  // namespace
 
-void reportMissingLibraries(Report& aReport)
+void reportUnusedLibraries(Report& aReport)
 {
-    reportUnloaded(configuredLibraries().value_or(std::vector<HbaLibrary>()), aReport);
+    reportUnused(configuredLibraries().value_or(std::vector<HbaLibrary>()), true, aReport);
 }
 
 void reportFailedLoad(Report& aReport)
@@ -124,7 +216,7 @@ void reportFailedLoad(Report& aReport)
     }
     else
     {
-        reportUnloaded(*libraries, aReport);
+        reportUnused(*libraries, false, aReport);
     }
 }
 

@@ -6,10 +6,11 @@
 
 namespace qzagent
 {
-/// Adds a note for each library that /etc/hba.conf names and that is not loaded, with the reason.
-void reportMissingLibraries(Report& aReport);
+/// Adds a note for each library that /etc/hba.conf names and that is not loaded, or that the common library did not
+/// accept, with the reason. Call it after the common library has loaded.
+void reportUnusedLibraries(Report& aReport);
 
-/// Adds notes that say why the common library did not load: as reportMissingLibraries(), or that the file does not exist
+/// Adds notes that say why the common library did not load: as reportUnusedLibraries(), or that the file does not exist
 /// or names no library.
 void reportFailedLoad(Report& aReport);
 

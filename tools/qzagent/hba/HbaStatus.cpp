@@ -1,5 +1,7 @@
 #include "tools/qzagent/hba/HbaStatus.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -103,6 +105,21 @@ NamedNumber statusOf(std::string_view aFunction, HBA_STATUS aStatus)
 }
 
 NamedNumber errnoOf(unsigned int aNumber) { return {aNumber, errnoName(aNumber)}; }
+
+bool mayBeErrno(std::string_view aFunction, HBA_STATUS aStatus)
+{
+    // What an HBA library passes on when it cannot open the device file of a LUN, or cannot send the command to it.
+    constexpr int values[] = {ENOENT, EIO, EAGAIN, ENOMEM, EBUSY};
+    return sendsScsiCommand(aFunction) &&
+           std::find(std::begin(values), std::end(values), static_cast<int>(aStatus)) != std::end(values);
+}
+
+std::string statusText(std::string_view aFunction, NamedNumber const& aStatus)
+{
+    bool const isAmbiguous = contains(aStatus.mName, "HBA_") && mayBeErrno(aFunction, aStatus.mNumber);
+    return isAmbiguous ? fmt::format("{}, or errno {},", statusText(aStatus), errnoName(aStatus.mNumber))
+                       : statusText(aStatus);
+}
 
 std::string statusText(NamedNumber const& aStatus)
 {

@@ -23,4 +23,9 @@ NamedNumber errnoOf(unsigned int aNumber);
 
 /// @return such as "HBA_STATUS_ERROR_BUSY (10)" or "errno EACCES (13), Permission denied"
 std::string statusText(NamedNumber const& aStatus);
+
+/// Adds the errno value to a status of a SCSI command that can be both: an HBA library may pass on why it could not open
+/// or use the device file of the LUN.
+/// @return as above, or "HBA_STATUS_ERROR_NOT_SUPPORTED (2), or errno ENOENT," for the middle of a sentence
+std::string statusText(std::string_view aFunction, NamedNumber const& aStatus);
 }  // namespace qzagent

@@ -44,7 +44,8 @@ std::string_view commandOf(std::string_view aFunction)
 
 std::string textOfCall(Cause const& aCause)
 {
-    return fmt::format("{} in call {}, {}", statusText(*aCause.mStatus), aCause.mCall, aCause.mFunction);
+    return fmt::format("{} in call {}, {}", statusText(aCause.mFunction, *aCause.mStatus), aCause.mCall,
+                       aCause.mFunction);
 }
 
 Cause causeOf(qz::HbaCall const& aCall)
@@ -55,7 +56,9 @@ Cause causeOf(qz::HbaCall const& aCall)
         cause.mScsi = scsiCauseOf(*aCall.mScsiStatus, aCall.mSense.data(), aCall.mSenseSize);
         cause.mText = fmt::format("{}: {}; ", commandOf(aCall.mFunction), textOf(*cause.mScsi));
     }
-    cause.mText += textOfCall(cause);
+    cause.mText += aCall.mIsUnanswered ? fmt::format("{} without data in call {}, {}",
+                                                     statusText(*cause.mStatus), cause.mCall, cause.mFunction)
+                                       : textOfCall(cause);
     return cause;
 }
 }  // namespace

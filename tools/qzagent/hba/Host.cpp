@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "agentkit/include/HbaApi.h"
+#include "agentkit/include/HbaWitness.h"
 #include "backend/common/include/QZString.h"
 #include "backend/common/include/QZVector.h"
 #include "backend/sensor/agentcommon/include/HbaapiAbs.h"
@@ -95,13 +96,14 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
     std::vector<std::string> names;
     bool isVisited = false;
     bool isLoaded = false;
+    qz::refuseUnansweredQueries(true);
     reportFailure(aReport,
                   [&]
                   {
                       setCurrentStep("loading of the HBA libraries");
                       qz::HbaApi api;
                       isLoaded = true;
-                      reportMissingLibraries(aReport);
+                      reportUnusedLibraries(aReport);
                       setCurrentStep("adapters");
                       reportFailure(aReport,
                                     [&]
@@ -116,6 +118,7 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
                                         }
                                     });
                       aEnd();
+                      setCurrentStep("freeing of the HBA libraries");
                   });
     if (!isLoaded)
     {

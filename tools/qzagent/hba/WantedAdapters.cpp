@@ -79,6 +79,24 @@ Indexes withName(qz::HbaApi& aApi, std::vector<std::string> const& aNames, qz::W
     }
     return found;
 }
+/// Reads a WWN with colons, or as 16 hexadecimal digits that can follow 0x.
+std::optional<qz::Wwn> wwnIn(std::string const& aText)
+{
+    constexpr std::size_t numDigits = 16;
+    bool const hasPrefix =
+        aText.size() == numDigits + 2 && (aText.compare(0, 2, "0x") == 0 || aText.compare(0, 2, "0X") == 0);
+    std::string const digits = aText.substr(hasPrefix ? 2 : 0);
+    if (digits.size() != numDigits)
+    {
+        return qz::Wwn::parse(aText);
+    }
+    std::string name;
+    for (std::size_t i = 0; i < numDigits; i += 2)
+    {
+        name += (i == 0 ? "" : ":") + digits.substr(i, 2);
+    }
+    return qz::Wwn::parse(name);
+}
 }  // namespace
 
 std::vector<std::size_t> wantedAdapters(qz::HbaApi& aApi, std::vector<std::string> const& aNames,
@@ -91,7 +109,7 @@ std::vector<std::size_t> wantedAdapters(qz::HbaApi& aApi, std::vector<std::strin
         found = indexesWhere(aNames.size(),
                              [&](std::size_t aIndex) { return std::to_string(aIndex) == aWanted; });
     }
-    std::optional<qz::Wwn> const name = qz::Wwn::parse(aWanted);
+    std::optional<qz::Wwn> const name = wwnIn(aWanted);
     // A name of zeros stands for a name that a device left empty.
     return found.empty() && name && *name != qz::Wwn() ? withName(aApi, aNames, *name, aReport) : found;
 }

@@ -163,9 +163,12 @@ private:
         setStep("refresh");
         aOpened.refresh();
         setStep("attributes");
+        HbaStep const step;
         std::unique_ptr<HBA_ADAPTERATTRIBUTES> const adapter = aOpened.attributes();
         mFound.mFields = fieldsOf(*adapter);
-        attempt(mFound.mFailures, [&] { readPorts(aOpened, adapter->NumberOfPorts); });
+        // An implausible number of ports is an answer of this step.
+        attempt(
+            mFound.mFailures, [&] { readPorts(aOpened, adapter->NumberOfPorts); }, {}, step);
         if (mDepth >= Depth::mappings)
         {
             attempt(mFound.mFailures, [&] { readTargets(aOpened); });
@@ -283,7 +286,8 @@ private:
     template <typename Send>
     void attemptCommand(LunCommand& aCommand, MappedLun& aLun, Subject const& aSubject, Send aSend)
     {
-        setStep(std::string(aCommand.mName) + " to " + *aSubject.mRemotePort);
+        setStep(fmt::format("{} to LUN {} of {}", aCommand.mName, textOf(Luns{aLun.mLun}),
+                            *aSubject.mRemotePort));
         std::optional<Failure> failure = failureOf([&] { aLun.mUnit.update(aSend()); });
         bool const isRefused = failure && isRefusal(*failure);
         aCommand.mIsSupported = aCommand.mIsSupported || !failure || (failure->mCause && !isRefused);
@@ -360,17 +364,18 @@ private:
 
     /// Runs an action. Reports its failure and adds it to the list.
     /// @param aSubject what the action concerns in addition to the adapter
+    /// @param aStep    whose last call is the cause; by default the step begins with the action
     template <typename Action>
-    void attempt(std::vector<Failure>& aFailures, Action aAction, Subject const& aSubject = {})
+    void attempt(std::vector<Failure>& aFailures, Action aAction, Subject const& aSubject = {},
+                 HbaStep const& aStep = HbaStep())
     {
-        addFailure(aFailures, failureOf(aAction), aSubject);
+        addFailure(aFailures, failureOf(aAction, aStep), aSubject);
     }
 
     /// @return the failure of an action, if it fails
     template <typename Action>
-    static std::optional<Failure> failureOf(Action aAction)
+    static std::optional<Failure> failureOf(Action aAction, HbaStep const& aStep = HbaStep())
     {
-        HbaStep const step;
         try
         {
             aAction();
@@ -378,7 +383,7 @@ private:
         }
         catch (std::exception const& exception)
         {
-            return step.failureOf(exception);
+            return aStep.failureOf(exception);
         }
     }
 

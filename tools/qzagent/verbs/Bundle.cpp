@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -22,6 +23,7 @@
 #include "tools/qzagent/bundle/VerbProcess.h"
 #include "tools/qzagent/capture/CaptureDocument.h"
 #include "tools/qzagent/capture/CaptureInput.h"
+#include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/SectionOfHost.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/Descriptor.h"
@@ -29,6 +31,7 @@
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/cli/Table.h"
+#include "tools/qzagent/vqm/VqmLoad.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 
 namespace qzagent
@@ -80,33 +83,54 @@ private:
     Descriptor const mDescriptor;
 };
 
-/// Learns the originals that only the events of a recording contain.
-class EventLearner
+/// Finds the interfaces of a recording, and learns the originals that only its events contain.
+class RecordingSurvey
 {
 public:
-    explicit EventLearner(Anonymiser& aAnonymiser) : mAnonymiser(aAnonymiser) {}
+    /// @param aAnonymiser null to learn nothing
+    explicit RecordingSurvey(Anonymiser* aAnonymiser) : mAnonymiser(aAnonymiser) {}
 
     void operator()(CaptureEvent const& aEvent)
     {
-        if (!aEvent.mRecord)
+        addInterface(aEvent.mInterface);
+        if (mAnonymiser != nullptr && aEvent.mRecord)
         {
-            return;
-        }
-        mAnonymiser.learnNames({reinterpret_cast<char const*>(aEvent.mEncoded.mData), aEvent.mEncoded.mSize});
-        if (aEvent.mRecord->hasNames())
-        {
-            mAnonymiser.learn(*aEvent.mRecord->first());
-            mAnonymiser.learn(*aEvent.mRecord->second());
+            learn(aEvent);
         }
     }
-    /// Only events have originals.
+    void operator()(CaptureCounts const& aCounts) { addInterface(aCounts.mInterface); }
+    /// Other items have neither.
     template <typename Item>
     void operator()(Item const&)
     {
     }
 
+    std::vector<pcapng::Interface> const& interfaces() const { return mInterfaces; }
+
 private:
-    Anonymiser& mAnonymiser;
+    void addInterface(pcapng::Interface const* aInterface)
+    {
+        auto const isSame = [aInterface](pcapng::Interface const& aOther)
+        { return aOther.mName == aInterface->mName && aOther.mDescription == aInterface->mDescription; };
+        if (aInterface != nullptr && std::none_of(mInterfaces.begin(), mInterfaces.end(), isSame))
+        {
+            mInterfaces.push_back(*aInterface);
+        }
+    }
+
+    void learn(CaptureEvent const& aEvent)
+    {
+        mAnonymiser->learnNames(
+            {reinterpret_cast<char const*>(aEvent.mEncoded.mData), aEvent.mEncoded.mSize});
+        if (aEvent.mRecord->hasNames())
+        {
+            mAnonymiser->learn(*aEvent.mRecord->first());
+            mAnonymiser->learn(*aEvent.mRecord->second());
+        }
+    }
+
+    Anonymiser* const mAnonymiser;
+    std::vector<pcapng::Interface> mInterfaces;
 };
 
 /// Passes the events of a recording to the bundle.
@@ -172,7 +196,7 @@ public:
         add({"statistics-start", &addStatistics, {"statistics"}, noAdapters});
         add({"latency", &addLatency, {"latency"}, noAdapters});
         std::size_t const before = mDocuments.size();
-        if (mOptions.mSeconds > 0)
+        if (mOptions.mSeconds > 0 && !hasNoBoards())
         {
             watch(recording);
         }
@@ -201,9 +225,44 @@ private:
              {{"received", 0}, {"written", 0}, {"dropped", 0}, {"drops", {}}, {"events", {}}}});
     }
 
+    /// @return whether it is certain that no board can have events; says so
+    bool hasNoBoards() const
+    {
+        nlohmann::ordered_json const messages =
+            valueOf("vendor", "messages", nlohmann::ordered_json::array());
+        bool const hasAnswer = valueOf("vendor", "exit_status", 1) == 0;
+        if (!hasAnswer && !isMissingVqm(messages))
+        {
+            return false;
+        }
+        bool const hasNone = valueOf("vendor", "boards", nlohmann::ordered_json::array()).empty();
+        if (hasNone)
+        {
+            mSetting.mReport.addNote(
+                fmt::format("{}, so events are not recorded", hasAnswer ? "no boards" : "no vendor library"));
+        }
+        return hasNone;
+    }
+
+    static bool isMissingVqm(nlohmann::ordered_json const& aMessages)
+    {
+        return std::any_of(aMessages.begin(), aMessages.end(),
+                           [](nlohmann::ordered_json const& aMessage)
+                           { return aMessage.value("text", "") == missingVqmNote; });
+    }
+
+    /// @return whether the verb failed only because the host has no vendor library, which many hosts do not have
+    static bool isOptional(Part const& aPart, CaptureDocument const& aDocument)
+    {
+        return aPart.mName == std::string("vendor") &&
+               isMissingVqm(parseForeignJson<nlohmann::ordered_json>(aDocument.mText)
+                                .value("messages", nlohmann::ordered_json::array()));
+    }
+
     void add(Part const& aPart)
     {
-        std::optional<VerbDocument> const found = mSignals.count() > 0 ? std::nullopt : documentOf(aPart);
+        mSignals.take();
+        std::optional<VerbDocument> const found = mSignals.hasArrived() ? std::nullopt : documentOf(aPart);
         if (!found)
         {
             mMissing.emplace_back(aPart.mName);
@@ -211,7 +270,7 @@ private:
         else
         {
             mDocuments.push_back(makeCaptureDocument(aPart.mName, found->mText));
-            if (found->mExitCode != ExitCode::success)
+            if (found->mExitCode != ExitCode::success && !isOptional(aPart, mDocuments.back()))
             {
                 mSetting.mReport.addError(ExitCode::failed,
                                           fmt::format("{} failed; the document has the reason", aPart.mName));
@@ -244,7 +303,7 @@ private:
         {
             if (document.mName == aDocument)
             {
-                return nlohmann::ordered_json::parse(document.mText).value(aKey, aDefault);
+                return parseForeignJson<nlohmann::ordered_json>(document.mText).value(aKey, aDefault);
             }
         }
         return aDefault;
@@ -267,11 +326,21 @@ private:
     Answer write(std::size_t aBefore, NamelessFile const& aRecording)
     {
         pcapng::Section const header = section();
+        RecordingSurvey survey(mAnonymiser ? &*mAnonymiser : nullptr);
+        visitItems(aRecording.path(), survey);
         if (mAnonymiser)
         {
-            learnAll(header, aRecording);
+            learnAll(header);
         }
         BundleWriter writer(mOptions.mOutput, header, mAnonymiser ? &*mAnonymiser : nullptr);
+        for (CaptureDocument const& document : mDocuments)
+        {
+            writer.describe(document);
+        }
+        for (pcapng::Interface const& board : survey.interfaces())
+        {
+            writer.describe(board);
+        }
         EventCopy copy(writer, mSetting.mReport);
         for (std::size_t i = 0; i <= mDocuments.size(); ++i)
         {
@@ -289,15 +358,13 @@ private:
     }
 
     /// Everything is learned before anything is written, because a document can contain what only an event identifies.
-    void learnAll(pcapng::Section const& aHeader, NamelessFile const& aRecording)
+    void learnAll(pcapng::Section const& aHeader)
     {
         mAnonymiser->learnHost(aHeader.mHardware);
         for (CaptureDocument const& document : mDocuments)
         {
-            mAnonymiser->learn(nlohmann::ordered_json::parse(document.mText));
+            mAnonymiser->learn(parseForeignJson<nlohmann::ordered_json>(document.mText));
         }
-        EventLearner learner(*mAnonymiser);
-        visitItems(aRecording.path(), learner);
     }
 
     Answer answer(std::vector<BundleWriter::Written> const& aDocuments, std::uint64_t aEvents) const
@@ -316,7 +383,7 @@ private:
 
     Setting const& mSetting;
     BundleOptions const& mOptions;
-    StopSignals mSignals;
+    StopSignals mSignals{true};  // a lost connection does not lose the visit
     std::optional<Anonymiser> mAnonymiser;
     std::vector<CaptureDocument> mDocuments;
     std::vector<std::string> mMissing;  ///< names of the documents that a signal prevented

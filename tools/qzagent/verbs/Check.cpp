@@ -31,8 +31,6 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::uint64_t longestLook = 86400;
-
 /// Names of the documents, which are those in a bundle.
 /// @{
 constexpr char const* inventoryName = "inventory";

@@ -25,8 +25,6 @@ namespace qzagent
 {
 namespace
 {
-constexpr std::uint64_t longestLook = 86400;
-
 struct DiffOptions
 {
     std::string mOld;

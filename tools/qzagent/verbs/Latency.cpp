@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -16,6 +17,7 @@
 #include "tools/qzagent/capture/CaptureForm.h"
 #include "tools/qzagent/capture/DocumentRecording.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Interruption.h"
@@ -177,6 +179,23 @@ void reportEnd(Measured const& aMeasured, Report& aReport)
     }
 }
 
+/// Shows what was measured before the call that hangs.
+void showInterrupted(Setting const& aSetting)
+{
+    Report& report = aSetting.mReport;
+    report.addError(ExitCode::failed, "interrupted: " + currentPlace());
+    attempt(report,
+            [&]
+            {
+                if (std::optional<Answer> found = aSetting.mPartial.get())
+                {
+                    aSetting.mOutput.write(aSetting.mIsJson
+                                               ? report.document(aSetting.mCommand, std::move(found->mKeys))
+                                               : found->mText);
+                }
+            });
+}
+
 /// Writes the file last, so that the measured latencies are shown even when writing fails.
 std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
 {
@@ -204,7 +223,10 @@ std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
                             }
                             return answerOf(survey.result(), aSetting, aOptions);
                         });
-    measureAll(survey, aSetting, aOptions);
+    {
+        SecondInterruption const second([&aSetting] { showInterrupted(aSetting); });
+        measureAll(survey, aSetting, aOptions);
+    }
     Measured const& measured = survey.result();
     reportEnd(measured, report);
     std::optional<Answer> answer = answerOf(measured, aSetting, aOptions);

@@ -14,6 +14,7 @@
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/capture/DamageReport.h"
 #include "tools/qzagent/capture/EventMerge.h"
+#include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/LinkTypes.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
@@ -231,16 +232,21 @@ private:
 
     void showDocument(std::string const& aName, pcapng::Bytes aDocument)
     {
-        auto const document =
-            nlohmann::ordered_json::parse(aDocument.begin(), aDocument.end(), nullptr, false);
-        if (document.is_discarded())
+        try
+        {
+            // The capture may come from anywhere, and its bytes could control the terminal.
+            write(documentText(parseForeignJson<nlohmann::ordered_json>(
+                {reinterpret_cast<char const*>(aDocument.mData), aDocument.mSize})));
+            ++mSelected;
+        }
+        catch (DeepJsonError const& error)
+        {
+            addDamage(fmt::format("the document {} is {}", aName, error.what()));
+        }
+        catch (nlohmann::json::exception const&)
         {
             addDamage(fmt::format("the document {} is not valid JSON", aName));
-            return;
         }
-        // The capture may come from anywhere, and its bytes could control the terminal.
-        write(documentText(document));
-        ++mSelected;
     }
 
     /// Reports damage behind the events before it.

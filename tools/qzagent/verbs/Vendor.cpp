@@ -3,8 +3,10 @@
 #include <exception>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -16,6 +18,7 @@
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Failure.h"
+#include "tools/qzagent/cli/PartialAnswer.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/Table.h"
 #include "tools/qzagent/vqm/QuazorSupport.h"
@@ -49,19 +52,47 @@ void reportMissing(LibvqmVersions const& aVersions, Report& aReport)
     }
 }
 
+/// The findings so far, which a timeout shows from another thread.
+class SharedFindings
+{
+public:
+    template <typename Change>
+    void change(Change const& aChange)
+    {
+        std::lock_guard const lock(mMutex);
+        aChange(mFindings);
+    }
+
+    Findings get() const
+    {
+        std::lock_guard const lock(mMutex);
+        return mFindings;
+    }
+
+private:
+    mutable std::mutex mMutex;
+    Findings mFindings;
+};
+
 /// @param aFindings set step by step, so that it keeps the answers before a failure
-void query(Findings& aFindings, Report& aReport)
+void query(SharedFindings& aFindings, Report& aReport)
 {
     std::unique_ptr<qz::VqmLibrary> const library = loadVqm(aReport);
-    ReportedEnvironment environment = openEnvironment(*library, aReport, aFindings.mVersions);
+    LibvqmVersions versions;
+    ReportedEnvironment environment = openEnvironment(*library, aReport, versions);
+    aFindings.change([&](Findings& aFound) { aFound.mVersions = versions; });
     if (numberOfBoards(*environment) == 0)
     {
         aReport.addNote("no boards");
         return;
     }
-    reportMissing(aFindings.mVersions, aReport);
-    aFindings.mBoards = boardsOf(*environment, aReport);
-    aFindings.mSupportsQuazor = supportsQuazorEvents(*environment);
+    reportMissing(versions, aReport);
+    visitBoards(*environment, aReport,
+                [&](Board&& aBoard) {
+                    aFindings.change([&](Findings& aFound) { aFound.mBoards.push_back(std::move(aBoard)); });
+                });
+    bool const isSupported = supportsQuazorEvents(*environment);
+    aFindings.change([&](Findings& aFound) { aFound.mSupportsQuazor = isSupported; });
 }
 
 nlohmann::ordered_json jsonOf(Board const& aBoard)
@@ -145,13 +176,8 @@ std::vector<Board>::const_iterator endOfShared(std::vector<Board>::const_iterato
     return std::distance(aFirst, end) > few ? end : std::next(aFirst);
 }
 
-/// @return a table; empty without boards
 std::string tableOf(Findings const& aFindings, bool aColoured)
 {
-    if (aFindings.mBoards.empty())
-    {
-        return {};
-    }
     Table table({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured);
     addVersion(table, "library version", aFindings.mVersions.mLibrary);
     addVersion(table, "driver version", aFindings.mVersions.mDriver);
@@ -176,10 +202,22 @@ std::string tableOf(Findings const& aFindings, bool aColoured)
     return table.text();
 }
 
+/// @param aHasTable whether there is something to show in a table
+Answer answerOf(Findings const& aFindings, bool aHasTable, Setting const& aSetting)
+{
+    return {jsonOf(aFindings), aHasTable ? tableOf(aFindings, aSetting.mIsColoured) : ""};
+}
+
 Answer vendor(Setting const& aSetting)
 {
-    aSetting.mPartial.provide([] { return Answer{jsonOf(Findings()), ""}; });
-    Findings findings;
+    SharedFindings findings;
+    ScopedSource source(aSetting.mPartial,
+                        [&]
+                        {
+                            Findings const found = findings.get();
+                            bool const hasVersion = found.mVersions.mLibrary || found.mVersions.mDriver;
+                            return answerOf(found, hasVersion || !found.mBoards.empty(), aSetting);
+                        });
     try
     {
         query(findings, aSetting.mReport);
@@ -192,7 +230,10 @@ Answer vendor(Setting const& aSetting)
     {
         aSetting.mReport.addError(ExitCode::failed, exception.what());
     }
-    return {jsonOf(findings), tableOf(findings, aSetting.mIsColoured)};
+    Findings const found = findings.get();
+    Answer answer = answerOf(found, !found.mBoards.empty(), aSetting);
+    source.setLast(answer);
+    return answer;
 }
 }  // namespace
 

@@ -42,7 +42,7 @@ public:
 private:
     static qz::VqmLibrary& opening(qz::VqmLibrary& aLibrary)
     {
-        setCurrentStep("VQM_InitDiagEnv, or VQM_GetLibVer or VQM_GetDrvInfo after it");
+        setCurrentStep("VQM_InitDiagEnv");
         return aLibrary;
     }
 

@@ -1,7 +1,9 @@
 #include "tools/qzagent/vqm/VqmBoards.h"
 
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -57,14 +59,20 @@ Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aR
     }
 }
 
-std::vector<Board> boardsOf(qz::VqmEnvironment& aEnvironment, Report& aReport)
+void visitBoards(qz::VqmEnvironment& aEnvironment, Report& aReport,
+                 std::function<void(Board&&)> const& aVisit)
 {
     unsigned int const count = numberOfBoards(aEnvironment);
-    std::vector<Board> boards;
     for (unsigned int number = 0; number < count; ++number)
     {
-        boards.push_back(boardOf(aEnvironment, number, aReport));
+        aVisit(boardOf(aEnvironment, number, aReport));
     }
+}
+
+std::vector<Board> boardsOf(qz::VqmEnvironment& aEnvironment, Report& aReport)
+{
+    std::vector<Board> boards;
+    visitBoards(aEnvironment, aReport, [&boards](Board&& aBoard) { boards.push_back(std::move(aBoard)); });
     return boards;
 }
 }  // namespace qzagent

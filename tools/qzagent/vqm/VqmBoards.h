@@ -2,6 +2,7 @@
 /// The boards of the vendor library.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -31,6 +32,11 @@ unsigned int numberOfBoards(qz::VqmEnvironment& aEnvironment);
 /// @throws QZCNotAllowedEx when the vendor library lacks a function
 /// @throws QZCNoMemoryEx when memory is exhausted
 Board boardOf(qz::VqmEnvironment& aEnvironment, unsigned int aNumber, Report& aReport);
+
+/// Calls the function with each board, as soon as the board has answered or failed.
+/// @throws std::runtime_error as numberOfBoards()
+void visitBoards(qz::VqmEnvironment& aEnvironment, Report& aReport,
+                 std::function<void(Board&&)> const& aVisit);
 
 /// Reads the names of all boards.
 /// @param aReport receives a failure for each board whose names are unavailable

@@ -3,6 +3,8 @@
 #include <memory>
 #include <string>
 
+#include <dlfcn.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include "agentkit/include/VqmLibrary.h"
@@ -13,18 +15,45 @@
 
 namespace qzagent
 {
+namespace
+{
+std::string const path = "/usr/lib/libvqm.so";
+
+/// A call of a function that is missing fails without its name.
+void noteMissingFunctions(Report& aReport)
+{
+    std::unique_ptr<void, int (*)(void*)> const library(::dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD),
+                                                        &::dlclose);
+    std::string missing;
+    for (char const* const name :
+         {"VQM_GetLibVer", "VQM_InitDiagEnv", "VQM_FreeDiagEnv", "VQM_GetDrvInfo", "VQM_GetLinkInfo",
+          "RegisterForEvent", "unRegisterForEvent", "VQM_QZ_RegisterForEvent", "VQM_QZ_unRegisterForEvent"})
+    {
+        if (library != nullptr && ::dlsym(library.get(), name) == nullptr)
+        {
+            missing += (missing.empty() ? "" : ", ") + std::string(name);
+        }
+    }
+    if (!missing.empty())
+    {
+        aReport.addNote(fmt::format("{} lacks functions: {}", path, missing));
+    }
+}
+}  // namespace
+
 std::unique_ptr<qz::VqmLibrary> loadVqm(Report& aReport)
 {
     setCurrentStep("loading of libvqm");
     try
     {
-        return std::make_unique<qz::VqmLibrary>();
+        auto library = std::make_unique<qz::VqmLibrary>();
+        noteMissingFunctions(aReport);
+        return library;
     }
     catch (QZCNotFoundEx const&)
     {
-        std::string const path = "/usr/lib/libvqm.so";
         bool const isMissing = ::access(path.c_str(), F_OK) != 0;
-        aReport.addNote(isMissing ? path + " is missing" : path + " does not load: " + loadErrorOf(path));
+        aReport.addNote(isMissing ? missingVqmNote : path + " does not load: " + loadErrorOf(path));
         throw;
     }
 }

@@ -69,7 +69,8 @@ void VqmRegistrations::add(Board const& aBoard)
 
 qz::VqmRegistration VqmRegistrations::registrationOf(Board const& aBoard)
 {
-    setCurrentStep(fmt::format("registration of board {}", aBoard.mNumber));
+    setCurrentStep(fmt::format(
+        "{} of board {}", mKind.mIsPlain ? "RegisterForEvent" : "VQM_QZ_RegisterForEvent", aBoard.mNumber));
     if (mKind.mIsPlain)
     {
         return qz::VqmRegistration::plain(mLibrary, aBoard.mNumber, mKind.mCategory, &mIntake,
@@ -82,7 +83,9 @@ qz::VqmRegistration VqmRegistrations::registrationOf(Board const& aBoard)
 
 void VqmRegistrations::end(RegisteredBoard& aBoard)
 {
-    setCurrentStep(fmt::format("unregistration of board {}", aBoard.mBoard));
+    setCurrentStep(fmt::format("{} of board {}",
+                               mKind.mIsPlain ? "unRegisterForEvent" : "VQM_QZ_unRegisterForEvent",
+                               aBoard.mBoard));
     try
     {
         unsigned int const result = aBoard.mRegistration.end();

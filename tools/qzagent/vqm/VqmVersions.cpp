@@ -5,13 +5,14 @@
 #include <string_view>
 
 #include "backend/common/include/Logger.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 
 namespace qzagent
 {
 namespace
 {
-constexpr std::string_view tagOfInformation = " -I- ";
+constexpr unsigned int neededLevels = QZLL_Information | QZLL_Trace;
 constexpr std::string_view libraryText = "Found Libvqm version : ";
 constexpr std::string_view driverText = "KWRT Driver Version - ";
 
@@ -31,13 +32,37 @@ void takeVersion(std::optional<std::string>& aVersion, std::string_view aText, s
         aVersion = aText.substr(aStart.size());
     }
 }
+
+/// @return whether the line has the tag of the level, before its place
+bool hasTag(std::string_view aLine, std::string_view aTag) { return aLine.find(aTag) < aLine.find(": "); }
+
+/// Opening the environment calls several functions of the library, each in an operation that logs its beginning.
+void takeStep(std::string_view aLine)
+{
+    struct Operation
+    {
+        std::string_view mBeginning;
+        char const* mStep;
+    };
+    constexpr Operation operations[] = {{" __initLibvqm: Entered", "VQM_InitDiagEnv"},
+                                        {" __processLibvqmVersion: Entered", "VQM_GetLibVer"},
+                                        {" DoesDriverSupportQzapi: Entered", "VQM_GetDrvInfo of board 0"}};
+    for (Operation const& operation : operations)
+    {
+        if (aLine.size() > operation.mBeginning.size() &&
+            aLine.substr(aLine.size() - operation.mBeginning.size()) == operation.mBeginning)
+        {
+            setCurrentStep(operation.mStep);
+        }
+    }
+}
 }  // namespace
 
 LibvqmVersionLog::LibvqmVersionLog(ErrorStream& aErrors, LibvqmVersions& aVersions)
     : mErrors(aErrors), mVersions(aVersions), mFormerMask(GetLogLevelMask())
 {
     SetLogSink(&takeLine, this);
-    SetLogLevelMask(mFormerMask | QZLL_Information);
+    SetLogLevelMask(mFormerMask | neededLevels);
 }
 
 LibvqmVersionLog::~LibvqmVersionLog()
@@ -52,8 +77,10 @@ void LibvqmVersionLog::takeLine(void* aLog, char const* aLine, unsigned int aLen
     std::string_view const line(aLine, aLength - 1);
     takeVersion(log.mVersions.mLibrary, loggedTextOf(line), libraryText);
     takeVersion(log.mVersions.mDriver, loggedTextOf(line), driverText);
-    bool const isInformation = line.find(tagOfInformation) < line.find(": ");
-    if (!isInformation || (log.mFormerMask & QZLL_Information) != 0)
+    takeStep(line);
+    bool const isHidden = (hasTag(line, " -I- ") && (log.mFormerMask & QZLL_Information) == 0) ||
+                          (hasTag(line, " -T- ") && (log.mFormerMask & QZLL_Trace) == 0);
+    if (!isHidden)
     {
         log.mErrors.writeLine(line);
     }

@@ -15,7 +15,7 @@ struct LibvqmVersions
     std::optional<std::string> mDriver;   ///< none when VQM_InitDiagEnv wrote no text
 };
 
-/// Reads the versions from the log while the object exists. The log lines that were shown before are still shown. Only
+/// Reads the versions from the log while the object exists, and names the call of the library as the current step. The log lines that were shown before are still shown. Only
 /// one object may exist at a time.
 class LibvqmVersionLog
 {

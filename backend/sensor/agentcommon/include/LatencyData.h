@@ -91,7 +91,7 @@ public:
 private:
     unsigned int mIoCount;
     unsigned int mAverageIoSize;
-    [[maybe_unused]] unsigned char mMarker;  // stored for the component that fills the entry; not read here
+    unsigned char mMarker;  // stored for the component that fills the entry; not read here
     unsigned int mTrueLatency;
     unsigned int mSearchType;
     unsigned int mBase;

@@ -1,0 +1,88 @@
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/Process.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/tools/qzagent/Agent.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+/// Runs the agent with these libraries in /etc/hba.conf.
+/// @param aRefusal see RefusedLibrary.cpp
+/// @return the texts of the notes
+std::vector<std::string> notesWith(std::vector<std::string> const& aLibraries,
+                                   std::string const& aRefusal = {})
+{
+    ScratchFolder const folder;
+    std::string lines;
+    for (std::string const& path : aLibraries)
+    {
+        lines += "example." + std::to_string(&path - aLibraries.data()) + " " + path + "\n";
+    }
+    Environment environment = hiddenConfiguration();
+    environment["HBA_CONFIGURATION"] = folder.write("hba.conf", lines);
+    environment["QZSIM_SCENARIO"] = SCENARIOS "/two-adapters.toml";
+    environment["REFUSAL"] = aRefusal;
+    std::vector<std::string> notes;
+    for (auto const& message : documentOf(runAgent({"adapters", "--json"}, environment))["messages"])
+    {
+        if (message["severity"] == "note")
+        {
+            notes.push_back(message["text"]);
+        }
+    }
+    return notes;
+}
+
+TEST(QzagentHbaConfiguration, HasNoNoteForLibrariesThatTheCommonLibraryAccepts)
+{
+    EXPECT_THAT(notesWith({SIMULATED_LIBRARY}), IsEmpty());
+    EXPECT_THAT(notesWith({SIMULATED_LIBRARY, REFUSED_LIBRARY_1}), IsEmpty());
+    EXPECT_THAT(notesWith({REFUSED_LIBRARY_2, SIMULATED_LIBRARY}), IsEmpty());
+}
+
+TEST(QzagentHbaConfiguration, NotesALibraryWithoutTheFunctionThatRegistersIt)
+{
+    std::string const note = "the common library does not use HBA library example.1 (" NOISY_LIBRARY
+                             "): the library has no function HBA_RegisterLibrary";
+    EXPECT_THAT(notesWith({SIMULATED_LIBRARY, NOISY_LIBRARY}), ElementsAre(note));
+}
+
+TEST(QzagentHbaConfiguration, NotesALibraryThatIsRefusedWhileNoOtherLibraryIsLoaded)
+{
+    EXPECT_THAT(notesWith({NOISY_LIBRARY}),
+                ElementsAre("the common library does not use HBA library example.0 (" NOISY_LIBRARY
+                            "): the library has no function HBA_RegisterLibrary"));
+}
+
+TEST(QzagentHbaConfiguration, NotesALibraryThatDoesNotRegister)
+{
+    std::string const start = "the common library does not use HBA library example.1 (";
+    EXPECT_THAT(notesWith({SIMULATED_LIBRARY, REFUSED_LIBRARY_1, REFUSED_LIBRARY_2}, "register"),
+                ElementsAre(start + REFUSED_LIBRARY_1
+                                "): HBA_RegisterLibrary returns HBA_STATUS_ERROR_INCOMPATIBLE (15)",
+                            "the common library does not use HBA library example.2 (" REFUSED_LIBRARY_2
+                            "): HBA_RegisterLibraryV2 returns HBA_STATUS_ERROR_INCOMPATIBLE (15)"));
+}
+
+TEST(QzagentHbaConfiguration, NotesALibraryWithoutALoadLibraryFunction)
+{
+    EXPECT_THAT(notesWith({SIMULATED_LIBRARY, REFUSED_LIBRARY_1}, "no load"),
+                ElementsAre("the common library does not use HBA library example.1 (" REFUSED_LIBRARY_1
+                            "): the library registers no LoadLibrary function"));
+}
+
+TEST(QzagentHbaConfiguration, NotesALibraryWhoseLoadLibraryFunctionFails)
+{
+    EXPECT_THAT(notesWith({SIMULATED_LIBRARY, REFUSED_LIBRARY_2}, "load"),
+                ElementsAre("the common library does not use HBA library example.1 (" REFUSED_LIBRARY_2
+                            "): its LoadLibrary function returns HBA_STATUS_ERROR_UNAVAILABLE (12)"));
+}
+}  // namespace
