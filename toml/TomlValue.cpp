@@ -54,11 +54,16 @@ void TomlValue::refuse(std::string_view aExpected) const
 std::string escaped(std::string_view aText)
 {
     std::string result;
-    for (char const character : aText)
+    while (!aText.empty())
     {
-        result += isControlCharacter(character)
+        // Control characters above ASCII have two bytes in UTF-8: the second one is the character.
+        bool const isLong =
+            aText.size() > 1 && aText[0] == '\xc2' && (static_cast<unsigned char>(aText[1]) & 0xe0U) == 0x80U;
+        char const character = aText[isLong ? 1 : 0];
+        result += isLong || isControlCharacter(character)
                       ? fmt::format("\\u{:04X}", static_cast<unsigned char>(character))
                       : std::string(1, character);
+        aText.remove_prefix(isLong ? 2 : 1);
     }
     return result;
 }

@@ -19,6 +19,8 @@
 
 #include "simulator/control/Descriptor.h"
 #include "simulator/control/SocketAddress.h"
+#include "simulator/control/StandardOutput.h"
+#include "toml/TomlValue.h"
 
 namespace
 {
@@ -210,11 +212,7 @@ int report(std::string_view aAnswer)
 int run(Options const& aOptions)
 {
     int const status = report(answerTo(lineOf(aOptions), aOptions.mWords.front()));
-    if (std::fflush(stdout) != 0)
-    {
-        fail("cannot write the answer");
-    }
-    return status;
+    return qzsim::finishOutput("qzsimctl") ? status : misused;
 }
 }  // namespace
 
@@ -229,15 +227,16 @@ int main(int aCount, char** aArguments)
     }
     catch (CLI::Success const& request)  // --help and --version
     {
-        return parser.exit(request);
+        int const status = parser.exit(request);
+        return qzsim::finishOutput("qzsimctl") ? status : misused;
     }
     catch (CLI::ParseError const& error)
     {
-        fmt::print(stderr, "qzsimctl: {}; see qzsimctl --help\n", error.what());
+        fmt::print(stderr, "qzsimctl: {}; see qzsimctl --help\n", tomlfile::escaped(error.what()));
     }
     catch (std::exception const& error)
     {
-        fmt::print(stderr, "qzsimctl: {}\n", error.what());
+        fmt::print(stderr, "qzsimctl: {}\n", tomlfile::escaped(error.what()));
     }
     return misused;
 }

@@ -51,6 +51,14 @@ void DiagnosticEnvironment::startSourcesFor(Registration const& aRegistration)
     }
 }
 
+void DiagnosticEnvironment::setPaused(bool aIsPaused)
+{
+    for (EventSource& source : mSources)
+    {
+        source.setPaused(aIsPaused);
+    }
+}
+
 void DiagnosticEnvironment::close()
 {
     for (EventSource& source : mSources)

@@ -24,6 +24,9 @@ public:
     /// @throws std::system_error when a thread cannot be created; the registration is then removed again
     QZ_result add(Registration aRegistration, unsigned int* aId);
 
+    /// Makes all sources wait.
+    void setPaused(bool aIsPaused);
+
     /// Ends all registrations and stops all sources: no callback starts after this. Does not wait.
     void close();
 

@@ -288,6 +288,7 @@ std::vector<EventSeries> DiagnosticSimulation::takeEvents()
         return {};
     }
     advance();
+    mEnvironment->setPaused(mWorld->isPaused());
     return mWorld->isPaused() ? std::vector<EventSeries>() : std::exchange(mEvents, {});
 }
 

@@ -1,5 +1,6 @@
 #include "simulator/diagnostic/EventSource.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <climits>
 #include <cstddef>
@@ -48,15 +49,33 @@ void EventSource::start()
     if (!mIsStopped && !mThread.joinable())
     {
         SignalBlock const signals;
-        mThread = std::thread(&EventSource::run, this, Clock::now());
+        mStart = Clock::now();
+        mThread = std::thread(&EventSource::run, this);
     }
+}
+
+void EventSource::setPaused(bool aIsPaused)
+{
+    std::lock_guard const lock(mMutex);
+    if (aIsPaused == mPausedSince.has_value())
+    {
+        return;
+    }
+    if (aIsPaused)
+    {
+        mPausedSince = Clock::now();
+        return;
+    }
+    mStart += Clock::now() - std::max(mStart, *mPausedSince);
+    mPausedSince.reset();
+    mChanged.notify_all();
 }
 
 void EventSource::stop()
 {
     std::lock_guard const lock(mMutex);
     mIsStopped = true;
-    mStopped.notify_all();
+    mChanged.notify_all();
 }
 
 bool EventSource::join()
@@ -72,13 +91,13 @@ bool EventSource::join()
     return true;
 }
 
-void EventSource::run(Clock::time_point aStart)
+void EventSource::run()
 {
     if (mFeed)
     {
         runFeed();
     }
-    for (std::uint32_t number = 0; number < mSeries.mCount && waitUntil(due(number, aStart)); ++number)
+    for (std::uint32_t number = 0; number < mSeries.mCount && waitFor(number); ++number)
     {
         send(number);
     }
@@ -98,7 +117,6 @@ struct EventSource::Fed
 
     EventSeries const mSeries;
     EventSource mSource;
-    Clock::time_point mStart = Clock::now();
     std::uint32_t mNext = 0;
 };
 
@@ -106,17 +124,16 @@ void EventSource::runFeed()
 {
     constexpr std::chrono::milliseconds interval(5);
     std::list<Fed> all;
-    while (waitUntil(Clock::now() + interval))
+    while (waitFor(interval))
     {
-        for (EventSeries& series : mFeed())
-        {
-            all.emplace_back(std::move(series), mRegistrations);
-        }
+        takeFed(all);
+        bool const isPaused = this->isPaused();
         all.remove_if(
-            [this](Fed& aFed)
+            [this, isPaused](Fed& aFed)
             {
-                while (!mIsStopped && aFed.mNext < aFed.mSeries.mCount &&
-                       aFed.mSource.due(aFed.mNext, aFed.mStart) <= Clock::now())
+                aFed.mSource.setPaused(isPaused);
+                while (!mIsStopped && !isPaused && aFed.mNext < aFed.mSeries.mCount &&
+                       aFed.mSource.due(aFed.mNext) <= Clock::now())
                 {
                     aFed.mSource.send(aFed.mNext++);
                 }
@@ -125,18 +142,42 @@ void EventSource::runFeed()
     }
 }
 
-EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber, Clock::time_point aStart) const
+void EventSource::takeFed(std::list<Fed>& aAll)
+try
 {
-    return aStart + timeOf(aNumber, mSeries);
+    for (EventSeries& series : mFeed())
+    {
+        aAll.emplace_back(std::move(series), mRegistrations);
+    }
+}
+catch (std::bad_alloc const&)
+{
+    drop();
 }
 
-bool EventSource::waitUntil(Clock::time_point aTime)
+bool EventSource::isPaused()
 {
-    // If the event is already due, no lock is needed.
-    if (!mIsStopped && aTime > Clock::now())
+    std::lock_guard const lock(mMutex);
+    return mPausedSince.has_value();
+}
+
+EventSource::Clock::time_point EventSource::due(std::uint32_t aNumber) const
+{
+    return mStart + timeOf(aNumber, mSeries);
+}
+
+bool EventSource::waitFor(Clock::duration aTime)
+{
+    std::unique_lock lock(mMutex);
+    return !mChanged.wait_for(lock, aTime, [this] { return mIsStopped.load(); });
+}
+
+bool EventSource::waitFor(std::uint32_t aNumber)
+{
+    std::unique_lock lock(mMutex);
+    while (!mIsStopped && (mPausedSince || due(aNumber) > Clock::now()))
     {
-        std::unique_lock lock(mMutex);
-        mStopped.wait_until(lock, aTime, [this] { return mIsStopped.load(); });
+        mPausedSince ? mChanged.wait(lock) : static_cast<void>(mChanged.wait_until(lock, due(aNumber)));
     }
     return !mIsStopped;
 }
@@ -158,6 +199,11 @@ try
     mRegistrations.deliver(audience, mSeries, event);
 }
 catch (std::bad_alloc const&)
+{
+    drop();
+}
+
+void EventSource::drop()
 {
     // A source may send 100000 events per second, so only the first one is reported at once.
     if (++mDropped == 1)

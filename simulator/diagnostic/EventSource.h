@@ -7,7 +7,9 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -44,6 +46,9 @@ public:
     /// Makes the source send no more events. Does not wait.
     void stop();
 
+    /// Makes the source send no events until the pause ends. The events then come later, by the length of the pause.
+    void setPaused(bool aIsPaused);
+
     /// Call only for a stopped source.
     /// @return whether its thread has ended or was never started
     bool hasEnded() const { return mHasEnded || !mThread.joinable(); }
@@ -62,22 +67,36 @@ private:
     /// A series of the feed.
     struct Fed;
 
-    void run(Clock::time_point aStart);
+    void run();
     void runFeed();
-    Clock::time_point due(std::uint32_t aNumber, Clock::time_point aStart) const;
 
-    /// @return true at that time; false when the source was stopped before
-    bool waitUntil(Clock::time_point aTime);
+    /// Adds the series of the feed, or drops them when memory runs out.
+    void takeFed(std::list<Fed>& aAll);
+
+    bool isPaused();
+    Clock::time_point due(std::uint32_t aNumber) const;
+
+    /// @return false when the source was stopped before the time ended
+    bool waitFor(Clock::duration aTime);
+
+    /// Waits until the event is due, and for the end of a pause.
+    /// @return false when the source was stopped before
+    bool waitFor(std::uint32_t aNumber);
 
     /// Drops the event when memory runs out.
     void send(std::uint32_t aNumber);
+
+    /// Reports that an event is dropped because memory has run out.
+    void drop();
 
     Feed const mFeed;  ///< empty for a source of one series
     EventSeries const& mSeries;
     Registrations& mRegistrations;
     std::vector<std::uint8_t> mPayload;
     std::mutex mMutex;
-    std::condition_variable mStopped;
+    Clock::time_point mStart = Clock::now();
+    std::optional<Clock::time_point> mPausedSince = std::nullopt;
+    std::condition_variable mChanged;
     std::atomic<bool> mIsStopped = false;
     std::atomic<bool> mHasEnded = false;
     std::uint32_t mDropped = 0;

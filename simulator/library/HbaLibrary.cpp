@@ -128,7 +128,7 @@ HBA_STATUS sendReadCapacity(HBA_HANDLE aHandle, HBA_WWN aTarget, HBA_UINT64 aLun
                         qzsim::ScsiBuffers{aResponse, &aResponseSize, &status, aSense, &aSenseSize});
 }
 
-// A loaded scenario does not change, so there is nothing to refresh.
+// Every call reads the scenario as it is at that time, so there is nothing to refresh.
 void refreshInformation(HBA_HANDLE) {}
 
 /// Fills either version of the entry table. For a null entry the common library returns

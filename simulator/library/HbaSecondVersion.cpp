@@ -58,7 +58,7 @@ HBA_STATUS getFcpStatistics(HBA_HANDLE aHandle, HBA_SCSIID const* aLun, HBA_FC4S
     return statusOfCall(&HbaSimulation::fcpStatistics, aHandle, aLun, aStatistics);
 }
 
-// A loaded scenario does not change, so there is nothing to refresh.
+// Every call reads the scenario as it is at that time, so there is nothing to refresh.
 void refreshAdapterConfiguration() {}
 }  // namespace
 

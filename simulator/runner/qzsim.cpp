@@ -1,6 +1,5 @@
 // Runs a program with simulated adapters instead of the adapters of the host.
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
@@ -16,6 +15,7 @@
 
 #include "simulator/control/ControlSocket.h"
 #include "simulator/control/EnvironmentVariables.h"
+#include "simulator/control/StandardOutput.h"
 #include "simulator/control/Strikes.h"
 #include "simulator/runner/Launch.h"
 #include "simulator/scenario/Scenario.h"
@@ -233,15 +233,7 @@ int checkAndRun(Options const& aOptions)
 }
 
 /// @param aStatus the exit status if the output was written
-int finishOutput(int aStatus)
-{
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
-    {
-        return aStatus;
-    }
-    fmt::print(stderr, "qzsim: cannot write standard output: {}\n", std::generic_category().message(errno));
-    return misused;
-}
+int finishOutput(int aStatus) { return qzsim::finishOutput("qzsim") ? aStatus : misused; }
 }  // namespace
 
 int main(int aCount, char** aArguments)

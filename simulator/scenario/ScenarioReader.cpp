@@ -1,8 +1,11 @@
 #include "simulator/scenario/ScenarioReader.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -11,6 +14,7 @@
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/FaultReader.h"
 #include "simulator/scenario/TimelineReader.h"
+#include "simulator/scenario/ValuePath.h"
 #include "toml/Named.h"
 #include "toml/TableReader.h"
 #include "toml/TomlError.h"
@@ -76,7 +80,31 @@ char const* violationOf(Scenario const& aFormer, Scenario const& aScenario)
     {
         return "the behaviour";
     }
+    if (aFormer.mDiagnostics.mLibrary != aScenario.mDiagnostics.mLibrary)
+    {
+        return "diagnostics.library, which is read only when the program starts";
+    }
+    if (aFormer.mDiagnostics.mMissingFunctions != aScenario.mDiagnostics.mMissingFunctions)
+    {
+        return "diagnostics.missing_functions, which is read only when the vendor library is loaded";
+    }
     return aScenario.mFaults.size() < aFormer.mFaults.size() ? "all former faults" : nullptr;
+}
+
+void checkTakesEffect(ValuePath const& aPath, TomlValue const& aTree)
+{
+    constexpr std::string_view start = "adapter[";
+    constexpr std::string_view events = "].event";
+    std::string const path = aPath.resolved(aTree);
+    std::size_t const end = path.find(']');
+    if (path.compare(0, start.size(), start) == 0 && end != std::string::npos &&
+        path.compare(end, events.size(), events) == 0)
+    {
+        throw TomlError(fmt::format(
+            "{}: expected a value that can change, but [[adapter.event]] tables are read only when "
+            "the HBA library is loaded",
+            aPath.place()));
+    }
 }
 
 /// @return the position of the change, for messages about its effect
@@ -94,8 +122,12 @@ void checkTimeline(TomlValue const& aTree, Scenario const& aScenario)
     }
     TomlValue tree = aTree;
     Scenario present = aScenario;
-    for (TimelineEntry const& entry : aScenario.mTimeline)
+    // Entries with a time happen in the order of time. Nothing is known about the others.
+    std::vector<std::size_t> const timed = timedEntries(aScenario.mTimeline);
+    auto next = timed.begin();
+    for (TimelineEntry const& place : aScenario.mTimeline)
     {
+        TimelineEntry const& entry = place.mAtMs ? aScenario.mTimeline[*next++] : place;
         edit(entry.mChange, tree);
         present = readEdited(tree, present, entry.mChange);
         if (entry.mChange.mEvent)
@@ -132,6 +164,7 @@ void edit(Change const& aChange, TomlValue& aTree)
                   entries.end());
     for (Setting const& setting : aChange.mSettings)
     {
+        checkTakesEffect(setting.mPath, aTree);
         setting.mPath.set(aTree, setting.mValue);
     }
     for (ValuePath const& path : aChange.mRemovals)

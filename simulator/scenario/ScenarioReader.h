@@ -26,7 +26,8 @@ Scenario readScenario(tomlfile::TomlValue const& aTree);
 /// @throws tomlfile::TomlError when the change is not possible
 void edit(Change const& aChange, tomlfile::TomlValue& aTree);
 
-/// Reads the content after changes. They must keep the adapters and their order, the number of boards, and all faults.
+/// Reads the content after changes. They must keep the adapters and their order, the number of boards, all faults,
+/// and what is read only once.
 /// @param aFormer the scenario before the changes
 /// @param aChange the last one, whose position is that of errors
 /// @throws tomlfile::TomlError when the changes are not possible

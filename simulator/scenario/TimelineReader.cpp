@@ -1,5 +1,6 @@
 #include "simulator/scenario/TimelineReader.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -86,6 +87,22 @@ std::vector<TimelineEntry> readTimeline(TomlValue const& aTables)
                    aEntry.mPlace = aTable.place();
                    entries.push_back(std::move(aEntry));
                });
+    return entries;
+}
+
+std::vector<std::size_t> timedEntries(std::vector<TimelineEntry> const& aTimeline)
+{
+    std::vector<std::size_t> entries;
+    for (std::size_t entry = 0; entry < aTimeline.size(); ++entry)
+    {
+        if (aTimeline[entry].mAtMs)
+        {
+            entries.push_back(entry);
+        }
+    }
+    std::stable_sort(entries.begin(), entries.end(),
+                     [&](std::size_t aOne, std::size_t aOther)
+                     { return aTimeline[aOne].mAtMs < aTimeline[aOther].mAtMs; });
     return entries;
 }
 }  // namespace qzsim

@@ -146,6 +146,11 @@ std::string Commands::perform(std::string_view aCommand, World::Time aNow)
     {
         return startOrEndFault(rest, aNow);
     }
+    bool const isAlone = command == "verify" || command == "pause" || command == "resume";
+    if (isAlone && !rest.empty())
+    {
+        refuse(fmt::format("nothing after {}", command), rest);
+    }
     if (command == "verify")
     {
         return verify(aNow);

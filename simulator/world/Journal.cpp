@@ -70,7 +70,7 @@ void Journal::readFile()
     std::ifstream file(mPath, std::ios::binary);
     file.seekg(static_cast<std::streamoff>(mPosition));
     std::string const added(std::istreambuf_iterator<char>(file), {});
-    mPosition += added.size();
     mUnread += added;
+    mPosition += added.size();
 }
 }  // namespace qzsim

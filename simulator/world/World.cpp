@@ -19,6 +19,7 @@
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/scenario/Statistics.h"
+#include "simulator/scenario/TimelineReader.h"
 #include "toml/TomlError.h"
 #include "toml/TomlText.h"
 
@@ -134,11 +135,11 @@ void writeCounters(std::string const& aPath, World::Time aNow, Since const& aSin
         {
             auto const rate = static_cast<std::uint32_t>(numberOfCounter(aPort, nameOfRates(aTable), aName));
             auto const since = aSince.find(aCounter);
-            if (rate != 0)
+            World::Time const age = aNow - (since == aSince.end() ? World::Time() : since->second);
+            // A counter that the same change has set or removed has not grown.
+            if (rate != 0 && age != World::Time())
             {
-                numbers[aCounter] =
-                    counterAfter(aNow - (since == aSince.end() ? World::Time() : since->second),
-                                 numberOfCounter(aPort, aTable, aName), rate);
+                numbers[aCounter] = counterAfter(age, numberOfCounter(aPort, aTable, aName), rate);
             }
         });
     for (auto const& [counter, number] : numbers)
@@ -147,28 +148,62 @@ void writeCounters(std::string const& aPath, World::Time aNow, Since const& aSin
     }
 }
 
-/// Makes a change in the tree.
+/// @return the times of the counters after the removal of this element of an array: the elements behind it move
+Since withoutElement(std::string const& aPath, Since const& aSince)
+{
+    std::size_t const start = aPath.rfind('[') + 1;
+    std::string_view const array = std::string_view(aPath).substr(0, start);
+    auto const removed = numberIn<std::size_t>(std::string_view(aPath).substr(start));
+    Since left;
+    for (auto const& [counter, time] : aSince)
+    {
+        if (std::string_view(counter).substr(0, start) != array)
+        {
+            left[counter] = time;
+            continue;
+        }
+        std::string_view rest = std::string_view(counter).substr(start);
+        auto const position = numberIn<std::size_t>(rest);
+        rest.remove_prefix(rest.find(']'));
+        if (position != removed)
+        {
+            left[fmt::format("{}{}{}", array, position - (position > removed ? 1 : 0), rest)] = time;
+        }
+    }
+    return left;
+}
+
+/// Sets or removes one value.
+/// @param aPath  of the value
+/// @param aSince receives the time of each counter that this sets
+void editWithCounters(Change const& aStep, std::string const& aPath, World::Time aTime, TomlValue& aTree,
+                      Since& aSince)
+{
+    writeCounters(aPath, aTime, aSince, aTree);
+    edit(aStep, aTree);
+    if (!aStep.mRemovals.empty() && aPath.back() == ']')
+    {
+        aSince = withoutElement(aPath, aSince);
+        return;
+    }
+    forCounters(aTree, aPath, [&](std::string const& aCounter, auto const&...) { aSince[aCounter] = aTime; });
+}
+
+/// Makes a change in the tree. Each step can move the elements that the next one selects.
 /// @param aSince receives the time of each counter that the change sets
 void editWithCounters(Change const& aChange, World::Time aTime, TomlValue& aTree, Since& aSince)
 {
-    std::vector<std::string> paths;
     for (Setting const& setting : aChange.mSettings)
     {
-        paths.push_back(setting.mPath.resolved(aTree));
+        Change step;
+        step.mSettings.push_back(setting);
+        editWithCounters(step, setting.mPath.resolved(aTree), aTime, aTree, aSince);
     }
     for (ValuePath const& path : aChange.mRemovals)
     {
-        paths.push_back(path.resolved(aTree));
-    }
-    for (std::string const& path : paths)
-    {
-        writeCounters(path, aTime, aSince, aTree);
-    }
-    edit(aChange, aTree);
-    for (std::string const& path : paths)
-    {
-        forCounters(aTree, path,
-                    [&](std::string const& aCounter, auto const&...) { aSince[aCounter] = aTime; });
+        Change step;
+        step.mRemovals.push_back(path);
+        editWithCounters(step, path.resolved(aTree), aTime, aTree, aSince);
     }
 }
 
@@ -217,20 +252,11 @@ World::World(TomlValue aTree, Journal aJournal, EventSink aSink)
       mState{std::move(aTree), nullptr},
       mContent(tomlText(mState.mTree)),
       mOriginal(std::make_shared<Scenario const>(readScenario(mState.mTree))),
-      mHasHappened(mOriginal->mTimeline.size())
+      mTimed(timedEntries(mOriginal->mTimeline)),
+      mHasHappened(mOriginal->mTimeline.size()),
+      mIsImpossible(mOriginal->mTimeline.size())
 {
     mState.mScenario = mOriginal;
-    std::vector<TimelineEntry> const& timeline = mOriginal->mTimeline;
-    for (std::size_t entry = 0; entry < timeline.size(); ++entry)
-    {
-        if (timeline[entry].mAtMs)
-        {
-            mTimed.push_back(entry);
-        }
-    }
-    std::stable_sort(mTimed.begin(), mTimed.end(),
-                     [&](std::size_t aOne, std::size_t aOther)
-                     { return timeline[aOne].mAtMs < timeline[aOther].mAtMs; });
     std::reverse(mTimed.begin(), mTimed.end());
 }
 
@@ -244,14 +270,15 @@ World World::ofEnvironment(EventSink aSink)
 std::shared_ptr<Scenario const> World::at(Time aNow)
 {
     mAdapterEvents.clear();
-    for (std::string const& line : mJournal.takeNew())
-    {
-        apply(line);
-    }
+    applyLines();
+    mLines = mJournal.takeNew();
+    std::reverse(mLines.begin(), mLines.end());
+    applyLines();
     applyTimeline(aNow);
     if (!mDue.empty())
     {
-        apply(std::exchange(mDue, {}));
+        apply(mDue);
+        mDue.clear();
     }
     return mState.mScenario;
 }
@@ -291,7 +318,7 @@ std::vector<TimelineEntry const*> World::pending(Time aNow)
     std::vector<TimelineEntry const*> entries;
     for (std::size_t entry = 0; entry < mHasHappened.size(); ++entry)
     {
-        if (!mHasHappened[entry])
+        if (!mHasHappened[entry] || mIsImpossible[entry])
         {
             entries.push_back(&mOriginal->mTimeline[entry]);
         }
@@ -302,6 +329,14 @@ std::vector<TimelineEntry const*> World::pending(Time aNow)
 void World::record(Time aNow, std::string const& aWhat)
 {
     mJournal.append(fmt::format("{} {}", aNow.count(), aWhat));
+}
+
+void World::applyLines()
+{
+    for (; !mLines.empty(); mLines.pop_back())
+    {
+        apply(mLines.back());
+    }
 }
 
 void World::apply(std::string const& aLine)
@@ -351,8 +386,8 @@ void World::happen(std::size_t aEntry, Time aTime)
     // Several processes may count to the number of the entry.
     if (aEntry < mHasHappened.size() && !mHasHappened[aEntry])
     {
+        mDue.push_back({mOriginal->mTimeline[aEntry].mChange, aTime, aEntry});
         mHasHappened[aEntry] = true;
-        mDue.push_back({mOriginal->mTimeline[aEntry].mChange, aTime});
     }
 }
 
@@ -372,6 +407,10 @@ catch (tomlfile::TomlError const& error)
     if (aChanges.size() == 1)
     {
         reportImpossible(error);
+        if (aChanges[0].mEntry)
+        {
+            mIsImpossible[*aChanges[0].mEntry] = true;
+        }
         return;
     }
     auto const middle = aChanges.begin() + static_cast<std::ptrdiff_t>(aChanges.size() / 2);
@@ -383,12 +422,12 @@ World::State World::result(ChangeList const& aChanges, Events& aEvents) const
 {
     State state = mState;
     Change const* last = nullptr;
-    for (auto const& [change, time] : aChanges)
+    for (DatedChange const& dated : aChanges)
     {
-        if (isEdit(change))
+        if (isEdit(dated.mChange))
         {
-            editWithCounters(change, time, state.mTree, state.mSince);
-            last = &change;
+            editWithCounters(dated.mChange, dated.mTime, state.mTree, state.mSince);
+            last = &dated.mChange;
         }
     }
     if (last != nullptr)
@@ -397,8 +436,9 @@ World::State World::result(ChangeList const& aChanges, Events& aEvents) const
         stampCounters(state.mSince, scenario);
         state.mScenario = std::make_shared<Scenario const>(std::move(scenario));
     }
-    for (auto const& [change, time] : aChanges)
+    for (DatedChange const& dated : aChanges)
     {
+        Change const& change = dated.mChange;
         if (change.mEvent)
         {
             aEvents.mVendor.push_back(readEvent(*change.mEvent, state.mScenario->mDiagnostics));

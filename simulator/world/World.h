@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -96,6 +97,7 @@ private:
     {
         Change mChange;
         Time mTime;
+        std::optional<std::size_t> mEntry = std::nullopt;  ///< of the timeline
     };
     using ChangeList = std::vector<DatedChange>;
 
@@ -108,6 +110,8 @@ private:
     };
 
     void record(Time aNow, std::string const& aWhat);
+
+    void applyLines();
 
     /// Applies a line of the journal.
     void apply(std::string const& aLine);
@@ -138,10 +142,13 @@ private:
     std::string mContent;  ///< of the scenario file
     std::shared_ptr<Scenario const> mOriginal;
     std::vector<InjectedAdapterEvent> mAdapterEvents = {};  ///< of the changes that the last at() has applied
-    ChangeList mDue = {};                                   ///< changes that are not applied yet
+    std::vector<std::string> mLines =
+        {};  ///< of the journal that are not applied yet, the next one last; memory may run out between them
+    ChangeList mDue = {};  ///< changes that are not applied yet
     std::vector<std::size_t>
         mTimed;  ///< entries of the timeline with a time that have not happened, the next one last
-    std::vector<bool> mHasHappened;  ///< for each entry of the timeline
+    std::vector<bool> mHasHappened;   ///< for each entry of the timeline, also if it was not possible
+    std::vector<bool> mIsImpossible;  ///< for each entry of the timeline, whether it has failed
     bool mIsPaused = false;
 };
 

@@ -124,6 +124,15 @@ TEST_F(ControlCommands, PauseLastsUntilItIsResumed)
     EXPECT_FALSE(mWorld.isPaused());
 }
 
+TEST_F(ControlCommands, CommandsWithoutArgumentsRefuseWords)
+{
+    EXPECT_EQ(answer("verify extra"), "error expected nothing after verify, found \"extra\"\n");
+    EXPECT_EQ(answer("pause 1 2"), "error expected nothing after pause, found \"1 2\"\n");
+    EXPECT_EQ(answer("resume now"), "error expected nothing after resume, found \"now\"\n");
+    scenario();
+    EXPECT_FALSE(mWorld.isPaused());
+}
+
 TEST_F(ControlCommands, VerifyListsWhatHasNotHappened)
 {
     EXPECT_EQ(answer("verify"),

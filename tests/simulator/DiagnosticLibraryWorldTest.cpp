@@ -68,6 +68,23 @@ TEST_F(DiagnosticLibraryWorld, FreeingTheEnvironmentEndsASeriesThatHasNotEnded)
     EXPECT_EQ(mLog.size(), count);
 }
 
+TEST_F(DiagnosticLibraryWorld, SeriesWaitsDuringAPauseAndContinuesAtItsRate)
+{
+    using std::chrono::milliseconds;
+    init(std::string(twoBoards) + events("rate = 100\ncount = 1000\n"));
+    registerPlain(0, 3, any, mLog);
+    send("count = 1000, rate = 100");
+    mLog.waitFor(4);
+    happen("pause");
+    std::this_thread::sleep_for(milliseconds(50));
+    std::size_t const count = mLog.size();
+    std::this_thread::sleep_for(milliseconds(500));
+    EXPECT_EQ(mLog.size(), count);
+    happen("resume");
+    mLog.waitFor(count + 4);
+    EXPECT_LT(mLog.size(), count + 50);
+}
+
 TEST_F(DiagnosticLibraryWorld, RecordsFollowTheWorld)
 {
     init(twoBoards);

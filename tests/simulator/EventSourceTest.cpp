@@ -1,9 +1,14 @@
 // Event sources when memory runs out.
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <memory>
+#include <new>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -65,5 +70,37 @@ TEST_F(EventSourceWithoutMemory, ReportsTheFirstDroppedEventAndTheirNumber)
               "libqzsim: out of memory, an event source drops an event\n"
               "libqzsim: an event source dropped 4 events in total\n");
     EXPECT_EQ(mReceived, 1U);
+}
+
+TEST(EventSourceWithAFeed, SurvivesAFeedWithoutMemory)
+{
+    std::atomic<std::uint32_t> received = 0;
+    std::uint32_t calls = 0;
+    auto const feed = [&]() -> std::vector<qzsim::EventSeries>
+    {
+        if (++calls <= 2)
+        {
+            throw std::bad_alloc();
+        }
+        qzsim::EventSeries series{};
+        series.mRate = 1;
+        series.mCount = calls == 3 ? 1 : 0;
+        return {series};
+    };
+    qzsim::Registrations registrations;
+    auto const callback = [&](qzsim::EventSeries const&, QZ_event*) { ++received; };
+    registrations.add({0, std::nullopt, QZ_ANY_CATEGORY, QZ_ANY_CATEGORY, callback}, nullptr);
+    qzsim::EventSource source(feed, registrations);
+    testing::internal::CaptureStderr();
+    source.start();
+    while (received == 0 && !source.hasEnded())
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    source.stop();
+    source.join();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "libqzsim: out of memory, an event source drops an event\n"
+              "libqzsim: an event source dropped 2 events in total\n");
 }
 }  // namespace

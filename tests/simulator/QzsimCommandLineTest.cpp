@@ -76,6 +76,8 @@ TEST(QzsimCommandLine, MessagesEscapeControlCharacters)
 {
     expectMisuse(runQzsim({"--check", "--scenario", "/nowhere/\x1b[2J\n"}),
                  "/nowhere/\\u001B[2J\\u000A: cannot be read: No such file or directory");
+    expectMisuse(runQzsim({"--check", "--scenario", "/nowhere/\xc2\x9b[2J\xc2\x80\xc2\x9f\xc2\xa0\xc2"}),
+                 "/nowhere/\\u009B[2J\\u0080\\u009F\xc2\xa0\xc2: cannot be read: No such file or directory");
     expectMisuse(runQzsimOnTwoAdapters({"--\x1b"}),
                  "The following argument was not expected: --\\u001B; see qzsim --help");
     EXPECT_EQ(runQzsimOnTwoAdapters({"no\x1bprogram"}).mErrors,

@@ -92,10 +92,10 @@ TEST(ScenarioTimeline, ChecksEachEntryAfterThoseBeforeIt)
 {
     std::string const add =
         "at_ms = 9\nset = { \"adapter[0].port[+]\" = { port_wwn = \"10:00:00:00:00:00:00:02\" } }\n";
-    EXPECT_EQ(errorOfTimeline(add + "[[timeline]]\nat_ms = 1\nset = { \"adapter[0].port[1].fc_id\" = 1 }\n"),
+    EXPECT_EQ(errorOfTimeline(add + "[[timeline]]\nat_ms = 9\nset = { \"adapter[0].port[1].fc_id\" = 1 }\n"),
               "(no error)");
     EXPECT_THAT(
-        errorOfTimeline("at_ms = 1\nset = { \"adapter[0].port[1].fc_id\" = 1 }\n[[timeline]]\n" + add),
+        errorOfTimeline("at_ms = 9\nset = { \"adapter[0].port[1].fc_id\" = 1 }\n[[timeline]]\n" + add),
         HasSubstr("selects \"1\", but the array has 1 elements"));
 }
 
@@ -121,6 +121,31 @@ TEST(ScenarioTimeline, RefusesToChangeTheBehaviour)
 {
     EXPECT_THAT(errorOfTimeline("at_ms = 1\nset = { behaviour = \"linux\" }\n"),
                 HasSubstr("expected a change that keeps the behaviour"));
+}
+
+TEST(ScenarioTimeline, EntriesAreCheckedInTheOrderOfTheirTimes)
+{
+    std::string const add = "set = { \"adapter[0].port[+]\" = { port_wwn = \"10:00:00:00:00:00:00:05\" } }\n";
+    std::string const use = "set = { \"adapter[0].port[1].fc_id\" = 1 }\n";
+    EXPECT_EQ(errorOfTimeline("at_ms = 2\n" + use + "[[timeline]]\nat_ms = 1\n" + add), "(no error)");
+    EXPECT_THAT(errorOfTimeline("at_ms = 2\n" + add + "[[timeline]]\nat_ms = 1\n" + use),
+                HasSubstr("selects \"1\", but the array has 1 elements"));
+}
+
+TEST(ScenarioTimeline, ChangeThatNeverTakesEffectIsRefused)
+{
+    EXPECT_THAT(
+        errorOfTimeline("at_ms = 1\nset = { \"diagnostics.library\" = \"absent\" }\n"),
+        HasSubstr("expected a change that keeps diagnostics.library, which is read only when the program "
+                  "starts"));
+    EXPECT_THAT(
+        errorOfTimeline("at_ms = 1\nset = { \"diagnostics.missing_functions\" = [\"VQM_GetLinkInfo\"] }\n"),
+        HasSubstr("expected a change that keeps diagnostics.missing_functions, which is read only when the "
+                  "vendor library is loaded"));
+    EXPECT_THAT(
+        errorOfTimeline("at_ms = 1\nset = { \"adapter[a].event[+]\" = { type = \"PORT_OFFLINE\" } }\n"),
+        HasSubstr("expected a value that can change, but [[adapter.event]] tables are read only when the HBA "
+                  "library is loaded"));
 }
 
 TEST(ScenarioTimeline, RefusesToRemoveAFault)

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "simulator/scenario/Statistics.h"
 #include "simulator/world/Journal.h"
 #include "simulator/world/World.h"
+#include "tests/support/AllocationFailure.h"
 #include "tests/support/ScratchFolder.h"
 #include "toml/TomlError.h"
 #include "toml/TomlText.h"
@@ -230,6 +232,30 @@ TEST(World, LateWorldSkipsOnlyTheChangesThatAreNotPossible)
     EXPECT_EQ(world.at({})->mAdapters[0].mPorts[1].mAttributes.PortFcId, 9U);
 }
 
+TEST(World, AppliesEveryChangeAfterMemoryHasRunOut)
+{
+    std::string const text = twoPortWorld + entry("at_ms = 10", 1);
+    bool hasFailed = true;
+    for (unsigned int allocation = 1; hasFailed; ++allocation)
+    {
+        JournalFile const file;
+        Journal(file.path()).append("0 change {set = {\"adapter[0].port[1].fc_id\" = 6}}");
+        World world = worldOf(text, Journal(file.path()));
+        hasFailed = false;
+        try
+        {
+            AllocationFailure const failure(allocation);
+            world.at(milliseconds(20));
+        }
+        catch (std::bad_alloc const&)
+        {
+            hasFailed = true;
+        }
+        EXPECT_EQ(fcId(world, milliseconds(20)), 1U) << allocation;
+        EXPECT_EQ(world.at(milliseconds(20))->mAdapters[0].mPorts[1].mAttributes.PortFcId, 6U) << allocation;
+    }
+}
+
 TEST(World, PauseReachesEveryWorld)
 {
     JournalFile const file;
@@ -315,6 +341,25 @@ TEST(World, NewPortHasCountersThatStartWithIt)
               10);
 }
 
+TEST(World, CountersOfOtherPortsContinueWhenAPortIsRemoved)
+{
+    std::string text = "[[adapter]]\nname = \"a\"\n";
+    for (int port = 0; port < 4; ++port)
+    {
+        text += "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:0" + std::to_string(port) +
+                "\"\nstatistics = { tx_frames = " + std::to_string(100 * port) +
+                " }\nstatistics_per_second = { tx_frames = 10 }\n";
+    }
+    World world = worldOf(text);
+    set(world, "adapter[0].port[2].statistics.tx_frames", "5000", milliseconds(1000));
+    set(world, "adapter[0].port[0].statistics.tx_frames", "7000", milliseconds(1000));
+    world.change(changeOf("{remove = [\"adapter[0].port[0]\", \"adapter[0].port[0]\"]}"), milliseconds(3000));
+    auto const& ports = world.at({})->mAdapters[0].mPorts;
+    ASSERT_EQ(ports.size(), 2U);
+    EXPECT_EQ(statisticsAfter(milliseconds(4000), *ports[0].mStatistics).TxFrames, 5030);
+    EXPECT_EQ(statisticsAfter(milliseconds(4000), *ports[1].mStatistics).TxFrames, 340);
+}
+
 TEST(World, ValueOfACounterIsThatToWhichItHasGrown)
 {
     World world = worldOf(twoPortWorld);
@@ -348,6 +393,22 @@ TEST(World, PendingEntriesAreThoseThatHaveNotHappened)
     EXPECT_EQ(world.pending({}).size(), 2U);
     ASSERT_EQ(world.pending(milliseconds(10)).size(), 1U);
     EXPECT_EQ(world.pending(milliseconds(10))[0]->mCall, Call::openAdapter);
+}
+
+TEST(World, EntryThatProvesImpossibleIsPending)
+{
+    World world =
+        worldOf(std::string(twoPortWorld) +
+                "[[timeline]]\nafter_call = \"HBA_LoadLibrary\"\nset = { \"adapter[0].port[1].fc_id\" = 4 }\n"
+                "[[timeline]]\nafter_call = \"HBA_OpenAdapter\"\nremove = \"adapter[0].port[1]\"\n");
+    world.called(Call::openAdapter, 1, {});
+    world.at({});
+    world.called(Call::loadLibrary, 1, {});
+    testing::internal::CaptureStderr();
+    std::vector<qzsim::TimelineEntry const*> const pending = world.pending({});
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("a change is not possible"));
+    ASSERT_EQ(pending.size(), 1U);
+    EXPECT_EQ(pending[0]->mCall, Call::loadLibrary);
 }
 
 TEST(Journal, LineIsReturnedOnce)

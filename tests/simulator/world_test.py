@@ -225,6 +225,18 @@ class Control(unittest.TestCase):
                 self.assertEqual((result.returncode, result.stdout), (2, ""))
                 self.assertTrue(result.stderr.startswith("qzsimctl: "), result.stderr)
 
+    def test_errors_escape_control_characters(self):
+        for arguments in (["/\x1b[2J\x9b", "verify"], ["sock", "\x1b[2J\x9b"]):
+            with self.subTest(arguments):
+                self.assertIn("\\u001B[2J\\u009B", programs.run(QZSIMCTL, *arguments).stderr)
+
+    def test_output_that_cannot_be_written_is_an_error(self):
+        for argument in ("--help", "--version"):
+            with self.subTest(argument), open("/dev/full", "w") as full:
+                result = subprocess.run([QZSIMCTL, argument], stdout=full, stderr=subprocess.PIPE, text=True)
+                self.assertEqual((result.returncode, result.stderr),
+                                 (2, "qzsimctl: cannot write standard output: No space left on device\n"))
+
 
 class Timeline(unittest.TestCase):
     def run_agent(self, timeline, *arguments, options=()):
