@@ -30,12 +30,14 @@ struct FailedCall
     std::string mFunction;
     unsigned int mStatus;
     std::string mStatusName;
+    std::string mOtherReading = {};
 };
 
 nlohmann::json failuresWith(std::string const& aText, FailedCall const& aCall)
 {
-    std::string const text = aCall.mStatusName + " (" + std::to_string(aCall.mStatus) + ") in call " +
-                             std::to_string(aCall.mNumber) + ", " + aCall.mFunction;
+    std::string const text = aCall.mStatusName + " (" + std::to_string(aCall.mStatus) + ")" +
+                             aCall.mOtherReading + " in call " + std::to_string(aCall.mNumber) + ", " +
+                             aCall.mFunction;
     nlohmann::json const cause{{"call", aCall.mNumber},
                                {"function", aCall.mFunction},
                                {"status", aCall.mStatus},
@@ -141,9 +143,9 @@ TEST(QzagentInventoryFaults, ShowsPortsAndRemotePortsWhenTheMappingsFail)
     nlohmann::json const adapter = adapterOf(
         runAgentOn(threeTargets + fault("HBA_GetFcpTargetMapping", R"("1+")", "HBA_STATUS_ERROR_TRY_AGAIN"),
                    {"inventory", "--json"}));
-    EXPECT_EQ(adapter["failures"],
-              failuresWith("HBA_GetFcpTargetMapping method failed",
-                           {10, "HBA_GetFcpTargetMapping", 11, "HBA_STATUS_ERROR_TRY_AGAIN"}));
+    EXPECT_EQ(adapter["failures"], failuresWith("HBA_GetFcpTargetMapping method failed",
+                                                {10, "HBA_GetFcpTargetMapping", 11,
+                                                 "HBA_STATUS_ERROR_TRY_AGAIN", ", or errno EAGAIN,"}));
     ASSERT_EQ(adapter["ports"].size(), 2u) << adapter;
     EXPECT_EQ(adapter["ports"][0]["remote_ports"].size(), 2u);
     EXPECT_FALSE(adapter["ports"][0]["remote_ports"][0].contains("mapped_luns")) << adapter;
