@@ -143,9 +143,9 @@ TEST(QzagentInventoryFaults, ShowsPortsAndRemotePortsWhenTheMappingsFail)
     nlohmann::json const adapter = adapterOf(
         runAgentOn(threeTargets + fault("HBA_GetFcpTargetMapping", R"("1+")", "HBA_STATUS_ERROR_TRY_AGAIN"),
                    {"inventory", "--json"}));
-    EXPECT_EQ(adapter["failures"], failuresWith("HBA_GetFcpTargetMapping method failed",
-                                                {10, "HBA_GetFcpTargetMapping", 11,
-                                                 "HBA_STATUS_ERROR_TRY_AGAIN", ", or errno EAGAIN,"}));
+    EXPECT_EQ(adapter["failures"],
+              failuresWith("HBA_GetFcpTargetMapping method failed",
+                           {10, "HBA_GetFcpTargetMapping", 11, "HBA_STATUS_ERROR_TRY_AGAIN"}));
     ASSERT_EQ(adapter["ports"].size(), 2u) << adapter;
     EXPECT_EQ(adapter["ports"][0]["remote_ports"].size(), 2u);
     EXPECT_FALSE(adapter["ports"][0]["remote_ports"][0].contains("mapped_luns")) << adapter;
@@ -222,9 +222,10 @@ TEST(QzagentInventoryFaults, ShowsTheFailureOfATargetAtBothItsPortsAndReportsItO
                        fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR_TRY_AGAIN"),
                    {"inventory", "--json"});
     nlohmann::json const ports = adapterOf(result)["ports"];
-    EXPECT_EQ(ports[1]["remote_ports"][0]["failures"],
-              failuresWith("HBA_SendReportLUNs method failed",
-                           {15, "HBA_SendReportLUNs", 11, "HBA_STATUS_ERROR_TRY_AGAIN"}));
+    EXPECT_EQ(
+        ports[1]["remote_ports"][0]["failures"],
+        failuresWith("HBA_SendReportLUNs method failed",
+                     {15, "HBA_SendReportLUNs", 11, "HBA_STATUS_ERROR_TRY_AGAIN", ", or errno EAGAIN,"}));
     EXPECT_EQ(ports[2]["remote_ports"], ports[1]["remote_ports"]);
     EXPECT_EQ(documentOf(result)["messages"].size(), 1u) << result.mErrors;
 }
