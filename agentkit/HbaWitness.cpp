@@ -53,6 +53,13 @@ HBA_STATUS forwardStatus(char const* aName, std::tuple<Arguments...> const& aArg
 
 std::atomic<bool> gRefusesUnanswered = false;
 
+template <typename Block>
+bool isZero(Block const& aBlock)
+{
+    auto const* const bytes = reinterpret_cast<unsigned char const*>(&aBlock);
+    return std::all_of(bytes, bytes + sizeof aBlock, [](unsigned char aByte) { return aByte == 0; });
+}
+
 /// The memory for the answer to a query, which is zero until the library writes into it.
 template <typename Answer>
 class ZeroedAnswer
@@ -60,14 +67,34 @@ class ZeroedAnswer
 public:
     explicit ZeroedAnswer(Answer& aAnswer) : mAnswer(aAnswer) { std::memset(&mAnswer, 0, sizeof mAnswer); }
 
-    bool isUnanswered() const
-    {
-        auto const* const bytes = reinterpret_cast<unsigned char const*>(&mAnswer);
-        return std::all_of(bytes, bytes + sizeof mAnswer, [](unsigned char aByte) { return aByte == 0; });
-    }
+    bool isUnanswered() const { return isZero(mAnswer); }
 
 private:
     Answer& mAnswer;
+};
+
+/// An adapter without ports may have no other attributes either, but it has a number of ports.
+template <>
+class ZeroedAnswer<HBA_ADAPTERATTRIBUTES>
+{
+public:
+    explicit ZeroedAnswer(HBA_ADAPTERATTRIBUTES& aAttributes) : mAttributes(aAttributes)
+    {
+        std::memset(&mAttributes, 0, sizeof mAttributes);
+        mAttributes.NumberOfPorts = impossible;
+    }
+
+    bool isUnanswered() const
+    {
+        bool const hasNumber = mAttributes.NumberOfPorts != impossible;
+        mAttributes.NumberOfPorts = hasNumber ? mAttributes.NumberOfPorts : 0;
+        return !hasNumber && isZero(mAttributes);
+    }
+
+private:
+    static constexpr HBA_UINT32 impossible = 0xf7dbe59d;
+
+    HBA_ADAPTERATTRIBUTES& mAttributes;
 };
 
 /// The caller sets the number of entries that have room.
@@ -105,7 +132,8 @@ HBA_STATUS forwardQuery(char const* aName, std::tuple<Arguments...> const& aArgu
     }
     ZeroedAnswer const answer(*std::get<sizeof...(Arguments) - 1>(aArguments));
     HBA_STATUS const status = forwardStatus<Function>(aName, aArguments);
-    qz::gLastHbaCall.mIsUnanswered = status == HBA_STATUS_OK && answer.isUnanswered();
+    bool const isUnanswered = answer.isUnanswered();
+    qz::gLastHbaCall.mIsUnanswered = status == HBA_STATUS_OK && isUnanswered;
     return qz::gLastHbaCall.mIsUnanswered ? HBA_STATUS_ERROR : status;
 }
 

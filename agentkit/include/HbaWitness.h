@@ -44,7 +44,8 @@ HbaCall const& lastHbaCall() noexcept;
 /// HBA_STATUS_ERROR then, and lastHbaCall() has HBA_STATUS_OK and mIsUnanswered. This concerns HBA_GetAdapterAttributes,
 /// HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, HBA_GetPortAttributesByWWN and HBA_GetFcpTargetMapping.
 /// Before the call, the witness fills the attributes, or the first entry of the mapping, with zeros. An answer is missing
-/// if they are still zero after the call, and the number of mappings is unchanged. FakeHbaapi ignores the request.
+/// if they are still zero after the call, and the number of mappings is unchanged. An adapter may answer that it has no
+/// ports. FakeHbaapi ignores the request.
 /// Thread-safety: any thread.
 /// @param aRefuses false to forward such answers, as in the beginning
 /// @ingroup agentkit

@@ -268,6 +268,25 @@ TEST_F(HbaWitness, ForwardsAttributesThatTheLibraryWrites)
     EXPECT_EQ(attributes.Model[0], '\0');
 }
 
+TEST_F(HbaWitness, ForwardsThatAnAdapterHasNoPorts)
+{
+    Refusal const refusal;
+    HBA_ADAPTERATTRIBUTES attributes;
+    commonLibrary().mOnCall = [&] { attributes.NumberOfPorts = 0; };
+    EXPECT_EQ(HBA_GetAdapterAttributes(1, &attributes), HBA_STATUS_OK);
+    EXPECT_EQ(attributes.NumberOfPorts, 0u);
+}
+
+TEST_F(HbaWitness, ForwardsAttributesWithoutANumberOfPorts)
+{
+    Refusal const refusal;
+    HBA_ADAPTERATTRIBUTES attributes;
+    commonLibrary().mOnCall = [&] { attributes.Model[0] = 'm'; };
+    EXPECT_EQ(HBA_GetAdapterAttributes(1, &attributes), HBA_STATUS_OK);
+    EXPECT_EQ(attributes.NumberOfPorts, 0u);
+    EXPECT_EQ(attributes.Model[0], 'm');
+}
+
 TEST_F(HbaWitness, ForwardsTheErrorOfAQuery)
 {
     Refusal const refusal;

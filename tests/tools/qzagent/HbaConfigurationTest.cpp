@@ -1,9 +1,9 @@
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
@@ -31,7 +31,8 @@ std::vector<std::string> notesWith(std::vector<std::string> const& aLibraries,
     environment["QZSIM_SCENARIO"] = SCENARIOS "/two-adapters.toml";
     environment["REFUSAL"] = aRefusal;
     std::vector<std::string> notes;
-    for (auto const& message : documentOf(runAgent({"adapters", "--json"}, environment))["messages"])
+    nlohmann::json const document = documentOf(runAgent({"adapters", "--json"}, environment));
+    for (nlohmann::json const& message : document["messages"])
     {
         if (message["severity"] == "note")
         {

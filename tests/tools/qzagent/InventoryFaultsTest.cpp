@@ -30,12 +30,14 @@ struct FailedCall
     std::string mFunction;
     unsigned int mStatus;
     std::string mStatusName;
+    std::string mOtherReading = {};
 };
 
 nlohmann::json failuresWith(std::string const& aText, FailedCall const& aCall)
 {
-    std::string const text = aCall.mStatusName + " (" + std::to_string(aCall.mStatus) + ") in call " +
-                             std::to_string(aCall.mNumber) + ", " + aCall.mFunction;
+    std::string const text = aCall.mStatusName + " (" + std::to_string(aCall.mStatus) + ")" +
+                             aCall.mOtherReading + " in call " + std::to_string(aCall.mNumber) + ", " +
+                             aCall.mFunction;
     nlohmann::json const cause{{"call", aCall.mNumber},
                                {"function", aCall.mFunction},
                                {"status", aCall.mStatus},
@@ -220,9 +222,10 @@ TEST(QzagentInventoryFaults, ShowsTheFailureOfATargetAtBothItsPortsAndReportsItO
                        fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR_TRY_AGAIN"),
                    {"inventory", "--json"});
     nlohmann::json const ports = adapterOf(result)["ports"];
-    EXPECT_EQ(ports[1]["remote_ports"][0]["failures"],
-              failuresWith("HBA_SendReportLUNs method failed",
-                           {15, "HBA_SendReportLUNs", 11, "HBA_STATUS_ERROR_TRY_AGAIN"}));
+    EXPECT_EQ(
+        ports[1]["remote_ports"][0]["failures"],
+        failuresWith("HBA_SendReportLUNs method failed",
+                     {15, "HBA_SendReportLUNs", 11, "HBA_STATUS_ERROR_TRY_AGAIN", ", or errno EAGAIN,"}));
     EXPECT_EQ(ports[2]["remote_ports"], ports[1]["remote_ports"]);
     EXPECT_EQ(documentOf(result)["messages"].size(), 1u) << result.mErrors;
 }

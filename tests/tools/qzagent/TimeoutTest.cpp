@@ -161,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(
                          {"watch", "--plain", "--output", testing::TempDir() + "hang-plain.capture"},
                          "in the step: RegisterForEvent of board 0"},
                     Hang{"Free",
-                         adapterNamed("example-fc-0") + hangs("HBA_FreeLibrary"),
+                         adapterNamed("example-fc-0") + portNumbered(1) + hangs("HBA_FreeLibrary"),
                          {"adapters"},
                          "HBA_FreeLibrary has not returned (freeing of the HBA libraries)"},
                     Hang{"Watch",
