@@ -54,16 +54,23 @@ struct AdapterEventSource::State
     std::mutex mMutex;
     std::condition_variable mChanged;
     bool mIsStopped = false;
-    bool mIsPaused = false;
+    std::optional<Clock::time_point> mPausedSince = std::nullopt;
     Feed mFeed;
+    Clock::time_point mNextLook = Clock::now();  ///< when the feed is called
     std::list<Progress> mSeries;
     std::vector<std::shared_ptr<EventRegistration>> mRegistrations;  ///< the handle of each is its address
 
     void run();
 
-    /// Waits for the time of the next event, or a moment, and looks for changes.
-    void wait(Progress const* aNext, std::unique_lock<std::mutex>& aLock);
+    /// Looks for changes when it is time.
+    void look(std::unique_lock<std::mutex>& aLock);
     void feed();
+
+    /// Waits for the time of the next event, or of the next look.
+    void wait(Progress const* aNext, std::unique_lock<std::mutex>& aLock);
+
+    /// After a pause, the events come later by its length.
+    void setPaused(bool aIsPaused);
 
     /// @return the series whose event is due first; null when none runs
     Progress* first();
@@ -80,35 +87,63 @@ void AdapterEventSource::State::run()
     {
         mSeries.remove_if([](Progress const& aProgress)
                           { return aProgress.mIsInjected && !aProgress.isRunning(); });
-        Progress* const next = mIsPaused ? nullptr : first();
+        Progress* const next = mPausedSince ? nullptr : first();
         if (next != nullptr && next->due() <= Clock::now())
         {
             ++next->mNext;
             lock.unlock();
             deliver(next->mAdapter, next->mSeries.mEvent);
             lock.lock();
-            continue;
         }
-        wait(next, lock);
+        else
+        {
+            wait(next, lock);
+        }
+        look(lock);
     }
 }
 
 void AdapterEventSource::State::wait(Progress const* aNext, std::unique_lock<std::mutex>& aLock)
 {
-    constexpr std::chrono::milliseconds interval(5);
     if (!mFeed)
     {
         aNext == nullptr ? mChanged.wait(aLock) : static_cast<void>(mChanged.wait_until(aLock, aNext->due()));
         return;
     }
-    Clock::time_point const look = Clock::now() + interval;
-    mChanged.wait_until(aLock, aNext == nullptr ? look : std::min(look, aNext->due()));
-    if (!mIsStopped)
+    mChanged.wait_until(aLock, aNext == nullptr ? mNextLook : std::min(mNextLook, aNext->due()));
+}
+
+void AdapterEventSource::State::look(std::unique_lock<std::mutex>& aLock)
+{
+    constexpr std::chrono::milliseconds interval(5);
+    if (mFeed && !mIsStopped && mNextLook <= Clock::now())
     {
+        mNextLook = Clock::now() + interval;
         aLock.unlock();
         feed();
         aLock.lock();
     }
+}
+
+void AdapterEventSource::State::setPaused(bool aIsPaused)
+{
+    if (aIsPaused == mPausedSince.has_value())
+    {
+        return;
+    }
+    if (aIsPaused)
+    {
+        mPausedSince = Clock::now();
+        return;
+    }
+    for (Progress& progress : mSeries)
+    {
+        if (progress.mStart)
+        {
+            *progress.mStart += Clock::now() - std::max(*progress.mStart, *mPausedSince);
+        }
+    }
+    mPausedSince.reset();
 }
 
 void AdapterEventSource::State::feed()
@@ -216,7 +251,7 @@ bool AdapterEventSource::remove(HBA_CALLBACKHANDLE aHandle)
 void AdapterEventSource::update(bool aIsPaused, std::vector<InjectedAdapterEvent> const& aEvents)
 {
     std::lock_guard const lock(mState->mMutex);
-    mState->mIsPaused = aIsPaused;
+    mState->setPaused(aIsPaused);
     for (InjectedAdapterEvent const& event : aEvents)
     {
         if (!mState->mRegistrations.empty())
@@ -251,7 +286,7 @@ void AdapterEventSource::afterForkInChild()
     static auto& abandoned = *new std::vector<std::pair<std::thread, std::shared_ptr<State>>>;
     auto state = std::make_shared<State>();
     state->mIsStopped = mState->mIsStopped;
-    state->mIsPaused = mState->mIsPaused;
+    state->mPausedSince = mState->mPausedSince;
     state->mFeed = mState->mFeed;
     state->mSeries = mState->mSeries;
     state->mRegistrations = mState->mRegistrations;

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdlib>
 #include <ctime>
 #include <future>
 #include <mutex>
@@ -18,6 +19,7 @@
 #include <unistd.h>
 
 #include "simulator/scenario/Wwn.h"
+#include "simulator/world/Journal.h"
 #include "tests/simulator/HbaQueryFixture.h"
 
 using namespace std::chrono_literals;
@@ -215,6 +217,24 @@ TEST_F(HbaEvents, OfTheTimelineWithoutARegistrationAreLost)
               "adapter_event = { adapter = \"a\", type = \"PORT_ONLINE\" }\n");
     EXPECT_EQ(watchPort(firstPort), ok);
     EXPECT_THAT(mLog.await(1), ElementsAre("01:514:0"));
+}
+
+TEST_F(HbaEvents, WaitDuringAPauseAndContinueAtTheirRate)
+{
+    qzsim::JournalFile const file;
+    qzsim::Journal journal(file.path());
+    ::setenv("QZSIM_JOURNAL", file.path().c_str(), 1);
+    loadPorts(event("ADAPTER_CHANGE", "rate = 100\ncount = 1000"));
+    ::unsetenv("QZSIM_JOURNAL");
+    EXPECT_EQ(watchAdapter(mHandle), ok);
+    mLog.await(2);
+    journal.append("0 pause");
+    std::this_thread::sleep_for(50ms);
+    std::size_t const received = mLog.await(0).size();
+    std::this_thread::sleep_for(500ms);
+    EXPECT_EQ(mLog.await(0).size(), received);
+    journal.append("0 resume");
+    EXPECT_LT(mLog.await(received + 4).size(), received + 50);
 }
 
 TEST_F(HbaEvents, EndWithTheRegistration)
