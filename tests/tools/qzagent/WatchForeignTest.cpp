@@ -195,9 +195,12 @@ TEST(QzagentForeignWatch, ChecksMemoryOverTheSimulatorWhenALayoutIsGiven)
 {
     ScratchFolder const folder;
     std::string const layout =
-        folder.write("layout.toml", "[length]\nfixed = 1\n[payload]\noffset = 65535\nplace = \"pointer\"\n");
+        folder.write("layout.toml", "[length]\nfixed = 1\n[payload]\noffset = 0\nplace = \"pointer\"\n");
     ProcessResult const result = runAgentOn(shippedScenario("diagnostic-events"),
                                             {"watch", "--seconds", "1", "--event-layout", layout});
+    // The simulator's record begins with the length of the payload, which is no address.
+    EXPECT_THAT(result.mErrors, HasSubstr("the event's payload of 1 bytes at 0x"));
+    EXPECT_THAT(result.mErrors, HasSubstr(" is not readable; events discarded so far: "));
     EXPECT_LE(result.mExitStatus, 1) << "the agent must not crash";
 }
 

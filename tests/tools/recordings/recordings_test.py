@@ -395,7 +395,7 @@ class Drops(Recordings):
         def is_idle():
             before = ticks()
             time.sleep(1)
-            return ticks() - before <= 2
+            return ticks() - before < 25
 
         self.await_condition(has_output)
         self.await_condition(is_idle)
