@@ -299,6 +299,18 @@ TEST_F(HbaApiCalls, KeepTheirNamesAtThePlaceThatTheProgramSets)
     EXPECT_EQ(place, nullptr);
 }
 
+TEST_F(HbaApiCalls, AnswerWithoutDataAlthoughTheProgramRefusesIt)
+{
+    mHbaapi.mNames = {{HBA_STATUS_OK, "qz-0"}};
+    mHbaapi.mAdapterAttributes = {{HBA_STATUS_OK}};
+    HbaApi api;
+    Adapter adapter(api, "qz-0");
+    qz::refuseUnansweredQueries(true);
+    HBA_ADAPTERATTRIBUTES attributes{};
+    EXPECT_EQ(HBA_GetAdapterAttributes(adapter.handle(), &attributes), HBA_STATUS_OK);
+    EXPECT_FALSE(qz::lastHbaCall().mIsUnanswered);
+}
+
 TEST_F(HbaApiCalls, RunWhileTheDoubleAnswersThem)
 {
     std::vector<std::string> running;

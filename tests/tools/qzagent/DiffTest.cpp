@@ -218,6 +218,14 @@ TEST_F(QzagentDiff, NamesThePlaceThatIsNotJson)
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
+TEST_F(QzagentDiff, RefusesANumberThatIsTooLarge)
+{
+    std::string const path = mFolder.write("large", "{\"format_version\": 1e999}");
+    ProcessResult const result = runAgent({"diff", mBefore, path});
+    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": a number is too large\n");
+    EXPECT_EQ(result.mExitStatus, 3);
+}
+
 TEST_F(QzagentDiff, NamesThePlaceThatIsNoInventory)
 {
     std::string const path = mFolder.write("wrong", R"({"format_version": 2, "command": "inventory",

@@ -343,6 +343,51 @@ TEST(HostChanges, KeepRemotePortsWithThePortThatCannotDiscoverThemNow)
     EXPECT_EQ(textBetween(oldHost, newHost), "");
 }
 
+TEST(HostChanges, KeepValuesOfRemotePortsThatAPortCannotDiscoverNow)
+{
+    Json const oldHost = hostOf({1, 1, 1, 1, 2});
+    Json newHost = oldHost;
+    Json& port = portIn(newHost, 0, 0);
+    Json mapped = port["remote_ports"][0];
+    mapped.erase("type");
+    mapped.erase("state");
+    newHost["adapters"][0]["remote_ports"].push_back(mapped);
+    port.erase("remote_ports");
+    EXPECT_EQ(textBetween(oldHost, newHost), "");
+}
+
+TEST(HostChanges, CallUnknownWhatLunsDoNotAnswer)
+{
+    Json oldHost = hostOf({1, 1, 1, 1, 3});
+    forEachRemotePort(oldHost,
+                      [](Json& aRemotePort)
+                      {
+                          for (Json& unit : aRemotePort["luns"])
+                          {
+                              unit["product"] = "DISK";
+                          }
+                      });
+    Json newHost = oldHost;
+    forEachRemotePort(newHost,
+                      [](Json& aRemotePort)
+                      {
+                          for (std::size_t lun : {0, 2})
+                          {
+                              aRemotePort["luns"][lun].erase("product");
+                              aRemotePort["luns"][lun]["failures"] = {
+                                  {{"exception", "E"}, {"text", "INQUIRY: BUSY"}, {"code", 802}}};
+                          }
+                      });
+    EXPECT_EQ(
+        textBetween(oldHost, newHost),
+        "? LUNs 0, 2 of target 51:00:00:00:c9:00:00:00 behind port 10:00:00:00:c9:00:00:00: unknown now "
+        "(INQUIRY: BUSY)\n");
+    EXPECT_EQ(
+        textBetween(newHost, oldHost),
+        "? LUNs 0, 2 of target 51:00:00:00:c9:00:00:00 behind port 10:00:00:00:c9:00:00:00: unknown before "
+        "(INQUIRY: BUSY)\n");
+}
+
 TEST(HostChanges, EscapeTextsOfDevices)
 {
     Json const oldHost = hostOf({1, 1, 1, 1, 1});

@@ -198,7 +198,8 @@ Place placeIn(PartKind aKind, std::string const& aName, Place aPlace)
 /// Whether a field that is absent from a part has no value, and is not just unknown.
 bool isAbsenceKnown(HostPart const& aPart, std::string const& aKey)
 {
-    return aPart.mKind == PartKind::lun ? aKey == "os_device" : aPart.mFailure.empty();
+    return aPart.mKind == PartKind::lun ? aKey == "os_device"
+                                        : aPart.mAreFieldsKnown && aPart.mFailure.empty();
 }
 
 std::vector<FieldChange> fieldChanges(HostPart const& aOld, HostPart const& aNew)
@@ -356,6 +357,10 @@ private:
             {
                 addLun({aPair.mNew->mName, std::move(fields)}, ChangeKind::changed);
             }
+            if (aPair.mOld->mFailure.empty() != aPair.mNew->mFailure.empty())
+            {
+                addUnknownLun(*aPair.mOld, *aPair.mNew);
+            }
         }
     }
 
@@ -384,6 +389,23 @@ private:
             change.mTargets = targetsIn(aPart);
             mInner.push_back(std::move(change));
         }
+    }
+
+    /// Adds a LUN that answered in one look only.
+    void addUnknownLun(HostPart const& aOld, HostPart const& aNew)
+    {
+        bool const isInNew = !aNew.mFailure.empty();
+        auto const isSame = [isInNew](Change const& aChange)
+        { return aChange.mKind == ChangeKind::unknown && aChange.mIsUnknownInNew == isInNew; };
+        auto found = std::find_if(mLuns.begin(), mLuns.end(), isSame);
+        if (found == mLuns.end())
+        {
+            Change change{ChangeKind::unknown, PartKind::lun, mNew.mTarget, {mInside}};
+            change.mIsUnknownInNew = isInNew;
+            change.mReason = isInNew ? aNew.mFailure : aOld.mFailure;
+            found = mLuns.insert(mLuns.end(), std::move(change));
+        }
+        found->mLuns.push_back({aNew.mName, {}});
     }
 
     /// Adds the LUN to the change of LUNs with the same fields.

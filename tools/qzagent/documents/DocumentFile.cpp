@@ -52,6 +52,10 @@ Json parse(std::string_view aText, std::string const& aName)
     {
         throw DocumentError(fmt::format("{}: not JSON at byte {}", aName, error.byte));
     }
+    catch (nlohmann::json::out_of_range const&)
+    {
+        throw DocumentError(fmt::format("{}: a number is too large", aName));
+    }
 }
 
 /// Keeps the documents of a bundle.

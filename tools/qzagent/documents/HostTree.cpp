@@ -78,6 +78,10 @@ void addUnit(HostPart& aLun, Value const& aUnit)
     {
         aLun.mFields.emplace(key, std::move(value));
     }
+    if (aLun.mFailure.empty())
+    {
+        aLun.mFailure = failureOf(aUnit);
+    }
     if (std::optional<std::string> const device = aUnit.textAt("os_device"))
     {
         Json& devices = aLun.mFields["os_device"];
@@ -143,6 +147,21 @@ void addRemotePorts(HostPart& aPart, Value const& aOwner, bool aAreMappingsKnown
     }
 }
 
+/// Adds the targets that no port discovered. If not all ports could discover, what discovery tells of them is unknown.
+void addUndiscovered(HostPart& aPart, Value const& aAdapter, bool aAreMappingsKnown)
+{
+    std::vector<Value> const ports = aAdapter.listAt("ports");
+    bool const haveAllDiscovered =
+        std::all_of(ports.begin(), ports.end(),
+                    [](Value const& aPort) { return aPort.has("remote_ports") && !aPort.has("failures"); });
+    std::size_t const before = aPart.mParts.size();
+    addRemotePorts(aPart, aAdapter, aAreMappingsKnown);
+    for (std::size_t i = before; i < aPart.mParts.size(); ++i)
+    {
+        aPart.mParts[i].mAreFieldsKnown = haveAllDiscovered;
+    }
+}
+
 HostPart portOf(Value const& aPort, bool aAreMappingsKnown)
 {
     HostPart part;
@@ -180,7 +199,7 @@ HostPart adapterOf(Value const& aAdapter)
     }
     // What the adapter reaches, an only port reaches.
     HostPart& owner = part.mParts.size() == 1 ? part.mParts.front() : part;
-    addRemotePorts(owner, aAdapter, areMappingsKnown);
+    addUndiscovered(owner, aAdapter, areMappingsKnown);
     return part;
 }
 

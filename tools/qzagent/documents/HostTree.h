@@ -30,8 +30,9 @@ struct HostPart
     std::string mTarget;          ///< of a remote port, the node to which it belongs
     std::map<std::string, nlohmann::ordered_json> mFields;  ///< values without identity, by their JSON keys
     std::vector<HostPart> mParts;
-    bool mArePartsKnown = true;  ///< whether the list of parts is complete
-    std::string mFailure;        ///< why something is unknown; empty when nothing failed
+    bool mAreFieldsKnown = true;  ///< whether a field that is absent has no value
+    bool mArePartsKnown = true;   ///< whether the list of parts is complete
+    std::string mFailure;         ///< why something is unknown; empty when nothing failed
 };
 
 struct HostTree
