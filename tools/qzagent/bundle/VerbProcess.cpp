@@ -57,8 +57,8 @@ ChildProcess::Bytes runInChild(Setting const& aSetting, void (*aAdd)(CommandLine
     }
     std::string const document =
         report.document(commandLine.command(), std::move(answer.value_or(Answer()).mKeys));
-    ChildProcess::Bytes bytes{static_cast<unsigned char>(report.exitCode())};
-    bytes.insert(bytes.end(), document.begin(), document.end());
+    ChildProcess::Bytes bytes(1 + document.size(), static_cast<unsigned char>(report.exitCode()));
+    std::copy(document.begin(), document.end(), bytes.begin() + 1);
     return bytes;
 }
 }  // namespace
