@@ -280,7 +280,7 @@ TEST_F(HbaEvents, CallbackMayCallTheLibraryAndEndItsRegistration)
         auto& found = *static_cast<Context*>(aData);
         HBA_ADAPTERATTRIBUTES attributes;
         HBA_STATUS const query = found.mTable.GetAdapterAttributesHandler(found.mAdapter, &attributes);
-        HBA_CALLBACKHANDLE const handle = found.mCallback.get_future().get();
+        auto* const handle = found.mCallback.get_future().get();
         found.mResult.set_value({query, found.mTable.RemoveCallbackHandler(handle)});
     };
     EXPECT_EQ(mTable.RegisterForAdapterEventsHandler(callback, &context, mHandle, &mCallback), ok);

@@ -123,7 +123,7 @@ void printFirstLine(std::FILE* aFile)
 /// Opens a file between a failed lookup and the question why it failed.
 void printPendingError(std::string const& aPath)
 {
-    ::dlsym(RTLD_DEFAULT, "no_such_function");
+    static_cast<void>(::dlsym(RTLD_DEFAULT, "no_such_function"));
     std::FILE* const file = std::fopen(aPath.c_str(), "r");
     char const* const error = ::dlerror();
     std::printf("pending: %s\n", error == nullptr ? "none" : std::strchr(error, ':') + 2);

@@ -371,7 +371,7 @@ TEST(HostChanges, CallUnknownWhatLunsDoNotAnswer)
     forEachRemotePort(newHost,
                       [](Json& aRemotePort)
                       {
-                          for (std::size_t lun : {0, 2})
+                          for (std::size_t const lun : {std::size_t{0}, std::size_t{2}})
                           {
                               aRemotePort["luns"][lun].erase("product");
                               aRemotePort["luns"][lun]["failures"] = {

@@ -16,7 +16,7 @@ class KeyedHash
 {
 public:
     static constexpr std::size_t smallestSecret = 16;
-    static constexpr std::size_t largestSecret = 1024 * 1024;
+    static constexpr std::size_t largestSecret = std::size_t{1} << 20U;
 
     using Digest = std::array<unsigned char, SHA256_DIGEST_SIZE>;
 

@@ -106,10 +106,10 @@ std::optional<CaptureItem> PcapngSource::itemOf(pcapng::Item const& aItem)
 CaptureItem PcapngSource::itemOf(pcapng::SectionStart const& aStart)
 {
     mDrops.clear();
-    CaptureItem const item = CaptureSectionStart{aStart.mSection};
+    CaptureItem item = CaptureSectionStart{aStart.mSection};
     if (std::optional<CaptureItem> const damage = incompleteDocuments())
     {
-        mHeld = item;
+        mHeld = std::move(item);
         return *damage;
     }
     return item;

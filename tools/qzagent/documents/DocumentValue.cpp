@@ -87,7 +87,7 @@ std::string DocumentValue::lun() const
 {
     constexpr std::size_t digitsOfOtherAddressing = 16;
     constexpr unsigned int largestNumber = 16383;
-    std::string const lun = mJson.is_number_unsigned() ? std::to_string(number()) : text();
+    std::string lun = mJson.is_number_unsigned() ? std::to_string(number()) : text();
     if (mJson.is_number_unsigned() ? number() > largestNumber : lun.size() != digitsOfOtherAddressing)
     {
         refuse("a LUN");

@@ -110,14 +110,28 @@ bool unload(std::string const& aPath)
     return false;
 }
 
-/// @param aFunction the function of the library that registers it
+/// Initialises a library as the common library does.
+/// @tparam Table    the functions of the library, in one of the versions of the interface
+/// @param aFunction the function of the library that fills the table
 /// @return the reason why the common library does not accept the library; empty if it does
-template <typename Register, typename Table>
-std::string refusalBy(void* aFunction, char const* aName, Table& aTable)
+template <typename Table, typename Register>
+std::string refusalBy(void* aFunction, char const* aName)
 {
-    HBA_STATUS const status = reinterpret_cast<Register>(aFunction)(&aTable);
-    return status == HBA_STATUS_OK ? ""
-                                   : fmt::format("{} returns {}", aName, statusText(statusOf(aName, status)));
+    Table table{};
+    HBA_STATUS const registered = reinterpret_cast<Register>(aFunction)(&table);
+    if (registered != HBA_STATUS_OK)
+    {
+        return fmt::format("{} returns {}", aName, statusText(statusOf(aName, registered)));
+    }
+    if (table.GetVersionHandler == nullptr || table.LoadLibraryHandler == nullptr)
+    {
+        return fmt::format("the library registers no {} function",
+                           table.GetVersionHandler == nullptr ? "GetVersion" : "LoadLibrary");
+    }
+    HBA_STATUS const loaded = table.LoadLibraryHandler();
+    return loaded == HBA_STATUS_OK ? ""
+                                   : fmt::format("its LoadLibrary function returns {}",
+                                                 statusText(statusOf("HBA_LoadLibrary", loaded)));
 }
 
 /// Loads and initialises a library as the common library does.
@@ -129,35 +143,15 @@ std::string refusalOf(std::string const& aPath)
     {
         return ::dlerror();
     }
-    HBA_ENTRYPOINTSV2 table{};
-    std::string refusal;
     if (void* const second = ::dlsym(library, "HBA_RegisterLibraryV2"))
     {
-        refusal = refusalBy<HBARegisterLibraryV2Func>(second, "HBA_RegisterLibraryV2", table);
+        return refusalBy<HBA_ENTRYPOINTSV2, HBARegisterLibraryV2Func>(second, "HBA_RegisterLibraryV2");
     }
-    else if (void* const first = ::dlsym(library, "HBA_RegisterLibrary"))
+    if (void* const first = ::dlsym(library, "HBA_RegisterLibrary"))
     {
-        // The first version of the table is the beginning of the second one.
-        auto& beginning = reinterpret_cast<HBA_ENTRYPOINTS&>(table);
-        refusal = refusalBy<HBARegisterLibraryFunc>(first, "HBA_RegisterLibrary", beginning);
+        return refusalBy<HBA_ENTRYPOINTS, HBARegisterLibraryFunc>(first, "HBA_RegisterLibrary");
     }
-    else
-    {
-        return "the library has no function HBA_RegisterLibrary";
-    }
-    if (!refusal.empty())
-    {
-        return refusal;
-    }
-    if (table.GetVersionHandler == nullptr || table.LoadLibraryHandler == nullptr)
-    {
-        return fmt::format("the library registers no {} function",
-                           table.GetVersionHandler == nullptr ? "GetVersion" : "LoadLibrary");
-    }
-    HBA_STATUS const status = table.LoadLibraryHandler();
-    return status == HBA_STATUS_OK ? ""
-                                   : fmt::format("its LoadLibrary function returns {}",
-                                                 statusText(statusOf("HBA_LoadLibrary", status)));
+    return "the library has no function HBA_RegisterLibrary";
 }
 
 /// The common library keeps a library loaded that it does not accept, and does not say which ones it accepted. Only those
