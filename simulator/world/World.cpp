@@ -89,7 +89,8 @@ TomlValue const* entryIn(TomlValue const* aTable, std::string_view aKey)
 TomlValue::Array const& elementsIn(TomlValue const* aArray)
 {
     static TomlValue::Array const none;
-    return aArray != nullptr && aArray->is<TomlValue::Array>() ? aArray->as<TomlValue::Array>({}) : none;
+    return aArray != nullptr && aArray->is<TomlValue::Array>() ? aArray->as<TomlValue::Array>("an array")
+                                                               : none;
 }
 
 /// Calls the action with each possible counter in the tree that the path covers: its path, its table, the counter and the
