@@ -120,7 +120,8 @@ void forCounters(TomlValue const& aTree, std::string_view aPath, Action aAction)
 TomlValue::Number numberOfCounter(TomlValue const& aPort, std::string const& aTable, char const* aCounter)
 {
     TomlValue const* const number = entryIn(entryIn(&aPort, aTable), aCounter);
-    return number != nullptr && number->is<TomlValue::Number>() ? number->as<TomlValue::Number>({}) : 0;
+    return number != nullptr && number->is<TomlValue::Number>() ? number->as<TomlValue::Number>("a number")
+                                                                : 0;
 }
 
 using Since = std::map<std::string, World::Time>;
