@@ -307,8 +307,7 @@ TEST_F(QzagentBundle, LosesOnlyTheDamagedPacket)
     damaged[block + 4] = static_cast<char>(damaged[block + 4] ^ 0x40);
     std::string const path = mFolder.write("damaged", damaged);
     std::string const repaired = mFolder.path() / "repaired";
-    EXPECT_THAT(runAgent({"repair", path, "--output", repaired}).mErrors,
-                HasSubstr("; skipped "));
+    EXPECT_THAT(runAgent({"repair", path, "--output", repaired}).mErrors, HasSubstr("; skipped "));
     for (std::string const& file : {path, repaired})
     {
         json const found = documentOf(runAgent({"show", "--summary", "--json", file}));
