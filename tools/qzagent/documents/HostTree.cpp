@@ -147,7 +147,7 @@ void addRemotePorts(HostPart& aPart, Value const& aOwner, bool aAreMappingsKnown
     }
 }
 
-/// Adds the targets that no port discovered. If not all ports could discover, what discovery tells of them is unknown.
+/// Adds the targets that no port discovered. Unless all ports could discover, their type and state are unknown.
 void addUndiscovered(HostPart& aPart, Value const& aAdapter, bool aAreMappingsKnown)
 {
     std::vector<Value> const ports = aAdapter.listAt("ports");
