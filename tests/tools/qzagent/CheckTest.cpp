@@ -264,7 +264,7 @@ TEST_F(QzagentCheck, NotesThatABundleLacksDocumentsAndExitsWithThree)
 {
     ProcessResult const result = checkDocument("inventory", {{"adapters", nlohmann::json::array()}});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: note: not everything could be read; there may be more findings\n");
+    EXPECT_EQ(result.mErrors, "qzagent: note: not read completely: X; there may be more findings\n");
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
@@ -285,7 +285,7 @@ TEST_F(QzagentCheck, ExitsWithThreeWhenAPartOfTheHostIsUnknown)
     EXPECT_THAT(result.mErrors, HasSubstr("example-fc-1"));
     EXPECT_THAT(
         result.mErrors,
-        testing::EndsWith("qzagent: note: not everything could be read; there may be more findings\n"));
+        testing::EndsWith("qzagent: note: not read completely: X; there may be more findings\n"));
     EXPECT_EQ(result.mExitStatus, 3);
 }
 

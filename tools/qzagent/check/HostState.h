@@ -47,7 +47,7 @@ struct HostState
     std::vector<PortCounters> mCounters;
     std::vector<TargetLatency> mLatencies;
     WatchedEvents mEvents;
-    std::map<PortName, std::string> mStates;  ///< of ports, at another time than in the inventory
+    std::map<PortName, std::string> mStates = {};  ///< of ports, at another time than in the inventory
 };
 
 /// @param aFirst  what the verb statistics printed with --json

@@ -582,12 +582,17 @@ std::vector<Change> withSamePartsJoined(std::vector<Change>&& aChanges)
     return changes;
 }
 
+/// @return the fields of the first part, or of its first LUN
+std::vector<FieldChange> const& fieldsOf(Change const& aChange)
+{
+    ChangedPart const& part = aChange.mParts.front();
+    return aChange.mWhat == PartKind::lun ? part.mLuns.front().mFields : part.mFields;
+}
+
 /// @return what changes of one cause have in common; empty if the change has a cause of its own
 std::string causeOf(Change const& aChange)
 {
-    std::vector<FieldChange> const& fields = aChange.mWhat == PartKind::lun
-                                                 ? aChange.mParts.front().mLuns.front().mFields
-                                                 : aChange.mParts.front().mFields;
+    auto const& fields = fieldsOf(aChange);
     bool const isOwn =
         aChange.mWhat == PartKind::lun && aChange.mKind != ChangeKind::unknown &&
         (aChange.mKind != ChangeKind::changed || std::any_of(fields.begin(), fields.end(), &isOfState));
@@ -645,9 +650,15 @@ std::set<std::string> portsOf(Change const& aChange)
     return ports;
 }
 
-/// @return the target, if all parts belong to one
+/// @return the target, if all parts belong to one. What is no state, such as devices after a restart, changes with all
+/// others
 std::set<std::string> onlyTargetOf(Change const& aChange)
 {
+    auto const& fields = fieldsOf(aChange);
+    if (aChange.mKind == ChangeKind::changed && std::none_of(fields.begin(), fields.end(), &isOfState))
+    {
+        return {""};
+    }
     std::set<std::string> targets;
     for (ChangedPart const& part : aChange.mParts)
     {
