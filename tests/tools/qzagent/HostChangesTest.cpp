@@ -746,8 +746,9 @@ std::string removeLun(Random& aRandom, HostShape const& aShape, Json& aHost)
                               ++paths;
                           }
                       });
-    return fmt::format("- LUN {} of target {}{} gone", lun, wwnOf(0x51, target, 0),
-                       paths == 1 ? " behind port " + wwnOf(0x10, 0, 0) : fmt::format(" on {} paths", paths));
+    std::string const port = aShape.mAdapters * aShape.mPorts == 1 ? " behind port " + wwnOf(0x10, 0, 0) : "";
+    return fmt::format("- LUN {} of target {}{}{} gone", lun, wwnOf(0x51, target, 0),
+                       paths == 1 ? "" : fmt::format(" on {} paths", paths), port);
 }
 
 /// @return such as "4 remote ports of 2 targets", of all remote ports of a host

@@ -172,8 +172,9 @@ TEST(MutatedDocuments, AreExaminedOrRefused)
         findings({{}, {}, {}, qzagent::eventsIn(aDocument)});
     };
     qzagent::HostTree const whole = qzagent::hostTreeOf(inventoryDocument, "whole");
-    auto const examineStates = [&](Json const& aDocument)
-    { findings({whole, {}, {}, {}, qzagent::statesIn(aDocument)}); };
+    auto const examineStates = [&](Json const& aDocument) {
+        findings({whole, {}, {}, {}, qzagent::statesIn(aDocument)});
+    };
     Json portsDocument = inventoryDocument;
     portsDocument["command"] = "ports";
     EXPECT_GT(acceptedBy(examineStates, portsDocument), 0u);

@@ -1,9 +1,9 @@
-#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -106,21 +106,13 @@ struct Gaps
         catch (DocumentError const& error)
         {
             mErrors.push_back(aPlace + error.what());
-            add(aName);
+            mNames.insert(aName);
             return false;
         }
     }
 
-    void add(char const* aName)
-    {
-        if (std::find(mNames.begin(), mNames.end(), aName) == mNames.end())
-        {
-            mNames.emplace_back(aName);
-        }
-    }
-
     std::vector<std::string> mErrors;
-    std::vector<std::string> mNames;  ///< of the documents
+    std::set<std::string> mNames;  ///< of the documents
 };
 
 /// Collects the needed documents from the host.
@@ -233,7 +225,7 @@ void addIncomplete(Needs const& aNeeds, Documents const& aDocuments, Gaps& aGaps
         if (found == aDocuments.end() || !found->second.is_object() ||
             found->second.value("exit_status", nlohmann::ordered_json()) != 0)
         {
-            aGaps.add(name);
+            aGaps.mNames.insert(name);
         }
     }
 }
@@ -282,7 +274,7 @@ void report(Gaps const& aGaps, ExitCode aCode, Report& aReport)
     }
     if (!aGaps.mNames.empty())
     {
-        aReport.addNote(fmt::format("not read completely: {}; there may be more findings",
+        aReport.addNote(fmt::format("not everything could be read ({}); there may be more findings",
                                     fmt::join(aGaps.mNames, ", ")));
     }
 }
@@ -300,7 +292,7 @@ void addChanges(std::vector<Finding>& aFindings, HostTree const& aBaseline, Host
         {
             aReport.addNote(
                 fmt::format("not compared with the baseline: {}: {}", subjectOf(change), detailsOf(change)));
-            aGaps.add(change.mIsUnknownInNew ? inventoryName : baselineName);
+            aGaps.mNames.insert(change.mIsUnknownInNew ? inventoryName : baselineName);
         }
     }
 }
