@@ -210,6 +210,13 @@ INSTANTIATE_TEST_SUITE_P(
                  "error lun-missing-on-path: target port 50:00:00:00:ab:00:00:02 behind port "
                  "10:00:00:00:c9:00:00:02: LUNs 0-1",
                  oneHost + targetOf(1, 1, 2) + portNumbered(2) + targetOf(1, 2, 0) + "state = \"OFFLINE\"\n"},
+        RuleCase{"PortWithoutLunsOfManyTargets", "lun-missing-on-path", "",
+                 oneHost + targetOf(1, 1, 2) + targetOf(2, 2, 3) + adapterNamed("example-fc-1") +
+                     portNumbered(2) + targetOf(1, 1, 0) + targetOf(2, 2, 0),
+                 R"(error lun-missing-on-path: 2 ports of 2 targets \(50:00:00:00:ab:00:01:01, )"
+                 R"(50:00:00:00:ab:00:01:02\) behind port 10:00:00:00:c9:00:00:02: LUNs 0-2)",
+                 oneHost + targetOf(1, 1, 0) + targetOf(2, 2, 3) + adapterNamed("example-fc-1") +
+                     portNumbered(2) + targetOf(1, 1, 0) + targetOf(2, 2, 3)},
         RuleCase{"LunMissingOnManyPaths", "lun-missing-on-path", "",
                  oneHost + targetOf(1, 1, 4) + portNumbered(2) + targetOf(1, 2, 2) + targetOf(1, 3, 2),
                  "error lun-missing-on-path: 2 ports of target 50:00:00:00:ab:00:01:01 behind port "

@@ -553,6 +553,20 @@ TEST(HostChanges, ShowPathsThatALunLessRemotePortNoLongerIs)
         "/dev/sd1-0-0-1); paths to 51:00:00:00:c9:00:00:00 2 -> 1\n");
 }
 
+TEST(HostChanges, ShowAllLunsThatAPortNoLongerSeesInOneLine)
+{
+    EXPECT_EQ(
+        textAfter({1, 2, 2, 1, 2},
+                  [](Json& aHost)
+                  {
+                      Json& remotePorts = portIn(aHost, 0, 1)["remote_ports"];
+                      std::for_each(remotePorts.begin(), remotePorts.end(), &eraseLuns);
+                  }),
+        "- all LUNs of 2 targets on 2 paths behind port 10:00:00:00:c9:00:00:01 gone (/dev/sd1-0-0-0, "
+        "/dev/sd1-0-0-1, /dev/sd1-1-0-0, /dev/sd1-1-0-1); paths to 51:00:00:00:c9:00:00:00 2 -> 1; paths to "
+        "51:00:00:00:c9:00:01:00 2 -> 1\n");
+}
+
 TEST(HostChanges, ShowPathsAlthoughATargetDoesNotReportItsLuns)
 {
     EXPECT_THAT(textAfter({1, 2, 1, 2, 2},

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <set>
 #include <string>
@@ -39,23 +40,37 @@ struct PortOfHost
     std::set<std::string> mTargets = {};  ///< that it reaches
 };
 
+/// Paths without LUNs, and the LUNs that the targets report on other paths.
+struct Masked
+{
+    std::vector<Path> mPaths = {};
+    Luns mLuns = {};
+};
+
 /// LUNs by the paths that they concern.
 using PathsOfLuns = std::map<Luns, std::vector<Path>>;
 
 std::string nameOf(std::vector<Path> const& aPaths)
 {
+    std::set<std::string> targets;
     std::set<std::string> targetPorts;
     std::set<std::string> ports;
     for (Path const& path : aPaths)
     {
+        targets.insert(path.mRemotePort->mTarget);
         targetPorts.insert(path.mRemotePort->mName);
         ports.insert(path.mPort == nullptr ? "adapter " + path.mAdapter->mName : "port " + path.mPort->mName);
     }
-    std::string const target = targetPorts.size() == 1
-                                   ? "target port " + *targetPorts.begin()
-                                   : fmt::format("{} of target {}", counted(targetPorts.size(), "port"),
-                                                 aPaths.front().mRemotePort->mTarget);
+    std::string const target =
+        targetPorts.size() == 1
+            ? "target port " + *targetPorts.begin()
+            : fmt::format("{} of {}", counted(targetPorts.size(), "port"), namesOf("target", targets));
     return target + " behind " + (ports.size() == 1 ? *ports.begin() : counted(ports.size(), "port"));
+}
+
+std::string textOfLuns(Luns const& aLuns)
+{
+    return fmt::format("{} {}", aLuns.size() == 1 ? "LUN" : "LUNs", qzagent::textOf(aLuns));
 }
 
 Luns lunsThatAre(bool aReported, HostPart const& aTargetPort)
@@ -100,6 +115,10 @@ public:
         for (auto const& [name, target] : mTargets)
         {
             examineLuns(target);
+        }
+        for (auto const& [ports, masked] : mMasked)
+        {
+            add(RuleId::lunMissingOnPath, nameOf(masked.mPaths), textOfLuns(masked.mLuns));
         }
         return std::move(mFindings);
     }
@@ -276,7 +295,7 @@ private:
         for (Path const& path : paths)
         {
             Luns const own = lunsThatAre(true, *path.mRemotePort);
-            if (path.mRemotePort->mArePartsKnown)
+            if (path.mRemotePort->mArePartsKnown && !path.mRemotePort->mParts.empty())
             {
                 missing[without(reported, own)].push_back(path);
             }
@@ -290,6 +309,7 @@ private:
                 most = std::max(most, own.size());
             }
         }
+        addMasked(aTarget.mLunless, reported);
         add(RuleId::lunNotReported, stale);
         add(RuleId::lunMissingOnPath, missing);
         if (!many.empty())
@@ -299,14 +319,32 @@ private:
         }
     }
 
+    /// @param aPaths without LUNs, to a target that reports LUNs on other paths
+    void addMasked(std::vector<Path> const& aPaths, Luns const& aReported)
+    {
+        std::vector<Path> paths;
+        std::copy_if(aPaths.begin(), aPaths.end(), std::back_inserter(paths),
+                     [](Path const& aPath) { return aPath.mRemotePort->mArePartsKnown; });
+        std::set<std::string> ports;
+        for (Path const& path : paths)
+        {
+            ports.insert(path.mAdapter->mName + '\n' + path.mPort->mName);
+        }
+        if (!paths.empty() && !aReported.empty())
+        {
+            Masked& masked = mMasked[ports];
+            masked.mPaths.insert(masked.mPaths.end(), paths.begin(), paths.end());
+            masked.mLuns.insert(aReported.begin(), aReported.end());
+        }
+    }
+
     void add(RuleId aRule, PathsOfLuns const& aLuns)
     {
         for (auto const& [luns, paths] : aLuns)
         {
             if (!luns.empty())
             {
-                add(aRule, nameOf(paths),
-                    fmt::format("{} {}", luns.size() == 1 ? "LUN" : "LUNs", qzagent::textOf(luns)));
+                add(aRule, nameOf(paths), textOfLuns(luns));
             }
         }
     }
@@ -323,6 +361,7 @@ private:
     /// Targets by the number of paths, the ports that have them, and the number with which it is compared.
     std::map<std::tuple<std::size_t, std::set<PortNumber>, std::size_t>, std::set<std::string>> mFewPaths;
     std::set<std::string> mHasFewPaths;
+    std::map<std::set<std::string>, Masked> mMasked;  ///< by the ports that see no LUNs
     std::vector<Finding> mFindings;
 };
 }  // namespace

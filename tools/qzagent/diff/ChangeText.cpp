@@ -132,11 +132,11 @@ std::string nameOfRemotePorts(std::vector<ChangedPart> const& aParts)
            (targets.size() == 1 ? "target " + *targets.begin() : counted(targets.size(), "target"));
 }
 
-std::string nameOfLuns(std::vector<ChangedPart> const& aParts)
+std::string nameOfLuns(Change const& aChange)
 {
     Luns luns;
     std::set<std::string> targets;
-    for (ChangedPart const& part : aParts)
+    for (ChangedPart const& part : aChange.mParts)
     {
         targets.insert(part.mName);
         for (LunChange const& lun : part.mLuns)
@@ -144,8 +144,13 @@ std::string nameOfLuns(std::vector<ChangedPart> const& aParts)
             luns.insert(lunNamed(lun.mLun));
         }
     }
-    return fmt::format("{} {} of ", luns.size() == 1 ? "LUN" : "LUNs", qzagent::textOf(luns)) +
-           (targets.size() == 1 ? "target " + *targets.begin() : counted(targets.size(), "target"));
+    bool const isOneTarget = targets.size() == 1;
+    std::string const numbers =
+        isOneTarget || aChange.mTargets.empty()
+            ? fmt::format("{} {}", luns.size() == 1 ? "LUN" : "LUNs", qzagent::textOf(luns))
+            : "all LUNs";
+    return fmt::format("{} of {}", numbers,
+                       isOneTarget ? "target " + *targets.begin() : counted(targets.size(), "target"));
 }
 
 std::string nameOf(Change const& aChange)
@@ -162,19 +167,22 @@ std::string nameOf(Change const& aChange)
         case PartKind::remotePort:
             return nameOfRemotePorts(aChange.mParts);
         default:
-            return nameOfLuns(aChange.mParts);
+            return nameOfLuns(aChange);
     }
 }
 
 /// @return the devices of LUNs that came or went
-std::string devicesOf(std::vector<LunChange> const& aLuns)
+std::string devicesOf(std::vector<ChangedPart> const& aParts)
 {
     std::vector<std::string> devices;
-    for (LunChange const& lun : aLuns)
+    for (ChangedPart const& part : aParts)
     {
-        for (FieldChange const& field : lun.mFields)
+        for (LunChange const& lun : part.mLuns)
         {
-            devices.push_back(valueText(field.mOld.is_null() ? field.mNew : field.mOld));
+            for (FieldChange const& field : lun.mFields)
+            {
+                devices.push_back(valueText(field.mOld.is_null() ? field.mNew : field.mOld));
+            }
         }
     }
     return devices.empty() ? "" : fmt::format(" ({})", qzagent::textOf(devices));
@@ -244,7 +252,7 @@ std::string oneSidedOf(Change const& aChange, PartCounts const& aCounts, char co
 {
     std::string text = aVerb;
     text += aCounts.isEmpty() ? "" : fmt::format(" with {}", textOf(aCounts));
-    return text + devicesOf(aChange.mParts.front().mLuns);
+    return text + devicesOf(aChange.mParts);
 }
 
 std::string pathsOf(std::vector<PathChange> const& aPaths)

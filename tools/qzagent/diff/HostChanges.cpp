@@ -595,13 +595,15 @@ std::string causeOf(Change const& aChange)
     auto const& fields = fieldsOf(aChange);
     bool const isOwn =
         aChange.mWhat == PartKind::lun && aChange.mKind != ChangeKind::unknown &&
-        (aChange.mKind != ChangeKind::changed || std::any_of(fields.begin(), fields.end(), &isOfState));
+        (aChange.mKind == ChangeKind::changed ? std::any_of(fields.begin(), fields.end(), &isOfState)
+                                              : aChange.mTargets.empty());
     if (!isBehindPort(aChange) || isOwn)
     {
         return {};
     }
     Json cause{aChange.mWhat, aChange.mKind, aChange.mIsUnknownInNew, aChange.mReason};
-    for (FieldChange const& field : fields)
+    for (FieldChange const& field :
+         aChange.mKind == ChangeKind::changed ? fields : std::vector<FieldChange>())
     {
         cause.push_back(field.mKey);
         if (isOfState(field))

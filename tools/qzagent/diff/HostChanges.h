@@ -78,13 +78,14 @@ struct Change
 {
     ChangeKind mKind;
     PartKind mWhat;
-    std::vector<ChangedPart> mParts;      ///< at least one; several remote ports or LUNs with one cause
-    PartCounts mCame = {};                ///< within the parts
-    PartCounts mGone = {};                ///< within the parts
-    PartCounts mUnknown = {};             ///< within the parts, as the other look saw them
-    bool mIsUnknownInNew = false;         ///< which look could not see
-    std::string mReason = {};             ///< why it could not see
-    std::set<std::string> mTargets = {};  ///< targets to which paths came or went
+    std::vector<ChangedPart> mParts;  ///< at least one; several remote ports or LUNs with one cause
+    PartCounts mCame = {};            ///< within the parts
+    PartCounts mGone = {};            ///< within the parts
+    PartCounts mUnknown = {};         ///< within the parts, as the other look saw them
+    bool mIsUnknownInNew = false;     ///< which look could not see
+    std::string mReason = {};         ///< why it could not see
+    std::set<std::string> mTargets =
+        {};  ///< targets to which paths came or went; of LUNs, with all their LUNs
     std::vector<PathChange> mPaths = {};  ///< their number of paths, where it is known in both looks
 };
 
