@@ -563,7 +563,7 @@ TEST(HostChanges, ShowAllLunsThatAPortNoLongerSeesInOneLine)
                       std::for_each(remotePorts.begin(), remotePorts.end(), &eraseLuns);
                   }),
         "- all LUNs of 2 targets on 2 paths behind port 10:00:00:00:c9:00:00:01 gone (/dev/sd1-0-0-0, "
-        "/dev/sd1-0-0-1, /dev/sd1-1-0-0, /dev/sd1-1-0-1); paths to 51:00:00:00:c9:00:00:00 2 -> 1; paths to "
+        "/dev/sd1-0-0-1, /dev/sd1-1-0-0, and 1 more); paths to 51:00:00:00:c9:00:00:00 2 -> 1; paths to "
         "51:00:00:00:c9:00:01:00 2 -> 1\n");
 }
 
