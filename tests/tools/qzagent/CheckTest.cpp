@@ -617,6 +617,14 @@ TEST_F(QzagentCheck, NamesABaselineThatCannotBeRead)
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
+TEST_F(QzagentCheck, RefusesStandardInputForBundleAndBaseline)
+{
+    ProcessResult const result = runAgent({"check", "-", "--baseline", "-"});
+    EXPECT_EQ(result.mErrors,
+              "qzagent: only one of bundle and baseline can be standard input; see qzagent check --help\n");
+    EXPECT_EQ(result.mExitStatus, 2);
+}
+
 TEST_F(QzagentCheck, ExaminesABundle)
 {
     std::string const path = mFolder.path() / "bundle.pcapng";

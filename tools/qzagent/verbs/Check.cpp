@@ -334,6 +334,13 @@ Answer examine(Setting const& aSetting, CheckOptions const& aOptions)
 
 Answer check(Setting const& aSetting, CheckOptions const& aOptions)
 {
+    if (aOptions.mBundle == "-" && aOptions.mBaseline == "-")
+    {
+        aSetting.mReport.addError(
+            ExitCode::misused,
+            "only one of bundle and baseline can be standard input; see qzagent check --help");
+        return {};
+    }
     try
     {
         return examine(aSetting, aOptions);
