@@ -17,6 +17,7 @@
 
 #include <dlfcn.h>
 #include <hbaapi.h>
+#include <unistd.h>
 
 #include "tests/simulator/ProbeLibrary.h"
 #include "tests/simulator/Steps.h"
@@ -130,6 +131,16 @@ void printPendingError(std::string const& aPath)
     if (file != nullptr)
     {
         std::fclose(file);
+    }
+}
+
+/// Closes all descriptors that the program does not know, as many programs do before they start another one.
+void closeFiles(std::string const&)
+{
+    constexpr int mostFiles = 1024;
+    for (int file = 3; file < mostFiles; ++file)
+    {
+        ::close(file);
     }
 }
 
@@ -334,6 +345,7 @@ Steps const steps = {
     {"port", printPort},
     {"mappings", printMappings},
     {"luns", printLuns},
+    {"closefiles", closeFiles},
     {"lun", printLun},
     {"statistics",
      [](std::string const& aIndex)
