@@ -170,8 +170,8 @@ TEST(ScenarioError, ReportsAFaultWithoutStatus)
 
 TEST(ScenarioError, RefusesAFaultInACallThatCannotFail)
 {
-    EXPECT_EQ(errorOfFault("call = \"HBA_CloseAdapter\"\nnth = 1\nstatus = 1\n"),
-              std::string("bad.toml:4:8: ") + expectedCall + "\"HBA_CloseAdapter\"");
+    EXPECT_EQ(errorOfFault("call = \"HBA_GetVersion\"\nnth = 1\nstatus = 1\n"),
+              std::string("bad.toml:4:8: ") + expectedCall + "\"HBA_GetVersion\"");
 }
 
 TEST(ScenarioError, RefusesAFaultOfAnUnknownAdapter)
