@@ -227,6 +227,7 @@ std::mutex gEventMutex;
 std::condition_variable gEventArrived;
 int gEvents = 0;
 HBA_CALLBACKHANDLE gCallback = nullptr;
+HBA_CALLBACKHANDLE gNewAdaptersCallback = nullptr;
 char gLinkBuffer[4] = {};
 
 void countEvent()
@@ -313,7 +314,8 @@ Steps const steps = {
      [](std::string const&)
      {
          std::printf("watch adapters: %u\n",
-                     HBA_RegisterForAdapterAddEvents(onAdapterEvent, dataNamed("new adapter"), &gCallback));
+                     HBA_RegisterForAdapterAddEvents(onAdapterEvent, dataNamed("new adapter"),
+                                                     &gNewAdaptersCallback));
      }},
     {"watchAdapter",
      [](std::string const&)
@@ -333,6 +335,8 @@ Steps const steps = {
                                                sizeof gLinkBuffer, gHandle, &gCallback));
      }},
     {"unwatch", [](std::string const&) { std::printf("unwatch: %u\n", HBA_RemoveCallback(gCallback)); }},
+    {"unwatchAdapters", [](std::string const&)
+     { std::printf("unwatch adapters: %u\n", HBA_RemoveCallback(gNewAdaptersCallback)); }},
     {"await", awaitEvents},
     {"load", [](std::string const&) { std::printf("load: %u\n", HBA_LoadLibrary()); }},
     {"free", [](std::string const&) { std::printf("free: %u\n", HBA_FreeLibrary()); }},
