@@ -341,7 +341,7 @@ std::vector<EventSeries> DiagnosticSimulation::takeEvents()
 
 Reaction DiagnosticSimulation::react(Call aCall, std::unique_lock<std::mutex>& aLock)
 {
-    Reaction const reaction = mFaults.next(aCall);
+    Reaction reaction = mFaults.next(aCall);
     mWorld->called(aCall, mFaults.callsOf(aCall), timeSinceStart());
     aLock.unlock();
     printAndWait(reaction);
