@@ -55,7 +55,7 @@ Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
         refuseStrikes(aPath);
     }
     mCounts = {static_cast<StrikeCount*>(memory), [size](StrikeCount* aCounts) { ::munmap(aCounts, size); }};
-    mSize = aFaults;
+    mSize = aFaults + mostAddedFaults;
 }
 
 void Strikes::add(std::size_t aFault)
