@@ -39,7 +39,8 @@ std::string const oneFails = targetsOfTwoAdapters + fault("HBA_SendReportLUNs", 
 /// @param aCall number of the call that fails
 std::string failedReport(unsigned int aCall)
 {
-    return "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed (code "
+    return "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed "
+           "(code "
            "802): HBA_STATUS_ERROR (1) in call " +
            std::to_string(aCall) + ", HBA_SendReportLUNs\n";
 }
@@ -136,8 +137,9 @@ TEST(QzagentLatency, QueriesTheTargetPortsOfAnAdapterInTurn)
     ProcessResult const result = runAgentOn(
         targetsOfTwoAdapters + fault("HBA_SendReportLUNs", "\"3-4\"", "HBA_STATUS_ERROR"), {"latency"});
     EXPECT_THAT(result.mErrors, AllOf(HasSubstr("ab:00:00:01"), HasSubstr("ab:00:00:02")));
-    EXPECT_THAT(result.mOutput, AllOf(StartsWith("example-fc-1, target port 50:00:00:00:ab:00:00:03: 10 I/Os\n"),
-                                      HasSubstr("\nall: 10 I/Os\n")));
+    EXPECT_THAT(result.mOutput,
+                AllOf(StartsWith("example-fc-1, target port 50:00:00:00:ab:00:00:03: 10 I/Os\n"),
+                      HasSubstr("\nall: 10 I/Os\n")));
 }
 
 TEST(QzagentLatency, PrintsTheChartsOfEachAdapterTogether)
@@ -150,10 +152,10 @@ TEST(QzagentLatency, PrintsTheChartsOfEachAdapterTogether)
             titles.push_back(line.substr(0, line.find(": ")));
         }
     }
-    EXPECT_THAT(titles, testing::ElementsAre("example-fc-0, target port 50:00:00:00:ab:00:00:01",
-                                             "example-fc-0, target port 50:00:00:00:ab:00:00:02", "example-fc-0",
-                                             "example-fc-1, target port 50:00:00:00:ab:00:00:03", "example-fc-1",
-                                             "all"));
+    EXPECT_THAT(titles, testing::ElementsAre(
+                            "example-fc-0, target port 50:00:00:00:ab:00:00:01",
+                            "example-fc-0, target port 50:00:00:00:ab:00:00:02", "example-fc-0",
+                            "example-fc-1, target port 50:00:00:00:ab:00:00:03", "example-fc-1", "all"));
 }
 
 TEST(QzagentLatency, MeasuresOnlyTheSelectedAdapter)
@@ -454,9 +456,10 @@ std::string const secondAdapterHangs =
 TEST(QzagentLatencyTimeout, ShowsTheAdapterBeforeTheOneThatHangsOnce)
 {
     ProcessResult const result = runAgentOn(secondAdapterHangs, {"latency", "--timeout", "2"});
-    EXPECT_THAT(linesOf(result.mOutput), AllOf(Contains("example-fc-0: 20 I/Os").Times(1),
-                                               Contains("all: 20 I/Os").Times(1)));
-    EXPECT_THAT(result.mErrors, HasSubstr("has not returned (example-fc-1: latency of 50:00:00:00:ab:00:00:03)"));
+    EXPECT_THAT(linesOf(result.mOutput),
+                AllOf(Contains("example-fc-0: 20 I/Os").Times(1), Contains("all: 20 I/Os").Times(1)));
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("has not returned (example-fc-1: latency of 50:00:00:00:ab:00:00:03)"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -464,10 +467,10 @@ TEST(QzagentLatency, ShowsTheAdapterBeforeTheOneThatHangsWithoutATimeout)
 {
     ScratchFolder const folder;
     std::string const file = folder.path() / "output";
-    ProcessResult const result = runAgentInOn(
-        "\"$@\" >" + file + " & for i in $(seq 600); do grep -q 'example-fc-0: 20' " + file +
-            " && break; sleep 0.1; done; kill -KILL $!; cat " + file,
-        secondAdapterHangs, {"latency"});
+    ProcessResult const result =
+        runAgentInOn("\"$@\" >" + file + " & for i in $(seq 600); do grep -q 'example-fc-0: 20' " + file +
+                         " && break; sleep 0.1; done; kill -KILL $!; cat " + file,
+                     secondAdapterHangs, {"latency"});
     EXPECT_THAT(result.mOutput, AllOf(HasSubstr("\nexample-fc-0: 20 I/Os\n"), Not(HasSubstr("\nall: "))));
 }
 

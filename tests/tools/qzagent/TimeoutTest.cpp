@@ -193,9 +193,8 @@ TEST(QzagentTimeout, ShowsTheVersionsThatWereReadBeforeACallOfTheOpeningHangs)
 {
     auto const versionsBefore = [](std::string const& aCall)
     {
-        nlohmann::json const document =
-            documentOf(runAgentOn(shippedScenario("diagnostic-events") + hangs(aCall),
-                                  {"vendor", "--timeout", "1", "--json"}));
+        nlohmann::json const document = documentOf(runAgentOn(
+            shippedScenario("diagnostic-events") + hangs(aCall), {"vendor", "--timeout", "1", "--json"}));
         return std::vector{document.value("library_version", ""), document.value("driver_version", "")};
     };
     EXPECT_THAT(versionsBefore("VQM_GetDrvInfo"), testing::ElementsAre("2.1.0", "4.0.12"));

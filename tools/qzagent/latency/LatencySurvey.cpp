@@ -72,12 +72,13 @@ void LatencySurvey::add(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
     {
         mProgress.setStep(aName + ": target mappings");
         adapter.mOpened = std::make_unique<qz::Adapter>(aApi, aName);
-        PortNames const names = targetPortsIn(targetMappingsOf(*adapter.mOpened));
+        qz::TargetMappings const mappings = targetMappingsOf(*adapter.mOpened);
         adapter.mPorts.emplace();
-        for (qz::Wwn const& name : names)
+        for (qz::Wwn const& name : targetPortsIn(mappings))
         {
             adapter.mPorts->push_back({name, aName + ": latency of " + name.text(), {}, {}});
         }
+        expectNamedPorts(mappings);
     }
     catch (std::exception const& exception)
     {

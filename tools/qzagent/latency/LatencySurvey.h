@@ -100,7 +100,7 @@ private:
     LunQuery mQuery;
     std::mutex mMutex;  ///< of mAdapters and the totals, which another thread may read
     LatencyEntry mTotal = emptyEntry();
-    std::vector<Latency> mValues;                  ///< of all adapters that were taken
+    std::vector<Latency> mValues;                 ///< of all adapters that were taken
     std::optional<LatencyFigures> mTotalFigures;  ///< of these values, which it replaces
 };
 }  // namespace qzagent

@@ -125,8 +125,7 @@ std::string chartsOf(Adapters const& aAdapters, std::size_t aFirst, std::size_t 
     for (std::size_t i = aFirst; i < aAdapters.size(); ++i)
     {
         MeasuredAdapter const& adapter = aAdapters[i];
-        visitPorts(adapter,
-                   [&](MeasuredPort const& aPort)
+        visitPorts(adapter, [&](MeasuredPort const& aPort)
                    { add(adapter.mName + ", target port " + aPort.mName.text(), aPort.mLatencies); });
         if (adapter.mLatencies.mFigures)
         {
@@ -183,8 +182,7 @@ void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& 
             aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
         canShow = attempt(aSetting.mReport, [&] { aSetting.mOutput.write(text); });
     };
-    auto const mustStop = [&]
-    {
+    auto const mustStop = [&] {
         return Interruption::hasArrived() || !canShow ||
                (aOptions.mInterval && aSetting.mOutput.isAbandoned());
     };

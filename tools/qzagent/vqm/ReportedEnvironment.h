@@ -55,9 +55,9 @@ private:
 /// @param aVersions  set to the versions of the vendor library and its driver
 /// @param aOnVersion called after each version, because a later call of the library may hang
 /// @throws as qz::VqmEnvironment
-inline ReportedEnvironment openEnvironment(qz::VqmLibrary& aLibrary, Report& aReport,
-                                           LibvqmVersions& aVersions,
-                                           std::function<void()> aOnVersion = [] {})
+inline ReportedEnvironment openEnvironment(
+    qz::VqmLibrary& aLibrary, Report& aReport, LibvqmVersions& aVersions,
+    std::function<void()> aOnVersion = [] {})
 {
     LibvqmVersionLog const log(aReport.errors(), aVersions, std::move(aOnVersion));
     return {aLibrary, aReport};
