@@ -56,6 +56,15 @@ class Verbs(unittest.TestCase):
                          sorted((port.port_wwn, 2) for host in machine.load(realstack.text_of(NAME))
                                 for port in host.remote_ports if port.units))
 
+    def test_check_finds_the_link_that_is_down(self):
+        down = machine.load(realstack.text_of("link-down"))[0]
+        with realstack.made("link-down") as made:
+            result = made.run(QZAGENT, "check", "--seconds", "1", "--json")
+        self.assertEqual(result.returncode, 1, result.stderr)
+        [finding] = json.loads(result.stdout)["findings"]
+        self.assertEqual((finding["rule"], finding["severity"]), ("link-down", "error"))
+        self.assertIn(down.port_wwn, json.dumps(finding))
+
     def test_bundle_has_the_documents_of_the_verbs(self):
         names = ["vendor", "ports", "inventory", "statistics-start", "latency", "statistics-end"]
         with realstack.made(NAME) as made, tempfile.TemporaryDirectory() as folder:

@@ -6,6 +6,7 @@ import pathlib
 import re
 import subprocess
 import tempfile
+import threading
 import unittest
 
 import jsonschema
@@ -129,6 +130,9 @@ def validators():
 
 
 VALIDATORS = validators()
+
+# A validator resolves the references of a schema with a state of its own, so one thread at a time may use it.
+VALIDATING = threading.Lock()
 
 
 NOTHING_TO_WATCH = "nothing to watch: no board is registered"
@@ -274,7 +278,9 @@ def problems_of_document(verb, result):
         yield f"wrote no JSON: {error}"
         return
     for document in documents:
-        for error in VALIDATORS[schema_of(verb)].iter_errors(document):
+        with VALIDATING:
+            errors = list(VALIDATORS[schema_of(verb)].iter_errors(document))
+        for error in errors:
             yield f"the document breaks its schema at {list(error.absolute_path)}: {error.message[:200]}"
         if is_whole and document["exit_status"] != result.returncode:
             yield f"ended with {result.returncode}, and the document says {document['exit_status']}"
