@@ -265,7 +265,7 @@ TEST_F(QzagentBundle, RecordsPlainEventsWithoutQuazorEvents)
     EXPECT_EQ(document("watch")["exit_status"], 0);
 }
 
-TEST_F(QzagentBundle, KillsAVerbThatHangs)
+TEST_F(QzagentBundle, KillsAVerbThatHangsAndNamesTheCall)
 {
     ProcessResult const result =
         bundle(hostOfBundle + "[[fault]]\ncall = \"HBA_GetFcpTargetMapping\"\nnth = 1\ndelay_ms = 60000\n",
@@ -273,7 +273,10 @@ TEST_F(QzagentBundle, KillsAVerbThatHangs)
     EXPECT_EQ(result.mExitStatus, 1);
     json const ports = document("ports");
     EXPECT_THAT(ports["messages"], SizeIs(1));
-    EXPECT_EQ(ports["messages"][0]["text"], "the process of ports did not answer within 2 s and was killed");
+    EXPECT_EQ(ports["messages"][0]["text"],
+              "the process of ports did not answer within 2 s and was killed: HBA_GetFcpTargetMapping has "
+              "not returned "
+              "(example-fc-0: target mappings)");
     EXPECT_TRUE(satisfies(ports.dump(), "ports"));
 }
 

@@ -26,7 +26,8 @@ struct VerbDocument
 /// @param aAdd       adds the verb to a command line
 /// @param aArguments the verb and its options
 /// @return none when a signal arrived and the verb did not end within two seconds after SIGTERM; it is killed then
-/// @throws std::exception "was killed by signal ..." and the like or "did not answer within S s and was killed"
+/// @throws std::exception "was killed by signal ..." and the like, or "did not answer within S s and was killed: ..."
+///         with the call that hangs
 std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignals& aSignals,
                                              std::chrono::seconds aLimit, void (*aAdd)(CommandLine&),
                                              std::vector<std::string> const& aArguments);
