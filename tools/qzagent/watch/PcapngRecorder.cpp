@@ -132,9 +132,12 @@ void PcapngRecorder::openFile()
     std::string const path = mSeries ? mSeries->next() : mOptions.mPath;
     mFile = std::make_unique<PcapngFile>(path);
     mFileStart = Clock::now();
-    if (std::optional<std::string> const note = mFile->repairNote())
+    for (std::optional<std::string> const& note : {mFile->damageNote(), mFile->repairNote()})
     {
-        mSources.mReport.addNote(*note);
+        if (note)
+        {
+            mSources.mReport.addNote(*note);
+        }
     }
     if (mSeries)
     {
