@@ -150,6 +150,20 @@ TEST_F(QzagentBundle, HasDocumentsAsTheVerbsPrintThem)
     EXPECT_TRUE(satisfies(document("latency").dump(), "latency"));
 }
 
+TEST_F(QzagentBundle, NamesTheFileInTheMessagesOfTheRecording)
+{
+    bundle(hostOfBundle);
+    EXPECT_THAT(document("watch")["messages"].dump(), HasSubstr("; recording in " + mPath + "\""));
+    EXPECT_THAT(content(), Not(HasSubstr("/proc/self/fd")));
+}
+
+TEST_F(QzagentBundle, DoesNotNameItsFoldersInAnAnonymisedFile)
+{
+    anonymised(hostOfBundle);
+    EXPECT_THAT(document("watch")["messages"].dump(), HasSubstr("; recording in visit.pcapng\""));
+    EXPECT_THAT(content(), Not(HasSubstr(mFolder.path().string())));
+}
+
 TEST_F(QzagentBundle, CanOnlyBeReadByItsOwner)
 {
     bundle(hostOfBundle);

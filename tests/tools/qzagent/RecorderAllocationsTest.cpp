@@ -125,7 +125,7 @@ TEST_F(RecorderAllocations, NothingOfAPacketWhoseEncodingFailsIsWritten)
     auto const make = [&](std::string const& aPath)
     {
         return std::make_unique<qzagent::PcapngRecorder>(
-            qzagent::RecorderOptions{aPath, {}, {}, std::chrono::seconds(0)},
+            qzagent::RecorderOptions{aPath, aPath, {}, {}, std::chrono::seconds(0)},
             qzagent::RecorderSources{boards, versions, drops, clock, mReport});
     };
     checkEachAllocation(make, takenBy(make, 1), takenBy(make, 2));

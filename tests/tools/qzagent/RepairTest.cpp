@@ -112,6 +112,23 @@ TEST_P(QzagentRepairOrder, ReplacesLostInterfaces)
               "2026-11-22T08:53:52.000000001Z board 0 category 3 subcategory 7 length 0\n");
 }
 
+TEST_P(QzagentRepairOrder, DescribesALostInterfaceWithTheNamesInItsFirstRecord)
+{
+    PcapngBuilder const capture =
+        start().packet(1, repairTime, fullRecord("ab")).packet(0, repairTime, plainRecord());
+    std::string content = capture.content();
+    content[capture.bounds().at(1) + 5] = 'x';
+    repair(content);
+    std::string const expected = PcapngBuilder(GetParam())
+                                     .section("h")
+                                     .unnamed("")
+                                     .unnamed("10:00:00:00:c9:00:00:01 50:00:00:00:ab:00:00:01")
+                                     .packet(1, repairTime, fullRecord("ab"))
+                                     .packet(0, repairTime, plainRecord())
+                                     .content();
+    EXPECT_EQ(contentOf(mNew), expected);
+}
+
 TEST_P(QzagentRepairOrder, KeepsTheNumberOfAnInterfaceThatCannotBeRead)
 {
     PcapngBuilder const capture = start().packet(1, repairTime, plainRecord());

@@ -200,6 +200,19 @@ class Appending(Recordings):
         self.assertTrue(self.path.read_bytes().startswith(whole[:end] + b"\n\r\r\n"))
         self.assertEqual([len(section.packets) for section in self.sections()], [5, 1])
 
+    def test_whole_blocks_behind_damage_are_kept_with_a_note(self):
+        self.watch(ONE_SOURCE, "--count", "5")
+        whole = bytearray(self.path.read_bytes())
+        packet = whole.index(record(0)) - 28
+        whole[packet + 6] ^= 1  # a byte of its length
+        self.path.write_bytes(whole)
+        result = self.watch(ONE_SOURCE, "--count", "1")
+        self.assertIn(f"qzagent: note: {self.path}: damaged before its last blocks; qzagent repair copies what is whole\n",
+                      result.stderr)
+        self.assertTrue(self.path.read_bytes().startswith(whole + b"\n\r\r\n"))
+        shown = subprocess.run([QZAGENT, "show", self.path], capture_output=True, text=True, check=False)
+        self.assertEqual(shown.stdout.count("\n"), 4 + 1)
+
     def test_a_file_of_the_other_byte_order_is_continued(self):
         other = ">" if struct.pack("=I", 1) == struct.pack("<I", 1) else "<"
         header = struct.pack(other + "IIIHHqI", pcapng.SECTION, 28, pcapng.MAGIC, 1, 0, -1, 28)

@@ -24,8 +24,9 @@ namespace
 constexpr mode_t onlyOwner = 0600;
 }  // namespace
 
-AppendedFile::AppendedFile(std::string const& aPath)
+AppendedFile::AppendedFile(std::string const& aPath, std::string const& aName)
     : mPath(aPath),
+      mName(aName),
       // O_NONBLOCK keeps open() from waiting for the other end of a pipe.
       mDescriptor(std::make_shared<Descriptor const>(
           ::open(aPath.c_str(), O_RDWR | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, onlyOwner)))
@@ -137,6 +138,6 @@ void AppendedFile::sync() const
 
 void AppendedFile::refuse(std::string const& aReason) const
 {
-    throw CaptureWriteError(fmt::format("cannot write {}: {}", mPath, aReason));
+    throw CaptureWriteError(fmt::format("cannot write {}: {}", mName, aReason));
 }
 }  // namespace qzagent

@@ -53,7 +53,7 @@ private:
 };
 }  // namespace
 
-CaptureWriter::CaptureWriter(std::string const& aPath) : mFile(aPath)
+CaptureWriter::CaptureWriter(std::string const& aPath) : mFile(aPath, aPath)
 {
     for (std::uint64_t position = 0; position < mFile.size();)
     {

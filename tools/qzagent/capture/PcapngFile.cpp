@@ -66,7 +66,7 @@ WholeBlocks wholeBlocksIn(qz::Bytes aBytes)
 }
 }  // namespace
 
-PcapngFile::PcapngFile(std::string const& aPath) : mFile(aPath)
+PcapngFile::PcapngFile(std::string const& aPath, std::string const& aName) : mFile(aPath, aName)
 {
     if (mFile.size() != 0)
     {
@@ -95,14 +95,14 @@ std::optional<std::string> PcapngFile::repairNote() const
     return mRemovedBytes == 0
                ? std::nullopt
                : std::optional(fmt::format("{}: removed its last {} bytes, a block that was cut",
-                                           mFile.path(), mRemovedBytes));
+                                           mFile.name(), mRemovedBytes));
 }
 
 std::optional<std::string> PcapngFile::damageNote() const
 {
     return mIsDamaged
                ? std::optional(fmt::format(
-                     "{}: damaged before its last blocks; qzagent repair copies what is whole", mFile.path()))
+                     "{}: damaged before its last blocks; qzagent repair copies what is whole", mFile.name()))
                : std::nullopt;
 }
 

@@ -18,7 +18,12 @@ public:
     /// Opens or creates the file. A cut block at its end is removed. Whole blocks are never removed, also behind damage.
     /// Only the end of the file is read, so this takes no longer for a large file.
     /// @throws CaptureWriteError when the file cannot be opened, is locked, or is no pcapng file
-    explicit PcapngFile(std::string const& aPath);
+    /// @{
+    explicit PcapngFile(std::string const& aPath) : PcapngFile(aPath, aPath) {}
+
+    /// @param aName name of the file for messages
+    PcapngFile(std::string const& aPath, std::string const& aName);
+    /// @}
 
     /// @return that the constructor removed a cut block; none if it did not
     std::optional<std::string> repairNote() const;

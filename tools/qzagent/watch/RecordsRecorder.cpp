@@ -10,7 +10,7 @@
 namespace qzagent
 {
 RecordsRecorder::RecordsRecorder(std::string const& aPath, Report& aReport)
-    : mReport(aReport), mWriter(std::make_unique<CaptureWriter>(aPath))
+    : mPath(aPath), mReport(aReport), mWriter(std::make_unique<CaptureWriter>(aPath))
 {
 }
 
@@ -32,15 +32,14 @@ void RecordsRecorder::tick()
     if (!mWriter->file().isStillThere())
     {
         mReport.addNote(
-            fmt::format("{} was deleted or replaced; the recording continues in a new file", path()));
+            fmt::format("{} was deleted or replaced; the recording continues in a new file", mPath));
         continueInNextFile();
     }
 }
 
 void RecordsRecorder::continueInNextFile()
 {
-    std::string const same = path();
     mWriter.reset();  // a second writer would find the capture locked
-    mWriter = std::make_unique<CaptureWriter>(same);
+    mWriter = std::make_unique<CaptureWriter>(mPath);
 }
 }  // namespace qzagent

@@ -32,10 +32,11 @@ public:
     void continueInNextFile() override;
     void startSection() override {}
     std::uint64_t written() const override { return mWritten; }
-    std::string const& path() const override { return mWriter->file().path(); }
+    std::string const& name() const override { return mPath; }
     std::uint64_t size() const override { return mWriter->file().size(); }
 
 private:
+    std::string const mPath;
     Report& mReport;
     std::unique_ptr<CaptureWriter> mWriter;
     RecordEncoder mEncoder;
