@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/pcapng/Bytes.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
@@ -119,8 +120,10 @@ TEST_P(QzagentRepairOrder, DescribesALostInterfaceWithTheNamesInItsFirstRecord)
     std::string content = capture.content();
     content[capture.bounds().at(1) + 5] = 'x';
     repair(content);
+    ByteList const header = sectionHeader(GetParam());  // the host is lost too
     std::string const expected = PcapngBuilder(GetParam())
                                      .section("h")
+                                     .raw({header.begin(), header.end()})
                                      .unnamed("")
                                      .unnamed("10:00:00:00:c9:00:00:01 50:00:00:00:ab:00:00:01")
                                      .packet(1, repairTime, fullRecord("ab"))
