@@ -368,6 +368,19 @@ TEST_F(QzagentBundle, KeepsAnExistingFile)
     EXPECT_EQ(content(), "precious");
 }
 
+TEST_F(QzagentBundle, LeavesNoFileOnAFullDisk)
+{
+    if (IS_COUNTED)
+    {
+        GTEST_SKIP() << "the limit also applies to the coverage data that the agent writes";
+    }
+    ProcessResult const result = runAgentInOn(R"(ulimit -f 2; exec "$@")", hostOfBundle,
+                                              {"bundle", "--output", mPath, "--seconds", "1"});
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: cannot write " + mPath + ": File too large"));
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_FALSE(std::filesystem::exists(mPath));
+}
+
 TEST_F(QzagentBundle, RefusesAShortKeyBeforeItBegins)
 {
     std::string const key = keyFile("short");

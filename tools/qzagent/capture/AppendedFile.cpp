@@ -1,7 +1,6 @@
 #include "tools/qzagent/capture/AppendedFile.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -31,8 +30,6 @@ AppendedFile::AppendedFile(std::string const& aPath, std::string const& aName)
       mDescriptor(std::make_shared<Descriptor const>(
           ::open(aPath.c_str(), O_RDWR | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, onlyOwner)))
 {
-    // Exceeding the file size limit must be a write error, not a signal.
-    std::signal(SIGXFSZ, SIG_IGN);
     if (mDescriptor->number() < 0)
     {
         refuse(std::strerror(errno));

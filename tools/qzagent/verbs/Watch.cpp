@@ -234,7 +234,7 @@ private:
                 throw CaptureWriteError(
                     fmt::format("cannot write {}: it is not a pcapng file, which --sync requires", path));
             }
-            return std::make_unique<RecordsRecorder>(path, mSetting.mReport);
+            return std::make_unique<RecordsRecorder>(path, mSetting.mReport, [this] { return isStopped(); });
         }
         RecorderOptions const options{path, mOptions.mOutputName.value_or(path), mOptions.mRotate,
                                       mOptions.mKeep.value_or(KeepLimit{}),
@@ -299,6 +299,13 @@ private:
             tick();
             wait(taken);
         }
+    }
+
+    /// Takes a signal that may have arrived during a long step.
+    bool isStopped()
+    {
+        mSignals.take();
+        return mSignals.count() > 0;
     }
 
     bool mustStop() const

@@ -1,5 +1,6 @@
 #include "tools/qzagent/watch/RecordsRecorder.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -9,8 +10,9 @@
 
 namespace qzagent
 {
-RecordsRecorder::RecordsRecorder(std::string const& aPath, Report& aReport)
-    : mPath(aPath), mReport(aReport), mWriter(std::make_unique<CaptureWriter>(aPath))
+RecordsRecorder::RecordsRecorder(std::string const& aPath, Report& aReport,
+                                 std::function<bool()> const& aMustStop)
+    : mPath(aPath), mReport(aReport), mWriter(std::make_unique<CaptureWriter>(aPath, aMustStop))
 {
 }
 
