@@ -111,7 +111,7 @@ protected:
 TEST_F(RecorderAllocations, NothingOfABareRecordWhoseEncodingFailsIsWritten)
 {
     auto const make = [this](std::string const& aPath)
-    { return std::make_unique<qzagent::RecordsRecorder>(aPath, mReport); };
+    { return std::make_unique<qzagent::RecordsRecorder>(aPath, mReport, [] { return false; }); };
     checkEachAllocation(make, takenBy(make, 1), takenBy(make, 2));
 }
 
