@@ -130,8 +130,8 @@ TEST_F(QzagentDiff, GivesUpWhenTheHostDoesNotAnswer)
 TEST_F(QzagentDiff, EndsWithASignalThatInterruptsTheLook)
 {
     ProcessResult const result =
-        runAgentInOn("timeout --preserve-status -s INT 1 \"$@\"",
-                     "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\ndelay_ms = 60000\n", {"diff", mBefore});
+        runAgentUntilFaults("[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\ndelay_ms = 60000\n",
+                            {"diff", mBefore}, "kill -INT $agent");
     EXPECT_EQ(result.mErrors, "qzagent: interrupted during inventory\n");
     EXPECT_EQ(result.mExitStatus, 3);
 }
