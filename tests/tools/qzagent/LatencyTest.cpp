@@ -253,11 +253,12 @@ TEST(QzagentLatency, PrintsATableForEachInterval)
                                       [](std::string const& aLine)
                                       { return aLine.rfind("ADAPTER      TARGET PORT ", 0) == 0; });
     EXPECT_GE(tables, 2);
-    EXPECT_THAT(lines,
-                Contains(MatchesRegex("2[-0-9]+T[0-9:.]+Z, [0-9.]+ s")).Times(static_cast<int>(tables)));
+    EXPECT_THAT(
+        lines,
+        Contains(MatchesRegex("2[-0-9]+T[0-9:.]+Z, [0-9.]+ s")).Times(static_cast<std::size_t>(tables)));
     EXPECT_THAT(lines,
                 Contains(MatchesRegex("example-fc-1 50:00:00:00:ab:00:00:03 +[1-9][0-9]*( +[0-9.]+){6}"))
-                    .Times(static_cast<int>(tables)));
+                    .Times(static_cast<std::size_t>(tables)));
     EXPECT_THAT(lines, Contains(MatchesRegex("all: [0-9]+ I/Os"))) << "the total follows";
     EXPECT_THAT(result.mErrors, MatchesRegex("qzagent: note: interrupted after [0-9]+ answers\n"));
     EXPECT_EQ(result.mExitStatus, 0);

@@ -16,6 +16,7 @@ import threading
 import time
 import unittest
 
+import libpcap
 import pcapng
 from programs import QZAGENT, QZSIM
 
@@ -162,6 +163,31 @@ class File(Recordings):
         self.assertRegex(infos.stdout, "Capture hardware: +" + os.uname().nodename)
         self.assertRegex(infos.stdout, f"Description = {FIRST} {SECOND}")
 
+    @unittest.skipUnless(libpcap.IS_AVAILABLE, "libpcap is not installed")
+    def test_libpcap_reads_both_byte_orders(self):
+        self.watch(ONE_SOURCE, "--count", "100")
+        self.watch(ONE_SOURCE, "--count", "10")
+        sections = self.sections()
+        expected = [(packet.time, packet.data) for section in sections for packet in section.packets]
+        for order in None, pcapng.LITTLE, pcapng.BIG:
+            with self.subTest(order):
+                if order:
+                    self.path.write_bytes(b"".join(pcapng.rewritten(section, order) for section in sections))
+                self.assertEqual(libpcap.packets(self.path), (pcapng.SCOPE_DATA, expected))
+
+    @unittest.skipUnless(shutil.which("mergecap"), "mergecap is not installed")
+    def test_mergecap_merges_both_byte_orders(self):
+        self.watch(ONE_SOURCE, "--count", "100")
+        section, = self.sections()
+        copies = [self.folder / "little", self.folder / "big"]
+        for path, order in zip(copies, (pcapng.LITTLE, pcapng.BIG)):
+            path.write_bytes(pcapng.rewritten(section, order))
+        merged = self.folder / "merged"
+        subprocess.run(["mergecap", "-w", merged, self.path, *copies], check=True, timeout=60)
+        # The lines have no host, which mergecap does not keep.
+        shown = [subprocess.run([QZAGENT, "show", path], check=True, capture_output=True, timeout=60).stdout.splitlines()
+                 for path in (self.path, merged)]
+        self.assertTrue(sorted(shown[1]) == sorted(shown[0] * 3), shown[1][0])
 
     @unittest.skipUnless(shutil.which("tshark") and shutil.which("capinfos"), "tshark is not installed")
     def test_wireshark_stops_at_a_record_over_256_kib_and_the_agent_does_not(self):
