@@ -150,6 +150,20 @@ TEST_F(QzagentBundle, HasDocumentsAsTheVerbsPrintThem)
     EXPECT_TRUE(satisfies(document("latency").dump(), "latency"));
 }
 
+TEST_F(QzagentBundle, NamesTheFileInTheMessagesOfTheRecording)
+{
+    bundle(hostOfBundle);
+    EXPECT_THAT(document("watch")["messages"].dump(), HasSubstr("; recording in " + mPath + "\""));
+    EXPECT_THAT(content(), Not(HasSubstr("/proc/self/fd")));
+}
+
+TEST_F(QzagentBundle, DoesNotNameItsFoldersInAnAnonymisedFile)
+{
+    anonymised(hostOfBundle);
+    EXPECT_THAT(document("watch")["messages"].dump(), HasSubstr("; recording in visit.pcapng\""));
+    EXPECT_THAT(content(), Not(HasSubstr(mFolder.path().string())));
+}
+
 TEST_F(QzagentBundle, CanOnlyBeReadByItsOwner)
 {
     bundle(hostOfBundle);
@@ -355,6 +369,19 @@ TEST_F(QzagentBundle, KeepsAnExistingFile)
     EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_EQ(result.mErrors, "qzagent: cannot write " + mPath + ": File exists\n");
     EXPECT_EQ(content(), "precious");
+}
+
+TEST_F(QzagentBundle, LeavesNoFileOnAFullDisk)
+{
+    if (IS_COUNTED)
+    {
+        GTEST_SKIP() << "the limit also applies to the coverage data that the agent writes";
+    }
+    ProcessResult const result = runAgentInOn(R"(ulimit -f 2; exec "$@")", hostOfBundle,
+                                              {"bundle", "--output", mPath, "--seconds", "1"});
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: cannot write " + mPath + ": File too large"));
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_FALSE(std::filesystem::exists(mPath));
 }
 
 TEST_F(QzagentBundle, RefusesAShortKeyBeforeItBegins)

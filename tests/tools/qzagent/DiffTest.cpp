@@ -209,7 +209,7 @@ TEST_F(QzagentDiff, RefusesADeeplyNestedDocument)
 {
     std::string const path = mFolder.write("deep", std::string(1'000'000, '['));
     ProcessResult const result = runAgent({"diff", path, mBefore});
-    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": more than 32 levels\n");
+    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": nested more than 100 levels deep\n");
     EXPECT_EQ(result.mExitStatus, 3);
 }
 

@@ -32,7 +32,7 @@ constexpr std::size_t largestDocument = std::size_t{256} << 20U;
 constexpr std::chrono::seconds timeToStop{2};
 
 /// @return the exit code, and the document
-ChildProcess::Bytes runInChild(Setting const& aSetting, void (*aAdd)(CommandLine&),
+ChildProcess::Bytes runInChild(Setting const& aSetting, AddVerb const& aAdd,
                                std::vector<std::string> const& aArguments)
 {
     std::vector<char const*> arguments{toolName, "--json"};
@@ -65,7 +65,7 @@ ChildProcess::Bytes runInChild(Setting const& aSetting, void (*aAdd)(CommandLine
 }  // namespace
 
 std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignals& aSignals,
-                                             std::chrono::seconds aLimit, void (*aAdd)(CommandLine&),
+                                             std::chrono::seconds aLimit, AddVerb const& aAdd,
                                              std::vector<std::string> const& aArguments)
 {
     using Clock = std::chrono::steady_clock;

@@ -22,6 +22,7 @@
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 
 namespace qzagent
 {
@@ -178,7 +179,7 @@ void LatencySurvey::query(SurveyedAdapter& aAdapter, Port& aPort)
 LatencyInterval LatencySurvey::takeInterval(std::chrono::duration<double> aLength)
 {
     std::lock_guard const lock(mMutex);
-    LatencyInterval interval{std::chrono::system_clock::now(), aLength, {}};
+    LatencyInterval interval{wallTime(), aLength, {}};
     visitRemaining(
         [&](SurveyedAdapter const& aAdapter, Port& aPort)
         {
