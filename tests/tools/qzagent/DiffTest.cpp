@@ -135,7 +135,10 @@ TEST_F(QzagentDiff, GivesUpWhenTheHostDoesNotAnswer)
         runAgentOn("[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\ndelay_ms = 60000\n",
                    {"diff", "--part-timeout", "1", mBefore});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: the process of inventory did not answer within 1 s and was killed\n");
+    EXPECT_EQ(
+        result.mErrors,
+        "qzagent: the process of inventory did not answer within 1 s and was killed: HBA_LoadLibrary has "
+        "not returned (loading of the HBA libraries)\n");
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
@@ -208,7 +211,7 @@ TEST_F(QzagentDiff, RefusesATruncatedDocument)
 TEST_F(QzagentDiff, RefusesADeeplyNestedDocument)
 {
     std::string const path = mFolder.write("deep", std::string(1'000'000, '['));
-    expectRefusal({path, mBefore}, path + ": more than 32 levels");
+    expectRefusal({path, mBefore}, path + ": nested more than 100 levels deep");
 }
 
 TEST_F(QzagentDiff, NamesThePlaceThatIsNotJson)
