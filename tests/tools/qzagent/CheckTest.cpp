@@ -374,7 +374,8 @@ TEST_F(QzagentCheck, ShowsItsFindingsWhenAPartDoesNotAnswer)
     EXPECT_THAT(result.mOutput, StartsWith("error link-down: " + portOne));
     EXPECT_EQ(
         result.mErrors,
-        "qzagent: the process of statistics did not answer within 3 s and was killed\n"
+        "qzagent: the process of statistics did not answer within 3 s and was killed: HBA_GetPortStatistics "
+        "has not returned (example-fc-0: statistics)\n"
         "qzagent: note: not everything could be read (statistics-end, statistics-start); there may be more "
         "findings\n");
     EXPECT_EQ(result.mExitStatus, 1);
