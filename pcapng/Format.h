@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace pcapng
 {
@@ -86,6 +87,25 @@ enum class Option : std::uint16_t
     received = 4,
     dropped = 5,
 };
+
+/// The size in bytes that readers require of an option; 0 for any size.
+constexpr std::size_t fixedSizeOf(BlockType aType, std::uint16_t aOption)
+{
+    constexpr std::size_t ofInterface[] = {0, 0, 0, 0, 8, 16, 6, 8, 8, 1, 4, 0, 0, 1, 8};
+    constexpr std::size_t ofPacket[] = {0, 0, 4, 0, 8, 8, 4};
+    constexpr std::size_t ofStatistics[] = {0, 0, 8, 8, 8, 8, 8, 8, 8};
+    switch (aType)
+    {
+        case BlockType::interfaceDescription:
+            return aOption < std::size(ofInterface) ? ofInterface[aOption] : 0;
+        case BlockType::enhancedPacket:
+            return aOption < std::size(ofPacket) ? ofPacket[aOption] : 0;
+        case BlockType::interfaceStatistics:
+            return aOption < std::size(ofStatistics) ? ofStatistics[aOption] : 0;
+        default:
+            return 0;
+    }
+}
 
 constexpr std::size_t paddingAfter(std::size_t aSize) { return (alignment - aSize % alignment) % alignment; }
 }  // namespace pcapng

@@ -96,8 +96,9 @@ CaptureItem RecordSource::itemOf(LatencyRecord const& aRecord)
 
 CaptureDamage RecordSource::damage(std::string const& aText)
 {
-    return {fmt::format("{}: {}; skipped {} bytes from byte {} to the end", mFile.name(), aText, skipAll(),
-                        mPosition)};
+    bool const isUnclear = mPosition == 0 && mFile.isFormGuessed();
+    return {fmt::format("{}: {}; skipped {} bytes from byte {} to the end{}", mFile.name(), aText, skipAll(),
+                        mPosition, isUnclear ? "; --format pcapng reads a damaged pcapng file" : "")};
 }
 
 /// @return number of bytes from the last record to the end

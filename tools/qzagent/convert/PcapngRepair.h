@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,7 @@
 
 namespace qzagent
 {
-/// Copies whole blocks unchanged. A section header or interface description that is lost is replaced, so that the copy is
+/// Copies whole blocks unchanged, except that a packet of an interface that cannot exist gets another one. A section header or interface description that is lost is replaced, so that the copy is
 /// a valid file. The records often have the names of the board, and the interface then has them too; other texts are
 /// lost.
 class PcapngRepair
@@ -34,10 +35,13 @@ private:
     void take(pcapng::Item const& aItem);
     void take(pcapng::InterfaceStart const& aStart);
     void take(pcapng::Packet const& aPacket);
-    bool describe(std::uint32_t aInterface, std::string const& aDescription);
+    std::uint32_t numberInCopy(std::uint32_t aInterface, std::string const& aDescription);
+    void addInterfacesBefore(std::uint32_t aInterface);
     void beginSection();
+    void startSection();
     void addInterface(std::string const& aDescription);
     void copy();
+    void copyWithInterface(std::uint32_t aNumber);
 
     pcapng::Reader mReader;
     std::size_t const mLargest;
@@ -45,7 +49,8 @@ private:
     Complain const mComplain;
     bool mHasSection = false;
     bool mIsUncertain = false;    ///< whether the interfaces of the section are replaced
-    std::size_t mInterfaces = 0;  ///< in the section of the copy
+    std::uint32_t mInterfaces = 0;  ///< in the section of the copy
+    std::map<std::uint32_t, std::uint32_t> mNumbers;  ///< of the interfaces in the copy, by those in the section
     std::uint64_t mPackets = 0;
 };
 }  // namespace qzagent
