@@ -412,13 +412,58 @@ class Files(Recordings):
                                       "a new file\n"), 2)
 
     def test_a_file_that_cannot_be_continued_ends_the_recording(self):
-        agent = self.start(ENDLESS)
-        self.path.unlink()
-        self.path.mkdir()
+        folder = self.folder / "gone.pcapng"
+        folder.mkdir()
+        path = folder / "events"
+        agent = self.start(ENDLESS, output=path)
+        self.await_condition(lambda: path.exists() and path.stat().st_size > 0)
+        shutil.rmtree(folder)
         agent.wait(timeout=20)
         _, errors = agent.communicate()
-        self.assertIn(f"qzagent: cannot write {self.path}: Is a directory\n", errors)
+        self.assertIn(f"qzagent: cannot write {path}: No such file or directory\n", errors)
         self.assertEqual(agent.returncode, 1)
+
+    def test_a_file_of_somebody_else_is_never_changed(self):
+        whole = self.folder / "whole"
+        self.watch(ONE_SOURCE, "--count", "1", output=whole)
+        contents = (b"a short text\n", b"a long text\n" * 1000, record(0) + record(1), whole.read_bytes(),
+                    whole.read_bytes()[:20])
+        agent = self.start(ENDLESS)
+        for number, content in enumerate(contents, 1):
+            current = self.path if number == 1 else self.folder / f"events-{number}.pcapng"
+            self.await_condition(lambda file=current: file.exists() and file.stat().st_size > 0)
+            foreign = self.folder / "foreign"
+            foreign.write_bytes(content)
+            foreign.rename(current)
+        last = self.folder / f"events-{len(contents) + 1}.pcapng"
+        self.await_condition(lambda: last.exists() and last.stat().st_size > 0)
+        status, _, errors = self.end(agent)
+        self.assertEqual(status, 0, errors)
+        for number, content in enumerate(contents, 1):
+            current = self.path if number == 1 else self.folder / f"events-{number}.pcapng"
+            self.assertEqual(current.read_bytes(), content)
+            self.assertIn(f"{current} was deleted or replaced; the recording continues in "
+                          f"{self.folder}/events-{number + 1}.pcapng\n", errors)
+        self.assertTrue(self.sections(last)[0].packets)
+        self.assertEqual(last.stat().st_mode & 0o777, 0o600)
+
+    def test_a_file_that_is_emptied_while_recording_begins_with_a_section(self):
+        agent = self.start(ENDLESS)
+        self.await_condition(lambda: self.path.stat().st_size > 1000)
+        os.truncate(self.path, 0)
+        self.await_condition(lambda: self.path.stat().st_size > 1000)
+        status, _, errors = self.end(agent)
+        self.assertEqual(status, 0, errors)
+        self.assertIn(f"qzagent: note: {self.path} was truncated; a new section begins\n", errors)
+        section, = self.sections()
+        self.assertTrue(section.packets)
+
+    def test_a_file_that_only_begins_like_a_capture_is_refused(self):
+        for content in (b"\n\r\r\n" + b"text" * 75, b"\n\r\r\n\0\0\1\0text", b"text"):
+            self.path.write_bytes(content)
+            result = self.watch(ONE_SOURCE, "--count", "1")
+            self.assertEqual(result.returncode, 1, content)
+            self.assertEqual(self.path.read_bytes(), content)
 
 
 class Drops(Recordings):

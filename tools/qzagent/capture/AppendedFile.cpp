@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -130,6 +131,26 @@ void AppendedFile::sync() const
     if (!mIsDevice && ::fsync(mDescriptor->number()) != 0)
     {
         refuse(std::strerror(errno));
+    }
+}
+
+std::string createBeside(std::string const& aPath)
+{
+    constexpr std::string_view suffix = ".pcapng";
+    bool const hasSuffix =
+        aPath.size() > suffix.size() && aPath.substr(aPath.size() - suffix.size()) == suffix;
+    std::string const name = hasSuffix ? aPath.substr(0, aPath.size() - suffix.size()) : aPath;
+    std::string path = aPath;
+    for (unsigned int number = 2;; ++number)
+    {
+        Descriptor const file(
+            ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner));
+        // Another error occurs again, and is reported, when the file is opened.
+        if (file.number() >= 0 || errno != EEXIST)
+        {
+            return path;
+        }
+        path = fmt::format("{}-{}{}", name, number, hasSuffix ? suffix : "");
     }
 }
 
