@@ -212,7 +212,8 @@ BlockReader::Candidate BlockReader::blockAt(std::size_t aPlace, ByteOrder aOrder
     {
         return {Finding::damage};
     }
-    bool const fits = hasFittingFields(type, {bytes + blockHeadSize, size - smallestBlock}, order, aIsSearched);
+    bool const fits =
+        hasFittingFields(type, {bytes + blockHeadSize, size - smallestBlock}, order, aIsSearched);
     return fits ? Candidate{Finding::block, type, size, order} : Candidate{Finding::damage};
 }
 

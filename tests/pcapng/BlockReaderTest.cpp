@@ -216,14 +216,8 @@ TEST_P(PcapngBlockReaderTest, KeepsThePacketBehindACutPacketOfTheSameSize)
 TEST_P(PcapngBlockReaderTest, TakesBlocksInAPacketAsItsDataAlsoBeforeDamage)
 {
     ByteList const data = event(GetParam(), 1);
-    ByteList const outer = ByteMaker(GetParam())
-                               .u32(0)
-                               .u32(9)
-                               .u32(0)
-                               .u32(data.size())
-                               .u32(data.size())
-                               .raw(data)
-                               .block(6);
+    ByteList const outer =
+        ByteMaker(GetParam()).u32(0).u32(9).u32(0).u32(data.size()).u32(data.size()).raw(data).block(6);
     EXPECT_EQ("a0d0d0a@0+16 6@28+72 gap@112+20! ", found(mSection + outer + ByteList(20, 9)));
 }
 

@@ -166,9 +166,11 @@ TEST_P(QzagentRepairOrder, KeepsPacketsOfImpossibleInterfacesWithoutABoard)
 
 TEST_P(QzagentRepairOrder, ReplacesASectionHeaderOfAnotherVersion)
 {
-    PcapngBuilder const capture =
-        start().packet(1, repairTime, plainRecord()).section("i").interface("board 5").packet(0, repairTime,
-                                                                                              plainRecord());
+    PcapngBuilder const capture = start()
+                                      .packet(1, repairTime, plainRecord())
+                                      .section("i")
+                                      .interface("board 5")
+                                      .packet(0, repairTime, plainRecord());
     std::string content = capture.content();
     content[capture.bounds().at(4) + 12 + (GetParam() ? 1 : 0)] = '\x85';
     ProcessResult const result = repair(content);

@@ -143,8 +143,7 @@ std::string createBeside(std::string const& aPath)
     std::string path = aPath;
     for (unsigned int number = 2;; ++number)
     {
-        Descriptor const file(
-            ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner));
+        Descriptor const file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner));
         // Another error occurs again, and is reported, when the file is opened.
         if (file.number() >= 0 || errno != EEXIST)
         {

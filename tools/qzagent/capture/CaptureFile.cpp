@@ -165,8 +165,8 @@ std::string CaptureFile::start() const
     }
     std::string start(searchedForBlocks, '\0');
     off_t const here = ::lseek(mDescriptor.number(), 0, SEEK_CUR);
-    ssize_t const count = ::pread(mDescriptor.number(), start.data(), start.size(),
-                                  here - static_cast<off_t>(mHead.size()));
+    ssize_t const count =
+        ::pread(mDescriptor.number(), start.data(), start.size(), here - static_cast<off_t>(mHead.size()));
     start.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     return start;
 }

@@ -59,9 +59,9 @@ bool isCutHeader(AppendedFile const& aFile)
             auto const ordered = pcapng::readNumber<std::uint32_t>(number, aOrder);
             std::memcpy(bytes + i * sizeof ordered, &ordered, sizeof ordered);
         }
-        bool const isPlausible = size < pcapng::blockHeadSize ||
-                                 (whole > aFile.size() && whole <= largestHeader &&
-                                  whole % pcapng::alignment == 0);
+        bool const isPlausible =
+            size < pcapng::blockHeadSize ||
+            (whole > aFile.size() && whole <= largestHeader && whole % pcapng::alignment == 0);
         return isPlausible && std::memcmp(bytes, head, size) == 0;
     };
     return isCut(ByteOrder::native) || isCut(ByteOrder::swapped);

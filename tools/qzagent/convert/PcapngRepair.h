@@ -48,9 +48,10 @@ private:
     Write const mWrite;
     Complain const mComplain;
     bool mHasSection = false;
-    bool mIsUncertain = false;    ///< whether the interfaces of the section are replaced
+    bool mIsUncertain = false;      ///< whether the interfaces of the section are replaced
     std::uint32_t mInterfaces = 0;  ///< in the section of the copy
-    std::map<std::uint32_t, std::uint32_t> mNumbers;  ///< of the interfaces in the copy, by those in the section
+    std::map<std::uint32_t, std::uint32_t>
+        mNumbers;  ///< of the interfaces in the copy, by those in the section
     std::uint64_t mPackets = 0;
 };
 }  // namespace qzagent

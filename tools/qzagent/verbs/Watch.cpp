@@ -597,7 +597,7 @@ private:
     std::deque<qz::EventHead> mUnwritten;  ///< of events that the sink has taken but not written
     std::uint64_t mSettled = 0;            ///< number of events that mTally has
     std::size_t mInHand = 0;               ///< number of events that are taken but still in the queue
-    bool mHasBegun = false;  ///< whether a board was registered
+    bool mHasBegun = false;                ///< whether a board was registered
     WatchTally mTally;
 };
 

@@ -108,9 +108,9 @@ void PcapngRecorder::checkFile()
     {
         std::string const former = name();
         std::string const path = pathOfReplacement();
-        mSources.mReport.addNote(
-            fmt::format("{} was deleted or replaced; the recording continues in {}", former,
-                        mSeries || path == mOptions.mPath ? "a new file" : path));
+        mSources.mReport.addNote(fmt::format("{} was deleted or replaced; the recording continues in {}",
+                                             former,
+                                             mSeries || path == mOptions.mPath ? "a new file" : path));
         continueIn(path);
     }
     else if (mFile->file().isTruncated())
