@@ -212,7 +212,7 @@ TEST_P(QzagentRepairOrder, CopiesWhatFollowsADamagedStart)
 
 TEST_F(QzagentRepair, FailsWhenNothingIsWhole)
 {
-    ProcessResult const result = repair(std::string(100, '\0'));
+    ProcessResult const result = repair(std::string(100, '\xff'));
     EXPECT_THAT(result.mErrors, HasSubstr("; --format pcapng reads a damaged pcapng file\n"));
     EXPECT_THAT(result.mErrors, HasSubstr("damaged has no whole record\n"));
     EXPECT_EQ(result.mExitStatus, 1);

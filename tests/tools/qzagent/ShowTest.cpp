@@ -127,7 +127,7 @@ TEST_F(QzagentShow, ReportsANameOfTheWrongLength)
     std::string const shortName{'\x03', '\x07', '\xf5', '\x43', 1, 2, 3, '\x43', 1, 2, 3, 0};
     EXPECT_EQ(show(shortName).mErrors,
               complaint(" at byte 3: expected a name of 8 bytes, found one of 3; skipped 12 bytes "
-                        "from byte 0 to the end"));
+                        "from byte 0 to the end; --format pcapng reads a damaged pcapng file"));
 }
 
 TEST_F(QzagentShow, ReportsThePositionOfDamageInTheFile)

@@ -36,8 +36,9 @@ def scenario(*sources):
 
 ONE_SOURCE = scenario((3, 8, 100000, 1000))
 ENDLESS = scenario((3, 8, 1000, 1000000))
-# Fills the queue while the agent waits for a reader of its output. Small events follow.
-FLOOD = scenario((3, 1 << 20, 100000, 80), (4, 8, 1000, 1000000))
+# These events arrive faster than the agent writes them.
+LARGE = (3, 1 << 20, 100000, 300)
+FLOOD = scenario(LARGE, (4, 8, 1000, 1000000))
 
 
 def record(number, category=3):
@@ -467,35 +468,16 @@ class Files(Recordings):
 
 
 class Drops(Recordings):
-    def await_full_queue(self, agent):
-        """The agent waits for a reader, and its sources, which copied what the queue holds, have little to do."""
-        def ticks():
-            fields = pathlib.Path(f"/proc/{agent.pid}/stat").read_text(encoding="utf-8").rsplit(")", 1)[1].split()
-            return int(fields[11]) + int(fields[12])
-
-        def has_output():
-            return struct.unpack("i", fcntl.ioctl(agent.stdout, termios.FIONREAD, bytes(4)))[0] > 4096
-
-        def is_idle():
-            before = ticks()
-            time.sleep(1)
-            return ticks() - before < 25
-
-        self.await_condition(has_output)
-        self.await_condition(is_idle)
-
-    def watch_without_reader(self, scenario_text, *arguments):
-        """Reads what the agent prints only after its queue is full, and then ends it unless it ends by itself."""
-        agent = self.start(scenario_text, "--print", "--json", *arguments)
-        self.await_full_queue(agent)
-        if "--count" not in arguments:
-            threading.Timer(2, agent.send_signal, [signal.SIGTERM]).start()
+    def watch_with_drops(self):
+        """Ends the recording when it has packets behind the drops."""
+        agent = self.start(FLOOD, "--print", "--json")
+        threading.Timer(3, agent.send_signal, [signal.SIGTERM]).start()
         output, errors = agent.communicate(timeout=60)
         self.assertEqual(agent.returncode, 1, errors)
         return [json.loads(line) for line in output.splitlines()], errors
 
     def test_dropped_events_are_counted_in_packets_and_statistics_and_reported(self):
-        objects, errors = self.watch_without_reader(FLOOD)
+        objects, errors = self.watch_with_drops()
         total = int(re.search(r"dropped ([0-9]+)\n", errors)[1])
         self.assertGreater(total, 0)
         section, = self.sections()
@@ -510,8 +492,36 @@ class Drops(Recordings):
         self.assertEqual(sum(each["dropped"] for each in drops), total)
 
     def test_a_watch_for_a_count_ends_although_events_are_dropped(self):
-        _, errors = self.watch_without_reader(scenario((3, 1 << 20, 100000, 80)), "--count", "80")
-        self.assertRegex(errors, "note: received 80 events, wrote [0-9]+, dropped [1-9]")
+        result = self.watch(scenario(LARGE), "--count", "300")
+        self.assertRegex(result.stderr, "note: received 300 events, wrote [0-9]+, dropped [1-9]")
+
+
+class StuckReader(Recordings):
+    """Nobody reads what the agent prints."""
+
+    def end_of(self, *arguments, signals=0):
+        agent = self.start(scenario((3, 8, 10000, 1000000)), "--print", *arguments)
+        if signals:
+            self.await_condition(lambda: self.path.stat().st_size > 1000000)
+            agent.send_signal(signal.SIGINT)
+        agent.wait(timeout=40)
+        errors = agent.stderr.read()
+        received, wrote, dropped = map(int, re.search("received ([0-9]+) events, wrote ([0-9]+), dropped ([0-9]+)\n",
+                                                      errors).groups())
+        self.assertEqual(received, wrote + dropped)
+        section, = self.sections()
+        self.assertEqual(len(section.packets), wrote)
+        self.assertRegex(errors, "[0-9]+ events were not printed because the reader of standard output did not read")
+        return received
+
+    def test_a_count_is_recorded_and_ends(self):
+        self.assertEqual(self.end_of("--count", "20000"), 20000)
+
+    def test_a_time_is_recorded_and_ends(self):
+        self.assertGreater(self.end_of("--seconds", "3"), 0)
+
+    def test_one_signal_ends_the_recording(self):
+        self.assertGreater(self.end_of(signals=1), 0)
 
 
 class Printing(Recordings):
