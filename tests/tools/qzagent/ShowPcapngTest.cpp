@@ -122,7 +122,7 @@ TEST_F(QzagentShowPcapng, RecognisesACaptureWhoseFirstBytesAreDamaged)
     EXPECT_EQ(result.mExitStatus, 1);
     content.replace(0, 20, 20, 'x');
     mFolder.write("events", content);
-    EXPECT_THAT(runAgent({"show", path}).mOutput, Not(IsEmpty()));
+    EXPECT_THAT(runAgent({"show", path}).mOutput, testing::Not(IsEmpty()));
     EXPECT_THAT(linesOf(runAgent({"show", "--format", "pcapng", path}).mOutput), testing::SizeIs(2));
 }
 
