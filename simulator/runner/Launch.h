@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulator/scenario/Diagnostics.h"
@@ -43,6 +44,14 @@ std::string publish(std::string const& aPath, std::string const& aContent);
 /// Sets the environment so that programs started after this use the simulated libraries.
 /// @throws LaunchError when the library cannot be preloaded: the dynamic linker would start the program without it
 void inject(Injection const& aInjection);
+
+/// Environment variables and their values.
+using Variables = std::vector<std::pair<char const*, std::string>>;
+
+/// Sets the environment so that programs started after this use the library that records and replays.
+/// @param aLibrary libqzsim.so
+/// @throws LaunchError when the library cannot be preloaded
+void injectRecording(std::filesystem::path const& aLibrary, Variables const& aVariables);
 
 /// Replaces this process by the program.
 /// @return the error number when the program cannot be started; otherwise this does not return

@@ -2,12 +2,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -15,9 +13,10 @@
 
 #include "simulator/control/ControlSocket.h"
 #include "simulator/control/EnvironmentVariables.h"
-#include "simulator/control/StandardOutput.h"
 #include "simulator/control/Strikes.h"
+#include "simulator/runner/CommandLine.h"
 #include "simulator/runner/Launch.h"
+#include "simulator/runner/Recordings.h"
 #include "simulator/scenario/Scenario.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/world/Commands.h"
@@ -29,14 +28,11 @@ namespace fs = std::filesystem;
 
 namespace
 {
-enum ExitStatus
-{
-    good = 0,
-    misused = 2,
-    unfinishedStatus = 3,
-    notExecutable = 126,
-    notFound = 127
-};
+using qzsim::commandIn;
+using qzsim::good;
+using qzsim::refuseEmpty;
+using qzsim::refuseProgram;
+using qzsim::unfinishedStatus;
 
 constexpr char const* description =
     "Runs PROGRAM with simulated Fibre Channel adapters instead of the adapters of the host. PROGRAM needs "
@@ -74,7 +70,9 @@ public:
     std::string make_usage(CLI::App const*, std::string) const override
     {
         return "Usage: qzsim --scenario FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
-               "       qzsim --scenario FILE --check\n";
+               "       qzsim --scenario FILE --check\n"
+               "       qzsim record --output FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
+               "       qzsim replay FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n";
     }
 };
 
@@ -88,23 +86,6 @@ struct Options
     bool mKeepLoaded = false;
     std::vector<std::string> mCommand;
 };
-
-std::string refuseEmpty(std::string const& aPath) { return aPath.empty() ? "a path is expected" : ""; }
-
-/// @return PROGRAM and its arguments: everything from the first argument that is not an option
-std::vector<std::string> commandIn(CLI::App const& aParser)
-{
-    std::vector<std::string> command = aParser.remaining();
-    if (!command.empty() && command.front() == "--")
-    {
-        command.erase(command.begin());
-    }
-    else if (!command.empty() && command.front().rfind('-', 0) == 0)
-    {
-        throw CLI::ExtrasError({command.front()});
-    }
-    return command;
-}
 
 void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
 {
@@ -151,13 +132,6 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
     {
         throw CLI::RequiredError("PROGRAM");
     }
-}
-
-int refuseProgram(std::string const& aProgram, int aError)
-{
-    fmt::print(stderr, "qzsim: cannot run {}: {}\n", tomlfile::inQuotes(aProgram),
-               std::generic_category().message(aError));
-    return aError == ENOENT ? notFound : notExecutable;
 }
 
 int run(Options const& aOptions, qzsim::Injection const& aInjection)
@@ -231,35 +205,20 @@ int checkAndRun(Options const& aOptions)
     bool const isChild = aOptions.mVerify || aOptions.mControl || hasSharedChanges(scenario);
     return isChild ? runAsChild(aOptions, injection, content) : run(aOptions, injection);
 }
-
-/// @param aStatus the exit status if the output was written
-int finishOutput(int aStatus) { return qzsim::finishOutput("qzsim") ? aStatus : misused; }
 }  // namespace
 
 int main(int aCount, char** aArguments)
 {
+    if (aCount > 1 && qzsim::isRecordingCommand(aArguments[1]))
+    {
+        return qzsim::performRecordingCommand(aCount, aArguments);
+    }
     CLI::App parser(description, "qzsim");
-    try
-    {
-        Options options;
-        parse(parser, options, aCount, aArguments);
-        return finishOutput(checkAndRun(options));
-    }
-    catch (CLI::Success const& request)  // --help and --version
-    {
-        return finishOutput(parser.exit(request));
-    }
-    catch (CLI::ParseError const& error)
-    {
-        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", tomlfile::escaped(error.what()));
-    }
-    catch (qzsim::LaunchError const& error)
-    {
-        fmt::print(stderr, "qzsim: {}\n", error.what());
-    }
-    catch (std::exception const& error)
-    {
-        fmt::print(stderr, "qzsim: {}\n", tomlfile::escaped(error.what()));
-    }
-    return misused;
+    return qzsim::statusOf(parser,
+                           [&]
+                           {
+                               Options options;
+                               parse(parser, options, aCount, aArguments);
+                               return checkAndRun(options);
+                           });
 }
