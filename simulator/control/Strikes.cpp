@@ -15,10 +15,7 @@ void Strikes::add(std::size_t aFault)
     }
 }
 
-std::uint32_t Strikes::of(std::size_t aFault) const
-{
-    return aFault < mSize ? mCounts[aFault].load() : 0;
-}
+std::uint32_t Strikes::of(std::size_t aFault) const { return aFault < mSize ? mCounts[aFault].load() : 0; }
 
 std::optional<std::uint32_t> Strikes::countCall(Call aCall)
 {

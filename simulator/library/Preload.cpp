@@ -131,8 +131,10 @@ std::FILE* openConfiguration(Fopen* aNext, char const* aPath, char const* aMode)
 
 std::FILE* openFor(void const* aCaller, Fopen* aNext, char const* aPath, char const* aMode)
 {
-    bool const isReplaced = gRedirections.mHbaLibrary != nullptr || gRedirections.mRecordingLibrary != nullptr;
-    if (!isReplaced || aPath == nullptr || std::strcmp(aPath, "/etc/hba.conf") != 0 || !isInCommonLibrary(aCaller))
+    bool const isReplaced =
+        gRedirections.mHbaLibrary != nullptr || gRedirections.mRecordingLibrary != nullptr;
+    if (!isReplaced || aPath == nullptr || std::strcmp(aPath, "/etc/hba.conf") != 0 ||
+        !isInCommonLibrary(aCaller))
     {
         return aNext(aPath, aMode);
     }
@@ -172,9 +174,9 @@ char const* redirectedPath(char const* aPath, int aMode)
 {
     Redirections const& all = redirections();
     // The other libraries are known once the configuration has been read.
-    bool const mayBeRecorded =
-        aPath != nullptr && all.mRecordingLibrary != nullptr &&
-        (all.mPathToOpen != nullptr || std::strcmp(aPath, vendorLibraryPath) == 0) && loadRecordingLibrary();
+    bool const mayBeRecorded = aPath != nullptr && all.mRecordingLibrary != nullptr &&
+                               (all.mPathToOpen != nullptr || std::strcmp(aPath, vendorLibraryPath) == 0) &&
+                               loadRecordingLibrary();
     char const* const recorded = mayBeRecorded ? all.mPathToOpen(aPath, aMode, openUnrecorded) : aPath;
     return recorded == aPath ? simulatedPath(aPath) : recorded;
 }

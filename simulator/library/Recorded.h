@@ -51,8 +51,8 @@ inline void startEvents(RecordedCall const& aAnswer, std::string const& aKey,
     auto const number = aAnswer.mResults.find("registration");
     if (number != aAnswer.mResults.end() && number->is_number_unsigned())
     {
-        session().events().start({aAnswer.mLibrary, aKey, number->get<std::uint32_t>(), aDeliver}, aAnswer.mStart,
-                                 session().player().speed());
+        session().events().start({aAnswer.mLibrary, aKey, number->get<std::uint32_t>(), aDeliver},
+                                 aAnswer.mStart, session().player().speed());
     }
 }
 }  // namespace qzsim

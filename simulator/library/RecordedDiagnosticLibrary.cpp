@@ -219,14 +219,17 @@ std::string plainKey(unsigned int aBoard, unsigned int aCategory)
     return fmt::format("plain {} {}", aBoard, aCategory);
 }
 
-std::string quazorKey(unsigned int aBoard, unsigned int aId) { return fmt::format("quazor {} {}", aBoard, aId); }
+std::string quazorKey(unsigned int aBoard, unsigned int aId)
+{
+    return fmt::format("quazor {} {}", aBoard, aId);
+}
 
 /// Registers a callback of the program with the library, or for the events of the recording.
 /// @param aForward registers with the library: the registration, which it passes to its callback
 /// @param aReplay  starts the events of a replay
 template <typename Callback, typename Forward, typename Replay, typename... Parts>
-unsigned int registerCallback(char const* aName, Callback aCallback, void* aContext, Forward aForward, Replay aReplay,
-                              Parts... aParts)
+unsigned int registerCallback(char const* aName, Callback aCallback, void* aContext, Forward aForward,
+                              Replay aReplay, Parts... aParts)
 {
     return qzsim::answerOf<unsigned int>(
         QZ_NO_ENVIRONMENT,
@@ -242,7 +245,8 @@ unsigned int registerCallback(char const* aName, Callback aCallback, void* aCont
                     qzsim::OutRegistration{registration.mNumber});
             }
             qzsim::RecordedCall const* answer = nullptr;
-            unsigned int const result = session().call(answer, call, [] { return 0U; }, aParts...);
+            unsigned int const result = session().call(
+                answer, call, [] { return 0U; }, aParts...);
             if (answer != nullptr && result == QZ_OK)
             {
                 aReplay(*answer);
@@ -303,18 +307,19 @@ extern "C" unsigned int RegisterForEvent(unsigned int aBoard, unsigned int aCate
     char const* const name = __func__;
     return registerCallback(
         name, aCallback, aContext,
-        [&](void* aRegistration)
-        { return real<Function>(name)(aBoard, aCategory, aRegistration, aSubcategory, passPlainEvent, aSixth); },
+        [&](void* aRegistration) {
+            return real<Function>(name)(aBoard, aCategory, aRegistration, aSubcategory, passPlainEvent,
+                                        aSixth);
+        },
         [=](qzsim::RecordedCall const& aAnswer)
         {
             startEvents(aAnswer, plainKey(aBoard, aCategory),
                         [=](Json const& aData)
                         {
-                            replayEvent(aData,
-                                        [=](unsigned int aEventCategory, unsigned int aEventSubcategory,
-                                            QZ_event* aEvent) {
-                                            aCallback(aBoard, aEventCategory, aEventSubcategory, aContext, aEvent);
-                                        });
+                            replayEvent(
+                                aData, [=](unsigned int aEventCategory, unsigned int aEventSubcategory,
+                                           QZ_event* aEvent)
+                                { aCallback(aBoard, aEventCategory, aEventSubcategory, aContext, aEvent); });
                         });
         },
         Number{"board", aBoard}, Number{"category", aCategory}, Number{"subcategory", aSubcategory});
@@ -336,13 +341,12 @@ extern "C" unsigned int VQM_QZ_RegisterForEvent(unsigned int aBoard, HBA_WWN aPo
                                                 unsigned int aSubcategory, void* aContext, unsigned int* aId,
                                                 QuazorCallback aCallback)
 {
-    using Function = unsigned int(unsigned int, HBA_WWN, unsigned int, unsigned int, void*, unsigned int*,
-                                  QuazorCallback);
+    using Function =
+        unsigned int(unsigned int, HBA_WWN, unsigned int, unsigned int, void*, unsigned int*, QuazorCallback);
     char const* const name = __func__;
     return registerCallback(
         name, aCallback, aContext,
-        [&](void* aRegistration)
-        {
+        [&](void* aRegistration) {
             return real<Function>(name)(aBoard, aPort, aCategory, aSubcategory, aRegistration, aId,
                                         passQuazorEvent);
         },
@@ -354,9 +358,10 @@ extern "C" unsigned int VQM_QZ_RegisterForEvent(unsigned int aBoard, HBA_WWN aPo
                 {
                     HBA_WWN port{};
                     qzsim::Out<HBA_WWN>{"port", &port}.fill(aData);
-                    replayEvent(aData, [=](unsigned int aEventCategory, unsigned int aEventSubcategory,
-                                           QZ_event* aEvent)
-                                { aCallback(aBoard, port, aEventCategory, aEventSubcategory, aContext, aEvent); });
+                    replayEvent(
+                        aData,
+                        [=](unsigned int aEventCategory, unsigned int aEventSubcategory, QZ_event* aEvent)
+                        { aCallback(aBoard, port, aEventCategory, aEventSubcategory, aContext, aEvent); });
                 });
         },
         Number{"board", aBoard}, In<HBA_WWN>{"port", aPort}, Number{"category", aCategory},

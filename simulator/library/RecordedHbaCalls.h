@@ -181,10 +181,12 @@ inline void passTargetEvent(void* aRegistration, HBA_WWN aName, HBA_WWN aTarget,
                               In<HBA_WWN>{"target", aTarget}, In<HBA_UINT32>{"type", aType});
 }
 
-inline void passLinkEvent(void* aRegistration, HBA_WWN aName, HBA_UINT32 aType, void* aBuffer, HBA_UINT32 aSize)
+inline void passLinkEvent(void* aRegistration, HBA_WWN aName, HBA_UINT32 aType, void* aBuffer,
+                          HBA_UINT32 aSize)
 {
-    passEvent<LinkCallback>(aRegistration, std::tuple(aName, aType, aBuffer, aSize), In<HBA_WWN>{"name", aName},
-                            In<HBA_UINT32>{"type", aType}, InBytes{"buffer", aBuffer, aSize});
+    passEvent<LinkCallback>(aRegistration, std::tuple(aName, aType, aBuffer, aSize),
+                            In<HBA_WWN>{"name", aName}, In<HBA_UINT32>{"type", aType},
+                            InBytes{"buffer", aBuffer, aSize});
 }
 
 /// Reads a value of a recorded event.
@@ -211,7 +213,8 @@ inline std::string keyOf(HBA_CALLBACKHANDLE aHandle)
 /// @param aForward registers with the library: the registration, which it passes to its callback
 template <std::size_t Slot, auto Member, typename Callback, typename Forward, typename... Parts>
 HBA_STATUS registerCallback(Callback aCallback, void* aContext, HBA_CALLBACKHANDLE* aHandle,
-                            std::function<void(Json const&)> const& aReplay, Forward aForward, Parts... aParts)
+                            std::function<void(Json const&)> const& aReplay, Forward aForward,
+                            Parts... aParts)
 {
     return answerOf<HBA_STATUS>(
         HBA_STATUS_ERROR,
@@ -232,7 +235,8 @@ HBA_STATUS registerCallback(Callback aCallback, void* aContext, HBA_CALLBACKHAND
                 return session().call(call, forward, aParts..., OutRegistration{registration.mNumber});
             }
             RecordedCall const* answer = nullptr;
-            HBA_STATUS const status = session().call(answer, call, [] { return HBA_STATUS_ERROR; }, aParts...);
+            HBA_STATUS const status = session().call(
+                answer, call, [] { return HBA_STATUS_ERROR; }, aParts...);
             if (answer != nullptr && status == HBA_STATUS_OK && aHandle != nullptr)
             {
                 auto const number = eventValue<std::uint32_t>(answer->mResults, "registration");
@@ -248,15 +252,9 @@ HBA_STATUS registerCallback(Callback aCallback, void* aContext, HBA_CALLBACKHAND
 template <std::size_t Slot>
 struct Calls
 {
-    static HBA_UINT32 getVersion()
-    {
-        return numberOf<Slot, &Table::GetVersionHandler>(std::tuple());
-    }
+    static HBA_UINT32 getVersion() { return numberOf<Slot, &Table::GetVersionHandler>(std::tuple()); }
 
-    static HBA_STATUS loadLibrary()
-    {
-        return statusOf<Slot, &Table::LoadLibraryHandler>(std::tuple());
-    }
+    static HBA_STATUS loadLibrary() { return statusOf<Slot, &Table::LoadLibraryHandler>(std::tuple()); }
 
     static HBA_UINT32 getNumberOfAdapters()
     {
@@ -265,7 +263,8 @@ struct Calls
 
     static HBA_STATUS getAdapterName(HBA_UINT32 aIndex, char* aName)
     {
-        return statusOf<Slot, &Table::GetAdapterNameHandler>(std::tuple(aIndex, aName), In<HBA_UINT32>{"index", aIndex}, OutText{"name", aName, roomOfName});
+        return statusOf<Slot, &Table::GetAdapterNameHandler>(
+            std::tuple(aIndex, aName), In<HBA_UINT32>{"index", aIndex}, OutText{"name", aName, roomOfName});
     }
 
     static HBA_UINT32 openAdapter(char* aName)
@@ -280,102 +279,159 @@ struct Calls
 
     static HBA_STATUS getAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)
     {
-        return statusOf<Slot, &Table::GetAdapterAttributesHandler>(std::tuple(aHandle, aAttributes), In<HBA_HANDLE>{"handle", aHandle}, Out<HBA_ADAPTERATTRIBUTES>{"attributes", aAttributes});
+        return statusOf<Slot, &Table::GetAdapterAttributesHandler>(
+            std::tuple(aHandle, aAttributes), In<HBA_HANDLE>{"handle", aHandle},
+            Out<HBA_ADAPTERATTRIBUTES>{"attributes", aAttributes});
     }
 
-    static HBA_STATUS getAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTATTRIBUTES* aAttributes)
+    static HBA_STATUS getAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
+                                               HBA_PORTATTRIBUTES* aAttributes)
     {
-        return statusOf<Slot, &Table::GetAdapterPortAttributesHandler>(std::tuple(aHandle, aPort, aAttributes), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_UINT32>{"port", aPort}, Out<HBA_PORTATTRIBUTES>{"attributes", aAttributes});
+        return statusOf<Slot, &Table::GetAdapterPortAttributesHandler>(
+            std::tuple(aHandle, aPort, aAttributes), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_UINT32>{"port", aPort}, Out<HBA_PORTATTRIBUTES>{"attributes", aAttributes});
     }
 
     static HBA_STATUS getPortStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS* aStatistics)
     {
-        return statusOf<Slot, &Table::GetPortStatisticsHandler>(std::tuple(aHandle, aPort, aStatistics), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_UINT32>{"port", aPort}, Out<HBA_PORTSTATISTICS>{"statistics", aStatistics});
+        return statusOf<Slot, &Table::GetPortStatisticsHandler>(
+            std::tuple(aHandle, aPort, aStatistics), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_UINT32>{"port", aPort}, Out<HBA_PORTSTATISTICS>{"statistics", aStatistics});
     }
 
-    static HBA_STATUS getDiscoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aDiscoveredPort, HBA_PORTATTRIBUTES* aAttributes)
+    static HBA_STATUS getDiscoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort,
+                                                  HBA_UINT32 aDiscoveredPort, HBA_PORTATTRIBUTES* aAttributes)
     {
-        return statusOf<Slot, &Table::GetDiscoveredPortAttributesHandler>(std::tuple(aHandle, aPort, aDiscoveredPort, aAttributes), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_UINT32>{"port", aPort}, In<HBA_UINT32>{"discovered_port", aDiscoveredPort}, Out<HBA_PORTATTRIBUTES>{"attributes", aAttributes});
+        return statusOf<Slot, &Table::GetDiscoveredPortAttributesHandler>(
+            std::tuple(aHandle, aPort, aDiscoveredPort, aAttributes), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_UINT32>{"port", aPort}, In<HBA_UINT32>{"discovered_port", aDiscoveredPort},
+            Out<HBA_PORTATTRIBUTES>{"attributes", aAttributes});
     }
 
-    static HBA_STATUS getPortAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_PORTATTRIBUTES* aAttributes)
+    static HBA_STATUS getPortAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN aPort,
+                                             HBA_PORTATTRIBUTES* aAttributes)
     {
-        return statusOf<Slot, &Table::GetPortAttributesByWWNHandler>(std::tuple(aHandle, aPort, aAttributes), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, Out<HBA_PORTATTRIBUTES>{"attributes", aAttributes});
+        return statusOf<Slot, &Table::GetPortAttributesByWWNHandler>(
+            std::tuple(aHandle, aPort, aAttributes), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"port", aPort}, Out<HBA_PORTATTRIBUTES>{"attributes", aAttributes});
     }
 
-    static HBA_STATUS sendCtPassThru(HBA_HANDLE aHandle, void* aRequest, HBA_UINT32 aRequestSize, void* aResponse, HBA_UINT32 aResponseSize)
+    static HBA_STATUS sendCtPassThru(HBA_HANDLE aHandle, void* aRequest, HBA_UINT32 aRequestSize,
+                                     void* aResponse, HBA_UINT32 aResponseSize)
     {
-        return statusOf<Slot, &Table::SendCTPassThruHandler>(std::tuple(aHandle, aRequest, aRequestSize, aResponse, aResponseSize), In<HBA_HANDLE>{"handle", aHandle}, InBytes{"request", aRequest, aRequestSize}, OutBytes{"response", aResponse, aResponseSize});
+        return statusOf<Slot, &Table::SendCTPassThruHandler>(
+            std::tuple(aHandle, aRequest, aRequestSize, aResponse, aResponseSize),
+            In<HBA_HANDLE>{"handle", aHandle}, InBytes{"request", aRequest, aRequestSize},
+            OutBytes{"response", aResponse, aResponseSize});
     }
 
     static void refreshInformation(HBA_HANDLE aHandle)
     {
-        perform<Slot, &Table::RefreshInformationHandler>(std::tuple(aHandle), In<HBA_HANDLE>{"handle", aHandle});
+        perform<Slot, &Table::RefreshInformationHandler>(std::tuple(aHandle),
+                                                         In<HBA_HANDLE>{"handle", aHandle});
     }
 
     static void resetStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort)
     {
-        perform<Slot, &Table::ResetStatisticsHandler>(std::tuple(aHandle, aPort), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_UINT32>{"port", aPort});
+        perform<Slot, &Table::ResetStatisticsHandler>(
+            std::tuple(aHandle, aPort), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_UINT32>{"port", aPort});
     }
 
     static HBA_STATUS getFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
     {
-        return statusOf<Slot, &Table::GetFcpTargetMappingHandler>(std::tuple(aHandle, aMapping), In<HBA_HANDLE>{"handle", aHandle}, OutList<HBA_FCPTARGETMAPPING>{"mappings", aMapping});
+        return statusOf<Slot, &Table::GetFcpTargetMappingHandler>(
+            std::tuple(aHandle, aMapping), In<HBA_HANDLE>{"handle", aHandle},
+            OutList<HBA_FCPTARGETMAPPING>{"mappings", aMapping});
     }
 
     static HBA_STATUS getFcpPersistentBinding(HBA_HANDLE aHandle, HBA_FCPBINDING* aBinding)
     {
-        return statusOf<Slot, &Table::GetFcpPersistentBindingHandler>(std::tuple(aHandle, aBinding), In<HBA_HANDLE>{"handle", aHandle}, OutList<HBA_FCPBINDING>{"bindings", aBinding});
+        return statusOf<Slot, &Table::GetFcpPersistentBindingHandler>(
+            std::tuple(aHandle, aBinding), In<HBA_HANDLE>{"handle", aHandle},
+            OutList<HBA_FCPBINDING>{"bindings", aBinding});
     }
 
     static HBA_STATUS getEventBuffer(HBA_HANDLE aHandle, HBA_EVENTINFO* aEvents, HBA_UINT32* aCount)
     {
-        return statusOf<Slot, &Table::GetEventBufferHandler>(std::tuple(aHandle, aEvents, aCount), In<HBA_HANDLE>{"handle", aHandle}, OutEvents{aEvents, aCount});
+        return statusOf<Slot, &Table::GetEventBufferHandler>(std::tuple(aHandle, aEvents, aCount),
+                                                             In<HBA_HANDLE>{"handle", aHandle},
+                                                             OutEvents{aEvents, aCount});
     }
 
     static HBA_STATUS setRnidMgmtInfo(HBA_HANDLE aHandle, HBA_MGMTINFO* aInfo)
     {
-        return statusOf<Slot, &Table::SetRNIDMgmtInfoHandler>(std::tuple(aHandle, aInfo), In<HBA_HANDLE>{"handle", aHandle}, InPointer<HBA_MGMTINFO>{"info", aInfo});
+        return statusOf<Slot, &Table::SetRNIDMgmtInfoHandler>(std::tuple(aHandle, aInfo),
+                                                              In<HBA_HANDLE>{"handle", aHandle},
+                                                              InPointer<HBA_MGMTINFO>{"info", aInfo});
     }
 
     static HBA_STATUS getRnidMgmtInfo(HBA_HANDLE aHandle, HBA_MGMTINFO* aInfo)
     {
-        return statusOf<Slot, &Table::GetRNIDMgmtInfoHandler>(std::tuple(aHandle, aInfo), In<HBA_HANDLE>{"handle", aHandle}, Out<HBA_MGMTINFO>{"info", aInfo});
+        return statusOf<Slot, &Table::GetRNIDMgmtInfoHandler>(
+            std::tuple(aHandle, aInfo), In<HBA_HANDLE>{"handle", aHandle}, Out<HBA_MGMTINFO>{"info", aInfo});
     }
 
-    static HBA_STATUS sendRnid(HBA_HANDLE aHandle, HBA_WWN aName, HBA_WWNTYPE aType, void* aResponse, HBA_UINT32* aSize)
+    static HBA_STATUS sendRnid(HBA_HANDLE aHandle, HBA_WWN aName, HBA_WWNTYPE aType, void* aResponse,
+                               HBA_UINT32* aSize)
     {
-        return statusOf<Slot, &Table::SendRNIDHandler>(std::tuple(aHandle, aName, aType, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"name", aName}, In<HBA_WWNTYPE>{"type", aType}, OutSizedBytes{"response", "response_size", aResponse, aSize});
+        return statusOf<Slot, &Table::SendRNIDHandler>(
+            std::tuple(aHandle, aName, aType, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"name", aName}, In<HBA_WWNTYPE>{"type", aType},
+            OutSizedBytes{"response", "response_size", aResponse, aSize});
     }
 
-    static HBA_STATUS sendScsiInquiry(HBA_HANDLE aHandle, HBA_WWN aTarget, HBA_UINT64 aLun, HBA_UINT8 aIsVitalProductData, HBA_UINT32 aPage, void* aResponse, HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
+    static HBA_STATUS sendScsiInquiry(HBA_HANDLE aHandle, HBA_WWN aTarget, HBA_UINT64 aLun,
+                                      HBA_UINT8 aIsVitalProductData, HBA_UINT32 aPage, void* aResponse,
+                                      HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
     {
-        return statusOf<Slot, &Table::ScsiInquiryHandler>(std::tuple(aHandle, aTarget, aLun, aIsVitalProductData, aPage, aResponse, aResponseSize, aSense, aSenseSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT64>{"lun", aLun}, In<HBA_UINT8>{"vital_product_data", aIsVitalProductData}, In<HBA_UINT32>{"page", aPage}, OutBytes{"response", aResponse, aResponseSize}, OutBytes{"sense", aSense, aSenseSize});
+        return statusOf<Slot, &Table::ScsiInquiryHandler>(
+            std::tuple(aHandle, aTarget, aLun, aIsVitalProductData, aPage, aResponse, aResponseSize, aSense,
+                       aSenseSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT64>{"lun", aLun},
+            In<HBA_UINT8>{"vital_product_data", aIsVitalProductData}, In<HBA_UINT32>{"page", aPage},
+            OutBytes{"response", aResponse, aResponseSize}, OutBytes{"sense", aSense, aSenseSize});
     }
 
-    static HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aTarget, void* aResponse, HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
+    static HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aTarget, void* aResponse,
+                                     HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
     {
-        return statusOf<Slot, &Table::ReportLUNsHandler>(std::tuple(aHandle, aTarget, aResponse, aResponseSize, aSense, aSenseSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget}, OutBytes{"response", aResponse, aResponseSize}, OutBytes{"sense", aSense, aSenseSize});
+        return statusOf<Slot, &Table::ReportLUNsHandler>(
+            std::tuple(aHandle, aTarget, aResponse, aResponseSize, aSense, aSenseSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget},
+            OutBytes{"response", aResponse, aResponseSize}, OutBytes{"sense", aSense, aSenseSize});
     }
 
-    static HBA_STATUS sendReadCapacity(HBA_HANDLE aHandle, HBA_WWN aTarget, HBA_UINT64 aLun, void* aResponse, HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
+    static HBA_STATUS sendReadCapacity(HBA_HANDLE aHandle, HBA_WWN aTarget, HBA_UINT64 aLun, void* aResponse,
+                                       HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
     {
-        return statusOf<Slot, &Table::ReadCapacityHandler>(std::tuple(aHandle, aTarget, aLun, aResponse, aResponseSize, aSense, aSenseSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT64>{"lun", aLun}, OutBytes{"response", aResponse, aResponseSize}, OutBytes{"sense", aSense, aSenseSize});
+        return statusOf<Slot, &Table::ReadCapacityHandler>(
+            std::tuple(aHandle, aTarget, aLun, aResponse, aResponseSize, aSense, aSenseSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT64>{"lun", aLun},
+            OutBytes{"response", aResponse, aResponseSize}, OutBytes{"sense", aSense, aSenseSize});
     }
 
     static HBA_STATUS openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN aName)
     {
-        return statusOf<Slot, &Table::OpenAdapterByWWNHandler>(std::tuple(aHandle, aName), In<HBA_WWN>{"name", aName}, Out<HBA_HANDLE>{"handle", aHandle});
+        return statusOf<Slot, &Table::OpenAdapterByWWNHandler>(
+            std::tuple(aHandle, aName), In<HBA_WWN>{"name", aName}, Out<HBA_HANDLE>{"handle", aHandle});
     }
 
-    static HBA_STATUS getFcpTargetMappingV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_FCPTARGETMAPPINGV2* aMapping)
+    static HBA_STATUS getFcpTargetMappingV2(HBA_HANDLE aHandle, HBA_WWN aPort,
+                                            HBA_FCPTARGETMAPPINGV2* aMapping)
     {
-        return statusOf<Slot, &Table::GetFcpTargetMappingV2Handler>(std::tuple(aHandle, aPort, aMapping), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, OutList<HBA_FCPTARGETMAPPINGV2>{"mappings", aMapping});
+        return statusOf<Slot, &Table::GetFcpTargetMappingV2Handler>(
+            std::tuple(aHandle, aPort, aMapping), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"port", aPort}, OutList<HBA_FCPTARGETMAPPINGV2>{"mappings", aMapping});
     }
 
-    static HBA_STATUS sendCtPassThruV2(HBA_HANDLE aHandle, HBA_WWN aPort, void* aRequest, HBA_UINT32 aRequestSize, void* aResponse, HBA_UINT32* aSize)
+    static HBA_STATUS sendCtPassThruV2(HBA_HANDLE aHandle, HBA_WWN aPort, void* aRequest,
+                                       HBA_UINT32 aRequestSize, void* aResponse, HBA_UINT32* aSize)
     {
-        return statusOf<Slot, &Table::SendCTPassThruV2Handler>(std::tuple(aHandle, aPort, aRequest, aRequestSize, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, InBytes{"request", aRequest, aRequestSize}, OutSizedBytes{"response", "response_size", aResponse, aSize});
+        return statusOf<Slot, &Table::SendCTPassThruV2Handler>(
+            std::tuple(aHandle, aPort, aRequest, aRequestSize, aResponse, aSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort},
+            InBytes{"request", aRequest, aRequestSize},
+            OutSizedBytes{"response", "response_size", aResponse, aSize});
     }
 
     static void refreshAdapterConfiguration()
@@ -385,97 +441,170 @@ struct Calls
 
     static HBA_STATUS getBindingCapability(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_BIND_CAPABILITY* aFlags)
     {
-        return statusOf<Slot, &Table::GetBindingCapabilityHandler>(std::tuple(aHandle, aPort, aFlags), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, Out<HBA_BIND_CAPABILITY>{"flags", aFlags});
+        return statusOf<Slot, &Table::GetBindingCapabilityHandler>(
+            std::tuple(aHandle, aPort, aFlags), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort},
+            Out<HBA_BIND_CAPABILITY>{"flags", aFlags});
     }
 
     static HBA_STATUS getBindingSupport(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_BIND_CAPABILITY* aFlags)
     {
-        return statusOf<Slot, &Table::GetBindingSupportHandler>(std::tuple(aHandle, aPort, aFlags), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, Out<HBA_BIND_CAPABILITY>{"flags", aFlags});
+        return statusOf<Slot, &Table::GetBindingSupportHandler>(
+            std::tuple(aHandle, aPort, aFlags), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort},
+            Out<HBA_BIND_CAPABILITY>{"flags", aFlags});
     }
 
     static HBA_STATUS setBindingSupport(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_BIND_CAPABILITY aFlags)
     {
-        return statusOf<Slot, &Table::SetBindingSupportHandler>(std::tuple(aHandle, aPort, aFlags), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_BIND_CAPABILITY>{"flags", aFlags});
+        return statusOf<Slot, &Table::SetBindingSupportHandler>(
+            std::tuple(aHandle, aPort, aFlags), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort},
+            In<HBA_BIND_CAPABILITY>{"flags", aFlags});
     }
 
-    static HBA_STATUS setPersistentBindingV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_FCPBINDING2 const* aBinding)
+    static HBA_STATUS setPersistentBindingV2(HBA_HANDLE aHandle, HBA_WWN aPort,
+                                             HBA_FCPBINDING2 const* aBinding)
     {
-        return statusOf<Slot, &Table::SetPersistentBindingV2Handler>(std::tuple(aHandle, aPort, aBinding), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, InList<HBA_FCPBINDING2>{"bindings", aBinding});
+        return statusOf<Slot, &Table::SetPersistentBindingV2Handler>(
+            std::tuple(aHandle, aPort, aBinding), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"port", aPort}, InList<HBA_FCPBINDING2>{"bindings", aBinding});
     }
 
     static HBA_STATUS getPersistentBindingV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_FCPBINDING2* aBinding)
     {
-        return statusOf<Slot, &Table::GetPersistentBindingV2Handler>(std::tuple(aHandle, aPort, aBinding), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, OutList<HBA_FCPBINDING2>{"bindings", aBinding});
+        return statusOf<Slot, &Table::GetPersistentBindingV2Handler>(
+            std::tuple(aHandle, aPort, aBinding), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"port", aPort}, OutList<HBA_FCPBINDING2>{"bindings", aBinding});
     }
 
-    static HBA_STATUS removePersistentBinding(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_FCPBINDING2 const* aBinding)
+    static HBA_STATUS removePersistentBinding(HBA_HANDLE aHandle, HBA_WWN aPort,
+                                              HBA_FCPBINDING2 const* aBinding)
     {
-        return statusOf<Slot, &Table::RemovePersistentBindingHandler>(std::tuple(aHandle, aPort, aBinding), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, InList<HBA_FCPBINDING2>{"bindings", aBinding});
+        return statusOf<Slot, &Table::RemovePersistentBindingHandler>(
+            std::tuple(aHandle, aPort, aBinding), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"port", aPort}, InList<HBA_FCPBINDING2>{"bindings", aBinding});
     }
 
     static HBA_STATUS removeAllPersistentBindings(HBA_HANDLE aHandle, HBA_WWN aPort)
     {
-        return statusOf<Slot, &Table::RemoveAllPersistentBindingsHandler>(std::tuple(aHandle, aPort), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort});
+        return statusOf<Slot, &Table::RemoveAllPersistentBindingsHandler>(
+            std::tuple(aHandle, aPort), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort});
     }
 
-    static HBA_STATUS sendRnidV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, HBA_UINT32 aFcId, HBA_UINT32 aFormat, void* aResponse, HBA_UINT32* aSize)
+    static HBA_STATUS sendRnidV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, HBA_UINT32 aFcId,
+                                 HBA_UINT32 aFormat, void* aResponse, HBA_UINT32* aSize)
     {
-        return statusOf<Slot, &Table::SendRNIDV2Handler>(std::tuple(aHandle, aPort, aTarget, aFcId, aFormat, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT32>{"fc_id", aFcId}, In<HBA_UINT32>{"format", aFormat}, OutSizedBytes{"response", "response_size", aResponse, aSize});
+        return statusOf<Slot, &Table::SendRNIDV2Handler>(
+            std::tuple(aHandle, aPort, aTarget, aFcId, aFormat, aResponse, aSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget},
+            In<HBA_UINT32>{"fc_id", aFcId}, In<HBA_UINT32>{"format", aFormat},
+            OutSizedBytes{"response", "response_size", aResponse, aSize});
     }
 
-    static HBA_STATUS scsiInquiryV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, HBA_UINT64 aLun, HBA_UINT8 aSecondByte, HBA_UINT8 aPage, void* aResponse, HBA_UINT32* aSize, HBA_UINT8* aStatus, void* aSense, HBA_UINT32* aSenseSize)
+    static HBA_STATUS scsiInquiryV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, HBA_UINT64 aLun,
+                                    HBA_UINT8 aSecondByte, HBA_UINT8 aPage, void* aResponse,
+                                    HBA_UINT32* aSize, HBA_UINT8* aStatus, void* aSense,
+                                    HBA_UINT32* aSenseSize)
     {
-        return statusOf<Slot, &Table::ScsiInquiryV2Handler>(std::tuple(aHandle, aPort, aTarget, aLun, aSecondByte, aPage, aResponse, aSize, aStatus, aSense, aSenseSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT64>{"lun", aLun}, In<HBA_UINT8>{"second_byte", aSecondByte}, In<HBA_UINT8>{"page", aPage}, OutSizedBytes{"response", "response_size", aResponse, aSize}, Out<HBA_UINT8>{"scsi_status", aStatus}, OutSizedBytes{"sense", "sense_size", aSense, aSenseSize});
+        return statusOf<Slot, &Table::ScsiInquiryV2Handler>(
+            std::tuple(aHandle, aPort, aTarget, aLun, aSecondByte, aPage, aResponse, aSize, aStatus, aSense,
+                       aSenseSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget},
+            In<HBA_UINT64>{"lun", aLun}, In<HBA_UINT8>{"second_byte", aSecondByte},
+            In<HBA_UINT8>{"page", aPage}, OutSizedBytes{"response", "response_size", aResponse, aSize},
+            Out<HBA_UINT8>{"scsi_status", aStatus}, OutSizedBytes{"sense", "sense_size", aSense, aSenseSize});
     }
 
-    static HBA_STATUS scsiReportLunsV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, void* aResponse, HBA_UINT32* aSize, HBA_UINT8* aStatus, void* aSense, HBA_UINT32* aSenseSize)
+    static HBA_STATUS scsiReportLunsV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, void* aResponse,
+                                       HBA_UINT32* aSize, HBA_UINT8* aStatus, void* aSense,
+                                       HBA_UINT32* aSenseSize)
     {
-        return statusOf<Slot, &Table::ScsiReportLUNsV2Handler>(std::tuple(aHandle, aPort, aTarget, aResponse, aSize, aStatus, aSense, aSenseSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget}, OutSizedBytes{"response", "response_size", aResponse, aSize}, Out<HBA_UINT8>{"scsi_status", aStatus}, OutSizedBytes{"sense", "sense_size", aSense, aSenseSize});
+        return statusOf<Slot, &Table::ScsiReportLUNsV2Handler>(
+            std::tuple(aHandle, aPort, aTarget, aResponse, aSize, aStatus, aSense, aSenseSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget},
+            OutSizedBytes{"response", "response_size", aResponse, aSize},
+            Out<HBA_UINT8>{"scsi_status", aStatus}, OutSizedBytes{"sense", "sense_size", aSense, aSenseSize});
     }
 
-    static HBA_STATUS scsiReadCapacityV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, HBA_UINT64 aLun, void* aResponse, HBA_UINT32* aSize, HBA_UINT8* aStatus, void* aSense, HBA_UINT32* aSenseSize)
+    static HBA_STATUS scsiReadCapacityV2(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, HBA_UINT64 aLun,
+                                         void* aResponse, HBA_UINT32* aSize, HBA_UINT8* aStatus, void* aSense,
+                                         HBA_UINT32* aSenseSize)
     {
-        return statusOf<Slot, &Table::ScsiReadCapacityV2Handler>(std::tuple(aHandle, aPort, aTarget, aLun, aResponse, aSize, aStatus, aSense, aSenseSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT64>{"lun", aLun}, OutSizedBytes{"response", "response_size", aResponse, aSize}, Out<HBA_UINT8>{"scsi_status", aStatus}, OutSizedBytes{"sense", "sense_size", aSense, aSenseSize});
+        return statusOf<Slot, &Table::ScsiReadCapacityV2Handler>(
+            std::tuple(aHandle, aPort, aTarget, aLun, aResponse, aSize, aStatus, aSense, aSenseSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget},
+            In<HBA_UINT64>{"lun", aLun}, OutSizedBytes{"response", "response_size", aResponse, aSize},
+            Out<HBA_UINT8>{"scsi_status", aStatus}, OutSizedBytes{"sense", "sense_size", aSense, aSenseSize});
     }
 
     static HBA_UINT32 getVendorLibraryAttributes(HBA_LIBRARYATTRIBUTES* aAttributes)
     {
-        return numberOf<Slot, &Table::GetVendorLibraryAttributesHandler>(std::tuple(aAttributes), Out<HBA_LIBRARYATTRIBUTES>{"attributes", aAttributes});
+        return numberOf<Slot, &Table::GetVendorLibraryAttributesHandler>(
+            std::tuple(aAttributes), Out<HBA_LIBRARYATTRIBUTES>{"attributes", aAttributes});
     }
 
-    static HBA_STATUS sendRpl(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aAgent, HBA_UINT32 aDomain, HBA_UINT32 aIndex, void* aResponse, HBA_UINT32* aSize)
+    static HBA_STATUS sendRpl(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aAgent, HBA_UINT32 aDomain,
+                              HBA_UINT32 aIndex, void* aResponse, HBA_UINT32* aSize)
     {
-        return statusOf<Slot, &Table::SendRPLHandler>(std::tuple(aHandle, aPort, aAgent, aDomain, aIndex, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"agent", aAgent}, In<HBA_UINT32>{"domain", aDomain}, In<HBA_UINT32>{"index", aIndex}, OutSizedBytes{"response", "response_size", aResponse, aSize});
+        return statusOf<Slot, &Table::SendRPLHandler>(
+            std::tuple(aHandle, aPort, aAgent, aDomain, aIndex, aResponse, aSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"agent", aAgent},
+            In<HBA_UINT32>{"domain", aDomain}, In<HBA_UINT32>{"index", aIndex},
+            OutSizedBytes{"response", "response_size", aResponse, aSize});
     }
 
-    static HBA_STATUS sendRps(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aAgent, HBA_UINT32 aDomain, HBA_WWN aObject, HBA_UINT32 aObjectNumber, void* aResponse, HBA_UINT32* aSize)
+    static HBA_STATUS sendRps(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aAgent, HBA_UINT32 aDomain,
+                              HBA_WWN aObject, HBA_UINT32 aObjectNumber, void* aResponse, HBA_UINT32* aSize)
     {
-        return statusOf<Slot, &Table::SendRPSHandler>(std::tuple(aHandle, aPort, aAgent, aDomain, aObject, aObjectNumber, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"agent", aAgent}, In<HBA_UINT32>{"domain", aDomain}, In<HBA_WWN>{"object", aObject}, In<HBA_UINT32>{"object_number", aObjectNumber}, OutSizedBytes{"response", "response_size", aResponse, aSize});
+        return statusOf<Slot, &Table::SendRPSHandler>(
+            std::tuple(aHandle, aPort, aAgent, aDomain, aObject, aObjectNumber, aResponse, aSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"agent", aAgent},
+            In<HBA_UINT32>{"domain", aDomain}, In<HBA_WWN>{"object", aObject},
+            In<HBA_UINT32>{"object_number", aObjectNumber},
+            OutSizedBytes{"response", "response_size", aResponse, aSize});
     }
 
-    static HBA_STATUS sendSrl(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aName, HBA_UINT32 aDomain, void* aResponse, HBA_UINT32* aSize)
+    static HBA_STATUS sendSrl(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aName, HBA_UINT32 aDomain,
+                              void* aResponse, HBA_UINT32* aSize)
     {
-        return statusOf<Slot, &Table::SendSRLHandler>(std::tuple(aHandle, aPort, aName, aDomain, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"name", aName}, In<HBA_UINT32>{"domain", aDomain}, OutSizedBytes{"response", "response_size", aResponse, aSize});
+        return statusOf<Slot, &Table::SendSRLHandler>(
+            std::tuple(aHandle, aPort, aName, aDomain, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"name", aName}, In<HBA_UINT32>{"domain", aDomain},
+            OutSizedBytes{"response", "response_size", aResponse, aSize});
     }
 
-    static HBA_STATUS sendLirr(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aDestination, HBA_UINT8 aFunction, HBA_UINT8 aType, void* aResponse, HBA_UINT32* aSize)
+    static HBA_STATUS sendLirr(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aDestination, HBA_UINT8 aFunction,
+                               HBA_UINT8 aType, void* aResponse, HBA_UINT32* aSize)
     {
-        return statusOf<Slot, &Table::SendLIRRHandler>(std::tuple(aHandle, aPort, aDestination, aFunction, aType, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"destination", aDestination}, In<HBA_UINT8>{"function", aFunction}, In<HBA_UINT8>{"type", aType}, OutSizedBytes{"response", "response_size", aResponse, aSize});
+        return statusOf<Slot, &Table::SendLIRRHandler>(
+            std::tuple(aHandle, aPort, aDestination, aFunction, aType, aResponse, aSize),
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort},
+            In<HBA_WWN>{"destination", aDestination}, In<HBA_UINT8>{"function", aFunction},
+            In<HBA_UINT8>{"type", aType}, OutSizedBytes{"response", "response_size", aResponse, aSize});
     }
 
-    static HBA_STATUS getFc4Statistics(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_UINT8 aType, HBA_FC4STATISTICS* aStatistics)
+    static HBA_STATUS getFc4Statistics(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_UINT8 aType,
+                                       HBA_FC4STATISTICS* aStatistics)
     {
-        return statusOf<Slot, &Table::GetFC4StatisticsHandler>(std::tuple(aHandle, aPort, aType, aStatistics), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_UINT8>{"type", aType}, Out<HBA_FC4STATISTICS>{"statistics", aStatistics});
+        return statusOf<Slot, &Table::GetFC4StatisticsHandler>(
+            std::tuple(aHandle, aPort, aType, aStatistics), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"port", aPort}, In<HBA_UINT8>{"type", aType},
+            Out<HBA_FC4STATISTICS>{"statistics", aStatistics});
     }
 
-    static HBA_STATUS getFcpStatistics(HBA_HANDLE aHandle, HBA_SCSIID const* aUnit, HBA_FC4STATISTICS* aStatistics)
+    static HBA_STATUS getFcpStatistics(HBA_HANDLE aHandle, HBA_SCSIID const* aUnit,
+                                       HBA_FC4STATISTICS* aStatistics)
     {
-        return statusOf<Slot, &Table::GetFCPStatisticsHandler>(std::tuple(aHandle, aUnit, aStatistics), In<HBA_HANDLE>{"handle", aHandle}, InPointer<HBA_SCSIID>{"unit", aUnit}, Out<HBA_FC4STATISTICS>{"statistics", aStatistics});
+        return statusOf<Slot, &Table::GetFCPStatisticsHandler>(
+            std::tuple(aHandle, aUnit, aStatistics), In<HBA_HANDLE>{"handle", aHandle},
+            InPointer<HBA_SCSIID>{"unit", aUnit}, Out<HBA_FC4STATISTICS>{"statistics", aStatistics});
     }
 
-    static HBA_STATUS sendRls(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, void* aResponse, HBA_UINT32* aSize)
+    static HBA_STATUS sendRls(HBA_HANDLE aHandle, HBA_WWN aPort, HBA_WWN aTarget, void* aResponse,
+                              HBA_UINT32* aSize)
     {
-        return statusOf<Slot, &Table::SendRLSHandler>(std::tuple(aHandle, aPort, aTarget, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget}, OutSizedBytes{"response", "response_size", aResponse, aSize});
+        return statusOf<Slot, &Table::SendRLSHandler>(
+            std::tuple(aHandle, aPort, aTarget, aResponse, aSize), In<HBA_HANDLE>{"handle", aHandle},
+            In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget},
+            OutSizedBytes{"response", "response_size", aResponse, aSize});
     }
 
     static HBA_STATUS freeLibrary()
@@ -487,9 +616,9 @@ struct Calls
 
     static HBA_STATUS removeCallback(HBA_CALLBACKHANDLE aHandle)
     {
-        std::uint32_t const number = session().isRecording()
-                                         ? session().registrationWith(aHandle)
-                                         : static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(aHandle));
+        std::uint32_t const number =
+            session().isRecording() ? session().registrationWith(aHandle)
+                                    : static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(aHandle));
         HBA_STATUS const status = statusOf<Slot, &Table::RemoveCallbackHandler>(
             std::tuple(aHandle), In<std::uint32_t>{"registration", number});
         if (status == HBA_STATUS_OK)
@@ -520,8 +649,9 @@ struct Calls
             In<HBA_HANDLE>{"handle", aAdapter});
     }
 
-    static HBA_STATUS registerForAdapterPortEvents(PortCallback aCallback, void* aContext, HBA_HANDLE aAdapter,
-                                                   HBA_WWN aPort, HBA_CALLBACKHANDLE* aHandle)
+    static HBA_STATUS registerForAdapterPortEvents(PortCallback aCallback, void* aContext,
+                                                   HBA_HANDLE aAdapter, HBA_WWN aPort,
+                                                   HBA_CALLBACKHANDLE* aHandle)
     {
         return registerCallback<Slot, &Table::RegisterForAdapterPortEventsHandler>(
             aCallback, aContext, aHandle,
@@ -543,8 +673,10 @@ struct Calls
         return registerCallback<Slot, &Table::RegisterForAdapterPortStatEventsHandler>(
             aCallback, aContext, aHandle,
             [=](Json const& aData) { replayAdapterEvent(aCallback, aContext, aData); },
-            [&](auto aRegister, void* aRegistration)
-            { return aRegister(passAdapterEvent, aRegistration, aAdapter, aPort, aThresholds, aType, aHandle); },
+            [&](auto aRegister, void* aRegistration) {
+                return aRegister(passAdapterEvent, aRegistration, aAdapter, aPort, aThresholds, aType,
+                                 aHandle);
+            },
             In<HBA_HANDLE>{"handle", aAdapter}, In<HBA_WWN>{"port", aPort},
             In<HBA_PORTSTATISTICS>{"thresholds", aThresholds}, In<HBA_UINT32>{"type", aType});
     }
@@ -568,8 +700,9 @@ struct Calls
             In<HBA_UINT32>{"all_targets", aIsForAllTargets});
     }
 
-    static HBA_STATUS registerForLinkEvents(LinkCallback aCallback, void* aContext, void* aBuffer, HBA_UINT32 aSize,
-                                            HBA_HANDLE aAdapter, HBA_CALLBACKHANDLE* aHandle)
+    static HBA_STATUS registerForLinkEvents(LinkCallback aCallback, void* aContext, void* aBuffer,
+                                            HBA_UINT32 aSize, HBA_HANDLE aAdapter,
+                                            HBA_CALLBACKHANDLE* aHandle)
     {
         return registerCallback<Slot, &Table::RegisterForLinkEventsHandler>(
             aCallback, aContext, aHandle,
@@ -646,7 +779,8 @@ void visitEntries(Visitor aVisit)
     aVisit(Entry<&Table::RegisterForAdapterAddEventsHandler>(), Calls<Slot>::registerForAdapterAddEvents);
     aVisit(Entry<&Table::RegisterForAdapterEventsHandler>(), Calls<Slot>::registerForAdapterEvents);
     aVisit(Entry<&Table::RegisterForAdapterPortEventsHandler>(), Calls<Slot>::registerForAdapterPortEvents);
-    aVisit(Entry<&Table::RegisterForAdapterPortStatEventsHandler>(), Calls<Slot>::registerForAdapterPortStatEvents);
+    aVisit(Entry<&Table::RegisterForAdapterPortStatEventsHandler>(),
+           Calls<Slot>::registerForAdapterPortStatEvents);
     aVisit(Entry<&Table::RegisterForTargetEventsHandler>(), Calls<Slot>::registerForTargetEvents);
     aVisit(Entry<&Table::RegisterForLinkEventsHandler>(), Calls<Slot>::registerForLinkEvents);
     aVisit(Entry<&Table::SendRPLHandler>(), Calls<Slot>::sendRpl);

@@ -1,7 +1,7 @@
 // The library that records and replays: how the common library gets the entries of an HBA library.
+#include <algorithm>
 #include <array>
 #include <cstddef>
-#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <utility>
@@ -41,9 +41,9 @@ struct OutEntries
         qzsim::visitEntries<Slot>(
             [&](auto aEntry, auto aFunction)
             {
-                bool const isThere = entries != aAnswer.end() &&
-                                     std::find(entries->begin(), entries->end(), decltype(aEntry)::name) !=
-                                         entries->end();
+                bool const isThere =
+                    entries != aAnswer.end() &&
+                    std::find(entries->begin(), entries->end(), decltype(aEntry)::name) != entries->end();
                 mTable->*decltype(aEntry)::member = isThere ? aFunction : nullptr;
             });
     }
@@ -58,9 +58,9 @@ HBA_STATUS fillTable(void* aLibrary, Table& aTable)
     }
     void* const function = ::dlsym(aLibrary, "HBA_RegisterLibrary");
     // The second table begins with the first.
-    return function == nullptr
-               ? HBA_STATUS_ERROR
-               : reinterpret_cast<HBARegisterLibraryFunc>(function)(reinterpret_cast<HBA_ENTRYPOINTS*>(&aTable));
+    return function == nullptr ? HBA_STATUS_ERROR
+                               : reinterpret_cast<HBARegisterLibraryFunc>(function)(
+                                     reinterpret_cast<HBA_ENTRYPOINTS*>(&aTable));
 }
 
 /// Fills a table with the functions of this library.
@@ -101,8 +101,9 @@ HBA_STATUS registerLast(Table& aTable)
     return qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
                                        [&]
                                        {
-                                           return registerIn(qzsim::lastOpenedHbaLibrary(), aTable,
-                                                             std::make_index_sequence<qzsim::mostHbaLibraries>());
+                                           return registerIn(
+                                               qzsim::lastOpenedHbaLibrary(), aTable,
+                                               std::make_index_sequence<qzsim::mostHbaLibraries>());
                                        });
 }
 }  // namespace

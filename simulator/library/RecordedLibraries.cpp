@@ -29,9 +29,9 @@ namespace
 using Lifetime = qzsim::Lifetime<Session>;
 
 constexpr char const* diagnosticFunctions[] = {
-    "VQM_GetLibVer",           "VQM_InitDiagEnv",          "VQM_FreeDiagEnv",
-    "VQM_GetDrvInfo",          "VQM_GetLinkInfo",          "RegisterForEvent",
-    "unRegisterForEvent",      "VQM_QZ_RegisterForEvent",  "VQM_QZ_unRegisterForEvent",
+    "VQM_GetLibVer",      "VQM_InitDiagEnv",         "VQM_FreeDiagEnv",
+    "VQM_GetDrvInfo",     "VQM_GetLinkInfo",         "RegisterForEvent",
+    "unRegisterForEvent", "VQM_QZ_RegisterForEvent", "VQM_QZ_unRegisterForEvent",
     QZ_SIMULATOR_MARKER};
 constexpr char const* hbaFunctions[] = {"HBA_RegisterLibrary", "HBA_RegisterLibraryV2"};
 
@@ -142,8 +142,8 @@ bool openHba(std::string const& aPath, void* aLibrary)
     Libraries& all = libraries();
     std::lock_guard const lock(all.mMutex);
     auto* const end = all.mHba.begin() + all.mNumberOfHba;
-    auto* const known =
-        std::find_if(all.mHba.begin(), end, [&](OpenHbaLibrary const& aOpen) { return aOpen.mPath == aPath; });
+    auto* const known = std::find_if(all.mHba.begin(), end,
+                                     [&](OpenHbaLibrary const& aOpen) { return aOpen.mPath == aPath; });
     if (known == all.mHba.end())
     {
         throw std::runtime_error("more than 8 HBA libraries cannot be recorded");
@@ -197,10 +197,10 @@ bool isOpen(std::string const& aPath)
 {
     Libraries const& all = libraries();
     std::lock_guard const lock(libraries().mMutex);
-    return aPath == vendorLibraryPath ? all.mIsDiagnosticKnown
-                                      : std::any_of(all.mHba.begin(), all.mHba.end(),
-                                                    [&](OpenHbaLibrary const& aLibrary)
-                                                    { return aLibrary.mPath == aPath; });
+    return aPath == vendorLibraryPath
+               ? all.mIsDiagnosticKnown
+               : std::any_of(all.mHba.begin(), all.mHba.end(),
+                             [&](OpenHbaLibrary const& aLibrary) { return aLibrary.mPath == aPath; });
 }
 
 char const* openReplayed(char const* aPath, int aMode)
@@ -253,41 +253,43 @@ bool isSimulatedDiagnosticLibrary() { return diagnosticFunction(QZ_SIMULATOR_MAR
 extern "C" char const* QZSIM_PathToOpen(char const* aPath, int aMode, qzsim::Open* aOpen)
 {
     bool const isRecorded = std::strcmp(aPath, qzsim::vendorLibraryPath) == 0 || qzsim::isConfigured(aPath);
-    return !isRecorded ? aPath
-                       : qzsim::answerOf<char const*>(aPath,
-                                                      [=] {
-                                                          return qzsim::session().isRecording()
-                                                                     ? qzsim::openRecorded(aPath, aMode, aOpen)
-                                                                     : qzsim::openReplayed(aPath, aMode);
-                                                      });
+    return !isRecorded
+               ? aPath
+               : qzsim::answerOf<char const*>(aPath,
+                                              [=]
+                                              {
+                                                  return qzsim::session().isRecording()
+                                                             ? qzsim::openRecorded(aPath, aMode, aOpen)
+                                                             : qzsim::openReplayed(aPath, aMode);
+                                              });
 }
 
 extern "C" char const* QZSIM_Configuration(std::FILE* aFile)
 {
-    return qzsim::answerOf<char const*>(
-        nullptr,
-        [=]() -> char const*
-        {
-            qzsim::Session& session = qzsim::session();
-            // The common library may read it again, so it lasts as long as the process.
-            static std::mutex mutex;
-            static auto& contents = *new std::set<std::string>;
-            if (!session.isRecording())
-            {
-                std::optional<std::string> const& recorded = session.player().recording().configuration();
-                qzsim::configure(recorded.value_or(""));
-                return recorded ? recorded->c_str() : nullptr;
-            }
-            if (aFile == nullptr)
-            {
-                return nullptr;
-            }
-            std::string const content = qzsim::contentOf(aFile);
-            qzsim::configure(content);
-            qzsim::CborWriter packet;
-            qzsim::Recorder::begin(packet, "configuration", content);
-            session.recorder().write(qzsim::configurationPath, packet);
-            std::lock_guard const lock(mutex);
-            return contents.insert(content).first->c_str();
-        });
+    return qzsim::answerOf<char const*>(nullptr,
+                                        [=]() -> char const*
+                                        {
+                                            qzsim::Session& session = qzsim::session();
+                                            // The common library may read it again, so it lasts as long as the process.
+                                            static std::mutex mutex;
+                                            static auto& contents = *new std::set<std::string>;
+                                            if (!session.isRecording())
+                                            {
+                                                std::optional<std::string> const& recorded =
+                                                    session.player().recording().configuration();
+                                                qzsim::configure(recorded.value_or(""));
+                                                return recorded ? recorded->c_str() : nullptr;
+                                            }
+                                            if (aFile == nullptr)
+                                            {
+                                                return nullptr;
+                                            }
+                                            std::string const content = qzsim::contentOf(aFile);
+                                            qzsim::configure(content);
+                                            qzsim::CborWriter packet;
+                                            qzsim::Recorder::begin(packet, "configuration", content);
+                                            session.recorder().write(qzsim::configurationPath, packet);
+                                            std::lock_guard const lock(mutex);
+                                            return contents.insert(content).first->c_str();
+                                        });
 }

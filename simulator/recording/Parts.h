@@ -298,7 +298,8 @@ struct OutEvents
     {
         Out<HBA_UINT32>{"count", mCount}.fill(aAnswer);
         auto const found = aAnswer.find("events");
-        for (HBA_UINT32 i = 0; found != aAnswer.end() && found->is_array() && i < mRoom && i < found->size(); ++i)
+        for (HBA_UINT32 i = 0; found != aAnswer.end() && found->is_array() && i < mRoom && i < found->size();
+             ++i)
         {
             readValue((*found)[i], mEvents[i]);
         }

@@ -21,8 +21,10 @@ std::size_t numberOfCounts(Recording const& aRecording) { return aRecording.ques
 
 void refuseCall(std::string const& aLibrary, std::string const& aDescription, std::string const& aReason)
 {
-    std::fputs(fmt::format("qzsim: refused: {} of {}: {}\n", aDescription, tomlfile::escaped(aLibrary), aReason).c_str(),
-               stderr);
+    std::fputs(
+        fmt::format("qzsim: refused: {} of {}: {}\n", aDescription, tomlfile::escaped(aLibrary), aReason)
+            .c_str(),
+        stderr);
 }
 }  // namespace
 
@@ -36,7 +38,8 @@ MemoryFile Player::countsFor(Recording const& aRecording)
     return MemoryFile(numberOfCounts(aRecording) * sizeof(SharedCount));
 }
 
-RecordedCall const* Player::answer(std::string const& aLibrary, std::string const& aFunction, Json const& aArguments)
+RecordedCall const* Player::answer(std::string const& aLibrary, std::string const& aFunction,
+                                   Json const& aArguments)
 {
     std::optional<std::uint32_t> const question = mRecording.question(aLibrary, aFunction, aArguments);
     if (!question)
@@ -44,9 +47,8 @@ RecordedCall const* Player::answer(std::string const& aLibrary, std::string cons
         refuseCall(aLibrary, describeCall(aFunction, aArguments), "the recording has no such call");
         return nullptr;
     }
-    RecordedCall const* const call = mOptions.mIsStrict
-                                         ? inOrder(*question, describeCall(aFunction, aArguments))
-                                         : nextOf(*question);
+    RecordedCall const* const call =
+        mOptions.mIsStrict ? inOrder(*question, describeCall(aFunction, aArguments)) : nextOf(*question);
     if (call != nullptr)
     {
         std::this_thread::sleep_for(scaledTime(call->mDuration, mOptions.mSpeed));
@@ -76,7 +78,8 @@ RecordedCall const* Player::inOrder(std::uint32_t aQuestion, std::string const& 
         }
         if (next >= calls.size() || std::chrono::steady_clock::now() > end)
         {
-            std::string const library = mRecording.calls()[mRecording.questions()[aQuestion].front()].mLibrary;
+            std::string const library =
+                mRecording.calls()[mRecording.questions()[aQuestion].front()].mLibrary;
             refuseCall(library, aDescription,
                        next >= calls.size()
                            ? "the recording ends before this call"
@@ -98,9 +101,10 @@ std::vector<std::string> Player::notes() const
         RecordedCall const& call = mRecording.calls()[answers.back()];
         if (asked > answers.size())
         {
-            lines.push_back(fmt::format("{} of {} was recorded {} and called {} times; the last answer was repeated",
-                                        describeCall(call.mFunction, call.mArguments),
-                                        tomlfile::escaped(call.mLibrary), answers.size(), asked));
+            lines.push_back(
+                fmt::format("{} of {} was recorded {} and called {} times; the last answer was repeated",
+                            describeCall(call.mFunction, call.mArguments), tomlfile::escaped(call.mLibrary),
+                            answers.size(), asked));
         }
     }
     return lines;

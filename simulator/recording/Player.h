@@ -26,7 +26,8 @@ struct ReplayOptions
 /// @return how long this takes at a speed
 inline std::chrono::nanoseconds scaledTime(std::uint64_t aTime, double aSpeed)
 {
-    return std::chrono::nanoseconds(aSpeed <= 0 ? 0 : static_cast<std::int64_t>(static_cast<double>(aTime) / aSpeed));
+    return std::chrono::nanoseconds(
+        aSpeed <= 0 ? 0 : static_cast<std::int64_t>(static_cast<double>(aTime) / aSpeed));
 }
 
 /// Finds the answer to each call. All processes share how often each question was asked.
@@ -44,7 +45,8 @@ public:
     /// Waits as long as the recorded call took. With the order of the recording, it first waits for the calls before.
     /// @return the recorded call whose answer is the answer now; none if the call is refused, which is reported on
     ///         standard error
-    RecordedCall const* answer(std::string const& aLibrary, std::string const& aFunction, Json const& aArguments);
+    RecordedCall const* answer(std::string const& aLibrary, std::string const& aFunction,
+                               Json const& aArguments);
 
     Recording const& recording() const { return mRecording; }
 

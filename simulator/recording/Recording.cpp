@@ -52,7 +52,8 @@ std::string textOf(Json const& aValue)
     {
         return *text;
     }
-    return aValue.is_binary() ? std::string(aValue.get_binary().begin(), aValue.get_binary().end()) : std::string();
+    return aValue.is_binary() ? std::string(aValue.get_binary().begin(), aValue.get_binary().end())
+                              : std::string();
 }
 
 std::uint64_t numberOf(Json const& aObject, char const* aName)
@@ -119,7 +120,8 @@ void Recording::readItems(pcapng::Input& aInput)
     {
         mDamaged += std::holds_alternative<pcapng::Gap>(*item) ? 1 : 0;
         auto const* const packet = std::get_if<pcapng::Packet>(&*item);
-        if (packet == nullptr || packet->mInterface == nullptr || packet->mInterface->mLinkType != callLinkType)
+        if (packet == nullptr || packet->mInterface == nullptr ||
+            packet->mInterface->mLinkType != callLinkType)
         {
             continue;
         }
@@ -187,9 +189,11 @@ void Recording::takeCall(std::string const& aLibrary, std::uint64_t aTime, Json 
 
 void Recording::arrange()
 {
-    std::stable_sort(mCalls.begin(), mCalls.end(), [](RecordedCall const& aLeft, RecordedCall const& aRight)
+    std::stable_sort(mCalls.begin(), mCalls.end(),
+                     [](RecordedCall const& aLeft, RecordedCall const& aRight)
                      { return aLeft.mStart < aRight.mStart; });
-    std::stable_sort(mEvents.begin(), mEvents.end(), [](RecordedEvent const& aLeft, RecordedEvent const& aRight)
+    std::stable_sort(mEvents.begin(), mEvents.end(),
+                     [](RecordedEvent const& aLeft, RecordedEvent const& aRight)
                      { return aLeft.mTime < aRight.mTime; });
     mQuestions.resize(mNumbers.size());
     for (std::size_t i = 0; i < mCalls.size(); ++i)

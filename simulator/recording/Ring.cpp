@@ -36,7 +36,8 @@ std::uint64_t nanosecondsOf(clockid_t aClock) noexcept
 {
     timespec time{};
     ::clock_gettime(aClock, &time);
-    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U + static_cast<std::uint64_t>(time.tv_nsec);
+    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000U +
+           static_cast<std::uint64_t>(time.tv_nsec);
 }
 }  // namespace
 
@@ -75,10 +76,9 @@ private:
 Ring::Ring(std::string const& aPath)
 {
     Descriptor const file(::open(aPath.c_str(), O_RDWR | O_CLOEXEC));
-    void* const memory =
-        file.number() < 0
-            ? MAP_FAILED
-            : ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, file.number(), 0);
+    void* const memory = file.number() < 0 ? MAP_FAILED
+                                           : ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                                    MAP_SHARED, file.number(), 0);
     if (memory == MAP_FAILED)
     {
         throw std::system_error(errno, std::generic_category(), "cannot record");

@@ -23,8 +23,8 @@ public:
     /// What a process records.
     struct Record
     {
-        std::uint64_t mTime;         ///< nanoseconds since 1970-01-01 UTC; not before that of the previous record
-        std::string_view mLibrary;   ///< path of the library that it concerns
+        std::uint64_t mTime;  ///< nanoseconds since 1970-01-01 UTC; not before that of the previous record
+        std::string_view mLibrary;  ///< path of the library that it concerns
         qz::Bytes mContent;
     };
 

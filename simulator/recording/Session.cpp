@@ -41,7 +41,8 @@ void Session::prepare()
                    });
 }
 
-CallbackRegistration& Session::addRegistration(std::string const& aLibrary, void (*aCallback)(), void* aContext)
+CallbackRegistration& Session::addRegistration(std::string const& aLibrary, void (*aCallback)(),
+                                               void* aContext)
 {
     std::lock_guard const lock(mMutex);
     return mRegistrations.emplace_back(

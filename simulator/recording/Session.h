@@ -82,7 +82,8 @@ public:
 
     /// @param aAnswer receives the recorded call; null when recording, or when the call is refused
     template <typename Forward, typename... Parts>
-    std::uint32_t call(RecordedCall const*& aAnswer, ProgramCall const& aCall, Forward aForward, Parts... aParts);
+    std::uint32_t call(RecordedCall const*& aAnswer, ProgramCall const& aCall, Forward aForward,
+                       Parts... aParts);
 
     /// @name Registrations, when recording
     /// @{
@@ -119,7 +120,8 @@ std::uint32_t Session::call(ProgramCall const& aCall, Forward aForward, Parts...
 }
 
 template <typename Forward, typename... Parts>
-std::uint32_t Session::call(RecordedCall const*& aAnswer, ProgramCall const& aCall, Forward aForward, Parts... aParts)
+std::uint32_t Session::call(RecordedCall const*& aAnswer, ProgramCall const& aCall, Forward aForward,
+                            Parts... aParts)
 {
     CborWriter packet;
     auto const writeArguments = [&]

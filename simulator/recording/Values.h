@@ -83,7 +83,8 @@ void writeValue(CborWriter& aWriter, Value& aValue)
 {
     if constexpr (isNumber<Value>)
     {
-        aWriter.number(static_cast<std::conditional_t<std::is_signed_v<Value>, std::int64_t, std::uint64_t>>(aValue));
+        aWriter.number(
+            static_cast<std::conditional_t<std::is_signed_v<Value>, std::int64_t, std::uint64_t>>(aValue));
     }
     else if constexpr (std::is_same_v<Value, HBA_WWN>)
     {

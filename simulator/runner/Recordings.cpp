@@ -126,7 +126,8 @@ void parse(CLI::App& aParser, RecordingOptions& aOptions, int aCount, char** aAr
 {
     aParser.prefix_command();
     aParser
-        .add_option("--library", aOptions.mLibrary, "Use this libqzsim.so instead of the one installed with qzsim")
+        .add_option("--library", aOptions.mLibrary,
+                    "Use this libqzsim.so instead of the one installed with qzsim")
         ->type_name("PATH")
         ->check(refuseEmpty);
     aParser.parse(aCount, aArguments);
@@ -140,7 +141,8 @@ void parse(CLI::App& aParser, RecordingOptions& aOptions, int aCount, char** aAr
 /// @return the exit status of a program that has ended
 int statusAfter(RecordingOptions const& aOptions, Outcome const& aOutcome)
 {
-    return aOutcome.mError != 0 ? refuseProgram(aOptions.mCommand.front(), aOutcome.mError) : endLike(aOutcome);
+    return aOutcome.mError != 0 ? refuseProgram(aOptions.mCommand.front(), aOutcome.mError)
+                                : endLike(aOutcome);
 }
 
 int record(CLI::App& aParser, int aCount, char** aArguments)
@@ -174,14 +176,16 @@ std::string speedText(double aSpeed) { return fmt::format("{}", aSpeed); }
 int replay(CLI::App& aParser, int aCount, char** aArguments)
 {
     RecordingOptions options;
-    aParser.formatter(std::make_shared<RecordingHelp>("qzsim replay FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]"));
+    aParser.formatter(
+        std::make_shared<RecordingHelp>("qzsim replay FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]"));
     aParser.add_option("FILE", options.mFile, "The recording")->required();
     aParser
         .add_option("--speed", options.mReplay.mSpeed,
                     "Divide the delays of the recording by this number; 0 for no delays")
         ->type_name("NUMBER")
         ->check(CLI::Range(0.0, 1e9));
-    aParser.add_flag("--strict", options.mReplay.mIsStrict, "Accept calls only in the order of the recording");
+    aParser.add_flag("--strict", options.mReplay.mIsStrict,
+                     "Accept calls only in the order of the recording");
     parse(aParser, options, aCount, aArguments);
 
     Recording recording = Recording::ofFile(options.mFile);
@@ -211,9 +215,10 @@ bool isRecordingCommand(std::string const& aName) { return aName == recordName |
 int performRecordingCommand(int aCount, char** aArguments)
 {
     bool const isRecord = aArguments[1] == std::string(recordName);
-    CLI::App parser(isRecord ? "Runs PROGRAM and records its calls of the HBA libraries and the diagnostic library."
-                             : "Runs PROGRAM without these libraries: its calls get the answers of a recording.",
-                    isRecord ? "qzsim record" : "qzsim replay");
+    CLI::App parser(
+        isRecord ? "Runs PROGRAM and records its calls of the HBA libraries and the diagnostic library."
+                 : "Runs PROGRAM without these libraries: its calls get the answers of a recording.",
+        isRecord ? "qzsim record" : "qzsim replay");
     return statusOf(parser, [&] { return (isRecord ? record : replay)(parser, aCount - 1, aArguments + 1); });
 }
 }  // namespace qzsim

@@ -76,8 +76,7 @@ TEST(Strikes, AllowAFileWithoutFaults)
 
 TEST(Strikes, ReportAMissingFile)
 {
-    EXPECT_EQ(messageOf("/nowhere/none", 1),
-              "cannot count in \"/nowhere/none\": No such file or directory");
+    EXPECT_EQ(messageOf("/nowhere/none", 1), "cannot count in \"/nowhere/none\": No such file or directory");
 }
 
 TEST(Strikes, RefuseAFileOfAnotherScenario)
