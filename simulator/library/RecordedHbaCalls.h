@@ -387,9 +387,10 @@ struct Calls
         return statusOf<Slot, &Table::ScsiInquiryHandler>(
             std::tuple(aHandle, aTarget, aLun, aIsVitalProductData, aPage, aResponse, aResponseSize, aSense,
                        aSenseSize),
-            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT64>{"lun", aLun},
-            In<HBA_UINT8>{"vital_product_data", aIsVitalProductData}, In<HBA_UINT32>{"page", aPage},
-            OutBytes{"response", aResponse, aResponseSize}, OutBytes{"sense", aSense, aSenseSize});
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget},
+            InBytes{"lun", &aLun, sizeof aLun}, In<HBA_UINT8>{"vital_product_data", aIsVitalProductData},
+            In<HBA_UINT32>{"page", aPage}, OutBytes{"response", aResponse, aResponseSize},
+            OutBytes{"sense", aSense, aSenseSize});
     }
 
     static HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aTarget, void* aResponse,
@@ -406,8 +407,9 @@ struct Calls
     {
         return statusOf<Slot, &Table::ReadCapacityHandler>(
             std::tuple(aHandle, aTarget, aLun, aResponse, aResponseSize, aSense, aSenseSize),
-            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget}, In<HBA_UINT64>{"lun", aLun},
-            OutBytes{"response", aResponse, aResponseSize}, OutBytes{"sense", aSense, aSenseSize});
+            In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"target", aTarget},
+            InBytes{"lun", &aLun, sizeof aLun}, OutBytes{"response", aResponse, aResponseSize},
+            OutBytes{"sense", aSense, aSenseSize});
     }
 
     static HBA_STATUS openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN aName)
@@ -508,7 +510,7 @@ struct Calls
             std::tuple(aHandle, aPort, aTarget, aLun, aSecondByte, aPage, aResponse, aSize, aStatus, aSense,
                        aSenseSize),
             In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget},
-            In<HBA_UINT64>{"lun", aLun}, In<HBA_UINT8>{"second_byte", aSecondByte},
+            InBytes{"lun", &aLun, sizeof aLun}, In<HBA_UINT8>{"second_byte", aSecondByte},
             In<HBA_UINT8>{"page", aPage}, OutSizedBytes{"response", "response_size", aResponse, aSize},
             Out<HBA_UINT8>{"scsi_status", aStatus}, OutSizedBytes{"sense", "sense_size", aSense, aSenseSize});
     }
@@ -531,7 +533,7 @@ struct Calls
         return statusOf<Slot, &Table::ScsiReadCapacityV2Handler>(
             std::tuple(aHandle, aPort, aTarget, aLun, aResponse, aSize, aStatus, aSense, aSenseSize),
             In<HBA_HANDLE>{"handle", aHandle}, In<HBA_WWN>{"port", aPort}, In<HBA_WWN>{"target", aTarget},
-            In<HBA_UINT64>{"lun", aLun}, OutSizedBytes{"response", "response_size", aResponse, aSize},
+            InBytes{"lun", &aLun, sizeof aLun}, OutSizedBytes{"response", "response_size", aResponse, aSize},
             Out<HBA_UINT8>{"scsi_status", aStatus}, OutSizedBytes{"sense", "sense_size", aSense, aSenseSize});
     }
 

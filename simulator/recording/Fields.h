@@ -95,7 +95,8 @@ void visitFields(HBA_FCPID& aValue, Visitor aVisit)
     aVisit("fc_id", aValue.FcId);
     aVisit("node_wwn", aValue.NodeWWN);
     aVisit("port_wwn", aValue.PortWWN);
-    aVisit("fcp_lun", aValue.FcpLun);
+    // The number is the memory of the eight bytes of a SCSI LUN.
+    aVisit("fcp_lun", reinterpret_cast<unsigned char(&)[sizeof aValue.FcpLun]>(aValue.FcpLun));
 }
 
 template <typename Visitor>

@@ -1,10 +1,12 @@
 #include "simulator/runner/Recordings.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,6 +21,7 @@
 #include "simulator/recording/Recording.h"
 #include "simulator/recording/RecordingFile.h"
 #include "simulator/recording/Ring.h"
+#include "simulator/recording/ScenarioText.h"
 #include "simulator/recording/Session.h"
 #include "simulator/runner/CommandLine.h"
 #include "simulator/runner/Launch.h"
@@ -30,9 +33,6 @@ namespace qzsim
 {
 namespace
 {
-constexpr char const* recordName = "record";
-constexpr char const* replayName = "replay";
-
 constexpr std::chrono::milliseconds recordInterval{5};
 
 class RecordingHelp : public CLI::Formatter
@@ -171,6 +171,18 @@ int record(CLI::App& aParser, int aCount, char** aArguments)
     return statusAfter(options, outcome);
 }
 
+/// Reads a recording, and reports damage.
+Recording recordingOf(std::string const& aPath)
+{
+    Recording recording = Recording::ofFile(aPath);
+    if (recording.damaged() != 0)
+    {
+        fmt::print(stderr, "qzsim: note: {} packets or pieces of {} are damaged\n", recording.damaged(),
+                   tomlfile::inQuotes(aPath));
+    }
+    return recording;
+}
+
 std::string speedText(double aSpeed) { return fmt::format("{}", aSpeed); }
 
 int replay(CLI::App& aParser, int aCount, char** aArguments)
@@ -188,12 +200,7 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
                      "Accept calls only in the order of the recording");
     parse(aParser, options, aCount, aArguments);
 
-    Recording recording = Recording::ofFile(options.mFile);
-    if (recording.damaged() != 0)
-    {
-        fmt::print(stderr, "qzsim: note: {} packets or pieces of {} are damaged\n", recording.damaged(),
-                   tomlfile::inQuotes(options.mFile));
-    }
+    Recording recording = recordingOf(options.mFile);
     MemoryFile const counts = Player::countsFor(recording);
     Player const player(std::move(recording), counts.path(), options.mReplay);
     injectRecording(options.library(), {{ringVariable, ""},
@@ -208,17 +215,46 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
     }
     return statusAfter(options, outcome);
 }
+int convert(CLI::App& aParser, int aCount, char** aArguments)
+{
+    std::string file;
+    aParser.formatter(std::make_shared<RecordingHelp>("qzsim convert FILE"));
+    aParser.add_option("FILE", file, "The recording")->required();
+    aParser.parse(aCount, aArguments);
+    fmt::print("{}", scenarioOf(recordingOf(file)));
+    return good;
+}
+
+struct Command
+{
+    char const* mName;
+    char const* mTitle;
+    char const* mDescription;
+    int (*mPerform)(CLI::App&, int, char**);
+};
+
+constexpr Command commands[] = {
+    {"record", "qzsim record",
+     "Runs PROGRAM and records its calls of the HBA libraries and the diagnostic library.", record},
+    {"replay", "qzsim replay",
+     "Runs PROGRAM without these libraries: its calls get the answers of a recording.", replay},
+    {"convert", "qzsim convert", "Prints a scenario of what a recording has shown.", convert},
+};
+
+Command const* commandNamed(std::string const& aName)
+{
+    auto const* const found = std::find_if(std::begin(commands), std::end(commands),
+                                           [&](Command const& aCommand) { return aCommand.mName == aName; });
+    return found == std::end(commands) ? nullptr : found;
+}
 }  // namespace
 
-bool isRecordingCommand(std::string const& aName) { return aName == recordName || aName == replayName; }
+bool isRecordingCommand(std::string const& aName) { return commandNamed(aName) != nullptr; }
 
 int performRecordingCommand(int aCount, char** aArguments)
 {
-    bool const isRecord = aArguments[1] == std::string(recordName);
-    CLI::App parser(
-        isRecord ? "Runs PROGRAM and records its calls of the HBA libraries and the diagnostic library."
-                 : "Runs PROGRAM without these libraries: its calls get the answers of a recording.",
-        isRecord ? "qzsim record" : "qzsim replay");
-    return statusOf(parser, [&] { return (isRecord ? record : replay)(parser, aCount - 1, aArguments + 1); });
+    Command const& command = *commandNamed(aArguments[1]);
+    CLI::App parser(command.mDescription, command.mTitle);
+    return statusOf(parser, [&] { return command.mPerform(parser, aCount - 1, aArguments + 1); });
 }
 }  // namespace qzsim

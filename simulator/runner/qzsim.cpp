@@ -72,7 +72,8 @@ public:
         return "Usage: qzsim --scenario FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
                "       qzsim --scenario FILE --check\n"
                "       qzsim record --output FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
-               "       qzsim replay FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n";
+               "       qzsim replay FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
+               "       qzsim convert FILE\n";
     }
 };
 

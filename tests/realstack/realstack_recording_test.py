@@ -47,6 +47,15 @@ class Recording(unittest.TestCase):
                     self.assert_same(recorded, run(QZSIM, "replay", self.file, "--", QZAGENT, *verb, "--json"))
                 self.file.unlink()
 
+    def test_gives_a_scenario_with_the_same_inventory(self):
+        for name in (NAME, CHECK):
+            with self.subTest(machine=name), realstack.made(name) as made:
+                recorded = self.record(made, QZAGENT, "inventory", "--luns", "--json")
+            scenario = self.folder / "host.toml"
+            scenario.write_text(run(QZSIM, "convert", self.file).stdout, encoding="ascii")
+            self.assert_same(recorded, run(QZSIM, "--scenario", scenario, "--", QZAGENT, "inventory", "--luns", "--json"))
+            self.file.unlink()
+
     def test_does_not_change_what_the_program_prints(self):
         with realstack.made(NAME) as made:
             plain = made.run(QZAGENT, "inventory", "--luns", "--json")

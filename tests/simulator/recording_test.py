@@ -329,6 +329,39 @@ class Replay(Recorded):
                 self.assertRegex(result.stderr, "^qzsim: .*; see qzsim (record|replay) --help\n$")
 
 
+class Conversion(Recorded):
+    SHIPPED = pathlib.Path(__file__).resolve().parents[2] / "simulator" / "scenarios"
+
+    def assert_same_output(self, scenario, *command):
+        original = run(*self.command(scenario, *command))
+        text = run(QZSIM, "convert", self.file)
+        self.assertEqual((text.returncode, text.stderr), (0, ""))
+        (self.folder / "made.toml").write_text(text.stdout, encoding="ascii")
+        made = run(QZSIM, "--scenario", self.folder / "made.toml", "--", *command)
+        self.assertEqual((made.returncode, made.stderr), (original.returncode, original.stderr))
+        self.assertEqual(without_times(made.stdout), without_times(original.stdout))
+        self.file.unlink()
+
+    def test_gives_the_same_inventory(self):
+        for name in ("two-adapters", "second-version", "unsupported-adapter", "no-adapters"):
+            with self.subTest(name):
+                self.assert_same_output((self.SHIPPED / f"{name}.toml").read_text(encoding="ascii"),
+                                        QZAGENT, "inventory", "--luns", "--json")
+
+    def test_gives_the_same_boards_and_events(self):
+        for command in (("vendor",), ("watch", "--count", "5")):
+            with self.subTest(command):
+                self.assert_same_output(BOARDS + "count = 5\n", QZAGENT, *command, "--json")
+
+    def test_gives_the_same_statistics(self):
+        self.assert_same_output(ADAPTERS.replace("statistics_per_second = { tx_frames = 100000 }", ""),
+                                QZAGENT, "statistics", "--json")
+
+    def test_refuses_what_is_no_recording(self):
+        self.file.write_text("text", encoding="ascii")
+        self.assertEqual(run(QZSIM, "convert", self.file).returncode, 2)
+
+
 def swapped(data):
     """The same file as a host of the other byte order writes it."""
     output = b""

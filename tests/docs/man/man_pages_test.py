@@ -123,7 +123,7 @@ class JsonOfThePages(unittest.TestCase):
 
 class PageOfTheSimulator(unittest.TestCase):
     def test_the_page_of_the_simulator_describes_the_options_of_the_help(self):
-        for command in ([], ["record"], ["replay"]):
+        for command in ([], ["record"], ["replay"], ["convert"]):
             page = PAGES["-".join(["qzsim", *command]) + ".1"]
             self.assertEqual(options_with_description(page), programs.options_of(QZSIM, *command))
             self.assertEqual(options_in(page.text("SYNOPSIS")), programs.options_of(QZSIM, *command))

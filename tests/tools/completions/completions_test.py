@@ -99,15 +99,16 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzagent convert --to "), {"pcapng", "records", "json"})
 
     def test_qzsim_offers_the_options_of_its_help(self):
-        self.assertEqual(self.offered("qzsim "), {*programs.options_of(QZSIM), "record", "replay"})
+        self.assertEqual(self.offered("qzsim "), {*programs.options_of(QZSIM), "record", "replay", "convert"})
         self.assertEqual(self.offered("qzsim --scenario two.toml --verify -"), programs.options_of(QZSIM))
 
     def test_qzsim_offers_the_options_of_its_commands(self):
         self.assertEqual(self.offered("qzsim record -"), programs.options_of(QZSIM, "record"))
         self.assertEqual(self.offered("qzsim replay two.toml -"), programs.options_of(QZSIM, "replay"))
+        self.assertEqual(self.offered("qzsim convert two.toml -"), programs.options_of(QZSIM, "convert"))
 
     def test_qzsim_offers_recordings_and_programs_to_its_commands(self):
-        for line in ("qzsim replay tw", "qzsim record --output tw"):
+        for line in ("qzsim replay tw", "qzsim convert tw", "qzsim record --output tw"):
             self.assertEqual(self.offered(line), {"two.toml"})
         for line in ("qzsim replay two.toml qzag", "qzsim record --output = two.toml -- qzag",
                      "qzsim replay two.toml --speed 0 --strict qzag"):
