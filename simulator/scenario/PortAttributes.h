@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <string_view>
 
+#include <fmt/format.h>
 #include <hbaapi.h>
 
 #include "simulator/scenario/WwnReader.h"
@@ -64,9 +66,9 @@ void attributeNumber(tomlfile::TomlValue const& aValue, Record& aRecord)
 template <auto field, auto const& table, typename Record>
 void attributeNamed(tomlfile::TomlValue const& aValue, Record& aRecord)
 {
-    aRecord.mAttributes.*field = aValue.is<tomlfile::TomlValue::Number>()
-                                     ? tomlfile::readNumber(aValue, 0, tomlfile::highestNumber)
-                                     : tomlfile::readNamed(aValue, table);
+    aRecord.mAttributes.*field = readFoundOrNumber(
+        aValue, [](std::string_view aName) { return valueNamed(aName, table); },
+        fmt::format("one of {} or a number from 0 to {}", namesIn(table), tomlfile::highestNumber));
 }
 
 /// Adds an FC-4 type to the list of a port.

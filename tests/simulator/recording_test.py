@@ -349,9 +349,10 @@ class Conversion(Recorded):
                                         QZAGENT, "inventory", "--luns", "--json")
 
     def test_gives_the_same_boards_and_events(self):
-        for command in (("vendor",), ("watch", "--count", "5")):
-            with self.subTest(command):
-                self.assert_same_output(BOARDS + "count = 5\n", QZAGENT, *command, "--json")
+        self.assert_same_output(BOARDS, QZAGENT, "vendor", "--json")
+        # Each event has its own source, so two that are close together may change places.
+        self.assert_same_output(BOARDS + "count = 5\n", "sh", "-c", '"$0" watch --quiet --count 5 | cut -d " " -f 2- | sort',
+                                QZAGENT)
 
     def test_gives_the_same_statistics(self):
         self.assert_same_output(ADAPTERS.replace("statistics_per_second = { tx_frames = 100000 }", ""),
