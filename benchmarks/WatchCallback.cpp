@@ -88,7 +88,7 @@ std::vector<std::int64_t> timesOfCallback(std::string const& aPath, unsigned int
     qzagent::EventIntake intake(queue, qzagent::EventLayout(), false);
     qzagent::DropCounts const drops(queue);
     qzagent::WatchClock const clock;
-    qzagent::PcapngRecorder recorder({aPath, {}, {}, std::chrono::seconds(5)},
+    qzagent::PcapngRecorder recorder({aPath, aPath, {}, {}, std::chrono::seconds(5)},
                                      {boards, versions, drops, clock, report});
     std::array<unsigned char, payloadSize> payload{};
     QZ_event event{static_cast<unsigned int>(payload.size()), payload.data()};

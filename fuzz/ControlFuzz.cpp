@@ -23,6 +23,9 @@ statistics_per_second = { tx_frames = 1000 }
 [[adapter.port.remote]]
 port_wwn = "50:00:00:00:00:00:00:01"
 luns = 2
+[[adapter.port.remote.lun]]
+lun = 1
+fcp_statistics_per_second = { input_requests = 1000 }
 [[diagnostics.board]]
 first_wwn = "20:00:00:00:00:00:00:00"
 second_wwn = "10:00:00:00:00:00:00:01"

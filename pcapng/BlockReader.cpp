@@ -23,17 +23,18 @@ std::optional<ByteOrder> orderOf(unsigned char const* aMagic)
     }
     return {};
 }
-/// Distinguishes the byte orders as long as no section says one. A block of one order can look like a block of the other
-/// order three bytes before it, because most numbers are small.
+
+/// Distinguishes the byte orders as long as no section says one.
 bool hasFittingFields(std::uint32_t aType, Bytes aBody, ByteOrder aOrder)
 {
-    constexpr std::size_t captured = 12;
     constexpr std::size_t reserved = 2;
     switch (static_cast<BlockType>(aType))
     {
         case BlockType::enhancedPacket:
             return aBody.mSize >= packetHeadSize &&
-                   readNumber<std::uint32_t>(aBody.mData + captured, aOrder) <= aBody.mSize - packetHeadSize;
+                   arePacketSizes(aBody.mSize,
+                                  readNumber<std::uint32_t>(aBody.mData + capturedSizeAt, aOrder),
+                                  readNumber<std::uint32_t>(aBody.mData + originalSizeAt, aOrder));
         case BlockType::interfaceDescription:
             return aBody.mSize >= 2 * alignment &&
                    readNumber<std::uint16_t>(aBody.mData + reserved, aOrder) == 0;
@@ -43,7 +44,8 @@ bool hasFittingFields(std::uint32_t aType, Bytes aBody, ByteOrder aOrder)
 }
 }  // namespace
 
-BlockReader::BlockReader(Input& aInput, std::size_t aLargest) : mLargest(aLargest), mWindow(aInput, aLargest)
+BlockReader::BlockReader(Input& aInput, std::size_t aLargest, std::optional<ByteOrder> aOrder)
+    : mLargest(aLargest), mWindow(aInput, aLargest), mOrder(aOrder)
 {
 }
 

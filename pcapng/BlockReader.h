@@ -49,7 +49,8 @@ public:
 
     /// @param aInput   must outlive the reader
     /// @param aLargest size in bytes of the largest block that is accepted; a larger one is damage
-    BlockReader(Input& aInput, std::size_t aLargest);
+    /// @param aOrder   of the section in which the input begins; none when it is unknown
+    BlockReader(Input& aInput, std::size_t aLargest, std::optional<ByteOrder> aOrder = {});
 
     /// @return the next block or gap; none at the end of the input
     /// @throws what the input throws
@@ -81,7 +82,7 @@ private:
     std::size_t const mLargest;
     Window mWindow;
     std::uint64_t mPosition = 0;      ///< of the window in the input
-    std::optional<ByteOrder> mOrder;  ///< of the section; none before the first block
+    std::optional<ByteOrder> mOrder;  ///< of the section; none when it is still unknown
     std::optional<Gap> mGap;          ///< the damage behind which the next block is searched
 };
 }  // namespace pcapng

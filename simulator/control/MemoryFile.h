@@ -9,13 +9,18 @@
 
 namespace qzsim
 {
-/// A file of zeros without a name in any folder, so nothing is left when the process is killed. Other processes of the user
+/// A file without a name in any folder, so nothing is left when the process is killed. Other processes of the user
 /// can open it as long as the object exists.
 class MemoryFile
 {
 public:
-    /// @throws std::runtime_error when the file cannot be created
+    /// A file of zeros.
+    /// @throws std::system_error when the file cannot be created
     explicit MemoryFile(std::size_t aSize = 0);
+
+    /// A file with this content.
+    /// @throws std::system_error when the file cannot be created
+    explicit MemoryFile(std::string const& aContent);
 
     /// @return the path for other processes
     std::string const& path() const { return mPath; }

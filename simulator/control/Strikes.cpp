@@ -3,7 +3,7 @@
 namespace qzsim
 {
 Strikes::Strikes(std::string const& aPath, std::size_t aFaults)
-    : mCounts(aPath, aFaults + numberOfCalls), mSize(aFaults)
+    : mCounts(aPath, aFaults + mostAddedFaults + numberOfCalls), mSize(aFaults + mostAddedFaults)
 {
 }
 

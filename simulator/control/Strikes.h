@@ -14,18 +14,22 @@
 
 namespace qzsim
 {
-/// One count per fault, in scenario order, and one per function.
+/// One count per fault, in scenario order, then those of faults that are added while programs run, and one per function.
 class Strikes
 {
 public:
+    /// The number of faults that can be added while programs run.
+    static constexpr std::size_t mostAddedFaults = 1000;
+
     /// Creates an object that counts nothing.
     Strikes() = default;
 
     /// Maps the counts of an existing file.
+    /// @param aFaults number of faults in the scenario
     /// @throws std::runtime_error when the file cannot be mapped, or was made for another number of faults
     Strikes(std::string const& aPath, std::size_t aFaults);
 
-    /// Counts a strike. A fault that was added after the start has no count.
+    /// Counts a strike.
     void add(std::size_t aFault);
     std::uint32_t of(std::size_t aFault) const;
 
@@ -35,7 +39,7 @@ public:
 
     static std::size_t sizeOfFile(std::size_t aFaults)
     {
-        return (aFaults + numberOfCalls) * sizeof(SharedCount);
+        return (aFaults + mostAddedFaults + numberOfCalls) * sizeof(SharedCount);
     }
 
 private:

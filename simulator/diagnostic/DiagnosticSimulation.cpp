@@ -4,10 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
+#include "simulator/control/CallerMemory.h"
 #include "simulator/control/EnvironmentVariables.h"
 #include "simulator/control/Strikes.h"
 #include "simulator/scenario/Scenario.h"
@@ -30,27 +33,63 @@ bool hasPort(Diagnostics const& aDiagnostics, unsigned int aBoard, HBA_WWN const
                        { return aSeries.mBoard == aBoard && numberOf(aSeries.mPort) == port; });
 }
 
-/// Clears a record in the memory of the caller.
-unsigned char* cleared(void* aRecord, std::size_t aSize)
+/// A record or table of the vendor library. Bytes that no field has are zero, or garbage if a fault says so.
+class Answer
 {
-    return static_cast<unsigned char*>(std::memset(aRecord, 0, aSize));
-}
-
-template <typename Field>
-void write(Field const& aField, unsigned char* aPlace)
-{
-    std::memcpy(aPlace, &aField, sizeof aField);
-}
-
-void fillTable(Diagnostics const& aDiagnostics, void* aTable, std::size_t aRecords)
-{
-    for (std::size_t index = 0; index < aRecords; ++index)
+public:
+    Answer(std::size_t aSize, AnswerShape const& aShape)
+        : mShape(aShape), mBytes(aSize, aShape.mHasGarbage ? garbage : 0)
     {
-        unsigned char* const record =
-            cleared(static_cast<unsigned char*>(aTable) + index * Records::sgDiagEnvRecordSize,
-                    Records::sgDiagEnvRecordSize);
-        write(aDiagnostics.mDriverVersion, record + Records::sgDriverVersionPosition);
     }
+
+    template <typename Field>
+    void set(std::size_t aPosition, Field const& aField)
+    {
+        setBytes(aPosition, &aField, sizeof aField);
+    }
+
+    void setText(std::size_t aPosition, char const* aText)
+    {
+        setBytes(aPosition, aText, std::strlen(aText) + 1);
+    }
+
+    void writeTo(CallerMemory const& aMemory) const
+    {
+        writeBytes(aMemory, mBytes.data(), mBytes.size(), mShape);
+    }
+
+    /// Writes into memory that has room for all.
+    void writeTo(void* aMemory) const { writeTo({aMemory, mBytes.size()}); }
+
+private:
+    void setBytes(std::size_t aPosition, void const* aContent, std::size_t aSize)
+    {
+        std::memcpy(mBytes.data() + aPosition, aContent, aSize);
+    }
+
+    AnswerShape const& mShape;
+    std::vector<unsigned char> mBytes;
+};
+
+/// Writes one record for each board.
+/// @param aTable has room for as many records as aCapacity says
+/// @return the number of boards that the library reports
+unsigned int writeBoards(Diagnostics const& aDiagnostics, AnswerShape const& aShape, void* aTable,
+                         std::size_t aCapacity)
+{
+    constexpr std::size_t size = Records::sgDiagEnvRecordSize;
+    std::size_t const all = aDiagnostics.mBoards.size();
+    std::size_t const boards = all - std::min<std::size_t>(aShape.mMissing, all);
+    std::size_t const written = std::min<std::size_t>(boards, aShape.mEntries.value_or(endless));
+    Answer table(written * size, aShape);
+    for (std::size_t board = 0; board < written; ++board)
+    {
+        table.setText(board * size + Records::sgDriverVersionPosition, aDiagnostics.mDriverVersion);
+    }
+    // A capacity that does not fit into the address space is a lie.
+    std::size_t const room = std::min(aCapacity, std::numeric_limits<std::size_t>::max() / size);
+    table.writeTo({aTable, aTable == nullptr ? 0 : room * size});
+    return aShape.mCount.value_or(aDiagnostics.mNumberOfBoards.value_or(static_cast<std::uint32_t>(boards)));
 }
 }  // namespace
 
@@ -58,9 +97,16 @@ void DiagnosticSimulation::libraryVersion(char* aText)
 {
     std::unique_lock lock(mMutex);
     advance(lock);
-    if (aText != nullptr && !react(Call::getLibVer, lock))
+    if (aText == nullptr)
     {
-        std::memcpy(aText, diagnostics().mLibraryVersion, sizeof diagnostics().mLibraryVersion);
+        return;
+    }
+    Reaction const reaction = react(Call::getLibVer, lock);
+    if (!reaction.mAnswer)
+    {
+        Answer version(Records::sgLibraryVersionSize, reaction.mShape);
+        version.setText(0, diagnostics().mLibraryVersion);
+        version.writeTo(aText);
     }
 }
 
@@ -73,9 +119,10 @@ unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
         load();
     }
     advance(lock);
-    if (auto const result = react(Call::initDiagEnv, lock))
+    Reaction const reaction = react(Call::initDiagEnv, lock);
+    if (reaction.mAnswer)
     {
-        return *result;
+        return *reaction.mAnswer;
     }
     if (!mEnvironment)
     {
@@ -83,9 +130,7 @@ unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
         mEnvironment = std::make_shared<DiagnosticEnvironment>(
             diagnostics(), mWorld->canChange() ? feed : EventSource::Feed());
     }
-    std::size_t const boards = diagnostics().mBoards.size();
-    fillTable(diagnostics(), aTable, aTable == nullptr ? 0 : std::min<std::size_t>(boards, aCapacity));
-    return numberOfBoards(diagnostics());
+    return writeBoards(diagnostics(), reaction.mShape, aTable, aCapacity);
 }
 
 void DiagnosticSimulation::close()
@@ -94,7 +139,7 @@ void DiagnosticSimulation::close()
     {
         std::unique_lock lock(mMutex);
         advance(lock);
-        if (mEnvironment && react(Call::freeDiagEnv, lock))
+        if (mEnvironment && react(Call::freeDiagEnv, lock).mAnswer)
         {
             return;
         }
@@ -121,11 +166,12 @@ void DiagnosticSimulation::close()
 unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord)
 {
     return answer({Call::getDrvInfo, aBoard, std::nullopt, isRecord(aRecord)},
-                  [&](DiagnosticEnvironment&, Diagnostics const& aDiagnostics)
+                  [&](DiagnosticEnvironment&, Diagnostics const& aDiagnostics, AnswerShape const& aShape)
                   {
-                      unsigned char* const record = cleared(aRecord, Records::sgDriverInfoSize);
-                      write(aDiagnostics.mRecordVersion, record + Records::sgDriverInfoVersionPosition);
-                      write(aDiagnostics.mFeatureList, record + Records::sgFeatureListPosition);
+                      Answer record(Records::sgDriverInfoSize, aShape);
+                      record.set(Records::sgDriverInfoVersionPosition, aDiagnostics.mRecordVersion);
+                      record.set(Records::sgFeatureListPosition, aDiagnostics.mFeatureList);
+                      record.writeTo(aRecord);
                       return QZ_OK;
                   });
 }
@@ -133,12 +179,13 @@ unsigned int DiagnosticSimulation::driverInfo(unsigned int aBoard, void* aRecord
 unsigned int DiagnosticSimulation::linkInfo(unsigned int aBoard, void* aRecord)
 {
     return answer({Call::getLinkInfo, aBoard, std::nullopt, aRecord != nullptr},
-                  [&](DiagnosticEnvironment&, Diagnostics const& aDiagnostics)
+                  [&](DiagnosticEnvironment&, Diagnostics const& aDiagnostics, AnswerShape const& aShape)
                   {
                       Board const& board = aDiagnostics.mBoards[aBoard];
-                      unsigned char* const record = cleared(aRecord, Records::sgLinkInfoSize);
-                      write(board.mFirstWwn.wwn, record + Records::sgFirstWwnPosition);
-                      write(board.mSecondWwn.wwn, record + Records::sgSecondWwnPosition);
+                      Answer record(Records::sgLinkInfoSize, aShape);
+                      record.set(Records::sgFirstWwnPosition, board.mFirstWwn.wwn);
+                      record.set(Records::sgSecondWwnPosition, board.mSecondWwn.wwn);
+                      record.writeTo(aRecord);
                       return QZ_OK;
                   });
 }
@@ -151,7 +198,7 @@ unsigned int DiagnosticSimulation::registerPlain(unsigned int aBoard, unsigned i
     { aCallback(aBoard, aSeries.mCategory, aSeries.mSubcategory, aContext, aEvent); };
     return answer(
         {Call::registerForEvent, aBoard, std::nullopt, isGood},
-        [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&) {
+        [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&, AnswerShape const&) {
             return aEnvironment.add({aBoard, std::nullopt, aCategory, aSubcategory, callback}, nullptr);
         });
 }
@@ -159,7 +206,7 @@ unsigned int DiagnosticSimulation::registerPlain(unsigned int aBoard, unsigned i
 unsigned int DiagnosticSimulation::unregisterPlain(unsigned int aBoard, unsigned int aCategory)
 {
     return answer({Call::unregisterForEvent, aBoard, std::nullopt, isCategory(aCategory)},
-                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&)
+                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&, AnswerShape const&)
                   { return aEnvironment.registrations().removePlain(aBoard, aCategory); });
 }
 
@@ -172,7 +219,7 @@ unsigned int DiagnosticSimulation::registerQuazor(unsigned int aBoard, HBA_WWN c
     auto const callback = [=](EventSeries const& aSeries, QZ_event* aEvent)
     { aCallback(aBoard, aSeries.mPort, aSeries.mCategory, aSeries.mSubcategory, aContext, aEvent); };
     return answer({Call::quazorRegisterForEvent, aBoard, aPort, isGood},
-                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&) {
+                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&, AnswerShape const&) {
                       return aEnvironment.add({aBoard, aPort, aCategory, aSubcategory, callback}, aId);
                   });
 }
@@ -181,7 +228,7 @@ unsigned int DiagnosticSimulation::unregisterQuazor(unsigned int aBoard, HBA_WWN
                                                     unsigned int aId)
 {
     return answer({Call::quazorUnregisterForEvent, aBoard, aPort, true},
-                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&)
+                  [&](DiagnosticEnvironment& aEnvironment, Diagnostics const&, AnswerShape const&)
                   { return aEnvironment.registrations().removeQuazor(aBoard, aPort, aId); });
 }
 
@@ -292,15 +339,15 @@ std::vector<EventSeries> DiagnosticSimulation::takeEvents()
     return mWorld->isPaused() ? std::vector<EventSeries>() : std::exchange(mEvents, {});
 }
 
-std::optional<std::uint32_t> DiagnosticSimulation::react(Call aCall, std::unique_lock<std::mutex>& aLock)
+Reaction DiagnosticSimulation::react(Call aCall, std::unique_lock<std::mutex>& aLock)
 {
-    Reaction const reaction = mFaults.next(aCall);
+    Reaction reaction = mFaults.next(aCall);
     mWorld->called(aCall, mFaults.callsOf(aCall), timeSinceStart());
     aLock.unlock();
     printAndWait(reaction);
     aLock.lock();
     loadFirst();  // the library may have been closed meanwhile
-    return reaction.mAnswer;
+    return reaction;
 }
 
 bool DiagnosticSimulation::isRecord(void const* aRecord)
@@ -354,7 +401,8 @@ unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aActio
     }
     // Without the lock: the fault may delay the call. The action may wait for callbacks, and these may call the library.
     printAndWait(reaction);
-    return reaction.mAnswer ? *reaction.mAnswer : aAction(*environment, scenario->mDiagnostics);
+    return reaction.mAnswer ? *reaction.mAnswer
+                            : aAction(*environment, scenario->mDiagnostics, reaction.mShape);
 }
 
 void DiagnosticSimulation::closeEnvironment()

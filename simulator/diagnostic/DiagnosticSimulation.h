@@ -104,8 +104,7 @@ private:
     Diagnostics const& diagnostics() const { return mScenario->mDiagnostics; }
 
     /// Counts the call. Releases the lock while it prints and waits as the fault that covers it says.
-    /// @return the result that replaces the call; nothing when it answers as usual
-    std::optional<std::uint32_t> react(Call aCall, std::unique_lock<std::mutex>& aLock);
+    Reaction react(Call aCall, std::unique_lock<std::mutex>& aLock);
 
     /// @return whether this is a driver information record of the version that the scenario requires
     bool isRecord(void const* aRecord);
@@ -114,7 +113,8 @@ private:
     QZ_result refusalOf(Request const& aRequest) const;
 
     /// Handles a call for a board: refuses it, makes it fail, or performs it.
-    /// @param aAction performs the call on the environment and the boards, and returns its result
+    /// @param aAction performs the call on the environment and the boards, and returns its result. It gives its answer the
+    ///                shape that it receives
     template <typename Action>
     unsigned int answer(Request const& aRequest, Action aAction);
 

@@ -1,5 +1,8 @@
 #include "simulator/hba/Answers.h"
 
+#include <cstddef>
+#include <cstring>
+
 namespace qzsim
 {
 namespace
@@ -11,22 +14,6 @@ void fillBehind(char (&aText)[size])
     std::memset(aText + used, garbage, size - used);
 }
 }  // namespace
-
-std::size_t writeBytes(CallerMemory const& aMemory, void const* aContent, std::size_t aSize,
-                       AnswerShape const& aShape)
-{
-    std::size_t const written =
-        std::min({aMemory.mSize, aSize, static_cast<std::size_t>(aShape.mLength.value_or(endless))});
-    if (written != 0)
-    {
-        std::memcpy(aMemory.mStart, aContent, written);
-    }
-    if (aShape.mHasGarbage && written < aMemory.mSize)
-    {
-        std::memset(static_cast<unsigned char*>(aMemory.mStart) + written, garbage, aMemory.mSize - written);
-    }
-    return written;
-}
 
 void addGarbage(HBA_ADAPTERATTRIBUTES& aRecord)
 {

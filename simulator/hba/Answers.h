@@ -1,35 +1,19 @@
 /// @file
-/// Writes answers into the memory of a caller, in the shape that a fault gives them.
+/// Writes records of the HBA API into the memory of a caller, in the shape that a fault gives them.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <ctime>
-#include <vector>
 
 #include <hbaapi.h>
 
+#include "simulator/control/CallerMemory.h"
 #include "simulator/scenario/Scenario.h"
 
 namespace qzsim
 {
-/// A buffer of the caller.
-struct CallerMemory
-{
-    void* mStart;
-    std::size_t mSize;
-};
-
-/// Content of memory that the library overwrites although the answer does not reach it.
-constexpr unsigned char garbage = 0xdb;
-
-/// Writes as much of the content as fits.
-/// @return the number of bytes of the content that were written
-std::size_t writeBytes(CallerMemory const& aMemory, void const* aContent, std::size_t aSize,
-                       AnswerShape const& aShape = {});
-
 /// Fills what is behind the texts of a record, within their fields.
 /// @{
 void addGarbage(HBA_ADAPTERATTRIBUTES& aRecord);

@@ -166,7 +166,13 @@ void HbaSimulation::afterForkInChild()
 HBA_UINT32 HbaSimulation::numberOfAdapters()
 {
     auto const loaded = this->loaded();
-    return loaded ? qzsim::numberOfAdapters(*loaded.mScenario) : 0;
+    if (!loaded)
+    {
+        return 0;
+    }
+    Reaction const reaction = react(Call::getNumberOfAdapters);
+    return statusOf(reaction) ? 0
+                              : reaction.mShape.mCount.value_or(qzsim::numberOfAdapters(*loaded.mScenario));
 }
 
 HBA_STATUS HbaSimulation::adapterName(HBA_UINT32 aIndex, char* aName)
@@ -248,13 +254,26 @@ HBA_STATUS HbaSimulation::openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN const& a
     return *aHandle == HBA_HANDLE_INVALID ? HBA_STATUS_ERROR : HBA_STATUS_OK;
 }
 
-void HbaSimulation::closeAdapter(HBA_HANDLE aHandle)
+HBA_STATUS HbaSimulation::closeAdapter(HBA_HANDLE aHandle)
 {
-    std::lock_guard const lock(mMutex);
-    if (mLoaded)
-    {
-        mLoaded->mHandles.close(aHandle);
-    }
+    return withAdapter(Call::closeAdapter, aHandle, true,
+                       [&](Query const& aQuery)
+                       {
+                           auto const status = fault(aQuery.mCall, aQuery.mAdapter.mName);
+                           if (!status)
+                           {
+                               std::lock_guard const lock(mMutex);
+                               aQuery.mLoaded.mHandles.close(aHandle);
+                           }
+                           return status.value_or(HBA_STATUS_OK);
+                       });
+}
+
+HBA_STATUS HbaSimulation::refresh(HBA_HANDLE aHandle)
+{
+    return withAdapter(Call::refreshInformation, aHandle, true,
+                       [&](Query const& aQuery)
+                       { return fault(aQuery.mCall, aQuery.mAdapter.mName).value_or(HBA_STATUS_OK); });
 }
 
 HBA_STATUS HbaSimulation::adapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)

@@ -81,6 +81,7 @@ public:
     void afterForkInChild();
     /// @}
 
+    /// @return the number of adapters; 0 when the call fails
     HBA_UINT32 numberOfAdapters();
 
     /// @param aName receives up to 256 bytes
@@ -93,7 +94,13 @@ public:
     /// @param aHandle receives the new handle, or 0 when no adapter or several adapters have the name
     HBA_STATUS openAdapterByWwn(HBA_HANDLE* aHandle, HBA_WWN const& aName);
 
-    void closeAdapter(HBA_HANDLE aHandle);
+    /// @name Calls whose status the HBA API does not return
+    /// @{
+    HBA_STATUS closeAdapter(HBA_HANDLE aHandle);
+
+    /// Has no effect: every call sees the world as it is.
+    HBA_STATUS refresh(HBA_HANDLE aHandle);
+    /// @}
 
     HBA_STATUS adapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes);
     HBA_STATUS portAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTATTRIBUTES* aAttributes);

@@ -18,7 +18,9 @@ qzsim::HbaSimulation& qzsim::hbaSimulation() { return simulation<HbaSimulation>(
 
 namespace
 {
-using qzsim::statusOfCall;
+using qzsim::entry;
+using qzsim::HbaSimulation;
+using qzsim::silentEntry;
 using Lifetime = qzsim::Lifetime<qzsim::HbaSimulation>;
 
 [[gnu::constructor]] void load() { Lifetime::load(); }
@@ -39,74 +41,15 @@ HBA_STATUS loadLibrary()
         });
 }
 
-HBA_STATUS freeLibrary() { return statusOfCall(&qzsim::HbaSimulation::free); }
-
-HBA_UINT32 getNumberOfAdapters()
-{
-    return qzsim::answerOf<HBA_UINT32>(0, [] { return qzsim::hbaSimulation().numberOfAdapters(); });
-}
-
-HBA_STATUS getAdapterName(HBA_UINT32 aIndex, char* aName)
-{
-    return statusOfCall(&qzsim::HbaSimulation::adapterName, aIndex, aName);
-}
-
-HBA_HANDLE openAdapter(char* aName)
-{
-    return qzsim::answerOf<HBA_HANDLE>(HBA_HANDLE_INVALID,
-                                       [=] { return qzsim::hbaSimulation().openAdapter(aName); });
-}
-
-void closeAdapter(HBA_HANDLE aHandle)
-{
-    qzsim::answerOf<HBA_STATUS>(HBA_STATUS_ERROR,
-                                [=]
-                                {
-                                    qzsim::hbaSimulation().closeAdapter(aHandle);
-                                    return HBA_STATUS_OK;
-                                });
-}
-
-HBA_STATUS getAdapterAttributes(HBA_HANDLE aHandle, HBA_ADAPTERATTRIBUTES* aAttributes)
-{
-    return statusOfCall(&qzsim::HbaSimulation::adapterAttributes, aHandle, aAttributes);
-}
-
-HBA_STATUS getAdapterPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTATTRIBUTES* aAttributes)
-{
-    return statusOfCall(&qzsim::HbaSimulation::portAttributes, aHandle, aPort, aAttributes);
-}
-
-HBA_STATUS getDiscoveredPortAttributes(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aDiscoveredPort,
-                                       HBA_PORTATTRIBUTES* aAttributes)
-{
-    return statusOfCall(&qzsim::HbaSimulation::discoveredPortAttributes, aHandle, aPort, aDiscoveredPort,
-                        aAttributes);
-}
-
-HBA_STATUS getPortAttributesByWwn(HBA_HANDLE aHandle, HBA_WWN aName, HBA_PORTATTRIBUTES* aAttributes)
-{
-    return statusOfCall(&qzsim::HbaSimulation::portAttributesByWwn, aHandle, aName, aAttributes);
-}
-
-HBA_STATUS getPortStatistics(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_PORTSTATISTICS* aStatistics)
-{
-    return statusOfCall(&qzsim::HbaSimulation::portStatistics, aHandle, aPort, aStatistics);
-}
-
-HBA_STATUS getFcpTargetMapping(HBA_HANDLE aHandle, HBA_FCPTARGETMAPPING* aMapping)
-{
-    return statusOfCall(&qzsim::HbaSimulation::targetMapping, aHandle, aMapping);
-}
-
 // The calls of the first version use those of the second, and drop the sizes and the SCSI status.
 
 HBA_STATUS sendReportLuns(HBA_HANDLE aHandle, HBA_WWN aTarget, void* aResponse, HBA_UINT32 aResponseSize,
                           void* aSense, HBA_UINT32 aSenseSize)
 {
     HBA_UINT8 status = 0;
-    return statusOfCall(&qzsim::HbaSimulation::reportLuns, qzsim::ScsiAddress{aHandle, std::nullopt, aTarget},
-                        qzsim::ScsiBuffers{aResponse, &aResponseSize, &status, aSense, &aSenseSize});
+    return entry<&HbaSimulation::reportLuns>(
+        qzsim::ScsiAddress{aHandle, std::nullopt, aTarget},
+        qzsim::ScsiBuffers{aResponse, &aResponseSize, &status, aSense, &aSenseSize});
 }
 
 HBA_STATUS sendScsiInquiry(HBA_HANDLE aHandle, HBA_WWN aTarget, HBA_UINT64 aLun,
@@ -114,22 +57,19 @@ HBA_STATUS sendScsiInquiry(HBA_HANDLE aHandle, HBA_WWN aTarget, HBA_UINT64 aLun,
                            HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
 {
     HBA_UINT8 status = 0;
-    return statusOfCall(&qzsim::HbaSimulation::inquiry, qzsim::ScsiAddress{aHandle, std::nullopt, aTarget},
-                        aLun, aIsVitalProductData, aPage,
-                        qzsim::ScsiBuffers{aResponse, &aResponseSize, &status, aSense, &aSenseSize});
+    return entry<&HbaSimulation::inquiry>(
+        qzsim::ScsiAddress{aHandle, std::nullopt, aTarget}, aLun, aIsVitalProductData, aPage,
+        qzsim::ScsiBuffers{aResponse, &aResponseSize, &status, aSense, &aSenseSize});
 }
 
 HBA_STATUS sendReadCapacity(HBA_HANDLE aHandle, HBA_WWN aTarget, HBA_UINT64 aLun, void* aResponse,
                             HBA_UINT32 aResponseSize, void* aSense, HBA_UINT32 aSenseSize)
 {
     HBA_UINT8 status = 0;
-    return statusOfCall(&qzsim::HbaSimulation::readCapacity,
-                        qzsim::ScsiAddress{aHandle, std::nullopt, aTarget}, aLun,
-                        qzsim::ScsiBuffers{aResponse, &aResponseSize, &status, aSense, &aSenseSize});
+    return entry<&HbaSimulation::readCapacity>(
+        qzsim::ScsiAddress{aHandle, std::nullopt, aTarget}, aLun,
+        qzsim::ScsiBuffers{aResponse, &aResponseSize, &status, aSense, &aSenseSize});
 }
-
-// Every call reads the scenario as it is at that time, so there is nothing to refresh.
-void refreshInformation(HBA_HANDLE) {}
 
 /// Fills either version of the entry table. For a null entry the common library returns
 /// HBA_STATUS_ERROR_NOT_SUPPORTED.
@@ -143,18 +83,18 @@ HBA_STATUS fillTable(Table* aTable)
     *aTable = Table{};
     aTable->GetVersionHandler = getVersion;
     aTable->LoadLibraryHandler = loadLibrary;
-    aTable->FreeLibraryHandler = freeLibrary;
-    aTable->GetNumberOfAdaptersHandler = getNumberOfAdapters;
-    aTable->GetAdapterNameHandler = getAdapterName;
-    aTable->OpenAdapterHandler = openAdapter;
-    aTable->CloseAdapterHandler = closeAdapter;
-    aTable->GetAdapterAttributesHandler = getAdapterAttributes;
-    aTable->GetAdapterPortAttributesHandler = getAdapterPortAttributes;
-    aTable->GetPortStatisticsHandler = getPortStatistics;
-    aTable->GetDiscoveredPortAttributesHandler = getDiscoveredPortAttributes;
-    aTable->GetPortAttributesByWWNHandler = getPortAttributesByWwn;
-    aTable->RefreshInformationHandler = refreshInformation;
-    aTable->GetFcpTargetMappingHandler = getFcpTargetMapping;
+    aTable->FreeLibraryHandler = entry<&HbaSimulation::free>;
+    aTable->GetNumberOfAdaptersHandler = entry<&HbaSimulation::numberOfAdapters, 0>;
+    aTable->GetAdapterNameHandler = entry<&HbaSimulation::adapterName>;
+    aTable->OpenAdapterHandler = entry<&HbaSimulation::openAdapter, HBA_HANDLE_INVALID>;
+    aTable->CloseAdapterHandler = silentEntry<&HbaSimulation::closeAdapter>;
+    aTable->GetAdapterAttributesHandler = entry<&HbaSimulation::adapterAttributes>;
+    aTable->GetAdapterPortAttributesHandler = entry<&HbaSimulation::portAttributes>;
+    aTable->GetPortStatisticsHandler = entry<&HbaSimulation::portStatistics>;
+    aTable->GetDiscoveredPortAttributesHandler = entry<&HbaSimulation::discoveredPortAttributes>;
+    aTable->GetPortAttributesByWWNHandler = entry<&HbaSimulation::portAttributesByWwn>;
+    aTable->RefreshInformationHandler = silentEntry<&HbaSimulation::refresh>;
+    aTable->GetFcpTargetMappingHandler = entry<&HbaSimulation::targetMapping>;
     aTable->ReportLUNsHandler = sendReportLuns;
     aTable->ScsiInquiryHandler = sendScsiInquiry;
     aTable->ReadCapacityHandler = sendReadCapacity;
@@ -170,7 +110,6 @@ extern "C" HBA_STATUS HBA_RegisterLibraryV2(HBA_ENTRYPOINTSV2* aTable)
     if (status == HBA_STATUS_OK)
     {
         qzsim::addSecondVersion(*aTable);
-        qzsim::addEventCalls(*aTable);
     }
     return status;
 }

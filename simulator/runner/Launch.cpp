@@ -2,18 +2,14 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <initializer_list>
-#include <system_error>
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -51,9 +47,6 @@ constexpr std::size_t longestHbaLibraryPath = 255;
 
 // An empty file is a broken library.
 constexpr char const* brokenLibrary = "/dev/null";
-
-// Programs often use the lowest descriptors for themselves.
-constexpr int lowestScenarioDescriptor = 100;
 
 // Shells add the signal number to this for a program that a signal ended.
 constexpr int shellStatusOfSignals = 128;
@@ -224,24 +217,6 @@ fs::path findLibrary()
     }
     throw LaunchError(
         fmt::format("cannot find {}; specify its path with --library. Searched:{}", libraryName, tried));
-}
-
-std::string publish(std::string const& aPath, std::string const& aContent)
-{
-    if (fs::is_regular_file(aPath))
-    {
-        return fs::absolute(aPath);
-    }
-    int const memory = ::memfd_create("scenario", MFD_CLOEXEC);
-    std::FILE* const file = memory < 0 ? nullptr : ::fdopen(memory, "w");
-    int const inherited = memory < 0 ? -1 : ::fcntl(memory, F_DUPFD, lowestScenarioDescriptor);
-    bool const isWritten =
-        file != nullptr && std::fwrite(aContent.data(), 1, aContent.size(), file) == aContent.size();
-    if (file == nullptr || std::fclose(file) != 0 || !isWritten || inherited < 0)
-    {
-        throw std::system_error(errno, std::generic_category(), "cannot keep the scenario in memory");
-    }
-    return fmt::format("/proc/self/fd/{}", inherited);
 }
 
 void inject(Injection const& aInjection)

@@ -35,12 +35,6 @@ struct Injection
 /// @throws LaunchError when it is not found
 std::filesystem::path findLibrary();
 
-/// Makes a scenario available to programs started after this: an ordinary file has a path, anything else, such as a pipe,
-/// is copied into memory.
-/// @param aContent what has been read from aPath
-/// @return the path of the scenario
-std::string publish(std::string const& aPath, std::string const& aContent);
-
 /// Sets the environment so that programs started after this use the simulated libraries.
 /// @throws LaunchError when the library cannot be preloaded: the dynamic linker would start the program without it
 void inject(Injection const& aInjection);

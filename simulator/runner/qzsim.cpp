@@ -13,6 +13,7 @@
 
 #include "simulator/control/ControlSocket.h"
 #include "simulator/control/EnvironmentVariables.h"
+#include "simulator/control/MemoryFile.h"
 #include "simulator/control/Strikes.h"
 #include "simulator/runner/CommandLine.h"
 #include "simulator/runner/Launch.h"
@@ -157,6 +158,12 @@ bool reportUnfinished(qzsim::World& aWorld, qzsim::Strikes const& aStrikes)
 /// @param aContent of the scenario
 int runAsChild(Options const& aOptions, qzsim::Injection aInjection, std::string const& aContent)
 {
+    std::optional<qzsim::MemoryFile> copy;
+    if (!fs::is_regular_file(aOptions.mScenario))
+    {
+        copy.emplace(aContent);
+        aInjection.mScenario = copy->path();
+    }
     qzsim::JournalFile const journalFile;
     qzsim::World world(tomlfile::readToml(aOptions.mScenario, aContent), qzsim::Journal(journalFile.path()));
     std::size_t const faults = world.original().mFaults.size();
@@ -201,9 +208,11 @@ int checkAndRun(Options const& aOptions)
         return good;
     }
     qzsim::Injection const injection{aOptions.mLibrary ? fs::path(*aOptions.mLibrary) : qzsim::findLibrary(),
-                                     qzsim::publish(aOptions.mScenario, content), "",
-                                     scenario.mDiagnostics.mLibrary, aOptions.mKeepLoaded};
-    bool const isChild = aOptions.mVerify || aOptions.mControl || hasSharedChanges(scenario);
+                                     fs::absolute(aOptions.mScenario), "", scenario.mDiagnostics.mLibrary,
+                                     aOptions.mKeepLoaded};
+    // Something else than a file, such as a pipe, can be read only once, and this process keeps the content.
+    bool const isChild = aOptions.mVerify || aOptions.mControl || hasSharedChanges(scenario) ||
+                         !fs::is_regular_file(aOptions.mScenario);
     return isChild ? runAsChild(aOptions, injection, content) : run(aOptions, injection);
 }
 }  // namespace

@@ -27,7 +27,28 @@ struct ShapeKey
     std::string_view mReason;  ///< why other calls do not allow it
 };
 
-/// A block of mappings may also be filled when it is too small. Other answers are written only by calls that succeed.
+/// Refuses a key for a fault whose call does not answer. A result replaces a call of the diagnostic library. A block of
+/// mappings may also be filled when it is too small. Other answers are written only by calls that succeed.
+void checkAnswers(TomlValue const& aValue, char const* aKey, Fault const& aFault)
+{
+    auto const& answer = aFault.mReaction.mAnswer;
+    if (isDiagnostic(aFault.mCall))
+    {
+        if (answer)
+        {
+            aValue.refuse(fmt::format("no key \"{}\" together with \"result\"", aKey));
+        }
+        return;
+    }
+    HBA_STATUS const status = answer.value_or(HBA_STATUS_OK);
+    bool const isMappings = contentOf(aFault.mCall) == Content::mappings;
+    if (status != HBA_STATUS_OK && !(isMappings && status == HBA_STATUS_ERROR_MORE_DATA))
+    {
+        aValue.refuse(fmt::format("no key \"{}\" with a status other than HBA_STATUS_OK{}", aKey,
+                                  isMappings ? " and HBA_STATUS_ERROR_MORE_DATA" : ""));
+    }
+}
+
 void checkAllowed(TomlValue const& aValue, ShapeKey const& aKey, Fault const& aFault)
 {
     Content const content = contentOf(aFault.mCall);
@@ -39,13 +60,7 @@ void checkAllowed(TomlValue const& aValue, ShapeKey const& aKey, Fault const& aF
     {
         aValue.refuse(fmt::format("no key \"{}\" together with \"untouched\"", aKey.mName));
     }
-    HBA_STATUS const status = aFault.mReaction.mAnswer.value_or(HBA_STATUS_OK);
-    bool const isMappings = content == Content::mappings;
-    if (status != HBA_STATUS_OK && !(isMappings && status == HBA_STATUS_ERROR_MORE_DATA))
-    {
-        aValue.refuse(fmt::format("no key \"{}\" with a status other than HBA_STATUS_OK{}", aKey.mName,
-                                  isMappings ? " and HBA_STATUS_ERROR_MORE_DATA" : ""));
-    }
+    checkAnswers(aValue, aKey.mName, aFault);
 }
 
 std::uint32_t readAllowedNumber(TomlValue const& aValue, ShapeKey const& aKey, Fault const& aFault)
@@ -54,10 +69,13 @@ std::uint32_t readAllowedNumber(TomlValue const& aValue, ShapeKey const& aKey, F
     return readNumber(aValue, 0, highestNumber);
 }
 
+constexpr std::string_view noData = "writes no data";
+
 bool reportsACount(Call aCall)
 {
-    return contentOf(aCall) == Content::mappings || aCall == Call::getAdapterAttributes ||
-           aCall == Call::getAdapterPortAttributes;
+    Content const content = contentOf(aCall);
+    return content == Content::mappings || content == Content::number || content == Content::boards ||
+           aCall == Call::getAdapterAttributes || aCall == Call::getAdapterPortAttributes;
 }
 }  // namespace
 
@@ -68,28 +86,39 @@ void refuseKey(TomlValue const& aValue, char const* aKey, Call aCall, std::strin
 
 void readUntouched(TomlValue const& aValue, Fault& aFault)
 {
-    if (contentOf(aFault.mCall) == Content::nothing)
+    constexpr char const* key = "untouched";
+    Content const content = contentOf(aFault.mCall);
+    if (content == Content::nothing || content == Content::number)
     {
-        refuseKey(aValue, "untouched", aFault.mCall, "is no query of the HBA API");
+        refuseKey(aValue, key, aFault.mCall, noData);
     }
     Reaction& reaction = aFault.mReaction;
     bool const isUntouched = aValue.as<TomlValue::Boolean>("true or false");
-    if (isUntouched && reaction.mAnswer.value_or(HBA_STATUS_OK) != HBA_STATUS_OK)
+    if (!isUntouched)
+    {
+        return;
+    }
+    if (isDiagnostic(aFault.mCall))
+    {
+        checkAnswers(aValue, key, aFault);
+    }
+    else if (reaction.mAnswer.value_or(HBA_STATUS_OK) != HBA_STATUS_OK)
     {
         aValue.refuse("no key \"untouched\" with a status other than HBA_STATUS_OK");
     }
-    if (isUntouched)
+    else
     {
         reaction.mAnswer = HBA_STATUS_OK;
     }
-    reaction.mShape.mIsUntouched = isUntouched;
+    reaction.mShape.mIsUntouched = true;
 }
 
 void readGarbage(TomlValue const& aValue, Fault& aFault)
 {
     checkAllowed(aValue,
                  {"garbage",
-                  {Content::name, Content::record, Content::mappings, Content::luns, Content::response},
+                  {Content::text, Content::record, Content::mappings, Content::luns, Content::response,
+                   Content::boards},
                   "writes neither texts nor buffers"},
                  aFault);
     aFault.mReaction.mShape.mHasGarbage = aValue.as<TomlValue::Boolean>("true or false");
@@ -97,35 +126,42 @@ void readGarbage(TomlValue const& aValue, Fault& aFault)
 
 void readLength(TomlValue const& aValue, Fault& aFault)
 {
-    aFault.mReaction.mShape.mLength = readAllowedNumber(
-        aValue,
-        {"length",
-         {Content::name, Content::record, Content::counters, Content::luns, Content::response},
-         contentOf(aFault.mCall) == Content::mappings ? "takes \"entries\"" : "is no query of the HBA API"},
-        aFault);
+    aFault.mReaction.mShape.mLength =
+        readAllowedNumber(aValue,
+                          {"length",
+                           {Content::text, Content::record, Content::counters, Content::luns,
+                            Content::response, Content::boards},
+                           contentOf(aFault.mCall) == Content::mappings ? "takes \"entries\"" : noData},
+                          aFault);
 }
 
 void readEntries(TomlValue const& aValue, Fault& aFault)
 {
     aFault.mReaction.mShape.mEntries = readAllowedNumber(
-        aValue, {"entries", {Content::mappings}, "does not return target mappings"}, aFault);
+        aValue,
+        {"entries", {Content::mappings, Content::boards}, "returns neither target mappings nor boards"},
+        aFault);
 }
 
 void readMissing(TomlValue const& aValue, Fault& aFault)
 {
-    aFault.mReaction.mShape.mMissing = readAllowedNumber(
-        aValue, {"missing", {Content::mappings, Content::luns}, "does not return a list of LUNs"}, aFault);
+    aFault.mReaction.mShape.mMissing = readAllowedNumber(aValue,
+                                                         {"missing",
+                                                          {Content::mappings, Content::luns, Content::boards},
+                                                          "returns neither a list of LUNs nor boards"},
+                                                         aFault);
 }
 
 void readCount(TomlValue const& aValue, Fault& aFault)
 {
-    constexpr std::string_view reason = "does not return a number of mappings or ports";
+    constexpr std::string_view reason = "returns no number of adapters, ports, mappings or boards";
     if (!reportsACount(aFault.mCall))
     {
         refuseKey(aValue, "count", aFault.mCall, reason);
     }
-    aFault.mReaction.mShape.mCount =
-        readAllowedNumber(aValue, {"count", {Content::mappings, Content::record}, reason}, aFault);
+    aFault.mReaction.mShape.mCount = readAllowedNumber(
+        aValue, {"count", {Content::number, Content::mappings, Content::record, Content::boards}, reason},
+        aFault);
 }
 
 void readListLength(TomlValue const& aValue, Fault& aFault)

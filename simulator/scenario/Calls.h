@@ -13,8 +13,11 @@ enum class Call
 {
     loadLibrary,
     freeLibrary,
+    getNumberOfAdapters,
     getAdapterName,
     openAdapter,
+    closeAdapter,
+    refreshInformation,
     getAdapterAttributes,
     getAdapterPortAttributes,
     getDiscoveredPortAttributes,
@@ -51,16 +54,18 @@ enum class Call
 
 constexpr std::size_t numberOfCalls = static_cast<std::size_t>(Call::quazorUnregisterForEvent) + 1;
 
-/// What a call of the HBA API writes into the memory of its caller.
+/// What a call answers besides its status.
 enum class Content
 {
     nothing,   ///< nothing, or only a handle
-    name,      ///< the name of an adapter
-    record,    ///< a record with a text
+    number,    ///< the number of adapters
+    text,      ///< the name of an adapter, or the version of the vendor library
+    record,    ///< a record of the HBA API with a text, or a record of the vendor library
     counters,  ///< a record of counters
     mappings,  ///< a block of target mappings
     luns,      ///< the response to REPORT LUNS
-    response   ///< the response to another SCSI command
+    response,  ///< the response to another SCSI command
+    boards     ///< the table of boards, and their number
 };
 
 /// @param aName such as "HBA_OpenAdapter"
@@ -81,7 +86,6 @@ bool concernsAdapter(Call aCall);
 /// @return whether the call concerns one target port
 bool concernsTarget(Call aCall);
 
-/// @return what the call writes; nothing for a call of the diagnostic library
 Content contentOf(Call aCall);
 
 /// @return whether the call concerns one board of the diagnostic library

@@ -243,8 +243,8 @@ constexpr Key<Fault> faultKeys[] = {
 
 bool hasEffect(AnswerShape const& aShape)
 {
-    return aShape.mHasGarbage || aShape.mMissing != 0 || aShape.mLength || aShape.mEntries || aShape.mCount ||
-           aShape.mListLength;
+    return aShape.mIsUntouched || aShape.mHasGarbage || aShape.mMissing != 0 || aShape.mLength ||
+           aShape.mEntries || aShape.mCount || aShape.mListLength;
 }
 
 bool hasEffect(Reaction const& aReaction)

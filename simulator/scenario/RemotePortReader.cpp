@@ -166,6 +166,7 @@ void readLunTables(TomlValue const& aValue, RemotePort& aPort)
                    {
                        aTable.find("lun")->refuse("a LUN that no other table of this target has");
                    }
+                   aPort.mLunTables.push_back(aLun.mLun);
                    if (std::find(aPort.mLuns.begin(), aPort.mLuns.end(), aLun.mLun) == aPort.mLuns.end())
                    {
                        aPort.mLuns.push_back(aLun.mLun);
@@ -208,8 +209,14 @@ constexpr Key<RemotePort> remotePortKeys[] = {
 
 void readRemotePorts(TomlValue const& aValue, Port& aPort)
 {
-    RemotePort const usual{
-        usualPort({}, aPort.mAttributes.FabricName), Role::target, LunAddressing::automatic, 0, {}, {}, {}};
+    RemotePort const usual{usualPort({}, aPort.mAttributes.FabricName),
+                           Role::target,
+                           LunAddressing::automatic,
+                           0,
+                           {},
+                           {},
+                           {},
+                           {}};
     std::set<std::uint64_t> names;
     readTables(
         aValue, "[[adapter.port.remote]]", remotePortKeys, usual,

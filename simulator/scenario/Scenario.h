@@ -64,6 +64,7 @@ struct RemotePort
     std::vector<std::uint16_t> mLuns;
     LunData mLunData;                              ///< of all LUNs except those of mOwnLunData
     std::map<std::uint16_t, LunData> mOwnLunData;  ///< of single LUNs
+    std::vector<std::uint16_t> mLunTables;         ///< the LUNs of mOwnLunData, in the order of their tables
 };
 
 struct Port
@@ -99,14 +100,15 @@ struct Sense
 /// A unit attention: the reported LUNs data has changed.
 constexpr Sense usualSense{0x06, 0x3f, 0x0e};
 
-/// How the answer of a call of the HBA API differs from the true one.
+/// How the answer of a call differs from the true one.
 struct AnswerShape
 {
     bool mIsUntouched = false;  ///< whether the call succeeds without writing into the memory of the caller
     bool mHasGarbage = false;  ///< whether the memory of the caller behind the content is filled with garbage
-    std::uint32_t mMissing = 0;                            ///< how many LUNs are missing at the end of a list
-    std::optional<std::uint32_t> mLength = std::nullopt;   ///< number of bytes that are written, at most
-    std::optional<std::uint32_t> mEntries = std::nullopt;  ///< number of mappings that are written, at most
+    std::uint32_t mMissing = 0;  ///< how many LUNs or boards are missing at the end of a list
+    std::optional<std::uint32_t> mLength = std::nullopt;  ///< number of bytes that are written, at most
+    std::optional<std::uint32_t> mEntries =
+        std::nullopt;  ///< number of mappings or boards that are written, at most
     std::optional<std::uint32_t> mCount = std::nullopt;  ///< number that is reported instead of the true one
     std::optional<std::uint32_t> mListLength = std::nullopt;  ///< length in the response to REPORT LUNS
 };

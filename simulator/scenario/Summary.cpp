@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "simulator/scenario/Calls.h"
 #include "simulator/scenario/Scenario.h"
 #include "simulator/scenario/Statuses.h"
 #include "simulator/scenario/Wwn.h"
@@ -105,7 +106,10 @@ std::string additionsOf(Fault const& aFault)
                             reaction.mSense->mQualifier);
     }
     text += partOf(" with the count ", shape.mCount) + partOf(" with at most ", shape.mEntries, " entries");
-    text += shape.mMissing == 0 ? "" : fmt::format(" without the last {}", counted(shape.mMissing, "LUN"));
+    text += shape.mMissing == 0
+                ? ""
+                : fmt::format(" without the last {}",
+                              counted(shape.mMissing, isDiagnostic(aFault.mCall) ? "board" : "LUN"));
     text += partOf(" with the list length ", shape.mListLength) +
             partOf(" with at most ", shape.mLength, " bytes");
     text += shape.mHasGarbage ? " with garbage behind the content" : "";

@@ -85,16 +85,22 @@ std::string ValuePath::resolved(TomlValue const& aTree) const
     return text;
 }
 
-TomlValue const& ValuePath::valueIn(TomlValue const& aTree) const
+TomlValue const* ValuePath::find(TomlValue const& aTree) const
 {
     TomlValue const* value = &aTree;
-    for (Step const& step : mSteps)
+    for (auto step = mSteps.begin(); step != mSteps.end() && value != nullptr; ++step)
     {
-        value = valueAt(*value, step);
-        if (value == nullptr)
-        {
-            refuse("is not set in the scenario");
-        }
+        value = valueAt(*value, *step);
+    }
+    return value;
+}
+
+TomlValue const& ValuePath::valueIn(TomlValue const& aTree) const
+{
+    TomlValue const* const value = find(aTree);
+    if (value == nullptr)
+    {
+        refuseMissing();
     }
     return *value;
 }
@@ -192,6 +198,8 @@ TomlValue& ValuePath::madeAt(TomlValue& aValue, std::size_t aStep) const
     entries.push_back({step.mText, mPlace, std::move(made)});
     return entries.back().mValue;
 }
+
+void ValuePath::refuseMissing() const { refuse("is not set in the scenario"); }
 
 void ValuePath::refuse(std::string const& aReason) const
 {

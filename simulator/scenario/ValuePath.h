@@ -26,12 +26,22 @@ public:
     /// @throws tomlfile::TomlError when an element does not exist
     std::string resolved(tomlfile::TomlValue const& aTree) const;
 
+    /// @return the value; null when the tree has none
+    /// @throws tomlfile::TomlError when an element does not exist
+    tomlfile::TomlValue const* find(tomlfile::TomlValue const& aTree) const;
+
     /// @throws tomlfile::TomlError when the tree has no such value
     tomlfile::TomlValue const& valueIn(tomlfile::TomlValue const& aTree) const;
 
     /// Replaces or adds the value. Adds the tables that the path needs.
     /// @throws tomlfile::TomlError when an element of the path does not exist
     void set(tomlfile::TomlValue& aTree, tomlfile::TomlValue aValue) const;
+
+    /// @throws tomlfile::TomlError always, with the path and the reason
+    [[noreturn]] void refuse(std::string const& aReason) const;
+
+    /// @throws tomlfile::TomlError always: the tree has no such value
+    [[noreturn]] void refuseMissing() const;
 
     /// Removes the value.
     /// @throws tomlfile::TomlError when the tree has no such value
@@ -52,8 +62,6 @@ private:
 
     /// Same as above for the step with this number, but adds the value when there is none.
     tomlfile::TomlValue& madeAt(tomlfile::TomlValue& aValue, std::size_t aStep) const;
-
-    [[noreturn]] void refuse(std::string const& aReason) const;
 
     std::string mPlace;
     std::string mText;

@@ -81,13 +81,17 @@ std::vector<std::string> unfinished(World& aWorld, Strikes const& aStrikes, Worl
 {
     std::vector<std::string> lines;
     std::vector<Fault> const& faults = aWorld.original().mFaults;
-    for (std::size_t index = 0; index < faults.size(); ++index)
+    auto const scenario = aWorld.at(aNow);
+    std::vector<Fault> const& present = scenario->mFaults;
+    for (std::size_t index = 0; index < present.size(); ++index)
     {
-        if (aStrikes.of(index) < strikesIn(faults[index]))
+        bool const isAdded = index >= faults.size();
+        Fault const& fault = isAdded ? present[index] : faults[index];
+        if (aStrikes.of(index) < strikesIn(fault))
         {
-            lines.push_back(fmt::format("{}: the fault struck {} of {} times: {}", faults[index].mPlace,
-                                        aStrikes.of(index), strikesIn(faults[index]),
-                                        summaryOf(faults[index])));
+            lines.push_back(fmt::format("{}: the fault struck {} of {} times: {}",
+                                        isAdded ? fmt::format("fault[{}]", index) : fault.mPlace,
+                                        aStrikes.of(index), strikesIn(fault), summaryOf(fault)));
         }
     }
     for (TimelineEntry const* const entry : aWorld.pending(aNow))

@@ -11,11 +11,14 @@
 #include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "simulator/control/EnvironmentVariables.h"
+#include "simulator/control/Strikes.h"
 #include "simulator/scenario/AdapterEventReader.h"
+#include "simulator/scenario/Defaults.h"
 #include "simulator/scenario/DiagnosticsReader.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/scenario/Statistics.h"
@@ -55,31 +58,7 @@ bool covers(std::string_view aPath, std::string_view aOther)
            (aOther.size() == aPath.size() || aOther[aPath.size()] == '.' || aOther[aPath.size()] == '[');
 }
 
-constexpr char const* tableOf(HBA_PORTSTATISTICS const&) { return "statistics"; }
-constexpr char const* tableOf(HBA_FC4STATISTICS const&) { return "fc4_statistics"; }
-
 std::string nameOfRates(std::string const& aTable) { return aTable + "_per_second"; }
-
-/// Calls the action with each counter of the record that the path covers: its path, its table and the counter.
-template <typename Record, typename Action>
-void forCountersOf(std::string const& aPort, std::string_view aPath, Action aAction)
-{
-    std::string const table = tableOf(Record{});
-    for (auto const& counter : CountersOf<Record>::all)
-    {
-        std::string const path = fmt::format("{}.{}.{}", aPort, table, counter.mName);
-        if (covers(aPath, path) ||
-            covers(aPath, fmt::format("{}.{}.{}", aPort, nameOfRates(table), counter.mName)))
-        {
-            aAction(path, table, counter);
-        }
-    }
-}
-
-std::string nameOfPort(std::size_t aAdapter, std::size_t aPort)
-{
-    return fmt::format("adapter[{}].port[{}]", aAdapter, aPort);
-}
 
 TomlValue const* entryIn(TomlValue const* aTable, std::string_view aKey)
 {
@@ -93,33 +72,71 @@ TomlValue::Array const& elementsIn(TomlValue const* aArray)
                                                                : none;
 }
 
-/// Calls the action with each possible counter in the tree that the path covers: its path, its table, the counter and the
-/// port.
-template <typename Action>
-void forCounters(TomlValue const& aTree, std::string_view aPath, Action aAction)
+/// An element of the tree, and its path.
+struct Element
 {
-    std::size_t adapter = 0;
-    for (TomlValue const& one : elementsIn(entryIn(&aTree, "adapter")))
+    std::string mPath;
+    TomlValue const* mTable;
+};
+
+/// @return the elements of an array in these tables that the path covers, or that are on the way to it
+std::vector<Element> elementsOf(std::vector<Element> const& aOwners, char const* aArray,
+                                std::string_view aPath)
+{
+    std::vector<Element> elements;
+    for (Element const& owner : aOwners)
     {
-        std::size_t number = 0;
-        for (TomlValue const& port : elementsIn(entryIn(&one, "port")))
+        std::size_t index = 0;
+        for (TomlValue const& table : elementsIn(entryIn(owner.mTable, aArray)))
         {
-            std::string const name = nameOfPort(adapter, number++);
-            auto const action = [&](std::string const& aCounter, std::string const& aTable,
-                                    auto const& aRecord) { aAction(aCounter, aTable, aRecord.mName, port); };
-            if (covers(aPath, name) || covers(name, aPath))
+            std::string path =
+                fmt::format("{}{}{}[{}]", owner.mPath, owner.mPath.empty() ? "" : ".", aArray, index++);
+            if (covers(aPath, path) || covers(path, aPath))
             {
-                forCountersOf<HBA_PORTSTATISTICS>(name, aPath, action);
-                forCountersOf<HBA_FC4STATISTICS>(name, aPath, action);
+                elements.push_back({std::move(path), &table});
             }
         }
-        ++adapter;
+    }
+    return elements;
+}
+
+template <typename Record, typename Action>
+void forCountersOf(std::vector<Element> const& aOwners, std::string const& aTable, std::string_view aPath,
+                   Action aAction)
+{
+    for (Element const& owner : aOwners)
+    {
+        for (auto const& counter : CountersOf<Record>::all)
+        {
+            std::string const path = fmt::format("{}.{}.{}", owner.mPath, aTable, counter.mName);
+            if (covers(aPath, path) ||
+                covers(aPath, fmt::format("{}.{}.{}", owner.mPath, nameOfRates(aTable), counter.mName)))
+            {
+                aAction(path, aTable, counter.mName, *owner.mTable);
+            }
+        }
     }
 }
 
-TomlValue::Number numberOfCounter(TomlValue const& aPort, std::string const& aTable, char const* aCounter)
+constexpr char const* portTable = "statistics";
+constexpr char const* fc4Table = "fc4_statistics";
+constexpr char const* lunTable = "fcp_statistics";
+
+/// Calls the action with each possible counter in the tree that the path covers: its path, its table, its name, and the
+/// port or LUN.
+template <typename Action>
+void forCounters(TomlValue const& aTree, std::string_view aPath, Action aAction)
 {
-    TomlValue const* const number = entryIn(entryIn(&aPort, aTable), aCounter);
+    auto const ports = elementsOf(elementsOf({{"", &aTree}}, "adapter", aPath), "port", aPath);
+    auto const luns = elementsOf(elementsOf(ports, "remote", aPath), "lun", aPath);
+    forCountersOf<HBA_PORTSTATISTICS>(ports, portTable, aPath, aAction);
+    forCountersOf<HBA_FC4STATISTICS>(ports, fc4Table, aPath, aAction);
+    forCountersOf<HBA_FC4STATISTICS>(luns, lunTable, aPath, aAction);
+}
+
+TomlValue::Number numberOfCounter(TomlValue const& aOwner, std::string const& aTable, char const* aCounter)
+{
+    TomlValue const* const number = entryIn(entryIn(&aOwner, aTable), aCounter);
     return number != nullptr && number->is<TomlValue::Number>() ? number->as<TomlValue::Number>("a number")
                                                                 : 0;
 }
@@ -131,19 +148,20 @@ using Since = std::map<std::string, World::Time>;
 void writeCounters(std::string const& aPath, World::Time aNow, Since const& aSince, TomlValue& aTree)
 {
     std::map<std::string, TomlValue::Number> numbers;
-    forCounters(
-        aTree, aPath,
-        [&](std::string const& aCounter, std::string const& aTable, char const* aName, TomlValue const& aPort)
-        {
-            auto const rate = static_cast<std::uint32_t>(numberOfCounter(aPort, nameOfRates(aTable), aName));
-            auto const since = aSince.find(aCounter);
-            World::Time const age = aNow - (since == aSince.end() ? World::Time() : since->second);
-            // A counter that the same change has set or removed has not grown.
-            if (rate != 0 && age != World::Time())
-            {
-                numbers[aCounter] = counterAfter(age, numberOfCounter(aPort, aTable, aName), rate);
-            }
-        });
+    forCounters(aTree, aPath,
+                [&](std::string const& aCounter, std::string const& aTable, char const* aName,
+                    TomlValue const& aOwner)
+                {
+                    auto const rate =
+                        static_cast<std::uint32_t>(numberOfCounter(aOwner, nameOfRates(aTable), aName));
+                    auto const since = aSince.find(aCounter);
+                    World::Time const age = aNow - (since == aSince.end() ? World::Time() : since->second);
+                    // A counter that the same change has set or removed has not grown.
+                    if (rate != 0 && age != World::Time())
+                    {
+                        numbers[aCounter] = counterAfter(age, numberOfCounter(aOwner, aTable, aName), rate);
+                    }
+                });
     for (auto const& [counter, number] : numbers)
     {
         ValuePath(journalName, counter).set(aTree, {journalName, TomlValue::Number(number)});
@@ -209,32 +227,58 @@ void editWithCounters(Change const& aChange, World::Time aTime, TomlValue& aTree
     }
 }
 
-template <typename Record>
-void stampCounters(std::string const& aPort, Since const& aSince,
-                   std::optional<GrowingCounters<Record>>& aStatistics)
+/// @return the numbers in the brackets of a path
+std::vector<std::size_t> positionsIn(std::string_view aPath)
 {
-    if (aStatistics)
+    std::vector<std::size_t> positions;
+    for (std::size_t start = aPath.find('['); start != std::string_view::npos;
+         start = aPath.find('[', start + 1))
     {
-        forCountersOf<Record>(aPort, aPort,
-                              [&](std::string const& aPath, std::string const&, auto const& aCounter)
-                              {
-                                  auto const since = aSince.find(aPath);
-                                  aStatistics->mSince.*aCounter.mField =
-                                      since == aSince.end() ? 0 : since->second.count();
-                              });
+        positions.push_back(numberIn<std::size_t>(aPath.substr(start + 1)));
+    }
+    return positions;
+}
+
+/// Gives the counter with this path its time, if it is one of the table.
+template <typename Record>
+void stampCounter(std::string_view aPath, World::Time aTime, char const* aTable,
+                  std::optional<GrowingCounters<Record>>& aStatistics)
+{
+    std::string_view const name = aPath.substr(aPath.rfind(']') + 1);
+    for (auto const& counter : CountersOf<Record>::all)
+    {
+        if (aStatistics && name == fmt::format(".{}.{}", aTable, counter.mName))
+        {
+            aStatistics->mSince.*counter.mField = aTime.count();
+        }
     }
 }
 
-/// Gives each counter of the scenario the time since which it grows.
+template <typename Owned>
+Owned* elementAt(std::vector<Owned>& aElements, std::size_t aIndex)
+{
+    return aIndex < aElements.size() ? &aElements[aIndex] : nullptr;
+}
+
+/// Gives each counter of the scenario the time since which it grows. The ports and LUNs of some times may be gone.
 void stampCounters(Since const& aSince, Scenario& aScenario)
 {
-    for (std::size_t adapter = 0; adapter < aScenario.mAdapters.size() && !aSince.empty(); ++adapter)
+    for (auto const& [path, time] : aSince)
     {
-        std::vector<Port>& ports = aScenario.mAdapters[adapter].mPorts;
-        for (std::size_t port = 0; port < ports.size(); ++port)
+        std::vector<std::size_t> const positions =
+            positionsIn(path);  // of adapter, port, remote port and LUN table
+        Port* const port = elementAt(aScenario.mAdapters[positions[0]].mPorts, positions[1]);
+        RemotePort* const remotePort =
+            port == nullptr || positions.size() == 2 ? nullptr : elementAt(port->mRemotePorts, positions[2]);
+        if (remotePort != nullptr && positions[3] < remotePort->mLunTables.size())
         {
-            stampCounters(nameOfPort(adapter, port), aSince, ports[port].mStatistics);
-            stampCounters(nameOfPort(adapter, port), aSince, ports[port].mFc4Statistics);
+            LunData& data = remotePort->mOwnLunData.at(remotePort->mLunTables[positions[3]]);
+            stampCounter(path, time, lunTable, data.mStatistics);
+        }
+        else if (port != nullptr)
+        {
+            stampCounter(path, time, portTable, port->mStatistics);
+            stampCounter(path, time, fc4Table, port->mFc4Statistics);
         }
     }
 }
@@ -311,7 +355,7 @@ TomlValue World::valueAt(ValuePath const& aPath, Time aNow)
     at(aNow);
     TomlValue tree = mState.mTree;
     writeCounters(aPath.resolved(tree), aNow, mState.mSince, tree);
-    return aPath.valueIn(tree);
+    return valueOrDefault(aPath, tree);
 }
 
 std::vector<TimelineEntry const*> World::pending(Time aNow)
@@ -435,6 +479,11 @@ World::State World::result(ChangeList const& aChanges, Events& aEvents) const
     if (last != nullptr)
     {
         Scenario scenario = readEdited(state.mTree, *mState.mScenario, *last);
+        if (scenario.mFaults.size() > mOriginal->mFaults.size() + Strikes::mostAddedFaults)
+        {
+            throw tomlfile::TomlError(
+                fmt::format("expected at most {} faults that are added", Strikes::mostAddedFaults));
+        }
         stampCounters(state.mSince, scenario);
         state.mScenario = std::make_shared<Scenario const>(std::move(scenario));
     }

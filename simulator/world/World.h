@@ -84,8 +84,8 @@ public:
     /// Ends the pause.
     void resume(Time aNow) { record(aNow, "resume"); }
 
-    /// @return the value; a counter has the number that it has grown to
-    /// @throws tomlfile::TomlError when the scenario does not state the value
+    /// @return the value, or the default that applies; a counter has the number that it has grown to
+    /// @throws tomlfile::TomlError when there is no such value
     tomlfile::TomlValue valueAt(ValuePath const& aPath, Time aNow);
 
     /// @return the entries of the timeline that have not happened

@@ -73,7 +73,7 @@ class Diff(unittest.TestCase):
             "- LUN 7 of target 50:00:02:00:00:00:03:00 behind port 20:00:02:00:00:00:00:07 gone (/dev/sdmo)",
             "~ port 20:00:02:00:00:00:00:07 of adapter fcoe:eth4: speed 10GBIT -> 1GBIT",
             "~ port 20:00:02:00:00:00:00:08 of adapter fcoe:eth5: fabric name 10:00:02:00:00:00:ff:01 -> absent, "
-            "fc id 0x010800 -> absent, speed 10GBIT -> UNKNOWN, state ONLINE -> LINKDOWN; 2 remote ports and 32 LUNs "
+            "fc id 0x010800 -> absent, speed 10GBIT -> absent, state ONLINE -> LINKDOWN; 2 remote ports and 32 LUNs "
             "gone; paths to 50:00:02:00:00:00:01:00 2 -> 1",
         ])
         self.assertEqual(result.returncode, 1)

@@ -37,8 +37,8 @@ def known(wwn):
 
 
 def supported_speeds(text):
-    """In the order of the numbers."""
-    return [name for linux, name in SPEEDS.items() if linux in text.split(", ")] or ["UNKNOWN"]
+    """In the order of the numbers; none without a speed that has a number."""
+    return [name for linux, name in SPEEDS.items() if linux in text.split(", ")] or None
 
 
 def failure(text, function, status, status_name, scsi=None, scsi_text=""):
@@ -126,10 +126,10 @@ def expected_adapter(host):
         "ports": [present({
             "index": 0, "port_wwn": host.port_wwn, "node_wwn": host.node_wwn,
             "fc_id": f"0x{host.fc_id:06x}" if host.fc_id else None, "type": PORT_TYPES[host.type],
-            "state": PORT_STATES[host.state], "speed": SPEEDS.get(host.speed, "UNKNOWN"),
-            "speed_bits": SPEED_BITS.get(host.speed, 0),
+            "state": PORT_STATES[host.state], "speed": SPEEDS.get(host.speed),
+            "speed_bits": SPEED_BITS.get(host.speed),
             "supported_speeds": supported_speeds(host.supported_speeds),
-            "supported_speeds_bits": sum(SPEED_BITS.get(name, 0) for name in host.supported_speeds.split(", ")),
+            "supported_speeds_bits": sum(SPEED_BITS.get(name, 0) for name in host.supported_speeds.split(", ")) or None,
             "supported_classes": [str(CLASS)], "supported_classes_bits": CLASS,
             "supported_fc4_types": ["0x08"], "active_fc4_types": ["0x08"],
             "max_frame_size": host.max_frame_size, "symbolic_name": host.symbolic_name,

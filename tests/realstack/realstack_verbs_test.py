@@ -2,6 +2,7 @@
 
 import json
 import re
+import tempfile
 import unittest
 
 import machine
@@ -45,6 +46,35 @@ class Verbs(unittest.TestCase):
         expected = sorted((port.port_wwn, 3, 8 + 8 * len(port.reported))
                           for host in machine.load(realstack.text_of(NAME)) for port in host.remote_ports if port.units)
         self.assertEqual(found, expected)
+
+    def test_latency_measures_each_target_in_each_interval(self):
+        with realstack.made(NAME) as made:
+            result = made.run(QZAGENT, "latency", "--interval", "3600", "--count", "2", "--json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        [interval] = map(json.loads, result.stdout.splitlines())
+        self.assertEqual(sorted((port["port_wwn"], port["io_count"]) for port in interval["target_ports"]),
+                         sorted((port.port_wwn, 2) for host in machine.load(realstack.text_of(NAME))
+                                for port in host.remote_ports if port.units))
+
+    def test_check_finds_the_link_that_is_down(self):
+        down = machine.load(realstack.text_of("link-down"))[0]
+        with realstack.made("link-down") as made:
+            result = made.run(QZAGENT, "check", "--seconds", "1", "--json")
+        self.assertEqual(result.returncode, 1, result.stderr)
+        [finding] = json.loads(result.stdout)["findings"]
+        self.assertEqual((finding["rule"], finding["severity"]), ("link-down", "error"))
+        self.assertIn(down.port_wwn, json.dumps(finding))
+
+    def test_bundle_has_the_documents_of_the_verbs(self):
+        names = ["vendor", "ports", "inventory", "statistics-start", "latency", "statistics-end"]
+        with realstack.made(NAME) as made, tempfile.TemporaryDirectory() as folder:
+            path = f"{folder}/visit.pcapng"
+            bundle = made.run(QZAGENT, "bundle", "--output", path, "--json")
+            shown = made.run(QZAGENT, "show", "--document", "inventory", path)
+            inventory = made.run(QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual(bundle.returncode, 0, bundle.stderr)
+        self.assertEqual([document["name"] for document in json.loads(bundle.stdout)["documents"]], names)
+        self.assertEqual(json.loads(shown.stdout)["adapters"], json.loads(inventory.stdout)["adapters"])
 
     def test_latency_leaves_out_a_target_whose_device_may_not_be_opened(self):
         target = machine.load(realstack.text_of(NAME))[0].remote_ports[1]

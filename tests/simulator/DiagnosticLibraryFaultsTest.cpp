@@ -1,4 +1,5 @@
 // Calls of the diagnostic library that the scenario makes fail.
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -24,6 +25,15 @@ std::string fault(std::string const& aCall, std::string const& aNth, unsigned in
     return "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + aNth + "\nresult = " + std::to_string(aResult) +
            "\n" + (aBoard.empty() ? "" : "board = " + aBoard + "\n");
 }
+
+/// @return a fault that shapes the first answer of the call
+std::string answerOfVendor(std::string const& aCall, std::string const& aLines)
+{
+    return "[[fault]]\ncall = \"" + aCall + "\"\nnth = 1\n" + aLines + '\n';
+}
+
+constexpr unsigned char vendorFill = 0xee;     // content of memory that the library has not written
+constexpr unsigned char vendorGarbage = 0xdb;  // content of memory behind an answer
 
 class DiagnosticLibraryFaults : public DiagnosticLibraryFixture
 {
@@ -140,6 +150,90 @@ TEST_F(DiagnosticLibraryFaults, StrikesAreCounted)
     qzsim::Strikes const strikes(file.path(), 2);
     EXPECT_EQ(strikes.of(0), 0U);
     EXPECT_EQ(strikes.of(1), 2U);
+}
+
+TEST_F(DiagnosticLibraryFaults, QueryMaySucceedWithoutWriting)
+{
+    mTable.fill(vendorFill);
+    mRecord.fill(vendorFill);
+    std::array<unsigned char, 128> text;
+    text.fill(vendorFill);
+    EXPECT_EQ(init(twoBoards + answerOfVendor("VQM_GetDrvInfo", "untouched = true") +
+                   answerOfVendor("VQM_GetLinkInfo", "untouched = true") +
+                   answerOfVendor("VQM_InitDiagEnv", "untouched = true") +
+                   answerOfVendor("VQM_GetLibVer", "untouched = true")),
+              2U);
+    EXPECT_EQ(mGetDrvInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+    mGetLibVer(reinterpret_cast<char*>(text.data()));
+    EXPECT_THAT(mTable, Each(vendorFill));
+    EXPECT_THAT(mRecord, Each(vendorFill));
+    EXPECT_THAT(text, Each(vendorFill));
+    EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), ok);
+    EXPECT_EQ(mRecord[160], 0x20);
+}
+
+TEST_F(DiagnosticLibraryFaults, RecordMayEndEarly)
+{
+    init(twoBoards + answerOfVendor("VQM_GetLinkInfo", "length = 154"));
+    mRecord.fill(vendorFill);
+    EXPECT_EQ(mGetLinkInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(mRecord[0], 0);
+    EXPECT_EQ(mRecord[152], 0x10) << "the start of the second name";
+    EXPECT_EQ(std::count(mRecord.begin() + 154, mRecord.end(), vendorFill), 14);
+}
+
+TEST_F(DiagnosticLibraryFaults, RecordMayHaveGarbageBetweenItsFieldsAndBehindItsEnd)
+{
+    init(twoBoards + answerOfVendor("VQM_GetDrvInfo", "garbage = true\nlength = 146"));
+    mRecord.fill(vendorFill);
+    EXPECT_EQ(mGetDrvInfo(0, mRecord.data()), ok);
+    EXPECT_EQ(mRecord[0], 4);
+    EXPECT_EQ(std::count(mRecord.begin() + 1, mRecord.begin() + 144, vendorGarbage), 143);
+    EXPECT_NE(mRecord[144], vendorGarbage) << "the start of the features";
+    EXPECT_NE(mRecord[145], vendorGarbage) << "the start of the features";
+    EXPECT_EQ(std::count(mRecord.begin() + 146, mRecord.begin() + 152, vendorGarbage), 6);
+    EXPECT_EQ(mRecord[152], vendorFill) << "the end of the record";
+}
+
+TEST_F(DiagnosticLibraryFaults, VersionMayHaveGarbageBehindItsTextOrNoEnd)
+{
+    choose(twoBoards + answerOfVendor("VQM_GetLibVer", "garbage = true") +
+           "[[fault]]\ncall = \"VQM_GetLibVer\"\nnth = 2\nlength = 3\n");
+    std::array<unsigned char, 129> text;
+    text.fill(vendorFill);
+    mGetLibVer(reinterpret_cast<char*>(text.data()));
+    EXPECT_STREQ(reinterpret_cast<char*>(text.data()), "2.1.0");
+    EXPECT_EQ(std::count(text.begin() + 6, text.end(), vendorGarbage), 122);
+    EXPECT_EQ(text[128], vendorFill);
+    text.fill(vendorFill);
+    mGetLibVer(reinterpret_cast<char*>(text.data()));
+    EXPECT_EQ(text[2], '1');
+    EXPECT_EQ(text[3], vendorFill);
+}
+
+TEST_F(DiagnosticLibraryFaults, TableOfBoardsMayHaveGarbageBehindItsRecords)
+{
+    mTable.fill(vendorFill);
+    EXPECT_EQ(init(twoBoards + answerOfVendor("VQM_InitDiagEnv", "garbage = true\nentries = 1")), 2U);
+    EXPECT_EQ(mTable[0], vendorGarbage);
+    EXPECT_STREQ(reinterpret_cast<char*>(&mTable[52]), "4.0.12");
+    EXPECT_EQ(std::count(mTable.begin() + 59, mTable.end(), vendorGarbage), 3456 - 59);
+}
+
+TEST_F(DiagnosticLibraryFaults, NumberOfBoardsMayGrowAndLie)
+{
+    mTable.fill(vendorFill);
+    EXPECT_EQ(init(twoBoards + answerOfVendor("VQM_InitDiagEnv", "missing = 1") +
+                   "[[fault]]\ncall = \"VQM_InitDiagEnv\"\nnth = 3\ncount = 33\n" +
+                   "[[fault]]\ncall = \"VQM_InitDiagEnv\"\nnth = 4\nmissing = 3\n"),
+              1U);
+    EXPECT_EQ(mTable[108], vendorFill);
+    EXPECT_EQ(mGetLinkInfo(1, mRecord.data()), ok) << "the board exists";
+    EXPECT_EQ(init(), 2U);
+    EXPECT_EQ(mTable[108], 0);
+    EXPECT_EQ(init(), 33U);
+    EXPECT_EQ(init(), 0U);
 }
 
 TEST_F(DiagnosticLibraryFaults, DelayedInitializationOpensTheEnvironmentAfterTheDelay)

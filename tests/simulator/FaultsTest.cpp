@@ -205,7 +205,7 @@ TEST(Faults, FaultThatIsAddedCountsItsCallsFromThen)
     EXPECT_EQ(faults.callsOf(Call::loadLibrary), 0U);
 }
 
-TEST(Faults, FaultThatWasAddedHasNoStrikes)
+TEST(Faults, FaultThatWasAddedIsCounted)
 {
     StrikesFile const file(1);
     Strikes const strikes(file.path(), 1);
@@ -214,7 +214,7 @@ TEST(Faults, FaultThatWasAddedHasNoStrikes)
     faults.update({fault(Call::loadLibrary, "", 1), namedFault(true)});
     EXPECT_EQ(faults.next(Call::openAdapter, "a").mAnswer, busy);
     EXPECT_EQ(strikes.of(0), 0U);
-    EXPECT_EQ(strikes.of(1), 0U);
+    EXPECT_EQ(strikes.of(1), 1U);
 }
 
 TEST(Faults, CallsOfAllProcessesWithTheSameFileAddUp)

@@ -53,6 +53,43 @@ TEST_F(HbaLibraryFaults, FaultWithStatusOkLetsTheCallSucceed)
     EXPECT_NE(open("example-fc-0"), 0U);
 }
 
+TEST_F(HbaLibraryFaults, NumberOfAdaptersMayBeMissingOrWrong)
+{
+    load(twoAdapters + fault("HBA_GetNumberOfAdapters", busy) +
+         "[[fault]]\ncall = \"HBA_GetNumberOfAdapters\"\nnth = 2\ncount = 7\n");
+    EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U);
+    EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 7U);
+    EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 2U);
+}
+
+TEST_F(HbaLibraryFaults, FailingCloseKeepsTheHandleOpen)
+{
+    load(twoAdapters + fault("HBA_CloseAdapter", busy));
+    HBA_HANDLE const handle = open("example-fc-0");
+    HBA_ADAPTERATTRIBUTES attributes{};
+    mTable.CloseAdapterHandler(handle);
+    EXPECT_EQ(mTable.GetAdapterAttributesHandler(handle, &attributes), ok);
+    mTable.CloseAdapterHandler(handle);
+    EXPECT_EQ(mTable.GetAdapterAttributesHandler(handle, &attributes), HBA_STATUS_ERROR_INVALID_HANDLE);
+}
+
+TEST_F(HbaLibraryFaults, CallsWithoutStatusMayBeDelayed)
+{
+    load(twoAdapters + effect("HBA_GetNumberOfAdapters", "delay_ms = 20") +
+         effect("HBA_RefreshInformation", "adapter = \"example-fc-1\"\ndelay_ms = 20") +
+         effect("HBA_CloseAdapter", "delay_ms = 20"));
+    auto const isDelayed = [](auto const& aCall)
+    {
+        auto const start = std::chrono::steady_clock::now();
+        aCall();
+        return std::chrono::steady_clock::now() - start >= 20ms;
+    };
+    HBA_HANDLE const handle = open("example-fc-1");
+    EXPECT_TRUE(isDelayed([&] { EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 2U); }));
+    EXPECT_TRUE(isDelayed([&] { mTable.RefreshInformationHandler(handle); }));
+    EXPECT_TRUE(isDelayed([&] { mTable.CloseAdapterHandler(handle); }));
+}
+
 TEST_F(HbaLibraryFaults, FailingLoadLoadsNothing)
 {
     EXPECT_EQ(load(twoAdapters + fault("HBA_LoadLibrary", busy)), busy);

@@ -54,6 +54,15 @@ TEST(QzsimCommandLine, ProgramUsesAScenarioThatIsAPipe)
     EXPECT_EQ(result.mErrors, "");
 }
 
+TEST(QzsimCommandLine, ProgramThatClosesItsDescriptorsKeepsAScenarioThatIsAPipe)
+{
+    ProcessResult const result =
+        runProcess({QZSIM, "--scenario", "/dev/stdin", HBA_PROBE, "closefiles", "load", "count"}, {},
+                   "[[adapter]]\nname = \"example-fc-0\"\n");
+    EXPECT_EQ(result.mOutput, "load: 0\ncount: 1\n");
+    EXPECT_EQ(result.mErrors, "");
+}
+
 TEST(QzsimCommandLine, RefusesAScenarioWithoutEnd)
 {
     expectMisuse(runQzsim({"--check", "--scenario", "/dev/zero"}),

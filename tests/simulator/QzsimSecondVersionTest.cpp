@@ -8,6 +8,7 @@
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 namespace
@@ -70,12 +71,14 @@ TEST_F(QzsimSecondVersion, UnmodifiedProgramReadsFc4Statistics)
                 HasSubstr("FC-4 statistics: 0, 11\nFCP statistics: 0, 12\nFCP statistics: 14, 0\n"));
 }
 
+// The common library crashes when the callback for new adapters is removed while it runs. It has returned when the same
+// thread sends a later event.
 TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesEventsOfAdapters)
 {
-    EXPECT_THAT(run({"watchAdapters", "await=1", "unwatch", "watchAdapter", "await=3", "unwatch", "free"}),
-                HasSubstr("watch adapters: 0\nnew adapter: 101 of 1\nevents: all\nunwatch: 0\n"
-                          "watch adapter: 0\nadapter event: 103 of 1\nadapter event: 103 of 1\nevents: all\n"
-                          "unwatch: 0\nfree: 0\n"));
+    EXPECT_THAT(run({"watchAdapters", "watchAdapter", "await=3", "unwatch", "unwatchAdapters", "free"}),
+                AllOf(HasSubstr("new adapter: 101 of 1\n"),
+                      HasSubstr("adapter event: 103 of 1\nadapter event: 103 of 1\nevents: all\nunwatch: 0\n"
+                                "unwatch adapters: 0\nfree: 0\n")));
 }
 
 TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesEventsOfPortsAndTargets)

@@ -56,6 +56,30 @@ TEST(ScenarioAnswer, ReadsCountsAndMissingLuns)
     EXPECT_EQ(shapeWith("HBA_SendReportLUNs", "missing = 1\n").mMissing, 1U);
 }
 
+TEST(ScenarioAnswer, ReadsAnswersOfTheVendorLibrary)
+{
+    for (std::string const call : {"VQM_GetLibVer", "VQM_InitDiagEnv", "VQM_GetDrvInfo", "VQM_GetLinkInfo"})
+    {
+        EXPECT_EQ(shapeWith(call, "length = 3\n").mLength, 3U) << call;
+        EXPECT_TRUE(shapeWith(call, "garbage = true\n").mHasGarbage) << call;
+        EXPECT_TRUE(shapeWith(call, "untouched = true\n").mIsUntouched) << call;
+    }
+    EXPECT_EQ(shapeWith("VQM_InitDiagEnv", "count = 9\n").mCount, 9U);
+    EXPECT_EQ(shapeWith("VQM_InitDiagEnv", "entries = 1\n").mEntries, 1U);
+    EXPECT_EQ(shapeWith("VQM_InitDiagEnv", "missing = 1\n").mMissing, 1U);
+    EXPECT_EQ(shapeWith("HBA_GetNumberOfAdapters", "count = 9\n").mCount, 9U);
+}
+
+TEST(ScenarioAnswer, ResultOfTheVendorLibraryHasNoShape)
+{
+    EXPECT_EQ(errorOfAnswer("VQM_GetLinkInfo", "result = 0\nlength = 1\n"),
+              "bad.toml:5:10: expected no key \"length\" together with \"result\", found 1");
+    EXPECT_EQ(errorOfAnswer("VQM_GetLinkInfo", "result = 0\nuntouched = true\n"),
+              "bad.toml:5:13: expected no key \"untouched\" together with \"result\", found a boolean");
+    EXPECT_EQ(errorOfAnswer("VQM_GetLinkInfo", "untouched = true\ngarbage = true\n"),
+              "bad.toml:5:11: expected no key \"garbage\" together with \"untouched\", found a boolean");
+}
+
 TEST(ScenarioAnswer, ReadsFixedAndUniformDelays)
 {
     qzsim::Reaction const fixed = answerWith("HBA_OpenAdapter", "delay_ms = 5\n").mReaction;
@@ -78,6 +102,10 @@ TEST(ScenarioAnswer, SummaryNamesTheShape)
         summaryOfAnswer("HBA_GetFcpTargetMapping", "count = 5\nentries = 2\nmissing = 2\n"),
         "call 1 of HBA_GetFcpTargetMapping answers as usual with the count 5 with at most 2 entries without "
         "the last 2 LUNs");
+    EXPECT_EQ(summaryOfAnswer("VQM_InitDiagEnv", "missing = 1\nuntouched = false\n"),
+              "call 1 of VQM_InitDiagEnv answers as usual without the last 1 board");
+    EXPECT_EQ(summaryOfAnswer("VQM_GetLibVer", "untouched = true\n"),
+              "call 1 of VQM_GetLibVer answers as usual without writing");
     EXPECT_EQ(summaryOfAnswer("HBA_OpenAdapter", "delay_ms = [1, 9]\n"),
               "call 1 of HBA_OpenAdapter answers as usual after 1 to 9 ms");
     EXPECT_EQ(summaryOfAnswer("HBA_OpenAdapter", "hangs = true\n"), "call 1 of HBA_OpenAdapter hangs");
@@ -93,26 +121,24 @@ TEST(ScenarioAnswer, KeyOfAnotherKindOfAnswerIsRefused)
               "bad.toml:4:10: expected no key \"length\" for HBA_GetFcpTargetMapping, which takes "
               "\"entries\", found 1");
     EXPECT_EQ(errorOfAnswer("HBA_OpenAdapter", "length = 1\n"),
-              "bad.toml:4:10: expected no key \"length\" for HBA_OpenAdapter, which is no query of the HBA "
-              "API, found 1");
+              "bad.toml:4:10: expected no key \"length\" for HBA_OpenAdapter, which writes no data, found 1");
     EXPECT_EQ(
         errorOfAnswer("HBA_SendReportLUNs", "entries = 1\n"),
-        "bad.toml:4:11: expected no key \"entries\" for HBA_SendReportLUNs, which does not return target "
-        "mappings, found 1");
+        "bad.toml:4:11: expected no key \"entries\" for HBA_SendReportLUNs, which returns neither target "
+        "mappings nor boards, found 1");
     EXPECT_EQ(
         errorOfAnswer("HBA_SendScsiInquiry", "missing = 1\n"),
-        "bad.toml:4:11: expected no key \"missing\" for HBA_SendScsiInquiry, which does not return a list of "
-        "LUNs, found 1");
+        "bad.toml:4:11: expected no key \"missing\" for HBA_SendScsiInquiry, which returns neither a list of "
+        "LUNs nor boards, found 1");
     EXPECT_EQ(
         errorOfAnswer("HBA_SendScsiInquiry", "list_length = 1\n"),
         "bad.toml:4:15: expected no key \"list_length\" for HBA_SendScsiInquiry, which does not send REPORT "
         "LUNS, found 1");
-    for (std::string const call : {"HBA_SendReportLUNs", "HBA_GetPortAttributesByWWN", "VQM_InitDiagEnv"})
+    for (std::string const call : {"HBA_SendReportLUNs", "HBA_GetPortAttributesByWWN", "VQM_GetDrvInfo"})
     {
         EXPECT_EQ(errorOfAnswer(call, "count = 2\n"),
                   "bad.toml:4:9: expected no key \"count\" for " + call +
-                      ", which does not return a number of mappings or ports, "
-                      "found 2");
+                      ", which returns no number of adapters, ports, mappings or boards, found 2");
     }
 }
 
@@ -162,8 +188,8 @@ TEST(ScenarioAnswer, DelayIsANumberOrTwoInAscendingOrder)
 
 TEST(ScenarioAnswer, FaultWithoutEffectIsRefused)
 {
-    for (char const* const line :
-         {"garbage = false\n", "missing = 0\n", "hangs = false\n", "delay_ms = [0, 0]\n"})
+    for (char const* const line : {"garbage = false\n", "untouched = false\n", "missing = 0\n",
+                                   "hangs = false\n", "delay_ms = [0, 0]\n"})
     {
         EXPECT_EQ(errorOfAnswer("HBA_SendReportLUNs", line),
                   "bad.toml:1:1: expected the key \"status\" in this [[fault]], found none");
@@ -172,11 +198,12 @@ TEST(ScenarioAnswer, FaultWithoutEffectIsRefused)
 
 TEST(ScenarioAnswer, RefusesUntouchedForACallThatWritesNothing)
 {
-    for (std::string const call : {"HBA_LoadLibrary", "HBA_OpenAdapter", "VQM_GetDrvInfo"})
+    for (std::string const call :
+         {"HBA_LoadLibrary", "HBA_OpenAdapter", "HBA_GetNumberOfAdapters", "VQM_FreeDiagEnv"})
     {
         EXPECT_EQ(errorOfAnswer(call, "untouched = true\n"),
                   "bad.toml:4:13: expected no key \"untouched\" for " + call +
-                      ", which is no query of the HBA API, found a boolean");
+                      ", which writes no data, found a boolean");
     }
 }
 

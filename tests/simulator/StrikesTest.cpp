@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "simulator/control/Strikes.h"
+#include "simulator/scenario/Calls.h"
 
 using qzsim::Strikes;
 using qzsim::StrikesFile;
@@ -44,6 +45,19 @@ TEST(Strikes, CountEachFaultSeparately)
     strikes.add(1);
     EXPECT_EQ(strikes.of(0), 0U);
     EXPECT_EQ(strikes.of(1), 2U);
+}
+
+TEST(Strikes, CountFaultsThatAreAddedLater)
+{
+    StrikesFile const file(2);
+    Strikes strikes(file.path(), 2);
+    strikes.add(2);
+    strikes.add(1001);
+    strikes.add(1002);
+    strikes.countCall(qzsim::Call::loadLibrary);
+    EXPECT_EQ(strikes.of(2), 1U);
+    EXPECT_EQ(strikes.of(1001), 1U) << "the thousandth one";
+    EXPECT_EQ(strikes.of(1002), 0U);
 }
 
 TEST(Strikes, AddUpAcrossProcessesEvenIfKilled)

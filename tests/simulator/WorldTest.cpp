@@ -321,6 +321,53 @@ TEST(World, CountersOfFc4TypesContinueToo)
               20);
 }
 
+/// @return the input requests of LUN 5 of the last target
+HBA_INT64 requestsOfLun(World& aWorld, World::Time aNow)
+{
+    auto const scenario = aWorld.at(aNow);
+    auto const& remote = scenario->mAdapters.at(0).mPorts.at(0).mRemotePorts.back();
+    return statisticsAfter(aNow, *remote.mOwnLunData.at(5).mStatistics).InputRequests;
+}
+
+TEST(World, CountersOfALunContinueToo)
+{
+    std::string const tables =
+        "[[adapter.port.remote.lun]]\nlun = 9\n[[adapter.port.remote.lun]]\nlun = 5\n"
+        "fcp_statistics_per_second = { input_requests = 10 }\n";
+    World world = worldOf(
+        "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n"
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:02\"\n" +
+        tables);
+    EXPECT_EQ(requestsOfLun(world, milliseconds(2000)), 20);
+    std::string const lun = "adapter[0].port[0].remote[1].lun[1]";
+    set(world, lun + ".fcp_statistics.input_requests", "1000", milliseconds(3000));
+    EXPECT_EQ(requestsOfLun(world, milliseconds(4000)), 1010);
+    set(world, lun + ".fcp_statistics_per_second.input_requests", "0", milliseconds(5000));
+    EXPECT_EQ(requestsOfLun(world, milliseconds(9000)), 1020);
+    EXPECT_EQ(tomlText(world.valueAt({"", lun + ".fcp_statistics.input_requests"}, milliseconds(9000))),
+              "1020");
+    set(world, lun + ".fcp_statistics_per_second.input_requests", "1", milliseconds(10000));
+    world.change(changeOf("{remove = \"adapter[0].port[0].remote[0]\"}"), milliseconds(11000));
+    EXPECT_EQ(requestsOfLun(world, milliseconds(12000)), 1022) << "the position of the target has changed";
+    world.change(changeOf("{remove = \"adapter[0].port[0].remote[0].lun[0]\"}"), milliseconds(12000));
+    EXPECT_EQ(requestsOfLun(world, milliseconds(13000)), 1023) << "the position of the LUN has changed";
+}
+
+TEST(World, CountersOfPortsAndLunsMayDisappear)
+{
+    World world = worldOf(
+        "[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n");
+    set(world, "adapter[0].port[0].remote[0].lun[+]", "{lun = 1, fcp_statistics = {input_requests = 1}}");
+    set(world, "adapter[0].port[0].remote[0].lun[0].fcp_statistics.input_requests", "2");
+    set(world, "adapter[0].port[0].remote[0].lun", "[]");
+    set(world, "adapter[0].port[0].remote", "[]");
+    set(world, "adapter[0].port[0].statistics.tx_frames", "1");
+    set(world, "adapter[0].port", "[]");
+    EXPECT_TRUE(world.at({})->mAdapters[0].mPorts.empty());
+}
+
 TEST(World, RemovedStatisticsAreNotSupported)
 {
     World world = worldOf(twoPortWorld);

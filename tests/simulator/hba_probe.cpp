@@ -17,6 +17,7 @@
 
 #include <dlfcn.h>
 #include <hbaapi.h>
+#include <unistd.h>
 
 #include "tests/simulator/ProbeLibrary.h"
 #include "tests/simulator/Steps.h"
@@ -133,6 +134,16 @@ void printPendingError(std::string const& aPath)
     }
 }
 
+/// Closes all descriptors that the program does not know, as many programs do before they start another one.
+void closeFiles(std::string const&)
+{
+    constexpr int mostFiles = 1024;
+    for (int file = 3; file < mostFiles; ++file)
+    {
+        ::close(file);
+    }
+}
+
 /// Exit function that calls the library after the exit functions of the library.
 void callLastly()
 {
@@ -216,6 +227,7 @@ std::mutex gEventMutex;
 std::condition_variable gEventArrived;
 int gEvents = 0;
 HBA_CALLBACKHANDLE gCallback = nullptr;
+HBA_CALLBACKHANDLE gNewAdaptersCallback = nullptr;
 char gLinkBuffer[4] = {};
 
 void countEvent()
@@ -302,7 +314,8 @@ Steps const steps = {
      [](std::string const&)
      {
          std::printf("watch adapters: %u\n",
-                     HBA_RegisterForAdapterAddEvents(onAdapterEvent, dataNamed("new adapter"), &gCallback));
+                     HBA_RegisterForAdapterAddEvents(onAdapterEvent, dataNamed("new adapter"),
+                                                     &gNewAdaptersCallback));
      }},
     {"watchAdapter",
      [](std::string const&)
@@ -322,6 +335,8 @@ Steps const steps = {
                                                sizeof gLinkBuffer, gHandle, &gCallback));
      }},
     {"unwatch", [](std::string const&) { std::printf("unwatch: %u\n", HBA_RemoveCallback(gCallback)); }},
+    {"unwatchAdapters", [](std::string const&)
+     { std::printf("unwatch adapters: %u\n", HBA_RemoveCallback(gNewAdaptersCallback)); }},
     {"await", awaitEvents},
     {"load", [](std::string const&) { std::printf("load: %u\n", HBA_LoadLibrary()); }},
     {"free", [](std::string const&) { std::printf("free: %u\n", HBA_FreeLibrary()); }},
@@ -334,6 +349,7 @@ Steps const steps = {
     {"port", printPort},
     {"mappings", printMappings},
     {"luns", printLuns},
+    {"closefiles", closeFiles},
     {"lun", printLun},
     {"statistics",
      [](std::string const& aIndex)

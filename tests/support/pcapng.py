@@ -136,3 +136,13 @@ def packet(order, data, time=0, number=0, drops=None, identity=None):
             options += option(order, code, struct.pack(order + "Q", count))
     return block(order, PACKET, struct.pack(order + "IIIII", number, time >> 32, time & 0xFFFFFFFF, len(data), len(data))
                  + _padded(data) + options)
+
+
+def rewritten(original, order):
+    """The section's interfaces and packets in a byte order."""
+    data = section(order, original.hardware.encode(), original.comment.encode())
+    for each in original.interfaces:
+        data += interface(order, each.name.encode(), each.description.encode(), each.link_type)
+    for each in original.packets:
+        data += packet(order, each.data, each.time, each.interface, each.drops, each.id)
+    return data

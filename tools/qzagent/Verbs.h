@@ -2,6 +2,9 @@
 /// The verbs of qzagent. Each function adds one verb with its arguments and its action to the command line.
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "tools/qzagent/cli/CommandLine.h"
 
 namespace qzagent
@@ -49,5 +52,10 @@ void addStatistics(CommandLine& aCommandLine);
 void addVendor(CommandLine& aCommandLine);
 
 /// Registers for diagnostic events and shows or records them as they arrive.
+/// @{
 void addWatch(CommandLine& aCommandLine);
+
+/// @param aOutputName name of the capture for messages; none for its path
+void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine);
+/// @}
 }  // namespace qzagent

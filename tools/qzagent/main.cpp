@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <clocale>
+#include <csignal>
 #include <exception>
 #include <new>
 #include <optional>
@@ -188,6 +189,8 @@ void show(Output& aOutput, int aCount, char const* const* aArguments, Report& aR
 
 int main(int aCount, char** aArguments)
 {
+    // Exceeding the file size limit must be a write error, not a signal.
+    std::signal(SIGXFSZ, SIG_IGN);
     qzagent::Output output;
     std::setlocale(LC_CTYPE, "");
     qzagent::ErrorStream errors;

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "tests/support/Process.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace
 {
@@ -103,6 +104,22 @@ ProcessResult runAgentInOn(std::string const& aScript, std::string const& aScena
 {
     TemporaryFile const scenario(aScenario, ".toml");
     return run({"sh", "-c", aScript, "sh", SIMULATOR, "--scenario", scenario.path(), "--"}, aArguments, {});
+}
+
+ProcessResult runAgentUntilFaults(std::string const& aScenario, Arguments const& aArguments,
+                                  std::string const& aScript)
+{
+    ScratchFolder const folder;
+    std::string const control = folder.path() / "control";
+    TemporaryFile const scenario(aScenario, ".toml");
+    // A shell makes the commands that it starts in the background ignore SIGINT.
+    std::string const script =
+        "env --default-signal \"$@\" & agent=$!; while kill -0 $agent 2>/dev/null && ! " +
+        quoted({SIMULATOR_CONTROL, control, "verify"}) + " >/dev/null 2>&1; do sleep 0.05; done; " + aScript +
+        "; wait $agent";
+    return run(
+        {"sh", "-c", script, "sh", SIMULATOR, "--control", control, "--scenario", scenario.path(), "--"},
+        aArguments, {});
 }
 
 ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,

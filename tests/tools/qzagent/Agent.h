@@ -39,6 +39,11 @@ ProcessResult runAgentIn(std::string const& aScript, Arguments const& aArguments
 ProcessResult runAgentInOn(std::string const& aScript, std::string const& aScenario,
                            Arguments const& aArguments);
 
+/// Runs the agent on the simulated host of a scenario, and a shell script as soon as each fault of the scenario has
+/// struck. In the script, $agent is the agent's process.
+ProcessResult runAgentUntilFaults(std::string const& aScenario, Arguments const& aArguments,
+                                  std::string const& aScript);
+
 /// Runs the agent on its own terminal. The output contains everything on the terminal, including standard error.
 /// @param aShellText appended to the agent's command, such as "| cat"
 ProcessResult runAgentOnTerminal(Arguments const& aArguments, Environment const& aEnvironment,

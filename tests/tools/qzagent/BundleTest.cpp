@@ -150,6 +150,20 @@ TEST_F(QzagentBundle, HasDocumentsAsTheVerbsPrintThem)
     EXPECT_TRUE(satisfies(document("latency").dump(), "latency"));
 }
 
+TEST_F(QzagentBundle, NamesTheFileInTheMessagesOfTheRecording)
+{
+    bundle(hostOfBundle);
+    EXPECT_THAT(document("watch")["messages"].dump(), HasSubstr("; recording in " + mPath + "\""));
+    EXPECT_THAT(content(), Not(HasSubstr("/proc/self/fd")));
+}
+
+TEST_F(QzagentBundle, DoesNotNameItsFoldersInAnAnonymisedFile)
+{
+    anonymised(hostOfBundle);
+    EXPECT_THAT(document("watch")["messages"].dump(), HasSubstr("; recording in visit.pcapng\""));
+    EXPECT_THAT(content(), Not(HasSubstr(mFolder.path().string())));
+}
+
 TEST_F(QzagentBundle, CanOnlyBeReadByItsOwner)
 {
     bundle(hostOfBundle);
@@ -265,7 +279,7 @@ TEST_F(QzagentBundle, RecordsPlainEventsWithoutQuazorEvents)
     EXPECT_EQ(document("watch")["exit_status"], 0);
 }
 
-TEST_F(QzagentBundle, KillsAVerbThatHangs)
+TEST_F(QzagentBundle, KillsAVerbThatHangsAndNamesTheCall)
 {
     ProcessResult const result =
         bundle(hostOfBundle + "[[fault]]\ncall = \"HBA_GetFcpTargetMapping\"\nnth = 1\ndelay_ms = 60000\n",
@@ -273,7 +287,10 @@ TEST_F(QzagentBundle, KillsAVerbThatHangs)
     EXPECT_EQ(result.mExitStatus, 1);
     json const ports = document("ports");
     EXPECT_THAT(ports["messages"], SizeIs(1));
-    EXPECT_EQ(ports["messages"][0]["text"], "the process of ports did not answer within 2 s and was killed");
+    EXPECT_EQ(ports["messages"][0]["text"],
+              "the process of ports did not answer within 2 s and was killed: HBA_GetFcpTargetMapping has "
+              "not returned "
+              "(example-fc-0: target mappings)");
     EXPECT_TRUE(satisfies(ports.dump(), "ports"));
 }
 
@@ -352,6 +369,19 @@ TEST_F(QzagentBundle, KeepsAnExistingFile)
     EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_EQ(result.mErrors, "qzagent: cannot write " + mPath + ": File exists\n");
     EXPECT_EQ(content(), "precious");
+}
+
+TEST_F(QzagentBundle, LeavesNoFileOnAFullDisk)
+{
+    if (IS_COUNTED)
+    {
+        GTEST_SKIP() << "the limit also applies to the coverage data that the agent writes";
+    }
+    ProcessResult const result = runAgentInOn(R"(ulimit -f 2; exec "$@")", hostOfBundle,
+                                              {"bundle", "--output", mPath, "--seconds", "1"});
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: cannot write " + mPath + ": File too large"));
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_FALSE(std::filesystem::exists(mPath));
 }
 
 TEST_F(QzagentBundle, RefusesAShortKeyBeforeItBegins)

@@ -8,6 +8,7 @@
 #include "tests/support/FreshProcess.h"
 #include "tests/tools/qzagent/Captures.h"
 #include "tests/tools/qzagent/FileLimit.h"
+#include "tools/qzagent/capture/CaptureFile.h"
 #include "tools/qzagent/capture/CaptureWriter.h"
 
 using qzagent::CaptureWriteError;
@@ -75,6 +76,13 @@ TEST_F(CaptureWriterTest, AppendsToAnExistingCapture)
     append(writer, longRecord);
     EXPECT_EQ(content(), longRecord + shortRecord + longRecord);
     EXPECT_EQ(writer.numberOfRecords(), 3u);
+}
+
+TEST_F(CaptureWriterTest, StopsChecking)
+{
+    mFolder.write("events.capture", longRecord);
+    EXPECT_THROW(CaptureWriter(mPath, [] { return true; }), qzagent::Interrupted);
+    EXPECT_EQ(content(), longRecord);
 }
 
 TEST_F(CaptureWriterTest, RefusesACaptureWithATruncatedRecordAndLeavesItUnchanged)

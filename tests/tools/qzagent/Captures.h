@@ -14,6 +14,7 @@
 #include "tests/support/Bytes.h"
 #include "tests/support/Records.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/tools/qzagent/FileLimit.h"
 
 /// The bytes of a file.
 inline std::string contentOf(std::string const& aPath)
@@ -27,24 +28,6 @@ class CaptureFixture : public testing::Test
 {
 protected:
     std::string content() const { return contentOf(mPath); }
-
-    static void liftLimit()
-    {
-        rlimit limit{};
-        ::getrlimit(RLIMIT_FSIZE, &limit);
-        limit.rlim_cur = limit.rlim_max;
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-
-    static void limitFiles(rlim_t aSize)
-    {
-        rlimit limit{};
-        ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-        limit.rlim_cur = aSize;
-        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-        // gcov writes its counts at exit. A count file that is cut would break every later process.
-        ASSERT_EQ(std::atexit(&liftLimit), 0);
-    }
 
     ScratchFolder mFolder;
     std::string const mPath = mFolder.path() / "events.capture";

@@ -123,15 +123,18 @@ TEST_F(QzagentDiff, GivesUpWhenTheHostDoesNotAnswer)
         runAgentOn("[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\ndelay_ms = 60000\n",
                    {"diff", "--part-timeout", "1", mBefore});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: the process of inventory did not answer within 1 s and was killed\n");
+    EXPECT_EQ(
+        result.mErrors,
+        "qzagent: the process of inventory did not answer within 1 s and was killed: HBA_LoadLibrary has "
+        "not returned (loading of the HBA libraries)\n");
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
 TEST_F(QzagentDiff, EndsWithASignalThatInterruptsTheLook)
 {
     ProcessResult const result =
-        runAgentInOn("timeout --preserve-status -s INT 1 \"$@\"",
-                     "[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\ndelay_ms = 60000\n", {"diff", mBefore});
+        runAgentUntilFaults("[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\ndelay_ms = 60000\n",
+                            {"diff", mBefore}, "kill -INT $agent");
     EXPECT_EQ(result.mErrors, "qzagent: interrupted during inventory\n");
     EXPECT_EQ(result.mExitStatus, 3);
 }
@@ -206,7 +209,7 @@ TEST_F(QzagentDiff, RefusesADeeplyNestedDocument)
 {
     std::string const path = mFolder.write("deep", std::string(1'000'000, '['));
     ProcessResult const result = runAgent({"diff", path, mBefore});
-    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": more than 32 levels\n");
+    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": nested more than 100 levels deep\n");
     EXPECT_EQ(result.mExitStatus, 3);
 }
 

@@ -165,7 +165,7 @@ TEST_F(QzagentDocumentRecording, RefusesAFileThatAnotherProcessWrites)
 {
     record("ports");
     std::string const before = content();
-    qzagent::AppendedFile const writer(mPath);
+    qzagent::AppendedFile const writer(mPath, mPath);
     for (char const* const verb : {"ports", "latency"})
     {
         ProcessResult const result = record(verb);

@@ -2,6 +2,7 @@
 /// A limit on the size of files, for a test in a fresh process.
 #pragma once
 
+#include <csignal>
 #include <cstdlib>
 
 #include <gtest/gtest.h>
@@ -15,9 +16,11 @@ inline void liftFileLimit()
     ::setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-/// Limits the size of the files that this process writes, until it exits.
+/// Limits the size of the files that this process writes, until it exits. Exceeding the limit is a write error, as in the
+/// agent.
 inline void limitFiles(rlim_t aSize)
 {
+    std::signal(SIGXFSZ, SIG_IGN);
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
     limit.rlim_cur = aSize;

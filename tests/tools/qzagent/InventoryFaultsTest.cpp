@@ -243,6 +243,21 @@ TEST(QzagentInventoryFaults, ShowsAListOfMoreLunsThanTheLibraryAcceptsWithANote)
     EXPECT_EQ(result.mExitStatus, 0) << "a third request would fail";
 }
 
+TEST(QzagentInventoryFaults, NotesATargetWithManyLunsOnceWhateverTheNumberOfItsPortsAndAdapters)
+{
+    std::string const node = "node_wwn = \"50:00:00:00:ab:00:00:00\"\n";
+    std::string const twoPorts = targetNumbered(1, 513) + node + targetNumbered(2, 513) + node;
+    std::string const errors =
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) + twoPorts + targetNumbered(3, 513) +
+                       adapterNamed("example-fc-1") + portNumbered(2) + twoPorts,
+                   {"inventory"})
+            .mErrors;
+    EXPECT_THAT(linesOf(errors),
+                testing::ElementsAre(
+                    HasSubstr("example-fc-0: 50:00:00:00:ab:00:00:01: the target reports 513 LUNs"),
+                    HasSubstr("example-fc-0: 50:00:00:00:ab:00:00:03: the target reports 513 LUNs")));
+}
+
 TEST(QzagentInventoryFaults, ClosesTheAdapterAndFreesTheLibraryAfterAFailure)
 {
     std::string const trace = runAgentOn(shippedScenario("faulty-port"), {"inventory", "--trace"}).mErrors;

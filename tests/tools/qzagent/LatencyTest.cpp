@@ -36,9 +36,14 @@ std::string const targetsOfTwoAdapters =
 std::string const oneFails = targetsOfTwoAdapters + fault("HBA_SendReportLUNs", "3", "HBA_STATUS_ERROR",
                                                           "port_wwn = \"50:00:00:00:ab:00:00:02\"\n");
 
-char const* const failedReport =
-    "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed (code "
-    "802): HBA_STATUS_ERROR (1) in call 15, HBA_SendReportLUNs\n";
+/// @param aCall number of the call that fails
+std::string failedReport(unsigned int aCall)
+{
+    return "qzagent: example-fc-0: 50:00:00:00:ab:00:00:02: QZCHbaapiEx: HBA_SendReportLUNs method failed "
+           "(code "
+           "802): HBA_STATUS_ERROR (1) in call " +
+           std::to_string(aCall) + ", HBA_SendReportLUNs\n";
+}
 
 unsigned int sumOfBuckets(nlohmann::json const& aLatencies)
 {
@@ -126,14 +131,31 @@ TEST(QzagentLatency, ComputesTheFiguresOfAnAdapterFromTheValuesOfItsTargetPorts)
                        ports[1]["latencies"]["latency_us"]["maximum"].get<double>()));
 }
 
-TEST(QzagentLatency, QueriesTheTargetPortsInTurn)
+TEST(QzagentLatency, QueriesTheTargetPortsOfAnAdapterInTurn)
 {
     // The second request to each port of the first adapter fails, so each port has one answer before any has two.
     ProcessResult const result = runAgentOn(
-        targetsOfTwoAdapters + fault("HBA_SendReportLUNs", "\"4-6\"", "HBA_STATUS_ERROR"), {"latency"});
-    EXPECT_THAT(result.mErrors,
-                AllOf(HasSubstr("ab:00:00:01"), HasSubstr("ab:00:00:02"), HasSubstr("ab:00:00:03")));
-    EXPECT_EQ(result.mOutput, "");
+        targetsOfTwoAdapters + fault("HBA_SendReportLUNs", "\"3-4\"", "HBA_STATUS_ERROR"), {"latency"});
+    EXPECT_THAT(result.mErrors, AllOf(HasSubstr("ab:00:00:01"), HasSubstr("ab:00:00:02")));
+    EXPECT_THAT(result.mOutput,
+                AllOf(StartsWith("example-fc-1, target port 50:00:00:00:ab:00:00:03: 10 I/Os\n"),
+                      HasSubstr("\nall: 10 I/Os\n")));
+}
+
+TEST(QzagentLatency, PrintsTheChartsOfEachAdapterTogether)
+{
+    std::vector<std::string> titles;
+    for (std::string const& line : linesOf(runAgentOn(targetsOfTwoAdapters, {"latency"}).mOutput))
+    {
+        if (line.find(" I/Os") != std::string::npos)
+        {
+            titles.push_back(line.substr(0, line.find(": ")));
+        }
+    }
+    EXPECT_THAT(titles, testing::ElementsAre(
+                            "example-fc-0, target port 50:00:00:00:ab:00:00:01",
+                            "example-fc-0, target port 50:00:00:00:ab:00:00:02", "example-fc-0",
+                            "example-fc-1, target port 50:00:00:00:ab:00:00:03", "example-fc-1", "all"));
 }
 
 TEST(QzagentLatency, MeasuresOnlyTheSelectedAdapter)
@@ -168,7 +190,7 @@ TEST(QzagentLatency, MeasuresATargetPortWithMoreLunsThanFitTheFirstRequest)
 TEST(QzagentLatency, ReportsAndOmitsATargetPortThatFails)
 {
     ProcessResult const result = runAgentOn(oneFails, {"latency"});
-    EXPECT_EQ(result.mErrors, failedReport);
+    EXPECT_EQ(result.mErrors, failedReport(11));
     EXPECT_THAT(result.mOutput,
                 AllOf(HasSubstr("\nall: 20 I/Os\n"), Not(HasSubstr("50:00:00:00:ab:00:00:02"))));
     EXPECT_EQ(result.mExitStatus, 1);
@@ -239,14 +261,24 @@ TEST(QzagentLatency, EscapesNamesThatWouldMoveTheCursor)
 
 TEST(QzagentLatency, PrintsATableForEachInterval)
 {
-    ProcessResult const result = runAgentInOn("timeout --preserve-status -s INT 2.5 \"$@\"",
-                                              targetsOfTwoAdapters, {"latency", "--interval", "1"});
+    ScratchFolder const folder;
+    std::string const output = folder.path() / "output";
+    ProcessResult const result =
+        runAgentInOn("env --default-signal \"$@\" >'" + output +
+                         "' & agent=$!; for i in $(seq 600); do [ $(grep -c TARGET.PORT '" + output +
+                         "') -ge 2 ] && break; sleep 0.1; done; kill -INT $agent; wait $agent; status=$?; "
+                         "cat '" +
+                         output + "'; exit $status",
+                     targetsOfTwoAdapters, {"latency", "--interval", "1"});
     std::vector<std::string> const lines = linesOf(result.mOutput);
-    EXPECT_THAT(lines, Contains(MatchesRegex("2[-0-9]+T[0-9:.]+Z, [0-9.]+ s")).Times(3));
-    EXPECT_THAT(lines, Contains(StartsWith("ADAPTER      TARGET PORT ")).Times(3));
-    EXPECT_THAT(
-        lines,
-        Contains(MatchesRegex("example-fc-1 50:00:00:00:ab:00:00:03 +[1-9][0-9]*( +[0-9.]+){6}")).Times(3));
+    auto const isHeader = [](std::string const& aLine)
+    { return aLine.rfind("ADAPTER      TARGET PORT ", 0) == 0; };
+    auto const tables = static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), isHeader));
+    EXPECT_GE(tables, 2u);
+    EXPECT_THAT(lines, Contains(MatchesRegex("2[-0-9]+T[0-9:.]+Z, [0-9.]+ s")).Times(tables));
+    EXPECT_THAT(lines,
+                Contains(MatchesRegex("example-fc-1 50:00:00:00:ab:00:00:03 +[1-9][0-9]*( +[0-9.]+){6}"))
+                    .Times(tables));
     EXPECT_THAT(lines, Contains(MatchesRegex("all: [0-9]+ I/Os"))) << "the total follows";
     EXPECT_THAT(result.mErrors, MatchesRegex("qzagent: note: interrupted after [0-9]+ answers\n"));
     EXPECT_EQ(result.mExitStatus, 0);
@@ -274,7 +306,7 @@ TEST(QzagentLatency, OmitsATargetPortThatFailedFromTheIntervals)
     nlohmann::json const ports = nlohmann::json::parse(result.mOutput)["target_ports"];
     ASSERT_EQ(ports.size(), 2u);
     EXPECT_EQ(ports[1]["port_wwn"], "50:00:00:00:ab:00:00:03");
-    EXPECT_EQ(result.mErrors, failedReport);
+    EXPECT_EQ(result.mErrors, failedReport(15));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -282,12 +314,13 @@ TEST(QzagentLatency, PrintsWhatItHasMeasuredWhenItIsInterrupted)
 {
     for (std::string const signal : {"INT", "TERM"})
     {
-        ProcessResult const result =
-            runAgentInOn("timeout --preserve-status -s " + signal + " 0.5 \"$@\"", targetsOfTwoAdapters,
-                         {"latency", "--json", "--count", "1000000"});
+        ProcessResult const result = runAgentUntilFaults(
+            targetsOfTwoAdapters + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 3\ndelay_ms = 1\n",
+            {"latency", "--json", "--count", "1000000"}, "kill -" + signal + " $agent");
         EXPECT_TRUE(satisfies(result.mOutput, "latency"));
         nlohmann::json const document = documentOf(result);
         EXPECT_GT(document["latencies"]["io_count"], 0);
+        EXPECT_EQ(document["adapters"].size(), 1u) << "the second adapter is not opened";
         EXPECT_EQ(document["messages"][0]["text"],
                   "interrupted after " + document["latencies"]["io_count"].dump() + " answers");
         EXPECT_EQ(result.mExitStatus, 0);
@@ -296,28 +329,27 @@ TEST(QzagentLatency, PrintsWhatItHasMeasuredWhenItIsInterrupted)
 
 TEST(QzagentLatency, EndsAfterASecondSignalDuringACallThatDoesNotReturn)
 {
-    ProcessResult const result = runAgentInOn(
-        "\"$@\" & sleep 0.5; kill -INT $!; sleep 0.2; kill -INT $!; sleep 1; kill -TERM $!; wait $!; echo $?",
+    ProcessResult const result = runAgentUntilFaults(
         targetsOfTwoAdapters + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 1\ndelay_ms = 60000\n",
-        {"latency"});
-    EXPECT_EQ(result.mOutput, "143\n") << "SIGTERM ends it, the SIGINT shortly after the first one does not";
+        {"latency"}, "kill -INT $agent; sleep 0.2; kill -INT $agent; sleep 1; kill -TERM $agent");
+    EXPECT_EQ(result.mExitStatus, 143) << "SIGTERM ends it, the SIGINT shortly after the first one does not";
 }
 
 TEST(QzagentLatency, PrintsWhatItHasMeasuredWhenASecondSignalEndsACallThatDoesNotReturn)
 {
-    std::string const signals = " & sleep 0.5; kill -INT $!; sleep 1.2; kill -TERM $!; wait $!; echo $? >&2";
+    std::string const signals = "kill -INT $agent; sleep 1.2; kill -TERM $agent";
     std::string const scenario =
         targetsOfTwoAdapters + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 3\ndelay_ms = 60000\n";
     ScratchFolder const folder;
     std::string const file = folder.path() / "latency";
     ProcessResult const json =
-        runAgentInOn("\"$@\"" + signals, scenario, {"latency", "--json", "--output", file});
-    EXPECT_THAT(json.mErrors, AllOf(StartsWith("qzagent: interrupted: HBA_SendReportLUNs has not returned ("),
-                                    HasSubstr("\n143\n")));
+        runAgentUntilFaults(scenario, {"latency", "--json", "--output", file}, signals);
+    EXPECT_EQ(json.mExitStatus, 143);
+    EXPECT_THAT(json.mErrors, StartsWith("qzagent: interrupted: HBA_SendReportLUNs has not returned ("));
     EXPECT_TRUE(satisfies(json.mOutput, "latency"));
     EXPECT_EQ(documentOf(json)["latencies"]["io_count"], 2);
     EXPECT_FALSE(std::filesystem::exists(file));
-    ProcessResult const text = runAgentInOn("\"$@\"" + signals, scenario, {"latency"});
+    ProcessResult const text = runAgentUntilFaults(scenario, {"latency"}, signals);
     EXPECT_THAT(text.mOutput, HasSubstr("example-fc-0"));
 }
 
@@ -411,8 +443,9 @@ TEST(QzagentLatencyTimeout, ShowsWhatWasMeasuredInJson)
     EXPECT_TRUE(satisfies(result.mOutput, "latency"));
     nlohmann::json const document = documentOf(result);
     EXPECT_EQ(document["latencies"]["io_count"], 7);
-    EXPECT_EQ(document["adapters"][0]["target_ports"][0]["latencies"]["io_count"], 3);
-    EXPECT_EQ(document["adapters"][1]["latencies"]["io_count"], 2);
+    ASSERT_EQ(document["adapters"].size(), 1u);
+    EXPECT_EQ(document["adapters"][0]["target_ports"][0]["latencies"]["io_count"], 4);
+    EXPECT_EQ(document["adapters"][0]["latencies"]["io_count"], 7);
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -423,6 +456,31 @@ TEST(QzagentLatencyTimeout, ShowsWhatWasMeasuredAsCharts)
     EXPECT_EQ(result.mErrors,
               "qzagent: timeout after 1 s: HBA_SendReportLUNs has not returned (example-fc-0: latency of "
               "50:00:00:00:ab:00:00:02)\n");
+}
+
+/// Each target port of the first adapter answers ten times, that of the second adapter never.
+std::string const secondAdapterHangs =
+    targetsOfTwoAdapters + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 21\ndelay_ms = 3600000\n";
+
+TEST(QzagentLatencyTimeout, ShowsTheAdapterBeforeTheOneThatHangsOnce)
+{
+    ProcessResult const result = runAgentOn(secondAdapterHangs, {"latency", "--timeout", "2"});
+    EXPECT_THAT(linesOf(result.mOutput),
+                AllOf(Contains("example-fc-0: 20 I/Os").Times(1), Contains("all: 20 I/Os").Times(1)));
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("has not returned (example-fc-1: latency of 50:00:00:00:ab:00:00:03)"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentLatency, ShowsTheAdapterBeforeTheOneThatHangsWithoutATimeout)
+{
+    ScratchFolder const folder;
+    std::string const file = folder.path() / "output";
+    ProcessResult const result =
+        runAgentInOn("\"$@\" >" + file + " & for i in $(seq 600); do grep -q 'example-fc-0: 20' " + file +
+                         " && break; sleep 0.1; done; kill -KILL $!; cat " + file,
+                     secondAdapterHangs, {"latency"});
+    EXPECT_THAT(result.mOutput, AllOf(HasSubstr("\nexample-fc-0: 20 I/Os\n"), Not(HasSubstr("\nall: "))));
 }
 
 TEST(QzagentLatencyTimeout, WritesNoDocumentAfterTheLinesOfIntervals)

@@ -33,6 +33,19 @@ public:
         return block(body.u32(0), 1);
     }
 
+    /// @param aDescription empty for no such option
+    PcapngBuilder& unnamed(std::string const& aDescription)
+    {
+        ByteMaker body(mIsBigEndian);
+        body.u16(147).u16(0).u32(0);
+        if (!aDescription.empty())
+        {
+            option(body, 3, aDescription);
+        }
+        option(body, 9, "\x09");
+        return block(body.u32(0), 1);
+    }
+
     /// @param aDropped 0 for no such option
     PcapngBuilder& packet(std::uint32_t aInterface, std::uint64_t aTime, std::string const& aData,
                           std::uint64_t aDropped = 0)

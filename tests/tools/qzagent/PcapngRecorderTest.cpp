@@ -97,14 +97,14 @@ TEST_F(PcapngFileTest, ANewSectionBeginsWhenTheWallClockIsSet)
     qzagent::WatchClock const clock;
     std::vector<qzagent::Board> const boards;
     qzagent::LibvqmVersions const versions;
-    PcapngRecorder recorder({mPath, {}, {}, std::chrono::seconds(0)},
+    PcapngRecorder recorder({mPath, "capture", {}, {}, std::chrono::seconds(0)},
                             {boards, versions, drops, clock, report});
     std::string const header = content();
     recorder.startSection();
     std::string const start = header.substr(0, 4);
     EXPECT_EQ(content().substr(header.size(), 4), start);
     EXPECT_EQ(recorder.written(), 0u);
-    EXPECT_EQ(recorder.path(), mPath);
+    EXPECT_EQ(recorder.name(), "capture");
     EXPECT_EQ(recorder.size(), content().size());
 }
 
@@ -119,7 +119,7 @@ TEST_F(PcapngFileTest, RecordsTimesAfter2038)
     qzagent::WatchClock const clock(now, now);
     std::vector<qzagent::Board> const boards;
     qzagent::LibvqmVersions const versions;
-    PcapngRecorder recorder({mPath, {}, {}, std::chrono::seconds(0)},
+    PcapngRecorder recorder({mPath, "capture", {}, {}, std::chrono::seconds(0)},
                             {boards, versions, drops, clock, report});
     qz::QueuedEvent event{};
     event.mHead.mTime = clock.now();

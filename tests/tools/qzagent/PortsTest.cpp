@@ -93,10 +93,9 @@ TEST(QzagentPorts, ShowsAPortThatFailsBesideTheOthers)
     ProcessResult const result = runAgentOn(
         portsWithTargets + fault("HBA_GetAdapterPortAttributes", "1", "HBA_STATUS_ERROR_UNAVAILABLE"),
         {"ports"});
-    EXPECT_EQ(
-        withSingleBlanks(result.mOutput),
-        heading + std::string("example-fc-0 0 - - - - - - - - - -\n"
-                              "example-fc-0 1 10:00:00:00:c9:00:00:02 - - NPORT ONLINE UNKNOWN - 1 1 4\n"));
+    EXPECT_EQ(withSingleBlanks(result.mOutput),
+              heading + std::string("example-fc-0 0 - - - - - - - - - -\n"
+                                    "example-fc-0 1 10:00:00:00:c9:00:00:02 - - NPORT ONLINE - - 1 1 4\n"));
     EXPECT_EQ(result.mErrors,
               "qzagent: example-fc-0: port 0: QZCHbaapiEx: HBA_GetAdapterPortAttributes method failed (code "
               "802): HBA_STATUS_ERROR_UNAVAILABLE (12) in call 5, HBA_GetAdapterPortAttributes\n");

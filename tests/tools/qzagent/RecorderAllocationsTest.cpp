@@ -111,7 +111,7 @@ protected:
 TEST_F(RecorderAllocations, NothingOfABareRecordWhoseEncodingFailsIsWritten)
 {
     auto const make = [this](std::string const& aPath)
-    { return std::make_unique<qzagent::RecordsRecorder>(aPath, mReport); };
+    { return std::make_unique<qzagent::RecordsRecorder>(aPath, mReport, [] { return false; }); };
     checkEachAllocation(make, takenBy(make, 1), takenBy(make, 2));
 }
 
@@ -125,7 +125,7 @@ TEST_F(RecorderAllocations, NothingOfAPacketWhoseEncodingFailsIsWritten)
     auto const make = [&](std::string const& aPath)
     {
         return std::make_unique<qzagent::PcapngRecorder>(
-            qzagent::RecorderOptions{aPath, {}, {}, std::chrono::seconds(0)},
+            qzagent::RecorderOptions{aPath, aPath, {}, {}, std::chrono::seconds(0)},
             qzagent::RecorderSources{boards, versions, drops, clock, mReport});
     };
     checkEachAllocation(make, takenBy(make, 1), takenBy(make, 2));

@@ -299,9 +299,12 @@ TEST(QzagentStatistics, EndsAfterASignalWithoutAnError)
 {
     for (std::string const signal : {"INT", "TERM"})
     {
-        ProcessResult const result = runAgentInOn("timeout --preserve-status -s " + signal + " 1.5 \"$@\"",
-                                                  growingPort, {"statistics", "--json", "--interval", "1"});
-        EXPECT_EQ(linesOf(result.mOutput).size(), 1u);
+        ScratchFolder const folder;
+        std::string const output = folder.path() / "output";
+        ProcessResult const result = runAgentInOn(
+            "env --default-signal \"$@\" >'" + output + "' & agent=$!; while kill -0 $agent && ! [ -s '" +
+                output + "' ]; do sleep 0.05; done; kill -" + signal + " $agent; wait $agent",
+            growingPort, {"statistics", "--json", "--interval", "1"});
         EXPECT_EQ(result.mErrors, "");
         EXPECT_EQ(result.mExitStatus, 0);
     }
@@ -309,10 +312,9 @@ TEST(QzagentStatistics, EndsAfterASignalWithoutAnError)
 
 TEST(QzagentStatistics, EndsAfterASignalDuringALook)
 {
-    ProcessResult const result =
-        runAgentInOn("timeout --preserve-status -s INT 0.5 \"$@\"",
-                     growingPort + "[[fault]]\ncall = \"HBA_GetPortStatistics\"\nnth = 1\ndelay_ms = 60000\n",
-                     {"statistics", "--interval", "30"});
+    ProcessResult const result = runAgentUntilFaults(
+        growingPort + "[[fault]]\ncall = \"HBA_GetPortStatistics\"\nnth = 1\ndelay_ms = 60000\n",
+        {"statistics", "--interval", "30"}, "kill -INT $agent");
     EXPECT_EQ(result.mOutput, "");
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);

@@ -189,6 +189,18 @@ TEST(QzagentTimeout, ShowsTheVersionsWhenNoBoardAnswers)
               "ITEM VALUE\nlibrary version 2.1.0\ndriver version 4.0.12\n");
 }
 
+TEST(QzagentTimeout, ShowsTheVersionsThatWereReadBeforeACallOfTheOpeningHangs)
+{
+    auto const versionsBefore = [](std::string const& aCall)
+    {
+        nlohmann::json const document = documentOf(runAgentOn(
+            shippedScenario("diagnostic-events") + hangs(aCall), {"vendor", "--timeout", "1", "--json"}));
+        return std::vector{document.value("library_version", ""), document.value("driver_version", "")};
+    };
+    EXPECT_THAT(versionsBefore("VQM_GetDrvInfo"), testing::ElementsAre("2.1.0", "4.0.12"));
+    EXPECT_THAT(versionsBefore("VQM_InitDiagEnv"), testing::Contains(""));
+}
+
 TEST(QzagentTimeout, NamesTheLunOfACommandThatHangs)
 {
     ProcessResult const result = runAgentOn(

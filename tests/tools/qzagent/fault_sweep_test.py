@@ -6,6 +6,7 @@ import pathlib
 import re
 import subprocess
 import tempfile
+import threading
 import unittest
 
 import jsonschema
@@ -54,38 +55,73 @@ STATUSES = [f"HBA_STATUS_{name}" for name in """
 RESULTS = (1, 2, 255, 0xFFFFFFFF)
 
 INVENTORY, LUNS, LATENCY = ("inventory",), ("inventory", "--luns"), ("latency", "--count", "2")
-HBA_VERBS = (("adapters",), ("ports",), INVENTORY, LUNS, ("statistics",), LATENCY)
+INTERVALS = (*LATENCY, "--interval", "3600")
+HBA_VERBS = (("adapters",), ("ports",), INVENTORY, LUNS, ("statistics",), LATENCY, INTERVALS)
+COUNTING = ("statistics", "--interval", "1", "--count", "1")
 WATCH = ("watch", "--seconds", "1", "--count", "1", "--output", "/dev/null")
 VQM_VERBS = (("vendor",), WATCH, (*WATCH, "--plain"))
+BUNDLE = ("bundle", "--seconds", "1", "--output")
 
-SECONDS = 20  # a run that takes longer hangs
+SECONDS = 60  # a run that takes longer hangs
 
-# The verbs that need each call. They fail if the call returns an error.
-NEED = {
+# The verbs that make each call. They fail if it returns an error, except when the library is freed.
+READING, MEASURING = HBA_VERBS[:5], HBA_VERBS[5:]
+CALLERS = {
     "HBA_LoadLibrary": HBA_VERBS,
-    "HBA_FreeLibrary": (),
+    "HBA_FreeLibrary": HBA_VERBS,
     "HBA_GetAdapterName": HBA_VERBS,
     "HBA_OpenAdapter": HBA_VERBS,
-    "HBA_GetAdapterAttributes": HBA_VERBS[:5],
-    "HBA_GetAdapterPortAttributes": HBA_VERBS[:5],
+    "HBA_GetAdapterAttributes": READING,
+    "HBA_GetAdapterPortAttributes": READING,
     "HBA_GetDiscoveredPortAttributes": (("ports",), INVENTORY, LUNS),
-    "HBA_GetPortAttributesByWWN": (),
     "HBA_GetPortStatistics": (("statistics",),),
-    "HBA_GetFcpTargetMapping": (("ports",), INVENTORY, LUNS, LATENCY),
-    "HBA_SendReportLUNs": (INVENTORY, LUNS, LATENCY),
+    "HBA_GetFcpTargetMapping": (("ports",), INVENTORY, LUNS, *MEASURING),
+    "HBA_SendReportLUNs": (INVENTORY, LUNS, *MEASURING),
     "HBA_SendScsiInquiry": (LUNS,),
     "HBA_SendReadCapacity": (LUNS,),
 }
+HARMLESS = "HBA_FreeLibrary"
 
-HBA_CALLS = list(NEED)
-OTHER_CALLS = [call for call in CALLS if call.startswith("HBA_") and call not in NEED]
+# Answers that are wrong although their status is right: the call, the keys of the fault, and a pattern for each error. No
+# pattern where the answer is credible.
+WITHOUT_DATA = r"HBA_STATUS_OK \(0\) without data in call \d+, {}"
+UNCHANGED = r"no answer, the HBA library left the buffer unchanged \(code 802\): HBA_STATUS_OK \(0\) in call \d+, {}"
+IMPLAUSIBLE = r"implausible number of {}: 4294967295 \(at most \d+\)"
+MORE_DATA = 'status = "HBA_STATUS_ERROR_MORE_DATA"\ncount = '
+WRONG_ANSWERS = (
+    *((call, "untouched = true", WITHOUT_DATA.format(call))
+      for call in ("HBA_GetAdapterAttributes", "HBA_GetAdapterPortAttributes", "HBA_GetDiscoveredPortAttributes",
+                   "HBA_GetFcpTargetMapping")),
+    *((call, "untouched = true", UNCHANGED.format(call))
+      for call in ("HBA_SendReportLUNs", "HBA_SendScsiInquiry", "HBA_SendReadCapacity")),
+    ("HBA_GetPortStatistics", "untouched = true", None),
+    ("HBA_GetAdapterAttributes", "count = 4294967295", IMPLAUSIBLE.format("ports")),
+    ("HBA_GetAdapterAttributes", "count = 3", r"HBA_STATUS_ERROR_ILLEGAL_INDEX \(6\)"),
+    ("HBA_GetAdapterAttributes", "count = 0", r"ZERO Ports on the Adapter"),
+    ("HBA_GetAdapterPortAttributes", "count = 0", None),
+    *(("HBA_GetFcpTargetMapping", MORE_DATA + str(count), f"implausible number of mappings, {count} after room for ")
+      for count in (0, 1, 256, 1000000, 4294967295)),
+    *(("HBA_GetFcpTargetMapping", f"count = {count}", None) for count in (0, 1)),
+    ("HBA_GetFcpTargetMapping", "count = 4294967295", "254 of 256 target mappings name no port"),
+    ("HBA_GetFcpTargetMapping", "entries = 1", "1 of 2 target mappings name no port"),
+    ("HBA_GetFcpTargetMapping", "garbage = true", None),
+    ("HBA_SendReportLUNs", "list_length = 4294967295", r"implausible list of 4294967295 bytes"),
+    ("HBA_SendReportLUNs", "list_length = 7", None),
+    ("HBA_SendReportLUNs", "missing = 1", None),
+    ("HBA_SendReportLUNs", "length = 3", r"short answer, 3 of 4 bytes"),
+    ("HBA_SendReportLUNs", "length = 12", r"short answer, 12 of 24 bytes"),
+    ("HBA_SendScsiInquiry", "length = 5", r"short answer, 5 of 36 bytes"),
+    ("HBA_SendReadCapacity", "length = 5", r"short answer, 5 of 8 bytes"),
+)
+
+HBA_CALLS = list(CALLERS)
 
 # The common library returns no status of the HBA library from these calls.
 WITHOUT_STATUS = ("HBA_LoadLibrary", "HBA_OpenAdapter")
 
 
 def validators():
-    """The validator of each verb's document, which needs the file of its schema only."""
+    """The validator of each document, which needs the file of its schema only."""
     found = {}
     for path in SCHEMAS.glob("*.schema.json"):
         schema = json.loads(path.read_text(encoding="utf-8"))
@@ -95,6 +131,9 @@ def validators():
 
 VALIDATORS = validators()
 
+# A validator resolves the references of a schema with a state of its own, so one thread at a time may use it.
+VALIDATING = threading.Lock()
+
 
 NOTHING_TO_WATCH = "nothing to watch: no board is registered"
 
@@ -102,7 +141,10 @@ NOTHING_TO_WATCH = "nothing to watch: no board is registered"
 # Programs with sanitizers start slowly, so only a part of the sweep runs on them. The step is prime, so that it meets
 # every call, every answer and every verb.
 IS_SANITIZED = b"__asan_init" in pathlib.Path(QZAGENT).read_bytes()
-SANITIZED_STEP = 7
+SANITIZED_STEP = 11
+
+# How many runs wait at the same time.
+WAITING = 8
 
 
 def boards_not_found(number):
@@ -140,65 +182,118 @@ def expected_vqm_errors(call, result, verb):
     return []
 
 
+def simulated():
+    """The environment in which qzsim starts programs, so that the sweep starts it only once."""
+    with tempfile.NamedTemporaryFile("w", suffix=".toml") as file:
+        result = subprocess.run([QZSIM, "--scenario", file.name, "--", "env", "-0"], capture_output=True, text=True,
+                                check=True, timeout=SECONDS)
+    return dict(line.split("=", 1) for line in result.stdout.split("\0") if line)
+
+
+ENVIRONMENT = simulated()
+
+
 def fault(call, answer):
     key = "result" if call in VQM_CALLS else "status"
-    return f'\n[[fault]]\ncall = "{call}"\nnth = "1+"\n{key} = {json.dumps(answer)}\n'
+    return fault_with(call, f"{key} = {json.dumps(answer)}")
+
+
+def fault_with(call, keys):
+    return f'\n[[fault]]\ncall = "{call}"\nnth = "1+"\n{keys}\n'
 
 
 def run(scenario, verb, *options):
     with tempfile.NamedTemporaryFile("w", suffix=".toml") as file:
         file.write(scenario)
         file.flush()
-        command = [QZSIM, "--scenario", file.name, "--", QZAGENT, *options, *verb]
-        return subprocess.run(command, capture_output=True, check=False, timeout=SECONDS)
+        return subprocess.run([QZAGENT, *options, *verb], env=ENVIRONMENT | {"QZSIM_SCENARIO": file.name},
+                              capture_output=True, check=False, timeout=SECONDS)
+
+
+def base_of(call):
+    return BOARDS if call in VQM_CALLS else SCENARIO
 
 
 def faulty(call, answer):
-    return (BOARDS if call in VQM_CALLS else SCENARIO) + fault(call, answer)
+    return base_of(call) + fault(call, answer)
+
+
+def schema_of(verb):
+    return f"{verb[0]}-interval" if "--interval" in verb else verb[0]
 
 
 def check(call, answer, verb):
     """Runs a verb while each call of a kind fails.
 
     Returns what is wrong with the run, one text each."""
-    try:
-        result = run(faulty(call, answer), verb, "--json")
-    except subprocess.TimeoutExpired:
-        return [f"took longer than {SECONDS} seconds"]
+    result = run(faulty(call, answer), verb, "--json")
     found = list(problems_of_document(verb, result))
-    if not found and call in HBA_CALLS:
+    if not found and call in HBA_CALLS and "--interval" not in verb:
         found = list(problems_of_causes(call, answer, verb, result))
     return found or list(problems_of_text(call, answer, verb, result))
 
 
 def check_text(call, answer, verb):
     """The same for a run that writes text."""
-    try:
-        result = run(faulty(call, answer), verb)
-    except subprocess.TimeoutExpired:
-        return [f"took longer than {SECONDS} seconds"]
+    result = run(faulty(call, answer), verb)
     if result.returncode not in (0, 1):
         return [f"ended with {result.returncode}"]
     return list(problems_of_text(call, answer, verb, result))
+
+
+def check_wrong_answer(call, keys, pattern, verb):
+    """The same for a call that succeeds with a wrong answer."""
+    result = run(SCENARIO + fault_with(call, keys), verb, "--json")
+    found = list(problems_of_document(verb, result))
+    lines = error_lines(result)
+    if bool(lines) != (pattern is not None) or result.returncode != bool(lines):
+        found.append(f"ended with {result.returncode} and the errors {lines[:3]}")
+    if pattern is not None and not all(re.search(pattern, line) for line in lines):
+        found.append(f"the errors do not name the cause: {lines[:3]}")
+    return found
+
+
+def check_bundle(call, answer):
+    """A bundle, whose verbs run in their own processes, has the errors of all of them."""
+    with tempfile.TemporaryDirectory() as folder:
+        path = pathlib.Path(folder) / "visit.pcapng"
+        result = run(faulty(call, answer), (*BUNDLE, path), "--json")
+        found = list(problems_of_document(("bundle",), result))
+        if not path.exists():
+            found.append("wrote no file")
+    if bool(result.returncode) != bool(error_lines(result)):
+        found.append(f"ended with {result.returncode} and the errors {error_lines(result)[:3]}")
+    return found
 
 
 def problems_of_document(verb, result):
     if result.returncode not in (0, 1):
         yield f"ended with {result.returncode}: {result.stderr.decode('utf-8', 'replace')[-300:]}"
         return
+    is_whole = "--interval" not in verb
     try:
-        document = json.loads(result.stdout)
+        texts = [result.stdout] if is_whole else result.stdout.splitlines()
+        documents = list(map(json.loads, texts))
     except ValueError as error:
         yield f"wrote no JSON: {error}"
         return
-    for error in VALIDATORS[verb[0]].iter_errors(document):
-        yield f"the document breaks its schema at {list(error.absolute_path)}: {error.message[:200]}"
-    if document["exit_status"] != result.returncode:
-        yield f"ended with {result.returncode}, and the document says {document['exit_status']}"
+    for document in documents:
+        with VALIDATING:
+            errors = list(VALIDATORS[schema_of(verb)].iter_errors(document))
+        for error in errors:
+            yield f"the document breaks its schema at {list(error.absolute_path)}: {error.message[:200]}"
+        if is_whole and document["exit_status"] != result.returncode:
+            yield f"ended with {result.returncode}, and the document says {document['exit_status']}"
 
 
 def errors_in(result):
     return [message for message in json.loads(result.stdout)["messages"] if message["severity"] == "error"]
+
+
+def error_lines(result):
+    """The common library of the HBA API writes lines of its own."""
+    return [line for line in result.stderr.decode("utf-8").splitlines()
+            if line.startswith("qzagent: ") and not line.startswith("qzagent: note: ")]
 
 
 def status_of(call, answer):
@@ -208,13 +303,13 @@ def status_of(call, answer):
 
 def problems_of_text(call, answer, verb, result):
     """The messages name the cause, and there is one if the exit code is 1."""
-    # The common library of the HBA API writes lines of its own.
-    lines = [line for line in result.stderr.decode("utf-8").splitlines()
-             if line.startswith("qzagent: ") and not line.startswith("qzagent: note: ")]
+    lines = error_lines(result)
     if (result.returncode != 0) != bool(lines):
         yield f"ended with {result.returncode} and the errors {lines[:3]}"
     if call in HBA_CALLS:
         patterns = [rf".* \({status_of(call, answer)}\).* in call \d+, {call}"] * len(lines)
+        if answer == "HBA_STATUS_ERROR" and bool(lines) != (call != HARMLESS):
+            yield f"has {len(lines)} errors"
     else:
         patterns = [f"qzagent: {pattern}" for pattern in expected_vqm_errors(call, answer, verb)]
     if len(patterns) != len(lines) or not all(map(re.fullmatch, patterns, lines)):
@@ -228,21 +323,20 @@ def problems_of_causes(call, answer, verb, result):
               for error in errors_in(result)]
     if any(cause != (call, status) for cause in causes):
         yield f"the causes are not status {status} of {call}: {causes}"
-    if answer == "HBA_STATUS_ERROR" and bool(causes) != (verb in NEED[call]):
-        yield f"has {len(causes)} errors"
 
 
 class FaultSweep(unittest.TestCase):
-    def sweep(self, calls, answers, verbs):
-        runs = [(call, answer, verb) for call in calls for answer in answers for verb in verbs]
-        self.run_all(check, runs[::SANITIZED_STEP] if IS_SANITIZED else runs)
-
-    def run_all(self, checked, runs):
+    def run_all(self, checked, runs, workers=2):
         self.assertGreater(len(runs), 0)
-        with concurrent.futures.ThreadPoolExecutor(2) as pool:
-            for (call, answer, verb), found in zip(runs, pool.map(lambda one: checked(*one), runs)):
-                with self.subTest(call=call, answer=answer, verb=" ".join(verb)):
+        with concurrent.futures.ThreadPoolExecutor(workers) as pool:
+            for arguments, found in zip(runs, pool.map(lambda one: checked(*one), runs)):
+                with self.subTest(run=" ".join(map(str, arguments))):
                     self.assertEqual([], found)
+
+    def sweep(self, runs):
+        # The runs that wait for a busy adapter come first, beside others.
+        runs = sorted(runs, key=lambda run: run[1] != "HBA_STATUS_ERROR_BUSY")
+        self.run_all(check, runs[::SANITIZED_STEP] if IS_SANITIZED else runs, WAITING)
 
     def test_no_verb_fails_without_a_fault(self):
         for scenario, verbs in ((SCENARIO, HBA_VERBS), (BOARDS, VQM_VERBS)):
@@ -260,23 +354,38 @@ class FaultSweep(unittest.TestCase):
         self.assertEqual(set(STATUSES), set(re.findall(r'\{"(HBA_STATUS_[A-Z0-9_]+)"', source)))
 
     def test_no_verb_makes_another_call(self):
-        for index, call in enumerate(OTHER_CALLS):
-            verb = HBA_VERBS[index % len(HBA_VERBS)]
-            with self.subTest(call=call, verb=" ".join(verb)):
-                self.assertEqual(0, run(faulty(call, "HBA_STATUS_ERROR"), verb).returncode)
+        """An error of a call that the verb does not make changes nothing, so one status is enough."""
+        for verb in HBA_VERBS:
+            scenario = SCENARIO + "".join(fault(call, "HBA_STATUS_ERROR") for call in CALLS
+                                          if call.startswith("HBA_") and verb not in CALLERS.get(call, ()))
+            with self.subTest(verb=" ".join(verb)):
+                self.assertEqual(0, run(scenario, verb).returncode)
 
-    def test_every_status_of_every_hba_call_in_every_verb(self):
-        self.sweep(HBA_CALLS, STATUSES, HBA_VERBS)
+    def test_every_status_of_every_hba_call_in_every_verb_that_makes_it(self):
+        self.sweep([(call, answer, verb) for call, verbs in CALLERS.items() for answer in STATUSES for verb in verbs])
 
     def test_every_result_of_every_diagnostic_call_in_every_verb(self):
-        self.sweep(VQM_CALLS, RESULTS, VQM_VERBS)
+        self.sweep([(call, answer, verb) for call in VQM_CALLS for answer in RESULTS for verb in VQM_VERBS])
 
     def test_an_answer_of_every_call_in_every_verb_that_writes_text(self):
-        for calls, answers, verbs in ((HBA_CALLS, STATUSES, HBA_VERBS), (VQM_CALLS, RESULTS, VQM_VERBS)):
-            pairs = [(call, verb) for call in calls for verb in verbs]
+        for calls, answers, verbs in ((CALLERS, STATUSES, HBA_VERBS), (VQM_CALLS, RESULTS, VQM_VERBS)):
+            pairs = [(call, verb) for call in calls for verb in verbs if verb in CALLERS.get(call, verbs)]
             # Each pair has another answer, so that all answers occur.
             self.run_all(check_text, [(call, answers[index % len(answers)], verb)
                                       for index, (call, verb) in enumerate(pairs)])
+
+    def test_every_wrong_answer_of_every_hba_call_in_every_verb_that_makes_it(self):
+        self.run_all(check_wrong_answer, [(*answer, verb) for answer in WRONG_ANSWERS for verb in CALLERS[answer[0]]])
+
+    def test_every_hba_call_of_statistics_that_are_read_again(self):
+        # Each run waits for its interval.
+        calls = [call for call, verbs in CALLERS.items() if ("statistics",) in verbs]
+        self.run_all(check, [(call, "HBA_STATUS_ERROR", COUNTING) for call in calls], WAITING)
+
+    def test_every_call_in_a_bundle(self):
+        # Each run with boards waits for events.
+        answers = [(call, "HBA_STATUS_ERROR") for call in CALLERS] + [(call, 1) for call in VQM_CALLS]
+        self.run_all(check_bundle, answers[::SANITIZED_STEP] if IS_SANITIZED else answers, WAITING)
 
 
 if __name__ == "__main__":

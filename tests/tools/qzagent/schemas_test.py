@@ -168,6 +168,8 @@ class Schema(unittest.TestCase):
             ("adapters/0/ports/0/surplus", 1),
             ("adapters/0/ports/0/state", "UP"),
             ("adapters/0/ports/0/state", NOTHING),
+            ("adapters/0/ports/0/speed", NOTHING),
+            ("adapters/0/ports/0/supported_speeds", NOTHING),
             ("adapters/0/ports/0/supported_speeds/0", "3GBIT"),
             ("adapters/0/ports/0/fc_id", "0x000000"),
             ("adapters/0/ports/0/remote_ports/0/surplus", 1),

@@ -33,16 +33,6 @@ NAMES = ["vendor", "ports", "inventory", "statistics-start", "latency", "watch",
 DOCUMENT = 149  # link type USER2
 
 
-def rewritten(section, order):
-    """The section's interfaces and packets in a byte order."""
-    data = pcapng.section(order, section.hardware.encode(), section.comment.encode())
-    for each in section.interfaces:
-        data += pcapng.interface(order, each.name.encode(), each.description.encode(), each.link_type)
-    for each in section.packets:
-        data += pcapng.packet(order, each.data, each.time, each.interface, each.drops, each.id)
-    return data
-
-
 class Bundles(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -58,7 +48,7 @@ class Bundles(unittest.TestCase):
         cls.paths = [written]
         for name, order in (("little", pcapng.LITTLE), ("big", pcapng.BIG)):
             cls.paths.append(folder / name)
-            cls.paths[-1].write_bytes(rewritten(cls.section, order))
+            cls.paths[-1].write_bytes(pcapng.rewritten(cls.section, order))
 
     def test_documents_are_packets_without_numbers_of_named_interfaces(self):
         documents = [each for each in self.section.interfaces if each.link_type == DOCUMENT]

@@ -16,6 +16,7 @@ import threading
 import time
 import unittest
 
+import libpcap
 import pcapng
 from programs import QZAGENT, QZSIM
 
@@ -162,6 +163,31 @@ class File(Recordings):
         self.assertRegex(infos.stdout, "Capture hardware: +" + os.uname().nodename)
         self.assertRegex(infos.stdout, f"Description = {FIRST} {SECOND}")
 
+    @unittest.skipUnless(libpcap.IS_AVAILABLE, "libpcap is not installed")
+    def test_libpcap_reads_both_byte_orders(self):
+        self.watch(ONE_SOURCE, "--count", "100")
+        self.watch(ONE_SOURCE, "--count", "10")
+        sections = self.sections()
+        expected = [(packet.time, packet.data) for section in sections for packet in section.packets]
+        for order in None, pcapng.LITTLE, pcapng.BIG:
+            with self.subTest(order):
+                if order:
+                    self.path.write_bytes(b"".join(pcapng.rewritten(section, order) for section in sections))
+                self.assertEqual(libpcap.packets(self.path), (pcapng.SCOPE_DATA, expected))
+
+    @unittest.skipUnless(shutil.which("mergecap"), "mergecap is not installed")
+    def test_mergecap_merges_both_byte_orders(self):
+        self.watch(ONE_SOURCE, "--count", "100")
+        section, = self.sections()
+        copies = [self.folder / "little", self.folder / "big"]
+        for path, order in zip(copies, (pcapng.LITTLE, pcapng.BIG)):
+            path.write_bytes(pcapng.rewritten(section, order))
+        merged = self.folder / "merged"
+        subprocess.run(["mergecap", "-w", merged, self.path, *copies], check=True, timeout=60)
+        # The lines have no host, which mergecap does not keep.
+        shown = [subprocess.run([QZAGENT, "show", path], check=True, capture_output=True, timeout=60).stdout.splitlines()
+                 for path in (self.path, merged)]
+        self.assertTrue(sorted(shown[1]) == sorted(shown[0] * 3), shown[1][0])
 
     @unittest.skipUnless(shutil.which("tshark") and shutil.which("capinfos"), "tshark is not installed")
     def test_wireshark_stops_at_a_record_over_256_kib_and_the_agent_does_not(self):
@@ -199,6 +225,19 @@ class Appending(Recordings):
         self.assertIn(f"qzagent: note: {self.path}: removed its last 40 bytes, a block that was cut\n", result.stderr)
         self.assertTrue(self.path.read_bytes().startswith(whole[:end] + b"\n\r\r\n"))
         self.assertEqual([len(section.packets) for section in self.sections()], [5, 1])
+
+    def test_whole_blocks_behind_damage_are_kept_with_a_note(self):
+        self.watch(ONE_SOURCE, "--count", "5")
+        whole = bytearray(self.path.read_bytes())
+        packet = whole.index(record(0)) - 28
+        whole[packet + 6] ^= 1  # a byte of its length
+        self.path.write_bytes(whole)
+        result = self.watch(ONE_SOURCE, "--count", "1")
+        self.assertIn(f"qzagent: note: {self.path}: damaged before its last blocks; qzagent repair copies what is whole\n",
+                      result.stderr)
+        self.assertTrue(self.path.read_bytes().startswith(whole + b"\n\r\r\n"))
+        shown = subprocess.run([QZAGENT, "show", self.path], capture_output=True, text=True, check=False)
+        self.assertEqual(shown.stdout.count("\n"), 4 + 1)
 
     def test_a_file_of_the_other_byte_order_is_continued(self):
         other = ">" if struct.pack("=I", 1) == struct.pack("<I", 1) else "<"

@@ -17,6 +17,7 @@
 #include <poll.h>
 
 #include "tools/qzagent/cli/ChildProcess.h"
+#include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/Failure.h"
 #include "tools/qzagent/cli/PartialAnswer.h"
 #include "tools/qzagent/cli/Report.h"
@@ -31,7 +32,7 @@ constexpr std::size_t largestDocument = std::size_t{256} << 20U;
 constexpr std::chrono::seconds timeToStop{2};
 
 /// @return the exit code, and the document
-ChildProcess::Bytes runInChild(Setting const& aSetting, void (*aAdd)(CommandLine&),
+ChildProcess::Bytes runInChild(Setting const& aSetting, AddVerb const& aAdd,
                                std::vector<std::string> const& aArguments)
 {
     std::vector<char const*> arguments{toolName, "--json"};
@@ -64,11 +65,13 @@ ChildProcess::Bytes runInChild(Setting const& aSetting, void (*aAdd)(CommandLine
 }  // namespace
 
 std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignals& aSignals,
-                                             std::chrono::seconds aLimit, void (*aAdd)(CommandLine&),
+                                             std::chrono::seconds aLimit, AddVerb const& aAdd,
                                              std::vector<std::string> const& aArguments)
 {
     using Clock = std::chrono::steady_clock;
     auto end = Clock::now() + aLimit;
+    // The message about a process that hangs names its call.
+    shareCurrentStep();
     ChildProcess child([&] { return runInChild(aSetting, aAdd, aArguments); }, largestDocument);
     std::array<pollfd, 2> descriptors{{{child.descriptor(), POLLIN, 0}, {aSignals.descriptor(), POLLIN, 0}}};
     bool isStopped = false;
@@ -83,7 +86,7 @@ std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignal
                 return {};
             }
             throw std::runtime_error(
-                fmt::format("did not answer within {} s and was killed", aLimit.count()));
+                fmt::format("did not answer within {} s and was killed: {}", aLimit.count(), currentPlace()));
         }
         aSignals.take();
         if (!isStopped && aSignals.hasArrived())

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,9 @@
 
 namespace qzagent
 {
+/// Adds a verb to a command line.
+using AddVerb = std::function<void(CommandLine&)>;
+
 /// What a verb found.
 struct VerbDocument
 {
@@ -26,8 +30,9 @@ struct VerbDocument
 /// @param aAdd       adds the verb to a command line
 /// @param aArguments the verb and its options
 /// @return none when a signal arrived and the verb did not end within two seconds after SIGTERM; it is killed then
-/// @throws std::exception "was killed by signal ..." and the like or "did not answer within S s and was killed"
+/// @throws std::exception "was killed by signal ..." and the like, or "did not answer within S s and was killed: ..."
+///         with the call that hangs
 std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignals& aSignals,
-                                             std::chrono::seconds aLimit, void (*aAdd)(CommandLine&),
+                                             std::chrono::seconds aLimit, AddVerb const& aAdd,
                                              std::vector<std::string> const& aArguments);
 }  // namespace qzagent

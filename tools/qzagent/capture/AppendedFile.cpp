@@ -1,7 +1,6 @@
 #include "tools/qzagent/capture/AppendedFile.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -24,14 +23,13 @@ namespace
 constexpr mode_t onlyOwner = 0600;
 }  // namespace
 
-AppendedFile::AppendedFile(std::string const& aPath)
+AppendedFile::AppendedFile(std::string const& aPath, std::string const& aName)
     : mPath(aPath),
+      mName(aName),
       // O_NONBLOCK keeps open() from waiting for the other end of a pipe.
       mDescriptor(std::make_shared<Descriptor const>(
           ::open(aPath.c_str(), O_RDWR | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, onlyOwner)))
 {
-    // Exceeding the file size limit must be a write error, not a signal.
-    std::signal(SIGXFSZ, SIG_IGN);
     if (mDescriptor->number() < 0)
     {
         refuse(std::strerror(errno));
@@ -137,6 +135,6 @@ void AppendedFile::sync() const
 
 void AppendedFile::refuse(std::string const& aReason) const
 {
-    throw CaptureWriteError(fmt::format("cannot write {}: {}", mPath, aReason));
+    throw CaptureWriteError(fmt::format("cannot write {}: {}", mName, aReason));
 }
 }  // namespace qzagent

@@ -32,13 +32,15 @@ public:
         int mError;            ///< the error number; 0 when everything was written
     };
 
+    /// @param aName name of the file for messages
     /// @throws CaptureWriteError when the file cannot be opened, or another process has locked it
-    explicit AppendedFile(std::string const& aPath);
+    AppendedFile(std::string const& aPath, std::string const& aName);
     ~AppendedFile();
     AppendedFile(AppendedFile const&) = delete;
     AppendedFile& operator=(AppendedFile const&) = delete;
 
-    std::string const& path() const { return mPath; }
+    /// Name of the file for messages.
+    std::string const& name() const { return mName; }
 
     bool isDevice() const { return mIsDevice; }
 
@@ -66,7 +68,7 @@ public:
     /// @throws CaptureWriteError when the device reports an error
     void sync() const;
 
-    /// @throws CaptureWriteError "cannot write PATH: REASON"
+    /// @throws CaptureWriteError "cannot write NAME: REASON"
     [[noreturn]] void refuse(std::string const& aReason) const;
 
 private:
@@ -75,6 +77,7 @@ private:
     std::uint64_t realSize() const;
 
     std::string const mPath;
+    std::string const mName;
     std::shared_ptr<Descriptor const> const mDescriptor;
     bool mIsDevice = false;
     std::uint64_t mSize = 0;

@@ -35,9 +35,9 @@ int open(std::string const& aPath)
 }  // namespace
 
 CaptureFile::CaptureFile(std::string const& aPath, Reading aReading, std::optional<CaptureForm> const& aForm,
-                         int aStop)
+                         int aStop, std::optional<std::string> const& aName)
     : mPath(aPath),
-      mName(aPath == standardInput ? "standard input" : aPath),
+      mName(aName.value_or(aPath == standardInput ? "standard input" : aPath)),
       mDescriptor(open(aPath)),
       mReading(aReading),
       mStop(aStop),

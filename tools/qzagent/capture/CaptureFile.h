@@ -41,9 +41,10 @@ public:
     /// @param aPath path of the file; "-" for standard input
     /// @param aForm the form; none when the first bytes tell it
     /// @param aStop a descriptor that ends reading with an error when it becomes readable; -1 for none
+    /// @param aName name of the file for messages; none for its path
     /// @throws CaptureError when the file cannot be opened
     CaptureFile(std::string const& aPath, Reading aReading, std::optional<CaptureForm> const& aForm,
-                int aStop);
+                int aStop, std::optional<std::string> const& aName = {});
 
     /// Name of the file for messages.
     std::string const& name() const { return mName; }

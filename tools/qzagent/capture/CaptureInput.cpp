@@ -96,6 +96,6 @@ void CaptureInput::open()
 {
     mFile = std::make_unique<CaptureFile>(
         mPath, mOptions.mIsFollowed ? CaptureFile::Reading::following : CaptureFile::Reading::toTheEnd,
-        mOptions.mForm, mOptions.mStop);
+        mOptions.mForm, mOptions.mStop, mOptions.mName);
 }
 }  // namespace qzagent

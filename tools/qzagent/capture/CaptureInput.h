@@ -22,6 +22,7 @@ struct CaptureOptions
     std::optional<CaptureForm> mForm;             ///< none when the first bytes tell it
     bool mIsFollowed = false;                     ///< whether to wait for what is appended
     int mStop = -1;  ///< a descriptor that ends reading when it becomes readable; -1 for none
+    std::optional<std::string> mName;  ///< of the file, for messages; none for its path
     std::set<std::string> mOwnInputs;  ///< paths at which no followed capture continues
 };
 

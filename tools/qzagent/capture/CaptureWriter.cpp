@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include <fmt/format.h>
@@ -12,6 +13,7 @@
 #include <sys/types.h>
 
 #include "agentkit/include/ScopeDataView.h"
+#include "tools/qzagent/capture/CaptureFile.h"
 #include "tools/qzagent/capture/Damage.h"
 
 namespace qzagent
@@ -53,10 +55,15 @@ private:
 };
 }  // namespace
 
-CaptureWriter::CaptureWriter(std::string const& aPath) : mFile(aPath)
+CaptureWriter::CaptureWriter(std::string const& aPath, std::function<bool()> const& aMustStop)
+    : mFile(aPath, aPath)
 {
     for (std::uint64_t position = 0; position < mFile.size();)
     {
+        if (aMustStop())
+        {
+            throw Interrupted();
+        }
         position = checkRecords(position);
     }
 }

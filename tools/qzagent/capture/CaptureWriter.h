@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "agentkit/include/Bytes.h"
@@ -16,8 +17,11 @@ class CaptureWriter
 {
 public:
     /// Opens or creates the capture, and locks it against other writers while this object exists.
+    /// @param aMustStop asked again and again during the check of existing records; ends it with an error
     /// @throws CaptureWriteError when the file cannot be opened, is locked, or is not a complete capture
-    explicit CaptureWriter(std::string const& aPath);
+    /// @throws Interrupted
+    explicit CaptureWriter(
+        std::string const& aPath, std::function<bool()> const& aMustStop = [] { return false; });
 
     /// Appends one record. A record that cannot be written in full is removed again.
     /// @param aRecord the complete encoded form of a record

@@ -15,6 +15,7 @@
 #include "tools/qzagent/capture/CaptureDocument.h"
 #include "tools/qzagent/capture/CaptureForm.h"
 #include "tools/qzagent/capture/DocumentPieces.h"
+#include "tools/qzagent/capture/PcapngFile.h"
 #include "tools/qzagent/capture/SectionOfHost.h"
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/NewFile.h"
@@ -69,13 +70,15 @@ void DocumentRecording::check() const
     {
         throw CaptureWriteError(fmt::format("cannot write {}: it is not a pcapng file", *mPath));
     }
-    noteRepair(PcapngFile(*mPath));
+    PcapngFile const file(*mPath);
+    addNote(file.damageNote());
+    addNote(file.repairNote());
 }
 
 void DocumentRecording::append(nlohmann::ordered_json aKeys) const
 {
     PcapngFile file(*mPath);
-    noteRepair(file);
+    addNote(file.repairNote());
     CaptureDocument const document = makeCaptureDocument(
         mSetting.mCommand, mSetting.mReport.document(mSetting.mCommand, std::move(aKeys)));
     pcapng::BlockWriter blocks;
@@ -88,11 +91,11 @@ void DocumentRecording::append(nlohmann::ordered_json aKeys) const
     file.file().sync();
 }
 
-void DocumentRecording::noteRepair(PcapngFile const& aFile) const
+void DocumentRecording::addNote(std::optional<std::string> const& aNote) const
 {
-    if (std::optional<std::string> const note = aFile.repairNote())
+    if (aNote)
     {
-        mSetting.mReport.addNote(*note);
+        mSetting.mReport.addNote(*aNote);
     }
 }
 }  // namespace qzagent

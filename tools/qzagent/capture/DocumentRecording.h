@@ -8,7 +8,6 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "tools/qzagent/capture/PcapngFile.h"
 #include "tools/qzagent/cli/CommandLine.h"
 
 namespace qzagent
@@ -33,7 +32,7 @@ public:
 private:
     void check() const;
     void append(nlohmann::ordered_json aKeys) const;
-    void noteRepair(PcapngFile const& aFile) const;
+    void addNote(std::optional<std::string> const& aNote) const;
 
     Setting const& mSetting;
     std::optional<std::string> const mPath;

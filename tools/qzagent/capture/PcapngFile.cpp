@@ -66,7 +66,7 @@ WholeBlocks wholeBlocksIn(qz::Bytes aBytes)
 }
 }  // namespace
 
-PcapngFile::PcapngFile(std::string const& aPath) : mFile(aPath)
+PcapngFile::PcapngFile(std::string const& aPath, std::string const& aName) : mFile(aPath, aName)
 {
     if (mFile.size() != 0)
     {
@@ -77,16 +77,17 @@ PcapngFile::PcapngFile(std::string const& aPath) : mFile(aPath)
 void PcapngFile::checkEnd()
 {
     std::uint64_t const size = mFile.size();
-    std::optional<std::uint64_t> const end = pcapng::endOfLastBlock(FileInput(mFile), largestBlock);
-    if (!end && size > largestHeader)
+    std::optional<pcapng::LastBlock> const last = pcapng::findLastBlock(FileInput(mFile), largestBlock);
+    if (!last && size > largestHeader)
     {
         mFile.refuse("it does not end with pcapng blocks");
     }
-    if (!mFile.shorten(end.value_or(0)))
+    if (!mFile.shorten(last ? last->mEnd : 0))
     {
         mFile.refuse("a block at its end is cut and cannot be removed");
     }
     mRemovedBytes = size - mFile.size();
+    mIsDamaged = last && last->mIsBehindDamage;
 }
 
 std::optional<std::string> PcapngFile::repairNote() const
@@ -94,7 +95,15 @@ std::optional<std::string> PcapngFile::repairNote() const
     return mRemovedBytes == 0
                ? std::nullopt
                : std::optional(fmt::format("{}: removed its last {} bytes, a block that was cut",
-                                           mFile.path(), mRemovedBytes));
+                                           mFile.name(), mRemovedBytes));
+}
+
+std::optional<std::string> PcapngFile::damageNote() const
+{
+    return mIsDamaged
+               ? std::optional(fmt::format(
+                     "{}: damaged before its last blocks; qzagent repair copies what is whole", mFile.name()))
+               : std::nullopt;
 }
 
 void PcapngFile::append(qz::Bytes aBlocks)

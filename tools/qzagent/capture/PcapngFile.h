@@ -15,13 +15,21 @@ namespace qzagent
 class PcapngFile
 {
 public:
-    /// Opens or creates the file. A cut block at its end is removed. Only the end of the file is read, so this takes no
-    /// longer for a large file.
+    /// Opens or creates the file. A cut block at its end is removed. Whole blocks are never removed, also behind damage.
+    /// Only the end of the file is read, so this takes no longer for a large file.
     /// @throws CaptureWriteError when the file cannot be opened, is locked, or is no pcapng file
-    explicit PcapngFile(std::string const& aPath);
+    /// @{
+    explicit PcapngFile(std::string const& aPath) : PcapngFile(aPath, aPath) {}
+
+    /// @param aName name of the file for messages
+    PcapngFile(std::string const& aPath, std::string const& aName);
+    /// @}
 
     /// @return that the constructor removed a cut block; none if it did not
     std::optional<std::string> repairNote() const;
+
+    /// @return that the end of the file has damage, which remains; none if it has none
+    std::optional<std::string> damageNote() const;
 
     /// Appends whole blocks with one write.
     /// @throws CaptureWriteError when they cannot be written in full. Then the whole blocks among them remain
@@ -37,6 +45,7 @@ private:
 
     AppendedFile mFile;
     std::uint64_t mRemovedBytes = 0;
+    bool mIsDamaged = false;
     std::uint64_t mPackets = 0;
 };
 }  // namespace qzagent

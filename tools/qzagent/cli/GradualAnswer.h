@@ -35,12 +35,7 @@ public:
     GradualAnswer(Setting const& aSetting, Keys aKeys, Text aText)
         : mSetting(aSetting), mKeys(std::move(aKeys)), mText(std::move(aText))
     {
-        mSetting.mPartial.provide(
-            [this]
-            {
-                std::lock_guard const lock(mMutex);
-                return unshown();
-            });
+        mSetting.mPartial.provide([this] { return partial(); });
         if (!mSetting.mIsJson)
         {
             mThread = std::thread([this] { showEarly(); });
@@ -59,6 +54,14 @@ public:
         std::lock_guard const lock(mMutex);
         mItems.push_back(std::move(aItem));
         mChange.notify_one();
+    }
+
+    /// @return the items so far, without the text that has been written. It is the partial answer of the verb, unless the
+    ///         verb provides another one. Thread-safe
+    Answer partial()
+    {
+        std::lock_guard const lock(mMutex);
+        return unshown();
     }
 
     /// @return the result without the text that has been written

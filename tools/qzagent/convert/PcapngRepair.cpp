@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -14,6 +15,7 @@
 
 #include "pcapng/ByteOrder.h"
 #include "pcapng/Format.h"
+#include "tools/qzagent/capture/BoardInterface.h"
 #include "tools/qzagent/capture/CaptureItems.h"
 #include "tools/qzagent/capture/Damage.h"
 #include "tools/qzagent/capture/LinkTypes.h"
@@ -42,6 +44,14 @@ public:
         return *this;
     }
 
+    BlockMaker& addOption(pcapng::Option aOption, std::string_view aValue)
+    {
+        add(static_cast<std::uint16_t>(aOption)).add(static_cast<std::uint16_t>(aValue.size()));
+        mBody.insert(mBody.end(), aValue.begin(), aValue.end());
+        mBody.resize(mBody.size() + pcapng::paddingAfter(aValue.size()));
+        return *this;
+    }
+
     std::vector<unsigned char> block(pcapng::BlockType aType) const
     {
         auto const size = static_cast<std::uint32_t>(mBody.size() + pcapng::smallestBlock);
@@ -55,6 +65,12 @@ private:
     pcapng::ByteOrder mOrder;
     std::vector<unsigned char> mBody;
 };
+
+/// @return the names of the board, if the record has them
+std::string descriptionIn(qz::ScopeDataView const& aRecord)
+{
+    return aRecord.hasNames() ? interfaceOfBoard({}, aRecord.first(), aRecord.second()).mDescription : "";
+}
 }  // namespace
 
 PcapngRepair::PcapngRepair(pcapng::Input& aInput, std::size_t aLargest, Write const& aWrite,
@@ -94,7 +110,7 @@ void PcapngRepair::take(pcapng::Item const& aItem)
     }
     else if (auto const* const statistics = std::get_if<pcapng::Statistics>(&aItem))
     {
-        if (describe(statistics->mInterface))
+        if (describe(statistics->mInterface, {}))
         {
             copy();
         }
@@ -119,7 +135,7 @@ void PcapngRepair::take(pcapng::InterfaceStart const& aStart)
     // Descriptions that cannot be read have their numbers too.
     while (mInterfaces + 1 < mReader.numberOfInterfaces())
     {
-        addInterface();
+        addInterface({});
     }
     ++mInterfaces;
     copy();
@@ -134,7 +150,7 @@ void PcapngRepair::take(pcapng::Packet const& aPacket)
     {
         mComplain(*complaint);
     }
-    else if (describe(aPacket.mHead.mInterface))
+    else if (describe(aPacket.mHead.mInterface, record ? descriptionIn(*record) : ""))
     {
         copy();
         ++mPackets;
@@ -142,8 +158,9 @@ void PcapngRepair::take(pcapng::Packet const& aPacket)
 }
 
 /// Adds the interfaces up to this one to the copy.
+/// @param aDescription of this one, if it is added
 /// @return false when there cannot be so many
-bool PcapngRepair::describe(std::uint32_t aInterface)
+bool PcapngRepair::describe(std::uint32_t aInterface, std::string const& aDescription)
 {
     if (aInterface >= mostInterfaces && aInterface >= mInterfaces)
     {
@@ -154,7 +171,7 @@ bool PcapngRepair::describe(std::uint32_t aInterface)
     beginSection();
     while (mInterfaces <= aInterface)
     {
-        addInterface();
+        addInterface(mInterfaces == aInterface ? aDescription : "");
     }
     return true;
 }
@@ -177,28 +194,20 @@ void PcapngRepair::beginSection()
     mInterfaces = 0;
 }
 
-/// Adds an interface without texts, whose times have a resolution of a nanosecond.
-void PcapngRepair::addInterface()
+/// Adds an interface whose times have a resolution of a nanosecond. The number of its board is lost.
+void PcapngRepair::addInterface(std::string const& aDescription)
 {
     constexpr std::uint16_t reserved = 0;
     constexpr std::uint32_t unlimited = 0;
-    constexpr std::uint16_t sizeOfResolution = 1;
-    constexpr std::uint8_t nanoseconds = 9;
-    constexpr std::uint8_t padding = 0;
     constexpr std::uint32_t endOfOptions = 0;
-    std::vector<unsigned char> const description =
-        BlockMaker(mReader.block()->mOrder)
-            .add(scopeDataLinkType)
-            .add(reserved)
-            .add(unlimited)
-            .add(static_cast<std::uint16_t>(pcapng::Option::timeResolution))
-            .add(sizeOfResolution)
-            .add(nanoseconds)
-            .add(padding)
-            .add(padding)
-            .add(padding)
-            .add(endOfOptions)
-            .block(pcapng::BlockType::interfaceDescription);
+    BlockMaker maker(mReader.block()->mOrder);
+    maker.add(scopeDataLinkType).add(reserved).add(unlimited);
+    if (!aDescription.empty())
+    {
+        maker.addOption(pcapng::Option::description, aDescription);
+    }
+    maker.addOption(pcapng::Option::timeResolution, "\x09").add(endOfOptions);
+    std::vector<unsigned char> const description = maker.block(pcapng::BlockType::interfaceDescription);
     mWrite({description.data(), description.size()});
     ++mInterfaces;
 }

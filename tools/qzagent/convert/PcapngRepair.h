@@ -12,8 +12,9 @@
 
 namespace qzagent
 {
-/// Copies whole blocks unchanged. A section header or interface description that is lost is replaced by one without
-/// texts, so that the copy is a valid file.
+/// Copies whole blocks unchanged. A section header or interface description that is lost is replaced, so that the copy is
+/// a valid file. The records often have the names of the board, and the interface then has them too; other texts are
+/// lost.
 class PcapngRepair
 {
 public:
@@ -33,9 +34,9 @@ private:
     void take(pcapng::Item const& aItem);
     void take(pcapng::InterfaceStart const& aStart);
     void take(pcapng::Packet const& aPacket);
-    bool describe(std::uint32_t aInterface);
+    bool describe(std::uint32_t aInterface, std::string const& aDescription);
     void beginSection();
-    void addInterface();
+    void addInterface(std::string const& aDescription);
     void copy();
 
     pcapng::Reader mReader;

@@ -19,6 +19,7 @@
 
 #include "tools/qzagent/capture/CaptureInput.h"
 #include "tools/qzagent/capture/CaptureItems.h"
+#include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/LinkTypes.h"
 #include "tools/qzagent/documents/DocumentValue.h"
 
@@ -31,22 +32,15 @@ using Json = nlohmann::ordered_json;
 /// With these bytes every pcapng file begins, in both byte orders.
 constexpr std::string_view firstOfPcapng = "\n\r\r\n";
 
-/// No document has more. Values are compared, copied and printed with one call for each level.
-constexpr int mostLevels = 32;
-
 Json parse(std::string_view aText, std::string const& aName)
 {
-    auto const checkLevel = [&aName](int aLevel, Json::parse_event_t, Json const&)
-    {
-        if (aLevel > mostLevels)
-        {
-            throw DocumentError(fmt::format("{}: more than {} levels", aName, mostLevels));
-        }
-        return true;
-    };
     try
     {
-        return Json::parse(aText, checkLevel);
+        return parseForeignJson<Json>(aText);
+    }
+    catch (DeepJsonError const& error)
+    {
+        throw DocumentError(fmt::format("{}: {}", aName, error.what()));
     }
     catch (nlohmann::json::parse_error const& error)
     {

@@ -45,7 +45,6 @@ constexpr Name portStates[] = {
 
 /// The header has the speeds of the first version of the standard. The others are those of FC-GS-7.
 constexpr Name speeds[] = {
-    {HBA_PORTSPEED_UNKNOWN, "UNKNOWN"},
     {HBA_PORTSPEED_1GBIT, "1GBIT"},
     {HBA_PORTSPEED_2GBIT, "2GBIT"},
     {HBA_PORTSPEED_10GBIT, "10GBIT"},
@@ -115,11 +114,9 @@ Fields bits(HBA_UINT32 aBits, Name const (&aNames)[count])
     return list;
 }
 
-/// In the standard, 0 means that the supported speeds are unknown.
-Fields supportedSpeeds(HBA_PORTSPEED aSpeeds)
+Fields speed(HBA_PORTSPEED aSpeed)
 {
-    return aSpeeds == HBA_PORTSPEED_UNKNOWN ? Fields::array({nameOf(aSpeeds, speeds)})
-                                            : bits(aSpeeds, speeds);
+    return aSpeed == HBA_PORTSPEED_UNKNOWN ? Fields() : nameOf(aSpeed, speeds);
 }
 
 /// libhbalinux2 writes the number of the first class, where the HBA API has a bit for each class. A port that carries FCP
@@ -185,10 +182,10 @@ Fields fieldsOfPort(HBA_PORTATTRIBUTES const& aPort)
                     {"fc_id", hexNumber(aPort.PortFcId, digitsOfFcId)},
                     {"type", nameOf(aPort.PortType, portTypes)},
                     {"state", nameOf(aPort.PortState, portStates)},
-                    {"speed", nameOf(aPort.PortSpeed, speeds)},
-                    {"speed_bits", aPort.PortSpeed},
-                    {"supported_speeds", supportedSpeeds(aPort.PortSupportedSpeed)},
-                    {"supported_speeds_bits", aPort.PortSupportedSpeed},
+                    {"speed", speed(aPort.PortSpeed)},
+                    {"speed_bits", number(aPort.PortSpeed)},
+                    {"supported_speeds", bits(aPort.PortSupportedSpeed, speeds)},
+                    {"supported_speeds_bits", number(aPort.PortSupportedSpeed)},
                     {"supported_classes", supportedClasses(aPort.PortSupportedClassofService)},
                     {"supported_classes_bits", number(aPort.PortSupportedClassofService)},
                     {"supported_fc4_types", fc4Types(aPort.PortSupportedFc4Types)},

@@ -1,13 +1,16 @@
 #include "tools/qzagent/hba/TargetPorts.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <thread>
 
+#include <fmt/format.h>
 #include <hbaapi.h>
 
 #include "agentkit/include/HbaApi.h"
 #include "agentkit/include/HbaWitness.h"
+#include "agentkit/include/Wwn.h"
 #include "backend/sensor/agentcommon/include/Exceptions.h"
 #include "tools/qzagent/cli/CurrentStep.h"
 
@@ -34,6 +37,29 @@ qz::TargetMappings targetMappingsOf(qz::Adapter& aAdapter)
         }
         setBusyCall(qz::lastHbaCall().mFunction);
         std::this_thread::sleep_for(wait);
+    }
+}
+
+PortNames targetPortsIn(qz::TargetMappings const& aMappings)
+{
+    PortNames names;
+    for (HBA_FCPSCSIENTRY const& mapping : aMappings)
+    {
+        names.emplace(mapping.FcpId.PortWWN);
+    }
+    names.erase(qz::Wwn());
+    return names;
+}
+
+void expectNamedPorts(qz::TargetMappings const& aMappings)
+{
+    auto const numNameless = std::count_if(aMappings.begin(), aMappings.end(),
+                                           [](HBA_FCPSCSIENTRY const& aMapping)
+                                           { return qz::Wwn(aMapping.FcpId.PortWWN) == qz::Wwn(); });
+    if (numNameless > 0)
+    {
+        throw QZCHbaapiEx(
+            fmt::format("{} of {} target mappings name no port", numNameless, aMappings.size()).c_str(), 802);
     }
 }
 }  // namespace qzagent

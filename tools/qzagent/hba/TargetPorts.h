@@ -18,13 +18,10 @@ qz::TargetMappings targetMappingsOf(qz::Adapter& aAdapter);
 
 using PortNames = std::set<qz::Wwn>;
 
-inline PortNames targetPortsIn(qz::TargetMappings const& aMappings)
-{
-    PortNames names;
-    for (HBA_FCPSCSIENTRY const& mapping : aMappings)
-    {
-        names.emplace(mapping.FcpId.PortWWN);
-    }
-    return names;
-}
+/// @return the names of the ports; a mapping whose name is zero has none
+PortNames targetPortsIn(qz::TargetMappings const& aMappings);
+
+/// A library that counts more mappings than it writes leaves the others zero.
+/// @throws QZCHbaapiEx "2 of 3 target mappings name no port", code 802
+void expectNamedPorts(qz::TargetMappings const& aMappings);
 }  // namespace qzagent

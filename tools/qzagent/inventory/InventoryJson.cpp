@@ -17,22 +17,55 @@ namespace
 {
 using Json = nlohmann::ordered_json;
 
-Json jsonOf(Luns const& aLuns)
+// Most of a large document are lists of LUNs, so they and their elements get their memory at once.
+
+Json listOf(std::size_t aSize)
 {
     Json list = Json::array();
+    list.get_ref<Json::array_t&>().reserve(aSize);
+    return list;
+}
+
+void addLun(Json& aList, Lun const& aLun)
+{
+    std::visit([&aList](auto const& aValue) { aList.push_back(aValue); }, aLun);
+}
+
+Json jsonOf(Luns const& aLuns)
+{
+    Json list = listOf(aLuns.size());
     for (Lun const& lun : aLuns)
     {
-        std::visit([&list](auto const& aValue) { list.push_back(aValue); }, lun);
+        addLun(list, lun);
+    }
+    return list;
+}
+
+/// @param aMapped in the order of the LUNs
+/// @return each LUN once
+Json numbersOf(std::vector<MappedLun> const& aMapped)
+{
+    Json list = listOf(aMapped.size());
+    MappedLun const* last = nullptr;
+    for (MappedLun const& lun : aMapped)
+    {
+        if (last == nullptr || last->mLun != lun.mLun)
+        {
+            addLun(list, lun.mLun);
+        }
+        last = &lun;
     }
     return list;
 }
 
 Json jsonOf(std::vector<MappedLun> const& aLuns)
 {
-    Json list = Json::array();
+    constexpr std::size_t usualKeys = 2;
+    Json list = listOf(aLuns.size());
     for (MappedLun const& lun : aLuns)
     {
         Json json = Json::object();
+        json.get_ref<Json::object_t&>().reserve(usualKeys);
         std::visit([&json](auto const& aValue) { json["lun"] = aValue; }, lun.mLun);
         if (!lun.mDevice.empty())
         {
@@ -53,7 +86,7 @@ Json jsonOf(RemotePort const& aPort)
     Json json = aPort.mFields;
     if (aPort.mLuns)
     {
-        json["mapped_luns"] = jsonOf(lunsOf(aPort.mLuns->mMapped));
+        json["mapped_luns"] = numbersOf(aPort.mLuns->mMapped);
         if (aPort.mLuns->mReported)
         {
             json["reported_luns"] = jsonOf(*aPort.mLuns->mReported);

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -42,6 +43,9 @@ namespace qzagent
 namespace
 {
 using Targets = std::map<qz::Wwn, RemotePort>;
+
+/// Names of targets with the numbers of their LUNs.
+using LargeTargets = std::set<std::pair<std::string, std::size_t>>;
 
 /// Code of the layer's exceptions for failed queries.
 constexpr unsigned int codeOfQueries = 802;
@@ -98,6 +102,10 @@ Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
     {
         HBA_FCPID const& id = mapping.FcpId;
         qz::Wwn const name(id.PortWWN);
+        if (name == qz::Wwn())
+        {
+            continue;
+        }
         RemotePort& target = targets[name];
         if (!target.mLuns)
         {
@@ -140,8 +148,16 @@ bool isRefusal(Failure const& aFailure)
 class Surveyor
 {
 public:
-    Surveyor(qz::HbaApi& aApi, Depth aDepth, Report& aReport, Progress& aProgress, FoundAdapter& aFound)
-        : mApi(aApi), mDepth(aDepth), mReport(aReport), mProgress(aProgress), mFound(aFound)
+    /// @param aLargeTargets the targets for which the note about many LUNs was printed. Several ports of a target and
+    ///                      several adapters have the same LUNs
+    Surveyor(qz::HbaApi& aApi, Depth aDepth, Report& aReport, Progress& aProgress,
+             LargeTargets& aLargeTargets, FoundAdapter& aFound)
+        : mApi(aApi),
+          mDepth(aDepth),
+          mReport(aReport),
+          mProgress(aProgress),
+          mLargeTargets(aLargeTargets),
+          mFound(aFound)
     {
     }
 
@@ -200,7 +216,10 @@ private:
     void readTargets(qz::Adapter& aOpened)
     {
         setStep("target mappings");
+        HbaStep const step;
         qz::TargetMappings const mappings = targetMappingsOf(aOpened);
+        attempt(
+            mFound.mFailures, [&mappings] { expectNamedPorts(mappings); }, {}, step);
         LunStyle const style = lunStyleOf(mappings);
         if (style == LunStyle::unknown && mDepth >= Depth::luns)
         {
@@ -235,7 +254,8 @@ private:
         setStep("LUNs of " + aTarget.mName.text());
         Luns const luns = lunsIn(reportLuns(aOpened.handle(), aTarget.mName));
         aTarget.mLuns->mReported = luns;
-        if (luns.size() > mostLunsOfLayer)
+        std::string const target = aTarget.mFields.value("node_wwn", aTarget.mName.text());
+        if (luns.size() > mostLunsOfLayer && mLargeTargets.emplace(target, luns.size()).second)
         {
             mReport.addNote(
                 fmt::format("{}: {}: the target reports {} LUNs, more than the library accepts ({}); the "
@@ -405,6 +425,7 @@ private:
     Depth const mDepth;
     Report& mReport;
     Progress& mProgress;
+    LargeTargets& mLargeTargets;
     FoundAdapter& mFound;
 };
 }  // namespace
@@ -436,11 +457,12 @@ Answer survey(Setting const& aSetting, SurveyOptions const& aOptions, Depth aDep
     Report& report = aSetting.mReport;
     // The trace already shows each step.
     Progress progress(report.errors(), !aSetting.mIsTraced && ErrorStream::canShowStatus());
+    LargeTargets largeTargets;
     visitAdapters(report, aOptions.mAdapter,
                   [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
                   {
                       FoundAdapter adapter{aIndex, aName, {}, {}, {}, {}};
-                      Surveyor(aApi, aDepth, report, progress, adapter).survey();
+                      Surveyor(aApi, aDepth, report, progress, largeTargets, adapter).survey();
                       found.add(std::move(adapter));
                   });
     Answer answer = found.rest();

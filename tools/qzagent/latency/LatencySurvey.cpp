@@ -22,6 +22,7 @@
 #include "tools/qzagent/hba/TargetPorts.h"
 #include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 
 namespace qzagent
 {
@@ -54,6 +55,7 @@ struct LatencySurvey::SurveyedAdapter
     std::string mName;
     std::unique_ptr<qz::Adapter> mOpened;
     std::optional<std::vector<Port>> mPorts;
+    bool mIsTaken = false;
 };
 
 LatencySurvey::LatencySurvey(unsigned int aCount, Report& aReport, Progress& aProgress)
@@ -65,18 +67,19 @@ LatencySurvey::~LatencySurvey() = default;
 
 void LatencySurvey::add(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
 {
-    SurveyedAdapter adapter{aIndex, aName, {}, {}};
+    SurveyedAdapter adapter{aIndex, aName, {}, {}, false};
     HbaStep const step;
     try
     {
         mProgress.setStep(aName + ": target mappings");
         adapter.mOpened = std::make_unique<qz::Adapter>(aApi, aName);
-        PortNames const names = targetPortsIn(targetMappingsOf(*adapter.mOpened));
+        qz::TargetMappings const mappings = targetMappingsOf(*adapter.mOpened);
         adapter.mPorts.emplace();
-        for (qz::Wwn const& name : names)
+        for (qz::Wwn const& name : targetPortsIn(mappings))
         {
             adapter.mPorts->push_back({name, aName + ": latency of " + name.text(), {}, {}});
         }
+        expectNamedPorts(mappings);
     }
     catch (std::exception const& exception)
     {
@@ -86,20 +89,24 @@ void LatencySurvey::add(qz::HbaApi& aApi, std::size_t aIndex, std::string const&
     mAdapters.push_back(std::move(adapter));
 }
 
-/// Calls a function for each adapter with each of its target ports that has not failed.
+/// Calls a function for each open adapter with each of its target ports that has not failed.
+/// @return whether there is one
 template <typename Action>
-void LatencySurvey::visitRemaining(Action const& aAction)
+bool LatencySurvey::visitRemaining(Action const& aAction)
 {
+    bool isVisited = false;
     for (SurveyedAdapter& adapter : mAdapters)
     {
-        for (std::size_t i = 0; adapter.mPorts && i < adapter.mPorts->size(); ++i)
+        for (std::size_t i = 0; adapter.mOpened && adapter.mPorts && i < adapter.mPorts->size(); ++i)
         {
             if (!(*adapter.mPorts)[i].mHasFailed)
             {
                 aAction(adapter, (*adapter.mPorts)[i]);
+                isVisited = true;
             }
         }
     }
+    return isVisited;
 }
 
 void LatencySurvey::measure(std::function<bool()> const& aMustStop,
@@ -130,9 +137,8 @@ void LatencySurvey::measure(std::function<bool()> const& aMustStop,
     };
     try
     {
-        for (unsigned int i = 0; i < mCount && !aMustStop(); ++i)
+        for (unsigned int i = 0; i < mCount && !aMustStop() && visitRemaining(step); ++i)
         {
-            visitRemaining(step);
         }
         if (aInterval && isOpen)
         {
@@ -173,7 +179,7 @@ void LatencySurvey::query(SurveyedAdapter& aAdapter, Port& aPort)
 LatencyInterval LatencySurvey::takeInterval(std::chrono::duration<double> aLength)
 {
     std::lock_guard const lock(mMutex);
-    LatencyInterval interval{std::chrono::system_clock::now(), aLength, {}};
+    LatencyInterval interval{wallTime(), aLength, {}};
     visitRemaining(
         [&](SurveyedAdapter const& aAdapter, Port& aPort)
         {
@@ -187,44 +193,51 @@ LatencyInterval LatencySurvey::takeInterval(std::chrono::duration<double> aLengt
     return interval;
 }
 
-Measured const& LatencySurvey::result()
+std::vector<MeasuredAdapter> LatencySurvey::take()
 {
     std::lock_guard const lock(mMutex);
-    if (!mResult)
-    {
-        mResult = takeResult();
-    }
-    return *mResult;
-}
-
-Measured LatencySurvey::takeResult()
-{
-    Measured measured{{}, {emptyEntry(), {}}};
-    Values all;
+    std::vector<MeasuredAdapter> results;
     for (SurveyedAdapter& adapter : mAdapters)
     {
-        MeasuredAdapter& result = measured.mAdapters.emplace_back(
-            MeasuredAdapter{adapter.mIndex, adapter.mName, {}, {emptyEntry(), {}}});
-        if (!adapter.mPorts)
+        if (!std::exchange(adapter.mIsTaken, true))
         {
-            continue;
+            results.push_back(takeResult(adapter));
         }
-        result.mPorts.emplace();
-        Values ofAdapter;
-        for (Port& port : *adapter.mPorts)
-        {
-            if (!port.mHasFailed && !port.mValues.empty())
-            {
-                result.mPorts->push_back({port.mName, {port.mHistogram.entry(), figuresOf(port.mValues)}});
-                result.mLatencies.mRecord->aggregate(result.mPorts->back().mLatencies.mRecord);
-                moveTo(ofAdapter, port.mValues);
-            }
-        }
-        result.mLatencies.mFigures = figuresOf(ofAdapter);
-        measured.mLatencies.mRecord->aggregate(result.mLatencies.mRecord);
-        moveTo(all, ofAdapter);
     }
-    measured.mLatencies.mFigures = figuresOf(std::move(all));
-    return measured;
+    return results;
+}
+
+MeasuredAdapter LatencySurvey::takeResult(SurveyedAdapter& aAdapter)
+{
+    MeasuredAdapter result{aAdapter.mIndex, aAdapter.mName, {}, {emptyEntry(), {}}};
+    if (!aAdapter.mPorts)
+    {
+        return result;
+    }
+    result.mPorts.emplace();
+    Values values;
+    for (Port& port : *aAdapter.mPorts)
+    {
+        if (!port.mHasFailed && !port.mValues.empty())
+        {
+            result.mPorts->push_back({port.mName, {port.mHistogram.entry(), figuresOf(port.mValues)}});
+            result.mLatencies.mRecord->aggregate(result.mPorts->back().mLatencies.mRecord);
+            moveTo(values, port.mValues);
+        }
+    }
+    result.mLatencies.mFigures = figuresOf(values);
+    mTotal->aggregate(result.mLatencies.mRecord);
+    moveTo(mValues, values);
+    return result;
+}
+
+Latencies LatencySurvey::total()
+{
+    std::lock_guard const lock(mMutex);
+    if (!mTotalFigures)
+    {
+        mTotalFigures = figuresOf(std::exchange(mValues, {}));
+    }
+    return {mTotal, mTotalFigures};
 }
 }  // namespace qzagent

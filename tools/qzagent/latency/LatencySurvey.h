@@ -42,12 +42,6 @@ struct MeasuredAdapter
     Latencies mLatencies;                             ///< of all target ports
 };
 
-struct Measured
-{
-    std::vector<MeasuredAdapter> mAdapters;
-    Latencies mLatencies;  ///< of all adapters
-};
-
 /// What was measured in an interval.
 struct LatencyInterval
 {
@@ -69,7 +63,7 @@ class LatencySurvey
 {
 public:
     /// @param aCount    number of requests to each target port
-    /// @param aReport   receives failures; a target port that fails is left out of the result
+    /// @param aReport   receives failures; a target port that fails is left out of the results
     /// @param aProgress receives the steps
     LatencySurvey(unsigned int aCount, Report& aReport, Progress& aProgress);
     ~LatencySurvey();
@@ -77,24 +71,26 @@ public:
     /// Opens an adapter and reads its target ports. measure() closes it.
     void add(qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName);
 
-    /// Sends the requests until all are answered or aMustStop returns true, and closes the adapters.
+    /// Sends the requests to the open adapters until all are answered or aMustStop returns true, and closes the adapters.
     /// @param aInterval   length of the intervals; none for no intervals
     /// @param aOnInterval called at the end of each interval. The last one can be shorter
     void measure(std::function<bool()> const& aMustStop, std::optional<std::chrono::seconds> aInterval,
                  std::function<void(LatencyInterval const&)> const& aOnInterval);
 
-    /// @return the result of all adapters so far. Nothing is added to it after the first call, which may come from
-    ///         another thread
-    Measured const& result();
+    /// Takes the results of the adapters that were not taken before. Nothing is added to them afterwards. Thread-safe.
+    std::vector<MeasuredAdapter> take();
+
+    /// @return the latencies of all adapters that were taken before the first call. Thread-safe
+    Latencies total();
 
 private:
     struct Port;
     struct SurveyedAdapter;
 
     template <typename Action>
-    void visitRemaining(Action const& aAction);
+    bool visitRemaining(Action const& aAction);
     void query(SurveyedAdapter& aAdapter, Port& aPort);
-    Measured takeResult();
+    MeasuredAdapter takeResult(SurveyedAdapter& aAdapter);
     LatencyInterval takeInterval(std::chrono::duration<double> aLength);
 
     unsigned int const mCount;
@@ -102,7 +98,9 @@ private:
     Progress& mProgress;
     std::vector<SurveyedAdapter> mAdapters;
     LunQuery mQuery;
-    std::mutex mMutex;  ///< of mAdapters and mResult, which result() may read on another thread
-    std::optional<Measured> mResult;
+    std::mutex mMutex;  ///< of mAdapters and the totals, which another thread may read
+    LatencyEntry mTotal = emptyEntry();
+    std::vector<Latency> mValues;                 ///< of all adapters that were taken
+    std::optional<LatencyFigures> mTotalFigures;  ///< of these values, which it replaces
 };
 }  // namespace qzagent

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -53,7 +54,7 @@ struct BundleOptions
 struct Part
 {
     char const* mName;
-    void (*mAdd)(CommandLine&);
+    AddVerb mAdd;
     std::vector<std::string> mArguments;
     nlohmann::ordered_json mKeys;  ///< of the document when the verb does not answer
 };
@@ -74,7 +75,7 @@ private:
         int const descriptor = ::mkostemp(path.data(), O_CLOEXEC);
         if (descriptor < 0)
         {
-            throw std::system_error(errno, std::generic_category(), "cannot write " + path);
+            throw std::system_error(errno, std::generic_category(), "cannot write " + aBeside);
         }
         ::unlink(path.c_str());
         return descriptor;
@@ -160,10 +161,13 @@ private:
     std::uint64_t mEvents = 0;
 };
 
+/// @param aName name of the file for messages
 template <typename Visitor>
-void visitItems(std::string const& aPath, Visitor& aVisitor)
+void visitItems(std::string const& aPath, std::string const& aName, Visitor& aVisitor)
 {
-    CaptureInput input(aPath, {});
+    CaptureOptions options;
+    options.mName = aName;
+    CaptureInput input(aPath, options);
     while (std::optional<CaptureItem> const item = input.next())
     {
         std::visit(aVisitor, *item);
@@ -220,9 +224,16 @@ private:
             arguments.emplace_back("--plain");
         }
         add({"watch",
-             &addWatch,
+             [this](CommandLine& aCommandLine) { addWatchInto(name(), aCommandLine); },
              arguments,
              {{"received", 0}, {"written", 0}, {"dropped", 0}, {"drops", {}}, {"events", {}}}});
+    }
+
+    /// Name of the file for messages. Its folders could show whose host it is.
+    std::string name() const
+    {
+        std::filesystem::path const path(mOptions.mOutput);
+        return mAnonymiser ? path.filename().string() : path.string();
     }
 
     /// @return whether it is certain that no board can have events; says so
@@ -327,7 +338,7 @@ private:
     {
         pcapng::Section const header = section();
         RecordingSurvey survey(mAnonymiser ? &*mAnonymiser : nullptr);
-        visitItems(aRecording.path(), survey);
+        visitItems(aRecording.path(), name(), survey);
         if (mAnonymiser)
         {
             learnAll(header);
@@ -346,7 +357,7 @@ private:
         {
             if (i == aBefore)
             {
-                visitItems(aRecording.path(), copy);
+                visitItems(aRecording.path(), name(), copy);
             }
             if (i < mDocuments.size())
             {

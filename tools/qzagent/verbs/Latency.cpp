@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,10 +21,10 @@
 #include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
+#include "tools/qzagent/cli/GradualAnswer.h"
 #include "tools/qzagent/cli/Interruption.h"
 #include "tools/qzagent/cli/NewFile.h"
 #include "tools/qzagent/cli/Output.h"
-#include "tools/qzagent/cli/PartialAnswer.h"
 #include "tools/qzagent/cli/Printable.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
@@ -75,78 +76,104 @@ bool attempt(Report& aReport, Action const& aAction)
     }
 }
 
-/// Calls aVisit with a title and the latencies of each target port, then of each adapter that has latencies, then of
-/// all adapters together.
+using Adapters = std::vector<MeasuredAdapter>;
+
+/// The latencies of all adapters.
+struct Measured
+{
+    Adapters const& mAdapters;
+    Latencies mTotal;
+};
+
+/// Calls aVisit with each target port of the adapter.
 template <typename Visit>
-void visitLatencies(Measured const& aMeasured, Visit const& aVisit)
+void visitPorts(MeasuredAdapter const& aAdapter, Visit const& aVisit)
 {
     std::vector<MeasuredPort> const none;
-    for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
+    for (MeasuredPort const& port : aAdapter.mPorts ? *aAdapter.mPorts : none)
     {
-        for (MeasuredPort const& port : adapter.mPorts ? *adapter.mPorts : none)
-        {
-            aVisit(adapter.mName + ", target port " + port.mName.text(), port.mLatencies);
-        }
+        aVisit(port);
     }
-    for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
-    {
-        if (adapter.mLatencies.mFigures)
-        {
-            aVisit(adapter.mName, adapter.mLatencies);
-        }
-    }
-    aVisit("all", aMeasured.mLatencies);
 }
 
 void writeRecords(Measured const& aMeasured, NewFile& aFile)
 {
     QZCEncodableOutStream out;
-    visitLatencies(aMeasured, [&out](std::string const&, Latencies const& aLatencies)
-                   { aLatencies.mRecord->encode(out); });
+    for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
+    {
+        visitPorts(adapter, [&out](MeasuredPort const& aPort) { aPort.mLatencies.mRecord->encode(out); });
+    }
+    for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
+    {
+        if (adapter.mLatencies.mFigures)
+        {
+            adapter.mLatencies.mRecord->encode(out);
+        }
+    }
+    aMeasured.mTotal.mRecord->encode(out);
     QZCBuffer const& encoded = out.getEncoded();
     aFile.write({encoded, encoded.getLength()});
     aFile.finish();
 }
 
-std::string chartsOf(Measured const& aMeasured, std::size_t aWidth)
+/// @return a chart for each target port of each adapter, then one for the adapter; each is followed by an empty line
+std::string chartsOf(Adapters const& aAdapters, std::size_t aFirst, std::size_t aWidth)
 {
     std::string charts;
-    visitLatencies(aMeasured,
-                   [&](std::string const& aTitle, Latencies const& aLatencies)
-                   {
-                       charts += charts.empty() ? "" : "\n";
-                       charts += chartOf(printable(aTitle), aLatencies, aWidth);
-                   });
+    auto const add = [&](std::string const& aTitle, Latencies const& aLatencies)
+    { charts += chartOf(printable(aTitle), aLatencies, aWidth) + "\n"; };
+    for (std::size_t i = aFirst; i < aAdapters.size(); ++i)
+    {
+        MeasuredAdapter const& adapter = aAdapters[i];
+        visitPorts(adapter, [&](MeasuredPort const& aPort)
+                   { add(adapter.mName + ", target port " + aPort.mName.text(), aPort.mLatencies); });
+        if (adapter.mLatencies.mFigures)
+        {
+            add(adapter.mName, adapter.mLatencies);
+        }
+    }
     return charts;
+}
+
+nlohmann::ordered_json keysOf(Adapters const& aAdapters)
+{
+    auto list = nlohmann::ordered_json::array();
+    for (MeasuredAdapter const& adapter : aAdapters)
+    {
+        list.push_back(jsonOf(adapter));
+    }
+    return nlohmann::ordered_json::object({{"adapters", std::move(list)}});
 }
 
 nlohmann::ordered_json keysOf(Measured const& aMeasured)
 {
-    auto list = nlohmann::ordered_json::array();
-    for (MeasuredAdapter const& adapter : aMeasured.mAdapters)
-    {
-        list.push_back(jsonOf(adapter));
-    }
-    return {{"adapters", list}, {"latencies", jsonOf(aMeasured.mLatencies)}};
+    nlohmann::ordered_json keys = keysOf(aMeasured.mAdapters);
+    keys["latencies"] = jsonOf(aMeasured.mTotal);
+    return keys;
 }
 
-/// Makes only the form that is shown, because a large result takes long in each form.
+/// @param aAnswer what is not yet shown of the adapters
 /// @return none when the result consists of the lines that have been written
-std::optional<Answer> answerOf(Measured const& aMeasured, Setting const& aSetting, Options const& aOptions)
+std::optional<Answer> withTotal(Answer aAnswer, Latencies const& aTotal, Setting const& aSetting,
+                                Options const& aOptions)
 {
     if (aSetting.mIsJson)
     {
-        return aOptions.mInterval ? std::nullopt : std::optional(Answer{keysOf(aMeasured), ""});
+        aAnswer.mKeys["latencies"] = jsonOf(aTotal);
+        return aOptions.mInterval ? std::nullopt : std::optional(std::move(aAnswer));
     }
-    Answer answer;
-    if (aMeasured.mLatencies.mFigures)
+    if (aTotal.mFigures)
     {
-        answer.mText = chartsOf(aMeasured, aSetting.mOutput.width());
+        aAnswer.mText += chartOf("all", aTotal, aSetting.mOutput.width());
     }
-    return answer;
+    return aAnswer;
 }
 
-void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& aOptions)
+/// Measures one adapter after the other, so that those before one that hangs are finished. With intervals, all adapters
+/// are measured at the same time.
+/// @param aTake called when adapters are finished
+void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& aOptions,
+                std::function<void()> const& aTake)
 {
     bool canShow = true;
     auto const show = [&](LatencyInterval const& aInterval)
@@ -155,24 +182,40 @@ void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& 
             aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
         canShow = attempt(aSetting.mReport, [&] { aSetting.mOutput.write(text); });
     };
-    auto const mustStop = [&]
-    { return Interruption::hasArrived() || !canShow || aSetting.mOutput.isAbandoned(); };
+    auto const mustStop = [&] {
+        return Interruption::hasArrived() || !canShow ||
+               (aOptions.mInterval && aSetting.mOutput.isAbandoned());
+    };
+    auto const measure = [&]
+    {
+        aSurvey.measure(mustStop, aOptions.interval(), show);
+        aTake();
+    };
     visitAdapters(
         aSetting.mReport, aOptions.mAdapter,
         [&](qz::HbaApi& aApi, std::size_t aIndex, std::string const& aName)
-        { aSurvey.add(aApi, aIndex, aName); },
-        [&] { aSurvey.measure(mustStop, aOptions.interval(), show); });
+        {
+            if (Interruption::hasArrived())
+            {
+                return;
+            }
+            aSurvey.add(aApi, aIndex, aName);
+            if (!aOptions.mInterval)
+            {
+                measure();
+            }
+        },
+        measure);
 }
 
 void reportEnd(Measured const& aMeasured, Report& aReport)
 {
     if (Interruption::hasArrived())
     {
-        aReport.addNote(
-            fmt::format("interrupted after {} answers",
-                        aMeasured.mLatencies.mFigures ? aMeasured.mLatencies.mFigures->mCount : 0));
+        aReport.addNote(fmt::format("interrupted after {} answers",
+                                    aMeasured.mTotal.mFigures ? aMeasured.mTotal.mFigures->mCount : 0));
     }
-    else if (!aMeasured.mLatencies.mFigures && !aMeasured.mAdapters.empty() &&
+    else if (!aMeasured.mTotal.mFigures && !aMeasured.mAdapters.empty() &&
              aReport.exitCode() == ExitCode::success)
     {
         aReport.addNote("no target ports");
@@ -207,36 +250,48 @@ std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
     DocumentRecording recording(aSetting, isCapture ? aOptions.mOutput : std::nullopt);
     if (!canWrite || !recording.isPossible())
     {
-        return answerOf({{}, {emptyEntry(), {}}}, aSetting, aOptions);
+        return withTotal({keysOf(Adapters()), {}}, {emptyEntry(), {}}, aSetting, aOptions);
     }
     Interruption const interruption;
     // The progress would be mixed with the intervals, which show the same.
     bool const isShown = !aSetting.mIsTraced && !aOptions.mInterval && ErrorStream::canShowStatus();
     Progress progress(report.errors(), isShown);
     LatencySurvey survey(aOptions.count(), report, progress);
-    ScopedSource source(aSetting.mPartial,
-                        [&]
-                        {
-                            if (file)
-                            {
-                                file->remove();
-                            }
-                            return answerOf(survey.result(), aSetting, aOptions);
-                        });
+    GradualAnswer<MeasuredAdapter> found(
+        aSetting, [](Adapters const& aAdapters) { return keysOf(aAdapters); },
+        [&](Adapters const& aAdapters, std::size_t aFirst)
+        { return chartsOf(aAdapters, aFirst, aSetting.mOutput.width()); });
+    auto const take = [&]
+    {
+        for (MeasuredAdapter& adapter : survey.take())
+        {
+            found.add(std::move(adapter));
+        }
+    };
+    aSetting.mPartial.provide(
+        [&]
+        {
+            if (file)
+            {
+                file->remove();
+            }
+            take();
+            return withTotal(found.partial(), survey.total(), aSetting, aOptions);
+        });
     {
         SecondInterruption const second([&aSetting] { showInterrupted(aSetting); });
-        measureAll(survey, aSetting, aOptions);
+        measureAll(survey, aSetting, aOptions, take);
     }
-    Measured const& measured = survey.result();
+    Answer rest;
+    attempt(report, [&] { rest = found.rest(); });
+    Measured const measured{found.items(), survey.total()};
     reportEnd(measured, report);
-    std::optional<Answer> answer = answerOf(measured, aSetting, aOptions);
-    source.setLast(answer);
-    if (file && measured.mLatencies.mFigures)
+    if (file && measured.mTotal.mFigures)
     {
         attempt(report, [&] { writeRecords(measured, *file); });
     }
     recording.finish([&] { return keysOf(measured); });
-    return answer;
+    return withTotal(std::move(rest), measured.mTotal, aSetting, aOptions);
 }
 }  // namespace
 

@@ -29,6 +29,7 @@
 #include "tools/qzagent/statistics/StatisticsJson.h"
 #include "tools/qzagent/statistics/StatisticsLook.h"
 #include "tools/qzagent/statistics/StatisticsTable.h"
+#include "tools/qzagent/vqm/ReceptionTime.h"
 
 namespace qzagent
 {
@@ -125,7 +126,7 @@ private:
         mIsEmpty = !mHasBegun && aLook->mAdapters.empty();
         if (mHasBegun)
         {
-            auto const now = std::chrono::system_clock::now();
+            auto const now = wallTime();
             writeStoppably(mSetting.mOutput, mSignals,
                            mSetting.mIsJson ? jsonLineOf(interval, now)
                                             : tableOf(interval, now, mSetting.mIsColoured) + "\n");

@@ -79,8 +79,9 @@ void query(SharedFindings& aFindings, Report& aReport)
 {
     std::unique_ptr<qz::VqmLibrary> const library = loadVqm(aReport);
     LibvqmVersions versions;
-    ReportedEnvironment environment = openEnvironment(*library, aReport, versions);
-    aFindings.change([&](Findings& aFound) { aFound.mVersions = versions; });
+    ReportedEnvironment environment =
+        openEnvironment(*library, aReport, versions,
+                        [&] { aFindings.change([&](Findings& aFound) { aFound.mVersions = versions; }); });
     if (numberOfBoards(*environment) == 0)
     {
         aReport.addNote("no boards");

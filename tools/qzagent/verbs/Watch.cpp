@@ -234,9 +234,10 @@ private:
                 throw CaptureWriteError(
                     fmt::format("cannot write {}: it is not a pcapng file, which --sync requires", path));
             }
-            return std::make_unique<RecordsRecorder>(path, mSetting.mReport);
+            return std::make_unique<RecordsRecorder>(path, mSetting.mReport, [this] { return isStopped(); });
         }
-        RecorderOptions const options{path, mOptions.mRotate, mOptions.mKeep.value_or(KeepLimit{}),
+        RecorderOptions const options{path, mOptions.mOutputName.value_or(path), mOptions.mRotate,
+                                      mOptions.mKeep.value_or(KeepLimit{}),
                                       std::chrono::seconds(mOptions.mSync.value_or(defaultSync))};
         mVersions = aVersions;
         return std::make_unique<PcapngRecorder>(
@@ -277,7 +278,7 @@ private:
         mSetting.mReport.addNote(fmt::format(
             "watching {}, {}, {}{}", boards, part("category", "all categories", mOptions.mCategory),
             part("subcategory", "all subcategories", mOptions.mSubcategory),
-            mRecorder ? fmt::format("; recording in {}", mRecorder->path()) : ""));
+            mRecorder ? fmt::format("; recording in {}", mRecorder->name()) : ""));
         if (mAssumption)
         {
             mSetting.mReport.addNote(*mAssumption);
@@ -298,6 +299,13 @@ private:
             tick();
             wait(taken);
         }
+    }
+
+    /// Takes a signal that may have arrived during a long step.
+    bool isStopped()
+    {
+        mSignals.take();
+        return mSignals.count() > 0;
     }
 
     bool mustStop() const
@@ -566,9 +574,12 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
 }
 }  // namespace
 
-void addWatch(CommandLine& aCommandLine)
+void addWatch(CommandLine& aCommandLine) { addWatchInto({}, aCommandLine); }
+
+void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine)
 {
     auto const options = std::make_shared<WatchOptions>();
+    options->mOutputName = aOutputName;
     ArgumentList arguments =
         aCommandLine.addVerb("watch", "Show or record diagnostic events as they arrive",
                              "  qzagent watch --seconds 10\n"

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <exception>
+#include <functional>
+#include <utility>
 
 #include "agentkit/include/VqmLibrary.h"
 #include "tools/qzagent/cli/CurrentStep.h"
@@ -50,12 +52,14 @@ private:
     Report& mReport;
 };
 
-/// @param aVersions set to the versions of the vendor library and its driver
+/// @param aVersions  set to the versions of the vendor library and its driver
+/// @param aOnVersion called after each version, because a later call of the library may hang
 /// @throws as qz::VqmEnvironment
-inline ReportedEnvironment openEnvironment(qz::VqmLibrary& aLibrary, Report& aReport,
-                                           LibvqmVersions& aVersions)
+inline ReportedEnvironment openEnvironment(
+    qz::VqmLibrary& aLibrary, Report& aReport, LibvqmVersions& aVersions,
+    std::function<void()> aOnVersion = [] {})
 {
-    LibvqmVersionLog const log(aReport.errors(), aVersions);
+    LibvqmVersionLog const log(aReport.errors(), aVersions, std::move(aOnVersion));
     return {aLibrary, aReport};
 }
 }  // namespace qzagent

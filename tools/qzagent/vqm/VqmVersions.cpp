@@ -1,8 +1,10 @@
 #include "tools/qzagent/vqm/VqmVersions.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "backend/common/include/Logger.h"
 #include "tools/qzagent/cli/CurrentStep.h"
@@ -25,12 +27,15 @@ std::string_view loggedTextOf(std::string_view aLine)
 }
 
 /// An empty version is none: the library has written nothing.
-void takeVersion(std::optional<std::string>& aVersion, std::string_view aText, std::string_view aStart)
+/// @return whether the text has a version
+bool takeVersion(std::optional<std::string>& aVersion, std::string_view aText, std::string_view aStart)
 {
-    if (aText.substr(0, aStart.size()) == aStart && aText.size() > aStart.size())
+    bool const hasVersion = aText.substr(0, aStart.size()) == aStart && aText.size() > aStart.size();
+    if (hasVersion)
     {
         aVersion = aText.substr(aStart.size());
     }
+    return hasVersion;
 }
 
 /// @return whether the line has the tag of the level, before its place
@@ -58,8 +63,12 @@ void takeStep(std::string_view aLine)
 }
 }  // namespace
 
-LibvqmVersionLog::LibvqmVersionLog(ErrorStream& aErrors, LibvqmVersions& aVersions)
-    : mErrors(aErrors), mVersions(aVersions), mFormerMask(GetLogLevelMask())
+LibvqmVersionLog::LibvqmVersionLog(ErrorStream& aErrors, LibvqmVersions& aVersions,
+                                   std::function<void()> aOnVersion)
+    : mErrors(aErrors),
+      mVersions(aVersions),
+      mOnVersion(std::move(aOnVersion)),
+      mFormerMask(GetLogLevelMask())
 {
     SetLogSink(&takeLine, this);
     SetLogLevelMask(mFormerMask | neededLevels);
@@ -75,8 +84,12 @@ void LibvqmVersionLog::takeLine(void* aLog, char const* aLine, unsigned int aLen
 {
     auto& log = *static_cast<LibvqmVersionLog*>(aLog);
     std::string_view const line(aLine, aLength - 1);
-    takeVersion(log.mVersions.mLibrary, loggedTextOf(line), libraryText);
-    takeVersion(log.mVersions.mDriver, loggedTextOf(line), driverText);
+    std::string_view const text = loggedTextOf(line);
+    if (takeVersion(log.mVersions.mLibrary, text, libraryText) ||
+        takeVersion(log.mVersions.mDriver, text, driverText))
+    {
+        log.mOnVersion();
+    }
     takeStep(line);
     bool const isHidden = (hasTag(line, " -I- ") && (log.mFormerMask & QZLL_Information) == 0) ||
                           (hasTag(line, " -T- ") && (log.mFormerMask & QZLL_Trace) == 0);

@@ -2,6 +2,7 @@
 /// The versions of the vendor library and its driver, which the layer only logs.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -15,14 +16,15 @@ struct LibvqmVersions
     std::optional<std::string> mDriver;   ///< none when VQM_InitDiagEnv wrote no text
 };
 
-/// Reads the versions from the log while the object exists, and names the call of the library as the current step. The log lines that were shown before are still shown. Only
-/// one object may exist at a time.
+/// Reads the versions from the log while the object exists, and names the call of the library as the current step. The
+/// log lines that were shown before are still shown. Only one object may exist at a time.
 class LibvqmVersionLog
 {
 public:
     /// @param aErrors   shows the log lines
-    /// @param aVersions set to the versions in the log
-    LibvqmVersionLog(ErrorStream& aErrors, LibvqmVersions& aVersions);
+    /// @param aVersions  set to the versions in the log
+    /// @param aOnVersion called after each version
+    LibvqmVersionLog(ErrorStream& aErrors, LibvqmVersions& aVersions, std::function<void()> aOnVersion);
     ~LibvqmVersionLog();
     LibvqmVersionLog(LibvqmVersionLog const&) = delete;
     LibvqmVersionLog& operator=(LibvqmVersionLog const&) = delete;
@@ -32,6 +34,7 @@ private:
 
     ErrorStream& mErrors;
     LibvqmVersions& mVersions;
+    std::function<void()> const mOnVersion;
     unsigned int const mFormerMask;
 };
 }  // namespace qzagent

@@ -94,7 +94,7 @@ void PcapngRecorder::checkFile()
     if (!mFile->file().isStillThere())
     {
         mSources.mReport.addNote(
-            fmt::format("{} was deleted or replaced; the recording continues in a new file", path()));
+            fmt::format("{} was deleted or replaced; the recording continues in a new file", name()));
         continueInNextFile();
     }
     if (mSeries)
@@ -129,12 +129,15 @@ void PcapngRecorder::startSection()
 
 void PcapngRecorder::openFile()
 {
-    std::string const path = mSeries ? mSeries->next() : mOptions.mPath;
-    mFile = std::make_unique<PcapngFile>(path);
+    mFile = mSeries ? std::make_unique<PcapngFile>(mSeries->next())
+                    : std::make_unique<PcapngFile>(mOptions.mPath, mOptions.mName);
     mFileStart = Clock::now();
-    if (std::optional<std::string> const note = mFile->repairNote())
+    for (std::optional<std::string> const& note : {mFile->damageNote(), mFile->repairNote()})
     {
-        mSources.mReport.addNote(*note);
+        if (note)
+        {
+            mSources.mReport.addNote(*note);
+        }
     }
     if (mSeries)
     {

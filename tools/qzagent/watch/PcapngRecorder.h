@@ -27,6 +27,7 @@ namespace qzagent
 struct RecorderOptions
 {
     std::string mPath;
+    std::string mName;                   ///< for messages, unless there is a rotation
     std::optional<RotateLimit> mRotate;  ///< none for a single file
     KeepLimit mKeep;                     ///< of the files of a rotation
     std::chrono::seconds mSync;          ///< between synchronisations with the device; 0 for each write
@@ -61,7 +62,7 @@ public:
     /// @}
 
     std::uint64_t written() const override { return mPacketsInFormerFiles + (mFile ? mFile->packets() : 0); }
-    std::string const& path() const override { return mFile->file().path(); }
+    std::string const& name() const override { return mFile->file().name(); }
     std::uint64_t size() const override { return mFile->file().size(); }
 
 private:

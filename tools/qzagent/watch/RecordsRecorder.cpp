@@ -1,5 +1,6 @@
 #include "tools/qzagent/watch/RecordsRecorder.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -9,8 +10,9 @@
 
 namespace qzagent
 {
-RecordsRecorder::RecordsRecorder(std::string const& aPath, Report& aReport)
-    : mReport(aReport), mWriter(std::make_unique<CaptureWriter>(aPath))
+RecordsRecorder::RecordsRecorder(std::string const& aPath, Report& aReport,
+                                 std::function<bool()> const& aMustStop)
+    : mPath(aPath), mReport(aReport), mWriter(std::make_unique<CaptureWriter>(aPath, aMustStop))
 {
 }
 
@@ -32,15 +34,14 @@ void RecordsRecorder::tick()
     if (!mWriter->file().isStillThere())
     {
         mReport.addNote(
-            fmt::format("{} was deleted or replaced; the recording continues in a new file", path()));
+            fmt::format("{} was deleted or replaced; the recording continues in a new file", mPath));
         continueInNextFile();
     }
 }
 
 void RecordsRecorder::continueInNextFile()
 {
-    std::string const same = path();
     mWriter.reset();  // a second writer would find the capture locked
-    mWriter = std::make_unique<CaptureWriter>(same);
+    mWriter = std::make_unique<CaptureWriter>(mPath);
 }
 }  // namespace qzagent

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,8 +20,10 @@ class RecordsRecorder : public WatchRecorder
 {
 public:
     /// @param aReport receives notes; must outlive this object
+    /// @param aMustStop see CaptureWriter
     /// @throws CaptureWriteError when the capture cannot be opened, or is not complete
-    RecordsRecorder(std::string const& aPath, Report& aReport);
+    /// @throws Interrupted
+    RecordsRecorder(std::string const& aPath, Report& aReport, std::function<bool()> const& aMustStop);
 
     /// Appends an event that can be encoded. A record whose encoding fails is not written, not even in part.
     /// @throws CaptureWriteError when the record cannot be written
@@ -32,10 +35,11 @@ public:
     void continueInNextFile() override;
     void startSection() override {}
     std::uint64_t written() const override { return mWritten; }
-    std::string const& path() const override { return mWriter->file().path(); }
+    std::string const& name() const override { return mPath; }
     std::uint64_t size() const override { return mWriter->file().size(); }
 
 private:
+    std::string const mPath;
     Report& mReport;
     std::unique_ptr<CaptureWriter> mWriter;
     RecordEncoder mEncoder;

@@ -22,6 +22,7 @@ struct WatchOptions
     std::optional<std::uint64_t> mSeconds;  ///< seconds after which the watch stops
     std::optional<std::string> mEventLayout;  ///< path of the layout of events; none for the simulator's
     std::optional<std::string> mOutput;       ///< path of the capture; none for lines on standard output
+    std::optional<std::string> mOutputName;   ///< of the capture, for messages; none for its path
     std::optional<CaptureForm> mForm;         ///< of the capture; none for that of the file
     std::optional<RotateLimit> mRotate;       ///< when the next file begins; none for a single file
     std::optional<KeepLimit> mKeep;           ///< which files of a rotation remain; none for all

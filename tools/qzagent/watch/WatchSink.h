@@ -44,8 +44,8 @@ public:
     /// Called when the wall clock was set.
     virtual void startSection() = 0;
 
-    /// Path of the current file.
-    virtual std::string const& path() const = 0;
+    /// Name of the current file for messages.
+    virtual std::string const& name() const = 0;
 
     /// Size of the current file in bytes.
     virtual std::uint64_t size() const = 0;
