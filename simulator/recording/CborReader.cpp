@@ -8,14 +8,14 @@ namespace qzsim
 {
 namespace
 {
-using Json = nlohmann::json;
-
 /// Deeper than any packet. The parser calls itself for each level, so a hostile file could exhaust the stack.
 constexpr std::size_t deepest = 16;
 
 /// Builds the item. Each function returns whether the parser continues.
-class Builder : public nlohmann::json_sax<Json>
+class Builder : public nlohmann::json_sax<nlohmann::json>
 {
+    using Json = nlohmann::json;
+
 public:
     std::optional<Json> take() { return mIsDone ? std::optional(std::move(mRoot)) : std::nullopt; }
 
@@ -85,10 +85,10 @@ private:
 };
 }  // namespace
 
-std::optional<Json> readCbor(std::vector<std::uint8_t> const& aBytes)
+std::optional<nlohmann::json> readCbor(std::vector<std::uint8_t> const& aBytes)
 {
     Builder builder;
-    bool const isRead = Json::sax_parse(aBytes, &builder, Json::input_format_t::cbor);
+    bool const isRead = nlohmann::json::sax_parse(aBytes, &builder, nlohmann::json::input_format_t::cbor);
     return isRead ? builder.take() : std::nullopt;
 }
 }  // namespace qzsim

@@ -113,8 +113,8 @@ bool Ring::write(std::string_view aLibrary, qz::Bytes aContent) noexcept
         {
             close();
         }
-        constexpr timespec patience{0, 1'000'000};
-        ::nanosleep(&patience, nullptr);
+        constexpr timespec pause{0, 1'000'000};
+        ::nanosleep(&pause, nullptr);
     }
     return false;
 }
