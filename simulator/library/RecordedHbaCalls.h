@@ -21,63 +21,63 @@ using Table = HBA_ENTRYPOINTSV2;
 
 /// The name of an entry of the table.
 template <auto Member>
-constexpr char const* nameOf = nullptr;
+inline constexpr char const* nameOf = nullptr;
 
 // clang-format off
-template <> constexpr char const* nameOf<&Table::GetVersionHandler> = "HBA_GetVersion";
-template <> constexpr char const* nameOf<&Table::LoadLibraryHandler> = "HBA_LoadLibrary";
-template <> constexpr char const* nameOf<&Table::FreeLibraryHandler> = "HBA_FreeLibrary";
-template <> constexpr char const* nameOf<&Table::GetNumberOfAdaptersHandler> = "HBA_GetNumberOfAdapters";
-template <> constexpr char const* nameOf<&Table::GetAdapterNameHandler> = "HBA_GetAdapterName";
-template <> constexpr char const* nameOf<&Table::OpenAdapterHandler> = "HBA_OpenAdapter";
-template <> constexpr char const* nameOf<&Table::CloseAdapterHandler> = "HBA_CloseAdapter";
-template <> constexpr char const* nameOf<&Table::GetAdapterAttributesHandler> = "HBA_GetAdapterAttributes";
-template <> constexpr char const* nameOf<&Table::GetAdapterPortAttributesHandler> = "HBA_GetAdapterPortAttributes";
-template <> constexpr char const* nameOf<&Table::GetPortStatisticsHandler> = "HBA_GetPortStatistics";
-template <> constexpr char const* nameOf<&Table::GetDiscoveredPortAttributesHandler> = "HBA_GetDiscoveredPortAttributes";
-template <> constexpr char const* nameOf<&Table::GetPortAttributesByWWNHandler> = "HBA_GetPortAttributesByWWN";
-template <> constexpr char const* nameOf<&Table::SendCTPassThruHandler> = "HBA_SendCTPassThru";
-template <> constexpr char const* nameOf<&Table::RefreshInformationHandler> = "HBA_RefreshInformation";
-template <> constexpr char const* nameOf<&Table::ResetStatisticsHandler> = "HBA_ResetStatistics";
-template <> constexpr char const* nameOf<&Table::GetFcpTargetMappingHandler> = "HBA_GetFcpTargetMapping";
-template <> constexpr char const* nameOf<&Table::GetFcpPersistentBindingHandler> = "HBA_GetFcpPersistentBinding";
-template <> constexpr char const* nameOf<&Table::GetEventBufferHandler> = "HBA_GetEventBuffer";
-template <> constexpr char const* nameOf<&Table::SetRNIDMgmtInfoHandler> = "HBA_SetRNIDMgmtInfo";
-template <> constexpr char const* nameOf<&Table::GetRNIDMgmtInfoHandler> = "HBA_GetRNIDMgmtInfo";
-template <> constexpr char const* nameOf<&Table::SendRNIDHandler> = "HBA_SendRNID";
-template <> constexpr char const* nameOf<&Table::ScsiInquiryHandler> = "HBA_SendScsiInquiry";
-template <> constexpr char const* nameOf<&Table::ReportLUNsHandler> = "HBA_SendReportLUNs";
-template <> constexpr char const* nameOf<&Table::ReadCapacityHandler> = "HBA_SendReadCapacity";
-template <> constexpr char const* nameOf<&Table::OpenAdapterByWWNHandler> = "HBA_OpenAdapterByWWN";
-template <> constexpr char const* nameOf<&Table::GetFcpTargetMappingV2Handler> = "HBA_GetFcpTargetMappingV2";
-template <> constexpr char const* nameOf<&Table::SendCTPassThruV2Handler> = "HBA_SendCTPassThruV2";
-template <> constexpr char const* nameOf<&Table::RefreshAdapterConfigurationHandler> = "HBA_RefreshAdapterConfiguration";
-template <> constexpr char const* nameOf<&Table::GetBindingCapabilityHandler> = "HBA_GetBindingCapability";
-template <> constexpr char const* nameOf<&Table::GetBindingSupportHandler> = "HBA_GetBindingSupport";
-template <> constexpr char const* nameOf<&Table::SetBindingSupportHandler> = "HBA_SetBindingSupport";
-template <> constexpr char const* nameOf<&Table::SetPersistentBindingV2Handler> = "HBA_SetPersistentBindingV2";
-template <> constexpr char const* nameOf<&Table::GetPersistentBindingV2Handler> = "HBA_GetPersistentBindingV2";
-template <> constexpr char const* nameOf<&Table::RemovePersistentBindingHandler> = "HBA_RemovePersistentBinding";
-template <> constexpr char const* nameOf<&Table::RemoveAllPersistentBindingsHandler> = "HBA_RemoveAllPersistentBindings";
-template <> constexpr char const* nameOf<&Table::SendRNIDV2Handler> = "HBA_SendRNIDV2";
-template <> constexpr char const* nameOf<&Table::ScsiInquiryV2Handler> = "HBA_ScsiInquiryV2";
-template <> constexpr char const* nameOf<&Table::ScsiReportLUNsV2Handler> = "HBA_ScsiReportLUNsV2";
-template <> constexpr char const* nameOf<&Table::ScsiReadCapacityV2Handler> = "HBA_ScsiReadCapacityV2";
-template <> constexpr char const* nameOf<&Table::GetVendorLibraryAttributesHandler> = "HBA_GetVendorLibraryAttributes";
-template <> constexpr char const* nameOf<&Table::RemoveCallbackHandler> = "HBA_RemoveCallback";
-template <> constexpr char const* nameOf<&Table::RegisterForAdapterAddEventsHandler> = "HBA_RegisterForAdapterAddEvents";
-template <> constexpr char const* nameOf<&Table::RegisterForAdapterEventsHandler> = "HBA_RegisterForAdapterEvents";
-template <> constexpr char const* nameOf<&Table::RegisterForAdapterPortEventsHandler> = "HBA_RegisterForAdapterPortEvents";
-template <> constexpr char const* nameOf<&Table::RegisterForAdapterPortStatEventsHandler> = "HBA_RegisterForAdapterPortStatEvents";
-template <> constexpr char const* nameOf<&Table::RegisterForTargetEventsHandler> = "HBA_RegisterForTargetEvents";
-template <> constexpr char const* nameOf<&Table::RegisterForLinkEventsHandler> = "HBA_RegisterForLinkEvents";
-template <> constexpr char const* nameOf<&Table::SendRPLHandler> = "HBA_SendRPL";
-template <> constexpr char const* nameOf<&Table::SendRPSHandler> = "HBA_SendRPS";
-template <> constexpr char const* nameOf<&Table::SendSRLHandler> = "HBA_SendSRL";
-template <> constexpr char const* nameOf<&Table::SendLIRRHandler> = "HBA_SendLIRR";
-template <> constexpr char const* nameOf<&Table::GetFC4StatisticsHandler> = "HBA_GetFC4Statistics";
-template <> constexpr char const* nameOf<&Table::GetFCPStatisticsHandler> = "HBA_GetFCPStatistics";
-template <> constexpr char const* nameOf<&Table::SendRLSHandler> = "HBA_SendRLS";
+template <> inline constexpr char const* nameOf<&Table::GetVersionHandler> = "HBA_GetVersion";
+template <> inline constexpr char const* nameOf<&Table::LoadLibraryHandler> = "HBA_LoadLibrary";
+template <> inline constexpr char const* nameOf<&Table::FreeLibraryHandler> = "HBA_FreeLibrary";
+template <> inline constexpr char const* nameOf<&Table::GetNumberOfAdaptersHandler> = "HBA_GetNumberOfAdapters";
+template <> inline constexpr char const* nameOf<&Table::GetAdapterNameHandler> = "HBA_GetAdapterName";
+template <> inline constexpr char const* nameOf<&Table::OpenAdapterHandler> = "HBA_OpenAdapter";
+template <> inline constexpr char const* nameOf<&Table::CloseAdapterHandler> = "HBA_CloseAdapter";
+template <> inline constexpr char const* nameOf<&Table::GetAdapterAttributesHandler> = "HBA_GetAdapterAttributes";
+template <> inline constexpr char const* nameOf<&Table::GetAdapterPortAttributesHandler> = "HBA_GetAdapterPortAttributes";
+template <> inline constexpr char const* nameOf<&Table::GetPortStatisticsHandler> = "HBA_GetPortStatistics";
+template <> inline constexpr char const* nameOf<&Table::GetDiscoveredPortAttributesHandler> = "HBA_GetDiscoveredPortAttributes";
+template <> inline constexpr char const* nameOf<&Table::GetPortAttributesByWWNHandler> = "HBA_GetPortAttributesByWWN";
+template <> inline constexpr char const* nameOf<&Table::SendCTPassThruHandler> = "HBA_SendCTPassThru";
+template <> inline constexpr char const* nameOf<&Table::RefreshInformationHandler> = "HBA_RefreshInformation";
+template <> inline constexpr char const* nameOf<&Table::ResetStatisticsHandler> = "HBA_ResetStatistics";
+template <> inline constexpr char const* nameOf<&Table::GetFcpTargetMappingHandler> = "HBA_GetFcpTargetMapping";
+template <> inline constexpr char const* nameOf<&Table::GetFcpPersistentBindingHandler> = "HBA_GetFcpPersistentBinding";
+template <> inline constexpr char const* nameOf<&Table::GetEventBufferHandler> = "HBA_GetEventBuffer";
+template <> inline constexpr char const* nameOf<&Table::SetRNIDMgmtInfoHandler> = "HBA_SetRNIDMgmtInfo";
+template <> inline constexpr char const* nameOf<&Table::GetRNIDMgmtInfoHandler> = "HBA_GetRNIDMgmtInfo";
+template <> inline constexpr char const* nameOf<&Table::SendRNIDHandler> = "HBA_SendRNID";
+template <> inline constexpr char const* nameOf<&Table::ScsiInquiryHandler> = "HBA_SendScsiInquiry";
+template <> inline constexpr char const* nameOf<&Table::ReportLUNsHandler> = "HBA_SendReportLUNs";
+template <> inline constexpr char const* nameOf<&Table::ReadCapacityHandler> = "HBA_SendReadCapacity";
+template <> inline constexpr char const* nameOf<&Table::OpenAdapterByWWNHandler> = "HBA_OpenAdapterByWWN";
+template <> inline constexpr char const* nameOf<&Table::GetFcpTargetMappingV2Handler> = "HBA_GetFcpTargetMappingV2";
+template <> inline constexpr char const* nameOf<&Table::SendCTPassThruV2Handler> = "HBA_SendCTPassThruV2";
+template <> inline constexpr char const* nameOf<&Table::RefreshAdapterConfigurationHandler> = "HBA_RefreshAdapterConfiguration";
+template <> inline constexpr char const* nameOf<&Table::GetBindingCapabilityHandler> = "HBA_GetBindingCapability";
+template <> inline constexpr char const* nameOf<&Table::GetBindingSupportHandler> = "HBA_GetBindingSupport";
+template <> inline constexpr char const* nameOf<&Table::SetBindingSupportHandler> = "HBA_SetBindingSupport";
+template <> inline constexpr char const* nameOf<&Table::SetPersistentBindingV2Handler> = "HBA_SetPersistentBindingV2";
+template <> inline constexpr char const* nameOf<&Table::GetPersistentBindingV2Handler> = "HBA_GetPersistentBindingV2";
+template <> inline constexpr char const* nameOf<&Table::RemovePersistentBindingHandler> = "HBA_RemovePersistentBinding";
+template <> inline constexpr char const* nameOf<&Table::RemoveAllPersistentBindingsHandler> = "HBA_RemoveAllPersistentBindings";
+template <> inline constexpr char const* nameOf<&Table::SendRNIDV2Handler> = "HBA_SendRNIDV2";
+template <> inline constexpr char const* nameOf<&Table::ScsiInquiryV2Handler> = "HBA_ScsiInquiryV2";
+template <> inline constexpr char const* nameOf<&Table::ScsiReportLUNsV2Handler> = "HBA_ScsiReportLUNsV2";
+template <> inline constexpr char const* nameOf<&Table::ScsiReadCapacityV2Handler> = "HBA_ScsiReadCapacityV2";
+template <> inline constexpr char const* nameOf<&Table::GetVendorLibraryAttributesHandler> = "HBA_GetVendorLibraryAttributes";
+template <> inline constexpr char const* nameOf<&Table::RemoveCallbackHandler> = "HBA_RemoveCallback";
+template <> inline constexpr char const* nameOf<&Table::RegisterForAdapterAddEventsHandler> = "HBA_RegisterForAdapterAddEvents";
+template <> inline constexpr char const* nameOf<&Table::RegisterForAdapterEventsHandler> = "HBA_RegisterForAdapterEvents";
+template <> inline constexpr char const* nameOf<&Table::RegisterForAdapterPortEventsHandler> = "HBA_RegisterForAdapterPortEvents";
+template <> inline constexpr char const* nameOf<&Table::RegisterForAdapterPortStatEventsHandler> = "HBA_RegisterForAdapterPortStatEvents";
+template <> inline constexpr char const* nameOf<&Table::RegisterForTargetEventsHandler> = "HBA_RegisterForTargetEvents";
+template <> inline constexpr char const* nameOf<&Table::RegisterForLinkEventsHandler> = "HBA_RegisterForLinkEvents";
+template <> inline constexpr char const* nameOf<&Table::SendRPLHandler> = "HBA_SendRPL";
+template <> inline constexpr char const* nameOf<&Table::SendRPSHandler> = "HBA_SendRPS";
+template <> inline constexpr char const* nameOf<&Table::SendSRLHandler> = "HBA_SendSRL";
+template <> inline constexpr char const* nameOf<&Table::SendLIRRHandler> = "HBA_SendLIRR";
+template <> inline constexpr char const* nameOf<&Table::GetFC4StatisticsHandler> = "HBA_GetFC4Statistics";
+template <> inline constexpr char const* nameOf<&Table::GetFCPStatisticsHandler> = "HBA_GetFCPStatistics";
+template <> inline constexpr char const* nameOf<&Table::SendRLSHandler> = "HBA_SendRLS";
 // clang-format on
 
 /// Stands for an entry of the table.
@@ -240,6 +240,7 @@ HBA_STATUS registerCallback(Callback aCallback, void* aContext, HBA_CALLBACKHAND
             if (answer != nullptr && status == HBA_STATUS_OK && aHandle != nullptr)
             {
                 auto const number = eventValue<std::uint32_t>(answer->mResults, "registration");
+                // NOLINTNEXTLINE(performance-no-int-to-ptr): the program only passes it back
                 *aHandle = reinterpret_cast<HBA_CALLBACKHANDLE>(std::uintptr_t{number});
                 startEvents(*answer, keyOf(*aHandle), aReplay);
             }

@@ -17,6 +17,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include "simulator/control/EnvironmentVariables.h"
 #include "simulator/include/QzEvent.h"
 #include "simulator/library/HiddenFunctions.h"
 #include "simulator/library/Recorded.h"
@@ -225,7 +226,7 @@ char const* openReplayed(char const* aPath, int aMode)
     return ownPath().c_str();
 }
 
-std::string contentOf(std::FILE* aFile)
+std::string wholeOf(std::FILE* aFile)
 {
     std::string content;
     std::array<char, 4096> piece{};
@@ -234,6 +235,33 @@ std::string contentOf(std::FILE* aFile)
         content.append(piece.data(), size);
     }
     return content;
+}
+/// The common library may read the text again, so it lasts as long as the process.
+char const* kept(std::string const& aText)
+{
+    static std::mutex mutex;
+    static auto& texts = *new std::set<std::string>;
+    std::lock_guard const lock(mutex);
+    return texts.insert(aText).first->c_str();
+}
+
+char const* recordConfiguration(char const* aContent)
+{
+    if (aContent != nullptr)
+    {
+        configure(aContent);
+        CborWriter packet;
+        Recorder::begin(packet, "configuration", aContent);
+        session().recorder().write(configurationPath, packet);
+    }
+    return aContent;
+}
+
+char const* replayConfiguration()
+{
+    std::optional<std::string> const& recorded = session().player().recording().configuration();
+    configure(recorded.value_or(""));
+    return recorded ? recorded->c_str() : nullptr;
 }
 }  // namespace
 
@@ -266,30 +294,14 @@ extern "C" char const* QZSIM_PathToOpen(char const* aPath, int aMode, qzsim::Ope
 
 extern "C" char const* QZSIM_Configuration(std::FILE* aFile)
 {
-    return qzsim::answerOf<char const*>(nullptr,
-                                        [=]() -> char const*
+    char const* const content = aFile == nullptr ? nullptr : qzsim::kept(qzsim::wholeOf(aFile));
+    // A process that outlives the runner is not recorded, and uses the libraries of the host.
+    bool const isReplay = qzsim::environment(qzsim::ringVariable) == nullptr;
+    return qzsim::answerOf<char const*>(isReplay ? nullptr : content,
+                                        [=]
                                         {
-                                            qzsim::Session& session = qzsim::session();
-                                            // The common library may read it again, so it lasts as long as the process.
-                                            static std::mutex mutex;
-                                            static auto& contents = *new std::set<std::string>;
-                                            if (!session.isRecording())
-                                            {
-                                                std::optional<std::string> const& recorded =
-                                                    session.player().recording().configuration();
-                                                qzsim::configure(recorded.value_or(""));
-                                                return recorded ? recorded->c_str() : nullptr;
-                                            }
-                                            if (aFile == nullptr)
-                                            {
-                                                return nullptr;
-                                            }
-                                            std::string const content = qzsim::contentOf(aFile);
-                                            qzsim::configure(content);
-                                            qzsim::CborWriter packet;
-                                            qzsim::Recorder::begin(packet, "configuration", content);
-                                            session.recorder().write(qzsim::configurationPath, packet);
-                                            std::lock_guard const lock(mutex);
-                                            return contents.insert(content).first->c_str();
+                                            return qzsim::session().isRecording()
+                                                       ? qzsim::recordConfiguration(content)
+                                                       : qzsim::replayConfiguration();
                                         });
 }

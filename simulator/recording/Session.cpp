@@ -1,8 +1,9 @@
 #include "simulator/recording/Session.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 #include <stdexcept>
+#include <string>
 
 #include <fmt/format.h>
 
@@ -21,6 +22,14 @@ std::string variable(char const* aName)
     }
     return value;
 }
+
+/// The program may have set a locale with another decimal point.
+double numberIn(std::string const& aText)
+{
+    double number = 0;
+    std::from_chars(aText.data(), aText.data() + aText.size(), number);
+    return number;
+}
 }  // namespace
 
 void Session::prepare()
@@ -33,7 +42,7 @@ void Session::prepare()
                            mRecorder.emplace(ring);
                            return;
                        }
-                       ReplayOptions const options{std::atof(variable(speedVariable).c_str()),
+                       ReplayOptions const options{numberIn(variable(speedVariable)),
                                                    environment(strictVariable) != nullptr};
                        mPlayer = std::make_unique<Player>(Recording::ofFile(variable(recordingVariable)),
                                                           variable(countsVariable), options);

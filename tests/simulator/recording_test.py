@@ -164,6 +164,17 @@ class Recording(Recorded):
         self.assertEqual(run(QZSIM, "record", "--output", self.file, "--", "sh", "-c", "exit 5").returncode, 5)
         self.assertEqual(run(QZSIM, "replay", self.file, "--", "true").returncode, 2)
 
+    def test_does_not_disturb_a_process_that_outlives_the_program(self):
+        ended, output = self.folder / "ended", self.folder / "output"
+        script = f'(exec 2>/dev/null; while [ ! -e {ended} ]; do sleep 0.01; done; "$0" ports >{output}.new; mv {output}.new {output}) &'
+        run(*self.command(ADAPTERS, "sh", "-c", script + " exec >&- 2>&-", QZAGENT))
+        ended.touch()
+        deadline = time.monotonic() + PATIENCE
+        while not output.exists():
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        self.assertIn("10:00:00:00:c9:00:00:01", output.read_text(encoding="utf-8"))
+
     def test_can_be_read_only_by_its_owner(self):
         self.record(ADAPTERS, QZAGENT, "ports")
         self.assertEqual(self.file.stat().st_mode & 0o777, 0o600)
