@@ -166,8 +166,9 @@ class Recording(Recorded):
 
     def test_does_not_disturb_a_process_that_outlives_the_program(self):
         ended, output = self.folder / "ended", self.folder / "output"
-        script = f'(exec 2>/dev/null; while [ ! -e {ended} ]; do sleep 0.01; done; "$0" ports >{output}.new; mv {output}.new {output}) &'
-        run(*self.command(ADAPTERS, "sh", "-c", script + " exec >&- 2>&-", QZAGENT))
+        script = (f'(exec >/dev/null 2>&1; while [ ! -e {ended} ]; do sleep 0.01; done; '
+                  f'"$0" ports >{output}.new; mv {output}.new {output}) &')
+        run(*self.command(ADAPTERS, "sh", "-c", script, QZAGENT))
         ended.touch()
         deadline = time.monotonic() + PATIENCE
         while not output.exists():
