@@ -177,6 +177,56 @@ INSTANTIATE_TEST_SUITE_P(
                  "warning single-path: target 50:00:00:00:ab:00:01:02: only target port "
                  "50:00:00:00:ab:00:00:02 behind port 10:00:00:00:c9:00:00:01 leads to it",
                  oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1)},
+        RuleCase{"PortWithoutPath", "single-path", "",
+                 oneHost + targetOf(1, 1, 1) + portNumbered(2) + targetOf(1, 1, 1) + portNumbered(3),
+                 "warning single-path: target 50:00:00:00:ab:00:01:01: no path from port "
+                 "10:00:00:00:c9:00:00:03, and 2 other ports have one",
+                 oneHost + targetOf(1, 1, 1) + portNumbered(2) + targetOf(1, 1, 1) + portNumbered(3) +
+                     targetOf(2, 3, 1) + portNumbered(4) + targetOf(2, 3, 1)},
+        RuleCase{
+            "PortWithoutPathToManyTargets", "single-path", "",
+            oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1) + portNumbered(2) + targetOf(1, 1, 1) +
+                targetOf(2, 2, 1) + portNumbered(3),
+            R"(warning single-path: 2 targets \(50:00:00:00:ab:00:01:01, 50:00:00:00:ab:00:01:02\): no path )"
+            "from port 10:00:00:00:c9:00:00:03, and 2 other ports have one",
+            oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1) + portNumbered(2) + targetOf(1, 1, 1) +
+                targetOf(2, 2, 1) + portNumbered(3) + "state = \"OFFLINE\"\n"},
+        RuleCase{"TargetOnOneFabric", "single-path", "",
+                 oneHost + targetOf(1, 1, 1) + targetOf(1, 2, 1) + portNumbered(2) + targetOf(1, 3, 1) +
+                     portNumbered(3) + targetOf(1, 3, 1),
+                 R"(warning single-path: target 50:00:00:00:ab:00:01:01: one path from 2 ports )"
+                 R"(\(10:00:00:00:c9:00:00:02, 10:00:00:00:c9:00:00:03\), and 2 from another port)",
+                 oneHost + targetOf(1, 1, 1) + targetOf(1, 2, 1) + portNumbered(2) + targetOf(1, 3, 1) +
+                     targetOf(1, 4, 1)},
+        RuleCase{
+            "OnlyPathsOfAPort", "single-path", "",
+            oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1) + targetOf(3, 3, 1) + portNumbered(2) +
+                targetOf(1, 1, 1),
+            R"(warning single-path: 2 targets \(50:00:00:00:ab:00:01:02, 50:00:00:00:ab:00:01:03\): only one )"
+            "path leads to each, all from port 10:00:00:00:c9:00:00:01",
+            oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1) + targetOf(3, 3, 1)},
+        RuleCase{"PathWithoutLuns", "lun-missing-on-path", "",
+                 oneHost + targetOf(1, 1, 2) + portNumbered(2) + targetOf(1, 2, 0),
+                 "error lun-missing-on-path: target port 50:00:00:00:ab:00:00:02 behind port "
+                 "10:00:00:00:c9:00:00:02: LUNs 0-1",
+                 oneHost + targetOf(1, 1, 2) + portNumbered(2) + targetOf(1, 2, 0) + "state = \"OFFLINE\"\n"},
+        RuleCase{"PortWithoutLunsOfManyTargets", "lun-missing-on-path", "",
+                 oneHost + targetOf(1, 1, 2) + targetOf(2, 2, 3) + adapterNamed("example-fc-1") +
+                     portNumbered(2) + targetOf(1, 1, 0) + targetOf(2, 2, 0),
+                 R"(error lun-missing-on-path: 2 ports of 2 targets \(50:00:00:00:ab:00:01:01, )"
+                 R"(50:00:00:00:ab:00:01:02\) behind port 10:00:00:00:c9:00:00:02: LUNs 0-2)",
+                 oneHost + targetOf(1, 1, 0) + targetOf(2, 2, 3) + adapterNamed("example-fc-1") +
+                     portNumbered(2) + targetOf(1, 1, 0) + targetOf(2, 2, 3)},
+        RuleCase{"LunMissingOnManyPaths", "lun-missing-on-path", "",
+                 oneHost + targetOf(1, 1, 4) + portNumbered(2) + targetOf(1, 2, 2) + targetOf(1, 3, 2),
+                 "error lun-missing-on-path: 2 ports of target 50:00:00:00:ab:00:01:01 behind port "
+                 "10:00:00:00:c9:00:00:02: LUNs 2-3",
+                 oneHost + targetOf(1, 1, 4) + portNumbered(2) + targetOf(1, 2, 4) + targetOf(1, 3, 4)},
+        RuleCase{"ManyLunsOnManyPaths", "many-luns", "luns = 3\n",
+                 oneHost + targetOf(1, 1, 4) + targetOf(1, 2, 5),
+                 "warning many-luns: 2 ports of target 50:00:00:00:ab:00:01:01 behind port "
+                 "10:00:00:00:c9:00:00:01: up to 5 LUNs",
+                 oneHost + targetOf(1, 1, 3) + targetOf(1, 2, 3)},
         RuleCase{"LunMissingOnPath", "lun-missing-on-path", "",
                  oneHost + targetOf(1, 1, 4) + portNumbered(2) + targetOf(1, 2, 2),
                  "error lun-missing-on-path: target port 50:00:00:00:ab:00:00:02 behind port "
@@ -185,8 +235,7 @@ INSTANTIATE_TEST_SUITE_P(
         // The target answers for the first remote port with its name.
         RuleCase{"LunNotReported", "lun-not-reported", "",
                  oneHost + targetOf(1, 1, 1) + portNumbered(2) + targetOf(1, 1, 2),
-                 "error lun-not-reported: target port 50:00:00:00:ab:00:00:01 behind port "
-                 "10:00:00:00:c9:00:00:02: LUN 1",
+                 "error lun-not-reported: target port 50:00:00:00:ab:00:00:01 behind 2 ports: LUN 1",
                  oneHost + targetOf(1, 1, 2) + portNumbered(2) + targetOf(1, 1, 1)},
         RuleCase{"ManyLuns", "many-luns", "", oneHost + targetNumbered(1, 513),
                  "warning many-luns: target port 50:00:00:00:ab:00:00:01 behind port "
@@ -210,7 +259,7 @@ INSTANTIATE_TEST_SUITE_P(
         RuleCase{"Events", "events", "categories = [7]\nevents = 2\n", eventsOf(7, 3),
                  "warning events: board 0: 3 events of category 7", eventsOf(7, 2)},
         RuleCase{"EventsOfAnotherCategory", "events", "categories = [6, 7]\n", eventsOf(6, 1),
-                 "warning events: board 0: 1 events of category 6", eventsOf(5, 1)},
+                 "warning events: board 0: 1 event of category 6", eventsOf(5, 1)},
         RuleCase{
             "SlowTarget", "slow-target", "p99_us = 20000\n",
             oneHost + targetNumbered(1, 1) +
@@ -233,6 +282,139 @@ TEST_F(QzagentCheck, AcceptsALatencyOfExactlyTheLimit)
     EXPECT_THAT(check(20000.5).mOutput,
                 StartsWith("warning slow-target: target port 50:00:00:00:ab:00:00:01 behind adapter "
                            "example-fc-0: p99 is 20000"));
+}
+
+TEST_F(QzagentCheck, JoinsTheSlowPortsOfATarget)
+{
+    std::string const slow = "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = \"1+\"\ndelay_ms = 3\n";
+    ProcessResult const result =
+        checkBy("slow-target", "p99_us = 2000\n", oneHost + targetOf(1, 1, 1) + targetOf(1, 2, 1) + slow);
+    EXPECT_THAT(linesOf(result.mOutput).front(),
+                testing::MatchesRegex(
+                    R"(warning slow-target: 2 target ports \(50:00:00:00:ab:00:00:01, )"
+                    R"(50:00:00:00:ab:00:00:02\) behind adapter example-fc-0: p99 is up to [0-9]+ us)"));
+    EXPECT_EQ(linesOf(result.mOutput).size(), 3u);
+}
+
+TEST_F(QzagentCheck, FindsAPortWhoseStateChangesWithoutStatistics)
+{
+    std::string const change =
+        "[[timeline]]\nafter_call = \"HBA_GetAdapterPortAttributes\"\nnth = 1\n"
+        "set = { \"adapter[0].port[0].state\" = \"LINKDOWN\" }\n";
+    EXPECT_THAT(checkBy("link-flapping", "", oneHost + change).mOutput,
+                StartsWith("error link-flapping: " + portOne +
+                           ": the state was ONLINE in one look and LINKDOWN in another\n"));
+    std::string const unknown =
+        "[[timeline]]\nafter_call = \"HBA_GetAdapterPortAttributes\"\nnth = 1\n"
+        "set = { \"adapter[0].port[0].state\" = \"UNKNOWN\" }\n";
+    EXPECT_EQ(checkBy("link-flapping", "", oneHost + unknown).mOutput, "");
+}
+
+/// Two ports that reach two ports of a target each.
+std::string const fourPaths =
+    oneHost + targetOf(1, 1, 2) + targetOf(1, 2, 2) + portNumbered(2) + targetOf(1, 1, 2) + targetOf(1, 2, 2);
+
+/// A failure that hides paths, but is no finding.
+struct HiddenPaths
+{
+    char const* mName;
+    std::string mFault;
+};
+
+std::ostream& operator<<(std::ostream& aOut, HiddenPaths const& aPaths) { return aOut << aPaths.mName; }
+
+class QzagentCheckHiddenPaths : public QzagentCheck, public testing::WithParamInterface<HiddenPaths>
+{
+};
+
+TEST_P(QzagentCheckHiddenPaths, AreNoFindings)
+{
+    std::string const file = rules(
+        "[slow-target]\nenabled = false\n[errors-rising]\nenabled = false\n[link-flapping]\nenabled = "
+        "false\n");
+    std::string const otherTarget = adapterNamed("example-fc-1") + portNumbered(3) + targetOf(2, 5, 1) +
+                                    adapterNamed("example-fc-2") + portNumbered(4) + targetOf(2, 6, 1);
+    ProcessResult const result =
+        runAgentOn(fourPaths + otherTarget + GetParam().mFault, {"check", "--rules", file});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_THAT(result.mErrors, HasSubstr("not everything could be read (inventory)"));
+    EXPECT_EQ(result.mExitStatus, 3);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, QzagentCheckHiddenPaths,
+    testing::Values(HiddenPaths{"DiscoveryFails",
+                                fault("HBA_GetDiscoveredPortAttributes", "4", "HBA_STATUS_ERROR")},
+                    HiddenPaths{"MappingsFail", fault("HBA_GetFcpTargetMapping", "\"1+\"", "HBA_STATUS_ERROR",
+                                                      "adapter = \"example-fc-0\"\n")},
+                    HiddenPaths{"PortFails", fault("HBA_GetAdapterPortAttributes", "2", "HBA_STATUS_ERROR")},
+                    HiddenPaths{"LunsFail", fault("HBA_SendReportLUNs", "1", "HBA_STATUS_ERROR")},
+                    HiddenPaths{"AdapterFails", fault("HBA_OpenAdapter", "\"1+\"", "HBA_STATUS_ERROR",
+                                                      "adapter = \"example-fc-2\"\n")}),
+    [](testing::TestParamInfo<HiddenPaths> const& aInfo) { return std::string(aInfo.param.mName); });
+
+/// A LUN that is mapped, and that the target reports on no path unless it is on the path that fails.
+TEST_F(QzagentCheck, DoesNotCallALunUnreportedThatAnUnknownPathMayReport)
+{
+    std::string const host = oneHost + targetOf(1, 1, 1) + portNumbered(2) + targetOf(1, 1, 2);
+    std::string const other = adapterNamed("example-fc-1") + portNumbered(3) + targetOf(1, 1, 2);
+    EXPECT_THAT(checkBy("lun-not-reported", "", host).mOutput, HasSubstr(": LUN 1\n"));
+    std::string const fails =
+        fault("HBA_OpenAdapter", "1", "HBA_STATUS_ERROR", "adapter = \"example-fc-1\"\n");
+    EXPECT_EQ(checkBy("lun-not-reported", "", host + other + fails).mOutput, "");
+}
+
+TEST_F(QzagentCheck, ShowsItsFindingsWhenAPartDoesNotAnswer)
+{
+    std::string const hangs = "[[fault]]\ncall = \"HBA_GetPortStatistics\"\nnth = \"1+\"\nhangs = true\n";
+    ProcessResult const result =
+        runAgentOn(oneHost + "state = \"OFFLINE\"\n" + counters("tx_frames", 1) + hangs,
+                   {"check", "--seconds", "1", "--part-timeout", "2", "--rules",
+                    rules("[slow-target]\nenabled = false\n")});
+    EXPECT_THAT(result.mOutput, StartsWith("error link-down: " + portOne));
+    EXPECT_EQ(
+        result.mErrors,
+        "qzagent: the process of statistics did not answer within 3 s and was killed: HBA_GetPortStatistics "
+        "has not returned (example-fc-0: statistics)\n"
+        "qzagent: note: not everything could be read (statistics-end, statistics-start); there may be more "
+        "findings\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentCheck, ExitsWithThreeWhenAPartDoesNotAnswerAndNothingIsFound)
+{
+    std::string const hangs = "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = \"1+\"\nhangs = true\n";
+    ProcessResult const result = runAgentOn(oneHost + targetNumbered(1, 1) + hangs,
+                                            {"check", "--json", "--seconds", "1", "--part-timeout", "2",
+                                             "--rules", rules(onlyRule("link-down"))});
+    EXPECT_TRUE(satisfies(result.mOutput, "check"));
+    EXPECT_EQ(documentOf(result)["complete"], false);
+    EXPECT_EQ(documentOf(result)["messages"][0]["code"], 3);
+    EXPECT_EQ(result.mExitStatus, 3);
+}
+
+TEST_F(QzagentCheck, ShowsItsFindingsAfterASignal)
+{
+    std::string const hangs = "[[fault]]\ncall = \"HBA_GetPortStatistics\"\nnth = \"1+\"\nhangs = true\n";
+    ProcessResult const result =
+        runAgentInOn("timeout --preserve-status -s INT 3 \"$@\"",
+                     oneHost + "state = \"OFFLINE\"\n" + counters("tx_frames", 1) + hangs, {"check"});
+    EXPECT_THAT(result.mOutput, StartsWith("error link-down: " + portOne));
+    EXPECT_THAT(result.mErrors, StartsWith("qzagent: interrupted during statistics\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentCheck, WritesAMessageOfSeveralLooksOnce)
+{
+    std::string const fails =
+        adapterNamed("example-fc-1") + portNumbered(2) +
+        fault("HBA_OpenAdapter", "\"1+\"", "HBA_STATUS_ERROR", "adapter = \"example-fc-1\"\n");
+    ProcessResult const result = runAgentOn(oneHost + fails, {"check", "--seconds", "1"});
+    EXPECT_EQ(linesOf(result.mErrors).size(), 3u) << result.mErrors;
+    EXPECT_THAT(result.mErrors, HasSubstr("example-fc-1: QZCHbaapiEx: HBA_OpenAdapter method failed"));
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("note: example-fc-0: the adapter does not offer port statistics\n"));
+    EXPECT_THAT(result.mErrors, HasSubstr("note: not everything could be read ("));
 }
 
 TEST_F(QzagentCheck, FindsDroppedEvents)
@@ -264,7 +446,10 @@ TEST_F(QzagentCheck, NotesThatABundleLacksDocumentsAndExitsWithThree)
 {
     ProcessResult const result = checkDocument("inventory", {{"adapters", nlohmann::json::array()}});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(result.mErrors, "qzagent: note: not everything could be read; there may be more findings\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: not everything could be read (latency, ports, statistics-end, "
+              "statistics-start); there may "
+              "be more findings\n");
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
@@ -283,9 +468,9 @@ TEST_F(QzagentCheck, ExitsWithThreeWhenAPartOfTheHostIsUnknown)
     ProcessResult const result = checkBy("link-down", "", secondAdapterFails());
     EXPECT_EQ(result.mOutput, "");
     EXPECT_THAT(result.mErrors, HasSubstr("example-fc-1"));
-    EXPECT_THAT(
-        result.mErrors,
-        testing::EndsWith("qzagent: note: not everything could be read; there may be more findings\n"));
+    EXPECT_THAT(result.mErrors,
+                testing::EndsWith(
+                    "qzagent: note: not everything could be read (inventory); there may be more findings\n"));
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
@@ -374,13 +559,71 @@ TEST_F(QzagentCheck, ReportsWhatChangedSinceTheBaseline)
     EXPECT_EQ(check(oneHost).mExitStatus, 0);
 }
 
+TEST_F(QzagentCheck, AsksTheHostForLunsLikeTheBaseline)
+{
+    std::string const host = oneHost + targetNumbered(1, 1);
+    std::string const baseline =
+        mFolder.write("baseline", runAgentOn(host, {"inventory", "--luns", "--json"}).mOutput);
+    EXPECT_THAT(
+        runAgentOn(host + "inquiry_product = \"OTHER\"\n",
+                   {"check", "--baseline", baseline, "--rules", rules(onlyRule("changed-since-baseline"))})
+            .mOutput,
+        StartsWith("warning changed-since-baseline: LUN 0 of target 50:00:00:00:ab:00:00:01 behind port "
+                   "10:00:00:00:c9:00:00:01: product SIMULATED DISK -> OTHER\n"));
+}
+
+TEST_F(QzagentCheck, NotesABaselineOfAnotherHost)
+{
+    nlohmann::json baseline = documentOf(runAgentOn(oneHost, {"inventory", "--json"}));
+    baseline["host"] = "elsewhere";
+    ProcessResult const result =
+        runAgentOn(oneHost, {"check", "--baseline", mFolder.write("baseline", baseline.dump()), "--rules",
+                             rules(onlyRule("changed-since-baseline"))});
+    EXPECT_THAT(result.mErrors,
+                StartsWith("qzagent: note: the looks are at different hosts: elsewhere and "));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentCheck, NotesWhatCannotBeComparedWithTheBaseline)
+{
+    std::string const baseline =
+        mFolder.write("baseline", runAgentOn(oneHost, {"inventory", "--json"}).mOutput);
+    ProcessResult const result =
+        runAgentOn(oneHost + fault("HBA_GetAdapterPortAttributes", "\"1+\"", "HBA_STATUS_ERROR"),
+                   {"check", "--baseline", baseline, "--rules", rules(onlyRule("changed-since-baseline"))});
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("note: not compared with the baseline: port 10:00:00:00:c9:00:00:01 of adapter "
+                          "example-fc-0: unknown now ("));
+    EXPECT_EQ(result.mExitStatus, 3);
+}
+
+TEST_F(QzagentCheck, ShowsItsFindingsWithoutTheBaseline)
+{
+    ProcessResult const result = runAgentOn(oneHost + "state = \"OFFLINE\"\n",
+                                            {"check", "--baseline", mFolder.path() / "absent", "--rules",
+                                             rules("[slow-target]\nenabled = false\n"), "--seconds", "1"});
+    EXPECT_THAT(result.mOutput, StartsWith("error link-down: " + portOne));
+    EXPECT_THAT(result.mErrors, HasSubstr("/absent: No such file or directory\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST_F(QzagentCheck, NamesABaselineThatCannotBeRead)
 {
     ProcessResult const result = runAgentOn(oneHost, {"check", "--baseline", mFolder.path() / "absent",
                                                       "--rules", rules(onlyRule("changed-since-baseline"))});
-    EXPECT_EQ(result.mErrors, "qzagent: cannot read " + (mFolder.path() / "absent").string() +
-                                  ": No such file or directory\n");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: cannot read " + (mFolder.path() / "absent").string() +
+                  ": No such file or directory\n"
+                  "qzagent: note: not everything could be read (baseline); there may be more findings\n");
     EXPECT_EQ(result.mExitStatus, 3);
+}
+
+TEST_F(QzagentCheck, RefusesStandardInputForBundleAndBaseline)
+{
+    ProcessResult const result = runAgent({"check", "-", "--baseline", "-"});
+    EXPECT_EQ(result.mErrors,
+              "qzagent: only one of bundle and baseline can be standard input; see qzagent check --help\n");
+    EXPECT_EQ(result.mExitStatus, 2);
 }
 
 TEST_F(QzagentCheck, ExaminesABundle)
@@ -490,7 +733,8 @@ TEST_F(QzagentCheck, RefusesDocumentsWithWrongTypes)
 {
     ProcessResult const result =
         checkDocument("latency", {{"adapters", {{{"name", "a"}, {"target_ports", 3}}}}});
-    EXPECT_EQ(result.mErrors, "qzagent: latency.adapters[0].target_ports: a list was expected\n");
+    EXPECT_THAT(result.mErrors, StartsWith("qzagent: " + (mFolder.path() / "document").string() +
+                                           ": latency.adapters[0].target_ports: a list was expected\n"));
     EXPECT_EQ(result.mExitStatus, 3);
 }
 }  // namespace

@@ -32,6 +32,18 @@ protected:
         return mFolder.write(aName, runAgentOn(aScenario, {"inventory", "--json"}).mOutput);
     }
 
+    /// Expects that two looks cannot be compared.
+    /// @param aError all that is on standard error
+    static void expectRefusal(Arguments const& aLooks, std::string const& aError)
+    {
+        Arguments arguments{"diff"};
+        arguments.insert(arguments.end(), aLooks.begin(), aLooks.end());
+        ProcessResult const result = runAgent(arguments);
+        EXPECT_EQ(result.mOutput, "");
+        EXPECT_EQ(result.mErrors, "qzagent: " + aError + "\n");
+        EXPECT_EQ(result.mExitStatus, 3);
+    }
+
     ScratchFolder mFolder;
     std::string const mBefore = look("before", sameAdapter + portNumbered(1));
 };
@@ -158,9 +170,7 @@ TEST_F(QzagentDiff, NamesABundleWithoutInventory)
 {
     std::string const path = mFolder.path() / "ports.pcapng";
     runAgentOn(adapterNamed("example-fc-0") + portNumbered(1), {"ports", "--output", path});
-    ProcessResult const result = runAgent({"diff", path, mBefore});
-    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": the document of inventory was expected\n");
-    EXPECT_EQ(result.mExitStatus, 3);
+    expectRefusal({path, mBefore}, path + ": the document of inventory was expected");
 }
 
 TEST_F(QzagentDiff, RefusesStandardInputForBothLooks)
@@ -182,60 +192,45 @@ TEST_F(QzagentDiff, NamesAFileThatDoesNotExist)
 
 TEST_F(QzagentDiff, RefusesAFolder)
 {
-    ProcessResult const result = runAgent({"diff", mFolder.path(), mBefore});
-    EXPECT_EQ(result.mErrors, "qzagent: cannot read " + mFolder.path().string() + ": Is a directory\n");
-    EXPECT_EQ(result.mExitStatus, 3);
+    expectRefusal({mFolder.path(), mBefore}, "cannot read " + mFolder.path().string() + ": Is a directory");
 }
 
 TEST_F(QzagentDiff, RefusesAnEmptyFile)
 {
     std::string const path = mFolder.write("empty", "");
-    ProcessResult const result = runAgent({"diff", path, mBefore});
-    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": not JSON at byte 1\n");
-    EXPECT_EQ(result.mExitStatus, 3);
+    expectRefusal({path, mBefore}, path + ": not JSON at byte 1");
 }
 
 TEST_F(QzagentDiff, RefusesATruncatedDocument)
 {
     std::string const text = textIn(mBefore);
     std::string const path = mFolder.write("truncated", text.substr(0, text.size() / 2));
-    ProcessResult const result = runAgent({"diff", path, mBefore});
-    EXPECT_EQ(result.mErrors,
-              "qzagent: " + path + ": not JSON at byte " + std::to_string(text.size() / 2 + 1) + "\n");
-    EXPECT_EQ(result.mExitStatus, 3);
+    expectRefusal({path, mBefore}, path + ": not JSON at byte " + std::to_string(text.size() / 2 + 1));
 }
 
 TEST_F(QzagentDiff, RefusesADeeplyNestedDocument)
 {
     std::string const path = mFolder.write("deep", std::string(1'000'000, '['));
-    ProcessResult const result = runAgent({"diff", path, mBefore});
-    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": nested more than 100 levels deep\n");
-    EXPECT_EQ(result.mExitStatus, 3);
+    expectRefusal({path, mBefore}, path + ": nested more than 100 levels deep");
 }
 
 TEST_F(QzagentDiff, NamesThePlaceThatIsNotJson)
 {
     std::string const path = mFolder.write("broken", "{\"format_version\": }");
-    ProcessResult const result = runAgent({"diff", mBefore, path});
-    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": not JSON at byte 20\n");
-    EXPECT_EQ(result.mExitStatus, 3);
+    expectRefusal({mBefore, path}, path + ": not JSON at byte 20");
 }
 
 TEST_F(QzagentDiff, RefusesANumberThatIsTooLarge)
 {
     std::string const path = mFolder.write("large", "{\"format_version\": 1e999}");
-    ProcessResult const result = runAgent({"diff", mBefore, path});
-    EXPECT_EQ(result.mErrors, "qzagent: " + path + ": a number is too large\n");
-    EXPECT_EQ(result.mExitStatus, 3);
+    expectRefusal({mBefore, path}, path + ": a number is too large");
 }
 
 TEST_F(QzagentDiff, NamesThePlaceThatIsNoInventory)
 {
     std::string const path = mFolder.write("wrong", R"({"format_version": 2, "command": "inventory",
         "adapters": [{"name": "example-fc-0", "ports": [{"index": 0}, {"index": 1, "port_wwn": 5}]}]})");
-    ProcessResult const result = runAgent({"diff", path, mBefore});
-    EXPECT_EQ(result.mErrors, "qzagent: " + path + ".adapters[0].ports[1].port_wwn: a text was expected\n");
-    EXPECT_EQ(result.mExitStatus, 3);
+    expectRefusal({path, mBefore}, path + ".adapters[0].ports[1].port_wwn: a text was expected");
 }
 
 TEST_F(QzagentDiff, RefusesTheDocumentOfAnotherVerb)

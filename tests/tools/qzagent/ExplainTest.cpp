@@ -24,14 +24,24 @@ TEST(QzagentExplain, PrintsTheMeaningAndAdviceOfAnExitCode)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
-TEST(QzagentExplain, PrintsAllExitCodesWithoutAnArgument)
+TEST(QzagentExplain, PrintsAllExitCodesAndRulesWithoutAnArgument)
 {
     std::string each;
     for (char const* const code : {"0", "1", "2", "3"})
     {
         each += runAgent({"explain", code}).mOutput;
     }
+    ProcessResult const result = runAgent({"explain", "--json"});
+    EXPECT_TRUE(satisfies(result.mOutput, "explain"));
+    nlohmann::json const document = documentOf(result);
+    EXPECT_EQ(document["rules"].size(), 15u);
+    each += "\nFindings of check:\n";
+    for (nlohmann::json const& rule : document["rules"])
+    {
+        each += rule["name"].get<std::string>() + "\n   " + rule["meaning"].get<std::string>() + "\n";
+    }
     EXPECT_EQ(runAgent({"explain"}).mOutput, each);
+    EXPECT_THAT(each, HasSubstr("\nlink-down\n   the state of a port is not ONLINE\n"));
 }
 
 TEST(QzagentExplain, PrintsTheMeaningInJson)

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -56,6 +57,7 @@ Json remotePortOf(HostShape const& aShape, std::size_t aPath, std::size_t aTarge
 {
     Json json{{"port_wwn", wwnOf(0x50, aTarget, aTargetPort)},
               {"node_wwn", wwnOf(0x51, aTarget, 0)},
+              {"fc_id", fmt::format("0x{:04x}{:02x}", aTarget, aTargetPort)},
               {"type", "NPORT"},
               {"state", "ONLINE"}};
     for (std::size_t lun = 0; lun < aShape.mLuns; ++lun)
@@ -109,17 +111,43 @@ Json hostOf(HostShape const& aShape)
 
 constexpr HostShape smallHost{2, 2, 2, 2, 3};
 
+/// @param aChange changes the host
+/// @return the changes as text
+template <typename Change>
+std::string textAfter(HostShape const& aShape, Change aChange)
+{
+    Json const oldHost = hostOf(aShape);
+    Json newHost = oldHost;
+    aChange(newHost);
+    return textBetween(oldHost, newHost);
+}
+
 Json& portIn(Json& aHost, std::size_t aAdapter, std::size_t aPort)
 {
     return aHost["adapters"][aAdapter]["ports"][aPort];
 }
 
+constexpr char const* listsOfLuns[] = {"mapped_luns", "reported_luns", "luns"};
+
 void eraseLun(Json& aRemotePort, std::size_t aLun)
 {
-    for (char const* const key : {"mapped_luns", "reported_luns", "luns"})
+    for (char const* const key : listsOfLuns)
     {
         aRemotePort[key].erase(aLun);
     }
+}
+
+void eraseLuns(Json& aRemotePort)
+{
+    for (char const* const key : listsOfLuns)
+    {
+        aRemotePort.erase(key);
+    }
+}
+
+Json failures(char const* aText)
+{
+    return Json::array({Json{{"exception", "E"}, {"text", aText}, {"code", 1}}});
 }
 
 template <typename Function>
@@ -129,12 +157,19 @@ void forEachRemotePort(Json& aHost, Function aFunction)
     {
         for (Json& port : adapter["ports"])
         {
-            for (Json& remotePort : port["remote_ports"])
+            if (port.contains("remote_ports"))
             {
-                aFunction(remotePort);
+                std::for_each(port["remote_ports"].begin(), port["remote_ports"].end(), aFunction);
             }
         }
     }
+}
+
+/// @return a change of a host that changes each remote port
+template <typename Function>
+auto inEachRemotePort(Function aFunction)
+{
+    return [aFunction](Json& aHost) { forEachRemotePort(aHost, aFunction); };
 }
 
 TEST(HostChanges, OfAHostWithItselfAreNone)
@@ -146,8 +181,7 @@ TEST(HostChanges, OfAHostWithItselfAreNone)
 TEST(HostChanges, OfAPortThatFailsInBothLooksAreNone)
 {
     Json host = hostOf(smallHost);
-    portIn(host, 0, 0) = {{"index", 0},
-                          {"failures", {{{"exception", "E"}, {"text", "failed"}, {"code", 1}}}}};
+    portIn(host, 0, 0) = {{"index", 0}, {"failures", failures("failed")}};
     EXPECT_EQ(textBetween(host, host), "");
 }
 
@@ -162,39 +196,42 @@ TEST(HostChanges, OfAHostWhosePortsShareTheirNamesAreNone)
 
 TEST(HostChanges, IgnoreTheOrderAndTheIndexesOfAdapters)
 {
-    Json const oldHost = hostOf(smallHost);
-    Json newHost = oldHost;
-    std::swap(newHost["adapters"][0], newHost["adapters"][1]);
-    std::swap(newHost["adapters"][0]["index"], newHost["adapters"][1]["index"]);
-    EXPECT_EQ(textBetween(oldHost, newHost), "");
+    EXPECT_EQ(textAfter(smallHost,
+                        [](Json& aHost)
+                        {
+                            std::swap(aHost["adapters"][0], aHost["adapters"][1]);
+                            std::swap(aHost["adapters"][0]["index"], aHost["adapters"][1]["index"]);
+                        }),
+              "");
 }
 
 TEST(HostChanges, ShowFirmwareOfAnAdapter)
 {
-    Json const oldHost = hostOf(smallHost);
-    Json newHost = oldHost;
-    newHost["adapters"][1]["attributes"]["firmware_version"] = "3.91";
-    EXPECT_EQ(textBetween(oldHost, newHost), "~ adapter example-fc-1: firmware version 3.90 -> 3.91\n");
+    EXPECT_EQ(textAfter(smallHost,
+                        [](Json& aHost) { aHost["adapters"][1]["attributes"]["firmware_version"] = "3.91"; }),
+              "~ adapter example-fc-1: firmware version 3.90 -> 3.91\n");
 }
 
 TEST(HostChanges, ShowSpeedOfAPortWithoutItsRawForm)
 {
-    Json const oldHost = hostOf(smallHost);
-    Json newHost = oldHost;
-    portIn(newHost, 0, 1)["speed"] = "8GBIT";
-    portIn(newHost, 0, 1)["speed_bits"] = 16;
-    EXPECT_EQ(textBetween(oldHost, newHost),
+    EXPECT_EQ(textAfter(smallHost,
+                        [](Json& aHost)
+                        {
+                            portIn(aHost, 0, 1)["speed"] = "8GBIT";
+                            portIn(aHost, 0, 1)["speed_bits"] = 16;
+                        }),
               "~ port 10:00:00:00:c9:00:00:01 of adapter example-fc-0: speed 16GBIT -> 8GBIT\n");
 }
 
 TEST(HostChanges, ShowWhatALinkThatIsDownTookAlongInOneLine)
 {
-    Json const oldHost = hostOf(smallHost);
-    Json newHost = oldHost;
-    portIn(newHost, 0, 0)["state"] = "LINKDOWN";
-    portIn(newHost, 0, 0)["remote_ports"] = Json::array();
     EXPECT_EQ(
-        textBetween(oldHost, newHost),
+        textAfter(smallHost,
+                  [](Json& aHost)
+                  {
+                      portIn(aHost, 0, 0)["state"] = "LINKDOWN";
+                      portIn(aHost, 0, 0)["remote_ports"] = Json::array();
+                  }),
         "~ port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: state ONLINE -> LINKDOWN; 4 remote ports "
         "and 12 LUNs gone; paths to 51:00:00:00:c9:00:00:00 8 -> 6; paths to 51:00:00:00:c9:00:01:00 8 -> "
         "6\n");
@@ -210,10 +247,7 @@ TEST(HostChanges, CountRemotePortsThatAreOnlyKeptAsGoneWithTheirLink)
                       {
                           aRemotePort["state"] = "UNKNOWN";
                           aRemotePort["type"] = "UNKNOWN";
-                          for (char const* const key : {"mapped_luns", "reported_luns", "luns"})
-                          {
-                              aRemotePort.erase(key);
-                          }
+                          eraseLuns(aRemotePort);
                       });
     std::string const port = "~ port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: state ";
     EXPECT_EQ(
@@ -228,10 +262,7 @@ TEST(HostChanges, CountRemotePortsThatAreOnlyKeptAsGoneWithTheirLink)
 
 TEST(HostChanges, ShowAnAdapterThatIsGoneInOneLine)
 {
-    Json const oldHost = hostOf({2, 2, 1, 1, 3});
-    Json newHost = oldHost;
-    newHost["adapters"].erase(0);
-    EXPECT_EQ(textBetween(oldHost, newHost),
+    EXPECT_EQ(textAfter({2, 2, 1, 1, 3}, [](Json& aHost) { aHost["adapters"].erase(0); }),
               "- adapter example-fc-0 gone with 2 ports, 2 remote ports and 6 LUNs; paths to "
               "51:00:00:00:c9:00:00:00 "
               "4 -> 2\n");
@@ -239,86 +270,66 @@ TEST(HostChanges, ShowAnAdapterThatIsGoneInOneLine)
 
 TEST(HostChanges, ShowALunThatIsGoneOnAllPathsInOneLine)
 {
-    Json const oldHost = hostOf({1, 2, 1, 1, 3});
-    Json newHost = oldHost;
-    forEachRemotePort(newHost, [](Json& aRemotePort) { eraseLun(aRemotePort, 1); });
-    EXPECT_EQ(textBetween(oldHost, newHost),
-              "- LUN 1 of target 51:00:00:00:c9:00:00:00 on 2 paths gone (/dev/sd0-0-0-1, /dev/sd1-0-0-1)\n");
+    EXPECT_EQ(
+        textAfter({1, 2, 1, 1, 3}, inEachRemotePort([](Json& aRemotePort) { eraseLun(aRemotePort, 1); })),
+        "- LUN 1 of target 51:00:00:00:c9:00:00:00 on 2 paths gone (/dev/sd0-0-0-1, /dev/sd1-0-0-1)\n");
 }
 
 TEST(HostChanges, ShowARemotePortThatIsGoneFromAllPortsInOneLine)
 {
-    Json const oldHost = hostOf({1, 2, 1, 2, 3});
-    Json newHost = oldHost;
-    portIn(newHost, 0, 0)["remote_ports"].erase(1);
-    portIn(newHost, 0, 1)["remote_ports"].erase(1);
-    EXPECT_EQ(textBetween(oldHost, newHost),
-              "- remote port 50:00:00:00:c9:00:00:01 behind 2 ports gone with 3 LUNs; "
+    EXPECT_EQ(textAfter({1, 2, 1, 2, 3},
+                        [](Json& aHost)
+                        {
+                            portIn(aHost, 0, 0)["remote_ports"].erase(1);
+                            portIn(aHost, 0, 1)["remote_ports"].erase(1);
+                        }),
+              "- remote port 50:00:00:00:c9:00:00:01 behind 2 ports gone with 6 LUNs; "
               "paths to 51:00:00:00:c9:00:00:00 4 -> 2\n");
-}
-
-TEST(HostChanges, ShowDevicesOfManyLunsInOneLine)
-{
-    Json const oldHost = hostOf({1, 1, 1, 1, 3});
-    Json newHost = oldHost;
-    forEachRemotePort(newHost,
-                      [](Json& aRemotePort)
-                      {
-                          for (Json& unit : aRemotePort["luns"])
-                          {
-                              unit["os_device"] = unit["os_device"].get<std::string>() + "x";
-                          }
-                      });
-    EXPECT_EQ(textBetween(oldHost, newHost),
-              "~ LUNs 0-2 of target 51:00:00:00:c9:00:00:00 behind port 10:00:00:00:c9:00:00:00: for LUN 0 "
-              "os device "
-              "/dev/sd0-0-0-0 -> /dev/sd0-0-0-0x, for 2 others the same fields\n");
 }
 
 TEST(HostChanges, ShowALunThatIsStillMappedButNotReported)
 {
-    Json const oldHost = hostOf({1, 1, 1, 1, 2});
-    Json newHost = oldHost;
-    forEachRemotePort(newHost, [](Json& aRemotePort) { aRemotePort["reported_luns"].erase(1); });
-    EXPECT_EQ(textBetween(oldHost, newHost),
+    EXPECT_EQ(textAfter({1, 1, 1, 1, 2},
+                        inEachRemotePort([](Json& aRemotePort) { aRemotePort["reported_luns"].erase(1); })),
               "~ LUN 1 of target 51:00:00:00:c9:00:00:00 behind port "
               "10:00:00:00:c9:00:00:00: reported true -> false\n");
 }
 
 TEST(HostChanges, IgnoreWhatOnlyOneLookAskedTheLuns)
 {
-    Json const oldHost = hostOf({1, 1, 1, 1, 2});
-    Json newHost = oldHost;
-    forEachRemotePort(newHost, [](Json& aRemotePort) { aRemotePort["luns"][0]["product"] = "DISK"; });
-    EXPECT_EQ(textBetween(oldHost, newHost), "");
+    EXPECT_EQ(textAfter({1, 1, 1, 1, 2}, inEachRemotePort([](Json& aRemotePort)
+                                                          { aRemotePort["luns"][0]["product"] = "DISK"; })),
+              "");
 }
 
 TEST(HostChanges, CallUnknownWhatAFailedPortHides)
 {
-    Json const oldHost = hostOf({1, 1, 1, 1, 3});
-    Json newHost = oldHost;
-    newHost["adapters"][0]["ports"][0] = {
-        {"index", 0}, {"failures", {{{"exception", "E"}, {"text", "port attributes failed"}, {"code", 1}}}}};
-    EXPECT_EQ(textBetween(oldHost, newHost),
+    EXPECT_EQ(textAfter({1, 1, 1, 1, 3},
+                        [](Json& aHost) {
+                            aHost["adapters"][0]["ports"][0] = {
+                                {"index", 0}, {"failures", failures("port attributes failed")}};
+                        }),
               "? port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: unknown now (port "
               "attributes failed); before 1 remote port and 3 LUNs\n");
 }
 
 TEST(HostChanges, CallLunsUnknownThatATargetDoesNotReport)
 {
-    Json const oldHost = hostOf({1, 1, 1, 1, 2});
-    Json newHost = oldHost;
-    forEachRemotePort(newHost,
-                      [](Json& aRemotePort)
-                      {
-                          eraseLun(aRemotePort, 1);
-                          aRemotePort.erase("reported_luns");
-                          aRemotePort["failures"] = {{{"exception", "E"},
-                                                      {"text", "failed"},
-                                                      {"code", 802},
-                                                      {"cause", {{"text", "REPORT LUNS: BUSY"}}}}};
-                      });
-    EXPECT_EQ(textBetween(oldHost, newHost),
+    EXPECT_EQ(textAfter({1, 1, 1, 1, 2},
+                        [](Json& aHost)
+                        {
+                            forEachRemotePort(
+                                aHost,
+                                [](Json& aRemotePort)
+                                {
+                                    eraseLun(aRemotePort, 1);
+                                    aRemotePort.erase("reported_luns");
+                                    aRemotePort["failures"] = {{{"exception", "E"},
+                                                                {"text", "failed"},
+                                                                {"code", 802},
+                                                                {"cause", {{"text", "REPORT LUNS: BUSY"}}}}};
+                                });
+                        }),
               "? remote port 50:00:00:00:c9:00:00:00 behind port 10:00:00:00:c9:00:00:00: unknown now "
               "(REPORT LUNS: "
               "BUSY); before 1 LUN\n");
@@ -335,25 +346,29 @@ TEST(HostChanges, CallAdaptersUnknownAfterAnErrorOfTheHost)
 
 TEST(HostChanges, KeepRemotePortsWithThePortThatCannotDiscoverThemNow)
 {
-    Json const oldHost = hostOf({1, 2, 1, 1, 2});
-    Json newHost = oldHost;
-    Json& port = portIn(newHost, 0, 1);
-    newHost["adapters"][0]["remote_ports"].push_back(port["remote_ports"][0]);
-    port.erase("remote_ports");
-    EXPECT_EQ(textBetween(oldHost, newHost), "");
+    EXPECT_EQ(textAfter({1, 2, 1, 1, 2},
+                        [](Json& aHost)
+                        {
+                            Json& port = portIn(aHost, 0, 1);
+                            aHost["adapters"][0]["remote_ports"].push_back(port["remote_ports"][0]);
+                            port.erase("remote_ports");
+                        }),
+              "");
 }
 
 TEST(HostChanges, KeepValuesOfRemotePortsThatAPortCannotDiscoverNow)
 {
-    Json const oldHost = hostOf({1, 1, 1, 1, 2});
-    Json newHost = oldHost;
-    Json& port = portIn(newHost, 0, 0);
-    Json mapped = port["remote_ports"][0];
-    mapped.erase("type");
-    mapped.erase("state");
-    newHost["adapters"][0]["remote_ports"].push_back(mapped);
-    port.erase("remote_ports");
-    EXPECT_EQ(textBetween(oldHost, newHost), "");
+    EXPECT_EQ(textAfter({1, 1, 1, 1, 2},
+                        [](Json& aHost)
+                        {
+                            Json& port = portIn(aHost, 0, 0);
+                            Json mapped = port["remote_ports"][0];
+                            mapped.erase("type");
+                            mapped.erase("state");
+                            aHost["adapters"][0]["remote_ports"].push_back(mapped);
+                            port.erase("remote_ports");
+                        }),
+              "");
 }
 
 TEST(HostChanges, CallUnknownWhatLunsDoNotAnswer)
@@ -388,62 +403,239 @@ TEST(HostChanges, CallUnknownWhatLunsDoNotAnswer)
         "(INQUIRY: BUSY)\n");
 }
 
-TEST(HostChanges, EscapeTextsOfDevices)
+/// Gives each device a new name, as a restart does.
+void renumberDevices(Json& aRemotePort)
 {
-    Json const oldHost = hostOf({1, 1, 1, 1, 1});
-    Json newHost = oldHost;
-    newHost["adapters"][0]["attributes"]["firmware_version"] = "\x1b[31m";
-    EXPECT_THAT(textBetween(oldHost, newHost), HasSubstr("3.90 -> \\x1b[31m"));
+    for (Json& unit : aRemotePort["luns"])
+    {
+        unit["os_device"] = unit["os_device"].get<std::string>() + "x";
+    }
 }
 
-Json mirrored(Json aChanges)
+/// What a remote port is that its port no longer reaches, as long as the operating system keeps it with its LUNs.
+void keepUnreachable(Json& aRemotePort)
 {
-    for (Json& change : aChanges)
+    aRemotePort["state"] = "UNKNOWN";
+    aRemotePort.erase("reported_luns");
+    aRemotePort["failures"] = failures("REPORT LUNS: no answer");
+}
+
+TEST(HostChanges, ShowDevicesOfAllPathsInOneLine)
+{
+    EXPECT_EQ(
+        textAfter(smallHost, inEachRemotePort(&renumberDevices)),
+        "~ LUNs 0-2 of 2 targets on 16 paths: for LUN 0 os device /dev/sd0-0-0-0 -> /dev/sd0-0-0-0x, for 47 "
+        "others the same fields\n");
+}
+
+TEST(HostChanges, CountOneOtherDevice)
+{
+    EXPECT_THAT(textAfter({1, 1, 1, 1, 2}, inEachRemotePort(&renumberDevices)),
+                HasSubstr("/dev/sd0-0-0-0x, for 1 other the same fields\n"));
+}
+
+TEST(HostChanges, ShowAFailureOfTheMappingsInOneLine)
+{
+    EXPECT_EQ(textAfter(smallHost,
+                        [](Json& aHost)
+                        {
+                            forEachRemotePort(aHost, &eraseLuns);
+                            for (Json& adapter : aHost["adapters"])
+                            {
+                                adapter.erase("remote_ports");
+                            }
+                            aHost["adapters"][0]["failures"] = failures("target mappings failed");
+                        }),
+              "? adapter example-fc-0: unknown now (target mappings failed); before 24 LUNs\n"
+              "? adapter example-fc-1: unknown now; before 24 LUNs\n");
+}
+
+TEST(HostChanges, CountRemotePortsThatAreStillMappedAsGoneWithTheirLink)
+{
+    EXPECT_EQ(
+        textAfter({1, 2, 2, 1, 3},
+                  [](Json& aHost)
+                  {
+                      portIn(aHost, 0, 1)["state"] = "LINKDOWN";
+                      for (Json& remotePort : portIn(aHost, 0, 1)["remote_ports"])
+                      {
+                          keepUnreachable(remotePort);
+                      }
+                  }),
+        "~ port 10:00:00:00:c9:00:00:01 of adapter example-fc-0: state ONLINE -> LINKDOWN; 2 remote ports "
+        "and 6 "
+        "LUNs gone; paths to 51:00:00:00:c9:00:00:00 2 -> 1; paths to 51:00:00:00:c9:00:01:00 2 -> 1\n");
+}
+
+TEST(HostChanges, ShowRemotePortsThatAreOnlineBehindALinkThatIsDownInOneLine)
+{
+    EXPECT_EQ(textAfter({1, 1, 2, 2, 3},
+                        [](Json& aHost)
+                        {
+                            portIn(aHost, 0, 0)["state"] = "LINKDOWN";
+                            forEachRemotePort(aHost,
+                                              [](Json& aRemotePort)
+                                              {
+                                                  eraseLun(aRemotePort, 2);
+                                                  aRemotePort["failures"] = failures("no answer");
+                                              });
+                        }),
+              "~ port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: state ONLINE -> LINKDOWN; paths to "
+              "51:00:00:00:c9:00:00:00 2 -> 0; paths to 51:00:00:00:c9:00:01:00 2 -> 0\n"
+              "? 4 remote ports of 2 targets behind port 10:00:00:00:c9:00:00:00: unknown now (no answer); "
+              "before 4 "
+              "LUNs\n");
+}
+
+TEST(HostChanges, ShowTargetsThatAreOfflineInOneLine)
+{
+    EXPECT_EQ(textAfter(smallHost, inEachRemotePort(
+                                       [](Json& aRemotePort)
+                                       {
+                                           aRemotePort["state"] = "OFFLINE";
+                                           eraseLuns(aRemotePort);
+                                       })),
+              "~ 4 remote ports of 2 targets behind 4 ports: state ONLINE -> OFFLINE; 48 LUNs gone; paths to "
+              "51:00:00:00:c9:00:00:00 8 -> 0; paths to 51:00:00:00:c9:00:01:00 8 -> 0\n");
+}
+
+TEST(HostChanges, ShowATargetThatIsOfflineInTwoFabricsInOneLine)
+{
+    EXPECT_EQ(textAfter({1, 2, 2, 2, 3},
+                        [](Json& aHost)
+                        {
+                            portIn(aHost, 0, 0)["remote_ports"].erase(1);
+                            portIn(aHost, 0, 1)["remote_ports"].erase(0);
+                        }),
+              "- 2 remote ports of target 51:00:00:00:c9:00:00:00 behind 2 ports gone with 6 LUNs; paths to "
+              "51:00:00:00:c9:00:00:00 4 -> 2\n");
+}
+
+TEST(HostChanges, ShowStatesThatDifferInLinesOfTheirOwn)
+{
+    EXPECT_EQ(
+        textAfter({1, 1, 2, 1, 1},
+                  [](Json& aHost)
+                  {
+                      portIn(aHost, 0, 0)["remote_ports"][0]["state"] = "OFFLINE";
+                      portIn(aHost, 0, 0)["remote_ports"][1]["state"] = "UNKNOWN";
+                  }),
+        "~ remote port 50:00:00:00:c9:00:00:00 behind port 10:00:00:00:c9:00:00:00: state ONLINE -> OFFLINE; "
+        "paths to 51:00:00:00:c9:00:00:00 1 -> 0\n"
+        "~ remote port 50:00:00:00:c9:00:01:00 behind port 10:00:00:00:c9:00:00:00: state ONLINE -> "
+        "UNKNOWN\n");
+}
+
+TEST(HostChanges, ShowTheSameFailureOfManyTargetsInOneLine)
+{
+    EXPECT_EQ(textAfter({1, 2, 3, 1, 3},
+                        inEachRemotePort(
+                            [call = 0U](Json& aRemotePort) mutable
+                            {
+                                eraseLun(aRemotePort, 1);
+                                aRemotePort.erase("reported_luns");
+                                aRemotePort["failures"] = failures("failed");
+                                aRemotePort["failures"][0]["cause"] = {
+                                    {"call", ++call},
+                                    {"function", "HBA_SendReportLUNs"},
+                                    {"text", fmt::format("BUSY in call {}, HBA_SendReportLUNs", call)}};
+                            })),
+              "? 3 remote ports of 3 targets behind 2 ports: unknown now (BUSY, HBA_SendReportLUNs); before "
+              "6 LUNs\n");
+}
+
+TEST(HostChanges, ShowPathsThatALunLessRemotePortNoLongerIs)
+{
+    EXPECT_EQ(
+        textAfter({1, 2, 1, 1, 2}, [](Json& aHost) { eraseLuns(portIn(aHost, 0, 1)["remote_ports"][0]); }),
+        "- LUNs 0-1 of target 51:00:00:00:c9:00:00:00 behind port 10:00:00:00:c9:00:00:01 gone "
+        "(/dev/sd1-0-0-0, "
+        "/dev/sd1-0-0-1); paths to 51:00:00:00:c9:00:00:00 2 -> 1\n");
+}
+
+TEST(HostChanges, ShowAllLunsThatAPortNoLongerSeesInOneLine)
+{
+    EXPECT_EQ(
+        textAfter({1, 2, 2, 1, 2},
+                  [](Json& aHost)
+                  {
+                      Json& remotePorts = portIn(aHost, 0, 1)["remote_ports"];
+                      std::for_each(remotePorts.begin(), remotePorts.end(), &eraseLuns);
+                  }),
+        "- all LUNs of 2 targets on 2 paths behind port 10:00:00:00:c9:00:00:01 gone (/dev/sd1-0-0-0, "
+        "/dev/sd1-0-0-1, /dev/sd1-1-0-0, and 1 more); paths to 51:00:00:00:c9:00:00:00 2 -> 1; paths to "
+        "51:00:00:00:c9:00:01:00 2 -> 1\n");
+}
+
+TEST(HostChanges, ShowPathsAlthoughATargetDoesNotReportItsLuns)
+{
+    EXPECT_THAT(textAfter({1, 2, 1, 2, 2},
+                          [](Json& aHost)
+                          {
+                              portIn(aHost, 0, 0)["remote_ports"].erase(1);
+                              Json& busy = portIn(aHost, 0, 1)["remote_ports"][0];
+                              busy.erase("reported_luns");
+                              busy["failures"] = failures("busy");
+                          }),
+                HasSubstr("gone with 2 LUNs; paths to 51:00:00:00:c9:00:00:00 4 -> 3\n"));
+}
+
+TEST(HostChanges, ShowPathsOfAnAdapterWhosePortsCannotDiscover)
+{
+    Json oldHost = hostOf({1, 2, 1, 2, 2});
+    Json& adapter = oldHost["adapters"][0];
+    adapter["remote_ports"] = portIn(oldHost, 0, 0)["remote_ports"];
+    for (Json& port : adapter["ports"])
     {
-        if (change["change"] == "came" || change["change"] == "gone")
+        port.erase("remote_ports");
+    }
+    Json newHost = oldHost;
+    newHost["adapters"][0]["remote_ports"].erase(1);
+    EXPECT_EQ(textBetween(oldHost, newHost),
+              "- remote port 50:00:00:00:c9:00:00:01 of adapter example-fc-0 gone with 2 LUNs; paths to "
+              "51:00:00:00:c9:00:00:00 2 -> 1\n");
+}
+
+TEST(HostChanges, EscapeTextsOfDevices)
+{
+    EXPECT_THAT(textAfter({1, 1, 1, 1, 1}, [](Json& aHost)
+                          { aHost["adapters"][0]["attributes"]["firmware_version"] = "\x1b[31m"; }),
+                HasSubstr("3.90 -> \\x1b[31m"));
+}
+
+std::string opposite(std::string const& aText)
+{
+    char const* const pairs[][2] = {{"old", "new"}, {"came", "gone"}};
+    for (auto const& [one, other] : pairs)
+    {
+        if (aText == one || aText == other)
         {
-            change["change"] = change["change"] == "came" ? "gone" : "came";
-        }
-        Json came = change.value("came", Json());
-        Json gone = change.value("gone", Json());
-        change.erase("came");
-        change.erase("gone");
-        if (!gone.is_null())
-        {
-            change["came"] = gone;
-        }
-        if (!came.is_null())
-        {
-            change["gone"] = came;
-        }
-        auto const swapIn = [](Json& aList)
-        {
-            for (Json& element : aList)
-            {
-                std::swap(element["old"], element["new"]);
-            }
-        };
-        if (change.contains("fields"))
-        {
-            swapIn(change["fields"]);
-        }
-        if (change.contains("paths"))
-        {
-            swapIn(change["paths"]);
-        }
-        if (change.contains("luns"))
-        {
-            for (Json& lun : change["luns"])
-            {
-                swapIn(lun["fields"]);
-            }
-        }
-        if (change.contains("unknown_in"))
-        {
-            change["unknown_in"] = change["unknown_in"] == "old" ? "new" : "old";
+            return aText == one ? other : one;
         }
     }
-    return aChanges;
+    return aText;
+}
+
+/// @return what the changes must be when the looks are exchanged
+Json mirrored(Json const& aChanges)
+{
+    Json result = aChanges.is_object() ? Json::object() : Json::array();
+    for (auto const& [key, value] : aChanges.items())
+    {
+        bool const isDirection = key == "change" || key == "unknown_in";
+        Json const element = isDirection             ? Json(opposite(value.get<std::string>()))
+                             : value.is_structured() ? mirrored(value)
+                                                     : value;
+        if (aChanges.is_object())
+        {
+            result[opposite(key)] = element;
+        }
+        else
+        {
+            result.push_back(element);
+        }
+    }
+    return result;
 }
 
 /// @return the changes without the order of their keys
@@ -544,8 +736,7 @@ std::string hidePort(Random& aRandom, HostShape const& aShape, Json& aHost)
 {
     std::size_t const adapter = below(aRandom, aShape.mAdapters);
     std::size_t const port = below(aRandom, aShape.mPorts);
-    portIn(aHost, adapter, port) = {
-        {"index", port}, {"failures", {{{"exception", "E"}, {"text", "attributes failed"}, {"code", 1}}}}};
+    portIn(aHost, adapter, port) = {{"index", port}, {"failures", failures("attributes failed")}};
     std::size_t const remotePorts = aShape.mTargets * aShape.mTargetPorts;
     return fmt::format(
         "? port {} of adapter example-fc-{}: unknown now (attributes failed); before {} and {}\n",
@@ -569,9 +760,151 @@ std::string removeLun(Random& aRandom, HostShape const& aShape, Json& aHost)
                               ++paths;
                           }
                       });
-    return fmt::format("- LUN {} of target {}{} gone", lun, wwnOf(0x51, target, 0),
-                       paths == 1 ? " behind port " + wwnOf(0x10, 0, 0) : fmt::format(" on {} paths", paths));
+    std::string const port = aShape.mAdapters * aShape.mPorts == 1 ? " behind port " + wwnOf(0x10, 0, 0) : "";
+    return fmt::format("- LUN {} of target {}{}{} gone", lun, wwnOf(0x51, target, 0),
+                       paths == 1 ? "" : fmt::format(" on {} paths", paths), port);
 }
+
+/// @return such as "4 remote ports of 2 targets", of all remote ports of a host
+std::string allRemotePorts(HostShape const& aShape)
+{
+    std::size_t const count = aShape.mTargets * aShape.mTargetPorts;
+    if (count == 1)
+    {
+        return "remote port " + wwnOf(0x50, 0, 0);
+    }
+    return plural(count, "remote port") + " of " +
+           (aShape.mTargets == 1 ? "target " + wwnOf(0x51, 0, 0) : plural(aShape.mTargets, "target"));
+}
+
+/// @return the place of what all ports of a host show
+std::string allPorts(HostShape const& aShape)
+{
+    std::size_t const count = aShape.mAdapters * aShape.mPorts;
+    return count == 1 ? "port " + wwnOf(0x10, 0, 0) : plural(count, "port");
+}
+
+std::size_t pathsIn(HostShape const& aShape)
+{
+    return aShape.mAdapters * aShape.mPorts * aShape.mTargets * aShape.mTargetPorts;
+}
+
+std::string renumberAllDevices(Random&, HostShape const& aShape, Json& aHost)
+{
+    forEachRemotePort(aHost, &renumberDevices);
+    std::size_t const paths = pathsIn(aShape);
+    bool const isOnePort = aShape.mAdapters * aShape.mPorts == 1;
+    return fmt::format(
+        "~ LUNs 0-{} of {}{}{}: for LUN 0 os device /dev/sd0-0-0-0 -> /dev/sd0-0-0-0x, for {} the same "
+        "fields\n",
+        aShape.mLuns - 1,
+        aShape.mTargets == 1 ? "target " + wwnOf(0x51, 0, 0) : plural(aShape.mTargets, "target"),
+        paths == 1 ? "" : " on " + plural(paths, "path"),
+        isOnePort ? " behind port " + wwnOf(0x10, 0, 0) : "", plural(paths * aShape.mLuns - 1, "other"));
+}
+
+std::string changeFcIds(Random&, HostShape const& aShape, Json& aHost)
+{
+    forEachRemotePort(aHost,
+                      [](Json& aRemotePort)
+                      {
+                          std::string id = aRemotePort["fc_id"];
+                          aRemotePort["fc_id"] = id.replace(2, 2, "ff");
+                      });
+    std::size_t const others = aShape.mTargets * aShape.mTargetPorts - 1;
+    std::string const first = "fc id 0x000000 -> 0xff0000";
+    return fmt::format("~ {} behind {}: ", allRemotePorts(aShape), allPorts(aShape)) +
+           (others == 0 ? first
+                        : fmt::format("for {} {}, for {} the same fields", wwnOf(0x50, 0, 0), first,
+                                      plural(others, "other"))) +
+           "\n";
+}
+
+std::string takeTargetsOffline(Random&, HostShape const& aShape, Json& aHost)
+{
+    forEachRemotePort(aHost,
+                      [](Json& aRemotePort)
+                      {
+                          aRemotePort["state"] = "OFFLINE";
+                          eraseLuns(aRemotePort);
+                      });
+    return fmt::format("~ {} behind {}: state ONLINE -> OFFLINE; {} gone{}\n", allRemotePorts(aShape),
+                       allPorts(aShape), plural(pathsIn(aShape) * aShape.mLuns, "LUN"),
+                       lostPaths(aShape, 0, aShape.mTargets, pathsIn(aShape) / aShape.mTargets));
+}
+
+std::string loseZone(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    std::size_t const adapter = below(aRandom, aShape.mAdapters);
+    std::size_t const port = below(aRandom, aShape.mPorts);
+    portIn(aHost, adapter, port)["remote_ports"] = Json::array();
+    return fmt::format("- {} behind port {} gone with {}{}\n", allRemotePorts(aShape),
+                       wwnOf(0x10, adapter, port),
+                       plural(aShape.mTargets * aShape.mTargetPorts * aShape.mLuns, "LUN"),
+                       lostPaths(aShape, 0, aShape.mTargets, aShape.mTargetPorts));
+}
+
+std::string failMappings(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    std::size_t const adapter = below(aRandom, aShape.mAdapters);
+    Json& json = aHost["adapters"][adapter];
+    json.erase("remote_ports");
+    json["failures"] = failures("target mappings failed");
+    for (Json& port : json["ports"])
+    {
+        std::for_each(port["remote_ports"].begin(), port["remote_ports"].end(), &eraseLuns);
+    }
+    return fmt::format("? adapter example-fc-{}: unknown now (target mappings failed); before {}\n", adapter,
+                       plural(aShape.mPorts * aShape.mTargets * aShape.mTargetPorts * aShape.mLuns, "LUN"));
+}
+
+/// Takes a link down whose remote ports stay mapped.
+std::string takeMappedLinkDown(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    Json host = aHost;
+    Random random = aRandom;
+    std::string const line = takeLinkDown(random, aShape, host);
+    std::size_t const adapter = below(aRandom, aShape.mAdapters);
+    Json& port = portIn(aHost, adapter, below(aRandom, aShape.mPorts));
+    port["state"] = "LINKDOWN";
+    std::for_each(port["remote_ports"].begin(), port["remote_ports"].end(), &keepUnreachable);
+    return line;
+}
+
+/// @return the host as an HBA library describes it that does not tell which port of an adapter a device is behind
+Json withDevicesOfAdapters(Json aHost)
+{
+    for (Json& adapter : aHost["adapters"])
+    {
+        for (Json& port : adapter["ports"])
+        {
+            port["remote_ports"] = adapter["ports"][0]["remote_ports"];
+        }
+    }
+    return aHost;
+}
+
+/// Lets the ports of an adapter no longer discover a target port that stays mapped.
+std::string undiscover(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    std::size_t const adapter = below(aRandom, aShape.mAdapters);
+    std::size_t const index = below(aRandom, aShape.mTargets * aShape.mTargetPorts);
+    Json mapped = portIn(aHost, adapter, 0)["remote_ports"][index];
+    mapped.erase("type");
+    mapped.erase("state");
+    aHost["adapters"][adapter]["remote_ports"].push_back(mapped);
+    for (std::size_t port = 0; port < aShape.mPorts; ++port)
+    {
+        portIn(aHost, adapter, port)["remote_ports"].erase(index);
+    }
+    return fmt::format(
+        "~ remote port {} behind {}: state ONLINE -> absent, type NPORT -> absent\n",
+        mapped["port_wwn"].get<std::string>(),
+        aShape.mPorts == 1 ? "port " + wwnOf(0x10, adapter, 0) : plural(aShape.mPorts, "port"));
+}
+
+RandomChange const changesOfPaths[] = {&renumberAllDevices, &changeFcIds,  &takeTargetsOffline,
+                                       &loseZone,           &failMappings, &takeMappedLinkDown};
 
 TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
 {
@@ -587,6 +920,16 @@ TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
             std::string const expected = change(random, shape, newHost);
             ASSERT_EQ(textBetween(oldHost, newHost), expected) << "seed " << seed;
         }
+        for (RandomChange const change : changesOfPaths)
+        {
+            Json newHost = oldHost;
+            std::string const expected = change(random, shape, newHost);
+            ASSERT_EQ(textBetween(oldHost, newHost), expected) << "seed " << seed;
+        }
+        Json const mapped = withDevicesOfAdapters(oldHost);
+        Json undiscovered = mapped;
+        std::string const line = undiscover(random, shape, undiscovered);
+        ASSERT_EQ(textBetween(mapped, undiscovered), line) << "seed " << seed;
         Json newHost = oldHost;
         std::string const expected = removeLun(random, shape, newHost);
         std::string const text = textBetween(oldHost, newHost);
@@ -595,10 +938,18 @@ TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
     }
 }
 
+void expectMirrored(Json const& aOldHost, Json const& aNewHost)
+{
+    std::vector<nlohmann::json> const forth = withoutOrder(mirrored(jsonOf(changesIn(aOldHost, aNewHost))));
+    std::vector<nlohmann::json> const back = withoutOrder(jsonOf(changesIn(aNewHost, aOldHost)));
+    EXPECT_THAT(back, testing::UnorderedElementsAreArray(forth));
+}
+
 TEST(HostChanges, AreMirroredWhenTheLooksAreExchanged)
 {
     for (unsigned int seed = 0; seed < 60; ++seed)
     {
+        SCOPED_TRACE(seed);
         Random random(seed);
         HostShape const shape = randomShape(random);
         Json const oldHost = hostOf(shape);
@@ -616,9 +967,17 @@ TEST(HostChanges, AreMirroredWhenTheLooksAreExchanged)
         {
             removeAdapter(random, shape, newHost);
         }
-        std::vector<nlohmann::json> const forth = withoutOrder(mirrored(jsonOf(changesIn(oldHost, newHost))));
-        std::vector<nlohmann::json> const back = withoutOrder(jsonOf(changesIn(newHost, oldHost)));
-        ASSERT_THAT(back, testing::UnorderedElementsAreArray(forth)) << "seed " << seed;
+        expectMirrored(oldHost, newHost);
+        Json undiscovered = oldHost;
+        undiscover(random, shape, undiscovered);
+        expectMirrored(oldHost, undiscovered);
+        for (RandomChange const change : changesOfPaths)
+        {
+            Json onlyChanged = oldHost;
+            change(random, shape, onlyChanged);
+            expectMirrored(oldHost, onlyChanged);
+            expectMirrored(onlyChanged, newHost);
+        }
     }
 }
 }  // namespace

@@ -171,6 +171,13 @@ TEST(MutatedDocuments, AreExaminedOrRefused)
     auto const examineEvents = [&](Json const& aDocument) {
         findings({{}, {}, {}, qzagent::eventsIn(aDocument)});
     };
+    qzagent::HostTree const whole = qzagent::hostTreeOf(inventoryDocument, "whole");
+    auto const examineStates = [&](Json const& aDocument) {
+        findings({whole, {}, {}, {}, qzagent::statesIn(aDocument)});
+    };
+    Json portsDocument = inventoryDocument;
+    portsDocument["command"] = "ports";
+    EXPECT_GT(acceptedBy(examineStates, portsDocument), 0u);
     EXPECT_GT(acceptedBy(examineInventory, inventoryDocument), 0u);
     EXPECT_GT(acceptedBy(examineStatistics, statisticsDocument), 0u);
     EXPECT_GT(acceptedBy(examineLatency, latencyDocument), 0u);

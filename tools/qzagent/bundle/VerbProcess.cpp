@@ -42,7 +42,7 @@ ChildProcess::Bytes runInChild(Setting const& aSetting, AddVerb const& aAdd,
     }
     std::transform(aArguments.begin(), aArguments.end(), std::back_inserter(arguments),
                    [](std::string const& aArgument) { return aArgument.c_str(); });
-    Report report(aSetting.mReport.errors());
+    Report report(aSetting.mReport.errors(), aSetting.mReport.shown());
     CommandLine commandLine;
     aAdd(commandLine);
     PartialAnswer partial;

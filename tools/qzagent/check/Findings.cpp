@@ -18,25 +18,17 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/check/HostState.h"
+#include "tools/qzagent/check/PathFindings.h"
 #include "tools/qzagent/check/Rules.h"
+#include "tools/qzagent/cli/Counted.h"
 #include "tools/qzagent/diff/ChangeText.h"
 #include "tools/qzagent/diff/HostChanges.h"
 #include "tools/qzagent/documents/HostTree.h"
-#include "tools/qzagent/hba/HbaFields.h"
-#include "tools/qzagent/hba/Lun.h"
 
 namespace qzagent
 {
 namespace
 {
-/// A way from a port of the host to a port of a target.
-struct Path
-{
-    HostPart const* mAdapter;
-    HostPart const* mPort;  ///< null for a target port that no port of the adapter discovered
-    HostPart const* mTargetPort;
-};
-
 /// Counters of damaged and lost frames and words.
 constexpr char const* errorCounters[] = {"error_frames", "dumped_frames", "primitive_seq_protocol_err_count",
                                          "invalid_tx_word_count", "invalid_crc_count"};
@@ -44,22 +36,9 @@ constexpr char const* errorCounters[] = {"error_frames", "dumped_frames", "primi
 /// Counters of interruptions of the link.
 constexpr char const* linkCounters[] = {"link_failure_count", "loss_of_sync_count", "loss_of_signal_count"};
 
-std::string fieldOf(HostPart const& aPart, char const* aKey)
-{
-    auto const found = aPart.mFields.find(aKey);
-    return found == aPart.mFields.end() ? "" : valueText(found->second);
-}
-
 std::string nameOf(std::string const& aAdapter, std::string const& aPort)
 {
     return fmt::format("port {} of adapter {}", aPort, aAdapter);
-}
-
-std::string nameOf(Path const& aPath)
-{
-    std::string const where =
-        aPath.mPort == nullptr ? "adapter " + aPath.mAdapter->mName : "port " + aPath.mPort->mName;
-    return fmt::format("target port {} behind {}", aPath.mTargetPort->mName, where);
 }
 
 /// @param aName such as "16GBIT"
@@ -76,7 +55,7 @@ unsigned int gigabitsOf(std::string const& aName)
 
 unsigned int speedOf(HostPart const& aPort)
 {
-    return fieldOf(aPort, "state") == "ONLINE" ? gigabitsOf(fieldOf(aPort, "speed")) : 0;
+    return fieldText(aPort, "state") == "ONLINE" ? gigabitsOf(fieldText(aPort, "speed")) : 0;
 }
 
 unsigned int fastestOf(HostPart const& aPort)
@@ -93,37 +72,6 @@ unsigned int fastestOf(HostPart const& aPort)
     return fastest;
 }
 
-/// LUNs of a target port, as text for a person.
-template <typename Condition>
-Luns lunsWhere(HostPart const& aTargetPort, Condition aCondition)
-{
-    Luns luns;
-    for (HostPart const& lun : aTargetPort.mParts)
-    {
-        if (aCondition(lun))
-        {
-            luns.insert(lunNamed(lun.mName));
-        }
-    }
-    return luns;
-}
-
-bool isField(HostPart const& aLun, char const* aKey, bool aValue)
-{
-    auto const found = aLun.mFields.find(aKey);
-    return found != aLun.mFields.end() && found->second == aValue;
-}
-
-Luns reportedBy(HostPart const& aTargetPort)
-{
-    return lunsWhere(aTargetPort, [](HostPart const& aLun) { return isField(aLun, "reported", true); });
-}
-
-std::string lunsText(Luns const& aLuns)
-{
-    return fmt::format("{} {}", aLuns.size() == 1 ? "LUN" : "LUNs", qzagent::textOf(aLuns));
-}
-
 class Examination
 {
 public:
@@ -133,17 +81,16 @@ public:
     {
         if (mHost.mInventory)
         {
-            for (HostPart const& adapter : mHost.mInventory->mRoot.mParts)
+            HostPart const& root = mHost.mInventory->mRoot;
+            for (HostPart const& adapter : root.mParts)
             {
                 examinePorts(adapter);
-                addPaths(adapter);
             }
             examineVersions(RuleId::driverUnequal, "driver_version");
             examineVersions(RuleId::firmwareUnequal, "firmware_version");
-            for (auto const& [target, paths] : mPaths)
+            for (Finding const& finding : pathFindingsIn(root, mSettings[RuleId::manyLuns].mLimit))
             {
-                examinePaths(target, paths);
-                examineLuns(paths);
+                add(finding.mRule, finding.mWhere, finding.mWhat);
             }
         }
         examineCounters();
@@ -175,10 +122,10 @@ private:
             {
                 continue;
             }
-            std::string const state = fieldOf(port, "state");
-            if (!state.empty() && state != "ONLINE" && state != "UNKNOWN")
+            if (isDown(port))
             {
-                add(RuleId::linkDown, nameOf(aAdapter.mName, port.mName), "the state is " + state);
+                add(RuleId::linkDown, nameOf(aAdapter.mName, port.mName),
+                    "the state is " + fieldText(port, "state"));
             }
             unsigned int const speed = speedOf(port);
             if (speed > 0 && speed < fastestOf(port))
@@ -205,8 +152,8 @@ private:
         std::map<std::string, std::map<std::string, std::string>> versionsOfModels;
         for (HostPart const& adapter : mHost.mInventory->mRoot.mParts)
         {
-            std::string const model = fieldOf(adapter, "model");
-            std::string const version = fieldOf(adapter, aKey);
+            std::string const model = fieldText(adapter, "model");
+            std::string const version = fieldText(adapter, aKey);
             if (!model.empty() && !version.empty())
             {
                 versionsOfModels[model].emplace(version, adapter.mName);
@@ -226,88 +173,10 @@ private:
         }
     }
 
-    void addPaths(HostPart const& aAdapter)
-    {
-        auto const addPath = [&](HostPart const* aPort, HostPart const& aRemotePort)
-        {
-            if (!aRemotePort.mParts.empty())
-            {
-                mPaths[aRemotePort.mTarget].push_back({&aAdapter, aPort, &aRemotePort});
-            }
-        };
-        for (HostPart const& part : aAdapter.mParts)
-        {
-            if (part.mKind == PartKind::remotePort)
-            {
-                addPath(nullptr, part);
-                continue;
-            }
-            for (HostPart const& remotePort : part.mParts)
-            {
-                addPath(&part, remotePort);
-            }
-        }
-    }
-
-    bool hasTargetOfSeveralPaths() const
-    {
-        return std::any_of(mPaths.begin(), mPaths.end(),
-                           [](auto const& aTarget) { return aTarget.second.size() > 1; });
-    }
-
-    void examinePaths(std::string const& aTarget, std::vector<Path> const& aPaths)
-    {
-        std::map<HostPart const*, std::size_t> pathsOfPorts;
-        for (Path const& path : aPaths)
-        {
-            ++pathsOfPorts[path.mPort];
-        }
-        auto const fewer = [](auto const& aPort, auto const& aOther) { return aPort.second < aOther.second; };
-        auto const [fewest, most] = std::minmax_element(pathsOfPorts.begin(), pathsOfPorts.end(), fewer);
-        if (fewest->second == 1 && most->second > 1 && fewest->first != nullptr)
-        {
-            add(RuleId::singlePath, "target " + aTarget,
-                fmt::format("one path from port {}, and {} from another port", fewest->first->mName,
-                            most->second));
-        }
-        else if (aPaths.size() == 1 && hasTargetOfSeveralPaths())
-        {
-            add(RuleId::singlePath, "target " + aTarget,
-                fmt::format("only {} leads to it", nameOf(aPaths.front())));
-        }
-    }
-
-    void examineLuns(std::vector<Path> const& aPaths)
-    {
-        Luns reported;
-        for (Path const& path : aPaths)
-        {
-            reported.merge(reportedBy(*path.mTargetPort));
-        }
-        for (Path const& path : aPaths)
-        {
-            HostPart const& targetPort = *path.mTargetPort;
-            Luns const unreported =
-                lunsWhere(targetPort, [](HostPart const& aLun) { return isField(aLun, "reported", false); });
-            if (Luns const stale = without(unreported, reported); !stale.empty())
-            {
-                add(RuleId::lunNotReported, nameOf(path), lunsText(stale));
-            }
-            Luns const own = reportedBy(targetPort);
-            Luns const missing = without(reported, own);
-            if (targetPort.mArePartsKnown && !missing.empty())
-            {
-                add(RuleId::lunMissingOnPath, nameOf(path), lunsText(missing));
-            }
-            if (own.size() > limitOf(RuleId::manyLuns))
-            {
-                add(RuleId::manyLuns, nameOf(path), fmt::format("{} LUNs", own.size()));
-            }
-        }
-    }
-
+    /// @return the counters that rose by more than the limit in total; none otherwise
     template <std::size_t size>
-    void examineRises(RuleId aRule, PortCounters const& aPort, char const* const (&aCounters)[size])
+    std::vector<std::string> risesIn(RuleId aRule, PortCounters const& aPort,
+                                     char const* const (&aCounters)[size])
     {
         std::uint64_t sum = 0;
         std::vector<std::string> texts;
@@ -322,32 +191,103 @@ private:
                 texts.push_back(fmt::format("{} +{}", name, found->second));
             }
         }
-        if (sum > limitOf(aRule))
-        {
-            add(aRule, nameOf(aPort.mAdapter, aPort.mPort), fmt::format("{}", fmt::join(texts, ", ")));
-        }
+        return sum > limitOf(aRule) ? texts : std::vector<std::string>();
     }
 
     void examineCounters()
     {
+        std::map<PortName, std::vector<std::string>> flapping;
         for (PortCounters const& port : mHost.mCounters)
         {
-            examineRises(RuleId::linkFlapping, port, linkCounters);
-            examineRises(RuleId::errorsRising, port, errorCounters);
+            PortName const name(port.mAdapter, port.mPort);
+            flapping[name] = risesIn(RuleId::linkFlapping, port, linkCounters);
+            std::vector<std::string> const errors = risesIn(RuleId::errorsRising, port, errorCounters);
+            add(RuleId::errorsRising, name, errors);
+        }
+        for (auto const& [name, change] : stateChanges())
+        {
+            flapping[name].push_back(change);
+        }
+        for (auto const& [name, texts] : flapping)
+        {
+            add(RuleId::linkFlapping, name, texts);
         }
     }
 
+    void add(RuleId aRule, PortName const& aPort, std::vector<std::string> const& aTexts)
+    {
+        if (!aTexts.empty())
+        {
+            add(aRule, nameOf(aPort.first, aPort.second), fmt::format("{}", fmt::join(aTexts, ", ")));
+        }
+    }
+
+    /// @return ports whose state differs between the inventory and the look at the ports, and the states
+    std::map<PortName, std::string> stateChanges() const
+    {
+        std::map<PortName, std::string> changes;
+        if (!mHost.mInventory)
+        {
+            return changes;
+        }
+        for (HostPart const& adapter : mHost.mInventory->mRoot.mParts)
+        {
+            for (HostPart const& port : adapter.mParts)
+            {
+                auto const other = mHost.mStates.find({adapter.mName, port.mName});
+                std::string const state = fieldText(port, "state");
+                if (other != mHost.mStates.end() && isKnownState(state) && isKnownState(other->second) &&
+                    state != other->second)
+                {
+                    changes[other->first] =
+                        fmt::format("the state was {} in one look and {} in another", state, other->second);
+                }
+            }
+        }
+        return changes;
+    }
+
+    static bool isKnownState(std::string const& aState) { return !aState.empty() && aState != "UNKNOWN"; }
+
+    /// Joins the slow ports of a target.
     void examineLatencies()
     {
+        std::map<std::string, std::string> const targets = targetsOfPorts();
+        std::map<std::string, std::vector<TargetLatency>> slow;
         for (TargetLatency const& latency : mHost.mLatencies)
         {
             if (latency.mMicroseconds > static_cast<double>(limitOf(RuleId::slowTarget)))
             {
-                add(RuleId::slowTarget,
-                    fmt::format("target port {} behind adapter {}", latency.mTargetPort, latency.mAdapter),
-                    fmt::format("p99 is {:.0f} us", latency.mMicroseconds));
+                auto const target = targets.find(latency.mTargetPort);
+                slow[target == targets.end() ? latency.mTargetPort : target->second].push_back(latency);
             }
         }
+        for (auto const& [target, latencies] : slow)
+        {
+            std::set<std::string> ports;
+            std::set<std::string> adapters;
+            double longest = 0;
+            for (TargetLatency const& latency : latencies)
+            {
+                ports.insert(latency.mTargetPort);
+                adapters.insert(latency.mAdapter);
+                longest = std::max(longest, latency.mMicroseconds);
+            }
+            add(RuleId::slowTarget,
+                fmt::format("{} behind {}", namesOf("target port", ports), namesOf("adapter", adapters)),
+                fmt::format("p99 is {}{:.0f} us", latencies.size() == 1 ? "" : "up to ", longest));
+        }
+    }
+
+    /// @return the targets in the inventory by the names of their ports
+    std::map<std::string, std::string> targetsOfPorts() const
+    {
+        std::map<std::string, std::string> targets;
+        for (Path const& path : mHost.mInventory ? pathsIn(mHost.mInventory->mRoot) : std::vector<Path>())
+        {
+            targets.emplace(path.mRemotePort->mName, path.mRemotePort->mTarget);
+        }
+        return targets;
     }
 
     void examineEvents()
@@ -360,21 +300,20 @@ private:
             if (isNamed && count > limitOf(RuleId::events))
             {
                 add(RuleId::events, fmt::format("board {}", place.first),
-                    fmt::format("{} events of category {}", count, place.second));
+                    fmt::format("{} of category {}", counted(count, "event"), place.second));
             }
         }
         for (auto const& [board, count] : mHost.mEvents.mDrops)
         {
             if (count > limitOf(RuleId::eventsDropped))
             {
-                add(RuleId::eventsDropped, fmt::format("board {}", board), fmt::format("{} events", count));
+                add(RuleId::eventsDropped, fmt::format("board {}", board), counted(count, "event"));
             }
         }
     }
 
     HostState const& mHost;
     RuleSettings const& mSettings;
-    std::map<std::string, std::vector<Path>> mPaths;  ///< by target
     std::vector<Finding> mFindings;
 };
 }  // namespace

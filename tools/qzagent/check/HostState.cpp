@@ -10,13 +10,12 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/documents/DocumentValue.h"
+#include "tools/qzagent/hba/HbaFields.h"
 
 namespace qzagent
 {
 namespace
 {
-/// The ports of both looks are the same by adapter and World Wide Name.
-using PortName = std::pair<std::string, std::string>;
 using Counters = std::map<std::string, std::uint64_t>;
 
 std::map<PortName, Counters> countersIn(nlohmann::ordered_json const& aDocument)
@@ -84,6 +83,23 @@ std::vector<TargetLatency> latenciesIn(nlohmann::ordered_json const& aDocument)
         }
     }
     return latencies;
+}
+
+std::map<PortName, std::string> statesIn(nlohmann::ordered_json const& aDocument)
+{
+    std::map<PortName, std::string> states;
+    for (DocumentValue const& adapter : documentOf("ports", aDocument, "ports").listAt("adapters"))
+    {
+        for (DocumentValue const& port : adapter.listAt("ports"))
+        {
+            if (port.has("state"))
+            {
+                std::string const name = port.textAt("port_wwn").value_or(port.at("index").json().dump());
+                states[{adapter.at("name").text(), name}] = valueText(port.at("state").json());
+            }
+        }
+    }
+    return states;
 }
 
 WatchedEvents eventsIn(nlohmann::ordered_json const& aDocument)

@@ -15,6 +15,9 @@
 
 namespace qzagent
 {
+/// Name of the adapter, and the WWN of the port or, without one, its index.
+using PortName = std::pair<std::string, std::string>;
+
 /// What the counters of a port counted between two looks.
 struct PortCounters
 {
@@ -44,6 +47,7 @@ struct HostState
     std::vector<PortCounters> mCounters;
     std::vector<TargetLatency> mLatencies;
     WatchedEvents mEvents;
+    std::map<PortName, std::string> mStates = {};  ///< of ports, at another time than in the inventory
 };
 
 /// @param aFirst  what the verb statistics printed with --json
@@ -55,6 +59,10 @@ std::vector<PortCounters> countersBetween(nlohmann::ordered_json const& aFirst,
 /// @param aDocument what the verb latency printed with --json
 /// @throws DocumentError
 std::vector<TargetLatency> latenciesIn(nlohmann::ordered_json const& aDocument);
+
+/// @param aDocument what the verb ports printed with --json
+/// @throws DocumentError
+std::map<PortName, std::string> statesIn(nlohmann::ordered_json const& aDocument);
 
 /// @param aDocument what the verb watch printed with --json and --output
 /// @throws DocumentError

@@ -21,7 +21,8 @@ std::array<Rule, numberOfRules> const rules{{
      "Nothing is reachable through the port, and other ports carry its load.",
      "Check cable, transceiver and switch port. If ports are unused on purpose, disable the rule."},
     {RuleId::linkFlapping, "link-flapping", Severity::error, Limit{"link_failures", 0},
-     "counters of link failures and of lost synchronisation or signal rise between two looks",
+     "the state of a port changes between two looks, or its counters of link failures and of lost "
+     "synchronisation or signal rise; without port statistics, failures between the looks are not seen",
      "Each failure interrupts input and output, and paths fail over.",
      "Check transceiver and cable of the port, and the log of the switch at the same times."},
     {RuleId::speedBelowSupported,
@@ -43,9 +44,8 @@ std::array<Rule, numberOfRules> const rules{{
      "single-path",
      Severity::warning,
      {},
-     "a port has one path to a target to which another port has more, or only one path leads to a target "
-     "while "
-     "others have more",
+     "a port has one path to a target to which another port has more, or none to a target that two other "
+     "ports reach, or only one path leads to a target while others have more",
      "The loss of one link or controller port is the loss of the target.",
      "Compare the zones of the ports, and the state of the target's ports."},
     {RuleId::lunMissingOnPath,
@@ -85,11 +85,14 @@ std::array<Rule, numberOfRules> const rules{{
      "Adapters behave differently, and a fault of one version shows on some paths only.",
      "Update the firmware of the older adapters."},
     {RuleId::events, "events", Severity::warning, Limit{"events", 0},
-     "events of a category that the rules name arrive",
+     "events of a category that the rules name arrive; events are watched only while categories are named",
      "The vendor library reports a condition that the rules name.", "Run qzagent watch to see the events."},
     {RuleId::eventsDropped, "events-dropped", Severity::warning, Limit{"events", 0},
-     "events were dropped because they arrived faster than they were written",
-     "Nobody knows what the dropped events reported.", "Watch fewer categories or boards."},
+     "events were dropped because they arrived faster than they were written; seen only while the rule "
+     "events "
+     "names categories, and in bundles",
+     "Nobody knows what the dropped events reported.",
+     "Run qzagent watch with --board and --category: a watch of fewer events drops fewer."},
     {RuleId::slowTarget, "slow-target", Severity::warning, Limit{"p99_us", 20000},
      "the 99th percentile of the latencies of a target port exceeds the limit, in microseconds",
      "One answer of a hundred is slow, and applications wait for it.",

@@ -43,6 +43,17 @@ nlohmann::ordered_json answerOf(Failure const& aFailure)
     return json;
 }
 
+/// @return what equal messages of different processes have in common
+std::string identityOf(nlohmann::ordered_json aMessage)
+{
+    if (aMessage.contains("cause"))
+    {
+        aMessage["cause"].erase("call");
+        aMessage["cause"].erase("text");
+    }
+    return aMessage.dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 /// @return the parts of the subject, each followed by a colon
 std::string prefixOf(Subject const& aSubject)
 {
@@ -123,8 +134,20 @@ void Report::add(Message const& aMessage, ExitCode aCode)
     mExitCode = std::max(mExitCode.load(), aCode);
 }
 
+void Report::learn(nlohmann::ordered_json const& aDocument)
+{
+    for (nlohmann::ordered_json const& message : aDocument.at("messages"))
+    {
+        mShown.insert(identityOf(message));
+    }
+}
+
 void Report::write(Message const& aMessage)
 {
+    if (!mShown.empty() && mShown.count(identityOf(jsonOf(aMessage))) > 0)
+    {
+        return;
+    }
     std::vector<std::string> lines;
     {
         std::lock_guard const lock(mMutex);

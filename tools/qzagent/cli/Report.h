@@ -6,7 +6,9 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -44,7 +46,11 @@ class Report
 {
 public:
     /// @param aErrors must outlive the report
-    explicit Report(ErrorStream& aErrors) : mErrors(aErrors) {}
+    /// @param aShown  messages that are not written to standard error again, see learn()
+    explicit Report(ErrorStream& aErrors, std::set<std::string> aShown = {})
+        : mErrors(aErrors), mShown(std::move(aShown))
+    {
+    }
     ~Report();
     Report(Report const&) = delete;
     Report& operator=(Report const&) = delete;
@@ -67,6 +73,12 @@ public:
 
     /// Raises the exit code to that of messages that another process has written to standard error.
     void addOthers(ExitCode aCode) { mExitCode = std::max(mExitCode.load(), aCode); }
+
+    /// Remembers the messages of a document, which another process has written to standard error.
+    void learn(nlohmann::ordered_json const& aDocument);
+
+    /// The messages that were learned.
+    std::set<std::string> const& shown() const { return mShown; }
 
     /// The stream to which the messages are written.
     ErrorStream& errors() { return mErrors; }
@@ -106,6 +118,7 @@ private:
     static nlohmann::ordered_json jsonOf(Message const& aMessage);
 
     ErrorStream& mErrors;
+    std::set<std::string> mShown;
     mutable std::mutex mMutex;  ///< of the messages and of the run
     std::optional<Run> mRun;    ///< none when the last message is not a failure
     std::vector<Message> mMessages;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -81,27 +82,38 @@ void addPaths(Json& aJson, std::vector<PathChange> const& aPaths)
     }
 }
 
+void addPart(Json& aJson, PartKind aWhat, ChangedPart const& aPart)
+{
+    if (aWhat != PartKind::host)
+    {
+        aJson[aWhat == PartKind::lun ? "target" : "name"] = aPart.mName;
+    }
+    if (aWhat != PartKind::host && aWhat != PartKind::adapter)
+    {
+        for (Place const& place : aPart.mPlaces)
+        {
+            aJson["places"].push_back(jsonOf(place));
+        }
+    }
+    if (!aPart.mFields.empty())
+    {
+        aJson["fields"] = jsonOf(aPart.mFields);
+    }
+    for (LunChange const& lun : aPart.mLuns)
+    {
+        aJson["luns"].push_back({{"lun", lun.mLun}, {"fields", jsonOf(lun.mFields)}});
+    }
+}
+
 Json jsonOf(Change const& aChange)
 {
     Json json{{"change", nameOf(aChange.mKind)}, {"what", nameOf(aChange.mWhat)}};
-    if (aChange.mWhat != PartKind::host)
+    addPart(json, aChange.mWhat, aChange.mParts.front());
+    for (auto part = aChange.mParts.begin() + 1; part != aChange.mParts.end(); ++part)
     {
-        json[aChange.mWhat == PartKind::lun ? "target" : "name"] = aChange.mName;
-    }
-    if (aChange.mWhat != PartKind::host && aChange.mWhat != PartKind::adapter)
-    {
-        for (Place const& place : aChange.mPlaces)
-        {
-            json["places"].push_back(jsonOf(place));
-        }
-    }
-    if (!aChange.mFields.empty())
-    {
-        json["fields"] = jsonOf(aChange.mFields);
-    }
-    for (LunChange const& lun : aChange.mLuns)
-    {
-        json["luns"].push_back({{"lun", lun.mLun}, {"fields", jsonOf(lun.mFields)}});
+        Json other = Json::object();
+        addPart(other, aChange.mWhat, *part);
+        json["others"].push_back(std::move(other));
     }
     addCounts(json, "came", aChange.mCame);
     addCounts(json, "gone", aChange.mGone);

@@ -5,11 +5,14 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "tools/qzagent/cli/Counted.h"
 #include "tools/qzagent/cli/Printable.h"
 #include "tools/qzagent/diff/HostChanges.h"
 #include "tools/qzagent/hba/HbaFields.h"
@@ -44,11 +47,6 @@ std::string textOf(std::vector<FieldChange> const& aFields)
     return text;
 }
 
-std::string numberOf(std::size_t aNumber, char const* aName)
-{
-    return fmt::format("{} {}{}", aNumber, aName, aNumber == 1 ? "" : "s");
-}
-
 /// @return such as "2 remote ports and 30 LUNs"
 std::string textOf(PartCounts const& aCounts)
 {
@@ -57,7 +55,7 @@ std::string textOf(PartCounts const& aCounts)
     {
         if (aNumber > 0)
         {
-            texts.push_back(numberOf(aNumber, aName));
+            texts.push_back(counted(aNumber, aName));
         }
     };
     add(aCounts.mPorts, "port");
@@ -71,29 +69,93 @@ std::string textOf(PartCounts const& aCounts)
     return text;
 }
 
+/// Where parts are, and how many of these places there are.
+struct Places
+{
+    explicit Places(Change const& aChange)
+    {
+        for (ChangedPart const& part : aChange.mParts)
+        {
+            for (Place const& place : part.mPlaces)
+            {
+                mPorts.emplace(place.mAdapter, place.mPort);
+                mPaths.emplace(place.mAdapter, place.mPort, place.mRemotePort);
+            }
+        }
+    }
+
+    std::set<std::pair<std::string, std::string>> mPorts;
+    std::set<std::tuple<std::string, std::string, std::string>> mPaths;
+};
+
 std::string placeOf(Change const& aChange)
 {
-    Place const& place = aChange.mPlaces.front();
+    Places const places(aChange);
+    auto const& [adapter, port] = *places.mPorts.begin();
     switch (aChange.mWhat)
     {
         case PartKind::port:
-            return " of adapter " + place.mAdapter;
+            return " of adapter " + adapter;
         case PartKind::remotePort:
-        case PartKind::lun:
-            if (aChange.mPlaces.size() > 1)
+            if (places.mPorts.size() > 1)
             {
-                return fmt::format(aChange.mWhat == PartKind::lun ? " on {} paths" : " behind {} ports",
-                                   aChange.mPlaces.size());
+                return fmt::format(" behind {} ports", places.mPorts.size());
             }
-            return place.mPort.empty() ? " of adapter " + place.mAdapter : " behind port " + place.mPort;
+            break;
+        case PartKind::lun:
+            if (places.mPaths.size() > 1)
+            {
+                return fmt::format(" on {} paths", places.mPaths.size()) +
+                       (places.mPorts.size() == 1 && !port.empty() ? " behind port " + port : "");
+            }
+            break;
         default:
             return "";
     }
+    return port.empty() ? " of adapter " + adapter : " behind port " + port;
+}
+
+std::string nameOfRemotePorts(std::vector<ChangedPart> const& aParts)
+{
+    std::set<std::string> names;
+    std::set<std::string> targets;
+    for (ChangedPart const& part : aParts)
+    {
+        names.insert(part.mName);
+        targets.insert(part.mTarget);
+    }
+    if (names.size() == 1)
+    {
+        return "remote port " + *names.begin();
+    }
+    return fmt::format("{} remote ports of ", names.size()) +
+           (targets.size() == 1 ? "target " + *targets.begin() : counted(targets.size(), "target"));
+}
+
+std::string nameOfLuns(Change const& aChange)
+{
+    Luns luns;
+    std::set<std::string> targets;
+    for (ChangedPart const& part : aChange.mParts)
+    {
+        targets.insert(part.mName);
+        for (LunChange const& lun : part.mLuns)
+        {
+            luns.insert(lunNamed(lun.mLun));
+        }
+    }
+    bool const isOneTarget = targets.size() == 1;
+    std::string const numbers =
+        isOneTarget || aChange.mTargets.empty()
+            ? fmt::format("{} {}", luns.size() == 1 ? "LUN" : "LUNs", qzagent::textOf(luns))
+            : "all LUNs";
+    return fmt::format("{} of {}", numbers,
+                       isOneTarget ? "target " + *targets.begin() : counted(targets.size(), "target"));
 }
 
 std::string nameOf(Change const& aChange)
 {
-    std::string const name = aChange.mName;
+    std::string const name = aChange.mParts.front().mName;
     switch (aChange.mWhat)
     {
         case PartKind::host:
@@ -103,40 +165,58 @@ std::string nameOf(Change const& aChange)
         case PartKind::port:
             return "port " + name;
         case PartKind::remotePort:
-            return "remote port " + name;
+            return nameOfRemotePorts(aChange.mParts);
         default:
-            break;
+            return nameOfLuns(aChange);
     }
-    Luns luns;
-    for (LunChange const& lun : aChange.mLuns)
-    {
-        luns.insert(lunNamed(lun.mLun));
-    }
-    return fmt::format("{} {} of target {}", luns.size() == 1 ? "LUN" : "LUNs", qzagent::textOf(luns), name);
 }
 
 /// @return the devices of LUNs that came or went
-std::string devicesOf(std::vector<LunChange> const& aLuns)
+std::string devicesOf(std::vector<ChangedPart> const& aParts)
 {
     std::vector<std::string> devices;
-    for (LunChange const& lun : aLuns)
+    for (ChangedPart const& part : aParts)
     {
-        for (FieldChange const& field : lun.mFields)
+        for (LunChange const& lun : part.mLuns)
         {
-            devices.push_back(valueText(field.mOld.is_null() ? field.mNew : field.mOld));
+            for (FieldChange const& field : lun.mFields)
+            {
+                devices.push_back(valueText(field.mOld.is_null() ? field.mNew : field.mOld));
+            }
         }
     }
     return devices.empty() ? "" : fmt::format(" ({})", qzagent::textOf(devices));
 }
 
-std::string changesOfLuns(std::vector<LunChange> const& aLuns)
+/// @param aChanged texts of alike changes, each with the name of what changed
+/// @return the text without a name if all are the same, else the first
+std::string alikeText(std::vector<std::pair<std::string, std::string>> const& aChanged)
 {
-    if (aLuns.size() == 1)
+    auto const& [name, text] = aChanged.front();
+    if (std::all_of(aChanged.begin(), aChanged.end(),
+                    [&first = text](auto const& aOther) { return aOther.second == first; }))
     {
-        return textOf(aLuns.front().mFields);
+        return text;
     }
-    return fmt::format("for LUN {} {}, for {} others the same fields", aLuns.front().mLun,
-                       textOf(aLuns.front().mFields), aLuns.size() - 1);
+    std::size_t const others = aChanged.size() - 1;
+    return fmt::format("for {} {}, for {} the same fields", name, text, counted(others, "other"));
+}
+
+std::string changedFieldsOf(Change const& aChange)
+{
+    std::vector<std::pair<std::string, std::string>> texts;
+    for (ChangedPart const& part : aChange.mParts)
+    {
+        if (aChange.mWhat != PartKind::lun)
+        {
+            texts.emplace_back(part.mName, textOf(part.mFields));
+        }
+        for (LunChange const& lun : part.mLuns)
+        {
+            texts.emplace_back("LUN " + lun.mLun, textOf(lun.mFields));
+        }
+    }
+    return alikeText(texts);
 }
 
 std::string unknownOf(Change const& aChange)
@@ -155,11 +235,7 @@ std::string unknownOf(Change const& aChange)
 
 std::string changedOf(Change const& aChange)
 {
-    if (aChange.mWhat == PartKind::lun)
-    {
-        return changesOfLuns(aChange.mLuns);
-    }
-    std::string text = textOf(aChange.mFields);
+    std::string text = changedFieldsOf(aChange);
     if (!aChange.mGone.isEmpty())
     {
         text += fmt::format("; {} gone", textOf(aChange.mGone));
@@ -176,7 +252,7 @@ std::string oneSidedOf(Change const& aChange, PartCounts const& aCounts, char co
 {
     std::string text = aVerb;
     text += aCounts.isEmpty() ? "" : fmt::format(" with {}", textOf(aCounts));
-    return text + devicesOf(aChange.mLuns);
+    return text + devicesOf(aChange.mParts);
 }
 
 std::string pathsOf(std::vector<PathChange> const& aPaths)

@@ -156,32 +156,26 @@ PartCounts partsIn(HostPart const& aPart)
     return counts;
 }
 
-/// Calls aFunction with each remote port that is a target.
-template <typename Function>
-void forEachPath(HostPart const& aPart, Function aFunction)
+void add(PartCounts& aCounts, PartCounts const& aOthers)
 {
-    if (aPart.mKind == PartKind::remotePort && !aPart.mParts.empty())
-    {
-        aFunction(aPart.mTarget);
-    }
-    for (HostPart const& part : aPart.mParts)
-    {
-        forEachPath(part, aFunction);
-    }
+    aCounts.mPorts += aOthers.mPorts;
+    aCounts.mRemotePorts += aOthers.mRemotePorts;
+    aCounts.mLuns += aOthers.mLuns;
 }
 
+/// @return the targets that the part has LUNs of
 std::set<std::string> targetsIn(HostPart const& aPart)
 {
     std::set<std::string> targets;
-    forEachPath(aPart, [&targets](std::string const& aTarget) { targets.insert(aTarget); });
+    if (aPart.mKind == PartKind::remotePort && !aPart.mParts.empty())
+    {
+        targets.insert(aPart.mTarget);
+    }
+    for (HostPart const& part : aPart.mParts)
+    {
+        targets.merge(targetsIn(part));
+    }
     return targets;
-}
-
-/// Whether the number of paths is known.
-bool arePathsKnown(HostPart const& aPart)
-{
-    return aPart.mKind == PartKind::lun ||
-           (aPart.mArePartsKnown && std::all_of(aPart.mParts.begin(), aPart.mParts.end(), arePathsKnown));
 }
 
 /// @return the place of what is within a part
@@ -231,53 +225,76 @@ bool isCause(std::vector<FieldChange> const& aFields)
                        [](FieldChange const& aField) { return aField.mKey == "state"; });
 }
 
-/// Linux keeps a remote port for a while after its link is down: without LUNs, and with another state.
+/// Whether the field says in which state a part is.
+bool isOfState(FieldChange const& aField)
+{
+    constexpr char const* keys[] = {"state", "type", "mapped", "reported"};
+    return std::find(std::begin(keys), std::end(keys), aField.mKey) != std::end(keys);
+}
+
+bool areSame(std::vector<FieldChange> const& aFields, std::vector<FieldChange> const& aOthers)
+{
+    auto const isSame = [](FieldChange const& aField, FieldChange const& aOther)
+    {
+        return std::tie(aField.mKey, aField.mOld, aField.mNew) ==
+               std::tie(aOther.mKey, aOther.mOld, aOther.mNew);
+    };
+    return std::equal(aFields.begin(), aFields.end(), aOthers.begin(), aOthers.end(), isSame);
+}
+
+/// Whether the same fields changed, and those of the state in the same way.
+bool areAlike(std::vector<FieldChange> const& aFields, std::vector<FieldChange> const& aOthers)
+{
+    auto const isAlike = [](FieldChange const& aField, FieldChange const& aOther)
+    { return aField.mKey == aOther.mKey && (!isOfState(aField) || areSame({aField}, {aOther})); };
+    return std::equal(aFields.begin(), aFields.end(), aOthers.begin(), aOthers.end(), isAlike);
+}
+
+/// Linux keeps a remote port for a while after its link is down, with another state.
 /// @return the pair without the side that is only kept
 Pair withoutKept(Pair const& aPair)
 {
-    auto const isOnline = [](HostPart const& aPart)
-    {
-        auto const found = aPart.mFields.find("state");
-        return found != aPart.mFields.end() && found->second == "ONLINE";
-    };
+    auto const isOnline = [](HostPart const& aPart) { return fieldText(aPart, "state") == "ONLINE"; };
     auto const isKept = [&isOnline](HostPart const& aPart, HostPart const& aOther)
-    {
-        return aPart.mKind == PartKind::remotePort && aPart.mParts.empty() && !isOnline(aPart) &&
-               isOnline(aOther);
-    };
+    { return aPart.mKind == PartKind::remotePort && !isOnline(aPart) && isOnline(aOther); };
     bool const isPair = aPair.mOld != nullptr && aPair.mNew != nullptr;
     return {isPair && isKept(*aPair.mOld, *aPair.mNew) ? nullptr : aPair.mOld,
             isPair && isKept(*aPair.mNew, *aPair.mOld) ? nullptr : aPair.mNew};
 }
 
-/// Moves the remote ports of an adapter that no port discovered to the port that discovered them in the other look,
-/// if that port could not discover now.
+/// Moves the remote ports of an adapter that no port discovered to the ports that discovered them in the other look. If
+/// some of these ports could not discover, only to these.
 void assignUndiscovered(HostPart& aAdapter, HostPart const& aOther)
 {
-    // The ports precede the remote ports, so the pairs of ports stay valid.
+    Parts parts = std::move(aAdapter.mParts);
+    auto const isPort = [](HostPart const& aPart) { return aPart.mKind == PartKind::port; };
+    auto const undiscovered = std::stable_partition(parts.begin(), parts.end(), isPort);
+    aAdapter.mParts.assign(std::make_move_iterator(parts.begin()), std::make_move_iterator(undiscovered));
     std::vector<Pair> const pairs = Matching(aAdapter.mParts, aOther.mParts).pairs();
-    for (std::size_t i = aAdapter.mParts.size(); i-- > 0;)
+    Parts others;
+    for (auto remotePort = undiscovered; remotePort != parts.end(); ++remotePort)
     {
-        HostPart const& remotePort = aAdapter.mParts[i];
-        if (remotePort.mKind != PartKind::remotePort)
+        std::vector<HostPart*> ports;
+        for (Pair const& pair : pairs)
         {
-            continue;
+            if (pair.mOld != nullptr && pair.mNew != nullptr &&
+                std::any_of(pair.mNew->mParts.begin(), pair.mNew->mParts.end(),
+                            [&](HostPart const& aPart) { return aPart.mName == remotePort->mName; }))
+            {
+                ports.push_back(
+                    &aAdapter.mParts[static_cast<std::size_t>(pair.mOld - aAdapter.mParts.data())]);
+            }
         }
-        auto const discovers = [&remotePort](Pair const& aPair)
+        auto const failed = std::stable_partition(
+            ports.begin(), ports.end(), [](HostPart const* aPort) { return aPort->mArePartsKnown; });
+        std::for_each(failed == ports.end() ? ports.begin() : failed, ports.end(),
+                      [&](HostPart* aPort) { aPort->mParts.push_back(*remotePort); });
+        if (ports.empty())
         {
-            return aPair.mOld != nullptr && aPair.mNew != nullptr && aPair.mOld->mKind == PartKind::port &&
-                   !aPair.mOld->mArePartsKnown &&
-                   std::any_of(aPair.mNew->mParts.begin(), aPair.mNew->mParts.end(),
-                               [&](HostPart const& aPart) { return aPart.mName == remotePort.mName; });
-        };
-        auto const found = std::find_if(pairs.begin(), pairs.end(), discovers);
-        if (found != pairs.end())
-        {
-            auto const port = static_cast<std::size_t>(found->mOld - aAdapter.mParts.data());
-            aAdapter.mParts[port].mParts.push_back(remotePort);
-            aAdapter.mParts.erase(aAdapter.mParts.begin() + static_cast<std::ptrdiff_t>(i));
+            others.push_back(std::move(*remotePort));
         }
     }
+    std::move(others.begin(), others.end(), std::back_inserter(aAdapter.mParts));
 }
 
 /// @return the devices of a LUN as a field that came or went with it; none when it has no device
@@ -297,17 +314,24 @@ class PartComparison
 {
 public:
     /// @param aPlace where the parts belong
-    PartComparison(HostPart const& aOld, HostPart const& aNew, Place const& aPlace)
+    /// @param aOwner of the part to which they belong; null for the host
+    PartComparison(HostPart const& aOld, HostPart const& aNew, Place const& aPlace, PartComparison* aOwner)
         : mOld(aOld),
           mNew(aNew),
-          mName(aNew.mWwns.empty() ? aOld.mName : aNew.mName),
+          mOwner(aOwner),
           mPlace(aPlace),
-          mInside(placeIn(aNew.mKind, mName, aPlace)),
-          mChange{ChangeKind::changed, aNew.mKind, mName, {aPlace}, fieldChanges(aOld, aNew)},
+          mPart{aNew.mWwns.empty() ? aOld.mName : aNew.mName, {aPlace}, {}, {}, aNew.mTarget},
+          mInside(placeIn(aNew.mKind, mPart.mName, aPlace)),
+          mChange{ChangeKind::changed, aNew.mKind, {withFields(mPart, fieldChanges(aOld, aNew))}},
           mUnknownInOld(unknownIn(aOld, false)),
           mUnknownInNew(unknownIn(aNew, true)),
-          mIsCause(isCause(mChange.mFields))
+          mIsCause(isCause(mChange.mParts.front().mFields))
     {
+        if (mIsCause)
+        {
+            mChange.mTargets = targetsIn(aOld);
+            mChange.mTargets.merge(targetsIn(aNew));
+        }
     }
 
     void run(std::vector<Change>& aChanges)
@@ -321,20 +345,28 @@ public:
         {
             add(pair);
         }
-        moveTo(aChanges);
+        std::vector<Change> inner;
         for (Pair const& pair : pairs)
         {
             if (pair.mOld != nullptr && pair.mNew != nullptr && pair.mOld->mKind != PartKind::lun)
             {
-                PartComparison(*pair.mOld, *pair.mNew, mInside).run(aChanges);
+                PartComparison(*pair.mOld, *pair.mNew, mInside, this).run(inner);
             }
         }
+        moveTo(aChanges);
+        std::move(inner.begin(), inner.end(), std::back_inserter(aChanges));
     }
 
 private:
+    static ChangedPart withFields(ChangedPart aPart, std::vector<FieldChange> aFields)
+    {
+        aPart.mFields = std::move(aFields);
+        return aPart;
+    }
+
     Change unknownIn(HostPart const& aPart, bool aIsNew) const
     {
-        Change change{ChangeKind::unknown, aPart.mKind, mName, {mPlace}};
+        Change change{ChangeKind::unknown, aPart.mKind, {mPart}};
         change.mIsUnknownInNew = aIsNew;
         change.mReason = aPart.mFailure;
         return change;
@@ -376,7 +408,6 @@ private:
         else if (mIsCause)
         {
             count(aKind == ChangeKind::came ? mChange.mCame : mChange.mGone, aPart);
-            mChange.mTargets.merge(targetsIn(aPart));
         }
         else if (aPart.mKind == PartKind::lun)
         {
@@ -384,7 +415,7 @@ private:
         }
         else
         {
-            Change change{aKind, aPart.mKind, aPart.mName, {mInside}};
+            Change change{aKind, aPart.mKind, {{aPart.mName, {mInside}, {}, {}, aPart.mTarget}}};
             (aKind == ChangeKind::came ? change.mCame : change.mGone) = partsIn(aPart);
             change.mTargets = targetsIn(aPart);
             mInner.push_back(std::move(change));
@@ -400,46 +431,65 @@ private:
         auto found = std::find_if(mLuns.begin(), mLuns.end(), isSame);
         if (found == mLuns.end())
         {
-            Change change{ChangeKind::unknown, PartKind::lun, mNew.mTarget, {mInside}};
+            Change change{ChangeKind::unknown, PartKind::lun, {{mNew.mTarget, {mInside}}}};
             change.mIsUnknownInNew = isInNew;
             change.mReason = isInNew ? aNew.mFailure : aOld.mFailure;
             found = mLuns.insert(mLuns.end(), std::move(change));
         }
-        found->mLuns.push_back({aNew.mName, {}});
+        found->mParts.front().mLuns.push_back({aNew.mName, {}});
     }
 
-    /// Adds the LUN to the change of LUNs with the same fields.
+    /// Adds the LUN to the change of LUNs with alike fields.
     void addLun(LunChange&& aLun, ChangeKind aKind)
     {
         auto const isSame = [&](Change const& aChange)
         {
-            auto const& fields = aChange.mLuns.front().mFields;
             return aChange.mKind == aKind &&
                    (aKind != ChangeKind::changed ||
-                    std::equal(fields.begin(), fields.end(), aLun.mFields.begin(), aLun.mFields.end(),
-                               [](FieldChange const& aField, FieldChange const& aOther)
-                               { return aField.mKey == aOther.mKey; }));
+                    areAlike(aChange.mParts.front().mLuns.front().mFields, aLun.mFields));
         };
-        auto const found = std::find_if(mLuns.begin(), mLuns.end(), isSame);
-        Change& change = found != mLuns.end()
-                             ? *found
-                             : mLuns.emplace_back(Change{aKind, PartKind::lun, mNew.mTarget, {mInside}});
-        change.mLuns.push_back(std::move(aLun));
+        auto found = std::find_if(mLuns.begin(), mLuns.end(), isSame);
+        if (found == mLuns.end())
+        {
+            Change change{aKind, PartKind::lun, {{mNew.mTarget, {mInside}}}};
+            if (mOld.mParts.empty() != mNew.mParts.empty())
+            {
+                change.mTargets.insert(mNew.mTarget);
+            }
+            found = mLuns.insert(mLuns.end(), std::move(change));
+        }
+        found->mParts.front().mLuns.push_back(std::move(aLun));
     }
+
+    /// Remote ports without a failure of their own have that of their adapter.
+    PartComparison& ownerOfUnknown(HostPart const& aPart)
+    {
+        return aPart.mKind == PartKind::remotePort && aPart.mFailure.empty() ? *adapter() : *this;
+    }
+
+    PartComparison* adapter() { return mNew.mKind == PartKind::adapter ? this : mOwner->adapter(); }
 
     void moveTo(std::vector<Change>& aChanges)
     {
         bool const oldFailed = !mOld.mFailure.empty();
         bool const newFailed = !mNew.mFailure.empty();
-        if (!mChange.mFields.empty())
+        if (!mChange.mParts.front().mFields.empty())
         {
             aChanges.push_back(std::move(mChange));
         }
-        if (!mUnknownInOld.mUnknown.isEmpty() || (oldFailed && !newFailed))
+        if (PartComparison& owner = ownerOfUnknown(mOld); &owner != this)
+        {
+            qzagent::add(owner.mUnknownInOld.mUnknown, mUnknownInOld.mUnknown);
+        }
+        else if (!mUnknownInOld.mUnknown.isEmpty() || (oldFailed && !newFailed))
         {
             aChanges.push_back(std::move(mUnknownInOld));
         }
-        if (!mUnknownInNew.mUnknown.isEmpty() || (newFailed && !oldFailed))
+        if (PartComparison& owner = ownerOfUnknown(mNew); &owner != this)
+        {
+            qzagent::add(owner.mUnknownInNew.mUnknown, mUnknownInNew.mUnknown);
+        }
+        else if (!mUnknownInNew.mUnknown.isEmpty() || (newFailed && !oldFailed))
         {
             aChanges.push_back(std::move(mUnknownInNew));
         }
@@ -449,8 +499,9 @@ private:
 
     HostPart const& mOld;
     HostPart const& mNew;
-    std::string const mName;
+    PartComparison* const mOwner;
     Place const mPlace;
+    ChangedPart const mPart;
     Place const mInside;
     Change mChange;
     Change mUnknownInOld;
@@ -475,66 +526,177 @@ void mergeDevices(std::vector<LunChange>& aLuns, std::vector<LunChange> const& a
 /// each place.
 bool isSameElsewhere(Change const& aChange, Change const& aOther)
 {
-    auto const isSameField = [](FieldChange const& aField, FieldChange const& aOtherField)
-    {
-        return std::tie(aField.mKey, aField.mOld, aField.mNew) ==
-               std::tie(aOtherField.mKey, aOtherField.mOld, aOtherField.mNew);
-    };
-    auto const areSameFields =
-        [&](std::vector<FieldChange> const& aFields, std::vector<FieldChange> const& aOthers)
-    { return std::equal(aFields.begin(), aFields.end(), aOthers.begin(), aOthers.end(), isSameField); };
+    ChangedPart const& part = aChange.mParts.front();
+    ChangedPart const& other = aOther.mParts.front();
     auto const isSameLun = [&](LunChange const& aLun, LunChange const& aOtherLun)
     {
         return aLun.mLun == aOtherLun.mLun &&
-               (aChange.mKind != ChangeKind::changed || areSameFields(aLun.mFields, aOtherLun.mFields));
+               (aChange.mKind != ChangeKind::changed || areSame(aLun.mFields, aOtherLun.mFields));
     };
-    auto const counts = [](PartCounts const& aCounts)
-    { return std::tie(aCounts.mPorts, aCounts.mRemotePorts, aCounts.mLuns); };
     return aChange.mKind == aOther.mKind && aChange.mReason == aOther.mReason &&
-           aChange.mIsUnknownInNew == aOther.mIsUnknownInNew &&
-           counts(aChange.mCame) == counts(aOther.mCame) && counts(aChange.mGone) == counts(aOther.mGone) &&
-           counts(aChange.mUnknown) == counts(aOther.mUnknown) &&
-           areSameFields(aChange.mFields, aOther.mFields) &&
-           std::equal(aChange.mLuns.begin(), aChange.mLuns.end(), aOther.mLuns.begin(), aOther.mLuns.end(),
+           aChange.mIsUnknownInNew == aOther.mIsUnknownInNew && areSame(part.mFields, other.mFields) &&
+           std::equal(part.mLuns.begin(), part.mLuns.end(), other.mLuns.begin(), other.mLuns.end(),
                       isSameLun);
 }
 
-/// Joins the changes of remote ports and LUNs that several paths show.
-std::vector<Change> joined(std::vector<Change>&& aChanges)
+void addCounts(Change& aChange, Change& aOther)
+{
+    add(aChange.mCame, aOther.mCame);
+    add(aChange.mGone, aOther.mGone);
+    add(aChange.mUnknown, aOther.mUnknown);
+    aChange.mTargets.merge(aOther.mTargets);
+}
+
+bool isBehindPort(Change const& aChange)
+{
+    return aChange.mWhat == PartKind::remotePort || aChange.mWhat == PartKind::lun;
+}
+
+/// Joins the changes of one remote port, or of the same LUNs of one target, that several paths show.
+std::vector<Change> withSamePartsJoined(std::vector<Change>&& aChanges)
 {
     std::vector<Change> changes;
     std::multimap<std::pair<PartKind, std::string>, std::size_t> seen;
     for (Change& change : aChanges)
     {
-        bool const isBehindPort = change.mWhat == PartKind::remotePort || change.mWhat == PartKind::lun;
-        auto const range = seen.equal_range({change.mWhat, change.mName});
+        std::pair const name(change.mWhat, change.mParts.front().mName);
+        auto const range = seen.equal_range(name);
         auto const found =
             std::find_if(range.first, range.second,
                          [&](auto const& aSeen) { return isSameElsewhere(changes[aSeen.second], change); });
-        if (!isBehindPort || found == range.second)
+        if (!isBehindPort(change) || found == range.second)
         {
-            seen.emplace(std::pair(change.mWhat, change.mName), changes.size());
+            seen.emplace(name, changes.size());
             changes.push_back(std::move(change));
             continue;
         }
         Change& first = changes[found->second];
-        first.mPlaces.push_back(change.mPlaces.front());
-        first.mTargets.merge(change.mTargets);
+        ChangedPart& part = first.mParts.front();
+        part.mPlaces.push_back(change.mParts.front().mPlaces.front());
+        addCounts(first, change);
         if (change.mKind != ChangeKind::changed)
         {
-            mergeDevices(first.mLuns, change.mLuns);
+            mergeDevices(part.mLuns, change.mParts.front().mLuns);
         }
     }
     return changes;
 }
 
+/// @return the fields of the first part, or of its first LUN
+std::vector<FieldChange> const& fieldsOf(Change const& aChange)
+{
+    ChangedPart const& part = aChange.mParts.front();
+    return aChange.mWhat == PartKind::lun ? part.mLuns.front().mFields : part.mFields;
+}
+
+/// @return what changes of one cause have in common; empty if the change has a cause of its own
+std::string causeOf(Change const& aChange)
+{
+    auto const& fields = fieldsOf(aChange);
+    bool const isOwn =
+        aChange.mWhat == PartKind::lun && aChange.mKind != ChangeKind::unknown &&
+        (aChange.mKind == ChangeKind::changed ? std::any_of(fields.begin(), fields.end(), &isOfState)
+                                              : aChange.mTargets.empty());
+    if (!isBehindPort(aChange) || isOwn)
+    {
+        return {};
+    }
+    Json cause{aChange.mWhat, aChange.mKind, aChange.mIsUnknownInNew, aChange.mReason};
+    for (FieldChange const& field :
+         aChange.mKind == ChangeKind::changed ? fields : std::vector<FieldChange>())
+    {
+        cause.push_back(field.mKey);
+        if (isOfState(field))
+        {
+            cause.push_back(field.mOld);
+            cause.push_back(field.mNew);
+        }
+    }
+    return cause.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+/// Joins the changes that have a cause and a common part of it.
+/// @param aCommonOf returns what the changes of one cause must share; empty for what nothing shares
+template <typename CommonOf>
+std::vector<Change> withCausesJoined(std::vector<Change>&& aChanges, CommonOf aCommonOf)
+{
+    std::vector<Change> changes;
+    std::map<std::pair<std::string, std::set<std::string>>, std::size_t> seen;
+    for (Change& change : aChanges)
+    {
+        std::pair const key(causeOf(change), aCommonOf(change));
+        auto const found = key.first.empty() || key.second.empty() ? seen.end() : seen.find(key);
+        if (found == seen.end())
+        {
+            seen.emplace(key, changes.size());
+            changes.push_back(std::move(change));
+            continue;
+        }
+        Change& first = changes[found->second];
+        std::move(change.mParts.begin(), change.mParts.end(), std::back_inserter(first.mParts));
+        addCounts(first, change);
+    }
+    return changes;
+}
+
+std::set<std::string> portsOf(Change const& aChange)
+{
+    std::set<std::string> ports;
+    for (ChangedPart const& part : aChange.mParts)
+    {
+        for (Place const& place : part.mPlaces)
+        {
+            ports.insert(place.mAdapter + '\n' + place.mPort);
+        }
+    }
+    return ports;
+}
+
+/// @return the target, if all parts belong to one. What is no state, such as devices after a restart, changes with all
+/// others
+std::set<std::string> onlyTargetOf(Change const& aChange)
+{
+    auto const& fields = fieldsOf(aChange);
+    if (aChange.mKind == ChangeKind::changed && std::none_of(fields.begin(), fields.end(), &isOfState))
+    {
+        return {""};
+    }
+    std::set<std::string> targets;
+    for (ChangedPart const& part : aChange.mParts)
+    {
+        targets.insert(aChange.mWhat == PartKind::lun ? part.mName : part.mTarget);
+    }
+    return targets.size() == 1 ? targets : std::set<std::string>();
+}
+
 using PathCounts = std::map<std::string, std::size_t>;
 
-PathCounts pathsOf(HostPart const& aRoot)
+PathCounts pathCountsIn(HostPart const& aRoot)
 {
     PathCounts counts;
-    forEachPath(aRoot, [&counts](std::string const& aTarget) { ++counts[aTarget]; });
+    for (Path const& path : pathsIn(aRoot))
+    {
+        ++counts[path.mRemotePort->mTarget];
+    }
     return counts;
+}
+
+/// Sorts the parts, so that their order does not depend on that of either look.
+void sortParts(Change& aChange)
+{
+    auto const place = [](Place const& aPlace)
+    { return std::tie(aPlace.mAdapter, aPlace.mPort, aPlace.mRemotePort); };
+    auto const isBefore = [&](Place const& aOne, Place const& aOther) { return place(aOne) < place(aOther); };
+    for (ChangedPart& part : aChange.mParts)
+    {
+        std::sort(part.mPlaces.begin(), part.mPlaces.end(), isBefore);
+    }
+    std::sort(aChange.mParts.begin(), aChange.mParts.end(),
+              [&](ChangedPart const& aPart, ChangedPart const& aOther)
+              {
+                  return std::pair(aPart.mName, place(aPart.mPlaces.front())) <
+                         std::pair(aOther.mName, place(aOther.mPlaces.front()));
+              });
 }
 
 void addPaths(std::vector<Change>& aChanges, PathCounts const& aOld, PathCounts const& aNew)
@@ -575,11 +737,14 @@ std::vector<Change> changesBetween(HostTree aOld, HostTree aNew)
     assignUndiscoveredInAll(aOld.mRoot, aNew.mRoot);
     assignUndiscoveredInAll(aNew.mRoot, aOld.mRoot);
     std::vector<Change> changes;
-    PartComparison(aOld.mRoot, aNew.mRoot, {}).run(changes);
-    changes = joined(std::move(changes));
+    PartComparison(aOld.mRoot, aNew.mRoot, {}, nullptr).run(changes);
+    changes = withSamePartsJoined(std::move(changes));
+    changes = withCausesJoined(std::move(changes), &portsOf);
+    changes = withCausesJoined(std::move(changes), &onlyTargetOf);
+    std::for_each(changes.begin(), changes.end(), &sortParts);
     if (arePathsKnown(aOld.mRoot) && arePathsKnown(aNew.mRoot))
     {
-        addPaths(changes, pathsOf(aOld.mRoot), pathsOf(aNew.mRoot));
+        addPaths(changes, pathCountsIn(aOld.mRoot), pathCountsIn(aNew.mRoot));
     }
     return changes;
 }

@@ -63,25 +63,34 @@ struct PathChange
     std::size_t mNew;
 };
 
+/// A part that changed.
+struct ChangedPart
+{
+    std::string mName;           ///< of LUNs the name of their target
+    std::vector<Place> mPlaces;  ///< several where the same change is seen in several places
+    std::vector<FieldChange> mFields = {};
+    std::vector<LunChange> mLuns = {};  ///< for LUNs
+    std::string mTarget = {};           ///< of a remote port, the node to which it belongs
+};
+
 /// A change with everything that follows from it. A part that comes or goes takes the parts within it along.
 struct Change
 {
     ChangeKind mKind;
     PartKind mWhat;
-    std::string mName;           ///< of the part; of LUNs the name of their target
-    std::vector<Place> mPlaces;  ///< several where the same change is seen in several places
-    std::vector<FieldChange> mFields = {};
-    std::vector<LunChange> mLuns = {};    ///< for LUNs
-    PartCounts mCame = {};                ///< within the part
-    PartCounts mGone = {};                ///< within the part
-    PartCounts mUnknown = {};             ///< within the part, as the other look saw them
-    bool mIsUnknownInNew = false;         ///< which look could not see
-    std::string mReason = {};             ///< why it could not see
-    std::set<std::string> mTargets = {};  ///< targets to which paths came or went
+    std::vector<ChangedPart> mParts;  ///< at least one; several remote ports or LUNs with one cause
+    PartCounts mCame = {};            ///< within the parts
+    PartCounts mGone = {};            ///< within the parts
+    PartCounts mUnknown = {};         ///< within the parts, as the other look saw them
+    bool mIsUnknownInNew = false;     ///< which look could not see
+    std::string mReason = {};         ///< why it could not see
+    std::set<std::string> mTargets =
+        {};  ///< targets to which paths came or went; of LUNs, with all their LUNs
     std::vector<PathChange> mPaths = {};  ///< their number of paths, where it is known in both looks
 };
 
-/// @return the changes, each part's own before those of the parts within it.
+/// @return the changes, each part's own before those of the parts within it. Remote ports with the same change are one
+/// change if the same ports show it or if they belong to one target, and so are LUNs.
 /// Parts are the same when they share a World Wide Name, whatever their indexes. A part without one is the same as the
 /// one with its name if either of the two has no World Wide Name. LUNs are the same by their number within a target
 /// port.

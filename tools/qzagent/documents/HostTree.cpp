@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/documents/DocumentValue.h"
+#include "tools/qzagent/hba/HbaFields.h"
 
 namespace qzagent
 {
@@ -42,6 +43,21 @@ std::map<std::string, Json> fieldsOf(Value const& aObject, std::set<std::string>
     return fields;
 }
 
+/// @return the text of a cause without the number of the call, which differs between equal failures
+std::string textOfCause(Value const& aCause)
+{
+    std::string text = aCause.at("text").text();
+    if (aCause.has("call"))
+    {
+        std::string const call = fmt::format(" in call {},", aCause.at("call").number());
+        if (std::size_t const place = text.find(call); place != std::string::npos)
+        {
+            text.replace(place, call.size(), ",");
+        }
+    }
+    return text;
+}
+
 /// @return the text of the first failure of an object; empty when there is none
 std::string failureOf(Value const& aObject)
 {
@@ -51,7 +67,7 @@ std::string failureOf(Value const& aObject)
         return {};
     }
     Value const& first = failures.front();
-    return first.has("cause") ? first.at("cause").at("text").text() : first.at("text").text();
+    return first.has("cause") ? textOfCause(first.at("cause")) : first.at("text").text();
 }
 
 void addWwn(HostPart& aPart, std::optional<std::string> const& aWwn)
@@ -173,8 +189,20 @@ HostPart portOf(Value const& aPort, bool aAreMappingsKnown)
     part.mFields = fieldsOf(aPort, {"index", "port_wwn", "remote_ports", "failures"});
     part.mFailure = failureOf(aPort);
     part.mArePartsKnown = aPort.has("remote_ports") && part.mFailure.empty();
+    part.mArePathsKnown = aAreMappingsKnown && part.mArePartsKnown;
     addRemotePorts(part, aPort, aAreMappingsKnown);
     return part;
+}
+
+/// Whether each target is placed below every port that reaches it, or, because no port can discover, below the adapter.
+bool haveAlikeDiscovered(Value const& aAdapter, HostPart const& aPart)
+{
+    std::vector<Value> const ports = aAdapter.listAt("ports");
+    bool const canNoneDiscover =
+        std::none_of(ports.begin(), ports.end(),
+                     [](Value const& aPort) { return aPort.has("remote_ports") || aPort.has("failures"); });
+    return canNoneDiscover || std::all_of(aPart.mParts.begin(), aPart.mParts.end(),
+                                          [](HostPart const& aPort) { return aPort.mArePathsKnown; });
 }
 
 HostPart adapterOf(Value const& aAdapter)
@@ -197,9 +225,17 @@ HostPart adapterOf(Value const& aAdapter)
         part.mParts.push_back(portOf(port, areMappingsKnown));
         addWwn(part, port.textAt("port_wwn"));
     }
-    // What the adapter reaches, an only port reaches.
-    HostPart& owner = part.mParts.size() == 1 ? part.mParts.front() : part;
-    addUndiscovered(owner, aAdapter, areMappingsKnown);
+    if (part.mParts.size() == 1)
+    {
+        // What the adapter reaches, an only port reaches.
+        part.mParts.front().mArePathsKnown = areMappingsKnown;
+        addUndiscovered(part.mParts.front(), aAdapter, areMappingsKnown);
+    }
+    else
+    {
+        addUndiscovered(part, aAdapter, areMappingsKnown);
+    }
+    part.mArePathsKnown = areMappingsKnown && part.mArePartsKnown && haveAlikeDiscovered(aAdapter, part);
     return part;
 }
 
@@ -216,12 +252,58 @@ std::string failureOfHost(Value const& aDocument)
     return {};
 }
 
+void addPath(std::vector<Path>& aPaths, Path const& aPath)
+{
+    bool const isPortDown = aPath.mPort != nullptr && isDown(*aPath.mPort);
+    if (aPath.mRemotePort->mKind == PartKind::remotePort && !aPath.mRemotePort->mParts.empty() &&
+        !isPortDown && !isDown(*aPath.mRemotePort))
+    {
+        aPaths.push_back(aPath);
+    }
+}
+
 bool hasUnits(HostPart const& aPart)
 {
     return aPart.mFields.count("device_type") > 0 ||
            std::any_of(aPart.mParts.begin(), aPart.mParts.end(), hasUnits);
 }
 }  // namespace
+
+std::string fieldText(HostPart const& aPart, char const* aKey)
+{
+    auto const found = aPart.mFields.find(aKey);
+    return found == aPart.mFields.end() ? "" : valueText(found->second);
+}
+
+bool isDown(HostPart const& aPort)
+{
+    std::string const state = fieldText(aPort, "state");
+    return !state.empty() && state != "ONLINE" && state != "UNKNOWN";
+}
+
+std::vector<Path> pathsIn(HostPart const& aRoot)
+{
+    std::vector<Path> paths;
+    for (HostPart const& adapter : aRoot.mParts)
+    {
+        for (HostPart const& part : adapter.mParts)
+        {
+            addPath(paths, {&adapter, nullptr, &part});
+            for (HostPart const& remotePort : part.mParts)
+            {
+                addPath(paths, {&adapter, &part, &remotePort});
+            }
+        }
+    }
+    return paths;
+}
+
+bool arePathsKnown(HostPart const& aRoot)
+{
+    return aRoot.mArePartsKnown &&
+           std::all_of(aRoot.mParts.begin(), aRoot.mParts.end(),
+                       [](HostPart const& aAdapter) { return aAdapter.mArePathsKnown; });
+}
 
 HostTree hostTreeOf(nlohmann::ordered_json const& aDocument, std::string const& aName)
 {

@@ -32,7 +32,9 @@ struct HostPart
     std::vector<HostPart> mParts;
     bool mAreFieldsKnown = true;  ///< whether a field that is absent has no value
     bool mArePartsKnown = true;   ///< whether the list of parts is complete
-    std::string mFailure;         ///< why something is unknown; empty when nothing failed
+    bool mArePathsKnown =
+        true;  ///< of adapters and ports, whether all targets that they reach are among their parts
+    std::string mFailure;  ///< why something is unknown; empty when nothing failed
 };
 
 struct HostTree
@@ -42,6 +44,26 @@ struct HostTree
     bool mHasUnits;     ///< whether the LUNs were asked for what they are
     HostPart mRoot;
 };
+
+/// A way from a port of the host to a remote port that has LUNs, unless the state of one of the two rules it out.
+struct Path
+{
+    HostPart const* mAdapter;
+    HostPart const* mPort;  ///< null for a remote port that no port of the adapter discovered
+    HostPart const* mRemotePort;
+};
+
+/// @return the value of a field as text; empty when it is absent
+std::string fieldText(HostPart const& aPart, char const* aKey);
+
+/// Whether the state of a port is known, and is neither ONLINE nor UNKNOWN.
+bool isDown(HostPart const& aPort);
+
+/// @return all paths, in the order of the inventory
+std::vector<Path> pathsIn(HostPart const& aRoot);
+
+/// Whether pathsIn() has all paths of the host.
+bool arePathsKnown(HostPart const& aRoot);
 
 /// @param aDocument what the verb inventory prints with --json
 /// @param aName     name of the document for messages

@@ -32,6 +32,8 @@ nlohmann::ordered_json readLive(Setting const& aSetting, StopSignals& aSignals, 
     {
         throw DocumentError(fmt::format("interrupted during {}", aArguments.front()));
     }
-    return nlohmann::ordered_json::parse(found->mText);
+    auto document = nlohmann::ordered_json::parse(found->mText);
+    aSetting.mReport.learn(document);
+    return document;
 }
 }  // namespace qzagent

@@ -17,7 +17,7 @@ namespace qzagent
 /// The longest limit of a look that a user can choose, in seconds.
 constexpr std::uint64_t longestLook = 86400;
 
-/// Runs a verb in its own process.
+/// Runs a verb in its own process. Of the verbs that are run, only the first writes a message to standard error.
 /// @param aLimit     after which the process is killed
 /// @param aAdd       adds the verb to a command line
 /// @param aArguments the verb and its options

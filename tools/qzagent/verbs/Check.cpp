@@ -1,7 +1,9 @@
 #include <chrono>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,7 +23,9 @@
 #include "tools/qzagent/cli/Printable.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/diff/ChangeText.h"
 #include "tools/qzagent/diff/HostChanges.h"
+#include "tools/qzagent/diff/Looks.h"
 #include "tools/qzagent/documents/DocumentFile.h"
 #include "tools/qzagent/documents/DocumentValue.h"
 #include "tools/qzagent/documents/HostTree.h"
@@ -36,9 +40,13 @@ namespace
 constexpr char const* inventoryName = "inventory";
 constexpr char const* firstStatisticsName = "statistics-start";
 constexpr char const* secondStatisticsName = "statistics-end";
+constexpr char const* portsName = "ports";
 constexpr char const* latencyName = "latency";
 constexpr char const* watchName = "watch";
 /// @}
+
+/// What the option names.
+constexpr char const* baselineName = "baseline";
 
 struct CheckOptions
 {
@@ -55,58 +63,87 @@ struct Needs
 {
     explicit Needs(RuleSettings const& aRules)
         : mCounters(aRules[RuleId::linkFlapping].mIsEnabled || aRules[RuleId::errorsRising].mIsEnabled),
+          mStates(aRules[RuleId::linkFlapping].mIsEnabled),
           mLatency(aRules[RuleId::slowTarget].mIsEnabled),
           mEvents(!aRules.mCategories.empty() &&
                   (aRules[RuleId::events].mIsEnabled || aRules[RuleId::eventsDropped].mIsEnabled))
     {
     }
 
-    /// @return whether all that is needed could be read
-    bool areMetBy(Documents const& aDocuments) const
+    std::vector<char const*> names() const
     {
-        auto const isComplete = [&aDocuments](char const* aName)
-        {
-            auto const found = aDocuments.find(aName);
-            return found != aDocuments.end() &&
-                   DocumentValue(found->second, aName).at("exit_status").json() == 0;
-        };
-        return isComplete(inventoryName) &&
-               (!mCounters || (isComplete(firstStatisticsName) && isComplete(secondStatisticsName))) &&
-               (!mLatency || isComplete(latencyName)) && (!mEvents || isComplete(watchName));
+        std::vector<char const*> names{inventoryName};
+        auto const add = [&names](bool aIsNeeded, std::initializer_list<char const*> aNames)
+        { names.insert(names.end(), aNames.begin(), aIsNeeded ? aNames.end() : aNames.begin()); };
+        add(mCounters, {firstStatisticsName, secondStatisticsName});
+        add(mStates, {portsName});
+        add(mLatency, {latencyName});
+        add(mEvents, {watchName});
+        return names;
     }
 
     bool mCounters;
+    bool mStates;
     bool mLatency;
     bool mEvents;
+};
+
+/// What could not be read.
+struct Gaps
+{
+    /// Runs an action and keeps its error.
+    /// @param aName  what cannot be read completely if the action fails
+    /// @param aPlace in front of the text of the error
+    /// @return whether the action succeeded
+    template <typename Action>
+    bool attempt(char const* aName, std::string const& aPlace, Action aAction)
+    {
+        try
+        {
+            aAction();
+            return true;
+        }
+        catch (DocumentError const& error)
+        {
+            mErrors.push_back(aPlace + error.what());
+            mNames.insert(aName);
+            return false;
+        }
+    }
+
+    std::vector<std::string> mErrors;
+    std::set<std::string> mNames;  ///< of the documents
 };
 
 /// Collects the needed documents from the host.
 class HostLook
 {
 public:
-    HostLook(Setting const& aSetting, CheckOptions const& aOptions) : mSetting(aSetting), mOptions(aOptions)
+    HostLook(Setting const& aSetting, CheckOptions const& aOptions, Gaps& aGaps)
+        : mSetting(aSetting), mOptions(aOptions), mGaps(aGaps)
     {
     }
 
-    /// @throws DocumentError when a verb gives none, or after a signal
-    Documents take(Needs const& aNeeds)
+    /// Collects what it can, until a signal arrives.
+    Documents take(Needs const& aNeeds, std::vector<std::string> const& aInventory)
     {
-        add(inventoryName, &addInventory, {"inventory"});
-        if (aNeeds.mCounters)
-        {
-            add(firstStatisticsName, &addStatistics, {"statistics"});
-        }
+        add(inventoryName, &addInventory, aInventory);
+        bool const hasCounters = aNeeds.mCounters && add(firstStatisticsName, &addStatistics, {"statistics"});
         if (aNeeds.mEvents)
         {
             watch();
         }
-        else if (aNeeds.mCounters)
+        else if (hasCounters || aNeeds.mStates)
         {
             wait();
         }
-        if (aNeeds.mCounters)
+        if (hasCounters)
         {
             add(secondStatisticsName, &addStatistics, {"statistics"});
+        }
+        if (aNeeds.mStates)
+        {
+            add(portsName, &addPorts, {"ports"});
         }
         if (aNeeds.mLatency)
         {
@@ -131,45 +168,66 @@ private:
         ::poll(&stop, 1, static_cast<int>(mOptions.mSeconds * millisecondsPerSecond));
     }
 
-    void add(char const* aName, void (*aAdd)(CommandLine&), std::vector<std::string> const& aArguments)
+    bool add(char const* aName, void (*aAdd)(CommandLine&), std::vector<std::string> const& aArguments)
     {
+        mSignals.take();
+        if (mSignals.hasArrived())
+        {
+            return false;
+        }
         std::chrono::seconds const limit(mOptions.mTimeout + mOptions.mSeconds);
-        mDocuments.emplace(aName, readLive(mSetting, mSignals, limit, aAdd, aArguments));
+        return mGaps.attempt(
+            aName, "",
+            [&] { mDocuments.emplace(aName, readLive(mSetting, mSignals, limit, aAdd, aArguments)); });
     }
 
     Setting const& mSetting;
     CheckOptions const& mOptions;
+    Gaps& mGaps;
     StopSignals mSignals;
     Documents mDocuments;
 };
 
-HostState stateIn(Documents const& aDocuments)
+/// @param aSource where the documents come from, for messages
+HostState stateIn(Documents const& aDocuments, std::string const& aSource, Gaps& aGaps)
 {
-    auto const find = [&aDocuments](char const* aName)
+    HostState state;
+    auto const read = [&](char const* aName, auto aRead)
     {
         auto const found = aDocuments.find(aName);
-        return found == aDocuments.end() ? nullptr : &found->second;
+        if (found != aDocuments.end())
+        {
+            aGaps.attempt(aName, aSource + ": ", [&] { aRead(found->second); });
+        }
     };
-    HostState state;
-    if (auto const* const inventory = find(inventoryName))
-    {
-        state.mInventory = hostTreeOf(*inventory, inventoryName);
-    }
-    auto const* const first = find(firstStatisticsName);
-    auto const* const second = find(secondStatisticsName);
-    if (first != nullptr && second != nullptr)
-    {
-        state.mCounters = countersBetween(*first, *second);
-    }
-    if (auto const* const latency = find(latencyName))
-    {
-        state.mLatencies = latenciesIn(*latency);
-    }
-    if (auto const* const events = find(watchName))
-    {
-        state.mEvents = eventsIn(*events);
-    }
+    using Json = nlohmann::ordered_json;
+    read(inventoryName, [&](Json const& aJson) { state.mInventory = hostTreeOf(aJson, inventoryName); });
+    read(secondStatisticsName,
+         [&](Json const& aJson)
+         {
+             if (auto const first = aDocuments.find(firstStatisticsName); first != aDocuments.end())
+             {
+                 state.mCounters = countersBetween(first->second, aJson);
+             }
+         });
+    read(portsName, [&](Json const& aJson) { state.mStates = statesIn(aJson); });
+    read(latencyName, [&](Json const& aJson) { state.mLatencies = latenciesIn(aJson); });
+    read(watchName, [&](Json const& aJson) { state.mEvents = eventsIn(aJson); });
     return state;
+}
+
+/// Adds the documents that are missing, and those of verbs that failed.
+void addIncomplete(Needs const& aNeeds, Documents const& aDocuments, Gaps& aGaps)
+{
+    for (char const* const name : aNeeds.names())
+    {
+        auto const found = aDocuments.find(name);
+        if (found == aDocuments.end() || !found->second.is_object() ||
+            found->second.value("exit_status", nlohmann::ordered_json()) != 0)
+        {
+            aGaps.mNames.insert(name);
+        }
+    }
 }
 
 nlohmann::ordered_json jsonOf(std::vector<Finding> const& aFindings, RuleSettings const& aRules)
@@ -207,15 +265,36 @@ std::string textOf(std::vector<Finding> const& aFindings, RuleSettings const& aR
     return text;
 }
 
-/// @return whether everything in the baseline could be compared
-bool addChanges(std::vector<Finding>& aFindings, std::string const& aBaseline, HostTree const& aHost)
+/// @param aCode of the errors
+void report(Gaps const& aGaps, ExitCode aCode, Report& aReport)
 {
-    HostTree const baseline =
-        hostTreeOf(documentNamed(inventoryName, readDocuments(aBaseline), aBaseline), aBaseline);
-    std::vector<Change> const changes = changesBetween(baseline, aHost);
+    for (std::string const& error : aGaps.mErrors)
+    {
+        aReport.addError(aCode, error);
+    }
+    if (!aGaps.mNames.empty())
+    {
+        aReport.addNote(fmt::format("not everything could be read ({}); there may be more findings",
+                                    fmt::join(aGaps.mNames, ", ")));
+    }
+}
+
+/// Compares the host with the baseline.
+void addChanges(std::vector<Finding>& aFindings, HostTree const& aBaseline, HostTree const& aHost,
+                Gaps& aGaps, Report& aReport)
+{
+    std::vector<Change> const changes = compare(aBaseline, aHost, aReport);
     std::vector<Finding> const found = findingsIn(changes);
     aFindings.insert(aFindings.end(), found.begin(), found.end());
-    return found.size() == changes.size();
+    for (Change const& change : changes)
+    {
+        if (change.mKind == ChangeKind::unknown)
+        {
+            aReport.addNote(
+                fmt::format("not compared with the baseline: {}: {}", subjectOf(change), detailsOf(change)));
+            aGaps.mNames.insert(change.mIsUnknownInNew ? inventoryName : baselineName);
+        }
+    }
 }
 
 Answer examine(Setting const& aSetting, CheckOptions const& aOptions)
@@ -226,27 +305,42 @@ Answer examine(Setting const& aSetting, CheckOptions const& aOptions)
         return {{{"rules", rules.text()}}, rules.text()};
     }
     Needs const needs(rules);
+    Gaps gaps;
+    std::optional<HostTree> baseline;
+    if (aOptions.mBaseline && rules[RuleId::changedSinceBaseline].mIsEnabled)
+    {
+        gaps.attempt(baselineName, "", [&] { baseline = lookIn(*aOptions.mBaseline); });
+    }
     Documents const documents =
-        aOptions.mBundle ? readDocuments(*aOptions.mBundle) : HostLook(aSetting, aOptions).take(needs);
-    HostState const state = stateIn(documents);
+        aOptions.mBundle
+            ? readDocuments(*aOptions.mBundle)
+            : HostLook(aSetting, aOptions, gaps)
+                  .take(needs, baseline ? lookLike(*baseline) : std::vector<std::string>{inventoryName});
+    HostState const state = stateIn(documents, aOptions.mBundle.value_or("the host"), gaps);
+    addIncomplete(needs, documents, gaps);
     std::vector<Finding> findings = findingsIn(state, rules);
-    bool isComplete = needs.areMetBy(documents);
-    if (aOptions.mBaseline && state.mInventory && rules[RuleId::changedSinceBaseline].mIsEnabled)
+    if (baseline && state.mInventory)
     {
-        isComplete = addChanges(findings, *aOptions.mBaseline, *state.mInventory) && isComplete;
+        addChanges(findings, *baseline, *state.mInventory, gaps, aSetting.mReport);
     }
-    if (!isComplete)
-    {
-        aSetting.mReport.addNote("not everything could be read; there may be more findings");
-    }
-    aSetting.mReport.addOthers(!findings.empty() ? ExitCode::failed
-                               : isComplete      ? ExitCode::success
-                                                 : ExitCode::notSeen);
+    bool const isComplete = gaps.mNames.empty();
+    ExitCode const code = !findings.empty() ? ExitCode::failed
+                          : isComplete      ? ExitCode::success
+                                            : ExitCode::notSeen;
+    report(gaps, code, aSetting.mReport);
+    aSetting.mReport.addOthers(code);
     return {{{"findings", jsonOf(findings, rules)}, {"complete", isComplete}}, textOf(findings, rules)};
 }
 
 Answer check(Setting const& aSetting, CheckOptions const& aOptions)
 {
+    if (aOptions.mBundle == "-" && aOptions.mBaseline == "-")
+    {
+        aSetting.mReport.addError(
+            ExitCode::misused,
+            "only one of bundle and baseline can be standard input; see qzagent check --help");
+        return {};
+    }
     try
     {
         return examine(aSetting, aOptions);

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/Verbs.h"
@@ -16,7 +15,7 @@
 #include "tools/qzagent/diff/ChangeJson.h"
 #include "tools/qzagent/diff/ChangeText.h"
 #include "tools/qzagent/diff/HostChanges.h"
-#include "tools/qzagent/documents/DocumentFile.h"
+#include "tools/qzagent/diff/Looks.h"
 #include "tools/qzagent/documents/DocumentValue.h"
 #include "tools/qzagent/documents/HostTree.h"
 #include "tools/qzagent/documents/LiveDocument.h"
@@ -32,21 +31,11 @@ struct DiffOptions
     std::uint64_t mTimeout = 300;     ///< of the look at the host, in seconds
 };
 
-HostTree treeIn(std::string const& aPath)
+HostTree treeOfHost(Setting const& aSetting, DiffOptions const& aOptions, HostTree const& aOld)
 {
-    return hostTreeOf(documentNamed("inventory", readDocuments(aPath), aPath), aPath);
-}
-
-HostTree treeOfHost(Setting const& aSetting, DiffOptions const& aOptions, bool aHasUnits)
-{
-    std::vector<std::string> arguments{"inventory"};
-    if (aHasUnits)
-    {
-        arguments.emplace_back("--luns");
-    }
     StopSignals signals;
     std::chrono::seconds const limit(aOptions.mTimeout);
-    return hostTreeOf(readLive(aSetting, signals, limit, &addInventory, arguments), "the host");
+    return hostTreeOf(readLive(aSetting, signals, limit, &addInventory, lookLike(aOld)), "the host");
 }
 
 nlohmann::ordered_json sourceOf(HostTree const& aTree)
@@ -71,15 +60,9 @@ ExitCode exitCodeOf(std::vector<Change> const& aChanges)
 
 Answer compare(Setting const& aSetting, DiffOptions const& aOptions)
 {
-    HostTree const oldTree = treeIn(aOptions.mOld);
-    HostTree const newTree =
-        aOptions.mNew ? treeIn(*aOptions.mNew) : treeOfHost(aSetting, aOptions, oldTree.mHasUnits);
-    if (oldTree.mHost != newTree.mHost)
-    {
-        aSetting.mReport.addNote(
-            fmt::format("the looks are at different hosts: {} and {}", oldTree.mHost, newTree.mHost));
-    }
-    std::vector<Change> const changes = changesBetween(oldTree, newTree);
+    HostTree const oldTree = lookIn(aOptions.mOld);
+    HostTree const newTree = aOptions.mNew ? lookIn(*aOptions.mNew) : treeOfHost(aSetting, aOptions, oldTree);
+    std::vector<Change> const changes = qzagent::compare(oldTree, newTree, aSetting.mReport);
     aSetting.mReport.addOthers(exitCodeOf(changes));
     return {{{"old", sourceOf(oldTree)}, {"new", sourceOf(newTree)}, {"changes", jsonOf(changes)}},
             textOf(changes)};

@@ -15,16 +15,31 @@ namespace qzagent
 {
 namespace
 {
+nlohmann::ordered_json jsonOf(Rule const& aRule)
+{
+    return {{"name", aRule.mName}, {"meaning", aRule.mMeaning}, {"why", aRule.mWhy}, {"next", aRule.mNext}};
+}
+
 Answer explain(Rule const& aRule)
 {
     return {
-        {{"rule",
-          {{"name", aRule.mName}, {"meaning", aRule.mMeaning}, {"why", aRule.mWhy}, {"next", aRule.mNext}}}},
+        {{"rule", jsonOf(aRule)}},
         fmt::format("{}: {}\n  why: {}\n  next: {}\n", aRule.mName, aRule.mMeaning, aRule.mWhy, aRule.mNext)};
 }
 
+/// Adds all rules to the exit codes.
+void addRules(Answer& aAnswer)
+{
+    aAnswer.mText += "\nFindings of check:\n";
+    for (Rule const& rule : rules)
+    {
+        aAnswer.mKeys["rules"].push_back(jsonOf(rule));
+        aAnswer.mText += fmt::format("{}\n   {}\n", rule.mName, rule.mMeaning);
+    }
+}
+
 /// @param aReport receives a usage error when the code does not exist
-/// @param aCode   the code as the user wrote it; none for all codes
+/// @param aCode   the code as the user wrote it; none for all codes and rules
 Answer explain(Report& aReport, std::optional<std::string> const& aCode)
 {
     auto list = nlohmann::ordered_json::array();
@@ -53,7 +68,12 @@ Answer explain(Report& aReport, std::optional<std::string> const& aCode)
                 *aCode, known));
         return {};
     }
-    return {{{"exit_codes", list}}, text};
+    Answer answer{{{"exit_codes", list}}, text};
+    if (!aCode)
+    {
+        addRules(answer);
+    }
+    return answer;
 }
 }  // namespace
 
@@ -66,6 +86,6 @@ void addExplain(CommandLine& aCommandLine)
                              "  qzagent explain link-down  what this finding of check means\n",
                              [code](Setting const& aSetting) { return explain(aSetting.mReport, *code); });
     arguments.addPositional("N", *code,
-                            "The exit code, or the name of a finding's rule; all exit codes by default");
+                            "The exit code, or the name of a finding's rule; all of both by default");
 }
 }  // namespace qzagent

@@ -26,6 +26,7 @@
 #include "tools/qzagent/capture/CaptureLimits.h"
 #include "tools/qzagent/capture/RecordEncoder.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/cli/Counted.h"
 #include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 #include "tools/qzagent/cli/ExitCodes.h"
@@ -269,9 +270,8 @@ private:
 
     void reportBeginning(std::size_t aBoards)
     {
-        std::string const boards = mOptions.mBoard
-                                       ? fmt::format("board {}", *mOptions.mBoard)
-                                       : fmt::format("{} board{}", aBoards, aBoards == 1 ? "" : "s");
+        std::string const boards =
+            mOptions.mBoard ? fmt::format("board {}", *mOptions.mBoard) : counted(aBoards, "board");
         auto const part =
             [](char const* aSingle, char const* aAll, std::optional<unsigned int> const& aNumber)
         { return aNumber ? fmt::format("{} {}", aSingle, *aNumber) : std::string(aAll); };
