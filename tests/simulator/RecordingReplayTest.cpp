@@ -131,16 +131,18 @@ TEST_F(RecordingReplay, SendsNoEventToAForkedProcess)
     expectDiagnosticReplay({"init", "quazor=0", "events=3", "fork", "free"});
 }
 
-TEST_F(RecordingReplay, GivesTheAnswersThatAnotherMachineRecorded)
+TEST_F(RecordingReplay, GivesTheAnswersThatMachinesOfBothByteOrdersRecorded)
 {
-    // Of a little-endian machine with 64 bits.
-    ProcessResult const result =
-        replayOf(QZSIM_RECORDINGS "/x86-64.pcapng", HBA_PROBE,
-                 {"load", "count", "open=a", "attributes", "port=0", "mappings=9", "statistics=0", "free"});
-    EXPECT_EQ(result.mErrors, "");
-    EXPECT_EQ(result.mOutput,
-              "load: 0\ncount: 1\nopen a: 1\nattributes: 0 \"M-1\" with 1 ports\n"
-              "port 0: 0 id 010203, sees 1\n  port 0: 0 id 000021\nmappings: 0 of 2\n"
-              "statistics 0: 0 rx -1\nfree: 0\n");
+    for (char const* const machine : {"x86-64", "powerpc"})
+    {
+        ProcessResult const result = replayOf(
+            std::string(QZSIM_RECORDINGS "/") + machine + ".pcapng", HBA_PROBE,
+            {"load", "count", "open=a", "attributes", "port=0", "mappings=9", "statistics=0", "free"});
+        EXPECT_EQ(result.mErrors, "");
+        EXPECT_EQ(result.mOutput,
+                  "load: 0\ncount: 1\nopen a: 1\nattributes: 0 \"M-1\" with 1 ports\n"
+                  "port 0: 0 id 010203, sees 1\n  port 0: 0 id 000021\nmappings: 0 of 2\n"
+                  "statistics 0: 0 rx -1\nfree: 0\n");
+    }
 }
 }  // namespace
