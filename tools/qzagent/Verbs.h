@@ -35,7 +35,7 @@ void addInventory(CommandLine& aCommandLine);
 /// Measures how long target ports take to answer.
 void addLatency(CommandLine& aCommandLine);
 
-/// Writes what is known of the host as metrics for Prometheus.
+/// Writes adapters, ports and counters as metrics for Prometheus.
 void addMetrics(CommandLine& aCommandLine);
 
 /// Lists the ports of all adapters, or of one. What can be read is shown even when something else fails.

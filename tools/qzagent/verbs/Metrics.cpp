@@ -130,7 +130,7 @@ void addMetrics(CommandLine& aCommandLine)
 {
     auto const options = std::make_shared<MetricsOptions>();
     ArgumentList arguments = aCommandLine.addVerb(
-        "metrics", "Write what is known of the host as metrics for Prometheus",
+        "metrics", "Write adapters, ports and counters as metrics for Prometheus",
         "  qzagent metrics            adapters, ports and counters in the text format of Prometheus\n"
         "  qzagent metrics --textfile /var/lib/prometheus/node-exporter/qzagent.prom\n"
         "                             the same for the textfile collector\n",
