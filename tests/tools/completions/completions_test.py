@@ -71,7 +71,7 @@ class Completion(unittest.TestCase):
     def test_qzagent_offers_files_for_file_arguments(self):
         for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev", "repair ev", "convert ev",
                      "repair --output ev", "inventory --output ev", "ports --output ev", "bundle --output ev", "bundle --anonymise ev", "diff ev",
-                     "check ev", "check --baseline ev"):
+                     "check ev", "check --baseline ev", "metrics --textfile ev"):
             with self.subTest(line):
                 self.assertEqual(self.offered("qzagent " + line), {"events.capture"})
 
@@ -89,7 +89,7 @@ class Completion(unittest.TestCase):
             for option in programs.options_of(QZAGENT, verb) - {
                     "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow",
                     "--summary", "--hex", "--format", "--time", "--to", "--anonymise", "--rules", "--baseline",
-                    "--print-rules"}:
+                    "--print-rules", "--textfile", "--latency", "--per-lun"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 
