@@ -115,9 +115,8 @@ bool concernsTarget(Call aCall) { return entryOf(aCall).mConcern == Concern::tar
 
 bool isRelease(Call aCall)
 {
-    constexpr Call releases[] = {Call::freeLibrary,        Call::closeAdapter,
-                                 Call::removeCallback,     Call::freeDiagEnv,
-                                 Call::unregisterForEvent, Call::quazorUnregisterForEvent};
+    constexpr Call releases[] = {Call::freeLibrary, Call::closeAdapter,       Call::removeCallback,
+                                 Call::freeDiagEnv, Call::unregisterForEvent, Call::quazorUnregisterForEvent};
     return std::find(std::begin(releases), std::end(releases), aCall) != std::end(releases);
 }
 
