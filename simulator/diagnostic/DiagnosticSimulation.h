@@ -140,8 +140,8 @@ private:
     std::shared_ptr<Scenario const> mScenario;  ///< null without a world
     std::vector<EventSeries> mEvents;           ///< that changes have sent
     Environment mEnvironment;                   ///< null when no environment is open
-    std::list<Environment> mPlace = {};         ///< of the open environment in mClosed: closing needs no memory
-    std::list<Environment> mClosed = {};        ///< closed environments with threads that may still run
-    std::list<Environment> mAbandoned = {};     ///< environments with threads that cannot be joined
+    std::list<Environment> mPlace = {};      ///< of the open environment in mClosed: closing needs no memory
+    std::list<Environment> mClosed = {};     ///< closed environments with threads that may still run
+    std::list<Environment> mAbandoned = {};  ///< environments with threads that cannot be joined
 };
 }  // namespace qzsim
