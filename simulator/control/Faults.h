@@ -61,7 +61,8 @@ private:
     std::map<Call, std::uint64_t> mCalls;
 };
 
-/// Counts a call. A call that releases something succeeds without memory: it is then not counted, and no fault covers it.
+/// Counts a call. A call that releases something succeeds without memory: it is then not counted, and no fault covers
+/// it.
 /// @param aCount counts it
 /// @return what aCount returns
 /// @throws std::bad_alloc from aCount, for other calls
