@@ -230,6 +230,7 @@ void inject(Injection const& aInjection)
     setVariable(hbaLibraryVariable, folder / hbaLibraryName);
     setVariable(vendorLibraryVariable, vendorLibraryFor(aInjection, folder));
     setVariable(scenarioVariable, aInjection.mScenario);
+    setVariable(scenarioNameVariable, aInjection.mScenarioName);
     setVariable(strikesVariable, aInjection.mStrikes);
     setVariable(journalVariable, aInjection.mJournal);
     setVariable(startVariable, startTime());

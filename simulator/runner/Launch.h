@@ -28,7 +28,9 @@ struct Injection
     std::string mStrikes;   ///< file in which the libraries count the strikes of faults; empty for none
     VendorLibrary mVendorLibrary;  ///< what the path of the vendor library leads to
     bool mIsKeptLoaded;            ///< whether the vendor library stays loaded after dlclose
-    std::string mJournal = {};     ///< file of the changes that all processes share; empty for none
+    std::string mScenarioName =
+        {};  ///< that messages show instead of the path of the scenario; empty for the path
+    std::string mJournal = {};  ///< file of the changes that all processes share; empty for none
 };
 
 /// @return the libqzsim.so that was built or installed with this program

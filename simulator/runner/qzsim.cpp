@@ -158,12 +158,10 @@ bool reportUnfinished(qzsim::World& aWorld, qzsim::Strikes const& aStrikes)
 /// @param aContent of the scenario
 int runAsChild(Options const& aOptions, qzsim::Injection aInjection, std::string const& aContent)
 {
-    std::optional<qzsim::MemoryFile> copy;
-    if (!fs::is_regular_file(aOptions.mScenario))
-    {
-        copy.emplace(aContent);
-        aInjection.mScenario = copy->path();
-    }
+    // Libraries that are loaded later must read the same scenario as the world below, even if the file has changed.
+    qzsim::MemoryFile const copy(aContent);
+    aInjection.mScenario = copy.path();
+    aInjection.mScenarioName = aOptions.mScenario;
     qzsim::JournalFile const journalFile;
     qzsim::World world(tomlfile::readToml(aOptions.mScenario, aContent), qzsim::Journal(journalFile.path()));
     std::size_t const faults = world.original().mFaults.size();

@@ -48,6 +48,18 @@ std::string onBusyBoard(Arguments aSteps, int aExitStatus = 0)
     return std::regex_replace(result.mOutput, std::regex("[0-9]+ of plain [^\n]*"), "(events)");
 }
 
+TEST(QzsimDiagnostics, ProgramWithoutTheRuntimeOfCppMayCallTheLibraryWithoutMemory)
+{
+    if (CAN_USE_ALL_MEMORY == 0)
+    {
+        GTEST_SKIP() << "sanitizers and the emulator need memory themselves";
+    }
+    ProcessResult const result = qzsimOnEvents({PLAIN_PROBE});
+    EXPECT_EQ(result.mErrors, "libqzsim: std::bad_alloc\n");
+    EXPECT_EQ(result.mOutput, "init: 2\nlink: 1\nfree\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
 TEST(QzsimDiagnostics, UnmodifiedProgramFindsTheBoards)
 {
     ProcessResult const result =
