@@ -442,6 +442,17 @@ TEST_F(QzagentCheck, EscapesTextsOfDevices)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST_F(QzagentCheck, DoesNotCallLunsWithoutAKnownFormUnreported)
+{
+    ProcessResult const inventory = runAgent({"inventory", "--json"}, hostileHbaapi());
+    ProcessResult const result = runAgent({"check", mFolder.write("document", inventory.mOutput), "--rules",
+                                           rules(onlyRule("lun-not-reported"))});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: not everything could be read (inventory); there may be more findings\n");
+    EXPECT_EQ(result.mExitStatus, 3);
+}
+
 TEST_F(QzagentCheck, NotesThatABundleLacksDocumentsAndExitsWithThree)
 {
     ProcessResult const result = checkDocument("inventory", {{"adapters", nlohmann::json::array()}});

@@ -172,6 +172,37 @@ auto inEachRemotePort(Function aFunction)
     return [aFunction](Json& aHost) { forEachRemotePort(aHost, aFunction); };
 }
 
+/// Replaces the mapped LUNs by digits of an unknown form.
+void makeRaw(Json& aRemotePort)
+{
+    aRemotePort["mapped_luns_form"] = "raw";
+    aRemotePort["mapped_luns"] = {"0700000000000000"};
+    aRemotePort["luns"] = Json::array({Json{{"lun", "0700000000000000"}, {"os_device", "/dev/sdx"}}});
+}
+
+TEST(HostChanges, OfMappedLunsWithoutAKnownFormAreUnknown)
+{
+    constexpr HostShape shape{1, 1, 1, 1, 3};
+    std::vector<Change> const changes = [&]
+    {
+        Json host = hostOf(shape);
+        inEachRemotePort (&makeRaw)(host);
+        return changesIn(hostOf(shape), host);
+    }();
+    ASSERT_EQ(changes.size(), 2u) << textOf(changes);
+    for (Change const& change : changes)
+    {
+        EXPECT_EQ(change.mKind, qzagent::ChangeKind::unknown);
+    }
+}
+
+TEST(HostChanges, OfAHostWithItselfAreNoneWithoutAKnownFormOfLuns)
+{
+    Json host = hostOf(smallHost);
+    inEachRemotePort (&makeRaw)(host);
+    EXPECT_EQ(textBetween(host, host), "");
+}
+
 TEST(HostChanges, OfAHostWithItselfAreNone)
 {
     Json const host = hostOf(smallHost);

@@ -192,8 +192,8 @@ Place placeIn(PartKind aKind, std::string const& aName, Place aPlace)
 /// Whether a field that is absent from a part has no value, and is not just unknown.
 bool isAbsenceKnown(HostPart const& aPart, std::string const& aKey)
 {
-    return aPart.mKind == PartKind::lun ? aKey == "os_device"
-                                        : aPart.mAreFieldsKnown && aPart.mFailure.empty();
+    return aPart.mAreFieldsKnown &&
+           (aPart.mKind == PartKind::lun ? aKey == "os_device" : aPart.mFailure.empty());
 }
 
 std::vector<FieldChange> fieldChanges(HostPart const& aOld, HostPart const& aNew)
