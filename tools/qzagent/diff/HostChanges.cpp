@@ -405,6 +405,10 @@ private:
         {
             count(aUnknown.mUnknown, aPart);
         }
+        else if (aPart.mKind == PartKind::lun && !aPart.mAreFieldsKnown)
+        {
+            // The other look may have the LUN under another name. Its remote port is unknown as a whole.
+        }
         else if (mIsCause)
         {
             count(aKind == ChangeKind::came ? mChange.mCame : mChange.mGone, aPart);
