@@ -226,7 +226,7 @@ TEST(QzagentVendor, ReportsAMissingVendorLibrary)
 TEST(QzagentVendor, ShowsTheVersionOfTheLibraryWithoutBoards)
 {
     ProcessResult const result = runAgentOn("[diagnostics]\nlibrary_version = \"3.4\"\n", {"vendor"});
-    EXPECT_EQ(squeezed(result.mOutput), "ITEM VALUE\nlibrary version 3.4\n");
+    EXPECT_EQ(squeezed(result.mOutput), "ITEM            VALUE\nlibrary version 3.4\n");
     EXPECT_EQ(result.mErrors, "qzagent: note: no boards\n");
     EXPECT_EQ(result.mExitStatus, 0);
 }
