@@ -69,7 +69,7 @@ class Recordings(unittest.TestCase):
         agent = subprocess.Popen(self.command(scenario_text, *arguments, **keywords), stdout=subprocess.PIPE,
                                  stderr=subprocess.PIPE, text=True, env=ENVIRONMENT)
         self.addCleanup(self.end, agent)
-        self.await_condition(lambda: any(self.folder.glob("*.pcapng")))
+        self.await_condition(lambda: any(path.stat().st_size for path in self.folder.glob("*.pcapng")))
         return agent
 
     @staticmethod
