@@ -319,6 +319,10 @@ Answer examine(Setting const& aSetting, CheckOptions const& aOptions)
                   .take(needs, baseline ? lookLike(*baseline) : std::vector<std::string>{inventoryName});
     HostState const state = stateIn(documents, aOptions.mBundle.value_or("the host"), gaps);
     addIncomplete(needs, documents, gaps);
+    if (state.mInventory && hasFailure(state.mInventory->mRoot))
+    {
+        gaps.mNames.insert(inventoryName);
+    }
     std::vector<Finding> findings = findingsIn(state, rules);
     if (baseline && state.mInventory)
     {
