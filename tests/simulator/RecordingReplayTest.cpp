@@ -101,7 +101,8 @@ TEST_F(RecordingReplay, HasTheQueriesOfTheSecondVersion)
 
 TEST_F(RecordingReplay, SendsTheEventsOfAnHbaLibrary)
 {
-    expectHbaReplay({"watchAdapters", "watchAdapter", "await=3", "unwatch", "unwatchAdapters", "free"});
+    expectHbaReplay({"watchAdapters", "await=1", "unwatchAdapters", "free"});
+    expectHbaReplay({"watchAdapter", "await=2", "unwatch", "free"});
     expectHbaReplay({std::string("watchPort=") + portOfRecording, "await=1", "unwatch", "free"});
     expectHbaReplay({std::string("watchStatistics=") + portOfRecording, "await=1", "unwatch", "free"});
     expectHbaReplay({"watchLink", "await=1", "unwatch", "free"});
