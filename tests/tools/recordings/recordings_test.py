@@ -1,7 +1,7 @@
 """The files that qzagent watch --output writes, also when it is killed, its disk is full or its file is moved away."""
 
 import collections
-import fcntl
+import contextlib
 import json
 import os
 import pathlib
@@ -11,8 +11,6 @@ import signal
 import struct
 import subprocess
 import tempfile
-import termios
-import threading
 import time
 import unittest
 
@@ -36,9 +34,8 @@ def scenario(*sources):
 
 ONE_SOURCE = scenario((3, 8, 100000, 1000))
 ENDLESS = scenario((3, 8, 1000, 1000000))
-# These events arrive faster than the agent writes them.
-LARGE = (3, 1 << 20, 100000, 300)
-FLOOD = scenario(LARGE, (4, 8, 1000, 1000000))
+# These events last long enough for a test to notice the thread of their source.
+LARGE = (3, 1 << 20, 100, 70)
 
 
 def record(number, category=3):
@@ -65,12 +62,12 @@ class Recordings(unittest.TestCase):
         return subprocess.run(self.command(scenario_text, *arguments, **keywords), capture_output=True, text=True,
                               check=False, timeout=60, env=ENVIRONMENT)
 
-    def start(self, scenario_text, *arguments, **keywords):
+    def start(self, scenario_text, *arguments, stderr=subprocess.PIPE, **keywords):
         """Starts a recording that the test ends, and waits until it has begun."""
         agent = subprocess.Popen(self.command(scenario_text, *arguments, **keywords), stdout=subprocess.PIPE,
-                                 stderr=subprocess.PIPE, text=True, env=ENVIRONMENT)
+                                 stderr=stderr, text=True, env=ENVIRONMENT)
         self.addCleanup(self.end, agent)
-        self.await_condition(lambda: any(self.folder.glob("*.pcapng")))
+        self.await_condition(lambda: any(path.stat().st_size for path in self.folder.glob("*.pcapng")))
         return agent
 
     @staticmethod
@@ -468,32 +465,60 @@ class Files(Recordings):
 
 
 class Drops(Recordings):
-    def watch_with_drops(self):
-        """Ends the recording when it has packets behind the drops."""
-        agent = self.start(FLOOD, "--print", "--json")
-        threading.Timer(3, agent.send_signal, [signal.SIGTERM]).start()
-        output, errors = agent.communicate(timeout=60)
-        self.assertEqual(agent.returncode, 1, errors)
-        return [json.loads(line) for line in output.splitlines()], errors
+    def start_stuck(self, scenario_text, *arguments):
+        """Starts a recording and keeps it from taking events: standard error, where it reports its beginning, is full.
+        The queue has room for 64 of the large events. Returns after the last one."""
+        self.errors, full = os.pipe()
+        self.addCleanup(os.close, self.errors)
+        os.set_blocking(full, False)
+        filling = 0
+        for piece in bytes(4096), bytes(1):
+            with contextlib.suppress(BlockingIOError):
+                while True:
+                    filling += os.write(full, piece)
+        os.set_blocking(full, True)
+        agent = self.start(scenario_text, *arguments, stderr=full)
+        os.close(full)
+        most = 0
+
+        def has_source_ended():
+            nonlocal most
+            threads = len(os.listdir(f"/proc/{agent.pid}/task"))
+            most = max(most, threads)
+            return threads < most
+
+        self.await_condition(has_source_ended)
+        while filling:
+            filling -= len(os.read(self.errors, filling))
+        return agent
 
     def test_dropped_events_are_counted_in_packets_and_statistics_and_reported(self):
-        objects, errors = self.watch_with_drops()
-        total = int(re.search(r"dropped ([0-9]+)\n", errors)[1])
-        self.assertGreater(total, 0)
+        agent = self.start_stuck(scenario(LARGE, (4, 0, 100, 1000000)), "--print", "--json")
+        with open(self.errors, encoding="ascii", closefd=False) as lines:
+            errors = lines.readline() + lines.readline()
+            self.assertTrue(errors.endswith("\nqzagent: note: dropped events: 6 of board 0\n"), errors)
+            size = self.path.stat().st_size
+            self.await_condition(lambda: self.path.stat().st_size > size)
+            agent.send_signal(signal.SIGTERM)
+            output, _ = agent.communicate(timeout=60)
+            errors = lines.read()
+        self.assertEqual(agent.returncode, 1, errors)
+        self.assertRegex(errors, "qzagent: note: received [0-9]+ events, wrote [0-9]+, dropped 6\n"
+                                 "(?s:.*)qzagent: 6 of [0-9]+ events were dropped: 6 of board 0\n$")
         section, = self.sections()
-        self.assertEqual(sum(packet.drops for packet in section.packets), total)
+        self.assertEqual(sum(packet.drops for packet in section.packets), 6)
         last = section.interfaces[0].statistics[-1]
-        self.assertEqual((last.received, last.dropped), (len(section.packets) + total, total))
+        self.assertEqual((last.received, last.dropped), (len(section.packets) + 6, 6))
         self.assertEqual([packet.id for packet in section.packets], list(range(1, len(section.packets) + 1)))
-        self.assertEqual(sum(map(int, re.findall("note: dropped events: ([0-9]+) of board 0\n", errors))), total)
-        self.assertRegex(errors, f"qzagent: {total} of [0-9]+ events were dropped: {total} of board 0\n$")
-        drops = [each for each in objects if "dropped" in each]
-        self.assertEqual({tuple(each) for each in drops}, {("time", "host", "board", "dropped")})
-        self.assertEqual(sum(each["dropped"] for each in drops), total)
+        drops = [each for each in map(json.loads, output.splitlines()) if "dropped" in each]
+        self.assertEqual([(*each, each["board"], each["dropped"]) for each in drops],
+                         [("time", "host", "board", "dropped", 0, 6)])
 
     def test_a_watch_for_a_count_ends_although_events_are_dropped(self):
-        result = self.watch(scenario(LARGE), "--count", "300")
-        self.assertRegex(result.stderr, "note: received 300 events, wrote [0-9]+, dropped [1-9]")
+        agent = self.start_stuck(scenario(LARGE), "--count", "70")
+        with open(self.errors, encoding="ascii", closefd=False) as lines:
+            self.assertIn("note: received 70 events, wrote 64, dropped 6\n", lines.read())
+        self.assertEqual(agent.wait(timeout=60), 1)
 
 
 class StuckReader(Recordings):

@@ -192,8 +192,8 @@ Place placeIn(PartKind aKind, std::string const& aName, Place aPlace)
 /// Whether a field that is absent from a part has no value, and is not just unknown.
 bool isAbsenceKnown(HostPart const& aPart, std::string const& aKey)
 {
-    return aPart.mKind == PartKind::lun ? aKey == "os_device"
-                                        : aPart.mAreFieldsKnown && aPart.mFailure.empty();
+    return aPart.mAreFieldsKnown &&
+           (aPart.mKind == PartKind::lun ? aKey == "os_device" : aPart.mFailure.empty());
 }
 
 std::vector<FieldChange> fieldChanges(HostPart const& aOld, HostPart const& aNew)
@@ -404,6 +404,10 @@ private:
         if (!aIsAbsent)
         {
             count(aUnknown.mUnknown, aPart);
+        }
+        else if (aPart.mKind == PartKind::lun && !aPart.mAreFieldsKnown)
+        {
+            // The other look may have the LUN under another name. Its remote port is unknown as a whole.
         }
         else if (mIsCause)
         {

@@ -106,9 +106,13 @@ void addUnit(HostPart& aLun, Value const& aUnit)
     }
 }
 
+/// Whether the mapped LUNs are digits of an unknown form, which say nothing about the reported LUNs.
+bool hasRawLuns(Value const& aRemotePort) { return aRemotePort.textAt("mapped_luns_form") == "raw"; }
+
 /// @return the LUNs that the target reported or that are mapped
 std::vector<HostPart> lunsOf(Value const& aRemotePort)
 {
+    bool const areComparable = !hasRawLuns(aRemotePort);
     std::map<std::string, HostPart> luns;
     auto const lunAt = [&luns](Value const& aValue) -> HostPart&
     {
@@ -130,8 +134,12 @@ std::vector<HostPart> lunsOf(Value const& aRemotePort)
     std::vector<HostPart> parts;
     for (auto& [name, lun] : luns)
     {
-        lun.mFields.emplace("mapped", false);
-        if (aRemotePort.has("reported_luns"))
+        lun.mAreFieldsKnown = areComparable;
+        if (areComparable)
+        {
+            lun.mFields.emplace("mapped", false);
+        }
+        if (areComparable && aRemotePort.has("reported_luns"))
         {
             lun.mFields.emplace("reported", false);
         }
@@ -148,9 +156,14 @@ HostPart remotePortOf(Value const& aRemotePort, bool aAreMappingsKnown)
     part.mName = aRemotePort.at("port_wwn").text();
     part.mWwns.insert(part.mName);
     part.mTarget = aRemotePort.textAt("node_wwn").value_or(part.mName);
-    part.mFields = fieldsOf(aRemotePort, {"port_wwn", "mapped_luns", "reported_luns", "luns", "failures"});
+    part.mFields = fieldsOf(
+        aRemotePort, {"port_wwn", "mapped_luns", "mapped_luns_form", "reported_luns", "luns", "failures"});
     part.mParts = lunsOf(aRemotePort);
     part.mFailure = failureOf(aRemotePort);
+    if (part.mFailure.empty() && hasRawLuns(aRemotePort))
+    {
+        part.mFailure = "the mapped LUNs have no known form";
+    }
     part.mArePartsKnown = aAreMappingsKnown && part.mFailure.empty();
     return part;
 }
@@ -303,6 +316,11 @@ bool arePathsKnown(HostPart const& aRoot)
     return aRoot.mArePartsKnown &&
            std::all_of(aRoot.mParts.begin(), aRoot.mParts.end(),
                        [](HostPart const& aAdapter) { return aAdapter.mArePathsKnown; });
+}
+
+bool hasFailure(HostPart const& aPart)
+{
+    return !aPart.mFailure.empty() || std::any_of(aPart.mParts.begin(), aPart.mParts.end(), hasFailure);
 }
 
 HostTree hostTreeOf(nlohmann::ordered_json const& aDocument, std::string const& aName)
