@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "pcapng/Format.h"
 
@@ -227,29 +228,23 @@ bool BlockReader::crossesBlocks(Candidate const& aBlock) const
     {
         return false;
     }
-    for (std::size_t place = 1; place < aBlock.mSize; ++place)
+    // Blocks that follow each other can be as many as the places, so each place is examined once.
+    std::vector<bool> isExamined(aBlock.mSize);
+    for (std::size_t first = 1; first < aBlock.mSize; ++first)
     {
-        if (startsBlocksAcross(aBlock.mSize, place, aBlock.mOrder))
+        std::size_t place = first;
+        while (place < aBlock.mSize && !isExamined[place])
+        {
+            isExamined[place] = true;
+            Candidate const found = blockAt(place, aBlock.mOrder, true);
+            place += found.mFinding == Finding::block ? found.mSize : 0;
+        }
+        if (place > aBlock.mSize)
         {
             return true;
         }
     }
     return false;
-}
-
-/// @return whether blocks follow each other from the place to beyond the end
-bool BlockReader::startsBlocksAcross(std::size_t aEnd, std::size_t aPlace, ByteOrder aOrder) const
-{
-    while (aPlace < aEnd)
-    {
-        Candidate const found = blockAt(aPlace, aOrder, true);
-        if (found.mFinding != Finding::block)
-        {
-            return false;
-        }
-        aPlace += found.mSize;
-    }
-    return aPlace > aEnd;
 }
 
 Block BlockReader::take(Candidate const& aCandidate)

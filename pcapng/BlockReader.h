@@ -77,7 +77,6 @@ private:
     Candidate candidate(ByteOrder aOrder) const;
     Candidate blockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched) const;
     bool crossesBlocks(Candidate const& aBlock) const;
-    bool startsBlocksAcross(std::size_t aEnd, std::size_t aPlace, ByteOrder aOrder) const;
     std::optional<Block> nextInOrder(AtEnd aAtEnd);
     std::optional<Gap> search(AtEnd aAtEnd);
     Block take(Candidate const& aCandidate);

@@ -11,10 +11,14 @@ namespace pcapng
 enum class BlockType : std::uint32_t
 {
     interfaceDescription = 1,
+    obsoletePacket = 2,
     simplePacket = 3,
     nameResolution = 4,
     interfaceStatistics = 5,
     enhancedPacket = 6,
+    decryptionSecrets = 10,
+    custom = 0xbad,
+    customPrivate = 0x40000bad,
     sectionHeader = 0x0a0d0d0a,  // the same in both byte orders
 };
 
@@ -30,8 +34,9 @@ constexpr bool isUsual(std::uint32_t aType)
         case BlockType::enhancedPacket:
         case BlockType::sectionHeader:
             return true;
+        default:
+            return false;
     }
-    return false;
 }
 
 constexpr std::uint32_t byteOrderMagic = 0x1a2b3c4d;

@@ -133,6 +133,55 @@ void expectVersion(std::uint16_t aMajor, Fields& aFields)
     }
 }
 
+/// Names for addresses, up to an empty record.
+void expectNameRecords(Fields& aFields)
+{
+    constexpr std::uint16_t end = 0;
+    constexpr std::uint16_t ofIpv4 = 1;
+    constexpr std::uint16_t ofIpv6 = 2;
+    constexpr std::size_t smallest[] = {0, 4, 16};
+    for (;;)
+    {
+        auto const type = aFields.number<std::uint16_t>();
+        Bytes const value = aFields.padded(aFields.number<std::uint16_t>());
+        if (type == end && value.mSize == 0)
+        {
+            return;
+        }
+        bool const isAddress = type == ofIpv4 || type == ofIpv6;
+        if (type == end || (isAddress && (value.mSize <= smallest[type] || *(value.end() - 1) != 0)))
+        {
+            throw BadBody();
+        }
+    }
+}
+
+void expectOther(Block const& aBlock)
+{
+    Fields fields(aBlock);
+    switch (static_cast<BlockType>(aBlock.mType))
+    {
+        case BlockType::obsoletePacket:
+        case BlockType::simplePacket:
+            throw BadBody();
+        case BlockType::nameResolution:
+            expectNameRecords(fields);
+            fields.forEachOption([](Option, Fields const&) {});
+            break;
+        case BlockType::decryptionSecrets:
+            fields.number<std::uint32_t>();  // what the secrets are
+            fields.padded(fields.number<std::uint32_t>());
+            fields.forEachOption([](Option, Fields const&) {});
+            break;
+        case BlockType::custom:
+        case BlockType::customPrivate:
+            fields.number<std::uint32_t>();  // who defines the data
+            break;
+        default:
+            break;
+    }
+}
+
 Time nanoseconds(std::uint64_t aUnits, std::uint64_t aUnitsPerSecond)
 {
     if (aUnitsPerSecond == nanosecondsPerSecond)
@@ -144,6 +193,19 @@ Time nanoseconds(std::uint64_t aUnits, std::uint64_t aUnitsPerSecond)
            static_cast<Time>(rest / static_cast<long double>(aUnitsPerSecond));
 }
 }  // namespace
+
+bool isWholeOther(Block const& aBlock)
+{
+    try
+    {
+        expectOther(aBlock);
+        return true;
+    }
+    catch (BadBody const&)
+    {
+        return false;
+    }
+}
 
 std::optional<Item> Reader::next(AtEnd aAtEnd)
 {

@@ -161,7 +161,7 @@ TEST_P(QzagentRepairOrder, KeepsPacketsOfImpossibleInterfacesWithoutABoard)
               "2026-11-22T08:53:52.000000000Z category 3 subcategory 7 length 0\n"
               "2026-11-22T08:53:52.000000000Z board 0 category 3 subcategory 7 length 0\n"
               "2026-11-22T08:53:52.000000000Z board 2 category 3 subcategory 7 length 0\n"
-              "2026-11-22T08:53:52.000000000Z dropped 1\n");
+              "2026-11-22T08:53:52.000000000Z dropped 1 event\n");
 }
 
 TEST_P(QzagentRepairOrder, ReplacesASectionHeaderOfAnotherVersion)
@@ -194,6 +194,22 @@ TEST_P(QzagentRepairOrder, LeavesOutPacketsWhoseOptionsHaveAWrongLength)
         EXPECT_THAT(result.mOutput, HasSubstr("wrote 1 records to " + mNew + "; places of damage: 1\n"))
             << place;
     }
+}
+
+TEST_P(QzagentRepairOrder, LeavesOutOtherBlocksThatProgramsMayRefuse)
+{
+    PcapngBuilder capture = start();
+    std::size_t const place = capture.content().size();
+    std::string const before = capture.content();
+    ByteList const names = ByteMaker(GetParam()).u16(1).u16(60).u32(0).block(4);
+    std::string const packet = capture.raw({names.begin(), names.end()})
+                                   .packet(1, repairTime, plainRecord())
+                                   .content()
+                                   .substr(place + names.size());
+    ProcessResult const result = repair(capture.content());
+    EXPECT_EQ(result.mErrors, message("at byte " + std::to_string(place) +
+                                      ": left out a block of type 4 that other programs may refuse"));
+    EXPECT_EQ(contentOf(mNew), before + packet);
 }
 
 TEST_P(QzagentRepairOrder, CopiesWhatFollowsADamagedStart)

@@ -519,6 +519,19 @@ TEST_F(QzagentShowFollow, WaitsForLatencyDataToTellItself)
     EXPECT_EQ(result.mErrors, "");
 }
 
+TEST_F(QzagentShowFollow, WaitsForTheEndOfARecordThatIsTooLarge)
+{
+    std::string const large = fullRecord(std::string(1000, 'x'));
+    mFolder.write("events", large.substr(0, 500));
+    mFolder.write("more", large.substr(500) + plainRecord());
+    ProcessResult const result =
+        follow("sleep 0.5; cat more >>events; until_lines 2", {"--max-record", "100", "events"});
+    EXPECT_THAT(linesOf(result.mOutput), ElementsAre(plainText));
+    EXPECT_EQ(result.mErrors,
+              "qzagent: events: at byte 0: a record of 1035 bytes is larger than 100 bytes "
+              "(--max-record); skipped 1035 bytes\n");
+}
+
 TEST_F(QzagentShowFollow, EndsQuietlyWhenItsReaderLeaves)
 {
     write("events", twoEvents());

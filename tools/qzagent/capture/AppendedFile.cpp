@@ -22,6 +22,7 @@ static_assert(sizeof(off_t) == sizeof(std::uint64_t), "captures can be larger th
 namespace
 {
 constexpr mode_t onlyOwner = 0600;
+constexpr std::string_view pcapngSuffix = ".pcapng";
 }  // namespace
 
 AppendedFile::AppendedFile(std::string const& aPath, std::string const& aName)
@@ -134,12 +135,16 @@ void AppendedFile::sync() const
     }
 }
 
+bool isNamedPcapng(std::string_view aPath)
+{
+    return aPath.size() > pcapngSuffix.size() &&
+           aPath.substr(aPath.size() - pcapngSuffix.size()) == pcapngSuffix;
+}
+
 std::string createBeside(std::string const& aPath)
 {
-    constexpr std::string_view suffix = ".pcapng";
-    bool const hasSuffix =
-        aPath.size() > suffix.size() && aPath.substr(aPath.size() - suffix.size()) == suffix;
-    std::string const name = hasSuffix ? aPath.substr(0, aPath.size() - suffix.size()) : aPath;
+    bool const hasSuffix = isNamedPcapng(aPath);
+    std::string const name = hasSuffix ? aPath.substr(0, aPath.size() - pcapngSuffix.size()) : aPath;
     std::string path = aPath;
     for (unsigned int number = 2;; ++number)
     {
@@ -149,7 +154,7 @@ std::string createBeside(std::string const& aPath)
         {
             return path;
         }
-        path = fmt::format("{}-{}{}", name, number, hasSuffix ? suffix : "");
+        path = fmt::format("{}-{}{}", name, number, hasSuffix ? pcapngSuffix : "");
     }
 }
 

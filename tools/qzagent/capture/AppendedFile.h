@@ -7,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "agentkit/include/Bytes.h"
 #include "tools/qzagent/cli/Descriptor.h"
@@ -87,6 +88,9 @@ private:
     bool mIsDevice = false;
     std::uint64_t mSize = 0;
 };
+
+/// Whether the name is that of a pcapng file.
+bool isNamedPcapng(std::string_view aPath);
 
 /// Creates a file that only its owner can read, and never takes an existing one.
 /// @return the path if nothing has this name; else the first free one of NAME-2, NAME-3 and so on, before ".pcapng"

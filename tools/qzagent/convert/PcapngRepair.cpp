@@ -116,8 +116,7 @@ void PcapngRepair::take(pcapng::Item const& aItem)
     }
     else
     {
-        beginSection();
-        copy();
+        takeOther();
     }
 }
 
@@ -152,6 +151,19 @@ void PcapngRepair::take(pcapng::Packet const& aPacket)
         copyWithInterface(numberInCopy(aPacket.mHead.mInterface, record ? descriptionIn(*record) : ""));
         ++mPackets;
     }
+}
+
+void PcapngRepair::takeOther()
+{
+    pcapng::Block const& block = *mReader.block();
+    if (!pcapng::isWholeOther(block))
+    {
+        mComplain(fmt::format("at byte {}: left out a block of type {} that other programs may refuse",
+                              block.mPosition, block.mType));
+        return;
+    }
+    beginSection();
+    copy();
 }
 
 /// Adds the interface to the copy if it is not there.

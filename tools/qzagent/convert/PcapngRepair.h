@@ -13,9 +13,9 @@
 
 namespace qzagent
 {
-/// Copies whole blocks unchanged, except that a packet of an interface that cannot exist gets another one. A section header or interface description that is lost is replaced, so that the copy is
-/// a valid file. The records often have the names of the board, and the interface then has them too; other texts are
-/// lost.
+/// Copies whole blocks unchanged, except that a packet of an interface that cannot exist gets another one. A section
+/// header or interface description that is lost is replaced, so that the copy is a valid file. The records often have
+/// the names of the board, and the interface then has them too; other texts are lost.
 class PcapngRepair
 {
 public:
@@ -35,6 +35,7 @@ private:
     void take(pcapng::Item const& aItem);
     void take(pcapng::InterfaceStart const& aStart);
     void take(pcapng::Packet const& aPacket);
+    void takeOther();
     std::uint32_t numberInCopy(std::uint32_t aInterface, std::string const& aDescription);
     void addInterfacesBefore(std::uint32_t aInterface);
     void beginSection();
