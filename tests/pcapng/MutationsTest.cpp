@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(BothByteOrders, PcapngMutationsTest, testing::Bool(),
 
 TEST_P(PcapngMutationsTest, LoseNoWholeBlock)
 {
-    constexpr unsigned int rounds = 5000;
+    constexpr unsigned int rounds = 1000;
     constexpr unsigned int insertion = 3;
     std::minstd_rand random(14);
     for (unsigned int round = 0; round < rounds; ++round)
