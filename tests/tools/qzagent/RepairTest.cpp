@@ -184,7 +184,7 @@ TEST_P(QzagentRepairOrder, ReplacesASectionHeaderOfAnotherVersion)
 TEST_P(QzagentRepairOrder, LeavesOutPacketsWhoseOptionsHaveAWrongLength)
 {
     // In the block: the sizes of the option for the number of the packet, and of the end of the options.
-    for (std::size_t const place : {34, 46})
+    for (std::size_t const place : {std::size_t{34}, std::size_t{46}})
     {
         PcapngBuilder const capture =
             start().packet(0, repairTime, plainRecord()).packet(1, repairTime, plainRecord());
