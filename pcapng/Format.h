@@ -16,7 +16,10 @@ enum class BlockType : std::uint32_t
     nameResolution = 4,
     interfaceStatistics = 5,
     enhancedPacket = 6,
+    journalEntry = 9,
     decryptionSecrets = 10,
+    firstSystemCall = 0x201,  // this and the following types are for tools that trace system calls
+    lastSystemCall = 0x2ff,
     custom = 0xbad,
     customPrivate = 0x40000bad,
     sectionHeader = 0x0a0d0d0a,  // the same in both byte orders

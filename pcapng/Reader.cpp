@@ -163,6 +163,7 @@ void expectOther(Block const& aBlock)
     {
         case BlockType::obsoletePacket:
         case BlockType::simplePacket:
+        case BlockType::journalEntry:
             throw BadBody();
         case BlockType::nameResolution:
             expectNameRecords(fields);
@@ -178,6 +179,11 @@ void expectOther(Block const& aBlock)
             fields.number<std::uint32_t>();  // who defines the data
             break;
         default:
+            if (aBlock.mType >= static_cast<std::uint32_t>(BlockType::firstSystemCall) &&
+                aBlock.mType <= static_cast<std::uint32_t>(BlockType::lastSystemCall))
+            {
+                throw BadBody();
+            }
             break;
     }
 }

@@ -49,7 +49,7 @@ using Item = std::variant<SectionStart, InterfaceStart, Packet, Statistics, Gap,
 
 /// Whether a block of a type that Reader does not read is as the format requires. Content of types that are not known is
 /// not checked.
-/// @return false for the simple forms of packets, which depend on the number and the settings of the interfaces
+/// @return false for other forms of packets, which depend on the interfaces or on rules of other programs
 bool isWholeOther(Block const& aBlock);
 
 /// A block whose content contradicts its length is a gap. The number of an interface is its place in its section, so

@@ -155,8 +155,6 @@ TEST_P(PcapngForeignTest, TellsWholeBlocksOfOtherTypesFromDamagedOnes)
         return pcapng::isWholeOther(
             {0, aType, isSame ? pcapng::ByteOrder::native : pcapng::ByteOrder::swapped, body});
     };
-    constexpr std::uint32_t obsoletePacket = 2;
-    constexpr std::uint32_t simplePacket = 3;
     constexpr std::uint32_t names = 4;
     constexpr std::uint32_t secrets = 10;
     ByteMaker const address = make().u16(1).u16(6).text("1234a").raw({0, 0, 0});
@@ -178,9 +176,14 @@ TEST_P(PcapngForeignTest, TellsWholeBlocksOfOtherTypesFromDamagedOnes)
         EXPECT_TRUE(isWhole(custom, make().u32(1)));
         EXPECT_FALSE(isWhole(custom, make()));
     }
-    EXPECT_TRUE(isWhole(0x80000001, make()));
-    EXPECT_FALSE(isWhole(simplePacket, make().u32(0)));
-    EXPECT_FALSE(isWhole(obsoletePacket, make().u64(0).u64(0).u32(0)));
+    for (std::uint32_t const unknown : {0x80000001U, 0x200U, 0x300U})
+    {
+        EXPECT_TRUE(isWhole(unknown, make()));
+    }
+    for (std::uint32_t const packet : {2U, 3U, 9U, 0x201U, 0x2ffU})
+    {
+        EXPECT_FALSE(isWhole(packet, make().u64(0).u64(0).u32(0))) << packet;
+    }
 }
 
 TEST_P(PcapngForeignTest, TakesMicrosecondsWithoutAResolution)
