@@ -34,8 +34,8 @@ def scenario(*sources):
 
 ONE_SOURCE = scenario((3, 8, 100000, 1000))
 ENDLESS = scenario((3, 8, 1000, 1000000))
-# These events last long enough for a test to notice the thread of their source.
-LARGE = (3, 1 << 20, 100, 70)
+# The queue has room for 64 of these events.
+LARGE = (3, 1 << 20, 100000, 70)
 
 
 def record(number, category=3):
@@ -465,9 +465,9 @@ class Files(Recordings):
 
 
 class Drops(Recordings):
-    def start_stuck(self, scenario_text, *arguments):
+    def start_stuck(self, sources, *arguments):
         """Starts a recording and keeps it from taking events: standard error, where it reports its beginning, is full.
-        The queue has room for 64 of the large events. Returns after the last one."""
+        Returns after the last event of the first source, the only one that ends."""
         self.errors, full = os.pipe()
         self.addCleanup(os.close, self.errors)
         os.set_blocking(full, False)
@@ -477,23 +477,22 @@ class Drops(Recordings):
                 while True:
                     filling += os.write(full, piece)
         os.set_blocking(full, True)
-        agent = self.start(scenario_text, *arguments, stderr=full)
+        agent = self.start(scenario(*sources), *arguments, "--sync", "0", stderr=full)
         os.close(full)
-        most = 0
+        process = pathlib.Path(f"/proc/{agent.pid}")
 
-        def has_source_ended():
-            nonlocal most
-            threads = len(os.listdir(f"/proc/{agent.pid}/task"))
-            most = max(most, threads)
-            return threads < most
+        def has_full_queue():
+            maps = (process / "smaps").read_text(encoding="utf-8")
+            return any(int(size) >= 64 << 10 for size in re.findall("(?m)^Rss: +([0-9]+) kB$", maps))
 
-        self.await_condition(has_source_ended)
+        # Each source has a thread, which ends after the last event.
+        self.await_condition(lambda: has_full_queue() and len(list((process / "task").iterdir())) == len(sources))
         while filling:
             filling -= len(os.read(self.errors, filling))
         return agent
 
     def test_dropped_events_are_counted_in_packets_and_statistics_and_reported(self):
-        agent = self.start_stuck(scenario(LARGE, (4, 0, 100, 1000000)), "--print", "--json")
+        agent = self.start_stuck([LARGE, (4, 0, 100, 1000000)], "--print", "--json")
         with open(self.errors, encoding="ascii", closefd=False) as lines:
             errors = lines.readline() + lines.readline()
             self.assertTrue(errors.endswith("\nqzagent: note: dropped events: 6 of board 0\n"), errors)
@@ -515,7 +514,7 @@ class Drops(Recordings):
                          [("time", "host", "board", "dropped", 0, 6)])
 
     def test_a_watch_for_a_count_ends_although_events_are_dropped(self):
-        agent = self.start_stuck(scenario(LARGE), "--count", "70")
+        agent = self.start_stuck([LARGE], "--count", "70")
         with open(self.errors, encoding="ascii", closefd=False) as lines:
             self.assertIn("note: received 70 events, wrote 64, dropped 6\n", lines.read())
         self.assertEqual(agent.wait(timeout=60), 1)
