@@ -313,6 +313,62 @@ TEST(HostChanges, CallUnknownWhatAFailedPortHides)
               "attributes failed); before 1 remote port and 3 LUNs\n");
 }
 
+TEST(HostChanges, DoNotCallAPortThatFailsNewIfNoneIsMissing)
+{
+    EXPECT_EQ(textAfter({1, 1, 1, 1, 3},
+                        [](Json& aHost)
+                        {
+                            aHost["adapters"][0]["ports"].push_back(
+                                {{"index", 1}, {"failures", failures("port attributes failed")}});
+                        }),
+              "? port 1 of adapter example-fc-0: unknown now (port attributes failed)\n");
+}
+
+TEST(HostChanges, CallAllMissingPortsUnknownBesideAPortThatFails)
+{
+    EXPECT_EQ(textAfter({1, 3, 1, 1, 3},
+                        [](Json& aHost)
+                        {
+                            Json& ports = aHost["adapters"][0]["ports"];
+                            ports[1] = {{"index", 1}, {"failures", failures("port attributes failed")}};
+                            ports.erase(2);
+                        }),
+              "? port 10:00:00:00:c9:00:00:02 of adapter example-fc-0: unknown now (port attributes failed); "
+              "before 1 remote port and 3 LUNs\n"
+              "? port 10:00:00:00:c9:00:00:01 of adapter example-fc-0: unknown now (port attributes failed); "
+              "before 1 remote port and 3 LUNs\n");
+}
+
+TEST(HostChanges, OfAPortThatFailsAtAnotherIndexInBothLooksAreNone)
+{
+    Json host = hostOf({1, 2, 1, 1, 3});
+    portIn(host, 0, 0) = {{"index", 0}, {"failures", failures("port attributes failed")}};
+    Json moved = host;
+    std::swap(portIn(moved, 0, 0), portIn(moved, 0, 1));
+    portIn(moved, 0, 0)["index"] = 0;
+    portIn(moved, 0, 1)["index"] = 1;
+    EXPECT_EQ(textBetween(host, moved), "");
+}
+
+/// The mappings have the targets that the failed port cannot discover.
+TEST(HostChanges, LeaveMappedTargetsWithAPortThatFailsAtAnotherIndex)
+{
+    EXPECT_EQ(
+        textAfter({1, 2, 2, 1, 3},
+                  [](Json& aHost)
+                  {
+                      Json& adapter = aHost["adapters"][0];
+                      portIn(aHost, 0, 1)["remote_ports"].erase(1);
+                      adapter["remote_ports"].push_back(portIn(aHost, 0, 0)["remote_ports"][1]);
+                      adapter["ports"][0] = adapter["ports"][1];
+                      adapter["ports"][0]["index"] = 0;
+                      adapter["ports"][1] = {{"index", 1}, {"failures", failures("attributes failed")}};
+                  }),
+        "? port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: unknown now (attributes failed); before "
+        "2 remote ports and 6 LUNs\n"
+        "- remote port 50:00:00:00:c9:00:01:00 behind port 10:00:00:00:c9:00:00:01 gone with 3 LUNs\n");
+}
+
 TEST(HostChanges, CallLunsUnknownThatATargetDoesNotReport)
 {
     EXPECT_EQ(textAfter({1, 1, 1, 1, 2},
@@ -744,6 +800,60 @@ std::string hidePort(Random& aRandom, HostShape const& aShape, Json& aHost)
         plural(remotePorts * aShape.mLuns, "LUN"));
 }
 
+/// Lets the attributes of a port fail, and numbers the ports in another order.
+std::string hidePortAtAnotherIndex(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    Random random = aRandom;
+    std::string line = hidePort(aRandom, aShape, aHost);
+    Json& ports = aHost["adapters"][below(random, aShape.mAdapters)]["ports"];
+    std::rotate(ports.begin(), ports.begin() + 1, ports.end());
+    for (std::size_t i = 0; i < ports.size(); ++i)
+    {
+        ports[i]["index"] = i;
+    }
+    return line;
+}
+
+/// Lets an adapter fail to open, after the adapters have new names.
+std::string hideAdapterWithAnotherName(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    std::size_t const adapter = below(aRandom, aShape.mAdapters);
+    aHost["adapters"][adapter] = {{"failures", failures("open failed")}};
+    for (std::size_t i = 0; i < aShape.mAdapters; ++i)
+    {
+        aHost["adapters"][i]["name"] = fmt::format("example-fc-{}", i + 1);
+    }
+    std::size_t const remotePorts = aShape.mPorts * aShape.mTargets * aShape.mTargetPorts;
+    return fmt::format("? adapter example-fc-{}: unknown now (open failed); before {}, {} and {}\n", adapter,
+                       plural(aShape.mPorts, "port"), plural(remotePorts, "remote port"),
+                       plural(remotePorts * aShape.mLuns, "LUN"));
+}
+
+std::string changeSpeed(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    std::size_t const adapter = below(aRandom, aShape.mAdapters);
+    std::size_t const port = below(aRandom, aShape.mPorts);
+    portIn(aHost, adapter, port)["speed"] = "8GBIT";
+    return fmt::format("~ port {} of adapter example-fc-{}: speed 16GBIT -> 8GBIT\n",
+                       wwnOf(0x10, adapter, port), adapter);
+}
+
+std::string changeFabric(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    std::size_t const adapter = below(aRandom, aShape.mAdapters);
+    std::size_t const port = below(aRandom, aShape.mPorts);
+    portIn(aHost, adapter, port)["fabric_name"] = wwnOf(0x40, 1, 0);
+    return fmt::format("~ port {} of adapter example-fc-{}: fabric name absent -> {}\n",
+                       wwnOf(0x10, adapter, port), adapter, wwnOf(0x40, 1, 0));
+}
+
+std::string changeDriver(Random& aRandom, HostShape const& aShape, Json& aHost)
+{
+    std::size_t const adapter = below(aRandom, aShape.mAdapters);
+    aHost["adapters"][adapter]["attributes"]["driver_version"] = "2.5";
+    return fmt::format("~ adapter example-fc-{}: driver version absent -> 2.5\n", adapter);
+}
+
 std::string removeLun(Random& aRandom, HostShape const& aShape, Json& aHost)
 {
     std::size_t const target = below(aRandom, aShape.mTargets);
@@ -914,7 +1024,8 @@ TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
         HostShape const shape = randomShape(random);
         Json const oldHost = hostOf(shape);
         for (RandomChange const change :
-             {&changeFirmware, &takeLinkDown, &removeRemotePort, &removeAdapter, &renameDevice, &hidePort})
+             {&changeFirmware, &takeLinkDown, &removeRemotePort, &removeAdapter, &renameDevice, &hidePort,
+              &hidePortAtAnotherIndex, &changeSpeed, &changeFabric, &changeDriver})
         {
             Json newHost = oldHost;
             std::string const expected = change(random, shape, newHost);
@@ -926,6 +1037,9 @@ TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
             std::string const expected = change(random, shape, newHost);
             ASSERT_EQ(textBetween(oldHost, newHost), expected) << "seed " << seed;
         }
+        Json renamed = oldHost;
+        std::string const hidden = hideAdapterWithAnotherName(random, shape, renamed);
+        ASSERT_EQ(textBetween(oldHost, renamed), hidden) << "seed " << seed;
         Json const mapped = withDevicesOfAdapters(oldHost);
         Json undiscovered = mapped;
         std::string const line = undiscover(random, shape, undiscovered);
@@ -971,6 +1085,13 @@ TEST(HostChanges, AreMirroredWhenTheLooksAreExchanged)
         Json undiscovered = oldHost;
         undiscover(random, shape, undiscovered);
         expectMirrored(oldHost, undiscovered);
+        Json hidden = oldHost;
+        hidePortAtAnotherIndex(random, shape, hidden);
+        expectMirrored(oldHost, hidden);
+        expectMirrored(hidden, newHost);
+        hidden = oldHost;
+        hideAdapterWithAnotherName(random, shape, hidden);
+        expectMirrored(oldHost, hidden);
         for (RandomChange const change : changesOfPaths)
         {
             Json onlyChanged = oldHost;
