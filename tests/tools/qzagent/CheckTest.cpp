@@ -347,6 +347,9 @@ INSTANTIATE_TEST_SUITE_P(
                                 fault("HBA_GetDiscoveredPortAttributes", "4", "HBA_STATUS_ERROR")},
                     HiddenPaths{"MappingsFail", fault("HBA_GetFcpTargetMapping", "\"1+\"", "HBA_STATUS_ERROR",
                                                       "adapter = \"example-fc-0\"\n")},
+                    HiddenPaths{"MappingsAreIncomplete",
+                                "[[fault]]\ncall = \"HBA_GetFcpTargetMapping\"\nnth = \"1+\"\nentries = 5\n"
+                                "adapter = \"example-fc-0\"\n"},
                     HiddenPaths{"PortFails", fault("HBA_GetAdapterPortAttributes", "2", "HBA_STATUS_ERROR")},
                     HiddenPaths{"LunsFail", fault("HBA_SendReportLUNs", "1", "HBA_STATUS_ERROR")},
                     HiddenPaths{"AdapterFails", fault("HBA_OpenAdapter", "\"1+\"", "HBA_STATUS_ERROR",

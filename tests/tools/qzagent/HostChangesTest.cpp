@@ -172,6 +172,54 @@ auto inEachRemotePort(Function aFunction)
     return [aFunction](Json& aHost) { forEachRemotePort(aHost, aFunction); };
 }
 
+std::string opposite(std::string const& aText)
+{
+    char const* const pairs[][2] = {{"old", "new"}, {"came", "gone"}};
+    for (auto const& [one, other] : pairs)
+    {
+        if (aText == one || aText == other)
+        {
+            return aText == one ? other : one;
+        }
+    }
+    return aText;
+}
+
+/// @return what the changes must be when the looks are exchanged
+Json mirrored(Json const& aChanges)
+{
+    Json result = aChanges.is_object() ? Json::object() : Json::array();
+    for (auto const& [key, value] : aChanges.items())
+    {
+        bool const isDirection = key == "change" || key == "unknown_in";
+        Json const element = isDirection             ? Json(opposite(value.get<std::string>()))
+                             : value.is_structured() ? mirrored(value)
+                                                     : value;
+        if (aChanges.is_object())
+        {
+            result[opposite(key)] = element;
+        }
+        else
+        {
+            result.push_back(element);
+        }
+    }
+    return result;
+}
+
+/// @return the changes without the order of their keys
+std::vector<nlohmann::json> withoutOrder(Json const& aChanges)
+{
+    return nlohmann::json::parse(aChanges.dump());
+}
+
+void expectMirrored(Json const& aOldHost, Json const& aNewHost)
+{
+    std::vector<nlohmann::json> const forth = withoutOrder(mirrored(jsonOf(changesIn(aOldHost, aNewHost))));
+    std::vector<nlohmann::json> const back = withoutOrder(jsonOf(changesIn(aNewHost, aOldHost)));
+    EXPECT_THAT(back, testing::UnorderedElementsAreArray(forth));
+}
+
 TEST(HostChanges, OfAHostWithItselfAreNone)
 {
     Json const host = hostOf(smallHost);
@@ -506,6 +554,39 @@ TEST(HostChanges, ShowAFailureOfTheMappingsInOneLine)
               "? adapter example-fc-1: unknown now; before 24 LUNs\n");
 }
 
+/// The LUNs of the last targets are missing, and of the first some are not mapped and have fewer devices.
+TEST(HostChanges, CallUnknownWhatTargetMappingsWithoutAPortMayHave)
+{
+    HostShape const shape{1, 1, 2, 1, 3};
+    Json const oldHost = hostOf(shape);
+    Json newHost = oldHost;
+    newHost["adapters"][0]["failures"] = failures("4 of 6 target mappings name no port");
+    Json& remotePorts = portIn(newHost, 0, 0)["remote_ports"];
+    remotePorts[0]["mapped_luns"].erase(2);
+    remotePorts[0]["luns"].erase(2);
+    eraseLuns(remotePorts[1]);
+    EXPECT_EQ(textBetween(oldHost, newHost),
+              "? adapter example-fc-0: unknown now (4 of 6 target mappings name no port); before 3 LUNs\n");
+    expectMirrored(oldHost, newHost);
+}
+
+TEST(HostChanges, CallUndiscoveredRemotePortsUnknownThatIncompleteMappingsMayHave)
+{
+    for (std::size_t const ports : {1U, 2U})
+    {
+        Json oldHost = hostOf({1, ports, 1, 1, 3});
+        Json& adapter = oldHost["adapters"][0];
+        adapter["remote_ports"].push_back({{"port_wwn", wwnOf(0x50, 7, 0)}, {"mapped_luns", {0}}});
+        Json newHost = oldHost;
+        newHost["adapters"][0]["remote_ports"] = Json::array();
+        newHost["adapters"][0]["failures"] = failures("1 of 7 target mappings name no port");
+        std::string const text = textBetween(oldHost, newHost);
+        EXPECT_THAT(text, testing::StartsWith("? ")) << ports;
+        EXPECT_THAT(text, HasSubstr("; before 1 remote port and 1 LUN\n")) << ports;
+        EXPECT_THAT(text, testing::Not(HasSubstr("gone"))) << ports;
+    }
+}
+
 TEST(HostChanges, CountRemotePortsThatAreStillMappedAsGoneWithTheirLink)
 {
     EXPECT_EQ(
@@ -657,47 +738,6 @@ TEST(HostChanges, EscapeTextsOfDevices)
     EXPECT_THAT(textAfter({1, 1, 1, 1, 1}, [](Json& aHost)
                           { aHost["adapters"][0]["attributes"]["firmware_version"] = "\x1b[31m"; }),
                 HasSubstr("3.90 -> \\x1b[31m"));
-}
-
-std::string opposite(std::string const& aText)
-{
-    char const* const pairs[][2] = {{"old", "new"}, {"came", "gone"}};
-    for (auto const& [one, other] : pairs)
-    {
-        if (aText == one || aText == other)
-        {
-            return aText == one ? other : one;
-        }
-    }
-    return aText;
-}
-
-/// @return what the changes must be when the looks are exchanged
-Json mirrored(Json const& aChanges)
-{
-    Json result = aChanges.is_object() ? Json::object() : Json::array();
-    for (auto const& [key, value] : aChanges.items())
-    {
-        bool const isDirection = key == "change" || key == "unknown_in";
-        Json const element = isDirection             ? Json(opposite(value.get<std::string>()))
-                             : value.is_structured() ? mirrored(value)
-                                                     : value;
-        if (aChanges.is_object())
-        {
-            result[opposite(key)] = element;
-        }
-        else
-        {
-            result.push_back(element);
-        }
-    }
-    return result;
-}
-
-/// @return the changes without the order of their keys
-std::vector<nlohmann::json> withoutOrder(Json const& aChanges)
-{
-    return nlohmann::json::parse(aChanges.dump());
 }
 
 using Random = std::mt19937;
@@ -1050,13 +1090,6 @@ TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
         ASSERT_THAT(text, testing::StartsWith(expected)) << "seed " << seed;
         ASSERT_EQ(text.find('\n'), text.size() - 1) << "seed " << seed << ": " << text;
     }
-}
-
-void expectMirrored(Json const& aOldHost, Json const& aNewHost)
-{
-    std::vector<nlohmann::json> const forth = withoutOrder(mirrored(jsonOf(changesIn(aOldHost, aNewHost))));
-    std::vector<nlohmann::json> const back = withoutOrder(jsonOf(changesIn(aNewHost, aOldHost)));
-    EXPECT_THAT(back, testing::UnorderedElementsAreArray(forth));
 }
 
 TEST(HostChanges, AreMirroredWhenTheLooksAreExchanged)

@@ -210,10 +210,16 @@ Place placeIn(PartKind aKind, std::string const& aName, Place aPlace)
     return aPlace;
 }
 
+/// Whether only the target mappings have the remote port.
+bool isUndiscovered(HostPart const& aPart)
+{
+    return aPart.mKind == PartKind::remotePort && aPart.mFields.count("state") == 0;
+}
+
 /// Whether a field that is absent from a part has no value, and is not just unknown.
 bool isAbsenceKnown(HostPart const& aPart, std::string const& aKey)
 {
-    return aPart.mKind == PartKind::lun ? aKey == "os_device"
+    return aPart.mKind == PartKind::lun ? aPart.mAreFieldsKnown && aKey == "os_device"
                                         : aPart.mAreFieldsKnown && aPart.mFailure.empty();
 }
 
@@ -450,7 +456,7 @@ private:
         {
             addUnknown(aPart, *failed, aKind == ChangeKind::gone, partsIn(aPart));
         }
-        else if (!aOther.mArePartsKnown)
+        else if (!aOther.mArePartsKnown || (isUndiscovered(aPart) && !aOther.mArePathsKnown))
         {
             count(aUnknown.mUnknown, aPart);
         }

@@ -107,7 +107,8 @@ void addUnit(HostPart& aLun, Value const& aUnit)
 }
 
 /// @return the LUNs that the target reported or that are mapped
-std::vector<HostPart> lunsOf(Value const& aRemotePort)
+/// @param aAreMappingsKnown if not, LUNs that seem not to be mapped may be, and may have more devices
+std::vector<HostPart> lunsOf(Value const& aRemotePort, bool aAreMappingsKnown)
 {
     std::map<std::string, HostPart> luns;
     auto const lunAt = [&luns](Value const& aValue) -> HostPart&
@@ -130,7 +131,15 @@ std::vector<HostPart> lunsOf(Value const& aRemotePort)
     std::vector<HostPart> parts;
     for (auto& [name, lun] : luns)
     {
-        lun.mFields.emplace("mapped", false);
+        if (aAreMappingsKnown)
+        {
+            lun.mFields.emplace("mapped", false);
+        }
+        else
+        {
+            lun.mFields.erase("os_device");
+            lun.mAreFieldsKnown = false;
+        }
         if (aRemotePort.has("reported_luns"))
         {
             lun.mFields.emplace("reported", false);
@@ -140,7 +149,7 @@ std::vector<HostPart> lunsOf(Value const& aRemotePort)
     return parts;
 }
 
-/// @param aAreMappingsKnown whether the adapter provided its target mappings
+/// @param aAreMappingsKnown whether the adapter provided all its target mappings
 HostPart remotePortOf(Value const& aRemotePort, bool aAreMappingsKnown)
 {
     HostPart part;
@@ -149,7 +158,7 @@ HostPart remotePortOf(Value const& aRemotePort, bool aAreMappingsKnown)
     part.mWwns.insert(part.mName);
     part.mTarget = aRemotePort.textAt("node_wwn").value_or(part.mName);
     part.mFields = fieldsOf(aRemotePort, {"port_wwn", "mapped_luns", "reported_luns", "luns", "failures"});
-    part.mParts = lunsOf(aRemotePort);
+    part.mParts = lunsOf(aRemotePort, aAreMappingsKnown);
     part.mFailure = failureOf(aRemotePort);
     part.mArePartsKnown = aAreMappingsKnown && part.mFailure.empty();
     return part;
@@ -219,7 +228,8 @@ HostPart adapterOf(Value const& aAdapter)
         addWwn(part, attributes.textAt("node_wwn"));
         part.mFields = fieldsOf(attributes, {"node_wwn"});
     }
-    bool const areMappingsKnown = aAdapter.has("remote_ports");
+    // Mappings of which some name no port are there, but incomplete.
+    bool const areMappingsKnown = aAdapter.has("remote_ports") && part.mFailure.empty();
     for (Value const& port : aAdapter.listAt("ports"))
     {
         part.mParts.push_back(portOf(port, areMappingsKnown));
