@@ -420,6 +420,14 @@ TEST_F(QzagentCheck, WritesAMessageOfSeveralLooksOnce)
     EXPECT_THAT(result.mErrors, HasSubstr("note: not everything could be read ("));
 }
 
+TEST_F(QzagentCheck, FindsRisingErrorsAlthoughEventsCannotBeWatched)
+{
+    ProcessResult const result =
+        runAgentOn(oneHost + counters("invalid_crc_count", 1),
+                   {"check", "--seconds", "1", "--rules", rules("[events]\ncategories = [7]\n")});
+    EXPECT_THAT(result.mOutput, HasSubstr("warning errors-rising: " + portOne));
+}
+
 TEST_F(QzagentCheck, FindsDroppedEvents)
 {
     auto const check = [this](unsigned int aLimit)
