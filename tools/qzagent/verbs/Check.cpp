@@ -316,11 +316,11 @@ Answer examine(Setting const& aSetting, CheckOptions const& aOptions)
     std::optional<HostTree> baseline;
     if (aOptions.mBaseline && rules[RuleId::changedSinceBaseline].mIsEnabled)
     {
-        gaps.attempt(baselineName, "", [&] { baseline = lookIn(*aOptions.mBaseline); });
+        gaps.attempt(baselineName, "", [&] { baseline = lookIn(*aOptions.mBaseline, aSetting.mReport); });
     }
     Documents const documents =
         aOptions.mBundle
-            ? readDocuments(*aOptions.mBundle)
+            ? readDocuments(*aOptions.mBundle, aSetting.mReport)
             : HostLook(aSetting, aOptions, gaps)
                   .take(needs, baseline ? lookLike(*baseline) : std::vector<std::string>{inventoryName});
     HostState const state = stateIn(documents, aOptions.mBundle.value_or("the host"), gaps);
