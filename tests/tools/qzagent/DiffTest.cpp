@@ -157,6 +157,19 @@ TEST_F(QzagentDiff, ComparesWithTheHostNow)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST_F(QzagentDiff, RepeatsTheMessagesOfTheLookInItsDocument)
+{
+    ProcessResult const result = runAgentOn(
+        sameAdapter + portNumbered(1) + fault("HBA_GetAdapterPortAttributes", "1", "HBA_STATUS_ERROR_BUSY"),
+        {"diff", "--json", mBefore});
+    EXPECT_TRUE(satisfies(result.mOutput, "diff"));
+    EXPECT_THAT(result.mErrors, HasSubstr("HBA_STATUS_ERROR_BUSY"));
+    nlohmann::json const messages = documentOf(result)["messages"];
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0]["cause"]["status_name"], "HBA_STATUS_ERROR_BUSY");
+    EXPECT_EQ(messages[0]["port"], 0);
+}
+
 TEST_F(QzagentDiff, AsksTheHostForLunsLikeTheOldLook)
 {
     std::string const host = adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 1);

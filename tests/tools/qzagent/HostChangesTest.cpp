@@ -439,6 +439,28 @@ TEST(HostChanges, CallLunsUnknownThatATargetDoesNotReport)
               "BUSY); before 1 LUN\n");
 }
 
+TEST(HostChanges, SayWhatIsWrongWithTheAnswerOfASuccessfulCall)
+{
+    auto const lineFor = [](char const* aText)
+    {
+        return textAfter({1, 1, 1, 1, 2},
+                         [aText](Json& aHost)
+                         {
+                             Json& remotePort = portIn(aHost, 0, 0)["remote_ports"][0];
+                             remotePort.erase("reported_luns");
+                             remotePort["failures"] = failures(aText);
+                             remotePort["failures"][0]["cause"] = {
+                                 {"function", "HBA_SendReportLUNs"},
+                                 {"status", 0},
+                                 {"text", "HBA_STATUS_OK (0), HBA_SendReportLUNs"}};
+                         });
+    };
+    EXPECT_THAT(lineFor("REPORT LUNS: short answer, 20 of 40 bytes"),
+                HasSubstr("unknown now (REPORT LUNS: short answer, 20 of 40 bytes)"));
+    EXPECT_THAT(lineFor("HBA_SendReportLUNs method failed"),
+                HasSubstr("unknown now (HBA_STATUS_OK (0), HBA_SendReportLUNs)"));
+}
+
 TEST(HostChanges, CallAdaptersUnknownAfterAnErrorOfTheHost)
 {
     Json const oldHost = hostOf({1, 1, 1, 1, 2});

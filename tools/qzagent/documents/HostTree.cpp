@@ -58,6 +58,14 @@ std::string textOfCause(Value const& aCause)
     return text;
 }
 
+/// Whether the answer of the call was wrong although the call succeeded. The text of the failure says what was wrong.
+bool isOfAnswer(Value const& aFailure)
+{
+    Value const cause = aFailure.at("cause");
+    return cause.has("status") && cause.at("status").json() == 0 &&
+           aFailure.at("text").text().find(cause.at("function").text()) == std::string::npos;
+}
+
 /// @return the text of the first failure of an object; empty when there is none
 std::string failureOf(Value const& aObject)
 {
@@ -67,7 +75,7 @@ std::string failureOf(Value const& aObject)
         return {};
     }
     Value const& first = failures.front();
-    return first.has("cause") ? textOfCause(first.at("cause")) : first.at("text").text();
+    return first.has("cause") && !isOfAnswer(first) ? textOfCause(first.at("cause")) : first.at("text").text();
 }
 
 void addWwn(HostPart& aPart, std::optional<std::string> const& aWwn)
