@@ -316,6 +316,25 @@ TEST(HostChanges, ShowAnAdapterThatIsGoneInOneLine)
               "4 -> 2\n");
 }
 
+TEST(HostChanges, ShowAPortThatIsGoneWithoutTheNumberOfPorts)
+{
+    auto const removePort = [](Json& aHost)
+    {
+        aHost["adapters"][0]["ports"].erase(1);
+        aHost["adapters"][0]["attributes"]["number_of_ports"] = 1;
+    };
+    EXPECT_THAT(textAfter(smallHost, removePort), testing::StartsWith("- port 10:00:00:00:c9:00:00:01 of"));
+    EXPECT_EQ(textAfter(smallHost, [](Json& aHost)
+                        { aHost["adapters"][0]["attributes"]["number_of_ports"] = 1; }),
+              "~ adapter example-fc-0: number of ports 2 -> 1\n");
+}
+
+TEST(HostChanges, ShowTheSameUnknownPartOnce)
+{
+    Change const change{qzagent::ChangeKind::unknown, qzagent::PartKind::adapter, {{"example-fc-0", {{}}}}};
+    EXPECT_EQ(textOf(std::vector{change, change}), "? adapter example-fc-0: unknown before\n");
+}
+
 TEST(HostChanges, ShowALunThatIsGoneOnAllPathsInOneLine)
 {
     EXPECT_EQ(

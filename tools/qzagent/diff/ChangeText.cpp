@@ -295,9 +295,14 @@ std::string detailsOf(Change const& aChange)
 std::string textOf(std::vector<Change> const& aChanges)
 {
     std::string text;
+    std::set<std::string> unknown;
     for (Change const& change : aChanges)
     {
-        text += printable(lineOf(change)) + "\n";
+        std::string const line = printable(lineOf(change)) + "\n";
+        if (change.mKind != ChangeKind::unknown || unknown.insert(line).second)
+        {
+            text += line;
+        }
     }
     return text;
 }

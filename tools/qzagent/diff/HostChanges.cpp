@@ -245,6 +245,26 @@ std::vector<FieldChange> fieldChanges(HostPart const& aOld, HostPart const& aNew
     return changes;
 }
 
+/// Whether the number of ports of the adapter is that of its ports, so that a line about these ports shows a change.
+bool isOfItsPorts(HostPart const& aAdapter, Json const& aNumber)
+{
+    auto const isPort = [](HostPart const& aPart) { return aPart.mKind == PartKind::port; };
+    return aAdapter.mArePartsKnown && aNumber == std::count_if(aAdapter.mParts.begin(), aAdapter.mParts.end(), isPort);
+}
+
+/// @return the changes without that of the number of ports, if ports came or went
+std::vector<FieldChange> ownFieldChanges(HostPart const& aOld, HostPart const& aNew)
+{
+    std::vector<FieldChange> changes = fieldChanges(aOld, aNew);
+    auto const isRepeated = [&](FieldChange const& aField)
+    {
+        return aField.mKey == "number_of_ports" && isOfItsPorts(aOld, aField.mOld) &&
+               isOfItsPorts(aNew, aField.mNew);
+    };
+    changes.erase(std::remove_if(changes.begin(), changes.end(), isRepeated), changes.end());
+    return changes;
+}
+
 /// Whether what is behind the part came or went because the part changed.
 bool isCause(std::vector<FieldChange> const& aFields)
 {
@@ -367,7 +387,7 @@ public:
           mPlace(aPlace),
           mPart{aNew.mWwns.empty() ? aOld.mName : aNew.mName, {aPlace}, {}, {}, aNew.mTarget},
           mInside(placeIn(aNew.mKind, mPart.mName, aPlace)),
-          mChange{ChangeKind::changed, aNew.mKind, {withFields(mPart, fieldChanges(aOld, aNew))}},
+          mChange{ChangeKind::changed, aNew.mKind, {withFields(mPart, ownFieldChanges(aOld, aNew))}},
           mUnknownInOld(unknownIn(aOld, false)),
           mUnknownInNew(unknownIn(aNew, true)),
           mIsCause(isCause(mChange.mParts.front().mFields))
