@@ -265,23 +265,24 @@ INSTANTIATE_TEST_SUITE_P(
             oneHost + targetNumbered(1, 1) +
                 "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = \"1+\"\ndelay_ms = 21\n",
             "warning slow-target: target port 50:00:00:00:ab:00:00:01 behind adapter example-fc-0: p99 is "
-            "[0-9]+ us",
+            "[0-9]+ us, the slowest of 10 requests",
             oneHost}),
     [](testing::TestParamInfo<RuleCase> const& aInfo) { return std::string(aInfo.param.mName); });
 
 TEST_F(QzagentCheck, AcceptsALatencyOfExactlyTheLimit)
 {
-    auto const check = [this](double aLatency)
+    auto const check = [this](double aLatency, unsigned int aRequests)
     {
-        nlohmann::json const latencies{{"io_count", 1}, {"latency_us", {{"p99", aLatency}}}};
+        nlohmann::json const latencies{{"io_count", aRequests}, {"latency_us", {{"p99", aLatency}}}};
         nlohmann::json const target{{"port_wwn", "50:00:00:00:ab:00:00:01"}, {"latencies", latencies}};
         nlohmann::json const adapter{{"name", "example-fc-0"}, {"target_ports", {target}}};
         return checkDocument("latency", {{"adapters", {adapter}}});
     };
-    EXPECT_EQ(check(20000.0).mOutput, "");
-    EXPECT_THAT(check(20000.5).mOutput,
+    EXPECT_EQ(check(20000.0, 99).mOutput, "");
+    EXPECT_THAT(check(20000.5, 99).mOutput,
                 StartsWith("warning slow-target: target port 50:00:00:00:ab:00:00:01 behind adapter "
-                           "example-fc-0: p99 is 20000"));
+                           "example-fc-0: p99 is 20000 us, the slowest of 99 requests\n"));
+    EXPECT_THAT(check(20002.0, 100).mOutput, HasSubstr("p99 is 20002 us\n"));
 }
 
 TEST_F(QzagentCheck, JoinsTheSlowPortsOfATarget)
@@ -292,7 +293,7 @@ TEST_F(QzagentCheck, JoinsTheSlowPortsOfATarget)
     EXPECT_THAT(linesOf(result.mOutput).front(),
                 testing::MatchesRegex(
                     R"(warning slow-target: 2 target ports \(50:00:00:00:ab:00:00:01, )"
-                    R"(50:00:00:00:ab:00:00:02\) behind adapter example-fc-0: p99 is up to [0-9]+ us)"));
+                    R"(50:00:00:00:ab:00:00:02\) behind adapter example-fc-0: p99 is up to [0-9]+ us, the slowest of 10 requests)"));
     EXPECT_EQ(linesOf(result.mOutput).size(), 3u);
 }
 
