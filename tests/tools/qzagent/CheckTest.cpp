@@ -290,10 +290,11 @@ TEST_F(QzagentCheck, JoinsTheSlowPortsOfATarget)
     std::string const slow = "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = \"1+\"\ndelay_ms = 3\n";
     ProcessResult const result =
         checkBy("slow-target", "p99_us = 2000\n", oneHost + targetOf(1, 1, 1) + targetOf(1, 2, 1) + slow);
-    EXPECT_THAT(linesOf(result.mOutput).front(),
-                testing::MatchesRegex(
-                    R"(warning slow-target: 2 target ports \(50:00:00:00:ab:00:00:01, )"
-                    R"(50:00:00:00:ab:00:00:02\) behind adapter example-fc-0: p99 is up to [0-9]+ us, the slowest of 10 requests)"));
+    EXPECT_THAT(
+        linesOf(result.mOutput).front(),
+        testing::MatchesRegex(
+            R"(warning slow-target: 2 target ports \(50:00:00:00:ab:00:00:01, )"
+            R"(50:00:00:00:ab:00:00:02\) behind adapter example-fc-0: p99 is up to [0-9]+ us, the slowest of 10 requests)"));
     EXPECT_EQ(linesOf(result.mOutput).size(), 3u);
 }
 

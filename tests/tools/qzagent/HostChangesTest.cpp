@@ -253,6 +253,26 @@ TEST(HostChanges, IgnoreTheOrderAndTheIndexesOfAdapters)
               "");
 }
 
+TEST(HostChanges, ShowTheNewNameOfAnAdapter)
+{
+    EXPECT_EQ(textAfter(smallHost, [](Json& aHost) { aHost["adapters"][1]["name"] = "example-fc-7"; }),
+              "~ adapter example-fc-7: name example-fc-1 -> example-fc-7\n");
+}
+
+TEST(HostChanges, ShowWhatDistinguishesAReplacedAdapter)
+{
+    std::string const text = textAfter({1, 1, 1, 1, 1},
+                                       [](Json& aHost)
+                                       {
+                                           aHost["adapters"][0]["attributes"]["node_wwn"] = wwnOf(0x20, 9, 0);
+                                           aHost["adapters"][0]["attributes"]["serial_number"] = "EX0009";
+                                           portIn(aHost, 0, 0)["port_wwn"] = wwnOf(0x10, 9, 0);
+                                       });
+    EXPECT_THAT(text, HasSubstr("- adapter example-fc-0 (node WWN 20:00:00:00:c9:00:00:00) gone with"));
+    EXPECT_THAT(text, HasSubstr("+ adapter example-fc-0 (node WWN 20:00:00:00:c9:00:09:00, serial number "
+                                "EX0009) came with"));
+}
+
 TEST(HostChanges, ShowFirmwareOfAnAdapter)
 {
     EXPECT_EQ(textAfter(smallHost,
@@ -311,7 +331,8 @@ TEST(HostChanges, CountRemotePortsThatAreOnlyKeptAsGoneWithTheirLink)
 TEST(HostChanges, ShowAnAdapterThatIsGoneInOneLine)
 {
     EXPECT_EQ(textAfter({2, 2, 1, 1, 3}, [](Json& aHost) { aHost["adapters"].erase(0); }),
-              "- adapter example-fc-0 gone with 2 ports, 2 remote ports and 6 LUNs; paths to "
+              "- adapter example-fc-0 (node WWN 20:00:00:00:c9:00:00:00) gone with 2 ports, 2 remote ports "
+              "and 6 LUNs; paths to "
               "51:00:00:00:c9:00:00:00 "
               "4 -> 2\n");
 }
@@ -324,9 +345,9 @@ TEST(HostChanges, ShowAPortThatIsGoneWithoutTheNumberOfPorts)
         aHost["adapters"][0]["attributes"]["number_of_ports"] = 1;
     };
     EXPECT_THAT(textAfter(smallHost, removePort), testing::StartsWith("- port 10:00:00:00:c9:00:00:01 of"));
-    EXPECT_EQ(textAfter(smallHost, [](Json& aHost)
-                        { aHost["adapters"][0]["attributes"]["number_of_ports"] = 1; }),
-              "~ adapter example-fc-0: number of ports 2 -> 1\n");
+    EXPECT_EQ(
+        textAfter(smallHost, [](Json& aHost) { aHost["adapters"][0]["attributes"]["number_of_ports"] = 1; }),
+        "~ adapter example-fc-0: number of ports 2 -> 1\n");
 }
 
 TEST(HostChanges, ShowTheSameUnknownPartOnce)
@@ -617,7 +638,7 @@ TEST(HostChanges, CallUndiscoveredRemotePortsUnknownThatIncompleteMappingsMayHav
     {
         Json oldHost = hostOf({1, ports, 1, 1, 3});
         Json& adapter = oldHost["adapters"][0];
-        adapter["remote_ports"].push_back({{"port_wwn", wwnOf(0x50, 7, 0)}, {"mapped_luns", {0}}});
+        adapter["remote_ports"].push_back({{"port_wwn", wwnOf(0x50, 7, 0)}, {"mapped_luns", {0U}}});
         Json newHost = oldHost;
         newHost["adapters"][0]["remote_ports"] = Json::array();
         newHost["adapters"][0]["failures"] = failures("1 of 7 target mappings name no port");
@@ -848,9 +869,9 @@ std::string removeAdapter(Random& aRandom, HostShape const& aShape, Json& aHost)
     std::size_t const adapter = below(aRandom, aShape.mAdapters);
     aHost["adapters"].erase(adapter);
     std::size_t const remotePorts = aShape.mPorts * aShape.mTargets * aShape.mTargetPorts;
-    return fmt::format("- adapter example-fc-{} gone with {}, {} and {}{}\n", adapter,
-                       plural(aShape.mPorts, "port"), plural(remotePorts, "remote port"),
-                       plural(remotePorts * aShape.mLuns, "LUN"),
+    return fmt::format("- adapter example-fc-{} (node WWN {}) gone with {}, {} and {}{}\n", adapter,
+                       wwnOf(0x20, adapter, 0), plural(aShape.mPorts, "port"),
+                       plural(remotePorts, "remote port"), plural(remotePorts * aShape.mLuns, "LUN"),
                        lostPaths(aShape, 0, aShape.mTargets, aShape.mPorts * aShape.mTargetPorts));
 }
 
@@ -1120,7 +1141,10 @@ TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
         }
         Json renamed = oldHost;
         std::string const hidden = hideAdapterWithAnotherName(random, shape, renamed);
-        ASSERT_EQ(textBetween(oldHost, renamed), hidden) << "seed " << seed;
+        std::string const lines = textBetween(oldHost, renamed);
+        ASSERT_THAT(lines, HasSubstr(hidden)) << "seed " << seed;
+        ASSERT_EQ(std::count(lines.begin(), lines.end(), '~'), shape.mAdapters - 1) << "seed " << seed;
+        ASSERT_EQ(std::count(lines.begin(), lines.end(), '\n'), shape.mAdapters) << "seed " << seed;
         Json const mapped = withDevicesOfAdapters(oldHost);
         Json undiscovered = mapped;
         std::string const line = undiscover(random, shape, undiscovered);
@@ -1165,6 +1189,12 @@ TEST(HostChanges, AreMirroredWhenTheLooksAreExchanged)
         expectMirrored(hidden, newHost);
         hidden = oldHost;
         hideAdapterWithAnotherName(random, shape, hidden);
+        // The name of an adapter that both looks identify is that in the second.
+        for (std::size_t i = 0; i < shape.mAdapters; ++i)
+        {
+            Json& adapter = hidden["adapters"][i];
+            adapter["name"] = adapter.contains("failures") ? Json("other") : oldHost["adapters"][i]["name"];
+        }
         expectMirrored(oldHost, hidden);
         for (RandomChange const change : changesOfPaths)
         {

@@ -96,7 +96,8 @@ std::array<Rule, numberOfRules> const rules{{
     {RuleId::slowTarget, "slow-target", Severity::warning, Limit{"p99_us", 20000},
      "the 99th percentile of the latencies of a target port exceeds the limit, in microseconds",
      "One answer of a hundred is slow, or one of the 10 that check measures, and applications wait for it.",
-     "Run qzagent latency --count 1000 for a percentile of more answers, and --interval 10 to see whether it lasts, and check the target and its path."},
+     "Run qzagent latency --count 1000 for a percentile of more answers, and --interval 10 to see whether it "
+     "lasts, and check the target and its path."},
     {RuleId::changedSinceBaseline,
      "changed-since-baseline",
      Severity::warning,

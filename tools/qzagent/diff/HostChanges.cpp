@@ -219,6 +219,11 @@ bool isUndiscovered(HostPart const& aPart)
 /// Whether a field that is absent from a part has no value, and is not just unknown.
 bool isAbsenceKnown(HostPart const& aPart, std::string const& aKey)
 {
+    // An adapter that no World Wide Name identifies may have a new name, and has no field for it.
+    if (aKey == "name")
+    {
+        return false;
+    }
     return aPart.mKind == PartKind::lun ? aPart.mAreFieldsKnown && aKey == "os_device"
                                         : aPart.mAreFieldsKnown && aPart.mFailure.empty();
 }
@@ -249,7 +254,8 @@ std::vector<FieldChange> fieldChanges(HostPart const& aOld, HostPart const& aNew
 bool isOfItsPorts(HostPart const& aAdapter, Json const& aNumber)
 {
     auto const isPort = [](HostPart const& aPart) { return aPart.mKind == PartKind::port; };
-    return aAdapter.mArePartsKnown && aNumber == std::count_if(aAdapter.mParts.begin(), aAdapter.mParts.end(), isPort);
+    return aAdapter.mArePartsKnown &&
+           aNumber == std::count_if(aAdapter.mParts.begin(), aAdapter.mParts.end(), isPort);
 }
 
 /// @return the changes without that of the number of ports, if ports came or went
@@ -491,6 +497,11 @@ private:
         else
         {
             Change change{aKind, aPart.mKind, {{aPart.mName, {mInside}, {}, {}, aPart.mTarget}}};
+            for (auto const& [key, value] : aPart.mIdentity)
+            {
+                bool const came = aKind == ChangeKind::came;
+                change.mParts.front().mFields.push_back({key, came ? Json() : value, came ? value : Json()});
+            }
             (aKind == ChangeKind::came ? change.mCame : change.mGone) = partsIn(aPart);
             change.mTargets = targetsIn(aPart);
             mInner.push_back(std::move(change));

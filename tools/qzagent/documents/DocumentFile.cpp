@@ -129,10 +129,7 @@ struct DocumentCollector
     {
     }
 
-    void addDamage(std::string const& aText)
-    {
-        mDamage = mDamages++ == 0 ? aText : mDamage;
-    }
+    void addDamage(std::string const& aText) { mDamage = mDamages++ == 0 ? aText : mDamage; }
 };
 
 Documents readBundle(DocumentInput& aInput, Report& aReport)

@@ -75,7 +75,8 @@ std::string failureOf(Value const& aObject)
         return {};
     }
     Value const& first = failures.front();
-    return first.has("cause") && !isOfAnswer(first) ? textOfCause(first.at("cause")) : first.at("text").text();
+    return first.has("cause") && !isOfAnswer(first) ? textOfCause(first.at("cause"))
+                                                    : first.at("text").text();
 }
 
 void addWwn(HostPart& aPart, std::optional<std::string> const& aWwn)
@@ -235,6 +236,13 @@ HostPart adapterOf(Value const& aAdapter)
         Value const attributes = aAdapter.at("attributes");
         addWwn(part, attributes.textAt("node_wwn"));
         part.mFields = fieldsOf(attributes, {"node_wwn"});
+        for (char const* const key : {"node_wwn", "serial_number"})
+        {
+            if (attributes.has(key))
+            {
+                part.mIdentity.emplace(key, attributes.at(key).json());
+            }
+        }
     }
     // Mappings of which some name no port are there, but incomplete.
     bool const areMappingsKnown = aAdapter.has("remote_ports") && part.mFailure.empty();
@@ -242,6 +250,10 @@ HostPart adapterOf(Value const& aAdapter)
     {
         part.mParts.push_back(portOf(port, areMappingsKnown));
         addWwn(part, port.textAt("port_wwn"));
+    }
+    if (!part.mWwns.empty())
+    {
+        part.mFields.emplace("name", part.mName);
     }
     if (part.mParts.size() == 1)
     {
