@@ -157,10 +157,12 @@ TargetMappings Adapter::targetMappings(std::chrono::steady_clock::time_point aDe
             HBA_UINT32 const wanted = block->NumberOfEntries;
             if (wanted <= capacity || wanted > mostMappings || ++numGrowths > mostGrowths)
             {
-                throw QZCHbaapiEx(("HBA_GetFcpTargetMapping method failed: implausible number of mappings, " +
-                                   std::to_string(wanted) + " after room for " + std::to_string(capacity))
-                                      .c_str(),
-                                  802);
+                throw QZCHbaapiEx(
+                    ("HBA_GetFcpTargetMapping method failed: the library asked for an implausible "
+                     "number of mappings, " +
+                     std::to_string(wanted) + " after room for " + std::to_string(capacity))
+                        .c_str(),
+                    802);
             }
             capacity = wanted;
         }

@@ -1,6 +1,7 @@
 #include "agentkit/include/HbaWitness.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstring>
@@ -60,12 +61,12 @@ bool isZero(Block const& aBlock)
     return std::all_of(bytes, bytes + sizeof aBlock, [](unsigned char aByte) { return aByte == 0; });
 }
 
-/// The memory for the answer to a query, which is zero until the library writes into it.
+/// The memory for the answer to a query, which shows whether the library writes into it: it is zero until then.
 template <typename Answer>
-class ZeroedAnswer
+class PreparedAnswer
 {
 public:
-    explicit ZeroedAnswer(Answer& aAnswer) : mAnswer(aAnswer) { std::memset(&mAnswer, 0, sizeof mAnswer); }
+    explicit PreparedAnswer(Answer& aAnswer) : mAnswer(aAnswer) { std::memset(&mAnswer, 0, sizeof mAnswer); }
 
     bool isUnanswered() const { return isZero(mAnswer); }
 
@@ -75,10 +76,10 @@ private:
 
 /// An adapter without ports may have no other attributes either, but it has a number of ports.
 template <>
-class ZeroedAnswer<HBA_ADAPTERATTRIBUTES>
+class PreparedAnswer<HBA_ADAPTERATTRIBUTES>
 {
 public:
-    explicit ZeroedAnswer(HBA_ADAPTERATTRIBUTES& aAttributes) : mAttributes(aAttributes)
+    explicit PreparedAnswer(HBA_ADAPTERATTRIBUTES& aAttributes) : mAttributes(aAttributes)
     {
         std::memset(&mAttributes, 0, sizeof mAttributes);
         mAttributes.NumberOfPorts = impossible;
@@ -99,10 +100,10 @@ private:
 
 /// The caller sets the number of entries that have room.
 template <>
-class ZeroedAnswer<HBA_FCPTARGETMAPPING>
+class PreparedAnswer<HBA_FCPTARGETMAPPING>
 {
 public:
-    explicit ZeroedAnswer(HBA_FCPTARGETMAPPING& aMapping)
+    explicit PreparedAnswer(HBA_FCPTARGETMAPPING& aMapping)
         : mMapping(aMapping), mRoom(aMapping.NumberOfEntries)
     {
         if (mRoom > 0)
@@ -119,7 +120,58 @@ public:
 private:
     HBA_FCPTARGETMAPPING const& mMapping;
     HBA_UINT32 const mRoom;
-    std::optional<ZeroedAnswer<HBA_FCPSCSIENTRY>> mFirst;
+    std::optional<PreparedAnswer<HBA_FCPSCSIENTRY>> mFirst;
+};
+
+/// A counter may be 0 or all ones. The memory has another pattern during the call, and afterwards the values of the caller
+/// in place of the counters that the library has not written.
+template <>
+class PreparedAnswer<HBA_PORTSTATISTICS>
+{
+public:
+    explicit PreparedAnswer(HBA_PORTSTATISTICS& aStatistics) : mStatistics(aStatistics)
+    {
+        std::memcpy(mOfCaller.data(), &mStatistics, sizeof mStatistics);
+        Counters patterns;
+        patterns.fill(pattern);
+        std::memcpy(&mStatistics, patterns.data(), sizeof mStatistics);
+    }
+
+    bool isUnanswered() const
+    {
+        Counters counters;
+        std::memcpy(counters.data(), &mStatistics, sizeof mStatistics);
+        bool const isUntouched = std::all_of(counters.begin(), counters.end(), &isPattern);
+        std::transform(counters.begin(), counters.end(), mOfCaller.begin(), counters.begin(),
+                       [](HBA_INT64 aCounter, HBA_INT64 aOfCaller)
+                       { return isPattern(aCounter) ? aOfCaller : aCounter; });
+        std::memcpy(&mStatistics, counters.data(), sizeof mStatistics);
+        return isUntouched;
+    }
+
+private:
+    using Counters = std::array<HBA_INT64, sizeof(HBA_PORTSTATISTICS) / sizeof(HBA_INT64)>;
+    static_assert(sizeof(Counters) == sizeof(HBA_PORTSTATISTICS));
+
+    static constexpr HBA_INT64 pattern = -0x5a17c3d2e4b69f81;
+
+    static bool isPattern(HBA_INT64 aCounter) { return aCounter == pattern; }
+
+    HBA_PORTSTATISTICS& mStatistics;
+    Counters mOfCaller;
+};
+
+/// The common library may have read the name before, into memory of its own. No adapter has an empty name.
+template <>
+class PreparedAnswer<char>
+{
+public:
+    explicit PreparedAnswer(char& aName) : mName(aName) { mName = '\0'; }
+
+    bool isUnanswered() const { return mName == '\0'; }
+
+private:
+    char& mName;
 };
 
 /// Forwards a query. The last parameter points to the memory for the answer.
@@ -130,7 +182,7 @@ HBA_STATUS forwardQuery(char const* aName, std::tuple<Arguments...> const& aArgu
     {
         return forwardStatus<Function>(aName, aArguments);
     }
-    ZeroedAnswer const answer(*std::get<sizeof...(Arguments) - 1>(aArguments));
+    PreparedAnswer const answer(*std::get<sizeof...(Arguments) - 1>(aArguments));
     HBA_STATUS const status = forwardStatus<Function>(aName, aArguments);
     bool const isUnanswered = answer.isUnanswered();
     qz::gLastHbaCall.mIsUnanswered = status == HBA_STATUS_OK && isUnanswered;
@@ -221,11 +273,11 @@ extern "C"
 
     QZ_FORWARD(Status, 0, HBA_LoadLibrary)
     QZ_FORWARD(Status, 0, HBA_FreeLibrary)
-    QZ_FORWARD(Status, 2, HBA_GetAdapterName)
+    QZ_FORWARD(Query, 2, HBA_GetAdapterName)
     QZ_FORWARD(Status, 2, HBA_OpenAdapterByWWN)
     QZ_FORWARD(Query, 2, HBA_GetAdapterAttributes)
     QZ_FORWARD(Query, 3, HBA_GetAdapterPortAttributes)
-    QZ_FORWARD(Status, 3, HBA_GetPortStatistics)
+    QZ_FORWARD(Query, 3, HBA_GetPortStatistics)
     QZ_FORWARD(Query, 4, HBA_GetDiscoveredPortAttributes)
     QZ_FORWARD(Query, 3, HBA_GetPortAttributesByWWN)
     QZ_FORWARD(Status, 6, HBA_SendCTPassThruV2)

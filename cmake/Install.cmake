@@ -60,6 +60,11 @@ if(QZ_BUILD_TOOLS)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tools)
 endif()
 
+# The units name qzagent without its folder, so that the installation can be moved. No package enables them.
+if(QZ_BUILD_TOOLS)
+  install(DIRECTORY share/systemd/ DESTINATION lib/systemd/system COMPONENT tools)
+endif()
+
 # Manual pages and shell completions belong to the component of their program.
 if(QZ_BUILD_TOOLS)
   file(GLOB qz_help CONFIGURE_DEPENDS

@@ -206,8 +206,8 @@ public:
     /// number above 1048576, or more than 16 times. A count that is larger than the block is limited to the block.
     /// @param aDeadline end of the wait; the first query is always made
     /// @return the mappings, possibly none
-    /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802, followed by ": implausible number of
-    ///         mappings, N after room for M" after such an answer; QZCNoMemoryEx "Out of Memory", code 2
+    /// @throws QZCHbaapiEx "HBA_GetFcpTargetMapping method failed", code 802, followed by ": the library asked for an
+    ///         implausible number of mappings, N after room for M" after such an answer; QZCNoMemoryEx "Out of Memory", code 2
     TargetMappings targetMappings(std::chrono::steady_clock::time_point aDeadline);
 
     /// Sends REPORT LUNS to a remote port, with room for the longest list that the layer accepts.

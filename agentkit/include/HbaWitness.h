@@ -41,11 +41,14 @@ struct HbaCall
 HbaCall const& lastHbaCall() noexcept;
 
 /// Some HBA libraries return HBA_STATUS_OK without an answer when a device is busy. From now on, the caller gets
-/// HBA_STATUS_ERROR then, and lastHbaCall() has HBA_STATUS_OK and mIsUnanswered. This concerns HBA_GetAdapterAttributes,
-/// HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, HBA_GetPortAttributesByWWN and HBA_GetFcpTargetMapping.
-/// Before the call, the witness fills the attributes, or the first entry of the mapping, with zeros. An answer is missing
-/// if they are still zero after the call, and the number of mappings is unchanged. An adapter may answer that it has no
-/// ports. FakeHbaapi ignores the request.
+/// HBA_STATUS_ERROR then, and lastHbaCall() has HBA_STATUS_OK and mIsUnanswered. This concerns HBA_GetAdapterName,
+/// HBA_GetAdapterAttributes, HBA_GetAdapterPortAttributes, HBA_GetDiscoveredPortAttributes, HBA_GetPortAttributesByWWN,
+/// HBA_GetPortStatistics and HBA_GetFcpTargetMapping.
+/// Before the call, the witness fills the name, the attributes, or the first entry of the mapping, with zeros. An answer
+/// is missing if they are still zero after the call, and the number of mappings is unchanged. An adapter may answer that
+/// it has no ports. Statistics are filled with a pattern; counters that the library does not write keep the values of the
+/// caller. The common library of libhbaapi2 reads the names of the adapters when it is loaded, into memory of its own; of
+/// these names only an empty one is refused. FakeHbaapi ignores the request.
 /// Thread-safety: any thread.
 /// @param aRefuses false to forward such answers, as in the beginning
 /// @ingroup agentkit

@@ -1,4 +1,4 @@
--- Shows scope data, the diagnostic events that qzagent records, in Wireshark and tshark.
+-- Shows scope data, the diagnostic events that qzagent records, and the calls that qzsim records, in Wireshark and tshark.
 --
 -- A packet of link type USER0 is one encoded record: category, subcategory, whether names follow, both names, whether
 -- payload follows, payload. The elements are CBOR items (RFC 8949) without a container.
@@ -159,6 +159,147 @@ function scope.dissector(buffer, packet, root)
     return buffer:len()
 end
 
+-- A packet of link type USER1 is a CBOR map: a call of a library, an event, or what the program opened.
+local call = Proto("qz_call", "Call of a library")
+
+local call_fields = {
+    kind = ProtoField.string("qz_call.kind", "Kind"),
+    name = ProtoField.string("qz_call.name", "Name"),
+    process = ProtoField.uint32("qz_call.process", "Process"),
+    thread = ProtoField.uint32("qz_call.thread", "Thread"),
+    duration = ProtoField.uint64("qz_call.duration", "Duration in nanoseconds"),
+    returns = ProtoField.uint32("qz_call.returns", "Returns"),
+    registration = ProtoField.uint32("qz_call.registration", "Registration"),
+    error = ProtoField.string("qz_call.error", "Error"),
+    arguments = ProtoField.string("qz_call.arguments", "Arguments"),
+    results = ProtoField.string("qz_call.results", "Results"),
+    data = ProtoField.string("qz_call.data", "Data"),
+}
+call.fields = call_fields
+
+local malformed_call = ProtoExpert.new("qz_call.malformed", "Malformed call", expert.group.MALFORMED,
+                                       expert.severity.ERROR)
+local continued = ProtoExpert.new("qz_call.continued", "Continued by the next packet of the interface",
+                                  expert.group.REASSEMBLE, expert.severity.CHAT)
+call.experts = { malformed_call, continued }
+
+local KINDS = { call = true, event = true, library = true, configuration = true }
+local LARGEST_PACKET = 262144
+local DEEPEST = 16
+local BREAK = 0xff
+local LONGEST_TEXT = 1000  -- of a value in the packet details
+
+local add_item
+
+-- Appends the items up to the break, and what separates them.
+local function add_items(reader, texts, level, separators)
+    local count = 0
+    while reader.bytes(reader.position, 1):uint() ~= BREAK do
+        if count > 0 then
+            table.insert(texts, separators[count % #separators + 1])
+        end
+        add_item(reader, texts, level + 1)
+        count = count + 1
+    end
+    reader:take(1)
+end
+
+-- Reads an item of any type, and appends it to the texts.
+add_item = function(reader, texts, level)
+    if reader:left() == 0 or level > DEEPEST then
+        reader:refuse("expected an item")
+    end
+    local first = reader.bytes(reader.position, 1):uint()
+    if first == 0xbf or first == 0x9f then
+        reader:take(1)
+        table.insert(texts, first == 0xbf and "{" or "[")
+        add_items(reader, texts, level, first == 0xbf and { ", ", ": " } or { ", " })
+        table.insert(texts, first == 0xbf and "}" or "]")
+    elseif first == 0xf6 then
+        reader:take(1)
+        table.insert(texts, "null")
+    else
+        local type = math.floor(first / 32)
+        local value, size = reader:head(type, "an item", 2 ^ 64)
+        if type == 0 or type == 1 then
+            reader:take(size)
+            table.insert(texts, string.format("%.0f", type == 0 and value or -1 - value))
+        elseif (type == 2 or type == 3) and reader:left() >= size + value then
+            local element = reader:take(size + value)
+            local content = value > 0 and element(size, value)
+            table.insert(texts, not content and '""' or type == 3 and '"' .. content:string() .. '"' or
+                                    content:bytes():tohex(true, value == NAME_SIZE and ":" or ""))
+        else
+            reader:refuse(string.format("expected an item, found 0x%02x", first))
+        end
+    end
+end
+
+-- Returns the text of the next item, and its bytes.
+local function item(reader)
+    local texts, start = {}, reader.position
+    add_item(reader, texts, 0)
+    return table.concat(texts), reader.bytes(start, reader.position - start)
+end
+
+local function unquoted(text)
+    return text:match('^"(.*)"$') or text
+end
+
+local function add_call(reader, tree, info)
+    if reader:left() == 0 or reader:take(1):uint() ~= 0xbf then
+        reader:refuse("expected a map")
+    end
+    while reader:left() == 0 or reader.bytes(reader.position, 1):uint() ~= BREAK do
+        local key = unquoted((item(reader)))
+        local text, range = item(reader)
+        if KINDS[key] then
+            tree:add(call_fields.kind, range, key)
+            tree:add(call_fields.name, range, unquoted(text))
+            info.name = key == "configuration" and "configuration" or key == "call" and unquoted(text) or
+                            key .. " " .. unquoted(text)
+        elseif key == "duration" then
+            tree:add(call_fields.duration, range, UInt64(tonumber(text)))
+        elseif call_fields[key] then
+            local is_number = call_fields[key] == call_fields.process or call_fields[key] == call_fields.thread or
+                                  call_fields[key] == call_fields.returns or
+                                  call_fields[key] == call_fields.registration
+            tree:add(call_fields[key], range, is_number and tonumber(text) or unquoted(text):sub(1, LONGEST_TEXT))
+            info[key] = text
+        end
+    end
+end
+
+local function line_of(info)
+    local line = info.name or "?"
+    if info.arguments then
+        line = line .. "(" .. info.arguments:sub(2, -2):sub(1, 200) .. ")"
+    end
+    return line .. (info.data and " " .. info.data:sub(1, 200) or "") ..
+               (info.returns and " = " .. info.returns or "") .. (info.error and ": " .. unquoted(info.error) or "")
+end
+
+function call.dissector(buffer, packet, root)
+    packet.cols.protocol = "QZ-CALL"
+    local tree = root:add(call, buffer())
+    local reader = Reader.new(buffer)
+    local info = {}
+    local ok, refusal = pcall(add_call, reader, tree, info)
+    local line = line_of(info)
+    if not ok and buffer:len() == LARGEST_PACKET then
+        tree:add_proto_expert_info(continued)
+        line = line .. " [continued]"
+    elseif not ok then
+        local text = type(refusal) == "table" and
+                         string.format("At byte %d: %s", refusal.position, refusal.problem) or tostring(refusal)
+        tree:add_proto_expert_info(malformed_call, text)
+        line = line .. " [Malformed: " .. text .. "]"
+    end
+    packet.cols.info = line
+    return buffer:len()
+end
+
 DissectorTable.get("wtap_encap"):add(wtap.USER0, scope)
+DissectorTable.get("wtap_encap"):add(wtap.USER1, call)
 -- Captures also contain JSON documents.
 DissectorTable.get("wtap_encap"):add(wtap.USER2, Dissector.get("json"))

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -70,6 +71,13 @@ simulation answers, 3 when verify prints something.)";
 constexpr std::string_view commands[] = {"get",   "set",   "remove", "change", "event",
                                          "fault", "pause", "resume", "verify"};
 
+/// The parameters of the commands, except fault. The last one may consist of several words.
+std::map<std::string, std::vector<char const*>> const parametersOf = {
+    {"get", {"PATH"}},    {"set", {"PATH", "VALUE"}},
+    {"remove", {"PATH"}}, {"change", {"TABLE"}},
+    {"event", {"TABLE"}}, {"pause", {}},
+    {"resume", {}},       {"verify", {}}};
+
 class HelpFormatter : public CLI::Formatter
 {
 public:
@@ -84,6 +92,39 @@ struct Options
     bool mIsJson = false;
     std::vector<std::string> mWords;  ///< the socket, the command and its arguments
 };
+
+void checkFault(std::vector<std::string> const& aArguments)
+{
+    if (aArguments.empty() || (aArguments[0] != "start" && aArguments[0] != "end"))
+    {
+        throw CLI::ValidationError(
+            "fault", "expected start or end" +
+                         (aArguments.empty() ? "" : fmt::format(", found \"{}\"", aArguments[0])));
+    }
+    if (aArguments.size() < 2)
+    {
+        throw CLI::ValidationError("fault " + aArguments[0], "NAME is required");
+    }
+}
+
+/// Checks the number of arguments. The simulation checks the arguments themselves.
+void checkArguments(std::string const& aCommand, std::vector<std::string> const& aArguments)
+{
+    if (aCommand == "fault")
+    {
+        checkFault(aArguments);
+        return;
+    }
+    std::vector<char const*> const& names = parametersOf.at(aCommand);
+    if (aArguments.size() < names.size())
+    {
+        throw CLI::ValidationError(aCommand, fmt::format("{} is required", names[aArguments.size()]));
+    }
+    if (names.empty() && !aArguments.empty())
+    {
+        throw CLI::ValidationError(aCommand, fmt::format("takes no arguments, found \"{}\"", aArguments[0]));
+    }
+}
 
 void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
 {
@@ -122,6 +163,7 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
     {
         throw CLI::ValidationError("--json", "applies only to get");
     }
+    checkArguments(command, {aOptions.mWords.begin() + afterCommand, aOptions.mWords.end()});
 }
 
 /// @return the line that the simulation receives

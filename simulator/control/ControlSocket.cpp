@@ -156,6 +156,10 @@ bool ControlSocket::receive(Client& aClient)
     {
         return length < 0 && wouldBlock();
     }
+    if (aClient.mIsEnding)
+    {
+        return true;
+    }
     aClient.mReceived.append(buffer.data(), static_cast<std::size_t>(length));
     answerCommands(aClient);
     return aClient.mToSend.empty() || send(aClient);
@@ -194,6 +198,11 @@ bool ControlSocket::send(Client& aClient)
             answerCommands(aClient);
         }
     }
-    return !aClient.mIsEnding;
+    if (aClient.mIsEnding)
+    {
+        // The system drops an answer when the socket is closed before everything is read, so the client closes first.
+        ::shutdown(aClient.mDescriptor.number(), SHUT_WR);
+    }
+    return true;
 }
 }  // namespace qzsim

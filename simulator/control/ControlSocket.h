@@ -49,7 +49,7 @@ private:
         Clock::time_point mLastActive;
         std::string mReceived = {};
         std::string mToSend = {};
-        bool mIsEnding = false;  ///< once everything is sent
+        bool mIsEnding = false;  ///< once everything is sent; what it still sends is dropped
     };
 
     void run();

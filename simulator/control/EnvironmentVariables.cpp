@@ -55,7 +55,8 @@ tomlfile::TomlValue readContentOfEnvironment()
         throw std::runtime_error(
             fmt::format("{} is not set; it must hold the path of a scenario", scenarioVariable));
     }
-    return tomlfile::readToml(path);
+    char const* const name = environment(scenarioNameVariable);
+    return tomlfile::readToml(name == nullptr ? path : name, tomlfile::contentOf(path));
 }
 
 Scenario readScenarioOfEnvironment() { return readScenario(readContentOfEnvironment()); }

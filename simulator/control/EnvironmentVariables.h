@@ -12,6 +12,7 @@
 namespace qzsim
 {
 constexpr char const* scenarioVariable = "QZSIM_SCENARIO";
+constexpr char const* scenarioNameVariable = "QZSIM_SCENARIO_NAME";
 constexpr char const* strikesVariable = "QZSIM_STRIKES";
 constexpr char const* journalVariable = "QZSIM_JOURNAL";
 constexpr char const* startVariable = "QZSIM_START";
@@ -28,7 +29,8 @@ std::chrono::nanoseconds timeSinceStart();
 /// @return the path of the scenario; null if nothing is simulated
 char const* scenarioOfEnvironment();
 
-/// Reads the content of the scenario file that the environment names.
+/// Reads the content of the scenario file that the environment names. Messages show scenarioNameVariable, if it is set,
+/// instead of the path.
 /// @throws std::runtime_error when the environment names none, or the file is not valid TOML
 tomlfile::TomlValue readContentOfEnvironment();
 

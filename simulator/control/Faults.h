@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ctime>
 #include <map>
+#include <new>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -59,6 +60,28 @@ private:
     std::map<Group, std::uint64_t> mCounts;
     std::map<Call, std::uint64_t> mCalls;
 };
+
+/// Counts a call. A call that releases something succeeds without memory: it is then not counted, and no fault covers
+/// it.
+/// @param aCount counts it
+/// @return what aCount returns
+/// @throws std::bad_alloc from aCount, for other calls
+template <typename Count>
+Reaction reactionTo(Call aCall, Count aCount)
+{
+    try
+    {
+        return aCount();
+    }
+    catch (std::bad_alloc const&)
+    {
+        if (!isRelease(aCall))
+        {
+            throw;
+        }
+        return {};
+    }
+}
 
 /// @return the status that the call must return; nothing when it answers as usual
 std::optional<HBA_STATUS> statusOf(Reaction const& aReaction);

@@ -3,25 +3,18 @@
 /// fail.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "simulator/control/MemoryFile.h"
+#include "simulator/control/SharedCounts.h"
 #include "simulator/scenario/Calls.h"
 
 namespace qzsim
 {
-/// 32 bits, because some machines have no lock-free 64-bit counter.
-using StrikeCount = std::atomic<std::uint32_t>;
-static_assert(StrikeCount::is_always_lock_free, "processes cannot share a lock");
-
-/// One count per fault, in scenario order, then those of faults that are added while programs run, and one per function,
-/// in a file that all processes map. A count survives the
-/// process that made it.
+/// One count per fault, in scenario order, then those of faults that are added while programs run, and one per function.
 class Strikes
 {
 public:
@@ -46,11 +39,11 @@ public:
 
     static std::size_t sizeOfFile(std::size_t aFaults)
     {
-        return (aFaults + mostAddedFaults + numberOfCalls) * sizeof(StrikeCount);
+        return (aFaults + mostAddedFaults + numberOfCalls) * sizeof(SharedCount);
     }
 
 private:
-    std::shared_ptr<StrikeCount[]> mCounts;
+    SharedCounts mCounts;
     std::size_t mSize = 0;
 };
 

@@ -127,6 +127,7 @@ unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
     if (!mEnvironment)
     {
         EventSource::Feed const feed = [this] { return takeEvents(); };
+        mPlace.assign(1, nullptr);
         mEnvironment = std::make_shared<DiagnosticEnvironment>(
             diagnostics(), mWorld->canChange() ? feed : EventSource::Feed());
     }
@@ -135,7 +136,8 @@ unsigned int DiagnosticSimulation::open(void* aTable, unsigned int aCapacity)
 
 void DiagnosticSimulation::close()
 {
-    std::list<Environment> closed;
+    Environment own;
+    bool isInCallback = false;
     {
         std::unique_lock lock(mMutex);
         advance(lock);
@@ -146,20 +148,21 @@ void DiagnosticSimulation::close()
         dropEnded();
         if (mEnvironment)
         {
+            own = mEnvironment;
             closeEnvironment();
-            closed.push_back(mClosed.back());
         }
-        // Other threads may be closing environments. A callback does not wait for them, because they may wait for it.
-        if (std::none_of(mClosed.begin(), mClosed.end(),
-                         [](Environment const& aEnvironment)
-                         { return aEnvironment->registrations().isInCallback(); }))
-        {
-            closed = mClosed;
-        }
+        isInCallback = std::any_of(mClosed.begin(), mClosed.end(),
+                                   [](Environment const& aEnvironment)
+                                   { return aEnvironment->registrations().isInCallback(); });
     }
-    for (Environment const& environment : closed)
+    if (own)
     {
-        environment->registrations().awaitCallbacks();
+        own->registrations().awaitCallbacks();
+    }
+    // Other threads may be closing environments. A callback does not wait for them, because they may wait for it.
+    while (Environment const busy = isInCallback ? nullptr : busyEnvironment())
+    {
+        busy->registrations().awaitCallbacks();
     }
 }
 
@@ -241,7 +244,7 @@ void DiagnosticSimulation::end() noexcept
         {
             closeEnvironment();
         }
-        closed.swap(mClosed);
+        closed.splice(closed.end(), mClosed);
         mWorld.reset();
         mScenario.reset();
         mFaults = {};
@@ -276,7 +279,7 @@ void DiagnosticSimulation::afterForkInChild()
     if (mEnvironment)
     {
         mEnvironment->afterForkInChild();
-        mAbandoned.push_back(std::exchange(mEnvironment, nullptr));
+        retireTo(mAbandoned);
     }
     mMutex.unlock();
 }
@@ -339,10 +342,20 @@ std::vector<EventSeries> DiagnosticSimulation::takeEvents()
     return mWorld->isPaused() ? std::vector<EventSeries>() : std::exchange(mEvents, {});
 }
 
+Reaction DiagnosticSimulation::count(Call aCall, std::string const& aBoard)
+{
+    return reactionTo(aCall,
+                      [&]
+                      {
+                          Reaction reaction = mFaults.next(aCall, aBoard);
+                          mWorld->called(aCall, mFaults.callsOf(aCall), timeSinceStart());
+                          return reaction;
+                      });
+}
+
 Reaction DiagnosticSimulation::react(Call aCall, std::unique_lock<std::mutex>& aLock)
 {
-    Reaction reaction = mFaults.next(aCall);
-    mWorld->called(aCall, mFaults.callsOf(aCall), timeSinceStart());
+    Reaction reaction = count(aCall);
     aLock.unlock();
     printAndWait(reaction);
     aLock.lock();
@@ -394,8 +407,7 @@ unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aActio
         {
             return refusal;
         }
-        reaction = mFaults.next(aRequest.mCall, std::to_string(aRequest.mBoard));
-        mWorld->called(aRequest.mCall, mFaults.callsOf(aRequest.mCall), timeSinceStart());
+        reaction = count(aRequest.mCall, std::to_string(aRequest.mBoard));
         environment = mEnvironment;
         scenario = mScenario;
     }
@@ -408,7 +420,22 @@ unsigned int DiagnosticSimulation::answer(Request const& aRequest, Action aActio
 void DiagnosticSimulation::closeEnvironment()
 {
     mEnvironment->close();
-    mClosed.push_back(std::exchange(mEnvironment, nullptr));
+    retireTo(mClosed);
+}
+
+void DiagnosticSimulation::retireTo(std::list<Environment>& aList)
+{
+    mPlace.front() = std::exchange(mEnvironment, nullptr);
+    aList.splice(aList.end(), mPlace);
+}
+
+DiagnosticSimulation::Environment DiagnosticSimulation::busyEnvironment()
+{
+    std::lock_guard const lock(mMutex);
+    auto const busy = std::find_if(mClosed.begin(), mClosed.end(),
+                                   [](Environment const& aEnvironment)
+                                   { return aEnvironment->registrations().isCallbackRunning(); });
+    return busy == mClosed.end() ? nullptr : *busy;
 }
 
 void DiagnosticSimulation::dropEnded()

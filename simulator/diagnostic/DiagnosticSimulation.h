@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <hbaapi.h>
@@ -103,7 +104,10 @@ private:
     /// @return the boards and versions
     Diagnostics const& diagnostics() const { return mScenario->mDiagnostics; }
 
-    /// Counts the call. Releases the lock while it prints and waits as the fault that covers it says.
+    /// Counts the call.
+    Reaction count(Call aCall, std::string const& aBoard = {});
+
+    /// Same as above. Releases the lock while it prints and waits as the fault that covers it says.
     Reaction react(Call aCall, std::unique_lock<std::mutex>& aLock);
 
     /// @return whether this is a driver information record of the version that the scenario requires
@@ -121,6 +125,12 @@ private:
     /// Closes the open environment: none of its callbacks starts after this.
     void closeEnvironment();
 
+    /// Moves the open environment, whose threads may still run, to the end of a list.
+    void retireTo(std::list<Environment>& aList);
+
+    /// @return a closed environment with a running callback; null for none
+    Environment busyEnvironment();
+
     /// Destroys the closed environments whose threads have all ended.
     void dropEnded();
 
@@ -130,7 +140,8 @@ private:
     std::shared_ptr<Scenario const> mScenario;  ///< null without a world
     std::vector<EventSeries> mEvents;           ///< that changes have sent
     Environment mEnvironment;                   ///< null when no environment is open
-    std::list<Environment> mClosed = {};        ///< closed environments with threads that may still run
-    std::list<Environment> mAbandoned = {};     ///< environments with threads that cannot be joined
+    std::list<Environment> mPlace = {};      ///< of the open environment in mClosed: closing needs no memory
+    std::list<Environment> mClosed = {};     ///< closed environments with threads that may still run
+    std::list<Environment> mAbandoned = {};  ///< environments with threads that cannot be joined
 };
 }  // namespace qzsim

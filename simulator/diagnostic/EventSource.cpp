@@ -9,6 +9,7 @@
 #include <new>
 #include <utility>
 
+#include "simulator/control/ExceptionMemory.h"
 #include "simulator/control/SignalBlock.h"
 #include "simulator/include/QzEvent.h"
 #include "simulator/scenario/EventTimes.h"
@@ -93,6 +94,7 @@ bool EventSource::join()
 
 void EventSource::run()
 {
+    reserveMemoryForExceptions();
     if (mFeed)
     {
         runFeed();

@@ -162,6 +162,12 @@ bool Registrations::isInCallback()
                        { return aRunning.mThread == self; });
 }
 
+bool Registrations::isCallbackRunning()
+{
+    std::lock_guard const lock(mMutex);
+    return !mRunning.empty();
+}
+
 std::optional<Registrations::RunningList::iterator> Registrations::enter(Entry const& aEntry)
 {
     std::lock_guard const lock(mMutex);

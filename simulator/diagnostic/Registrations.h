@@ -75,6 +75,8 @@ public:
     /// @return whether a callback makes this call
     bool isInCallback();
 
+    bool isCallbackRunning();
+
     /// @name Around a fork
     /// Between lock and unlock no other thread changes the state, so the child process gets a consistent copy.
     /// @{

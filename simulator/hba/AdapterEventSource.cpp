@@ -12,6 +12,7 @@
 #include <new>
 #include <utility>
 
+#include "simulator/control/ExceptionMemory.h"
 #include "simulator/control/SignalBlock.h"
 #include "simulator/scenario/EventTimes.h"
 #include "simulator/scenario/Wwn.h"
@@ -82,6 +83,7 @@ struct AdapterEventSource::State
 
 void AdapterEventSource::State::run()
 {
+    reserveMemoryForExceptions();
     std::unique_lock lock(mMutex);
     while (!mIsStopped)
     {

@@ -433,11 +433,16 @@ Reaction HbaSimulation::react(Call aCall, std::string const& aAdapter, std::stri
     Reaction reaction;
     {
         std::lock_guard const lock(mMutex);
-        reaction = mFaults.next(aCall, aAdapter, aPort);
-        if (mLoaded)
-        {
-            mLoaded->mWorld.called(aCall, mFaults.callsOf(aCall), timeSinceStart());
-        }
+        reaction = reactionTo(aCall,
+                              [&]
+                              {
+                                  Reaction counted = mFaults.next(aCall, aAdapter, aPort);
+                                  if (mLoaded)
+                                  {
+                                      mLoaded->mWorld.called(aCall, mFaults.callsOf(aCall), timeSinceStart());
+                                  }
+                                  return counted;
+                              });
     }
     printAndWait(reaction);
     return reaction;

@@ -17,7 +17,7 @@ struct QZ_event
 /// Matches every category, or every subcategory, when a registration specifies it. No event has this number.
 constexpr unsigned int QZ_ANY_CATEGORY = 0xff;
 
-/// Name of a function that libqzsim.so exports. A real diagnostic library has none of this name.
+/// Name of a function that libqzsim-vqm.so exports. A real diagnostic library has none of this name.
 constexpr char const* QZ_SIMULATOR_MARKER = "QZSIM_IsSimulator";
 
 /// Results of the calls of the diagnostic library. When several apply, a call returns the lowest. A fault of the

@@ -6,5 +6,5 @@
 extern "C" void* dlopen(char const* aPath, int aMode)
 {
     qzsim::Dlopen* const next = qzsim::nextDlopen();
-    return next(qzsim::redirectedPath(aPath), qzsim::redirectedMode(aPath, aMode));
+    return next(qzsim::redirectedPath(aPath, aMode), qzsim::redirectedMode(aPath, aMode));
 }

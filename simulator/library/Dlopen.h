@@ -12,10 +12,11 @@ using Dlopen = void*(char const*, int);
 /// @return the dlopen that comes after that of this library
 Dlopen* nextDlopen();
 
-char const* redirectedPath(char const* aPath);
-
 /// @param aPath the path that the program opens
+/// @{
+char const* redirectedPath(char const* aPath, int aMode);
 int redirectedMode(char const* aPath, int aMode);
+/// @}
 
 #pragma GCC visibility pop
 }  // namespace qzsim

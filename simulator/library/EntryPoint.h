@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "simulator/control/ExceptionMemory.h"
 #include "toml/TomlValue.h"
 
 namespace qzsim
@@ -14,6 +15,7 @@ namespace qzsim
 template <typename Answer, typename Action>
 Answer answerOf(Answer aFailure, Action aAction) noexcept
 {
+    reserveMemoryForExceptions();
     try
     {
         return aAction();

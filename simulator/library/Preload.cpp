@@ -1,6 +1,7 @@
 // The library that is preloaded into the program. It replaces three functions of the C library, each for one purpose:
 // - dlopen: the path of the vendor library leads to the simulated one.
 // - fopen and fopen64: the common library of the HBA API reads a configuration that names the simulated HBA library.
+// While a program is recorded, or a recording replayed, libqzsim-recording.so decides about both.
 // Every other call passes through. The program never notices this library: it looks up the next functions once, at load,
 // and so leaves a pending dlerror alone. It is compiled without instrumentation and uses only the C library, because it
 // comes before the runtimes of sanitizers and of C++.
@@ -13,6 +14,7 @@
 #include <dlfcn.h>
 
 #include "simulator/library/Dlopen.h"
+#include "simulator/library/RecordedEntryPoints.h"
 #include "simulator/library/Redirection.h"
 
 namespace
@@ -25,6 +27,7 @@ struct Redirections
 {
     char const* mVendorLibrary;
     char const* mHbaLibrary;
+    char const* mRecordingLibrary;
     char mConfiguration[512];
     void const* mForwarder;  ///< start of the object that defines the functions of the common library at load
     void const*
@@ -33,6 +36,8 @@ struct Redirections
     Dlopen* mDlopen;   ///< the function that comes after that of this library
     Fopen* mFopen;
     Fopen* mFopen64;
+    decltype(&QZSIM_PathToOpen) mPathToOpen;  ///< null until the program opens one of the libraries
+    decltype(&QZSIM_Configuration) mRecordedConfiguration;
 };
 
 Redirections gRedirections;
@@ -50,6 +55,7 @@ void const* objectOf(void const* aCode)
     Redirections& all = gRedirections;
     all.mVendorLibrary = std::getenv(qzsim::vendorLibraryVariable);
     all.mHbaLibrary = std::getenv(qzsim::hbaLibraryVariable);
+    all.mRecordingLibrary = std::getenv(qzsim::recordingLibraryVariable);
     if (all.mHbaLibrary != nullptr)
     {
         std::snprintf(all.mConfiguration, sizeof all.mConfiguration, "qzsim %s\n", all.mHbaLibrary);
@@ -90,15 +96,73 @@ bool isInCommonLibrary(void const* aCode)
     return std::strncmp(slash == nullptr ? caller.dli_fname : slash + 1, name, sizeof name - 1) == 0;
 }
 
+/// The library stays loaded: the program may close the libraries that it has the place of.
+bool loadRecordingLibrary()
+{
+    Redirections& all = gRedirections;
+    if (all.mRecordingLibrary != nullptr && all.mPathToOpen == nullptr)
+    {
+        void* const library = all.mDlopen(all.mRecordingLibrary, RTLD_LAZY | RTLD_NODELETE);
+        if (library == nullptr)
+        {
+            std::fprintf(stderr, "qzsim: %s\n", ::dlerror());
+            all.mRecordingLibrary = nullptr;
+            return false;
+        }
+        all.mRecordedConfiguration =
+            reinterpret_cast<decltype(&QZSIM_Configuration)>(::dlsym(library, "QZSIM_Configuration"));
+        all.mPathToOpen = reinterpret_cast<decltype(&QZSIM_PathToOpen)>(::dlsym(library, "QZSIM_PathToOpen"));
+    }
+    return all.mPathToOpen != nullptr;
+}
+
+std::FILE* openText(char const* aText)
+{
+    // It is only read.
+    return ::fmemopen(const_cast<char*>(aText), std::strlen(aText), "r");
+}
+
+/// @return what the common library reads, unless it is recorded or replayed
+std::FILE* openConfiguration(Fopen* aNext, char const* aPath, char const* aMode)
+{
+    char const* const configuration = gRedirections.mConfiguration;
+    return *configuration == '\0' ? aNext(aPath, aMode) : openText(configuration);
+}
+
 std::FILE* openFor(void const* aCaller, Fopen* aNext, char const* aPath, char const* aMode)
 {
-    char* const configuration = gRedirections.mConfiguration;
-    if (*configuration != '\0' && aPath != nullptr && std::strcmp(aPath, "/etc/hba.conf") == 0 &&
-        isInCommonLibrary(aCaller))
+    bool const isReplaced =
+        gRedirections.mHbaLibrary != nullptr || gRedirections.mRecordingLibrary != nullptr;
+    if (!isReplaced || aPath == nullptr || std::strcmp(aPath, "/etc/hba.conf") != 0 ||
+        !isInCommonLibrary(aCaller))
     {
-        return ::fmemopen(configuration, std::strlen(configuration), "r");
+        return aNext(aPath, aMode);
     }
-    return aNext(aPath, aMode);
+    std::FILE* const file = openConfiguration(aNext, aPath, aMode);
+    if (!loadRecordingLibrary())
+    {
+        return file;
+    }
+    char const* const recorded = gRedirections.mRecordedConfiguration(file);
+    if (file != nullptr)
+    {
+        std::fclose(file);
+    }
+    errno = ENOENT;
+    return recorded == nullptr ? nullptr : openText(recorded);
+}
+
+char const* simulatedPath(char const* aPath)
+{
+    char const* const vendorLibrary = gRedirections.mVendorLibrary;
+    bool const isVendorLibrary =
+        aPath != nullptr && vendorLibrary != nullptr && std::strcmp(aPath, qzsim::vendorLibraryPath) == 0;
+    return isVendorLibrary ? vendorLibrary : aPath;
+}
+
+void* openUnrecorded(char const* aPath, int aMode)
+{
+    return gRedirections.mDlopen(simulatedPath(aPath), qzsim::redirectedMode(aPath, aMode));
 }
 }  // namespace
 
@@ -106,12 +170,15 @@ namespace qzsim
 {
 Dlopen* nextDlopen() { return redirections().mDlopen; }
 
-char const* redirectedPath(char const* aPath)
+char const* redirectedPath(char const* aPath, int aMode)
 {
-    char const* const vendorLibrary = redirections().mVendorLibrary;
-    bool const isVendorLibrary =
-        aPath != nullptr && vendorLibrary != nullptr && std::strcmp(aPath, vendorLibraryPath) == 0;
-    return isVendorLibrary ? vendorLibrary : aPath;
+    Redirections const& all = redirections();
+    // The other libraries are known once the configuration has been read.
+    bool const mayBeRecorded = aPath != nullptr && all.mRecordingLibrary != nullptr &&
+                               (all.mPathToOpen != nullptr || std::strcmp(aPath, vendorLibraryPath) == 0) &&
+                               loadRecordingLibrary();
+    char const* const recorded = mayBeRecorded ? all.mPathToOpen(aPath, aMode, openUnrecorded) : aPath;
+    return recorded == aPath ? simulatedPath(aPath) : recorded;
 }
 
 int redirectedMode(char const* aPath, int aMode)

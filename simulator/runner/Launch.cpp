@@ -40,6 +40,7 @@ constexpr char const* unfitForPreload = " \t\n:$";
 constexpr char const* hbaLibraryName = "libqzsim-hba.so";
 constexpr char const* vendorLibraryName = "libqzsim-vqm.so";
 constexpr char const* keptLibraryName = "libqzsim-vqm-kept.so";
+constexpr char const* recordingLibraryName = "libqzsim-recording.so";
 
 // The common library rejects longer paths.
 constexpr std::size_t longestHbaLibraryPath = 255;
@@ -90,21 +91,32 @@ void checkKind(std::string const& aLibrary)
     }
 }
 
+void checkCompanion(std::string const& aLibrary, char const* aName)
+{
+    if (!fs::is_regular_file(fs::path(aLibrary).parent_path() / aName))
+    {
+        refuseLibrary(aLibrary, fmt::format("its folder has no {}", aName));
+    }
+}
+
 void checkCompanions(std::string const& aLibrary)
 {
     fs::path const folder = fs::path(aLibrary).parent_path();
     for (char const* const name : {hbaLibraryName, vendorLibraryName, keptLibraryName})
     {
-        if (!fs::is_regular_file(folder / name))
-        {
-            refuseLibrary(aLibrary, fmt::format("its folder has no {}", name));
-        }
+        checkCompanion(aLibrary, name);
     }
     if ((folder / hbaLibraryName).native().size() > longestHbaLibraryPath)
     {
         refuseLibrary(aLibrary, fmt::format("the path of {} in its folder must not be longer than {} bytes",
                                             hbaLibraryName, longestHbaLibraryPath));
     }
+}
+
+void preload(std::string const& aLibrary)
+{
+    putFirst(preloadVariable, aLibrary);
+    putFirst(sanitizerVariable, sanitizerOption);
 }
 
 /// @return the path that replaces the path of the vendor library
@@ -214,14 +226,28 @@ void inject(Injection const& aInjection)
     checkPath(library);
     checkKind(library);
     checkCompanions(library);
-    putFirst(preloadVariable, library);
-    putFirst(sanitizerVariable, sanitizerOption);
+    preload(library);
     setVariable(hbaLibraryVariable, folder / hbaLibraryName);
     setVariable(vendorLibraryVariable, vendorLibraryFor(aInjection, folder));
     setVariable(scenarioVariable, aInjection.mScenario);
+    setVariable(scenarioNameVariable, aInjection.mScenarioName);
     setVariable(strikesVariable, aInjection.mStrikes);
     setVariable(journalVariable, aInjection.mJournal);
     setVariable(startVariable, startTime());
+}
+
+void injectRecording(fs::path const& aLibrary, Variables const& aVariables)
+{
+    std::string const library = fs::absolute(aLibrary);
+    checkPath(library);
+    checkKind(library);
+    checkCompanion(library, recordingLibraryName);
+    preload(library);
+    setVariable(recordingLibraryVariable, fs::path(library).parent_path() / recordingLibraryName);
+    for (auto const& [name, value] : aVariables)
+    {
+        setVariable(name, value);
+    }
 }
 
 int becomeProgram(std::vector<std::string> aCommand)

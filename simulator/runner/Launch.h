@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulator/scenario/Diagnostics.h"
@@ -27,7 +28,9 @@ struct Injection
     std::string mStrikes;   ///< file in which the libraries count the strikes of faults; empty for none
     VendorLibrary mVendorLibrary;  ///< what the path of the vendor library leads to
     bool mIsKeptLoaded;            ///< whether the vendor library stays loaded after dlclose
-    std::string mJournal = {};     ///< file of the changes that all processes share; empty for none
+    std::string mScenarioName =
+        {};  ///< that messages show instead of the path of the scenario; empty for the path
+    std::string mJournal = {};  ///< file of the changes that all processes share; empty for none
 };
 
 /// @return the libqzsim.so that was built or installed with this program
@@ -37,6 +40,14 @@ std::filesystem::path findLibrary();
 /// Sets the environment so that programs started after this use the simulated libraries.
 /// @throws LaunchError when the library cannot be preloaded: the dynamic linker would start the program without it
 void inject(Injection const& aInjection);
+
+/// Environment variables and their values.
+using Variables = std::vector<std::pair<char const*, std::string>>;
+
+/// Sets the environment so that programs started after this use the library that records and replays.
+/// @param aLibrary libqzsim.so
+/// @throws LaunchError when the library cannot be preloaded
+void injectRecording(std::filesystem::path const& aLibrary, Variables const& aVariables);
 
 /// Replaces this process by the program.
 /// @return the error number when the program cannot be started; otherwise this does not return

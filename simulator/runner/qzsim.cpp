@@ -2,12 +2,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -16,9 +14,10 @@
 #include "simulator/control/ControlSocket.h"
 #include "simulator/control/EnvironmentVariables.h"
 #include "simulator/control/MemoryFile.h"
-#include "simulator/control/StandardOutput.h"
 #include "simulator/control/Strikes.h"
+#include "simulator/runner/CommandLine.h"
 #include "simulator/runner/Launch.h"
+#include "simulator/runner/Recordings.h"
 #include "simulator/scenario/Scenario.h"
 #include "simulator/scenario/ScenarioReader.h"
 #include "simulator/world/Commands.h"
@@ -30,14 +29,11 @@ namespace fs = std::filesystem;
 
 namespace
 {
-enum ExitStatus
-{
-    good = 0,
-    misused = 2,
-    unfinishedStatus = 3,
-    notExecutable = 126,
-    notFound = 127
-};
+using qzsim::commandIn;
+using qzsim::good;
+using qzsim::refuseEmpty;
+using qzsim::refuseProgram;
+using qzsim::unfinishedStatus;
 
 constexpr char const* description =
     "Runs PROGRAM with simulated Fibre Channel adapters instead of the adapters of the host. PROGRAM needs "
@@ -75,7 +71,10 @@ public:
     std::string make_usage(CLI::App const*, std::string) const override
     {
         return "Usage: qzsim --scenario FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
-               "       qzsim --scenario FILE --check\n";
+               "       qzsim --scenario FILE --check\n"
+               "       qzsim record --output FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
+               "       qzsim replay FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]\n"
+               "       qzsim convert FILE\n";
     }
 };
 
@@ -89,23 +88,6 @@ struct Options
     bool mKeepLoaded = false;
     std::vector<std::string> mCommand;
 };
-
-std::string refuseEmpty(std::string const& aPath) { return aPath.empty() ? "a path is expected" : ""; }
-
-/// @return PROGRAM and its arguments: everything from the first argument that is not an option
-std::vector<std::string> commandIn(CLI::App const& aParser)
-{
-    std::vector<std::string> command = aParser.remaining();
-    if (!command.empty() && command.front() == "--")
-    {
-        command.erase(command.begin());
-    }
-    else if (!command.empty() && command.front().rfind('-', 0) == 0)
-    {
-        throw CLI::ExtrasError({command.front()});
-    }
-    return command;
-}
 
 void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
 {
@@ -154,13 +136,6 @@ void parse(CLI::App& aParser, Options& aOptions, int aCount, char** aArguments)
     }
 }
 
-int refuseProgram(std::string const& aProgram, int aError)
-{
-    fmt::print(stderr, "qzsim: cannot run {}: {}\n", tomlfile::inQuotes(aProgram),
-               std::generic_category().message(aError));
-    return aError == ENOENT ? notFound : notExecutable;
-}
-
 int run(Options const& aOptions, qzsim::Injection const& aInjection)
 {
     qzsim::inject(aInjection);
@@ -183,12 +158,10 @@ bool reportUnfinished(qzsim::World& aWorld, qzsim::Strikes const& aStrikes)
 /// @param aContent of the scenario
 int runAsChild(Options const& aOptions, qzsim::Injection aInjection, std::string const& aContent)
 {
-    std::optional<qzsim::MemoryFile> copy;
-    if (!fs::is_regular_file(aOptions.mScenario))
-    {
-        copy.emplace(aContent);
-        aInjection.mScenario = copy->path();
-    }
+    // Libraries that are loaded later must read the same scenario as the world below, even if the file has changed.
+    qzsim::MemoryFile const copy(aContent);
+    aInjection.mScenario = copy.path();
+    aInjection.mScenarioName = aOptions.mScenario;
     qzsim::JournalFile const journalFile;
     qzsim::World world(tomlfile::readToml(aOptions.mScenario, aContent), qzsim::Journal(journalFile.path()));
     std::size_t const faults = world.original().mFaults.size();
@@ -240,35 +213,20 @@ int checkAndRun(Options const& aOptions)
                          !fs::is_regular_file(aOptions.mScenario);
     return isChild ? runAsChild(aOptions, injection, content) : run(aOptions, injection);
 }
-
-/// @param aStatus the exit status if the output was written
-int finishOutput(int aStatus) { return qzsim::finishOutput("qzsim") ? aStatus : misused; }
 }  // namespace
 
 int main(int aCount, char** aArguments)
 {
+    if (aCount > 1 && qzsim::isRecordingCommand(aArguments[1]))
+    {
+        return qzsim::performRecordingCommand(aCount, aArguments);
+    }
     CLI::App parser(description, "qzsim");
-    try
-    {
-        Options options;
-        parse(parser, options, aCount, aArguments);
-        return finishOutput(checkAndRun(options));
-    }
-    catch (CLI::Success const& request)  // --help and --version
-    {
-        return finishOutput(parser.exit(request));
-    }
-    catch (CLI::ParseError const& error)
-    {
-        fmt::print(stderr, "qzsim: {}; see qzsim --help\n", tomlfile::escaped(error.what()));
-    }
-    catch (qzsim::LaunchError const& error)
-    {
-        fmt::print(stderr, "qzsim: {}\n", error.what());
-    }
-    catch (std::exception const& error)
-    {
-        fmt::print(stderr, "qzsim: {}\n", tomlfile::escaped(error.what()));
-    }
-    return misused;
+    return qzsim::statusOf(parser,
+                           [&]
+                           {
+                               Options options;
+                               parse(parser, options, aCount, aArguments);
+                               return checkAndRun(options);
+                           });
 }

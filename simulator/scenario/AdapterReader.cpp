@@ -33,59 +33,7 @@ using tomlfile::Named;
 using tomlfile::Presence;
 using tomlfile::TomlValue;
 
-// <hbaapi.h> ends at 10 Gbit. The numbers of the other speeds are those of the current HBA API, which are also the bits
-// of the Fabric-Device Management Interface.
-constexpr Named<HBA_PORTSPEED> portSpeeds[] = {
-    {"UNKNOWN", HBA_PORTSPEED_UNKNOWN},
-    {"1GBIT", HBA_PORTSPEED_1GBIT},
-    {"2GBIT", HBA_PORTSPEED_2GBIT},
-    {"4GBIT", 0x0008},
-    {"8GBIT", 0x0010},
-    {"10GBIT", HBA_PORTSPEED_10GBIT},
-    {"16GBIT", 0x0020},
-    {"20GBIT", 0x0080},
-    {"32GBIT", 0x0040},
-    {"40GBIT", 0x0100},
-    {"64GBIT", 0x0400},
-    {"128GBIT", 0x0200},
-    {"NOT_NEGOTIATED", HBA_PORTSPEED_NOT_NEGOTIATED},
-};
-
 constexpr Named<LunStyle> lunStyles[] = {{"scsi", LunStyle::scsi}, {"integer", LunStyle::integer}};
-
-HBA_PORTSPEED speedOf(TomlValue const& aValue)
-{
-    return readFoundOrNumber(
-        aValue, [](std::string_view aName) { return valueNamed(aName, portSpeeds); },
-        fmt::format("one of {} or a number from 0 to {}", namesIn(portSpeeds), highestNumber));
-}
-
-void readSpeed(TomlValue const& aValue, Port& aPort) { aPort.mAttributes.PortSpeed = speedOf(aValue); }
-
-void readSupportedSpeeds(TomlValue const& aValue, Port& aPort)
-{
-    for (TomlValue const& value : aValue.as<TomlValue::Array>("a list of speeds"))
-    {
-        HBA_PORTSPEED const speed = speedOf(value);
-        if (speed == HBA_PORTSPEED_NOT_NEGOTIATED)
-        {
-            value.refuse("a speed that can be negotiated");
-        }
-        aPort.mAttributes.PortSupportedSpeed |= speed;
-    }
-}
-
-template <auto field>
-void fc4Types(TomlValue const& aValue, Port& aPort)
-{
-    constexpr std::uint32_t highestType = 0xff;
-    HBA_FC4TYPES types{};
-    for (TomlValue const& type : aValue.as<TomlValue::Array>("a list of FC-4 types"))
-    {
-        addFc4Type(types, readNumber(type, 0, highestType));
-    }
-    aPort.mAttributes.*field = types;
-}
 
 // "remote" comes after the fabric name, which remote ports inherit. It sets the number of discovered ports.
 constexpr Key<Port> portKeys[] = {
@@ -96,12 +44,13 @@ constexpr Key<Port> portKeys[] = {
     {"state", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortState, portStates>},
     {"supported_classes", Presence::optional,
      attributeNumber<&HBA_PORTATTRIBUTES::PortSupportedClassofService, highestNumber>},
-    {"supported_fc4_types", Presence::optional, fc4Types<&HBA_PORTATTRIBUTES::PortSupportedFc4Types>},
-    {"active_fc4_types", Presence::optional, fc4Types<&HBA_PORTATTRIBUTES::PortActiveFc4Types>},
+    {"supported_fc4_types", Presence::optional,
+     attributeFc4Types<&HBA_PORTATTRIBUTES::PortSupportedFc4Types>},
+    {"active_fc4_types", Presence::optional, attributeFc4Types<&HBA_PORTATTRIBUTES::PortActiveFc4Types>},
     {"symbolic_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::PortSymbolicName>},
     {"os_device_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::OSDeviceName>},
-    {"supported_speeds", Presence::optional, readSupportedSpeeds},
-    {"speed", Presence::optional, readSpeed},
+    {"supported_speeds", Presence::optional, attributeSupportedSpeeds},
+    {"speed", Presence::optional, attributeSpeed},
     {"max_frame_size", Presence::optional,
      attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
     {"fabric_name", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},

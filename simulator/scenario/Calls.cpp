@@ -113,5 +113,12 @@ Content contentOf(Call aCall) { return entryOf(aCall).mContent; }
 
 bool concernsTarget(Call aCall) { return entryOf(aCall).mConcern == Concern::target; }
 
+bool isRelease(Call aCall)
+{
+    constexpr Call releases[] = {Call::freeLibrary, Call::closeAdapter,       Call::removeCallback,
+                                 Call::freeDiagEnv, Call::unregisterForEvent, Call::quazorUnregisterForEvent};
+    return std::find(std::begin(releases), std::end(releases), aCall) != std::end(releases);
+}
+
 bool concernsBoard(Call aCall) { return entryOf(aCall).mConcern == Concern::board; }
 }  // namespace qzsim

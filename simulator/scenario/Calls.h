@@ -88,6 +88,9 @@ bool concernsTarget(Call aCall);
 
 Content contentOf(Call aCall);
 
+/// @return whether the call gives back what another call has given
+bool isRelease(Call aCall);
+
 /// @return whether the call concerns one board of the diagnostic library
 bool concernsBoard(Call aCall);
 }  // namespace qzsim

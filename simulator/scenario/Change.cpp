@@ -57,7 +57,7 @@ std::string Change::summary() const
     {
         parts.push_back(fmt::format("adapter_event {}", tomlfile::tomlText(*mAdapterEvent)));
     }
-    return fmt::format("{}", fmt::join(parts, ", "));
+    return tomlfile::escaped(fmt::format("{}", fmt::join(parts, ", ")));
 }
 
 std::string Change::table() const

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <string_view>
 
+#include <fmt/format.h>
 #include <hbaapi.h>
 
 #include "simulator/scenario/WwnReader.h"
@@ -60,14 +62,42 @@ void attributeNumber(tomlfile::TomlValue const& aValue, Record& aRecord)
     aRecord.mAttributes.*field = tomlfile::readNumber(aValue, 0, highest);
 }
 
+/// Reads a name, or a number: libraries return others than those with names.
 template <auto field, auto const& table, typename Record>
 void attributeNamed(tomlfile::TomlValue const& aValue, Record& aRecord)
 {
-    aRecord.mAttributes.*field = tomlfile::readNamed(aValue, table);
+    aRecord.mAttributes.*field = readFoundOrNumber(
+        aValue, [](std::string_view aName) { return valueNamed(aName, table); },
+        fmt::format("one of {} or a number from 0 to {}", namesIn(table), tomlfile::highestNumber));
 }
 
 /// Adds an FC-4 type to the list of a port.
 void addFc4Type(HBA_FC4TYPES& aTypes, std::uint32_t aType);
+
+HBA_FC4TYPES readFc4Types(tomlfile::TomlValue const& aValue);
+
+HBA_PORTSPEED readSpeed(tomlfile::TomlValue const& aValue);
+
+/// @return the bits of a list of speeds
+HBA_PORTSPEED readSpeeds(tomlfile::TomlValue const& aValue);
+
+template <auto field, typename Record>
+void attributeFc4Types(tomlfile::TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mAttributes.*field = readFc4Types(aValue);
+}
+
+template <typename Record>
+void attributeSpeed(tomlfile::TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mAttributes.PortSpeed = readSpeed(aValue);
+}
+
+template <typename Record>
+void attributeSupportedSpeeds(tomlfile::TomlValue const& aValue, Record& aRecord)
+{
+    aRecord.mAttributes.PortSupportedSpeed = readSpeeds(aValue);
+}
 
 /// @return the attributes of a port for which the scenario gives only its names
 HBA_PORTATTRIBUTES usualPort(HBA_WWN const& aNode, HBA_WWN const& aFabric);

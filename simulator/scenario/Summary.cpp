@@ -10,11 +10,14 @@
 #include "simulator/scenario/Scenario.h"
 #include "simulator/scenario/Statuses.h"
 #include "simulator/scenario/Wwn.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
 namespace
 {
+using tomlfile::inQuotes;
+
 std::string counted(std::uint64_t aCount, char const* aThing)
 {
     return fmt::format("{} {}{}", aCount, aThing, aCount == 1 ? "" : "s");
@@ -45,7 +48,7 @@ std::string summaryOf(Adapter const& aAdapter)
         remotePorts += port.mRemotePorts.size();
         reportedRemotePorts += port.mAttributes.NumberofDiscoveredPorts;
     }
-    return fmt::format("\"{}\" with {}, {}, {}", aAdapter.mName,
+    return fmt::format("{} with {}, {}, {}", inQuotes(aAdapter.mName),
                        counted(aAdapter.mPorts.size(), "port", aAdapter.mAttributes.NumberOfPorts),
                        counted(remotePorts, "remote port", reportedRemotePorts),
                        counted(numberOfMappings(aAdapter), "LUN"));
@@ -68,7 +71,7 @@ std::string deviceOf(Fault const& aFault)
     {
         return "";
     }
-    return fmt::format(isDiagnostic(aFault.mCall) ? " for board {}" : " for \"{}\"", aFault.mDevice);
+    return isDiagnostic(aFault.mCall) ? " for board " + aFault.mDevice : " for " + inQuotes(aFault.mDevice);
 }
 
 std::string answerOf(Fault const& aFault)
@@ -88,9 +91,21 @@ std::string answerOf(Fault const& aFault)
                                                   : nameOf(HBA_STATUS{*reaction.mAnswer}));
 }
 
-std::string partOf(char const* aBefore, std::optional<std::uint32_t> const& aNumber, char const* aAfter = "")
+std::string partOf(char const* aBefore, std::optional<std::uint32_t> const& aNumber)
 {
-    return aNumber ? fmt::format("{}{}{}", aBefore, *aNumber, aAfter) : "";
+    return aNumber ? fmt::format("{}{}", aBefore, *aNumber) : "";
+}
+
+std::string atMost(std::optional<std::uint32_t> const& aNumber, char const* aThing, char const* aThings)
+{
+    return aNumber ? fmt::format(" with at most {} {}", *aNumber, *aNumber == 1 ? aThing : aThings) : "";
+}
+
+std::string withoutLast(std::uint32_t aNumber, char const* aThing)
+{
+    return aNumber == 0   ? ""
+           : aNumber == 1 ? fmt::format(" without the last {}", aThing)
+                          : fmt::format(" without the last {}", counted(aNumber, aThing));
 }
 
 /// @return what the fault does beyond its answer, each part with a leading blank
@@ -105,13 +120,9 @@ std::string additionsOf(Fault const& aFault)
         text += fmt::format(" with sense {:X}/{:02X}/{:02X}", reaction.mSense->mKey, reaction.mSense->mCode,
                             reaction.mSense->mQualifier);
     }
-    text += partOf(" with the count ", shape.mCount) + partOf(" with at most ", shape.mEntries, " entries");
-    text += shape.mMissing == 0
-                ? ""
-                : fmt::format(" without the last {}",
-                              counted(shape.mMissing, isDiagnostic(aFault.mCall) ? "board" : "LUN"));
-    text += partOf(" with the list length ", shape.mListLength) +
-            partOf(" with at most ", shape.mLength, " bytes");
+    text += partOf(" with the count ", shape.mCount) + atMost(shape.mEntries, "entry", "entries") +
+            withoutLast(shape.mMissing, isDiagnostic(aFault.mCall) ? "board" : "LUN");
+    text += partOf(" with the list length ", shape.mListLength) + atMost(shape.mLength, "byte", "bytes");
     text += shape.mHasGarbage ? " with garbage behind the content" : "";
     if (reaction.mLongestDelayMs != 0)
     {
@@ -121,22 +132,23 @@ std::string additionsOf(Fault const& aFault)
     }
     if (!reaction.mLine.empty())
     {
-        text += fmt::format(" and print{} \"{}\"", aFault.mFirst == aFault.mLast ? "s" : "", reaction.mLine);
+        text += fmt::format(" and print{} {}", aFault.mFirst == aFault.mLast ? "s" : "",
+                            inQuotes(reaction.mLine));
     }
     return text;
 }
 
 std::string summaryOf(LunData const& aData)
 {
-    std::string const device = aData.mDevice ? fmt::format(", device \"{}\"", *aData.mDevice) : "";
+    std::string const device = aData.mDevice ? ", device " + inQuotes(*aData.mDevice) : "";
     std::string const luid =
         aData.mLuid.empty() ? "" : fmt::format(", LUID of {}", counted(aData.mLuid.size(), "byte"));
     std::string const statistics =
         aData.mStatistics ? fmt::format(", {}", counted(numberOfCounters(*aData.mStatistics), "counter"))
                           : "";
-    return fmt::format("\"{}\", \"{}\", \"{}\", {} of {} bytes{}{}{}", aData.mVendor, aData.mProduct,
-                       aData.mRevision, counted(aData.mBlocks, "block"), aData.mBlockSize, device, luid,
-                       statistics);
+    return fmt::format("{}, {}, {}, {} of {} bytes{}{}{}", inQuotes(aData.mVendor), inQuotes(aData.mProduct),
+                       inQuotes(aData.mRevision), counted(aData.mBlocks, "block"), aData.mBlockSize, device,
+                       luid, statistics);
 }
 
 /// @return one line for each target and LUN whose data differ from the default
@@ -239,7 +251,8 @@ std::string summaryOf(Fault const& aFault)
 {
     std::string const port = aFault.mPort.empty() ? "" : fmt::format(" to {}", aFault.mPort);
     return fmt::format("{} of {}{}{} {}{}{}", callsOf(aFault), nameOf(aFault.mCall), deviceOf(aFault), port,
-                       answerOf(aFault), additionsOf(aFault), aFault.mIsActive ? "" : ", when it is started");
+                       answerOf(aFault), additionsOf(aFault),
+                       aFault.mIsActive ? "" : ", inactive at the start");
 }
 
 std::string summaryOf(TimelineEntry const& aEntry)
@@ -272,7 +285,7 @@ std::string summaryOf(Scenario const& aScenario)
     summary += summaryOf(diagnostics);
     for (Fault const& fault : aScenario.mFaults)
     {
-        std::string const name = fault.mName.empty() ? "" : fmt::format(" \"{}\"", fault.mName);
+        std::string const name = fault.mName.empty() ? "" : ' ' + inQuotes(fault.mName);
         summary += fmt::format("fault{}: {}\n", name, summaryOf(fault));
     }
     for (TimelineEntry const& entry : aScenario.mTimeline)

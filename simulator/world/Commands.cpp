@@ -72,6 +72,18 @@ TomlValue tableOf(std::string aKey, TomlValue aValue)
     return {commandName, std::move(table)};
 }
 
+/// @param aName name of a fault, or its position
+void checkFault(std::string_view aName, Scenario const& aScenario)
+{
+    constexpr std::string_view digits = "0123456789";
+    if (aName.find_first_not_of(digits) != std::string_view::npos &&
+        std::none_of(aScenario.mFaults.begin(), aScenario.mFaults.end(),
+                     [aName](Fault const& aFault) { return aFault.mName == aName; }))
+    {
+        throw TomlError(fmt::format("no fault is named {}", tomlfile::inQuotes(aName)));
+    }
+}
+
 bool isTable(std::string_view aText) { return !aText.empty() && aText.front() == '{'; }
 
 TomlValue textValue(std::string_view aText) { return {commandName, TomlValue::Text(aText)}; }
@@ -86,7 +98,8 @@ std::vector<std::string> unfinished(World& aWorld, Strikes const& aStrikes, Worl
     for (std::size_t index = 0; index < present.size(); ++index)
     {
         bool const isAdded = index >= faults.size();
-        Fault const& fault = isAdded ? present[index] : faults[index];
+        Fault fault = isAdded ? present[index] : faults[index];
+        fault.mIsActive = fault.mIsActive || isAdded;  // it was added to be started
         if (aStrikes.of(index) < strikesIn(fault))
         {
             lines.push_back(fmt::format("{}: the fault struck {} of {} times: {}",
@@ -186,6 +199,7 @@ std::string Commands::startOrEndFault(std::string_view aArguments, World::Time a
     {
         refuse("fault start or fault end", action);
     }
+    checkFault(rest, *mWorld.at(aNow));
     return change(tableOf(action == "start" ? "fault_start" : "fault_end", textValue(rest)), aNow);
 }
 

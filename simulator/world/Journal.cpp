@@ -25,6 +25,12 @@ namespace
 }
 }  // namespace
 
+bool Journal::isKept() const
+{
+    struct stat status = {};
+    return !isShared() || ::stat(mPath.c_str(), &status) == 0;
+}
+
 void Journal::append(std::string const& aLine)
 {
     std::string const line = aLine + '\n';

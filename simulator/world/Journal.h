@@ -26,6 +26,9 @@ public:
     /// @return the path of the file; empty without a file
     std::string const& path() const { return mPath; }
 
+    /// @return whether a process still keeps the file, so that lines can follow; true without a file
+    bool isKept() const;
+
     /// Adds a line.
     /// @throws std::runtime_error when the file cannot be written
     void append(std::string const& aLine);

@@ -320,6 +320,8 @@ std::shared_ptr<Scenario const> World::at(Time aNow)
     mLines = mJournal.takeNew();
     std::reverse(mLines.begin(), mLines.end());
     applyLines();
+    // If qzsim is gone, nothing can end the pause.
+    mIsPaused = mIsPaused && mJournal.isKept();
     applyTimeline(aNow);
     if (!mDue.empty())
     {

@@ -635,9 +635,9 @@ protected:
     {
         std::string text = mappingFailed;
         std::string const start = "HBA_GetFcpTargetMapping method failed";
-        text.insert(text.find(start) + start.size(), ": implausible number of mappings, " +
-                                                         std::to_string(aCount) + " after room for " +
-                                                         std::to_string(aRoom));
+        text.insert(text.find(start) + start.size(),
+                    ": the library asked for an implausible number of mappings, " + std::to_string(aCount) +
+                        " after room for " + std::to_string(aRoom));
         return text;
     }
 

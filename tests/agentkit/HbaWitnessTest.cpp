@@ -287,6 +287,54 @@ TEST_F(HbaWitness, ForwardsAttributesWithoutANumberOfPorts)
     EXPECT_EQ(attributes.Model[0], 'm');
 }
 
+TEST_F(HbaWitness, RefusesStatisticsThatTheLibraryDoesNotWrite)
+{
+    Refusal const refusal;
+    HBA_PORTSTATISTICS statistics;
+    std::memset(&statistics, 7, sizeof statistics);
+    HBA_PORTSTATISTICS const ofCaller = statistics;
+    EXPECT_EQ(HBA_GetPortStatistics(1, 0, &statistics), HBA_STATUS_ERROR);
+    EXPECT_TRUE(lastHbaCall().mIsUnanswered);
+    EXPECT_EQ(std::memcmp(&statistics, &ofCaller, sizeof statistics), 0);
+}
+
+TEST_F(HbaWitness, ForwardsStatisticsOfZerosOrOnes)
+{
+    Refusal const refusal;
+    for (int const byte : {0, 0xff})
+    {
+        HBA_PORTSTATISTICS statistics;
+        std::memset(&statistics, 7, sizeof statistics);
+        commonLibrary().mOnCall = [&] { std::memset(&statistics, byte, sizeof statistics); };
+        EXPECT_EQ(HBA_GetPortStatistics(1, 0, &statistics), HBA_STATUS_OK);
+        EXPECT_EQ(statistics.TxFrames, byte == 0 ? 0 : -1);
+    }
+}
+
+TEST_F(HbaWitness, KeepsTheCountersOfTheCallerThatTheLibraryDoesNotWrite)
+{
+    Refusal const refusal;
+    HBA_PORTSTATISTICS statistics{};
+    statistics.RxFrames = 5;
+    commonLibrary().mOnCall = [&] { statistics.TxFrames = 3; };
+    EXPECT_EQ(HBA_GetPortStatistics(1, 0, &statistics), HBA_STATUS_OK);
+    EXPECT_EQ(statistics.TxFrames, 3);
+    EXPECT_EQ(statistics.RxFrames, 5);
+}
+
+TEST_F(HbaWitness, RefusesANameThatTheLibraryDoesNotWrite)
+{
+    Refusal const refusal;
+    char name[256] = "former";
+    EXPECT_EQ(HBA_GetAdapterName(0, name), HBA_STATUS_ERROR);
+    EXPECT_STREQ(name, "");
+    EXPECT_TRUE(lastHbaCall().mIsUnanswered);
+    EXPECT_STREQ(lastHbaCall().mFunction, "HBA_GetAdapterName");
+    commonLibrary().mOnCall = [&] { std::strcpy(name, "qz-0"); };
+    EXPECT_EQ(HBA_GetAdapterName(0, name), HBA_STATUS_OK);
+    EXPECT_STREQ(name, "qz-0");
+}
+
 TEST_F(HbaWitness, ForwardsTheErrorOfAQuery)
 {
     Refusal const refusal;

@@ -47,6 +47,27 @@ protected:
 
 using ControlCommands = CommandsFixture;
 
+TEST_F(ControlCommands, FaultWithAnUnknownNameIsRefused)
+{
+    EXPECT_EQ(answer("fault start nope"), "error no fault is named \"nope\"\n");
+    EXPECT_EQ(answer("fault end nope"), "error no fault is named \"nope\"\n");
+    EXPECT_EQ(answer("fault start busy"), "ok\n");
+    EXPECT_EQ(answer("fault end 0"), "ok\n");
+}
+
+TEST_F(ControlCommands, VerifyDescribesAFaultInAnyState)
+{
+    std::string const line =
+        " w.toml:8:1: the fault struck 0 of 1 times: call 1 of HBA_OpenAdapter returns "
+        "HBA_STATUS_ERROR, inactive at the start\n";
+    EXPECT_THAT(answer("verify"), StartsWith(line));
+    answer("fault start busy");
+    EXPECT_THAT(answer("verify"), StartsWith(line));
+    answer("fault start {name = \"added\", call = \"HBA_OpenAdapter\", nth = 7, status = 1}");
+    answer("fault end added");
+    EXPECT_THAT(answer("verify"), HasSubstr("call 7 of HBA_OpenAdapter returns HBA_STATUS_ERROR\n"));
+}
+
 TEST_F(ControlCommands, SetTakesAWordATextOrAnotherValue)
 {
     EXPECT_EQ(answer("set adapter[0].port[0].state LINKDOWN"), "ok\n");
@@ -137,8 +158,8 @@ TEST_F(ControlCommands, VerifyListsWhatHasNotHappened)
 {
     EXPECT_EQ(answer("verify"),
               " w.toml:8:1: the fault struck 0 of 1 times: call 1 of HBA_OpenAdapter returns "
-              "HBA_STATUS_ERROR, when it "
-              "is started\n w.toml:14:1: the change did not happen: at 1000 ms: set number_of_adapters = "
+              "HBA_STATUS_ERROR, inactive "
+              "at the start\n w.toml:14:1: the change did not happen: at 1000 ms: set number_of_adapters = "
               "9\nleft\n");
     mStrikes.add(0);
     EXPECT_EQ(mCommands.answer("verify", std::chrono::seconds(1)), "ok\n");

@@ -56,6 +56,13 @@ public:
         return std::string(buffer.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
     }
 
+    /// @return whether the server has ended the connection, and not reset it
+    bool isEndOfAnswers() const
+    {
+        char byte = 0;
+        return ::recv(mSocket.number(), &byte, sizeof byte, 0) == 0;
+    }
+
     /// @return what follows, as long as the text
     std::string receive(std::size_t aLength) const
     {
@@ -179,6 +186,15 @@ TEST_F(ControlSocketServer, EndsTheConnectionAfterACommandThatIsTooLong)
     client.send(std::string(ControlSocket::longestCommand + 1, 'x'));
     EXPECT_EQ(client.receive(), "error a command must not be longer than 65536 bytes\n");
     EXPECT_EQ(client.receive(), "");
+}
+
+TEST_F(ControlSocketServer, ClientThatSendsMuchMoreThanACommandGetsTheAnswer)
+{
+    auto const server = serve();
+    TestClient const client(mPath);
+    client.send(std::string(ControlSocket::longestCommand + 40000, 'x'));
+    EXPECT_EQ(client.receive(), "error a command must not be longer than 65536 bytes\n");
+    EXPECT_TRUE(client.isEndOfAnswers());
 }
 
 TEST_F(ControlSocketServer, ClientThatSendsNothingDelaysNobody)

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/simulator/DiagnosticLibraryFixture.h"
+#include "tests/support/AllocationFailure.h"
 #include "tests/support/FreshProcess.h"
 
 namespace
@@ -15,6 +16,9 @@ namespace
 /// More events for each source than any test waits for.
 constexpr char const* plenty = "size = 4\nrate = 100000\ncount = 4294967295\n";
 constexpr std::size_t some = 100;
+
+/// More allocations than any call makes.
+constexpr unsigned int many = 1000;
 
 class DiagnosticLibraryEnd : public DiagnosticLibraryFixture
 {
@@ -195,6 +199,48 @@ TEST_F(DiagnosticLibraryEnd, UnloadingTheLibraryStopsAllEvents)
     ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
     mLog.waitFor(some);
     closeLibrary();
+    std::size_t const count = mLog.size();
+    openLibrary();
+    ASSERT_EQ(init(), 2U);
+    ASSERT_EQ(registerPlain(0, 3, 7, mOther), ok);
+    mOther.waitFor(some);
+    EXPECT_EQ(mLog.size(), count);
+}
+
+TEST_F(DiagnosticLibraryEnd, FreeingTheEnvironmentNeedsNoMemory)
+{
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mLog.waitFor(some);
+    {
+        AllocationFailure const failure(1, many);
+        mFreeDiagEnv();
+    }
+    std::size_t const count = mLog.size();
+    unsigned char record[168] = {};
+    EXPECT_EQ(mGetLinkInfo(0, record), QZ_NO_ENVIRONMENT);
+    ASSERT_EQ(init(), 2U);
+    ASSERT_EQ(registerPlain(0, 3, 7, mOther), ok);
+    mOther.waitFor(some);
+    EXPECT_EQ(mLog.size(), count);
+}
+
+TEST_F(DiagnosticLibraryEnd, UnregistrationNeedsNoMemory)
+{
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    ASSERT_EQ(registerQuazor(0, firstPort, 3, 7, mOther), ok);
+    AllocationFailure const failure(1, many);
+    EXPECT_EQ(mUnregister(0, 3), ok);
+    EXPECT_EQ(unregisterQuazor(0, firstPort, mId), ok);
+}
+
+TEST_F(DiagnosticLibraryEnd, UnloadingTheLibraryNeedsNoMemory)
+{
+    ASSERT_EQ(registerPlain(0, 3, 7, mLog), ok);
+    mLog.waitFor(some);
+    {
+        AllocationFailure const failure(1, many);
+        closeLibrary();
+    }
     std::size_t const count = mLog.size();
     openLibrary();
     ASSERT_EQ(init(), 2U);

@@ -59,7 +59,8 @@ TEST(ExportedNames, HbaLibraryExportsOnlyItsRegistration)
 TEST(ExportedNames, MatchTheVersionScripts)
 {
     fs::path const folder = fs::path(QZSIM_LIBRARY).parent_path();
-    for (char const* const name : {"libqzsim", "libqzsim-hba", "libqzsim-vqm", "libqzsim-vqm-kept"})
+    for (char const* const name :
+         {"libqzsim", "libqzsim-hba", "libqzsim-recording", "libqzsim-vqm", "libqzsim-vqm-kept"})
     {
         EXPECT_EQ(exportedNames((folder / name).string() + ".so"),
                   listedNames(QZSIM_MAPS "/" + std::string(name) + ".map"))

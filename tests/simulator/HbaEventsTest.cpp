@@ -21,6 +21,7 @@
 #include "simulator/scenario/Wwn.h"
 #include "simulator/world/Journal.h"
 #include "tests/simulator/HbaQueryFixture.h"
+#include "tests/support/AllocationFailure.h"
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -121,6 +122,24 @@ protected:
     HBA_HANDLE mOther = HBA_HANDLE_INVALID;
     HBA_CALLBACKHANDLE mCallback = nullptr;
 };
+
+TEST_F(HbaEvents, ReleasingNeedsNoMemory)
+{
+    loadPorts(event("ADAPTER_CHANGE"));
+    ASSERT_EQ(watchAdapter(mHandle), ok);
+    HBA_ADAPTERATTRIBUTES attributes{};
+    {
+        AllocationFailure const failure(1, 1000);
+        EXPECT_EQ(mTable.RemoveCallbackHandler(mCallback), ok);
+        mTable.CloseAdapterHandler(mHandle);
+        EXPECT_EQ(mTable.GetNumberOfAdaptersHandler(), 0U) << "this call needs memory";
+    }
+    EXPECT_EQ(mTable.GetAdapterAttributesHandler(mHandle, &attributes),
+              HBA_STATUS{HBA_STATUS_ERROR_INVALID_HANDLE});
+    EXPECT_EQ(mTable.GetAdapterAttributesHandler(mOther, &attributes), ok);
+    AllocationFailure const failure(1, 1000);
+    EXPECT_EQ(mTable.FreeLibraryHandler(), ok);
+}
 
 TEST_F(HbaEvents, ArriveInTheOrderOfTime)
 {

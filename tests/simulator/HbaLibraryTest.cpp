@@ -89,8 +89,7 @@ TEST_F(HbaLibrary, ReportsAnUnusableStrikesFile)
 {
     load(twoAdapters);
     ::setenv("QZSIM_STRIKES", "/nowhere/none", 1);
-    EXPECT_EQ(errorsOfLoad(),
-              "libqzsim: cannot count strikes in \"/nowhere/none\": No such file or directory\n");
+    EXPECT_EQ(errorsOfLoad(), "libqzsim: cannot count in \"/nowhere/none\": No such file or directory\n");
 }
 
 TEST_F(HbaLibrary, ReadsTheScenarioAgainOnEachLoad)

@@ -48,6 +48,20 @@ std::string onBusyBoard(Arguments aSteps, int aExitStatus = 0)
     return std::regex_replace(result.mOutput, std::regex("[0-9]+ of plain [^\n]*"), "(events)");
 }
 
+TEST(QzsimDiagnostics, ProgramWithoutTheRuntimeOfCppMayCallTheLibraryWithoutMemory)
+{
+    if (CAN_USE_ALL_MEMORY == 0)
+    {
+        GTEST_SKIP() << "sanitizers and the emulator need memory themselves";
+    }
+    ScratchFolder const folder;
+    // Without events, no other thread releases memory.
+    ProcessResult const result = runQzsim({"--scenario", folder.write("board.toml", oneBoard), PLAIN_PROBE});
+    EXPECT_EQ(result.mErrors, "libqzsim: std::bad_alloc\n");
+    EXPECT_EQ(result.mOutput, "init: 1\nlink: 1\nfree\n");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
 TEST(QzsimDiagnostics, UnmodifiedProgramFindsTheBoards)
 {
     ProcessResult const result =

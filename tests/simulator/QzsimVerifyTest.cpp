@@ -58,6 +58,23 @@ protected:
     std::string mScenario;
 };
 
+TEST_F(QzsimVerify, ProgramMayDeleteTheScenario)
+{
+    writeScenario("1");
+    ProcessResult const result =
+        verifyProgram({"sh", "-c", "rm \"$1\"; exec " HBA_PROBE " load count open=a", "sh", mScenario});
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mOutput, "load: 0\ncount: 1\nopen a: 0\n");
+    EXPECT_FALSE(std::filesystem::exists(mScenario));
+}
+
+TEST_F(QzsimVerify, LibrariesShowThePathOfTheScenario)
+{
+    writeScenario("1");
+    ProcessResult const result = verifyProgram({HBA_PROBE, "variable=QZSIM_SCENARIO_NAME", "load", "open=a"});
+    EXPECT_THAT(result.mOutput, HasSubstr("QZSIM_SCENARIO_NAME=" + mScenario + "\n"));
+}
+
 TEST_F(QzsimVerify, AcceptsAFaultThatStruck)
 {
     ProcessResult const result = verify("1", {"open=a", "open=a"});

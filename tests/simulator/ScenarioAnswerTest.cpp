@@ -92,18 +92,34 @@ TEST(ScenarioAnswer, ReadsFixedAndUniformDelays)
     EXPECT_TRUE(answerWith("VQM_GetDrvInfo", "hangs = true\n").mReaction.mHangs);
 }
 
+TEST(ScenarioAnswer, SummaryEscapesControlCharactersOfAllTexts)
+{
+    std::string const summary = summaryOf(qzsim::readScenario(
+        "s.toml",
+        "[[adapter]]\nname = \"a\\u009B\"\n[[fault]]\nname = \"f\\u009B\"\ncall = \"HBA_OpenAdapter\"\n"
+        "adapter = \"a\\u009B\"\nnth = 1\nprints = \"p\\u009B\"\n"));
+    EXPECT_EQ(summary,
+              "1 adapter, 1 fault\nadapter: \"a\\u009B\" with 0 ports, 0 remote ports, 0 LUNs\n"
+              "fault \"f\\u009B\": call 1 of HBA_OpenAdapter for \"a\\u009B\" answers as usual and prints "
+              "\"p\\u009B\"\n");
+}
+
 TEST(ScenarioAnswer, SummaryNamesTheShape)
 {
     EXPECT_EQ(
         summaryOfAnswer("HBA_SendReportLUNs", "missing = 1\nlist_length = 8\nlength = 12\ngarbage = true\n"),
-        "call 1 of HBA_SendReportLUNs answers as usual without the last 1 LUN with the list length 8 with at "
+        "call 1 of HBA_SendReportLUNs answers as usual without the last LUN with the list length 8 with at "
         "most 12 bytes with garbage behind the content");
     EXPECT_EQ(
         summaryOfAnswer("HBA_GetFcpTargetMapping", "count = 5\nentries = 2\nmissing = 2\n"),
         "call 1 of HBA_GetFcpTargetMapping answers as usual with the count 5 with at most 2 entries without "
         "the last 2 LUNs");
     EXPECT_EQ(summaryOfAnswer("VQM_InitDiagEnv", "missing = 1\nuntouched = false\n"),
-              "call 1 of VQM_InitDiagEnv answers as usual without the last 1 board");
+              "call 1 of VQM_InitDiagEnv answers as usual without the last board");
+    EXPECT_EQ(summaryOfAnswer("HBA_GetFcpTargetMapping", "entries = 1\n"),
+              "call 1 of HBA_GetFcpTargetMapping answers as usual with at most 1 entry");
+    EXPECT_EQ(summaryOfAnswer("VQM_GetLibVer", "length = 1\n"),
+              "call 1 of VQM_GetLibVer answers as usual with at most 1 byte");
     EXPECT_EQ(summaryOfAnswer("VQM_GetLibVer", "untouched = true\n"),
               "call 1 of VQM_GetLibVer answers as usual without writing");
     EXPECT_EQ(summaryOfAnswer("HBA_OpenAdapter", "delay_ms = [1, 9]\n"),

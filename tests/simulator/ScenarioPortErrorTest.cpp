@@ -84,15 +84,15 @@ TEST(ScenarioPortError, RefusesAnUnknownPortType)
     EXPECT_EQ(
         errorOfPort("type = \"HBA_PORTTYPE_NPORT\"\n"),
         "bad.toml:5:8: expected one of UNKNOWN, OTHER, NOTPRESENT, NPORT, NLPORT, FLPORT, FPORT, LPORT, "
-        "PTP, found \"HBA_PORTTYPE_NPORT\"");
+        "PTP or a number from 0 to 4294967295, found \"HBA_PORTTYPE_NPORT\"");
 }
 
-TEST(ScenarioPortError, RefusesAPortStateThatIsNotAString)
+TEST(ScenarioPortError, RefusesAPortStateThatIsNeitherANameNorANumber)
 {
     EXPECT_EQ(
-        errorOfPort("state = 2\n"),
+        errorOfPort("state = true\n"),
         "bad.toml:5:9: expected one of UNKNOWN, ONLINE, OFFLINE, BYPASSED, DIAGNOSTICS, LINKDOWN, ERROR, "
-        "LOOPBACK, found 2");
+        "LOOPBACK or a number from 0 to 4294967295, found a boolean");
 }
 
 TEST(ScenarioPortError, RefusesAnUnknownPortSpeed)
@@ -145,10 +145,12 @@ TEST(ScenarioPortError, RefusesTwoRemotePortsWithTheSameName)
 TEST(ScenarioPortError, RefusesAnUnknownKeyOfARemotePort)
 {
     EXPECT_EQ(
-        errorOfRemotePort("speed = 1\n"),
+        errorOfRemotePort("speeds = 1\n"),
         "bad.toml:7:1: expected a key of [[adapter.port.remote]] (port_wwn, node_wwn, fc_id, type, state, "
-        "symbolic_name, role, lun_addressing, luns, report_luns_minimum, inquiry_vendor, inquiry_product, "
-        "inquiry_revision, block_size, blocks, lun), found \"speed\"");
+        "supported_classes, supported_fc4_types, active_fc4_types, symbolic_name, os_device_name, "
+        "supported_speeds, speed, max_frame_size, fabric_name, role, lun_addressing, luns, "
+        "report_luns_minimum, inquiry_vendor, inquiry_product, "
+        "inquiry_revision, block_size, blocks, lun), found \"speeds\"");
 }
 
 TEST(ScenarioPortError, RefusesAnUnknownRole)

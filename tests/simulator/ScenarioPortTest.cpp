@@ -207,6 +207,31 @@ TEST(ScenarioRemotePort, ReadsAllAttributesOfARemotePort)
     EXPECT_EQ(port.mRole, Role::initiator);
 }
 
+TEST(ScenarioRemotePort, ReadsTheAttributesThatItHasInCommonWithPorts)
+{
+    HBA_PORTATTRIBUTES const attributes =
+        remotePortWith(
+            "supported_classes = 2\nsupported_fc4_types = [5]\nactive_fc4_types = [255]\n"
+            "os_device_name = \"d\"\nsupported_speeds = [\"1GBIT\", 4]\nspeed = 0x10\n"
+            "max_frame_size = 2048\nfabric_name = \"10:00:00:00:00:00:00:0f\"\n")
+            .mAttributes;
+    EXPECT_EQ(attributes.PortSupportedClassofService, 2U);
+    EXPECT_THAT(typesIn(attributes.PortSupportedFc4Types), ElementsAre(5));
+    EXPECT_THAT(typesIn(attributes.PortActiveFc4Types), ElementsAre(255));
+    EXPECT_STREQ(attributes.OSDeviceName, "d");
+    EXPECT_EQ(attributes.PortSupportedSpeed, 5U);
+    EXPECT_EQ(attributes.PortSpeed, 0x10U);
+    EXPECT_EQ(attributes.PortMaxFrameSize, 2048U);
+    EXPECT_EQ(textOf(attributes.FabricName), "10:00:00:00:00:00:00:0f");
+}
+
+TEST(ScenarioPort, ReadsTypesAndStatesWithoutNamesAsNumbers)
+{
+    HBA_PORTATTRIBUTES const attributes = portWith("type = 0\nstate = 99\n").mAttributes;
+    EXPECT_EQ(attributes.PortType, 0U);
+    EXPECT_EQ(attributes.PortState, 99U);
+}
+
 TEST(ScenarioRemotePort, DefaultsToATargetWithoutLuns)
 {
     RemotePort const port = remotePortWith("");

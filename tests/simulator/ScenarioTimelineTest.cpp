@@ -34,7 +34,7 @@ TEST(ScenarioTimeline, SummaryHasEachChangeInWords)
     EXPECT_THAT(
         summary,
         HasSubstr(
-            "fault \"busy\": call 1 of HBA_OpenAdapter returns HBA_STATUS_ERROR, when it is started\n"));
+            "fault \"busy\": call 1 of HBA_OpenAdapter returns HBA_STATUS_ERROR, inactive at the start\n"));
     EXPECT_THAT(summary, HasSubstr("timeline: at 20 ms: set adapter[0].port[0].state = \"LINKDOWN\", set "
                                    "fault[busy].active = true, remove adapter[0].port[0].state\n"));
     EXPECT_THAT(summary,

@@ -90,15 +90,14 @@ TEST(Strikes, AllowAFileWithoutFaults)
 
 TEST(Strikes, ReportAMissingFile)
 {
-    EXPECT_EQ(messageOf("/nowhere/none", 1),
-              "cannot count strikes in \"/nowhere/none\": No such file or directory");
+    EXPECT_EQ(messageOf("/nowhere/none", 1), "cannot count in \"/nowhere/none\": No such file or directory");
 }
 
 TEST(Strikes, RefuseAFileOfAnotherScenario)
 {
     StrikesFile const file(2);
     EXPECT_EQ(messageOf(file.path(), 3),
-              "cannot count strikes in \"" + file.path() + "\": it was made for another scenario");
+              "cannot count in \"" + file.path() + "\": it has another number of counts");
 }
 
 TEST(StrikesFile, FileIsRemovedWithItsOwner)

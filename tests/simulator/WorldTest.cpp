@@ -497,4 +497,16 @@ TEST(Journal, FileExistsAsLongAsItsObject)
     }
     EXPECT_FALSE(std::filesystem::exists(path));
 }
+
+TEST(WorldInAPause, ContinuesWhenNobodyKeepsTheJournal)
+{
+    auto file = std::make_unique<JournalFile>();
+    World world = worldOf(twoPortWorld, Journal(file->path()));
+    world.pause({});
+    world.at({});
+    EXPECT_TRUE(world.isPaused());
+    file.reset();
+    world.at({});
+    EXPECT_FALSE(world.isPaused());
+}
 }  // namespace

@@ -225,6 +225,33 @@ class Control(unittest.TestCase):
                 self.assertEqual((result.returncode, result.stdout), (2, ""))
                 self.assertTrue(result.stderr.startswith("qzsimctl: "), result.stderr)
 
+    def test_a_wrong_number_of_arguments_has_status_2_and_names_the_argument(self):
+        for arguments, message in ((["get"], "get: PATH is required"),
+                                   (["set"], "set: PATH is required"),
+                                   (["set", "adapter"], "set: VALUE is required"),
+                                   (["remove"], "remove: PATH is required"),
+                                   (["change"], "change: TABLE is required"),
+                                   (["event"], "event: TABLE is required"),
+                                   (["fault"], "fault: expected start or end"),
+                                   (["fault", "stop", "x"], 'fault: expected start or end, found "stop"'),
+                                   (["fault", "end"], "fault end: NAME is required"),
+                                   (["verify", "x"], 'verify: takes no arguments, found "x"'),
+                                   (["pause", "now"], 'pause: takes no arguments, found "now"')):
+            with self.subTest(arguments):
+                result = programs.run(QZSIMCTL, "/nonexistent", *arguments)
+                self.assertEqual((result.returncode, result.stderr),
+                                 (2, f"qzsimctl: {message}; see qzsimctl --help\n"))
+
+    def test_the_program_continues_when_the_simulation_is_killed_in_a_pause(self):
+        simulation = Simulation(self, QZAGENT, "--json", "statistics", "--interval", "1")
+        self.addCleanup(os.killpg, simulation.process.pid, signal.SIGKILL)
+        simulation.line()
+        simulation.control("pause")
+        os.kill(simulation.process.pid, signal.SIGKILL)
+        simulation.process.wait(PATIENCE)
+        for _ in range(3):  # one line may have been on its way
+            simulation.line()
+
     def test_errors_escape_control_characters(self):
         for arguments in (["/\x1b[2J\x9b", "verify"], ["sock", "\x1b[2J\x9b"]):
             with self.subTest(arguments):

@@ -35,6 +35,9 @@ void addInventory(CommandLine& aCommandLine);
 /// Measures how long target ports take to answer.
 void addLatency(CommandLine& aCommandLine);
 
+/// Writes adapters, ports and counters as metrics for Prometheus.
+void addMetrics(CommandLine& aCommandLine);
+
 /// Lists the ports of all adapters, or of one. What can be read is shown even when something else fails.
 void addPorts(CommandLine& aCommandLine);
 

@@ -44,6 +44,7 @@ void addVerbs(CommandLine& aCommandLine)
     addRepair(aCommandLine);
     addConvert(aCommandLine);
     addStatistics(aCommandLine);
+    addMetrics(aCommandLine);
     addVendor(aCommandLine);
     addWatch(aCommandLine);
     addBundle(aCommandLine);

@@ -123,9 +123,10 @@ class JsonOfThePages(unittest.TestCase):
 
 class PageOfTheSimulator(unittest.TestCase):
     def test_the_page_of_the_simulator_describes_the_options_of_the_help(self):
-        page = PAGES["qzsim.1"]
-        self.assertEqual(options_with_description(page), programs.options_of(QZSIM))
-        self.assertEqual(options_in(page.text("SYNOPSIS")), programs.options_of(QZSIM))
+        for command in ([], ["record"], ["replay"], ["convert"]):
+            page = PAGES["-".join(["qzsim", *command]) + ".1"]
+            self.assertEqual(options_with_description(page), programs.options_of(QZSIM, *command))
+            self.assertEqual(options_in(page.text("SYNOPSIS")), programs.options_of(QZSIM, *command))
 
     def test_the_page_of_the_simulator_has_the_exit_statuses_of_the_help(self):
         text = programs.help_of(QZSIM).split("The exit status is PROGRAM's; ")[1]

@@ -14,6 +14,8 @@ from programs import QZAGENT
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 DISSECTOR = ROOT / "share" / "wireshark" / "qz_scope_data.lua"
 
+CALLS = 148  # link type USER1
+
 FIRST = bytes.fromhex("10000000c9000001")
 SECOND = bytes.fromhex("20000000c9000002")
 NAME_HEAD = bytes.fromhex("5a00000008")
@@ -160,6 +162,44 @@ class DissectorTest(unittest.TestCase):
     def test_shows_an_empty_packet_as_malformed(self):
         self.write([b""])
         self.assertEqual([["At byte 0: expected a category, found the end"]], fields(self.path, ["_ws.expert.message"]))
+
+
+class Calls(unittest.TestCase):
+    """What qzsim records. A packet is a CBOR map."""
+
+    CALL = bytes.fromhex("bf") + b"\x64call\x6fHBA_OpenAdapter\x67process\x05\x66thread\x06\x69arguments\xbf\x64name\x62fc\xff" \
+        b"\x68duration\x19\x03\xe8\x67returns\x01\xff"
+    EVENT = b"\xbf\x65event\x65plain\x6cregistration\x07\x64data\xbf\x67payload\x42\x01\xff\xff\xff"
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = pathlib.Path(folder.name) / "host.pcapng"
+
+    def write(self, *packets):
+        head = pcapng.section(pcapng.LITTLE, b"host") + pcapng.interface(pcapng.LITTLE, b"library", b"", CALLS)
+        self.path.write_bytes(head + b"".join(pcapng.packet(pcapng.LITTLE, packet) for packet in packets))
+
+    def test_show_name_arguments_and_answer(self):
+        self.write(self.CALL, self.EVENT)
+        self.assertEqual(fields(self.path, ["_ws.col.Info"]),
+                         [['HBA_OpenAdapter("name": "fc") = 1'], ['event plain {"payload": 01ff}']])
+
+    def test_have_fields_for_filters(self):
+        self.write(self.CALL, self.EVENT)
+        names = [f"qz_call.{name}" for name in ("kind", "name", "process", "thread", "duration", "returns")]
+        self.assertEqual(fields(self.path, names, "-Y", "qz_call.duration >= 1000"),
+                         [["call", "HBA_OpenAdapter", "5", "6", "1000", "1"]])
+        self.assertEqual(fields(self.path, ["qz_call.registration"], "-Y", "qz_call.kind == event"), [["7"]])
+
+    def test_that_are_malformed_are_marked(self):
+        self.write(self.CALL[:-1], b"\xbf\x64call", b"\xff", b"\x9f" * 50, b"\x5f")
+        self.assertEqual(len(fields(self.path, ["frame.number"], "-Y", "qz_call.malformed")), 5)
+
+    def test_that_continue_in_the_next_packet_are_not_malformed(self):
+        self.write(self.CALL[:-1] + b"\x64data\x5a\x00\x10\x00\x00" + bytes(262144 - len(self.CALL) - 9))
+        self.assertEqual(fields(self.path, ["_ws.col.Info"], "-Y", "qz_call.continued && !qz_call.malformed"),
+                         [['HBA_OpenAdapter("name": "fc") = 1 [continued]']])
 
 
 if __name__ == "__main__":

@@ -71,7 +71,7 @@ class Completion(unittest.TestCase):
     def test_qzagent_offers_files_for_file_arguments(self):
         for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev", "repair ev", "convert ev",
                      "repair --output ev", "inventory --output ev", "ports --output ev", "bundle --output ev", "bundle --anonymise ev", "diff ev",
-                     "check ev", "check --baseline ev"):
+                     "check ev", "check --baseline ev", "metrics --textfile ev"):
             with self.subTest(line):
                 self.assertEqual(self.offered("qzagent " + line), {"events.capture"})
 
@@ -89,7 +89,7 @@ class Completion(unittest.TestCase):
             for option in programs.options_of(QZAGENT, verb) - {
                     "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow",
                     "--summary", "--hex", "--format", "--time", "--to", "--anonymise", "--rules", "--baseline",
-                    "--print-rules"}:
+                    "--print-rules", "--textfile", "--latency", "--per-lun"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 
@@ -99,8 +99,21 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered("qzagent convert --to "), {"pcapng", "records", "json"})
 
     def test_qzsim_offers_the_options_of_its_help(self):
-        self.assertEqual(self.offered("qzsim "), programs.options_of(QZSIM))
+        self.assertEqual(self.offered("qzsim "), {*programs.options_of(QZSIM), "record", "replay", "convert"})
         self.assertEqual(self.offered("qzsim --scenario two.toml --verify -"), programs.options_of(QZSIM))
+
+    def test_qzsim_offers_the_options_of_its_commands(self):
+        self.assertEqual(self.offered("qzsim record -"), programs.options_of(QZSIM, "record"))
+        self.assertEqual(self.offered("qzsim replay two.toml -"), programs.options_of(QZSIM, "replay"))
+        self.assertEqual(self.offered("qzsim convert two.toml -"), programs.options_of(QZSIM, "convert"))
+
+    def test_qzsim_offers_recordings_and_programs_to_its_commands(self):
+        for line in ("qzsim replay tw", "qzsim convert tw", "qzsim record --output tw"):
+            self.assertEqual(self.offered(line), {"two.toml"})
+        for line in ("qzsim replay two.toml qzag", "qzsim record --output = two.toml -- qzag",
+                     "qzsim replay two.toml --speed 0 --strict qzag"):
+            self.assertIn("qzagent", self.offered(line))
+        self.assertEqual(self.offered("qzsim replay two.toml --speed "), set())
 
     def test_qzsim_offers_scenarios_and_libraries(self):
         self.assertEqual(self.offered("qzsim --scenario "), {"two.toml"})

@@ -54,7 +54,7 @@ std::string moreMappings(std::string const& aCount)
                                        "count = " + aCount + "\n");
 }
 
-std::string const manyBoards = "[diagnostics]\nnumber_of_boards = " + largest + "\n";
+std::string const manyBoards = "[diagnostics]\nnumber_of_boards = 4294967294\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Answers, QzagentBounds,
@@ -62,11 +62,12 @@ INSTANTIATE_TEST_SUITE_P(
         Implausible{"Adapters",
                     "number_of_adapters = 4097\n" + adapterWith("", ""),
                     {"adapters"},
-                    "implausible number of adapters: 4097 (at most 4096)"},
-        Implausible{"AdaptersThatTheCommonLibraryTakesAsNegative",
-                    "number_of_adapters = " + largest + "\n" + adapterWith("", ""),
-                    {"adapters"},
-                    "implausible number of adapters: " + largest + " (at most 4096)"},
+                    "implausible number of adapters from HBA_GetNumberOfAdapters: 4097 (at most 4096)"},
+        Implausible{
+            "AdaptersThatTheCommonLibraryTakesAsNegative",
+            "number_of_adapters = " + largest + "\n" + adapterWith("", ""),
+            {"adapters"},
+            "implausible number of adapters from HBA_GetNumberOfAdapters: " + largest + " (at most 4096)"},
         Implausible{"Ports",
                     adapterWith("number_of_ports = " + largest + "\n", ""),
                     {"inventory"},
@@ -79,22 +80,34 @@ INSTANTIATE_TEST_SUITE_P(
                     adapterWith("", "number_of_discovered_ports = " + largest + "\n"),
                     {"inventory"},
                     "implausible number of discovered ports: " + largest + " (at most 65536)"},
-        Implausible{
-            "Mappings", moreMappings(largest), {"inventory"}, "number of mappings, " + largest + " after"},
+        Implausible{"Mappings",
+                    moreMappings(largest),
+                    {"inventory"},
+                    "asked for an implausible number of mappings, " + largest + " after room for 256"},
         Implausible{"MappingsOfLatency",
                     moreMappings(largest),
                     {"latency"},
-                    "number of mappings, " + largest + " after"},
-        Implausible{
-            "NoMapping", moreMappings("0"), {"inventory"}, "number of mappings, 0 after room for 256"},
-        Implausible{
-            "OneMapping", moreMappings("1"), {"inventory"}, "number of mappings, 1 after room for 256"},
-        Implausible{
-            "Boards", manyBoards, {"vendor"}, "implausible number of boards: " + largest + " (at most 4096)"},
+                    "asked for an implausible number of mappings, " + largest + " after room for 256"},
+        Implausible{"NoMapping",
+                    moreMappings("0"),
+                    {"inventory"},
+                    "asked for an implausible number of mappings, 0 after room for 256"},
+        Implausible{"OneMapping",
+                    moreMappings("1"),
+                    {"inventory"},
+                    "asked for an implausible number of mappings, 1 after room for 256"},
+        Implausible{"Boards",
+                    manyBoards,
+                    {"vendor"},
+                    "implausible number of boards from VQM_InitDiagEnv: 4294967294 (at most 4096)"},
+        Implausible{"BoardsOfAFailedCall",
+                    "[diagnostics]\nnumber_of_boards = " + largest + "\n",
+                    {"vendor"},
+                    "qzagent: VQM_InitDiagEnv failed (-1)\n"},
         Implausible{"BoardsToWatch",
                     manyBoards,
                     {"watch", "--output", testing::TempDir() + "bounds.capture"},
-                    "implausible number of boards: " + largest + " (at most 4096)"}),
+                    "implausible number of boards from VQM_InitDiagEnv: 4294967294 (at most 4096)"}),
     [](testing::TestParamInfo<Implausible> const& aInfo) { return aInfo.param.mName; });
 TEST(QzagentImplausiblePorts, HaveTheQueryAsTheirCause)
 {

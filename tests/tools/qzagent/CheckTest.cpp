@@ -455,6 +455,26 @@ TEST_F(QzagentCheck, EscapesTextsOfDevices)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST_F(QzagentCheck, DoesNotCallLunsWithoutAKnownFormUnreported)
+{
+    nlohmann::json const remotePort{{"port_wwn", "50:00:00:00:ab:00:00:01"},
+                                    {"mapped_luns", {"0700000000000000"}},
+                                    {"mapped_luns_form", "raw"},
+                                    {"reported_luns", {7}},
+                                    {"luns", {{{"lun", "0700000000000000"}}}}};
+    nlohmann::json const adapter{{"index", 0},
+                                 {"name", "example-fc-0"},
+                                 {"attributes", {{"number_of_ports", 1}}},
+                                 {"ports", {{{"index", 0}, {"remote_ports", nlohmann::json::array()}}}},
+                                 {"remote_ports", {remotePort}}};
+    ProcessResult const result = checkDocument("inventory", {{"adapters", {adapter}}},
+                                               {"--rules", rules(onlyRule("lun-not-reported"))});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: not everything could be read (inventory); there may be more findings\n");
+    EXPECT_EQ(result.mExitStatus, 3);
+}
+
 TEST_F(QzagentCheck, NotesThatABundleLacksDocumentsAndExitsWithThree)
 {
     ProcessResult const result = checkDocument("inventory", {{"adapters", nlohmann::json::array()}});

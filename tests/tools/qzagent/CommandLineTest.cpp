@@ -17,7 +17,7 @@ namespace
 {
 char const* const verbList =
     "the verbs are adapters, inventory, ports, diff, check, latency, show, repair, convert, statistics, "
-    "vendor, watch, bundle, explain; see qzagent --help";
+    "metrics, vendor, watch, bundle, explain; see qzagent --help";
 
 struct UsageError
 {
@@ -246,8 +246,8 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
                          testing::Values("adapters", "inventory", "ports", "diff", "check", "latency", "show",
-                                         "repair", "convert", "statistics", "vendor", "watch", "bundle",
-                                         "explain"),
+                                         "repair", "convert", "statistics", "metrics", "vendor", "watch",
+                                         "bundle", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

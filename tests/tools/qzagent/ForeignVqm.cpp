@@ -188,7 +188,11 @@ extern "C"
         return 0;
     }
 
-    unsigned int VQM_GetLinkInfo(unsigned int, void*) { return 0; }
+    unsigned int VQM_GetLinkInfo(unsigned int, void* aRecord)
+    {
+        static_cast<unsigned char*>(aRecord)[Records::sgFirstWwnPosition] = 0x20;
+        return 0;
+    }
 
     unsigned int RegisterForEvent(unsigned int aBoard, unsigned int, void* aContext, unsigned int,
                                   PlainCallback* aCallback, void*)

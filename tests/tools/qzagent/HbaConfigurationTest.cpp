@@ -9,7 +9,9 @@
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace
@@ -40,6 +42,27 @@ std::vector<std::string> notesWith(std::vector<std::string> const& aLibraries,
         }
     }
     return notes;
+}
+
+TEST(QzagentHbaConfiguration, IsNotedOnceByACheckOfSeveralLooks)
+{
+    ScratchFolder const folder;
+    Environment environment = hiddenConfiguration();
+    environment["HBA_CONFIGURATION"] = folder.write(
+        "hba.conf", "example.0 " SIMULATED_LIBRARY "\nexample.1 " + folder.path().string() + "/none.so\n");
+    environment["QZSIM_SCENARIO"] = SCENARIOS "/two-adapters.toml";
+    std::string const errors = runAgent({"check", "--seconds", "1"}, environment).mErrors;
+    std::string const start = "qzagent: note: HBA library example.1 (";
+    EXPECT_THAT(errors, HasSubstr(start));
+    EXPECT_EQ(errors.find(start), errors.rfind(start)) << errors;
+}
+
+TEST(QzagentHbaConfiguration, NamesTheLibraryThatDoesNotLoadUnderTheSimulator)
+{
+    EXPECT_THAT(runAgentOn("[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = \"1+\"\nstatus = 12\n", {"adapters"})
+                    .mErrors,
+                AllOf(HasSubstr("qzagent: note: the common library does not use HBA library "),
+                      HasSubstr("): its LoadLibrary function returns HBA_STATUS_ERROR_UNAVAILABLE (12)\n")));
 }
 
 TEST(QzagentHbaConfiguration, HasNoNoteForLibrariesThatTheCommonLibraryAccepts)

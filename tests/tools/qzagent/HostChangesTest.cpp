@@ -220,6 +220,34 @@ void expectMirrored(Json const& aOldHost, Json const& aNewHost)
     EXPECT_THAT(back, testing::UnorderedElementsAreArray(forth));
 }
 
+/// Replaces the mapped LUNs by digits of an unknown form.
+void makeRaw(Json& aRemotePort)
+{
+    aRemotePort["mapped_luns_form"] = "raw";
+    aRemotePort["mapped_luns"] = {"0700000000000000"};
+    aRemotePort["luns"] = Json::array({Json{{"lun", "0700000000000000"}, {"os_device", "/dev/sdx"}}});
+}
+
+TEST(HostChanges, OfMappedLunsWithoutAKnownFormAreUnknown)
+{
+    constexpr HostShape shape{1, 1, 1, 1, 3};
+    Json raw = hostOf(shape);
+    inEachRemotePort (&makeRaw)(raw);
+    for (std::vector<Change> const& changes : {changesIn(hostOf(shape), raw), changesIn(raw, hostOf(shape))})
+    {
+        ASSERT_EQ(changes.size(), 1u) << textOf(changes);
+        EXPECT_EQ(changes[0].mKind, qzagent::ChangeKind::unknown);
+        EXPECT_EQ(changes[0].mReason, "the mapped LUNs have no known form");
+    }
+}
+
+TEST(HostChanges, OfAHostWithItselfAreNoneWithoutAKnownFormOfLuns)
+{
+    Json host = hostOf(smallHost);
+    inEachRemotePort (&makeRaw)(host);
+    EXPECT_EQ(textBetween(host, host), "");
+}
+
 TEST(HostChanges, OfAHostWithItselfAreNone)
 {
     Json const host = hostOf(smallHost);

@@ -96,7 +96,8 @@ TEST(QzagentInventoryJson, ListsMappedAndReportedLunsSeparately)
 {
     EXPECT_EQ(hostileAdapter()["remote_ports"], nlohmann::json::parse(R"([
         {"port_wwn": "50:00:00:00:ab:00:00:01", "mapped_luns": ["4005000000000000"],
-         "reported_luns": ["d200000100000009"], "luns": [{"lun": "4005000000000000"}]}])"));
+         "mapped_luns_form": "raw", "reported_luns": ["d200000100000009"],
+         "luns": [{"lun": "4005000000000000"}]}])"));
 }
 
 TEST(QzagentInventoryJson, ShowsValuesWithoutAStandardNameAsNumbers)

@@ -105,4 +105,13 @@ TEST(QzagentMappedLun, AllMappingsGiveDigitsWhenTheirStylesDiffer)
     EXPECT_EQ(luns.at(0), Lun("0001000000000000"));
     EXPECT_TRUE(std::holds_alternative<std::string>(luns.at(1)));
 }
+
+TEST(DeviceOf, IsEmptyForADeviceThatTheLibraryDoesNotKnow)
+{
+    HBA_FCPSCSIENTRY entry{};
+    std::strcpy(entry.ScsiId.OSDeviceName, "Unknown");
+    EXPECT_EQ(qzagent::deviceOf(entry), "");
+    std::strcpy(entry.ScsiId.OSDeviceName, "/dev/sda");
+    EXPECT_EQ(qzagent::deviceOf(entry), "/dev/sda");
+}
 }  // namespace

@@ -76,6 +76,22 @@ TEST(QzagentStatistics, PrintsAPortWhoseCountersCannotBeReadAsFailed)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST(QzagentStatistics, FailWhenTheLibraryAnswersOkWithoutData)
+{
+    ProcessResult const result = runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) +
+                                                "[[fault]]\ncall = \"HBA_GetPortStatistics\"\nnth = 1\n"
+                                                "untouched = true\n",
+                                            {"statistics"});
+    EXPECT_THAT(withSingleBlanks(result.mOutput), HasSubstr("\n└─10:00:00:00:c9:00:00:01 failed\n"));
+    EXPECT_THAT(
+        result.mErrors,
+        MatchesRegex(
+            "qzagent: example-fc-0: port 0: QZCHbaapiEx: HBA_GetPortStatistics method failed for port "
+            "10:00:00:00:c9:00:00:01 \\(code 802\\): HBA_STATUS_OK \\(0\\) without data in call [0-9]+, "
+            "HBA_GetPortStatistics\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST(QzagentStatistics, NotesOncePerAdapterThatNoPortOffersCounters)
 {
     ProcessResult const result = runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) + portNumbered(2) +

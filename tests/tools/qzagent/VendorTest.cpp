@@ -169,6 +169,40 @@ TEST(QzagentVendor, ShowsTheBoardsWithoutQuazorSupportWhenTheDriverAnswersOnlyTh
     EXPECT_THAT(squeezed(result.mOutput), AllOf(HasSubstr("board 1 \n"), Not(HasSubstr("quazor events"))));
 }
 
+/// A call that returns 0 and writes nothing.
+std::string withoutData(std::string const& aCall, std::string const& aNth)
+{
+    return shippedScenario("diagnostic-events") + "[[fault]]\ncall = \"" + aCall + "\"\nnth = " + aNth +
+           "\nuntouched = true\n";
+}
+
+TEST(QzagentVendor, FailsWhenTheDriverAnswersWithoutData)
+{
+    ProcessResult const result = runAgentOn(withoutData("VQM_GetDrvInfo", "\"1+\""), {"vendor", "--json"});
+    EXPECT_EQ(result.mErrors, "qzagent: no answer, VQM_GetDrvInfo of board 0 returned 0 without data\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_FALSE(documentOf(result).contains("quazor_events"));
+    EXPECT_EQ(runAgentOn(withoutData("VQM_GetDrvInfo", "1"), {"vendor"}).mErrors,
+              "qzagent: VQM_GetDrvInfo of board 0 failed once; a second call succeeded\n");
+}
+
+TEST(QzagentVendor, FailsWhenTheLibraryAnswersWithoutAVersion)
+{
+    ProcessResult const result = runAgentOn(withoutData("VQM_GetLibVer", "\"1+\""), {"vendor"});
+    EXPECT_EQ(result.mErrors, "qzagent: VQM_GetLibVer wrote no version of the library\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentVendor, FailsWhenABoardAnswersWithoutNames)
+{
+    ProcessResult const result = runAgentOn(withoutData("VQM_GetLinkInfo", "1"), {"vendor"});
+    EXPECT_EQ(result.mErrors,
+              "qzagent: board 0: QZCNotFoundEx: No answer, both names of the board are zero (code 8): 0 "
+              "without data "
+              "in call 1, VQM_GetLinkInfo\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST(QzagentVendor, ReportsADriverWithAnOldRecordAsWithoutSupport)
 {
     std::string scenario = shippedScenario("diagnostic-events");
@@ -189,12 +223,22 @@ TEST(QzagentVendor, ReportsAMissingVendorLibrary)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST(QzagentVendor, PrintsANoteWithoutBoards)
+TEST(QzagentVendor, ShowsTheVersionOfTheLibraryWithoutBoards)
 {
-    ProcessResult const result = runAgentOn(shippedScenario("no-adapters"), {"vendor"});
-    EXPECT_EQ(result.mOutput, "");
+    ProcessResult const result = runAgentOn("[diagnostics]\nlibrary_version = \"3.4\"\n", {"vendor"});
+    EXPECT_EQ(squeezed(result.mOutput), "ITEM            VALUE\nlibrary version 3.4\n");
     EXPECT_EQ(result.mErrors, "qzagent: note: no boards\n");
     EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST(QzagentVendor, FailsWithoutBoardsAndWithoutAVersionOfTheLibrary)
+{
+    ProcessResult const result = runAgentOn(
+        "[diagnostics]\n[[fault]]\ncall = \"VQM_GetLibVer\"\nnth = 1\nuntouched = true\n", {"vendor"});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_EQ(result.mErrors,
+              "qzagent: note: no boards\nqzagent: VQM_GetLibVer wrote no version of the library\n");
+    EXPECT_EQ(result.mExitStatus, 1);
 }
 
 TEST(QzagentVendor, ShowsTheLogLinesOfTheVersionsOnlyInATrace)

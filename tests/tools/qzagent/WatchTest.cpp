@@ -157,7 +157,9 @@ TEST(QzagentWatch, WatchesTheOtherBoardsWhenARegistrationIsRefused)
     ProcessResult const result =
         runAgentOn(events() + boardFault("VQM_QZ_RegisterForEvent", 0), {"watch", "--count", "1"});
     EXPECT_THAT(result.mOutput, HasSubstr(" board 1 "));
-    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: board 0: the registration was refused with result 5\n"));
+    EXPECT_THAT(
+        result.mErrors,
+        HasSubstr("qzagent: board 0: VQM_QZ_RegisterForEvent refused the registration with result 5\n"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
@@ -167,8 +169,8 @@ TEST(QzagentWatch, StopsWhenEveryRegistrationIsRefused)
         runAgentOn(events() + boardFault("RegisterForEvent", 0) + boardFault("RegisterForEvent", 1),
                    {"watch", "--plain"});
     EXPECT_EQ(result.mErrors,
-              "qzagent: board 0: the registration was refused with result 5\n"
-              "qzagent: board 1: the registration was refused with result 5\n"
+              "qzagent: board 0: RegisterForEvent refused the registration with result 5\n"
+              "qzagent: board 1: RegisterForEvent refused the registration with result 5\n"
               "qzagent: nothing to watch: no board is registered\n");
     EXPECT_EQ(result.mExitStatus, 1);
 }
@@ -186,8 +188,9 @@ TEST(QzagentWatch, ReportsARefusedUnregistration)
 {
     ProcessResult const result = runAgentOn(events() + boardFault("VQM_QZ_unRegisterForEvent", 1),
                                             {"watch", "--board", "1", "--count", "1"});
-    EXPECT_THAT(result.mErrors,
-                HasSubstr("qzagent: board 1: the unregistration was refused with result 5\n"));
+    EXPECT_THAT(
+        result.mErrors,
+        HasSubstr("qzagent: board 1: VQM_QZ_unRegisterForEvent refused the unregistration with result 5\n"));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 

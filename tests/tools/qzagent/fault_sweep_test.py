@@ -91,15 +91,14 @@ MORE_DATA = 'status = "HBA_STATUS_ERROR_MORE_DATA"\ncount = '
 WRONG_ANSWERS = (
     *((call, "untouched = true", WITHOUT_DATA.format(call))
       for call in ("HBA_GetAdapterAttributes", "HBA_GetAdapterPortAttributes", "HBA_GetDiscoveredPortAttributes",
-                   "HBA_GetFcpTargetMapping")),
+                   "HBA_GetFcpTargetMapping", "HBA_GetPortStatistics")),
     *((call, "untouched = true", UNCHANGED.format(call))
       for call in ("HBA_SendReportLUNs", "HBA_SendScsiInquiry", "HBA_SendReadCapacity")),
-    ("HBA_GetPortStatistics", "untouched = true", None),
     ("HBA_GetAdapterAttributes", "count = 4294967295", IMPLAUSIBLE.format("ports")),
     ("HBA_GetAdapterAttributes", "count = 3", r"HBA_STATUS_ERROR_ILLEGAL_INDEX \(6\)"),
     ("HBA_GetAdapterAttributes", "count = 0", r"ZERO Ports on the Adapter"),
     ("HBA_GetAdapterPortAttributes", "count = 0", None),
-    *(("HBA_GetFcpTargetMapping", MORE_DATA + str(count), f"implausible number of mappings, {count} after room for ")
+    *(("HBA_GetFcpTargetMapping", MORE_DATA + str(count), f"asked for an implausible number of mappings, {count} after room for ")
       for count in (0, 1, 256, 1000000, 4294967295)),
     *(("HBA_GetFcpTargetMapping", f"count = {count}", None) for count in (0, 1)),
     ("HBA_GetFcpTargetMapping", "count = 4294967295", "254 of 256 target mappings name no port"),
@@ -163,7 +162,7 @@ def expected_vqm_errors(call, result, verb):
     register, unregister = (("RegisterForEvent", "unRegisterForEvent") if is_plain else
                             ("VQM_QZ_RegisterForEvent", "VQM_QZ_unRegisterForEvent"))
     if call == "VQM_InitDiagEnv" and result == 0xFFFFFFFF:
-        return [r"implausible number of boards: 4294967295 \(at most 4096\)"]
+        return [r"VQM_InitDiagEnv failed \(-1\)"]
     if call == "VQM_InitDiagEnv":  # the result is the number of boards, and none of them was found
         version = [] if watches else ["VQM_InitDiagEnv wrote no version of the driver"]
         end = NOTHING_TO_WATCH if is_plain else "VQM_GetDrvInfo of board 0 failed with result 1"
@@ -175,10 +174,10 @@ def expected_vqm_errors(call, result, verb):
     if call == "VQM_GetLinkInfo":
         return boards_not_found(2) + [NOTHING_TO_WATCH] * watches
     if call == register and watches:
-        return [rf"board {board}: the registration was refused with result {result}" for board in (0, 1)] + \
+        return [rf"board {board}: {register} refused the registration with result {result}" for board in (0, 1)] + \
             [NOTHING_TO_WATCH]
     if call == unregister and watches:
-        return [rf"board {board}: the unregistration was refused with result {result}" for board in (0, 1)]
+        return [rf"board {board}: {unregister} refused the unregistration with result {result}" for board in (0, 1)]
     return []
 
 

@@ -94,6 +94,11 @@ class Scale(unittest.TestCase):
         self.assertEqual([adapter["target_ports"][0]["latencies"]["io_count"] for adapter in document["adapters"]],
                          [2] * ADAPTERS)
 
+    def test_metrics_have_all_ports(self):
+        metrics = self.run_verb("metrics").stdout
+        self.assertEqual(metrics.count("\nqzagent_port_info{"), ADAPTERS)
+        self.assertEqual(metrics.count("\nqzagent_port_transmitted_frames_total{"), ADAPTERS)
+
     def test_vendor_shows_all_boards(self):
         self.assertEqual(len(self.document("vendor")["boards"]), BOARDS)
 

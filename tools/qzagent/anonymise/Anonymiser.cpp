@@ -89,6 +89,7 @@ bool isFixed(std::string_view aKey)
                                          "generated_at",
                                          "lun",
                                          "mapped_luns",
+                                         "mapped_luns_form",
                                          "reported_luns",
                                          "scsi_status_name",
                                          "sense_key_name",

@@ -22,22 +22,28 @@ struct Place
 
     std::array<char, 1024> mStep{};  ///< with a terminator; a longer text is truncated
     std::atomic<char const*> mCall = nullptr;
+    char const* mOtherCall = nullptr;  ///< of a library whose calls are not observed
     char const* mBusyCall = nullptr;
 };
 
 std::mutex placeMutex;
 Place ownPlace;
 Place* place = &ownPlace;
-}  // namespace
 
-void setCurrentStep(std::string const& aStep)
+void setPlace(char const* aCall, std::string const& aStep)
 {
     std::lock_guard const lock(placeMutex);
     place->mStep[aStep.copy(place->mStep.data(), place->mStep.size() - 1)] = '\0';
     // A process that was killed leaves the call.
     place->mCall = nullptr;
+    place->mOtherCall = aCall;
     place->mBusyCall = nullptr;
 }
+}  // namespace
+
+void setCurrentStep(std::string const& aStep) { setPlace(nullptr, aStep); }
+
+void setCurrentCall(char const* aFunction, std::string const& aSubject) { setPlace(aFunction, aSubject); }
 
 void setBusyCall(char const* aFunction)
 {
@@ -49,9 +55,10 @@ std::string currentPlace()
 {
     std::lock_guard const lock(placeMutex);
     std::string const step = place->mStep.data();
-    if (char const* const call = qz::runningHbaCall(); call != nullptr)
+    char const* const running = qz::runningHbaCall();
+    if (char const* const call = running == nullptr ? place->mOtherCall : running; call != nullptr)
     {
-        return fmt::format("{} has not returned ({})", call, step);
+        return fmt::format("{} has not returned{}", call, step.empty() ? "" : " (" + step + ")");
     }
     return place->mBusyCall == nullptr
                ? "in the step: " + step

@@ -224,8 +224,8 @@ bool isAbsenceKnown(HostPart const& aPart, std::string const& aKey)
     {
         return false;
     }
-    return aPart.mKind == PartKind::lun ? aPart.mAreFieldsKnown && aKey == "os_device"
-                                        : aPart.mAreFieldsKnown && aPart.mFailure.empty();
+    return aPart.mAreFieldsKnown &&
+           (aPart.mKind == PartKind::lun ? aKey == "os_device" : aPart.mFailure.empty());
 }
 
 std::vector<FieldChange> fieldChanges(HostPart const& aOld, HostPart const& aNew)
@@ -485,6 +485,10 @@ private:
         else if (!aOther.mArePartsKnown || (isUndiscovered(aPart) && !aOther.mArePathsKnown))
         {
             count(aUnknown.mUnknown, aPart);
+        }
+        else if (aPart.mKind == PartKind::lun && !aPart.mAreFieldsKnown)
+        {
+            // The other look may have the LUN under another name. Its remote port is unknown as a whole.
         }
         else if (mIsCause)
         {

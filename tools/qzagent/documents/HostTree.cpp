@@ -115,10 +115,14 @@ void addUnit(HostPart& aLun, Value const& aUnit)
     }
 }
 
+/// Whether the mapped LUNs are digits of an unknown form, which say nothing about the reported LUNs.
+bool hasRawLuns(Value const& aRemotePort) { return aRemotePort.textAt("mapped_luns_form") == "raw"; }
+
 /// @return the LUNs that the target reported or that are mapped
 /// @param aAreMappingsKnown if not, LUNs that seem not to be mapped may be, and may have more devices
 std::vector<HostPart> lunsOf(Value const& aRemotePort, bool aAreMappingsKnown)
 {
+    bool const areComparable = !hasRawLuns(aRemotePort);
     std::map<std::string, HostPart> luns;
     auto const lunAt = [&luns](Value const& aValue) -> HostPart&
     {
@@ -140,16 +144,16 @@ std::vector<HostPart> lunsOf(Value const& aRemotePort, bool aAreMappingsKnown)
     std::vector<HostPart> parts;
     for (auto& [name, lun] : luns)
     {
-        if (aAreMappingsKnown)
+        lun.mAreFieldsKnown = areComparable && aAreMappingsKnown;
+        if (lun.mAreFieldsKnown)
         {
             lun.mFields.emplace("mapped", false);
         }
-        else
+        if (!aAreMappingsKnown)
         {
             lun.mFields.erase("os_device");
-            lun.mAreFieldsKnown = false;
         }
-        if (aRemotePort.has("reported_luns"))
+        if (areComparable && aRemotePort.has("reported_luns"))
         {
             lun.mFields.emplace("reported", false);
         }
@@ -166,9 +170,14 @@ HostPart remotePortOf(Value const& aRemotePort, bool aAreMappingsKnown)
     part.mName = aRemotePort.at("port_wwn").text();
     part.mWwns.insert(part.mName);
     part.mTarget = aRemotePort.textAt("node_wwn").value_or(part.mName);
-    part.mFields = fieldsOf(aRemotePort, {"port_wwn", "mapped_luns", "reported_luns", "luns", "failures"});
+    part.mFields = fieldsOf(
+        aRemotePort, {"port_wwn", "mapped_luns", "mapped_luns_form", "reported_luns", "luns", "failures"});
     part.mParts = lunsOf(aRemotePort, aAreMappingsKnown);
     part.mFailure = failureOf(aRemotePort);
+    if (part.mFailure.empty() && hasRawLuns(aRemotePort))
+    {
+        part.mFailure = "the mapped LUNs have no known form";
+    }
     part.mArePartsKnown = aAreMappingsKnown && part.mFailure.empty();
     return part;
 }
@@ -333,6 +342,11 @@ bool arePathsKnown(HostPart const& aRoot)
     return aRoot.mArePartsKnown &&
            std::all_of(aRoot.mParts.begin(), aRoot.mParts.end(),
                        [](HostPart const& aAdapter) { return aAdapter.mArePathsKnown; });
+}
+
+bool hasFailure(HostPart const& aPart)
+{
+    return !aPart.mFailure.empty() || std::any_of(aPart.mParts.begin(), aPart.mParts.end(), hasFailure);
 }
 
 HostTree hostTreeOf(nlohmann::ordered_json const& aDocument, std::string const& aName)

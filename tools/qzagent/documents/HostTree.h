@@ -67,6 +67,9 @@ std::vector<Path> pathsIn(HostPart const& aRoot);
 /// Whether pathsIn() has all paths of the host.
 bool arePathsKnown(HostPart const& aRoot);
 
+/// Whether something about the part or its parts is unknown because it failed.
+bool hasFailure(HostPart const& aPart);
+
 /// @param aDocument what the verb inventory prints with --json
 /// @param aName     name of the document for messages
 /// @throws DocumentError

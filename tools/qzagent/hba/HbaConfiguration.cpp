@@ -156,15 +156,16 @@ std::string refusalOf(std::string const& aPath)
 
 /// The common library keeps a library loaded that it does not accept, and does not say which ones it accepted. Only those
 /// are unloaded when the common library is freed. This happens in a child process, so this process keeps its libraries.
+/// @param aIsRefused whether it is known that the common library did not accept the library
 /// @return the reason why the common library did not accept the library; empty if it did, or if that is unknown
-std::string refusalOfLoaded(std::string const& aPath)
+std::string refusalOfLoaded(std::string const& aPath, bool aIsRefused)
 {
     return textFromChild(
-               [&aPath]
+               [&aPath, aIsRefused]
                {
                    HBA_FreeLibrary();
-                   bool const isRefused = loadedLibrary(aPath) != nullptr;
-                   return isRefused && unload(aPath) ? refusalOf(aPath) : std::string();
+                   bool const isUnloaded = loadedLibrary(aPath) != nullptr && unload(aPath);
+                   return aIsRefused || isUnloaded ? refusalOf(aPath) : std::string();
                })
         .value_or("");
 }
@@ -181,7 +182,7 @@ void reportUnused(std::vector<HbaLibrary> const& aLibraries, bool aHasLoaded, Re
             aReport.addNote(fmt::format("HBA library {} ({}) is not loaded: {}", library.mName, library.mPath,
                                         error.empty() ? "the common library did not accept it" : error));
         }
-        else if (std::string const refusal = isAccepted ? "" : refusalOfLoaded(library.mPath);
+        else if (std::string const refusal = isAccepted ? "" : refusalOfLoaded(library.mPath, !aHasLoaded);
                  !refusal.empty())
         {
             aReport.addNote(fmt::format("the common library does not use HBA library {} ({}): {}",
@@ -218,7 +219,7 @@ void expectPlausibleLibraries()
 {
     for (HbaLibrary const& library : configuredLibraries().value_or(std::vector<HbaLibrary>()))
     {
-        expectAtMost(mostAdapters, adaptersOf(library), "adapters");
+        expectAtMost(mostAdapters, adaptersOf(library), adaptersOfLibrary);
     }
 }
 }  // namespace qzagent

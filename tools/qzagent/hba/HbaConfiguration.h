@@ -16,6 +16,7 @@ void reportFailedLoad(Report& aReport);
 
 /// Refuses a number of adapters that the common library hides: if an HBA library returns a number above 2147483647, the
 /// common library takes it as negative and reports no adapters.
-/// @throws QZCHbaapiEx "implausible number of adapters: 4294967295 (at most 4096)", code 802
+/// @throws QZCHbaapiEx "implausible number of adapters from HBA_GetNumberOfAdapters: 4294967295 (at most 4096)",
+///         code 802
 void expectPlausibleLibraries();
 }  // namespace qzagent

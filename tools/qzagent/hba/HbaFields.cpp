@@ -74,13 +74,12 @@ Fields nameOf(HBA_UINT32 aValue, Name const (&aNames)[count])
 
 // Each of the following functions returns null when the device left the field empty.
 
-/// HBA libraries write "Unknown" for a text that they do not know.
 /// @param aField terminated by a null byte unless the text fills it
 template <std::size_t size>
 Fields text(char const (&aField)[size])
 {
     std::string const content(aField, ::strnlen(aField, size));
-    return content.empty() || content == "Unknown" ? Fields() : Fields(content);
+    return isKnownText(content) ? Fields(content) : Fields();
 }
 
 Fields wwn(HBA_WWN const& aName)
@@ -212,6 +211,8 @@ Fields fieldsOfRemotePort(HBA_FCPID const& aPort)
                     {"node_wwn", wwn(aPort.NodeWWN)},
                     {"fc_id", hexNumber(aPort.FcId, digitsOfFcId)}});
 }
+
+bool isKnownText(std::string const& aText) { return !aText.empty() && aText != "Unknown"; }
 
 std::string valueText(Fields const& aValue)
 {

@@ -25,6 +25,9 @@ Fields fieldsOfRemotePort(HBA_PORTATTRIBUTES const& aPort);
 /// The fields of a remote port in a target mapping.
 Fields fieldsOfRemotePort(HBA_FCPID const& aPort);
 
+/// Whether a text of an HBA library says something. HBA libraries write "Unknown" for a text that they do not know.
+bool isKnownText(std::string const& aText);
+
 /// @return the value as text; a list has commas between its values
 std::string valueText(Fields const& aValue);
 

@@ -15,6 +15,9 @@ constexpr HBA_UINT32 mostPorts = 1024;                          ///< of an adapt
 constexpr HBA_UINT32 mostDiscoveredPorts = 65536;               ///< of a port
 constexpr std::size_t largestLunList = std::size_t{16} << 20U;  ///< in bytes
 
+/// What expectAtMost() limits to mostAdapters. The function has no status, so no cause names it.
+constexpr char const* adaptersOfLibrary = "adapters from HBA_GetNumberOfAdapters";
+
 /// @param aWhat such as "ports"
 /// @throws QZCHbaapiEx "implausible number of ports: 4294967295 (at most 1024)", code 802
 void expectAtMost(HBA_UINT32 aLimit, HBA_UINT32 aNumber, char const* aWhat);

@@ -50,7 +50,7 @@ std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
                   [&]
                   {
                       unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
-                      expectAtMost(mostAdapters, count, "adapters");
+                      expectAtMost(mostAdapters, count, adaptersOfLibrary);
                       if (count == 0)
                       {
                           expectPlausibleLibraries();

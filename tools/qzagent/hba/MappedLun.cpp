@@ -11,6 +11,8 @@
 
 #include <fmt/format.h>
 
+#include "tools/qzagent/hba/HbaFields.h"
+
 namespace qzagent
 {
 namespace
@@ -81,7 +83,8 @@ LunStyle lunStyleOf(qz::TargetMappings const& aMappings)
 std::string deviceOf(HBA_FCPSCSIENTRY const& aEntry)
 {
     char const* const name = aEntry.ScsiId.OSDeviceName;
-    return {name, ::strnlen(name, sizeof aEntry.ScsiId.OSDeviceName)};
+    std::string device(name, ::strnlen(name, sizeof aEntry.ScsiId.OSDeviceName));
+    return isKnownText(device) ? device : std::string();
 }
 
 Lun lunOf(HBA_FCPSCSIENTRY const& aEntry, LunStyle aStyle)

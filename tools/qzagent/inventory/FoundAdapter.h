@@ -34,6 +34,7 @@ struct TargetLuns
 {
     std::vector<MappedLun> mMapped;  ///< in the order of their LUNs; several for a LUN with several devices
     std::optional<Luns> mReported;   ///< none when the target did not answer
+    bool mAreMappedRaw = false;  ///< whether the mapped LUNs are digits that cannot be compared with others
 };
 
 /// @return each LUN once

@@ -87,6 +87,10 @@ Json jsonOf(RemotePort const& aPort)
     if (aPort.mLuns)
     {
         json["mapped_luns"] = numbersOf(aPort.mLuns->mMapped);
+        if (aPort.mLuns->mAreMappedRaw)
+        {
+            json["mapped_luns_form"] = "raw";
+        }
         if (aPort.mLuns->mReported)
         {
             json["reported_luns"] = jsonOf(*aPort.mLuns->mReported);

@@ -83,12 +83,15 @@ private:
         if (aLuns.mReported)
         {
             addRow("luns", textOf(*aLuns.mReported), aParent);
+        }
+        if (aLuns.mReported && !aLuns.mAreMappedRaw)
+        {
             addDifference("not mapped", without(*aLuns.mReported, mapped), aParent);
             addDifference("not reported", without(mapped, *aLuns.mReported), aParent);
         }
         else
         {
-            addRow("mapped luns", textOf(mapped), aParent);
+            addRow(aLuns.mAreMappedRaw ? "mapped luns (FcpLun)" : "mapped luns", textOf(mapped), aParent);
         }
         mHasUnits ? addUnits(aLuns.mMapped, aParent) : addDevices(aLuns.mMapped, aParent);
     }

@@ -110,6 +110,7 @@ Targets targetsIn(qz::TargetMappings const& aMappings, LunStyle aStyle)
         if (!target.mLuns)
         {
             target = {name, fieldsOfRemotePort(id), std::make_shared<TargetLuns>(), {}};
+            target.mLuns->mAreMappedRaw = aStyle == LunStyle::unknown;
         }
         target.mLuns->mMapped.push_back(
             {lunOf(mapping, aStyle), mapping.FcpId.FcpLun, deviceOf(mapping), {}, {}});
@@ -223,9 +224,10 @@ private:
         LunStyle const style = lunStyleOf(mappings);
         if (style == LunStyle::unknown && mDepth >= Depth::luns)
         {
-            mReport.addNote(mFound.mName +
-                            ": the LUNs of the target mappings have no known form and are shown "
-                            "as the digits of FcpLun");
+            mReport.addNote(
+                mFound.mName +
+                ": the LUNs of the target mappings have no known form; they are shown as the digits of "
+                "FcpLun and cannot be compared with the LUNs that the targets report");
         }
         Targets targets = targetsIn(mappings, style);
         if (mDepth >= Depth::luns)

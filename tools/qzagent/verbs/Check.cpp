@@ -207,19 +207,20 @@ HostState stateIn(Documents const& aDocuments, std::string const& aSource, Gaps&
             aGaps.attempt(aName, aSource + ": ", [&] { aRead(found->second); });
         }
     };
-    using Json = nlohmann::ordered_json;
-    read(inventoryName, [&](Json const& aJson) { state.mInventory = hostTreeOf(aJson, inventoryName); });
+    using Document = nlohmann::ordered_json;
+    read(inventoryName,
+         [&](Document const& aDocument) { state.mInventory = hostTreeOf(aDocument, inventoryName); });
     read(secondStatisticsName,
-         [&](Json const& aJson)
+         [&](Document const& aDocument)
          {
              if (auto const first = aDocuments.find(firstStatisticsName); first != aDocuments.end())
              {
-                 state.mCounters = countersBetween(first->second, aJson);
+                 state.mCounters = countersBetween(first->second, aDocument);
              }
          });
-    read(portsName, [&](Json const& aJson) { state.mStates = statesIn(aJson); });
-    read(latencyName, [&](Json const& aJson) { state.mLatencies = latenciesIn(aJson); });
-    read(watchName, [&](Json const& aJson) { state.mEvents = eventsIn(aJson); });
+    read(portsName, [&](Document const& aDocument) { state.mStates = statesIn(aDocument); });
+    read(latencyName, [&](Document const& aDocument) { state.mLatencies = latenciesIn(aDocument); });
+    read(watchName, [&](Document const& aDocument) { state.mEvents = eventsIn(aDocument); });
     return state;
 }
 
@@ -325,6 +326,10 @@ Answer examine(Setting const& aSetting, CheckOptions const& aOptions)
                   .take(needs, baseline ? lookLike(*baseline) : std::vector<std::string>{inventoryName});
     HostState const state = stateIn(documents, aOptions.mBundle.value_or("the host"), gaps);
     addIncomplete(needs, documents, gaps);
+    if (state.mInventory && hasFailure(state.mInventory->mRoot))
+    {
+        gaps.mNames.insert(inventoryName);
+    }
     std::vector<Finding> findings = findingsIn(state, rules);
     if (baseline && state.mInventory)
     {

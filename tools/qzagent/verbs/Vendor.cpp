@@ -39,14 +39,14 @@ struct Findings
     std::vector<Board> mBoards;
 };
 
-/// Reports the versions that the library did not write. It has written them when there are boards.
-void reportMissing(LibvqmVersions const& aVersions, Report& aReport)
+/// Reports the versions that the library did not write. Without boards it has not been asked for that of the driver.
+void reportMissing(LibvqmVersions const& aVersions, bool aHasBoards, Report& aReport)
 {
     if (!aVersions.mLibrary)
     {
         aReport.addError(ExitCode::failed, "VQM_GetLibVer wrote no version of the library");
     }
-    if (!aVersions.mDriver)
+    if (aHasBoards && !aVersions.mDriver)
     {
         aReport.addError(ExitCode::failed, "VQM_InitDiagEnv wrote no version of the driver");
     }
@@ -85,9 +85,12 @@ void query(SharedFindings& aFindings, Report& aReport)
     if (numberOfBoards(*environment) == 0)
     {
         aReport.addNote("no boards");
+        versions.mLibrary = libraryVersion();
+        aFindings.change([&](Findings& aFound) { aFound.mVersions = versions; });
+        reportMissing(versions, false, aReport);
         return;
     }
-    reportMissing(versions, aReport);
+    reportMissing(versions, true, aReport);
     visitBoards(*environment, aReport,
                 [&](Board&& aBoard) {
                     aFindings.change([&](Findings& aFound) { aFound.mBoards.push_back(std::move(aBoard)); });
@@ -181,7 +184,10 @@ std::string tableOf(Findings const& aFindings, bool aColoured)
 {
     Table table({{"ITEM", Table::Fit::tree}, {"VALUE", Table::Fit::wrapped}}, aColoured);
     addVersion(table, "library version", aFindings.mVersions.mLibrary);
-    addVersion(table, "driver version", aFindings.mVersions.mDriver);
+    if (aFindings.mVersions.mDriver || !aFindings.mBoards.empty())
+    {
+        addVersion(table, "driver version", aFindings.mVersions.mDriver);
+    }
     if (aFindings.mSupportsQuazor)
     {
         table.addRow({{"quazor events"}, {*aFindings.mSupportsQuazor ? "supported" : "not supported"}});
@@ -232,7 +238,7 @@ Answer vendor(Setting const& aSetting)
         aSetting.mReport.addError(ExitCode::failed, exception.what());
     }
     Findings const found = findings.get();
-    Answer answer = answerOf(found, !found.mBoards.empty(), aSetting);
+    Answer answer = answerOf(found, found.mVersions.mLibrary || !found.mBoards.empty(), aSetting);
     source.setLast(answer);
     return answer;
 }

@@ -25,7 +25,7 @@ public:
     }
     ~ReportedEnvironment()
     {
-        setCurrentStep("VQM_FreeDiagEnv");
+        setCurrentCall("VQM_FreeDiagEnv");
         try
         {
             mEnvironment.close();
@@ -44,7 +44,7 @@ public:
 private:
     static qz::VqmLibrary& opening(qz::VqmLibrary& aLibrary)
     {
-        setCurrentStep("VQM_InitDiagEnv");
+        setCurrentCall("VQM_InitDiagEnv");
         return aLibrary;
     }
 

@@ -24,7 +24,8 @@ struct Board
 };
 
 /// @return number of boards
-/// @throws std::runtime_error "implausible number of boards: N (at most 4096)"
+/// @throws std::runtime_error "VQM_InitDiagEnv failed (-1)" or "implausible number of boards from VQM_InitDiagEnv: N
+///         (at most 4096)"
 unsigned int numberOfBoards(qz::VqmEnvironment& aEnvironment);
 
 /// Reads the names of a board.

@@ -63,14 +63,13 @@ void VqmRegistrations::add(Board const& aBoard)
     }
     else
     {
-        reportRefusal("registration", aBoard.mNumber, registration.result());
+        reportRefusal(registeringFunction(), "registration", aBoard.mNumber, registration.result());
     }
 }
 
 qz::VqmRegistration VqmRegistrations::registrationOf(Board const& aBoard)
 {
-    setCurrentStep(fmt::format(
-        "{} of board {}", mKind.mIsPlain ? "RegisterForEvent" : "VQM_QZ_RegisterForEvent", aBoard.mNumber));
+    setCurrentCall(registeringFunction(), fmt::format("board {}", aBoard.mNumber));
     if (mKind.mIsPlain)
     {
         return qz::VqmRegistration::plain(mLibrary, aBoard.mNumber, mKind.mCategory, &mIntake,
@@ -83,15 +82,13 @@ qz::VqmRegistration VqmRegistrations::registrationOf(Board const& aBoard)
 
 void VqmRegistrations::end(RegisteredBoard& aBoard)
 {
-    setCurrentStep(fmt::format("{} of board {}",
-                               mKind.mIsPlain ? "unRegisterForEvent" : "VQM_QZ_unRegisterForEvent",
-                               aBoard.mBoard));
+    setCurrentCall(unregisteringFunction(), fmt::format("board {}", aBoard.mBoard));
     try
     {
         unsigned int const result = aBoard.mRegistration.end();
         if (result != qz::VqmRegistration::accepted)
         {
-            reportRefusal("unregistration", aBoard.mBoard, result);
+            reportRefusal(unregisteringFunction(), "unregistration", aBoard.mBoard, result);
         }
     }
     catch (std::exception const& exception)
@@ -100,9 +97,20 @@ void VqmRegistrations::end(RegisteredBoard& aBoard)
     }
 }
 
-void VqmRegistrations::reportRefusal(char const* aRefused, unsigned int aBoard, unsigned int aResult)
+void VqmRegistrations::reportRefusal(char const* aFunction, char const* aRefused, unsigned int aBoard,
+                                     unsigned int aResult)
 {
-    mReport.addError(ExitCode::failed,
-                     fmt::format("board {}: the {} was refused with result {}", aBoard, aRefused, aResult));
+    mReport.addError(ExitCode::failed, fmt::format("board {}: {} refused the {} with result {}", aBoard,
+                                                   aFunction, aRefused, aResult));
+}
+
+char const* VqmRegistrations::registeringFunction() const
+{
+    return mKind.mIsPlain ? "RegisterForEvent" : "VQM_QZ_RegisterForEvent";
+}
+
+char const* VqmRegistrations::unregisteringFunction() const
+{
+    return mKind.mIsPlain ? "unRegisterForEvent" : "VQM_QZ_unRegisterForEvent";
 }
 }  // namespace qzagent

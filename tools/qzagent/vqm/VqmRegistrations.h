@@ -67,7 +67,10 @@ private:
 
     qz::VqmRegistration registrationOf(Board const& aBoard);
     void end(RegisteredBoard& aBoard);
-    void reportRefusal(char const* aRefused, unsigned int aBoard, unsigned int aResult);
+    void reportRefusal(char const* aFunction, char const* aRefused, unsigned int aBoard,
+                       unsigned int aResult);
+    char const* registeringFunction() const;
+    char const* unregisteringFunction() const;
 
     qz::VqmLibrary& mLibrary;
     EventKind const mKind;

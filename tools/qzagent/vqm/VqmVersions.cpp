@@ -1,12 +1,17 @@
 #include "tools/qzagent/vqm/VqmVersions.h"
 
+#include <array>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include <dlfcn.h>
+
 #include "backend/common/include/Logger.h"
+#include "backend/sensor/agentcommon/LibvqmRecords.h"
 #include "tools/qzagent/cli/CurrentStep.h"
 #include "tools/qzagent/cli/ErrorStream.h"
 
@@ -14,6 +19,8 @@ namespace qzagent
 {
 namespace
 {
+using VqmGetLibVer = void(char*);
+
 constexpr unsigned int neededLevels = QZLL_Information | QZLL_Trace;
 constexpr std::string_view libraryText = "Found Libvqm version : ";
 constexpr std::string_view driverText = "KWRT Driver Version - ";
@@ -47,21 +54,37 @@ void takeStep(std::string_view aLine)
     struct Operation
     {
         std::string_view mBeginning;
-        char const* mStep;
+        char const* mCall;
+        char const* mBoard;
     };
-    constexpr Operation operations[] = {{" __initLibvqm: Entered", "VQM_InitDiagEnv"},
-                                        {" __processLibvqmVersion: Entered", "VQM_GetLibVer"},
-                                        {" DoesDriverSupportQzapi: Entered", "VQM_GetDrvInfo of board 0"}};
+    constexpr Operation operations[] = {{" __initLibvqm: Entered", "VQM_InitDiagEnv", ""},
+                                        {" __processLibvqmVersion: Entered", "VQM_GetLibVer", ""},
+                                        {" DoesDriverSupportQzapi: Entered", "VQM_GetDrvInfo", "board 0"}};
     for (Operation const& operation : operations)
     {
         if (aLine.size() > operation.mBeginning.size() &&
             aLine.substr(aLine.size() - operation.mBeginning.size()) == operation.mBeginning)
         {
-            setCurrentStep(operation.mStep);
+            setCurrentCall(operation.mCall, operation.mBoard);
         }
     }
 }
 }  // namespace
+
+std::optional<std::string> libraryVersion()
+{
+    std::unique_ptr<void, int (*)(void*)> const library(::dlopen("/usr/lib/libvqm.so", RTLD_LAZY),
+                                                        &::dlclose);
+    auto* const getLibVer = reinterpret_cast<VqmGetLibVer*>(::dlsym(library.get(), "VQM_GetLibVer"));
+    // The library may fill all bytes except the last one.
+    std::array<char, QZCLibvqmRecords::sgLibraryVersionSize + 1> text{};
+    if (getLibVer != nullptr)
+    {
+        setCurrentCall("VQM_GetLibVer");
+        getLibVer(text.data());
+    }
+    return text.front() == '\0' ? std::nullopt : std::optional<std::string>(text.data());
+}
 
 LibvqmVersionLog::LibvqmVersionLog(ErrorStream& aErrors, LibvqmVersions& aVersions,
                                    std::function<void()> aOnVersion)

@@ -16,6 +16,10 @@ struct LibvqmVersions
     std::optional<std::string> mDriver;   ///< none when VQM_InitDiagEnv wrote no text
 };
 
+/// Without boards the layer does not ask for the version.
+/// @return the version of the vendor library, which must be loaded; none when VQM_GetLibVer writes no text or is missing
+std::optional<std::string> libraryVersion();
+
 /// Reads the versions from the log while the object exists, and names the call of the library as the current step. The
 /// log lines that were shown before are still shown. Only one object may exist at a time.
 class LibvqmVersionLog

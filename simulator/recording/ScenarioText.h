@@ -1,0 +1,14 @@
+/// @file
+/// Makes scenarios from recordings.
+#pragma once
+
+#include <string>
+
+#include "simulator/recording/Recording.h"
+
+namespace qzsim
+{
+/// @return a scenario, as TOML, of the adapters, ports, LUNs, boards and events that the recorded calls have shown. What a
+///         scenario cannot express, such as calls that failed, is listed in comments
+std::string scenarioOf(Recording const& aRecording);
+}  // namespace qzsim

@@ -1,0 +1,260 @@
+#include "simulator/runner/Recordings.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "simulator/control/SignalBlock.h"
+#include "simulator/recording/Player.h"
+#include "simulator/recording/Recording.h"
+#include "simulator/recording/RecordingFile.h"
+#include "simulator/recording/Ring.h"
+#include "simulator/recording/ScenarioText.h"
+#include "simulator/recording/Session.h"
+#include "simulator/runner/CommandLine.h"
+#include "simulator/runner/Launch.h"
+#include "toml/TomlValue.h"
+
+namespace fs = std::filesystem;
+
+namespace qzsim
+{
+namespace
+{
+constexpr std::chrono::milliseconds recordInterval{5};
+
+class RecordingHelp : public CLI::Formatter
+{
+public:
+    explicit RecordingHelp(std::string aUsage) : mUsage(std::move(aUsage)) {}
+
+    std::string make_usage(CLI::App const*, std::string) const override { return "Usage: " + mUsage + "\n"; }
+
+private:
+    std::string const mUsage;
+};
+
+/// Writes what the processes record, on its own thread. The thread ends when the recording cannot be written.
+class RecordingThread
+{
+public:
+    RecordingThread(Ring& aRing, RecordingFile& aFile) : mRing(aRing), mFile(aFile)
+    {
+        SignalBlock const block;
+        mThread = std::thread([this] { run(); });
+    }
+    ~RecordingThread() { end(); }
+    RecordingThread(RecordingThread const&) = delete;
+    RecordingThread& operator=(RecordingThread const&) = delete;
+
+    /// Writes what is left.
+    /// @throws RecordingWriteError
+    void finish()
+    {
+        end();
+        if (mError)
+        {
+            std::rethrow_exception(mError);
+        }
+        write();
+    }
+
+private:
+    void end()
+    {
+        mIsEnding = true;
+        if (mThread.joinable())
+        {
+            mThread.join();
+        }
+        mRing.close();
+    }
+
+    void run() noexcept
+    {
+        try
+        {
+            while (!mIsEnding)
+            {
+                write();
+                std::this_thread::sleep_for(recordInterval);
+            }
+        }
+        catch (...)
+        {
+            mError = std::current_exception();
+            mRing.close();
+        }
+    }
+
+    void write()
+    {
+        mRing.read([this](Ring::Record const& aRecord) { mFile.add(aRecord); });
+        mFile.flush();
+    }
+
+    Ring& mRing;
+    RecordingFile& mFile;
+    std::atomic<bool> mIsEnding = false;
+    std::exception_ptr mError;
+    std::thread mThread;
+};
+
+struct RecordingOptions
+{
+    std::string mFile;
+    std::optional<std::string> mLibrary;
+    ReplayOptions mReplay;
+    std::vector<std::string> mCommand;
+
+    fs::path library() const { return mLibrary ? fs::path(*mLibrary) : findLibrary(); }
+};
+
+void parse(CLI::App& aParser, RecordingOptions& aOptions, int aCount, char** aArguments)
+{
+    aParser.prefix_command();
+    aParser
+        .add_option("--library", aOptions.mLibrary,
+                    "Use this libqzsim.so instead of the one installed with qzsim")
+        ->type_name("PATH")
+        ->check(refuseEmpty);
+    aParser.parse(aCount, aArguments);
+    aOptions.mCommand = commandIn(aParser);
+    if (aOptions.mCommand.empty())
+    {
+        throw CLI::RequiredError("PROGRAM");
+    }
+}
+
+/// @return the exit status of a program that has ended
+int statusAfter(RecordingOptions const& aOptions, Outcome const& aOutcome)
+{
+    return aOutcome.mError != 0 ? refuseProgram(aOptions.mCommand.front(), aOutcome.mError)
+                                : endLike(aOutcome);
+}
+
+int record(CLI::App& aParser, int aCount, char** aArguments)
+{
+    RecordingOptions options;
+    aParser.formatter(
+        std::make_shared<RecordingHelp>("qzsim record --output FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]"));
+    aParser.add_option("--output", options.mFile, "Record into this new file")
+        ->type_name("FILE")
+        ->check(refuseEmpty)
+        ->required();
+    parse(aParser, options, aCount, aArguments);
+
+    fs::path const library = options.library();
+    RingFile const ringFile;
+    Ring ring(ringFile.path());
+    injectRecording(library, {{ringVariable, ringFile.path()}});
+    RecordingFile file(options.mFile);
+    RecordingThread thread(ring, file);
+    Outcome const outcome = runProgram(options.mCommand);
+    thread.finish();
+    if (outcome.mError == 0 && !file.hasPackets())
+    {
+        fmt::print(stderr, "qzsim: note: the program opened no library of HBAs and no diagnostic library\n");
+    }
+    return statusAfter(options, outcome);
+}
+
+/// Reads a recording, and reports damage.
+Recording recordingOf(std::string const& aPath)
+{
+    Recording recording = Recording::ofFile(aPath);
+    if (recording.damaged() != 0)
+    {
+        fmt::print(stderr, "qzsim: note: {} packets or pieces of {} are damaged\n", recording.damaged(),
+                   tomlfile::inQuotes(aPath));
+    }
+    return recording;
+}
+
+std::string speedText(double aSpeed) { return fmt::format("{}", aSpeed); }
+
+int replay(CLI::App& aParser, int aCount, char** aArguments)
+{
+    RecordingOptions options;
+    aParser.formatter(
+        std::make_shared<RecordingHelp>("qzsim replay FILE [OPTIONS] [--] PROGRAM [ARGUMENTS...]"));
+    aParser.add_option("FILE", options.mFile, "The recording")->required();
+    aParser
+        .add_option("--speed", options.mReplay.mSpeed,
+                    "Divide the delays of the recording by this number; 0 for no delays")
+        ->type_name("NUMBER")
+        ->check(CLI::Range(0.0, 1e9));
+    aParser.add_flag("--strict", options.mReplay.mIsStrict,
+                     "Accept calls only in the order of the recording");
+    parse(aParser, options, aCount, aArguments);
+
+    Recording recording = recordingOf(options.mFile);
+    MemoryFile const counts = Player::countsFor(recording);
+    Player const player(std::move(recording), counts.path(), options.mReplay);
+    injectRecording(options.library(), {{ringVariable, ""},
+                                        {recordingVariable, fs::absolute(options.mFile)},
+                                        {countsVariable, counts.path()},
+                                        {speedVariable, speedText(options.mReplay.mSpeed)},
+                                        {strictVariable, options.mReplay.mIsStrict ? "1" : ""}});
+    Outcome const outcome = runProgram(options.mCommand);
+    for (std::string const& note : player.notes())
+    {
+        fmt::print(stderr, "qzsim: note: {}\n", note);
+    }
+    return statusAfter(options, outcome);
+}
+int convert(CLI::App& aParser, int aCount, char** aArguments)
+{
+    std::string file;
+    aParser.formatter(std::make_shared<RecordingHelp>("qzsim convert FILE"));
+    aParser.add_option("FILE", file, "The recording")->required();
+    aParser.parse(aCount, aArguments);
+    fmt::print("{}", scenarioOf(recordingOf(file)));
+    return good;
+}
+
+struct Command
+{
+    char const* mName;
+    char const* mTitle;
+    char const* mDescription;
+    int (*mPerform)(CLI::App&, int, char**);
+};
+
+constexpr Command commands[] = {
+    {"record", "qzsim record",
+     "Runs PROGRAM and records its calls of the HBA libraries and the diagnostic library.", record},
+    {"replay", "qzsim replay",
+     "Runs PROGRAM without these libraries: its calls get the answers of a recording.", replay},
+    {"convert", "qzsim convert", "Prints a scenario of what a recording has shown.", convert},
+};
+
+Command const* commandNamed(std::string const& aName)
+{
+    auto const* const found = std::find_if(std::begin(commands), std::end(commands),
+                                           [&](Command const& aCommand) { return aCommand.mName == aName; });
+    return found == std::end(commands) ? nullptr : found;
+}
+}  // namespace
+
+bool isRecordingCommand(std::string const& aName) { return commandNamed(aName) != nullptr; }
+
+int performRecordingCommand(int aCount, char** aArguments)
+{
+    Command const& command = *commandNamed(aArguments[1]);
+    CLI::App parser(command.mDescription, command.mTitle);
+    return statusOf(parser, [&] { return command.mPerform(parser, aCount - 1, aArguments + 1); });
+}
+}  // namespace qzsim

@@ -1,0 +1,149 @@
+// Recordings of programs that call the libraries directly. A replay prints what the recorded program printed.
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/simulator/Qzsim.h"
+#include "tests/support/Process.h"
+#include "tests/support/ScratchFolder.h"
+
+namespace
+{
+constexpr char const* recordedScenario =
+    "[[adapter]]\nname = \"a\"\nnode_wwn = \"20:00:00:00:00:00:00:01\"\nmodel = \"M-1\"\n"
+    "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\nfc_id = 0x010203\n"
+    "statistics = { tx_frames = 4294967297 }\n"
+    "[adapter.port.fc4_statistics]\ninput_requests = 11\n"
+    "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:02\"\nfc_id = 0x21\nluns = 2\n"
+    "[[adapter.port.remote.lun]]\nlun = 0\nluid = \"7f\"\n"
+    "[adapter.port.remote.lun.fcp_statistics]\ninput_requests = 12\n"
+    "[[adapter.event]]\ntype = \"ADAPTER_ADD\"\nat_ms = 50\n"
+    "[[adapter.event]]\ntype = \"ADAPTER_CHANGE\"\nat_ms = 50\ncount = 2\n"
+    "[[adapter.event]]\ntype = \"PORT_FABRIC\"\nfabric_port_id = 0x010203\nat_ms = 50\n"
+    "[[adapter.event]]\ntype = \"PORT_STAT_GROWTH\"\nat_ms = 50\n"
+    "[[adapter.event]]\ntype = \"TARGET_OFFLINE\"\nremote_wwn = \"50:00:00:00:00:00:00:02\"\nat_ms = 50\n"
+    "[[adapter.event]]\ntype = \"LINK_INCIDENT\"\npayload = \"07 08 09 0a 0b\"\nat_ms = 50\n"
+    "[diagnostics]\nlibrary_version = \"7.8.9\"\n"
+    "[[diagnostics.board]]\nfirst_wwn = \"20:00:00:00:00:00:00:01\"\nsecond_wwn = "
+    "\"10:00:00:00:00:00:00:01\"\n"
+    "[[diagnostics.event]]\nboard = 0\ncategory = 3\nsubcategory = 7\nsize = 9\ncount = 3\n";
+
+constexpr char const* portOfRecording = "10:00:00:00:00:00:00:01";
+
+class RecordingReplay : public testing::Test
+{
+protected:
+    ProcessResult record(std::string const& aProbe, Arguments const& aSteps,
+                         std::string const& aScenario = recordedScenario)
+    {
+        std::string const scenario = mFolder.write("scenario.toml", aScenario);
+        Arguments arguments{"--scenario", scenario, "--", QZSIM, "record", "--output", mFile, "--", aProbe};
+        arguments.insert(arguments.end(), aSteps.begin(), aSteps.end());
+        return runQzsim(arguments);
+    }
+
+    ProcessResult replay(std::string const& aProbe, Arguments const& aSteps) const
+    {
+        return replayOf(mFile, aProbe, aSteps);
+    }
+
+    static ProcessResult replayOf(std::string const& aFile, std::string const& aProbe,
+                                  Arguments const& aSteps)
+    {
+        Arguments arguments{"replay", aFile, "--", aProbe};
+        arguments.insert(arguments.end(), aSteps.begin(), aSteps.end());
+        return runQzsim(arguments);
+    }
+
+    void expectReplay(std::string const& aProbe, Arguments const& aSteps,
+                      std::string const& aScenario = recordedScenario)
+    {
+        std::filesystem::remove(mFile);
+        ProcessResult const recorded = record(aProbe, aSteps, aScenario);
+        ProcessResult const replayed = replay(aProbe, aSteps);
+        EXPECT_NE(recorded.mOutput, "");
+        EXPECT_EQ(replayed.mOutput, recorded.mOutput);
+        EXPECT_EQ(replayed.mErrors, recorded.mErrors);
+        EXPECT_EQ(replayed.mExitStatus, recorded.mExitStatus);
+    }
+
+    void expectHbaReplay(Arguments aSteps)
+    {
+        aSteps.insert(aSteps.begin(), {"load", "count", "open=a"});
+        expectReplay(HBA_PROBE, aSteps);
+    }
+
+    void expectDiagnosticReplay(Arguments aSteps, std::string const& aScenario = recordedScenario)
+    {
+        aSteps.insert(aSteps.begin(), "open=/usr/lib/libvqm.so");
+        expectReplay(VQM_PROBE, aSteps, aScenario);
+    }
+
+    ScratchFolder mFolder;
+    std::string const mFile = mFolder.path() / "host.pcapng";
+};
+
+TEST_F(RecordingReplay, HasTheQueriesOfTheFirstVersion)
+{
+    expectHbaReplay({"attributes", "port=0", "mappings=1", "mappings=9", "luns=50:00:00:00:00:00:00:02",
+                     "statistics=0", "refresh", "close", "free"});
+}
+
+TEST_F(RecordingReplay, HasTheQueriesOfTheSecondVersion)
+{
+    expectHbaReplay(
+        {"openByWwn=20:00:00:00:00:00:00:01", "attributes", std::string("mappingsV2=") + portOfRecording,
+         std::string("targetV2=") + portOfRecording + "/50:00:00:00:00:00:00:02",
+         std::string("fc4Statistics=") + portOfRecording, "fcpStatistics=0", "fcpStatistics=2", "free"});
+}
+
+TEST_F(RecordingReplay, SendsTheEventsOfAnHbaLibrary)
+{
+    expectHbaReplay({"watchAdapters", "await=1", "unwatchAdapters", "free"});
+    expectHbaReplay({"watchAdapter", "await=2", "unwatch", "free"});
+    expectHbaReplay({std::string("watchPort=") + portOfRecording, "await=1", "unwatch", "free"});
+    expectHbaReplay({std::string("watchStatistics=") + portOfRecording, "await=1", "unwatch", "free"});
+    expectHbaReplay({"watchLink", "await=1", "unwatch", "free"});
+    expectHbaReplay({std::string("watchTargets=") + portOfRecording, "await=1", "unwatch", "free"});
+}
+
+TEST_F(RecordingReplay, HasTheCallsOfTheDiagnosticLibrary)
+{
+    expectDiagnosticReplay({"version", "init", "driver=0", "driver=9", "link=0", "link=9", "free", "link=0"});
+}
+
+TEST_F(RecordingReplay, SendsTheEventsOfTheDiagnosticLibrary)
+{
+    expectDiagnosticReplay({"init", "plain=0", "events=3", "free"});
+    expectDiagnosticReplay({"init", "quazor=0", "events=3", "free"});
+}
+
+TEST_F(RecordingReplay, LacksTheFunctionsThatTheDiagnosticLibraryLacks)
+{
+    std::string const scenario = "[diagnostics]\nmissing_functions = [\"VQM_GetLinkInfo\"]\n";
+    expectDiagnosticReplay({"find=VQM_GetLinkInfo", "find=VQM_GetDrvInfo", "find=QZSIM_IsSimulator"},
+                           scenario);
+}
+
+TEST_F(RecordingReplay, SendsNoEventToAForkedProcess)
+{
+    expectDiagnosticReplay({"init", "quazor=0", "events=3", "fork", "free"});
+}
+
+TEST_F(RecordingReplay, GivesTheAnswersThatMachinesOfBothByteOrdersRecorded)
+{
+    for (char const* const machine : {"x86-64", "powerpc"})
+    {
+        ProcessResult const result = replayOf(
+            std::string(QZSIM_RECORDINGS "/") + machine + ".pcapng", HBA_PROBE,
+            {"load", "count", "open=a", "attributes", "port=0", "mappings=9", "statistics=0", "free"});
+        EXPECT_EQ(result.mErrors, "");
+        EXPECT_EQ(result.mOutput,
+                  "load: 0\ncount: 1\nopen a: 1\nattributes: 0 \"M-1\" with 1 ports\n"
+                  "port 0: 0 id 010203, sees 1\n  port 0: 0 id 000021\nmappings: 0 of 2\n"
+                  "statistics 0: 0 rx -1\nfree: 0\n");
+    }
+}
+}  // namespace

@@ -1,0 +1,403 @@
+"""qzsim record writes what a program and its libraries exchange, and qzsim replay answers from it."""
+
+import json
+import os
+import pathlib
+import signal
+import struct
+import subprocess
+import tempfile
+import time
+import unittest
+
+import pcapng
+from programs import QZAGENT, QZSIM, run
+
+PATIENCE = 60  # seconds
+CALLS = 148  # link type USER1
+
+ADAPTERS = """
+[[adapter]]
+name = "example-fc-0"
+    [[adapter.port]]
+    port_wwn = "10:00:00:00:c9:00:00:01"
+    statistics = { tx_frames = 5 }
+    statistics_per_second = { tx_frames = 100000 }
+        [[adapter.port.remote]]
+        port_wwn = "50:00:00:00:ab:00:00:01"
+        luns = 4
+"""
+
+BOARDS = """
+[diagnostics]
+[[diagnostics.board]]
+first_wwn = "20:00:00:00:c9:00:00:00"
+second_wwn = "10:00:00:00:c9:00:00:01"
+[[diagnostics.event]]
+board = 0
+category = 3
+subcategory = 7
+size = 4
+"""
+
+
+def cbor(data):
+    """The one item that the bytes are, read without the code of the project."""
+    item, rest = _item(data)
+    assert not rest, rest
+    return item
+
+
+def _item(data):
+    major, short, data = data[0] >> 5, data[0] & 31, data[1:]
+    if major == 7:
+        return None, data
+    if short == 31:
+        return _open(major, data)
+    if short >= 24:
+        size = 1 << (short - 24)
+        short, data = int.from_bytes(data[:size], "big"), data[size:]
+    if major in (0, 1):
+        return (short if major == 0 else -1 - short), data
+    return (data[:short] if major == 2 else data[:short].decode()), data[short:]
+
+
+def _open(major, data):
+    items = []
+    while data[0] != 0xff:
+        item, data = _item(data)
+        items.append(item)
+    return (items if major == 4 else dict(zip(items[::2], items[1::2]))), data[1:]
+
+
+def without_times(text):
+    lines = (line for line in text.splitlines() if '"generated_at"' not in line)
+    return [{key: value for key, value in json.loads(line).items() if key != "time"} if line.startswith('{"') else line
+            for line in lines]
+
+
+class Recorded(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.file = self.folder / "host.pcapng"
+
+    def command(self, scenario, *command):
+        text = self.folder / "scenario.toml"
+        text.write_text(scenario, encoding="ascii")
+        return [QZSIM, "--scenario", text, "--", QZSIM, "record", "--output", self.file, "--", *command]
+
+    def record(self, scenario, *command):
+        result = run(*self.command(scenario, *command))
+        self.assertEqual(result.stderr, "")
+        return result
+
+    def replay(self, *command, options=()):
+        return run(QZSIM, "replay", self.file, *options, "--", *command)
+
+    def section(self):
+        found, = pcapng.sections(self.file.read_bytes())
+        return found
+
+    def packets(self):
+        return [cbor(packet.data) for packet in self.section().packets]
+
+    def calls(self, function):
+        return [packet for packet in self.packets() if packet.get("call") == function]
+
+    def assert_replays(self, *command, options=(), scenario=ADAPTERS):
+        recorded = run(*self.command(scenario, *command))
+        replayed = self.replay(*command, options=options)
+        self.assertEqual((replayed.returncode, replayed.stderr), (recorded.returncode, recorded.stderr))
+        self.assertEqual(without_times(replayed.stdout), without_times(recorded.stdout))
+
+
+class Recording(Recorded):
+    def test_has_an_interface_for_each_library(self):
+        self.record(ADAPTERS + BOARDS, "sh", "-c", '"$0" ports; "$0" vendor', QZAGENT)
+        names = {interface.name.rpartition("/")[2]: (interface.link_type, interface.description)
+                 for interface in self.section().interfaces}
+        self.assertEqual(names, {"hba.conf": (CALLS, "common library"), "libqzsim-hba.so": (CALLS, "HBA library"),
+                                 "libvqm.so": (CALLS, "diagnostic library")})
+
+    def test_has_arguments_answer_thread_and_duration_of_a_call(self):
+        self.record(ADAPTERS, QZAGENT, "ports", "--json")
+        call, = [call for call in self.calls("HBA_GetAdapterPortAttributes") if call["arguments"]["port"] == 0][:1]
+        self.assertEqual((call["returns"], call["results"]["attributes"]["port_wwn"].hex()), (0, "10000000c9000001"))
+        self.assertGreater(call["process"], 0)
+        self.assertGreater(call["thread"], 0)
+        self.assertGreaterEqual(call["duration"], 0)
+
+    def test_has_the_lines_of_the_configuration(self):
+        self.record(ADAPTERS, QZAGENT, "ports")
+        texts = [packet["configuration"] for packet in self.packets() if "configuration" in packet]
+        self.assertRegex(texts[0], r"^qzsim /.*/libqzsim-hba\.so\n$")
+
+    def test_has_the_reason_why_a_library_did_not_load(self):
+        run(*self.command("[diagnostics]\nlibrary = 'absent'\n", QZAGENT, "vendor"))
+        failure, = {packet["error"] for packet in self.packets() if packet.get("library") == "/usr/lib/libvqm.so"}
+        self.assertIn("cannot open shared object file", failure)
+
+    def test_states_the_word_size_of_the_host(self):
+        self.record(ADAPTERS, QZAGENT, "ports")
+        self.assertRegex(self.section().comment, "^recording=1 word_size=(32|64)$")
+
+    def test_has_each_process_that_the_program_starts(self):
+        self.record(ADAPTERS, "sh", "-c", '"$0" ports; "$0" ports', QZAGENT)
+        self.assertEqual(len({packet["process"] for packet in self.calls("HBA_GetAdapterName")}), 2)
+
+    def test_is_refused_if_the_file_exists(self):
+        self.file.write_text("mine", encoding="ascii")
+        result = run(QZSIM, "record", "--output", self.file, "--", "true")
+        self.assertEqual((result.returncode, result.stderr), (2, f'qzsim: cannot write "{self.file}": File exists\n'))
+        self.assertEqual(self.file.read_text(encoding="ascii"), "mine")
+
+    def test_of_a_program_without_libraries_says_so(self):
+        result = run(QZSIM, "record", "--output", self.file, "--", "true")
+        self.assertEqual((result.returncode, result.stderr),
+                         (0, "qzsim: note: the program opened no library of HBAs and no diagnostic library\n"))
+
+    def test_ends_with_the_status_of_the_program(self):
+        self.assertEqual(run(QZSIM, "record", "--output", self.file, "--", "sh", "-c", "exit 5").returncode, 5)
+        self.assertEqual(run(QZSIM, "replay", self.file, "--", "true").returncode, 2)
+
+    def test_does_not_disturb_a_process_that_outlives_the_program(self):
+        ended, output = self.folder / "ended", self.folder / "output"
+        script = (f'(exec >/dev/null 2>&1; while [ ! -e {ended} ]; do sleep 0.01; done; '
+                  f'"$0" ports >{output}.new; mv {output}.new {output}) &')
+        run(*self.command(ADAPTERS, "sh", "-c", script, QZAGENT))
+        ended.touch()
+        deadline = time.monotonic() + PATIENCE
+        while not output.exists():
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        self.assertIn("10:00:00:00:c9:00:00:01", output.read_text(encoding="utf-8"))
+
+    def test_can_be_read_only_by_its_owner(self):
+        self.record(ADAPTERS, QZAGENT, "ports")
+        self.assertEqual(self.file.stat().st_mode & 0o777, 0o600)
+
+    def test_splits_a_large_answer_into_packets_that_every_program_reads(self):
+        large = ADAPTERS.replace("luns = 4", "luns = 3000")
+        self.assert_replays(QZAGENT, "inventory", "--json", scenario=large)
+        sizes = [len(packet.data) for packet in self.section().packets]
+        self.assertEqual(max(sizes), 262144)
+
+
+class Events(Recorded):
+    def storm(self, rate, count):
+        return BOARDS + f"rate = {rate}\ncount = {count}\n"
+
+    def events(self):
+        return [packet for packet in self.packets() if "event" in packet]
+
+    def test_are_recorded_with_their_payloads_and_replayed(self):
+        for interface in ((), ("--plain",)):
+            with self.subTest(interface):
+                self.assert_replays(QZAGENT, "watch", "--json", "--count", "5", *interface,
+                                    scenario=self.storm(500, 5))
+                numbers = [int.from_bytes(event["data"]["payload"], "big") for event in self.events()]
+                self.assertEqual((numbers, self.events()[0]["event"]), ([0, 1, 2, 3, 4], "plain" if interface else "quazor"))
+                self.file.unlink()
+
+    def test_are_replayed_in_the_rhythm_of_the_recording(self):
+        self.record(self.storm(4, 3), QZAGENT, "watch", "--quiet", "--count", "3")
+        begin = time.monotonic()
+        self.replay(QZAGENT, "watch", "--quiet", "--count", "3")
+        self.assertGreater(time.monotonic() - begin, 0.5)
+
+    def test_of_a_storm_are_all_recorded_in_order(self):
+        count = 20000
+        self.record(self.storm(100000, count), QZAGENT, "watch", "--quiet", "--output", os.devnull, "--format", "records",
+                    "--count", str(count))
+        numbers = [int.from_bytes(event["data"]["payload"], "big") for event in self.events()]
+        self.assertTrue(numbers[:count] == list(range(count)), f"{len(numbers)} events")
+        times = [packet.time for packet in self.section().packets]
+        self.assertTrue(times == sorted(times))
+
+
+class Killed(Recorded):
+    def start(self, scenario, *command):
+        process = subprocess.Popen(self.command(scenario, *command), stdout=subprocess.PIPE, start_new_session=True)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait, PATIENCE)
+        self.assertTrue(process.stdout.readline())
+        return process
+
+    def watch(self):
+        return self.start(BOARDS + "rate = 1000\ncount = 1000000\n", QZAGENT, "watch", "--json")
+
+    def test_program_leaves_everything_that_it_recorded(self):
+        process = self.watch()
+        agent = int(subprocess.run(["pgrep", "-P", str(process.pid)], capture_output=True, check=True).stdout)
+        os.kill(agent, signal.SIGKILL)
+        self.assertEqual(process.wait(PATIENCE), -signal.SIGKILL)
+        self.assertGreater(len(self.packets()), 0)
+
+    def test_recorder_leaves_whole_blocks_and_the_program_runs_on(self):
+        process = self.watch()
+        agent = int(subprocess.run(["pgrep", "-P", str(process.pid)], capture_output=True, check=True).stdout)
+        deadline = time.monotonic() + PATIENCE
+        while self.file.stat().st_size < 10000:
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        process.kill()
+        process.wait(PATIENCE)
+        self.assertGreater(len(pcapng.sections(pcapng.whole_part(self.file.read_bytes()))[0].packets), 0)
+        for _ in range(5000):
+            self.assertTrue(process.stdout.readline())
+        os.kill(agent, signal.SIGKILL)
+
+
+class Replay(Recorded):
+    def test_gives_the_same_answers_without_the_libraries(self):
+        for command in (("inventory", "--luns"), ("ports",), ("adapters",)):
+            with self.subTest(command):
+                self.assert_replays(QZAGENT, *command, "--json")
+                self.file.unlink()
+
+    def test_gives_the_answers_of_a_call_in_their_order(self):
+        command = (QZAGENT, "statistics", "--interval", "1", "--count", "2", "--json")
+        growths = [[json.loads(line)["adapters"][0]["ports"][0]["differences"] for line in text.splitlines()]
+                   for text in (self.record(ADAPTERS, *command).stdout, self.replay(*command).stdout)]
+        self.assertEqual(growths[0], growths[1])
+
+    def test_repeats_the_last_answer_with_a_note(self):
+        self.record(ADAPTERS, QZAGENT, "ports", "--json")
+        result = self.replay("sh", "-c", '"$0" ports >/dev/null; "$0" ports --json', QZAGENT)
+        self.assertIn('"port_wwn": "10:00:00:00:c9:00:00:01"', result.stdout)
+        self.assertRegex(result.stderr, r"(?m)^qzsim: note: HBA_OpenAdapter\(name \"example-fc-0\"\) of /.*/libqzsim-hba.so "
+                                        r"was recorded 1 and called 2 times; the last answer was repeated$")
+
+    def test_refuses_a_call_that_was_never_recorded(self):
+        self.record(ADAPTERS, QZAGENT, "ports")
+        result = self.replay(QZAGENT, "statistics", "--json")
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, r"(?m)^qzsim: refused: HBA_GetPortStatistics\(handle \d+, port 0\) of /.*: "
+                                        "the recording has no such call$")
+        self.assertIn("HBA_GetPortStatistics", json.dumps(json.loads(result.stdout)["messages"]))
+
+    def test_takes_the_time_of_the_recording_unless_it_is_faster(self):
+        slow = ADAPTERS + ('[[fault]]\ncall = "HBA_GetAdapterAttributes"\nnth = 1\ndelay_ms = 1500\n'
+                           'status = "HBA_STATUS_OK"\n')
+        result = run(*self.command(slow, QZAGENT, "adapters"))
+        self.assertEqual(result.returncode, 0, result.stderr)
+        times = {}
+        for speed in ("1", "100", "0"):
+            begin = time.monotonic()
+            self.replay(QZAGENT, "adapters", options=("--speed", speed))
+            times[speed] = time.monotonic() - begin
+        self.assertGreater(times["1"], 1.4)
+        self.assertLess(times["100"], times["1"])
+        self.assertLess(times["0"], times["1"])
+
+    def test_in_strict_order_accepts_the_recorded_program(self):
+        self.assert_replays(QZAGENT, "inventory", "--luns", "--json", options=("--strict",))
+
+    def test_in_strict_order_refuses_a_call_out_of_order(self):
+        self.record(ADAPTERS, QZAGENT, "inventory")
+        result = self.replay(QZAGENT, "ports", options=("--strict", "--speed", "0"))
+        self.assertRegex(result.stderr, "(?m)^qzsim: refused: HBA_.*: the next call of the recording is HBA_")
+
+    def test_of_a_host_without_the_diagnostic_library_has_none(self):
+        result = run(*self.command("[diagnostics]\nlibrary = 'absent'\n", QZAGENT, "vendor", "--json"))
+        replayed = self.replay(QZAGENT, "vendor", "--json")
+        self.assertEqual(without_times(replayed.stdout), without_times(result.stdout))
+
+    def test_of_a_damaged_recording_uses_the_rest(self):
+        recorded = self.record(ADAPTERS, QZAGENT, "ports", "--json")
+        data = self.file.read_bytes()
+        self.file.write_bytes(data + data[-20:])
+        result = self.replay(QZAGENT, "ports", "--json")
+        self.assertEqual(result.stderr, f'qzsim: note: 1 packets or pieces of "{self.file}" are damaged\n')
+        self.assertEqual(without_times(result.stdout), without_times(recorded.stdout))
+
+    def test_of_a_big_endian_recording_gives_the_same_answers(self):
+        recorded = self.record(ADAPTERS, QZAGENT, "inventory", "--luns", "--json")
+        self.file.write_bytes(swapped(self.file.read_bytes()))
+        result = self.replay(QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual(result.stderr, "")
+        self.assertEqual(without_times(result.stdout), without_times(recorded.stdout))
+
+    def test_refuses_what_is_no_recording(self):
+        for content, reason in ((b"", "it is no recording"), (b"text", "it is no recording"), (None, "No such file")):
+            with self.subTest(content):
+                self.file.unlink(missing_ok=True)
+                if content is not None:
+                    self.file.write_bytes(content)
+                result = self.replay("true")
+                self.assertEqual(result.returncode, 2)
+                self.assertTrue(result.stderr.startswith(f'qzsim: cannot read "{self.file}": {reason}'), result.stderr)
+
+    def test_refuses_a_wrong_command_line(self):
+        for arguments in (["replay"], ["replay", "f"], ["replay", "f", "--speed", "-1", "true"], ["record", "true"],
+                          ["record", "--output", "f"], ["replay", "--bogus", "f", "true"]):
+            with self.subTest(arguments):
+                result = run(QZSIM, *arguments)
+                self.assertEqual((result.returncode, result.stdout), (2, ""))
+                self.assertRegex(result.stderr, "^qzsim: .*; see qzsim (record|replay) --help\n$")
+
+
+class Conversion(Recorded):
+    SHIPPED = pathlib.Path(__file__).resolve().parents[2] / "simulator" / "scenarios"
+
+    def assert_same_output(self, scenario, *command):
+        original = run(*self.command(scenario, *command))
+        text = run(QZSIM, "convert", self.file)
+        self.assertEqual((text.returncode, text.stderr), (0, ""))
+        (self.folder / "made.toml").write_text(text.stdout, encoding="ascii")
+        made = run(QZSIM, "--scenario", self.folder / "made.toml", "--", *command)
+        self.assertEqual((made.returncode, made.stderr), (original.returncode, original.stderr))
+        self.assertEqual(without_times(made.stdout), without_times(original.stdout))
+        self.file.unlink()
+
+    def test_gives_the_same_inventory(self):
+        for name in ("two-adapters", "second-version", "unsupported-adapter", "no-adapters"):
+            with self.subTest(name):
+                self.assert_same_output((self.SHIPPED / f"{name}.toml").read_text(encoding="ascii"),
+                                        QZAGENT, "inventory", "--luns", "--json")
+
+    def test_gives_the_same_boards_and_events(self):
+        self.assert_same_output(BOARDS, QZAGENT, "vendor", "--json")
+        # Each event has its own source, so two that are close together may change places.
+        self.assert_same_output(BOARDS + "count = 5\n", "sh", "-c", '"$0" watch --quiet --count 5 | cut -d " " -f 2- | sort',
+                                QZAGENT)
+
+    def test_gives_the_same_statistics(self):
+        self.assert_same_output(ADAPTERS.replace("statistics_per_second = { tx_frames = 100000 }", ""),
+                                QZAGENT, "statistics", "--json")
+
+    def test_refuses_what_is_no_recording(self):
+        self.file.write_text("text", encoding="ascii")
+        self.assertEqual(run(QZSIM, "convert", self.file).returncode, 2)
+
+
+def swapped(data):
+    """The same file as a host of the other byte order writes it."""
+    output = b""
+    for order, kind, body in pcapng.blocks(data):
+        other = pcapng.BIG if order == pcapng.LITTLE else pcapng.LITTLE
+
+        def numbers(form, position, order=order, other=other, body=body):
+            return struct.pack(other + form, *struct.unpack_from(order + form, body, position))
+
+        if kind == pcapng.SECTION:
+            body = numbers("IHHq", 0) + swapped_options(order, other, body[16:])
+        elif kind == pcapng.INTERFACE:
+            body = numbers("HHI", 0) + swapped_options(order, other, body[8:])
+        elif kind == pcapng.PACKET:
+            size = struct.unpack_from(order + "I", body, 12)[0]
+            body = numbers("IIIII", 0) + body[20:20 + size + -size % 4]
+        output += pcapng.block(other, kind, body)
+    return output
+
+
+def swapped_options(order, other, data):
+    return b"".join(pcapng.option(other, code, value) for code, value in pcapng.options(order, data).items())
+
+
+if __name__ == "__main__":
+    unittest.main()

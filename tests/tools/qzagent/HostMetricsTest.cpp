@@ -1,0 +1,297 @@
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/qzagent/metrics/HostMetrics.h"
+
+namespace
+{
+using qzagent::Look;
+using qzagent::Metric;
+using testing::HasSubstr;
+using testing::Not;
+
+/// @param aKeys the verb's own keys, as JSON
+Look lookOf(std::string const& aVerb, std::string const& aKeys, int aExitStatus = 0,
+            std::string const& aMessages = "[]")
+{
+    using std::chrono::system_clock;
+    constexpr std::chrono::seconds end(1700000000);
+    return {aVerb,
+            nlohmann::ordered_json::parse(fmt::format(
+                R"({{"format_version": 2, "command": "{}", "exit_status": {}, "messages": {}, {}}})", aVerb,
+                aExitStatus, aMessages, aKeys)),
+            std::chrono::milliseconds(1500), system_clock::time_point(end)};
+}
+
+std::string metricsIn(Look const& aLook) { return qzagent::metricsOf({aLook}, ""); }
+
+/// @param aPorts elements of the list of ports, as JSON
+Look portsOf(std::string const& aPorts)
+{
+    return lookOf("ports", R"("adapters": [{"index": 0, "name": "fc0", "ports": [)" + aPorts + "]}]");
+}
+
+Look countersOf(std::string const& aCounters)
+{
+    return lookOf("statistics",
+                  R"("adapters": [{"index": 0, "name": "fc0", "ports": [{"index": 1,
+                     "port_wwn": "10:00:00:00:c9:00:00:01", "counters": {)" +
+                      aCounters + "}}]}]");
+}
+
+constexpr char const* labels = R"({adapter="fc0",port="1",port_wwn="10:00:00:00:c9:00:00:01"})";
+
+std::string const onlinePort =
+    R"({"index": 1, "port_wwn": "10:00:00:00:c9:00:00:01", "type": "NPORT", "state": "ONLINE", "speed": "16GBIT",
+        "number_of_remote_ports": 3, "number_of_targets": 2, "number_of_luns": 5})";
+
+TEST(HostMetrics, OfAPortHaveItsNumbersInBaseUnits)
+{
+    std::string const text = metricsIn(portsOf(onlinePort));
+    EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_speed_bytes_per_second{} 2000000000\n", labels)));
+    EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_remote_ports{} 3\n", labels)));
+    EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_targets{} 2\n", labels)));
+    EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_luns{} 5\n", labels)));
+}
+
+TEST(HostMetrics, HaveASeriesForEachStateOfWhichOneIsOne)
+{
+    std::string const text = metricsIn(portsOf(onlinePort));
+    for (std::string const state :
+         {"UNKNOWN", "ONLINE", "OFFLINE", "BYPASSED", "LINKDOWN", "DIAGNOSTICS", "ERROR", "LOOPBACK"})
+    {
+        EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_state{{adapter=\"fc0\",port=\"1\","
+                                                "port_wwn=\"10:00:00:00:c9:00:00:01\",state=\"{}\"}} {}\n",
+                                                state, state == "ONLINE" ? 1 : 0)));
+    }
+}
+
+TEST(HostMetrics, OfAPortWithoutAttributesHaveTheStateUnknown)
+{
+    std::string const text = metricsIn(portsOf(R"({"index": 0, "failures": []})"));
+    EXPECT_THAT(
+        text,
+        HasSubstr("qzagent_port_state{adapter=\"fc0\",port=\"0\",port_wwn=\"\",state=\"UNKNOWN\"} 1\n"));
+    EXPECT_THAT(text, Not(HasSubstr("qzagent_port_info")));
+}
+
+TEST(HostMetrics, OfAStateTypeAndSpeedWithoutANameHaveTheStateUnknownAndNoSpeed)
+{
+    std::string const text = metricsIn(portsOf(
+        R"({"index": 0, "port_wwn": "10:00:00:00:c9:00:00:01", "type": 77, "state": 99, "speed": 4096})"));
+    EXPECT_THAT(text, HasSubstr("state=\"UNKNOWN\"} 1\n"));
+    EXPECT_THAT(text, HasSubstr("type=\"77\""));
+    EXPECT_THAT(text, Not(HasSubstr("speed_bytes")));
+}
+
+TEST(HostMetrics, OfAPortThatIsDownHaveNoSpeed)
+{
+    EXPECT_THAT(metricsIn(portsOf(R"({"index": 0, "state": "LINKDOWN", "speed": "NOT_NEGOTIATED"})")),
+                Not(HasSubstr("speed_bytes")));
+}
+
+TEST(HostMetrics, CountWordsAsFourBytes)
+{
+    std::string const text = metricsIn(countersOf(R"("tx_words": 10, "rx_words": 9223372036854775807)"));
+    EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_transmitted_bytes_total{} 40\n", labels)));
+    EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_received_bytes_total{} 3.6893488147419103e+19\n",
+                                            labels)));
+}
+
+TEST(HostMetrics, LeaveOutCountersThatThePortDoesNotOffer)
+{
+    std::string const text = metricsIn(countersOf(R"("link_failure_count": 0)"));
+    EXPECT_THAT(text, HasSubstr(fmt::format("qzagent_port_link_failures_total{} 0\n", labels)));
+    EXPECT_EQ(text.find("_total{"), text.rfind("_total{"));
+}
+
+TEST(HostMetrics, TellAdaptersWithTheSameNameApart)
+{
+    std::string const text = metricsIn(lookOf("adapters",
+                                              R"("adapters": [{"index": 0, "name": "fc", "state": "ok"},
+                                                              {"index": 1, "name": "fc", "state": "failed"}])"));
+    EXPECT_THAT(text, HasSubstr("qzagent_adapters 2\n"));
+    EXPECT_THAT(text, HasSubstr("qzagent_adapter_readable{adapter=\"fc\"} 1\n"));
+    EXPECT_THAT(text, HasSubstr("qzagent_adapter_readable{adapter=\"fc (index 1)\"} 0\n"));
+}
+
+TEST(HostMetrics, CountNoAdaptersOnlyIfTheListIsKnown)
+{
+    EXPECT_THAT(metricsIn(lookOf("adapters", R"("adapters": [])")), HasSubstr("qzagent_adapters 0\n"));
+    EXPECT_THAT(metricsIn(lookOf("adapters", R"("adapters": [])", 1)), Not(HasSubstr("qzagent_adapters ")));
+}
+
+/// An inventory with a target on two ports of the host. A LUN is mapped on both, one on the first, one on none.
+std::string inventoryWith(std::string const& aAdapterKeys)
+{
+    auto const port = [](int aIndex, char const* aMapped)
+    {
+        return fmt::format(R"({{"index": {0}, "port_wwn": "10:00:00:00:c9:00:00:0{0}", "state": "ONLINE",
+            "remote_ports": [{{"port_wwn": "50:00:00:00:ab:00:00:0{0}", "node_wwn": "50:00:00:00:ab:00:00:00",
+            "state": "ONLINE", "mapped_luns": {1}, "reported_luns": [0, 1, 2], "luns": []}}]}})",
+                           aIndex, aMapped);
+    };
+    return R"("host": "h", "generated_at": "t", "adapters": [{"index": 0, "name": "fc0", "ports": [)" +
+           port(1, "[0, 1]") + "," + port(2, "[0]") + "]" + aAdapterKeys + "}]";
+}
+
+TEST(HostMetrics, CountThePathsOnWhichALunIsMapped)
+{
+    std::string const text = metricsIn(lookOf("inventory", inventoryWith(R"(, "remote_ports": [])")));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_target_paths{target=\"50:00:00:00:ab:00:00:00\"} 2\n"));
+    for (int const lun : {0, 1, 2})
+    {
+        EXPECT_THAT(text, HasSubstr(fmt::format(
+                              "\nqzagent_lun_paths{{target=\"50:00:00:00:ab:00:00:00\",lun=\"{}\"}} {}\n",
+                              lun, 2 - lun)));
+    }
+}
+
+TEST(HostMetrics, LeaveOutPathsIfOneMayBeUnknown)
+{
+    EXPECT_THAT(metricsIn(lookOf("inventory", inventoryWith(""), 1)), Not(HasSubstr("_paths")));
+}
+
+/// @param aSum as JSON
+Look latencyWithSum(std::string const& aSum)
+{
+    return lookOf("latency",
+                  R"("adapters": [{"index": 0, "name": "fc0", "target_ports": [
+        {"port_wwn": "50:00:00:00:ab:00:00:01", "latencies": {"io_count": 3, "latency_us": {"sum": )" +
+                      aSum + R"(},
+         "record": {"buckets": [{"from_us": 0, "below_us": 10, "count": 1}, {"from_us": 10, "below_us": 20, "count": 1},
+                                {"from_us": 20, "count": 1}]}}},
+        {"port_wwn": "50:00:00:00:ab:00:00:02", "latencies": {"io_count": 0}}]}])");
+}
+
+TEST(HostMetrics, HaveTheLatenciesOfTargetPortsThatAnsweredInSeconds)
+{
+    std::string const target = "adapter=\"fc0\",target_port=\"50:00:00:00:ab:00:00:01\"";
+    std::string const text = metricsIn(latencyWithSum("1234.567"));
+    std::string const name = "qzagent_target_latency_seconds";
+    EXPECT_THAT(text,
+                HasSubstr(fmt::format("\n{0}_bucket{{{1},le=\"1e-05\"}} 1\n{0}_bucket{{{1},le=\"2e-05\"}} 2\n"
+                                      "{0}_bucket{{{1},le=\"+Inf\"}} 3\n{0}_sum{{{1}}} 0.001234567\n"
+                                      "{0}_count{{{1}}} 3\n# ",
+                                      name, target)));
+    EXPECT_THAT(text, Not(HasSubstr("ab:00:00:02")));
+}
+
+TEST(HostMetrics, CallADocumentThatCannotBeReadAFailure)
+{
+    for (std::string const sum : {"\"many\"", "null"})
+    {
+        std::string const text = metricsIn(latencyWithSum(sum));
+        EXPECT_THAT(text, HasSubstr("qzagent_look_success{verb=\"latency\"} 0\n"));
+        EXPECT_THAT(text, HasSubstr("qzagent_look_failures{verb=\"latency\",call=\"other\"} 1\n"));
+    }
+}
+
+TEST(HostMetrics, KeepWhatOtherVerbsReadIfOneFails)
+{
+    Look failed = portsOf(onlinePort);
+    failed.mDocument.reset();
+    std::string const text = qzagent::metricsOf({failed, countersOf(R"("tx_frames": 1)")}, "");
+    EXPECT_THAT(text, HasSubstr("qzagent_look_success{verb=\"ports\"} 0\n"));
+    EXPECT_THAT(text, HasSubstr("qzagent_look_success{verb=\"statistics\"} 1\n"));
+    EXPECT_THAT(text, HasSubstr("qzagent_look_failures{verb=\"ports\",call=\"other\"} 1\n"));
+    EXPECT_THAT(text, HasSubstr("qzagent_port_transmitted_frames_total{"));
+}
+
+TEST(HostMetrics, CountFailuresByTheirCall)
+{
+    std::string const text = metricsIn(lookOf("ports", R"("adapters": [])", 1, R"([
+        {"severity": "error", "text": "a", "cause": {"function": "HBA_OpenAdapter"}},
+        {"severity": "error", "text": "b", "cause": {"function": "HBA_OpenAdapter"}},
+        {"severity": "error", "text": "c"}, {"severity": "note", "text": "d"}])"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_look_failures{verb=\"ports\",call=\"HBA_OpenAdapter\"} 2\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_look_failures{verb=\"ports\",call=\"other\"} 1\n"));
+}
+
+TEST(HostMetrics, HaveTheTimeAndDurationOfASuccess)
+{
+    std::string const text = metricsIn(portsOf(onlinePort));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_look_duration_seconds{verb=\"ports\"} 1.5\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_last_success_timestamp_seconds{verb=\"ports\"} 1700000000\n"));
+}
+
+TEST(HostMetrics, KeepTheTimeOfTheLastSuccessAfterAFailure)
+{
+    Look failed = portsOf(onlinePort);
+    failed.mDocument.reset();
+    std::string const first = metricsIn(portsOf(onlinePort));
+    std::string const second = qzagent::metricsOf({failed}, first);
+    std::string const line = "\nqzagent_last_success_timestamp_seconds{verb=\"ports\"} 1700000000\n";
+    EXPECT_THAT(second, HasSubstr(line));
+    EXPECT_THAT(qzagent::metricsOf({failed}, second), HasSubstr(line));
+    std::string const spoiled = "\nqzagent_last_success_timestamp_seconds{verb=\"ports\"} x";
+    EXPECT_THAT(qzagent::metricsOf({failed}, spoiled), Not(HasSubstr("last_success")));
+    EXPECT_THAT(qzagent::metricsOf({failed}, ""), Not(HasSubstr("last_success")));
+}
+
+/// @return the labels of a metric as the page shows them
+std::string shownLabels(std::string const& aLabels)
+{
+    std::string shown;
+    for (char const character : aLabels)
+    {
+        shown += character == ',' ? "`," : character == ' ' ? " `" : std::string(1, character);
+    }
+    return aLabels.empty() ? "" : "`" + shown + "`";
+}
+
+TEST(HostMetrics, AreTheRowsOfTheTableOfTheirPage)
+{
+    std::ifstream page(METRICS_PAGE);
+    std::vector<std::string> rows;
+    for (std::string line; std::getline(page, line);)
+    {
+        if (line.rfind("| `qzagent_", 0) == 0)
+        {
+            rows.push_back(line);
+        }
+    }
+    std::vector<std::string> expected;
+    for (Metric const& metric : qzagent::allMetrics())
+    {
+        expected.push_back(fmt::format("| `{}` | {} | {} | {} | {} |", metric.mName, nameOf(metric.mType),
+                                       metric.mUnit, shownLabels(metric.mLabels), metric.mHelp));
+    }
+    EXPECT_EQ(rows, expected);
+}
+
+TEST(HostMetrics, AreAllListed)
+{
+    std::string const all = R"("seconds_since_last_reset": 1, "tx_frames": 1, "tx_words": 1, "rx_frames": 1,
+        "rx_words": 1, "lip_count": 1, "nos_count": 1, "error_frames": 1, "dumped_frames": 1, "link_failure_count": 1,
+        "loss_of_sync_count": 1, "loss_of_signal_count": 1, "primitive_seq_protocol_err_count": 1,
+        "invalid_tx_word_count": 1, "invalid_crc_count": 1)";
+    std::string const text = qzagent::metricsOf(
+        {lookOf("adapters", R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "model": "m"}])"),
+         portsOf(onlinePort), countersOf(all), lookOf("inventory", inventoryWith(R"(, "remote_ports": [])")),
+         latencyWithSum("1"), lookOf("latency", "\"adapters\": []", 1, R"([{"severity": "error"}])")},
+        "");
+    std::vector<std::string> types;
+    std::size_t const typeSize = std::string("# TYPE ").size();
+    for (std::size_t place = text.find("# TYPE "); place != std::string::npos;
+         place = text.find("# TYPE ", place + 1))
+    {
+        types.push_back(text.substr(place + typeSize, text.find('\n', place) - place - typeSize));
+    }
+    std::vector<std::string> listed;
+    for (Metric const& metric : qzagent::allMetrics())
+    {
+        listed.push_back(fmt::format("{} {}", metric.mName, nameOf(metric.mType)));
+    }
+    EXPECT_EQ(types, listed);
+}
+}  // namespace

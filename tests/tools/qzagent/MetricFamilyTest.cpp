@@ -1,0 +1,89 @@
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tools/qzagent/metrics/MetricFamily.h"
+
+namespace
+{
+using qzagent::Metric;
+using qzagent::MetricFamily;
+using qzagent::MetricType;
+
+constexpr Metric gaugeOfTwo{"example_gauge", MetricType::gauge, "parts", "first, second", "An example."};
+constexpr Metric gaugeOfOne{"example_gauge", MetricType::gauge, "parts", "text", "An example."};
+
+/// @return the line of a sample whose label has this value
+std::string lineWith(std::string const& aValue)
+{
+    MetricFamily family(gaugeOfOne);
+    family.add({aValue}, 1);
+    std::string const text = family.text();
+    std::string const heading = "# HELP example_gauge An example.\n# TYPE example_gauge gauge\n";
+    EXPECT_EQ(text.substr(0, heading.size()), heading);
+    return text.substr(heading.size());
+}
+
+TEST(MetricFamily, HasHelpTypeAndSamples)
+{
+    MetricFamily family(gaugeOfTwo);
+    family.add({"a", "b"}, 1);
+    family.add({"a", "c"}, 2.5);
+    EXPECT_EQ(family.text(),
+              "# HELP example_gauge An example.\n"
+              "# TYPE example_gauge gauge\n"
+              "example_gauge{first=\"a\",second=\"b\"} 1\n"
+              "example_gauge{first=\"a\",second=\"c\"} 2.5\n");
+}
+
+TEST(MetricFamily, WithoutSamplesIsEmpty) { EXPECT_EQ(MetricFamily(gaugeOfTwo).text(), ""); }
+
+TEST(MetricFamily, WithoutLabelsHasNoBraces)
+{
+    MetricFamily family({"example_total", MetricType::counter, "parts", "", "An example."});
+    family.add({}, 9007199254740992.0);
+    EXPECT_EQ(
+        family.text(),
+        "# HELP example_total An example.\n# TYPE example_total counter\nexample_total 9007199254740992\n");
+}
+
+TEST(MetricFamily, KeepsTheFirstOfTwoSamplesWithTheSameLabels)
+{
+    MetricFamily family(gaugeOfOne);
+    family.add({"a"}, 1);
+    family.add({"a"}, 2);
+    EXPECT_EQ(family.text(),
+              "# HELP example_gauge An example.\n# TYPE example_gauge gauge\nexample_gauge{text=\"a\"} 1\n");
+}
+
+TEST(MetricFamily, EscapesBackslashesAndQuotationMarks)
+{
+    EXPECT_EQ(lineWith("a\"b\\c"), "example_gauge{text=\"a\\\"b\\\\c\"} 1\n");
+}
+
+TEST(MetricFamily, ReplacesBytesThatAreNotPrintableAscii)
+{
+    EXPECT_EQ(lineWith("a\nb\x1b\xc3\xa9\x7f"),
+              "example_gauge{text=\"a\\\\x0ab\\\\x1b\\\\xc3\\\\xa9\\\\x7f\"} 1\n");
+}
+
+TEST(MetricFamily, KeepsATextThatLooksLikeAReplacementDifferentFromOne)
+{
+    EXPECT_NE(lineWith("\x1b"), lineWith("\\x1b"));
+}
+
+TEST(MetricFamily, CumulatesTheBucketsOfAHistogram)
+{
+    MetricFamily family({"example_seconds", MetricType::histogram, "seconds", "text", "An example."});
+    family.add({"a"}, {{{0.5, 1}, {1, 2}}, 7.25, 4});
+    family.add({"a"}, {{}, 0, 0});
+    EXPECT_EQ(family.text(),
+              "# HELP example_seconds An example.\n"
+              "# TYPE example_seconds histogram\n"
+              "example_seconds_bucket{text=\"a\",le=\"0.5\"} 1\n"
+              "example_seconds_bucket{text=\"a\",le=\"1\"} 3\n"
+              "example_seconds_bucket{text=\"a\",le=\"+Inf\"} 4\n"
+              "example_seconds_sum{text=\"a\"} 7.25\n"
+              "example_seconds_count{text=\"a\"} 4\n");
+}
+}  // namespace

@@ -1,0 +1,14 @@
+/// @file
+/// Files that are replaced as a whole.
+#pragma once
+
+#include <string>
+
+namespace qzagent
+{
+/// Writes the text to a new file beside the old one, readable for all, and gives it the name of the old one. Readers see
+/// the old text or the new one. After a failure, the old file is unchanged.
+/// @param aPath of a regular file, or of none. Devices and links are refused, because they would be replaced too
+/// @throws std::system_error "cannot write PATH: ..."
+void replaceFile(std::string const& aPath, std::string const& aText);
+}  // namespace qzagent

@@ -1,0 +1,512 @@
+#include "tools/qzagent/metrics/HostMetrics.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/qzagent/documents/DocumentValue.h"
+#include "tools/qzagent/documents/HostTree.h"
+#include "tools/qzagent/hba/HbaFields.h"
+#include "tools/qzagent/metrics/MetricFamily.h"
+
+namespace qzagent
+{
+namespace
+{
+constexpr char const* labelsOfPort = "adapter, port, port_wwn";
+
+constexpr Metric adapterCount{"qzagent_adapters", MetricType::gauge, "adapters", "",
+                              "Number of adapters whose names can be read."};
+constexpr Metric adapterInfo{"qzagent_adapter_info", MetricType::gauge, "1",
+                             "adapter, model, driver_version, firmware_version",
+                             "Versions of the adapter; always 1."};
+constexpr Metric adapterReadable{"qzagent_adapter_readable", MetricType::gauge, "0 or 1", "adapter",
+                                 "Whether the attributes of the adapter and of its ports can be read."};
+constexpr Metric portInfo{"qzagent_port_info", MetricType::gauge, "1",
+                          "adapter, port, port_wwn, node_wwn, fc_id, type, fabric_wwn",
+                          "Identity of the port; always 1."};
+constexpr Metric portState{"qzagent_port_state", MetricType::gauge, "0 or 1",
+                           "adapter, port, port_wwn, state",
+                           "1 for the state of the port, 0 for each other state."};
+constexpr Metric portSpeed{"qzagent_port_speed_bytes_per_second", MetricType::gauge, "bytes per second",
+                           labelsOfPort, "Nominal speed of the link: its bits per second divided by 8."};
+constexpr Metric portRemotePorts{"qzagent_port_remote_ports", MetricType::gauge, "remote ports", labelsOfPort,
+                                 "Number of remote ports that the port discovered."};
+constexpr Metric portTargets{"qzagent_port_targets", MetricType::gauge, "targets", labelsOfPort,
+                             "Number of targets that the port reaches."};
+constexpr Metric portLuns{"qzagent_port_luns", MetricType::gauge, "LUNs", labelsOfPort,
+                          "Number of mapped LUNs of the targets that the port reaches."};
+constexpr Metric targetPaths{"qzagent_target_paths", MetricType::gauge, "paths", "target",
+                             "Number of paths to the target."};
+constexpr Metric lunPaths{"qzagent_lun_paths", MetricType::gauge, "paths", "target, lun",
+                          "Number of paths to the target on which the LUN is mapped."};
+constexpr Metric targetLatency{"qzagent_target_latency_seconds", MetricType::histogram, "seconds",
+                               "adapter, target_port", "Latencies of the REPORT LUNS commands of this look."};
+constexpr Metric countersAge{"qzagent_port_counters_age_seconds", MetricType::gauge, "seconds", labelsOfPort,
+                             "Time since the counters of the port were reset."};
+constexpr Metric lookSuccess{"qzagent_look_success", MetricType::gauge, "0 or 1", "verb",
+                             "Whether the verb read everything."};
+constexpr Metric lookDuration{"qzagent_look_duration_seconds", MetricType::gauge, "seconds", "verb",
+                              "Duration of the verb."};
+constexpr Metric lastSuccess{"qzagent_last_success_timestamp_seconds", MetricType::gauge,
+                             "seconds since 1970", "verb", "Time at which the verb last read everything."};
+constexpr Metric lookFailures{"qzagent_look_failures", MetricType::gauge, "failures", "verb, call",
+                              "Number of failures in this look by the call that failed."};
+
+/// A metric of a counter of ports.
+struct CounterMetric
+{
+    char const* mKey;  ///< of the counter in the document
+    double mFactor;    ///< of the counter's unit
+    Metric mMetric;
+};
+
+constexpr double bytesPerWord = 4;
+
+constexpr int decimalBase = 10;
+
+constexpr CounterMetric counterMetrics[] = {
+    {"tx_frames",
+     1,
+     {"qzagent_port_transmitted_frames_total", MetricType::counter, "frames", labelsOfPort,
+      "Transmitted frames."}},
+    {"tx_words",
+     bytesPerWord,
+     {"qzagent_port_transmitted_bytes_total", MetricType::counter, "bytes", labelsOfPort,
+      "Transmitted bytes."}},
+    {"rx_frames",
+     1,
+     {"qzagent_port_received_frames_total", MetricType::counter, "frames", labelsOfPort, "Received frames."}},
+    {"rx_words",
+     bytesPerWord,
+     {"qzagent_port_received_bytes_total", MetricType::counter, "bytes", labelsOfPort, "Received bytes."}},
+    {"lip_count",
+     1,
+     {"qzagent_port_lips_total", MetricType::counter, "events", labelsOfPort,
+      "Loop initialization primitive sequences."}},
+    {"nos_count",
+     1,
+     {"qzagent_port_nos_total", MetricType::counter, "events", labelsOfPort,
+      "Not-operational primitive sequences."}},
+    {"error_frames",
+     1,
+     {"qzagent_port_error_frames_total", MetricType::counter, "frames", labelsOfPort,
+      "Frames received with an error."}},
+    {"dumped_frames",
+     1,
+     {"qzagent_port_dumped_frames_total", MetricType::counter, "frames", labelsOfPort,
+      "Frames lost because the host had no buffer."}},
+    {"link_failure_count",
+     1,
+     {"qzagent_port_link_failures_total", MetricType::counter, "events", labelsOfPort, "Link failures."}},
+    {"loss_of_sync_count",
+     1,
+     {"qzagent_port_sync_losses_total", MetricType::counter, "events", labelsOfPort,
+      "Losses of synchronization."}},
+    {"loss_of_signal_count",
+     1,
+     {"qzagent_port_signal_losses_total", MetricType::counter, "events", labelsOfPort, "Losses of signal."}},
+    {"primitive_seq_protocol_err_count",
+     1,
+     {"qzagent_port_primitive_sequence_errors_total", MetricType::counter, "errors", labelsOfPort,
+      "Protocol errors of primitive sequences."}},
+    {"invalid_tx_word_count",
+     1,
+     {"qzagent_port_invalid_transmission_words_total", MetricType::counter, "words", labelsOfPort,
+      "Invalid transmission words."}},
+    {"invalid_crc_count",
+     1,
+     {"qzagent_port_invalid_crcs_total", MetricType::counter, "frames", labelsOfPort,
+      "Frames received with an invalid CRC."}},
+};
+
+constexpr char const* unknownLabel = "UNKNOWN";
+
+constexpr char const* stateLabels[] = {unknownLabel, "ONLINE",      "OFFLINE", "BYPASSED",
+                                       "LINKDOWN",   "DIAGNOSTICS", "ERROR",   "LOOPBACK"};
+
+/// The label of each adapter: its name, to which the index is added when another adapter has the same name.
+class AdapterLabels
+{
+public:
+    std::string labelOf(DocumentValue const& aAdapter)
+    {
+        std::string const name = aAdapter.at("name").text();
+        return mNames.insert(name).second ? name
+                                          : fmt::format("{} (index {})", name, aAdapter.at("index").number());
+    }
+
+private:
+    std::set<std::string> mNames;
+};
+
+std::string textOr(DocumentValue const& aObject, char const* aKey)
+{
+    return aObject.textAt(aKey).value_or("");
+}
+
+double valueIn(DocumentValue const& aValue) { return static_cast<double>(aValue.number()); }
+
+/// Calls aVisit with each port of the document and its labels.
+template <typename Visit>
+void visitLabelledPorts(DocumentValue const& aDocument, Visit const& aVisit)
+{
+    AdapterLabels labels;
+    for (DocumentValue const& adapter : aDocument.listAt("adapters"))
+    {
+        std::string const name = labels.labelOf(adapter);
+        for (DocumentValue const& port : adapter.listAt("ports"))
+        {
+            aVisit(port, std::vector<std::string>{name, std::to_string(port.at("index").number()),
+                                                  textOr(port, "port_wwn")});
+        }
+    }
+}
+
+/// @return the labels with others behind them
+std::vector<std::string> joined(std::vector<std::string> aLabels, std::vector<std::string> const& aOthers)
+{
+    aLabels.insert(aLabels.end(), aOthers.begin(), aOthers.end());
+    return aLabels;
+}
+
+std::string adaptersText(nlohmann::ordered_json const& aJson)
+{
+    DocumentValue const document = documentOf("adapters", aJson, "adapters");
+    MetricFamily count(adapterCount);
+    MetricFamily info(adapterInfo);
+    MetricFamily readable(adapterReadable);
+    std::vector<DocumentValue> const adapters = document.listAt("adapters");
+    // Without the common library, the number of adapters is unknown.
+    if (!adapters.empty() || document.at("exit_status").number() == 0)
+    {
+        count.add({}, static_cast<double>(adapters.size()));
+    }
+    AdapterLabels labels;
+    for (DocumentValue const& adapter : adapters)
+    {
+        std::string const name = labels.labelOf(adapter);
+        readable.add({name}, adapter.at("state").text() == "ok" ? 1 : 0);
+        if (adapter.has("model") || adapter.has("driver_version") || adapter.has("firmware_version"))
+        {
+            info.add({name, textOr(adapter, "model"), textOr(adapter, "driver_version"),
+                      textOr(adapter, "firmware_version")},
+                     1);
+        }
+    }
+    return count.text() + info.text() + readable.text();
+}
+
+/// @return the state of a port whose state is unavailable or has no name as UNKNOWN
+std::string stateLabelOf(DocumentValue const& aPort)
+{
+    if (!aPort.has("state") || !aPort.at("state").json().is_string())
+    {
+        return unknownLabel;
+    }
+    return aPort.at("state").text();
+}
+
+/// Adds a speed such as "16GBIT". A port that is down has none.
+void addSpeed(MetricFamily& aFamily, DocumentValue const& aPort, std::vector<std::string> const& aLabels)
+{
+    constexpr double bytesPerGigabit = 1e9 / 8;
+    if (aPort.has("speed") && aPort.at("speed").json().is_string())
+    {
+        unsigned long const gigabits = std::strtoul(aPort.at("speed").text().c_str(), nullptr, decimalBase);
+        if (gigabits > 0)
+        {
+            aFamily.add(aLabels, static_cast<double>(gigabits) * bytesPerGigabit);
+        }
+    }
+}
+
+void addIfPresent(MetricFamily& aFamily, DocumentValue const& aPort, char const* aKey,
+                  std::vector<std::string> const& aLabels)
+{
+    if (aPort.has(aKey))
+    {
+        aFamily.add(aLabels, valueIn(aPort.at(aKey)));
+    }
+}
+
+std::string portsText(nlohmann::ordered_json const& aJson)
+{
+    MetricFamily info(portInfo);
+    MetricFamily state(portState);
+    MetricFamily speed(portSpeed);
+    MetricFamily remotePorts(portRemotePorts);
+    MetricFamily targets(portTargets);
+    MetricFamily luns(portLuns);
+    visitLabelledPorts(
+        documentOf("ports", aJson, "ports"),
+        [&](DocumentValue const& aPort, std::vector<std::string> const& aLabels)
+        {
+            if (aPort.has("port_wwn"))
+            {
+                info.add(joined(aLabels, {textOr(aPort, "node_wwn"), textOr(aPort, "fc_id"),
+                                          valueText(aPort.at("type").json()), textOr(aPort, "fabric_name")}),
+                         1);
+            }
+            std::string const current = stateLabelOf(aPort);
+            for (char const* const name : stateLabels)
+            {
+                state.add(joined(aLabels, {name}), current == name ? 1 : 0);
+            }
+            addSpeed(speed, aPort, aLabels);
+            addIfPresent(remotePorts, aPort, "number_of_remote_ports", aLabels);
+            addIfPresent(targets, aPort, "number_of_targets", aLabels);
+            addIfPresent(luns, aPort, "number_of_luns", aLabels);
+        });
+    return info.text() + state.text() + speed.text() + remotePorts.text() + targets.text() + luns.text();
+}
+
+std::string statisticsText(nlohmann::ordered_json const& aJson)
+{
+    std::vector<MetricFamily> families;
+    for (CounterMetric const& counter : counterMetrics)
+    {
+        families.emplace_back(counter.mMetric);
+    }
+    MetricFamily age(countersAge);
+    visitLabelledPorts(documentOf("statistics", aJson, "statistics"),
+                       [&](DocumentValue const& aPort, std::vector<std::string> const& aLabels)
+                       {
+                           if (!aPort.has("counters"))
+                           {
+                               return;
+                           }
+                           DocumentValue const values = aPort.at("counters");
+                           for (std::size_t i = 0; i < families.size(); ++i)
+                           {
+                               if (values.has(counterMetrics[i].mKey))
+                               {
+                                   double const count = valueIn(values.at(counterMetrics[i].mKey));
+                                   families[i].add(aLabels, count * counterMetrics[i].mFactor);
+                               }
+                           }
+                           addIfPresent(age, values, "seconds_since_last_reset", aLabels);
+                       });
+    std::string text;
+    for (MetricFamily const& family : families)
+    {
+        text += family.text();
+    }
+    return text + age.text();
+}
+
+/// @return nothing if a path may be unknown, because a smaller number would look like a lost path
+std::string inventoryText(nlohmann::ordered_json const& aJson)
+{
+    HostTree const tree = hostTreeOf(aJson, "inventory");
+    if (!arePathsKnown(tree.mRoot))
+    {
+        return {};
+    }
+    std::map<std::string, unsigned int> pathsOfTargets;
+    std::map<std::pair<std::string, std::string>, unsigned int> pathsOfLuns;
+    for (Path const& path : pathsIn(tree.mRoot))
+    {
+        HostPart const& target = *path.mRemotePort;
+        ++pathsOfTargets[target.mTarget];
+        for (HostPart const& lun : target.mParts)
+        {
+            pathsOfLuns[{target.mTarget, lun.mName}] += lun.mFields.at("mapped") == true ? 1 : 0;
+        }
+    }
+    MetricFamily targets(targetPaths);
+    for (auto const& [target, count] : pathsOfTargets)
+    {
+        targets.add({target}, count);
+    }
+    MetricFamily luns(lunPaths);
+    for (auto const& [lun, count] : pathsOfLuns)
+    {
+        luns.add({lun.first, lun.second}, count);
+    }
+    return targets.text() + luns.text();
+}
+
+Histogram histogramOf(DocumentValue const& aLatencies)
+{
+    constexpr double microsecondsPerSecond = 1e6;
+    DocumentValue const sum = aLatencies.at("latency_us").at("sum");
+    if (!sum.json().is_number())
+    {
+        sum.refuse("a number");
+    }
+    Histogram histogram{
+        {}, sum.json().get<double>() / microsecondsPerSecond, aLatencies.at("io_count").number()};
+    for (DocumentValue const& bucket : aLatencies.at("record").listAt("buckets"))
+    {
+        if (bucket.has("below_us"))
+        {
+            histogram.mBuckets.push_back(
+                {valueIn(bucket.at("below_us")) / microsecondsPerSecond, bucket.at("count").number()});
+        }
+    }
+    return histogram;
+}
+
+std::string latencyText(nlohmann::ordered_json const& aJson)
+{
+    MetricFamily family(targetLatency);
+    AdapterLabels labels;
+    for (DocumentValue const& adapter : documentOf("latency", aJson, "latency").listAt("adapters"))
+    {
+        std::string const name = labels.labelOf(adapter);
+        for (DocumentValue const& target : adapter.listAt("target_ports"))
+        {
+            DocumentValue const latencies = target.at("latencies");
+            if (latencies.has("record"))
+            {
+                family.add({name, target.at("port_wwn").text()}, histogramOf(latencies));
+            }
+        }
+    }
+    return family.text();
+}
+
+struct LookText
+{
+    char const* mVerb;
+    std::string (*mText)(nlohmann::ordered_json const&);
+};
+
+constexpr LookText lookTexts[] = {{"adapters", &adaptersText},
+                                  {"ports", &portsText},
+                                  {"statistics", &statisticsText},
+                                  {"inventory", &inventoryText},
+                                  {"latency", &latencyText}};
+
+/// @return the metrics of the verb
+/// @throws DocumentError
+std::string metricsIn(Look const& aLook)
+{
+    auto const* const found = std::find_if(std::begin(lookTexts), std::end(lookTexts),
+                                           [&](LookText const& aText) { return aLook.mVerb == aText.mVerb; });
+    return found->mText(*aLook.mDocument);
+}
+
+constexpr char const* otherFailure = "other";  // not due to a call
+
+/// The number of failures by the function that failed.
+using FailuresByCall = std::map<std::string, unsigned int>;
+
+FailuresByCall failuresIn(nlohmann::ordered_json const& aJson)
+{
+    FailuresByCall failures;
+    for (DocumentValue const& message : DocumentValue(aJson, "document").listAt("messages"))
+    {
+        if (message.at("severity").text() == "error")
+        {
+            ++failures[message.has("cause") ? message.at("cause").at("function").text() : otherFailure];
+        }
+    }
+    return failures;
+}
+
+/// The metrics about the looks themselves.
+class OwnMetrics
+{
+public:
+    explicit OwnMetrics(std::string const& aPrevious) : mPrevious(aPrevious) {}
+
+    void add(Look const& aLook, bool aIsSuccess, FailuresByCall const& aFailures)
+    {
+        mSuccess.add({aLook.mVerb}, aIsSuccess ? 1 : 0);
+        mDuration.add({aLook.mVerb}, aLook.mDuration.count());
+        addTime(aLook, aIsSuccess);
+        for (auto const& [call, count] : aFailures)
+        {
+            mFailures.add({aLook.mVerb, call}, count);
+        }
+    }
+
+    std::string text() const { return mSuccess.text() + mDuration.text() + mTime.text() + mFailures.text(); }
+
+private:
+    void addTime(Look const& aLook, bool aIsSuccess)
+    {
+        using Seconds = std::chrono::duration<double>;
+        if (aIsSuccess)
+        {
+            auto const time = std::chrono::floor<std::chrono::seconds>(aLook.mEnd.time_since_epoch());
+            mTime.add({aLook.mVerb}, Seconds(time).count());
+            return;
+        }
+        std::string const line = fmt::format("\n{}{{verb=\"{}\"}} ", lastSuccess.mName, aLook.mVerb);
+        if (std::size_t const place = mPrevious.find(line); place != std::string::npos)
+        {
+            auto const time = std::strtoull(mPrevious.c_str() + place + line.size(), nullptr, decimalBase);
+            if (time > 0)
+            {
+                mTime.add({aLook.mVerb}, static_cast<double>(time));
+            }
+        }
+    }
+
+    std::string const& mPrevious;
+    MetricFamily mSuccess{lookSuccess};
+    MetricFamily mDuration{lookDuration};
+    MetricFamily mTime{lastSuccess};
+    MetricFamily mFailures{lookFailures};
+};
+}  // namespace
+
+bool hasEverything(Look const& aLook)
+{
+    return aLook.mDocument && aLook.mDocument->is_object() &&
+           aLook.mDocument->value("exit_status", nlohmann::ordered_json()) == 0;
+}
+
+std::string metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious)
+{
+    std::string text;
+    OwnMetrics own(aPrevious);
+    for (Look const& look : aLooks)
+    {
+        FailuresByCall failures{{otherFailure, 1}};
+        bool isSuccess = false;
+        try
+        {
+            if (look.mDocument)
+            {
+                failures = failuresIn(*look.mDocument);
+                text += metricsIn(look);
+                isSuccess = hasEverything(look);
+            }
+        }
+        catch (DocumentError const&)
+        {
+            failures[otherFailure] = 1;
+        }
+        own.add(look, isSuccess, failures);
+    }
+    return text + own.text();
+}
+
+std::vector<Metric> allMetrics()
+{
+    std::vector<Metric> metrics{adapterCount, adapterInfo,     adapterReadable, portInfo, portState,
+                                portSpeed,    portRemotePorts, portTargets,     portLuns};
+    for (CounterMetric const& counter : counterMetrics)
+    {
+        metrics.push_back(counter.mMetric);
+    }
+    metrics.insert(metrics.end(), {countersAge, targetPaths, lunPaths, targetLatency, lookSuccess,
+                                   lookDuration, lastSuccess, lookFailures});
+    return metrics;
+}
+}  // namespace qzagent

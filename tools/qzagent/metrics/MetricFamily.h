@@ -1,0 +1,74 @@
+/// @file
+/// Metrics in the Prometheus text format, version 0.0.4.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qzagent
+{
+enum class MetricType
+{
+    gauge,
+    counter,
+    histogram
+};
+
+/// @return the name of the type in the format
+char const* nameOf(MetricType aType);
+
+/// A metric as its page and its lines `# HELP` and `# TYPE` describe it.
+struct Metric
+{
+    char const* mName;
+    MetricType mType;
+    char const* mUnit;    ///< what a value counts
+    char const* mLabels;  ///< names with ", " between them; without the label `le` of histograms
+    char const* mHelp;    ///< one line without a backslash
+};
+
+/// A histogram with the bounds of its buckets. The values are not below 0.
+struct Histogram
+{
+    struct Bucket
+    {
+        double mBound;
+        std::uint64_t mCount;  ///< only of this bucket
+    };
+
+    std::vector<Bucket> mBuckets;  ///< in ascending order, without the last bucket, which has no bound
+    double mSum;
+    std::uint64_t mCount;
+};
+
+/// A metric with its samples.
+class MetricFamily
+{
+public:
+    explicit MetricFamily(Metric const& aMetric);
+
+    /// Adds a sample. Of several samples with the same labels, only the first is kept, because a reader refuses the whole
+    /// text otherwise.
+    /// @param aLabelValues in the order of the names; any text
+    void add(std::vector<std::string> const& aLabelValues, double aValue);
+    void add(std::vector<std::string> const& aLabelValues, Histogram const& aHistogram);
+
+    /// @return the lines of the metric; empty without samples
+    std::string text() const;
+
+private:
+    using Label = std::pair<std::string, std::string>;
+
+    bool insert(std::vector<std::string> const& aLabelValues);
+    std::vector<Label> labelsOf(std::vector<std::string> const& aValues) const;
+    void addLine(char const* aSuffix, std::vector<Label> const& aLabels, double aValue);
+
+    Metric const mMetric;
+    std::vector<std::string> mLabelNames;
+    std::set<std::vector<std::string>> mKnown;  ///< the labels of the samples
+    std::string mLines;
+};
+}  // namespace qzagent
