@@ -445,6 +445,22 @@ TEST_F(QzagentCheck, FindsDroppedEvents)
     EXPECT_EQ(check(4), "");
 }
 
+/// A diagnostic library that sends its events before the agent takes any.
+TEST_F(QzagentCheck, FindsEventsForWhichTheQueueHasNoRoom)
+{
+    auto const check = [this](char const* aEvents)
+    {
+        std::string const file = rules(
+            "[events]\nenabled = false\ncategories = [3]\n[slow-target]\nenabled = false\n"
+            "[errors-rising]\nenabled = false\n[link-flapping]\nenabled = false\n");
+        return runAgent({"check", "--seconds", "1", "--rules", file},
+                        {{"LD_PRELOAD", FOREIGN_VQM}, {"FOREIGN_VQM_EVENTS", aEvents}})
+            .mOutput;
+    };
+    EXPECT_THAT(check("full good"), StartsWith("warning events-dropped: board 0: 1 event\n"));
+    EXPECT_EQ(check("full empty"), "");
+}
+
 TEST_F(QzagentCheck, EscapesTextsOfDevices)
 {
     nlohmann::json const port{{"index", 0}, {"state", "LINKDOWN"}};
