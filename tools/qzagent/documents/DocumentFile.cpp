@@ -162,7 +162,7 @@ std::string textOf(DocumentInput& aInput)
     std::vector<unsigned char> piece(std::size_t{1} << 16U);
     while (std::size_t const count = aInput.read(piece.data(), piece.size()))
     {
-        text.append(piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+        text.append(reinterpret_cast<char const*>(piece.data()), count);
     }
     return text;
 }
