@@ -191,6 +191,13 @@ INSTANTIATE_TEST_SUITE_P(
             "from port 10:00:00:00:c9:00:00:03, and 2 other ports have one",
             oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1) + portNumbered(2) + targetOf(1, 1, 1) +
                 targetOf(2, 2, 1) + portNumbered(3) + "state = \"OFFLINE\"\n"},
+        RuleCase{"PortOfTwoWithoutPath", "single-path", "",
+                 oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1) + targetOf(2, 3, 1) + portNumbered(2) +
+                     targetOf(1, 1, 1),
+                 "warning single-path: target 50:00:00:00:ab:00:01:02: no path from port "
+                 "10:00:00:00:c9:00:00:02, and several from another port",
+                 oneHost + targetOf(2, 2, 1) + targetOf(2, 3, 1) + portNumbered(2) + targetOf(3, 4, 1) +
+                     targetOf(3, 5, 1) + portNumbered(3)},
         RuleCase{"TargetOnOneFabric", "single-path", "",
                  oneHost + targetOf(1, 1, 1) + targetOf(1, 2, 1) + portNumbered(2) + targetOf(1, 3, 1) +
                      portNumbered(3) + targetOf(1, 3, 1),

@@ -45,7 +45,8 @@ std::array<Rule, numberOfRules> const rules{{
      Severity::warning,
      {},
      "a port has one path to a target to which another port has more, or none to a target that two other "
-     "ports reach, or only one path leads to a target while others have more",
+     "ports reach, or none to a target that another port with a common target reaches on several paths, or "
+     "only one path leads to a target while others have more",
      "The loss of one link or controller port is the loss of the target.",
      "Compare the zones of the ports, and the state of the target's ports."},
     {RuleId::lunMissingOnPath,
