@@ -71,7 +71,7 @@ std::chrono::nanoseconds timeOf(benchmark::State const& aState)
 void bareCall(benchmark::State& aState)
 {
     HBA_PORTATTRIBUTES attributes{};
-    for (auto _ : aState)
+    for ([[maybe_unused]] auto _ : aState)
     {
         benchmark::DoNotOptimize(getPortAttributes(timeOf(aState), attributes));
     }
@@ -83,7 +83,7 @@ void recordedCall(benchmark::State& aState)
     static qzsim::Session session;
     static std::string const library = "/usr/lib/libexample.so";
     HBA_PORTATTRIBUTES attributes{};
-    for (auto _ : aState)
+    for ([[maybe_unused]] auto _ : aState)
     {
         benchmark::DoNotOptimize(session.call(
             {library, "HBA_GetAdapterPortAttributes", HBA_STATUS_ERROR, [](std::uint32_t) { return true; }},

@@ -38,16 +38,17 @@ void EventPlayer::start(ReplayedRegistration aRegistration, std::uint64_t aStart
 
 void EventPlayer::stop(std::string const& aLibrary, std::string const& aKey)
 {
+    std::unique_lock lock(mMutex);
+    mActive.remove_if(
+        [&](Active const& aActive)
+        {
+            return aActive.mRegistration.mLibrary == aLibrary &&
+                   (aKey.empty() || aActive.mRegistration.mKey == aKey);
+        });
+    if (mDelivering != std::thread::id() && mDelivering != std::this_thread::get_id())
     {
-        std::lock_guard const lock(mMutex);
-        mActive.remove_if(
-            [&](Active const& aActive)
-            {
-                return aActive.mRegistration.mLibrary == aLibrary &&
-                       (aKey.empty() || aActive.mRegistration.mKey == aKey);
-            });
+        mEndOfDelivery.wait(lock, [this, count = mDeliveries] { return mDeliveries != count; });
     }
-    std::lock_guard const delivery(mDelivery);
 }
 
 void EventPlayer::run()
@@ -74,12 +75,13 @@ void EventPlayer::run()
             {
                 mActive.erase(next);
             }
-            // Before the lock is released, because a call that ends the registration waits for it.
-            std::unique_lock delivery(mDelivery);
+            mDelivering = std::this_thread::get_id();
             lock.unlock();
             deliver(data);
-            delivery.unlock();
             lock.lock();
+            mDelivering = {};
+            ++mDeliveries;
+            mEndOfDelivery.notify_all();
         }
     }
 }
@@ -99,9 +101,10 @@ void EventPlayer::afterForkInChild()
 {
     mActive.clear();
     mHasThread = false;
-    // A callback of the parent may have held it.
-    new (&mDelivery) std::recursive_mutex;
+    mDelivering = {};
+    // Threads of the parent may have waited for them.
     new (&mChange) std::condition_variable;
+    new (&mEndOfDelivery) std::condition_variable;
     mMutex.unlock();
 }
 }  // namespace qzsim

@@ -74,7 +74,9 @@ private:
     std::mutex mMutex;
     std::condition_variable mChange;
     std::list<Active> mActive;
-    std::recursive_mutex mDelivery;  ///< held while a callback runs
+    std::thread::id mDelivering;    ///< the thread in which a callback runs; none if none runs
+    std::uint64_t mDeliveries = 0;  ///< callbacks that have returned
+    std::condition_variable mEndOfDelivery;
     bool mHasThread = false;
 };
 }  // namespace qzsim

@@ -54,8 +54,8 @@ CallbackRegistration& Session::addRegistration(std::string const& aLibrary, void
                                                void* aContext)
 {
     std::lock_guard const lock(mMutex);
-    return mRegistrations.emplace_back(
-        CallbackRegistration{mRecorder->nextNumber(), aLibrary, aCallback, aContext, nullptr});
+    mRegistrations.push_back({mRecorder->nextNumber(), aLibrary, aCallback, aContext, nullptr});
+    return mRegistrations.back();
 }
 
 std::uint32_t Session::registrationWith(void const* aHandle)

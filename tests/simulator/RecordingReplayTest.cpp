@@ -1,5 +1,6 @@
 // Recordings of programs that call the libraries directly. A replay prints what the recorded program printed.
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -41,7 +42,7 @@ protected:
         std::string const scenario = mFolder.write("scenario.toml", aScenario);
         Arguments arguments{"--scenario", scenario, "--", QZSIM, "record", "--output", mFile, "--", aProbe};
         arguments.insert(arguments.end(), aSteps.begin(), aSteps.end());
-        return runQzsim(arguments);
+        return runQzsim(arguments, environment);
     }
 
     ProcessResult replay(std::string const& aProbe, Arguments const& aSteps) const
@@ -54,7 +55,7 @@ protected:
     {
         Arguments arguments{"replay", aFile, "--", aProbe};
         arguments.insert(arguments.end(), aSteps.begin(), aSteps.end());
-        return runQzsim(arguments);
+        return runQzsim(arguments, environment);
     }
 
     void expectReplay(std::string const& aProbe, Arguments const& aSteps,
@@ -80,6 +81,12 @@ protected:
         aSteps.insert(aSteps.begin(), "open=/usr/lib/libvqm.so");
         expectReplay(VQM_PROBE, aSteps, aScenario);
     }
+
+    /// A recorded library stays loaded, so nothing joins the threads of the simulated one. Leak detection reports memory
+    /// of threads that do not exist in a forked process.
+    inline static std::map<std::string, std::string> const environment{
+        {"TSAN_OPTIONS", "report_thread_leaks=0"},
+        {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"}};
 
     ScratchFolder mFolder;
     std::string const mFile = mFolder.path() / "host.pcapng";

@@ -23,7 +23,7 @@ void useAllMemory()
     rlimit const nothing{1, 1};
     ::setrlimit(RLIMIT_AS, &nothing);
     ::setrlimit(RLIMIT_DATA, &nothing);
-    for (std::size_t const size : {4000, 256, 64, 16})
+    for (std::size_t const size : {4000U, 256U, 64U, 16U})
     {
         void const* volatile block = nullptr;
         do

@@ -164,7 +164,9 @@ std::string refusalOfLoaded(std::string const& aPath, bool aIsRefused)
                [&aPath, aIsRefused]
                {
                    HBA_FreeLibrary();
-                   bool const isUnloaded = loadedLibrary(aPath) != nullptr && unload(aPath);
+                   // A statement of its own, because it closes the library that it finds at its end.
+                   bool const isLoaded = loadedLibrary(aPath) != nullptr;
+                   bool const isUnloaded = isLoaded && unload(aPath);
                    return aIsRefused || isUnloaded ? refusalOf(aPath) : std::string();
                })
         .value_or("");
