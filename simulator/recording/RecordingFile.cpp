@@ -83,7 +83,7 @@ void RecordingFile::flush()
         {
             int const error = errno;
             // A block that was cut would look like damage.
-            static_cast<void>(::ftruncate(mFile.number(), static_cast<off_t>(mSize)));
+            static_cast<void>(::ftruncate(mFile.number(), static_cast<off_t>(mSize)) == 0);
             refuse(error);
         }
         done += count > 0 ? static_cast<std::size_t>(count) : 0;
