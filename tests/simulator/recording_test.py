@@ -341,6 +341,144 @@ class Replay(Recorded):
                 self.assertRegex(result.stderr, "^qzsim: .*; see qzsim (record|replay) --help\n$")
 
 
+def spellings(name):
+    """A name as bytes and as text in each usual form, in either byte order."""
+    for value in (bytes.fromhex(name.replace(":", "")), bytes.fromhex(name.replace(":", ""))[::-1]):
+        yield value
+        for text in (value.hex(), value.hex(":"), value.hex("-"), value.hex(".")):
+            yield text.encode()
+            yield text.encode("utf-16-le")
+
+
+class Anonymised(Recorded):
+    NAMES = ("10:00:00:00:c9:2a:3b:4c", "20:00:00:00:c9:2a:3b:4c", "50:06:01:60:c1:23:45:67", "10:00:00:60:69:51:23:45",
+             "21:00:00:e0:8b:12:34:56")
+    TEXTS = ("BK0815XYZ", "web01", "bank.example", "sdqz", "host77", "db02.other.example")
+    SCENARIO = """
+[[adapter]]
+name = "example-fc-0"
+serial_number = "BK0815XYZ"
+node_wwn = "20:00:00:00:c9:2a:3b:4c"
+node_symbolic_name = "EX-2200 SN:bk0815xyz HN:WEB01.bank.example"
+model_description = "of web01, 10000000C92A3B4C"
+    [[adapter.port]]
+    port_wwn = "10:00:00:00:c9:2a:3b:4c"
+    fc_id = 0x0abcde
+    fabric_name = "10:00:00:60:69:51:23:45"
+    os_device_name = "/sys/class/fc_host/host77"
+        [[adapter.port.remote]]
+        port_wwn = "50:06:01:60:c1:23:45:67"
+        fc_id = 0x0abcdf
+        symbolic_name = "array of db02.other.example"
+        luns = 3
+            [[adapter.port.remote.lun]]
+            lun = 0
+            os_device = "/dev/sdqz"
+            inquiry_product = "BK0815XYZ"
+            inquiry_revision = "HN77"
+[diagnostics]
+[[diagnostics.board]]
+first_wwn = "20:00:00:00:c9:2a:3b:4c"
+second_wwn = "10:00:00:00:c9:2a:3b:4c"
+[[diagnostics.board]]
+first_wwn = "20:00:00:00:c9:2a:3b:4c"
+second_wwn = "21:00:00:e0:8b:12:34:56"
+[[diagnostics.event]]
+board = 0
+category = 3
+subcategory = 7
+payload = "01 10 00 00 00 c9 2a 3b 4c 57 45 42 30 31 00"
+count = 3
+"""
+
+    def setUp(self):
+        super().setUp()
+        self.key = self.folder / "key"
+        self.key.write_text("a secret of some length", encoding="ascii")
+        self.key.chmod(0o600)
+
+    def command(self, scenario, *command):
+        plain = super().command(scenario, *command)
+        place = plain.index("record") + 1
+        return plain[:place] + ["--anonymise", self.key] + plain[place:]
+
+    def assert_has_no_original(self, texts=TEXTS):
+        content = self.file.read_bytes()
+        for name in self.NAMES:
+            for spelling in spellings(name):
+                self.assertNotIn(spelling.lower(), content.lower(), name)
+        for text in texts:
+            self.assertNotIn(text.lower().encode(), content.lower())
+            self.assertNotIn(text.lower().encode("utf-16-le"), content.lower())
+
+    def test_recording_has_no_original(self):
+        script = '"$0" inventory --luns; "$0" latency --count 1; "$0" vendor; "$0" watch --quiet --count 3'
+        self.record(self.SCENARIO, "sh", "-c", script, QZAGENT)
+        self.assert_has_no_original((*self.TEXTS, os.uname().nodename) if len(os.uname().nodename) > 3 else self.TEXTS)
+        self.assertRegex(self.section().hardware, "^host-[0-9a-f]{12}$")
+
+    def test_recording_has_the_pseudonyms_of_bundles(self):
+        bundle = self.folder / "bundle.pcapng"
+        text = self.folder / "bundle.toml"
+        text.write_text(self.SCENARIO, encoding="ascii")
+        made = run(QZSIM, "--scenario", text, "--", QZAGENT, "bundle", "--seconds", "0", "--anonymise", self.key,
+                   "--output", bundle)
+        self.assertEqual(made.returncode, 0, made.stderr)
+        self.record(self.SCENARIO, QZAGENT, "inventory", "--luns")
+        expected = json.loads(run(QZAGENT, "show", "--document", "inventory", bundle).stdout)
+        replayed = self.replay(QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual(replayed.stderr, "")
+        self.assertEqual(self.without_texts(json.loads(replayed.stdout)), self.without_texts(expected))
+
+    @staticmethod
+    def without_texts(document):
+        """Texts in areas of a fixed size have pseudonyms of the same size."""
+        for adapter in document["adapters"]:
+            adapter["attributes"].pop("model_description")
+            for port in adapter["ports"]:
+                for remote in port["remote_ports"]:
+                    for unit in remote.get("luns", []):
+                        for key in ("product", "revision"):
+                            unit.pop(key, None)
+        return document["adapters"]
+
+    def test_recording_of_a_killed_program_has_no_original(self):
+        process = subprocess.Popen(self.command(self.SCENARIO, QZAGENT, "watch", "--json"), stdout=subprocess.PIPE,
+                                   start_new_session=True)
+        self.addCleanup(process.stdout.close)
+        self.assertTrue(process.stdout.readline())
+        agent = int(subprocess.run(["pgrep", "-P", str(process.pid)], capture_output=True, check=True).stdout)
+        os.kill(agent, signal.SIGKILL)
+        self.assertEqual(process.wait(PATIENCE), -signal.SIGKILL)
+        self.assertGreater(len(self.calls("VQM_GetLinkInfo")), 0)
+        self.assert_has_no_original(texts=())
+
+    def test_recording_is_empty_until_the_program_ends(self):
+        process = subprocess.Popen(self.command(self.SCENARIO, QZAGENT, "watch", "--json"), stdout=subprocess.PIPE,
+                                   start_new_session=True)
+        self.addCleanup(process.stdout.close)
+        self.assertTrue(process.stdout.readline())
+        agent = int(subprocess.run(["pgrep", "-P", str(process.pid)], capture_output=True, check=True).stdout)
+        process.kill()
+        process.wait(PATIENCE)
+        os.kill(agent, signal.SIGKILL)
+        self.assertEqual(self.section().packets, [])
+
+    def test_recording_gives_a_scenario_with_the_same_pseudonyms(self):
+        self.record(self.SCENARIO, QZAGENT, "inventory", "--luns")
+        replayed = self.replay(QZAGENT, "inventory", "--luns", "--json")
+        made = self.folder / "made.toml"
+        made.write_text(run(QZSIM, "convert", self.file).stdout, encoding="ascii")
+        simulated = run(QZSIM, "--scenario", made, "--", QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual(without_times(simulated.stdout), without_times(replayed.stdout))
+
+    def test_recording_needs_a_private_key(self):
+        self.key.chmod(0o644)
+        result = run(*self.command(ADAPTERS, "true"))
+        self.assertEqual((result.returncode, self.file.exists()), (2, False))
+        self.assertRegex(result.stderr, "^qzsim: .*key is open to other users: a key file must be private")
+
+
 class Conversion(Recorded):
     SHIPPED = pathlib.Path(__file__).resolve().parents[2] / "simulator" / "scenarios"
 
