@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "simulator/recording/Player.h"
 #include "tests/simulator/Qzsim.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
@@ -93,6 +94,15 @@ protected:
     ScratchFolder mFolder;
     std::string const mFile = mFolder.path() / "host.pcapng";
 };
+
+TEST(SpeedOfAReplay, DividesDelays)
+{
+    EXPECT_EQ(qzsim::scaledTime(1000, 1).count(), 1000);
+    EXPECT_EQ(qzsim::scaledTime(1000, 4).count(), 250);
+    EXPECT_EQ(qzsim::scaledTime(1000, 0.5).count(), 2000);
+}
+
+TEST(SpeedOfAReplay, RemovesDelaysIfItIsZero) { EXPECT_EQ(qzsim::scaledTime(1000, 0).count(), 0); }
 
 TEST_F(RecordingReplay, HasTheQueriesOfTheFirstVersion)
 {
