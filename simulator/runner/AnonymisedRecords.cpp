@@ -160,7 +160,12 @@ void AnonymisedRecords::keep(Ring::Record const& aRecord)
 {
     mRecords.push_back({aRecord.mTime, std::string(aRecord.mLibrary),
                         Bytes(aRecord.mContent.begin(), aRecord.mContent.end())});
-    Json const packet = readCbor(mRecords.back().mContent).value_or(Json::object());
+}
+
+/// Not while the program runs, which would wait for it.
+void AnonymisedRecords::learn(Bytes const& aContent)
+{
+    Json const packet = readCbor(aContent).value_or(Json::object());
     for (char const* const key : {"arguments", "results", "data"})
     {
         if (auto const found = packet.find(key); found != packet.end())
@@ -343,6 +348,10 @@ void AnonymisedRecords::learnNamesIn(Bytes const& aBytes)
 
 void AnonymisedRecords::writeTo(RecordingFile& aFile)
 {
+    for (Kept const& record : mRecords)
+    {
+        learn(record.mContent);
+    }
     for (; !mRecords.empty(); mRecords.pop_front())
     {
         Kept const& record = mRecords.front();

@@ -27,12 +27,13 @@ public:
     /// @param aHost the section of this host
     AnonymisedRecords(anonymise::KeyedHash const& aHash, pcapng::Section const& aHost);
 
+    /// Keeps a record that belongs after those before.
     void keep(Ring::Record const& aRecord);
 
     /// @return the section with pseudonyms
     pcapng::Section section() const;
 
-    /// Adds the records to the file and forgets them.
+    /// Learns from the records, adds them to the file and forgets them.
     /// @throws RecordingWriteError
     void writeTo(RecordingFile& aFile);
 
@@ -47,6 +48,7 @@ private:
         Bytes mContent;
     };
 
+    void learn(Bytes const& aContent);
     void learn(std::string const& aKey, Json const& aValue);
     void learnText(std::string const& aKey, std::string const& aText);
     void learnAnswer(std::string const& aFunction, Json const& aArguments, Json const& aResults);
