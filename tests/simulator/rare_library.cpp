@@ -1,7 +1,10 @@
 // An HBA library that answers rarely used calls: each byte of an answer differs from its neighbours, and buffers contain
 // World Wide Names.
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <ctime>
+#include <string_view>
 #include <type_traits>
 
 #include "tests/simulator/RareEntries.h"
@@ -34,7 +37,8 @@ void answer(void* aBuffer)
     auto* const bytes = static_cast<unsigned char*>(aBuffer);
     fill(bytes, sizeOfBuffers);
     std::memcpy(bytes + 8, names, sizeof names);
-    std::memcpy(bytes + 40, "10000000C92A3B4C", 16);
+    std::string_view const digits = "10000000C92A3B4C";
+    std::copy(digits.begin(), digits.end(), bytes + 40);
 }
 
 void answer(HBA_UINT32* aSize) { *aSize = usedBytes; }
