@@ -21,7 +21,6 @@
 using anonymise::Anonymiser;
 using anonymise::KeyedHash;
 using nlohmann::ordered_json;
-using testing::Each;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
