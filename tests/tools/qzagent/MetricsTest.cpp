@@ -4,6 +4,8 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -80,6 +82,8 @@ TEST(QzagentMetrics, OfOtherPartsAreWrittenIfOneHangs)
                 HasSubstr("the process of statistics did not answer within 3 s and was killed: "
                           "HBA_GetPortStatistics has not returned"));
     EXPECT_THAT(result.mOutput, HasSubstr("qzagent_look_success{verb=\"statistics\"} 0\n"));
+    EXPECT_THAT(result.mOutput,
+                HasSubstr("qzagent_look_failures{verb=\"statistics\",call=\"HBA_GetPortStatistics\"} 1\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("state=\"ONLINE\"} 1\n"));
 }
 
@@ -93,6 +97,24 @@ TEST(QzagentMetrics, AreLinesOfPrintableAsciiWithHostileNames)
             << line;
         EXPECT_THAT(line, testing::AnyOf(testing::StartsWith("# "), testing::MatchesRegex(sample)));
     }
+}
+
+TEST(QzagentMetrics, AreServedOnlyWithMatchingOptions)
+{
+    for (auto const& [arguments, complaint] : std::vector<std::pair<Arguments, std::string>>{
+             {{"--listen", "127.0.0.1:0", "--textfile", "a"}, "--textfile and --listen exclude each other"},
+             {{"--interval", "5"}, "--interval needs --listen"},
+             {{"--allow-remote"}, "--allow-remote needs --listen"},
+             {{"--listen", "0.0.0.0:0"}, "other hosts can connect to 0.0.0.0:0; --allow-remote permits it"}})
+    {
+        Arguments all{"metrics"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        ProcessResult const result = runAgent(all);
+        EXPECT_EQ(result.mErrors, "qzagent: " + complaint + "; see qzagent metrics --help\n");
+        EXPECT_EQ(result.mExitStatus, 2);
+    }
+    EXPECT_THAT(runAgent({"metrics", "--listen", "localhost:9912"}).mErrors,
+                HasSubstr("'localhost:9912' is not an IP address and a port, such as 127.0.0.1:9912"));
 }
 
 class QzagentMetricsFile : public testing::Test
