@@ -14,6 +14,7 @@
 #include "tools/qzagent/metrics/HostMetrics.h"
 #include "tools/qzagent/metrics/MetricFamily.h"
 #include "tools/qzagent/metrics/ServiceMetrics.h"
+#include "tools/qzagent/watch/EventCounts.h"
 
 namespace
 {
@@ -306,13 +307,20 @@ std::vector<std::string> typesOf(std::vector<Metric> const& aMetrics)
 
 TEST(HostMetrics, OfTheServiceAreAllListed)
 {
-    qzagent::ServiceCounts const counts{
-        1, 2, std::chrono::system_clock::time_point(std::chrono::milliseconds(1700000000250))};
+    qzagent::ServiceCounts counts;
+    counts.mLooks = 1;
+    counts.mLostLooks = 2;
+    counts.mLookEnd = std::chrono::system_clock::time_point(std::chrono::milliseconds(1700000000250));
+    counts.mIsWatching = true;
+    counts.mEvents = {{{0, 3}, 5}, {{0, qzagent::EventCount::dropped}, 6}};
     std::string const text = textOf(qzagent::metricsOf(counts), qzagent::Exposition::text);
     EXPECT_EQ(typesIn(text), typesOf(qzagent::allServiceMetrics()));
     EXPECT_THAT(text, HasSubstr("\nqzagent_looks_total 1\n"));
     EXPECT_THAT(text, HasSubstr("\nqzagent_lost_looks_total 2\n"));
     EXPECT_THAT(text, HasSubstr("\nqzagent_look_timestamp_seconds 1700000000.25\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_events_watched 1\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_events_total{board=\"0\",category=\"3\"} 5\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_dropped_events_total{board=\"0\"} 6\n"));
 }
 
 TEST(HostMetrics, NameACallThatDidNotReturn)

@@ -103,8 +103,10 @@ TEST(QzagentMetrics, AreServedOnlyWithMatchingOptions)
 {
     for (auto const& [arguments, complaint] : std::vector<std::pair<Arguments, std::string>>{
              {{"--listen", "127.0.0.1:0", "--textfile", "a"}, "--textfile and --listen exclude each other"},
-             {{"--interval", "5"}, "--interval needs --listen"},
-             {{"--allow-remote"}, "--allow-remote needs --listen"},
+             {{"--interval", "5"}, "--interval, --allow-remote and --events require --listen"},
+             {{"--allow-remote"}, "--interval, --allow-remote and --events require --listen"},
+             {{"--events"}, "--interval, --allow-remote and --events require --listen"},
+             {{"--listen", "127.0.0.1:0", "--event-layout", "a"}, "--event-layout requires --events"},
              {{"--listen", "0.0.0.0:0"}, "other hosts can connect to 0.0.0.0:0; --allow-remote permits it"}})
     {
         Arguments all{"metrics"};

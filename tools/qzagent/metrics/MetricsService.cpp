@@ -48,7 +48,12 @@ MetricsService::MetricsService(Setting const& aSetting, ServiceOptions const& aO
       mOptions(aOptions),
       mServer(aOptions.mAddress, [this](HttpRequest const& aRequest) { return respond(aRequest); })
 {
-    renderTexts();
+    if (aOptions.mHasEvents)
+    {
+        mCounts.mIsWatching = false;
+        mEvents = std::make_unique<EventCollector>(aSetting, aOptions.mInterval, aOptions.mEventLayout,
+                                                   [this] { mServer.close(); });
+    }
     bool const isRemote = !isLoopback(mServer.address());
     mSetting.mReport.addNote(fmt::format("serving http://{}/metrics{}", textOf(mServer.address()),
                                          isRemote ? " without encryption or authentication" : ""));
@@ -70,8 +75,20 @@ void MetricsService::run()
             }
         }
         wait();
-        mServer.serve(Clock::now());
+        serve();
     }
+}
+
+void MetricsService::serve()
+{
+    auto const now = Clock::now();
+    if (mEvents && mEvents->proceed(now))
+    {
+        mCounts.mIsWatching = mEvents->isWatching();
+        mCounts.mEvents = mEvents->totals();
+        mTexts = {};
+    }
+    mServer.serve(now);
 }
 
 void MetricsService::startLook()
@@ -122,8 +139,13 @@ void MetricsService::wait()
     std::vector<pollfd> descriptors{{mSignals.descriptor(), POLLIN, 0},
                                     {mLook ? mLook->descriptor() : -1, POLLIN, 0}};
     mServer.addDescriptors(descriptors);
+    auto end = std::min(mNextStep, mServer.deadline());
+    if (mEvents)
+    {
+        mEvents->addDescriptors(descriptors);
+        end = std::min(end, mEvents->deadline());
+    }
     constexpr std::chrono::milliseconds longest(60000);
-    auto const end = std::min(mNextStep, mServer.deadline());
     auto const now = Clock::now();
     auto const left = end > now + longest ? longest : std::chrono::ceil<std::chrono::milliseconds>(end - now);
     ::poll(descriptors.data(), descriptors.size(), static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
@@ -159,7 +181,7 @@ void MetricsService::takeLook(ChildProcess::Bytes const& aAnswer)
     mCounts.mLookEnd = std::chrono::system_clock::now();
     mLook.reset();
     mNextStep = mLookStart + mOptions.mInterval;
-    renderTexts();
+    mTexts = {};
 }
 
 /// Old metrics would look like those of a host on which nothing changes.
@@ -171,21 +193,21 @@ void MetricsService::loseLook(char const* aReason)
     mCounts.mLookEnd.reset();
     mLook.reset();
     mNextStep = mLookStart + mOptions.mInterval;
-    renderTexts();
+    mTexts = {};
 }
 
-void MetricsService::renderTexts()
+std::shared_ptr<std::string const> const& MetricsService::served(Exposition aExposition)
 {
-    std::vector<MetricFamily> const own = metricsOf(mCounts);
-    for (Exposition const exposition : {Exposition::text, Exposition::openMetrics})
+    auto const index = static_cast<std::size_t>(aExposition);
+    if (!mTexts[index])
     {
-        auto const index = static_cast<std::size_t>(exposition);
-        mTexts[index] = std::make_shared<std::string const>(mHostTexts[index] + textOf(own, exposition) +
-                                                            lastLineOf(exposition));
+        mTexts[index] = std::make_shared<std::string const>(
+            mHostTexts[index] + textOf(metricsOf(mCounts), aExposition) + lastLineOf(aExposition));
     }
+    return mTexts[index];
 }
 
-HttpResponse MetricsService::respond(HttpRequest const& aRequest) const
+HttpResponse MetricsService::respond(HttpRequest const& aRequest)
 {
     if (aRequest.mPath == "/")
     {
@@ -200,6 +222,6 @@ HttpResponse MetricsService::respond(HttpRequest const& aRequest) const
         return plainResponse(503, "503 Service Unavailable; the first look at the host has not ended\n");
     }
     Exposition const exposition = expositionFor(aRequest.mAccept);
-    return {200, contentTypeOf(exposition), mTexts[static_cast<std::size_t>(exposition)]};
+    return {200, contentTypeOf(exposition), served(exposition)};
 }
 }  // namespace qzagent

@@ -12,6 +12,7 @@
 #include "tools/qzagent/cli/ChildProcess.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/StopSignals.h"
+#include "tools/qzagent/metrics/EventCollector.h"
 #include "tools/qzagent/metrics/Exposition.h"
 #include "tools/qzagent/metrics/HttpServer.h"
 #include "tools/qzagent/metrics/ListenAddress.h"
@@ -25,6 +26,8 @@ struct ServiceOptions
     ListenAddress mAddress;
     std::chrono::seconds mInterval;  ///< from the start of a look to the start of the next one
     LookOptions mLook;
+    bool mHasEvents;                          ///< whether diagnostic events are counted
+    std::optional<std::string> mEventLayout;  ///< path of their layout; none for the simulator's
 };
 
 /// Looks at the host again and again, and answers requests with the metrics of the last look. Each look is taken in its own
@@ -40,7 +43,7 @@ public:
     void run();
 
     /// @return the last metrics in the Prometheus text format
-    std::string text() const { return *mTexts.front(); }
+    std::string text() { return *served(Exposition::text); }
 
 private:
     using Clock = HttpServer::Clock;
@@ -51,8 +54,9 @@ private:
     void takeLook(ChildProcess::Bytes const& aAnswer);
     void loseLook(char const* aReason);
     void wait();
-    void renderTexts();
-    HttpResponse respond(HttpRequest const& aRequest) const;
+    void serve();
+    std::shared_ptr<std::string const> const& served(Exposition aExposition);
+    HttpResponse respond(HttpRequest const& aRequest);
 
     Setting const& mSetting;
     ServiceOptions const mOptions;
@@ -65,6 +69,8 @@ private:
     std::string mPrevious;                  ///< metrics of the last look with a result
     std::set<std::string> mShown;           ///< messages of the last look
     ServiceCounts mCounts;
-    std::array<std::shared_ptr<std::string const>, 2> mTexts;  ///< what is served, by Exposition
+    std::array<std::shared_ptr<std::string const>, 2> mTexts;  ///< what is served, by Exposition;
+                                                               ///< null if it changed since
+    std::unique_ptr<EventCollector> mEvents;                   ///< null if they are not counted
 };
 }  // namespace qzagent

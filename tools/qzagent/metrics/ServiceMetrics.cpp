@@ -1,7 +1,10 @@
 #include "tools/qzagent/metrics/ServiceMetrics.h"
 
 #include <chrono>
+#include <string>
 #include <vector>
+
+#include "tools/qzagent/watch/EventCounts.h"
 
 namespace qzagent
 {
@@ -13,6 +16,13 @@ constexpr Metric lostLooks{"qzagent_lost_looks_total", MetricType::counter, "loo
                            "Looks at the host that ended without a result."};
 constexpr Metric lookTime{"qzagent_look_timestamp_seconds", MetricType::gauge, "seconds since 1970", "",
                           "Time at which the look ended whose metrics these are."};
+
+constexpr Metric areEventsCounted{"qzagent_events_watched", MetricType::gauge, "0 or 1", "",
+                                  "Whether diagnostic events are being counted."};
+constexpr Metric events{"qzagent_events_total", MetricType::counter, "events", "board, category",
+                        "Diagnostic events that were received."};
+constexpr Metric droppedEvents{"qzagent_dropped_events_total", MetricType::counter, "events", "board",
+                               "Diagnostic events for which there was no room."};
 
 double secondsOf(std::chrono::system_clock::time_point aTime)
 {
@@ -32,8 +42,30 @@ std::vector<MetricFamily> metricsOf(ServiceCounts const& aCounts)
     {
         time.add({}, secondsOf(*aCounts.mLookEnd));
     }
-    return {ended, lost, time};
+    MetricFamily watched(areEventsCounted);
+    if (aCounts.mIsWatching)
+    {
+        watched.add({}, *aCounts.mIsWatching ? 1 : 0);
+    }
+    MetricFamily received(events);
+    MetricFamily dropped(droppedEvents);
+    for (auto const& [source, count] : aCounts.mEvents)
+    {
+        std::string const board = std::to_string(source.first);
+        if (source.second == EventCount::dropped)
+        {
+            dropped.add({board}, static_cast<double>(count));
+        }
+        else
+        {
+            received.add({board, std::to_string(source.second)}, static_cast<double>(count));
+        }
+    }
+    return {ended, lost, time, watched, received, dropped};
 }
 
-std::vector<Metric> allServiceMetrics() { return {looks, lostLooks, lookTime}; }
+std::vector<Metric> allServiceMetrics()
+{
+    return {looks, lostLooks, lookTime, areEventsCounted, events, droppedEvents};
+}
 }  // namespace qzagent

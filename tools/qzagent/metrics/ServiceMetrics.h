@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "tools/qzagent/metrics/EventCollector.h"
 #include "tools/qzagent/metrics/MetricFamily.h"
 
 namespace qzagent
@@ -17,7 +18,9 @@ struct ServiceCounts
     std::uint64_t mLooks = 0;      ///< that ended
     std::uint64_t mLostLooks = 0;  ///< of which there is no result
     std::optional<std::chrono::system_clock::time_point>
-        mLookEnd;  ///< of the metrics of the host; none without them
+        mLookEnd;                     ///< of the metrics of the host; none without them
+    std::optional<bool> mIsWatching;  ///< whether events are being counted; none if that was not requested
+    EventTotals mEvents;
 };
 
 /// @return all metrics

@@ -35,6 +35,8 @@ struct MetricsOptions
     std::optional<ListenAddress> mAddress;
     std::optional<std::uint64_t> mInterval;  ///< in seconds
     bool mIsRemote = false;                  ///< whether other hosts may connect
+    bool mHasEvents = false;
+    std::optional<std::string> mEventLayout;
     LookOptions mLook;
 };
 
@@ -47,9 +49,13 @@ std::optional<std::string> complaintAbout(MetricsOptions const& aOptions)
     {
         return "--textfile and --listen exclude each other";
     }
-    if (!aOptions.mAddress && (aOptions.mInterval || aOptions.mIsRemote))
+    if (!aOptions.mAddress && (aOptions.mInterval || aOptions.mIsRemote || aOptions.mHasEvents))
     {
-        return aOptions.mInterval ? "--interval needs --listen" : "--allow-remote needs --listen";
+        return "--interval, --allow-remote and --events require --listen";
+    }
+    if (aOptions.mEventLayout && !aOptions.mHasEvents)
+    {
+        return "--event-layout requires --events";
     }
     if (aOptions.mAddress && !aOptions.mIsRemote && !isLoopback(*aOptions.mAddress))
     {
@@ -74,7 +80,8 @@ std::string previousText(std::optional<std::string> const& aPath)
 Answer serve(Setting const& aSetting, MetricsOptions const& aOptions)
 {
     std::chrono::seconds const interval(aOptions.mInterval.value_or(defaultInterval));
-    MetricsService service(aSetting, {*aOptions.mAddress, interval, aOptions.mLook});
+    MetricsService service(
+        aSetting, {*aOptions.mAddress, interval, aOptions.mLook, aOptions.mHasEvents, aOptions.mEventLayout});
     service.run();
     return {{{"metrics", service.text()}}, {}};
 }
@@ -137,6 +144,10 @@ void addMetrics(CommandLine& aCommandLine)
                         "With --listen, read the host every S seconds; 15 by default");
     arguments.addFlag("--allow-remote", options->mIsRemote,
                       "With --listen, accept an address that other hosts can reach");
+    arguments.addFlag("--events", options->mHasEvents,
+                      "With --listen, also count diagnostic events by board and category");
+    arguments.addText("--event-layout", "FILE", options->mEventLayout,
+                      "Read the vendor library's event records as this file describes them");
     arguments.addFlag("--latency", options->mLook.mHasLatency,
                       "Also measure the latencies of the target ports, with 10 REPORT LUNS commands each");
     arguments.addFlag("--per-lun", options->mLook.mHasLuns,

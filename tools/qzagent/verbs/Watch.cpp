@@ -44,6 +44,7 @@
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 #include "tools/qzagent/watch/DropCounts.h"
+#include "tools/qzagent/watch/EventCounts.h"
 #include "tools/qzagent/watch/PcapngRecorder.h"
 #include "tools/qzagent/watch/RecordsRecorder.h"
 #include "tools/qzagent/watch/WatchClock.h"
@@ -134,7 +135,7 @@ public:
     }
 
 private:
-    bool prints() const { return !mOptions.mOutput || mOptions.mIsPrinted; }
+    bool prints() const { return !mOptions.mPublish && (!mOptions.mOutput || mOptions.mIsPrinted); }
 
     void watch()
     {
@@ -207,11 +208,15 @@ private:
         {
             mRecorder = recorder(aVersions);
         }
+        if (mOptions.mPublish)
+        {
+            mEventCounts.emplace(mOptions.mPublish, mBoards, mDrops);
+        }
         if (prints())
         {
             mLines.emplace(mSetting.mOutput, mSignals, mSetting.mIsJson);
         }
-        else if (!mOptions.mIsQuiet && !mSetting.mIsTraced && ErrorStream::canShowStatus())
+        else if (mRecorder && !mOptions.mIsQuiet && !mSetting.mIsTraced && ErrorStream::canShowStatus())
         {
             mStatus.emplace(mSetting.mReport.errors());
         }
@@ -362,6 +367,10 @@ private:
 
     void print(qz::QueuedEvent const* aEvents, std::size_t aCount)
     {
+        for (std::size_t i = 0; mEventCounts && i < aCount; ++i)
+        {
+            mEventCounts->take(aEvents[i], nullptr);
+        }
         for (std::size_t i = 0; mLines && i < aCount; ++i)
         {
             mLines->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
@@ -395,6 +404,10 @@ private:
         if (mLines)
         {
             sinks.push_back(&*mLines);
+        }
+        if (mEventCounts)
+        {
+            sinks.push_back(&*mEventCounts);
         }
         return sinks;
     }
@@ -524,7 +537,10 @@ private:
 
     std::uint64_t written() const
     {
-        return mRecorder ? mRecorder->written() : mLines ? mLines->written() : 0;
+        return mRecorder      ? mRecorder->written()
+               : mLines       ? mLines->written()
+               : mEventCounts ? mEventCounts->written()
+                              : 0;
     }
 
     /// Number of events that did not fit in the queue or could not be written.
@@ -544,6 +560,7 @@ private:
     std::vector<Board> mBoards;
     std::unique_ptr<WatchRecorder> mRecorder;
     std::optional<WatchLines> mLines;
+    std::optional<EventCounts> mEventCounts;
     std::optional<WatchStatus> mStatus;
     std::optional<Clock::time_point> mEnd;
     Clock::time_point mNextDropNote;
@@ -572,14 +589,9 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
     watch.run();
     return watch.answer();
 }
-}  // namespace
 
-void addWatch(CommandLine& aCommandLine) { addWatchInto({}, aCommandLine); }
-
-void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine)
+void addWatchWith(std::shared_ptr<WatchOptions> const& aOptions, CommandLine& aCommandLine)
 {
-    auto const options = std::make_shared<WatchOptions>();
-    options->mOutputName = aOutputName;
     ArgumentList arguments =
         aCommandLine.addVerb("watch", "Show or record diagnostic events as they arrive",
                              "  qzagent watch --seconds 10\n"
@@ -589,8 +601,25 @@ void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aC
                              "until SIGINT or SIGTERM\n"
                              "  qzagent watch --output events.pcapng --rotate 100M --keep 10\n"
                              "                             record in numbered files and keep the last ten\n",
-                             [options](Setting const& aSetting) { return watch(aSetting, *options); });
-    addOptions(arguments, *options);
+                             [aOptions](Setting const& aSetting) { return watch(aSetting, *aOptions); });
+    addOptions(arguments, *aOptions);
     aCommandLine.addTimeout(arguments);
+}
+}  // namespace
+
+void addWatch(CommandLine& aCommandLine) { addWatchWith(std::make_shared<WatchOptions>(), aCommandLine); }
+
+void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine)
+{
+    auto const options = std::make_shared<WatchOptions>();
+    options->mOutputName = aOutputName;
+    addWatchWith(options, aCommandLine);
+}
+
+void addCountingWatch(PublishEventCounts const& aPublish, CommandLine& aCommandLine)
+{
+    auto const options = std::make_shared<WatchOptions>();
+    options->mPublish = aPublish;
+    addWatchWith(options, aCommandLine);
 }
 }  // namespace qzagent
