@@ -134,6 +134,24 @@ TEST(HostMetrics, TellAdaptersWithTheSameNameApart)
     EXPECT_THAT(text, HasSubstr("qzagent_adapter_readable{adapter=\"fc (index 1)\"} 0\n"));
 }
 
+TEST(HostMetrics, HaveWhatIsKnownOfAnAdapterThatAnswers)
+{
+    std::string const start = "qzagent_adapter_info{adapter=\"fc\",model=\"";
+    EXPECT_THAT(
+        metricsIn(lookOf("adapters", R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "model": "EX",
+            "serial_number": "S1", "driver_name": "exd", "driver_version": "2", "firmware_version": "3",
+            "number_of_ports": 1}])")),
+        HasSubstr(start + "EX\",serial_number=\"S1\",driver_name=\"exd\",driver_version=\"2\","
+                          "firmware_version=\"3\"} 1\n"));
+    EXPECT_THAT(metricsIn(lookOf("adapters",
+                                 R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "model": "EX",
+                                                  "number_of_ports": 1}])")),
+                HasSubstr(start + "EX\",serial_number=\"\","));
+    EXPECT_THAT(
+        metricsIn(lookOf("adapters", R"("adapters": [{"index": 0, "name": "fc", "state": "failed"}])")),
+        Not(HasSubstr(start)));
+}
+
 TEST(HostMetrics, CountNoAdaptersOnlyIfTheListIsKnown)
 {
     EXPECT_THAT(metricsIn(lookOf("adapters", R"("adapters": [])")), HasSubstr("qzagent_adapters 0\n"));
@@ -339,7 +357,8 @@ TEST(HostMetrics, AreAllListed)
         "loss_of_sync_count": 1, "loss_of_signal_count": 1, "primitive_seq_protocol_err_count": 1,
         "invalid_tx_word_count": 1, "invalid_crc_count": 1)";
     std::string const text = metricsOf(
-        {lookOf("adapters", R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "model": "m"}])"),
+        {lookOf("adapters",
+                R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "number_of_ports": 1}])"),
          portsOf(onlinePort), countersOf(all), lookOf("inventory", inventoryWith(R"(, "remote_ports": [])")),
          latencyWithSum("1"), lookOf("latency", "\"adapters\": []", 1, R"([{"severity": "error"}])")},
         "");

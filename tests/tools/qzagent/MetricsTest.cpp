@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -7,13 +9,18 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
 #include "tests/tools/qzagent/Scenarios.h"
+#include "tools/qzagent/cli/ReplacedFile.h"
 
 namespace
 {
@@ -153,6 +160,41 @@ TEST_F(QzagentMetricsFile, KeepsTheTimeOfTheLastSuccess)
     EXPECT_EQ(write(failedLoad()).mExitStatus, 1);
     EXPECT_THAT(textInFile(mPath), HasSubstr(line + "\n"));
     EXPECT_THAT(textInFile(mPath), HasSubstr("qzagent_look_success{verb=\"ports\"} 0\n"));
+}
+
+TEST_F(QzagentMetricsFile, IsAllThatRemainsOfAKilledRun)
+{
+    mFolder.write("qzagent.prom", "old");
+    pid_t const child = ::fork();
+    if (child == 0)
+    {
+        std::signal(SIGXFSZ, SIG_DFL);
+        rlimit const limit{2, RLIM_INFINITY};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        qzagent::replaceFile(mPath, "new metrics");
+        ::_exit(EXIT_SUCCESS);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(textInFile(mPath), "old");
+    EXPECT_EQ(entriesIn(mFolder.path()), 1);
+}
+
+TEST_F(QzagentMetricsFile, IsReplacedAlthoughAKilledRunLeftItsNewFile)
+{
+    mFolder.write(fmt::format("qzagent.prom.{}.tmp", ::getpid()), "part");
+    qzagent::replaceFile(mPath, "new");
+    EXPECT_EQ(textInFile(mPath), "new");
+    EXPECT_EQ(entriesIn(mFolder.path()), 1);
+}
+
+TEST_F(QzagentMetricsFile, CanBeInTheCurrentFolder)
+{
+    ProcessResult const result = runAgentInOn("cd " + mFolder.path().string() + "; exec \"$@\"", measuredHost,
+                                              {"metrics", "--textfile", "qzagent.prom"});
+    EXPECT_EQ(result.mExitStatus, 0);
+    EXPECT_THAT(textInFile(mPath), HasSubstr("\nqzagent_look_success{"));
 }
 
 TEST_F(QzagentMetricsFile, IsRefusedIfItIsALink)

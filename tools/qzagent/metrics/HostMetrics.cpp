@@ -29,8 +29,8 @@ constexpr char const* labelsOfPort = "adapter, port, port_wwn";
 constexpr Metric adapterCount{"qzagent_adapters", MetricType::gauge, "adapters", "",
                               "Number of adapters whose names can be read."};
 constexpr Metric adapterInfo{"qzagent_adapter_info", MetricType::info, "1",
-                             "adapter, model, driver_version, firmware_version",
-                             "Versions of the adapter; always 1."};
+                             "adapter, model, serial_number, driver_name, driver_version, firmware_version",
+                             "Model, serial number and versions of the adapter; always 1."};
 constexpr Metric adapterReadable{"qzagent_adapter_readable", MetricType::gauge, "0 or 1", "adapter",
                                  "Whether the attributes of the adapter and of its ports can be read."};
 constexpr Metric portInfo{"qzagent_port_info", MetricType::info, "1",
@@ -200,9 +200,10 @@ MetricFamilies adaptersMetrics(nlohmann::ordered_json const& aJson)
     {
         std::string const name = labels.labelOf(adapter);
         readable.add({name}, adapter.at("state").text() == "ok" ? 1 : 0);
-        if (adapter.has("model") || adapter.has("driver_version") || adapter.has("firmware_version"))
+        if (adapter.has("number_of_ports"))
         {
-            info.add({name, textOr(adapter, "model"), textOr(adapter, "driver_version"),
+            info.add({name, textOr(adapter, "model"), textOr(adapter, "serial_number"),
+                      textOr(adapter, "driver_name"), textOr(adapter, "driver_version"),
                       textOr(adapter, "firmware_version")},
                      1);
         }
