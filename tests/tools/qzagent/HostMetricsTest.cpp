@@ -330,7 +330,10 @@ TEST(HostMetrics, OfTheServiceAreAllListed)
     counts.mLostLooks = 2;
     counts.mLookEnd = std::chrono::system_clock::time_point(std::chrono::milliseconds(1700000000250));
     counts.mIsWatching = true;
-    counts.mEvents = {{{0, 3}, 5}, {{0, qzagent::EventCount::dropped}, 6}};
+    counts.mEvents = {{{0, 3}, 5},
+                      {{0, qzagent::EventCount::dropped}, 6},
+                      {{1, qzagent::EventCount::other}, 7},
+                      {{qzagent::EventCount::other, 4}, 8}};
     std::string const text = textOf(qzagent::metricsOf(counts), qzagent::Exposition::text);
     EXPECT_EQ(typesIn(text), typesOf(qzagent::allServiceMetrics()));
     EXPECT_THAT(text, HasSubstr("\nqzagent_looks_total 1\n"));
@@ -338,6 +341,8 @@ TEST(HostMetrics, OfTheServiceAreAllListed)
     EXPECT_THAT(text, HasSubstr("\nqzagent_look_timestamp_seconds 1700000000.25\n"));
     EXPECT_THAT(text, HasSubstr("\nqzagent_events_watched 1\n"));
     EXPECT_THAT(text, HasSubstr("\nqzagent_events_total{board=\"0\",category=\"3\"} 5\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_events_total{board=\"1\",category=\"other\"} 7\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_events_total{board=\"other\",category=\"4\"} 8\n"));
     EXPECT_THAT(text, HasSubstr("\nqzagent_dropped_events_total{board=\"0\"} 6\n"));
 }
 

@@ -74,16 +74,18 @@ EventCollector::~EventCollector()
     }
     mProcess->terminate();
     auto const end = Clock::now() + timeToUnregister;
-    pollfd descriptor{mProcess->descriptor(), POLLIN, 0};
-    while (Clock::now() < end)
+    for (auto now = Clock::now(); now < end; now = Clock::now())
     {
-        auto const left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-        // The process does not end while counts fill the socket.
-        readCounts();
-        if (::poll(&descriptor, 1, static_cast<int>(left.count())) > 0 && !mProcess->read())
+        // A process whose counts nobody reads could not end.
+        std::array<pollfd, 2> descriptors{
+            {{mProcess->descriptor(), POLLIN, 0}, {mCounts->number(), POLLIN, 0}}};
+        auto const left = std::chrono::ceil<std::chrono::milliseconds>(end - now);
+        ::poll(descriptors.data(), descriptors.size(), static_cast<int>(left.count()));
+        if (descriptors[0].revents != 0 && !mProcess->read())
         {
             return;
         }
+        readCounts();
     }
 }
 

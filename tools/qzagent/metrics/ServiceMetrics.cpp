@@ -1,6 +1,7 @@
 #include "tools/qzagent/metrics/ServiceMetrics.h"
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,11 @@ constexpr Metric events{"qzagent_events_total", MetricType::counter, "events", "
                         "Diagnostic events that were received."};
 constexpr Metric droppedEvents{"qzagent_dropped_events_total", MetricType::counter, "events", "board",
                                "Diagnostic events for which there was no room."};
+
+std::string labelOf(std::uint32_t aNumber)
+{
+    return aNumber == EventCount::other ? "other" : std::to_string(aNumber);
+}
 
 double secondsOf(std::chrono::system_clock::time_point aTime)
 {
@@ -51,14 +57,14 @@ std::vector<MetricFamily> metricsOf(ServiceCounts const& aCounts)
     MetricFamily dropped(droppedEvents);
     for (auto const& [source, count] : aCounts.mEvents)
     {
-        std::string const board = std::to_string(source.first);
+        std::string const board = labelOf(source.first);
         if (source.second == EventCount::dropped)
         {
             dropped.add({board}, static_cast<double>(count));
         }
         else
         {
-            received.add({board, std::to_string(source.second)}, static_cast<double>(count));
+            received.add({board, labelOf(source.second)}, static_cast<double>(count));
         }
     }
     return {ended, lost, time, watched, received, dropped};

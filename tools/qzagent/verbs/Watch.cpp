@@ -369,7 +369,7 @@ private:
     {
         for (std::size_t i = 0; mEventCounts && i < aCount; ++i)
         {
-            mEventCounts->take(aEvents[i], nullptr);
+            mEventCounts->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
         }
         for (std::size_t i = 0; mLines && i < aCount; ++i)
         {

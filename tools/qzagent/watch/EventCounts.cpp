@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "tools/qzagent/vqm/VqmEvent.h"
+
 namespace qzagent
 {
 namespace
@@ -18,9 +20,11 @@ EventCounts::EventCounts(PublishEventCounts aPublish, std::vector<Board> const& 
 {
 }
 
-void EventCounts::take(qz::QueuedEvent const& aEvent, Board const* /*aBoard*/)
+void EventCounts::take(qz::QueuedEvent const& aEvent, Board const* aBoard)
 {
-    std::pair const source(aEvent.mHead.mBoard, aEvent.mHead.mCategory);
+    unsigned int const category = aEvent.mHead.mCategory;
+    std::pair const source(aBoard == nullptr ? EventCount::other : aBoard->mNumber,
+                           category < anyCategory ? category : EventCount::other);
     ++mCounts[source];
     mChanged.insert(source);
     ++mWritten;

@@ -21,11 +21,14 @@ namespace qzagent
 /// The events of a board with a category, or those of a board that were dropped.
 struct EventCount
 {
+    /// A category that stands for dropped events of any category.
     static constexpr std::uint32_t dropped = 0xffffffff;
+    /// Boards that are not watched and categories above 254, of which a vendor library could report any number.
+    static constexpr std::uint32_t other = 0xfffffffe;
 
     std::uint64_t mCount;
     std::uint32_t mBoard;
-    std::uint32_t mCategory;  ///< or the constant above
+    std::uint32_t mCategory;
 };
 
 /// Receives counts, each of which replaces an earlier one of the same events.
