@@ -20,6 +20,6 @@ char const* contentTypeOf(Exposition aExposition);
 char const* lastLineOf(Exposition aExposition);
 
 /// @param aAccept what the header field Accept of a request says; may be any text
-/// @return OpenMetrics if the client names it, and likes no other form better
+/// @return OpenMetrics if the field names it with at least the quality of the text format
 Exposition expositionFor(std::string const& aAccept);
 }  // namespace qzagent
