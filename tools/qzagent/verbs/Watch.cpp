@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <limits>
 #include <map>
@@ -119,6 +120,7 @@ public:
         // Without its reader, the verb ends quietly.
         if (mHasBegun && !mSetting.mOutput.isAbandoned())
         {
+            countUnwritten();
             reportCounts();
         }
     }
@@ -214,7 +216,9 @@ private:
         }
         if (prints())
         {
-            mLines.emplace(mSetting.mOutput, mSignals, mSetting.mIsJson);
+            mLines.emplace(mSetting.mOutput, mSignals, mSetting.mIsJson,
+                           mRecorder ? WatchLines::Reading::mayLag : WatchLines::Reading::isAwaited,
+                           [this] { return mustStop() || mQueue.received() == mOptions.mCount; });
         }
         else if (mRecorder && !mOptions.mIsQuiet && !mSetting.mIsTraced && ErrorStream::canShowStatus())
         {
@@ -340,6 +344,7 @@ private:
             record(events.data(), count);
             print(events.data(), count);
             mQueue.remove(count);
+            mInHand = 0;
             taken += count;
             mTaken += count;
         }
@@ -351,14 +356,16 @@ private:
         for (std::size_t i = 0; mRecorder && i < aCount; ++i)
         {
             qz::EventHead const& head = aEvents[i].mHead;
+            ++mInHand;
             if (!RecordEncoder::canEncode(head))
             {
-                mDrops.addUnencodable(head.mBoard);
+                mDrops.addLost(head.mBoard);
                 continue;
             }
+            mUnwritten.push_back(head);
             mRecorder->take(aEvents[i], boardNumbered(head.mBoard));
-            mTally.add(head);
         }
+        settle();
         if (mRecorder && mLines)
         {
             mRecorder->flush();  // printing can wait for the reader
@@ -373,6 +380,11 @@ private:
         }
         for (std::size_t i = 0; mLines && i < aCount; ++i)
         {
+            if (!mRecorder)
+            {
+                ++mInHand;
+                mUnwritten.push_back(aEvents[i].mHead);
+            }
             mLines->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
         }
     }
@@ -391,6 +403,34 @@ private:
         {
             sink->flush();
         }
+        settle();
+    }
+
+    /// Counts the events that have been written since the previous call.
+    void settle()
+    {
+        for (; mSettled < written(); ++mSettled)
+        {
+            mTally.add(mUnwritten.front());
+            mUnwritten.pop_front();
+        }
+    }
+
+    /// Counts what a failure left unwritten, so that the counts of the boards and the total agree.
+    void countUnwritten()
+    {
+        settle();
+        mQueue.remove(mInHand);
+        qz::QueuedEvent event;
+        for (; mQueue.peek(&event, 1) != 0; mQueue.remove(1))
+        {
+            mUnwritten.push_back(event.mHead);
+        }
+        for (qz::EventHead const& head : mUnwritten)
+        {
+            mDrops.addLost(head.mBoard);
+        }
+        mUnwritten.clear();
     }
 
     /// The recorder comes first, because printing can wait for the reader.
@@ -500,6 +540,12 @@ private:
         mIntake->reportTotal(mSetting.mReport);
         mSetting.mReport.addNote(
             fmt::format("received {} events, wrote {}, dropped {}", mQueue.received(), written(), dropped()));
+        if (mRecorder && mLines && mLines->skipped() != 0)
+        {
+            mSetting.mReport.addNote(
+                fmt::format("{} were not printed because the reader of standard output did not read them",
+                            counted(mLines->skipped(), "event")));
+        }
         if (dropped() > 0)
         {
             std::string text;
@@ -565,7 +611,10 @@ private:
     std::optional<Clock::time_point> mEnd;
     Clock::time_point mNextDropNote;
     std::uint64_t mTaken = 0;
-    bool mHasBegun = false;  ///< whether a board was registered
+    std::deque<qz::EventHead> mUnwritten;  ///< of events that the sink has taken but not written
+    std::uint64_t mSettled = 0;            ///< number of events that mTally has
+    std::size_t mInHand = 0;               ///< number of events that are taken but still in the queue
+    bool mHasBegun = false;                ///< whether a board was registered
     WatchTally mTally;
 };
 
