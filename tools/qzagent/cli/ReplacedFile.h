@@ -7,7 +7,8 @@
 namespace qzagent
 {
 /// Writes the text to a new file beside the old one, readable for all, and gives it the name of the old one. Readers see
-/// the old text or the new one. After a failure, the old file is unchanged.
+/// the old text or the new one. After a failure, the old file is unchanged. If the process is killed meanwhile, nothing
+/// else remains, where the file system has files without a name.
 /// @param aPath of a regular file, or of none. Devices and links are refused, because they would be replaced too
 /// @throws std::system_error "cannot write PATH: ..."
 void replaceFile(std::string const& aPath, std::string const& aText);

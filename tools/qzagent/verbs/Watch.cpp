@@ -45,6 +45,7 @@
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 #include "tools/qzagent/watch/DropCounts.h"
+#include "tools/qzagent/watch/EventCounts.h"
 #include "tools/qzagent/watch/PcapngRecorder.h"
 #include "tools/qzagent/watch/RecordsRecorder.h"
 #include "tools/qzagent/watch/WatchClock.h"
@@ -136,7 +137,7 @@ public:
     }
 
 private:
-    bool prints() const { return !mOptions.mOutput || mOptions.mIsPrinted; }
+    bool prints() const { return !mOptions.mPublish && (!mOptions.mOutput || mOptions.mIsPrinted); }
 
     void watch()
     {
@@ -209,13 +210,17 @@ private:
         {
             mRecorder = recorder(aVersions);
         }
+        if (mOptions.mPublish)
+        {
+            mEventCounts.emplace(mOptions.mPublish, mBoards, mDrops);
+        }
         if (prints())
         {
             mLines.emplace(mSetting.mOutput, mSignals, mSetting.mIsJson,
                            mRecorder ? WatchLines::Reading::mayLag : WatchLines::Reading::isAwaited,
                            [this] { return mustStop() || mQueue.received() == mOptions.mCount; });
         }
-        else if (!mOptions.mIsQuiet && !mSetting.mIsTraced && ErrorStream::canShowStatus())
+        else if (mRecorder && !mOptions.mIsQuiet && !mSetting.mIsTraced && ErrorStream::canShowStatus())
         {
             mStatus.emplace(mSetting.mReport.errors());
         }
@@ -369,6 +374,10 @@ private:
 
     void print(qz::QueuedEvent const* aEvents, std::size_t aCount)
     {
+        for (std::size_t i = 0; mEventCounts && i < aCount; ++i)
+        {
+            mEventCounts->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
+        }
         for (std::size_t i = 0; mLines && i < aCount; ++i)
         {
             if (!mRecorder)
@@ -435,6 +444,10 @@ private:
         if (mLines)
         {
             sinks.push_back(&*mLines);
+        }
+        if (mEventCounts)
+        {
+            sinks.push_back(&*mEventCounts);
         }
         return sinks;
     }
@@ -570,7 +583,10 @@ private:
 
     std::uint64_t written() const
     {
-        return mRecorder ? mRecorder->written() : mLines ? mLines->written() : 0;
+        return mRecorder      ? mRecorder->written()
+               : mLines       ? mLines->written()
+               : mEventCounts ? mEventCounts->written()
+                              : 0;
     }
 
     /// Number of events that did not fit in the queue or could not be written.
@@ -590,6 +606,7 @@ private:
     std::vector<Board> mBoards;
     std::unique_ptr<WatchRecorder> mRecorder;
     std::optional<WatchLines> mLines;
+    std::optional<EventCounts> mEventCounts;
     std::optional<WatchStatus> mStatus;
     std::optional<Clock::time_point> mEnd;
     Clock::time_point mNextDropNote;
@@ -621,14 +638,9 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
     watch.run();
     return watch.answer();
 }
-}  // namespace
 
-void addWatch(CommandLine& aCommandLine) { addWatchInto({}, aCommandLine); }
-
-void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine)
+void addWatchWith(std::shared_ptr<WatchOptions> const& aOptions, CommandLine& aCommandLine)
 {
-    auto const options = std::make_shared<WatchOptions>();
-    options->mOutputName = aOutputName;
     ArgumentList arguments =
         aCommandLine.addVerb("watch", "Show or record diagnostic events as they arrive",
                              "  qzagent watch --seconds 10\n"
@@ -638,8 +650,25 @@ void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aC
                              "until SIGINT or SIGTERM\n"
                              "  qzagent watch --output events.pcapng --rotate 100M --keep 10\n"
                              "                             record in numbered files and keep the last ten\n",
-                             [options](Setting const& aSetting) { return watch(aSetting, *options); });
-    addOptions(arguments, *options);
+                             [aOptions](Setting const& aSetting) { return watch(aSetting, *aOptions); });
+    addOptions(arguments, *aOptions);
     aCommandLine.addTimeout(arguments);
+}
+}  // namespace
+
+void addWatch(CommandLine& aCommandLine) { addWatchWith(std::make_shared<WatchOptions>(), aCommandLine); }
+
+void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine)
+{
+    auto const options = std::make_shared<WatchOptions>();
+    options->mOutputName = aOutputName;
+    addWatchWith(options, aCommandLine);
+}
+
+void addCountingWatch(PublishEventCounts const& aPublish, CommandLine& aCommandLine)
+{
+    auto const options = std::make_shared<WatchOptions>();
+    options->mPublish = aPublish;
+    addWatchWith(options, aCommandLine);
 }
 }  // namespace qzagent
