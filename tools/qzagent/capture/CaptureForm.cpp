@@ -14,6 +14,7 @@
 #include "pcapng/ByteOrder.h"
 #include "pcapng/Format.h"
 #include "tools/qzagent/capture/HexText.h"
+#include "tools/qzagent/report/ReportText.h"
 
 namespace qzagent
 {
@@ -67,6 +68,10 @@ std::optional<CaptureForm> formOf(std::string const& aHead, bool aIsWhole)
     if (!aHead.empty() && aHead.front() == '{')
     {
         return CaptureForm::json;
+    }
+    if (isReportStart(aHead))
+    {
+        return CaptureForm::report;
     }
     if (HexText::isText(aHead.substr(0, HexText::headSize)))
     {

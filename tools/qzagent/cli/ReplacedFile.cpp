@@ -21,7 +21,7 @@ namespace
 }
 }  // namespace
 
-void replaceFile(std::string const& aPath, std::string const& aText)
+void replaceFile(std::string const& aPath, std::string const& aText, mode_t aMode)
 {
     struct stat status = {};
     if (::lstat(aPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
@@ -30,10 +30,10 @@ void replaceFile(std::string const& aPath, std::string const& aText)
     }
     // Collectors of metrics ignore a file with this ending.
     std::string const newPath = fmt::format("{}.{}.tmp", aPath, ::getpid());
-    NewFile file(newPath);
-    constexpr mode_t readableForAll = 0644;
+    constexpr mode_t privateFile = 0600;
+    NewFile file(newPath, privateFile);
     // The umask does not apply to the mode of chmod().
-    if (::chmod(newPath.c_str(), readableForAll) != 0)
+    if (::chmod(newPath.c_str(), aMode) != 0)
     {
         refuseReplacement(aPath, errno);
     }

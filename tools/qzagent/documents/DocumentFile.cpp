@@ -22,6 +22,7 @@
 #include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/LinkTypes.h"
 #include "tools/qzagent/documents/DocumentValue.h"
+#include "tools/qzagent/report/ReportText.h"
 
 namespace qzagent
 {
@@ -85,7 +86,9 @@ Documents readBundle(std::string const& aPath)
     DocumentCollector collector{aPath};
     try
     {
-        CaptureInput input(aPath, {});
+        CaptureOptions options;
+        options.mTakesReports = true;
+        CaptureInput input(aPath, options);
         while (std::optional<CaptureItem> const item = input.next())
         {
             std::visit(collector, *item);
@@ -121,7 +124,7 @@ Documents readDocuments(std::string const& aPath)
     {
         throw DocumentError(fmt::format("cannot read {}: {}", aPath, std::generic_category().message(errno)));
     }
-    if (first == firstOfPcapng)
+    if (first == firstOfPcapng || isReportStart(first))
     {
         return readBundle(aPath);
     }
