@@ -601,7 +601,8 @@
     const visible = new Set(view.series.map((one, index) => index)
       .sort((left, right) => view.series[right].count - view.series[left].count).slice(0, 8));
     const bins = 400;
-    const length = Math.max(view.last - view.first, 1e-6);
+    const shortest = 1e-4;
+    const length = Math.max(view.last - view.first, shortest);
     const whole = [view.first, view.first + length];
     let range = whole;
     let chart = null;
@@ -615,7 +616,7 @@
     function dataOf() {
       const counts = view.bins(range[0], range[1], bins);
       const width = (range[1] - range[0]) / bins;
-      const x = Float64Array.from({ length: bins }, (ignored, at) => range[0] + (at + 0.5) * width);
+      const x = Float64Array.from({ length: bins }, (ignored, at) => view.start + range[0] + (at + 0.5) * width);
       return [x, ...counts];
     }
 
@@ -625,8 +626,8 @@
         ticks: { stroke: style.getPropertyValue("--line"), width: 1 } };
       return {
         width: Math.max(320, place.clientWidth || 900), height: 320, ms: 1e-3,
-        tzDate: (seconds) => uPlot.tzDate(new Date((view.start + seconds) * 1e3), "Etc/UTC"),
-        scales: { x: { time: true, auto: false, min: range[0], max: range[1] }, y: { range: (self, low, high) => [0, Math.max(1, high)] } },
+        tzDate: (seconds) => uPlot.tzDate(new Date(seconds * 1e3), "Etc/UTC"),
+        scales: { x: { time: true, auto: false, min: view.start + range[0], max: view.start + range[1] }, y: { range: (self, low, high) => [0, Math.max(1, high)] } },
         axes: [axis, { ...axis, label: "Events", size: 60 }],
         cursor: { drag: { x: true, y: false, setScale: false } },
         legend: { show: false },
@@ -635,7 +636,7 @@
             const from = self.posToVal(self.select.left, "x");
             const end = self.posToVal(self.select.left + self.select.width, "x");
             self.setSelect({ left: 0, width: 0, top: 0, height: 0 }, false);
-            zoomTo([from, end]);
+            zoomTo([from - view.start, end - view.start]);
           }
         }] },
         series: [{}, ...view.series.map((one, index) => ({ label: one.label, show: visible.has(index), width: 2,
@@ -657,14 +658,13 @@
     }
 
     function zoomTo(wanted) {
-      const least = 1e-6;
       const from = Math.max(whole[0], wanted[0]);
-      const end = Math.min(whole[1], Math.max(wanted[1], from + least));
-      range = end > from ? [from, end] : whole;
+      const end = Math.min(whole[1], wanted[1]);
+      range = end - from >= shortest ? [from, end] : range;
       const values = dataOf();
       chart.batch(() => {
         chart.setData(values, false);
-        chart.setScale("x", { min: range[0], max: range[1] });
+        chart.setScale("x", { min: view.start + range[0], max: view.start + range[1] });
       });
       describe(values);
     }
