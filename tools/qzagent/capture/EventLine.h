@@ -33,7 +33,8 @@ struct EventValues
     std::optional<qz::Wwn> mFirst;
     std::optional<qz::Wwn> mSecond;
     qz::Bytes mPayload;  ///< empty without payload
-    std::optional<std::uint32_t> mOmitted = {};  ///< length in bytes of a payload that the capture does not have
+    std::optional<std::uint32_t> mOmitted =
+        {};  ///< length in bytes of a payload that the capture does not have
 
     /// Length of the payload in bytes.
     std::size_t length() const { return mOmitted.value_or(mPayload.mSize); }

@@ -79,7 +79,8 @@ std::string ReportSource::readAll()
         }
         if (page.size() > largestReport)
         {
-            throw CaptureError(fmt::format("{}: a report of more than {} bytes", mFile.name(), largestReport));
+            throw CaptureError(
+                fmt::format("{}: a report of more than {} bytes", mFile.name(), largestReport));
         }
     }
 }
@@ -97,7 +98,10 @@ void ReportSource::read()
     }
     for (auto const& [name, document] : documents.json().items())
     {
-        mDocuments.push_back({{documentLinkType, name, {}}, document.dump()});
+        Document& kept = mDocuments.emplace_back();
+        kept.mInterface.mLinkType = documentLinkType;
+        kept.mInterface.mName = name;
+        kept.mText = document.dump();
     }
     mEvents.emplace(report.at("events"));
 }

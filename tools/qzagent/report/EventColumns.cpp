@@ -41,11 +41,8 @@ std::string nanosecondsText(pcapng::Time aTime)
 /// @return the smallest of 1, 2 and 4 bytes that hold every number
 std::size_t bytesFor(std::vector<std::uint32_t> const& aNumbers)
 {
-    std::uint32_t const largest =
-        aNumbers.empty() ? 0 : *std::max_element(aNumbers.begin(), aNumbers.end());
-    return largest <= largestOctet                               ? 1
-           : largest <= std::numeric_limits<std::uint16_t>::max() ? 2
-                                                                  : 4;
+    std::uint32_t const largest = aNumbers.empty() ? 0 : *std::max_element(aNumbers.begin(), aNumbers.end());
+    return largest <= largestOctet ? 1 : largest <= std::numeric_limits<std::uint16_t>::max() ? 2 : 4;
 }
 
 Json packedColumn(std::vector<std::uint32_t> const& aNumbers)
@@ -111,8 +108,8 @@ void EventColumns::add(CaptureEvent const& aEvent)
     }
     if (count() == mostReportedEvents)
     {
-        throw std::length_error(
-            fmt::format("the captures have more than {} events, which a page cannot show", mostReportedEvents));
+        throw std::length_error(fmt::format("the captures have more than {} events, which a page cannot show",
+                                            mostReportedEvents));
     }
     EventValues const values = valuesOf(aEvent);
     mSourceColumn.push_back(sourceOf(values.mOrigin));

@@ -104,8 +104,9 @@ void ReportInputs::read(std::vector<std::string> const& aPaths)
                       {
                           if (aOther.mInterface->mLinkType == documentLinkType)
                           {
-                              addText(aOther.mInterface->mName,
-                                      {reinterpret_cast<char const*>(aOther.mData.mData), aOther.mData.mSize});
+                              addText(
+                                  aOther.mInterface->mName,
+                                  {reinterpret_cast<char const*>(aOther.mData.mData), aOther.mData.mSize});
                           }
                           else
                           {
@@ -122,9 +123,11 @@ void ReportInputs::read(std::vector<std::string> const& aPaths)
 nlohmann::ordered_json ReportInputs::latencyLooks() const
 {
     std::vector<Json> looks = mLooks;
-    std::stable_sort(looks.begin(), looks.end(), [](Json const& aLeft, Json const& aRight)
-                     { return aLeft["time"].get_ref<std::string const&>() <
-                              aRight["time"].get_ref<std::string const&>(); });
+    std::stable_sort(looks.begin(), looks.end(),
+                     [](Json const& aLeft, Json const& aRight) {
+                         return aLeft["time"].get_ref<std::string const&>() <
+                                aRight["time"].get_ref<std::string const&>();
+                     });
     return looks;
 }
 
@@ -137,9 +140,8 @@ void ReportInputs::add(std::string const& aName, nlohmann::ordered_json aDocumen
     auto const found = mDocuments.find(aName);
     bool const isNewer =
         found == mDocuments.end() ||
-        (aName == firstStatisticsName
-             ? timeOfDocument(aDocument) < timeOfDocument(found->second)
-             : timeOfDocument(aDocument) >= timeOfDocument(found->second));
+        (aName == firstStatisticsName ? timeOfDocument(aDocument) < timeOfDocument(found->second)
+                                      : timeOfDocument(aDocument) >= timeOfDocument(found->second));
     if (isNewer)
     {
         mDocuments[aName] = std::move(aDocument);

@@ -47,9 +47,10 @@ class TopologyBuilder
 public:
     void add(HostPart const& aAdapter)
     {
-        std::size_t const adapter = addNode(
-            {TopologyKind::adapter, aAdapter.mName,
-             joined({fieldText(aAdapter, "model"), aAdapter.mFailure.empty() ? "" : "failed"}), aAdapter.mName});
+        std::size_t const adapter =
+            addNode({TopologyKind::adapter, aAdapter.mName,
+                     joined({fieldText(aAdapter, "model"), aAdapter.mFailure.empty() ? "" : "failed"}),
+                     aAdapter.mName});
         for (HostPart const& part : aAdapter.mParts)
         {
             if (part.mKind == PartKind::port)
@@ -101,11 +102,10 @@ private:
     void addPort(std::size_t aAdapter, std::string const& aAdapterName, HostPart const& aPort)
     {
         bool const isPortDown = isDown(aPort);
-        std::size_t const port =
-            addNode({TopologyKind::port, aPort.mName,
-                     joined({fieldText(aPort, "state"), fieldText(aPort, "speed"),
-                             aPort.mFailure.empty() ? "" : "failed"}),
-                     aAdapterName, isPortDown});
+        std::size_t const port = addNode({TopologyKind::port, aPort.mName,
+                                          joined({fieldText(aPort, "state"), fieldText(aPort, "speed"),
+                                                  aPort.mFailure.empty() ? "" : "failed"}),
+                                          aAdapterName, isPortDown});
         mTopology.mEdges.push_back({aAdapter, port, isPortDown});
         std::string const fabric = fieldText(aPort, "fabric_name");
         std::size_t const from = fabric.empty() ? port : fabricNamed(fabric);

@@ -26,12 +26,14 @@ char const* nameOf(TopologyKind aKind);
 struct TopologyNode
 {
     TopologyKind mKind;
-    std::string mName;     ///< of an adapter its name, of others a World Wide Name; of several targets their number
+    std::string
+        mName;  ///< of an adapter its name, of others a World Wide Name; of several targets their number
     std::string mDetails;  ///< one line
     std::string mAdapter;  ///< of a port, the adapter to which it belongs
     bool mIsDown = false;
-    std::vector<std::string> mMembers = {};  ///< World Wide Names of the ports of a target or of several targets
-    std::size_t mTargets = 0;                ///< number of targets that the node stands for
+    std::vector<std::string> mMembers =
+        {};                    ///< World Wide Names of the ports of a target or of several targets
+    std::size_t mTargets = 0;  ///< number of targets that the node stands for
 };
 
 struct TopologyEdge

@@ -1,3 +1,5 @@
+#include "tools/qzagent/cli/Report.h"
+
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -25,7 +27,6 @@
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/Printable.h"
 #include "tools/qzagent/cli/ReplacedFile.h"
-#include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/documents/LiveDocument.h"
 #include "tools/qzagent/report/ReportData.h"
@@ -174,8 +175,9 @@ void addReport(CommandLine& aCommandLine)
         "  qzagent report --output host.html visit.pcapng\n"
         "                             the same of a bundle\n",
         [options](Setting const& aSetting) { return report(aSetting, *options); });
-    arguments.addOptionalPositionals("CAPTURE", options->mInputs,
-                                     "Show these bundles, captures and JSON documents; the host now by default");
+    arguments.addOptionalPositionals(
+        "CAPTURE", options->mInputs,
+        "Show these bundles, captures and JSON documents; the host now by default");
     arguments.addRequiredText("--output", "FILE", options->mOutput,
                               "The HTML file, which is replaced as a whole");
     arguments.addText("--rules", "FILE", options->mRules,
