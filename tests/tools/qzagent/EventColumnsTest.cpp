@@ -75,13 +75,13 @@ std::vector<std::string> textsIn(Columns const& aEvents)
 
 TEST(EventColumns, GiveBackTimesThatGoForwardAndBack)
 {
-    constexpr std::uint64_t largest = ~std::uint64_t{0};
+    constexpr std::uint64_t latest = ~std::uint64_t{0};
     EventColumns columns;
     std::string const record = recordWith(3, 7);
     std::vector<std::string> expected;
     for (std::uint64_t const time : {std::uint64_t{1767225600'000000001}, std::uint64_t{1767225600'000000001},
                                      std::uint64_t{1767225600'000000064}, std::uint64_t{1767225600'000000000},
-                                     std::uint64_t{1}, largest, largest / 2, std::uint64_t{2}})
+                                     std::uint64_t{1}, latest, latest / 2, std::uint64_t{2}})
     {
         columns.add(eventIn(record, time));
         expected.push_back(std::to_string(time) + " host 0 3 7 0");
@@ -191,20 +191,20 @@ TEST_P(DamagedEventColumns, AreRefusedWithThePlace)
 INSTANTIATE_TEST_SUITE_P(
     Values, DamagedEventColumns,
     testing::Values(
-        ColumnDamage{"ManyEvents", "/count", 5'000'001, "events.count: a number below 5000001 was expected"},
-        ColumnDamage{"OtherCount", "/count", 4, "events.columns.source: 4 numbers was expected"},
+        ColumnDamage{"ManyEvents", "/count", 5'000'001U, "events.count: a number below 5000001 was expected"},
+        ColumnDamage{"OtherCount", "/count", 4U, "events.columns.source: 4 numbers was expected"},
         ColumnDamage{"NoBase64", "/columns/category/data", "=A",
                      "events.columns.category.data: base64 was expected"},
         ColumnDamage{"CutBase64", "/columns/category/data", "AwM",
                      "events.columns.category.data: base64 was expected"},
-        ColumnDamage{"LargeNumbers", "/columns/category/bytes", 8,
+        ColumnDamage{"LargeNumbers", "/columns/category/bytes", 8U,
                      "events.columns.category.bytes: a number below 5 was expected"},
         ColumnDamage{"NoText", "/columns/time_deltas", 3, "events.columns.time_deltas: a text was expected"},
         ColumnDamage{"UnknownSource", "/sources", Columns::array(),
                      "events.drops[0].source: a number below 0 was expected"},
         ColumnDamage{"NoFirstTime", "/first_time", "yesterday",
                      "events.first_time: a time as in RFC 3339 was expected"},
-        ColumnDamage{"DropsOutOfOrder", "/drops/1/before", 0,
+        ColumnDamage{"DropsOutOfOrder", "/drops/1/before", 0U,
                      "events.drops[1]: a drop that is not before the previous one was expected"},
         ColumnDamage{"FewTimes", "/columns/time_deltas", "AAA=", "event 2 has no valid time"},
         ColumnDamage{"EndlessTime", "/columns/time_deltas",

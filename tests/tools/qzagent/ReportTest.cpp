@@ -81,7 +81,7 @@ TEST_F(QzagentReport, OfTheHostNowHasWhatItsBundleWouldHave)
     EXPECT_EQ(data()["documents"].size(), 6);
     EXPECT_EQ(data()["findings"].size(), documentOf(result)["findings"]);
     EXPECT_EQ(data()["findings"][0]["rule"], "link-down");
-    EXPECT_EQ(linesOf(runAgent({"show", "--summary", mPage}).mOutput).size(), 11);
+    EXPECT_EQ(linesOf(runAgent({"show", "--summary", mPage}).mOutput).size(), 12);
     struct stat status = {};
     ASSERT_EQ(::stat(mPage.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
@@ -99,7 +99,12 @@ TEST_F(QzagentReport, IsReadLikeItsBundle)
               runAgent({"show", "--document", "inventory", bundle}).mOutput);
 }
 
-TEST_F(QzagentReport, HasTheEventsOfTheCaptureWithoutTheirPayloads)
+/// Also run on the other machine, since the columns must not depend on its byte order.
+class QzagentReportedEvents : public QzagentReport
+{
+};
+
+TEST_F(QzagentReportedEvents, AreThoseOfTheCaptureWithoutTheirPayloads)
 {
     reportEvents();
     EXPECT_EQ(runAgent({"show", "--time", "relative", mPage}).mOutput,
@@ -121,7 +126,7 @@ TEST_F(QzagentReport, KeepsNamesOfDevicesOutOfTheMarkup)
     EXPECT_EQ(reportOf({bundleOf("bundle", adapterNamed(name) + portNumbered(1))}).mExitStatus, 0);
     EXPECT_EQ(data()["documents"]["inventory"]["adapters"][0]["name"], name);
     std::string const page = contentOf(mPage);
-    EXPECT_THAT(page, Not(HasSubstr("alert('")));
+    EXPECT_THAT(page, Not(HasSubstr("<script>alert")));
     EXPECT_THAT(page, HasSubstr("\\u003cscript\\u003ealert('\\u0026')"));
     EXPECT_THAT(page, Not(HasSubstr("\u202e")));
 }

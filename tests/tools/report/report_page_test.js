@@ -118,8 +118,6 @@ model = "left\\u202Etfel"
 let busy;
 
 before(async () => {
-  const version = spawnSync("chromium", ["--version"], { encoding: "utf8" }).stdout;
-  console.log(version.trim());
   browser = await chromium.launch({ executablePath: process.env.CHROMIUM || "/usr/bin/chromium",
     args: process.getuid() === 0 ? ["--no-sandbox"] : [] });
   busy = report("busy", busyHost);

@@ -21,13 +21,18 @@ namespace
 }
 }  // namespace
 
-void replaceFile(std::string const& aPath, std::string const& aText, mode_t aMode)
+void expectReplaceable(std::string const& aPath)
 {
     struct stat status = {};
     if (::lstat(aPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
     {
         refuseReplacement(aPath, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
     }
+}
+
+void replaceFile(std::string const& aPath, std::string const& aText, mode_t aMode)
+{
+    expectReplaceable(aPath);
     // Collectors of metrics ignore a file with this ending.
     std::string const newPath = fmt::format("{}.{}.tmp", aPath, ::getpid());
     constexpr mode_t privateFile = 0600;

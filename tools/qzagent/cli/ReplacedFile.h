@@ -8,6 +8,9 @@
 
 namespace qzagent
 {
+/// @throws std::system_error "cannot write PATH: ..." when replaceFile() would refuse the path
+void expectReplaceable(std::string const& aPath);
+
 /// Writes the text to a new file beside the old one, and gives it the name of the old one. Readers see the old text or
 /// the new one. After a failure, the old file is unchanged.
 /// @param aPath of a regular file, or of none. Devices and links are refused, because they would be replaced too

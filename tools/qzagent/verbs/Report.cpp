@@ -123,6 +123,7 @@ void readInputs(Setting const& aSetting, ReportOptions const& aOptions, ReportIn
 Answer writeReport(Setting const& aSetting, ReportOptions const& aOptions)
 {
     RuleSettings const rules = aOptions.mRules ? readRules(*aOptions.mRules) : RuleSettings();
+    expectReplaceable(aOptions.mOutput);
     DamageReport damage(aSetting.mReport, DamageReport::Severity::error);
     ReportInputs inputs([&damage](std::string const& aText) { damage.add(aText); });
     readInputs(aSetting, aOptions, inputs);

@@ -227,7 +227,7 @@
     if (data.findings.length > 0) {
       to.append(new SortedTable("Findings", [
         { label: "Severity", value: (row) => row.severity, text: (row) => make("span", { class: row.severity }, row.severity) },
-        { label: "Rule", value: (row) => row.rule },
+        { label: "Rule", value: (row) => row.rule, kind: "word" },
         { label: "Where", value: (row) => row.where },
         { label: "What", value: (row) => row.what },
         { label: "Why it matters", value: (row) => row.why },
@@ -376,6 +376,7 @@
   // ---- Latency
 
   const microseconds = (value) => (value === undefined ? "" : value.toFixed(1));
+  const shortMicroseconds = (value) => (value < 100 ? value.toFixed(1) : number(Math.round(value)));
 
   /** Joins looks so that the table has a limited number of columns, each with the worst value. */
   function columnsOfLooks(looks, most) {
@@ -416,7 +417,7 @@
       body.replaceChildren(...all.slice(0, limit).map(({ row, worst }) => make("tr", {},
         make("th", { scope: "row", class: "name" }, row.adapter + " " + row.target),
         worst.map((value) => (Number.isFinite(value)
-          ? make("td", { class: "heat-" + heat(value) }, microseconds(value)) : make("td", {}, "\u2013"))))));
+          ? make("td", { class: "heat-" + heat(value) }, shortMicroseconds(value)) : make("td", {}, "\u2013"))))));
     };
     choice.addEventListener("change", show);
     filters.push(show);
@@ -425,7 +426,7 @@
       make("div", { class: "controls" }, make("label", { for: "heat-figure" }, "Figure"), choice),
       scrollable("Latency over time", make("table", { class: "heat", id: "heat" }, caption,
         make("thead", {}, make("tr", {}, make("th", { scope: "col" }, "Target port"),
-          columns.map((looks) => make("th", { scope: "col" }, looks[0].time.replace("T", " ").replace("Z", ""))))),
+          columns.map((looks) => make("th", { scope: "col" }, looks[0].time.slice(0, 19).replace("T", " "))))),
         body)));
   }
 
@@ -620,6 +621,13 @@
       return [x, ...counts];
     }
 
+    /** The times at the axis: as short as the shown range allows. */
+    function ticks(self, values) {
+      const shownLength = range[1] - range[0];
+      const [from, to] = shownLength > 2 * 86400 ? [5, 16] : shownLength > 20 ? [11, 19] : [11, 23];
+      return values.map((value) => instant(value - view.start).slice(from, to));
+    }
+
     function options() {
       const style = getComputedStyle(document.documentElement);
       const axis = { stroke: style.getPropertyValue("--text"), grid: { stroke: style.getPropertyValue("--line"), width: 1 },
@@ -628,7 +636,7 @@
         width: Math.max(320, place.clientWidth || 900), height: 320, ms: 1e-3,
         tzDate: (seconds) => uPlot.tzDate(new Date(seconds * 1e3), "Etc/UTC"),
         scales: { x: { time: true, auto: false, min: view.start + range[0], max: view.start + range[1] }, y: { range: (self, low, high) => [0, Math.max(1, high)] } },
-        axes: [axis, { ...axis, label: "Events", size: 60 }],
+        axes: [{ ...axis, values: ticks, space: 90 }, { ...axis, label: "Events", size: 60 }],
         cursor: { drag: { x: true, y: false, setScale: false } },
         legend: { show: false },
         hooks: { setSelect: [(self) => {
@@ -708,7 +716,7 @@
           chart.setSeries(row.index + 1, { show: box.checked });
           describe(dataOf());
         });
-        return make("span", {}, keys[row.index], box);
+        return make("span", { class: "choice" }, keys[row.index], box);
       } },
       ...columnsOfEvents], view.series.map((one, index) => ({ ...one, index })));
     to.append(make("div", { class: "controls" }, moves.map(([label, , move]) =>
