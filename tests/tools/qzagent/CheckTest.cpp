@@ -191,6 +191,13 @@ INSTANTIATE_TEST_SUITE_P(
             "from port 10:00:00:00:c9:00:00:03, and 2 other ports have one",
             oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1) + portNumbered(2) + targetOf(1, 1, 1) +
                 targetOf(2, 2, 1) + portNumbered(3) + "state = \"OFFLINE\"\n"},
+        RuleCase{"PortOfTwoWithoutPath", "single-path", "",
+                 oneHost + targetOf(1, 1, 1) + targetOf(2, 2, 1) + targetOf(2, 3, 1) + portNumbered(2) +
+                     targetOf(1, 1, 1),
+                 "warning single-path: target 50:00:00:00:ab:00:01:02: no path from port "
+                 "10:00:00:00:c9:00:00:02, and several from another port",
+                 oneHost + targetOf(2, 2, 1) + targetOf(2, 3, 1) + portNumbered(2) + targetOf(3, 4, 1) +
+                     targetOf(3, 5, 1) + portNumbered(3)},
         RuleCase{"TargetOnOneFabric", "single-path", "",
                  oneHost + targetOf(1, 1, 1) + targetOf(1, 2, 1) + portNumbered(2) + targetOf(1, 3, 1) +
                      portNumbered(3) + targetOf(1, 3, 1),
@@ -265,23 +272,24 @@ INSTANTIATE_TEST_SUITE_P(
             oneHost + targetNumbered(1, 1) +
                 "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = \"1+\"\ndelay_ms = 21\n",
             "warning slow-target: target port 50:00:00:00:ab:00:00:01 behind adapter example-fc-0: p99 is "
-            "[0-9]+ us",
+            "[0-9]+ us, the slowest of 10 requests",
             oneHost}),
     [](testing::TestParamInfo<RuleCase> const& aInfo) { return std::string(aInfo.param.mName); });
 
 TEST_F(QzagentCheck, AcceptsALatencyOfExactlyTheLimit)
 {
-    auto const check = [this](double aLatency)
+    auto const check = [this](double aLatency, unsigned int aRequests)
     {
-        nlohmann::json const latencies{{"io_count", 1}, {"latency_us", {{"p99", aLatency}}}};
+        nlohmann::json const latencies{{"io_count", aRequests}, {"latency_us", {{"p99", aLatency}}}};
         nlohmann::json const target{{"port_wwn", "50:00:00:00:ab:00:00:01"}, {"latencies", latencies}};
         nlohmann::json const adapter{{"name", "example-fc-0"}, {"target_ports", {target}}};
         return checkDocument("latency", {{"adapters", {adapter}}});
     };
-    EXPECT_EQ(check(20000.0).mOutput, "");
-    EXPECT_THAT(check(20000.5).mOutput,
+    EXPECT_EQ(check(20000.0, 99).mOutput, "");
+    EXPECT_THAT(check(20000.5, 99).mOutput,
                 StartsWith("warning slow-target: target port 50:00:00:00:ab:00:00:01 behind adapter "
-                           "example-fc-0: p99 is 20000"));
+                           "example-fc-0: p99 is 20000 us, the slowest of 99 requests\n"));
+    EXPECT_THAT(check(20002.0, 100).mOutput, HasSubstr("p99 is 20002 us\n"));
 }
 
 TEST_F(QzagentCheck, JoinsTheSlowPortsOfATarget)
@@ -289,10 +297,11 @@ TEST_F(QzagentCheck, JoinsTheSlowPortsOfATarget)
     std::string const slow = "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = \"1+\"\ndelay_ms = 3\n";
     ProcessResult const result =
         checkBy("slow-target", "p99_us = 2000\n", oneHost + targetOf(1, 1, 1) + targetOf(1, 2, 1) + slow);
-    EXPECT_THAT(linesOf(result.mOutput).front(),
-                testing::MatchesRegex(
-                    R"(warning slow-target: 2 target ports \(50:00:00:00:ab:00:00:01, )"
-                    R"(50:00:00:00:ab:00:00:02\) behind adapter example-fc-0: p99 is up to [0-9]+ us)"));
+    EXPECT_THAT(
+        linesOf(result.mOutput).front(),
+        testing::MatchesRegex(
+            R"(warning slow-target: 2 target ports \(50:00:00:00:ab:00:00:01, )"
+            R"(50:00:00:00:ab:00:00:02\) behind adapter example-fc-0: p99 is up to [0-9]+ us, the slowest of 10 requests)"));
     EXPECT_EQ(linesOf(result.mOutput).size(), 3u);
 }
 
@@ -347,6 +356,9 @@ INSTANTIATE_TEST_SUITE_P(
                                 fault("HBA_GetDiscoveredPortAttributes", "4", "HBA_STATUS_ERROR")},
                     HiddenPaths{"MappingsFail", fault("HBA_GetFcpTargetMapping", "\"1+\"", "HBA_STATUS_ERROR",
                                                       "adapter = \"example-fc-0\"\n")},
+                    HiddenPaths{"MappingsAreIncomplete",
+                                "[[fault]]\ncall = \"HBA_GetFcpTargetMapping\"\nnth = \"1+\"\nentries = 5\n"
+                                "adapter = \"example-fc-0\"\n"},
                     HiddenPaths{"PortFails", fault("HBA_GetAdapterPortAttributes", "2", "HBA_STATUS_ERROR")},
                     HiddenPaths{"LunsFail", fault("HBA_SendReportLUNs", "1", "HBA_STATUS_ERROR")},
                     HiddenPaths{"AdapterFails", fault("HBA_OpenAdapter", "\"1+\"", "HBA_STATUS_ERROR",
@@ -417,6 +429,14 @@ TEST_F(QzagentCheck, WritesAMessageOfSeveralLooksOnce)
     EXPECT_THAT(result.mErrors, HasSubstr("note: not everything could be read ("));
 }
 
+TEST_F(QzagentCheck, FindsRisingErrorsAlthoughEventsCannotBeWatched)
+{
+    ProcessResult const result =
+        runAgentOn(oneHost + counters("invalid_crc_count", 1),
+                   {"check", "--seconds", "1", "--rules", rules("[events]\ncategories = [7]\n")});
+    EXPECT_THAT(result.mOutput, HasSubstr("warning errors-rising: " + portOne));
+}
+
 TEST_F(QzagentCheck, FindsDroppedEvents)
 {
     auto const check = [this](unsigned int aLimit)
@@ -430,6 +450,22 @@ TEST_F(QzagentCheck, FindsDroppedEvents)
     };
     EXPECT_THAT(check(3), StartsWith("warning events-dropped: board 1: 4 events\n"));
     EXPECT_EQ(check(4), "");
+}
+
+/// A diagnostic library that sends its events before the agent takes any.
+TEST_F(QzagentCheck, FindsEventsForWhichTheQueueHasNoRoom)
+{
+    auto const check = [this](char const* aEvents)
+    {
+        std::string const file = rules(
+            "[events]\nenabled = false\ncategories = [3]\n[slow-target]\nenabled = false\n"
+            "[errors-rising]\nenabled = false\n[link-flapping]\nenabled = false\n");
+        return runAgent({"check", "--seconds", "1", "--rules", file},
+                        {{"LD_PRELOAD", FOREIGN_VQM}, {"FOREIGN_VQM_EVENTS", aEvents}})
+            .mOutput;
+    };
+    EXPECT_THAT(check("full good"), StartsWith("warning events-dropped: board 0: 1 event\n"));
+    EXPECT_EQ(check("full empty"), "");
 }
 
 TEST_F(QzagentCheck, EscapesTextsOfDevices)

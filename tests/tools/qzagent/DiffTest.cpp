@@ -107,6 +107,46 @@ TEST_F(QzagentDiff, ReadsALookFromAPipe)
     EXPECT_EQ(result.mExitStatus, 0);
 }
 
+TEST_F(QzagentDiff, ReadsABundleFromStandardInputAndFromAPipe)
+{
+    std::string const bundle = mFolder.path() / "piped.pcapng";
+    runAgentOn(sameAdapter + portNumbered(1), {"bundle", "--output", bundle, "--seconds", "0"});
+    ProcessResult result = runAgentIn("cat " + bundle + " | \"$@\"", {"diff", "-", mBefore});
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+    std::string const pipe = mFolder.path() / "bundles";
+    result = runAgentIn("mkfifo " + pipe + "; cat " + bundle + " > " + pipe + " & exec \"$@\"",
+                        {"diff", mBefore, pipe});
+    EXPECT_EQ(result.mErrors, "");
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentDiff, RefusesInputWithoutEnd)
+{
+    expectRefusal({"/dev/zero", mBefore}, "/dev/zero: larger than 256 MiB");
+}
+
+/// The inventory is whole; a byte elsewhere in the bundle is wrong, and its end is missing.
+TEST_F(QzagentDiff, ReadsTheInventoryOfADamagedBundle)
+{
+    std::string const path = mFolder.path() / "whole.pcapng";
+    runAgentOn(sameAdapter + portNumbered(1), {"bundle", "--output", path, "--seconds", "0"});
+    std::string const text = textIn(path);
+    std::string const damaged = mFolder.write("damaged.pcapng", text.substr(0, text.size() - 7));
+    ProcessResult const result = runAgent({"diff", damaged, mBefore});
+    EXPECT_EQ(result.mOutput, "");
+    EXPECT_THAT(result.mErrors, testing::StartsWith("qzagent: note: the bundle is damaged: " + damaged));
+    EXPECT_EQ(result.mExitStatus, 0);
+    std::size_t const place = text.find("\"command\": \"inventory\"");
+    ASSERT_NE(place, std::string::npos);
+    std::string broken = text;
+    broken[place] = '!';
+    ProcessResult const refused = runAgent({"diff", mFolder.write("broken.pcapng", broken), mBefore});
+    EXPECT_THAT(refused.mErrors, HasSubstr(": document inventory: not JSON at byte "));
+    EXPECT_THAT(refused.mErrors, HasSubstr("/broken.pcapng: the document of inventory was expected\n"));
+    EXPECT_EQ(refused.mExitStatus, 3);
+}
+
 TEST_F(QzagentDiff, ComparesWithTheHostNow)
 {
     ProcessResult const result =
@@ -115,6 +155,19 @@ TEST_F(QzagentDiff, ComparesWithTheHostNow)
               "~ port 10:00:00:00:c9:00:00:01 of adapter example-fc-0: state ONLINE -> LINKDOWN\n");
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentDiff, RepeatsTheMessagesOfTheLookInItsDocument)
+{
+    ProcessResult const result = runAgentOn(
+        sameAdapter + portNumbered(1) + fault("HBA_GetAdapterPortAttributes", "1", "HBA_STATUS_ERROR_BUSY"),
+        {"diff", "--json", mBefore});
+    EXPECT_TRUE(satisfies(result.mOutput, "diff"));
+    EXPECT_THAT(result.mErrors, HasSubstr("HBA_STATUS_ERROR_BUSY"));
+    nlohmann::json const messages = documentOf(result)["messages"];
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0]["cause"]["status_name"], "HBA_STATUS_ERROR_BUSY");
+    EXPECT_EQ(messages[0]["port"], 0);
 }
 
 TEST_F(QzagentDiff, AsksTheHostForLunsLikeTheOldLook)

@@ -103,6 +103,14 @@ unsigned char* endOfPage()
     return end;
 }
 
+/// @return zeros that fill the queue of the agent
+Payload fullPayload()
+{
+    constexpr std::size_t size = std::size_t{64} << 20U;
+    static void* const pages = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return {static_cast<unsigned char const*>(pages), size};
+}
+
 unsigned char const* addressOf(std::uintptr_t aNumber) { return reinterpret_cast<unsigned char*>(aNumber); }
 
 Payload payloadNamed(std::string const& aName)
@@ -132,6 +140,10 @@ Payload payloadNamed(std::string const& aName)
     if (aName == "wrapping")
     {
         return {addressOf(std::numeric_limits<std::uintptr_t>::max() - 1), 16};
+    }
+    if (aName == "full")
+    {
+        return fullPayload();
     }
     if (aName == "large")
     {

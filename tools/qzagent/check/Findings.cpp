@@ -29,6 +29,9 @@ namespace qzagent
 {
 namespace
 {
+/// The 99th percentile of fewer latencies is the longest of them.
+constexpr std::uint64_t fewestOfPercentile = 100;
+
 /// Counters of damaged and lost frames and words.
 constexpr char const* errorCounters[] = {"error_frames", "dumped_frames", "primitive_seq_protocol_err_count",
                                          "invalid_tx_word_count", "invalid_crc_count"};
@@ -267,15 +270,20 @@ private:
             std::set<std::string> ports;
             std::set<std::string> adapters;
             double longest = 0;
+            std::uint64_t requests = 0;
             for (TargetLatency const& latency : latencies)
             {
                 ports.insert(latency.mTargetPort);
                 adapters.insert(latency.mAdapter);
                 longest = std::max(longest, latency.mMicroseconds);
+                requests = std::max(requests, latency.mRequests);
             }
             add(RuleId::slowTarget,
                 fmt::format("{} behind {}", namesOf("target port", ports), namesOf("adapter", adapters)),
-                fmt::format("p99 is {}{:.0f} us", latencies.size() == 1 ? "" : "up to ", longest));
+                fmt::format("p99 is {}{:.0f} us{}", latencies.size() == 1 ? "" : "up to ", longest,
+                            requests < fewestOfPercentile
+                                ? fmt::format(", the slowest of {}", counted(requests, "request"))
+                                : ""));
         }
     }
 

@@ -78,8 +78,8 @@ std::vector<TargetLatency> latenciesIn(nlohmann::ordered_json const& aDocument)
             {
                 p99.refuse("a number");
             }
-            latencies.push_back(
-                {adapter.at("name").text(), target.at("port_wwn").text(), p99.json().get<double>()});
+            latencies.push_back({adapter.at("name").text(), target.at("port_wwn").text(),
+                                 p99.json().get<double>(), target.at("latencies").at("io_count").number()});
         }
     }
     return latencies;

@@ -32,6 +32,7 @@ struct TargetLatency
     std::string mAdapter;
     std::string mTargetPort;
     double mMicroseconds;
+    std::uint64_t mRequests;
 };
 
 /// The events that were watched.

@@ -177,8 +177,9 @@ private:
             }
             std::string const from = namesOf("port", names);
             add(RuleId::singlePath, namesOf("target", targets),
-                paths == 1 ? fmt::format("one path from {}, and {} from another port", from, others)
-                           : fmt::format("no path from {}, and {} other ports have one", from, others));
+                paths == 1    ? fmt::format("one path from {}, and {} from another port", from, others)
+                : others == 1 ? fmt::format("no path from {}, and several from another port", from)
+                              : fmt::format("no path from {}, and {} other ports have one", from, others));
         }
         findOnlyPaths();
     }
@@ -211,7 +212,8 @@ private:
             {
                 one.insert(i);
             }
-            else if (count == 0 && reaching.size() > 1 && belongsTo(port, reaching) &&
+            // findOnlyPaths() finds a target that one port reaches on one path.
+            else if (count == 0 && most * reaching.size() > 1 && belongsTo(port, reaching) &&
                      fieldText(*port.mPort, "state") == "ONLINE")
             {
                 none.insert(i);
@@ -231,8 +233,8 @@ private:
         }
     }
 
-    /// Whether a port is meant to reach what other ports reach: it reaches nothing, or shares a target with them. Ports
-    /// for disks and ports for tapes do not.
+    /// Whether a port is meant to reach what other ports reach: it shares a target with them, or reaches nothing while
+    /// several others reach the same. Ports for disks and ports for tapes do not.
     bool belongsTo(PortOfHost const& aPort, std::set<PortNumber> const& aOthers) const
     {
         auto const isShared = [&](std::string const& aTarget)
@@ -240,7 +242,8 @@ private:
             return std::any_of(aOthers.begin(), aOthers.end(),
                                [&](PortNumber aOther) { return mPorts[aOther].mTargets.count(aTarget) > 0; });
         };
-        return aPort.mTargets.empty() || std::any_of(aPort.mTargets.begin(), aPort.mTargets.end(), isShared);
+        return (aPort.mTargets.empty() && aOthers.size() > 1) ||
+               std::any_of(aPort.mTargets.begin(), aPort.mTargets.end(), isShared);
     }
 
     /// Finds targets to which one path leads, while several lead to other targets.

@@ -45,7 +45,8 @@ std::array<Rule, numberOfRules> const rules{{
      Severity::warning,
      {},
      "a port has one path to a target to which another port has more, or none to a target that two other "
-     "ports reach, or only one path leads to a target while others have more",
+     "ports reach, or none to a target that another port with a common target reaches on several paths, or "
+     "only one path leads to a target while others have more",
      "The loss of one link or controller port is the loss of the target.",
      "Compare the zones of the ports, and the state of the target's ports."},
     {RuleId::lunMissingOnPath,
@@ -95,8 +96,9 @@ std::array<Rule, numberOfRules> const rules{{
      "Run qzagent watch with --board and --category: a watch of fewer events drops fewer."},
     {RuleId::slowTarget, "slow-target", Severity::warning, Limit{"p99_us", 20000},
      "the 99th percentile of the latencies of a target port exceeds the limit, in microseconds",
-     "One answer of a hundred is slow, and applications wait for it.",
-     "Run qzagent latency --interval 10 to see whether it lasts, and check the target and its path."},
+     "One answer of a hundred is slow, or one of the 10 that check measures, and applications wait for it.",
+     "Run qzagent latency --count 1000 for a percentile of more answers, and --interval 10 to see whether it "
+     "lasts, and check the target and its path."},
     {RuleId::changedSinceBaseline,
      "changed-since-baseline",
      Severity::warning,

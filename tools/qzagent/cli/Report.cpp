@@ -115,6 +115,10 @@ std::string Report::document(std::string const& aCommand, nlohmann::ordered_json
                                     {"command", aCommand},
                                     {"exit_status", static_cast<int>(mExitCode.load())},
                                     {"messages", nlohmann::ordered_json::array()}};
+    for (nlohmann::ordered_json const& message : mAdopted)
+    {
+        document["messages"].push_back(message);
+    }
     for (Message const& message : mMessages)
     {
         document["messages"].push_back(jsonOf(message));
@@ -139,6 +143,17 @@ void Report::learn(nlohmann::ordered_json const& aDocument)
     for (nlohmann::ordered_json const& message : aDocument.at("messages"))
     {
         mShown.insert(identityOf(message));
+    }
+}
+
+void Report::adopt(nlohmann::ordered_json const& aDocument)
+{
+    for (nlohmann::ordered_json const& message : aDocument.at("messages"))
+    {
+        if (mShown.insert(identityOf(message)).second)
+        {
+            mAdopted.push_back(message);
+        }
     }
 }
 

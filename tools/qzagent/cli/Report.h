@@ -77,6 +77,9 @@ public:
     /// Remembers the messages of a document, which another process has written to standard error.
     void learn(nlohmann::ordered_json const& aDocument);
 
+    /// Learns the messages of a document, and repeats those that were not learned before in its own.
+    void adopt(nlohmann::ordered_json const& aDocument);
+
     /// The messages that were learned.
     std::set<std::string> const& shown() const { return mShown; }
 
@@ -122,6 +125,7 @@ private:
     mutable std::mutex mMutex;  ///< of the messages and of the run
     std::optional<Run> mRun;    ///< none when the last message is not a failure
     std::vector<Message> mMessages;
+    std::vector<nlohmann::ordered_json> mAdopted;
     std::atomic<ExitCode> mExitCode = ExitCode::success;
     bool mHidesNotes = false;
 };

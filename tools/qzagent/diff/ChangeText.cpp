@@ -153,6 +153,19 @@ std::string nameOfLuns(Change const& aChange)
                        isOneTarget ? "target " + *targets.begin() : counted(targets.size(), "target"));
 }
 
+/// @return what identifies an adapter that only one look has; its successor may have the same name
+std::string identityOf(ChangedPart const& aAdapter)
+{
+    std::string text;
+    for (FieldChange const& field : aAdapter.mFields)
+    {
+        std::string const name = field.mKey == "node_wwn" ? "node WWN" : "serial number";
+        text += (text.empty() ? "" : ", ") + name + " " +
+                valueText(field.mOld.is_null() ? field.mNew : field.mOld);
+    }
+    return text.empty() ? "" : fmt::format(" ({})", text);
+}
+
 std::string nameOf(Change const& aChange)
 {
     std::string const name = aChange.mParts.front().mName;
@@ -161,7 +174,8 @@ std::string nameOf(Change const& aChange)
         case PartKind::host:
             return "adapters";
         case PartKind::adapter:
-            return "adapter " + name;
+            return "adapter " + name +
+                   (aChange.mKind == ChangeKind::changed ? "" : identityOf(aChange.mParts.front()));
         case PartKind::port:
             return "port " + name;
         case PartKind::remotePort:
@@ -295,9 +309,14 @@ std::string detailsOf(Change const& aChange)
 std::string textOf(std::vector<Change> const& aChanges)
 {
     std::string text;
+    std::set<std::string> unknown;
     for (Change const& change : aChanges)
     {
-        text += printable(lineOf(change)) + "\n";
+        std::string const line = printable(lineOf(change)) + "\n";
+        if (change.mKind != ChangeKind::unknown || unknown.insert(line).second)
+        {
+            text += line;
+        }
     }
     return text;
 }

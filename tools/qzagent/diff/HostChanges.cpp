@@ -28,6 +28,23 @@ struct Pair
     HostPart const* mNew;
 };
 
+/// Whether the part failed before anything but its name or index was known. Both can belong to another part in the other
+/// look.
+bool isUnidentified(HostPart const& aPart)
+{
+    bool const hasIdentity = aPart.mKind == PartKind::adapter || aPart.mKind == PartKind::port;
+    return hasIdentity && aPart.mWwns.empty() && !aPart.mFailure.empty();
+}
+
+/// @return the first part that may be any of its kind; null if there is none
+HostPart const* unidentifiedIn(Parts const& aParts, PartKind aKind)
+{
+    auto const found = std::find_if(aParts.begin(), aParts.end(),
+                                    [aKind](HostPart const& aPart)
+                                    { return aPart.mKind == aKind && isUnidentified(aPart); });
+    return found == aParts.end() ? nullptr : &*found;
+}
+
 /// Finds the parts that are the same. A name that is not unique identifies nothing, unless everything that identifies
 /// the parts is the same; then their order does.
 class Matching
@@ -41,7 +58,10 @@ public:
         matchUnique([](HostPart const& aPart) { return std::set<std::string>{aPart.mSubstitute}; },
                     [](HostPart const& aOldPart, HostPart const& aNewPart)
                     { return aOldPart.mWwns.empty() || aNewPart.mWwns.empty(); });
-        matchInOrder();
+        matchInOrder([](HostPart const& aPart)
+                     { return std::tuple(aPart.mKind, aPart.mWwns, aPart.mSubstitute); },
+                     [](HostPart const&) { return true; });
+        matchInOrder([](HostPart const& aPart) { return aPart.mKind; }, &isUnidentified);
     }
 
     std::vector<Pair> pairs() const
@@ -100,22 +120,23 @@ private:
         }
     }
 
-    void matchInOrder()
+    /// Matches what is left.
+    template <typename IdentityOf, typename Suits>
+    void matchInOrder(IdentityOf aIdentityOf, Suits aSuits)
     {
-        auto const identityOf = [](HostPart const& aPart)
-        { return std::tuple(aPart.mKind, aPart.mWwns, aPart.mSubstitute); };
-        std::multimap<decltype(identityOf(mNew.front())), std::size_t> left;
+        std::multimap<decltype(aIdentityOf(mNew.front())), std::size_t> left;
         for (std::size_t i = 0; i < mNew.size(); ++i)
         {
-            if (!mIsTaken[i])
+            if (!mIsTaken[i] && aSuits(mNew[i]))
             {
-                left.emplace(identityOf(mNew[i]), i);
+                left.emplace(aIdentityOf(mNew[i]), i);
             }
         }
         for (std::size_t i = 0; i < mOld.size(); ++i)
         {
-            auto const found = mPartners[i] == none ? left.lower_bound(identityOf(mOld[i])) : left.end();
-            if (found != left.end() && found->first == identityOf(mOld[i]))
+            bool const isLeft = mPartners[i] == none && aSuits(mOld[i]);
+            auto const found = isLeft ? left.lower_bound(aIdentityOf(mOld[i])) : left.end();
+            if (found != left.end() && found->first == aIdentityOf(mOld[i]))
             {
                 match(i, found->second);
                 left.erase(found);
@@ -189,9 +210,20 @@ Place placeIn(PartKind aKind, std::string const& aName, Place aPlace)
     return aPlace;
 }
 
+/// Whether only the target mappings have the remote port.
+bool isUndiscovered(HostPart const& aPart)
+{
+    return aPart.mKind == PartKind::remotePort && aPart.mFields.count("state") == 0;
+}
+
 /// Whether a field that is absent from a part has no value, and is not just unknown.
 bool isAbsenceKnown(HostPart const& aPart, std::string const& aKey)
 {
+    // An adapter that no World Wide Name identifies may have a new name, and has no field for it.
+    if (aKey == "name")
+    {
+        return false;
+    }
     return aPart.mAreFieldsKnown &&
            (aPart.mKind == PartKind::lun ? aKey == "os_device" : aPart.mFailure.empty());
 }
@@ -215,6 +247,27 @@ std::vector<FieldChange> fieldChanges(HostPart const& aOld, HostPart const& aNew
             changes.push_back({key, Json(), value});
         }
     }
+    return changes;
+}
+
+/// Whether the number of ports of the adapter is that of its ports, so that a line about these ports shows a change.
+bool isOfItsPorts(HostPart const& aAdapter, Json const& aNumber)
+{
+    auto const isPort = [](HostPart const& aPart) { return aPart.mKind == PartKind::port; };
+    return aAdapter.mArePartsKnown &&
+           aNumber == std::count_if(aAdapter.mParts.begin(), aAdapter.mParts.end(), isPort);
+}
+
+/// @return the changes without that of the number of ports, if ports came or went
+std::vector<FieldChange> ownFieldChanges(HostPart const& aOld, HostPart const& aNew)
+{
+    std::vector<FieldChange> changes = fieldChanges(aOld, aNew);
+    auto const isRepeated = [&](FieldChange const& aField)
+    {
+        return aField.mKey == "number_of_ports" && isOfItsPorts(aOld, aField.mOld) &&
+               isOfItsPorts(aNew, aField.mNew);
+    };
+    changes.erase(std::remove_if(changes.begin(), changes.end(), isRepeated), changes.end());
     return changes;
 }
 
@@ -263,7 +316,8 @@ Pair withoutKept(Pair const& aPair)
 }
 
 /// Moves the remote ports of an adapter that no port discovered to the ports that discovered them in the other look. If
-/// some of these ports could not discover, only to these.
+/// some of these ports could not discover, only to these. Ports that are missing here may be those that failed before they
+/// were identified.
 void assignUndiscovered(HostPart& aAdapter, HostPart const& aOther)
 {
     Parts parts = std::move(aAdapter.mParts);
@@ -272,17 +326,34 @@ void assignUndiscovered(HostPart& aAdapter, HostPart const& aOther)
     aAdapter.mParts.assign(std::make_move_iterator(parts.begin()), std::make_move_iterator(undiscovered));
     std::vector<Pair> const pairs = Matching(aAdapter.mParts, aOther.mParts).pairs();
     Parts others;
+    std::vector<HostPart*> unidentified;
+    for (Pair const& pair : pairs)
+    {
+        if (pair.mNew == nullptr && isUnidentified(*pair.mOld))
+        {
+            unidentified.push_back(
+                &aAdapter.mParts[static_cast<std::size_t>(pair.mOld - aAdapter.mParts.data())]);
+        }
+    }
     for (auto remotePort = undiscovered; remotePort != parts.end(); ++remotePort)
     {
         std::vector<HostPart*> ports;
         for (Pair const& pair : pairs)
         {
-            if (pair.mOld != nullptr && pair.mNew != nullptr &&
-                std::any_of(pair.mNew->mParts.begin(), pair.mNew->mParts.end(),
-                            [&](HostPart const& aPart) { return aPart.mName == remotePort->mName; }))
+            if (pair.mNew == nullptr ||
+                std::none_of(pair.mNew->mParts.begin(), pair.mNew->mParts.end(),
+                             [&](HostPart const& aPart) { return aPart.mName == remotePort->mName; }))
+            {
+                continue;
+            }
+            if (pair.mOld != nullptr)
             {
                 ports.push_back(
                     &aAdapter.mParts[static_cast<std::size_t>(pair.mOld - aAdapter.mParts.data())]);
+            }
+            else
+            {
+                ports.insert(ports.end(), unidentified.begin(), unidentified.end());
             }
         }
         auto const failed = std::stable_partition(
@@ -322,7 +393,7 @@ public:
           mPlace(aPlace),
           mPart{aNew.mWwns.empty() ? aOld.mName : aNew.mName, {aPlace}, {}, {}, aNew.mTarget},
           mInside(placeIn(aNew.mKind, mPart.mName, aPlace)),
-          mChange{ChangeKind::changed, aNew.mKind, {withFields(mPart, fieldChanges(aOld, aNew))}},
+          mChange{ChangeKind::changed, aNew.mKind, {withFields(mPart, ownFieldChanges(aOld, aNew))}},
           mUnknownInOld(unknownIn(aOld, false)),
           mUnknownInNew(unknownIn(aNew, true)),
           mIsCause(isCause(mChange.mParts.front().mFields))
@@ -345,6 +416,8 @@ public:
         {
             add(pair);
         }
+        addUnidentified(pairs, true);
+        addUnidentified(pairs, false);
         std::vector<Change> inner;
         for (Pair const& pair : pairs)
         {
@@ -376,11 +449,11 @@ private:
     {
         if (aPair.mNew == nullptr)
         {
-            addOneSided(*aPair.mOld, ChangeKind::gone, mNew.mArePartsKnown, mUnknownInNew);
+            addOneSided(*aPair.mOld, ChangeKind::gone, mNew, mUnknownInNew);
         }
         else if (aPair.mOld == nullptr)
         {
-            addOneSided(*aPair.mNew, ChangeKind::came, mOld.mArePartsKnown, mUnknownInOld);
+            addOneSided(*aPair.mNew, ChangeKind::came, mOld, mUnknownInOld);
         }
         else if (aPair.mOld->mKind == PartKind::lun)
         {
@@ -397,11 +470,19 @@ private:
     }
 
     /// @param aPart     a part that only one look saw
-    /// @param aIsAbsent whether it is known that the other look does not have it
-    /// @param aUnknown  takes the part if this is not known
-    void addOneSided(HostPart const& aPart, ChangeKind aKind, bool aIsAbsent, Change& aUnknown)
+    /// @param aOther    what the other look has instead of the owner of the part
+    /// @param aUnknown  takes the part if the other look may have it
+    void addOneSided(HostPart const& aPart, ChangeKind aKind, HostPart const& aOther, Change& aUnknown)
     {
-        if (!aIsAbsent)
+        if (isUnidentified(aPart))
+        {
+            return;
+        }
+        if (HostPart const* const failed = unidentifiedIn(aOther.mParts, aPart.mKind))
+        {
+            addUnknown(aPart, *failed, aKind == ChangeKind::gone, partsIn(aPart));
+        }
+        else if (!aOther.mArePartsKnown || (isUndiscovered(aPart) && !aOther.mArePathsKnown))
         {
             count(aUnknown.mUnknown, aPart);
         }
@@ -420,9 +501,48 @@ private:
         else
         {
             Change change{aKind, aPart.mKind, {{aPart.mName, {mInside}, {}, {}, aPart.mTarget}}};
+            for (auto const& [key, value] : aPart.mIdentity)
+            {
+                bool const came = aKind == ChangeKind::came;
+                change.mParts.front().mFields.push_back({key, came ? Json() : value, came ? value : Json()});
+            }
             (aKind == ChangeKind::came ? change.mCame : change.mGone) = partsIn(aPart);
             change.mTargets = targetsIn(aPart);
             mInner.push_back(std::move(change));
+        }
+    }
+
+    /// @param aFailed has the reason why the part is unknown
+    void addUnknown(HostPart const& aPart, HostPart const& aFailed, bool aIsInNew, PartCounts const& aCounts)
+    {
+        Change change{ChangeKind::unknown, aPart.mKind, {{aPart.mName, {mInside}}}};
+        change.mIsUnknownInNew = aIsInNew;
+        change.mReason = aFailed.mFailure;
+        change.mUnknown = aCounts;
+        mInner.push_back(std::move(change));
+    }
+
+    /// Adds the failed parts of a look that cannot be those that are missing in it, because there are more of them.
+    void addUnidentified(std::vector<Pair> const& aPairs, bool aIsInNew)
+    {
+        std::map<PartKind, std::size_t> missing;
+        for (Pair const& pair : aPairs)
+        {
+            if (HostPart const* const part = aIsInNew ? pair.mOld : pair.mNew;
+                part != nullptr && (aIsInNew ? pair.mNew : pair.mOld) == nullptr)
+            {
+                ++missing[part->mKind];
+            }
+        }
+        for (Pair const& pair : aPairs)
+        {
+            HostPart const* const part = aIsInNew ? pair.mNew : pair.mOld;
+            bool const isAlone = (aIsInNew ? pair.mOld : pair.mNew) == nullptr;
+            if (isAlone && isUnidentified(*part) && missing[part->mKind]-- == 0)
+            {
+                ++missing[part->mKind];
+                addUnknown(*part, *part, aIsInNew, {});
+            }
         }
     }
 

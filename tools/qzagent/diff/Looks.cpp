@@ -12,9 +12,9 @@
 
 namespace qzagent
 {
-HostTree lookIn(std::string const& aPath)
+HostTree lookIn(std::string const& aPath, Report& aReport)
 {
-    return hostTreeOf(documentNamed("inventory", readDocuments(aPath), aPath), aPath);
+    return hostTreeOf(documentNamed("inventory", readDocuments(aPath, aReport), aPath), aPath);
 }
 
 std::vector<std::string> lookLike(HostTree const& aOther)

@@ -13,7 +13,7 @@ namespace qzagent
 {
 /// @param aPath path of what inventory --json printed, or of a bundle; "-" for standard input
 /// @throws DocumentError
-HostTree lookIn(std::string const& aPath);
+HostTree lookIn(std::string const& aPath, Report& aReport);
 
 /// @return the arguments of a look at the host now that sees as much as another look
 std::vector<std::string> lookLike(HostTree const& aOther);

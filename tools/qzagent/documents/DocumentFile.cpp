@@ -1,26 +1,28 @@
 #include "tools/qzagent/documents/DocumentFile.h"
 
-#include <cerrno>
+#include <algorithm>
+#include <array>
 #include <cstddef>
-#include <fstream>
-#include <ios>
-#include <iostream>
-#include <istream>
-#include <iterator>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "tools/qzagent/capture/CaptureFile.h"
+#include "tools/qzagent/capture/CaptureForm.h"
 #include "tools/qzagent/capture/CaptureInput.h"
 #include "tools/qzagent/capture/CaptureItems.h"
 #include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/LinkTypes.h"
+#include "tools/qzagent/capture/PcapngSource.h"
+#include "tools/qzagent/capture/ReportSource.h"
+#include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/documents/DocumentValue.h"
 #include "tools/qzagent/report/ReportText.h"
 
@@ -53,11 +55,63 @@ Json parse(std::string_view aText, std::string const& aName)
     }
 }
 
-/// Keeps the documents of a bundle.
+/// Larger input is refused. An inventory of 4,000 LUNs is about 2 MiB.
+constexpr std::size_t largestMiB = 256;
+
+/// A file, or a pipe, whose first bytes show whether it is a bundle.
+class DocumentInput : public CaptureFile
+{
+public:
+    explicit DocumentInput(std::string const& aPath)
+        : CaptureFile(aPath, Reading::toTheEnd, CaptureForm::records, -1)
+    {
+        std::array<unsigned char, firstOfPcapng.size()> bytes{};
+        std::size_t count = 0;
+        while (mHead.size() < bytes.size() &&
+               (count = CaptureFile::read(bytes.data(), bytes.size() - mHead.size())) != 0)
+        {
+            mHead.append(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count));
+        }
+        mIsReport = isReportStart(mHead);
+        mIsBundle = mHead == firstOfPcapng;
+    }
+
+    bool isBundle() const { return mIsBundle; }
+
+    bool isReport() const { return mIsReport; }
+
+    std::size_t read(unsigned char* aBytes, std::size_t aSize) override
+    {
+        std::size_t count = std::min(aSize, mHead.size());
+        if (count != 0)
+        {
+            std::copy_n(mHead.begin(), count, aBytes);
+            mHead.erase(0, count);
+            return count;
+        }
+        count = CaptureFile::read(aBytes, aSize);
+        if (count > mLeft)
+        {
+            throw CaptureError(fmt::format("{}: larger than {} MiB", name(), largestMiB));
+        }
+        mLeft -= count;
+        return count;
+    }
+
+private:
+    std::string mHead;  ///< read, but not returned
+    bool mIsBundle = false;
+    bool mIsReport = false;
+    std::size_t mLeft = largestMiB << 20U;
+};
+
+/// Keeps the documents of a bundle that are whole.
 struct DocumentCollector
 {
-    std::string const& mPath;
+    std::string const& mName;
     Documents mDocuments{};
+    std::string mDamage{};  ///< the first
+    std::size_t mDamages = 0;
 
     void operator()(CaptureOther const& aOther)
     {
@@ -66,39 +120,71 @@ struct DocumentCollector
             std::string_view const text(reinterpret_cast<char const*>(aOther.mData.mData),
                                         aOther.mData.mSize);
             std::string const& name = aOther.mInterface->mName;
-            mDocuments[name] = parse(text, fmt::format("{}: document {}", mPath, name));
+            try
+            {
+                mDocuments[name] = parse(text, fmt::format("{}: document {}", mName, name));
+            }
+            catch (DocumentError const& error)
+            {
+                addDamage(error.what());
+            }
         }
     }
-    void operator()(CaptureDamage const& aDamage) const { throw DocumentError(aDamage.mText); }
+    void operator()(CaptureDamage const& aDamage) { addDamage(aDamage.mText); }
     template <typename Item>
     void operator()(Item const&) const
     {
     }
+
+    void addDamage(std::string const& aText) { mDamage = mDamages++ == 0 ? aText : mDamage; }
 };
 
-std::string remainderOf(std::istream& aInput)
+std::unique_ptr<CaptureSource> sourceOf(DocumentInput& aInput)
 {
-    return {std::istreambuf_iterator<char>(aInput), std::istreambuf_iterator<char>()};
+    if (aInput.isReport())
+    {
+        return std::make_unique<ReportSource>(aInput);
+    }
+    return std::make_unique<PcapngSource>(aInput, defaultLargestRecord);
 }
 
-Documents readBundle(std::string const& aPath)
+Documents readBundle(DocumentInput& aInput, Report& aReport)
 {
-    DocumentCollector collector{aPath};
+    DocumentCollector collector{aInput.name()};
     try
     {
-        CaptureOptions options;
-        options.mTakesReports = true;
-        CaptureInput input(aPath, options);
-        while (std::optional<CaptureItem> const item = input.next())
+        std::unique_ptr<CaptureSource> const source = sourceOf(aInput);
+        while (std::optional<CaptureItem> const item = source->next(false))
         {
             std::visit(collector, *item);
         }
     }
     catch (CaptureError const& error)
     {
-        throw DocumentError(error.what());
+        if (aInput.isReport())
+        {
+            throw;
+        }
+        collector.addDamage(error.what());
+    }
+    if (collector.mDamages > 0)
+    {
+        std::size_t const others = collector.mDamages - 1;
+        aReport.addNote(fmt::format("the bundle is damaged: {}{}", collector.mDamage,
+                                    others == 0 ? "" : fmt::format("; and {} more", others)));
     }
     return std::move(collector.mDocuments);
+}
+
+std::string textOf(DocumentInput& aInput)
+{
+    std::string text;
+    std::vector<unsigned char> piece(std::size_t{1} << 16U);
+    while (std::size_t const count = aInput.read(piece.data(), piece.size()))
+    {
+        text.append(reinterpret_cast<char const*>(piece.data()), count);
+    }
+    return text;
 }
 
 Documents documentsIn(std::string_view aText, std::string const& aName)
@@ -111,26 +197,18 @@ Documents documentsIn(std::string_view aText, std::string const& aName)
 }
 }  // namespace
 
-Documents readDocuments(std::string const& aPath)
+Documents readDocuments(std::string const& aPath, Report& aReport)
 {
-    if (aPath == "-")
+    try
     {
-        return documentsIn(remainderOf(std::cin), "standard input");
+        DocumentInput input(aPath);
+        return input.isBundle() || input.isReport() ? readBundle(input, aReport)
+                                                    : documentsIn(textOf(input), input.name());
     }
-    std::ifstream file(aPath, std::ios::binary);
-    std::string first(firstOfPcapng.size(), '\0');
-    file.read(first.data(), static_cast<std::streamsize>(first.size()));
-    if (!file.is_open() || file.bad())
+    catch (CaptureError const& error)
     {
-        throw DocumentError(fmt::format("cannot read {}: {}", aPath, std::generic_category().message(errno)));
+        throw DocumentError(error.what());
     }
-    if (first == firstOfPcapng || isReportStart(first))
-    {
-        return readBundle(aPath);
-    }
-    // A pipe has no way back to its first bytes.
-    first.resize(static_cast<std::size_t>(file.gcount()));
-    return documentsIn(first + remainderOf(file), aPath);
 }
 
 nlohmann::ordered_json const& documentNamed(char const* aName, Documents const& aDocuments,

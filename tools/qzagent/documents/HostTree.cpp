@@ -58,6 +58,14 @@ std::string textOfCause(Value const& aCause)
     return text;
 }
 
+/// Whether the answer of the call was wrong although the call succeeded. The text of the failure says what was wrong.
+bool isOfAnswer(Value const& aFailure)
+{
+    Value const cause = aFailure.at("cause");
+    return cause.has("status") && cause.at("status").json() == 0 &&
+           aFailure.at("text").text().find(cause.at("function").text()) == std::string::npos;
+}
+
 /// @return the text of the first failure of an object; empty when there is none
 std::string failureOf(Value const& aObject)
 {
@@ -67,7 +75,8 @@ std::string failureOf(Value const& aObject)
         return {};
     }
     Value const& first = failures.front();
-    return first.has("cause") ? textOfCause(first.at("cause")) : first.at("text").text();
+    return first.has("cause") && !isOfAnswer(first) ? textOfCause(first.at("cause"))
+                                                    : first.at("text").text();
 }
 
 void addWwn(HostPart& aPart, std::optional<std::string> const& aWwn)
@@ -110,7 +119,8 @@ void addUnit(HostPart& aLun, Value const& aUnit)
 bool hasRawLuns(Value const& aRemotePort) { return aRemotePort.textAt("mapped_luns_form") == "raw"; }
 
 /// @return the LUNs that the target reported or that are mapped
-std::vector<HostPart> lunsOf(Value const& aRemotePort)
+/// @param aAreMappingsKnown if not, LUNs that seem not to be mapped may be, and may have more devices
+std::vector<HostPart> lunsOf(Value const& aRemotePort, bool aAreMappingsKnown)
 {
     bool const areComparable = !hasRawLuns(aRemotePort);
     std::map<std::string, HostPart> luns;
@@ -134,10 +144,14 @@ std::vector<HostPart> lunsOf(Value const& aRemotePort)
     std::vector<HostPart> parts;
     for (auto& [name, lun] : luns)
     {
-        lun.mAreFieldsKnown = areComparable;
-        if (areComparable)
+        lun.mAreFieldsKnown = areComparable && aAreMappingsKnown;
+        if (lun.mAreFieldsKnown)
         {
             lun.mFields.emplace("mapped", false);
+        }
+        if (!aAreMappingsKnown)
+        {
+            lun.mFields.erase("os_device");
         }
         if (areComparable && aRemotePort.has("reported_luns"))
         {
@@ -148,7 +162,7 @@ std::vector<HostPart> lunsOf(Value const& aRemotePort)
     return parts;
 }
 
-/// @param aAreMappingsKnown whether the adapter provided its target mappings
+/// @param aAreMappingsKnown whether the adapter provided all its target mappings
 HostPart remotePortOf(Value const& aRemotePort, bool aAreMappingsKnown)
 {
     HostPart part;
@@ -158,7 +172,7 @@ HostPart remotePortOf(Value const& aRemotePort, bool aAreMappingsKnown)
     part.mTarget = aRemotePort.textAt("node_wwn").value_or(part.mName);
     part.mFields = fieldsOf(
         aRemotePort, {"port_wwn", "mapped_luns", "mapped_luns_form", "reported_luns", "luns", "failures"});
-    part.mParts = lunsOf(aRemotePort);
+    part.mParts = lunsOf(aRemotePort, aAreMappingsKnown);
     part.mFailure = failureOf(aRemotePort);
     if (part.mFailure.empty() && hasRawLuns(aRemotePort))
     {
@@ -231,12 +245,24 @@ HostPart adapterOf(Value const& aAdapter)
         Value const attributes = aAdapter.at("attributes");
         addWwn(part, attributes.textAt("node_wwn"));
         part.mFields = fieldsOf(attributes, {"node_wwn"});
+        for (char const* const key : {"node_wwn", "serial_number"})
+        {
+            if (attributes.has(key))
+            {
+                part.mIdentity.emplace(key, attributes.at(key).json());
+            }
+        }
     }
-    bool const areMappingsKnown = aAdapter.has("remote_ports");
+    // Mappings of which some name no port are there, but incomplete.
+    bool const areMappingsKnown = aAdapter.has("remote_ports") && part.mFailure.empty();
     for (Value const& port : aAdapter.listAt("ports"))
     {
         part.mParts.push_back(portOf(port, areMappingsKnown));
         addWwn(part, port.textAt("port_wwn"));
+    }
+    if (!part.mWwns.empty())
+    {
+        part.mFields.emplace("name", part.mName);
     }
     if (part.mParts.size() == 1)
     {

@@ -29,6 +29,8 @@ struct HostPart
     std::string mSubstitute;      ///< identifies the part as long as no World Wide Name does
     std::string mTarget;          ///< of a remote port, the node to which it belongs
     std::map<std::string, nlohmann::ordered_json> mFields;  ///< values without identity, by their JSON keys
+    std::map<std::string, nlohmann::ordered_json>
+        mIdentity;  ///< of an adapter, shown if only one look has it
     std::vector<HostPart> mParts;
     bool mAreFieldsKnown = true;  ///< whether a field that is absent has no value
     bool mArePartsKnown = true;   ///< whether the list of parts is complete

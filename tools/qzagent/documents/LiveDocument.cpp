@@ -33,7 +33,7 @@ nlohmann::ordered_json readLive(Setting const& aSetting, StopSignals& aSignals, 
         throw DocumentError(fmt::format("interrupted during {}", aArguments.front()));
     }
     auto document = nlohmann::ordered_json::parse(found->mText);
-    aSetting.mReport.learn(document);
+    aSetting.mReport.adopt(document);
     return document;
 }
 }  // namespace qzagent

@@ -63,13 +63,14 @@ public:
     {
         add(inventoryName, &addInventory, aInventory);
         bool const hasCounters = aNeeds.mCounters && add(firstStatisticsName, &addStatistics, {"statistics"});
+        Clock::time_point const end = Clock::now() + std::chrono::seconds(mOptions.mSeconds);
         if (aNeeds.mEvents)
         {
             watch();
         }
-        else if (hasCounters || aNeeds.mStates)
+        if (hasCounters || aNeeds.mStates)
         {
-            wait();
+            waitUntil(end);
         }
         if (hasCounters)
         {
@@ -87,6 +88,8 @@ public:
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     /// The events are counted, not kept.
     void watch()
     {
@@ -95,11 +98,15 @@ private:
              std::to_string(mOptions.mSeconds)});
     }
 
-    void wait()
+    /// Events are watched for this time already, unless they cannot be watched.
+    void waitUntil(Clock::time_point aEnd)
     {
-        pollfd stop{mSignals.descriptor(), POLLIN, 0};
-        constexpr std::uint64_t millisecondsPerSecond = 1000;
-        ::poll(&stop, 1, static_cast<int>(mOptions.mSeconds * millisecondsPerSecond));
+        auto const left = std::chrono::ceil<std::chrono::milliseconds>(aEnd - Clock::now());
+        if (!mSignals.hasArrived() && left.count() > 0)
+        {
+            pollfd stop{mSignals.descriptor(), POLLIN, 0};
+            ::poll(&stop, 1, static_cast<int>(left.count()));
+        }
     }
 
     bool add(char const* aName, void (*aAdd)(CommandLine&), std::vector<std::string> const& aArguments)
@@ -185,11 +192,11 @@ Answer examine(Setting const& aSetting, CheckOptions const& aOptions)
     std::optional<HostTree> baseline;
     if (aOptions.mBaseline && rules[RuleId::changedSinceBaseline].mIsEnabled)
     {
-        gaps.attempt(baselineName, "", [&] { baseline = lookIn(*aOptions.mBaseline); });
+        gaps.attempt(baselineName, "", [&] { baseline = lookIn(*aOptions.mBaseline, aSetting.mReport); });
     }
     Documents const documents =
         aOptions.mBundle
-            ? readDocuments(*aOptions.mBundle)
+            ? readDocuments(*aOptions.mBundle, aSetting.mReport)
             : HostLook(aSetting, aOptions, gaps)
                   .take(needs, baseline ? lookLike(*baseline) : std::vector<std::string>{inventoryName});
     HostState const state = stateIn(documents, aOptions.mBundle.value_or("the host"), gaps);

@@ -60,8 +60,9 @@ ExitCode exitCodeOf(std::vector<Change> const& aChanges)
 
 Answer compare(Setting const& aSetting, DiffOptions const& aOptions)
 {
-    HostTree const oldTree = lookIn(aOptions.mOld);
-    HostTree const newTree = aOptions.mNew ? lookIn(*aOptions.mNew) : treeOfHost(aSetting, aOptions, oldTree);
+    HostTree const oldTree = lookIn(aOptions.mOld, aSetting.mReport);
+    HostTree const newTree =
+        aOptions.mNew ? lookIn(*aOptions.mNew, aSetting.mReport) : treeOfHost(aSetting, aOptions, oldTree);
     std::vector<Change> const changes = qzagent::compare(oldTree, newTree, aSetting.mReport);
     aSetting.mReport.addOthers(exitCodeOf(changes));
     return {{{"old", sourceOf(oldTree)}, {"new", sourceOf(newTree)}, {"changes", jsonOf(changes)}},

@@ -88,20 +88,8 @@ bool collect(Setting const& aSetting, ReportOptions const& aOptions, std::string
         aSetting.mReport.addError(ExitCode::failed, "interrupted");
         return false;
     }
-    auto const document = nlohmann::ordered_json::parse(found->mText);
-    aSetting.mReport.learn(document);
-    for (nlohmann::ordered_json const& message : document["messages"])
-    {
-        std::string const text = message["text"];
-        if (message["severity"] == "error")
-        {
-            aSetting.mReport.addError(ExitCode::failed, text);
-        }
-        else
-        {
-            aSetting.mReport.addNote(text);
-        }
-    }
+    aSetting.mReport.adopt(nlohmann::ordered_json::parse(found->mText));
+    aSetting.mReport.addOthers(found->mExitCode);
     return std::filesystem::exists(aBundle);
 }
 
