@@ -1,9 +1,9 @@
 // Measures how long Chromium takes to paint the page of a report, and to zoom its events.
-//   node benchmarks/report/page_benchmark.js REPORT.html [ROUNDS]
+//   node benchmarks/report_page.js REPORT.html [ROUNDS]
 "use strict";
 const path = require("node:path");
 
-const modules = process.env.QZ_BROWSER || path.resolve(__dirname, "../../build/browser");
+const modules = process.env.QZ_BROWSER || path.resolve(__dirname, "../build/browser");
 const { chromium } = require(path.join(modules, "node_modules/playwright-core"));
 
 const median = (values) => values.slice().sort((left, right) => left - right)[Math.floor(values.length / 2)];
@@ -38,5 +38,5 @@ async function measure(browser, page) {
   }
   await browser.close();
   console.log(`first paint ${median(found.map((one) => one.paint)).toFixed(0)} ms, ` +
-    `slowest zoom ${median(found.map((one) => one.zoom)).toFixed(0)} ms (medians of ${rounds})`);
+    `slowest zoom ${median(found.map((one) => one.zoom)).toFixed(0)} ms (medians)`);
 })();
