@@ -242,6 +242,17 @@ TEST_F(QzagentReport, OfAHostThatFailsHasTheErrors)
     EXPECT_THAT(data()["messages"].dump(), HasSubstr("inventory failed; the document has the reason"));
 }
 
+TEST_F(QzagentReport, ThatIsInterruptedShowsWhatWasCollected)
+{
+    ProcessResult const result = runAgentUntilFaults(
+        reportedHost + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 1\ndelay_ms = 300\n",
+        {"report", "--seconds", "0", "--output", mPage}, "kill -TERM $agent");
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(result.mErrors, HasSubstr("interrupted; these parts are missing: "));
+    EXPECT_TRUE(data()["documents"].contains("ports"));
+    EXPECT_THAT(data()["missing"], testing::Contains("statistics-start"));
+}
+
 TEST_F(QzagentReport, IsRefusedByVerbsThatNeedPayloads)
 {
     reportEvents();

@@ -69,10 +69,10 @@ std::string ReportSource::readAll()
     std::string page;
     for (;;)
     {
-        constexpr std::size_t piece = 1 << 20;
+        constexpr std::size_t portion = 1 << 20;
         std::size_t const before = page.size();
-        page.resize(before + piece);
-        page.resize(before + mFile.read(reinterpret_cast<unsigned char*>(page.data()) + before, piece));
+        page.resize(before + portion);
+        page.resize(before + mFile.read(reinterpret_cast<unsigned char*>(page.data()) + before, portion));
         if (page.size() == before)
         {
             return page;
