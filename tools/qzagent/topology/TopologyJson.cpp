@@ -11,9 +11,13 @@
 
 namespace qzagent
 {
+namespace
+{
+using Json = nlohmann::ordered_json;
+}  // namespace
+
 nlohmann::ordered_json jsonOf(Topology const& aTopology, TopologyLayout const& aLayout)
 {
-    using Json = nlohmann::ordered_json;
     Json nodes = Json::array();
     for (std::size_t i = 0; i < aTopology.mNodes.size(); ++i)
     {
