@@ -93,7 +93,7 @@ Takes the inventory of a host's Fibre Channel adapters, measures latencies,
 and watches and records diagnostic events, as tables or as JSON.")
 # dpkg-shlibdeps ignores the private library, which belongs to no installed package, so it is named here.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libqzsensoragentcommon1 (>= ${PROJECT_VERSION})${qz_tools_needs}")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS qzsim)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "qzsim, graphviz")
 
 qz_package(documentation libqzsensoragentcommon-doc doc
 "common layer of a sensor agent for storage networks (documentation)

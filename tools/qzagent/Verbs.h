@@ -45,6 +45,9 @@ void addPorts(CommandLine& aCommandLine);
 /// Writes what is whole in a damaged capture to a new file.
 void addRepair(CommandLine& aCommandLine);
 
+/// Writes an HTML page that shows a host, and that needs no network.
+void addReport(CommandLine& aCommandLine);
+
 /// Shows, selects and counts the events of captures.
 void addShow(CommandLine& aCommandLine);
 

@@ -39,6 +39,7 @@ void addVerbs(CommandLine& aCommandLine)
     addPorts(aCommandLine);
     addDiff(aCommandLine);
     addCheck(aCommandLine);
+    addReport(aCommandLine);
     addLatency(aCommandLine);
     addShow(aCommandLine);
     addRepair(aCommandLine);

@@ -82,7 +82,7 @@ class PageOfTheAgent(unittest.TestCase):
                 self.assertEqual(options_with_description(page), options)
                 self.assertEqual(options_in(page.text("SYNOPSIS")), options - {"--help"})
 
-    FILES = {"show": ["/dev/null"], "diff": ["/dev/null"], "check": ["/dev/null"], "bundle": ["--output", "/dev/null"]}  # of verbs that need one
+    FILES = {"show": ["/dev/null"], "diff": ["/dev/null"], "check": ["/dev/null"], "bundle": ["--output", "/dev/null"], "report": ["--output", "/dev/null"]}  # of verbs that need one
 
     def test_the_page_of_each_verb_has_the_ranges_of_its_options(self):
         host = [QZSIM, "--scenario", str(SCENARIOS / "no-adapters.toml"), "--", QZAGENT]

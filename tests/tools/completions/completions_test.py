@@ -71,7 +71,7 @@ class Completion(unittest.TestCase):
     def test_qzagent_offers_files_for_file_arguments(self):
         for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev", "repair ev", "convert ev",
                      "repair --output ev", "inventory --output ev", "ports --output ev", "bundle --output ev", "bundle --anonymise ev", "diff ev",
-                     "check ev", "check --baseline ev", "metrics --textfile ev"):
+                     "check ev", "check --baseline ev", "report ev", "report --output ev", "metrics --textfile ev"):
             with self.subTest(line):
                 self.assertEqual(self.offered("qzagent " + line), {"events.capture"})
 

@@ -107,6 +107,8 @@ INSTANTIATE_TEST_SUITE_P(
         Situation{"WatchUsageError", "", {"watch", "--json", "--count", "0"}, "watch", 2},
         Situation{"BundleToAMissingFolder", "", {"bundle", "--json", "--output", "/missing/b"}, "bundle", 1},
         Situation{"BundleUsageError", "", {"bundle", "--json"}, "bundle", 2},
+        Situation{"ReportToAMissingFolder", "", {"report", "--json", "--output", "/missing/b"}, "report", 1},
+        Situation{"ReportUsageError", "", {"report", "--json"}, "report", 2},
         Situation{"RepairOfAMissingFile",
                   "",
                   {"repair", "--json", "/missing/a", "--output", "/missing/b"},

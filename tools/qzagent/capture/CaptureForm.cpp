@@ -17,6 +17,7 @@
 #include "pcapng/Format.h"
 #include "pcapng/Window.h"
 #include "tools/qzagent/capture/HexText.h"
+#include "tools/qzagent/report/ReportText.h"
 
 namespace qzagent
 {
@@ -87,6 +88,10 @@ std::optional<CaptureForm> formOf(std::string const& aHead, bool aIsWhole)
     if (!aHead.empty() && aHead.front() == '{')
     {
         return CaptureForm::json;
+    }
+    if (isReportStart(aHead))
+    {
+        return CaptureForm::report;
     }
     if (HexText::isText(aHead.substr(0, HexText::headSize)))
     {

@@ -15,6 +15,7 @@ enum class CaptureForm
     records,      ///< encoded scope data, one record after another
     json,         ///< an event on each line
     hexadecimal,  ///< commented hexadecimal text of records
+    report,       ///< a page of the verb report
 };
 
 /// Number of bytes at the beginning of a capture that always tell its form.

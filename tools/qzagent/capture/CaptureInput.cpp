@@ -1,28 +1,42 @@
 #include "tools/qzagent/capture/CaptureInput.h"
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include <fmt/format.h>
 
 #include "tools/qzagent/capture/CaptureSeries.h"
 #include "tools/qzagent/capture/JsonSource.h"
 #include "tools/qzagent/capture/PcapngSource.h"
 #include "tools/qzagent/capture/RecordSource.h"
+#include "tools/qzagent/capture/ReportSource.h"
 
 namespace qzagent
 {
 namespace
 {
-std::unique_ptr<CaptureSource> makeSource(CaptureFile& aFile, CaptureForm aForm, std::size_t aLargest)
+std::unique_ptr<CaptureSource> makeSource(CaptureFile& aFile, CaptureForm aForm,
+                                          CaptureOptions const& aOptions)
 {
+    std::size_t const largest = aOptions.mLargest;
     switch (aForm)
     {
+        case CaptureForm::report:
+            if (!aOptions.mTakesReports)
+            {
+                throw CaptureError(fmt::format(
+                    "{}: this is a report, which has no payloads; show, check and diff can read it",
+                    aFile.name()));
+            }
+            return std::make_unique<ReportSource>(aFile);
         case CaptureForm::pcapng:
-            return std::make_unique<PcapngSource>(aFile, aLargest);
+            return std::make_unique<PcapngSource>(aFile, largest);
         case CaptureForm::json:
-            return std::make_unique<JsonSource>(aFile, aLargest);
+            return std::make_unique<JsonSource>(aFile, largest);
         default:
-            return std::make_unique<RecordSource>(aFile, aLargest);
+            return std::make_unique<RecordSource>(aFile, largest);
     }
 }
 }  // namespace
@@ -66,7 +80,7 @@ std::optional<CaptureItem> CaptureInput::read(bool aMayGrow)
         {
             return {};
         }
-        mSource = makeSource(*mFile, *form, mOptions.mLargest);
+        mSource = makeSource(*mFile, *form, mOptions);
     }
     std::optional<CaptureItem> item = mSource->next(aMayGrow);
     // The end of a pipe is found only by reading it.

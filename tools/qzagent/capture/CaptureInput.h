@@ -23,6 +23,7 @@ struct CaptureOptions
     bool mIsFollowed = false;                     ///< whether to wait for what is appended
     int mStop = -1;  ///< a descriptor that ends reading when it becomes readable; -1 for none
     std::optional<std::string> mName;  ///< of the file, for messages; none for its path
+    bool mTakesReports = false;        ///< whether events without their payloads are of use
     std::set<std::string> mOwnInputs;  ///< paths at which no followed capture continues
 };
 

@@ -20,8 +20,9 @@ struct CaptureEvent
     std::uint64_t mPosition = 0;  ///< of the record or block in its capture
     EventOrigin mOrigin;
     std::uint64_t mDropped = 0;  ///< events of the board that were dropped, and that no earlier item reports
-    std::optional<qz::ScopeDataView> mRecord;  ///< none when it only reports dropped events
-    pcapng::Bytes mEncoded{};                  ///< the bytes of the record
+    std::optional<qz::ScopeDataView> mRecord;    ///< none when it only reports dropped events
+    pcapng::Bytes mEncoded{};                    ///< the bytes of the record
+    std::optional<std::uint32_t> mOmitted = {};  ///< length of a payload that the record does not have
     std::optional<std::uint64_t> mId;
     pcapng::Interface const* mInterface = nullptr;  ///< null when unknown
 };

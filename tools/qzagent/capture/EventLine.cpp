@@ -91,13 +91,13 @@ void EventLine::appendText(std::string& aText, EventValues const& aEvent, Relief
         appendName(aText, " names ", *aEvent.mFirst);
         appendName(aText, " ", *aEvent.mSecond);
     }
-    std::size_t const length = aEvent.mPayload.mSize;
-    appendNumber(aText, " length ", length);
-    if (length != 0 && !mStyle.mHasDump)
+    appendNumber(aText, " length ", aEvent.length());
+    std::size_t const size = aEvent.mPayload.mSize;
+    if (size != 0 && !mStyle.mHasDump)
     {
         aText += ' ';
-        appendHex(aText, {aEvent.mPayload.mData, std::min(length, payloadBytesInText)});
-        aText += length > payloadBytesInText ? "..." : "";
+        appendHex(aText, {aEvent.mPayload.mData, std::min(size, payloadBytesInText)});
+        aText += size > payloadBytesInText ? "..." : "";
     }
     aText += '\n';
     if (mStyle.mHasDump)
@@ -119,7 +119,12 @@ void EventLine::appendJson(std::string& aText, EventValues const& aEvent, Relief
         appendName(aText, R"(","second_wwn":")", *aEvent.mSecond);
         aText += '"';
     }
-    appendNumber(aText, R"(,"length_bytes":)", aEvent.mPayload.mSize);
+    appendNumber(aText, R"(,"length_bytes":)", aEvent.length());
+    if (aEvent.mOmitted)
+    {
+        aText += "}\n";
+        return;
+    }
     aText += R"(,"payload":")";
     inPieces(aEvent.mPayload, aRelief, [&](qz::Bytes aPiece, std::size_t) { appendHex(aText, aPiece); });
     aText += "\"}\n";

@@ -2,6 +2,7 @@
 /// Formats events as lines.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -32,6 +33,11 @@ struct EventValues
     std::optional<qz::Wwn> mFirst;
     std::optional<qz::Wwn> mSecond;
     qz::Bytes mPayload;  ///< empty without payload
+    std::optional<std::uint32_t> mOmitted =
+        {};  ///< length in bytes of a payload that the capture does not have
+
+    /// Length of the payload in bytes.
+    std::size_t length() const { return mOmitted.value_or(mPayload.mSize); }
 };
 
 /// Formats events and losses of events, as text or as JSON objects, one on each line. The verbs that show events share

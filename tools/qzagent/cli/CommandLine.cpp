@@ -168,6 +168,12 @@ void ArgumentList::addPositional(char const* aName, std::vector<std::string>& aT
     mParser.add_option(aName, aTexts, aDescription)->type_name("")->required();
 }
 
+void ArgumentList::addOptionalPositionals(char const* aName, std::vector<std::string>& aTexts,
+                                          char const* aDescription)
+{
+    mParser.add_option(aName, aTexts, aDescription)->type_name("");
+}
+
 void ArgumentList::addFlag(char const* aName, bool& aFlag, char const* aDescription)
 {
     mParser.add_flag(aName, aFlag, aDescription)->disable_flag_override();

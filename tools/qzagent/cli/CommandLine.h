@@ -71,6 +71,10 @@ public:
     /// Adds a positional argument that takes one or more texts.
     void addPositional(char const* aName, std::vector<std::string>& aTexts, char const* aDescription);
 
+    /// Adds a positional argument that takes any number of texts.
+    void addOptionalPositionals(char const* aName, std::vector<std::string>& aTexts,
+                                char const* aDescription);
+
     /// Adds an option without a value.
     void addFlag(char const* aName, bool& aFlag, char const* aDescription);
 

@@ -18,8 +18,6 @@ namespace qzagent
 {
 namespace
 {
-constexpr mode_t readableForAll = 0644;
-
 [[noreturn]] void refuseReplacement(std::string const& aPath, int aError)
 {
     throw std::system_error(aError, std::generic_category(), "cannot write " + aPath);
@@ -31,7 +29,7 @@ int openUnnamed(std::string const& aPath)
 {
     std::size_t const slash = aPath.rfind('/');
     std::string const folder = slash == std::string::npos ? "." : aPath.substr(0, slash + 1);
-    return ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, readableForAll);
+    return ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR);
 }
 
 /// @return false with errno when the text cannot be written in full
@@ -58,13 +56,18 @@ bool nameFile(int aFile, std::string const& aPath)
 }
 }  // namespace
 
-void replaceFile(std::string const& aPath, std::string const& aText)
+void expectReplaceable(std::string const& aPath)
 {
     struct stat status = {};
     if (::lstat(aPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
     {
         refuseReplacement(aPath, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
     }
+}
+
+void replaceFile(std::string const& aPath, std::string const& aText, mode_t aMode)
+{
+    expectReplaceable(aPath);
     // Collectors of metrics ignore a file with this ending.
     std::string const newPath = fmt::format("{}.{}.tmp", aPath, ::getpid());
     // In a container, each run may have the same number, and one that was killed may have left the file.
@@ -72,11 +75,10 @@ void replaceFile(std::string const& aPath, std::string const& aText)
     int const unnamed = openUnnamed(aPath);
     Descriptor const file(
         unnamed >= 0 ? unnamed
-                     : ::open(newPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, readableForAll));
+                     : ::open(newPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     // The umask does not apply to the mode of fchmod().
-    if (file.number() < 0 || ::fchmod(file.number(), readableForAll) != 0 ||
-        !writeText(file.number(), aText) || (unnamed >= 0 && !nameFile(unnamed, newPath)) ||
-        std::rename(newPath.c_str(), aPath.c_str()) != 0)
+    if (file.number() < 0 || ::fchmod(file.number(), aMode) != 0 || !writeText(file.number(), aText) ||
+        (unnamed >= 0 && !nameFile(unnamed, newPath)) || std::rename(newPath.c_str(), aPath.c_str()) != 0)
     {
         int const error = errno;
         ::unlink(newPath.c_str());

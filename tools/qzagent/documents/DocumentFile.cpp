@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,8 +21,10 @@
 #include "tools/qzagent/capture/ForeignJson.h"
 #include "tools/qzagent/capture/LinkTypes.h"
 #include "tools/qzagent/capture/PcapngSource.h"
+#include "tools/qzagent/capture/ReportSource.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/documents/DocumentValue.h"
+#include "tools/qzagent/report/ReportText.h"
 
 namespace qzagent
 {
@@ -69,10 +72,13 @@ public:
         {
             mHead.append(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count));
         }
+        mIsReport = isReportStart(mHead);
         mIsBundle = mHead == firstOfPcapng;
     }
 
     bool isBundle() const { return mIsBundle; }
+
+    bool isReport() const { return mIsReport; }
 
     std::size_t read(unsigned char* aBytes, std::size_t aSize) override
     {
@@ -95,6 +101,7 @@ public:
 private:
     std::string mHead;  ///< read, but not returned
     bool mIsBundle = false;
+    bool mIsReport = false;
     std::size_t mLeft = largestMiB << 20U;
 };
 
@@ -132,19 +139,32 @@ struct DocumentCollector
     void addDamage(std::string const& aText) { mDamage = mDamages++ == 0 ? aText : mDamage; }
 };
 
+std::unique_ptr<CaptureSource> sourceOf(DocumentInput& aInput)
+{
+    if (aInput.isReport())
+    {
+        return std::make_unique<ReportSource>(aInput);
+    }
+    return std::make_unique<PcapngSource>(aInput, defaultLargestRecord);
+}
+
 Documents readBundle(DocumentInput& aInput, Report& aReport)
 {
     DocumentCollector collector{aInput.name()};
     try
     {
-        PcapngSource source(aInput, defaultLargestRecord);
-        while (std::optional<CaptureItem> const item = source.next(false))
+        std::unique_ptr<CaptureSource> const source = sourceOf(aInput);
+        while (std::optional<CaptureItem> const item = source->next(false))
         {
             std::visit(collector, *item);
         }
     }
     catch (CaptureError const& error)
     {
+        if (aInput.isReport())
+        {
+            throw;
+        }
         collector.addDamage(error.what());
     }
     if (collector.mDamages > 0)
@@ -182,7 +202,8 @@ Documents readDocuments(std::string const& aPath, Report& aReport)
     try
     {
         DocumentInput input(aPath);
-        return input.isBundle() ? readBundle(input, aReport) : documentsIn(textOf(input), input.name());
+        return input.isBundle() || input.isReport() ? readBundle(input, aReport)
+                                                    : documentsIn(textOf(input), input.name());
     }
     catch (CaptureError const& error)
     {

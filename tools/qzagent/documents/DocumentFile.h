@@ -11,13 +11,13 @@
 
 namespace qzagent
 {
-/// JSON documents by name. A document of a bundle has the name that the bundle gives it, any other document the verb
+/// JSON documents by name. A document of a bundle or report has the name that it has there, any other document the verb
 /// that printed it.
 using Documents = std::map<std::string, nlohmann::ordered_json>;
 
 /// Reads what is whole in a bundle. A note names the damage.
-/// @param aPath path of a JSON document or of a bundle; "-" for standard input
-/// @throws DocumentError when the file cannot be read, is larger than 256 MiB, or is neither
+/// @param aPath path of a JSON document, of a bundle or of a report; "-" for standard input
+/// @throws DocumentError when the file cannot be read, is larger than 256 MiB, is a damaged report, or is none of these
 Documents readDocuments(std::string const& aPath, Report& aReport);
 
 /// @return the document, whose absence is an error

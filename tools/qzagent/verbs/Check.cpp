@@ -15,6 +15,7 @@
 #include "toml/TomlError.h"
 #include "tools/qzagent/Verbs.h"
 #include "tools/qzagent/check/Findings.h"
+#include "tools/qzagent/check/HostCheck.h"
 #include "tools/qzagent/check/HostState.h"
 #include "tools/qzagent/check/Rules.h"
 #include "tools/qzagent/check/RulesFile.h"
@@ -35,16 +36,6 @@ namespace qzagent
 {
 namespace
 {
-/// Names of the documents, which are those in a bundle.
-/// @{
-constexpr char const* inventoryName = "inventory";
-constexpr char const* firstStatisticsName = "statistics-start";
-constexpr char const* secondStatisticsName = "statistics-end";
-constexpr char const* portsName = "ports";
-constexpr char const* latencyName = "latency";
-constexpr char const* watchName = "watch";
-/// @}
-
 /// What the option names.
 constexpr char const* baselineName = "baseline";
 
@@ -56,63 +47,6 @@ struct CheckOptions
     std::uint64_t mSeconds = 2;    ///< between the looks at the counters
     std::uint64_t mTimeout = 300;  ///< of each look, in seconds
     bool mPrintsRules = false;
-};
-
-/// The documents that the enabled rules need.
-struct Needs
-{
-    explicit Needs(RuleSettings const& aRules)
-        : mCounters(aRules[RuleId::linkFlapping].mIsEnabled || aRules[RuleId::errorsRising].mIsEnabled),
-          mStates(aRules[RuleId::linkFlapping].mIsEnabled),
-          mLatency(aRules[RuleId::slowTarget].mIsEnabled),
-          mEvents(!aRules.mCategories.empty() &&
-                  (aRules[RuleId::events].mIsEnabled || aRules[RuleId::eventsDropped].mIsEnabled))
-    {
-    }
-
-    std::vector<char const*> names() const
-    {
-        std::vector<char const*> names{inventoryName};
-        auto const add = [&names](bool aIsNeeded, std::initializer_list<char const*> aNames)
-        { names.insert(names.end(), aNames.begin(), aIsNeeded ? aNames.end() : aNames.begin()); };
-        add(mCounters, {firstStatisticsName, secondStatisticsName});
-        add(mStates, {portsName});
-        add(mLatency, {latencyName});
-        add(mEvents, {watchName});
-        return names;
-    }
-
-    bool mCounters;
-    bool mStates;
-    bool mLatency;
-    bool mEvents;
-};
-
-/// What could not be read.
-struct Gaps
-{
-    /// Runs an action and keeps its error.
-    /// @param aName  what cannot be read completely if the action fails
-    /// @param aPlace in front of the text of the error
-    /// @return whether the action succeeded
-    template <typename Action>
-    bool attempt(char const* aName, std::string const& aPlace, Action aAction)
-    {
-        try
-        {
-            aAction();
-            return true;
-        }
-        catch (DocumentError const& error)
-        {
-            mErrors.push_back(aPlace + error.what());
-            mNames.insert(aName);
-            return false;
-        }
-    }
-
-    std::vector<std::string> mErrors;
-    std::set<std::string> mNames;  ///< of the documents
 };
 
 /// Collects the needed documents from the host.
@@ -194,65 +128,6 @@ private:
     StopSignals mSignals;
     Documents mDocuments;
 };
-
-/// @param aSource where the documents come from, for messages
-HostState stateIn(Documents const& aDocuments, std::string const& aSource, Gaps& aGaps)
-{
-    HostState state;
-    auto const read = [&](char const* aName, auto aRead)
-    {
-        auto const found = aDocuments.find(aName);
-        if (found != aDocuments.end())
-        {
-            aGaps.attempt(aName, aSource + ": ", [&] { aRead(found->second); });
-        }
-    };
-    using Document = nlohmann::ordered_json;
-    read(inventoryName,
-         [&](Document const& aDocument) { state.mInventory = hostTreeOf(aDocument, inventoryName); });
-    read(secondStatisticsName,
-         [&](Document const& aDocument)
-         {
-             if (auto const first = aDocuments.find(firstStatisticsName); first != aDocuments.end())
-             {
-                 state.mCounters = countersBetween(first->second, aDocument);
-             }
-         });
-    read(portsName, [&](Document const& aDocument) { state.mStates = statesIn(aDocument); });
-    read(latencyName, [&](Document const& aDocument) { state.mLatencies = latenciesIn(aDocument); });
-    read(watchName, [&](Document const& aDocument) { state.mEvents = eventsIn(aDocument); });
-    return state;
-}
-
-/// Adds the documents that are missing, and those of verbs that failed.
-void addIncomplete(Needs const& aNeeds, Documents const& aDocuments, Gaps& aGaps)
-{
-    for (char const* const name : aNeeds.names())
-    {
-        auto const found = aDocuments.find(name);
-        if (found == aDocuments.end() || !found->second.is_object() ||
-            found->second.value("exit_status", nlohmann::ordered_json()) != 0)
-        {
-            aGaps.mNames.insert(name);
-        }
-    }
-}
-
-nlohmann::ordered_json jsonOf(std::vector<Finding> const& aFindings, RuleSettings const& aRules)
-{
-    auto list = nlohmann::ordered_json::array();
-    for (Finding const& finding : aFindings)
-    {
-        Rule const& rule = ruleOf(finding.mRule);
-        list.push_back({{"rule", rule.mName},
-                        {"severity", nameOf(aRules[finding.mRule].mSeverity)},
-                        {"where", finding.mWhere},
-                        {"what", finding.mWhat},
-                        {"why", rule.mWhy},
-                        {"next", rule.mNext}});
-    }
-    return list;
-}
 
 /// The explanation of a rule follows its last finding.
 std::string textOf(std::vector<Finding> const& aFindings, RuleSettings const& aRules)

@@ -70,6 +70,10 @@ Answer repair(Setting const& aSetting, RepairOptions const& aOptions)
     {
         throw CaptureError(file.name() + " has lines of JSON, which qzagent convert reads");
     }
+    if (form == CaptureForm::report)
+    {
+        throw CaptureError(file.name() + " is a report, which cannot be repaired");
+    }
     CaptureCopy copy(aOptions.mOutput);
     DamageReport damage(aSetting.mReport, DamageReport::Severity::note);
     std::uint64_t const packets = form == CaptureForm::pcapng

@@ -65,6 +65,7 @@ public:
     void run()
     {
         CaptureOptions options = mOptions.mCapture;
+        options.mTakesReports = true;
         options.mOwnInputs = {mOptions.mPaths.begin(), mOptions.mPaths.end()};
         EventMerge merge(
             mOptions.mPaths, options,

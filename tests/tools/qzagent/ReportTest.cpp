@@ -1,0 +1,347 @@
+// Writes pages of simulated hosts, and reads them again.
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+
+#include "tests/support/Process.h"
+#include "tests/tools/qzagent/Agent.h"
+#include "tests/tools/qzagent/Captures.h"
+#include "tests/tools/qzagent/PcapngCaptures.h"
+#include "tests/tools/qzagent/Scenarios.h"
+
+namespace
+{
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+std::string const reportedHost =
+    adapterNamed("example-fc-0") + portNumbered(1) +
+    "fabric_name = \"10:00:00:60:69:00:00:01\"\n[adapter.port.statistics]\ntx_frames = 5\n" +
+    targetNumbered(1, 3) + portNumbered(2) + "state = \"LINKDOWN\"\n";
+
+class QzagentReport : public CaptureFixture
+{
+protected:
+    /// Writes a bundle of a host.
+    std::string bundleOf(std::string const& aName, std::string const& aScenario) const
+    {
+        std::string const path = mFolder.path() / aName;
+        ProcessResult const result = runAgentOn(aScenario, {"bundle", "--seconds", "0", "--output", path});
+        EXPECT_EQ(result.mExitStatus, 0) << result.mErrors;
+        return path;
+    }
+
+    /// Writes the report of files.
+    ProcessResult reportOf(Arguments aFiles) const
+    {
+        aFiles.insert(aFiles.begin(), {"report", "--output", mPage});
+        return runAgent(aFiles);
+    }
+
+    /// Writes the report of a capture with two boards.
+    void reportEvents() const
+    {
+        PcapngBuilder builder;
+        builder.section("host").interface("board 0").interface("board 1");
+        builder.packet(1, 1767225600'000000007, fullRecord("abcd"));
+        builder.packet(0, 1767225600'000000009, plainRecord(), 5);
+        EXPECT_EQ(reportOf({mFolder.write("events.pcapng", builder.content())}).mExitStatus, 0);
+    }
+
+    /// The data in the page.
+    nlohmann::json data() const
+    {
+        std::string const page = contentOf(mPage);
+        std::string const start = "<script type=\"application/json\" id=\"report-data\">";
+        std::size_t const from = page.find(start) + start.size();
+        return nlohmann::json::parse(page.substr(from, page.find("</script>", from) - from));
+    }
+
+    std::string const mPage = mFolder.path() / "page.html";
+};
+
+TEST_F(QzagentReport, OfTheHostNowHasWhatItsBundleWouldHave)
+{
+    ProcessResult const result =
+        runAgentOn(reportedHost, {"report", "--json", "--seconds", "0", "--output", mPage});
+    EXPECT_EQ(result.mExitStatus, 0) << result.mErrors;
+    EXPECT_TRUE(satisfies(result.mOutput, "report"));
+    EXPECT_EQ(documentOf(result)["size_bytes"], std::filesystem::file_size(mPage));
+    EXPECT_TRUE(satisfies(data().dump(), "report-data"));
+    EXPECT_EQ(data()["documents"].size(), 6);
+    EXPECT_EQ(data()["findings"].size(), documentOf(result)["findings"]);
+    EXPECT_EQ(data()["findings"][0]["rule"], "link-down");
+    EXPECT_EQ(linesOf(runAgent({"show", "--summary", mPage}).mOutput).size(), 12);
+    struct stat status = {};
+    ASSERT_EQ(::stat(mPage.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    // No bundle remains beside the page.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(mFolder.path()), {}), 1);
+}
+
+TEST_F(QzagentReport, IsReadLikeItsBundle)
+{
+    std::string const bundle = bundleOf("bundle", reportedHost);
+    EXPECT_EQ(reportOf({bundle}).mExitStatus, 0);
+    EXPECT_EQ(runAgent({"check", mPage}).mOutput, runAgent({"check", bundle}).mOutput);
+    EXPECT_EQ(runAgent({"diff", bundle, mPage}).mExitStatus, 0);
+    EXPECT_EQ(runAgent({"show", "--document", "inventory", mPage}).mOutput,
+              runAgent({"show", "--document", "inventory", bundle}).mOutput);
+}
+
+/// Also run on the other machine, since the columns must not depend on its byte order.
+class QzagentReportedEvents : public QzagentReport
+{
+};
+
+TEST_F(QzagentReportedEvents, AreThoseOfTheCaptureWithoutTheirPayloads)
+{
+    reportEvents();
+    EXPECT_EQ(runAgent({"show", "--time", "relative", mPage}).mOutput,
+              "+0.000000000 board 1 category 9 subcategory 10 length 4\n"
+              "+0.000000002 board 0 dropped 5 events\n"
+              "+0.000000002 board 0 category 3 subcategory 7 length 0\n");
+    ProcessResult const lines = runAgent({"show", "--json", mPage});
+    EXPECT_TRUE(satisfies(linesOf(lines.mOutput).at(0), "show"));
+    EXPECT_THAT(lines.mOutput,
+                StartsWith("{\"time\":\"2026-01-01T00:00:00.000000007Z\",\"host\":\"host\",\"board\":1,"
+                           "\"category\":9,\"subcategory\":10,\"length_bytes\":4}\n"));
+    EXPECT_TRUE(satisfies(data().dump(), "report-data"));
+    EXPECT_EQ(data()["host"], "host");
+}
+
+TEST_F(QzagentReport, KeepsNamesOfDevicesOutOfTheMarkup)
+{
+    std::string const name = "<script>alert('&')</script>\u202e\u2028";
+    EXPECT_EQ(reportOf({bundleOf("bundle", adapterNamed(name) + portNumbered(1))}).mExitStatus, 0);
+    EXPECT_EQ(data()["documents"]["inventory"]["adapters"][0]["name"], name);
+    std::string const page = contentOf(mPage);
+    EXPECT_THAT(page, Not(HasSubstr("<script>alert")));
+    EXPECT_THAT(page, HasSubstr("\\u003cscript\\u003ealert('\\u0026')"));
+    EXPECT_THAT(page, Not(HasSubstr("\u202e")));
+}
+
+TEST_F(QzagentReport, ShowsTheNewestDocumentsOfSeveralBundlesAndAllLatencies)
+{
+    std::string const first = bundleOf("first", reportedHost);
+    std::string const second = bundleOf("second", reportedHost + targetNumbered(2, 1));
+    EXPECT_EQ(reportOf({second, first}).mExitStatus, 0);
+    EXPECT_EQ(data()["latency_looks"].size(), 2);
+    EXPECT_LE(data()["latency_looks"][0]["time"], data()["latency_looks"][1]["time"]);
+}
+
+TEST_F(QzagentReport, TakesDocumentsAndIntervalsOfLatencies)
+{
+    std::string const inventory =
+        mFolder.write("inventory", runAgentOn(reportedHost, {"inventory", "--json"}).mOutput);
+    std::string const statistics =
+        mFolder.write("statistics", runAgentOn(reportedHost, {"statistics", "--json"}).mOutput);
+    std::string const line =
+        "{\"time\":\"2026-01-01T00:00:0%.000000Z\",\"length_seconds\":1.0,\"target_ports\":"
+        "[{\"adapter_index\":0,\"adapter_name\":\"a\",\"port_wwn\":"
+        "\"50:00:00:00:ab:00:00:01\",\"io_count\":1,\"latency_us\":{\"p50\":1,\"p90\":2,"
+        "\"p99\":3,\"maximum\":4.5}}]}\n";
+    std::string intervals = line + line + "{}\n";
+    intervals.replace(intervals.find('%'), 1, "2");
+    intervals.replace(intervals.find('%'), 1, "1");
+    std::string const path = mFolder.write("intervals", intervals);
+    ProcessResult const result = reportOf({inventory, statistics, path});
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_EQ(linesOf(result.mErrors).back(),
+              "qzagent: " + path + ":3: an interval of latencies was expected");
+    EXPECT_EQ(data()["latency_looks"],
+              nlohmann::json::parse(R"([{"time":"2026-01-01T00:00:01.000000Z","target_ports":[{"adapter":"a",
+                "port_wwn":"50:00:00:00:ab:00:00:01","io_count":1,"p50":1,"p90":2,"p99":3,"maximum":4.5}]},
+                {"time":"2026-01-01T00:00:02.000000Z","target_ports":[{"adapter":"a",
+                "port_wwn":"50:00:00:00:ab:00:00:01","io_count":1,"p50":1,"p90":2,"p99":3,"maximum":4.5}]}])"));
+    EXPECT_EQ(data()["topology"]["nodes"].size(), 5);
+    EXPECT_TRUE(data()["documents"].contains("statistics-end"));
+}
+
+TEST_F(QzagentReport, ReplacesAnOldPageAndRefusesADirectory)
+{
+    mFolder.write("page.html", "old");
+    reportEvents();
+    EXPECT_THAT(contentOf(mPage), StartsWith("<!DOCTYPE html>"));
+    ProcessResult const result =
+        runAgent({"report", "--output", mFolder.path(), std::string(mFolder.path() / "events.pcapng")});
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(result.mErrors, HasSubstr("cannot write "));
+}
+
+TEST_F(QzagentReport, OfNothingIsNotWritten)
+{
+    ProcessResult const result = reportOf({mFolder.path() / "missing"});
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(result.mErrors, HasSubstr("there is nothing to report, so no page was written\n"));
+    EXPECT_FALSE(std::filesystem::exists(mPage));
+}
+
+TEST_F(QzagentReport, SaysWhatItSkippedAndWhatIsDamaged)
+{
+    PcapngBuilder builder;
+    builder.section("host").interface("board 0").interface("other", 1).interface("inventory", 149);
+    builder.packet(1, 1, "x").packet(2, 2, "[]").packet(0, 3, plainRecord()).packet(0, 4, "damaged");
+    ProcessResult const result = reportOf({mFolder.write("events.pcapng", builder.content())});
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(result.mErrors, HasSubstr("the document inventory is not a JSON object\n"));
+    EXPECT_THAT(result.mErrors, HasSubstr("has no valid scope data"));
+    EXPECT_THAT(result.mErrors, HasSubstr("note: skipped 1 packets or records that are not events\n"));
+    EXPECT_EQ(data()["messages"].size(), 3);
+}
+
+TEST_F(QzagentReport, NotesThatItsInputsAreFromDifferentHosts)
+{
+    nlohmann::json document = documentOf(runAgentOn(reportedHost, {"inventory", "--json"}));
+    document["host"] = "a";
+    std::string const first = mFolder.write("a", document.dump());
+    document["host"] = "b";
+    document["command"] = "ports";
+    ProcessResult const result = reportOf({first, mFolder.write("b", document.dump())});
+    EXPECT_EQ(result.mExitStatus, 0);
+    EXPECT_THAT(result.mErrors, HasSubstr("note: the inputs are from different hosts: a, b\n"));
+    EXPECT_EQ(data()["host"], "a, b");
+}
+
+TEST_F(QzagentReport, ReportsDocumentsThatTheRulesCannotRead)
+{
+    nlohmann::json latency = documentOf(runAgentOn(reportedHost, {"latency", "--json"}));
+    latency["adapters"][0]["target_ports"][0]["latencies"]["latency_us"]["p99"] = "slow";
+    ProcessResult const result = reportOf({mFolder.write("latency", latency.dump())});
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(
+        result.mErrors,
+        HasSubstr("latency.adapters[0].target_ports[0].latencies.latency_us.p99: a number was expected\n"));
+    EXPECT_THAT(data()["missing"], testing::Contains("latency"));
+}
+
+TEST_F(QzagentReport, UsesTheSettingsOfTheRules)
+{
+    std::string const bundle = bundleOf("bundle", reportedHost);
+    std::string const rules = mFolder.write("rules.toml", "[link-down]\nenabled = false\n");
+    EXPECT_EQ(reportOf({bundle, "--rules", rules}).mExitStatus, 0);
+    EXPECT_EQ(data()["findings"], nlohmann::json::array());
+    EXPECT_EQ(reportOf({bundle, "--rules", mFolder.write("rules.toml", "x")}).mExitStatus, 2);
+}
+
+TEST_F(QzagentReport, OfAHostThatFailsHasTheErrors)
+{
+    ProcessResult const result = runAgentOn(failedLoad(), {"report", "--seconds", "0", "--output", mPage});
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(data()["missing"], testing::Contains("inventory"));
+    EXPECT_THAT(data()["messages"].dump(), HasSubstr("inventory failed; the document has the reason"));
+}
+
+TEST_F(QzagentReport, ThatIsInterruptedShowsWhatWasCollected)
+{
+    ProcessResult const result = runAgentUntilFaults(
+        reportedHost + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 1\ndelay_ms = 300\n",
+        {"report", "--seconds", "0", "--output", mPage}, "kill -TERM $agent");
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(result.mErrors, HasSubstr("interrupted; these parts are missing: "));
+    EXPECT_TRUE(data()["documents"].contains("ports"));
+    EXPECT_THAT(data()["missing"], testing::Contains("statistics-start"));
+}
+
+TEST_F(QzagentReport, IsRefusedByVerbsThatNeedPayloads)
+{
+    reportEvents();
+    std::string const other = mFolder.path() / "other";
+    EXPECT_THAT(runAgent({"convert", mPage, "--output", other}).mErrors,
+                HasSubstr(": this is a report, which has no payloads; show, check and diff can read it\n"));
+    EXPECT_THAT(runAgent({"repair", mPage, "--output", other}).mErrors,
+                HasSubstr(" is a report, which cannot be repaired\n"));
+    EXPECT_EQ(runAgent({"report", mPage, "--output", other}).mExitStatus, 1);
+}
+
+struct PageDamage
+{
+    char const* mName;
+    char const* mOld;  ///< text of the page
+    char const* mNew;
+    char const* mError;
+};
+
+std::ostream& operator<<(std::ostream& aOut, PageDamage const& aDamage) { return aOut << aDamage.mName; }
+
+class QzagentDamagedReport : public QzagentReport, public testing::WithParamInterface<PageDamage>
+{
+};
+
+TEST_P(QzagentDamagedReport, IsRefusedWithTheReason)
+{
+    reportEvents();
+    std::string page = contentOf(mPage);
+    std::size_t const place = page.rfind(GetParam().mOld);
+    ASSERT_NE(place, std::string::npos);
+    page.replace(place, std::string(GetParam().mOld).size(), GetParam().mNew);
+    std::string const damaged = mFolder.write("damaged.html", page);
+    EXPECT_EQ(runAgent({"show", damaged}).mErrors,
+              "qzagent: " + damaged + ": a damaged report: " + GetParam().mError + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Places, QzagentDamagedReport,
+    testing::Values(PageDamage{"NoData", "id=\"report-data\"", "id=\"other\"",
+                               "a page without the data of a report"},
+                    PageDamage{"NoJson", "{\"format_version\"", "x", "not JSON at byte 1 of its data"},
+                    PageDamage{"LargeNumber", "\"format_version\":2", "\"format_version\":1e999",
+                               "a number is too large"},
+                    PageDamage{"OtherVersion", "\"format_version\":2", "\"format_version\":9",
+                               "the data.format_version: 2 was expected"},
+                    PageDamage{"OtherDocument", "\"command\":\"report\"", "\"command\":\"ports\"",
+                               "the data.command: \"report\" was expected"},
+                    PageDamage{"NoDocuments", "\"documents\":{}", "\"documents\":[]",
+                               "the data.documents: an object was expected"},
+                    PageDamage{"NoEvents", "\"events\":{", "\"others\":{",
+                               "the data: an object with the key \"events\" was expected"},
+                    PageDamage{"DamagedTimes", "\"time_deltas\":\"", "\"time_deltas\":\"-",
+                               "the data.events.columns.time_deltas: base64 was expected"},
+                    PageDamage{"FewTimes", "\"time_deltas\":\"AAQ=\"", "\"time_deltas\":\"\"",
+                               "event 0 has no valid time"}),
+    [](testing::TestParamInfo<PageDamage> const& aInfo) { return std::string(aInfo.param.mName); });
+
+TEST_F(QzagentReport, ThatIsCutOffOrNestedIsRefused)
+{
+    reportEvents();
+    std::string const page = contentOf(mPage);
+    std::size_t const data = page.find("id=\"report-data\">");
+    std::string const cut = mFolder.write("cut.html", page.substr(0, data + 100));
+    EXPECT_EQ(runAgent({"show", cut}).mErrors,
+              "qzagent: " + cut + ": a damaged report: the data is cut off\n");
+    std::string const nested =
+        mFolder.write("nested.html", page.substr(0, data + 17) + std::string(200, '[') +
+                                         page.substr(page.find("</script>", data)));
+    EXPECT_THAT(runAgent({"show", nested}).mErrors, HasSubstr("nested more than 100 levels deep"));
+    EXPECT_EQ(runAgent({"check", cut}).mExitStatus, 3);
+}
+
+TEST_F(QzagentReport, CannotBeFollowed)
+{
+    reportEvents();
+    EXPECT_THAT(runAgent({"show", "--follow", mPage}).mErrors,
+                HasSubstr(": a report does not grow, so it cannot be followed\n"));
+}
+
+TEST_F(QzagentReport, AllowsOnlyItsOwnScriptAndLoadsNothing)
+{
+    reportEvents();
+    std::string const page = contentOf(mPage);
+    EXPECT_THAT(
+        page, testing::ContainsRegex("content=\"default-src 'none'; script-src 'sha256-[A-Za-z0-9+/]{43}='; "
+                                     "style-src 'sha256-[A-Za-z0-9+/]{43}='; base-uri 'none'; "
+                                     "form-action 'none'\""));
+    EXPECT_THAT(page, Not(HasSubstr("unsafe-inline")));
+    EXPECT_THAT(page, HasSubstr("Permission is hereby granted"));
+}
+}  // namespace

@@ -1,0 +1,306 @@
+// Opens reports of simulated hosts in Chromium, and compares what they show with what the verbs print with --json.
+"use strict";
+const assert = require("node:assert/strict");
+const { execFileSync, spawnSync } = require("node:child_process");
+const fs = require("node:fs");
+const os = require("node:os");
+const path = require("node:path");
+const { after, before, test } = require("node:test");
+
+const root = path.resolve(__dirname, "../../..");
+const modules = process.env.QZ_BROWSER || path.join(root, "build/browser");
+const { chromium } = require(path.join(modules, "node_modules/playwright-core"));
+const axe = fs.readFileSync(path.join(modules, "node_modules/axe-core/axe.min.js"), "utf8");
+const programs = process.env.QZ_BUILD ? path.join(process.env.QZ_BUILD, "bin") : path.join(root, "build/coverage/bin");
+const agent = process.env.QZAGENT || path.join(programs, "qzagent");
+const simulator = process.env.QZSIM || path.join(programs, "qzsim");
+
+const folder = fs.mkdtempSync(path.join(os.tmpdir(), "report-"));
+const messages = [];
+const requests = [];
+let browser;
+
+const run = (program, args) => execFileSync(program, args, { encoding: "utf8", timeout: 60000, stdio: ["ignore", "pipe", "pipe"], maxBuffer: 1 << 28 });
+
+/** Writes a bundle of a simulated host and its report. */
+function report(name, scenario) {
+  const files = { scenario: path.join(folder, name + ".toml"), bundle: path.join(folder, name + ".pcapng"),
+    page: path.join(folder, name + ".html") };
+  fs.writeFileSync(files.scenario, scenario);
+  run(simulator, ["--scenario", files.scenario, "--", agent, "bundle", "--output", files.bundle, "--seconds", "1"]);
+  run(agent, ["report", "--output", files.page, files.bundle]);
+  return files;
+}
+
+const documentIn = (files, name) => JSON.parse(run(agent, ["show", "--document", name, files.bundle]));
+
+async function open(page, scheme = "light") {
+  const context = await browser.newContext({ colorScheme: scheme, viewport: { width: 1280, height: 900 } });
+  const tab = await context.newPage();
+  tab.on("console", (message) => messages.push(message.text()));
+  tab.on("pageerror", (error) => messages.push(String(error)));
+  tab.on("request", (request) => requests.push(request.url()));
+  await tab.goto("file://" + page);
+  return tab;
+}
+
+const numberIn = (text) => Number(text.replaceAll(",", ""));
+const rowsOf = (tab, label) => tab.$$eval(`[aria-label="${label} table"] tbody tr`, (rows) =>
+  rows.map((row) => [...row.cells].map((cell) => cell.textContent)));
+
+/** A host with two fabrics, counters, events of two boards, and a port that is down. */
+const busyHost = `
+[[adapter]]
+name = "example-fc-0"
+model = "EX-2200"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:01"
+  fabric_name = "10:00:00:60:69:00:00:01"
+  [adapter.port.statistics]
+  tx_frames = 1234567
+  link_failure_count = 3
+  [adapter.port.statistics_per_second]
+  tx_frames = 100000
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:01"
+    node_wwn = "50:00:00:00:ab:00:01:00"
+    luns = 120
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:02"
+    node_wwn = "50:00:00:00:ab:00:02:00"
+    luns = 3
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:02"
+  fabric_name = "10:00:00:60:69:00:00:02"
+  state = "LINKDOWN"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:03"
+  fabric_name = "10:00:00:60:69:00:00:02"
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:03"
+    node_wwn = "50:00:00:00:ab:00:01:00"
+    luns = 120
+[diagnostics]
+[[diagnostics.board]]
+first_wwn = "20:00:00:00:c9:00:00:00"
+second_wwn = "10:00:00:00:c9:00:00:01"
+[[diagnostics.board]]
+first_wwn = "20:00:00:00:c9:00:00:01"
+second_wwn = "10:00:00:00:c9:00:00:02"
+[[diagnostics.event]]
+board = 0
+category = 2
+subcategory = 7
+count = 60
+rate = 200
+size = 64
+[[diagnostics.event]]
+board = 1
+category = 3
+subcategory = 1
+count = 40
+rate = 200
+`;
+
+/** Texts that would do harm as markup, close the data, or reorder the line. */
+const hostile = '<script>alert(1)</script><img src=x onerror=alert(2)>&quot;"\'</script>';
+const hostileHost = `
+[[adapter]]
+name = ${JSON.stringify(hostile)}
+model = "left\\u202Etfel"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:01"
+    [[adapter.port.remote]]
+    port_wwn = "50:00:00:00:ab:00:00:01"
+    luns = 2
+`;
+
+let busy;
+
+before(async () => {
+  browser = await chromium.launch({ executablePath: process.env.CHROMIUM || "/usr/bin/chromium",
+    args: process.getuid() === 0 ? ["--no-sandbox"] : [] });
+  busy = report("busy", busyHost);
+});
+
+after(async () => {
+  await browser?.close();
+  fs.rmSync(folder, { recursive: true });
+});
+
+test("the summary has the numbers of the documents", async () => {
+  const tab = await open(busy.page);
+  const counts = Object.fromEntries(await tab.$$eval("[data-count]", (all) =>
+    all.map((one) => [one.dataset.count, one.textContent])));
+  const adapters = documentIn(busy, "inventory").adapters;
+  const ports = adapters.flatMap((adapter) => adapter.ports);
+  const remotes = ports.flatMap((port) => port.remote_ports || []);
+  const summary = JSON.parse(run(agent, ["show", "--summary", "--json", busy.bundle]));
+  const check = JSON.parse(spawnSync(agent, ["check", "--json", busy.bundle], { encoding: "utf8" }).stdout);
+  assert.ok(check.findings.length > 0);
+  assert.equal(summary.events, 100);
+  assert.deepEqual(counts, { Adapters: String(adapters.length), Ports: String(ports.length), Targets: "2",
+    "LUNs on paths": String(remotes.reduce((sum, remote) => sum + remote.luns.length, 0)),
+    Events: String(summary.events), Findings: String(check.findings.length) });
+  const findings = await rowsOf(tab, "Findings");
+  assert.deepEqual(findings, check.findings.map((one) =>
+    [one.severity, one.rule, one.where, one.what, one.why, one.next]));
+});
+
+test("the statistics have the counters and their rise", async () => {
+  const tab = await open(busy.page);
+  const counters = (name) => documentIn(busy, name).adapters[0].ports[0].counters;
+  const [first, last] = [counters("statistics-start"), counters("statistics-end")];
+  const names = await tab.$$eval('[aria-label="Port statistics table"] thead th', (all) => all.map((one) => one.textContent));
+  const [row] = await rowsOf(tab, "Port statistics");
+  const cell = row[names.indexOf("tx frames")];
+  assert.equal(numberIn(cell.split(" ")[0]), last.tx_frames);
+  assert.equal(numberIn(cell.match(/\(\+(.*)\)/)[1]), last.tx_frames - first.tx_frames);
+  assert.equal(numberIn(row[names.indexOf("link failure count")]), last.link_failure_count);
+});
+
+test("the latencies are those of the document", async () => {
+  const tab = await open(busy.page);
+  const targets = documentIn(busy, "latency").adapters.flatMap((adapter) => adapter.target_ports);
+  const rows = await rowsOf(tab, "Latencies of target ports");
+  assert.deepEqual(rows.map((row) => [row[1], numberIn(row[2]), Number(row[6])]), targets.map((target) =>
+    [target.port_wwn, target.latencies.io_count, Number(target.latencies.latency_us.p99.toFixed(1))]));
+  const slowest = targets.reduce((left, right) =>
+    (left.latencies.latency_us.p99 >= right.latencies.latency_us.p99 ? left : right));
+  const buckets = await tab.$$eval("#histogram tbody tr", (all) => all.map((row) => Number(row.cells[1].textContent)));
+  assert.deepEqual(buckets, slowest.latencies.record.buckets.map((bucket) => bucket.count));
+  assert.equal(await tab.$$eval("#heat tbody tr", (all) => all.length), targets.length);
+});
+
+test("the events are counted by board and category, and a zoom counts those in its range", async () => {
+  const tab = await open(busy.page);
+  await tab.waitForSelector('html[data-events="shown"]');
+  const summary = JSON.parse(run(agent, ["show", "--summary", "--json", busy.bundle]));
+  const rows = (await rowsOf(tab, "Events by board and category")).map((row) => row.slice(2, 5).map(numberIn)).sort();
+  assert.deepEqual(rows, summary.counts.map((one) => [one.board, one.category, one.events]).sort());
+  assert.match(await tab.textContent("#range"), /: 100 events$/);
+  await tab.evaluate(() => window.qzReport.zoomTo([0, 0.5]));
+  const lines = run(agent, ["show", "--json", busy.bundle]).trim().split("\n").map(JSON.parse);
+  const seconds = (line) => BigInt(Date.parse(line.time.slice(0, 19) + "Z")) * 1000000n + BigInt(line.time.slice(20, 29));
+  const times = lines.map(seconds).sort((left, right) => (left < right ? -1 : 1));
+  const half = times.filter((time) => (time - times[0]) * 2n <= times[99] - times[0]).length;
+  assert.ok(half > 0 && half < 100);
+  const counted = numberIn((await tab.textContent("#range")).match(/: (\S+) event/)[1]);
+  assert.equal(counted, half);
+  await tab.click('button:text-is("Whole time")');
+  assert.match(await tab.textContent("#range"), /: 100 events$/);
+  await tab.focus("#chart");
+  await tab.keyboard.press("+");
+  const zoomed = await tab.textContent("#range");
+  assert.ok(numberIn(zoomed.match(/: (\S+) event/)[1]) < 100, zoomed);
+  await tab.keyboard.press("0");
+  assert.match(await tab.textContent("#range"), /: 100 events$/);
+  const box = await (await tab.$("#chart .u-over")).boundingBox();
+  await tab.mouse.move(box.x + box.width * 0.5, box.y + 20);
+  await tab.mouse.down();
+  await tab.mouse.move(box.x + box.width * 0.75, box.y + 40);
+  await tab.mouse.up();
+  const dragged = numberIn((await tab.textContent("#range")).match(/: (\S+) event/)[1]);
+  assert.ok(dragged > 0 && dragged < 60, String(dragged));
+  await tab.click('button:text-is("Whole time")');
+  await tab.uncheck('input[aria-label="Show board 0, category 2"]');
+  assert.match(await tab.textContent("#range"), /: 40 events$/);
+});
+
+test("a part of the topology filters ports, latencies and LUNs by click and by key", async () => {
+  const tab = await open(busy.page);
+  const ports = async () => (await rowsOf(tab, "Ports")).map((row) => row[1]);
+  assert.equal((await ports()).length, 3);
+  await tab.click('g[aria-label^="fabric 10:00:00:60:69:00:00:02"]');
+  assert.deepEqual(await ports(), ["10:00:00:00:c9:00:00:02", "10:00:00:00:c9:00:00:03"]);
+  assert.deepEqual([...new Set((await rowsOf(tab, "LUNs")).map((row) => row[1]))], ["10:00:00:00:c9:00:00:03"]);
+  assert.match(await tab.textContent("#filter"), /fabric 10:00:00:60:69:00:00:02/);
+  await tab.click("#filter button");
+  assert.equal((await ports()).length, 3);
+  await tab.focus('g[aria-label^="target 50:00:00:00:ab:00:02:00"]');
+  await tab.keyboard.press("Enter");
+  assert.equal((await rowsOf(tab, "LUNs")).length, 3);
+  assert.deepEqual((await rowsOf(tab, "Latencies of target ports")).map((row) => row[1]), ["50:00:00:00:ab:00:00:02"]);
+  assert.equal(await tab.getAttribute('g[aria-label^="target 50:00:00:00:ab:00:02:00"]', "aria-pressed"), "true");
+});
+
+test("the LUN table sorts by number, filters by words and shows all rows", async () => {
+  const tab = await open(busy.page);
+  const luns = async () => (await rowsOf(tab, "LUNs")).map((row) => Number(row[3]));
+  assert.equal((await luns()).length, 100);
+  await tab.click('#luns button:has-text("Show all 243 rows")');
+  assert.equal((await luns()).length, 243);
+  const heading = '[aria-label="LUNs table"] thead button:text-is("LUN")';
+  await tab.click(heading);
+  await tab.click(heading);
+  const sorted = await luns();
+  assert.deepEqual(sorted, [...sorted].sort((left, right) => right - left));
+  assert.equal(sorted[0], 119);
+  assert.equal(await tab.getAttribute('[aria-label="LUNs table"] th[aria-sort]', "aria-sort"), "descending");
+  await tab.fill("#lun-search", "ab:00:00:03 lun-11");
+  assert.deepEqual(await luns(), [119, 118, 117, 116, 115, 114, 113, 112, 111, 110, 11]);
+});
+
+test("hostile texts are shown as text", async () => {
+  const files = report("hostile", hostileHost);
+  const tab = await open(files.page);
+  tab.on("dialog", (dialog) => messages.push("dialog " + dialog.message()));
+  const [row] = await rowsOf(tab, "Ports");
+  assert.equal(row[0], hostile);
+  assert.equal(await tab.$$eval("img", (all) => all.length), 0);
+  assert.equal(await tab.$$eval("script", (all) => all.length), 2);
+  assert.equal(row[7], "left\\u202etfel");
+  assert.equal((await tab.textContent("body")).includes("\u202e"), false);
+});
+
+test("the policy of the page forbids other scripts and all loading", async () => {
+  const tab = await open(busy.page);
+  const refused = await tab.evaluate(() => new Promise((resolve) => {
+    const found = [];
+    document.addEventListener("securitypolicyviolation", (event) => {
+      found.push(event.effectiveDirective);
+      if (found.length === 3) {
+        resolve(found.sort());
+      }
+    });
+    const script = document.createElement("script");
+    script.textContent = "window.harmed = true";
+    document.body.append(script);
+    const image = document.createElement("img");
+    image.src = "https://example.invalid/a.png";
+    document.body.append(image);
+    fetch("https://example.invalid/b").catch(() => {});
+  }));
+  assert.deepEqual(refused, ["connect-src", "img-src", "script-src-elem"]);
+  assert.equal(await tab.evaluate(() => window.harmed), undefined);
+  messages.length = 0;  // Chromium reports the refusals on the console.
+  requests.splice(0, requests.length, ...requests.filter((url) => !url.includes("example.invalid")));
+});
+
+for (const scheme of ["light", "dark"]) {
+  test(`axe finds no fault in ${scheme} colours`, async () => {
+    const tab = await open(busy.page, scheme);
+    await tab.waitForSelector('html[data-events="shown"]');
+    await tab.fill("#lun-search", "lun-11");
+    await tab.$$eval("details", (all) => all.forEach((one) => { one.open = true; }));
+    await tab.evaluate(axe);
+    const result = await tab.evaluate(() => window.axe.run(document, {
+      runOnly: ["wcag2a", "wcag2aa", "wcag21a", "wcag21aa", "wcag22aa", "best-practice"] }));
+    assert.deepEqual(result.violations.map((one) => [one.id, one.nodes.map((node) => node.html.slice(0, 200))]), []);
+    assert.ok(result.passes.some((one) => one.id === "color-contrast"));
+  });
+}
+
+test("print shows all rows and opens all tables", async () => {
+  const tab = await open(busy.page);
+  await tab.emulateMedia({ media: "print" });
+  await tab.pdf();
+  assert.equal((await rowsOf(tab, "LUNs")).length, 243);
+  assert.equal(await tab.$$eval("details:not([open])", (all) => all.length), 0);
+});
+
+test("no page wrote to the console or requested anything but itself", () => {
+  assert.deepEqual(messages, []);
+  assert.deepEqual(requests.filter((url) => !url.startsWith("file://" + folder)), []);
+  assert.ok(requests.length > 0);
+});

@@ -1,0 +1,31 @@
+/// @file
+/// The data in the page of a report.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace qzagent
+{
+/// The largest report that is read, in bytes.
+constexpr std::size_t largestReport = std::size_t{256} << 20U;
+
+/// The element that contains the data of a report.
+/// @{
+constexpr std::string_view startOfReportData = "<script type=\"application/json\" id=\"report-data\">";
+constexpr std::string_view endOfReportData = "</script>";
+/// @}
+
+/// @param aHead the first bytes of a file, at least four
+/// @return whether a report begins with them
+bool isReportStart(std::string_view aHead);
+
+/// @param aJson JSON in ASCII
+/// @return the same JSON without characters that have a meaning in HTML
+std::string jsonForPage(std::string const& aJson);
+
+/// @return the JSON in the page
+/// @throws DocumentError when there is none
+std::string_view dataIn(std::string_view aPage);
+}  // namespace qzagent

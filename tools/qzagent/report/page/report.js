@@ -1,0 +1,815 @@
+// Shows the data of a report. Texts of devices reach the page only as text nodes.
+(function () {
+  "use strict";
+
+  const data = JSON.parse(document.getElementById("report-data").textContent);
+  const documents = data.documents;
+  const integers = new Intl.NumberFormat("en");
+  const invisible = /[\u0000-\u001f\u007f-\u009f\u00ad\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff\ufff9-\ufffb]/g;
+
+  // ---- Elements
+
+  /** Makes characters visible that would hide or reorder text. */
+  function shown(text) {
+    return String(text).replace(invisible, (one) => "\\u" + one.charCodeAt(0).toString(16).padStart(4, "0"));
+  }
+
+  function fill(element, children) {
+    for (const child of children.flat()) {
+      if (child !== null && child !== undefined) {
+        element.append(child instanceof Node ? child : document.createTextNode(shown(child)));
+      }
+    }
+    return element;
+  }
+
+  function make(tag, attributes, ...children) {
+    const element = document.createElement(tag);
+    for (const [name, value] of Object.entries(attributes || {})) {
+      if (name.startsWith("on")) {
+        element.addEventListener(name.slice(2), value);
+      } else if (value !== null && value !== undefined && value !== false) {
+        element.setAttribute(name, value === true ? "" : shown(value));
+      }
+    }
+    return fill(element, children);
+  }
+
+  function drawn(tag, attributes, ...children) {
+    const element = document.createElementNS("http://www.w3.org/2000/svg", tag);
+    for (const [name, value] of Object.entries(attributes)) {
+      element.setAttribute(name, shown(value));
+    }
+    return fill(element, children);
+  }
+
+  const section = (name) => document.getElementById(name);
+  const number = (value) => (value === undefined || value === null ? "" : integers.format(value));
+  const plural = (count, one, many) => number(count) + " " + (count === 1 ? one : many);
+
+  function scrollable(label, ...children) {
+    return make("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": label }, ...children);
+  }
+
+  function foldable(label, ...children) {
+    return make("details", {}, make("summary", {}, label), ...children);
+  }
+
+  function size(bytes) {
+    if (bytes === undefined) {
+      return "";
+    }
+    const units = ["B", "KiB", "MiB", "GiB", "TiB", "PiB"];
+    let unit = 0;
+    let value = bytes;
+    for (; value >= 1024 && unit + 1 < units.length; ++unit) {
+      value /= 1024;
+    }
+    return (Number.isInteger(value) ? value : value.toFixed(1)) + " " + units[unit];
+  }
+
+  // ---- Tables
+
+  const pageOfRows = 100;
+
+  /**
+   * A table that sorts by a click on a heading. A column is {label, value(row), text(row), kind}.
+   * Only the first rows become elements until the reader asks for all.
+   */
+  class SortedTable {
+    constructor(label, columns, rows) {
+      this.columns = columns;
+      this.rows = rows;
+      this.keeps = () => true;
+      this.sorted = null;
+      this.isWhole = false;
+      this.caption = make("caption", {});
+      this.body = make("tbody", {});
+      this.headings = columns.map((column, index) =>
+        make("th", { scope: "col", class: column.kind === "number" ? "number" : null },
+          make("button", { type: "button", onclick: () => this.sort(index) }, column.label)));
+      this.more = make("button", { type: "button", hidden: true, onclick: () => this.showAll() });
+      this.element = make("div", {}, scrollable(label + " table",
+        make("table", {}, this.caption, make("thead", {}, make("tr", {}, this.headings)), this.body)),
+      make("p", {}, this.more));
+      this.show();
+    }
+
+    sort(index) {
+      const isUp = !(this.sorted && this.sorted.index === index && this.sorted.isUp);
+      this.sorted = { index, isUp };
+      this.headings.forEach((heading, at) => {
+        if (at === index) {
+          heading.setAttribute("aria-sort", isUp ? "ascending" : "descending");
+        } else {
+          heading.removeAttribute("aria-sort");
+        }
+      });
+      this.show();
+    }
+
+    filter(keeps) {
+      this.keeps = keeps;
+      this.show();
+    }
+
+    showAll() {
+      this.isWhole = true;
+      this.show();
+    }
+
+    show() {
+      let rows = this.rows.filter(this.keeps);
+      if (this.sorted) {
+        const { index, isUp } = this.sorted;
+        const value = this.columns[index].value;
+        const compare = (left, right) => (typeof left === "number" && typeof right === "number"
+          ? left - right : String(left ?? "").localeCompare(String(right ?? ""), "en", { numeric: true }));
+        rows = rows.slice().sort((left, right) => (isUp ? 1 : -1) * compare(value(left), value(right)));
+      }
+      this.caption.textContent = rows.length === this.rows.length
+        ? plural(rows.length, "row", "rows")
+        : number(rows.length) + " of " + plural(this.rows.length, "row", "rows");
+      const visible = this.isWhole ? rows : rows.slice(0, pageOfRows);
+      this.body.replaceChildren(...visible.map((row) => make("tr", {}, this.columns.map((column) =>
+        make("td", { class: column.kind }, (column.text || column.value)(row))))));
+      this.more.hidden = visible.length === rows.length;
+      this.more.textContent = "Show all " + number(rows.length) + " rows";
+    }
+  }
+
+  // ---- What the host has
+
+  const list = (value) => (Array.isArray(value) ? value : []);
+
+  /** All ports with their remote ports; a remote port that no port discovered belongs to its adapter alone. */
+  function inventory() {
+    const found = { adapters: list(documents.inventory && documents.inventory.adapters), ports: [], luns: [] };
+    const addLuns = (adapter, port, remote) => {
+      const luns = new Map();
+      const at = (lun) => {
+        if (!luns.has(String(lun))) {
+          luns.set(String(lun), { adapter, port, remote, lun, devices: [], unit: {}, mapped: false, reported: false });
+        }
+        return luns.get(String(lun));
+      };
+      list(remote.mapped_luns).forEach((lun) => { at(lun).mapped = true; });
+      list(remote.reported_luns).forEach((lun) => { at(lun).reported = true; });
+      list(remote.luns).forEach((unit) => {
+        const row = at(unit.lun);
+        row.unit = { ...row.unit, ...unit };
+        if (unit.os_device) {
+          row.devices.push(unit.os_device);
+        }
+      });
+      found.luns.push(...luns.values());
+    };
+    for (const adapter of found.adapters) {
+      for (const port of list(adapter.ports)) {
+        found.ports.push({ adapter, port });
+        list(port.remote_ports).forEach((remote) => addLuns(adapter, port, remote));
+      }
+      list(adapter.remote_ports).forEach((remote) => addLuns(adapter, {}, remote));
+    }
+    found.targets = new Set(found.luns.map((row) => row.remote.node_wwn || row.remote.port_wwn));
+    return found;
+  }
+
+  const host = inventory();
+
+  // ---- The filter by a part of the topology
+
+  const filters = [];
+  let selected = null;
+
+  /** Whether something of this adapter, port, fabric or target port belongs to the selected part. */
+  function isSelected(part) {
+    if (selected === null) {
+      return true;
+    }
+    const node = data.topology.nodes[selected];
+    switch (node.kind) {
+      case "adapter": return part.adapter === node.name;
+      case "port": return part.port === node.name && part.adapter === node.adapter;
+      case "fabric": return part.fabric === node.name;
+      default: return part.target === undefined || node.members.includes(part.target);
+    }
+  }
+
+  function nameOfNode(node) {
+    return node.kind === "target" && node.targets > 1 ? node.name : node.kind + " " + node.name;
+  }
+
+  function select(index) {
+    selected = selected === index ? null : index;
+    const bar = section("filter");
+    bar.replaceChildren();
+    if (selected !== null) {
+      fill(bar, ["Ports, latencies and LUNs of ", nameOfNode(data.topology.nodes[selected]), " ",
+        make("button", { type: "button", onclick: () => select(selected) }, "Show all")]);
+    }
+    filters.forEach((apply) => apply());
+  }
+
+  // ---- Summary
+
+  function showSummary() {
+    const to = section("summary");
+    section("title").textContent = "Report of " + shown(data.host || "an unknown host");
+    document.title = section("title").textContent;
+    section("made").textContent = "Made at " + shown(data.generated_at) + " by qzagent " + shown(data.tool_version) +
+      (documents.inventory ? ", from an inventory of " + shown(documents.inventory.generated_at) : "");
+    const counts = [["Adapters", host.adapters.length], ["Ports", host.ports.length], ["Targets", host.targets.size],
+      ["LUNs on paths", host.luns.length], ["Events", data.events.count], ["Findings", data.findings.length]];
+    to.append(make("dl", { class: "counts" }, counts.map(([label, count]) =>
+      make("div", {}, make("dt", {}, label), make("dd", { "data-count": label }, number(count))))));
+    to.append(make("h3", {}, "Findings"));
+    if (data.findings.length > 0) {
+      to.append(new SortedTable("Findings", [
+        { label: "Severity", value: (row) => row.severity, text: (row) => make("span", { class: row.severity }, row.severity) },
+        { label: "Rule", value: (row) => row.rule, kind: "word" },
+        { label: "Where", value: (row) => row.where },
+        { label: "What", value: (row) => row.what },
+        { label: "Why it matters", value: (row) => row.why },
+        { label: "What to look at next", value: (row) => row.next }], data.findings).element);
+    } else {
+      to.append(make("p", { class: "good" }, "The rules found nothing."));
+    }
+    if (data.missing.length > 0) {
+      to.append(make("p", { class: "note" }, "Not everything could be read (" + data.missing.join(", ") +
+        "), so there may be more findings."));
+    }
+    if (data.messages.length > 0) {
+      to.append(foldable(plural(data.messages.length, "message", "messages"),
+        make("ul", {}, data.messages.map((message) => make("li", {}, message.severity + ": " + message.text)))));
+    }
+  }
+
+  // ---- Topology
+
+  function cut(text, most) {
+    const visible = shown(text);
+    return visible.length > most ? visible.slice(0, most - 1) + "\u2026" : visible;
+  }
+
+  function showTopology() {
+    const to = section("topology");
+    const topology = data.topology;
+    if (!topology || topology.nodes.length === 0) {
+      to.append(make("p", {}, "There is no inventory with adapters."));
+      return;
+    }
+    const width = topology.node_width;
+    const height = topology.node_height;
+    const edges = topology.edges.map((edge) => {
+      const from = topology.nodes[edge.from];
+      const end = topology.nodes[edge.to];
+      const x1 = from.x + width / 2;
+      const x2 = end.x - width / 2;
+      const middle = (x1 + x2) / 2;
+      return drawn("path", { d: `M${x1} ${from.y}C${middle} ${from.y} ${middle} ${end.y} ${x2} ${end.y}`,
+        class: edge.down ? "down" : "" });
+    });
+    const mark = (index, isNear) => topology.edges.forEach((edge, at) => {
+      if (edge.from === index || edge.to === index) {
+        edges[at].classList.toggle("near", isNear);
+      }
+    });
+    const nodes = topology.nodes.map((node, index) => {
+      const text = (dy, kind, content) => drawn("text", { x: node.x - width / 2 + 10, y: node.y + dy, class: kind },
+        cut(content, 27));
+      const group = drawn("g", { class: node.kind + (node.down ? " down" : ""), tabindex: "0", role: "button",
+        "aria-pressed": "false",
+        "aria-label": nameOfNode(node) + (node.details ? ", " + node.details : "") + (node.down ? ", down" : "") },
+      drawn("title", {}, nameOfNode(node) + (node.details ? "\n" + node.details : "")),
+      drawn("rect", { x: node.x - width / 2, y: node.y - height / 2, width, height }),
+      text(-3, "name", node.name), text(13, "details", node.details));
+      group.addEventListener("click", () => select(index));
+      group.addEventListener("keydown", (event) => {
+        if (event.key === "Enter" || event.key === " ") {
+          event.preventDefault();
+          select(index);
+        }
+      });
+      ["mouseenter", "focus"].forEach((name) => group.addEventListener(name, () => mark(index, true)));
+      ["mouseleave", "blur"].forEach((name) => group.addEventListener(name, () => mark(index, false)));
+      return group;
+    });
+    filters.push(() => nodes.forEach((group, index) => group.setAttribute("aria-pressed", String(index === selected))));
+    to.append(
+      make("p", { class: "note" }, "Adapters and their ports are on the left, fabrics in the middle, targets on the " +
+        "right. A dashed red line means down. A click on a part shows only its ports, latencies and LUNs below."),
+      make("div", { class: "picture", role: "group", "aria-label": "Topology", tabindex: "0" },
+        drawn("svg", { width: topology.width, height: topology.height,
+          viewBox: `0 0 ${topology.width} ${topology.height}` }, edges, nodes)),
+      foldable("Topology as a table", new SortedTable("Topology", [
+        { label: "Kind", value: (node) => node.kind },
+        { label: "Name", value: (node) => node.name, kind: "name" },
+        { label: "Details", value: (node) => node.details },
+        { label: "State", value: (node) => (node.down ? "down" : "") },
+        { label: "Reached from", value: (node) => topology.edges.filter((edge) => topology.nodes[edge.to] === node)
+          .map((edge) => topology.nodes[edge.from].name).join(", ") },
+        { label: "Target ports", value: (node) => (node.members || []).join(", ") }], topology.nodes).element));
+  }
+
+  // ---- Ports
+
+  function countersOf(name) {
+    const ports = new Map();
+    for (const adapter of list(documents[name] && documents[name].adapters)) {
+      for (const port of list(adapter.ports)) {
+        ports.set(adapter.name + "\n" + port.port_wwn, port.counters || {});
+      }
+    }
+    return ports;
+  }
+
+  const partOfPort = (row) => ({ adapter: row.adapter.name, port: row.port.port_wwn || String(row.port.index),
+    fabric: row.port.fabric_name });
+
+  function showPorts() {
+    const to = section("ports");
+    if (host.ports.length === 0) {
+      to.append(make("p", {}, "There is no inventory with ports."));
+      return;
+    }
+    const state = (row) => row.port.state || "";
+    const ports = new SortedTable("Ports", [
+      { label: "Adapter", value: (row) => row.adapter.name },
+      { label: "Port", value: (row) => row.port.port_wwn || row.port.index, kind: "name" },
+      { label: "State", value: state, text: (row) => make("span",
+        { class: state(row) === "ONLINE" ? "good" : "error" }, state(row)) },
+      { label: "Speed", value: (row) => row.port.speed },
+      { label: "Type", value: (row) => row.port.type },
+      { label: "Fabric", value: (row) => row.port.fabric_name, kind: "name" },
+      { label: "Remote ports", value: (row) => list(row.port.remote_ports).length, kind: "number" },
+      { label: "Model", value: (row) => (row.adapter.attributes || {}).model },
+      { label: "Driver", value: (row) => (row.adapter.attributes || {}).driver_version },
+      { label: "Firmware", value: (row) => (row.adapter.attributes || {}).firmware_version }], host.ports);
+    to.append(ports.element);
+    const first = countersOf("statistics-start");
+    const last = countersOf("statistics-end");
+    const rows = host.ports.map((row) => {
+      const key = row.adapter.name + "\n" + row.port.port_wwn;
+      return { ...row, first: first.get(key) || {}, last: last.get(key) || {} };
+    });
+    const names = [...new Set(rows.flatMap((row) => Object.keys(row.last)))];
+    const applyPorts = () => ports.filter((row) => isSelected(partOfPort(row)));
+    filters.push(applyPorts);
+    to.append(make("h3", {}, "Port statistics"));
+    if (names.length === 0) {
+      to.append(make("p", {}, "No port has statistics."));
+      return;
+    }
+    const rise = (row, name) => (name in row.first && row.last[name] > row.first[name]
+      ? " (+" + number(row.last[name] - row.first[name]) + ")" : "");
+    const statistics = new SortedTable("Port statistics", [
+      { label: "Adapter", value: (row) => row.adapter.name },
+      { label: "Port", value: (row) => row.port.port_wwn, kind: "name" },
+      ...names.map((name) => ({ label: name.replaceAll("_", " "), value: (row) => row.last[name],
+        text: (row) => number(row.last[name]) + rise(row, name), kind: "number" }))], rows);
+    filters.push(() => statistics.filter((row) => isSelected(partOfPort(row))));
+    to.append(make("p", { class: "note" }, "In brackets: the rise between the two looks at the counters."),
+      statistics.element);
+  }
+
+  // ---- Latency
+
+  const microseconds = (value) => (value === undefined ? "" : value.toFixed(1));
+  const shortMicroseconds = (value) => (value < 100 ? value.toFixed(1) : number(Math.round(value)));
+
+  /** Joins looks so that the table has a limited number of columns, each with the worst value. */
+  function columnsOfLooks(looks, most) {
+    const perColumn = Math.ceil(looks.length / most) || 1;
+    const columns = [];
+    for (let i = 0; i < looks.length; i += perColumn) {
+      columns.push(looks.slice(i, i + perColumn));
+    }
+    return columns;
+  }
+
+  function showHeat(to) {
+    const figures = [["p50", "median"], ["p90", "90th percentile"], ["p99", "99th percentile"], ["maximum", "maximum"]];
+    const columns = columnsOfLooks(data.latency_looks, 48);
+    const rows = new Map();
+    columns.forEach((looks, column) => looks.forEach((look) => look.target_ports.forEach((port) => {
+      const key = port.adapter + "\n" + port.port_wwn;
+      if (!rows.has(key)) {
+        rows.set(key, { adapter: port.adapter, target: port.port_wwn, cells: columns.map(() => []) });
+      }
+      rows.get(key).cells[column].push(port);
+    })));
+    const choice = make("select", { id: "heat-figure" }, figures.map(([key, label]) =>
+      make("option", { value: key, selected: key === "p99" }, label)));
+    const body = make("tbody", {});
+    const caption = make("caption", {});
+    const limit = 40;
+    const show = () => {
+      const values = (cell) => cell.map((port) => port[choice.value]).filter((value) => value !== undefined);
+      const all = [...rows.values()].filter((row) => isSelected({ adapter: row.adapter, target: row.target }))
+        .map((row) => ({ row, worst: row.cells.map((cell) => Math.max(...values(cell))) }));
+      const sorted = all.flatMap((row) => row.worst.filter(Number.isFinite)).sort((left, right) => left - right);
+      const bounds = [0.2, 0.4, 0.6, 0.8, 0.95].map((part) => sorted[Math.floor(part * (sorted.length - 1))]);
+      const heat = (value) => bounds.filter((bound) => value > bound).length;
+      all.sort((left, right) => Math.max(...right.worst) - Math.max(...left.worst));
+      caption.textContent = "Microseconds, slowest target ports first; " + number(Math.min(limit, all.length)) + " of " +
+        plural(all.length, "target port", "target ports");
+      body.replaceChildren(...all.slice(0, limit).map(({ row, worst }) => make("tr", {},
+        make("th", { scope: "row", class: "name" }, row.adapter + " " + row.target),
+        worst.map((value) => (Number.isFinite(value)
+          ? make("td", { class: "heat-" + heat(value) }, shortMicroseconds(value)) : make("td", {}, "\u2013"))))));
+    };
+    choice.addEventListener("change", show);
+    filters.push(show);
+    show();
+    to.append(make("h3", {}, "Latency over time"),
+      make("div", { class: "controls" }, make("label", { for: "heat-figure" }, "Figure"), choice),
+      scrollable("Latency over time", make("table", { class: "heat", id: "heat" }, caption,
+        make("thead", {}, make("tr", {}, make("th", { scope: "col" }, "Target port"),
+          columns.map((looks) => make("th", { scope: "col" }, looks[0].time.slice(0, 19).replace("T", " "))))),
+        body)));
+  }
+
+  function showHistograms(to) {
+    const targets = list(documents.latency && documents.latency.adapters).flatMap((adapter) =>
+      list(adapter.target_ports).map((port) => ({ adapter: adapter.name, target: port.port_wwn,
+        latencies: port.latencies })));
+    if (targets.length === 0) {
+      return;
+    }
+    const figure = (row, name) => (row.latencies.latency_us || {})[name];
+    const table = new SortedTable("Latencies of target ports", [
+      { label: "Adapter", value: (row) => row.adapter },
+      { label: "Target port", value: (row) => row.target, kind: "name" },
+      { label: "I/Os", value: (row) => row.latencies.io_count, text: (row) => number(row.latencies.io_count), kind: "number" },
+      ...["minimum", "p50", "p90", "p99", "p99_9", "maximum"].map((name) => ({
+        label: name.replace("_", ".") + " \u00b5s", value: (row) => figure(row, name),
+        text: (row) => microseconds(figure(row, name)), kind: "number" }))], targets);
+    const choice = make("select", { id: "histogram-target" });
+    const body = make("tbody", {});
+    const caption = make("caption", {});
+    const show = () => {
+      const row = targets[Number(choice.value)];
+      const buckets = row === undefined ? [] : list((row.latencies.record || {}).buckets);
+      const most = Math.max(1, ...buckets.map((bucket) => bucket.count));
+      caption.textContent = row === undefined ? "No target port" : "Answers of target port " + shown(row.target) +
+        " through " + shown(row.adapter) + " by their latency";
+      body.replaceChildren(...buckets.map((bucket, index) => {
+        const bar = make("span", { class: "bar" });
+        bar.style.width = (100 * bucket.count / most) + "%";
+        bar.hidden = bucket.count === 0;
+        const range = bucket.from_us === undefined ? "bucket " + index
+          : bucket.below_us === undefined ? "from " + number(bucket.from_us) + " \u00b5s"
+            : number(bucket.from_us) + " to " + number(bucket.below_us) + " \u00b5s";
+        return make("tr", {}, make("th", { scope: "row" }, range), make("td", { class: "number" }, number(bucket.count)),
+          make("td", { class: "bars" }, bar));
+      }));
+    };
+    const apply = () => {
+      const keeps = (row) => isSelected({ adapter: row.adapter, target: row.target });
+      table.filter(keeps);
+      choice.replaceChildren(...targets.map((row, index) => [row, index]).filter(([row]) => keeps(row))
+        .sort(([left], [right]) => (figure(right, "p99") || 0) - (figure(left, "p99") || 0))
+        .map(([row, index]) => make("option", { value: index }, row.target + " through " + row.adapter)));
+      show();
+    };
+    choice.addEventListener("change", show);
+    filters.push(apply);
+    apply();
+    to.append(make("h3", {}, "Latencies of target ports"), table.element, make("h3", {}, "Histogram"),
+      make("div", { class: "controls" }, make("label", { for: "histogram-target" }, "Target port, slowest first"), choice),
+      scrollable("Histogram", make("table", { id: "histogram" }, caption, make("thead", {}, make("tr", {},
+        make("th", { scope: "col" }, "Latency"), make("th", { scope: "col", class: "number" }, "Answers"),
+        make("th", { scope: "col" }, "Share"))), body)));
+  }
+
+  function showLatency() {
+    const to = section("latency");
+    if (data.latency_looks.length === 0) {
+      to.append(make("p", {}, "No latencies were measured."));
+      return;
+    }
+    showHeat(to);
+    showHistograms(to);
+  }
+
+  // ---- Events
+
+  function bytesOf(base64) {
+    const text = atob(base64);
+    const bytes = new Uint8Array(text.length);
+    for (let i = 0; i < text.length; ++i) {
+      bytes[i] = text.charCodeAt(i);
+    }
+    return bytes;
+  }
+
+  function columnOf(column, count) {
+    const bytes = bytesOf(column.data);
+    const numbers = new Uint32Array(count);
+    const width = column.bytes;
+    for (let i = 0; i < count; ++i) {
+      let value = 0;
+      for (let at = width - 1; at >= 0; --at) {
+        value = value * 256 + bytes[i * width + at];
+      }
+      numbers[i] = value;
+    }
+    return numbers;
+  }
+
+  /** Seconds since the first event. A difference has its sign in the lowest bit and seven bits in each byte. */
+  function timesOf(base64, count) {
+    const bytes = bytesOf(base64);
+    const times = new Float64Array(count);
+    let nanoseconds = 0;
+    for (let i = 0, at = 0; i < count; ++i) {
+      let packed = 0;
+      let unit = 1;
+      for (; bytes[at] >= 128; ++at, unit *= 128) {
+        packed += (bytes[at] - 128) * unit;
+      }
+      packed += bytes[at++] * unit;
+      nanoseconds += packed % 2 === 1 ? -(packed + 1) / 2 : packed / 2;
+      times[i] = nanoseconds / 1e9;
+    }
+    return times;
+  }
+
+  class EventView {
+    constructor(events) {
+      const columns = events.columns;
+      const count = events.count;
+      this.count = count;
+      this.start = events.first_time ? Date.parse(events.first_time) / 1000 : 0;
+      this.times = timesOf(columns.time_deltas, count);
+      const sources = columnOf(columns.source, count);
+      const categories = columnOf(columns.category, count);
+      const lengths = columnOf(columns.length, count);
+      const numbers = new Map();
+      this.keys = new Uint16Array(count);
+      this.series = [];
+      this.first = Infinity;
+      this.last = -Infinity;
+      for (let i = 0; i < count; ++i) {
+        const key = sources[i] * 256 + categories[i];
+        let index = numbers.get(key);
+        if (index === undefined) {
+          index = this.series.length;
+          numbers.set(key, index);
+          this.series.push({ source: events.sources[sources[i]], category: categories[i], count: 0, bytes: 0 });
+        }
+        this.keys[i] = index;
+        const one = this.series[index];
+        ++one.count;
+        one.bytes += lengths[i];
+        if (one.source.has_times) {
+          this.first = Math.min(this.first, this.times[i]);
+          this.last = Math.max(this.last, this.times[i]);
+        } else {
+          this.times[i] = NaN;
+        }
+      }
+      this.series.forEach((one) => {
+        one.label = (one.source.board === undefined ? "no board" : "board " + one.source.board) +
+          ", category " + one.category;
+      });
+      this.hasTimes = this.last >= this.first;
+    }
+
+    /** Counts the events of each series in equally long parts of a range. Both ends belong to it. */
+    bins(from, to, count) {
+      const counts = this.series.map(() => new Float64Array(count));
+      const scale = count / (to - from || 1);
+      const { times, keys } = this;
+      for (let i = 0; i < times.length; ++i) {
+        if (times[i] >= from && times[i] <= to) {
+          ++counts[keys[i]][Math.min(count - 1, Math.floor((times[i] - from) * scale))];
+        }
+      }
+      return counts;
+    }
+  }
+
+  const palettes = {
+    light: ["#0550ae", "#a40e26", "#116329", "#7a4100", "#6639ba", "#0e6377", "#8a2b66", "#4d5560"],
+    dark: ["#84bdff", "#ff9aa2", "#7ddb93", "#ffc069", "#d2a8ff", "#6fd6e8", "#ff9bd2", "#b3bcc7"],
+  };
+  const dashes = [[], [8, 4], [2, 3], [12, 4, 2, 4]];
+  const darkness = window.matchMedia("(prefers-color-scheme: dark)");
+
+  function showEventChart(to, view) {
+    const visible = new Set(view.series.map((one, index) => index)
+      .sort((left, right) => view.series[right].count - view.series[left].count).slice(0, 8));
+    const bins = 400;
+    const shortest = 1e-4;
+    const length = Math.max(view.last - view.first, shortest);
+    const whole = [view.first, view.first + length];
+    let range = whole;
+    let chart = null;
+    const place = make("div", { id: "chart", role: "img", tabindex: "0" });
+    const rangeText = make("p", { id: "range", role: "status" });
+    const body = make("tbody", {});
+    const instant = (seconds) => new Date((view.start + seconds) * 1000).toISOString().replace("T", " ").replace("Z", "");
+    const palette = () => palettes[darkness.matches ? "dark" : "light"];
+    const lineOf = (index) => ({ stroke: palette()[index % 8], dash: dashes[Math.floor(index / 8) % dashes.length] });
+
+    function dataOf() {
+      const counts = view.bins(range[0], range[1], bins);
+      const width = (range[1] - range[0]) / bins;
+      const x = Float64Array.from({ length: bins }, (ignored, at) => view.start + range[0] + (at + 0.5) * width);
+      return [x, ...counts];
+    }
+
+    /** The times at the axis: as short as the shown range allows. */
+    function ticks(self, values) {
+      const shownLength = range[1] - range[0];
+      const [from, to] = shownLength > 2 * 86400 ? [5, 16] : shownLength > 20 ? [11, 19] : [11, 23];
+      return values.map((value) => instant(value - view.start).slice(from, to));
+    }
+
+    function options() {
+      const style = getComputedStyle(document.documentElement);
+      const axis = { stroke: style.getPropertyValue("--text"), grid: { stroke: style.getPropertyValue("--line"), width: 1 },
+        ticks: { stroke: style.getPropertyValue("--line"), width: 1 } };
+      return {
+        width: Math.max(320, place.clientWidth || 900), height: 320, ms: 1e-3,
+        tzDate: (seconds) => uPlot.tzDate(new Date(seconds * 1e3), "Etc/UTC"),
+        scales: { x: { time: true, auto: false, min: view.start + range[0], max: view.start + range[1] }, y: { range: (self, low, high) => [0, Math.max(1, high)] } },
+        axes: [{ ...axis, values: ticks, space: 90 }, { ...axis, label: "Events", size: 60 }],
+        cursor: { drag: { x: true, y: false, setScale: false } },
+        legend: { show: false },
+        hooks: { setSelect: [(self) => {
+          if (self.select.width > 3) {
+            const from = self.posToVal(self.select.left, "x");
+            const end = self.posToVal(self.select.left + self.select.width, "x");
+            self.setSelect({ left: 0, width: 0, top: 0, height: 0 }, false);
+            zoomTo([from - view.start, end - view.start]);
+          }
+        }] },
+        series: [{}, ...view.series.map((one, index) => ({ label: one.label, show: visible.has(index), width: 2,
+          points: { show: false }, paths: uPlot.paths.stepped({ align: 0 }), ...lineOf(index) }))],
+      };
+    }
+
+    function describe(values) {
+      const shownSeries = [...visible].sort((left, right) => left - right);
+      const total = shownSeries.reduce((sum, index) => sum + values[index + 1].reduce((all, one) => all + one, 0), 0);
+      rangeText.textContent = instant(range[0]) + " to " + instant(range[1]) + " UTC: " + plural(total, "event", "events");
+      place.setAttribute("aria-label", "Events over time. " + rangeText.textContent);
+      const rows = 20;
+      const per = bins / rows;
+      body.replaceChildren(...Array.from({ length: rows }, (ignored, row) => make("tr", {},
+        make("th", { scope: "row" }, instant(range[0] + (range[1] - range[0]) * row / rows)),
+        make("td", { class: "number" }, number(shownSeries.reduce((sum, index) =>
+          sum + values[index + 1].slice(row * per, (row + 1) * per).reduce((all, one) => all + one, 0), 0))))));
+    }
+
+    function zoomTo(wanted) {
+      const from = Math.max(whole[0], wanted[0]);
+      const end = Math.min(whole[1], wanted[1]);
+      range = end - from >= shortest ? [from, end] : range;
+      const values = dataOf();
+      chart.batch(() => {
+        chart.setData(values, false);
+        chart.setScale("x", { min: view.start + range[0], max: view.start + range[1] });
+      });
+      describe(values);
+    }
+
+    function zoomBy(factor, shift) {
+      const middle = (range[0] + range[1]) / 2 + shift * (range[1] - range[0]);
+      const half = (range[1] - range[0]) * factor / 2;
+      zoomTo([middle - half, middle + half]);
+    }
+
+    function build() {
+      if (chart !== null) {
+        chart.destroy();
+      }
+      const values = dataOf();
+      chart = new uPlot(options(), values, place);
+      describe(values);
+    }
+
+    const moves = [["Zoom in", "+", () => zoomBy(0.5, 0)], ["Zoom out", "-", () => zoomBy(2, 0)],
+      ["Earlier", "ArrowLeft", () => zoomBy(1, -0.25)], ["Later", "ArrowRight", () => zoomBy(1, 0.25)],
+      ["Whole time", "0", () => zoomTo(whole)]];
+    place.addEventListener("keydown", (event) => {
+      const move = moves.find(([, key]) => key === event.key);
+      if (move) {
+        event.preventDefault();
+        move[2]();
+      }
+    });
+    const keys = view.series.map((one, index) => {
+      const key = make("span", { class: "key" });
+      key.style.background = lineOf(index).stroke;
+      return key;
+    });
+    const table = new SortedTable("Events by board and category", [
+      { label: "Shown", value: (row) => (visible.has(row.index) ? 1 : 0), text: (row) => {
+        const box = make("input", { type: "checkbox", "aria-label": "Show " + row.label });
+        box.checked = visible.has(row.index);
+        box.addEventListener("change", () => {
+          visible[box.checked ? "add" : "delete"](row.index);
+          chart.setSeries(row.index + 1, { show: box.checked });
+          describe(dataOf());
+        });
+        return make("span", { class: "choice" }, keys[row.index], box);
+      } },
+      ...columnsOfEvents], view.series.map((one, index) => ({ ...one, index })));
+    to.append(make("div", { class: "controls" }, moves.map(([label, , move]) =>
+      make("button", { type: "button", onclick: move }, label))), rangeText, place,
+    make("p", { class: "note" }, "Drag over the chart to zoom, or use the buttons or the keys + - 0 and the arrows."),
+    foldable("The shown time as a table", scrollable("Events in the shown time", make("table", { id: "binned" },
+      make("thead", {}, make("tr", {}, make("th", { scope: "col" }, "From (UTC)"),
+        make("th", { scope: "col", class: "number" }, "Events"))), body))),
+    make("h3", {}, "Events by board and category"), table.element);
+    build();
+    darkness.addEventListener("change", () => {
+      keys.forEach((key, index) => { key.style.background = lineOf(index).stroke; });
+      build();
+    });
+    window.addEventListener("resize", () => chart.setSize({ width: Math.max(320, place.clientWidth), height: 320 }));
+    window.qzReport = { zoomTo: (part) => zoomTo([whole[0] + length * part[0], whole[0] + length * part[1]]) };
+  }
+
+  const columnsOfEvents = [
+    { label: "Host", value: (row) => row.source.host },
+    { label: "Board", value: (row) => row.source.board, kind: "number" },
+    { label: "Category", value: (row) => row.category, kind: "number" },
+    { label: "Events", value: (row) => row.count, text: (row) => number(row.count), kind: "number" },
+    { label: "Payload", value: (row) => row.bytes, text: (row) => size(row.bytes), kind: "number" }];
+
+  function showEvents() {
+    const to = section("events");
+    const dropped = data.events.drops.reduce((sum, drop) => sum + drop.count, 0);
+    if (dropped > 0) {
+      to.append(make("p", { class: "warning" }, plural(dropped, "event was dropped", "events were dropped") +
+        " before the capture."));
+    }
+    if (data.events.count === 0) {
+      to.append(make("p", {}, "There are no events."));
+      return;
+    }
+    const wait = make("p", { class: "note" }, "Unpacking " + plural(data.events.count, "event", "events") + "\u2026");
+    to.append(wait);
+    // The rest of the page is painted first.
+    setTimeout(() => {
+      const view = new EventView(data.events);
+      wait.remove();
+      if (view.hasTimes) {
+        showEventChart(to, view);
+      } else {
+        to.append(make("p", {}, "The events have no times."),
+          new SortedTable("Events by board and category", columnsOfEvents, view.series).element);
+      }
+      document.documentElement.dataset.events = "shown";
+    }, 0);
+  }
+
+  // ---- LUNs
+
+  function showLuns() {
+    const to = section("luns");
+    if (host.luns.length === 0) {
+      to.append(make("p", {}, "There is no inventory with LUNs."));
+      return;
+    }
+    const text = (row) => [row.adapter.name, row.port.port_wwn, row.remote.port_wwn, row.remote.node_wwn, row.lun,
+      ...row.devices, row.unit.vendor, row.unit.product, row.unit.revision].join("\n").toLowerCase();
+    const yes = (value) => (value ? "yes" : "no");
+    const table = new SortedTable("LUNs", [
+      { label: "Adapter", value: (row) => row.adapter.name },
+      { label: "Port", value: (row) => row.port.port_wwn || "", kind: "name" },
+      { label: "Target port", value: (row) => row.remote.port_wwn, kind: "name" },
+      { label: "LUN", value: (row) => row.lun, kind: "number" },
+      { label: "Device", value: (row) => row.devices.join(", ") },
+      { label: "Vendor", value: (row) => row.unit.vendor },
+      { label: "Product", value: (row) => row.unit.product },
+      { label: "Revision", value: (row) => row.unit.revision },
+      { label: "Capacity", value: (row) => row.unit.capacity_bytes, text: (row) => size(row.unit.capacity_bytes), kind: "number" },
+      { label: "Mapped", value: (row) => yes(row.mapped) },
+      { label: "Reported", value: (row) => yes(row.reported) }], host.luns);
+    const search = make("input", { type: "search", id: "lun-search", autocomplete: "off", spellcheck: "false" });
+    const apply = () => {
+      const words = search.value.toLowerCase().split(/\s+/).filter(Boolean);
+      table.filter((row) => isSelected({ ...partOfPort(row), target: row.remote.port_wwn }) &&
+        words.every((word) => text(row).includes(word)));
+    };
+    search.addEventListener("input", apply);
+    filters.push(apply);
+    to.append(make("div", { class: "controls" }, make("label", { for: "lun-search" }, "Show LUNs that contain"), search),
+      table.element);
+    window.addEventListener("beforeprint", () => table.showAll());
+  }
+
+  window.addEventListener("beforeprint", () => document.querySelectorAll("details").forEach((one) => { one.open = true; }));
+  showSummary();
+  showTopology();
+  showPorts();
+  showLatency();
+  showEvents();
+  showLuns();
+})();
