@@ -376,6 +376,8 @@ private:
     {
         for (std::size_t i = 0; mEventCounts && i < aCount; ++i)
         {
+            ++mInHand;
+            mUnwritten.push_back(aEvents[i].mHead);
             mEventCounts->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
         }
         for (std::size_t i = 0; mLines && i < aCount; ++i)
