@@ -107,8 +107,8 @@ TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesAnEventOfStatistics)
 TEST_F(QzsimSecondVersion, ProgramMayEndWhileItWaitsForEvents)
 {
     // A slow program gets some of the events.
-    EXPECT_THAT(
-        run({"watchAdapter", "watchLink"}), AllOf(HasSubstr("watch adapter: 0\n"), HasSubstr("watch link: 0\n")));
+    EXPECT_THAT(run({"watchAdapter", "watchLink"}),
+                AllOf(HasSubstr("watch adapter: 0\n"), HasSubstr("watch link: 0\n")));
 }
 
 TEST_F(QzsimSecondVersion, LibraryOfLinuxOffersNoEvents)
