@@ -168,13 +168,13 @@ std::optional<Answer> withTotal(Answer aAnswer, Latencies const& aTotal, Latency
     {
         aAnswer.mText += chartOf("all", aTotal, aSetting.mOutput.width());
     }
-    aAnswer.mText += aOptions.mHasHeat ? aHeat.text() : "";
+    aAnswer.mText += aHeat.text();
     return aAnswer;
 }
 
 /// Measures one adapter after the other, so that those before one that hangs are finished. With intervals, all adapters
 /// are measured at the same time.
-/// @param aHeat receives the intervals
+/// @param aHeat receives the intervals if it is shown
 /// @param aTake called when adapters are finished
 void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& aOptions, LatencyHeat& aHeat,
                 std::function<void()> const& aTake)
@@ -182,7 +182,10 @@ void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& 
     bool canShow = true;
     auto const show = [&](LatencyInterval const& aInterval)
     {
-        aHeat.add(aInterval);
+        if (aOptions.mHasHeat)
+        {
+            aHeat.add(aInterval);
+        }
         std::string const text =
             aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
         canShow = attempt(aSetting.mReport, [&] { aSetting.mOutput.write(text); });
