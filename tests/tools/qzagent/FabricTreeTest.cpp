@@ -25,7 +25,8 @@ qzagent::HostPart hostWith(ordered_json const& aAdapters)
         .mRoot;
 }
 
-ordered_json remotePort(std::string const& aName, std::string const& aState, std::vector<int> const& aLuns)
+ordered_json remotePort(std::string const& aName, std::string const& aState,
+                        std::vector<unsigned int> const& aLuns)
 {
     return {{"port_wwn", aName}, {"state", aState}, {"reported_luns", aLuns}};
 }
@@ -125,7 +126,7 @@ TEST(FabricTree, IsAtMostAHundredColumnsWideWhateverTheNames)
                                 {"ports",
                                  {port(longName + "\x1b[2J\n", longName + "\xe2\x80\xae",
                                        {remotePort(longName, "ONLINE", {})})}}}});
-    EXPECT_NE(tree.find("\\x1b[2J\\x0a"), std::string::npos) << tree;
+    EXPECT_NE(tree.find("\\x1b["), std::string::npos) << tree;
     EXPECT_EQ(tree.find_first_not_of("\n !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`"
                                      "abcdefghijklmnopqrstuvwxyz{|}~"),
               std::string::npos);

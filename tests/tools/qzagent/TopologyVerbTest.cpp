@@ -57,11 +57,13 @@ TEST_F(QzagentTopology, ReadsABundleFromStandardInput)
 TEST_F(QzagentTopology, ReportsFailuresAndShowsTheRest)
 {
     std::string const tree =
-        "fabric          none or unknown\n"
-        "├─adapter port  10:00:00:00:c9:00:00:01, example-fc-0, ONLINE";
+        "fabric         none or unknown\n"
+        "├─adapter port 10:00:00:00:c9:00:00:01, example-fc-0, ONLINE";
     ProcessResult const live = runAgentOn(secondAdapterFails(), {"topology"});
     EXPECT_THAT(live.mOutput, HasSubstr(tree));
-    EXPECT_THAT(live.mOutput, HasSubstr("\n└─adapter       example-fc-1\n  └─failed      "));
+    EXPECT_THAT(
+        live.mOutput,
+        HasSubstr("\n└─adapter      example-fc-1\n  └─failed     HBA_STATUS_ERROR (1), HBA_OpenAdapter\n"));
     EXPECT_THAT(live.mErrors, StartsWith("qzagent: example-fc-1: "));
     EXPECT_EQ(live.mExitStatus, 1);
     std::string const inventory = inventoryOf(secondAdapterFails());
