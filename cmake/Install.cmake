@@ -65,6 +65,10 @@ if(QZ_BUILD_TOOLS)
   install(DIRECTORY share/systemd/ DESTINATION lib/systemd/system COMPONENT tools)
 endif()
 
+if(QZ_BUILD_TOOLS)
+  install(DIRECTORY share/grafana DESTINATION ${CMAKE_INSTALL_DATADIR}/qzagent COMPONENT tools)
+endif()
+
 # Manual pages and shell completions belong to the component of their program.
 if(QZ_BUILD_TOOLS)
   file(GLOB qz_help CONFIGURE_DEPENDS

@@ -31,7 +31,7 @@ endif()
 if(QZ_COVERAGE)
   target_compile_options(qz_options INTERFACE
     --coverage -fprofile-update=prefer-atomic
-    "-fprofile-filter-files=${PROJECT_SOURCE_DIR}/(agentkit|backend|pcapng|simulator|toml|tools)/.*")
+    "-fprofile-filter-files=${PROJECT_SOURCE_DIR}/(agentkit|anonymise|backend|pcapng|simulator|toml|tools)/.*")
   # The libraries must not export gcov's functions.
   target_link_options(qz_options INTERFACE --coverage -Wl,--exclude-libs,libgcov.a)
   # Counts of an older build do not apply to the new code.

@@ -28,8 +28,8 @@ if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
   set(qz_runtime_needs ", libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 5.2)")
   set(qz_development_needs ", libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 11)")
-  set(qz_simulator_needs "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)")
-  set(qz_tools_needs ", ${qz_simulator_needs}, libnettle8, libsmartcols1 (>= 2.31)")
+  set(qz_simulator_needs "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12), libnettle8")
+  set(qz_tools_needs ", ${qz_simulator_needs}, libsmartcols1 (>= 2.31)")
 endif()
 
 # The first line of each package's description is its summary.

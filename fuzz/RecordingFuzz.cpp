@@ -13,6 +13,7 @@
 #include "fuzz/Fuzz.h"
 #include "simulator/recording/Parts.h"
 #include "simulator/recording/Recording.h"
+#include "simulator/recording/ScenarioText.h"
 
 namespace
 {
@@ -80,6 +81,7 @@ void fuzz::check(Input aInput)
             qzsim::describeCall(call.mFunction, call.mArguments);
             fillMemory(call.mResults);
         }
+        expect(!qzsim::scenarioOf(recording).empty(), "a recording has a scenario");
     }
     catch (qzsim::RecordingError const&)
     {

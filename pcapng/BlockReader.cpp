@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "pcapng/Format.h"
 
@@ -24,20 +25,54 @@ std::optional<ByteOrder> orderOf(unsigned char const* aMagic)
     return {};
 }
 
-/// Distinguishes the byte orders as long as no section says one.
-bool hasFittingFields(std::uint32_t aType, Bytes aBody, ByteOrder aOrder)
+/// Whether the options end within the bytes.
+bool areOptionsWhole(Bytes aOptions, ByteOrder aOrder)
+{
+    std::size_t place = 0;
+    while (place < aOptions.mSize)
+    {
+        unsigned char const* const option = aOptions.mData + place;
+        auto const number = readNumber<std::uint16_t>(option, aOrder);
+        std::size_t const size = readNumber<std::uint16_t>(option + sizeof number, aOrder);
+        if (number == static_cast<std::uint16_t>(Option::end))
+        {
+            return size == 0;
+        }
+        place += alignment + size + paddingAfter(size);
+    }
+    return place == aOptions.mSize;
+}
+
+/// @param aIsSearched whether the bytes may be anything; else they follow a block
+bool isPacket(Bytes aBody, ByteOrder aOrder, bool aIsSearched)
+{
+    if (aBody.mSize < packetHeadSize)
+    {
+        return false;
+    }
+    auto const captured = readNumber<std::uint32_t>(aBody.mData + capturedSizeAt, aOrder);
+    auto const original = readNumber<std::uint32_t>(aBody.mData + originalSizeAt, aOrder);
+    if (captured > aBody.mSize - packetHeadSize ||
+        (aIsSearched && !arePacketSizes(aBody.mSize, captured, original)))
+    {
+        return false;
+    }
+    std::size_t const start = packetHeadSize + captured + paddingAfter(captured);
+    return areOptionsWhole({aBody.mData + start, aBody.mSize - start}, aOrder);
+}
+
+/// Distinguishes blocks from data that look like one, and the byte orders as long as no section says one.
+/// @param aIsSearched see isPacket()
+bool hasFittingFields(std::uint32_t aType, Bytes aBody, ByteOrder aOrder, bool aIsSearched)
 {
     constexpr std::size_t reserved = 2;
     switch (static_cast<BlockType>(aType))
     {
         case BlockType::enhancedPacket:
-            return aBody.mSize >= packetHeadSize &&
-                   arePacketSizes(aBody.mSize,
-                                  readNumber<std::uint32_t>(aBody.mData + capturedSizeAt, aOrder),
-                                  readNumber<std::uint32_t>(aBody.mData + originalSizeAt, aOrder));
+            return isPacket(aBody, aOrder, aIsSearched);
         case BlockType::interfaceDescription:
-            return aBody.mSize >= 2 * alignment &&
-                   readNumber<std::uint16_t>(aBody.mData + reserved, aOrder) == 0;
+            return !aIsSearched || (aBody.mSize >= 2 * alignment &&
+                                    readNumber<std::uint16_t>(aBody.mData + reserved, aOrder) == 0);
         default:
             return true;
     }
@@ -134,11 +169,21 @@ BlockReader::Candidate BlockReader::candidate() const
 /// @param aOrder the byte order, unless a section begins here, which says its own
 BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
 {
-    if (mWindow.size() < smallestBlock)
+    Candidate const found = blockAt(0, aOrder, mGap || !mOrder);
+    bool const isFalse = found.mFinding == Finding::block && crossesBlocks(found);
+    return isFalse ? Candidate{Finding::damage} : found;
+}
+
+/// @param aPlace      in the window
+/// @param aIsSearched whether the bytes at the place may be anything; else they follow a block
+BlockReader::Candidate BlockReader::blockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched) const
+{
+    std::size_t const available = mWindow.size() - aPlace;
+    if (available < smallestBlock)
     {
         return {Finding::needsMore};
     }
-    unsigned char const* const bytes = mWindow.data();
+    unsigned char const* const bytes = mWindow.data() + aPlace;
     ByteOrder order = aOrder;
     auto const type = readNumber<std::uint32_t>(bytes, order);
     if (type == static_cast<std::uint32_t>(BlockType::sectionHeader))
@@ -152,7 +197,7 @@ BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
     }
     std::size_t const size = readNumber<std::uint32_t>(bytes + sizeof type, order);
     bool const isPlausible = size >= smallestBlock && size % alignment == 0;
-    if (!isPlausible || ((mGap || !mOrder) && !isUsual(type)))
+    if (!isPlausible || (aIsSearched && !isUsual(type)))
     {
         return {Finding::damage};
     }
@@ -160,7 +205,7 @@ BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
     {
         return {Finding::damage, type, isUsual(type) ? size : 0};
     }
-    if (size > mWindow.size())
+    if (size > available)
     {
         return {Finding::needsMore};
     }
@@ -168,8 +213,38 @@ BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
     {
         return {Finding::damage};
     }
-    bool const fits = mOrder || hasFittingFields(type, {bytes + blockHeadSize, size - smallestBlock}, order);
+    bool const fits =
+        hasFittingFields(type, {bytes + blockHeadSize, size - smallestBlock}, order, aIsSearched);
     return fits ? Candidate{Finding::block, type, size, order} : Candidate{Finding::damage};
+}
+
+/// Whether the block is the start of one block and the start of another one: behind a block that is cut, the length of
+/// a following block of the same size can be where its own repeated length should be. The blocks in it do not end with
+/// it then, unlike blocks that are the data of a packet. Only the bytes in the window are examined, because waiting for
+/// more would delay the last packet of a pipe.
+bool BlockReader::crossesBlocks(Candidate const& aBlock) const
+{
+    if (blockAt(aBlock.mSize, aBlock.mOrder, false).mFinding != Finding::damage)
+    {
+        return false;
+    }
+    // Blocks that follow each other can be as many as the places, so each place is examined once.
+    std::vector<bool> isExamined(aBlock.mSize);
+    for (std::size_t first = 1; first < aBlock.mSize; ++first)
+    {
+        std::size_t place = first;
+        while (place < aBlock.mSize && !isExamined[place])
+        {
+            isExamined[place] = true;
+            Candidate const found = blockAt(place, aBlock.mOrder, true);
+            place += found.mFinding == Finding::block ? found.mSize : 0;
+        }
+        if (place > aBlock.mSize)
+        {
+            return true;
+        }
+    }
+    return false;
 }
 
 Block BlockReader::take(Candidate const& aCandidate)

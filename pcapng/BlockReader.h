@@ -14,7 +14,7 @@
 
 namespace pcapng
 {
-/// A block whose two lengths agree. Its body is not checked.
+/// A block whose two lengths agree. Only the body of a packet is checked.
 struct Block
 {
     std::uint64_t mPosition;  ///< in bytes from the start of the input
@@ -33,6 +33,7 @@ struct Gap
     std::uint64_t mSize;
     bool mIsAtEnd;                ///< whether the input ends with these bytes, as after an interrupted write
     std::uint64_t mTooLarge = 0;  ///< size in bytes of the block that begins here and is too large; else 0
+    bool mIsSection = false;      ///< whether it is a section header that cannot be read
 };
 
 /// Reads block after block. After damage it continues with the next bytes that look like a whole block of a type that
@@ -74,6 +75,8 @@ private:
 
     Candidate candidate() const;
     Candidate candidate(ByteOrder aOrder) const;
+    Candidate blockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched) const;
+    bool crossesBlocks(Candidate const& aBlock) const;
     std::optional<Block> nextInOrder(AtEnd aAtEnd);
     std::optional<Gap> search(AtEnd aAtEnd);
     Block take(Candidate const& aCandidate);

@@ -4,16 +4,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace pcapng
 {
 enum class BlockType : std::uint32_t
 {
     interfaceDescription = 1,
+    obsoletePacket = 2,
     simplePacket = 3,
     nameResolution = 4,
     interfaceStatistics = 5,
     enhancedPacket = 6,
+    journalEntry = 9,
+    decryptionSecrets = 10,
+    firstSystemCall = 0x201,  // this and the following types are for tools that trace system calls
+    lastSystemCall = 0x2ff,
+    custom = 0xbad,
+    customPrivate = 0x40000bad,
     sectionHeader = 0x0a0d0d0a,  // the same in both byte orders
 };
 
@@ -29,8 +37,9 @@ constexpr bool isUsual(std::uint32_t aType)
         case BlockType::enhancedPacket:
         case BlockType::sectionHeader:
             return true;
+        default:
+            return false;
     }
-    return false;
 }
 
 constexpr std::uint32_t byteOrderMagic = 0x1a2b3c4d;
@@ -86,6 +95,25 @@ enum class Option : std::uint16_t
     received = 4,
     dropped = 5,
 };
+
+/// The size in bytes that readers require of an option; 0 for any size.
+constexpr std::size_t fixedSizeOf(BlockType aType, std::uint16_t aOption)
+{
+    constexpr std::size_t ofInterface[] = {0, 0, 0, 0, 8, 16, 6, 8, 8, 1, 4, 0, 0, 1, 8};
+    constexpr std::size_t ofPacket[] = {0, 0, 4, 0, 8, 8, 4};
+    constexpr std::size_t ofStatistics[] = {0, 0, 8, 8, 8, 8, 8, 8, 8};
+    switch (aType)
+    {
+        case BlockType::interfaceDescription:
+            return aOption < std::size(ofInterface) ? ofInterface[aOption] : 0;
+        case BlockType::enhancedPacket:
+            return aOption < std::size(ofPacket) ? ofPacket[aOption] : 0;
+        case BlockType::interfaceStatistics:
+            return aOption < std::size(ofStatistics) ? ofStatistics[aOption] : 0;
+        default:
+            return 0;
+    }
+}
 
 constexpr std::size_t paddingAfter(std::size_t aSize) { return (alignment - aSize % alignment) % alignment; }
 }  // namespace pcapng

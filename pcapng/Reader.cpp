@@ -30,7 +30,10 @@ public:
 class Fields
 {
 public:
-    explicit Fields(Block const& aBlock) : mLeft(aBlock.mBody), mOrder(aBlock.mOrder) {}
+    explicit Fields(Block const& aBlock)
+        : mLeft(aBlock.mBody), mOrder(aBlock.mOrder), mType(static_cast<BlockType>(aBlock.mType))
+    {
+    }
 
     template <typename Number>
     Number number()
@@ -59,13 +62,19 @@ public:
     {
         while (mLeft.mSize != 0)
         {
-            auto const option = static_cast<Option>(number<std::uint16_t>());
-            auto const size = number<std::uint16_t>();
+            auto const number = this->number<std::uint16_t>();
+            auto const option = static_cast<Option>(number);
+            auto const size = this->number<std::uint16_t>();
+            std::size_t const required = fixedSizeOf(mType, number);
+            if ((required != 0 && size != required) || (option == Option::end && size != 0))
+            {
+                throw BadBody();
+            }
             if (option == Option::end)
             {
                 return;
             }
-            Fields value(padded(size), mOrder);
+            Fields value(padded(size), mOrder, mType);
             aFunction(option, value);
         }
     }
@@ -73,7 +82,7 @@ public:
     std::string text() const { return {mLeft.begin(), mLeft.end()}; }
 
 private:
-    Fields(Bytes aBytes, ByteOrder aOrder) : mLeft(aBytes), mOrder(aOrder) {}
+    Fields(Bytes aBytes, ByteOrder aOrder, BlockType aType) : mLeft(aBytes), mOrder(aOrder), mType(aType) {}
 
     Bytes take(std::size_t aSize)
     {
@@ -88,6 +97,7 @@ private:
 
     Bytes mLeft;
     ByteOrder mOrder;
+    BlockType mType;
 };
 
 /// @param aResolution as if_tsresol: a negative power of 10, or of 2 if the highest bit is set
@@ -110,6 +120,74 @@ std::uint64_t unitsPerSecond(std::uint8_t aResolution)
     return units;
 }
 
+/// The form of the blocks depends on the version. 1.2 is 1.0 with more types of blocks.
+/// @param aMajor the major version, which precedes the fields
+void expectVersion(std::uint16_t aMajor, Fields& aFields)
+{
+    constexpr std::uint16_t minorVersion = 0;
+    constexpr std::uint16_t laterMinorVersion = 2;
+    auto const minor = aFields.number<std::uint16_t>();
+    if (aMajor != majorVersion || (minor != minorVersion && minor != laterMinorVersion))
+    {
+        throw BadBody();
+    }
+}
+
+/// Names for addresses, up to an empty record.
+void expectNameRecords(Fields& aFields)
+{
+    constexpr std::uint16_t end = 0;
+    constexpr std::uint16_t ofIpv4 = 1;
+    constexpr std::uint16_t ofIpv6 = 2;
+    constexpr std::size_t smallest[] = {0, 4, 16};
+    for (;;)
+    {
+        auto const type = aFields.number<std::uint16_t>();
+        Bytes const value = aFields.padded(aFields.number<std::uint16_t>());
+        if (type == end && value.mSize == 0)
+        {
+            return;
+        }
+        bool const isAddress = type == ofIpv4 || type == ofIpv6;
+        if (type == end || (isAddress && (value.mSize <= smallest[type] || *(value.end() - 1) != 0)))
+        {
+            throw BadBody();
+        }
+    }
+}
+
+void expectOther(Block const& aBlock)
+{
+    Fields fields(aBlock);
+    switch (static_cast<BlockType>(aBlock.mType))
+    {
+        case BlockType::obsoletePacket:
+        case BlockType::simplePacket:
+        case BlockType::journalEntry:
+            throw BadBody();
+        case BlockType::nameResolution:
+            expectNameRecords(fields);
+            fields.forEachOption([](Option, Fields const&) {});
+            break;
+        case BlockType::decryptionSecrets:
+            fields.number<std::uint32_t>();  // what the secrets are
+            fields.padded(fields.number<std::uint32_t>());
+            fields.forEachOption([](Option, Fields const&) {});
+            break;
+        case BlockType::custom:
+        case BlockType::customPrivate:
+            fields.number<std::uint32_t>();  // who defines the data
+            break;
+        default:
+            if (aBlock.mType >= static_cast<std::uint32_t>(BlockType::firstSystemCall) &&
+                aBlock.mType <= static_cast<std::uint32_t>(BlockType::lastSystemCall))
+            {
+                throw BadBody();
+            }
+            break;
+    }
+}
+
 Time nanoseconds(std::uint64_t aUnits, std::uint64_t aUnitsPerSecond)
 {
     if (aUnitsPerSecond == nanosecondsPerSecond)
@@ -121,6 +199,19 @@ Time nanoseconds(std::uint64_t aUnits, std::uint64_t aUnitsPerSecond)
            static_cast<Time>(rest / static_cast<long double>(aUnitsPerSecond));
 }
 }  // namespace
+
+bool isWholeOther(Block const& aBlock)
+{
+    try
+    {
+        expectOther(aBlock);
+        return true;
+    }
+    catch (BadBody const&)
+    {
+        return false;
+    }
+}
 
 std::optional<Item> Reader::next(AtEnd aAtEnd)
 {
@@ -144,7 +235,8 @@ std::optional<Item> Reader::next(AtEnd aAtEnd)
     }
     catch (BadBody const&)
     {
-        return Gap{block.mPosition, block.mBody.mSize + smallestBlock, false};
+        return Gap{block.mPosition, block.mBody.mSize + smallestBlock, false, 0,
+                   block.mType == static_cast<std::uint32_t>(BlockType::sectionHeader)};
     }
 }
 
@@ -167,9 +259,15 @@ Item Reader::itemOf(Block const& aBlock)
 
 Item Reader::readSection(Block const& aBlock)
 {
-    constexpr std::size_t magicAndVersionAndLength = 16;
+    // The former section ends here even if this header cannot be read.
+    mInterfaces.clear();
+    mHasGap = false;
+    mIsUncertain = false;
+    mSection.reset();
     Fields fields(aBlock);
-    fields.padded(magicAndVersionAndLength);
+    fields.number<std::uint32_t>();  // magic
+    expectVersion(fields.number<std::uint16_t>(), fields);
+    fields.number<std::uint64_t>();  // size of the section
     Section section;
     fields.forEachOption(
         [&](Option aOption, Fields const& aValue)
@@ -192,9 +290,6 @@ Item Reader::readSection(Block const& aBlock)
                     break;
             }
         });
-    mInterfaces.clear();
-    mHasGap = false;
-    mIsUncertain = false;
     mSection = section;
     return SectionStart{aBlock.mPosition, &*mSection};
 }

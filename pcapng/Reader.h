@@ -47,6 +47,11 @@ struct OtherBlock
 
 using Item = std::variant<SectionStart, InterfaceStart, Packet, Statistics, Gap, OtherBlock>;
 
+/// Whether a block of a type that Reader does not read is as the format requires. Content of types that are not known is
+/// not checked.
+/// @return false for other forms of packets, which depend on the interfaces or on rules of other programs
+bool isWholeOther(Block const& aBlock);
+
 /// A block whose content contradicts its length is a gap. The number of an interface is its place in its section, so
 /// damage before an interface description makes the numbers uncertain. The reader then attributes no further packet to
 /// an interface or a section until the next section begins.

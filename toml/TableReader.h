@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -31,12 +32,24 @@ struct Key
     void (*mRead)(TomlValue const& aValue, Record& aRecord);
 };
 
-template <typename Record, std::size_t count>
-void refuseUnknownKeys(TomlValue::Table const& aEntries, std::string_view aTitle,
-                       Key<Record> const (&aKeys)[count])
+/// @return the keys of both lists, in their order
+template <typename Record, std::size_t firstCount, std::size_t secondCount>
+constexpr std::array<Key<Record>, firstCount + secondCount> joined(Key<Record> const (&aFirst)[firstCount],
+                                                                   Key<Record> const (&aSecond)[secondCount])
+{
+    std::array<Key<Record>, firstCount + secondCount> keys{};
+    for (std::size_t i = 0; i < keys.size(); ++i)
+    {
+        keys[i] = i < firstCount ? aFirst[i] : aSecond[i - firstCount];
+    }
+    return keys;
+}
+
+template <typename Keys>
+void refuseUnknownKeys(TomlValue::Table const& aEntries, std::string_view aTitle, Keys const& aKeys)
 {
     std::vector<std::string> names;
-    for (Key<Record> const& key : aKeys)
+    for (auto const& key : aKeys)
     {
         names.emplace_back(key.mName);
     }
@@ -57,12 +70,11 @@ void refuseUnknownKeys(TomlValue::Table const& aEntries, std::string_view aTitle
                                 inQuotes(aKey), aTitle));
 }
 
-/// Reads a table in the order of aKeys, so a key can depend on keys before it.
+/// Reads a table in the order of aKeys, a list of Key<Record>, so a key can depend on keys before it.
 /// @param aTitle name of the table in messages, such as "[[adapter]]"
 /// @throws TomlError when a key is unknown, or a required key is missing
-template <typename Record, std::size_t count>
-void readTable(TomlValue const& aTable, std::string_view aTitle, Key<Record> const (&aKeys)[count],
-               Record& aRecord)
+template <typename Record, typename Keys>
+void readTable(TomlValue const& aTable, std::string_view aTitle, Keys const& aKeys, Record& aRecord)
 {
     refuseUnknownKeys(aTable.as<TomlValue::Table>(fmt::format("a table {}", aTitle)), aTitle, aKeys);
     for (Key<Record> const& key : aKeys)
@@ -83,9 +95,9 @@ void readTable(TomlValue const& aTable, std::string_view aTitle, Key<Record> con
 /// @param aInitial initial value of each record
 /// @param aTake    called with each table and its record
 /// @throws TomlError when a table is invalid
-template <typename Record, std::size_t count, typename Take>
-void readTables(TomlValue const& aTables, std::string_view aTitle, Key<Record> const (&aKeys)[count],
-                Record const& aInitial, Take aTake)
+template <typename Record, typename Keys, typename Take>
+void readTables(TomlValue const& aTables, std::string_view aTitle, Keys const& aKeys, Record const& aInitial,
+                Take aTake)
 {
     for (TomlValue const& table : aTables.as<TomlValue::Array>(fmt::format("tables {}", aTitle)))
     {

@@ -23,14 +23,6 @@ namespace
 constexpr mode_t onlyOwner = 0600;
 constexpr std::size_t usualWrite = std::size_t{1} << 20U;
 
-pcapng::Section sectionOfHost()
-{
-    utsname host{};
-    ::uname(&host);
-    return {host.nodename, fmt::format("{} {} {} {}", host.sysname, host.release, host.version, host.machine),
-            "qzsim " QZSIM_VERSION, fmt::format("recording=1 word_size={}", 8 * sizeof(void*))};
-}
-
 char const* descriptionOf(std::string_view aLibrary)
 {
     return aLibrary == configurationPath   ? "common library"
@@ -39,14 +31,22 @@ char const* descriptionOf(std::string_view aLibrary)
 }
 }  // namespace
 
-RecordingFile::RecordingFile(std::string const& aPath)
+pcapng::Section sectionOfHost()
+{
+    utsname host{};
+    ::uname(&host);
+    return {host.nodename, fmt::format("{} {} {} {}", host.sysname, host.release, host.version, host.machine),
+            "qzsim " QZSIM_VERSION, fmt::format("recording=1 word_size={}", 8 * sizeof(void*))};
+}
+
+RecordingFile::RecordingFile(std::string const& aPath, pcapng::Section const& aHost)
     : mPath(aPath), mFile(::open(aPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner))
 {
     if (mFile.number() < 0)
     {
         refuse(errno);
     }
-    mBlocks.add(sectionOfHost());
+    mBlocks.add(aHost);
     flush();
 }
 
@@ -83,7 +83,7 @@ void RecordingFile::flush()
         {
             int const error = errno;
             // A block that was cut would look like damage.
-            static_cast<void>(::ftruncate(mFile.number(), static_cast<off_t>(mSize)));
+            static_cast<void>(::ftruncate(mFile.number(), static_cast<off_t>(mSize)) == 0);
             refuse(error);
         }
         done += count > 0 ? static_cast<std::size_t>(count) : 0;

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "pcapng/BlockWriter.h"
+#include "pcapng/Blocks.h"
 #include "simulator/control/Descriptor.h"
 #include "simulator/recording/Ring.h"
 
@@ -22,13 +23,17 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// @return the section of recordings of this host
+pcapng::Section sectionOfHost();
+
 /// A new file, which only its owner can read. Each write adds whole blocks.
 class RecordingFile
 {
 public:
-    /// Creates the file with the section of this host.
+    /// Creates the file.
+    /// @param aHost its section
     /// @throws RecordingWriteError when the file exists or cannot be created
-    explicit RecordingFile(std::string const& aPath);
+    RecordingFile(std::string const& aPath, pcapng::Section const& aHost);
 
     /// Adds a packet, after the description of its interface if there is none yet.
     void add(Ring::Record const& aRecord);

@@ -7,8 +7,12 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <deque>
+#include <iterator>
 #include <map>
 #include <optional>
+#include <set>
+#include <string>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -30,24 +34,43 @@ namespace
 {
 using Bytes = std::vector<std::uint8_t>;
 
+/// What a call is for.
+struct Subject
+{
+    std::string mAdapter;                 ///< name; empty for none
+    Bytes mTarget;                        ///< of a SCSI command; otherwise empty
+    std::optional<std::uint32_t> mBoard;  ///< of a call of the diagnostic library
+
+    bool operator==(Subject const& aOther) const
+    {
+        return mAdapter == aOther.mAdapter && mTarget == aOther.mTarget && mBoard == aOther.mBoard;
+    }
+    bool operator<(Subject const& aOther) const
+    {
+        return std::tie(mAdapter, mTarget, mBoard) < std::tie(aOther.mAdapter, aOther.mTarget, aOther.mBoard);
+    }
+};
+
 /// Calls of a function that failed one after another.
 struct SeenFault
 {
     std::string mFunction;
-    std::string mAdapter;
-    Bytes mTarget;       ///< of a SCSI command; otherwise empty
-    std::size_t mFirst;  ///< counted among the calls for the adapter and the target
+    Subject mSubject;
+    std::size_t mFirst;  ///< counted among the calls of the function for the subject
     std::size_t mLast;
     std::uint32_t mStatus;
     Bytes mSense;
 };
 
+/// The attributes of a port; none if they could not be read.
+using SeenAttributes = std::optional<HBA_PORTATTRIBUTES>;
+
 /// What the calls have shown of a port.
 struct SeenPort
 {
-    std::optional<HBA_PORTATTRIBUTES> mAttributes;
+    SeenAttributes mAttributes;
     std::optional<HBA_PORTSTATISTICS> mStatistics;
-    std::map<std::uint32_t, HBA_PORTATTRIBUTES> mRemotePorts;
+    std::map<std::uint32_t, SeenAttributes> mRemotePorts;
 };
 
 struct SeenAdapter
@@ -56,6 +79,7 @@ struct SeenAdapter
     std::optional<HBA_ADAPTERATTRIBUTES> mAttributes;
     std::map<std::uint32_t, SeenPort> mPorts;
     std::vector<HBA_FCPSCSIENTRY> mMappings;
+    std::set<Bytes> mTargets;            ///< names of the ports to which SCSI commands were sent
     std::map<Bytes, Bytes> mInquiries;   ///< by the name of the target and the bytes of the LUN
     std::map<Bytes, Bytes> mCapacities;  ///< the same
 };
@@ -146,6 +170,8 @@ std::string fc4TypesText(HBA_FC4TYPES const& aTypes)
     return fmt::format("[{}]", fmt::join(types, ", "));
 }
 
+Bytes bytesOf(HBA_WWN const& aName) { return {std::begin(aName.wwn), std::end(aName.wwn)}; }
+
 /// @return a list of the bits of the number
 std::string bitsText(std::uint32_t aNumber)
 {
@@ -171,6 +197,18 @@ public:
         mText += fmt::format("{} = {}\n", aName, aValue);
     }
     void comment(std::string_view aText) { mText += fmt::format("# {}\n", aText); }
+
+    /// A name that is not in the recording.
+    void inventedName(std::string_view aName)
+    {
+        ++mInvented;
+        HBA_WWN name{};
+        for (std::size_t i = 0; i < sizeof mInvented; ++i)
+        {
+            name.wwn[sizeof name.wwn - 1 - i] = static_cast<unsigned char>(mInvented >> (i * CHAR_BIT));
+        }
+        key(aName, nameText(name.wwn));
+    }
 
     void text(std::string_view aName, std::string_view aValue)
     {
@@ -211,6 +249,7 @@ public:
 
 private:
     std::string mText;
+    std::uint32_t mInvented = 0;
 };
 
 /// Collects what the calls have shown.
@@ -221,10 +260,7 @@ public:
     {
         for (RecordedCall const& call : aRecording.calls())
         {
-            if (call.mLibrary != vendorLibraryPath)
-            {
-                take(call);
-            }
+            call.mLibrary == vendorLibraryPath ? takeOfBoard(call) : take(call);
         }
     }
 
@@ -237,8 +273,65 @@ private:
     {
         auto const found = std::find_if(mAdapters.begin(), mAdapters.end(),
                                         [&](SeenAdapter const& aAdapter) { return aAdapter.mName == aName; });
-        return found == mAdapters.end() ? mAdapters.emplace_back(SeenAdapter{aName, {}, {}, {}, {}, {}})
+        return found == mAdapters.end() ? mAdapters.emplace_back(SeenAdapter{aName, {}, {}, {}, {}, {}, {}})
                                         : *found;
+    }
+
+    void takeOfBoard(RecordedCall const& aCall)
+    {
+        std::optional<Call> const call = callNamed(aCall.mFunction);
+        if (call && concernsBoard(*call))
+        {
+            count(aCall, {{}, {}, valueOf<std::uint32_t>(aCall.mArguments, "board")},
+                  aCall.mReturned.value_or(0));
+        }
+    }
+
+    /// Counts a call. A call that failed is a fault.
+    void count(RecordedCall const& aCall, Subject const& aSubject, std::uint32_t aStatus)
+    {
+        std::size_t const number = ++mCounts[{aCall.mFunction, aSubject}];
+        // The number of mappings is found by a call with too little room.
+        if (aStatus != HBA_STATUS_OK && aStatus != HBA_STATUS_ERROR_MORE_DATA)
+        {
+            addFault({aCall.mFunction, aSubject, number, number, aStatus, bytesOf(aCall.mResults, "sense")});
+        }
+    }
+
+    /// An adapter whose name could not be read has an invented one until it can be read.
+    void takeName(RecordedCall const& aCall, std::uint32_t aStatus)
+    {
+        std::string& name = mNames[{aCall.mLibrary, valueOf<std::uint32_t>(aCall.mArguments, "index")}];
+        if (aStatus == HBA_STATUS_OK)
+        {
+            std::string const found = textOfValue(aCall.mResults, "name");
+            rename(name.empty() ? found : name, found);
+            name = found;
+        }
+        else if (name.empty())
+        {
+            name = fmt::format("unnamed-{}", mAdapters.size());
+        }
+        adapterNamed(name);
+        count(aCall, {name, {}, {}}, aStatus);
+    }
+
+    void rename(std::string const& aOld, std::string const& aNew)
+    {
+        for (SeenAdapter& adapter : mAdapters)
+        {
+            adapter.mName = adapter.mName == aOld ? aNew : adapter.mName;
+        }
+        for (SeenFault& fault : mFaults)
+        {
+            fault.mSubject.mAdapter = fault.mSubject.mAdapter == aOld ? aNew : fault.mSubject.mAdapter;
+        }
+        auto const name = Subject{aOld, {}, {}};
+        if (auto const counted = mCounts.find({"HBA_GetAdapterName", name});
+            aOld != aNew && counted != mCounts.end())
+        {
+            mCounts[{"HBA_GetAdapterName", {aNew, {}, {}}}] = counted->second;
+        }
     }
 
     void take(RecordedCall const& aCall)
@@ -246,15 +339,26 @@ private:
         std::uint32_t const returned = aCall.mReturned.value_or(0);
         if (aCall.mFunction == "HBA_OpenAdapter")
         {
-            if (returned != HBA_HANDLE_INVALID)
+            std::string const name = textOfValue(aCall.mArguments, "name");
+            bool const isOpen = returned != HBA_HANDLE_INVALID;
+            count(aCall, {name, {}, {}}, isOpen ? HBA_STATUS_OK : HBA_STATUS_ERROR);
+            if (isOpen)
             {
-                mOpen[{aCall.mLibrary, returned}] = textOfValue(aCall.mArguments, "name");
+                mOpen[{aCall.mLibrary, returned}] = name;
             }
             return;
         }
-        if (aCall.mFunction == "HBA_GetAdapterName" && returned == HBA_STATUS_OK)
+        if (aCall.mFunction == "HBA_GetAdapterName")
         {
-            adapterNamed(textOfValue(aCall.mResults, "name"));
+            if (returned != HBA_STATUS_ERROR_ILLEGAL_INDEX)
+            {
+                takeName(aCall, returned);
+            }
+            return;
+        }
+        if (aCall.mFunction == "HBA_LoadLibrary")
+        {
+            count(aCall, {}, returned);
             return;
         }
         auto const open = mOpen.find({aCall.mLibrary, valueOf<std::uint32_t>(aCall.mArguments, "handle")});
@@ -263,16 +367,30 @@ private:
             return;
         }
         Bytes const target = bytesOf(aCall.mArguments, "target");
-        std::size_t const number = ++mCounts[{aCall.mFunction, open->second, target}];
-        // The number of mappings is found by a call with too little room.
+        count(aCall, {open->second, target, {}}, returned);
+        SeenAdapter& adapter = adapterNamed(open->second);
+        adapter.mTargets.insert(target);
         if (returned == HBA_STATUS_OK || returned == HBA_STATUS_ERROR_MORE_DATA)
         {
-            takeAnswer(aCall, adapterNamed(open->second));
+            takeAnswer(aCall, adapter);
         }
-        else
+        else if (returned != HBA_STATUS_ERROR_ILLEGAL_INDEX)
         {
-            addFault({aCall.mFunction, open->second, target, number, number, returned,
-                      bytesOf(aCall.mResults, "sense")});
+            takeFailure(aCall, adapter);
+        }
+    }
+
+    /// A port whose attributes cannot be read has its place among the others.
+    static void takeFailure(RecordedCall const& aCall, SeenAdapter& aAdapter)
+    {
+        if (aCall.mFunction == "HBA_GetAdapterPortAttributes" ||
+            aCall.mFunction == "HBA_GetDiscoveredPortAttributes")
+        {
+            SeenPort& port = aAdapter.mPorts[valueOf<std::uint32_t>(aCall.mArguments, "port")];
+            if (aCall.mArguments.contains("discovered_port"))
+            {
+                port.mRemotePorts[valueOf<std::uint32_t>(aCall.mArguments, "discovered_port")];
+            }
         }
     }
 
@@ -281,8 +399,8 @@ private:
         auto const isBefore = [&](SeenFault const& aOther)
         {
             return aOther.mLast + 1 == aFault.mFirst && aOther.mFunction == aFault.mFunction &&
-                   aOther.mAdapter == aFault.mAdapter && aOther.mTarget == aFault.mTarget &&
-                   aOther.mStatus == aFault.mStatus && aOther.mSense == aFault.mSense;
+                   aOther.mSubject == aFault.mSubject && aOther.mStatus == aFault.mStatus &&
+                   aOther.mSense == aFault.mSense;
         };
         auto const before = std::find_if(mFaults.rbegin(), mFaults.rend(), isBefore);
         if (before == mFaults.rend())
@@ -347,7 +465,9 @@ private:
 
     std::vector<SeenAdapter> mAdapters;
     std::map<std::pair<std::string, std::uint32_t>, std::string> mOpen;  ///< adapters by library and handle
-    std::map<std::tuple<std::string, std::string, Bytes>, std::size_t> mCounts;
+    std::map<std::pair<std::string, std::uint32_t>, std::string>
+        mNames;  ///< of adapters by library and index
+    std::map<std::pair<std::string, Subject>, std::size_t> mCounts;
     std::vector<SeenFault> mFaults;
 };
 
@@ -437,35 +557,128 @@ void writeLun(Writer& aWriter, SeenAdapter const& aAdapter, HBA_FCPSCSIENTRY con
     }
 }
 
-void writeRemotePort(Writer& aWriter, SeenAdapter const& aAdapter, HBA_PORTATTRIBUTES const& aPort,
-                     bool aIsInteger)
+/// What follows the attributes of a remote port.
+void writeLuns(Writer& aWriter, SeenAdapter const& aAdapter, HBA_WWN const& aName, bool aIsInteger)
 {
     std::vector<std::pair<std::uint16_t, HBA_FCPSCSIENTRY const*>> luns;
     for (HBA_FCPSCSIENTRY const& entry : aAdapter.mMappings)
     {
         std::optional<std::uint16_t> const lun = lunOf(entry, aIsInteger);
-        if (lun && std::memcmp(entry.FcpId.PortWWN.wwn, aPort.PortWWN.wwn, sizeof aPort.PortWWN.wwn) == 0)
+        if (lun && bytesOf(entry.FcpId.PortWWN) == bytesOf(aName))
         {
             luns.emplace_back(*lun, &entry);
         }
     }
-    aWriter.table("adapter.port.remote");
-    aWriter.port(aPort);
-    aWriter.key("role", quotedText(luns.empty() ? "initiator" : "target"));
+    bool const isTarget = !luns.empty() || aAdapter.mTargets.count(bytesOf(aName)) != 0;
+    aWriter.key("role", quotedText(isTarget ? "target" : "initiator"));
     for (auto const& [lun, entry] : luns)
     {
         writeLun(aWriter, aAdapter, *entry, lun);
     }
 }
 
-void writePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenPort const& aPort, bool aIsInteger)
+/// A remote port. If its attributes could not be read, it may still be a target of the adapter.
+struct SeenRemotePort
 {
-    if (!aPort.mAttributes)
+    SeenAttributes mAttributes;
+    std::optional<HBA_FCPID> mTarget;
+};
+
+void writeRemotePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenRemotePort const& aPort,
+                     bool aIsInteger)
+{
+    aWriter.table("adapter.port.remote");
+    if (aPort.mAttributes)
     {
+        aWriter.port(*aPort.mAttributes);
+        writeLuns(aWriter, aAdapter, aPort.mAttributes->PortWWN, aIsInteger);
         return;
     }
+    aWriter.comment("The attributes are not in the recording.");
+    if (aPort.mTarget)
+    {
+        aWriter.key("port_wwn", nameText(aPort.mTarget->PortWWN.wwn));
+        aWriter.name("node_wwn", aPort.mTarget->NodeWWN);
+        aWriter.key("fc_id", fmt::format("0x{:06x}", aPort.mTarget->FcId & highestFcId));
+        writeLuns(aWriter, aAdapter, aPort.mTarget->PortWWN, aIsInteger);
+        return;
+    }
+    aWriter.inventedName("port_wwn");
+    aWriter.key("role", quotedText("initiator"));
+}
+
+/// @return the targets whose attributes could not be read
+std::deque<HBA_FCPID> unreadTargets(SeenAdapter const& aAdapter)
+{
+    std::set<Bytes> known;
+    for (auto const& [number, port] : aAdapter.mPorts)
+    {
+        for (auto const& [index, remote] : port.mRemotePorts)
+        {
+            known.insert(remote ? bytesOf(remote->PortWWN) : Bytes());
+        }
+    }
+    std::deque<HBA_FCPID> targets;
+    for (HBA_FCPSCSIENTRY const& entry : aAdapter.mMappings)
+    {
+        if (known.insert(bytesOf(entry.FcpId.PortWWN)).second)
+        {
+            targets.push_back(entry.FcpId);
+        }
+    }
+    return targets;
+}
+
+/// @return number of entries, of which some may be missing. A damaged recording may have any index
+template <typename Entries>
+std::uint32_t lengthOf(Entries const& aEntries)
+{
+    constexpr std::uint32_t most = 16384;
+    return aEntries.empty() ? 0 : std::min(aEntries.rbegin()->first, most - 1) + 1;
+}
+
+/// @param aUnread   targets of the adapter; those that the port gets are removed
+/// @param aTakesAll whether the port gets all of them
+std::vector<SeenRemotePort> remotePortsOf(SeenPort const& aPort, std::deque<HBA_FCPID>& aUnread,
+                                          bool aTakesAll)
+{
+    std::vector<SeenRemotePort> ports;
+    for (std::uint32_t index = 0; index < lengthOf(aPort.mRemotePorts) || (aTakesAll && !aUnread.empty());
+         ++index)
+    {
+        auto const found = aPort.mRemotePorts.find(index);
+        SeenRemotePort& port = ports.emplace_back();
+        if (found != aPort.mRemotePorts.end() && found->second)
+        {
+            port.mAttributes = found->second;
+        }
+        else if (!aUnread.empty())
+        {
+            port.mTarget = aUnread.front();
+            aUnread.pop_front();
+        }
+    }
+    return ports;
+}
+
+void writePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenPort const& aPort,
+               std::vector<SeenRemotePort> const& aRemotePorts, bool aIsInteger)
+{
     aWriter.table("adapter.port");
-    aWriter.port(*aPort.mAttributes);
+    if (!aPort.mAttributes)
+    {
+        aWriter.comment("The attributes are not in the recording.");
+        aWriter.inventedName("port_wwn");
+    }
+    else
+    {
+        aWriter.port(*aPort.mAttributes);
+        if (aPort.mAttributes->NumberofDiscoveredPorts != aRemotePorts.size())
+        {
+            aWriter.key("number_of_discovered_ports",
+                        std::to_string(aPort.mAttributes->NumberofDiscoveredPorts));
+        }
+    }
     if (aPort.mStatistics)
     {
         aWriter.single("adapter.port.statistics");
@@ -479,38 +692,48 @@ void writePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenPort const& aPo
                         }
                     });
     }
-    for (auto const& [index, remote] : aPort.mRemotePorts)
+    for (SeenRemotePort const& port : aRemotePorts)
     {
-        writeRemotePort(aWriter, aAdapter, remote, aIsInteger);
+        writeRemotePort(aWriter, aAdapter, port, aIsInteger);
     }
 }
 
-/// @return whether the scenario has the target
-bool hasTarget(Survey const& aSurvey, SeenFault const& aFault)
+/// @return whether the scenario of the adapter has the target
+bool hasTarget(SeenAdapter const& aAdapter, Bytes const& aTarget)
 {
-    auto const hasName = [&](auto const& aRemote) {
-        return std::equal(aFault.mTarget.begin(), aFault.mTarget.end(),
-                          std::begin(aRemote.second.PortWWN.wwn));
+    auto const isMapped = [&](HBA_FCPSCSIENTRY const& aEntry)
+    { return bytesOf(aEntry.FcpId.PortWWN) == aTarget; };
+    auto const isRemote = [&](auto const& aRemote)
+    { return aRemote.second && bytesOf(aRemote.second->PortWWN) == aTarget; };
+    auto const isAt = [&](auto const& aPort)
+    {
+        auto const& remotes = aPort.second.mRemotePorts;
+        return std::any_of(remotes.begin(), remotes.end(), isRemote);
     };
-    return std::any_of(aSurvey.adapters().begin(), aSurvey.adapters().end(),
-                       [&](SeenAdapter const& aAdapter)
-                       {
-                           return aAdapter.mName == aFault.mAdapter &&
-                                  std::any_of(aAdapter.mPorts.begin(), aAdapter.mPorts.end(),
-                                              [&](auto const& aPort)
-                                              {
-                                                  auto const& remotes = aPort.second.mRemotePorts;
-                                                  return std::any_of(remotes.begin(), remotes.end(), hasName);
-                                              });
-                       });
+    auto const& ports = aAdapter.mPorts;
+    auto const& mappings = aAdapter.mMappings;
+    return std::any_of(ports.begin(), ports.end(), isAt) ||
+           (!ports.empty() && std::any_of(mappings.begin(), mappings.end(), isMapped));
 }
 
-void writeFault(Writer& aWriter, Survey const& aSurvey, SeenFault const& aFault)
+/// @return whether a scenario can have the fault
+bool isKnown(Survey const& aSurvey, SeenFault const& aFault, std::uint32_t aBoards)
 {
-    bool const isKnown = callNamed(aFault.mFunction) &&
-                         (aFault.mTarget.empty() ||
-                          (aFault.mTarget.size() == sizeof HBA_WWN::wwn && hasTarget(aSurvey, aFault)));
-    if (!isKnown)
+    Subject const& subject = aFault.mSubject;
+    auto const isIn = [&](SeenAdapter const& aAdapter)
+    {
+        return aAdapter.mName == subject.mAdapter &&
+               (subject.mTarget.empty() || hasTarget(aAdapter, subject.mTarget));
+    };
+    return callNamed(aFault.mFunction) && (!subject.mBoard || *subject.mBoard < aBoards) &&
+           (subject.mAdapter.empty() ||
+            std::any_of(aSurvey.adapters().begin(), aSurvey.adapters().end(), isIn));
+}
+
+void writeFault(Writer& aWriter, Survey const& aSurvey, SeenFault const& aFault, std::uint32_t aBoards)
+{
+    Subject const& subject = aFault.mSubject;
+    if (!isKnown(aSurvey, aFault, aBoards))
     {
         aWriter.comment(fmt::format("{} returned {} in {} calls.", aFault.mFunction, aFault.mStatus,
                                     aFault.mLast - aFault.mFirst + 1));
@@ -518,15 +741,19 @@ void writeFault(Writer& aWriter, Survey const& aSurvey, SeenFault const& aFault)
     }
     aWriter.table("fault");
     aWriter.key("call", quotedText(aFault.mFunction));
-    aWriter.key("adapter", quotedText(aFault.mAdapter));
-    if (!aFault.mTarget.empty())
+    aWriter.text("adapter", subject.mAdapter);
+    if (!subject.mTarget.empty())
     {
-        aWriter.key("port_wwn", nameText(aFault.mTarget.data()));
+        aWriter.key("port_wwn", nameText(subject.mTarget.data()));
+    }
+    if (subject.mBoard)
+    {
+        aWriter.key("board", std::to_string(*subject.mBoard));
     }
     aWriter.key("nth", aFault.mFirst == aFault.mLast ? std::to_string(aFault.mFirst)
                                                      : fmt::format("\"{}-{}\"", aFault.mFirst, aFault.mLast));
-    aWriter.key("status", std::to_string(aFault.mStatus));
-    if (aFault.mStatus == HBA_STATUS_SCSI_CHECK_CONDITION && !aFault.mTarget.empty())
+    aWriter.key(subject.mBoard ? "result" : "status", std::to_string(aFault.mStatus));
+    if (aFault.mStatus == HBA_STATUS_SCSI_CHECK_CONDITION && !subject.mTarget.empty())
     {
         constexpr std::size_t key = 2;
         constexpr std::size_t code = 12;
@@ -564,10 +791,19 @@ void writeAdapter(Writer& aWriter, SeenAdapter const& aAdapter)
         aWriter.text("driver_name", textIn(attributes.DriverName));
         aWriter.name("node_wwn", attributes.NodeWWN);
         aWriter.key("vendor_specific_id", std::to_string(attributes.VendorSpecificID));
+        if (attributes.NumberOfPorts != lengthOf(aAdapter.mPorts))
+        {
+            aWriter.key("number_of_ports", std::to_string(attributes.NumberOfPorts));
+        }
     }
-    for (auto const& [index, port] : aAdapter.mPorts)
+    std::deque<HBA_FCPID> unread = unreadTargets(aAdapter);
+    std::uint32_t const ports = lengthOf(aAdapter.mPorts);
+    for (std::uint32_t index = 0; index < ports; ++index)
     {
-        writePort(aWriter, aAdapter, port, isInteger);
+        auto const found = aAdapter.mPorts.find(index);
+        SeenPort const port = found == aAdapter.mPorts.end() ? SeenPort() : found->second;
+        bool const takesAll = !port.mAttributes || index + 1 == ports;
+        writePort(aWriter, aAdapter, port, remotePortsOf(port, unread, takesAll), isInteger);
     }
 }
 
@@ -605,7 +841,46 @@ Bytes recordOf(RecordedCall const& aCall, char const* aName, std::size_t aSize)
     return record;
 }
 
-void writeDiagnostics(Writer& aWriter, Recording const& aRecording)
+/// @return the link information record of each board; an empty one if it could not be read
+std::vector<Bytes> boardsIn(Recording const& aRecording)
+{
+    using Records = QZCLibvqmRecords;
+    std::vector<Bytes> boards;
+    for (RecordedCall const& call : aRecording.calls())
+    {
+        if (call.mFunction == "VQM_InitDiagEnv")
+        {
+            boards.resize(std::max<std::size_t>(
+                boards.size(),
+                std::min<std::uint32_t>(call.mReturned.value_or(0), Records::sgDiagEnvCapacity)));
+        }
+        else if (auto const board = valueOf<std::uint32_t>(call.mArguments, "board");
+                 call.mFunction == "VQM_GetLinkInfo" && call.mReturned == 0U &&
+                 board < Records::sgDiagEnvCapacity)
+        {
+            boards.resize(std::max<std::size_t>(boards.size(), board + 1));
+            boards[board] = recordOf(call, "record", Records::sgLinkInfoSize);
+        }
+    }
+    return boards;
+}
+
+/// @return the functions that the diagnostic library lacks, as a list; empty if it has all
+std::string missingFunctions(RecordedLibrary const& aLibrary)
+{
+    std::string names;
+    for (std::size_t i = 0; i < numberOfCalls; ++i)
+    {
+        auto const call = static_cast<Call>(i);
+        if (isDiagnostic(call) && aLibrary.mFunctions.count(nameOf(call)) == 0)
+        {
+            names += (names.empty() ? "" : ", ") + quotedText(nameOf(call));
+        }
+    }
+    return names.empty() ? names : '[' + names + ']';
+}
+
+void writeDiagnostics(Writer& aWriter, Recording const& aRecording, std::vector<Bytes> const& aBoards)
 {
     using Records = QZCLibvqmRecords;
     auto const library = aRecording.libraries().find(vendorLibraryPath);
@@ -619,7 +894,6 @@ void writeDiagnostics(Writer& aWriter, Recording const& aRecording)
         aWriter.key("library", quotedText("absent"));
         return;
     }
-    std::map<std::uint32_t, Bytes> boards;
     std::map<std::string, std::string> keys;
     for (RecordedCall const& call : aRecording.calls())
     {
@@ -640,23 +914,29 @@ void writeDiagnostics(Writer& aWriter, Recording const& aRecording)
                 quotedText(fmt::format("0x{:x}", valueOf<std::uint64_t>(call.mResults, "features")));
             keys["record_version"] = std::to_string(recordOf(call, "record", 1).front());
         }
-        else if (call.mFunction == "VQM_GetLinkInfo" && call.mReturned == 0U)
-        {
-            boards[valueOf<std::uint32_t>(call.mArguments, "board")] =
-                recordOf(call, "record", Records::sgLinkInfoSize);
-        }
+    }
+    if (std::string const missing = missingFunctions(library->second); !missing.empty())
+    {
+        keys["missing_functions"] = missing;
     }
     for (auto const& [name, value] : keys)
     {
         aWriter.key(name, value);
     }
-    for (auto const& [number, record] : boards)
+    for (Bytes const& record : aBoards)
     {
         aWriter.table("diagnostics.board");
+        if (record.empty())
+        {
+            aWriter.comment("The names are not in the recording.");
+            aWriter.inventedName("first_wwn");
+            aWriter.inventedName("second_wwn");
+            continue;
+        }
         aWriter.key("first_wwn", nameText(record.data() + Records::sgFirstWwnPosition));
         aWriter.key("second_wwn", nameText(record.data() + Records::sgSecondWwnPosition));
     }
-    if (!boards.empty())
+    if (!aBoards.empty())
     {
         writeEvents(aWriter, aRecording);
     }
@@ -672,11 +952,12 @@ std::string scenarioOf(Recording const& aRecording)
     {
         writeAdapter(writer, adapter);
     }
+    std::vector<Bytes> const boards = boardsIn(aRecording);
     for (SeenFault const& fault : survey.faults())
     {
-        writeFault(writer, survey, fault);
+        writeFault(writer, survey, fault, static_cast<std::uint32_t>(boards.size()));
     }
-    writeDiagnostics(writer, aRecording);
+    writeDiagnostics(writer, aRecording, boards);
     return writer.content();
 }
 }  // namespace qzsim

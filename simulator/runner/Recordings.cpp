@@ -16,6 +16,7 @@
 
 #include <fmt/format.h>
 
+#include "anonymise/KeyedHash.h"
 #include "simulator/control/SignalBlock.h"
 #include "simulator/recording/Player.h"
 #include "simulator/recording/Recording.h"
@@ -23,6 +24,7 @@
 #include "simulator/recording/Ring.h"
 #include "simulator/recording/ScenarioText.h"
 #include "simulator/recording/Session.h"
+#include "simulator/runner/AnonymisedRecords.h"
 #include "simulator/runner/CommandLine.h"
 #include "simulator/runner/Launch.h"
 #include "toml/TomlValue.h"
@@ -50,7 +52,9 @@ private:
 class RecordingThread
 {
 public:
-    RecordingThread(Ring& aRing, RecordingFile& aFile) : mRing(aRing), mFile(aFile)
+    /// @param aRecords keeps what is recorded until finish(); null to write it at once
+    RecordingThread(Ring& aRing, RecordingFile& aFile, AnonymisedRecords* aRecords)
+        : mRing(aRing), mFile(aFile), mRecords(aRecords)
     {
         SignalBlock const block;
         mThread = std::thread([this] { run(); });
@@ -69,6 +73,11 @@ public:
             std::rethrow_exception(mError);
         }
         write();
+        if (mRecords != nullptr)
+        {
+            mRecords->writeTo(mFile);
+            mFile.flush();
+        }
     }
 
 private:
@@ -101,12 +110,14 @@ private:
 
     void write()
     {
-        mRing.read([this](Ring::Record const& aRecord) { mFile.add(aRecord); });
+        mRing.read([this](Ring::Record const& aRecord)
+                   { mRecords == nullptr ? mFile.add(aRecord) : mRecords->keep(aRecord); });
         mFile.flush();
     }
 
     Ring& mRing;
     RecordingFile& mFile;
+    AnonymisedRecords* const mRecords;
     std::atomic<bool> mIsEnding = false;
     std::exception_ptr mError;
     std::thread mThread;
@@ -116,6 +127,7 @@ struct RecordingOptions
 {
     std::string mFile;
     std::optional<std::string> mLibrary;
+    std::optional<std::string> mKeyFile;  ///< none to keep originals
     ReplayOptions mReplay;
     std::vector<std::string> mCommand;
 
@@ -154,14 +166,26 @@ int record(CLI::App& aParser, int aCount, char** aArguments)
         ->type_name("FILE")
         ->check(refuseEmpty)
         ->required();
+    aParser
+        .add_option(
+            "--anonymise", options.mKeyFile,
+            "Replace what identifies hosts, ports and devices. The same key file, of at least 16 bytes, "
+            "gives the same pseudonyms")
+        ->type_name("KEYFILE")
+        ->check(refuseEmpty);
     parse(aParser, options, aCount, aArguments);
 
     fs::path const library = options.library();
+    std::optional<AnonymisedRecords> records;
+    if (options.mKeyFile)
+    {
+        records.emplace(anonymise::KeyedHash::ofFile(*options.mKeyFile), sectionOfHost());
+    }
     RingFile const ringFile;
     Ring ring(ringFile.path());
     injectRecording(library, {{ringVariable, ringFile.path()}});
-    RecordingFile file(options.mFile);
-    RecordingThread thread(ring, file);
+    RecordingFile file(options.mFile, records ? records->section() : sectionOfHost());
+    RecordingThread thread(ring, file, records ? &*records : nullptr);
     Outcome const outcome = runProgram(options.mCommand);
     thread.finish();
     if (outcome.mError == 0 && !file.hasPackets())

@@ -35,25 +35,7 @@ using tomlfile::TomlValue;
 
 constexpr Named<LunStyle> lunStyles[] = {{"scsi", LunStyle::scsi}, {"integer", LunStyle::integer}};
 
-// "remote" comes after the fabric name, which remote ports inherit. It sets the number of discovered ports.
-constexpr Key<Port> portKeys[] = {
-    {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
-    {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
-    {"fc_id", Presence::optional, attributeNumber<&HBA_PORTATTRIBUTES::PortFcId, highestFcId>},
-    {"type", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortType, portTypes>},
-    {"state", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortState, portStates>},
-    {"supported_classes", Presence::optional,
-     attributeNumber<&HBA_PORTATTRIBUTES::PortSupportedClassofService, highestNumber>},
-    {"supported_fc4_types", Presence::optional,
-     attributeFc4Types<&HBA_PORTATTRIBUTES::PortSupportedFc4Types>},
-    {"active_fc4_types", Presence::optional, attributeFc4Types<&HBA_PORTATTRIBUTES::PortActiveFc4Types>},
-    {"symbolic_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::PortSymbolicName>},
-    {"os_device_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::OSDeviceName>},
-    {"supported_speeds", Presence::optional, attributeSupportedSpeeds},
-    {"speed", Presence::optional, attributeSpeed},
-    {"max_frame_size", Presence::optional,
-     attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
-    {"fabric_name", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},
+constexpr Key<Port> ownPortKeys[] = {
     {"statistics", Presence::optional,
      [](TomlValue const& aValue, Port& aPort)
      { readCounters<StartReader>(aValue, "[adapter.port.statistics]", aPort.mStatistics); }},
@@ -71,6 +53,9 @@ constexpr Key<Port> portKeys[] = {
     {"number_of_discovered_ports", Presence::optional,
      attributeNumber<&HBA_PORTATTRIBUTES::NumberofDiscoveredPorts, highestNumber>},
 };
+
+// "remote" comes after the fabric name, which remote ports inherit. It sets the number of discovered ports.
+constexpr auto portKeys = joined(portAttributeKeys<Port>, ownPortKeys);
 
 void readName(TomlValue const& aValue, Adapter& aAdapter)
 {

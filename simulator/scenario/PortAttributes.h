@@ -11,6 +11,7 @@
 
 #include "simulator/scenario/WwnReader.h"
 #include "toml/Named.h"
+#include "toml/TableReader.h"
 #include "toml/TomlValue.h"
 #include "toml/ValueReader.h"
 
@@ -98,6 +99,29 @@ void attributeSupportedSpeeds(tomlfile::TomlValue const& aValue, Record& aRecord
 {
     aRecord.mAttributes.PortSupportedSpeed = readSpeeds(aValue);
 }
+
+/// The keys of the attributes.
+template <typename Record>
+inline constexpr tomlfile::Key<Record> portAttributeKeys[] = {
+    {"port_wwn", tomlfile::Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
+    {"node_wwn", tomlfile::Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
+    {"fc_id", tomlfile::Presence::optional, attributeNumber<&HBA_PORTATTRIBUTES::PortFcId, highestFcId>},
+    {"type", tomlfile::Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortType, portTypes>},
+    {"state", tomlfile::Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortState, portStates>},
+    {"supported_classes", tomlfile::Presence::optional,
+     attributeNumber<&HBA_PORTATTRIBUTES::PortSupportedClassofService, tomlfile::highestNumber>},
+    {"supported_fc4_types", tomlfile::Presence::optional,
+     attributeFc4Types<&HBA_PORTATTRIBUTES::PortSupportedFc4Types>},
+    {"active_fc4_types", tomlfile::Presence::optional,
+     attributeFc4Types<&HBA_PORTATTRIBUTES::PortActiveFc4Types>},
+    {"symbolic_name", tomlfile::Presence::optional, attributeText<&HBA_PORTATTRIBUTES::PortSymbolicName>},
+    {"os_device_name", tomlfile::Presence::optional, attributeText<&HBA_PORTATTRIBUTES::OSDeviceName>},
+    {"supported_speeds", tomlfile::Presence::optional, attributeSupportedSpeeds},
+    {"speed", tomlfile::Presence::optional, attributeSpeed},
+    {"max_frame_size", tomlfile::Presence::optional,
+     attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, tomlfile::highestNumber>},
+    {"fabric_name", tomlfile::Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},
+};
 
 /// @return the attributes of a port for which the scenario gives only its names
 HBA_PORTATTRIBUTES usualPort(HBA_WWN const& aNode, HBA_WWN const& aFabric);

@@ -175,24 +175,7 @@ void readLunTables(TomlValue const& aValue, RemotePort& aPort)
 }
 
 // "lun" comes last: it adds to the list of LUNs, and its tables inherit the other keys.
-constexpr Key<RemotePort> remotePortKeys[] = {
-    {"port_wwn", Presence::required, attributeWwn<&HBA_PORTATTRIBUTES::PortWWN>},
-    {"node_wwn", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::NodeWWN>},
-    {"fc_id", Presence::optional, attributeNumber<&HBA_PORTATTRIBUTES::PortFcId, highestFcId>},
-    {"type", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortType, portTypes>},
-    {"state", Presence::optional, attributeNamed<&HBA_PORTATTRIBUTES::PortState, portStates>},
-    {"supported_classes", Presence::optional,
-     attributeNumber<&HBA_PORTATTRIBUTES::PortSupportedClassofService, highestNumber>},
-    {"supported_fc4_types", Presence::optional,
-     attributeFc4Types<&HBA_PORTATTRIBUTES::PortSupportedFc4Types>},
-    {"active_fc4_types", Presence::optional, attributeFc4Types<&HBA_PORTATTRIBUTES::PortActiveFc4Types>},
-    {"symbolic_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::PortSymbolicName>},
-    {"os_device_name", Presence::optional, attributeText<&HBA_PORTATTRIBUTES::OSDeviceName>},
-    {"supported_speeds", Presence::optional, attributeSupportedSpeeds},
-    {"speed", Presence::optional, attributeSpeed},
-    {"max_frame_size", Presence::optional,
-     attributeNumber<&HBA_PORTATTRIBUTES::PortMaxFrameSize, highestNumber>},
-    {"fabric_name", Presence::optional, attributeWwn<&HBA_PORTATTRIBUTES::FabricName>},
+constexpr Key<RemotePort> ownKeys[] = {
     {"role", Presence::optional, readRole},
     {"lun_addressing", Presence::optional, readLunAddressing},
     {"luns", Presence::optional, readLuns},
@@ -205,6 +188,7 @@ constexpr Key<RemotePort> remotePortKeys[] = {
     {"lun", Presence::optional, readLunTables},
 };
 
+constexpr auto remotePortKeys = joined(portAttributeKeys<RemotePort>, ownKeys);
 }  // namespace
 
 void readRemotePorts(TomlValue const& aValue, Port& aPort)

@@ -20,10 +20,10 @@ constexpr std::size_t largest = 4096;
 
 ByteList packet(bool aIsBigEndian, ByteList const& aBody)
 {
-    return ByteMaker(aIsBigEndian).raw(aBody).block(6);
+    return ByteMaker(aIsBigEndian).raw(aBody).block(3);
 }
 
-/// @return "6@28+8 gap@48+3!" for a packet with 8 bytes at position 28 and a gap of 3 bytes at the end
+/// @return "3@28+8 gap@48+3!" for a packet with 8 bytes at position 28 and a gap of 3 bytes at the end
 std::string found(pcapng::BlockReader& aReader, AtEnd aAtEnd = AtEnd::finish)
 {
     std::string text;
@@ -59,24 +59,24 @@ INSTANTIATE_TEST_SUITE_P(BothByteOrders, PcapngBlockReaderTest, testing::Bool(),
 
 TEST_P(PcapngBlockReaderTest, FindsEachBlock)
 {
-    EXPECT_EQ("a0d0d0a@0+16 6@28+4 6@44+4 ", found(mSection + mPacket + mPacket));
+    EXPECT_EQ("a0d0d0a@0+16 3@28+4 3@44+4 ", found(mSection + mPacket + mPacket));
 }
 
 TEST_P(PcapngBlockReaderTest, FindsEachBlockInAnInputThatGivesOneByteAtATime)
 {
-    EXPECT_EQ("a0d0d0a@0+16 6@28+4 ", found(mSection + mPacket, 1));
+    EXPECT_EQ("a0d0d0a@0+16 3@28+4 ", found(mSection + mPacket, 1));
 }
 
 TEST_P(PcapngBlockReaderTest, FindsTheBlocksBehindBytesThatAreNone)
 {
-    EXPECT_EQ("a0d0d0a@0+16 gap@28+5 6@33+4 ", found(mSection + ByteList{9, 9, 9, 9, 9} + mPacket));
+    EXPECT_EQ("a0d0d0a@0+16 gap@28+5 3@33+4 ", found(mSection + ByteList{9, 9, 9, 9, 9} + mPacket));
 }
 
 TEST_P(PcapngBlockReaderTest, FindsTheBlocksBehindABlockWithAWrongLength)
 {
     ByteList damaged = mPacket;
     damaged[GetParam() ? 7 : 4] = 20;
-    EXPECT_EQ("a0d0d0a@0+16 gap@28+16 6@44+4 ", found(mSection + damaged + mPacket));
+    EXPECT_EQ("a0d0d0a@0+16 gap@28+16 3@44+4 ", found(mSection + damaged + mPacket));
 }
 
 TEST_P(PcapngBlockReaderTest, FindsTheBlocksBehindALostSectionHeader)
@@ -95,23 +95,23 @@ TEST_P(PcapngBlockReaderTest, FindsTheBlocksBehindALengthBeyondTheEnd)
 {
     ByteList damaged = mPacket;
     damaged[GetParam() ? 6 : 5] = 8;  // 2,064 bytes
-    EXPECT_EQ("a0d0d0a@0+16 gap@28+16 6@44+4 ", found(mSection + damaged + mPacket));
+    EXPECT_EQ("a0d0d0a@0+16 gap@28+16 3@44+4 ", found(mSection + damaged + mPacket));
 }
 
 TEST_P(PcapngBlockReaderTest, TreatsABlockAboveTheLimitAsDamage)
 {
-    EXPECT_EQ("a0d0d0a@0+16 gap@28+4100 6@4128+4 ",
+    EXPECT_EQ("a0d0d0a@0+16 gap@28+4100 3@4128+4 ",
               found(mSection + packet(GetParam(), ByteList(4088, 7)) + mPacket));
 }
 
 TEST_P(PcapngBlockReaderTest, AcceptsABlockOfTheLimit)
 {
-    EXPECT_EQ("a0d0d0a@0+16 6@28+4084 ", found(mSection + packet(GetParam(), ByteList(4084, 7))));
+    EXPECT_EQ("a0d0d0a@0+16 3@28+4084 ", found(mSection + packet(GetParam(), ByteList(4084, 7))));
 }
 
 TEST_P(PcapngBlockReaderTest, TakesTheByteOrderOfEachSection)
 {
-    EXPECT_EQ("a0d0d0a@0+16 6@28+4 a0d0d0a@44+16 6@72+4 ",
+    EXPECT_EQ("a0d0d0a@0+16 3@28+4 a0d0d0a@44+16 3@72+4 ",
               found(mSection + mPacket + sectionHeader(!GetParam()) + packet(!GetParam(), {1, 2, 3, 4})));
 }
 
@@ -125,7 +125,7 @@ TEST_P(PcapngBlockReaderTest, RefusesASectionWithoutByteOrder)
 TEST_P(PcapngBlockReaderTest, SkipsUnusualTypesOnlyBehindDamage)
 {
     ByteList const custom = ByteMaker(GetParam()).block(0xbad);
-    EXPECT_EQ("a0d0d0a@0+16 bad@28+0 gap@40+13 6@53+4 ",
+    EXPECT_EQ("a0d0d0a@0+16 bad@28+0 gap@40+13 3@53+4 ",
               found(mSection + custom + ByteList{0} + custom + mPacket));
 }
 
@@ -157,7 +157,7 @@ TEST_P(PcapngBlockReaderTest, WaitsForTheRestOfABlock)
     EXPECT_EQ("a0d0d0a@0+16 ", found(reader, AtEnd::wait));
     EXPECT_EQ("", found(reader, AtEnd::wait)) << "nothing was added";
     input.append(rest);
-    EXPECT_EQ("6@28+4 ", found(reader, AtEnd::wait));
+    EXPECT_EQ("3@28+4 ", found(reader, AtEnd::wait));
 }
 
 TEST_P(PcapngBlockReaderTest, ContinuesASearchWhenTheInputGrows)
@@ -166,7 +166,59 @@ TEST_P(PcapngBlockReaderTest, ContinuesASearchWhenTheInputGrows)
     pcapng::BlockReader reader(input, largest);
     EXPECT_EQ("a0d0d0a@0+16 ", found(reader, AtEnd::wait));
     input.append(mPacket);
-    EXPECT_EQ("gap@28+20 6@48+4 ", found(reader, AtEnd::wait));
+    EXPECT_EQ("gap@28+20 3@48+4 ", found(reader, AtEnd::wait));
+}
+
+/// An event of 4 bytes of data, as the agent writes it.
+ByteList event(bool aIsBigEndian, std::uint32_t aNumber)
+{
+    return ByteMaker(aIsBigEndian)
+        .u32(0)
+        .u32(0x18ea0000)
+        .u32(aNumber)
+        .u32(4)
+        .u32(4)
+        .u32(0x0307f400)
+        .u16(5)
+        .u16(8)
+        .u64(aNumber)
+        .u32(0)
+        .block(6);
+}
+
+TEST_P(PcapngBlockReaderTest, FindsTheBlocksInAPacketWhoseSizeExceedsIt)
+{
+    ByteList const some = event(GetParam(), 1);
+    ByteList const bad = ByteMaker(GetParam()).u32(0).u32(9).u32(0).u32(9999).u32(9999).raw(some).block(6);
+    EXPECT_EQ("a0d0d0a@0+16 gap@28+28 6@56+40 gap@108+4 6@112+40 ", found(mSection + bad + some));
+}
+
+TEST_P(PcapngBlockReaderTest, FindsTheBlocksInAPacketWhoseOptionsExceedIt)
+{
+    ByteList const some = event(GetParam(), 1);
+    ByteList const bad =
+        ByteMaker(GetParam()).u32(0).u32(9).u32(0).u32(0).u32(0).u16(1).u16(999).raw(some).block(6);
+    EXPECT_EQ("a0d0d0a@0+16 gap@28+32 6@60+40 gap@112+4 6@116+40 ", found(mSection + bad + some));
+}
+
+TEST_P(PcapngBlockReaderTest, KeepsThePacketBehindACutPacketOfTheSameSize)
+{
+    ByteList const some = event(GetParam(), 1);
+    for (std::size_t kept = 1; kept < some.size(); ++kept)
+    {
+        ByteList const cut(some.begin(), some.begin() + static_cast<std::ptrdiff_t>(kept));
+        EXPECT_EQ(fmt::format("a0d0d0a@0+16 gap@28+{} 6@{}+40 6@{}+40 ", kept, 28 + kept, 80 + kept),
+                  found(mSection + cut + some + some))
+            << kept;
+    }
+}
+
+TEST_P(PcapngBlockReaderTest, TakesBlocksInAPacketAsItsDataAlsoBeforeDamage)
+{
+    ByteList const data = event(GetParam(), 1);
+    ByteList const outer =
+        ByteMaker(GetParam()).u32(0).u32(9).u32(0).u32(data.size()).u32(data.size()).raw(data).block(6);
+    EXPECT_EQ("a0d0d0a@0+16 6@28+72 gap@112+20! ", found(mSection + outer + ByteList(20, 9)));
 }
 
 TEST(PcapngBlockReaderEmptyTest, FindsNothingInNothing) { EXPECT_EQ("", found(ByteList{})); }

@@ -146,6 +146,46 @@ protected:
 INSTANTIATE_TEST_SUITE_P(BothByteOrders, PcapngForeignTest, testing::Bool(),
                          [](auto const& aInfo) { return aInfo.param ? "BigEndian" : "LittleEndian"; });
 
+TEST_P(PcapngForeignTest, TellsWholeBlocksOfOtherTypesFromDamagedOnes)
+{
+    auto const isWhole = [](std::uint32_t aType, ByteMaker const& aBody)
+    {
+        pcapng::Bytes const body{aBody.bytes().data(), aBody.bytes().size()};
+        bool const isSame = GetParam() == isBigEndian();
+        return pcapng::isWholeOther(
+            {0, aType, isSame ? pcapng::ByteOrder::native : pcapng::ByteOrder::swapped, body});
+    };
+    constexpr std::uint32_t names = 4;
+    constexpr std::uint32_t secrets = 10;
+    ByteMaker const address = make().u16(1).u16(6).text("1234a").raw({0, 0, 0});
+    EXPECT_TRUE(isWhole(names, make().raw(address.bytes()).u16(0).u16(0)));
+    EXPECT_TRUE(isWhole(names, make().u16(2).u16(18).text("0123456789abcdefn").raw({0, 0, 0}).u32(0)));
+    EXPECT_TRUE(isWhole(names, make().u16(7).u16(2).u32(0).u32(0).u16(1).u16(1).u32(0).u32(0)));
+    EXPECT_FALSE(isWhole(names, make().raw(address.bytes()))) << "nothing ends the names";
+    EXPECT_FALSE(isWhole(names, make().u16(0).u16(4).u32(0).u32(0))) << "the end has bytes";
+    EXPECT_FALSE(isWhole(names, make().u16(1).u16(4).u32(0).u32(0))) << "the name is missing";
+    EXPECT_FALSE(isWhole(names, make().u16(2).u16(16).u64(0).u64(0).u32(0))) << "the name is missing";
+    EXPECT_FALSE(isWhole(names, make().u16(1).u16(8).text("1234abcd").u32(0))) << "nothing ends the name";
+    EXPECT_FALSE(isWhole(names, make().u32(0).u16(1).u16(9).u32(0))) << "an option exceeds the block";
+    EXPECT_TRUE(isWhole(secrets, make().u32(1).u32(5).u64(0)));
+    EXPECT_TRUE(isWhole(secrets, make().u32(1).u32(1).u32(0).u16(1).u16(1).u32(0)));
+    EXPECT_FALSE(isWhole(secrets, make().u32(1).u32(9).u64(0)));
+    EXPECT_FALSE(isWhole(secrets, make().u32(1).u32(1).u32(0).u16(1).u16(9)));
+    for (std::uint32_t const custom : {0xbadU, 0x40000badU})
+    {
+        EXPECT_TRUE(isWhole(custom, make().u32(1)));
+        EXPECT_FALSE(isWhole(custom, make()));
+    }
+    for (std::uint32_t const unknown : {0x80000001U, 0x200U, 0x300U})
+    {
+        EXPECT_TRUE(isWhole(unknown, make()));
+    }
+    for (std::uint32_t const packet : {2U, 3U, 9U, 0x201U, 0x2ffU})
+    {
+        EXPECT_FALSE(isWhole(packet, make().u64(0).u64(0).u32(0))) << packet;
+    }
+}
+
 TEST_P(PcapngForeignTest, TakesMicrosecondsWithoutAResolution)
 {
     EXPECT_EQ(5'000'000'007'000U, timeAfter(make().u16(147).u16(0).u32(0).block(1), 5'000'000'007));

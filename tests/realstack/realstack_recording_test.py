@@ -68,6 +68,21 @@ class Recording(unittest.TestCase):
         for host in machine.load(realstack.text_of(NAME)):
             self.assertIn(bytes.fromhex(host.port_wwn.replace(":", "")), content)
 
+    def test_has_no_name_of_the_machine_with_pseudonyms(self):
+        key = self.folder / "key"
+        key.write_text("a secret of some length", encoding="ascii")
+        key.chmod(0o600)
+        with realstack.made(CHECK) as made:
+            made.run(QZSIM, "record", "--output", self.file, "--anonymise", key, "--", QZAGENT, "inventory", "--luns")
+        content = self.file.read_bytes().lower()
+        for host in machine.load(realstack.text_of(CHECK)):
+            digits = host.port_wwn.replace(":", "")
+            for spelling in (bytes.fromhex(digits), digits.encode(), host.port_wwn.encode()):
+                self.assertNotIn(spelling, content)
+        replayed = run(QZSIM, "replay", self.file, "--", QZAGENT, "inventory", "--luns", "--json")
+        self.assertNotIn("qzsim: ", replayed.stderr)
+        self.assertIn('"mapped_luns"', replayed.stdout)
+
     def test_has_the_reason_why_a_library_does_not_load(self):
         with realstack.made(NAME) as made:
             made.append_configuration("example.missing /nowhere/libmissing.so")

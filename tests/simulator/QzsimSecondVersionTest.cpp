@@ -106,7 +106,9 @@ TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesAnEventOfStatistics)
 
 TEST_F(QzsimSecondVersion, ProgramMayEndWhileItWaitsForEvents)
 {
-    EXPECT_THAT(run({"watchAdapter", "watchLink"}), HasSubstr("watch adapter: 0\nwatch link: 0\n"));
+    // A slow program gets some of the events.
+    EXPECT_THAT(run({"watchAdapter", "watchLink"}),
+                AllOf(HasSubstr("watch adapter: 0\n"), HasSubstr("watch link: 0\n")));
 }
 
 TEST_F(QzsimSecondVersion, LibraryOfLinuxOffersNoEvents)

@@ -1,11 +1,14 @@
 // Recordings of programs that call the libraries directly. A replay prints what the recorded program printed.
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "simulator/recording/Player.h"
 #include "tests/simulator/Qzsim.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
@@ -92,6 +95,15 @@ protected:
     std::string const mFile = mFolder.path() / "host.pcapng";
 };
 
+TEST(SpeedOfAReplay, DividesDelays)
+{
+    EXPECT_EQ(qzsim::scaledTime(1000, 1).count(), 1000);
+    EXPECT_EQ(qzsim::scaledTime(1000, 4).count(), 250);
+    EXPECT_EQ(qzsim::scaledTime(1000, 0.5).count(), 2000);
+}
+
+TEST(SpeedOfAReplay, RemovesDelaysIfItIsZero) { EXPECT_EQ(qzsim::scaledTime(1000, 0).count(), 0); }
+
 TEST_F(RecordingReplay, HasTheQueriesOfTheFirstVersion)
 {
     expectHbaReplay({"attributes", "port=0", "mappings=1", "mappings=9", "luns=50:00:00:00:00:00:00:02",
@@ -137,6 +149,61 @@ TEST_F(RecordingReplay, LacksTheFunctionsThatTheDiagnosticLibraryLacks)
 TEST_F(RecordingReplay, SendsNoEventToAForkedProcess)
 {
     expectDiagnosticReplay({"init", "quazor=0", "events=3", "fork", "free"});
+}
+
+class RareCalls : public RecordingReplay
+{
+protected:
+    /// @return how the program that calls the entries of the library ended while it was recorded
+    ProcessResult recordCalls(std::string const& aFile, Arguments const& aOptions = {})
+    {
+        Arguments arguments{"record", "--output", aFile};
+        arguments.insert(arguments.end(), aOptions.begin(), aOptions.end());
+        arguments.insert(arguments.end(), {"--", RARE_PROBE, RARE_LIBRARY});
+        std::map<std::string, std::string> variables = environment;
+        variables["QZSIM_HBA_LIBRARY"] = RARE_LIBRARY;  // the only line of the configuration
+        return runQzsim(arguments, variables);
+    }
+
+    static std::string contentOf(std::string const& aFile)
+    {
+        std::ifstream file(aFile, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+};
+
+TEST_F(RareCalls, AreAnsweredWithTheSameBytes)
+{
+    ProcessResult const recorded = recordCalls(mFile);
+    ProcessResult const replayed = replay(RARE_PROBE, {RARE_LIBRARY});
+    EXPECT_EQ(recorded.mErrors, "");
+    EXPECT_THAT(recorded.mOutput, testing::HasSubstr("\nSendRLS: 0 01080f16"));
+    EXPECT_EQ(replayed.mOutput, recorded.mOutput);
+    EXPECT_EQ(replayed.mErrors, "");
+}
+
+TEST_F(RareCalls, HaveNoOriginalNamesInAnAnonymisedRecording)
+{
+    std::string const key = mFolder.write("key", "a secret of some length");
+    std::filesystem::permissions(key, std::filesystem::perms::owner_read);
+    std::string const plainFile = mFolder.path() / "plain.pcapng";
+    recordCalls(plainFile);
+    EXPECT_EQ(recordCalls(mFile, {"--anonymise", key}).mErrors, "");
+    std::string const plain = contentOf(plainFile);
+    std::string const content = contentOf(mFile);
+    for (std::string const& name :
+         {std::string("\x50\x06\x01\x60\xc1\x23\x45\x67"), std::string("\x10\0\0\0\xc9\x2a\x3b\x4c", 8),
+          std::string("\x20\0\0\0\xc9\x2a\x3b\x4c", 8), std::string("10000000C92A3B4C"),
+          std::string("\x11\x22\x33\x44\x55\x66\x77\x88"), std::string("\x50\x06\x01\x61\xc1\x23\x45\x68"),
+          std::string("SER4711Y")})
+    {
+        EXPECT_NE(plain.find(name), std::string::npos) << testing::PrintToString(name);
+        EXPECT_EQ(content.find(name), std::string::npos) << testing::PrintToString(name);
+    }
+    ProcessResult const replayed = replay(RARE_PROBE, {RARE_LIBRARY});
+    // A call without names is answered. The program passes original names, and those calls are refused.
+    EXPECT_THAT(replayed.mOutput, testing::HasSubstr("\nGetRNIDMgmtInfo: 0 "));
+    EXPECT_THAT(replayed.mErrors, testing::HasSubstr("qzsim: refused: HBA_SendRLS("));
 }
 
 TEST_F(RecordingReplay, GivesTheAnswersThatMachinesOfBothByteOrdersRecorded)

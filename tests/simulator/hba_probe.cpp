@@ -116,9 +116,9 @@ void printFirstLine(std::FILE* aFile)
         return;
     }
     char line[nameBufferSize] = {};
-    std::fgets(line, sizeof line, aFile);
+    char const* const read = std::fgets(line, sizeof line, aFile);
     std::fclose(aFile);
-    std::printf("file: %s", line);
+    std::printf("file: %s", read == nullptr ? "" : read);
 }
 
 /// Opens a file between a failed lookup and the question why it failed.

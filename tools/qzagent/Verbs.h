@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/watch/EventCounts.h"
 
 namespace qzagent
 {
@@ -67,5 +68,8 @@ void addWatch(CommandLine& aCommandLine);
 
 /// @param aOutputName name of the capture for messages; none for its path
 void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine);
+
+/// @param aPublish receives the counts of events, which are neither shown nor recorded
+void addCountingWatch(PublishEventCounts const& aPublish, CommandLine& aCommandLine);
 /// @}
 }  // namespace qzagent

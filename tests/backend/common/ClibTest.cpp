@@ -362,8 +362,12 @@ TEST(Clib, SleepLastsAtLeastTheGivenTime) { EXPECT_GE(timeToSleep(20), 20.0); }
 TEST(Clib, SleepLastsTheGivenTimeDespiteSignals)
 {
     Alarms const alarms;
-    EXPECT_GE(timeToSleep(50), 50.0);
-    EXPECT_GT(gAlarms, 1);
+    // A busy machine delivers few signals during one sleep.
+    for (int sleeps = 0; sleeps < 100 && gAlarms < 2; ++sleeps)
+    {
+        EXPECT_GE(timeToSleep(50), 50.0);
+    }
+    EXPECT_GE(gAlarms, 2);
 }
 
 /// @return the time that is requested from the system

@@ -21,7 +21,9 @@ PAGES = {name: man_page.ManPage(path) for name, path in PATHS.items()}
 VERBS = {verb: PAGES.get("qzagent-" + verb + ".1") for verb in programs.verbs()}
 
 # What options must be given together with.
-NEEDED = {("statistics", "--count"): ["--interval", "1"], ("watch", "--sync"): ["--output", os.devnull]}
+NEEDED = {("statistics", "--count"): ["--interval", "1"], ("watch", "--sync"): ["--output", os.devnull],
+          # This address is no host's, so nothing is served.
+          ("metrics", "--interval"): ["--listen", "192.0.2.1:0", "--allow-remote"]}
 
 
 def options_in(text):

@@ -71,10 +71,10 @@ TEST(QzagentAdapters, ListsAdaptersInJson)
     EXPECT_EQ(findingsOf(result), nlohmann::json::parse(R"({
         "format_version": 2, "command": "adapters", "exit_status": 0, "messages": [],
         "adapters": [{"index": 0, "name": "example-fc-0", "state": "ok", "model": "EX-2200",
-                      "driver_version": "2.4.1", "firmware_version": "3.90", "number_of_ports": 2,
+                      "serial_number": "EX0001", "driver_name": "examplefc", "driver_version": "2.4.1", "firmware_version": "3.90", "number_of_ports": 2,
                       "worst_port_state": "ONLINE"},
                      {"index": 1, "name": "example-fc-1", "state": "ok", "model": "EX-2100",
-                      "driver_version": "2.4.1", "firmware_version": "3.90", "number_of_ports": 1,
+                      "serial_number": "EX0002", "driver_name": "examplefc", "driver_version": "2.4.1", "firmware_version": "3.90", "number_of_ports": 1,
                       "worst_port_state": "LINKDOWN"}]})"));
     EXPECT_EQ(result.mErrors, "");
     EXPECT_EQ(result.mExitStatus, 0);

@@ -76,11 +76,11 @@ protected:
 
 TEST_F(CaptureSectionTest, EachPacketHasTheDropsSinceThePreviousOneOfItsInterface)
 {
-    mDrops.addUnencodable(0);
+    mDrops.addLost(0);
     CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
     section.addPacket(event(0, 2), &mBoard);
-    mDrops.addUnencodable(0);
-    mDrops.addUnencodable(9);
+    mDrops.addLost(0);
+    mDrops.addLost(9);
     section.addPacket(event(0, 3), &mBoard);
     section.addPacket(event(0, 0), &mBoard);
     std::vector<std::uint64_t> drops;
@@ -97,7 +97,7 @@ TEST_F(CaptureSectionTest, StatisticsCountTheDropsOfTheSection)
     CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
     section.addPacket(event(0, 0), &mBoard);
     mQueue.push({at(1), 0, 0, 0}, reinterpret_cast<unsigned char const*>("ab"), 2);
-    mDrops.addUnencodable(0);
+    mDrops.addLost(0);
     section.addStatistics(at(105));
     auto const statistics = all<pcapng::Statistics>();
     ASSERT_EQ(statistics.size(), 1u);

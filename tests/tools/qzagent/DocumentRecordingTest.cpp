@@ -143,9 +143,19 @@ TEST_F(QzagentDocumentRecording, LeavesNoFileAfterATimeout)
     EXPECT_FALSE(std::filesystem::exists(mPath));
 }
 
+TEST_F(QzagentDocumentRecording, MakesACaptureOfAnyNewFileThatIsNamedLikeOne)
+{
+    for (std::string const verb : {"inventory", "ports", "latency"})
+    {
+        EXPECT_EQ(record(verb).mExitStatus, 0);
+        EXPECT_TRUE(satisfies(shown(verb).mOutput, verb));
+        std::filesystem::remove(mPath);
+    }
+}
+
 TEST_F(QzagentDocumentRecording, RefusesFilesThatCannotBecomeCapturesBeforeItQueriesTheHost)
 {
-    for (std::string const verb : {"inventory", "ports"})
+    for (std::string const verb : {"inventory", "ports", "latency"})
     {
         fill("some text that somebody needs");
         ProcessResult const result = record(verb, {"--json"});

@@ -10,7 +10,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "tools/qzagent/metrics/Exposition.h"
 #include "tools/qzagent/metrics/HostMetrics.h"
+#include "tools/qzagent/metrics/MetricFamily.h"
+#include "tools/qzagent/metrics/ServiceMetrics.h"
+#include "tools/qzagent/watch/EventCounts.h"
 
 namespace
 {
@@ -29,10 +33,16 @@ Look lookOf(std::string const& aVerb, std::string const& aKeys, int aExitStatus 
             nlohmann::ordered_json::parse(fmt::format(
                 R"({{"format_version": 2, "command": "{}", "exit_status": {}, "messages": {}, {}}})", aVerb,
                 aExitStatus, aMessages, aKeys)),
-            std::chrono::milliseconds(1500), system_clock::time_point(end)};
+            std::chrono::milliseconds(1500), system_clock::time_point(end), nullptr};
 }
 
-std::string metricsIn(Look const& aLook) { return qzagent::metricsOf({aLook}, ""); }
+/// @return the text of the metrics
+std::string metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious)
+{
+    return textOf(qzagent::metricsOf(aLooks, aPrevious), qzagent::Exposition::text);
+}
+
+std::string metricsIn(Look const& aLook) { return metricsOf({aLook}, ""); }
 
 /// @param aPorts elements of the list of ports, as JSON
 Look portsOf(std::string const& aPorts)
@@ -124,6 +134,24 @@ TEST(HostMetrics, TellAdaptersWithTheSameNameApart)
     EXPECT_THAT(text, HasSubstr("qzagent_adapter_readable{adapter=\"fc (index 1)\"} 0\n"));
 }
 
+TEST(HostMetrics, HaveWhatIsKnownOfAnAdapterThatAnswers)
+{
+    std::string const start = "qzagent_adapter_info{adapter=\"fc\",model=\"";
+    EXPECT_THAT(
+        metricsIn(lookOf("adapters", R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "model": "EX",
+            "serial_number": "S1", "driver_name": "exd", "driver_version": "2", "firmware_version": "3",
+            "number_of_ports": 1}])")),
+        HasSubstr(start + "EX\",serial_number=\"S1\",driver_name=\"exd\",driver_version=\"2\","
+                          "firmware_version=\"3\"} 1\n"));
+    EXPECT_THAT(metricsIn(lookOf("adapters",
+                                 R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "model": "EX",
+                                                  "number_of_ports": 1}])")),
+                HasSubstr(start + "EX\",serial_number=\"\","));
+    EXPECT_THAT(
+        metricsIn(lookOf("adapters", R"("adapters": [{"index": 0, "name": "fc", "state": "failed"}])")),
+        Not(HasSubstr(start)));
+}
+
 TEST(HostMetrics, CountNoAdaptersOnlyIfTheListIsKnown)
 {
     EXPECT_THAT(metricsIn(lookOf("adapters", R"("adapters": [])")), HasSubstr("qzagent_adapters 0\n"));
@@ -200,7 +228,7 @@ TEST(HostMetrics, KeepWhatOtherVerbsReadIfOneFails)
 {
     Look failed = portsOf(onlinePort);
     failed.mDocument.reset();
-    std::string const text = qzagent::metricsOf({failed, countersOf(R"("tx_frames": 1)")}, "");
+    std::string const text = metricsOf({failed, countersOf(R"("tx_frames": 1)")}, "");
     EXPECT_THAT(text, HasSubstr("qzagent_look_success{verb=\"ports\"} 0\n"));
     EXPECT_THAT(text, HasSubstr("qzagent_look_success{verb=\"statistics\"} 1\n"));
     EXPECT_THAT(text, HasSubstr("qzagent_look_failures{verb=\"ports\",call=\"other\"} 1\n"));
@@ -229,13 +257,13 @@ TEST(HostMetrics, KeepTheTimeOfTheLastSuccessAfterAFailure)
     Look failed = portsOf(onlinePort);
     failed.mDocument.reset();
     std::string const first = metricsIn(portsOf(onlinePort));
-    std::string const second = qzagent::metricsOf({failed}, first);
+    std::string const second = metricsOf({failed}, first);
     std::string const line = "\nqzagent_last_success_timestamp_seconds{verb=\"ports\"} 1700000000\n";
     EXPECT_THAT(second, HasSubstr(line));
-    EXPECT_THAT(qzagent::metricsOf({failed}, second), HasSubstr(line));
+    EXPECT_THAT(metricsOf({failed}, second), HasSubstr(line));
     std::string const spoiled = "\nqzagent_last_success_timestamp_seconds{verb=\"ports\"} x";
-    EXPECT_THAT(qzagent::metricsOf({failed}, spoiled), Not(HasSubstr("last_success")));
-    EXPECT_THAT(qzagent::metricsOf({failed}, ""), Not(HasSubstr("last_success")));
+    EXPECT_THAT(metricsOf({failed}, spoiled), Not(HasSubstr("last_success")));
+    EXPECT_THAT(metricsOf({failed}, ""), Not(HasSubstr("last_success")));
 }
 
 /// @return the labels of a metric as the page shows them
@@ -261,12 +289,70 @@ TEST(HostMetrics, AreTheRowsOfTheTableOfTheirPage)
         }
     }
     std::vector<std::string> expected;
-    for (Metric const& metric : qzagent::allMetrics())
+    std::vector<Metric> metrics = qzagent::allMetrics();
+    std::vector<Metric> const ofService = qzagent::allServiceMetrics();
+    metrics.insert(metrics.end(), ofService.begin(), ofService.end());
+    for (Metric const& metric : metrics)
     {
         expected.push_back(fmt::format("| `{}` | {} | {} | {} | {} |", metric.mName, nameOf(metric.mType),
                                        metric.mUnit, shownLabels(metric.mLabels), metric.mHelp));
     }
     EXPECT_EQ(rows, expected);
+}
+
+/// @return name and type of each metric in the text, in its order
+std::vector<std::string> typesIn(std::string const& aText)
+{
+    std::vector<std::string> types;
+    std::string const start = "# TYPE ";
+    for (std::size_t place = aText.find(start); place != std::string::npos;
+         place = aText.find(start, place + 1))
+    {
+        types.push_back(aText.substr(place + start.size(), aText.find('\n', place) - place - start.size()));
+    }
+    return types;
+}
+
+std::vector<std::string> typesOf(std::vector<Metric> const& aMetrics)
+{
+    std::vector<std::string> types;
+    for (Metric const& metric : aMetrics)
+    {
+        types.push_back(fmt::format("{} {}", metric.mName, nameOf(metric.mType)));
+    }
+    return types;
+}
+
+TEST(HostMetrics, OfTheServiceAreAllListed)
+{
+    qzagent::ServiceCounts counts;
+    counts.mLooks = 1;
+    counts.mLostLooks = 2;
+    counts.mLookEnd = std::chrono::system_clock::time_point(std::chrono::milliseconds(1700000000250));
+    counts.mIsWatching = true;
+    counts.mEvents = {{{0, 3}, 5},
+                      {{0, qzagent::EventCount::dropped}, 6},
+                      {{1, qzagent::EventCount::other}, 7},
+                      {{qzagent::EventCount::other, 4}, 8}};
+    std::string const text = textOf(qzagent::metricsOf(counts), qzagent::Exposition::text);
+    EXPECT_EQ(typesIn(text), typesOf(qzagent::allServiceMetrics()));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_looks_total 1\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_lost_looks_total 2\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_look_timestamp_seconds 1700000000.25\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_events_watched 1\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_events_total{board=\"0\",category=\"3\"} 5\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_events_total{board=\"1\",category=\"other\"} 7\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_events_total{board=\"other\",category=\"4\"} 8\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_dropped_events_total{board=\"0\"} 6\n"));
+}
+
+TEST(HostMetrics, NameACallThatDidNotReturn)
+{
+    Look failed = portsOf(onlinePort);
+    failed.mDocument.reset();
+    failed.mCall = "HBA_GetPortStatistics";
+    EXPECT_THAT(metricsIn(failed),
+                HasSubstr("\nqzagent_look_failures{verb=\"ports\",call=\"HBA_GetPortStatistics\"} 1\n"));
 }
 
 TEST(HostMetrics, AreAllListed)
@@ -275,23 +361,12 @@ TEST(HostMetrics, AreAllListed)
         "rx_words": 1, "lip_count": 1, "nos_count": 1, "error_frames": 1, "dumped_frames": 1, "link_failure_count": 1,
         "loss_of_sync_count": 1, "loss_of_signal_count": 1, "primitive_seq_protocol_err_count": 1,
         "invalid_tx_word_count": 1, "invalid_crc_count": 1)";
-    std::string const text = qzagent::metricsOf(
-        {lookOf("adapters", R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "model": "m"}])"),
+    std::string const text = metricsOf(
+        {lookOf("adapters",
+                R"("adapters": [{"index": 0, "name": "fc", "state": "ok", "number_of_ports": 1}])"),
          portsOf(onlinePort), countersOf(all), lookOf("inventory", inventoryWith(R"(, "remote_ports": [])")),
          latencyWithSum("1"), lookOf("latency", "\"adapters\": []", 1, R"([{"severity": "error"}])")},
         "");
-    std::vector<std::string> types;
-    std::size_t const typeSize = std::string("# TYPE ").size();
-    for (std::size_t place = text.find("# TYPE "); place != std::string::npos;
-         place = text.find("# TYPE ", place + 1))
-    {
-        types.push_back(text.substr(place + typeSize, text.find('\n', place) - place - typeSize));
-    }
-    std::vector<std::string> listed;
-    for (Metric const& metric : qzagent::allMetrics())
-    {
-        listed.push_back(fmt::format("{} {}", metric.mName, nameOf(metric.mType)));
-    }
-    EXPECT_EQ(types, listed);
+    EXPECT_EQ(typesIn(text), typesOf(qzagent::allMetrics()));
 }
 }  // namespace

@@ -81,9 +81,41 @@ TEST(MetricFamily, CumulatesTheBucketsOfAHistogram)
               "# HELP example_seconds An example.\n"
               "# TYPE example_seconds histogram\n"
               "example_seconds_bucket{text=\"a\",le=\"0.5\"} 1\n"
-              "example_seconds_bucket{text=\"a\",le=\"1\"} 3\n"
+              "example_seconds_bucket{text=\"a\",le=\"1.0\"} 3\n"
               "example_seconds_bucket{text=\"a\",le=\"+Inf\"} 4\n"
               "example_seconds_sum{text=\"a\"} 7.25\n"
               "example_seconds_count{text=\"a\"} 4\n");
+}
+
+TEST(MetricFamily, HasUnitAndTypeOfOpenMetrics)
+{
+    using qzagent::Exposition;
+    MetricFamily bytes({"example_bytes_total", MetricType::counter, "bytes", "", "An example."});
+    bytes.add({}, 1);
+    EXPECT_EQ(bytes.text(Exposition::openMetrics),
+              "# HELP example_bytes An example.\n# TYPE example_bytes counter\n# UNIT example_bytes bytes\n"
+              "example_bytes_total 1\n");
+    MetricFamily info({"example_info", MetricType::info, "1", "text", "An example."});
+    info.add({"a"}, 1);
+    EXPECT_EQ(info.text(Exposition::openMetrics),
+              "# HELP example An example.\n# TYPE example info\nexample_info{text=\"a\"} 1\n");
+    EXPECT_EQ(info.text(),
+              "# HELP example_info An example.\n# TYPE example_info gauge\nexample_info{text=\"a\"} 1\n");
+    MetricFamily speed(
+        {"example_bytes_per_second", MetricType::gauge, "bytes per second", "", "An example."});
+    speed.add({}, 1);
+    EXPECT_EQ(speed.text(Exposition::openMetrics),
+              "# HELP example_bytes_per_second An example.\n# TYPE example_bytes_per_second gauge\n"
+              "# UNIT example_bytes_per_second bytes_per_second\nexample_bytes_per_second 1\n");
+}
+
+TEST(MetricFamily, HasNoUnitOfOpenMetricsIfItCountsThings)
+{
+    for (char const* const name : {"example_things", "bytes", "kilobytes"})
+    {
+        MetricFamily family({name, MetricType::gauge, "things", "", "An example."});
+        family.add({}, 1);
+        EXPECT_EQ(family.text(qzagent::Exposition::openMetrics).find("# UNIT"), std::string::npos) << name;
+    }
 }
 }  // namespace

@@ -1,17 +1,26 @@
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
 #include "tests/tools/qzagent/Scenarios.h"
+#include "tools/qzagent/cli/ReplacedFile.h"
 
 namespace
 {
@@ -80,6 +89,8 @@ TEST(QzagentMetrics, OfOtherPartsAreWrittenIfOneHangs)
                 HasSubstr("the process of statistics did not answer within 3 s and was killed: "
                           "HBA_GetPortStatistics has not returned"));
     EXPECT_THAT(result.mOutput, HasSubstr("qzagent_look_success{verb=\"statistics\"} 0\n"));
+    EXPECT_THAT(result.mOutput,
+                HasSubstr("qzagent_look_failures{verb=\"statistics\",call=\"HBA_GetPortStatistics\"} 1\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("state=\"ONLINE\"} 1\n"));
 }
 
@@ -93,6 +104,26 @@ TEST(QzagentMetrics, AreLinesOfPrintableAsciiWithHostileNames)
             << line;
         EXPECT_THAT(line, testing::AnyOf(testing::StartsWith("# "), testing::MatchesRegex(sample)));
     }
+}
+
+TEST(QzagentMetrics, AreServedOnlyWithMatchingOptions)
+{
+    for (auto const& [arguments, complaint] : std::vector<std::pair<Arguments, std::string>>{
+             {{"--listen", "127.0.0.1:0", "--textfile", "a"}, "--textfile and --listen exclude each other"},
+             {{"--interval", "5"}, "--interval, --allow-remote and --events require --listen"},
+             {{"--allow-remote"}, "--interval, --allow-remote and --events require --listen"},
+             {{"--events"}, "--interval, --allow-remote and --events require --listen"},
+             {{"--listen", "127.0.0.1:0", "--event-layout", "a"}, "--event-layout requires --events"},
+             {{"--listen", "0.0.0.0:0"}, "other hosts can connect to 0.0.0.0:0; --allow-remote permits it"}})
+    {
+        Arguments all{"metrics"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        ProcessResult const result = runAgent(all);
+        EXPECT_EQ(result.mErrors, "qzagent: " + complaint + "; see qzagent metrics --help\n");
+        EXPECT_EQ(result.mExitStatus, 2);
+    }
+    EXPECT_THAT(runAgent({"metrics", "--listen", "localhost:9912"}).mErrors,
+                HasSubstr("'localhost:9912' is not an IP address and a port, such as 127.0.0.1:9912"));
 }
 
 class QzagentMetricsFile : public testing::Test
@@ -129,6 +160,41 @@ TEST_F(QzagentMetricsFile, KeepsTheTimeOfTheLastSuccess)
     EXPECT_EQ(write(failedLoad()).mExitStatus, 1);
     EXPECT_THAT(textInFile(mPath), HasSubstr(line + "\n"));
     EXPECT_THAT(textInFile(mPath), HasSubstr("qzagent_look_success{verb=\"ports\"} 0\n"));
+}
+
+TEST_F(QzagentMetricsFile, IsAllThatRemainsOfAKilledRun)
+{
+    mFolder.write("qzagent.prom", "old");
+    pid_t const child = ::fork();
+    if (child == 0)
+    {
+        std::signal(SIGXFSZ, SIG_DFL);
+        rlimit const limit{2, RLIM_INFINITY};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        qzagent::replaceFile(mPath, "new metrics");
+        ::_exit(EXIT_SUCCESS);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(textInFile(mPath), "old");
+    EXPECT_EQ(entriesIn(mFolder.path()), 1);
+}
+
+TEST_F(QzagentMetricsFile, IsReplacedAlthoughAKilledRunLeftItsNewFile)
+{
+    mFolder.write(fmt::format("qzagent.prom.{}.tmp", ::getpid()), "part");
+    qzagent::replaceFile(mPath, "new");
+    EXPECT_EQ(textInFile(mPath), "new");
+    EXPECT_EQ(entriesIn(mFolder.path()), 1);
+}
+
+TEST_F(QzagentMetricsFile, CanBeInTheCurrentFolder)
+{
+    ProcessResult const result = runAgentInOn("cd " + mFolder.path().string() + "; exec \"$@\"", measuredHost,
+                                              {"metrics", "--textfile", "qzagent.prom"});
+    EXPECT_EQ(result.mExitStatus, 0);
+    EXPECT_THAT(textInFile(mPath), HasSubstr("\nqzagent_look_success{"));
 }
 
 TEST_F(QzagentMetricsFile, IsRefusedIfItIsALink)

@@ -36,7 +36,7 @@ QZCPointer<QZCWorldWideName> nameOf(unsigned char aLastByte)
     return {new QZCWorldWideName(bytes), QZPST_Individual, QZPAT_New};
 }
 
-std::string recordedIn(std::string const& aPath)
+std::string recordedContentOf(std::string const& aPath)
 {
     std::ifstream file(aPath, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -77,9 +77,9 @@ protected:
             ++failing;
             std::string const path = mFolder.path() / ("failed" + std::to_string(failing));
             std::unique_ptr<WatchRecorder> const recorder = aMakeRecorder(path);
-            std::size_t const start = recordedIn(path).size();
+            std::size_t const start = recordedContentOf(path).size();
             hasFailed = takeTwice(*recorder, mEvent, mBoard, failing);
-            std::string const taken = recordedIn(path).substr(start);
+            std::string const taken = recordedContentOf(path).substr(start);
             EXPECT_TRUE(taken == (hasFailed ? aOnce : aTwice)) << "allocation " << failing;
         }
         EXPECT_GT(failing, 4u) << "event, payload and stream allocate";
@@ -91,13 +91,13 @@ protected:
     {
         std::string const path = mFolder.path() / ("whole" + std::to_string(aTimes));
         std::unique_ptr<WatchRecorder> const recorder = aMakeRecorder(path);
-        std::size_t const start = recordedIn(path).size();
+        std::size_t const start = recordedContentOf(path).size();
         for (unsigned int i = 0; i < aTimes; ++i)
         {
             recorder->take(mEvent, &mBoard);
         }
         recorder->flush();
-        return recordedIn(path).substr(start);
+        return recordedContentOf(path).substr(start);
     }
 
     ScratchFolder const mFolder;

@@ -14,6 +14,7 @@
 #include "tests/tools/qzagent/PcapngCaptures.h"
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
 
 namespace
@@ -143,17 +144,102 @@ TEST_P(QzagentRepairOrder, KeepsTheNumberOfAnInterfaceThatCannotBeRead)
     EXPECT_EQ(repaired(), "2026-11-22T08:53:52.000000000Z board 1 category 3 subcategory 7 length 0\n");
 }
 
-TEST_P(QzagentRepairOrder, RefusesPacketsOfImpossibleInterfaces)
+TEST_P(QzagentRepairOrder, KeepsPacketsOfImpossibleInterfacesWithoutABoard)
 {
     std::size_t const place = start().content().size();
     ProcessResult const result = repair(start()
                                             .packet(5000, repairTime, plainRecord())
                                             .packet(0, repairTime, plainRecord())
+                                            .interface("board 2")
+                                            .packet(2, repairTime, plainRecord())
                                             .statistics(5000, repairTime, 1, 1)
                                             .content());
     EXPECT_THAT(result.mErrors, HasSubstr(message("the block at byte " + std::to_string(place) +
                                                   " belongs to interface 5000, which does not exist")));
-    EXPECT_THAT(linesOf(repaired()), SizeIs(1));
+    EXPECT_THAT(result.mOutput, HasSubstr("wrote 3 records to " + mNew + "; places of damage: 1\n"));
+    EXPECT_EQ(repaired(),
+              "2026-11-22T08:53:52.000000000Z category 3 subcategory 7 length 0\n"
+              "2026-11-22T08:53:52.000000000Z board 0 category 3 subcategory 7 length 0\n"
+              "2026-11-22T08:53:52.000000000Z board 2 category 3 subcategory 7 length 0\n"
+              "2026-11-22T08:53:52.000000000Z dropped 1 event\n");
+}
+
+TEST_P(QzagentRepairOrder, ReplacesASectionHeaderOfAnotherVersion)
+{
+    PcapngBuilder const capture = start()
+                                      .packet(1, repairTime, plainRecord())
+                                      .section("i")
+                                      .interface("board 5")
+                                      .packet(0, repairTime, plainRecord());
+    std::string content = capture.content();
+    content[capture.bounds().at(4) + 12 + (GetParam() ? 1 : 0)] = '\x85';
+    ProcessResult const result = repair(content);
+    EXPECT_THAT(result.mOutput, HasSubstr("places of damage: 1\n"));
+    EXPECT_EQ(repaired(),
+              "2026-11-22T08:53:52.000000000Z board 1 category 3 subcategory 7 length 0\n"
+              "2026-11-22T08:53:52.000000000Z board 5 category 3 subcategory 7 length 0\n");
+    EXPECT_THAT(contentOf(mNew), Not(HasSubstr("\x85")));
+}
+
+TEST_P(QzagentRepairOrder, LeavesOutPacketsWhoseOptionsHaveAWrongLength)
+{
+    // In the block: the sizes of the option for the number of the packet, and of the end of the options.
+    for (std::size_t const place : {std::size_t{34}, std::size_t{46}})
+    {
+        PcapngBuilder const capture =
+            start().packet(0, repairTime, plainRecord()).packet(1, repairTime, plainRecord());
+        std::string content = capture.content();
+        content[capture.bounds().at(3) + place + (GetParam() ? 1 : 0)] = '\x04';
+        ProcessResult const result = repair(content);
+        EXPECT_THAT(result.mOutput, HasSubstr("wrote 1 records to " + mNew + "; places of damage: 1\n"))
+            << place;
+    }
+}
+
+TEST_P(QzagentRepairOrder, LeavesOutOtherBlocksThatProgramsMayRefuse)
+{
+    PcapngBuilder capture = start();
+    std::size_t const place = capture.content().size();
+    std::string const before = capture.content();
+    ByteList const names = ByteMaker(GetParam()).u16(1).u16(60).u32(0).block(4);
+    std::string const packet = capture.raw({names.begin(), names.end()})
+                                   .packet(1, repairTime, plainRecord())
+                                   .content()
+                                   .substr(place + names.size());
+    ProcessResult const result = repair(capture.content());
+    EXPECT_EQ(result.mErrors, message("at byte " + std::to_string(place) +
+                                      ": left out a block of type 4 that other programs may refuse"));
+    EXPECT_EQ(contentOf(mNew), before + packet);
+}
+
+TEST_P(QzagentRepairOrder, CopiesWhatFollowsADamagedStart)
+{
+    PcapngBuilder const capture = start().packet(1, repairTime, plainRecord());
+    for (char const filler : {'\0', ' ', '#', '\x03', 'x', '\xff'})
+    {
+        std::string content = capture.content();
+        content.replace(0, capture.bounds().at(1), std::string(capture.bounds().at(1), filler));
+        ProcessResult const result = repair(content);
+        EXPECT_THAT(result.mOutput, HasSubstr("wrote 1 records to " + mNew + "; places of damage: 1\n"));
+        EXPECT_EQ(result.mExitStatus, 0);
+        EXPECT_EQ(repaired(), "2026-11-22T08:53:52.000000000Z category 3 subcategory 7 length 0\n");
+    }
+}
+
+TEST_F(QzagentRepair, FailsWhenNothingIsWhole)
+{
+    ProcessResult const result = repair(std::string(100, '\xff'));
+    EXPECT_THAT(result.mErrors, HasSubstr("; --format pcapng reads a damaged pcapng file\n"));
+    EXPECT_THAT(result.mErrors, HasSubstr("damaged has no whole record\n"));
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_FALSE(std::filesystem::exists(mNew));
+}
+
+TEST_F(QzagentRepair, KeepsARecordWhosePayloadHasBlocks)
+{
+    std::string const capture = PcapngBuilder().section("h").interface("board 0").content();
+    EXPECT_THAT(repair(fullRecord(capture)).mOutput, HasSubstr("wrote 1 records"));
+    EXPECT_EQ(contentOf(mNew), fullRecord(capture));
 }
 
 TEST_F(QzagentRepair, CopiesTheRecordsBeforeDamage)

@@ -122,7 +122,7 @@ TEST_F(QzagentShowPcapng, RecognisesACaptureWhoseFirstBytesAreDamaged)
     EXPECT_EQ(result.mExitStatus, 1);
     content.replace(0, 20, 20, 'x');
     mFolder.write("events", content);
-    EXPECT_THAT(runAgent({"show", path}).mOutput, IsEmpty());
+    EXPECT_THAT(runAgent({"show", path}).mOutput, testing::Not(IsEmpty()));
     EXPECT_THAT(linesOf(runAgent({"show", "--format", "pcapng", path}).mOutput), testing::SizeIs(2));
 }
 
@@ -517,6 +517,19 @@ TEST_F(QzagentShowFollow, WaitsForLatencyDataToTellItself)
     EXPECT_THAT(result.mOutput,
                 testing::StartsWith("record 0 at byte 0: 7 I/Os, search type 1, base 10, step 2\n"));
     EXPECT_EQ(result.mErrors, "");
+}
+
+TEST_F(QzagentShowFollow, WaitsForTheEndOfARecordThatIsTooLarge)
+{
+    std::string const large = fullRecord(std::string(1000, 'x'));
+    mFolder.write("events", large.substr(0, 500));
+    mFolder.write("more", large.substr(500) + plainRecord());
+    ProcessResult const result =
+        follow("sleep 0.5; cat more >>events; until_lines 2", {"--max-record", "100", "events"});
+    EXPECT_THAT(linesOf(result.mOutput), ElementsAre(plainText));
+    EXPECT_EQ(result.mErrors,
+              "qzagent: events: at byte 0: a record of 1035 bytes is larger than 100 bytes "
+              "(--max-record); skipped 1035 bytes\n");
 }
 
 TEST_F(QzagentShowFollow, EndsQuietlyWhenItsReaderLeaves)

@@ -127,7 +127,7 @@ TEST_F(QzagentShow, ReportsANameOfTheWrongLength)
     std::string const shortName{'\x03', '\x07', '\xf5', '\x43', 1, 2, 3, '\x43', 1, 2, 3, 0};
     EXPECT_EQ(show(shortName).mErrors,
               complaint(" at byte 3: expected a name of 8 bytes, found one of 3; skipped 12 bytes "
-                        "from byte 0 to the end"));
+                        "from byte 0 to the end; --format pcapng reads a damaged pcapng file"));
 }
 
 TEST_F(QzagentShow, ReportsThePositionOfDamageInTheFile)
@@ -162,14 +162,14 @@ TEST_F(QzagentShow, PrintsARecordLargerThanTheReadBuffer)
     EXPECT_EQ(result.mErrors, "");
 }
 
-TEST_F(QzagentShow, RefusesARecordThatIsLargerThanTheLimit)
+TEST_F(QzagentShow, SkipsARecordThatIsLargerThanTheLimit)
 {
     std::string const large(1000000, 'x');
-    ProcessResult const result = show(plainRecord() + fullRecord(large), {"show", "--max-record", "512K"});
-    EXPECT_EQ(result.mOutput, plainLine);
-    EXPECT_EQ(result.mErrors,
-              complaint(" at byte 4: a record is larger than 524288 bytes (--max-record); skipped "
-                        "1000035 bytes from byte 4 to the end"));
+    ProcessResult const result =
+        show(plainRecord() + fullRecord(large) + fullRecord("ab"), {"show", "--max-record", "512K"});
+    EXPECT_EQ(result.mOutput, plainLine + fullLine + "2 6162\n");
+    EXPECT_EQ(result.mErrors, complaint(" at byte 4: a record of 1000035 bytes is larger than 524288 bytes "
+                                        "(--max-record); skipped 1000035 bytes"));
     EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_EQ(show(plainRecord() + fullRecord(large), {"show", "--max-record", "1M"}).mExitStatus, 0);
 }
@@ -182,12 +182,48 @@ TEST_F(QzagentShow, TakesTheLargestLimit)
     EXPECT_EQ(result.mErrors, "");
 }
 
-TEST_F(QzagentShow, RefusesARecordBelowTheReadBufferThatIsLargerThanTheLimit)
+TEST_F(QzagentShow, SkipsARecordBelowTheReadBufferThatIsLargerThanTheLimit)
 {
+    ProcessResult const result =
+        show(plainRecord() + fullRecord("abcdef") + plainRecord(), {"show", "--max-record", "40"});
+    EXPECT_EQ(result.mOutput, plainLine + plainLine);
+    EXPECT_EQ(result.mErrors, complaint(" at byte 4: a record of 41 bytes is larger than 40 bytes "
+                                        "(--max-record); skipped 41 bytes"));
+}
+
+TEST_F(QzagentShow, ReportsHowMuchOfALargeRecordIsMissing)
+{
+    std::string const record = fullRecord(std::string(1000000, 'x'));
+    EXPECT_EQ(show(plainRecord() + record.substr(0, 600000), {"show", "--max-record", "512K"}).mErrors,
+              complaint(" at byte 4: a record of 1000035 bytes is larger than 524288 bytes (--max-record); "
+                        "skipped 600000 bytes"));
+}
+
+TEST_F(QzagentShow, StopsAtALargeRecordWhoseLengthIsUnknown)
+{
+    // A name of 2000 bytes, and payloads whose lengths are cut or exceed the form.
+    for (std::string const& start : {std::string("\x03\x07\xf5\x59\x07\xd0", 6),
+                                     std::string("\x03\x07\xf4\x01\x5b\0\0\0\1\0\0\0\0", 13)})
+    {
+        EXPECT_EQ(show(start + std::string(1000, 'x'), {"show", "--max-record", "100"}).mErrors,
+                  complaint(" at byte 0: a record is larger than 100 bytes (--max-record); skipped " +
+                            std::to_string(start.size() + 1000) +
+                            " bytes from byte 0 to the end; --format pcapng reads a damaged pcapng file"));
+    }
+    EXPECT_EQ(show(std::string("\x03\x07\xf4\x01\x5a\x01", 6), {"show", "--max-record", "5"}).mErrors,
+              complaint(" at byte 0: a record is larger than 5 bytes (--max-record); skipped 6 bytes from "
+                        "byte 0 to the end; --format pcapng reads a damaged pcapng file"));
+}
+
+TEST_F(QzagentShow, RefusesZeros)
+{
+    ProcessResult const result = show(std::string(1000, '\0'));
+    EXPECT_EQ(result.mOutput, "");
     EXPECT_EQ(
-        show(plainRecord() + fullRecord("abcdef"), {"show", "--max-record", "40"}).mErrors,
-        complaint(" at byte 4: a record is larger than 40 bytes (--max-record); skipped 41 bytes from byte 4 "
-                  "to the end"));
+        result.mErrors,
+        complaint(" at byte 0: expected latency data, found only zeros; skipped 1000 bytes from byte 0 to "
+                  "the end; --format pcapng reads a damaged pcapng file"));
+    EXPECT_EQ(result.mExitStatus, 1);
 }
 
 TEST_F(QzagentShow, NeedsLittleMoreMemoryThanItsLargestRecord)
@@ -331,6 +367,22 @@ TEST_F(QzagentShow, ReadsStandardInputForADash)
               "qzagent: standard input: at byte 5: expected an unsigned integer up to 255, found the end of "
               "the input; skipped 1 bytes from byte 4 to the end\n");
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST_F(QzagentShow, PrintsNoSummaryOfFilesThatCannotBeRead)
+{
+    std::string const missing = mFolder.path() / "missing";
+    for (std::string const& path : {missing, mFolder.path().string()})
+    {
+        ProcessResult const result = runAgent({"show", "--summary", path});
+        EXPECT_EQ(result.mOutput, "");
+        EXPECT_THAT(result.mErrors, testing::StartsWith("qzagent: cannot read " + path + ": "));
+        EXPECT_EQ(result.mExitStatus, 1);
+    }
+    ProcessResult const document = runAgent({"show", "--summary", "--json", missing});
+    EXPECT_TRUE(satisfies(document.mOutput, "show-summary"));
+    std::string const path = mFolder.write("events", plainRecord());
+    EXPECT_THAT(squeezed(runAgent({"show", "--summary", missing, path}).mOutput), HasSubstr("events 1\n"));
 }
 
 TEST_F(QzagentShow, ReportsAMissingFile)

@@ -162,14 +162,14 @@ TEST_F(QzagentWatchEnd, ReportsEventsThatTheQueueDropped)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
-TEST_F(QzagentWatchEnd, StopsWaitingForAReaderAtASecondSignal)
+TEST_F(QzagentWatchEnd, StopsWaitingForAReaderThatDoesNotReadForASecondAfterASignal)
 {
-    ProcessResult const result = runAgentInOn(
-        scriptWithoutReader(mFolder.path() / "pipe", "kill -INT $agent; kill -TERM $agent; wait $agent"),
-        large, {"watch", "--json"});
+    ProcessResult const result =
+        runAgentInOn(scriptWithoutReader(mFolder.path() / "pipe", "kill -INT $agent; wait $agent"), large,
+                     {"watch", "--json"});
     EXPECT_THAT(result.mErrors,
                 HasSubstr("qzagent: cannot write standard output: the reader does not read\n"));
-    EXPECT_THAT(result.mErrors, HasSubstr(" events were dropped\n"));
+    EXPECT_THAT(result.mErrors, HasSubstr(" events were dropped: "));
     EXPECT_EQ(result.mExitStatus, 1);
 }
 }  // namespace

@@ -265,6 +265,24 @@ def check_bundle(call, answer):
     return found
 
 
+def check_metrics(call, answer):
+    """The verbs of metrics run in their own processes. The metrics name the call that failed, and have the other verbs."""
+    verb = ("metrics", "--latency", "--per-lun")
+    result = run(faulty(call, answer), verb, "--json")
+    found = list(problems_of_document(verb, result))
+    if bool(result.returncode) != bool(error_lines(result)):
+        found.append(f"ended with {result.returncode} and the errors {error_lines(result)[:3]}")
+    if not found:
+        metrics = json.loads(result.stdout)["metrics"]
+        failed = set(re.findall(r'^qzagent_look_success{verb="(\w+)"} 0$', metrics, re.M))
+        expected = {caller[0] for caller in CALLERS[call]} if call != HARMLESS else set()
+        if failed != expected or metrics.count("\nqzagent_look_success{") != 5:
+            found.append(f"the verbs {failed} failed, not {expected}")
+        if len(re.findall(rf'^qzagent_look_failures{{verb="\w+",call="{call}"}} \d+$', metrics, re.M)) != len(failed):
+            found.append("the metrics do not name the call")
+    return found
+
+
 def problems_of_document(verb, result):
     if result.returncode not in (0, 1):
         yield f"ended with {result.returncode}: {result.stderr.decode('utf-8', 'replace')[-300:]}"
@@ -385,6 +403,11 @@ class FaultSweep(unittest.TestCase):
         # Each run with boards waits for events.
         answers = [(call, "HBA_STATUS_ERROR") for call in CALLERS] + [(call, 1) for call in VQM_CALLS]
         self.run_all(check_bundle, answers[::SANITIZED_STEP] if IS_SANITIZED else answers, WAITING)
+
+    def test_every_hba_call_in_metrics(self):
+        # The verb inventory reads no logical units here.
+        answers = [(call, "HBA_STATUS_ERROR") for call, verbs in CALLERS.items() if verbs != (LUNS,)]
+        self.run_all(check_metrics, answers[::SANITIZED_STEP] if IS_SANITIZED else answers)
 
 
 if __name__ == "__main__":

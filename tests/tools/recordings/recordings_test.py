@@ -1,7 +1,7 @@
 """The files that qzagent watch --output writes, also when it is killed, its disk is full or its file is moved away."""
 
 import collections
-import fcntl
+import contextlib
 import json
 import os
 import pathlib
@@ -11,8 +11,6 @@ import signal
 import struct
 import subprocess
 import tempfile
-import termios
-import threading
 import time
 import unittest
 
@@ -36,8 +34,8 @@ def scenario(*sources):
 
 ONE_SOURCE = scenario((3, 8, 100000, 1000))
 ENDLESS = scenario((3, 8, 1000, 1000000))
-# Fills the queue while the agent waits for a reader of its output. Small events follow.
-FLOOD = scenario((3, 1 << 20, 100000, 80), (4, 8, 1000, 1000000))
+# The queue has room for 64 of these events.
+LARGE = (3, 1 << 20, 100000, 70)
 
 
 def record(number, category=3):
@@ -64,10 +62,10 @@ class Recordings(unittest.TestCase):
         return subprocess.run(self.command(scenario_text, *arguments, **keywords), capture_output=True, text=True,
                               check=False, timeout=60, env=ENVIRONMENT)
 
-    def start(self, scenario_text, *arguments, **keywords):
+    def start(self, scenario_text, *arguments, stderr=subprocess.PIPE, **keywords):
         """Starts a recording that the test ends, and waits until it has begun."""
         agent = subprocess.Popen(self.command(scenario_text, *arguments, **keywords), stdout=subprocess.PIPE,
-                                 stderr=subprocess.PIPE, text=True, env=ENVIRONMENT)
+                                 stderr=stderr, text=True, env=ENVIRONMENT)
         self.addCleanup(self.end, agent)
         self.await_condition(lambda: any(path.stat().st_size for path in self.folder.glob("*.pcapng")))
         return agent
@@ -412,63 +410,142 @@ class Files(Recordings):
                                       "a new file\n"), 2)
 
     def test_a_file_that_cannot_be_continued_ends_the_recording(self):
-        agent = self.start(ENDLESS)
-        self.path.unlink()
-        self.path.mkdir()
+        folder = self.folder / "gone.pcapng"
+        folder.mkdir()
+        path = folder / "events"
+        agent = self.start(ENDLESS, output=path)
+        self.await_condition(lambda: path.exists() and path.stat().st_size > 0)
+        shutil.rmtree(folder)
         agent.wait(timeout=20)
         _, errors = agent.communicate()
-        self.assertIn(f"qzagent: cannot write {self.path}: Is a directory\n", errors)
+        self.assertIn(f"qzagent: cannot write {path}: No such file or directory\n", errors)
         self.assertEqual(agent.returncode, 1)
+
+    def test_a_file_of_somebody_else_is_never_changed(self):
+        whole = self.folder / "whole"
+        self.watch(ONE_SOURCE, "--count", "1", output=whole)
+        contents = (b"a short text\n", b"a long text\n" * 1000, record(0) + record(1), whole.read_bytes(),
+                    whole.read_bytes()[:20])
+        agent = self.start(ENDLESS)
+        for number, content in enumerate(contents, 1):
+            current = self.path if number == 1 else self.folder / f"events-{number}.pcapng"
+            self.await_condition(lambda file=current: file.exists() and file.stat().st_size > 0)
+            foreign = self.folder / "foreign"
+            foreign.write_bytes(content)
+            foreign.rename(current)
+        last = self.folder / f"events-{len(contents) + 1}.pcapng"
+        self.await_condition(lambda: last.exists() and last.stat().st_size > 0)
+        status, _, errors = self.end(agent)
+        self.assertEqual(status, 0, errors)
+        for number, content in enumerate(contents, 1):
+            current = self.path if number == 1 else self.folder / f"events-{number}.pcapng"
+            self.assertEqual(current.read_bytes(), content)
+            self.assertIn(f"{current} was deleted or replaced; the recording continues in "
+                          f"{self.folder}/events-{number + 1}.pcapng\n", errors)
+        self.assertTrue(self.sections(last)[0].packets)
+        self.assertEqual(last.stat().st_mode & 0o777, 0o600)
+
+    def test_a_file_that_is_emptied_while_recording_begins_with_a_section(self):
+        agent = self.start(ENDLESS)
+        self.await_condition(lambda: self.path.stat().st_size > 1000)
+        os.truncate(self.path, 0)
+        self.await_condition(lambda: self.path.stat().st_size > 1000)
+        status, _, errors = self.end(agent)
+        self.assertEqual(status, 0, errors)
+        self.assertIn(f"qzagent: note: {self.path} was truncated; a new section begins\n", errors)
+        section, = self.sections()
+        self.assertTrue(section.packets)
+
+    def test_a_file_that_only_begins_like_a_capture_is_refused(self):
+        for content in (b"\n\r\r\n" + b"text" * 75, b"\n\r\r\n\0\0\1\0text", b"text"):
+            self.path.write_bytes(content)
+            result = self.watch(ONE_SOURCE, "--count", "1")
+            self.assertEqual(result.returncode, 1, content)
+            self.assertEqual(self.path.read_bytes(), content)
 
 
 class Drops(Recordings):
-    def await_full_queue(self, agent, is_endless):
-        """The agent waits for a reader, and its sources, which copied what the queue holds, have little to do.
-        A source that has sent all its events has nothing to do. An agent that a busy machine delays seldom looks so."""
-        most_ticks = 25 if is_endless else 3
-        def ticks():
-            fields = pathlib.Path(f"/proc/{agent.pid}/stat").read_text(encoding="utf-8").rsplit(")", 1)[1].split()
-            return int(fields[11]) + int(fields[12])
+    def start_stuck(self, sources, *arguments):
+        """Starts a recording and keeps it from taking events: standard error, where it reports its beginning, is full.
+        Returns after the last event of the first source, the only one that ends."""
+        self.errors, full = os.pipe()
+        self.addCleanup(os.close, self.errors)
+        os.set_blocking(full, False)
+        filling = 0
+        for piece in bytes(4096), bytes(1):
+            with contextlib.suppress(BlockingIOError):
+                while True:
+                    filling += os.write(full, piece)
+        os.set_blocking(full, True)
+        agent = self.start(scenario(*sources), *arguments, "--sync", "0", stderr=full)
+        os.close(full)
+        process = pathlib.Path(f"/proc/{agent.pid}")
 
-        def has_output():
-            return struct.unpack("i", fcntl.ioctl(agent.stdout, termios.FIONREAD, bytes(4)))[0] > 4096
+        def has_full_queue():
+            maps = (process / "smaps").read_text(encoding="utf-8")
+            return any(int(size) >= 64 << 10 for size in re.findall("(?m)^Rss: +([0-9]+) kB$", maps))
 
-        def is_idle():
-            before = ticks()
-            time.sleep(1)
-            return ticks() - before < most_ticks
-
-        self.await_condition(has_output)
-        self.await_condition(is_idle)
-
-    def watch_without_reader(self, scenario_text, *arguments):
-        """Reads what the agent prints only after its queue is full, and then ends it unless it ends by itself."""
-        agent = self.start(scenario_text, "--print", "--json", *arguments)
-        self.await_full_queue(agent, "--count" not in arguments)
-        if "--count" not in arguments:
-            threading.Timer(2, agent.send_signal, [signal.SIGTERM]).start()
-        output, errors = agent.communicate(timeout=60)
-        self.assertEqual(agent.returncode, 1, errors)
-        return [json.loads(line) for line in output.splitlines()], errors
+        # Each source has a thread, which ends after the last event.
+        self.await_condition(lambda: has_full_queue() and len(list((process / "task").iterdir())) == len(sources))
+        while filling:
+            filling -= len(os.read(self.errors, filling))
+        return agent
 
     def test_dropped_events_are_counted_in_packets_and_statistics_and_reported(self):
-        objects, errors = self.watch_without_reader(FLOOD)
-        total = int(re.search(r"dropped ([0-9]+)\n", errors)[1])
-        self.assertGreater(total, 0)
+        agent = self.start_stuck([LARGE, (4, 0, 100, 1000000)], "--print", "--json")
+        with open(self.errors, encoding="ascii", closefd=False) as lines:
+            errors = lines.readline() + lines.readline()
+            self.assertTrue(errors.endswith("\nqzagent: note: dropped events: 6 of board 0\n"), errors)
+            size = self.path.stat().st_size
+            self.await_condition(lambda: self.path.stat().st_size > size)
+            agent.send_signal(signal.SIGTERM)
+            output, _ = agent.communicate(timeout=60)
+            errors = lines.read()
+        self.assertEqual(agent.returncode, 1, errors)
+        self.assertRegex(errors, "qzagent: note: received [0-9]+ events, wrote [0-9]+, dropped 6\n"
+                                 "(?s:.*)qzagent: 6 of [0-9]+ events were dropped: 6 of board 0\n$")
         section, = self.sections()
-        self.assertEqual(sum(packet.drops for packet in section.packets), total)
+        self.assertEqual(sum(packet.drops for packet in section.packets), 6)
         last = section.interfaces[0].statistics[-1]
-        self.assertEqual((last.received, last.dropped), (len(section.packets) + total, total))
+        self.assertEqual((last.received, last.dropped), (len(section.packets) + 6, 6))
         self.assertEqual([packet.id for packet in section.packets], list(range(1, len(section.packets) + 1)))
-        self.assertEqual(sum(map(int, re.findall("note: dropped events: ([0-9]+) of board 0\n", errors))), total)
-        self.assertRegex(errors, f"qzagent: {total} of [0-9]+ events were dropped: {total} of board 0\n$")
-        drops = [each for each in objects if "dropped" in each]
-        self.assertEqual({tuple(each) for each in drops}, {("time", "host", "board", "dropped")})
-        self.assertEqual(sum(each["dropped"] for each in drops), total)
+        drops = [each for each in map(json.loads, output.splitlines()) if "dropped" in each]
+        self.assertEqual([(*each, each["board"], each["dropped"]) for each in drops],
+                         [("time", "host", "board", "dropped", 0, 6)])
 
     def test_a_watch_for_a_count_ends_although_events_are_dropped(self):
-        _, errors = self.watch_without_reader(scenario((3, 1 << 20, 100000, 80)), "--count", "80")
-        self.assertRegex(errors, "note: received 80 events, wrote [0-9]+, dropped [1-9]")
+        agent = self.start_stuck([LARGE], "--count", "70")
+        with open(self.errors, encoding="ascii", closefd=False) as lines:
+            self.assertIn("note: received 70 events, wrote 64, dropped 6\n", lines.read())
+        self.assertEqual(agent.wait(timeout=60), 1)
+
+
+class StuckReader(Recordings):
+    """Nobody reads what the agent prints."""
+
+    def end_of(self, *arguments, signals=0):
+        agent = self.start(scenario((3, 8, 10000, 1000000)), "--print", *arguments)
+        if signals:
+            self.await_condition(lambda: self.path.stat().st_size > 1000000)
+            agent.send_signal(signal.SIGINT)
+        agent.wait(timeout=40)
+        errors = agent.stderr.read()
+        received, wrote, dropped = map(int, re.search("received ([0-9]+) events, wrote ([0-9]+), dropped ([0-9]+)\n",
+                                                      errors).groups())
+        self.assertEqual(received, wrote + dropped)
+        section, = self.sections()
+        self.assertEqual(len(section.packets), wrote)
+        self.assertRegex(errors, "[0-9]+ events were not printed because the reader of standard output did not read")
+        return received
+
+    def test_a_count_is_recorded_and_ends(self):
+        self.assertEqual(self.end_of("--count", "20000"), 20000)
+
+    def test_a_time_is_recorded_and_ends(self):
+        self.assertGreater(self.end_of("--seconds", "3"), 0)
+
+    def test_one_signal_ends_the_recording(self):
+        self.assertGreater(self.end_of(signals=1), 0)
 
 
 class Printing(Recordings):

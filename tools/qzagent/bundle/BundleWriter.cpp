@@ -17,7 +17,7 @@
 namespace qzagent
 {
 BundleWriter::BundleWriter(std::string const& aPath, pcapng::Section const& aSection,
-                           Anonymiser const* aAnonymiser)
+                           anonymise::Anonymiser const* aAnonymiser)
     : mAnonymiser(aAnonymiser),
       mFile(aPath),
       mTarget([this](pcapng::Bytes aBytes) { mFile.write(aBytes); }),
@@ -107,11 +107,11 @@ void BundleWriter::replaceRecord(CaptureEvent& aEvent)
     mAnonymiser->anonymise(payload.data(), payload.size());
     auto const event = qz::makeScopeEvent(record.category(), record.subcategory());
     auto const size = static_cast<unsigned int>(payload.size());
-    QZCScopeData const replaced = record.hasNames()
-                                      ? QZCScopeData(event, payload.data(), size, size,
-                                                     mAnonymiser->anonymised(*record.first()).record(),
-                                                     mAnonymiser->anonymised(*record.second()).record())
-                                      : QZCScopeData(event, payload.data(), size, size);
+    QZCScopeData const replaced =
+        record.hasNames() ? QZCScopeData(event, payload.data(), size, size,
+                                         qz::Wwn(mAnonymiser->anonymised(record.first()->bytes())).record(),
+                                         qz::Wwn(mAnonymiser->anonymised(record.second()->bytes())).record())
+                          : QZCScopeData(event, payload.data(), size, size);
     mStream.clear();
     replaced.encode(mStream);
     QZCBuffer const& encoded = mStream.getEncoded();

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "anonymise/Anonymiser.h"
 #include "backend/common/include/EncodableStream.h"
 #include "pcapng/Blocks.h"
-#include "tools/qzagent/anonymise/Anonymiser.h"
 #include "tools/qzagent/capture/CaptureDocument.h"
 #include "tools/qzagent/capture/CaptureItems.h"
 #include "tools/qzagent/convert/CaptureCopy.h"
@@ -28,7 +28,8 @@ public:
 
     /// @param aAnonymiser has learned what section, documents and events contain; null to keep originals
     /// @throws std::system_error "cannot write PATH: ..." when the file exists or cannot be created
-    BundleWriter(std::string const& aPath, pcapng::Section const& aSection, Anonymiser const* aAnonymiser);
+    BundleWriter(std::string const& aPath, pcapng::Section const& aSection,
+                 anonymise::Anonymiser const* aAnonymiser);
 
     /// Describes the interface of a document or of a board. The descriptions are at the beginning of the file, so that
     /// damage does not make what is behind it unreadable.
@@ -54,7 +55,7 @@ private:
     void replace(CaptureEvent& aEvent);
     void replaceRecord(CaptureEvent& aEvent);
 
-    Anonymiser const* const mAnonymiser;
+    anonymise::Anonymiser const* const mAnonymiser;
     CaptureCopy mFile;
     PcapngTarget mTarget;
     pcapng::Section const mSection;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -21,6 +22,7 @@ static_assert(sizeof(off_t) == sizeof(std::uint64_t), "captures can be larger th
 namespace
 {
 constexpr mode_t onlyOwner = 0600;
+constexpr std::string_view pcapngSuffix = ".pcapng";
 }  // namespace
 
 AppendedFile::AppendedFile(std::string const& aPath, std::string const& aName)
@@ -130,6 +132,29 @@ void AppendedFile::sync() const
     if (!mIsDevice && ::fsync(mDescriptor->number()) != 0)
     {
         refuse(std::strerror(errno));
+    }
+}
+
+bool isNamedPcapng(std::string_view aPath)
+{
+    return aPath.size() > pcapngSuffix.size() &&
+           aPath.substr(aPath.size() - pcapngSuffix.size()) == pcapngSuffix;
+}
+
+std::string createBeside(std::string const& aPath)
+{
+    bool const hasSuffix = isNamedPcapng(aPath);
+    std::string const name = hasSuffix ? aPath.substr(0, aPath.size() - pcapngSuffix.size()) : aPath;
+    std::string path = aPath;
+    for (unsigned int number = 2;; ++number)
+    {
+        Descriptor const file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner));
+        // Another error occurs again, and is reported, when the file is opened.
+        if (file.number() >= 0 || errno != EEXIST)
+        {
+            return path;
+        }
+        path = fmt::format("{}-{}{}", name, number, hasSuffix ? pcapngSuffix : "");
     }
 }
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "agentkit/include/Bytes.h"
 #include "tools/qzagent/cli/Descriptor.h"
@@ -42,6 +43,8 @@ public:
     /// Name of the file for messages.
     std::string const& name() const { return mName; }
 
+    std::string const& path() const { return mPath; }
+
     bool isDevice() const { return mIsDevice; }
 
     /// Size in bytes, without what other processes append.
@@ -60,6 +63,9 @@ public:
 
     /// @return whether the path still leads to this file; true for a device
     bool isStillThere() const;
+
+    /// @return whether another process has made the file shorter; false for a device
+    bool isTruncated() const { return !mIsDevice && realSize() < mSize; }
 
     /// The open file. It remains open, without the lock, as long as it is referred to.
     std::shared_ptr<Descriptor const> const& descriptor() const { return mDescriptor; }
@@ -82,4 +88,11 @@ private:
     bool mIsDevice = false;
     std::uint64_t mSize = 0;
 };
+
+/// Whether the name is that of a pcapng file.
+bool isNamedPcapng(std::string_view aPath);
+
+/// Creates a file that only its owner can read, and never takes an existing one.
+/// @return the path if nothing has this name; else the first free one of NAME-2, NAME-3 and so on, before ".pcapng"
+std::string createBeside(std::string const& aPath);
 }  // namespace qzagent

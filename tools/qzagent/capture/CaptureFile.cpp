@@ -41,6 +41,7 @@ CaptureFile::CaptureFile(std::string const& aPath, Reading aReading, std::option
       mDescriptor(open(aPath)),
       mReading(aReading),
       mStop(aStop),
+      mIsFormGiven(aForm.has_value()),
       mForm(aForm)
 {
     struct stat status = {};
@@ -61,6 +62,10 @@ std::optional<CaptureForm> CaptureFile::form()
     while (!mForm)
     {
         mForm = formOf(mHead, mHead.size() == formHeadSize || mHasEnded);
+        if (mForm && *mForm != CaptureForm::pcapng && isDamagedPcapng(start()))
+        {
+            mForm = CaptureForm::pcapng;
+        }
         if (mForm == CaptureForm::hexadecimal)
         {
             mHexText.emplace();
@@ -149,6 +154,21 @@ std::size_t CaptureFile::readDescriptor(unsigned char* aBytes, std::size_t aSize
     mHasEnded = count == 0 && !(mCanGrow && mReading == Reading::following);
     mCount += static_cast<std::size_t>(count);
     return static_cast<std::size_t>(count);
+}
+
+/// @return the first bytes, without reading them; of a pipe, only those that were read
+std::string CaptureFile::start() const
+{
+    if (!mCanGrow)
+    {
+        return mHead;
+    }
+    std::string start(searchedForBlocks, '\0');
+    off_t const here = ::lseek(mDescriptor.number(), 0, SEEK_CUR);
+    ssize_t const count =
+        ::pread(mDescriptor.number(), start.data(), start.size(), here - static_cast<off_t>(mHead.size()));
+    start.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return start;
 }
 
 bool CaptureFile::isReady() const

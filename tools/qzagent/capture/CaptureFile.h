@@ -49,7 +49,7 @@ public:
     /// Name of the file for messages.
     std::string const& name() const { return mName; }
 
-    /// Reads the first bytes if necessary.
+    /// Reads the first bytes if necessary. In a regular file without a certain form, pcapng blocks are searched.
     /// @return none when the file is followed and has too few bytes
     /// @throws CaptureError when the file cannot be read
     std::optional<CaptureForm> form();
@@ -62,6 +62,9 @@ public:
     /// Whether no bytes can follow those that were read. A file that is followed may always grow.
     bool hasEnded() const { return mHasEnded; }
 
+    /// Whether the form was recognised by the first bytes.
+    bool isFormGuessed() const { return !mIsFormGiven; }
+
     /// Whether the path has become that of another file, or the file has become shorter than what was read. False for
     /// standard input.
     bool isReplaced() const;
@@ -71,6 +74,7 @@ private:
     std::size_t readHex(unsigned char* aBytes, std::size_t aSize);
     std::size_t readDescriptor(unsigned char* aBytes, std::size_t aSize);
     bool isReady() const;
+    std::string start() const;
     void expectNoStop() const;
 
     std::string const mPath;
@@ -81,6 +85,7 @@ private:
     bool mCanGrow = false;  ///< whether it is a regular file
     bool mHasEnded = false;
     std::size_t mCount = 0;  ///< number of bytes that were read from the descriptor
+    bool const mIsFormGiven;
     std::optional<CaptureForm> mForm;
     std::string mHead;  ///< first bytes, read ahead to recognise the form
     std::optional<HexText> mHexText;

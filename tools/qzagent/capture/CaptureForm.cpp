@@ -9,10 +9,13 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <variant>
 
 #include "agentkit/include/ScopeDataView.h"
+#include "pcapng/BlockReader.h"
 #include "pcapng/ByteOrder.h"
 #include "pcapng/Format.h"
+#include "pcapng/Window.h"
 #include "tools/qzagent/capture/HexText.h"
 #include "tools/qzagent/report/ReportText.h"
 
@@ -52,6 +55,23 @@ bool hasMagic(std::string const& aHead)
     };
     return aHead.size() == formHeadSize && (is(ByteOrder::native) || is(ByteOrder::swapped));
 }
+
+class TextInput : public pcapng::Input
+{
+public:
+    explicit TextInput(std::string_view aText) : mRest(aText) {}
+
+    std::size_t read(unsigned char* aBytes, std::size_t aSize) override
+    {
+        std::size_t const size = std::min(aSize, mRest.size());
+        std::copy_n(mRest.begin(), size, aBytes);
+        mRest.remove_prefix(size);
+        return size;
+    }
+
+private:
+    std::string_view mRest;
+};
 }  // namespace
 
 std::optional<CaptureForm> formOf(std::string const& aHead, bool aIsWhole)
@@ -88,6 +108,29 @@ std::optional<CaptureForm> formOf(std::string const& aHead, bool aIsWhole)
     return hasMagic(aHead) ? CaptureForm::pcapng : CaptureForm::records;
 }
 
+bool isDamagedPcapng(std::string const& aStart)
+{
+    if (beginsRecord(aStart))
+    {
+        return false;
+    }
+    TextInput input(aStart);
+    pcapng::BlockReader reader(input, aStart.size());
+    bool followsBlock = false;
+    while (auto const found = reader.next(pcapng::BlockReader::AtEnd::finish))
+    {
+        auto const* const block = std::get_if<pcapng::Block>(&*found);
+        bool const isBlock = block != nullptr && pcapng::isUsual(block->mType);
+        if (isBlock &&
+            (followsBlock || block->mType == static_cast<std::uint32_t>(pcapng::BlockType::sectionHeader)))
+        {
+            return true;
+        }
+        followsBlock = isBlock;
+    }
+    return false;
+}
+
 std::optional<CaptureForm> formOfFile(std::string const& aPath)
 {
     std::error_code ignored;
@@ -95,16 +138,17 @@ std::optional<CaptureForm> formOfFile(std::string const& aPath)
     {
         return {};
     }
-    std::string head(formHeadSize, '\0');
+    std::string start(searchedForBlocks, '\0');
     std::ifstream file(aPath, std::ios::binary);
-    head.resize(static_cast<std::size_t>(file.read(head.data(), formHeadSize).gcount()));
-    if (head.empty())
+    start.resize(static_cast<std::size_t>(file.read(start.data(), searchedForBlocks).gcount()));
+    if (start.empty())
     {
         return {};
     }
+    std::string const head = start.substr(0, formHeadSize);
     // An interrupted write may leave any part of the first block.
     bool const isCutPcapng = pcapngStart.substr(0, head.size()) == head;
-    return isCutPcapng ? CaptureForm::pcapng : formOf(head, true);
+    return isCutPcapng || isDamagedPcapng(start) ? CaptureForm::pcapng : formOf(head, true);
 }
 
 std::optional<CaptureForm> formNamed(std::string_view aName)

@@ -80,8 +80,14 @@ bool EventMerge::read(Input& aInput)
 {
     try
     {
-        while (std::optional<CaptureItem> const item = aInput.mInput.next())
+        for (;;)
         {
+            std::optional<CaptureItem> const item = aInput.mInput.next();
+            mHasRead = true;
+            if (!item)
+            {
+                return false;
+            }
             if (take(aInput, *item))
             {
                 return true;
@@ -92,8 +98,8 @@ bool EventMerge::read(Input& aInput)
     {
         mHandlers.mDamage(error.what());
         aInput.mInput.close();
+        return false;
     }
-    return false;
 }
 
 /// @return whether the item has an event

@@ -38,6 +38,9 @@ public:
     /// Looks again for events of captures that had none.
     void refresh();
 
+    /// Whether at least one capture could be read so far.
+    bool hasRead() const { return mHasRead; }
+
     /// Whether next() will find nothing more.
     bool hasEnded() const { return mHeap.empty() && mLast == nullptr && mIdle.empty(); }
 
@@ -59,5 +62,6 @@ private:
     std::vector<Input*> mHeap;  ///< inputs with an event
     std::vector<Input*> mIdle;  ///< inputs that may have an event later
     Input* mLast = nullptr;     ///< the input of the event that was given out last
+    bool mHasRead = false;
 };
 }  // namespace qzagent

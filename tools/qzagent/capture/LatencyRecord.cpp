@@ -64,6 +64,11 @@ LatencyRecord::LatencyRecord(unsigned char const* aBytes, std::size_t aSize)
     {
         throw qz::ScopeDataError(error.what(), length - in.getRemaining(), in.getRemaining() < longestNumber);
     }
+    if (std::all_of(mNumbers.begin(), mNumbers.end(), [](unsigned int aNumber) { return aNumber == 0; }))
+    {
+        // Parts of a file that never reached the disk are zeros.
+        throw qz::ScopeDataError("at byte 0: expected latency data, found only zeros", 0, false);
+    }
     mSize = length - in.getRemaining();
 }
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <string>
 
@@ -19,8 +20,8 @@ namespace
 /// A cut block can be this large: more than the queue of events has room for.
 constexpr std::size_t largestBlock = std::size_t{72} << 20U;
 
-/// A file up to this size without a whole block is the beginning of a section header.
-constexpr std::uint64_t largestHeader = 4096;
+/// A section header of this agent is smaller.
+constexpr std::uint32_t largestHeader = 4096;
 
 class FileInput : public pcapng::RandomInput
 {
@@ -37,6 +38,34 @@ public:
 private:
     AppendedFile const& mFile;
 };
+
+/// Whether the file is the beginning of a section header, as an interrupted write leaves it.
+bool isCutHeader(AppendedFile const& aFile)
+{
+    using pcapng::ByteOrder;
+    constexpr std::size_t magicEnd = pcapng::smallestBlock;
+    unsigned char head[magicEnd] = {};
+    std::size_t const size = aFile.read(0, head, sizeof head);
+    auto const isCut = [&](ByteOrder aOrder)
+    {
+        std::uint32_t expected[] = {static_cast<std::uint32_t>(pcapng::BlockType::sectionHeader), 0,
+                                    pcapng::byteOrderMagic};
+        std::uint32_t const whole = pcapng::readNumber<std::uint32_t>(head + sizeof expected[0], aOrder);
+        expected[1] = whole;
+        unsigned char bytes[magicEnd];
+        for (std::size_t i = 0; i < std::size(expected); ++i)
+        {
+            auto const* const number = reinterpret_cast<unsigned char const*>(&expected[i]);
+            auto const ordered = pcapng::readNumber<std::uint32_t>(number, aOrder);
+            std::memcpy(bytes + i * sizeof ordered, &ordered, sizeof ordered);
+        }
+        bool const isPlausible =
+            size < pcapng::blockHeadSize ||
+            (whole > aFile.size() && whole <= largestHeader && whole % pcapng::alignment == 0);
+        return isPlausible && std::memcmp(bytes, head, size) == 0;
+    };
+    return isCut(ByteOrder::native) || isCut(ByteOrder::swapped);
+}
 
 /// The whole blocks at the start of some bytes.
 struct WholeBlocks
@@ -78,7 +107,7 @@ void PcapngFile::checkEnd()
 {
     std::uint64_t const size = mFile.size();
     std::optional<pcapng::LastBlock> const last = pcapng::findLastBlock(FileInput(mFile), largestBlock);
-    if (!last && size > largestHeader)
+    if (!last && !isCutHeader(mFile))
     {
         mFile.refuse("it does not end with pcapng blocks");
     }

@@ -1,18 +1,57 @@
 #include "tools/qzagent/capture/RecordSource.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
+#include "agentkit/include/Bytes.h"
+#include "backend/common/include/EncodableStream.h"
 #include "tools/qzagent/capture/Damage.h"
 
 namespace qzagent
 {
+namespace
+{
+/// @param aStart the first bytes of a record of scope data
+/// @param aCut   position of the element that continues behind them
+/// @return size of the whole record in bytes; none if the element is not the payload
+std::optional<std::uint64_t> sizeOfCut(qz::Bytes aStart, std::size_t aCut)
+{
+    constexpr unsigned int infoBits = 0x1f;
+    std::vector<unsigned char> withoutPayload(aStart.mData, aStart.mData + aCut);
+    withoutPayload.push_back(QZCEncodedForm::sgByteString);
+    std::size_t const info = aStart.mData[aCut] & infoBits;
+    std::size_t const following =
+        info < QZCEncodedForm::sgFollows1 ? 0 : std::size_t{1} << (info - QZCEncodedForm::sgFollows1);
+    std::size_t const headEnd = aCut + 1 + following;
+    try
+    {
+        qz::ScopeDataView const view(withoutPayload.data(), withoutPayload.size());
+    }
+    catch (qz::ScopeDataError const&)
+    {
+        return {};
+    }
+    if (headEnd > aStart.mSize || following > sizeof(std::uint32_t))
+    {
+        return {};
+    }
+    std::uint64_t const length =
+        std::accumulate(aStart.mData + aCut + 1, aStart.mData + headEnd, std::uint64_t{0},
+                        [](std::uint64_t aValue, unsigned char aByte) { return aValue << CHAR_BIT | aByte; });
+    return headEnd + (following == 0 ? info : length);
+}
+}  // namespace
+
 RecordSource::RecordSource(CaptureFile& aFile, std::size_t aLargest)
     : mFile(aFile), mLargest(aLargest), mWindow(aFile, aLargest)
 {
@@ -22,6 +61,10 @@ std::optional<CaptureItem> RecordSource::next(bool aMayGrow)
 {
     mPosition += mSize;
     mWindow.skip(std::exchange(mSize, 0));
+    if (mTooLarge != 0)
+    {
+        return skipTooLarge(aMayGrow);
+    }
     if (mWindow.size() == 0 && !mWindow.readMore())
     {
         return {};
@@ -57,8 +100,13 @@ std::optional<CaptureItem> RecordSource::nextOf(bool aMayGrow)
         try
         {
             Record const record(mWindow.data(), mWindow.size());
+            if (record.size() > mLargest)
+            {
+                mTooLarge = record.size();
+                return skipTooLarge(aMayGrow);
+            }
             mSize = record.size();
-            return mSize > mLargest ? damage(tooLargeText(mPosition, mLargest)) : itemOf(record);
+            return itemOf(record);
         }
         catch (qz::ScopeDataError const& error)
         {
@@ -69,7 +117,8 @@ std::optional<CaptureItem> RecordSource::nextOf(bool aMayGrow)
             }
             if (isCut && mWindow.size() > mLargest)
             {
-                return damage(tooLargeText(mPosition, mLargest));
+                mTooLarge = sizeOfCut({mWindow.data(), mWindow.size()}, error.position()).value_or(0);
+                return mTooLarge != 0 ? skipTooLarge(aMayGrow) : damage(tooLargeText(mPosition, mLargest));
             }
             if (isCut && aMayGrow)
             {
@@ -94,10 +143,33 @@ CaptureItem RecordSource::itemOf(LatencyRecord const& aRecord)
     return CaptureLatencies{mLatencies++, mPosition, aRecord, {mWindow.data(), mSize}};
 }
 
+/// @return none as long as the rest of the record may be appended
+std::optional<CaptureItem> RecordSource::skipTooLarge(bool aMayGrow)
+{
+    while (mSkipped < mTooLarge && (mWindow.size() != 0 || mWindow.readMore()))
+    {
+        auto const size =
+            static_cast<std::size_t>(std::min<std::uint64_t>(mWindow.size(), mTooLarge - mSkipped));
+        mWindow.skip(size);
+        mSkipped += size;
+    }
+    if (mSkipped < mTooLarge && aMayGrow)
+    {
+        return {};
+    }
+    std::string const text = fmt::format(
+        "{}: at byte {}: a record of {} bytes is larger than {} bytes (--max-record); skipped {} bytes",
+        mFile.name(), mPosition, mTooLarge, mLargest, mSkipped);
+    mPosition += std::exchange(mSkipped, 0);
+    mTooLarge = 0;
+    return CaptureDamage{text};
+}
+
 CaptureDamage RecordSource::damage(std::string const& aText)
 {
-    return {fmt::format("{}: {}; skipped {} bytes from byte {} to the end", mFile.name(), aText, skipAll(),
-                        mPosition)};
+    bool const isUnclear = mPosition == 0 && mFile.isFormGuessed();
+    return {fmt::format("{}: {}; skipped {} bytes from byte {} to the end{}", mFile.name(), aText, skipAll(),
+                        mPosition, isUnclear ? "; --format pcapng reads a damaged pcapng file" : "")};
 }
 
 /// @return number of bytes from the last record to the end

@@ -14,7 +14,8 @@
 
 namespace qzagent
 {
-/// Reads records until the first damage, because nothing marks the beginning of a record. The first record tells whether
+/// Reads records until the first damage, because nothing marks the beginning of a record. Records that are too large are
+/// skipped. The first record tells whether
 /// the file has events or latency data.
 class RecordSource : public CaptureSource
 {
@@ -31,6 +32,7 @@ private:
     std::optional<CaptureItem> nextOf(bool aMayGrow);
     CaptureItem itemOf(qz::ScopeDataView const& aRecord) const;
     CaptureItem itemOf(LatencyRecord const& aRecord);
+    std::optional<CaptureItem> skipTooLarge(bool aMayGrow);
     CaptureDamage damage(std::string const& aText);
     std::uint64_t skipAll();
 
@@ -39,6 +41,8 @@ private:
     pcapng::Window mWindow;
     std::size_t mSize = 0;  ///< size in bytes of the last record
     std::uint64_t mPosition = 0;
+    std::uint64_t mTooLarge = 0;  ///< size in bytes of the record at the position, if it is too large; else 0
+    std::uint64_t mSkipped = 0;   ///< number of its bytes that were skipped so far
     std::optional<bool> mHasLatencies;  ///< none before the first record
     std::uint64_t mLatencies = 0;       ///< number of records of latency data so far
 };

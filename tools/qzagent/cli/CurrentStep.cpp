@@ -39,6 +39,13 @@ void setPlace(char const* aCall, std::string const& aStep)
     place->mOtherCall = aCall;
     place->mBusyCall = nullptr;
 }
+
+/// The mutex is locked.
+char const* runningCall()
+{
+    char const* const running = qz::runningHbaCall();
+    return running == nullptr ? place->mOtherCall : running;
+}
 }  // namespace
 
 void setCurrentStep(std::string const& aStep) { setPlace(nullptr, aStep); }
@@ -55,14 +62,19 @@ std::string currentPlace()
 {
     std::lock_guard const lock(placeMutex);
     std::string const step = place->mStep.data();
-    char const* const running = qz::runningHbaCall();
-    if (char const* const call = running == nullptr ? place->mOtherCall : running; call != nullptr)
+    if (char const* const call = runningCall(); call != nullptr)
     {
         return fmt::format("{} has not returned{}", call, step.empty() ? "" : " (" + step + ")");
     }
     return place->mBusyCall == nullptr
                ? "in the step: " + step
                : fmt::format("{} keeps answering HBA_STATUS_ERROR_BUSY ({})", place->mBusyCall, step);
+}
+
+char const* currentCall()
+{
+    std::lock_guard const lock(placeMutex);
+    return runningCall();
 }
 
 void shareCurrentStep()

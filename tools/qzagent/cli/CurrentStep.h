@@ -23,6 +23,9 @@ void setBusyCall(char const* aFunction);
 ///         HBA_STATUS_ERROR_BUSY (STEP)" for a busy call, else "in the step: STEP"
 std::string currentPlace();
 
+/// @return the function that has been called and has not returned; null between calls. Thread-safe
+char const* currentCall();
+
 /// From now on the steps and calls of processes that are forked are those of this process too. Call it once.
 void shareCurrentStep();
 }  // namespace qzagent

@@ -77,6 +77,12 @@ bool Output::waitForRoom(int aDescriptor) const
     return descriptors[0].revents != 0;
 }
 
+bool Output::hasRoom(std::chrono::milliseconds aTime) const
+{
+    pollfd descriptor{mDescriptor, POLLOUT, 0};
+    return mDescriptor < 0 || ::poll(&descriptor, 1, static_cast<int>(aTime.count())) > 0;
+}
+
 void Output::write(std::string const& aText)
 {
     if (writeUntilError(aText) < aText.size())

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -28,6 +29,10 @@ public:
     /// @param aDescriptor the descriptor that ends the wait early
     /// @return whether write() of at most PIPE_BUF bytes returns without blocking
     bool waitForRoom(int aDescriptor) const;
+
+    /// @param aTime longest time to wait
+    /// @return whether write() of at most PIPE_BUF bytes returns without blocking
+    bool hasRoom(std::chrono::milliseconds aTime = {}) const;
 
     /// Writes the text. When the reader of a pipe has left after it read at least one whole line, that is no failure,
     /// and nothing more is written.

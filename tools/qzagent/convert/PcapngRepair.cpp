@@ -52,6 +52,8 @@ public:
         return *this;
     }
 
+    std::vector<unsigned char> const& body() const { return mBody; }
+
     std::vector<unsigned char> block(pcapng::BlockType aType) const
     {
         auto const size = static_cast<std::uint32_t>(mBody.size() + pcapng::smallestBlock);
@@ -92,12 +94,12 @@ void PcapngRepair::take(pcapng::Item const& aItem)
     if (auto const* const gap = std::get_if<pcapng::Gap>(&aItem))
     {
         mComplain(gapText(*gap, mLargest));
+        mHasSection = mHasSection && !gap->mIsSection;
     }
     else if (std::holds_alternative<pcapng::SectionStart>(aItem))
     {
-        mHasSection = true;
+        startSection();
         mIsUncertain = false;
-        mInterfaces = 0;
         copy();
     }
     else if (auto const* const start = std::get_if<pcapng::InterfaceStart>(&aItem))
@@ -110,15 +112,11 @@ void PcapngRepair::take(pcapng::Item const& aItem)
     }
     else if (auto const* const statistics = std::get_if<pcapng::Statistics>(&aItem))
     {
-        if (describe(statistics->mInterface, {}))
-        {
-            copy();
-        }
+        copyWithInterface(numberInCopy(statistics->mInterface, {}));
     }
     else
     {
-        beginSection();
-        copy();
+        takeOther();
     }
 }
 
@@ -133,11 +131,9 @@ void PcapngRepair::take(pcapng::InterfaceStart const& aStart)
     }
     beginSection();
     // Descriptions that cannot be read have their numbers too.
-    while (mInterfaces + 1 < mReader.numberOfInterfaces())
-    {
-        addInterface({});
-    }
-    ++mInterfaces;
+    auto const number = static_cast<std::uint32_t>(mReader.numberOfInterfaces() - 1);
+    addInterfacesBefore(number);
+    mNumbers[number] = mInterfaces++;
     copy();
 }
 
@@ -150,30 +146,65 @@ void PcapngRepair::take(pcapng::Packet const& aPacket)
     {
         mComplain(*complaint);
     }
-    else if (describe(aPacket.mHead.mInterface, record ? descriptionIn(*record) : ""))
+    else
     {
-        copy();
+        copyWithInterface(numberInCopy(aPacket.mHead.mInterface, record ? descriptionIn(*record) : ""));
         ++mPackets;
     }
 }
 
-/// Adds the interfaces up to this one to the copy.
-/// @param aDescription of this one, if it is added
-/// @return false when there cannot be so many
-bool PcapngRepair::describe(std::uint32_t aInterface, std::string const& aDescription)
+void PcapngRepair::takeOther()
 {
-    if (aInterface >= mostInterfaces && aInterface >= mInterfaces)
+    pcapng::Block const& block = *mReader.block();
+    if (!pcapng::isWholeOther(block))
+    {
+        mComplain(fmt::format("at byte {}: left out a block of type {} that other programs may refuse",
+                              block.mPosition, block.mType));
+        return;
+    }
+    beginSection();
+    copy();
+}
+
+/// Adds the interface to the copy if it is not there.
+/// @param aDescription of the interface, if it is added
+/// @return its number in the copy
+std::uint32_t PcapngRepair::numberInCopy(std::uint32_t aInterface, std::string const& aDescription)
+{
+    beginSection();
+    auto const known = mNumbers.find(aInterface);
+    if (known != mNumbers.end())
+    {
+        return known->second;
+    }
+    if (aInterface >= mostInterfaces)
     {
         mComplain(fmt::format("the block at byte {} belongs to interface {}, which does not exist",
                               mReader.block()->mPosition, aInterface));
-        return false;
     }
-    beginSection();
-    while (mInterfaces <= aInterface)
+    else
     {
-        addInterface(mInterfaces == aInterface ? aDescription : "");
+        addInterfacesBefore(aInterface);
     }
-    return true;
+    mNumbers[aInterface] = mInterfaces;
+    addInterface(aDescription);
+    return mNumbers[aInterface];
+}
+
+void PcapngRepair::addInterfacesBefore(std::uint32_t aInterface)
+{
+    while (mInterfaces < aInterface)
+    {
+        mNumbers.emplace(mInterfaces, mInterfaces);
+        addInterface({});
+    }
+}
+
+void PcapngRepair::startSection()
+{
+    mHasSection = true;
+    mInterfaces = 0;
+    mNumbers.clear();
 }
 
 void PcapngRepair::beginSection()
@@ -190,8 +221,7 @@ void PcapngRepair::beginSection()
                                                   .add(std::numeric_limits<std::uint64_t>::max())
                                                   .block(pcapng::BlockType::sectionHeader);
     mWrite({header.data(), header.size()});
-    mHasSection = true;
-    mInterfaces = 0;
+    startSection();
 }
 
 /// Adds an interface whose times have a resolution of a nanosecond. The number of its board is lost.
@@ -210,6 +240,17 @@ void PcapngRepair::addInterface(std::string const& aDescription)
     std::vector<unsigned char> const description = maker.block(pcapng::BlockType::interfaceDescription);
     mWrite({description.data(), description.size()});
     ++mInterfaces;
+}
+
+/// @param aNumber of the interface of the packet or statistics in the copy
+void PcapngRepair::copyWithInterface(std::uint32_t aNumber)
+{
+    pcapng::Bytes const whole = mReader.block()->whole();
+    std::vector<unsigned char> const number = BlockMaker(mReader.block()->mOrder).add(aNumber).body();
+    std::size_t const after = pcapng::blockHeadSize + number.size();
+    mWrite({whole.mData, pcapng::blockHeadSize});
+    mWrite({number.data(), number.size()});
+    mWrite({whole.mData + after, whole.mSize - after});
 }
 
 void PcapngRepair::copy() { mWrite(mReader.block()->whole()); }

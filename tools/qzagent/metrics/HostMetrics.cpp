@@ -28,12 +28,12 @@ constexpr char const* labelsOfPort = "adapter, port, port_wwn";
 
 constexpr Metric adapterCount{"qzagent_adapters", MetricType::gauge, "adapters", "",
                               "Number of adapters whose names can be read."};
-constexpr Metric adapterInfo{"qzagent_adapter_info", MetricType::gauge, "1",
-                             "adapter, model, driver_version, firmware_version",
-                             "Versions of the adapter; always 1."};
+constexpr Metric adapterInfo{"qzagent_adapter_info", MetricType::info, "1",
+                             "adapter, model, serial_number, driver_name, driver_version, firmware_version",
+                             "Model, serial number and versions of the adapter; always 1."};
 constexpr Metric adapterReadable{"qzagent_adapter_readable", MetricType::gauge, "0 or 1", "adapter",
                                  "Whether the attributes of the adapter and of its ports can be read."};
-constexpr Metric portInfo{"qzagent_port_info", MetricType::gauge, "1",
+constexpr Metric portInfo{"qzagent_port_info", MetricType::info, "1",
                           "adapter, port, port_wwn, node_wwn, fc_id, type, fabric_wwn",
                           "Identity of the port; always 1."};
 constexpr Metric portState{"qzagent_port_state", MetricType::gauge, "0 or 1",
@@ -156,6 +156,8 @@ std::string textOr(DocumentValue const& aObject, char const* aKey)
     return aObject.textAt(aKey).value_or("");
 }
 
+using MetricFamilies = std::vector<MetricFamily>;
+
 double valueIn(DocumentValue const& aValue) { return static_cast<double>(aValue.number()); }
 
 /// Calls aVisit with each port of the document and its labels.
@@ -181,7 +183,7 @@ std::vector<std::string> joined(std::vector<std::string> aLabels, std::vector<st
     return aLabels;
 }
 
-std::string adaptersText(nlohmann::ordered_json const& aJson)
+MetricFamilies adaptersMetrics(nlohmann::ordered_json const& aJson)
 {
     DocumentValue const document = documentOf("adapters", aJson, "adapters");
     MetricFamily count(adapterCount);
@@ -198,14 +200,15 @@ std::string adaptersText(nlohmann::ordered_json const& aJson)
     {
         std::string const name = labels.labelOf(adapter);
         readable.add({name}, adapter.at("state").text() == "ok" ? 1 : 0);
-        if (adapter.has("model") || adapter.has("driver_version") || adapter.has("firmware_version"))
+        if (adapter.has("number_of_ports"))
         {
-            info.add({name, textOr(adapter, "model"), textOr(adapter, "driver_version"),
+            info.add({name, textOr(adapter, "model"), textOr(adapter, "serial_number"),
+                      textOr(adapter, "driver_name"), textOr(adapter, "driver_version"),
                       textOr(adapter, "firmware_version")},
                      1);
         }
     }
-    return count.text() + info.text() + readable.text();
+    return {count, info, readable};
 }
 
 /// @return the state of a port whose state is unavailable or has no name as UNKNOWN
@@ -241,7 +244,7 @@ void addIfPresent(MetricFamily& aFamily, DocumentValue const& aPort, char const*
     }
 }
 
-std::string portsText(nlohmann::ordered_json const& aJson)
+MetricFamilies portsMetrics(nlohmann::ordered_json const& aJson)
 {
     MetricFamily info(portInfo);
     MetricFamily state(portState);
@@ -269,12 +272,12 @@ std::string portsText(nlohmann::ordered_json const& aJson)
             addIfPresent(targets, aPort, "number_of_targets", aLabels);
             addIfPresent(luns, aPort, "number_of_luns", aLabels);
         });
-    return info.text() + state.text() + speed.text() + remotePorts.text() + targets.text() + luns.text();
+    return {info, state, speed, remotePorts, targets, luns};
 }
 
-std::string statisticsText(nlohmann::ordered_json const& aJson)
+MetricFamilies statisticsMetrics(nlohmann::ordered_json const& aJson)
 {
-    std::vector<MetricFamily> families;
+    MetricFamilies families;
     for (CounterMetric const& counter : counterMetrics)
     {
         families.emplace_back(counter.mMetric);
@@ -288,7 +291,7 @@ std::string statisticsText(nlohmann::ordered_json const& aJson)
                                return;
                            }
                            DocumentValue const values = aPort.at("counters");
-                           for (std::size_t i = 0; i < families.size(); ++i)
+                           for (std::size_t i = 0; i < std::size(counterMetrics); ++i)
                            {
                                if (values.has(counterMetrics[i].mKey))
                                {
@@ -298,16 +301,12 @@ std::string statisticsText(nlohmann::ordered_json const& aJson)
                            }
                            addIfPresent(age, values, "seconds_since_last_reset", aLabels);
                        });
-    std::string text;
-    for (MetricFamily const& family : families)
-    {
-        text += family.text();
-    }
-    return text + age.text();
+    families.push_back(age);
+    return families;
 }
 
 /// @return nothing if a path may be unknown, because a smaller number would look like a lost path
-std::string inventoryText(nlohmann::ordered_json const& aJson)
+MetricFamilies inventoryMetrics(nlohmann::ordered_json const& aJson)
 {
     HostTree const tree = hostTreeOf(aJson, "inventory");
     if (!arePathsKnown(tree.mRoot))
@@ -335,7 +334,7 @@ std::string inventoryText(nlohmann::ordered_json const& aJson)
     {
         luns.add({lun.first, lun.second}, count);
     }
-    return targets.text() + luns.text();
+    return {targets, luns};
 }
 
 Histogram histogramOf(DocumentValue const& aLatencies)
@@ -359,7 +358,7 @@ Histogram histogramOf(DocumentValue const& aLatencies)
     return histogram;
 }
 
-std::string latencyText(nlohmann::ordered_json const& aJson)
+MetricFamilies latencyMetrics(nlohmann::ordered_json const& aJson)
 {
     MetricFamily family(targetLatency);
     AdapterLabels labels;
@@ -375,28 +374,29 @@ std::string latencyText(nlohmann::ordered_json const& aJson)
             }
         }
     }
-    return family.text();
+    return {family};
 }
 
-struct LookText
+struct LookMetrics
 {
     char const* mVerb;
-    std::string (*mText)(nlohmann::ordered_json const&);
+    MetricFamilies (*mMetrics)(nlohmann::ordered_json const&);
 };
 
-constexpr LookText lookTexts[] = {{"adapters", &adaptersText},
-                                  {"ports", &portsText},
-                                  {"statistics", &statisticsText},
-                                  {"inventory", &inventoryText},
-                                  {"latency", &latencyText}};
+constexpr LookMetrics lookMetrics[] = {{"adapters", &adaptersMetrics},
+                                       {"ports", &portsMetrics},
+                                       {"statistics", &statisticsMetrics},
+                                       {"inventory", &inventoryMetrics},
+                                       {"latency", &latencyMetrics}};
 
 /// @return the metrics of the verb
 /// @throws DocumentError
-std::string metricsIn(Look const& aLook)
+MetricFamilies metricsIn(Look const& aLook)
 {
-    auto const* const found = std::find_if(std::begin(lookTexts), std::end(lookTexts),
-                                           [&](LookText const& aText) { return aLook.mVerb == aText.mVerb; });
-    return found->mText(*aLook.mDocument);
+    auto const* const found =
+        std::find_if(std::begin(lookMetrics), std::end(lookMetrics),
+                     [&](LookMetrics const& aMetrics) { return aLook.mVerb == aMetrics.mVerb; });
+    return found->mMetrics(*aLook.mDocument);
 }
 
 constexpr char const* otherFailure = "other";  // not due to a call
@@ -417,6 +417,11 @@ FailuresByCall failuresIn(nlohmann::ordered_json const& aJson)
     return failures;
 }
 
+void append(MetricFamilies const& aOthers, MetricFamilies& aFamilies)
+{
+    aFamilies.insert(aFamilies.end(), aOthers.begin(), aOthers.end());
+}
+
 /// The metrics about the looks themselves.
 class OwnMetrics
 {
@@ -434,7 +439,7 @@ public:
         }
     }
 
-    std::string text() const { return mSuccess.text() + mDuration.text() + mTime.text() + mFailures.text(); }
+    MetricFamilies families() const { return {mSuccess, mDuration, mTime, mFailures}; }
 
 private:
     void addTime(Look const& aLook, bool aIsSuccess)
@@ -471,20 +476,20 @@ bool hasEverything(Look const& aLook)
            aLook.mDocument->value("exit_status", nlohmann::ordered_json()) == 0;
 }
 
-std::string metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious)
+std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious)
 {
-    std::string text;
+    MetricFamilies families;
     OwnMetrics own(aPrevious);
     for (Look const& look : aLooks)
     {
-        FailuresByCall failures{{otherFailure, 1}};
+        FailuresByCall failures{{look.mCall == nullptr ? otherFailure : look.mCall, 1}};
         bool isSuccess = false;
         try
         {
             if (look.mDocument)
             {
                 failures = failuresIn(*look.mDocument);
-                text += metricsIn(look);
+                append(metricsIn(look), families);
                 isSuccess = hasEverything(look);
             }
         }
@@ -494,7 +499,8 @@ std::string metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevi
         }
         own.add(look, isSuccess, failures);
     }
-    return text + own.text();
+    append(own.families(), families);
+    return families;
 }
 
 std::vector<Metric> allMetrics()

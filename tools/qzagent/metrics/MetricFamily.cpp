@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fmt/format.h>
@@ -56,11 +58,49 @@ std::string labelText(std::string const& aText)
     }
     return text;
 }
+
+/// @return the bound of a bucket, with a decimal point if it has no exponent, as OpenMetrics requires. Both forms have the
+/// same text, because otherwise the series would depend on the form that the scraper requests.
+std::string boundText(double aBound)
+{
+    std::string const text = fmt::format("{}", aBound);
+    return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
+}
+
+/// @return the text without the ending; none if it has another ending
+std::optional<std::string_view> without(std::string_view aEnding, std::string_view aText)
+{
+    bool const hasEnding =
+        aText.size() > aEnding.size() && aText.substr(aText.size() - aEnding.size()) == aEnding;
+    return hasEnding ? std::optional(aText.substr(0, aText.size() - aEnding.size())) : std::nullopt;
+}
+
+/// @return the name of the metric in OpenMetrics, in which the endings of counters and of information belong to samples
+std::string_view openMetricsName(Metric const& aMetric)
+{
+    char const* const ending = aMetric.mType == MetricType::counter ? "_total"
+                               : aMetric.mType == MetricType::info  ? "_info"
+                                                                    : "";
+    return without(ending, aMetric.mName).value_or(aMetric.mName);
+}
+
+/// @return the unit in which the name ends; none for a number of things
+std::string_view openMetricsUnit(std::string_view aName)
+{
+    for (std::string_view const unit : {"bytes_per_second", "bytes", "seconds"})
+    {
+        if (std::optional<std::string_view> const rest = without(unit, aName); rest && rest->back() == '_')
+        {
+            return unit;
+        }
+    }
+    return {};
+}
 }  // namespace
 
 char const* nameOf(MetricType aType)
 {
-    constexpr char const* names[] = {"gauge", "counter", "histogram"};
+    constexpr char const* names[] = {"gauge", "gauge", "counter", "histogram"};
     return names[static_cast<std::size_t>(aType)];
 }
 
@@ -106,7 +146,7 @@ void MetricFamily::add(std::vector<std::string> const& aLabelValues, Histogram c
     for (Histogram::Bucket const& bucket : aHistogram.mBuckets)
     {
         count += bucket.mCount;
-        addBucket(fmt::format("{}", bucket.mBound), count);
+        addBucket(boundText(bucket.mBound), count);
     }
     addBucket("+Inf", aHistogram.mCount);
     addLine("_sum", labels, aHistogram.mSum);
@@ -126,10 +166,32 @@ void MetricFamily::addLine(char const* aSuffix, std::vector<Label> const& aLabel
     mLines += fmt::format(" {}\n", aValue);
 }
 
-std::string MetricFamily::text() const
+std::string MetricFamily::heading(Exposition aExposition) const
 {
-    return mLines.empty() ? ""
-                          : fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n{3}", mMetric.mName, mMetric.mHelp,
-                                        nameOf(mMetric.mType), mLines);
+    if (aExposition == Exposition::text)
+    {
+        return fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n", mMetric.mName, mMetric.mHelp,
+                           nameOf(mMetric.mType));
+    }
+    std::string_view const name = openMetricsName(mMetric);
+    std::string_view const unit = openMetricsUnit(name);
+    return fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n", name, mMetric.mHelp,
+                       mMetric.mType == MetricType::info ? "info" : nameOf(mMetric.mType)) +
+           (unit.empty() ? "" : fmt::format("# UNIT {} {}\n", name, unit));
+}
+
+std::string MetricFamily::text(Exposition aExposition) const
+{
+    return mLines.empty() ? "" : heading(aExposition) + mLines;
+}
+
+std::string textOf(std::vector<MetricFamily> const& aFamilies, Exposition aExposition)
+{
+    std::string text;
+    for (MetricFamily const& family : aFamilies)
+    {
+        text += family.text(aExposition);
+    }
+    return text;
 }
 }  // namespace qzagent

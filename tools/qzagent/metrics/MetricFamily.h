@@ -1,5 +1,5 @@
 /// @file
-/// Metrics in the Prometheus text format, version 0.0.4.
+/// Metrics with their samples.
 #pragma once
 
 #include <cstdint>
@@ -8,16 +8,19 @@
 #include <utility>
 #include <vector>
 
+#include "tools/qzagent/metrics/Exposition.h"
+
 namespace qzagent
 {
 enum class MetricType
 {
     gauge,
+    info,  ///< a gauge whose value is always 1, and whose name ends with `_info`
     counter,
     histogram
 };
 
-/// @return the name of the type in the format
+/// @return the name of the type in the Prometheus text format
 char const* nameOf(MetricType aType);
 
 /// A metric as its page and its lines `# HELP` and `# TYPE` describe it.
@@ -57,7 +60,7 @@ public:
     void add(std::vector<std::string> const& aLabelValues, Histogram const& aHistogram);
 
     /// @return the lines of the metric; empty without samples
-    std::string text() const;
+    std::string text(Exposition aExposition = Exposition::text) const;
 
 private:
     using Label = std::pair<std::string, std::string>;
@@ -66,9 +69,14 @@ private:
     std::vector<Label> labelsOf(std::vector<std::string> const& aValues) const;
     void addLine(char const* aSuffix, std::vector<Label> const& aLabels, double aValue);
 
-    Metric const mMetric;
+    std::string heading(Exposition aExposition) const;
+
+    Metric mMetric;
     std::vector<std::string> mLabelNames;
     std::set<std::vector<std::string>> mKnown;  ///< the labels of the samples
     std::string mLines;
 };
+
+/// @return the lines of all metrics
+std::string textOf(std::vector<MetricFamily> const& aFamilies, Exposition aExposition);
 }  // namespace qzagent

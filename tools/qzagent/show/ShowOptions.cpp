@@ -50,7 +50,7 @@ void addCaptureOptions(ArgumentList& aArguments, CaptureOptions& aOptions)
         "Read the files in this form: pcapng, records, json or hex; by default the first bytes tell it");
     aArguments.addParsed("--max-record", "SIZE", &parsedLimit,
                          "a size from 1 to 4294901760 bytes, such as 4096, 64M or 1G", aOptions.mLargest,
-                         "Refuse records larger than this, such as 4096, 64M or 1G; 64M by default");
+                         "Leave out records larger than this, such as 4096, 64M or 1G; 64M by default");
 }
 
 void addOptions(ArgumentList& aArguments, ShowOptions& aOptions)

@@ -18,6 +18,8 @@ namespace qzagent
 namespace
 {
 constexpr char const* shownAttributes[] = {"model", "driver_version", "firmware_version", "number_of_ports"};
+constexpr char const* attributesInJson[] = {"model",          "serial_number",    "driver_name",
+                                            "driver_version", "firmware_version", "number_of_ports"};
 constexpr char const* worstState = "worst_port_state";
 
 bool isFailed(FoundAdapter const& aAdapter)
@@ -44,7 +46,7 @@ nlohmann::ordered_json summaryOf(FoundAdapter const& aAdapter)
     nlohmann::ordered_json json{{"index", aAdapter.mIndex},
                                 {"name", aAdapter.mName},
                                 {"state", isFailed(aAdapter) ? "failed" : "ok"}};
-    for (char const* const name : shownAttributes)
+    for (char const* const name : attributesInJson)
     {
         if (aAdapter.mFields && aAdapter.mFields->contains(name))
         {

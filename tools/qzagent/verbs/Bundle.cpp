@@ -17,9 +17,9 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include "anonymise/Anonymiser.h"
+#include "anonymise/KeyedHash.h"
 #include "tools/qzagent/Verbs.h"
-#include "tools/qzagent/anonymise/Anonymiser.h"
-#include "tools/qzagent/anonymise/KeyedHash.h"
 #include "tools/qzagent/bundle/BundleWriter.h"
 #include "tools/qzagent/bundle/VerbProcess.h"
 #include "tools/qzagent/capture/CaptureDocument.h"
@@ -89,7 +89,7 @@ class RecordingSurvey
 {
 public:
     /// @param aAnonymiser null to learn nothing
-    explicit RecordingSurvey(Anonymiser* aAnonymiser) : mAnonymiser(aAnonymiser) {}
+    explicit RecordingSurvey(anonymise::Anonymiser* aAnonymiser) : mAnonymiser(aAnonymiser) {}
 
     void operator()(CaptureEvent const& aEvent)
     {
@@ -125,12 +125,12 @@ private:
             {reinterpret_cast<char const*>(aEvent.mEncoded.mData), aEvent.mEncoded.mSize});
         if (aEvent.mRecord->hasNames())
         {
-            mAnonymiser->learn(*aEvent.mRecord->first());
-            mAnonymiser->learn(*aEvent.mRecord->second());
+            mAnonymiser->learn(aEvent.mRecord->first()->bytes());
+            mAnonymiser->learn(aEvent.mRecord->second()->bytes());
         }
     }
 
-    Anonymiser* const mAnonymiser;
+    anonymise::Anonymiser* const mAnonymiser;
     std::vector<pcapng::Interface> mInterfaces;
 };
 
@@ -182,7 +182,7 @@ public:
     {
         if (aOptions.mKeyFile)
         {
-            mAnonymiser.emplace(KeyedHash::ofFile(*aOptions.mKeyFile));
+            mAnonymiser.emplace(anonymise::KeyedHash::ofFile(*aOptions.mKeyFile));
         }
         // The file is created again when everything is known, so that an interrupted run leaves none.
         CaptureCopy const attempt(aOptions.mOutput);
@@ -395,7 +395,7 @@ private:
     Setting const& mSetting;
     BundleOptions const& mOptions;
     StopSignals mSignals{true};  // a lost connection does not lose the visit
-    std::optional<Anonymiser> mAnonymiser;
+    std::optional<anonymise::Anonymiser> mAnonymiser;
     std::vector<CaptureDocument> mDocuments;
     std::vector<std::string> mMissing;  ///< names of the documents that a signal prevented
 };

@@ -15,6 +15,7 @@
 #include "agentkit/include/HbaApi.h"
 #include "backend/common/include/EncodableStream.h"
 #include "tools/qzagent/Verbs.h"
+#include "tools/qzagent/capture/AppendedFile.h"
 #include "tools/qzagent/capture/CaptureForm.h"
 #include "tools/qzagent/capture/DocumentRecording.h"
 #include "tools/qzagent/cli/CommandLine.h"
@@ -259,7 +260,8 @@ std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
         return Answer();
     }
     LatencyHeat heat(aSetting.mOutput.width());
-    bool const isCapture = aOptions.mOutput && formOfFile(*aOptions.mOutput) == CaptureForm::pcapng;
+    bool const isCapture = aOptions.mOutput && (isNamedPcapng(*aOptions.mOutput) ||
+                                                formOfFile(*aOptions.mOutput) == CaptureForm::pcapng);
     std::optional<NewFile> file;
     bool const canWrite =
         !aOptions.mOutput || isCapture || attempt(report, [&] { file.emplace(*aOptions.mOutput); });
@@ -333,8 +335,8 @@ void addLatency(CommandLine& aCommandLine)
                       "With --interval: at the end, also show a map of the latencies over time");
     arguments.addText(
         "--output", "FILE", options->mOutput,
-        "Write the encoded latency data to this new file, or append the JSON document to this pcapng "
-        "capture");
+        "Write the encoded latency data to this new file, or append the JSON document to a pcapng capture, "
+        "which a new file named *.pcapng becomes");
     aCommandLine.addTimeout(arguments);
 }
 }  // namespace qzagent

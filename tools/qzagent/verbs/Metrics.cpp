@@ -17,10 +17,13 @@
 #include "tools/qzagent/cli/ExitCodes.h"
 #include "tools/qzagent/cli/ReplacedFile.h"
 #include "tools/qzagent/cli/Report.h"
-#include "tools/qzagent/cli/StopSignals.h"
-#include "tools/qzagent/documents/DocumentValue.h"
 #include "tools/qzagent/documents/LiveDocument.h"
+#include "tools/qzagent/metrics/Exposition.h"
 #include "tools/qzagent/metrics/HostMetrics.h"
+#include "tools/qzagent/metrics/ListenAddress.h"
+#include "tools/qzagent/metrics/MetricFamily.h"
+#include "tools/qzagent/metrics/MetricsLook.h"
+#include "tools/qzagent/metrics/MetricsService.h"
 
 namespace qzagent
 {
@@ -29,56 +32,37 @@ namespace
 struct MetricsOptions
 {
     std::optional<std::string> mFile;
-    std::uint64_t mTimeout = 20;  ///< of each look, in seconds
-    bool mHasLatency = false;
-    bool mHasLuns = false;
+    std::optional<ListenAddress> mAddress;
+    std::optional<std::uint64_t> mInterval;  ///< in seconds
+    bool mIsRemote = false;                  ///< whether other hosts may connect
+    bool mHasEvents = false;
+    std::optional<std::string> mEventLayout;
+    LookOptions mLook;
 };
 
-/// A verb whose document has metrics.
-struct MetricsSource
-{
-    void (*mAdd)(CommandLine&);
-    std::vector<std::string> mArguments;
-};
+constexpr std::uint64_t defaultInterval = 15;
 
-std::vector<MetricsSource> sourcesFor(MetricsOptions const& aOptions)
+/// @return what is wrong with the combination of options; none when it is valid
+std::optional<std::string> complaintAbout(MetricsOptions const& aOptions)
 {
-    std::vector<MetricsSource> sources{
-        {&addAdapters, {"adapters"}}, {&addPorts, {"ports"}}, {&addStatistics, {"statistics"}}};
-    if (aOptions.mHasLuns)
+    if (aOptions.mAddress && aOptions.mFile)
     {
-        sources.push_back({&addInventory, {"inventory"}});
+        return "--textfile and --listen exclude each other";
     }
-    if (aOptions.mHasLatency)
+    if (!aOptions.mAddress && (aOptions.mInterval || aOptions.mIsRemote || aOptions.mHasEvents))
     {
-        sources.push_back({&addLatency, {"latency"}});
+        return "--interval, --allow-remote and --events require --listen";
     }
-    return sources;
-}
-
-/// Reports why the look is incomplete. The process of the verb has already written its own messages.
-Look takeLook(Setting const& aSetting, StopSignals& aSignals, MetricsOptions const& aOptions,
-              MetricsSource const& aMetricsSource)
-{
-    Look look{aMetricsSource.mArguments.front(), {}, {}, {}};
-    auto const start = std::chrono::steady_clock::now();
-    try
+    if (aOptions.mEventLayout && !aOptions.mHasEvents)
     {
-        look.mDocument = readLive(aSetting, aSignals, std::chrono::seconds(aOptions.mTimeout),
-                                  aMetricsSource.mAdd, aMetricsSource.mArguments);
-        if (!hasEverything(look))
-        {
-            aSetting.mReport.addError(ExitCode::failed,
-                                      fmt::format("the metrics of {} are incomplete", look.mVerb));
-        }
+        return "--event-layout requires --events";
     }
-    catch (DocumentError const& error)
+    if (aOptions.mAddress && !aOptions.mIsRemote && !isLoopback(*aOptions.mAddress))
     {
-        aSetting.mReport.addError(ExitCode::failed, error.what());
+        return fmt::format("other hosts can connect to {}; --allow-remote permits it",
+                           textOf(*aOptions.mAddress));
     }
-    look.mDuration = std::chrono::steady_clock::now() - start;
-    look.mEnd = std::chrono::system_clock::now();
-    return look;
+    return {};
 }
 
 /// @return the text of the file; empty without a regular file, since others can block
@@ -93,21 +77,33 @@ std::string previousText(std::optional<std::string> const& aPath)
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// An interrupted run writes nothing: parts that were not read would look like parts that failed.
+Answer serve(Setting const& aSetting, MetricsOptions const& aOptions)
+{
+    std::chrono::seconds const interval(aOptions.mInterval.value_or(defaultInterval));
+    MetricsService service(
+        aSetting, {*aOptions.mAddress, interval, aOptions.mLook, aOptions.mHasEvents, aOptions.mEventLayout});
+    service.run();
+    return {{{"metrics", service.text()}}, {}};
+}
+
+/// An interrupted run writes nothing.
 Answer metrics(Setting const& aSetting, MetricsOptions const& aOptions)
 {
-    StopSignals signals;
-    std::vector<Look> looks;
-    for (MetricsSource const& source : sourcesFor(aOptions))
+    if (std::optional<std::string> const complaint = complaintAbout(aOptions))
     {
-        looks.push_back(takeLook(aSetting, signals, aOptions, source));
-        signals.take();
-        if (signals.hasArrived())
-        {
-            return {};
-        }
+        aSetting.mReport.addError(ExitCode::misused, *complaint + "; see qzagent metrics --help");
+        return {};
     }
-    std::string text = metricsOf(looks, previousText(aOptions.mFile));
+    if (aOptions.mAddress)
+    {
+        return serve(aSetting, aOptions);
+    }
+    std::optional<std::vector<Look>> const looks = takeLooks(aSetting, aOptions.mLook);
+    if (!looks)
+    {
+        return {};
+    }
+    std::string text = textOf(metricsOf(*looks, previousText(aOptions.mFile)), Exposition::text);
     Answer answer{{{"metrics", text}}, {}};
     if (!aOptions.mFile)
     {
@@ -133,15 +129,30 @@ void addMetrics(CommandLine& aCommandLine)
         "metrics", "Write adapters, ports and counters as metrics for Prometheus",
         "  qzagent metrics            adapters, ports and counters in the text format of Prometheus\n"
         "  qzagent metrics --textfile /var/lib/prometheus/node-exporter/qzagent.prom\n"
-        "                             the same for the textfile collector\n",
+        "                             the same for the textfile collector\n"
+        "  qzagent metrics --listen 127.0.0.1:9912\n"
+        "                             the same for Prometheus itself, until SIGINT or SIGTERM\n",
         [options](Setting const& aSetting) { return metrics(aSetting, *options); });
     arguments.addText("--textfile", "FILE", options->mFile,
                       "Write the metrics to this file, which is replaced as a whole");
-    arguments.addFlag("--latency", options->mHasLatency,
+    arguments.addParsed(
+        "--listen", "ADDRESS:PORT", &listenAddressIn, "an IP address and a port, such as 127.0.0.1:9912",
+        options->mAddress,
+        "Serve the metrics over HTTP at this address, until SIGINT or SIGTERM; the port 0 stands for "
+        "a free port");
+    arguments.addNumber("--interval", "S", {1, longestLook}, options->mInterval,
+                        "With --listen, read the host every S seconds; 15 by default");
+    arguments.addFlag("--allow-remote", options->mIsRemote,
+                      "With --listen, accept an address that other hosts can reach");
+    arguments.addFlag("--events", options->mHasEvents,
+                      "With --listen, also count diagnostic events by board and category");
+    arguments.addText("--event-layout", "FILE", options->mEventLayout,
+                      "Read the vendor library's event records as this file describes them");
+    arguments.addFlag("--latency", options->mLook.mHasLatency,
                       "Also measure the latencies of the target ports, with 10 REPORT LUNS commands each");
-    arguments.addFlag("--per-lun", options->mHasLuns,
+    arguments.addFlag("--per-lun", options->mLook.mHasLuns,
                       "Also count the paths to each target and LUN, which are many series");
-    arguments.addNumber("--part-timeout", "S", {1, longestLook}, options->mTimeout,
+    arguments.addNumber("--part-timeout", "S", {1, longestLook}, options->mLook.mTimeout,
                         "Kill a part that has not answered after S seconds; 20 by default");
 }
 }  // namespace qzagent

@@ -79,8 +79,12 @@ Answer repair(Setting const& aSetting, RepairOptions const& aOptions)
     std::uint64_t const packets = form == CaptureForm::pcapng
                                       ? repairPcapng(file, aOptions.mCapture.mLargest, copy, damage)
                                       : repairRecords(file, aOptions.mCapture.mLargest, copy, damage);
-    copy.finish();
     damage.finish();
+    if (packets == 0 && damage.count() != 0)
+    {
+        throw CaptureError(file.name() + " has no whole record");
+    }
+    copy.finish();
     return {{{"written", packets}, {"damaged", damage.count()}},
             fmt::format("wrote {} records to {}; places of damage: {}\n", packets, aOptions.mOutput,
                         damage.count())};

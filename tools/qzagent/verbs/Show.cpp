@@ -92,7 +92,16 @@ public:
     /// @return the counts; none when the events were written to standard output
     std::optional<Answer> answer() const
     {
-        return mOptions.mIsSummary ? std::optional(mSummary.answer(mSetting.mIsColoured)) : std::nullopt;
+        if (!mOptions.mIsSummary)
+        {
+            return {};
+        }
+        Answer answer = mSummary.answer(mSetting.mIsColoured);
+        if (!mHasRead)
+        {
+            answer.mText.clear();
+        }
+        return answer;
     }
 
 private:
@@ -116,6 +125,7 @@ private:
         {
             showAvailable(aMerge, to);
             to.flush();
+            mHasRead = aMerge.hasRead();
         } while (!mSetting.mOutput.isAbandoned() && !aMerge.hasEnded() && waitForMore(aMerge));
     }
 
@@ -299,6 +309,7 @@ private:
     EventPrinter mPrinter;
     LastEvents mLast;
     EventSummary mSummary;
+    bool mHasRead = false;  ///< whether at least one capture could be read
     std::uint64_t mEvents = 0;
     std::uint64_t mSelected = 0;
     std::uint64_t mOthers = 0;

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <limits>
 #include <map>
@@ -44,6 +45,7 @@
 #include "tools/qzagent/vqm/VqmRegistrations.h"
 #include "tools/qzagent/vqm/VqmVersions.h"
 #include "tools/qzagent/watch/DropCounts.h"
+#include "tools/qzagent/watch/EventCounts.h"
 #include "tools/qzagent/watch/PcapngRecorder.h"
 #include "tools/qzagent/watch/RecordsRecorder.h"
 #include "tools/qzagent/watch/WatchClock.h"
@@ -118,6 +120,7 @@ public:
         // Without its reader, the verb ends quietly.
         if (mHasBegun && !mSetting.mOutput.isAbandoned())
         {
+            countUnwritten();
             reportCounts();
         }
     }
@@ -134,7 +137,7 @@ public:
     }
 
 private:
-    bool prints() const { return !mOptions.mOutput || mOptions.mIsPrinted; }
+    bool prints() const { return !mOptions.mPublish && (!mOptions.mOutput || mOptions.mIsPrinted); }
 
     void watch()
     {
@@ -207,11 +210,17 @@ private:
         {
             mRecorder = recorder(aVersions);
         }
+        if (mOptions.mPublish)
+        {
+            mEventCounts.emplace(mOptions.mPublish, mBoards, mDrops);
+        }
         if (prints())
         {
-            mLines.emplace(mSetting.mOutput, mSignals, mSetting.mIsJson);
+            mLines.emplace(mSetting.mOutput, mSignals, mSetting.mIsJson,
+                           mRecorder ? WatchLines::Reading::mayLag : WatchLines::Reading::isAwaited,
+                           [this] { return mustStop() || mQueue.received() == mOptions.mCount; });
         }
-        else if (!mOptions.mIsQuiet && !mSetting.mIsTraced && ErrorStream::canShowStatus())
+        else if (mRecorder && !mOptions.mIsQuiet && !mSetting.mIsTraced && ErrorStream::canShowStatus())
         {
             mStatus.emplace(mSetting.mReport.errors());
         }
@@ -335,6 +344,7 @@ private:
             record(events.data(), count);
             print(events.data(), count);
             mQueue.remove(count);
+            mInHand = 0;
             taken += count;
             mTaken += count;
         }
@@ -346,14 +356,16 @@ private:
         for (std::size_t i = 0; mRecorder && i < aCount; ++i)
         {
             qz::EventHead const& head = aEvents[i].mHead;
+            ++mInHand;
             if (!RecordEncoder::canEncode(head))
             {
-                mDrops.addUnencodable(head.mBoard);
+                mDrops.addLost(head.mBoard);
                 continue;
             }
+            mUnwritten.push_back(head);
             mRecorder->take(aEvents[i], boardNumbered(head.mBoard));
-            mTally.add(head);
         }
+        settle();
         if (mRecorder && mLines)
         {
             mRecorder->flush();  // printing can wait for the reader
@@ -362,8 +374,19 @@ private:
 
     void print(qz::QueuedEvent const* aEvents, std::size_t aCount)
     {
+        for (std::size_t i = 0; mEventCounts && i < aCount; ++i)
+        {
+            ++mInHand;
+            mUnwritten.push_back(aEvents[i].mHead);
+            mEventCounts->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
+        }
         for (std::size_t i = 0; mLines && i < aCount; ++i)
         {
+            if (!mRecorder)
+            {
+                ++mInHand;
+                mUnwritten.push_back(aEvents[i].mHead);
+            }
             mLines->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
         }
     }
@@ -382,6 +405,34 @@ private:
         {
             sink->flush();
         }
+        settle();
+    }
+
+    /// Counts the events that have been written since the previous call.
+    void settle()
+    {
+        for (; mSettled < written(); ++mSettled)
+        {
+            mTally.add(mUnwritten.front());
+            mUnwritten.pop_front();
+        }
+    }
+
+    /// Counts what a failure left unwritten, so that the counts of the boards and the total agree.
+    void countUnwritten()
+    {
+        settle();
+        mQueue.remove(mInHand);
+        qz::QueuedEvent event;
+        for (; mQueue.peek(&event, 1) != 0; mQueue.remove(1))
+        {
+            mUnwritten.push_back(event.mHead);
+        }
+        for (qz::EventHead const& head : mUnwritten)
+        {
+            mDrops.addLost(head.mBoard);
+        }
+        mUnwritten.clear();
     }
 
     /// The recorder comes first, because printing can wait for the reader.
@@ -395,6 +446,10 @@ private:
         if (mLines)
         {
             sinks.push_back(&*mLines);
+        }
+        if (mEventCounts)
+        {
+            sinks.push_back(&*mEventCounts);
         }
         return sinks;
     }
@@ -487,6 +542,12 @@ private:
         mIntake->reportTotal(mSetting.mReport);
         mSetting.mReport.addNote(
             fmt::format("received {} events, wrote {}, dropped {}", mQueue.received(), written(), dropped()));
+        if (mRecorder && mLines && mLines->skipped() != 0)
+        {
+            mSetting.mReport.addNote(
+                fmt::format("{} were not printed because the reader of standard output did not read them",
+                            counted(mLines->skipped(), "event")));
+        }
         if (dropped() > 0)
         {
             std::string text;
@@ -524,7 +585,10 @@ private:
 
     std::uint64_t written() const
     {
-        return mRecorder ? mRecorder->written() : mLines ? mLines->written() : 0;
+        return mRecorder      ? mRecorder->written()
+               : mLines       ? mLines->written()
+               : mEventCounts ? mEventCounts->written()
+                              : 0;
     }
 
     /// Number of events that did not fit in the queue or could not be written.
@@ -544,11 +608,15 @@ private:
     std::vector<Board> mBoards;
     std::unique_ptr<WatchRecorder> mRecorder;
     std::optional<WatchLines> mLines;
+    std::optional<EventCounts> mEventCounts;
     std::optional<WatchStatus> mStatus;
     std::optional<Clock::time_point> mEnd;
     Clock::time_point mNextDropNote;
     std::uint64_t mTaken = 0;
-    bool mHasBegun = false;  ///< whether a board was registered
+    std::deque<qz::EventHead> mUnwritten;  ///< of events that the sink has taken but not written
+    std::uint64_t mSettled = 0;            ///< number of events that mTally has
+    std::size_t mInHand = 0;               ///< number of events that are taken but still in the queue
+    bool mHasBegun = false;                ///< whether a board was registered
     WatchTally mTally;
 };
 
@@ -572,14 +640,9 @@ std::optional<Answer> watch(Setting const& aSetting, WatchOptions const& aOption
     watch.run();
     return watch.answer();
 }
-}  // namespace
 
-void addWatch(CommandLine& aCommandLine) { addWatchInto({}, aCommandLine); }
-
-void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine)
+void addWatchWith(std::shared_ptr<WatchOptions> const& aOptions, CommandLine& aCommandLine)
 {
-    auto const options = std::make_shared<WatchOptions>();
-    options->mOutputName = aOutputName;
     ArgumentList arguments =
         aCommandLine.addVerb("watch", "Show or record diagnostic events as they arrive",
                              "  qzagent watch --seconds 10\n"
@@ -589,8 +652,25 @@ void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aC
                              "until SIGINT or SIGTERM\n"
                              "  qzagent watch --output events.pcapng --rotate 100M --keep 10\n"
                              "                             record in numbered files and keep the last ten\n",
-                             [options](Setting const& aSetting) { return watch(aSetting, *options); });
-    addOptions(arguments, *options);
+                             [aOptions](Setting const& aSetting) { return watch(aSetting, *aOptions); });
+    addOptions(arguments, *aOptions);
     aCommandLine.addTimeout(arguments);
+}
+}  // namespace
+
+void addWatch(CommandLine& aCommandLine) { addWatchWith(std::make_shared<WatchOptions>(), aCommandLine); }
+
+void addWatchInto(std::optional<std::string> const& aOutputName, CommandLine& aCommandLine)
+{
+    auto const options = std::make_shared<WatchOptions>();
+    options->mOutputName = aOutputName;
+    addWatchWith(options, aCommandLine);
+}
+
+void addCountingWatch(PublishEventCounts const& aPublish, CommandLine& aCommandLine)
+{
+    auto const options = std::make_shared<WatchOptions>();
+    options->mPublish = aPublish;
+    addWatchWith(options, aCommandLine);
 }
 }  // namespace qzagent

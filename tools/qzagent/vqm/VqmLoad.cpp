@@ -17,13 +17,13 @@ namespace qzagent
 {
 namespace
 {
-std::string const path = "/usr/lib/libvqm.so";
+std::string const libraryPath = "/usr/lib/libvqm.so";
 
 /// A call of a function that is missing fails without its name.
 void noteMissingFunctions(Report& aReport)
 {
-    std::unique_ptr<void, int (*)(void*)> const library(::dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD),
-                                                        &::dlclose);
+    std::unique_ptr<void, int (*)(void*)> const library(
+        ::dlopen(libraryPath.c_str(), RTLD_LAZY | RTLD_NOLOAD), &::dlclose);
     std::string missing;
     for (char const* const name :
          {"VQM_GetLibVer", "VQM_InitDiagEnv", "VQM_FreeDiagEnv", "VQM_GetDrvInfo", "VQM_GetLinkInfo",
@@ -36,7 +36,7 @@ void noteMissingFunctions(Report& aReport)
     }
     if (!missing.empty())
     {
-        aReport.addNote(fmt::format("{} lacks functions: {}", path, missing));
+        aReport.addNote(fmt::format("{} lacks functions: {}", libraryPath, missing));
     }
 }
 }  // namespace
@@ -52,8 +52,9 @@ std::unique_ptr<qz::VqmLibrary> loadVqm(Report& aReport)
     }
     catch (QZCNotFoundEx const&)
     {
-        bool const isMissing = ::access(path.c_str(), F_OK) != 0;
-        aReport.addNote(isMissing ? missingVqmNote : path + " does not load: " + loadErrorOf(path));
+        bool const isMissing = ::access(libraryPath.c_str(), F_OK) != 0;
+        aReport.addNote(isMissing ? missingVqmNote
+                                  : libraryPath + " does not load: " + loadErrorOf(libraryPath));
         throw;
     }
 }

@@ -37,7 +37,7 @@ void CaptureSection::addPacket(qz::QueuedEvent const& aEvent, Board const* aBoar
 {
     qz::EventHead const& head = aEvent.mHead;
     Interface& interface = interfaceOf(head.mBoard, aBoard);
-    std::uint64_t const unencodable = mDrops.unencodable(head.mBoard);
+    std::uint64_t const unencodable = mDrops.lost(head.mBoard);
     std::size_t const length = aEvent.mPayload.mSize + aEvent.mRest.mSize;
     mBlocks.add({interface.mNumber, advance(head.mTime),
                  aEvent.mDropped + unencodable - interface.mUnencodableSoFar, mPackets + 1},
@@ -68,7 +68,7 @@ CaptureSection::Interface& CaptureSection::interfaceOf(unsigned int aBoardNumber
     mBlocks.add(describe(aBoardNumber, aBoard));
     return mInterfaces
         .emplace(aBoardNumber, Interface{static_cast<std::uint32_t>(mInterfaces.size()),
-                                         mDrops.total(aBoardNumber), mDrops.unencodable(aBoardNumber), 0})
+                                         mDrops.total(aBoardNumber), mDrops.lost(aBoardNumber), 0})
         .first->second;
 }
 

@@ -9,27 +9,28 @@
 
 namespace qzagent
 {
-/// The dropped events of each board: those that the queue had no room for, and those that a capture cannot represent.
+/// The dropped events of each board: those that the queue had no room for, and those that could not be
+/// written.
 class DropCounts
 {
 public:
     /// @param aQueue must outlive this object
     explicit DropCounts(qz::EventQueue const& aQueue) : mQueue(aQueue) {}
 
-    /// Adds an event that a capture cannot represent.
-    void addUnencodable(unsigned int aBoard) { ++mUnencodable[aBoard]; }
+    /// Adds an event that could not be written, for example because a capture cannot represent it.
+    void addLost(unsigned int aBoard) { ++mLost[aBoard]; }
 
-    std::uint64_t unencodable(unsigned int aBoard) const
+    std::uint64_t lost(unsigned int aBoard) const
     {
-        auto const found = mUnencodable.find(aBoard);
-        return found == mUnencodable.end() ? 0 : found->second;
+        auto const found = mLost.find(aBoard);
+        return found == mLost.end() ? 0 : found->second;
     }
 
     /// All dropped events of the board.
-    std::uint64_t total(unsigned int aBoard) const { return mQueue.dropped(aBoard) + unencodable(aBoard); }
+    std::uint64_t total(unsigned int aBoard) const { return mQueue.dropped(aBoard) + lost(aBoard); }
 
 private:
     qz::EventQueue const& mQueue;
-    std::map<unsigned int, std::uint64_t> mUnencodable;
+    std::map<unsigned int, std::uint64_t> mLost;
 };
 }  // namespace qzagent

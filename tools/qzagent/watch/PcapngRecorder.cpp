@@ -6,8 +6,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include "tools/qzagent/capture/SectionOfHost.h"
 
@@ -19,6 +21,13 @@ namespace
 constexpr std::size_t largeBatch = std::size_t{1} << 18U;
 constexpr std::chrono::seconds betweenChecks(1);
 constexpr std::chrono::seconds betweenStatistics(10);
+
+/// Programs that rotate logs can leave an empty file in place of the one that they move away.
+bool isAbsentOrEmpty(std::string const& aPath)
+{
+    struct stat status = {};
+    return ::stat(aPath.c_str(), &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0);
+}
 }  // namespace
 
 PcapngRecorder::PcapngRecorder(RecorderOptions const& aOptions, RecorderSources const& aSources)
@@ -32,7 +41,7 @@ PcapngRecorder::PcapngRecorder(RecorderOptions const& aOptions, RecorderSources 
     {
         mSync.emplace(mOptions.mSync);
     }
-    openFile();
+    openFile(mSeries ? mSeries->next() : mOptions.mPath);
 }
 
 void PcapngRecorder::take(qz::QueuedEvent const& aEvent, Board const* aBoard)
@@ -49,6 +58,10 @@ void PcapngRecorder::flush()
     if (mBlocks.bytes().mSize == 0)
     {
         return;
+    }
+    if (mFile->file().isTruncated())
+    {
+        restoreTruncated();
     }
     mFile->append(mBlocks.bytes());
     mBlocks.clear();
@@ -93,9 +106,16 @@ void PcapngRecorder::checkFile()
     }
     if (!mFile->file().isStillThere())
     {
-        mSources.mReport.addNote(
-            fmt::format("{} was deleted or replaced; the recording continues in a new file", name()));
-        continueInNextFile();
+        std::string const former = name();
+        std::string const path = pathOfReplacement();
+        mSources.mReport.addNote(fmt::format("{} was deleted or replaced; the recording continues in {}",
+                                             former,
+                                             mSeries || path == mOptions.mPath ? "a new file" : path));
+        continueIn(path);
+    }
+    else if (mFile->file().isTruncated())
+    {
+        restoreTruncated();
     }
     if (mSeries)
     {
@@ -113,12 +133,45 @@ bool PcapngRecorder::isFileFull() const
                                    : Clock::now() - mFileStart >= *mOptions.mRotate->mTime;
 }
 
+/// @return path of a new or empty file, because the content of another file is never changed; "" for a series
+std::string PcapngRecorder::pathOfReplacement() const
+{
+    if (mSeries)
+    {
+        return {};
+    }
+    return isAbsentOrEmpty(mOptions.mPath) ? mOptions.mPath : createBeside(mOptions.mPath);
+}
+
 void PcapngRecorder::continueInNextFile()
+{
+    AppendedFile const& file = mFile->file();
+    bool const isRotated = !mSeries && isAbsentOrEmpty(mOptions.mPath);
+    continueIn(file.isStillThere() && !isRotated ? file.path() : pathOfReplacement());
+}
+
+/// @param aPath ignored if the files are numbered
+void PcapngRecorder::continueIn(std::string const& aPath)
 {
     endSection();
     mPacketsInFormerFiles = written();
+    std::string const path = mSeries ? mSeries->next() : aPath;
     mFile.reset();  // the next file may be the same one, and is then locked until here
-    openFile();
+    openFile(path);
+}
+
+/// Begins a section in a file that has lost its sections, before the blocks that are to be written.
+void PcapngRecorder::restoreTruncated()
+{
+    pcapng::Bytes const bytes = mBlocks.bytes();
+    std::vector<unsigned char> const waiting(bytes.begin(), bytes.end());
+    std::string const path = mFile->file().path();
+    mSources.mReport.addNote(fmt::format("{} was truncated; a new section begins", name()));
+    mBlocks.clear();
+    mPacketsInFormerFiles = written();
+    mFile.reset();
+    openFile(path);
+    mFile->append({waiting.data(), waiting.size()});
 }
 
 void PcapngRecorder::startSection()
@@ -127,10 +180,10 @@ void PcapngRecorder::startSection()
     beginSection();
 }
 
-void PcapngRecorder::openFile()
+void PcapngRecorder::openFile(std::string const& aPath)
 {
-    mFile = mSeries ? std::make_unique<PcapngFile>(mSeries->next())
-                    : std::make_unique<PcapngFile>(mOptions.mPath, mOptions.mName);
+    mFile = aPath == mOptions.mPath ? std::make_unique<PcapngFile>(aPath, mOptions.mName)
+                                    : std::make_unique<PcapngFile>(aPath);
     mFileStart = Clock::now();
     for (std::optional<std::string> const& note : {mFile->damageNote(), mFile->repairNote()})
     {

@@ -68,7 +68,10 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void openFile();
+    void openFile(std::string const& aPath);
+    std::string pathOfReplacement() const;
+    void continueIn(std::string const& aPath);
+    void restoreTruncated();
     void beginSection();
     void endSection();
     void checkFile();

@@ -33,15 +33,28 @@ void RecordsRecorder::tick()
 {
     if (!mWriter->file().isStillThere())
     {
-        mReport.addNote(
-            fmt::format("{} was deleted or replaced; the recording continues in a new file", mPath));
-        continueInNextFile();
+        std::string const former = name();
+        std::string const path = createBeside(mPath);
+        mReport.addNote(fmt::format("{} was deleted or replaced; the recording continues in {}", former,
+                                    path == mPath ? "a new file" : path));
+        continueIn(path);
+    }
+    else if (mWriter->file().isTruncated())
+    {
+        mReport.addNote(fmt::format("{} was truncated", name()));
+        continueIn(mWriter->file().path());
     }
 }
 
 void RecordsRecorder::continueInNextFile()
 {
+    bool const isThere = mWriter->file().isStillThere();
+    continueIn(isThere ? mWriter->file().path() : createBeside(mPath));
+}
+
+void RecordsRecorder::continueIn(std::string const& aPath)
+{
     mWriter.reset();  // a second writer would find the capture locked
-    mWriter = std::make_unique<CaptureWriter>(mPath);
+    mWriter = std::make_unique<CaptureWriter>(aPath);
 }
 }  // namespace qzagent

@@ -35,10 +35,12 @@ public:
     void continueInNextFile() override;
     void startSection() override {}
     std::uint64_t written() const override { return mWritten; }
-    std::string const& name() const override { return mPath; }
+    std::string const& name() const override { return mWriter->file().name(); }
     std::uint64_t size() const override { return mWriter->file().size(); }
 
 private:
+    void continueIn(std::string const& aPath);
+
     std::string const mPath;
     Report& mReport;
     std::unique_ptr<CaptureWriter> mWriter;

@@ -9,6 +9,7 @@
 #include "tools/qzagent/capture/CaptureForm.h"
 #include "tools/qzagent/capture/CaptureLimits.h"
 #include "tools/qzagent/cli/CommandLine.h"
+#include "tools/qzagent/watch/EventCounts.h"
 
 namespace qzagent
 {
@@ -28,7 +29,8 @@ struct WatchOptions
     std::optional<KeepLimit> mKeep;           ///< which files of a rotation remain; none for all
     std::optional<unsigned int> mSync;        ///< seconds between synchronisations; 0 for each write
     bool mIsPrinted = false;                  ///< whether events are printed although they are recorded
-    bool mIsQuiet = false;                    ///< whether no notes and no status are shown
+    PublishEventCounts mPublish;  ///< receives counts instead of a capture or lines; none for these
+    bool mIsQuiet = false;        ///< whether no notes and no status are shown
 };
 
 /// @return what is wrong with the combination of options; none when it is valid

@@ -8,16 +8,16 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include "anonymise/KeyedHash.h"
 #include "tests/support/ScratchFolder.h"
-#include "tools/qzagent/anonymise/KeyedHash.h"
 
-using qzagent::KeyedHash;
+using anonymise::KeyedHash;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
 namespace
 {
-class QzagentKeyFile : public testing::Test
+class KeyFile : public testing::Test
 {
 protected:
     std::string keyFile(std::string const& aContent, mode_t aMode = 0600) const
@@ -35,14 +35,14 @@ std::string hexDigest(KeyedHash const& aHash, std::string const& aPurpose, std::
     return fmt::format("{:02x}", fmt::join(aHash.of(aPurpose, aText), ""));
 }
 
-TEST(QzagentKeyedHash, IsTheHmacOfPurposeAndText)
+TEST(KeyedHashTest, IsTheHmacOfPurposeAndText)
 {
     // From another implementation of HMAC.
     EXPECT_EQ(hexDigest(KeyedHash("a secret of some length"), "text", "web01"),
               "a60b3fa88aa6e679c8e16718c59405187637b60209848b2de6e186143d21dece");
 }
 
-TEST(QzagentKeyedHash, DependsOnSecretPurposeAndText)
+TEST(KeyedHashTest, DependsOnSecretPurposeAndText)
 {
     KeyedHash const hash("a secret of some length");
     std::string const digest = hexDigest(hash, "text", "web01");
@@ -51,14 +51,14 @@ TEST(QzagentKeyedHash, DependsOnSecretPurposeAndText)
     EXPECT_NE(hexDigest(hash, "text", "web02"), digest);
 }
 
-TEST_F(QzagentKeyFile, IsTheSecretWithAllItsBytes)
+TEST_F(KeyFile, IsTheSecretWithAllItsBytes)
 {
     std::string const secret("0123456789abcd\0\n", 16);
     KeyedHash const fromFile = KeyedHash::ofFile(keyFile(secret));
     EXPECT_EQ(fromFile.of("text", "web01"), KeyedHash(secret).of("text", "web01"));
 }
 
-TEST_F(QzagentKeyFile, IsRefusedWhenItIsShort)
+TEST_F(KeyFile, IsRefusedWhenItIsShort)
 {
     std::string const path = keyFile("0123456789abcde");
     EXPECT_THAT([&path] { KeyedHash::ofFile(path); },
@@ -69,7 +69,7 @@ TEST_F(QzagentKeyFile, IsRefusedWhenItIsShort)
                     path + " is too short: it has 0 bytes, and a key file needs at least 16"));
 }
 
-TEST_F(QzagentKeyFile, IsRefusedWhenItIsTooLong)
+TEST_F(KeyFile, IsRefusedWhenItIsTooLong)
 {
     EXPECT_NO_THROW(KeyedHash::ofFile(keyFile(std::string(1048576, 'k'))));
     std::string const path = keyFile(std::string(1048577, 'k'));
@@ -78,14 +78,14 @@ TEST_F(QzagentKeyFile, IsRefusedWhenItIsTooLong)
         ThrowsMessage<std::runtime_error>(path + " is too long: a key file has at most 1048576 bytes"));
 }
 
-TEST_F(QzagentKeyFile, IsRefusedWhenItCannotBeRead)
+TEST_F(KeyFile, IsRefusedWhenItCannotBeRead)
 {
     std::string const missing = mFolder.path() / "missing";
     EXPECT_THAT([&missing] { KeyedHash::ofFile(missing); },
                 ThrowsMessage<std::system_error>("cannot read " + missing + ": No such file or directory"));
 }
 
-TEST_F(QzagentKeyFile, IsRefusedWhenItIsNoRegularFile)
+TEST_F(KeyFile, IsRefusedWhenItIsNoRegularFile)
 {
     std::string const pipe = mFolder.path() / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
@@ -98,7 +98,7 @@ TEST_F(QzagentKeyFile, IsRefusedWhenItIsNoRegularFile)
     }
 }
 
-TEST_F(QzagentKeyFile, IsRefusedWhenOtherUsersHaveAPermission)
+TEST_F(KeyFile, IsRefusedWhenOtherUsersHaveAPermission)
 {
     for (mode_t const mode : {0640U, 0604U, 0620U, 0602U})
     {

@@ -1,7 +1,9 @@
-#include "tools/qzagent/anonymise/KeyedHash.h"
+#include "anonymise/KeyedHash.h"
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -13,9 +15,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-#include "tools/qzagent/cli/Descriptor.h"
-
-namespace qzagent
+namespace anonymise
 {
 namespace
 {
@@ -30,10 +30,10 @@ unsigned char const* unsignedBytesOf(std::string_view aText)
 }
 
 /// Whoever has the secret can test which name a pseudonym stands for.
-void expectPrivateFile(Descriptor const& aFile, std::string const& aPath)
+void expectPrivateFile(int aFile, std::string const& aPath)
 {
     struct stat status = {};
-    if (::fstat(aFile.number(), &status) != 0)
+    if (::fstat(aFile, &status) != 0)
     {
         refuse(aPath);
     }
@@ -52,24 +52,20 @@ void expectPrivateFile(Descriptor const& aFile, std::string const& aPath)
 std::string contentOf(std::string const& aPath)
 {
     // A pipe without a writer would be waited for.
-    Descriptor const file(::open(aPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (file.number() < 0)
+    int const number = ::open(aPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(number < 0 ? nullptr : ::fdopen(number, "r"),
+                                                               &std::fclose);
+    if (!file)
     {
         refuse(aPath);
     }
-    expectPrivateFile(file, aPath);
+    expectPrivateFile(number, aPath);
     std::string content(KeyedHash::largestSecret + 1, '\0');
-    std::size_t size = 0;
-    for (ssize_t count = 1; count != 0 && size < content.size();)
+    content.resize(std::fread(content.data(), 1, content.size(), file.get()));
+    if (std::ferror(file.get()) != 0)
     {
-        count = ::read(file.number(), &content[size], content.size() - size);
-        if (count < 0 && errno != EINTR)
-        {
-            refuse(aPath);
-        }
-        size += count > 0 ? static_cast<std::size_t>(count) : 0;
+        refuse(aPath);
     }
-    content.resize(size);
     return content;
 }
 }  // namespace
@@ -107,4 +103,4 @@ KeyedHash::Digest KeyedHash::of(std::string_view aPurpose, std::string_view aTex
     hmac_sha256_digest(&context, digest.size(), digest.data());
     return digest;
 }
-}  // namespace qzagent
+}  // namespace anonymise

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "agentkit/include/Wwn.h"
-#include "tools/qzagent/anonymise/SpelledName.h"
+#include "anonymise/SpelledName.h"
 
-using qzagent::spelledLike;
-using qzagent::SpelledName;
-using qzagent::spelledNameAt;
+using anonymise::spelledLike;
+using anonymise::SpelledName;
+using anonymise::spelledNameAt;
 
 namespace
 {
@@ -18,7 +18,7 @@ constexpr char const* spelledText = "10:00:00:00:c9:2a:3b:4c";
 testing::AssertionResult isSpelling(std::string const& aText, bool aIsCertain)
 {
     std::optional<SpelledName> const found = spelledNameAt(aText, 0);
-    if (!found || found->mLength != aText.size() || found->mName.text() != spelledText)
+    if (!found || found->mLength != aText.size() || qz::Wwn(found->mName).text() != spelledText)
     {
         return testing::AssertionFailure() << aText << " is not read as the name";
     }
@@ -26,7 +26,7 @@ testing::AssertionResult isSpelling(std::string const& aText, bool aIsCertain)
                                            : testing::AssertionFailure() << "mIsCertain is wrong";
 }
 
-TEST(QzagentSpelledName, ReadsPairsGroupsAndRowsOfDigitsInEitherCase)
+TEST(SpelledNameTest, ReadsPairsGroupsAndRowsOfDigitsInEitherCase)
 {
     for (char const* const text : {"10:00:00:00:c9:2a:3b:4c", "10-00-00-00-C9-2A-3B-4C",
                                    "1000:0000:c92a:3b4c", "10000000c92a3b4c", "10000000C92A3B4C"})
@@ -35,7 +35,7 @@ TEST(QzagentSpelledName, ReadsPairsGroupsAndRowsOfDigitsInEitherCase)
     }
 }
 
-TEST(QzagentSpelledName, IsUncertainOfSeparatorsAndGroupsThatNamesRarelyHave)
+TEST(SpelledNameTest, IsUncertainOfSeparatorsAndGroupsThatNamesRarelyHave)
 {
     for (char const* const text :
          {"10 00 00 00 c9 2a 3b 4c", "10.00.00.00.c9.2a.3b.4c", "10_00_00_00_c9_2a_3b_4c",
@@ -45,7 +45,7 @@ TEST(QzagentSpelledName, IsUncertainOfSeparatorsAndGroupsThatNamesRarelyHave)
     }
 }
 
-TEST(QzagentSpelledName, FindsANameBehindAPrefix)
+TEST(SpelledNameTest, FindsANameBehindAPrefix)
 {
     for (std::string const prefix : {"0x", "wwn-0x", "naa.", "eui.", "WWPN "})
     {
@@ -55,7 +55,7 @@ TEST(QzagentSpelledName, FindsANameBehindAPrefix)
     }
 }
 
-TEST(QzagentSpelledName, IsUncertainWithinALongerNumber)
+TEST(SpelledNameTest, IsUncertainWithinALongerNumber)
 {
     EXPECT_FALSE(spelledNameAt("10000000c92a3b4c5", 0)->mIsCertain);
     EXPECT_FALSE(spelledNameAt("310000000c92a3b4c", 1)->mIsCertain);
@@ -63,12 +63,12 @@ TEST(QzagentSpelledName, IsUncertainWithinALongerNumber)
     EXPECT_FALSE(spelledNameAt("310:00:00:00:c9:2a:3b:4c", 1)->mIsCertain);
 }
 
-TEST(QzagentSpelledName, IsUncertainOfARowOfDigitsThatIsNoUsualName)
+TEST(SpelledNameTest, IsUncertainOfARowOfDigitsThatIsNoUsualName)
 {
     EXPECT_FALSE(spelledNameAt("0001000000000000", 0)->mIsCertain);
 }
 
-TEST(QzagentSpelledName, RefusesWhatIsNoName)
+TEST(SpelledNameTest, RefusesWhatIsNoName)
 {
     for (char const* const text :
          {"", ":", "g0000000c92a3b4c", "10000000c92a3b4", "10:00:00:00:c9:2a:3b", "10:00:00:00:c9:2a:3b:4g",
@@ -78,9 +78,9 @@ TEST(QzagentSpelledName, RefusesWhatIsNoName)
     }
 }
 
-TEST(QzagentSpelledName, SpellsAnotherNameInTheSameWay)
+TEST(SpelledNameTest, SpellsAnotherNameInTheSameWay)
 {
-    qz::Wwn const name = *qz::Wwn::parse("50:06:01:60:c1:ab:cd:ef");
+    anonymise::Name const name = qz::Wwn::parse("50:06:01:60:c1:ab:cd:ef")->bytes();
     EXPECT_EQ(spelledLike("10:00:00:00:c9:2a:3b:4c", name), "50:06:01:60:c1:ab:cd:ef");
     EXPECT_EQ(spelledLike("10000000C92A3B4C", name), "50060160C1ABCDEF");
     EXPECT_EQ(spelledLike("1000-0000-c92a-3b4c", name), "5006-0160-c1ab-cdef");

@@ -1,4 +1,4 @@
-#include "tools/qzagent/anonymise/Anonymiser.h"
+#include "anonymise/Anonymiser.h"
 
 #include <algorithm>
 #include <charconv>
@@ -13,10 +13,10 @@
 
 #include <fmt/format.h>
 
-#include "tools/qzagent/anonymise/PseudonymOfName.h"
-#include "tools/qzagent/anonymise/SpelledName.h"
+#include "anonymise/PseudonymOfName.h"
+#include "anonymise/SpelledName.h"
 
-namespace qzagent
+namespace anonymise
 {
 namespace
 {
@@ -211,19 +211,19 @@ std::size_t roughLength(std::string_view aRough, std::string_view aText)
 
 std::string hexOf(KeyedHash::Digest const& aDigest) { return fmt::format("{:02x}", fmt::join(aDigest, "")); }
 
-qz::Wwn reversed(qz::Wwn const& aName)
+Name reversed(Name const& aName)
 {
-    auto bytes = aName.bytes();
+    auto bytes = aName;
     std::reverse(bytes.begin(), bytes.end());
-    return qz::Wwn(bytes);
+    return bytes;
 }
 
 /// @return the two halves in the other order; reversed() of it has the bytes of each half reversed
-qz::Wwn exchanged(qz::Wwn const& aName)
+Name exchanged(Name const& aName)
 {
-    auto bytes = aName.bytes();
-    std::rotate(bytes.begin(), bytes.begin() + qz::Wwn::size / 2, bytes.end());
-    return qz::Wwn(bytes);
+    auto bytes = aName;
+    std::rotate(bytes.begin(), bytes.begin() + sizeOfName / 2, bytes.end());
+    return bytes;
 }
 }  // namespace
 
@@ -267,9 +267,9 @@ std::string Anonymiser::textOfPseudonym(Kind aKind, std::string_view aOriginal, 
 
 void Anonymiser::learnHost(std::string const& aName) { learn(Kind::host, aName); }
 
-void Anonymiser::learn(qz::Wwn const& aName)
+void Anonymiser::learn(Name const& aName)
 {
-    qz::Wwn const pseudonym = pseudonymOf(aName, mHash);
+    Name const pseudonym = pseudonymOf(aName, mHash);
     if (pseudonym != aName)
     {
         mNames.insert_or_assign(aName, pseudonym);
@@ -277,6 +277,18 @@ void Anonymiser::learn(qz::Wwn const& aName)
         mNames.emplace(exchanged(aName), exchanged(pseudonym));
         mNames.emplace(reversed(exchanged(aName)), reversed(exchanged(pseudonym)));
     }
+}
+
+void Anonymiser::learnLongName(std::string const& aBytes)
+{
+    std::vector<unsigned char> const bytes(aBytes.begin(), aBytes.end());
+    std::string const digits = pseudonymOfLongName(fmt::format("{:02x}", fmt::join(bytes, "")));
+    std::string pseudonym;
+    for (std::size_t i = 0; i < digits.size(); i += 2)
+    {
+        pseudonym += static_cast<char>(std::stoul(digits.substr(i, 2), nullptr, 16));
+    }
+    mLongNames[aBytes.size()].insert_or_assign(aBytes, pseudonym);
 }
 
 void Anonymiser::learn(Json const& aDocument)
@@ -297,7 +309,7 @@ void Anonymiser::learn(Json const& aDocument)
             learnNames(text);
             if (key == keyOfAddress)
             {
-                learnAddress(text);
+                learnAddressIn(text);
             }
             else if (std::optional<Kind> const kind = kindOf(key))
             {
@@ -307,10 +319,15 @@ void Anonymiser::learn(Json const& aDocument)
     }
 }
 
-qz::Wwn Anonymiser::anonymised(qz::Wwn const& aName) const
+Name Anonymiser::anonymised(Name const& aName) const
 {
     auto const known = mNames.find(aName);
     return known == mNames.end() ? pseudonymOf(aName, mHash) : known->second;
+}
+
+std::uint32_t Anonymiser::anonymisedAddress(std::uint32_t aAddress) const
+{
+    return pseudonymOfAddress(aAddress, mHash);
 }
 
 std::string Anonymiser::anonymised(std::string_view aText) const
@@ -385,12 +402,17 @@ void Anonymiser::anonymiseNarrow(unsigned char* aBytes, std::size_t aSize) const
     for (std::size_t position = 0; position < aSize;)
     {
         unsigned char* const to = aBytes + position;
-        auto const binary =
-            aSize - position < qz::Wwn::size ? mNames.end() : mNames.find(qz::Wwn::ofBytes(to));
-        if (binary != mNames.end())
+        std::string const* const longName = longNameIn(text.substr(position));
+        auto const binary = aSize - position < sizeOfName ? mNames.end() : mNames.find(nameOf(to));
+        if (longName != nullptr)
         {
-            std::copy_n(binary->second.bytes().begin(), qz::Wwn::size, to);
-            position += qz::Wwn::size;
+            std::copy(longName->begin(), longName->end(), to);
+            position += longName->size();
+        }
+        else if (binary != mNames.end())
+        {
+            std::copy_n(binary->second.begin(), sizeOfName, to);
+            position += sizeOfName;
         }
         else if (std::optional<Match> const name = digitsAt(text, position))
         {
@@ -491,11 +513,11 @@ void Anonymiser::learnWord(std::string_view aWord, bool aIsHost)
     }
 }
 
-void Anonymiser::learnAddress(std::string const& aText)
+void Anonymiser::learnAddressIn(std::string const& aText)
 {
     if (std::optional<std::uint32_t> const address = addressIn(aText))
     {
-        mAddresses.insert(*address);
+        learnAddress(*address);
     }
 }
 
@@ -539,7 +561,6 @@ std::string Anonymiser::digitsOf(std::string_view aIdentity) const
     return hexOf(mHash.of("text", aIdentity));
 }
 
-/// The pseudonym of a text that is known to be of this kind.
 std::string Anonymiser::anonymised(Kind aKind, std::string const& aText) const
 {
     std::string_view const inner = trimmed(aText);
@@ -567,10 +588,29 @@ std::optional<Anonymiser::Match> Anonymiser::longNameAt(std::string_view aText, 
         return {};
     }
     std::string const name = lower(aText.substr(aPosition, digitsOfLongName));
-    return Match{digitsOfLongName,
-                 name.substr(0, keptDigitsOfLongName) +
-                     hexOf(mHash.of("long name", name))
-                         .substr(keptDigitsOfLongName, digitsOfLongName - keptDigitsOfLongName)};
+    return Match{digitsOfLongName, pseudonymOfLongName(name)};
+}
+
+/// @param aDigits at most as many as the hash has, in lower case
+std::string Anonymiser::pseudonymOfLongName(std::string const& aDigits) const
+{
+    return aDigits.substr(0, keptDigitsOfLongName) +
+           hexOf(mHash.of("long name", aDigits))
+               .substr(keptDigitsOfLongName, aDigits.size() - keptDigitsOfLongName);
+}
+
+/// @return the pseudonym of the long name with which the bytes begin; null for none
+std::string const* Anonymiser::longNameIn(std::string_view aBytes) const
+{
+    for (auto const& [size, names] : mLongNames)
+    {
+        auto const found = names.find(aBytes.substr(0, size));
+        if (found != names.end())
+        {
+            return &found->second;
+        }
+    }
+    return nullptr;
 }
 
 std::optional<Anonymiser::Match> Anonymiser::nameAt(std::string_view aText, std::size_t aPosition) const
@@ -676,4 +716,4 @@ void Anonymiser::anonymiseValue(std::string_view aKey, Json& aValue) const
         }
     }
 }
-}  // namespace qzagent
+}  // namespace anonymise

@@ -1,4 +1,4 @@
-#include "tools/qzagent/anonymise/PseudonymOfName.h"
+#include "anonymise/PseudonymOfName.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace qzagent
+namespace anonymise
 {
 namespace
 {
@@ -22,19 +22,19 @@ constexpr std::uint64_t everythingBelowNaa = 0x0fff'ffff'ffff'ffff;
 constexpr std::uint32_t bitsOfAddress = 0x00ff'ffff;
 constexpr std::uint32_t firstWellKnownAddress = 0x00ff'fff0;
 
-std::uint64_t numberOf(qz::Wwn const& aName)
+std::uint64_t numberOf(Name const& aName)
 {
     std::uint64_t number = 0;
-    for (unsigned char const byte : aName.bytes())
+    for (unsigned char const byte : aName)
     {
         number = number << bitsInByte | byte;
     }
     return number;
 }
 
-std::array<unsigned char, qz::Wwn::size> bytesOfNumber(std::uint64_t aNumber)
+Name bytesOfNumber(std::uint64_t aNumber)
 {
-    std::array<unsigned char, qz::Wwn::size> bytes;
+    Name bytes;
     for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte)
     {
         *byte = static_cast<unsigned char>(aNumber);
@@ -125,13 +125,13 @@ public:
 private:
     std::uint64_t hashOf(unsigned char aRound, std::uint64_t aHalf) const
     {
-        std::array<unsigned char, 2 * qz::Wwn::size + 1> input{aRound};
+        std::array<unsigned char, 2 * sizeOfName + 1> input{aRound};
         auto const kept = bytesOfNumber(mKept);
         auto const half = bytesOfNumber(aHalf);
         std::copy(kept.begin(), kept.end(), input.begin() + 1);
         std::copy(half.begin(), half.end(), input.begin() + 1 + kept.size());
         auto const digest = mHash.of(mPurpose, {reinterpret_cast<char const*>(input.data()), input.size()});
-        return numberOf(qz::Wwn::ofBytes(digest.data()));
+        return numberOf(nameOf(digest.data()));
     }
 
     KeyedHash const& mHash;
@@ -141,9 +141,9 @@ private:
 };
 }  // namespace
 
-qz::Wwn pseudonymOf(qz::Wwn const& aName, KeyedHash const& aHash)
+Name pseudonymOf(Name const& aName, KeyedHash const& aHash)
 {
-    if (aName == qz::Wwn())
+    if (aName == Name{})
     {
         return aName;
     }
@@ -151,7 +151,7 @@ qz::Wwn pseudonymOf(qz::Wwn const& aName, KeyedHash const& aHash)
     std::uint64_t const hidden = hiddenBitsOf(name);
     std::uint64_t const kept = name & ~hidden;
     Permutation const permute(aHash, "world wide name", kept, hidden);
-    return qz::Wwn(bytesOfNumber(kept | scatter(permute(gather(name, hidden)), hidden)));
+    return bytesOfNumber(kept | scatter(permute(gather(name, hidden)), hidden));
 }
 
 std::uint32_t pseudonymOfAddress(std::uint32_t aAddress, KeyedHash const& aHash)
@@ -171,4 +171,4 @@ std::uint32_t pseudonymOfAddress(std::uint32_t aAddress, KeyedHash const& aHash)
     } while (isReserved(number));
     return (aAddress & ~bitsOfAddress) | static_cast<std::uint32_t>(number);
 }
-}  // namespace qzagent
+}  // namespace anonymise

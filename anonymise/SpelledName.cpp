@@ -1,15 +1,15 @@
-#include "tools/qzagent/anonymise/SpelledName.h"
+#include "anonymise/SpelledName.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <string>
 
-namespace qzagent
+namespace anonymise
 {
 namespace
 {
-constexpr std::size_t digitsOfName = 2 * qz::Wwn::size;
+constexpr std::size_t digitsOfName = 2 * sizeOfName;
 constexpr std::string_view separators = ":-._ ";
 constexpr std::string_view certainSeparators = ":-";
 
@@ -51,14 +51,14 @@ std::string digitsIn(std::string_view aText, std::size_t aGroup)
     return digits;
 }
 
-qz::Wwn nameOf(std::string_view aDigits)
+Name nameWith(std::string_view aDigits)
 {
-    std::array<unsigned char, qz::Wwn::size> bytes;
+    Name bytes;
     for (std::size_t i = 0; i < bytes.size(); ++i)
     {
         bytes[i] = static_cast<unsigned char>(valueOf(aDigits[2 * i]) * 16 + valueOf(aDigits[2 * i + 1]));
     }
-    return qz::Wwn(bytes);
+    return bytes;
 }
 
 /// @return whether the first digit is that of a format which names of ports, nodes and units have
@@ -92,7 +92,7 @@ std::optional<SpelledName> spelledNameAt(std::string_view aText, std::size_t aPo
     if (inRow >= digitsOfName)
     {
         bool const isCertain = !isWithin && inRow == digitsOfName && hasUsualFormat(rest[0]);
-        return SpelledName{nameOf(rest), digitsOfName, isCertain};
+        return SpelledName{nameWith(rest), digitsOfName, isCertain};
     }
     for (std::size_t const group : {2U, 4U, 8U})
     {
@@ -102,13 +102,13 @@ std::optional<SpelledName> spelledNameAt(std::string_view aText, std::size_t aPo
             bool const isCertain = !isWithin && digitsFrom(rest, length) == 0 &&
                                    group <= longestCertainGroup &&
                                    certainSeparators.find(rest[group]) != std::string_view::npos;
-            return SpelledName{nameOf(digits), length, isCertain};
+            return SpelledName{nameWith(digits), length, isCertain};
         }
     }
     return {};
 }
 
-std::string spelledLike(std::string_view aSpelled, qz::Wwn const& aName)
+std::string spelledLike(std::string_view aSpelled, Name const& aName)
 {
     bool const isUpper = std::any_of(aSpelled.begin(), aSpelled.end(),
                                      [](char aCharacter) { return aCharacter >= 'A' && aCharacter <= 'F'; });
@@ -119,11 +119,11 @@ std::string spelledLike(std::string_view aSpelled, qz::Wwn const& aName)
     {
         if (isDigit(character))
         {
-            unsigned char const byte = aName.bytes()[count / 2];
+            unsigned char const byte = aName[count / 2];
             character = digits[count % 2 == 0 ? byte / 16U : byte % 16U];
             ++count;
         }
     }
     return spelled;
 }
-}  // namespace qzagent
+}  // namespace anonymise

@@ -7,15 +7,15 @@
 #include <string>
 #include <string_view>
 
-#include "agentkit/include/Wwn.h"
+#include "anonymise/Name.h"
 
-namespace qzagent
+namespace anonymise
 {
 /// Sixteen hexadecimal digits in either letter case: in a row, or in groups of two, four or eight with the same
 /// separator between them.
 struct SpelledName
 {
-    qz::Wwn mName;
+    Name mName;
     std::size_t mLength;  ///< number of characters
     bool mIsCertain;      ///< whether it is a name although nothing else is known about it
 };
@@ -25,11 +25,11 @@ std::optional<SpelledName> spelledNameAt(std::string_view aText, std::size_t aPo
 
 /// @param aSpelled the text of a name
 /// @return the other name in the same spelling
-std::string spelledLike(std::string_view aSpelled, qz::Wwn const& aName);
+std::string spelledLike(std::string_view aSpelled, Name const& aName);
 
 /// @return number of hexadecimal digits in a row from the position
 std::size_t digitsFrom(std::string_view aText, std::size_t aPosition);
 
 /// @return whether a digit precedes the position
 bool isWithinDigits(std::string_view aText, std::size_t aPosition);
-}  // namespace qzagent
+}  // namespace anonymise

@@ -9,7 +9,7 @@
 
 #include <nettle/hmac.h>
 
-namespace qzagent
+namespace anonymise
 {
 /// HMAC-SHA-256. Without the secret, nobody can test whether a pseudonym stands for a name.
 class KeyedHash
@@ -35,4 +35,4 @@ public:
 private:
     hmac_sha256_ctx mKeyed;
 };
-}  // namespace qzagent
+}  // namespace anonymise

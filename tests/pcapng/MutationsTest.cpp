@@ -1,0 +1,145 @@
+// Every whole block of a mutated capture is found, and the blocks and gaps make up the whole capture.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <random>
+#include <set>
+#include <variant>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "pcapng/BlockReader.h"
+#include "tests/pcapng/Bytes.h"
+
+namespace
+{
+/// A capture whose blocks are numbered, so that each is different.
+struct NumberedCapture
+{
+    std::vector<ByteList> mBlocks;
+
+    ByteList content() const
+    {
+        ByteList all;
+        for (ByteList const& block : mBlocks)
+        {
+            all = all + block;
+        }
+        return all;
+    }
+};
+
+NumberedCapture numberedCapture(bool aIsBigEndian, std::minstd_rand& aRandom)
+{
+    NumberedCapture capture;
+    capture.mBlocks.push_back(sectionHeader(aIsBigEndian));
+    for (std::uint32_t i = 0; i < 2; ++i)
+    {
+        capture.mBlocks.push_back(
+            ByteMaker(aIsBigEndian).u16(147).u16(0).u32(0).u16(2).u16(4).u32(i).u32(0).block(1));
+    }
+    for (std::uint32_t i = 1; i <= 20; ++i)
+    {
+        ByteList data(4 * (aRandom() % 3 * 10 + 1));
+        std::generate(data.begin(), data.end(), [&] { return static_cast<unsigned char>(aRandom() >> 8U); });
+        capture.mBlocks.push_back(ByteMaker(aIsBigEndian)
+                                      .u32(i % 2)
+                                      .u32(0x18ea0000)
+                                      .u32(0x10000000 + i * 0x01010101U)
+                                      .u32(data.size())
+                                      .u32(data.size())
+                                      .raw(data)
+                                      .u16(5)
+                                      .u16(8)
+                                      .u64(i)
+                                      .u32(0)
+                                      .block(6));
+    }
+    return capture;
+}
+
+std::ptrdiff_t offset(std::size_t aPlace) { return static_cast<std::ptrdiff_t>(aPlace); }
+
+/// Changes, removes or inserts some bytes.
+/// @param aPlace position of the first of them
+/// @param aSize  number of bytes
+void mutate(ByteList& aBytes, unsigned int aKind, std::size_t aPlace, std::size_t aSize,
+            std::minstd_rand& aRandom)
+{
+    auto const random = [&] { return static_cast<unsigned char>(aRandom() >> 8U); };
+    auto const first = aBytes.begin() + offset(aPlace);
+    if (aKind == 0)
+    {
+        std::generate(first, first + offset(aSize), random);
+    }
+    else if (aKind == 1)
+    {
+        std::fill(first, first + offset(aSize), static_cast<unsigned char>(0));
+    }
+    else if (aKind == 2)
+    {
+        aBytes.erase(first, first + offset(aSize));
+    }
+    else
+    {
+        ByteList added(aSize);
+        std::generate(added.begin(), added.end(), random);
+        aBytes.insert(first, added.begin(), added.end());
+    }
+}
+
+class PcapngMutationsTest : public testing::TestWithParam<bool>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(BothByteOrders, PcapngMutationsTest, testing::Bool(),
+                         [](auto const& aInfo) { return aInfo.param ? "BigEndian" : "LittleEndian"; });
+
+TEST_P(PcapngMutationsTest, LoseNoWholeBlock)
+{
+    constexpr unsigned int rounds = 1000;
+    constexpr unsigned int insertion = 3;
+    std::minstd_rand random(14);
+    for (unsigned int round = 0; round < rounds; ++round)
+    {
+        NumberedCapture const capture = numberedCapture(GetParam(), random);
+        ByteList content = capture.content();
+        unsigned int const kind = random() % (insertion + 1);
+        std::size_t const place = random() % content.size();
+        std::size_t const size = std::min<std::size_t>(1 + random() % 300, content.size() - place);
+        mutate(content, kind, place, size, random);
+        MemoryInput input(content);
+        pcapng::BlockReader reader(input, 65'536);
+        std::set<ByteList> found;
+        std::uint64_t end = 0;
+        while (auto const item = reader.next(pcapng::BlockReader::AtEnd::finish))
+        {
+            if (auto const* const gap = std::get_if<pcapng::Gap>(&*item))
+            {
+                ASSERT_EQ(gap->mPosition, end) << "round " << round;
+                end += gap->mSize;
+                continue;
+            }
+            auto const& block = std::get<pcapng::Block>(*item);
+            ASSERT_EQ(block.mPosition, end) << "round " << round;
+            end += block.whole().mSize;
+            found.insert(ByteList(block.whole().begin(), block.whole().end()));
+        }
+        ASSERT_EQ(end, content.size()) << "round " << round;
+        std::size_t start = 0;
+        for (ByteList const& block : capture.mBlocks)
+        {
+            std::size_t const next = start + block.size();
+            bool const isTouched =
+                kind == insertion ? start < place && place < next : start < place + size && place < next;
+            ASSERT_TRUE(isTouched || found.count(block) != 0)
+                << "round " << round << " kind " << kind << ": the block at byte " << start << " is lost; "
+                << size << " bytes from " << place;
+            start = next;
+        }
+    }
+}
+}  // namespace

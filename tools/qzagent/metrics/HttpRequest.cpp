@@ -1,0 +1,99 @@
+#include "tools/qzagent/metrics/HttpRequest.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <strings.h>
+
+namespace qzagent
+{
+namespace
+{
+/// Removes the first line from the text.
+/// @return the line without its end
+std::string_view takeLine(std::string_view& aText)
+{
+    std::size_t const end = std::min(aText.find('\n'), aText.size());
+    std::string_view line = aText.substr(0, end);
+    aText.remove_prefix(std::min(end + 1, aText.size()));
+    if (!line.empty() && line.back() == '\r')
+    {
+        line.remove_suffix(1);
+    }
+    return line;
+}
+
+bool hasControls(std::string_view aLine)
+{
+    constexpr unsigned char lastControl = 0x1f;
+    constexpr unsigned char deleted = 0x7f;
+    return std::any_of(aLine.begin(), aLine.end(),
+                       [](unsigned char aByte)
+                       { return (aByte <= lastControl && aByte != '\t') || aByte == deleted; });
+}
+
+/// @param aLine such as "GET /metrics HTTP/1.1"
+std::optional<HttpRequest> requestOfLine(std::string_view aLine)
+{
+    std::size_t const first = aLine.find(' ');
+    std::size_t const last = aLine.rfind(' ');
+    if (first == std::string_view::npos || first == 0 || first == last)
+    {
+        return {};
+    }
+    std::string_view const target = aLine.substr(first + 1, last - first - 1);
+    std::string_view const version = aLine.substr(last + 1);
+    if ((version != "HTTP/1.1" && version != "HTTP/1.0") || target.empty() || target.front() != '/' ||
+        target.find(' ') != std::string_view::npos)
+    {
+        return {};
+    }
+    return HttpRequest{
+        std::string(aLine.substr(0, first)), std::string(target.substr(0, target.find('?'))), {}};
+}
+}  // namespace
+
+std::size_t sizeOfHead(std::string_view aText)
+{
+    for (std::size_t end = aText.find('\n'); end != std::string_view::npos; end = aText.find('\n', end + 1))
+    {
+        for (std::string_view const empty : {"\n", "\r\n"})
+        {
+            if (aText.substr(end + 1, empty.size()) == empty)
+            {
+                return end + 1 + empty.size();
+            }
+        }
+    }
+    return 0;
+}
+
+std::optional<HttpRequest> requestIn(std::string_view aHead)
+{
+    std::string_view const first = takeLine(aHead);
+    if (hasControls(first))
+    {
+        return {};
+    }
+    std::optional<HttpRequest> request = requestOfLine(first);
+    for (std::string_view line = takeLine(aHead); request && !line.empty(); line = takeLine(aHead))
+    {
+        std::size_t const colon = line.find(':');
+        std::string const name(line.substr(0, colon));
+        if (hasControls(line) || colon == std::string_view::npos || name.empty() ||
+            name.find_first_of(" \t") != std::string::npos)
+        {
+            return {};
+        }
+        if (::strcasecmp(name.c_str(), "Accept") == 0)
+        {
+            request->mAccept += request->mAccept.empty() ? "" : ",";
+            request->mAccept += line.substr(colon + 1);
+        }
+    }
+    return request;
+}
+}  // namespace qzagent
