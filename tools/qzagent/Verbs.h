@@ -54,6 +54,10 @@ void addShow(CommandLine& aCommandLine);
 /// Shows the counters of the ports, or their differences in intervals.
 void addStatistics(CommandLine& aCommandLine);
 
+/// Shows the fabrics of a host with the ports in them, as a tree or as a picture. What can be read is shown even when
+/// something else fails.
+void addTopology(CommandLine& aCommandLine);
+
 /// Shows what the vendor library reports about itself, the driver and the boards. The other boards are shown even when
 /// one fails.
 void addVendor(CommandLine& aCommandLine);

@@ -37,6 +37,7 @@ void addVerbs(CommandLine& aCommandLine)
     addAdapters(aCommandLine);
     addInventory(aCommandLine);
     addPorts(aCommandLine);
+    addTopology(aCommandLine);
     addDiff(aCommandLine);
     addCheck(aCommandLine);
     addReport(aCommandLine);

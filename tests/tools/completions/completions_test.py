@@ -89,7 +89,7 @@ class Completion(unittest.TestCase):
             for option in programs.options_of(QZAGENT, verb) - {
                     "--help", "--luns", "--plain", "--output", "--event-layout", "--print", "--quiet", "--follow",
                     "--summary", "--hex", "--format", "--time", "--to", "--anonymise", "--rules", "--baseline",
-                    "--print-rules", "--textfile", "--latency", "--per-lun"}:
+                    "--print-rules", "--textfile", "--latency", "--per-lun", "--dot", "--svg"}:
                 with self.subTest(verb=verb, option=option):
                     self.assertEqual(self.offered(f"qzagent {verb} {option} "), set())
 

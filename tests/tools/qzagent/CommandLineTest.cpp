@@ -246,9 +246,9 @@ TEST_P(QzagentVerbHelp, ShowsTheSameExamplesAsTheHelpOfTheTool)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, QzagentVerbHelp,
-                         testing::Values("adapters", "inventory", "ports", "diff", "check", "report",
-                                         "latency", "show", "repair", "convert", "statistics", "metrics",
-                                         "vendor", "watch", "bundle", "explain"),
+                         testing::Values("adapters", "inventory", "ports", "topology", "diff", "check",
+                                         "report", "latency", "show", "repair", "convert", "statistics",
+                                         "metrics", "vendor", "watch", "bundle", "explain"),
                          [](testing::TestParamInfo<std::string> const& aInfo) { return aInfo.param; });
 
 TEST(QzagentCommandLineHelp, ShowsThatAVerbIsRequired)

@@ -6,4 +6,7 @@ namespace qzagent
 {
 /// @return whether the terminal may receive escape sequences (TERM is not "dumb")
 bool understandsEscapes();
+
+/// @return whether the locale is UTF-8
+bool isUtf8();
 }  // namespace qzagent

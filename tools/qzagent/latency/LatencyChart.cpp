@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <string>
 
 #include <fmt/format.h>
-#include <langinfo.h>
 
 #include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "tools/qzagent/cli/Terminal.h"
 #include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 #include "tools/qzagent/latency/LatencySurvey.h"
@@ -19,15 +18,7 @@ namespace
 {
 constexpr std::size_t shortestBar = 10;
 
-char const* blockOfBar() { return std::strcmp(::nl_langinfo(CODESET), "UTF-8") == 0 ? "█" : "#"; }
-
-/// @return the range of a bucket, in the same width for every bucket
-std::string rangeOf(unsigned int aBucket)
-{
-    auto const end = LatencyScale::end(aBucket);
-    return end ? fmt::format("{:>9} - {:>7} us", LatencyScale::begin(aBucket), *end)
-               : fmt::format("{:>9} us and more", LatencyScale::begin(aBucket));
-}
+char const* blockOfBar() { return isUtf8() ? "█" : "#"; }
 
 std::string barOf(unsigned int aCount, unsigned int aLargest, std::size_t aRoom)
 {
@@ -58,14 +49,21 @@ std::string barsOf(QZCLatencyData const& aRecord, std::size_t aWidth)
     for (unsigned int bucket = first; bucket < end; ++bucket)
     {
         std::string line =
-            fmt::format("{:<22}  {:>10}", isKnown ? rangeOf(bucket) : fmt::format("bucket {:>2}", bucket),
-                        buckets[bucket]);
+            fmt::format("{:<{}}  {:>10}", isKnown ? rangeOf(bucket) : fmt::format("bucket {:>2}", bucket),
+                        widthOfRange, buckets[bucket]);
         std::size_t const room = aWidth < line.size() + shortestBar ? shortestBar : aWidth - line.size() - 1;
         bars += (line += barOf(buckets[bucket], largest, room)) + "\n";
     }
     return bars;
 }
 }  // namespace
+
+std::string rangeOf(unsigned int aBucket)
+{
+    auto const end = LatencyScale::end(aBucket);
+    return end ? fmt::format("{:>9} - {:>7} us", LatencyScale::begin(aBucket), *end)
+               : fmt::format("{:>9} us and more", LatencyScale::begin(aBucket));
+}
 
 std::string chartOf(QZCLatencyData const& aRecord, std::size_t aWidth)
 {

@@ -10,6 +10,12 @@
 
 namespace qzagent
 {
+/// The largest width of a range.
+constexpr std::size_t widthOfRange = 22;
+
+/// @return the range of a bucket of the agent's scale; the numbers of all ranges are below each other
+std::string rangeOf(unsigned int aBucket);
+
 /// @param aWidth width of the chart in columns
 /// @return a line with the fields of the record, and a line for each bucket from the first to the last bucket with a
 ///         count. A bucket of a record that is not on the agent's scale has its number in place of its range

@@ -41,6 +41,9 @@ struct LatencyScale
 /// @return a record without I/Os on this scale, to which others can be added
 LatencyEntry emptyEntry();
 
+/// Number of I/Os in each bucket of the scale.
+using LatencyBuckets = std::array<unsigned int, LatencyScale::count>;
+
 /// Counts I/Os and their latencies.
 class LatencyHistogram
 {
@@ -52,10 +55,12 @@ public:
     /// @return a record of the I/Os; its means are rounded down
     LatencyEntry entry() const;
 
+    LatencyBuckets const& buckets() const { return mBuckets; }
+
 private:
     unsigned int mCount = 0;
     std::uint64_t mBytes = 0;
     Latency mTotal{0};
-    std::array<unsigned int, LatencyScale::count> mBuckets{};
+    LatencyBuckets mBuckets{};
 };
 }  // namespace qzagent

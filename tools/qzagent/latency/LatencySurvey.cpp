@@ -186,8 +186,11 @@ LatencyInterval LatencySurvey::takeInterval(std::chrono::duration<double> aLengt
             // The result on another thread may have taken the values.
             std::size_t const shown = std::min(aPort.mShown, aPort.mValues.size());
             auto const begin = std::next(aPort.mValues.begin(), static_cast<std::ptrdiff_t>(shown));
-            interval.mPorts.push_back(
-                {aAdapter.mIndex, aAdapter.mName, aPort.mName, figuresOf({begin, aPort.mValues.end()})});
+            LatencyHistogram histogram;
+            std::for_each(begin, aPort.mValues.end(),
+                          [&histogram](Latency aLatency) { histogram.add(aLatency, 0); });
+            interval.mPorts.push_back({aAdapter.mIndex, aAdapter.mName, aPort.mName,
+                                       figuresOf({begin, aPort.mValues.end()}), histogram.buckets()});
             aPort.mShown = aPort.mValues.size();
         });
     return interval;

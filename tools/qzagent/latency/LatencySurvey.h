@@ -51,6 +51,7 @@ struct LatencyInterval
         std::string mAdapterName;
         qz::Wwn mName;
         std::optional<LatencyFigures> mFigures;  ///< none without answers in the interval
+        LatencyBuckets mBuckets{};
     };
 
     std::chrono::system_clock::time_point mTime;  ///< end of the interval

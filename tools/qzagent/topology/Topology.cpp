@@ -32,16 +32,6 @@ std::string sizeText(std::size_t aPorts, std::size_t aLuns)
     return counted(aPorts, "port") + ", " + counted(aLuns, "LUN");
 }
 
-std::string joined(std::vector<std::string> const& aTexts)
-{
-    std::string text;
-    for (std::string const& part : aTexts)
-    {
-        text += text.empty() || part.empty() ? part : ", " + part;
-    }
-    return text;
-}
-
 class TopologyBuilder
 {
 public:
@@ -49,7 +39,7 @@ public:
     {
         std::size_t const adapter =
             addNode({TopologyKind::adapter, aAdapter.mName,
-                     joined({fieldText(aAdapter, "model"), aAdapter.mFailure.empty() ? "" : "failed"}),
+                     withCommas({fieldText(aAdapter, "model"), aAdapter.mFailure.empty() ? "" : "failed"}),
                      aAdapter.mName});
         for (HostPart const& part : aAdapter.mParts)
         {
@@ -103,8 +93,8 @@ private:
     {
         bool const isPortDown = isDown(aPort);
         std::size_t const port = addNode({TopologyKind::port, aPort.mName,
-                                          joined({fieldText(aPort, "state"), fieldText(aPort, "speed"),
-                                                  aPort.mFailure.empty() ? "" : "failed"}),
+                                          withCommas({fieldText(aPort, "state"), fieldText(aPort, "speed"),
+                                                      aPort.mFailure.empty() ? "" : "failed"}),
                                           aAdapterName, isPortDown});
         mTopology.mEdges.push_back({aAdapter, port, isPortDown});
         std::string const fabric = fieldText(aPort, "fabric_name");
@@ -191,6 +181,16 @@ private:
     std::map<std::string, ReachedTarget> mTargets;
 };
 }  // namespace
+
+std::string withCommas(std::vector<std::string> const& aTexts)
+{
+    std::string text;
+    for (std::string const& part : aTexts)
+    {
+        text += text.empty() || part.empty() ? part : ", " + part;
+    }
+    return text;
+}
 
 char const* nameOf(TopologyKind aKind)
 {

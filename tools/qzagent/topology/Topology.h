@@ -49,6 +49,9 @@ struct Topology
     std::vector<TopologyEdge> mEdges;
 };
 
+/// @return the texts that are not empty, with commas between them
+std::string withCommas(std::vector<std::string> const& aTexts);
+
 /// A picture shows so many targets one by one. Of more, those with the same connections are one node.
 constexpr std::size_t mostSingleTargets = 24;
 

@@ -16,18 +16,15 @@ namespace
 using Json = nlohmann::ordered_json;
 }  // namespace
 
-nlohmann::ordered_json jsonOf(Topology const& aTopology, TopologyLayout const& aLayout)
+nlohmann::ordered_json jsonOf(Topology const& aTopology)
 {
     Json nodes = Json::array();
-    for (std::size_t i = 0; i < aTopology.mNodes.size(); ++i)
+    for (TopologyNode const& node : aTopology.mNodes)
     {
-        TopologyNode const& node = aTopology.mNodes[i];
         Json json{{"kind", nameOf(node.mKind)},
                   {"name", node.mName},
                   {"details", node.mDetails},
-                  {"down", node.mIsDown},
-                  {"x", std::lround(aLayout.mNodes[i].mX)},
-                  {"y", std::lround(aLayout.mNodes[i].mY)}};
+                  {"down", node.mIsDown}};
         if (node.mKind == TopologyKind::port)
         {
             json["adapter"] = node.mAdapter;
@@ -44,11 +41,21 @@ nlohmann::ordered_json jsonOf(Topology const& aTopology, TopologyLayout const& a
     {
         edges.push_back({{"from", edge.mFrom}, {"to", edge.mTo}, {"down", edge.mIsDown}});
     }
-    return {{"width", std::lround(aLayout.mWidth)},
-            {"height", std::lround(aLayout.mHeight)},
-            {"node_width", std::lround(TopologyLayout::nodeWidth)},
-            {"node_height", std::lround(TopologyLayout::nodeHeight)},
-            {"nodes", std::move(nodes)},
-            {"edges", std::move(edges)}};
+    return {{"nodes", std::move(nodes)}, {"edges", std::move(edges)}};
+}
+
+nlohmann::ordered_json jsonOf(Topology const& aTopology, TopologyLayout const& aLayout)
+{
+    Json json{{"width", std::lround(aLayout.mWidth)},
+              {"height", std::lround(aLayout.mHeight)},
+              {"node_width", std::lround(TopologyLayout::nodeWidth)},
+              {"node_height", std::lround(TopologyLayout::nodeHeight)}};
+    json.update(jsonOf(aTopology));
+    for (std::size_t i = 0; i < aLayout.mNodes.size(); ++i)
+    {
+        json["nodes"][i]["x"] = std::lround(aLayout.mNodes[i].mX);
+        json["nodes"][i]["y"] = std::lround(aLayout.mNodes[i].mY);
+    }
+    return json;
 }
 }  // namespace qzagent

@@ -1,5 +1,5 @@
 /// @file
-/// A placed topology in the JSON of a report.
+/// Topologies in JSON.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,6 +9,9 @@
 
 namespace qzagent
 {
+/// @return the keys `nodes` and `edges`, as topology.schema.json describes them
+nlohmann::ordered_json jsonOf(Topology const& aTopology);
+
 /// @return the value of the key `topology`, as report-data.schema.json describes it
 nlohmann::ordered_json jsonOf(Topology const& aTopology, TopologyLayout const& aLayout);
 }  // namespace qzagent

@@ -32,6 +32,7 @@
 #include "tools/qzagent/hba/Host.h"
 #include "tools/qzagent/latency/LatencyChart.h"
 #include "tools/qzagent/latency/LatencyFigures.h"
+#include "tools/qzagent/latency/LatencyHeat.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
 #include "tools/qzagent/latency/LatencyIntervals.h"
 #include "tools/qzagent/latency/LatencyJson.h"
@@ -51,6 +52,7 @@ struct Options
     std::optional<unsigned int> mCount;      ///< none for the default
     std::optional<std::uint64_t> mInterval;  ///< in seconds; none for no intervals
     std::optional<std::string> mOutput;
+    bool mHasHeat = false;
 
     unsigned int count() const { return mCount.value_or(mInterval ? largestCount : defaultCount); }
 
@@ -155,8 +157,8 @@ nlohmann::ordered_json keysOf(Measured const& aMeasured)
 
 /// @param aAnswer what is not yet shown of the adapters
 /// @return none when the result consists of the lines that have been written
-std::optional<Answer> withTotal(Answer aAnswer, Latencies const& aTotal, Setting const& aSetting,
-                                Options const& aOptions)
+std::optional<Answer> withTotal(Answer aAnswer, Latencies const& aTotal, LatencyHeat const& aHeat,
+                                Setting const& aSetting, Options const& aOptions)
 {
     if (aSetting.mIsJson)
     {
@@ -167,18 +169,24 @@ std::optional<Answer> withTotal(Answer aAnswer, Latencies const& aTotal, Setting
     {
         aAnswer.mText += chartOf("all", aTotal, aSetting.mOutput.width());
     }
+    aAnswer.mText += aHeat.text();
     return aAnswer;
 }
 
 /// Measures one adapter after the other, so that those before one that hangs are finished. With intervals, all adapters
 /// are measured at the same time.
+/// @param aHeat receives the intervals if it is shown
 /// @param aTake called when adapters are finished
-void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& aOptions,
+void measureAll(LatencySurvey& aSurvey, Setting const& aSetting, Options const& aOptions, LatencyHeat& aHeat,
                 std::function<void()> const& aTake)
 {
     bool canShow = true;
     auto const show = [&](LatencyInterval const& aInterval)
     {
+        if (aOptions.mHasHeat)
+        {
+            aHeat.add(aInterval);
+        }
         std::string const text =
             aSetting.mIsJson ? jsonLineOf(aInterval) : tableOf(aInterval, aSetting.mIsColoured) + "\n";
         canShow = attempt(aSetting.mReport, [&] { aSetting.mOutput.write(text); });
@@ -244,6 +252,14 @@ void showInterrupted(Setting const& aSetting)
 std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
 {
     Report& report = aSetting.mReport;
+    if (aOptions.mHasHeat && (aSetting.mIsJson || !aOptions.mInterval))
+    {
+        report.addError(ExitCode::misused, fmt::format("--heat {}; see qzagent latency --help",
+                                                       aSetting.mIsJson ? "cannot be combined with --json"
+                                                                        : "needs --interval"));
+        return Answer();
+    }
+    LatencyHeat heat(aSetting.mOutput.width());
     bool const isCapture = aOptions.mOutput && (isNamedPcapng(*aOptions.mOutput) ||
                                                 formOfFile(*aOptions.mOutput) == CaptureForm::pcapng);
     std::optional<NewFile> file;
@@ -252,7 +268,7 @@ std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
     DocumentRecording recording(aSetting, isCapture ? aOptions.mOutput : std::nullopt);
     if (!canWrite || !recording.isPossible())
     {
-        return withTotal({keysOf(Adapters()), {}}, {emptyEntry(), {}}, aSetting, aOptions);
+        return withTotal({keysOf(Adapters()), {}}, {emptyEntry(), {}}, heat, aSetting, aOptions);
     }
     Interruption const interruption;
     // The progress would be mixed with the intervals, which show the same.
@@ -278,11 +294,11 @@ std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
                 file->remove();
             }
             take();
-            return withTotal(found.partial(), survey.total(), aSetting, aOptions);
+            return withTotal(found.partial(), survey.total(), heat, aSetting, aOptions);
         });
     {
         SecondInterruption const second([&aSetting] { showInterrupted(aSetting); });
-        measureAll(survey, aSetting, aOptions, take);
+        measureAll(survey, aSetting, aOptions, heat, take);
     }
     Answer rest;
     attempt(report, [&] { rest = found.rest(); });
@@ -293,7 +309,7 @@ std::optional<Answer> latency(Setting const& aSetting, Options const& aOptions)
         attempt(report, [&] { writeRecords(measured, *file); });
     }
     recording.finish([&] { return keysOf(measured); });
-    return withTotal(std::move(rest), measured.mTotal, aSetting, aOptions);
+    return withTotal(std::move(rest), measured.mTotal, heat, aSetting, aOptions);
 }
 }  // namespace
 
@@ -315,6 +331,8 @@ void addLatency(CommandLine& aCommandLine)
                         "--interval");
     arguments.addNumber("--interval", "S", {1, longestInterval}, options->mInterval,
                         "Also show the latencies of each S seconds");
+    arguments.addFlag("--heat", options->mHasHeat,
+                      "With --interval: at the end, also show a map of the latencies over time");
     arguments.addText(
         "--output", "FILE", options->mOutput,
         "Write the encoded latency data to this new file, or append the JSON document to a pcapng capture, "
