@@ -45,6 +45,12 @@ HostPart const* unidentifiedIn(Parts const& aParts, PartKind aKind)
     return found == aParts.end() ? nullptr : &*found;
 }
 
+bool haveCommonWwn(HostPart const& aPart, HostPart const& aOther)
+{
+    return std::any_of(aPart.mWwns.begin(), aPart.mWwns.end(),
+                       [&aOther](std::string const& aWwn) { return aOther.mWwns.count(aWwn) > 0; });
+}
+
 /// Finds the parts that are the same. A name that is not unique identifies nothing, unless everything that identifies
 /// the parts is the same; then their order does.
 class Matching
@@ -53,11 +59,14 @@ public:
     Matching(Parts const& aOld, Parts const& aNew)
         : mOld(aOld), mNew(aNew), mPartners(aOld.size(), none), mIsTaken(aNew.size())
     {
-        matchUnique([](HostPart const& aPart) -> std::set<std::string> const& { return aPart.mWwns; },
-                    [](HostPart const&, HostPart const&) { return true; });
+        matchWwns();
+        // Adapters may share the World Wide Name of a node, which is all that is known of those whose ports failed.
         matchUnique([](HostPart const& aPart) { return std::set<std::string>{aPart.mSubstitute}; },
-                    [](HostPart const& aOldPart, HostPart const& aNewPart)
-                    { return aOldPart.mWwns.empty() || aNewPart.mWwns.empty(); });
+                    [](HostPart const& aOldPart, HostPart const& aNewPart) {
+                        return aOldPart.mWwns.empty() || aNewPart.mWwns.empty() ||
+                               haveCommonWwn(aOldPart, aNewPart);
+                    });
+        matchWwns();
         matchInOrder([](HostPart const& aPart)
                      { return std::tuple(aPart.mKind, aPart.mWwns, aPart.mSubstitute); },
                      [](HostPart const&) { return true; });
@@ -86,12 +95,17 @@ private:
 
     using Index = std::map<std::pair<PartKind, std::string>, std::vector<std::size_t>>;
 
-    template <typename NamesOf>
-    static Index indexOf(Parts const& aParts, NamesOf aNamesOf)
+    /// @return the parts that are not matched, by their names
+    template <typename NamesOf, typename IsMatched>
+    static Index indexOf(Parts const& aParts, NamesOf aNamesOf, IsMatched aIsMatched)
     {
         Index index;
         for (std::size_t i = 0; i < aParts.size(); ++i)
         {
+            if (aIsMatched(i))
+            {
+                continue;
+            }
             for (std::string const& name : aNamesOf(aParts[i]))
             {
                 index[{aParts[i].mKind, name}].push_back(i);
@@ -100,11 +114,18 @@ private:
         return index;
     }
 
+    void matchWwns()
+    {
+        matchUnique([](HostPart const& aPart) -> std::set<std::string> const& { return aPart.mWwns; },
+                    [](HostPart const&, HostPart const&) { return true; });
+    }
+
     template <typename NamesOf, typename Suits>
     void matchUnique(NamesOf aNamesOf, Suits aSuits)
     {
-        Index const newParts = indexOf(mNew, aNamesOf);
-        for (auto const& [name, oldParts] : indexOf(mOld, aNamesOf))
+        Index const newParts = indexOf(mNew, aNamesOf, [this](std::size_t aPart) { return mIsTaken[aPart]; });
+        auto const isMatched = [this](std::size_t aPart) { return mPartners[aPart] != none; };
+        for (auto const& [name, oldParts] : indexOf(mOld, aNamesOf, isMatched))
         {
             auto const found = newParts.find(name);
             if (oldParts.size() != 1 || found == newParts.end() || found->second.size() != 1)
