@@ -514,6 +514,69 @@ TEST(HostChanges, FindAnAdapterWithANewNameByTheNodeThatItShares)
               "before 1 remote port and 3 LUNs\n");
 }
 
+void moveFirstPort(Json& aHost)
+{
+    Json& ports = aHost["adapters"][0]["ports"];
+    Json port = ports[0];
+    ports.erase(0);
+    port["index"] = aHost["adapters"][1]["ports"].size();
+    aHost["adapters"][1]["ports"].push_back(port);
+}
+
+/// The port of the first adapter has the name that comes first.
+constexpr char const* lineOfMovedPort[] = {
+    "- port 10:00:00:00:c9:00:00:00 of adapter example-fc-0 gone with 1 remote port and 3 LUNs\n",
+    "+ port 10:00:00:00:c9:00:00:00 of adapter example-fc-1 came with 1 remote port and 3 LUNs\n"};
+
+void expectOnlyTheMovedPort(Json const& aOld, Json const& aNew)
+{
+    std::string const text = textBetween(aOld, aNew);
+    for (char const* const line : lineOfMovedPort)
+    {
+        EXPECT_THAT(text, HasSubstr(line));
+    }
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
+    expectMirrored(aOld, aNew);
+}
+
+TEST(HostChanges, ShowAPortThatMovedToAnotherAdapter)
+{
+    Json const before = hostOf({2, 2, 1, 1, 3});
+    Json after = before;
+    moveFirstPort(after);
+    expectOnlyTheMovedPort(before, after);
+}
+
+TEST(HostChanges, FindAdaptersThatExchangedPortsBySerialNumber)
+{
+    Json before = hostOf({2, 2, 1, 1, 3});
+    for (Json& adapter : before["adapters"])
+    {
+        adapter["attributes"].erase("node_wwn");
+        adapter["attributes"]["serial_number"] = "EX" + adapter["index"].dump();
+    }
+    Json after = before;
+    std::swap(portIn(after, 0, 0), portIn(after, 1, 0));
+    std::string const text = textBetween(before, after);
+    EXPECT_THAT(text, HasSubstr("- port 10:00:00:00:c9:00:00:00 of adapter example-fc-0 gone"));
+    EXPECT_THAT(text, HasSubstr("+ port 10:00:00:00:c9:00:00:00 of adapter example-fc-1 came"));
+    EXPECT_THAT(text, HasSubstr("- port 10:00:00:00:c9:00:01:00 of adapter example-fc-1 gone"));
+    EXPECT_THAT(text, HasSubstr("+ port 10:00:00:00:c9:00:01:00 of adapter example-fc-0 came"));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4) << text;
+}
+
+TEST(HostChanges, FindAdaptersByMostOfTheirPortsIfNothingElseIdentifiesThem)
+{
+    Json before = hostOf({2, 3, 1, 1, 3});
+    for (Json& adapter : before["adapters"])
+    {
+        adapter["attributes"].erase("node_wwn");
+    }
+    Json after = before;
+    moveFirstPort(after);
+    expectOnlyTheMovedPort(before, after);
+}
+
 /// The mappings have the targets that the failed port cannot discover.
 TEST(HostChanges, LeaveMappedTargetsWithAPortThatFailsAtAnotherIndex)
 {

@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/documents/HostTree.h"
+#include "tools/qzagent/hba/HbaFields.h"
 
 namespace qzagent
 {
@@ -59,6 +60,10 @@ public:
     Matching(Parts const& aOld, Parts const& aNew)
         : mOld(aOld), mNew(aNew), mPartners(aOld.size(), none), mIsTaken(aNew.size())
     {
+        // Ports can move between adapters, which have many World Wide Names.
+        matchUnique([](HostPart const& aPart) { return identityOf(aPart, "node_wwn"); },
+                    [](HostPart const&, HostPart const&) { return true; });
+        matchUnique([](HostPart const& aPart) { return identityOf(aPart, "serial_number"); }, &haveCommonWwn);
         matchWwns();
         // Adapters may share the World Wide Name of a node, which is all that is known of those whose ports failed.
         matchUnique([](HostPart const& aPart) { return std::set<std::string>{aPart.mSubstitute}; },
@@ -114,31 +119,68 @@ private:
         return index;
     }
 
-    void matchWwns()
+    /// @return the value that identifies an adapter, if it is known
+    static std::set<std::string> identityOf(HostPart const& aPart, char const* aKey)
     {
-        matchUnique([](HostPart const& aPart) -> std::set<std::string> const& { return aPart.mWwns; },
-                    [](HostPart const&, HostPart const&) { return true; });
+        auto const found = aPart.mIdentity.find(aKey);
+        return found == aPart.mIdentity.end() ? std::set<std::string>()
+                                              : std::set<std::string>{valueText(found->second)};
     }
 
-    template <typename NamesOf, typename Suits>
-    void matchUnique(NamesOf aNamesOf, Suits aSuits)
+    /// Matches the parts that have the most World Wide Names in common first.
+    void matchWwns()
+    {
+        struct Common
+        {
+            std::size_t mCount;
+            std::string mFirst;
+        };
+        std::map<std::pair<std::size_t, std::size_t>, Common> commons;
+        forEachUnique([](HostPart const& aPart) -> std::set<std::string> const& { return aPart.mWwns; },
+                      [&commons](std::string const& aWwn, std::size_t aOldPart, std::size_t aNewPart) {
+                          ++commons.try_emplace({aOldPart, aNewPart}, Common{0, aWwn}).first->second.mCount;
+                      });
+        std::vector<std::pair<std::pair<std::size_t, std::size_t>, Common>> pairs(commons.begin(),
+                                                                                  commons.end());
+        std::sort(pairs.begin(), pairs.end(),
+                  [](auto const& aPair, auto const& aOther)
+                  {
+                      return std::tie(aOther.second.mCount, aPair.second.mFirst) <
+                             std::tie(aPair.second.mCount, aOther.second.mFirst);
+                  });
+        for (auto const& [parts, common] : pairs)
+        {
+            matchIfFree(parts.first, parts.second);
+        }
+    }
+
+    /// Calls a function for each name that is unique in both looks, with the name and the two parts.
+    template <typename NamesOf, typename Function>
+    void forEachUnique(NamesOf aNamesOf, Function aFunction) const
     {
         Index const newParts = indexOf(mNew, aNamesOf, [this](std::size_t aPart) { return mIsTaken[aPart]; });
         auto const isMatched = [this](std::size_t aPart) { return mPartners[aPart] != none; };
         for (auto const& [name, oldParts] : indexOf(mOld, aNamesOf, isMatched))
         {
             auto const found = newParts.find(name);
-            if (oldParts.size() != 1 || found == newParts.end() || found->second.size() != 1)
+            if (oldParts.size() == 1 && found != newParts.end() && found->second.size() == 1)
             {
-                continue;
-            }
-            std::size_t const oldPart = oldParts.front();
-            std::size_t const newPart = found->second.front();
-            if (mPartners[oldPart] == none && !mIsTaken[newPart] && aSuits(mOld[oldPart], mNew[newPart]))
-            {
-                match(oldPart, newPart);
+                aFunction(name.second, oldParts.front(), found->second.front());
             }
         }
+    }
+
+    template <typename NamesOf, typename Suits>
+    void matchUnique(NamesOf aNamesOf, Suits aSuits)
+    {
+        forEachUnique(aNamesOf,
+                      [&](std::string const&, std::size_t aOldPart, std::size_t aNewPart)
+                      {
+                          if (aSuits(mOld[aOldPart], mNew[aNewPart]))
+                          {
+                              matchIfFree(aOldPart, aNewPart);
+                          }
+                      });
     }
 
     /// Matches what is left.
@@ -162,6 +204,14 @@ private:
                 match(i, found->second);
                 left.erase(found);
             }
+        }
+    }
+
+    void matchIfFree(std::size_t aOldPart, std::size_t aNewPart)
+    {
+        if (mPartners[aOldPart] == none && !mIsTaken[aNewPart])
+        {
+            match(aOldPart, aNewPart);
         }
     }
 
