@@ -50,3 +50,8 @@ def exit_codes():
     """Returns a dictionary from exit code to meaning."""
     entries = json.loads(run(QZAGENT, "explain", "--json").stdout)["exit_codes"]
     return {str(entry["code"]): entry["meaning"] for entry in entries}
+
+
+def rules():
+    """Returns the names of the rules of the verb check."""
+    return [rule["name"] for rule in json.loads(run(QZAGENT, "explain", "--json").stdout)["rules"]]

@@ -65,8 +65,9 @@ class Completion(unittest.TestCase):
                 self.assertEqual(self.offered(f"qzagent --json {verb} -"), programs.options_of_verb(verb))
                 self.assertEqual(self.offered(f"qzagent --timeout 5 {verb} -"), programs.options_of_verb(verb))
 
-    def test_qzagent_explain_offers_the_exit_codes(self):
-        self.assertEqual(self.offered("qzagent explain "), programs.exit_codes().keys())
+    def test_qzagent_explain_offers_the_exit_codes_and_the_rules(self):
+        self.assertEqual(self.offered("qzagent explain "), {*programs.exit_codes(), *programs.rules()})
+        self.assertEqual(self.offered("qzagent explain link-d"), {"link-down"})
 
     def test_qzagent_offers_files_for_file_arguments(self):
         for line in ("show ev", "latency --output ev", "watch --output ev", "watch --output = ev", "repair ev", "convert ev",

@@ -84,7 +84,7 @@ TEST_F(EventCountsTest, ArePublishedOnlyWhenTheyChange)
     EXPECT_EQ(mTimes, 1U);
     mEventCounts.finish();
     EXPECT_EQ(mTimes, 1U);
-    mDrops.addUnencodable(1);
+    mDrops.addLost(1);
     mEventCounts.finish();
     EXPECT_EQ(mTimes, 2U);
     EXPECT_EQ((mPublished[{1, EventCount::dropped}]), 1U);

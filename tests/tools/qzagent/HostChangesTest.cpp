@@ -466,6 +466,117 @@ TEST(HostChanges, OfAPortThatFailsAtAnotherIndexInBothLooksAreNone)
     EXPECT_EQ(textBetween(host, moved), "");
 }
 
+/// @return a host whose adapters share the World Wide Name of their node, as the ports of one card may
+Json hostWithOneNode(HostShape const& aShape)
+{
+    Json host = hostOf(aShape);
+    for (Json& adapter : host["adapters"])
+    {
+        adapter["attributes"]["node_wwn"] = wwnOf(0x20, 0, 0);
+    }
+    return host;
+}
+
+TEST(HostChanges, CallAFailedPortUnknownOfAnAdapterThatSharesItsNode)
+{
+    Json const before = hostWithOneNode({2, 1, 1, 1, 3});
+    Json after = before;
+    portIn(after, 0, 0) = {{"index", 0}, {"failures", failures("port attributes failed")}};
+    EXPECT_EQ(textBetween(before, after),
+              "? port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: unknown now (port attributes failed); "
+              "before 1 remote port and 3 LUNs\n");
+    expectMirrored(before, after);
+}
+
+TEST(HostChanges, CallFailedPortsUnknownOfAllAdaptersThatShareTheirNode)
+{
+    Json const before = hostWithOneNode({2, 1, 1, 1, 3});
+    Json after = before;
+    for (std::size_t adapter : {0U, 1U})
+    {
+        portIn(after, adapter, 0) = {{"index", 0}, {"failures", failures("port attributes failed")}};
+    }
+    std::string const text = textBetween(before, after);
+    EXPECT_THAT(text, HasSubstr("? port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: unknown now"));
+    EXPECT_THAT(text, HasSubstr("? port 10:00:00:00:c9:00:01:00 of adapter example-fc-1: unknown now"));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
+}
+
+TEST(HostChanges, FindAnAdapterWithANewNameByTheNodeThatItShares)
+{
+    Json const before = hostWithOneNode({2, 1, 1, 1, 3});
+    Json after = before;
+    after["adapters"][0]["name"] = "example-fc-7";
+    portIn(after, 0, 0) = {{"index", 0}, {"failures", failures("port attributes failed")}};
+    EXPECT_EQ(textBetween(before, after),
+              "~ adapter example-fc-7: name example-fc-0 -> example-fc-7\n"
+              "? port 10:00:00:00:c9:00:00:00 of adapter example-fc-7: unknown now (port attributes failed); "
+              "before 1 remote port and 3 LUNs\n");
+}
+
+void moveFirstPort(Json& aHost)
+{
+    Json& ports = aHost["adapters"][0]["ports"];
+    Json port = ports[0];
+    ports.erase(0);
+    port["index"] = aHost["adapters"][1]["ports"].size();
+    aHost["adapters"][1]["ports"].push_back(port);
+}
+
+/// The port of the first adapter has the name that comes first.
+constexpr char const* lineOfMovedPort[] = {
+    "- port 10:00:00:00:c9:00:00:00 of adapter example-fc-0 gone with 1 remote port and 3 LUNs\n",
+    "+ port 10:00:00:00:c9:00:00:00 of adapter example-fc-1 came with 1 remote port and 3 LUNs\n"};
+
+void expectOnlyTheMovedPort(Json const& aOld, Json const& aNew)
+{
+    std::string const text = textBetween(aOld, aNew);
+    for (char const* const line : lineOfMovedPort)
+    {
+        EXPECT_THAT(text, HasSubstr(line));
+    }
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
+    expectMirrored(aOld, aNew);
+}
+
+TEST(HostChanges, ShowAPortThatMovedToAnotherAdapter)
+{
+    Json const before = hostOf({2, 2, 1, 1, 3});
+    Json after = before;
+    moveFirstPort(after);
+    expectOnlyTheMovedPort(before, after);
+}
+
+TEST(HostChanges, FindAdaptersThatExchangedPortsBySerialNumber)
+{
+    Json before = hostOf({2, 2, 1, 1, 3});
+    for (Json& adapter : before["adapters"])
+    {
+        adapter["attributes"].erase("node_wwn");
+        adapter["attributes"]["serial_number"] = "EX" + adapter["index"].dump();
+    }
+    Json after = before;
+    std::swap(portIn(after, 0, 0), portIn(after, 1, 0));
+    std::string const text = textBetween(before, after);
+    EXPECT_THAT(text, HasSubstr("- port 10:00:00:00:c9:00:00:00 of adapter example-fc-0 gone"));
+    EXPECT_THAT(text, HasSubstr("+ port 10:00:00:00:c9:00:00:00 of adapter example-fc-1 came"));
+    EXPECT_THAT(text, HasSubstr("- port 10:00:00:00:c9:00:01:00 of adapter example-fc-1 gone"));
+    EXPECT_THAT(text, HasSubstr("+ port 10:00:00:00:c9:00:01:00 of adapter example-fc-0 came"));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4) << text;
+}
+
+TEST(HostChanges, FindAdaptersByMostOfTheirPortsIfNothingElseIdentifiesThem)
+{
+    Json before = hostOf({2, 3, 1, 1, 3});
+    for (Json& adapter : before["adapters"])
+    {
+        adapter["attributes"].erase("node_wwn");
+    }
+    Json after = before;
+    moveFirstPort(after);
+    expectOnlyTheMovedPort(before, after);
+}
+
 /// The mappings have the targets that the failed port cannot discover.
 TEST(HostChanges, LeaveMappedTargetsWithAPortThatFailsAtAnotherIndex)
 {

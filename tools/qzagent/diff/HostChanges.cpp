@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/qzagent/documents/HostTree.h"
+#include "tools/qzagent/hba/HbaFields.h"
 
 namespace qzagent
 {
@@ -45,6 +46,12 @@ HostPart const* unidentifiedIn(Parts const& aParts, PartKind aKind)
     return found == aParts.end() ? nullptr : &*found;
 }
 
+bool haveCommonWwn(HostPart const& aPart, HostPart const& aOther)
+{
+    return std::any_of(aPart.mWwns.begin(), aPart.mWwns.end(),
+                       [&aOther](std::string const& aWwn) { return aOther.mWwns.count(aWwn) > 0; });
+}
+
 /// Finds the parts that are the same. A name that is not unique identifies nothing, unless everything that identifies
 /// the parts is the same; then their order does.
 class Matching
@@ -53,11 +60,18 @@ public:
     Matching(Parts const& aOld, Parts const& aNew)
         : mOld(aOld), mNew(aNew), mPartners(aOld.size(), none), mIsTaken(aNew.size())
     {
-        matchUnique([](HostPart const& aPart) -> std::set<std::string> const& { return aPart.mWwns; },
+        // Ports can move between adapters, which have many World Wide Names.
+        matchUnique([](HostPart const& aPart) { return identityOf(aPart, "node_wwn"); },
                     [](HostPart const&, HostPart const&) { return true; });
+        matchUnique([](HostPart const& aPart) { return identityOf(aPart, "serial_number"); }, &haveCommonWwn);
+        matchWwns();
+        // Adapters may share the World Wide Name of a node, which is all that is known of those whose ports failed.
         matchUnique([](HostPart const& aPart) { return std::set<std::string>{aPart.mSubstitute}; },
-                    [](HostPart const& aOldPart, HostPart const& aNewPart)
-                    { return aOldPart.mWwns.empty() || aNewPart.mWwns.empty(); });
+                    [](HostPart const& aOldPart, HostPart const& aNewPart) {
+                        return aOldPart.mWwns.empty() || aNewPart.mWwns.empty() ||
+                               haveCommonWwn(aOldPart, aNewPart);
+                    });
+        matchWwns();
         matchInOrder([](HostPart const& aPart)
                      { return std::tuple(aPart.mKind, aPart.mWwns, aPart.mSubstitute); },
                      [](HostPart const&) { return true; });
@@ -86,12 +100,17 @@ private:
 
     using Index = std::map<std::pair<PartKind, std::string>, std::vector<std::size_t>>;
 
-    template <typename NamesOf>
-    static Index indexOf(Parts const& aParts, NamesOf aNamesOf)
+    /// @return the parts that are not matched, by their names
+    template <typename NamesOf, typename IsMatched>
+    static Index indexOf(Parts const& aParts, NamesOf aNamesOf, IsMatched aIsMatched)
     {
         Index index;
         for (std::size_t i = 0; i < aParts.size(); ++i)
         {
+            if (aIsMatched(i))
+            {
+                continue;
+            }
             for (std::string const& name : aNamesOf(aParts[i]))
             {
                 index[{aParts[i].mKind, name}].push_back(i);
@@ -100,24 +119,68 @@ private:
         return index;
     }
 
+    /// @return the value that identifies an adapter, if it is known
+    static std::set<std::string> identityOf(HostPart const& aPart, char const* aKey)
+    {
+        auto const found = aPart.mIdentity.find(aKey);
+        return found == aPart.mIdentity.end() ? std::set<std::string>()
+                                              : std::set<std::string>{valueText(found->second)};
+    }
+
+    /// Matches the parts that have the most World Wide Names in common first.
+    void matchWwns()
+    {
+        struct Common
+        {
+            std::size_t mCount;
+            std::string mFirst;
+        };
+        std::map<std::pair<std::size_t, std::size_t>, Common> commons;
+        forEachUnique([](HostPart const& aPart) -> std::set<std::string> const& { return aPart.mWwns; },
+                      [&commons](std::string const& aWwn, std::size_t aOldPart, std::size_t aNewPart) {
+                          ++commons.try_emplace({aOldPart, aNewPart}, Common{0, aWwn}).first->second.mCount;
+                      });
+        std::vector<std::pair<std::pair<std::size_t, std::size_t>, Common>> pairs(commons.begin(),
+                                                                                  commons.end());
+        std::sort(pairs.begin(), pairs.end(),
+                  [](auto const& aPair, auto const& aOther)
+                  {
+                      return std::tie(aOther.second.mCount, aPair.second.mFirst) <
+                             std::tie(aPair.second.mCount, aOther.second.mFirst);
+                  });
+        for (auto const& [parts, common] : pairs)
+        {
+            matchIfFree(parts.first, parts.second);
+        }
+    }
+
+    /// Calls a function for each name that is unique in both looks, with the name and the two parts.
+    template <typename NamesOf, typename Function>
+    void forEachUnique(NamesOf aNamesOf, Function aFunction) const
+    {
+        Index const newParts = indexOf(mNew, aNamesOf, [this](std::size_t aPart) { return mIsTaken[aPart]; });
+        auto const isMatched = [this](std::size_t aPart) { return mPartners[aPart] != none; };
+        for (auto const& [name, oldParts] : indexOf(mOld, aNamesOf, isMatched))
+        {
+            auto const found = newParts.find(name);
+            if (oldParts.size() == 1 && found != newParts.end() && found->second.size() == 1)
+            {
+                aFunction(name.second, oldParts.front(), found->second.front());
+            }
+        }
+    }
+
     template <typename NamesOf, typename Suits>
     void matchUnique(NamesOf aNamesOf, Suits aSuits)
     {
-        Index const newParts = indexOf(mNew, aNamesOf);
-        for (auto const& [name, oldParts] : indexOf(mOld, aNamesOf))
-        {
-            auto const found = newParts.find(name);
-            if (oldParts.size() != 1 || found == newParts.end() || found->second.size() != 1)
-            {
-                continue;
-            }
-            std::size_t const oldPart = oldParts.front();
-            std::size_t const newPart = found->second.front();
-            if (mPartners[oldPart] == none && !mIsTaken[newPart] && aSuits(mOld[oldPart], mNew[newPart]))
-            {
-                match(oldPart, newPart);
-            }
-        }
+        forEachUnique(aNamesOf,
+                      [&](std::string const&, std::size_t aOldPart, std::size_t aNewPart)
+                      {
+                          if (aSuits(mOld[aOldPart], mNew[aNewPart]))
+                          {
+                              matchIfFree(aOldPart, aNewPart);
+                          }
+                      });
     }
 
     /// Matches what is left.
@@ -141,6 +204,14 @@ private:
                 match(i, found->second);
                 left.erase(found);
             }
+        }
+    }
+
+    void matchIfFree(std::size_t aOldPart, std::size_t aNewPart)
+    {
+        if (mPartners[aOldPart] == none && !mIsTaken[aNewPart])
+        {
+            match(aOldPart, aNewPart);
         }
     }
 
