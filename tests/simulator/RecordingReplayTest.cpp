@@ -1,14 +1,19 @@
 // Recordings of programs that call the libraries directly. A replay prints what the recorded program printed.
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "simulator/recording/CborReader.h"
 #include "simulator/recording/Player.h"
+#include "simulator/recording/Values.h"
 #include "tests/simulator/Qzsim.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
@@ -94,6 +99,36 @@ protected:
     ScratchFolder mFolder;
     std::string const mFile = mFolder.path() / "host.pcapng";
 };
+
+TEST(CborOfARecording, IsRefusedIfATextHasPieces)
+{
+    // A map with one text, then the same in pieces: "ab" as "a" and "b".
+    std::vector<std::uint8_t> const whole{0xbf, 0x61, 'x', 0x62, 0x5f, 0x7f, 0xff};
+    std::vector<std::uint8_t> const pieces{0xbf, 0x61, 'x', 0x7f, 0x61, 'a', 0x61, 'b', 0xff, 0xff};
+    std::optional<qzsim::Json> const item = qzsim::readCbor(whole);
+    ASSERT_TRUE(item);
+    EXPECT_EQ(item->at("x"), "\x5f\x7f");
+    EXPECT_FALSE(qzsim::readCbor(pieces));
+}
+
+TEST(CborOfARecording, IsRefusedAtAnyDepth)
+{
+    for (std::uint8_t const begin : std::vector<std::uint8_t>{0x5f, 0x7f, 0x81, 0x9f, 0xbf, 0xc1})
+    {
+        EXPECT_FALSE(qzsim::readCbor(std::vector<std::uint8_t>(200'000, begin))) << unsigned{begin};
+    }
+}
+
+TEST(CborOfARecording, IsReadBeyondTextsWhoseSizesHaveSeveralBytes)
+{
+    std::vector<std::uint8_t> bytes{0x82, 0x59, 0x01, 0x00};
+    bytes.resize(bytes.size() + 256, 0x5f);
+    bytes.insert(bytes.end(), {0x78, 0x02, 0x7f, 0x7f});
+    std::optional<qzsim::Json> const item = qzsim::readCbor(bytes);
+    ASSERT_TRUE(item);
+    EXPECT_EQ(item->at(0), qzsim::Json::binary(std::vector<std::uint8_t>(256, 0x5f)));
+    EXPECT_EQ(item->at(1), "\x7f\x7f");
+}
 
 TEST(SpeedOfAReplay, DividesDelays)
 {
