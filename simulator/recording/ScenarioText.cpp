@@ -287,12 +287,30 @@ private:
         }
     }
 
+    /// @return whether the list in the answer has more entries than the program has room for. Programs call with little
+    /// room to learn their number.
+    static bool isCutList(RecordedCall const& aCall)
+    {
+        constexpr char const* lists[] = {"bindings", "mappings"};
+        return std::any_of(std::begin(lists), std::end(lists),
+                           [&](char const* aName)
+                           {
+                               return aCall.mResults.contains(aName) &&
+                                      valueOf<std::uint32_t>(aCall.mResults, "count") >
+                                          valueOf<std::uint32_t>(aCall.mArguments, aName);
+                           });
+    }
+
+    static bool isAnswer(RecordedCall const& aCall, std::uint32_t aStatus)
+    {
+        return aStatus == HBA_STATUS_OK || (aStatus == HBA_STATUS_ERROR_MORE_DATA && isCutList(aCall));
+    }
+
     /// Counts a call. A call that failed is a fault.
     void count(RecordedCall const& aCall, Subject const& aSubject, std::uint32_t aStatus)
     {
         std::size_t const number = ++mCounts[{aCall.mFunction, aSubject}];
-        // The number of mappings is found by a call with too little room.
-        if (aStatus != HBA_STATUS_OK && aStatus != HBA_STATUS_ERROR_MORE_DATA)
+        if (!isAnswer(aCall, aStatus))
         {
             addFault({aCall.mFunction, aSubject, number, number, aStatus, bytesOf(aCall.mResults, "sense")});
         }
@@ -370,7 +388,7 @@ private:
         count(aCall, {open->second, target, {}}, returned);
         SeenAdapter& adapter = adapterNamed(open->second);
         adapter.mTargets.insert(target);
-        if (returned == HBA_STATUS_OK || returned == HBA_STATUS_ERROR_MORE_DATA)
+        if (isAnswer(aCall, returned))
         {
             takeAnswer(aCall, adapter);
         }

@@ -495,6 +495,10 @@ class Conversion(Recorded):
         'call = "HBA_GetAdapterPortAttributes"; adapter = "example-fc-0"; nth = 2; status = 1',
         'call = "HBA_GetDiscoveredPortAttributes"; adapter = "example-fc-0"; nth = 1; status = 9',
         'call = "HBA_SendReportLUNs"; adapter = "example-fc-0"; nth = "1-9"; status = 1',
+        'call = "HBA_SendReportLUNs"; adapter = "example-fc-0"; nth = "1-9"; status = 7',
+        'call = "HBA_GetAdapterAttributes"; adapter = "example-fc-0"; nth = "1-9"; status = 7',
+        'call = "HBA_GetAdapterPortAttributes"; adapter = "example-fc-0"; nth = 2; status = 7',
+        'call = "HBA_GetDiscoveredPortAttributes"; adapter = "example-fc-0"; nth = 1; status = 7',
         'call = "VQM_GetLinkInfo"; board = 0; nth = 1; result = 4',
     )
     UNREADABLE = """
