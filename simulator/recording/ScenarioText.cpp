@@ -27,6 +27,7 @@
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/PortAttributes.h"
 #include "simulator/scenario/Scsi.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
@@ -105,20 +106,39 @@ Value valueOf(Json const& aObject, char const* aName)
 std::string textOfValue(Json const& aObject, char const* aName)
 {
     auto const found = aObject.find(aName);
-    return found != aObject.end() && found->is_string() ? found->get<std::string>() : std::string();
+    if (found == aObject.end())
+    {
+        return {};
+    }
+    Bytes const bytes = bytesOf(aObject, aName);  // of a text that is not ASCII
+    return found->is_string() ? found->get<std::string>() : std::string(bytes.begin(), bytes.end());
 }
 
-/// @return the text as TOML, with a question mark for each character that a scenario cannot have
+/// @return number of bytes of the first character of a text that is not empty
+std::size_t sizeOfCharacter(std::string_view aText)
+{
+    constexpr unsigned int mask = 0xc0;
+    constexpr unsigned int continued = 0x80;
+    auto const end =
+        std::find_if(aText.begin() + 1, aText.end(),
+                     [](char aByte) { return (static_cast<unsigned char>(aByte) & mask) != continued; });
+    return static_cast<std::size_t>(end - aText.begin());
+}
+
+/// @return the text as TOML, with a question mark for each control character and for what is not UTF-8
 std::string quotedText(std::string_view aText)
 {
+    constexpr std::string_view replacement = "\xef\xbf\xbd";
+    std::string const valid =
+        Json::parse(Json(aText).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
     std::string text = "\"";
-    for (char const character : aText)
+    for (std::string_view rest = valid; !rest.empty();)
     {
-        if (character == '"' || character == '\\')
-        {
-            text += '\\';
-        }
-        text += isPlainText({&character, 1}) ? character : '?';
+        std::string_view const character = rest.substr(0, sizeOfCharacter(rest));
+        rest.remove_prefix(character.size());
+        bool const isKept = character != replacement && !tomlfile::hasControlCharacter(character);
+        text += character == "\"" || character == "\\" ? "\\" : "";
+        text += isKept ? character : "?";
     }
     return text + '"';
 }
@@ -789,7 +809,7 @@ void writeAdapter(Writer& aWriter, SeenAdapter const& aAdapter)
 {
     bool const isInteger = isIntegerStyle(aAdapter);
     aWriter.table("adapter");
-    aWriter.key("name", quotedText(aAdapter.mName));
+    aWriter.key("name", quotedText(aAdapter.mName.empty() ? "unnamed" : aAdapter.mName));
     if (isInteger)
     {
         aWriter.key("lun_style", quotedText("integer"));

@@ -88,7 +88,7 @@ class Recorded(unittest.TestCase):
 
     def command(self, scenario, *command):
         text = self.folder / "scenario.toml"
-        text.write_text(scenario, encoding="ascii")
+        text.write_text(scenario, encoding="utf-8")
         return [QZSIM, "--scenario", text, "--", QZSIM, "record", "--output", self.file, "--", *command]
 
     def record(self, scenario, *command):
@@ -534,7 +534,7 @@ second_wwn = "10:00:00:00:c9:00:00:02"
         original = run(*self.command(scenario, *command))
         text = run(QZSIM, "convert", self.file)
         self.assertEqual((text.returncode, text.stderr), (0, ""))
-        (self.folder / "made.toml").write_text(text.stdout, encoding="ascii")
+        (self.folder / "made.toml").write_text(text.stdout, encoding="utf-8")
         made = run(QZSIM, "--scenario", self.folder / "made.toml", "--", *command)
         self.assertEqual((made.returncode, made.stderr), (original.returncode, original.stderr))
         self.assertEqual(without_times(made.stdout), without_times(original.stdout))
@@ -544,6 +544,28 @@ second_wwn = "10:00:00:00:c9:00:00:02"
             with self.subTest(name):
                 self.assert_same_output((self.SHIPPED / f"{name}.toml").read_text(encoding="ascii"),
                                         QZAGENT, "inventory", "--luns", "--json")
+
+    def test_keeps_texts_that_are_not_ascii(self):
+        texts = 'manufacturer = "Müller \\"&\\\\ €"\nserial_number = "😀"\n'
+        self.assert_same_output(ADAPTERS.replace("example-fc-0\"\n", "Näme-0\"\n" + texts), QZAGENT, "adapters", "--json")
+        self.assertIn("Müller", run(QZSIM, "convert", self.file).stdout)
+
+    def test_has_a_question_mark_for_a_byte_that_is_not_utf_8(self):
+        self.record(ADAPTERS.replace("example-fc-0", "Näme-0"), QZAGENT, "adapters")
+        self.file.write_bytes(self.file.read_bytes().replace("ä".encode(), b"\xe4\x01"))
+        self.assertIn('name = "N??me-0"\n', run(QZSIM, "convert", self.file).stdout)
+
+    def test_names_an_adapter_whose_name_is_empty(self):
+        self.record(ADAPTERS, QZAGENT, "adapters")
+        content = self.file.read_bytes()
+        named = b"\x64name\x6cexample-fc-0"
+        self.assertIn(named, content)
+        self.file.write_bytes(content.replace(named, b"\x64name\x60\x65other\x65other"))
+        text = self.folder / "made.toml"
+        text.write_text(run(QZSIM, "convert", self.file).stdout, encoding="utf-8")
+        checked = run(QZSIM, "--scenario", text, "--check")
+        self.assertEqual((checked.returncode, checked.stderr), (0, ""))
+        self.assertIn("unnamed", checked.stdout)
 
     def test_gives_the_same_failures(self):
         for fault in self.FAULTS:
