@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iterator>
@@ -207,6 +209,13 @@ Recording recordingOf(std::string const& aPath)
     return recording;
 }
 
+/// A check of CLI11. Its check of ranges accepts NaN.
+std::string refuseNan(std::string const& aNumber)
+{
+    return std::isnan(std::strtod(aNumber.c_str(), nullptr)) ? fmt::format("{} is not a number", aNumber)
+                                                             : "";
+}
+
 std::string speedText(double aSpeed) { return fmt::format("{}", aSpeed); }
 
 int replay(CLI::App& aParser, int aCount, char** aArguments)
@@ -219,7 +228,8 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
         .add_option("--speed", options.mReplay.mSpeed,
                     "Divide the delays of the recording by this number; 0 for no delays")
         ->type_name("NUMBER")
-        ->check(CLI::Range(0.0, 1e9));
+        ->check(CLI::Range(0.0, 1e9))
+        ->check(refuseNan);
     aParser.add_flag("--strict", options.mReplay.mIsStrict,
                      "Accept calls only in the order of the recording");
     parse(aParser, options, aCount, aArguments);

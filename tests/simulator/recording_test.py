@@ -4,6 +4,7 @@ import datetime
 import json
 import os
 import pathlib
+import re
 import signal
 import struct
 import subprocess
@@ -323,6 +324,14 @@ class Replay(Recorded):
         self.assertEqual(result.stderr, f'qzsim: note: 1 packets or pieces of "{self.file}" are damaged\n')
         self.assertEqual(without_times(result.stdout), without_times(recorded.stdout))
 
+    def test_does_not_wait_for_durations_that_are_longer_than_the_recording(self):
+        recorded = self.record(ADAPTERS, QZAGENT, "ports", "--json")
+        calls = sum("duration" in packet for packet in self.packets())
+        self.file.write_bytes(with_longest_durations(self.file.read_bytes()))
+        result = self.replay("timeout", str(PATIENCE), QZAGENT, "ports", "--json")
+        self.assertEqual(result.stderr, f'qzsim: note: {calls} packets or pieces of "{self.file}" are damaged\n')
+        self.assertEqual(without_times(result.stdout), without_times(recorded.stdout))
+
     def test_of_a_big_endian_recording_gives_the_same_answers(self):
         recorded = self.record(ADAPTERS, QZAGENT, "inventory", "--luns", "--json")
         self.file.write_bytes(swapped(self.file.read_bytes()))
@@ -341,7 +350,8 @@ class Replay(Recorded):
                 self.assertTrue(result.stderr.startswith(f'qzsim: cannot read "{self.file}": {reason}'), result.stderr)
 
     def test_refuses_a_wrong_command_line(self):
-        for arguments in (["replay"], ["replay", "f"], ["replay", "f", "--speed", "-1", "true"], ["record", "true"],
+        for arguments in (["replay"], ["replay", "f"], ["replay", "f", "--speed", "-1", "true"],
+                          ["replay", "f", "--speed", "nan", "true"], ["record", "true"],
                           ["record", "--output", "f"], ["replay", "--bogus", "f", "true"]):
             with self.subTest(arguments):
                 result = run(QZSIM, *arguments)
@@ -587,6 +597,19 @@ second_wwn = "10:00:00:00:c9:00:00:02"
     def test_refuses_what_is_no_recording(self):
         self.file.write_text("text", encoding="ascii")
         self.assertEqual(run(QZSIM, "convert", self.file).returncode, 2)
+
+
+def with_longest_durations(data):
+    output = b""
+    for order, kind, body in pcapng.blocks(data):
+        if kind == pcapng.PACKET:
+            size = struct.unpack_from(order + "I", body, 12)[0]
+            content = re.sub(rb"\x68duration(\x18.|\x19..|\x1a....|[\x00-\x17])", b"\x68duration\x1b" + b"\xff" * 8,
+                             body[20:20 + size], flags=re.DOTALL)
+            body = (body[:12] + struct.pack(order + "II", len(content), len(content)) + content
+                    + bytes(-len(content) % 4))
+        output += pcapng.block(order, kind, body)
+    return output
 
 
 def swapped(data):
