@@ -29,6 +29,8 @@
 #include "simulator/runner/AnonymisedRecords.h"
 #include "simulator/runner/CommandLine.h"
 #include "simulator/runner/Launch.h"
+#include "simulator/scenario/ScenarioReader.h"
+#include "toml/TomlError.h"
 #include "toml/TomlValue.h"
 
 namespace fs = std::filesystem;
@@ -38,6 +40,7 @@ namespace qzsim
 namespace
 {
 constexpr std::chrono::milliseconds recordInterval{5};
+constexpr int invalidScenario = 1;
 
 class RecordingHelp : public CLI::Formatter
 {
@@ -255,7 +258,18 @@ int convert(CLI::App& aParser, int aCount, char** aArguments)
     aParser.formatter(std::make_shared<RecordingHelp>("qzsim convert FILE"));
     aParser.add_option("FILE", file, "The recording")->required();
     aParser.parse(aCount, aArguments);
-    fmt::print("{}", scenarioOf(recordingOf(file)));
+    std::string const scenario = scenarioOf(recordingOf(file));
+    fmt::print("{}", scenario);
+    try
+    {
+        readScenario("scenario", scenario);
+    }
+    catch (tomlfile::TomlError const& error)
+    {
+        fmt::print(stderr, "qzsim: note: the scenario must be edited before it can be used: {}\n",
+                   error.what());
+        return invalidScenario;
+    }
     return good;
 }
 

@@ -594,6 +594,21 @@ second_wwn = "10:00:00:00:c9:00:00:02"
         self.assert_same_output(ADAPTERS.replace("statistics_per_second = { tx_frames = 100000 }", ""),
                                 QZAGENT, "statistics", "--json")
 
+    def test_of_what_a_scenario_cannot_have_says_what_to_edit(self):
+        port = '    [[adapter.port]]\n    port_wwn = "10:00:00:00:c9:00:00:02"\n'
+        self.record(ADAPTERS + port, QZAGENT, "ports")
+        same, other = (b"\x48" + bytes.fromhex(f"10000000c900000{number}") for number in (1, 2))
+        self.file.write_bytes(self.file.read_bytes().replace(other, same))
+        result = run(QZSIM, "convert", self.file)
+        text = self.folder / "made.toml"
+        text.write_text(result.stdout, encoding="utf-8")
+        checked = run(QZSIM, "--scenario", text, "--check")
+        self.assertEqual(checked.returncode, 2)
+        reason = checked.stderr.partition("made.toml")[2]
+        self.assertIn("a port_wwn that no other port of an adapter has", reason)
+        self.assertEqual((result.returncode, result.stderr),
+                         (1, f"qzsim: note: the scenario must be edited before it can be used: scenario{reason}"))
+
     def test_refuses_what_is_no_recording(self):
         self.file.write_text("text", encoding="ascii")
         self.assertEqual(run(QZSIM, "convert", self.file).returncode, 2)
