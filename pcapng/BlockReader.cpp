@@ -25,8 +25,9 @@ std::optional<ByteOrder> orderOf(unsigned char const* aMagic)
     return {};
 }
 
-/// Whether the options end within the bytes.
-bool areOptionsWhole(Bytes aOptions, ByteOrder aOrder)
+/// @return the position behind the options and their end; none when they exceed the bytes
+/// @param aType   of the block; none when any size of an option is accepted
+std::optional<std::size_t> endOfOptions(Bytes aOptions, ByteOrder aOrder, std::optional<BlockType> aType = {})
 {
     std::size_t place = 0;
     while (place < aOptions.mSize)
@@ -34,14 +35,27 @@ bool areOptionsWhole(Bytes aOptions, ByteOrder aOrder)
         unsigned char const* const option = aOptions.mData + place;
         auto const number = readNumber<std::uint16_t>(option, aOrder);
         std::size_t const size = readNumber<std::uint16_t>(option + sizeof number, aOrder);
+        place += alignment + size + paddingAfter(size);
         if (number == static_cast<std::uint16_t>(Option::end))
         {
-            return size == 0;
+            return size == 0 ? std::optional(place) : std::nullopt;
         }
-        place += alignment + size + paddingAfter(size);
+        std::size_t const fixed = aType ? fixedSizeOf(*aType, number) : 0;
+        if (fixed != 0 && size != fixed)
+        {
+            return {};
+        }
     }
-    return place == aOptions.mSize;
+    return place == aOptions.mSize ? std::optional(place) : std::nullopt;
 }
+
+/// Whether the options have the required sizes and fill the bytes.
+bool areOptions(Bytes aOptions, ByteOrder aOrder, BlockType aType)
+{
+    return endOfOptions(aOptions, aOrder, aType) == aOptions.mSize;
+}
+
+Bytes behind(Bytes aBytes, std::size_t aPlace) { return {aBytes.mData + aPlace, aBytes.mSize - aPlace}; }
 
 /// @param aIsSearched whether the bytes may be anything; else they follow a block
 bool isPacket(Bytes aBody, ByteOrder aOrder, bool aIsSearched)
@@ -57,22 +71,67 @@ bool isPacket(Bytes aBody, ByteOrder aOrder, bool aIsSearched)
     {
         return false;
     }
-    std::size_t const start = packetHeadSize + captured + paddingAfter(captured);
-    return areOptionsWhole({aBody.mData + start, aBody.mSize - start}, aOrder);
+    return endOfOptions(behind(aBody, packetHeadSize + captured + paddingAfter(captured)), aOrder)
+        .has_value();
+}
+
+/// Whether the size of the packet before it was truncated fits the data, which fill the block.
+bool isSimplePacket(Bytes aBody, ByteOrder aOrder)
+{
+    if (aBody.mSize < alignment)
+    {
+        return false;
+    }
+    std::size_t const room = aBody.mSize - alignment;
+    auto const original = readNumber<std::uint32_t>(aBody.mData, aOrder);
+    return original > room ? original - room < mostTruncated : room - original == paddingAfter(original);
+}
+
+bool isDescription(Bytes aBody, ByteOrder aOrder)
+{
+    constexpr std::size_t headSize = 8;
+    constexpr std::size_t reservedAt = 2;
+    return aBody.mSize >= headSize && readNumber<std::uint16_t>(aBody.mData + reservedAt, aOrder) == 0 &&
+           areOptions(behind(aBody, headSize), aOrder, BlockType::interfaceDescription);
+}
+
+bool isStatistics(Bytes aBody, ByteOrder aOrder)
+{
+    constexpr std::size_t headSize = 12;
+    return aBody.mSize >= headSize &&
+           areOptions(behind(aBody, headSize), aOrder, BlockType::interfaceStatistics);
+}
+
+/// Its records have the form of options, and options follow them.
+bool isNameResolution(Bytes aBody, ByteOrder aOrder)
+{
+    std::optional<std::size_t> const records = endOfOptions(aBody, aOrder);
+    return records && endOfOptions(behind(aBody, *records), aOrder);
 }
 
 /// Distinguishes blocks from data that look like one, and the byte orders as long as no section says one.
 /// @param aIsSearched see isPacket()
 bool hasFittingFields(std::uint32_t aType, Bytes aBody, ByteOrder aOrder, bool aIsSearched)
 {
-    constexpr std::size_t reserved = 2;
-    switch (static_cast<BlockType>(aType))
+    auto const type = static_cast<BlockType>(aType);
+    if (type == BlockType::enhancedPacket)
     {
-        case BlockType::enhancedPacket:
-            return isPacket(aBody, aOrder, aIsSearched);
+        return isPacket(aBody, aOrder, aIsSearched);
+    }
+    if (!aIsSearched)
+    {
+        return true;
+    }
+    switch (type)
+    {
         case BlockType::interfaceDescription:
-            return !aIsSearched || (aBody.mSize >= 2 * alignment &&
-                                    readNumber<std::uint16_t>(aBody.mData + reserved, aOrder) == 0);
+            return isDescription(aBody, aOrder);
+        case BlockType::interfaceStatistics:
+            return isStatistics(aBody, aOrder);
+        case BlockType::simplePacket:
+            return isSimplePacket(aBody, aOrder);
+        case BlockType::nameResolution:
+            return isNameResolution(aBody, aOrder);
         default:
             return true;
     }
@@ -154,7 +213,7 @@ std::optional<Gap> BlockReader::search(AtEnd aAtEnd)
     }
 }
 
-BlockReader::Candidate BlockReader::candidate() const
+BlockReader::Candidate BlockReader::candidate()
 {
     if (mOrder)
     {
@@ -162,7 +221,65 @@ BlockReader::Candidate BlockReader::candidate() const
     }
     // A usual type in one order is none in the other, so at most one of the candidates is more than damage.
     Candidate const native = candidate(ByteOrder::native);
-    return native.mFinding == Finding::damage ? candidate(ByteOrder::swapped) : native;
+    Candidate const found = native.mFinding == Finding::damage ? candidate(ByteOrder::swapped) : native;
+    bool const isFalse = found.mFinding == Finding::block && hasBetterInIt(found);
+    return isFalse ? Candidate{Finding::damage} : found;
+}
+
+/// Whether a block that is more plausible begins in the block and ends behind it. A block of one byte order can look
+/// like one of the other order that begins up to three bytes beside it, because most numbers are small. More blocks
+/// follow the true one, or it is aligned as in a file that is only overwritten.
+bool BlockReader::hasBetterInIt(Candidate const& aBlock)
+{
+    if (aBlock.mType == static_cast<std::uint32_t>(BlockType::sectionHeader))
+    {
+        return false;
+    }
+    auto const isAligned = [&](std::size_t aPlace) { return (mPosition + aPlace) % alignment == 0; };
+    for (std::size_t place = 1; place < aBlock.mSize; ++place)
+    {
+        for (ByteOrder const order : {ByteOrder::native, ByteOrder::swapped})
+        {
+            Candidate const other = completeBlockAt(place, order);
+            if (other.mFinding != Finding::block || place + other.mSize <= aBlock.mSize)
+            {
+                continue;
+            }
+            unsigned int const count = countBlocks(place, order);
+            unsigned int const own = countBlocks(0, aBlock.mOrder);
+            if (count > own || (count == own && isAligned(place) && !isAligned(0)))
+            {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+/// Reads more of the input if the block requires it.
+BlockReader::Candidate BlockReader::completeBlockAt(std::size_t aPlace, ByteOrder aOrder)
+{
+    Candidate found = blockAt(aPlace, aOrder, true);
+    while (found.mFinding == Finding::needsMore && mWindow.readMore())
+    {
+        found = blockAt(aPlace, aOrder, true);
+    }
+    return found;
+}
+
+/// @return number of blocks that follow each other from the place on, up to a few; one more if the input ends with them
+unsigned int BlockReader::countBlocks(std::size_t aPlace, ByteOrder aOrder)
+{
+    constexpr unsigned int enough = 8;
+    unsigned int count = 0;
+    Candidate found = completeBlockAt(aPlace, aOrder);
+    for (std::size_t place = aPlace; found.mFinding == Finding::block && count < enough; ++count)
+    {
+        place += found.mSize;
+        found = completeBlockAt(place, found.mOrder);
+        count += place == mWindow.size() ? 1 : 0;
+    }
+    return count;
 }
 
 /// Looks for a block at the beginning of the window.

@@ -73,7 +73,10 @@ private:
         ByteOrder mOrder = ByteOrder::native;
     };
 
-    Candidate candidate() const;
+    Candidate candidate();
+    bool hasBetterInIt(Candidate const& aBlock);
+    Candidate completeBlockAt(std::size_t aPlace, ByteOrder aOrder);
+    unsigned int countBlocks(std::size_t aPlace, ByteOrder aOrder);
     Candidate candidate(ByteOrder aOrder) const;
     Candidate blockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched) const;
     bool crossesBlocks(Candidate const& aBlock) const;

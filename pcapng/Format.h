@@ -58,13 +58,15 @@ constexpr std::size_t packetHeadSize = 20;
 constexpr std::size_t capturedSizeAt = 12;
 constexpr std::size_t originalSizeAt = 16;
 
+/// A packet lost fewer bytes than this when it was truncated.
+constexpr std::uint32_t mostTruncated = std::uint32_t{1} << 28U;
+
 /// Whether the sizes of a packet fit its block. A block of one byte order can look like a block of the other order three
 /// bytes beside it, because most numbers are small. Its sizes then have bytes of the time or of the data.
 /// @param aBody     size in bytes
 /// @param aOriginal size before the packet was truncated
 constexpr bool arePacketSizes(std::uint64_t aBody, std::uint32_t aCaptured, std::uint32_t aOriginal)
 {
-    constexpr std::uint32_t mostTruncated = std::uint32_t{1} << 28U;
     return aBody >= packetHeadSize && aCaptured <= aBody - packetHeadSize && aOriginal >= aCaptured &&
            aOriginal - aCaptured < mostTruncated;
 }

@@ -142,4 +142,168 @@ TEST_P(PcapngMutationsTest, LoseNoWholeBlock)
         }
     }
 }
+
+ByteList letters(std::size_t aSize) { return ByteList(aSize, 't'); }
+
+/// A block of each type that readers know, as several tools write them: with and without options.
+NumberedCapture captureOfManyTypes(bool aIsBigEndian)
+{
+    constexpr std::uint32_t timeHigh = 0x18ea1234;
+    auto const body = [&] { return ByteMaker(aIsBigEndian); };
+    NumberedCapture capture;
+    capture.mBlocks.push_back(body()
+                                  .u32(0x1a2b3c4d)
+                                  .u16(1)
+                                  .u16(0)
+                                  .u64(~std::uint64_t{0})
+                                  .u16(2)
+                                  .u16(64)
+                                  .raw(letters(64))
+                                  .u32(0)
+                                  .block(0x0a0d0d0a));
+    for (std::uint32_t round = 1; round <= 4; ++round)
+    {
+        std::uint32_t const time = round * 0x01010100U;
+        capture.mBlocks.push_back(body()
+                                      .u32(round)
+                                      .u32(timeHigh)
+                                      .u32(time)
+                                      .u16(2)
+                                      .u16(8)
+                                      .u32(timeHigh)
+                                      .u32(time)
+                                      .u16(4)
+                                      .u16(8)
+                                      .u64(round)
+                                      .u32(0)
+                                      .block(5));
+        capture.mBlocks.push_back(body().u32(round).u32(timeHigh).u32(time).block(5));
+        capture.mBlocks.push_back(body()
+                                      .u16(147)
+                                      .u16(0)
+                                      .u32(0)
+                                      .u16(2)
+                                      .u16(8)
+                                      .raw(letters(8))
+                                      .u16(9)
+                                      .u16(1)
+                                      .raw({9, 0, 0, 0})
+                                      .u32(0)
+                                      .block(1));
+        capture.mBlocks.push_back(body().u16(0).u16(0).u32(0).block(1));
+        capture.mBlocks.push_back(body().u32(5).raw(letters(5)).raw(ByteList(3, 0)).block(3));
+        capture.mBlocks.push_back(body()
+                                      .u16(1)
+                                      .u16(6)
+                                      .raw(letters(6))
+                                      .raw(ByteList(2, 0))
+                                      .u32(0)
+                                      .u16(1)
+                                      .u16(4)
+                                      .raw(letters(4))
+                                      .u32(0)
+                                      .block(4));
+        capture.mBlocks.push_back(body()
+                                      .u32(round)
+                                      .u32(timeHigh)
+                                      .u32(time)
+                                      .u32(4)
+                                      .u32(4)
+                                      .raw(letters(4))
+                                      .u16(5)
+                                      .u16(8)
+                                      .u64(round)
+                                      .u32(0)
+                                      .block(6));
+    }
+    return capture;
+}
+
+std::set<std::uint64_t> positionsOfBlocks(ByteList const& aContent)
+{
+    MemoryInput input(aContent);
+    pcapng::BlockReader reader(input, 65'536);
+    std::set<std::uint64_t> positions;
+    while (auto const item = reader.next(pcapng::BlockReader::AtEnd::finish))
+    {
+        if (auto const* const block = std::get_if<pcapng::Block>(&*item))
+        {
+            positions.insert(block->mPosition);
+        }
+    }
+    return positions;
+}
+
+/// Compares the blocks that are found behind a lost start with those that are whole.
+/// @param aStart  content of the lost part
+/// @param aIsHere whether the lost part is overwritten; else it is missing
+void expectBlocksBehind(NumberedCapture const& aCapture, ByteList const& aStart, bool aIsHere)
+{
+    ByteList content = aCapture.content();
+    std::size_t const lost = aStart.size();
+    std::copy(aStart.begin(), aStart.end(), content.begin());
+    std::size_t const removed = aIsHere ? 0 : lost;
+    content.erase(content.begin(), content.begin() + offset(removed));
+    std::set<std::uint64_t> expected;
+    std::size_t place = 0;
+    for (ByteList const& block : aCapture.mBlocks)
+    {
+        bool const isUnchanged =
+            aIsHere && std::equal(block.begin(), block.end(), content.begin() + offset(place));
+        if (place >= lost || isUnchanged)
+        {
+            expected.insert(place - removed);
+        }
+        place += block.size();
+    }
+    ASSERT_EQ(expected, positionsOfBlocks(content)) << lost << " bytes are lost";
+}
+
+/// Until the order is known, zeros and small numbers make a block look like one of the other order.
+class PcapngLostStartTest : public testing::TestWithParam<bool>
+{
+protected:
+    /// Loses each number of bytes of the first blocks.
+    template <typename Start>
+    void expectBlocksBehindAny(Start aStart, bool aIsHere = true) const
+    {
+        NumberedCapture const capture = captureOfManyTypes(GetParam());
+        std::size_t const most = capture.content().size() / 2;
+        for (std::size_t lost = 1; lost < most && !HasFatalFailure(); ++lost)
+        {
+            expectBlocksBehind(capture, aStart(lost), aIsHere);
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(BothByteOrders, PcapngLostStartTest, testing::Bool(),
+                         [](auto const& aInfo) { return aInfo.param ? "BigEndian" : "LittleEndian"; });
+
+TEST_P(PcapngLostStartTest, KeepsTheBlocksBehindZeros)
+{
+    expectBlocksBehindAny([](std::size_t aSize) { return ByteList(aSize, 0); });
+}
+
+TEST_P(PcapngLostStartTest, KeepsTheBlocksBehindOnes)
+{
+    expectBlocksBehindAny([](std::size_t aSize) { return ByteList(aSize, 0xff); });
+}
+
+TEST_P(PcapngLostStartTest, KeepsTheBlocksBehindRandomBytes)
+{
+    std::minstd_rand random(14);
+    expectBlocksBehindAny(
+        [&](std::size_t aSize)
+        {
+            ByteList bytes(aSize);
+            std::generate(bytes.begin(), bytes.end(),
+                          [&] { return static_cast<unsigned char>(random() >> 8U); });
+            return bytes;
+        });
+}
+
+TEST_P(PcapngLostStartTest, KeepsTheBlocksBehindACutStart)
+{
+    expectBlocksBehindAny([](std::size_t aSize) { return ByteList(aSize, 0); }, false);
+}
 }  // namespace

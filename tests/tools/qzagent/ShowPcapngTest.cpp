@@ -380,6 +380,27 @@ TEST_F(QzagentShowPcapng, KeepsTheOrderOfTheLastEvents)
     EXPECT_THAT(lines(capture, {"--last", "1", "--json"}).back(), HasSubstr(R"("host":"h")"));
 }
 
+TEST_F(QzagentShowPcapng, ShowsOnlySelectedEventsAsTheLastOnes)
+{
+    PcapngBuilder const capture = PcapngBuilder()
+                                      .section("h")
+                                      .interface("board 0")
+                                      .interface("board 1")
+                                      .packet(0, someTime, plainRecord(), 1)
+                                      .packet(0, someTime + 1, fullRecord("ab"))
+                                      .packet(0, someTime + 2, plainRecord(), 2)
+                                      .packet(1, someTime + 3, fullRecord("ab"))
+                                      .packet(0, someTime + 4, plainRecord(), 3)
+                                      .packet(1, someTime + 5, plainRecord(), 4)
+                                      .packet(0, someTime + 6, plainRecord(), 5);
+    auto const dropped = [](std::string const& aText) { return EndsWith(" dropped " + aText + " events"); };
+    EXPECT_THAT(lines(capture, {"--last", "2", "--category", "9"}),
+                ElementsAre(EndsWith("dropped 1 event"), EndsWith("001Z board 0 " + fullText), dropped("2"),
+                            EndsWith("003Z board 1 " + fullText), dropped("8"), dropped("4")));
+    EXPECT_THAT(lines(capture, {"--last", "1", "--category", "9"}),
+                ElementsAre(dropped("2"), EndsWith("003Z board 1 " + fullText), dropped("8"), dropped("4")));
+}
+
 TEST_F(QzagentShowPcapng, PrintsANoteWhenNoEventMeetsTheConditions)
 {
     ProcessResult const result = show(twoEvents(), {"--since", "-10m"});

@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -11,7 +11,7 @@
 
 namespace qzagent
 {
-/// Passes on only the last events before the first flush, and everything after it.
+/// Passes on only the last events before the first flush, with what was dropped between them, and everything after it.
 class LastEvents : public EventSink
 {
 public:
@@ -23,7 +23,7 @@ public:
     void flush() override;
 
 private:
-    /// A copy of an event, whose memory is used again.
+    /// A copy of an event, whose memory is used again. Without a record, it is only a number of dropped events.
     struct Kept
     {
         CaptureEvent mEvent;
@@ -31,12 +31,14 @@ private:
         std::vector<unsigned char> mRecord;
     };
 
+    void addDrops(CaptureEvent const& aEvent);
+    Kept removeOldest();
     static void keep(Kept& aKept, CaptureEvent const& aEvent);
 
     EventSink& mNext;
     std::size_t const mCount;
-    std::vector<Kept> mKept;
-    std::size_t mOldest = 0;
+    std::deque<Kept> mKept;
+    std::size_t mRecords = 0;  ///< number of kept events with a record
     bool mHasFlushed = false;
 };
 }  // namespace qzagent

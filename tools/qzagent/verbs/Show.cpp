@@ -316,9 +316,24 @@ private:
     std::vector<std::string> mDocuments;  ///< names
 };
 
+/// @return what is wrong with the combination of options; none when it is valid
+std::optional<std::string> complaintAbout(ShowOptions const& aOptions)
+{
+    if (aOptions.mIsSummary && (aOptions.mLast || aOptions.mCapture.mIsFollowed || aOptions.mDocument))
+    {
+        return "--summary excludes --last, --follow and --document";
+    }
+    return {};
+}
+
 /// Writes lines itself: with --json each event is a separate document, without an envelope.
 std::optional<Answer> show(Setting const& aSetting, ShowOptions const& aOptions)
 {
+    if (std::optional<std::string> const complaint = complaintAbout(aOptions))
+    {
+        aSetting.mReport.addError(ExitCode::misused, *complaint + "; see qzagent show --help");
+        return Answer();
+    }
     Show show(aSetting, aOptions);
     try
     {
