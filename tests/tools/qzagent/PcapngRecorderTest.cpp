@@ -1,11 +1,14 @@
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <variant>
 #include <vector>
 
@@ -106,6 +109,39 @@ TEST_F(PcapngFileTest, ANewSectionBeginsWhenTheWallClockIsSet)
     EXPECT_EQ(recorder.written(), 0u);
     EXPECT_EQ(recorder.name(), "capture");
     EXPECT_EQ(recorder.size(), content().size());
+}
+
+/// Number of files in the folder that this process holds open although they were removed.
+std::ptrdiff_t openRemovedFilesIn(std::string const& aFolder)
+{
+    std::filesystem::directory_iterator const descriptors("/proc/self/fd");
+    return std::count_if(
+        begin(descriptors), end(descriptors),
+        [&](auto const& aDescriptor)
+        {
+            std::error_code ignored;
+            std::string const file = std::filesystem::read_symlink(aDescriptor.path(), ignored).string();
+            return file.rfind(aFolder, 0) == 0 && file.find(" (deleted)") != std::string::npos;
+        });
+}
+
+TEST_F(PcapngFileTest, AFileThatIsNoLongerKeptIsClosed)
+{
+    qzagent::ErrorStream errors;
+    qzagent::Report report(errors);
+    qz::EventQueue const queue(1, 1);
+    qzagent::DropCounts const drops(queue);
+    qzagent::WatchClock const clock;
+    std::vector<qzagent::Board> const boards;
+    qzagent::LibvqmVersions const versions;
+    PcapngRecorder recorder({mPath, "capture", qzagent::RotateLimit{1, {}}, {1, {}}, std::chrono::hours(1)},
+                            {boards, versions, drops, clock, report});
+    for (int i = 0; i < 5; ++i)
+    {
+        recorder.tick();
+    }
+    EXPECT_EQ(recorder.name(), mPath + "-00006.pcapng");
+    EXPECT_EQ(openRemovedFilesIn(mFolder.path()), 0);
 }
 
 TEST_F(PcapngFileTest, RecordsTimesAfter2038)

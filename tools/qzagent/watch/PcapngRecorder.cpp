@@ -117,9 +117,19 @@ void PcapngRecorder::checkFile()
     {
         restoreTruncated();
     }
+    removeOldest();
+}
+
+/// Removes and closes the files of a series that exceed the limit.
+void PcapngRecorder::removeOldest()
+{
     if (mSeries)
     {
         mSeries->removeOldest(size());
+    }
+    if (mSync)
+    {
+        mSync->closeRemoved();
     }
 }
 
@@ -192,10 +202,7 @@ void PcapngRecorder::openFile(std::string const& aPath)
             mSources.mReport.addNote(*note);
         }
     }
-    if (mSeries)
-    {
-        mSeries->removeOldest(size());
-    }
+    removeOldest();
     if (mSync)
     {
         mSync->follow(mFile->file().descriptor());

@@ -75,6 +75,7 @@ private:
     void beginSection();
     void endSection();
     void checkFile();
+    void removeOldest();
     bool isFileFull() const;
 
     RecorderOptions const mOptions;
