@@ -144,6 +144,28 @@ TEST_F(PcapngFileTest, AFileThatIsNoLongerKeptIsClosed)
     EXPECT_EQ(openRemovedFilesIn(mFolder.path()), 0);
 }
 
+TEST_F(PcapngFileTest, TheNextFileSkipsTheNumbersOfFilesThatOthersCreate)
+{
+    qzagent::ErrorStream errors;
+    qzagent::Report report(errors);
+    qz::EventQueue const queue(1, 1);
+    qzagent::DropCounts const drops(queue);
+    qzagent::WatchClock const clock;
+    std::vector<qzagent::Board> const boards;
+    qzagent::LibvqmVersions const versions;
+    PcapngRecorder recorder({mPath, "capture", qzagent::RotateLimit{1, {}}, {1, {}}, std::chrono::hours(1)},
+                            {boards, versions, drops, clock, report});
+    std::string const capture = contentOf(mPath + "-00001.pcapng");
+    mFolder.write("events.capture-00002.pcapng", "a text");
+    mFolder.write("events.capture-00003.pcapng", capture);
+    recorder.tick();
+    EXPECT_EQ(recorder.name(), mPath + "-00004.pcapng");
+    recorder.tick();
+    EXPECT_EQ(contentOf(mPath + "-00002.pcapng"), "a text");
+    EXPECT_EQ(contentOf(mPath + "-00003.pcapng"), capture);
+    EXPECT_FALSE(std::filesystem::exists(mPath + "-00004.pcapng")) << "it is no longer kept";
+}
+
 TEST_F(PcapngFileTest, RecordsTimesAfter2038)
 {
     static constexpr std::uint64_t seconds = 2'218'096'800;  // 2040-04-15T10:00:00Z

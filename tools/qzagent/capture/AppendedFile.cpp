@@ -141,21 +141,22 @@ bool isNamedPcapng(std::string_view aPath)
            aPath.substr(aPath.size() - pcapngSuffix.size()) == pcapngSuffix;
 }
 
+bool createUnlessPresent(std::string const& aPath)
+{
+    Descriptor const file(::open(aPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner));
+    return file.number() >= 0 || errno != EEXIST;
+}
+
 std::string createBeside(std::string const& aPath)
 {
     bool const hasSuffix = isNamedPcapng(aPath);
     std::string const name = hasSuffix ? aPath.substr(0, aPath.size() - pcapngSuffix.size()) : aPath;
     std::string path = aPath;
-    for (unsigned int number = 2;; ++number)
+    for (unsigned int number = 2; !createUnlessPresent(path); ++number)
     {
-        Descriptor const file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner));
-        // Another error occurs again, and is reported, when the file is opened.
-        if (file.number() >= 0 || errno != EEXIST)
-        {
-            return path;
-        }
         path = fmt::format("{}-{}{}", name, number, hasSuffix ? pcapngSuffix : "");
     }
+    return path;
 }
 
 void AppendedFile::refuse(std::string const& aReason) const

@@ -92,6 +92,10 @@ private:
 /// Whether the name is that of a pcapng file.
 bool isNamedPcapng(std::string_view aPath);
 
+/// Creates a file that only its owner can read.
+/// @return false if something has this name; another error occurs again, and is reported, when the file is opened
+bool createUnlessPresent(std::string const& aPath);
+
 /// Creates a file that only its owner can read, and never takes an existing one.
 /// @return the path if nothing has this name; else the first free one of NAME-2, NAME-3 and so on, before ".pcapng"
 std::string createBeside(std::string const& aPath);
