@@ -225,6 +225,16 @@ Name exchanged(Name const& aName)
     std::rotate(bytes.begin(), bytes.begin() + sizeOfName / 2, bytes.end());
     return bytes;
 }
+
+/// @return whether bytes that equal a name are likely to be one. A length or another number between zero bytes may equal
+/// a name of which most bytes are zero.
+bool isDistinct(Name const& aBytes)
+{
+    constexpr std::ptrdiff_t fewest = 2;
+    constexpr std::ptrdiff_t fewestAfterZero = 4;
+    auto const zeros = std::count(aBytes.begin(), aBytes.end(), 0);
+    return std::ptrdiff_t{sizeOfName} - zeros >= (aBytes.front() == 0 ? fewestAfterZero : fewest);
+}
 }  // namespace
 
 std::optional<Anonymiser::Kind> Anonymiser::kindOf(std::string_view aKey)
@@ -403,7 +413,8 @@ void Anonymiser::anonymiseNarrow(unsigned char* aBytes, std::size_t aSize) const
     {
         unsigned char* const to = aBytes + position;
         std::string const* const longName = longNameIn(text.substr(position));
-        auto const binary = aSize - position < sizeOfName ? mNames.end() : mNames.find(nameOf(to));
+        bool const mayBeName = aSize - position >= sizeOfName && isDistinct(nameOf(to));
+        auto const binary = mayBeName ? mNames.find(nameOf(to)) : mNames.end();
         if (longName != nullptr)
         {
             std::copy(longName->begin(), longName->end(), to);

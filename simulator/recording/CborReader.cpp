@@ -1,5 +1,7 @@
 #include "simulator/recording/CborReader.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -83,10 +85,49 @@ private:
     std::string mKey;
     bool mIsDone = false;
 };
+
+/// @return whether a text or row of bytes begins without its size. The parser calls itself for each of its pieces, at any
+/// depth. The writer never makes one.
+bool hasPieces(std::vector<std::uint8_t> const& aBytes)
+{
+    constexpr unsigned int lowBits = 5;
+    constexpr unsigned int firstWithSize = 24;
+    constexpr unsigned int lastWithSize = 27;
+    constexpr unsigned int withoutSize = 31;
+    constexpr unsigned int bytes = 2;
+    constexpr unsigned int text = 3;
+    for (std::size_t position = 0; position < aBytes.size();)
+    {
+        unsigned int const kind = aBytes[position] >> lowBits;
+        unsigned int const low = aBytes[position] & withoutSize;
+        bool const isRow = kind == bytes || kind == text;
+        if (isRow && low == withoutSize)
+        {
+            return true;
+        }
+        std::size_t const begin = ++position;
+        bool const hasSize = low >= firstWithSize && low <= lastWithSize;
+        position += hasSize ? std::size_t{1} << (low - firstWithSize) : 0;
+        if (isRow && position <= aBytes.size())
+        {
+            std::uint64_t size = low;
+            for (std::size_t i = begin; i < position; ++i)
+            {
+                size = (i == begin ? 0 : size << CHAR_BIT) | aBytes[i];
+            }
+            position += static_cast<std::size_t>(std::min<std::uint64_t>(size, aBytes.size() - position));
+        }
+    }
+    return false;
+}
 }  // namespace
 
 std::optional<nlohmann::json> readCbor(std::vector<std::uint8_t> const& aBytes)
 {
+    if (hasPieces(aBytes))
+    {
+        return std::nullopt;
+    }
     Builder builder;
     bool const isRead = nlohmann::json::sax_parse(aBytes, &builder, nlohmann::json::input_format_t::cbor);
     return isRead ? builder.take() : std::nullopt;

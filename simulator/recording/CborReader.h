@@ -10,6 +10,7 @@
 
 namespace qzsim
 {
-/// @return the one item that the bytes are; none if they are anything else, or nested deeper than a packet of a recording
+/// @return the one item that the bytes are; none if they are anything else, or nested deeper than a packet of a recording,
+/// or if a text or row of bytes in them does not begin with its size
 std::optional<nlohmann::json> readCbor(std::vector<std::uint8_t> const& aBytes);
 }  // namespace qzsim

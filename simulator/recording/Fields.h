@@ -9,6 +9,11 @@
 
 namespace qzsim
 {
+/// The identifier of a logical unit is binary: it has zero bytes before its end.
+using LuidBytes = unsigned char[sizeof HBA_LUID::buffer];
+
+inline LuidBytes& bytesOf(HBA_LUID& aLuid) { return reinterpret_cast<LuidBytes&>(aLuid.buffer); }
+
 /// @name Shows each field of a structure to a visitor, with its name in recordings
 /// @tparam Visitor is called with the name and a reference to the field
 /// @{
@@ -111,7 +116,7 @@ void visitFields(HBA_FCPSCSIENTRYV2& aValue, Visitor aVisit)
 {
     aVisit("scsi", aValue.ScsiId);
     aVisit("fcp", aValue.FcpId);
-    aVisit("luid", aValue.LUID.buffer);
+    aVisit("luid", bytesOf(aValue.LUID));
 }
 
 template <typename Visitor>
@@ -129,7 +134,7 @@ void visitFields(HBA_FCPBINDINGENTRY2& aValue, Visitor aVisit)
     aVisit("type", aValue.type);
     aVisit("scsi", aValue.ScsiId);
     aVisit("fcp", aValue.FcpId);
-    aVisit("luid", aValue.LUID.buffer);
+    aVisit("luid", bytesOf(aValue.LUID));
     aVisit("status", aValue.status);
 }
 

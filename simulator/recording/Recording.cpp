@@ -140,6 +140,7 @@ void Recording::readItems(pcapng::Input& aInput)
 
 void Recording::take(std::string const& aLibrary, std::uint64_t aTime, Json const& aPacket)
 {
+    mBegin = std::min(mBegin.value_or(aTime), aTime);
     if (aPacket.contains("call"))
     {
         takeCall(aLibrary, aTime, aPacket);
@@ -167,7 +168,13 @@ void Recording::take(std::string const& aLibrary, std::uint64_t aTime, Json cons
 
 void Recording::takeCall(std::string const& aLibrary, std::uint64_t aTime, Json const& aPacket)
 {
-    std::uint64_t const duration = std::min(numberOf(aPacket, "duration"), aTime);
+    // The library was opened before its calls. A replay would wait for a damaged duration.
+    std::uint64_t duration = numberOf(aPacket, "duration");
+    if (duration > aTime - *mBegin)
+    {
+        ++mDamaged;
+        duration = 0;
+    }
     std::optional<std::uint32_t> returned;
     if (aPacket.contains("returns"))
     {

@@ -98,6 +98,7 @@ private:
     std::map<std::string, std::uint32_t> mNumbers;  ///< of the questions
     std::vector<std::vector<std::size_t>> mQuestions;
     std::size_t mDamaged = 0;
+    std::optional<std::uint64_t> mBegin;  ///< time of the first packet
 };
 
 /// @return the call in words, such as "HBA_OpenAdapter(adapter "example-0")"

@@ -27,6 +27,7 @@
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/PortAttributes.h"
 #include "simulator/scenario/Scsi.h"
+#include "toml/TomlValue.h"
 
 namespace qzsim
 {
@@ -105,20 +106,39 @@ Value valueOf(Json const& aObject, char const* aName)
 std::string textOfValue(Json const& aObject, char const* aName)
 {
     auto const found = aObject.find(aName);
-    return found != aObject.end() && found->is_string() ? found->get<std::string>() : std::string();
+    if (found == aObject.end())
+    {
+        return {};
+    }
+    Bytes const bytes = bytesOf(aObject, aName);  // of a text that is not ASCII
+    return found->is_string() ? found->get<std::string>() : std::string(bytes.begin(), bytes.end());
 }
 
-/// @return the text as TOML, with a question mark for each character that a scenario cannot have
+/// @return number of bytes of the first character of a text that is not empty
+std::size_t sizeOfCharacter(std::string_view aText)
+{
+    constexpr unsigned int mask = 0xc0;
+    constexpr unsigned int continued = 0x80;
+    auto const end =
+        std::find_if(aText.begin() + 1, aText.end(),
+                     [](char aByte) { return (static_cast<unsigned char>(aByte) & mask) != continued; });
+    return static_cast<std::size_t>(end - aText.begin());
+}
+
+/// @return the text as TOML, with a question mark for each control character and for what is not UTF-8
 std::string quotedText(std::string_view aText)
 {
+    constexpr std::string_view replacement = "\xef\xbf\xbd";
+    std::string const valid =
+        Json::parse(Json(aText).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
     std::string text = "\"";
-    for (char const character : aText)
+    for (std::string_view rest = valid; !rest.empty();)
     {
-        if (character == '"' || character == '\\')
-        {
-            text += '\\';
-        }
-        text += isPlainText({&character, 1}) ? character : '?';
+        std::string_view const character = rest.substr(0, sizeOfCharacter(rest));
+        rest.remove_prefix(character.size());
+        bool const isKept = character != replacement && !tomlfile::hasControlCharacter(character);
+        text += character == "\"" || character == "\\" ? "\\" : "";
+        text += isKept ? character : "?";
     }
     return text + '"';
 }
@@ -287,12 +307,30 @@ private:
         }
     }
 
+    /// @return whether the list in the answer has more entries than the program has room for. Programs call with little
+    /// room to learn their number.
+    static bool isCutList(RecordedCall const& aCall)
+    {
+        constexpr char const* lists[] = {"bindings", "mappings"};
+        return std::any_of(std::begin(lists), std::end(lists),
+                           [&](char const* aName)
+                           {
+                               return aCall.mResults.contains(aName) &&
+                                      valueOf<std::uint32_t>(aCall.mResults, "count") >
+                                          valueOf<std::uint32_t>(aCall.mArguments, aName);
+                           });
+    }
+
+    static bool isAnswer(RecordedCall const& aCall, std::uint32_t aStatus)
+    {
+        return aStatus == HBA_STATUS_OK || (aStatus == HBA_STATUS_ERROR_MORE_DATA && isCutList(aCall));
+    }
+
     /// Counts a call. A call that failed is a fault.
     void count(RecordedCall const& aCall, Subject const& aSubject, std::uint32_t aStatus)
     {
         std::size_t const number = ++mCounts[{aCall.mFunction, aSubject}];
-        // The number of mappings is found by a call with too little room.
-        if (aStatus != HBA_STATUS_OK && aStatus != HBA_STATUS_ERROR_MORE_DATA)
+        if (!isAnswer(aCall, aStatus))
         {
             addFault({aCall.mFunction, aSubject, number, number, aStatus, bytesOf(aCall.mResults, "sense")});
         }
@@ -370,7 +408,7 @@ private:
         count(aCall, {open->second, target, {}}, returned);
         SeenAdapter& adapter = adapterNamed(open->second);
         adapter.mTargets.insert(target);
-        if (returned == HBA_STATUS_OK || returned == HBA_STATUS_ERROR_MORE_DATA)
+        if (isAnswer(aCall, returned))
         {
             takeAnswer(aCall, adapter);
         }
@@ -771,7 +809,7 @@ void writeAdapter(Writer& aWriter, SeenAdapter const& aAdapter)
 {
     bool const isInteger = isIntegerStyle(aAdapter);
     aWriter.table("adapter");
-    aWriter.key("name", quotedText(aAdapter.mName));
+    aWriter.key("name", quotedText(aAdapter.mName.empty() ? "unnamed" : aAdapter.mName));
     if (isInteger)
     {
         aWriter.key("lun_style", quotedText("integer"));

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iterator>
@@ -27,6 +29,8 @@
 #include "simulator/runner/AnonymisedRecords.h"
 #include "simulator/runner/CommandLine.h"
 #include "simulator/runner/Launch.h"
+#include "simulator/scenario/ScenarioReader.h"
+#include "toml/TomlError.h"
 #include "toml/TomlValue.h"
 
 namespace fs = std::filesystem;
@@ -36,6 +40,7 @@ namespace qzsim
 namespace
 {
 constexpr std::chrono::milliseconds recordInterval{5};
+constexpr int invalidScenario = 1;
 
 class RecordingHelp : public CLI::Formatter
 {
@@ -207,6 +212,13 @@ Recording recordingOf(std::string const& aPath)
     return recording;
 }
 
+/// A check of CLI11. Its check of ranges accepts NaN.
+std::string refuseNan(std::string const& aNumber)
+{
+    return std::isnan(std::strtod(aNumber.c_str(), nullptr)) ? fmt::format("{} is not a number", aNumber)
+                                                             : "";
+}
+
 std::string speedText(double aSpeed) { return fmt::format("{}", aSpeed); }
 
 int replay(CLI::App& aParser, int aCount, char** aArguments)
@@ -219,7 +231,8 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
         .add_option("--speed", options.mReplay.mSpeed,
                     "Divide the delays of the recording by this number; 0 for no delays")
         ->type_name("NUMBER")
-        ->check(CLI::Range(0.0, 1e9));
+        ->check(CLI::Range(0.0, 1e9))
+        ->check(refuseNan);
     aParser.add_flag("--strict", options.mReplay.mIsStrict,
                      "Accept calls only in the order of the recording");
     parse(aParser, options, aCount, aArguments);
@@ -245,7 +258,18 @@ int convert(CLI::App& aParser, int aCount, char** aArguments)
     aParser.formatter(std::make_shared<RecordingHelp>("qzsim convert FILE"));
     aParser.add_option("FILE", file, "The recording")->required();
     aParser.parse(aCount, aArguments);
-    fmt::print("{}", scenarioOf(recordingOf(file)));
+    std::string const scenario = scenarioOf(recordingOf(file));
+    fmt::print("{}", scenario);
+    try
+    {
+        readScenario("scenario", scenario);
+    }
+    catch (tomlfile::TomlError const& error)
+    {
+        fmt::print(stderr, "qzsim: note: the scenario must be edited before it can be used: {}\n",
+                   error.what());
+        return invalidScenario;
+    }
     return good;
 }
 

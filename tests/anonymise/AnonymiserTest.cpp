@@ -321,6 +321,21 @@ TEST_F(AnonymiserTest, ReplacesNamesInBytesInEitherByteOrder)
               std::string(replaced.rbegin(), replaced.rend()));
 }
 
+TEST_F(AnonymiserTest, LeavesNumbersThatEqualANameWithFewBytesOtherThanZero)
+{
+    mAnonymiser.learn(qz::Wwn::parse("20:00:00:00:00:00:00:00")->bytes());
+    mAnonymiser.learn(qz::Wwn::parse("10:00:00:00:00:00:c9:02")->bytes());
+    EXPECT_NE(mAnonymiser.anonymised("20:00:00:00:00:00:00:00"), "20:00:00:00:00:00:00:00");
+    for (std::string const& bytes : {std::string("\x00\x00\x00\x20\x00\x00\x00\x00", 8),
+                                     std::string("\x20\x00\x00\x00\x00\x00\x00\x00", 8),
+                                     std::string("\x00\x00\x00\x10\x02\xc9\x00\x00", 8)})
+    {
+        EXPECT_EQ(bytesAfter(bytes), bytes);
+    }
+    std::string const name("\x10\x00\x00\x00\x00\x00\xc9\x02", 8);
+    EXPECT_NE(bytesAfter(name), name);
+}
+
 TEST_F(AnonymiserTest, ReplacesALongNameInBytesLikeItsDigits)
 {
     std::string const name = "\x60\x06\x01\x60\xc1\x23\x45\x67\x89\xab\xcd\xef\x12\x34\x56\x78";

@@ -1,14 +1,19 @@
 // Recordings of programs that call the libraries directly. A replay prints what the recorded program printed.
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "simulator/recording/CborReader.h"
 #include "simulator/recording/Player.h"
+#include "simulator/recording/Values.h"
 #include "tests/simulator/Qzsim.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScratchFolder.h"
@@ -21,7 +26,8 @@ constexpr char const* recordedScenario =
     "statistics = { tx_frames = 4294967297 }\n"
     "[adapter.port.fc4_statistics]\ninput_requests = 11\n"
     "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:02\"\nfc_id = 0x21\nluns = 2\n"
-    "[[adapter.port.remote.lun]]\nlun = 0\nluid = \"7f\"\n"
+    "[[adapter.port.remote.lun]]\nlun = 0\nluid = \"01 03 00 10 60 06 0e 80 10 4a bc 00 00 10 4a bc 00 00 00 "
+    "12\"\n"
     "[adapter.port.remote.lun.fcp_statistics]\ninput_requests = 12\n"
     "[[adapter.event]]\ntype = \"ADAPTER_ADD\"\nat_ms = 50\n"
     "[[adapter.event]]\ntype = \"ADAPTER_CHANGE\"\nat_ms = 50\ncount = 2\n"
@@ -40,12 +46,28 @@ class RecordingReplay : public testing::Test
 {
 protected:
     ProcessResult record(std::string const& aProbe, Arguments const& aSteps,
-                         std::string const& aScenario = recordedScenario)
+                         std::string const& aScenario = recordedScenario, Arguments const& aOptions = {})
     {
         std::string const scenario = mFolder.write("scenario.toml", aScenario);
-        Arguments arguments{"--scenario", scenario, "--", QZSIM, "record", "--output", mFile, "--", aProbe};
+        Arguments arguments{"--scenario", scenario, "--", QZSIM, "record", "--output", mFile};
+        arguments.insert(arguments.end(), aOptions.begin(), aOptions.end());
+        arguments.insert(arguments.end(), {"--", aProbe});
         arguments.insert(arguments.end(), aSteps.begin(), aSteps.end());
         return runQzsim(arguments, environment);
+    }
+
+    /// @return a key file for pseudonyms
+    std::string privateKey()
+    {
+        std::string const key = mFolder.write("key", "a secret of some length");
+        std::filesystem::permissions(key, std::filesystem::perms::owner_read);
+        return key;
+    }
+
+    static std::string contentOf(std::string const& aFile)
+    {
+        std::ifstream file(aFile, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     ProcessResult replay(std::string const& aProbe, Arguments const& aSteps) const
@@ -95,6 +117,36 @@ protected:
     std::string const mFile = mFolder.path() / "host.pcapng";
 };
 
+TEST(CborOfARecording, IsRefusedIfATextHasPieces)
+{
+    // A map with one text, then the same in pieces: "ab" as "a" and "b".
+    std::vector<std::uint8_t> const whole{0xbf, 0x61, 'x', 0x62, 0x5f, 0x7f, 0xff};
+    std::vector<std::uint8_t> const pieces{0xbf, 0x61, 'x', 0x7f, 0x61, 'a', 0x61, 'b', 0xff, 0xff};
+    std::optional<qzsim::Json> const item = qzsim::readCbor(whole);
+    ASSERT_TRUE(item);
+    EXPECT_EQ(item->at("x"), "\x5f\x7f");
+    EXPECT_FALSE(qzsim::readCbor(pieces));
+}
+
+TEST(CborOfARecording, IsRefusedAtAnyDepth)
+{
+    for (std::uint8_t const begin : std::vector<std::uint8_t>{0x5f, 0x7f, 0x81, 0x9f, 0xbf, 0xc1})
+    {
+        EXPECT_FALSE(qzsim::readCbor(std::vector<std::uint8_t>(200'000, begin))) << unsigned{begin};
+    }
+}
+
+TEST(CborOfARecording, IsReadBeyondTextsWhoseSizesHaveSeveralBytes)
+{
+    std::vector<std::uint8_t> bytes{0x82, 0x59, 0x01, 0x00};
+    bytes.resize(bytes.size() + 256, 0x5f);
+    bytes.insert(bytes.end(), {0x78, 0x02, 0x7f, 0x7f});
+    std::optional<qzsim::Json> const item = qzsim::readCbor(bytes);
+    ASSERT_TRUE(item);
+    EXPECT_EQ(item->at(0), qzsim::Json::binary(std::vector<std::uint8_t>(256, 0x5f)));
+    EXPECT_EQ(item->at(1), "\x7f\x7f");
+}
+
 TEST(SpeedOfAReplay, DividesDelays)
 {
     EXPECT_EQ(qzsim::scaledTime(1000, 1).count(), 1000);
@@ -116,6 +168,18 @@ TEST_F(RecordingReplay, HasTheQueriesOfTheSecondVersion)
         {"openByWwn=20:00:00:00:00:00:00:01", "attributes", std::string("mappingsV2=") + portOfRecording,
          std::string("targetV2=") + portOfRecording + "/50:00:00:00:00:00:00:02",
          std::string("fc4Statistics=") + portOfRecording, "fcpStatistics=0", "fcpStatistics=2", "free"});
+}
+
+TEST_F(RecordingReplay, HasNoIdentifierOfALogicalUnitIfItIsAnonymised)
+{
+    Arguments const steps{"load", "count", "open=a", std::string("mappingsV2=") + portOfRecording, "free"};
+    std::string const identifier("\x60\x06\x0e\x80\x10\x4a\xbc\x00\x00\x10\x4a\xbc\x00\x00\x00\x12", 16);
+    record(HBA_PROBE, steps);
+    EXPECT_THAT(contentOf(mFile), testing::HasSubstr(identifier));
+    std::filesystem::remove(mFile);
+    record(HBA_PROBE, steps, recordedScenario, {"--anonymise", privateKey()});
+    EXPECT_THAT(contentOf(mFile), testing::Not(testing::HasSubstr(identifier)));
+    EXPECT_THAT(contentOf(mFile), testing::HasSubstr(std::string("\x01\x03\x00\x10", 4)));
 }
 
 TEST_F(RecordingReplay, SendsTheEventsOfAnHbaLibrary)
@@ -164,12 +228,6 @@ protected:
         variables["QZSIM_HBA_LIBRARY"] = RARE_LIBRARY;  // the only line of the configuration
         return runQzsim(arguments, variables);
     }
-
-    static std::string contentOf(std::string const& aFile)
-    {
-        std::ifstream file(aFile, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
 };
 
 TEST_F(RareCalls, AreAnsweredWithTheSameBytes)
@@ -184,8 +242,7 @@ TEST_F(RareCalls, AreAnsweredWithTheSameBytes)
 
 TEST_F(RareCalls, HaveNoOriginalNamesInAnAnonymisedRecording)
 {
-    std::string const key = mFolder.write("key", "a secret of some length");
-    std::filesystem::permissions(key, std::filesystem::perms::owner_read);
+    std::string const key = privateKey();
     std::string const plainFile = mFolder.path() / "plain.pcapng";
     recordCalls(plainFile);
     EXPECT_EQ(recordCalls(mFile, {"--anonymise", key}).mErrors, "");

@@ -66,13 +66,15 @@ TEST(ShippedScenarios, BusyAdapterAnswersAfterRetries)
 
 TEST(ShippedScenarios, ProgramOfTheSecondVersionSeesATargetDisappearForAMoment)
 {
-    EXPECT_EQ(probed("second-version.toml",
-                     {"open=example-fc-0", "mappingsV2=10:00:00:00:c9:00:00:01",
-                      "mappingsV2=10:00:00:00:c9:00:00:01", "fc4Statistics=10:00:00:00:c9:00:00:01",
-                      "watchTargets=10:00:00:00:c9:00:00:01", "await=2"}),
-              "load: 0\ncount: 1\nopen example-fc-0: 1\nmappings V2: 0 of 1, id 010200, luid 01\n"
-              "mappings V2: 7 of 2, id 010200, luid 01\nFC-4 statistics: 0, 5000\nwatch targets: 0\n"
-              "target event: 401 of 1 at 1\ntarget event: 402 of 1 at 1\nevents: all\n");
+    EXPECT_EQ(
+        probed(
+            "second-version.toml",
+            {"open=example-fc-0", "mappingsV2=10:00:00:00:c9:00:00:01", "mappingsV2=10:00:00:00:c9:00:00:01",
+             "fc4Statistics=10:00:00:00:c9:00:00:01", "watchTargets=10:00:00:00:c9:00:00:01", "await=2"}),
+        "load: 0\ncount: 1\nopen example-fc-0: 1\nmappings V2: 0 of 1, id 010200, luid 0103000850000000ab\n"
+        "mappings V2: 7 of 2, id 010200, luid 0103000850000000ab\nFC-4 statistics: 0, 5000\nwatch targets: "
+        "0\n"
+        "target event: 401 of 1 at 1\ntarget event: 402 of 1 at 1\nevents: all\n");
 }
 
 TEST(ShippedScenarios, FaultyPortFailsToReportItsAttributes)

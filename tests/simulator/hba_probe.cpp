@@ -176,8 +176,15 @@ void printMappingsV2(std::string const& aPort)
     HBA_FCPTARGETMAPPINGV2 mapping{};
     mapping.NumberOfEntries = 1;
     HBA_STATUS const status = HBA_GetFcpTargetMappingV2(gHandle, wwnOf(aPort), &mapping);
-    std::printf("mappings V2: %u of %u, id %06x, luid %02x\n", status, mapping.NumberOfEntries,
-                mapping.entry[0].FcpId.FcId, static_cast<unsigned char>(mapping.entry[0].LUID.buffer[0]));
+    std::printf("mappings V2: %u of %u, id %06x, luid ", status, mapping.NumberOfEntries,
+                mapping.entry[0].FcpId.FcId);
+    std::string luid(mapping.entry[0].LUID.buffer, sizeof mapping.entry[0].LUID.buffer);
+    luid.resize(luid.find_last_not_of('\0') + 1);
+    for (char const byte : luid)
+    {
+        std::printf("%02x", static_cast<unsigned int>(static_cast<unsigned char>(byte)));
+    }
+    std::printf("\n");
 }
 
 /// Sends REPORT LUNS, and INQUIRY and READ CAPACITY to LUN 0.

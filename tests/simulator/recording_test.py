@@ -4,6 +4,7 @@ import datetime
 import json
 import os
 import pathlib
+import re
 import signal
 import struct
 import subprocess
@@ -88,7 +89,7 @@ class Recorded(unittest.TestCase):
 
     def command(self, scenario, *command):
         text = self.folder / "scenario.toml"
-        text.write_text(scenario, encoding="ascii")
+        text.write_text(scenario, encoding="utf-8")
         return [QZSIM, "--scenario", text, "--", QZSIM, "record", "--output", self.file, "--", *command]
 
     def record(self, scenario, *command):
@@ -323,6 +324,14 @@ class Replay(Recorded):
         self.assertEqual(result.stderr, f'qzsim: note: 1 packets or pieces of "{self.file}" are damaged\n')
         self.assertEqual(without_times(result.stdout), without_times(recorded.stdout))
 
+    def test_does_not_wait_for_durations_that_are_longer_than_the_recording(self):
+        recorded = self.record(ADAPTERS, QZAGENT, "ports", "--json")
+        calls = sum("duration" in packet for packet in self.packets())
+        self.file.write_bytes(with_longest_durations(self.file.read_bytes()))
+        result = self.replay("timeout", str(PATIENCE), QZAGENT, "ports", "--json")
+        self.assertEqual(result.stderr, f'qzsim: note: {calls} packets or pieces of "{self.file}" are damaged\n')
+        self.assertEqual(without_times(result.stdout), without_times(recorded.stdout))
+
     def test_of_a_big_endian_recording_gives_the_same_answers(self):
         recorded = self.record(ADAPTERS, QZAGENT, "inventory", "--luns", "--json")
         self.file.write_bytes(swapped(self.file.read_bytes()))
@@ -341,7 +350,8 @@ class Replay(Recorded):
                 self.assertTrue(result.stderr.startswith(f'qzsim: cannot read "{self.file}": {reason}'), result.stderr)
 
     def test_refuses_a_wrong_command_line(self):
-        for arguments in (["replay"], ["replay", "f"], ["replay", "f", "--speed", "-1", "true"], ["record", "true"],
+        for arguments in (["replay"], ["replay", "f"], ["replay", "f", "--speed", "-1", "true"],
+                          ["replay", "f", "--speed", "nan", "true"], ["record", "true"],
                           ["record", "--output", "f"], ["replay", "--bogus", "f", "true"]):
             with self.subTest(arguments):
                 result = run(QZSIM, *arguments)
@@ -495,6 +505,10 @@ class Conversion(Recorded):
         'call = "HBA_GetAdapterPortAttributes"; adapter = "example-fc-0"; nth = 2; status = 1',
         'call = "HBA_GetDiscoveredPortAttributes"; adapter = "example-fc-0"; nth = 1; status = 9',
         'call = "HBA_SendReportLUNs"; adapter = "example-fc-0"; nth = "1-9"; status = 1',
+        'call = "HBA_SendReportLUNs"; adapter = "example-fc-0"; nth = "1-9"; status = 7',
+        'call = "HBA_GetAdapterAttributes"; adapter = "example-fc-0"; nth = "1-9"; status = 7',
+        'call = "HBA_GetAdapterPortAttributes"; adapter = "example-fc-0"; nth = 2; status = 7',
+        'call = "HBA_GetDiscoveredPortAttributes"; adapter = "example-fc-0"; nth = 1; status = 7',
         'call = "VQM_GetLinkInfo"; board = 0; nth = 1; result = 4',
     )
     UNREADABLE = """
@@ -530,7 +544,7 @@ second_wwn = "10:00:00:00:c9:00:00:02"
         original = run(*self.command(scenario, *command))
         text = run(QZSIM, "convert", self.file)
         self.assertEqual((text.returncode, text.stderr), (0, ""))
-        (self.folder / "made.toml").write_text(text.stdout, encoding="ascii")
+        (self.folder / "made.toml").write_text(text.stdout, encoding="utf-8")
         made = run(QZSIM, "--scenario", self.folder / "made.toml", "--", *command)
         self.assertEqual((made.returncode, made.stderr), (original.returncode, original.stderr))
         self.assertEqual(without_times(made.stdout), without_times(original.stdout))
@@ -540,6 +554,28 @@ second_wwn = "10:00:00:00:c9:00:00:02"
             with self.subTest(name):
                 self.assert_same_output((self.SHIPPED / f"{name}.toml").read_text(encoding="ascii"),
                                         QZAGENT, "inventory", "--luns", "--json")
+
+    def test_keeps_texts_that_are_not_ascii(self):
+        texts = 'manufacturer = "Müller \\"&\\\\ €"\nserial_number = "😀"\n'
+        self.assert_same_output(ADAPTERS.replace("example-fc-0\"\n", "Näme-0\"\n" + texts), QZAGENT, "adapters", "--json")
+        self.assertIn("Müller", run(QZSIM, "convert", self.file).stdout)
+
+    def test_has_a_question_mark_for_a_byte_that_is_not_utf_8(self):
+        self.record(ADAPTERS.replace("example-fc-0", "Näme-0"), QZAGENT, "adapters")
+        self.file.write_bytes(self.file.read_bytes().replace("ä".encode(), b"\xe4\x01"))
+        self.assertIn('name = "N??me-0"\n', run(QZSIM, "convert", self.file).stdout)
+
+    def test_names_an_adapter_whose_name_is_empty(self):
+        self.record(ADAPTERS, QZAGENT, "adapters")
+        content = self.file.read_bytes()
+        named = b"\x64name\x6cexample-fc-0"
+        self.assertIn(named, content)
+        self.file.write_bytes(content.replace(named, b"\x64name\x60\x65other\x65other"))
+        text = self.folder / "made.toml"
+        text.write_text(run(QZSIM, "convert", self.file).stdout, encoding="utf-8")
+        checked = run(QZSIM, "--scenario", text, "--check")
+        self.assertEqual((checked.returncode, checked.stderr), (0, ""))
+        self.assertIn("unnamed", checked.stdout)
 
     def test_gives_the_same_failures(self):
         for fault in self.FAULTS:
@@ -558,9 +594,37 @@ second_wwn = "10:00:00:00:c9:00:00:02"
         self.assert_same_output(ADAPTERS.replace("statistics_per_second = { tx_frames = 100000 }", ""),
                                 QZAGENT, "statistics", "--json")
 
+    def test_of_what_a_scenario_cannot_have_says_what_to_edit(self):
+        port = '    [[adapter.port]]\n    port_wwn = "10:00:00:00:c9:00:00:02"\n'
+        self.record(ADAPTERS + port, QZAGENT, "ports")
+        same, other = (b"\x48" + bytes.fromhex(f"10000000c900000{number}") for number in (1, 2))
+        self.file.write_bytes(self.file.read_bytes().replace(other, same))
+        result = run(QZSIM, "convert", self.file)
+        text = self.folder / "made.toml"
+        text.write_text(result.stdout, encoding="utf-8")
+        checked = run(QZSIM, "--scenario", text, "--check")
+        self.assertEqual(checked.returncode, 2)
+        reason = checked.stderr.partition("made.toml")[2]
+        self.assertIn("a port_wwn that no other port of an adapter has", reason)
+        self.assertEqual((result.returncode, result.stderr),
+                         (1, f"qzsim: note: the scenario must be edited before it can be used: scenario{reason}"))
+
     def test_refuses_what_is_no_recording(self):
         self.file.write_text("text", encoding="ascii")
         self.assertEqual(run(QZSIM, "convert", self.file).returncode, 2)
+
+
+def with_longest_durations(data):
+    output = b""
+    for order, kind, body in pcapng.blocks(data):
+        if kind == pcapng.PACKET:
+            size = struct.unpack_from(order + "I", body, 12)[0]
+            content = re.sub(rb"\x68duration(\x18.|\x19..|\x1a....|[\x00-\x17])", b"\x68duration\x1b" + b"\xff" * 8,
+                             body[20:20 + size], flags=re.DOTALL)
+            body = (body[:12] + struct.pack(order + "II", len(content), len(content)) + content
+                    + bytes(-len(content) % 4))
+        output += pcapng.block(order, kind, body)
+    return output
 
 
 def swapped(data):

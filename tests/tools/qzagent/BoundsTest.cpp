@@ -54,6 +54,12 @@ std::string moreMappings(std::string const& aCount)
                                        "count = " + aCount + "\n");
 }
 
+/// @return a fault of all answers to REPORT LUNS
+std::string listOfLength(std::string const& aLength)
+{
+    return "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = \"1+\"\nlist_length = " + aLength + "\n";
+}
+
 std::string const manyBoards = "[diagnostics]\nnumber_of_boards = 4294967294\n";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -80,6 +86,14 @@ INSTANTIATE_TEST_SUITE_P(
                     adapterWith("", "number_of_discovered_ports = " + largest + "\n"),
                     {"inventory"},
                     "implausible number of discovered ports: " + largest + " (at most 65536)"},
+        Implausible{"LunsOfAListThatEndsWithinALun",
+                    adapterWith("", "") + listOfLength("12"),
+                    {"inventory"},
+                    "REPORT LUNS: malformed list of 12 bytes (a LUN has 8)"},
+        Implausible{"LunsOfAListThatIsTooShortForOne",
+                    adapterWith("", "") + listOfLength("4"),
+                    {"inventory"},
+                    "REPORT LUNS: malformed list of 4 bytes (a LUN has 8)"},
         Implausible{"Mappings",
                     moreMappings(largest),
                     {"inventory"},

@@ -1,4 +1,5 @@
 // Examines simulated hosts, and documents that the simulator cannot produce.
+#include <cstdint>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -11,6 +12,9 @@
 #include "tests/support/ScratchFolder.h"
 #include "tests/tools/qzagent/Agent.h"
 #include "tests/tools/qzagent/Scenarios.h"
+#include "tools/qzagent/check/Findings.h"
+#include "tools/qzagent/check/HostState.h"
+#include "tools/qzagent/check/Rules.h"
 
 namespace
 {
@@ -290,6 +294,32 @@ TEST_F(QzagentCheck, AcceptsALatencyOfExactlyTheLimit)
                 StartsWith("warning slow-target: target port 50:00:00:00:ab:00:00:01 behind adapter "
                            "example-fc-0: p99 is 20000 us, the slowest of 99 requests\n"));
     EXPECT_THAT(check(20002.0, 100).mOutput, HasSubstr("p99 is 20002 us\n"));
+}
+
+/// @return the rules that find something in a port whose counter rose
+std::vector<qzagent::RuleId> rulesThatFind(char const* aCounter, std::uint64_t aRise,
+                                           qzagent::RuleSettings const& aSettings)
+{
+    qzagent::HostState const host{
+        {}, {{"example-fc-0", "10:00:00:00:c9:00:00:01", {{aCounter, aRise}}}}, {}, {}};
+    std::vector<qzagent::RuleId> found;
+    for (qzagent::Finding const& finding : findingsIn(host, aSettings))
+    {
+        found.push_back(finding.mRule);
+    }
+    return found;
+}
+
+TEST_F(QzagentCheck, AcceptsCountersThatRiseByExactlyTheLimit)
+{
+    using qzagent::RuleId;
+    qzagent::RuleSettings settings;
+    settings[RuleId::errorsRising].mLimit = 3;
+    settings[RuleId::linkFlapping].mLimit = 5;
+    EXPECT_THAT(rulesThatFind("invalid_crc_count", 3, settings), testing::IsEmpty());
+    EXPECT_THAT(rulesThatFind("invalid_crc_count", 4, settings), testing::ElementsAre(RuleId::errorsRising));
+    EXPECT_THAT(rulesThatFind("link_failure_count", 5, settings), testing::IsEmpty());
+    EXPECT_THAT(rulesThatFind("link_failure_count", 6, settings), testing::ElementsAre(RuleId::linkFlapping));
 }
 
 TEST_F(QzagentCheck, JoinsTheSlowPortsOfATarget)

@@ -16,7 +16,8 @@ using testing::MatchesRegex;
 namespace
 {
 char const* const verbList =
-    "the verbs are adapters, inventory, ports, diff, check, report, latency, show, repair, convert, "
+    "the verbs are adapters, inventory, ports, topology, diff, check, report, latency, show, repair, "
+    "convert, "
     "statistics, "
     "metrics, vendor, watch, bundle, explain; see qzagent --help";
 

@@ -124,7 +124,7 @@ TEST(FabricTree, IsAtMostAHundredColumnsWideWhateverTheNames)
     std::string const longName(250, 'x');
     std::string tree = treeOf({{{"name", longName},
                                 {"ports",
-                                 {port(longName + "\x1b[2J\n", longName + "\xe2\x80\xae",
+                                 {port(longName + "\x1b[2J\n", longName + "\xe2\x80\x8f",
                                        {remotePort(longName, "ONLINE", {})})}}}});
     EXPECT_NE(tree.find("\\x1b["), std::string::npos) << tree;
     EXPECT_EQ(tree.find_first_not_of("\n !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`"

@@ -308,6 +308,13 @@ TEST(HostChanges, ShowFirmwareOfAnAdapter)
               "~ adapter example-fc-1: firmware version 3.90 -> 3.91\n");
 }
 
+TEST(HostChanges, ShowTheNewNodeOfAnAdapterWithTheSamePorts)
+{
+    EXPECT_EQ(textAfter(smallHost, [](Json& aHost)
+                        { aHost["adapters"][1]["attributes"]["node_wwn"] = wwnOf(0x20, 9, 0); }),
+              "~ adapter example-fc-1: node wwn 20:00:00:00:c9:00:01:00 -> 20:00:00:00:c9:00:09:00\n");
+}
+
 TEST(HostChanges, ShowSpeedOfAPortWithoutItsRawForm)
 {
     EXPECT_EQ(textAfter(smallHost,

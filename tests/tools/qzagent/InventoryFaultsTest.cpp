@@ -167,6 +167,18 @@ TEST(QzagentInventoryFaults, ShowsTheFailureOfADiscoveredPortAtItsPort)
     EXPECT_EQ(adapter["ports"][1]["remote_ports"][0]["reported_luns"].size(), 4u);
 }
 
+TEST(QzagentInventoryFaults, ShowsAFailureIfDiscoveryIsSupportedForOtherRemotePortsOnly)
+{
+    ProcessResult const result = runAgentOn(
+        threeTargets + fault("HBA_GetDiscoveredPortAttributes", "2", "HBA_STATUS_ERROR_NOT_SUPPORTED"),
+        {"inventory", "--json"});
+    EXPECT_EQ(adapterOf(result)["ports"][0]["failures"],
+              failuresWith("HBA_GetDiscoveredPortAttributes method failed, status 2",
+                           {7, "HBA_GetDiscoveredPortAttributes", 2, "HBA_STATUS_ERROR_NOT_SUPPORTED"}));
+    EXPECT_THAT(result.mErrors, HasSubstr("HBA_STATUS_ERROR_NOT_SUPPORTED (2) in call 7"));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST(QzagentInventoryFaults, ReportsNoFailureWhenDiscoveryIsNotSupported)
 {
     ProcessResult const result = runAgentOn(

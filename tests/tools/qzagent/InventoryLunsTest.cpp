@@ -272,6 +272,19 @@ TEST(QzagentInventoryLuns, FailIfTheLibraryReturnsOkWithoutAnAnswer)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+/// An incomplete list must not make the other LUNs seem not to be reported.
+TEST(QzagentInventoryLuns, AreNotReportedByAListThatEndsWithinALun)
+{
+    ProcessResult const result =
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) + targetNumbered(1, 2) +
+                       "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = \"1+\"\nlist_length = 12\n",
+                   {"inventory", "--json"});
+    nlohmann::json const remotePort = documentOf(result)["adapters"][0]["ports"][0]["remote_ports"][0];
+    EXPECT_FALSE(remotePort.contains("reported_luns")) << remotePort;
+    EXPECT_EQ(remotePort["failures"].size(), 1u) << remotePort;
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST(QzagentInventoryLuns, NoteOnceThatTheLibraryDoesNotSupportACommand)
 {
     ProcessResult const result =

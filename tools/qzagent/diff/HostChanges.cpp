@@ -747,14 +747,29 @@ bool isBehindPort(Change const& aChange)
     return aChange.mWhat == PartKind::remotePort || aChange.mWhat == PartKind::lun;
 }
 
+/// @return the fields of the first part, or of its first LUN
+std::vector<FieldChange> const& fieldsOf(Change const& aChange)
+{
+    ChangedPart const& part = aChange.mParts.front();
+    return aChange.mWhat == PartKind::lun ? part.mLuns.front().mFields : part.mFields;
+}
+
+/// @return a value that changed, which is often different, such as a device; empty for other changes
+std::string newValueOf(Change const& aChange)
+{
+    return aChange.mKind == ChangeKind::changed && isBehindPort(aChange)
+               ? fieldsOf(aChange).front().mNew.dump(-1, ' ', false, Json::error_handler_t::replace)
+               : std::string();
+}
+
 /// Joins the changes of one remote port, or of the same LUNs of one target, that several paths show.
 std::vector<Change> withSamePartsJoined(std::vector<Change>&& aChanges)
 {
     std::vector<Change> changes;
-    std::multimap<std::pair<PartKind, std::string>, std::size_t> seen;
+    std::multimap<std::tuple<PartKind, std::string, std::string>, std::size_t> seen;
     for (Change& change : aChanges)
     {
-        std::pair const name(change.mWhat, change.mParts.front().mName);
+        std::tuple const name(change.mWhat, change.mParts.front().mName, newValueOf(change));
         auto const range = seen.equal_range(name);
         auto const found =
             std::find_if(range.first, range.second,
@@ -775,13 +790,6 @@ std::vector<Change> withSamePartsJoined(std::vector<Change>&& aChanges)
         }
     }
     return changes;
-}
-
-/// @return the fields of the first part, or of its first LUN
-std::vector<FieldChange> const& fieldsOf(Change const& aChange)
-{
-    ChangedPart const& part = aChange.mParts.front();
-    return aChange.mWhat == PartKind::lun ? part.mLuns.front().mFields : part.mFields;
 }
 
 /// @return what changes of one cause have in common; empty if the change has a cause of its own

@@ -244,7 +244,7 @@ HostPart adapterOf(Value const& aAdapter)
     {
         Value const attributes = aAdapter.at("attributes");
         addWwn(part, attributes.textAt("node_wwn"));
-        part.mFields = fieldsOf(attributes, {"node_wwn"});
+        part.mFields = fieldsOf(attributes, {});
         for (char const* const key : {"node_wwn", "serial_number"})
         {
             if (attributes.has(key))

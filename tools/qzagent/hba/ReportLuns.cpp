@@ -19,7 +19,7 @@ constexpr std::size_t lengthSize = 4;  // the header begins with the length of t
 constexpr unsigned int mostAttempts = 5;
 
 /// @return size that the whole answer has according to its header
-/// @throws QZCHbaapiEx when there is no header, or the size is implausible
+/// @throws QZCHbaapiEx when there is no header, or no list of LUNs has the size
 std::size_t wholeSizeOf(ScsiAnswer const& aAnswer)
 {
     aAnswer.expectWhole(aAnswer.written(lengthSize), lengthSize);
@@ -27,6 +27,10 @@ std::size_t wholeSizeOf(ScsiAnswer const& aAnswer)
     if (length > largestLunList)
     {
         aAnswer.fail(fmt::format("implausible list of {} bytes (at most {})", length, largestLunList));
+    }
+    if (length % lunSize != 0)
+    {
+        aAnswer.fail(fmt::format("malformed list of {} bytes (a LUN has {})", length, lunSize));
     }
     return reportHeaderSize + length;
 }

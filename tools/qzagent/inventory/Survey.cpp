@@ -51,11 +51,13 @@ using LargeTargets = std::set<std::pair<std::string, std::size_t>>;
 constexpr unsigned int codeOfQueries = 802;
 
 /// The layer does not wrap this call, so the exception is made here in the style of the layer.
-/// @return false when the adapter does not support the call
+/// @return false when the adapter does not support the call. After it has answered the call for the first remote port,
+///         the same status is a failure
 bool discover(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aIndex, HBA_PORTATTRIBUTES& aRemotePort)
 {
     HBA_STATUS const status = HBA_GetDiscoveredPortAttributes(aHandle, aPort, aIndex, &aRemotePort);
-    if (status != HBA_STATUS_OK && status != HBA_STATUS_ERROR_NOT_SUPPORTED)
+    bool const isUnsupported = status == HBA_STATUS_ERROR_NOT_SUPPORTED && aIndex == 0;
+    if (status != HBA_STATUS_OK && !isUnsupported)
     {
         throw QZCHbaapiEx(
             fmt::format("HBA_GetDiscoveredPortAttributes method failed, status {}", status).c_str(),
@@ -74,10 +76,7 @@ void discoverAll(HBA_HANDLE aHandle, HBA_UINT32 aPort, HBA_UINT32 aCount, Remote
         HBA_PORTATTRIBUTES attributes{};
         if (!discover(aHandle, aPort, i, attributes))
         {
-            if (i == 0)
-            {
-                aRemotePorts.reset();
-            }
+            aRemotePorts.reset();
             return;
         }
         aRemotePorts->push_back({qz::Wwn(attributes.PortWWN), fieldsOfRemotePort(attributes), {}, {}});
