@@ -1,14 +1,18 @@
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <variant>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "agentkit/include/EventQueue.h"
@@ -25,6 +29,7 @@
 using qzagent::CaptureWriteError;
 using qzagent::PcapngFile;
 using qzagent::PcapngRecorder;
+using testing::HasSubstr;
 
 namespace
 {
@@ -106,6 +111,104 @@ TEST_F(PcapngFileTest, ANewSectionBeginsWhenTheWallClockIsSet)
     EXPECT_EQ(recorder.written(), 0u);
     EXPECT_EQ(recorder.name(), "capture");
     EXPECT_EQ(recorder.size(), content().size());
+}
+
+/// Number of files in the folder that this process holds open although they were removed.
+std::ptrdiff_t openRemovedFilesIn(std::string const& aFolder)
+{
+    std::filesystem::directory_iterator const descriptors("/proc/self/fd");
+    return std::count_if(
+        begin(descriptors), end(descriptors),
+        [&](auto const& aDescriptor)
+        {
+            std::error_code ignored;
+            std::string const file = std::filesystem::read_symlink(aDescriptor.path(), ignored).string();
+            return file.rfind(aFolder, 0) == 0 && file.find(" (deleted)") != std::string::npos;
+        });
+}
+
+TEST_F(PcapngFileTest, AFileThatIsNoLongerKeptIsClosed)
+{
+    qzagent::ErrorStream errors;
+    qzagent::Report report(errors);
+    qz::EventQueue const queue(1, 1);
+    qzagent::DropCounts const drops(queue);
+    qzagent::WatchClock const clock;
+    std::vector<qzagent::Board> const boards;
+    qzagent::LibvqmVersions const versions;
+    PcapngRecorder recorder({mPath, "capture", qzagent::RotateLimit{1, {}}, {1, {}}, std::chrono::hours(1)},
+                            {boards, versions, drops, clock, report});
+    for (int i = 0; i < 5; ++i)
+    {
+        recorder.tick();
+    }
+    EXPECT_EQ(recorder.name(), mPath + "-00006.pcapng");
+    EXPECT_EQ(openRemovedFilesIn(mFolder.path()), 0);
+}
+
+TEST_F(PcapngFileTest, TheNextFileSkipsTheNumbersOfFilesThatOthersCreate)
+{
+    qzagent::ErrorStream errors;
+    qzagent::Report report(errors);
+    qz::EventQueue const queue(1, 1);
+    qzagent::DropCounts const drops(queue);
+    qzagent::WatchClock const clock;
+    std::vector<qzagent::Board> const boards;
+    qzagent::LibvqmVersions const versions;
+    PcapngRecorder recorder({mPath, "capture", qzagent::RotateLimit{1, {}}, {1, {}}, std::chrono::hours(1)},
+                            {boards, versions, drops, clock, report});
+    std::string const capture = contentOf(mPath + "-00001.pcapng");
+    mFolder.write("events.capture-00002.pcapng", "a text");
+    mFolder.write("events.capture-00003.pcapng", capture);
+    recorder.tick();
+    EXPECT_EQ(recorder.name(), mPath + "-00004.pcapng");
+    recorder.tick();
+    EXPECT_EQ(contentOf(mPath + "-00002.pcapng"), "a text");
+    EXPECT_EQ(contentOf(mPath + "-00003.pcapng"), capture);
+    EXPECT_FALSE(std::filesystem::exists(mPath + "-00004.pcapng")) << "it is no longer kept";
+}
+
+TEST_F(PcapngFileTest, AFileThatAnotherProgramOverwritesIsNotChanged)
+{
+    qzagent::ErrorStream errors;
+    qzagent::Report report(errors);
+    qz::EventQueue const queue(1, 1);
+    qzagent::DropCounts const drops(queue);
+    qzagent::WatchClock const clock;
+    std::vector<qzagent::Board> const boards;
+    qzagent::LibvqmVersions const versions;
+    for (bool const isRotated : {false, true})
+    {
+        std::string const path = mPath + (isRotated ? "-00001.pcapng" : "");
+        std::string const replacement = mPath + (isRotated ? "-00002.pcapng" : "-2");
+        std::optional<qzagent::RotateLimit> const rotate =
+            isRotated ? std::optional(qzagent::RotateLimit{1U << 30U, {}}) : std::nullopt;
+        std::string capture;
+        {
+            PcapngRecorder const other({mPath + "-other", "other", {}, {}, std::chrono::seconds(0)},
+                                       {boards, versions, drops, clock, report});
+            capture = contentOf(mPath + "-other");
+        }
+        for (std::string const& content : {std::string("text"), std::string(100'000, 'x'), capture})
+        {
+            PcapngRecorder recorder({mPath, mPath, rotate, {}, std::chrono::seconds(0)},
+                                    {boards, versions, drops, clock, report});
+            qz::QueuedEvent event{};
+            event.mHead.mTime = clock.now();
+            recorder.take(event, nullptr);
+            std::ofstream(path, std::ios::binary) << content;
+            recorder.finish();
+            EXPECT_EQ(contentOf(path), content);
+            EXPECT_EQ(recorder.name(), replacement);
+            EXPECT_EQ(recorder.written(), 1u) << "the event that was not written yet is in the other file";
+            EXPECT_EQ(contentOf(replacement).substr(0, 4), "\n\r\r\n");
+            EXPECT_THAT(report.document("watch", {}),
+                        HasSubstr(path + " was deleted or replaced; the recording continues in " +
+                                  (isRotated ? "a new file" : replacement)));
+            std::filesystem::remove(path);
+            std::filesystem::remove(replacement);
+        }
+    }
 }
 
 TEST_F(PcapngFileTest, RecordsTimesAfter2038)

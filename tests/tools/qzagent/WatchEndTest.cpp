@@ -144,6 +144,41 @@ TEST_F(QzagentWatchEnd, RecordsWithoutAReaderOfStandardOutput)
     EXPECT_EQ(std::filesystem::file_size(mPath), 50 * sizeOfRecord);
 }
 
+TEST_F(QzagentWatchEnd, RecordsAndSaysSoWhenTheReaderOfPrintedEventsLeaves)
+{
+    // The agent is stopped when the capture has grown since the reader left.
+    std::string const size = "$(stat -c %s '" + mPath + "')";
+    ProcessResult const result = runAgentInOn(
+        "mkfifo '" + mPath + ".pipe'; " + startOfAgent + " >'" + mPath + ".pipe' & agent=$!; head -n 1 <'" +
+            mPath + ".pipe'; left=" + size + "; until [ " + size +
+            " -gt $((left + 2000)) ] || ! kill -0 $agent; do sleep 0.01; done; kill -TERM $agent; "
+            "wait $agent",
+        endless, {"watch", "--format", "records", "--output", mPath, "--print"});
+    EXPECT_THAT(linesOf(result.mOutput), SizeIs(1));
+    std::string const count = std::to_string(std::filesystem::file_size(mPath) / sizeOfRecord);
+    EXPECT_THAT(result.mErrors,
+                testing::EndsWith("qzagent: note: printing ended: the reader of standard output left\n"
+                                  "qzagent: note: received " +
+                                  count + " events, wrote " + count + ", dropped 0\n"));
+    EXPECT_EQ(result.mExitStatus, 0);
+}
+
+TEST_F(QzagentWatchEnd, RecordsAndFailsWhenEventsCannotBePrinted)
+{
+    for (std::string const form : {"records", "pcapng"})
+    {
+        ProcessResult const result = runAgentInOn(
+            R"("$@" >/dev/full)", oneSource(7, 8, 1000, 50),
+            {"watch", "--count", "50", "--format", form, "--output", mPath + "." + form, "--print"});
+        EXPECT_THAT(result.mErrors,
+                    testing::EndsWith(
+                        "qzagent: printing ended: cannot write standard output: No space left on device\n"
+                        "qzagent: note: received 50 events, wrote 50, dropped 0\n"));
+        EXPECT_EQ(result.mExitStatus, 1);
+    }
+    EXPECT_EQ(std::filesystem::file_size(mPath + ".records"), 50 * sizeOfRecord);
+}
+
 TEST_F(QzagentWatchEnd, ReportsEventsThatTheQueueDropped)
 {
     // The source's thread ends after its last event. The emulator has its own thread.

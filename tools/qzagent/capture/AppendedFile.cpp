@@ -1,5 +1,7 @@
 #include "tools/qzagent/capture/AppendedFile.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -23,6 +25,8 @@ namespace
 {
 constexpr mode_t onlyOwner = 0600;
 constexpr std::string_view pcapngSuffix = ".pcapng";
+/// Number of bytes that distinguish a capture from others: they include the UUID of its first section.
+constexpr std::size_t startSize = 1024;
 }  // namespace
 
 AppendedFile::AppendedFile(std::string const& aPath, std::string const& aName)
@@ -41,6 +45,9 @@ AppendedFile::AppendedFile(std::string const& aPath, std::string const& aName)
     {
         lock();
         mSize = realSize();
+        mStart.reserve(startSize);  // append() allocates nothing that could fail after a write
+        mStart.resize(static_cast<std::size_t>(std::min<std::uint64_t>(mSize, startSize)));
+        mStart.resize(read(0, mStart.data(), mStart.size()));
     }
 }
 
@@ -90,6 +97,13 @@ std::size_t AppendedFile::read(std::uint64_t aPosition, unsigned char* aBytes, s
     return done;
 }
 
+bool AppendedFile::isOverwritten() const
+{
+    std::array<unsigned char, startSize> start;
+    std::size_t const size = mIsDevice ? 0 : read(0, start.data(), mStart.size());
+    return !std::equal(start.begin(), start.begin() + static_cast<std::ptrdiff_t>(size), mStart.begin());
+}
+
 AppendedFile::Outcome AppendedFile::append(qz::Bytes aBytes)
 {
     std::size_t done = 0;
@@ -101,6 +115,8 @@ AppendedFile::Outcome AppendedFile::append(qz::Bytes aBytes)
             return {done, errno};
         }
         std::size_t const written = count > 0 ? static_cast<std::size_t>(count) : 0;
+        std::size_t const ofStart = mIsDevice ? 0 : std::min(written, startSize - mStart.size());
+        mStart.insert(mStart.end(), aBytes.mData + done, aBytes.mData + done + ofStart);
         done += written;
         mSize += written;
     }
@@ -115,7 +131,11 @@ bool AppendedFile::shorten(std::uint64_t aSize)
     }
     bool const isShort = !mIsDevice && realSize() == mSize &&
                          ::ftruncate(mDescriptor->number(), static_cast<off_t>(aSize)) == 0;
-    mSize = isShort ? aSize : mSize;
+    if (isShort)
+    {
+        mSize = aSize;
+        mStart.resize(static_cast<std::size_t>(std::min<std::uint64_t>(aSize, mStart.size())));
+    }
     return isShort;
 }
 
@@ -141,21 +161,22 @@ bool isNamedPcapng(std::string_view aPath)
            aPath.substr(aPath.size() - pcapngSuffix.size()) == pcapngSuffix;
 }
 
+bool createUnlessPresent(std::string const& aPath)
+{
+    Descriptor const file(::open(aPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner));
+    return file.number() >= 0 || errno != EEXIST;
+}
+
 std::string createBeside(std::string const& aPath)
 {
     bool const hasSuffix = isNamedPcapng(aPath);
     std::string const name = hasSuffix ? aPath.substr(0, aPath.size() - pcapngSuffix.size()) : aPath;
     std::string path = aPath;
-    for (unsigned int number = 2;; ++number)
+    for (unsigned int number = 2; !createUnlessPresent(path); ++number)
     {
-        Descriptor const file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyOwner));
-        // Another error occurs again, and is reported, when the file is opened.
-        if (file.number() >= 0 || errno != EEXIST)
-        {
-            return path;
-        }
         path = fmt::format("{}-{}{}", name, number, hasSuffix ? pcapngSuffix : "");
     }
+    return path;
 }
 
 void AppendedFile::refuse(std::string const& aReason) const

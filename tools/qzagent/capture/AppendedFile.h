@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "agentkit/include/Bytes.h"
 #include "tools/qzagent/cli/Descriptor.h"
@@ -67,6 +68,10 @@ public:
     /// @return whether another process has made the file shorter; false for a device
     bool isTruncated() const { return !mIsDevice && realSize() < mSize; }
 
+    /// @return whether the file no longer begins as it did, because another process has written its own content into it;
+    ///         false for a file that is only shorter, and for a device
+    bool isOverwritten() const;
+
     /// The open file. It remains open, without the lock, as long as it is referred to.
     std::shared_ptr<Descriptor const> const& descriptor() const { return mDescriptor; }
 
@@ -87,10 +92,15 @@ private:
     std::shared_ptr<Descriptor const> const mDescriptor;
     bool mIsDevice = false;
     std::uint64_t mSize = 0;
+    std::vector<unsigned char> mStart;  ///< the first bytes of the file
 };
 
 /// Whether the name is that of a pcapng file.
 bool isNamedPcapng(std::string_view aPath);
+
+/// Creates a file that only its owner can read.
+/// @return false if something has this name; another error occurs again, and is reported, when the file is opened
+bool createUnlessPresent(std::string const& aPath);
 
 /// Creates a file that only its owner can read, and never takes an existing one.
 /// @return the path if nothing has this name; else the first free one of NAME-2, NAME-3 and so on, before ".pcapng"

@@ -14,6 +14,8 @@
 
 #include <fmt/format.h>
 
+#include "tools/qzagent/capture/AppendedFile.h"
+
 namespace qzagent
 {
 namespace
@@ -79,8 +81,13 @@ CaptureSeries::CaptureSeries(std::string const& aPath, KeepLimit const& aKeep)
 
 std::string CaptureSeries::next()
 {
-    mNumbers.push_back(mNumbers.empty() ? 1 : mNumbers.back() + 1);
-    return pathOf(mNumbers.back());
+    std::uint64_t number = mNumbers.empty() ? 1 : mNumbers.back() + 1;
+    while (!createUnlessPresent(pathOf(number)))
+    {
+        ++number;
+    }
+    mNumbers.push_back(number);
+    return pathOf(number);
 }
 
 void CaptureSeries::removeOldest(std::uint64_t aCurrentSize)

@@ -18,7 +18,7 @@ public:
     /// @param aPath path of the files without number; ".pcapng" at its end is ignored
     CaptureSeries(std::string const& aPath, KeepLimit const& aKeep);
 
-    /// Begins the next file.
+    /// Creates the next file. Skips the numbers of files that others have created in the meantime.
     /// @return its path
     std::string next();
 

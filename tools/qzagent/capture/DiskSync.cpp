@@ -2,21 +2,33 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <iterator>
 #include <mutex>
 #include <set>
 #include <thread>
 #include <utility>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace qzagent
 {
 namespace
 {
+/// Number of open files from which they are synchronised at once.
+constexpr std::size_t manyFiles = 16;
+
 /// @return the error number; 0 on success, and for a device, which has nothing to synchronise
 int syncData(Descriptor const& aFile)
 {
     return ::fdatasync(aFile.number()) == 0 || errno == EINVAL ? 0 : errno;
+}
+
+bool isRemoved(Descriptor const& aFile)
+{
+    struct stat status = {};
+    return ::fstat(aFile.number(), &status) == 0 && status.st_nlink == 0;
 }
 }  // namespace
 
@@ -28,15 +40,35 @@ DiskSync::~DiskSync()
         std::lock_guard const lock(mMutex);
         mIsEnded = true;
     }
-    mEnd.notify_one();
+    mDue.notify_one();
     mThread.join();
 }
 
 void DiskSync::follow(File const& aFile)
 {
-    std::lock_guard const lock(mMutex);
+    std::unique_lock lock(mMutex);
     mFiles.insert(aFile);
     mCurrent = aFile;
+    if (mFiles.size() >= manyFiles)
+    {
+        mDue.notify_one();
+        mTaken.wait(lock, [this] { return mFiles.size() < manyFiles; });
+    }
+}
+
+void DiskSync::closeRemoved()
+{
+    std::set<File> removed;  // outlives the lock, because closing can take time
+    std::lock_guard const lock(mMutex);
+    for (auto file = mFiles.begin(); file != mFiles.end();)
+    {
+        auto const next = std::next(file);
+        if (isRemoved(**file))
+        {
+            removed.insert(mFiles.extract(file));
+        }
+        file = next;
+    }
 }
 
 int DiskSync::error() const
@@ -48,9 +80,11 @@ int DiskSync::error() const
 void DiskSync::run(std::chrono::seconds aInterval)
 {
     std::unique_lock lock(mMutex);
-    while (!mEnd.wait_for(lock, aInterval, [this] { return mIsEnded; }))
+    auto const isDue = [this] { return mIsEnded || mFiles.size() >= manyFiles; };
+    for (mDue.wait_for(lock, aInterval, isDue); !mIsEnded; mDue.wait_for(lock, aInterval, isDue))
     {
         std::set<File> files = std::exchange(mFiles, {});
+        mTaken.notify_one();
         files.insert(mCurrent);
         lock.unlock();
         int error = 0;

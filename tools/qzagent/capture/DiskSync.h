@@ -26,8 +26,12 @@ public:
     DiskSync(DiskSync const&) = delete;
     DiskSync& operator=(DiskSync const&) = delete;
 
-    /// Adds the next file. The previous one is still synchronised once.
+    /// Adds the next file. The previous one is still synchronised once. Waits for the device while many former files
+    /// are still open.
     void follow(File const& aFile);
+
+    /// Closes the former files that were removed, so that the device can use their space again.
+    void closeRemoved();
 
     /// @return the number of the last error that the device reported; 0 for none
     int error() const;
@@ -36,7 +40,8 @@ private:
     void run(std::chrono::seconds aInterval);
 
     mutable std::mutex mMutex;
-    std::condition_variable mEnd;
+    std::condition_variable mDue;    ///< notified when the thread must not wait for the interval
+    std::condition_variable mTaken;  ///< notified when the thread has taken the files
     std::set<File> mFiles;
     File mCurrent;
     int mError = 0;

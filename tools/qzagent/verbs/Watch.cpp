@@ -12,6 +12,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <fmt/format.h>
@@ -117,8 +118,8 @@ public:
             mSetting.mReport.addError(ExitCode::failed, reasonOf(exception));
         }
         mStatus.reset();
-        // Without its reader, the verb ends quietly.
-        if (mHasBegun && !mSetting.mOutput.isAbandoned())
+        // Without its reader, a verb that only prints ends quietly.
+        if (mHasBegun && !isAbandoned())
         {
             countUnwritten();
             reportCounts();
@@ -163,6 +164,7 @@ private:
         {
             sink->finish();
         }
+        printWith([](WatchLines& aLines) { aLines.finish(); });
     }
 
     std::optional<EventLayout> givenLayout() const
@@ -319,9 +321,11 @@ private:
 
     bool mustStop() const
     {
-        return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd) ||
-               mSetting.mOutput.isAbandoned();
+        return mSignals.count() > 0 || hasAll() || (mEnd && Clock::now() >= *mEnd) || isAbandoned();
     }
+
+    /// Whether nobody reads the events any more, and nothing records them.
+    bool isAbandoned() const { return !mRecorder && mSetting.mOutput.isAbandoned(); }
 
     bool hasAll() const { return mTaken + mQueue.dropped() == mOptions.mCount; }
 
@@ -387,7 +391,36 @@ private:
                 ++mInHand;
                 mUnwritten.push_back(aEvents[i].mHead);
             }
-            mLines->take(aEvents[i], boardNumbered(aEvents[i].mHead.mBoard));
+            Board const* const board = boardNumbered(aEvents[i].mHead.mBoard);
+            printWith([&](WatchLines& aLines) { aLines.take(aEvents[i], board); });
+        }
+    }
+
+    /// Performs a step of printing, if events are printed. A recording continues when they can no longer be printed.
+    template <typename Step>
+    void printWith(Step const& aStep)
+    {
+        if (!mLines)
+        {
+            return;
+        }
+        try
+        {
+            aStep(*mLines);
+        }
+        catch (std::system_error const& error)
+        {
+            if (!mRecorder)
+            {
+                throw;
+            }
+            mSetting.mReport.addError(ExitCode::failed, fmt::format("printing ended: {}", reasonOf(error)));
+            mLines.reset();
+        }
+        if (mRecorder && mLines && mSetting.mOutput.isAbandoned())
+        {
+            mSetting.mReport.addNote("printing ended: the reader of standard output left");
+            mLines.reset();
         }
     }
 
@@ -405,6 +438,7 @@ private:
         {
             sink->flush();
         }
+        printWith([](WatchLines& aLines) { aLines.flush(); });
         settle();
     }
 
@@ -435,17 +469,13 @@ private:
         mUnwritten.clear();
     }
 
-    /// The recorder comes first, because printing can wait for the reader.
+    /// The sinks besides the lines, which come last because printing can wait for the reader.
     std::vector<WatchSink*> sinks()
     {
         std::vector<WatchSink*> sinks;
         if (mRecorder)
         {
             sinks.push_back(mRecorder.get());
-        }
-        if (mLines)
-        {
-            sinks.push_back(&*mLines);
         }
         if (mEventCounts)
         {
@@ -493,10 +523,7 @@ private:
             if (fresh != 0)
             {
                 text += fmt::format("{}{} of board {}", text.empty() ? "" : ", ", fresh, board.mNumber);
-                if (mLines)
-                {
-                    mLines->takeDrops(mClock.now(), board.mNumber, fresh);
-                }
+                printWith([&](WatchLines& aLines) { aLines.takeDrops(mClock.now(), board.mNumber, fresh); });
             }
         }
         if (!text.empty())
@@ -522,7 +549,7 @@ private:
         mSignals.take();
         if ((descriptors[2].revents & POLLERR) != 0)
         {
-            mSetting.mOutput.handleMissingReader();
+            printWith([this](WatchLines&) { mSetting.mOutput.handleMissingReader(); });
         }
     }
 

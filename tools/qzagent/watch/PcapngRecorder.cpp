@@ -59,10 +59,7 @@ void PcapngRecorder::flush()
     {
         return;
     }
-    if (mFile->file().isTruncated())
-    {
-        restoreTruncated();
-    }
+    replaceChanged();
     mFile->append(mBlocks.bytes());
     mBlocks.clear();
     if (!mSync)
@@ -106,20 +103,24 @@ void PcapngRecorder::checkFile()
     }
     if (!mFile->file().isStillThere())
     {
-        std::string const former = name();
         std::string const path = pathOfReplacement();
-        mSources.mReport.addNote(fmt::format("{} was deleted or replaced; the recording continues in {}",
-                                             former,
-                                             mSeries || path == mOptions.mPath ? "a new file" : path));
+        addReplacementNote(path);
         continueIn(path);
     }
-    else if (mFile->file().isTruncated())
-    {
-        restoreTruncated();
-    }
+    replaceChanged();
+    removeOldest();
+}
+
+/// Removes and closes the files of a series that exceed the limit.
+void PcapngRecorder::removeOldest()
+{
     if (mSeries)
     {
         mSeries->removeOldest(size());
+    }
+    if (mSync)
+    {
+        mSync->closeRemoved();
     }
 }
 
@@ -133,40 +134,60 @@ bool PcapngRecorder::isFileFull() const
                                    : Clock::now() - mFileStart >= *mOptions.mRotate->mTime;
 }
 
-/// @return path of a new or empty file, because the content of another file is never changed; "" for a series
-std::string PcapngRecorder::pathOfReplacement() const
+/// @return path of a new or empty file, because the content of another file is never changed
+std::string PcapngRecorder::pathOfReplacement()
 {
     if (mSeries)
     {
-        return {};
+        return mSeries->next();
     }
     return isAbsentOrEmpty(mOptions.mPath) ? mOptions.mPath : createBeside(mOptions.mPath);
 }
 
 void PcapngRecorder::continueInNextFile()
 {
+    replaceChanged();
     AppendedFile const& file = mFile->file();
     bool const isRotated = !mSeries && isAbsentOrEmpty(mOptions.mPath);
-    continueIn(file.isStillThere() && !isRotated ? file.path() : pathOfReplacement());
+    continueIn(file.isStillThere() && !isRotated && !mSeries ? file.path() : pathOfReplacement());
 }
 
-/// @param aPath ignored if the files are numbered
 void PcapngRecorder::continueIn(std::string const& aPath)
 {
+    std::string const path = aPath;  // may be that of the file that is closed here
     endSection();
     mPacketsInFormerFiles = written();
-    std::string const path = mSeries ? mSeries->next() : aPath;
     mFile.reset();  // the next file may be the same one, and is then locked until here
     openFile(path);
 }
 
-/// Begins a section in a file that has lost its sections, before the blocks that are to be written.
-void PcapngRecorder::restoreTruncated()
+void PcapngRecorder::addReplacementNote(std::string const& aReplacement)
 {
+    mSources.mReport.addNote(
+        fmt::format("{} was deleted or replaced; the recording continues in {}", name(),
+                    mSeries || aReplacement == mOptions.mPath ? "a new file" : aReplacement));
+}
+
+/// If another process has changed the file, begins a section before the blocks that are to be written: in the same file
+/// if it has lost its sections, and in another one if it has a different content.
+void PcapngRecorder::replaceChanged()
+{
+    bool const isOverwritten = mFile->file().isOverwritten();
+    if (!isOverwritten && !mFile->file().isTruncated())
+    {
+        return;
+    }
     pcapng::Bytes const bytes = mBlocks.bytes();
     std::vector<unsigned char> const waiting(bytes.begin(), bytes.end());
-    std::string const path = mFile->file().path();
-    mSources.mReport.addNote(fmt::format("{} was truncated; a new section begins", name()));
+    std::string const path = isOverwritten ? pathOfReplacement() : mFile->file().path();
+    if (isOverwritten)
+    {
+        addReplacementNote(path);
+    }
+    else
+    {
+        mSources.mReport.addNote(fmt::format("{} was truncated; a new section begins", name()));
+    }
     mBlocks.clear();
     mPacketsInFormerFiles = written();
     mFile.reset();
@@ -192,10 +213,7 @@ void PcapngRecorder::openFile(std::string const& aPath)
             mSources.mReport.addNote(*note);
         }
     }
-    if (mSeries)
-    {
-        mSeries->removeOldest(size());
-    }
+    removeOldest();
     if (mSync)
     {
         mSync->follow(mFile->file().descriptor());

@@ -69,12 +69,14 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void openFile(std::string const& aPath);
-    std::string pathOfReplacement() const;
+    std::string pathOfReplacement();
     void continueIn(std::string const& aPath);
-    void restoreTruncated();
+    void replaceChanged();
+    void addReplacementNote(std::string const& aReplacement);
     void beginSection();
     void endSection();
     void checkFile();
+    void removeOldest();
     bool isFileFull() const;
 
     RecorderOptions const mOptions;
