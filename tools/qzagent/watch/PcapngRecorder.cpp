@@ -154,11 +154,10 @@ void PcapngRecorder::continueInNextFile()
 
 void PcapngRecorder::continueIn(std::string const& aPath)
 {
-    std::string const path = aPath;  // may be that of the file that is closed here
     endSection();
     mPacketsInFormerFiles = written();
     mFile.reset();  // the next file may be the same one, and is then locked until here
-    openFile(path);
+    openFile(aPath);
 }
 
 void PcapngRecorder::addReplacementNote(std::string const& aReplacement)
