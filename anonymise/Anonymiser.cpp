@@ -226,14 +226,11 @@ Name exchanged(Name const& aName)
     return bytes;
 }
 
-/// @return whether bytes that equal a name are likely to be one. A length or another number between zero bytes may equal
-/// a name of which most bytes are zero.
+/// @return whether bytes that equal a name are likely to be one. A length between zero bytes equals a name of which one
+/// byte is other than zero.
 bool isDistinct(Name const& aBytes)
 {
-    constexpr std::ptrdiff_t fewest = 2;
-    constexpr std::ptrdiff_t fewestAfterZero = 4;
-    auto const zeros = std::count(aBytes.begin(), aBytes.end(), 0);
-    return std::ptrdiff_t{sizeOfName} - zeros >= (aBytes.front() == 0 ? fewestAfterZero : fewest);
+    return std::count(aBytes.begin(), aBytes.end(), 0) < std::ptrdiff_t{sizeOfName} - 1;
 }
 }  // namespace
 

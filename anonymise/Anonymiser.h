@@ -84,8 +84,8 @@ public:
 
     /// Replaces the same as in a text, learned long names, and learned names as 8 bytes in either byte order. An address as 3 bytes is not
     /// recognised. Texts are also found in UTF-16, and names as two 32-bit words in another byte order. Sizes are
-    /// unchanged: a text is replaced with the beginning of its pseudonym's digits. Eight bytes remain if fewer than two of
-    /// them are other than zero, or fewer than four after a zero byte, because numbers look the same.
+    /// unchanged: a text is replaced with the beginning of its pseudonym's digits. Eight bytes remain if only one of
+    /// them is other than zero, because numbers look the same.
     void anonymise(unsigned char* aBytes, std::size_t aSize) const;
 
 private:

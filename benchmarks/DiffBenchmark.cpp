@@ -11,6 +11,8 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include "tools/qzagent/cli/ErrorStream.h"
+#include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/diff/ChangeText.h"
 #include "tools/qzagent/diff/HostChanges.h"
 #include "tools/qzagent/documents/DocumentFile.h"
@@ -88,8 +90,10 @@ public:
 
 std::size_t changes(std::string const& aOld, std::string const& aNew)
 {
-    auto const tree = [](std::string const& aPath)
-    { return qzagent::hostTreeOf(qzagent::readDocuments(aPath).at("inventory"), aPath); };
+    qzagent::ErrorStream errors;
+    qzagent::Report report(errors);
+    auto const tree = [&report](std::string const& aPath)
+    { return qzagent::hostTreeOf(qzagent::readDocuments(aPath, report).at("inventory"), aPath); };
     return textOf(qzagent::changesBetween(tree(aOld), tree(aNew))).size();
 }
 

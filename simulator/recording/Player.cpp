@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "toml/TomlValue.h"
 
@@ -17,7 +18,10 @@ namespace
 /// How long a call waits for the calls of other threads that come before it.
 constexpr std::chrono::seconds patience{2};
 
-std::size_t numberOfCounts(Recording const& aRecording) { return aRecording.questions().size() + 1; }
+std::size_t numberOfCounts(Recording const& aRecording)
+{
+    return aRecording.questions().size() + 1 + aRecording.lastCalls().size();
+}
 
 void refuseCall(std::string const& aLibrary, std::string const& aDescription, std::string const& aReason)
 {
@@ -67,11 +71,21 @@ RecordedCall const* Player::inOrder(std::uint32_t aQuestion, std::string const& 
 {
     std::vector<RecordedCall> const& calls = mRecording.calls();
     SharedCount& position = mCounts[mRecording.questions().size()];
-    auto const end = std::chrono::steady_clock::now() + patience;
+    auto const thread = static_cast<std::uint32_t>(::gettid());
+    std::uint32_t waitedFor = position;
+    auto end = std::chrono::steady_clock::now() + patience;
     for (;;)
     {
         std::uint32_t next = position;
-        bool const isNext = next < calls.size() && calls[next].mQuestion == aQuestion;
+        bool const isNext =
+            next < calls.size() && calls[next].mQuestion == aQuestion && isTurnOf(thread, next);
+        if (next != waitedFor)
+        {
+            // The call before takes its time.
+            end = std::chrono::steady_clock::now() + patience +
+                  scaledTime(calls[next - 1].mDuration, mOptions.mSpeed);
+            waitedFor = next;
+        }
         if (isNext && position.compare_exchange_strong(next, next + 1))
         {
             return &calls[next];
@@ -89,6 +103,28 @@ RecordedCall const* Player::inOrder(std::uint32_t aQuestion, std::string const& 
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(isNext ? 0 : 1));
     }
+}
+
+/// Threads that make equal calls must not make each other's, or the next call of the recording might be one that no
+/// thread is going to make. Each takes over the calls of a recorded thread with its first call, and those of another
+/// when these have ended.
+bool Player::isTurnOf(std::uint32_t aThread, std::size_t aPosition) const
+{
+    std::size_t const firstThread = mRecording.questions().size() + 1;
+    SharedCount& player = mCounts[firstThread + mRecording.calls()[aPosition].mThread];
+    std::uint32_t present = player;
+    if (present != 0)
+    {
+        return present == aThread;
+    }
+    for (std::size_t i = 0; i < mRecording.lastCalls().size(); ++i)
+    {
+        if (mCounts[firstThread + i] == aThread && mRecording.lastCalls()[i] > aPosition)
+        {
+            return false;
+        }
+    }
+    return player.compare_exchange_strong(present, aThread);
 }
 
 std::vector<std::string> Player::notes() const

@@ -58,9 +58,12 @@ public:
 private:
     RecordedCall const* nextOf(std::uint32_t aQuestion);
     RecordedCall const* inOrder(std::uint32_t aQuestion, std::string const& aDescription);
+    bool isTurnOf(std::uint32_t aThread, std::size_t aPosition) const;
 
     Recording const mRecording;
-    SharedCounts const mCounts;  ///< one for each question, and the position in the order of the recording
+    /// One for each question, the position in the order of the recording, and for each thread of the recording the thread
+    /// that makes its calls now, or 0.
+    SharedCounts const mCounts;
     ReplayOptions const mOptions;
 };
 }  // namespace qzsim

@@ -187,7 +187,8 @@ void Recording::takeCall(std::string const& aLibrary, std::uint64_t aTime, Json 
                       memberOf(aPacket, "results"),
                       aTime - duration,
                       duration,
-                      0};
+                      0,
+                      numberOf(aPacket, "thread")};
     auto const next = static_cast<std::uint32_t>(mNumbers.size());
     std::string const question = questionOf(aLibrary, call.mFunction, call.mArguments);
     call.mQuestion = mNumbers.emplace(question, next).first->second;
@@ -203,9 +204,13 @@ void Recording::arrange()
                      [](RecordedEvent const& aLeft, RecordedEvent const& aRight)
                      { return aLeft.mTime < aRight.mTime; });
     mQuestions.resize(mNumbers.size());
+    std::map<std::uint64_t, std::size_t> threads;
     for (std::size_t i = 0; i < mCalls.size(); ++i)
     {
         mQuestions[mCalls[i].mQuestion].push_back(i);
+        mCalls[i].mThread = threads.emplace(mCalls[i].mThread, threads.size()).first->second;
+        mLastCalls.resize(threads.size());
+        mLastCalls[mCalls[i].mThread] = i;
     }
 }
 

@@ -37,6 +37,7 @@ struct RecordedCall
     std::uint64_t mStart;     ///< nanoseconds since 1970-01-01 UTC
     std::uint64_t mDuration;  ///< nanoseconds
     std::uint32_t mQuestion;  ///< the same number for calls with the same library, function and arguments
+    std::uint64_t mThread;  ///< the system's number of the thread; from 0 without gaps in Recording::calls()
 };
 
 /// A call of a callback of the program.
@@ -74,6 +75,9 @@ public:
     std::optional<std::uint32_t> question(std::string const& aLibrary, std::string const& aFunction,
                                           Json const& aArguments) const;
 
+    /// For each thread, the position of its last call.
+    std::vector<std::size_t> const& lastCalls() const { return mLastCalls; }
+
     /// The events in the order of their times.
     std::vector<RecordedEvent> const& events() const { return mEvents; }
 
@@ -97,6 +101,7 @@ private:
     std::optional<std::string> mConfiguration;
     std::map<std::string, std::uint32_t> mNumbers;  ///< of the questions
     std::vector<std::vector<std::size_t>> mQuestions;
+    std::vector<std::size_t> mLastCalls;
     std::size_t mDamaged = 0;
     std::optional<std::uint64_t> mBegin;  ///< time of the first packet
 };

@@ -1,18 +1,25 @@
 // Recordings of programs that call the libraries directly. A replay prints what the recorded program printed.
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <map>
 #include <optional>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "simulator/control/MemoryFile.h"
 #include "simulator/recording/CborReader.h"
 #include "simulator/recording/Player.h"
+#include "simulator/recording/Recording.h"
+#include "simulator/recording/RecordingFile.h"
 #include "simulator/recording/Values.h"
 #include "tests/simulator/Qzsim.h"
 #include "tests/support/Process.h"
@@ -155,6 +162,59 @@ TEST(SpeedOfAReplay, DividesDelays)
 }
 
 TEST(SpeedOfAReplay, RemovesDelaysIfItIsZero) { EXPECT_EQ(qzsim::scaledTime(1000, 0).count(), 0); }
+
+/// Writes calls without arguments that take no time.
+/// @param aCalls thread and function
+void writeRecording(std::string const& aPath, std::vector<std::pair<int, char const*>> const& aCalls)
+{
+    qzsim::RecordingFile file(aPath, qzsim::sectionOfHost());
+    std::uint64_t time = 1'000'000'000;
+    for (auto const& [thread, function] : aCalls)
+    {
+        std::vector<std::uint8_t> const content =
+            qzsim::Json::to_cbor({{"call", function}, {"thread", thread}});
+        file.add({++time, "/lib/a.so", {content.data(), content.size()}});
+    }
+    file.flush();
+}
+
+TEST_F(RecordingReplay, InStrictOrderGivesNoThreadTheCallOfAnother)
+{
+    writeRecording(mFile, {{7, "f"}, {8, "f"}, {7, "g"}, {7, "f"}, {8, "g"}});
+    qzsim::Recording const recording = qzsim::Recording::ofFile(mFile);
+    qzsim::MemoryFile const counts = qzsim::Player::countsFor(recording);
+    qzsim::Player player(recording, counts.path(), {0, true});
+    auto const call = [&player](char const* aFunction)
+    { return player.answer("/lib/a.so", aFunction, qzsim::Json::object()) != nullptr; };
+
+    EXPECT_TRUE(call("f"));
+    std::promise<void> hasBegun;
+    std::future<bool> second = std::async(std::launch::async,
+                                          [&]
+                                          {
+                                              bool const isAnswered = call("f");
+                                              hasBegun.set_value();
+                                              return isAnswered && call("g");
+                                          });
+    hasBegun.get_future().wait();
+    // The other thread asks for its last call meanwhile, which it must not get before the two calls of this one.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_TRUE(call("g"));
+    EXPECT_TRUE(call("f"));
+    EXPECT_TRUE(second.get());
+}
+
+TEST_F(RecordingReplay, InStrictOrderLetsOneThreadMakeTheCallsOfThreadsThatHaveEnded)
+{
+    writeRecording(mFile, {{7, "f"}, {8, "f"}, {9, "g"}});
+    qzsim::Recording const recording = qzsim::Recording::ofFile(mFile);
+    qzsim::MemoryFile const counts = qzsim::Player::countsFor(recording);
+    qzsim::Player player(recording, counts.path(), {0, true});
+    for (char const* const function : {"f", "f", "g"})
+    {
+        EXPECT_NE(player.answer("/lib/a.so", function, qzsim::Json::object()), nullptr);
+    }
+}
 
 TEST_F(RecordingReplay, HasTheQueriesOfTheFirstVersion)
 {

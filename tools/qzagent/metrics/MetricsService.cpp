@@ -33,7 +33,7 @@ constexpr char const* textKey = "text";
 constexpr char const* openMetricsKey = "openmetrics";
 constexpr char const* shownKey = "shown";
 
-constexpr char const* page =
+constexpr char const* startPage =
     "<!DOCTYPE html>\n<html lang=\"en\"><head><title>qzagent</title></head>\n"
     "<body><p>qzagent: <a href=\"/metrics\">metrics of this host</a></p></body></html>\n";
 
@@ -211,7 +211,7 @@ HttpResponse MetricsService::respond(HttpRequest const& aRequest)
 {
     if (aRequest.mPath == "/")
     {
-        return {200, "text/html; charset=utf-8", std::make_shared<std::string const>(page)};
+        return {200, "text/html; charset=utf-8", std::make_shared<std::string const>(startPage)};
     }
     if (aRequest.mPath != "/metrics")
     {

@@ -11,8 +11,8 @@ namespace qzagent
 {
 namespace
 {
-constexpr Metric looks{"qzagent_looks_total", MetricType::counter, "looks", "",
-                       "Looks at the host that ended with a result."};
+constexpr Metric endedLooks{"qzagent_looks_total", MetricType::counter, "looks", "",
+                            "Looks at the host that ended with a result."};
 constexpr Metric lostLooks{"qzagent_lost_looks_total", MetricType::counter, "looks", "",
                            "Looks at the host that ended without a result."};
 constexpr Metric lookTime{"qzagent_look_timestamp_seconds", MetricType::gauge, "seconds since 1970", "",
@@ -20,12 +20,12 @@ constexpr Metric lookTime{"qzagent_look_timestamp_seconds", MetricType::gauge, "
 
 constexpr Metric areEventsCounted{"qzagent_events_watched", MetricType::gauge, "0 or 1", "",
                                   "Whether diagnostic events are being counted."};
-constexpr Metric events{"qzagent_events_total", MetricType::counter, "events", "board, category",
-                        "Diagnostic events that were received."};
+constexpr Metric receivedEvents{"qzagent_events_total", MetricType::counter, "events", "board, category",
+                                "Diagnostic events that were received."};
 constexpr Metric droppedEvents{"qzagent_dropped_events_total", MetricType::counter, "events", "board",
                                "Diagnostic events for which there was no room."};
 
-std::string labelOf(std::uint32_t aNumber)
+std::string numberLabel(std::uint32_t aNumber)
 {
     return aNumber == EventCount::other ? "other" : std::to_string(aNumber);
 }
@@ -39,7 +39,7 @@ double secondsOf(std::chrono::system_clock::time_point aTime)
 
 std::vector<MetricFamily> metricsOf(ServiceCounts const& aCounts)
 {
-    MetricFamily ended(looks);
+    MetricFamily ended(endedLooks);
     ended.add({}, static_cast<double>(aCounts.mLooks));
     MetricFamily lost(lostLooks);
     lost.add({}, static_cast<double>(aCounts.mLostLooks));
@@ -53,18 +53,18 @@ std::vector<MetricFamily> metricsOf(ServiceCounts const& aCounts)
     {
         watched.add({}, *aCounts.mIsWatching ? 1 : 0);
     }
-    MetricFamily received(events);
+    MetricFamily received(receivedEvents);
     MetricFamily dropped(droppedEvents);
     for (auto const& [source, count] : aCounts.mEvents)
     {
-        std::string const board = labelOf(source.first);
+        std::string const board = numberLabel(source.first);
         if (source.second == EventCount::dropped)
         {
             dropped.add({board}, static_cast<double>(count));
         }
         else
         {
-            received.add({board, labelOf(source.second)}, static_cast<double>(count));
+            received.add({board, numberLabel(source.second)}, static_cast<double>(count));
         }
     }
     return {ended, lost, time, watched, received, dropped};

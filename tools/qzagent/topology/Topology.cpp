@@ -1,6 +1,5 @@
 #include "tools/qzagent/topology/Topology.h"
 
-#include <array>
 #include <cstddef>
 #include <map>
 #include <set>
@@ -194,7 +193,7 @@ std::string withCommas(std::vector<std::string> const& aTexts)
 
 char const* nameOf(TopologyKind aKind)
 {
-    constexpr std::array<char const*, numberOfTopologyKinds> names{"adapter", "port", "fabric", "target"};
+    char const* const names[numberOfTopologyKinds] = {"adapter", "port", "fabric", "target"};
     return names[static_cast<std::size_t>(aKind)];
 }
 
