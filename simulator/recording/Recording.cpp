@@ -188,7 +188,7 @@ void Recording::takeCall(std::string const& aLibrary, std::uint64_t aTime, Json 
                       aTime - duration,
                       duration,
                       0,
-                      numberOf(aPacket, "thread")};
+                      static_cast<std::uint32_t>(numberOf(aPacket, "thread"))};
     auto const next = static_cast<std::uint32_t>(mNumbers.size());
     std::string const question = questionOf(aLibrary, call.mFunction, call.mArguments);
     call.mQuestion = mNumbers.emplace(question, next).first->second;
@@ -204,11 +204,12 @@ void Recording::arrange()
                      [](RecordedEvent const& aLeft, RecordedEvent const& aRight)
                      { return aLeft.mTime < aRight.mTime; });
     mQuestions.resize(mNumbers.size());
-    std::map<std::uint64_t, std::size_t> threads;
+    std::map<std::uint32_t, std::uint32_t> threads;
     for (std::size_t i = 0; i < mCalls.size(); ++i)
     {
         mQuestions[mCalls[i].mQuestion].push_back(i);
-        mCalls[i].mThread = threads.emplace(mCalls[i].mThread, threads.size()).first->second;
+        mCalls[i].mThread =
+            threads.emplace(mCalls[i].mThread, static_cast<std::uint32_t>(threads.size())).first->second;
         mLastCalls.resize(threads.size());
         mLastCalls[mCalls[i].mThread] = i;
     }

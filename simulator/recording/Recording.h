@@ -37,7 +37,7 @@ struct RecordedCall
     std::uint64_t mStart;     ///< nanoseconds since 1970-01-01 UTC
     std::uint64_t mDuration;  ///< nanoseconds
     std::uint32_t mQuestion;  ///< the same number for calls with the same library, function and arguments
-    std::uint64_t mThread;  ///< the system's number of the thread; from 0 without gaps in Recording::calls()
+    std::uint32_t mThread;  ///< the system's number of the thread; from 0 without gaps in Recording::calls()
 };
 
 /// A call of a callback of the program.

@@ -72,6 +72,6 @@ std::vector<MetricFamily> metricsOf(ServiceCounts const& aCounts)
 
 std::vector<Metric> allServiceMetrics()
 {
-    return {looks, lostLooks, lookTime, areEventsCounted, events, droppedEvents};
+    return {endedLooks, lostLooks, lookTime, areEventsCounted, receivedEvents, droppedEvents};
 }
 }  // namespace qzagent
