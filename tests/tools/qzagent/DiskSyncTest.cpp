@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -51,6 +52,22 @@ TEST_F(DiskSyncTest, KeepsFewFilesOpenAlthoughTheIntervalIsLong)
     EXPECT_LE(numberOfOpenFiles(), 40);
     EXPECT_FALSE(mFiles.back().expired());
     EXPECT_EQ(mSync.error(), 0);
+}
+
+TEST_F(DiskSyncTest, SynchronisesFormerFilesAtTheEnd)
+{
+    follow(0);
+    follow(1);
+    EXPECT_EQ(mSync.finish(), 0);
+    EXPECT_EQ(numberOfOpenFiles(), 1);
+    EXPECT_TRUE(mFiles.front().expired());
+}
+
+TEST_F(DiskSyncTest, ReportsAnErrorOfAFormerFileAtTheEnd)
+{
+    mSync.follow(std::make_shared<Descriptor const>(-1));
+    follow(0);
+    EXPECT_EQ(mSync.finish(), EBADF);
 }
 
 TEST_F(DiskSyncTest, ClosesAFileThatWasRemoved)

@@ -53,6 +53,20 @@ private:
     pcapng::BlockWriter mWriter;
 };
 
+/// What a recorder uses of its host: no boards, and a queue that drops nothing.
+struct RecorderHost
+{
+    qzagent::RecorderSources sources() { return {mBoards, mVersions, mDrops, mClock, mReport}; }
+
+    qzagent::WatchClock mClock;
+    qzagent::ErrorStream mErrors{};
+    qzagent::Report mReport{mErrors};
+    qz::EventQueue mQueue{1, 1};
+    qzagent::DropCounts mDrops{mQueue};
+    std::vector<qzagent::Board> mBoards{};
+    qzagent::LibvqmVersions mVersions{};
+};
+
 using PcapngFileTest = CaptureFixture;
 
 TEST_F(PcapngFileTest, KeepsTheWholeBlocksOfAWriteThatFails)
@@ -95,15 +109,8 @@ TEST_F(PcapngFileTest, KeepsWhatAnotherProcessAppended)
 
 TEST_F(PcapngFileTest, ANewSectionBeginsWhenTheWallClockIsSet)
 {
-    qzagent::ErrorStream errors;
-    qzagent::Report report(errors);
-    qz::EventQueue const queue(1, 1);
-    qzagent::DropCounts const drops(queue);
-    qzagent::WatchClock const clock;
-    std::vector<qzagent::Board> const boards;
-    qzagent::LibvqmVersions const versions;
-    PcapngRecorder recorder({mPath, "capture", {}, {}, std::chrono::seconds(0)},
-                            {boards, versions, drops, clock, report});
+    RecorderHost host;
+    PcapngRecorder recorder({mPath, "capture", {}, {}, std::chrono::seconds(0)}, host.sources());
     std::string const header = content();
     recorder.startSection();
     std::string const start = header.substr(0, 4);
@@ -129,15 +136,9 @@ std::ptrdiff_t openRemovedFilesIn(std::string const& aFolder)
 
 TEST_F(PcapngFileTest, AFileThatIsNoLongerKeptIsClosed)
 {
-    qzagent::ErrorStream errors;
-    qzagent::Report report(errors);
-    qz::EventQueue const queue(1, 1);
-    qzagent::DropCounts const drops(queue);
-    qzagent::WatchClock const clock;
-    std::vector<qzagent::Board> const boards;
-    qzagent::LibvqmVersions const versions;
+    RecorderHost host;
     PcapngRecorder recorder({mPath, "capture", qzagent::RotateLimit{1, {}}, {1, {}}, std::chrono::hours(1)},
-                            {boards, versions, drops, clock, report});
+                            host.sources());
     for (int i = 0; i < 5; ++i)
     {
         recorder.tick();
@@ -148,15 +149,9 @@ TEST_F(PcapngFileTest, AFileThatIsNoLongerKeptIsClosed)
 
 TEST_F(PcapngFileTest, TheNextFileSkipsTheNumbersOfFilesThatOthersCreate)
 {
-    qzagent::ErrorStream errors;
-    qzagent::Report report(errors);
-    qz::EventQueue const queue(1, 1);
-    qzagent::DropCounts const drops(queue);
-    qzagent::WatchClock const clock;
-    std::vector<qzagent::Board> const boards;
-    qzagent::LibvqmVersions const versions;
+    RecorderHost host;
     PcapngRecorder recorder({mPath, "capture", qzagent::RotateLimit{1, {}}, {1, {}}, std::chrono::hours(1)},
-                            {boards, versions, drops, clock, report});
+                            host.sources());
     std::string const capture = contentOf(mPath + "-00001.pcapng");
     mFolder.write("events.capture-00002.pcapng", "a text");
     mFolder.write("events.capture-00003.pcapng", capture);
@@ -170,13 +165,7 @@ TEST_F(PcapngFileTest, TheNextFileSkipsTheNumbersOfFilesThatOthersCreate)
 
 TEST_F(PcapngFileTest, AFileThatAnotherProgramOverwritesIsNotChanged)
 {
-    qzagent::ErrorStream errors;
-    qzagent::Report report(errors);
-    qz::EventQueue const queue(1, 1);
-    qzagent::DropCounts const drops(queue);
-    qzagent::WatchClock const clock;
-    std::vector<qzagent::Board> const boards;
-    qzagent::LibvqmVersions const versions;
+    RecorderHost host;
     for (bool const isRotated : {false, true})
     {
         std::string const path = mPath + (isRotated ? "-00001.pcapng" : "");
@@ -186,15 +175,14 @@ TEST_F(PcapngFileTest, AFileThatAnotherProgramOverwritesIsNotChanged)
         std::string capture;
         {
             PcapngRecorder const other({mPath + "-other", "other", {}, {}, std::chrono::seconds(0)},
-                                       {boards, versions, drops, clock, report});
+                                       host.sources());
             capture = contentOf(mPath + "-other");
         }
         for (std::string const& content : {std::string("text"), std::string(100'000, 'x'), capture})
         {
-            PcapngRecorder recorder({mPath, mPath, rotate, {}, std::chrono::seconds(0)},
-                                    {boards, versions, drops, clock, report});
+            PcapngRecorder recorder({mPath, mPath, rotate, {}, std::chrono::seconds(0)}, host.sources());
             qz::QueuedEvent event{};
-            event.mHead.mTime = clock.now();
+            event.mHead.mTime = host.mClock.now();
             recorder.take(event, nullptr);
             std::ofstream(path, std::ios::binary) << content;
             recorder.finish();
@@ -202,7 +190,7 @@ TEST_F(PcapngFileTest, AFileThatAnotherProgramOverwritesIsNotChanged)
             EXPECT_EQ(recorder.name(), replacement);
             EXPECT_EQ(recorder.written(), 1u) << "the event that was not written yet is in the other file";
             EXPECT_EQ(contentOf(replacement).substr(0, 4), "\n\r\r\n");
-            EXPECT_THAT(report.document("watch", {}),
+            EXPECT_THAT(host.mReport.document("watch", {}),
                         HasSubstr(path + " was deleted or replaced; the recording continues in " +
                                   (isRotated ? "a new file" : replacement)));
             std::filesystem::remove(path);
@@ -215,17 +203,10 @@ TEST_F(PcapngFileTest, RecordsTimesAfter2038)
 {
     static constexpr std::uint64_t seconds = 2'218'096'800;  // 2040-04-15T10:00:00Z
     auto const now = []() noexcept { return qzagent::ReceptionTime(std::chrono::seconds(seconds)); };
-    qzagent::ErrorStream errors;
-    qzagent::Report report(errors);
-    qz::EventQueue const queue(1, 1);
-    qzagent::DropCounts const drops(queue);
-    qzagent::WatchClock const clock(now, now);
-    std::vector<qzagent::Board> const boards;
-    qzagent::LibvqmVersions const versions;
-    PcapngRecorder recorder({mPath, "capture", {}, {}, std::chrono::seconds(0)},
-                            {boards, versions, drops, clock, report});
+    RecorderHost host{qzagent::WatchClock(now, now)};
+    PcapngRecorder recorder({mPath, "capture", {}, {}, std::chrono::seconds(0)}, host.sources());
     qz::QueuedEvent event{};
-    event.mHead.mTime = clock.now();
+    event.mHead.mTime = host.mClock.now();
     recorder.take(event, nullptr);
     recorder.finish();
 

@@ -34,14 +34,20 @@ bool isRemoved(Descriptor const& aFile)
 
 DiskSync::DiskSync(std::chrono::seconds aInterval) : mThread([this, aInterval] { run(aInterval); }) {}
 
-DiskSync::~DiskSync()
+DiskSync::~DiskSync() { finish(); }
+
+int DiskSync::finish()
 {
     {
         std::lock_guard const lock(mMutex);
         mIsEnded = true;
     }
     mDue.notify_one();
-    mThread.join();
+    if (mThread.joinable())
+    {
+        mThread.join();
+    }
+    return error();
 }
 
 void DiskSync::follow(File const& aFile)
@@ -81,8 +87,10 @@ void DiskSync::run(std::chrono::seconds aInterval)
 {
     std::unique_lock lock(mMutex);
     auto const isDue = [this] { return mIsEnded || mFiles.size() >= manyFiles; };
-    for (mDue.wait_for(lock, aInterval, isDue); !mIsEnded; mDue.wait_for(lock, aInterval, isDue))
+    for (bool isLast = false; !isLast;)
     {
+        mDue.wait_for(lock, aInterval, isDue);
+        isLast = mIsEnded;
         std::set<File> files = std::exchange(mFiles, {});
         mTaken.notify_one();
         files.insert(mCurrent);

@@ -36,6 +36,10 @@ public:
     /// @return the number of the last error that the device reported; 0 for none
     int error() const;
 
+    /// Synchronises all files a last time. Nothing may be followed afterwards.
+    /// @return as error()
+    int finish();
+
 private:
     void run(std::chrono::seconds aInterval);
 

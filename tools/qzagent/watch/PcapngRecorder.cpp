@@ -72,6 +72,11 @@ void PcapngRecorder::finish()
 {
     endSection();
     mFile->file().sync();
+    int const error = mSync ? mSync->finish() : 0;
+    if (error != 0)
+    {
+        mFile->file().refuse(std::strerror(error));
+    }
 }
 
 void PcapngRecorder::tick()
