@@ -23,7 +23,7 @@ namespace anonymise
 /// Replaces originals with pseudonyms: World Wide Names, addresses (FC IDs), names of hosts, serial numbers, symbolic
 /// names and names of OS devices. The same original has the same pseudonym wherever it is found with the same key. It
 /// learns the originals first, and then finds them in texts and bytes too. Texts of fewer than four characters are
-/// replaced where a document has them as values, but are not searched elsewhere, because they would be found everywhere.
+/// replaced where a document has them as values, but not searched elsewhere, because they would be found everywhere.
 /// Names of hosts of fewer than four characters are also replaced where they are whole words.
 /// Symbolic names often contain names of hosts. A word of a symbolic name is the name of a host if it follows HN:,
 /// Host:, Hostname: or Host Name: (or = instead of the colon), or if it has the form of a name with a domain.
@@ -82,10 +82,10 @@ public:
     /// @param aDocument a document of the tool, from which the originals need not have been learned
     nlohmann::ordered_json anonymisedDocument(nlohmann::ordered_json const& aDocument) const;
 
-    /// Replaces the same as in a text, learned long names, and learned names as 8 bytes in either byte order. An address as 3 bytes is not
-    /// recognised. Texts are also found in UTF-16, and names as two 32-bit words in another byte order. Sizes are
-    /// unchanged: a text is replaced with the beginning of its pseudonym's digits. Eight bytes remain if only one of
-    /// them is other than zero, because numbers look the same.
+    /// Replaces the same as in a text, learned long names, and learned names as 8 bytes in either byte order. An address
+    /// as 3 bytes is not recognised. Texts are also found in UTF-16, and names as two 32-bit words in another byte order.
+    /// Sizes are unchanged: a text is replaced with the beginning of its pseudonym's digits. Eight bytes remain if only
+    /// one of them is other than zero, because numbers look the same.
     void anonymise(unsigned char* aBytes, std::size_t aSize) const;
 
 private:

@@ -9,8 +9,8 @@
 
 namespace anonymise
 {
-/// Keeps the format of the name (NAA) and its vendor (OUI), and replaces everything else. Different names have different
-/// pseudonyms. The name of eight zero bytes, which stands for no name, remains.
+/// Keeps the format of the name (NAA) and its vendor (OUI), and replaces everything else. Different names have
+/// different pseudonyms. The name of eight zero bytes, which stands for no name, remains.
 Name pseudonymOf(Name const& aName, KeyedHash const& aHash);
 
 /// @param aAddress an FC ID, of which the lowest 24 bits are replaced
