@@ -230,7 +230,8 @@ Name exchanged(Name const& aName)
 /// byte is other than zero.
 bool isDistinct(Name const& aBytes)
 {
-    return std::count(aBytes.begin(), aBytes.end(), 0) < std::ptrdiff_t{sizeOfName} - 1;
+    auto const zeros = std::count(aBytes.begin(), aBytes.end(), 0);
+    return zeros < std::ptrdiff_t{sizeOfName} - 1;
 }
 }  // namespace
 

@@ -240,7 +240,7 @@ bool BlockReader::hasBetterInIt(Candidate const& aBlock)
     {
         for (ByteOrder const order : {ByteOrder::native, ByteOrder::swapped})
         {
-            Candidate const other = completeBlockAt(place, order);
+            Candidate const other = completeBlockAt(place, order, true);
             if (other.mFinding != Finding::block || place + other.mSize <= aBlock.mSize)
             {
                 continue;
@@ -257,12 +257,12 @@ bool BlockReader::hasBetterInIt(Candidate const& aBlock)
 }
 
 /// Reads more of the input if the block requires it.
-BlockReader::Candidate BlockReader::completeBlockAt(std::size_t aPlace, ByteOrder aOrder)
+BlockReader::Candidate BlockReader::completeBlockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched)
 {
-    Candidate found = blockAt(aPlace, aOrder, true);
+    Candidate found = blockAt(aPlace, aOrder, aIsSearched);
     while (found.mFinding == Finding::needsMore && mWindow.readMore())
     {
-        found = blockAt(aPlace, aOrder, true);
+        found = blockAt(aPlace, aOrder, aIsSearched);
     }
     return found;
 }
@@ -272,11 +272,11 @@ unsigned int BlockReader::countBlocks(std::size_t aPlace, ByteOrder aOrder)
 {
     constexpr unsigned int enough = 8;
     unsigned int count = 0;
-    Candidate found = completeBlockAt(aPlace, aOrder);
+    Candidate found = completeBlockAt(aPlace, aOrder, true);
     for (std::size_t place = aPlace; found.mFinding == Finding::block && count < enough; ++count)
     {
         place += found.mSize;
-        found = completeBlockAt(place, found.mOrder);
+        found = completeBlockAt(place, found.mOrder, true);
         count += place == mWindow.size() ? 1 : 0;
     }
     return count;
@@ -284,7 +284,7 @@ unsigned int BlockReader::countBlocks(std::size_t aPlace, ByteOrder aOrder)
 
 /// Looks for a block at the beginning of the window.
 /// @param aOrder the byte order, unless a section begins here, which says its own
-BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder) const
+BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder)
 {
     Candidate const found = blockAt(0, aOrder, mGap || !mOrder);
     bool const isFalse = found.mFinding == Finding::block && crossesBlocks(found);
@@ -337,11 +337,11 @@ BlockReader::Candidate BlockReader::blockAt(std::size_t aPlace, ByteOrder aOrder
 
 /// Whether the block is the start of one block and the start of another one: behind a block that is cut, the length of
 /// a following block of the same size can be where its own repeated length should be. The blocks in it do not end with
-/// it then, unlike blocks that are the data of a packet. Only the bytes in the window are examined, because waiting for
-/// more would delay the last packet of a pipe.
-bool BlockReader::crossesBlocks(Candidate const& aBlock) const
+/// it then, unlike blocks that are the data of a packet. More of the input is read only if the start of a block is in
+/// it, because waiting for more would delay the last packet of a pipe.
+bool BlockReader::crossesBlocks(Candidate const& aBlock)
 {
-    if (blockAt(aBlock.mSize, aBlock.mOrder, false).mFinding != Finding::damage)
+    if (blockAt(aBlock.mSize, aBlock.mOrder, false).mFinding == Finding::block)
     {
         return false;
     }
@@ -350,18 +350,34 @@ bool BlockReader::crossesBlocks(Candidate const& aBlock) const
     for (std::size_t first = 1; first < aBlock.mSize; ++first)
     {
         std::size_t place = first;
-        while (place < aBlock.mSize && !isExamined[place])
+        while (place + blockHeadSize <= aBlock.mSize && !isExamined[place])
         {
             isExamined[place] = true;
-            Candidate const found = blockAt(place, aBlock.mOrder, true);
-            place += found.mFinding == Finding::block ? found.mSize : 0;
+            if (isBlockHead(place, aBlock.mOrder))
+            {
+                Candidate const found = completeBlockAt(place, aBlock.mOrder, true);
+                place += found.mFinding == Finding::block ? found.mSize : 0;
+            }
         }
         if (place > aBlock.mSize)
         {
-            return true;
+            return completeBlockAt(aBlock.mSize, aBlock.mOrder, false).mFinding == Finding::damage;
         }
     }
     return false;
+}
+
+/// Whether the window has the type and a plausible length of a block at the place.
+bool BlockReader::isBlockHead(std::size_t aPlace, ByteOrder aOrder) const
+{
+    unsigned char const* const bytes = mWindow.data() + aPlace;
+    auto const type = readNumber<std::uint32_t>(bytes, aOrder);
+    if (type == static_cast<std::uint32_t>(BlockType::sectionHeader))
+    {
+        return true;  // the bytes behind its head say the byte order of the length
+    }
+    std::size_t const size = readNumber<std::uint32_t>(bytes + sizeof type, aOrder);
+    return isUsual(type) && size >= smallestBlock && size % alignment == 0 && size <= mLargest;
 }
 
 Block BlockReader::take(Candidate const& aCandidate)

@@ -75,11 +75,12 @@ private:
 
     Candidate candidate();
     bool hasBetterInIt(Candidate const& aBlock);
-    Candidate completeBlockAt(std::size_t aPlace, ByteOrder aOrder);
+    Candidate completeBlockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched);
     unsigned int countBlocks(std::size_t aPlace, ByteOrder aOrder);
-    Candidate candidate(ByteOrder aOrder) const;
+    Candidate candidate(ByteOrder aOrder);
     Candidate blockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched) const;
-    bool crossesBlocks(Candidate const& aBlock) const;
+    bool crossesBlocks(Candidate const& aBlock);
+    bool isBlockHead(std::size_t aPlace, ByteOrder aOrder) const;
     std::optional<Block> nextInOrder(AtEnd aAtEnd);
     std::optional<Gap> search(AtEnd aAtEnd);
     Block take(Candidate const& aCandidate);

@@ -143,6 +143,40 @@ TEST_P(PcapngMutationsTest, LoseNoWholeBlock)
     }
 }
 
+/// @return the positions of the ends of all blocks and gaps
+std::vector<std::uint64_t> endsOf(ByteList const& aContent, std::size_t aPiece)
+{
+    MemoryInput input(aContent, aPiece);
+    pcapng::BlockReader reader(input, 65'536);
+    std::vector<std::uint64_t> ends;
+    while (auto const item = reader.next(pcapng::BlockReader::AtEnd::finish))
+    {
+        auto const* const gap = std::get_if<pcapng::Gap>(&*item);
+        std::uint64_t const size = gap != nullptr ? gap->mSize : std::get<pcapng::Block>(*item).whole().mSize;
+        ends.push_back((ends.empty() ? 0 : ends.back()) + size);
+    }
+    return ends;
+}
+
+TEST_P(PcapngMutationsTest, AreReadTheSameInSmallPieces)
+{
+    constexpr unsigned int rounds = 500;
+    std::minstd_rand random(15);
+    for (unsigned int round = 0; round < rounds; ++round)
+    {
+        // A part of the capture over another part makes blocks that begin in other blocks.
+        ByteList content = numberedCapture(GetParam(), random).content();
+        ByteList const other = numberedCapture(GetParam(), random).content();
+        std::size_t const from = random() % other.size();
+        std::size_t const place = random() % content.size();
+        std::size_t const size =
+            std::min({std::size_t{1} + random() % 200, other.size() - from, content.size() - place});
+        std::copy_n(other.begin() + offset(from), size, content.begin() + offset(place));
+        content.erase(content.begin(), content.begin() + offset(random() % 200));
+        ASSERT_EQ(endsOf(content, 7), endsOf(content, content.size() + 1)) << "round " << round;
+    }
+}
+
 ByteList letters(std::size_t aSize) { return ByteList(aSize, 't'); }
 
 /// A block of each type that readers know, as several tools write them: with and without options.
