@@ -3,10 +3,13 @@
 #include <fmt/format-inl.h>
 #include <fmt/format.h>
 
+#include <locale>
+
 FMT_BEGIN_NAMESPACE
 namespace detail
 {
 template thousands_sep_result<char> thousands_sep_impl(locale_ref);
 template char decimal_point_impl(locale_ref);
+template std::locale locale_ref::get<std::locale>() const;
 }  // namespace detail
 FMT_END_NAMESPACE
