@@ -106,7 +106,7 @@ class Looks(unittest.TestCase):
             while server.get()[0] == 503:
                 self.assertLessEqual(len(server.children()), 1)
             self.assertEqual(server.value(
-                'qzagent_look_failures{verb="statistics",call="HBA_GetPortStatistics"}'), 1)
+                'qzagent_look_failures_total{verb="statistics",call="HBA_GetPortStatistics"}'), 1)
             self.assertEqual(server.value('qzagent_look_success{verb="ports"}'), 1)
             self.assertEqual(server.stop(signal.SIGINT), 0)
 
