@@ -157,7 +157,7 @@ class Scraped(unittest.TestCase):
         cls.prometheus.wait(online, 1)
         server.control("change", '{set = {"adapter[0].port[0].state" = "LINKDOWN"}, fault_start = "failure"}')
         cls.prometheus.wait(online, 0)
-        cls.prometheus.wait('qzagent_look_failures_total{call="HBA_GetPortStatistics"} > bool 0', 1)
+        cls.prometheus.wait('increase(qzagent_look_failures_total{call="HBA_GetPortStatistics"}[10m]) > bool 0', 1)
         server.control("fault", "end", "failure")
 
     def test_changes_of_the_state_are_counted(self):
