@@ -316,7 +316,8 @@ test("times far from each other are exact to the millisecond", async () => {
   const times = ["2026-04-11T00:00:00.000000000Z", "2026-01-01T00:00:00.000000000Z", "1970-01-01T00:00:00.000000000Z",
     "2500-01-01T00:00:00.000000000Z", "2026-01-01T00:00:01.001000000Z"];
   for (const order of [times, times.slice().reverse(), times.slice(0, 2), times.slice(1, 3)]) {
-    const page = reportOf("times", order.map((time) => JSON.stringify({ time, board: 0, category: 2, subcategory: 1, payload: "" }) + "\n").join(""));
+    const page = reportOf("times", order.map((time) =>
+      JSON.stringify({ time, board: 0, category: 2, subcategory: 1, payload: "" }) + "\n").join(""));
     const tab = await open(page);
     await tab.waitForSelector('html[data-events="shown"]');
     const sorted = order.slice().sort().map((time) => time.slice(0, 23).replace("T", " "));
@@ -359,8 +360,10 @@ test("invisible characters look as on a terminal", async () => {
     0xe01ef, 0x41, 0xe9, 0x4e2d];
   const name = String.fromCodePoint(...ends) + "\\x41 \\u{41} \\n";
   const toml = Array.from(name, (one) => "\\U" + one.codePointAt(0).toString(16).padStart(8, "0")).join("");
-  const files = report("invisible", `[[adapter]]\nname = "a"\nmodel = "${toml}"\n[[adapter.port]]\nport_wwn = "10:00:00:00:c9:00:00:01"\n`);
-  const picture = execFileSync(agent, ["topology", "--svg", files.bundle], { encoding: "utf8", env: { ...process.env, LC_ALL: "C.UTF-8" } });
+  const files = report("invisible",
+    `[[adapter]]\nname = "a"\nmodel = "${toml}"\n[[adapter.port]]\nport_wwn = "10:00:00:00:c9:00:00:01"\n`);
+  const picture = execFileSync(agent, ["topology", "--svg", files.bundle],
+    { encoding: "utf8", env: { ...process.env, LC_ALL: "C.UTF-8" } });
   const expected = picture.match(/<title>adapter a: (.*)<\/title>/)[1];
   assert.ok(expected.includes("\\u{e0041}"));
   const tab = await open(files.page);

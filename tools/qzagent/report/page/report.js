@@ -14,8 +14,8 @@
   const documents = data.documents;
   const integers = new Intl.NumberFormat("en");
   // The same as in Printable.cpp.
-  const hidden = new RegExp("\\\\(?=[xu])|[\\u0000-\\u001f\\u007f-\\u009f\\u00ad\\u034f\\u061c\\u115f\\u1160\\u17b4\\u17b5" +
-    "\\u180b-\\u180f\\u200b-\\u200f\\u2028-\\u202e\\u2060-\\u206f\\u3164\\ufe00-\\ufe0f\\ufeff\\uffa0\\ufff0-\\ufffb" +
+  const hidden = new RegExp("\\\\(?=[xu])|[\\u0000-\\u001f\\u007f-\\u009f\\u00ad\\u034f\\u061c\\u115f\\u1160" +
+    "\\u17b4\\u17b5\\u180b-\\u180f\\u200b-\\u200f\\u2028-\\u202e\\u2060-\\u206f\\u3164\\ufe00-\\ufe0f\\ufeff\\uffa0\\ufff0-\\ufffb" +
     "\\u{1bca0}-\\u{1bca3}\\u{1d173}-\\u{1d17a}\\u{e0000}-\\u{e0fff}\\p{Cs}]", "gu");
 
   /** What has to change for the paper and back: functions that take whether the page is printed. */
@@ -183,8 +183,8 @@
   const placeOf = (port) => ({ name: port.port_wwn || String(port.index), fabric: port.fabric_name });
 
   /**
-   * All ports with their remote ports. A remote port that no port discovered is behind the only port of its adapter, or,
-   * if there are more, belongs to the adapter alone.
+   * All ports with their remote ports. A remote port that no port discovered is behind the only port of its adapter,
+   * or, if there are more, belongs to the adapter alone.
    */
   function inventory() {
     const found = { adapters: list(documents.inventory && documents.inventory.adapters), ports: [], luns: [],
@@ -240,8 +240,8 @@
   /** What is connected with a port, a target port or a LUN. */
   const connectionsOfPort = (row) => ({ adapter: row.adapter.name, ports: [placeOf(row.port)],
     targets: row.remotes.map((remote) => remote.port_wwn) });
-  const connectionsOfTarget = (adapter, target) => ({ adapter, ports: host.places.get(nameOfPath(adapter, target)) || [],
-    targets: [target] });
+  const connectionsOfTarget = (adapter, target) => ({ adapter,
+    ports: host.places.get(nameOfPath(adapter, target)) || [], targets: [target] });
   const connectionsOfLun = (row) => ({ adapter: row.adapter.name, ports: [placeOf(row.port)],
     targets: [row.remote.port_wwn] });
 
@@ -253,7 +253,8 @@
     const node = data.topology.nodes[selected];
     switch (node.kind) {
       case "adapter": return connections.adapter === node.name;
-      case "port": return connections.adapter === node.adapter && connections.ports.some((port) => port.name === node.name);
+      case "port": return connections.adapter === node.adapter &&
+        connections.ports.some((port) => port.name === node.name);
       case "fabric": return connections.ports.some((port) => port.fabric === node.name);
       default: return connections.targets.some((target) => node.members.includes(target));
     }
@@ -785,8 +786,10 @@
     }
 
     function describe([, ...counts]) {
-      const sum = (from, end) => counts.reduce((all, some) => some.slice(from, end).reduce((one, other) => one + other, all), 0);
-      rangeText.textContent = instant(range[0]) + " to " + instant(range[1]) + " UTC: " + plural(sum(0, bins), "event", "events");
+      const sum = (from, end) => counts.reduce((all, some) =>
+        some.slice(from, end).reduce((part, one) => part + one, all), 0);
+      rangeText.textContent = instant(range[0]) + " to " + instant(range[1]) + " UTC: " +
+        plural(sum(0, bins), "event", "events");
       place.setAttribute("aria-label", "Events over time. " + rangeText.textContent);
       const rows = 20;
       const per = bins / rows;
