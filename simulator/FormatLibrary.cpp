@@ -1,9 +1,9 @@
 // Compiles the part of {fmt} that its headers do not contain. libqzsim.so then does not have to link the library, and
 // this part is compiled only once.
+#include <locale>
+
 #include <fmt/format-inl.h>
 #include <fmt/format.h>
-
-#include <locale>
 
 FMT_BEGIN_NAMESPACE
 namespace detail
