@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <vector>
 
 #include <hbaapi.h>
