@@ -35,6 +35,8 @@ namespace qzsim
 {
 namespace
 {
+constexpr char const* callForLuns = "HBA_SendReportLUNs";
+
 /// What a call is for.
 struct Subject
 {
@@ -62,6 +64,14 @@ struct SeenFault
     std::uint32_t mStatus;
     Bytes mSense;
     std::string mShape;  ///< the key and value of a scenario; empty for a call that failed
+};
+
+/// The LUNs that a target has reported.
+struct SeenReport
+{
+    Subject mSubject;
+    std::size_t mNumber;  ///< counted among the calls of the function for the subject
+    std::set<std::optional<std::uint16_t>> mLuns;
 };
 
 /// The attributes of a port; none if they could not be read.
@@ -245,6 +255,19 @@ private:
     std::uint32_t mInvented = 0;
 };
 
+/// @return the LUN that the first two bytes of its SCSI encoding stand for; none for another encoding
+std::optional<std::uint16_t> lunOf(std::uint8_t aFirst, std::uint8_t aSecond)
+{
+    constexpr std::uint8_t flat = 0x40;
+    constexpr std::uint8_t methods = 0xc0;
+    constexpr std::uint8_t bits = 0x3f;
+    if (aFirst != 0 && (aFirst & methods) != flat)
+    {
+        return std::nullopt;
+    }
+    return static_cast<std::uint16_t>((aFirst & bits) << CHAR_BIT | aSecond);
+}
+
 /// Collects what the calls have shown.
 class Survey
 {
@@ -260,6 +283,27 @@ public:
     std::vector<SeenAdapter> const& adapters() const { return mAdapters; }
 
     std::vector<SeenFault> const& faults() const { return mFaults; }
+
+    std::vector<SeenReport> const& reports() const { return mReports; }
+
+    void addFault(SeenFault const& aFault)
+    {
+        auto const isBefore = [&](SeenFault const& aOther)
+        {
+            return aOther.mLast + 1 == aFault.mFirst && aOther.mFunction == aFault.mFunction &&
+                   aOther.mSubject == aFault.mSubject && aOther.mStatus == aFault.mStatus &&
+                   aOther.mSense == aFault.mSense && aOther.mShape == aFault.mShape;
+        };
+        auto const before = std::find_if(mFaults.rbegin(), mFaults.rend(), isBefore);
+        if (before == mFaults.rend())
+        {
+            mFaults.push_back(aFault);
+        }
+        else
+        {
+            before->mLast = aFault.mLast;
+        }
+    }
 
 private:
     SeenAdapter& adapterNamed(std::string const& aName)
@@ -315,7 +359,21 @@ private:
             {
                 addFault({aCall.mFunction, aSubject, number, number, aStatus, {}, shapeOf(mWritten)});
             }
+            else if (aCall.mFunction == callForLuns)
+            {
+                takeReport(aCall, aSubject, number);
+            }
         }
+    }
+
+    void takeReport(RecordedCall const& aCall, Subject const& aSubject, std::size_t aNumber)
+    {
+        SeenReport report{aSubject, aNumber, {}};
+        for (Bytes const& lun : lunsIn(bytesOf(aCall.mResults, "response"), mWritten))
+        {
+            report.mLuns.insert(lunOf(lun[0], lun[1]));
+        }
+        mReports.push_back(std::move(report));
     }
 
     /// @return the least number of bytes that a whole answer has
@@ -428,25 +486,6 @@ private:
         }
     }
 
-    void addFault(SeenFault const& aFault)
-    {
-        auto const isBefore = [&](SeenFault const& aOther)
-        {
-            return aOther.mLast + 1 == aFault.mFirst && aOther.mFunction == aFault.mFunction &&
-                   aOther.mSubject == aFault.mSubject && aOther.mStatus == aFault.mStatus &&
-                   aOther.mSense == aFault.mSense && aOther.mShape == aFault.mShape;
-        };
-        auto const before = std::find_if(mFaults.rbegin(), mFaults.rend(), isBefore);
-        if (before == mFaults.rend())
-        {
-            mFaults.push_back(aFault);
-        }
-        else
-        {
-            before->mLast = aFault.mLast;
-        }
-    }
-
     void takeAnswer(RecordedCall const& aCall, SeenAdapter& aAdapter) const
     {
         SeenPort* const port = aCall.mArguments.contains("port") && aCall.mArguments["port"].is_number()
@@ -512,6 +551,7 @@ private:
         mNames;  ///< of adapters by library and index
     std::map<std::pair<std::string, Subject>, std::size_t> mCounts;
     std::vector<SeenFault> mFaults;
+    std::vector<SeenReport> mReports;
     WrittenSizes mSizes;
     std::size_t mWritten = 0;  ///< of the last answer to a SCSI command
 };
@@ -522,19 +562,6 @@ Bytes unitOf(HBA_FCPSCSIENTRY const& aEntry)
     auto const* const lun = reinterpret_cast<unsigned char const*>(&aEntry.FcpId.FcpLun);
     unit.insert(unit.end(), lun, lun + sizeof aEntry.FcpId.FcpLun);
     return unit;
-}
-
-/// @return the LUN that the first two bytes of its SCSI encoding stand for; none for another encoding
-std::optional<std::uint16_t> lunOf(std::uint8_t aFirst, std::uint8_t aSecond)
-{
-    constexpr std::uint8_t flat = 0x40;
-    constexpr std::uint8_t methods = 0xc0;
-    constexpr std::uint8_t bits = 0x3f;
-    if (aFirst != 0 && (aFirst & methods) != flat)
-    {
-        return std::nullopt;
-    }
-    return static_cast<std::uint16_t>((aFirst & bits) << CHAR_BIT | aSecond);
 }
 
 /// How the HBA library writes the LUNs of an adapter.
@@ -908,7 +935,52 @@ void writeFault(Writer& aWriter, Survey const& aSurvey, SeenFault const& aFault,
     }
 }
 
-void writeAdapter(Writer& aWriter, SeenAdapter const& aAdapter)
+/// The LUNs of the targets in the scenario.
+using Luns = std::map<Subject, std::vector<std::uint16_t>>;
+
+/// Puts the LUNs that a target does not report at the end, where a fault can leave them out of the list.
+void arrangeLuns(Survey const& aSurvey, Subject const& aTarget, SeenRemotePort& aPort)
+{
+    auto const& reports = aSurvey.reports();
+    auto const last = std::find_if(reports.rbegin(), reports.rend(),
+                                   [&](SeenReport const& aReport) { return aReport.mSubject == aTarget; });
+    if (last != reports.rend())
+    {
+        std::stable_partition(aPort.mLuns.begin(), aPort.mLuns.end(),
+                              [&](auto const& aLun) { return last->mLuns.count(aLun.first) != 0; });
+    }
+}
+
+/// @return for each report that lacks LUNs at the end of those of the target, a fault
+std::vector<SeenFault> faultsOfReports(std::vector<SeenReport> const& aReports, Luns const& aLuns)
+{
+    std::vector<SeenFault> faults;
+    for (SeenReport const& report : aReports)
+    {
+        auto const target = aLuns.find(report.mSubject);
+        if (target == aLuns.end() || report.mLuns.size() >= target->second.size())
+        {
+            continue;
+        }
+        auto const end = target->second.begin() + static_cast<std::ptrdiff_t>(report.mLuns.size());
+        bool const isBeginning = std::all_of(
+            target->second.begin(), end, [&](std::uint16_t aLun) { return report.mLuns.count(aLun) != 0; });
+        if (isBeginning)
+        {
+            faults.push_back({callForLuns,
+                              report.mSubject,
+                              report.mNumber,
+                              report.mNumber,
+                              HBA_STATUS_OK,
+                              {},
+                              fmt::format("missing = {}", target->second.end() - end)});
+        }
+    }
+    return faults;
+}
+
+/// @param aLuns receives those of the targets of the adapter
+void writeAdapter(Writer& aWriter, Survey const& aSurvey, SeenAdapter const& aAdapter, Luns& aLuns)
 {
     bool const isInteger = isIntegerStyle(aAdapter);
     aWriter.table("adapter");
@@ -948,6 +1020,20 @@ void writeAdapter(Writer& aWriter, SeenAdapter const& aAdapter)
         remotePorts.push_back(remotePortsOf(ports[index], unread, takesAll));
     }
     assignLuns(aAdapter, isInteger, remotePorts);
+    for (SeenRemotePorts& ofPort : remotePorts)
+    {
+        for (SeenRemotePort& remotePort : ofPort)
+        {
+            Subject const target{aAdapter.mName, remotePort.name(), {}};
+            arrangeLuns(aSurvey, target, remotePort);
+            // The first port that sees a target gets the calls.
+            auto const [place, isNew] = aLuns.try_emplace(target);
+            for (auto const& [lun, entry] : remotePort.mLuns)
+            {
+                isNew ? place->second.push_back(lun) : void();
+            }
+        }
+    }
     for (std::size_t index = 0; index < ports.size(); ++index)
     {
         writePort(aWriter, aAdapter, ports[index], remotePorts[index]);
@@ -1092,13 +1178,18 @@ void writeDiagnostics(Writer& aWriter, Recording const& aRecording, std::vector<
 
 std::string scenarioOf(Recording const& aRecording)
 {
-    Survey const survey(aRecording);
+    Survey survey(aRecording);
     checkGaps(survey.adapters());
     Writer writer;
+    Luns luns;
     writer.comment("A scenario of what the calls of a recording have shown.");
     for (SeenAdapter const& adapter : survey.adapters())
     {
-        writeAdapter(writer, adapter);
+        writeAdapter(writer, survey, adapter, luns);
+    }
+    for (SeenFault const& fault : faultsOfReports(survey.reports(), luns))
+    {
+        survey.addFault(fault);
     }
     std::vector<Bytes> const boards = boardsIn(aRecording);
     for (SeenFault const& fault : survey.faults())

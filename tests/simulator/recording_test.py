@@ -686,6 +686,13 @@ second_wwn = "10:00:00:00:c9:00:00:02"
                     self.assert_same_output(ADAPTERS + f'[[fault]]\ncall = "{call}"\nnth = 1\n{shape}\n',
                                             QZAGENT, "inventory", "--luns", "--json")
 
+    def test_gives_the_same_luns_that_are_not_reported(self):
+        for missing in (1, 3, 4):
+            with self.subTest(missing):
+                fault = f'[[fault]]\ncall = "HBA_SendReportLUNs"\nnth = 1\nmissing = {missing}\n'
+                self.assert_same_output(ADAPTERS.replace("luns = 4", "luns = [7, 3, 300, 0]") + fault,
+                                        QZAGENT, "inventory", "--luns", "--json")
+
     def note_of(self, scenario):
         """What the conversion says about a recording of an inventory."""
         self.file.unlink(missing_ok=True)
@@ -695,7 +702,7 @@ second_wwn = "10:00:00:00:c9:00:00:02"
         return result.stderr
 
     def test_says_which_answers_a_scenario_does_not_have(self):
-        for fault, note in (('call = "HBA_SendReportLUNs"; nth = 1; missing = 1',
+        for fault, note in (('call = "HBA_SendReportLUNs"; nth = 1; list_length = 40',
                              r"1 of 1 calls of HBA_SendReportLUNs have other answers than in the recording; the first is "
                              r"HBA_SendReportLUNs\(.*target 50000000ab000001\), which has another response"),
                             ('call = "HBA_GetFcpTargetMapping"; nth = 1; count = 6; entries = 3',
