@@ -157,7 +157,7 @@ class Scraped(unittest.TestCase):
         cls.prometheus.wait(online, 1)
         server.control("change", '{set = {"adapter[0].port[0].state" = "LINKDOWN"}, fault_start = "failure"}')
         cls.prometheus.wait(online, 0)
-        cls.prometheus.wait('qzagent_look_failures{call="HBA_GetPortStatistics"} > bool 0', 1)
+        cls.prometheus.wait('increase(qzagent_look_failures_total{call="HBA_GetPortStatistics"}[10m]) > bool 0', 1)
         server.control("fault", "end", "failure")
 
     def test_changes_of_the_state_are_counted(self):
@@ -178,6 +178,13 @@ class Scraped(unittest.TestCase):
 
     def test_a_port_that_is_down_keeps_its_state_and_has_no_speed(self):
         self.assertEqual(self.prometheus.value(f'sum(qzagent_port_state{{{PORT_1}}})'), 1)
+
+    def test_latencies_and_failures_are_counted_over_all_looks(self):
+        count = "qzagent_target_latency_seconds_count"
+        self.assertEqual(self.prometheus.value(f"max(resets({count}[10m]))"), 0)
+        self.assertGreater(self.prometheus.value(f"min(increase({count}[10m]))"), 0)
+        failures = 'qzagent_look_failures_total{call="HBA_GetPortStatistics"}'
+        self.assertEqual(self.prometheus.value(f"max_over_time({failures}[10m]) - {failures}"), 0)
 
     def test_scrapes_negotiate_open_metrics(self):
         metadata = self.prometheus.ask("metadata", metric="qzagent_port_transmitted_bytes")

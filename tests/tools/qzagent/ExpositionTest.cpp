@@ -17,7 +17,8 @@ TEST(Exposition, IsOpenMetricsForAScraperThatPrefersIt)
           "Application/OpenMetrics-Text; version=1.0.0; charset=utf-8", "application/openmetrics-text",
           "text/plain;q=0.7, application/openmetrics-text ; q=0.70", "application/openmetrics-text;q=0.001",
           "text/plain;version=1.0.0, application/openmetrics-text;q=0.5",
-          "application/openmetrics-text;q=1.000,text/plain;q=0.999"})
+          "application/openmetrics-text;q=1.000,text/plain;q=0.999",
+          "application/openmetrics-text;version=\"1.0.0\""})
     {
         EXPECT_EQ(expositionFor(accept), Exposition::openMetrics) << accept;
     }

@@ -1266,7 +1266,7 @@ RandomChange const changesOfPaths[] = {&renumberAllDevices, &changeFcIds,  &take
 
 TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
 {
-    for (unsigned int seed = 0; seed < 60; ++seed)
+    for (unsigned int seed = 0; seed < 20; ++seed)
     {
         Random random(seed);
         HostShape const shape = randomShape(random);
@@ -1305,7 +1305,7 @@ TEST(HostChanges, OfAGeneratedChangeAreExactlyThatChange)
 
 TEST(HostChanges, AreMirroredWhenTheLooksAreExchanged)
 {
-    for (unsigned int seed = 0; seed < 60; ++seed)
+    for (unsigned int seed = 0; seed < 20; ++seed)
     {
         SCOPED_TRACE(seed);
         Random random(seed);

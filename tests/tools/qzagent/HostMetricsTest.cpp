@@ -19,6 +19,7 @@
 namespace
 {
 using qzagent::Look;
+using qzagent::LookTotals;
 using qzagent::Metric;
 using testing::HasSubstr;
 using testing::Not;
@@ -36,10 +37,18 @@ Look lookOf(std::string const& aVerb, std::string const& aKeys, int aExitStatus 
             std::chrono::milliseconds(1500), system_clock::time_point(end), nullptr};
 }
 
+/// Adds the looks to the totals.
 /// @return the text of the metrics
+std::string metricsAfter(std::vector<Look> const& aLooks, LookTotals& aTotals)
+{
+    std::string const text = textOf(qzagent::metricsOf(aLooks, aTotals), qzagent::Exposition::text);
+    return text + textOf(qzagent::metricsOf(aTotals), qzagent::Exposition::text);
+}
+
 std::string metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious)
 {
-    return textOf(qzagent::metricsOf(aLooks, aPrevious), qzagent::Exposition::text);
+    LookTotals totals = qzagent::lastSuccessesIn(aPrevious, aLooks);
+    return metricsAfter(aLooks, totals);
 }
 
 std::string metricsIn(Look const& aLook) { return metricsOf({aLook}, ""); }
@@ -209,9 +218,95 @@ TEST(HostMetrics, HaveTheLatenciesOfTargetPortsThatAnsweredInSeconds)
     EXPECT_THAT(text,
                 HasSubstr(fmt::format("\n{0}_bucket{{{1},le=\"1e-05\"}} 1\n{0}_bucket{{{1},le=\"2e-05\"}} 2\n"
                                       "{0}_bucket{{{1},le=\"+Inf\"}} 3\n{0}_sum{{{1}}} 0.001234567\n"
-                                      "{0}_count{{{1}}} 3\n# ",
+                                      "{0}_count{{{1}}} 3\n",
                                       name, target)));
     EXPECT_THAT(text, Not(HasSubstr("ab:00:00:02")));
+}
+
+/// @param aTargets elements of the list of target ports, as JSON
+Look latencyOf(std::string const& aTargets, int aExitStatus = 0)
+{
+    return lookOf("latency",
+                  R"("adapters": [{"index": 0, "name": "fc0", "target_ports": [)" + aTargets + "]}]",
+                  aExitStatus);
+}
+
+/// @param aBucketEnd in microseconds
+std::string answeringTarget(int aNumber, int aBucketEnd = 10)
+{
+    return fmt::format(R"({{"port_wwn": "50:00:00:00:ab:00:00:0{}", "latencies": {{"io_count": 3,
+        "latency_us": {{"sum": 1500000}}, "record": {{"buckets": [{{"from_us": 0, "below_us": {}, "count": 2}}]}}}}}})",
+                       aNumber, aBucketEnd);
+}
+
+std::string const silentTarget = R"({"port_wwn": "50:00:00:00:ab:00:00:01", "latencies": {"io_count": 0}})";
+
+/// @return the start of a line of the histogram of a target port
+std::string latencyLine(std::string const& aEnding, int aNumber, std::string const& aLabel = "")
+{
+    return fmt::format(
+        "\nqzagent_target_latency_seconds_{}{{adapter=\"fc0\",target_port=\"50:00:00:00:ab:00:00:0{}\"{}}} ",
+        aEnding, aNumber, aLabel);
+}
+
+TEST(HostMetrics, AddTheLatenciesOfAllLooks)
+{
+    LookTotals totals;
+    metricsAfter({latencyOf(answeringTarget(1))}, totals);
+    metricsAfter({latencyOf(silentTarget)}, totals);
+    std::string const text = metricsAfter({latencyOf(answeringTarget(1))}, totals);
+    EXPECT_THAT(text, HasSubstr(latencyLine("bucket", 1, ",le=\"1e-05\"") + "4\n"));
+    EXPECT_THAT(text, HasSubstr(latencyLine("bucket", 1, ",le=\"+Inf\"") + "6\n"));
+    EXPECT_THAT(text, HasSubstr(latencyLine("sum", 1) + "3\n"));
+    EXPECT_THAT(text, HasSubstr(latencyLine("count", 1) + "6\n"));
+}
+
+TEST(HostMetrics, StartTheLatenciesOfOtherBucketsAgain)
+{
+    LookTotals totals;
+    metricsAfter({latencyOf(answeringTarget(1))}, totals);
+    std::string const text = metricsAfter({latencyOf(answeringTarget(1, 100))}, totals);
+    EXPECT_THAT(text, HasSubstr(latencyLine("bucket", 1, ",le=\"0.0001\"") + "2\n"));
+    EXPECT_THAT(text, HasSubstr(latencyLine("count", 1) + "3\n"));
+    EXPECT_THAT(text, Not(HasSubstr("1e-05")));
+}
+
+TEST(HostMetrics, KeepTheLatenciesOfATargetPortUntilACompleteLookDoesNotListIt)
+{
+    LookTotals totals;
+    metricsAfter({latencyOf(answeringTarget(1) + "," + answeringTarget(2))}, totals);
+    Look lost = latencyOf("");
+    lost.mDocument.reset();
+    for (Look const& incomplete : {latencyOf(answeringTarget(2), 1), lost})
+    {
+        EXPECT_THAT(metricsAfter({incomplete}, totals), HasSubstr(latencyLine("count", 1) + "3\n"));
+    }
+    std::string const text = metricsAfter({latencyOf(answeringTarget(2))}, totals);
+    EXPECT_THAT(text, Not(HasSubstr(latencyLine("count", 1))));
+    EXPECT_THAT(text, HasSubstr(latencyLine("count", 2) + "9\n"));
+}
+
+TEST(HostMetrics, LeaveTheLatenciesUnchangedIfTheDocumentCannotBeRead)
+{
+    LookTotals totals;
+    metricsAfter({latencyOf(answeringTarget(1))}, totals);
+    EXPECT_THAT(metricsAfter({latencyOf(answeringTarget(1) + ", {}")}, totals),
+                HasSubstr(latencyLine("count", 1) + "3\n"));
+}
+
+TEST(HostMetrics, OfTotalsAreTheSameInAnotherProcess)
+{
+    LookTotals totals;
+    metricsAfter({latencyOf(answeringTarget(1))}, totals);
+    metricsAfter({lookOf("ports", R"("adapters": [])", 1, R"([{"severity": "error"}])")}, totals);
+    std::string const text = textOf(qzagent::metricsOf(totals), qzagent::Exposition::text);
+    EXPECT_EQ(textOf(qzagent::metricsOf(qzagent::totalsIn(bytesOf(totals))), qzagent::Exposition::text),
+              text);
+    for (std::string const part :
+         {"latency_seconds_count{", "last_success_timestamp_seconds{", "failures_total{"})
+    {
+        EXPECT_THAT(text, HasSubstr(part));
+    }
 }
 
 TEST(HostMetrics, CallADocumentThatCannotBeReadAFailure)
@@ -220,7 +315,7 @@ TEST(HostMetrics, CallADocumentThatCannotBeReadAFailure)
     {
         std::string const text = metricsIn(latencyWithSum(sum));
         EXPECT_THAT(text, HasSubstr("qzagent_look_success{verb=\"latency\"} 0\n"));
-        EXPECT_THAT(text, HasSubstr("qzagent_look_failures{verb=\"latency\",call=\"other\"} 1\n"));
+        EXPECT_THAT(text, HasSubstr("qzagent_look_failures_total{verb=\"latency\",call=\"other\"} 1\n"));
     }
 }
 
@@ -231,7 +326,7 @@ TEST(HostMetrics, KeepWhatOtherVerbsReadIfOneFails)
     std::string const text = metricsOf({failed, countersOf(R"("tx_frames": 1)")}, "");
     EXPECT_THAT(text, HasSubstr("qzagent_look_success{verb=\"ports\"} 0\n"));
     EXPECT_THAT(text, HasSubstr("qzagent_look_success{verb=\"statistics\"} 1\n"));
-    EXPECT_THAT(text, HasSubstr("qzagent_look_failures{verb=\"ports\",call=\"other\"} 1\n"));
+    EXPECT_THAT(text, HasSubstr("qzagent_look_failures_total{verb=\"ports\",call=\"other\"} 1\n"));
     EXPECT_THAT(text, HasSubstr("qzagent_port_transmitted_frames_total{"));
 }
 
@@ -241,8 +336,21 @@ TEST(HostMetrics, CountFailuresByTheirCall)
         {"severity": "error", "text": "a", "cause": {"function": "HBA_OpenAdapter"}},
         {"severity": "error", "text": "b", "cause": {"function": "HBA_OpenAdapter"}},
         {"severity": "error", "text": "c"}, {"severity": "note", "text": "d"}])"));
-    EXPECT_THAT(text, HasSubstr("\nqzagent_look_failures{verb=\"ports\",call=\"HBA_OpenAdapter\"} 2\n"));
-    EXPECT_THAT(text, HasSubstr("\nqzagent_look_failures{verb=\"ports\",call=\"other\"} 1\n"));
+    EXPECT_THAT(text,
+                HasSubstr("\nqzagent_look_failures_total{verb=\"ports\",call=\"HBA_OpenAdapter\"} 2\n"));
+    EXPECT_THAT(text, HasSubstr("\nqzagent_look_failures_total{verb=\"ports\",call=\"other\"} 1\n"));
+}
+
+TEST(HostMetrics, CountTheFailuresOfAllLooks)
+{
+    Look const failing =
+        lookOf("ports", R"("adapters": [])", 1,
+               R"([{"severity": "error", "text": "a", "cause": {"function": "HBA_OpenAdapter"}}])");
+    LookTotals totals;
+    metricsAfter({failing}, totals);
+    metricsAfter({portsOf(onlinePort)}, totals);
+    EXPECT_THAT(metricsAfter({failing}, totals),
+                HasSubstr("\nqzagent_look_failures_total{verb=\"ports\",call=\"HBA_OpenAdapter\"} 2\n"));
 }
 
 TEST(HostMetrics, HaveTheTimeAndDurationOfASuccess)
@@ -264,6 +372,7 @@ TEST(HostMetrics, KeepTheTimeOfTheLastSuccessAfterAFailure)
     std::string const spoiled = "\nqzagent_last_success_timestamp_seconds{verb=\"ports\"} x";
     EXPECT_THAT(metricsOf({failed}, spoiled), Not(HasSubstr("last_success")));
     EXPECT_THAT(metricsOf({failed}, ""), Not(HasSubstr("last_success")));
+    EXPECT_THAT(metricsOf({countersOf("")}, first), Not(HasSubstr(line)));
 }
 
 /// @return the labels of a metric as the page shows them
@@ -351,8 +460,9 @@ TEST(HostMetrics, NameACallThatDidNotReturn)
     Look failed = portsOf(onlinePort);
     failed.mDocument.reset();
     failed.mCall = "HBA_GetPortStatistics";
-    EXPECT_THAT(metricsIn(failed),
-                HasSubstr("\nqzagent_look_failures{verb=\"ports\",call=\"HBA_GetPortStatistics\"} 1\n"));
+    EXPECT_THAT(
+        metricsIn(failed),
+        HasSubstr("\nqzagent_look_failures_total{verb=\"ports\",call=\"HBA_GetPortStatistics\"} 1\n"));
 }
 
 TEST(HostMetrics, AreAllListed)

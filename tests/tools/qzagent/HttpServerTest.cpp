@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <iterator>
 #include <list>
-#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -106,12 +105,12 @@ protected:
     }
 
     Clock::time_point mNow = Clock::now();
-    std::string mBody = "body\n";
+    std::vector<qzagent::SharedText> mBody{qzagent::shared("body\n")};
     std::vector<HttpRequest> mRequests;
     HttpServer mServer{*qzagent::listenAddressIn("127.0.0.1:0"), [this](HttpRequest const& aRequest)
                        {
                            mRequests.push_back(aRequest);
-                           return HttpResponse{200, "text/plain", std::make_shared<std::string const>(mBody)};
+                           return HttpResponse{200, "text/plain", mBody};
                        }};
     std::list<HttpClient> mClients;
 };
@@ -248,14 +247,36 @@ TEST_F(HttpServerTest, EndsAConnectionThatTheClientDoesNotClose)
 
 TEST_F(HttpServerTest, SendsALargeResponseToAClientThatReadsSlowly)
 {
-    mBody = std::string(std::size_t{16} << 20U, 'x');
+    mBody = {qzagent::shared(std::string(std::size_t{16} << 20U, 'x'))};
     std::string const text = responseTo("GET / HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(text.size() - text.find("\r\n\r\n") - 4, mBody.size());
+    EXPECT_EQ(text.size() - text.find("\r\n\r\n") - 4, mBody.front().mText.size());
+}
+
+TEST_F(HttpServerTest, SendsThePartsOfAResponseOneBehindTheOther)
+{
+    std::string const large(std::size_t{5} << 20U, 'x');
+    mBody = {
+        qzagent::shared("a"), {}, qzagent::shared(large), qzagent::shared(large + "b"), qzagent::shared("c")};
+    std::string const text = responseTo("GET / HTTP/1.1\r\n\r\n");
+    EXPECT_TRUE(text.substr(text.find("\r\n\r\n") + 4) == "a" + large + large + "bc");
+}
+
+TEST_F(HttpServerTest, SendsAnEmptyResponse)
+{
+    mBody = {};
+    EXPECT_THAT(responseTo("GET / HTTP/1.1\r\n\r\n"), HasSubstr("Content-Length: 0\r\n"));
+}
+
+TEST_F(HttpServerTest, AnswersOnlyTheFirstOfSeveralRequests)
+{
+    std::string const request = "GET / HTTP/1.1\r\n\r\n";
+    EXPECT_THAT(responseTo(request + request + request), EndsWith("\r\n\r\nbody\n"));
+    EXPECT_EQ(mRequests.size(), 1U);
 }
 
 TEST_F(HttpServerTest, EndsAConnectionThatDoesNotReadItsResponse)
 {
-    mBody = std::string(std::size_t{16} << 20U, 'x');
+    mBody = {qzagent::shared(std::string(std::size_t{16} << 20U, 'x'))};
     request("GET / HTTP/1.1\r\n\r\n");
     serve();
     EXPECT_EQ(mServer.size(), 1U);
@@ -266,7 +287,7 @@ TEST_F(HttpServerTest, EndsAConnectionThatDoesNotReadItsResponse)
 
 TEST_F(HttpServerTest, EndsAConnectionWhoseClientHasLeft)
 {
-    mBody = std::string(std::size_t{16} << 20U, 'x');
+    mBody = {qzagent::shared(std::string(std::size_t{16} << 20U, 'x'))};
     request("GET / HTTP/1.1\r\n\r\n");
     serve();
     mClients.clear();

@@ -75,8 +75,26 @@ TEST(QzagentMetrics, OfOtherPartsAreWrittenIfOneFails)
     EXPECT_THAT(result.mErrors, HasSubstr("qzagent: the metrics of ports are incomplete\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("qzagent_look_success{verb=\"adapters\"} 1\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("qzagent_look_success{verb=\"ports\"} 0\n"));
-    EXPECT_THAT(result.mOutput,
-                HasSubstr("qzagent_look_failures{verb=\"ports\",call=\"HBA_GetFcpTargetMapping\"} 1\n"));
+    EXPECT_THAT(
+        result.mOutput,
+        HasSubstr("qzagent_look_failures_total{verb=\"ports\",call=\"HBA_GetFcpTargetMapping\"} 1\n"));
+}
+
+TEST(QzagentMetrics, OfOtherPortsAreWrittenIfTheAttributesOfOneFail)
+{
+    std::string const counts = "[adapter.port.statistics]\ntx_frames = 7\n";
+    ProcessResult const result =
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) + counts + portNumbered(2) + counts +
+                       fault("HBA_GetAdapterPortAttributes", "1", "HBA_STATUS_ERROR"),
+                   {"metrics"});
+    std::string const second = "{adapter=\"example-fc-0\",port=\"1\",port_wwn=\"10:00:00:00:c9:00:00:02\"";
+    EXPECT_THAT(result.mOutput, HasSubstr("\nqzagent_port_transmitted_frames_total" + second + "} 7\n"));
+    EXPECT_THAT(result.mOutput, HasSubstr("\nqzagent_port_state" + second + ",state=\"ONLINE\"} 1\n"));
+    for (std::string const verb : {"adapters", "ports", "statistics"})
+    {
+        EXPECT_THAT(result.mOutput, HasSubstr("\nqzagent_look_failures_total{verb=\"" + verb +
+                                              "\",call=\"HBA_GetAdapterPortAttributes\"} 1\n"));
+    }
 }
 
 TEST(QzagentMetrics, OfOtherPartsAreWrittenIfOneHangs)
@@ -89,8 +107,9 @@ TEST(QzagentMetrics, OfOtherPartsAreWrittenIfOneHangs)
                 HasSubstr("the process of statistics did not answer within 3 s and was killed: "
                           "HBA_GetPortStatistics has not returned"));
     EXPECT_THAT(result.mOutput, HasSubstr("qzagent_look_success{verb=\"statistics\"} 0\n"));
-    EXPECT_THAT(result.mOutput,
-                HasSubstr("qzagent_look_failures{verb=\"statistics\",call=\"HBA_GetPortStatistics\"} 1\n"));
+    EXPECT_THAT(
+        result.mOutput,
+        HasSubstr("qzagent_look_failures_total{verb=\"statistics\",call=\"HBA_GetPortStatistics\"} 1\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("state=\"ONLINE\"} 1\n"));
 }
 

@@ -76,6 +76,23 @@ TEST(QzagentStatistics, PrintsAPortWhoseCountersCannotBeReadAsFailed)
     EXPECT_EQ(result.mExitStatus, 1);
 }
 
+TEST(QzagentStatistics, ReadsTheOtherPortsIfTheAttributesOfOneFail)
+{
+    std::string const counts = "[adapter.port.statistics]\ntx_frames = 7\n";
+    ProcessResult const result =
+        runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) + counts + portNumbered(2) + counts +
+                       fault("HBA_GetAdapterPortAttributes", "1", "HBA_STATUS_ERROR"),
+                   {"statistics", "--json"});
+    nlohmann::json const document = documentOf(result);
+    EXPECT_EQ(document["adapters"][0]["ports"], (nlohmann::json{{{"index", 1},
+                                                                 {"port_wwn", "10:00:00:00:c9:00:00:02"},
+                                                                 {"counters", {{"tx_frames", 7}}}}}));
+    EXPECT_EQ(document["messages"].size(), 1u);
+    EXPECT_EQ(document["messages"][0]["cause"]["function"], "HBA_GetAdapterPortAttributes");
+    EXPECT_THAT(result.mErrors, HasSubstr("qzagent: example-fc-0: port 0: "));
+    EXPECT_EQ(result.mExitStatus, 1);
+}
+
 TEST(QzagentStatistics, FailWhenTheLibraryAnswersOkWithoutData)
 {
     ProcessResult const result = runAgentOn(adapterNamed("example-fc-0") + portNumbered(1) +

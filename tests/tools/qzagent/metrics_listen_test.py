@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import re
 import signal
 import socket
 import unittest
@@ -33,6 +34,15 @@ HANGING = HOST + '[[fault]]\ncall = "HBA_GetPortStatistics"\nnth = "1+"\nhangs =
 FAILING = HOST + '[[fault]]\ncall = "HBA_GetPortStatistics"\nnth = "1+"\nstatus = "HBA_STATUS_ERROR"\n'
 OPEN_METRICS = "application/openmetrics-text;version=1.0.0,text/plain;version=0.0.4;q=0.5,*/*;q=0.1"
 MOST_CONNECTIONS = 64
+
+
+def has_ipv6_loopback():
+    try:
+        with socket.socket(socket.AF_INET6) as test:
+            test.bind(("::1", 0))
+        return True
+    except OSError:
+        return False
 
 
 class Answers(unittest.TestCase):
@@ -105,8 +115,8 @@ class Looks(unittest.TestCase):
             self.assertEqual(server.get()[0], 503)
             while server.get()[0] == 503:
                 self.assertLessEqual(len(server.children()), 1)
-            self.assertEqual(server.value(
-                'qzagent_look_failures{verb="statistics",call="HBA_GetPortStatistics"}'), 1)
+            self.assertGreaterEqual(server.value(
+                'qzagent_look_failures_total{verb="statistics",call="HBA_GetPortStatistics"}'), 1)
             self.assertEqual(server.value('qzagent_look_success{verb="ports"}'), 1)
             self.assertEqual(server.stop(signal.SIGINT), 0)
 
@@ -118,6 +128,35 @@ class Looks(unittest.TestCase):
             self.assertNotIn("qzagent_look_timestamp_seconds", server.metrics())
             self.assertIn("qzagent: note: a look at the host was lost: was killed by signal 9 (Killed)\n",
                           server.errors())
+
+    def test_failures_and_latencies_are_counted_over_all_looks(self):
+        failures = 'qzagent_look_failures_total{verb="statistics",call="HBA_GetPortStatistics"}'
+        commands = 'qzagent_target_latency_seconds_count{adapter="example-fc-0",target_port="50:00:00:00:ab:00:00:01"}'
+        with MetricsServer(FAILING, "--interval", "1", "--latency") as server:
+            wait_for(lambda: server.value("qzagent_looks_total") >= 3, "three looks")
+            metrics = server.metrics()
+            looks, failed, sent, bucket = (
+                float(re.search(f"^{re.escape(series)} (.*)$", metrics, re.M)[1])
+                for series in ("qzagent_looks_total", failures, commands,
+                               commands.replace("_count", "_bucket").replace("}", ',le="+Inf"}')))
+            self.assertEqual((failed, sent, bucket), (looks, 10 * looks, 10 * looks))
+
+    def test_totals_survive_a_lost_look(self):
+        success = 'qzagent_last_success_timestamp_seconds{verb="ports"}'
+        with MetricsServer(HOST, "--interval", "1", "--latency") as server:
+            self.assertIsNotNone(server.value(success))
+            server.control("fault", "start", '{name = "hanging", call = "HBA_GetPortStatistics", nth = "1+", hangs = true}')
+
+            def is_a_look_lost():
+                for child in server.children():
+                    os.kill(child, signal.SIGKILL)
+                return server.value("qzagent_lost_looks_total") > 0
+
+            wait_for(is_a_look_lost, "a lost look")
+            metrics = server.metrics()
+            self.assertIn(f"\n{success} ", metrics)
+            self.assertIn("\nqzagent_target_latency_seconds_count{", metrics)
+            self.assertNotIn("qzagent_adapters", metrics)
 
     def test_a_failure_of_each_look_is_written_once_and_a_new_one_again(self):
         with MetricsServer(FAILING.replace("[[fault]]", '[[fault]]\nname = "one"'), "--interval", "1") as server:
@@ -139,6 +178,14 @@ class Looks(unittest.TestCase):
         with MetricsServer(HOST, "--allow-remote", address="0.0.0.0:0") as server:
             self.assertIn("/metrics without encryption or authentication\n", server.errors())
             server.metrics()
+
+
+@unittest.skipUnless(has_ipv6_loopback(), "the host has no address ::1")
+class Version6(unittest.TestCase):
+    def test_loopback_is_served(self):
+        with MetricsServer(HOST, address="[::1]:0") as server:
+            self.assertEqual(server.host, "::1")
+            self.assertIn("\nqzagent_looks_total ", server.metrics())
 
 
 class Events(unittest.TestCase):

@@ -80,6 +80,8 @@ MediaRange mediaRangeIn(std::string_view aText)
         else if (name == "version")
         {
             range.mVersion = trimmed(value);
+            range.mVersion.erase(std::remove(range.mVersion.begin(), range.mVersion.end(), '"'),
+                                 range.mVersion.end());
         }
     }
     return range;

@@ -22,6 +22,9 @@
 
 namespace qzagent
 {
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Histogram::Bucket, mBound, mCount)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Histogram, mBuckets, mSum, mCount)
+
 namespace
 {
 constexpr char const* labelsOfPort = "adapter, port, port_wwn";
@@ -43,16 +46,21 @@ constexpr Metric portSpeed{"qzagent_port_speed_bytes_per_second", MetricType::ga
                            labelsOfPort, "Nominal speed of the link: its bits per second divided by 8."};
 constexpr Metric portRemotePorts{"qzagent_port_remote_ports", MetricType::gauge, "remote ports", labelsOfPort,
                                  "Number of remote ports that the port discovered."};
-constexpr Metric portTargets{"qzagent_port_targets", MetricType::gauge, "targets", labelsOfPort,
-                             "Number of targets that the port reaches."};
-constexpr Metric portLuns{"qzagent_port_luns", MetricType::gauge, "LUNs", labelsOfPort,
-                          "Number of mapped LUNs of the targets that the port reaches."};
+constexpr Metric portTargets{
+    "qzagent_port_targets", MetricType::gauge, "target ports", labelsOfPort,
+    "Number of target ports in the adapter's mappings that the port discovered; of all "
+    "if the adapter has one port."};
+constexpr Metric portLuns{
+    "qzagent_port_luns", MetricType::gauge, "LUNs", labelsOfPort,
+    "Number of LUNs mapped on the target ports of qzagent_port_targets, once for each of "
+    "them."};
 constexpr Metric targetPaths{"qzagent_target_paths", MetricType::gauge, "paths", "target",
                              "Number of paths to the target."};
 constexpr Metric lunPaths{"qzagent_lun_paths", MetricType::gauge, "paths", "target, lun",
                           "Number of paths to the target on which the LUN is mapped."};
 constexpr Metric targetLatency{"qzagent_target_latency_seconds", MetricType::histogram, "seconds",
-                               "adapter, target_port", "Latencies of the REPORT LUNS commands of this look."};
+                               "adapter, target_port",
+                               "Latencies of the REPORT LUNS commands since the start."};
 constexpr Metric countersAge{"qzagent_port_counters_age_seconds", MetricType::gauge, "seconds", labelsOfPort,
                              "Time since the counters of the port were reset."};
 constexpr Metric lookSuccess{"qzagent_look_success", MetricType::gauge, "0 or 1", "verb",
@@ -61,8 +69,8 @@ constexpr Metric lookDuration{"qzagent_look_duration_seconds", MetricType::gauge
                               "Duration of the verb."};
 constexpr Metric lastSuccess{"qzagent_last_success_timestamp_seconds", MetricType::gauge,
                              "seconds since 1970", "verb", "Time at which the verb last read everything."};
-constexpr Metric lookFailures{"qzagent_look_failures", MetricType::gauge, "failures", "verb, call",
-                              "Number of failures in this look by the call that failed."};
+constexpr Metric lookFailures{"qzagent_look_failures_total", MetricType::counter, "failures", "verb, call",
+                              "Failures since the start by the call that failed."};
 
 /// A metric of a counter of ports.
 struct CounterMetric
@@ -358,23 +366,33 @@ Histogram histogramOf(DocumentValue const& aLatencies)
     return histogram;
 }
 
-MetricFamilies latencyMetrics(nlohmann::ordered_json const& aJson)
+/// Adds the latencies of the look. Only a complete look shows that a target port is gone, and forgets its latencies.
+/// @throws DocumentError without a change of the totals
+void addLatencies(Look const& aLook, LookTotals& aTotals)
 {
-    MetricFamily family(targetLatency);
+    std::map<std::pair<std::string, std::string>, Histogram> found;
     AdapterLabels labels;
-    for (DocumentValue const& adapter : documentOf("latency", aJson, "latency").listAt("adapters"))
+    for (DocumentValue const& adapter : documentOf("latency", *aLook.mDocument, "latency").listAt("adapters"))
     {
         std::string const name = labels.labelOf(adapter);
         for (DocumentValue const& target : adapter.listAt("target_ports"))
         {
             DocumentValue const latencies = target.at("latencies");
-            if (latencies.has("record"))
-            {
-                family.add({name, target.at("port_wwn").text()}, histogramOf(latencies));
-            }
+            found.try_emplace({name, target.at("port_wwn").text()},
+                              latencies.has("record") ? histogramOf(latencies) : Histogram());
         }
     }
-    return {family};
+    for (auto place = aTotals.mLatencies.begin(); hasEverything(aLook) && place != aTotals.mLatencies.end();)
+    {
+        place = found.count(place->first) == 0 ? aTotals.mLatencies.erase(place) : std::next(place);
+    }
+    for (auto const& [target, histogram] : found)
+    {
+        if (histogram.mCount > 0)
+        {
+            aTotals.mLatencies[target].add(histogram);
+        }
+    }
 }
 
 struct LookMetrics
@@ -386,17 +404,21 @@ struct LookMetrics
 constexpr LookMetrics lookMetrics[] = {{"adapters", &adaptersMetrics},
                                        {"ports", &portsMetrics},
                                        {"statistics", &statisticsMetrics},
-                                       {"inventory", &inventoryMetrics},
-                                       {"latency", &latencyMetrics}};
+                                       {"inventory", &inventoryMetrics}};
 
-/// @return the metrics of the verb
+/// @return the metrics of the verb, except those of the totals, to which it is added
 /// @throws DocumentError
-MetricFamilies metricsIn(Look const& aLook)
+MetricFamilies metricsIn(Look const& aLook, LookTotals& aTotals)
 {
     auto const* const found =
         std::find_if(std::begin(lookMetrics), std::end(lookMetrics),
                      [&](LookMetrics const& aMetrics) { return aLook.mVerb == aMetrics.mVerb; });
-    return found->mMetrics(*aLook.mDocument);
+    if (found != std::end(lookMetrics))
+    {
+        return found->mMetrics(*aLook.mDocument);
+    }
+    addLatencies(aLook, aTotals);
+    return {};
 }
 
 constexpr char const* otherFailure = "other";  // not due to a call
@@ -422,52 +444,6 @@ void append(MetricFamilies const& aOthers, MetricFamilies& aFamilies)
     aFamilies.insert(aFamilies.end(), aOthers.begin(), aOthers.end());
 }
 
-/// The metrics about the looks themselves.
-class OwnMetrics
-{
-public:
-    explicit OwnMetrics(std::string const& aPrevious) : mPrevious(aPrevious) {}
-
-    void add(Look const& aLook, bool aIsSuccess, FailuresByCall const& aFailures)
-    {
-        mSuccess.add({aLook.mVerb}, aIsSuccess ? 1 : 0);
-        mDuration.add({aLook.mVerb}, aLook.mDuration.count());
-        addTime(aLook, aIsSuccess);
-        for (auto const& [call, count] : aFailures)
-        {
-            mFailures.add({aLook.mVerb, call}, count);
-        }
-    }
-
-    MetricFamilies families() const { return {mSuccess, mDuration, mTime, mFailures}; }
-
-private:
-    void addTime(Look const& aLook, bool aIsSuccess)
-    {
-        using Seconds = std::chrono::duration<double>;
-        if (aIsSuccess)
-        {
-            auto const time = std::chrono::floor<std::chrono::seconds>(aLook.mEnd.time_since_epoch());
-            mTime.add({aLook.mVerb}, Seconds(time).count());
-            return;
-        }
-        std::string const line = fmt::format("\n{}{{verb=\"{}\"}} ", lastSuccess.mName, aLook.mVerb);
-        if (std::size_t const place = mPrevious.find(line); place != std::string::npos)
-        {
-            auto const time = std::strtoull(mPrevious.c_str() + place + line.size(), nullptr, decimalBase);
-            if (time > 0)
-            {
-                mTime.add({aLook.mVerb}, static_cast<double>(time));
-            }
-        }
-    }
-
-    std::string const& mPrevious;
-    MetricFamily mSuccess{lookSuccess};
-    MetricFamily mDuration{lookDuration};
-    MetricFamily mTime{lastSuccess};
-    MetricFamily mFailures{lookFailures};
-};
 }  // namespace
 
 bool hasEverything(Look const& aLook)
@@ -476,10 +452,11 @@ bool hasEverything(Look const& aLook)
            aLook.mDocument->value("exit_status", nlohmann::ordered_json()) == 0;
 }
 
-std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious)
+std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, LookTotals& aTotals)
 {
     MetricFamilies families;
-    OwnMetrics own(aPrevious);
+    MetricFamily success(lookSuccess);
+    MetricFamily duration(lookDuration);
     for (Look const& look : aLooks)
     {
         FailuresByCall failures{{look.mCall == nullptr ? otherFailure : look.mCall, 1}};
@@ -489,7 +466,7 @@ std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, std::string
             if (look.mDocument)
             {
                 failures = failuresIn(*look.mDocument);
-                append(metricsIn(look), families);
+                append(metricsIn(look, aTotals), families);
                 isSuccess = hasEverything(look);
             }
         }
@@ -497,10 +474,73 @@ std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, std::string
         {
             failures[otherFailure] = 1;
         }
-        own.add(look, isSuccess, failures);
+        success.add({look.mVerb}, isSuccess ? 1 : 0);
+        duration.add({look.mVerb}, look.mDuration.count());
+        if (isSuccess)
+        {
+            auto const time = std::chrono::floor<std::chrono::seconds>(look.mEnd.time_since_epoch());
+            aTotals.mLastSuccess[look.mVerb] = static_cast<std::uint64_t>(time.count());
+        }
+        for (auto const& [call, count] : failures)
+        {
+            aTotals.mFailures[{look.mVerb, call}] += count;
+        }
     }
-    append(own.families(), families);
+    append({success, duration}, families);
     return families;
+}
+
+std::vector<MetricFamily> metricsOf(LookTotals const& aTotals)
+{
+    MetricFamily latencies(targetLatency);
+    for (auto const& [target, histogram] : aTotals.mLatencies)
+    {
+        latencies.add({target.first, target.second}, histogram);
+    }
+    MetricFamily times(lastSuccess);
+    for (auto const& [verb, time] : aTotals.mLastSuccess)
+    {
+        times.add({verb}, static_cast<double>(time));
+    }
+    MetricFamily failures(lookFailures);
+    for (auto const& [source, count] : aTotals.mFailures)
+    {
+        failures.add({source.first, source.second}, static_cast<double>(count));
+    }
+    return {latencies, times, failures};
+}
+
+LookTotals lastSuccessesIn(std::string const& aText, std::vector<Look> const& aLooks)
+{
+    LookTotals totals;
+    for (Look const& look : aLooks)
+    {
+        std::string const line = fmt::format("\n{}{{verb=\"{}\"}} ", lastSuccess.mName, look.mVerb);
+        if (std::size_t const place = aText.find(line); place != std::string::npos)
+        {
+            auto const time = std::strtoull(aText.c_str() + place + line.size(), nullptr, decimalBase);
+            if (time > 0)
+            {
+                totals.mLastSuccess[look.mVerb] = time;
+            }
+        }
+    }
+    return totals;
+}
+
+std::vector<std::uint8_t> bytesOf(LookTotals const& aTotals)
+{
+    return nlohmann::json::to_cbor({aTotals.mLastSuccess, aTotals.mFailures, aTotals.mLatencies});
+}
+
+LookTotals totalsIn(std::vector<std::uint8_t> const& aBytes)
+{
+    nlohmann::json const json = nlohmann::json::from_cbor(aBytes);
+    LookTotals totals;
+    json.at(0).get_to(totals.mLastSuccess);
+    json.at(1).get_to(totals.mFailures);
+    json.at(2).get_to(totals.mLatencies);
+    return totals;
 }
 
 std::vector<Metric> allMetrics()
@@ -511,8 +551,8 @@ std::vector<Metric> allMetrics()
     {
         metrics.push_back(counter.mMetric);
     }
-    metrics.insert(metrics.end(), {countersAge, targetPaths, lunPaths, targetLatency, lookSuccess,
-                                   lookDuration, lastSuccess, lookFailures});
+    metrics.insert(metrics.end(), {countersAge, targetPaths, lunPaths, lookSuccess, lookDuration,
+                                   targetLatency, lastSuccess, lookFailures});
     return metrics;
 }
 }  // namespace qzagent

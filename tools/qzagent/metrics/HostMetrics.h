@@ -3,8 +3,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -26,11 +29,34 @@ struct Look
 /// @return whether the verb read everything
 bool hasEverything(Look const& aLook);
 
-/// @param aLooks    the verbs adapters, ports, statistics, inventory and latency, each at most once
-/// @param aPrevious an earlier result, which has the times of the last success of verbs that fail now; may be any text
-/// @return all metrics
-std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious);
+/// What a program counts over all its looks.
+struct LookTotals
+{
+    std::map<std::string, std::uint64_t> mLastSuccess;  ///< by verb, in seconds since 1970
+    std::map<std::pair<std::string, std::string>, std::uint64_t> mFailures;  ///< by verb and call
+    std::map<std::pair<std::string, std::string>, Histogram> mLatencies;     ///< by adapter and target port
+};
 
-/// @return every metric that metricsOf() can return, in its order
+/// @param aLooks  the verbs adapters, ports, statistics, inventory and latency, each at most once
+/// @param aTotals to which the looks are added
+/// @return the metrics of these looks
+std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, LookTotals& aTotals);
+
+/// @return the metrics of the totals
+std::vector<MetricFamily> metricsOf(LookTotals const& aTotals);
+
+/// @param aText metrics of an earlier run; may be any text
+/// @return the times of the last success of these verbs in the text
+LookTotals lastSuccessesIn(std::string const& aText, std::vector<Look> const& aLooks);
+
+/// The bytes in which totals are passed from one process to another.
+/// @{
+std::vector<std::uint8_t> bytesOf(LookTotals const& aTotals);
+
+/// @throws std::exception when the bytes are not those of totals
+LookTotals totalsIn(std::vector<std::uint8_t> const& aBytes);
+/// @}
+
+/// @return every metric that these functions can return, in their order
 std::vector<Metric> allMetrics();
 }  // namespace qzagent

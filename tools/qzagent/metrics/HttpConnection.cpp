@@ -9,10 +9,12 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 
 namespace qzagent
 {
@@ -44,12 +46,32 @@ std::string statusLine(int aStatus)
 
 HttpResponse refusal(int aStatus)
 {
-    return {aStatus, "text/plain; charset=utf-8",
-            std::make_shared<std::string const>(statusLine(aStatus) + "\n")};
+    return {aStatus, "text/plain; charset=utf-8", {shared(statusLine(aStatus) + "\n")}};
+}
+
+/// Removes bytes from the start of the texts.
+void removeBytes(std::size_t aCount, std::vector<SharedText>& aTexts)
+{
+    auto text = aTexts.begin();
+    for (; text != aTexts.end() && text->mText.size() <= aCount; ++text)
+    {
+        aCount -= text->mText.size();
+    }
+    if (text != aTexts.end())
+    {
+        text->mText.remove_prefix(aCount);
+    }
+    aTexts.erase(aTexts.begin(), text);
 }
 
 bool wouldBlock() { return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR; }
 }  // namespace
+
+SharedText shared(std::string aText)
+{
+    auto const owner = std::make_shared<std::string const>(std::move(aText));
+    return {owner, *owner};
+}
 
 HttpConnection::HttpConnection(int aSocket, Clock::time_point aNow)
     : mSocket(aSocket), mDeadline(aNow + timeForRequest)
@@ -102,31 +124,42 @@ void HttpConnection::answer(HttpHandler const& aHandler, bool aIsTooLarge)
 {
     std::optional<HttpRequest> const request = aIsTooLarge ? std::nullopt : requestIn(mHead);
     bool const isHead = request && request->mMethod == "HEAD";
-    HttpResponse response = !request ? refusal(aIsTooLarge ? headTooLarge : badRequest)
-                            : isHead || request->mMethod == "GET" ? aHandler(*request)
-                                                                  : refusal(methodNotAllowed);
-    mHead =
+    HttpResponse const response = !request ? refusal(aIsTooLarge ? headTooLarge : badRequest)
+                                  : isHead || request->mMethod == "GET" ? aHandler(*request)
+                                                                        : refusal(methodNotAllowed);
+    std::size_t size = 0;
+    for (SharedText const& text : response.mBody)
+    {
+        size += text.mText.size();
+    }
+    mUnsent.push_back(shared(
         fmt::format("HTTP/1.1 {}\r\nContent-Type: {}\r\nContent-Length: {}\r\n{}Connection: close\r\n\r\n",
-                    statusLine(response.mStatus), response.mContentType, response.mBody->size(),
-                    response.mStatus == methodNotAllowed ? "Allow: GET, HEAD\r\n" : "");
-    mBody = isHead ? nullptr : std::move(response.mBody);
+                    statusLine(response.mStatus), response.mContentType, size,
+                    response.mStatus == methodNotAllowed ? "Allow: GET, HEAD\r\n" : "")));
+    if (!isHead)
+    {
+        mUnsent.insert(mUnsent.end(), response.mBody.begin(), response.mBody.end());
+    }
 }
 
 bool HttpConnection::send(Clock::time_point aNow)
 {
-    std::size_t const bodySize = mBody ? mBody->size() : 0;
-    while (mSent < mHead.size() + bodySize)
+    while (!mUnsent.empty())
     {
-        bool const isHead = mSent < mHead.size();
-        char const* const data = isHead ? mHead.data() + mSent : mBody->data() + (mSent - mHead.size());
-        std::size_t const size = isHead ? mHead.size() - mSent : mHead.size() + bodySize - mSent;
-        ssize_t const sent =
-            ::send(mSocket.number(), data, size, MSG_NOSIGNAL | (isHead && bodySize > 0 ? MSG_MORE : 0));
+        std::vector<iovec> parts;
+        for (SharedText const& text : mUnsent)
+        {
+            parts.push_back({const_cast<char*>(text.mText.data()), text.mText.size()});
+        }
+        msghdr message{};
+        message.msg_iov = parts.data();
+        message.msg_iovlen = parts.size();
+        ssize_t const sent = ::sendmsg(mSocket.number(), &message, MSG_NOSIGNAL);
         if (sent < 0)
         {
             return wouldBlock();
         }
-        mSent += static_cast<std::size_t>(sent);
+        removeBytes(static_cast<std::size_t>(sent), mUnsent);
     }
     // If bytes of the client were still unread at the end, the system would discard the end of the response.
     ::shutdown(mSocket.number(), SHUT_WR);

@@ -7,6 +7,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <poll.h>
 
@@ -15,11 +17,21 @@
 
 namespace qzagent
 {
+/// A text that many connections can send without a copy of it.
+struct SharedText
+{
+    std::shared_ptr<void const> mOwner;  ///< keeps the text
+    std::string_view mText;
+};
+
+/// @return the text with an owner
+SharedText shared(std::string aText);
+
 struct HttpResponse
 {
     int mStatus;
     std::string mContentType;
-    std::shared_ptr<std::string const> mBody;  ///< not null; many connections can send the same
+    std::vector<SharedText> mBody;  ///< one behind the other
 };
 
 using HttpHandler = std::function<HttpResponse(HttpRequest const&)>;
@@ -70,9 +82,8 @@ private:
     Descriptor mSocket;
     Clock::time_point mDeadline;
     Step mStep = Step::receiving;
-    std::string mHead;                         ///< of the request, then of the response
-    std::shared_ptr<std::string const> mBody;  ///< null for a request without one
-    std::size_t mSent = 0;                     ///< number of bytes of head and body
-    std::size_t mDiscarded = 0;                ///< number of bytes after the request
+    std::string mHead;                ///< of the request
+    std::vector<SharedText> mUnsent;  ///< of the response
+    std::size_t mDiscarded = 0;       ///< number of bytes after the request
 };
 }  // namespace qzagent

@@ -104,6 +104,24 @@ char const* nameOf(MetricType aType)
     return names[static_cast<std::size_t>(aType)];
 }
 
+void Histogram::add(Histogram const& aOther)
+{
+    auto const haveSameBound = [](Bucket const& aFirst, Bucket const& aSecond)
+    { return aFirst.mBound == aSecond.mBound; };
+    if (!std::equal(mBuckets.begin(), mBuckets.end(), aOther.mBuckets.begin(), aOther.mBuckets.end(),
+                    haveSameBound))
+    {
+        *this = aOther;
+        return;
+    }
+    for (std::size_t i = 0; i < mBuckets.size(); ++i)
+    {
+        mBuckets[i].mCount += aOther.mBuckets[i].mCount;
+    }
+    mSum += aOther.mSum;
+    mCount += aOther.mCount;
+}
+
 MetricFamily::MetricFamily(Metric const& aMetric) : mMetric(aMetric), mLabelNames(namesIn(aMetric.mLabels)) {}
 
 bool MetricFamily::insert(std::vector<std::string> const& aLabelValues)

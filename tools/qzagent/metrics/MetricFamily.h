@@ -43,8 +43,11 @@ struct Histogram
     };
 
     std::vector<Bucket> mBuckets;  ///< in ascending order, without the last bucket, which has no bound
-    double mSum;
-    std::uint64_t mCount;
+    double mSum = 0;
+    std::uint64_t mCount = 0;
+
+    /// Adds the counts of a histogram. If its bounds are different, it replaces this one.
+    void add(Histogram const& aOther);
 };
 
 /// A metric with its samples.

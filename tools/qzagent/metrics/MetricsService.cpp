@@ -1,6 +1,7 @@
 #include "tools/qzagent/metrics/MetricsService.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstddef>
@@ -10,6 +11,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,7 +20,9 @@
 #include <poll.h>
 
 #include "tools/qzagent/cli/Report.h"
+#include "tools/qzagent/metrics/Exposition.h"
 #include "tools/qzagent/metrics/HostMetrics.h"
+#include "tools/qzagent/metrics/HttpConnection.h"
 #include "tools/qzagent/metrics/MetricFamily.h"
 
 namespace qzagent
@@ -29,9 +33,7 @@ constexpr std::size_t largestMetrics = std::size_t{256} << 20U;
 /// A look whose process does not end although its parts have a limit of time is killed after this additional time.
 constexpr std::chrono::seconds timeToEnd(5);
 
-constexpr char const* textKey = "text";
-constexpr char const* openMetricsKey = "openmetrics";
-constexpr char const* shownKey = "shown";
+constexpr std::array expositions{Exposition::text, Exposition::openMetrics};
 
 constexpr char const* startPage =
     "<!DOCTYPE html>\n<html lang=\"en\"><head><title>qzagent</title></head>\n"
@@ -39,8 +41,67 @@ constexpr char const* startPage =
 
 HttpResponse plainResponse(int aStatus, char const* aText)
 {
-    return {aStatus, "text/plain; charset=utf-8", std::make_shared<std::string const>(aText)};
+    return {aStatus, "text/plain; charset=utf-8", {shared(aText)}};
 }
+
+/// What a look leaves for the next one.
+struct Memory
+{
+    LookTotals mTotals;
+    std::set<std::string> mShown;  ///< messages
+};
+
+ChildProcess::Bytes bytesOf(Memory const& aMemory)
+{
+    return nlohmann::json::to_cbor({bytesOf(aMemory.mTotals), aMemory.mShown});
+}
+
+/// @param aBytes empty before the first look
+Memory memoryIn(ChildProcess::Bytes const& aBytes)
+{
+    if (aBytes.empty())
+    {
+        return {};
+    }
+    nlohmann::json const json = nlohmann::json::from_cbor(aBytes);
+    return {totalsIn(json.at(0).get<ChildProcess::Bytes>()), json.at(1).get<std::set<std::string>>()};
+}
+
+/// Joins the results of a look: a line with their sizes, and then their bytes. The process that serves takes them apart
+/// without reading them, since it must not keep a client waiting.
+/// @{
+ChildProcess::Bytes joinedParts(std::vector<std::string> const& aParts)
+{
+    std::vector<std::size_t> sizes;
+    for (std::string const& part : aParts)
+    {
+        sizes.push_back(part.size());
+    }
+    std::string joined = nlohmann::json(sizes).dump() + "\n";
+    for (std::string const& part : aParts)
+    {
+        joined += part;
+    }
+    return {joined.begin(), joined.end()};
+}
+
+/// @throws std::exception when the bytes have no such line
+std::vector<SharedText> partsOf(ChildProcess::Bytes aBytes)
+{
+    auto const owner = std::make_shared<ChildProcess::Bytes const>(std::move(aBytes));
+    std::string_view rest(reinterpret_cast<char const*>(owner->data()), owner->size());
+    std::size_t const end = std::min(rest.find('\n'), rest.size());
+    auto const sizes = nlohmann::json::parse(rest.substr(0, end)).get<std::vector<std::size_t>>();
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    std::vector<SharedText> parts;
+    for (std::size_t const size : sizes)
+    {
+        parts.push_back({owner, rest.substr(0, size)});
+        rest.remove_prefix(parts.back().mText.size());
+    }
+    return parts;
+}
+/// @}
 }  // namespace
 
 MetricsService::MetricsService(Setting const& aSetting, ServiceOptions const& aOptions)
@@ -86,7 +147,7 @@ void MetricsService::serve()
     {
         mCounts.mIsWatching = mEvents->isWatching();
         mCounts.mEvents = mEvents->totals();
-        mTexts = {};
+        mOwnTexts = {};
     }
     mServer.serve(now);
 }
@@ -113,8 +174,9 @@ ChildProcess::Bytes MetricsService::look()
     // A service manager may send these signals to every process. This one is killed when its parent ends.
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGTERM, SIG_IGN);
+    Memory memory = memoryIn(mMemory);
     // The same failure in each look is written once.
-    Report report(mSetting.mReport.errors(), mShown);
+    Report report(mSetting.mReport.errors(), memory.mShown);
     Setting const setting{
         mSetting.mCommand,    report,           mSetting.mOutput, mSetting.mIsJson, mSetting.mIsTraced,
         mSetting.mIsColoured, mSetting.mPartial};
@@ -128,10 +190,19 @@ ChildProcess::Bytes MetricsService::look()
             messages.learn(*look.mDocument);
         }
     }
-    std::vector<MetricFamily> const families = metricsOf(looks, mPrevious);
-    return nlohmann::json::to_cbor({{textKey, textOf(families, Exposition::text)},
-                                    {openMetricsKey, textOf(families, Exposition::openMetrics)},
-                                    {shownKey, messages.shown()}});
+    memory.mShown = messages.shown();
+    std::vector<std::string> parts;
+    std::vector<MetricFamily> const ofLooks = metricsOf(looks, memory.mTotals);
+    for (auto const& families : {ofLooks, metricsOf(memory.mTotals)})
+    {
+        for (Exposition const exposition : expositions)
+        {
+            parts.push_back(textOf(families, exposition));
+        }
+    }
+    ChildProcess::Bytes const left = bytesOf(memory);
+    parts.emplace_back(left.begin(), left.end());
+    return joinedParts(parts);
 }
 
 void MetricsService::wait()
@@ -171,17 +242,16 @@ void MetricsService::readLook()
     }
 }
 
-void MetricsService::takeLook(ChildProcess::Bytes const& aAnswer)
+void MetricsService::takeLook(ChildProcess::Bytes aAnswer)
 {
-    nlohmann::json answer = nlohmann::json::from_cbor(aAnswer);
-    mHostTexts = {answer.at(textKey).get<std::string>(), answer.at(openMetricsKey).get<std::string>()};
-    mShown = answer.at(shownKey).get<std::set<std::string>>();
-    mPrevious = mHostTexts.front();
+    std::vector<SharedText> const parts = partsOf(std::move(aAnswer));
+    std::string_view const left = parts.at(4).mText;
+    mHostTexts = {parts[0], parts[1]};
+    mTotalTexts = {parts[2], parts[3]};
+    mMemory.assign(left.begin(), left.end());
     ++mCounts.mLooks;
     mCounts.mLookEnd = std::chrono::system_clock::now();
-    mLook.reset();
-    mNextStep = mLookStart + mOptions.mInterval;
-    mTexts = {};
+    endLook();
 }
 
 /// Old metrics would look like those of a host on which nothing changes.
@@ -191,27 +261,41 @@ void MetricsService::loseLook(char const* aReason)
     mHostTexts = {};
     ++mCounts.mLostLooks;
     mCounts.mLookEnd.reset();
-    mLook.reset();
-    mNextStep = mLookStart + mOptions.mInterval;
-    mTexts = {};
+    endLook();
 }
 
-std::shared_ptr<std::string const> const& MetricsService::served(Exposition aExposition)
+void MetricsService::endLook()
+{
+    mLook.reset();
+    mNextStep = mLookStart + mOptions.mInterval;
+    mOwnTexts = {};
+}
+
+std::vector<SharedText> MetricsService::served(Exposition aExposition)
 {
     auto const index = static_cast<std::size_t>(aExposition);
-    if (!mTexts[index])
+    if (!mOwnTexts[index])
     {
-        mTexts[index] = std::make_shared<std::string const>(
-            mHostTexts[index] + textOf(metricsOf(mCounts), aExposition) + lastLineOf(aExposition));
+        mOwnTexts[index] = shared(textOf(metricsOf(mCounts), aExposition) + lastLineOf(aExposition));
     }
-    return mTexts[index];
+    return {mHostTexts[index], mTotalTexts[index], *mOwnTexts[index]};
+}
+
+std::string MetricsService::text()
+{
+    std::string text;
+    for (SharedText const& part : served(Exposition::text))
+    {
+        text += part.mText;
+    }
+    return text;
 }
 
 HttpResponse MetricsService::respond(HttpRequest const& aRequest)
 {
     if (aRequest.mPath == "/")
     {
-        return {200, "text/html; charset=utf-8", std::make_shared<std::string const>(startPage)};
+        return {200, "text/html; charset=utf-8", {shared(startPage)}};
     }
     if (aRequest.mPath != "/metrics")
     {

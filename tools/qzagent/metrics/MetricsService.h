@@ -6,14 +6,15 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
+#include <vector>
 
 #include "tools/qzagent/cli/ChildProcess.h"
 #include "tools/qzagent/cli/CommandLine.h"
 #include "tools/qzagent/cli/StopSignals.h"
 #include "tools/qzagent/metrics/EventCollector.h"
 #include "tools/qzagent/metrics/Exposition.h"
+#include "tools/qzagent/metrics/HttpConnection.h"
 #include "tools/qzagent/metrics/HttpServer.h"
 #include "tools/qzagent/metrics/ListenAddress.h"
 #include "tools/qzagent/metrics/MetricsLook.h"
@@ -43,7 +44,7 @@ public:
     void run();
 
     /// @return the last metrics in the Prometheus text format
-    std::string text() { return *served(Exposition::text); }
+    std::string text();
 
 private:
     using Clock = HttpServer::Clock;
@@ -51,11 +52,12 @@ private:
     void startLook();
     ChildProcess::Bytes look();
     void readLook();
-    void takeLook(ChildProcess::Bytes const& aAnswer);
+    void takeLook(ChildProcess::Bytes aAnswer);
     void loseLook(char const* aReason);
+    void endLook();
     void wait();
     void serve();
-    std::shared_ptr<std::string const> const& served(Exposition aExposition);
+    std::vector<SharedText> served(Exposition aExposition);
     HttpResponse respond(HttpRequest const& aRequest);
 
     Setting const& mSetting;
@@ -65,12 +67,12 @@ private:
     std::unique_ptr<ChildProcess> mLook;  ///< null between looks
     Clock::time_point mNextStep;          ///< when a look starts, or when the current one is killed
     Clock::time_point mLookStart;
-    std::array<std::string, 2> mHostTexts;  ///< by Exposition
-    std::string mPrevious;                  ///< metrics of the last look with a result
-    std::set<std::string> mShown;           ///< messages of the last look
+    std::array<SharedText, 2>
+        mHostTexts;  ///< metrics of the last look, by Exposition; empty without a result
+    std::array<SharedText, 2> mTotalTexts;  ///< metrics of all looks, by Exposition
+    ChildProcess::Bytes mMemory;            ///< what a look leaves for the next one
     ServiceCounts mCounts;
-    std::array<std::shared_ptr<std::string const>, 2> mTexts;  ///< what is served, by Exposition;
-                                                               ///< null if it changed since
-    std::unique_ptr<EventCollector> mEvents;                   ///< null if they are not counted
+    std::array<std::optional<SharedText>, 2> mOwnTexts;  ///< by Exposition; none if the counts changed since
+    std::unique_ptr<EventCollector> mEvents;             ///< null if they are not counted
 };
 }  // namespace qzagent

@@ -78,7 +78,7 @@ void noteMissing(AdapterStatistics const& aAdapter, Report& aReport)
     }
 }
 
-/// Reads the ports up to the first whose attributes are unavailable.
+/// Reads the ports. A port whose attributes are unavailable has no name and is left out.
 void readPorts(qz::HbaApi& aApi, AdapterStatistics& aAdapter, Report& aReport)
 {
     qz::Adapter opened(aApi, aAdapter.mName);
@@ -87,19 +87,18 @@ void readPorts(qz::HbaApi& aApi, AdapterStatistics& aAdapter, Report& aReport)
     aAdapter.mPorts.emplace();
     for (unsigned int i = 0; i < count; ++i)
     {
-        PortStatistics port{i, qz::Wwn(opened.port(i).PortWWN), {}};
         HbaStep const step;
         try
         {
-            readCounts(opened, i, port);
+            qz::Wwn const name(opened.port(i).PortWWN);
+            readCounts(opened, i, aAdapter.mPorts->emplace_back(PortStatistics{i, name, {}}));
         }
         catch (std::exception const& exception)
         {
             aReport.addFailure(step.failureOf(exception), {aAdapter.mName, i});
         }
-        aAdapter.mPorts->push_back(port);
     }
-    aAdapter.mIsComplete = true;
+    aAdapter.mIsComplete = aAdapter.mPorts->size() == count;
 }
 
 using LookJson = nlohmann::json;

@@ -103,7 +103,9 @@ Answer metrics(Setting const& aSetting, MetricsOptions const& aOptions)
     {
         return {};
     }
-    std::string text = textOf(metricsOf(*looks, previousText(aOptions.mFile)), Exposition::text);
+    LookTotals totals = lastSuccessesIn(previousText(aOptions.mFile), *looks);
+    std::string text = textOf(metricsOf(*looks, totals), Exposition::text);
+    text += textOf(metricsOf(totals), Exposition::text);
     Answer answer{{{"metrics", text}}, {}};
     if (!aOptions.mFile)
     {
