@@ -150,8 +150,9 @@ private:
         ScsiBuffers const buffers{response.data(), &responseSize, &scsiStatus, sense.data(), &senseSize};
         ScsiAddress const address{aHandle, std::nullopt, valueOf<HBA_WWN>(aCall.mArguments, "target")};
         HBA_UINT64 lun = 0;
-        std::vector<std::uint8_t> const lunBytes = bytesOf(aCall.mArguments, "lun");
-        std::memcpy(&lun, lunBytes.data(), std::min(lunBytes.size(), sizeof lun));
+        Bytes lunBytes = bytesOf(aCall.mArguments, "lun");
+        lunBytes.resize(sizeof lun);
+        std::memcpy(&lun, lunBytes.data(), sizeof lun);
         Answer answer;
         if (aCall.mFunction == "HBA_SendReportLUNs")
         {
