@@ -280,7 +280,7 @@ TEST_F(RecordingReplay, HasTheReasonWhyALibraryDoesNotLoad)
 {
     for (std::string const library : {"absent", "broken"})
     {
-        expectReplay(VQM_PROBE, {"open=/usr/lib/libvqm.so"},
+        expectReplay(VQM_PROBE, {"openBad=/usr/lib/libvqm.so"},
                      "[diagnostics]\nlibrary = \"" + library + "\"\n");
     }
 }
