@@ -129,6 +129,14 @@ class Looks(unittest.TestCase):
             self.assertIn("qzagent: note: a look at the host was lost: was killed by signal 9 (Killed)\n",
                           server.errors())
 
+            def is_another_lost():
+                for child in server.children():
+                    os.kill(child, signal.SIGKILL)
+                return server.value("qzagent_lost_looks_total") > 1
+
+            wait_for(is_another_lost, "another lost look")
+            self.assertEqual(server.errors().count("a look at the host was lost"), 1)
+
     def test_failures_and_latencies_are_counted_over_all_looks(self):
         failures = 'qzagent_look_failures_total{verb="statistics",call="HBA_GetPortStatistics"}'
         commands = 'qzagent_target_latency_seconds_count{adapter="example-fc-0",target_port="50:00:00:00:ab:00:00:01"}'
@@ -203,6 +211,19 @@ class Events(unittest.TestCase):
             wait_for(lambda: server.value(self.COUNT) == 200, "the events of the second process")
             self.assertIn("the process that counts events was killed by signal 9 (Killed)\n", server.errors())
             self.assertEqual(server.stop(), 0)
+
+    def test_are_first_0_so_that_a_burst_is_an_increase(self):
+        with MetricsServer(BOARDS, "--interval", "1", "--events") as server:
+            values = []
+
+            def are_all_counted():
+                values.append(server.value(self.COUNT))
+                return values[-1] == 100
+
+            wait_for(are_all_counted, "all events")
+            values = [value for value in values if value is not None]
+            self.assertEqual(values[0], 0)
+            self.assertEqual(values, sorted(values))
 
     def test_are_not_watched_without_boards(self):
         with MetricsServer(HOST, "--interval", "1", "--events") as server:
