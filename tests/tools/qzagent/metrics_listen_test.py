@@ -149,6 +149,18 @@ class Looks(unittest.TestCase):
                                commands.replace("_count", "_bucket").replace("}", ',le="+Inf"}')))
             self.assertEqual((failed, sent, bucket), (looks, 10 * looks, 10 * looks))
 
+    def test_the_state_of_a_port_stays_if_its_adapter_fails_or_is_gone(self):
+        state = 'qzagent_port_state{adapter="example-fc-0",port="0",port_wwn="10:00:00:00:c9:00:00:01",state="%s"}'
+        with MetricsServer(HOST, "--interval", "1") as server:
+            self.assertEqual(server.value(state % "ONLINE"), 1)
+            for call in ("HBA_OpenAdapter", "HBA_GetAdapterPortAttributes", "HBA_GetNumberOfAdapters"):
+                answer = "count = 0" if call == "HBA_GetNumberOfAdapters" else 'status = "HBA_STATUS_ERROR"'
+                server.control("fault", "start", f'{{name = "{call}", call = "{call}", nth = "1+", {answer}}}')
+                wait_for(lambda: server.value(state % "UNKNOWN") == 1, call)
+                self.assertEqual(server.value(state % "ONLINE"), 0)
+                server.control("fault", "end", call)
+                wait_for(lambda: server.value(state % "ONLINE") == 1, "a success")
+
     def test_totals_survive_a_lost_look(self):
         success = 'qzagent_last_success_timestamp_seconds{verb="ports"}'
         with MetricsServer(HOST, "--interval", "1", "--latency") as server:
