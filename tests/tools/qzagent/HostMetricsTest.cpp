@@ -49,7 +49,7 @@ std::string metricsAfter(std::vector<Look> const& aLooks, LookTotals& aTotals)
 
 std::string metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious)
 {
-    LookTotals totals = qzagent::lastSuccessesIn(aPrevious, aLooks);
+    LookTotals totals = qzagent::earlierTotalsIn(aPrevious, aLooks);
     return metricsAfter(aLooks, totals);
 }
 
@@ -363,6 +363,26 @@ TEST(HostMetrics, KeepTheNameOfAPortWithoutAttributes)
     EXPECT_THAT(text, HasSubstr(stateLine("fc0", 1, "10:00:00:00:c9:00:00:01", "UNKNOWN")));
     EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_transmitted_frames_total{} 4\n", labels)));
     EXPECT_THAT(text, Not(HasSubstr("port_wwn=\"\"")));
+}
+
+TEST(HostMetrics, KeepThePortsOfAnEarlierText)
+{
+    std::string const nameInJson = "a\\\\b\\\"c\\\\x41 \xc3\xa9";
+    std::string const before = metricsIn(portsNamed(nameInJson, {"w1", "w2"}));
+    std::string const after = metricsOf({lookOf("ports", R"("adapters": [])")}, before);
+    std::string const escaped = "a\\\\b\\\"c\\\\x5cx41 \\\\xc3\\\\xa9";
+    EXPECT_THAT(before, HasSubstr(stateLine(escaped, 1, "w2", "ONLINE")));
+    EXPECT_THAT(after, HasSubstr(stateLine(escaped, 0, "w1", "UNKNOWN")));
+    EXPECT_THAT(after, HasSubstr(stateLine(escaped, 1, "w2", "UNKNOWN")));
+    for (std::string const spoiled :
+         {"\nqzagent_port_state{", "\nqzagent_port_state{adapter=\"a", "\nqzagent_port_state{adapter=\"a\\",
+          "\nqzagent_port_state{adapter=\"a\",port=\"0\",state=\"ONLINE\"} 1\n",
+          "\nqzagent_port_state{adapter=\"\\\\x",
+          "\nqzagent_port_state{adapter=\"a\",port=\"0\",port_wwn=\"\"} 1"})
+    {
+        EXPECT_THAT(metricsOf({lookOf("ports", R"("adapters": [])")}, spoiled),
+                    Not(HasSubstr("qzagent_port_state")));
+    }
 }
 
 TEST(HostMetrics, ForgetAPortThatItsAdapterNoLongerHas)

@@ -175,7 +175,7 @@ TEST_F(QzagentMetricsFile, ReplacesTheOldOneAndIsReadableForAll)
     EXPECT_EQ(entriesIn(mFolder.path()), 1);
 }
 
-TEST_F(QzagentMetricsFile, KeepsTheTimeOfTheLastSuccess)
+TEST_F(QzagentMetricsFile, KeepsTheTimeOfTheLastSuccessAndThePorts)
 {
     write();
     std::string const name = "qzagent_last_success_timestamp_seconds{verb=\"ports\"}";
@@ -184,6 +184,7 @@ TEST_F(QzagentMetricsFile, KeepsTheTimeOfTheLastSuccess)
         before.substr(before.find(name), before.find('\n', before.find(name)) - before.find(name));
     EXPECT_EQ(write(failedLoad()).mExitStatus, 1);
     EXPECT_THAT(textInFile(mPath), HasSubstr(line + "\n"));
+    EXPECT_THAT(textInFile(mPath), HasSubstr(",state=\"UNKNOWN\"} 1\n"));
     EXPECT_THAT(textInFile(mPath), HasSubstr("qzagent_look_success{verb=\"ports\"} 0\n"));
 }
 

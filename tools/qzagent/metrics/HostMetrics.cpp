@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -558,6 +560,27 @@ void append(MetricFamilies const& aOthers, MetricFamilies& aFamilies)
     aFamilies.insert(aFamilies.end(), aOthers.begin(), aOthers.end());
 }
 
+/// @return the ports whose state is in the metrics
+KnownPorts portsIn(std::string const& aText)
+{
+    KnownPorts ports;
+    std::string const start = fmt::format("\n{}{{", portState.mName);
+    for (std::size_t place = aText.find(start); place != std::string::npos && ports.size() < mostKnown;
+         place = aText.find(start, place + 1))
+    {
+        std::string_view line = std::string_view(aText).substr(place + start.size());
+        line = line.substr(0, line.find('\n'));
+        std::optional<std::string> const adapter = takeLabel(line, "adapter");
+        std::optional<std::string> const port = takeLabel(line, "port");
+        std::optional<std::string> const name = takeLabel(line, "port_wwn");
+        if (adapter && port && name && !name->empty())
+        {
+            ports[{*adapter, *port}] = *name;
+        }
+    }
+    return ports;
+}
+
 }  // namespace
 
 bool hasEverything(Look const& aLook)
@@ -627,9 +650,10 @@ std::vector<MetricFamily> metricsOf(LookTotals const& aTotals)
     return {latencies, times, failures};
 }
 
-LookTotals lastSuccessesIn(std::string const& aText, std::vector<Look> const& aLooks)
+LookTotals earlierTotalsIn(std::string const& aText, std::vector<Look> const& aLooks)
 {
     LookTotals totals;
+    totals.mPorts = portsIn(aText);
     for (Look const& look : aLooks)
     {
         std::string const line = fmt::format("\n{}{{verb=\"{}\"}} ", lastSuccess.mName, look.mVerb);

@@ -50,8 +50,8 @@ std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, LookTotals&
 std::vector<MetricFamily> metricsOf(LookTotals const& aTotals);
 
 /// @param aText metrics of an earlier run; may be any text
-/// @return the times of the last success of these verbs in the text
-LookTotals lastSuccessesIn(std::string const& aText, std::vector<Look> const& aLooks);
+/// @return what the text shows of earlier runs: the times of the last success of these verbs, and the ports
+LookTotals earlierTotalsIn(std::string const& aText, std::vector<Look> const& aLooks);
 
 /// The bytes in which totals are passed from one process to another.
 /// @{

@@ -118,7 +118,7 @@ Answer metrics(Setting const& aSetting, MetricsOptions const& aOptions)
     {
         return {};
     }
-    LookTotals totals = lastSuccessesIn(previousText(aOptions.mFile), *looks);
+    LookTotals totals = earlierTotalsIn(previousText(aOptions.mFile), *looks);
     std::string text = textOf(metricsOf(*looks, totals), Exposition::text);
     text += textOf(metricsOf(totals), Exposition::text);
     Answer answer{{{"metrics", text}}, {}};
