@@ -34,14 +34,15 @@ constexpr char const* keyOfAddress = "fc_id";
 constexpr std::size_t digitsOfAddress = 6;
 
 /// ASCII only, whatever the locale.
+char lower(char aCharacter)
+{
+    return aCharacter >= 'A' && aCharacter <= 'Z' ? static_cast<char>(aCharacter | 0x20) : aCharacter;
+}
+
 std::string lower(std::string_view aText)
 {
     std::string text(aText);
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char aCharacter) {
-                       return aCharacter >= 'A' && aCharacter <= 'Z' ? static_cast<char>(aCharacter | 0x20)
-                                                                     : aCharacter;
-                   });
+    std::transform(text.begin(), text.end(), text.begin(), [](char aCharacter) { return lower(aCharacter); });
     return text;
 }
 
@@ -71,10 +72,15 @@ DeviceParts partsOf(std::string_view aDevice)
     return {folder, beginningIn(deviceClasses, aDevice.substr(folder.size()))};
 }
 
-/// The texts that a search finds at a position begin with the same characters.
-std::string startOf(std::string_view aLowerText)
+/// The texts that a search finds at a position begin with the same characters, in either letter case.
+std::uint32_t startOf(std::string_view aText)
 {
-    return std::string(aLowerText.substr(0, shortestSearched));
+    std::uint32_t start = 0;
+    for (char const character : aText.substr(0, shortestSearched))
+    {
+        start = start << 8U | static_cast<unsigned char>(lower(character));
+    }
+    return start;
 }
 
 /// @return whether the values of the key have a fixed form, which a replacement would violate. LUNs can look like names.
@@ -552,16 +558,11 @@ void Anonymiser::addKnown(Kind aKind, std::string const& aText, std::string cons
     {
         addKnown(aKind, latin1, aIdentity);
     }
-    std::vector<Known>& list = mTexts[startOf(original)];
-    auto const place =
-        std::find_if(list.begin(), list.end(),
-                     [&original](Known const& aKnown) { return aKnown.mOriginal.size() <= original.size(); });
-    bool const isKnown = std::any_of(
-        place, list.end(), [&original](Known const& aKnown) { return aKnown.mOriginal == original; });
-    if (!isKnown)
+    auto& texts = mTexts[startOf(original)][original.size()];
+    if (texts.count(original) == 0)
     {
         std::string const digits = digitsOf(aIdentity);
-        list.insert(place, {original, textOfPseudonym(aKind, aText, digits), digits});
+        texts.emplace(original, Known{original, textOfPseudonym(aKind, aText, digits), digits});
     }
 }
 
@@ -635,13 +636,17 @@ std::optional<Anonymiser::Match> Anonymiser::nameAt(std::string_view aText, std:
 /// Finds the learned addresses, with 0x or without.
 std::optional<Anonymiser::Match> Anonymiser::addressAt(std::string_view aText, std::size_t aPosition) const
 {
-    bool const isHexadecimal = aPosition >= 2 && lower(aText.substr(aPosition - 2, 2)) == "0x" &&
-                               !isWithinDigits(aText, aPosition - 2);
     if (mAddresses.empty() || isWithinDigits(aText, aPosition))
     {
         return {};
     }
     std::size_t const size = digitsFrom(aText, aPosition);
+    if (size == 0)
+    {
+        return {};
+    }
+    bool const isHexadecimal = aPosition >= 2 && lower(aText.substr(aPosition - 2, 2)) == "0x" &&
+                               !isWithinDigits(aText, aPosition - 2);
     if (size > digitsOfAddress || (size < digitsOfAddress && !isHexadecimal))
     {
         return {};
@@ -656,16 +661,20 @@ std::optional<Anonymiser::Match> Anonymiser::addressAt(std::string_view aText, s
 
 Anonymiser::Known const* Anonymiser::knownAt(std::string_view aText, std::size_t aPosition) const
 {
-    auto const list = mTexts.find(startOf(lower(aText.substr(aPosition, shortestSearched))));
-    if (list == mTexts.end())
+    auto const bySize = mTexts.find(startOf(aText.substr(aPosition)));
+    if (bySize == mTexts.end())
     {
         return shortHostAt(aText, aPosition);
     }
-    auto const found =
-        std::find_if(list->second.begin(), list->second.end(),
-                     [&](Known const& aKnown)
-                     { return lower(aText.substr(aPosition, aKnown.mOriginal.size())) == aKnown.mOriginal; });
-    return found == list->second.end() ? shortHostAt(aText, aPosition) : &*found;
+    for (auto const& [size, texts] : bySize->second)
+    {
+        auto const found = texts.find(lower(aText.substr(aPosition, size)));
+        if (found != texts.end())
+        {
+            return &found->second;
+        }
+    }
+    return shortHostAt(aText, aPosition);
 }
 
 /// Finds short names of hosts where they are whole words.
@@ -673,6 +682,10 @@ Anonymiser::Known const* Anonymiser::shortHostAt(std::string_view aText, std::si
 {
     auto const isAt = [&](Known const& aKnown)
     {
+        if (lower(aText[aPosition]) != aKnown.mOriginal.front())
+        {
+            return false;
+        }
         std::size_t const end = aPosition + aKnown.mOriginal.size();
         return lower(aText.substr(aPosition, aKnown.mOriginal.size())) == aKnown.mOriginal &&
                (aPosition == 0 || !isWordCharacter(aText[aPosition - 1])) &&

@@ -135,8 +135,9 @@ private:
     std::set<std::uint32_t> mAddresses;
     std::map<std::size_t, std::map<std::string, std::string, std::less<>>>
         mLongNames;  ///< bytes of pseudonyms by size and bytes
-    std::unordered_map<std::string, std::vector<Known>>
-        mTexts;  ///< by their first characters, the longest first
+    std::unordered_map<std::uint32_t,
+                       std::map<std::size_t, std::unordered_map<std::string, Known>, std::greater<>>>
+        mTexts;  ///< by their first characters, size and original, the longest first
     std::vector<Known> mShortHosts;
     std::vector<Known> mRoughTexts;  ///< with characters that stand for bytes that are not UTF-8
 };

@@ -88,7 +88,7 @@ std::optional<SpelledName> spelledNameAt(std::string_view aText, std::size_t aPo
     }
     std::string_view const rest = aText.substr(aPosition);
     bool const isWithin = isWithinDigits(aText, aPosition);
-    std::size_t const inRow = digitsFrom(aText, aPosition);
+    std::size_t const inRow = digitsFrom(rest.substr(0, digitsOfName + 1), 0);
     if (inRow >= digitsOfName)
     {
         bool const isCertain = !isWithin && inRow == digitsOfName && hasUsualFormat(rest[0]);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <vector>
 
 #include <hbaapi.h>
@@ -13,7 +14,9 @@
 #include "fuzz/Fuzz.h"
 #include "simulator/recording/Parts.h"
 #include "simulator/recording/Recording.h"
+#include "simulator/recording/ScenarioCheck.h"
 #include "simulator/recording/ScenarioText.h"
+#include "toml/TomlError.h"
 
 namespace
 {
@@ -66,6 +69,20 @@ void fillMemory(qzsim::Json const& aResults)
     qzsim::OutList<HBA_FCPTARGETMAPPING>{"mappings", &mappings[0].mList}.fill(aResults);
     expect(::strnlen(name.data(), name.size()) < name.size(), "a text ends within its room");
 }
+
+void checkDifferences(qzsim::Recording const& aRecording, std::string const& aScenario)
+{
+    try
+    {
+        for (std::string const& difference : qzsim::differencesOf(aRecording, aScenario))
+        {
+            expect(difference.find('\n') == std::string::npos, "a difference is one line");
+        }
+    }
+    catch (tomlfile::TomlError const&)  // the scenario is invalid
+    {
+    }
+}
 }  // namespace
 
 void fuzz::check(Input aInput)
@@ -81,7 +98,9 @@ void fuzz::check(Input aInput)
             qzsim::describeCall(call.mFunction, call.mArguments);
             fillMemory(call.mResults);
         }
-        expect(!qzsim::scenarioOf(recording).empty(), "a recording has a scenario");
+        std::string const scenario = qzsim::scenarioOf(recording);
+        expect(!scenario.empty(), "a recording has a scenario");
+        checkDifferences(recording, scenario);
     }
     catch (qzsim::RecordingError const&)
     {

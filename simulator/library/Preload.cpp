@@ -1,6 +1,7 @@
-// The library that is preloaded into the program. It replaces three functions of the C library, each for one purpose:
+// The library that is preloaded into the program. It replaces four functions of the C library, each for one purpose:
 // - dlopen: the path of the vendor library leads to the simulated one.
 // - fopen and fopen64: the common library of the HBA API reads a configuration that names the simulated HBA library.
+// - dlerror: in a replay, a library that did not load on the recorded host has the reason of that host.
 // While a program is recorded, or a recording replayed, libqzsim-recording.so decides about both.
 // Every other call passes through. The program never notices this library: it looks up the next functions once, at load,
 // and so leaves a pending dlerror alone. It is compiled without instrumentation and uses only the C library, because it
@@ -21,6 +22,7 @@ namespace
 {
 using qzsim::Dlopen;
 using Fopen = std::FILE*(char const*, char const*);
+using Dlerror = char*();
 
 /// What the runner has chosen, and what is looked up at load.
 struct Redirections
@@ -36,8 +38,10 @@ struct Redirections
     Dlopen* mDlopen;   ///< the function that comes after that of this library
     Fopen* mFopen;
     Fopen* mFopen64;
+    Dlerror* mDlerror;
     decltype(&QZSIM_PathToOpen) mPathToOpen;  ///< null until the program opens one of the libraries
     decltype(&QZSIM_Configuration) mRecordedConfiguration;
+    decltype(&QZSIM_Error) mRecordedError;
 };
 
 Redirections gRedirections;
@@ -60,9 +64,10 @@ void const* objectOf(void const* aCode)
     {
         std::snprintf(all.mConfiguration, sizeof all.mConfiguration, "qzsim %s\n", all.mHbaLibrary);
     }
+    all.mDlerror = reinterpret_cast<Dlerror*>(::dlsym(RTLD_NEXT, "dlerror"));
     all.mForwarder = objectOf(::dlsym(RTLD_DEFAULT, "HBA_LoadLibrary"));
     all.mInterceptor = objectOf(::dlsym(RTLD_DEFAULT, "fopen"));
-    ::dlerror();  // most programs have no such function at load
+    all.mDlerror();  // most programs have no such function at load
     all.mFopen = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, "fopen"));
     all.mFopen64 = reinterpret_cast<Fopen*>(::dlsym(RTLD_NEXT, "fopen64"));
     all.mDlopen = reinterpret_cast<Dlopen*>(::dlsym(RTLD_NEXT, "dlopen"));
@@ -105,12 +110,13 @@ bool loadRecordingLibrary()
         void* const library = all.mDlopen(all.mRecordingLibrary, RTLD_LAZY | RTLD_NODELETE);
         if (library == nullptr)
         {
-            std::fprintf(stderr, "qzsim: %s\n", ::dlerror());
+            std::fprintf(stderr, "qzsim: %s\n", all.mDlerror());
             all.mRecordingLibrary = nullptr;
             return false;
         }
         all.mRecordedConfiguration =
             reinterpret_cast<decltype(&QZSIM_Configuration)>(::dlsym(library, "QZSIM_Configuration"));
+        all.mRecordedError = reinterpret_cast<decltype(&QZSIM_Error)>(::dlsym(library, "QZSIM_Error"));
         all.mPathToOpen = reinterpret_cast<decltype(&QZSIM_PathToOpen)>(::dlsym(library, "QZSIM_PathToOpen"));
     }
     return all.mPathToOpen != nullptr;
@@ -199,4 +205,14 @@ extern "C" std::FILE* fopen(char const* aPath, char const* aMode)
 extern "C" std::FILE* fopen64(char const* aPath, char const* aMode)
 {
     return openFor(__builtin_return_address(0), redirections().mFopen64, aPath, aMode);
+}
+
+extern "C" char* dlerror()
+{
+    Redirections const& all = redirections();
+    char* const error = all.mDlerror();
+    bool const mayBeRecorded =
+        error != nullptr && all.mRecordedError != nullptr &&
+        std::strncmp(error, qzsim::absentFolder, std::strlen(qzsim::absentFolder)) == 0;
+    return mayBeRecorded ? all.mRecordedError(error) : error;
 }

@@ -204,6 +204,15 @@ bool isOpen(std::string const& aPath)
                              [&](OpenHbaLibrary const& aLibrary) { return aLibrary.mPath == aPath; });
 }
 
+/// The program may read the text again, so it lasts as long as the process.
+char const* kept(std::string const& aText)
+{
+    static std::mutex mutex;
+    static auto& texts = *new std::set<std::string>;
+    std::lock_guard const lock(mutex);
+    return texts.insert(aText).first->c_str();
+}
+
 char const* openReplayed(char const* aPath, int aMode)
 {
     std::string const path = aPath;
@@ -213,7 +222,8 @@ char const* openReplayed(char const* aPath, int aMode)
     if (isAbsent || ((aMode & RTLD_NOLOAD) != 0 && !isOpen(path)))
     {
         // The error message of the dynamic linker then has the path that the program opens, if possible.
-        return ::access(aPath, F_OK) == 0 ? absentPath : aPath;
+        bool const isFree = ::access(aPath, F_OK) != 0 && library == recorded.end();
+        return isFree ? aPath : kept(absentFolder + path);
     }
     if (path != vendorLibraryPath)
     {
@@ -226,6 +236,21 @@ char const* openReplayed(char const* aPath, int aMode)
     return ownPath().c_str();
 }
 
+char* replayError(char* aError)
+{
+    std::string const message = aError;
+    for (auto const& [path, library] : session().player().recording().libraries())
+    {
+        std::string const beginning = absentFolder + path + ':';
+        if (library.mError && message.compare(0, beginning.size(), beginning) == 0)
+        {
+            // The type is that of dlerror. Nobody writes into its text.
+            return const_cast<char*>(kept(*library.mError));
+        }
+    }
+    return aError;
+}
+
 std::string wholeOf(std::FILE* aFile)
 {
     std::string content;
@@ -235,14 +260,6 @@ std::string wholeOf(std::FILE* aFile)
         content.append(piece.data(), size);
     }
     return content;
-}
-/// The common library may read the text again, so it lasts as long as the process.
-char const* kept(std::string const& aText)
-{
-    static std::mutex mutex;
-    static auto& texts = *new std::set<std::string>;
-    std::lock_guard const lock(mutex);
-    return texts.insert(aText).first->c_str();
 }
 
 char const* recordConfiguration(char const* aContent)
@@ -304,4 +321,10 @@ extern "C" char const* QZSIM_Configuration(std::FILE* aFile)
                                                        ? qzsim::recordConfiguration(content)
                                                        : qzsim::replayConfiguration();
                                         });
+}
+
+extern "C" char* QZSIM_Error(char* aError)
+{
+    return qzsim::answerOf<char*>(
+        aError, [=] { return qzsim::session().isRecording() ? aError : qzsim::replayError(aError); });
 }

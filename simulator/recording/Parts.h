@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include <hbaapi.h>
 
@@ -133,19 +135,45 @@ struct OutBytes
     char const* mName;
     void* mBytes;
     std::size_t mSize;
+    std::vector<unsigned char> mBefore = {};  ///< what the memory had before the call
 
     void question(CborWriter& aWriter)
     {
         aWriter.text(mName);
-        mBytes == nullptr ? aWriter.null() : aWriter.number(std::uint64_t{mSize});
+        if (mBytes == nullptr)
+        {
+            aWriter.null();
+            return;
+        }
+        aWriter.number(std::uint64_t{mSize});
+        auto const* const bytes = static_cast<unsigned char const*>(mBytes);
+        mBefore.assign(bytes, bytes + mSize);
     }
     void answer(CborWriter& aWriter, bool)
     {
-        if (mBytes != nullptr)
+        if (mBytes == nullptr)
         {
-            aWriter.text(mName);
-            writeBytes(aWriter, mBytes, mSize);
+            return;
         }
+        aWriter.text(mName);
+        writeBytes(aWriter, mBytes, mSize);
+        if (std::size_t const written = writtenSize(); written != mSize)
+        {
+            aWriter.text(std::string(mName) + "_written");
+            aWriter.number(std::uint64_t{written});
+        }
+    }
+
+    /// @return number of bytes before those that are as before the call. Zero bytes may have been written again
+    std::size_t writtenSize() const
+    {
+        auto const* const bytes = static_cast<unsigned char const*>(mBytes);
+        auto const [last, lastBefore] = std::mismatch(std::make_reverse_iterator(bytes + mBefore.size()),
+                                                      std::make_reverse_iterator(bytes), mBefore.rbegin());
+        auto const written = static_cast<std::size_t>(last.base() - bytes);
+        bool const isZero =
+            std::all_of(last.base(), bytes + mBefore.size(), [](unsigned char aByte) { return aByte == 0; });
+        return isZero ? mSize : written;
     }
     void fill(Json const& aAnswer)
     {

@@ -2,6 +2,7 @@
 /// Answers calls from a recording.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -23,11 +24,12 @@ struct ReplayOptions
 };
 
 /// @param aTime nanoseconds
-/// @return how long this takes at a speed
+/// @return how long this takes at a speed, at most about 30 years
 inline std::chrono::nanoseconds scaledTime(std::uint64_t aTime, double aSpeed)
 {
+    constexpr double longest = 1e18;
     return std::chrono::nanoseconds(
-        aSpeed <= 0 ? 0 : static_cast<std::int64_t>(static_cast<double>(aTime) / aSpeed));
+        aSpeed <= 0 ? 0 : static_cast<std::int64_t>(std::min(static_cast<double>(aTime) / aSpeed, longest)));
 }
 
 /// Finds the answer to each call. All processes share how often each question was asked.

@@ -169,8 +169,9 @@ void Recording::take(std::string const& aLibrary, std::uint64_t aTime, Json cons
 void Recording::takeCall(std::string const& aLibrary, std::uint64_t aTime, Json const& aPacket)
 {
     // The library was opened before its calls. A replay would wait for a damaged duration.
+    constexpr std::uint64_t longest = 86'400'000'000'000;  // a day
     std::uint64_t duration = numberOf(aPacket, "duration");
-    if (duration > aTime - *mBegin)
+    if (duration > std::min(aTime - *mBegin, longest))
     {
         ++mDamaged;
         duration = 0;

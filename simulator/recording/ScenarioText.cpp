@@ -23,6 +23,8 @@
 
 #include "backend/sensor/agentcommon/LibvqmRecords.h"
 #include "simulator/library/Redirection.h"
+#include "simulator/recording/Members.h"
+#include "simulator/recording/ScsiAnswers.h"
 #include "simulator/recording/Values.h"
 #include "simulator/scenario/Calls.h"
 #include "simulator/scenario/PortAttributes.h"
@@ -33,7 +35,7 @@ namespace qzsim
 {
 namespace
 {
-using Bytes = std::vector<std::uint8_t>;
+constexpr char const* callForLuns = "HBA_SendReportLUNs";
 
 /// What a call is for.
 struct Subject
@@ -52,7 +54,7 @@ struct Subject
     }
 };
 
-/// Calls of a function that failed one after another.
+/// Calls of a function that failed one after another, or that succeeded with less than the whole answer.
 struct SeenFault
 {
     std::string mFunction;
@@ -61,6 +63,15 @@ struct SeenFault
     std::size_t mLast;
     std::uint32_t mStatus;
     Bytes mSense;
+    std::string mShape;  ///< the key and value of a scenario; empty for a call that failed
+};
+
+/// The LUNs that a target has reported.
+struct SeenReport
+{
+    Subject mSubject;
+    std::size_t mNumber;  ///< counted among the calls of the function for the subject
+    std::set<std::optional<std::uint16_t>> mLuns;
 };
 
 /// The attributes of a port; none if they could not be read.
@@ -82,37 +93,8 @@ struct SeenAdapter
     std::vector<HBA_FCPSCSIENTRY> mMappings;
     std::set<Bytes> mTargets;            ///< names of the ports to which SCSI commands were sent
     std::map<Bytes, Bytes> mInquiries;   ///< by the name of the target and the bytes of the LUN
-    std::map<Bytes, Bytes> mCapacities;  ///< the same
+    std::map<Bytes, Bytes> mCapacities;  ///< the same, as far as they were written
 };
-
-Bytes bytesOf(Json const& aObject, char const* aName)
-{
-    auto const found = aObject.find(aName);
-    return found != aObject.end() && found->is_binary() ? Bytes(found->get_binary()) : Bytes();
-}
-
-template <typename Value>
-Value valueOf(Json const& aObject, char const* aName)
-{
-    Value value{};
-    auto const found = aObject.find(aName);
-    if (found != aObject.end())
-    {
-        readValue(*found, value);
-    }
-    return value;
-}
-
-std::string textOfValue(Json const& aObject, char const* aName)
-{
-    auto const found = aObject.find(aName);
-    if (found == aObject.end())
-    {
-        return {};
-    }
-    Bytes const bytes = bytesOf(aObject, aName);  // of a text that is not ASCII
-    return found->is_string() ? found->get<std::string>() : std::string(bytes.begin(), bytes.end());
-}
 
 /// @return number of bytes of the first character of a text that is not empty
 std::size_t sizeOfCharacter(std::string_view aText)
@@ -190,7 +172,7 @@ std::string fc4TypesText(HBA_FC4TYPES const& aTypes)
     return fmt::format("[{}]", fmt::join(types, ", "));
 }
 
-Bytes bytesOf(HBA_WWN const& aName) { return {std::begin(aName.wwn), std::end(aName.wwn)}; }
+Bytes bytesOfName(HBA_WWN const& aName) { return {std::begin(aName.wwn), std::end(aName.wwn)}; }
 
 /// @return a list of the bits of the number
 std::string bitsText(std::uint32_t aNumber)
@@ -216,6 +198,7 @@ public:
     {
         mText += fmt::format("{} = {}\n", aName, aValue);
     }
+    void line(std::string_view aText) { mText += fmt::format("{}\n", aText); }
     void comment(std::string_view aText) { mText += fmt::format("# {}\n", aText); }
 
     /// A name that is not in the recording.
@@ -272,6 +255,19 @@ private:
     std::uint32_t mInvented = 0;
 };
 
+/// @return the LUN that the first two bytes of its SCSI encoding stand for; none for another encoding
+std::optional<std::uint16_t> lunOf(std::uint8_t aFirst, std::uint8_t aSecond)
+{
+    constexpr std::uint8_t flat = 0x40;
+    constexpr std::uint8_t methods = 0xc0;
+    constexpr std::uint8_t bits = 0x3f;
+    if (aFirst != 0 && (aFirst & methods) != flat)
+    {
+        return std::nullopt;
+    }
+    return static_cast<std::uint16_t>((aFirst & bits) << CHAR_BIT | aSecond);
+}
+
 /// Collects what the calls have shown.
 class Survey
 {
@@ -287,6 +283,27 @@ public:
     std::vector<SeenAdapter> const& adapters() const { return mAdapters; }
 
     std::vector<SeenFault> const& faults() const { return mFaults; }
+
+    std::vector<SeenReport> const& reports() const { return mReports; }
+
+    void addFault(SeenFault const& aFault)
+    {
+        auto const isBefore = [&](SeenFault const& aOther)
+        {
+            return aOther.mLast + 1 == aFault.mFirst && aOther.mFunction == aFault.mFunction &&
+                   aOther.mSubject == aFault.mSubject && aOther.mStatus == aFault.mStatus &&
+                   aOther.mSense == aFault.mSense && aOther.mShape == aFault.mShape;
+        };
+        auto const before = std::find_if(mFaults.rbegin(), mFaults.rend(), isBefore);
+        if (before == mFaults.rend())
+        {
+            mFaults.push_back(aFault);
+        }
+        else
+        {
+            before->mLast = aFault.mLast;
+        }
+    }
 
 private:
     SeenAdapter& adapterNamed(std::string const& aName)
@@ -332,8 +349,45 @@ private:
         std::size_t const number = ++mCounts[{aCall.mFunction, aSubject}];
         if (!isAnswer(aCall, aStatus))
         {
-            addFault({aCall.mFunction, aSubject, number, number, aStatus, bytesOf(aCall.mResults, "sense")});
+            addFault(
+                {aCall.mFunction, aSubject, number, number, aStatus, bytesOf(aCall.mResults, "sense"), {}});
         }
+        else if (sendsScsiCommand(aCall))
+        {
+            mWritten = mSizes.of(aCall);
+            if (mWritten < sizeOfAnswer(aCall))
+            {
+                addFault({aCall.mFunction, aSubject, number, number, aStatus, {}, shapeOf(mWritten)});
+            }
+            else if (aCall.mFunction == callForLuns)
+            {
+                takeReport(aCall, aSubject, number);
+            }
+        }
+    }
+
+    void takeReport(RecordedCall const& aCall, Subject const& aSubject, std::size_t aNumber)
+    {
+        SeenReport report{aSubject, aNumber, {}};
+        for (Bytes const& lun : lunsIn(bytesOf(aCall.mResults, "response"), mWritten))
+        {
+            report.mLuns.insert(lunOf(lun[0], lun[1]));
+        }
+        mReports.push_back(std::move(report));
+    }
+
+    /// @return the least number of bytes that a whole answer has
+    static std::size_t sizeOfAnswer(RecordedCall const& aCall)
+    {
+        constexpr std::size_t whole = 8;  // the response to READ CAPACITY, and the head of the list of LUNs
+        constexpr std::size_t wholeInquiry = 36;
+        std::size_t const room = valueOf<std::uint32_t>(aCall.mArguments, "response");
+        return std::min(room, aCall.mFunction == "HBA_SendScsiInquiry" ? wholeInquiry : whole);
+    }
+
+    static std::string shapeOf(std::size_t aWritten)
+    {
+        return aWritten == 0 ? "untouched = true" : fmt::format("length = {}", aWritten);
     }
 
     /// An adapter whose name could not be read has an invented one until it can be read.
@@ -432,26 +486,7 @@ private:
         }
     }
 
-    void addFault(SeenFault const& aFault)
-    {
-        auto const isBefore = [&](SeenFault const& aOther)
-        {
-            return aOther.mLast + 1 == aFault.mFirst && aOther.mFunction == aFault.mFunction &&
-                   aOther.mSubject == aFault.mSubject && aOther.mStatus == aFault.mStatus &&
-                   aOther.mSense == aFault.mSense;
-        };
-        auto const before = std::find_if(mFaults.rbegin(), mFaults.rend(), isBefore);
-        if (before == mFaults.rend())
-        {
-            mFaults.push_back(aFault);
-        }
-        else
-        {
-            before->mLast = aFault.mLast;
-        }
-    }
-
-    static void takeAnswer(RecordedCall const& aCall, SeenAdapter& aAdapter)
+    void takeAnswer(RecordedCall const& aCall, SeenAdapter& aAdapter) const
     {
         SeenPort* const port = aCall.mArguments.contains("port") && aCall.mArguments["port"].is_number()
                                    ? &aAdapter.mPorts[valueOf<std::uint32_t>(aCall.mArguments, "port")]
@@ -484,12 +519,21 @@ private:
         else if (aCall.mFunction == "HBA_SendScsiInquiry" &&
                  valueOf<std::uint32_t>(aCall.mArguments, "vital_product_data") == 0)
         {
-            aAdapter.mInquiries[unitOf(aCall.mArguments)] = bytesOf(aCall.mResults, "response");
+            takeResponse(aCall, aAdapter.mInquiries);
         }
         else if (aCall.mFunction == "HBA_SendReadCapacity")
         {
-            aAdapter.mCapacities[unitOf(aCall.mArguments)] = bytesOf(aCall.mResults, "response");
+            takeResponse(aCall, aAdapter.mCapacities);
         }
+    }
+
+    /// An answer that is not whole does not replace another one.
+    void takeResponse(RecordedCall const& aCall, std::map<Bytes, Bytes>& aResponses) const
+    {
+        Bytes response = bytesOf(aCall.mResults, "response");
+        response.resize(std::min(mWritten, sizeOfAnswer(aCall)));
+        Bytes& kept = aResponses[unitOf(aCall.mArguments)];
+        kept = response.size() >= kept.size() ? response : kept;
     }
 
     static Bytes unitOf(Json const& aArguments)
@@ -507,6 +551,9 @@ private:
         mNames;  ///< of adapters by library and index
     std::map<std::pair<std::string, Subject>, std::size_t> mCounts;
     std::vector<SeenFault> mFaults;
+    std::vector<SeenReport> mReports;
+    WrittenSizes mSizes;
+    std::size_t mWritten = 0;  ///< of the last answer to a SCSI command
 };
 
 Bytes unitOf(HBA_FCPSCSIENTRY const& aEntry)
@@ -515,19 +562,6 @@ Bytes unitOf(HBA_FCPSCSIENTRY const& aEntry)
     auto const* const lun = reinterpret_cast<unsigned char const*>(&aEntry.FcpId.FcpLun);
     unit.insert(unit.end(), lun, lun + sizeof aEntry.FcpId.FcpLun);
     return unit;
-}
-
-/// @return the LUN that the first two bytes of its SCSI encoding stand for; none for another encoding
-std::optional<std::uint16_t> lunOf(std::uint8_t aFirst, std::uint8_t aSecond)
-{
-    constexpr std::uint8_t flat = 0x40;
-    constexpr std::uint8_t methods = 0xc0;
-    constexpr std::uint8_t bits = 0x3f;
-    if (aFirst != 0 && (aFirst & methods) != flat)
-    {
-        return std::nullopt;
-    }
-    return static_cast<std::uint16_t>((aFirst & bits) << CHAR_BIT | aSecond);
 }
 
 /// How the HBA library writes the LUNs of an adapter.
@@ -541,13 +575,27 @@ bool isIntegerStyle(SeenAdapter const& aAdapter)
                        });
 }
 
-std::optional<std::uint16_t> lunOf(HBA_FCPSCSIENTRY const& aEntry, bool aIsInteger)
+/// @return the first two bytes of the SCSI encoding of the LUN
+std::array<std::uint8_t, 2> firstBytesOf(HBA_FCPSCSIENTRY const& aEntry, bool aIsInteger)
 {
     auto const* const lun = reinterpret_cast<unsigned char const*>(&aEntry.FcpId.FcpLun);
     HBA_UINT32 const number = aEntry.ScsiId.ScsiOSLun;
     return aIsInteger
-               ? lunOf(static_cast<std::uint8_t>(number >> CHAR_BIT), static_cast<std::uint8_t>(number))
-               : lunOf(lun[0], lun[1]);
+               ? std::array{static_cast<std::uint8_t>(number >> CHAR_BIT), static_cast<std::uint8_t>(number)}
+               : std::array{lun[0], lun[1]};
+}
+
+std::optional<std::uint16_t> lunOf(HBA_FCPSCSIENTRY const& aEntry, bool aIsInteger)
+{
+    auto const bytes = firstBytesOf(aEntry, aIsInteger);
+    return lunOf(bytes[0], bytes[1]);
+}
+
+/// @return whether a LUN that has a short form has the long one
+bool isFlat(HBA_FCPSCSIENTRY const& aEntry, std::uint16_t aLun, bool aIsInteger)
+{
+    constexpr std::uint16_t highestShort = 0xff;
+    return aLun <= highestShort && firstBytesOf(aEntry, aIsInteger)[0] != 0;
 }
 
 std::uint32_t bigEndianAt(Bytes const& aBytes, std::size_t aPosition)
@@ -577,7 +625,7 @@ void writeLun(Writer& aWriter, SeenAdapter const& aAdapter, HBA_FCPSCSIENTRY con
     aWriter.key("lun", std::to_string(aLun));
     aWriter.key("os_device", quotedText(textIn(aEntry.ScsiId.OSDeviceName)));
     auto const inquiry = aAdapter.mInquiries.find(unitOf(aEntry));
-    if (inquiry != aAdapter.mInquiries.end())
+    if (inquiry != aAdapter.mInquiries.end() && !inquiry->second.empty())
     {
         constexpr std::size_t vendor = 8;
         constexpr std::size_t product = 16;
@@ -588,30 +636,14 @@ void writeLun(Writer& aWriter, SeenAdapter const& aAdapter, HBA_FCPSCSIENTRY con
         aWriter.key("inquiry_revision", quotedText(inquiryText(inquiry->second, revision, end)));
     }
     auto const capacity = aAdapter.mCapacities.find(unitOf(aEntry));
-    if (capacity != aAdapter.mCapacities.end())
+    std::size_t const known = capacity == aAdapter.mCapacities.end() ? 0 : capacity->second.size();
+    if (known >= 2 * sizeof(std::uint32_t))
     {
         aWriter.key("block_size", std::to_string(bigEndianAt(capacity->second, sizeof(std::uint32_t))));
+    }
+    if (known >= sizeof(std::uint32_t))
+    {
         aWriter.key("blocks", std::to_string(std::uint64_t{bigEndianAt(capacity->second, 0)} + 1));
-    }
-}
-
-/// What follows the attributes of a remote port.
-void writeLuns(Writer& aWriter, SeenAdapter const& aAdapter, HBA_WWN const& aName, bool aIsInteger)
-{
-    std::vector<std::pair<std::uint16_t, HBA_FCPSCSIENTRY const*>> luns;
-    for (HBA_FCPSCSIENTRY const& entry : aAdapter.mMappings)
-    {
-        std::optional<std::uint16_t> const lun = lunOf(entry, aIsInteger);
-        if (lun && bytesOf(entry.FcpId.PortWWN) == bytesOf(aName))
-        {
-            luns.emplace_back(*lun, &entry);
-        }
-    }
-    bool const isTarget = !luns.empty() || aAdapter.mTargets.count(bytesOf(aName)) != 0;
-    aWriter.key("role", quotedText(isTarget ? "target" : "initiator"));
-    for (auto const& [lun, entry] : luns)
-    {
-        writeLun(aWriter, aAdapter, *entry, lun);
     }
 }
 
@@ -620,16 +652,87 @@ struct SeenRemotePort
 {
     SeenAttributes mAttributes;
     std::optional<HBA_FCPID> mTarget;
+    std::vector<std::pair<std::uint16_t, HBA_FCPSCSIENTRY const*>> mLuns = {};
+    bool mIsFlat = false;  ///< whether all LUNs have flat space addressing
+
+    /// @return empty if it is not known
+    Bytes name() const
+    {
+        return mAttributes ? bytesOfName(mAttributes->PortWWN)
+               : mTarget   ? bytesOfName(mTarget->PortWWN)
+                           : Bytes();
+    }
+    bool hasLun(std::uint16_t aLun) const
+    {
+        return std::any_of(mLuns.begin(), mLuns.end(),
+                           [=](auto const& aKnown) { return aKnown.first == aLun; });
+    }
 };
 
-void writeRemotePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenRemotePort const& aPort,
-                     bool aIsInteger)
+using SeenRemotePorts = std::vector<SeenRemotePort>;
+
+/// Gives each LUN to the remote port of the scenario that has it. A target that several ports of the adapter see has a
+/// remote port for each of them. The number of the bus is that of the port for some libraries. For others, a mapping that
+/// occurs again belongs to the next port.
+void assignLuns(SeenAdapter const& aAdapter, bool aIsInteger, std::vector<SeenRemotePorts>& aPorts)
+{
+    struct Place
+    {
+        std::size_t mPort;
+        SeenRemotePort* mRemotePort;
+    };
+    std::map<Bytes, std::vector<Place>> places;
+    for (std::size_t i = 0; i < aPorts.size(); ++i)
+    {
+        for (SeenRemotePort& remotePort : aPorts[i])
+        {
+            places[remotePort.name()].push_back({i, &remotePort});
+        }
+    }
+    for (HBA_FCPSCSIENTRY const& entry : aAdapter.mMappings)
+    {
+        std::vector<Place>& all = places[bytesOfName(entry.FcpId.PortWWN)];
+        std::optional<std::uint16_t> const lun = lunOf(entry, aIsInteger);
+        auto const isFree = [&](Place const& aPlace) { return !aPlace.mRemotePort->hasLun(*lun); };
+        auto const isOfBus = [&](Place const& aPlace)
+        { return aPlace.mPort == entry.ScsiId.ScsiBusNumber && isFree(aPlace); };
+        if (!lun)
+        {
+            continue;
+        }
+        auto place = std::find_if(all.begin(), all.end(), isOfBus);
+        place = place == all.end() ? std::find_if(all.begin(), all.end(), isFree) : place;
+        if (place != all.end())
+        {
+            SeenRemotePort& remotePort = *place->mRemotePort;
+            remotePort.mLuns.emplace_back(*lun, &entry);
+            remotePort.mIsFlat = remotePort.mIsFlat || isFlat(entry, *lun, aIsInteger);
+        }
+    }
+}
+
+/// Writes what follows the attributes of a remote port.
+void writeLuns(Writer& aWriter, SeenAdapter const& aAdapter, SeenRemotePort const& aPort)
+{
+    bool const isTarget = !aPort.mLuns.empty() || aAdapter.mTargets.count(aPort.name()) != 0;
+    aWriter.key("role", quotedText(isTarget ? "target" : "initiator"));
+    if (aPort.mIsFlat)
+    {
+        aWriter.key("lun_addressing", quotedText("flat"));
+    }
+    for (auto const& [lun, entry] : aPort.mLuns)
+    {
+        writeLun(aWriter, aAdapter, *entry, lun);
+    }
+}
+
+void writeRemotePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenRemotePort const& aPort)
 {
     aWriter.table("adapter.port.remote");
     if (aPort.mAttributes)
     {
         aWriter.port(*aPort.mAttributes);
-        writeLuns(aWriter, aAdapter, aPort.mAttributes->PortWWN, aIsInteger);
+        writeLuns(aWriter, aAdapter, aPort);
         return;
     }
     aWriter.comment("The attributes are not in the recording.");
@@ -638,7 +741,7 @@ void writeRemotePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenRemotePor
         aWriter.key("port_wwn", nameText(aPort.mTarget->PortWWN.wwn));
         aWriter.name("node_wwn", aPort.mTarget->NodeWWN);
         aWriter.key("fc_id", fmt::format("0x{:06x}", aPort.mTarget->FcId & highestFcId));
-        writeLuns(aWriter, aAdapter, aPort.mTarget->PortWWN, aIsInteger);
+        writeLuns(aWriter, aAdapter, aPort);
         return;
     }
     aWriter.inventedName("port_wwn");
@@ -653,13 +756,13 @@ std::deque<HBA_FCPID> unreadTargets(SeenAdapter const& aAdapter)
     {
         for (auto const& [index, remote] : port.mRemotePorts)
         {
-            known.insert(remote ? bytesOf(remote->PortWWN) : Bytes());
+            known.insert(remote ? bytesOfName(remote->PortWWN) : Bytes());
         }
     }
     std::deque<HBA_FCPID> targets;
     for (HBA_FCPSCSIENTRY const& entry : aAdapter.mMappings)
     {
-        if (known.insert(bytesOf(entry.FcpId.PortWWN)).second)
+        if (known.insert(bytesOfName(entry.FcpId.PortWWN)).second)
         {
             targets.push_back(entry.FcpId);
         }
@@ -675,12 +778,39 @@ std::uint32_t lengthOf(Entries const& aEntries)
     return aEntries.empty() ? 0 : std::min(aEntries.rbegin()->first, most - 1) + 1;
 }
 
+/// @return number of entries that are missing before the last one
+template <typename Entries>
+std::size_t gapsOf(Entries const& aEntries)
+{
+    std::size_t const length = lengthOf(aEntries);
+    return length - std::min(length, aEntries.size());
+}
+
+/// @throws RecordingError when the scenario would have very many ports that the recording does not have
+void checkGaps(std::vector<SeenAdapter> const& aAdapters)
+{
+    constexpr std::size_t most = 65536;
+    std::size_t gaps = 0;
+    for (SeenAdapter const& adapter : aAdapters)
+    {
+        gaps += gapsOf(adapter.mPorts);
+        for (auto const& [index, port] : adapter.mPorts)
+        {
+            gaps += gapsOf(port.mRemotePorts);
+        }
+    }
+    if (gaps > most)
+    {
+        throw RecordingError(fmt::format(
+            "the recording has numbers of ports that leave out {} ports, more than {}", gaps, most));
+    }
+}
+
 /// @param aUnread   targets of the adapter; those that the port gets are removed
 /// @param aTakesAll whether the port gets all of them
-std::vector<SeenRemotePort> remotePortsOf(SeenPort const& aPort, std::deque<HBA_FCPID>& aUnread,
-                                          bool aTakesAll)
+SeenRemotePorts remotePortsOf(SeenPort const& aPort, std::deque<HBA_FCPID>& aUnread, bool aTakesAll)
 {
-    std::vector<SeenRemotePort> ports;
+    SeenRemotePorts ports;
     for (std::uint32_t index = 0; index < lengthOf(aPort.mRemotePorts) || (aTakesAll && !aUnread.empty());
          ++index)
     {
@@ -700,7 +830,7 @@ std::vector<SeenRemotePort> remotePortsOf(SeenPort const& aPort, std::deque<HBA_
 }
 
 void writePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenPort const& aPort,
-               std::vector<SeenRemotePort> const& aRemotePorts, bool aIsInteger)
+               SeenRemotePorts const& aRemotePorts)
 {
     aWriter.table("adapter.port");
     if (!aPort.mAttributes)
@@ -732,7 +862,7 @@ void writePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenPort const& aPo
     }
     for (SeenRemotePort const& port : aRemotePorts)
     {
-        writeRemotePort(aWriter, aAdapter, port, aIsInteger);
+        writeRemotePort(aWriter, aAdapter, port);
     }
 }
 
@@ -740,9 +870,9 @@ void writePort(Writer& aWriter, SeenAdapter const& aAdapter, SeenPort const& aPo
 bool hasTarget(SeenAdapter const& aAdapter, Bytes const& aTarget)
 {
     auto const isMapped = [&](HBA_FCPSCSIENTRY const& aEntry)
-    { return bytesOf(aEntry.FcpId.PortWWN) == aTarget; };
+    { return bytesOfName(aEntry.FcpId.PortWWN) == aTarget; };
     auto const isRemote = [&](auto const& aRemote)
-    { return aRemote.second && bytesOf(aRemote.second->PortWWN) == aTarget; };
+    { return aRemote.second && bytesOfName(aRemote.second->PortWWN) == aTarget; };
     auto const isAt = [&](auto const& aPort)
     {
         auto const& remotes = aPort.second.mRemotePorts;
@@ -790,22 +920,67 @@ void writeFault(Writer& aWriter, Survey const& aSurvey, SeenFault const& aFault,
     }
     aWriter.key("nth", aFault.mFirst == aFault.mLast ? std::to_string(aFault.mFirst)
                                                      : fmt::format("\"{}-{}\"", aFault.mFirst, aFault.mLast));
+    if (!aFault.mShape.empty())
+    {
+        aWriter.line(aFault.mShape);
+        return;
+    }
     aWriter.key(subject.mBoard ? "result" : "status", std::to_string(aFault.mStatus));
     if (aFault.mStatus == HBA_STATUS_SCSI_CHECK_CONDITION && !subject.mTarget.empty())
     {
-        constexpr std::size_t key = 2;
-        constexpr std::size_t code = 12;
-        constexpr std::size_t qualifier = 13;
-        constexpr unsigned int keyBits = 0x0f;
-        Bytes sense = aFault.mSense;
-        sense.resize(std::max(sense.size(), qualifier + 1));
-        aWriter.key("sense_key", std::to_string(sense[key] & keyBits));
-        aWriter.key("asc", std::to_string(sense[code]));
-        aWriter.key("ascq", std::to_string(sense[qualifier]));
+        Bytes const sense = senseIn(aFault.mSense);
+        aWriter.key("sense_key", std::to_string(sense[0]));
+        aWriter.key("asc", std::to_string(sense[1]));
+        aWriter.key("ascq", std::to_string(sense[2]));
     }
 }
 
-void writeAdapter(Writer& aWriter, SeenAdapter const& aAdapter)
+/// The LUNs of the targets in the scenario.
+using Luns = std::map<Subject, std::vector<std::uint16_t>>;
+
+/// Puts the LUNs that a target does not report at the end, where a fault can leave them out of the list.
+void arrangeLuns(Survey const& aSurvey, Subject const& aTarget, SeenRemotePort& aPort)
+{
+    auto const& reports = aSurvey.reports();
+    auto const last = std::find_if(reports.rbegin(), reports.rend(),
+                                   [&](SeenReport const& aReport) { return aReport.mSubject == aTarget; });
+    if (last != reports.rend())
+    {
+        std::stable_partition(aPort.mLuns.begin(), aPort.mLuns.end(),
+                              [&](auto const& aLun) { return last->mLuns.count(aLun.first) != 0; });
+    }
+}
+
+/// @return for each report that lacks LUNs at the end of those of the target, a fault
+std::vector<SeenFault> faultsOfReports(std::vector<SeenReport> const& aReports, Luns const& aLuns)
+{
+    std::vector<SeenFault> faults;
+    for (SeenReport const& report : aReports)
+    {
+        auto const target = aLuns.find(report.mSubject);
+        if (target == aLuns.end() || report.mLuns.size() >= target->second.size())
+        {
+            continue;
+        }
+        auto const end = target->second.begin() + static_cast<std::ptrdiff_t>(report.mLuns.size());
+        bool const isBeginning = std::all_of(
+            target->second.begin(), end, [&](std::uint16_t aLun) { return report.mLuns.count(aLun) != 0; });
+        if (isBeginning)
+        {
+            faults.push_back({callForLuns,
+                              report.mSubject,
+                              report.mNumber,
+                              report.mNumber,
+                              HBA_STATUS_OK,
+                              {},
+                              fmt::format("missing = {}", target->second.end() - end)});
+        }
+    }
+    return faults;
+}
+
+/// @param aLuns receives those of the targets of the adapter
+void writeAdapter(Writer& aWriter, Survey const& aSurvey, SeenAdapter const& aAdapter, Luns& aLuns)
 {
     bool const isInteger = isIntegerStyle(aAdapter);
     aWriter.table("adapter");
@@ -835,13 +1010,33 @@ void writeAdapter(Writer& aWriter, SeenAdapter const& aAdapter)
         }
     }
     std::deque<HBA_FCPID> unread = unreadTargets(aAdapter);
-    std::uint32_t const ports = lengthOf(aAdapter.mPorts);
-    for (std::uint32_t index = 0; index < ports; ++index)
+    std::vector<SeenPort> ports(lengthOf(aAdapter.mPorts));
+    std::vector<SeenRemotePorts> remotePorts;
+    for (std::uint32_t index = 0; index < ports.size(); ++index)
     {
         auto const found = aAdapter.mPorts.find(index);
-        SeenPort const port = found == aAdapter.mPorts.end() ? SeenPort() : found->second;
-        bool const takesAll = !port.mAttributes || index + 1 == ports;
-        writePort(aWriter, aAdapter, port, remotePortsOf(port, unread, takesAll), isInteger);
+        ports[index] = found == aAdapter.mPorts.end() ? SeenPort() : found->second;
+        bool const takesAll = !ports[index].mAttributes || index + 1 == ports.size();
+        remotePorts.push_back(remotePortsOf(ports[index], unread, takesAll));
+    }
+    assignLuns(aAdapter, isInteger, remotePorts);
+    for (SeenRemotePorts& ofPort : remotePorts)
+    {
+        for (SeenRemotePort& remotePort : ofPort)
+        {
+            Subject const target{aAdapter.mName, remotePort.name(), {}};
+            arrangeLuns(aSurvey, target, remotePort);
+            // The first port that sees a target gets the calls.
+            auto const [place, isNew] = aLuns.try_emplace(target);
+            for (auto const& [lun, entry] : remotePort.mLuns)
+            {
+                isNew ? place->second.push_back(lun) : void();
+            }
+        }
+    }
+    for (std::size_t index = 0; index < ports.size(); ++index)
+    {
+        writePort(aWriter, aAdapter, ports[index], remotePorts[index]);
     }
 }
 
@@ -983,12 +1178,18 @@ void writeDiagnostics(Writer& aWriter, Recording const& aRecording, std::vector<
 
 std::string scenarioOf(Recording const& aRecording)
 {
-    Survey const survey(aRecording);
+    Survey survey(aRecording);
+    checkGaps(survey.adapters());
     Writer writer;
+    Luns luns;
     writer.comment("A scenario of what the calls of a recording have shown.");
     for (SeenAdapter const& adapter : survey.adapters())
     {
-        writeAdapter(writer, adapter);
+        writeAdapter(writer, survey, adapter, luns);
+    }
+    for (SeenFault const& fault : faultsOfReports(survey.reports(), luns))
+    {
+        survey.addFault(fault);
     }
     std::vector<Bytes> const boards = boardsIn(aRecording);
     for (SeenFault const& fault : survey.faults())

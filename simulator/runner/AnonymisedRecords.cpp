@@ -346,14 +346,18 @@ void AnonymisedRecords::learnNamesIn(Bytes const& aBytes)
     }
 }
 
-void AnonymisedRecords::writeTo(RecordingFile& aFile)
+void AnonymisedRecords::writeTo(RecordingFile& aFile, std::function<void(double)> const& aProgress)
 {
+    double const work = 2 * static_cast<double>(mRecords.size());
+    double done = 0;
     for (Kept const& record : mRecords)
     {
+        aProgress(done++ / work);
         learn(record.mContent);
     }
     for (; !mRecords.empty(); mRecords.pop_front())
     {
+        aProgress(done++ / work);
         Kept const& record = mRecords.front();
         CborWriter content;
         writeItem(content, anonymised({}, readCbor(record.mContent).value_or(Json::object())));
@@ -372,10 +376,11 @@ AnonymisedRecords::Json AnonymisedRecords::anonymised(std::string const& aKey, J
     }
     if (aValue.is_structured())
     {
-        Json copy = aValue;
-        for (auto& [key, value] : copy.items())
+        Json copy(aValue.type());
+        for (auto const& [key, value] : aValue.items())
         {
-            value = anonymised(aValue.is_object() ? key : aKey, value);
+            aValue.is_object() ? copy[key] = anonymised(key, value)
+                               : copy.emplace_back(anonymised(aKey, value));
         }
         return copy;
     }

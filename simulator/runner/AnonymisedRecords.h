@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,8 +35,10 @@ public:
     pcapng::Section section() const;
 
     /// Learns from the records, adds them to the file and forgets them.
+    /// @param aProgress is called before each record is learned and before it is added, with the part of the work that is
+    ///                  done, from 0 to 1
     /// @throws RecordingWriteError
-    void writeTo(RecordingFile& aFile);
+    void writeTo(RecordingFile& aFile, std::function<void(double)> const& aProgress);
 
 private:
     using Json = nlohmann::json;

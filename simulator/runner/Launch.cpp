@@ -277,6 +277,15 @@ Outcome runProgram(std::vector<std::string> aCommand)
     return outcome;
 }
 
+void acceptSignals()
+{
+    constexpr timespec noTime{0, 0};
+    while (::sigtimedwait(&awaitedSignals, nullptr, &noTime) > 0)
+    {
+    }
+    ::sigprocmask(SIG_UNBLOCK, &awaitedSignals, nullptr);
+}
+
 int endLike(Outcome const& aOutcome)
 {
     if (WIFEXITED(aOutcome.mStatus))

@@ -64,6 +64,9 @@ struct Outcome
 /// that the program does not receive itself.
 Outcome runProgram(std::vector<std::string> aCommand);
 
+/// Lets signals end this process again, after runProgram(). Signals that came before are dropped: they were for the program.
+void acceptSignals();
+
 /// Ends this process with the signal that ended the program.
 /// @return the exit status of the program when no signal ended it
 int endLike(Outcome const& aOutcome);

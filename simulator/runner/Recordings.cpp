@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -17,13 +16,16 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "anonymise/KeyedHash.h"
 #include "simulator/control/SignalBlock.h"
+#include "simulator/library/Redirection.h"
 #include "simulator/recording/Player.h"
 #include "simulator/recording/Recording.h"
 #include "simulator/recording/RecordingFile.h"
 #include "simulator/recording/Ring.h"
+#include "simulator/recording/ScenarioCheck.h"
 #include "simulator/recording/ScenarioText.h"
 #include "simulator/recording/Session.h"
 #include "simulator/runner/AnonymisedRecords.h"
@@ -41,6 +43,7 @@ namespace
 {
 constexpr std::chrono::milliseconds recordInterval{5};
 constexpr int invalidScenario = 1;
+constexpr int nothingRecorded = 1;
 
 class RecordingHelp : public CLI::Formatter
 {
@@ -51,6 +54,37 @@ public:
 
 private:
     std::string const mUsage;
+};
+
+/// Shows on a terminal how much of the replacement of names is done.
+class ProgressLine
+{
+public:
+    ProgressLine() = default;
+    ~ProgressLine()
+    {
+        if (mShown)
+        {
+            fmt::print(stderr, "\r\x1b[K");
+        }
+    }
+    ProgressLine(ProgressLine const&) = delete;
+    ProgressLine& operator=(ProgressLine const&) = delete;
+
+    void show(double aPart)
+    {
+        constexpr std::chrono::milliseconds interval{500};
+        auto const now = std::chrono::steady_clock::now();
+        if (mIsTerminal && (!mShown || now - *mShown >= interval))
+        {
+            fmt::print(stderr, "\r\x1b[Kqzsim: replacing names: {:.0f} %", 100 * aPart);
+            mShown = now;
+        }
+    }
+
+private:
+    bool const mIsTerminal = ::isatty(STDERR_FILENO) == 1;
+    std::optional<std::chrono::steady_clock::time_point> mShown;  ///< when the line was shown last
 };
 
 /// Writes what the processes record, on its own thread. The thread ends when the recording cannot be written.
@@ -80,7 +114,8 @@ public:
         write();
         if (mRecords != nullptr)
         {
-            mRecords->writeTo(mFile);
+            ProgressLine progress;
+            mRecords->writeTo(mFile, [&](double aPart) { progress.show(aPart); });
             mFile.flush();
         }
     }
@@ -192,10 +227,23 @@ int record(CLI::App& aParser, int aCount, char** aArguments)
     RecordingFile file(options.mFile, records ? records->section() : sectionOfHost());
     RecordingThread thread(ring, file, records ? &*records : nullptr);
     Outcome const outcome = runProgram(options.mCommand);
-    thread.finish();
-    if (outcome.mError == 0 && !file.hasPackets())
+    if (records)
     {
-        fmt::print(stderr, "qzsim: note: the program opened no library of HBAs and no diagnostic library\n");
+        acceptSignals();  // the replacement of names can take long
+    }
+    thread.finish();
+    if (outcome.mError != 0)
+    {
+        ::unlink(options.mFile.c_str());
+    }
+    else if (!file.hasPackets())
+    {
+        fmt::print(stderr,
+                   "qzsim: nothing was recorded: the program opened no library of HBAs and no diagnostic "
+                   "library, or "
+                   "it did so with the rights of another user\n");
+        int const status = endLike(outcome);
+        return status == good ? nothingRecorded : status;
     }
     return statusAfter(options, outcome);
 }
@@ -212,11 +260,14 @@ Recording recordingOf(std::string const& aPath)
     return recording;
 }
 
-/// A check of CLI11. Its check of ranges accepts NaN.
-std::string refuseNan(std::string const& aNumber)
+/// A check of CLI11, whose check of ranges accepts NaN.
+std::string checkSpeed(std::string const& aNumber)
 {
-    return std::isnan(std::strtod(aNumber.c_str(), nullptr)) ? fmt::format("{} is not a number", aNumber)
-                                                             : "";
+    constexpr double lowest = 0.001;
+    constexpr double highest = 1e9;
+    double const speed = std::strtod(aNumber.c_str(), nullptr);
+    bool const isGood = speed == 0 || (speed >= lowest && speed <= highest);
+    return isGood ? "" : fmt::format("{} is neither 0 nor a number from 0.001 to 1e9", aNumber);
 }
 
 std::string speedText(double aSpeed) { return fmt::format("{}", aSpeed); }
@@ -231,12 +282,17 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
         .add_option("--speed", options.mReplay.mSpeed,
                     "Divide the delays of the recording by this number; 0 for no delays")
         ->type_name("NUMBER")
-        ->check(CLI::Range(0.0, 1e9))
-        ->check(refuseNan);
+        ->check(checkSpeed);
     aParser.add_flag("--strict", options.mReplay.mIsStrict,
                      "Accept calls only in the order of the recording");
     parse(aParser, options, aCount, aArguments);
 
+    if (fs::exists(options.mFile) && !fs::is_regular_file(options.mFile))
+    {
+        throw RecordingError(fmt::format(
+            "cannot read {}: it is no regular file, and each process of the program reads the recording",
+            tomlfile::inQuotes(options.mFile)));
+    }
     Recording recording = recordingOf(options.mFile);
     MemoryFile const counts = Player::countsFor(recording);
     Player const player(std::move(recording), counts.path(), options.mReplay);
@@ -252,14 +308,33 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
     }
     return statusAfter(options, outcome);
 }
+
+/// Reports the libraries that did not load, unless the scenario shows the same.
+void reportMissingLibraries(Recording const& aRecording)
+{
+    std::string const usual =
+        fmt::format("{}: cannot open shared object file: No such file or directory", vendorLibraryPath);
+    for (auto const& [path, library] : aRecording.libraries())
+    {
+        if (library.mError && *library.mError != usual)
+        {
+            fmt::print(stderr, "qzsim: note: the scenario does not have the reason why {} did not load: {}\n",
+                       tomlfile::inQuotes(path), tomlfile::escaped(*library.mError));
+        }
+    }
+}
+
 int convert(CLI::App& aParser, int aCount, char** aArguments)
 {
     std::string file;
     aParser.formatter(std::make_shared<RecordingHelp>("qzsim convert FILE"));
     aParser.add_option("FILE", file, "The recording")->required();
     aParser.parse(aCount, aArguments);
-    std::string const scenario = scenarioOf(recordingOf(file));
+    Recording const recording = recordingOf(file);
+    std::string const scenario = scenarioOf(recording);
     fmt::print("{}", scenario);
+    std::fflush(stdout);
+    reportMissingLibraries(recording);
     try
     {
         readScenario("scenario", scenario);
@@ -269,6 +344,10 @@ int convert(CLI::App& aParser, int aCount, char** aArguments)
         fmt::print(stderr, "qzsim: note: the scenario must be edited before it can be used: {}\n",
                    error.what());
         return invalidScenario;
+    }
+    for (std::string const& difference : differencesOf(recording, scenario))
+    {
+        fmt::print(stderr, "qzsim: note: {}\n", difference);
     }
     return good;
 }

@@ -14,6 +14,7 @@ from programs import QZAGENT, QZSIM, run
 # Its disks are smaller than 2 TiB. The size of a larger one is not from the library: the agent reads it from /sys.
 NAME = "statistics"
 CHECK = "check-condition"
+MACHINES = pathlib.Path(__file__).with_name("machines")
 
 
 def without_times(value):
@@ -47,14 +48,27 @@ class Recording(unittest.TestCase):
                     self.assert_same(recorded, run(QZSIM, "replay", self.file, "--", QZAGENT, *verb, "--json"))
                 self.file.unlink()
 
-    def test_gives_a_scenario_with_the_same_inventory(self):
-        for name in (NAME, CHECK):
+    def test_gives_a_scenario_with_the_same_inventory_or_says_what_differs(self):
+        noted = {}
+        for name in sorted(path.stem for path in MACHINES.glob("*.toml")):
             with self.subTest(machine=name), realstack.made(name) as made:
                 recorded = self.record(made, QZAGENT, "inventory", "--luns", "--json")
-            scenario = self.folder / "host.toml"
-            scenario.write_text(run(QZSIM, "convert", self.file).stdout, encoding="ascii")
-            self.assert_same(recorded, run(QZSIM, "--scenario", scenario, "--", QZAGENT, "inventory", "--luns", "--json"))
+            converted = run(QZSIM, "convert", self.file)
+            self.assertEqual(converted.returncode, 0)
             self.file.unlink()
+            if converted.stderr:
+                noted[name] = re.findall("HBA_[A-Za-z]+ have other answers|sizes of [0-9]+ LUNs", converted.stderr)
+                continue
+            scenario = self.folder / "host.toml"
+            scenario.write_text(converted.stdout, encoding="ascii")
+            with self.subTest(machine=name):
+                recorded.stderr = recorded.stderr.replace("PCI capabilities are not supported\n", "")  # of libpci
+                self.assert_same(recorded, run(QZSIM, "--scenario", scenario, "--", QZAGENT, "inventory", "--luns", "--json"))
+        # Null bytes in an answer to INQUIRY, a LUN without a mapping, and disks of more than 2 TiB.
+        self.assertEqual(noted, {"busy": ["HBA_SendScsiInquiry have other answers"],
+                                 "high-luns": ["HBA_SendReportLUNs have other answers"],
+                                 "short-answers": ["HBA_SendScsiInquiry have other answers"],
+                                 "two-hosts": ["sizes of 150 LUNs"]})
 
     def test_does_not_change_what_the_program_prints(self):
         with realstack.made(NAME) as made:

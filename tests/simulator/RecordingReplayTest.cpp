@@ -161,6 +161,12 @@ TEST(SpeedOfAReplay, DividesDelays)
     EXPECT_EQ(qzsim::scaledTime(1000, 0.5).count(), 2000);
 }
 
+TEST(SpeedOfAReplay, LimitsDelaysToAboutThirtyYears)
+{
+    constexpr std::int64_t limit = 1'000'000'000'000'000'000;
+    EXPECT_EQ(qzsim::scaledTime(UINT64_MAX, 0.001).count(), limit);
+}
+
 TEST(SpeedOfAReplay, RemovesDelaysIfItIsZero) { EXPECT_EQ(qzsim::scaledTime(1000, 0).count(), 0); }
 
 /// Writes calls without arguments that take no time.
@@ -268,6 +274,15 @@ TEST_F(RecordingReplay, LacksTheFunctionsThatTheDiagnosticLibraryLacks)
     std::string const scenario = "[diagnostics]\nmissing_functions = [\"VQM_GetLinkInfo\"]\n";
     expectDiagnosticReplay({"find=VQM_GetLinkInfo", "find=VQM_GetDrvInfo", "find=QZSIM_IsSimulator"},
                            scenario);
+}
+
+TEST_F(RecordingReplay, HasTheReasonWhyALibraryDoesNotLoad)
+{
+    for (std::string const library : {"absent", "broken"})
+    {
+        expectReplay(VQM_PROBE, {"openBad=/usr/lib/libvqm.so"},
+                     "[diagnostics]\nlibrary = \"" + library + "\"\n");
+    }
 }
 
 TEST_F(RecordingReplay, SendsNoEventToAForkedProcess)

@@ -4,11 +4,13 @@ import datetime
 import json
 import os
 import pathlib
+import pty
 import re
 import signal
 import struct
 import subprocess
 import tempfile
+import termios
 import time
 import unittest
 
@@ -70,6 +72,15 @@ def _open(major, data):
         item, data = _item(data)
         items.append(item)
     return (items if major == 4 else dict(zip(items[::2], items[1::2]))), data[1:]
+
+
+def cbor_of(value):
+    """Small numbers, texts and maps."""
+    if isinstance(value, dict):
+        return b"\xbf" + b"".join(cbor_of(key) + cbor_of(item) for key, item in value.items()) + b"\xff"
+    if isinstance(value, str):
+        return b"\x78" + bytes([len(value)]) + value.encode()
+    return b"\x1a" + value.to_bytes(4, "big")
 
 
 def without_times(text):
@@ -160,7 +171,18 @@ class Recording(Recorded):
     def test_of_a_program_without_libraries_says_so(self):
         result = run(QZSIM, "record", "--output", self.file, "--", "true")
         self.assertEqual((result.returncode, result.stderr),
-                         (0, "qzsim: note: the program opened no library of HBAs and no diagnostic library\n"))
+                         (1, "qzsim: nothing was recorded: the program opened no library of HBAs and no diagnostic "
+                          "library, or it did so with the rights of another user\n"))
+
+    def test_of_a_program_that_cannot_be_run_leaves_no_file(self):
+        result = run(QZSIM, "record", "--output", self.file, "--", self.folder / "absent")
+        self.assertEqual((result.returncode, self.file.exists()), (127, False), result.stderr)
+
+    def test_has_how_many_bytes_of_an_answer_were_written(self):
+        short = ADAPTERS + '[[fault]]\ncall = "HBA_SendReadCapacity"\nnth = 2\nlength = 5\n'
+        run(*self.command(short, QZAGENT, "inventory", "--luns"))
+        self.assertEqual([call["results"].get("response_written") for call in self.calls("HBA_SendReadCapacity")],
+                         [None, 5, None, None])
 
     def test_ends_with_the_status_of_the_program(self):
         self.assertEqual(run(QZSIM, "record", "--output", self.file, "--", "sh", "-c", "exit 5").returncode, 5)
@@ -312,9 +334,13 @@ class Replay(Recorded):
         self.assertRegex(result.stderr, "(?m)^qzsim: refused: HBA_.*: the next call of the recording is HBA_")
 
     def test_of_a_host_without_the_diagnostic_library_has_none(self):
-        result = run(*self.command("[diagnostics]\nlibrary = 'absent'\n", QZAGENT, "vendor", "--json"))
-        replayed = self.replay(QZAGENT, "vendor", "--json")
-        self.assertEqual(without_times(replayed.stdout), without_times(result.stdout))
+        for library in ("absent", "broken"):
+            with self.subTest(library):
+                result = run(*self.command(f"[diagnostics]\nlibrary = '{library}'\n", QZAGENT, "vendor", "--json"))
+                replayed = self.replay(QZAGENT, "vendor", "--json")
+                self.assertEqual(replayed.stderr, result.stderr)
+                self.assertEqual(without_times(replayed.stdout), without_times(result.stdout))
+                self.file.unlink()
 
     def test_of_a_damaged_recording_uses_the_rest(self):
         recorded = self.record(ADAPTERS, QZAGENT, "ports", "--json")
@@ -327,10 +353,24 @@ class Replay(Recorded):
     def test_does_not_wait_for_durations_that_are_longer_than_the_recording(self):
         recorded = self.record(ADAPTERS, QZAGENT, "ports", "--json")
         calls = sum("duration" in packet for packet in self.packets())
-        self.file.write_bytes(with_longest_durations(self.file.read_bytes()))
+        self.file.write_bytes(with_durations(self.file.read_bytes(), (1 << 64) - 1))
         result = self.replay("timeout", str(PATIENCE), QZAGENT, "ports", "--json")
         self.assertEqual(result.stderr, f'qzsim: note: {calls} packets or pieces of "{self.file}" are damaged\n')
         self.assertEqual(without_times(result.stdout), without_times(recorded.stdout))
+
+    def test_does_not_wait_for_a_duration_of_years(self):
+        recorded = self.record(ADAPTERS, QZAGENT, "ports", "--json")
+        self.file.write_bytes(with_durations(self.file.read_bytes(), 1 << 61, later=1 << 62))
+        result = self.replay("timeout", str(PATIENCE), QZAGENT, "ports", "--json")
+        self.assertIn("packets or pieces of", result.stderr)
+        self.assertEqual(without_times(result.stdout), without_times(recorded.stdout))
+
+    def test_needs_a_file_that_each_process_can_read(self):
+        self.record(ADAPTERS, QZAGENT, "ports")
+        result = run("sh", "-c", f'cat {self.file} | "$0" replay /dev/stdin -- true', QZSIM)
+        self.assertEqual((result.returncode, result.stderr),
+                         (2, 'qzsim: cannot read "/dev/stdin": it is no regular file, and each process of the program '
+                          'reads the recording\n'))
 
     def test_of_a_big_endian_recording_gives_the_same_answers(self):
         recorded = self.record(ADAPTERS, QZAGENT, "inventory", "--luns", "--json")
@@ -352,6 +392,7 @@ class Replay(Recorded):
     def test_refuses_a_wrong_command_line(self):
         for arguments in (["replay"], ["replay", "f"], ["replay", "f", "--speed", "-1", "true"],
                           ["replay", "f", "--speed", "nan", "true"], ["record", "true"],
+                          ["replay", "f", "--speed", "1e-300", "true"], ["replay", "f", "--speed", "2e9", "true"],
                           ["record", "--output", "f"], ["replay", "--bogus", "f", "true"]):
             with self.subTest(arguments):
                 result = run(QZSIM, *arguments)
@@ -482,6 +523,34 @@ count = 3
         os.kill(agent, signal.SIGKILL)
         self.assertEqual(self.section().packets, [])
 
+    def start_on_terminal(self, *command):
+        """Returns the process and the other side of the terminal that has its standard error."""
+        terminal, theirs = pty.openpty()
+        self.addCleanup(os.close, terminal)
+        termios.tcflow(theirs, termios.TCOOFF)  # who writes must wait
+        process = subprocess.Popen(self.command(self.SCENARIO, *command), stdout=subprocess.DEVNULL, stderr=theirs)
+        self.addCleanup(process.wait, PATIENCE)
+        self.addCleanup(process.kill)
+        self.addCleanup(os.close, theirs)
+        return process, terminal, theirs
+
+    def test_terminal_shows_the_progress_of_the_replacement_and_erases_it(self):
+        process, terminal, theirs = self.start_on_terminal(QZAGENT, "ports")
+        termios.tcflow(theirs, termios.TCOON)
+        self.assertEqual(process.wait(PATIENCE), 0)
+        self.assertRegex(os.read(terminal, 4096).decode(), r"^\r\x1b\[Kqzsim: replacing names: 0 %.*\r\x1b\[K$")
+
+    def test_replacement_can_be_interrupted(self):
+        ended = self.folder / "ended"
+        process, _, _ = self.start_on_terminal("sh", "-c", f'"$0" ports; touch {ended}', QZAGENT)
+        deadline = time.monotonic() + PATIENCE
+        while process.poll() is None:
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.05)
+            if ended.exists():
+                process.send_signal(signal.SIGINT)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+
     def test_recording_gives_a_scenario_with_the_same_pseudonyms(self):
         self.record(self.SCENARIO, QZAGENT, "inventory", "--luns")
         replayed = self.replay(QZAGENT, "inventory", "--luns", "--json")
@@ -594,6 +663,83 @@ second_wwn = "10:00:00:00:c9:00:00:02"
         self.assert_same_output(ADAPTERS.replace("statistics_per_second = { tx_frames = 100000 }", ""),
                                 QZAGENT, "statistics", "--json")
 
+    def test_gives_the_same_luns_of_a_target_behind_two_ports(self):
+        port = ADAPTERS.partition("    [[adapter.port]]")[2]
+        for first, second in ((1, 1), (3, 2), (0, 2), (2, 0)):
+            with self.subTest(luns=(first, second)):
+                other = port.replace("c9:00:00:01", "c9:00:00:02").replace("luns = 4", f"luns = {second}")
+                self.assert_same_output(ADAPTERS.replace("luns = 4", f"luns = {first}") + "    [[adapter.port]]" + other,
+                                        QZAGENT, "inventory", "--luns", "--json")
+
+    def test_gives_the_same_addressing_of_luns(self):
+        for key in ('lun_addressing = "flat"', "luns = [1, 300]"):
+            scenario = ADAPTERS.replace("luns = 4", key if "luns" in key else f"luns = 4\n{key}")
+            for style in ("scsi", "integer"):
+                with self.subTest(key, style=style):
+                    self.assert_same_output(scenario.replace("-0\"", f"-0\"\nlun_style = '{style}'"),
+                                            QZAGENT, "inventory", "--luns", "--json")
+
+    def test_gives_the_same_answers_that_are_not_whole(self):
+        for call in ("HBA_SendReportLUNs", "HBA_SendScsiInquiry", "HBA_SendReadCapacity"):
+            for shape in ("untouched = true", "length = 0", "length = 3", "length = 5"):
+                with self.subTest(call, shape=shape):
+                    self.assert_same_output(ADAPTERS + f'[[fault]]\ncall = "{call}"\nnth = 1\n{shape}\n',
+                                            QZAGENT, "inventory", "--luns", "--json")
+
+    def test_gives_the_same_luns_that_are_not_reported(self):
+        for missing in (1, 3, 4):
+            with self.subTest(missing):
+                fault = f'[[fault]]\ncall = "HBA_SendReportLUNs"\nnth = 1\nmissing = {missing}\n'
+                self.assert_same_output(ADAPTERS.replace("luns = 4", "luns = [7, 3, 300, 0]") + fault,
+                                        QZAGENT, "inventory", "--luns", "--json")
+
+    def note_of(self, scenario):
+        """What the conversion says about a recording of an inventory."""
+        self.file.unlink(missing_ok=True)
+        run(*self.command(scenario, QZAGENT, "inventory", "--luns"))
+        result = run(QZSIM, "convert", self.file)
+        self.assertEqual(result.returncode, 0)
+        return result.stderr
+
+    def test_says_which_answers_a_scenario_does_not_have(self):
+        for fault, note in (('call = "HBA_SendReportLUNs"; nth = 1; list_length = 40',
+                             r"1 of 1 calls of HBA_SendReportLUNs have other answers than in the recording; the first is "
+                             r"HBA_SendReportLUNs\(.*target 50000000ab000001\), which has another response"),
+                            ('call = "HBA_GetFcpTargetMapping"; nth = 1; count = 6; entries = 3',
+                             r"1 of \d calls of HBA_GetFcpTargetMapping .*, which has other mappings")):
+            with self.subTest(fault):
+                self.assertRegex(self.note_of(ADAPTERS + "\n".join(("[[fault]]", *fault.split("; "))) + "\n"),
+                                 f"^qzsim: note: {note}\n")
+
+    def test_says_that_large_sizes_are_not_in_a_scenario(self):
+        self.assertEqual(self.note_of(ADAPTERS.replace("luns = 4", "luns = 4\nblocks = 0x200000000")),
+                         "qzsim: note: the sizes of 4 LUNs are not in the recording, because READ CAPACITY shows only that "
+                         "they have 2^32 or more blocks\n")
+
+    def test_says_that_a_library_did_not_load(self):
+        run(*self.command("[diagnostics]\nlibrary = 'broken'\n", QZAGENT, "vendor"))
+        self.assertRegex(run(QZSIM, "convert", self.file).stderr,
+                         '^qzsim: note: the scenario does not have the reason why "/usr/lib/libvqm.so" did not load: .+\n$')
+
+    def test_is_refused_if_the_recording_leaves_out_very_many_ports(self):
+        self.record(ADAPTERS, QZAGENT, "ports")
+        content = self.file.read_bytes()
+        section, = pcapng.sections(content)
+        library = next(number for number, interface in enumerate(section.interfaces) if "hba.so" in interface.name)
+        handle = self.calls("HBA_GetAdapterPortAttributes")[0]["arguments"]["handle"]
+        order = next(pcapng.blocks(content))[0]
+        begin = section.packets[-1].time
+        for port in range(5):
+            call = cbor_of({"call": "HBA_GetDiscoveredPortAttributes", "returns": 1, "results": {}, "arguments":
+                            {"handle": handle, "port": port, "discovered_port": 16383}})
+            content += pcapng.block(order, pcapng.PACKET, struct.pack(
+                order + "IIIII", library, begin >> 32, begin & 0xffffffff, len(call), len(call)) + call +
+                bytes(-len(call) % 4))
+        self.file.write_bytes(content)
+        result = run(QZSIM, "convert", self.file)
+        self.assertEqual((result.returncode, result.stdout), (2, ""))
+        self.assertRegex(result.stderr, "^qzsim: .*leave out [0-9]+ ports, more than 65536\n$")
+
     def test_of_what_a_scenario_cannot_have_says_what_to_edit(self):
         port = '    [[adapter.port]]\n    port_wwn = "10:00:00:00:c9:00:00:02"\n'
         self.record(ADAPTERS + port, QZAGENT, "ports")
@@ -614,15 +760,18 @@ second_wwn = "10:00:00:00:c9:00:00:02"
         self.assertEqual(run(QZSIM, "convert", self.file).returncode, 2)
 
 
-def with_longest_durations(data):
+def with_durations(data, duration, later=0):
+    """The same file with this duration of each call, and with later times of the calls."""
     output = b""
+    number = b"\x68duration\x1b" + duration.to_bytes(8, "big")
     for order, kind, body in pcapng.blocks(data):
         if kind == pcapng.PACKET:
-            size = struct.unpack_from(order + "I", body, 12)[0]
-            content = re.sub(rb"\x68duration(\x18.|\x19..|\x1a....|[\x00-\x17])", b"\x68duration\x1b" + b"\xff" * 8,
-                             body[20:20 + size], flags=re.DOTALL)
-            body = (body[:12] + struct.pack(order + "II", len(content), len(content)) + content
-                    + bytes(-len(content) % 4))
+            high, low, size = struct.unpack_from(order + "III", body, 4)
+            content = re.sub(rb"\x68duration(\x18.|\x19..|\x1a....|[\x00-\x17])", number, body[20:20 + size],
+                             flags=re.DOTALL)
+            time_of_call = (high << 32 | low) + (later if number in content else 0)
+            body = (body[:4] + struct.pack(order + "IIII", time_of_call >> 32, time_of_call & 0xffffffff, len(content),
+                                           len(content)) + content + bytes(-len(content) % 4))
         output += pcapng.block(order, kind, body)
     return output
 

@@ -114,6 +114,20 @@ TEST(EventColumns, GiveBackAllSizesOfNumbers)
                                                               "3 host 1 1 1 4000000000"));
 }
 
+TEST(EventColumns, GiveBackATimeOfZero)
+{
+    EventColumns columns;
+    columns.add(eventIn(recordWith(3, 7), 0));
+    columns.add(eventIn(recordWith(3, 7), 5));
+    EXPECT_THAT(textsIn(columns.json()), testing::ElementsAre("0 host 0 3 7 0", "5 host 0 3 7 0"));
+}
+
+/// @return size of a packed column in bytes
+std::size_t packedSize(Columns const& aColumns, char const* aKey)
+{
+    return qzagent::bytesOfBase64(aColumns["columns"][aKey].get<std::string>())->size();
+}
+
 TEST(EventColumns, UseOneByteForEachSmallNumber)
 {
     EventColumns columns;
@@ -122,12 +136,26 @@ TEST(EventColumns, UseOneByteForEachSmallNumber)
     {
         columns.add(eventIn(record, 1000 + 10 * i, i % 4));
     }
-    for (char const* const key : {"source", "category", "subcategory", "length"})
+    Columns const json = columns.json();
+    for (char const* const key : {"time_deltas", "kind", "length"})
     {
-        EXPECT_EQ(columns.json()["columns"][key]["bytes"], 1) << key;
-        EXPECT_EQ(columns.json()["columns"][key]["data"].get<std::string>().size(), 400) << key;
+        EXPECT_EQ(packedSize(json, key), 300) << key;
     }
-    EXPECT_EQ(columns.json()["columns"]["time_deltas"].get<std::string>().size(), 400);
+    EXPECT_EQ(json["kinds"]["source"], Columns({0, 1, 2, 3}));
+}
+
+TEST(EventColumns, UseMoreBytesOnlyForTheNumberThatNeedsThem)
+{
+    EventColumns columns;
+    columns.add(eventIn(recordWith(3, 7, 100), 1));
+    CaptureEvent large = eventIn(recordWith(3, 7), 2);
+    large.mOmitted = 70'000;
+    columns.add(large);
+    columns.add(eventIn(recordWith(3, 7, 100), 1'000'000'002));
+    Columns const json = columns.json();
+    EXPECT_EQ(packedSize(json, "length"), 1 + 3 + 1);
+    EXPECT_EQ(packedSize(json, "time_deltas"), 1 + 1 + 5);
+    EXPECT_EQ(packedSize(json, "kind"), 3);
 }
 
 TEST(EventColumns, KeepDropsBetweenTheEvents)
@@ -192,16 +220,21 @@ INSTANTIATE_TEST_SUITE_P(
     Values, DamagedEventColumns,
     testing::Values(
         ColumnDamage{"ManyEvents", "/count", 5'000'001U, "events.count: a number below 5000001 was expected"},
-        ColumnDamage{"OtherCount", "/count", 4U, "events.columns.source: 4 numbers was expected"},
-        ColumnDamage{"NoBase64", "/columns/category/data", "=A",
-                     "events.columns.category.data: base64 was expected"},
-        ColumnDamage{"CutBase64", "/columns/category/data", "AwM",
-                     "events.columns.category.data: base64 was expected"},
-        ColumnDamage{"LargeNumbers", "/columns/category/bytes", 8U,
-                     "events.columns.category.bytes: a number below 5 was expected"},
+        ColumnDamage{"OtherCount", "/count", 4U, "event 3 has no valid kind"},
+        ColumnDamage{"NoBase64", "/columns/kind", "=A", "events.columns.kind: base64 was expected"},
+        ColumnDamage{"CutBase64", "/columns/kind", "AwM", "events.columns.kind: base64 was expected"},
+        ColumnDamage{"UnequalCategories", "/kinds/category", Columns::array(),
+                     "events.kinds: lists of one length was expected"},
+        ColumnDamage{"UnequalSubcategories", "/kinds/subcategory", Columns::array(),
+                     "events.kinds: lists of one length was expected"},
+        ColumnDamage{"LargeCategory", "/kinds/category/0", 256U,
+                     "events.kinds.category[0]: a number below 256 was expected"},
+        ColumnDamage{"LargeLength", "/columns/length", "gICAgBA=", "event 0 has no valid length"},
         ColumnDamage{"NoText", "/columns/time_deltas", 3, "events.columns.time_deltas: a text was expected"},
         ColumnDamage{"UnknownSource", "/sources", Columns::array(),
-                     "events.drops[0].source: a number below 0 was expected"},
+                     "events.kinds.source[0]: a number below 0 was expected"},
+        ColumnDamage{"UnknownSourceOfDrops", "/drops/0/source", 1U,
+                     "events.drops[0].source: a number below 1 was expected"},
         ColumnDamage{"NoFirstTime", "/first_time", "yesterday",
                      "events.first_time: a time as in RFC 3339 was expected"},
         ColumnDamage{"DropsOutOfOrder", "/drops/1/before", 0U,
@@ -209,7 +242,7 @@ INSTANTIATE_TEST_SUITE_P(
         ColumnDamage{"FewTimes", "/columns/time_deltas", "AAA=", "event 2 has no valid time"},
         ColumnDamage{"EndlessTime", "/columns/time_deltas",
                      "//////////////////8=", "event 0 has no valid time"},
-        ColumnDamage{"SourceBeyondTheList", "/columns/source/data", "AAAB", "event 2 has an unknown source"}),
+        ColumnDamage{"KindBeyondTheList", "/columns/kind", "AAAB", "event 2 has an unknown kind"}),
     [](testing::TestParamInfo<ColumnDamage> const& aInfo) { return std::string(aInfo.param.mName); });
 
 TEST(Base64, AgreesWithTheExamplesOfItsStandard)

@@ -139,6 +139,20 @@ TEST(QzagentLatencyHeat, FollowsTheCharts)
     EXPECT_EQ(result.mExitStatus, 0) << result.mErrors;
 }
 
+TEST(QzagentLatencyHeat, KeepsLongNamesWithinAHundredColumns)
+{
+    std::string const host = adapterNamed(std::string(200, 'a')) + portNumbered(1) + targetNumbered(1, 1);
+    ProcessResult const result =
+        runAgentOn(host, {"latency", "--interval", "3600", "--count", "3", "--heat"});
+    EXPECT_EQ(result.mExitStatus, 0) << result.mErrors;
+    for (std::string const& line : linesOf(result.mOutput))
+    {
+        auto const isFirstOfCharacter = [](char aByte)
+        { return (static_cast<unsigned char>(aByte) & 0xc0U) != 0x80; };
+        EXPECT_LE(std::count_if(line.begin(), line.end(), isFirstOfCharacter), 100) << line;
+    }
+}
+
 TEST(QzagentLatencyHeat, NeedsIntervalsAndText)
 {
     ProcessResult const single = runAgent({"latency", "--heat"});

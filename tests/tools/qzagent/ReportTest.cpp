@@ -170,13 +170,43 @@ TEST_F(QzagentReport, TakesDocumentsAndIntervalsOfLatencies)
 
 TEST_F(QzagentReport, ReplacesAnOldPageAndRefusesADirectory)
 {
-    mFolder.write("page.html", "old");
+    mFolder.write("page.html", "");
     reportEvents();
     EXPECT_THAT(contentOf(mPage), StartsWith("<!DOCTYPE html>"));
+    EXPECT_EQ(reportOf({bundleOf("bundle", reportedHost)}).mExitStatus, 0);
+    EXPECT_TRUE(data()["documents"].contains("inventory"));
     ProcessResult const result =
         runAgent({"report", "--output", mFolder.path(), std::string(mFolder.path() / "events.pcapng")});
     EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_THAT(result.mErrors, HasSubstr("cannot write "));
+}
+
+TEST_F(QzagentReport, ReplacesNoFileThatIsNoReport)
+{
+    reportEvents();
+    std::string const capture = mFolder.path() / "events.pcapng";
+    std::string const html = mFolder.write("other.html", "<!DOCTYPE html><title>Other</title>");
+    for (std::string const& path : {capture, html})
+    {
+        std::string const before = contentOf(path);
+        ProcessResult const result = runAgent({"report", "--output", path, mPage});
+        EXPECT_EQ(result.mExitStatus, 1);
+        EXPECT_EQ(result.mErrors,
+                  "qzagent: cannot write " + path + ": the file exists, and it is not a report\n");
+        EXPECT_EQ(contentOf(path), before);
+    }
+}
+
+TEST_F(QzagentReport, ReplacesNoInputUnderAnyName)
+{
+    reportEvents();
+    std::string const capture = mFolder.path() / "events.pcapng";
+    std::string const link = mFolder.path() / "link.html";
+    std::filesystem::create_hard_link(mPage, link);
+    std::string const before = contentOf(mPage);
+    EXPECT_EQ(reportOf({capture, link}).mErrors,
+              "qzagent: cannot write " + mPage + ": it is also an input\n");
+    EXPECT_EQ(contentOf(mPage), before);
 }
 
 TEST_F(QzagentReport, OfNothingIsNotWritten)
@@ -213,6 +243,38 @@ TEST_F(QzagentReport, NotesThatItsInputsAreFromDifferentHosts)
     EXPECT_EQ(data()["host"], "a, b");
 }
 
+TEST_F(QzagentReport, NotesThatEventsAreFromAnotherHostThanTheDocuments)
+{
+    nlohmann::json document = documentOf(runAgentOn(reportedHost, {"inventory", "--json"}));
+    document["host"] = "a";
+    PcapngBuilder builder;
+    builder.section("b").interface("board 0").packet(0, 1, plainRecord());
+    ProcessResult const result =
+        reportOf({mFolder.write("a", document.dump()), mFolder.write("b", builder.content())});
+    EXPECT_THAT(result.mErrors, HasSubstr("note: the inputs are from different hosts: a, b\n"));
+}
+
+TEST_F(QzagentReport, OfIntervalsOfLatenciesAloneIsWritten)
+{
+    std::string const path = mFolder.write(
+        "intervals",
+        "{\"time\":\"2026-01-01T00:00:01.000000Z\",\"length_seconds\":1.0,\"target_ports\":[]}\n");
+    EXPECT_EQ(reportOf({path}).mExitStatus, 0);
+    EXPECT_EQ(data()["latency_looks"].size(), 1);
+}
+
+TEST_F(QzagentReport, NotesWhichDocumentsThePageDoesNotShow)
+{
+    std::string const unknown = mFolder.write("unknown", "{\"command\":\"other\"}");
+    ProcessResult const nothing = reportOf({unknown});
+    EXPECT_EQ(nothing.mExitStatus, 1);
+    EXPECT_THAT(nothing.mErrors, HasSubstr("note: a page does not show these documents: other\n"));
+    EXPECT_THAT(nothing.mErrors, HasSubstr("there is nothing to report, so no page was written\n"));
+    ProcessResult const some = reportOf({unknown, bundleOf("bundle", reportedHost)});
+    EXPECT_EQ(some.mExitStatus, 0);
+    EXPECT_THAT(some.mErrors, HasSubstr("note: a page does not show these documents: other\n"));
+}
+
 TEST_F(QzagentReport, ReportsDocumentsThatTheRulesCannotRead)
 {
     nlohmann::json latency = documentOf(runAgentOn(reportedHost, {"latency", "--json"}));
@@ -223,6 +285,7 @@ TEST_F(QzagentReport, ReportsDocumentsThatTheRulesCannotRead)
         result.mErrors,
         HasSubstr("latency.adapters[0].target_ports[0].latencies.latency_us.p99: a number was expected\n"));
     EXPECT_THAT(data()["missing"], testing::Contains("latency"));
+    EXPECT_FALSE(data()["documents"].contains("latency"));
 }
 
 TEST_F(QzagentReport, UsesTheSettingsOfTheRules)
@@ -257,8 +320,9 @@ TEST_F(QzagentReport, IsRefusedByVerbsThatNeedPayloads)
 {
     reportEvents();
     std::string const other = mFolder.path() / "other";
-    EXPECT_THAT(runAgent({"convert", mPage, "--output", other}).mErrors,
-                HasSubstr(": this is a report, which has no payloads; show, check and diff can read it\n"));
+    EXPECT_THAT(
+        runAgent({"convert", mPage, "--output", other}).mErrors,
+        HasSubstr(": this is HTML, and a report has no payloads; show, check and diff can read a report\n"));
     EXPECT_THAT(runAgent({"repair", mPage, "--output", other}).mErrors,
                 HasSubstr(" is a report, which cannot be repaired\n"));
     EXPECT_EQ(runAgent({"report", mPage, "--output", other}).mExitStatus, 1);
@@ -292,9 +356,7 @@ TEST_P(QzagentDamagedReport, IsRefusedWithTheReason)
 
 INSTANTIATE_TEST_SUITE_P(
     Places, QzagentDamagedReport,
-    testing::Values(PageDamage{"NoData", "id=\"report-data\"", "id=\"other\"",
-                               "a page without the data of a report"},
-                    PageDamage{"NoJson", "{\"format_version\"", "x", "not JSON at byte 1 of its data"},
+    testing::Values(PageDamage{"NoJson", "{\"format_version\"", "x", "not JSON at byte 1 of its data"},
                     PageDamage{"LargeNumber", "\"format_version\":2", "\"format_version\":1e999",
                                "a number is too large"},
                     PageDamage{"OtherVersion", "\"format_version\":2", "\"format_version\":9",
@@ -307,6 +369,8 @@ INSTANTIATE_TEST_SUITE_P(
                                "the data: an object with the key \"events\" was expected"},
                     PageDamage{"DamagedTimes", "\"time_deltas\":\"", "\"time_deltas\":\"-",
                                "the data.events.columns.time_deltas: base64 was expected"},
+                    PageDamage{"NoKinds", "\"kinds\":{", "\"others\":{",
+                               "the data.events: an object with the key \"kinds\" was expected"},
                     PageDamage{"FewTimes", "\"time_deltas\":\"AAQ=\"", "\"time_deltas\":\"\"",
                                "event 0 has no valid time"}),
     [](testing::TestParamInfo<PageDamage> const& aInfo) { return std::string(aInfo.param.mName); });
@@ -324,6 +388,21 @@ TEST_F(QzagentReport, ThatIsCutOffOrNestedIsRefused)
                                          page.substr(page.find("</script>", data)));
     EXPECT_THAT(runAgent({"show", nested}).mErrors, HasSubstr("nested more than 100 levels deep"));
     EXPECT_EQ(runAgent({"check", cut}).mExitStatus, 3);
+}
+
+TEST_F(QzagentReport, IsDistinguishedFromOtherHtml)
+{
+    std::string const html = mFolder.write("other.html", "<!DOCTYPE html><title>Other</title>");
+    EXPECT_EQ(runAgent({"show", html}).mErrors, "qzagent: " + html + ": HTML that is not a report\n");
+}
+
+TEST_F(QzagentReport, IsNotSearchedForNames)
+{
+    reportEvents();
+    ProcessResult const result = runAgent({"show", "--wwn", "10:00:00:00:c9:00:00:01", mPage});
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_EQ(result.mErrors,
+              "qzagent: " + mPage + ": a report has no names, so --wwn selects none of its events\n");
 }
 
 TEST_F(QzagentReport, CannotBeFollowed)

@@ -48,6 +48,33 @@ TEST(TopologyDot, EscapesWhatGraphvizWouldInterpret)
                           "\n"));
 }
 
+TEST(TopologyDot, HasNoLineForDetailsThatAreMissing)
+{
+    Topology topology = pictured("a");
+    topology.mNodes[0].mDetails.clear();
+    EXPECT_THAT(qzagent::dotOf(topology), HasSubstr("0 [label=\"a\"]\n"));
+}
+
+TEST(TopologyDot, CutsNamesThatGraphvizWouldRefuse)
+{
+    EXPECT_THAT(qzagent::dotOf(pictured(std::string(1000, 'a'))),
+                HasSubstr("\"" + std::string(1000, 'a') + "\\nEX\""));
+    EXPECT_THAT(qzagent::dotOf(pictured(std::string(20'000, 'a'))),
+                HasSubstr("\"" + std::string(1000, 'a') + "...\\nEX\""));
+}
+
+TEST(TopologyDot, CutsNoCharacterInParts)
+{
+    std::string const before = std::setlocale(LC_CTYPE, nullptr);
+    if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr)
+    {
+        GTEST_SKIP() << "there is no locale C.UTF-8";
+    }
+    std::string const dot = qzagent::dotOf(pictured(std::string(999, 'a') + "\xc3\xa9" + "b"));
+    std::setlocale(LC_CTYPE, before.c_str());
+    EXPECT_THAT(dot, HasSubstr("\"" + std::string(999, 'a') + "...\\n"));
+}
+
 TEST(TopologyDot, IsReadByGraphviz)
 {
     if (!qzagent::filtered({"dot", "-V"}, "", 60s))

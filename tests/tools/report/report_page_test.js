@@ -115,12 +115,37 @@ model = "left\\u202Etfel"
     luns = 2
 `;
 
+/** More target ports than a table shows at first, one of them without LUNs; more counters than a sheet has room for. */
+const wideHost = `
+[[adapter]]
+name = "${"long".repeat(60)}"
+  [[adapter.port]]
+  port_wwn = "10:00:00:00:c9:00:00:01"
+  [adapter.port.statistics]
+  ${["seconds_since_last_reset", "tx_frames", "tx_words", "rx_frames", "rx_words", "lip_count", "nos_count", "error_frames",
+    "dumped_frames", "link_failure_count", "loss_of_sync_count", "loss_of_signal_count", "invalid_crc_count"]
+    .map((name) => name + " = 7").join("\n")}
+${Array.from({ length: 102 }, (ignored, at) => `[[adapter.port.remote]]
+  port_wwn = "50:00:00:00:ab:00:00:${at.toString(16).padStart(2, "0")}"
+  luns = ${at === 0 ? 0 : 1}`).join("\n")}
+`;
+
+/** Writes the report of a file with this text. */
+function reportOf(name, text) {
+  const [input, page] = [path.join(folder, name), path.join(folder, name + ".html")];
+  fs.writeFileSync(input, text);
+  run(agent, ["report", "--output", page, input]);
+  return page;
+}
+
 let busy;
+let wide;
 
 before(async () => {
   browser = await chromium.launch({ executablePath: process.env.CHROMIUM || "/usr/bin/chromium",
     args: process.getuid() === 0 ? ["--no-sandbox"] : [] });
   busy = report("busy", busyHost);
+  wide = report("wide", wideHost);
 });
 
 after(async () => {
@@ -224,6 +249,127 @@ test("a part of the topology filters ports, latencies and LUNs by click and by k
   assert.equal(await tab.getAttribute('g[aria-label^="target 50:00:00:00:ab:00:02:00"]', "aria-pressed"), "true");
 });
 
+test("a part of the topology shows what is connected with it, and nothing else", async () => {
+  const tab = await open(busy.page);
+  const shown = async () => ({
+    ports: (await rowsOf(tab, "Ports")).map((row) => row[1].slice(-2)),
+    statistics: (await rowsOf(tab, "Port statistics")).map((row) => row[1].slice(-2)),
+    latencies: (await rowsOf(tab, "Latencies of target ports")).map((row) => row[1].slice(-2)),
+    heat: (await tab.$$eval("#heat tbody th", (all) => all.map((one) => one.textContent.slice(-2)))).sort(),
+    histogram: (await tab.$$eval("#histogram-target option", (all) => all.map((one) => one.textContent.slice(21, 23)))).sort(),
+  });
+  const of = (ports, targets) => ({ ports, statistics: ports, latencies: targets, heat: targets, histogram: targets });
+  const parts = [["adapter example-fc-0", of(["01", "02", "03"], ["01", "02", "03"])],
+    ["port 10:00:00:00:c9:00:00:01", of(["01"], ["01", "02"])],
+    ["port 10:00:00:00:c9:00:00:02", of(["02"], [])],
+    ["fabric 10:00:00:60:69:00:00:02", of(["02", "03"], ["03"])],
+    ["target 50:00:00:00:ab:00:01:00", of(["01", "03"], ["01", "03"])],
+    ["target 50:00:00:00:ab:00:02:00", of(["01"], ["02"])]];
+  for (const [name, expected] of parts) {
+    await tab.click(`g[aria-label^="${name}"]`);
+    assert.deepEqual(await shown(), expected, name);
+    if (expected.latencies.length === 0) {
+      assert.equal(await tab.textContent("#histogram caption"), "No target port");
+      assert.equal(await tab.$("#histogram tbody tr"), null);
+    }
+    await tab.focus("#filter button");
+    await tab.keyboard.press("Enter");
+    assert.match(await tab.evaluate(() => document.activeElement.getAttribute("aria-label")), new RegExp("^" + name));
+  }
+  assert.deepEqual(await shown(), of(["01", "02", "03"], ["01", "02", "03"]));
+});
+
+test("a target without LUNs counts, and a button shows all target ports over time", async () => {
+  const tab = await open(wide.page);
+  assert.equal(await tab.textContent('[data-count="Targets"]'), "102");
+  assert.equal(await tab.$$eval("#heat tbody tr", (all) => all.length), 40);
+  await tab.click('button:text-is("Show all 101 target ports")');
+  assert.equal(await tab.$$eval("#heat tbody tr", (all) => all.length), 101);
+});
+
+test("long names keep their cells, and the page its width", async () => {
+  const tab = await open(wide.page);
+  await tab.setViewportSize({ width: 400, height: 800 });
+  assert.equal(await tab.evaluate(() => document.documentElement.scrollWidth), 400);
+  assert.deepEqual(await tab.$$eval("#heat tbody th", (all) => all.filter((one) => one.scrollWidth > one.clientWidth + 1)), []);
+});
+
+test("a zoom moves to the end of the time and stays as long as it is", async () => {
+  const tab = await open(busy.page);
+  await tab.waitForSelector('html[data-events="shown"]');
+  const range = async () => (await tab.textContent("#range")).match(/^(\S+ \S+) to (\S+ \S+) UTC/).slice(1).map((text) =>
+    Date.parse(text.replace(" ", "T") + "Z"));
+  const whole = await range();
+  await tab.click('button:text-is("Zoom in")');
+  const zoomed = await range();
+  for (const [button, end] of [["Later", 1], ["Earlier", 0]]) {
+    for (let i = 0; i < 6; ++i) {
+      await tab.click(`button:text-is("${button}")`);
+    }
+    const moved = await range();
+    assert.ok(Math.abs(moved[1] - moved[0] - (zoomed[1] - zoomed[0])) <= 2, button);
+    assert.ok(Math.abs(moved[end] - whole[end]) <= 2, button);
+  }
+});
+
+test("times far from each other are exact to the millisecond", async () => {
+  const times = ["2026-04-11T00:00:00.000000000Z", "2026-01-01T00:00:00.000000000Z", "1970-01-01T00:00:00.000000000Z",
+    "2500-01-01T00:00:00.000000000Z", "2026-01-01T00:00:01.001000000Z"];
+  for (const order of [times, times.slice().reverse(), times.slice(0, 2), times.slice(1, 3)]) {
+    const page = reportOf("times", order.map((time) =>
+      JSON.stringify({ time, board: 0, category: 2, subcategory: 1, payload: "" }) + "\n").join(""));
+    const tab = await open(page);
+    await tab.waitForSelector('html[data-events="shown"]');
+    const sorted = order.slice().sort().map((time) => time.slice(0, 23).replace("T", " "));
+    const [first, last] = (await tab.textContent("#range")).match(/^(\S+ \S+) to (\S+ \S+) UTC: \S+ events$/).slice(1);
+    assert.deepEqual([first, last], [sorted[0], sorted[sorted.length - 1]]);
+  }
+});
+
+test("a counter that a double would round is exact, and so is its rise", async () => {
+  const text = (value, second) => JSON.stringify({ ...documentIn(busy, "statistics-end"),
+    generated_at: `2030-01-01T00:00:0${second}Z` }).replace(/"tx_frames":\d+/, '"tx_frames":' + value);
+  const [first, last] = ["first", "last"].map((name) => path.join(folder, name));
+  fs.writeFileSync(first, text("9007199254740992", 1));
+  fs.writeFileSync(last, text("18446744073709551615", 2));
+  const page = path.join(folder, "exact.html");
+  run(agent, ["report", "--output", page, busy.bundle, first, last]);
+  // The statistics of the bundle are older.
+  const tab = await open(page);
+  const names = await tab.$$eval('[aria-label="Port statistics table"] thead th', (all) => all.map((one) => one.textContent));
+  const cell = (await rowsOf(tab, "Port statistics"))[0][names.indexOf("tx frames")];
+  const before = documentIn(busy, "statistics-start").adapters[0].ports[0].counters.tx_frames;
+  assert.equal(cell.replaceAll(",", ""), `18446744073709551615 (+${18446744073709551615n - BigInt(before)})`);
+});
+
+test("damage in one part of the data leaves the other sections", async () => {
+  const page = path.join(folder, "damaged.html");
+  const text = fs.readFileSync(busy.page, "utf8");
+  assert.ok(text.includes('"latency_looks":['));
+  fs.writeFileSync(page, text.replace('"latency_looks":[', '"latency_looks":[5,'));
+  const tab = await open(page);
+  await tab.waitForSelector('html[data-events="shown"]');
+  assert.match(await tab.textContent("#latency .error"), /^The rest of this section cannot be shown: /);
+  assert.equal((await rowsOf(tab, "Ports")).length, 3);
+  assert.equal((await rowsOf(tab, "LUNs")).length, 100);
+});
+
+test("invisible characters look as on a terminal", async () => {
+  const ends = [0xad, 0x34f, 0x61c, 0x115f, 0x1160, 0x17b4, 0x17b5, 0x180b, 0x180f, 0x200b, 0x200f, 0x2028, 0x202e, 0x2060,
+    0x206f, 0x3164, 0xfe00, 0xfe0f, 0xfeff, 0xffa0, 0xfff9, 0xfffb, 0x1bca0, 0x1bca3, 0x1d173, 0x1d17a, 0xe0001, 0xe0041,
+    0xe01ef, 0x41, 0xe9, 0x4e2d];
+  const name = String.fromCodePoint(...ends) + "\\x41 \\u{41} \\n";
+  const toml = Array.from(name, (one) => "\\U" + one.codePointAt(0).toString(16).padStart(8, "0")).join("");
+  const files = report("invisible",
+    `[[adapter]]\nname = "a"\nmodel = "${toml}"\n[[adapter.port]]\nport_wwn = "10:00:00:00:c9:00:00:01"\n`);
+  const picture = execFileSync(agent, ["topology", "--svg", files.bundle],
+    { encoding: "utf8", env: { ...process.env, LC_ALL: "C.UTF-8" } });
+  const expected = picture.match(/<title>adapter a: (.*)<\/title>/)[1];
+  assert.ok(expected.includes("\\u{e0041}"));
+  const tab = await open(files.page);
+  assert.equal((await rowsOf(tab, "Ports"))[0][7], expected);
+});
+
 test("the LUN table sorts by number, filters by words and shows all rows", async () => {
   const tab = await open(busy.page);
   const luns = async () => (await rowsOf(tab, "LUNs")).map((row) => Number(row[3]));
@@ -249,7 +395,7 @@ test("hostile texts are shown as text", async () => {
   assert.equal(row[0], hostile);
   assert.equal(await tab.$$eval("img", (all) => all.length), 0);
   assert.equal(await tab.$$eval("script", (all) => all.length), 2);
-  assert.equal(row[7], "left\\u202etfel");
+  assert.equal(row[7], "left\\u{202e}tfel");
   assert.equal((await tab.textContent("body")).includes("\u202e"), false);
 });
 
@@ -291,12 +437,36 @@ for (const scheme of ["light", "dark"]) {
   });
 }
 
-test("print shows all rows and opens all tables", async () => {
-  const tab = await open(busy.page);
+test("paper has all rows and columns, and no buttons", async () => {
+  const tab = await open(wide.page);
+  await tab.setViewportSize({ width: 700, height: 900 });  // about the width of a sheet
   await tab.emulateMedia({ media: "print" });
-  await tab.pdf();
-  assert.equal((await rowsOf(tab, "LUNs")).length, 243);
+  await tab.evaluate(() => window.dispatchEvent(new Event("beforeprint")));
+  assert.equal((await rowsOf(tab, "Latencies of target ports")).length, 101);
+  assert.equal((await rowsOf(tab, "LUNs")).length, 101);
+  assert.equal(await tab.$$eval("#heat tbody tr", (all) => all.length), 101);
+  assert.equal((await rowsOf(tab, "Port statistics by counter")).length, 13);
+  assert.equal(await tab.isVisible('[aria-label="Port statistics by counter table"]'), true);
+  assert.equal(await tab.isVisible('[aria-label="Port statistics table"]'), false);
   assert.equal(await tab.$$eval("details:not([open])", (all) => all.length), 0);
+  assert.deepEqual(await tab.$$eval("button", (all) => all.filter((one) => one.offsetParent !== null).length), 0);
+  assert.equal(await tab.textContent('[aria-label="LUNs table"] thead th:last-child'), "Reported");
+  assert.equal(await tab.evaluate(() => document.documentElement.scrollWidth), 700);
+  assert.deepEqual(await tab.$$eval("table", (all) => all.map((one) => one.getBoundingClientRect().right)
+    .filter((right) => right > 700)), []);
+  await tab.evaluate(() => window.dispatchEvent(new Event("afterprint")));
+  assert.equal((await rowsOf(tab, "Latencies of target ports")).length, 100);
+  assert.equal(await tab.$$eval('[aria-label="LUNs table"] thead button', (all) => all.length), 11);
+});
+
+test("printing prints all rows and shows the screen again", async () => {
+  const tab = await open(busy.page);
+  await tab.evaluate(() => window.addEventListener("beforeprint", () => {
+    window.printed = document.querySelectorAll('[aria-label="LUNs table"] tbody tr').length;
+  }));
+  await tab.pdf();
+  assert.equal(await tab.evaluate(() => window.printed), 243);
+  assert.equal((await rowsOf(tab, "LUNs")).length, 100);
 });
 
 test("no page wrote to the console or requested anything but itself", () => {

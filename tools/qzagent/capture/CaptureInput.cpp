@@ -24,11 +24,9 @@ std::unique_ptr<CaptureSource> makeSource(CaptureFile& aFile, CaptureForm aForm,
     switch (aForm)
     {
         case CaptureForm::report:
-            if (!aOptions.mTakesReports)
+            if (aOptions.mReportRefusal != nullptr)
             {
-                throw CaptureError(fmt::format(
-                    "{}: this is a report, which has no payloads; show, check and diff can read it",
-                    aFile.name()));
+                throw CaptureError(fmt::format("{}: {}", aFile.name(), aOptions.mReportRefusal));
             }
             return std::make_unique<ReportSource>(aFile);
         case CaptureForm::pcapng:

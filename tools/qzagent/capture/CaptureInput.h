@@ -23,7 +23,9 @@ struct CaptureOptions
     bool mIsFollowed = false;                     ///< whether to wait for what is appended
     int mStop = -1;  ///< a descriptor that ends reading when it becomes readable; -1 for none
     std::optional<std::string> mName;  ///< of the file, for messages; none for its path
-    bool mTakesReports = false;        ///< whether events without their payloads are of use
+    /// Why no report is read; null to read reports.
+    char const* mReportRefusal =
+        "this is HTML, and a report has no payloads; show, check and diff can read a report";
     std::set<std::string> mOwnInputs;  ///< paths at which no followed capture continues
 };
 

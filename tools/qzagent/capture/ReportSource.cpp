@@ -88,6 +88,10 @@ std::string ReportSource::readAll()
 void ReportSource::read()
 {
     std::string const page = readAll();
+    if (!isReport(page))
+    {
+        throw CaptureError(fmt::format("{}: HTML that is not a report", mFile.name()));
+    }
     auto const json = parseForeignJson<nlohmann::ordered_json>(dataIn(page));
     DocumentValue const report = documentOf("report", json, "the data");
     mSection.mHardware = report.at("host").text();

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "backend/sensor/agentcommon/include/LatencyData.h"
+#include "tools/qzagent/cli/Table.h"
 #include "tools/qzagent/cli/Terminal.h"
 #include "tools/qzagent/latency/LatencyFigures.h"
 #include "tools/qzagent/latency/LatencyHistogram.h"
@@ -58,6 +59,14 @@ std::string barsOf(QZCLatencyData const& aRecord, std::size_t aWidth)
 }
 }  // namespace
 
+std::string linesFor(std::string const& aText)
+{
+    Table table({{"TEXT", Table::Fit::words}}, false);
+    table.hideNames();
+    table.addRow({aText});
+    return table.text();
+}
+
 std::string rangeOf(unsigned int aBucket)
 {
     auto const end = LatencyScale::end(aBucket);
@@ -74,8 +83,7 @@ std::string chartOf(QZCLatencyData const& aRecord, std::size_t aWidth)
 
 std::string chartOf(std::string const& aTitle, Latencies const& aLatencies, std::size_t aWidth)
 {
-    return fmt::format("{}: {} I/Os\nmeasured us: {}\n", aTitle, aLatencies.mFigures->mCount,
-                       textOf(*aLatencies.mFigures)) +
-           chartOf(*aLatencies.mRecord, aWidth);
+    return linesFor(fmt::format("{}: {} I/Os", aTitle, aLatencies.mFigures->mCount)) +
+           linesFor("measured us: " + textOf(*aLatencies.mFigures)) + chartOf(*aLatencies.mRecord, aWidth);
 }
 }  // namespace qzagent

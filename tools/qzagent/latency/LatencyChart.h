@@ -21,7 +21,10 @@ std::string rangeOf(unsigned int aBucket);
 ///         count. A bucket of a record that is not on the agent's scale has its number in place of its range
 std::string chartOf(QZCLatencyData const& aRecord, std::size_t aWidth);
 
-/// @param aTitle     printable name of what was measured
+/// @return the text in printable form with its line end, in several lines if it has more than 100 characters
+std::string linesFor(std::string const& aText);
+
+/// @param aTitle     name of what was measured
 /// @param aLatencies at least one
 /// @return a heading, a line with the exact figures, and the chart of the record
 std::string chartOf(std::string const& aTitle, Latencies const& aLatencies, std::size_t aWidth);

@@ -13,7 +13,6 @@
 #include <fmt/format.h>
 
 #include "tools/qzagent/cli/Counted.h"
-#include "tools/qzagent/cli/Table.h"
 #include "tools/qzagent/cli/Terminal.h"
 #include "tools/qzagent/cli/TimeText.h"
 #include "tools/qzagent/latency/LatencyChart.h"
@@ -53,15 +52,6 @@ std::string legendOf(std::uint64_t aLargest)
         }
     }
     return legend;
-}
-
-/// @return the text with its line end, in several lines if it is long
-std::string linesFor(std::string const& aText)
-{
-    Table table({{"TEXT", Table::Fit::words}}, false);
-    table.hideNames();
-    table.addRow({aText});
-    return table.text();
 }
 
 void addTo(LatencyBuckets& aBuckets, LatencyBuckets const& aOthers)

@@ -1,6 +1,5 @@
 #include "tools/qzagent/report/EventColumns.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -22,42 +21,26 @@ namespace
 {
 using Json = nlohmann::ordered_json;
 
-constexpr unsigned int bitsOfByte = 8;
-constexpr std::uint32_t largestOctet = 0xff;
-
-/// A packed time has seven bits in each byte. The top bit says that another byte follows.
+/// A packed number has seven bits in each byte, from the lowest. The top bit says that another byte follows.
 /// @{
 constexpr unsigned int bitsOfPiece = 7;
 constexpr unsigned int more = 0x80;
 /// @}
+
+void pack(std::string& aColumn, std::uint64_t aNumber)
+{
+    for (; aNumber >= more; aNumber >>= bitsOfPiece)
+    {
+        aColumn += static_cast<char>((aNumber & (more - 1)) | more);
+    }
+    aColumn += static_cast<char>(aNumber);
+}
 
 std::string nanosecondsText(pcapng::Time aTime)
 {
     std::string text;
     TimeText(TimeText::Style::utc).append(text, aTime);
     return text;
-}
-
-/// @return the smallest of 1, 2 and 4 bytes that hold every number
-std::size_t bytesFor(std::vector<std::uint32_t> const& aNumbers)
-{
-    std::uint32_t const largest = aNumbers.empty() ? 0 : *std::max_element(aNumbers.begin(), aNumbers.end());
-    return largest <= largestOctet ? 1 : largest <= std::numeric_limits<std::uint16_t>::max() ? 2 : 4;
-}
-
-Json packedColumn(std::vector<std::uint32_t> const& aNumbers)
-{
-    std::size_t const size = bytesFor(aNumbers);
-    std::string data;
-    data.reserve(size * aNumbers.size());
-    for (std::uint32_t const number : aNumbers)
-    {
-        for (unsigned int i = 0; i < size; ++i)
-        {
-            data += static_cast<char>(number >> (bitsOfByte * i) & largestOctet);
-        }
-    }
-    return {{"bytes", size}, {"data", base64Of(data)}};
 }
 
 pcapng::Time timeIn(DocumentValue const& aValue)
@@ -112,32 +95,29 @@ void EventColumns::add(CaptureEvent const& aEvent)
                                             mostReportedEvents));
     }
     EventValues const values = valuesOf(aEvent);
-    mSourceColumn.push_back(sourceOf(values.mOrigin));
-    mCategories.push_back(values.mCategory);
-    mSubcategories.push_back(values.mSubcategory);
-    mLengths.push_back(static_cast<std::uint32_t>(values.length()));
-    addTime(values.mOrigin.mTime.value_or(mPrevious));
+    pack(mKindColumn, kindOf({sourceOf(values.mOrigin), values.mCategory, values.mSubcategory}));
+    pack(mLengths, values.length());
+    addTime(values.mOrigin.mTime);
+    ++mCount;
 }
 
 nlohmann::ordered_json EventColumns::json() const
 {
-    Json json{{"count", count()}, {"sources", mSources}, {"drops", mDrops}};
+    Json json{{"count", count()}, {"sources", mSources}, {"kinds", mKinds}, {"drops", mDrops}};
     if (mFirst)
     {
         json["first_time"] = nanosecondsText(*mFirst);
     }
-    json["columns"] = {{"time_deltas", base64Of(mTimes)},
-                       {"source", packedColumn(mSourceColumn)},
-                       {"category", packedColumn(mCategories)},
-                       {"subcategory", packedColumn(mSubcategories)},
-                       {"length", packedColumn(mLengths)}};
+    json["columns"] = {{"time_deltas", base64Of(mTimeDeltas)},
+                       {"kind", base64Of(mKindColumn)},
+                       {"length", base64Of(mLengths)}};
     return json;
 }
 
-std::uint32_t EventColumns::sourceOf(EventOrigin const& aOrigin)
+std::size_t EventColumns::sourceOf(EventOrigin const& aOrigin)
 {
     Source source(aOrigin.mHost, aOrigin.mBoard, aOrigin.mTime.has_value());
-    auto const [found, isNew] = mNumbers.emplace(std::move(source), mNumbers.size());
+    auto const [found, isNew] = mSourceNumbers.emplace(std::move(source), mSourceNumbers.size());
     if (isNew)
     {
         auto const& [host, board, hasTimes] = found->first;
@@ -152,53 +132,69 @@ std::uint32_t EventColumns::sourceOf(EventOrigin const& aOrigin)
     return found->second;
 }
 
-/// Adds the difference from the time before. Its sign is the lowest bit, so that small differences have few bytes.
-void EventColumns::addTime(pcapng::Time aTime)
+std::size_t EventColumns::kindOf(Kind const& aKind)
 {
-    if (!mFirst && aTime != 0)
+    auto const [found, isNew] = mKindNumbers.emplace(aKind, mKindNumbers.size());
+    if (isNew)
     {
-        mFirst = aTime;
-        mPrevious = aTime;
+        auto const& [source, category, subcategory] = aKind;
+        mKinds["source"].push_back(source);
+        mKinds["category"].push_back(category);
+        mKinds["subcategory"].push_back(subcategory);
     }
-    std::uint64_t const difference = aTime - mPrevious;
-    bool const isNegative = difference >> (std::numeric_limits<std::uint64_t>::digits - 1) != 0;
-    std::uint64_t packed = isNegative ? ~(difference << 1U) : difference << 1U;
-    mPrevious = aTime;
-    for (; packed >= more; packed >>= bitsOfPiece)
-    {
-        mTimes += static_cast<char>((packed & (more - 1)) | more);
-    }
-    mTimes += static_cast<char>(packed);
+    return found->second;
 }
 
-std::uint32_t ReportedEvents::Column::operator[](std::size_t aIndex) const
+/// Adds the difference from the time before. Its sign is the lowest bit, so that small differences have few bytes.
+void EventColumns::addTime(std::optional<pcapng::Time> aTime)
 {
-    std::uint32_t number = 0;
-    for (std::size_t i = mBytes; i > 0; --i)
+    if (!mFirst && aTime)
     {
-        number = number << bitsOfByte | static_cast<unsigned char>(mData[aIndex * mBytes + i - 1]);
+        mFirst = aTime;
+        mPrevious = *aTime;
     }
-    return number;
+    std::uint64_t const difference = aTime.value_or(mPrevious) - mPrevious;
+    bool const isNegative = difference >> (std::numeric_limits<std::uint64_t>::digits - 1) != 0;
+    mPrevious += difference;
+    pack(mTimeDeltas, isNegative ? ~(difference << 1U) : difference << 1U);
+}
+
+ReportedEvents::Column::Column(DocumentValue const& aColumns, char const* aKey)
+    : mData(bytesIn(aColumns.at(aKey)))
+{
+}
+
+std::uint64_t ReportedEvents::Column::next(std::uint64_t aLargest, std::size_t aEvent, char const* aName)
+{
+    std::uint64_t number = 0;
+    for (unsigned int bits = 0; mRead < mData.size() && bits < std::numeric_limits<std::uint64_t>::digits;
+         bits += bitsOfPiece)
+    {
+        auto const byte = static_cast<unsigned char>(mData[mRead++]);
+        number |= std::uint64_t{byte & (more - 1)} << bits;
+        if (byte < more && number > aLargest)
+        {
+            break;
+        }
+        if (byte < more)
+        {
+            return number;
+        }
+    }
+    throw DocumentError(fmt::format("event {} has no valid {}", aEvent, aName));
 }
 
 ReportedEvents::ReportedEvents(DocumentValue const& aEvents)
     : mCount(indexIn(aEvents.at("count"), mostReportedEvents + 1)),
-      mTimes(bytesIn(aEvents.at("columns").at("time_deltas"))),
-      mSourceColumn(columnOf(aEvents.at("columns"), "source")),
-      mCategories(columnOf(aEvents.at("columns"), "category")),
-      mSubcategories(columnOf(aEvents.at("columns"), "subcategory")),
-      mLengths(columnOf(aEvents.at("columns"), "length"))
+      mTimeDeltas(aEvents.at("columns"), "time_deltas"),
+      mKindColumn(aEvents.at("columns"), "kind"),
+      mLengths(aEvents.at("columns"), "length")
 {
     for (DocumentValue const& source : aEvents.listAt("sources"))
     {
-        std::optional<std::uint32_t> board;
-        if (source.has("board"))
-        {
-            constexpr std::size_t largestBoard = std::numeric_limits<std::uint32_t>::max();
-            board = static_cast<std::uint32_t>(indexIn(source.at("board"), largestBoard));
-        }
-        mSources.push_back({source.at("host").text(), board, source.at("has_times").json() == true});
+        readSource(source);
     }
+    readKinds(aEvents.at("kinds"));
     for (DocumentValue const& drop : aEvents.listAt("drops"))
     {
         readDrop(drop);
@@ -206,6 +202,35 @@ ReportedEvents::ReportedEvents(DocumentValue const& aEvents)
     if (aEvents.has("first_time"))
     {
         mTime = timeIn(aEvents.at("first_time"));
+    }
+}
+
+void ReportedEvents::readSource(DocumentValue const& aSource)
+{
+    std::optional<std::uint32_t> board;
+    if (aSource.has("board"))
+    {
+        constexpr std::size_t largestBoard = std::numeric_limits<std::uint32_t>::max();
+        board = static_cast<std::uint32_t>(indexIn(aSource.at("board"), largestBoard));
+    }
+    mSources.push_back({aSource.at("host").text(), board, aSource.at("has_times").json() == true});
+}
+
+void ReportedEvents::readKinds(DocumentValue const& aKinds)
+{
+    std::vector<DocumentValue> const sources = aKinds.listAt("source");
+    std::vector<DocumentValue> const categories = aKinds.listAt("category");
+    std::vector<DocumentValue> const subcategories = aKinds.listAt("subcategory");
+    if (categories.size() != sources.size() || subcategories.size() != sources.size())
+    {
+        aKinds.refuse("lists of one length");
+    }
+    constexpr std::size_t numberOfCategories = 256;
+    for (std::size_t i = 0; i < sources.size(); ++i)
+    {
+        mKinds.push_back({indexIn(sources[i], mSources.size()),
+                          static_cast<unsigned char>(indexIn(categories[i], numberOfCategories)),
+                          static_cast<unsigned char>(indexIn(subcategories[i], numberOfCategories))});
     }
 }
 
@@ -221,17 +246,6 @@ void ReportedEvents::readDrop(DocumentValue const& aDrop)
                       aDrop.at("count").number()});
 }
 
-ReportedEvents::Column ReportedEvents::columnOf(DocumentValue const& aColumns, char const* aKey) const
-{
-    DocumentValue const value = aColumns.at(aKey);
-    Column column{bytesIn(value.at("data")), indexIn(value.at("bytes"), sizeof(std::uint32_t) + 1)};
-    if (column.mData.size() != column.mBytes * mCount)
-    {
-        value.refuse(fmt::format("{} numbers", mCount));
-    }
-    return column;
-}
-
 std::optional<ReportedEvent> ReportedEvents::next()
 {
     if (mDropsRead < mDrops.size() && mDrops[mDropsRead].mBefore == mRead)
@@ -245,20 +259,22 @@ std::optional<ReportedEvent> ReportedEvents::next()
     {
         return {};
     }
-    std::size_t const source = mSourceColumn[mRead];
-    if (source >= mSources.size())
+    std::uint64_t const number = mKindColumn.next(std::numeric_limits<std::uint32_t>::max(), mRead, "kind");
+    if (number >= mKinds.size())
     {
-        throw DocumentError(fmt::format("event {} has an unknown source", mRead));
+        throw DocumentError(fmt::format("event {} has an unknown kind", mRead));
     }
-    ReportedEvent event{originOf(source)};
+    Kind const& kind = mKinds[static_cast<std::size_t>(number)];
+    ReportedEvent event{originOf(kind.mSource)};
     pcapng::Time const time = nextTime();
-    if (mSources[source].mHasTimes)
+    if (mSources[kind.mSource].mHasTimes)
     {
         event.mOrigin.mTime = time;
     }
-    event.mCategory = static_cast<unsigned char>(mCategories[mRead]);
-    event.mSubcategory = static_cast<unsigned char>(mSubcategories[mRead]);
-    event.mLength = mLengths[mRead];
+    event.mCategory = kind.mCategory;
+    event.mSubcategory = kind.mSubcategory;
+    event.mLength =
+        static_cast<std::uint32_t>(mLengths.next(std::numeric_limits<std::uint32_t>::max(), mRead, "length"));
     ++mRead;
     return event;
 }
@@ -270,20 +286,7 @@ EventOrigin ReportedEvents::originOf(std::size_t aSource) const
 
 pcapng::Time ReportedEvents::nextTime()
 {
-    std::uint64_t packed = 0;
-    for (unsigned int bits = 0;; bits += bitsOfPiece)
-    {
-        if (mTimesRead == mTimes.size() || bits >= std::numeric_limits<std::uint64_t>::digits)
-        {
-            throw DocumentError(fmt::format("event {} has no valid time", mRead));
-        }
-        auto const byte = static_cast<unsigned char>(mTimes[mTimesRead++]);
-        packed |= std::uint64_t{byte & (more - 1)} << bits;
-        if (byte < more)
-        {
-            break;
-        }
-    }
+    std::uint64_t const packed = mTimeDeltas.next(std::numeric_limits<std::uint64_t>::max(), mRead, "time");
     std::uint64_t const half = packed >> 1U;
     mTime += (packed & 1U) != 0 ? ~half : half;
     return mTime;

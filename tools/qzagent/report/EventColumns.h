@@ -31,7 +31,10 @@ public:
     void add(CaptureEvent const& aEvent);
 
     /// Number of events.
-    std::size_t count() const { return mCategories.size(); }
+    std::size_t count() const { return mCount; }
+
+    /// Whether there are neither events nor drops.
+    bool isEmpty() const { return mCount == 0 && mDrops.empty(); }
 
     /// @return the value of the key `events`, as report-data.schema.json describes it
     nlohmann::ordered_json json() const;
@@ -40,19 +43,29 @@ private:
     /// Host, board, and whether its events have times.
     using Source = std::tuple<std::string, std::optional<std::uint32_t>, bool>;
 
-    std::uint32_t sourceOf(EventOrigin const& aOrigin);
-    void addTime(pcapng::Time aTime);
+    /// Source, category and subcategory.
+    using Kind = std::tuple<std::size_t, unsigned int, unsigned int>;
 
-    std::map<Source, std::uint32_t> mNumbers;
+    std::size_t sourceOf(EventOrigin const& aOrigin);
+    std::size_t kindOf(Kind const& aKind);
+    void addTime(std::optional<pcapng::Time> aTime);
+
+    std::map<Source, std::size_t> mSourceNumbers;
+    std::map<Kind, std::size_t> mKindNumbers;
     nlohmann::ordered_json mSources = nlohmann::ordered_json::array();
+    nlohmann::ordered_json mKinds = {{"source", nlohmann::ordered_json::array()},
+                                     {"category", nlohmann::ordered_json::array()},
+                                     {"subcategory", nlohmann::ordered_json::array()}};
     nlohmann::ordered_json mDrops = nlohmann::ordered_json::array();
     std::optional<pcapng::Time> mFirst;
     pcapng::Time mPrevious = 0;
-    std::string mTimes;  ///< packed
-    std::vector<std::uint32_t> mSourceColumn;
-    std::vector<std::uint32_t> mCategories;
-    std::vector<std::uint32_t> mSubcategories;
-    std::vector<std::uint32_t> mLengths;
+    std::size_t mCount = 0;
+    /// Packed numbers.
+    /// @{
+    std::string mTimeDeltas;
+    std::string mKindColumn;
+    std::string mLengths;
+    /// @}
 };
 
 /// An event of a report, or only that events were dropped.
@@ -94,30 +107,42 @@ private:
         std::uint64_t mCount;
     };
 
-    /// Numbers of one size in bytes.
-    struct Column
+    struct Kind
     {
-        std::string mData;
-        std::size_t mBytes;
-
-        std::uint32_t operator[](std::size_t aIndex) const;
+        std::size_t mSource;
+        unsigned char mCategory;
+        unsigned char mSubcategory;
     };
 
-    Column columnOf(DocumentValue const& aColumns, char const* aKey) const;
+    /// Packed numbers.
+    class Column
+    {
+    public:
+        Column(DocumentValue const& aColumns, char const* aKey);
+
+        /// @param aLargest the largest number that is valid
+        /// @throws DocumentError "event aEvent has no valid aName", also at the end
+        std::uint64_t next(std::uint64_t aLargest, std::size_t aEvent, char const* aName);
+
+    private:
+        std::string mData;
+        std::size_t mRead = 0;
+    };
+
+    void readSource(DocumentValue const& aSource);
+    void readKinds(DocumentValue const& aKinds);
     void readDrop(DocumentValue const& aDrop);
     EventOrigin originOf(std::size_t aSource) const;
     pcapng::Time nextTime();
 
     std::size_t mCount;
     std::vector<Source> mSources;
+    std::vector<Kind> mKinds;
     std::vector<Drop> mDrops;
-    std::string mTimes;
-    Column mSourceColumn;
-    Column mCategories;
-    Column mSubcategories;
+    Column mTimeDeltas;
+    Column mKindColumn;
     Column mLengths;
     pcapng::Time mTime = 0;
-    std::size_t mTimesRead = 0;
     std::size_t mDropsRead = 0;
     std::size_t mRead = 0;
 };

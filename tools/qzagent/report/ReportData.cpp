@@ -39,12 +39,9 @@ std::optional<std::string> hostOf(Documents const& aDocuments, Json const& aEven
     {
         add(document);
     }
-    if (hosts.empty())
+    for (Json const& source : aEvents["sources"])
     {
-        for (Json const& source : aEvents["sources"])
-        {
-            add(source);
-        }
+        add(source);
     }
     hosts.erase("");
     if (hosts.size() > 1)
@@ -74,6 +71,7 @@ nlohmann::ordered_json reportData(ReportInputs const& aInputs, RuleSettings cons
     std::optional<std::string> const host = hostOf(documents, events, aReport);
     Gaps gaps;
     HostState const state = stateIn(documents, "the inputs", gaps);
+    std::set<std::string> const unreadable = gaps.mNames;
     addIncomplete(Needs(aRules), documents, gaps);
     Json keys;
     addFindings(keys, state, aRules, gaps, aReport);
@@ -84,7 +82,15 @@ nlohmann::ordered_json reportData(ReportInputs const& aInputs, RuleSettings cons
         Topology const topology = topologyOf(state.mInventory->mRoot);
         data["topology"] = jsonOf(topology, layoutOf(topology));
     }
-    data["documents"] = documents;
+    data["documents"] = Json::object();
+    for (auto const& [name, document] : documents)
+    {
+        // The page trusts the form of what it contains.
+        if (unreadable.count(name) == 0)
+        {
+            data["documents"][name] = document;
+        }
+    }
     data["latency_looks"] = aInputs.latencyLooks();
     data["events"] = std::move(events);
     return data;

@@ -131,6 +131,28 @@ nlohmann::ordered_json ReportInputs::latencyLooks() const
     return looks;
 }
 
+bool ReportInputs::isEmpty() const
+{
+    return mDocuments.size() == unknownDocuments().size() && mEvents.isEmpty() && mLooks.empty();
+}
+
+std::vector<std::string> ReportInputs::unknownDocuments() const
+{
+    // A bundle has the document of vendor, whose errors it repeats.
+    constexpr std::string_view known[] = {inventoryName, firstStatisticsName, secondStatisticsName,
+                                          portsName,     latencyName,         watchName,
+                                          "vendor"};
+    std::vector<std::string> unknown;
+    for (auto const& [name, document] : mDocuments)
+    {
+        if (std::find(std::begin(known), std::end(known), name) == std::end(known))
+        {
+            unknown.push_back(name);
+        }
+    }
+    return unknown;
+}
+
 void ReportInputs::add(std::string const& aName, nlohmann::ordered_json aDocument)
 {
     if (aName == latencyName)

@@ -35,6 +35,12 @@ public:
     /// @return the value of the key `latency_looks`, as report-data.schema.json describes it: by time
     nlohmann::ordered_json latencyLooks() const;
 
+    /// Whether there is nothing that a report shows.
+    bool isEmpty() const;
+
+    /// Names of the documents that neither the page nor the rules use.
+    std::vector<std::string> unknownDocuments() const;
+
     /// Number of packets and records that a report does not show.
     std::size_t others() const { return mOthers; }
 

@@ -23,6 +23,11 @@ bool isReportStart(std::string_view aHead)
     return compared >= least && aHead.substr(0, compared) == startOfPage.substr(0, compared);
 }
 
+bool isReport(std::string_view aHead)
+{
+    return isReportStart(aHead) && aHead.find(startOfReportData) != std::string_view::npos;
+}
+
 std::string jsonForPage(std::string const& aJson)
 {
     std::string text;
@@ -44,12 +49,7 @@ std::string jsonForPage(std::string const& aJson)
 
 std::string_view dataIn(std::string_view aPage)
 {
-    std::size_t const start = aPage.find(startOfReportData);
-    if (start == std::string_view::npos)
-    {
-        throw DocumentError("a page without the data of a report");
-    }
-    std::string_view const data = aPage.substr(start + startOfReportData.size());
+    std::string_view const data = aPage.substr(aPage.find(startOfReportData) + startOfReportData.size());
     std::size_t const end = data.find(endOfReportData);
     if (end == std::string_view::npos)
     {

@@ -21,11 +21,19 @@ constexpr std::string_view endOfReportData = "</script>";
 /// @return whether a report begins with them
 bool isReportStart(std::string_view aHead);
 
+/// In so many bytes, a report has the element that contains its data, and isReport() finds it.
+constexpr std::size_t headOfReport = std::size_t{1} << 20U;
+
+/// @param aHead the first headOfReport bytes of a file
+/// @return whether the file is a report, and no other HTML
+bool isReport(std::string_view aHead);
+
 /// @param aJson JSON in ASCII
 /// @return the same JSON without characters that have a meaning in HTML
 std::string jsonForPage(std::string const& aJson);
 
-/// @return the JSON in the page
-/// @throws DocumentError when there is none
+/// @param aPage a report
+/// @return the JSON in it
+/// @throws DocumentError when it is cut off
 std::string_view dataIn(std::string_view aPage);
 }  // namespace qzagent

@@ -31,10 +31,23 @@ std::string textForPicture(std::string const& aText)
     return text;
 }
 
+/// Graphviz refuses texts of more than 16,384 bytes.
 std::string escapedForDot(std::string const& aText)
 {
+    constexpr std::size_t longest = 1000;
+    constexpr unsigned char continuation = 0x80;
+    constexpr unsigned char continuationMask = 0xc0;
+    std::string whole = textForPicture(aText);
+    if (whole.size() > longest)
+    {
+        std::size_t end = longest;
+        for (; (static_cast<unsigned char>(whole[end]) & continuationMask) == continuation; --end)
+        {
+        }
+        whole = whole.substr(0, end) + "...";
+    }
     std::string text;
-    for (char const character : textForPicture(aText))
+    for (char const character : whole)
     {
         // Graphviz also replaces entities of XML.
         text += character == '&'                        ? "&amp;"
@@ -88,8 +101,9 @@ std::string dotOf(Topology const& aTopology)
     for (std::size_t i = 0; i < aTopology.mNodes.size(); ++i)
     {
         TopologyNode const& node = aTopology.mNodes[i];
-        dot += fmt::format("{} [label=\"{}\\n{}\"{}]\n", i, escapedForDot(node.mName),
-                           escapedForDot(node.mDetails), node.mIsDown ? ", style=dashed, color=red" : "");
+        dot += fmt::format("{} [label=\"{}{}{}\"{}]\n", i, escapedForDot(node.mName),
+                           node.mDetails.empty() ? "" : "\\n", escapedForDot(node.mDetails),
+                           node.mIsDown ? ", style=dashed, color=red" : "");
     }
     for (TopologyEdge const& edge : aTopology.mEdges)
     {

@@ -26,7 +26,6 @@
 #include "tools/qzagent/cli/Interruption.h"
 #include "tools/qzagent/cli/NewFile.h"
 #include "tools/qzagent/cli/Output.h"
-#include "tools/qzagent/cli/Printable.h"
 #include "tools/qzagent/cli/Progress.h"
 #include "tools/qzagent/cli/Report.h"
 #include "tools/qzagent/hba/Host.h"
@@ -124,7 +123,7 @@ std::string chartsOf(Adapters const& aAdapters, std::size_t aFirst, std::size_t 
 {
     std::string charts;
     auto const add = [&](std::string const& aTitle, Latencies const& aLatencies)
-    { charts += chartOf(printable(aTitle), aLatencies, aWidth) + "\n"; };
+    { charts += chartOf(aTitle, aLatencies, aWidth) + "\n"; };
     for (std::size_t i = aFirst; i < aAdapters.size(); ++i)
     {
         MeasuredAdapter const& adapter = aAdapters[i];

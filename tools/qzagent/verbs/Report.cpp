@@ -7,8 +7,11 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
+#include <ios>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -32,6 +35,7 @@
 #include "tools/qzagent/report/ReportData.h"
 #include "tools/qzagent/report/ReportInputs.h"
 #include "tools/qzagent/report/ReportPage.h"
+#include "tools/qzagent/report/ReportText.h"
 
 namespace qzagent
 {
@@ -108,10 +112,34 @@ void readInputs(Setting const& aSetting, ReportOptions const& aOptions, ReportIn
     }
 }
 
+/// Protects files that someone still needs: only a report or an empty file is replaced, and no input is.
+/// @throws std::runtime_error
+void expectReplaceableOutput(ReportOptions const& aOptions)
+{
+    expectReplaceable(aOptions.mOutput);
+    for (std::string const& input : aOptions.mInputs)
+    {
+        std::error_code ignored;
+        if (std::filesystem::equivalent(aOptions.mOutput, input, ignored))
+        {
+            throw std::runtime_error(
+                fmt::format("cannot write {}: it is also an input", printable(aOptions.mOutput)));
+        }
+    }
+    std::string head(headOfReport, '\0');
+    std::ifstream file(aOptions.mOutput, std::ios::binary);
+    head.resize(static_cast<std::size_t>(file.read(head.data(), headOfReport).gcount()));
+    if (!head.empty() && !isReport(head))
+    {
+        throw std::runtime_error(fmt::format("cannot write {}: the file exists, and it is not a report",
+                                             printable(aOptions.mOutput)));
+    }
+}
+
 Answer writeReport(Setting const& aSetting, ReportOptions const& aOptions)
 {
     RuleSettings const rules = aOptions.mRules ? readRules(*aOptions.mRules) : RuleSettings();
-    expectReplaceable(aOptions.mOutput);
+    expectReplaceableOutput(aOptions);
     DamageReport damage(aSetting.mReport, DamageReport::Severity::error);
     ReportInputs inputs([&damage](std::string const& aText) { damage.add(aText); });
     readInputs(aSetting, aOptions, inputs);
@@ -121,7 +149,12 @@ Answer writeReport(Setting const& aSetting, ReportOptions const& aOptions)
         aSetting.mReport.addNote(
             fmt::format("skipped {} packets or records that are not events", inputs.others()));
     }
-    if (inputs.documents().empty() && inputs.events().count() == 0)
+    if (std::vector<std::string> const unknown = inputs.unknownDocuments(); !unknown.empty())
+    {
+        aSetting.mReport.addNote(
+            fmt::format("a page does not show these documents: {}", fmt::join(unknown, ", ")));
+    }
+    if (inputs.isEmpty())
     {
         aSetting.mReport.addError(ExitCode::failed, "there is nothing to report, so no page was written");
         return {};

@@ -65,7 +65,8 @@ public:
     void run()
     {
         CaptureOptions options = mOptions.mCapture;
-        options.mTakesReports = true;
+        options.mReportRefusal =
+            mOptions.mFilter.mName ? "a report has no names, so --wwn selects none of its events" : nullptr;
         options.mOwnInputs = {mOptions.mPaths.begin(), mOptions.mPaths.end()};
         EventMerge merge(
             mOptions.mPaths, options,

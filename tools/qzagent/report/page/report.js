@@ -2,16 +2,33 @@
 (function () {
   "use strict";
 
-  const data = JSON.parse(document.getElementById("report-data").textContent);
+  /** Keeps a number exact that a double would round. */
+  function exactly(key, value, context) {
+    const isRounded = Number.isInteger(value) && !Number.isSafeInteger(value);
+    return isRounded && context && /^\d+$/.test(context.source) ? BigInt(context.source) : value;
+  }
+
+  const json = document.getElementById("report-data").textContent;
+  // Few pages have such numbers, and the function costs time.
+  const data = JSON.parse(json, /[:,[]\d{16}/.test(json) ? exactly : undefined);
   const documents = data.documents;
   const integers = new Intl.NumberFormat("en");
-  const invisible = /[\u0000-\u001f\u007f-\u009f\u00ad\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff\ufff9-\ufffb]/g;
+  // The same as in Printable.cpp.
+  const hidden = new RegExp("\\\\(?=[xu])|[\\u0000-\\u001f\\u007f-\\u009f\\u00ad\\u034f\\u061c\\u115f\\u1160" +
+    "\\u17b4\\u17b5\\u180b-\\u180f\\u200b-\\u200f\\u2028-\\u202e\\u2060-\\u206f\\u3164\\ufe00-\\ufe0f\\ufeff\\uffa0\\ufff0-\\ufffb" +
+    "\\u{1bca0}-\\u{1bca3}\\u{1d173}-\\u{1d17a}\\u{e0000}-\\u{e0fff}\\p{Cs}]", "gu");
+
+  /** What has to change for the paper and back: functions that take whether the page is printed. */
+  const changesForPrint = [];
 
   // ---- Elements
 
-  /** Makes characters visible that would hide or reorder text. */
+  /** Makes characters visible that would hide or reorder text, as the terminal shows them. */
   function shown(text) {
-    return String(text).replace(invisible, (one) => "\\u" + one.charCodeAt(0).toString(16).padStart(4, "0"));
+    return String(text).replace(hidden, (one) => {
+      const digits = one.codePointAt(0).toString(16);
+      return one.codePointAt(0) < 0x80 ? "\\x" + digits.padStart(2, "0") : "\\u{" + digits + "}";
+    });
   }
 
   function fill(element, children) {
@@ -44,7 +61,17 @@
   }
 
   const section = (name) => document.getElementById(name);
-  const number = (value) => (value === undefined || value === null ? "" : integers.format(value));
+  const isNumber = (value) => typeof value === "number" || typeof value === "bigint";
+  const compareNumbers = (left, right) => (left > right) - (left < right);
+
+  function number(value) {
+    if (!isNumber(value)) {
+      return value ?? "";
+    }
+    const isRounded = Number.isInteger(value) && !Number.isSafeInteger(value);
+    return (isRounded ? "about " : "") + integers.format(value);
+  }
+
   const plural = (count, one, many) => number(count) + " " + (count === 1 ? one : many);
 
   function scrollable(label, ...children) {
@@ -56,12 +83,12 @@
   }
 
   function size(bytes) {
-    if (bytes === undefined) {
+    if (!isNumber(bytes)) {
       return "";
     }
     const units = ["B", "KiB", "MiB", "GiB", "TiB", "PiB"];
     let unit = 0;
-    let value = bytes;
+    let value = Number(bytes);
     for (; value >= 1024 && unit + 1 < units.length; ++unit) {
       value /= 1024;
     }
@@ -83,6 +110,7 @@
       this.keeps = () => true;
       this.sorted = null;
       this.isWhole = false;
+      this.isPrinted = false;
       this.caption = make("caption", {});
       this.body = make("tbody", {});
       this.headings = columns.map((column, index) =>
@@ -92,6 +120,16 @@
       this.element = make("div", {}, scrollable(label + " table",
         make("table", {}, this.caption, make("thead", {}, make("tr", {}, this.headings)), this.body)),
       make("p", {}, this.more));
+      changesForPrint.push((isPrinted) => this.print(isPrinted));
+      this.show();
+    }
+
+    /** Paper has all rows. A browser repeats the headings on each sheet only if they are text. */
+    print(isPrinted) {
+      this.isPrinted = isPrinted;
+      this.buttons = this.buttons || this.headings.map((heading) => heading.firstChild);
+      this.headings.forEach((heading, index) =>
+        heading.replaceChildren(isPrinted ? shown(this.columns[index].label) : this.buttons[index]));
       this.show();
     }
 
@@ -123,14 +161,14 @@
       if (this.sorted) {
         const { index, isUp } = this.sorted;
         const value = this.columns[index].value;
-        const compare = (left, right) => (typeof left === "number" && typeof right === "number"
-          ? left - right : String(left ?? "").localeCompare(String(right ?? ""), "en", { numeric: true }));
+        const compare = (left, right) => (isNumber(left) && isNumber(right)
+          ? compareNumbers(left, right) : String(left ?? "").localeCompare(String(right ?? ""), "en", { numeric: true }));
         rows = rows.slice().sort((left, right) => (isUp ? 1 : -1) * compare(value(left), value(right)));
       }
       this.caption.textContent = rows.length === this.rows.length
         ? plural(rows.length, "row", "rows")
         : number(rows.length) + " of " + plural(this.rows.length, "row", "rows");
-      const visible = this.isWhole ? rows : rows.slice(0, pageOfRows);
+      const visible = this.isWhole || this.isPrinted ? rows : rows.slice(0, pageOfRows);
       this.body.replaceChildren(...visible.map((row) => make("tr", {}, this.columns.map((column) =>
         make("td", { class: column.kind }, (column.text || column.value)(row))))));
       this.more.hidden = visible.length === rows.length;
@@ -140,11 +178,17 @@
 
   // ---- What the host has
 
-  const list = (value) => (Array.isArray(value) ? value : []);
+  const list = (value) => (Array.isArray(value) ? value.filter((one) => one !== null) : []);
+  const nameOfPath = (adapter, target) => adapter + "\n" + target;
+  const placeOf = (port) => ({ name: port.port_wwn || String(port.index), fabric: port.fabric_name });
 
-  /** All ports with their remote ports; a remote port that no port discovered belongs to its adapter alone. */
+  /**
+   * All ports with their remote ports. A remote port that no port discovered is behind the only port of its adapter,
+   * or, if there are more, belongs to the adapter alone.
+   */
   function inventory() {
-    const found = { adapters: list(documents.inventory && documents.inventory.adapters), ports: [], luns: [] };
+    const found = { adapters: list(documents.inventory && documents.inventory.adapters), ports: [], luns: [],
+      targets: new Set(), places: new Map() };
     const addLuns = (adapter, port, remote) => {
       const luns = new Map();
       const at = (lun) => {
@@ -164,14 +208,24 @@
       });
       found.luns.push(...luns.values());
     };
+    const addRemote = (adapter, port, remote) => {
+      found.targets.add(remote.node_wwn || remote.port_wwn);
+      const path = nameOfPath(adapter.name, remote.port_wwn);
+      found.places.set(path, [...(found.places.get(path) || []), placeOf(port)]);
+      addLuns(adapter, port, remote);
+    };
     for (const adapter of found.adapters) {
-      for (const port of list(adapter.ports)) {
-        found.ports.push({ adapter, port });
-        list(port.remote_ports).forEach((remote) => addLuns(adapter, port, remote));
+      const ports = list(adapter.ports);
+      const others = list(adapter.remote_ports);
+      for (const port of ports) {
+        const remotes = list(port.remote_ports).concat(ports.length === 1 ? others : []);
+        found.ports.push({ adapter, port, remotes });
+        remotes.forEach((remote) => addRemote(adapter, port, remote));
       }
-      list(adapter.remote_ports).forEach((remote) => addLuns(adapter, {}, remote));
+      if (ports.length !== 1) {
+        others.forEach((remote) => addRemote(adapter, {}, remote));
+      }
     }
-    found.targets = new Set(found.luns.map((row) => row.remote.node_wwn || row.remote.port_wwn));
     return found;
   }
 
@@ -181,18 +235,28 @@
 
   const filters = [];
   let selected = null;
+  let parts = [];  // elements of the picture
 
-  /** Whether something of this adapter, port, fabric or target port belongs to the selected part. */
-  function isSelected(part) {
+  /** What is connected with a port, a target port or a LUN. */
+  const connectionsOfPort = (row) => ({ adapter: row.adapter.name, ports: [placeOf(row.port)],
+    targets: row.remotes.map((remote) => remote.port_wwn) });
+  const connectionsOfTarget = (adapter, target) => ({ adapter,
+    ports: host.places.get(nameOfPath(adapter, target)) || [], targets: [target] });
+  const connectionsOfLun = (row) => ({ adapter: row.adapter.name, ports: [placeOf(row.port)],
+    targets: [row.remote.port_wwn] });
+
+  /** Whether something with these connections belongs to the selected part. */
+  function isSelected(connections) {
     if (selected === null) {
       return true;
     }
     const node = data.topology.nodes[selected];
     switch (node.kind) {
-      case "adapter": return part.adapter === node.name;
-      case "port": return part.port === node.name && part.adapter === node.adapter;
-      case "fabric": return part.fabric === node.name;
-      default: return part.target === undefined || node.members.includes(part.target);
+      case "adapter": return connections.adapter === node.name;
+      case "port": return connections.adapter === node.adapter &&
+        connections.ports.some((port) => port.name === node.name);
+      case "fabric": return connections.ports.some((port) => port.fabric === node.name);
+      default: return connections.targets.some((target) => node.members.includes(target));
     }
   }
 
@@ -206,9 +270,16 @@
     bar.replaceChildren();
     if (selected !== null) {
       fill(bar, ["Ports, latencies and LUNs of ", nameOfNode(data.topology.nodes[selected]), " ",
-        make("button", { type: "button", onclick: () => select(selected) }, "Show all")]);
+        make("button", { type: "button", onclick: showAllParts }, "Show all")]);
     }
     filters.forEach((apply) => apply());
+  }
+
+  /** The focus goes to the part that was selected, since the button vanishes. */
+  function showAllParts() {
+    const part = parts[selected];
+    select(selected);
+    part.focus({ preventScroll: true });
   }
 
   // ---- Summary
@@ -295,6 +366,7 @@
       ["mouseleave", "blur"].forEach((name) => group.addEventListener(name, () => mark(index, false)));
       return group;
     });
+    parts = nodes;
     filters.push(() => nodes.forEach((group, index) => group.setAttribute("aria-pressed", String(index === selected))));
     to.append(
       make("p", { class: "note" }, "Adapters and their ports are on the left, fabrics in the middle, targets on the " +
@@ -324,9 +396,6 @@
     return ports;
   }
 
-  const partOfPort = (row) => ({ adapter: row.adapter.name, port: row.port.port_wwn || String(row.port.index),
-    fabric: row.port.fabric_name });
-
   function showPorts() {
     const to = section("ports");
     if (host.ports.length === 0) {
@@ -354,28 +423,42 @@
       return { ...row, first: first.get(key) || {}, last: last.get(key) || {} };
     });
     const names = [...new Set(rows.flatMap((row) => Object.keys(row.last)))];
-    const applyPorts = () => ports.filter((row) => isSelected(partOfPort(row)));
-    filters.push(applyPorts);
+    const keeps = (row) => isSelected(connectionsOfPort(row));
+    filters.push(() => ports.filter(keeps));
     to.append(make("h3", {}, "Port statistics"));
     if (names.length === 0) {
       to.append(make("p", {}, "No port has statistics."));
       return;
     }
-    const rise = (row, name) => (name in row.first && row.last[name] > row.first[name]
-      ? " (+" + number(row.last[name] - row.first[name]) + ")" : "");
+    const isInteger = (value) => typeof value === "bigint" || Number.isInteger(value);
+    const rise = (row, name) => {
+      const [from, to] = [row.first[name], row.last[name]];
+      return isInteger(from) && isInteger(to) && to > from ? " (+" + number(BigInt(to) - BigInt(from)) + ")" : "";
+    };
+    const text = (row, name) => number(row.last[name]) + rise(row, name);
     const statistics = new SortedTable("Port statistics", [
       { label: "Adapter", value: (row) => row.adapter.name },
       { label: "Port", value: (row) => row.port.port_wwn, kind: "name" },
       ...names.map((name) => ({ label: name.replaceAll("_", " "), value: (row) => row.last[name],
-        text: (row) => number(row.last[name]) + rise(row, name), kind: "number" }))], rows);
-    filters.push(() => statistics.filter((row) => isSelected(partOfPort(row))));
+        text: (row) => text(row, name), kind: "number" }))], rows);
+    // A sheet of paper has no room for all counters side by side.
+    const byCounter = new SortedTable("Port statistics by counter", [
+      { label: "Adapter", value: (one) => one.row.adapter.name },
+      { label: "Port", value: (one) => one.row.port.port_wwn, kind: "name" },
+      { label: "Counter", value: (one) => one.name.replaceAll("_", " ") },
+      { label: "Value", value: (one) => one.row.last[one.name], text: (one) => text(one.row, one.name), kind: "number" }],
+    rows.flatMap((row) => names.filter((name) => name in row.last).map((name) => ({ row, name }))));
+    filters.push(() => {
+      statistics.filter(keeps);
+      byCounter.filter((one) => keeps(one.row));
+    });
     to.append(make("p", { class: "note" }, "In brackets: the rise between the two looks at the counters."),
-      statistics.element);
+      make("div", { class: "screen" }, statistics.element), make("div", { class: "paper" }, byCounter.element));
   }
 
   // ---- Latency
 
-  const microseconds = (value) => (value === undefined ? "" : value.toFixed(1));
+  const microseconds = (value) => (typeof value === "number" ? value.toFixed(1) : "");
   const shortMicroseconds = (value) => (value < 100 ? value.toFixed(1) : number(Math.round(value)));
 
   /** Joins looks so that the table has a limited number of columns, each with the worst value. */
@@ -390,50 +473,66 @@
 
   function showHeat(to) {
     const figures = [["p50", "median"], ["p90", "90th percentile"], ["p99", "99th percentile"], ["maximum", "maximum"]];
-    const columns = columnsOfLooks(data.latency_looks, 48);
-    const rows = new Map();
-    columns.forEach((looks, column) => looks.forEach((look) => look.target_ports.forEach((port) => {
-      const key = port.adapter + "\n" + port.port_wwn;
-      if (!rows.has(key)) {
-        rows.set(key, { adapter: port.adapter, target: port.port_wwn, cells: columns.map(() => []) });
-      }
-      rows.get(key).cells[column].push(port);
-    })));
     const choice = make("select", { id: "heat-figure" }, figures.map(([key, label]) =>
       make("option", { value: key, selected: key === "p99" }, label)));
+    const head = make("tr", {});
     const body = make("tbody", {});
     const caption = make("caption", {});
-    const limit = 40;
+    let isWhole = false;
+    let isPrinted = false;
+    /** Each target port with its looks in each column. */
+    const rowsOf = (columns) => {
+      const rows = new Map();
+      columns.forEach((looks, column) => looks.forEach((look) => look.target_ports.forEach((port) => {
+        const key = nameOfPath(port.adapter, port.port_wwn);
+        if (!rows.has(key)) {
+          rows.set(key, { adapter: port.adapter, target: port.port_wwn, cells: columns.map(() => []) });
+        }
+        rows.get(key).cells[column].push(port);
+      })));
+      return [...rows.values()].filter((row) => isSelected(connectionsOfTarget(row.adapter, row.target)));
+    };
     const show = () => {
+      const columns = columnsOfLooks(data.latency_looks, isPrinted ? 10 : 48);
       const values = (cell) => cell.map((port) => port[choice.value]).filter((value) => value !== undefined);
-      const all = [...rows.values()].filter((row) => isSelected({ adapter: row.adapter, target: row.target }))
-        .map((row) => ({ row, worst: row.cells.map((cell) => Math.max(...values(cell))) }));
-      const sorted = all.flatMap((row) => row.worst.filter(Number.isFinite)).sort((left, right) => left - right);
+      const all = rowsOf(columns).map((row) => ({ row, worst: row.cells.map((cell) => Math.max(...values(cell))) }));
+      const sorted = all.flatMap((row) => row.worst.filter(Number.isFinite)).sort(compareNumbers);
       const bounds = [0.2, 0.4, 0.6, 0.8, 0.95].map((part) => sorted[Math.floor(part * (sorted.length - 1))]);
       const heat = (value) => bounds.filter((bound) => value > bound).length;
-      all.sort((left, right) => Math.max(...right.worst) - Math.max(...left.worst));
-      caption.textContent = "Microseconds, slowest target ports first; " + number(Math.min(limit, all.length)) + " of " +
+      all.sort((left, right) => compareNumbers(Math.max(...right.worst), Math.max(...left.worst)));
+      const visible = isWhole || isPrinted ? all : all.slice(0, 40);
+      caption.textContent = "Microseconds, slowest target ports first; " + number(visible.length) + " of " +
         plural(all.length, "target port", "target ports");
-      body.replaceChildren(...all.slice(0, limit).map(({ row, worst }) => make("tr", {},
+      head.replaceChildren(make("th", { scope: "col" }, "Target port"),
+        ...columns.map((looks) => make("th", { scope: "col" }, looks[0].time.slice(0, 19).replace("T", " "))));
+      body.replaceChildren(...visible.map(({ row, worst }) => make("tr", {},
         make("th", { scope: "row", class: "name" }, row.adapter + " " + row.target),
         worst.map((value) => (Number.isFinite(value)
           ? make("td", { class: "heat-" + heat(value) }, shortMicroseconds(value)) : make("td", {}, "\u2013"))))));
+      more.hidden = visible.length === all.length;
+      more.textContent = "Show all " + number(all.length) + " target ports";
     };
+    const more = make("button", { type: "button", onclick: () => {
+      isWhole = true;
+      show();
+    } });
     choice.addEventListener("change", show);
     filters.push(show);
+    changesForPrint.push((isNow) => {
+      isPrinted = isNow;
+      show();
+    });
     show();
     to.append(make("h3", {}, "Latency over time"),
       make("div", { class: "controls" }, make("label", { for: "heat-figure" }, "Figure"), choice),
       scrollable("Latency over time", make("table", { class: "heat", id: "heat" }, caption,
-        make("thead", {}, make("tr", {}, make("th", { scope: "col" }, "Target port"),
-          columns.map((looks) => make("th", { scope: "col" }, looks[0].time.slice(0, 19).replace("T", " "))))),
-        body)));
+        make("thead", {}, head), body)), make("p", {}, more));
   }
 
   function showHistograms(to) {
     const targets = list(documents.latency && documents.latency.adapters).flatMap((adapter) =>
       list(adapter.target_ports).map((port) => ({ adapter: adapter.name, target: port.port_wwn,
-        latencies: port.latencies })));
+        latencies: port.latencies || {} })));
     if (targets.length === 0) {
       return;
     }
@@ -449,7 +548,7 @@
     const body = make("tbody", {});
     const caption = make("caption", {});
     const show = () => {
-      const row = targets[Number(choice.value)];
+      const row = choice.value === "" ? undefined : targets[Number(choice.value)];
       const buckets = row === undefined ? [] : list((row.latencies.record || {}).buckets);
       const most = Math.max(1, ...buckets.map((bucket) => bucket.count));
       caption.textContent = row === undefined ? "No target port" : "Answers of target port " + shown(row.target) +
@@ -466,7 +565,7 @@
       }));
     };
     const apply = () => {
-      const keeps = (row) => isSelected({ adapter: row.adapter, target: row.target });
+      const keeps = (row) => isSelected(connectionsOfTarget(row.adapter, row.target));
       table.filter(keeps);
       choice.replaceChildren(...targets.map((row, index) => [row, index]).filter(([row]) => keeps(row))
         .sort(([left], [right]) => (figure(right, "p99") || 0) - (figure(left, "p99") || 0))
@@ -504,61 +603,90 @@
     return bytes;
   }
 
-  function columnOf(column, count) {
-    const bytes = bytesOf(column.data);
+  /** A number has seven bits in each byte, from the lowest. The top bit says that another byte follows. */
+  function columnOf(base64, count) {
+    const bytes = bytesOf(base64);
     const numbers = new Uint32Array(count);
-    const width = column.bytes;
-    for (let i = 0; i < count; ++i) {
-      let value = 0;
-      for (let at = width - 1; at >= 0; --at) {
-        value = value * 256 + bytes[i * width + at];
+    for (let i = 0, at = 0; i < count; ++i) {
+      let unit = 1;
+      for (; bytes[at] >= 128; ++at, unit *= 128) {
+        numbers[i] += (bytes[at] - 128) * unit;
       }
-      numbers[i] = value;
+      numbers[i] += bytes[at++] * unit;
     }
     return numbers;
   }
 
-  /** Seconds since the first event. A difference has its sign in the lowest bit and seven bits in each byte. */
-  function timesOf(base64, count) {
+  /** Half of a packed number that exceeds a double, in seconds and nanoseconds. */
+  function exactHalf(bytes) {
+    const packed = bytes.reduceRight((higher, byte) => higher * 128n + BigInt(byte & 127), 0n);
+    return [Number(packed / 2000000000n), Number(packed / 2n % 1000000000n)];
+  }
+
+  /** Seconds since the first time, which has nanoseconds. A difference has its sign in the lowest bit. */
+  function timesOf(base64, count, firstTime) {
     const bytes = bytesOf(base64);
     const times = new Float64Array(count);
-    let nanoseconds = 0;
+    const first = { seconds: Math.floor(Date.parse(firstTime) / 1000), rest: Number(firstTime.slice(20, 29)) };
+    let { seconds, rest } = first;
+    const add = (addedSeconds, addedRest) => {
+      seconds += addedSeconds;
+      rest += addedRest;
+      const carry = Math.floor(rest / 1e9);
+      seconds += carry;
+      rest -= carry * 1e9;
+    };
     for (let i = 0, at = 0; i < count; ++i) {
+      const start = at;
       let packed = 0;
       let unit = 1;
       for (; bytes[at] >= 128; ++at, unit *= 128) {
         packed += (bytes[at] - 128) * unit;
       }
       packed += bytes[at++] * unit;
-      nanoseconds += packed % 2 === 1 ? -(packed + 1) / 2 : packed / 2;
-      times[i] = nanoseconds / 1e9;
+      const half = Math.floor(packed / 2);
+      const [longSeconds, longRest] = packed < 2 ** 53 ? [Math.floor(half / 1e9), half % 1e9]
+        : exactHalf(bytes.subarray(start, at));
+      if (bytes[start] % 2 === 0) {
+        add(longSeconds, longRest);
+      } else {
+        add(-longSeconds, -longRest - 1);
+      }
+      // Times have 64 bits of nanoseconds, and so has their difference.
+      if (seconds < 0) {
+        add(18446744073, 709551616);
+      } else if (seconds > 18446744073 || (seconds === 18446744073 && rest >= 709551616)) {
+        add(-18446744073, -709551616);
+      }
+      times[i] = seconds - first.seconds + (rest - first.rest) / 1e9;
     }
     return times;
   }
 
   class EventView {
     constructor(events) {
-      const columns = events.columns;
-      const count = events.count;
-      this.count = count;
-      this.start = events.first_time ? Date.parse(events.first_time) / 1000 : 0;
-      this.times = timesOf(columns.time_deltas, count);
-      const sources = columnOf(columns.source, count);
-      const categories = columnOf(columns.category, count);
+      const { columns, count, kinds } = events;
+      const firstTime = events.first_time || "1970-01-01T00:00:00.000000000Z";
+      this.start = Date.parse(firstTime) / 1000;
+      this.times = timesOf(columns.time_deltas, count, firstTime);
+      const kindColumn = columnOf(columns.kind, count);
       const lengths = columnOf(columns.length, count);
       const numbers = new Map();
-      this.keys = new Uint16Array(count);
       this.series = [];
+      const seriesOfKind = kinds.source.map((source, kind) => {
+        const category = kinds.category[kind];
+        const key = source * 256 + category;
+        if (!numbers.has(key)) {
+          numbers.set(key, this.series.length);
+          this.series.push({ source: events.sources[source], category, count: 0, bytes: 0 });
+        }
+        return numbers.get(key);
+      });
+      this.keys = new Uint32Array(count);
       this.first = Infinity;
       this.last = -Infinity;
       for (let i = 0; i < count; ++i) {
-        const key = sources[i] * 256 + categories[i];
-        let index = numbers.get(key);
-        if (index === undefined) {
-          index = this.series.length;
-          numbers.set(key, index);
-          this.series.push({ source: events.sources[sources[i]], category: categories[i], count: 0, bytes: 0 });
-        }
+        const index = seriesOfKind[kindColumn[i]];
         this.keys[i] = index;
         const one = this.series[index];
         ++one.count;
@@ -577,14 +705,16 @@
       this.hasTimes = this.last >= this.first;
     }
 
-    /** Counts the events of each series in equally long parts of a range. Both ends belong to it. */
-    bins(from, to, count) {
-      const counts = this.series.map(() => new Float64Array(count));
+    /** Counts the events of some series in equally long parts of a range. Both ends belong to it. */
+    bins(wanted, from, to, count) {
+      const counts = wanted.map(() => new Float64Array(count));
+      const countsOf = this.series.map(() => null);
+      wanted.forEach((index, at) => { countsOf[index] = counts[at]; });
       const scale = count / (to - from || 1);
       const { times, keys } = this;
       for (let i = 0; i < times.length; ++i) {
-        if (times[i] >= from && times[i] <= to) {
-          ++counts[keys[i]][Math.min(count - 1, Math.floor((times[i] - from) * scale))];
+        if (times[i] >= from && times[i] <= to && countsOf[keys[i]] !== null) {
+          ++countsOf[keys[i]][Math.min(count - 1, Math.floor((times[i] - from) * scale))];
         }
       }
       return counts;
@@ -614,8 +744,11 @@
     const palette = () => palettes[darkness.matches ? "dark" : "light"];
     const lineOf = (index) => ({ stroke: palette()[index % 8], dash: dashes[Math.floor(index / 8) % dashes.length] });
 
+    /** Only the series that are shown, since there may be thousands. */
+    const shownSeries = () => [...visible].sort(compareNumbers);
+
     function dataOf() {
-      const counts = view.bins(range[0], range[1], bins);
+      const counts = view.bins(shownSeries(), range[0], range[1], bins);
       const width = (range[1] - range[0]) / bins;
       const x = Float64Array.from({ length: bins }, (ignored, at) => view.start + range[0] + (at + 0.5) * width);
       return [x, ...counts];
@@ -647,28 +780,29 @@
             zoomTo([from - view.start, end - view.start]);
           }
         }] },
-        series: [{}, ...view.series.map((one, index) => ({ label: one.label, show: visible.has(index), width: 2,
+        series: [{}, ...shownSeries().map((index) => ({ label: view.series[index].label, width: 2,
           points: { show: false }, paths: uPlot.paths.stepped({ align: 0 }), ...lineOf(index) }))],
       };
     }
 
-    function describe(values) {
-      const shownSeries = [...visible].sort((left, right) => left - right);
-      const total = shownSeries.reduce((sum, index) => sum + values[index + 1].reduce((all, one) => all + one, 0), 0);
-      rangeText.textContent = instant(range[0]) + " to " + instant(range[1]) + " UTC: " + plural(total, "event", "events");
+    function describe([, ...counts]) {
+      const sum = (from, end) => counts.reduce((all, some) =>
+        some.slice(from, end).reduce((part, one) => part + one, all), 0);
+      rangeText.textContent = instant(range[0]) + " to " + instant(range[1]) + " UTC: " +
+        plural(sum(0, bins), "event", "events");
       place.setAttribute("aria-label", "Events over time. " + rangeText.textContent);
       const rows = 20;
       const per = bins / rows;
       body.replaceChildren(...Array.from({ length: rows }, (ignored, row) => make("tr", {},
         make("th", { scope: "row" }, instant(range[0] + (range[1] - range[0]) * row / rows)),
-        make("td", { class: "number" }, number(shownSeries.reduce((sum, index) =>
-          sum + values[index + 1].slice(row * per, (row + 1) * per).reduce((all, one) => all + one, 0), 0))))));
+        make("td", { class: "number" }, number(sum(row * per, (row + 1) * per))))));
     }
 
+    /** A range that leaves the whole is moved into it, and stays as long as it is. */
     function zoomTo(wanted) {
-      const from = Math.max(whole[0], wanted[0]);
-      const end = Math.min(whole[1], wanted[1]);
-      range = end - from >= shortest ? [from, end] : range;
+      const shownLength = Math.min(length, Math.max(shortest, wanted[1] - wanted[0]));
+      const from = Math.max(whole[0], Math.min(whole[1] - shownLength, wanted[0]));
+      range = [from, from + shownLength];
       const values = dataOf();
       chart.batch(() => {
         chart.setData(values, false);
@@ -702,21 +836,20 @@
         move[2]();
       }
     });
-    const keys = view.series.map((one, index) => {
+    const keyOf = (index) => {
       const key = make("span", { class: "key" });
       key.style.background = lineOf(index).stroke;
       return key;
-    });
+    };
     const table = new SortedTable("Events by board and category", [
       { label: "Shown", value: (row) => (visible.has(row.index) ? 1 : 0), text: (row) => {
         const box = make("input", { type: "checkbox", "aria-label": "Show " + row.label });
         box.checked = visible.has(row.index);
         box.addEventListener("change", () => {
           visible[box.checked ? "add" : "delete"](row.index);
-          chart.setSeries(row.index + 1, { show: box.checked });
-          describe(dataOf());
+          build();
         });
-        return make("span", { class: "choice" }, keys[row.index], box);
+        return make("span", { class: "choice" }, keyOf(row.index), box);
       } },
       ...columnsOfEvents], view.series.map((one, index) => ({ ...one, index })));
     to.append(make("div", { class: "controls" }, moves.map(([label, , move]) =>
@@ -728,10 +861,12 @@
     make("h3", {}, "Events by board and category"), table.element);
     build();
     darkness.addEventListener("change", () => {
-      keys.forEach((key, index) => { key.style.background = lineOf(index).stroke; });
+      table.show();
       build();
     });
-    window.addEventListener("resize", () => chart.setSize({ width: Math.max(320, place.clientWidth), height: 320 }));
+    const fit = (width) => chart.setSize({ width: Math.max(320, width), height: 320 });
+    window.addEventListener("resize", () => fit(place.clientWidth));
+    changesForPrint.push((isPrinted) => fit(isPrinted ? 640 : place.clientWidth));
     window.qzReport = { zoomTo: (part) => zoomTo([whole[0] + length * part[0], whole[0] + length * part[1]]) };
   }
 
@@ -744,8 +879,8 @@
 
   function showEvents() {
     const to = section("events");
-    const dropped = data.events.drops.reduce((sum, drop) => sum + drop.count, 0);
-    if (dropped > 0) {
+    const dropped = data.events.drops.reduce((sum, drop) => sum + BigInt(drop.count), 0n);
+    if (dropped > 0n) {
       to.append(make("p", { class: "warning" }, plural(dropped, "event was dropped", "events were dropped") +
         " before the capture."));
     }
@@ -756,9 +891,9 @@
     const wait = make("p", { class: "note" }, "Unpacking " + plural(data.events.count, "event", "events") + "\u2026");
     to.append(wait);
     // The rest of the page is painted first.
-    setTimeout(() => {
-      const view = new EventView(data.events);
+    setTimeout(() => guard("events", () => {
       wait.remove();
+      const view = new EventView(data.events);
       if (view.hasTimes) {
         showEventChart(to, view);
       } else {
@@ -766,7 +901,7 @@
           new SortedTable("Events by board and category", columnsOfEvents, view.series).element);
       }
       document.documentElement.dataset.events = "shown";
-    }, 0);
+    }), 0);
   }
 
   // ---- LUNs
@@ -795,21 +930,38 @@
     const search = make("input", { type: "search", id: "lun-search", autocomplete: "off", spellcheck: "false" });
     const apply = () => {
       const words = search.value.toLowerCase().split(/\s+/).filter(Boolean);
-      table.filter((row) => isSelected({ ...partOfPort(row), target: row.remote.port_wwn }) &&
+      table.filter((row) => isSelected(connectionsOfLun(row)) &&
         words.every((word) => text(row).includes(word)));
     };
     search.addEventListener("input", apply);
     filters.push(apply);
     to.append(make("div", { class: "controls" }, make("label", { for: "lun-search" }, "Show LUNs that contain"), search),
       table.element);
-    window.addEventListener("beforeprint", () => table.showAll());
   }
 
-  window.addEventListener("beforeprint", () => document.querySelectorAll("details").forEach((one) => { one.open = true; }));
-  showSummary();
-  showTopology();
-  showPorts();
-  showLatency();
-  showEvents();
-  showLuns();
+  // ---- The page
+
+  /** Shows a section as far as its data allows. The others do not depend on it. */
+  function guard(name, show) {
+    try {
+      show();
+    } catch (error) {
+      section(name).append(make("p", { class: "error" }, "The rest of this section cannot be shown: " + error.message));
+    }
+  }
+
+  const closed = () => [...document.querySelectorAll("details:not([open])")];
+  let opened = [];
+  changesForPrint.push((isPrinted) => {
+    opened = isPrinted ? closed() : opened;
+    opened.forEach((one) => { one.open = isPrinted; });
+  });
+  window.addEventListener("beforeprint", () => changesForPrint.forEach((change) => change(true)));
+  window.addEventListener("afterprint", () => changesForPrint.forEach((change) => change(false)));
+  guard("summary", showSummary);
+  guard("topology", showTopology);
+  guard("ports", showPorts);
+  guard("latency", showLatency);
+  guard("events", showEvents);
+  guard("luns", showLuns);
 })();

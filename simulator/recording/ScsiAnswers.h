@@ -1,0 +1,42 @@
+/// @file
+/// What the answers to SCSI commands in recordings contain.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+
+#include "simulator/recording/Members.h"
+#include "simulator/recording/Recording.h"
+
+namespace qzsim
+{
+/// @return whether the function sends REPORT LUNS, INQUIRY for the standard data, or READ CAPACITY
+bool sendsScsiCommand(RecordedCall const& aCall);
+
+/// Finds how many bytes of each response the library has written.
+class WrittenSizes
+{
+public:
+    /// @param aCall the next call of a recording that sends a SCSI command
+    std::size_t of(RecordedCall const& aCall);
+
+private:
+    struct Response
+    {
+        Bytes mBytes;
+        std::size_t mWritten;
+    };
+
+    std::map<std::string, Response> mLast;  ///< by function
+};
+
+/// @return the LUNs in a response to REPORT LUNS of which this number of bytes was written, eight bytes each
+std::vector<Bytes> lunsIn(Bytes const& aResponse, std::size_t aWritten);
+
+/// @return the part of a response that programs read, in a form that is the same for responses with the same content
+Json contentOf(std::string const& aFunction, Bytes aResponse, std::size_t aWritten);
+
+/// @return the sense key, the additional sense code and its qualifier
+Bytes senseIn(Bytes aSense);
+}  // namespace qzsim
