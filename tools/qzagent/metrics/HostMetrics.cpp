@@ -142,7 +142,7 @@ constexpr CounterMetric counterMetrics[] = {
 };
 
 /// Ports, and target ports of latencies, that are kept although a look does not find them.
-constexpr std::size_t mostKnown = 4096;
+constexpr std::size_t mostKnown = 1024;
 
 constexpr char const* unknownLabel = "UNKNOWN";
 
