@@ -131,7 +131,7 @@ def queries():
 
 
 def without_variables(query):
-    for name, value in (("__rate_interval", "10s"), ("__range", "10m"), ("instance", ".*"), ("adapter", ".*")):
+    for name, value in (("window", "10s"), ("__range", "10m"), ("instance", ".*"), ("adapter", ".*")):
         query = query.replace("$" + name, value)
     assert "$" not in query, query
     return query
@@ -205,6 +205,14 @@ class Scraped(unittest.TestCase):
                 series, label = re.fullmatch(r"label_values\((.*), (\w+)\)", variable["definition"]).groups()
                 found = self.prometheus.samples(without_variables(series))
                 self.assertTrue([sample["metric"][label] for sample in found])
+
+    def test_rates_have_a_window_of_four_looks_of_the_timer(self):
+        window = next(variable for variable in DASHBOARD["templating"]["list"] if variable["name"] == "window")
+        self.assertIn("OnCalendar=minutely", (ROOT / "share" / "systemd" / "qzagent-metrics.timer").read_text("utf-8"))
+        minutes = [int(text.removesuffix("m")) for text in (window["auto_min"], *window["query"].split(",")) if "m" in text]
+        self.assertGreaterEqual(min(minutes), 4)
+        windows = {found for _, query in queries() for found in re.findall(r"\[(.*?)\]", query)}
+        self.assertEqual(windows, {"$window", "$__range"})
 
     def test_panels_have_unique_identities_and_places(self):
         panels = DASHBOARD["panels"]

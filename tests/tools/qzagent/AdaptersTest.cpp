@@ -14,6 +14,7 @@
 using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::MatchesRegex;
 
 namespace
@@ -172,6 +173,20 @@ TEST(QzagentAdapters, ListsTheAdaptersBeforeOneWhoseNameCannotBeRead)
                 MatchesRegex("qzagent: QZCExitConditionEx: HBA_GetAdapterName method failed .code 19.: "
                              "HBA_STATUS_[A-Z_]+ .[0-9]+. in call 3, HBA_GetAdapterName\n"));
     EXPECT_EQ(result.mExitStatus, 1);
+}
+
+TEST(QzagentAdapters, ListsTheAdaptersBehindOneWhoseNameCannotBeRead)
+{
+    std::string const scenario =
+        exampleAdapters + adapterNamed("example-fc-2") + portNumbered(3) +
+        fault("HBA_GetAdapterName", "1", "HBA_STATUS_ERROR_BUSY", "adapter = \"example-fc-1\"\n");
+    ProcessResult const result = runAgentOn(scenario, {"adapters"});
+    EXPECT_EQ(result.mOutput,
+              "INDEX NAME         MODEL DRIVER FIRMWARE PORTS WORST PORT STATE\n"
+              "    0 example-fc-0 -     -      -            1 ONLINE     ok\n"
+              "    2 example-fc-2 -     -      -            1 ONLINE     ok\n");
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_THAT(runAgentOn(scenario, {"adapters", "--json"}).mOutput, HasSubstr("\"index\": 2"));
 }
 
 TEST(QzagentAdapters, PrintsANoteAndNoTableWithoutAdapters)

@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -47,7 +49,7 @@ std::string metricsAfter(std::vector<Look> const& aLooks, LookTotals& aTotals)
 
 std::string metricsOf(std::vector<Look> const& aLooks, std::string const& aPrevious)
 {
-    LookTotals totals = qzagent::lastSuccessesIn(aPrevious, aLooks);
+    LookTotals totals = qzagent::earlierTotalsIn(aPrevious, aLooks);
     return metricsAfter(aLooks, totals);
 }
 
@@ -130,7 +132,9 @@ TEST(HostMetrics, LeaveOutCountersThatThePortDoesNotOffer)
 {
     std::string const text = metricsIn(countersOf(R"("link_failure_count": 0)"));
     EXPECT_THAT(text, HasSubstr(fmt::format("qzagent_port_link_failures_total{} 0\n", labels)));
-    EXPECT_EQ(text.find("_total{"), text.rfind("_total{"));
+    std::size_t const first = text.find("qzagent_port_link_failures_total{");
+    EXPECT_EQ(text.find("_total{"), text.find("_total{", first));
+    EXPECT_EQ(text.find("qzagent_port_", text.find('\n', first)), std::string::npos);
 }
 
 TEST(HostMetrics, TellAdaptersWithTheSameNameApart)
@@ -141,6 +145,17 @@ TEST(HostMetrics, TellAdaptersWithTheSameNameApart)
     EXPECT_THAT(text, HasSubstr("qzagent_adapters 2\n"));
     EXPECT_THAT(text, HasSubstr("qzagent_adapter_readable{adapter=\"fc\"} 1\n"));
     EXPECT_THAT(text, HasSubstr("qzagent_adapter_readable{adapter=\"fc (index 1)\"} 0\n"));
+}
+
+TEST(HostMetrics, TellAdaptersApartWhoseNamesAreLabelsOfOthers)
+{
+    std::string const text =
+        metricsIn(lookOf("adapters",
+                         R"json("adapters": [{"index": 0, "name": "fc (index 2)", "state": "ok"},
+                                                              {"index": 1, "name": "fc", "state": "ok"},
+                                                              {"index": 2, "name": "fc", "state": "failed"}])json"));
+    EXPECT_THAT(text, HasSubstr("qzagent_adapter_readable{adapter=\"fc (index 2)\"} 1\n"));
+    EXPECT_THAT(text, HasSubstr("qzagent_adapter_readable{adapter=\"fc (index 2) (index 2)\"} 0\n"));
 }
 
 TEST(HostMetrics, HaveWhatIsKnownOfAnAdapterThatAnswers)
@@ -271,19 +286,133 @@ TEST(HostMetrics, StartTheLatenciesOfOtherBucketsAgain)
     EXPECT_THAT(text, Not(HasSubstr("1e-05")));
 }
 
-TEST(HostMetrics, KeepTheLatenciesOfATargetPortUntilACompleteLookDoesNotListIt)
+TEST(HostMetrics, KeepTheLatenciesOfATargetPortUntilItsAdapterDoesNotListIt)
 {
     LookTotals totals;
     metricsAfter({latencyOf(answeringTarget(1) + "," + answeringTarget(2))}, totals);
     Look lost = latencyOf("");
     lost.mDocument.reset();
-    for (Look const& incomplete : {latencyOf(answeringTarget(2), 1), lost})
+    Look const unlisted = lookOf("latency", R"("adapters": [{"index": 0, "name": "fc0"}])", 1);
+    for (Look const& incomplete : {unlisted, lookOf("latency", R"("adapters": [])"), lost})
     {
         EXPECT_THAT(metricsAfter({incomplete}, totals), HasSubstr(latencyLine("count", 1) + "3\n"));
     }
-    std::string const text = metricsAfter({latencyOf(answeringTarget(2))}, totals);
+    // Another adapter may fail in each look.
+    std::string const text = metricsAfter({latencyOf(answeringTarget(2), 1)}, totals);
     EXPECT_THAT(text, Not(HasSubstr(latencyLine("count", 1))));
-    EXPECT_THAT(text, HasSubstr(latencyLine("count", 2) + "9\n"));
+    EXPECT_THAT(text, HasSubstr(latencyLine("count", 2) + "6\n"));
+}
+
+TEST(HostMetrics, LimitTheLatenciesThatNoLookFinds)
+{
+    LookTotals totals;
+    for (int i = 0; i < 1024; ++i)
+    {
+        totals.mLatencies[{fmt::format("fc{}", i), "50:00:00:00:ab:00:00:01"}].mCount = 1;
+    }
+    metricsAfter({latencyOf(answeringTarget(1))}, totals);
+    EXPECT_EQ(totals.mLatencies.size(), 1U);
+}
+
+/// @return a look at an adapter with ports with these names
+Look portsNamed(std::string const& aAdapter, std::vector<std::string> const& aNames,
+                std::string const& aKeys = {})
+{
+    auto ports = nlohmann::json::array();
+    for (std::string const& name : aNames)
+    {
+        ports.push_back({{"index", ports.size()}, {"state", "ONLINE"}, {"port_wwn", name}});
+        ports.back()["type"] = "NPORT";
+    }
+    return lookOf("ports", fmt::format(R"("adapters": [{{"index": 0, "name": "{}", "ports": {}{}}}])",
+                                       aAdapter, ports.dump(), aKeys));
+}
+
+std::string stateLine(std::string const& aAdapter, int aPort, std::string const& aName,
+                      std::string const& aState)
+{
+    return fmt::format("\nqzagent_port_state{{adapter=\"{}\",port=\"{}\",port_wwn=\"{}\",state=\"{}\"}} 1\n",
+                       aAdapter, aPort, aName, aState);
+}
+
+TEST(HostMetrics, KeepTheStateOfAPortThatIsNotFound)
+{
+    Look crashed = portsNamed("fc0", {});
+    crashed.mDocument.reset();
+    for (Look const& look :
+         {lookOf("ports", R"("adapters": [{"index": 0, "name": "fc0", "failures": [{}]}])", 1),
+          lookOf("ports", R"("adapters": [])"), lookOf("ports", R"("adapters": 5)"), crashed})
+    {
+        LookTotals totals;
+        metricsAfter({portsNamed("fc0", {"w1", "w2"})}, totals);
+        std::string const text = metricsAfter({look}, totals);
+        EXPECT_THAT(text, HasSubstr(stateLine("fc0", 0, "w1", "UNKNOWN")));
+        EXPECT_THAT(text, HasSubstr(stateLine("fc0", 1, "w2", "UNKNOWN")));
+        EXPECT_THAT(text, Not(HasSubstr("state=\"ONLINE\"} 1\n")));
+        EXPECT_THAT(text, Not(HasSubstr("qzagent_port_info")));
+    }
+}
+
+TEST(HostMetrics, KeepTheNameOfAPortWithoutAttributes)
+{
+    LookTotals totals;
+    metricsAfter({portsOf(onlinePort)}, totals);
+    Look counters = lookOf("statistics", R"("adapters": [{"index": 0, "name": "fc0", "ports": [{"index": 1,
+                                             "counters": {"tx_frames": 4}}]}])");
+    std::string const text = metricsAfter({portsOf(R"({"index": 1, "failures": [{}]})"), counters}, totals);
+    EXPECT_THAT(text, HasSubstr(stateLine("fc0", 1, "10:00:00:00:c9:00:00:01", "UNKNOWN")));
+    EXPECT_THAT(text, HasSubstr(fmt::format("\nqzagent_port_transmitted_frames_total{} 4\n", labels)));
+    EXPECT_THAT(text, Not(HasSubstr("port_wwn=\"\"")));
+}
+
+TEST(HostMetrics, KeepThePortsOfAnEarlierText)
+{
+    std::string const nameInJson = "a\\\\b\\\"c\\\\x41 \xc3\xa9";
+    std::string const before = metricsIn(portsNamed(nameInJson, {"w1", "w2"}));
+    std::string const after = metricsOf({lookOf("ports", R"("adapters": [])")}, before);
+    std::string const escaped = "a\\\\b\\\"c\\\\x5cx41 \\\\xc3\\\\xa9";
+    EXPECT_THAT(before, HasSubstr(stateLine(escaped, 1, "w2", "ONLINE")));
+    EXPECT_THAT(after, HasSubstr(stateLine(escaped, 0, "w1", "UNKNOWN")));
+    EXPECT_THAT(after, HasSubstr(stateLine(escaped, 1, "w2", "UNKNOWN")));
+    for (std::string const spoiled :
+         {"\nqzagent_port_state{", "\nqzagent_port_state{adapter=\"a", "\nqzagent_port_state{adapter=\"a\\",
+          "\nqzagent_port_state{adapter=\"a\",port=\"0\",state=\"ONLINE\"} 1\n",
+          "\nqzagent_port_state{adapter=\"\\\\x",
+          "\nqzagent_port_state{adapter=\"a\",port=\"0\",port_wwn=\"\"} 1"})
+    {
+        EXPECT_THAT(metricsOf({lookOf("ports", R"("adapters": [])")}, spoiled),
+                    Not(HasSubstr("qzagent_port_state")));
+    }
+}
+
+TEST(HostMetrics, ForgetAPortThatItsAdapterNoLongerHas)
+{
+    LookTotals totals;
+    metricsAfter({portsNamed("fc0", {"w1", "w2"})}, totals);
+    EXPECT_THAT(metricsAfter({portsNamed("fc0", {"w1"}, R"(, "failures": [{}])")}, totals),
+                HasSubstr(stateLine("fc0", 1, "w2", "UNKNOWN")));
+    EXPECT_THAT(metricsAfter({portsNamed("fc0", {"w1"})}, totals), Not(HasSubstr("w2")));
+}
+
+TEST(HostMetrics, ForgetAPortWhoseNameAnotherOneHas)
+{
+    LookTotals totals;
+    metricsAfter({portsNamed("fc0", {"w1"})}, totals);
+    std::string const text = metricsAfter({portsNamed("fc1", {"w1"})}, totals);
+    EXPECT_THAT(text, HasSubstr(stateLine("fc1", 0, "w1", "ONLINE")));
+    EXPECT_THAT(text, Not(HasSubstr("fc0")));
+}
+
+TEST(HostMetrics, LimitThePortsThatNoLookFinds)
+{
+    LookTotals totals;
+    for (int i = 0; i < 1024; ++i)
+    {
+        totals.mPorts[{fmt::format("fc{}", i), "0"}] = fmt::format("w{}", i);
+    }
+    std::string const text = metricsAfter({portsNamed("other", {"v1"})}, totals);
+    EXPECT_THAT(text, HasSubstr(stateLine("other", 0, "v1", "ONLINE")));
+    EXPECT_EQ(totals.mPorts.size(), 1024U);
 }
 
 TEST(HostMetrics, LeaveTheLatenciesUnchangedIfTheDocumentCannotBeRead)
@@ -299,9 +428,12 @@ TEST(HostMetrics, OfTotalsAreTheSameInAnotherProcess)
     LookTotals totals;
     metricsAfter({latencyOf(answeringTarget(1))}, totals);
     metricsAfter({lookOf("ports", R"("adapters": [])", 1, R"([{"severity": "error"}])")}, totals);
+    metricsAfter({portsOf(onlinePort)}, totals);
+    EXPECT_EQ(totals.mPorts.size(), 1U);
     std::string const text = textOf(qzagent::metricsOf(totals), qzagent::Exposition::text);
     EXPECT_EQ(textOf(qzagent::metricsOf(qzagent::totalsIn(bytesOf(totals))), qzagent::Exposition::text),
               text);
+    EXPECT_EQ(qzagent::totalsIn(bytesOf(totals)).mPorts, totals.mPorts);
     for (std::string const part :
          {"latency_seconds_count{", "last_success_timestamp_seconds{", "failures_total{"})
     {
@@ -339,6 +471,24 @@ TEST(HostMetrics, CountFailuresByTheirCall)
     EXPECT_THAT(text,
                 HasSubstr("\nqzagent_look_failures_total{verb=\"ports\",call=\"HBA_OpenAdapter\"} 2\n"));
     EXPECT_THAT(text, HasSubstr("\nqzagent_look_failures_total{verb=\"ports\",call=\"other\"} 1\n"));
+}
+
+TEST(HostMetrics, HaveTheCallsOfAVerbBeforeTheyFail)
+{
+    for (auto const& [verb, call] :
+         std::vector<std::pair<std::string, std::string>>{{"adapters", "HBA_GetAdapterPortAttributes"},
+                                                          {"ports", "HBA_OpenAdapter"},
+                                                          {"ports", "HBA_GetFcpTargetMapping"},
+                                                          {"statistics", "HBA_GetPortStatistics"},
+                                                          {"inventory", "HBA_GetDiscoveredPortAttributes"},
+                                                          {"latency", "HBA_SendReportLUNs"},
+                                                          {"latency", "other"}})
+    {
+        EXPECT_THAT(metricsIn(lookOf(verb, R"("adapters": [], "host": "h", "generated_at": "t")")),
+                    HasSubstr(fmt::format("\nqzagent_look_failures_total{{verb=\"{}\",call=\"{}\"}} 0\n",
+                                          verb, call)));
+    }
+    EXPECT_THAT(metricsIn(portsOf(onlinePort)), Not(HasSubstr("verb=\"latency\"")));
 }
 
 TEST(HostMetrics, CountTheFailuresOfAllLooks)

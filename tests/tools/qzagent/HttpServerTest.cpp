@@ -5,6 +5,7 @@
 #include <list>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -129,6 +130,29 @@ TEST_F(HttpServerTest, SendsTheResponseWithItsHead)
 TEST_F(HttpServerTest, AcceptsHttp10AndBareLineEnds)
 {
     EXPECT_THAT(responseTo("GET / HTTP/1.0\n\n"), StartsWith("HTTP/1.1 200 OK\r\n"));
+}
+
+TEST_F(HttpServerTest, AcceptsAWholeAddressAsTheTarget)
+{
+    for (auto const& [target, path] : std::vector<std::pair<std::string, std::string>>{
+             {"http://a:9912/metrics?a=b", "/metrics"}, {"HTTP://a", "/"}, {"http://a?b=/c", "/"}})
+    {
+        EXPECT_THAT(responseTo("GET " + target + " HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 OK\r\n"));
+        EXPECT_EQ(mRequests.back().mPath, path);
+    }
+    for (std::string const target : {"http://", "ftp://a/metrics", "metrics"})
+    {
+        EXPECT_THAT(responseTo("GET " + target + " HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
+    }
+}
+
+TEST_F(HttpServerTest, IgnoresOneEmptyLineBeforeARequest)
+{
+    for (std::string const end : {"\n", "\r\n"})
+    {
+        EXPECT_THAT(responseTo(end + "GET / HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 OK\r\n"));
+        EXPECT_THAT(responseTo(end + end + "GET / HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
+    }
 }
 
 TEST_F(HttpServerTest, SendsNoBodyAfterHead)

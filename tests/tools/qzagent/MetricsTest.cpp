@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -141,6 +142,11 @@ TEST(QzagentMetrics, AreServedOnlyWithMatchingOptions)
         EXPECT_EQ(result.mErrors, "qzagent: " + complaint + "; see qzagent metrics --help\n");
         EXPECT_EQ(result.mExitStatus, 2);
     }
+    ProcessResult const result = runAgent(
+        {"metrics", "--listen", "127.0.0.1:0", "--events", "--event-layout", "/missing/layout.toml"});
+    EXPECT_THAT(result.mErrors, HasSubstr("/missing/layout.toml"));
+    EXPECT_THAT(result.mErrors, Not(HasSubstr("serving")));
+    EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_THAT(runAgent({"metrics", "--listen", "localhost:9912"}).mErrors,
                 HasSubstr("'localhost:9912' is not an IP address and a port, such as 127.0.0.1:9912"));
 }
@@ -169,7 +175,7 @@ TEST_F(QzagentMetricsFile, ReplacesTheOldOneAndIsReadableForAll)
     EXPECT_EQ(entriesIn(mFolder.path()), 1);
 }
 
-TEST_F(QzagentMetricsFile, KeepsTheTimeOfTheLastSuccess)
+TEST_F(QzagentMetricsFile, KeepsTheTimeOfTheLastSuccessAndThePorts)
 {
     write();
     std::string const name = "qzagent_last_success_timestamp_seconds{verb=\"ports\"}";
@@ -178,7 +184,18 @@ TEST_F(QzagentMetricsFile, KeepsTheTimeOfTheLastSuccess)
         before.substr(before.find(name), before.find('\n', before.find(name)) - before.find(name));
     EXPECT_EQ(write(failedLoad()).mExitStatus, 1);
     EXPECT_THAT(textInFile(mPath), HasSubstr(line + "\n"));
+    EXPECT_THAT(textInFile(mPath), HasSubstr(",state=\"UNKNOWN\"} 1\n"));
     EXPECT_THAT(textInFile(mPath), HasSubstr("qzagent_look_success{verb=\"ports\"} 0\n"));
+}
+
+TEST_F(QzagentMetricsFile, IsReplacedAlthoughItIsTooLargeToBeRead)
+{
+    mFolder.write("qzagent.prom", "\nqzagent_last_success_timestamp_seconds{verb=\"ports\"} 1\n");
+    std::filesystem::resize_file(mPath, std::uintmax_t{1} << 33U);
+    ProcessResult const result = write(failedLoad());
+    EXPECT_EQ(result.mExitStatus, 1);
+    EXPECT_LT(std::filesystem::file_size(mPath), 65536U);
+    EXPECT_THAT(textInFile(mPath), HasSubstr("\nqzagent_last_success_timestamp_seconds{verb=\"ports\"} 1\n"));
 }
 
 TEST_F(QzagentMetricsFile, IsAllThatRemainsOfAKilledRun)

@@ -129,6 +129,14 @@ class Looks(unittest.TestCase):
             self.assertIn("qzagent: note: a look at the host was lost: was killed by signal 9 (Killed)\n",
                           server.errors())
 
+            def is_another_lost():
+                for child in server.children():
+                    os.kill(child, signal.SIGKILL)
+                return server.value("qzagent_lost_looks_total") > 1
+
+            wait_for(is_another_lost, "another lost look")
+            self.assertEqual(server.errors().count("a look at the host was lost"), 1)
+
     def test_failures_and_latencies_are_counted_over_all_looks(self):
         failures = 'qzagent_look_failures_total{verb="statistics",call="HBA_GetPortStatistics"}'
         commands = 'qzagent_target_latency_seconds_count{adapter="example-fc-0",target_port="50:00:00:00:ab:00:00:01"}'
@@ -140,6 +148,18 @@ class Looks(unittest.TestCase):
                 for series in ("qzagent_looks_total", failures, commands,
                                commands.replace("_count", "_bucket").replace("}", ',le="+Inf"}')))
             self.assertEqual((failed, sent, bucket), (looks, 10 * looks, 10 * looks))
+
+    def test_the_state_of_a_port_stays_if_its_adapter_fails_or_is_gone(self):
+        state = 'qzagent_port_state{adapter="example-fc-0",port="0",port_wwn="10:00:00:00:c9:00:00:01",state="%s"}'
+        with MetricsServer(HOST, "--interval", "1") as server:
+            self.assertEqual(server.value(state % "ONLINE"), 1)
+            for call in ("HBA_OpenAdapter", "HBA_GetNumberOfAdapters"):
+                answer = "count = 0" if call == "HBA_GetNumberOfAdapters" else 'status = "HBA_STATUS_ERROR"'
+                server.control("fault", "start", f'{{name = "{call}", call = "{call}", nth = "1+", {answer}}}')
+                wait_for(lambda: server.value(state % "UNKNOWN") == 1, call)
+                self.assertEqual(server.value(state % "ONLINE"), 0)
+                server.control("fault", "end", call)
+                wait_for(lambda: server.value(state % "ONLINE") == 1, "a success")
 
     def test_totals_survive_a_lost_look(self):
         success = 'qzagent_last_success_timestamp_seconds{verb="ports"}'
@@ -203,6 +223,19 @@ class Events(unittest.TestCase):
             wait_for(lambda: server.value(self.COUNT) == 200, "the events of the second process")
             self.assertIn("the process that counts events was killed by signal 9 (Killed)\n", server.errors())
             self.assertEqual(server.stop(), 0)
+
+    def test_are_first_0_so_that_a_burst_is_an_increase(self):
+        with MetricsServer(BOARDS, "--interval", "1", "--events") as server:
+            values = []
+
+            def are_all_counted():
+                values.append(server.value(self.COUNT))
+                return values[-1] == 100
+
+            wait_for(are_all_counted, "all events")
+            values = [value for value in values if value is not None]
+            self.assertEqual(values[0], 0)
+            self.assertEqual(values, sorted(values))
 
     def test_are_not_watched_without_boards(self):
         with MetricsServer(HOST, "--interval", "1", "--events") as server:

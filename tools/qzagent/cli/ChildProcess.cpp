@@ -114,6 +114,8 @@ ChildProcess::~ChildProcess()
 
 void ChildProcess::terminate() const { ::kill(mProcess, SIGTERM); }
 
+void ChildProcess::kill() const { ::kill(mProcess, SIGKILL); }
+
 bool ChildProcess::read()
 {
     std::size_t const before = mAnswer.size();

@@ -42,6 +42,9 @@ public:
     /// Sends SIGTERM to the child process.
     void terminate() const;
 
+    /// Sends SIGKILL to the child process. It has ended, with the processes that it started, when read() returns false.
+    void kill() const;
+
     /// Reads bytes that have arrived.
     /// @return false when no more can arrive
     bool read();

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <exception>
 #include <functional>
-#include <numeric>
 #include <optional>
 #include <string>
 #include <vector>
@@ -42,42 +41,61 @@ void reportFailure(Report& aReport, std::function<void()> const& aFunction)
     }
 }
 
-/// @return the names of the adapters, up to the first name that cannot be read
-std::vector<std::string> namesOf(QZCHbaapiAbs& aHbaapi, Report& aReport)
+unsigned int countOf(QZCHbaapiAbs& aHbaapi)
 {
+    unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
+    expectAtMost(mostAdapters, count, adaptersOfLibrary);
+    if (count == 0)
+    {
+        expectPlausibleLibraries();
+    }
+    return count;
+}
+
+/// @return the names that can be read
+AdapterNames namesOf(qz::HbaApi& aApi, Report& aReport)
+{
+    unsigned int count = 0;
     QZCVector<QZCString> names;
+    AdapterNames result;
     reportFailure(aReport,
                   [&]
                   {
-                      unsigned int const count = aHbaapi.HA_GetNumberOfAdapters();
-                      expectAtMost(mostAdapters, count, adaptersOfLibrary);
-                      if (count == 0)
-                      {
-                          expectPlausibleLibraries();
-                      }
-                      aHbaapi.HA_GetAdapterNames(count, names);
+                      count = countOf(aApi.layer());
+                      aApi.layer().HA_GetAdapterNames(count, names);
                   });
-    std::vector<std::string> result;
     for (QZCString const& name : names)
     {
-        result.emplace_back(name.get());
+        result.emplace(result.size(), name.get());
+    }
+    // The layer ends at the first name that cannot be read.
+    for (std::size_t i = result.size() + 1; i < count; ++i)
+    {
+        reportFailure(aReport, [&] { result.emplace(i, aApi.adapterName(static_cast<unsigned int>(i))); });
     }
     return result;
 }
 
-std::vector<std::size_t> allIndexes(std::size_t aCount)
+Indexes indexesOf(AdapterNames const& aNames)
 {
-    std::vector<std::size_t> indexes(aCount);
-    std::iota(indexes.begin(), indexes.end(), std::size_t{0});
+    Indexes indexes;
+    for (auto const& [index, name] : aNames)
+    {
+        indexes.push_back(index);
+    }
     return indexes;
 }
 
-void reportNone(Report& aReport, std::optional<std::string> const& aWanted,
-                std::vector<std::string> const& aNames)
+void reportNone(Report& aReport, std::optional<std::string> const& aWanted, AdapterNames const& aNames)
 {
     if (aWanted)
     {
-        std::string const suggestion = suggestionFor(*aWanted, aNames);
+        std::vector<std::string> names;
+        for (auto const& [index, name] : aNames)
+        {
+            names.push_back(name);
+        }
+        std::string const suggestion = suggestionFor(*aWanted, names);
         aReport.addError(
             ExitCode::failed,
             fmt::format("no adapter '{}'{}", *aWanted,
@@ -93,7 +111,7 @@ void reportNone(Report& aReport, std::optional<std::string> const& aWanted,
 void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, Visit const& aVisit,
                    std::function<void()> const& aEnd)
 {
-    std::vector<std::string> names;
+    AdapterNames names;
     bool isVisited = false;
     bool isLoaded = false;
     qz::refuseUnansweredQueries(true);
@@ -105,18 +123,18 @@ void visitAdapters(Report& aReport, std::optional<std::string> const& aWanted, V
                       isLoaded = true;
                       reportUnusedLibraries(aReport);
                       setCurrentStep("adapters");
-                      reportFailure(aReport,
-                                    [&]
-                                    {
-                                        names = namesOf(api.layer(), aReport);
-                                        for (std::size_t const index :
-                                             aWanted ? wantedAdapters(api, names, *aWanted, aReport)
-                                                     : allIndexes(names.size()))
-                                        {
-                                            isVisited = true;
-                                            aVisit(api, index, names[index]);
-                                        }
-                                    });
+                      reportFailure(
+                          aReport,
+                          [&]
+                          {
+                              names = namesOf(api, aReport);
+                              for (std::size_t const index :
+                                   aWanted ? wantedAdapters(api, names, *aWanted, aReport) : indexesOf(names))
+                              {
+                                  isVisited = true;
+                                  aVisit(api, index, names.at(index));
+                              }
+                          });
                       aEnd();
                       setCurrentStep("freeing of the HBA libraries");
                   });

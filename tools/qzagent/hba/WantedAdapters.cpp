@@ -21,16 +21,14 @@ namespace qzagent
 {
 namespace
 {
-using Indexes = std::vector<std::size_t>;
-
 /// @return the indexes for which the function returns true
 template <typename Function>
-Indexes indexesWhere(std::size_t aCount, Function const& aIsWanted)
+Indexes indexesWhere(AdapterNames const& aNames, Function const& aIsWanted)
 {
     Indexes found;
-    for (std::size_t index = 0; index < aCount; ++index)
+    for (auto const& [index, name] : aNames)
     {
-        if (aIsWanted(index))
+        if (aIsWanted(index, name))
         {
             found.push_back(index);
         }
@@ -51,25 +49,24 @@ bool hasName(qz::Adapter& aAdapter, qz::Wwn const& aName)
     return isFound;
 }
 
-Indexes withName(qz::HbaApi& aApi, std::vector<std::string> const& aNames, qz::Wwn const& aName,
-                 Report& aReport)
+Indexes withName(qz::HbaApi& aApi, AdapterNames const& aNames, qz::Wwn const& aName, Report& aReport)
 {
     std::vector<std::pair<std::string, Failure>> failures;
-    auto const isWanted = [&](std::size_t aIndex)
+    auto const isWanted = [&](std::size_t /*aIndex*/, std::string const& aAdapter)
     {
         HbaStep const step;
         try
         {
-            qz::Adapter adapter(aApi, aNames[aIndex]);
+            qz::Adapter adapter(aApi, aAdapter);
             return hasName(adapter, aName);
         }
         catch (std::exception const& exception)
         {
-            failures.emplace_back(aNames[aIndex], step.failureOf(exception));
+            failures.emplace_back(aAdapter, step.failureOf(exception));
             return false;
         }
     };
-    Indexes found = indexesWhere(aNames.size(), isWanted);
+    Indexes found = indexesWhere(aNames, isWanted);
     if (found.empty())
     {
         for (auto const& [adapter, failure] : failures)
@@ -99,15 +96,15 @@ std::optional<qz::Wwn> wwnIn(std::string const& aText)
 }
 }  // namespace
 
-std::vector<std::size_t> wantedAdapters(qz::HbaApi& aApi, std::vector<std::string> const& aNames,
-                                        std::string const& aWanted, Report& aReport)
+Indexes wantedAdapters(qz::HbaApi& aApi, AdapterNames const& aNames, std::string const& aWanted,
+                       Report& aReport)
 {
     Indexes found =
-        indexesWhere(aNames.size(), [&](std::size_t aIndex) { return aNames[aIndex] == aWanted; });
+        indexesWhere(aNames, [&](std::size_t, std::string const& aName) { return aName == aWanted; });
     if (found.empty())
     {
-        found = indexesWhere(aNames.size(),
-                             [&](std::size_t aIndex) { return std::to_string(aIndex) == aWanted; });
+        found = indexesWhere(
+            aNames, [&](std::size_t aIndex, auto const&) { return std::to_string(aIndex) == aWanted; });
     }
     std::optional<qz::Wwn> const name = wwnIn(aWanted);
     // A name of zeros stands for a name that a device left empty.

@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -139,6 +141,9 @@ constexpr CounterMetric counterMetrics[] = {
       "Frames received with an invalid CRC."}},
 };
 
+/// Ports, and target ports of latencies, that are kept although a look does not find them.
+constexpr std::size_t mostKnown = 1024;
+
 constexpr char const* unknownLabel = "UNKNOWN";
 
 constexpr char const* stateLabels[] = {unknownLabel, "ONLINE",      "OFFLINE", "BYPASSED",
@@ -150,13 +155,17 @@ class AdapterLabels
 public:
     std::string labelOf(DocumentValue const& aAdapter)
     {
-        std::string const name = aAdapter.at("name").text();
-        return mNames.insert(name).second ? name
-                                          : fmt::format("{} (index {})", name, aAdapter.at("index").number());
+        std::string name = aAdapter.at("name").text();
+        // An adapter can have a name that is the label of another one.
+        while (!mNames.insert(name).second)
+        {
+            name += fmt::format(" (index {})", aAdapter.at("index").number());
+        }
+        return name;
     }
 
 private:
-    std::set<std::string> mNames;
+    std::set<std::string> mNames;  ///< labels so far
 };
 
 std::string textOr(DocumentValue const& aObject, char const* aKey)
@@ -168,9 +177,9 @@ using MetricFamilies = std::vector<MetricFamily>;
 
 double valueIn(DocumentValue const& aValue) { return static_cast<double>(aValue.number()); }
 
-/// Calls aVisit with each port of the document and its labels.
+/// Calls aVisit with each port of the document and its labels. A port without a name in the document has its last one.
 template <typename Visit>
-void visitLabelledPorts(DocumentValue const& aDocument, Visit const& aVisit)
+void visitLabelledPorts(DocumentValue const& aDocument, LookTotals const& aTotals, Visit const& aVisit)
 {
     AdapterLabels labels;
     for (DocumentValue const& adapter : aDocument.listAt("adapters"))
@@ -178,8 +187,10 @@ void visitLabelledPorts(DocumentValue const& aDocument, Visit const& aVisit)
         std::string const name = labels.labelOf(adapter);
         for (DocumentValue const& port : adapter.listAt("ports"))
         {
-            aVisit(port, std::vector<std::string>{name, std::to_string(port.at("index").number()),
-                                                  textOr(port, "port_wwn")});
+            std::string const index = std::to_string(port.at("index").number());
+            auto const known = aTotals.mPorts.find({name, index});
+            std::string const knownName = known == aTotals.mPorts.end() ? "" : known->second;
+            aVisit(port, std::vector<std::string>{name, index, port.textAt("port_wwn").value_or(knownName)});
         }
     }
 }
@@ -191,7 +202,7 @@ std::vector<std::string> joined(std::vector<std::string> aLabels, std::vector<st
     return aLabels;
 }
 
-MetricFamilies adaptersMetrics(nlohmann::ordered_json const& aJson)
+MetricFamilies adaptersMetrics(nlohmann::ordered_json const& aJson, LookTotals& /*aTotals*/)
 {
     DocumentValue const document = documentOf("adapters", aJson, "adapters");
     MetricFamily count(adapterCount);
@@ -252,7 +263,69 @@ void addIfPresent(MetricFamily& aFamily, DocumentValue const& aPort, char const*
     }
 }
 
-MetricFamilies portsMetrics(nlohmann::ordered_json const& aJson)
+void addStates(MetricFamily& aFamily, std::vector<std::string> const& aLabels, std::string const& aCurrent)
+{
+    for (char const* const name : stateLabels)
+    {
+        aFamily.add(joined(aLabels, {name}), aCurrent == name ? 1 : 0);
+    }
+}
+
+/// @return the labels of each adapter whose list is in the document without a failure of the adapter
+std::set<std::string> adaptersWith(char const* aList, DocumentValue const& aDocument)
+{
+    std::set<std::string> found;
+    AdapterLabels labels;
+    for (DocumentValue const& adapter : aDocument.listAt("adapters"))
+    {
+        std::string const name = labels.labelOf(adapter);
+        if (adapter.has(aList) && !adapter.has("failures"))
+        {
+            found.insert(name);
+        }
+    }
+    return found;
+}
+
+/// Learns the names of ports. A port is forgotten if its adapter no longer has it, or if its name is now that of another
+/// port. The number of known ports is limited, because a library could report other names in each look.
+/// @param aFound    by adapter and port
+/// @param aComplete the adapters of which all ports were found
+void learnPorts(KnownPorts const& aFound, std::set<std::string> const& aComplete, KnownPorts& aKnown)
+{
+    std::set<std::string> names;
+    for (auto const& [port, name] : aFound)
+    {
+        names.insert(name);
+    }
+    for (auto place = aKnown.begin(); place != aKnown.end();)
+    {
+        bool const isGone = aFound.count(place->first) == 0 &&
+                            (aComplete.count(place->first.first) != 0 || names.count(place->second) != 0);
+        place = isGone ? aKnown.erase(place) : std::next(place);
+    }
+    for (auto const& [port, name] : aFound)
+    {
+        if (!name.empty() && (aKnown.size() < mostKnown || aKnown.count(port) != 0))
+        {
+            aKnown[port] = name;
+        }
+    }
+}
+
+/// Adds the state UNKNOWN for each known port that was not found.
+void addLostPorts(KnownPorts const& aKnown, KnownPorts const& aFound, MetricFamily& aFamily)
+{
+    for (auto const& [port, name] : aKnown)
+    {
+        if (aFound.count(port) == 0)
+        {
+            addStates(aFamily, {port.first, port.second, name}, unknownLabel);
+        }
+    }
+}
+
+MetricFamilies portsMetrics(nlohmann::ordered_json const& aJson, LookTotals& aTotals)
 {
     MetricFamily info(portInfo);
     MetricFamily state(portState);
@@ -260,8 +333,10 @@ MetricFamilies portsMetrics(nlohmann::ordered_json const& aJson)
     MetricFamily remotePorts(portRemotePorts);
     MetricFamily targets(portTargets);
     MetricFamily luns(portLuns);
+    DocumentValue const document = documentOf("ports", aJson, "ports");
+    KnownPorts found;
     visitLabelledPorts(
-        documentOf("ports", aJson, "ports"),
+        document, aTotals,
         [&](DocumentValue const& aPort, std::vector<std::string> const& aLabels)
         {
             if (aPort.has("port_wwn"))
@@ -270,20 +345,19 @@ MetricFamilies portsMetrics(nlohmann::ordered_json const& aJson)
                                           valueText(aPort.at("type").json()), textOr(aPort, "fabric_name")}),
                          1);
             }
-            std::string const current = stateLabelOf(aPort);
-            for (char const* const name : stateLabels)
-            {
-                state.add(joined(aLabels, {name}), current == name ? 1 : 0);
-            }
+            found[{aLabels[0], aLabels[1]}] = aLabels[2];
+            addStates(state, aLabels, stateLabelOf(aPort));
             addSpeed(speed, aPort, aLabels);
             addIfPresent(remotePorts, aPort, "number_of_remote_ports", aLabels);
             addIfPresent(targets, aPort, "number_of_targets", aLabels);
             addIfPresent(luns, aPort, "number_of_luns", aLabels);
         });
+    learnPorts(found, adaptersWith("ports", document), aTotals.mPorts);
+    addLostPorts(aTotals.mPorts, found, state);
     return {info, state, speed, remotePorts, targets, luns};
 }
 
-MetricFamilies statisticsMetrics(nlohmann::ordered_json const& aJson)
+MetricFamilies statisticsMetrics(nlohmann::ordered_json const& aJson, LookTotals& aTotals)
 {
     MetricFamilies families;
     for (CounterMetric const& counter : counterMetrics)
@@ -291,7 +365,7 @@ MetricFamilies statisticsMetrics(nlohmann::ordered_json const& aJson)
         families.emplace_back(counter.mMetric);
     }
     MetricFamily age(countersAge);
-    visitLabelledPorts(documentOf("statistics", aJson, "statistics"),
+    visitLabelledPorts(documentOf("statistics", aJson, "statistics"), aTotals,
                        [&](DocumentValue const& aPort, std::vector<std::string> const& aLabels)
                        {
                            if (!aPort.has("counters"))
@@ -314,7 +388,7 @@ MetricFamilies statisticsMetrics(nlohmann::ordered_json const& aJson)
 }
 
 /// @return nothing if a path may be unknown, because a smaller number would look like a lost path
-MetricFamilies inventoryMetrics(nlohmann::ordered_json const& aJson)
+MetricFamilies inventoryMetrics(nlohmann::ordered_json const& aJson, LookTotals& /*aTotals*/)
 {
     HostTree const tree = hostTreeOf(aJson, "inventory");
     if (!arePathsKnown(tree.mRoot))
@@ -366,13 +440,15 @@ Histogram histogramOf(DocumentValue const& aLatencies)
     return histogram;
 }
 
-/// Adds the latencies of the look. Only a complete look shows that a target port is gone, and forgets its latencies.
+/// Adds the latencies of the look. An adapter whose target ports were listed shows which of them are gone, and their
+/// latencies are forgotten. If there are too many, those that the look did not find are forgotten too.
 /// @throws DocumentError without a change of the totals
-void addLatencies(Look const& aLook, LookTotals& aTotals)
+MetricFamilies addLatencies(nlohmann::ordered_json const& aJson, LookTotals& aTotals)
 {
+    DocumentValue const document = documentOf("latency", aJson, "latency");
     std::map<std::pair<std::string, std::string>, Histogram> found;
     AdapterLabels labels;
-    for (DocumentValue const& adapter : documentOf("latency", *aLook.mDocument, "latency").listAt("adapters"))
+    for (DocumentValue const& adapter : document.listAt("adapters"))
     {
         std::string const name = labels.labelOf(adapter);
         for (DocumentValue const& target : adapter.listAt("target_ports"))
@@ -382,9 +458,13 @@ void addLatencies(Look const& aLook, LookTotals& aTotals)
                               latencies.has("record") ? histogramOf(latencies) : Histogram());
         }
     }
-    for (auto place = aTotals.mLatencies.begin(); hasEverything(aLook) && place != aTotals.mLatencies.end();)
+    std::set<std::string> const complete = adaptersWith("target_ports", document);
+    bool const areTooMany = aTotals.mLatencies.size() + found.size() > mostKnown;
+    for (auto place = aTotals.mLatencies.begin(); place != aTotals.mLatencies.end();)
     {
-        place = found.count(place->first) == 0 ? aTotals.mLatencies.erase(place) : std::next(place);
+        bool const isGone =
+            found.count(place->first) == 0 && (areTooMany || complete.count(place->first.first) != 0);
+        place = isGone ? aTotals.mLatencies.erase(place) : std::next(place);
     }
     for (auto const& [target, histogram] : found)
     {
@@ -393,35 +473,51 @@ void addLatencies(Look const& aLook, LookTotals& aTotals)
             aTotals.mLatencies[target].add(histogram);
         }
     }
-}
-
-struct LookMetrics
-{
-    char const* mVerb;
-    MetricFamilies (*mMetrics)(nlohmann::ordered_json const&);
-};
-
-constexpr LookMetrics lookMetrics[] = {{"adapters", &adaptersMetrics},
-                                       {"ports", &portsMetrics},
-                                       {"statistics", &statisticsMetrics},
-                                       {"inventory", &inventoryMetrics}};
-
-/// @return the metrics of the verb, except those of the totals, to which it is added
-/// @throws DocumentError
-MetricFamilies metricsIn(Look const& aLook, LookTotals& aTotals)
-{
-    auto const* const found =
-        std::find_if(std::begin(lookMetrics), std::end(lookMetrics),
-                     [&](LookMetrics const& aMetrics) { return aLook.mVerb == aMetrics.mVerb; });
-    if (found != std::end(lookMetrics))
-    {
-        return found->mMetrics(*aLook.mDocument);
-    }
-    addLatencies(aLook, aTotals);
     return {};
 }
 
 constexpr char const* otherFailure = "other";  // not due to a call
+
+/// What the document of a verb has for metrics.
+struct LookMetrics
+{
+    char const* mVerb;
+    MetricFamilies (*mMetrics)(nlohmann::ordered_json const&, LookTotals&);
+    std::vector<char const*> mCalls;  ///< that can fail or hang, in addition to those of every verb
+};
+
+/// The calls of every verb.
+constexpr char const* commonCalls[] = {otherFailure,         "HBA_LoadLibrary", "HBA_GetNumberOfAdapters",
+                                       "HBA_GetAdapterName", "HBA_OpenAdapter", "HBA_CloseAdapter",
+                                       "HBA_FreeLibrary"};
+
+std::vector<LookMetrics> const& lookMetrics()
+{
+    static std::vector<LookMetrics> const all{
+        {"adapters",
+         &adaptersMetrics,
+         {"HBA_RefreshInformation", "HBA_GetAdapterAttributes", "HBA_GetAdapterPortAttributes"}},
+        {"ports",
+         &portsMetrics,
+         {"HBA_RefreshInformation", "HBA_GetAdapterAttributes", "HBA_GetAdapterPortAttributes",
+          "HBA_GetDiscoveredPortAttributes", "HBA_GetFcpTargetMapping"}},
+        {"statistics",
+         &statisticsMetrics,
+         {"HBA_GetAdapterAttributes", "HBA_GetAdapterPortAttributes", "HBA_GetPortStatistics"}},
+        {"inventory",
+         &inventoryMetrics,
+         {"HBA_RefreshInformation", "HBA_GetAdapterAttributes", "HBA_GetAdapterPortAttributes",
+          "HBA_GetDiscoveredPortAttributes", "HBA_GetFcpTargetMapping", "HBA_SendReportLUNs"}},
+        {"latency", &addLatencies, {"HBA_GetFcpTargetMapping", "HBA_SendReportLUNs"}},
+    };
+    return all;
+}
+
+LookMetrics const& lookMetricsOf(std::string const& aVerb)
+{
+    return *std::find_if(lookMetrics().begin(), lookMetrics().end(),
+                         [&](LookMetrics const& aMetrics) { return aVerb == aMetrics.mVerb; });
+}
 
 /// The number of failures by the function that failed.
 using FailuresByCall = std::map<std::string, unsigned int>;
@@ -439,9 +535,50 @@ FailuresByCall failuresIn(nlohmann::ordered_json const& aJson)
     return failures;
 }
 
+/// Adds the calls that have not failed. An increase of a counter can only be seen after its first value.
+void addCallsWithoutFailure(std::string const& aVerb, LookTotals& aTotals)
+{
+    auto const add = [&](char const* aCall) { aTotals.mFailures.try_emplace({aVerb, aCall}, 0); };
+    std::for_each(std::begin(commonCalls), std::end(commonCalls), add);
+    std::vector<char const*> const& calls = lookMetricsOf(aVerb).mCalls;
+    std::for_each(calls.begin(), calls.end(), add);
+}
+
+/// @return the metrics that remain if the verb has no document
+MetricFamilies metricsWithout(std::string const& aVerb, LookTotals const& aTotals)
+{
+    MetricFamily state(portState);
+    if (aVerb == "ports")
+    {
+        addLostPorts(aTotals.mPorts, {}, state);
+    }
+    return {state};
+}
+
 void append(MetricFamilies const& aOthers, MetricFamilies& aFamilies)
 {
     aFamilies.insert(aFamilies.end(), aOthers.begin(), aOthers.end());
+}
+
+/// @return the ports whose state is in the metrics
+KnownPorts portsIn(std::string const& aText)
+{
+    KnownPorts ports;
+    std::string const start = fmt::format("\n{}{{", portState.mName);
+    for (std::size_t place = aText.find(start); place != std::string::npos && ports.size() < mostKnown;
+         place = aText.find(start, place + 1))
+    {
+        std::string_view line = std::string_view(aText).substr(place + start.size());
+        line = line.substr(0, line.find('\n'));
+        std::optional<std::string> const adapter = takeLabel(line, "adapter");
+        std::optional<std::string> const port = takeLabel(line, "port");
+        std::optional<std::string> const name = takeLabel(line, "port_wwn");
+        if (adapter && port && name && !name->empty())
+        {
+            ports[{*adapter, *port}] = *name;
+        }
+    }
+    return ports;
 }
 
 }  // namespace
@@ -460,13 +597,14 @@ std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, LookTotals&
     for (Look const& look : aLooks)
     {
         FailuresByCall failures{{look.mCall == nullptr ? otherFailure : look.mCall, 1}};
+        MetricFamilies found = metricsWithout(look.mVerb, aTotals);
         bool isSuccess = false;
         try
         {
             if (look.mDocument)
             {
                 failures = failuresIn(*look.mDocument);
-                append(metricsIn(look, aTotals), families);
+                found = lookMetricsOf(look.mVerb).mMetrics(*look.mDocument, aTotals);
                 isSuccess = hasEverything(look);
             }
         }
@@ -474,6 +612,8 @@ std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, LookTotals&
         {
             failures[otherFailure] = 1;
         }
+        append(found, families);
+        addCallsWithoutFailure(look.mVerb, aTotals);
         success.add({look.mVerb}, isSuccess ? 1 : 0);
         duration.add({look.mVerb}, look.mDuration.count());
         if (isSuccess)
@@ -510,9 +650,10 @@ std::vector<MetricFamily> metricsOf(LookTotals const& aTotals)
     return {latencies, times, failures};
 }
 
-LookTotals lastSuccessesIn(std::string const& aText, std::vector<Look> const& aLooks)
+LookTotals earlierTotalsIn(std::string const& aText, std::vector<Look> const& aLooks)
 {
     LookTotals totals;
+    totals.mPorts = portsIn(aText);
     for (Look const& look : aLooks)
     {
         std::string const line = fmt::format("\n{}{{verb=\"{}\"}} ", lastSuccess.mName, look.mVerb);
@@ -530,7 +671,8 @@ LookTotals lastSuccessesIn(std::string const& aText, std::vector<Look> const& aL
 
 std::vector<std::uint8_t> bytesOf(LookTotals const& aTotals)
 {
-    return nlohmann::json::to_cbor({aTotals.mLastSuccess, aTotals.mFailures, aTotals.mLatencies});
+    return nlohmann::json::to_cbor(
+        {aTotals.mLastSuccess, aTotals.mFailures, aTotals.mLatencies, aTotals.mPorts});
 }
 
 LookTotals totalsIn(std::vector<std::uint8_t> const& aBytes)
@@ -540,6 +682,7 @@ LookTotals totalsIn(std::vector<std::uint8_t> const& aBytes)
     json.at(0).get_to(totals.mLastSuccess);
     json.at(1).get_to(totals.mFailures);
     json.at(2).get_to(totals.mLatencies);
+    json.at(3).get_to(totals.mPorts);
     return totals;
 }
 

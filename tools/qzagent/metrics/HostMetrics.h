@@ -29,12 +29,16 @@ struct Look
 /// @return whether the verb read everything
 bool hasEverything(Look const& aLook);
 
-/// What a program counts over all its looks.
+/// The names of ports that looks found, by adapter and index.
+using KnownPorts = std::map<std::pair<std::string, std::string>, std::string>;
+
+/// What a program counts and learns over all its looks.
 struct LookTotals
 {
     std::map<std::string, std::uint64_t> mLastSuccess;  ///< by verb, in seconds since 1970
     std::map<std::pair<std::string, std::string>, std::uint64_t> mFailures;  ///< by verb and call
     std::map<std::pair<std::string, std::string>, Histogram> mLatencies;     ///< by adapter and target port
+    KnownPorts mPorts;
 };
 
 /// @param aLooks  the verbs adapters, ports, statistics, inventory and latency, each at most once
@@ -46,8 +50,8 @@ std::vector<MetricFamily> metricsOf(std::vector<Look> const& aLooks, LookTotals&
 std::vector<MetricFamily> metricsOf(LookTotals const& aTotals);
 
 /// @param aText metrics of an earlier run; may be any text
-/// @return the times of the last success of these verbs in the text
-LookTotals lastSuccessesIn(std::string const& aText, std::vector<Look> const& aLooks);
+/// @return what the text shows of earlier runs: the times of the last success of these verbs, and the ports
+LookTotals earlierTotalsIn(std::string const& aText, std::vector<Look> const& aLooks);
 
 /// The bytes in which totals are passed from one process to another.
 /// @{

@@ -26,6 +26,14 @@ std::string_view takeLine(std::string_view& aText)
     return line;
 }
 
+/// @return the text after its first line if that is empty
+std::string_view withoutEmptyLine(std::string_view aText)
+{
+    std::string_view rest = aText;
+    bool const isEmpty = aText.find('\n') != std::string_view::npos && takeLine(rest).empty();
+    return isEmpty ? rest : aText;
+}
+
 bool hasControls(std::string_view aLine)
 {
     constexpr unsigned char lastControl = 0x1f;
@@ -33,6 +41,22 @@ bool hasControls(std::string_view aLine)
     return std::any_of(aLine.begin(), aLine.end(),
                        [](unsigned char aByte)
                        { return (aByte <= lastControl && aByte != '\t') || aByte == deleted; });
+}
+
+/// @param aTarget such as "/metrics?a=b" or "http://127.0.0.1:9912/metrics"
+/// @return the path without the query; empty for another target
+std::string_view pathIn(std::string_view aTarget)
+{
+    constexpr std::string_view scheme = "http://";
+    if (aTarget.size() > scheme.size() && ::strncasecmp(aTarget.data(), scheme.data(), scheme.size()) == 0)
+    {
+        aTarget.remove_prefix(std::min(aTarget.find_first_of("/?", scheme.size()), aTarget.size()));
+        if (aTarget.empty() || aTarget.front() == '?')
+        {
+            return "/";
+        }
+    }
+    return aTarget.front() == '/' ? aTarget.substr(0, aTarget.find('?')) : std::string_view();
 }
 
 /// @param aLine such as "GET /metrics HTTP/1.1"
@@ -46,19 +70,25 @@ std::optional<HttpRequest> requestOfLine(std::string_view aLine)
     }
     std::string_view const target = aLine.substr(first + 1, last - first - 1);
     std::string_view const version = aLine.substr(last + 1);
-    if ((version != "HTTP/1.1" && version != "HTTP/1.0") || target.empty() || target.front() != '/' ||
-        target.find(' ') != std::string_view::npos)
+    if ((version != "HTTP/1.1" && version != "HTTP/1.0") || target.empty() ||
+        target.find(' ') != std::string_view::npos || pathIn(target).empty())
     {
         return {};
     }
-    return HttpRequest{
-        std::string(aLine.substr(0, first)), std::string(target.substr(0, target.find('?'))), {}};
+    return HttpRequest{std::string(aLine.substr(0, first)), std::string(pathIn(target)), {}};
 }
 }  // namespace
 
 std::size_t sizeOfHead(std::string_view aText)
 {
-    for (std::size_t end = aText.find('\n'); end != std::string_view::npos; end = aText.find('\n', end + 1))
+    // One empty line before a request is ignored, since some clients send one after an earlier request.
+    std::string_view const request = withoutEmptyLine(aText);
+    if (std::string_view const rest = withoutEmptyLine(request); rest.size() != request.size())
+    {
+        return aText.size() - rest.size();
+    }
+    for (std::size_t end = aText.find('\n', aText.size() - request.size()); end != std::string_view::npos;
+         end = aText.find('\n', end + 1))
     {
         for (std::string_view const empty : {"\n", "\r\n"})
         {
@@ -73,6 +103,7 @@ std::size_t sizeOfHead(std::string_view aText)
 
 std::optional<HttpRequest> requestIn(std::string_view aHead)
 {
+    aHead = withoutEmptyLine(aHead);
     std::string_view const first = takeLine(aHead);
     if (hasControls(first))
     {

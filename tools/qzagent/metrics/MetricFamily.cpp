@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -201,6 +202,35 @@ std::string MetricFamily::heading(Exposition aExposition) const
 std::string MetricFamily::text(Exposition aExposition) const
 {
     return mLines.empty() ? "" : heading(aExposition) + mLines;
+}
+
+std::optional<std::string> takeLabel(std::string_view& aLine, std::string const& aName)
+{
+    constexpr std::string_view escape = "\\\\x";
+    constexpr std::size_t numDigits = 2;
+    constexpr int base = 16;
+    std::string const start = aName + "=\"";
+    if (aLine.substr(0, start.size()) != start)
+    {
+        return {};
+    }
+    std::string value;
+    std::size_t i = start.size();
+    for (; i < aLine.size() && aLine[i] != '"'; ++i)
+    {
+        if (aLine.substr(i, escape.size()) == escape)
+        {
+            std::string const digits(aLine.substr(i + escape.size(), numDigits));
+            value += static_cast<char>(std::strtoul(digits.c_str(), nullptr, base));
+            i += escape.size() + numDigits - 1;
+            continue;
+        }
+        i += aLine[i] == '\\' ? 1 : 0;
+        value += i < aLine.size() ? aLine.substr(i, 1) : "";
+    }
+    constexpr std::size_t quoteAndSeparator = 2;
+    aLine.remove_prefix(std::min(i + quoteAndSeparator, aLine.size()));
+    return value;
 }
 
 std::string textOf(std::vector<MetricFamily> const& aFamilies, Exposition aExposition)

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -79,6 +81,11 @@ private:
     std::set<std::vector<std::string>> mKnown;  ///< the labels of the samples
     std::string mLines;
 };
+
+/// Removes a label such as `name="value"` from the start of a line of samples, with the character after it.
+/// @param aLine may be any text
+/// @return the value as add() got it; none if the line starts with something else
+std::optional<std::string> takeLabel(std::string_view& aLine, std::string const& aName);
 
 /// @return the lines of all metrics
 std::string textOf(std::vector<MetricFamily> const& aFamilies, Exposition aExposition);

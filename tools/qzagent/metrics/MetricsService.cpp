@@ -33,6 +33,10 @@ constexpr std::size_t largestMetrics = std::size_t{256} << 20U;
 /// A look whose process does not end although its parts have a limit of time is killed after this additional time.
 constexpr std::chrono::seconds timeToEnd(5);
 
+/// New events have the value 0 until so many looks have ended after the first response: a whole interval, in which every
+/// server that scrapes as often sees it.
+constexpr std::uint64_t looksOfNewEvents = 2;
+
 constexpr std::array expositions{Exposition::text, Exposition::openMetrics};
 
 constexpr char const* startPage =
@@ -128,9 +132,12 @@ void MetricsService::run()
         {
             if (mLook)
             {
+                // A process in an uninterruptible system call ends later. Until then, no other look starts.
+                mLook->kill();
+                mKilledLook = std::move(mLook);
                 loseLook("it did not end in time");
             }
-            else
+            else if (!mKilledLook)
             {
                 startLook();
             }
@@ -208,9 +215,10 @@ ChildProcess::Bytes MetricsService::look()
 void MetricsService::wait()
 {
     std::vector<pollfd> descriptors{{mSignals.descriptor(), POLLIN, 0},
-                                    {mLook ? mLook->descriptor() : -1, POLLIN, 0}};
+                                    {mLook ? mLook->descriptor() : -1, POLLIN, 0},
+                                    {mKilledLook ? mKilledLook->descriptor() : -1, POLLIN, 0}};
     mServer.addDescriptors(descriptors);
-    auto end = std::min(mNextStep, mServer.deadline());
+    auto end = mKilledLook ? mServer.deadline() : std::min(mNextStep, mServer.deadline());
     if (mEvents)
     {
         mEvents->addDescriptors(descriptors);
@@ -224,6 +232,10 @@ void MetricsService::wait()
     if (descriptors[1].revents != 0)
     {
         readLook();
+    }
+    if (descriptors[2].revents != 0 && !mKilledLook->read())
+    {
+        mKilledLook.reset();
     }
 }
 
@@ -249,6 +261,7 @@ void MetricsService::takeLook(ChildProcess::Bytes aAnswer)
     mHostTexts = {parts[0], parts[1]};
     mTotalTexts = {parts[2], parts[3]};
     mMemory.assign(left.begin(), left.end());
+    mShownLoss.clear();
     ++mCounts.mLooks;
     mCounts.mLookEnd = std::chrono::system_clock::now();
     endLook();
@@ -257,7 +270,11 @@ void MetricsService::takeLook(ChildProcess::Bytes aAnswer)
 /// Old metrics would look like those of a host on which nothing changes.
 void MetricsService::loseLook(char const* aReason)
 {
-    mSetting.mReport.showNote(fmt::format("a look at the host was lost: {}", aReason));
+    if (mShownLoss != aReason)
+    {
+        mShownLoss = aReason;
+        mSetting.mReport.showNote(fmt::format("a look at the host was lost: {}", aReason));
+    }
     mHostTexts = {};
     ++mCounts.mLostLooks;
     mCounts.mLookEnd.reset();
@@ -269,6 +286,10 @@ void MetricsService::endLook()
     mLook.reset();
     mNextStep = mLookStart + mOptions.mInterval;
     mOwnTexts = {};
+    for (auto& [source, looks] : mShownEvents)
+    {
+        ++looks;
+    }
 }
 
 std::vector<SharedText> MetricsService::served(Exposition aExposition)
@@ -276,13 +297,31 @@ std::vector<SharedText> MetricsService::served(Exposition aExposition)
     auto const index = static_cast<std::size_t>(aExposition);
     if (!mOwnTexts[index])
     {
-        mOwnTexts[index] = shared(textOf(metricsOf(mCounts), aExposition) + lastLineOf(aExposition));
+        mOwnTexts[index] = shared(textOf(metricsOf(shownCounts()), aExposition) + lastLineOf(aExposition));
     }
     return {mHostTexts[index], mTotalTexts[index], *mOwnTexts[index]};
 }
 
+/// @return the counts, with 0 for new events. An increase of a counter can only be seen after its first value, and events
+/// may come only once
+ServiceCounts MetricsService::shownCounts() const
+{
+    ServiceCounts counts = mCounts;
+    for (auto& [source, count] : counts.mEvents)
+    {
+        auto const shown = mShownEvents.find(source);
+        count = shown == mShownEvents.end() || shown->second < looksOfNewEvents ? 0 : count;
+    }
+    return counts;
+}
+
 std::string MetricsService::text()
 {
+    for (auto const& [source, count] : mCounts.mEvents)
+    {
+        mShownEvents[source] = looksOfNewEvents;
+    }
+    mOwnTexts = {};
     std::string text;
     for (SharedText const& part : served(Exposition::text))
     {
@@ -306,6 +345,14 @@ HttpResponse MetricsService::respond(HttpRequest const& aRequest)
         return plainResponse(503, "503 Service Unavailable; the first look at the host has not ended\n");
     }
     Exposition const exposition = expositionFor(aRequest.mAccept);
-    return {200, contentTypeOf(exposition), served(exposition)};
+    HttpResponse response{200, contentTypeOf(exposition), served(exposition)};
+    if (aRequest.mMethod == "GET")
+    {
+        for (auto const& [source, count] : mCounts.mEvents)
+        {
+            mShownEvents.try_emplace(source, 0);
+        }
+    }
+    return response;
 }
 }  // namespace qzagent

@@ -4,6 +4,8 @@
 
 #include <array>
 #include <chrono>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,20 +60,25 @@ private:
     void wait();
     void serve();
     std::vector<SharedText> served(Exposition aExposition);
+    ServiceCounts shownCounts() const;
     HttpResponse respond(HttpRequest const& aRequest);
 
     Setting const& mSetting;
     ServiceOptions const mOptions;
     StopSignals mSignals;
     HttpServer mServer;
-    std::unique_ptr<ChildProcess> mLook;  ///< null between looks
-    Clock::time_point mNextStep;          ///< when a look starts, or when the current one is killed
+    std::unique_ptr<ChildProcess> mLook;        ///< null between looks
+    std::unique_ptr<ChildProcess> mKilledLook;  ///< until its processes have ended
+    Clock::time_point mNextStep;                ///< when a look starts, or when the current one is killed
     Clock::time_point mLookStart;
     std::array<SharedText, 2>
         mHostTexts;  ///< metrics of the last look, by Exposition; empty without a result
     std::array<SharedText, 2> mTotalTexts;  ///< metrics of all looks, by Exposition
     ChildProcess::Bytes mMemory;            ///< what a look leaves for the next one
     ServiceCounts mCounts;
+    std::map<EventTotals::key_type, std::uint64_t>
+        mShownEvents;        ///< number of looks since the first response that had the series
+    std::string mShownLoss;  ///< why the last look was lost; empty if it had a result
     std::array<std::optional<SharedText>, 2> mOwnTexts;  ///< by Exposition; none if the counts changed since
     std::unique_ptr<EventCollector> mEvents;             ///< null if they are not counted
 };

@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <ios>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +26,7 @@
 #include "tools/qzagent/metrics/MetricFamily.h"
 #include "tools/qzagent/metrics/MetricsLook.h"
 #include "tools/qzagent/metrics/MetricsService.h"
+#include "tools/qzagent/vqm/EventLayoutFile.h"
 
 namespace qzagent
 {
@@ -65,7 +68,10 @@ std::optional<std::string> complaintAbout(MetricsOptions const& aOptions)
     return {};
 }
 
-/// @return the text of the file; empty without a regular file, since others can block
+/// More than the metrics of a host with 100,000 LUNs.
+constexpr std::size_t largestPreviousText = std::size_t{16} << 20U;
+
+/// @return the text of the file, or its start if it is too large; empty without a regular file, since others can block
 std::string previousText(std::optional<std::string> const& aPath)
 {
     std::error_code ignored;
@@ -74,11 +80,20 @@ std::string previousText(std::optional<std::string> const& aPath)
         return {};
     }
     std::ifstream file(*aPath);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::uintmax_t const size = std::filesystem::file_size(*aPath, ignored);
+    std::string text(static_cast<std::size_t>(std::min<std::uintmax_t>(size, largestPreviousText)), '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    return text;
 }
 
 Answer serve(Setting const& aSetting, MetricsOptions const& aOptions)
 {
+    if (aOptions.mEventLayout)
+    {
+        // The process that watches events could only repeat the failure.
+        readEventLayout(*aOptions.mEventLayout);
+    }
     std::chrono::seconds const interval(aOptions.mInterval.value_or(defaultInterval));
     MetricsService service(
         aSetting, {*aOptions.mAddress, interval, aOptions.mLook, aOptions.mHasEvents, aOptions.mEventLayout});
@@ -103,7 +118,7 @@ Answer metrics(Setting const& aSetting, MetricsOptions const& aOptions)
     {
         return {};
     }
-    LookTotals totals = lastSuccessesIn(previousText(aOptions.mFile), *looks);
+    LookTotals totals = earlierTotalsIn(previousText(aOptions.mFile), *looks);
     std::string text = textOf(metricsOf(*looks, totals), Exposition::text);
     text += textOf(metricsOf(totals), Exposition::text);
     Answer answer{{{"metrics", text}}, {}};
