@@ -705,19 +705,24 @@
       this.hasTimes = this.last >= this.first;
     }
 
-    /** Counts the events of some series in equally long parts of a range. Both ends belong to it. */
+    /** Counts the events of some series and of all in equally long parts of a range. Both ends belong to it. */
     bins(wanted, from, to, count) {
+      const all = new Float64Array(count);
       const counts = wanted.map(() => new Float64Array(count));
       const countsOf = this.series.map(() => null);
       wanted.forEach((index, at) => { countsOf[index] = counts[at]; });
       const scale = count / (to - from || 1);
       const { times, keys } = this;
       for (let i = 0; i < times.length; ++i) {
-        if (times[i] >= from && times[i] <= to && countsOf[keys[i]] !== null) {
-          ++countsOf[keys[i]][Math.min(count - 1, Math.floor((times[i] - from) * scale))];
+        if (times[i] >= from && times[i] <= to) {
+          const bin = Math.min(count - 1, Math.floor((times[i] - from) * scale));
+          ++all[bin];
+          if (countsOf[keys[i]] !== null) {
+            ++countsOf[keys[i]][bin];
+          }
         }
       }
-      return counts;
+      return { all, counts };
     }
   }
 
@@ -747,8 +752,10 @@
     /** Only the series that are shown, since there may be thousands. */
     const shownSeries = () => [...visible].sort(compareNumbers);
 
+    /** Counts the events of the range, describes them, and returns what the chart draws. */
     function dataOf() {
-      const counts = view.bins(shownSeries(), range[0], range[1], bins);
+      const { all, counts } = view.bins(shownSeries(), range[0], range[1], bins);
+      describe(all);
       const width = (range[1] - range[0]) / bins;
       const x = Float64Array.from({ length: bins }, (ignored, at) => view.start + range[0] + (at + 0.5) * width);
       return [x, ...counts];
@@ -785,11 +792,13 @@
       };
     }
 
-    function describe([, ...counts]) {
-      const sum = (from, end) => counts.reduce((all, some) =>
-        some.slice(from, end).reduce((part, one) => part + one, all), 0);
+    /** The text counts the events of all series, also of those that are not drawn. */
+    function describe(counts) {
+      const sum = (from, end) => counts.slice(from, end).reduce((all, one) => all + one, 0);
+      const drawn = visible.size === view.series.length ? ""
+        : "; " + number(visible.size) + " of " + plural(view.series.length, "kind", "kinds") + " drawn";
       rangeText.textContent = instant(range[0]) + " to " + instant(range[1]) + " UTC: " +
-        plural(sum(0, bins), "event", "events");
+        plural(sum(0, bins), "event", "events") + drawn;
       place.setAttribute("aria-label", "Events over time. " + rangeText.textContent);
       const rows = 20;
       const per = bins / rows;
@@ -798,17 +807,30 @@
         make("td", { class: "number" }, number(sum(row * per, (row + 1) * per))))));
     }
 
-    /** A range that leaves the whole is moved into it, and stays as long as it is. */
+    /**
+     * A range that leaves the whole is moved into it, and stays as long as it is. A range that ends within a pixel of
+     * the whole ends exactly there, since rounding would lose the event at the end.
+     */
+    function inWhole(wanted) {
+      const shownLength = Math.max(shortest, wanted[1] - wanted[0]);
+      const pixel = shownLength / 1000;
+      if (shownLength > length - pixel) {
+        return whole;
+      }
+      if (wanted[0] < whole[0] + pixel) {
+        return [whole[0], whole[0] + shownLength];
+      }
+      return wanted[0] + shownLength > whole[1] - pixel ? [whole[1] - shownLength, whole[1]]
+        : [wanted[0], wanted[0] + shownLength];
+    }
+
     function zoomTo(wanted) {
-      const shownLength = Math.min(length, Math.max(shortest, wanted[1] - wanted[0]));
-      const from = Math.max(whole[0], Math.min(whole[1] - shownLength, wanted[0]));
-      range = [from, from + shownLength];
+      range = inWhole(wanted);
       const values = dataOf();
       chart.batch(() => {
         chart.setData(values, false);
         chart.setScale("x", { min: view.start + range[0], max: view.start + range[1] });
       });
-      describe(values);
     }
 
     function zoomBy(factor, shift) {
@@ -821,9 +843,7 @@
       if (chart !== null) {
         chart.destroy();
       }
-      const values = dataOf();
-      chart = new uPlot(options(), values, place);
-      describe(values);
+      chart = new uPlot(options(), dataOf(), place);
     }
 
     const moves = [["Zoom in", "+", () => zoomBy(0.5, 0)], ["Zoom out", "-", () => zoomBy(2, 0)],
