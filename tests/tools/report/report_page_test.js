@@ -363,6 +363,16 @@ test("times far from each other are exact to the millisecond", async () => {
   }
 });
 
+test("boards with different clocks have their own times", async () => {
+  const events = Array.from({ length: 40 }, (ignored, at) => ({ board: at % 2, category: 2,
+    time: new Date(Date.UTC(2026, 0, at % 2 === 0 ? 1 : 5) + at * 1000).toISOString().replace("Z", "000000Z") }));
+  const tab = await open(reportOfEvents("clocks", events));
+  await tab.waitForSelector('html[data-events="shown"]');
+  assert.equal(await tab.textContent("#range"), "2026-01-01 00:00:00.000 to 2026-01-05 00:00:39.000 UTC: 40 events");
+  await tab.evaluate(() => window.qzReport.zoomTo([0, 0.01]));
+  assert.match(await tab.textContent("#range"), /: 20 events$/);
+});
+
 test("a counter that a double would round is exact, and so is its rise", async () => {
   const text = (value, second) => JSON.stringify({ ...documentIn(busy, "statistics-end"),
     generated_at: `2030-01-01T00:00:0${second}Z` }).replace(/"tx_frames":\d+/, '"tx_frames":' + value);
@@ -489,14 +499,20 @@ test("paper has all rows and columns, and no buttons", async () => {
   assert.deepEqual(await tab.$$eval("button", (all) => all.filter((one) => one.offsetParent !== null).length), 0);
   assert.equal(await tab.textContent('[aria-label="LUNs table"] thead th:last-child'), "Reported");
   assert.equal(await tab.evaluate(() => document.documentElement.scrollWidth), 700);
-  // Otherwise a browser prints these without their colours.
-  assert.deepEqual(await tab.$$eval(".bar, .key, table.heat td", (all) => [...new Set(all.map((one) =>
-    one.className.split("-")[0] + " " + getComputedStyle(one).printColorAdjust))].sort()), ["bar exact", "heat exact", "key exact"]);
   assert.deepEqual(await tab.$$eval("table", (all) => all.map((one) => one.getBoundingClientRect().right)
     .filter((right) => right > 700)), []);
   await tab.evaluate(() => window.dispatchEvent(new Event("afterprint")));
   assert.equal((await rowsOf(tab, "Latencies of target ports")).length, 100);
   assert.equal(await tab.$$eval('[aria-label="LUNs table"] thead button', (all) => all.length), 11);
+});
+
+test("paper has the colours of bars, heat map and keys", async () => {
+  const tab = await open(busy.page);
+  await tab.waitForSelector('html[data-events="shown"]');
+  await tab.emulateMedia({ media: "print" });
+  // Otherwise a browser prints these without their colours.
+  assert.deepEqual(await tab.$$eval(".bar, .key, table.heat td", (all) => [...new Set(all.map((one) =>
+    one.className.split("-")[0] + " " + getComputedStyle(one).printColorAdjust))].sort()), ["bar exact", "heat exact", "key exact"]);
 });
 
 test("printing prints all rows and shows the screen again", async () => {

@@ -623,12 +623,18 @@
     return [Number(packed / 2000000000n), Number(packed / 2n % 1000000000n)];
   }
 
-  /** Seconds since the first time, which has nanoseconds. A difference has its sign in the lowest bit. */
-  function timesOf(base64, count, firstTime) {
+  /**
+   * Seconds since the first time, which has nanoseconds. A difference is from the time before of the same source, and has
+   * its sign in the lowest bit.
+   */
+  function timesOf(base64, sourceOf, numberOfSources, count, firstTime) {
     const bytes = bytesOf(base64);
     const times = new Float64Array(count);
     const first = { seconds: Math.floor(Date.parse(firstTime) / 1000), rest: Number(firstTime.slice(20, 29)) };
-    let { seconds, rest } = first;
+    const lastSeconds = new Float64Array(numberOfSources).fill(first.seconds);
+    const lastRests = new Float64Array(numberOfSources).fill(first.rest);
+    let seconds;
+    let rest;
     const add = (addedSeconds, addedRest) => {
       seconds += addedSeconds;
       rest += addedRest;
@@ -638,6 +644,9 @@
     };
     for (let i = 0, at = 0; i < count; ++i) {
       const start = at;
+      const source = sourceOf(i);
+      seconds = lastSeconds[source];
+      rest = lastRests[source];
       let packed = 0;
       let unit = 1;
       for (; bytes[at] >= 128; ++at, unit *= 128) {
@@ -658,6 +667,8 @@
       } else if (seconds > 18446744073 || (seconds === 18446744073 && rest >= 709551616)) {
         add(-18446744073, -709551616);
       }
+      lastSeconds[source] = seconds;
+      lastRests[source] = rest;
       times[i] = seconds - first.seconds + (rest - first.rest) / 1e9;
     }
     return times;
@@ -668,8 +679,9 @@
       const { columns, count, kinds } = events;
       const firstTime = events.first_time || "1970-01-01T00:00:00.000000000Z";
       this.start = Date.parse(firstTime) / 1000;
-      this.times = timesOf(columns.time_deltas, count, firstTime);
       const kindColumn = columnOf(columns.kind, count);
+      this.times = timesOf(columns.time_deltas, (event) => kinds.source[kindColumn[event]], events.sources.length, count,
+        firstTime);
       const lengths = columnOf(columns.length, count);
       const numbers = new Map();
       this.series = [];
