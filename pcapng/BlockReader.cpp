@@ -4,7 +4,6 @@
 #include <optional>
 #include <utility>
 #include <variant>
-#include <vector>
 
 #include "pcapng/Format.h"
 
@@ -287,7 +286,7 @@ unsigned int BlockReader::countBlocks(std::size_t aPlace, ByteOrder aOrder)
 BlockReader::Candidate BlockReader::candidate(ByteOrder aOrder)
 {
     Candidate const found = blockAt(0, aOrder, mGap || !mOrder);
-    bool const isFalse = found.mFinding == Finding::block && crossesBlocks(found);
+    bool const isFalse = found.mFinding == Finding::block && endsWithAnotherHead(found);
     return isFalse ? Candidate{Finding::damage} : found;
 }
 
@@ -336,35 +335,14 @@ BlockReader::Candidate BlockReader::blockAt(std::size_t aPlace, ByteOrder aOrder
 }
 
 /// Whether the block is the start of one block and the start of another one: behind a block that is cut, the length of
-/// a following block of the same size can be where its own repeated length should be. The blocks in it do not end with
-/// it then, unlike blocks that are the data of a packet. More of the input is read only if the start of a block is in
-/// it, because waiting for more would delay the last packet of a pipe.
-bool BlockReader::crossesBlocks(Candidate const& aBlock)
+/// a following block of the same size can be where its own repeated length should be. More of the input is read only if
+/// a block can start there, because waiting for more would delay the last packet of a pipe.
+bool BlockReader::endsWithAnotherHead(Candidate const& aBlock)
 {
-    if (blockAt(aBlock.mSize, aBlock.mOrder, false).mFinding == Finding::block)
-    {
-        return false;
-    }
-    // Blocks that follow each other can be as many as the places, so each place is examined once.
-    std::vector<bool> isExamined(aBlock.mSize);
-    for (std::size_t first = 1; first < aBlock.mSize; ++first)
-    {
-        std::size_t place = first;
-        while (place + blockHeadSize <= aBlock.mSize && !isExamined[place])
-        {
-            isExamined[place] = true;
-            if (isBlockHead(place, aBlock.mOrder))
-            {
-                Candidate const found = completeBlockAt(place, aBlock.mOrder, true);
-                place += found.mFinding == Finding::block ? found.mSize : 0;
-            }
-        }
-        if (place > aBlock.mSize)
-        {
-            return completeBlockAt(aBlock.mSize, aBlock.mOrder, false).mFinding == Finding::damage;
-        }
-    }
-    return false;
+    std::size_t const head = aBlock.mSize - blockHeadSize;
+    return isBlockHead(head, aBlock.mOrder) &&
+           completeBlockAt(head, aBlock.mOrder, true).mFinding == Finding::block &&
+           completeBlockAt(aBlock.mSize, aBlock.mOrder, false).mFinding == Finding::damage;
 }
 
 /// Whether the window has the type and a plausible length of a block at the place.

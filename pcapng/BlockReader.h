@@ -79,7 +79,7 @@ private:
     unsigned int countBlocks(std::size_t aPlace, ByteOrder aOrder);
     Candidate candidate(ByteOrder aOrder);
     Candidate blockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched) const;
-    bool crossesBlocks(Candidate const& aBlock);
+    bool endsWithAnotherHead(Candidate const& aBlock);
     bool isBlockHead(std::size_t aPlace, ByteOrder aOrder) const;
     std::optional<Block> nextInOrder(AtEnd aAtEnd);
     std::optional<Gap> search(AtEnd aAtEnd);
