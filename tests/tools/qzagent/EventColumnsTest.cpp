@@ -158,6 +158,25 @@ TEST(EventColumns, UseMoreBytesOnlyForTheNumberThatNeedsThem)
     EXPECT_EQ(packedSize(json, "kind"), 3);
 }
 
+TEST(EventColumns, UseFewBytesForTimesOfDifferentClocks)
+{
+    constexpr std::uint64_t day = 86'400'000'000'000;
+    constexpr std::uint64_t events = 100;
+    EventColumns columns;
+    std::string const record = recordWith(3, 7);
+    std::vector<std::string> expected;
+    for (std::uint64_t i = 0; i < events; ++i)
+    {
+        std::uint64_t const board = i % 3;
+        std::uint64_t const time = 1767225600'000000000 + board * 4 * day + i;
+        columns.add(eventIn(record, time, static_cast<std::uint32_t>(board)));
+        expected.push_back(std::to_string(time) + " host " + std::to_string(board) + " 3 7 0");
+    }
+    EXPECT_EQ(textsIn(columns.json()), expected);
+    // The first events of two boards are 4 and 8 days after the first of all: eight bytes each instead of one.
+    EXPECT_EQ(packedSize(columns.json(), "time_deltas"), events + 14);
+}
+
 TEST(EventColumns, KeepDropsBetweenTheEvents)
 {
     EventColumns columns;

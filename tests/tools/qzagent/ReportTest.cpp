@@ -4,9 +4,11 @@
 #include <fstream>
 #include <optional>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -17,6 +19,7 @@
 #include "tests/tools/qzagent/Captures.h"
 #include "tests/tools/qzagent/PcapngCaptures.h"
 #include "tests/tools/qzagent/Scenarios.h"
+#include "tools/qzagent/report/ReportPage.h"
 
 namespace
 {
@@ -263,6 +266,72 @@ TEST_F(QzagentReport, OfIntervalsOfLatenciesAloneIsWritten)
     EXPECT_EQ(data()["latency_looks"].size(), 1);
 }
 
+/// A line of `latency --interval --json` with a target port; its look is so many seconds after the first.
+std::string intervalOf(int aSecond, std::string const& aPort, int aCount, std::string const& aFigures)
+{
+    return fmt::format(
+        "{{\"time\":\"2026-01-01T00:{:02}:{:02}.000000Z\",\"length_seconds\":1.0,\"target_ports\":["
+        "{{\"adapter_name\":\"a\",\"port_wwn\":\"{}\",\"io_count\":{}{}}}]}}\n",
+        aSecond / 60, aSecond % 60, aPort, aCount, aFigures);
+}
+
+TEST_F(QzagentReport, KeepsAsManyLooksAtLatenciesAsThePageHasColumns)
+{
+    std::string lines;
+    for (int second = 0; second < 48; ++second)
+    {
+        lines += intervalOf(second, "50:00:00:00:ab:00:00:01", second, "");
+    }
+    EXPECT_EQ(reportOf({mFolder.write("intervals", lines)}).mExitStatus, 0);
+    EXPECT_EQ(data()["latency_looks"].size(), 48);
+    EXPECT_EQ(data()["latency_looks"][47]["target_ports"][0]["io_count"], 47);
+}
+
+TEST_F(QzagentReport, JoinsMoreLooksAtLatenciesWithTheWorstOfEachFigure)
+{
+    std::string const first = "50:00:00:00:ab:00:00:01";
+    std::string const second = "50:00:00:00:ab:00:00:02";
+    // 97 looks are one more than two for each column, so each column has three.
+    std::string lines =
+        intervalOf(0, first, 1, R"(,"latency_us":{"p50":1,"p90":20.5,"p99":30,"maximum":40})") +
+        intervalOf(1, first, 2, R"(,"latency_us":{"p50":5,"p90":6,"p99":35.5,"maximum":39})") +
+        intervalOf(2, second, 4, "") + intervalOf(3, first, 0, "") +
+        intervalOf(4, first, 7, R"(,"latency_us":{"p50":1,"p90":2,"p99":3,"maximum":4})");
+    for (int i = 5; i < 97; ++i)
+    {
+        lines += intervalOf(i, first, 1, "");
+    }
+    EXPECT_EQ(reportOf({mFolder.write("intervals", lines)}).mExitStatus, 0);
+    EXPECT_TRUE(satisfies(data().dump(), "report-data"));
+    nlohmann::json const looks = data()["latency_looks"];
+    EXPECT_EQ(looks.size(), 33);
+    EXPECT_EQ(looks[0], nlohmann::json::parse(R"({"time":"2026-01-01T00:00:00.000000Z","target_ports":[
+        {"adapter":"a","port_wwn":"50:00:00:00:ab:00:00:01","io_count":3,"p50":5,"p90":20.5,"p99":35.5,"maximum":40},
+        {"adapter":"a","port_wwn":"50:00:00:00:ab:00:00:02","io_count":4}]})"));
+    EXPECT_EQ(looks[1], nlohmann::json::parse(R"({"time":"2026-01-01T00:00:03.000000Z","target_ports":[
+        {"adapter":"a","port_wwn":"50:00:00:00:ab:00:00:01","io_count":8,"p50":1,"p90":2,"p99":3,"maximum":4}]})"));
+    EXPECT_EQ(looks[32], nlohmann::json::parse(R"({"time":"2026-01-01T00:01:36.000000Z","target_ports":[
+        {"adapter":"a","port_wwn":"50:00:00:00:ab:00:00:01","io_count":1}]})"));
+}
+
+TEST(QzagentReportPage, ThatNoVerbWouldReadIsNotMade)
+{
+    nlohmann::ordered_json const data = {{"host", "a"}};
+    std::size_t const size = qzagent::reportPage(data).size();
+    EXPECT_EQ(qzagent::reportPage(data, size).size(), size);
+    try
+    {
+        qzagent::reportPage(data, size - 1);
+        FAIL() << "made";
+    }
+    catch (std::length_error const& error)
+    {
+        EXPECT_EQ(error.what(),
+                  fmt::format("the page would have {} bytes, and no verb reads a page of more than {} bytes",
+                              size, size - 1));
+    }
+}
+
 TEST_F(QzagentReport, NotesWhichDocumentsThePageDoesNotShow)
 {
     std::string const unknown = mFolder.write("unknown", "{\"command\":\"other\"}");
@@ -323,8 +392,8 @@ TEST_F(QzagentReport, IsRefusedByVerbsThatNeedPayloads)
     EXPECT_THAT(
         runAgent({"convert", mPage, "--output", other}).mErrors,
         HasSubstr(": this is HTML, and a report has no payloads; show, check and diff can read a report\n"));
-    EXPECT_THAT(runAgent({"repair", mPage, "--output", other}).mErrors,
-                HasSubstr(" is a report, which cannot be repaired\n"));
+    EXPECT_EQ(runAgent({"repair", mPage, "--output", other}).mErrors,
+              "qzagent: " + mPage + ": this is HTML, which cannot be repaired\n");
     EXPECT_EQ(runAgent({"report", mPage, "--output", other}).mExitStatus, 1);
 }
 

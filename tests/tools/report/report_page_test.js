@@ -229,7 +229,27 @@ test("the events are counted by board and category, and a zoom counts those in i
   assert.ok(dragged > 0 && dragged < 60, String(dragged));
   await tab.click('button:text-is("Whole time")');
   await tab.uncheck('input[aria-label="Show board 0, category 2"]');
-  assert.match(await tab.textContent("#range"), /: 40 events$/);
+  assert.match(await tab.textContent("#range"), /: 100 events; 1 of 2 kinds drawn$/);
+});
+
+/** Writes the report of events, which are {time, board, category}. */
+const reportOfEvents = (name, events) => reportOf(name, events.map((event) =>
+  JSON.stringify({ subcategory: 1, payload: "", ...event }) + "\n").join(""));
+
+test("the text counts the events of all kinds when the chart draws eight of them", async () => {
+  const events = Array.from({ length: 24 }, (ignored, at) => ({ time: `2026-01-01T00:00:${at + 10}.000000000Z`, board: 0,
+    category: at % 12 }));
+  const tab = await open(reportOfEvents("kinds", events));
+  await tab.waitForSelector('html[data-events="shown"]');
+  assert.match(await tab.textContent("#range"), /: 24 events; 8 of 12 kinds drawn$/);
+  assert.match(await tab.getAttribute("#chart", "aria-label"), /: 24 events; 8 of 12 kinds drawn$/);
+  const counts = await tab.$$eval("#binned tbody td", (all) => all.map((one) => Number(one.textContent)));
+  assert.equal(counts.reduce((sum, one) => sum + one, 0), 24);
+  assert.equal(await tab.$$eval('#events input[type="checkbox"]:checked', (all) => all.length), 8);
+  for (const box of await tab.$$('#events input[type="checkbox"]:not(:checked)')) {
+    await box.check();
+  }
+  assert.match(await tab.textContent("#range"), /: 24 events$/);
 });
 
 test("a part of the topology filters ports, latencies and LUNs by click and by key", async () => {
@@ -312,18 +332,45 @@ test("a zoom moves to the end of the time and stays as long as it is", async () 
   }
 });
 
+for (const milliseconds of [5, 21]) {
+  test(`no event is lost after zooms and moves in ${milliseconds} ms`, async () => {
+    const time = (at) => `2026-01-01T00:00:00.${String(at).padStart(3, "0")}000000Z`;
+    const tab = await open(reportOfEvents("moves" + milliseconds, Array.from({ length: milliseconds + 1 }, (ignored, at) =>
+      ({ time: time(at), board: 0, category: 2 }))));
+    await tab.waitForSelector('html[data-events="shown"]');
+    const whole = await tab.textContent("#range");
+    assert.ok(whole.endsWith(`: ${milliseconds + 1} events`));
+    for (const buttons of [["Zoom in", "Later", "Zoom out"], ["Zoom in", "Earlier", "Zoom out"],
+      ["Zoom in", "Zoom in", "Later", "Later", "Zoom out", "Zoom out"]]) {
+      for (const button of buttons) {
+        await tab.click(`button:text-is("${button}")`);
+      }
+      assert.equal(await tab.textContent("#range"), whole, buttons.join());
+      await tab.click('button:text-is("Whole time")');
+    }
+  });
+}
+
 test("times far from each other are exact to the millisecond", async () => {
   const times = ["2026-04-11T00:00:00.000000000Z", "2026-01-01T00:00:00.000000000Z", "1970-01-01T00:00:00.000000000Z",
     "2500-01-01T00:00:00.000000000Z", "2026-01-01T00:00:01.001000000Z"];
   for (const order of [times, times.slice().reverse(), times.slice(0, 2), times.slice(1, 3)]) {
-    const page = reportOf("times", order.map((time) =>
-      JSON.stringify({ time, board: 0, category: 2, subcategory: 1, payload: "" }) + "\n").join(""));
-    const tab = await open(page);
+    const tab = await open(reportOfEvents("times", order.map((time) => ({ time, board: 0, category: 2 }))));
     await tab.waitForSelector('html[data-events="shown"]');
     const sorted = order.slice().sort().map((time) => time.slice(0, 23).replace("T", " "));
     const [first, last] = (await tab.textContent("#range")).match(/^(\S+ \S+) to (\S+ \S+) UTC: \S+ events$/).slice(1);
     assert.deepEqual([first, last], [sorted[0], sorted[sorted.length - 1]]);
   }
+});
+
+test("boards with different clocks have their own times", async () => {
+  const events = Array.from({ length: 40 }, (ignored, at) => ({ board: at % 2, category: 2,
+    time: new Date(Date.UTC(2026, 0, at % 2 === 0 ? 1 : 5) + at * 1000).toISOString().replace("Z", "000000Z") }));
+  const tab = await open(reportOfEvents("clocks", events));
+  await tab.waitForSelector('html[data-events="shown"]');
+  assert.equal(await tab.textContent("#range"), "2026-01-01 00:00:00.000 to 2026-01-05 00:00:39.000 UTC: 40 events");
+  await tab.evaluate(() => window.qzReport.zoomTo([0, 0.01]));
+  assert.match(await tab.textContent("#range"), /: 20 events$/);
 });
 
 test("a counter that a double would round is exact, and so is its rise", async () => {
@@ -457,6 +504,15 @@ test("paper has all rows and columns, and no buttons", async () => {
   await tab.evaluate(() => window.dispatchEvent(new Event("afterprint")));
   assert.equal((await rowsOf(tab, "Latencies of target ports")).length, 100);
   assert.equal(await tab.$$eval('[aria-label="LUNs table"] thead button', (all) => all.length), 11);
+});
+
+test("paper has the colours of bars, heat map and keys", async () => {
+  const tab = await open(busy.page);
+  await tab.waitForSelector('html[data-events="shown"]');
+  await tab.emulateMedia({ media: "print" });
+  // Otherwise a browser prints these without their colours.
+  assert.deepEqual(await tab.$$eval(".bar, .key, table.heat td", (all) => [...new Set(all.map((one) =>
+    one.className.split("-")[0] + " " + getComputedStyle(one).printColorAdjust))].sort()), ["bar exact", "heat exact", "key exact"]);
 });
 
 test("printing prints all rows and shows the screen again", async () => {

@@ -95,9 +95,10 @@ void EventColumns::add(CaptureEvent const& aEvent)
                                             mostReportedEvents));
     }
     EventValues const values = valuesOf(aEvent);
-    pack(mKindColumn, kindOf({sourceOf(values.mOrigin), values.mCategory, values.mSubcategory}));
+    std::size_t const source = sourceOf(values.mOrigin);
+    pack(mKindColumn, kindOf({source, values.mCategory, values.mSubcategory}));
     pack(mLengths, values.length());
-    addTime(values.mOrigin.mTime);
+    addTime(source, values.mOrigin.mTime);
     ++mCount;
 }
 
@@ -145,17 +146,19 @@ std::size_t EventColumns::kindOf(Kind const& aKind)
     return found->second;
 }
 
-/// Adds the difference from the time before. Its sign is the lowest bit, so that small differences have few bytes.
-void EventColumns::addTime(std::optional<pcapng::Time> aTime)
+/// Adds the difference from the time before of the same source, since sources may have different clocks. Its sign is the
+/// lowest bit, so that small differences have few bytes.
+void EventColumns::addTime(std::size_t aSource, std::optional<pcapng::Time> aTime)
 {
-    if (!mFirst && aTime)
+    std::uint64_t difference = 0;
+    if (aTime)
     {
-        mFirst = aTime;
-        mPrevious = *aTime;
+        mFirst = mFirst.value_or(*aTime);
+        pcapng::Time& previous = mPrevious.emplace(aSource, *mFirst).first->second;
+        difference = *aTime - previous;
+        previous = *aTime;
     }
-    std::uint64_t const difference = aTime.value_or(mPrevious) - mPrevious;
     bool const isNegative = difference >> (std::numeric_limits<std::uint64_t>::digits - 1) != 0;
-    mPrevious += difference;
     pack(mTimeDeltas, isNegative ? ~(difference << 1U) : difference << 1U);
 }
 
@@ -190,22 +193,19 @@ ReportedEvents::ReportedEvents(DocumentValue const& aEvents)
       mKindColumn(aEvents.at("columns"), "kind"),
       mLengths(aEvents.at("columns"), "length")
 {
+    pcapng::Time const first = aEvents.has("first_time") ? timeIn(aEvents.at("first_time")) : 0;
     for (DocumentValue const& source : aEvents.listAt("sources"))
     {
-        readSource(source);
+        readSource(source, first);
     }
     readKinds(aEvents.at("kinds"));
     for (DocumentValue const& drop : aEvents.listAt("drops"))
     {
         readDrop(drop);
     }
-    if (aEvents.has("first_time"))
-    {
-        mTime = timeIn(aEvents.at("first_time"));
-    }
 }
 
-void ReportedEvents::readSource(DocumentValue const& aSource)
+void ReportedEvents::readSource(DocumentValue const& aSource, pcapng::Time aFirst)
 {
     std::optional<std::uint32_t> board;
     if (aSource.has("board"))
@@ -213,7 +213,7 @@ void ReportedEvents::readSource(DocumentValue const& aSource)
         constexpr std::size_t largestBoard = std::numeric_limits<std::uint32_t>::max();
         board = static_cast<std::uint32_t>(indexIn(aSource.at("board"), largestBoard));
     }
-    mSources.push_back({aSource.at("host").text(), board, aSource.at("has_times").json() == true});
+    mSources.push_back({aSource.at("host").text(), board, aSource.at("has_times").json() == true, aFirst});
 }
 
 void ReportedEvents::readKinds(DocumentValue const& aKinds)
@@ -266,8 +266,9 @@ std::optional<ReportedEvent> ReportedEvents::next()
     }
     Kind const& kind = mKinds[static_cast<std::size_t>(number)];
     ReportedEvent event{originOf(kind.mSource)};
-    pcapng::Time const time = nextTime();
-    if (mSources[kind.mSource].mHasTimes)
+    Source& source = mSources[kind.mSource];
+    pcapng::Time const time = nextTime(source);
+    if (source.mHasTimes)
     {
         event.mOrigin.mTime = time;
     }
@@ -284,11 +285,11 @@ EventOrigin ReportedEvents::originOf(std::size_t aSource) const
     return {{}, mSources[aSource].mHost, mSources[aSource].mBoard};
 }
 
-pcapng::Time ReportedEvents::nextTime()
+pcapng::Time ReportedEvents::nextTime(Source& aSource)
 {
     std::uint64_t const packed = mTimeDeltas.next(std::numeric_limits<std::uint64_t>::max(), mRead, "time");
     std::uint64_t const half = packed >> 1U;
-    mTime += (packed & 1U) != 0 ? ~half : half;
-    return mTime;
+    aSource.mTime += (packed & 1U) != 0 ? ~half : half;
+    return aSource.mTime;
 }
 }  // namespace qzagent

@@ -48,7 +48,7 @@ private:
 
     std::size_t sourceOf(EventOrigin const& aOrigin);
     std::size_t kindOf(Kind const& aKind);
-    void addTime(std::optional<pcapng::Time> aTime);
+    void addTime(std::size_t aSource, std::optional<pcapng::Time> aTime);
 
     std::map<Source, std::size_t> mSourceNumbers;
     std::map<Kind, std::size_t> mKindNumbers;
@@ -58,7 +58,7 @@ private:
                                      {"subcategory", nlohmann::ordered_json::array()}};
     nlohmann::ordered_json mDrops = nlohmann::ordered_json::array();
     std::optional<pcapng::Time> mFirst;
-    pcapng::Time mPrevious = 0;
+    std::map<std::size_t, pcapng::Time> mPrevious;  ///< of each source with times
     std::size_t mCount = 0;
     /// Packed numbers.
     /// @{
@@ -97,6 +97,7 @@ private:
         std::string mHost;
         std::optional<std::uint32_t> mBoard;
         bool mHasTimes;
+        pcapng::Time mTime;  ///< of its last event
     };
 
     struct Drop
@@ -129,11 +130,11 @@ private:
         std::size_t mRead = 0;
     };
 
-    void readSource(DocumentValue const& aSource);
+    void readSource(DocumentValue const& aSource, pcapng::Time aFirst);
     void readKinds(DocumentValue const& aKinds);
     void readDrop(DocumentValue const& aDrop);
     EventOrigin originOf(std::size_t aSource) const;
-    pcapng::Time nextTime();
+    pcapng::Time nextTime(Source& aSource);
 
     std::size_t mCount;
     std::vector<Source> mSources;
@@ -142,7 +143,6 @@ private:
     Column mTimeDeltas;
     Column mKindColumn;
     Column mLengths;
-    pcapng::Time mTime = 0;
     std::size_t mDropsRead = 0;
     std::size_t mRead = 0;
 };

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <fstream>
+#include <functional>
 #include <ios>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -55,6 +58,8 @@ std::string timeOfDocument(Json const& aDocument)
     return found != aDocument.end() && found->is_string() ? found->get<std::string>() : "";
 }
 
+constexpr char const* figuresOfLooks[] = {"p50", "p90", "p99", "maximum"};
+
 /// @return the entry of a target port in a look at latencies
 Json lookEntry(std::string const& aAdapter, DocumentValue const& aPort, DocumentValue const& aLatencies)
 {
@@ -64,7 +69,7 @@ Json lookEntry(std::string const& aAdapter, DocumentValue const& aPort, Document
     if (aLatencies.has("latency_us"))
     {
         DocumentValue const figures = aLatencies.at("latency_us");
-        for (char const* const key : {"p50", "p90", "p99", "maximum"})
+        for (char const* const key : figuresOfLooks)
         {
             DocumentValue const figure = figures.at(key);
             if (!figure.json().is_number())
@@ -86,6 +91,54 @@ Json lookOf(DocumentValue const& aInterval)
     }
     return look;
 }
+
+std::string const& timeOfLook(Json const& aLook) { return aLook["time"].get_ref<std::string const&>(); }
+
+/// Looks that become one: its time is that of the first, each figure of a target port is the worst.
+class JoinedLooks
+{
+public:
+    void add(Json const& aLook)
+    {
+        if (mLook.is_null())
+        {
+            mLook = {{"time", timeOfLook(aLook)}, {"target_ports", Json::array()}};
+        }
+        for (Json const& port : aLook["target_ports"])
+        {
+            addPort(port);
+        }
+    }
+
+    Json take() { return std::exchange(mLook, nullptr); }
+
+private:
+    void addPort(Json const& aPort)
+    {
+        Json& ports = mLook["target_ports"];
+        auto const [place, isNew] = mPlaces.emplace(
+            std::pair(aPort["adapter"].get<std::string>(), aPort["port_wwn"].get<std::string>()),
+            ports.size());
+        if (isNew)
+        {
+            ports.push_back(aPort);
+            return;
+        }
+        Json& joined = ports[place->second];
+        joined["io_count"] = joined["io_count"].get<std::uint64_t>() + aPort["io_count"].get<std::uint64_t>();
+        for (char const* const key : figuresOfLooks)
+        {
+            if (aPort.contains(key) && (!joined.contains(key) || joined[key] < aPort[key]))
+            {
+                joined[key] = aPort[key];
+            }
+        }
+    }
+
+    Json mLook;
+    /// Of each adapter and target port.
+    std::map<std::pair<std::string, std::string>, std::size_t> mPlaces;
+};
 }  // namespace
 
 void ReportInputs::read(std::vector<std::string> const& aPaths)
@@ -122,13 +175,22 @@ void ReportInputs::read(std::vector<std::string> const& aPaths)
 
 nlohmann::ordered_json ReportInputs::latencyLooks() const
 {
-    std::vector<Json> looks = mLooks;
+    std::vector<std::reference_wrapper<Json const>> looks(mLooks.begin(), mLooks.end());
     std::stable_sort(looks.begin(), looks.end(),
-                     [](Json const& aLeft, Json const& aRight) {
-                         return aLeft["time"].get_ref<std::string const&>() <
-                                aRight["time"].get_ref<std::string const&>();
-                     });
-    return looks;
+                     [](Json const& aLeft, Json const& aRight)
+                     { return timeOfLook(aLeft) < timeOfLook(aRight); });
+    std::size_t const size = (looks.size() + mostReportedLooks - 1) / mostReportedLooks;
+    Json joinedLooks = Json::array();
+    for (std::size_t from = 0; from < looks.size(); from += size)
+    {
+        JoinedLooks joined;
+        for (std::size_t i = from; i < std::min(from + size, looks.size()); ++i)
+        {
+            joined.add(looks[i]);
+        }
+        joinedLooks.push_back(joined.take());
+    }
+    return joinedLooks;
 }
 
 bool ReportInputs::isEmpty() const

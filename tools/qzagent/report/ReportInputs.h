@@ -16,6 +16,9 @@
 
 namespace qzagent
 {
+/// The most looks at latencies of a report: the columns of its heat map.
+constexpr std::size_t mostReportedLooks = 48;
+
 /// Collects the documents and events of bundles, captures, JSON documents and lines of `latency --interval --json`.
 class ReportInputs
 {
@@ -32,7 +35,8 @@ public:
 
     EventColumns const& events() const { return mEvents; }
 
-    /// @return the value of the key `latency_looks`, as report-data.schema.json describes it: by time
+    /// @return the value of the key `latency_looks`, as report-data.schema.json describes it: by time, at most
+    /// mostReportedLooks, of which each joins the same number of successive looks
     nlohmann::ordered_json latencyLooks() const;
 
     /// Whether there is nothing that a report shows.

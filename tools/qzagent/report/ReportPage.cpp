@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,7 +32,7 @@ std::string hashOf(std::string const& aText)
 }
 }  // namespace
 
-std::string reportPage(nlohmann::ordered_json const& aData)
+std::string reportPage(nlohmann::ordered_json const& aData, std::size_t aLargest)
 {
     std::string const style = fmt::format("\n{}\n{}", chartStyle, pageStyle);
     std::string const script = fmt::format("\n/*!\n{}*/\n{}\n{}", chartLicence, chartLibrary, pageScript);
@@ -53,6 +54,12 @@ std::string reportPage(nlohmann::ordered_json const& aData)
         rest.remove_prefix(place + marker.size());
     }
     page += rest;
+    if (page.size() > aLargest)
+    {
+        throw std::length_error(
+            fmt::format("the page would have {} bytes, and no verb reads a page of more than {} bytes",
+                        page.size(), aLargest));
+    }
     return page;
 }
 }  // namespace qzagent

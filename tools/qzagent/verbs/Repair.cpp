@@ -72,7 +72,7 @@ Answer repair(Setting const& aSetting, RepairOptions const& aOptions)
     }
     if (form == CaptureForm::report)
     {
-        throw CaptureError(file.name() + " is a report, which cannot be repaired");
+        throw CaptureError(file.name() + ": this is HTML, which cannot be repaired");
     }
     CaptureCopy copy(aOptions.mOutput);
     DamageReport damage(aSetting.mReport, DamageReport::Severity::note);

@@ -623,12 +623,18 @@
     return [Number(packed / 2000000000n), Number(packed / 2n % 1000000000n)];
   }
 
-  /** Seconds since the first time, which has nanoseconds. A difference has its sign in the lowest bit. */
-  function timesOf(base64, count, firstTime) {
+  /**
+   * Seconds since the first time, which has nanoseconds. A difference is from the time before of the same source, and has
+   * its sign in the lowest bit.
+   */
+  function timesOf(base64, sourceOf, numberOfSources, count, firstTime) {
     const bytes = bytesOf(base64);
     const times = new Float64Array(count);
     const first = { seconds: Math.floor(Date.parse(firstTime) / 1000), rest: Number(firstTime.slice(20, 29)) };
-    let { seconds, rest } = first;
+    const lastSeconds = new Float64Array(numberOfSources).fill(first.seconds);
+    const lastRests = new Float64Array(numberOfSources).fill(first.rest);
+    let seconds;
+    let rest;
     const add = (addedSeconds, addedRest) => {
       seconds += addedSeconds;
       rest += addedRest;
@@ -638,6 +644,9 @@
     };
     for (let i = 0, at = 0; i < count; ++i) {
       const start = at;
+      const source = sourceOf(i);
+      seconds = lastSeconds[source];
+      rest = lastRests[source];
       let packed = 0;
       let unit = 1;
       for (; bytes[at] >= 128; ++at, unit *= 128) {
@@ -658,6 +667,8 @@
       } else if (seconds > 18446744073 || (seconds === 18446744073 && rest >= 709551616)) {
         add(-18446744073, -709551616);
       }
+      lastSeconds[source] = seconds;
+      lastRests[source] = rest;
       times[i] = seconds - first.seconds + (rest - first.rest) / 1e9;
     }
     return times;
@@ -668,8 +679,9 @@
       const { columns, count, kinds } = events;
       const firstTime = events.first_time || "1970-01-01T00:00:00.000000000Z";
       this.start = Date.parse(firstTime) / 1000;
-      this.times = timesOf(columns.time_deltas, count, firstTime);
       const kindColumn = columnOf(columns.kind, count);
+      this.times = timesOf(columns.time_deltas, (event) => kinds.source[kindColumn[event]], events.sources.length, count,
+        firstTime);
       const lengths = columnOf(columns.length, count);
       const numbers = new Map();
       this.series = [];
@@ -705,19 +717,24 @@
       this.hasTimes = this.last >= this.first;
     }
 
-    /** Counts the events of some series in equally long parts of a range. Both ends belong to it. */
+    /** Counts the events of some series and of all in equally long parts of a range. Both ends belong to it. */
     bins(wanted, from, to, count) {
+      const all = new Float64Array(count);
       const counts = wanted.map(() => new Float64Array(count));
       const countsOf = this.series.map(() => null);
       wanted.forEach((index, at) => { countsOf[index] = counts[at]; });
       const scale = count / (to - from || 1);
       const { times, keys } = this;
       for (let i = 0; i < times.length; ++i) {
-        if (times[i] >= from && times[i] <= to && countsOf[keys[i]] !== null) {
-          ++countsOf[keys[i]][Math.min(count - 1, Math.floor((times[i] - from) * scale))];
+        if (times[i] >= from && times[i] <= to) {
+          const bin = Math.min(count - 1, Math.floor((times[i] - from) * scale));
+          ++all[bin];
+          if (countsOf[keys[i]] !== null) {
+            ++countsOf[keys[i]][bin];
+          }
         }
       }
-      return counts;
+      return { all, counts };
     }
   }
 
@@ -747,8 +764,10 @@
     /** Only the series that are shown, since there may be thousands. */
     const shownSeries = () => [...visible].sort(compareNumbers);
 
+    /** Counts the events of the range, describes them, and returns what the chart draws. */
     function dataOf() {
-      const counts = view.bins(shownSeries(), range[0], range[1], bins);
+      const { all, counts } = view.bins(shownSeries(), range[0], range[1], bins);
+      describe(all);
       const width = (range[1] - range[0]) / bins;
       const x = Float64Array.from({ length: bins }, (ignored, at) => view.start + range[0] + (at + 0.5) * width);
       return [x, ...counts];
@@ -785,11 +804,13 @@
       };
     }
 
-    function describe([, ...counts]) {
-      const sum = (from, end) => counts.reduce((all, some) =>
-        some.slice(from, end).reduce((part, one) => part + one, all), 0);
+    /** The text counts the events of all series, also of those that are not drawn. */
+    function describe(counts) {
+      const sum = (from, end) => counts.slice(from, end).reduce((all, one) => all + one, 0);
+      const drawn = visible.size === view.series.length ? ""
+        : "; " + number(visible.size) + " of " + plural(view.series.length, "kind", "kinds") + " drawn";
       rangeText.textContent = instant(range[0]) + " to " + instant(range[1]) + " UTC: " +
-        plural(sum(0, bins), "event", "events");
+        plural(sum(0, bins), "event", "events") + drawn;
       place.setAttribute("aria-label", "Events over time. " + rangeText.textContent);
       const rows = 20;
       const per = bins / rows;
@@ -798,17 +819,30 @@
         make("td", { class: "number" }, number(sum(row * per, (row + 1) * per))))));
     }
 
-    /** A range that leaves the whole is moved into it, and stays as long as it is. */
+    /**
+     * A range that leaves the whole is moved into it, and stays as long as it is. A range that ends within a pixel of
+     * the whole ends exactly there, since rounding would lose the event at the end.
+     */
+    function inWhole(wanted) {
+      const shownLength = Math.max(shortest, wanted[1] - wanted[0]);
+      const pixel = shownLength / 1000;
+      if (shownLength > length - pixel) {
+        return whole;
+      }
+      if (wanted[0] < whole[0] + pixel) {
+        return [whole[0], whole[0] + shownLength];
+      }
+      return wanted[0] + shownLength > whole[1] - pixel ? [whole[1] - shownLength, whole[1]]
+        : [wanted[0], wanted[0] + shownLength];
+    }
+
     function zoomTo(wanted) {
-      const shownLength = Math.min(length, Math.max(shortest, wanted[1] - wanted[0]));
-      const from = Math.max(whole[0], Math.min(whole[1] - shownLength, wanted[0]));
-      range = [from, from + shownLength];
+      range = inWhole(wanted);
       const values = dataOf();
       chart.batch(() => {
         chart.setData(values, false);
         chart.setScale("x", { min: view.start + range[0], max: view.start + range[1] });
       });
-      describe(values);
     }
 
     function zoomBy(factor, shift) {
@@ -821,9 +855,7 @@
       if (chart !== null) {
         chart.destroy();
       }
-      const values = dataOf();
-      chart = new uPlot(options(), values, place);
-      describe(values);
+      chart = new uPlot(options(), dataOf(), place);
     }
 
     const moves = [["Zoom in", "+", () => zoomBy(0.5, 0)], ["Zoom out", "-", () => zoomBy(2, 0)],
