@@ -44,7 +44,7 @@ std::string escapedForDot(std::string const& aText)
         for (; (static_cast<unsigned char>(whole[end]) & continuationMask) == continuation; --end)
         {
         }
-        whole = whole.substr(0, end) + "...";
+        whole.replace(end, std::string::npos, "...");
     }
     std::string text;
     for (char const character : whole)
