@@ -104,6 +104,7 @@ constexpr Default defaults[] = {
     {"adapter.port.remote.lun.blocks", "^blocks"},
     {"adapter.port.remote.lun.os_device", ""},
     {"adapter.port.remote.lun.luid", R"("")"},
+    {"adapter.port.remote.lun.mapped", "true"},
     {"adapter.port.remote.lun.fcp_statistics", ""},
     {"adapter.port.remote.lun.fcp_statistics_per_second", ""},
     {"adapter.event.port_wwn", "^port[0].port_wwn"},
