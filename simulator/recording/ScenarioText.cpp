@@ -36,6 +36,7 @@ namespace qzsim
 namespace
 {
 constexpr char const* callForLuns = "HBA_SendReportLUNs";
+constexpr char const* callForInquiry = "HBA_SendScsiInquiry";
 
 /// What a call is for.
 struct Subject
@@ -359,6 +360,17 @@ private:
             {
                 addFault({aCall.mFunction, aSubject, number, number, aStatus, {}, shapeOf(mWritten)});
             }
+            else if (hasZeros(aCall))
+            {
+                mWritten = sizeBeforeZeros(aCall);
+                addFault({aCall.mFunction,
+                          aSubject,
+                          number,
+                          number,
+                          aStatus,
+                          {},
+                          fmt::format("length = {}\nzeros = true", mWritten)});
+            }
             else if (aCall.mFunction == callForLuns)
             {
                 takeReport(aCall, aSubject, number);
@@ -382,7 +394,27 @@ private:
         constexpr std::size_t whole = 8;  // the response to READ CAPACITY, and the head of the list of LUNs
         constexpr std::size_t wholeInquiry = 36;
         std::size_t const room = valueOf<std::uint32_t>(aCall.mArguments, "response");
-        return std::min(room, aCall.mFunction == "HBA_SendScsiInquiry" ? wholeInquiry : whole);
+        return std::min(room, aCall.mFunction == callForInquiry ? wholeInquiry : whole);
+    }
+
+    /// @return the number of bytes before the null bytes at the end of the answer
+    static std::size_t sizeBeforeZeros(RecordedCall const& aCall)
+    {
+        Bytes response = bytesOf(aCall.mResults, "response");
+        response.resize(std::min(response.size(), sizeOfAnswer(aCall)));
+        while (!response.empty() && response.back() == 0)
+        {
+            response.pop_back();
+        }
+        return response.size();
+    }
+
+    /// @return whether the library has filled the buffer with null bytes from the additional length of INQUIRY on
+    static bool hasZeros(RecordedCall const& aCall)
+    {
+        constexpr std::size_t additionalLength = 4;
+        return aCall.mFunction == callForInquiry && sizeOfAnswer(aCall) > additionalLength &&
+               sizeBeforeZeros(aCall) <= additionalLength;
     }
 
     static std::string shapeOf(std::size_t aWritten)
@@ -516,7 +548,7 @@ private:
                 readValue(entry, aAdapter.mMappings.emplace_back());
             }
         }
-        else if (aCall.mFunction == "HBA_SendScsiInquiry" &&
+        else if (aCall.mFunction == callForInquiry &&
                  valueOf<std::uint32_t>(aCall.mArguments, "vital_product_data") == 0)
         {
             takeResponse(aCall, aAdapter.mInquiries);

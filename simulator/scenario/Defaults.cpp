@@ -147,6 +147,7 @@ constexpr Default defaults[] = {
     {"fault.list_length", ""},
     {"fault.length", ""},
     {"fault.garbage", "false"},
+    {"fault.zeros", "false"},
     {"fault.delay_ms", "0"},
     {"fault.hangs", "false"},
     {"fault.prints", R"("")"},

@@ -106,6 +106,7 @@ struct AnswerShape
 {
     bool mIsUntouched = false;  ///< whether the call succeeds without writing into the memory of the caller
     bool mHasGarbage = false;  ///< whether the memory of the caller behind the content is filled with garbage
+    bool mHasZeros = false;    ///< whether the memory of the caller behind the content is filled with zeros
     std::uint32_t mMissing = 0;  ///< how many LUNs or boards are missing at the end of a list
     std::optional<std::uint32_t> mLength = std::nullopt;  ///< number of bytes that are written, at most
     std::optional<std::uint32_t> mEntries =

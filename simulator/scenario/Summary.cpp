@@ -124,6 +124,7 @@ std::string additionsOf(Fault const& aFault)
             withoutLast(shape.mMissing, isDiagnostic(aFault.mCall) ? "board" : "LUN");
     text += partOf(" with the list length ", shape.mListLength) + atMost(shape.mLength, "byte", "bytes");
     text += shape.mHasGarbage ? " with garbage behind the content" : "";
+    text += shape.mHasZeros ? " with zeros behind the content" : "";
     if (reaction.mLongestDelayMs != 0)
     {
         text += reaction.mLongestDelayMs == reaction.mDelayMs

@@ -686,6 +686,14 @@ second_wwn = "10:00:00:00:c9:00:00:02"
                     self.assert_same_output(ADAPTERS + f'[[fault]]\ncall = "{call}"\nnth = 1\n{shape}\n',
                                             QZAGENT, "inventory", "--luns", "--json")
 
+    def test_gives_the_same_answers_to_inquiry_that_end_with_null_bytes(self):
+        for length in (0, 3, 4):
+            with self.subTest(length):
+                shape = f"length = {length}\nzeros = true\n"
+                self.assert_same_output(ADAPTERS + f'[[fault]]\ncall = "HBA_SendScsiInquiry"\nnth = "2-3"\n{shape}',
+                                        QZAGENT, "inventory", "--luns", "--json")
+                self.assertIn('nth = "2-3"\n' + shape, run(QZSIM, "convert", self.file).stdout)
+
     def test_gives_the_same_luns_that_are_not_reported(self):
         for missing in (1, 3, 4):
             with self.subTest(missing):
