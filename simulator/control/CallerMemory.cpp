@@ -18,9 +18,10 @@ std::size_t writeBytes(CallerMemory const& aMemory, void const* aContent, std::s
     {
         std::memcpy(aMemory.mStart, aContent, written);
     }
-    if (aShape.mHasGarbage && written < aMemory.mSize)
+    if ((aShape.mHasGarbage || aShape.mHasZeros) && written < aMemory.mSize)
     {
-        std::memset(static_cast<unsigned char*>(aMemory.mStart) + written, garbage, aMemory.mSize - written);
+        std::memset(static_cast<unsigned char*>(aMemory.mStart) + written, aShape.mHasZeros ? 0 : garbage,
+                    aMemory.mSize - written);
     }
     return written;
 }

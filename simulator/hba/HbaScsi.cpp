@@ -82,7 +82,8 @@ RemotePort const* remotePortNamed(HBA_WWN const& aName, std::vector<Port const*>
 /// libhbalinux sends a command to the device of a LUN, so it needs one: LUN 0 for REPORT LUNS.
 bool isDeviceMissing(RemotePort const& aTarget, std::optional<std::uint16_t> const& aLun)
 {
-    return !aLun || std::find(aTarget.mLuns.begin(), aTarget.mLuns.end(), *aLun) == aTarget.mLuns.end();
+    return !aLun || std::find(aTarget.mLuns.begin(), aTarget.mLuns.end(), *aLun) == aTarget.mLuns.end() ||
+           !dataOf(*aLun, aTarget).mIsMapped;
 }
 }  // namespace
 

@@ -66,7 +66,10 @@ std::vector<MappedLun> mappedLunsOf(Adapter const& aAdapter, std::optional<std::
             }
             for (std::uint16_t const lun : remotePort.mLuns)
             {
-                mapped.push_back({static_cast<std::uint32_t>(bus), target, &remotePort, lun});
+                if (dataOf(lun, remotePort).mIsMapped)
+                {
+                    mapped.push_back({static_cast<std::uint32_t>(bus), target, &remotePort, lun});
+                }
             }
             ++target;
         }

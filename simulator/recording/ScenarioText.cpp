@@ -36,6 +36,7 @@ namespace qzsim
 namespace
 {
 constexpr char const* callForLuns = "HBA_SendReportLUNs";
+constexpr char const* callForInquiry = "HBA_SendScsiInquiry";
 
 /// What a call is for.
 struct Subject
@@ -359,6 +360,17 @@ private:
             {
                 addFault({aCall.mFunction, aSubject, number, number, aStatus, {}, shapeOf(mWritten)});
             }
+            else if (hasZeros(aCall))
+            {
+                mWritten = sizeBeforeZeros(aCall);
+                addFault({aCall.mFunction,
+                          aSubject,
+                          number,
+                          number,
+                          aStatus,
+                          {},
+                          fmt::format("length = {}\nzeros = true", mWritten)});
+            }
             else if (aCall.mFunction == callForLuns)
             {
                 takeReport(aCall, aSubject, number);
@@ -382,7 +394,27 @@ private:
         constexpr std::size_t whole = 8;  // the response to READ CAPACITY, and the head of the list of LUNs
         constexpr std::size_t wholeInquiry = 36;
         std::size_t const room = valueOf<std::uint32_t>(aCall.mArguments, "response");
-        return std::min(room, aCall.mFunction == "HBA_SendScsiInquiry" ? wholeInquiry : whole);
+        return std::min(room, aCall.mFunction == callForInquiry ? wholeInquiry : whole);
+    }
+
+    /// @return the number of bytes before the null bytes at the end of the answer
+    static std::size_t sizeBeforeZeros(RecordedCall const& aCall)
+    {
+        Bytes response = bytesOf(aCall.mResults, "response");
+        response.resize(std::min(response.size(), sizeOfAnswer(aCall)));
+        while (!response.empty() && response.back() == 0)
+        {
+            response.pop_back();
+        }
+        return response.size();
+    }
+
+    /// @return whether the library has filled the buffer with null bytes from the additional length of INQUIRY on
+    static bool hasZeros(RecordedCall const& aCall)
+    {
+        constexpr std::size_t additionalLength = 4;
+        return aCall.mFunction == callForInquiry && sizeOfAnswer(aCall) > additionalLength &&
+               sizeBeforeZeros(aCall) <= additionalLength;
     }
 
     static std::string shapeOf(std::size_t aWritten)
@@ -516,7 +548,7 @@ private:
                 readValue(entry, aAdapter.mMappings.emplace_back());
             }
         }
-        else if (aCall.mFunction == "HBA_SendScsiInquiry" &&
+        else if (aCall.mFunction == callForInquiry &&
                  valueOf<std::uint32_t>(aCall.mArguments, "vital_product_data") == 0)
         {
             takeResponse(aCall, aAdapter.mInquiries);
@@ -652,7 +684,8 @@ struct SeenRemotePort
 {
     SeenAttributes mAttributes;
     std::optional<HBA_FCPID> mTarget;
-    std::vector<std::pair<std::uint16_t, HBA_FCPSCSIENTRY const*>> mLuns = {};
+    std::vector<std::pair<std::uint16_t, HBA_FCPSCSIENTRY const*>> mLuns =
+        {};                ///< with their mappings; null for a LUN that is only reported
     bool mIsFlat = false;  ///< whether all LUNs have flat space addressing
 
     /// @return empty if it is not known
@@ -711,6 +744,13 @@ void assignLuns(SeenAdapter const& aAdapter, bool aIsInteger, std::vector<SeenRe
     }
 }
 
+void writeUnmappedLun(Writer& aWriter, std::uint16_t aLun)
+{
+    aWriter.table("adapter.port.remote.lun");
+    aWriter.key("lun", std::to_string(aLun));
+    aWriter.key("mapped", "false");
+}
+
 /// Writes what follows the attributes of a remote port.
 void writeLuns(Writer& aWriter, SeenAdapter const& aAdapter, SeenRemotePort const& aPort)
 {
@@ -722,7 +762,7 @@ void writeLuns(Writer& aWriter, SeenAdapter const& aAdapter, SeenRemotePort cons
     }
     for (auto const& [lun, entry] : aPort.mLuns)
     {
-        writeLun(aWriter, aAdapter, *entry, lun);
+        entry == nullptr ? writeUnmappedLun(aWriter, lun) : writeLun(aWriter, aAdapter, *entry, lun);
     }
 }
 
@@ -938,7 +978,8 @@ void writeFault(Writer& aWriter, Survey const& aSurvey, SeenFault const& aFault,
 /// The LUNs of the targets in the scenario.
 using Luns = std::map<Subject, std::vector<std::uint16_t>>;
 
-/// Puts the LUNs that a target does not report at the end, where a fault can leave them out of the list.
+/// Adds the LUNs that a target reports without a mapping. Puts those that it does not report at the end, where a fault can
+/// leave them out of the list.
 void arrangeLuns(Survey const& aSurvey, Subject const& aTarget, SeenRemotePort& aPort)
 {
     auto const& reports = aSurvey.reports();
@@ -946,6 +987,16 @@ void arrangeLuns(Survey const& aSurvey, Subject const& aTarget, SeenRemotePort& 
                                    [&](SeenReport const& aReport) { return aReport.mSubject == aTarget; });
     if (last != reports.rend())
     {
+        std::set<std::optional<std::uint16_t>> unmapped = last->mLuns;
+        unmapped.erase(std::nullopt);
+        for (auto const& [lun, entry] : aPort.mLuns)
+        {
+            unmapped.erase(lun);
+        }
+        for (std::optional<std::uint16_t> const& lun : unmapped)
+        {
+            aPort.mLuns.emplace_back(*lun, nullptr);
+        }
         std::stable_partition(aPort.mLuns.begin(), aPort.mLuns.end(),
                               [&](auto const& aLun) { return last->mLuns.count(aLun.first) != 0; });
     }
@@ -1025,12 +1076,15 @@ void writeAdapter(Writer& aWriter, Survey const& aSurvey, SeenAdapter const& aAd
         for (SeenRemotePort& remotePort : ofPort)
         {
             Subject const target{aAdapter.mName, remotePort.name(), {}};
-            arrangeLuns(aSurvey, target, remotePort);
             // The first port that sees a target gets the calls.
             auto const [place, isNew] = aLuns.try_emplace(target);
-            for (auto const& [lun, entry] : remotePort.mLuns)
+            if (isNew)
             {
-                isNew ? place->second.push_back(lun) : void();
+                arrangeLuns(aSurvey, target, remotePort);
+                for (auto const& [lun, entry] : remotePort.mLuns)
+                {
+                    place->second.push_back(lun);
+                }
             }
         }
     }

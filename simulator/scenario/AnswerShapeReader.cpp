@@ -124,6 +124,17 @@ void readGarbage(TomlValue const& aValue, Fault& aFault)
     aFault.mReaction.mShape.mHasGarbage = aValue.as<TomlValue::Boolean>("true or false");
 }
 
+void readZeros(TomlValue const& aValue, Fault& aFault)
+{
+    checkAllowed(aValue, {"zeros", {Content::luns, Content::response}, "sends no SCSI command"}, aFault);
+    AnswerShape& shape = aFault.mReaction.mShape;
+    shape.mHasZeros = aValue.as<TomlValue::Boolean>("true or false");
+    if (shape.mHasZeros && shape.mHasGarbage)
+    {
+        aValue.refuse("no key \"zeros\" together with \"garbage\"");
+    }
+}
+
 void readLength(TomlValue const& aValue, Fault& aFault)
 {
     aFault.mReaction.mShape.mLength =

@@ -15,6 +15,7 @@ namespace qzsim
 /// @{
 void readUntouched(tomlfile::TomlValue const& aValue, Fault& aFault);
 void readGarbage(tomlfile::TomlValue const& aValue, Fault& aFault);
+void readZeros(tomlfile::TomlValue const& aValue, Fault& aFault);
 void readLength(tomlfile::TomlValue const& aValue, Fault& aFault);
 void readEntries(tomlfile::TomlValue const& aValue, Fault& aFault);
 void readMissing(tomlfile::TomlValue const& aValue, Fault& aFault);

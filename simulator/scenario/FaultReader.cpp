@@ -236,6 +236,7 @@ constexpr Key<Fault> faultKeys[] = {
     {"list_length", Presence::optional, readListLength},
     {"length", Presence::optional, readLength},
     {"garbage", Presence::optional, readGarbage},
+    {"zeros", Presence::optional, readZeros},
     {"delay_ms", Presence::optional, readDelay},
     {"hangs", Presence::optional, readHangs},
     {"prints", Presence::optional, readPrints},
@@ -243,8 +244,8 @@ constexpr Key<Fault> faultKeys[] = {
 
 bool hasEffect(AnswerShape const& aShape)
 {
-    return aShape.mIsUntouched || aShape.mHasGarbage || aShape.mMissing != 0 || aShape.mLength ||
-           aShape.mEntries || aShape.mCount || aShape.mListLength;
+    return aShape.mIsUntouched || aShape.mHasGarbage || aShape.mHasZeros || aShape.mMissing != 0 ||
+           aShape.mLength || aShape.mEntries || aShape.mCount || aShape.mListLength;
 }
 
 bool hasEffect(Reaction const& aReaction)

@@ -130,6 +130,11 @@ void readOsDevice(TomlValue const& aValue, LunTable& aTable)
     aTable.mLunData.mDevice = readText(aValue, sizeof HBA_SCSIID::OSDeviceName - 1);
 }
 
+void readMapped(TomlValue const& aValue, LunTable& aTable)
+{
+    aTable.mLunData.mIsMapped = aValue.as<TomlValue::Boolean>("true or false");
+}
+
 constexpr Key<LunTable> lunKeys[] = {
     {"lun", Presence::required, readLun},
     {"inquiry_vendor", Presence::optional, inquiryText<&LunData::mVendor, vendorSize>},
@@ -139,6 +144,7 @@ constexpr Key<LunTable> lunKeys[] = {
     {"blocks", Presence::optional, readBlocks},
     {"os_device", Presence::optional, readOsDevice},
     {"luid", Presence::optional, readLuid},
+    {"mapped", Presence::optional, readMapped},
     {"fcp_statistics", Presence::optional,
      [](TomlValue const& aValue, LunTable& aTable)
      {

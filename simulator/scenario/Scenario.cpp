@@ -47,7 +47,7 @@ RemotePort const* remotePortNamed(HBA_WWN const& aName, Port const& aPort)
     auto const found = named(aName, aPort.mRemotePorts);
     return found == aPort.mRemotePorts.end() ? nullptr : &*found;
 }
-std::size_t numberOfMappings(Adapter const& aAdapter)
+std::size_t numberOfLuns(Adapter const& aAdapter)
 {
     std::size_t number = 0;
     for (Port const& port : aAdapter.mPorts)

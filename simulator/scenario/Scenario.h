@@ -51,6 +51,7 @@ struct LunData
     std::uint64_t mBlocks = 0x200000;
     std::optional<std::string> mDevice = std::nullopt;        ///< nothing: a generated name
     std::vector<std::uint8_t> mLuid = {};                     ///< the start of LUID in target mappings
+    bool mIsMapped = true;                                    ///< whether the target mappings have the LUN
     std::optional<Fc4Statistics> mStatistics = std::nullopt;  ///< nothing: the LUN does not support them
 };
 
@@ -105,6 +106,7 @@ struct AnswerShape
 {
     bool mIsUntouched = false;  ///< whether the call succeeds without writing into the memory of the caller
     bool mHasGarbage = false;  ///< whether the memory of the caller behind the content is filled with garbage
+    bool mHasZeros = false;    ///< whether the memory of the caller behind the content is filled with zeros
     std::uint32_t mMissing = 0;  ///< how many LUNs or boards are missing at the end of a list
     std::optional<std::uint32_t> mLength = std::nullopt;  ///< number of bytes that are written, at most
     std::optional<std::uint32_t> mEntries =
@@ -182,8 +184,8 @@ std::optional<std::size_t> indexOfPortNamed(HBA_WWN const& aName, Adapter const&
 /// @return the port with this name that the port has discovered; null when there is none
 RemotePort const* remotePortNamed(HBA_WWN const& aName, Port const& aPort);
 
-/// @return the number of target mappings of an adapter: one per LUN of each target
-std::size_t numberOfMappings(Adapter const& aAdapter);
+/// @return the number of LUNs of all targets of an adapter
+std::size_t numberOfLuns(Adapter const& aAdapter);
 
 /// @return how often the fault must strike to count as complete: once if it has no end
 std::uint32_t strikesIn(Fault const& aFault);

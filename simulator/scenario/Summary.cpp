@@ -51,7 +51,7 @@ std::string summaryOf(Adapter const& aAdapter)
     return fmt::format("{} with {}, {}, {}", inQuotes(aAdapter.mName),
                        counted(aAdapter.mPorts.size(), "port", aAdapter.mAttributes.NumberOfPorts),
                        counted(remotePorts, "remote port", reportedRemotePorts),
-                       counted(numberOfMappings(aAdapter), "LUN"));
+                       counted(numberOfLuns(aAdapter), "LUN"));
 }
 
 std::string summaryOf(EventSeries const& aSeries)
@@ -124,6 +124,7 @@ std::string additionsOf(Fault const& aFault)
             withoutLast(shape.mMissing, isDiagnostic(aFault.mCall) ? "board" : "LUN");
     text += partOf(" with the list length ", shape.mListLength) + atMost(shape.mLength, "byte", "bytes");
     text += shape.mHasGarbage ? " with garbage behind the content" : "";
+    text += shape.mHasZeros ? " with zeros behind the content" : "";
     if (reaction.mLongestDelayMs != 0)
     {
         text += reaction.mLongestDelayMs == reaction.mDelayMs
@@ -146,9 +147,9 @@ std::string summaryOf(LunData const& aData)
     std::string const statistics =
         aData.mStatistics ? fmt::format(", {}", counted(numberOfCounters(*aData.mStatistics), "counter"))
                           : "";
-    return fmt::format("{}, {}, {}, {} of {} bytes{}{}{}", inQuotes(aData.mVendor), inQuotes(aData.mProduct),
-                       inQuotes(aData.mRevision), counted(aData.mBlocks, "block"), aData.mBlockSize, device,
-                       luid, statistics);
+    return fmt::format("{}, {}, {}, {} of {} bytes{}{}{}{}", inQuotes(aData.mVendor),
+                       inQuotes(aData.mProduct), inQuotes(aData.mRevision), counted(aData.mBlocks, "block"),
+                       aData.mBlockSize, device, luid, statistics, aData.mIsMapped ? "" : ", not mapped");
 }
 
 /// @return one line for each target and LUN whose data differ from the default

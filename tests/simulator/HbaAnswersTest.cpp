@@ -70,6 +70,14 @@ TEST_F(HbaAnswers, GarbageFollowsAResponseThatEndsEarly)
     EXPECT_TRUE(isAll(garbage, luns(16), 0));
 }
 
+TEST_F(HbaAnswers, ZerosFollowAResponseThatEndsEarly)
+{
+    shape("HBA_SendReportLUNs", "length = 4\nzeros = true");
+    Bytes const response = luns(40);
+    EXPECT_EQ(response[3], 16U);
+    EXPECT_TRUE(isAll(0, response, 4));
+}
+
 TEST_F(HbaAnswers, HeaderOfReportLunsMayLie)
 {
     shape("HBA_SendReportLUNs", "list_length = 0x01020305");

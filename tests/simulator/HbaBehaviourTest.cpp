@@ -148,6 +148,20 @@ TEST_F(HbaLinuxBehaviour, AdapterWithoutPortsHasABadHandleForCommands)
     EXPECT_EQ(reportLuns(sharedTarget), badHandle);
 }
 
+TEST_F(HbaLinuxBehaviour, LunThatIsNotMappedHasNoDeviceForCommands)
+{
+    load(
+        "behaviour = \"linux\"\n[[adapter]]\nname = \"a\"\n"
+        "[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+        "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n"
+        "[[adapter.port.remote.lun]]\nlun = 0\nmapped = false\n[[adapter.port.remote.lun]]\nlun = 1\n");
+    mHandle = open("a");
+    EXPECT_EQ(inquiry(sharedTarget, 0), badLun);
+    EXPECT_EQ(inquiry(sharedTarget, qzsim::fcpLun(1, qzsim::LunAddressing::automatic, qzsim::LunStyle::scsi)),
+              ok);
+    EXPECT_EQ(reportLuns(sharedTarget), badTarget);
+}
+
 TEST_F(HbaLinuxBehaviour, UnknownTargetsInitiatorsAndLunsHaveTheSameStatus)
 {
     for (char const* const target : {initiator, "50:00:00:00:00:00:00:0f"})

@@ -76,6 +76,21 @@ TEST_F(HbaLibraryMappings, EntryNamesTheDeviceOfItsLunTable)
     EXPECT_STREQ(block.entry(3).ScsiId.OSDeviceName, "/dev/disk/by-path/fc-0x5000000000000001-lun-4");
 }
 
+TEST_F(HbaLibraryMappings, LackALunThatIsNotMapped)
+{
+    ASSERT_EQ(load("[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                   "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\nluns = 3\n"
+                   "[[adapter.port.remote.lun]]\nlun = 1\nmapped = false\n"
+                   "[[adapter.port.remote.lun]]\nlun = 2\nmapped = true\n"),
+              ok);
+    mHandle = open("a");
+    Block block(3);
+    ASSERT_EQ(mappings(block), ok);
+    ASSERT_EQ(block.number(), 2U);
+    EXPECT_EQ(block.entry(0).ScsiId.ScsiOSLun, 0U);
+    EXPECT_EQ(block.entry(1).ScsiId.ScsiOSLun, 2U);
+}
+
 TEST_F(HbaLibraryMappings, EntryHasTheScsiEncodingOfTheLun)
 {
     Block block(4);

@@ -56,6 +56,16 @@ TEST_F(HbaLibraryReportLuns, ListsTheLunsOfTheTarget)
                 ElementsAre(0, 0, 0, 16, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0x41, 44, 0, 0, 0, 0, 0, 0));
 }
 
+TEST_F(HbaLibraryReportLuns, ListsALunThatIsNotMapped)
+{
+    ASSERT_EQ(load("[[adapter]]\nname = \"a\"\n[[adapter.port]]\nport_wwn = \"10:00:00:00:00:00:00:01\"\n"
+                   "[[adapter.port.remote]]\nport_wwn = \"50:00:00:00:00:00:00:01\"\n"
+                   "[[adapter.port.remote.lun]]\nlun = 7\nmapped = false\n"),
+              ok);
+    mHandle = open("a");
+    EXPECT_THAT(response(16), ElementsAre(0, 0, 0, 8, 0, 0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0));
+}
+
 TEST_F(HbaLibraryReportLuns, DoesNotWriteTheRestOfALargerBuffer)
 {
     Bytes const bytes = response(30);

@@ -202,10 +202,26 @@ TEST(ScenarioAnswer, DelayIsANumberOrTwoInAscendingOrder)
               "bad.toml:4:9: expected true or false, found 1");
 }
 
+TEST(ScenarioAnswer, ZerosAreForScsiCommandsWithoutGarbage)
+{
+    EXPECT_TRUE(shapeWith("HBA_SendScsiInquiry", "zeros = true\n").mHasZeros);
+    EXPECT_EQ(
+        summaryOfAnswer("HBA_SendReportLUNs", "length = 12\nzeros = true\n"),
+        "call 1 of HBA_SendReportLUNs answers as usual with at most 12 bytes with zeros behind the content");
+    EXPECT_EQ(errorOfAnswer("HBA_SendReportLUNs", "zeros = true\ngarbage = true\n"),
+              "bad.toml:4:9: expected no key \"zeros\" together with \"garbage\", found a boolean");
+    EXPECT_EQ(errorOfAnswer("HBA_GetAdapterName", "zeros = true\n"),
+              "bad.toml:4:9: expected no key \"zeros\" for HBA_GetAdapterName, which sends no SCSI command, "
+              "found a "
+              "boolean");
+    EXPECT_EQ(errorOfAnswer("HBA_SendReportLUNs", "zeros = 1\n"),
+              "bad.toml:4:9: expected true or false, found 1");
+}
+
 TEST(ScenarioAnswer, FaultWithoutEffectIsRefused)
 {
-    for (char const* const line : {"garbage = false\n", "untouched = false\n", "missing = 0\n",
-                                   "hangs = false\n", "delay_ms = [0, 0]\n"})
+    for (char const* const line : {"garbage = false\n", "zeros = false\n", "untouched = false\n",
+                                   "missing = 0\n", "hangs = false\n", "delay_ms = [0, 0]\n"})
     {
         EXPECT_EQ(errorOfAnswer("HBA_SendReportLUNs", line),
                   "bad.toml:1:1: expected the key \"status\" in this [[fault]], found none");

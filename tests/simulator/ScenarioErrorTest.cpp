@@ -142,12 +142,12 @@ TEST(ScenarioError, RefusesASecondAdapterWithTheSameName)
 
 TEST(ScenarioError, RefusesAnUnknownKeyOfAFault)
 {
-    EXPECT_EQ(
-        errorOfFault("times = 3\n"),
-        "bad.toml:4:1: expected a key of [[fault]] (name, active, call, adapter, port_wwn, board, nth, "
-        "status, "
-        "result, untouched, sense_key, asc, ascq, count, entries, missing, list_length, length, garbage, "
-        "delay_ms, hangs, prints), found \"times\"");
+    EXPECT_EQ(errorOfFault("times = 3\n"),
+              "bad.toml:4:1: expected a key of [[fault]] (name, active, call, adapter, port_wwn, board, nth, "
+              "status, "
+              "result, untouched, sense_key, asc, ascq, count, entries, missing, list_length, length, "
+              "garbage, zeros, "
+              "delay_ms, hangs, prints), found \"times\"");
 }
 
 TEST(ScenarioError, ReportsAFaultWithoutCall)

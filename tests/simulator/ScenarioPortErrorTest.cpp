@@ -207,7 +207,8 @@ TEST(ScenarioPortError, RefusesAnUnknownKeyOfALun)
     EXPECT_EQ(
         errorOfRemotePort("[[adapter.port.remote.lun]]\nlun = 1\nid = 1\n"),
         "bad.toml:9:1: expected a key of [[adapter.port.remote.lun]] (lun, inquiry_vendor, inquiry_product, "
-        "inquiry_revision, block_size, blocks, os_device, luid, fcp_statistics, fcp_statistics_per_second), "
+        "inquiry_revision, block_size, blocks, os_device, luid, mapped, fcp_statistics, "
+        "fcp_statistics_per_second), "
         "found \"id\"");
 }
 
@@ -238,6 +239,12 @@ TEST(ScenarioPortError, RefusesAnOsDeviceThatIsTooLong)
     EXPECT_EQ(errorOfRemotePort("[[adapter.port.remote.lun]]\nlun = 2\nos_device = \"" + device + "\"\n"),
               "bad.toml:9:13: expected a string of at most 255 bytes without control characters, found \"" +
                   device + '"');
+}
+
+TEST(ScenarioPortError, RefusesALunWhoseMappingIsNeitherTrueNorFalse)
+{
+    EXPECT_EQ(errorOfRemotePort("[[adapter.port.remote.lun]]\nlun = 2\nmapped = 0\n"),
+              "bad.toml:9:10: expected true or false, found 0");
 }
 
 TEST(ScenarioPortError, RefusesADuplicateLun)

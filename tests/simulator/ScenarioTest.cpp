@@ -225,6 +225,17 @@ TEST(Scenario, SummaryShowsCountsThatDifferFromWhatExists)
               "0 adapters, 0 faults\n");
 }
 
+TEST(Scenario, SummaryShowsThatALunIsNotMapped)
+{
+    EXPECT_EQ(
+        summaryOf(scenarioOf("[[adapter]]\nname = \"a\"\n" + std::string(onePort) + oneRemotePort +
+                             "luns = 1\n[[adapter.port.remote.lun]]\nlun = 7\nmapped = false\n")),
+        "1 adapter, 0 faults\n"
+        "adapter: \"a\" with 1 port, 1 remote port, 2 LUNs\n"
+        "LUN 7 of 50:00:00:00:00:00:00:01: \"EXAMPLE\", \"SIMULATED DISK\", \"1.0\", 2097152 blocks of 512 "
+        "bytes, not mapped\n");
+}
+
 TEST(Scenario, SummaryShowsLunDataThatDifferFromTheDefaults)
 {
     EXPECT_EQ(

@@ -686,12 +686,32 @@ second_wwn = "10:00:00:00:c9:00:00:02"
                     self.assert_same_output(ADAPTERS + f'[[fault]]\ncall = "{call}"\nnth = 1\n{shape}\n',
                                             QZAGENT, "inventory", "--luns", "--json")
 
+    def test_gives_the_same_answers_to_inquiry_that_end_with_null_bytes(self):
+        for length in (0, 3, 4):
+            with self.subTest(length):
+                shape = f"length = {length}\nzeros = true\n"
+                self.assert_same_output(ADAPTERS + f'[[fault]]\ncall = "HBA_SendScsiInquiry"\nnth = "2-3"\n{shape}',
+                                        QZAGENT, "inventory", "--luns", "--json")
+                self.assertIn('nth = "2-3"\n' + shape, run(QZSIM, "convert", self.file).stdout)
+
     def test_gives_the_same_luns_that_are_not_reported(self):
         for missing in (1, 3, 4):
             with self.subTest(missing):
                 fault = f'[[fault]]\ncall = "HBA_SendReportLUNs"\nnth = 1\nmissing = {missing}\n'
                 self.assert_same_output(ADAPTERS.replace("luns = 4", "luns = [7, 3, 300, 0]") + fault,
                                         QZAGENT, "inventory", "--luns", "--json")
+
+    def test_gives_the_same_luns_that_are_not_mapped(self):
+        unmapped = "".join(f"        [[adapter.port.remote.lun]]\n        lun = {lun}\n        mapped = false\n"
+                           for lun in (2, 301))
+        scenario = ADAPTERS.replace("luns = 4\n", "luns = 4\n" + unmapped)
+        fault = '[[fault]]\ncall = "HBA_SendReportLUNs"\nnth = 1\nmissing = 1\n'
+        self.assert_same_output(scenario, QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual(run(QZSIM, "convert", self.file).stdout.count("mapped = false\n"), 2)
+        self.assert_same_output(scenario + fault, QZAGENT, "inventory", "--luns", "--json")
+        other = ADAPTERS.partition("    [[adapter.port]]")[2].replace("c9:00:00:01", "c9:00:00:02")
+        self.assert_same_output(scenario + "    [[adapter.port]]" + other, QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual(run(QZSIM, "convert", self.file).stdout.count("mapped = false\n"), 2)
 
     def note_of(self, scenario):
         """What the conversion says about a recording of an inventory."""
