@@ -367,6 +367,7 @@ TEST_F(HbaEvents, ForkedProcessReceivesEventsAfterItRegisters)
     EXPECT_EQ(status, 0);
     std::size_t const received = mLog.await(0).size();
     EXPECT_GT(mLog.await(received + 1).size(), received) << "the parent does not receive events any more";
+    EXPECT_EQ(mTable.RemoveCallbackHandler(mCallback), ok);
 }
 
 TEST_F(HbaEvents, EventsEndWhenTheLibraryIsUnloaded)
