@@ -254,6 +254,7 @@ TEST_F(HbaEvents, WaitDuringAPauseAndContinueAtTheirRate)
     EXPECT_EQ(mLog.await(0).size(), received);
     journal.append("0 resume");
     EXPECT_LT(mLog.await(received + 4).size(), received + 50);
+    EXPECT_EQ(mTable.RemoveCallbackHandler(mCallback), ok);
 }
 
 TEST_F(HbaEvents, EndWithTheRegistration)
