@@ -303,15 +303,29 @@ TEST(HostMetrics, KeepTheLatenciesOfATargetPortUntilItsAdapterDoesNotListIt)
     EXPECT_THAT(text, HasSubstr(latencyLine("count", 2) + "6\n"));
 }
 
-TEST(HostMetrics, LimitTheLatenciesThatNoLookFinds)
+/// @return latencies of a target port behind each of the adapters fc0, fc1 and so on
+LookTotals latenciesOfAdapters(int aCount)
 {
     LookTotals totals;
-    for (int i = 0; i < 1024; ++i)
+    for (int i = 0; i < aCount; ++i)
     {
         totals.mLatencies[{fmt::format("fc{}", i), "50:00:00:00:ab:00:00:01"}].mCount = 1;
     }
+    return totals;
+}
+
+TEST(HostMetrics, LimitTheLatenciesThatNoLookFinds)
+{
+    LookTotals totals = latenciesOfAdapters(1025);
     metricsAfter({latencyOf(answeringTarget(1))}, totals);
     EXPECT_EQ(totals.mLatencies.size(), 1U);
+}
+
+TEST(HostMetrics, CountATargetPortThatIsFoundAgainOnceTowardsTheLimit)
+{
+    LookTotals totals = latenciesOfAdapters(1024);
+    metricsAfter({latencyOf(answeringTarget(1))}, totals);
+    EXPECT_EQ(totals.mLatencies.size(), 1024U);
 }
 
 /// @return a look at an adapter with ports with these names

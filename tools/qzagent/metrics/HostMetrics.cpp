@@ -50,12 +50,11 @@ constexpr Metric portRemotePorts{"qzagent_port_remote_ports", MetricType::gauge,
                                  "Number of remote ports that the port discovered."};
 constexpr Metric portTargets{
     "qzagent_port_targets", MetricType::gauge, "target ports", labelsOfPort,
-    "Number of target ports in the adapter's mappings that the port discovered; of all "
-    "if the adapter has one port."};
+    "Number of target ports in the adapter's mappings that the port discovered. The only port of an adapter "
+    "counts all of them."};
 constexpr Metric portLuns{
     "qzagent_port_luns", MetricType::gauge, "LUNs", labelsOfPort,
-    "Number of LUNs mapped on the target ports of qzagent_port_targets, once for each of "
-    "them."};
+    "Number of LUNs mapped on the target ports of qzagent_port_targets, once for each of them."};
 constexpr Metric targetPaths{"qzagent_target_paths", MetricType::gauge, "paths", "target",
                              "Number of paths to the target."};
 constexpr Metric lunPaths{"qzagent_lun_paths", MetricType::gauge, "paths", "target, lun",
@@ -441,7 +440,7 @@ Histogram histogramOf(DocumentValue const& aLatencies)
 }
 
 /// Adds the latencies of the look. An adapter whose target ports were listed shows which of them are gone, and their
-/// latencies are forgotten. If there are too many, those that the look did not find are forgotten too.
+/// latencies are forgotten. If there are too many, those of all target ports that the look did not find are forgotten.
 /// @throws DocumentError without a change of the totals
 MetricFamilies addLatencies(nlohmann::ordered_json const& aJson, LookTotals& aTotals)
 {
@@ -459,11 +458,12 @@ MetricFamilies addLatencies(nlohmann::ordered_json const& aJson, LookTotals& aTo
         }
     }
     std::set<std::string> const complete = adaptersWith("target_ports", document);
-    bool const areTooMany = aTotals.mLatencies.size() + found.size() > mostKnown;
+    auto const isLost = [&](auto const& aKnown) { return found.count(aKnown.first) == 0; };
+    auto const lost = std::count_if(aTotals.mLatencies.begin(), aTotals.mLatencies.end(), isLost);
+    bool const areTooMany = static_cast<std::size_t>(lost) + found.size() > mostKnown;
     for (auto place = aTotals.mLatencies.begin(); place != aTotals.mLatencies.end();)
     {
-        bool const isGone =
-            found.count(place->first) == 0 && (areTooMany || complete.count(place->first.first) != 0);
+        bool const isGone = isLost(*place) && (areTooMany || complete.count(place->first.first) != 0);
         place = isGone ? aTotals.mLatencies.erase(place) : std::next(place);
     }
     for (auto const& [target, histogram] : found)
