@@ -263,6 +263,7 @@ std::string difference(RecordedCall const& aCall, Answer const& aAnswer, std::si
                                       valueOf<std::uint32_t>(simulated, "response_written"));
     return isSame ? "" : "has another response";
 }
+
 /// @return whether the answer says that the number of the last block is too large for it
 bool isOfLargeDisk(RecordedCall const& aCall, std::size_t aWritten)
 {

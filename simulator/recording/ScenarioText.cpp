@@ -360,9 +360,9 @@ private:
             {
                 addFault({aCall.mFunction, aSubject, number, number, aStatus, {}, shapeOf(mWritten)});
             }
-            else if (hasZeros(aCall))
+            else if (auto const size = sizeBeforeZeros(aCall))
             {
-                mWritten = sizeBeforeZeros(aCall);
+                mWritten = *size;
                 addFault({aCall.mFunction,
                           aSubject,
                           number,
@@ -386,35 +386,6 @@ private:
             report.mLuns.insert(lunOf(lun[0], lun[1]));
         }
         mReports.push_back(std::move(report));
-    }
-
-    /// @return the least number of bytes that a whole answer has
-    static std::size_t sizeOfAnswer(RecordedCall const& aCall)
-    {
-        constexpr std::size_t whole = 8;  // the response to READ CAPACITY, and the head of the list of LUNs
-        constexpr std::size_t wholeInquiry = 36;
-        std::size_t const room = valueOf<std::uint32_t>(aCall.mArguments, "response");
-        return std::min(room, aCall.mFunction == callForInquiry ? wholeInquiry : whole);
-    }
-
-    /// @return the number of bytes before the null bytes at the end of the answer
-    static std::size_t sizeBeforeZeros(RecordedCall const& aCall)
-    {
-        Bytes response = bytesOf(aCall.mResults, "response");
-        response.resize(std::min(response.size(), sizeOfAnswer(aCall)));
-        while (!response.empty() && response.back() == 0)
-        {
-            response.pop_back();
-        }
-        return response.size();
-    }
-
-    /// @return whether the library has filled the buffer with null bytes from the additional length of INQUIRY on
-    static bool hasZeros(RecordedCall const& aCall)
-    {
-        constexpr std::size_t additionalLength = 4;
-        return aCall.mFunction == callForInquiry && sizeOfAnswer(aCall) > additionalLength &&
-               sizeBeforeZeros(aCall) <= additionalLength;
     }
 
     static std::string shapeOf(std::size_t aWritten)

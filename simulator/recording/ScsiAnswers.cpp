@@ -15,6 +15,7 @@ constexpr std::size_t sizeOfLun = 8;
 constexpr std::size_t headOfLuns = 8;
 constexpr std::size_t sizeOfInquiry = 36;
 constexpr std::size_t sizeOfCapacity = 8;
+constexpr std::size_t additionalLength = 4;  // its place in the response to INQUIRY
 
 std::size_t numberIn(Bytes const& aBytes)
 {
@@ -29,7 +30,6 @@ std::size_t numberIn(Bytes const& aBytes)
 /// The vendor, product and revision have blanks or null bytes at their ends. Programs take only null bytes for no answer.
 Json contentOfInquiry(Bytes aResponse, std::size_t aWritten)
 {
-    constexpr std::size_t additionalLength = 4;
     constexpr std::size_t texts = 8;
     aResponse.resize(std::min(aWritten, sizeOfInquiry));
     aResponse.resize(sizeOfInquiry);
@@ -48,6 +48,30 @@ bool sendsScsiCommand(RecordedCall const& aCall)
                             valueOf<std::uint32_t>(aCall.mArguments, "page") == 0;
     return aCall.mFunction == reportLuns || aCall.mFunction == readCapacity ||
            (aCall.mFunction == inquiry && isStandard);
+}
+
+std::size_t sizeOfAnswer(RecordedCall const& aCall)
+{
+    std::size_t const room = valueOf<std::uint32_t>(aCall.mArguments, "response");
+    return std::min(room, aCall.mFunction == inquiry      ? sizeOfInquiry
+                          : aCall.mFunction == reportLuns ? headOfLuns
+                                                          : sizeOfCapacity);
+}
+
+std::optional<std::size_t> sizeBeforeZeros(RecordedCall const& aCall)
+{
+    std::size_t const size = sizeOfAnswer(aCall);
+    if (aCall.mFunction != inquiry || size <= additionalLength)
+    {
+        return {};
+    }
+    Bytes response = bytesOf(aCall.mResults, "response");
+    response.resize(std::min(response.size(), size));
+    while (!response.empty() && response.back() == 0)
+    {
+        response.pop_back();
+    }
+    return response.size() <= additionalLength ? std::optional(response.size()) : std::nullopt;
 }
 
 std::size_t WrittenSizes::of(RecordedCall const& aCall)

@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "simulator/recording/Members.h"
 #include "simulator/recording/Recording.h"
@@ -13,6 +15,15 @@ namespace qzsim
 {
 /// @return whether the function sends REPORT LUNS, INQUIRY for the standard data, or READ CAPACITY
 bool sendsScsiCommand(RecordedCall const& aCall);
+
+/// @param aCall sends a SCSI command
+/// @return the least number of bytes of a whole response, or the size of the buffer if that is smaller
+std::size_t sizeOfAnswer(RecordedCall const& aCall);
+
+/// @param aCall sends a SCSI command
+/// @return the number of bytes before the null bytes that a library has put from the additional length of INQUIRY on;
+///         none for another response
+std::optional<std::size_t> sizeBeforeZeros(RecordedCall const& aCall);
 
 /// Finds how many bytes of each response the library has written.
 class WrittenSizes

@@ -232,20 +232,21 @@ int record(CLI::App& aParser, int aCount, char** aArguments)
         acceptSignals();  // the replacement of names can take long
     }
     thread.finish();
+    if (file.hasPackets())
+    {
+        return statusAfter(options, outcome);
+    }
+    ::unlink(options.mFile.c_str());
     if (outcome.mError != 0)
     {
-        ::unlink(options.mFile.c_str());
+        return statusAfter(options, outcome);
     }
-    else if (!file.hasPackets())
-    {
-        fmt::print(stderr,
-                   "qzsim: nothing was recorded: the program opened no library of HBAs and no diagnostic "
-                   "library, or "
-                   "it did so with the rights of another user\n");
-        int const status = endLike(outcome);
-        return status == good ? nothingRecorded : status;
-    }
-    return statusAfter(options, outcome);
+    fmt::print(
+        stderr,
+        "qzsim: nothing was recorded: the program opened no library of HBAs and no diagnostic library, "
+        "or it did so with the rights of another user\n");
+    int const status = endLike(outcome);
+    return status == good ? nothingRecorded : status;
 }
 
 /// Reads a recording, and reports damage.
@@ -290,7 +291,7 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
     if (fs::exists(options.mFile) && !fs::is_regular_file(options.mFile))
     {
         throw RecordingError(fmt::format(
-            "cannot read {}: it is no regular file, and each process of the program reads the recording",
+            "cannot read {}: it is not a regular file, and each process of the program reads the recording",
             tomlfile::inQuotes(options.mFile)));
     }
     Recording recording = recordingOf(options.mFile);

@@ -168,11 +168,12 @@ class Recording(Recorded):
         self.assertEqual((result.returncode, result.stderr), (2, f'qzsim: cannot write "{self.file}": File exists\n'))
         self.assertEqual(self.file.read_text(encoding="ascii"), "mine")
 
-    def test_of_a_program_without_libraries_says_so(self):
+    def test_of_a_program_without_libraries_says_so_and_leaves_no_file(self):
         result = run(QZSIM, "record", "--output", self.file, "--", "true")
         self.assertEqual((result.returncode, result.stderr),
                          (1, "qzsim: nothing was recorded: the program opened no library of HBAs and no diagnostic "
                           "library, or it did so with the rights of another user\n"))
+        self.assertFalse(self.file.exists())
 
     def test_of_a_program_that_cannot_be_run_leaves_no_file(self):
         result = run(QZSIM, "record", "--output", self.file, "--", self.folder / "absent")
@@ -369,7 +370,7 @@ class Replay(Recorded):
         self.record(ADAPTERS, QZAGENT, "ports")
         result = run("sh", "-c", f'cat {self.file} | "$0" replay /dev/stdin -- true', QZSIM)
         self.assertEqual((result.returncode, result.stderr),
-                         (2, 'qzsim: cannot read "/dev/stdin": it is no regular file, and each process of the program '
+                         (2, 'qzsim: cannot read "/dev/stdin": it is not a regular file, and each process of the program '
                           'reads the recording\n'))
 
     def test_of_a_big_endian_recording_gives_the_same_answers(self):
