@@ -146,7 +146,7 @@ std::size_t EventColumns::kindOf(Kind const& aKind)
     return found->second;
 }
 
-/// Adds the difference from the time before of the same source, since sources may have different clocks. Its sign is the
+/// Adds the difference from the previous time of the same source, since sources may have different clocks. Its sign is the
 /// lowest bit, so that small differences have few bytes.
 void EventColumns::addTime(std::size_t aSource, std::optional<pcapng::Time> aTime)
 {

@@ -110,7 +110,7 @@ public:
         }
     }
 
-    Json take() { return std::exchange(mLook, nullptr); }
+    Json const& look() const { return mLook; }
 
 private:
     void addPort(Json const& aPort)
@@ -188,7 +188,7 @@ nlohmann::ordered_json ReportInputs::latencyLooks() const
         {
             joined.add(looks[i]);
         }
-        joinedLooks.push_back(joined.take());
+        joinedLooks.push_back(joined.look());
     }
     return joinedLooks;
 }

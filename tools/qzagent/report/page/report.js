@@ -624,7 +624,7 @@
   }
 
   /**
-   * Seconds since the first time, which has nanoseconds. A difference is from the time before of the same source, and has
+   * Seconds since the first time, which has nanoseconds. A difference is from the previous time of the same source, and has
    * its sign in the lowest bit.
    */
   function timesOf(base64, sourceOf, numberOfSources, count, firstTime) {
