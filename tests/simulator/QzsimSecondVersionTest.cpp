@@ -85,7 +85,7 @@ TEST_F(QzsimSecondVersion, UnmodifiedProgramReceivesEventsOfPortsAndTargets)
 {
     EXPECT_THAT(
         run({std::string("watchPort=") + onlyPort, "await=1", "unwatch",
-             std::string("watchTargets=") + onlyPort, "await=2", "unwatch", "free"}),
+             std::string("watchTargets=") + onlyPort, "await=1", "unwatch", "free"}),
         HasSubstr("watch port: 0\nport event: 204 of 1, fabric port 010203\nevents: all\nunwatch: 0\n"
                   "watch targets: 0\ntarget event: 401 of 2 at 1\nevents: all\nunwatch: 0\nfree: 0\n"));
 }

@@ -230,17 +230,20 @@ void printFcpStatistics(std::string const& aLun)
     std::printf("FCP statistics: %u, %lld\n", status, static_cast<long long>(statistics.InputRequests));
 }
 
+constexpr std::size_t lineSize = 128;
+
 std::mutex gEventMutex;
 std::condition_variable gEventArrived;
-int gEvents = 0;
+std::vector<std::string> gEvents;
 HBA_CALLBACKHANDLE gCallback = nullptr;
 HBA_CALLBACKHANDLE gNewAdaptersCallback = nullptr;
 char gLinkBuffer[4] = {};
 
-void countEvent()
+/// Keeps the line for the step that waits for it. Printed at once, it could come before the line of the registration.
+void addEvent(char const* aLine)
 {
     std::lock_guard const lock(gEventMutex);
-    ++gEvents;
+    gEvents.emplace_back(aLine);
     gEventArrived.notify_all();
 }
 
@@ -249,29 +252,35 @@ unsigned int endOf(HBA_WWN const& aName) { return aName.wwn[7]; }
 
 void onAdapterEvent(void* aData, HBA_WWN aPort, HBA_UINT32 aType)
 {
-    std::printf("%s: %03x of %u\n", static_cast<char const*>(aData), aType, endOf(aPort));
-    countEvent();
+    char line[lineSize];
+    std::snprintf(line, sizeof line, "%s: %03x of %u\n", static_cast<char const*>(aData), aType,
+                  endOf(aPort));
+    addEvent(line);
 }
 
 void onPortEvent(void* aData, HBA_WWN aPort, HBA_UINT32 aType, HBA_UINT32 aFabricPortId)
 {
-    std::printf("%s: %03x of %u, fabric port %06x\n", static_cast<char const*>(aData), aType, endOf(aPort),
-                aFabricPortId);
-    countEvent();
+    char line[lineSize];
+    std::snprintf(line, sizeof line, "%s: %03x of %u, fabric port %06x\n", static_cast<char const*>(aData),
+                  aType, endOf(aPort), aFabricPortId);
+    addEvent(line);
 }
 
 void onTargetEvent(void* aData, HBA_WWN aPort, HBA_WWN aTarget, HBA_UINT32 aType)
 {
-    std::printf("%s: %03x of %u at %u\n", static_cast<char const*>(aData), aType, endOf(aTarget),
-                endOf(aPort));
-    countEvent();
+    char line[lineSize];
+    std::snprintf(line, sizeof line, "%s: %03x of %u at %u\n", static_cast<char const*>(aData), aType,
+                  endOf(aTarget), endOf(aPort));
+    addEvent(line);
 }
 
 void onLinkEvent(void* aData, HBA_WWN aAdapter, HBA_UINT32 aType, void* aBuffer, HBA_UINT32 aSize)
 {
-    std::printf("%s: %03x of %u, %u bytes, first %u\n", static_cast<char const*>(aData), aType,
-                endOf(aAdapter), aSize, static_cast<unsigned int>(*static_cast<unsigned char*>(aBuffer)));
-    countEvent();
+    char line[lineSize];
+    std::snprintf(line, sizeof line, "%s: %03x of %u, %u bytes, first %u\n", static_cast<char const*>(aData),
+                  aType, endOf(aAdapter), aSize,
+                  static_cast<unsigned int>(*static_cast<unsigned char*>(aBuffer)));
+    addEvent(line);
 }
 
 char* dataNamed(char const* aText)
@@ -305,9 +314,14 @@ void watchTargets(std::string const& aPort)
 void awaitEvents(std::string const& aNumber)
 {
     constexpr std::chrono::seconds longest(20);
-    int const number = std::stoi(aNumber);
+    std::size_t const number = std::stoul(aNumber);
     std::unique_lock lock(gEventMutex);
-    bool const isThere = gEventArrived.wait_for(lock, longest, [number] { return gEvents >= number; });
+    bool const isThere = gEventArrived.wait_for(lock, longest, [number] { return gEvents.size() >= number; });
+    for (std::string const& event : gEvents)
+    {
+        std::fputs(event.c_str(), stdout);
+    }
+    gEvents.clear();
     std::printf("events: %s\n", isThere ? "all" : "missing");
 }
 
