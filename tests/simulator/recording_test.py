@@ -702,6 +702,19 @@ second_wwn = "10:00:00:00:c9:00:00:02"
                 self.assert_same_output(ADAPTERS.replace("luns = 4", "luns = [7, 3, 300, 0]") + fault,
                                         QZAGENT, "inventory", "--luns", "--json")
 
+    def test_gives_the_same_luns_of_a_report_that_was_not_written_whole(self):
+        for length in (8, 20, 24, 39):
+            with self.subTest(length):
+                fault = f'call = "HBA_SendReportLUNs"\nadapter = "example-fc-0"\n' \
+                        f'port_wwn = "50:00:00:00:ab:00:00:01"\nnth = 1\nlength = {length}\n'
+                self.assert_same_output(f"{ADAPTERS}[[fault]]\n{fault}", QZAGENT, "inventory", "--luns", "--json")
+                self.assertIn(fault, run(QZSIM, "convert", self.file).stdout)
+
+    def test_gives_the_same_luns_if_the_first_room_for_them_is_too_small(self):
+        self.assert_same_output(ADAPTERS.replace("luns = 4", "luns = 513"), QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual([call["arguments"]["response"] for call in self.calls("HBA_SendReportLUNs")], [4104, 4112])
+        self.assertNotIn("fault", run(QZSIM, "convert", self.file).stdout)
+
     def test_gives_the_same_luns_that_are_not_mapped(self):
         unmapped = "".join(f"        [[adapter.port.remote.lun]]\n        lun = {lun}\n        mapped = false\n"
                            for lun in (2, 301))
