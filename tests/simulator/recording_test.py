@@ -6,6 +6,7 @@ import os
 import pathlib
 import pty
 import re
+import select
 import signal
 import struct
 import subprocess
@@ -526,20 +527,23 @@ count = 3
 
     def start_on_terminal(self, *command):
         """Returns the process and the other side of the terminal that has its standard error."""
-        terminal, theirs = pty.openpty()
-        self.addCleanup(os.close, terminal)
+        terminal, theirs = (open(side, "r+b", buffering=0) for side in pty.openpty())
+        self.addCleanup(terminal.close)
+        self.addCleanup(theirs.close)
         termios.tcflow(theirs, termios.TCOOFF)  # who writes must wait
         process = subprocess.Popen(self.command(self.SCENARIO, *command), stdout=subprocess.DEVNULL, stderr=theirs)
         self.addCleanup(process.wait, PATIENCE)
         self.addCleanup(process.kill)
-        self.addCleanup(os.close, theirs)
         return process, terminal, theirs
 
     def test_terminal_shows_the_progress_of_the_replacement_and_erases_it(self):
         process, terminal, theirs = self.start_on_terminal(QZAGENT, "ports")
         termios.tcflow(theirs, termios.TCOON)
         self.assertEqual(process.wait(PATIENCE), 0)
-        self.assertRegex(os.read(terminal, 4096).decode(), r"^\r\x1b\[Kqzsim: replacing names: 0 %.*\r\x1b\[K$")
+        shown = b""
+        while not shown.endswith(b"%\r\x1b[K") and select.select([terminal], [], [], PATIENCE)[0]:
+            shown += terminal.read(4096)
+        self.assertRegex(shown.decode(), r"^\r\x1b\[Kqzsim: replacing names: 0 %.*\r\x1b\[K$")
 
     def test_replacement_can_be_interrupted(self):
         ended = self.folder / "ended"
