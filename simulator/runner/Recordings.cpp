@@ -56,7 +56,7 @@ private:
     std::string const mUsage;
 };
 
-/// Shows on a terminal how much of the replacement of names is done.
+/// Shows on a terminal how much of the replacement of names is done. The recording is written even if the terminal is gone.
 class ProgressLine
 {
 public:
@@ -65,7 +65,7 @@ public:
     {
         if (mShown)
         {
-            fmt::print(stderr, "\r\x1b[K");
+            std::fputs("\r\x1b[K", stderr);
         }
     }
     ProgressLine(ProgressLine const&) = delete;
@@ -77,7 +77,7 @@ public:
         auto const now = std::chrono::steady_clock::now();
         if (mIsTerminal && (!mShown || now - *mShown >= interval))
         {
-            fmt::print(stderr, "\r\x1b[Kqzsim: replacing names: {:.0f} %", 100 * aPart);
+            std::fprintf(stderr, "\r\x1b[Kqzsim: replacing names: %.0f %%", 100 * aPart);
             mShown = now;
         }
     }

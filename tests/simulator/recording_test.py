@@ -545,6 +545,22 @@ count = 3
             shown += terminal.read(4096)
         self.assertRegex(shown.decode(), r"^\r\x1b\[Kqzsim: replacing names: 0 %.*\r\x1b\[K$")
 
+    def test_recording_is_whole_if_the_terminal_goes_away(self):
+        threads = self.folder / "threads"
+        process, terminal, _ = self.start_on_terminal("sh", "-c", f'ls /proc/$PPID/task > {threads}; exec "$0" ports',
+                                                      QZAGENT)
+        folder = pathlib.Path("/proc", str(process.pid))
+        deadline = time.monotonic() + PATIENCE
+        # The thread that writes the recording has ended, and the other one waits for the terminal.
+        while not (threads.exists()
+                   and set(os.listdir(folder / "task")) < set(threads.read_text(encoding="ascii").split())
+                   and ") S " in (folder / "stat").read_text(encoding="ascii")):
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        terminal.close()
+        self.assertEqual(process.wait(PATIENCE), 0)
+        self.assertGreater(len(self.calls("HBA_GetAdapterPortAttributes")), 0)
+
     def test_replacement_can_be_interrupted(self):
         ended = self.folder / "ended"
         process, _, _ = self.start_on_terminal("sh", "-c", f'"$0" ports; touch {ended}', QZAGENT)
