@@ -20,6 +20,8 @@
 #include "simulator/recording/Player.h"
 #include "simulator/recording/Recording.h"
 #include "simulator/recording/RecordingFile.h"
+#include "simulator/recording/ScenarioCheck.h"
+#include "simulator/recording/ScenarioText.h"
 #include "simulator/recording/Values.h"
 #include "tests/simulator/Qzsim.h"
 #include "tests/support/Process.h"
@@ -288,6 +290,57 @@ TEST_F(RecordingReplay, HasTheReasonWhyALibraryDoesNotLoad)
 TEST_F(RecordingReplay, SendsNoEventToAForkedProcess)
 {
     expectDiagnosticReplay({"init", "quazor=0", "events=3", "fork", "free"});
+}
+
+/// A scenario of a recording with calls for the adapter "a", which has a target with LUN 0.
+class ConvertedCalls : public RecordingReplay
+{
+protected:
+    using Json = qzsim::Json;
+
+    void add(char const* aFunction, std::uint32_t aReturned, Json const& aArguments,
+             Json const& aResults = Json::object())
+    {
+        std::vector<std::uint8_t> const content = Json::to_cbor(
+            {{"call", aFunction}, {"returns", aReturned}, {"arguments", aArguments}, {"results", aResults}});
+        mRecording.add({++mTime, "/lib/a.so", {content.data(), content.size()}});
+    }
+
+    void open(std::uint32_t aHandle) { add("HBA_OpenAdapter", aHandle, {{"name", "a"}}); }
+
+    /// Adds calls that show a port and the target.
+    void addTarget(std::uint32_t aHandle)
+    {
+        add("HBA_GetAdapterPortAttributes", HBA_STATUS_ERROR, {{"handle", aHandle}, {"port", 0}});
+        Json const entry{{"fcp", {{"port_wwn", target}}}};
+        add("HBA_GetFcpTargetMapping", HBA_STATUS_ERROR_MORE_DATA, {{"handle", aHandle}, {"mappings", 0}},
+            {{"count", 1}, {"mappings", Json::array({entry})}});
+    }
+
+    /// @return what differs in the scenario
+    std::vector<std::string> differences()
+    {
+        mRecording.flush();
+        qzsim::Recording const recording = qzsim::Recording::ofFile(mFile);
+        return qzsim::differencesOf(recording, qzsim::scenarioOf(recording));
+    }
+
+    Json const target = Json::binary({0x50, 0, 0, 0, 0, 0, 0, 2});
+
+private:
+    qzsim::RecordingFile mRecording{mFile, qzsim::sectionOfHost()};
+    std::uint64_t mTime = 1'000'000'000;
+};
+
+TEST_F(ConvertedCalls, HaveTheSameAnswersAfterALibraryThatLoadedAtTheThirdAttempt)
+{
+    for (HBA_STATUS const status : {HBA_STATUS_ERROR, HBA_STATUS_ERROR_BUSY, HBA_STATUS_OK})
+    {
+        add("HBA_LoadLibrary", status, Json::object());
+    }
+    open(1);
+    addTarget(1);
+    EXPECT_THAT(differences(), testing::IsEmpty());
 }
 
 class RareCalls : public RecordingReplay
