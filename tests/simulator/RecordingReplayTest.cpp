@@ -171,6 +171,12 @@ TEST(SpeedOfAReplay, LimitsDelaysToAboutThirtyYears)
 
 TEST(SpeedOfAReplay, RemovesDelaysIfItIsZero) { EXPECT_EQ(qzsim::scaledTime(1000, 0).count(), 0); }
 
+TEST(DescriptionOfARecordedCall, HasNoControlCharacters)
+{
+    EXPECT_EQ(qzsim::describeCall("f\x1b", {{"\x1b[31mred", "\x1b[32m"}}),
+              "f\\u001B(\\u001B[31mred \"\\u001b[32m\")");
+}
+
 /// Writes calls without arguments that take no time.
 /// @param aCalls thread and function
 void writeRecording(std::string const& aPath, std::vector<std::pair<int, char const*>> const& aCalls)
