@@ -85,7 +85,7 @@ std::string describeValue(Json const& aValue)
     {
         hexadecimal += fmt::format("{:02x}", byte);
     }
-    return hexadecimal;
+    return hexadecimal.empty() ? "0" : hexadecimal;  // zero bytes at the end are not recorded
 }
 }  // namespace
 

@@ -177,6 +177,13 @@ TEST(DescriptionOfARecordedCall, HasNoControlCharacters)
               "f\\u001B(\\u001B[31mred \"\\u001b[32m\")");
 }
 
+TEST(DescriptionOfARecordedCall, HasANumberForBytesThatAreZero)
+{
+    // Zero bytes at the end are not recorded.
+    EXPECT_EQ(qzsim::describeCall("f", {{"lun", qzsim::Json::binary({})}}), "f(lun 0)");
+    EXPECT_EQ(qzsim::describeCall("f", {{"lun", qzsim::Json::binary({0, 7})}}), "f(lun 0007)");
+}
+
 /// Writes calls without arguments that take no time.
 /// @param aCalls thread and function
 void writeRecording(std::string const& aPath, std::vector<std::pair<int, char const*>> const& aCalls)
