@@ -356,7 +356,6 @@ private:
         }
         else if (sendsScsiCommand(aCall))
         {
-            mWritten = mSizes.of(aCall);
             if (mWritten < sizeOfAnswer(aCall))
             {
                 addFault({aCall.mFunction, aSubject, number, number, aStatus, {}, shapeOf(mWritten)});
@@ -436,6 +435,10 @@ private:
 
     void take(RecordedCall const& aCall)
     {
+        if (sendsScsiCommand(aCall))
+        {
+            mWritten = mSizes.of(aCall);  // a failed call leaves bytes in the buffer too
+        }
         std::uint32_t const returned = aCall.mReturned.value_or(0);
         if (aCall.mFunction == "HBA_OpenAdapter")
         {
@@ -561,7 +564,7 @@ private:
     std::vector<SeenFault> mFaults;
     std::vector<SeenReport> mReports;
     WrittenSizes mSizes;
-    std::size_t mWritten = 0;  ///< of the last answer to a SCSI command
+    std::size_t mWritten = 0;  ///< of the last response to a SCSI command
 };
 
 Bytes unitOf(HBA_FCPSCSIENTRY const& aEntry)

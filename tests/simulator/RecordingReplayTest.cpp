@@ -356,6 +356,20 @@ TEST_F(ConvertedCalls, HaveTheSameAnswersAfterALibraryThatLoadedAtTheThirdAttemp
     EXPECT_THAT(differences(), testing::IsEmpty());
 }
 
+TEST_F(ConvertedCalls, HaveTheSameAnswersAfterAFailedOneWhoseBytesAreStillInTheBuffer)
+{
+    open(1);
+    addTarget(1);
+    std::vector<std::uint8_t> response(36, 'x');
+    response[0] = 0;
+    response[4] = 31;
+    Json const arguments{{"handle", 1}, {"target", target}, {"lun", Json::binary({})}, {"response", 36}};
+    add("HBA_SendScsiInquiry", HBA_STATUS_ERROR, arguments, {{"response", Json::binary(response)}});
+    add("HBA_SendScsiInquiry", HBA_STATUS_OK, arguments,
+        {{"response", Json::binary(response)}, {"response_written", 5}});
+    EXPECT_THAT(differences(), testing::IsEmpty());
+}
+
 class RareCalls : public RecordingReplay
 {
 protected:
