@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -288,7 +289,9 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
                      "Accept calls only in the order of the recording");
     parse(aParser, options, aCount, aArguments);
 
-    if (fs::exists(options.mFile) && !fs::is_regular_file(options.mFile))
+    std::error_code error;  // Recording::ofFile() reports it
+    fs::file_status const status = fs::status(options.mFile, error);
+    if (fs::exists(status) && !fs::is_regular_file(status))
     {
         throw RecordingError(fmt::format(
             "cannot read {}: it is not a regular file, and each process of the program reads the recording",

@@ -374,6 +374,13 @@ class Replay(Recorded):
                          (2, 'qzsim: cannot read "/dev/stdin": it is not a regular file, and each process of the program '
                           'reads the recording\n'))
 
+    def test_says_why_a_file_cannot_be_found(self):
+        loop = self.folder / "loop\x1b"
+        loop.symlink_to(loop)
+        result = run(QZSIM, "replay", loop, "--", "true")
+        self.assertEqual((result.returncode, result.stderr),
+                         (2, f'qzsim: cannot read "{self.folder}/loop\\u001B": Too many levels of symbolic links\n'))
+
     def test_of_a_big_endian_recording_gives_the_same_answers(self):
         recorded = self.record(ADAPTERS, QZAGENT, "inventory", "--luns", "--json")
         self.file.write_bytes(swapped(self.file.read_bytes()))
