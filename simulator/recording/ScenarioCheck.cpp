@@ -7,7 +7,10 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <string>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 #include <hbaapi.h>
@@ -42,6 +45,9 @@ Json recordedForm(Value aValue)
     return readCbor(writer.content()).value_or(Json());
 }
 
+/// A LUN of a target of an adapter.
+using Unit = std::tuple<std::string, Bytes, Bytes>;
+
 /// Performs recorded calls in the simulation.
 class Rehearsal
 {
@@ -67,14 +73,35 @@ public:
         {
             return open(aCall);
         }
-        auto const handle =
-            mHandles.find({aCall.mLibrary, valueOf<std::uint32_t>(aCall.mArguments, "handle")});
-        return handle == mHandles.end() || !aCall.mArguments.contains("handle")
-                   ? std::nullopt
-                   : query(aCall, handle->second);
+        auto const open = openFor(aCall);
+        return open == mOpen.end() ? std::nullopt : query(aCall, open->second.mHandle);
+    }
+
+    /// @param aCall has an answer
+    /// @return the name of the adapter and the bytes of the target and the LUN
+    Unit unitOf(RecordedCall const& aCall) const
+    {
+        return {openFor(aCall)->second.mName, bytesOf(aCall.mArguments, "target"),
+                bytesOf(aCall.mArguments, "lun")};
     }
 
 private:
+    /// An adapter that the program has opened.
+    struct Open
+    {
+        HBA_HANDLE mHandle;  ///< in the simulation
+        std::string mName;
+    };
+    using Opens = std::map<std::pair<std::string, std::uint32_t>, Open>;  ///< by library and recorded handle
+
+    /// @return the adapter that the call is for; the end if there is none
+    Opens::const_iterator openFor(RecordedCall const& aCall) const
+    {
+        return aCall.mArguments.contains("handle")
+                   ? mOpen.find({aCall.mLibrary, valueOf<std::uint32_t>(aCall.mArguments, "handle")})
+                   : mOpen.end();
+    }
+
     /// An adapter with the empty name has another one in the scenario.
     std::optional<Answer> open(RecordedCall const& aCall)
     {
@@ -83,7 +110,7 @@ private:
         std::uint32_t const recorded = aCall.mReturned.value_or(HBA_HANDLE_INVALID);
         if (recorded != HBA_HANDLE_INVALID)
         {
-            mHandles[{aCall.mLibrary, recorded}] = handle;
+            mOpen[{aCall.mLibrary, recorded}] = {handle, name};
         }
         bool const isSame = (handle == HBA_HANDLE_INVALID) == (recorded == HBA_HANDLE_INVALID);
         return Answer{isSame ? recorded : handle, Json::object()};
@@ -191,7 +218,7 @@ private:
     static constexpr std::uint8_t unwritten = 0xdb;
 
     HbaSimulation mSimulation;
-    std::map<std::pair<std::string, std::uint32_t>, HBA_HANDLE> mHandles;  ///< by library and recorded handle
+    Opens mOpen;
 };
 
 Json valueIn(Json const& aObject, char const* aName)
@@ -291,7 +318,7 @@ std::vector<std::string> differencesOf(Recording const& aRecording, std::string 
         std::string mFirst;
     };
     std::map<std::string, Found> functions;
-    std::set<Json> largeDisks;
+    std::set<Unit> largeDisks;
     WrittenSizes sizes;
     std::vector<RecordedCall> const& calls = aRecording.calls();
     auto const loads =
@@ -309,7 +336,7 @@ std::vector<std::string> differencesOf(Recording const& aRecording, std::string 
         }
         if (isOfLargeDisk(call, written))
         {
-            largeDisks.insert(call.mArguments);
+            largeDisks.insert(rehearsal.unitOf(call));
         }
         Found& found = functions[call.mFunction];
         ++found.mCalls;

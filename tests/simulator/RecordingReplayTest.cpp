@@ -370,6 +370,20 @@ TEST_F(ConvertedCalls, HaveTheSameAnswersAfterAFailedOneWhoseBytesAreStillInTheB
     EXPECT_THAT(differences(), testing::IsEmpty());
 }
 
+TEST_F(ConvertedCalls, CountALargeDiskOnceHoweverItIsRead)
+{
+    open(1);
+    addTarget(1);
+    open(2);
+    for (std::uint32_t const handle : {1, 2})
+    {
+        add("HBA_SendReadCapacity", HBA_STATUS_OK,
+            {{"handle", handle}, {"target", target}, {"lun", Json::binary({})}, {"response", 7 + handle}},
+            {{"response", Json::binary({0xff, 0xff, 0xff, 0xff, 0, 0, 2})}});
+    }
+    EXPECT_THAT(differences(), testing::ElementsAre(testing::StartsWith("the sizes of 1 LUNs are not")));
+}
+
 class RareCalls : public RecordingReplay
 {
 protected:
