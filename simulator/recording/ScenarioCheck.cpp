@@ -106,8 +106,12 @@ private:
     std::optional<Answer> open(RecordedCall const& aCall)
     {
         std::string const name = textOfValue(aCall.mArguments, "name");
-        HBA_HANDLE const handle = mSimulation.openAdapter(name.c_str());
         std::uint32_t const recorded = aCall.mReturned.value_or(HBA_HANDLE_INVALID);
+        if (auto const former = mOpen.find({aCall.mLibrary, recorded}); former != mOpen.end())
+        {
+            mSimulation.closeAdapter(former->second.mHandle);  // its handles are limited
+        }
+        HBA_HANDLE const handle = mSimulation.openAdapter(name.c_str());
         if (recorded != HBA_HANDLE_INVALID)
         {
             mOpen[{aCall.mLibrary, recorded}] = {handle, name};

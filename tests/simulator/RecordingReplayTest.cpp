@@ -384,6 +384,14 @@ TEST_F(ConvertedCalls, CountALargeDiskOnceHoweverItIsRead)
     EXPECT_THAT(differences(), testing::ElementsAre(testing::StartsWith("the sizes of 1 LUNs are not")));
 }
 
+TEST_F(ConvertedCalls, HaveTheSameAnswersIfAnAdapterIsOpenedAgainWithTheSameHandle)
+{
+    open(1);
+    open(1);
+    addTarget(1);
+    EXPECT_THAT(differences(), testing::IsEmpty());
+}
+
 class RareCalls : public RecordingReplay
 {
 protected:
