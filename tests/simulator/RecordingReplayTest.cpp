@@ -330,13 +330,16 @@ protected:
             {{"count", 1}, {"mappings", Json::array({entry})}});
     }
 
-    /// @return what differs in the scenario
-    std::vector<std::string> differences()
+    qzsim::Recording recording()
     {
         mRecording.flush();
-        qzsim::Recording const recording = qzsim::Recording::ofFile(mFile);
-        return qzsim::differencesOf(recording, qzsim::scenarioOf(recording));
+        return qzsim::Recording::ofFile(mFile);
     }
+
+    std::string scenario() { return qzsim::scenarioOf(recording()); }
+
+    /// @return what differs in the scenario
+    std::vector<std::string> differences() { return qzsim::differencesOf(recording(), scenario()); }
 
     Json const target = Json::binary({0x50, 0, 0, 0, 0, 0, 0, 2});
 
@@ -390,6 +393,42 @@ TEST_F(ConvertedCalls, HaveTheSameAnswersIfAnAdapterIsOpenedAgainWithTheSameHand
     open(1);
     addTarget(1);
     EXPECT_THAT(differences(), testing::IsEmpty());
+}
+
+class ConvertedReports : public ConvertedCalls
+{
+protected:
+    void SetUp() override
+    {
+        open(1);
+        addTarget(1);
+    }
+
+    /// Adds a call that gets the numbers of two LUNs, as far as there is room.
+    void addReport(std::uint8_t aFirst, std::uint8_t aSecond, std::size_t aRoom)
+    {
+        std::vector<std::uint8_t> list{0, 0, 0, 16, 0, 0, 0, 0, 0, aFirst, 0, 0, 0, 0, 0, 0, 0, aSecond};
+        list.resize(aRoom);
+        add("HBA_SendReportLUNs", HBA_STATUS_OK, {{"handle", 1}, {"target", target}, {"response", aRoom}},
+            {{"response", Json::binary(list)}});
+    }
+};
+
+TEST_F(ConvertedReports, HaveAllLunsOfAWholeListBeforeACutOne)
+{
+    for (std::size_t const room : {24, 16, 8})
+    {
+        addReport(0, 1, room);
+    }
+    EXPECT_THAT(differences(), testing::IsEmpty());
+}
+
+TEST_F(ConvertedReports, HaveTheLunsOfACutListIfThereIsNoWholeOne)
+{
+    addReport(5, 6, 16);
+    addReport(5, 6, 8);
+    EXPECT_THAT(scenario(), testing::HasSubstr("lun = 5\nmapped = false\n"));
+    EXPECT_THAT(scenario(), testing::Not(testing::HasSubstr("lun = 6\n")));
 }
 
 class RareCalls : public RecordingReplay
