@@ -340,22 +340,9 @@ BlockReader::Candidate BlockReader::blockAt(std::size_t aPlace, ByteOrder aOrder
 bool BlockReader::endsWithAnotherHead(Candidate const& aBlock)
 {
     std::size_t const head = aBlock.mSize - blockHeadSize;
-    return isBlockHead(head, aBlock.mOrder) &&
+    return isUsual(readNumber<std::uint32_t>(mWindow.data() + head, aBlock.mOrder)) &&
            completeBlockAt(head, aBlock.mOrder, true).mFinding == Finding::block &&
            completeBlockAt(aBlock.mSize, aBlock.mOrder, false).mFinding == Finding::damage;
-}
-
-/// Whether the window has the type and a plausible length of a block at the place.
-bool BlockReader::isBlockHead(std::size_t aPlace, ByteOrder aOrder) const
-{
-    unsigned char const* const bytes = mWindow.data() + aPlace;
-    auto const type = readNumber<std::uint32_t>(bytes, aOrder);
-    if (type == static_cast<std::uint32_t>(BlockType::sectionHeader))
-    {
-        return true;  // the bytes behind its head say the byte order of the length
-    }
-    std::size_t const size = readNumber<std::uint32_t>(bytes + sizeof type, aOrder);
-    return isUsual(type) && size >= smallestBlock && size % alignment == 0 && size <= mLargest;
 }
 
 Block BlockReader::take(Candidate const& aCandidate)

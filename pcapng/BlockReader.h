@@ -80,7 +80,6 @@ private:
     Candidate candidate(ByteOrder aOrder);
     Candidate blockAt(std::size_t aPlace, ByteOrder aOrder, bool aIsSearched) const;
     bool endsWithAnotherHead(Candidate const& aBlock);
-    bool isBlockHead(std::size_t aPlace, ByteOrder aOrder) const;
     std::optional<Block> nextInOrder(AtEnd aAtEnd);
     std::optional<Gap> search(AtEnd aAtEnd);
     Block take(Candidate const& aCandidate);

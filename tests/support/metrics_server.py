@@ -1,5 +1,6 @@
 """Runs qzagent metrics --listen on a simulated host, and reads what it serves."""
 
+import contextlib
 import http.client
 import os
 import pathlib
@@ -94,6 +95,11 @@ class MetricsServer:
     def children(self):
         return [int(child) for child in
                 pathlib.Path(f"/proc/{self.process}/task/{self.process}/children").read_text("ascii").split()]
+
+    def kill_children(self):
+        for child in self.children():
+            with contextlib.suppress(ProcessLookupError):  # it has just ended
+                os.kill(child, signal.SIGKILL)
 
     def stop(self, number=signal.SIGTERM):
         """Returns the exit status."""

@@ -122,4 +122,24 @@ TEST(ChildProcess, IsKilledWhenItsOwnerDoesNotWait)
     pid_t const ended = ::waitpid(-1, &status, 0);
     EXPECT_TRUE(ended < 0 || WTERMSIG(status) == SIGKILL) << "the destructor may have collected it";
 }
+
+TEST(ChildProcess, TakesTheEndOfEarlierOnesThatWereKilled)
+{
+    constexpr int processes = 20;
+    for (int number = 0; number < processes; ++number)
+    {
+        ChildProcess const child(
+            []() -> ChildProcess::Bytes
+            {
+                ::pause();
+                return {};
+            });
+    }
+    siginfo_t ended{};
+    for (int number = 0; number < processes && ::waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT) == 0; ++number)
+    {
+        answerOf([] { return ChildProcess::Bytes{}; });
+    }
+    EXPECT_EQ(::waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT), -1) << "a process that has ended is left";
+}
 }  // namespace

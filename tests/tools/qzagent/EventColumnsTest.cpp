@@ -177,6 +177,14 @@ TEST(EventColumns, UseFewBytesForTimesOfDifferentClocks)
     EXPECT_EQ(packedSize(columns.json(), "time_deltas"), events + 14);
 }
 
+TEST(EventColumns, GiveBackTheHighestBoard)
+{
+    EventColumns columns;
+    std::string const record = recordWith(3, 7);
+    columns.add(eventIn(record, 1, 4'294'967'295));
+    EXPECT_THAT(textsIn(columns.json()), testing::ElementsAre("1 host 4294967295 3 7 0"));
+}
+
 TEST(EventColumns, KeepDropsBetweenTheEvents)
 {
     EventColumns columns;

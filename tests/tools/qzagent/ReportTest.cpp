@@ -377,7 +377,7 @@ TEST_F(QzagentReport, OfAHostThatFailsHasTheErrors)
 TEST_F(QzagentReport, ThatIsInterruptedShowsWhatWasCollected)
 {
     ProcessResult const result = runAgentUntilFaults(
-        reportedHost + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 1\ndelay_ms = 1000\n",
+        reportedHost + "[[fault]]\ncall = \"HBA_SendReportLUNs\"\nnth = 1\ndelay_ms = 60000\n",
         {"report", "--seconds", "0", "--output", mPage}, "kill -TERM $agent");
     EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_THAT(result.mErrors, HasSubstr("interrupted; these parts are missing: "));

@@ -401,6 +401,16 @@ test("damage in one part of the data leaves the other sections", async () => {
   assert.equal((await rowsOf(tab, "LUNs")).length, 100);
 });
 
+test("a single dropped event is named in the singular", async () => {
+  const page = path.join(folder, "dropped.html");
+  const text = fs.readFileSync(busy.page, "utf8");
+  assert.ok(text.includes('"drops":[]'));
+  fs.writeFileSync(page, text.replace('"drops":[]', '"drops":[{"before":0,"source":0,"count":1}]'));
+  const tab = await open(page);
+  await tab.waitForSelector('html[data-events="shown"]');
+  assert.equal(await tab.textContent("#events .warning"), "1 event was dropped before the capture.");
+});
+
 test("invisible characters look as on a terminal", async () => {
   const ends = [0xad, 0x34f, 0x61c, 0x115f, 0x1160, 0x17b4, 0x17b5, 0x180b, 0x180f, 0x200b, 0x200f, 0x2028, 0x202e, 0x2060,
     0x206f, 0x3164, 0xfe00, 0xfe0f, 0xfeff, 0xffa0, 0xfff9, 0xfffb, 0x1bca0, 0x1bca3, 0x1d173, 0x1d17a, 0xe0001, 0xe0041,

@@ -28,9 +28,6 @@ namespace
 {
 constexpr std::size_t largestDocument = std::size_t{256} << 20U;
 
-/// A verb that is stopped has this long to write its last events and its document.
-constexpr std::chrono::seconds timeToStop{2};
-
 /// @return the exit code, and the document
 ChildProcess::Bytes runInChild(Setting const& aSetting, AddVerb const& aAdd,
                                std::vector<std::string> const& aArguments)
@@ -66,7 +63,8 @@ ChildProcess::Bytes runInChild(Setting const& aSetting, AddVerb const& aAdd,
 
 std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignals& aSignals,
                                              std::chrono::seconds aLimit, AddVerb const& aAdd,
-                                             std::vector<std::string> const& aArguments)
+                                             std::vector<std::string> const& aArguments,
+                                             std::chrono::seconds aTimeToStop)
 {
     using Clock = std::chrono::steady_clock;
     auto end = Clock::now() + aLimit;
@@ -93,7 +91,7 @@ std::optional<VerbDocument> runVerbInProcess(Setting const& aSetting, StopSignal
         {
             isStopped = true;
             child.terminate();
-            end = std::min(end, Clock::now() + timeToStop);
+            end = std::min(end, Clock::now() + aTimeToStop);
         }
     } while (descriptors.front().revents == 0 || child.read());
     ChildProcess::Bytes const bytes = child.takeAnswer();

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -24,6 +25,15 @@ namespace qzagent
 namespace
 {
 constexpr std::size_t blockSize = 65536;
+
+/// Killed processes that had not ended when their objects were destroyed. One in an uninterruptible system call ends later.
+std::vector<pid_t> gKilled;
+
+void takeEndedProcesses()
+{
+    auto const hasEnded = [](pid_t aProcess) { return ::waitpid(aProcess, nullptr, WNOHANG) != 0; };
+    gKilled.erase(std::remove_if(gKilled.begin(), gKilled.end(), hasEnded), gKilled.end());
+}
 
 [[noreturn]] void refuseStart(int aError)
 {
@@ -90,6 +100,7 @@ ChildProcess::ChildProcess(std::function<Bytes()> const& aFunction, std::size_t 
     : mPipe(aPipe.mRead), mMostBytes(aMostBytes)
 {
     Descriptor const writeEnd(aPipe.mWrite);
+    takeEndedProcesses();
     pid_t const parent = ::getpid();
     mProcess = ::fork();
     if (mProcess < 0)
@@ -107,8 +118,8 @@ ChildProcess::~ChildProcess()
     if (mProcess > 0)
     {
         ::kill(mProcess, SIGKILL);
-        // A process in an uninterruptible system call ends later. It must not be waited for.
-        ::waitpid(mProcess, nullptr, WNOHANG);
+        gKilled.push_back(mProcess);
+        takeEndedProcesses();
     }
 }
 

@@ -33,9 +33,9 @@ constexpr std::size_t largestMetrics = std::size_t{256} << 20U;
 /// A look whose process does not end although its parts have a limit of time is killed after this additional time.
 constexpr std::chrono::seconds timeToEnd(5);
 
-/// New events have the value 0 until so many looks have ended after the first response: a whole interval, in which every
-/// server that scrapes as often sees it.
-constexpr std::uint64_t looksOfNewEvents = 2;
+/// New events have the value 0 for so many intervals after the first response: every server that scrapes once in each
+/// sees it, even if a scrape is late.
+constexpr int intervalsOfNewEvents = 2;
 
 constexpr std::array expositions{Exposition::text, Exposition::openMetrics};
 
@@ -286,20 +286,22 @@ void MetricsService::endLook()
     mLook.reset();
     mNextStep = mLookStart + mOptions.mInterval;
     mOwnTexts = {};
-    for (auto& [source, looks] : mShownEvents)
-    {
-        ++looks;
-    }
 }
 
 std::vector<SharedText> MetricsService::served(Exposition aExposition)
 {
     auto const index = static_cast<std::size_t>(aExposition);
-    if (!mOwnTexts[index])
+    std::optional<SharedText> own = mOwnTexts[index];
+    if (!own)
     {
-        mOwnTexts[index] = shared(textOf(metricsOf(shownCounts()), aExposition) + lastLineOf(aExposition));
+        ServiceCounts const counts = shownCounts();
+        own = shared(textOf(metricsOf(counts), aExposition) + lastLineOf(aExposition));
+        if (counts.mEvents == mCounts.mEvents)
+        {
+            mOwnTexts[index] = own;
+        }
     }
-    return {mHostTexts[index], mTotalTexts[index], *mOwnTexts[index]};
+    return {mHostTexts[index], mTotalTexts[index], *own};
 }
 
 /// @return the counts, with 0 for new events. An increase of a counter can only be seen after its first value, and events
@@ -309,8 +311,8 @@ ServiceCounts MetricsService::shownCounts() const
     ServiceCounts counts = mCounts;
     for (auto& [source, count] : counts.mEvents)
     {
-        auto const shown = mShownEvents.find(source);
-        count = shown == mShownEvents.end() || shown->second < looksOfNewEvents ? 0 : count;
+        auto const from = mShownFrom.find(source);
+        count = from == mShownFrom.end() || Clock::now() < from->second ? 0 : count;
     }
     return counts;
 }
@@ -319,7 +321,7 @@ std::string MetricsService::text()
 {
     for (auto const& [source, count] : mCounts.mEvents)
     {
-        mShownEvents[source] = looksOfNewEvents;
+        mShownFrom[source] = {};
     }
     mOwnTexts = {};
     std::string text;
@@ -350,7 +352,7 @@ HttpResponse MetricsService::respond(HttpRequest const& aRequest)
     {
         for (auto const& [source, count] : mCounts.mEvents)
         {
-            mShownEvents.try_emplace(source, 0);
+            mShownFrom.try_emplace(source, Clock::now() + intervalsOfNewEvents * mOptions.mInterval);
         }
     }
     return response;

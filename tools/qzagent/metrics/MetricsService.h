@@ -76,10 +76,10 @@ private:
     std::array<SharedText, 2> mTotalTexts;  ///< metrics of all looks, by Exposition
     ChildProcess::Bytes mMemory;            ///< what a look leaves for the next one
     ServiceCounts mCounts;
-    std::map<EventTotals::key_type, std::uint64_t>
-        mShownEvents;        ///< number of looks since the first response that had the series
+    std::map<EventTotals::key_type, Clock::time_point>
+        mShownFrom;          ///< when the number of events is shown instead of 0
     std::string mShownLoss;  ///< why the last look was lost; empty if it had a result
-    std::array<std::optional<SharedText>, 2> mOwnTexts;  ///< by Exposition; none if the counts changed since
+    std::array<std::optional<SharedText>, 2> mOwnTexts;  ///< by Exposition; none if the shown counts change
     std::unique_ptr<EventCollector> mEvents;             ///< null if they are not counted
 };
 }  // namespace qzagent

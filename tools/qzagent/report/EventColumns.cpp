@@ -53,7 +53,7 @@ pcapng::Time timeIn(DocumentValue const& aValue)
     return *time;
 }
 
-std::size_t indexIn(DocumentValue const& aValue, std::size_t aEnd)
+std::size_t indexIn(DocumentValue const& aValue, std::uint64_t aEnd)
 {
     if (aValue.number() >= aEnd)
     {
@@ -210,8 +210,8 @@ void ReportedEvents::readSource(DocumentValue const& aSource, pcapng::Time aFirs
     std::optional<std::uint32_t> board;
     if (aSource.has("board"))
     {
-        constexpr std::size_t largestBoard = std::numeric_limits<std::uint32_t>::max();
-        board = static_cast<std::uint32_t>(indexIn(aSource.at("board"), largestBoard));
+        constexpr std::uint64_t boards = std::uint64_t{1} << 32U;
+        board = static_cast<std::uint32_t>(indexIn(aSource.at("board"), boards));
     }
     mSources.push_back({aSource.at("host").text(), board, aSource.at("has_times").json() == true, aFirst});
 }

@@ -82,11 +82,13 @@ bool collect(Setting const& aSetting, ReportOptions const& aOptions, std::string
 {
     // A bundle has seven parts.
     std::chrono::seconds const limit(7 * (aOptions.mTimeout + aOptions.mSeconds));
+    constexpr std::chrono::seconds timeToStop(5);
     StopSignals signals;
     std::optional<VerbDocument> const found =
         runVerbInProcess(aSetting, signals, limit, &addBundle,
                          {"bundle", "--output", aBundle, "--seconds", std::to_string(aOptions.mSeconds),
-                          "--part-timeout", std::to_string(aOptions.mTimeout)});
+                          "--part-timeout", std::to_string(aOptions.mTimeout)},
+                         timeToStop);
     if (!found)
     {
         aSetting.mReport.addError(ExitCode::failed, "interrupted");
@@ -129,7 +131,9 @@ void expectReplaceableOutput(ReportOptions const& aOptions)
     std::string head(headOfReport, '\0');
     std::ifstream file(aOptions.mOutput, std::ios::binary);
     head.resize(static_cast<std::size_t>(file.read(head.data(), headOfReport).gcount()));
-    if (!head.empty() && !isReport(head))
+    std::error_code error;
+    bool const isEmpty = std::filesystem::file_size(aOptions.mOutput, error) == 0 || error;
+    if (!isEmpty && !isReport(head))
     {
         throw std::runtime_error(fmt::format("cannot write {}: the file exists, and it is not a report",
                                              printable(aOptions.mOutput)));

@@ -72,7 +72,7 @@
     return (isRounded ? "about " : "") + integers.format(value);
   }
 
-  const plural = (count, one, many) => number(count) + " " + (count === 1 ? one : many);
+  const plural = (count, one, many) => number(count) + " " + (Number(count) === 1 ? one : many);
 
   function scrollable(label, ...children) {
     return make("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": label }, ...children);
