@@ -1,5 +1,6 @@
 // Recordings of programs that call the libraries directly. A replay prints what the recorded program printed.
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -14,6 +15,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <hbaapi.h>
 
 #include "simulator/control/MemoryFile.h"
 #include "simulator/recording/CborReader.h"
@@ -350,7 +352,8 @@ private:
 
 TEST_F(ConvertedCalls, HaveTheSameAnswersAfterALibraryThatLoadedAtTheThirdAttempt)
 {
-    for (HBA_STATUS const status : {HBA_STATUS_ERROR, HBA_STATUS_ERROR_BUSY, HBA_STATUS_OK})
+    for (HBA_STATUS const status :
+         std::vector<HBA_STATUS>{HBA_STATUS_ERROR, HBA_STATUS_ERROR_BUSY, HBA_STATUS_OK})
     {
         add("HBA_LoadLibrary", status, Json::object());
     }
@@ -378,7 +381,7 @@ TEST_F(ConvertedCalls, CountALargeDiskOnceHoweverItIsRead)
     open(1);
     addTarget(1);
     open(2);
-    for (std::uint32_t const handle : {1, 2})
+    for (std::uint32_t const handle : {1U, 2U})
     {
         add("HBA_SendReadCapacity", HBA_STATUS_OK,
             {{"handle", handle}, {"target", target}, {"lun", Json::binary({})}, {"response", 7 + handle}},
@@ -416,7 +419,7 @@ protected:
 
 TEST_F(ConvertedReports, HaveAllLunsOfAWholeListBeforeACutOne)
 {
-    for (std::size_t const room : {24, 16, 8})
+    for (std::size_t const room : std::vector<std::size_t>{24, 16, 8})
     {
         addReport(0, 1, room);
     }
