@@ -85,7 +85,7 @@ std::string describeValue(Json const& aValue)
     {
         hexadecimal += fmt::format("{:02x}", byte);
     }
-    return hexadecimal;
+    return hexadecimal.empty() ? "0" : hexadecimal;  // zero bytes at the end are not recorded
 }
 }  // namespace
 
@@ -228,7 +228,8 @@ std::string describeCall(std::string const& aFunction, Json const& aArguments)
     std::string text;
     for (auto const& [name, value] : aArguments.items())
     {
-        text += fmt::format("{}{} {}", text.empty() ? "" : ", ", name, describeValue(value));
+        text +=
+            fmt::format("{}{} {}", text.empty() ? "" : ", ", tomlfile::escaped(name), describeValue(value));
     }
     return fmt::format("{}({})", tomlfile::escaped(aFunction), text);
 }

@@ -7,7 +7,10 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <string>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 #include <hbaapi.h>
@@ -42,13 +45,22 @@ Json recordedForm(Value aValue)
     return readCbor(writer.content()).value_or(Json());
 }
 
+/// A LUN of a target of an adapter.
+using Unit = std::tuple<std::string, Bytes, Bytes>;
+
 /// Performs recorded calls in the simulation.
 class Rehearsal
 {
 public:
-    explicit Rehearsal(std::string const& aScenario)
+    /// @param aLoads how often the program has loaded the libraries; the first attempts may have failed
+    Rehearsal(std::string const& aScenario, std::size_t aLoads)
     {
-        mSimulation.load(World(tomlfile::readToml("scenario", aScenario)), Strikes());
+        World const world(tomlfile::readToml("scenario", aScenario));
+        HBA_STATUS status = HBA_STATUS_ERROR;
+        for (std::size_t i = 0; status != HBA_STATUS_OK && i < std::max<std::size_t>(aLoads, 1); ++i)
+        {
+            status = mSimulation.load(world, Strikes());
+        }
     }
     ~Rehearsal() { mSimulation.end(); }
     Rehearsal(Rehearsal const&) = delete;
@@ -61,23 +73,48 @@ public:
         {
             return open(aCall);
         }
-        auto const handle =
-            mHandles.find({aCall.mLibrary, valueOf<std::uint32_t>(aCall.mArguments, "handle")});
-        return handle == mHandles.end() || !aCall.mArguments.contains("handle")
-                   ? std::nullopt
-                   : query(aCall, handle->second);
+        auto const open = openFor(aCall);
+        return open == mOpen.end() ? std::nullopt : query(aCall, open->second.mHandle);
+    }
+
+    /// @param aCall has an answer
+    /// @return the name of the adapter and the bytes of the target and the LUN
+    Unit unitOf(RecordedCall const& aCall) const
+    {
+        return {openFor(aCall)->second.mName, bytesOf(aCall.mArguments, "target"),
+                bytesOf(aCall.mArguments, "lun")};
     }
 
 private:
+    /// An adapter that the program has opened.
+    struct Open
+    {
+        HBA_HANDLE mHandle;  ///< in the simulation
+        std::string mName;
+    };
+    using Opens = std::map<std::pair<std::string, std::uint32_t>, Open>;  ///< by library and recorded handle
+
+    /// @return the adapter that the call is for; the end if there is none
+    Opens::const_iterator openFor(RecordedCall const& aCall) const
+    {
+        return aCall.mArguments.contains("handle")
+                   ? mOpen.find({aCall.mLibrary, valueOf<std::uint32_t>(aCall.mArguments, "handle")})
+                   : mOpen.end();
+    }
+
     /// An adapter with the empty name has another one in the scenario.
     std::optional<Answer> open(RecordedCall const& aCall)
     {
         std::string const name = textOfValue(aCall.mArguments, "name");
-        HBA_HANDLE const handle = mSimulation.openAdapter(name.c_str());
         std::uint32_t const recorded = aCall.mReturned.value_or(HBA_HANDLE_INVALID);
+        if (auto const former = mOpen.find({aCall.mLibrary, recorded}); former != mOpen.end())
+        {
+            mSimulation.closeAdapter(former->second.mHandle);  // its handles are limited
+        }
+        HBA_HANDLE const handle = mSimulation.openAdapter(name.c_str());
         if (recorded != HBA_HANDLE_INVALID)
         {
-            mHandles[{aCall.mLibrary, recorded}] = handle;
+            mOpen[{aCall.mLibrary, recorded}] = {handle, name};
         }
         bool const isSame = (handle == HBA_HANDLE_INVALID) == (recorded == HBA_HANDLE_INVALID);
         return Answer{isSame ? recorded : handle, Json::object()};
@@ -185,7 +222,7 @@ private:
     static constexpr std::uint8_t unwritten = 0xdb;
 
     HbaSimulation mSimulation;
-    std::map<std::pair<std::string, std::uint32_t>, HBA_HANDLE> mHandles;  ///< by library and recorded handle
+    Opens mOpen;
 };
 
 Json valueIn(Json const& aObject, char const* aName)
@@ -285,10 +322,14 @@ std::vector<std::string> differencesOf(Recording const& aRecording, std::string 
         std::string mFirst;
     };
     std::map<std::string, Found> functions;
-    std::set<Json> largeDisks;
+    std::set<Unit> largeDisks;
     WrittenSizes sizes;
-    Rehearsal rehearsal(aScenario);
-    for (RecordedCall const& call : aRecording.calls())
+    std::vector<RecordedCall> const& calls = aRecording.calls();
+    auto const loads =
+        std::count_if(calls.begin(), calls.end(),
+                      [](RecordedCall const& aCall) { return aCall.mFunction == "HBA_LoadLibrary"; });
+    Rehearsal rehearsal(aScenario, static_cast<std::size_t>(loads));
+    for (RecordedCall const& call : calls)
     {
         std::size_t const written = sendsScsiCommand(call) ? sizes.of(call) : 0;
         std::optional<Answer> const answer =
@@ -299,7 +340,7 @@ std::vector<std::string> differencesOf(Recording const& aRecording, std::string 
         }
         if (isOfLargeDisk(call, written))
         {
-            largeDisks.insert(call.mArguments);
+            largeDisks.insert(rehearsal.unitOf(call));
         }
         Found& found = functions[call.mFunction];
         ++found.mCalls;

@@ -72,6 +72,7 @@ struct SeenReport
 {
     Subject mSubject;
     std::size_t mNumber;  ///< counted among the calls of the function for the subject
+    bool mIsWhole;        ///< false if the list is longer than what was written of it
     std::set<std::optional<std::uint16_t>> mLuns;
 };
 
@@ -355,7 +356,6 @@ private:
         }
         else if (sendsScsiCommand(aCall))
         {
-            mWritten = mSizes.of(aCall);
             if (mWritten < sizeOfAnswer(aCall))
             {
                 addFault({aCall.mFunction, aSubject, number, number, aStatus, {}, shapeOf(mWritten)});
@@ -371,7 +371,7 @@ private:
                           {},
                           fmt::format("length = {}\nzeros = true", mWritten)});
             }
-            else if (aCall.mFunction == callForLuns)
+            if (aCall.mFunction == callForLuns)
             {
                 takeReport(aCall, aSubject, number);
             }
@@ -380,12 +380,16 @@ private:
 
     void takeReport(RecordedCall const& aCall, Subject const& aSubject, std::size_t aNumber)
     {
-        SeenReport report{aSubject, aNumber, {}};
-        for (Bytes const& lun : lunsIn(bytesOf(aCall.mResults, "response"), mWritten))
+        Bytes const response = bytesOf(aCall.mResults, "response");
+        SeenReport report{aSubject, aNumber, sizeOfReport(response) <= mWritten, {}};
+        for (Bytes const& lun : lunsIn(response, mWritten))
         {
             report.mLuns.insert(lunOf(lun[0], lun[1]));
         }
-        mReports.push_back(std::move(report));
+        if (report.mIsWhole || !report.mLuns.empty())
+        {
+            mReports.push_back(std::move(report));
+        }
     }
 
     static std::string shapeOf(std::size_t aWritten)
@@ -431,6 +435,10 @@ private:
 
     void take(RecordedCall const& aCall)
     {
+        if (sendsScsiCommand(aCall))
+        {
+            mWritten = mSizes.of(aCall);  // a failed call leaves bytes in the buffer too
+        }
         std::uint32_t const returned = aCall.mReturned.value_or(0);
         if (aCall.mFunction == "HBA_OpenAdapter")
         {
@@ -556,7 +564,7 @@ private:
     std::vector<SeenFault> mFaults;
     std::vector<SeenReport> mReports;
     WrittenSizes mSizes;
-    std::size_t mWritten = 0;  ///< of the last answer to a SCSI command
+    std::size_t mWritten = 0;  ///< of the last response to a SCSI command
 };
 
 Bytes unitOf(HBA_FCPSCSIENTRY const& aEntry)
@@ -954,8 +962,10 @@ using Luns = std::map<Subject, std::vector<std::uint16_t>>;
 void arrangeLuns(Survey const& aSurvey, Subject const& aTarget, SeenRemotePort& aPort)
 {
     auto const& reports = aSurvey.reports();
-    auto const last = std::find_if(reports.rbegin(), reports.rend(),
-                                   [&](SeenReport const& aReport) { return aReport.mSubject == aTarget; });
+    auto const isOfTarget = [&](SeenReport const& aReport) { return aReport.mSubject == aTarget; };
+    auto const isWhole = [&](SeenReport const& aReport) { return aReport.mIsWhole && isOfTarget(aReport); };
+    auto last = std::find_if(reports.rbegin(), reports.rend(), isWhole);
+    last = last == reports.rend() ? std::find_if(reports.rbegin(), reports.rend(), isOfTarget) : last;
     if (last != reports.rend())
     {
         std::set<std::optional<std::uint16_t>> unmapped = last->mLuns;
@@ -973,14 +983,14 @@ void arrangeLuns(Survey const& aSurvey, Subject const& aTarget, SeenRemotePort& 
     }
 }
 
-/// @return for each report that lacks LUNs at the end of those of the target, a fault
+/// @return for each whole report that lacks LUNs at the end of those of the target, a fault
 std::vector<SeenFault> faultsOfReports(std::vector<SeenReport> const& aReports, Luns const& aLuns)
 {
     std::vector<SeenFault> faults;
     for (SeenReport const& report : aReports)
     {
         auto const target = aLuns.find(report.mSubject);
-        if (target == aLuns.end() || report.mLuns.size() >= target->second.size())
+        if (!report.mIsWhole || target == aLuns.end() || report.mLuns.size() >= target->second.size())
         {
             continue;
         }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 
 namespace qzsim
 {
@@ -17,9 +18,9 @@ constexpr std::size_t sizeOfInquiry = 36;
 constexpr std::size_t sizeOfCapacity = 8;
 constexpr std::size_t additionalLength = 4;  // its place in the response to INQUIRY
 
-std::size_t numberIn(Bytes const& aBytes)
+std::uint32_t numberIn(Bytes const& aBytes)
 {
-    std::size_t number = 0;
+    std::uint32_t number = 0;
     for (std::size_t i = 0; i < sizeof(std::uint32_t); ++i)
     {
         number = number << CHAR_BIT | (i < aBytes.size() ? aBytes[i] : 0U);
@@ -52,11 +53,15 @@ bool sendsScsiCommand(RecordedCall const& aCall)
 
 std::size_t sizeOfAnswer(RecordedCall const& aCall)
 {
-    std::size_t const room = valueOf<std::uint32_t>(aCall.mArguments, "response");
-    return std::min(room, aCall.mFunction == inquiry      ? sizeOfInquiry
-                          : aCall.mFunction == reportLuns ? headOfLuns
-                                                          : sizeOfCapacity);
+    std::uint64_t const room = valueOf<std::uint32_t>(aCall.mArguments, "response");
+    std::uint64_t const whole = aCall.mFunction == inquiry ? sizeOfInquiry
+                                : aCall.mFunction == reportLuns
+                                    ? sizeOfReport(bytesOf(aCall.mResults, "response"))
+                                    : sizeOfCapacity;
+    return static_cast<std::size_t>(std::min(room, whole));
 }
+
+std::uint64_t sizeOfReport(Bytes const& aResponse) { return std::uint64_t{numberIn(aResponse)} + headOfLuns; }
 
 std::optional<std::size_t> sizeBeforeZeros(RecordedCall const& aCall)
 {
@@ -99,8 +104,9 @@ std::size_t WrittenSizes::of(RecordedCall const& aCall)
 
 std::vector<Bytes> lunsIn(Bytes const& aResponse, std::size_t aWritten)
 {
-    constexpr std::size_t longest = 131'080;  // of 16384 LUNs. A damaged recording may have any length
-    std::size_t const end = std::min({numberIn(aResponse) + headOfLuns, aWritten, longest});
+    constexpr std::uint64_t longest = 131'080;  // of 16384 LUNs. A damaged recording may have any length
+    auto const end =
+        static_cast<std::size_t>(std::min({sizeOfReport(aResponse), std::uint64_t{aWritten}, longest}));
     std::vector<Bytes> luns;
     for (std::size_t begin = headOfLuns; begin + sizeOfLun <= end; begin += sizeOfLun)
     {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -19,6 +20,9 @@ bool sendsScsiCommand(RecordedCall const& aCall);
 /// @param aCall sends a SCSI command
 /// @return the least number of bytes of a whole response, or the size of the buffer if that is smaller
 std::size_t sizeOfAnswer(RecordedCall const& aCall);
+
+/// @return number of bytes of a whole response to REPORT LUNS, by the length of the list in its first bytes
+std::uint64_t sizeOfReport(Bytes const& aResponse);
 
 /// @param aCall sends a SCSI command
 /// @return the number of bytes before the null bytes that a library has put from the additional length of INQUIRY on;

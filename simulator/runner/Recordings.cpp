@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -56,7 +57,7 @@ private:
     std::string const mUsage;
 };
 
-/// Shows on a terminal how much of the replacement of names is done.
+/// Shows on a terminal how much of the replacement of names is done. The recording is written even if the terminal is gone.
 class ProgressLine
 {
 public:
@@ -65,7 +66,7 @@ public:
     {
         if (mShown)
         {
-            fmt::print(stderr, "\r\x1b[K");
+            std::fputs("\r\x1b[K", stderr);
         }
     }
     ProgressLine(ProgressLine const&) = delete;
@@ -77,7 +78,7 @@ public:
         auto const now = std::chrono::steady_clock::now();
         if (mIsTerminal && (!mShown || now - *mShown >= interval))
         {
-            fmt::print(stderr, "\r\x1b[Kqzsim: replacing names: {:.0f} %", 100 * aPart);
+            std::fprintf(stderr, "\r\x1b[Kqzsim: replacing names: %.0f %%", 100 * aPart);
             mShown = now;
         }
     }
@@ -288,7 +289,9 @@ int replay(CLI::App& aParser, int aCount, char** aArguments)
                      "Accept calls only in the order of the recording");
     parse(aParser, options, aCount, aArguments);
 
-    if (fs::exists(options.mFile) && !fs::is_regular_file(options.mFile))
+    std::error_code error;  // Recording::ofFile() reports it
+    fs::file_status const status = fs::status(options.mFile, error);
+    if (fs::exists(status) && !fs::is_regular_file(status))
     {
         throw RecordingError(fmt::format(
             "cannot read {}: it is not a regular file, and each process of the program reads the recording",

@@ -1,5 +1,6 @@
 // Recordings of programs that call the libraries directly. A replay prints what the recorded program printed.
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -14,12 +15,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <hbaapi.h>
 
 #include "simulator/control/MemoryFile.h"
 #include "simulator/recording/CborReader.h"
 #include "simulator/recording/Player.h"
 #include "simulator/recording/Recording.h"
 #include "simulator/recording/RecordingFile.h"
+#include "simulator/recording/ScenarioCheck.h"
+#include "simulator/recording/ScenarioText.h"
 #include "simulator/recording/Values.h"
 #include "tests/simulator/Qzsim.h"
 #include "tests/support/Process.h"
@@ -169,6 +173,19 @@ TEST(SpeedOfAReplay, LimitsDelaysToAboutThirtyYears)
 
 TEST(SpeedOfAReplay, RemovesDelaysIfItIsZero) { EXPECT_EQ(qzsim::scaledTime(1000, 0).count(), 0); }
 
+TEST(DescriptionOfARecordedCall, HasNoControlCharacters)
+{
+    EXPECT_EQ(qzsim::describeCall("f\x1b", {{"\x1b[31mred", "\x1b[32m"}}),
+              "f\\u001B(\\u001B[31mred \"\\u001b[32m\")");
+}
+
+TEST(DescriptionOfARecordedCall, HasANumberForBytesThatAreZero)
+{
+    // Zero bytes at the end are not recorded.
+    EXPECT_EQ(qzsim::describeCall("f", {{"lun", qzsim::Json::binary({})}}), "f(lun 0)");
+    EXPECT_EQ(qzsim::describeCall("f", {{"lun", qzsim::Json::binary({0, 7})}}), "f(lun 0007)");
+}
+
 /// Writes calls without arguments that take no time.
 /// @param aCalls thread and function
 void writeRecording(std::string const& aPath, std::vector<std::pair<int, char const*>> const& aCalls)
@@ -288,6 +305,133 @@ TEST_F(RecordingReplay, HasTheReasonWhyALibraryDoesNotLoad)
 TEST_F(RecordingReplay, SendsNoEventToAForkedProcess)
 {
     expectDiagnosticReplay({"init", "quazor=0", "events=3", "fork", "free"});
+}
+
+/// A scenario of a recording with calls for the adapter "a", which has a target with LUN 0.
+class ConvertedCalls : public RecordingReplay
+{
+protected:
+    using Json = qzsim::Json;
+
+    void add(char const* aFunction, std::uint32_t aReturned, Json const& aArguments,
+             Json const& aResults = Json::object())
+    {
+        std::vector<std::uint8_t> const content = Json::to_cbor(
+            {{"call", aFunction}, {"returns", aReturned}, {"arguments", aArguments}, {"results", aResults}});
+        mRecording.add({++mTime, "/lib/a.so", {content.data(), content.size()}});
+    }
+
+    void open(std::uint32_t aHandle) { add("HBA_OpenAdapter", aHandle, {{"name", "a"}}); }
+
+    /// Adds calls that show a port and the target.
+    void addTarget(std::uint32_t aHandle)
+    {
+        add("HBA_GetAdapterPortAttributes", HBA_STATUS_ERROR, {{"handle", aHandle}, {"port", 0}});
+        Json const entry{{"fcp", {{"port_wwn", target}}}};
+        add("HBA_GetFcpTargetMapping", HBA_STATUS_ERROR_MORE_DATA, {{"handle", aHandle}, {"mappings", 0}},
+            {{"count", 1}, {"mappings", Json::array({entry})}});
+    }
+
+    qzsim::Recording recording()
+    {
+        mRecording.flush();
+        return qzsim::Recording::ofFile(mFile);
+    }
+
+    std::string scenario() { return qzsim::scenarioOf(recording()); }
+
+    /// @return what differs in the scenario
+    std::vector<std::string> differences() { return qzsim::differencesOf(recording(), scenario()); }
+
+    Json const target = Json::binary({0x50, 0, 0, 0, 0, 0, 0, 2});
+
+private:
+    qzsim::RecordingFile mRecording{mFile, qzsim::sectionOfHost()};
+    std::uint64_t mTime = 1'000'000'000;
+};
+
+TEST_F(ConvertedCalls, HaveTheSameAnswersAfterALibraryThatLoadedAtTheThirdAttempt)
+{
+    for (HBA_STATUS const status :
+         std::vector<HBA_STATUS>{HBA_STATUS_ERROR, HBA_STATUS_ERROR_BUSY, HBA_STATUS_OK})
+    {
+        add("HBA_LoadLibrary", status, Json::object());
+    }
+    open(1);
+    addTarget(1);
+    EXPECT_THAT(differences(), testing::IsEmpty());
+}
+
+TEST_F(ConvertedCalls, HaveTheSameAnswersAfterAFailedOneWhoseBytesAreStillInTheBuffer)
+{
+    open(1);
+    addTarget(1);
+    std::vector<std::uint8_t> response(36, 'x');
+    response[0] = 0;
+    response[4] = 31;
+    Json const arguments{{"handle", 1}, {"target", target}, {"lun", Json::binary({})}, {"response", 36}};
+    add("HBA_SendScsiInquiry", HBA_STATUS_ERROR, arguments, {{"response", Json::binary(response)}});
+    add("HBA_SendScsiInquiry", HBA_STATUS_OK, arguments,
+        {{"response", Json::binary(response)}, {"response_written", 5}});
+    EXPECT_THAT(differences(), testing::IsEmpty());
+}
+
+TEST_F(ConvertedCalls, CountALargeDiskOnceHoweverItIsRead)
+{
+    open(1);
+    addTarget(1);
+    open(2);
+    for (std::uint32_t const handle : {1U, 2U})
+    {
+        add("HBA_SendReadCapacity", HBA_STATUS_OK,
+            {{"handle", handle}, {"target", target}, {"lun", Json::binary({})}, {"response", 7 + handle}},
+            {{"response", Json::binary({0xff, 0xff, 0xff, 0xff, 0, 0, 2})}});
+    }
+    EXPECT_THAT(differences(), testing::ElementsAre(testing::StartsWith("the sizes of 1 LUNs are not")));
+}
+
+TEST_F(ConvertedCalls, HaveTheSameAnswersIfAnAdapterIsOpenedAgainWithTheSameHandle)
+{
+    open(1);
+    open(1);
+    addTarget(1);
+    EXPECT_THAT(differences(), testing::IsEmpty());
+}
+
+class ConvertedReports : public ConvertedCalls
+{
+protected:
+    void SetUp() override
+    {
+        open(1);
+        addTarget(1);
+    }
+
+    /// Adds a call that gets the numbers of two LUNs, as far as there is room.
+    void addReport(std::uint8_t aFirst, std::uint8_t aSecond, std::size_t aRoom)
+    {
+        std::vector<std::uint8_t> list{0, 0, 0, 16, 0, 0, 0, 0, 0, aFirst, 0, 0, 0, 0, 0, 0, 0, aSecond};
+        list.resize(aRoom);
+        add("HBA_SendReportLUNs", HBA_STATUS_OK, {{"handle", 1}, {"target", target}, {"response", aRoom}},
+            {{"response", Json::binary(list)}});
+    }
+};
+
+TEST_F(ConvertedReports, HaveAllLunsOfAWholeListBeforeACutOne)
+{
+    for (std::size_t const room : std::vector<std::size_t>{24, 16, 8})
+    {
+        addReport(0, 1, room);
+    }
+    EXPECT_THAT(differences(), testing::IsEmpty());
+}
+
+TEST_F(ConvertedReports, HaveTheLunsOfACutListIfThereIsNoWholeOne)
+{
+    addReport(5, 6, 16);
+    addReport(5, 6, 8);
+    EXPECT_THAT(scenario(), testing::HasSubstr("lun = 5\nmapped = false\n"));
+    EXPECT_THAT(scenario(), testing::Not(testing::HasSubstr("lun = 6\n")));
 }
 
 class RareCalls : public RecordingReplay

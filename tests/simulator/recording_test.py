@@ -6,6 +6,7 @@ import os
 import pathlib
 import pty
 import re
+import select
 import signal
 import struct
 import subprocess
@@ -373,6 +374,13 @@ class Replay(Recorded):
                          (2, 'qzsim: cannot read "/dev/stdin": it is not a regular file, and each process of the program '
                           'reads the recording\n'))
 
+    def test_says_why_a_file_cannot_be_found(self):
+        loop = self.folder / "loop\x1b"
+        loop.symlink_to(loop)
+        result = run(QZSIM, "replay", loop, "--", "true")
+        self.assertEqual((result.returncode, result.stderr),
+                         (2, f'qzsim: cannot read "{self.folder}/loop\\u001B": Too many levels of symbolic links\n'))
+
     def test_of_a_big_endian_recording_gives_the_same_answers(self):
         recorded = self.record(ADAPTERS, QZAGENT, "inventory", "--luns", "--json")
         self.file.write_bytes(swapped(self.file.read_bytes()))
@@ -526,20 +534,39 @@ count = 3
 
     def start_on_terminal(self, *command):
         """Returns the process and the other side of the terminal that has its standard error."""
-        terminal, theirs = pty.openpty()
-        self.addCleanup(os.close, terminal)
+        terminal, theirs = (open(side, "r+b", buffering=0) for side in pty.openpty())
+        self.addCleanup(terminal.close)
+        self.addCleanup(theirs.close)
         termios.tcflow(theirs, termios.TCOOFF)  # who writes must wait
         process = subprocess.Popen(self.command(self.SCENARIO, *command), stdout=subprocess.DEVNULL, stderr=theirs)
         self.addCleanup(process.wait, PATIENCE)
         self.addCleanup(process.kill)
-        self.addCleanup(os.close, theirs)
         return process, terminal, theirs
 
     def test_terminal_shows_the_progress_of_the_replacement_and_erases_it(self):
         process, terminal, theirs = self.start_on_terminal(QZAGENT, "ports")
         termios.tcflow(theirs, termios.TCOON)
         self.assertEqual(process.wait(PATIENCE), 0)
-        self.assertRegex(os.read(terminal, 4096).decode(), r"^\r\x1b\[Kqzsim: replacing names: 0 %.*\r\x1b\[K$")
+        shown = b""
+        while not shown.endswith(b"%\r\x1b[K") and select.select([terminal], [], [], PATIENCE)[0]:
+            shown += terminal.read(4096)
+        self.assertRegex(shown.decode(), r"^\r\x1b\[Kqzsim: replacing names: 0 %.*\r\x1b\[K$")
+
+    def test_recording_is_whole_if_the_terminal_goes_away(self):
+        threads = self.folder / "threads"
+        process, terminal, _ = self.start_on_terminal("sh", "-c", f'ls /proc/$PPID/task > {threads}; exec "$0" ports',
+                                                      QZAGENT)
+        folder = pathlib.Path("/proc", str(process.pid))
+        deadline = time.monotonic() + PATIENCE
+        # The thread that writes the recording has ended, and the other one waits for the terminal.
+        while not (threads.exists()
+                   and set(os.listdir(folder / "task")) < set(threads.read_text(encoding="ascii").split())
+                   and ") S " in (folder / "stat").read_text(encoding="ascii")):
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        terminal.close()
+        self.assertEqual(process.wait(PATIENCE), 0)
+        self.assertGreater(len(self.calls("HBA_GetAdapterPortAttributes")), 0)
 
     def test_replacement_can_be_interrupted(self):
         ended = self.folder / "ended"
@@ -701,6 +728,19 @@ second_wwn = "10:00:00:00:c9:00:00:02"
                 fault = f'[[fault]]\ncall = "HBA_SendReportLUNs"\nnth = 1\nmissing = {missing}\n'
                 self.assert_same_output(ADAPTERS.replace("luns = 4", "luns = [7, 3, 300, 0]") + fault,
                                         QZAGENT, "inventory", "--luns", "--json")
+
+    def test_gives_the_same_luns_of_a_report_that_was_not_written_whole(self):
+        for length in (8, 20, 24, 39):
+            with self.subTest(length):
+                fault = f'call = "HBA_SendReportLUNs"\nadapter = "example-fc-0"\n' \
+                        f'port_wwn = "50:00:00:00:ab:00:00:01"\nnth = 1\nlength = {length}\n'
+                self.assert_same_output(f"{ADAPTERS}[[fault]]\n{fault}", QZAGENT, "inventory", "--luns", "--json")
+                self.assertIn(fault, run(QZSIM, "convert", self.file).stdout)
+
+    def test_gives_the_same_luns_if_the_first_room_for_them_is_too_small(self):
+        self.assert_same_output(ADAPTERS.replace("luns = 4", "luns = 513"), QZAGENT, "inventory", "--luns", "--json")
+        self.assertEqual([call["arguments"]["response"] for call in self.calls("HBA_SendReportLUNs")], [4104, 4112])
+        self.assertNotIn("fault", run(QZSIM, "convert", self.file).stdout)
 
     def test_gives_the_same_luns_that_are_not_mapped(self):
         unmapped = "".join(f"        [[adapter.port.remote.lun]]\n        lun = {lun}\n        mapped = false\n"
