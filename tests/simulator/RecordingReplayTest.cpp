@@ -267,8 +267,10 @@ TEST_F(RecordingReplay, HasNoIdentifierOfALogicalUnitIfItIsAnonymised)
 
 TEST_F(RecordingReplay, SendsTheEventsOfAnHbaLibrary)
 {
-    expectHbaReplay({"watchAdapters", "await=1", "unwatchAdapters", "free"});
-    expectHbaReplay({"watchAdapter", "await=2", "unwatch", "free"});
+    // The common library crashes when the callback for new adapters is removed while it runs. It has returned when
+    // later events arrive.
+    expectHbaReplay(
+        {"watchAdapters", "await=1", "watchAdapter", "await=2", "unwatch", "unwatchAdapters", "free"});
     expectHbaReplay({std::string("watchPort=") + portOfRecording, "await=1", "unwatch", "free"});
     expectHbaReplay({std::string("watchStatistics=") + portOfRecording, "await=1", "unwatch", "free"});
     expectHbaReplay({"watchLink", "await=1", "unwatch", "free"});
