@@ -65,8 +65,8 @@ public:
     /// Whether the form was recognised by the first bytes.
     bool isFormGuessed() const { return !mIsFormGiven; }
 
-    /// Whether the path has become that of another file, or the file has become shorter than what was read. False for
-    /// standard input.
+    /// Whether the path has become that of another file with content, or the file has become shorter than what was read.
+    /// False for standard input.
     bool isReplaced() const;
 
 private:
