@@ -153,7 +153,7 @@ std::size_t CaptureFile::readDescriptor(unsigned char* aBytes, std::size_t aSize
         refuse(mName);
     }
     mHasEnded = count == 0 && !(mCanGrow && mReading == Reading::following);
-    mCount += static_cast<std::size_t>(count);
+    mCount += static_cast<std::uint64_t>(count);
     return static_cast<std::size_t>(count);
 }
 
