@@ -56,9 +56,10 @@ std::deque<std::uint64_t> numbersOf(std::string const& aName)
     std::deque<std::uint64_t> numbers;
     // A folder that cannot be read is reported when a file in it is opened.
     std::error_code ignored;
-    for (auto const& entry : std::filesystem::directory_iterator(folder, ignored))
+    std::filesystem::directory_iterator const end;
+    for (std::filesystem::directory_iterator entry(folder, ignored); entry != end; entry.increment(ignored))
     {
-        if (auto const number = numberIn(entry.path().filename().string(), path.filename().string()))
+        if (auto const number = numberIn(entry->path().filename().string(), path.filename().string()))
         {
             numbers.push_back(*number);
         }
