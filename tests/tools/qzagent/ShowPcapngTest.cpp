@@ -308,6 +308,17 @@ TEST_F(QzagentShowPcapng, ReportsDroppedEventsOnceWhereTheyAreFirstKnown)
         << "nothing says which events were dropped";
 }
 
+TEST_F(QzagentShowPcapng, ReportsNoDroppedPacketsOfOtherTypesAsEvents)
+{
+    PcapngBuilder const capture = PcapngBuilder()
+                                      .section("h")
+                                      .interface("eth0", 1)
+                                      .interface("board 0")
+                                      .statistics(0, someTime, 2000, 1000)
+                                      .statistics(1, someTime + 1, 4, 3);
+    EXPECT_THAT(lines(capture), ElementsAre(EndsWith(" board 0 dropped 3 events")));
+}
+
 TEST_F(QzagentShowPcapng, MergesCapturesByTime)
 {
     PcapngBuilder first = PcapngBuilder(true).section("a").interface("board 0");
