@@ -1,8 +1,10 @@
 // Follows captures that are rotated or replaced while they are read.
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <optional>
 #include <string>
 #include <variant>
@@ -103,5 +105,15 @@ TEST_F(CaptureInputTest, LeavesWhatFollowsAnEmptyInputOfItsOwnToThatInput)
     EXPECT_EQ(eventsOf(first), 1);
     qzagent::CaptureInput second(pathOf("events-00002.pcapng"), mOptions);
     EXPECT_EQ(eventsOf(second), 1);
+}
+
+TEST_F(CaptureInputTest, AcceptsALongLineOfJsonUnderTheLargestLimitOfRecords)
+{
+    // Longer than the memory that a line always has.
+    std::string const payload(std::size_t{1} << 19U, '0');
+    mFolder.write("lines", R"({"category":4,"subcategory":0,"payload":")" + payload + "\"}\n");
+    mOptions.mLargest = std::numeric_limits<std::size_t>::max();
+    qzagent::CaptureInput input(pathOf("lines"), mOptions);
+    EXPECT_EQ(eventsOf(input), 1);
 }
 }  // namespace
