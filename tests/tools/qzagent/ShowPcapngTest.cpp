@@ -319,6 +319,15 @@ TEST_F(QzagentShowPcapng, ReportsNoDroppedPacketsOfOtherTypesAsEvents)
     EXPECT_THAT(lines(capture), ElementsAre(EndsWith(" board 0 dropped 3 events")));
 }
 
+TEST_F(QzagentShowPcapng, MergesMoreCapturesThanTheSoftLimitOfOpenFilesAllows)
+{
+    Arguments arguments(64, write("events", twoEvents()));
+    arguments.insert(arguments.begin(), {"show", "--summary"});
+    ProcessResult const result = runAgentIn("ulimit -Sn 32; \"$@\"", arguments);
+    EXPECT_THAT(squeezed(result.mOutput), testing::StartsWith("events 128\n"));
+    EXPECT_EQ(result.mErrors, "");
+}
+
 TEST_F(QzagentShowPcapng, MergesCapturesByTime)
 {
     PcapngBuilder first = PcapngBuilder(true).section("a").interface("board 0");
