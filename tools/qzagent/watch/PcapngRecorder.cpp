@@ -227,7 +227,7 @@ void PcapngRecorder::openFile(std::string const& aPath)
 
 void PcapngRecorder::beginSection()
 {
-    mSection.emplace(makeSectionOfHost(mSources.mVersions), mSources.mBoards, mSources.mDrops,
+    mSection.emplace(makeSectionOfHost(mSources.mVersions), mSources.mBoards, mSources.mDrops, mDropHistories,
                      mSources.mClock.now(), mBlocks);
     flush();
     mNextCheck = Clock::now() + betweenChecks;

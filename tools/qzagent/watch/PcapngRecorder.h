@@ -85,6 +85,7 @@ private:
     std::optional<DiskSync> mSync;
     pcapng::BlockWriter mBlocks;
     std::unique_ptr<PcapngFile> mFile;
+    DropHistories mDropHistories;
     std::optional<CaptureSection> mSection;
     std::uint64_t mPacketsInFormerFiles = 0;
     Clock::time_point mFileStart;
