@@ -115,8 +115,7 @@ TEST_F(CaptureSectionTest, DropsInTheStatisticsOfAnEarlierSectionAreNotThoseOfAP
     section.addStatistics(at(101));
     auto const found = all<pcapng::Packet>();
     ASSERT_EQ(found.size(), 2u);
-    EXPECT_EQ(found[0].mHead.mDropCount, 1u)
-        << "the queue reports with the event what it dropped before it";
+    EXPECT_EQ(found[0].mHead.mDropCount, 1u) << "the queue reports with the event what it dropped before it";
     EXPECT_EQ(found[1].mHead.mDropCount, 0u);
     EXPECT_EQ(all<pcapng::Statistics>().at(0).mDropped, 1u) << "between the sections";
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "agentkit/include/Wwn.h"
 #include "tools/qzagent/capture/BoardInterface.h"
@@ -49,6 +50,18 @@ void CaptureSection::addPacket(qz::QueuedEvent const& aEvent, Board const* aBoar
     ++mPackets;
 }
 
+void CaptureSection::addCopy(pcapng::Packet const& aPacket)
+{
+    // Known boards have interfaces already.
+    Interface& interface = interfaceOf(boardNamed(aPacket.mInterface->mName).value(), nullptr);
+    std::uint64_t const drops = aPacket.mHead.mDropCount.value_or(0);
+    mTime = std::max(mTime, aPacket.mHead.mTime);
+    mBlocks.add({interface.mNumber, mTime, drops, mPackets + 1}, {aPacket.mData});
+    interface.mDropsOfPackets += drops;
+    ++interface.mPackets;
+    ++mPackets;
+}
+
 void CaptureSection::addStatistics(ReceptionTime aNow)
 {
     pcapng::Time const now = advance(aNow);
@@ -59,6 +72,21 @@ void CaptureSection::addStatistics(ReceptionTime aNow)
         mBlocks.add(
             pcapng::Statistics{interface.mNumber, now, mStart, now, interface.mPackets + dropped, dropped});
         mHistories[board].mStated = total;
+    }
+}
+
+void CaptureSection::abandon(pcapng::BlockWriter& aBlocks)
+{
+    std::vector<unsigned int> boards(mInterfaces.size());
+    for (auto const& [board, interface] : mInterfaces)
+    {
+        boards[interface.mNumber] = board;
+        mHistories[board].mStated = interface.mDropsBefore;
+    }
+    aBlocks.add(pcapng::Section());
+    for (unsigned int const board : boards)
+    {
+        aBlocks.add(interfaceOfBoard(board, {}, {}));
     }
 }
 

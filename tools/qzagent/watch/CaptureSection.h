@@ -9,6 +9,7 @@
 #include "agentkit/include/EventQueue.h"
 #include "pcapng/BlockWriter.h"
 #include "pcapng/Blocks.h"
+#include "pcapng/Reader.h"
 #include "tools/qzagent/capture/RecordEncoder.h"
 #include "tools/qzagent/vqm/ReceptionTime.h"
 #include "tools/qzagent/vqm/VqmBoards.h"
@@ -45,8 +46,15 @@ public:
     /// @throws std::bad_alloc, std::length_error; QZCNoMemoryEx when memory is exhausted
     void addPacket(qz::QueuedEvent const& aEvent, Board const* aBoard);
 
+    /// Adds a copy of a packet of an abandoned section.
+    void addCopy(pcapng::Packet const& aPacket);
+
     /// Adds the statistics of all interfaces.
     void addStatistics(ReceptionTime aNow);
+
+    /// Ends a section whose file has lost it: its drops count in the next one.
+    /// @param aBlocks receives what a reader needs to know of packets of this section: a header and the interfaces
+    void abandon(pcapng::BlockWriter& aBlocks);
 
 private:
     struct Interface

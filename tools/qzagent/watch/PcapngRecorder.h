@@ -72,6 +72,7 @@ private:
     std::string pathOfReplacement();
     void continueIn(std::string const& aPath);
     void replaceChanged();
+    void copyPackets(std::vector<unsigned char> const& aBlocks);
     void addReplacementNote(std::string const& aReplacement);
     void beginSection();
     void endSection();
