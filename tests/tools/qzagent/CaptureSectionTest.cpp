@@ -60,6 +60,16 @@ protected:
         return found;
     }
 
+    /// Pushes an event for which the queue has no room.
+    void drop() { mQueue.push({at(1), 0, 0, 0}, reinterpret_cast<unsigned char const*>("ab"), 2); }
+
+    /// Writes the statistics of a section without packets, and removes its blocks.
+    void endEarlierSection()
+    {
+        CaptureSection({}, mBoards, mDrops, mHistories, at(99), mBlocks).addStatistics(at(99));
+        mBlocks.clear();
+    }
+
     static qz::QueuedEvent event(unsigned int aBoard, std::uint64_t aDropped, int aSeconds = 100)
     {
         return {{at(aSeconds), aBoard, 3, 7}, {nullptr, 0}, {nullptr, 0}, aDropped};
@@ -71,13 +81,15 @@ protected:
     std::vector<Board> const mBoards{mBoard};
     qz::EventQueue mQueue{1, 1};
     DropCounts mDrops{mQueue};
+    qzagent::DropHistories mHistories;
     pcapng::BlockWriter mBlocks;
 };
 
 TEST_F(CaptureSectionTest, EachPacketHasTheDropsSinceThePreviousOneOfItsInterface)
 {
     mDrops.addLost(0);
-    CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
+    endEarlierSection();
+    CaptureSection section({}, mBoards, mDrops, mHistories, at(100), mBlocks);
     section.addPacket(event(0, 2), &mBoard);
     mDrops.addLost(0);
     mDrops.addLost(9);
@@ -91,12 +103,30 @@ TEST_F(CaptureSectionTest, EachPacketHasTheDropsSinceThePreviousOneOfItsInterfac
     EXPECT_THAT(drops, ElementsAre(2u, 4u, 0u)) << "the drop before the section belongs to the previous one";
 }
 
+TEST_F(CaptureSectionTest, DropsInTheStatisticsOfAnEarlierSectionAreNotThoseOfAPacket)
+{
+    drop();
+    drop();
+    endEarlierSection();
+    drop();
+    CaptureSection section({}, mBoards, mDrops, mHistories, at(100), mBlocks);
+    section.addPacket(event(0, 3), &mBoard);
+    section.addPacket(event(0, 0), &mBoard);
+    section.addStatistics(at(101));
+    auto const found = all<pcapng::Packet>();
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0].mHead.mDropCount, 1u) << "the queue reports with the event what it dropped before it";
+    EXPECT_EQ(found[1].mHead.mDropCount, 0u);
+    EXPECT_EQ(all<pcapng::Statistics>().at(0).mDropped, 1u) << "between the sections";
+}
+
 TEST_F(CaptureSectionTest, StatisticsCountTheDropsOfTheSection)
 {
-    mQueue.push({at(1), 0, 0, 0}, reinterpret_cast<unsigned char const*>("ab"), 2);
-    CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
+    drop();
+    endEarlierSection();
+    CaptureSection section({}, mBoards, mDrops, mHistories, at(100), mBlocks);
     section.addPacket(event(0, 0), &mBoard);
-    mQueue.push({at(1), 0, 0, 0}, reinterpret_cast<unsigned char const*>("ab"), 2);
+    drop();
     mDrops.addLost(0);
     section.addStatistics(at(105));
     auto const statistics = all<pcapng::Statistics>();
@@ -109,7 +139,7 @@ TEST_F(CaptureSectionTest, StatisticsCountTheDropsOfTheSection)
 
 TEST_F(CaptureSectionTest, AnUnknownBoardHasItsOwnInterface)
 {
-    CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
+    CaptureSection section({}, mBoards, mDrops, mHistories, at(100), mBlocks);
     section.addPacket(event(7, 0), nullptr);
     section.addPacket(event(7, 0), nullptr);
     section.addStatistics(at(100));
@@ -130,7 +160,7 @@ TEST_F(CaptureSectionTest, AnUnknownBoardHasItsOwnInterface)
 
 TEST_F(CaptureSectionTest, TimesNeverGoBack)
 {
-    CaptureSection section({}, mBoards, mDrops, at(100), mBlocks);
+    CaptureSection section({}, mBoards, mDrops, mHistories, at(100), mBlocks);
     std::vector<std::uint64_t> seconds;
     for (int const time : {99, 103, 102, 104})
     {

@@ -199,6 +199,45 @@ TEST_F(PcapngFileTest, AFileThatAnotherProgramOverwritesIsNotChanged)
     }
 }
 
+TEST_F(PcapngFileTest, PacketsThatWaitedWhenTheFileWasTruncatedBelongToTheNewSection)
+{
+    RecorderHost host;
+    PcapngRecorder recorder({mPath, mPath, {}, {}, std::chrono::seconds(0)}, host.sources());
+    auto const take = [&host, &recorder](unsigned int aBoard, std::uint64_t aDropped)
+    {
+        qz::QueuedEvent event{};
+        event.mHead = {host.mClock.now(), aBoard, 3, 7};
+        event.mDropped = aDropped;
+        recorder.take(event, nullptr);
+    };
+    take(8, 0);
+    take(7, 0);
+    recorder.flush();
+    std::filesystem::resize_file(mPath, 0);
+    take(7, 2);
+    take(9, 0);
+    recorder.finish();
+
+    std::ifstream file(mPath, std::ios::binary);
+    MemoryInput input({std::istreambuf_iterator<char>(file), {}});
+    pcapng::Reader reader(input, 1U << 20U);
+    std::vector<std::string> found;
+    while (std::optional<pcapng::Item> const item = reader.next())
+    {
+        if (auto const* const packet = std::get_if<pcapng::Packet>(&*item))
+        {
+            found.push_back(std::to_string(packet->mHead.mId.value()) + " of " + packet->mInterface->mName +
+                            " after " + std::to_string(packet->mHead.mDropCount.value()) + " drops");
+        }
+        else if (auto const* const statistics = std::get_if<pcapng::Statistics>(&*item))
+        {
+            found.push_back(std::to_string(statistics->mReceived.value()) + " received");
+        }
+    }
+    EXPECT_THAT(found, testing::ElementsAre("1 of board 7 after 2 drops", "2 of board 9 after 0 drops",
+                                            "1 received", "1 received"));
+}
+
 TEST_F(PcapngFileTest, RecordsTimesAfter2038)
 {
     static constexpr std::uint64_t seconds = 2'218'096'800;  // 2040-04-15T10:00:00Z

@@ -288,13 +288,14 @@ TEST_F(QzagentRepair, ReportsAFullDisk)
 
 TEST_F(QzagentRepair, EndsOnASignalWhileItWaitsForInput)
 {
-    ProcessResult const result = runAgentIn(
-        "mkfifo '" + mNew + ".in'; sleep 20 >'" + mNew + ".in' & sleeper=$!; env --default-signal \"$@\" <'" +
-            mNew + ".in' & agent=$!; for i in $(seq 100); do [ -e '" + mNew +
-            "' ] && break; sleep 0.05; done; sleep 0.1; kill -INT $agent; wait $agent; status=$?; "
-            "kill $sleeper; "
-            "exit $status",
-        {"repair", "-", "--format", "records", "--output", mNew});
+    ProcessResult const result =
+        runAgentIn("mkfifo '" + mNew + ".in'; sleep 600 >'" + mNew +
+                       ".in' & sleeper=$!; env --default-signal \"$@\" <'" + mNew +
+                       ".in' & agent=$!; until [ -e '" + mNew +
+                       "' ]; do sleep 0.05; done; sleep 0.1; kill -INT $agent; wait $agent; status=$?; "
+                       "kill $sleeper; "
+                       "exit $status",
+                   {"repair", "-", "--format", "records", "--output", mNew});
     EXPECT_EQ(result.mErrors, "qzagent: interrupted\n");
     EXPECT_EQ(result.mExitStatus, 1);
     EXPECT_FALSE(std::filesystem::exists(mNew));

@@ -80,7 +80,7 @@ TEST_F(QzagentWatchEnd, IgnoresASignalThatItWasStartedToIgnore)
     ProcessResult const result = runAgentInOn(R"(trap '' INT HUP; "$@" & agent=$!; until [ -e ')" + mPath +
                                                   "' ]; do sleep 0.01; done; kill -INT $agent; kill -HUP "
                                                   "$agent; sleep 0.3; kill -TERM $agent; wait $agent",
-                                              endless, {"watch", "--seconds", "5", "--output", mPath});
+                                              endless, {"watch", "--seconds", "600", "--output", mPath});
     EXPECT_THAT(result.mErrors,
                 AllOf(HasSubstr(", dropped 0\n"), testing::Not(HasSubstr("No such process"))));
     EXPECT_EQ(result.mExitStatus, 0);

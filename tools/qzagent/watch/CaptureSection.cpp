@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "agentkit/include/Wwn.h"
 #include "tools/qzagent/capture/BoardInterface.h"
@@ -23,8 +24,9 @@ pcapng::Interface describe(unsigned int aNumber, Board const* aBoard)
 }  // namespace
 
 CaptureSection::CaptureSection(pcapng::Section const& aSection, std::vector<Board> const& aBoards,
-                               DropCounts const& aDrops, ReceptionTime aNow, pcapng::BlockWriter& aBlocks)
-    : mDrops(aDrops), mBlocks(aBlocks), mStart(advance(aNow))
+                               DropCounts const& aDrops, DropHistories& aHistories, ReceptionTime aNow,
+                               pcapng::BlockWriter& aBlocks)
+    : mDrops(aDrops), mHistories(aHistories), mBlocks(aBlocks), mStart(advance(aNow))
 {
     mBlocks.add(aSection);
     for (Board const& board : aBoards)
@@ -37,12 +39,25 @@ void CaptureSection::addPacket(qz::QueuedEvent const& aEvent, Board const* aBoar
 {
     qz::EventHead const& head = aEvent.mHead;
     Interface& interface = interfaceOf(head.mBoard, aBoard);
-    std::uint64_t const unencodable = mDrops.lost(head.mBoard);
+    std::uint64_t& dropsOfQueue = mHistories[head.mBoard].mOfQueue;
+    dropsOfQueue += aEvent.mDropped;
+    std::uint64_t const drops = std::max(dropsOfQueue + mDrops.lost(head.mBoard), interface.mDropsOfPackets);
     std::size_t const length = aEvent.mPayload.mSize + aEvent.mRest.mSize;
-    mBlocks.add({interface.mNumber, advance(head.mTime),
-                 aEvent.mDropped + unencodable - interface.mUnencodableSoFar, mPackets + 1},
+    mBlocks.add({interface.mNumber, advance(head.mTime), drops - interface.mDropsOfPackets, mPackets + 1},
                 {mEncoder.startOf(head, aBoard, length), aEvent.mPayload, aEvent.mRest});
-    interface.mUnencodableSoFar = unencodable;
+    interface.mDropsOfPackets = drops;
+    ++interface.mPackets;
+    ++mPackets;
+}
+
+void CaptureSection::addCopy(pcapng::Packet const& aPacket)
+{
+    // Known boards have interfaces already.
+    Interface& interface = interfaceOf(boardNamed(aPacket.mInterface->mName).value(), nullptr);
+    std::uint64_t const drops = aPacket.mHead.mDropCount.value_or(0);
+    mTime = std::max(mTime, aPacket.mHead.mTime);
+    mBlocks.add({interface.mNumber, mTime, drops, mPackets + 1}, {aPacket.mData});
+    interface.mDropsOfPackets += drops;
     ++interface.mPackets;
     ++mPackets;
 }
@@ -52,9 +67,26 @@ void CaptureSection::addStatistics(ReceptionTime aNow)
     pcapng::Time const now = advance(aNow);
     for (auto const& [board, interface] : mInterfaces)
     {
-        std::uint64_t const dropped = mDrops.total(board) - interface.mDropsBefore;
+        std::uint64_t const total = mDrops.total(board);
+        std::uint64_t const dropped = total - interface.mDropsBefore;
         mBlocks.add(
             pcapng::Statistics{interface.mNumber, now, mStart, now, interface.mPackets + dropped, dropped});
+        mHistories[board].mStated = total;
+    }
+}
+
+void CaptureSection::abandon(pcapng::BlockWriter& aBlocks)
+{
+    std::vector<unsigned int> boards(mInterfaces.size());
+    for (auto const& [board, interface] : mInterfaces)
+    {
+        boards[interface.mNumber] = board;
+        mHistories[board].mStated = interface.mDropsBefore;
+    }
+    aBlocks.add(pcapng::Section());
+    for (unsigned int const board : boards)
+    {
+        aBlocks.add(interfaceOfBoard(board, {}, {}));
     }
 }
 
@@ -66,9 +98,9 @@ CaptureSection::Interface& CaptureSection::interfaceOf(unsigned int aBoardNumber
         return found->second;
     }
     mBlocks.add(describe(aBoardNumber, aBoard));
+    std::uint64_t const stated = mHistories[aBoardNumber].mStated;
     return mInterfaces
-        .emplace(aBoardNumber, Interface{static_cast<std::uint32_t>(mInterfaces.size()),
-                                         mDrops.total(aBoardNumber), mDrops.lost(aBoardNumber), 0})
+        .emplace(aBoardNumber, Interface{static_cast<std::uint32_t>(mInterfaces.size()), stated, stated, 0})
         .first->second;
 }
 

@@ -1,16 +1,19 @@
 #include "tools/qzagent/watch/PcapngRecorder.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include "pcapng/Reader.h"
 #include "tools/qzagent/capture/SectionOfHost.h"
 
 namespace qzagent
@@ -28,6 +31,23 @@ bool isAbsentOrEmpty(std::string const& aPath)
     struct stat status = {};
     return ::stat(aPath.c_str(), &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0);
 }
+class MemoryOfBlocks final : public pcapng::Input
+{
+public:
+    explicit MemoryOfBlocks(std::vector<unsigned char> const& aBytes) : mBytes(aBytes) {}
+
+    std::size_t read(unsigned char* aBytes, std::size_t aSize) override
+    {
+        std::size_t const size = std::min(aSize, mBytes.size() - mPosition);
+        std::copy_n(mBytes.data() + mPosition, size, aBytes);
+        mPosition += size;
+        return size;
+    }
+
+private:
+    std::vector<unsigned char> const& mBytes;
+    std::size_t mPosition = 0;
+};
 }  // namespace
 
 PcapngRecorder::PcapngRecorder(RecorderOptions const& aOptions, RecorderSources const& aSources)
@@ -84,6 +104,7 @@ void PcapngRecorder::tick()
     auto const now = Clock::now();
     if (now >= mNextStatistics)
     {
+        replaceChanged();
         mSection->addStatistics(mSources.mClock.now());
         flush();
         mNextStatistics = now + betweenStatistics;
@@ -113,6 +134,7 @@ void PcapngRecorder::checkFile()
         continueIn(path);
     }
     replaceChanged();
+    flush();
     removeOldest();
 }
 
@@ -181,8 +203,10 @@ void PcapngRecorder::replaceChanged()
     {
         return;
     }
-    pcapng::Bytes const bytes = mBlocks.bytes();
-    std::vector<unsigned char> const waiting(bytes.begin(), bytes.end());
+    pcapng::BlockWriter former;
+    mSection->abandon(former);
+    std::vector<unsigned char> blocks(former.bytes().begin(), former.bytes().end());
+    blocks.insert(blocks.end(), mBlocks.bytes().begin(), mBlocks.bytes().end());
     std::string const path = isOverwritten ? pathOfReplacement() : mFile->file().path();
     if (isOverwritten)
     {
@@ -196,7 +220,21 @@ void PcapngRecorder::replaceChanged()
     mPacketsInFormerFiles = written();
     mFile.reset();
     openFile(path);
-    mFile->append({waiting.data(), waiting.size()});
+    copyPackets(blocks);
+}
+
+/// @param aBlocks a section that was not written
+void PcapngRecorder::copyPackets(std::vector<unsigned char> const& aBlocks)
+{
+    MemoryOfBlocks input(aBlocks);
+    pcapng::Reader reader(input, aBlocks.size());
+    while (std::optional<pcapng::Item> const item = reader.next())
+    {
+        if (auto const* const packet = std::get_if<pcapng::Packet>(&*item))
+        {
+            mSection->addCopy(*packet);
+        }
+    }
 }
 
 void PcapngRecorder::startSection()
@@ -227,7 +265,7 @@ void PcapngRecorder::openFile(std::string const& aPath)
 
 void PcapngRecorder::beginSection()
 {
-    mSection.emplace(makeSectionOfHost(mSources.mVersions), mSources.mBoards, mSources.mDrops,
+    mSection.emplace(makeSectionOfHost(mSources.mVersions), mSources.mBoards, mSources.mDrops, mDropHistories,
                      mSources.mClock.now(), mBlocks);
     flush();
     mNextCheck = Clock::now() + betweenChecks;
@@ -236,6 +274,7 @@ void PcapngRecorder::beginSection()
 
 void PcapngRecorder::endSection()
 {
+    replaceChanged();
     mSection->addStatistics(mSources.mClock.now());
     flush();
 }

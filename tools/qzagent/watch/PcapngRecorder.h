@@ -72,6 +72,7 @@ private:
     std::string pathOfReplacement();
     void continueIn(std::string const& aPath);
     void replaceChanged();
+    void copyPackets(std::vector<unsigned char> const& aBlocks);
     void addReplacementNote(std::string const& aReplacement);
     void beginSection();
     void endSection();
@@ -85,6 +86,7 @@ private:
     std::optional<DiskSync> mSync;
     pcapng::BlockWriter mBlocks;
     std::unique_ptr<PcapngFile> mFile;
+    DropHistories mDropHistories;
     std::optional<CaptureSection> mSection;
     std::uint64_t mPacketsInFormerFiles = 0;
     Clock::time_point mFileStart;
