@@ -308,6 +308,26 @@ TEST_F(QzagentShowPcapng, ReportsDroppedEventsOnceWhereTheyAreFirstKnown)
         << "nothing says which events were dropped";
 }
 
+TEST_F(QzagentShowPcapng, ReportsNoDroppedPacketsOfOtherTypesAsEvents)
+{
+    PcapngBuilder const capture = PcapngBuilder()
+                                      .section("h")
+                                      .interface("eth0", 1)
+                                      .interface("board 0")
+                                      .statistics(0, someTime, 2000, 1000)
+                                      .statistics(1, someTime + 1, 4, 3);
+    EXPECT_THAT(lines(capture), ElementsAre(EndsWith(" board 0 dropped 3 events")));
+}
+
+TEST_F(QzagentShowPcapng, MergesMoreCapturesThanTheSoftLimitOfOpenFilesAllows)
+{
+    Arguments arguments(64, write("events", twoEvents()));
+    arguments.insert(arguments.begin(), {"show", "--summary"});
+    ProcessResult const result = runAgentIn("ulimit -Sn 32; \"$@\"", arguments);
+    EXPECT_THAT(squeezed(result.mOutput), HasSubstr("sections 64\nevents 128\n"));
+    EXPECT_EQ(result.mErrors, "");
+}
+
 TEST_F(QzagentShowPcapng, MergesCapturesByTime)
 {
     PcapngBuilder first = PcapngBuilder(true).section("a").interface("board 0");

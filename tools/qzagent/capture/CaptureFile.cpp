@@ -96,8 +96,9 @@ bool CaptureFile::isReplaced() const
     {
         return false;
     }
-    return now.st_dev != opened.st_dev || now.st_ino != opened.st_ino ||
-           static_cast<std::uint64_t>(opened.st_size) < mCount;
+    bool const isOther = now.st_dev != opened.st_dev || now.st_ino != opened.st_ino;
+    // A program that rotates logs creates the new file before the recorder leaves the old one.
+    return (isOther && now.st_size != 0) || static_cast<std::uint64_t>(opened.st_size) < mCount;
 }
 
 std::size_t CaptureFile::readRaw(unsigned char* aBytes, std::size_t aSize)
@@ -152,7 +153,7 @@ std::size_t CaptureFile::readDescriptor(unsigned char* aBytes, std::size_t aSize
         refuse(mName);
     }
     mHasEnded = count == 0 && !(mCanGrow && mReading == Reading::following);
-    mCount += static_cast<std::size_t>(count);
+    mCount += static_cast<std::uint64_t>(count);
     return static_cast<std::size_t>(count);
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -65,8 +66,8 @@ public:
     /// Whether the form was recognised by the first bytes.
     bool isFormGuessed() const { return !mIsFormGiven; }
 
-    /// Whether the path has become that of another file, or the file has become shorter than what was read. False for
-    /// standard input.
+    /// Whether the path has become that of another file with content, or the file has become shorter than what was read.
+    /// False for standard input.
     bool isReplaced() const;
 
 private:
@@ -84,7 +85,7 @@ private:
     int const mStop;
     bool mCanGrow = false;  ///< whether it is a regular file
     bool mHasEnded = false;
-    std::size_t mCount = 0;  ///< number of bytes that were read from the descriptor
+    std::uint64_t mCount = 0;  ///< number of bytes that were read from the descriptor
     bool const mIsFormGiven;
     std::optional<CaptureForm> mForm;
     std::string mHead;  ///< first bytes, read ahead to recognise the form

@@ -100,8 +100,7 @@ std::optional<std::string> CaptureInput::pathOfNext() const
     {
         return mPath;
     }
-    std::optional<std::string> const next = nextInSeries(mPath);
-    return next && mOptions.mOwnInputs.count(*next) == 0 ? next : std::nullopt;
+    return nextInSeries(mPath, mOptions.mOwnInputs);
 }
 
 void CaptureInput::open()

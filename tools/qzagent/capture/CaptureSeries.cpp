@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <numeric>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -55,9 +56,10 @@ std::deque<std::uint64_t> numbersOf(std::string const& aName)
     std::deque<std::uint64_t> numbers;
     // A folder that cannot be read is reported when a file in it is opened.
     std::error_code ignored;
-    for (auto const& entry : std::filesystem::directory_iterator(folder, ignored))
+    std::filesystem::directory_iterator const end;
+    for (std::filesystem::directory_iterator entry(folder, ignored); entry != end; entry.increment(ignored))
     {
-        if (auto const number = numberIn(entry.path().filename().string(), path.filename().string()))
+        if (auto const number = numberIn(entry->path().filename().string(), path.filename().string()))
         {
             numbers.push_back(*number);
         }
@@ -113,7 +115,7 @@ bool CaptureSeries::isWithinLimit(std::uint64_t aCurrentSize) const
                                            { return aSize + sizeOf(pathOf(aNumber)); }) <= *mKeep.mSize;
 }
 
-std::optional<std::string> nextInSeries(std::string const& aPath)
+std::optional<std::string> nextInSeries(std::string const& aPath, std::set<std::string> const& aEnds)
 {
     std::string const name = aPath.substr(0, std::min(aPath.rfind('-'), aPath.size()));
     std::optional<std::uint64_t> const number = numberIn(aPath, name);
@@ -122,7 +124,18 @@ std::optional<std::string> nextInSeries(std::string const& aPath)
         return {};
     }
     std::deque<std::uint64_t> const numbers = numbersOf(name);
-    auto const next = std::upper_bound(numbers.begin(), numbers.end(), *number);
-    return next == numbers.end() ? std::nullopt : std::optional(fileName(name, *next));
+    for (auto next = std::upper_bound(numbers.begin(), numbers.end(), *number); next != numbers.end(); ++next)
+    {
+        std::string const path = fileName(name, *next);
+        if (aEnds.count(path) != 0)
+        {
+            break;
+        }
+        if (sizeOf(path) != 0)
+        {
+            return path;
+        }
+    }
+    return {};
 }
 }  // namespace qzagent

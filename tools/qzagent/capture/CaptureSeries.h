@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "tools/qzagent/capture/CaptureLimits.h"
@@ -35,7 +36,9 @@ private:
     std::deque<std::uint64_t> mNumbers;  ///< of the files, oldest first; the current one is the last
 };
 
+/// Skips empty files: a recorder creates the next file before it completes the current one.
 /// @param aPath any path
+/// @param aEnds paths of files before which the series ends
 /// @return path of the file that follows it in its series; none when it is the last one, or in no series
-std::optional<std::string> nextInSeries(std::string const& aPath);
+std::optional<std::string> nextInSeries(std::string const& aPath, std::set<std::string> const& aEnds);
 }  // namespace qzagent

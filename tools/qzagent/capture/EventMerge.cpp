@@ -9,12 +9,29 @@
 #include <variant>
 #include <vector>
 
+#include <sys/resource.h>
+
 namespace qzagent
 {
+namespace
+{
+/// Opening a file reports that the limit is too low.
+void raiseLimitOfOpenFiles()
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0)
+    {
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+}  // namespace
+
 EventMerge::EventMerge(std::vector<std::string> const& aPaths, CaptureOptions const& aOptions,
                        Handlers const& aHandlers)
     : mHandlers(aHandlers)
 {
+    raiseLimitOfOpenFiles();
     for (std::string const& path : aPaths)
     {
         try

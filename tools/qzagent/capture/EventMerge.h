@@ -15,7 +15,8 @@
 namespace qzagent
 {
 /// Gives out the events of several captures by time. The events of one capture keep their order. An event without a
-/// time comes before those with a time. Needs memory for one event of each capture.
+/// time comes before those with a time. Needs memory for one event of each capture. All captures are open at once, so
+/// the process's limit of open files is raised to the hard limit.
 class EventMerge
 {
 public:

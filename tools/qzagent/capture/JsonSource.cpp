@@ -30,6 +30,14 @@ namespace
 constexpr std::size_t besidesPayload = 65'536;
 constexpr std::uint64_t largestByte = 0xff;
 
+/// @param aRecord size in bytes of a record
+/// @return the size in bytes of the largest line that contains it, limited to the address space
+constexpr std::size_t largestLineWith(std::size_t aRecord)
+{
+    constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
+    return aRecord <= (most - besidesPayload) / 2 ? 2 * aRecord + besidesPayload : most;
+}
+
 /// Says what a line lacks.
 class BadLine : public std::runtime_error
 {
@@ -101,7 +109,7 @@ QZCScopeData recordOf(nlohmann::json const& aObject)
 }  // namespace
 
 JsonSource::JsonSource(CaptureFile& aFile, std::size_t aLargest)
-    : mFile(aFile), mLargest(aLargest), mWindow(aFile, 2 * aLargest + besidesPayload)
+    : mFile(aFile), mLargestLine(largestLineWith(aLargest)), mWindow(aFile, mLargestLine)
 {
 }
 
@@ -134,7 +142,7 @@ std::optional<std::string_view> JsonSource::nextLine(bool aMayGrow)
         {
             continue;
         }
-        bool const isTooLong = searched > 2 * mLargest + besidesPayload;
+        bool const isTooLong = searched > mLargestLine;
         if (searched == 0 || (aMayGrow && !isTooLong))
         {
             --mLine;

@@ -35,7 +35,7 @@ private:
     void encode(nlohmann::json const& aObject, CaptureEvent& aEvent);
 
     CaptureFile& mFile;
-    std::size_t const mLargest;
+    std::size_t const mLargestLine;  ///< size in bytes
     pcapng::Window mWindow;
     std::size_t mSize = 0;  ///< size in bytes of the last line
     std::uint64_t mPosition = 0;

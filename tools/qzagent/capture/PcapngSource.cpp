@@ -28,9 +28,9 @@ std::optional<pcapng::Time> known(pcapng::Time aTime)
 }
 }  // namespace
 
-bool isScopeData(pcapng::Packet const& aPacket)
+bool isScopeData(pcapng::Interface const* aInterface)
 {
-    return aPacket.mInterface == nullptr || aPacket.mInterface->mLinkType == scopeDataLinkType;
+    return aInterface == nullptr || aInterface->mLinkType == scopeDataLinkType;
 }
 
 std::optional<std::string> readRecord(pcapng::Packet const& aPacket, std::size_t aLargest,
@@ -141,7 +141,7 @@ std::optional<CaptureItem> PcapngSource::incompleteDocuments()
 
 std::optional<CaptureItem> PcapngSource::itemOf(pcapng::Packet const& aPacket)
 {
-    if (!isScopeData(aPacket))
+    if (!isScopeData(aPacket.mInterface))
     {
         return otherOf(aPacket);
     }
@@ -170,7 +170,7 @@ CaptureItem PcapngSource::itemOf(pcapng::Statistics const& aStatistics)
     CaptureCounts counts{aStatistics, interface, {}};
     counts.mDrops.mOrigin = originOf(aStatistics.mTime, aStatistics.mInterface);
     counts.mDrops.mInterface = interface;
-    if (aStatistics.mDropped.value_or(0) != 0)
+    if (isScopeData(interface) && aStatistics.mDropped.value_or(0) != 0)
     {
         counts.mDrops.mDropped = report(mDrops[aStatistics.mInterface], *aStatistics.mDropped);
     }

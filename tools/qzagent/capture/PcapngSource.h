@@ -19,8 +19,9 @@ namespace qzagent
 /// @return the size of the largest block that contains it, with head, options and tail
 constexpr std::size_t largestBlockWith(std::size_t aRecord) { return aRecord + 4096; }
 
-/// Whether a packet is an event, or may be one because its interface is unknown.
-bool isScopeData(pcapng::Packet const& aPacket);
+/// Whether the packets of an interface are events, or may be events because the interface is unknown.
+/// @param aInterface null when it is unknown
+bool isScopeData(pcapng::Interface const* aInterface);
 
 /// Reads the record of a packet.
 /// @param aLargest size in bytes of the largest record that is accepted

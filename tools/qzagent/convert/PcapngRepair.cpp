@@ -141,7 +141,7 @@ void PcapngRepair::take(pcapng::Packet const& aPacket)
 {
     std::optional<qz::ScopeDataView> record;
     std::optional<std::string> const complaint =
-        isScopeData(aPacket) ? readRecord(aPacket, mLargest, record) : std::nullopt;
+        isScopeData(aPacket.mInterface) ? readRecord(aPacket, mLargest, record) : std::nullopt;
     if (complaint)
     {
         mComplain(*complaint);
