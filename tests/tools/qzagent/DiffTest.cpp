@@ -188,10 +188,10 @@ TEST_F(QzagentDiff, GivesUpWhenTheHostDoesNotAnswer)
         runAgentOn("[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = 1\ndelay_ms = 60000\n",
                    {"diff", "--part-timeout", "1", mBefore});
     EXPECT_EQ(result.mOutput, "");
-    EXPECT_EQ(
+    // A busy host may not let the process get as far as the call.
+    EXPECT_THAT(
         result.mErrors,
-        "qzagent: the process of inventory did not answer within 1 s and was killed: HBA_LoadLibrary has "
-        "not returned (loading of the HBA libraries)\n");
+        testing::StartsWith("qzagent: the process of inventory did not answer within 1 s and was killed: "));
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
