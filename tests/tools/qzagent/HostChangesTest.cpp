@@ -521,6 +521,56 @@ TEST(HostChanges, FindAnAdapterWithANewNameByTheNodeThatItShares)
               "before 1 remote port and 3 LUNs\n");
 }
 
+/// Makes the adapter one that could not be opened.
+void closeAdapter(Json& aHost, std::size_t aAdapter)
+{
+    Json& adapter = aHost["adapters"][aAdapter];
+    adapter = {{"index", aAdapter}, {"name", adapter["name"]}, {"failures", failures("opening failed")}};
+}
+
+/// @param aHost of two adapters
+void expectDifferentOpenAdaptersUnknown(Json const& aHost)
+{
+    Json before = aHost;
+    closeAdapter(before, 1);
+    Json after = aHost;
+    closeAdapter(after, 0);
+    EXPECT_EQ(
+        textBetween(before, after),
+        "? adapter example-fc-0: unknown now (opening failed); before 1 port, 1 remote port and 3 LUNs\n"
+        "? adapter example-fc-1: unknown before (opening failed); now 1 port, 1 remote port and 3 LUNs\n");
+    expectMirrored(before, after);
+}
+
+TEST(HostChanges, AreUnknownOfDifferentAdaptersOfANodeOfWhichOneFailsInEachLook)
+{
+    expectDifferentOpenAdaptersUnknown(hostWithOneNode({2, 1, 1, 1, 3}));
+}
+
+TEST(HostChanges, AreUnknownOfDifferentAdaptersOfACardOfWhichOneFailsInEachLook)
+{
+    Json host = hostWithOneNode({2, 1, 1, 1, 3});
+    for (Json& adapter : host["adapters"])
+    {
+        adapter["attributes"]["serial_number"] = "EX0001";
+    }
+    expectDifferentOpenAdaptersUnknown(host);
+}
+
+TEST(HostChanges, AreUnknownOfDifferentAdaptersOfANodeWithTheSameNameWhileOneFails)
+{
+    Json const host = hostWithOneNode({2, 1, 1, 1, 3});
+    Json before = host;
+    closeAdapter(before, 1);
+    Json after = host;
+    std::swap(after["adapters"][0]["ports"], after["adapters"][1]["ports"]);
+    closeAdapter(after, 1);
+    std::string const text = textBetween(before, after);
+    EXPECT_THAT(text, HasSubstr("? adapter example-fc-0: unknown now (opening failed)"));
+    EXPECT_THAT(text, HasSubstr("? adapter example-fc-0: unknown before (opening failed)"));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
+}
+
 void moveFirstPort(Json& aHost)
 {
     Json& ports = aHost["adapters"][0]["ports"];
