@@ -571,6 +571,19 @@ TEST(HostChanges, AreUnknownOfDifferentAdaptersOfANodeWithTheSameNameWhileOneFai
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
 }
 
+TEST(HostChanges, ShowTheOnlyPortOfAnAdapterAsGone)
+{
+    Json const before = hostOf({1, 1, 1, 1, 3});
+    Json after = before;
+    after["adapters"][0].erase("ports");
+    after["adapters"][0]["attributes"]["number_of_ports"] = 0;
+    EXPECT_EQ(
+        textBetween(before, after),
+        "- port 10:00:00:00:c9:00:00:00 of adapter example-fc-0 gone with 1 remote port and 3 LUNs; paths "
+        "to 51:00:00:00:c9:00:00:00 1 -> 0\n");
+    expectMirrored(before, after);
+}
+
 void moveFirstPort(Json& aHost)
 {
     Json& ports = aHost["adapters"][0]["ports"];

@@ -239,7 +239,8 @@ HostPart adapterOf(Value const& aAdapter)
     part.mName = aAdapter.at("name").text();
     part.mSubstitute = part.mName;
     part.mFailure = failureOf(aAdapter);
-    part.mArePartsKnown = aAdapter.has("ports");
+    // An adapter without ports has no list of them.
+    part.mArePartsKnown = aAdapter.has("ports") || (aAdapter.has("attributes") && part.mFailure.empty());
     if (aAdapter.has("attributes"))
     {
         Value const attributes = aAdapter.at("attributes");
