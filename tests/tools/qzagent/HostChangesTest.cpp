@@ -719,6 +719,34 @@ TEST(HostChanges, CallAdaptersUnknownAfterAnErrorOfTheHost)
               "? adapters: unknown now (timeout after 1 s); before 1 port, 1 remote port and 2 LUNs\n");
 }
 
+void addUnusedLibrary(Json& aHost, char const* aPath)
+{
+    aHost["messages"].push_back(
+        {{"severity", "note"}, {"text", "library is not loaded"}, {"code", 0}, {"library", aPath}});
+}
+
+TEST(HostChanges, CallAdaptersUnknownOfALibraryThatOnlyOneLookUsed)
+{
+    Json const before = hostOf({2, 1, 1, 1, 2});
+    Json after = before;
+    after["adapters"].erase(1);
+    addUnusedLibrary(after, "/usr/lib/libone.so");
+    EXPECT_EQ(textBetween(before, after),
+              "? adapters: unknown now (library is not loaded); before 1 port, 1 remote port and 2 LUNs\n");
+    expectMirrored(before, after);
+}
+
+TEST(HostChanges, ShowAnAdapterAsGoneAlthoughNeitherLookUsedALibrary)
+{
+    Json before = hostOf({2, 1, 1, 1, 2});
+    addUnusedLibrary(before, "/usr/lib/libone.so");
+    Json after = before;
+    after["adapters"].erase(1);
+    EXPECT_THAT(textBetween(before, after), testing::StartsWith("- adapter example-fc-1 "));
+    addUnusedLibrary(after, "/usr/lib/libtwo.so");
+    EXPECT_THAT(textBetween(before, after), testing::StartsWith("? adapters: unknown now "));
+}
+
 TEST(HostChanges, KeepRemotePortsWithThePortThatCannotDiscoverThemNow)
 {
     EXPECT_EQ(textAfter({1, 2, 1, 1, 2},

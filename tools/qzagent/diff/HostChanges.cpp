@@ -963,10 +963,30 @@ void assignUndiscoveredInAll(HostPart& aRoot, HostPart const& aOther)
         }
     }
 }
+/// @param aReason why the list of adapters is incomplete, unless another failure is the reason
+void addFailure(HostPart& aRoot, std::string const& aReason)
+{
+    aRoot.mArePartsKnown = false;
+    aRoot.mFailure = aRoot.mFailure.empty() ? aReason : aRoot.mFailure;
+}
+
+/// Adapters are missing in a look that did not use a library. A library that neither look used makes no difference.
+void addFailureOfLibraries(HostTree& aTree, HostTree const& aOther)
+{
+    for (auto const& [path, reason] : aTree.mUnusedLibraries)
+    {
+        if (aOther.mUnusedLibraries.count(path) == 0)
+        {
+            addFailure(aTree.mRoot, reason);
+        }
+    }
+}
 }  // namespace
 
 std::vector<Change> changesBetween(HostTree aOld, HostTree aNew)
 {
+    addFailureOfLibraries(aOld, aNew);
+    addFailureOfLibraries(aNew, aOld);
     assignUndiscoveredInAll(aOld.mRoot, aNew.mRoot);
     assignUndiscoveredInAll(aNew.mRoot, aOld.mRoot);
     std::vector<Change> changes;

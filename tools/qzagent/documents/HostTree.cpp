@@ -292,6 +292,19 @@ std::string failureOfHost(Value const& aDocument)
     return {};
 }
 
+std::map<std::string, std::string> unusedLibrariesIn(Value const& aDocument)
+{
+    std::map<std::string, std::string> libraries;
+    for (Value const& message : aDocument.listAt("messages"))
+    {
+        if (std::optional<std::string> const library = message.textAt("library"))
+        {
+            libraries.emplace(*library, message.at("text").text());
+        }
+    }
+    return libraries;
+}
+
 void addPath(std::vector<Path>& aPaths, Path const& aPath)
 {
     bool const isPortDown = aPath.mPort != nullptr && isDown(*aPath.mPort);
@@ -362,6 +375,7 @@ HostTree hostTreeOf(nlohmann::ordered_json const& aDocument, std::string const& 
         root.mParts.push_back(adapterOf(adapter));
     }
     bool const areUnitsKnown = hasUnits(root);
-    return {document.at("host").text(), document.at("generated_at").text(), areUnitsKnown, std::move(root)};
+    return {document.at("host").text(), document.at("generated_at").text(), areUnitsKnown, std::move(root),
+            unusedLibrariesIn(document)};
 }
 }  // namespace qzagent
