@@ -195,6 +195,18 @@ TEST_F(QzagentDiff, GivesUpWhenTheHostDoesNotAnswer)
     EXPECT_EQ(result.mExitStatus, 3);
 }
 
+TEST_F(QzagentDiff, CallsAdaptersUnknownThatALookDidNotSelect)
+{
+    std::string const host =
+        adapterNamed("example-fc-0") + portNumbered(1) + adapterNamed("example-fc-1") + portNumbered(2);
+    std::string const text = runAgentOn(host, {"inventory", "--adapter", "1", "--json"}).mOutput;
+    EXPECT_TRUE(satisfies(text, "inventory"));
+    EXPECT_TRUE(satisfies(runAgentOn(host, {"ports", "--adapter", "1", "--json"}).mOutput, "ports"));
+    ProcessResult const result = runAgentOn(host, {"diff", mFolder.write("one", text)});
+    EXPECT_EQ(result.mOutput, "? adapters: unknown before (only adapter 1 was read); now 1 port\n");
+    EXPECT_EQ(result.mExitStatus, 3);
+}
+
 TEST_F(QzagentDiff, EndsWithASignalThatInterruptsTheLook)
 {
     ProcessResult const result =

@@ -747,6 +747,22 @@ TEST(HostChanges, ShowAnAdapterAsGoneAlthoughNeitherLookUsedALibrary)
     EXPECT_THAT(textBetween(before, after), testing::StartsWith("? adapters: unknown now "));
 }
 
+TEST(HostChanges, CallUnknownTheAdaptersThatOneLookDidNotSelect)
+{
+    Json const all = hostOf({2, 1, 1, 1, 2});
+    Json one = all;
+    one["only_adapter"] = "example-fc-0";
+    one["adapters"].erase(1);
+    portIn(one, 0, 0)["state"] = "LINKDOWN";
+    EXPECT_EQ(
+        textBetween(one, all),
+        "? adapters: unknown before (only adapter example-fc-0 was read); now 1 port, 1 remote port and 2 "
+        "LUNs\n"
+        "~ port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: state LINKDOWN -> ONLINE\n");
+    expectMirrored(one, all);
+    EXPECT_EQ(textBetween(one, one), "");
+}
+
 TEST(HostChanges, KeepRemotePortsWithThePortThatCannotDiscoverThemNow)
 {
     EXPECT_EQ(textAfter({1, 2, 1, 1, 2},

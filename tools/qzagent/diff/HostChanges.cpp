@@ -985,6 +985,13 @@ void addFailureOfLibraries(HostTree& aTree, HostTree const& aOther)
 
 std::vector<Change> changesBetween(HostTree aOld, HostTree aNew)
 {
+    for (HostTree* const tree : {&aOld, &aNew})
+    {
+        if (!tree->mRestriction.empty())
+        {
+            addFailure(tree->mRoot, tree->mRestriction);
+        }
+    }
     addFailureOfLibraries(aOld, aNew);
     addFailureOfLibraries(aNew, aOld);
     assignUndiscoveredInAll(aOld.mRoot, aNew.mRoot);

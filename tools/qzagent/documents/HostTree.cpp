@@ -369,13 +369,19 @@ HostTree hostTreeOf(nlohmann::ordered_json const& aDocument, std::string const& 
     document.at("adapters");
     HostPart root;
     root.mFailure = failureOfHost(document);
-    root.mArePartsKnown = root.mFailure.empty();
+    std::optional<std::string> const wanted = document.textAt("only_adapter");
+    std::string const restriction = wanted ? fmt::format("only adapter {} was read", *wanted) : "";
+    root.mArePartsKnown = root.mFailure.empty() && restriction.empty();
     for (Value const& adapter : document.listAt("adapters"))
     {
         root.mParts.push_back(adapterOf(adapter));
     }
     bool const areUnitsKnown = hasUnits(root);
-    return {document.at("host").text(), document.at("generated_at").text(), areUnitsKnown, std::move(root),
-            unusedLibrariesIn(document)};
+    return {document.at("host").text(),
+            document.at("generated_at").text(),
+            areUnitsKnown,
+            std::move(root),
+            unusedLibrariesIn(document),
+            restriction};
 }
 }  // namespace qzagent
