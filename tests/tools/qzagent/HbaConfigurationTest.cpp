@@ -57,6 +57,37 @@ TEST(QzagentHbaConfiguration, IsNotedOnceByACheckOfSeveralLooks)
     EXPECT_EQ(errors.find(start), errors.rfind(start)) << errors;
 }
 
+TEST(QzagentHbaConfiguration, MakesALookIncompleteIfOneOfItsLibrariesDoesNotLoad)
+{
+    ScratchFolder const folder;
+    Environment environment = hiddenConfiguration();
+    environment["QZSIM_SCENARIO"] = SCENARIOS "/two-adapters.toml";
+    auto const look = [&](char const* aName, std::string const& aLibraries)
+    {
+        environment["HBA_CONFIGURATION"] = folder.write("hba.conf", aLibraries);
+        return folder.write(aName, runAgent({"inventory", "--json"}, environment).mOutput);
+    };
+    std::string const whole = look("whole.json", "example.0 " SIMULATED_LIBRARY "\n");
+    std::string const absent = folder.path().string() + "/none.so";
+    std::string const partial =
+        look("partial.json", "example.0 " SIMULATED_LIBRARY "\nexample.1 " + absent + "\n");
+    ProcessResult const result = runAgent({"diff", whole, partial});
+    EXPECT_THAT(result.mOutput, testing::StartsWith("? adapters: unknown now (HBA library example.1 (" +
+                                                    absent + ") is not"));
+    EXPECT_EQ(result.mExitStatus, 3);
+    EXPECT_EQ(runAgent({"diff", partial, partial}).mOutput, "");
+}
+
+TEST(QzagentHbaConfiguration, SatisfiesTheSchemaWithALibraryThatTheCommonLibraryRefuses)
+{
+    ScratchFolder const folder;
+    Environment environment = hiddenConfiguration();
+    environment["HBA_CONFIGURATION"] = folder.write("hba.conf", "example.0 " NOISY_LIBRARY "\n");
+    ProcessResult const result = runAgent({"inventory", "--json"}, environment);
+    EXPECT_TRUE(satisfies(result.mOutput, "inventory"));
+    EXPECT_EQ(documentOf(result)["messages"].back()["library"], NOISY_LIBRARY);
+}
+
 TEST(QzagentHbaConfiguration, NamesTheLibraryThatDoesNotLoadUnderTheSimulator)
 {
     EXPECT_THAT(runAgentOn("[[fault]]\ncall = \"HBA_LoadLibrary\"\nnth = \"1+\"\nstatus = 12\n", {"adapters"})

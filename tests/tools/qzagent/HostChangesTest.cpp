@@ -521,6 +521,69 @@ TEST(HostChanges, FindAnAdapterWithANewNameByTheNodeThatItShares)
               "before 1 remote port and 3 LUNs\n");
 }
 
+/// Makes the adapter one that could not be opened.
+void closeAdapter(Json& aHost, std::size_t aAdapter)
+{
+    Json& adapter = aHost["adapters"][aAdapter];
+    adapter = {{"index", aAdapter}, {"name", adapter["name"]}, {"failures", failures("opening failed")}};
+}
+
+/// @param aHost of two adapters
+void expectDifferentOpenAdaptersUnknown(Json const& aHost)
+{
+    Json before = aHost;
+    closeAdapter(before, 1);
+    Json after = aHost;
+    closeAdapter(after, 0);
+    EXPECT_EQ(
+        textBetween(before, after),
+        "? adapter example-fc-0: unknown now (opening failed); before 1 port, 1 remote port and 3 LUNs\n"
+        "? adapter example-fc-1: unknown before (opening failed); now 1 port, 1 remote port and 3 LUNs\n");
+    expectMirrored(before, after);
+}
+
+TEST(HostChanges, AreUnknownOfDifferentAdaptersOfANodeOfWhichOneFailsInEachLook)
+{
+    expectDifferentOpenAdaptersUnknown(hostWithOneNode({2, 1, 1, 1, 3}));
+}
+
+TEST(HostChanges, AreUnknownOfDifferentAdaptersOfACardOfWhichOneFailsInEachLook)
+{
+    Json host = hostWithOneNode({2, 1, 1, 1, 3});
+    for (Json& adapter : host["adapters"])
+    {
+        adapter["attributes"]["serial_number"] = "EX0001";
+    }
+    expectDifferentOpenAdaptersUnknown(host);
+}
+
+TEST(HostChanges, AreUnknownOfDifferentAdaptersOfANodeWithTheSameNameWhileOneFails)
+{
+    Json const host = hostWithOneNode({2, 1, 1, 1, 3});
+    Json before = host;
+    closeAdapter(before, 1);
+    Json after = host;
+    std::swap(after["adapters"][0]["ports"], after["adapters"][1]["ports"]);
+    closeAdapter(after, 1);
+    std::string const text = textBetween(before, after);
+    EXPECT_THAT(text, HasSubstr("? adapter example-fc-0: unknown now (opening failed)"));
+    EXPECT_THAT(text, HasSubstr("? adapter example-fc-0: unknown before (opening failed)"));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
+}
+
+TEST(HostChanges, ShowTheOnlyPortOfAnAdapterAsGone)
+{
+    Json const before = hostOf({1, 1, 1, 1, 3});
+    Json after = before;
+    after["adapters"][0].erase("ports");
+    after["adapters"][0]["attributes"]["number_of_ports"] = 0;
+    EXPECT_EQ(
+        textBetween(before, after),
+        "- port 10:00:00:00:c9:00:00:00 of adapter example-fc-0 gone with 1 remote port and 3 LUNs; paths "
+        "to 51:00:00:00:c9:00:00:00 1 -> 0\n");
+    expectMirrored(before, after);
+}
+
 void moveFirstPort(Json& aHost)
 {
     Json& ports = aHost["adapters"][0]["ports"];
@@ -654,6 +717,50 @@ TEST(HostChanges, CallAdaptersUnknownAfterAnErrorOfTheHost)
     newHost["messages"] = {{{"severity", "error"}, {"text", "timeout after 1 s"}, {"code", 1}}};
     EXPECT_EQ(textBetween(oldHost, newHost),
               "? adapters: unknown now (timeout after 1 s); before 1 port, 1 remote port and 2 LUNs\n");
+}
+
+void addUnusedLibrary(Json& aHost, char const* aPath)
+{
+    aHost["messages"].push_back(
+        {{"severity", "note"}, {"text", "library is not loaded"}, {"code", 0}, {"library", aPath}});
+}
+
+TEST(HostChanges, CallAdaptersUnknownOfALibraryThatOnlyOneLookUsed)
+{
+    Json const before = hostOf({2, 1, 1, 1, 2});
+    Json after = before;
+    after["adapters"].erase(1);
+    addUnusedLibrary(after, "/usr/lib/libone.so");
+    EXPECT_EQ(textBetween(before, after),
+              "? adapters: unknown now (library is not loaded); before 1 port, 1 remote port and 2 LUNs\n");
+    expectMirrored(before, after);
+}
+
+TEST(HostChanges, ShowAnAdapterAsGoneAlthoughNeitherLookUsedALibrary)
+{
+    Json before = hostOf({2, 1, 1, 1, 2});
+    addUnusedLibrary(before, "/usr/lib/libone.so");
+    Json after = before;
+    after["adapters"].erase(1);
+    EXPECT_THAT(textBetween(before, after), testing::StartsWith("- adapter example-fc-1 "));
+    addUnusedLibrary(after, "/usr/lib/libtwo.so");
+    EXPECT_THAT(textBetween(before, after), testing::StartsWith("? adapters: unknown now "));
+}
+
+TEST(HostChanges, CallUnknownTheAdaptersThatOneLookDidNotSelect)
+{
+    Json const all = hostOf({2, 1, 1, 1, 2});
+    Json one = all;
+    one["only_adapter"] = "example-fc-0";
+    one["adapters"].erase(1);
+    portIn(one, 0, 0)["state"] = "LINKDOWN";
+    EXPECT_EQ(
+        textBetween(one, all),
+        "? adapters: unknown before (only adapter example-fc-0 was read); now 1 port, 1 remote port and 2 "
+        "LUNs\n"
+        "~ port 10:00:00:00:c9:00:00:00 of adapter example-fc-0: state LINKDOWN -> ONLINE\n");
+    expectMirrored(one, all);
+    EXPECT_EQ(textBetween(one, one), "");
 }
 
 TEST(HostChanges, KeepRemotePortsWithThePortThatCannotDiscoverThemNow)

@@ -89,7 +89,7 @@ TEST(QzagentInventoryJson, ContainsAnErrorAndNoAdaptersForAnUnknownAdapter)
         "format_version": 2, "command": "inventory", "exit_status": 1,
         "messages": [{"severity": "error", "code": 1,
                       "text": "no adapter 'example-fc-9'; run qzagent adapters to list them"}],
-        "adapters": []})"));
+        "only_adapter": "example-fc-9", "adapters": []})"));
 }
 
 TEST(QzagentInventoryJson, ListsMappedAndReportedLunsSeparately)

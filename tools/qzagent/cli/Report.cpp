@@ -95,9 +95,9 @@ void Report::addError(ExitCode aCode, std::string const& aText)
     add({errorSeverity, aText, static_cast<unsigned int>(aCode), {}, {}}, aCode);
 }
 
-void Report::addNote(std::string const& aText)
+void Report::addNote(std::string const& aText, Subject const& aSubject)
 {
-    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, {}}, ExitCode::success);
+    add({noteSeverity, aText, static_cast<unsigned int>(ExitCode::success), {}, aSubject}, ExitCode::success);
 }
 
 void Report::showNote(std::string const& aText)
@@ -263,6 +263,10 @@ nlohmann::ordered_json Report::jsonOf(Message const& aMessage)
     if (subject.mLun)
     {
         std::visit([&json](auto const& aLun) { json["lun"] = aLun; }, *subject.mLun);
+    }
+    if (subject.mLibrary)
+    {
+        json["library"] = *subject.mLibrary;
     }
     return json;
 }

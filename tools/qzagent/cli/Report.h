@@ -37,6 +37,7 @@ struct Subject
     std::optional<unsigned int> mPort = {};       ///< index of a port of the adapter
     std::optional<std::string> mRemotePort = {};  ///< port WWN of a remote port of the adapter
     std::optional<std::variant<unsigned int, std::string>> mLun = {};  ///< LUN of the remote port
+    std::optional<std::string> mLibrary = {};  ///< path of an HBA library that is not used
 };
 
 /// Collects the messages of a run. Each message is also written to standard error as one line when it is added. Of more
@@ -63,7 +64,7 @@ public:
     void addError(ExitCode aCode, std::string const& aText);
 
     /// Adds a note, which leaves the exit code unchanged.
-    void addNote(std::string const& aText);
+    void addNote(std::string const& aText, Subject const& aSubject = {});
 
     /// Writes a note that is not part of the document, for what happens again and again.
     void showNote(std::string const& aText);

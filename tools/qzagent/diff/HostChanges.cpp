@@ -46,10 +46,10 @@ HostPart const* unidentifiedIn(Parts const& aParts, PartKind aKind)
     return found == aParts.end() ? nullptr : &*found;
 }
 
-bool haveCommonWwn(HostPart const& aPart, HostPart const& aOther)
+bool haveCommon(std::set<std::string> const& aWwns, std::set<std::string> const& aOthers)
 {
-    return std::any_of(aPart.mWwns.begin(), aPart.mWwns.end(),
-                       [&aOther](std::string const& aWwn) { return aOther.mWwns.count(aWwn) > 0; });
+    return std::any_of(aWwns.begin(), aWwns.end(),
+                       [&aOthers](std::string const& aWwn) { return aOthers.count(aWwn) > 0; });
 }
 
 /// Finds the parts that are the same. A name that is not unique identifies nothing, unless everything that identifies
@@ -58,16 +58,23 @@ class Matching
 {
 public:
     Matching(Parts const& aOld, Parts const& aNew)
-        : mOld(aOld), mNew(aNew), mPartners(aOld.size(), none), mIsTaken(aNew.size())
+        : mOld(aOld),
+          mNew(aNew),
+          mIsAnyUnidentified(unidentifiedIn(aOld, PartKind::adapter) != nullptr ||
+                             unidentifiedIn(aNew, PartKind::adapter) != nullptr),
+          mPartners(aOld.size(), none),
+          mIsTaken(aNew.size())
     {
+        auto const haveCommonWwn = [this](HostPart const& aOldPart, HostPart const& aNewPart)
+        { return haveCommon(wwnsOf(aOldPart), wwnsOf(aNewPart)); };
         // Ports can move between adapters, which have many World Wide Names.
-        matchUnique([](HostPart const& aPart) { return identityOf(aPart, "node_wwn"); },
+        matchUnique([this](HostPart const& aPart) { return nodeOf(aPart); },
                     [](HostPart const&, HostPart const&) { return true; });
-        matchUnique([](HostPart const& aPart) { return identityOf(aPart, "serial_number"); }, &haveCommonWwn);
+        matchUnique([](HostPart const& aPart) { return identityOf(aPart, "serial_number"); }, haveCommonWwn);
         matchWwns();
         // Adapters may share the World Wide Name of a node, which is all that is known of those whose ports failed.
         matchUnique([](HostPart const& aPart) { return std::set<std::string>{aPart.mSubstitute}; },
-                    [](HostPart const& aOldPart, HostPart const& aNewPart) {
+                    [&haveCommonWwn](HostPart const& aOldPart, HostPart const& aNewPart) {
                         return aOldPart.mWwns.empty() || aNewPart.mWwns.empty() ||
                                haveCommonWwn(aOldPart, aNewPart);
                     });
@@ -127,6 +134,28 @@ private:
                                               : std::set<std::string>{valueText(found->second)};
     }
 
+    /// @return the World Wide Names that identify the part. An adapter that could not be identified may share the node of
+    /// another adapter, so then only the names of its ports identify an adapter, if they are known.
+    std::set<std::string> wwnsOf(HostPart const& aPart) const
+    {
+        std::set<std::string> wwns = aPart.mWwns;
+        if (mIsAnyUnidentified)
+        {
+            for (std::string const& node : identityOf(aPart, "node_wwn"))
+            {
+                wwns.erase(node);
+            }
+        }
+        return wwns.empty() ? aPart.mWwns : wwns;
+    }
+
+    /// @return the World Wide Name of an adapter's node, if it identifies the adapter
+    std::set<std::string> nodeOf(HostPart const& aPart) const
+    {
+        std::set<std::string> node = identityOf(aPart, "node_wwn");
+        return haveCommon(node, wwnsOf(aPart)) ? node : std::set<std::string>();
+    }
+
     /// Matches the parts that have the most World Wide Names in common first.
     void matchWwns()
     {
@@ -136,7 +165,7 @@ private:
             std::string mFirst;
         };
         std::map<std::pair<std::size_t, std::size_t>, Common> commons;
-        forEachUnique([](HostPart const& aPart) -> std::set<std::string> const& { return aPart.mWwns; },
+        forEachUnique([this](HostPart const& aPart) { return wwnsOf(aPart); },
                       [&commons](std::string const& aWwn, std::size_t aOldPart, std::size_t aNewPart) {
                           ++commons.try_emplace({aOldPart, aNewPart}, Common{0, aWwn}).first->second.mCount;
                       });
@@ -223,6 +252,7 @@ private:
 
     Parts const& mOld;
     Parts const& mNew;
+    bool const mIsAnyUnidentified;       ///< whether a look has an adapter that could not be identified
     std::vector<std::size_t> mPartners;  ///< of the old parts
     std::vector<bool> mIsTaken;          ///< of the new parts
 };
@@ -933,10 +963,37 @@ void assignUndiscoveredInAll(HostPart& aRoot, HostPart const& aOther)
         }
     }
 }
+/// @param aReason why the list of adapters is incomplete, unless another failure is the reason
+void addFailure(HostPart& aRoot, std::string const& aReason)
+{
+    aRoot.mArePartsKnown = false;
+    aRoot.mFailure = aRoot.mFailure.empty() ? aReason : aRoot.mFailure;
+}
+
+/// Adapters are missing in a look that did not use a library. A library that neither look used makes no difference.
+void addFailureOfLibraries(HostTree& aTree, HostTree const& aOther)
+{
+    for (auto const& [path, reason] : aTree.mUnusedLibraries)
+    {
+        if (aOther.mUnusedLibraries.count(path) == 0)
+        {
+            addFailure(aTree.mRoot, reason);
+        }
+    }
+}
 }  // namespace
 
 std::vector<Change> changesBetween(HostTree aOld, HostTree aNew)
 {
+    for (HostTree* const tree : {&aOld, &aNew})
+    {
+        if (!tree->mRestriction.empty())
+        {
+            addFailure(tree->mRoot, tree->mRestriction);
+        }
+    }
+    addFailureOfLibraries(aOld, aNew);
+    addFailureOfLibraries(aNew, aOld);
     assignUndiscoveredInAll(aOld.mRoot, aNew.mRoot);
     assignUndiscoveredInAll(aNew.mRoot, aOld.mRoot);
     std::vector<Change> changes;

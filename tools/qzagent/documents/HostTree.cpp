@@ -239,7 +239,8 @@ HostPart adapterOf(Value const& aAdapter)
     part.mName = aAdapter.at("name").text();
     part.mSubstitute = part.mName;
     part.mFailure = failureOf(aAdapter);
-    part.mArePartsKnown = aAdapter.has("ports");
+    // An adapter without ports has no list of them.
+    part.mArePartsKnown = aAdapter.has("ports") || (aAdapter.has("attributes") && part.mFailure.empty());
     if (aAdapter.has("attributes"))
     {
         Value const attributes = aAdapter.at("attributes");
@@ -289,6 +290,19 @@ std::string failureOfHost(Value const& aDocument)
         }
     }
     return {};
+}
+
+std::map<std::string, std::string> unusedLibrariesIn(Value const& aDocument)
+{
+    std::map<std::string, std::string> libraries;
+    for (Value const& message : aDocument.listAt("messages"))
+    {
+        if (std::optional<std::string> const library = message.textAt("library"))
+        {
+            libraries.emplace(*library, message.at("text").text());
+        }
+    }
+    return libraries;
 }
 
 void addPath(std::vector<Path>& aPaths, Path const& aPath)
@@ -355,12 +369,19 @@ HostTree hostTreeOf(nlohmann::ordered_json const& aDocument, std::string const& 
     document.at("adapters");
     HostPart root;
     root.mFailure = failureOfHost(document);
-    root.mArePartsKnown = root.mFailure.empty();
+    std::optional<std::string> const wanted = document.textAt("only_adapter");
+    std::string const restriction = wanted ? fmt::format("only adapter {} was read", *wanted) : "";
+    root.mArePartsKnown = root.mFailure.empty() && restriction.empty();
     for (Value const& adapter : document.listAt("adapters"))
     {
         root.mParts.push_back(adapterOf(adapter));
     }
     bool const areUnitsKnown = hasUnits(root);
-    return {document.at("host").text(), document.at("generated_at").text(), areUnitsKnown, std::move(root)};
+    return {document.at("host").text(),
+            document.at("generated_at").text(),
+            areUnitsKnown,
+            std::move(root),
+            unusedLibrariesIn(document),
+            restriction};
 }
 }  // namespace qzagent

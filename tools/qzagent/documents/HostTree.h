@@ -45,6 +45,9 @@ struct HostTree
     std::string mTime;  ///< when the document was generated
     bool mHasUnits;     ///< whether the LUNs were asked for what they are
     HostPart mRoot;
+    std::map<std::string, std::string>
+        mUnusedLibraries{};      ///< paths of the HBA libraries that were not used, with the reasons
+    std::string mRestriction{};  ///< why the inventory has only some of the adapters; empty if it has all
 };
 
 /// A way from a port of the host to a remote port that has LUNs, unless the state of one of the two rules it out.

@@ -178,17 +178,21 @@ void reportUnused(std::vector<HbaLibrary> const& aLibraries, bool aHasLoaded, Re
     bool const isAccepted = aHasLoaded && aLibraries.size() == 1;
     for (HbaLibrary const& library : aLibraries)
     {
+        Subject subject;
+        subject.mLibrary = library.mPath;
         if (!loadedLibrary(library.mPath))
         {
             std::string const error = loadErrorOf(library.mPath);
             aReport.addNote(fmt::format("HBA library {} ({}) is not loaded: {}", library.mName, library.mPath,
-                                        error.empty() ? "the common library did not accept it" : error));
+                                        error.empty() ? "the common library did not accept it" : error),
+                            subject);
         }
         else if (std::string const refusal = isAccepted ? "" : refusalOfLoaded(library.mPath, !aHasLoaded);
                  !refusal.empty())
         {
             aReport.addNote(fmt::format("the common library does not use HBA library {} ({}): {}",
-                                        library.mName, library.mPath, refusal));
+                                        library.mName, library.mPath, refusal),
+                            subject);
         }
     }
 }

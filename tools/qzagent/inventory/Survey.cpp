@@ -443,11 +443,17 @@ void addOptions(CommandLine& aCommandLine, ArgumentList& aArguments, SurveyOptio
 Answer survey(Setting const& aSetting, SurveyOptions const& aOptions, Depth aDepth, AdapterJson aJson,
               AdaptersText aText)
 {
-    auto const keys = [aJson](std::vector<FoundAdapter> const& aAdapters)
+    auto const keys = [aJson, wanted = aOptions.mAdapter](std::vector<FoundAdapter> const& aAdapters)
     {
+        auto json = nlohmann::ordered_json::object();
+        if (wanted)
+        {
+            json["only_adapter"] = *wanted;
+        }
         auto list = nlohmann::ordered_json::array();
         std::transform(aAdapters.begin(), aAdapters.end(), std::back_inserter(list), aJson);
-        return nlohmann::ordered_json::object({{"adapters", std::move(list)}});
+        json["adapters"] = std::move(list);
+        return json;
     };
     DocumentRecording recording(aSetting, aOptions.mOutput);
     if (!recording.isPossible())

@@ -201,7 +201,7 @@ Answer examine(Setting const& aSetting, CheckOptions const& aOptions)
                   .take(needs, baseline ? lookLike(*baseline) : std::vector<std::string>{inventoryName});
     HostState const state = stateIn(documents, aOptions.mBundle.value_or("the host"), gaps);
     addIncomplete(needs, documents, gaps);
-    if (state.mInventory && hasFailure(state.mInventory->mRoot))
+    if (state.mInventory && (hasFailure(state.mInventory->mRoot) || !state.mInventory->mRestriction.empty()))
     {
         gaps.mNames.insert(inventoryName);
     }
