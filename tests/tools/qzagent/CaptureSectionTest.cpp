@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +10,7 @@
 
 #include "agentkit/include/EventQueue.h"
 #include "pcapng/BlockWriter.h"
+#include "pcapng/BytesInput.h"
 #include "pcapng/Reader.h"
 #include "tests/support/Records.h"
 #include "tools/qzagent/watch/CaptureSection.h"
@@ -23,23 +23,6 @@ using testing::ElementsAre;
 
 namespace
 {
-class BytesInput : public pcapng::Input
-{
-public:
-    explicit BytesInput(qz::Bytes aBytes) : mLeft(aBytes) {}
-
-    std::size_t read(unsigned char* aBytes, std::size_t aSize) override
-    {
-        std::size_t const size = std::min(aSize, mLeft.mSize);
-        std::copy_n(mLeft.mData, size, aBytes);
-        mLeft = {mLeft.mData + size, mLeft.mSize - size};
-        return size;
-    }
-
-private:
-    qz::Bytes mLeft;
-};
-
 class CaptureSectionTest : public testing::Test
 {
 protected:
@@ -47,7 +30,7 @@ protected:
     template <typename Kind>
     std::vector<Kind> all() const
     {
-        BytesInput input(mBlocks.bytes());
+        pcapng::BytesInput input(mBlocks.bytes());
         pcapng::Reader reader(input, 1U << 20U);
         std::vector<Kind> found;
         while (std::optional<pcapng::Item> const item = reader.next())
@@ -143,7 +126,7 @@ TEST_F(CaptureSectionTest, AnUnknownBoardHasItsOwnInterface)
     section.addPacket(event(7, 0), nullptr);
     section.addPacket(event(7, 0), nullptr);
     section.addStatistics(at(100));
-    BytesInput input(mBlocks.bytes());
+    pcapng::BytesInput input(mBlocks.bytes());
     pcapng::Reader reader(input, 1U << 20U);
     std::optional<pcapng::Item> item = reader.next();
     while (item && !std::holds_alternative<pcapng::Packet>(*item))

@@ -14,8 +14,8 @@
 #include "agentkit/include/ScopeDataView.h"
 #include "pcapng/BlockReader.h"
 #include "pcapng/ByteOrder.h"
+#include "pcapng/BytesInput.h"
 #include "pcapng/Format.h"
-#include "pcapng/Window.h"
 #include "tools/qzagent/capture/HexText.h"
 #include "tools/qzagent/report/ReportText.h"
 
@@ -55,23 +55,6 @@ bool hasMagic(std::string const& aHead)
     };
     return aHead.size() == formHeadSize && (is(ByteOrder::native) || is(ByteOrder::swapped));
 }
-
-class TextInput : public pcapng::Input
-{
-public:
-    explicit TextInput(std::string_view aText) : mRest(aText) {}
-
-    std::size_t read(unsigned char* aBytes, std::size_t aSize) override
-    {
-        std::size_t const size = std::min(aSize, mRest.size());
-        std::copy_n(mRest.begin(), size, aBytes);
-        mRest.remove_prefix(size);
-        return size;
-    }
-
-private:
-    std::string_view mRest;
-};
 }  // namespace
 
 std::optional<CaptureForm> formOf(std::string const& aHead, bool aIsWhole)
@@ -114,7 +97,7 @@ bool isDamagedPcapng(std::string const& aStart)
     {
         return false;
     }
-    TextInput input(aStart);
+    pcapng::BytesInput input({bytesOf(aStart), aStart.size()});
     pcapng::BlockReader reader(input, aStart.size());
     bool followsBlock = false;
     while (auto const found = reader.next(pcapng::BlockReader::AtEnd::finish))

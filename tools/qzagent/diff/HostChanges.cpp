@@ -963,6 +963,7 @@ void assignUndiscoveredInAll(HostPart& aRoot, HostPart const& aOther)
         }
     }
 }
+
 /// @param aReason why the list of adapters is incomplete, unless another failure is the reason
 void addFailure(HostPart& aRoot, std::string const& aReason)
 {

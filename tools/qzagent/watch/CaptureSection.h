@@ -20,9 +20,8 @@ namespace qzagent
 /// What is known of the dropped events of a board across the sections of a recording.
 struct DropHistory
 {
-    std::uint64_t mOfQueue =
-        0;  ///< that the events so far reported, as those that the queue dropped before them
-    std::uint64_t mStated = 0;  ///< in the statistics of the sections so far
+    std::uint64_t mOfQueue = 0;  ///< dropped by the queue, as the events so far report
+    std::uint64_t mStated = 0;   ///< in the statistics of the sections so far
 };
 
 /// By the boards' numbers.

@@ -1,6 +1,5 @@
 #include "tools/qzagent/watch/PcapngRecorder.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstring>
@@ -13,6 +12,7 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include "pcapng/BytesInput.h"
 #include "pcapng/Reader.h"
 #include "tools/qzagent/capture/SectionOfHost.h"
 
@@ -31,23 +31,6 @@ bool isAbsentOrEmpty(std::string const& aPath)
     struct stat status = {};
     return ::stat(aPath.c_str(), &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0);
 }
-class MemoryOfBlocks final : public pcapng::Input
-{
-public:
-    explicit MemoryOfBlocks(std::vector<unsigned char> const& aBytes) : mBytes(aBytes) {}
-
-    std::size_t read(unsigned char* aBytes, std::size_t aSize) override
-    {
-        std::size_t const size = std::min(aSize, mBytes.size() - mPosition);
-        std::copy_n(mBytes.data() + mPosition, size, aBytes);
-        mPosition += size;
-        return size;
-    }
-
-private:
-    std::vector<unsigned char> const& mBytes;
-    std::size_t mPosition = 0;
-};
 }  // namespace
 
 PcapngRecorder::PcapngRecorder(RecorderOptions const& aOptions, RecorderSources const& aSources)
@@ -226,7 +209,7 @@ void PcapngRecorder::replaceChanged()
 /// @param aBlocks a section that was not written
 void PcapngRecorder::copyPackets(std::vector<unsigned char> const& aBlocks)
 {
-    MemoryOfBlocks input(aBlocks);
+    pcapng::BytesInput input({aBlocks.data(), aBlocks.size()});
     pcapng::Reader reader(input, aBlocks.size());
     while (std::optional<pcapng::Item> const item = reader.next())
     {
