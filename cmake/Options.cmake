@@ -29,9 +29,12 @@ if(QZ_SANITIZE MATCHES "^address" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 endif()
 
 if(QZ_COVERAGE)
-  target_compile_options(qz_options INTERFACE
-    --coverage -fprofile-update=prefer-atomic
-    "-fprofile-filter-files=${PROJECT_SOURCE_DIR}/(agentkit|anonymise|backend|pcapng|simulator|toml|tools)/.*")
+  # ccache does not cache what is compiled with these options, unless they are in a file of specs.
+  set(counted agentkit anonymise backend pcapng simulator toml tools)
+  list(TRANSFORM counted REPLACE ".+" "${PROJECT_SOURCE_DIR}/\\0/.*")
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/coverage.specs
+    CONTENT "*cc1plus:\n+ -fprofile-update=prefer-atomic -fprofile-filter-files=${counted}\n")
+  target_compile_options(qz_options INTERFACE --coverage -specs=${PROJECT_BINARY_DIR}/coverage.specs)
   # The libraries must not export gcov's functions.
   target_link_options(qz_options INTERFACE --coverage -Wl,--exclude-libs,libgcov.a)
   # Counts of an older build do not apply to the new code.
